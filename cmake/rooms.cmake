@@ -1,0 +1,42 @@
+# Compile options and the helper that turns a folder into an object library.
+
+set(RAIDXYL_WARNINGS -Wall -Wextra -Werror -Wconversion -Wno-sign-conversion -Wshadow -Wcast-align)
+
+# Code that also runs in firmware: no exceptions, no RTTI, nothing beyond the freestanding headers.
+set(RAIDXYL_FREESTANDING -ffreestanding -fno-exceptions -fno-rtti -fno-threadsafe-statics)
+
+set(RAIDXYL_HOST_OPTIONS "")
+if(RAIDXYL_SANITIZE)
+  set(RAIDXYL_HOST_OPTIONS -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
+# add_freestanding_room(FOLDER): all sources of FOLDER as the object library room_<last part of FOLDER>.
+function(add_freestanding_room folder)
+  get_filename_component(name ${folder} NAME)
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_library(room_${name} OBJECT ${sources})
+  target_include_directories(room_${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+  target_compile_options(room_${name} PRIVATE ${RAIDXYL_WARNINGS} ${RAIDXYL_FREESTANDING} ${RAIDXYL_HOST_OPTIONS})
+endfunction()
+
+# add_host_library(NAME SOURCES...): a static library of host code.
+function(add_host_library name)
+  add_library(${name} STATIC ${ARGN})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+  target_compile_options(${name} PRIVATE ${RAIDXYL_WARNINGS} ${RAIDXYL_HOST_OPTIONS})
+endfunction()
+
+# objects_of(VARIABLE ROOMS...): the object files of those rooms that have sources.
+function(objects_of variable)
+  set(objects "")
+  foreach(room ${ARGN})
+    if(TARGET room_${room})
+      list(APPEND objects $<TARGET_OBJECTS:room_${room}>)
+    endif()
+  endforeach()
+  set(${variable} ${objects} PARENT_SCOPE)
+endfunction()

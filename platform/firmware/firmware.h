@@ -1,0 +1,68 @@
+// The host's stand-in for UEFI firmware: boot services over a handle and protocol database, a pool with strict books, a
+// recording console, and images. One Firmware exists at a time; everything runs on one thread.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "uefi/protocols.h"
+
+using EFI_IMAGE_ENTRY = EFI_STATUS(EFIAPI *)(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable);
+
+// What the pool holds and has done.
+struct POOL_BOOKS {
+  uint64_t liveAllocations = 0;
+  uint64_t liveBytes = 0;
+  uint64_t peakBytes = 0;
+  uint64_t totalAllocations = 0; // attempts, failed ones included
+};
+
+enum class FAIL_MODE { once, fromThenOn };
+
+class Firmware {
+public:
+  Firmware();
+  ~Firmware();
+  Firmware(const Firmware &) = delete;
+  Firmware &operator=(const Firmware &) = delete;
+
+  EFI_SYSTEM_TABLE *systemTable();
+  EFI_BOOT_SERVICES *bootServices();
+
+  // Creates an image handle with a loaded-image protocol and calls entry. When entry fails the image is dropped as
+  // firmware does, and what it left installed on its handle is a complaint. *image is null then.
+  EFI_STATUS loadImage(EFI_IMAGE_ENTRY entry, EFI_HANDLE *image, std::u16string loadOptions = {});
+  // Calls the image's Unload and drops it on success.
+  EFI_STATUS unloadImage(EFI_HANDLE image);
+
+  const POOL_BOOKS &pool() const;
+  // Fails the Nth allocation from now on (1 is the next), once or with all later ones; 0 switches failing off.
+  void failAllocation(uint64_t nth, FAIL_MODE mode = FAIL_MODE::once);
+  // Whether an allocation has been failed since failAllocation.
+  bool allocationFailed() const;
+
+  // Makes the named boot service fail with status from its nth call on from now, once; see firmware.cpp for the names.
+  void failService(const std::string &service, uint64_t nth, EFI_STATUS status);
+  // How often the named boot service was called since construction.
+  uint64_t serviceCalls(const std::string &service) const;
+
+  // What was written to the console since the last call, as UTF-8 with line feeds.
+  std::string takeConsole();
+  // Removes or restores the system table's ConOut.
+  void setConsolePresent(bool present);
+  // Characters that ConIn gives to the reader, in order.
+  void typeKeys(const std::string &keys);
+
+  // Misuse that the books noticed: damaged guard bytes, double and foreign frees, writes into freed memory, protocols
+  // left open. Each is one line; empty when all is well.
+  const std::vector<std::string> &complaints() const;
+
+  // Called with every block just before it is given back, so that a test can look for secrets in it.
+  void onFree(std::function<void(const void *memory, uint64_t size)> observer);
+
+private:
+  struct State;
+  State *state_;
+};

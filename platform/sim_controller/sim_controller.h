@@ -1,0 +1,2 @@
+// placeholder until the room is written
+#pragma once

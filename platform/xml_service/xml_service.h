@@ -1,0 +1,8 @@
+// Provider of XML_PROTOCOL for platforms that have none.
+#pragma once
+
+#include "uefi/tables.h"
+
+// Image entry point: publishes XML_PROTOCOL on the image handle and sets the image's Unload. Returns the status of the
+// install that failed, else EFI_SUCCESS.
+extern "C" EFI_STATUS EFIAPI XmlServiceEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable);
