@@ -15,7 +15,9 @@ inline void LogPrint(UINT32 mask, const CHAR8 *function, const CHAR16 *format, A
   }
 }
 
-inline void logEntered(const CHAR8 *function) { LogPrint(LOG_TRACE, function, u"Entered."); }
+inline void logEntered(const CHAR8 *function) {
+  LogPrint(LOG_TRACE, function, u"Entered.");
+}
 
 // Logs "Exit. %r" and returns status.
 inline EFI_STATUS logExit(const CHAR8 *function, EFI_STATUS status) {

@@ -35,5 +35,9 @@ template <class T> inline void poolRelease(T *&holder) {
 // Overwrites size bytes with zeros in a way that the compiler may not drop; for keys and passphrases.
 void wipeBytes(void *memory, UINTN size);
 
-inline void copyBytes(void *to, const void *from, UINTN size) { __builtin_memcpy(to, from, size); }
-inline void zeroBytes(void *memory, UINTN size) { __builtin_memset(memory, 0, size); }
+inline void copyBytes(void *to, const void *from, UINTN size) {
+  __builtin_memcpy(to, from, size);
+}
+inline void zeroBytes(void *memory, UINTN size) {
+  __builtin_memset(memory, 0, size);
+}

@@ -17,8 +17,8 @@ int textCompare(const CHAR16 *a, const CHAR16 *b);
 CHAR8 *textDuplicate(const CHAR8 *text);
 CHAR16 *textDuplicate(const CHAR16 *text);
 
-// Copies the low bytes of at most limit units of from, up to its NUL, and a NUL; to has room for limit + 1 bytes. A null
-// from gives an empty text. Returns the length.
+// Copies the low bytes of at most limit units of from, up to its NUL, and a NUL; to has room for limit + 1 bytes. A
+// null from gives an empty text. Returns the length.
 UINTN textNarrow(CHAR8 *to, const CHAR16 *from, UINTN limit);
 
 // A pool text of the low bytes of from that the caller owns; an empty text for null; null without memory.
@@ -38,6 +38,6 @@ void formatHex(CHAR8 *buffer, UINT64 value, unsigned digits);
 // no digits or a null text 0.
 UINT64 parseDecimal(const CHAR8 *text);
 
-// Leading blanks, then "0" characters, then one "x" or "X" are skipped, then hexadecimal digits of either case are read.
-// Over 64 bits gives all ones, no digits or a null text 0.
+// Leading blanks, then "0" characters, then one "x" or "X" are skipped, then hexadecimal digits of either case are
+// read. Over 64 bits gives all ones, no digits or a null text 0.
 UINT64 parseHex(const CHAR8 *text);

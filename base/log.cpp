@@ -1,0 +1,3 @@
+#include "base/log.h"
+
+DEBUG_LOG_PROTOCOL *g_debugLog;
