@@ -21,6 +21,8 @@ struct POOL_BOOKS {
 
 enum class FAIL_MODE { once, fromThenOn };
 
+struct FIRMWARE_STATE;
+
 class Firmware {
 public:
   Firmware();
@@ -32,9 +34,11 @@ public:
   EFI_BOOT_SERVICES *bootServices();
 
   // Creates an image handle with a loaded-image protocol and calls entry. When entry fails the image is dropped as
-  // firmware does, and what it left installed on its handle is a complaint. *image is null then.
+  // firmware does, and what it left installed on its handle is a complaint. *image is null then. loadOptions are handed
+  // over with their NUL; without any the image gets none.
   EFI_STATUS loadImage(EFI_IMAGE_ENTRY entry, EFI_HANDLE *image, std::u16string loadOptions = {});
-  // Calls the image's Unload and drops it on success.
+  // Calls the image's Unload and drops it on success; what it then still has installed on its handle or holds open is a
+  // complaint. EFI_UNSUPPORTED for an image without Unload, EFI_INVALID_PARAMETER for a handle that is no image.
   EFI_STATUS unloadImage(EFI_HANDLE image);
 
   const POOL_BOOKS &pool() const;
@@ -43,7 +47,8 @@ public:
   // Whether an allocation has been failed since failAllocation.
   bool allocationFailed() const;
 
-  // Makes the named boot service fail with status from its nth call on from now, once; see firmware.cpp for the names.
+  // Makes the named boot service fail with status from its nth call on from now, once; under the name that the table
+  // has for it.
   void failService(const std::string &service, uint64_t nth, EFI_STATUS status);
   // How often the named boot service was called since construction.
   uint64_t serviceCalls(const std::string &service) const;
@@ -56,13 +61,16 @@ public:
   void typeKeys(const std::string &keys);
 
   // Misuse that the books noticed: damaged guard bytes, double and foreign frees, writes into freed memory, protocols
-  // left open. Each is one line; empty when all is well.
+  // left open or installed by an image that is gone. Each is one line; empty when all is well.
   const std::vector<std::string> &complaints() const;
+  // The same, and they are forgotten: for tests that provoke them.
+  std::vector<std::string> takeComplaints();
+  // What stands open BY_DRIVER, BY_CHILD_CONTROLLER or EXCLUSIVE, one line each.
+  std::vector<std::string> openProtocols() const;
 
   // Called with every block just before it is given back, so that a test can look for secrets in it.
   void onFree(std::function<void(const void *memory, uint64_t size)> observer);
 
 private:
-  struct State;
-  State *state_;
+  FIRMWARE_STATE *state_;
 };
