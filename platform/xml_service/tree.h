@@ -1,0 +1,52 @@
+// The memory of document trees.
+//
+// A node from CreateNode is one pool allocation with its name behind it. A parsed tree takes few allocations: a copy of
+// the document, in which the parser ends and decodes names and texts where they stand, and blocks of records. They go
+// back with the last node of the tree, while content and attributes that a user linked in go back one by one.
+#pragma once
+
+#include "base/pool.h"
+#include "xml_protocol.h"
+
+struct RECORD_BLOCK;
+
+// What the nodes of one parsed document share; a pool allocation with the copy of the document behind it.
+struct PARSED_TREE {
+  UINTN liveNodes;
+  RECORD_BLOCK *blocks; // all blocks, the one being filled first
+  UINTN blockUsed;      // bytes of the first block
+  UINTN blockSize;      // bytes of every block
+  UINTN textSize;       // bytes, with the NUL
+};
+
+// A node as the service allocates it. ServiceOwn is the PARSED_TREE that the node lies in, null for a created one.
+struct SERVICE_NODE : XML_NODE {
+  SERVICE_NODE *parent; // set by whoever walks the tree, for the time of the walk: users do not keep it
+};
+
+inline SERVICE_NODE *serviceNode(XML_NODE *node) {
+  return static_cast<SERVICE_NODE *>(node);
+}
+
+// The tree's copy of the document.
+inline CHAR8 *treeText(PARSED_TREE *tree) {
+  return reinterpret_cast<CHAR8 *>(tree + 1);
+}
+
+// A tree without nodes that holds a copy of text, or null without memory. The caller owns it until it has nodes and
+// gives the root away.
+PARSED_TREE *newParsedTree(const CHAR8 *text);
+
+// Gives back all memory of the tree whatever its nodes point to; the copy of the document is overwritten before, since
+// documents carry passphrases.
+void releaseParsedTree(PARSED_TREE *tree);
+
+// A zero-filled node or attribute that belongs to tree, or null without memory.
+SERVICE_NODE *newParsedNode(PARSED_TREE *tree);
+XML_ATTRIBUTE *newParsedAttribute(PARSED_TREE *tree);
+
+// A node that belongs to no parsed tree, with a copy of name, or null without memory.
+SERVICE_NODE *newNode(const CHAR8 *name);
+
+// Releases node with its content, attributes and descendants.
+void freeTree(SERVICE_NODE *node);
