@@ -109,7 +109,8 @@ typedef void *EFI_SHELL_FILE_HANDLE;
 typedef struct EFI_SHELL_PROTOCOL {
   EFI_STATUS(EFIAPI *Execute)(EFI_HANDLE *Parent, CHAR16 *CommandLine, CHAR16 **Environment, EFI_STATUS *Status);
   const CHAR16 *(EFIAPI *GetEnv)(const CHAR16 *Name);
-  void *NotCalled1[22];
+  EFI_STATUS(EFIAPI *SetEnv)(const CHAR16 *Name, const CHAR16 *Value, BOOLEAN Volatile);
+  void *NotCalled1[21];
   EFI_STATUS(EFIAPI *OpenFileByName)(const CHAR16 *Name, EFI_SHELL_FILE_HANDLE *File, UINT64 Mode);
   EFI_STATUS(EFIAPI *CloseFile)(EFI_SHELL_FILE_HANDLE File);
   void *NotCalled2;

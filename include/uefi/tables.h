@@ -33,6 +33,8 @@ UEFI_STATIC_ASSERT(sizeof(EFI_TABLE_HEADER) == 24, "table header size");
 
 #define EFI_NATIVE_INTERFACE 0
 
+#define TPL_HIGH_LEVEL 31
+
 typedef struct EFI_SIMPLE_TEXT_INPUT_PROTOCOL EFI_SIMPLE_TEXT_INPUT_PROTOCOL;
 typedef struct EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL;
 typedef struct EFI_DEVICE_PATH_PROTOCOL EFI_DEVICE_PATH_PROTOCOL;
@@ -64,7 +66,9 @@ typedef struct EFI_OPEN_PROTOCOL_INFORMATION_ENTRY {
 
 typedef struct EFI_BOOT_SERVICES {
   EFI_TABLE_HEADER Hdr;
-  void *NotCalled1[4];
+  EFI_TPL(EFIAPI *RaiseTPL)(EFI_TPL NewTpl);
+  void(EFIAPI *RestoreTPL)(EFI_TPL OldTpl);
+  void *NotCalled1[2];
   EFI_STATUS(EFIAPI *GetMemoryMap)(UINTN *Size, void *Map, UINTN *Key, UINTN *DescriptorSize, UINT32 *Version);
   EFI_STATUS(EFIAPI *AllocatePool)(int MemoryType, UINTN Size, void **Buffer);
   EFI_STATUS(EFIAPI *FreePool)(void *Buffer);

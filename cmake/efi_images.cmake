@@ -1,0 +1,35 @@
+# The PE32+ images that firmware loads. Every image is linked from rooms, names its entry point, and lands in
+# RAIDXYL_EFI_OUTPUT; equal sources give equal bytes, wherever they are built.
+
+set(RAIDXYL_EFI_OUTPUT ${PROJECT_BINARY_DIR}/images CACHE PATH "Where the images go")
+
+find_program(RAIDXYL_LLD_LINK NAMES lld-link lld-link-14 lld-link-15 lld-link-16 lld-link-19 REQUIRED)
+set(CMAKE_CXX_LINK_EXECUTABLE "${RAIDXYL_LLD_LINK} <LINK_FLAGS> <OBJECTS> <LINK_LIBRARIES> -out:<TARGET>")
+
+# add_efi_image(NAME SUBSYSTEM ENTRY ROOMS...): NAME.efi with the objects of ROOMS.
+function(add_efi_image name subsystem entry)
+  objects_of(objects ${ARGN})
+  add_executable(${name} ${objects})
+  set_target_properties(${name} PROPERTIES
+    LINKER_LANGUAGE CXX
+    SUFFIX .efi
+    RUNTIME_OUTPUT_DIRECTORY ${RAIDXYL_EFI_OUTPUT}
+    LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/efi_images.cmake)
+  # Sections are whole pages by default, so that firmware can protect them. No time stamp.
+  target_link_options(${name} PRIVATE
+    -subsystem:${subsystem} -entry:${entry} -machine:${RAIDXYL_EFI_MACHINE}
+    -nodefaultlib -nxcompat -dynamicbase -timestamp:0 -opt:ref,icf -WX
+    -lldmap:${PROJECT_BINARY_DIR}/${name}.map)
+endfunction()
+
+add_efi_image(RaidXyl efi_boot_service_driver RaidXylEntry ${DRIVER_ROOMS})
+add_efi_image(XmlService efi_boot_service_driver XmlServiceEntry base xml_service)
+add_efi_image(DebugLog efi_boot_service_driver DebugLogEntry base debug_log)
+add_efi_image(RaidSim efi_boot_service_driver RaidSimEntry base sim_controller)
+add_efi_image(xyl efi_application XylEntry ${DRIVER_ROOMS} xyl_core xyl_efi)
+
+# What only the run in firmware needs: the boot file that starts the shell, and the guest's own checks.
+add_freestanding_room(tests/firmware/guest)
+add_efi_image(launcher efi_application LauncherEntry base guest)
+add_efi_image(fwtest efi_application FwTestEntry base guest)
+set_target_properties(launcher fwtest PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${RAIDXYL_EFI_OUTPUT}/guest)

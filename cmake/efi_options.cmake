@@ -1,0 +1,20 @@
+# Compile options of the EFI build: RAIDXYL_EFI_ARCH is x64 or aarch64.
+
+if(RAIDXYL_EFI_ARCH STREQUAL "x64")
+  add_compile_options(--target=x86_64-unknown-windows -mno-red-zone)
+  set(RAIDXYL_EFI_MACHINE x64)
+elseif(RAIDXYL_EFI_ARCH STREQUAL "aarch64")
+  add_compile_options(--target=aarch64-unknown-windows)
+  set(RAIDXYL_EFI_MACHINE arm64)
+else()
+  message(FATAL_ERROR "RAIDXYL_EFI_ARCH is \"${RAIDXYL_EFI_ARCH}\"; use the presets efi-x64 and efi-aarch64")
+endif()
+
+add_compile_definitions(RAIDXYL_EFI)
+add_compile_options(
+  -nostdlibinc
+  -fno-stack-protector
+  -mno-stack-arg-probe -Wframe-larger-than=4095 # nobody probes the stack, so no frame may step over a page
+  -fno-asynchronous-unwind-tables
+  -ffunction-sections -fdata-sections           # the linker drops what an image does not use
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
