@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "platform/firmware/state.h"
@@ -63,6 +64,17 @@ void Firmware::failAllocation(uint64_t nth, FAIL_MODE mode) {
 
 bool Firmware::allocationFailed() const {
   return state_->pool.failed;
+}
+
+char *Firmware::poolText(const std::string &text) {
+  char *memory = static_cast<char *>(state_->pool.take(text.size() + 1));
+  require(memory != nullptr, "out of memory");
+  std::memcpy(memory, text.c_str(), text.size() + 1);
+  return memory;
+}
+
+bool Firmware::allocated(const void *memory) const {
+  return state_->pool.holds(memory);
 }
 
 void Firmware::failService(const std::string &service, uint64_t nth, EFI_STATUS status) {

@@ -44,8 +44,13 @@ public:
   const POOL_BOOKS &pool() const;
   // Fails the Nth allocation from now on (1 is the next), once or with all later ones; 0 switches failing off.
   void failAllocation(uint64_t nth, FAIL_MODE mode = FAIL_MODE::once);
-  // Whether an allocation has been failed since failAllocation.
+  // Whether an allocation has been failed since failing was last switched on.
   bool allocationFailed() const;
+  // A pool copy of text with its NUL, for a caller of the driver to hand over: never failed, and no attempt that
+  // failAllocation counts.
+  char *poolText(const std::string &text);
+  // Whether memory is a live pool allocation.
+  bool allocated(const void *memory) const;
 
   // Makes the named boot service fail with status from its nth call on from now, once; under the name that the table
   // has for it.

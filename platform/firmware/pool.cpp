@@ -34,8 +34,8 @@ static constexpr UINTN FRONT = 24;
 static constexpr UINTN BACK = 16;
 // No pool of real firmware has room for more.
 static constexpr UINTN LARGEST = 1ULL << 30;
-static constexpr size_t QUARANTINE_BLOCKS = 4096;
-static constexpr UINTN QUARANTINE_BYTES = 4U << 20;
+static constexpr size_t QUARANTINE_BLOCKS = 1024;
+static constexpr UINTN QUARANTINE_BYTES = 1U << 20;
 
 static bool allBytes(const uint8_t *bytes, UINTN count, uint8_t value) {
   return count == 0 || (bytes[0] == value && std::memcmp(bytes, bytes + 1, count - 1) == 0);
@@ -59,12 +59,18 @@ EFI_STATUS Pool::allocate(int memoryType, UINTN size, void **buffer) {
   if (memoryType != EfiBootServicesData) {
     complaints_.push_back("pool: allocation of memory type " + std::to_string(memoryType));
   }
-  if (failsNow() || size > LARGEST) {
+  void *memory = failsNow() ? nullptr : take(size);
+  if (memory == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  auto *raw = static_cast<uint8_t *>(std::malloc(FRONT + size + BACK));
+  *buffer = memory;
+  return EFI_SUCCESS;
+}
+
+void *Pool::take(UINTN size) {
+  auto *raw = size > LARGEST ? nullptr : static_cast<uint8_t *>(std::malloc(FRONT + size + BACK));
   if (raw == nullptr) {
-    return EFI_OUT_OF_RESOURCES;
+    return nullptr;
   }
   POOL_BLOCK block = {raw, raw + FRONT, size, false};
   std::memset(raw, GUARD, FRONT);
@@ -76,8 +82,7 @@ EFI_STATUS Pool::allocate(int memoryType, UINTN size, void **buffer) {
   ++books.liveAllocations;
   books.liveBytes += size;
   books.peakBytes = books.liveBytes > books.peakBytes ? books.liveBytes : books.peakBytes;
-  *buffer = block.memory;
-  return EFI_SUCCESS;
+  return block.memory;
 }
 
 EFI_STATUS Pool::free(void *buffer) {
@@ -106,7 +111,7 @@ EFI_STATUS Pool::free(void *buffer) {
 void Pool::failFrom(uint64_t nth, FAIL_MODE mode) {
   failIn_ = nth;
   failMode_ = mode;
-  failed = false;
+  failed = failed && nth == 0;
 }
 
 bool Pool::failsNow() {

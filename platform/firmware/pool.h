@@ -24,6 +24,9 @@ public:
   Pool &operator=(const Pool &) = delete;
 
   EFI_STATUS allocate(int memoryType, UINTN size, void **buffer);
+  // An allocation that is not counted as an attempt and never made to fail; null without memory.
+  void *take(UINTN size);
+  bool holds(const void *memory) const { return live_.count(memory) != 0; }
   // EFI_INVALID_PARAMETER for what is not a live allocation.
   EFI_STATUS free(void *buffer);
   void failFrom(uint64_t nth, FAIL_MODE mode);

@@ -1,0 +1,231 @@
+#include "tests/support/world.h"
+
+#include "base/print.h"
+#include "driver/driver.h"
+#include "platform/debug_log/debug_log_provider.h"
+#include "platform/xml_service/xml_service.h"
+
+const char *const RESTORE = "<RunMode><Mode>Restore</Mode><StopOnError>False</StopOnError></RunMode>";
+const char *const RESTORE_REBUILD = "<RunMode><Mode>Restore</Mode><Raid><PreserveVDConfig>False</PreserveVDConfig>"
+                                    "</Raid></RunMode>";
+const char *const NORMAL = "<RunMode><Mode>Normal</Mode></RunMode>";
+
+static const EFI_GUID g_xylGuid = RAID_XYL_PROTOCOL_GUID;
+static const EFI_GUID g_ringGuid = DEBUG_LOG_RING_PROTOCOL_GUID;
+
+World::World(const WORLD_OPTIONS &options) {
+  if (options.xmlService) {
+    xmlService_ = loadProvider(XmlServiceEntry);
+  }
+  if (options.debugLog) {
+    debugLog_ = loadProvider(DebugLogEntry);
+  }
+  if (options.driver) {
+    EXPECT_EQ(name(loadDriver()), name(EFI_SUCCESS));
+  }
+  if (options.preset != nullptr) {
+    // The simulated controller is part of no image here, so nobody else has told its pool about the firmware.
+    setSystemTable(firmware.systemTable());
+    EXPECT_EQ(name(simCreate(options.preset, &sim)), name(EFI_SUCCESS)) << options.preset;
+    EXPECT_EQ(name(simInstall(sim, &controller, options.simFlags)), name(EFI_SUCCESS));
+  }
+  if (options.connect && driver != nullptr && controller != nullptr) {
+    EXPECT_EQ(name(connect()), name(EFI_SUCCESS));
+    EXPECT_NE(xyl, nullptr);
+  }
+  markBalance();
+}
+
+World::~World() {
+  firmware.failAllocation(0);
+  if (driver != nullptr) {
+    EXPECT_EQ(name(unloadDriver()), name(EFI_SUCCESS));
+  }
+  if (sim != nullptr) {
+    EXPECT_EQ(name(removeController()), name(EFI_SUCCESS));
+  }
+  for (EFI_HANDLE provider : {debugLog_, xmlService_}) {
+    if (provider != nullptr) {
+      EXPECT_EQ(name(firmware.unloadImage(provider)), name(EFI_SUCCESS));
+    }
+  }
+  EXPECT_EQ(firmware.pool().liveAllocations, 0u) << firmware.pool().liveBytes << " bytes leaked";
+  EXPECT_EQ(firmware.openProtocols(), std::vector<std::string>{});
+  EXPECT_EQ(firmware.complaints(), std::vector<std::string>{});
+}
+
+EFI_HANDLE World::loadProvider(EFI_IMAGE_ENTRY entry) {
+  EFI_HANDLE image = nullptr;
+  EXPECT_EQ(name(firmware.loadImage(entry, &image)), name(EFI_SUCCESS));
+  return image;
+}
+
+EFI_STATUS World::loadDriver() {
+  return firmware.loadImage(RaidXylEntry, &driver);
+}
+
+EFI_STATUS World::connect() {
+  EFI_STATUS status = services->ConnectController(controller, nullptr, nullptr, /* Recursive= */ 1);
+  findXyl();
+  return status;
+}
+
+EFI_STATUS World::disconnect() {
+  EFI_STATUS status = services->DisconnectController(controller, driver, nullptr);
+  findXyl();
+  return status;
+}
+
+EFI_STATUS World::unloadDriver() {
+  EFI_STATUS status = firmware.unloadImage(driver);
+  if (!EFI_ERROR(status)) {
+    driver = nullptr;
+  }
+  findXyl();
+  return status;
+}
+
+EFI_STATUS World::removeController() {
+  EXPECT_TRUE(simBooksBalanced(sim));
+  EFI_STATUS status = simDestroy(sim);
+  if (!EFI_ERROR(status)) {
+    sim = nullptr;
+    controller = nullptr;
+  }
+  findXyl();
+  return status;
+}
+
+void World::findXyl() {
+  xyl = controller == nullptr ? nullptr : protocolOn<RAID_XYL_PROTOCOL>(controller, g_xylGuid);
+  markBalance();
+}
+
+void *World::interfaceOn(EFI_HANDLE handle, const EFI_GUID &guid) {
+  void *interface = nullptr;
+  return EFI_ERROR(services->HandleProtocol(handle, &guid, &interface)) ? nullptr : interface;
+}
+
+void World::takeText(ANSWER &answer, const RAID_XYL_BUFFER &buffer) {
+  if (buffer.Data == nullptr) {
+    return;
+  }
+  answer.hasText = true;
+  answer.text = static_cast<const char *>(buffer.Data);
+  EXPECT_EQ(buffer.Size, answer.text.size() + 1);
+  EXPECT_EQ(name(services->FreePool(buffer.Data)), name(EFI_SUCCESS));
+}
+
+// Whether the operation had freed text, which is gone afterwards in any case.
+bool World::freeText(char *text) {
+  bool freed = text != nullptr && !firmware.allocated(text);
+  if (text != nullptr && !freed) {
+    services->FreePool(text);
+  }
+  return freed;
+}
+
+ANSWER World::get() {
+  RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
+  RAID_XYL_BUFFER output = {};
+  ANSWER answer;
+  answer.status = xyl->Get_Live(xyl, &parameter, &output);
+  takeText(answer, output);
+  return answer;
+}
+
+static RAID_XYL_BUFFER bufferOf(char *text, const char *from) {
+  return {RAID_XYL_REVISION, from == nullptr ? 0 : static_cast<UINT32>(std::string(from).size() + 1), text};
+}
+
+ANSWER World::set(const SET_DOCUMENTS &documents) {
+  auto inPool = [&](const char *text) { return text == nullptr ? nullptr : firmware.poolText(text); };
+  char *options = inPool(documents.options);
+  char *saved = inPool(documents.saved);
+  char *request = inPool(documents.request);
+  RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
+  RAID_XYL_BUFFER inputs[] = {bufferOf(saved, documents.saved), bufferOf(options, documents.options)};
+  RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof inputs, inputs};
+  RAID_XYL_BUFFER outputs[] = {{RAID_XYL_REVISION, 0, nullptr}, bufferOf(request, documents.request)};
+  RAID_XYL_BUFFER output = {RAID_XYL_REVISION, 0, nullptr};
+  if (request != nullptr) {
+    output = {RAID_XYL_REVISION, sizeof outputs, outputs};
+  }
+  ANSWER answer;
+  answer.status = xyl->Set_Live(xyl, &parameter, &input, &output);
+  takeText(answer, request != nullptr ? outputs[0] : output);
+  answer.optionsFreed = freeText(options);
+  answer.savedFreed = freeText(saved);
+  answer.requestFreed = freeText(request);
+  return answer;
+}
+
+ANSWER World::verify(const std::string &saved) {
+  char *text = firmware.poolText(saved);
+  RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
+  RAID_XYL_BUFFER document = bufferOf(text, saved.c_str());
+  RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof document, &document};
+  RAID_XYL_BUFFER newData = {RAID_XYL_REVISION, 0, nullptr};
+  ANSWER answer;
+  answer.status = xyl->Verify(xyl, &parameter, &input, &newData, &answer.result);
+  EXPECT_FALSE(freeText(text)) << "the saved document of Verify stays the caller's";
+  return answer;
+}
+
+DEBUG_LOG_RING_PROTOCOL *World::ring() {
+  auto *found = protocolOn<DEBUG_LOG_RING_PROTOCOL>(debugLog_, g_ringGuid);
+  EXPECT_NE(found, nullptr) << "this world has no log";
+  return found;
+}
+
+std::string World::log() {
+  DEBUG_LOG_RING_PROTOCOL *kept = ring();
+  char *text = nullptr;
+  firmware.failAllocation(0);
+  if (kept == nullptr || EFI_ERROR(kept->GetText(kept, &text))) {
+    return {};
+  }
+  std::string lines = text;
+  services->FreePool(text);
+  return lines;
+}
+
+void World::clearLog() {
+  if (DEBUG_LOG_RING_PROTOCOL *kept = ring()) {
+    kept->Clear(kept);
+  }
+}
+
+World::BALANCE World::balance() const {
+  const POOL_BOOKS &pool = firmware.pool();
+  return {pool.liveAllocations, pool.liveBytes - (sim == nullptr ? 0 : simPoolBytes(sim)),
+          firmware.openProtocols().size()};
+}
+
+void World::markBalance() {
+  mark_ = balance();
+}
+
+void World::expectBalanced(const std::string &where) {
+  BALANCE now = balance();
+  EXPECT_EQ(now.allocations, mark_.allocations) << where;
+  EXPECT_EQ(now.bytes, mark_.bytes) << where;
+  EXPECT_EQ(now.opens, mark_.opens) << where;
+  EXPECT_EQ(firmware.complaints(), std::vector<std::string>{}) << where;
+  if (sim != nullptr) {
+    EXPECT_TRUE(simBooksBalanced(sim)) << where;
+  }
+}
+
+size_t countOf(const std::string &text, const std::string &part) {
+  size_t count = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
+    ++count;
+  }
+  return count;
+}
+
+std::string name(EFI_STATUS status) {
+  const CHAR8 *text = statusText(status);
+  return text != nullptr ? text : "status " + std::to_string(status);
+}

@@ -1,0 +1,135 @@
+// The fixture of the host tests: a firmware with the driver, the providers and a simulated controller in it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "debug_log_ring.h"
+#include "platform/firmware/firmware.h"
+#include "platform/sim_controller/sim_controller.h"
+#include "raid_xyl.h"
+
+struct WORLD_OPTIONS {
+  const char *preset = "demo"; // null: no controller
+  UINT32 simFlags = 0;         // of simInstall
+  bool xmlService = true;
+  bool debugLog = true;
+  bool driver = true;
+  bool connect = true; // with a driver and a controller
+};
+
+// What Get_Live, Verify and Set_Live gave back. Texts are copies; the pool texts have been freed.
+struct ANSWER {
+  EFI_STATUS status = EFI_SUCCESS;
+  bool hasText = false;
+  std::string text;
+  UINT32 result = 0; // of Verify
+  // Which input texts Set_Live freed.
+  bool optionsFreed = false;
+  bool savedFreed = false;
+  bool requestFreed = false;
+};
+
+// The documents of a Set_Live; null ones are left out.
+struct SET_DOCUMENTS {
+  const char *options = nullptr;
+  const char *saved = nullptr;
+  const char *request = nullptr;
+};
+
+// Run-time options documents.
+extern const char *const RESTORE;         // preserves virtual disks, goes on after errors
+extern const char *const RESTORE_REBUILD; // does not preserve virtual disks
+extern const char *const NORMAL;
+
+// Unloads everything when it goes and expects then that the pool is empty, that what the controller handed out came
+// back, that no protocol is open and that the firmware has no complaint.
+class World {
+public:
+  explicit World(const WORLD_OPTIONS &options = {});
+  explicit World(const char *preset) : World(WORLD_OPTIONS{.preset = preset}) {}
+  ~World();
+  World(const World &) = delete;
+  World &operator=(const World &) = delete;
+
+  // Steps that the constructor does unless the options say no.
+  EFI_STATUS loadDriver();
+  EFI_STATUS connect(); // finds xyl too
+  EFI_STATUS disconnect();
+  EFI_STATUS unloadDriver();
+  // Takes down the controller; the driver is stopped on it first.
+  EFI_STATUS removeController();
+
+  ANSWER get();
+  ANSWER set(const SET_DOCUMENTS &documents);
+  ANSWER verify(const std::string &saved);
+
+  // The lines that the log kept ("LEVEL function: text"), or those that the console got since the last call.
+  std::string log();
+  void clearLog();
+  std::string console() { return firmware.takeConsole(); }
+
+  // The interface on a handle, or null.
+  template <class T> T *protocolOn(EFI_HANDLE handle, const EFI_GUID &guid) {
+    return static_cast<T *>(interfaceOn(handle, guid));
+  }
+
+  // Pool, controller books, open protocols and complaints are as they were at the last mark. The constructor leaves
+  // one, connect, disconnect and the like another.
+  void markBalance();
+  void expectBalanced(const std::string &where = {});
+
+  Firmware firmware;
+  EFI_BOOT_SERVICES *services = firmware.bootServices();
+  EFI_HANDLE driver = nullptr; // the driver's image
+  SIM_CONTROLLER *sim = nullptr;
+  EFI_HANDLE controller = nullptr;
+  RAID_XYL_PROTOCOL *xyl = nullptr; // null while not served
+
+private:
+  struct BALANCE {
+    uint64_t allocations;
+    uint64_t bytes; // without what the controller keeps for itself
+    size_t opens;
+  };
+
+  EFI_HANDLE loadProvider(EFI_IMAGE_ENTRY entry);
+  DEBUG_LOG_RING_PROTOCOL *ring();
+  void *interfaceOn(EFI_HANDLE handle, const EFI_GUID &guid);
+  void findXyl();
+  // The text behind a buffer that an operation filled, which is then freed.
+  void takeText(ANSWER &answer, const RAID_XYL_BUFFER &buffer);
+  bool freeText(char *text);
+  BALANCE balance() const;
+
+  EFI_HANDLE xmlService_ = nullptr;
+  EFI_HANDLE debugLog_ = nullptr;
+  BALANCE mark_{};
+};
+
+// A run of one operation with the Nth allocation or controller command failing, for N = 1, 2, 3 ..., once each with
+// that one failing and with all from it on, until nothing was left to fail. That last run must succeed and not be the
+// first. After every run the world must be balanced.
+struct SWEEP {
+  WORLD_OPTIONS world;
+  // Runs in a world of its own each time, unless the operation changes nothing.
+  bool keepsWorld = false;
+  // Called before the failing is switched on.
+  std::function<void(World &)> prepare;
+  std::function<EFI_STATUS(World &)> operation;
+  // What must hold after a run in which something failed, beside the balance. Without one any status will do.
+  std::function<void(World &, EFI_STATUS)> afterFailure;
+  EFI_STATUS commandStatus = EFI_DEVICE_ERROR; // of failing commands
+};
+
+void sweepAllocations(const SWEEP &sweep);
+void sweepCommands(const SWEEP &sweep);
+
+// How often part stands in text.
+size_t countOf(const std::string &text, const std::string &part);
+
+// The status as a text, for messages and comparisons that read well: EXPECT_EQ(name(status), name(EFI_NOT_FOUND)).
+std::string name(EFI_STATUS status);
