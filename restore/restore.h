@@ -63,7 +63,7 @@ extern UINT32 g_curPdCount;
 // with the revision that parsing gave it. A null logRoot or *logRoot: nothing is done. Best effort, changes no status.
 void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID_CMD_BLOCK *block, XML_NODE **logRoot);
 
-// Writes text to the log channel in lines of 100 characters.
+// Writes text to the log channel in lines of 100 characters; null is ignored.
 void PrintRestoreLog(const CHAR8 *text);
 
 // Serialises logRoot and hands the text from its root element on to output: LOG_KIND_RESTORE to output itself,
