@@ -1,0 +1,102 @@
+#include "apps/xyl/core/commands.h"
+
+#define OPTION(id) (1U << XYL_OPTION_##id)
+#define OUTCOME(outcome) (1U << XYL_##outcome)
+
+// The host program takes its simulated controller from one of these.
+#define WORLD (OPTION(PRESET) | OPTION(CONTROLLER) | OPTION(LOG))
+#define ON_CONTROLLER (WORLD | OPTION(NUMBER))
+#define PLAIN_OUTCOMES (OUTCOME(SUCCESS) | OUTCOME(USAGE) | OUTCOME(NOT_FOUND) | OUTCOME(FAILED))
+
+const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
+    {"-c", "--number", "N", XYL_FRONT_BOTH, "work on controller N as 'xyl list' counts them"},
+    {"-o", "--output", "FILE", XYL_FRONT_BOTH, "write the document to FILE"},
+    {nullptr, "--saved", "SAVED.xml", XYL_FRONT_BOTH, "saved configuration whose disk ids the request uses"},
+    {nullptr, "--log-file", "FILE", XYL_FRONT_BOTH, "write the log of the steps to FILE, as XML"},
+    {nullptr, "--preserve-vd", nullptr, XYL_FRONT_BOTH, "keep the virtual disks, restore only settings (the default)"},
+    {nullptr, "--rebuild", nullptr, XYL_FRONT_BOTH, "destroy the virtual disks and create the saved ones"},
+    {nullptr, "--stop-on-error", nullptr, XYL_FRONT_BOTH, "end the restore with its first failing step"},
+    {nullptr, "--yes", nullptr, XYL_FRONT_BOTH, "do not ask"},
+    {nullptr, "--preset", "NAME", XYL_FRONT_HOST, "simulate a fresh controller; 'xyl sim presets' lists the names"},
+    {nullptr, "--controller", "FILE", XYL_FRONT_HOST, "simulate the controller kept in FILE, made by 'xyl sim new'"},
+    {nullptr, "--log", "LEVEL", XYL_FRONT_HOST, "show the driver's log from LEVEL on: trace, warn or error"},
+    {nullptr, "--force", nullptr, XYL_FRONT_HOST, "replace an existing file"},
+};
+
+const XYL_COMMAND g_xylCommands[] = {
+    {"list", "", 0, 0, WORLD, OUTCOME(SUCCESS) | OUTCOME(USAGE) | OUTCOME(NOT_FOUND) | OUTCOME(FAILED), XYL_FRONT_BOTH,
+     XYL_NEEDS_CONTROLLER, false, "lists the controllers that the driver serves",
+     "Shows the number and the name of every controller that the driver is bound to. The number is the N of -c N.",
+     "xyl list --preset demo", "xyl list", runList},
+
+    {"identify", "", 0, 0, ON_CONTROLLER, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
+     "asks the driver for its identification block",
+     "Prints the five words of the identification block. The controller itself is not asked.",
+     "xyl identify --preset demo", "xyl identify -c 1", runIdentify},
+
+    {"get", "", 0, 0, ON_CONTROLLER | OPTION(OUTPUT), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
+     "reads the configuration as an inventory document",
+     "Reads the adapter, its enclosures, disks, virtual disks and key identifier and writes the inventory document to\n"
+     "FILE, or prints it. The document is what verify, restore and replace take as SAVED.xml. In the firmware shell use\n"
+     "-o, since the shell writes redirected output as UTF-16.",
+     "xyl get --preset demo -o saved.xml\nxyl get --controller lab.json", "xyl get -o fs0:\\saved.xml\nxyl get -c 2",
+     runGet},
+
+    {"show", "[SAVED.xml]", 0, 1, ON_CONTROLLER, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER_OR_FILE, false,
+     "shows a short summary of the configuration",
+     "Shows the adapter, the enclosures with the disks in their slots, directly attached disks, virtual disks and the\n"
+     "key identifier, of the controller or of a saved document. Sizes are decimal (1 GB is 1000000000 bytes).",
+     "xyl show --preset demo\nxyl show saved.xml", "xyl show\nxyl show fs0:\\saved.xml", runShow},
+
+    {"verify", "SAVED.xml", 1, 1, ON_CONTROLLER, PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH,
+     XYL_NEEDS_CONTROLLER, false, "compares a saved configuration with the controller",
+     "Says whether the adapter was replaced, which of its settings and rates changed and whether its firmware is lower\n"
+     "or higher than when SAVED.xml was written, and prints the driver's result word. Nothing is changed.",
+     "xyl verify saved.xml --controller lab.json", "xyl verify fs0:\\saved.xml", runVerify},
+
+    {"restore", "SAVED.xml", 1, 1,
+     ON_CONTROLLER | OPTION(PRESERVE_VD) | OPTION(REBUILD) | OPTION(STOP_ON_ERROR) | OPTION(LOG_FILE) | OPTION(YES),
+     PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "puts a saved configuration back onto the controller",
+     "Without --rebuild only the adapter's settings are brought in line. With --rebuild the controller's configuration\n"
+     "is destroyed, with the data on its virtual disks, and the saved virtual disks and hot spares are created anew on\n"
+     "matching disks; what that means is shown first, and a typed yes or --yes is wanted. The steps are shown as a\n"
+     "table. Steps done before a failure stay done.",
+     "xyl restore saved.xml --controller lab.json\nxyl restore saved.xml --rebuild --yes --log-file log.xml --controller "
+     "lab.json",
+     "xyl restore fs0:\\saved.xml\nxyl restore fs0:\\saved.xml --rebuild --yes --log-file fs0:\\log.xml", runRestore},
+
+    {"replace", "SAVED.xml", 1, 1, ON_CONTROLLER, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true,
+     "applies saved adapter settings to a replaced adapter",
+     "Writes the adapter settings of SAVED.xml to the controller. Virtual disks are not touched. There is no log.",
+     "xyl replace saved.xml --controller lab.json", "xyl replace fs0:\\saved.xml", runReplace},
+
+    {"apply", "CHANGES.xml", 1, 1, ON_CONTROLLER | OPTION(SAVED) | OPTION(LOG_FILE), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
+     XYL_NEEDS_CONTROLLER, true, "runs the commands of a change document",
+     "Runs the methods of CHANGES.xml one after the other until one fails and shows them as a table. With --saved the\n"
+     "disk ids in the document are those of SAVED.xml and are translated to the controller's; without it they are sent\n"
+     "as they are. Commands done before a failure stay done. Passphrases are never shown.",
+     "xyl apply changes.xml --controller lab.json\nxyl apply changes.xml --saved saved.xml --controller lab.json",
+     "xyl apply fs0:\\changes.xml --saved fs0:\\saved.xml", runApply},
+
+    {"log", "", 0, 0, WORLD, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,
+     "shows the log lines that the log provider kept",
+     "Prints the lines in the memory of DebugLog.efi, oldest first. The host program keeps nothing between runs: there\n"
+     "the option --log shows the log of the run that it is given to.",
+     "xyl get --preset demo -o saved.xml --log trace", "xyl log", runLog},
+
+    {"sim new", "FILE", 1, 1, OPTION(PRESET) | OPTION(FORCE), PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+     "makes a file that keeps a simulated controller",
+     "Writes the controller of a preset to FILE, for --controller FILE. Commands that change the controller save it\n"
+     "there, so the next command finds what they left. The file is JSON and may be edited.",
+     "xyl sim new --preset demo lab.json", "", nullptr},
+
+    {"sim presets", "", 0, 0, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+     "lists the simulated controllers that --preset knows", "Prints the name and the contents of every preset.",
+     "xyl sim presets", "", nullptr},
+
+    {"help", "[COMMAND]", 0, 2, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,
+     "shows this help or that of a command", "The same as -h, --help or -? behind a command.", "xyl help restore",
+     "xyl help restore", nullptr},
+};
+
+const UINTN g_xylCommandCount = sizeof(g_xylCommands) / sizeof(g_xylCommands[0]);

@@ -1,0 +1,19 @@
+// The controllers that the driver is bound to.
+#pragma once
+
+#include "apps/xyl/core/commands.h"
+#include "raid_xyl.h"
+
+struct CONTROLLERS {
+  EFI_HANDLE *Handles; // pool
+  UINTN Count;
+};
+
+// Finds every bound controller; none gives XYL_NOT_FOUND with a message. The caller frees Handles.
+XYL_RESULT findControllers(const XYL_CONTEXT &context, CONTROLLERS *controllers);
+
+// The controller's name as the driver's Component Name 2 tells it, or null. It stays with the firmware.
+const CHAR16 *controllerName(EFI_HANDLE controller);
+
+// The operations of the controller that -c chooses, or of the only one. Failures come with a message.
+XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations);

@@ -1,0 +1,37 @@
+// Documents: texts in pool memory and the trees that the XML service makes of them.
+#pragma once
+
+#include "apps/xyl/core/commands.h"
+#include "raid_xyl.h"
+#include "xml_protocol.h"
+
+// An 8-bit NUL-terminated text in pool memory; Size is its length without the NUL.
+struct DOCUMENT_TEXT {
+  CHAR8 *Text;
+  UINTN Size;
+};
+
+// Reads a file. Refused with a message are unreadable files, empty ones and such that are no 8-bit text. The caller
+// frees Text.
+XYL_RESULT readDocument(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_TEXT *document);
+
+// Writes a text to a file; a failure comes with a message.
+XYL_RESULT writeDocument(const XYL_CONTEXT &context, const CHAR8 *file, const CHAR8 *text, UINTN size);
+
+// Asks the controller for its inventory document. Failures come with a message. The caller frees Text.
+XYL_RESULT readInventory(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, DOCUMENT_TEXT *document);
+
+// Parses a text that a message would call name. The caller releases *root with freeTree.
+XYL_RESULT parseTree(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, XML_NODE **root);
+void freeTree(XML_NODE *root); // takes null
+
+// The first child of that name, or null (also for a null parent).
+const XML_NODE *childNamed(const XML_NODE *parent, const CHAR8 *name);
+// The next sibling of the same name, or null.
+const XML_NODE *nextSame(const XML_NODE *node);
+// The text of the first child of that name; "" when it has none.
+const CHAR8 *childText(const XML_NODE *parent, const CHAR8 *name);
+const CHAR8 *nodeText(const XML_NODE *node);
+
+// The "Adapter" element of an inventory document or a bare "raidData", or null.
+const XML_NODE *adapterOf(const XML_NODE *root);

@@ -1,0 +1,90 @@
+// The command core of the client: what both fronts (firmware shell and host program) call, and what they provide.
+#pragma once
+
+#include "uefi/tables.h"
+
+enum XYL_FRONT { XYL_FRONT_HOST = 1, XYL_FRONT_SHELL = 2, XYL_FRONT_BOTH = 3 };
+
+// How a command ended; the host program's exit codes follow it.
+enum XYL_OUTCOME {
+  XYL_SUCCESS = 0,
+  XYL_DIFFERENT = 1, // verify found differences
+  XYL_USAGE = 2,
+  XYL_NOT_FOUND = 3, // no such controller or file
+  XYL_FAILED = 4,
+  XYL_OUTCOME_COUNT
+};
+
+struct XYL_RESULT {
+  XYL_OUTCOME Outcome;
+  EFI_STATUS Status; // what the shell application returns
+};
+
+inline bool isFailure(const XYL_RESULT &result) {
+  return result.Outcome != XYL_SUCCESS;
+}
+
+enum XYL_ANSWER { XYL_ANSWER_NO, XYL_ANSWER_YES, XYL_ANSWER_NO_TERMINAL };
+
+// What a front gives the core. Texts are 8-bit (UTF-8 in names).
+struct XYL_HOST {
+  void *Context; // the front's own
+  XYL_FRONT Front;
+  EFI_SYSTEM_TABLE *SystemTable; // only needed by xylRun
+  void (*WriteOut)(const XYL_HOST *host, const CHAR8 *text, UINTN length);
+  void (*WriteError)(const XYL_HOST *host, const CHAR8 *text, UINTN length);
+  // Reads a whole file into pool memory of *size bytes and a NUL behind them; the caller frees *data. A file above
+  // XYL_FILE_LIMIT is EFI_BAD_BUFFER_SIZE.
+  EFI_STATUS (*ReadFile)(const XYL_HOST *host, const CHAR8 *name, CHAR8 **data, UINTN *size);
+  // Writes a whole file, in place of one that was there.
+  EFI_STATUS (*WriteFile)(const XYL_HOST *host, const CHAR8 *name, const CHAR8 *data, UINTN size);
+  // Puts the question to a person at a terminal; only a typed "yes" is a yes.
+  XYL_ANSWER (*AskYes)(const XYL_HOST *host, const CHAR8 *question);
+};
+
+#define XYL_FILE_LIMIT 0x10000000ULL
+
+enum XYL_OPTION_ID {
+  XYL_OPTION_NUMBER,
+  XYL_OPTION_OUTPUT,
+  XYL_OPTION_SAVED,
+  XYL_OPTION_LOG_FILE,
+  XYL_OPTION_PRESERVE_VD,
+  XYL_OPTION_REBUILD,
+  XYL_OPTION_STOP_ON_ERROR,
+  XYL_OPTION_YES,
+  XYL_OPTION_PRESET,
+  XYL_OPTION_CONTROLLER,
+  XYL_OPTION_LOG,
+  XYL_OPTION_FORCE,
+  XYL_OPTION_COUNT
+};
+
+#define XYL_WORDS_MAX 8
+
+struct XYL_COMMAND;
+
+// A parsed command line; its texts are the caller's arguments.
+struct XYL_REQUEST {
+  const XYL_COMMAND *Command; // null only for the general help
+  bool Help;
+  const CHAR8 *Options[XYL_OPTION_COUNT]; // null: not given; an option without a value holds ""
+  const CHAR8 *Operands[XYL_WORDS_MAX];
+  UINTN OperandCount;
+};
+
+// Whether the request's command works on a controller (the host program then provides one).
+bool xylNeedsController(const XYL_REQUEST &request);
+// Whether it may have changed the controller's state.
+bool xylChangesController(const XYL_REQUEST &request);
+// Whether the command is called name.
+bool xylIsCommand(const XYL_REQUEST &request, const CHAR8 *name);
+
+// Parses the arguments behind the program's name. A mistake is told on the error output and gives XYL_USAGE.
+XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments, XYL_REQUEST *request);
+
+// Prints the help that the request asks for.
+void xylHelp(const XYL_HOST *host, const XYL_REQUEST &request);
+
+// Runs a parsed command of the core on the boot services of host->SystemTable. Nothing of it stays allocated.
+XYL_RESULT xylRun(const XYL_HOST *host, const XYL_REQUEST &request);
