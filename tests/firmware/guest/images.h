@@ -1,0 +1,29 @@
+// The images under test, loaded and unloaded the way a boot manager does it, with checks on the way.
+#pragma once
+
+#include "uefi/protocols.h"
+
+enum TEST_IMAGE_INDEX { IMAGE_LOG, IMAGE_XML, IMAGE_SIM, IMAGE_DRIVER, IMAGE_COUNT };
+
+// A section's flags.
+#define SECTION_EXECUTABLE 0x20000000U
+#define SECTION_WRITABLE 0x80000000U
+
+typedef struct TEST_IMAGE {
+  const CHAR16 *file;
+  EFI_HANDLE handle; // null: not loaded
+  EFI_LOADED_IMAGE_PROTOCOL *loaded;
+} TEST_IMAGE;
+
+extern TEST_IMAGE g_images[IMAGE_COUNT];
+
+// Loads and starts one image; parent is this application.
+bool loadTestImage(EFI_HANDLE parent, UINTN index);
+bool loadTestImages(EFI_HANDLE parent);
+
+// Unloads one image, and all in the reverse order.
+bool unloadTestImage(UINTN index);
+bool unloadTestImages();
+
+// Flags of the section of a loaded test image in which address lies; 0 when it is in none of them.
+UINT32 sectionFlagsOf(const void *address);

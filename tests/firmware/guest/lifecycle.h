@@ -1,0 +1,10 @@
+// The tests of fwtest. Each loads the four driver images itself, so none of them may be loaded before.
+#pragma once
+
+#include "uefi/tables.h"
+
+// Load, connect, use, disconnect and unload, several times over, with the pool's books open.
+void testLifecycle(EFI_HANDLE application);
+
+// Every handle of the platform disconnected from all its drivers, connected, and connected again.
+void testPlatform(EFI_HANDLE application);

@@ -1,0 +1,39 @@
+// What the handle database holds of ours.
+#pragma once
+
+#include "raid_xyl.h"
+#include "uefi/protocols.h"
+
+extern const EFI_GUID g_xylGuid;
+extern const EFI_GUID g_mgmtGuid;
+
+// How much there is of everything.
+typedef struct CENSUS {
+  UINTN handles;
+  UINTN protocols;
+} CENSUS;
+
+CENSUS takeCensus();
+
+// Free memory, in pages.
+UINT64 conventionalPages();
+
+// All handles of the moment, or those with a protocol (null: all); the caller frees the buffer. Null when there are
+// none.
+EFI_HANDLE *handlesWith(const EFI_GUID *protocol, UINTN *count);
+
+// The first handle with the controller's management protocol, or null.
+EFI_HANDLE findController();
+
+// The driver's table on handle, or null.
+RAID_XYL_PROTOCOL *findXyl(EFI_HANDLE handle);
+
+// Checks that no handle carries any protocol of ours.
+bool checkNothingOfOurs();
+
+// Checks that no handle carries a driver binding or name of this image handle, and nothing is open in its name.
+bool checkDriverGone(EFI_HANDLE driver);
+
+// Checks that the protocols of the loaded images lie in memory that may be written and not executed, and writes a
+// function pointer of each back to where it stood.
+bool checkInstancesWritable();
