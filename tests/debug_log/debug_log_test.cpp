@@ -1,0 +1,143 @@
+// The log provider: what it keeps, how a line looks, levels, console and load options.
+
+#include <gtest/gtest.h>
+
+#include "debug_log.h"
+#include "debug_log_ring.h"
+#include "platform/debug_log/debug_log_provider.h"
+#include "platform/firmware/firmware.h"
+
+static const EFI_GUID g_logGuid = DEBUG_LOG_PROTOCOL_GUID;
+static const EFI_GUID g_ringGuid = DEBUG_LOG_RING_PROTOCOL_GUID;
+
+class DebugLog : public testing::Test {
+protected:
+  ~DebugLog() override {
+    unload();
+    EXPECT_EQ(firmware.pool().liveAllocations, 0u);
+    EXPECT_EQ(firmware.complaints(), std::vector<std::string>{});
+  }
+
+  void load(const std::u16string &options = {}) {
+    unload();
+    ASSERT_EQ(firmware.loadImage(DebugLogEntry, &image, options), EFI_SUCCESS);
+    ASSERT_EQ(services->LocateProtocol(&g_logGuid, nullptr, reinterpret_cast<void **>(&log)), EFI_SUCCESS);
+    ASSERT_EQ(services->HandleProtocol(image, &g_ringGuid, reinterpret_cast<void **>(&ring)), EFI_SUCCESS);
+  }
+
+  void unload() {
+    if (image != nullptr) {
+      EXPECT_EQ(firmware.unloadImage(image), EFI_SUCCESS);
+    }
+    image = nullptr;
+  }
+
+  std::string text() {
+    char *kept = nullptr;
+    EXPECT_EQ(ring->GetText(ring, &kept), EFI_SUCCESS);
+    std::string result = kept;
+    services->FreePool(kept);
+    return result;
+  }
+
+  Firmware firmware;
+  EFI_BOOT_SERVICES *services = firmware.bootServices();
+  EFI_HANDLE image = nullptr;
+  DEBUG_LOG_PROTOCOL *log = nullptr;
+  DEBUG_LOG_RING_PROTOCOL *ring = nullptr;
+};
+
+TEST_F(DebugLog, OneReadableLineForEachCall) {
+  load();
+  log->LogPrint(LOG_TRACE, "cacheToXML", u"Exit. %r", EFI_NOT_FOUND);
+  log->LogPrint(LOG_WARN, "a", u"%a %s %d %x\n", "text", u"wide", 7, 0xabcU);
+  log->LogPrint(LOG_ERROR, "b", u"two\nlines\r\nin\tone\r\n");
+  log->LogPrint(0x40000000U, "c", u"%s", u"\x1b\u20ac\u00e9\x7f.");
+  log->LogPrint(1, nullptr, u"");
+  EXPECT_EQ(text(), "TRACE cacheToXML: Exit. Not Found\n"
+                    "WARN a: text wide 7 ABC\n"
+                    "ERROR b: two lines  in\tone\n"
+                    "WARN c:  ???.\n"
+                    "TRACE ?: \n");
+  EXPECT_EQ(log->LogPrint(LOG_ERROR, "d", nullptr), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(ring->Clear(ring), EFI_SUCCESS);
+  EXPECT_EQ(text(), "");
+}
+
+TEST_F(DebugLog, LevelsAndLoadOptions) {
+  struct {
+    const char16_t *options;
+    INT32 level; // as callers compare it
+    const char *kept;
+    bool console;
+  } rows[] = {
+      {u"", LOG_TRACE, "123", false},
+      {u"warn", LOG_WARN, "23", false},
+      {u"fs0:\\DebugLog.efi  error console ", INT32_MAX, "3", true},
+      {u"console", LOG_TRACE, "123", true},
+      {u"warning erro consolex", LOG_TRACE, "123", false},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(testing::PrintToString(std::u16string(row.options)));
+    load(row.options);
+    EXPECT_EQ(log->GetLevel(), row.level);
+    log->LogPrint(LOG_TRACE, "f", u"1");
+    log->LogPrint(LOG_WARN, "f", u"2");
+    log->LogPrint(LOG_ERROR, "f", u"3");
+    std::string kept;
+    for (char c : text()) {
+      kept += c >= '1' && c <= '3' ? std::string(1, c) : "";
+    }
+    EXPECT_EQ(kept, row.kept);
+    EXPECT_EQ(firmware.takeConsole(), row.console ? text() : "");
+  }
+}
+
+TEST_F(DebugLog, SwitchesOfTheRing) {
+  load();
+  for (UINT32 level : {LOG_ERROR, LOG_WARN, LOG_TRACE}) {
+    EXPECT_EQ(ring->SetLevel(ring, level), EFI_SUCCESS);
+    log->LogPrint(LOG_WARN, "f", u"%x", level);
+  }
+  EXPECT_EQ(ring->SetLevel(ring, 5), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(text(), "WARN f: 8000000\nWARN f: 800000\n");
+  ring->SetConsole(ring, 1);
+  log->LogPrint(LOG_TRACE, "f", u"shown");
+  firmware.setConsolePresent(false);
+  log->LogPrint(LOG_TRACE, "f", u"no console");
+  firmware.setConsolePresent(true);
+  ring->SetConsole(ring, 0);
+  log->LogPrint(LOG_TRACE, "f", u"hidden");
+  EXPECT_EQ(firmware.takeConsole(), "TRACE f: shown\n");
+  char *kept = nullptr;
+  firmware.failAllocation(1);
+  EXPECT_EQ(ring->GetText(ring, &kept), EFI_OUT_OF_RESOURCES);
+  EXPECT_EQ(kept, nullptr);
+  EXPECT_EQ(ring->GetText(nullptr, &kept), EFI_INVALID_PARAMETER);
+}
+
+TEST_F(DebugLog, OldestLinesMakeRoomAndLongOnesAreCut) {
+  load();
+  std::u16string filler(100, u'x');
+  for (int i = 0; i < 5000; ++i) {
+    log->LogPrint(LOG_TRACE, "f", u"%d %s", i, filler.c_str());
+  }
+  std::string kept = text();
+  EXPECT_GT(kept.size(), 250000u);
+  EXPECT_LE(kept.size(), 256u * 1024);
+  EXPECT_EQ(kept.substr(0, 9), "TRACE f: "); // whole lines only
+  EXPECT_EQ(kept.substr(kept.size() - 106), "4999 " + std::string(100, 'x') + "\n");
+  std::u16string endless(5000, u'y');
+  ring->Clear(ring);
+  log->LogPrint(LOG_TRACE, "f", endless.c_str());
+  EXPECT_EQ(text(), "TRACE f: " + std::string(1014, 'y') + "\n");
+}
+
+TEST_F(DebugLog, EntryTakesBackWhatItInstalled) {
+  for (const char *service : {"HandleProtocol", "InstallMultipleProtocolInterfaces"}) {
+    firmware.failService(service, 1, EFI_OUT_OF_RESOURCES);
+    EXPECT_EQ(firmware.loadImage(DebugLogEntry, &image), EFI_OUT_OF_RESOURCES) << service;
+  }
+  load();
+  EXPECT_EQ(services->HandleProtocol(image, &g_ringGuid, reinterpret_cast<void **>(&ring)), EFI_SUCCESS);
+}
