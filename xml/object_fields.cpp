@@ -73,10 +73,14 @@ static constexpr FIELD_ROW mask(const CHAR8 *element, FIELD_PLACE place, const C
   return result;
 }
 
-static constexpr FIELD_ROW idList(const CHAR8 *element, FIELD_PLACE place, FIELD_PLACE count) {
-  FIELD_ROW result = row(element, place, FORMAT_ID_LIST);
-  result.Length = 7;
+static constexpr FIELD_ROW counted(FIELD_ROW result, FIELD_PLACE count) {
   result.Count = count;
+  return result;
+}
+
+static constexpr FIELD_ROW idList(const CHAR8 *element, FIELD_PLACE place, FIELD_PLACE count) {
+  FIELD_ROW result = counted(row(element, place, FORMAT_ID_LIST), count);
+  result.Length = 7;
   return result;
 }
 
@@ -152,7 +156,7 @@ static constexpr FIELD_ROW g_enclosureRows[] = {
     row(FIELD(RAID_ENCLOSURE_RECORD, Revision), FORMAT_FIXED_TEXT, VERSIONED_TEXT),
     row(FIELD(RAID_ENCLOSURE_RECORD, AssetTag), FORMAT_FIXED_TEXT, VERSIONED_TEXT),
     row(FIELD(RAID_ENCLOSURE_RECORD, ServiceTag), FORMAT_FIXED_TEXT, VERSIONED_TEXT),
-    row("PD", {}, FORMAT_PHYSICAL_DISK, FIELD_READ_ONLY),
+    counted(row("PD", {}, FORMAT_PHYSICAL_DISK, FIELD_READ_ONLY), PLACE(RAID_ENCLOSURE_RECORD, PDCount)),
 };
 
 static constexpr FIELD_ROW g_pdRows[] = {
@@ -317,4 +321,8 @@ void *fieldPointer(const void *record, FIELD_PLACE place) {
   void *pointer = nullptr;
   copyBytes(&pointer, static_cast<const UINT8 *>(record) + place.Offset, sizeof(pointer));
   return pointer;
+}
+
+void fieldStorePointer(void *record, FIELD_PLACE place, void *pointer) {
+  copyBytes(static_cast<UINT8 *>(record) + place.Offset, &pointer, sizeof(pointer));
 }

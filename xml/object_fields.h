@@ -13,7 +13,7 @@ enum FIELD_FORMAT : UINT8 {
   FORMAT_FIXED_TEXT,        // Width characters inside the record
   FORMAT_NAME,              // one value of Names, at most Length characters
   FORMAT_BOOLEAN,           // "true" or "false" for the bit Mask
-  FORMAT_MARK,              // "True" when the bit Mask is set, absent otherwise; any text sets the bit
+  FORMAT_MARK,              // "True" when the bit Mask is set, absent otherwise; any text sets that bit alone
   FORMAT_MASK,              // container of one Item element per bit
   FORMAT_CACHE_POLICY,      // container of the items of g_cachePolicyGroups
   FORMAT_PCI_IDENTITY,      // container of g_pciIdentityFields, read by position
@@ -59,7 +59,7 @@ typedef struct FIELD_ROW {
   const VALUE_NAME_TABLE *Names; // of FORMAT_NAME and FORMAT_MASK
   const CHAR8 *Item;             // of FORMAT_MASK: the items' element name
   const CHAR8 *ItemAlias;        // a second spelling of Item that reading accepts, or null
-  FIELD_PLACE Count;             // of FORMAT_ID_LIST
+  FIELD_PLACE Count;             // of FORMAT_ID_LIST and of nested disks that the record counts itself
   const CHAR16 *LogLine;         // logged before the element is written, or null
 } FIELD_ROW;
 
@@ -94,5 +94,6 @@ void fieldStore(void *record, FIELD_PLACE place, UINT64 value);
 // The element's value: the field with Mask and Shift applied.
 UINT64 fieldValue(const void *record, const FIELD_ROW &row);
 
-// The pointer member at the place.
+// The pointer member at the place, and storing one there.
 void *fieldPointer(const void *record, FIELD_PLACE place);
+void fieldStorePointer(void *record, FIELD_PLACE place, void *pointer);
