@@ -5,8 +5,10 @@
 #include "raid_records.h"
 #include "xml_protocol.h"
 
-// Parts of a RAID_CONFIG, for FreeRaidConfig.
+// Parts of a RAID_CONFIG that FreeRaidConfig's mask names.
 #define RAID_CONFIG_ADAPTER 0x001ULL
+#define RAID_CONFIG_LIST 0x004ULL
+#define RAID_CONFIG_COMMANDS 0x008ULL
 #define RAID_CONFIG_ALL (~0ULL)
 
 // Reads a document into configs, an array of *count configurations that are reused when not null and else allocated;
