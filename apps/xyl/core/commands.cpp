@@ -37,7 +37,8 @@ const XYL_COMMAND g_xylCommands[] = {
     {"get", "", 0, 0, ON_CONTROLLER | OPTION(OUTPUT), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
      "reads the configuration as an inventory document",
      "Reads the adapter, its enclosures, disks, virtual disks and key identifier and writes the inventory document to\n"
-     "FILE, or prints it. The document is what verify, restore and replace take as SAVED.xml. In the firmware shell use\n"
+     "FILE, or prints it. The document is what verify, restore and replace take as SAVED.xml. In the firmware shell "
+     "use\n"
      "-o, since the shell writes redirected output as UTF-16.",
      "xyl get --preset demo -o saved.xml\nxyl get --controller lab.json", "xyl get -o fs0:\\saved.xml\nxyl get -c 2",
      runGet},
@@ -50,18 +51,22 @@ const XYL_COMMAND g_xylCommands[] = {
 
     {"verify", "SAVED.xml", 1, 1, ON_CONTROLLER, PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH,
      XYL_NEEDS_CONTROLLER, false, "compares a saved configuration with the controller",
-     "Says whether the adapter was replaced, which of its settings and rates changed and whether its firmware is lower\n"
+     "Says whether the adapter was replaced, which of its settings and rates changed and whether its firmware is "
+     "lower\n"
      "or higher than when SAVED.xml was written, and prints the driver's result word. Nothing is changed.",
      "xyl verify saved.xml --controller lab.json", "xyl verify fs0:\\saved.xml", runVerify},
 
     {"restore", "SAVED.xml", 1, 1,
      ON_CONTROLLER | OPTION(PRESERVE_VD) | OPTION(REBUILD) | OPTION(STOP_ON_ERROR) | OPTION(LOG_FILE) | OPTION(YES),
      PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "puts a saved configuration back onto the controller",
-     "Without --rebuild only the adapter's settings are brought in line. With --rebuild the controller's configuration\n"
-     "is destroyed, with the data on its virtual disks, and the saved virtual disks and hot spares are created anew on\n"
+     "Without --rebuild only the adapter's settings are brought in line. With --rebuild the controller's "
+     "configuration\n"
+     "is destroyed, with the data on its virtual disks, and the saved virtual disks and hot spares are created anew "
+     "on\n"
      "matching disks; what that means is shown first, and a typed yes or --yes is wanted. The steps are shown as a\n"
      "table. Steps done before a failure stay done.",
-     "xyl restore saved.xml --controller lab.json\nxyl restore saved.xml --rebuild --yes --log-file log.xml --controller "
+     "xyl restore saved.xml --controller lab.json\nxyl restore saved.xml --rebuild --yes --log-file log.xml "
+     "--controller "
      "lab.json",
      "xyl restore fs0:\\saved.xml\nxyl restore fs0:\\saved.xml --rebuild --yes --log-file fs0:\\log.xml", runRestore},
 
@@ -73,14 +78,16 @@ const XYL_COMMAND g_xylCommands[] = {
     {"apply", "CHANGES.xml", 1, 1, ON_CONTROLLER | OPTION(SAVED) | OPTION(LOG_FILE), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
      XYL_NEEDS_CONTROLLER, true, "runs the commands of a change document",
      "Runs the methods of CHANGES.xml one after the other until one fails and shows them as a table. With --saved the\n"
-     "disk ids in the document are those of SAVED.xml and are translated to the controller's; without it they are sent\n"
+     "disk ids in the document are those of SAVED.xml and are translated to the controller's; without it they are "
+     "sent\n"
      "as they are. Commands done before a failure stay done. Passphrases are never shown.",
      "xyl apply changes.xml --controller lab.json\nxyl apply changes.xml --saved saved.xml --controller lab.json",
      "xyl apply fs0:\\changes.xml --saved fs0:\\saved.xml", runApply},
 
     {"log", "", 0, 0, WORLD, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,
      "shows the log lines that the log provider kept",
-     "Prints the lines in the memory of DebugLog.efi, oldest first. The host program keeps nothing between runs: there\n"
+     "Prints the lines in the memory of DebugLog.efi, oldest first. The host program keeps nothing between runs: "
+     "there\n"
      "the option --log shows the log of the run that it is given to.",
      "xyl get --preset demo -o saved.xml --log trace", "xyl log", runLog},
 

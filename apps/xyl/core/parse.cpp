@@ -72,8 +72,8 @@ static XYL_RESULT takeOption(const XYL_HOST *host, UINTN count, const CHAR8 *con
   return succeeded();
 }
 
-static XYL_RESULT splitArguments(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments,
-                                 XYL_REQUEST *request, WORDS *words) {
+static XYL_RESULT splitArguments(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments, XYL_REQUEST *request,
+                                 WORDS *words) {
   bool optionsEnded = false;
   for (UINTN i = 0; i < count; ++i) {
     const CHAR8 *argument = arguments[i];

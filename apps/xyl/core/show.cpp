@@ -1,50 +1,8 @@
 // show: a summary of an inventory document.
 #include "apps/xyl/core/controllers.h"
-#include "apps/xyl/core/document.h"
+#include "apps/xyl/core/lists.h"
 #include "base/pool.h"
 #include "base/text.h"
-
-#define LIST_CAPACITY 256
-
-// Appends text behind a separator; what does not fit is cut.
-static void append(CHAR8 (&list)[LIST_CAPACITY], const CHAR8 *separator, const CHAR8 *text) {
-  UINTN length = textLength(list);
-  const CHAR8 *parts[] = {length != 0 ? separator : "", text};
-  for (const CHAR8 *part : parts) {
-    for (; *part != 0 && length < LIST_CAPACITY - 1; ++part) {
-      list[length++] = *part;
-    }
-  }
-  list[length] = 0;
-}
-
-// Appends the texts of the node's children of that name.
-static void appendChildren(CHAR8 (&list)[LIST_CAPACITY], const XML_NODE *node, const CHAR8 *name) {
-  const XML_NODE *child = childNamed(node, name);
-  for (; child != nullptr; child = nextSame(child)) {
-    append(list, ", ", nodeText(child));
-  }
-}
-
-// As appendChildren, from the last to the first: documents list ids in the reverse of the controller's order.
-static void appendIds(CHAR8 (&list)[LIST_CAPACITY], const XML_NODE *node, const CHAR8 *name) {
-  const XML_NODE *end = nullptr;
-  for (;;) {
-    const XML_NODE *last = nullptr;
-    for (const XML_NODE *child = childNamed(node, name); child != end && child != nullptr; child = nextSame(child)) {
-      last = child;
-    }
-    if (last == nullptr) {
-      return;
-    }
-    append(list, ", ", nodeText(last));
-    end = last;
-  }
-}
-
-static const CHAR8 *orNone(const CHAR8 *text) {
-  return *text != 0 ? text : "-";
-}
 
 static UINT32 countChildren(const XML_NODE *node, const CHAR8 *name) {
   UINT32 count = 0;
@@ -57,7 +15,7 @@ static UINT32 countChildren(const XML_NODE *node, const CHAR8 *name) {
 static void showAdapter(const XYL_HOST *host, const XML_NODE *adapter, const XML_NODE *inventory) {
   const XML_NODE *pci = childNamed(adapter, "PCIID");
   const XML_NODE *location = childNamed(childNamed(inventory, "Identifier"), "PCILocation");
-  CHAR8 levels[LIST_CAPACITY] = {};
+  WORD_LIST levels = {};
   appendChildren(levels, childNamed(adapter, "SupportedRAIDLevels"), "RaidLevel");
   say(host, u"Adapter      %a\n", orNone(childText(adapter, "Name")));
   say(host, u"Firmware     %a\n", orNone(childText(adapter, "FirmwareVersion")));
@@ -68,23 +26,23 @@ static void showAdapter(const XYL_HOST *host, const XML_NODE *adapter, const XML
     say(host, u"PCI place    bus %a, device %a, function %a\n", childText(location, "PCIBus"),
         childText(location, "PCIDevice"), childText(location, "PCIFunction"));
   }
-  say(host, u"RAID levels  %a\n", orNone(levels));
+  say(host, u"RAID levels  %a\n", orNone(levels.Text));
   say(host, u"Key id       %a\n", orNone(childText(adapter, "Keyid")));
 }
 
 // What a disk is used for.
-static void describeUse(CHAR8 (&use)[LIST_CAPACITY], const XML_NODE *disk) {
+static void describeUse(WORD_LIST &use, const XML_NODE *disk) {
   const CHAR8 *spare = childText(disk, "Hotspare");
-  CHAR8 volumes[LIST_CAPACITY] = {};
-  appendIds(volumes, disk, "VD");
+  WORD_LIST volumes = {};
+  appendReversed(volumes, disk, "VD");
   if (textEqual(spare, "Global")) {
     append(use, "", "global hot spare");
   } else if (textEqual(spare, "Dedicated")) {
     append(use, "", "hot spare of ");
   }
-  if (*volumes != 0) {
+  if (*volumes.Text != 0) {
     append(use, *spare != 0 ? "" : " ", "VD ");
-    append(use, "", volumes);
+    append(use, "", volumes.Text);
   }
 }
 
@@ -95,15 +53,15 @@ static void showDisks(const XYL_HOST *host, const XML_NODE *parent) {
   }
   say(host, u"  %4a  %6a  %-24a  %-8a  %10a  %-10a  %a\n", "Slot", "Id", "Model", "Protocol", "Size", "State", "Use");
   for (; disk != nullptr; disk = nextSame(disk)) {
-    CHAR8 model[LIST_CAPACITY] = {};
+    WORD_LIST model = {};
     append(model, "", childText(disk, "ManufactureName"));
     append(model, " ", childText(disk, "ModelName"));
     CHAR8 size[SIZE_TEXT_CAPACITY];
     formatSize(size, parseDecimal(childText(disk, "Size")));
-    CHAR8 use[LIST_CAPACITY] = {};
+    WORD_LIST use = {};
     describeUse(use, disk);
     say(host, u"  %4a  %6a  %-24a  %-8a  %10a  %-10a  %a\n", childText(disk, "Slot"), childText(disk, "ObjectID"),
-        orNone(model), childText(disk, "Protocol"), size, childText(disk, "State"), orNone(use));
+        orNone(model.Text), childText(disk, "Protocol"), size, childText(disk, "State"), orNone(use.Text));
   }
 }
 
@@ -131,9 +89,9 @@ static void showVirtualDisks(const XYL_HOST *host, const XML_NODE *adapter) {
   for (; volume != nullptr; volume = nextSame(volume)) {
     CHAR8 size[SIZE_TEXT_CAPACITY];
     formatSize(size, parseDecimal(childText(volume, "Size")));
-    CHAR8 members[LIST_CAPACITY] = {};
-    appendIds(members, volume, "PD");
-    CHAR8 cache[LIST_CAPACITY] = {};
+    WORD_LIST members = {};
+    appendReversed(members, volume, "PD");
+    WORD_LIST cache = {};
     const XML_NODE *policy = childNamed(volume, "CurrentCachePolicy");
     for (const XML_NODE *item = policy != nullptr ? policy->FirstChild : nullptr; item != nullptr;
          item = item->NextSibling) {
@@ -141,7 +99,7 @@ static void showVirtualDisks(const XYL_HOST *host, const XML_NODE *adapter) {
     }
     say(host, u"  %6a  %-16a  %-8a  %10a  %-10a  %-16a  %a\n", childText(volume, "ObjectID"),
         orNone(childText(volume, "Name")), childText(volume, "RAIDLevel"), size, childText(volume, "State"),
-        orNone(members), orNone(cache));
+        orNone(members.Text), orNone(cache.Text));
   }
 }
 

@@ -130,8 +130,8 @@ static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
     if (unit == u'\r' || unit == u'\n') {
       break;
     }
-    if (unit == u'\b') {
-      length -= length != 0 ? 1 : 0;
+    if (unit == u'\b' && length != 0) {
+      --length;
       writeConsole(host, "\b \b", 3);
     } else if (unit >= u' ') {
       // A longer answer is none that matters, but it must not become a yes by being cut.

@@ -295,8 +295,8 @@ static JSON parseJson(const std::string &text) {
   } catch (const JSON::exception &error) {
     std::string what = error.what();
     size_t place = what.find("parse error at ");
-    throw CLIENT_ERROR(EFI_INVALID_PARAMETER, "it is no JSON: " + (place != std::string::npos ? what.substr(place)
-                                                                                              : what));
+    throw CLIENT_ERROR(EFI_INVALID_PARAMETER,
+                       "it is no JSON: " + (place != std::string::npos ? what.substr(place) : what));
   }
 }
 

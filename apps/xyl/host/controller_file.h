@@ -9,8 +9,7 @@
 
 // What is wrong, in one line that a user can act on.
 struct CLIENT_ERROR : std::runtime_error {
-  CLIENT_ERROR(EFI_STATUS errorStatus, const std::string &message)
-      : std::runtime_error(message), status(errorStatus) {}
+  CLIENT_ERROR(EFI_STATUS errorStatus, const std::string &message) : std::runtime_error(message), status(errorStatus) {}
   EFI_STATUS status;
 };
 

@@ -31,6 +31,7 @@ static EFI_STATUS readFile(const XYL_HOST *, const CHAR8 *name, CHAR8 **data, UI
   }
   std::memcpy(*data, content.c_str(), content.size() + 1);
   *size = content.size();
+  wipeBytes(content.data(), content.size()); // change documents may hold passphrases
   return EFI_SUCCESS;
 }
 

@@ -1,0 +1,219 @@
+// restore, replace and apply.
+#include "apps/xyl/core/controllers.h"
+#include "apps/xyl/core/document.h"
+#include "apps/xyl/core/plan.h"
+#include "apps/xyl/core/report.h"
+#include "base/pool.h"
+#include "base/text.h"
+#include "request/request.h"
+
+#define OPTIONS_CAPACITY 256
+
+// One call of Set_Live. The documents are pool texts; an absent one is null.
+struct CHANGE {
+  bool Restore;
+  bool PreserveVd;
+  bool StopOnError;
+  DOCUMENT_TEXT Saved;
+  DOCUMENT_TEXT Request;
+  CHAR8 *Log; // returned; pool
+};
+
+// The run-time options document in pool memory, or null without memory.
+static CHAR8 *makeOptions(const CHANGE &change) {
+  const CHAR8 *parts[] = {"<RunMode><Mode>",
+                          change.Restore ? "Restore" : "Normal",
+                          "</Mode><StopOnError>",
+                          change.StopOnError ? "True" : "False",
+                          "</StopOnError><Raid><PreserveVDConfig>",
+                          change.PreserveVd ? "True" : "False",
+                          "</PreserveVDConfig></Raid></RunMode>"};
+  CHAR8 *text = poolNew<CHAR8>(OPTIONS_CAPACITY);
+  if (text == nullptr) {
+    return nullptr;
+  }
+  UINTN length = 0;
+  for (const CHAR8 *part : parts) {
+    copyBytes(text + length, part, textLength(part));
+    length += textLength(part);
+  }
+  return text;
+}
+
+static RAID_XYL_BUFFER bufferOf(const DOCUMENT_TEXT &document) {
+  UINT32 size = document.Text != nullptr ? static_cast<UINT32>(document.Size + 1) : 0;
+  return {RAID_XYL_REVISION, size, document.Text};
+}
+
+// Requests may hold passphrases.
+static void freeDocument(DOCUMENT_TEXT *document) {
+  if (document->Text != nullptr) {
+    wipeBytes(document->Text, document->Size);
+    poolRelease(document->Text);
+  }
+}
+
+// Calls the operation, which takes the documents over; change->Log is the log that it returned, or null.
+static EFI_STATUS callSetLive(RAID_XYL_PROTOCOL *operations, CHANGE *change) {
+  CHAR8 *options = makeOptions(*change);
+  if (options == nullptr) {
+    freeDocument(&change->Saved);
+    freeDocument(&change->Request);
+    return EFI_OUT_OF_RESOURCES;
+  }
+  RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
+  RAID_XYL_BUFFER inputs[2] = {bufferOf(change->Saved), bufferOf({options, textLength(options)})};
+  RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof(inputs), inputs};
+  RAID_XYL_BUFFER outputs[2] = {{RAID_XYL_REVISION, 0, nullptr}, bufferOf(change->Request)};
+  RAID_XYL_BUFFER output = {RAID_XYL_REVISION, 0, nullptr};
+  if (change->Request.Text != nullptr) {
+    output = {RAID_XYL_REVISION, sizeof(outputs), outputs};
+  }
+  EFI_STATUS status = operations->Set_Live(operations, &parameter, &input, &output);
+  change->Log = static_cast<CHAR8 *>(change->Request.Text != nullptr ? outputs[0].Data : output.Data);
+  change->Saved = {};
+  change->Request = {};
+  return status;
+}
+
+// Shows the log and writes it to the file that --log-file names.
+static XYL_RESULT takeLog(const XYL_CONTEXT &context, const CHAR8 *log, STEP_COUNTS *counts) {
+  XYL_RESULT result = reportLog(context, log, counts);
+  const CHAR8 *file = context.Request->Options[XYL_OPTION_LOG_FILE];
+  if (file == nullptr) {
+    return result;
+  }
+  XYL_RESULT written = writeDocument(context, file, log, textLength(log));
+  return isFailure(result) ? result : written;
+}
+
+// Runs the change and tells how it went; what names it in messages.
+static XYL_RESULT runChange(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, CHANGE *change,
+                            const CHAR8 *what) {
+  EFI_STATUS status = callSetLive(operations, change);
+  STEP_COUNTS counts = {};
+  XYL_RESULT result = succeeded();
+  bool logged = change->Log != nullptr;
+  if (logged) {
+    result = takeLog(context, change->Log, &counts);
+    poolRelease(change->Log);
+  } else if (hasOption(context, XYL_OPTION_LOG_FILE)) {
+    complain(context.Host, u"no log came back, so none was written");
+  }
+  if (EFI_ERROR(status)) {
+    complain(context.Host, u"the %a failed: %a; what was done before stays done", what, statusWords(status));
+    return failed(status);
+  }
+  if (counts.Failed != 0) {
+    complain(context.Host, u"the %a came to its end, but %d of its steps failed", what, counts.Failed);
+    return failed(counts.FirstFailure);
+  }
+  if (!isFailure(result)) {
+    say(context.Host, u"the %a succeeded\n", what);
+  }
+  return result;
+}
+
+// Reads a saved configuration and makes sure that it is one: the driver then takes over all texts of the call.
+static XYL_RESULT readSaved(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_TEXT *saved, RAID_CONFIG **config) {
+  *config = nullptr;
+  XYL_RESULT result = readDocument(context, file, saved);
+  if (isFailure(result)) {
+    return result;
+  }
+  result = readConfiguration(context, file, saved->Text, config);
+  if (isFailure(result)) {
+    freeDocument(saved);
+  }
+  return result;
+}
+
+static XYL_RESULT confirmRebuild(const XYL_CONTEXT &context) {
+  if (hasOption(context, XYL_OPTION_YES)) {
+    return succeeded();
+  }
+  switch (context.Host->AskYes(context.Host, "Go on? Type yes: ")) {
+  case XYL_ANSWER_YES:
+    return succeeded();
+  case XYL_ANSWER_NO:
+    complain(context.Host, u"the rebuild was declined; nothing was changed");
+    return failed(EFI_ABORTED);
+  default:
+    complain(context.Host, u"a rebuild destroys data and nobody can be asked; give --yes. Nothing was changed");
+    return wrongUsage();
+  }
+}
+
+XYL_RESULT runRestore(const XYL_CONTEXT &context) {
+  bool rebuild = hasOption(context, XYL_OPTION_REBUILD);
+  if (rebuild && hasOption(context, XYL_OPTION_PRESERVE_VD)) {
+    complain(context.Host, u"--rebuild and --preserve-vd exclude each other; give one of them");
+    return wrongUsage();
+  }
+  RAID_XYL_PROTOCOL *operations = nullptr;
+  XYL_RESULT result = selectController(context, &operations);
+  if (isFailure(result)) {
+    return result;
+  }
+  CHANGE change = {};
+  change.Restore = true;
+  change.PreserveVd = !rebuild;
+  change.StopOnError = hasOption(context, XYL_OPTION_STOP_ON_ERROR);
+  RAID_CONFIG *config = nullptr;
+  result = readSaved(context, context.Request->Operands[0], &change.Saved, &config);
+  if (isFailure(result)) {
+    return result;
+  }
+  if (rebuild) {
+    result = showRebuildPlan(context, operations, config);
+    result = isFailure(result) ? result : confirmRebuild(context);
+  }
+  releaseConfig(config);
+  if (isFailure(result)) {
+    freeDocument(&change.Saved);
+    return result;
+  }
+  return runChange(context, operations, &change, "restore");
+}
+
+XYL_RESULT runReplace(const XYL_CONTEXT &context) {
+  RAID_XYL_PROTOCOL *operations = nullptr;
+  XYL_RESULT result = selectController(context, &operations);
+  if (isFailure(result)) {
+    return result;
+  }
+  CHANGE change = {};
+  change.PreserveVd = true;
+  RAID_CONFIG *config = nullptr;
+  result = readSaved(context, context.Request->Operands[0], &change.Saved, &config);
+  if (isFailure(result)) {
+    return result;
+  }
+  releaseConfig(config);
+  return runChange(context, operations, &change, "replacement");
+}
+
+XYL_RESULT runApply(const XYL_CONTEXT &context) {
+  RAID_XYL_PROTOCOL *operations = nullptr;
+  XYL_RESULT result = selectController(context, &operations);
+  if (isFailure(result)) {
+    return result;
+  }
+  CHANGE change = {};
+  change.PreserveVd = true;
+  const CHAR8 *savedFile = context.Request->Options[XYL_OPTION_SAVED];
+  if (savedFile != nullptr) {
+    RAID_CONFIG *config = nullptr;
+    result = readSaved(context, savedFile, &change.Saved, &config);
+    if (isFailure(result)) {
+      return result;
+    }
+    releaseConfig(config);
+  }
+  result = readDocument(context, context.Request->Operands[0], &change.Request);
+  if (isFailure(result)) {
+    freeDocument(&change.Saved);
+    return result;
+  }
+  return runChange(context, operations, &change, "change");
+}

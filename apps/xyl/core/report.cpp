@@ -1,0 +1,112 @@
+#include "apps/xyl/core/report.h"
+
+#include "apps/xyl/core/lists.h"
+#include "base/text.h"
+
+static const CHAR8 *attributeOf(const XML_NODE *node, const CHAR8 *name) {
+  for (const XML_ATTRIBUTE *attribute = node->Attributes; attribute != nullptr; attribute = attribute->Next) {
+    if (textEqual(attribute->Name, name) && attribute->Value != nullptr) {
+      return attribute->Value;
+    }
+  }
+  return "";
+}
+
+static void describeDisk(WORD_LIST &words, const XML_NODE *disk) {
+  append(words, " ", "disk ");
+  appendNumber(words, "", parseHex(childText(disk, "ObjectId")));
+  append(words, " ", childText(disk, "FQDD"));
+  const CHAR8 *spare = childText(disk, "HotSpare");
+  if (*spare != 0) {
+    append(words, ", ", "hot spare ");
+    append(words, "", spare);
+  }
+}
+
+static void describeVolume(WORD_LIST &words, const XML_NODE *volume) {
+  append(words, "", "virtual disk ");
+  append(words, "", childText(volume, "Name"));
+  append(words, ", ", childText(volume, "RaidLevel"));
+  const XML_NODE *disk = childNamed(childNamed(volume, "PDs"), "PD");
+  for (const CHAR8 *separator = ", disks "; disk != nullptr; disk = nextSame(disk), separator = ", ") {
+    appendNumber(words, separator, parseHex(childText(disk, "ObjectId")));
+  }
+}
+
+static void describeKey(WORD_LIST &words, const XML_NODE *key) {
+  append(words, "", "key ");
+  append(words, "", childText(key, "Mode"));
+  append(words, " ", childText(key, "KeyId"));
+}
+
+static void describeSettings(WORD_LIST &words, const XML_NODE *) {
+  append(words, "", "adapter settings");
+}
+
+static void describeObject(WORD_LIST &words, const XML_NODE *object) {
+  append(words, "", nodeText(object));
+}
+
+// The validation summary's first element; the others are its siblings.
+static void describeValidation(WORD_LIST &words, const XML_NODE *version) {
+  append(words, "", "saved firmware ");
+  append(words, "", orNone(nodeText(version)));
+  for (const XML_NODE *node = version->NextSibling; node != nullptr; node = node->NextSibling) {
+    append(words, ", ", node->Name);
+    append(words, " ", nodeText(node));
+  }
+}
+
+struct DETAIL_WORDS {
+  const CHAR8 *Element;
+  void (*Describe)(WORD_LIST &words, const XML_NODE *element);
+};
+
+static constexpr DETAIL_WORDS g_details[] = {
+    {"Object", describeObject}, {"Adapter", describeSettings}, {"AdapterFwVer", describeValidation},
+    {"VD", describeVolume},     {"PD", describeDisk},          {"Key", describeKey},
+    {"NewKey", describeKey},
+};
+
+static void describeDetail(WORD_LIST &words, const XML_NODE *detail) {
+  const XML_NODE *first = detail != nullptr ? detail->FirstChild : nullptr;
+  for (const DETAIL_WORDS &row : g_details) {
+    if (first != nullptr && textEqual(first->Name, row.Element)) {
+      row.Describe(words, first);
+      return;
+    }
+  }
+}
+
+static void reportStep(const XYL_HOST *host, const XML_NODE *operation, STEP_COUNTS *counts) {
+  const CHAR8 *name = attributeOf(operation, "name");
+  const CHAR8 *result = childText(operation, "Status");
+  // The log has the code without the bit that marks an error.
+  UINT64 code = parseHex(childText(operation, "ErrorCode"));
+  EFI_STATUS status = code == 0 ? EFI_SUCCESS : EFI_ERROR_CODE(code);
+  WORD_LIST object = {};
+  describeDetail(object, childNamed(operation, "Detail"));
+  ++counts->Steps;
+  if (!textEqual(result, "Success") && !textEqual(name, "GetLive")) {
+    counts->FirstFailure = counts->Failed == 0 ? status : counts->FirstFailure;
+    ++counts->Failed;
+  }
+  say(host, u"%4d  %-20a  %-8a  %-20a  %a\n", counts->Steps, orNone(name), orNone(result),
+      code == 0 ? "-" : statusWords(status), orNone(object.Text));
+}
+
+XYL_RESULT reportLog(const XYL_CONTEXT &context, const CHAR8 *text, STEP_COUNTS *counts) {
+  *counts = {};
+  XML_NODE *root = nullptr;
+  XYL_RESULT result = parseTree(context, "the returned log", text, &root);
+  if (isFailure(result)) {
+    return result;
+  }
+  say(context.Host, u"%4a  %-20a  %-8a  %-20a  %a\n", "", "Step", "Result", "Code", "Object");
+  for (const XML_NODE *operation = childNamed(root, "Operation"); operation != nullptr;
+       operation = nextSame(operation)) {
+    reportStep(context.Host, operation, counts);
+  }
+  freeTree(root);
+  return succeeded();
+}
