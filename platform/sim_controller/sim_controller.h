@@ -54,7 +54,7 @@ struct SIM_ADAPTER {
   CHAR16 firmwareVersion[SIM_TEXT_UNITS];
   UINT32 levelCount; // normally the number of bits in supportedRaidLevels; 0 is answered as a null pointer
   RAID_LEVEL_PARAMS levels[SIM_LEVEL_CAPACITY];
-  UINT8 securityMode; // mode bytes as in the record, presence bit included; this one follows the key by itself
+  UINT8 securityMode; // mode bytes as in the record, presence bit included; with a key its mode is answered instead
   UINT8 uncertifiedMode;
   UINT8 loadBalanceMode;
   UINT8 learnMode;
@@ -139,7 +139,7 @@ struct SIM_VIRTUAL_DISK {
   UINT32 pds[SIM_VD_PDS]; // span by span; a pulled member's id stays
 };
 
-// The security key; passphrase is zero-padded.
+// The security key; the passphrase is zero-padded.
 struct SIM_KEY {
   bool present;
   CHAR8 keyId[RAID_KEY_ID_SIZE + 1];
@@ -280,7 +280,7 @@ struct SIM_CONTROLLER {
   UINT64 logFirst;     // commandCount at simClearLog
   SIM_BOOKS books;
   SIM_ARRAY<SIM_ANSWER> answers;
-  SIM_ARRAY<void *> justReturned; // since the last command, to notice what is given back twice
+  SIM_ARRAY<void *> justReturned; // since the last command, to notice what is given back twice; never grows
   RAID_MGMT_PROTOCOL protocol;
   SIM_DEVICE_PATH devicePath;
   EFI_HANDLE handle; // null: not installed

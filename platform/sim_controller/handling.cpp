@@ -1,0 +1,165 @@
+// What a person at the server does: drives pulled, inserted, swapped, failed; the adapter replaced.
+#include "sim_parts.h"
+
+#include "base/text.h"
+
+#define DEFAULT_RATE 30
+#define PATROL_READ_AUTO 0x8U
+#define ADAPTER_WWN_STEP 0x100U
+
+static bool placeExists(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot) {
+  if (enclosureObjectId == SIM_DIRECT) {
+    return true;
+  }
+  const SIM_ENCLOSURE *enclosure = simFindEnclosure(sim, enclosureObjectId);
+  return enclosure != nullptr && slot < enclosure->slotCount;
+}
+
+static bool hasMember(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK *volume) {
+  for (UINT32 i = 0; i < volume->pdCount; i++) {
+    if (simFindDisk(sim, volume->pds[i]) != nullptr) {
+      return true;
+    }
+  }
+  return false;
+}
+
+EFI_STATUS simPullDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
+  UINT32 index = 0;
+  if (!simObjectIndex(sim, RAID_OBJECT_PHYSICAL_DISK, objectId, &index)) {
+    return EFI_NOT_FOUND;
+  }
+  simRemove(sim->disks, index);
+  simJudgeVolumesOf(sim, objectId);
+  for (UINT32 i = sim->foreignDisks.count; i > 0; i--) {
+    if (!hasMember(sim, &sim->foreignDisks.items[i - 1])) {
+      simRemove(sim->foreignDisks, i - 1);
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS simInsertDisk(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot, const SIM_DRIVE &drive,
+                         UINT32 *objectId) {
+  if (!placeExists(sim, enclosureObjectId, slot)) {
+    return EFI_NOT_FOUND;
+  }
+  if (simFindDiskAt(sim, enclosureObjectId, slot) != nullptr) {
+    return EFI_ALREADY_STARTED;
+  }
+  const SIM_DISK *disk = simAddDrive(sim, enclosureObjectId, slot, drive);
+  if (disk == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  if (objectId != nullptr) {
+    *objectId = disk->objectId;
+  }
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS simReplaceDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT64 size, UINT32 *newObjectId) {
+  const SIM_DISK *disk = simFindDisk(sim, objectId);
+  if (disk == nullptr) {
+    return EFI_NOT_FOUND;
+  }
+  UINT32 enclosureObjectId = disk->enclosureObjectId;
+  UINT8 slot = disk->slot;
+  SIM_DRIVE drive = {size == 0 ? disk->size : size, disk->protocol, disk->attributes};
+  simPullDisk(sim, objectId);
+  return simInsertDisk(sim, enclosureObjectId, slot, drive, newObjectId);
+}
+
+template <class T> static void exchange(T &a, T &b) {
+  T kept;
+  copyBytes(&kept, &a, sizeof(T));
+  copyBytes(&a, &b, sizeof(T));
+  copyBytes(&b, &kept, sizeof(T));
+}
+
+EFI_STATUS simSwapDisks(SIM_CONTROLLER *sim, UINT32 objectIdA, UINT32 objectIdB) {
+  SIM_DISK *a = simFindDisk(sim, objectIdA);
+  SIM_DISK *b = simFindDisk(sim, objectIdB);
+  if (a == nullptr || b == nullptr) {
+    return EFI_NOT_FOUND;
+  }
+  if (a == b) {
+    return EFI_SUCCESS;
+  }
+  exchange(*a, *b);
+  exchange(a->name, b->name);
+  exchange(a->fqdd, b->fqdd);
+  exchange(a->enclosureObjectId, b->enclosureObjectId);
+  exchange(a->enclosureDeviceId, b->enclosureDeviceId);
+  exchange(a->port, b->port);
+  exchange(a->slot, b->slot);
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS simFailDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
+  SIM_DISK *disk = simFindDisk(sim, objectId);
+  if (disk == nullptr) {
+    return EFI_NOT_FOUND;
+  }
+  disk->state = SIM_STATE_FAILED;
+  simJudgeVolumesOf(sim, objectId);
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS simMakeForeign(SIM_CONTROLLER *sim, UINT32 raidLevel, const UINT32 *objectIds, UINT32 count) {
+  for (UINT32 i = 0; i < count; i++) {
+    const SIM_DISK *disk = simFindDisk(sim, objectIds[i]);
+    if (disk != nullptr && disk->state == SIM_STATE_ONLINE) {
+      return EFI_ACCESS_DENIED;
+    }
+  }
+  if (!simReserve(sim->foreignDisks, 1)) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  RAID_VD_RECORD wanted = {};
+  wanted.RAIDLevel = raidLevel;
+  UINT32 objectId = 0;
+  EFI_STATUS status = simCreateVolume(sim, &wanted, objectIds, count, &objectId);
+  if (!EFI_ERROR(status)) {
+    simVolumeToForeign(sim, objectId);
+  }
+  return status;
+}
+
+EFI_STATUS simReplaceAdapter(SIM_CONTROLLER *sim) {
+  if (!simReserve(sim->foreignDisks, sim->virtualDisks.count)) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  simFreeSpares(sim);
+  while (sim->virtualDisks.count != 0) {
+    simVolumeToForeign(sim, sim->virtualDisks.items[0].objectId);
+  }
+  simForgetKey(sim);
+  sim->adapter.wwn += ADAPTER_WWN_STEP;
+  for (UINT32 mode = 0; mode < SIM_MODE_COUNT; mode++) {
+    UINT8 *value = simModeByte(&sim->adapter, static_cast<SIM_MODE>(mode));
+    UINT8 factory = mode == SIM_MODE_PATROL_READ ? PATROL_READ_AUTO : 0;
+    *value = (*value & RAID_MODE_PRESENT) == 0 ? *value : static_cast<UINT8>(RAID_MODE_PRESENT | factory);
+  }
+  for (SIM_RATE &rate : sim->adapter.rates) {
+    rate.value = rate.editable ? DEFAULT_RATE : rate.value;
+  }
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS simSetFirmware(SIM_CONTROLLER *sim, const CHAR16 *version) {
+  return simSetText(sim->adapter.firmwareVersion, version) ? EFI_SUCCESS : EFI_INVALID_PARAMETER;
+}
+
+void simSetMode(SIM_CONTROLLER *sim, SIM_MODE mode, UINT8 value) {
+  *simModeByte(&sim->adapter, mode) = value;
+}
+
+EFI_STATUS simSetRate(SIM_CONTROLLER *sim, const CHAR16 *name, UINT8 value) {
+  for (SIM_RATE &rate : sim->adapter.rates) {
+    if (rate.name[0] != 0 && textEqual(rate.name, name)) {
+      rate.value = value & 0x7F;
+      return EFI_SUCCESS;
+    }
+  }
+  return EFI_NOT_FOUND;
+}
