@@ -5,14 +5,14 @@
 #include "platform/firmware/protocols.h"
 
 static EFI_DRIVER_BINDING_PROTOCOL *bindingOn(Database &database, EFI_HANDLE handle) {
-  PROTOCOL_ENTRY *entry = database.find(handle, g_driverBindingGuid);
+  PROTOCOL_ENTRY *entry = database.find(handle, g_bindingProtocolGuid);
   return entry == nullptr ? nullptr : static_cast<EFI_DRIVER_BINDING_PROTOCOL *>(entry->interface);
 }
 
 // Every driver once: first those of the images that the caller named, then all by descending version.
 std::vector<EFI_DRIVER_BINDING_PROTOCOL *> Database::candidates(const EFI_HANDLE *firstImages) {
   std::vector<EFI_DRIVER_BINDING_PROTOCOL *> drivers;
-  for (EFI_HANDLE handle : handles(&g_driverBindingGuid)) {
+  for (EFI_HANDLE handle : handles(&g_bindingProtocolGuid)) {
     drivers.push_back(bindingOn(*this, handle));
   }
   auto newer = [](auto *a, auto *b) { return a->Version > b->Version; };

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-const EFI_GUID g_driverBindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
+const EFI_GUID g_bindingProtocolGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
 const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 

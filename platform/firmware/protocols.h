@@ -19,7 +19,7 @@ struct PROTOCOL_ENTRY {
   std::vector<PROTOCOL_OPEN> opens;
 };
 
-extern const EFI_GUID g_driverBindingGuid;
+extern const EFI_GUID g_bindingProtocolGuid;
 extern const EFI_GUID g_loadedImageGuid;
 extern const EFI_GUID g_devicePathGuid;
 
