@@ -85,7 +85,7 @@ static void showVirtualDisks(const XYL_HOST *host, const XML_NODE *adapter) {
   if (volume == nullptr) {
     return;
   }
-  say(host, u"  %6a  %-16a  %-8a  %10a  %-10a  %-16a  %a\n", "Id", "Name", "Level", "Size", "State", "Disks", "Cache");
+  say(host, u"  %6a  %-16a  %-8a  %10a  %-10a  %-24a  %a\n", "Id", "Name", "Level", "Size", "State", "Disks", "Cache");
   for (; volume != nullptr; volume = nextSame(volume)) {
     CHAR8 size[SIZE_TEXT_CAPACITY];
     formatSize(size, parseDecimal(childText(volume, "Size")));
@@ -97,7 +97,7 @@ static void showVirtualDisks(const XYL_HOST *host, const XML_NODE *adapter) {
          item = item->NextSibling) {
       append(cache, ", ", nodeText(item));
     }
-    say(host, u"  %6a  %-16a  %-8a  %10a  %-10a  %-16a  %a\n", childText(volume, "ObjectID"),
+    say(host, u"  %6a  %-16a  %-8a  %10a  %-10a  %-24a  %a\n", childText(volume, "ObjectID"),
         orNone(childText(volume, "Name")), childText(volume, "RAIDLevel"), size, childText(volume, "State"),
         orNone(members.Text), orNone(cache.Text));
   }

@@ -43,8 +43,14 @@ void Platform::connect() {
   if (EFI_ERROR(status)) {
     throw CLIENT_ERROR(status, std::string("the simulated controller cannot be installed: ") + statusText(status));
   }
-  // A driver that declines the controller says so on the console, and the command then finds nothing bound.
-  firmware_.bootServices()->ConnectController(controller, nullptr, nullptr, /* Recursive= */ 1);
+  status = firmware_.bootServices()->ConnectController(controller, nullptr, nullptr, /* Recursive= */ 1);
+  // A driver that declines the controller says why on the console, and the command then finds nothing bound.
+  showsConsole_ = EFI_ERROR(status) || !options_.logLevel.empty();
+}
+
+std::string Platform::takeConsole() {
+  std::string text = firmware_.takeConsole();
+  return showsConsole_ ? text : "";
 }
 
 void Platform::saveController() {

@@ -22,7 +22,8 @@ public:
   std::vector<std::string> close(bool namesWereAsked);
 
   EFI_SYSTEM_TABLE *systemTable() { return firmware_.systemTable(); }
-  std::string takeConsole() { return firmware_.takeConsole(); }
+  // What the driver wrote to the console, as far as the user wants to see it: the log, or why nothing was bound.
+  std::string takeConsole();
   // Writes the state back to the controller's file, if it came from one. Throws CLIENT_ERROR.
   void saveController();
 
@@ -34,4 +35,5 @@ private:
   Firmware firmware_;
   SIM_OWNER sim_; // after the firmware, whose pool it lives in
   std::vector<EFI_HANDLE> images_;
+  bool showsConsole_ = false;
 };
