@@ -128,6 +128,30 @@ static XYL_RESULT readSaved(const XYL_CONTEXT &context, const CHAR8 *file, DOCUM
   return result;
 }
 
+// Refuses a request of which the driver would leave out methods: half of a change is worse than none.
+static XYL_RESULT checkRequest(const XYL_CONTEXT &context, const CHAR8 *file, const CHAR8 *text) {
+  UINT32 methods = 0;
+  XYL_RESULT result = countMethods(context, file, text, &methods);
+  if (isFailure(result)) {
+    return result;
+  }
+  RAID_CONFIG *request = nullptr;
+  UINT32 count = 1;
+  EFI_STATUS status = ParseXMLBlob(text, &request, &count);
+  UINT32 readable = !EFI_ERROR(status) && request != nullptr ? request->commandCount : 0;
+  releaseConfig(request);
+  if (EFI_ERROR(status)) {
+    complain(context.Host, u"'%a' is no change document: %a; nothing was changed", file, statusWords(status));
+    return failed(status);
+  }
+  if (readable != methods) {
+    complain(context.Host, u"%d of the %d methods in '%a' cannot be read, look for misspelt names; nothing was changed",
+             methods - readable, methods, file);
+    return failed(EFI_INVALID_PARAMETER);
+  }
+  return succeeded();
+}
+
 static XYL_RESULT confirmRebuild(const XYL_CONTEXT &context) {
   if (hasOption(context, XYL_OPTION_YES)) {
     return succeeded();
@@ -210,8 +234,13 @@ XYL_RESULT runApply(const XYL_CONTEXT &context) {
     }
     releaseConfig(config);
   }
-  result = readDocument(context, context.Request->Operands[0], &change.Request);
+  const CHAR8 *file = context.Request->Operands[0];
+  result = readDocument(context, file, &change.Request);
+  if (!isFailure(result)) {
+    result = checkRequest(context, file, change.Request.Text);
+  }
   if (isFailure(result)) {
+    freeDocument(&change.Request);
     freeDocument(&change.Saved);
     return result;
   }

@@ -110,10 +110,50 @@ const CHAR8 *childText(const XML_NODE *parent, const CHAR8 *name) {
   return nodeText(childNamed(parent, name));
 }
 
+const XML_NODE *raidDataOf(const XML_NODE *root) {
+  return textEqual(root->Name, "raidData") ? root : childNamed(childNamed(root, "Configuration"), "raidData");
+}
+
 const XML_NODE *adapterOf(const XML_NODE *root) {
-  const XML_NODE *raidData = root;
-  if (!textEqual(root->Name, "raidData")) {
-    raidData = childNamed(childNamed(root, "Configuration"), "raidData");
+  return childNamed(raidDataOf(root), "Adapter");
+}
+
+// Overwrites the texts of all elements below root. They end up as one row of children of root: a walk without recursion
+// or memory of its own.
+static void wipeTexts(XML_NODE *root) {
+  for (XML_NODE *node = root->FirstChild; node != nullptr; node = node->NextSibling) {
+    if (node->Content != nullptr) {
+      wipeBytes(node->Content, textLength(node->Content));
+    }
+    XML_NODE *last = node->FirstChild;
+    if (last == nullptr) {
+      continue;
+    }
+    while (last->NextSibling != nullptr) {
+      last = last->NextSibling;
+    }
+    last->NextSibling = node->NextSibling;
+    if (node->NextSibling != nullptr) {
+      node->NextSibling->PrevSibling = last;
+    }
+    node->NextSibling = node->FirstChild;
+    node->NextSibling->PrevSibling = node;
+    node->FirstChild = nullptr;
   }
-  return childNamed(raidData, "Adapter");
+}
+
+XYL_RESULT countMethods(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, UINT32 *count) {
+  *count = 0;
+  XML_NODE *root = nullptr;
+  XYL_RESULT result = parseTree(context, name, text, &root);
+  if (isFailure(result)) {
+    return result;
+  }
+  const XML_NODE *method = childNamed(raidDataOf(root), "Method");
+  for (; method != nullptr; method = nextSame(method)) {
+    ++*count;
+  }
+  wipeTexts(root);
+  freeTree(root);
+  return succeeded();
 }

@@ -33,5 +33,10 @@ const XML_NODE *nextSame(const XML_NODE *node);
 const CHAR8 *childText(const XML_NODE *parent, const CHAR8 *name);
 const CHAR8 *nodeText(const XML_NODE *node);
 
-// The "Adapter" element of an inventory document or a bare "raidData", or null.
+// The "raidData" element of an inventory document or a bare "raidData", or null.
+const XML_NODE *raidDataOf(const XML_NODE *root);
+// The "Adapter" element of either, or null.
 const XML_NODE *adapterOf(const XML_NODE *root);
+
+// Counts the methods of a change document. The tree that this takes is overwritten, since keys may be in it.
+XYL_RESULT countMethods(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, UINT32 *count);

@@ -12,7 +12,7 @@ static const CHAR8 *attributeOf(const XML_NODE *node, const CHAR8 *name) {
   return "";
 }
 
-static void describeDisk(WORD_LIST &words, const XML_NODE *disk) {
+static void describeDisk(WORD_LIST \&words, const XML_NODE *disk, bool) {
   append(words, " ", "disk ");
   appendNumber(words, "", parseHex(childText(disk, "ObjectId")));
   append(words, " ", childText(disk, "FQDD"));
@@ -23,43 +23,57 @@ static void describeDisk(WORD_LIST &words, const XML_NODE *disk) {
   }
 }
 
-static void describeVolume(WORD_LIST &words, const XML_NODE *volume) {
+// The log lists the command's ids as disks; they are that only when it creates, else they name the virtual disk.
+static void describeVolume(WORD_LIST &words, const XML_NODE *volume, bool creates) {
   append(words, "", "virtual disk ");
-  append(words, "", childText(volume, "Name"));
-  append(words, ", ", childText(volume, "RaidLevel"));
-  const XML_NODE *disk = childNamed(childNamed(volume, "PDs"), "PD");
+  if (!creates) {
+    appendNumber(words, "", parseHex(childText(volume, "TargetId")));
+  }
+  append(words, creates ? "" : " ", childText(volume, "Name"));
+  const CHAR8 *level = childText(volume, "RaidLevel");
+  if (*level != 0 && !textEqual(level, "Unknown")) {
+    append(words, ", ", level);
+  }
+  const XML_NODE *disk = creates ? childNamed(childNamed(volume, "PDs"), "PD") : nullptr;
   for (const CHAR8 *separator = ", disks "; disk != nullptr; disk = nextSame(disk), separator = ", ") {
     appendNumber(words, separator, parseHex(childText(disk, "ObjectId")));
   }
 }
 
-static void describeKey(WORD_LIST &words, const XML_NODE *key) {
+static void describeKey(WORD_LIST \&words, const XML_NODE *key, bool) {
   append(words, "", "key ");
   append(words, "", childText(key, "Mode"));
   append(words, " ", childText(key, "KeyId"));
 }
 
-static void describeSettings(WORD_LIST &words, const XML_NODE *) {
+static void describeSettings(WORD_LIST &words, const XML_NODE *, bool) {
   append(words, "", "adapter settings");
 }
 
-static void describeObject(WORD_LIST &words, const XML_NODE *object) {
+static void describeObject(WORD_LIST \&words, const XML_NODE *object, bool) {
   append(words, "", nodeText(object));
 }
 
 // The validation summary's first element; the others are its siblings.
-static void describeValidation(WORD_LIST &words, const XML_NODE *version) {
+static void describeValidation(WORD_LIST \&words, const XML_NODE *version, bool) {
+  static constexpr const CHAR8 *meanings[][2] = {{"RestoreVDs", " saved virtual disks"},
+                                                 {"AvailablePDs", " disks present"},
+                                                 {"UsablePDs", " saved disks with a partner"}};
   append(words, "", "saved firmware ");
   append(words, "", orNone(nodeText(version)));
   for (const XML_NODE *node = version->NextSibling; node != nullptr; node = node->NextSibling) {
-    append(words, ", ", node->Name);
-    append(words, " ", nodeText(node));
+    for (const auto &meaning : meanings) {
+      if (textEqual(node->Name, meaning[0])) {
+        append(words, ", ", nodeText(node));
+        append(words, "", meaning[1]);
+      }
+    }
   }
 }
 
 struct DETAIL_WORDS {
   const CHAR8 *Element;
-  void (*Describe)(WORD_LIST &words, const XML_NODE *element);
+  void (*Describe)(WORD_LIST &words, const XML_NODE *element, bool creates);
 };
 
 static constexpr DETAIL_WORDS g_details[] = {
@@ -68,11 +82,11 @@ static constexpr DETAIL_WORDS g_details[] = {
     {"NewKey", describeKey},
 };
 
-static void describeDetail(WORD_LIST &words, const XML_NODE *detail) {
+static void describeDetail(WORD_LIST &words, const XML_NODE *detail, bool creates) {
   const XML_NODE *first = detail != nullptr ? detail->FirstChild : nullptr;
   for (const DETAIL_WORDS &row : g_details) {
     if (first != nullptr && textEqual(first->Name, row.Element)) {
-      row.Describe(words, first);
+      row.Describe(words, first, creates);
       return;
     }
   }
@@ -85,7 +99,7 @@ static void reportStep(const XYL_HOST *host, const XML_NODE *operation, STEP_COU
   UINT64 code = parseHex(childText(operation, "ErrorCode"));
   EFI_STATUS status = code == 0 ? EFI_SUCCESS : EFI_ERROR_CODE(code);
   WORD_LIST object = {};
-  describeDetail(object, childNamed(operation, "Detail"));
+  describeDetail(object, childNamed(operation, "Detail"), textEqual(name, "CREATE") || textEqual(name, "CreateVD"));
   ++counts->Steps;
   if (!textEqual(result, "Success") && !textEqual(name, "GetLive")) {
     counts->FirstFailure = counts->Failed == 0 ? status : counts->FirstFailure;
