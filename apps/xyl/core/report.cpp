@@ -12,7 +12,7 @@ static const CHAR8 *attributeOf(const XML_NODE *node, const CHAR8 *name) {
   return "";
 }
 
-static void describeDisk(WORD_LIST \&words, const XML_NODE *disk, bool) {
+static void describeDisk(WORD_LIST &words, const XML_NODE *disk, bool) {
   append(words, " ", "disk ");
   appendNumber(words, "", parseHex(childText(disk, "ObjectId")));
   append(words, " ", childText(disk, "FQDD"));
@@ -40,7 +40,7 @@ static void describeVolume(WORD_LIST &words, const XML_NODE *volume, bool create
   }
 }
 
-static void describeKey(WORD_LIST \&words, const XML_NODE *key, bool) {
+static void describeKey(WORD_LIST &words, const XML_NODE *key, bool) {
   append(words, "", "key ");
   append(words, "", childText(key, "Mode"));
   append(words, " ", childText(key, "KeyId"));
@@ -50,12 +50,12 @@ static void describeSettings(WORD_LIST &words, const XML_NODE *, bool) {
   append(words, "", "adapter settings");
 }
 
-static void describeObject(WORD_LIST \&words, const XML_NODE *object, bool) {
+static void describeObject(WORD_LIST &words, const XML_NODE *object, bool) {
   append(words, "", nodeText(object));
 }
 
 // The validation summary's first element; the others are its siblings.
-static void describeValidation(WORD_LIST \&words, const XML_NODE *version, bool) {
+static void describeValidation(WORD_LIST &words, const XML_NODE *version, bool) {
   static constexpr const CHAR8 *meanings[][2] = {{"RestoreVDs", " saved virtual disks"},
                                                  {"AvailablePDs", " disks present"},
                                                  {"UsablePDs", " saved disks with a partner"}};
