@@ -38,6 +38,13 @@ TEST_F(DriverModel, ConnectAsksEveryDriverHighestVersionFirst) {
   EXPECT_EQ(firmware.openProtocols().size(), 1u);
 }
 
+TEST_F(DriverModel, WhatADriverInstallsIsOfferedToThoseAskedBefore) {
+  newer.needs = &g_otherGuid;
+  older.adds = &g_otherGuid;
+  EXPECT_EQ(connect(), EFI_SUCCESS);
+  EXPECT_EQ(calls, "on");
+}
+
 TEST_F(DriverModel, ConnectAndDisconnectFailures) {
   older.startFails = newer.startFails = true;
   EXPECT_EQ(connect(), EFI_NOT_FOUND);

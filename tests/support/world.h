@@ -67,7 +67,8 @@ public:
   ANSWER set(const SET_DOCUMENTS &documents);
   ANSWER verify(const std::string &saved);
 
-  // The lines that the log kept ("LEVEL function: text"), or those that the console got since the last call.
+  // The lines that the log kept ("LEVEL function: text"; failing allocations are switched off for it), and what the
+  // console got since the last call.
   std::string log();
   void clearLog();
   std::string console() { return firmware.takeConsole(); }
