@@ -51,7 +51,6 @@ static bool readAttributes(PARSER *parser, SERVICE_NODE *node) {
     if (attribute == nullptr) {
       return failWithoutMemory(parser);
     }
-    attribute->Prev = last;
     (last != nullptr ? last->Next : node->Attributes) = attribute;
     last = attribute;
     if (!readAttribute(parser, attribute)) {

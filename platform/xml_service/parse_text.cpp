@@ -29,10 +29,7 @@ static CHAR8 *readNumber(CHAR8 *at, CHAR8 *character) {
     base = 16;
     at++;
   }
-  if (digitValue(*at) >= base) {
-    return nullptr;
-  }
-  UINT32 value = 0;
+  UINT32 value = 0; // stays without digits, and is forbidden then
   for (; digitValue(*at) < base && value <= 0xFF; at++) {
     value = value * base + digitValue(*at);
   }

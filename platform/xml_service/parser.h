@@ -44,5 +44,5 @@ bool readValue(PARSER *parser, CHAR8 **value);
 bool readStartTag(PARSER *parser);
 bool readEndTag(PARSER *parser);
 
-// attributes.cpp: whether no two attributes of the list have the same name. Uses the Prev links and sets them right.
+// attributes.cpp: whether no two attributes of a list linked by Next have the same name. Sets the Prev links if so.
 bool attributeNamesDiffer(XML_ATTRIBUTE *first);

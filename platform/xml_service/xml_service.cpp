@@ -56,16 +56,16 @@ static const EFI_GUID g_xmlProtocolGuid = XML_PROTOCOL_GUID;
 static const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 
 // Writable, as users of a protocol expect of its interface.
-static XML_PROTOCOL g_xmlProtocol = {unused, parse, unused, serialize, createNode, freeNode};
+static XML_PROTOCOL g_xmlService = {unused, parse, unused, serialize, createNode, freeNode};
 
 static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
-  return g_bootServices->UninstallMultipleProtocolInterfaces(image, &g_xmlProtocolGuid, &g_xmlProtocol, nullptr);
+  return g_bootServices->UninstallMultipleProtocolInterfaces(image, &g_xmlProtocolGuid, &g_xmlService, nullptr);
 }
 
 EFI_STATUS EFIAPI XmlServiceEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);
   EFI_STATUS status =
-      g_bootServices->InstallMultipleProtocolInterfaces(&image, &g_xmlProtocolGuid, &g_xmlProtocol, nullptr);
+      g_bootServices->InstallMultipleProtocolInterfaces(&image, &g_xmlProtocolGuid, &g_xmlService, nullptr);
   if (EFI_ERROR(status)) {
     return status;
   }

@@ -1,0 +1,147 @@
+// Ownership, want of memory, size: the pool holds what it held before, whatever trees are made of.
+
+#include <algorithm>
+#include <cstring>
+
+#include "fixture.h"
+
+static std::string repeat(size_t count, const std::string &text) {
+  std::string all;
+  all.reserve(count * text.size());
+  while (count-- > 0) {
+    all += text;
+  }
+  return all;
+}
+
+TEST_F(XmlService, EveryAllocationMayFail) {
+  // Enough elements for several blocks of records.
+  const std::string document = "<root a='1' b='2'>" + repeat(300, "<a>x</a>") + "</root>";
+  for (FAIL_MODE mode : {FAIL_MODE::once, FAIL_MODE::fromThenOn}) {
+    bool failed = true;
+    for (uint64_t nth = 1; failed; nth++) {
+      XML_NODE *root = reinterpret_cast<XML_NODE *>(this);
+      firmware.failAllocation(nth, mode);
+      EFI_STATUS status = xml->Parse(xml, document.c_str(), &root);
+      failed = firmware.allocationFailed();
+      firmware.failAllocation(0);
+      EXPECT_EQ(status, failed ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS) << nth;
+      EXPECT_EQ(root == nullptr, failed) << nth;
+      EXPECT_TRUE(failed || nth > 3) << nth;
+      FreeXMLNode(root);
+      expectBalanced("Parse, allocation " + std::to_string(nth));
+    }
+  }
+  XML_NODE *root = parse(document);
+  CHAR8 *text = nullptr;
+  XML_NODE *node = root;
+  firmware.failAllocation(1, FAIL_MODE::fromThenOn);
+  EXPECT_EQ(xml->Serialize(xml, root, &text), EFI_OUT_OF_RESOURCES);
+  EXPECT_EQ(xml->CreateNode(xml, "a", &node), EFI_OUT_OF_RESOURCES);
+  firmware.failAllocation(0);
+  EXPECT_EQ(text, nullptr);
+  EXPECT_EQ(node, nullptr);
+  FreeXMLNode(root);
+}
+
+// Users link pool texts, attributes and nodes into parsed trees and parsed trees into created ones.
+TEST_F(XmlService, MixedTreeGoesBackWhole) {
+  XML_NODE *parsed = parse("<p a='1'><q b='2'>text</q><r/></p>");
+  XML_NODE *q = parsed->FirstChild;
+  q->Content = textDuplicate("in place of the parsed text");
+  q->Attributes->Value = textDuplicate("in place of the parsed value");
+  q->NextSibling->Content = textDuplicate("new");
+  AddXMLAttribute("c", "3", q->NextSibling);
+  AddXMLAttribute("d", "4", parsed);
+  parsed->Attributes->Next->Prev = parsed->Attributes;
+  PushXMLChild(push(q->NextSibling, "created", "made"), parse("<other>tree</other>"));
+  XML_NODE *root = CreateXMLNode("root");
+  PushXMLChild(root, parsed);
+  EXPECT_EQ(outlineOf(root), "root{p[a=1][d=4]{q[b=in place of the parsed value]=in place of the parsed text "
+                             "r[c=3]=new{created=made{other=tree}}}}");
+  FreeXMLNode(root);
+}
+
+TEST_F(XmlService, UnlinkedSubtreeGoesBackBeforeOrAfterItsRoot) {
+  for (bool before : {true, false}) {
+    XML_NODE *root = parse("<root><a>1<!-- --></a><b>2<c/></b><d e='3'/></root>");
+    XML_NODE *a = root->FirstChild;
+    XML_NODE *b = a->NextSibling;
+    a->NextSibling = b->NextSibling;
+    a->NextSibling->PrevSibling = a;
+    b->NextSibling = b->PrevSibling = nullptr;
+    b->FirstChild->Content = textDuplicate("linked in");
+    FreeXMLNode(before ? b : root);
+    EXPECT_EQ(outlineOf(before ? root : b), before ? "root{a=1 d[e=3]}" : "b{c=linked in}");
+    FreeXMLNode(before ? root : b);
+    expectBalanced(before ? "before" : "after");
+  }
+}
+
+// Documents carry passphrases: what held one is overwritten before the pool gets it back.
+TEST_F(XmlService, TextsAreOverwritten) {
+  size_t blocks = 0;
+  firmware.onFree([&](const void *memory, uint64_t size) {
+    blocks++;
+    EXPECT_EQ(memmem(memory, size, "cGFzcw", 6), nullptr);
+  });
+  for (const char *document : {"<a p='cGFzcw==' q='cGFz&#99;w=='>&#99;GFzcw==<!-- cGFzcw== --></a>", "<a>cGFzcw=="}) {
+    XML_NODE *root = nullptr;
+    xml->Parse(xml, document, &root);
+    FreeXMLNode(root);
+  }
+  EXPECT_GE(blocks, 3u);
+  firmware.onFree(nullptr);
+}
+
+// The serialised form of elements in each other; those below sixteen levels are not indented further.
+static std::string nested(size_t levels) {
+  auto line = [](size_t level, const char *tag) { return std::string(2 * std::min<size_t>(level, 16), ' ') + tag; };
+  std::string text;
+  for (size_t level = 0; level < levels - 1; level++) {
+    text += line(level, "<a>\n");
+  }
+  text += line(levels - 1, "<a/>\n");
+  for (size_t level = levels - 1; level > 0; level--) {
+    text += line(level - 1, "</a>\n");
+  }
+  return text;
+}
+
+// A million of anything costs neither stack nor more than linear time, and few allocations.
+TEST_F(XmlService, LargeDocuments) {
+  constexpr size_t MILLION = 1000000;
+  std::string attributes;
+  for (size_t i = 0; i < MILLION / 5; i++) {
+    attributes += " a" + std::to_string(i * 7919 % MILLION) + "=\"\"";
+  }
+  const struct {
+    std::string document;
+    std::string serialized; // without prologue
+  } cases[] = {
+      {repeat(MILLION, "<a>") + repeat(MILLION, "</a>"), nested(MILLION)},
+      {"<a>" + repeat(MILLION, "<b/>") + "</a>", "<a>\n" + repeat(MILLION, "  <b/>\n") + "</a>\n"},
+      {"<a>" + repeat(MILLION, "\r\n&lt;t") + "</a>", "<a>" + repeat(MILLION, "\n&lt;t") + "</a>\n"},
+      {"<a" + attributes + "/>", "<a" + attributes + "/>\n"},
+  };
+  for (const auto &test : cases) {
+    SCOPED_TRACE(test.document.substr(0, 20));
+    uint64_t allocations = firmware.pool().totalAllocations;
+    XML_NODE *root = parse(test.document);
+    EXPECT_LT(firmware.pool().totalAllocations, allocations + 20);
+    EXPECT_TRUE(serialize(root) == PROLOGUE + test.serialized);
+    FreeXMLNode(root);
+    expectBalanced("large");
+  }
+}
+
+// The same for a tree whose nodes are created one by one.
+TEST_F(XmlService, DeepCreatedTree) {
+  XML_NODE *root = CreateXMLNode("n");
+  XML_NODE *deepest = root;
+  for (int depth = 1; depth < 300000; depth++) {
+    deepest = push(deepest, "n");
+  }
+  EXPECT_GT(serialize(root).size(), 300000u * 32);
+  FreeXMLNode(root);
+}
