@@ -1,0 +1,22 @@
+// A document as the readers see it.
+#pragma once
+
+#include "request/request.h"
+#include "tests/support/world.h"
+
+// Room for one configuration, as the operations give it; released with all it owns.
+struct Parsed {
+  explicit Parsed(const std::string &text) { status = ParseXMLBlob(text.c_str(), &config, &count); }
+  ~Parsed() { releaseConfig(config); }
+  Parsed(const Parsed &) = delete;
+  Parsed &operator=(const Parsed &) = delete;
+
+  EFI_STATUS status;
+  UINT32 count = 1;
+  RAID_CONFIG *config = nullptr;
+};
+
+// The driver and the XML service without a controller.
+struct ReadingWorld : World {
+  ReadingWorld() : World({.preset = nullptr, .connect = false}) {}
+};
