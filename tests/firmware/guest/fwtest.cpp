@@ -2,8 +2,8 @@
 //   fwtest lifecycle            the images' lives, with the pool's books
 //   fwtest platform             everything disconnected and connected
 //   fwtest absent               nothing of ours is in the handle database
-//   fwtest handle NAME FILE     sets the shell variable NAME to the handle number on the second line of FILE, a listing
-//                               of dh that was written with >a
+//   fwtest handle NAME FILE WORD  sets the shell variable NAME to the handle number that begins the first line with
+//                               WORD in FILE, a listing of dh or drivers that was written with >a
 //   fwtest load FILE [OPTIONS]  loads and starts a driver with load options
 // The shell sees 0, or 21 (aborted) when a check failed.
 #include "base/pool.h"
@@ -52,34 +52,57 @@ static bool isHexDigit(CHAR8 character) {
   return (character >= '0' && character <= '9') || (character >= 'A' && character <= 'F');
 }
 
-static void runHandle(const ARGUMENTS &arguments) {
-  void *content = nullptr;
-  UINTN size = 0;
-  void *shell = nullptr;
-  EFI_STATUS status = g_bootServices->LocateProtocol(&g_shellGuid, /* Registration= */ nullptr, &shell);
-  if (!check(!EFI_ERROR(status) && arguments.count == 2, u"handle NAME FILE under a shell: %r", status)) {
+static bool lineHas(const CHAR8 *line, UINTN length, const CHAR8 *word, UINTN wordLength) {
+  for (UINTN i = 0; wordLength <= length && i <= length - wordLength; ++i) {
+    if (__builtin_memcmp(line + i, word, wordLength) == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// The hexadecimal number at the start of the first line that has word; an empty text when there is none.
+static void findHandleNumber(const CHAR8 *text, UINTN size, const CHAR16 *word, CHAR16 (&number)[9]) {
+  CHAR8 narrow[64];
+  UINTN wordLength = textNarrow(narrow, word, sizeof(narrow) - 1);
+  number[0] = 0;
+  UINTN length = 0;
+  for (UINTN at = 0; at < size; at += length + 1) {
+    for (length = 0; at + length < size && text[at + length] != '\n';) {
+      length += 1;
+    }
+    if (!lineHas(text + at, length, narrow, wordLength)) {
+      continue;
+    }
+    while (at < size && text[at] == ' ') {
+      at += 1;
+    }
+    UINTN digits = 0;
+    for (; digits < 8 && at + digits < size && isHexDigit(text[at + digits]); ++digits) {
+      number[digits] = static_cast<CHAR16>(text[at + digits]);
+    }
+    number[digits] = 0;
     return;
   }
+}
+
+static void runHandle(const ARGUMENTS &arguments) {
+  void *shell = nullptr;
+  EFI_STATUS status = g_bootServices->LocateProtocol(&g_shellGuid, /* Registration= */ nullptr, &shell);
+  if (!check(!EFI_ERROR(status) && arguments.count == 3, u"handle NAME FILE WORD under a shell: %r", status)) {
+    return;
+  }
+  void *content = nullptr;
+  UINTN size = 0;
   status = readTestFile(arguments.values[1], &content, &size);
   if (!check(!EFI_ERROR(status), u"%s: %r", arguments.values[1], status)) {
     return;
   }
-  auto text = static_cast<const CHAR8 *>(content);
-  UINTN at = 0;
-  while (at < size && text[at] != '\n') {
-    at += 1;
-  }
-  CHAR16 number[8] = {};
-  UINTN digits = 0;
-  for (at += 1; at < size && digits < 7 && (isHexDigit(text[at]) || text[at] == ' '); ++at) {
-    if (text[at] != ' ') {
-      number[digits] = static_cast<CHAR16>(text[at]);
-      digits += 1;
-    }
-  }
+  CHAR16 number[9];
+  findHandleNumber(static_cast<const CHAR8 *>(content), size, arguments.values[2], number);
   poolFree(content);
   status = static_cast<EFI_SHELL_PROTOCOL *>(shell)->SetEnv(arguments.values[0], number, /* Volatile= */ 1);
-  check(digits != 0 && !EFI_ERROR(status), u"%s is handle %s: %r", arguments.values[0], number, status);
+  check(number[0] != 0 && !EFI_ERROR(status), u"%s is handle %s: %r", arguments.values[0], number, status);
 }
 
 static EFI_STATUS startWithOptions(EFI_HANDLE image, CHAR16 *options) {

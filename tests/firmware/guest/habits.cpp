@@ -2,12 +2,14 @@
 #include "base/pool.h"
 #include "base/text.h"
 #include "books.h"
+#include "debug_log_ring.h"
 #include "images.h"
 #include "report.h"
 #include "world.h"
 
 static constexpr EFI_GUID g_bindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
 static constexpr EFI_GUID g_name2Guid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
+static constexpr EFI_GUID g_ringGuid = DEBUG_LOG_RING_PROTOCOL_GUID;
 static const CHAR8 g_foreignLanguage[] = "fr-FR";
 
 void connectEverywhere(BOOLEAN recursive) {
@@ -143,4 +145,24 @@ void checkInventory() {
   }
   poolFree(first.Data);
   poolFree(second.Data);
+}
+
+void checkLog() {
+  void *interface = nullptr;
+  EFI_STATUS status = g_bootServices->LocateProtocol(&g_ringGuid, /* Registration= */ nullptr, &interface);
+  if (!check(!EFI_ERROR(status), u"the log can be read: %r", status)) {
+    return;
+  }
+  auto ring = static_cast<DEBUG_LOG_RING_PROTOCOL *>(interface);
+  CHAR8 *text = nullptr;
+  status = ring->GetText(ring, &text);
+  if (check(!EFI_ERROR(status) && text != nullptr, u"the log has a text: %r", status)) {
+    static const CHAR8 line[] = "TRACE RAIDXYLGet_Live: Exit. Success\n";
+    bool found = false;
+    for (const CHAR8 *at = text; textLength(at) >= sizeof(line) - 1 && !found; ++at) {
+      found = __builtin_memcmp(at, line, sizeof(line) - 1) == 0;
+    }
+    check(found, u"the log tells of an inventory, in %lu characters", textLength(text));
+    poolFree(text);
+  }
 }

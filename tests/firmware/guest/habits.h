@@ -17,3 +17,6 @@ void checkNames(UINT64 *keptBlocks);
 
 // Two inventories are read, are equal and end in the root's closing tag.
 void checkInventory();
+
+// The log provider kept lines of the driver.
+void checkLog();

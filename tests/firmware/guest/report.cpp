@@ -52,5 +52,5 @@ bool anyCheckFailed() {
 
 EFI_STATUS reportEnd(const CHAR16 *name, EFI_FILE_PROTOCOL *root) {
   report(u"end %s: %u checks, %u failed", name, g_checks, g_failures);
-  return appendFile(root, u"\\fwtest.txt", g_lines, g_linesLength);
+  return appendFile(root, u"\\out\\fwtest.txt", g_lines, g_linesLength);
 }

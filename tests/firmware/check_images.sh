@@ -1,0 +1,75 @@
+#!/bin/sh
+# Checks the EFI images of one architecture and prints their sizes.
+#   check_images.sh x64|aarch64
+# Environment: IMAGES the images (build/efi or build/efi-aarch64), READOBJ (llvm-readobj).
+set -eu
+root=$(cd "$(dirname "$0")/../.." && pwd)
+arch=${1:-}
+readobj=${READOBJ:-llvm-readobj}
+driver_limit=$((96 * 1024))
+case $arch in
+x64) images=${IMAGES:-$root/build/efi} machine=IMAGE_FILE_MACHINE_AMD64 ;;
+aarch64) images=${IMAGES:-$root/build/efi-aarch64} machine=IMAGE_FILE_MACHINE_ARM64 ;;
+*) echo "usage: check_images.sh x64|aarch64" && exit 2 ;;
+esac
+
+failures=0
+complain() {
+  failures=$((failures + 1))
+  printf '%s: %s\n' "$image" "$*"
+}
+
+# The value of one header field.
+field() { awk -v name="$1:" '$1 == name { print $2; exit }' "$headers"; }
+
+check_headers() {
+  [ "$(field Machine)" = "$machine" ] || complain "machine is $(field Machine), not $machine"
+  [ "$(field Subsystem)" = "IMAGE_SUBSYSTEM_$1" ] || complain "subsystem is $(field Subsystem), not $1"
+  [ "$(field SectionAlignment)" = 4096 ] || complain "sections are aligned to $(field SectionAlignment)"
+  [ "$(field BaseRelocationTableSize)" != 0x0 ] || complain "no relocations: firmware cannot place it"
+  for table in Import Export DelayImportDescriptor IAT TLSTable Debug; do
+    for size in "$(field "${table}TableSize")" "$(field "${table}Size")"; do
+      [ "${size:-0x0}" = 0x0 ] || complain "$table directory of $size bytes"
+    done
+  done
+  grep -q IMAGE_DLL_CHARACTERISTICS_NX_COMPAT "$headers" || complain "not marked as free of executable data"
+}
+
+check_sections() {
+  "$readobj" --sections "$file" >"$headers"
+  awk '
+    $1 == "Section" && $2 == "{" { write = 0; execute = 0 }
+    $1 == "Name:" { name = $2; count += 1 }
+    $1 == "IMAGE_SCN_MEM_WRITE" { write = 1 }
+    $1 == "IMAGE_SCN_MEM_EXECUTE" { execute = 1; code += 1 }
+    $1 == "]" && write && execute { print name " is writable and executable"; write = 0 }
+    END { if (count == 0 || code != 1) print count " sections, " code " with code" }
+  ' "$headers" >"$headers.bad"
+  while read -r line; do
+    complain "$line"
+  done <"$headers.bad"
+}
+
+check_image() {
+  image=$1
+  file=$images/$image.efi
+  if [ ! -f "$file" ]; then
+    complain "$file is missing; ./run efi builds it"
+    return
+  fi
+  "$readobj" --file-headers "$file" >"$headers"
+  check_headers "$2"
+  check_sections
+  ! grep -q -a -F -e "$root" "$file" || complain "holds the path $root"
+  size=$(wc -c <"$file")
+  printf '%-16s %7d bytes\n' "$image.efi" "$size"
+  [ "$image" != RaidXyl ] || [ "$size" -lt "$driver_limit" ] || complain "not below $driver_limit bytes"
+}
+
+headers=$(mktemp)
+trap 'rm -f "$headers" "$headers.bad"' EXIT
+for image in RaidXyl XmlService DebugLog RaidSim; do
+  check_image "$image" EFI_BOOT_SERVICE_DRIVER
+done
+check_image xyl EFI_APPLICATION
+[ "$failures" -eq 0 ]

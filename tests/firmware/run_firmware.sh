@@ -1,0 +1,182 @@
+#!/bin/sh
+# Boots the EFI images in real firmware under QEMU, without KVM, and does the jobs of a table there.
+#   run_firmware.sh x64|aarch64
+# Environment: JOBS the table (tests/firmware/jobs.txt), IMAGES the images (build/efi or build/efi-aarch64), XYL the host
+# client that gives the documents to compare with, WORK the folder for disk and results (build/firmware-ARCH), LIMIT
+# seconds until QEMU is stopped.
+set -eu
+here=$(cd "$(dirname "$0")" && pwd)
+root=$(cd "$here/../.." && pwd)
+
+fail() {
+  echo "firmware $arch: $*"
+  exit 1
+}
+
+arch=${1:-}
+limit=${LIMIT:-120}
+closing=42 # the script's last word; any other number, or none, means that it did not come to its end
+case $arch in
+x64)
+  images=${IMAGES:-$root/build/efi}
+  boot_file=BOOTX64.EFI
+  firmware=/usr/share/ovmf/OVMF.fd
+  wanted_exit=$((closing * 2 + 1))
+  ;;
+aarch64)
+  images=${IMAGES:-$root/build/efi-aarch64}
+  boot_file=BOOTAA64.EFI
+  firmware=/usr/share/qemu-efi-aarch64/QEMU_EFI.fd
+  wanted_exit=$closing
+  ;;
+*)
+  arch="${arch:-?}"
+  fail "usage: run_firmware.sh x64|aarch64"
+  ;;
+esac
+jobs=${JOBS:-$here/jobs.txt}
+xyl=${XYL:-$root/build/release/apps/xyl/xyl}
+work=${WORK:-$root/build/firmware-$arch}
+
+# --- The disk: images, the boot file, and a script made from the table ---
+
+# One line a job: NUMBER VERB REST.
+numbered_jobs() {
+  grep -v -e '^#' -e '^$' "$jobs" | awk '{ print NR, $0 }'
+}
+
+# Notes what the last command left, where the host finds it.
+note() { printf 'echo job %s %%lasterror%% >>a fs0:\\out\\results.txt\r\n' "$1"; }
+
+make_script() {
+  printf '@echo -off\r\nfs0:\r\n'
+  numbered_jobs | while read -r number verb rest; do
+    case $verb in
+    run)
+      printf 'echo job %s\r\n%s\r\n' "$number" "${rest#* }"
+      note "$number"
+      ;;
+    save)
+      rest=${rest#* }
+      printf 'echo job %s\r\n%s >a fs0:\\out\\%s\r\n' "$number" "${rest#* }" "${rest%% *}"
+      note "$number"
+      ;;
+    handle)
+      name=${rest%% *}
+      rest=${rest#* }
+      printf '%s >a fs0:\\out\\%s.txt\r\n' "${rest#* }" "$name"
+      printf 'fwtest handle %s \\out\\%s.txt %s\r\n' "$name" "$name" "${rest%% *}"
+      note "$number"
+      ;;
+    esac
+  done
+  printf 'exit %s\r\n' "$closing"
+}
+
+make_disk() {
+  for image in RaidXyl RaidSim XmlService DebugLog xyl guest/launcher guest/fwtest; do
+    [ -f "$images/$image.efi" ] || fail "$images/$image.efi is missing; ./run efi builds it"
+  done
+  rm -rf "$work"
+  mkdir -p "$work"
+  make_script >"$work/startup.nsh"
+  truncate -s 16M "$work/disk.img"
+  mformat -i "$work/disk.img" ::
+  mmd -i "$work/disk.img" ::/EFI ::/EFI/BOOT ::/out
+  mcopy -i "$work/disk.img" "$images/guest/launcher.efi" "::/EFI/BOOT/$boot_file"
+  mcopy -i "$work/disk.img" "$images"/*.efi "$images/guest/fwtest.efi" "$work/startup.nsh" ::/
+}
+
+# --- The run ---
+
+boot() {
+  case $arch in
+  x64)
+    set -- qemu-system-x86_64 -accel tcg -machine q35 -m 256 -nodefaults -display none -no-reboot \
+      -serial "file:$work/console.raw" -debugcon "file:$work/debug.txt" -global isa-debugcon.iobase=0x402 \
+      -bios "$firmware" -device isa-debug-exit,iobase=0xf4,iosize=0x04 \
+      -drive "if=none,id=d0,format=raw,file=$work/disk.img" -device ide-hd,drive=d0,bootindex=0
+    ;;
+  aarch64)
+    set -- qemu-system-aarch64 -accel tcg -machine virt -cpu cortex-a57 -m 256 -nodefaults -display none -no-reboot \
+      -serial "file:$work/console.raw" -chardev "file,id=debug,path=$work/debug.txt" \
+      -semihosting-config enable=on,target=native,chardev=debug \
+      -bios "$firmware" -boot menu=on,splash-time=0 \
+      -drive "if=none,id=d0,format=raw,file=$work/disk.img" -device virtio-blk-device,drive=d0,bootindex=0
+    ;;
+  esac
+  "$1" --version | head -n 1
+  echo "timeout $limit $*"
+  exit_code=0
+  timeout "$limit" "$@" || exit_code=$?
+}
+
+# The console without what steers a terminal, and the guest's files.
+collect() {
+  touch "$work/console.raw" "$work/debug.txt"
+  sed -e 's/\x1b\[[0-9;?=]*[A-Za-z]//g' -e 's/\r//g' "$work/console.raw" >"$work/console.txt"
+  mcopy -n -s -i "$work/disk.img" ::/out "$work" || mkdir -p "$work/out"
+  cp "$work/console.txt" "$work/out/console.txt"
+}
+
+# --- What came of it ---
+
+complain() {
+  failures=$((failures + 1))
+  printf 'firmware %s: job %s: %s\n' "$arch" "$number" "$*"
+}
+
+check_status() {
+  got=$(awk -v number="$number" '$1 == "job" && $2 == number { print $3 }' "$work/out/results.txt" 2>/dev/null |
+    tr -d '\r')
+  [ "$got" = "$1" ] || complain "left \"$got\", not $1: $2"
+}
+
+check_job() {
+  case $verb in
+  run) check_status "${rest%% *}" "${rest#* }" ;;
+  save) check_status "${rest%% *}" "${rest#* }" ;;
+  handle) check_status 0x0 "fwtest handle $rest" ;;
+  host)
+    # shellcheck disable=SC2046
+    "$xyl" $(printf '%s' "${rest#* }" | sed "s|@|$work/out/${rest%% *}|") || complain "the host's xyl failed: $rest"
+    ;;
+  has) grep -q -F -e "${rest#* }" "$work/out/${rest%% *}" || complain "${rest%% *} lacks \"${rest#* }\"" ;;
+  lacks) ! grep -q -F -e "${rest#* }" "$work/out/${rest%% *}" || complain "${rest%% *} has \"${rest#* }\"" ;;
+  same) cmp "$work/out/${rest%% *}" "$work/out/${rest#* }" || complain "differ: $rest" ;;
+  *) complain "unknown verb $verb" ;;
+  esac
+}
+
+check_guest_report() {
+  number=all
+  started=$(grep -c '^begin ' "$work/debug.txt" || true)
+  ended=$(grep -c '^end .*, 0 failed' "$work/out/fwtest.txt" || true)
+  [ "$started" = "$ended" ] || complain "$started guest tests began, $ended ended well"
+  ! grep '^FAIL ' "$work/debug.txt" || complain "guest checks failed"
+  ! grep -q -e '!!!!' "$work/console.raw" || complain "the firmware met an exception"
+}
+
+check_results() {
+  failures=0
+  numbered_jobs >"$work/jobs.numbered"
+  while read -r number verb rest; do
+    check_job
+  done <"$work/jobs.numbered"
+  check_guest_report
+  number=closing
+  [ "$exit_code" = "$wanted_exit" ] || complain "QEMU ended with $exit_code, not $wanted_exit (124: out of time)"
+}
+
+make_disk
+boot
+collect
+check_results
+if [ "$failures" -ne 0 ]; then
+  echo "==> console"
+  cat "$work/console.txt"
+  echo "==> guest report"
+  cat "$work/debug.txt"
+  fail "$failures complaints; see $work"
+fi
+echo "firmware $arch: $(wc -l <"$work/jobs.numbered") jobs, $(grep -c '^pass ' "$work/debug.txt") guest checks passed"
