@@ -3,6 +3,9 @@
 #include "base/text.h"
 
 void append(WORD_LIST &list, const CHAR8 *separator, const CHAR8 *text) {
+  if (*text == 0) {
+    return;
+  }
   UINTN length = textLength(list.Text);
   const CHAR8 *parts[] = {length != 0 ? separator : "", text};
   for (const CHAR8 *part : parts) {

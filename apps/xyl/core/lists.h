@@ -9,7 +9,7 @@ struct WORD_LIST {
   CHAR8 Text[LIST_CAPACITY]; // starts empty
 };
 
-// Appends text, behind the separator when the list is not empty; what does not fit is cut.
+// Appends a text that is not empty, behind the separator when the list is not empty; what does not fit is cut.
 void append(WORD_LIST &list, const CHAR8 *separator, const CHAR8 *text);
 void appendNumber(WORD_LIST &list, const CHAR8 *separator, UINT64 number);
 
