@@ -157,10 +157,10 @@ TEST(GetLive, OnlyTheAdapterMustAnswer) {
 // A shorter document is allowed when a child could not be made, but it is always well-formed; half an object list is
 // never given out.
 TEST(GetLive, EveryAllocationMayFail) {
-  std::string whole = World("demo").get().text;
   sweepAllocations(
       {.world = {.preset = "demo"},
        .keepsWorld = true,
+       .prepare = {},
        .operation = [](World &world) { return world.get().status; },
        .afterFailure =
            [](World &, EFI_STATUS status) {
@@ -172,6 +172,7 @@ TEST(GetLive, EveryAllocationMayFail) {
 TEST(GetLive, EveryCommandMayFail) {
   sweepCommands({.world = {.preset = "demo"},
                  .keepsWorld = true,
+                 .prepare = {},
                  .operation = [](World &world) { return world.get().status; },
                  .afterFailure =
                      [](World &, EFI_STATUS status) {
