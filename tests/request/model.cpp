@@ -225,9 +225,9 @@ std::string describe(MODEL &model) {
     text += "--- " + std::to_string(*static_cast<UINT8 *>(record)) + "\n";
     walkRecord(record, fields,
                [&](const VISIT &at) { text += std::string(at.row->Element) + " " + describeField(at) + "\n"; });
-    std::string reserved;
-    forReserved(record, fields, [&](const UINT8 &byte) { reserved += hexOf(&byte, 1); });
-    text += "reserved " + reserved + "\n";
+    UINTN used = 0;
+    forReserved(record, fields, [&](const UINT8 &byte) { used += byte != 0; });
+    text += "reserved bytes that are not zero: " + std::to_string(used) + "\n";
   });
   return text + (model.hasKey ? "key " + model.keyId : "no key") + "\n";
 }
