@@ -217,8 +217,9 @@ template <UINT32 count> static EFI_STATUS addVolumes(SIM_CONTROLLER *sim, const 
 static void addSpare(SIM_CONTROLLER *sim, UINT32 diskIndex, UINT8 kind, UINT32 volumeIndex) {
   SIM_DISK *disk = &sim->disks.items[diskIndex];
   disk->hotspare = kind;
-  disk->vdCount = kind == 1 ? 1 : 0;
-  disk->vds[0] = sim->virtualDisks.items[volumeIndex].objectId;
+  if (kind == 1) {
+    disk->vds[disk->vdCount++] = sim->virtualDisks.items[volumeIndex].objectId;
+  }
 }
 
 #define SAS_600                                                                                                        \

@@ -1,0 +1,97 @@
+// Commands to a simulated controller, without a driver in between.
+#pragma once
+
+#include <cstring>
+
+#include "tests/support/world.h"
+
+using IDS = std::vector<UINT32>;
+
+inline WORLD_OPTIONS bare(const char *preset) {
+  WORLD_OPTIONS options;
+  options.preset = preset;
+  options.xmlService = options.debugLog = options.driver = options.connect = false;
+  return options;
+}
+
+inline EFI_STATUS execute(World &world, UINT32 command, UINT32 objectType, IDS ids, void *data,
+                          RAID_CMD_RESULT *result) {
+  RAID_CMD_BLOCK block = {2, command, objectType, static_cast<UINT32>(ids.size()), nullptr, data, 0};
+  block.ObjectIds = ids.empty() ? nullptr : ids.data();
+  return world.sim->protocol.Execute(&world.sim->protocol, &block, result);
+}
+
+inline EFI_STATUS giveBack(World &world, const RAID_CMD_RESULT &result) {
+  return world.sim->protocol.FreeRecords(&world.sim->protocol, result.Data, result.DataSize >> RAID_RECORD_SHIFT);
+}
+
+// For commands whose answer does not matter.
+inline EFI_STATUS run(World &world, UINT32 command, UINT32 objectType, const IDS &ids = {}, void *data = nullptr) {
+  RAID_CMD_RESULT result = {};
+  EFI_STATUS status = execute(world, command, objectType, ids, data, &result);
+  EXPECT_TRUE(!EFI_ERROR(status) || result.Data == nullptr);
+  if (result.Data != nullptr) {
+    EXPECT_EQ(giveBack(world, result), EFI_SUCCESS);
+  }
+  return status;
+}
+
+// Records of a Get, given back when they go.
+template <class RECORD> class Records {
+public:
+  Records(World &world, UINT32 objectType, const IDS &ids = {}) : world_(world) {
+    status = execute(world, RAID_COMMAND_GET, objectType, ids, nullptr, &result_);
+  }
+  ~Records() {
+    if (result_.Data != nullptr) {
+      EXPECT_EQ(giveBack(world_, result_), EFI_SUCCESS);
+    }
+  }
+  Records(const Records &) = delete;
+  Records &operator=(const Records &) = delete;
+
+  RECORD *begin() { return static_cast<RECORD *>(result_.Data); }
+  RECORD *end() { return begin() + size(); }
+  size_t size() const { return result_.DataSize >> RAID_RECORD_SHIFT; }
+
+  EFI_STATUS status;
+
+private:
+  World &world_;
+  RAID_CMD_RESULT result_ = {};
+};
+
+inline EFI_STATUS create(World &world, UINT32 level, const IDS &disks, UINT64 size = 0) {
+  RAID_VD_RECORD wanted = {};
+  wanted.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
+  wanted.RAIDLevel = level;
+  wanted.Size = size;
+  return run(world, RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, disks, &wanted);
+}
+
+// What the controller's configuration is, byte for byte.
+inline std::string stateOf(const SIM_CONTROLLER *sim) {
+  std::string bytes(reinterpret_cast<const char *>(&sim->adapter), sizeof(sim->adapter));
+  bytes.append(reinterpret_cast<const char *>(&sim->key), sizeof(sim->key));
+  bytes.append(reinterpret_cast<const char *>(sim->disks.items), sizeof(SIM_DISK) * sim->disks.count);
+  for (const auto *volumes : {&sim->virtualDisks, &sim->foreignDisks}) {
+    bytes.append(1, '|').append(reinterpret_cast<const char *>(volumes->items),
+                                sizeof(SIM_VIRTUAL_DISK) * volumes->count);
+  }
+  return bytes;
+}
+
+// The disk in a slot of a shelf of the presets.
+inline UINT32 diskIn(World &world, UINT32 shelf, UINT8 slot) {
+  const SIM_DISK *disk = simFindDiskAt(world.sim, world.sim->enclosures.items[shelf].objectId, slot);
+  EXPECT_NE(disk, nullptr) << shelf << ":" << int{slot};
+  return disk == nullptr ? 0 : disk->objectId;
+}
+
+inline IDS disksIn(World &world, UINT32 shelf, const std::vector<UINT8> &slots) {
+  IDS ids;
+  for (UINT8 slot : slots) {
+    ids.push_back(diskIn(world, shelf, slot));
+  }
+  return ids;
+}
