@@ -1,5 +1,5 @@
 // The shell front: its entry point under the host's firmware, with a shell that keeps files in memory.
-#include <cstring>
+#include <fstream>
 #include <map>
 
 #include "apps/xyl/efi/xyl_entry.h"
@@ -144,6 +144,16 @@ TEST_F(XylShell, StatusesAreThoseOfTheShell) {
   EXPECT_TRUE(said("CopyBackMode: Off (saved) -> On (now)")) << console_;
 }
 
+TEST_F(XylShell, ManualIsTheHelp) {
+  std::ifstream manual(RAIDXYL_SOURCE_DIR "/apps/xyl/efi/xyl.man");
+  std::string text;
+  for (std::string line; std::getline(manual, line);) {
+    text += line[0] == '.' ? "" : line + "\n";
+  }
+  ASSERT_EQ(run({u"help"}), EFI_SUCCESS);
+  EXPECT_EQ(text, console_) << "apps/xyl/efi/xyl.man has to say what 'xyl help' says";
+}
+
 TEST_F(XylShell, WritesFilesWhole) {
   // A longer file of that name must not show through, and names are more than ASCII.
   std::u16string file = u"fs0:\\é€.xml";
@@ -182,8 +192,8 @@ TEST_F(XylShell, SurvivesEveryFailingAllocation) {
   for (const std::vector<std::u16string> &arguments :
        {std::vector<std::u16string>{u"show"}, {u"show", u"saved.xml"}, {u"verify", u"saved.xml"}}) {
     // The console needs memory for every line, so a lost line is no failure, but nothing may stay behind. Behind the
-    // first places the sweep takes every seventh.
-    for (uint64_t n = 1;; n += n < 60 ? 1 : 7) {
+    // first places the sweep takes longer and longer steps.
+    for (uint64_t n = 1;; n += n < 60 ? 1 : n / 10) {
       world_.firmware.failAllocation(n);
       run(arguments);
       if (!world_.firmware.allocationFailed()) {

@@ -102,7 +102,7 @@ const XYL_COMMAND g_xylCommands[] = {
      "xyl sim presets", "", nullptr},
 
     {"help", "[COMMAND]", 0, 2, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,
-     "shows this help or that of a command", "The same as -h, --help or -? behind a command.", "xyl help restore",
+     "shows this help or that of a command", "The same as -h or --help behind a command.", "xyl help restore",
      "xyl help restore", nullptr},
 };
 

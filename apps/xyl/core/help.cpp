@@ -36,7 +36,8 @@ static void sayOptions(const XYL_HOST *host, UINT32 options) {
       sayOption(host, g_xylOptions[id]);
     }
   }
-  say(host, u"  %-24a  %a\n", "-h, --help, -?", "show help");
+  // The firmware shell takes -? for itself: it shows xyl.man for "xyl -?" and refuses it behind a command.
+  say(host, u"  %-24a  %a\n", host->Front == XYL_FRONT_SHELL ? "-h, --help" : "-h, --help, -?", "show help");
 }
 
 static void sayOutcomes(const XYL_HOST *host, UINT32 outcomes) {
