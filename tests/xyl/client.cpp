@@ -77,6 +77,10 @@ void Client::edit(const std::string &file, const std::string &from, const std::s
   write(file, text.replace(place, from.size(), to));
 }
 
+void Client::link(const std::string &target, const std::string &name) {
+  fs::create_symlink(target, folder_ + "/work/" + name);
+}
+
 size_t Client::fileCount() {
   return static_cast<size_t>(std::distance(fs::directory_iterator(folder_ + "/work"), fs::directory_iterator{}));
 }

@@ -25,6 +25,7 @@ public:
   void write(const std::string &file, const std::string &text);
   // Replaces the first from in a file, which must be there.
   void edit(const std::string &file, const std::string &from, const std::string &to);
+  void link(const std::string &target, const std::string &name);
   size_t fileCount();
 
 private:

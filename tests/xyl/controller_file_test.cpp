@@ -66,3 +66,19 @@ TEST(ControllerFile, IsCheckedBeforeItIsUsed) {
     EXPECT_EQ(client.run({"list", "--controller", "lab.json"}).code, 4) << length;
   }
 }
+
+TEST(ControllerFile, IsReplacedInOneStep) {
+  Client client;
+  client.output({"sim", "new", "--preset", "demo", "real.json"});
+  client.output({"get", "--preset", "demo", "-o", "saved.xml"});
+  client.edit("real.json", "\"value\": 30", "\"value\": 31");
+  client.link("real.json", "lab.json");
+  std::string before = client.read("real.json");
+  // A link stays one.
+  client.output({"replace", "saved.xml", "--controller", "lab.json"});
+  EXPECT_NE(client.read("real.json"), before);
+  EXPECT_EQ(client.read("lab.json"), client.read("real.json"));
+  EXPECT_EQ(client.fileCount(), 3u);
+  // What is no regular file is written to, not replaced.
+  EXPECT_EQ(client.output({"get", "--preset", "demo", "-o", "/dev/stdout"}), client.read("saved.xml"));
+}

@@ -144,6 +144,40 @@ TEST_F(XylShell, StatusesAreThoseOfTheShell) {
   EXPECT_TRUE(said("CopyBackMode: Off (saved) -> On (now)")) << console_;
 }
 
+// What names leave with the firmware by contract, given back for the books.
+static void takeNamesBack(SIM_CONTROLLER *sim) {
+  while (sim->answers.count != 0) {
+    ASSERT_EQ(sim->protocol.FreeRecords(&sim->protocol, sim->answers.items[0].data, 1), EFI_SUCCESS);
+  }
+}
+
+TEST_F(XylShell, ChoosesAmongControllers) {
+  SIM_CONTROLLER *second = nullptr;
+  EFI_HANDLE handle = nullptr;
+  ASSERT_EQ(simCreate("sas", &second), EFI_SUCCESS);
+  ASSERT_EQ(simInstall(second, &handle), EFI_SUCCESS);
+  ASSERT_EQ(world_.services->ConnectController(handle, nullptr, nullptr, 1), EFI_SUCCESS);
+  world_.console();
+  world_.markBalance();
+  EXPECT_EQ(run({u"show"}), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(console_, "xyl: 2 controllers are bound; choose one with -c N, 'xyl list' shows them\n");
+  EXPECT_EQ(run({u"show", u"-c", u"2"}), EFI_SUCCESS);
+  EXPECT_TRUE(said("Adapter      Harrier H2 Host Adapter\n")) << console_;
+  EXPECT_EQ(run({u"show", u"-c", u"3"}), EFI_NOT_FOUND);
+
+  parameters_.Argc = 2;
+  std::u16string words[] = {u"xyl", u"list"};
+  CHAR16 *argv[] = {words[0].data(), words[1].data()};
+  parameters_.Argv = argv;
+  EXPECT_EQ(XylEntry(handle_, world_.firmware.systemTable()), EFI_SUCCESS);
+  EXPECT_EQ(world_.console(), "  1  Harrier R6 Integrated\n  2  Harrier H2 Host Adapter\n");
+  takeNamesBack(world_.sim);
+  takeNamesBack(second);
+  world_.expectBalanced();
+  EXPECT_EQ(world_.services->DisconnectController(handle, nullptr, nullptr), EFI_SUCCESS);
+  EXPECT_EQ(simDestroy(second), EFI_SUCCESS);
+}
+
 TEST_F(XylShell, ManualIsTheHelp) {
   std::ifstream manual(RAIDXYL_SOURCE_DIR "/apps/xyl/efi/xyl.man");
   std::string text;
