@@ -1,8 +1,6 @@
 # The PE32+ images that firmware loads. Every image is linked from rooms, names its entry point, and lands in
 # RAIDXYL_EFI_OUTPUT; equal sources give equal bytes, wherever they are built.
 
-set(RAIDXYL_EFI_OUTPUT ${PROJECT_BINARY_DIR}/images CACHE PATH "Where the images go")
-
 find_program(RAIDXYL_LLD_LINK NAMES lld-link lld-link-14 lld-link-15 lld-link-16 lld-link-19 REQUIRED)
 set(CMAKE_CXX_LINK_EXECUTABLE "${RAIDXYL_LLD_LINK} <LINK_FLAGS> <OBJECTS> <LINK_LIBRARIES> -out:<TARGET>")
 

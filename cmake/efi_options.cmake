@@ -1,5 +1,7 @@
 # Compile options of the EFI build: RAIDXYL_EFI_ARCH is x64 or aarch64.
 
+set(RAIDXYL_EFI_OUTPUT ${PROJECT_BINARY_DIR}/images CACHE PATH "Where the images go")
+
 if(RAIDXYL_EFI_ARCH STREQUAL "x64")
   add_compile_options(--target=x86_64-unknown-windows -mno-red-zone)
   set(RAIDXYL_EFI_MACHINE x64)

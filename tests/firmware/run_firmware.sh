@@ -84,7 +84,8 @@ make_disk() {
   mformat -i "$work/disk.img" ::
   mmd -i "$work/disk.img" ::/EFI ::/EFI/BOOT ::/out
   mcopy -i "$work/disk.img" "$images/guest/launcher.efi" "::/EFI/BOOT/$boot_file"
-  mcopy -i "$work/disk.img" "$images"/*.efi "$images/guest/fwtest.efi" "$work/startup.nsh" ::/
+  mcopy -i "$work/disk.img" "$images"/*.efi "$images"/*.man "$images/guest/fwtest.efi" \
+    "$work/startup.nsh" ::/
 }
 
 # --- The run ---
@@ -154,7 +155,7 @@ check_guest_report() {
   ended=$(grep -c '^end .*, 0 failed' "$work/out/fwtest.txt" || true)
   [ "$started" = "$ended" ] || complain "$started guest tests began, $ended ended well"
   ! grep '^FAIL ' "$work/debug.txt" || complain "guest checks failed"
-  ! grep -q -e '!!!!' "$work/console.raw" || complain "the firmware met an exception"
+  ! grep -q -e '!!!!' -e 'Exception' "$work/console.raw" || complain "the firmware met an exception"
 }
 
 check_results() {

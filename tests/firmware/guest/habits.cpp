@@ -92,7 +92,7 @@ void checkReconnect(EFI_HANDLE driver) {
   checkSupportedAnswers();
 }
 
-static UINT64 simBlocks() {
+UINT64 simBlocks() {
   return booksBalance(IMAGE_SIM + 1).blocks;
 }
 

@@ -12,6 +12,9 @@ void checkSupportedAnswers();
 // Disconnects the driver (null: all drivers) from every handle, connects, and connects again.
 void checkReconnect(EFI_HANDLE driver);
 
+// Pool blocks that the simulated controller holds, answers that are out included.
+UINT64 simBlocks();
+
 // Names in a foreign language. What the firmware keeps of them is added to *keptBlocks.
 void checkNames(UINT64 *keptBlocks);
 
