@@ -220,6 +220,26 @@ TEST_F(XylShell, RebuildWantsATypedYes) {
   }
 }
 
+TEST_F(XylShell, LeavesNoPassphraseInFreedMemory) {
+  const std::string secret = "Secret-17-Word";
+  const std::string encoded = "U2VjcmV0LTE3LVdvcmQ=";
+  std::string key =
+      "<Object><Key><Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>" + encoded + "</Passphrase></Key></Object></Method>";
+  size_t leaks = 0;
+  world_.firmware.onFree([&](const void *memory, uint64_t size) {
+    std::string block(static_cast<const char *>(memory), size);
+    leaks += countOf(block, secret) + countOf(block, encoded);
+  });
+  // Refused by the controller, which has a key; refused by the client for its second method; and not even XML.
+  for (const char *rest : {"</raidData>", "<Method name=\"Destroy\"/></raidData>", ""}) {
+    g_files[u"key.xml"] = "<raidData><Method name=\"Lock\">" + key + rest;
+    EXPECT_NE(run({u"apply", u"key.xml"}), EFI_SUCCESS) << console_;
+    EXPECT_EQ(leaks, 0u) << rest;
+    EXPECT_FALSE(said(secret) || said(encoded));
+  }
+  world_.firmware.onFree(nullptr);
+}
+
 TEST_F(XylShell, SurvivesEveryFailingAllocation) {
   ASSERT_EQ(run({u"get", u"-o", u"saved.xml"}), EFI_SUCCESS);
   simSetMode(world_.sim, SIM_MODE_LEARN, RAID_MODE_PRESENT | 1);
