@@ -65,6 +65,7 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
   RECORDS records;
   RAID_KEY_RECORD remote = *records.key;
   remote.Mode = RAID_KEY_MODE_RKM;
+  memset(remote.KeyID, 0, 4); // begins as an adapter record does
   RAID_VD_RECORD cache = *records.volume;
   cache.Name = nullptr;
   cache.Attributes = RAID_VD_ATTRIBUTE_CACHECADE;
@@ -110,7 +111,7 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
       {"create with a disk", {0, 3, 4, 1, unknown, records.disk.get(), 0}, "CREATE", "<VD><TargetId>7</TargetId></VD>"},
       {"change adapter", {2, 4, 0, 0, nullptr, records.adapter.get(), 0}, "CHANGE", element("Adapter", settings)},
       {"change adapter, no record", {2, 4, 0, 0, nullptr, nullptr, 0}, "CHANGE", "<Adapter/>"},
-      {"change adapter with a key", {3, 4, 0, 0, nullptr, records.key.get(), 0}, "CHANGE", "<Adapter/>"},
+      {"change adapter with a key", {3, 4, 0, 0, nullptr, &remote, 0}, "CHANGE", "<Adapter/>"},
       {"change disk",
        {0, 4, 3, 2, ids, records.disk.get(), 0},
        "CHANGE",

@@ -115,6 +115,13 @@ template <UINT32 objectType, SIM_FAULT_KIND kind, UINT32 bytes> static void shap
   simShapeAnswer(world.sim, RAID_COMMAND_GET, objectType, kind, bytes);
 }
 
+// Every command but the reads answers with data that nobody asked for.
+static void answerAll(World &world, SAVED &) {
+  for (UINT32 command : {RAID_COMMAND_DELETE, RAID_COMMAND_CLEAR, RAID_COMMAND_CHANGE, RAID_COMMAND_CREATE}) {
+    simShapeAnswer(world.sim, command, SIM_ANY, SIM_FAULT_SIZE, 1100);
+  }
+}
+
 TEST(Restore, StepsDependOnControllerAndMode) {
   constexpr UINT32 KEEP = RUN_MODE_PRESERVE_VD;
   constexpr UINT32 DISK = RAID_OBJECT_PHYSICAL_DISK;
@@ -128,6 +135,8 @@ TEST(Restore, StepsDependOnControllerAndMode) {
        1, "TRACE RaidRestore: Its a SAS controller, No Change to controller ...!"},
       {"rebuilt", "direct", 0, nothing, EFI_SUCCESS, cleared + ", ChangeAdapter, CreateVD, CreateVD, ChangePD", 2,
        nullptr},
+      {"rebuilt, answers that nobody needs", "direct", 0, answerAll, EFI_SUCCESS,
+       cleared + ", ChangeAdapter, CreateVD, CreateVD, ChangePD", 2, nullptr},
       {"rebuilt, SAS", "sas", 0, nothing, EFI_SUCCESS, cleared + ", CreateVD", 1,
        "TRACE RaidRestore: SAS Controller Detected...!"},
       {"rebuilt, key", "demo", 0, nothing, EFI_SUCCESS,
@@ -242,4 +251,24 @@ TEST(Restore, NeedsNoLog) {
   EXPECT_EQ(world.sim->virtualDisks.count, 2u);
   EXPECT_EQ(name(RaidRestore(&world.sim->protocol, &saved.config, 0, nullptr)), name(EFI_SUCCESS));
   EXPECT_EQ(world.sim->virtualDisks.count, 2u);
+}
+
+// Data of size 0 is no answer, but it goes back.
+TEST(Restore, GivesEmptyAnswersBack) {
+  World world(WORLD_OPTIONS{.preset = nullptr});
+  static char answer;
+  static int out;
+  RAID_MGMT_PROTOCOL mgmt = {};
+  mgmt.Execute = [](RAID_MGMT_PROTOCOL *, RAID_CMD_BLOCK *, RAID_CMD_RESULT *result) EFIAPI -> EFI_STATUS {
+    result->Data = &answer;
+    out += 1;
+    return EFI_SUCCESS;
+  };
+  mgmt.FreeRecords = [](RAID_MGMT_PROTOCOL *, void *data, UINT32 count) EFIAPI -> EFI_STATUS {
+    out -= data == &answer && count == 0 ? 1 : 100;
+    return EFI_SUCCESS;
+  };
+  RAID_CONFIG config = {};
+  EXPECT_EQ(name(RaidRestore(&mgmt, &config, 0, nullptr)), name(EFI_NOT_FOUND));
+  EXPECT_EQ(out, 0);
 }
