@@ -72,22 +72,38 @@ static bool wordIs(const OPTIONS &options, UINT32 start, UINT32 end, const CHAR8
   return *name == 0;
 }
 
-// Makes a controller for each word that names a preset. A shell puts the image's own name first, which names none.
-static EFI_STATUS addNamed(const OPTIONS &options, bool *any) {
+static EFI_STATUS replaceLastAdapter() {
+  for (UINT32 i = SIM_IMAGE_CAPACITY; i-- > 0;) {
+    if (g_sims[i] != nullptr) {
+      return simReplaceAdapter(g_sims[i]);
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS applyWord(const OPTIONS &options, UINT32 start, UINT32 end, bool *any) {
+  if (wordIs(options, start, end, "replaced")) {
+    return replaceLastAdapter();
+  }
+  for (UINT32 p = 0; simPresetAt(p) != nullptr; p++) {
+    if (wordIs(options, start, end, simPresetAt(p)->name)) {
+      *any = true;
+      return addController(simPresetAt(p)->name);
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+// Applies each word in turn. A shell puts the image's own name first, which means nothing here.
+static EFI_STATUS applyOptions(const OPTIONS &options, bool *any) {
   for (UINT32 start = 0; start < options.units;) {
     UINT32 end = start;
     while (end < options.units && !isBetweenWords(unitAt(options, end))) {
       end += 1;
     }
-    for (UINT32 p = 0; simPresetAt(p) != nullptr; p++) {
-      if (!wordIs(options, start, end, simPresetAt(p)->name)) {
-        continue;
-      }
-      *any = true;
-      EFI_STATUS status = addController(simPresetAt(p)->name);
-      if (EFI_ERROR(status)) {
-        return status;
-      }
+    EFI_STATUS status = applyWord(options, start, end, any);
+    if (EFI_ERROR(status)) {
+      return status;
     }
     start = end + 1;
   }
@@ -106,7 +122,7 @@ extern "C" EFI_STATUS EFIAPI RaidSimEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *sy
                      static_cast<UINT32>(loadedImage->LoadOptionsSize / sizeof(CHAR16))};
   options.units = options.bytes == nullptr ? 0 : options.units;
   bool any = false;
-  status = addNamed(options, &any);
+  status = applyOptions(options, &any);
   if (!EFI_ERROR(status) && !any) {
     status = addController("demo");
   }

@@ -35,7 +35,7 @@ aarch64)
   ;;
 esac
 jobs=${JOBS:-$here/jobs.txt}
-xyl=${XYL:-$root/build/release/apps/xyl/xyl}
+xyl=$(realpath "${XYL:-$root/build/release/apps/xyl/xyl}")
 work=${WORK:-$root/build/firmware-$arch}
 
 # --- The disk: images, the boot file, and a script made from the table ---
@@ -73,6 +73,16 @@ make_script() {
   printf 'exit %s\r\n' "$closing"
 }
 
+# Documents for the jobs: those beside the table, and the complete examples of the guide to change documents.
+make_documents() {
+  mkdir -p "$work/documents"
+  cp "$here/documents"/*.xml "$work/documents"
+  awk -v folder="$work/documents" '
+    /^```xml / { file = folder "/" $2 ".xml"; next }
+    /^```/ { file = "" }
+    file != "" { print > file }' "$root/docs/changes.md"
+}
+
 make_disk() {
   for image in RaidXyl RaidSim XmlService DebugLog xyl guest/launcher guest/fwtest; do
     [ -f "$images/$image.efi" ] || fail "$images/$image.efi is missing; ./run efi builds it"
@@ -83,9 +93,10 @@ make_disk() {
   truncate -s 16M "$work/disk.img"
   mformat -i "$work/disk.img" ::
   mmd -i "$work/disk.img" ::/EFI ::/EFI/BOOT ::/out
+  make_documents
   mcopy -i "$work/disk.img" "$images/guest/launcher.efi" "::/EFI/BOOT/$boot_file"
   mcopy -i "$work/disk.img" "$images"/*.efi "$images"/*.man "$images/guest/fwtest.efi" \
-    "$work/startup.nsh" ::/
+    "$work/startup.nsh" "$work/documents"/*.xml ::/
 }
 
 # --- The run ---
@@ -117,6 +128,7 @@ collect() {
   touch "$work/console.raw" "$work/debug.txt"
   sed -e 's/\x1b\[[0-9;?=]*[A-Za-z]//g' -e 's/\r//g' "$work/console.raw" >"$work/console.txt"
   mcopy -n -s -i "$work/disk.img" ::/out "$work" || mkdir -p "$work/out"
+  cp "$work/documents"/*.xml "$work/out"
   cp "$work/console.txt" "$work/out/console.txt"
 }
 
@@ -139,8 +151,9 @@ check_job() {
   save) check_status "${rest%% *}" "${rest#* }" ;;
   handle) check_status 0x0 "fwtest handle $rest" ;;
   host)
-    # shellcheck disable=SC2046
-    "$xyl" $(printf '%s' "${rest#* }" | sed "s|@|$work/out/${rest%% *}|") || complain "the host's xyl failed: $rest"
+    # shellcheck disable=SC2086
+    (cd "$work/out" && "$xyl" ${rest#* } >>host.txt 2>&1) && host_status=0 || host_status=$?
+    [ "$host_status" = "${rest%% *}" ] || complain "the host's xyl left $host_status: $rest"
     ;;
   has) grep -q -F -e "${rest#* }" "$work/out/${rest%% *}" || complain "${rest%% *} lacks \"${rest#* }\"" ;;
   lacks) ! grep -q -F -e "${rest#* }" "$work/out/${rest%% *}" || complain "${rest%% *} has \"${rest#* }\"" ;;

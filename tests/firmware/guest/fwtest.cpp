@@ -5,6 +5,7 @@
 //   fwtest handle NAME FILE WORD  sets the shell variable NAME to the handle number that begins the first line with
 //                               WORD in FILE, a listing of dh or drivers that was written with >a
 //   fwtest load FILE [OPTIONS]  loads and starts a driver with load options
+//   fwtest unload               unloads what load has loaded last
 // The shell sees 0, or 21 (aborted) when a check failed.
 #include "base/pool.h"
 #include "base/text.h"
@@ -86,22 +87,28 @@ static void findHandleNumber(const CHAR8 *text, UINTN size, const CHAR16 *word, 
   }
 }
 
-static void runHandle(const ARGUMENTS &arguments) {
+static EFI_SHELL_PROTOCOL *findShell() {
   void *shell = nullptr;
   EFI_STATUS status = g_bootServices->LocateProtocol(&g_shellGuid, /* Registration= */ nullptr, &shell);
-  if (!check(!EFI_ERROR(status) && arguments.count == 3, u"handle NAME FILE WORD under a shell: %r", status)) {
+  check(!EFI_ERROR(status), u"there is a shell: %r", status);
+  return static_cast<EFI_SHELL_PROTOCOL *>(shell);
+}
+
+static void runHandle(const ARGUMENTS &arguments) {
+  EFI_SHELL_PROTOCOL *shell = findShell();
+  if (shell == nullptr || !check(arguments.count == 3, u"handle NAME FILE WORD")) {
     return;
   }
   void *content = nullptr;
   UINTN size = 0;
-  status = readTestFile(arguments.values[1], &content, &size);
+  EFI_STATUS status = readTestFile(arguments.values[1], &content, &size);
   if (!check(!EFI_ERROR(status), u"%s: %r", arguments.values[1], status)) {
     return;
   }
   CHAR16 number[9];
   findHandleNumber(static_cast<const CHAR8 *>(content), size, arguments.values[2], number);
   poolFree(content);
-  status = static_cast<EFI_SHELL_PROTOCOL *>(shell)->SetEnv(arguments.values[0], number, /* Volatile= */ 1);
+  status = shell->SetEnv(arguments.values[0], number, /* Volatile= */ 1);
   check(number[0] != 0 && !EFI_ERROR(status), u"%s is handle %s: %r", arguments.values[0], number, status);
 }
 
@@ -124,6 +131,28 @@ static EFI_STATUS startWithOptions(EFI_HANDLE image, CHAR16 *options) {
   return status;
 }
 
+// An image from memory has no path by which a listing could name it, so its handle is kept for unload.
+static void keepHandle(EFI_HANDLE image) {
+  CHAR8 digits[17];
+  formatHex(digits, reinterpret_cast<UINT64>(image), 16);
+  CHAR16 *wide = textWidenDuplicate(digits);
+  EFI_SHELL_PROTOCOL *shell = findShell();
+  if (shell != nullptr && wide != nullptr) {
+    shell->SetEnv(u"loaded", wide, /* Volatile= */ 1);
+  }
+  poolFree(wide);
+}
+
+static void runUnload(const ARGUMENTS &) {
+  EFI_SHELL_PROTOCOL *shell = findShell();
+  CHAR8 digits[17] = "";
+  if (shell != nullptr) {
+    textNarrow(digits, shell->GetEnv(u"loaded"), 16);
+  }
+  EFI_STATUS status = g_bootServices->UnloadImage(reinterpret_cast<EFI_HANDLE>(parseHex(digits)));
+  check(!EFI_ERROR(status), u"the loaded image unloads: %r", status);
+}
+
 static void runLoad(const ARGUMENTS &arguments) {
   if (!check(arguments.count == 1 || arguments.count == 2, u"load FILE [OPTIONS]")) {
     return;
@@ -139,6 +168,7 @@ static void runLoad(const ARGUMENTS &arguments) {
   }
   if (!EFI_ERROR(status)) {
     status = startWithOptions(image, arguments.count == 2 ? arguments.values[1] : nullptr);
+    keepHandle(image);
   }
   check(!EFI_ERROR(status), u"%s started: %r", arguments.values[0], status);
 }
@@ -150,7 +180,7 @@ typedef struct COMMAND {
 
 static constexpr COMMAND g_commands[] = {
     {u"lifecycle", runLifecycle}, {u"platform", runPlatform}, {u"absent", runAbsent},
-    {u"handle", runHandle},       {u"load", runLoad},
+    {u"handle", runHandle},       {u"load", runLoad},         {u"unload", runUnload},
 };
 
 static void runCommand(EFI_HANDLE application, const EFI_SHELL_PARAMETERS_PROTOCOL *parameters) {
