@@ -53,7 +53,7 @@ TEST(Key, LivesThroughItsCommands) {
     EXPECT_EQ(name(keyCommand(world, row.command, row.keyId, row.passphrase, row.mode, row.old)), name(row.status));
     EXPECT_EQ(keyIdOf(world), row.keyIdAfter);
     Records<RAID_ADAPTER_RECORD> adapter(world, RAID_OBJECT_ADAPTER);
-    EXPECT_EQ(adapter.begin()->SecurityMode, row.modeAfter);
+    EXPECT_EQ(+adapter.begin()->SecurityMode, row.modeAfter);
     EXPECT_EQ((adapter.begin()->Attributes & RAID_ADAPTER_HAS_SECURITY_KEY) != 0, row.modeAfter != 0);
   }
   world.sim->adapter.attributes &= ~0x400U; // RKM Capable

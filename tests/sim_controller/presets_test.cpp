@@ -1,4 +1,5 @@
-// Each preset's records look like a controller's and stay within the documents' vocabulary.
+// Each preset's records look like a controller's and stay within the documents' vocabulary. A plus sign copies a packed
+// member, to which nothing may hold a reference.
 #include <set>
 
 #include "base/text.h"
@@ -34,7 +35,7 @@ static bool isNamedPolicy(UINT32 policy) {
 
 // Reserved bytes are not zero, and version 0 means no FQDD.
 template <class RECORD> static void expectHeader(const RECORD &record, UINT32 objectType, const UINT8 *reserved) {
-  EXPECT_EQ(record.ObjectType, objectType);
+  EXPECT_EQ(+record.ObjectType, objectType);
   EXPECT_EQ(record.FQDD == nullptr, record.ObjVersion == 0);
   EXPECT_NE(record.ReservedHeader[0], 0);
   EXPECT_NE(record.ReservedHeader[sizeof record.ReservedHeader - 1], 0);
@@ -66,7 +67,7 @@ TEST_P(Presets, AdapterIsSound) {
                 isNamedPolicy(level.AvailableCachePolicy))
         << i;
   }
-  EXPECT_EQ(levels, adapter.SupportedRAIDLevels);
+  EXPECT_EQ(levels, +adapter.SupportedRAIDLevels);
   struct {
     UINT8 mode;
     const VALUE_NAME_TABLE *table;
@@ -97,28 +98,28 @@ TEST_P(Presets, DisksAndVolumesAreSound) {
   std::set<UINT32> ids;
   std::set<std::u16string> fqdds;
   for (const RAID_PD_RECORD &disk : disks) {
-    SCOPED_TRACE(disk.ObjectID);
+    SCOPED_TRACE(+disk.ObjectID);
     expectHeader(disk, RAID_OBJECT_PHYSICAL_DISK, disk.Reserved);
-    EXPECT_TRUE(ids.insert(disk.ObjectID).second);
-    EXPECT_TRUE(disk.FQDD == nullptr || fqdds.insert(disk.FQDD).second);
+    EXPECT_TRUE(ids.insert(+disk.ObjectID).second);
+    EXPECT_TRUE(disk.FQDD == nullptr || fqdds.insert(+disk.FQDD).second);
     EXPECT_TRUE(disk.FQDD != nullptr || disk.VDCount == 0) << "nothing finds it again";
     EXPECT_EQ(disk.VDs == nullptr, disk.VDCount == 0);
     EXPECT_TRUE(isNamed(disk.State, g_stateTable) && isNamed(disk.Protocol, g_protocolTable) &&
                 isNamed(disk.Hotspare, g_hotspareTable) && isNamed(disk.SecureState, g_secureStateTable) &&
                 isNamedMask(disk.Attributes, g_pdAttribTable) && isNamedMask(disk.CapableSpeeds, g_speedTable));
     EXPECT_EQ(disk.SerialNumber[sizeof disk.SerialNumber - 1], ' ');
-    EXPECT_EQ(disk.FreeSize + disk.UsedSize, disk.Size);
+    EXPECT_EQ(disk.FreeSize + disk.UsedSize, +disk.Size);
   }
   for (const RAID_VD_RECORD &volume : volumes) {
-    SCOPED_TRACE(volume.ObjectID);
+    SCOPED_TRACE(+volume.ObjectID);
     expectHeader(volume, RAID_OBJECT_VIRTUAL_DISK, volume.Reserved);
-    EXPECT_TRUE(ids.insert(volume.ObjectID).second) << "ids of disks and virtual disks are apart";
+    EXPECT_TRUE(ids.insert(+volume.ObjectID).second) << "ids of disks and virtual disks are apart";
     EXPECT_TRUE(isNamed(volume.State, g_stateTable) && isNamed(volume.AccessPolicy, g_accessPolicyTable) &&
                 isNamed(volume.DiskCachePolicy, g_diskCachePolicyTable) && isNamed(volume.RLQ, g_rlqTable) &&
                 isNamed(volume.SRL, g_srlTable) && isNamed(volume.StripeSize, g_stripeSizeTable) &&
                 isNamedMask(volume.Attributes, g_vdAttribTable) && isNamedPolicy(volume.CurrentCachePolicy));
-    EXPECT_EQ(volume.RAIDLevelDesc.RAIDLevel, volume.RAIDLevel);
-    EXPECT_EQ(volume.SpanDepth * volume.PDsPerSpan, volume.PDCount);
+    EXPECT_EQ(+volume.RAIDLevelDesc.RAIDLevel, +volume.RAIDLevel);
+    EXPECT_EQ(volume.SpanDepth * volume.PDsPerSpan, +volume.PDCount);
   }
 }
 
