@@ -37,6 +37,9 @@ TEST(ChangeRun, SendsEachCommandWithItsRevision) {
       {method("Identify", "Physical Disk", {disk}, KEY), 3},
       {method("Change", "Physical Disk", {disk}, "<PD><Hotspare>Global</Hotspare></PD>"), 0},
       {method("Check", "Nothing known"), 0},
+      // Data of another kind than the command's: nothing in it is taken for a list of virtual disks.
+      {method("Change", "Physical Disk", {disk}, KEY), 3},
+      {method("Change", "Physical Disk", {disk}, element("VD", element("PD", reference(0)))), 0},
   };
   for (auto &row : cases) {
     SCOPED_TRACE(row.method);
@@ -58,13 +61,14 @@ TEST(ChangeRun, TranslatesIdsOfMovedDisksByTheirPlace) {
   ASSERT_EQ(simSwapDisks(world.sim, a, b), EFI_SUCCESS);
   UINT32 newC = 0;
   ASSERT_EQ(simReplaceDisk(world.sim, c, 0, &newC), EFI_SUCCESS);
+  UINT32 member = world.sim->virtualDisks.items[0].pds[0];
   std::string global = "<PD><Hotspare>Global</Hotspare></PD>";
   struct {
     std::string method;
     std::string saved;
     IDS ids;
   } cases[] = {
-      {method("Change", "Physical Disk", {a, b, c, 7777}, global), saved, {b, a, newC, 7777}},
+      {method("Change", "Physical Disk", {a, b, c, member, 7777}, global), saved, {b, a, newC, member, 7777}},
       {method("Create", "Virtual Disk", {c, a}, "<VD/>"), saved, {newC, b}},
       {method("Create", "Physical Disk", {c}), saved, {newC}},
       {method("Change", "Adapter", {a}, "<Adapter/>"), saved, {b}},
@@ -75,10 +79,15 @@ TEST(ChangeRun, TranslatesIdsOfMovedDisksByTheirPlace) {
       // Ids of virtual disks are looked up too, so the two ranges are better kept apart.
       {method("Change", "Virtual Disk", {a, volume}, "<VD/>"), saved, {b, volume}},
   };
+  world.sim->protocol.Revision = 1;
   world.markBalance();
   for (auto &row : cases) {
     SCOPED_TRACE(row.method);
     applyRequest(world, row.method, row.saved);
+    for (UINT64 i = 0; i + 1 < simCommandCount(world.sim); ++i) {
+      bool looksUp = simCommand(world.sim, i)->block.ObjectType == RAID_OBJECT_PHYSICAL_DISK;
+      EXPECT_EQ(simCommand(world.sim, i)->block.Revision, looksUp ? 1u : 2u);
+    }
     ASSERT_EQ(sentCommands(world).size(), 1u);
     EXPECT_EQ(sentIds(sentCommands(world)[0]), row.ids);
     world.expectBalanced();
@@ -301,7 +310,11 @@ TEST(ChangeRun, LeavesNoPassphraseBehind) {
     SCOPED_TRACE(request);
     World world("empty");
     std::string found;
+    std::vector<UINT64> keysGone; // after how many commands
     world.firmware.onFree([&](const void *memory, uint64_t size) {
+      if (size == sizeof(RAID_KEY_RECORD)) {
+        keysGone.push_back(simCommandCount(world.sim));
+      }
       std::string block(static_cast<const char *>(memory), size);
       for (const char *secret : {PASSPHRASE, "correct horse"}) {
         found += block.find(secret) == std::string::npos ? "" : block + "\n";
@@ -310,6 +323,9 @@ TEST(ChangeRun, LeavesNoPassphraseBehind) {
     ANSWER answer = applyRequest(world, request);
     world.firmware.onFree({});
     EXPECT_EQ(found, "");
+    if (&request == requests) {
+      EXPECT_EQ(keysGone, std::vector<UINT64>{1}); // before the second command ran
+    }
     std::string texts = answer.text + world.log();
     EXPECT_EQ(texts.find(PASSPHRASE), std::string::npos);
     EXPECT_EQ(texts.find("correct horse"), std::string::npos);

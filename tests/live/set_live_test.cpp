@@ -4,6 +4,7 @@
 // Marks in SET_CASE.
 static const char *const LIVE = "live";       // what Get_Live says at that moment
 static const char *const NO_DATA = "no data"; // a buffer with a size whose Data is null
+static const char *const UNUSED = "unused";   // a text in a buffer of size 0
 static constexpr UINT32 NO_OUTPUT = ~0U;
 
 static const char *const NOTHING = "<raidData><Other/></raidData>";
@@ -34,6 +35,7 @@ static const SET_CASE g_setCases[] = {
     {"saved has no adapter", NORMAL, METHOD_ONLY, METHOD_ONLY, 32, EFI_INVALID_PARAMETER, "os", nullptr, false},
     {"restore without saved", RESTORE, nullptr, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
     {"restore, saved without data", RESTORE, NO_DATA, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
+    {"replacement, saved of size 0", NORMAL, UNUSED, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
     {"replacement without saved", NORMAL, nullptr, nullptr, NO_OUTPUT, EFI_INVALID_PARAMETER, "o", nullptr, false},
     {"output of 1", RESTORE, LIVE, nullptr, 1, EFI_SUCCESS, "os", nullptr, false},
     {"output of 31", NORMAL, LIVE, METHOD_ONLY, 31, EFI_SUCCESS, "os", nullptr, false},
@@ -65,7 +67,7 @@ static void runCase(World &world, const SET_CASE &row) {
   char *texts[] = {document(world, row.options), document(world, row.saved), document(world, row.request)};
   char untouched;
   RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
-  RAID_XYL_BUFFER inputs[] = {{9, row.saved == nullptr ? 0U : 1U, texts[1]}, {9, 0, texts[0]}};
+  RAID_XYL_BUFFER inputs[] = {{9, row.saved == nullptr || row.saved == UNUSED ? 0U : 1U, texts[1]}, {9, 0, texts[0]}};
   RAID_XYL_BUFFER input = {9, 0, inputs};
   RAID_XYL_BUFFER outputs[] = {{9, 77, &untouched}, {9, 0, texts[2]}};
   RAID_XYL_BUFFER output = {9, row.outputSize, row.outputSize == 0 ? &untouched : static_cast<void *>(outputs)};
@@ -201,6 +203,8 @@ TEST(SetLive, LogsItsSteps) {
     world.clearLog();
     world.set({row.options, row.saved == LIVE ? live.c_str() : row.saved, row.request});
     EXPECT_EQ(ownLines(world), row.lines);
+    bool completed = row.request == METHOD_ONLY && !row.failing; // the log is then printed as it was serialised, too
+    EXPECT_EQ(countOf(world.log(), " PrintRestoreLog: <?xml"), completed ? 1u : 0u);
   }
 }
 
