@@ -119,7 +119,7 @@ const XML_NODE *adapterOf(const XML_NODE *root) {
 }
 
 // Overwrites the texts of all elements below root. They end up as one row of children of root: a walk without recursion
-// or memory of its own.
+// or memory of its own. The XML service of a platform need not do this by itself.
 static void wipeTexts(XML_NODE *root) {
   for (XML_NODE *node = root->FirstChild; node != nullptr; node = node->NextSibling) {
     if (node->Content != nullptr) {
