@@ -132,7 +132,7 @@ static void putDecimal(OUTPUT &out, CONVERSION conversion, UINT64 value, bool is
   putField(out, conversion, text, length);
 }
 
-static void putStatus(OUTPUT &out, CONVERSION conversion, EFI_STATUS status) {
+static void putStatus(OUTPUT &out, const CONVERSION &conversion, EFI_STATUS status) {
   const CHAR8 *text = statusText(status);
   if (text != nullptr) {
     putText(out, conversion, text);

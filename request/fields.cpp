@@ -107,7 +107,7 @@ static EFI_STATUS readPciIdentity(const XML_NODE *element, const FIELD_ROW &row,
     return EFI_INVALID_PARAMETER;
   }
   const XML_NODE *child = element->FirstChild;
-  for (UINT32 i = 0; i < g_pciIdentityFields.RowCount; ++i, child = child->NextSibling) {
+  for (UINT32 i = 0; child != nullptr && i < g_pciIdentityFields.RowCount; ++i, child = child->NextSibling) {
     readField(child, g_pciIdentityFields.Rows[i], static_cast<UINT8 *>(record) + row.Place.Offset);
   }
   return EFI_SUCCESS;

@@ -4,7 +4,7 @@
 #include "uefi/types.h"
 
 // About two thousand lines; a restore of a large controller with all its traces has fewer.
-#define RING_BYTES (256U * 1024)
+static constexpr UINTN RING_BYTES = UINTN{256} * 1024;
 
 void ringClear();
 

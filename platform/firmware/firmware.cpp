@@ -46,7 +46,7 @@ EFI_BOOT_SERVICES *Firmware::bootServices() {
   return &state_->bootServices;
 }
 
-EFI_STATUS Firmware::loadImage(EFI_IMAGE_ENTRY entry, EFI_HANDLE *image, std::u16string loadOptions) {
+EFI_STATUS Firmware::loadImage(EFI_IMAGE_ENTRY entry, EFI_HANDLE *image, const std::u16string &loadOptions) {
   return startImage(entry, image, loadOptions);
 }
 

@@ -36,7 +36,7 @@ public:
   // Creates an image handle with a loaded-image protocol and calls entry. When entry fails the image is dropped as
   // firmware does, and what it left installed on its handle is a complaint. *image is null then. loadOptions are handed
   // over with their NUL; without any the image gets none.
-  EFI_STATUS loadImage(EFI_IMAGE_ENTRY entry, EFI_HANDLE *image, std::u16string loadOptions = {});
+  EFI_STATUS loadImage(EFI_IMAGE_ENTRY entry, EFI_HANDLE *image, const std::u16string &loadOptions = {});
   // Calls the image's Unload and drops it on success; what it then still has installed on its handle or holds open is a
   // complaint. EFI_UNSUPPORTED for an image without Unload, EFI_INVALID_PARAMETER for a handle that is no image.
   EFI_STATUS unloadImage(EFI_HANDLE image);

@@ -209,7 +209,11 @@ static EFI_STATUS planSpace(SIM_CONTROLLER *sim, const SIM_LEVEL_ROW *row, const
     plan->start = end > plan->start ? end : plan->start;
   }
   room -= room % GRAIN;
-  UINT64 dataMembers = row->mirrored ? count / 2 : count - static_cast<UINT64>(row->parity) * plan->spanDepth;
+  UINT64 redundant = row->mirrored ? count - count / 2 : static_cast<UINT64>(row->parity) * plan->spanDepth;
+  if (redundant >= count) { // limits of a controller file may allow it
+    return EFI_INVALID_PARAMETER;
+  }
+  UINT64 dataMembers = count - redundant;
   UINT64 perMember = (wanted->Size + dataMembers - 1) / dataMembers;
   bool overflows = wanted->Size > ~0ULL - dataMembers || room > ~0ULL / dataMembers;
   if (overflows || room == 0 || perMember > room) {
