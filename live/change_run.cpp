@@ -241,7 +241,9 @@ static EFI_STATUS runCommand(CHANGE_RUN &run, RAID_CMD_BLOCK *command) {
   dumpCommand(command, revision);
   bool creates = command->Command == RAID_COMMAND_CREATE && command->ObjectType == RAID_OBJECT_VIRTUAL_DISK;
   EFI_STATUS status = creates ? executeCreate(run, command, revision) : executeParsed(run.Mgmt, command, revision);
-  _RestoreLogAddProgressNode(/* Name= */ nullptr, status, command, &run.LogRoot);
+  if (run.LogRoot != nullptr) {
+    _RestoreLogAddProgressNode(/* Name= */ nullptr, status, command, &run.LogRoot);
+  }
   releaseCommandData(command);
   return status;
 }
