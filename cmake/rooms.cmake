@@ -10,6 +10,13 @@ if(RAIDXYL_SANITIZE)
   set(RAIDXYL_HOST_OPTIONS -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
+if(RAIDXYL_COVERAGE)
+  list(APPEND RAIDXYL_HOST_OPTIONS -fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
+endif()
+if(RAIDXYL_FUZZ)
+  list(APPEND RAIDXYL_HOST_OPTIONS -fsanitize=fuzzer-no-link)
+endif()
 
 # add_freestanding_room(FOLDER): all sources of FOLDER as the object library room_<last part of FOLDER>.
 function(add_freestanding_room folder)

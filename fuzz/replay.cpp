@@ -1,0 +1,52 @@
+// Runs every file of the corpora through its target, without an engine. FUZZ_TARGETS comes from the build: X(name)
+// each.
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+
+#define X(name) extern "C" int fuzz_##name(const uint8_t *data, size_t size);
+FUZZ_TARGETS
+#undef X
+
+struct TARGET {
+  const char *name;
+  int (*run)(const uint8_t *data, size_t size);
+};
+
+#define X(name) {#name, fuzz_##name},
+static const TARGET g_targets[] = {FUZZ_TARGETS};
+#undef X
+
+static void replay(const TARGET &target, const std::filesystem::path &file) {
+  std::ifstream stream(file, std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+  std::printf("%s\n", file.c_str()); // the last one tells who crashed
+  std::fflush(stdout);
+  target.run(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
+}
+
+int main(int argc, char **argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: %s CORPUS-FOLDER\n", argv[0]);
+    return 2;
+  }
+  for (const TARGET &target : g_targets) {
+    std::set<std::filesystem::path> files;
+    for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(argv[1]) / target.name)) {
+      files.insert(entry.path());
+    }
+    if (files.empty()) {
+      std::printf("%s has no corpus\n", target.name);
+      return 1;
+    }
+    for (const std::filesystem::path &file : files) {
+      replay(target, file);
+    }
+  }
+  return 0;
+}
