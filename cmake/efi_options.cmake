@@ -4,9 +4,11 @@ set(RAIDXYL_EFI_OUTPUT ${PROJECT_BINARY_DIR}/images CACHE PATH "Where the images
 
 if(RAIDXYL_EFI_ARCH STREQUAL "x64")
   add_compile_options(--target=x86_64-unknown-windows -mno-red-zone)
+  set(RAIDXYL_EFI_BRANCH_MARKS -fcf-protection=branch)
   set(RAIDXYL_EFI_MACHINE x64)
 elseif(RAIDXYL_EFI_ARCH STREQUAL "aarch64")
   add_compile_options(--target=aarch64-unknown-windows)
+  set(RAIDXYL_EFI_BRANCH_MARKS -mbranch-protection=standard)
   set(RAIDXYL_EFI_MACHINE arm64)
 else()
   message(FATAL_ERROR "RAIDXYL_EFI_ARCH is \"${RAIDXYL_EFI_ARCH}\"; use the presets efi-x64 and efi-aarch64")
@@ -15,7 +17,8 @@ endif()
 add_compile_definitions(RAIDXYL_EFI)
 add_compile_options(
   -nostdlibinc
-  -fno-stack-protector
+  ${RAIDXYL_EFI_BRANCH_MARKS}
+  -fstack-protector                             # only frames with character arrays of some size pay for it
   -mno-stack-arg-probe -Wframe-larger-than=4095 # nobody probes the stack, so no frame may step over a page
   -fno-asynchronous-unwind-tables
   -ffunction-sections -fdata-sections           # the linker drops what an image does not use

@@ -1,11 +1,13 @@
 #!/bin/sh
 # Checks the EFI images of one architecture and prints their sizes.
 #   check_images.sh x64|aarch64
-# Environment: IMAGES the images (build/efi or build/efi-aarch64), READOBJ (llvm-readobj).
+# Environment: IMAGES the images (build/efi or build/efi-aarch64), READOBJ (llvm-readobj),
+# OBJDUMP (llvm-objdump).
 set -eu
 root=$(cd "$(dirname "$0")/../.." && pwd)
 arch=${1:-}
 readobj=${READOBJ:-llvm-readobj}
+objdump=${OBJDUMP:-llvm-objdump}
 driver_limit=$((96 * 1024))
 case $arch in
 x64) images=${IMAGES:-$root/build/efi} machine=IMAGE_FILE_MACHINE_AMD64 ;;
@@ -43,6 +45,7 @@ check_sections() {
     $1 == "IMAGE_SCN_MEM_WRITE" { write = 1 }
     $1 == "IMAGE_SCN_MEM_EXECUTE" { execute = 1; code += 1 }
     $1 == "]" && write && execute { print name " is writable and executable"; write = 0 }
+    $1 == "]" && write && name ~ /^[.](text|rdata|reloc)/ { print name " is writable"; write = 0 }
     END { if (count == 0 || code != 1) print count " sections, " code " with code" }
   ' "$headers" >"$headers.bad"
   while read -r line; do
@@ -61,6 +64,8 @@ check_image() {
   check_headers "$2"
   check_sections
   ! grep -q -a -F -e "$root" "$file" || complain "holds the path $root"
+  # Marks where an indirect branch may land: endbr64, or bti and paciasp, which are hints.
+  "$objdump" -d "$file" | grep -q -E 'endbr64|bti|paciasp|hint' || complain "no marks for indirect branches"
   size=$(wc -c <"$file")
   printf '%-16s %7d bytes\n' "$image.efi" "$size"
   [ "$image" != RaidXyl ] || [ "$size" -lt "$driver_limit" ] || complain "not below $driver_limit bytes"
