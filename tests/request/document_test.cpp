@@ -298,6 +298,8 @@ TEST(Release, TakesThePartsThatTheMaskNames) {
   config.reservedRecords1 = reserved[1];
   config.reservedRecords2 = reserved[2];
   config.reservedRecords3 = reserved[3];
+  poolFree(reserved[2]->Name);
+  reserved[2]->Name = nullptr;
   config.reservedCount1 = config.reservedCount2 = config.reservedCount3 = 1;
   for (int i = 0; i < 2; ++i) {
     auto *node = poolNew<RAID_CONFIG_LIST_NODE>();
@@ -308,7 +310,7 @@ TEST(Release, TakesThePartsThatTheMaskNames) {
   config.commands = poolNew<RAID_CMD_BLOCK>(1);
   config.commands[0].ObjectIds = reinterpret_cast<UINT32 *>(memory());
   config.commands[0].ObjectData = memory();
-  const UINT64 blocks[] = {2, 2, 4, 3, 2, 2, 2, 2, 2, 2}; // of each bit's part
+  const UINT64 blocks[] = {2, 2, 4, 3, 2, 2, 2, 2, 2, 1}; // of each bit's part
   FreeRaidConfig(&config, 0);
   for (UINT64 bit = 0; bit < std::size(blocks); ++bit) {
     UINT64 before = world.firmware.pool().liveAllocations;
