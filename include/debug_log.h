@@ -5,7 +5,11 @@
 #include "uefi/types.h"
 
 #define DEBUG_LOG_PROTOCOL_GUID                                                                                        \
-  { 0x13f6f5d9, 0x02f8, 0x4976, { 0xa0, 0x70, 0x7b, 0x23, 0xb1, 0xa3, 0xa2, 0x26 } }
+  {                                                                                                                    \
+    0x13f6f5d9, 0x02f8, 0x4976, {                                                                                      \
+      0xa0, 0x70, 0x7b, 0x23, 0xb1, 0xa3, 0xa2, 0x26                                                                   \
+    }                                                                                                                  \
+  }
 
 #define LOG_TRACE 0x00800000U
 #define LOG_WARN 0x08000000U

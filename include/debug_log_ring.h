@@ -6,7 +6,11 @@
 #include "uefi/types.h"
 
 #define DEBUG_LOG_RING_PROTOCOL_GUID                                                                                   \
-  { 0x6f0f6e0c, 0x51f5, 0x4a3e, { 0x9d, 0x0b, 0x8e, 0x5c, 0x2a, 0x77, 0x41, 0xd3 } }
+  {                                                                                                                    \
+    0x6f0f6e0c, 0x51f5, 0x4a3e, {                                                                                      \
+      0x9d, 0x0b, 0x8e, 0x5c, 0x2a, 0x77, 0x41, 0xd3                                                                   \
+    }                                                                                                                  \
+  }
 
 typedef struct DEBUG_LOG_RING_PROTOCOL DEBUG_LOG_RING_PROTOCOL;
 struct DEBUG_LOG_RING_PROTOCOL {

@@ -6,10 +6,18 @@
 #include "uefi/types.h"
 
 #define RAID_MGMT_PROTOCOL_GUID                                                                                        \
-  { 0x5dd775bd, 0x5638, 0x412e, { 0x8b, 0x05, 0x57, 0x26, 0x1b, 0x96, 0xc1, 0x42 } }
+  {                                                                                                                    \
+    0x5dd775bd, 0x5638, 0x412e, {                                                                                      \
+      0x8b, 0x05, 0x57, 0x26, 0x1b, 0x96, 0xc1, 0x42                                                                   \
+    }                                                                                                                  \
+  }
 // The same interface under a second identity; the driver uses it only to ask for the controller's name.
 #define RAID_MGMT_ALT_PROTOCOL_GUID                                                                                    \
-  { 0x4a5a334f, 0xc91e, 0x4394, { 0x9d, 0x5a, 0x43, 0x27, 0x65, 0xc3, 0xf7, 0x5d } }
+  {                                                                                                                    \
+    0x4a5a334f, 0xc91e, 0x4394, {                                                                                      \
+      0x9d, 0x5a, 0x43, 0x27, 0x65, 0xc3, 0xf7, 0x5d                                                                   \
+    }                                                                                                                  \
+  }
 
 enum RAID_COMMAND {
   RAID_COMMAND_NONE = 0x00, // only in log entries of steps that send no command

@@ -5,7 +5,11 @@
 #include "uefi/types.h"
 
 #define RAID_XYL_PROTOCOL_GUID                                                                                         \
-  { 0xd4c091e9, 0x069d, 0x4494, { 0xa3, 0x96, 0xc0, 0x8b, 0x77, 0x5e, 0xc2, 0x00 } }
+  {                                                                                                                    \
+    0xd4c091e9, 0x069d, 0x4494, {                                                                                      \
+      0xa3, 0x96, 0xc0, 0x8b, 0x77, 0x5e, 0xc2, 0x00                                                                   \
+    }                                                                                                                  \
+  }
 
 #define RAID_XYL_REVISION 1
 

@@ -5,7 +5,11 @@
 #include "uefi/types.h"
 
 #define XML_PROTOCOL_GUID                                                                                              \
-  { 0x5f32093b, 0xda0c, 0x46dd, { 0x80, 0x94, 0x81, 0xbe, 0xf8, 0xa9, 0xe6, 0x0b } }
+  {                                                                                                                    \
+    0x5f32093b, 0xda0c, 0x46dd, {                                                                                      \
+      0x80, 0x94, 0x81, 0xbe, 0xf8, 0xa9, 0xe6, 0x0b                                                                   \
+    }                                                                                                                  \
+  }
 
 typedef struct XML_ATTRIBUTE XML_ATTRIBUTE;
 struct XML_ATTRIBUTE {

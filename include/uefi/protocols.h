@@ -5,19 +5,47 @@
 #include "uefi/tables.h"
 
 #define EFI_DRIVER_BINDING_PROTOCOL_GUID                                                                               \
-  { 0x18A031AB, 0xB443, 0x4D1A, { 0xA5, 0xC0, 0x0C, 0x09, 0x26, 0x1E, 0x9F, 0x71 } }
+  {                                                                                                                    \
+    0x18A031AB, 0xB443, 0x4D1A, {                                                                                      \
+      0xA5, 0xC0, 0x0C, 0x09, 0x26, 0x1E, 0x9F, 0x71                                                                   \
+    }                                                                                                                  \
+  }
 #define EFI_COMPONENT_NAME2_PROTOCOL_GUID                                                                              \
-  { 0x6A7A5CFF, 0xE8D9, 0x4F70, { 0xBA, 0xDA, 0x75, 0xAB, 0x30, 0x25, 0xCE, 0x14 } }
+  {                                                                                                                    \
+    0x6A7A5CFF, 0xE8D9, 0x4F70, {                                                                                      \
+      0xBA, 0xDA, 0x75, 0xAB, 0x30, 0x25, 0xCE, 0x14                                                                   \
+    }                                                                                                                  \
+  }
 #define EFI_LOADED_IMAGE_PROTOCOL_GUID                                                                                 \
-  { 0x5B1B31A1, 0x9562, 0x11D2, { 0x8E, 0x3F, 0x00, 0xA0, 0xC9, 0x69, 0x72, 0x3B } }
+  {                                                                                                                    \
+    0x5B1B31A1, 0x9562, 0x11D2, {                                                                                      \
+      0x8E, 0x3F, 0x00, 0xA0, 0xC9, 0x69, 0x72, 0x3B                                                                   \
+    }                                                                                                                  \
+  }
 #define EFI_DEVICE_PATH_PROTOCOL_GUID                                                                                  \
-  { 0x09576E91, 0x6D3F, 0x11D2, { 0x8E, 0x39, 0x00, 0xA0, 0xC9, 0x69, 0x72, 0x3B } }
+  {                                                                                                                    \
+    0x09576E91, 0x6D3F, 0x11D2, {                                                                                      \
+      0x8E, 0x39, 0x00, 0xA0, 0xC9, 0x69, 0x72, 0x3B                                                                   \
+    }                                                                                                                  \
+  }
 #define EFI_SHELL_PARAMETERS_PROTOCOL_GUID                                                                             \
-  { 0x752F3136, 0x4E16, 0x4FDC, { 0xA2, 0x2A, 0xE5, 0xF4, 0x68, 0x12, 0xF4, 0xCA } }
+  {                                                                                                                    \
+    0x752F3136, 0x4E16, 0x4FDC, {                                                                                      \
+      0xA2, 0x2A, 0xE5, 0xF4, 0x68, 0x12, 0xF4, 0xCA                                                                   \
+    }                                                                                                                  \
+  }
 #define EFI_SHELL_PROTOCOL_GUID                                                                                        \
-  { 0x6302D008, 0x7F9B, 0x4F30, { 0x87, 0xAC, 0x60, 0xC9, 0xFE, 0xF5, 0xDA, 0x4E } }
+  {                                                                                                                    \
+    0x6302D008, 0x7F9B, 0x4F30, {                                                                                      \
+      0x87, 0xAC, 0x60, 0xC9, 0xFE, 0xF5, 0xDA, 0x4E                                                                   \
+    }                                                                                                                  \
+  }
 #define EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID                                                                           \
-  { 0x964E5B22, 0x6459, 0x11D2, { 0x8E, 0x39, 0x00, 0xA0, 0xC9, 0x69, 0x72, 0x3B } }
+  {                                                                                                                    \
+    0x964E5B22, 0x6459, 0x11D2, {                                                                                      \
+      0x8E, 0x39, 0x00, 0xA0, 0xC9, 0x69, 0x72, 0x3B                                                                   \
+    }                                                                                                                  \
+  }
 
 typedef struct EFI_DRIVER_BINDING_PROTOCOL EFI_DRIVER_BINDING_PROTOCOL;
 struct EFI_DRIVER_BINDING_PROTOCOL {
