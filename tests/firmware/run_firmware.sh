@@ -14,7 +14,7 @@ fail() {
 }
 
 arch=${1:-}
-limit=${LIMIT:-120}
+limit=${LIMIT:-240}
 closing=42 # the script's last word; any other number, or none, means that it did not come to its end
 case $arch in
 x64)
