@@ -19,6 +19,7 @@ if(RAIDXYL_TESTS)
   enable_testing()
   add_subdirectory(tests)
 endif()
-if(RAIDXYL_TESTS OR RAIDXYL_FUZZ)
+# The replay of the corpora judges with the sanitizers.
+if(RAIDXYL_FUZZ OR (RAIDXYL_TESTS AND RAIDXYL_SANITIZE))
   add_subdirectory(fuzz)
 endif()

@@ -12,9 +12,9 @@ static const char *const NORMAL = "<RunMode><Mode>Normal</Mode></RunMode>";
 // Commands of all kinds on what the controller usually has.
 static const char *const CHANGES =
     "<raidData>"
-    "<Method name='Create'><ObjectType>Virtual Disk</ObjectType><OID>1005</OID><OID>1006</OID><Object><VD>"
+    "<Method name='Create'><ObjectType>Virtual Disk</ObjectType><OID>1001</OID><OID>1002</OID><Object><VD>"
     "<TargetID>1048576</TargetID><RAIDLevel>RAID 1</RAIDLevel></VD></Object></Method>"
-    "<Method name='Change'><ObjectType>Physical Disk</ObjectType><OID>1007</OID><Object><PD>"
+    "<Method name='Change'><ObjectType>Physical Disk</ObjectType><OID>1003</OID><Object><PD>"
     "<Hotspare>Dedicated</Hotspare><VD>1048576</VD></PD></Object></Method>"
     "<Method name='Rekey'><ObjectType>Adapter</ObjectType><Object><Key><OldPassphrase>c2VjcmV0</OldPassphrase>"
     "<NewPassphrase>bmV3</NewPassphrase></Key></Object></Method>"

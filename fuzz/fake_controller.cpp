@@ -55,12 +55,12 @@ static void *pointerAt(const uint8_t *record, size_t offset) {
   return pointer;
 }
 
-// Reads what the simulated controller has, as the start of what the fake one answers.
+// Reads the first few objects of the simulated controller, as the start of what the fake one answers.
 static void takeRecords(UINT32 objectType) {
   RAID_MGMT_PROTOCOL *mgmt = &fuzzSim().sim->protocol;
   RAID_CMD_RESULT answer;
   issueCommand(mgmt, RAID_COMMAND_GET, objectType, &answer);
-  for (UINT32 i = 0; i < recordCount(&answer); ++i) {
+  for (UINT32 i = 0; i < recordCount(&answer) && i < 3; ++i) {
     const uint8_t *record = static_cast<const uint8_t *>(answer.Data) + i * RAID_RECORD_SIZE;
     FAKE_RECORD kept = {};
     std::memcpy(kept.bytes, record, RAID_RECORD_SIZE);
@@ -256,7 +256,8 @@ static EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *, RAID_CMD_BLOCK *block, RA
   FuzzInput &input = g_fake->input == nullptr ? none : *g_fake->input;
   EFI_STATUS status = makeStatus(input);
   // Who does not look at the status must find what there is to give back, or nothing.
-  bool statusCounts = !g_fake->starting && block->Revision == RAID_BLOCK_REVISION;
+  bool findsDisk = block->Command == RAID_COMMAND_GET && block->Revision == g_fake->protocol.Revision;
+  bool statusCounts = !g_fake->starting && !findsDisk;
   if (EFI_ERROR(status) && statusCounts) {
     result->Data = reinterpret_cast<void *>(1);
     result->DataSize = 0xFFFFFFFF;
