@@ -58,8 +58,8 @@ const POOL_BOOKS &Firmware::pool() const {
   return state_->pool.books;
 }
 
-void Firmware::failAllocation(uint64_t nth, FAIL_MODE mode) {
-  state_->pool.failFrom(nth, mode);
+void Firmware::failAllocation(uint64_t nth, FAIL_MODE mode, uint64_t again) {
+  state_->pool.failFrom(nth, mode, again);
 }
 
 bool Firmware::allocationFailed() const {

@@ -16,7 +16,8 @@ struct POOL_BOOKS {
   uint64_t liveAllocations = 0;
   uint64_t liveBytes = 0;
   uint64_t peakBytes = 0;
-  uint64_t totalAllocations = 0; // attempts, failed ones included
+  uint64_t totalAllocations = 0;  // attempts, failed ones included
+  uint64_t failedAllocations = 0; // on purpose, by failAllocation
 };
 
 enum class FAIL_MODE { once, fromThenOn };
@@ -42,8 +43,9 @@ public:
   EFI_STATUS unloadImage(EFI_HANDLE image);
 
   const POOL_BOOKS &pool() const;
-  // Fails the Nth allocation from now on (1 is the next), once or with all later ones; 0 switches failing off.
-  void failAllocation(uint64_t nth, FAIL_MODE mode = FAIL_MODE::once);
+  // Fails the Nth allocation from now on (1 is the next), once or with all later ones; 0 switches failing off. With
+  // again not 0 the again-th after the one that failed once fails too.
+  void failAllocation(uint64_t nth, FAIL_MODE mode = FAIL_MODE::once, uint64_t again = 0);
   // Whether an allocation has been failed since failing was last switched on.
   bool allocationFailed() const;
   // A pool copy of text with its NUL, for a caller of the driver to hand over: never failed, and no attempt that

@@ -108,8 +108,9 @@ EFI_STATUS Pool::free(void *buffer) {
   return EFI_SUCCESS;
 }
 
-void Pool::failFrom(uint64_t nth, FAIL_MODE mode) {
+void Pool::failFrom(uint64_t nth, FAIL_MODE mode, uint64_t again) {
   failIn_ = nth;
+  failAgainIn_ = again;
   failMode_ = mode;
   failed = failed && nth == 0;
 }
@@ -123,9 +124,11 @@ bool Pool::failsNow() {
     return false;
   }
   if (failMode_ == FAIL_MODE::once) {
-    failIn_ = 0;
+    failIn_ = failAgainIn_;
+    failAgainIn_ = 0;
   }
   failed = true;
+  ++books.failedAllocations;
   return true;
 }
 

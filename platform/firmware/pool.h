@@ -29,7 +29,7 @@ public:
   bool holds(const void *memory) const { return live_.count(memory) != 0; }
   // EFI_INVALID_PARAMETER for what is not a live allocation.
   EFI_STATUS free(void *buffer);
-  void failFrom(uint64_t nth, FAIL_MODE mode);
+  void failFrom(uint64_t nth, FAIL_MODE mode, uint64_t again = 0);
   // Complains about damaged guards and writes into freed memory that were not yet reported.
   void audit();
 
@@ -51,6 +51,7 @@ private:
   std::deque<POOL_BLOCK> freed_;
   std::unordered_map<const void *, UINTN> freedSizes_;
   UINTN freedBytes_ = 0;
-  uint64_t failIn_ = 0; // 1: the next allocation fails; 0: none does
+  uint64_t failIn_ = 0;      // 1: the next allocation fails; 0: none does
+  uint64_t failAgainIn_ = 0; // what failIn_ becomes after a single failure
   FAIL_MODE failMode_ = FAIL_MODE::once;
 };

@@ -112,11 +112,12 @@ private:
 };
 
 // A run of one operation with the Nth allocation or controller command failing, for N = 1, 2, 3 ..., once each with
-// that one failing and with all from it on, until nothing was left to fail. That last run must succeed and not be the
-// first. After every run the world must be balanced.
+// that one failing and with all from it on, until nothing was left to fail. That last run must give the wanted status
+// and not be the first. After every run the world must be balanced.
 struct SWEEP {
   WORLD_OPTIONS world;
-  // Runs in a world of its own each time, unless the operation changes nothing.
+  // Runs in a world of its own each time, unless the operation changes nothing, or undoes beforehand what the run
+  // before it changed.
   bool keepsWorld = false;
   // Called before the failing is switched on.
   std::function<void(World &)> prepare;
@@ -124,10 +125,13 @@ struct SWEEP {
   // What must hold after a run in which something failed, beside the balance. Without one any status will do.
   std::function<void(World &, EFI_STATUS)> afterFailure;
   EFI_STATUS commandStatus = EFI_DEVICE_ERROR; // of failing commands
+  EFI_STATUS wanted = EFI_SUCCESS;             // when nothing fails
 };
 
 void sweepAllocations(const SWEEP &sweep);
 void sweepCommands(const SWEEP &sweep);
+// The same with two that fail, each once: every pair of allocations, of commands, and of a command and an allocation.
+void sweepPairs(const SWEEP &sweep);
 
 // How often part stands in text.
 size_t countOf(const std::string &text, const std::string &part);

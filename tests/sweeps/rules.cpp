@@ -1,0 +1,128 @@
+#include "tests/sweeps/rules.h"
+
+#include <algorithm>
+#include <cstring>
+
+template <class T> static std::vector<T> copyOf(const SIM_ARRAY<T> &array) {
+  return {array.items, array.items + array.count};
+}
+
+// Arrays only grow, so there is room for what was in them before.
+template <class T> static void putBackInto(SIM_ARRAY<T> &array, const std::vector<T> &items) {
+  array.count = static_cast<UINT32>(items.size());
+  std::copy(items.begin(), items.end(), array.items);
+}
+
+template <class T> static bool same(const SIM_ARRAY<T> &array, const std::vector<T> &items) {
+  return array.count == items.size() &&
+         (items.empty() || std::memcmp(array.items, items.data(), sizeof(T) * items.size()) == 0);
+}
+
+KEPT_STATE::KEPT_STATE(const SIM_CONTROLLER *sim)
+    : adapter_(sim->adapter), key_(sim->key), nextDiskId_(sim->nextDiskId), disks_(copyOf(sim->disks)),
+      virtualDisks_(copyOf(sim->virtualDisks)), foreignDisks_(copyOf(sim->foreignDisks)) {}
+
+void KEPT_STATE::putBack(SIM_CONTROLLER *sim) const {
+  sim->adapter = adapter_;
+  sim->key = key_;
+  sim->nextDiskId = nextDiskId_;
+  putBackInto(sim->disks, disks_);
+  putBackInto(sim->virtualDisks, virtualDisks_);
+  putBackInto(sim->foreignDisks, foreignDisks_);
+}
+
+bool KEPT_STATE::isState(const SIM_CONTROLLER *sim) const {
+  return std::memcmp(&sim->adapter, &adapter_, sizeof adapter_) == 0 &&
+         std::memcmp(&sim->key, &key_, sizeof key_) == 0 && sim->nextDiskId == nextDiskId_ &&
+         same(sim->disks, disks_) && same(sim->virtualDisks, virtualDisks_) && same(sim->foreignDisks, foreignDisks_);
+}
+
+static bool rereadFailed(const SIM_CONTROLLER *sim, UINT64 create) {
+  const SIM_LOG_ENTRY *next = simCommand(sim, create + 1);
+  return next != nullptr && next->block.Command == RAID_COMMAND_GET &&
+         next->block.ObjectType == RAID_OBJECT_VIRTUAL_DISK && EFI_ERROR(next->status);
+}
+
+static bool changesState(UINT32 command) {
+  return (command >= RAID_COMMAND_DELETE && command <= RAID_COMMAND_CLEAR) || command == RAID_COMMAND_LOCK ||
+         command == RAID_COMMAND_SECURE_ERASE || command == RAID_COMMAND_REKEY;
+}
+
+std::vector<UINT32> changesMade(const SIM_CONTROLLER *sim, UINT64 first) {
+  std::vector<UINT32> made;
+  for (UINT64 number = first; number < simCommandCount(sim); ++number) {
+    const SIM_LOG_ENTRY *entry = simCommand(sim, number);
+    UINT32 command = entry->block.Command;
+    bool harmless = command == RAID_COMMAND_CLEAR && entry->status == EFI_NOT_FOUND;
+    bool uncertain = command == RAID_COMMAND_CREATE && rereadFailed(sim, number);
+    if (changesState(command) && !uncertain && (entry->status == EFI_SUCCESS || harmless)) {
+      made.push_back(command);
+    }
+  }
+  return made;
+}
+
+bool anythingDone(const SIM_CONTROLLER *sim, UINT64 first) {
+  for (UINT64 number = first; number < simCommandCount(sim); ++number) {
+    const SIM_LOG_ENTRY *entry = simCommand(sim, number);
+    if (changesState(entry->block.Command) && entry->status == EFI_SUCCESS) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// 0 for an operation that changes nothing, or whose name was lost.
+static UINT32 commandOf(const std::string &operation) {
+  static const struct {
+    const char *name;
+    UINT32 command;
+  } rows[] = {{"DELETE", RAID_COMMAND_DELETE},
+              {"ResetConfig", RAID_COMMAND_DELETE},
+              {"CREATE", RAID_COMMAND_CREATE},
+              {"CreateVD", RAID_COMMAND_CREATE},
+              {"CHANGE", RAID_COMMAND_CHANGE},
+              {"ChangeAdapter", RAID_COMMAND_CHANGE},
+              {"ChangePD", RAID_COMMAND_CHANGE},
+              {"IMPORT_FOREIGN", RAID_COMMAND_IMPORT},
+              {"CLEAR_FOREIGN", RAID_COMMAND_CLEAR},
+              {"ClearForeignConfig", RAID_COMMAND_CLEAR},
+              {"LOCK", RAID_COMMAND_LOCK},
+              {"SECURE_ERASE", RAID_COMMAND_SECURE_ERASE},
+              {"RemoveCtrlKey", RAID_COMMAND_SECURE_ERASE},
+              {"REKEY", RAID_COMMAND_REKEY}};
+  for (const auto &row : rows) {
+    if (operation.find("<Operation name=\"" + std::string(row.name) + "\"") == 0) {
+      return row.command;
+    }
+  }
+  return 0;
+}
+
+std::vector<UINT32> changesClaimed(const std::string &log) {
+  std::vector<UINT32> claimed;
+  for (size_t at = log.find("<Operation"); at != std::string::npos;) {
+    size_t next = log.find("<Operation", at + 1);
+    std::string operation = log.substr(at, next == std::string::npos ? next : next - at);
+    UINT32 command = commandOf(operation);
+    if (command != 0 && operation.find("<Status>Success</Status>") != std::string::npos) {
+      claimed.push_back(command);
+    }
+    at = next;
+  }
+  return claimed;
+}
+
+bool isPartOf(const std::vector<UINT32> &part, const std::vector<UINT32> &whole) {
+  size_t found = 0;
+  for (UINT32 command : whole) {
+    found += found < part.size() && part[found] == command ? 1 : 0;
+  }
+  return found == part.size();
+}
+
+bool isWholeDocument(const std::string &text, const std::string &root) {
+  size_t begin = text.find("<" + root);
+  std::string end = text.ends_with("\n") ? text.substr(0, text.size() - 1) : text;
+  return begin != std::string::npos && (end.ends_with("</" + root + ">") || end.ends_with("<" + root + "/>"));
+}

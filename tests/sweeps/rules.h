@@ -1,0 +1,36 @@
+// What holds after every run of an operation, whatever failed in it.
+#pragma once
+
+#include "tests/support/world.h"
+
+// The state of a simulated controller, kept aside.
+class KEPT_STATE {
+public:
+  explicit KEPT_STATE(const SIM_CONTROLLER *sim);
+  void putBack(SIM_CONTROLLER *sim) const;
+  bool isState(const SIM_CONTROLLER *sim) const;
+
+private:
+  SIM_ADAPTER adapter_;
+  SIM_KEY key_;
+  UINT32 nextDiskId_;
+  std::vector<SIM_DISK> disks_;
+  std::vector<SIM_VIRTUAL_DISK> virtualDisks_;
+  std::vector<SIM_VIRTUAL_DISK> foreignDisks_;
+};
+
+// The commands from the given one on that changed the state, as a log counts them: a Clear that found nothing to clear
+// counts, a Create after which the virtual disks could not be read again does not.
+std::vector<UINT32> changesMade(const SIM_CONTROLLER *sim, UINT64 first);
+
+// Whether any of those succeeded that can change the state.
+bool anythingDone(const SIM_CONTROLLER *sim, UINT64 first);
+
+// The commands that a log says were successful.
+std::vector<UINT32> changesClaimed(const std::string &log);
+
+// Whether all of part stand in whole, in that order.
+bool isPartOf(const std::vector<UINT32> &part, const std::vector<UINT32> &whole);
+
+// Whether the text is a document from its root's first tag to its last.
+bool isWholeDocument(const std::string &text, const std::string &root);
