@@ -13,15 +13,13 @@ struct FAKE_DRIVER {
   std::string *calls; // gets name once per Start, "-" and name per Stop
   char name;
   bool startFails;
-  bool keepsHold;        // Stop fails
-  const EFI_GUID *needs; // what it holds
-  const EFI_GUID *adds;  // installed by Start; null: nothing
+  bool keepsHold; // Stop fails
 };
 
 inline EFI_STATUS EFIAPI fakeSupported(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HANDLE controller,
                                        EFI_DEVICE_PATH_PROTOCOL *) {
   auto *driver = reinterpret_cast<FAKE_DRIVER *>(binding);
-  return driver->services->OpenProtocol(controller, driver->needs, nullptr, binding->DriverBindingHandle, controller,
+  return driver->services->OpenProtocol(controller, &g_fakeGuid, nullptr, binding->DriverBindingHandle, controller,
                                         EFI_OPEN_PROTOCOL_TEST_PROTOCOL);
 }
 
@@ -32,11 +30,8 @@ inline EFI_STATUS EFIAPI fakeStart(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HAN
   if (driver->startFails) {
     return EFI_DEVICE_ERROR;
   }
-  if (driver->adds != nullptr) {
-    driver->services->InstallProtocolInterface(&controller, driver->adds, EFI_NATIVE_INTERFACE, nullptr);
-  }
   void *interface = nullptr;
-  return driver->services->OpenProtocol(controller, driver->needs, &interface, binding->DriverBindingHandle, controller,
+  return driver->services->OpenProtocol(controller, &g_fakeGuid, &interface, binding->DriverBindingHandle, controller,
                                         EFI_OPEN_PROTOCOL_BY_DRIVER);
 }
 
@@ -45,7 +40,7 @@ inline EFI_STATUS EFIAPI fakeStop(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HAND
   *driver->calls += {'-', driver->name};
   return driver->keepsHold
              ? EFI_DEVICE_ERROR
-             : driver->services->CloseProtocol(controller, driver->needs, binding->DriverBindingHandle, controller);
+             : driver->services->CloseProtocol(controller, &g_fakeGuid, binding->DriverBindingHandle, controller);
 }
 
 // Publishes driver on a handle of its own, which is also its image.
@@ -55,9 +50,7 @@ inline EFI_HANDLE addDriver(Firmware &firmware, FAKE_DRIVER &driver, std::string
             &calls,
             name,
             /* startFails= */ false,
-            /* keepsHold= */ false,
-            &g_fakeGuid,
-            /* adds= */ nullptr};
+            /* keepsHold= */ false};
   EFI_HANDLE handle = nullptr;
   firmware.bootServices()->InstallProtocolInterface(&handle, &g_bindingGuid, EFI_NATIVE_INTERFACE, &driver.binding);
   driver.binding.ImageHandle = handle;

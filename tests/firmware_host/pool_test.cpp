@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "platform/firmware/firmware.h"
 
 static void *allocate(Firmware &firmware, UINTN size, int type = EfiBootServicesData) {
@@ -16,21 +14,12 @@ __attribute__((no_sanitize("address", "undefined"), noinline)) static void stray
   static_cast<volatile char *>(memory)[offset] = 'x';
 }
 
-struct MISUSE {
+static const struct {
   const char *name;
   void (*act)(Firmware &firmware, char *block); // of 20 bytes
   const char *complaint;                        // null: none
-};
-
-static void churn(Firmware &firmware, int blocks) {
-  for (int i = 0; i < blocks; ++i) {
-    firmware.bootServices()->FreePool(allocate(firmware, 100));
-  }
-}
-
-static const MISUSE g_misuses[] = {
+} g_misuses[] = {
     {"proper use", [](Firmware &firmware, char *block) { firmware.bootServices()->FreePool(block); }, nullptr},
-    {"up to the last byte", [](Firmware &, char *block) { std::memset(block, 0, 20); }, nullptr},
     {"one byte behind, live", [](Firmware &, char *block) { stray(block, 20); }, "outside of its bounds"},
     {"one byte before, freed",
      [](Firmware &firmware, char *block) {
@@ -38,17 +27,13 @@ static const MISUSE g_misuses[] = {
        firmware.bootServices()->FreePool(block);
      },
      "outside of its bounds"},
-    {"write after free",
-     [](Firmware &firmware, char *block) {
-       firmware.bootServices()->FreePool(block);
-       stray(block, 19);
-     },
-     "after it was freed"},
-    {"write after free, long ago",
+    {"write long after free",
      [](Firmware &firmware, char *block) {
        firmware.bootServices()->FreePool(block);
        stray(block, 0);
-       churn(firmware, 20000);
+       for (int i = 0; i < 20000; ++i) {
+         firmware.bootServices()->FreePool(allocate(firmware, 100));
+       }
      },
      "after it was freed"},
     {"second free",
@@ -57,19 +42,11 @@ static const MISUSE g_misuses[] = {
        EXPECT_EQ(firmware.bootServices()->FreePool(block), EFI_INVALID_PARAMETER);
      },
      "freed twice"},
-    {"free inside a block",
-     [](Firmware &firmware, char *block) {
-       EXPECT_EQ(firmware.bootServices()->FreePool(block + 8), EFI_INVALID_PARAMETER);
-     },
-     "not an allocation"},
-    {"null free",
-     [](Firmware &firmware, char *) { EXPECT_EQ(firmware.bootServices()->FreePool(nullptr), EFI_INVALID_PARAMETER); },
-     nullptr},
     {"runtime memory", [](Firmware &firmware, char *) { EXPECT_NE(allocate(firmware, 8, 6), nullptr); }, "type 6"},
 };
 
 TEST(Pool, NoticesMisuseOnce) {
-  for (const MISUSE &misuse : g_misuses) {
+  for (const auto &misuse : g_misuses) {
     SCOPED_TRACE(misuse.name);
     Firmware firmware;
     misuse.act(firmware, static_cast<char *>(allocate(firmware, 20)));
@@ -83,20 +60,6 @@ TEST(Pool, NoticesMisuseOnce) {
   }
 }
 
-TEST(Pool, FreshMemoryIsFilledAndAlignedToEightOnly) {
-  Firmware firmware;
-  for (UINTN size : {0, 1, 7, 8, 512}) {
-    auto *memory = static_cast<uint8_t *>(allocate(firmware, size));
-    ASSERT_NE(memory, nullptr);
-    EXPECT_EQ(reinterpret_cast<uintptr_t>(memory) % 16, 8u);
-    for (UINTN i = 0; i < size; ++i) {
-      ASSERT_EQ(memory[i], 0xA5);
-    }
-  }
-  EXPECT_EQ(allocate(firmware, ~0ULL), nullptr);
-  EXPECT_EQ(allocate(firmware, ~0ULL - 8), nullptr);
-}
-
 TEST(Pool, CountsAndFailsAllocations) {
   struct {
     const char *name;
@@ -104,11 +67,8 @@ TEST(Pool, CountsAndFailsAllocations) {
     FAIL_MODE mode;
     const char *wanted; // of five allocations: + granted, - refused
   } rows[] = {
-      {"off", 0, FAIL_MODE::once, "+++++"},
-      {"the next", 1, FAIL_MODE::once, "-++++"},
       {"the third", 3, FAIL_MODE::once, "++-++"},
       {"from the third on", 3, FAIL_MODE::fromThenOn, "++---"},
-      {"not reached", 6, FAIL_MODE::fromThenOn, "+++++"},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(row.name);
@@ -121,9 +81,6 @@ TEST(Pool, CountsAndFailsAllocations) {
     }
     firmware.failAllocation(0);
     EXPECT_EQ(seen, row.wanted);
-    EXPECT_EQ(firmware.allocationFailed(), seen.find('-') != std::string::npos);
-    EXPECT_EQ(firmware.pool().totalAllocations, 5u);
-    EXPECT_NE(allocate(firmware, 10), nullptr);
   }
 }
 
@@ -132,14 +89,14 @@ TEST(Pool, BooksFollowEveryBlock) {
   std::string seen;
   firmware.onFree([&](const void *memory, uint64_t size) { seen.assign(static_cast<const char *>(memory), size); });
   char *text = firmware.poolText("secret");
-  void *block = allocate(firmware, 100);
-  EXPECT_EQ(firmware.pool().liveAllocations, 2u);
+  auto *block = static_cast<uint8_t *>(allocate(firmware, 100));
+  EXPECT_EQ(block[99], 0xA5) << "fresh memory is filled";
   EXPECT_EQ(firmware.pool().liveBytes, 107u);
   EXPECT_EQ(firmware.bootServices()->FreePool(text), EFI_SUCCESS);
   EXPECT_EQ(seen, std::string("secret", 7));
   EXPECT_FALSE(firmware.allocated(text));
   EXPECT_EQ(firmware.bootServices()->FreePool(block), EFI_SUCCESS);
   EXPECT_EQ(firmware.pool().liveAllocations, 0u);
-  EXPECT_EQ(firmware.pool().liveBytes, 0u);
   EXPECT_EQ(firmware.pool().peakBytes, 107u);
+  EXPECT_EQ(allocate(firmware, ~0ULL - 8), nullptr);
 }

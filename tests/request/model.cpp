@@ -1,5 +1,6 @@
 #include "tests/request/model.h"
 
+#include <algorithm>
 #include <cstring>
 
 static std::deque<std::vector<UINT8>> g_kept;
@@ -57,6 +58,8 @@ public:
     case FORMAT_DECIMAL:
       return at.setValue(oneIn(20) ? random_() : below(number(at.row->Length)));
     case FORMAT_HEX:
+    case FORMAT_BOOLEAN:
+    case FORMAT_MARK:
       return at.setValue(random_());
     case FORMAT_WIDE_TEXT:
       return fillWideText(at);
@@ -64,16 +67,15 @@ public:
       return fillFixedText(at);
     case FORMAT_NAME:
       return fillName(at);
-    case FORMAT_BOOLEAN:
-    case FORMAT_MARK:
-      return at.setValue(random_());
     case FORMAT_MASK:
       return at.setField(subset(at.row->Names));
     case FORMAT_CACHE_POLICY:
       return at.setField(subset(g_cachePolicyTable) | subset(g_writePolicyTable) | subset(g_readPolicyTable) |
                          subset(g_diskCachePolicyTable));
-    case FORMAT_RAID_LEVEL_PARAMS:
-      return fillLevelParams(at);
+    case FORMAT_RAID_LEVEL_PARAMS: {
+      const RAID_LEVEL_PARAMS params[32] = {};
+      return fieldStorePointer(at.base, at.row->Place, oneIn(16) ? nullptr : keep(params, sizeof(params)));
+    }
     case FORMAT_ID_LIST:
       return fillIds(at);
     default:
@@ -82,13 +84,7 @@ public:
   }
 
 private:
-  static UINT64 number(unsigned digits) {
-    UINT64 limit = 1;
-    for (unsigned i = 0; i < digits && i < 19; ++i) {
-      limit *= 10;
-    }
-    return limit;
-  }
+  static UINT64 number(unsigned digits) { return std::stoull("1" + std::string(std::min(digits, 19U), '0')); }
 
   void fillWideText(const VISIT &at) {
     if (oneIn(6)) {
@@ -135,11 +131,6 @@ private:
     return mask;
   }
 
-  void fillLevelParams(const VISIT &at) {
-    std::vector<RAID_LEVEL_PARAMS> params(32);
-    fieldStorePointer(at.base, at.row->Place, oneIn(16) ? nullptr : keep(params.data(), 32 * sizeof(params[0])));
-  }
-
   void fillIds(const VISIT &at) {
     std::vector<UINT32> ids(oneIn(100) ? 255 : below(6));
     for (UINT32 &id : ids) {
@@ -158,57 +149,48 @@ MODEL randomModel(std::mt19937_64 &random) {
   g_kept.clear();
   Filler filler(random);
   MODEL model;
-  memset(&model.adapter, 0xEE, sizeof(model.adapter));
   model.enclosures.resize(filler.below(4));
   model.disks.resize(filler.below(7));
   model.volumes.resize(filler.below(4));
+  const FIELD_TABLE *tables[] = {&g_adapterFields, nullptr, &g_enclosureFields, &g_pdFields, &g_vdFields}; // by type
+  forRecords(model, [](void *record, const FIELD_TABLE &) { memset(record, 0xEE, RAID_RECORD_SIZE); });
+  forRows(model, [&](const VISIT &at) { filler.fill(at); });
   forRecords(model, [&](void *record, const FIELD_TABLE &fields) {
-    memset(record, 0xEE, RAID_RECORD_SIZE);
-    walkRecord(record, fields, [&](const VISIT &at) { filler.fill(at); });
     auto *header = static_cast<RAID_RECORD_HEADER *>(record);
+    header->ObjectType = static_cast<UINT32>(std::find(tables, std::end(tables), &fields) - tables);
     header->ObjVersion = filler.oneIn(3) ? 0 : static_cast<UINT32>(header->ObjVersion);
   });
-  model.adapter.ObjectType = RAID_OBJECT_ADAPTER;
   for (auto &enclosure : model.enclosures) {
-    enclosure.ObjectType = RAID_OBJECT_ENCLOSURE;
     enclosure.DeviceID = static_cast<UINT32>(100 + (&enclosure - model.enclosures.data()));
   }
   for (auto &disk : model.disks) {
-    disk.ObjectType = RAID_OBJECT_PHYSICAL_DISK;
-    bool inside = !filler.oneIn(4);
-    disk.EnclosureDeviceID = inside ? static_cast<UINT32>(100 + filler.below(4)) : RAID_ENCLOSURE_NONE;
-  }
-  for (auto &volume : model.volumes) {
-    volume.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
+    disk.EnclosureDeviceID = filler.oneIn(4) ? RAID_ENCLOSURE_NONE : static_cast<UINT32>(100 + filler.below(4));
   }
   model.hasKey = filler.oneIn(2);
   model.keyId.assign(filler.oneIn(8) ? 250 + filler.below(20) : filler.below(30), 'k');
   return model;
 }
 
-static std::string hexOf(const UINT8 *bytes, UINTN count) {
+static std::string hexOf(const void *bytes, UINTN count) {
   std::string text;
   for (UINTN i = 0; i < count; ++i) {
     char digits[4];
-    snprintf(digits, sizeof(digits), "%02X ", bytes[i]);
+    snprintf(digits, sizeof(digits), "%02X ", static_cast<const UINT8 *>(bytes)[i]);
     text += digits;
   }
   return text;
 }
 
 static std::string describeField(const VISIT &at) {
-  void *pointer = at.row->Place.Width == 8 ? fieldPointer(at.base, at.row->Place) : nullptr;
+  bool isPointer = at.row->Format == FORMAT_WIDE_TEXT || at.row->Format == FORMAT_ID_LIST;
+  if (isPointer && fieldPointer(at.base, at.row->Place) == nullptr) {
+    return "null";
+  }
   switch (at.row->Format) {
-  case FORMAT_WIDE_TEXT: {
-    std::u16string text = pointer == nullptr ? u"" : at.text();
-    auto bytes = reinterpret_cast<const UINT8 *>(text.data());
-    return pointer == nullptr ? "null" : "text " + hexOf(bytes, 2 * text.size());
-  }
-  case FORMAT_ID_LIST: {
-    UINT64 count = fieldLoad(at.base, at.row->Count);
-    std::string ids = pointer == nullptr ? "null" : hexOf(static_cast<UINT8 *>(pointer), 4 * count);
-    return std::to_string(count) + " ids " + ids;
-  }
+  case FORMAT_WIDE_TEXT:
+    return "text " + hexOf(at.text(), 2 * std::u16string(at.text()).size());
+  case FORMAT_ID_LIST:
+    return "ids " + hexOf(fieldPointer(at.base, at.row->Place), 4 * fieldLoad(at.base, at.row->Count));
   case FORMAT_PCI_IDENTITY:
   case FORMAT_RATES:
   case FORMAT_RAID_LEVEL_PARAMS:
@@ -221,13 +203,11 @@ static std::string describeField(const VISIT &at) {
 
 std::string describe(MODEL &model) {
   std::string text;
-  forRecords(model, [&](void *record, const FIELD_TABLE &fields) {
-    text += "--- " + std::to_string(*static_cast<UINT8 *>(record)) + "\n";
-    walkRecord(record, fields,
-               [&](const VISIT &at) { text += std::string(at.row->Element) + " " + describeField(at) + "\n"; });
-    UINTN used = 0;
-    forReserved(record, fields, [&](const UINT8 &byte) { used += byte != 0; });
-    text += "reserved bytes that are not zero: " + std::to_string(used) + "\n";
+  void *last = nullptr;
+  forRows(model, [&](const VISIT &at) {
+    text += at.record == last ? "" : "---\n";
+    last = at.record;
+    text += std::string(at.row->Element) + " " + describeField(at) + "\n";
   });
   return text + (model.hasKey ? "key " + model.keyId : "no key") + "\n";
 }

@@ -81,50 +81,24 @@ template <class F> void walkRows(void *record, void *base, const FIELD_TABLE &fi
   }
 }
 
-template <class F> void walkRecord(void *record, const FIELD_TABLE &fields, const F &visit) {
-  walkRows(record, record, g_headerFields, visit);
-  walkRows(record, record, fields, visit);
-}
-
 // Calls visit(record, fields) for every record.
 template <class F> void forRecords(MODEL &model, const F &visit) {
+  auto each = [&](auto &records, const FIELD_TABLE &fields) {
+    for (auto &record : records) {
+      visit(static_cast<void *>(&record), fields);
+    }
+  };
   visit(static_cast<void *>(&model.adapter), g_adapterFields);
-  for (auto &record : model.enclosures) {
-    visit(static_cast<void *>(&record), g_enclosureFields);
-  }
-  for (auto &record : model.disks) {
-    visit(static_cast<void *>(&record), g_pdFields);
-  }
-  for (auto &record : model.volumes) {
-    visit(static_cast<void *>(&record), g_vdFields);
-  }
+  each(model.enclosures, g_enclosureFields);
+  each(model.disks, g_pdFields);
+  each(model.volumes, g_vdFields);
 }
 
 template <class F> void forRows(MODEL &model, const F &visit) {
-  forRecords(model, [&](void *record, const FIELD_TABLE &fields) { walkRecord(record, fields, visit); });
-}
-
-// Calls visit(byte) for every byte of the record that no element carries.
-template <class F> void forReserved(void *record, const FIELD_TABLE &fields, const F &visit) {
-  UINT8 *start = static_cast<UINT8 *>(record);
-  std::vector<bool> covered(RAID_RECORD_SIZE);
-  auto cover = [&](const UINT8 *from, UINTN width) {
-    for (UINTN i = 0; i < width; ++i) {
-      if (from + i >= start && from + i < start + RAID_RECORD_SIZE) {
-        covered[from + i - start] = true;
-      }
-    }
-  };
-  walkRecord(record, fields, [&](const VISIT &at) {
-    bool container = at.row->Format == FORMAT_PCI_IDENTITY;
-    cover(at.bytes(), container ? 0 : at.row->Place.Width);
-    cover(static_cast<UINT8 *>(at.base) + at.row->Count.Offset, at.row->Count.Width);
+  forRecords(model, [&](void *record, const FIELD_TABLE &fields) {
+    walkRows(record, record, g_headerFields, visit);
+    walkRows(record, record, fields, visit);
   });
-  for (UINTN i = 0; i < RAID_RECORD_SIZE; ++i) {
-    if (!covered[i]) {
-      visit(start[i]);
-    }
-  }
 }
 
 // The records field by field, one line each, for comparing.

@@ -8,12 +8,6 @@
 
 namespace {
 
-void zeroReserved(MODEL &model) {
-  forRecords(model, [](void *record, const FIELD_TABLE &fields) {
-    forReserved(record, fields, [](UINT8 &byte) { byte = 0; });
-  });
-}
-
 void orderDisks(MODEL &model) {
   std::vector<RAID_PD_RECORD> ordered;
   auto take = [&](UINT32 enclosure) {
@@ -34,9 +28,10 @@ void orderDisks(MODEL &model) {
   }
 }
 
-void copyObjectIds(MODEL &model) {
+void addressDisks(MODEL &model) {
   for (auto &disk : model.disks) {
     disk.DeviceID = disk.ObjectID;
+    disk.EnclosureDeviceID = disk.EnclosureDeviceID == RAID_ENCLOSURE_NONE ? 4294967U : disk.EnclosureDeviceID;
   }
 }
 
@@ -65,15 +60,7 @@ void narrowTexts(MODEL &model) {
     for (const CHAR16 *unit = at.text(); (*unit & 0xFF) != 0; ++unit) {
       text += static_cast<CHAR16>(static_cast<signed char>(*unit & 0xFF));
     }
-    at.setText(text);
-  });
-}
-
-void dropEmptyTexts(MODEL &model) {
-  forRows(model, [](const VISIT &at) {
-    if (at.row->Format == FORMAT_WIDE_TEXT && at.text() != nullptr && *at.text() == 0) {
-      fieldStorePointer(at.base, at.row->Place, nullptr);
-    }
+    text.empty() ? fieldStorePointer(at.base, at.row->Place, nullptr) : at.setText(text);
   });
 }
 
@@ -81,12 +68,6 @@ void closeUpRates(MODEL &model) {
   auto first = std::begin(model.adapter.Rates);
   auto end = std::remove_if(first, std::end(model.adapter.Rates), [](const RAID_RATE &r) { return r.Name == nullptr; });
   std::fill(end, std::end(model.adapter.Rates), RAID_RATE{});
-}
-
-void dropNamelessRates(MODEL &model) {
-  for (auto &rate : model.adapter.Rates) {
-    rate.Name = rate.Name != nullptr && (rate.Name[0] & 0xFF) == 0 ? nullptr : rate.Name;
-  }
 }
 
 void dropAbsentModes(MODEL &model) {
@@ -120,14 +101,6 @@ void cutFixedTexts(MODEL &model) {
   });
 }
 
-void dropBlankTexts(MODEL &model) {
-  forRows(model, [](const VISIT &at) {
-    if (at.row->Format == FORMAT_FIXED_TEXT && fixedText(at).empty()) {
-      memset(at.bytes(), 0, at.row->Place.Width);
-    }
-  });
-}
-
 void reverseLists(MODEL &model) {
   forRows(model, [](const VISIT &at) {
     UINT64 count = at.row->Format == FORMAT_ID_LIST ? fieldLoad(at.base, at.row->Count) : 0;
@@ -152,12 +125,6 @@ void cutKey(MODEL &model) {
   model.keyId.resize(std::min<size_t>(model.keyId.size(), RAID_KEY_ID_SIZE));
 }
 
-void attachDisks(MODEL &model) {
-  for (auto &disk : model.disks) {
-    disk.EnclosureDeviceID = disk.EnclosureDeviceID == RAID_ENCLOSURE_NONE ? 4294967U : disk.EnclosureDeviceID;
-  }
-}
-
 // How a record that was read differs from the one that was written, in this order, and nothing else.
 struct EXCEPTION {
   const char *what;
@@ -167,21 +134,20 @@ struct EXCEPTION {
 };
 
 const EXCEPTION g_exceptions[] = {
-    {"reserved bytes", "no element carries them", zeroReserved, false},
     {"disks", "stand inside their enclosure, which counts them; those of no listed one are not written", orderDisks,
      false},
-    {"DeviceID of a disk", "read from ObjectID, since a document addresses disks by it", copyObjectIds, true},
-    {"direct disks", "0xFFFFFFFF has more than seven digits", attachDisks, true},
+    {"addresses of disks", "DeviceID is read from ObjectID, and 0xFFFFFFFF has more than seven digits", addressDisks,
+     true},
     {"versioned fields", "written only with an ObjVersion", dropVersioned, false},
     {"unset rates", "not written, so later ones move up", closeUpRates, false},
-    {"rates with an empty name", "read as unset", dropNamelessRates, true},
     {"long numbers", "cut to the digits that the element has", cutNumbers, false},
-    {"wide texts", "only low bytes are written, and read back with their sign", narrowTexts, false},
-    {"empty wide texts", "not told from missing ones", dropEmptyTexts, false},
+    {"wide texts",
+     "only low bytes are written, and read back with their sign; empty ones are read as none, and a rate "
+     "of that name is then unset",
+     narrowTexts, true},
     {"modes", "not written without their presence bit, and only with bits that have an element", dropAbsentModes,
      false},
-    {"padding of fixed texts", "cut off", cutFixedTexts, false},
-    {"fixed texts of blanks", "an empty element is read as no text", dropBlankTexts, true},
+    {"fixed texts", "padding is cut off, and an empty element is read as no text", cutFixedTexts, true},
     {"id lists", "written last id first", reverseLists, true},
     {"missing level descriptors", "read as empty ones", fillLevels, true},
     {"long key identifiers", "cut to what a key record holds", cutKey, true},
@@ -223,23 +189,23 @@ TEST_P(Presets, ReadBackAsTheControllerAnswered) {
   World world(GetParam());
   RAID_MGMT_PROTOCOL *mgmt = &world.sim->protocol;
   RAID_CMD_RESULT answers[5] = {};
-  const UINT32 types[] = {RAID_OBJECT_ADAPTER, RAID_OBJECT_ENCLOSURE, RAID_OBJECT_PHYSICAL_DISK,
-                          RAID_OBJECT_VIRTUAL_DISK};
-  for (int i = 0; i < 4; ++i) {
-    issueCommand(mgmt, RAID_COMMAND_GET, types[i], &answers[i]);
+  for (UINT32 i = 0; i < 4; ++i) { // the types are 0, 2, 3 and 4
+    issueCommand(mgmt, RAID_COMMAND_GET, i == 0 ? i : i + 1, &answers[i]);
   }
   issueCommand(mgmt, RAID_COMMAND_GET_KEY_ID, RAID_OBJECT_ADAPTER, &answers[4]);
-  RAID_CONFIG config = {};
-  config.adapter = static_cast<RAID_ADAPTER_RECORD *>(answers[0].Data);
-  config.enclosureCount = recordCount(&answers[1]);
-  config.enclosures = static_cast<RAID_ENCLOSURE_RECORD *>(answers[1].Data);
-  config.physicalDiskCount = recordCount(&answers[2]);
-  config.physicalDisks = static_cast<RAID_PD_RECORD *>(answers[2].Data);
-  config.logicalDiskCount = recordCount(&answers[3]);
-  config.logicalDisks = static_cast<RAID_VD_RECORD *>(answers[3].Data);
-  config.keyId = static_cast<CHAR8 *>(answers[4].Data);
-  EXPECT_EQ(world.get().text, written(config));
-  expectRoundTrip(modelOf(config));
+  MODEL model;
+  model.adapter = *static_cast<RAID_ADAPTER_RECORD *>(answers[0].Data);
+  auto take = [](auto &records, const RAID_CMD_RESULT &answer) {
+    auto *first = static_cast<decltype(records.data())>(answer.Data);
+    records.assign(first, first + recordCount(&answer));
+  };
+  take(model.enclosures, answers[1]);
+  take(model.disks, answers[2]);
+  take(model.volumes, answers[3]);
+  model.hasKey = answers[4].Data != nullptr;
+  model.keyId = model.hasKey ? static_cast<CHAR8 *>(answers[4].Data) : "";
+  EXPECT_EQ(world.get().text, written(model.config()));
+  expectRoundTrip(model);
   for (RAID_CMD_RESULT &answer : answers) {
     giveBack(mgmt, &answer);
   }
@@ -250,7 +216,7 @@ INSTANTIATE_TEST_SUITE_P(RoundTrip, Presets, testing::Values("demo", "direct", "
 
 TEST(RoundTrip, RandomConfigurations) {
   World world({.preset = nullptr, .debugLog = false, .connect = false});
-  for (UINT64 seed = 1; seed <= 2000 && !HasFatalFailure(); ++seed) {
+  for (UINT64 seed = 1; seed <= 300 && !HasFatalFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937_64 random(seed);
     expectRoundTrip(randomModel(random));
