@@ -29,6 +29,7 @@ TEST_F(Protocols, OpensOfTwoAgents) {
   } rows[] = {
       {DRIVER, DRIVER, 0, EFI_ALREADY_STARTED},
       {DRIVER, DRIVER, 1, EFI_ACCESS_DENIED},
+      {DRIVER, DRIVER | EXCLUSIVE, 1, EFI_ACCESS_DENIED}, // the holder has no binding that could let go
       {DRIVER, GET, 1, EFI_SUCCESS},
       {EXCLUSIVE, DRIVER, 1, EFI_ACCESS_DENIED},
       {EXCLUSIVE, EXCLUSIVE, 1, EFI_ACCESS_DENIED},

@@ -66,7 +66,8 @@ TEST(Documents, MethodsGoToTheAdapterThatFollows) {
   const std::string get = "<Method name='Get'/>";
   const std::string text =
       "<raidData>" + get + get + "<Adapter/><Adapter/>" + get + "<x/><Adapter/>" + get + "</raidData>";
-  RAID_CONFIG *configs[4] = {};
+  RAID_CONFIG *configs[4] = {nullptr, poolNew<RAID_CONFIG>(), nullptr, nullptr};
+  configs[1]->commandCount = 77; // what a caller's configuration says is not read
   UINT32 count = 4;
   EXPECT_EQ(name(ParseXMLBlob(text.c_str(), configs, &count)), name(EFI_SUCCESS));
   ASSERT_EQ(count, 3U);
