@@ -216,7 +216,7 @@ INSTANTIATE_TEST_SUITE_P(RoundTrip, Presets, testing::Values("demo", "direct", "
 
 TEST(RoundTrip, RandomConfigurations) {
   World world({.preset = nullptr, .debugLog = false, .connect = false});
-  for (UINT64 seed = 1; seed <= 300 && !HasFatalFailure(); ++seed) {
+  for (UINT64 seed = 1; seed <= 2000 && !HasFatalFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937_64 random(seed);
     expectRoundTrip(randomModel(random));
