@@ -70,8 +70,8 @@ static VERDICT judgeCreate(const CONTROLLER &controller, const COMMAND &command)
   if (wanted == nullptr || command.ids.empty()) {
     return VERDICT::mustNot;
   }
-  bool plain = !wanted->encrypted && !wanted->cacheCade && wanted->size == 0 && wanted->cachePolicy == 0 &&
-               controller.volumes.size() < MOST_VOLUMES;
+  bool plain =
+      !wanted->encrypted && !wanted->cacheCade && wanted->size == 0 && controller.volumes.size() < MOST_VOLUMES;
   const DISK *first = controller.disk(command.ids[0]);
   for (size_t i = 0; i < command.ids.size(); ++i) {
     const DISK *disk = controller.disk(command.ids[i]);

@@ -37,6 +37,7 @@ struct WIRE {
   const std::vector<ARRIVED> &arrived;
   std::string *wrong;
   size_t sent = 0;
+  size_t faulty = 0; // of those sent the ones that the fault counts
 
   // Whether an answer holds records is told by *hasData.
   EFI_STATUS send(const COMMAND &command, bool *hasData = nullptr);
@@ -60,7 +61,10 @@ EFI_STATUS WIRE::send(const COMMAND &command, bool *hasData) {
     differ("must be " + describe(command) + ", but is " + describe(came.command));
     return EFI_ABORTED;
   }
-  bool struck = fault.nth != 0 && (fault.once ? sent == fault.nth : sent >= fault.nth);
+  bool isList = command.command == RAID_COMMAND_GET && command.objectType == RAID_OBJECT_VIRTUAL_DISK;
+  bool counts = isList || !fault.ofLists;
+  faulty += counts ? 1 : 0;
+  bool struck = counts && fault.nth != 0 && (fault.once ? faulty == fault.nth : faulty >= fault.nth);
   if (struck && fault.status != EFI_SUCCESS) {
     return fault.status;
   }

@@ -35,6 +35,7 @@ struct OPTIONS {
 struct FAULT {
   UINT32 nth = 0; // 0: none
   bool once = true;
+  bool ofLists = false; // only reads of the virtual disks count
   EFI_STATUS status = EFI_SUCCESS;
 };
 

@@ -221,29 +221,29 @@ bool happen(SIM_CONTROLLER *sim, CONTROLLER &controller, const EVENT &event) {
     return false;
   }
   switch (event.kind) {
-  case EVENT::pull:
+  case EVENT::KIND::pull:
     simPullDisk(sim, event.ids[0]);
     pull(controller, event.ids[0]);
     return true;
-  case EVENT::replace:
+  case EVENT::KIND::replace:
     simReplaceDisk(sim, event.ids[0], event.size);
     replace(controller, event.ids[0], event.size);
     return true;
-  case EVENT::swap:
+  case EVENT::KIND::swap:
     simSwapDisks(sim, event.ids[0], event.ids[1]);
     swap(controller, event.ids[0], event.ids[1]);
     return true;
-  case EVENT::fail:
+  case EVENT::KIND::fail:
     simFailDisk(sim, event.ids[0]);
     fail(controller, event.ids[0]);
     return true;
-  case EVENT::makeForeign:
+  case EVENT::KIND::makeForeign:
     return turnForeign(sim, controller, event.ids);
-  case EVENT::replaceAdapter:
+  case EVENT::KIND::replaceAdapter:
     simReplaceAdapter(sim);
     replaceAdapter(controller);
     return true;
-  case EVENT::changeSettings:
+  case EVENT::KIND::changeSettings:
     setSettings(sim, controller, event);
     return true;
   }
@@ -253,6 +253,7 @@ bool happen(SIM_CONTROLLER *sim, CONTROLLER &controller, const EVENT &event) {
 std::string describe(const EVENT &event) {
   static const char *const names[] = {"pull",         "replace",         "swap",           "fail",
                                       "make foreign", "replace adapter", "change settings"};
-  return std::string(names[event.kind]) + " " + idsText(event.ids.data(), event.ids.size()) + " size " +
-         std::to_string(event.size) + " mode " + std::to_string(event.mode) + " = " + std::to_string(event.value);
+  return std::string(names[static_cast<int>(event.kind)]) + " " + idsText(event.ids.data(), event.ids.size()) +
+         " size " + std::to_string(event.size) + " mode " + std::to_string(event.mode) + " = " +
+         std::to_string(event.value);
 }

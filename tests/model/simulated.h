@@ -19,7 +19,7 @@ std::vector<ARRIVED> arrivals(const SIM_CONTROLLER *sim, UINT64 first);
 
 // Something that happens between calls.
 struct EVENT {
-  enum KIND { pull, replace, swap, fail, makeForeign, replaceAdapter, changeSettings } kind;
+  enum class KIND { pull, replace, swap, fail, makeForeign, replaceAdapter, changeSettings } kind;
   IDS ids;
   UINT64 size = 0; // of a drive that replaces another one
   UINT32 mode = 0; // that is set to value

@@ -234,7 +234,7 @@ static void distort(RANDOM &random, SAVED &saved) {
   SAVED_DISK *disk = disks == 0 ? nullptr : &saved.disks[random.below(disks)];
   VOLUME *volume =
       saved.volumes.empty() ? nullptr : &saved.volumes[random.below(static_cast<UINT32>(saved.volumes.size()))];
-  UINT32 roll = random.below(14);
+  UINT32 roll = random.below(15);
   if (roll == 0) {
     saved.deviceId ^= 1;
   } else if (roll == 1) {
@@ -257,6 +257,8 @@ static void distort(RANDOM &random, SAVED &saved) {
   } else if (disk != nullptr && roll == 9) {
     saved.disks.push_back(*disk); // a disk with the id of a virtual disk
     saved.disks.back().disk.id = 1;
+  } else if (disk != nullptr && roll == 14) {
+    disk->disk.place.port ^= 1;
   } else if (volume != nullptr && roll == 10) {
     volume->members.assign(1, UNKNOWN_DISK);
   } else if (volume != nullptr && roll == 11) {
@@ -290,7 +292,7 @@ static FAULT randomFault(RANDOM &random) {
   static const std::vector<EFI_STATUS> statuses = {EFI_DEVICE_ERROR,  EFI_NOT_FOUND,
                                                    EFI_TIMEOUT,       EFI_OUT_OF_RESOURCES,
                                                    /* a warning */ 5, /* no data */ EFI_SUCCESS};
-  FAULT fault = {1 + random.below(10), random.chance(75), random.oneOf(statuses)};
+  FAULT fault = {1 + random.below(10), random.chance(75), random.chance(20), random.oneOf(statuses)};
   return random.chance(35) ? fault : FAULT{};
 }
 
@@ -298,7 +300,7 @@ static CALL randomCall(RANDOM &random, const CONTROLLER &controller, SAVES &save
   CALL call;
   UINT32 roll = random.below(100);
   call.options.restore = roll >= 55 && roll < 90;
-  call.options.normal = !call.options.restore && roll < 98;
+  call.options.normal = (!call.options.restore || random.chance(15)) && roll < 98;
   call.options.preserve = random.chance(35);
   call.options.stopOnError = random.chance(40);
   call.fault = randomFault(random);
@@ -321,29 +323,29 @@ static EVENT randomEvent(RANDOM &random, const CONTROLLER &controller) {
     disks.push_back(disk.id);
   }
   UINT32 mode = random.below(6);
-  EVENT settings = {EVENT::changeSettings, {}, 0, mode, randomMode(random, mode)};
+  EVENT settings = {EVENT::KIND::changeSettings, {}, 0, mode, randomMode(random, mode)};
   if (disks.empty()) {
     return settings;
   }
   switch (random.below(12)) {
   case 0:
-    return {EVENT::pull, someOf(random, disks, 1)};
+    return {EVENT::KIND::pull, someOf(random, disks, 1)};
   case 1:
-    return {EVENT::fail, someOf(random, disks, 1)};
+    return {EVENT::KIND::fail, someOf(random, disks, 1)};
   case 2:
   case 3:
-    return {EVENT::swap, {random.oneOf(disks), random.oneOf(disks)}};
+    return {EVENT::KIND::swap, {random.oneOf(disks), random.oneOf(disks)}};
   case 4:
   case 5:
   case 6:
-    return {EVENT::makeForeign, someOf(random, disks, 1 + random.below(2))};
+    return {EVENT::KIND::makeForeign, someOf(random, disks, 1 + random.below(2))};
   case 7:
-    return {EVENT::replaceAdapter, {}};
+    return {EVENT::KIND::replaceAdapter, {}};
   case 8:
   case 9:
     return settings;
   default:
-    return {EVENT::replace, someOf(random, disks, 1), (random.chance(80) ? 900 : 300) * GB};
+    return {EVENT::KIND::replace, someOf(random, disks, 1), (random.chance(80) ? 900 : 300) * GB};
   }
 }
 
