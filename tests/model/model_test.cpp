@@ -47,7 +47,9 @@ static ANSWER perform(STAGE &stage, const CALL &call) {
   std::string request = call.methods.has_value() ? requestText(*call.methods) : "";
   if (call.fault.nth != 0) {
     SIM_FAULT_KIND kind = call.fault.status == EFI_SUCCESS ? SIM_FAULT_NO_DATA : SIM_FAULT_STATUS;
-    simAddFault(stage.world.sim, {kind, SIM_ANY, SIM_ANY, call.fault.nth, call.fault.once, call.fault.status, 0});
+    UINT32 command = call.fault.ofLists ? UINT32{RAID_COMMAND_GET} : SIM_ANY;
+    UINT32 objectType = call.fault.ofLists ? UINT32{RAID_OBJECT_VIRTUAL_DISK} : SIM_ANY;
+    simAddFault(stage.world.sim, {kind, command, objectType, call.fault.nth, call.fault.once, call.fault.status, 0});
   }
   ANSWER answer = stage.world.set({options.c_str(), call.saved.has_value() ? saved.c_str() : nullptr,
                                    call.methods.has_value() ? request.c_str() : nullptr});
@@ -118,6 +120,15 @@ static void shorten(STAGE &stage, const CONTROLLER &start, std::vector<STEP> &st
   }
 }
 
+static std::string describe(const FAULT &fault) {
+  if (fault.nth == 0) {
+    return {};
+  }
+  return std::string(fault.ofLists ? " list " : " command ") + std::to_string(fault.nth) +
+         (fault.once ? ": " : " and all later ones: ") +
+         (fault.status == EFI_SUCCESS ? "no data" : name(fault.status)) + "\n";
+}
+
 static std::string describe(const CONTROLLER &start, const std::vector<STEP> &steps) {
   std::string story;
   for (const DISK &disk : start.disks) {
@@ -131,10 +142,7 @@ static std::string describe(const CONTROLLER &start, const std::vector<STEP> &st
       continue;
     }
     story += "call " + optionsText(call->options) + "\n";
-    story += call->fault.nth == 0
-                 ? ""
-                 : " command " + std::to_string(call->fault.nth) + (call->fault.once ? "" : " and all later ones") +
-                       ": " + (call->fault.status == 0 ? "no data" : name(call->fault.status)) + "\n";
+    story += describe(call->fault);
     story += call->saved.has_value() && call->savedText.empty() ? " saved " + savedText(*call->saved) + "\n"
                                                                 : call->savedText;
     story += call->methods.has_value() ? " request " + requestText(*call->methods) + "\n" : "";
@@ -176,7 +184,7 @@ TEST(Model, ControllerStatusAndLogAreWhatTheContractsSay) {
     if (!wrong.empty()) {
       shorten(stage, start, steps);
       FAIL() << "MODEL_SEED=" << seed << "\n"
-             << wrong << "shortened:\n"
+             << wrong << "\nshortened:\n"
              << describe(start, steps) << run(stage, start, steps);
     }
     if (seed % AUDIT_EVERY == 0) {
