@@ -52,13 +52,17 @@ CONTROLLER randomController(RANDOM &random, const SETTINGS &settings) {
     controller.settings.modes[mode] = randomMode(random, mode);
   }
   controller.enclosures = random.below(3);
+  std::vector<PLACE> places;
   for (UINT32 enclosure = 0; enclosure <= controller.enclosures; ++enclosure) {
-    UINT32 count = random.below(5);
-    for (UINT32 i = 0; i < count; ++i) {
-      bool direct = enclosure == controller.enclosures;
-      PLACE place = {direct ? DIRECT : 301 + enclosure, i, direct ? i / 4 : enclosure};
-      controller.disks.push_back(randomDisk(random, place, controller.nextDiskId++));
+    bool direct = enclosure == controller.enclosures;
+    for (UINT32 slot = random.below(5); slot-- > 0;) {
+      places.push_back({direct ? DIRECT : 301 + enclosure, slot, direct ? slot / 4 : enclosure});
     }
+  }
+  while (!places.empty()) { // in no order, unlike documents
+    UINT32 at = random.below(static_cast<UINT32>(places.size()));
+    controller.disks.push_back(randomDisk(random, places[at], controller.nextDiskId++));
+    places.erase(places.begin() + at);
   }
   return controller;
 }
@@ -258,7 +262,9 @@ static void distort(RANDOM &random, SAVED &saved) {
     saved.disks.push_back(*disk); // a disk with the id of a virtual disk
     saved.disks.back().disk.id = 1;
   } else if (disk != nullptr && roll == 14) {
-    disk->disk.place.port ^= 1;
+    for (SAVED_DISK &each : saved.disks) { // nothing is where it was
+      each.disk.place.port ^= 1;
+    }
   } else if (volume != nullptr && roll == 10) {
     volume->members.assign(1, UNKNOWN_DISK);
   } else if (volume != nullptr && roll == 11) {
@@ -292,7 +298,8 @@ static FAULT randomFault(RANDOM &random) {
   static const std::vector<EFI_STATUS> statuses = {EFI_DEVICE_ERROR,  EFI_NOT_FOUND,
                                                    EFI_TIMEOUT,       EFI_OUT_OF_RESOURCES,
                                                    /* a warning */ 5, /* no data */ EFI_SUCCESS};
-  FAULT fault = {1 + random.below(10), random.chance(75), random.chance(20), random.oneOf(statuses)};
+  FAULT fault = {1 + random.below(10), random.chance(75), random.chance(25), random.oneOf(statuses)};
+  fault.nth = fault.ofLists ? 1 + random.below(4) : fault.nth;
   return random.chance(35) ? fault : FAULT{};
 }
 

@@ -102,7 +102,7 @@ static std::vector<ROW> rows() {
   const std::string shelf = adapter(HOST_ADAPTER, SHELF_DISKS);
   constexpr OPERATION SET = OPERATION::set;
   return {
-      {"inventory", "sas", nullptr, OPERATION::get, nullptr, "", "", EFI_SUCCESS, text, device, false},
+      {"inventory", "sas", giveKey, OPERATION::get, nullptr, "", "", EFI_SUCCESS, text, device, false},
       {"verify", "empty", nullptr, OPERATION::verify, nullptr, raid, "", EFI_SUCCESS, parsed, device, true},
       {"verify, no document",
        "empty",
