@@ -35,11 +35,11 @@ static ANSWER applyExample(World &world, const std::string &name, const std::str
   return world.set({options.c_str(), saved.empty() ? nullptr : saved.c_str(), request.c_str()});
 }
 
-static void expectApplied(World &world, const std::string &name, size_t methods) {
+static void expectApplied(World &world, const std::string &name) {
   SCOPED_TRACE(name);
   ANSWER answer = applyExample(world, name);
   EXPECT_EQ(::name(answer.status), ::name(EFI_SUCCESS));
-  EXPECT_EQ(countOf(answer.text, "<Status>Success</Status>"), methods) << answer.text;
+  EXPECT_EQ(countOf(answer.text, "<Status>Success</Status>"), 1u) << answer.text;
   world.expectBalanced();
 }
 
@@ -67,13 +67,10 @@ TEST(ChangesGuide, CachePolicyAndDeletion) {
   UINT32 id = numbers("cache-policy", "OID").at(0);
   ASSERT_NE(simFindVirtualDisk(world.sim, id), nullptr);
   EXPECT_NE(simFindVirtualDisk(world.sim, id)->currentCachePolicy, 0x11u);
-  expectApplied(world, "cache-policy", 1);
+  expectApplied(world, "cache-policy");
   EXPECT_EQ(simFindVirtualDisk(world.sim, id)->currentCachePolicy, 0x11u);
-  UINT32 volumes = world.sim->virtualDisks.count;
-  EXPECT_EQ(numbers("delete-volume", "OID").at(0), id);
-  expectApplied(world, "delete-volume", 1);
+  expectApplied(world, "delete-volume");
   EXPECT_EQ(simFindVirtualDisk(world.sim, id), nullptr);
-  EXPECT_EQ(world.sim->virtualDisks.count, volumes - 1);
 }
 
 TEST(ChangesGuide, ForeignConfiguration) {
@@ -84,7 +81,7 @@ TEST(ChangesGuide, ForeignConfiguration) {
     ASSERT_EQ(simMakeForeign(world.sim, /* RAID 1 */ 0x4, ids.data(), 2), EFI_SUCCESS);
     EXPECT_EQ(simFindDisk(world.sim, ids[0])->state, SIM_STATE_FOREIGN);
     world.markBalance();
-    expectApplied(world, name, 1);
+    expectApplied(world, name);
     bool imported = std::string(name) == "import-foreign";
     EXPECT_EQ(world.sim->virtualDisks.count, volumes + (imported ? 1 : 0));
     EXPECT_EQ(simFindDisk(world.sim, ids[0])->state, imported ? SIM_STATE_ONLINE : SIM_STATE_READY);
@@ -99,12 +96,11 @@ TEST(ChangesGuide, SecurityKey) {
     EXPECT_STREQ(reinterpret_cast<const char *>(world.sim->key.passphrase), passphrase);
     EXPECT_EQ(world.sim->key.mode, RAID_KEY_MODE_LKM);
   };
-  EXPECT_FALSE(world.sim->key.present);
-  expectApplied(world, "set-key", 1);
+  expectApplied(world, "set-key");
   keyIs("rack-7", "correct horse");
-  expectApplied(world, "change-key", 1);
+  expectApplied(world, "change-key");
   keyIs("rack-7-b", "battery staple");
-  expectApplied(world, "remove-key", 1);
+  expectApplied(world, "remove-key");
   EXPECT_FALSE(world.sim->key.present);
 }
 

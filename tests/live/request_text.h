@@ -1,9 +1,9 @@
-// Change documents for tests, and what the controller got.
+// Change documents for tests, and what the controller and the log got.
 #pragma once
 
-#include <vector>
-
 #include "tests/support/world.h"
+
+using IDS = std::vector<UINT32>;
 
 // The target id that the nth created virtual disk of a request asks for, so that later methods can refer to it.
 constexpr UINT32 reference(UINT32 n) {
@@ -11,14 +11,20 @@ constexpr UINT32 reference(UINT32 n) {
 }
 
 inline std::string element(const std::string &name, const std::string &content) {
-  return "<" + name + ">" + content + "</" + name + ">";
+  return content.empty() ? "<" + name + "/>" : "<" + name + ">" + content + "</" + name + ">";
 }
 
 inline std::string element(const std::string &name, UINT64 number) {
   return element(name, std::to_string(number));
 }
 
-inline std::string method(const std::string &name, const std::string &objectType, const std::vector<UINT32> &ids = {},
+inline std::string hexText(UINT32 value) {
+  char text[16];
+  snprintf(text, sizeof text, "%X", value);
+  return text;
+}
+
+inline std::string method(const std::string &name, const std::string &objectType, const IDS &ids = {},
                           const std::string &object = {}) {
   std::string text = "<Method name=\"" + name + "\">" + element("ObjectType", objectType);
   for (UINT32 id : ids) {
@@ -27,12 +33,12 @@ inline std::string method(const std::string &name, const std::string &objectType
   return text + (object.empty() ? "" : element("Object", object)) + "</Method>";
 }
 
-inline std::string createVolume(const std::string &level, UINT32 targetId, const std::vector<UINT32> &disks) {
+inline std::string createVolume(const std::string &level, UINT32 targetId, const IDS &disks) {
   return method("Create", "Virtual Disk", disks,
                 element("VD", element("TargetID", targetId) + element("RAIDLevel", level)));
 }
 
-inline std::string dedicateSpare(UINT32 disk, const std::vector<UINT32> &volumes) {
+inline std::string dedicateSpare(UINT32 disk, const IDS &volumes) {
   std::string record = element("Hotspare", "Dedicated");
   for (UINT32 id : volumes) {
     record += element("VD", id);
@@ -47,8 +53,8 @@ inline ANSWER applyRequest(World &world, const std::string &methods, const std::
 }
 
 // Ids of disks that are ready for use, the lowest first.
-inline std::vector<UINT32> readyDisks(const World &world) {
-  std::vector<UINT32> ids;
+inline IDS readyDisks(const World &world) {
+  IDS ids;
   for (UINT32 i = 0; i < world.sim->disks.count; ++i) {
     const SIM_DISK &disk = world.sim->disks.items[i];
     if (disk.state == SIM_STATE_READY && disk.hotspare == 0 && (disk.attributes & RAID_PD_ATTRIBUTE_SSD) == 0) {
@@ -68,4 +74,41 @@ inline std::vector<const SIM_LOG_ENTRY *> sentCommands(const World &world) {
     }
   }
   return sent;
+}
+
+// The lines that a routine itself logged, as "T text|W text|" with the first letters of their levels; the run's dump of
+// a block and the address are left out.
+inline std::string linesOf(World &world, const std::string &function) {
+  std::string lines, log = world.log();
+  for (size_t at = 0, end; (end = log.find('\n', at)) != std::string::npos; at = end + 1) {
+    std::string line = log.substr(at, end - at);
+    size_t found = line.find(" " + function + ": ");
+    if (found != std::string::npos && line.find("   = ") == std::string::npos) {
+      lines += line.substr(0, 1) + line.substr(found + function.size() + 2) + "|";
+    }
+  }
+  return lines;
+}
+
+// The text with the first place of from replaced; it must have one.
+inline std::string replaced(std::string text, const std::string &from, const std::string &to) {
+  size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+// The document without line feeds and indentation.
+inline std::string onOneLine(const std::string &document) {
+  std::string line;
+  for (size_t at = 0; at < document.size(); at = document.find_first_not_of(' ', at)) {
+    size_t end = std::min(document.find('\n', at), document.size());
+    line += document.substr(at, end - at);
+    at = end + 1;
+  }
+  return line;
+}
+
+inline std::string operation(const std::string &name, const std::string &code, const std::string &detail) {
+  return "<Operation name=\"" + name + "\">" + element("Status", code == "0" ? "Success" : "Fail") +
+         element("ErrorCode", code) + element("Detail", detail) + "</Operation>";
 }
