@@ -82,8 +82,10 @@ UEFI_STATIC_ASSERT(sizeof(RAID_CMD_RESULT) == 32, "command result size");
 
 typedef struct RAID_MGMT_PROTOCOL RAID_MGMT_PROTOCOL;
 struct RAID_MGMT_PROTOCOL {
-  // Runs one command and fills *Result, which the caller has cleared. A negative status is a failure, and Result is
-  // then not read.
+  // Runs one command and fills *Result, which the caller has cleared. A negative status is a failure; *Result is then
+  // left cleared, since the driver goes by the result alone when it binds and when it looks for a disk by its FQDD.
+  // A request's command arrives with the object that its document gave it, whatever its kind: check ObjectData before
+  // use.
   EFI_STATUS(EFIAPI *Execute)(RAID_MGMT_PROTOCOL *This, RAID_CMD_BLOCK *Block, RAID_CMD_RESULT *Result);
   EFI_STATUS(EFIAPI *Unused)(RAID_MGMT_PROTOCOL *This);
   // Takes back result data with its record count (DataSize >> 9), a single record with count 1, and single physical
