@@ -6,6 +6,7 @@
 #define PROTOCOL_SATA 0x10U
 #define PROTOCOL_SAS 0x20U
 #define PD_ATTRIBUTE_SSD_FDE (RAID_PD_ATTRIBUTE_SSD | RAID_PD_ATTRIBUTE_FDE)
+#define PD_ATTRIBUTE_SMART 0x01U
 #define SPEEDS_SAS 0x6U
 #define SPEEDS_SATA 0x7U
 #define WWN_PREFIX 0x5EED000000000000ULL
@@ -67,20 +68,33 @@ static void fillDrive(SIM_DISK *disk, const SIM_DRIVE &drive) {
   disk->manufactureDay = static_cast<UINT16>(1 + disk->objectId % 7);
 }
 
-SIM_DISK *simAddDrive(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot, const SIM_DRIVE &drive) {
-  SIM_DISK *disk = simAppend(sim->disks);
-  if (disk == nullptr) {
+const CHAR8 *simDriveModel(UINT32 index, SIM_DRIVE *drive) {
+  if (index >= sizeof(g_models) / sizeof(g_models[0])) {
     return nullptr;
   }
+  drive->protocol = g_models[index].protocol;
+  drive->attributes = g_models[index].kind | PD_ATTRIBUTE_SMART;
+  return g_models[index].modelName;
+}
+
+void simPlaceDisk(SIM_CONTROLLER *sim, SIM_DISK *disk, UINT32 enclosureObjectId, UINT8 slot) {
   const SIM_ENCLOSURE *enclosure = simFindEnclosure(sim, enclosureObjectId);
-  disk->objectId = sim->nextDiskId;
-  disk->deviceId = disk->objectId - 1000;
-  sim->nextDiskId += 1;
   disk->enclosureObjectId = enclosureObjectId;
   disk->enclosureDeviceId = enclosure == nullptr ? RAID_ENCLOSURE_NONE : enclosure->deviceId;
   disk->port = enclosure == nullptr ? static_cast<UINT8>(slot / 4) : enclosure->port;
   disk->slot = slot;
   simNamePlace(sim, disk);
+}
+
+SIM_DISK *simAddDrive(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot, const SIM_DRIVE &drive) {
+  SIM_DISK *disk = simAppend(sim->disks);
+  if (disk == nullptr) {
+    return nullptr;
+  }
+  disk->objectId = sim->nextDiskId;
+  disk->deviceId = disk->objectId > 1000 ? disk->objectId - 1000 : disk->objectId;
+  sim->nextDiskId += 1;
+  simPlaceDisk(sim, disk, enclosureObjectId, slot);
   fillDrive(disk, drive);
   return disk;
 }

@@ -28,6 +28,16 @@ void simClearFaults(SIM_CONTROLLER *sim) {
   sim->faultHits = 0;
 }
 
+void simDropSpentFaults(SIM_CONTROLLER *sim) {
+  UINT32 kept = 0;
+  for (UINT32 i = 0; i < sim->faultCount; i++) {
+    if (sim->faults[i].nth != 0) {
+      sim->faults[kept++] = sim->faults[i];
+    }
+  }
+  sim->faultCount = kept;
+}
+
 static bool faultMatches(const SIM_FAULT *fault, const RAID_CMD_BLOCK *block) {
   return (fault->command == SIM_ANY || fault->command == block->Command) &&
          (fault->objectType == SIM_ANY || fault->objectType == block->ObjectType);

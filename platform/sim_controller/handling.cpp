@@ -29,6 +29,11 @@ EFI_STATUS simPullDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
   if (!simObjectIndex(sim, RAID_OBJECT_PHYSICAL_DISK, objectId, &index)) {
     return EFI_NOT_FOUND;
   }
+  SIM_DISK *pulled = simAppend(sim->pulledDisks);
+  if (pulled == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  copyBytes(pulled, &sim->disks.items[index], sizeof(*pulled));
   simRemove(sim->disks, index);
   simJudgeVolumesOf(sim, objectId);
   for (UINT32 i = sim->foreignDisks.count; i > 0; i--) {
@@ -39,13 +44,18 @@ EFI_STATUS simPullDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
   return EFI_SUCCESS;
 }
 
-EFI_STATUS simInsertDisk(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot, const SIM_DRIVE &drive,
-                         UINT32 *objectId) {
+static EFI_STATUS checkPlace(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot) {
   if (!placeExists(sim, enclosureObjectId, slot)) {
     return EFI_NOT_FOUND;
   }
-  if (simFindDiskAt(sim, enclosureObjectId, slot) != nullptr) {
-    return EFI_ALREADY_STARTED;
+  return simFindDiskAt(sim, enclosureObjectId, slot) == nullptr ? EFI_SUCCESS : EFI_ALREADY_STARTED;
+}
+
+EFI_STATUS simInsertDisk(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot, const SIM_DRIVE &drive,
+                         UINT32 *objectId) {
+  EFI_STATUS status = checkPlace(sim, enclosureObjectId, slot);
+  if (EFI_ERROR(status)) {
+    return status;
   }
   const SIM_DISK *disk = simAddDrive(sim, enclosureObjectId, slot, drive);
   if (disk == nullptr) {
@@ -57,6 +67,62 @@ EFI_STATUS simInsertDisk(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 sl
   return EFI_SUCCESS;
 }
 
+static bool isMember(const SIM_VIRTUAL_DISK *volume, UINT32 diskId) {
+  for (UINT32 i = 0; i < volume->pdCount; i++) {
+    if (volume->pds[i] == diskId) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Gives a drive that came back what the virtual disks with its id left on it.
+static void rejoin(SIM_CONTROLLER *sim, SIM_DISK *disk) {
+  bool held = disk->state == SIM_STATE_FOREIGN || (disk->state != SIM_STATE_READY && disk->usedSize != 0);
+  UINT64 used = 0;
+  bool failed = disk->state == SIM_STATE_FAILED;
+  disk->hotspare = 0;
+  disk->vdCount = 0;
+  for (UINT32 i = 0; i < sim->virtualDisks.count; i++) {
+    const SIM_VIRTUAL_DISK *volume = &sim->virtualDisks.items[i];
+    if (isMember(volume, disk->objectId) && disk->vdCount < SIM_DISK_VDS) {
+      disk->vds[disk->vdCount++] = volume->objectId;
+      used += volume->memberSize;
+    }
+  }
+  if (disk->vdCount != 0) {
+    disk->state = SIM_STATE_ONLINE;
+    disk->usedSize = used < disk->size ? used : disk->size;
+  } else if (held) {
+    disk->state = SIM_STATE_FOREIGN;
+    disk->secureState = RAID_SECURE_STATE_FOREIGN;
+  } else {
+    disk->state = SIM_STATE_READY;
+  }
+  disk->state = failed ? SIM_STATE_FAILED : disk->state;
+}
+
+EFI_STATUS simReinsertDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT32 enclosureObjectId, UINT8 slot) {
+  SIM_DISK *pulled = simFindPulledDisk(sim, objectId);
+  if (pulled == nullptr) {
+    return EFI_NOT_FOUND;
+  }
+  EFI_STATUS status = checkPlace(sim, enclosureObjectId, slot);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  SIM_DISK *disk = simAppend(sim->disks);
+  if (disk == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  copyBytes(disk, pulled, sizeof(*disk));
+  simRemove(sim->pulledDisks, static_cast<UINT32>(pulled - sim->pulledDisks.items));
+  simPlaceDisk(sim, disk, enclosureObjectId, slot);
+  rejoin(sim, disk);
+  simJudgeVolumesOf(sim, objectId);
+  return EFI_SUCCESS;
+}
+
 EFI_STATUS simReplaceDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT64 size, UINT32 *newObjectId) {
   const SIM_DISK *disk = simFindDisk(sim, objectId);
   if (disk == nullptr) {
@@ -65,7 +131,10 @@ EFI_STATUS simReplaceDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT64 size, UIN
   UINT32 enclosureObjectId = disk->enclosureObjectId;
   UINT8 slot = disk->slot;
   SIM_DRIVE drive = {size == 0 ? disk->size : size, disk->protocol, disk->attributes};
-  simPullDisk(sim, objectId);
+  EFI_STATUS status = simPullDisk(sim, objectId);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
   return simInsertDisk(sim, enclosureObjectId, slot, drive, newObjectId);
 }
 

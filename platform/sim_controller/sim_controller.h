@@ -267,13 +267,16 @@ struct SIM_CONTROLLER {
   SIM_ARRAY<SIM_DISK> disks;
   SIM_ARRAY<SIM_VIRTUAL_DISK> virtualDisks;
   SIM_ARRAY<SIM_VIRTUAL_DISK> foreignDisks; // virtual disks on foreign disks; their ids and target ids do not count
+  SIM_ARRAY<SIM_DISK> pulledDisks;          // as they were in their slots, the last one pulled last
   SIM_KEY key;
   UINT32 nextDiskId;         // ObjectID of the next drive that is inserted
   UINT32 firstVirtualDiskId; // virtual disks get the lowest free ids from here
 
-  // The rest lasts as long as the process.
+  // What they may carry.
   SIM_FAULT faults[SIM_FAULT_CAPACITY];
   UINT32 faultCount;
+
+  // The rest lasts as long as the process.
   UINT64 faultHits;    // how often a fault has struck since simClearFaults
   UINT64 commandCount; // commands executed, failed ones included
   SIM_LOG_ENTRY *log;  // SIM_LOG_CAPACITY entries, used as a ring
@@ -342,6 +345,11 @@ SIM_ENCLOSURE *simFindEnclosure(SIM_CONTROLLER *sim, UINT32 objectId);
 SIM_DISK *simFindDisk(SIM_CONTROLLER *sim, UINT32 objectId);
 SIM_DISK *simFindDiskAt(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot);
 SIM_VIRTUAL_DISK *simFindVirtualDisk(SIM_CONTROLLER *sim, UINT32 objectId);
+SIM_DISK *simFindPulledDisk(SIM_CONTROLLER *sim, UINT32 objectId);
+
+// The bytes, in whole mebibytes, that a virtual disk of size bytes takes from each of its members; 0 for a level or a
+// layout that holds no data.
+UINT64 simMemberSize(UINT32 raidLevel, UINT32 spanDepth, UINT32 pdCount, UINT64 size);
 
 // --- Commands: what RAID_MGMT_PROTOCOL.Execute does ---
 //
@@ -398,6 +406,8 @@ bool simFailKind(SIM_CONTROLLER *sim, UINT32 command, UINT32 objectType, EFI_STA
 // Gives every answer of this Command and ObjectType another shape; bytes as the kind says.
 bool simShapeAnswer(SIM_CONTROLLER *sim, UINT32 command, UINT32 objectType, SIM_FAULT_KIND kind, UINT32 bytes);
 void simClearFaults(SIM_CONTROLLER *sim);
+// Removes the single faults that have struck.
+void simDropSpentFaults(SIM_CONTROLLER *sim);
 
 // Whether every answer came back and nothing wrong was given to FreeRecords.
 bool simBooksBalanced(const SIM_CONTROLLER *sim);
@@ -415,13 +425,21 @@ struct SIM_DRIVE {
   UINT8 attributes;
 };
 
-// Pulls a drive: virtual disks on it degrade or go offline and keep its id; foreign ones without any member left
-// vanish.
+// The drives that come out of a box: fills protocol and attributes, leaves size alone, and returns the model's name;
+// null after the last one.
+const CHAR8 *simDriveModel(UINT32 index, SIM_DRIVE *drive);
+
+// Pulls a drive, which goes to pulledDisks: virtual disks on it degrade or go offline and keep its id; foreign ones
+// without any member left vanish. EFI_OUT_OF_RESOURCES changes nothing.
 EFI_STATUS simPullDisk(SIM_CONTROLLER *sim, UINT32 objectId);
 // Puts a new drive, with an id, WWN and serial number of its own, into an empty slot. EFI_ALREADY_STARTED when it is
 // taken. *objectId may be null.
 EFI_STATUS simInsertDisk(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot, const SIM_DRIVE &drive,
                          UINT32 *objectId = nullptr);
+// Puts a pulled drive into an empty slot, which gives it another Name and FQDD. It is a member again of the virtual
+// disks that still have its id. One that held others comes as foreign, all else as Ready; what has failed stays so.
+// EFI_ALREADY_STARTED as above.
+EFI_STATUS simReinsertDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT32 enclosureObjectId, UINT8 slot);
 // Pulls a drive and puts a new one in its place; size 0 keeps the old one's size. Nothing is rebuilt.
 EFI_STATUS simReplaceDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT64 size, UINT32 *newObjectId = nullptr);
 // Exchanges two drives: ids, identity and contents go along; place, Name and FQDD stay.

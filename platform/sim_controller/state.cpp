@@ -23,6 +23,7 @@ static void freeController(SIM_CONTROLLER *sim) {
   poolFree(sim->disks.items);
   poolFree(sim->virtualDisks.items);
   poolFree(sim->foreignDisks.items);
+  poolFree(sim->pulledDisks.items);
   if (sim->log != nullptr) {
     wipeBytes(sim->log, sizeof(SIM_LOG_ENTRY) * SIM_LOG_CAPACITY);
     poolFree(sim->log);
@@ -40,7 +41,8 @@ EFI_STATUS simCreateEmpty(SIM_CONTROLLER **sim) {
   made->log = poolNew<SIM_LOG_ENTRY>(SIM_LOG_CAPACITY);
   bool complete = made->log != nullptr && startArray(made->enclosures, 4) && startArray(made->disks, 32) &&
                   startArray(made->virtualDisks, 8) && startArray(made->foreignDisks, 8) &&
-                  startArray(made->answers, 16) && startArray(made->justReturned, 64);
+                  startArray(made->pulledDisks, 8) && startArray(made->answers, 16) &&
+                  startArray(made->justReturned, 64);
   if (!complete) {
     freeController(made);
     return EFI_OUT_OF_RESOURCES;
@@ -71,7 +73,7 @@ template <class T> static UINT64 arrayBytes(const SIM_ARRAY<T> &array) {
 UINT64 simPoolBytes(const SIM_CONTROLLER *sim) {
   return sizeof(SIM_CONTROLLER) + sizeof(SIM_LOG_ENTRY) * SIM_LOG_CAPACITY + arrayBytes(sim->enclosures) +
          arrayBytes(sim->disks) + arrayBytes(sim->virtualDisks) + arrayBytes(sim->foreignDisks) +
-         arrayBytes(sim->answers) + arrayBytes(sim->justReturned);
+         arrayBytes(sim->pulledDisks) + arrayBytes(sim->answers) + arrayBytes(sim->justReturned);
 }
 
 template <class T> static T *findById(SIM_ARRAY<T> &array, UINT32 objectId) {
@@ -93,6 +95,10 @@ SIM_DISK *simFindDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
 
 SIM_VIRTUAL_DISK *simFindVirtualDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
   return findById(sim->virtualDisks, objectId);
+}
+
+SIM_DISK *simFindPulledDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
+  return findById(sim->pulledDisks, objectId);
 }
 
 SIM_DISK *simFindDiskAt(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot) {

@@ -96,17 +96,12 @@ static const CHAR8 *enclosureFault(SIM_CONTROLLER *sim, const SIM_ENCLOSURE &enc
   return nullptr;
 }
 
-static const CHAR8 *diskFault(SIM_CONTROLLER *sim, const SIM_DISK &disk) {
+// What holds for pulled ones too.
+static const CHAR8 *driveFault(const SIM_CONTROLLER *sim, const SIM_DISK &disk) {
   CHECK(ends(disk.name) && ends(disk.fqdd) && ends(disk.manufactureName) && ends(disk.modelName) &&
             ends(disk.revision) && ends(disk.serialNumber),
         "a disk text has no end");
-  CHECK(simFindDisk(sim, disk.objectId) == &disk, "two disks have one id");
   CHECK(disk.objectId < sim->nextDiskId, "a disk has an id that is still to be given");
-  const SIM_ENCLOSURE *enclosure = simFindEnclosure(sim, disk.enclosureObjectId);
-  UINT32 deviceId = enclosure == nullptr ? RAID_ENCLOSURE_NONE : enclosure->deviceId;
-  CHECK(enclosure != nullptr || disk.enclosureObjectId == SIM_DIRECT, "a disk is in an unknown enclosure");
-  CHECK(disk.enclosureDeviceId == deviceId, "a disk's two enclosure ids do not match");
-  CHECK(simFindDiskAt(sim, disk.enclosureObjectId, disk.slot) == &disk, "two disks are in one slot");
   CHECK(disk.usedSize <= disk.size, "more of a disk is used than there is");
   CHECK(isNamedNumber(disk.state, STATES), "a disk state has no name");
   CHECK(isValueOf(disk.protocol, PROTOCOLS), "a disk protocol has no name");
@@ -115,10 +110,28 @@ static const CHAR8 *diskFault(SIM_CONTROLLER *sim, const SIM_DISK &disk) {
   CHECK(isIn(disk.capableSpeeds, SPEEDS), "a disk speed has no name");
   CHECK(isNamedNumber(disk.secureState, SECURE_STATES), "a secure state has no name");
   CHECK(disk.vdCount <= SIM_DISK_VDS, "a disk lists too many virtual disks");
-  for (UINT32 i = 0; i < disk.vdCount; i++) {
+  return nullptr;
+}
+
+static const CHAR8 *pulledFault(SIM_CONTROLLER *sim, const SIM_DISK &disk) {
+  CHECK(simFindPulledDisk(sim, disk.objectId) == &disk && simFindDisk(sim, disk.objectId) == nullptr,
+        "a pulled disk has another one's id");
+  CHECK(simFindVirtualDisk(sim, disk.objectId) == nullptr, "a virtual disk and a pulled disk have one id");
+  return driveFault(sim, disk);
+}
+
+static const CHAR8 *diskFault(SIM_CONTROLLER *sim, const SIM_DISK &disk) {
+  CHECK(simFindDisk(sim, disk.objectId) == &disk, "two disks have one id");
+  const SIM_ENCLOSURE *enclosure = simFindEnclosure(sim, disk.enclosureObjectId);
+  UINT32 deviceId = enclosure == nullptr ? RAID_ENCLOSURE_NONE : enclosure->deviceId;
+  CHECK(enclosure != nullptr || disk.enclosureObjectId == SIM_DIRECT, "a disk is in an unknown enclosure");
+  CHECK(disk.enclosureDeviceId == deviceId, "a disk's two enclosure ids do not match");
+  CHECK(simFindDiskAt(sim, disk.enclosureObjectId, disk.slot) == &disk, "two disks are in one slot");
+  const CHAR8 *fault = driveFault(sim, disk);
+  for (UINT32 i = 0; fault == nullptr && i < disk.vdCount; i++) {
     CHECK(simFindVirtualDisk(sim, disk.vds[i]) != nullptr, "a disk lists an unknown virtual disk");
   }
-  return nullptr;
+  return fault;
 }
 
 // What holds for foreign ones too.
@@ -161,6 +174,14 @@ static const CHAR8 *keyFault(const SIM_KEY &key) {
   return nullptr;
 }
 
+static const CHAR8 *plannedFault(const SIM_CONTROLLER *sim) {
+  CHECK(sim->faultCount <= SIM_FAULT_CAPACITY, "too many faults are planned");
+  for (UINT32 i = 0; i < sim->faultCount; i++) {
+    CHECK(sim->faults[i].kind <= SIM_FAULT_EXTRA, "a planned fault has no such kind");
+  }
+  return nullptr;
+}
+
 template <class T>
 static const CHAR8 *firstFault(SIM_CONTROLLER *sim, const SIM_ARRAY<T> &array,
                                const CHAR8 *(*faultOf)(SIM_CONTROLLER *sim, const T &item)) {
@@ -177,9 +198,11 @@ const CHAR8 *simStateFault(const SIM_CONTROLLER *state) {
   // The finders give out what may be changed; nothing is changed here.
   SIM_CONTROLLER *sim = const_cast<SIM_CONTROLLER *>(state);
   const CHAR8 *fault = adapterFault(sim->adapter);
+  fault = fault != nullptr ? fault : plannedFault(sim);
   fault = fault != nullptr ? fault : keyFault(sim->key);
   fault = fault != nullptr ? fault : firstFault(sim, sim->enclosures, enclosureFault);
   fault = fault != nullptr ? fault : firstFault(sim, sim->disks, diskFault);
+  fault = fault != nullptr ? fault : firstFault(sim, sim->pulledDisks, pulledFault);
   fault = fault != nullptr ? fault : firstFault(sim, sim->virtualDisks, volumeFault);
   fault = fault != nullptr ? fault : firstFault(sim, sim->foreignDisks, volumeFault);
   // Last, since it walks the lists that the others have judged.

@@ -40,6 +40,24 @@ const SIM_LEVEL_ROW *simLevelRow(UINT32 level) {
   return nullptr;
 }
 
+// How many of count members hold data; 0 for a layout that holds none.
+static UINT64 dataMembers(const SIM_LEVEL_ROW *row, UINT32 count, UINT32 spans) {
+  UINT64 redundant = row->mirrored ? count - count / 2 : static_cast<UINT64>(row->parity) * spans;
+  return redundant < count ? count - redundant : 0;
+}
+
+// What each of the members gives for size bytes.
+static UINT64 shareOf(UINT64 size, UINT64 members) {
+  UINT64 grains = size / members / GRAIN;
+  return (grains + (grains * GRAIN * members < size ? 1 : 0)) * GRAIN;
+}
+
+UINT64 simMemberSize(UINT32 raidLevel, UINT32 spanDepth, UINT32 pdCount, UINT64 size) {
+  const SIM_LEVEL_ROW *row = simLevelRow(raidLevel);
+  UINT64 members = row == nullptr ? 0 : dataMembers(row, pdCount, spanDepth);
+  return members == 0 ? 0 : shareOf(size, members);
+}
+
 bool simIsDiskCachePolicy(UINT32 value) {
   return value == 0 || value == 0x100 || value == 0x200 || value == 0x400;
 }
@@ -209,18 +227,15 @@ static EFI_STATUS planSpace(SIM_CONTROLLER *sim, const SIM_LEVEL_ROW *row, const
     plan->start = end > plan->start ? end : plan->start;
   }
   room -= room % GRAIN;
-  UINT64 redundant = row->mirrored ? count - count / 2 : static_cast<UINT64>(row->parity) * plan->spanDepth;
-  if (redundant >= count) { // limits of a controller file may allow it
+  UINT64 members = dataMembers(row, count, plan->spanDepth);
+  if (members == 0) { // limits of a controller file may allow it
     return EFI_INVALID_PARAMETER;
   }
-  UINT64 dataMembers = count - redundant;
-  UINT64 perMember = (wanted->Size + dataMembers - 1) / dataMembers;
-  bool overflows = wanted->Size > ~0ULL - dataMembers || room > ~0ULL / dataMembers;
-  if (overflows || room == 0 || perMember > room) {
+  if (room == 0 || room > ~0ULL / members || wanted->Size > room * members) {
     return EFI_VOLUME_FULL;
   }
-  plan->memberSize = wanted->Size == 0 ? room : (perMember + GRAIN - 1) / GRAIN * GRAIN;
-  plan->size = wanted->Size == 0 ? room * dataMembers : wanted->Size;
+  plan->memberSize = wanted->Size == 0 ? room : shareOf(wanted->Size, members);
+  plan->size = wanted->Size == 0 ? room * members : wanted->Size;
   return EFI_SUCCESS;
 }
 

@@ -9,7 +9,8 @@
 
 static UINT32 freeObjectId(SIM_CONTROLLER *sim) {
   UINT32 id = sim->firstVirtualDiskId;
-  while (simFindVirtualDisk(sim, id) != nullptr || simFindDisk(sim, id) != nullptr) {
+  while (simFindVirtualDisk(sim, id) != nullptr || simFindDisk(sim, id) != nullptr ||
+         simFindPulledDisk(sim, id) != nullptr) {
     id += 1;
   }
   return id;
