@@ -29,6 +29,7 @@ static void installAdapter(SIM_CONTROLLER *sim, const SIM_ADAPTER &pristine, con
 void install(SIM_CONTROLLER *sim, const SIM_ADAPTER &pristine, const CONTROLLER &controller) {
   sim->key = {};
   sim->enclosures.count = sim->disks.count = sim->virtualDisks.count = sim->foreignDisks.count = 0;
+  sim->pulledDisks.count = 0;
   sim->nextDiskId = 1001;
   installAdapter(sim, pristine, controller);
   for (UINT32 i = 0; i < controller.enclosures; ++i) {
