@@ -7,6 +7,7 @@
 #define PROTOCOL_SAS 0x20U
 #define PD_ATTRIBUTE_SSD_FDE (RAID_PD_ATTRIBUTE_SSD | RAID_PD_ATTRIBUTE_FDE)
 #define PD_ATTRIBUTE_SMART 0x01U
+#define PD_ATTRIBUTE_EEDP 0x10U
 #define SPEEDS_SAS 0x6U
 #define SPEEDS_SATA 0x7U
 #define WWN_PREFIX 0x5EED000000000000ULL
@@ -74,6 +75,7 @@ const CHAR8 *simDriveModel(UINT32 index, SIM_DRIVE *drive) {
   }
   drive->protocol = g_models[index].protocol;
   drive->attributes = g_models[index].kind | PD_ATTRIBUTE_SMART;
+  drive->attributes |= drive->protocol == PROTOCOL_SAS ? PD_ATTRIBUTE_EEDP : 0;
   return g_models[index].modelName;
 }
 

@@ -39,7 +39,7 @@ TEST(Xyl, SaysWhatIsWrongInOneLine) {
       {{"list", "--preset", "demo", "-o", "x"}, 2, {"'list' does not take option --output", "xyl help list"}},
       {{"verify", "--preset", "demo"}, 2, {"'verify' needs an argument SAVED.xml"}},
       {{"show", "a", "b"}, 2, {"'show' does not take the argument 'b'"}},
-      {{"1", "2", "3", "4", "5", "6", "7", "8", "9"}, 2, {"too many arguments from '9'"}},
+      {ARGUMENTS(41, "x"), 2, {"too many arguments from 'x'"}},
       {{"get"}, 2, {"no controller", "--preset", "--controller"}},
       {{"get", "--preset", "demo", "--controller", "x"}, 2, {"exclude each other"}},
       {{"get", "--preset", "demo", "--log", "loud"}, 2, {"trace, warn or error", "'loud'"}},

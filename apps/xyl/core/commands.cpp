@@ -6,6 +6,7 @@
 // The host program takes its simulated controller from one of these.
 #define WORLD (OPTION(PRESET) | OPTION(CONTROLLER) | OPTION(LOG))
 #define ON_CONTROLLER (WORLD | OPTION(NUMBER))
+#define DISK_TEXT "DISK is an id, an FQDD, enclosure:slot or direct:slot; 'xyl sim show FILE' lists them.\n"
 #define PLAIN_OUTCOMES (OUTCOME(SUCCESS) | OUTCOME(USAGE) | OUTCOME(NOT_FOUND) | OUTCOME(FAILED))
 
 const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
@@ -21,6 +22,9 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--controller", "FILE", XYL_FRONT_HOST, "simulate the controller kept in FILE, made by 'xyl sim new'"},
     {nullptr, "--log", "LEVEL", XYL_FRONT_HOST, "show the driver's log from LEVEL on: trace, warn or error"},
     {nullptr, "--force", nullptr, XYL_FRONT_HOST, "replace an existing file"},
+    {nullptr, "--from", "SAVED.xml", XYL_FRONT_HOST, "make the controller that a saved configuration describes"},
+    {nullptr, "--size", "SIZE", XYL_FRONT_HOST, "size of the new disk, as 600GB or 1.2TB (decimal) or in bytes"},
+    {nullptr, "--model", "MODEL", XYL_FRONT_HOST, "model of the new disk, or a part of its name"},
 };
 
 const XYL_COMMAND g_xylCommands[] = {
@@ -91,15 +95,73 @@ const XYL_COMMAND g_xylCommands[] = {
      "the option --log shows the log of the run that it is given to.",
      "xyl get --preset demo -o saved.xml --log trace", "xyl log", runLog},
 
-    {"sim new", "FILE", 1, 1, OPTION(PRESET) | OPTION(FORCE), PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
-     "makes a file that keeps a simulated controller",
-     "Writes the controller of a preset to FILE, for --controller FILE. Commands that change the controller save it\n"
-     "there, so the next command finds what they left. The file is JSON and may be edited.",
-     "xyl sim new --preset demo lab.json", "", nullptr},
+    {"sim new", "FILE", 1, 1, OPTION(PRESET) | OPTION(FROM) | OPTION(FORCE), PLAIN_OUTCOMES, XYL_FRONT_HOST,
+     XYL_NEEDS_NOTHING, false, "makes a file that keeps a simulated controller",
+     "Writes the controller of a preset, or the one that SAVED.xml describes, to FILE, for --controller FILE.\n"
+     "Commands that change the controller save it there, so the next command finds what they left. The file is JSON\n"
+     "and may be edited. A document holds no passphrase: a key of SAVED.xml gets the passphrase 'simulated'.",
+     "xyl sim new --preset demo lab.json\nxyl sim new --from saved.xml lab.json", "", nullptr},
 
     {"sim presets", "", 0, 0, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
      "lists the simulated controllers that --preset knows", "Prints the name and the contents of every preset.",
      "xyl sim presets", "", nullptr},
+
+    {"sim show", "FILE", 1, 1, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+     "shows what only the simulator knows of a controller",
+     "Shows the firmware version, the key, every slot, empty ones too, the disks that were pulled, foreign virtual\n"
+     "disks and pending faults. The names in the first two columns are those that the other sim commands take.",
+     "xyl sim show lab.json", "", nullptr},
+
+    {"sim pull", "FILE DISK", 2, 2, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+     "pulls a disk out of its slot",
+     DISK_TEXT "The disk is kept at hand for 'sim insert'; virtual disks on it degrade or go offline.",
+     "xyl sim pull lab.json 1003\nxyl sim pull lab.json 301:2\nxyl sim pull lab.json "
+     "disk-02.enclosure-0.adapter-0",
+     "", nullptr},
+
+    {"sim insert", "FILE DISK|new [PLACE]", 2, 3, OPTION(SIZE) | OPTION(MODEL), PLAIN_OUTCOMES, XYL_FRONT_HOST,
+     XYL_NEEDS_NOTHING, true, "puts a pulled disk or a new one into an empty slot",
+     "DISK is a pulled disk, which goes to PLACE or back to its old slot; nothing on it is lost, and the virtual\n"
+     "disks that still count on it get it back. A disk of virtual disks that are gone comes as foreign. The word new\n"
+     "takes a fresh disk, of the kind and size of its neighbour without --model and --size. PLACE is enclosure:slot\n"
+     "or direct:slot.",
+     "xyl sim insert lab.json 1003\nxyl sim insert lab.json 1003 302:9\n"
+     "xyl sim insert lab.json new 302:10 --size 4TB --model archive",
+     "", nullptr},
+
+    {"sim replace-disk", "FILE DISK", 2, 2, OPTION(SIZE) | OPTION(MODEL), PLAIN_OUTCOMES, XYL_FRONT_HOST,
+     XYL_NEEDS_NOTHING, true, "puts a new disk in the place of another",
+     DISK_TEXT "The new disk is of the old one's kind and size without --model and --size. Nothing is rebuilt.",
+     "xyl sim replace-disk lab.json 301:2\nxyl sim replace-disk lab.json 1003 --size 4TB", "", nullptr},
+
+    {"sim fail", "FILE DISK", 2, 2, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true, "makes a disk fail",
+     DISK_TEXT "It stays in its slot; virtual disks on it degrade or go offline.", "xyl sim fail lab.json 301:2", "",
+     nullptr},
+
+    {"sim replace-adapter", "FILE", 1, 1, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+     "replaces the adapter by a new one of its model",
+     "The new adapter has another WWN, default settings and no key; all virtual disks are foreign to it.",
+     "xyl sim replace-adapter lab.json", "", nullptr},
+
+    {"sim foreign", "FILE LEVEL DISK...", 3, XYL_WORDS_MAX - 2, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING,
+     true, "makes ready disks foreign, with a virtual disk on them",
+     DISK_TEXT "LEVEL is that of the virtual disk, as 5 or \"RAID 5\". What is foreign waits for Import or Clear.",
+     "xyl sim foreign lab.json 1 1009 1010", "", nullptr},
+
+    {"sim firmware", "FILE VERSION", 2, 2, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+     "sets the firmware version", "Sets the version that the adapter reports, for verify to notice.",
+     "xyl sim firmware lab.json 21.3.5-0001", "", nullptr},
+
+    {"sim fail-next", "FILE COMMAND[:OBJECT] [STATUS]", 2, 3, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING,
+     true, "makes the controller fail the next command of a kind",
+     "The next such command that the driver sends does nothing and returns STATUS, device-error without one. COMMAND\n"
+     "is a method of change documents, as create, or any; OBJECT is adapter, enclosure, pd or vd. A second fault of\n"
+     "the same kind waits for the command after that.",
+     "xyl sim fail-next lab.json create\nxyl sim fail-next lab.json get:pd out-of-resources", "", nullptr},
+
+    {"sim clear-faults", "FILE", 1, 1, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+     "removes the faults that 'sim fail-next' left pending", "Says how many there were.",
+     "xyl sim clear-faults lab.json", "", nullptr},
 
     {"help", "[COMMAND]", 0, 2, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,
      "shows this help or that of a command", "The same as -h or --help behind a command.", "xyl help restore",

@@ -80,7 +80,8 @@ static void helpOnProgram(const XYL_HOST *host) {
   say(host, u"Usage:\n  xyl COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands ('xyl help COMMAND' tells more):\n");
   for (UINTN i = 0; i < g_xylCommandCount; ++i) {
     if ((g_xylCommands[i].Fronts & host->Front) != 0) {
-      say(host, u"  %-12a  %a\n", g_xylCommands[i].Name, g_xylCommands[i].Summary);
+      say(host, host->Front == XYL_FRONT_HOST ? u"  %-19a  %a\n" : u"  %-12a  %a\n", g_xylCommands[i].Name,
+          g_xylCommands[i].Summary);
     }
   }
   sayOptions(host, ~0U);

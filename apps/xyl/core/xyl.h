@@ -57,10 +57,13 @@ enum XYL_OPTION_ID {
   XYL_OPTION_CONTROLLER,
   XYL_OPTION_LOG,
   XYL_OPTION_FORCE,
+  XYL_OPTION_FROM,
+  XYL_OPTION_SIZE,
+  XYL_OPTION_MODEL,
   XYL_OPTION_COUNT
 };
 
-#define XYL_WORDS_MAX 8
+#define XYL_WORDS_MAX 40 // of a command line, options not counted
 
 struct XYL_COMMAND;
 

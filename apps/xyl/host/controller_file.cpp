@@ -6,51 +6,14 @@
 #include <nlohmann/json.hpp>
 
 #include "apps/xyl/host/controller_state.h"
-#include "apps/xyl/host/files.h"
+#include "apps/xyl/host/texts.h"
 #include "base/print.h"
 #include "base/text.h"
 
 using JSON = nlohmann::ordered_json;
 
 static constexpr unsigned FILE_FORMAT = 1;
-
-// --- Texts: 8-bit ones are Latin-1, wide ones UCS-2; the file is UTF-8. ---
-
-static void appendUtf8(std::string &to, unsigned unit) {
-  if (unit < 0x80) {
-    to += static_cast<char>(unit);
-  } else if (unit < 0x800) {
-    to += static_cast<char>(0xC0 | unit >> 6);
-    to += static_cast<char>(0x80 | (unit & 0x3F));
-  } else {
-    to += static_cast<char>(0xE0 | unit >> 12);
-    to += static_cast<char>(0x80 | (unit >> 6 & 0x3F));
-    to += static_cast<char>(0x80 | (unit & 0x3F));
-  }
-}
-
-// The parser of the file has made sure that the bytes are UTF-8. Characters beyond the 16-bit ones become 0xFFFD.
-static std::u16string fromUtf8(const std::string &text) {
-  std::u16string units;
-  for (size_t i = 0; i < text.size();) {
-    unsigned lead = static_cast<unsigned char>(text[i++]);
-    unsigned more = lead < 0x80 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-    unsigned unit = lead < 0x80 ? lead : lead & (0x3FU >> more);
-    for (; more != 0 && i < text.size(); --more) {
-      unit = unit << 6 | (static_cast<unsigned char>(text[i++]) & 0x3FU);
-    }
-    units += static_cast<char16_t>(unit <= 0xFFFF ? unit : 0xFFFD);
-  }
-  return units;
-}
-
-template <class T> static std::string toUtf8(const T *text) {
-  std::string utf8;
-  for (; *text != 0; ++text) {
-    appendUtf8(utf8, sizeof(T) == 1 ? static_cast<unsigned char>(*text) : static_cast<unsigned>(*text));
-  }
-  return utf8;
-}
+static constexpr std::chrono::seconds LOCK_PATIENCE(2);
 
 static std::string hexOf(UINT64 value, unsigned digits) {
   char text[17];
@@ -119,6 +82,15 @@ struct WRITER {
     items(name, members, count);
   }
   template <class T> void list(const char *name, SIM_ARRAY<T> &array) { items(name, array.items, array.count); }
+  template <class... T> void optionalList(const char *name, T &...members) { list(name, members...); }
+
+  void numberOrAny(const char *name, UINT32 &member, const VALUE_NAME_TABLE *table) {
+    json[name] = member == SIM_ANY ? JSON("any") : valueOf(member, table);
+  }
+  void status(const char *name, EFI_STATUS &member) {
+    const CHAR8 *words = statusText(member);
+    json[name] = words != nullptr && errorNamed(words) == member ? JSON(words) : JSON(member);
+  }
 };
 
 // --- Reading ---
@@ -277,6 +249,29 @@ struct READER {
     }
   }
 
+  // A list that files of earlier versions do not have.
+  template <class... T> void optionalList(const char *name, T &...to) {
+    if (json.is_object() && json.count(name) != 0) {
+      list(name, to...);
+    }
+  }
+
+  void numberOrAny(const char *name, UINT32 &to, const VALUE_NAME_TABLE *table) {
+    if (member(name) == "any") {
+      to = SIM_ANY;
+    } else {
+      named(name, to, table);
+    }
+  }
+
+  void status(const char *name, EFI_STATUS &to) {
+    const JSON &value = member(name);
+    to = value.is_string() ? errorNamed(value.get<std::string>()) : numberFrom<EFI_STATUS>(value, placeOf(name));
+    if (value.is_string() && to == EFI_SUCCESS) {
+      refuse(placeOf(name), "'" + value.get<std::string>() + "' is no error status");
+    }
+  }
+
   // A misspelt member would otherwise be a silent one.
   void refuseUnknown() const {
     for (const auto &entry : json.items()) {
@@ -327,12 +322,26 @@ static SIM_OWNER readState(const std::string &text) {
   return owner;
 }
 
+[[noreturn]] static void refuseFile(const std::string &file, EFI_STATUS status) {
+  std::string hint = status == EFI_NOT_FOUND ? "; 'xyl sim new --preset demo " + file + "' makes it" : "";
+  throw CLIENT_ERROR(status, "cannot read '" + file + "': " + statusText(status) + hint);
+}
+
+void lockController(const std::string &file, FileLock *lock) {
+  EFI_STATUS status = lock->take(file, LOCK_PATIENCE);
+  if (status == EFI_NOT_READY) {
+    throw CLIENT_ERROR(status, "'" + file + "' is being changed by another xyl; try again when that one has ended");
+  }
+  if (EFI_ERROR(status)) {
+    refuseFile(file, status);
+  }
+}
+
 SIM_OWNER loadController(const std::string &file) {
   std::string text;
   EFI_STATUS status = readHostFile(file, &text);
   if (EFI_ERROR(status)) {
-    std::string hint = status == EFI_NOT_FOUND ? "; 'xyl sim new --preset demo " + file + "' makes it" : "";
-    throw CLIENT_ERROR(status, "cannot read '" + file + "': " + statusText(status) + hint);
+    refuseFile(file, status);
   }
   try {
     return readState(text);
@@ -341,12 +350,16 @@ SIM_OWNER loadController(const std::string &file) {
   }
 }
 
-void saveController(const std::string &file, SIM_CONTROLLER &sim) {
+void saveController(const std::string &file, SIM_CONTROLLER &sim, FILE_REPLACES replaces) {
+  simDropSpentFaults(&sim);
   WRITER writer;
   writer.json["format"] = FILE_FORMAT;
   visit(writer, sim);
   std::string text = writer.json.dump(2, ' ', /* ensure_ascii= */ false, JSON::error_handler_t::replace) + "\n";
-  EFI_STATUS status = writeHostFile(file, text);
+  EFI_STATUS status = writeHostFile(file, text, replaces);
+  if (status == EFI_ALREADY_STARTED) {
+    throw CLIENT_ERROR(status, "'" + file + "' exists; choose another name or replace it with --force");
+  }
   if (EFI_ERROR(status)) {
     throw CLIENT_ERROR(status, "cannot write '" + file + "': " + statusText(status));
   }

@@ -163,12 +163,35 @@ template <class V> void visit(V &v, SIM_KEY &key) {
   v.number("mode", key.mode);
 }
 
+inline constexpr VALUE_NAME_TABLE g_faultKinds[] = {
+    {"fails with status", SIM_FAULT_STATUS},
+    {"answers nothing", SIM_FAULT_NO_DATA},
+    {"answers nothing of a size", SIM_FAULT_NULL_DATA},
+    {"answers with a size", SIM_FAULT_SIZE},
+    {"answers more", SIM_FAULT_EXTRA},
+    {nullptr, 0},
+};
+
+template <class V> void visit(V &v, SIM_FAULT &fault) {
+  UINT32 kind = fault.kind;
+  v.named("kind", kind, g_faultKinds);
+  fault.kind = static_cast<SIM_FAULT_KIND>(kind);
+  v.numberOrAny("command", fault.command, g_commandTable);
+  v.numberOrAny("objectType", fault.objectType, g_objectTypeTable);
+  v.number("nth", fault.nth);
+  v.flag("once", fault.once);
+  v.status("status", fault.status);
+  v.number("bytes", fault.bytes);
+}
+
 template <class V> void visit(V &v, SIM_CONTROLLER &sim) {
   v.object("adapter", sim.adapter);
   v.list("enclosures", sim.enclosures);
   v.list("disks", sim.disks);
   v.list("virtualDisks", sim.virtualDisks);
   v.list("foreignVirtualDisks", sim.foreignDisks);
+  v.optionalList("pulledDisks", sim.pulledDisks);
+  v.optionalList("pendingFaults", sim.faults, sim.faultCount);
   v.object("key", sim.key);
   v.number("nextDiskId", sim.nextDiskId);
   v.number("firstVirtualDiskId", sim.firstVirtualDiskId);

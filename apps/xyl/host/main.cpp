@@ -1,7 +1,6 @@
 // The host program: the client's commands against a simulated controller.
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <iostream>
 
 #include <unistd.h>
@@ -9,6 +8,7 @@
 #include "apps/xyl/core/commands.h"
 #include "apps/xyl/host/files.h"
 #include "apps/xyl/host/platform.h"
+#include "apps/xyl/host/sim_commands.h"
 
 static void writeOut(const XYL_HOST *, const CHAR8 *text, UINTN length) {
   std::fwrite(text, 1, length, stdout);
@@ -54,31 +54,6 @@ static std::string optionOf(const XYL_REQUEST &request, XYL_OPTION_ID id) {
   return request.Options[id] != nullptr ? request.Options[id] : "";
 }
 
-static XYL_RESULT listPresets(const XYL_HOST &host) {
-  for (UINT32 i = 0; simPresetAt(i) != nullptr; ++i) {
-    say(&host, u"%-8a  %a\n", simPresetAt(i)->name, simPresetAt(i)->description);
-  }
-  return succeeded();
-}
-
-static XYL_RESULT newController(const XYL_HOST &host, const XYL_REQUEST &request) {
-  const char *file = request.Operands[0];
-  if (request.Options[XYL_OPTION_PRESET] == nullptr) {
-    complain(&host, u"'sim new' needs --preset NAME; 'xyl sim presets' lists the names");
-    return wrongUsage();
-  }
-  std::error_code error;
-  if (std::filesystem::exists(file, error) && request.Options[XYL_OPTION_FORCE] == nullptr) {
-    complain(&host, u"'%a' exists; choose another name or replace it with --force", file);
-    return failed(EFI_ACCESS_DENIED);
-  }
-  Firmware firmware;
-  setSystemTable(firmware.systemTable());
-  SIM_OWNER sim = makePreset(request.Options[XYL_OPTION_PRESET]);
-  saveController(file, *sim);
-  return succeeded();
-}
-
 // Checks what the options say about the controller and the log.
 static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &request, PLATFORM_OPTIONS *options) {
   options->preset = optionOf(request, XYL_OPTION_PRESET);
@@ -110,14 +85,13 @@ static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
   if (isFailure(result)) {
     return result;
   }
+  options.changes = xylChangesController(request);
   Platform platform(options);
   host.SystemTable = platform.systemTable();
   result = xylRun(&host, request);
   std::fflush(stdout);
-  if (xylChangesController(request)) {
-    // Also after a failure: steps done before it stay done.
-    platform.saveController();
-  }
+  // Also after a failure: steps done before it stay done.
+  platform.saveController();
   std::string console = platform.takeConsole();
   for (const std::string &fault : platform.close(/* namesWereAsked= */ xylIsCommand(request, "list"))) {
     complain(&host, u"internal error: %a", fault.c_str());
@@ -133,13 +107,7 @@ static XYL_RESULT runRequest(XYL_HOST &host, const XYL_REQUEST &request) {
     xylHelp(&host, request);
     return succeeded();
   }
-  if (xylIsCommand(request, "sim presets")) {
-    return listPresets(host);
-  }
-  if (xylIsCommand(request, "sim new")) {
-    return newController(host, request);
-  }
-  return runOnPlatform(host, request);
+  return isSimCommand(request) ? runSimCommand(host, request) : runOnPlatform(host, request);
 }
 
 int main(int argc, char **argv) {
@@ -150,6 +118,9 @@ int main(int argc, char **argv) {
     if (!isFailure(result)) {
       result = runRequest(host, request);
     }
+  } catch (const USAGE_ERROR &error) {
+    complain(&host, u"%a", error.what());
+    result = wrongUsage();
   } catch (const CLIENT_ERROR &error) {
     complain(&host, u"%a", error.what());
     result = {error.status == EFI_NOT_FOUND ? XYL_NOT_FOUND : XYL_FAILED, error.status};

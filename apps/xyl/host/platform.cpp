@@ -18,7 +18,7 @@ Platform::Platform(const PLATFORM_OPTIONS &options) : options_(options) {
   load(DebugLogEntry, "the log provider", logOptions(options_.logLevel));
   load(XmlServiceEntry, "the XML service");
   if (!options_.controllerFile.empty()) {
-    sim_ = loadController(options_.controllerFile);
+    loadController();
   } else if (!options_.preset.empty()) {
     sim_ = makePreset(options_.preset);
   } else {
@@ -26,6 +26,19 @@ Platform::Platform(const PLATFORM_OPTIONS &options) : options_(options) {
   }
   load(RaidXylEntry, "the driver");
   connect();
+}
+
+void Platform::loadController() {
+  if (!options_.changes) {
+    sim_ = ::loadController(options_.controllerFile);
+    if (sim_->faultCount == 0) {
+      return; // nothing to save, so nobody has to wait
+    }
+    sim_.reset();
+    options_.changes = true;
+  }
+  lockController(options_.controllerFile, &lock_);
+  sim_ = ::loadController(options_.controllerFile);
 }
 
 void Platform::load(EFI_IMAGE_ENTRY entry, const char *name, const std::u16string &options) {
@@ -43,7 +56,11 @@ void Platform::connect() {
   if (EFI_ERROR(status)) {
     throw CLIENT_ERROR(status, std::string("the simulated controller cannot be installed: ") + statusText(status));
   }
+  // At a machine the driver was bound long before somebody plans a fault, and the fault is meant for the command.
+  UINT32 pending = sim_->faultCount;
+  sim_->faultCount = 0;
   status = firmware_.bootServices()->ConnectController(controller, nullptr, nullptr, /* Recursive= */ 1);
+  sim_->faultCount = pending;
   // A driver that declines the controller says why on the console, and the command then finds nothing bound.
   showsConsole_ = EFI_ERROR(status) || !options_.logLevel.empty();
 }
@@ -54,7 +71,7 @@ std::string Platform::takeConsole() {
 }
 
 void Platform::saveController() {
-  if (!options_.controllerFile.empty()) {
+  if (!options_.controllerFile.empty() && options_.changes) {
     ::saveController(options_.controllerFile, *sim_);
   }
 }

@@ -1,0 +1,27 @@
+// The commands on the file of a simulated controller: what a person at the server does, and what the simulator knows.
+#pragma once
+
+#include "apps/xyl/core/commands.h"
+#include "apps/xyl/host/controller_file.h"
+
+// One run of a command.
+struct SIM_JOB {
+  const XYL_HOST &host;
+  const XYL_REQUEST &request;
+  SIM_CONTROLLER *sim; // null for commands without a controller
+
+  std::string operand(UINTN index) const { return request.Operands[index]; }
+  std::string file() const { return operand(0); }
+};
+
+// Whether a request is for runSimCommand.
+bool isSimCommand(const XYL_REQUEST &request);
+// Runs it on a platform of its own. Throws CLIENT_ERROR.
+XYL_RESULT runSimCommand(XYL_HOST &host, const XYL_REQUEST &request);
+
+// "virtual disk 2 \"Data\"" and the like.
+std::string volumeText(const SIM_VIRTUAL_DISK &volume);
+// What a pending fault will do, as "the next Create fails: Device Error".
+std::string faultText(const SIM_FAULT &fault);
+
+XYL_RESULT showController(const SIM_JOB &job); // sim_show.cpp
