@@ -45,6 +45,14 @@ extern "C" int memcmp(const void *left, const void *right, size_t size) {
   return 0;
 }
 
+extern "C" size_t strlen(const char *text) {
+  const char *end = text;
+  while (*end != 0) {
+    ++end;
+  }
+  return static_cast<size_t>(end - text);
+}
+
 // The guard between a frame's arrays and its return address. The value is the same in every image: it catches overruns,
 // not an attacker who knows it.
 extern "C" {

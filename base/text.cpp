@@ -2,14 +2,6 @@
 
 #include "base/pool.h"
 
-template <class T> static UINTN lengthOf(const T *text) {
-  UINTN length = 0;
-  while (text[length] != 0) {
-    ++length;
-  }
-  return length;
-}
-
 template <class T> static int compare(const T *a, const T *b) {
   while (*a != 0 && *a == *b) {
     ++a;
@@ -22,7 +14,7 @@ template <class T> static T *duplicate(const T *text) {
   if (text == nullptr) {
     return nullptr;
   }
-  UINTN size = (lengthOf(text) + 1) * sizeof(T);
+  UINTN size = (textLength(text) + 1) * sizeof(T);
   T *copy = static_cast<T *>(poolAllocate(size));
   if (copy != nullptr) {
     copyBytes(copy, text, size);
@@ -59,10 +51,14 @@ static UINT64 readDigits(const CHAR8 *text, unsigned base) {
 }
 
 UINTN textLength(const CHAR8 *text) {
-  return lengthOf(text);
+  return __builtin_strlen(text);
 }
 UINTN textLength(const CHAR16 *text) {
-  return lengthOf(text);
+  UINTN length = 0;
+  while (text[length] != 0) {
+    ++length;
+  }
+  return length;
 }
 
 bool textEqual(const CHAR8 *a, const CHAR8 *b) {
@@ -95,7 +91,7 @@ UINTN textNarrow(CHAR8 *to, const CHAR16 *from, UINTN limit) {
 }
 
 CHAR8 *textNarrowDuplicate(const CHAR16 *from) {
-  UINTN length = from == nullptr ? 0 : lengthOf(from);
+  UINTN length = from == nullptr ? 0 : textLength(from);
   CHAR8 *text = static_cast<CHAR8 *>(poolAllocate(length + 1));
   if (text != nullptr) {
     textNarrow(text, from, length);
@@ -107,7 +103,7 @@ CHAR16 *textWidenDuplicate(const CHAR8 *from) {
   if (from == nullptr) {
     return nullptr;
   }
-  UINTN length = lengthOf(from);
+  UINTN length = textLength(from);
   CHAR16 *text = static_cast<CHAR16 *>(poolAllocate((length + 1) * sizeof(CHAR16)));
   if (text == nullptr) {
     return nullptr;

@@ -63,3 +63,22 @@ inline constexpr CHARACTER_TABLE g_characters = makeCharacterTable();
 inline bool isClass(CHAR8 character, CHARACTER_CLASS wanted) {
   return (g_characters.classes[static_cast<UINT8>(character)] & wanted) != 0;
 }
+
+// The first place from at on whose character is not of the class. No class holds the NUL, so nothing behind it is read;
+// four characters a turn, since parsing and serialising spend most of their time here.
+template <class T> inline T *skipClass(T *at, CHARACTER_CLASS wanted) {
+  for (;; at += 4) {
+    if (!isClass(at[0], wanted)) {
+      return at;
+    }
+    if (!isClass(at[1], wanted)) {
+      return at + 1;
+    }
+    if (!isClass(at[2], wanted)) {
+      return at + 2;
+    }
+    if (!isClass(at[3], wanted)) {
+      return at + 3;
+    }
+  }
+}

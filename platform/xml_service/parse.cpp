@@ -3,31 +3,6 @@
 #include "base/text.h"
 #include "parser.h"
 
-CHAR8 *skipBlanks(CHAR8 *at) {
-  while (isClass(*at, CLASS_BLANK)) {
-    at++;
-  }
-  return at;
-}
-
-CHAR8 *skipName(CHAR8 *at) {
-  if (isClass(*at, CLASS_NAME_START)) {
-    do {
-      at++;
-    } while (isClass(*at, CLASS_NAME));
-  }
-  return at;
-}
-
-CHAR8 *skipMark(CHAR8 *at, const CHAR8 *mark) {
-  for (; *mark != 0; mark++, at++) {
-    if (*at != *mark) {
-      return nullptr;
-    }
-  }
-  return at;
-}
-
 // The place behind the first mark from at on, or null when there is none before the document's end or a forbidden
 // character.
 static CHAR8 *skipBehind(CHAR8 *at, const CHAR8 *mark) {
@@ -85,128 +60,100 @@ static constexpr DECLARATION_ITEM g_declarationItems[] = {
 };
 
 // The XML declaration behind its "<?xml".
-static bool readDeclaration(PARSER *parser) {
+static CHAR8 *readDeclaration(CHAR8 *at) {
   for (const DECLARATION_ITEM &item : g_declarationItems) {
-    CHAR8 *name = skipBlanks(parser->at);
-    CHAR8 *at = name != parser->at ? skipMark(name, item.name) : nullptr;
-    if (at == nullptr) {
+    CHAR8 *name = skipBlanks(at);
+    CHAR8 *nameEnd = name != at ? skipMark(name, item.name) : nullptr;
+    if (nameEnd == nullptr) {
       if (item.required) {
-        return false;
+        return nullptr;
       }
       continue;
     }
-    at = skipBlanks(at);
-    if (*at != '=') {
-      return false;
+    CHAR8 *equals = skipBlanks(nameEnd);
+    if (*equals != '=') {
+      return nullptr;
     }
-    parser->at = skipBlanks(at + 1);
     CHAR8 *value = nullptr;
-    if (!readValue(parser, &value) || !item.accepts(value)) {
-      return false;
+    at = readValue(skipBlanks(equals + 1), &value);
+    if (at == nullptr || !item.accepts(value)) {
+      return nullptr;
     }
   }
-  parser->at = skipMark(skipBlanks(parser->at), "?>");
-  return parser->at != nullptr;
+  return skipMark(skipBlanks(at), "?>");
 }
 
 // A byte order mark and an XML declaration, which may stand at the very start only.
-static bool readStart(PARSER *parser) {
-  CHAR8 *at = skipMark(parser->at, "\xEF\xBB\xBF");
-  if (at != nullptr) {
-    parser->at = at;
-  }
-  at = skipMark(parser->at, "<?xml");
-  if (at == nullptr || !isClass(*at, CLASS_BLANK)) {
-    return true;
-  }
-  parser->at = at;
-  return readDeclaration(parser);
+static CHAR8 *readStart(CHAR8 *at) {
+  CHAR8 *behind = skipMark(at, "\xEF\xBB\xBF");
+  at = behind != nullptr ? behind : at;
+  behind = skipMark(at, "<?xml");
+  return behind != nullptr && isClass(*behind, CLASS_BLANK) ? readDeclaration(behind) : at;
 }
 
 // A comment behind its "<!--".
-static bool skipComment(PARSER *parser) {
-  CHAR8 *at = skipBehind(parser->at, "--");
-  if (at == nullptr || *at != '>') {
-    return false;
-  }
-  parser->at = at + 1;
-  return true;
+static CHAR8 *skipComment(CHAR8 *at) {
+  at = skipBehind(at, "--");
+  return at != nullptr && *at == '>' ? at + 1 : nullptr;
 }
 
 // A processing instruction behind its "<?".
-static bool skipInstruction(PARSER *parser) {
-  CHAR8 *target = parser->at;
+static CHAR8 *skipInstruction(CHAR8 *target) {
   CHAR8 *at = skipName(target);
   bool isXml =
       at - target == 3 && lowerCase(target[0]) == 'x' && lowerCase(target[1]) == 'm' && lowerCase(target[2]) == 'l';
   bool ended = isClass(*at, CLASS_BLANK) || skipMark(at, "?>") != nullptr;
-  if (at == target || isXml || !ended) {
-    return false;
-  }
-  parser->at = skipBehind(at, "?>");
-  return parser->at != nullptr;
+  return at == target || isXml || !ended ? nullptr : skipBehind(at, "?>");
 }
 
-// Markup that leaves no trace in the tree. Returns whether what stood there was well-formed; *skipped whether anything
-// did.
-static bool skipComments(PARSER *parser, bool *skipped) {
-  CHAR8 *comment = skipMark(parser->at, "<!--");
-  CHAR8 *instruction = skipMark(parser->at, "<?");
-  *skipped = comment != nullptr || instruction != nullptr;
+// Markup that leaves no trace in the tree. Where none begins, at itself.
+static CHAR8 *skipComments(CHAR8 *at) {
+  CHAR8 *comment = skipMark(at, "<!--");
   if (comment != nullptr) {
-    parser->at = comment;
-    return skipComment(parser);
+    return skipComment(comment);
   }
-  if (instruction != nullptr) {
-    parser->at = instruction;
-    return skipInstruction(parser);
-  }
-  return true;
+  CHAR8 *instruction = skipMark(at, "<?");
+  return instruction != nullptr ? skipInstruction(instruction) : at;
 }
 
 // What may surround the root element.
-static bool skipSurroundings(PARSER *parser) {
-  bool skipped = true;
-  while (skipped) {
-    parser->at = skipBlanks(parser->at);
-    if (!skipComments(parser, &skipped)) {
-      return false;
-    }
+static CHAR8 *skipSurroundings(CHAR8 *at) {
+  CHAR8 *begin = nullptr;
+  while (at != nullptr && at != begin) {
+    begin = skipBlanks(at);
+    at = skipComments(begin);
   }
-  return true;
+  return at;
 }
 
 // The next piece of the open element: text, a tag, or what is skipped.
-static bool readPiece(PARSER *parser) {
-  if (*parser->at != '<') {
-    return readCharacters(parser);
+static CHAR8 *readPiece(PARSER *parser, CHAR8 *at) {
+  if (*at != '<') {
+    return readCharacters(parser, at);
   }
-  CHAR8 next = parser->at[1];
-  if (next == '/') {
-    return readEndTag(parser);
+  if (at[1] == '/') {
+    return readEndTag(parser, at);
   }
-  if (next != '!' && next != '?') {
-    return readStartTag(parser);
+  if (at[1] != '!' && at[1] != '?') {
+    return readStartTag(parser, at);
   }
-  CHAR8 *section = skipMark(parser->at, "<![CDATA[");
+  CHAR8 *section = skipMark(at, "<![CDATA[");
   if (section != nullptr) {
-    parser->at = section;
-    return readCData(parser);
+    return readCData(parser, section);
   }
-  bool skipped = false;
-  return skipComments(parser, &skipped) && skipped;
+  CHAR8 *behind = skipComments(at);
+  return behind != at ? behind : nullptr;
 }
 
-static bool readDocument(PARSER *parser) {
-  if (!readStart(parser) || !skipSurroundings(parser) || *parser->at != '<' || !readStartTag(parser)) {
-    return false;
+static bool readDocument(PARSER *parser, CHAR8 *at) {
+  at = readStart(at);
+  at = at != nullptr ? skipSurroundings(at) : nullptr;
+  at = at != nullptr && *at == '<' ? readStartTag(parser, at) : nullptr;
+  while (at != nullptr && parser->open != nullptr) {
+    at = readPiece(parser, at);
   }
-  while (parser->open != nullptr) {
-    if (!readPiece(parser)) {
-      return false;
-    }
-  }
-  return skipSurroundings(parser) && *parser->at == 0;
+  at = at != nullptr ? skipSurroundings(at) : nullptr;
+  return at != nullptr && *at == 0;
 }
 
 EFI_STATUS textToTree(const CHAR8 *text, XML_NODE **root) {
@@ -215,9 +162,8 @@ EFI_STATUS textToTree(const CHAR8 *text, XML_NODE **root) {
   if (parser.tree == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  parser.at = treeText(parser.tree);
   parser.failure = EFI_INVALID_PARAMETER;
-  if (!readDocument(&parser)) {
+  if (!readDocument(&parser, treeText(parser.tree))) {
     releaseParsedTree(parser.tree);
     return parser.failure;
   }

@@ -25,45 +25,43 @@ static void closeNode(PARSER *parser, SERVICE_NODE *node) {
   parser->content = nullptr;
 }
 
-static bool readAttribute(PARSER *parser, XML_ATTRIBUTE *attribute) {
-  attribute->Name = parser->at;
-  CHAR8 *nameEnd = skipName(parser->at);
-  CHAR8 *at = skipBlanks(nameEnd);
-  if (nameEnd == parser->at || *at != '=') {
-    return false;
+static CHAR8 *readAttribute(XML_ATTRIBUTE *attribute, CHAR8 *at) {
+  CHAR8 *nameEnd = skipName(at);
+  CHAR8 *equals = skipBlanks(nameEnd);
+  if (nameEnd == at || *equals != '=') {
+    return nullptr;
   }
   *nameEnd = 0;
-  parser->at = skipBlanks(at + 1);
-  return readValue(parser, &attribute->Value);
+  attribute->Name = at;
+  return readValue(skipBlanks(equals + 1), &attribute->Value);
 }
 
 // The attributes of node, and the blanks behind the last one.
-static bool readAttributes(PARSER *parser, SERVICE_NODE *node) {
+static CHAR8 *readAttributes(PARSER *parser, SERVICE_NODE *node, CHAR8 *at) {
   XML_ATTRIBUTE *last = nullptr;
   for (;;) {
-    CHAR8 *at = skipBlanks(parser->at);
-    bool separated = at != parser->at;
-    parser->at = at;
-    if (!separated || *at == '>' || *at == '/') {
-      return attributeNamesDiffer(node->Attributes);
+    CHAR8 *next = skipBlanks(at);
+    if (next == at || *next == '>' || *next == '/') {
+      return attributeNamesDiffer(node->Attributes) ? next : nullptr;
     }
-    XML_ATTRIBUTE *attribute = newParsedAttribute(parser->tree);
+    XML_ATTRIBUTE *attribute = takeRecord<XML_ATTRIBUTE>(parser->tree);
     if (attribute == nullptr) {
       return failWithoutMemory(parser);
     }
     (last != nullptr ? last->Next : node->Attributes) = attribute;
     last = attribute;
-    if (!readAttribute(parser, attribute)) {
-      return false;
+    at = readAttribute(attribute, next);
+    if (at == nullptr) {
+      return nullptr;
     }
   }
 }
 
-bool readStartTag(PARSER *parser) {
-  CHAR8 *name = parser->at + 1;
+CHAR8 *readStartTag(PARSER *parser, CHAR8 *at) {
+  CHAR8 *name = at + 1;
   CHAR8 *nameEnd = skipName(name);
   if (nameEnd == name) {
-    return false;
+    return nullptr;
   }
   SERVICE_NODE *node = newParsedNode(parser->tree);
   if (node == nullptr) {
@@ -71,36 +69,34 @@ bool readStartTag(PARSER *parser) {
   }
   node->Name = name;
   linkNode(parser, node);
-  parser->at = nameEnd;
-  if (!readAttributes(parser, node)) {
-    return false;
+  at = *nameEnd == '>' ? nameEnd : readAttributes(parser, node, nameEnd);
+  if (at == nullptr) {
+    return nullptr;
   }
-  bool empty = *parser->at == '/';
-  parser->at += empty ? 1 : 0;
-  if (*parser->at != '>') {
-    return false;
+  bool empty = *at == '/';
+  at += empty ? 1 : 0;
+  if (*at != '>') {
+    return nullptr;
   }
-  parser->at++;
   *nameEnd = 0;
   openNode(parser, node);
   if (empty) {
     closeNode(parser, node);
   }
-  return true;
+  return at + 1;
 }
 
-bool readEndTag(PARSER *parser) {
+CHAR8 *readEndTag(PARSER *parser, CHAR8 *at) {
   SERVICE_NODE *node = parser->open;
-  CHAR8 *nameEnd = skipMark(parser->at + 2, node->Name);
-  CHAR8 *at = nameEnd != nullptr ? skipBlanks(nameEnd) : nullptr;
+  CHAR8 *nameEnd = skipMark(at + 2, node->Name);
+  at = nameEnd != nullptr ? skipBlanks(nameEnd) : nullptr;
   if (at == nullptr || *at != '>') {
-    return false;
+    return nullptr;
   }
-  parser->at = at + 1;
   if (node->FirstChild == nullptr && parser->content != nullptr && parser->contentEnd != parser->content) {
     *parser->contentEnd = 0;
     node->Content = parser->content;
   }
   closeNode(parser, node);
-  return true;
+  return at + 1;
 }

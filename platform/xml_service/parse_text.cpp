@@ -62,11 +62,9 @@ static bool isSectionEnd(const CHAR8 *at) {
 }
 
 // Skips a run of characters that mean themselves and closes the gap between it and the text before, which ends at *to.
-static CHAR8 *takeRun(CHAR8 *at, CHAR8 **to, CHARACTER_CLASS plain) {
+static inline CHAR8 *takeRun(CHAR8 *at, CHAR8 **to, CHARACTER_CLASS plain) {
   CHAR8 *run = at;
-  while (isClass(*at, plain)) {
-    at++;
-  }
+  at = skipClass(at, plain);
   UINTN size = static_cast<UINTN>(at - run);
   if (*to != run) {
     __builtin_memmove(*to, run, size);
@@ -75,22 +73,42 @@ static CHAR8 *takeRun(CHAR8 *at, CHAR8 **to, CHARACTER_CLASS plain) {
   return at;
 }
 
-static void beginContent(PARSER *parser) {
+// Skips a line feed and the blanks behind it, eight at a time: most of what stands between two tags. The zeros behind
+// the document (see newParsedTree) end it at the latest.
+static inline CHAR8 *skipIndentation(CHAR8 *at) {
+  if (*at != '\n') {
+    return at;
+  }
+  at++;
+  UINT64 others = 0;
+  do {
+    copyBytes(&others, at, sizeof(others));
+    others ^= 0x2020202020202020;
+    at += others == 0 ? sizeof(others) : __builtin_ctzll(others) / 8; // the first character is the lowest byte
+  } while (others == 0);
+  return at;
+}
+
+static void beginContent(PARSER *parser, CHAR8 *at) {
   if (parser->content == nullptr) {
-    parser->content = parser->at;
-    parser->contentEnd = parser->at;
+    parser->content = at;
+    parser->contentEnd = at;
   }
 }
 
-bool readCharacters(PARSER *parser) {
-  beginContent(parser);
+CHAR8 *readCharacters(PARSER *parser, CHAR8 *at) {
+  beginContent(parser, at);
   CHAR8 *to = parser->contentEnd;
-  CHAR8 *at = takeRun(parser->at, &to, CLASS_TEXT);
+  if (to == at) {
+    at = skipIndentation(at);
+    to = at;
+  }
+  at = takeRun(at, &to, CLASS_TEXT);
   while (*at != '<') {
     if (*at == '&') {
       at = readReference(at, to);
       if (at == nullptr) {
-        return false;
+        return nullptr;
       }
     } else if (*at == '\r') {
       at = skipLineEnd(at);
@@ -99,20 +117,19 @@ bool readCharacters(PARSER *parser) {
       *to = *at;
       at++;
     } else {
-      return false;
+      return nullptr;
     }
     to++;
     at = takeRun(at, &to, CLASS_TEXT);
   }
-  parser->at = at;
   parser->contentEnd = to;
-  return true;
+  return at;
 }
 
-bool readCData(PARSER *parser) {
-  beginContent(parser);
+CHAR8 *readCData(PARSER *parser, CHAR8 *at) {
+  beginContent(parser, at);
   CHAR8 *to = parser->contentEnd;
-  CHAR8 *at = takeRun(parser->at, &to, CLASS_TEXT);
+  at = takeRun(at, &to, CLASS_TEXT);
   while (!isSectionEnd(at)) {
     if (*at == '\r') {
       at = skipLineEnd(at);
@@ -121,29 +138,28 @@ bool readCData(PARSER *parser) {
       *to = *at;
       at++;
     } else {
-      return false;
+      return nullptr;
     }
     to++;
     at = takeRun(at, &to, CLASS_TEXT);
   }
-  parser->at = at + 3;
   parser->contentEnd = to;
-  return true;
+  return at + 3;
 }
 
-bool readValue(PARSER *parser, CHAR8 **value) {
-  CHAR8 quote = *parser->at;
+CHAR8 *readValue(CHAR8 *at, CHAR8 **value) {
+  CHAR8 quote = *at;
   if (quote != '"' && quote != '\'') {
-    return false;
+    return nullptr;
   }
-  CHAR8 *to = parser->at + 1;
+  CHAR8 *to = at + 1;
   *value = to;
-  CHAR8 *at = takeRun(to, &to, CLASS_VALUE);
+  at = takeRun(to, &to, CLASS_VALUE);
   while (*at != quote) {
     if (*at == '&') {
       at = readReference(at, to);
       if (at == nullptr) {
-        return false;
+        return nullptr;
       }
     } else if (isClass(*at, CLASS_BLANK)) {
       at = *at == '\r' ? skipLineEnd(at) : at + 1;
@@ -152,12 +168,11 @@ bool readValue(PARSER *parser, CHAR8 **value) {
       *to = *at;
       at++;
     } else {
-      return false;
+      return nullptr;
     }
     to++;
     at = takeRun(at, &to, CLASS_VALUE);
   }
   *to = 0;
-  parser->at = at + 1;
-  return true;
+  return at + 1;
 }

@@ -64,9 +64,7 @@ static void putEscaped(WRITER *writer, const CHAR8 *text, CHARACTER_CLASS plain)
   const CHAR8 *at = text;
   for (;;) {
     const CHAR8 *run = at;
-    while (isClass(*at, plain)) {
-      at++;
-    }
+    at = skipClass(at, plain);
     putBytes(writer, run, static_cast<UINTN>(at - run));
     if (*at == 0) {
       return;

@@ -2,17 +2,15 @@
 
 #include "base/text.h"
 
-// A piece of memory that nodes and attributes of a parsed tree are taken from, front to back.
-struct RECORD_BLOCK {
-  RECORD_BLOCK *next;
-};
-
 // Smaller blocks would not spare memory: firmware gives out pages.
 static constexpr UINTN MINIMUM_BLOCK_SIZE = 4096;
 
+// Zeros behind the document, so that the parser may look at eight characters at once.
+static constexpr UINTN TEXT_PADDING = 8;
+
 PARSED_TREE *newParsedTree(const CHAR8 *text) {
   UINTN textSize = textLength(text) + 1;
-  PARSED_TREE *tree = static_cast<PARSED_TREE *>(poolAllocate(sizeof(PARSED_TREE) + textSize));
+  PARSED_TREE *tree = static_cast<PARSED_TREE *>(poolAllocate(sizeof(PARSED_TREE) + textSize + TEXT_PADDING));
   if (tree == nullptr) {
     return nullptr;
   }
@@ -23,6 +21,7 @@ PARSED_TREE *newParsedTree(const CHAR8 *text) {
   tree->blockUsed = tree->blockSize;
   tree->textSize = textSize;
   copyBytes(treeText(tree), text, textSize);
+  zeroBytes(treeText(tree) + textSize, TEXT_PADDING);
   return tree;
 }
 
@@ -36,33 +35,15 @@ void releaseParsedTree(PARSED_TREE *tree) {
   poolFree(tree);
 }
 
-static void *takeRecord(PARSED_TREE *tree, UINTN size) {
-  if (size > tree->blockSize - tree->blockUsed) {
-    RECORD_BLOCK *block = static_cast<RECORD_BLOCK *>(poolAllocate(tree->blockSize));
-    if (block == nullptr) {
-      return nullptr;
-    }
-    block->next = tree->blocks;
-    tree->blocks = block;
-    tree->blockUsed = sizeof(RECORD_BLOCK);
+bool addBlock(PARSED_TREE *tree) {
+  RECORD_BLOCK *block = static_cast<RECORD_BLOCK *>(poolAllocate(tree->blockSize));
+  if (block == nullptr) {
+    return false;
   }
-  void *record = reinterpret_cast<UINT8 *>(tree->blocks) + tree->blockUsed;
-  tree->blockUsed += size;
-  zeroBytes(record, size);
-  return record;
-}
-
-SERVICE_NODE *newParsedNode(PARSED_TREE *tree) {
-  SERVICE_NODE *node = static_cast<SERVICE_NODE *>(takeRecord(tree, sizeof(SERVICE_NODE)));
-  if (node != nullptr) {
-    node->ServiceOwn = tree;
-    tree->liveNodes++;
-  }
-  return node;
-}
-
-XML_ATTRIBUTE *newParsedAttribute(PARSED_TREE *tree) {
-  return static_cast<XML_ATTRIBUTE *>(takeRecord(tree, sizeof(XML_ATTRIBUTE)));
+  block->next = tree->blocks;
+  tree->blocks = block;
+  tree->blockUsed = sizeof(RECORD_BLOCK);
+  return true;
 }
 
 SERVICE_NODE *newNode(const CHAR8 *name) {
@@ -114,18 +95,34 @@ static void freeNode(SERVICE_NODE *node) {
   }
 }
 
-void freeTree(SERVICE_NODE *node) {
-  node->parent = nullptr;
-  while (node != nullptr) {
-    if (node->FirstChild != nullptr) {
-      SERVICE_NODE *child = serviceNode(node->FirstChild);
-      node->FirstChild = child->NextSibling;
-      child->parent = node;
-      node = child;
-    } else {
-      SERVICE_NODE *parent = node->parent;
-      freeNode(node);
-      node = parent;
+// Parsing has set most parents already, and what is not written does not go back to memory.
+static void setParent(SERVICE_NODE *node, SERVICE_NODE *parent) {
+  if (node->parent != parent) {
+    node->parent = parent;
+  }
+}
+
+// The first element below node that has no children, or node itself.
+static SERVICE_NODE *firstLeaf(SERVICE_NODE *node) {
+  while (node->FirstChild != nullptr) {
+    SERVICE_NODE *child = serviceNode(node->FirstChild);
+    setParent(child, node);
+    node = child;
+  }
+  return node;
+}
+
+void freeTree(SERVICE_NODE *root) {
+  SERVICE_NODE *node = firstLeaf(root);
+  while (node != root) {
+    SERVICE_NODE *parent = node->parent;
+    SERVICE_NODE *next = serviceNode(node->NextSibling);
+    freeNode(node);
+    node = parent;
+    if (next != nullptr) {
+      setParent(next, parent);
+      node = firstLeaf(next);
     }
   }
+  freeNode(root);
 }

@@ -8,7 +8,10 @@
 #include "base/pool.h"
 #include "xml_protocol.h"
 
-struct RECORD_BLOCK;
+// A piece of memory that nodes and attributes of a parsed tree are taken from, front to back.
+struct RECORD_BLOCK {
+  RECORD_BLOCK *next;
+};
 
 // What the nodes of one parsed document share; a pool allocation with the copy of the document behind it.
 struct PARSED_TREE {
@@ -41,12 +44,31 @@ PARSED_TREE *newParsedTree(const CHAR8 *text);
 // documents carry passphrases.
 void releaseParsedTree(PARSED_TREE *tree);
 
-// A zero-filled node or attribute that belongs to tree, or null without memory.
-SERVICE_NODE *newParsedNode(PARSED_TREE *tree);
-XML_ATTRIBUTE *newParsedAttribute(PARSED_TREE *tree);
+// Puts an unused block in front of the others; false without memory.
+bool addBlock(PARSED_TREE *tree);
+
+// A zero-filled record that belongs to tree, or null without memory.
+template <class T> inline T *takeRecord(PARSED_TREE *tree) {
+  if (sizeof(T) > tree->blockSize - tree->blockUsed && !addBlock(tree)) {
+    return nullptr;
+  }
+  T *record = reinterpret_cast<T *>(reinterpret_cast<UINT8 *>(tree->blocks) + tree->blockUsed);
+  tree->blockUsed += sizeof(T);
+  *record = {};
+  return record;
+}
+
+inline SERVICE_NODE *newParsedNode(PARSED_TREE *tree) {
+  SERVICE_NODE *node = takeRecord<SERVICE_NODE>(tree);
+  if (node != nullptr) {
+    node->ServiceOwn = tree;
+    tree->liveNodes++;
+  }
+  return node;
+}
 
 // A node that belongs to no parsed tree, with a copy of name, or null without memory.
 SERVICE_NODE *newNode(const CHAR8 *name);
 
-// Releases node with its content, attributes and descendants.
-void freeTree(SERVICE_NODE *node);
+// Releases root with its content, attributes and descendants.
+void freeTree(SERVICE_NODE *root);

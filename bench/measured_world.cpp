@@ -1,0 +1,219 @@
+#include "bench/measured_world.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "base/pool.h"
+#include "base/print.h"
+#include "driver/driver.h"
+#include "platform/xml_service/xml_service.h"
+
+double cpuSeconds() {
+  timespec now;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+void mustSucceed(EFI_STATUS status, const char *what) {
+  if (EFI_ERROR(status)) {
+    std::fprintf(stderr, "benchmark: %s: %s\n", what, statusText(status));
+    std::exit(1);
+  }
+}
+
+// --- The pool. A mark in front of each block tells it from what the firmware allocates for its caller by itself. ---
+
+static constexpr uint64_t POOL_MARK = 0x6B72616D6C6F6F70ULL;
+
+struct POOL_HEADER {
+  uint64_t mark;
+  uint64_t size;
+};
+
+static MEASURED_COUNTS g_counts;
+static uint64_t g_liveAtReset;
+static uint64_t g_liveBytes;
+static EFI_STATUS(EFIAPI *g_firmwareFree)(void *);
+
+static EFI_STATUS EFIAPI allocatePool(int, UINTN size, void **buffer) {
+  auto *header = static_cast<POOL_HEADER *>(std::malloc(sizeof(POOL_HEADER) + size));
+  if (header == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  *header = {POOL_MARK, size};
+  *buffer = header + 1;
+  ++g_counts.allocations;
+  g_liveBytes += size;
+  if (g_liveBytes > g_liveAtReset && g_liveBytes - g_liveAtReset > g_counts.peakBytes) {
+    g_counts.peakBytes = g_liveBytes - g_liveAtReset;
+  }
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS EFIAPI freePool(void *buffer) {
+  POOL_HEADER *header = static_cast<POOL_HEADER *>(buffer) - 1;
+  if (header->mark != POOL_MARK) {
+    return g_firmwareFree(buffer);
+  }
+  g_liveBytes -= header->size;
+  header->mark = 0;
+  std::free(header);
+  return EFI_SUCCESS;
+}
+
+// --- The controller's protocol with a clock around it ---
+
+static RAID_MGMT_PROTOCOL g_controller; // as the controller provides it
+
+static EFI_STATUS EFIAPI timedExecute(RAID_MGMT_PROTOCOL *This, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
+  double start = cpuSeconds();
+  EFI_STATUS status = g_controller.Execute(This, block, result);
+  g_counts.controllerSeconds += cpuSeconds() - start;
+  return status;
+}
+
+static EFI_STATUS EFIAPI timedFreeRecords(RAID_MGMT_PROTOCOL *This, void *data, UINT32 count) {
+  double start = cpuSeconds();
+  EFI_STATUS status = g_controller.FreeRecords(This, data, count);
+  g_counts.controllerSeconds += cpuSeconds() - start;
+  return status;
+}
+
+// --- The world ---
+
+MeasuredWorld::MeasuredWorld() {
+  EFI_BOOT_SERVICES *services = firmware_.bootServices();
+  g_firmwareFree = services->FreePool;
+  services->AllocatePool = allocatePool;
+  services->FreePool = freePool;
+  setSystemTable(firmware_.systemTable());
+  load(XmlServiceEntry);
+  static const EFI_GUID xmlGuid = XML_PROTOCOL_GUID;
+  mustSucceed(services->LocateProtocol(&xmlGuid, nullptr, reinterpret_cast<void **>(&xml)), "XML service");
+}
+
+MeasuredWorld::MeasuredWorld(const CONTROLLER_KIND &kind) : MeasuredWorld() {
+  mustSucceed(kind.preset != nullptr ? simCreate(kind.preset, &sim_)
+                                     : simCreateSized(kind.enclosures, kind.slots, kind.virtualDisks, &sim_),
+              "controller");
+  load(RaidXylEntry);
+  EFI_HANDLE controller = nullptr;
+  mustSucceed(simInstall(sim_, &controller), "install");
+  EFI_BOOT_SERVICES *services = firmware_.bootServices();
+  mustSucceed(services->ConnectController(controller, nullptr, nullptr, 1), "connect");
+  static const EFI_GUID xylGuid = RAID_XYL_PROTOCOL_GUID;
+  mustSucceed(services->HandleProtocol(controller, &xylGuid, reinterpret_cast<void **>(&operations_)), "driver");
+  g_controller = sim_->protocol;
+  sim_->protocol.Execute = timedExecute;
+  sim_->protocol.FreeRecords = timedFreeRecords;
+}
+
+MeasuredWorld::~MeasuredWorld() {
+  if (sim_ != nullptr) {
+    for (HELD_ANSWER &held : held_) {
+      g_controller.FreeRecords(&sim_->protocol, held.data, held.count);
+    }
+    mustSucceed(simDestroy(sim_), "controller removed");
+  }
+  for (; !images_.empty(); images_.pop_back()) {
+    mustSucceed(firmware_.unloadImage(images_.back()), "unload");
+  }
+}
+
+void MeasuredWorld::load(EFI_IMAGE_ENTRY entry) {
+  EFI_HANDLE image = nullptr;
+  mustSucceed(firmware_.loadImage(entry, &image), "image");
+  images_.push_back(image);
+}
+
+void MeasuredWorld::resetCounts() {
+  g_counts = {};
+  g_liveAtReset = g_liveBytes;
+}
+
+MEASURED_COUNTS MeasuredWorld::counts() const {
+  MEASURED_COUNTS counts = g_counts;
+  counts.liveBytes = g_liveBytes - g_liveAtReset;
+  return counts;
+}
+
+void MeasuredWorld::get() {
+  RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
+  RAID_XYL_BUFFER output = {};
+  mustSucceed(operations_->Get_Live(operations_, &parameter, &output), "Get_Live");
+  poolFree(output.Data);
+}
+
+std::string MeasuredWorld::document() {
+  RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
+  RAID_XYL_BUFFER output = {};
+  mustSucceed(operations_->Get_Live(operations_, &parameter, &output), "Get_Live");
+  std::string text = static_cast<char *>(output.Data);
+  poolFree(output.Data);
+  return text;
+}
+
+void MeasuredWorld::verify(const std::string &saved) {
+  RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
+  RAID_XYL_BUFFER documents[2] = {
+      {RAID_XYL_REVISION, static_cast<UINT32>(saved.size() + 1), const_cast<char *>(saved.c_str())}, {}};
+  RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof documents, documents};
+  UINT32 result = 0;
+  mustSucceed(operations_->Verify(operations_, &parameter, &input, nullptr, &result), "Verify");
+  if (result != 0) {
+    mustSucceed(EFI_ABORTED, "Verify found a difference");
+  }
+}
+
+static RAID_XYL_BUFFER poolCopy(const std::string &text) {
+  if (text.empty()) {
+    return {RAID_XYL_REVISION, 0, nullptr};
+  }
+  void *copy = poolAllocate(text.size() + 1);
+  std::memcpy(copy, text.c_str(), text.size() + 1);
+  return {RAID_XYL_REVISION, static_cast<UINT32>(text.size() + 1), copy};
+}
+
+double MeasuredWorld::set(const std::string &options, const std::string &saved, const std::string &request) {
+  RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
+  RAID_XYL_BUFFER inputs[2] = {poolCopy(saved), poolCopy(options)};
+  RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof inputs, inputs};
+  RAID_XYL_BUFFER outputs[2] = {{RAID_XYL_REVISION, 0, nullptr}, poolCopy(request)};
+  RAID_XYL_BUFFER output = {RAID_XYL_REVISION, request.empty() ? 0U : static_cast<UINT32>(sizeof outputs),
+                            request.empty() ? nullptr : outputs};
+  resetCounts();
+  double start = cpuSeconds();
+  mustSucceed(operations_->Set_Live(operations_, &parameter, &input, &output), "Set_Live");
+  double seconds = cpuSeconds() - start;
+  poolFree(request.empty() ? output.Data : outputs[0].Data);
+  return seconds;
+}
+
+void *MeasuredWorld::answer(UINT32 command, UINT32 objectType, UINT32 *count) {
+  RAID_CMD_BLOCK block = {};
+  block.Command = command;
+  block.ObjectType = objectType;
+  RAID_CMD_RESULT result = {};
+  g_controller.Execute(&sim_->protocol, &block, &result); // a controller without such objects answers nothing
+  *count = result.DataSize >> RAID_RECORD_SHIFT;
+  if (result.Data != nullptr) {
+    held_.push_back({result.Data, *count});
+  }
+  return result.Data;
+}
+
+RAID_CONFIG MeasuredWorld::records() {
+  RAID_CONFIG config = {};
+  UINT32 one = 0;
+  config.adapter = static_cast<RAID_ADAPTER_RECORD *>(answer(RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, &one));
+  config.enclosures =
+      static_cast<RAID_ENCLOSURE_RECORD *>(answer(RAID_COMMAND_GET, RAID_OBJECT_ENCLOSURE, &config.enclosureCount));
+  config.physicalDisks =
+      static_cast<RAID_PD_RECORD *>(answer(RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, &config.physicalDiskCount));
+  config.logicalDisks =
+      static_cast<RAID_VD_RECORD *>(answer(RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, &config.logicalDiskCount));
+  config.keyId = static_cast<CHAR8 *>(answer(RAID_COMMAND_GET_KEY_ID, RAID_OBJECT_ADAPTER, &one));
+  return config;
+}

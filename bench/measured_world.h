@@ -1,0 +1,73 @@
+// What the benchmarks measure on: boot services whose pool is malloc with counters, without the strict books of the
+// tests, and a controller whose own time is taken apart.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/firmware/firmware.h"
+#include "platform/sim_controller/sim_controller.h"
+#include "raid_xyl.h"
+#include "xml_protocol.h"
+
+// A preset, or with a null name a controller of that size.
+struct CONTROLLER_KIND {
+  const char *preset;
+  UINT32 enclosures;
+  UINT32 slots; // disks of every enclosure
+  UINT32 virtualDisks;
+};
+
+// Counted since resetCounts; bytes as they were asked for.
+struct MEASURED_COUNTS {
+  uint64_t allocations;
+  uint64_t liveBytes; // goes below zero, modulo 2^64, when older allocations are given back
+  uint64_t peakBytes; // above what was live at the reset
+  double controllerSeconds;
+};
+
+// One at a time.
+class MeasuredWorld {
+public:
+  MeasuredWorld(); // XML service only
+  explicit MeasuredWorld(const CONTROLLER_KIND &kind);
+  ~MeasuredWorld();
+  MeasuredWorld(const MeasuredWorld &) = delete;
+  MeasuredWorld &operator=(const MeasuredWorld &) = delete;
+
+  void resetCounts();
+  MEASURED_COUNTS counts() const;
+
+  // Calls of the operations; a failure ends the program, since nothing measured after it would mean anything.
+  void get(); // the document is given back
+  std::string document();
+  void verify(const std::string &saved);
+  // Set_Live; request may be empty. Only the call itself is counted by the returned seconds.
+  double set(const std::string &options, const std::string &saved, const std::string &request);
+
+  // The controller's records: adapter, enclosures, disks, virtual disks and key. They live as long as the world.
+  RAID_CONFIG records();
+
+  XML_PROTOCOL *xml = nullptr;
+
+private:
+  void load(EFI_IMAGE_ENTRY entry);
+  void *answer(UINT32 command, UINT32 objectType, UINT32 *count);
+
+  Firmware firmware_;
+  SIM_CONTROLLER *sim_ = nullptr;
+  RAID_XYL_PROTOCOL *operations_ = nullptr;
+  struct HELD_ANSWER {
+    void *data;
+    UINT32 count;
+  };
+  std::vector<HELD_ANSWER> held_;
+  std::vector<EFI_HANDLE> images_;
+};
+
+// Processor time of the program: on a shared machine the clock on the wall measures the neighbours too.
+double cpuSeconds();
+
+// Ends the program with a message when status is an error.
+void mustSucceed(EFI_STATUS status, const char *what);

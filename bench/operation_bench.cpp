@@ -1,0 +1,142 @@
+// The operations of the driver, without the controller's own time.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <pugixml.hpp>
+
+#include "bench/benches.h"
+#include "bench/peer_inventory.h"
+#include "bench/peers.h"
+
+static const char *const REBUILD = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError><Raid>"
+                                   "<PreserveVDConfig>False</PreserveVDConfig></Raid></RunMode>";
+static const char *const NORMAL = "<RunMode><Mode>Normal</Mode></RunMode>";
+
+// The first disk of the last enclosure becomes a hot spare and an ordinary disk again.
+static const char *const CHANGES = "<raidData>"
+                                   "<Method name=\"Change\"><ObjectType>Virtual Disk</ObjectType><OID>1</OID>"
+                                   "<Object><VD><ObjectType>Virtual Disk</ObjectType><Name>A</Name></VD></Object>"
+                                   "</Method></raidData>";
+
+// Runs the operation over and over; a run returns its seconds, the controller's included.
+static void measure(benchmark::State &state, MeasuredWorld &world, size_t objects, const std::function<double()> &run) {
+  run();
+  world.resetCounts();
+  run();
+  MEASURED_COUNTS once = world.counts();
+  state.counters["allocations"] = static_cast<double>(once.allocations);
+  state.counters["peak_bytes"] = static_cast<double>(once.peakBytes);
+  state.counters["objects"] = static_cast<double>(objects);
+  double inController = 0;
+  for (auto _ : state) {
+    world.resetCounts();
+    double seconds = run();
+    double controller = world.counts().controllerSeconds;
+    state.SetIterationTime(seconds - controller);
+    inController += controller;
+  }
+  state.counters["controller_ns"] = inController * 1e9 / static_cast<double>(state.iterations());
+}
+
+template <class ROUTINE> static double timed(ROUTINE routine) {
+  double start = cpuSeconds();
+  routine();
+  return cpuSeconds() - start;
+}
+
+static size_t objectsOf(const RAID_CONFIG &config) {
+  return 1 + config.enclosureCount + config.physicalDiskCount + config.logicalDiskCount;
+}
+
+static size_t countObjects(const CONTROLLER_KIND &kind) {
+  MeasuredWorld world(kind);
+  return objectsOf(world.records());
+}
+
+static void get(benchmark::State &state, const CONTROLLER_KIND &kind) {
+  size_t objects = countObjects(kind);
+  MeasuredWorld world(kind);
+  measure(state, world, objects, [&] { return timed([&] { world.get(); }); });
+}
+
+static void verify(benchmark::State &state, const CONTROLLER_KIND &kind) {
+  size_t objects = countObjects(kind);
+  MeasuredWorld world(kind);
+  std::string saved = world.document();
+  measure(state, world, objects, [&] { return timed([&] { world.verify(saved); }); });
+}
+
+static void restore(benchmark::State &state, const CONTROLLER_KIND &kind) {
+  size_t objects = countObjects(kind);
+  MeasuredWorld world(kind);
+  std::string saved = world.document();
+  measure(state, world, objects, [&] { return world.set(REBUILD, saved, {}); });
+}
+
+static void change(benchmark::State &state, const CONTROLLER_KIND &kind) {
+  size_t objects = countObjects(kind);
+  MeasuredWorld world(kind);
+  std::string saved = world.document();
+  measure(state, world, objects, [&] { return world.set(NORMAL, saved, CHANGES); });
+}
+
+// Whether both texts are the same document: pugixml prints both.
+static void mustBeSame(const std::string &ours, const std::string &peer) {
+  pugi::xml_document one;
+  pugi::xml_document other;
+  one.load_string(ours.c_str());
+  other.load_string(peer.c_str());
+  if (printed(one) != printed(other)) {
+    std::fprintf(stderr, "benchmark: the peer builds another document\n%s\n%s", printed(one).c_str(),
+                 printed(other).c_str());
+    std::exit(1);
+  }
+}
+
+static void peerGet(benchmark::State &state, const CONTROLLER_KIND &kind) {
+  MeasuredWorld world(kind);
+  RAID_CONFIG config = world.records();
+  mustBeSame(world.document(), peerInventory(config));
+  measure(state, world, objectsOf(config),
+          [&] { return timed([&] { benchmark::DoNotOptimize(peerInventory(config)); }); });
+}
+
+static void peerVerify(benchmark::State &state, const CONTROLLER_KIND &kind) {
+  size_t objects = countObjects(kind);
+  MeasuredWorld world(kind);
+  std::string saved = world.document();
+  measure(state, world, objects, [&] { return timed([&] { benchmark::DoNotOptimize(peerWalk(saved)); }); });
+}
+
+using BENCH = void (*)(benchmark::State &, const CONTROLLER_KIND &);
+
+static void add(const std::string &name, const CONTROLLER_KIND &kind, BENCH bench) {
+  benchmark::RegisterBenchmark(name.c_str(), bench, kind)->UseManualTime();
+}
+
+void addOperationBenches() {
+  // Enclosures, disks of each, virtual disks.
+  static constexpr CONTROLLER_KIND sizes[] = {
+      {nullptr, 1, 1, 0},  {nullptr, 1, 8, 0},   {nullptr, 1, 8, 4},    {nullptr, 2, 12, 0},
+      {nullptr, 2, 12, 8}, {nullptr, 10, 24, 0}, {nullptr, 10, 24, 64},
+  };
+  for (const CONTROLLER_KIND &kind : sizes) {
+    std::string size =
+        std::to_string(kind.enclosures * kind.slots) + " disks, " + std::to_string(kind.virtualDisks) + " volumes";
+    add("operations/get/" + size + "/ours", kind, get);
+    add("operations/get/" + size + "/pugixml", kind, peerGet);
+    add("operations/verify/" + size + "/ours", kind, verify);
+    add("operations/verify/" + size + "/pugixml", kind, peerVerify);
+    add("operations/restore/" + size + "/ours", kind, restore);
+    if (kind.virtualDisks != 0) {
+      add("operations/change/" + size + "/ours", kind, change);
+    }
+  }
+  for (UINT32 slots : GROWING_SLOTS) {
+    std::string size = std::to_string(slots * GROWING_ENCLOSURES);
+    add("growth/get/" + size + "/ours", {nullptr, GROWING_ENCLOSURES, slots, 0}, get);
+    add("growth/verify/" + size + "/ours", {nullptr, GROWING_ENCLOSURES, slots, 0}, verify);
+  }
+}

@@ -1,0 +1,239 @@
+#include "bench/peer_inventory.h"
+
+#include <cstring>
+#include <pugixml.hpp>
+
+#include "base/text.h"
+#include "bench/peers.h"
+#include "xml/object_fields.h"
+
+using pugi::xml_node;
+
+static void addText(xml_node parent, const char *name, const char *text) {
+  xml_node node = parent.append_child(name);
+  if (*text != 0) {
+    node.text().set(text);
+  }
+}
+
+static void addFields(xml_node parent, const void *record, const FIELD_TABLE &fields);
+
+// Texts of fields are made in a buffer on the stack.
+struct FIELD_TEXT {
+  char text[256];
+};
+
+static void cut(FIELD_TEXT &out, const char *text, size_t limit) {
+  size_t length = std::strlen(text);
+  length = length < limit ? length : limit;
+  std::memcpy(out.text, text, length);
+  out.text[length] = 0;
+}
+
+static void fixedText(FIELD_TEXT &out, const void *record, const FIELD_ROW &row) {
+  const char *field = static_cast<const char *>(record) + row.Place.Offset;
+  size_t length = 0;
+  while (length < row.Place.Width && field[length] != 0 && !((row.Flags & FIELD_TO_BLANK) && field[length] == ' ')) {
+    ++length;
+  }
+  size_t begin = 0;
+  while ((row.Flags & FIELD_TRIMMED) && begin < length && field[begin] == ' ') {
+    ++begin;
+  }
+  while ((row.Flags & FIELD_TRIMMED) && length > begin && field[length - 1] == ' ') {
+    --length;
+  }
+  std::memcpy(out.text, field + begin, length - begin);
+  out.text[length - begin] = 0;
+}
+
+static void fieldText(FIELD_TEXT &out, const void *record, const FIELD_ROW &row) {
+  switch (row.Format) {
+  case FORMAT_DECIMAL:
+    formatDecimal(out.text, fieldValue(record, row));
+    out.text[row.Length] = 0;
+    return;
+  case FORMAT_HEX:
+    formatHex(out.text, fieldValue(record, row), row.Length);
+    return;
+  case FORMAT_WIDE_TEXT:
+    textNarrow(out.text, static_cast<const CHAR16 *>(fieldPointer(record, row.Place)), sizeof out.text - 1);
+    return;
+  case FORMAT_FIXED_TEXT:
+    fixedText(out, record, row);
+    return;
+  case FORMAT_BOOLEAN:
+    cut(out, GetNameFromValue(fieldValue(record, row), g_boolTable), sizeof out.text - 1);
+    return;
+  case FORMAT_MARK:
+    cut(out, "True", 4);
+    return;
+  default:
+    cut(out, GetNameFromValue(fieldValue(record, row), row.Names), row.Length);
+    return;
+  }
+}
+
+static void addItems(xml_node container, UINT32 mask, const FIELD_ROW &row) {
+  for (; mask != 0; mask &= mask - 1) {
+    FIELD_TEXT out;
+    cut(out, GetNameFromValue(mask & -mask, row.Names), row.Length);
+    addText(container, row.Item, out.text);
+  }
+}
+
+static void addContainer(xml_node parent, const char *name, const void *record, const FIELD_TABLE &fields) {
+  addFields(parent.append_child(name), record, fields);
+}
+
+static void addCachePolicy(xml_node container, UINT32 word) {
+  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
+    const FIELD_ROW &group = g_cachePolicyGroups.Rows[i];
+    addItems(container, word & group.Mask, group);
+  }
+}
+
+static void addIds(xml_node parent, const void *record, const FIELD_ROW &row) {
+  const auto *ids = static_cast<const UINT32 *>(fieldPointer(record, row.Place));
+  for (UINT64 i = ids == nullptr ? 0 : fieldLoad(record, row.Count); i-- > 0;) {
+    char text[21];
+    formatDecimal(text, ids[i]);
+    addText(parent, row.Element, text);
+  }
+}
+
+static bool isWritten(const void *record, const FIELD_ROW &row) {
+  const auto *bytes = static_cast<const char *>(record);
+  bool isZero = row.Format == FORMAT_FIXED_TEXT
+                    ? bytes[row.Place.Offset] == 0
+                    : (row.Flags & FIELD_WHEN_NOT_ZERO) != 0 && fieldLoad(record, row.Place) == 0;
+  return (row.Flags & FIELD_READ_ONLY) == 0 && !((row.Flags & FIELD_WHEN_NOT_ZERO) && isZero) &&
+         !((row.Flags & FIELD_WHEN_VERSIONED) && static_cast<const RAID_RECORD_HEADER *>(record)->ObjVersion == 0) &&
+         !((row.Flags & FIELD_MODE) && (fieldLoad(record, row.Place) & RAID_MODE_PRESENT) == 0) &&
+         !(row.Format == FORMAT_MARK && fieldValue(record, row) == 0);
+}
+
+static void addField(xml_node parent, const void *record, const FIELD_ROW &row) {
+  const auto *adapter = static_cast<const RAID_ADAPTER_RECORD *>(record);
+  const char *field = static_cast<const char *>(record) + row.Place.Offset;
+  FIELD_TEXT out;
+  switch (row.Format) {
+  case FORMAT_MASK:
+    addItems(parent.append_child(row.Element), static_cast<UINT32>(fieldLoad(record, row.Place)), row);
+    return;
+  case FORMAT_CACHE_POLICY:
+    addCachePolicy(parent.append_child(row.Element), static_cast<UINT32>(fieldLoad(record, row.Place)));
+    return;
+  case FORMAT_PCI_IDENTITY:
+    addContainer(parent, row.Element, field, g_pciIdentityFields);
+    return;
+  case FORMAT_RAID_LEVEL_DESC:
+    addContainer(parent, row.Element, field, g_levelDescFields);
+    return;
+  case FORMAT_RATES:
+    for (const RAID_RATE &rate : adapter->Rates) {
+      if (rate.Name != nullptr) {
+        addContainer(parent, row.Element, &rate, g_rateFields);
+      }
+    }
+    return;
+  case FORMAT_RAID_LEVEL_PARAMS: {
+    xml_node container = parent.append_child(row.Element);
+    for (int i = 0; adapter->RAIDLevelParams != nullptr && i < __builtin_popcount(adapter->SupportedRAIDLevels); ++i) {
+      addContainer(container, "RAIDLevelDesc", &adapter->RAIDLevelParams[i], g_levelDescFields);
+    }
+    return;
+  }
+  case FORMAT_ID_LIST:
+    addIds(parent, record, row);
+    return;
+  default:
+    fieldText(out, record, row);
+    addText(parent, row.Element, out.text);
+    return;
+  }
+}
+
+static void addFields(xml_node parent, const void *record, const FIELD_TABLE &fields) {
+  for (UINT32 i = 0; i < fields.RowCount; ++i) {
+    if (isWritten(record, fields.Rows[i])) {
+      addField(parent, record, fields.Rows[i]);
+    }
+  }
+}
+
+static xml_node addObject(xml_node parent, const char *name, const void *record, const FIELD_TABLE &fields) {
+  xml_node node = parent.append_child(name);
+  addFields(node, record, g_headerFields);
+  addFields(node, record, fields);
+  return node;
+}
+
+static void addSchema(xml_node node, const char *schema) {
+  node.append_attribute("xmlns:xsi").set_value("http://www.w3.org/2001/XMLSchema-instance");
+  node.append_attribute("xsi:noNamespaceSchemaLocation").set_value(schema);
+}
+
+static void addIdentity(xml_node root, const RAID_ADAPTER_RECORD &adapter) {
+  xml_node inventory = root.append_child("Inventory");
+  FIELD_TEXT out;
+  textNarrow(out.text, adapter.Name, sizeof out.text - 1);
+  addText(inventory, "MarketingName", out.text);
+  formatHex(out.text, adapter.WWN, 16);
+  addText(inventory, "WWN", out.text);
+  xml_node identifier = inventory.append_child("Identifier");
+  addContainer(identifier, "PCIID", &adapter.PCIID, g_pciIdentityFields);
+  addContainer(identifier, "PCILocation", &adapter.PCIID, g_pciLocationFields);
+  textNarrow(out.text, adapter.FirmwareVersion, sizeof out.text - 1);
+  inventory.append_child("Firmware").append_attribute("Package").set_value(out.text);
+}
+
+static void addObjects(xml_node raidData, const RAID_CONFIG &config) {
+  xml_node adapter = addObject(raidData, "Adapter", config.adapter, g_adapterFields);
+  for (UINT32 i = 0; i < config.enclosureCount; ++i) {
+    xml_node enclosure = addObject(adapter, "Enclosure", &config.enclosures[i], g_enclosureFields);
+    for (UINT32 j = 0; j < config.physicalDiskCount; ++j) {
+      if (config.physicalDisks[j].EnclosureDeviceID == config.enclosures[i].DeviceID) {
+        addObject(enclosure, "PD", &config.physicalDisks[j], g_pdFields);
+      }
+    }
+  }
+  for (UINT32 j = 0; j < config.physicalDiskCount; ++j) {
+    if (config.enclosureCount == 0 || config.physicalDisks[j].EnclosureDeviceID == RAID_ENCLOSURE_NONE) {
+      addObject(adapter, "PD", &config.physicalDisks[j], g_pdFields);
+    }
+  }
+  for (UINT32 i = 0; i < config.logicalDiskCount; ++i) {
+    addObject(adapter, "VD", &config.logicalDisks[i], g_vdFields);
+  }
+  if (config.keyId != nullptr) {
+    addText(adapter, "Keyid", config.keyId);
+  }
+}
+
+std::string peerInventory(const RAID_CONFIG &config) {
+  pugi::xml_document document;
+  xml_node root = document.append_child("xylComponent");
+  addSchema(root, "XYLSchema.xsd");
+  addIdentity(root, *config.adapter);
+  xml_node raidData = root.append_child("Configuration").append_child("raidData");
+  addSchema(raidData, "raiddata.xsd");
+  addObjects(raidData, config);
+  return printed(document);
+}
+
+struct BYTE_COUNTER : pugi::xml_tree_walker {
+  uint64_t bytes = 0;
+  bool for_each(xml_node &node) override {
+    bytes += std::strlen(node.name()) + std::strlen(node.value());
+    return true;
+  }
+};
+
+uint64_t peerWalk(const std::string &text) {
+  pugi::xml_document document;
+  document.load_buffer(text.data(), text.size());
+  BYTE_COUNTER counter;
+  document.traverse(counter);
+  return counter.bytes;
+}
