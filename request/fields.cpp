@@ -7,10 +7,13 @@ bool isNamed(const XML_NODE *node, const CHAR8 *name) {
   return node->Name != nullptr && name != nullptr && textEqual(node->Name, name);
 }
 
-const FIELD_ROW *readingRow(const FIELD_TABLE &fields, const CHAR8 *element) {
-  for (UINT32 i = 0; element != nullptr && i < fields.RowCount; ++i) {
-    const FIELD_ROW &row = fields.Rows[i];
-    if ((row.Flags & FIELD_WRITE_ONLY) == 0 && textEqual(row.Element, element)) {
+const FIELD_ROW *readingRow(const FIELD_TABLE &fields, const CHAR8 *element, UINT32 *expected) {
+  UINT32 index = *expected;
+  for (UINT32 i = 0; element != nullptr && i < fields.RowCount; ++i, ++index) {
+    index = index < fields.RowCount ? index : 0;
+    const FIELD_ROW &row = fields.Rows[index];
+    if (*row.Element == *element && (row.Flags & FIELD_WRITE_ONLY) == 0 && textEqual(row.Element, element)) {
+      *expected = index + 1;
       return &row;
     }
   }
@@ -25,12 +28,14 @@ void copyFixedText(void *to, const CHAR8 *text, UINTN size) {
 }
 
 void *grownArray(void *old, UINT32 count, UINTN elementSize) {
-  UINTN used = count * elementSize;
-  void *grown = poolAllocateZero(used + elementSize);
-  if (grown != nullptr && old != nullptr) {
-    copyBytes(grown, old, used);
-    poolFree(old);
+  UINTN used = old == nullptr ? 0 : count * elementSize;
+  UINT8 *grown = static_cast<UINT8 *>(poolAllocate((count + 1) * elementSize));
+  if (grown == nullptr) {
+    return nullptr;
   }
+  copyBytes(grown, old, used);
+  zeroBytes(grown + used, (count + 1) * elementSize - used);
+  poolFree(old);
   return grown;
 }
 
@@ -88,8 +93,9 @@ static void readMask(const XML_NODE *element, const FIELD_ROW &row, void *record
 
 static void readCachePolicy(const XML_NODE *element, const FIELD_ROW &row, void *record) {
   UINT64 policy = 0;
+  UINT32 expected = 0;
   for (const XML_NODE *item = element->FirstChild; item != nullptr; item = item->NextSibling) {
-    const FIELD_ROW *group = readingRow(g_cachePolicyGroups, item->Name);
+    const FIELD_ROW *group = readingRow(g_cachePolicyGroups, item->Name, &expected);
     if (group != nullptr) {
       policy |= GetValueFromName(item->Content, group->Names);
     }
@@ -167,8 +173,9 @@ EFI_STATUS readField(const XML_NODE *element, const FIELD_ROW &row, void *record
 }
 
 EFI_STATUS readFields(const XML_NODE *element, const FIELD_TABLE &fields, void *record) {
+  UINT32 expected = 0;
   for (const XML_NODE *child = element->FirstChild; child != nullptr; child = child->NextSibling) {
-    const FIELD_ROW *row = readingRow(fields, child->Name);
+    const FIELD_ROW *row = readingRow(fields, child->Name, &expected);
     EFI_STATUS status = row == nullptr ? EFI_SUCCESS : readField(child, *row, record);
     if (EFI_ERROR(status)) {
       return status;

@@ -67,10 +67,11 @@ static EFI_STATUS readRow(const XML_NODE *element, const FIELD_ROW &row, OBJECT_
 
 EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading) {
   const FIELD_TABLE *tables[] = {&g_headerFields, reading.Fields};
+  UINT32 expected[] = {0, 0};
   for (const XML_NODE *child = element->FirstChild; child != nullptr; child = child->NextSibling) {
     // An element may have a row in both: a disk's "ObjectID" gives two fields.
-    for (const FIELD_TABLE *table : tables) {
-      const FIELD_ROW *row = readingRow(*table, child->Name);
+    for (int i = 0; i < 2; ++i) {
+      const FIELD_ROW *row = readingRow(*tables[i], child->Name, &expected[i]);
       EFI_STATUS status = row == nullptr ? EFI_SUCCESS : readRow(child, *row, reading);
       if (EFI_ERROR(status)) {
         return status;

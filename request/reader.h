@@ -6,8 +6,9 @@
 
 bool isNamed(const XML_NODE *node, const CHAR8 *name);
 
-// The row that reading applies to element, or null.
-const FIELD_ROW *readingRow(const FIELD_TABLE &fields, const CHAR8 *element);
+// The row that reading applies to element, or null. The search begins at *expected, 0 for the first child, and leaves
+// the row behind the one that it found there: most documents follow the tables.
+const FIELD_ROW *readingRow(const FIELD_TABLE &fields, const CHAR8 *element, UINT32 *expected);
 
 // Applies the row to the element's text or children. Lists and texts that the record gets are its own, what it held at
 // that place goes back. Formats that need more than the record are left alone.
