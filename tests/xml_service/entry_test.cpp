@@ -4,50 +4,38 @@
 #include "uefi/protocols.h"
 
 TEST_F(XmlService, NullArgumentsAreRefused) {
-  char name[] = "name";
-  XML_NODE *node = CreateXMLNode(name);
-  name[0] = 'x';
-  EXPECT_EQ(outlineOf(node), "name"); // a copy
-  XML_NODE *noNode = node;
+  XML_NODE *node = parse("<a/>"), *noNode = node;
   CHAR8 *text = nullptr;
-  EXPECT_EQ(xml->Parse(xml, nullptr, &noNode), EFI_INVALID_PARAMETER);
+  for (EFI_STATUS status :
+       {xml->Parse(xml, nullptr, &noNode), xml->Parse(xml, "<a/>", nullptr), xml->Parse(nullptr, "<a/>", &noNode),
+        xml->Serialize(xml, nullptr, &text), xml->Serialize(xml, node, nullptr), xml->Serialize(nullptr, node, &text),
+        xml->CreateNode(xml, nullptr, &noNode), xml->CreateNode(xml, "n", nullptr),
+        xml->CreateNode(nullptr, "n", &noNode), xml->FreeNode(xml, nullptr), xml->FreeNode(nullptr, node)}) {
+    EXPECT_EQ(status, EFI_INVALID_PARAMETER);
+  }
   EXPECT_EQ(noNode, nullptr);
-  EXPECT_EQ(xml->Parse(xml, "<a/>", nullptr), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(xml->Parse(nullptr, "<a/>", &noNode), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(xml->Serialize(xml, nullptr, &text), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(xml->Serialize(xml, node, nullptr), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(xml->Serialize(nullptr, node, &text), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(xml->CreateNode(xml, nullptr, &noNode), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(xml->CreateNode(xml, "n", nullptr), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(xml->CreateNode(nullptr, "n", &noNode), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(xml->FreeNode(xml, nullptr), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(xml->FreeNode(nullptr, node), EFI_INVALID_PARAMETER);
   EXPECT_EQ(xml->Unused0(xml), EFI_UNSUPPORTED);
   EXPECT_EQ(xml->Unused2(xml), EFI_UNSUPPORTED);
   FreeXMLNode(node);
 }
 
-TEST(XmlServiceEntry, FailedStartLeavesNothing) {
-  for (const char *service : {"InstallMultipleProtocolInterfaces", "HandleProtocol"}) {
+TEST(XmlServiceEntry, ComesAndGoesWhole) {
+  struct {
+    const char *service;
+    EFI_STATUS load, unload;
+  } cases[] = {{"InstallMultipleProtocolInterfaces", EFI_DEVICE_ERROR, EFI_INVALID_PARAMETER},
+               {"HandleProtocol", EFI_DEVICE_ERROR, EFI_INVALID_PARAMETER},
+               {"UninstallMultipleProtocolInterfaces", EFI_SUCCESS, EFI_DEVICE_ERROR}};
+  for (const auto &row : cases) {
     Firmware firmware;
     EFI_HANDLE image = nullptr;
     void *interface = nullptr;
-    firmware.failService(service, 1, EFI_DEVICE_ERROR);
-    EXPECT_EQ(firmware.loadImage(XmlServiceEntry, &image), EFI_DEVICE_ERROR) << service;
-    EXPECT_EQ(firmware.bootServices()->LocateProtocol(&g_xmlGuid, nullptr, &interface), EFI_NOT_FOUND) << service;
-    EXPECT_EQ(firmware.complaints(), std::vector<std::string>()) << service;
+    auto locate = [&] { return firmware.bootServices()->LocateProtocol(&g_xmlGuid, nullptr, &interface); };
+    firmware.failService(row.service, 1, EFI_DEVICE_ERROR);
+    EXPECT_EQ(firmware.loadImage(XmlServiceEntry, &image), row.load) << row.service;
+    EXPECT_EQ(locate(), row.load == EFI_SUCCESS ? EFI_SUCCESS : EFI_NOT_FOUND) << row.service;
+    EXPECT_EQ(firmware.unloadImage(image), row.unload) << row.service;
+    EXPECT_EQ(locate(), row.load == EFI_SUCCESS ? EFI_SUCCESS : EFI_NOT_FOUND) << row.service;
+    EXPECT_EQ(firmware.complaints(), std::vector<std::string>()) << row.service;
   }
-}
-
-TEST(XmlServiceEntry, UnloadReportsFailureAndUninstalls) {
-  Firmware firmware;
-  EFI_HANDLE image = nullptr;
-  void *interface = nullptr;
-  ASSERT_EQ(firmware.loadImage(XmlServiceEntry, &image), EFI_SUCCESS);
-  firmware.failService("UninstallMultipleProtocolInterfaces", 1, EFI_ACCESS_DENIED);
-  EXPECT_EQ(firmware.unloadImage(image), EFI_ACCESS_DENIED);
-  EXPECT_EQ(firmware.bootServices()->LocateProtocol(&g_xmlGuid, nullptr, &interface), EFI_SUCCESS);
-  EXPECT_EQ(firmware.unloadImage(image), EFI_SUCCESS);
-  EXPECT_EQ(firmware.bootServices()->LocateProtocol(&g_xmlGuid, nullptr, &interface), EFI_NOT_FOUND);
-  EXPECT_EQ(firmware.complaints(), std::vector<std::string>());
 }
