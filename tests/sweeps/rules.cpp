@@ -1,42 +1,5 @@
 #include "tests/sweeps/rules.h"
 
-#include <algorithm>
-#include <cstring>
-
-template <class T> static std::vector<T> copyOf(const SIM_ARRAY<T> &array) {
-  return {array.items, array.items + array.count};
-}
-
-// Arrays only grow, so there is room for what was in them before.
-template <class T> static void putBackInto(SIM_ARRAY<T> &array, const std::vector<T> &items) {
-  array.count = static_cast<UINT32>(items.size());
-  std::copy(items.begin(), items.end(), array.items);
-}
-
-template <class T> static bool same(const SIM_ARRAY<T> &array, const std::vector<T> &items) {
-  return array.count == items.size() &&
-         (items.empty() || std::memcmp(array.items, items.data(), sizeof(T) * items.size()) == 0);
-}
-
-KEPT_STATE::KEPT_STATE(const SIM_CONTROLLER *sim)
-    : adapter_(sim->adapter), key_(sim->key), nextDiskId_(sim->nextDiskId), disks_(copyOf(sim->disks)),
-      virtualDisks_(copyOf(sim->virtualDisks)), foreignDisks_(copyOf(sim->foreignDisks)) {}
-
-void KEPT_STATE::putBack(SIM_CONTROLLER *sim) const {
-  sim->adapter = adapter_;
-  sim->key = key_;
-  sim->nextDiskId = nextDiskId_;
-  putBackInto(sim->disks, disks_);
-  putBackInto(sim->virtualDisks, virtualDisks_);
-  putBackInto(sim->foreignDisks, foreignDisks_);
-}
-
-bool KEPT_STATE::isState(const SIM_CONTROLLER *sim) const {
-  return std::memcmp(&sim->adapter, &adapter_, sizeof adapter_) == 0 &&
-         std::memcmp(&sim->key, &key_, sizeof key_) == 0 && sim->nextDiskId == nextDiskId_ &&
-         same(sim->disks, disks_) && same(sim->virtualDisks, virtualDisks_) && same(sim->foreignDisks, foreignDisks_);
-}
-
 static bool rereadFailed(const SIM_CONTROLLER *sim, UINT64 create) {
   const SIM_LOG_ENTRY *next = simCommand(sim, create + 1);
   return next != nullptr && next->block.Command == RAID_COMMAND_GET &&

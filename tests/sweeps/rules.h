@@ -1,23 +1,8 @@
 // What holds after every run of an operation, whatever failed in it.
 #pragma once
 
+#include "tests/support/kept_state.h"
 #include "tests/support/world.h"
-
-// The state of a simulated controller, kept aside.
-class KEPT_STATE {
-public:
-  explicit KEPT_STATE(const SIM_CONTROLLER *sim);
-  void putBack(SIM_CONTROLLER *sim) const;
-  bool isState(const SIM_CONTROLLER *sim) const;
-
-private:
-  SIM_ADAPTER adapter_;
-  SIM_KEY key_;
-  UINT32 nextDiskId_;
-  std::vector<SIM_DISK> disks_;
-  std::vector<SIM_VIRTUAL_DISK> virtualDisks_;
-  std::vector<SIM_VIRTUAL_DISK> foreignDisks_;
-};
 
 // The commands from the given one on that changed the state, as a log counts them: a Clear that found nothing to clear
 // counts, a Create after which the virtual disks could not be read again does not.

@@ -1,0 +1,347 @@
+#include "tests/model/expect.h"
+
+#include <map>
+#include <optional>
+
+// The controller's end during one call: the commands that must come are compared with those that came.
+struct WIRE {
+  STATE &state;
+  const CALL &call;
+  const SIM_CONTROLLER *sim;
+  UINT64 next; // number of the next command
+  std::string &wrong;
+  OUTCOME outcome = {EFI_SUCCESS};
+  size_t counted = 0; // of the commands those that the fault counts
+
+  // *hasData tells whether an answer holds records.
+  EFI_STATUS send(const COMMAND &command, bool *hasData = nullptr);
+  EFI_STATUS step(const char *name, const COMMAND &command, EFI_STATUS harmless = EFI_SUCCESS);
+  void note(const std::string &name, EFI_STATUS status);
+};
+
+EFI_STATUS WIRE::send(const COMMAND &command, bool *hasData) {
+  const SIM_LOG_ENTRY *came = simCommand(sim, next++);
+  std::string is = came == nullptr ? "none" : describe(came), mustBe = describe(command);
+  if (!wrong.empty() || is != mustBe) {
+    wrong += "command must be " + mustBe + "\nbut is          " + is + "\n";
+    return EFI_ABORTED;
+  }
+  const FAULT &fault = call.fault;
+  bool isList = command.command == RAID_COMMAND_GET && command.objectType == RAID_OBJECT_VIRTUAL_DISK;
+  bool counts = !fault.ofLists || isList;
+  counted += counts ? 1 : 0;
+  bool struck = counts && fault.nth != 0 && (fault.once ? counted == fault.nth : counted >= fault.nth);
+  if (struck && fault.status != EFI_SUCCESS) {
+    return fault.status;
+  }
+  if (came->status == EFI_SUCCESS) {
+    apply(state, command);
+  }
+  if (hasData != nullptr) {
+    *hasData = came->status == EFI_SUCCESS && !struck;
+  }
+  return came->status;
+}
+
+void WIRE::note(const std::string &name, EFI_STATUS status) {
+  outcome.hasLog = true;
+  outcome.log += name + " " + std::to_string(status & ~EFI_ERROR_BIT) + " ";
+}
+
+EFI_STATUS WIRE::step(const char *name, const COMMAND &command, EFI_STATUS harmless) {
+  EFI_STATUS status = send(command);
+  status = status == harmless ? EFI_SUCCESS : status;
+  note(name, status);
+  return status;
+}
+
+static EFI_STATUS get(WIRE &wire, UINT32 objectType, bool *hasData) {
+  *hasData = false;
+  return wire.send({RAID_COMMAND_GET, objectType}, hasData);
+}
+
+// --- The run of a request ---
+
+static std::string fqddOf(const SIM_DISK &disk) {
+  return disk.objVersion == 0 ? "" : narrow(disk.fqdd);
+}
+
+// A saved disk stands for the one that is now in its place. False when there is none.
+static bool translate(WIRE &wire, UINT32 *id) {
+  const SIM_DISK *known = wire.call.saved == nullptr ? nullptr : find(wire.call.saved->state.disks.items, *id);
+  if (known == nullptr) {
+    return true;
+  }
+  bool hasData = false;
+  if (!fqddOf(*known).empty()) {
+    get(wire, RAID_OBJECT_PHYSICAL_DISK, &hasData);
+  }
+  for (const SIM_DISK &disk : wire.state.disks.items) {
+    if (hasData && fqddOf(disk) == fqddOf(*known)) {
+      *id = disk.objectId;
+      return true;
+    }
+  }
+  return false;
+}
+
+static bool translateAll(WIRE &wire, COMMAND *command) {
+  bool refers = command->command == RAID_COMMAND_CREATE ||
+                (command->command == RAID_COMMAND_CHANGE && command->objectType != RAID_OBJECT_ENCLOSURE);
+  for (UINT32 &id : command->ids) {
+    if (refers && !translate(wire, &id)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// By the target ids that the request asked for, the ids of what it created.
+using REFERENCES = std::map<UINT32, UINT32>;
+
+static void resolve(const REFERENCES &references, COMMAND *command) {
+  SPARE *spare = std::get_if<SPARE>(&command->payload);
+  for (size_t i = 0; spare != nullptr && !command->ids.empty() && i < spare->volumes.size(); ++i) {
+    auto known = references.find(spare->volumes[i]);
+    if ((spare->volumes[i] & 0x0FF00000) != 0 && known != references.end()) {
+      spare->volumes[i] = known->second;
+    }
+  }
+}
+
+static IDS volumeIds(WIRE &wire, EFI_STATUS *status) {
+  bool hasData = false;
+  *status = get(wire, RAID_OBJECT_VIRTUAL_DISK, &hasData);
+  IDS ids;
+  for (size_t i = 0; hasData && i < wire.state.virtualDisks.items.size(); ++i) {
+    ids.push_back(wire.state.virtualDisks.items[i].objectId);
+  }
+  return ids;
+}
+
+// A Create is told by the lists before and after it; when the second cannot be read, it counts as failed.
+static EFI_STATUS sendCreate(WIRE &wire, const COMMAND &command, REFERENCES *references) {
+  EFI_STATUS status = EFI_SUCCESS;
+  IDS before = volumeIds(wire, &status);
+  status = wire.send(command);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  IDS after = volumeIds(wire, &status);
+  auto created = std::find_if(after.begin(), after.end(), [&](UINT32 id) { return !contains(before, id); });
+  auto *wanted = std::get_if<SIM_VIRTUAL_DISK>(&command.payload);
+  if (after.size() == before.size() + 1 && created != after.end() && wanted != nullptr) {
+    references->emplace(wanted->targetId, *created); // the first of that target stays
+  }
+  return status;
+}
+
+static std::string operationName(UINT32 command) {
+  static const std::map<UINT32, std::string> names = {
+      {RAID_COMMAND_DELETE, "DELETE"},       {RAID_COMMAND_CREATE, "CREATE"},
+      {RAID_COMMAND_CHANGE, "CHANGE"},       {RAID_COMMAND_IMPORT, "IMPORT_FOREIGN"},
+      {RAID_COMMAND_CLEAR, "CLEAR_FOREIGN"}, {RAID_COMMAND_LOCK, "LOCK"},
+      {RAID_COMMAND_REKEY, "REKEY"},         {RAID_COMMAND_SECURE_ERASE, "SECURE_ERASE"}};
+  auto found = names.find(command);
+  char text[40];
+  std::snprintf(text, sizeof text, "GENERIC COMMAND = %X", command);
+  return found == names.end() ? text : found->second;
+}
+
+static EFI_STATUS runMethods(WIRE &wire) {
+  REFERENCES references;
+  for (const METHOD &method : wire.call.methods) {
+    COMMAND command = method.command;
+    if (!method.readable) {
+      continue;
+    }
+    if (!translateAll(wire, &command)) {
+      wire.outcome.hasLog = false;
+      return EFI_NOT_FOUND;
+    }
+    resolve(references, &command);
+    bool isKey = command.command == RAID_COMMAND_LOCK || command.command == RAID_COMMAND_REKEY;
+    bool isVolume = command.objectType == RAID_OBJECT_VIRTUAL_DISK;
+    command.revision = isKey ? 3 : isVolume || command.objectType == RAID_OBJECT_ADAPTER ? 2 : command.revision;
+    bool creates = isVolume && command.command == RAID_COMMAND_CREATE;
+    EFI_STATUS status = creates ? sendCreate(wire, command, &references) : wire.send(command);
+    wire.note(operationName(command.command), status);
+    if (EFI_ERROR(status)) {
+      return status;
+    }
+  }
+  return EFI_SUCCESS; // also after warnings
+}
+
+// --- The restore ---
+
+// For each saved disk the id of the one that stands in for it. No map without disks on both sides.
+using MAP = std::vector<std::optional<UINT32>>;
+
+static bool suits(const SIM_DISK &saved, const SIM_DISK &now) {
+  bool encrypts = (now.attributes & RAID_PD_ATTRIBUTE_FDE) != 0 || (saved.attributes & RAID_PD_ATTRIBUTE_FDE) == 0;
+  return now.size >= saved.size && now.protocol == saved.protocol && encrypts &&
+         ((now.attributes ^ saved.attributes) & RAID_PD_ATTRIBUTE_SSD) == 0;
+}
+
+static bool samePlace(const SIM_DISK &a, const SIM_DISK &b) {
+  return a.enclosureObjectId == b.enclosureObjectId && a.slot == b.slot && a.port == b.port;
+}
+
+static MAP mapDisks(const std::vector<SIM_DISK> &saved, const std::vector<SIM_DISK> &current) {
+  MAP map(current.empty() ? 0 : saved.size());
+  for (bool inPlace : {true, false}) {
+    for (size_t i = 0; i < map.size(); ++i) {
+      for (const SIM_DISK &disk : current) {
+        // In place also one that another saved disk may have got.
+        bool free = inPlace || std::find(map.begin(), map.end(), disk.objectId) == map.end();
+        if (!map[i].has_value() && free && suits(saved[i], disk) && (!inPlace || samePlace(saved[i], disk))) {
+          map[i] = disk.objectId;
+        }
+      }
+    }
+  }
+  return map;
+}
+
+static bool settingsDiffer(SIM_ADAPTER current, SIM_ADAPTER saved) {
+  auto isSaved = [&](const SIM_RATE &rate) {
+    return rate.name[0] == 0 || std::any_of(saved.rates, std::end(saved.rates), [&](const SIM_RATE &other) {
+             return narrow(other.name) == narrow(rate.name) && other.value == rate.value;
+           });
+  };
+  return !std::equal(modesOf(current), modesOf(current) + MODES, modesOf(saved)) ||
+         !std::all_of(current.rates, std::end(current.rates), isSaved);
+}
+
+static EFI_STATUS readCurrent(WIRE &wire, UINT32 objectType) {
+  bool hasData = false;
+  EFI_STATUS status = get(wire, objectType, &hasData);
+  wire.note("GetLive", status);
+  return EFI_ERROR(status) || hasData ? status : EFI_NOT_FOUND;
+}
+
+static EFI_STATUS clearAll(WIRE &wire, bool hadKey) {
+  EFI_STATUS status = wire.step("ResetConfig", {RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER});
+  if (!EFI_ERROR(status)) {
+    status = wire.step("ClearForeignConfig", {RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER}, /* harmless= */ EFI_NOT_FOUND);
+  }
+  if (!EFI_ERROR(status) && hadKey) {
+    status = wire.step("RemoveCtrlKey", {RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER});
+  }
+  return status;
+}
+
+// The disk that stands in for a member. Ids stay 0 without a map; *status tells why a volume cannot be created.
+static UINT32 standInFor(const WIRE &wire, const MAP &map, UINT32 member, EFI_STATUS *status) {
+  for (size_t i = 0; i < map.size(); ++i) {
+    if (wire.call.saved->state.disks.items[i].objectId == member) {
+      *status = map[i].has_value() || EFI_ERROR(*status) ? *status : EFI_OUT_OF_RESOURCES;
+      return map[i].value_or(0);
+    }
+  }
+  *status = map.empty() ? *status : EFI_INVALID_PARAMETER;
+  return 0;
+}
+
+// Only a member that is none of the saved disks ends the restore.
+static EFI_STATUS createVolumes(WIRE &wire, const MAP &map) {
+  for (SIM_VIRTUAL_DISK volume : wire.call.saved->state.virtualDisks.items) {
+    bool impossible = (volume.attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0 &&
+                      (wire.state.adapter.attributes & RAID_ADAPTER_CACHECADE_CAPABLE) == 0;
+    EFI_STATUS status = impossible ? EFI_UNSUPPORTED : EFI_SUCCESS;
+    IDS members;
+    for (UINT32 i = 0; !impossible && i < volume.pdCount && status != EFI_INVALID_PARAMETER; ++i) {
+      members.push_back(standInFor(wire, map, volume.pds[i], &status));
+    }
+    if (status == EFI_INVALID_PARAMETER) {
+      return status;
+    }
+    if (EFI_ERROR(status)) {
+      wire.note("CreateVD", status);
+      continue;
+    }
+    volume.attributes &= ~RAID_VD_ATTRIBUTE_FDE;
+    wire.step("CreateVD", {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, members, volume});
+  }
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS createSpares(WIRE &wire, const MAP &map) {
+  for (size_t i = 0; i < map.size(); ++i) {
+    const SIM_DISK &disk = wire.call.saved->state.disks.items[i];
+    if (disk.hotspare == 0 || !map[i].has_value()) {
+      continue;
+    }
+    // The volumes are those of the saved document, whatever ids they have now.
+    SPARE spare = {disk.hotspare, listOf(disk)};
+    EFI_STATUS status = wire.step("ChangePD", {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {*map[i]}, spare});
+    if (EFI_ERROR(status) && wire.call.stopOnError) {
+      return status;
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+static COMMAND savedSettings(const WIRE &wire) {
+  return {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, {}, wire.call.saved->state.adapter};
+}
+
+static EFI_STATUS changeSettings(WIRE &wire) {
+  if ((wire.state.adapter.attributes & RAID_ADAPTER_HIDES_PDS) == 0) {
+    return EFI_SUCCESS;
+  }
+  EFI_STATUS status = wire.step("ChangeAdapter", savedSettings(wire));
+  return EFI_ERROR(status) && wire.call.stopOnError ? status : EFI_SUCCESS;
+}
+
+static EFI_STATUS restore(WIRE &wire) {
+  const STATE before = wire.state, &saved = wire.call.saved->state;
+  EFI_STATUS status = readCurrent(wire, RAID_OBJECT_ADAPTER);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  status = readCurrent(wire, RAID_OBJECT_PHYSICAL_DISK);
+  if (EFI_ERROR(status) && status != EFI_NOT_FOUND) {
+    return status;
+  }
+  MAP map = EFI_ERROR(status) ? MAP{} : mapDisks(saved.disks.items, before.disks.items);
+  status = saved.adapter.deviceId == before.adapter.deviceId ? EFI_SUCCESS : EFI_UNSUPPORTED;
+  wire.note("Validate", status);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  if (wire.call.preserve) {
+    return settingsDiffer(before.adapter, saved.adapter) ? changeSettings(wire) : EFI_SUCCESS;
+  }
+  status = clearAll(wire, before.key.present);
+  status = EFI_ERROR(status) ? status : changeSettings(wire);
+  status = EFI_ERROR(status) ? status : createVolumes(wire, map);
+  return EFI_ERROR(status) ? status : createSpares(wire, map);
+}
+
+static EFI_STATUS setLive(WIRE &wire) {
+  const CALL &call = wire.call;
+  if ((!call.restore && !call.normal) || (!call.hasRequest && call.saved == nullptr)) {
+    return EFI_INVALID_PARAMETER;
+  }
+  if (call.hasRequest) {
+    return runMethods(wire);
+  }
+  if (call.restore) {
+    return restore(wire);
+  }
+  // The saved settings for an adapter that took the place of another; without a log.
+  EFI_STATUS status = wire.send(savedSettings(wire));
+  return EFI_ERROR(status) ? status : EFI_SUCCESS;
+}
+
+OUTCOME expect(STATE &state, const CALL &call, const SIM_CONTROLLER *sim, UINT64 first, std::string *wrong) {
+  WIRE wire = {state, call, sim, first, *wrong};
+  wire.outcome.status = setLive(wire);
+  if (wire.next != simCommandCount(sim) && wrong->empty()) {
+    *wrong =
+        std::to_string(simCommandCount(sim) - first) + " commands, must be " + std::to_string(wire.next - first) + "\n";
+  }
+  return wire.outcome;
+}

@@ -1,0 +1,42 @@
+// What one call of Set_Live must do: the commands that reach the controller, the status, the log and the state.
+#pragma once
+
+#include "tests/model/state.h"
+
+struct METHOD {
+  COMMAND command;  // revision 3 with keys, else 0, as parsed
+  std::string text; // its element
+  bool readable;    // else it is left out
+};
+
+// The nth command of the call, or all from it on, return status and do nothing, or (EFI_SUCCESS) answer without data.
+struct FAULT {
+  UINT32 nth = 0; // 0: none
+  bool once = true;
+  bool ofLists = false; // only reads of the virtual disks count
+  EFI_STATUS status = EFI_SUCCESS;
+};
+
+// A document, and the state that it tells, in its order.
+struct SAVED {
+  STATE state;
+  std::string text;
+};
+
+struct CALL {
+  bool restore, normal, preserve, stopOnError;
+  const SAVED *saved; // null: none
+  bool hasRequest;
+  std::vector<METHOD> methods;
+  FAULT fault;
+};
+
+struct OUTCOME {
+  EFI_STATUS status;
+  bool hasLog = false;
+  std::string log = {}; // operations and their codes, "GetLive 0 GetLive 14 "
+};
+
+// What must come of the call; state is brought to what it must then be. The commands that came, from number first on in
+// the controller's log, tell whether the controller accepted them; *wrong tells where they are not what they must be.
+OUTCOME expect(STATE &state, const CALL &call, const SIM_CONTROLLER *sim, UINT64 first, std::string *wrong);

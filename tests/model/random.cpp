@@ -1,0 +1,402 @@
+#include "tests/model/random.h"
+
+static constexpr UINT64 GB = 1000000000ULL;
+static constexpr UINT32 UNKNOWN_DISK = 7777;
+
+UINT32 RANDOM::below(UINT32 bound) {
+  state += 0x9E3779B97F4A7C15ULL;
+  UINT64 mixed = (state ^ (state >> 30)) * 0xBF58476D1CE4E5B9ULL;
+  mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EBULL;
+  return static_cast<UINT32>((mixed ^ (mixed >> 31)) % bound);
+}
+
+static IDS someOf(RANDOM &random, IDS ids, UINT32 count) {
+  IDS chosen;
+  while (!ids.empty() && chosen.size() < count) {
+    UINT32 at = random.below(static_cast<UINT32>(ids.size()));
+    chosen.push_back(ids[at]);
+    ids.erase(ids.begin() + at);
+  }
+  return chosen;
+}
+
+// --- The controller ---
+
+// Names by value; those of patrol read, the fifth, by value / 4.
+static const struct {
+  const char *element;
+  std::vector<std::string> names;
+} g_modes[] = {
+    {"UncertifiedMode", {"Block", "Allow", "Warn"}},    {"LoadBalanceMode", {"Auto", "None"}},
+    {"LearnMode", {"Auto", "Disabled", "Warn"}},        {"CheckConsistencyMode", {"Normal", "Stop On Error"}},
+    {"PatrolReadMode", {"Disabled", "Manual", "Auto"}}, {"CopyBackMode", {"Off", "On", "SMART", "On w/ SMART"}}};
+
+static UINT8 randomMode(RANDOM &random, size_t mode) {
+  UINT32 value = random.below(static_cast<UINT32>(g_modes[mode].names.size()));
+  value = mode == PATROL_READ ? value * 4 + 0x40 * random.below(2) : value;
+  return random.chance(15) ? 0 : static_cast<UINT8>(0x80 | value);
+}
+
+static void insertDisks(SIM_CONTROLLER *sim, RANDOM &random) {
+  static const std::vector<SIM_DRIVE> drives = {
+      {600 * GB, 0x20, 0}, {600 * GB, 0x20, 0}, {600 * GB, 0x20, 0},
+      {600 * GB, 0x20, 0}, {900 * GB, 0x20, 0}, {600 * GB, 0x10, 0},
+      {600 * GB, 0x20, 4}, {600 * GB, 0x20, 4}, {600 * GB, 0x20, RAID_PD_ATTRIBUTE_SSD}};
+  IDS places; // enclosure * 10 + slot; none is direct
+  for (UINT32 enclosure = 0; enclosure <= sim->enclosures.count; ++enclosure) {
+    for (UINT32 slot = random.below(4); slot-- > 0;) {
+      places.push_back(enclosure * 10 + slot);
+    }
+  }
+  for (UINT32 place : someOf(random, places, 100)) { // in no order, unlike documents
+    UINT32 enclosure = place < 10 ? SIM_DIRECT : 300 + place / 10;
+    simInsertDisk(sim, enclosure, static_cast<UINT8>(place % 10), random.oneOf(drives));
+    sim->disks.items[sim->disks.count - 1].objVersion = random.chance(93) ? 1 : 0;
+  }
+}
+
+void makeController(SIM_CONTROLLER *sim, RANDOM &random, const SIM_ADAPTER &pristine) {
+  sim->key = {};
+  sim->enclosures.count = sim->disks.count = sim->virtualDisks.count = sim->foreignDisks.count = 0;
+  sim->pulledDisks.count = 0;
+  sim->nextDiskId = 1001;
+  sim->adapter = pristine;
+  sim->adapter.attributes &=
+      ~((random.chance(85) ? 0U : RAID_ADAPTER_HIDES_PDS) | (random.chance(70) ? 0U : RAID_ADAPTER_CACHECADE_CAPABLE));
+  for (UINT32 mode = 0; mode < std::size(g_modes); ++mode) {
+    simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
+  }
+  for (UINT32 i = random.below(3); i != 0; --i) {
+    SIM_ENCLOSURE *enclosure = simAppend(sim->enclosures);
+    enclosure->objectId = 300 + sim->enclosures.count;
+    enclosure->objVersion = 1;
+    enclosure->deviceId = 31 + sim->enclosures.count;
+    enclosure->slotCount = 6;
+    enclosure->port = static_cast<UINT8>(sim->enclosures.count);
+  }
+  insertDisks(sim, random);
+}
+
+void happen(SIM_CONTROLLER *sim, RANDOM &random) {
+  UINT32 mode = random.below(6), count = sim->disks.count, kind = random.below(12);
+  if (kind < 2 || count == 0) {
+    simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
+    sim->adapter.rates[0].value = static_cast<UINT8>(random.below(128));
+    return;
+  }
+  UINT32 ids[] = {sim->disks.items[random.below(count)].objectId, sim->disks.items[random.below(count)].objectId};
+  switch (kind) {
+  case 2:
+    simPullDisk(sim, ids[0]);
+    break;
+  case 3:
+    simFailDisk(sim, ids[0]);
+    break;
+  case 4:
+    simReplaceAdapter(sim);
+    break;
+  case 5:
+  case 6:
+    simSwapDisks(sim, ids[0], ids[1]);
+    break;
+  case 7:
+  case 8:
+    simReplaceDisk(sim, ids[0], (random.chance(80) ? 900 : 300) * GB);
+    break;
+  default:
+    simMakeForeign(sim, /* RAID 0 */ 2, ids, ids[0] == ids[1] ? 1 : 2); // or not, when they are in use
+  }
+}
+
+// --- Saved documents ---
+
+// A state that the document of no controller shows.
+static void distort(SIM_CONTROLLER *sim, RANDOM &random) {
+  SIM_DISK *disk = sim->disks.count == 0 ? nullptr : &sim->disks.items[random.below(sim->disks.count)];
+  SIM_DISK *first = sim->disks.items;
+  SIM_VIRTUAL_DISK *volume =
+      sim->virtualDisks.count == 0 ? nullptr : &sim->virtualDisks.items[random.below(sim->virtualDisks.count)];
+  UINT32 kind = random.below(15);
+  if (kind == 0) {
+    sim->adapter.deviceId ^= 1;
+  } else if (kind == 1) {
+    happen(sim, random);
+  } else if (kind == 2) {
+    sim->disks.count = 0;
+  } else if (kind == 3) {
+    sim->virtualDisks.count = 0;
+  } else if (disk != nullptr && kind == 4) { // two in one place
+    disk->enclosureObjectId = first->enclosureObjectId;
+    disk->enclosureDeviceId = first->enclosureDeviceId;
+    disk->slot = first->slot;
+    disk->port = first->port;
+  } else if (disk != nullptr && kind == 5) {
+    disk->fqdd[0] = u'x'; // in no place
+  } else if (disk != nullptr && kind == 6) {
+    disk->objectId = first->objectId;
+  } else if (disk != nullptr && kind == 7) {
+    disk->size *= 2;
+  } else if (disk != nullptr && kind == 8) {
+    disk->hotspare = static_cast<UINT8>(1 + random.below(2));
+    disk->vds[disk->vdCount++] = 1 + random.below(2);
+  } else if (disk != nullptr && kind == 9) {
+    disk->objectId = 1; // as a virtual disk has
+  } else if (disk != nullptr && kind == 10) {
+    std::for_each(first, first + sim->disks.count, [](SIM_DISK &each) { each.port ^= 1; });
+  } else if (volume != nullptr && kind == 11) {
+    volume->pds[0] = UNKNOWN_DISK;
+  } else if (volume != nullptr && kind == 12) {
+    volume->pdCount = 0;
+  } else if (volume != nullptr) {
+    volume->attributes |= kind == 13 ? RAID_VD_ATTRIBUTE_CACHECADE : RAID_VD_ATTRIBUTE_FDE;
+  }
+}
+
+SAVED save(World &world, RANDOM &random, bool distorted) {
+  KEPT_STATE kept(world.sim);
+  if (distorted) {
+    distort(world.sim, random);
+  }
+  SAVED saved = {STATE(world.sim), world.get().text};
+  kept.putBack(world.sim);
+  // Disks come enclosure by enclosure, those in none last; lists are turned round.
+  auto &disks = saved.state.disks.items;
+  std::stable_sort(disks.begin(), disks.end(), [](const SIM_DISK &a, const SIM_DISK &b) {
+    return a.enclosureObjectId - 1 < b.enclosureObjectId - 1;
+  });
+  for (SIM_DISK &disk : disks) {
+    std::reverse(disk.vds, disk.vds + disk.vdCount);
+  }
+  for (SIM_VIRTUAL_DISK &volume : saved.state.virtualDisks.items) {
+    std::reverse(volume.pds, volume.pds + volume.pdCount);
+  }
+  return saved;
+}
+
+// --- Requests ---
+
+static std::string element(const std::string &name, const std::string &content) {
+  return "<" + name + ">" + content + "</" + name + ">";
+}
+
+static std::string numbers(const std::string &name, const IDS &values) {
+  std::string text;
+  for (UINT32 value : values) {
+    text += element(name, std::to_string(value));
+  }
+  return text;
+}
+
+static METHOD method(const char *name, COMMAND command, const std::string &object) {
+  static const char *const types[] = {"Adapter", "Connector", "Enclosure", "Physical Disk", "Virtual Disk"};
+  command.revision = std::holds_alternative<KEYS>(command.payload) ? 3 : 0;
+  std::string type = command.objectType < std::size(types) ? types[command.objectType] : "Toaster";
+  return {command,
+          "<Method name=\"" + std::string(name) + "\">" + element("ObjectType", type) + numbers("OID", command.ids) +
+              (object.empty() ? "" : element("Object", object)) + "</Method>",
+          true};
+}
+
+// What a method chooses from.
+struct CHOICES {
+  IDS disks; // all that there are, and in a call with a saved document those that it has
+  IDS ready, volumes;
+  IDS references; // target ids that earlier methods asked for
+};
+
+static METHOD randomCreate(RANDOM &random, CHOICES &choices) {
+  static const char *const levels[] = {"RAID 0", "RAID 1", "RAID 5"};
+  static const UINT32 values[] = {0x2, 0x4, 0x40};
+  static const std::vector<UINT32> targets = {0, 0x00100000, 0x00100001, 0x00100001, 0x00100002};
+  static const std::vector<UINT32> attributes = {
+      0, 0, 0, 0, 0, 0, 0, 0, RAID_VD_ATTRIBUTE_FDE, RAID_VD_ATTRIBUTE_CACHECADE};
+  UINT32 count = 1 + random.below(3), level = random.chance(90) ? count - 1 : 0;
+  SIM_VIRTUAL_DISK volume = {};
+  volume.raidLevel = values[level];
+  volume.targetId = random.oneOf(targets);
+  volume.size = random.chance(25) ? 10 * GB : 0;
+  setWide(volume.name, random.chance(30) ? "Named" : "");
+  volume.attributes = random.oneOf(attributes);
+  IDS members = someOf(random, random.chance(85) ? choices.ready : choices.disks, count);
+  choices.references.push_back(volume.targetId);
+  std::erase_if(choices.ready, [&](UINT32 id) { return contains(members, id); });
+  if (random.chance(4)) {
+    return method("Create", {RAID_COMMAND_CREATE, 3 + random.below(2), members}, "");
+  }
+  const char *attribute = volume.attributes == RAID_VD_ATTRIBUTE_FDE ? "FDE" : "CacheCade";
+  return method("Create", {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, members, volume},
+                element("VD", numbers("TargetID", {volume.targetId}) + element("Name", narrow(volume.name)) +
+                                  element("RAIDLevel", levels[level]) + element("Size", std::to_string(volume.size)) +
+                                  element("Attributes", volume.attributes == 0 ? "" : element("a", attribute))));
+}
+
+static METHOD randomSpare(RANDOM &random, CHOICES &choices) {
+  static const char *const kinds[] = {"Not Hotspare", "Dedicated", "Global"};
+  SPARE spare = {random.below(3), {}};
+  for (UINT32 i = spare.hotspare == 1 ? random.below(3) : 0; i != 0; --i) {
+    bool refers = !choices.references.empty() && random.chance(60);
+    IDS volumes = choices.volumes.empty() ? IDS{5} : choices.volumes;
+    spare.volumes.push_back(random.chance(8) ? 0x00100009U : random.oneOf(refers ? choices.references : volumes));
+  }
+  IDS disks = someOf(random, random.chance(75) ? choices.ready : choices.disks, random.chance(85) ? 1 : 2);
+  return method("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, disks, spare},
+                element("PD", element("Hotspare", kinds[spare.hotspare]) + numbers("VD", spare.volumes)));
+}
+
+static const std::string WRITE_THROUGH = // 1
+    "<CurrentCachePolicy><WritePolicy>Write Through</WritePolicy></CurrentCachePolicy>";
+
+static METHOD randomVolumeCommand(RANDOM &random, const CHOICES &choices) {
+  IDS volumes = choices.volumes;
+  if (volumes.empty() || random.chance(6)) {
+    volumes.push_back(40);
+  }
+  IDS ids = someOf(random, volumes, random.chance(85) ? 1 : 2);
+  if (random.chance(50)) {
+    return method("Delete", {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, ids}, "");
+  }
+  SIM_VIRTUAL_DISK changes = {};
+  setWide(changes.name, random.chance(50) ? "Renamed" : "");
+  changes.currentCachePolicy = random.chance(50) ? 0x1 : 0;
+  return method(
+      "Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, ids, changes},
+      element("VD", element("Name", narrow(changes.name)) + (changes.currentCachePolicy == 0 ? "" : WRITE_THROUGH)));
+}
+
+static METHOD randomSettings(RANDOM &random, const SIM_ADAPTER &current) {
+  SIM_ADAPTER wanted = {};
+  std::string text;
+  for (size_t mode = 0; mode < MODES; ++mode) {
+    UINT8 value = modesOf(wanted)[mode] = randomMode(random, mode);
+    UINT32 index = mode == PATROL_READ ? value % 16 / 4 : value % 16;
+    text += mode == PATROL_READ && (value & 0x40) != 0 ? element("CorrectUnconfiguredAreas", "True") : "";
+    text += value == 0 ? "" : element(g_modes[mode].element, g_modes[mode].names[index]);
+  }
+  for (size_t i = 0; i < RAID_RATE_COUNT; ++i) {
+    SIM_RATE &rate = wanted.rates[i] = current.rates[i];
+    setWide(rate.name, random.chance(50) ? narrow(rate.name) : "Unheard");
+    rate.value = static_cast<UINT8>(random.below(128));
+    text += element("Rate", element("Name", narrow(rate.name)) + element("Editable", rate.editable ? "true" : "false") +
+                                numbers("Value", {rate.value}));
+  }
+  IDS ids = random.chance(10) ? IDS{random.below(2)} : IDS{};
+  return method("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, ids, wanted}, element("Adapter", text));
+}
+
+static METHOD randomKeys(RANDOM &random) {
+  static const char *const plain[] = {"one", "second", ""};
+  static const char *const encoded[] = {"b25l", "c2Vjb25k", ""};
+  static const char *const ids[] = {"k1", "k2", ""};
+  static const char *const modes[] = {"", "<Mode>LKM</Mode>", "<Mode>RKM</Mode>"};
+  UINT32 own = random.below(3), old = random.below(3), id = random.below(3);
+  KEYS keys = {{true, {}, {}, static_cast<UINT16>(random.below(3))}, plain[old]};
+  std::strcpy(keys.key.keyId, ids[id]);
+  std::strcpy(reinterpret_cast<char *>(keys.key.passphrase), plain[own]);
+  std::string text = modes[keys.key.mode] + element("KeyID", ids[id]);
+  if (random.chance(30)) {
+    return method(
+        "Rekey", {RAID_COMMAND_REKEY, RAID_OBJECT_ADAPTER, {}, keys},
+        element("Key", text + element("NewPassphrase", encoded[own]) + element("OldPassphrase", encoded[old])));
+  }
+  return method("Lock", {RAID_COMMAND_LOCK, RAID_OBJECT_ADAPTER, {}, keys},
+                element("Key", text + element("Passphrase", encoded[own])));
+}
+
+// Methods without an object.
+static METHOD randomPlain(RANDOM &random, const CHOICES &choices) {
+  static const std::vector<std::pair<const char *, COMMAND>> all = {{"Import", {RAID_COMMAND_IMPORT, 0}},
+                                                                    {"Import", {RAID_COMMAND_IMPORT, 0}},
+                                                                    {"Import", {RAID_COMMAND_IMPORT, 0}},
+                                                                    {"Clear", {RAID_COMMAND_CLEAR, 0}},
+                                                                    {"Clear", {RAID_COMMAND_CLEAR, 0}},
+                                                                    {"Delete", {RAID_COMMAND_DELETE, 0}},
+                                                                    {"SecureErase", {RAID_COMMAND_SECURE_ERASE, 0}},
+                                                                    {"SecureErase", {RAID_COMMAND_SECURE_ERASE, 0}},
+                                                                    {"GetKeyID", {RAID_COMMAND_GET_KEY_ID, 0}},
+                                                                    {"Get", {RAID_COMMAND_GET, 3}},
+                                                                    {"Get", {RAID_COMMAND_GET, 4}},
+                                                                    {"Identify", {RAID_COMMAND_IDENTIFY, 0}},
+                                                                    {"Identify", {RAID_COMMAND_IDENTIFY, ~0U}},
+                                                                    {"GetBounds", {RAID_COMMAND_GET_BOUNDS, 0}},
+                                                                    {"Lock", {RAID_COMMAND_LOCK, 0}},
+                                                                    {"Delete", {RAID_COMMAND_DELETE, 4}},
+                                                                    {"Change", {RAID_COMMAND_CHANGE, 4}}};
+  auto [name, command] = random.oneOf(all);
+  command.ids = random.chance(5) ? someOf(random, choices.disks, 1) : IDS{};
+  return method(name, command, "");
+}
+
+static METHOD randomMethod(RANDOM &random, const STATE &state, CHOICES &choices) {
+  static const std::vector<std::string> damages = {"<Object/>", "<Object><Fan/></Object>",
+                                                   "<Object><VD><RAIDLevel>RAID 99</RAIDLevel></VD></Object>"};
+  UINT32 roll = random.below(100);
+  METHOD made = roll < 36   ? randomCreate(random, choices)
+                : roll < 58 ? randomSpare(random, choices)
+                : roll < 68 ? randomVolumeCommand(random, choices)
+                : roll < 75 ? randomSettings(random, state.adapter)
+                : roll < 83 ? randomKeys(random)
+                            : randomPlain(random, choices);
+  if (random.chance(4)) {
+    made.text.insert(made.text.find("</ObjectType>") + 13, random.oneOf(damages));
+    made.readable = false;
+  }
+  return made;
+}
+
+static CHOICES choicesOf(const STATE &state, const CALL &call) {
+  CHOICES choices = {{UNKNOWN_DISK}, {}, {}, {}};
+  for (const SIM_DISK &disk : state.disks.items) {
+    choices.disks.push_back(disk.objectId);
+    if (disk.state == SIM_STATE_READY && disk.hotspare == 0) {
+      choices.ready.push_back(disk.objectId);
+    }
+  }
+  for (size_t i = 0; call.saved != nullptr && i < call.saved->state.disks.items.size(); ++i) {
+    choices.disks.push_back(call.saved->state.disks.items[i].objectId);
+  }
+  for (const SIM_VIRTUAL_DISK &volume : state.virtualDisks.items) {
+    choices.volumes.push_back(volume.objectId);
+  }
+  return choices;
+}
+
+static FAULT randomFault(RANDOM &random) {
+  static const std::vector<EFI_STATUS> statuses = {EFI_DEVICE_ERROR,  EFI_NOT_FOUND,
+                                                   EFI_TIMEOUT,       EFI_OUT_OF_RESOURCES,
+                                                   /* a warning */ 5, /* no data */ EFI_SUCCESS};
+  FAULT fault = {1 + random.below(10), random.chance(75), random.chance(25), random.oneOf(statuses)};
+  fault.nth = fault.ofLists ? 1 + random.below(4) : fault.nth;
+  return random.chance(35) ? fault : FAULT{};
+}
+
+CALL randomCall(RANDOM &random, const STATE &state, const SAVED &saved) {
+  CALL call = {};
+  UINT32 roll = random.below(100);
+  call.restore = roll >= 55 && roll < 90;
+  call.normal = (!call.restore || random.chance(15)) && roll < 98;
+  call.preserve = random.chance(35);
+  call.stopOnError = random.chance(40);
+  call.fault = randomFault(random);
+  call.hasRequest = roll < 55;
+  call.saved = (call.hasRequest ? random.chance(50) : roll < 97) ? &saved : nullptr;
+  CHOICES choices = choicesOf(state, call);
+  for (UINT32 count = random.chance(2) ? 0 : 1 + random.below(6); count != 0; --count) {
+    call.methods.push_back(randomMethod(random, state, choices));
+  }
+  return call;
+}
+
+std::string optionsText(const CALL &call) {
+  return element("RunMode", (call.restore ? element("Mode", "Restore") : "") +
+                                (call.normal ? element("Mode", "Normal") : "") +
+                                element("StopOnError", call.stopOnError ? "True" : "False") +
+                                element("Raid", element("PreserveVDConfig", call.preserve ? "True" : "False")));
+}
+
+std::string requestText(const CALL &call) {
+  std::string text;
+  for (const METHOD &method : call.methods) {
+    text += method.text;
+  }
+  return element("raidData", text.empty() ? "<Other/>" : text);
+}

@@ -1,0 +1,29 @@
+// Random controllers, events and calls that make sense more often than not.
+#pragma once
+
+#include "tests/model/expect.h"
+#include "tests/support/world.h"
+
+// The same numbers for the same seed, everywhere.
+struct RANDOM {
+  UINT64 state;
+
+  UINT32 below(UINT32 bound);
+  bool chance(UINT32 percent) { return below(100) < percent; }
+  template <class T> const T &oneOf(const std::vector<T> &values) {
+    return values[below(static_cast<UINT32>(values.size()))];
+  }
+};
+
+// Fills the controller, whose adapter was pristine, anew; there are no virtual disks then.
+void makeController(SIM_CONTROLLER *sim, RANDOM &random, const SIM_ADAPTER &pristine);
+
+// Something that happens between calls.
+void happen(SIM_CONTROLLER *sim, RANDOM &random);
+
+// The inventory of the controller as it is, or of a state that it has only for this.
+SAVED save(World &world, RANDOM &random, bool distorted);
+
+CALL randomCall(RANDOM &random, const STATE &state, const SAVED &saved);
+std::string optionsText(const CALL &call);
+std::string requestText(const CALL &call);

@@ -1,0 +1,249 @@
+#include "tests/model/state.h"
+
+bool contains(const IDS &ids, UINT32 id) {
+  return std::find(ids.begin(), ids.end(), id) != ids.end();
+}
+
+std::string narrow(const CHAR16 *text) {
+  std::u16string wide = text;
+  return {wide.begin(), wide.end()};
+}
+
+void setWide(CHAR16 *to, const std::string &text) {
+  *std::copy(text.begin(), text.end(), to) = 0;
+}
+
+// --- Texts ---
+
+static std::string word(const std::string &text) {
+  return text;
+}
+static std::string word(UINT64 value) {
+  return std::to_string(value);
+}
+static std::string word(const IDS &ids) {
+  std::string text = "{";
+  for (UINT32 id : ids) {
+    text += " " + word(id);
+  }
+  return text + " }";
+}
+template <class... T> static std::string line(const T &...parts) {
+  std::string text;
+  ((text += word(parts) + " "), ...);
+  return text;
+}
+
+static std::string describe(const SIM_VIRTUAL_DISK &volume) {
+  UINT32 counting = RAID_VD_ATTRIBUTE_FDE | RAID_VD_ATTRIBUTE_CACHECADE;
+  return line("level", volume.raidLevel, "size", volume.size, "policy", volume.currentCachePolicy, "attributes",
+              volume.attributes & counting, "on", listOf(volume));
+}
+
+std::string describe(const STATE &state) {
+  std::string text =
+      "key " + line(state.key.keyId, reinterpret_cast<const char *>(state.key.passphrase), state.key.mode);
+  SIM_ADAPTER adapter = state.adapter;
+  text += "\nmodes " + line(IDS(modesOf(adapter), modesOf(adapter) + MODES));
+  for (const SIM_RATE &rate : adapter.rates) {
+    text += line(narrow(rate.name), rate.value);
+  }
+  for (const SIM_DISK &disk : state.disks.items) {
+    text += "\ndisk " + line(disk.objectId, "state", disk.state, "spare", disk.hotspare, "of", listOf(disk));
+  }
+  for (const SIM_VIRTUAL_DISK &volume : state.virtualDisks.items) {
+    text += "\nvolume " + line(volume.objectId, "target", volume.targetId, narrow(volume.name)) + describe(volume);
+  }
+  for (const SIM_VIRTUAL_DISK &volume : state.foreignDisks.items) {
+    text += "\nforeign " + narrow(volume.name) + describe(volume);
+  }
+  return text + "\n";
+}
+
+// Names are pointers, which are stale in what arrived. Settings and keys show in the state.
+static std::string describe(const RAID_CMD_BLOCK &block, const IDS &ids, size_t dataSize) {
+  return line("command", block.Command, "type", block.ObjectType, "revision", block.Revision, "ids", ids, "bytes",
+              dataSize);
+}
+
+std::string describe(const COMMAND &command) {
+  RAID_CMD_BLOCK block = {};
+  block.Command = command.command;
+  block.ObjectType = command.objectType;
+  block.Revision = command.revision;
+  size_t keys = command.command == RAID_COMMAND_REKEY ? 2 : 1;
+  const size_t sizes[] = {0, RAID_RECORD_SIZE, RAID_RECORD_SIZE, RAID_RECORD_SIZE, keys * sizeof(RAID_KEY_RECORD)};
+  std::string text = describe(block, command.ids, sizes[command.payload.index()]);
+  if (auto *spare = std::get_if<SPARE>(&command.payload)) {
+    text += line("spare", spare->hotspare, "of", spare->volumes);
+  } else if (auto *volume = std::get_if<SIM_VIRTUAL_DISK>(&command.payload)) {
+    text += line("target", volume->targetId) + describe(*volume);
+  }
+  return text;
+}
+
+std::string describe(const SIM_LOG_ENTRY *arrived) {
+  IDS ids(arrived->ids, arrived->ids + arrived->block.ObjectIdCount);
+  IDS list(arrived->list, arrived->list + arrived->listCount);
+  std::string text = describe(arrived->block, ids, arrived->dataSize);
+  if (arrived->dataSize == RAID_RECORD_SIZE && arrived->block.ObjectType == RAID_OBJECT_PHYSICAL_DISK) {
+    RAID_PD_RECORD record;
+    copyBytes(&record, arrived->data, sizeof record);
+    text += line("spare", record.Hotspare, "of", list);
+  } else if (arrived->dataSize == RAID_RECORD_SIZE && arrived->block.ObjectType == RAID_OBJECT_VIRTUAL_DISK) {
+    RAID_VD_RECORD record;
+    copyBytes(&record, arrived->data, sizeof record);
+    SIM_VIRTUAL_DISK volume = {};
+    volume.raidLevel = record.RAIDLevel;
+    volume.size = record.Size;
+    volume.currentCachePolicy = record.CurrentCachePolicy;
+    volume.attributes = record.Attributes;
+    volume.pdCount = static_cast<UINT32>(list.size());
+    std::copy(list.begin(), list.end(), volume.pds);
+    text += line("target", UINT32{record.TargetID}) + describe(volume);
+  }
+  return text;
+}
+
+// --- What commands do ---
+
+// The lowest number from first on that no virtual disk has.
+static UINT32 lowestFree(const STATE &state, UINT32 first, UINT32 SIM_VIRTUAL_DISK::*number) {
+  const auto &volumes = state.virtualDisks.items;
+  while (std::any_of(volumes.begin(), volumes.end(), [&](auto &volume) { return volume.*number == first; })) {
+    ++first;
+  }
+  return first;
+}
+
+static void add(STATE &state, SIM_VIRTUAL_DISK volume) {
+  volume.objectId = lowestFree(state, 1, &SIM_VIRTUAL_DISK::objectId);
+  volume.targetId = lowestFree(state, 0, &SIM_VIRTUAL_DISK::targetId);
+  if (volume.name[0] == 0) {
+    setWide(volume.name, "Virtual Disk " + std::to_string(volume.targetId));
+  }
+  for (UINT32 member : listOf(volume)) {
+    if (SIM_DISK *disk = find(state.disks.items, member)) { // one that was pulled stays a member
+      disk->vds[disk->vdCount++] = volume.objectId;
+      disk->state = disk->state == SIM_STATE_FAILED ? disk->state : SIM_STATE_ONLINE;
+    }
+  }
+  state.virtualDisks.items.push_back(volume);
+}
+
+static void create(STATE &state, const COMMAND &command) {
+  SIM_VIRTUAL_DISK volume = std::get<SIM_VIRTUAL_DISK>(command.payload);
+  volume.pdCount = static_cast<UINT32>(command.ids.size());
+  std::copy(command.ids.begin(), command.ids.end(), volume.pds);
+  volume.currentCachePolicy = volume.currentCachePolicy == 0 ? 0x10000142 : volume.currentCachePolicy;
+  add(state, volume);
+}
+
+static void remove(STATE &state, UINT32 id) {
+  for (SIM_DISK &disk : state.disks.items) {
+    UINT32 *end = std::remove(disk.vds, disk.vds + disk.vdCount, id);
+    UINT32 left = static_cast<UINT32>(end - disk.vds);
+    if (left == 0 && disk.vdCount != 0) {
+      disk.hotspare = 0;
+      disk.state = disk.state == SIM_STATE_ONLINE ? SIM_STATE_READY : disk.state;
+    }
+    disk.vdCount = left;
+  }
+  std::erase_if(state.virtualDisks.items, [&](auto &volume) { return volume.objectId == id; });
+}
+
+static void reset(STATE &state) {
+  while (!state.virtualDisks.items.empty()) {
+    remove(state, state.virtualDisks.items[0].objectId);
+  }
+  for (SIM_DISK &disk : state.disks.items) {
+    disk.vdCount = disk.hotspare != 0 ? 0 : disk.vdCount;
+    disk.hotspare = 0;
+  }
+}
+
+static void changeSettings(SIM_ADAPTER &own, SIM_ADAPTER wanted) {
+  for (size_t i = 0; i < MODES; ++i) {
+    UINT8 &mode = modesOf(own)[i];
+    mode = (mode & modesOf(wanted)[i] & 0x80) != 0 ? modesOf(wanted)[i] : mode;
+  }
+  for (const SIM_RATE &rate : wanted.rates) {
+    for (SIM_RATE &other : own.rates) {
+      bool same = rate.name[0] != 0 && narrow(rate.name) == narrow(other.name);
+      other.value = same && other.editable ? rate.value : other.value;
+    }
+  }
+}
+
+static void changeSpare(SIM_DISK &disk, const SPARE &spare) {
+  if (disk.hotspare == 0 && disk.vdCount != 0) {
+    return; // a member that is to be no hot spare
+  }
+  disk.hotspare = static_cast<UINT8>(spare.hotspare);
+  disk.vdCount = 0;
+  for (UINT32 volume : spare.hotspare == 1 ? spare.volumes : IDS{}) {
+    if (!contains(listOf(disk), volume)) {
+      disk.vds[disk.vdCount++] = volume;
+    }
+  }
+}
+
+static void change(STATE &state, const COMMAND &command) {
+  if (command.objectType == RAID_OBJECT_ADAPTER) {
+    return changeSettings(state.adapter, std::get<SIM_ADAPTER>(command.payload));
+  }
+  for (UINT32 id : command.ids) {
+    if (command.objectType == RAID_OBJECT_PHYSICAL_DISK) {
+      changeSpare(*find(state.disks.items, id), std::get<SPARE>(command.payload));
+      continue;
+    }
+    const auto &wanted = std::get<SIM_VIRTUAL_DISK>(command.payload);
+    SIM_VIRTUAL_DISK &volume = *find(state.virtualDisks.items, id);
+    setWide(volume.name, narrow(wanted.name[0] != 0 ? wanted.name : volume.name));
+    volume.currentCachePolicy = wanted.currentCachePolicy != 0 ? wanted.currentCachePolicy : volume.currentCachePolicy;
+  }
+}
+
+static void endForeign(STATE &state, bool imported) {
+  for (SIM_DISK &disk : state.disks.items) {
+    disk.state = disk.state == SIM_STATE_FOREIGN ? SIM_STATE_READY : disk.state;
+  }
+  for (const SIM_VIRTUAL_DISK &volume : state.foreignDisks.items) {
+    if (imported) {
+      add(state, volume);
+    }
+  }
+  state.foreignDisks.items.clear();
+}
+
+static void setKey(SIM_KEY &own, SIM_KEY key) {
+  key.mode = key.mode != 0 ? key.mode : std::max(own.mode, UINT16{RAID_KEY_MODE_LKM});
+  if (key.keyId[0] == 0) {
+    std::strcpy(key.keyId, own.keyId);
+  }
+  own = key;
+}
+
+void apply(STATE &state, const COMMAND &command) {
+  bool isAdapter = command.objectType == RAID_OBJECT_ADAPTER;
+  switch (command.command) {
+  case RAID_COMMAND_CREATE:
+    return create(state, command);
+  case RAID_COMMAND_DELETE:
+    std::for_each(command.ids.begin(), command.ids.end(), [&](UINT32 id) { isAdapter ? void() : remove(state, id); });
+    return isAdapter ? reset(state) : void();
+  case RAID_COMMAND_CHANGE:
+    return change(state, command);
+  case RAID_COMMAND_CLEAR:
+  case RAID_COMMAND_IMPORT:
+    return endForeign(state, command.command == RAID_COMMAND_IMPORT);
+  case RAID_COMMAND_LOCK:
+  case RAID_COMMAND_REKEY:
+    return setKey(state.key, std::get<KEYS>(command.payload).key);
+  case RAID_COMMAND_SECURE_ERASE:
+    state.key = {};
+    return;
+  default:
+    return;
+  }
+}

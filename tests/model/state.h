@@ -1,0 +1,62 @@
+// A controller's virtual disks, disks, hot spares, settings and key, and what each command does to them. Written from
+// the contracts alone, so that it can disagree with the code.
+#pragma once
+
+#include <string>
+#include <variant>
+
+#include "tests/support/kept_state.h"
+
+using IDS = std::vector<UINT32>;
+using STATE = KEPT_STATE;
+
+// What goes with a command.
+struct SPARE {
+  UINT32 hotspare;
+  IDS volumes;
+};
+struct KEYS {
+  SIM_KEY key;     // of a Rekey, the new one
+  std::string old; // passphrase, of a Rekey
+};
+using PAYLOAD = std::variant<std::monostate, SPARE, SIM_VIRTUAL_DISK, /* settings */ SIM_ADAPTER, KEYS>;
+
+struct COMMAND {
+  UINT32 command, objectType;
+  IDS ids = {};
+  PAYLOAD payload = {};
+  UINT32 revision = 2;
+};
+
+// What an accepted command leaves behind. The size of a new virtual disk is 0 when the controller chooses it.
+void apply(STATE &state, const COMMAND &command);
+
+// What counts of a state, a line for each object, and of a command, as it was sent and as it arrived.
+std::string describe(const STATE &state);
+std::string describe(const COMMAND &command);
+std::string describe(const SIM_LOG_ENTRY *arrived);
+
+std::string narrow(const CHAR16 *text);
+void setWide(CHAR16 *to, const std::string &text);
+bool contains(const IDS &ids, UINT32 id);
+
+// The virtual disks of a disk, the members of a virtual disk.
+inline IDS listOf(const SIM_DISK &disk) {
+  return {disk.vds, disk.vds + disk.vdCount};
+}
+inline IDS listOf(const SIM_VIRTUAL_DISK &volume) {
+  return {volume.pds, volume.pds + volume.pdCount};
+}
+
+// The first with that id in a vector of disks or virtual disks, or null.
+inline auto find(auto &objects, UINT32 id) {
+  auto found = std::find_if(objects.begin(), objects.end(), [&](auto &object) { return object.objectId == id; });
+  return found == objects.end() ? nullptr : &*found;
+}
+
+constexpr size_t MODES = 6;
+constexpr size_t PATROL_READ = 4;
+// The mode bytes in their order; bit 7 marks one that is there.
+inline UINT8 *modesOf(SIM_ADAPTER &adapter) {
+  return &adapter.uncertifiedMode;
+}

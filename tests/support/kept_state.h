@@ -1,0 +1,55 @@
+// The state of a simulated controller, kept aside to be put back or compared.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "platform/sim_controller/sim_controller.h"
+
+// Arrays of a controller only grow, so there is room for what was in them before.
+template <class T> struct KEPT_ARRAY {
+  std::vector<T> items;
+
+  explicit KEPT_ARRAY(const SIM_ARRAY<T> &array) : items(array.items, array.items + array.count) {}
+  void putBack(SIM_ARRAY<T> &array) const {
+    array.count = static_cast<UINT32>(items.size());
+    std::copy(items.begin(), items.end(), array.items);
+  }
+  bool isIn(const SIM_ARRAY<T> &array) const {
+    return array.count == items.size() &&
+           (items.empty() || std::memcmp(array.items, items.data(), sizeof(T) * items.size()) == 0);
+  }
+};
+
+struct KEPT_STATE {
+  SIM_ADAPTER adapter;
+  SIM_KEY key;
+  UINT32 nextDiskId;
+  KEPT_ARRAY<SIM_ENCLOSURE> enclosures;
+  KEPT_ARRAY<SIM_DISK> disks, pulledDisks;
+  KEPT_ARRAY<SIM_VIRTUAL_DISK> virtualDisks, foreignDisks;
+
+  explicit KEPT_STATE(const SIM_CONTROLLER *sim)
+      : adapter(sim->adapter), key(sim->key), nextDiskId(sim->nextDiskId), enclosures(sim->enclosures),
+        disks(sim->disks), pulledDisks(sim->pulledDisks), virtualDisks(sim->virtualDisks),
+        foreignDisks(sim->foreignDisks) {}
+
+  void putBack(SIM_CONTROLLER *sim) const {
+    sim->adapter = adapter;
+    sim->key = key;
+    sim->nextDiskId = nextDiskId;
+    enclosures.putBack(sim->enclosures);
+    disks.putBack(sim->disks);
+    pulledDisks.putBack(sim->pulledDisks);
+    virtualDisks.putBack(sim->virtualDisks);
+    foreignDisks.putBack(sim->foreignDisks);
+  }
+
+  bool isIn(const SIM_CONTROLLER *sim) const {
+    return std::memcmp(&sim->adapter, &adapter, sizeof adapter) == 0 && std::memcmp(&sim->key, &key, sizeof key) == 0 &&
+           sim->nextDiskId == nextDiskId && enclosures.isIn(sim->enclosures) && disks.isIn(sim->disks) &&
+           pulledDisks.isIn(sim->pulledDisks) && virtualDisks.isIn(sim->virtualDisks) &&
+           foreignDisks.isIn(sim->foreignDisks);
+  }
+};
