@@ -1,6 +1,8 @@
 // A document as the readers see it.
 #pragma once
 
+#include "base/pool.h"
+#include "inventory/inventory.h"
 #include "request/request.h"
 #include "tests/support/world.h"
 
@@ -20,3 +22,12 @@ struct Parsed {
 struct ReadingWorld : World {
   ReadingWorld() : World({.preset = nullptr, .connect = false}) {}
 };
+
+// The inventory document of a configuration.
+inline std::string written(const RAID_CONFIG &config) {
+  CHAR8 *text = nullptr;
+  EXPECT_EQ(name(cacheToXML(&config, &text)), name(EFI_SUCCESS));
+  std::string document = text == nullptr ? "" : text;
+  poolFree(text);
+  return document;
+}
