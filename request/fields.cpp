@@ -33,7 +33,9 @@ void *grownArray(void *old, UINT32 count, UINTN elementSize) {
   if (grown == nullptr) {
     return nullptr;
   }
-  copyBytes(grown, old, used);
+  if (old != nullptr) {
+    copyBytes(grown, old, used);
+  }
   zeroBytes(grown + used, (count + 1) * elementSize - used);
   poolFree(old);
   return grown;
