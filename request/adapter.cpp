@@ -108,7 +108,7 @@ EFI_STATUS parseAdapter(const XML_NODE *element, RAID_CONFIG *config) {
              reinterpret_cast<UINTN>(element), reinterpret_cast<UINTN>(config));
     return logExit(PARSE_ADAPTER, EFI_INVALID_PARAMETER);
   }
-  config->adapter = poolNew<RAID_ADAPTER_RECORD>();
+  config->adapter = newCommandObject<RAID_ADAPTER_RECORD>();
   if (config->adapter == nullptr) {
     return logExit(PARSE_ADAPTER, EFI_OUT_OF_RESOURCES);
   }

@@ -99,7 +99,7 @@ static EFI_STATUS readKey(const XML_NODE *element, KEY_FORM form, RAID_KEY_RECOR
   }
   LogPrint(LOG_TRACE, GET_KEY, form == KEY_FORM_REKEY ? u"ReKey" : u"Key");
   UINTN count = form == KEY_FORM_REKEY ? 2 : 1;
-  RAID_KEY_RECORD *keys = poolNew<RAID_KEY_RECORD>(count);
+  RAID_KEY_RECORD *keys = newCommandObject<RAID_KEY_RECORD>();
   if (keys == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }

@@ -34,7 +34,7 @@ static EFI_STATUS buildAdapter(XML_NODE *element, RAID_CMD_BLOCK *command) {
 }
 
 static EFI_STATUS buildEnclosure(XML_NODE *element, RAID_CMD_BLOCK *command) {
-  RAID_ENCLOSURE_RECORD *record = poolNew<RAID_ENCLOSURE_RECORD>();
+  RAID_ENCLOSURE_RECORD *record = newCommandObject<RAID_ENCLOSURE_RECORD>();
   if (record == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -45,12 +45,12 @@ static EFI_STATUS buildEnclosure(XML_NODE *element, RAID_CMD_BLOCK *command) {
 }
 
 static EFI_STATUS buildDisk(XML_NODE *element, RAID_CMD_BLOCK *command) {
-  RAID_PD_RECORD *record = poolNew<RAID_PD_RECORD>();
+  RAID_PD_RECORD *record = newCommandObject<RAID_PD_RECORD>();
   return record == nullptr ? EFI_OUT_OF_RESOURCES : finishRecord(record, parsePD(element, record), command);
 }
 
 static EFI_STATUS buildVirtualDisk(XML_NODE *element, RAID_CMD_BLOCK *command) {
-  RAID_VD_RECORD *record = poolNew<RAID_VD_RECORD>();
+  RAID_VD_RECORD *record = newCommandObject<RAID_VD_RECORD>();
   return record == nullptr ? EFI_OUT_OF_RESOURCES : finishRecord(record, parseVD(element, record), command);
 }
 

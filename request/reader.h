@@ -1,6 +1,8 @@
 // What the readers of this room share.
 #pragma once
 
+#include "base/pool.h"
+#include "raid_records.h"
 #include "xml/object_fields.h"
 #include "xml_protocol.h"
 
@@ -34,6 +36,14 @@ template <class T> inline bool growArray(T *&array, UINT32 count) {
   }
   array = static_cast<T *>(grown);
   return true;
+}
+
+// A zero-filled T for a command, or null without memory. A document may give any command any object, and a controller
+// that goes by the command reads as much as it expects: so every object has room for the largest, the keys of a rekey.
+template <class T> inline T *newCommandObject() {
+  constexpr UINTN LARGEST = 2 * sizeof(RAID_KEY_RECORD);
+  static_assert(sizeof(T) <= LARGEST);
+  return static_cast<T *>(poolAllocateZero(LARGEST));
 }
 
 // An object element on its way into a record.
