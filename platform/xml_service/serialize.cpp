@@ -88,18 +88,19 @@ static void putAttributes(WRITER *writer, const XML_ATTRIBUTE *attribute) {
   }
 }
 
-static void putEndTag(WRITER *writer, const SERVICE_NODE *node) {
+static void putEndTag(WRITER *writer, const CHAR8 *name, UINTN nameLength) {
   putBytes(writer, "</", 2);
-  putText(writer, node->Name);
+  putBytes(writer, name, nameLength);
   putBytes(writer, ">\n", 2);
 }
 
 // The start tag and the text, and for an element without children also its end.
 static void putElement(WRITER *writer, const SERVICE_NODE *node, UINTN level) {
   bool hasText = node->Content != nullptr && *node->Content != 0;
+  UINTN nameLength = textLength(node->Name);
   putIndentation(writer, level);
   putBytes(writer, "<", 1);
-  putText(writer, node->Name);
+  putBytes(writer, node->Name, nameLength);
   putAttributes(writer, node->Attributes);
   if (!hasText && node->FirstChild == nullptr) {
     putBytes(writer, "/>\n", 3);
@@ -110,7 +111,7 @@ static void putElement(WRITER *writer, const SERVICE_NODE *node, UINTN level) {
     putEscaped(writer, node->Content, CLASS_PLAIN_TEXT);
   }
   if (node->FirstChild == nullptr) {
-    putEndTag(writer, node);
+    putEndTag(writer, node->Name, nameLength);
   } else {
     putBytes(writer, "\n", 1);
   }
@@ -133,7 +134,7 @@ static void putTree(WRITER *writer, SERVICE_NODE *root) {
       node = node->parent;
       level--;
       putIndentation(writer, level);
-      putEndTag(writer, node);
+      putEndTag(writer, node->Name, textLength(node->Name));
     }
     if (node == root) {
       return;
