@@ -1,6 +1,5 @@
 #include "apps/xyl/core/report.h"
 
-#include "apps/xyl/core/lists.h"
 #include "base/text.h"
 
 static const CHAR8 *attributeOf(const XML_NODE *node, const CHAR8 *name) {
@@ -92,21 +91,28 @@ static void describeDetail(WORD_LIST &words, const XML_NODE *detail, bool create
   }
 }
 
-static void reportStep(const XYL_HOST *host, const XML_NODE *operation, STEP_COUNTS *counts) {
-  const CHAR8 *name = attributeOf(operation, "name");
-  const CHAR8 *result = childText(operation, "Status");
+void readStep(const XML_NODE *operation, LOG_STEP *step) {
+  *step = {};
+  step->Name = attributeOf(operation, "name");
+  step->Result = childText(operation, "Status");
   // The log has the code without the bit that marks an error.
   UINT64 code = parseHex(childText(operation, "ErrorCode"));
-  EFI_STATUS status = code == 0 ? EFI_SUCCESS : EFI_ERROR_CODE(code);
-  WORD_LIST object = {};
-  describeDetail(object, childNamed(operation, "Detail"), textEqual(name, "CREATE") || textEqual(name, "CreateVD"));
+  step->Status = code == 0 ? EFI_SUCCESS : EFI_ERROR_CODE(code);
+  describeDetail(step->Object, childNamed(operation, "Detail"),
+                 textEqual(step->Name, "CREATE") || textEqual(step->Name, "CreateVD"));
+  step->Failed = !textEqual(step->Result, "Success") && !textEqual(step->Name, "GetLive");
+}
+
+static void reportStep(const XYL_HOST *host, const XML_NODE *operation, STEP_COUNTS *counts) {
+  LOG_STEP step;
+  readStep(operation, &step);
   ++counts->Steps;
-  if (!textEqual(result, "Success") && !textEqual(name, "GetLive")) {
-    counts->FirstFailure = counts->Failed == 0 ? status : counts->FirstFailure;
+  if (step.Failed) {
+    counts->FirstFailure = counts->Failed == 0 ? step.Status : counts->FirstFailure;
     ++counts->Failed;
   }
-  say(host, u"%4d  %-20a  %-8a  %-20a  %a\n", counts->Steps, orNone(name), orNone(result),
-      code == 0 ? "-" : statusWords(status), orNone(object.Text));
+  say(host, u"%4d  %-20a  %-8a  %-20a  %a\n", counts->Steps, orNone(step.Name), orNone(step.Result),
+      step.Status == EFI_SUCCESS ? "-" : statusWords(step.Status), orNone(step.Object.Text));
 }
 
 XYL_RESULT reportLog(const XYL_CONTEXT &context, const CHAR8 *text, STEP_COUNTS *counts) {

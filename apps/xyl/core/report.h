@@ -1,11 +1,22 @@
 // The log that a restore or a configuration change returns, as a table.
 #pragma once
 
-#include "apps/xyl/core/document.h"
+#include "apps/xyl/core/lists.h"
+
+// One "Operation" of a log; its texts are the tree's.
+struct LOG_STEP {
+  const CHAR8 *Name;   // as the log names it: "CreateVD"
+  const CHAR8 *Result; // "Success" or "Fail"
+  EFI_STATUS Status;
+  WORD_LIST Object; // what the step worked on, in words
+  bool Failed;      // not for reads of the controller: a controller without disks fails one of them
+};
+
+void readStep(const XML_NODE *operation, LOG_STEP *step);
 
 struct STEP_COUNTS {
   UINT32 Steps;
-  UINT32 Failed;           // reads of the controller not counted: a controller without disks fails one of them
+  UINT32 Failed;
   EFI_STATUS FirstFailure; // of those counted, EFI_SUCCESS without one
 };
 
