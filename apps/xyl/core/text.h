@@ -1,0 +1,22 @@
+// Texts of any length in pool memory that grow as they are written.
+#pragma once
+
+#include "uefi/types.h"
+
+// Starts empty ({}). Without memory Failed is set and the text stays as it was.
+struct TEXT {
+  CHAR8 *Chars; // NUL-terminated, or null while empty
+  UINTN Length;
+  UINTN Capacity;
+  bool Failed;
+};
+
+// Append at the end.
+void putText(TEXT *text, const CHAR8 *more);
+void putNumber(TEXT *text, UINT64 number);
+
+// The characters written; "" for none.
+const CHAR8 *textOf(const TEXT &text);
+
+// Gives the memory back and empties the text.
+void freeText(TEXT *text);
