@@ -1,7 +1,4 @@
-// Identify_Live and Get_Live: arguments, the document as an independent parser sees it, and what may fail.
-#include <cstdio>
-#include <fstream>
-
+// Identify_Live and Get_Live: arguments, and what may fail.
 #include "tests/live/request_text.h"
 #include "xml/xml.h"
 
@@ -15,32 +12,6 @@ TEST(IdentifyLive, AnswersWithoutAskingTheController) {
   EXPECT_EQ(world.xyl->Identify_Live(world.xyl, nullptr), EFI_INVALID_PARAMETER);
   EXPECT_EQ(world.xyl->Identify_Live(nullptr, &info), EFI_INVALID_PARAMETER);
   EXPECT_EQ(world.sim->commandCount, commands);
-}
-
-// The document holds as many objects as the controller has.
-TEST(GetLive, DocumentIsReadByAnIndependentParser) {
-  for (const char *preset : {"demo", "direct", "sas", "empty", "large"}) {
-    World world(preset);
-    ANSWER answer = world.get();
-    ASSERT_EQ(answer.status, EFI_SUCCESS);
-    world.expectBalanced();
-    std::ofstream(RAIDXYL_BINARY_DIR "/inventory.xml") << answer.text;
-    FILE *pipe = popen("xmllint --xpath \"concat(count(/xylComponent/*[1][self::Inventory]), ' ',"
-                       "count(/xylComponent/*[2][self::Configuration]/raidData/Adapter), ' ', count(//Enclosure), ' ',"
-                       "count(//PD[ObjectType]), ' ', count(//Adapter/VD), ' ', count(//Adapter/Rate), ' ',"
-                       "count(//Adapter/*[last()][self::Keyid]))\" " RAIDXYL_BINARY_DIR "/inventory.xml 2>&1",
-                       "r");
-    char output[200] = "";
-    EXPECT_NE(fgets(output, sizeof(output), pipe), nullptr);
-    EXPECT_EQ(pclose(pipe), 0) << output;
-    std::string wanted = "1 1";
-    for (size_t count :
-         {size_t{world.sim->enclosures.count}, size_t{world.sim->disks.count}, size_t{world.sim->virtualDisks.count},
-          countOf(answer.text, "<Rate>"), size_t{world.sim->key.present}}) {
-      wanted += " " + std::to_string(count);
-    }
-    EXPECT_EQ(std::string(output).substr(0, wanted.size()), wanted) << preset;
-  }
 }
 
 TEST(GetLive, ChecksArgumentsBeforeItAsks) {

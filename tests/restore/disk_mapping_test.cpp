@@ -2,9 +2,7 @@
 #include "restore/restore.h"
 #include "tests/support/world.h"
 
-static constexpr UINT32 SATA = 0x10;
 static constexpr UINT32 SAS = 0x20;
-static constexpr UINT8 SSD = RAID_PD_ATTRIBUTE_SSD;
 static constexpr UINT8 FDE = RAID_PD_ATTRIBUTE_FDE;
 
 using DISKS = std::vector<RAID_PD_RECORD>;
@@ -33,18 +31,11 @@ TEST(DiskMapping, PlaceFirstThenAnySuitableDisk) {
       {"each in its place, id 0 too", {disk(0, 1), disk(0, 2)}, {disk(8, 2), disk(0, 1)}, {1, 9}},
       {"larger, smaller", {disk(0, 1), disk(0, 2)}, {disk(7, 1, 101), disk(8, 2, 99)}, {8, 0}},
       {"64-bit sizes", {disk(0, 1, 1ULL << 40), disk(0, 2, 1)}, {disk(7, 1, 1), disk(8, 2, 1ULL << 40)}, {0, 9}},
-      {"taken in its place", {disk(0, 9), disk(0, 1), disk(0, 8)}, {disk(7, 1), disk(8, 2)}, {9, 8, 0}},
       {"two saved disks in one place", {disk(0, 1), disk(0, 1), disk(0, 3)}, {disk(7, 1), disk(8, 2)}, {8, 8, 9}},
       {"a place is enclosure, slot and port",
        {disk(0, 1)},
        {disk(6, 1, 100, 0, SAS, 1), disk(7, 1, 100, 0, SAS, 0, 2), disk(8, 2), disk(9, 1)},
        {10}},
-      {"solid state", {disk(0, 1, 100, SSD), disk(0, 2)}, {disk(7, 1), disk(8, 2, 100, SSD)}, {9, 8}},
-      {"SATA", {disk(0, 1, 100, 0, SATA), disk(0, 2)}, {disk(7, 1), disk(8, 2)}, {0, 9}},
-      {"encrypting in place and anywhere",
-       {disk(0, 1, 100, FDE), disk(0, 2, 100, FDE)},
-       {disk(7, 1), disk(8, 5), disk(9, 6, 100, FDE)},
-       {10, 0}},
       {"a plain disk takes an encrypting one, and other attributes do not matter",
        {disk(0, 1), disk(0, 2, 100, 0x30)},
        {disk(7, 1, 100, FDE | 0x31), disk(8, 3, 100, FDE)},
