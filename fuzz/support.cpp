@@ -4,13 +4,12 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <vector>
 
 #include "driver/driver.h"
 #include "platform/debug_log/debug_log_provider.h"
 #include "platform/firmware/state.h"
 #include "platform/xml_service/xml_service.h"
+#include "tests/support/kept_state.h"
 #include "xml/xml.h"
 
 uint64_t FuzzInput::number(unsigned bytes) {
@@ -85,17 +84,7 @@ FuzzBalance::~FuzzBalance() {
 
 // --- The simulated controller ---
 
-// The state that a run may change.
-struct SIM_STATE {
-  SIM_ADAPTER adapter;
-  SIM_KEY key;
-  UINT32 nextDiskId;
-  std::vector<SIM_ENCLOSURE> enclosures;
-  std::vector<SIM_DISK> disks;
-  std::vector<SIM_VIRTUAL_DISK> virtualDisks;
-};
-
-static SIM_STATE g_start;
+static const KEPT_STATE *g_start;
 static FUZZ_SIM g_fuzzSim;
 static decltype(RAID_MGMT_PROTOCOL::Execute) g_simExecute;
 
@@ -121,15 +110,6 @@ static EFI_STATUS EFIAPI executeGuarded(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK
     return EFI_INVALID_PARAMETER;
   }
   return g_simExecute(mgmt, block, result);
-}
-
-template <class T> static std::vector<T> itemsOf(const SIM_ARRAY<T> &array) {
-  return {array.items, array.items + array.count};
-}
-
-template <class T> static void putBack(SIM_ARRAY<T> &array, const std::vector<T> &items) {
-  array.count = static_cast<UINT32>(items.size()); // capacity never shrinks
-  std::memcpy(array.items, items.data(), items.size() * sizeof(T));
 }
 
 // Two levels instead of all, so that documents and runs stay short; two disks that are free; a key.
@@ -166,9 +146,7 @@ static void startSim() {
   fuzzFirmware().bootServices()->ConnectController(handle, nullptr, nullptr, /* Recursive= */ 1);
   g_fuzzSim = {sim, fuzzTable(handle)};
   mustHold(g_fuzzSim.xyl != nullptr, "sim not served");
-  g_start = {sim->adapter,        sim->key,
-             sim->nextDiskId,     itemsOf(sim->enclosures),
-             itemsOf(sim->disks), itemsOf(sim->virtualDisks)};
+  g_start = new KEPT_STATE(sim);
 }
 
 FUZZ_SIM &fuzzSim() {
@@ -180,13 +158,7 @@ FUZZ_SIM &fuzzSim() {
 
 void resetFuzzSim() {
   SIM_CONTROLLER *sim = fuzzSim().sim;
-  sim->adapter = g_start.adapter;
-  sim->key = g_start.key;
-  sim->nextDiskId = g_start.nextDiskId;
-  putBack(sim->enclosures, g_start.enclosures);
-  putBack(sim->disks, g_start.disks);
-  putBack(sim->virtualDisks, g_start.virtualDisks);
-  sim->foreignDisks.count = 0;
+  g_start->putBack(sim);
   simClearFaults(sim);
 }
 
