@@ -26,10 +26,7 @@ add_efi_image(DebugLog efi_boot_service_driver DebugLogEntry base debug_log)
 add_efi_image(RaidSim efi_boot_service_driver RaidSimEntry base sim_controller)
 add_efi_image(xyl efi_application XylEntry ${DRIVER_ROOMS} xyl_core xyl_efi)
 
-# What only the run in firmware needs: the boot file that starts the shell, and the guest's own checks.
+# What only the run in firmware needs: the guest's own checks.
 add_freestanding_room(tests/firmware/guest)
-add_efi_image(launcher efi_application LauncherEntry base guest)
 add_efi_image(fwtest efi_application FwTestEntry base guest)
-add_freestanding_room(bench/firmware)
-add_efi_image(fwbench efi_application FwBenchEntry base guest firmware)
-set_target_properties(launcher fwtest fwbench PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${RAIDXYL_EFI_OUTPUT}/guest)
+set_target_properties(fwtest PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${RAIDXYL_EFI_OUTPUT}/guest)

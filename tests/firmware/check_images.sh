@@ -30,9 +30,8 @@ check_headers() {
   [ "$(field SectionAlignment)" = 4096 ] || complain "sections are aligned to $(field SectionAlignment)"
   [ "$(field BaseRelocationTableSize)" != 0x0 ] || complain "no relocations: firmware cannot place it"
   for table in Import Export DelayImportDescriptor IAT TLSTable Debug; do
-    for size in "$(field "${table}TableSize")" "$(field "${table}Size")"; do
-      [ "${size:-0x0}" = 0x0 ] || complain "$table directory of $size bytes"
-    done
+    size=$(field "${table}TableSize")$(field "${table}Size")
+    [ "${size:-0x0}" = 0x0 ] || complain "$table directory of $size bytes"
   done
   grep -q IMAGE_DLL_CHARACTERISTICS_NX_COMPAT "$headers" || complain "not marked as free of executable data"
 }

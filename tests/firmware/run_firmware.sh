@@ -3,7 +3,7 @@
 #   run_firmware.sh x64|aarch64
 # Environment: JOBS the table (tests/firmware/jobs.txt), IMAGES the images (build/efi or build/efi-aarch64), XYL the host
 # client that gives the documents to compare with, WORK the folder for disk and results (build/firmware-ARCH), LIMIT
-# seconds until QEMU is stopped, QEMU_OPTIONS words for QEMU's command line.
+# seconds until QEMU is stopped. Runs in the same folder wait for each other.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -19,13 +19,11 @@ closing=42 # the script's last word; any other number, or none, means that it di
 case $arch in
 x64)
   images=${IMAGES:-$root/build/efi}
-  boot_file=BOOTX64.EFI
   firmware=/usr/share/ovmf/OVMF.fd
   wanted_exit=$((closing * 2 + 1))
   ;;
 aarch64)
   images=${IMAGES:-$root/build/efi-aarch64}
-  boot_file=BOOTAA64.EFI
   firmware=/usr/share/qemu-efi-aarch64/QEMU_EFI.fd
   wanted_exit=$closing
   ;;
@@ -37,8 +35,11 @@ esac
 jobs=${JOBS:-$here/jobs.txt}
 xyl=$(realpath "${XYL:-$root/build/release/apps/xyl/xyl}")
 work=${WORK:-$root/build/firmware-$arch}
+mkdir -p "$(dirname "$work")"
+exec 9>"$work.lock"
+flock 9
 
-# --- The disk: images, the boot file, and a script made from the table ---
+# --- The disk: images, and a script made from the table, which the firmware's own shell runs as nothing else boots ---
 
 # One line a job: NUMBER VERB REST.
 numbered_jobs() {
@@ -70,7 +71,7 @@ make_script() {
       ;;
     esac
   done
-  printf 'exit %s\r\n' "$closing"
+  printf 'fwtest exit %x\r\n' "$closing"
 }
 
 # Documents for the jobs: those beside the table, and the complete examples of the guide to change documents.
@@ -84,7 +85,7 @@ make_documents() {
 }
 
 make_disk() {
-  for image in RaidXyl RaidSim XmlService DebugLog xyl guest/launcher guest/fwtest; do
+  for image in RaidXyl RaidSim XmlService DebugLog xyl guest/fwtest; do
     [ -f "$images/$image.efi" ] || fail "$images/$image.efi is missing; ./run efi builds it"
   done
   rm -rf "$work"
@@ -92,10 +93,9 @@ make_disk() {
   make_script >"$work/startup.nsh"
   truncate -s 16M "$work/disk.img"
   mformat -i "$work/disk.img" ::
-  mmd -i "$work/disk.img" ::/EFI ::/EFI/BOOT ::/out
+  mmd -i "$work/disk.img" ::/out
   make_documents
-  mcopy -i "$work/disk.img" "$images/guest/launcher.efi" "::/EFI/BOOT/$boot_file"
-  mcopy -i "$work/disk.img" "$images"/*.efi "$images"/*.man "$images"/guest/fw*.efi \
+  mcopy -i "$work/disk.img" "$images"/*.efi "$images"/*.man "$images/guest/fwtest.efi" \
     "$work/startup.nsh" "$work/documents"/*.xml ::/
 }
 
@@ -117,8 +117,6 @@ boot() {
       -drive "if=none,id=d0,format=raw,file=$work/disk.img" -device virtio-blk-device,drive=d0,bootindex=0
     ;;
   esac
-  # shellcheck disable=SC2086
-  set -- "$@" ${QEMU_OPTIONS:-}
   "$1" --version | head -n 1
   echo "timeout $limit $*"
   exit_code=0
@@ -167,7 +165,7 @@ check_job() {
 check_guest_report() {
   number=all
   started=$(grep -c '^begin ' "$work/debug.txt" || true)
-  ended=$(grep -c '^end .*, 0 failed' "$work/out/fwtest.txt" || true)
+  ended=$(grep -c '^end .*, 0 failed' "$work/debug.txt" || true)
   [ "$started" = "$ended" ] || complain "$started guest tests began, $ended ended well"
   ! grep '^FAIL ' "$work/debug.txt" || complain "guest checks failed"
   ! grep -q -e '!!!!' -e 'Exception' "$work/console.raw" || complain "the firmware met an exception"

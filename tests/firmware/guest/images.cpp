@@ -1,11 +1,12 @@
 #include "images.h"
 #include "base/pool.h"
 #include "books.h"
-#include "files.h"
 #include "report.h"
+#include "world.h"
 
 static constexpr EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
-static constexpr UINTN IMAGE_SIZE_LIMIT = 1024 * 1024;
+static constexpr EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
+static constexpr UINTN FILE_LIMIT = 1024 * 1024;
 
 TEST_IMAGE g_images[IMAGE_COUNT] = {
     {u"\\DebugLog.efi", nullptr, nullptr},
@@ -14,33 +15,53 @@ TEST_IMAGE g_images[IMAGE_COUNT] = {
     {u"\\RaidXyl.efi", nullptr, nullptr},
 };
 
-// From the file through memory, so that no device path and no file system driver takes part in the test.
-static EFI_STATUS loadFromFile(EFI_HANDLE parent, TEST_IMAGE &image) {
+// Not through the shell, which keeps memory of every file that it opens.
+EFI_STATUS readFile(EFI_HANDLE application, const CHAR16 *name, void **content, UINTN *size) {
+  auto self = static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(interfaceOn(application, &g_loadedImageGuid));
+  auto volume = static_cast<EFI_SIMPLE_FILE_SYSTEM_PROTOCOL *>(interfaceOn(self->DeviceHandle, &g_fileSystemGuid));
   EFI_FILE_PROTOCOL *root = nullptr;
-  EFI_STATUS status = openTestVolume(&root);
+  EFI_FILE_PROTOCOL *file = nullptr;
+  EFI_STATUS status = volume == nullptr ? EFI_UNSUPPORTED : volume->OpenVolume(volume, &root);
   if (EFI_ERROR(status)) {
     return status;
   }
-  void *content = nullptr;
-  UINTN size = 0;
-  status = readFile(root, image.file, IMAGE_SIZE_LIMIT, &content, &size);
+  status = root->Open(root, &file, name, EFI_FILE_MODE_READ, 0);
   root->Close(root);
   if (EFI_ERROR(status)) {
     return status;
   }
-  status = g_bootServices->LoadImage(/* BootPolicy= */ 0, parent, /* Path= */ nullptr, content, size, &image.handle);
-  poolFree(content);
+  *content = poolAllocate(FILE_LIMIT);
+  *size = FILE_LIMIT;
+  status = *content == nullptr ? EFI_OUT_OF_RESOURCES : file->Read(file, size, *content);
+  file->Close(file);
+  if (EFI_ERROR(status)) {
+    poolRelease(*content);
+  }
   return status;
 }
 
-static bool startTestImage(TEST_IMAGE &image, UINTN index) {
-  void *interface = nullptr;
-  EFI_STATUS status = g_bootServices->HandleProtocol(image.handle, &g_loadedImageGuid, &interface);
-  if (!check(!EFI_ERROR(status), u"%s has a loaded image: %r", image.file, status)) {
+// From the file through memory, so that no device path takes part in the test.
+EFI_STATUS loadFile(EFI_HANDLE parent, const CHAR16 *name, EFI_HANDLE *handle, EFI_LOADED_IMAGE_PROTOCOL **loaded) {
+  void *content = nullptr;
+  UINTN size = 0;
+  EFI_STATUS status = readFile(parent, name, &content, &size);
+  if (!EFI_ERROR(status)) {
+    status = g_bootServices->LoadImage(/* BootPolicy= */ 0, parent, /* Path= */ nullptr, content, size, handle);
+    poolFree(content);
+  }
+  return EFI_ERROR(status)
+             ? status
+             : g_bootServices->HandleProtocol(*handle, &g_loadedImageGuid, reinterpret_cast<void **>(loaded));
+}
+
+bool loadTestImage(EFI_HANDLE parent, UINTN index) {
+  TEST_IMAGE &image = g_images[index];
+  EFI_STATUS status = loadFile(parent, image.file, &image.handle, &image.loaded);
+  if (!check(!EFI_ERROR(status), u"%s loads: %r", image.file, status)) {
+    image.handle = nullptr;
     return false;
   }
-  image.loaded = static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(interface);
-  booksWatch(static_cast<UINT32>(index) + 1, image.loaded->ImageBase, image.loaded->ImageSize);
+  booksWatch(static_cast<UINT32>(index), image.loaded->ImageBase, image.loaded->ImageSize);
   bool unset = image.loaded->Unload == nullptr;
   status = g_bootServices->StartImage(image.handle, /* ExitDataSize= */ nullptr, /* ExitData= */ nullptr);
   if (!check(!EFI_ERROR(status), u"%s starts: %r", image.file, status)) {
@@ -50,16 +71,6 @@ static bool startTestImage(TEST_IMAGE &image, UINTN index) {
   auto unload = reinterpret_cast<const void *>(image.loaded->Unload);
   return check(unset && (sectionFlagsOf(unload) & SECTION_EXECUTABLE) != 0, u"%s set Unload in its entry point",
                image.file);
-}
-
-bool loadTestImage(EFI_HANDLE parent, UINTN index) {
-  TEST_IMAGE &image = g_images[index];
-  EFI_STATUS status = loadFromFile(parent, image);
-  if (!check(!EFI_ERROR(status), u"%s loads: %r", image.file, status)) {
-    image.handle = nullptr;
-    return false;
-  }
-  return startTestImage(image, index);
 }
 
 bool loadTestImages(EFI_HANDLE parent) {
@@ -77,22 +88,16 @@ bool unloadTestImage(UINTN index) {
     return true;
   }
   EFI_STATUS status = g_bootServices->UnloadImage(image.handle);
-  if (!check(!EFI_ERROR(status), u"%s unloads: %r", image.file, status)) {
-    return false;
-  }
   void *interface = nullptr;
   bool gone = EFI_ERROR(g_bootServices->HandleProtocol(image.handle, &g_loadedImageGuid, &interface));
-  image.handle = nullptr;
-  image.loaded = nullptr;
-  return check(gone, u"%s left no image handle", image.file);
+  image.handle = EFI_ERROR(status) ? image.handle : nullptr;
+  return check(!EFI_ERROR(status) && gone, u"%s unloads and leaves no handle: %r", image.file, status);
 }
 
-bool unloadTestImages() {
-  bool unloaded = true;
+void unloadTestImages() {
   for (UINTN i = IMAGE_COUNT; i > 0; --i) {
-    unloaded = unloadTestImage(i - 1) && unloaded;
+    unloadTestImage(i - 1);
   }
-  return unloaded;
 }
 
 template <class T> static T readAt(const UINT8 *base, UINTN offset) {
@@ -105,12 +110,9 @@ template <class T> static T readAt(const UINT8 *base, UINTN offset) {
 static UINT32 sectionFlagsAt(const UINT8 *base, UINT64 rva) {
   UINT32 peOffset = readAt<UINT32>(base, 0x3C);
   UINT16 sectionCount = readAt<UINT16>(base, peOffset + 6);
-  UINT16 optionalSize = readAt<UINT16>(base, peOffset + 20);
-  UINTN section = static_cast<UINTN>(peOffset) + 24 + optionalSize;
+  UINTN section = static_cast<UINTN>(peOffset) + 24 + readAt<UINT16>(base, peOffset + 20);
   for (UINT16 i = 0; i < sectionCount; ++i, section += 40) {
-    UINT32 size = readAt<UINT32>(base, section + 8);
-    UINT32 start = readAt<UINT32>(base, section + 12);
-    if (rva - start < size) {
+    if (rva - readAt<UINT32>(base, section + 12) < readAt<UINT32>(base, section + 8)) {
       return readAt<UINT32>(base, section + 36);
     }
   }
@@ -118,14 +120,11 @@ static UINT32 sectionFlagsAt(const UINT8 *base, UINT64 rva) {
 }
 
 UINT32 sectionFlagsOf(const void *address) {
-  auto value = reinterpret_cast<UINT64>(address);
+  auto value = static_cast<const UINT8 *>(address);
   for (const TEST_IMAGE &image : g_images) {
-    if (image.handle == nullptr || image.loaded == nullptr) {
-      continue;
-    }
-    auto base = static_cast<const UINT8 *>(image.loaded->ImageBase);
-    UINT64 rva = value - reinterpret_cast<UINT64>(base);
-    if (rva < image.loaded->ImageSize) {
+    auto base = image.handle == nullptr ? nullptr : static_cast<const UINT8 *>(image.loaded->ImageBase);
+    auto rva = static_cast<UINT64>(value - base);
+    if (base != nullptr && rva < image.loaded->ImageSize) {
       return sectionFlagsAt(base, rva);
     }
   }

@@ -17,13 +17,19 @@ typedef struct TEST_IMAGE {
 
 extern TEST_IMAGE g_images[IMAGE_COUNT];
 
-// Loads and starts one image; parent is this application.
+// Reads a whole file of the volume that this application came from into a pool block that the caller frees.
+EFI_STATUS readFile(EFI_HANDLE application, const CHAR16 *name, void **content, UINTN *size);
+
+// Loads an image from a file, without starting it; parent is this application. On success *handle and *loaded are its.
+EFI_STATUS loadFile(EFI_HANDLE parent, const CHAR16 *name, EFI_HANDLE *handle, EFI_LOADED_IMAGE_PROTOCOL **loaded);
+
+// Loads and starts one image, and all of them.
 bool loadTestImage(EFI_HANDLE parent, UINTN index);
 bool loadTestImages(EFI_HANDLE parent);
 
 // Unloads one image, and all in the reverse order.
 bool unloadTestImage(UINTN index);
-bool unloadTestImages();
+void unloadTestImages();
 
 // Flags of the section of a loaded test image in which address lies; 0 when it is in none of them.
 UINT32 sectionFlagsOf(const void *address);

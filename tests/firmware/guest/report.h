@@ -1,4 +1,4 @@
-// What a guest test says: one line per check, to the debug channel at once and to \out\fwtest.txt at the end.
+// What a guest test says on the debug channel, one line per check.
 #pragma once
 
 #include "uefi/protocols.h"
@@ -9,9 +9,5 @@ void EFIAPI report(const CHAR16 *format, ...);
 // Writes "pass ..." or "FAIL ..." and counts; returns passed.
 bool EFIAPI check(bool passed, const CHAR16 *format, ...);
 
-// Whether a check has failed since the start.
-bool anyCheckFailed();
-
-// The closing line "end NAME: N checks, M failed"; then all lines are appended to \out\fwtest.txt of the volume.
-// Returns the status of the file.
-EFI_STATUS reportEnd(const CHAR16 *name, EFI_FILE_PROTOCOL *root);
+// The closing line "end NAME: N checks, M failed". EFI_ABORTED when a check has failed since the start.
+EFI_STATUS reportEnd(const CHAR16 *name);
