@@ -153,7 +153,7 @@ TEST(ChangeRun, LeavesNoPassphraseBehind) {
     std::string found;
     std::vector<UINT64> keysGone; // after how many commands
     world.firmware.onFree([&](const void *memory, uint64_t size) {
-      if (size == sizeof(RAID_KEY_RECORD)) {
+      if (size == 2 * sizeof(RAID_KEY_RECORD)) {
         keysGone.push_back(simCommandCount(world.sim));
       }
       std::string block(static_cast<const char *>(memory), size);
@@ -165,7 +165,7 @@ TEST(ChangeRun, LeavesNoPassphraseBehind) {
     world.firmware.onFree({});
     EXPECT_EQ(found, "");
     if (&request == requests) {
-      EXPECT_EQ(keysGone, std::vector<UINT64>{1}); // before the second command ran
+      EXPECT_EQ(keysGone, (std::vector<UINT64>{1, 2})); // each before the next command ran
     }
     std::string texts = answer.text + world.log();
     EXPECT_EQ(texts.find(PASSPHRASE), std::string::npos);
