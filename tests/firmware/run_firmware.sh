@@ -3,7 +3,7 @@
 #   run_firmware.sh x64|aarch64
 # Environment: JOBS the table (tests/firmware/jobs.txt), IMAGES the images (build/efi or build/efi-aarch64), XYL the host
 # client that gives the documents to compare with, WORK the folder for disk and results (build/firmware-ARCH), LIMIT
-# seconds until QEMU is stopped. Runs in the same folder wait for each other.
+# seconds until QEMU is stopped, QEMU_OPTIONS more words for QEMU's command line. Runs in the same folder wait for each other.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -95,7 +95,7 @@ make_disk() {
   mformat -i "$work/disk.img" ::
   mmd -i "$work/disk.img" ::/out
   make_documents
-  mcopy -i "$work/disk.img" "$images"/*.efi "$images"/*.man "$images/guest/fwtest.efi" \
+  mcopy -i "$work/disk.img" "$images"/*.efi "$images"/*.man "$images"/guest/*.efi \
     "$work/startup.nsh" "$work/documents"/*.xml ::/
 }
 
@@ -117,6 +117,8 @@ boot() {
       -drive "if=none,id=d0,format=raw,file=$work/disk.img" -device virtio-blk-device,drive=d0,bootindex=0
     ;;
   esac
+  # shellcheck disable=SC2086
+  set -- "$@" ${QEMU_OPTIONS:-}
   "$1" --version | head -n 1
   echo "timeout $limit $*"
   exit_code=0
