@@ -26,7 +26,9 @@ add_efi_image(DebugLog efi_boot_service_driver DebugLogEntry base debug_log)
 add_efi_image(RaidSim efi_boot_service_driver RaidSimEntry base sim_controller)
 add_efi_image(xyl efi_application XylEntry ${DRIVER_ROOMS} xyl_core xyl_efi)
 
-# What only the run in firmware needs: the guest's own checks.
+# What only the runs in firmware need: the guest's own checks, and the benchmark.
 add_freestanding_room(tests/firmware/guest)
 add_efi_image(fwtest efi_application FwTestEntry base guest)
-set_target_properties(fwtest PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${RAIDXYL_EFI_OUTPUT}/guest)
+add_freestanding_room(bench/firmware)
+add_efi_image(fwbench efi_application FwBenchEntry base guest firmware)
+set_target_properties(fwtest fwbench PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${RAIDXYL_EFI_OUTPUT}/guest)

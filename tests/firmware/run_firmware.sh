@@ -3,7 +3,8 @@
 #   run_firmware.sh x64|aarch64
 # Environment: JOBS the table (tests/firmware/jobs.txt), IMAGES the images (build/efi or build/efi-aarch64), XYL the host
 # client that gives the documents to compare with, WORK the folder for disk and results (build/firmware-ARCH), LIMIT
-# seconds until QEMU is stopped, QEMU_OPTIONS more words for QEMU's command line. Runs in the same folder wait for each other.
+# seconds until QEMU is stopped, QEMU_OPTIONS more words for QEMU's command line. Runs in the same folder wait for each
+# other.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
