@@ -3,17 +3,23 @@
 #include "base/log.h"
 #include "base/pool.h"
 
-// A disk that was not encrypting may be replaced by one that is, not the reverse.
-static bool encryptionFits(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
-  return (saved.Attributes & RAID_PD_ATTRIBUTE_FDE) == 0 || (current.Attributes & RAID_PD_ATTRIBUTE_FDE) != 0;
+DISK_FIT diskFit(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
+  if (current.Size < saved.Size) {
+    return DISK_TOO_SMALL;
+  }
+  if (((saved.Attributes ^ current.Attributes) & RAID_PD_ATTRIBUTE_SSD) != 0) {
+    return DISK_OTHER_MEDIUM;
+  }
+  if (current.Protocol != saved.Protocol) {
+    return DISK_OTHER_PROTOCOL;
+  }
+  // A disk that was not encrypting may be replaced by one that is, not the reverse.
+  bool encryptionFits =
+      (saved.Attributes & RAID_PD_ATTRIBUTE_FDE) == 0 || (current.Attributes & RAID_PD_ATTRIBUTE_FDE) != 0;
+  return encryptionFits ? DISK_FITS : DISK_NOT_ENCRYPTING;
 }
 
-static bool kindFits(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
-  return current.Size >= saved.Size && ((saved.Attributes ^ current.Attributes) & RAID_PD_ATTRIBUTE_SSD) == 0 &&
-         current.Protocol == saved.Protocol;
-}
-
-static bool samePlace(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
+bool samePlace(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
   return current.EnclosureObjectID == saved.EnclosureObjectID && current.Slot == saved.Slot &&
          current.Port == saved.Port;
 }
@@ -34,7 +40,7 @@ static UINT32 findInPlace(const RAID_PD_RECORD &saved, const RAID_PD_RECORD *cur
     if (current.SecureState == RAID_SECURE_STATE_FOREIGN) {
       LogPrint(LOG_TRACE, "_MapPDsRestoreToCurrent", u"Foreign Disk detected");
     }
-    if (samePlace(saved, current) && kindFits(saved, current) && encryptionFits(saved, current)) {
+    if (samePlace(saved, current) && diskFit(saved, current) == DISK_FITS) {
       return current.ObjectID + 1;
     }
   }
@@ -46,14 +52,15 @@ static UINT32 findAnywhere(const RAID_PD_RECORD &saved, const RAID_PD_RECORD *cu
                            const UINT32 *pdMap, UINT32 mapCount) {
   for (UINT32 j = 0; j < currentCount; ++j) {
     const RAID_PD_RECORD &current = currentDisks[j];
-    if (mapHolds(pdMap, mapCount, current.ObjectID + 1) || !kindFits(saved, current)) {
+    DISK_FIT fit = diskFit(saved, current);
+    if (mapHolds(pdMap, mapCount, current.ObjectID + 1) || (fit != DISK_FITS && fit != DISK_NOT_ENCRYPTING)) {
       continue;
     }
     LogPrint(LOG_TRACE, "_MapPDsRestoreToCurrent", u" 2 restore pd secureState = %x, driveattributes = %x ",
              UINT32{saved.SecureState}, UINT32{saved.Attributes});
     LogPrint(LOG_TRACE, "_MapPDsRestoreToCurrent", u"  2 current pd secureState = %x, driveattributes = %x ",
              UINT32{current.SecureState}, UINT32{current.Attributes});
-    if (encryptionFits(saved, current)) {
+    if (fit == DISK_FITS) {
       return current.ObjectID + 1;
     }
   }

@@ -32,9 +32,29 @@ EFI_STATUS _ValidateRestore(const RAID_ADAPTER_RECORD *currentAdapter, const RAI
 EFI_STATUS _MapPDsRestoreToCurrent(const RAID_PD_RECORD *currentDisks, UINT32 currentCount,
                                    const RAID_CONFIG *restoreCfg, UINT32 *pdMap);
 
+// Whether a current disk may stand in for a saved one, or the first reason why not. The mapping takes the fitting disk
+// in the saved disk's place, else the first one anywhere that no entry holds.
+enum DISK_FIT {
+  DISK_FITS,
+  DISK_TOO_SMALL,
+  DISK_OTHER_MEDIUM, // one is a solid state disk, the other is not
+  DISK_OTHER_PROTOCOL,
+  DISK_NOT_ENCRYPTING // though the saved one is; all else fits
+};
+DISK_FIT diskFit(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current);
+
+// Whether a current disk is in the saved disk's place.
+bool samePlace(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current);
+
 // Whether the saved adapter settings (modes and rates) are to be applied to the current adapter. Saved rates that the
 // current adapter does not have do not matter.
 bool adapterSettingsDiffer(const RAID_ADAPTER_RECORD *current, const RAID_ADAPTER_RECORD *saved);
+
+// What it compares: these bytes of the adapter records, and the current adapter's rates that have a name.
+#define COMPARED_MODE_COUNT 6
+extern const UINT16 g_comparedModes[COMPARED_MODE_COUNT];
+// Whether no saved rate of the same name has the rate's value.
+bool rateDiffers(const RAID_RATE &rate, const RAID_ADAPTER_RECORD *saved);
 
 // The restore.
 

@@ -36,20 +36,29 @@ static UINT32 rateValue(const RAID_RATE &rate) {
   return rate.EditableValue >> 1;
 }
 
-static bool ratePartnerExists(const RAID_RATE &rate, const RAID_ADAPTER_RECORD *saved) {
-  for (UINT32 i = 0; i < RAID_RATE_COUNT; ++i) {
-    RAID_RATE partner = saved->Rates[i];
-    if (partner.Name != nullptr && textEqual(partner.Name, rate.Name) && rateValue(partner) == rateValue(rate)) {
+const UINT16 g_comparedModes[COMPARED_MODE_COUNT] = {
+    offsetof(RAID_ADAPTER_RECORD, UncertifiedMode), offsetof(RAID_ADAPTER_RECORD, LoadBalanceMode),
+    offsetof(RAID_ADAPTER_RECORD, LearnMode),       offsetof(RAID_ADAPTER_RECORD, CheckConsistencyMode),
+    offsetof(RAID_ADAPTER_RECORD, PatrolReadMode),  offsetof(RAID_ADAPTER_RECORD, CopyBackMode),
+};
+
+static bool modesDiffer(const RAID_ADAPTER_RECORD *a, const RAID_ADAPTER_RECORD *b) {
+  for (UINT16 offset : g_comparedModes) {
+    if (reinterpret_cast<const UINT8 *>(a)[offset] != reinterpret_cast<const UINT8 *>(b)[offset]) {
       return true;
     }
   }
   return false;
 }
 
-static bool modesDiffer(const RAID_ADAPTER_RECORD *a, const RAID_ADAPTER_RECORD *b) {
-  return a->UncertifiedMode != b->UncertifiedMode || a->LoadBalanceMode != b->LoadBalanceMode ||
-         a->LearnMode != b->LearnMode || a->CheckConsistencyMode != b->CheckConsistencyMode ||
-         a->PatrolReadMode != b->PatrolReadMode || a->CopyBackMode != b->CopyBackMode;
+bool rateDiffers(const RAID_RATE &rate, const RAID_ADAPTER_RECORD *saved) {
+  for (UINT32 i = 0; i < RAID_RATE_COUNT; ++i) {
+    RAID_RATE partner = saved->Rates[i];
+    if (partner.Name != nullptr && textEqual(partner.Name, rate.Name) && rateValue(partner) == rateValue(rate)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 bool adapterSettingsDiffer(const RAID_ADAPTER_RECORD *current, const RAID_ADAPTER_RECORD *saved) {
@@ -61,7 +70,7 @@ bool adapterSettingsDiffer(const RAID_ADAPTER_RECORD *current, const RAID_ADAPTE
     RAID_RATE rate = current->Rates[i];
     LogPrint(LOG_TRACE, "RaidRestore", u"Rate[%u].Name   = %S", i, rate.Name);
     LogPrint(LOG_TRACE, "RaidRestore", u"Rate[%u].Value  = %d\n", i, rateValue(rate));
-    if (rate.Name != nullptr && !ratePartnerExists(rate, saved)) {
+    if (rate.Name != nullptr && rateDiffers(rate, saved)) {
       return true;
     }
   }
