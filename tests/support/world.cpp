@@ -207,10 +207,7 @@ void World::markBalance() {
 }
 
 void World::expectBalanced(const std::string &where) {
-  BALANCE now = balance();
-  EXPECT_EQ(now.allocations, mark_.allocations) << where;
-  EXPECT_EQ(now.bytes, mark_.bytes) << where;
-  EXPECT_EQ(now.opens, mark_.opens) << where;
+  EXPECT_EQ(balance(), mark_) << where << ": allocations, bytes, open protocols";
   EXPECT_EQ(firmware.complaints(), std::vector<std::string>{}) << where;
   if (sim != nullptr) {
     EXPECT_TRUE(simBooksBalanced(sim)) << where;

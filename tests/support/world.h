@@ -91,11 +91,8 @@ public:
   RAID_XYL_PROTOCOL *xyl = nullptr; // null while not served
 
 private:
-  struct BALANCE {
-    uint64_t allocations;
-    uint64_t bytes; // without what the controller keeps for itself
-    size_t opens;
-  };
+  // Live allocations, their bytes without what the controller keeps for itself, and open protocols.
+  using BALANCE = std::vector<uint64_t>;
 
   EFI_HANDLE loadProvider(EFI_IMAGE_ENTRY entry);
   DEBUG_LOG_RING_PROTOCOL *ring();
@@ -108,7 +105,7 @@ private:
 
   EFI_HANDLE xmlService_ = nullptr;
   EFI_HANDLE debugLog_ = nullptr;
-  BALANCE mark_{};
+  BALANCE mark_;
 };
 
 // A run of one operation with the Nth allocation or controller command failing, for N = 1, 2, 3 ..., once each with
