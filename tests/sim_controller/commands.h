@@ -8,10 +8,7 @@
 using IDS = std::vector<UINT32>;
 
 inline WORLD_OPTIONS bare(const char *preset) {
-  WORLD_OPTIONS options;
-  options.preset = preset;
-  options.xmlService = options.debugLog = options.driver = options.connect = false;
-  return options;
+  return {.preset = preset, .xmlService = false, .debugLog = false, .driver = false, .connect = false};
 }
 
 inline EFI_STATUS execute(World &world, UINT32 command, UINT32 objectType, IDS ids, void *data,
@@ -36,36 +33,12 @@ inline EFI_STATUS run(World &world, UINT32 command, UINT32 objectType, const IDS
   return status;
 }
 
-// Records of a Get, given back when they go.
-template <class RECORD> class Records {
-public:
-  Records(World &world, UINT32 objectType, const IDS &ids = {}) : world_(world) {
-    status = execute(world, RAID_COMMAND_GET, objectType, ids, nullptr, &result_);
-  }
-  ~Records() {
-    if (result_.Data != nullptr) {
-      EXPECT_EQ(giveBack(world_, result_), EFI_SUCCESS);
-    }
-  }
-  Records(const Records &) = delete;
-  Records &operator=(const Records &) = delete;
-
-  RECORD *begin() { return static_cast<RECORD *>(result_.Data); }
-  RECORD *end() { return begin() + size(); }
-  size_t size() const { return result_.DataSize >> RAID_RECORD_SHIFT; }
-
-  EFI_STATUS status;
-
-private:
-  World &world_;
-  RAID_CMD_RESULT result_ = {};
-};
-
-inline EFI_STATUS create(World &world, UINT32 level, const IDS &disks, UINT64 size = 0) {
+inline EFI_STATUS create(World &world, UINT32 level, const IDS &disks, UINT64 size = 0, UINT32 attributes = 0) {
   RAID_VD_RECORD wanted = {};
   wanted.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
   wanted.RAIDLevel = level;
   wanted.Size = size;
+  wanted.Attributes = attributes;
   return run(world, RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, disks, &wanted);
 }
 
@@ -79,19 +52,4 @@ inline std::string stateOf(const SIM_CONTROLLER *sim) {
                                 sizeof(SIM_VIRTUAL_DISK) * volumes->count);
   }
   return bytes;
-}
-
-// The disk in a slot of a shelf of the presets.
-inline UINT32 diskIn(World &world, UINT32 shelf, UINT8 slot) {
-  const SIM_DISK *disk = simFindDiskAt(world.sim, world.sim->enclosures.items[shelf].objectId, slot);
-  EXPECT_NE(disk, nullptr) << shelf << ":" << int{slot};
-  return disk == nullptr ? 0 : disk->objectId;
-}
-
-inline IDS disksIn(World &world, UINT32 shelf, const std::vector<UINT8> &slots) {
-  IDS ids;
-  for (UINT8 slot : slots) {
-    ids.push_back(diskIn(world, shelf, slot));
-  }
-  return ids;
 }
