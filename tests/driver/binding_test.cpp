@@ -3,26 +3,21 @@
 #include "live/live.h"
 #include "tests/support/world.h"
 
-namespace {
+static const EFI_GUID g_raidXylGuid = RAID_XYL_PROTOCOL_GUID;
+static const EFI_GUID g_raidMgmtGuid = RAID_MGMT_PROTOCOL_GUID;
 
-const EFI_GUID g_raidXylGuid = RAID_XYL_PROTOCOL_GUID;
-const EFI_GUID g_raidMgmtGuid = RAID_MGMT_PROTOCOL_GUID;
-
-EFI_STATUS supported(World &world) {
+static EFI_STATUS supported(World &world) {
   return g_driverBinding.Supported(&g_driverBinding, world.controller, nullptr);
 }
-
-EFI_STATUS start(World &world) {
+static EFI_STATUS start(World &world) {
   return g_driverBinding.Start(&g_driverBinding, world.controller, nullptr);
 }
-
-EFI_STATUS stop(World &world) {
+static EFI_STATUS stop(World &world) {
   return g_driverBinding.Stop(&g_driverBinding, world.controller, 0, nullptr);
 }
 
 TEST(Binding, AHundredStartsAndStopsLeaveThePoolAsItWas) {
   World world({.connect = false});
-  world.markBalance();
   for (int round = 0; round < 100; ++round) {
     ASSERT_EQ(supported(world), EFI_SUCCESS);
     ASSERT_EQ(start(world), EFI_SUCCESS);
@@ -54,17 +49,15 @@ TEST(Binding, PublishesTheTableAndTellsTheIdentity) {
   EXPECT_EQ(block.ObjectType, 0U);
 }
 
-struct IDENTITY_CASE {
-  const char *name;
-  UINT16 vendor, device, subvendor, subdevice;
-  const char *declined; // the console line, or null when served
-};
-
 TEST(Binding, ExcludedModelsAreHeldButNotServed) {
   const char *const h1 = "Tarn H1 adapter is not served\n";
   const char *const s1 = "Tarn S1 adapter is not served\n";
-  const IDENTITY_CASE cases[] = {
-      {"test A", 0x4E54, 0x0073, 0x4E54, 0x1F4E, h1},
+  const struct {
+    const char *name;
+    UINT16 vendor, device, subvendor, subdevice;
+    const char *declined; // the console line, or null when served
+  } cases[] = {
+      {"A", 0x4E54, 0x0073, 0x4E54, 0x1F4E, h1},
       {"A, other vendor", 0x4E55, 0x0073, 0x4E54, 0x1F4E, nullptr},
       {"A, other device", 0x4E54, 0x0074, 0x4E54, 0x1F4E, nullptr},
       {"A, other subvendor", 0x4E54, 0x0073, 0x4E55, 0x1F4E, nullptr},
@@ -78,7 +71,7 @@ TEST(Binding, ExcludedModelsAreHeldButNotServed) {
       {"B, other device", 0x8086, 0x3A26, 0x4E54, 0x0251, nullptr},
       {"B, other vendor", 0x8087, 0x3A25, 0x4E54, 0x0251, nullptr},
   };
-  for (const IDENTITY_CASE &row : cases) {
+  for (const auto &row : cases) {
     SCOPED_TRACE(row.name);
     World world({.connect = false});
     SIM_ADAPTER &adapter = world.sim->adapter;
@@ -104,37 +97,32 @@ TEST(Binding, ExcludedModelsAreHeldButNotServed) {
   }
 }
 
-struct START_FAILURE {
-  const char *name;
-  void (*arrange)(World &);
-  EFI_STATUS status;
-  const char *consoleEnd;
-};
-
 TEST(Binding, AFailingStartLeavesNothingBehind) {
-  const START_FAILURE cases[] = {
-      {"no memory", [](World &world) { world.firmware.failAllocation(1); }, EFI_OUT_OF_RESOURCES,
-       "Entered Binding start\n"},
-      {"no management protocol", [](World &world) { world.firmware.failService("OpenProtocol", 1, EFI_ACCESS_DENIED); },
-       EFI_ACCESS_DENIED, "Couldnt open RAID Mgmt Protocol\n"},
-      {"install refused",
-       [](World &world) { world.firmware.failService("InstallMultipleProtocolInterfaces", 1, EFI_OUT_OF_RESOURCES); },
-       EFI_OUT_OF_RESOURCES, ""},
-      {"no data", [](World &world) { simShapeAnswer(world.sim, RAID_COMMAND_GET, SIM_ANY, SIM_FAULT_NO_DATA, 0); },
-       EFI_UNSUPPORTED, "Adapter didnt return any data"},
-      {"null data with a size",
-       [](World &world) { simShapeAnswer(world.sim, RAID_COMMAND_GET, SIM_ANY, SIM_FAULT_NULL_DATA, 512); },
-       EFI_UNSUPPORTED, "Adapter didnt return any data"},
-      {"511 bytes", [](World &world) { simShapeAnswer(world.sim, RAID_COMMAND_GET, SIM_ANY, SIM_FAULT_SIZE, 511); },
-       EFI_UNSUPPORTED, "Adapter didnt return any data"},
-      {"512 bytes and a part of another record",
-       [](World &world) { simShapeAnswer(world.sim, RAID_COMMAND_GET, SIM_ANY, SIM_FAULT_EXTRA, 100); }, EFI_SUCCESS,
-       ""},
+  const auto shaped = [](SIM_FAULT_KIND kind, UINT32 bytes) {
+    return [=](World &world) { simShapeAnswer(world.sim, RAID_COMMAND_GET, SIM_ANY, kind, bytes); };
   };
-  for (const START_FAILURE &row : cases) {
+  const auto refused = [](const char *service, EFI_STATUS status) {
+    return [=](World &world) { world.firmware.failService(service, 1, status); };
+  };
+  const char *const noData = "Adapter didnt return any data";
+  const struct {
+    const char *name;
+    std::function<void(World &)> arrange;
+    EFI_STATUS status;
+    const char *consoleEnd;
+  } cases[] = {
+      {"memory", [](World &world) { world.firmware.failAllocation(1); }, EFI_OUT_OF_RESOURCES,
+       "Entered Binding start\n"},
+      {"open", refused("OpenProtocol", EFI_ACCESS_DENIED), EFI_ACCESS_DENIED, "Couldnt open RAID Mgmt Protocol\n"},
+      {"install", refused("InstallMultipleProtocolInterfaces", EFI_NOT_READY), EFI_NOT_READY, ""},
+      {"no data", shaped(SIM_FAULT_NO_DATA, 0), EFI_UNSUPPORTED, noData},
+      {"null data with a size", shaped(SIM_FAULT_NULL_DATA, 512), EFI_UNSUPPORTED, noData},
+      {"511 bytes", shaped(SIM_FAULT_SIZE, 511), EFI_UNSUPPORTED, noData},
+      {"512 bytes and a part of another record", shaped(SIM_FAULT_EXTRA, 100), EFI_SUCCESS, ""},
+  };
+  for (const auto &row : cases) {
     SCOPED_TRACE(row.name);
     World world({.connect = false});
-    world.markBalance();
     row.arrange(world);
     EXPECT_EQ(start(world), row.status);
     world.firmware.failAllocation(0);
@@ -159,15 +147,13 @@ TEST(Binding, ANullInterfaceIsClosedAgain) {
 }
 
 TEST(Entry, AFailingStepTakesDownWhatWasInstalled) {
-  for (const char *service : {"InstallProtocolInterface", "OpenProtocol"}) {
-    for (uint64_t nth = 1; nth <= (strcmp(service, "OpenProtocol") == 0 ? 1U : 2U); ++nth) {
-      SCOPED_TRACE(service);
-      World world({.preset = nullptr, .driver = false});
-      world.markBalance();
-      world.firmware.failService(service, nth, EFI_DEVICE_ERROR);
-      EXPECT_EQ(world.loadDriver(), EFI_DEVICE_ERROR);
-      world.expectBalanced();
-    }
+  const std::pair<const char *, uint64_t> steps[] = {
+      {"InstallProtocolInterface", 1}, {"InstallProtocolInterface", 2}, {"OpenProtocol", 1}};
+  for (const auto &[service, nth] : steps) {
+    World world({.preset = nullptr, .driver = false});
+    world.firmware.failService(service, nth, EFI_DEVICE_ERROR);
+    EXPECT_EQ(world.loadDriver(), EFI_DEVICE_ERROR);
+    world.expectBalanced(service);
   }
 }
 
@@ -184,33 +170,34 @@ TEST(Entry, UnloadDisconnectsAndReloadWorks) {
 TEST(Names, DriverAndController) {
   World world;
   CHAR16 *name = nullptr;
-  ASSERT_EQ(g_componentName2.GetDriverName(&g_componentName2, "fr-FR", &name), EFI_SUCCESS);
+  auto driverName = [&](const char *language) {
+    return g_componentName2.GetDriverName(&g_componentName2, language, &name);
+  };
+  auto controllerName = [&](EFI_HANDLE controller, EFI_HANDLE child = nullptr) {
+    return g_componentName2.GetControllerName(&g_componentName2, controller, child, "xx", &name);
+  };
+  ASSERT_EQ(driverName("fr-FR"), EFI_SUCCESS);
   EXPECT_EQ(std::u16string(name), u"Norvik Tarn RAIDMgmt Driver");
   poolFree(name);
   world.firmware.failAllocation(1);
-  EXPECT_EQ(g_componentName2.GetDriverName(&g_componentName2, "en-US", &name), EFI_OUT_OF_RESOURCES);
+  EXPECT_EQ(driverName("en-US"), EFI_OUT_OF_RESOURCES);
   EXPECT_EQ(name, nullptr);
-  EXPECT_EQ(g_componentName2.GetDriverName(&g_componentName2, nullptr, &name), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(driverName(nullptr), EFI_INVALID_PARAMETER);
 
-  ASSERT_EQ(g_componentName2.GetControllerName(&g_componentName2, world.controller, nullptr, "xx", &name), EFI_SUCCESS);
+  ASSERT_EQ(controllerName(world.controller), EFI_SUCCESS);
   EXPECT_EQ(std::u16string(name), world.sim->adapter.name);
-  const SIM_LOG_ENTRY *query = simCommand(world.sim, simCommandCount(world.sim) - 1);
-  EXPECT_EQ(query->block.Revision, 1U);
+  EXPECT_EQ(simCommand(world.sim, simCommandCount(world.sim) - 1)->block.Revision, 1U);
   // The record behind a handed-out name stays with the caller; here the test gives it back.
   void *record = world.sim->answers.items[world.sim->answers.count - 1].data;
   world.sim->protocol.FreeRecords(&world.sim->protocol, record, 1);
 
-  EXPECT_EQ(g_componentName2.GetControllerName(&g_componentName2, world.controller, world.controller, "en", &name),
-            EFI_UNSUPPORTED);
-  EXPECT_EQ(g_componentName2.GetControllerName(&g_componentName2, nullptr, nullptr, "en", &name),
-            EFI_INVALID_PARAMETER);
+  EXPECT_EQ(controllerName(world.controller, world.controller), EFI_UNSUPPORTED);
+  EXPECT_EQ(controllerName(nullptr), EFI_INVALID_PARAMETER);
   simShapeAnswer(world.sim, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, SIM_FAULT_SIZE, 15);
-  EXPECT_EQ(g_componentName2.GetControllerName(&g_componentName2, world.controller, nullptr, "en", &name),
-            EFI_UNSUPPORTED);
+  EXPECT_EQ(controllerName(world.controller), EFI_UNSUPPORTED);
   simClearFaults(world.sim);
   simFailKind(world.sim, SIM_ANY, SIM_ANY, EFI_DEVICE_ERROR);
-  EXPECT_EQ(g_componentName2.GetControllerName(&g_componentName2, world.controller, nullptr, "en", &name),
-            EFI_UNSUPPORTED);
+  EXPECT_EQ(controllerName(world.controller), EFI_UNSUPPORTED);
 }
 
 TEST(Names, OnlyTheAlternateIdentityIsAsked) {
@@ -219,5 +206,3 @@ TEST(Names, OnlyTheAlternateIdentityIsAsked) {
   EXPECT_EQ(g_componentName2.GetControllerName(&g_componentName2, world.controller, nullptr, "en", &name),
             EFI_UNSUPPORTED);
 }
-
-} // namespace
