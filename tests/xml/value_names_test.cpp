@@ -2,9 +2,7 @@
 
 #include "xml/value_names.h"
 
-namespace {
-
-const VALUE_NAME_TABLE *const g_allTables[] = {
+static const VALUE_NAME_TABLE *const g_allTables[] = {
     g_boolTable,          g_objectTypeTable,      g_raidLevelTable,       g_protocolTable,     g_secureStateTable,
     g_adapterAttribTable, g_levelAttribTable,     g_vdAttribTable,        g_pdAttribTable,     g_srlTable,
     g_rlqTable,           g_boundsTable,          g_stripeSizeTable,      g_cachePolicyTable,  g_writePolicyTable,
@@ -36,5 +34,3 @@ TEST(ValueNames, LookupsAreExact) {
   EXPECT_STREQ(GetNameFromValue(0x100000001ULL, g_stateTable), "Unknown");
   EXPECT_STREQ(GetNameFromValue(1, nullptr), "Unknown");
 }
-
-} // namespace
