@@ -3,42 +3,18 @@
 #include "apps/xyl/core/document.h"
 #include "apps/xyl/core/plan.h"
 #include "apps/xyl/core/report.h"
+#include "apps/xyl/core/run_options.h"
 #include "base/pool.h"
 #include "base/text.h"
 #include "request/request.h"
 
-#define OPTIONS_CAPACITY 256
-
 // One call of Set_Live. The documents are pool texts; an absent one is null.
 struct CHANGE {
-  bool Restore;
-  bool PreserveVd;
-  bool StopOnError;
+  RUN_OPTIONS Options;
   DOCUMENT_TEXT Saved;
   DOCUMENT_TEXT Request;
   CHAR8 *Log; // returned; pool
 };
-
-// The run-time options document in pool memory, or null without memory.
-static CHAR8 *makeOptions(const CHANGE &change) {
-  const CHAR8 *parts[] = {"<RunMode><Mode>",
-                          change.Restore ? "Restore" : "Normal",
-                          "</Mode><StopOnError>",
-                          change.StopOnError ? "True" : "False",
-                          "</StopOnError><Raid><PreserveVDConfig>",
-                          change.PreserveVd ? "True" : "False",
-                          "</PreserveVDConfig></Raid></RunMode>"};
-  CHAR8 *text = poolNew<CHAR8>(OPTIONS_CAPACITY);
-  if (text == nullptr) {
-    return nullptr;
-  }
-  UINTN length = 0;
-  for (const CHAR8 *part : parts) {
-    copyBytes(text + length, part, textLength(part));
-    length += textLength(part);
-  }
-  return text;
-}
 
 static RAID_XYL_BUFFER bufferOf(const DOCUMENT_TEXT &document) {
   UINT32 size = document.Text != nullptr ? static_cast<UINT32>(document.Size + 1) : 0;
@@ -55,7 +31,7 @@ static void freeDocument(DOCUMENT_TEXT *document) {
 
 // Calls the operation, which takes the documents over; change->Log is the log that it returned, or null.
 static EFI_STATUS callSetLive(RAID_XYL_PROTOCOL *operations, CHANGE *change) {
-  CHAR8 *options = makeOptions(*change);
+  CHAR8 *options = makeRunOptions(change->Options);
   if (options == nullptr) {
     freeDocument(&change->Saved);
     freeDocument(&change->Request);
@@ -76,15 +52,12 @@ static EFI_STATUS callSetLive(RAID_XYL_PROTOCOL *operations, CHANGE *change) {
   return status;
 }
 
-// Shows the log and writes it to the file that --log-file names.
-static XYL_RESULT takeLog(const XYL_CONTEXT &context, const CHAR8 *log, STEP_COUNTS *counts) {
-  XYL_RESULT result = reportLog(context, log, counts);
+static XYL_RESULT keepLog(const XYL_CONTEXT &context, const CHAR8 *log) {
   const CHAR8 *file = context.Request->Options[XYL_OPTION_LOG_FILE];
-  if (file == nullptr) {
-    return result;
+  if (file != nullptr && log == nullptr) {
+    complain(context.Host, u"no log came back, so none was written");
   }
-  XYL_RESULT written = writeDocument(context, file, log, textLength(log));
-  return isFailure(result) ? result : written;
+  return file != nullptr && log != nullptr ? writeDocument(context, file, log, textLength(log)) : succeeded();
 }
 
 // Runs the change and tells how it went; what names it in messages.
@@ -92,14 +65,10 @@ static XYL_RESULT runChange(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *opera
                             const CHAR8 *what) {
   EFI_STATUS status = callSetLive(operations, change);
   STEP_COUNTS counts = {};
-  XYL_RESULT result = succeeded();
-  bool logged = change->Log != nullptr;
-  if (logged) {
-    result = takeLog(context, change->Log, &counts);
-    poolRelease(change->Log);
-  } else if (hasOption(context, XYL_OPTION_LOG_FILE)) {
-    complain(context.Host, u"no log came back, so none was written");
-  }
+  XYL_RESULT result = reportLog(context, change->Log, status, &counts);
+  XYL_RESULT kept = keepLog(context, change->Log);
+  result = isFailure(result) ? result : kept;
+  poolFree(change->Log);
   if (EFI_ERROR(status)) {
     complain(context.Host, u"the %a failed: %a; what was done before stays done", what, statusWords(status));
     return failed(status);
@@ -108,7 +77,7 @@ static XYL_RESULT runChange(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *opera
     complain(context.Host, u"the %a came to its end, but %d of its steps failed", what, counts.Failed);
     return failed(counts.FirstFailure);
   }
-  if (!isFailure(result)) {
+  if (!isFailure(result) && !hasOption(context, XYL_OPTION_JSON)) {
     say(context.Host, u"the %a succeeded\n", what);
   }
   return result;
@@ -152,9 +121,13 @@ static XYL_RESULT checkRequest(const XYL_CONTEXT &context, const CHAR8 *file, co
   return succeeded();
 }
 
-static XYL_RESULT confirmRebuild(const XYL_CONTEXT &context) {
+static XYL_RESULT askRebuild(const XYL_CONTEXT &context) {
   if (hasOption(context, XYL_OPTION_YES)) {
     return succeeded();
+  }
+  if (hasOption(context, XYL_OPTION_JSON)) {
+    complain(context.Host, u"--json leaves no room for a question; look at 'xyl plan' and give --yes");
+    return wrongUsage();
   }
   switch (context.Host->AskYes(context.Host, "Go on? Type yes: ")) {
   case XYL_ANSWER_YES:
@@ -168,6 +141,18 @@ static XYL_RESULT confirmRebuild(const XYL_CONTEXT &context) {
   }
 }
 
+// Shows what the rebuild means and asks for a yes.
+static XYL_RESULT confirmRebuild(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, const RUN_OPTIONS &options,
+                                 RAID_CONFIG *saved) {
+  RESTORE_PLAN plan;
+  XYL_RESULT result = makePlan(context, controller, saved, options, &plan);
+  if (!isFailure(result)) {
+    result = hasOption(context, XYL_OPTION_JSON) ? checkPlan(context, plan) : showRebuild(context, plan);
+  }
+  freePlan(&plan);
+  return isFailure(result) ? result : askRebuild(context);
+}
+
 XYL_RESULT runRestore(const XYL_CONTEXT &context) {
   bool rebuild = hasOption(context, XYL_OPTION_REBUILD);
   if (rebuild && hasOption(context, XYL_OPTION_PRESERVE_VD)) {
@@ -175,22 +160,20 @@ XYL_RESULT runRestore(const XYL_CONTEXT &context) {
     return wrongUsage();
   }
   RAID_XYL_PROTOCOL *operations = nullptr;
-  XYL_RESULT result = selectController(context, &operations);
+  RAID_MGMT_PROTOCOL *controller = nullptr;
+  XYL_RESULT result = selectController(context, &operations, &controller);
   if (isFailure(result)) {
     return result;
   }
   CHANGE change = {};
-  change.Restore = true;
-  change.PreserveVd = !rebuild;
-  change.StopOnError = hasOption(context, XYL_OPTION_STOP_ON_ERROR);
+  change.Options = {/* Restore= */ true, /* PreserveVd= */ !rebuild, hasOption(context, XYL_OPTION_STOP_ON_ERROR)};
   RAID_CONFIG *config = nullptr;
   result = readSaved(context, context.Request->Operands[0], &change.Saved, &config);
   if (isFailure(result)) {
     return result;
   }
   if (rebuild) {
-    result = showRebuildPlan(context, operations, config);
-    result = isFailure(result) ? result : confirmRebuild(context);
+    result = confirmRebuild(context, controller, change.Options, config);
   }
   releaseConfig(config);
   if (isFailure(result)) {
@@ -207,7 +190,7 @@ XYL_RESULT runReplace(const XYL_CONTEXT &context) {
     return result;
   }
   CHANGE change = {};
-  change.PreserveVd = true;
+  change.Options.PreserveVd = true;
   RAID_CONFIG *config = nullptr;
   result = readSaved(context, context.Request->Operands[0], &change.Saved, &config);
   if (isFailure(result)) {
@@ -224,7 +207,7 @@ XYL_RESULT runApply(const XYL_CONTEXT &context) {
     return result;
   }
   CHANGE change = {};
-  change.PreserveVd = true;
+  change.Options.PreserveVd = true;
   const CHAR8 *savedFile = context.Request->Options[XYL_OPTION_SAVED];
   if (savedFile != nullptr) {
     RAID_CONFIG *config = nullptr;

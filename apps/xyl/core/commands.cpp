@@ -25,15 +25,16 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--from", "SAVED.xml", XYL_FRONT_HOST, "make the controller that a saved configuration describes"},
     {nullptr, "--size", "SIZE", XYL_FRONT_HOST, "size of the new disk, as 600GB or 1.2TB (decimal) or in bytes"},
     {nullptr, "--model", "MODEL", XYL_FRONT_HOST, "model of the new disk, or a part of its name"},
+    {nullptr, "--json", nullptr, XYL_FRONT_BOTH, "print the result as one JSON document; messages stay apart"},
 };
 
 const XYL_COMMAND g_xylCommands[] = {
-    {"list", "", 0, 0, WORLD, OUTCOME(SUCCESS) | OUTCOME(USAGE) | OUTCOME(NOT_FOUND) | OUTCOME(FAILED), XYL_FRONT_BOTH,
-     XYL_NEEDS_CONTROLLER, false, "lists the controllers that the driver serves",
+    {"list", "", 0, 0, WORLD | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
+     "lists the controllers that the driver serves",
      "Shows the number and the name of every controller that the driver is bound to. The number is the N of -c N.",
      "xyl list --preset demo", "xyl list", runList},
 
-    {"identify", "", 0, 0, ON_CONTROLLER, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
+    {"identify", "", 0, 0, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
      "asks the driver for its identification block",
      "Prints the five words of the identification block. The controller itself is not asked.",
      "xyl identify --preset demo", "xyl identify -c 1", runIdentify},
@@ -47,21 +48,38 @@ const XYL_COMMAND g_xylCommands[] = {
      "xyl get --preset demo -o saved.xml\nxyl get --controller lab.json", "xyl get -o fs0:\\saved.xml\nxyl get -c 2",
      runGet},
 
-    {"show", "[SAVED.xml]", 0, 1, ON_CONTROLLER, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER_OR_FILE, false,
-     "shows a short summary of the configuration",
+    {"show", "[SAVED.xml]", 0, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
+     XYL_NEEDS_CONTROLLER_OR_FILE, false, "shows a short summary of the configuration",
      "Shows the adapter, the enclosures with the disks in their slots, directly attached disks, virtual disks and the\n"
      "key identifier, of the controller or of a saved document. Sizes are decimal (1 GB is 1000000000 bytes).",
      "xyl show --preset demo\nxyl show saved.xml", "xyl show\nxyl show fs0:\\saved.xml", runShow},
 
-    {"verify", "SAVED.xml", 1, 1, ON_CONTROLLER, PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH,
+    {"verify", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH,
      XYL_NEEDS_CONTROLLER, false, "compares a saved configuration with the controller",
      "Says whether the adapter was replaced, which of its settings and rates changed and whether its firmware is "
      "lower\n"
      "or higher than when SAVED.xml was written, and prints the driver's result word. Nothing is changed.",
      "xyl verify saved.xml --controller lab.json", "xyl verify fs0:\\saved.xml", runVerify},
 
+    {"diff", "OLD.xml [NEW.xml]", 1, 2, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES | OUTCOME(DIFFERENT),
+     XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER_OR_FILE, false, "shows what differs between two configurations",
+     "Compares two saved documents, or one with the controller, field by field. A disk is recognised by its WWN or\n"
+     "serial number wherever it is, else by its place; a virtual disk by its name, FQDD and members. Ids do not count.",
+     "xyl diff monday.xml tuesday.xml\nxyl diff saved.xml --controller lab.json",
+     "xyl diff fs0:\\saved.xml\nxyl diff fs0:\\monday.xml fs0:\\tuesday.xml", runDiff},
+
+    {"plan", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(REBUILD) | OPTION(STOP_ON_ERROR) | OPTION(JSON),
+     PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
+     "shows what 'restore' would do, without doing it",
+     "Runs the restore up to the controller and shows what would reach it: the steps, the settings that change, the\n"
+     "virtual disks that go and come, and for each saved disk which one stands in for it and why. When something that\n"
+     "was saved would not come back, the return value is that for differences.",
+     "xyl plan saved.xml --controller lab.json\nxyl plan saved.xml --rebuild --controller lab.json",
+     "xyl plan fs0:\\saved.xml --rebuild", runPlan},
+
     {"restore", "SAVED.xml", 1, 1,
-     ON_CONTROLLER | OPTION(PRESERVE_VD) | OPTION(REBUILD) | OPTION(STOP_ON_ERROR) | OPTION(LOG_FILE) | OPTION(YES),
+     ON_CONTROLLER | OPTION(PRESERVE_VD) | OPTION(REBUILD) | OPTION(STOP_ON_ERROR) | OPTION(LOG_FILE) | OPTION(YES) |
+         OPTION(JSON),
      PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "puts a saved configuration back onto the controller",
      "Without --rebuild only the adapter's settings are brought in line. With --rebuild the controller's "
      "configuration\n"
@@ -74,13 +92,13 @@ const XYL_COMMAND g_xylCommands[] = {
      "lab.json",
      "xyl restore fs0:\\saved.xml\nxyl restore fs0:\\saved.xml --rebuild --yes --log-file fs0:\\log.xml", runRestore},
 
-    {"replace", "SAVED.xml", 1, 1, ON_CONTROLLER, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true,
-     "applies saved adapter settings to a replaced adapter",
+    {"replace", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER,
+     true, "applies saved adapter settings to a replaced adapter",
      "Writes the adapter settings of SAVED.xml to the controller. Virtual disks are not touched. There is no log.",
      "xyl replace saved.xml --controller lab.json", "xyl replace fs0:\\saved.xml", runReplace},
 
-    {"apply", "CHANGES.xml", 1, 1, ON_CONTROLLER | OPTION(SAVED) | OPTION(LOG_FILE), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
-     XYL_NEEDS_CONTROLLER, true, "runs the commands of a change document",
+    {"apply", "CHANGES.xml", 1, 1, ON_CONTROLLER | OPTION(SAVED) | OPTION(LOG_FILE) | OPTION(JSON), PLAIN_OUTCOMES,
+     XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "runs the commands of a change document",
      "Runs the methods of CHANGES.xml one after the other until one fails and shows them as a table. With --saved the\n"
      "disk ids in the document are those of SAVED.xml and are translated to the controller's; without it they are "
      "sent\n"
@@ -88,7 +106,7 @@ const XYL_COMMAND g_xylCommands[] = {
      "xyl apply changes.xml --controller lab.json\nxyl apply changes.xml --saved saved.xml --controller lab.json",
      "xyl apply fs0:\\changes.xml --saved fs0:\\saved.xml", runApply},
 
-    {"log", "", 0, 0, WORLD, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,
+    {"log", "", 0, 0, WORLD | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,
      "shows the log lines that the log provider kept",
      "Prints the lines in the memory of DebugLog.efi, oldest first. The host program keeps nothing between runs: "
      "there\n"

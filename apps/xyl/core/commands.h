@@ -15,7 +15,11 @@ struct XYL_OPTION {
 // Indexed by XYL_OPTION_ID.
 extern const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT];
 
-enum XYL_NEEDS { XYL_NEEDS_NOTHING, XYL_NEEDS_CONTROLLER, XYL_NEEDS_CONTROLLER_OR_FILE };
+enum XYL_NEEDS {
+  XYL_NEEDS_NOTHING,
+  XYL_NEEDS_CONTROLLER,
+  XYL_NEEDS_CONTROLLER_OR_FILE // a controller unless all operands are given
+};
 
 struct XYL_CONTEXT {
   const XYL_HOST *Host;
@@ -53,6 +57,8 @@ XYL_RESULT runGet(const XYL_CONTEXT &context);
 XYL_RESULT runShow(const XYL_CONTEXT &context);
 XYL_RESULT runLog(const XYL_CONTEXT &context);
 XYL_RESULT runVerify(const XYL_CONTEXT &context);
+XYL_RESULT runDiff(const XYL_CONTEXT &context);
+XYL_RESULT runPlan(const XYL_CONTEXT &context);
 XYL_RESULT runRestore(const XYL_CONTEXT &context);
 XYL_RESULT runReplace(const XYL_CONTEXT &context);
 XYL_RESULT runApply(const XYL_CONTEXT &context);

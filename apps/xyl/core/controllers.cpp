@@ -82,8 +82,8 @@ static XYL_RESULT chooseIndex(const XYL_CONTEXT &context, UINTN count, UINTN *in
   return succeeded();
 }
 
-XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations) {
-  *operations = nullptr;
+// The handle of the controller that -c chooses, or of the only one.
+static XYL_RESULT chooseHandle(const XYL_CONTEXT &context, EFI_HANDLE *chosen) {
   CONTROLLERS controllers;
   XYL_RESULT result = findControllers(context, &controllers);
   if (isFailure(result)) {
@@ -91,17 +91,36 @@ XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **oper
   }
   UINTN index = 0;
   result = chooseIndex(context, controllers.Count, &index);
-  EFI_HANDLE chosen = controllers.Handles[index];
+  *chosen = controllers.Handles[index];
   poolFree(controllers.Handles);
-  if (isFailure(result)) {
-    return result;
-  }
-  void *found = nullptr;
-  EFI_STATUS status = g_bootServices->HandleProtocol(chosen, &g_raidXylGuid, &found);
+  return result;
+}
+
+static XYL_RESULT openOn(const XYL_CONTEXT &context, EFI_HANDLE handle, const EFI_GUID &guid, void **found) {
+  EFI_STATUS status = g_bootServices->HandleProtocol(handle, &guid, found);
   if (EFI_ERROR(status)) {
     complain(context.Host, u"the controller cannot be reached: %a", statusWords(status));
     return failed(status);
   }
-  *operations = static_cast<RAID_XYL_PROTOCOL *>(found);
   return succeeded();
+}
+
+XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations,
+                            RAID_MGMT_PROTOCOL **controller) {
+  EFI_HANDLE handle = nullptr;
+  void *found = nullptr;
+  XYL_RESULT result = chooseHandle(context, &handle);
+  if (!isFailure(result)) {
+    result = openOn(context, handle, g_raidXylGuid, &found);
+    *operations = static_cast<RAID_XYL_PROTOCOL *>(found);
+  }
+  if (!isFailure(result) && controller != nullptr) {
+    result = openOn(context, handle, g_raidMgmtGuid, &found);
+    *controller = static_cast<RAID_MGMT_PROTOCOL *>(found);
+  }
+  return result;
+}
+
+XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations) {
+  return selectController(context, operations, /* controller= */ nullptr);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "apps/xyl/core/commands.h"
+#include "raid_mgmt.h"
 #include "raid_xyl.h"
 
 struct CONTROLLERS {
@@ -17,3 +18,6 @@ const CHAR16 *controllerName(EFI_HANDLE controller);
 
 // The operations of the controller that -c chooses, or of the only one. Failures come with a message.
 XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations);
+// As well the controller's own protocol, by which the driver works.
+XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations,
+                            RAID_MGMT_PROTOCOL **controller);

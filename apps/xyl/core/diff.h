@@ -43,6 +43,9 @@ struct DIFFERENCES {
 const CHAR8 *differenceKindName(DIFFERENCE_KIND kind);
 const CHAR8 *differenceObjectName(DIFFERENCE_OBJECT object);
 
+// Writes the name of an element in words: "MaxPDsPerSpan" as "max PDs per span".
+void putElementWords(TEXT *text, const CHAR8 *element);
+
 // Compares two documents by the field tables. Disks are the same that have the same WWN or serial number wherever they
 // are, else the same place; virtual disks that have the same FQDD and name, the same name, the same members, or the
 // same FQDD and a member in common. Ids do not count as differences. The caller gives *differences, also of a failed

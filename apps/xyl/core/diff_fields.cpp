@@ -78,8 +78,7 @@ static bool continuesWord(const CHAR8 *at) {
   return isLower(*at) && !(*at == 's' && !isLower(at[1]));
 }
 
-// "MaxPDsPerSpan" as "max PDs per span".
-static void putWords(TEXT *text, const CHAR8 *element) {
+void putElementWords(TEXT *text, const CHAR8 *element) {
   for (const CHAR8 *at = element; *at != 0; ++at) {
     bool begins = at == element || (isUpper(*at) && (isLower(at[-1]) || continuesWord(at + 1)));
     CHAR8 letter[2] = {*at, 0};
@@ -102,7 +101,7 @@ static void putWhat(TEXT *text, const FIELD_WALK &walk, const FIELD_ROW &row) {
     putText(text, walk.Kind == DIFFERENCE_VOLUME ? "members" : "spare of");
     break;
   default:
-    putWords(text, row.Element);
+    putElementWords(text, row.Element);
   }
 }
 
@@ -218,7 +217,7 @@ static void diffKeyed(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD
         continue; // compared already
       }
       TEXT prefix = {};
-      putWords(&prefix, inner.Element);
+      putElementWords(&prefix, inner.Element);
       putText(&prefix, " ");
       putText(&prefix, key);
       NODE_PAIR both = side == DIFF_OLD ? NODE_PAIR{mine, other} : NODE_PAIR{other, mine};

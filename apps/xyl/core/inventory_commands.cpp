@@ -1,8 +1,31 @@
 // list, identify, get and log.
 #include "apps/xyl/core/controllers.h"
 #include "apps/xyl/core/document.h"
+#include "apps/xyl/core/json.h"
 #include "base/pool.h"
 #include "debug_log_ring.h"
+
+static void sayControllers(const XYL_HOST *host, const CONTROLLERS &controllers) {
+  for (UINTN i = 0; i < controllers.Count; ++i) {
+    const CHAR16 *name = controllerName(controllers.Handles[i]);
+    say(host, u"%3d  %s\n", static_cast<UINT32>(i + 1), name != nullptr ? name : u"(no name)");
+  }
+}
+
+static void writeControllers(const XYL_HOST *host, const CONTROLLERS &controllers) {
+  JSON json = {};
+  json.Host = host;
+  jsonObject(&json, nullptr);
+  jsonArray(&json, "controllers");
+  for (UINTN i = 0; i < controllers.Count; ++i) {
+    jsonObject(&json, nullptr);
+    jsonNumber(&json, "number", i + 1);
+    jsonWide(&json, "name", controllerName(controllers.Handles[i]));
+    jsonEnd(&json);
+  }
+  jsonEnd(&json);
+  jsonEnd(&json);
+}
 
 XYL_RESULT runList(const XYL_CONTEXT &context) {
   CONTROLLERS controllers;
@@ -10,12 +33,26 @@ XYL_RESULT runList(const XYL_CONTEXT &context) {
   if (isFailure(result)) {
     return result;
   }
-  for (UINTN i = 0; i < controllers.Count; ++i) {
-    const CHAR16 *name = controllerName(controllers.Handles[i]);
-    say(context.Host, u"%3d  %s\n", static_cast<UINT32>(i + 1), name != nullptr ? name : u"(no name)");
+  if (hasOption(context, XYL_OPTION_JSON)) {
+    writeControllers(context.Host, controllers);
+  } else {
+    sayControllers(context.Host, controllers);
   }
   poolFree(controllers.Handles);
   return succeeded();
+}
+
+static void writeIdentity(const XYL_HOST *host, const RAID_XYL_IDENTIFY_DATA &data) {
+  JSON json = {};
+  json.Host = host;
+  jsonObject(&json, nullptr);
+  jsonNumber(&json, "revision", data.Words[0]);
+  jsonArray(&json, "words");
+  for (UINT32 word : data.Words) {
+    jsonNumber(&json, nullptr, word);
+  }
+  jsonEnd(&json);
+  jsonEnd(&json);
 }
 
 XYL_RESULT runIdentify(const XYL_CONTEXT &context) {
@@ -29,6 +66,10 @@ XYL_RESULT runIdentify(const XYL_CONTEXT &context) {
   if (EFI_ERROR(status)) {
     complain(context.Host, u"the driver does not identify itself: %a", statusWords(status));
     return failed(status);
+  }
+  if (hasOption(context, XYL_OPTION_JSON)) {
+    writeIdentity(context.Host, data);
+    return succeeded();
   }
   say(context.Host, u"revision %d\nwords    %08x %08x %08x %08x %08x\n", data.Words[0], data.Words[0], data.Words[1],
       data.Words[2], data.Words[3], data.Words[4]);
@@ -56,6 +97,26 @@ XYL_RESULT runGet(const XYL_CONTEXT &context) {
   return result;
 }
 
+// Cuts the text into its lines.
+static void writeLines(const XYL_HOST *host, CHAR8 *text) {
+  JSON json = {};
+  json.Host = host;
+  jsonObject(&json, nullptr);
+  jsonArray(&json, "lines");
+  while (*text != 0) {
+    CHAR8 *end = text;
+    while (*end != 0 && *end != '\n') {
+      ++end;
+    }
+    bool isLast = *end == 0;
+    *end = 0;
+    jsonText(&json, nullptr, text);
+    text = isLast ? end : end + 1;
+  }
+  jsonEnd(&json);
+  jsonEnd(&json);
+}
+
 XYL_RESULT runLog(const XYL_CONTEXT &context) {
   if (context.Host->Front == XYL_FRONT_HOST) {
     complain(context.Host, u"nothing is kept between runs; give --log trace to the command whose log you want");
@@ -74,7 +135,11 @@ XYL_RESULT runLog(const XYL_CONTEXT &context) {
     complain(context.Host, u"the log cannot be read: %a", statusWords(status));
     return failed(status);
   }
-  sayText(context.Host, text);
+  if (hasOption(context, XYL_OPTION_JSON)) {
+    writeLines(context.Host, text);
+  } else {
+    sayText(context.Host, text);
+  }
   poolFree(text);
   return succeeded();
 }

@@ -36,6 +36,29 @@ void sayText(const XYL_HOST *host, const CHAR8 *text) {
   host->WriteOut(host, text, textLength(text));
 }
 
+static constexpr struct {
+  const CHAR8 *Word;
+  const CHAR8 *Colour;
+} g_marks[] = {
+    {"Success", "\x1b[32m"}, {"Online", "\x1b[32m"},   {"Fail", "\x1b[31m"},    {"Failed", "\x1b[31m"},
+    {"Offline", "\x1b[31m"}, {"Degraded", "\x1b[33m"}, {"Foreign", "\x1b[33m"},
+};
+
+void sayMarked(const XYL_HOST *host, const CHAR8 *word, UINTN width) {
+  const CHAR8 *colour = "";
+  for (const auto &mark : g_marks) {
+    if (host->Colours && textEqual(word, mark.Word)) {
+      colour = mark.Colour;
+    }
+  }
+  sayText(host, colour);
+  sayText(host, word);
+  sayText(host, *colour != 0 ? "\x1b[0m" : "");
+  for (UINTN length = textLength(word); length < width; ++length) {
+    sayText(host, " ");
+  }
+}
+
 const CHAR8 *statusWords(EFI_STATUS status) {
   const CHAR8 *words = statusText(status);
   return words != nullptr ? words : "unknown status";

@@ -12,6 +12,9 @@ void EFIAPI complain(const XYL_HOST *host, const CHAR16 *format, ...);
 // Writes a text of any length to the standard output as it is.
 void sayText(const XYL_HOST *host, const CHAR8 *text);
 
+// Writes a word for a state or result, padded to width, in a colour of its own where the front has colours.
+void sayMarked(const XYL_HOST *host, const CHAR8 *word, UINTN width);
+
 // The words for a status, also for one without a name.
 const CHAR8 *statusWords(EFI_STATUS status);
 

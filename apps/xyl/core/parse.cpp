@@ -188,7 +188,8 @@ bool xylNeedsController(const XYL_REQUEST &request) {
     return false;
   }
   XYL_NEEDS needs = request.Command->Needs;
-  return needs == XYL_NEEDS_CONTROLLER || (needs == XYL_NEEDS_CONTROLLER_OR_FILE && request.OperandCount == 0);
+  return needs == XYL_NEEDS_CONTROLLER ||
+         (needs == XYL_NEEDS_CONTROLLER_OR_FILE && request.OperandCount < request.Command->OperandsMax);
 }
 
 bool xylChangesController(const XYL_REQUEST &request) {

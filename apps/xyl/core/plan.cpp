@@ -1,18 +1,11 @@
+// Making a plan.
 #include "apps/xyl/core/plan.h"
 
-#include "apps/xyl/core/lists.h"
+#include "base/log.h"
 #include "base/pool.h"
+#include "controller/controller.h"
 #include "request/request.h"
 #include "restore/restore.h"
-#include "xml/value_names.h"
-
-struct PLAN {
-  const RAID_CONFIG *Saved;
-  const RAID_CONFIG *Live;
-  const UINT32 *Map; // per saved disk the partner's ObjectID + 1, or 0; null without disks
-};
-
-enum PARTNER { PARTNER_FOUND, PARTNER_MISSING, PARTNER_UNKNOWN };
 
 XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, RAID_CONFIG **config) {
   *config = nullptr;
@@ -30,153 +23,153 @@ XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, cons
   return succeeded();
 }
 
-// The live disk that stands in for a saved one.
-static PARTNER partnerOf(const PLAN &plan, UINT32 savedId, UINT32 *liveId) {
-  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
-    if (plan.Saved->physicalDisks[i].ObjectID == savedId) {
-      UINT32 entry = plan.Map != nullptr ? plan.Map[i] : 0;
-      *liveId = entry - 1;
-      return entry != 0 ? PARTNER_FOUND : PARTNER_MISSING;
-    }
+// The controller that the restore talks to.
+struct RECORDER {
+  RAID_MGMT_PROTOCOL Protocol; // first, so that its address is the recorder's
+  RESTORE_PLAN *Plan;
+  EFI_STATUS Status; // of keeping what was sent
+};
+
+static bool copyIds(const RAID_CMD_BLOCK *block, PLAN_COMMAND *command) {
+  if (block->ObjectIdCount == 0) {
+    return true;
   }
-  return PARTNER_UNKNOWN;
+  command->Ids = poolNew<UINT32>(block->ObjectIdCount);
+  if (command->Ids == nullptr) {
+    return false;
+  }
+  copyBytes(command->Ids, block->ObjectIds, block->ObjectIdCount * sizeof(UINT32));
+  return true;
 }
 
-static bool uses(const RAID_VD_RECORD &volume, UINT32 diskId) {
-  const UINT32 *members = volume.PDs;
-  for (UINT32 i = 0; i < volume.PDCount; ++i) {
-    if (members[i] == diskId) {
-      return true;
+// Appends the command; the array has room for a power of two.
+static EFI_STATUS keepCommand(RESTORE_PLAN *plan, const RAID_CMD_BLOCK *block) {
+  UINT32 count = plan->CommandCount;
+  if ((count & (count - 1)) == 0) {
+    PLAN_COMMAND *grown = poolNew<PLAN_COMMAND>(count == 0 ? 1 : UINTN{count} * 2);
+    if (grown == nullptr) {
+      return EFI_OUT_OF_RESOURCES;
     }
+    if (count != 0) {
+      copyBytes(grown, plan->Commands, count * sizeof(PLAN_COMMAND));
+    }
+    poolFree(plan->Commands);
+    plan->Commands = grown;
   }
-  return false;
+  PLAN_COMMAND command = {block->Command, block->ObjectType, block->ObjectIdCount, nullptr, block->ObjectData};
+  if (!copyIds(block, &command)) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  plan->Commands[plan->CommandCount++] = command;
+  return EFI_SUCCESS;
 }
 
-// Whether the rebuild overwrites a live disk: it belongs to a volume now, or will.
-static bool losesContents(const PLAN &plan, UINT32 liveId) {
-  for (UINT32 i = 0; i < plan.Live->logicalDiskCount; ++i) {
-    if (uses(plan.Live->logicalDisks[i], liveId)) {
-      return true;
-    }
+static EFI_STATUS EFIAPI recordExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
+  RECORDER *recorder = reinterpret_cast<RECORDER *>(protocol);
+  RESTORE_PLAN *plan = recorder->Plan;
+  if (block->Command != RAID_COMMAND_GET) {
+    EFI_STATUS status = keepCommand(plan, block);
+    recorder->Status = EFI_ERROR(status) ? status : recorder->Status;
+    return status;
   }
-  for (UINT32 i = 0; plan.Map != nullptr && i < plan.Saved->physicalDiskCount; ++i) {
-    UINT32 savedId = plan.Saved->physicalDisks[i].ObjectID;
-    for (UINT32 j = 0; plan.Map[i] == liveId + 1 && j < plan.Saved->logicalDiskCount; ++j) {
-      if (uses(plan.Saved->logicalDisks[j], savedId)) {
-        return true;
-      }
-    }
+  EFI_STATUS status = plan->Controller->Execute(plan->Controller, block, result);
+  RAID_CMD_RESULT *kept = block->ObjectType == RAID_OBJECT_ADAPTER ? &plan->Adapter : &plan->Disks;
+  if (!EFI_ERROR(status) && kept->Data == nullptr) {
+    *kept = *result;
   }
-  return false;
+  return status;
 }
 
-static void sayVolume(const XYL_HOST *host, const RAID_VD_RECORD &volume) {
-  CHAR8 size[SIZE_TEXT_CAPACITY];
-  formatSize(size, volume.Size);
-  const CHAR16 *name = volume.Name;
-  say(host, u"  virtual disk %d \"%s\", %a, %a", volume.ObjectID, name != nullptr ? name : u"",
-      GetNameFromValue(volume.RAIDLevel, g_raidLevelTable), size);
+// What the plan keeps goes back with the plan.
+static EFI_STATUS EFIAPI recordFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count) {
+  const RESTORE_PLAN *plan = reinterpret_cast<RECORDER *>(protocol)->Plan;
+  if (data == plan->Adapter.Data || data == plan->Disks.Data) {
+    return EFI_SUCCESS;
+  }
+  return plan->Controller->FreeRecords(plan->Controller, data, count);
 }
 
-static void sayDestroyed(const XYL_HOST *host, const PLAN &plan) {
-  say(host, u"The rebuild destroys, with all data:\n");
-  for (UINT32 i = 0; i < plan.Live->logicalDiskCount; ++i) {
-    const RAID_VD_RECORD &volume = plan.Live->logicalDisks[i];
-    const UINT32 *members = volume.PDs;
-    WORD_LIST disks = {};
-    for (UINT32 j = volume.PDCount; j-- > 0;) {
-      appendNumber(disks, ", ", members[j]);
-    }
-    sayVolume(host, volume);
-    say(host, u", on disks %a\n", orNone(disks.Text));
+static EFI_STATUS dryRun(RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan) {
+  RECORDER recorder = {};
+  recorder.Protocol.Execute = recordExecute;
+  recorder.Protocol.FreeRecords = recordFreeRecords;
+  recorder.Protocol.Revision = plan->Controller->Revision;
+  recorder.Plan = plan;
+  plan->Status = RaidRestore(&recorder.Protocol, saved, runMode, &plan->Log);
+  if (EFI_ERROR(recorder.Status)) {
+    return recorder.Status;
   }
-  say(host, u"  foreign configurations and hot spare assignments, if there are any\n");
-  if ((plan.Live->adapter->Attributes & RAID_ADAPTER_HAS_SECURITY_KEY) != 0) {
-    say(host, u"  the security key\n");
+  if (plan->Log == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
   }
-  WORD_LIST lost = {};
-  for (UINT32 i = 0; i < plan.Live->physicalDiskCount; ++i) {
-    if (losesContents(plan, plan.Live->physicalDisks[i].ObjectID)) {
-      appendNumber(lost, ", ", plan.Live->physicalDisks[i].ObjectID);
-    }
+  if (plan->Adapter.DataSize < RAID_RECORD_SIZE) {
+    return EFI_ERROR(plan->Status) ? plan->Status : EFI_NOT_FOUND;
   }
-  say(host, u"Disks that lose their contents: %a\n", orNone(lost.Text));
+  // The same question once more: the restore keeps the map to itself.
+  EFI_STATUS status =
+      _ValidateRestore(static_cast<RAID_ADAPTER_RECORD *>(plan->Adapter.Data),
+                       static_cast<RAID_PD_RECORD *>(plan->Disks.Data), recordCount(&plan->Disks), saved, &plan->Map);
+  return status == EFI_OUT_OF_RESOURCES ? status : EFI_SUCCESS;
 }
 
-static void sayCreatedVolume(const XYL_HOST *host, const PLAN &plan, const RAID_VD_RECORD &volume) {
-  WORD_LIST disks = {};
-  WORD_LIST missing = {};
-  const UINT32 *members = volume.PDs;
-  for (UINT32 j = volume.PDCount; j-- > 0;) {
-    UINT32 liveId = 0;
-    if (partnerOf(plan, members[j], &liveId) == PARTNER_FOUND) {
-      appendNumber(disks, ", ", liveId);
-    } else {
-      appendNumber(missing, ", ", members[j]);
-    }
+EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan) {
+  *plan = {};
+  plan->Controller = controller;
+  plan->Saved = saved;
+  plan->PreservesVolumes = (runMode & RUN_MODE_PRESERVE_VD) != 0;
+  for (UINT32 i = 0; i < saved->logicalDiskCount; ++i) {
+    plan->EncryptedVolumes += (saved->logicalDisks[i].Attributes & RAID_VD_ATTRIBUTE_FDE) != 0 ? 1 : 0;
   }
-  sayVolume(host, volume);
-  bool needsCacheCade = (volume.Attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0;
-  if (needsCacheCade && (plan.Live->adapter->Attributes & RAID_ADAPTER_CACHECADE_CAPABLE) == 0) {
-    say(host, u": NOT CREATED, the adapter has no CacheCade\n");
-  } else if (*missing.Text != 0) {
-    say(host, u": NOT CREATED, no partner for saved disks %a\n", missing.Text);
-  } else {
-    say(host, u", on disks %a\n", orNone(disks.Text));
-  }
-}
-
-static void sayCreated(const XYL_HOST *host, const PLAN &plan) {
-  say(host, u"It then creates:\n");
-  for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
-    sayCreatedVolume(host, plan, plan.Saved->logicalDisks[i]);
-  }
-  WORD_LIST spares = {};
-  WORD_LIST alone = {};
-  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
-    const RAID_PD_RECORD &disk = plan.Saved->physicalDisks[i];
-    UINT32 liveId = 0;
-    PARTNER partner = partnerOf(plan, disk.ObjectID, &liveId);
-    if (partner != PARTNER_FOUND) {
-      appendNumber(alone, ", ", disk.ObjectID);
-    } else if (disk.Hotspare != 0) {
-      appendNumber(spares, ", ", liveId);
-    }
-  }
-  say(host, u"  hot spares on disks %a\n", orNone(spares.Text));
-  say(host, u"Saved disks without a partner: %a\n", orNone(alone.Text));
-}
-
-static XYL_RESULT showPlan(const XYL_CONTEXT &context, const RAID_CONFIG *saved, const RAID_CONFIG *live) {
-  UINT32 *map = nullptr;
-  EFI_STATUS status = _ValidateRestore(live->adapter, live->physicalDisks, live->physicalDiskCount, saved, &map);
+  EFI_STATUS status = issueCommand(controller, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, &plan->Volumes);
   if (EFI_ERROR(status)) {
-    complain(context.Host, status == EFI_UNSUPPORTED
-                               ? u"the saved configuration belongs to another kind of adapter; nothing was "
-                                 u"changed"
-                               : u"the disks cannot be matched; nothing was changed");
+    plan->Volumes = {};
+    if (status != EFI_NOT_FOUND) {
+      return status;
+    }
+  }
+  // A log that tells of a restore that never happened would mislead.
+  DEBUG_LOG_PROTOCOL *log = g_debugLog;
+  g_debugLog = nullptr;
+  status = dryRun(saved, runMode, plan);
+  g_debugLog = log;
+  return status;
+}
+
+static EFI_STATUS planOptions(RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved, const RUN_OPTIONS &options,
+                              RESTORE_PLAN *plan) {
+  CHAR8 *text = makeRunOptions(options);
+  if (text == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  UINT32 runMode = 0;
+  EFI_STATUS status = parseRunTimeXML(text, &runMode);
+  poolFree(text);
+  return EFI_ERROR(status) ? status : planRestore(controller, saved, runMode, plan);
+}
+
+XYL_RESULT makePlan(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved,
+                    const RUN_OPTIONS &options, RESTORE_PLAN *plan) {
+  *plan = {};
+  EFI_STATUS status = planOptions(controller, saved, options, plan);
+  if (EFI_ERROR(status)) {
+    complain(context.Host, u"the restore cannot be planned: %a; nothing was changed", statusWords(status));
     return failed(status);
   }
-  PLAN plan = {saved, live, map};
-  sayDestroyed(context.Host, plan);
-  sayCreated(context.Host, plan);
-  poolFree(map);
   return succeeded();
 }
 
-XYL_RESULT showRebuildPlan(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, const RAID_CONFIG *saved) {
-  DOCUMENT_TEXT document;
-  XYL_RESULT result = readInventory(context, operations, &document);
-  if (isFailure(result)) {
-    return result;
+void freePlan(RESTORE_PLAN *plan) {
+  for (UINT32 i = 0; i < plan->CommandCount; ++i) {
+    poolFree(plan->Commands[i].Ids);
   }
-  RAID_CONFIG *live = nullptr;
-  result = readConfiguration(context, "the controller's inventory", document.Text, &live);
-  poolFree(document.Text);
-  if (isFailure(result)) {
-    return result;
+  poolFree(plan->Commands);
+  poolFree(plan->Map);
+  freeTree(plan->Log);
+  RAID_CMD_RESULT *answers[] = {&plan->Adapter, &plan->Disks, &plan->Volumes};
+  for (RAID_CMD_RESULT *answer : answers) {
+    if (plan->Controller != nullptr) {
+      giveBack(plan->Controller, answer);
+    }
   }
-  result = showPlan(context, saved, live);
-  releaseConfig(live);
-  return result;
+  *plan = {};
 }

@@ -103,30 +103,62 @@ void readStep(const XML_NODE *operation, LOG_STEP *step) {
   step->Failed = !textEqual(step->Result, "Success") && !textEqual(step->Name, "GetLive");
 }
 
-static void reportStep(const XYL_HOST *host, const XML_NODE *operation, STEP_COUNTS *counts) {
-  LOG_STEP step;
-  readStep(operation, &step);
+static void countStep(const LOG_STEP &step, STEP_COUNTS *counts) {
   ++counts->Steps;
   if (step.Failed) {
     counts->FirstFailure = counts->Failed == 0 ? step.Status : counts->FirstFailure;
     ++counts->Failed;
   }
-  say(host, u"%4d  %-20a  %-8a  %-20a  %a\n", counts->Steps, orNone(step.Name), orNone(step.Result),
-      step.Status == EFI_SUCCESS ? "-" : statusWords(step.Status), orNone(step.Object.Text));
 }
 
-XYL_RESULT reportLog(const XYL_CONTEXT &context, const CHAR8 *text, STEP_COUNTS *counts) {
+static void saySteps(const XYL_HOST *host, const XML_NODE *log, STEP_COUNTS *counts) {
+  say(host, u"%4a  %-20a  %-8a  %-20a  %a\n", "", "Step", "Result", "Code", "Object");
+  LOG_STEP step;
+  for (const XML_NODE *node = childNamed(log, "Operation"); node != nullptr; node = nextSame(node)) {
+    readStep(node, &step);
+    countStep(step, counts);
+    say(host, u"%4d  %-20a  ", counts->Steps, orNone(step.Name));
+    sayMarked(host, orNone(step.Result), 8);
+    say(host, u"  %-20a  %a\n", step.Status == EFI_SUCCESS ? "-" : statusWords(step.Status), orNone(step.Object.Text));
+  }
+}
+
+void writeSteps(JSON *json, const XML_NODE *log, STEP_COUNTS *counts) {
+  *counts = {};
+  LOG_STEP step;
+  jsonArray(json, "steps");
+  for (const XML_NODE *node = childNamed(log, "Operation"); node != nullptr; node = nextSame(node)) {
+    readStep(node, &step);
+    countStep(step, counts);
+    jsonObject(json, nullptr);
+    jsonText(json, "step", step.Name);
+    jsonText(json, "result", step.Result);
+    jsonText(json, "status", statusWords(step.Status));
+    jsonText(json, "object", step.Object.Text);
+    jsonEnd(json);
+  }
+  jsonEnd(json);
+}
+
+static void writeLog(const XYL_HOST *host, const XML_NODE *log, EFI_STATUS status, STEP_COUNTS *counts) {
+  JSON json = {};
+  json.Host = host;
+  jsonObject(&json, nullptr);
+  writeSteps(&json, log, counts);
+  jsonNumber(&json, "failedSteps", counts->Failed);
+  jsonText(&json, "status", statusWords(status));
+  jsonEnd(&json);
+}
+
+XYL_RESULT reportLog(const XYL_CONTEXT &context, const CHAR8 *text, EFI_STATUS status, STEP_COUNTS *counts) {
   *counts = {};
   XML_NODE *root = nullptr;
-  XYL_RESULT result = parseTree(context, "the returned log", text, &root);
-  if (isFailure(result)) {
-    return result;
-  }
-  say(context.Host, u"%4a  %-20a  %-8a  %-20a  %a\n", "", "Step", "Result", "Code", "Object");
-  for (const XML_NODE *operation = childNamed(root, "Operation"); operation != nullptr;
-       operation = nextSame(operation)) {
-    reportStep(context.Host, operation, counts);
+  XYL_RESULT result = text != nullptr ? parseTree(context, "the returned log", text, &root) : succeeded();
+  if (hasOption(context, XYL_OPTION_JSON)) {
+    writeLog(context.Host, root, status, counts);
+  } else if (root != nullptr) {
+    saySteps(context.Host, root, counts);
   }
   freeTree(root);
-  return succeeded();
+  return result;
 }

@@ -1,6 +1,7 @@
 // The log that a restore or a configuration change returns, as a table.
 #pragma once
 
+#include "apps/xyl/core/json.h"
 #include "apps/xyl/core/lists.h"
 
 // One "Operation" of a log; its texts are the tree's.
@@ -20,5 +21,9 @@ struct STEP_COUNTS {
   EFI_STATUS FirstFailure; // of those counted, EFI_SUCCESS without one
 };
 
-// Prints the steps of a log. A log that does not parse gives a message and a failure.
-XYL_RESULT reportLog(const XYL_CONTEXT &context, const CHAR8 *text, STEP_COUNTS *counts);
+// Writes the steps of a log, which may be null, as the array "steps" of an open object.
+void writeSteps(JSON *json, const XML_NODE *log, STEP_COUNTS *counts);
+
+// Shows the steps of a log: as a table, or with --json as a document that tells status too. The text is null when no
+// log came back. One that does not parse gives a message and a failure.
+XYL_RESULT reportLog(const XYL_CONTEXT &context, const CHAR8 *text, EFI_STATUS status, STEP_COUNTS *counts);

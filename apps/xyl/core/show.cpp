@@ -1,6 +1,7 @@
 // show: a summary of an inventory document.
 #include "apps/xyl/core/controllers.h"
 #include "apps/xyl/core/lists.h"
+#include "apps/xyl/core/show_json.h"
 #include "base/pool.h"
 #include "base/text.h"
 
@@ -60,8 +61,10 @@ static void showDisks(const XYL_HOST *host, const XML_NODE *parent) {
     formatSize(size, parseDecimal(childText(disk, "Size")));
     WORD_LIST use = {};
     describeUse(use, disk);
-    say(host, u"  %4a  %6a  %-24a  %-8a  %10a  %-10a  %a\n", childText(disk, "Slot"), childText(disk, "ObjectID"),
-        orNone(model.Text), childText(disk, "Protocol"), size, childText(disk, "State"), orNone(use.Text));
+    say(host, u"  %4a  %6a  %-24a  %-8a  %10a  ", childText(disk, "Slot"), childText(disk, "ObjectID"),
+        orNone(model.Text), childText(disk, "Protocol"), size);
+    sayMarked(host, childText(disk, "State"), 10);
+    say(host, u"  %a\n", orNone(use.Text));
   }
 }
 
@@ -97,9 +100,10 @@ static void showVirtualDisks(const XYL_HOST *host, const XML_NODE *adapter) {
          item = item->NextSibling) {
       append(cache, ", ", nodeText(item));
     }
-    say(host, u"  %6a  %-16a  %-8a  %10a  %-10a  %-24a  %a\n", childText(volume, "ObjectID"),
-        orNone(childText(volume, "Name")), childText(volume, "RAIDLevel"), size, childText(volume, "State"),
-        orNone(members.Text), orNone(cache.Text));
+    say(host, u"  %6a  %-16a  %-8a  %10a  ", childText(volume, "ObjectID"), orNone(childText(volume, "Name")),
+        childText(volume, "RAIDLevel"), size);
+    sayMarked(host, childText(volume, "State"), 10);
+    say(host, u"  %-24a  %a\n", orNone(members.Text), orNone(cache.Text));
   }
 }
 
@@ -110,7 +114,9 @@ static XYL_RESULT showDocument(const XYL_CONTEXT &context, const CHAR8 *name, co
     return result;
   }
   const XML_NODE *adapter = adapterOf(root);
-  if (adapter != nullptr) {
+  if (adapter != nullptr && hasOption(context, XYL_OPTION_JSON)) {
+    writeConfiguration(context.Host, adapter, childNamed(root, "Inventory"));
+  } else if (adapter != nullptr) {
     showAdapter(context.Host, adapter, childNamed(root, "Inventory"));
     showEnclosures(context.Host, adapter);
     showVirtualDisks(context.Host, adapter);

@@ -1,6 +1,7 @@
 // verify: what changed between a saved document and the controller, in words.
 #include "apps/xyl/core/controllers.h"
 #include "apps/xyl/core/document.h"
+#include "apps/xyl/core/json.h"
 #include "base/pool.h"
 #include "base/text.h"
 
@@ -13,18 +14,34 @@ struct ADAPTERS {
   const XML_NODE *Live;
 };
 
-static void sayChange(const XYL_HOST *host, const CHAR8 *what, const CHAR8 *saved, const CHAR8 *live) {
-  say(host, u"%a: %a (saved) -> %a (now)\n", what, saved, live);
+// Where the differences go: lines, or members of an array.
+struct VERIFY_OUT {
+  const XYL_HOST *Host;
+  JSON *Json; // null for lines
+};
+
+static void tell(const VERIFY_OUT &out, const CHAR8 *what, const CHAR8 *name, const CHAR8 *saved, const CHAR8 *live) {
+  if (out.Json == nullptr) {
+    say(out.Host, u"%a%a%a: %a (saved) -> %a (now)\n", what, *name != 0 ? ", " : "", name, saved, live);
+    return;
+  }
+  jsonObject(out.Json, nullptr);
+  jsonText(out.Json, "what", what);
+  if (*name != 0) {
+    jsonText(out.Json, "name", name);
+  }
+  jsonText(out.Json, "saved", saved);
+  jsonText(out.Json, "current", live);
+  jsonEnd(out.Json);
 }
 
-static UINTN explainSettings(const XYL_HOST *host, const ADAPTERS &adapters) {
+static UINTN explainSettings(const VERIFY_OUT &out, const ADAPTERS &adapters) {
   UINTN found = 0;
   for (const CHAR8 *name : g_comparedSettings) {
     const CHAR8 *saved = childText(adapters.Saved, name);
     const CHAR8 *live = childText(adapters.Live, name);
     if (*saved != 0 && *live != 0 && !textEqual(saved, live)) {
-      say(host, u"setting changed, ");
-      sayChange(host, name, saved, live);
+      tell(out, "setting changed", name, saved, live);
       ++found;
     }
   }
@@ -40,36 +57,54 @@ static const XML_NODE *rateNamed(const XML_NODE *adapter, const CHAR8 *name) {
   return rate;
 }
 
-static UINTN explainRates(const XYL_HOST *host, const ADAPTERS &adapters) {
+static UINTN explainRates(const VERIFY_OUT &out, const ADAPTERS &adapters) {
   UINTN found = 0;
   for (const XML_NODE *saved = childNamed(adapters.Saved, "Rate"); saved != nullptr; saved = nextSame(saved)) {
     const CHAR8 *name = childText(saved, "Name");
     const XML_NODE *live = rateNamed(adapters.Live, name);
     if (live != nullptr && !textEqual(childText(saved, "Value"), childText(live, "Value"))) {
-      say(host, u"rate changed, ");
-      sayChange(host, name, childText(saved, "Value"), childText(live, "Value"));
+      tell(out, "rate changed", name, childText(saved, "Value"), childText(live, "Value"));
       ++found;
     }
   }
   return found;
 }
 
-static void explainBits(const XYL_HOST *host, const ADAPTERS &adapters, UINT32 bits) {
+static void explainBits(const VERIFY_OUT &out, const ADAPTERS &adapters, UINT32 bits) {
   if ((bits & VERIFY_PART_REPLACEMENT) != 0) {
-    sayChange(host, "adapter replaced, WWN", childText(adapters.Saved, "WWN"), childText(adapters.Live, "WWN"));
+    tell(out, "adapter replaced, WWN", "", childText(adapters.Saved, "WWN"), childText(adapters.Live, "WWN"));
   }
   if ((bits & VERIFY_CONFIG_CHANGE) != 0) {
-    UINTN found = explainSettings(host, adapters);
-    found += explainRates(host, adapters);
-    if (found == 0) {
-      say(host, u"a setting or rate changed that the documents do not show\n");
+    UINTN found = explainSettings(out, adapters);
+    found += explainRates(out, adapters);
+    if (found == 0 && out.Json == nullptr) {
+      say(out.Host, u"a setting or rate changed that the documents do not show\n");
     }
   }
   const CHAR8 *firmware = (bits & VERIFY_FW_LOWER) != 0 ? "firmware lower" : "firmware higher";
   if ((bits & (VERIFY_FW_LOWER | VERIFY_FW_HIGHER)) != 0) {
-    sayChange(host, firmware, childText(adapters.Saved, "FirmwareVersion"),
-              childText(adapters.Live, "FirmwareVersion"));
+    tell(out, firmware, "", childText(adapters.Saved, "FirmwareVersion"), childText(adapters.Live, "FirmwareVersion"));
   }
+}
+
+static void showVerdict(const XYL_CONTEXT &context, const ADAPTERS &adapters, UINT32 bits) {
+  if (!hasOption(context, XYL_OPTION_JSON)) {
+    explainBits({context.Host, /* Json= */ nullptr}, adapters, bits);
+    say(context.Host, u"%aresult 0x%x\n", bits == 0 ? "no difference\n" : "", bits);
+    return;
+  }
+  JSON json = {};
+  json.Host = context.Host;
+  jsonObject(&json, nullptr);
+  jsonNumber(&json, "result", bits);
+  jsonBool(&json, "adapterReplaced", (bits & VERIFY_PART_REPLACEMENT) != 0);
+  jsonBool(&json, "settingsChanged", (bits & VERIFY_CONFIG_CHANGE) != 0);
+  jsonBool(&json, "firmwareLower", (bits & VERIFY_FW_LOWER) != 0);
+  jsonBool(&json, "firmwareHigher", (bits & VERIFY_FW_HIGHER) != 0);
+  jsonArray(&json, "differences");
+  explainBits({context.Host, &json}, adapters, bits);
+  jsonEnd(&json);
+  jsonEnd(&json);
 }
 
 // Says what the bits stand for, from the saved document and a fresh inventory.
@@ -87,7 +122,7 @@ static XYL_RESULT explain(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operati
     result = parseTree(context, "the inventory", live.Text, &liveRoot);
   }
   if (!isFailure(result)) {
-    explainBits(context.Host, {adapterOf(savedRoot), adapterOf(liveRoot)}, bits);
+    showVerdict(context, {adapterOf(savedRoot), adapterOf(liveRoot)}, bits);
   }
   freeTree(liveRoot);
   freeTree(savedRoot);
@@ -111,11 +146,10 @@ static XYL_RESULT verify(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operatio
     return failed(status);
   }
   if (bits == 0) {
-    say(context.Host, u"no difference\nresult 0x0\n");
+    showVerdict(context, {}, bits);
     return succeeded();
   }
   XYL_RESULT result = explain(context, operations, saved.Text, bits);
-  say(context.Host, u"result 0x%x\n", bits);
   return isFailure(result) ? result : different();
 }
 

@@ -8,7 +8,7 @@ enum XYL_FRONT { XYL_FRONT_HOST = 1, XYL_FRONT_SHELL = 2, XYL_FRONT_BOTH = 3 };
 // How a command ended; the host program's exit codes follow it.
 enum XYL_OUTCOME {
   XYL_SUCCESS = 0,
-  XYL_DIFFERENT = 1, // verify found differences
+  XYL_DIFFERENT = 1, // differences were found, or a plan is not complete
   XYL_USAGE = 2,
   XYL_NOT_FOUND = 3, // no such controller or file
   XYL_FAILED = 4,
@@ -40,6 +40,7 @@ struct XYL_HOST {
   EFI_STATUS (*WriteFile)(const XYL_HOST *host, const CHAR8 *name, const CHAR8 *data, UINTN size);
   // Puts the question to a person at a terminal; only a typed "yes" is a yes.
   XYL_ANSWER (*AskYes)(const XYL_HOST *host, const CHAR8 *question);
+  bool Colours = false; // the standard output is a terminal that understands colour sequences
 };
 
 #define XYL_FILE_LIMIT 0x10000000ULL
@@ -60,6 +61,7 @@ enum XYL_OPTION_ID {
   XYL_OPTION_FROM,
   XYL_OPTION_SIZE,
   XYL_OPTION_MODEL,
+  XYL_OPTION_JSON,
   XYL_OPTION_COUNT
 };
 

@@ -1,5 +1,6 @@
 // The host program: the client's commands against a simulated controller.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 
@@ -48,6 +49,13 @@ static XYL_ANSWER askYes(const XYL_HOST *, const CHAR8 *question) {
   std::string line;
   std::getline(std::cin, line);
   return line == "yes" ? XYL_ANSWER_YES : XYL_ANSWER_NO;
+}
+
+static bool hasColours() {
+  const char *none = std::getenv("NO_COLOR");
+  const char *terminal = std::getenv("TERM");
+  bool plain = (none != nullptr && *none != 0) || (terminal != nullptr && std::strcmp(terminal, "dumb") == 0);
+  return !plain && isatty(STDOUT_FILENO) != 0;
 }
 
 static std::string optionOf(const XYL_REQUEST &request, XYL_OPTION_ID id) {
@@ -112,6 +120,7 @@ static XYL_RESULT runRequest(XYL_HOST &host, const XYL_REQUEST &request) {
 
 int main(int argc, char **argv) {
   XYL_HOST host = {nullptr, XYL_FRONT_HOST, nullptr, writeOut, writeError, readFile, writeFile, askYes};
+  host.Colours = hasColours();
   XYL_REQUEST request;
   XYL_RESULT result = xylParse(&host, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);
   try {
