@@ -21,5 +21,6 @@ add_compile_options(
   -fstack-protector                             # only frames with character arrays of some size pay for it
   -mno-stack-arg-probe -Wframe-larger-than=4095 # nobody probes the stack, so no frame may step over a page
   -fno-asynchronous-unwind-tables
+  -fno-vectorize -fno-slp-vectorize             # what runs here is short; vector code would only be longer
   -ffunction-sections -fdata-sections           # the linker drops what an image does not use
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
