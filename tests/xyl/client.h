@@ -1,33 +1,73 @@
 // Runs the host program as its users do.
 #pragma once
 
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
-struct RUN {
-  int code = -1; // of the exit, or -1 for any other end
-  std::string out;
-  std::string error;
-};
+#include <gtest/gtest.h>
+#include <sys/wait.h>
 
 // A folder of its own for each test, in which the program runs; it goes with its files.
 class Client {
 public:
-  Client();
-  ~Client();
+  // Makes a controller in lab.json and writes what get says of it to saved.xml.
+  explicit Client(const std::string &preset) {
+    folder_ = std::string(mkdtemp((std::filesystem::temp_directory_path() / "xyl-XXXXXX").string().data())) + "/";
+    std::filesystem::create_directory(folder_ + "work");
+    expect({"0 sim new --preset " + preset + " lab.json", "0 get --controller lab.json -o saved.xml"});
+  }
+  ~Client() { std::filesystem::remove_all(folder_); }
 
-  // Without a terminal at the standard input.
-  RUN run(const std::vector<std::string> &arguments);
-  // The standard output of a run that has to succeed.
-  std::string output(const std::vector<std::string> &arguments);
+  // Runs steps, "CODE LINE => PARTS": the exit code, a command line of xyl (of the system's shell behind a '!') and the
+  // parts of what is printed, each behind the one before it, separated by '|'. A step with code 0 or 1 says nothing on
+  // the error output, any other one says one line. The standard input is no terminal. Returns what the last step
+  // printed.
+  std::string expect(const std::vector<std::string> &steps) {
+    std::string printed;
+    for (const std::string &step : steps) {
+      size_t arrow = std::min(step.find(" => "), step.size());
+      std::string line = step[2] == '!' ? step.substr(3, arrow - 3) : "xyl " + step.substr(2, arrow - 2);
+      std::string start = "PATH=" RAIDXYL_BINARY_DIR "/apps/xyl:$PATH; cd '" + folder_ + "work'; { ";
+      int status = std::system((start + line + "; } </dev/null >../out 2>../error").c_str());
+      std::string error = read("../error");
+      printed = read("../out") + error;
+      EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, step[0] - '0') << step << "\n" << printed;
+      EXPECT_EQ(std::count(error.begin(), error.end(), '\n'), step[0] < '2' ? 0 : 1) << step << "\n" << printed;
+      EXPECT_TRUE(arrow == step.size() || contains(printed, step.substr(arrow + 4))) << step << "\n" << printed;
+    }
+    return printed;
+  }
 
-  std::string read(const std::string &file);
-  void write(const std::string &file, const std::string &text);
-  // Replaces the first from in a file, which must be there.
-  void edit(const std::string &file, const std::string &from, const std::string &to);
-  void link(const std::string &target, const std::string &name);
-  size_t fileCount();
+  std::string read(const std::string &file) {
+    std::ifstream stream(folder_ + "work/" + file, std::ios::binary);
+    EXPECT_TRUE(stream.good()) << file;
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+  void write(const std::string &file, const std::string &text) {
+    std::ofstream(folder_ + "work/" + file, std::ios::binary) << text;
+  }
+  // Replaces the first from in text, which must be there, and writes that to a file.
+  void writeEdited(const std::string &file, std::string text, const std::string &from, const std::string &to) {
+    size_t place = text.find(from);
+    ASSERT_NE(place, std::string::npos) << from;
+    write(file, text.replace(place, from.size(), to));
+  }
 
 private:
+  static bool contains(const std::string &text, const std::string &parts) {
+    size_t from = 0;
+    std::istringstream list(parts);
+    for (std::string part; from != std::string::npos && std::getline(list, part, '|');) {
+      from = text.find(part, from);
+      from += from == std::string::npos ? 0 : part.size();
+    }
+    return from != std::string::npos;
+  }
+
   std::string folder_;
 };
