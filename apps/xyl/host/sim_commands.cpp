@@ -246,8 +246,12 @@ static XYL_RESULT makeForeign(const SIM_JOB &job) {
     ids[count++] = disk.objectId;
   }
   EFI_STATUS status = simMakeForeign(job.sim, level, ids, count);
-  check(status, std::string("the adapter makes no ") + GetNameFromValue(level, g_raidLevelTable) + " of these " +
-                    std::to_string(count) + " disks");
+  if (EFI_ERROR(status)) {
+    throw CLIENT_ERROR(status, std::string("the adapter makes no ") + GetNameFromValue(level, g_raidLevelTable) +
+                                   " of these " + std::to_string(count) + " disks: " + statusText(status) +
+                                   "; MinDisks and MaxDisks of 'xyl get --controller " + job.file() +
+                                   "' are the limits");
+  }
   const SIM_VIRTUAL_DISK &made = job.sim->foreignDisks.items[job.sim->foreignDisks.count - 1];
   say(&job.host, u"a foreign %a of %a is on them\n", GetNameFromValue(level, g_raidLevelTable),
       sizeText(made.size).c_str());
