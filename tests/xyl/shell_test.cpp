@@ -115,6 +115,9 @@ TEST_F(XylShell, StatusesAreThoseOfTheShellAndFilesWhole) {
   expect(u"log", EFI_SUCCESS, "TRACE RAIDXYLVerify: Exit. Success");
   simSetMode(world_.sim, SIM_MODE_COPY_BACK, RAID_MODE_PRESENT | 1);
   expect(u"verify fs0:\\saved.xml", EFI_ERROR_CODE(27), "CopyBackMode: Off (saved) -> On (now)");
+  expect(u"diff fs0:\\saved.xml", EFI_ERROR_CODE(27), "adapter changed, copy back mode: Off -> On\n");
+  expect(u"plan fs0:\\saved.xml", EFI_SUCCESS, "copy back mode: On -> Off\n");
+  expect(u"log --json", EFI_SUCCESS, "\n    \"TRACE RAIDXYLVerify: Exit. Success\",\n");
   // A longer file of that name must not show through, and names are more than ASCII.
   std::u16string file = u"fs0:\\é€.xml";
   DISK::files[file] = std::string(1000000, 'x');

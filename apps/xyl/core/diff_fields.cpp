@@ -41,6 +41,9 @@ static constexpr struct {
     {"Slot", EXEMPT_MOVED},
     {"WWN", EXEMPT_REPLACED},
     {"SerialNumber", EXEMPT_REPLACED},
+    {"ManufactureDay", EXEMPT_REPLACED},
+    {"ManufactureWeek", EXEMPT_REPLACED},
+    {"ManufactureYear", EXEMPT_REPLACED},
 };
 
 static bool isExempt(const FIELD_WALK &walk, const CHAR8 *element) {

@@ -1,0 +1,153 @@
+// What differs between two documents, and who is compared with whom.
+#include "apps/xyl/core/diff.h"
+#include "client.h"
+#include "tests/support/world.h"
+
+TEST(Diff, SaysWhatHappened) {
+  const struct {
+    std::vector<std::string> done;
+    const char *said; // the whole output
+  } stories[] = {
+      {{"0 !true"}, "no difference\n"},
+      {{"0 !sed -i 's/\"checkConsistencyMode\": 128/\"checkConsistencyMode\": 129/; s/\"value\": 12,/\"value\": 13,/; "
+        "s/\"pciBus\": 3/\"pciBus\": 4/; s/demo-key-1/other/' lab.json",
+        "0 sim firmware lab.json 2"},
+       "adapter changed, firmware version: 21.3.4-0001 -> 2\n"
+       "adapter changed, check consistency mode: Normal -> Stop On Error\n"
+       "adapter changed, rate Spin Up Delay, value: 12 -> 13\n"
+       "adapter changed, key id: demo-key-1 -> other\n"
+       "adapter changed, place, PCI bus: 3 -> 4\ndifferences: 5\n"},
+      {{"0 sim pull lab.json 1008", "0 sim insert lab.json 1008 302:9", "0 sim fail lab.json 1001"},
+       "disk 1001 changed, state: Online -> Failed\n"
+       "disk 1008 moved: enclosure 301, slot 7 -> enclosure 302, slot 9\n"
+       "disk 1008 changed, hotspare: Global -> -\n"
+       "virtual disk 1 \"System\" changed, state: Online -> Degraded\ndifferences: 4\n"},
+      {{"0 sim pull lab.json 1007", "0 sim insert lab.json new 302:9 --size 5TB --model archive"},
+       "disk 1007 removed: HARRIER HS10K Enterprise, HS000003EF, 2.00 TB, Ready, enclosure 301, slot 6\n"
+       "disk 1021 added: KESTREL KT7200 Archive, KT000003FD, 5.00 TB, Ready, enclosure 302, slot 9\ndifferences: 2\n"},
+      // Another disk in the place is told once, and its new id makes no other member of it.
+      {{"0 sim replace-disk lab.json 1009"},
+       "disk 1021 replaced: HARRIER HS10K SED, HE000003F1, 900.18 GB, Ready -> HARRIER HS10K SED, HE000003FD, "
+       "900.18 GB, Ready\ndifferences: 1\n"},
+      {{"0 !echo '<raidData><Method name=\"Delete\"><ObjectType>Virtual "
+        "Disk</ObjectType><OID>5</OID></Method></raidData>' "
+        "> c.xml",
+        "0 apply c.xml --controller lab.json"},
+       "disk 1016 changed, free size: 876544 (0.87 MB) -> 480103981056 (480.10 GB)\n"
+       "disk 1016 changed, used size: 480103104512 (480.10 GB) -> 0 (0.00 MB)\n"
+       "disk 1016 changed, state: Online -> Ready\n"
+       "disk 1017 changed, free size: 876544 (0.87 MB) -> 480103981056 (480.10 GB)\n"
+       "disk 1017 changed, used size: 480103104512 (480.10 GB) -> 0 (0.00 MB)\n"
+       "disk 1017 changed, state: Online -> Ready\n"
+       "virtual disk 5 \"Fast\" removed: RAID 1, 480.10 GB, Online\ndifferences: 7\n"},
+  };
+  for (const auto &story : stories) {
+    Client client("demo");
+    client.expect(story.done);
+    std::string code = std::string(story.said) == "no difference\n" ? "0" : "1";
+    EXPECT_EQ(client.expect({code + " diff saved.xml --controller lab.json"}), story.said);
+  }
+}
+
+// The same document with some texts replaced, each in all places.
+struct EDIT {
+  std::string from, to;
+};
+
+static std::string edited(std::string text, const std::vector<EDIT> &edits) {
+  for (const EDIT &edit : edits) {
+    EXPECT_NE(text.find(edit.from), std::string::npos) << edit.from;
+    for (size_t at = 0; (at = text.find(edit.from, at)) != std::string::npos; at += edit.to.size()) {
+      text.replace(at, edit.from.size(), edit.to);
+    }
+  }
+  return text;
+}
+
+TEST(Diff, RecognisesThings) {
+  const struct {
+    const char *name;
+    std::vector<EDIT> edits;
+    int code;
+    const char *said;
+  } cases[] = {
+      // Ids are the controller's own business.
+      {"other ids",
+       {{">1003<", ">7003<"},
+        {"<VD>2<", "<VD>92<"},
+        {">301<", ">9301<"},
+        {">Logical Disk</ObjectType>\n          <ObjectID>2<", ">Logical Disk</ObjectType>\n          <ObjectID>92<"}},
+       0,
+       "no difference"},
+      {"a serial number without WWN",
+       {{"5EED00000003EB00", "0000000000000000"}, {"<Slot>2<", "<Slot>22<"}},
+       1,
+       "disk 1003 moved: enclosure 301, slot 2 -> enclosure 301, slot 22\n"},
+      {"another name",
+       {{">Data<", ">Base<"}},
+       1,
+       "virtual disk 2 \"Base\" changed, name: Data -> Base\ndifferences: 1\n"},
+      {"another member",
+       {{"<PD>1003</PD>", "<PD>1009</PD>"}},
+       1,
+       "\"Data\" changed, members: disk 1003, disk 1004, disk 1005, disk 1006 -> disk 1009, disk 1004,"},
+      {"another level of the adapter",
+       {{"<MaxDisks>256<", "<MaxDisks>255<"}},
+       1,
+       "adapter changed, RAID level desc RAID 10, max disks: 256 -> 255\n|RAID 50, max disks|RAID 60, max disks|"
+       "virtual disk 4 \"Archive\" changed, level, max disks: 256 -> 255\n"},
+      {"a rate less",
+       {{"<Name>Reconstruct</Name>", "<Name>New</Name>"}},
+       1,
+       "rate Reconstruct, name: Reconstruct -> -\n|rate New, value: - -> 30\n"},
+      {"an enclosure more",
+       {{"<SlotCount>12<", "<SlotCount>24<"}},
+       1,
+       "enclosure 301 changed, slot count: 12 -> 24\nenclosure 302 changed, slot count: 12 -> 24\n"},
+  };
+  Client client("demo");
+  for (const auto &row : cases) {
+    SCOPED_TRACE(row.name);
+    client.write("new.xml", edited(client.read("saved.xml"), row.edits));
+    client.expect({std::to_string(row.code) + " diff saved.xml new.xml => " + row.said});
+  }
+  client.write("bare.xml", "<raidData/>");
+  client.expect({"4 diff saved.xml bare.xml => bare.xml has no adapter",
+                 "3 diff none.xml saved.xml => cannot read 'none.xml'", "2 diff saved.xml => no controller is given"});
+}
+
+static EFI_STATUS compareTrees(const std::string &oldText, const std::string &newText) {
+  EFI_GUID guid = XML_PROTOCOL_GUID;
+  void *found = nullptr;
+  EFI_STATUS status = g_bootServices->LocateProtocol(&guid, nullptr, &found);
+  XML_PROTOCOL *xml = static_cast<XML_PROTOCOL *>(found);
+  XML_NODE *roots[2] = {};
+  if (!EFI_ERROR(status)) {
+    xml->Parse(xml, oldText.c_str(), &roots[0]);
+    xml->Parse(xml, newText.c_str(), &roots[1]);
+    DIFFERENCES differences = {};
+    status = roots[0] != nullptr && roots[1] != nullptr ? diffDocuments(roots[0], roots[1], &differences)
+                                                        : EFI_OUT_OF_RESOURCES;
+    EXPECT_TRUE(EFI_ERROR(status) || differences.Count > 10);
+    freeDifferences(&differences);
+  }
+  freeTree(roots[0]);
+  freeTree(roots[1]);
+  return status;
+}
+
+TEST(Diff, GivesAllBackWhateverFails) {
+  std::string before;
+  std::string after;
+  {
+    World world("direct");
+    before = world.get().text;
+    simReplaceAdapter(world.sim);
+    simPullDisk(world.sim, world.sim->disks.items[0].objectId);
+    after = world.get().text;
+  }
+  SWEEP sweep;
+  sweep.world.preset = "direct";
+  sweep.operation = [&](World &) { return compareTrees(before, after); };
+  sweepAllocations(sweep);
+}

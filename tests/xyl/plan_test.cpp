@@ -1,0 +1,216 @@
+// A plan and the restore that it is for: the same commands with the same data, and nothing done before its time.
+#include <cstring>
+
+#include "apps/xyl/core/plan.h"
+#include "client.h"
+#include "request/request.h"
+#include "restore/restore.h"
+#include "tests/support/world.h"
+#include "xml/value_names.h"
+#include "xml/xml.h"
+
+// A record without its pointers, whose targets are elsewhere each time.
+static std::string recordText(UINT32 objectType, const void *data) {
+  if (data == nullptr) {
+    return {};
+  }
+  std::string bytes(static_cast<const char *>(data), RAID_RECORD_SIZE);
+  std::vector<size_t> pointers = {offsetof(RAID_RECORD_HEADER, Name), offsetof(RAID_RECORD_HEADER, FQDD)};
+  if (objectType == RAID_OBJECT_ADAPTER) {
+    pointers.push_back(offsetof(RAID_ADAPTER_RECORD, FirmwareVersion));
+    pointers.push_back(offsetof(RAID_ADAPTER_RECORD, RAIDLevelParams));
+    for (size_t i = 0; i < RAID_RATE_COUNT; ++i) {
+      pointers.push_back(offsetof(RAID_ADAPTER_RECORD, Rates) + i * sizeof(RAID_RATE));
+    }
+  } else {
+    pointers.push_back(offsetof(RAID_PD_RECORD, VDs)); // as the PDs of a virtual disk
+  }
+  for (size_t pointer : pointers) {
+    std::memset(&bytes[pointer], 0, sizeof(void *));
+  }
+  return std::to_string(std::hash<std::string>()(bytes));
+}
+
+static std::string commandText(UINT32 command, UINT32 objectType, const UINT32 *ids, UINT32 count, const void *data) {
+  std::string text = std::string(GetNameFromValue(command, g_commandTable)) + " " + std::to_string(objectType);
+  for (UINT32 i = 0; i < count; ++i) {
+    text += " " + std::to_string(ids[i]);
+  }
+  return text + " : " + recordText(objectType, data);
+}
+
+// What the plan says: its commands, and its log as the restore would return it.
+struct PLANNED {
+  EFI_STATUS planning;
+  EFI_STATUS status;
+  bool isComplete;
+  std::vector<std::string> commands;
+  std::string log;
+};
+
+static PLANNED makePlanned(World &world, const std::string &saved, const char *options) {
+  PLANNED planned = {};
+  RAID_CONFIG *config = nullptr;
+  UINT32 count = 1;
+  UINT32 mode = 0;
+  planned.planning = ParseXMLBlob(saved.c_str(), &config, &count);
+  RESTORE_PLAN plan = {};
+  if (!EFI_ERROR(planned.planning)) {
+    planned.planning = parseRunTimeXML(options, &mode);
+  }
+  if (!EFI_ERROR(planned.planning)) {
+    planned.planning = planRestore(&world.sim->protocol, config, mode, &plan);
+  }
+  if (!EFI_ERROR(planned.planning)) {
+    planned.status = plan.Status;
+    planned.isComplete = isPlanComplete(plan);
+    for (UINT32 i = 0; i < plan.CommandCount; ++i) {
+      const PLAN_COMMAND &command = plan.Commands[i];
+      planned.commands.push_back(
+          commandText(command.Command, command.ObjectType, command.Ids, command.IdCount, command.Data));
+    }
+    CHAR8 *text = XMLNodeToText(plan.Log);
+    planned.log = text != nullptr ? text : "";
+    poolFree(text);
+  }
+  freePlan(&plan);
+  releaseConfig(config);
+  return planned;
+}
+
+static std::vector<std::string> executedCommands(const World &world) {
+  std::vector<std::string> commands;
+  for (UINT64 i = 0; i < simCommandCount(world.sim); ++i) {
+    const SIM_LOG_ENTRY &entry = *simCommand(world.sim, i);
+    if (entry.block.Command != RAID_COMMAND_GET) {
+      commands.push_back(commandText(entry.block.Command, entry.block.ObjectType, entry.ids, entry.block.ObjectIdCount,
+                                     entry.dataSize != 0 ? entry.data : nullptr));
+    }
+  }
+  return commands;
+}
+
+static void replaceAll(SIM_CONTROLLER *sim) {
+  simReplaceAdapter(sim);
+  simReplaceDisk(sim, 1003, 0);
+  simSetRate(sim, u"Rebuild", 77);
+}
+
+static void loseDisks(SIM_CONTROLLER *sim) {
+  simReplaceDisk(sim, 1001, 1000000000);
+  simPullDisk(sim, 1005);
+  simPullDisk(sim, 1007);
+  simSwapDisks(sim, 1002, 1003);
+}
+
+static void makeForeign(SIM_CONTROLLER *sim) {
+  const UINT32 ids[] = {1009, 1010};
+  EXPECT_EQ(simMakeForeign(sim, 4, ids, 2), EFI_SUCCESS);
+  simSetMode(sim, SIM_MODE_COPY_BACK, RAID_MODE_PRESENT);
+}
+
+static void leaveAlone(SIM_CONTROLLER *) {}
+
+static void becomeOther(SIM_CONTROLLER *sim) {
+  sim->adapter.subdeviceId ^= 1;
+}
+
+TEST(Plan, IsWhatTheRestoreDoes) {
+  // Of the first virtual disk.
+  const std::string attribute = "</RAIDLevelDesc>\n          <Attributes>\n            <Attrib>HDD";
+  const struct {
+    const char *name;
+    const char *preset;
+    void (*change)(SIM_CONTROLLER *sim);
+    const char *from, *to; // in the saved document
+    bool isComplete;       // with a rebuild
+    EFI_STATUS status;
+  } cases[] = {
+      {"as saved", "demo", leaveAlone, "", "", true, EFI_SUCCESS},
+      {"settings, an adapter and a disk", "demo", replaceAll, "", "", true, EFI_SUCCESS},
+      {"disks too small, gone and elsewhere", "demo", loseDisks, "", "", false, EFI_SUCCESS},
+      {"foreign disks", "demo", makeForeign, "", "", true, EFI_SUCCESS},
+      {"no enclosures", "direct", loseDisks, "", "", false, EFI_SUCCESS},
+      {"few settings", "sas", leaveAlone, "", "", true, EFI_SUCCESS},
+      {"no disks", "empty", leaveAlone, "", "", true, EFI_SUCCESS},
+      {"many disks", "large", leaveAlone, "", "", true, EFI_SUCCESS},
+      {"an encrypted virtual disk", "demo", leaveAlone, attribute.c_str(), "</RAIDLevelDesc><Attributes><Attrib>FDE",
+       true, EFI_SUCCESS},
+      {"CacheCade", "sas", leaveAlone, attribute.c_str(), "</RAIDLevelDesc><Attributes><Attrib>CacheCade", false,
+       EFI_SUCCESS},
+      {"an unknown member", "direct", leaveAlone, "<PD>1", "<PD>771", false, EFI_INVALID_PARAMETER},
+      {"another kind of adapter", "demo", becomeOther, "", "", false, EFI_UNSUPPORTED},
+  };
+  for (const auto &row : cases) {
+    for (const char *options : {RESTORE, RESTORE_REBUILD}) {
+      SCOPED_TRACE(std::string(row.name) + (options == RESTORE ? "" : ", rebuild"));
+      World world(row.preset);
+      std::string saved = world.get().text;
+      size_t place = saved.find(row.from);
+      ASSERT_NE(place, std::string::npos);
+      saved.replace(place, std::strlen(row.from), row.to);
+      row.change(world.sim);
+      std::string before = world.get().text;
+      world.clearLog();
+      PLANNED planned = makePlanned(world, saved, options);
+      EXPECT_EQ(planned.planning, EFI_SUCCESS);
+      EXPECT_EQ(world.get().text, before);
+      EXPECT_EQ(world.log().find("RaidRestore"), std::string::npos);
+      world.expectBalanced();
+      simClearLog(world.sim);
+      ANSWER answer = world.set({options, saved.c_str()});
+      EXPECT_EQ(executedCommands(world), planned.commands);
+      EXPECT_EQ(name(planned.status), name(answer.status));
+      // The controller's refusals are the only thing that a plan cannot know.
+      std::string log = planned.log.substr(planned.log.find("<RaidRestore>"));
+      EXPECT_EQ(answer.text, log);
+      if (options == RESTORE_REBUILD) {
+        EXPECT_EQ(name(planned.status), name(row.status));
+        EXPECT_EQ(planned.isComplete, row.isComplete);
+      }
+    }
+  }
+}
+
+TEST(Plan, GivesAllBackWhateverFails) {
+  std::string saved = World("direct").get().text;
+  SWEEP sweep;
+  sweep.world.preset = "direct";
+  sweep.operation = [&](World &world) { return makePlanned(world, saved, RESTORE_REBUILD).planning; };
+  sweepAllocations(sweep);
+  sweepCommands(sweep);
+}
+
+TEST(Plan, GivesReasons) {
+  Client client("demo");
+  client.expect({
+      "0 plan saved.xml --controller lab.json => stay as they are|settings that differ: 0|   3  Validate",
+      "0 !sed -i 's/\"checkConsistencyMode\": 128/\"checkConsistencyMode\": 129/; s/\"value\": 12,/\"value\": 13,/' "
+      "lab.json",
+      "0 plan saved.xml --controller lab.json => brought back: 2\n  check consistency mode: Stop On Error -> Normal\n|"
+      "  rate Spin Up Delay: 13 -> 12\n|   4  ChangeAdapter ",
+      "0 plan saved.xml --rebuild --controller lab.json => destroys, with all data:\n  virtual disk 1 \"System\"|"
+      "  the security key\n|creates:|on disks 1003, 1004, 1005, 1006\n|hot spares on disks 1007, 1008\n|"
+      "   1020     4.00 TB  1020     the same disk in the same place\n|  14  ChangePD ",
+      "0 sim replace-disk lab.json 1001 --size 500GB",
+      "0 sim pull lab.json 1005",
+      "0 sim pull lab.json 1007",
+      "0 sim insert lab.json 1007 302:10",
+      "0 sim fail lab.json 1012",
+      "0 !rm -f log.xml; cp lab.json before.json",
+      "1 plan saved.xml --rebuild --controller lab.json => "
+      "\"System\", RAID 1, 600.12 GB, on disks 1007, 1002|"
+      "\"Data\", RAID 5, 4.00 TB: NOT CREATED, no partner for saved disks 1005\n|hot spares on disks 1008\n|"
+      "without a partner: 1005, 1007\n|"
+      "  1001   600.12 GB  1007     the first that fits; disk 1021 in its place is too small\n|"
+      "  1005     2.00 TB  -        its place is empty; of the others 5 are taken, 7 are too small, 7 are with another "
+      "protocol\n|"
+      "  1012     4.00 TB  1012     the same disk in the same place; BUT IT IS Failed\n|"
+      "  CreateVD              virtual disk Data, |: not done, Out of Resources\n",
+      "0 !cmp lab.json before.json",
+      "0 sim new --preset sas host.json",
+      "4 plan saved.xml --controller host.json => another kind of adapter; nothing was changed",
+      "3 plan none.xml --preset demo => cannot read 'none.xml'",
+      "4 plan lab.json --preset demo => lab.json is no usable configuration",
+  });
+}
