@@ -2,6 +2,11 @@
 
 set(RAIDXYL_WARNINGS -Wall -Wextra -Werror -Wconversion -Wno-sign-conversion -Wshadow -Wcast-align)
 
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # It takes the copies inside std::string for overlapping ones when it optimises.
+  list(APPEND RAIDXYL_WARNINGS -Wno-restrict)
+endif()
+
 # Code that also runs in firmware: no exceptions, no RTTI, nothing beyond the freestanding headers.
 set(RAIDXYL_FREESTANDING -ffreestanding -fno-exceptions -fno-rtti -fno-threadsafe-statics)
 
