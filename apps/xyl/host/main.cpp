@@ -9,6 +9,7 @@
 #include "apps/xyl/core/commands.h"
 #include "apps/xyl/host/files.h"
 #include "apps/xyl/host/platform.h"
+#include "apps/xyl/host/report.h"
 #include "apps/xyl/host/sim_commands.h"
 
 static void writeOut(const XYL_HOST *, const CHAR8 *text, UINTN length) {
@@ -62,6 +63,14 @@ static std::string optionOf(const XYL_REQUEST &request, XYL_OPTION_ID id) {
   return request.Options[id] != nullptr ? request.Options[id] : "";
 }
 
+static bool isReport(const XYL_REQUEST &request) {
+  return xylIsCommand(request, "report");
+}
+
+static bool needsController(const XYL_REQUEST &request) {
+  return xylNeedsController(request) || (isReport(request) && request.OperandCount == 0);
+}
+
 // Checks what the options say about the controller and the log.
 static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &request, PLATFORM_OPTIONS *options) {
   options->preset = optionOf(request, XYL_OPTION_PRESET);
@@ -76,7 +85,7 @@ static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &reque
     complain(&host, u"--preset and --controller exclude each other; give one of them");
     return wrongUsage();
   }
-  if (!xylNeedsController(request)) {
+  if (!needsController(request)) {
     options->preset.clear();
     options->controllerFile.clear();
   } else if (options->preset.empty() && options->controllerFile.empty()) {
@@ -96,7 +105,7 @@ static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
   options.changes = xylChangesController(request);
   Platform platform(options);
   host.SystemTable = platform.systemTable();
-  result = xylRun(&host, request);
+  result = isReport(request) ? runReport(XYL_CONTEXT{&host, &request}) : xylRun(&host, request);
   std::fflush(stdout);
   // Also after a failure: steps done before it stay done.
   platform.saveController();
