@@ -97,7 +97,8 @@ static XYL_RESULT readDocuments(const XYL_CONTEXT &context, DIFF_DOCUMENTS *docu
       result = parseTree(context, documents->Names[i], documents->Texts[i].Text, &documents->Roots[i]);
     }
     if (!isFailure(result) && adapterOf(documents->Roots[i]) == nullptr) {
-      complain(context.Host, u"%a has no adapter, so it is no configuration document", documents->Names[i]);
+      complain(context.Host, u"%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
+               documents->Names[i]);
       result = failed(EFI_INVALID_PARAMETER);
     }
     if (isFailure(result)) {

@@ -17,7 +17,8 @@ XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, cons
   if (EFI_ERROR(status)) {
     releaseConfig(*config);
     *config = nullptr;
-    complain(context.Host, u"%a is no usable configuration: %a", name, statusWords(status));
+    complain(context.Host, u"%a is no usable configuration: %a; 'xyl get -o FILE' writes one", name,
+             statusWords(status));
     return failed(status);
   }
   return succeeded();

@@ -97,7 +97,9 @@ XYL_RESULT checkPlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan) {
     return succeeded();
   }
   if (plan.Status == EFI_UNSUPPORTED) {
-    complain(context.Host, u"the saved configuration belongs to another kind of adapter; nothing was changed");
+    complain(context.Host,
+             u"the saved configuration belongs to another kind of adapter; nothing was changed. Choose the "
+             u"controller that it was saved from");
   } else {
     complain(context.Host, u"the restore would end half-way, %a; nothing was changed", statusWords(plan.Status));
   }

@@ -121,7 +121,8 @@ static XYL_RESULT showDocument(const XYL_CONTEXT &context, const CHAR8 *name, co
     showEnclosures(context.Host, adapter);
     showVirtualDisks(context.Host, adapter);
   } else {
-    complain(context.Host, u"%a has no adapter, so it is no configuration document", name);
+    complain(context.Host, u"%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
+             name);
     result = failed(EFI_INVALID_PARAMETER);
   }
   freeTree(root);
