@@ -93,7 +93,8 @@ static constexpr const char *STYLE_PICTURES = R"css(
 a.slot:hover, a.slot:focus-visible { outline: 3px solid var(--link); outline-offset: 1px; }
 .slot:target { outline: 3px dashed var(--link); outline-offset: 1px; }
 .top { display: flex; flex-wrap: wrap; justify-content: space-between; align-items: start; gap: .2rem; }
-.badges { display: flex; flex-wrap: wrap; align-content: center; gap: .15rem; }
+.size { white-space: nowrap; }
+.badges { padding: .15rem 0; display: flex; flex-wrap: wrap; align-content: center; gap: .15rem; }
 .state { display: flex; gap: .25em; align-items: baseline; overflow-wrap: normal; }
 .online { background: var(--online); border-color: var(--online-edge); }
 .ready { background: var(--ready); border-color: var(--ready-edge); }

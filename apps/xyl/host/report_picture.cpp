@@ -47,7 +47,7 @@ static void putDiskSlot(REPORT &report, const REPORT_DISK &disk) {
   if (disk.volumes.size() > BADGES_SHOWN) {
     put(page, "<b>+%</b>", {std::to_string(disk.volumes.size() - BADGES_SHOWN)});
   }
-  put(page, "</span><span>%</span><span class=\"state\">", {sizeOf(disk.node, "Size")});
+  put(page, "</span><span class=\"size\">%</span><span class=\"state\">", {sizeOf(disk.node, "Size")});
   putSign(page, disk.status->style);
   put(page, "<span>%</span></span><span class=\"card\">%</span></a></li>\n", {disk.status->words, words});
 }
