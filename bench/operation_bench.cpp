@@ -14,7 +14,7 @@ static const char *const REBUILD = "<RunMode><Mode>Restore</Mode><StopOnError>Tr
                                    "<PreserveVDConfig>False</PreserveVDConfig></Raid></RunMode>";
 static const char *const NORMAL = "<RunMode><Mode>Normal</Mode></RunMode>";
 
-// The first disk of the last enclosure becomes a hot spare and an ordinary disk again.
+// Gives the first volume a name.
 static const char *const CHANGES = "<raidData>"
                                    "<Method name=\"Change\"><ObjectType>Virtual Disk</ObjectType><OID>1</OID>"
                                    "<Object><VD><ObjectType>Virtual Disk</ObjectType><Name>A</Name></VD></Object>"
@@ -117,14 +117,15 @@ static void add(const std::string &name, const CONTROLLER_KIND &kind, BENCH benc
 }
 
 void addOperationBenches() {
-  // Enclosures, disks of each, virtual disks.
+  // "large" has 240 disks and 64 virtual disks.
   static constexpr CONTROLLER_KIND sizes[] = {
-      {nullptr, 1, 1, 0},  {nullptr, 1, 8, 0},   {nullptr, 1, 8, 4},    {nullptr, 2, 12, 0},
-      {nullptr, 2, 12, 8}, {nullptr, 10, 24, 0}, {nullptr, 10, 24, 64},
+      {nullptr, 1, 1, 0},  {nullptr, 1, 8, 0}, {nullptr, 1, 8, 4},   {nullptr, 2, 12, 0},
+      {nullptr, 2, 12, 8}, {"demo", 0, 0, 1},  {nullptr, 10, 24, 0}, {"large", 0, 0, 64},
   };
   for (const CONTROLLER_KIND &kind : sizes) {
-    std::string size =
-        std::to_string(kind.enclosures * kind.slots) + " disks, " + std::to_string(kind.virtualDisks) + " volumes";
+    std::string size = kind.preset != nullptr ? kind.preset
+                                              : std::to_string(kind.enclosures * kind.slots) + " disks, " +
+                                                    std::to_string(kind.virtualDisks) + " volumes";
     add("operations/get/" + size + "/ours", kind, get);
     add("operations/get/" + size + "/pugixml", kind, peerGet);
     add("operations/verify/" + size + "/ours", kind, verify);

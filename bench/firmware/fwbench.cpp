@@ -1,5 +1,5 @@
-// fwbench.efi: the operations of the first served controller, timed inside the firmware. Writes one line an operation to
-// QEMU's debug channel:
+// fwbench.efi: the operations of the first served controller, timed inside the firmware. Writes one line an operation
+// to QEMU's debug channel:
 //   bench OPERATION ALLOCATIONS TICKS
 // and one that says how many ticks a second has. The ticks are the fewest of several runs.
 #include "base/pool.h"
@@ -147,8 +147,7 @@ static EFI_STATUS measureAll(const BENCH &bench) {
 extern "C" EFI_STATUS EFIAPI FwBenchEntry(EFI_HANDLE, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);
   BENCH bench = {};
-  EFI_STATUS status =
-      g_bootServices->LocateProtocol(&g_xylGuid, nullptr, reinterpret_cast<void **>(&bench.Operations));
+  EFI_STATUS status = g_bootServices->LocateProtocol(&g_xylGuid, nullptr, reinterpret_cast<void **>(&bench.Operations));
   if (EFI_ERROR(status)) {
     return status;
   }
