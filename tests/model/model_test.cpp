@@ -1,10 +1,10 @@
-// Eight thousand random stories of requests, restores, faults and disks that come and go. After every call the simulated
-// controller, the status and the log must be what the model says.
+// Six thousand random stories of requests, restores, faults and disks that come and go. After every call the
+// simulated controller, the status and the log must be what the model says.
 #include <cstdlib>
 
 #include "tests/model/random.h"
 
-static constexpr UINT32 STORIES = 8000;
+static constexpr UINT32 STORIES = 6000;
 static constexpr UINT32 STEPS = 4;
 static constexpr UINT32 AUDIT_EVERY = 50; // a look at all freed memory takes longer than a story
 
@@ -85,7 +85,7 @@ static void tell(World &world, const SIM_ADAPTER &pristine, UINT64 seed) {
       continue;
     }
     if (random.chance(15)) {
-      saved = save(world, random, random.chance(30));
+      saved = save(world, random, random.chance(60));
     }
     CALL call = randomCall(random, STATE(world.sim), saved);
     std::string wrong = judge(world, call);

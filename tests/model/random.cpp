@@ -120,7 +120,8 @@ static void distort(SIM_CONTROLLER *sim, RANDOM &random) {
   if (kind == 0) {
     sim->adapter.deviceId ^= 1;
   } else if (kind == 1) {
-    happen(sim, random);
+    UINT32 mode = random.below(MODES);
+    simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
   } else if (kind == 2) {
     sim->disks.count = 0;
   } else if (kind == 3) {
@@ -136,9 +137,11 @@ static void distort(SIM_CONTROLLER *sim, RANDOM &random) {
     disk->objectId = first->objectId;
   } else if (disk != nullptr && kind == 7) {
     disk->size *= 2;
-  } else if (disk != nullptr && kind == 8) {
-    disk->hotspare = static_cast<UINT8>(1 + random.below(2));
-    disk->vds[disk->vdCount++] = 1 + random.below(2);
+  } else if (disk != nullptr && kind == 8) { // all of them spares
+    std::for_each(first, first + sim->disks.count, [&](SIM_DISK &each) {
+      each.hotspare = static_cast<UINT8>(1 + random.below(2));
+      each.vds[each.vdCount++] = 1 + random.below(2);
+    });
   } else if (disk != nullptr && kind == 9) {
     disk->objectId = 1; // as a virtual disk has
   } else if (disk != nullptr && kind == 10) {
@@ -147,8 +150,14 @@ static void distort(SIM_CONTROLLER *sim, RANDOM &random) {
     volume->pds[0] = UNKNOWN_DISK;
   } else if (volume != nullptr && kind == 12) {
     volume->pdCount = 0;
-  } else if (volume != nullptr) {
-    volume->attributes |= kind == 13 ? RAID_VD_ATTRIBUTE_CACHECADE : RAID_VD_ATTRIBUTE_FDE;
+  } else if (disk != nullptr && kind == 13) {
+    volume = simAppend(sim->virtualDisks);
+    volume->levelDesc = sim->adapter.levels[0];
+    volume->raidLevel = volume->levelDesc.RAIDLevel;
+    volume->attributes = RAID_VD_ATTRIBUTE_CACHECADE;
+    volume->pds[volume->pdCount++] = disk->objectId;
+  } else if (volume != nullptr && kind == 14) {
+    volume->attributes |= RAID_VD_ATTRIBUTE_FDE;
   }
 }
 
