@@ -130,11 +130,11 @@ const XYL_COMMAND g_xylCommands[] = {
      "and may be edited. A document holds no passphrase: a key of SAVED.xml gets the passphrase 'simulated'.",
      "xyl sim new --preset demo lab.json\nxyl sim new --from saved.xml lab.json", "", nullptr},
 
-    {"sim presets", "", 0, 0, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+    {"sim presets", "", 0, 0, OPTION(JSON), OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
      "lists the simulated controllers that --preset knows", "Prints the name and the contents of every preset.",
      "xyl sim presets", "", nullptr},
 
-    {"sim show", "FILE", 1, 1, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+    {"sim show", "FILE", 1, 1, OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
      "shows what only the simulator knows of a controller",
      "Shows the firmware version, the key, every slot, empty ones too, the disks that were pulled, foreign virtual\n"
      "disks and pending faults. The names in the first two columns are those that the other sim commands take.",

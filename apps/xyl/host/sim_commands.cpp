@@ -39,6 +39,9 @@ static void sayVolumesOn(const SIM_JOB &job, UINT32 diskId) {
 // --- Controllers ---
 
 static XYL_RESULT listPresets(const SIM_JOB &job) {
+  if (job.wantsJson()) {
+    return writePresets(job);
+  }
   for (UINT32 i = 0; simPresetAt(i) != nullptr; ++i) {
     say(&job.host, u"%-8a  %a\n", simPresetAt(i)->name, simPresetAt(i)->description);
   }

@@ -12,6 +12,7 @@ struct SIM_JOB {
 
   std::string operand(UINTN index) const { return request.Operands[index]; }
   std::string file() const { return operand(0); }
+  bool wantsJson() const { return request.Options[XYL_OPTION_JSON] != nullptr; }
 };
 
 // Whether a request is for runSimCommand.
@@ -25,3 +26,6 @@ std::string volumeText(const SIM_VIRTUAL_DISK &volume);
 std::string faultText(const SIM_FAULT &fault);
 
 XYL_RESULT showController(const SIM_JOB &job); // sim_show.cpp
+// The same for --json, and the presets (sim_json.cpp).
+XYL_RESULT writeController(const SIM_JOB &job);
+XYL_RESULT writePresets(const SIM_JOB &job);

@@ -76,6 +76,9 @@ static void showKey(const SIM_JOB &job) {
 }
 
 XYL_RESULT showController(const SIM_JOB &job) {
+  if (job.wantsJson()) {
+    return writeController(job);
+  }
   const SIM_CONTROLLER &sim = *job.sim;
   say(&job.host, u"Adapter      %a\nFirmware     %a\n", toUtf8(sim.adapter.name).c_str(),
       toUtf8(sim.adapter.firmwareVersion).c_str());
