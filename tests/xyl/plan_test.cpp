@@ -132,6 +132,8 @@ TEST(Plan, IsWhatTheRestoreDoes) {
       {"foreign disks", "demo", makeForeign, "", "", true, EFI_SUCCESS},
       {"no enclosures", "direct", loseDisks, "", "", false, EFI_SUCCESS},
       {"few settings", "sas", leaveAlone, "", "", true, EFI_SUCCESS},
+      {"settings that the adapter does not take", "sas", leaveAlone, "<MaxLDs>",
+       "<CopyBackMode>On</CopyBackMode><MaxLDs>", false, EFI_SUCCESS},
       {"no disks", "empty", leaveAlone, "", "", true, EFI_SUCCESS},
       {"many disks", "large", leaveAlone, "", "", true, EFI_SUCCESS},
       {"an encrypted virtual disk", "demo", leaveAlone, attribute.c_str(), "</RAIDLevelDesc><Attributes><Attrib>FDE",
@@ -208,7 +210,13 @@ TEST(Plan, GivesReasons) {
       "  1012     4.00 TB  1012     the same disk in the same place; BUT IT IS Failed\n|"
       "  CreateVD              virtual disk Data, |: not done, Out of Resources\n",
       "0 !cmp lab.json before.json",
+      "0 !sed -z 's|</RAIDLevelDesc>\\n          <Attributes>|&<Attrib>FDE</Attrib>|' saved.xml > encrypted.xml",
+      "1 plan encrypted.xml --rebuild --controller lab.json => nothing encrypted: 1 of the saved virtual disks were",
       "0 sim new --preset sas host.json",
+      "0 get --controller host.json -o host.xml",
+      "0 !sed -i 's|<MaxLDs>|<CopyBackMode>On</CopyBackMode>&|' host.xml",
+      "1 plan host.xml --controller host.json => differ: 1; this adapter does not take any, they stay as they are\n"
+      "  copy back mode: - -> On\n",
       "4 plan saved.xml --controller host.json => another kind of adapter; nothing was changed",
       "3 plan none.xml --preset demo => cannot read 'none.xml'",
       "4 plan lab.json --preset demo => lab.json is no usable configuration",

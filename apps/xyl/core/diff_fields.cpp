@@ -93,8 +93,13 @@ void putElementWords(TEXT *text, const CHAR8 *element) {
   }
 }
 
-static void putWhat(TEXT *text, const FIELD_WALK &walk, const FIELD_ROW &row) {
+// A null row stands for what the prefix names as a whole.
+static void putWhat(TEXT *text, const FIELD_WALK &walk, const FIELD_ROW *field) {
   putText(text, walk.Prefix);
+  if (field == nullptr) {
+    return;
+  }
+  const FIELD_ROW &row = *field;
   putText(text, *walk.Prefix != 0 ? ", " : "");
   switch (row.Format) {
   case FORMAT_KEY_ID:
@@ -181,13 +186,13 @@ static bool isSpare(const XML_NODE *disk) {
 // --- The walk ---
 
 // Adds the two values as a difference unless they are the same; they are taken over.
-static void addValues(const FIELD_WALK &walk, const FIELD_ROW &row, const TEXT &oldValue, const TEXT &newValue) {
+static void addValues(const FIELD_WALK &walk, const FIELD_ROW *row, const TEXT &oldValue, const TEXT &newValue) {
   DIFFERENCE difference = {};
   difference.Kind = DIFFERENCE_CHANGED;
   difference.Object = walk.Kind;
   difference.OldNode = walk.Object->Node;
   difference.NewNode = walk.Object->Partner->Node;
-  difference.Element = walk.Element != nullptr ? walk.Element : row.Element;
+  difference.Element = walk.Element != nullptr ? walk.Element : row->Element;
   difference.Old = oldValue;
   difference.New = newValue;
   putObjectName(&difference.Name, walk.Kind, difference.NewNode);
@@ -203,6 +208,13 @@ static void diffInside(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIEL
   inside.Element = row.Element;
   inside.Prefix = prefix;
   diffTable(inside, pair, fields);
+}
+
+// Adds that the walk has come to something that only one side has.
+static void addOneSided(const FIELD_WALK &walk, bool isOld) {
+  TEXT present = {};
+  putText(&present, "present");
+  addValues(walk, /* row= */ nullptr, isOld ? present : TEXT{}, isOld ? TEXT{} : present);
 }
 
 // Compares the elements of that name that have the same text in their child key, along fields.
@@ -223,8 +235,14 @@ static void diffKeyed(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD
       putElementWords(&prefix, inner.Element);
       putText(&prefix, " ");
       putText(&prefix, key);
-      NODE_PAIR both = side == DIFF_OLD ? NODE_PAIR{mine, other} : NODE_PAIR{other, mine};
-      diffInside(walk, both, row, fields, textOf(prefix));
+      FIELD_WALK inside = walk;
+      inside.Element = row.Element;
+      inside.Prefix = textOf(prefix);
+      if (other == nullptr) {
+        addOneSided(inside, side == DIFF_OLD);
+      } else {
+        diffTable(inside, {mine, other}, fields);
+      }
       walk.Diff->Status = prefix.Failed ? EFI_OUT_OF_RESOURCES : walk.Diff->Status;
       freeText(&prefix);
     }
@@ -256,7 +274,7 @@ static void diffValue(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD
     }
     putIds(&oldValue, walk, DIFF_OLD, pair.Old, row.Element);
     putIds(&newValue, walk, DIFF_NEW, pair.New, row.Element);
-    addValues(walk, row, oldValue, newValue);
+    addValues(walk, &row, oldValue, newValue);
     return;
   default:
     putValue(&oldValue, row, pair.Old);
@@ -267,7 +285,7 @@ static void diffValue(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD
     freeText(&newValue);
     return;
   }
-  addValues(walk, row, oldValue, newValue);
+  addValues(walk, &row, oldValue, newValue);
 }
 
 static void diffField(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD_ROW &row) {
