@@ -1,18 +1,20 @@
-# Host targets: the driver as a static library, the platform pieces, tests.
+# Host targets: the driver as a static library, the platform pieces, tests, and what is installed.
 
 objects_of(driver_objects ${DRIVER_ROOMS})
 add_library(raidxyl STATIC ${driver_objects})
-target_include_directories(raidxyl PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+public_includes(raidxyl)
 
 objects_of(platform_objects xml_service debug_log sim_controller)
 add_library(raidxyl_platform STATIC ${platform_objects})
-target_include_directories(raidxyl_platform PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+public_includes(raidxyl_platform)
 target_link_libraries(raidxyl_platform PUBLIC raidxyl)
 
 file(GLOB firmware_sources CONFIGURE_DEPENDS platform/firmware/*.cpp)
 if(firmware_sources)
   add_host_library(raidxyl_firmware ${firmware_sources})
 endif()
+
+include(cmake/install.cmake)
 
 option(RAIDXYL_TESTS "Build the host tests" ON)
 if(RAIDXYL_TESTS)

@@ -35,10 +35,17 @@ function(add_freestanding_room folder)
   target_compile_options(room_${name} PRIVATE ${RAIDXYL_WARNINGS} ${RAIDXYL_FREESTANDING} ${RAIDXYL_HOST_OPTIONS})
 endfunction()
 
+# public_includes(TARGET): headers by room, and those of include/ by name; installed ones stand in one folder.
+function(public_includes target)
+  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                                              $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+                                              $<INSTALL_INTERFACE:include/raidxyl>)
+endfunction()
+
 # add_host_library(NAME SOURCES...): a static library of host code.
 function(add_host_library name)
   add_library(${name} STATIC ${ARGN})
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+  public_includes(${name})
   target_compile_options(${name} PRIVATE ${RAIDXYL_WARNINGS} ${RAIDXYL_HOST_OPTIONS})
 endfunction()
 

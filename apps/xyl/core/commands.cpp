@@ -191,6 +191,14 @@ const XYL_COMMAND g_xylCommands[] = {
      "removes the faults that 'sim fail-next' left pending", "Says how many there were.",
      "xyl sim clear-faults lab.json", "", nullptr},
 
+    {"man", "", 0, 0, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+     "writes the manual page", "Writes the manual page, in the form that man reads, to the standard output.",
+     "xyl man", "", nullptr},
+
+    {"completion", "", 0, 0, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+     "writes the completion script for bash", "Writes a script for bash that completes commands, options and presets.",
+     "xyl completion", "", nullptr},
+
     {"help", "[COMMAND]", 0, 2, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,
      "shows this help or that of a command", "The same as -h or --help behind a command.", "xyl help restore",
      "xyl help restore", nullptr},

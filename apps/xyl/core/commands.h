@@ -15,6 +15,16 @@ struct XYL_OPTION {
 // Indexed by XYL_OPTION_ID.
 extern const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT];
 
+// What an outcome leaves for the caller, and what it means.
+struct XYL_OUTCOME_TEXT {
+  const CHAR8 *HostCode;
+  const CHAR8 *ShellCode;
+  const CHAR8 *Meaning;
+};
+
+// Indexed by XYL_OUTCOME.
+extern const XYL_OUTCOME_TEXT g_xylOutcomes[XYL_OUTCOME_COUNT];
+
 enum XYL_NEEDS {
   XYL_NEEDS_NOTHING,
   XYL_NEEDS_CONTROLLER,

@@ -1,14 +1,7 @@
 #include "apps/xyl/core/commands.h"
 #include "base/text.h"
 
-struct OUTCOME_TEXT {
-  const CHAR8 *HostCode;
-  const CHAR8 *ShellCode;
-  const CHAR8 *Meaning;
-};
-
-// Indexed by XYL_OUTCOME.
-static constexpr OUTCOME_TEXT g_outcomes[XYL_OUTCOME_COUNT] = {
+const XYL_OUTCOME_TEXT g_xylOutcomes[XYL_OUTCOME_COUNT] = {
     {"0", "0", "success"},
     {"1", "0x1B", "there are differences"},
     {"2", "0x2", "the command line is wrong"},
@@ -44,7 +37,7 @@ static void sayOutcomes(const XYL_HOST *host, UINT32 outcomes) {
   say(host, u"\nReturn values%a:\n", host->Front == XYL_FRONT_SHELL ? " (in %lasterror%)" : "");
   for (UINTN i = 0; i < XYL_OUTCOME_COUNT; ++i) {
     if ((outcomes & (1U << i)) != 0) {
-      const OUTCOME_TEXT &row = g_outcomes[i];
+      const XYL_OUTCOME_TEXT &row = g_xylOutcomes[i];
       say(host, u"  %-5a  %a\n", host->Front == XYL_FRONT_SHELL ? row.ShellCode : row.HostCode, row.Meaning);
     }
   }

@@ -8,6 +8,7 @@
 
 #include "apps/xyl/core/commands.h"
 #include "apps/xyl/host/files.h"
+#include "apps/xyl/host/manual.h"
 #include "apps/xyl/host/platform.h"
 #include "apps/xyl/host/report.h"
 #include "apps/xyl/host/sim_commands.h"
@@ -123,6 +124,9 @@ static XYL_RESULT runRequest(XYL_HOST &host, const XYL_REQUEST &request) {
   if (request.Help) {
     xylHelp(&host, request);
     return succeeded();
+  }
+  if (isManualCommand(request)) {
+    return runManualCommand(host, request);
   }
   return isSimCommand(request) ? runSimCommand(host, request) : runOnPlatform(host, request);
 }

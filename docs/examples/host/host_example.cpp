@@ -1,0 +1,53 @@
+// Management software on the host: the driver bound to a simulated controller, on the stand-in for firmware. Breaks a
+// disk, and prints the inventory document.
+#include <cstdio>
+
+#include "driver/driver.h"
+#include "platform/firmware/firmware.h"
+#include "platform/sim_controller/sim_controller.h"
+#include "platform/xml_service/xml_service.h"
+#include "raid_xyl.h"
+
+static RAID_XYL_PROTOCOL *bindDriver(Firmware &firmware, SIM_CONTROLLER *sim) {
+  static const EFI_GUID guid = RAID_XYL_PROTOCOL_GUID;
+  EFI_HANDLE controller = nullptr;
+  void *xyl = nullptr;
+  EFI_BOOT_SERVICES *services = firmware.bootServices();
+  if (EFI_ERROR(simInstall(sim, &controller)) ||
+      EFI_ERROR(services->ConnectController(controller, nullptr, nullptr, /* Recursive= */ 1)) ||
+      EFI_ERROR(services->HandleProtocol(controller, &guid, &xyl))) {
+    return nullptr;
+  }
+  return static_cast<RAID_XYL_PROTOCOL *>(xyl);
+}
+
+static bool printInventory(Firmware &firmware, RAID_XYL_PROTOCOL *xyl) {
+  RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
+  RAID_XYL_BUFFER document = {};
+  if (EFI_ERROR(xyl->Get_Live(xyl, &parameter, &document))) {
+    return false;
+  }
+  std::fputs(static_cast<const char *>(document.Data), stdout);
+  firmware.bootServices()->FreePool(document.Data);
+  return true;
+}
+
+int main() {
+  Firmware firmware;
+  setSystemTable(firmware.systemTable()); // for the simulated controller, which is part of no image here
+  SIM_CONTROLLER *sim = nullptr;
+  EFI_HANDLE xmlService = nullptr;
+  EFI_HANDLE driver = nullptr;
+  if (EFI_ERROR(firmware.loadImage(XmlServiceEntry, &xmlService)) ||
+      EFI_ERROR(firmware.loadImage(RaidXylEntry, &driver)) || EFI_ERROR(simCreate("demo", &sim))) {
+    return 1;
+  }
+  simFailDisk(sim, sim->disks.items[0].objectId);
+  RAID_XYL_PROTOCOL *xyl = bindDriver(firmware, sim);
+  bool printed = xyl != nullptr && printInventory(firmware, xyl);
+  // In this order: the driver lets go of the controller, which then can go itself.
+  firmware.unloadImage(driver);
+  simDestroy(sim);
+  firmware.unloadImage(xmlService);
+  return printed && firmware.complaints().empty() && firmware.pool().liveAllocations == 0 ? 0 : 1;
+}
