@@ -9,7 +9,7 @@ import tempfile
 
 XYL = os.path.abspath(sys.argv[1])
 PICTURES = os.path.abspath(sys.argv[2]) if len(sys.argv) > 2 else None
-WIDE, PHONE = (1280, 900), (360, 740)
+WIDE, PHONE, LOW = (1280, 900), (360, 740), (1000, 320)
 faults = []
 
 
@@ -147,7 +147,7 @@ def look(browser, page):
 
 def walk(browser, page):
     """The page by keyboard."""
-    browser.load(page)
+    browser.load(page, LOW)
     slots, reached, first = browser.value(ALL_SLOTS), [], None
     for _ in range(2000):
         browser.key("Tab", 9)

@@ -119,6 +119,12 @@ def main():
         check(found == ["slot " + style], "saved.xml now.xml", f"{label}: {found}")
     for mark in ("disk 1021, replaced", "disk 1022, new", "disk 1010, changed"):
         check(any(words.endswith(mark) for words, _ in drawn), "saved.xml now.xml", f"no slot says {mark}")
+    xyl("sim new --preset direct direct.json")
+    xyl("get --controller direct.json -o direct.xml")
+    xyl("sim pull direct.json direct:3")
+    xyl("get --controller direct.json -o pulled.xml")
+    drawn = slots(report("direct.xml pulled.xml", "Removed from elsewhere"))
+    check([kind for _, kind in drawn].count("slot gone") == 1 and len(drawn) == 8, "direct", f"{drawn}")
     report("now.xml now.xml", "Nothing differs from now.xml")
 
     with open("changes.xml", "w", encoding="ascii") as file:

@@ -126,6 +126,7 @@ a.slot:focus-visible .card, a.slot:hover .card { visibility: visible; }
 @media print {
   @page { margin: 14mm; }
   html { font-size: 11px; }
+  a { outline: 0 !important; }
   body { background: none; }
   * { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
   nav, .skip, .card, .legend-how { display: none; }

@@ -179,6 +179,33 @@ static void putLegend(REPORT &report) {
       "for, as their table lists them. Focus or point at a slot to see its disk; follow it for the whole row.</p>\n");
 }
 
+// Removed disks that were attached to the adapter, or went with their enclosure.
+static void putGoneElsewhere(REPORT &report) {
+  if (report.changes == nullptr) {
+    return;
+  }
+  std::vector<const DIFFERENCE *> gone;
+  for (const DIFFERENCE *removed : report.changes->removedDisks) {
+    bool hasEnclosure = false;
+    for (const XML_NODE *enclosure : report.model.enclosures) {
+      hasEnclosure |= textEqual(childText(enclosure, "ObjectID"), childText(removed->OldNode, "EnclosureObjectID"));
+    }
+    if (!hasEnclosure) {
+      gone.push_back(removed);
+    }
+  }
+  if (gone.empty()) {
+    return;
+  }
+  put(report.page, R"(<section class="enclosure" aria-labelledby="gone"><h3 id="gone">Removed from elsewhere</h3>
+<ol class="slots">
+)");
+  for (const DIFFERENCE *removed : gone) {
+    putGoneSlot(report, fieldOf(removed->OldNode, "Slot"), *removed);
+  }
+  put(report.page, "</ol>\n</section>\n");
+}
+
 void putEnclosures(REPORT &report) {
   std::string &page = report.page;
   put(page, "<section aria-labelledby=\"picture\"><h2 id=\"picture\">Slots</h2>\n");
@@ -199,5 +226,6 @@ void putEnclosures(REPORT &report) {
     putSlots(report, nullptr, 0);
     put(page, "</section>\n");
   }
+  putGoneElsewhere(report);
   put(page, "</section>\n");
 }
