@@ -98,25 +98,6 @@ TEST(Verify, FirmwareIsComparedWithinItsMajorVersion) {
   }
 }
 
-// The rules in full are those of fuzz/version_compare.cpp.
-TEST(Verify, VersionsComparePieceByPiece) {
-  const struct {
-    const CHAR16 *a, *b;
-    int order;
-  } cases[] = {
-      {u"1.2", u"1-2.0", 0},
-      {u"3a.1", u"3.1", 0},
-      {u"\u01325", u"25", 0},
-      {u"1.9", u"1.10", -1},
-      {u"0", u"18446744073709551615", -1},
-      {u"0000000000000000000000000000001.2", u"00000000000000000000000000000012", 0}, // 31 characters are a piece
-  };
-  for (auto &row : cases) {
-    EXPECT_EQ(VersionCompare(row.a, row.b), row.order) << &row - cases;
-    EXPECT_EQ(VersionCompare(row.b, row.a), -row.order) << &row - cases;
-  }
-}
-
 TEST(Verify, ArgumentsAndNewDataAreCheckedBeforeTheController) {
   World world;
   RAID_XYL_PARAMETER parameter = {0, 77}; // not looked at
