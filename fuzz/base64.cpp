@@ -57,7 +57,6 @@ static std::string decode(const std::string &text) {
 }
 
 FUZZ_TARGET(base64) {
-  FuzzBalance balance;
   std::string text = input.text();
   mustHold(decode(text) == decodeByRules(text), "decoded otherwise");
   mustHold(decode(encode(text)) == text, "not the same again");

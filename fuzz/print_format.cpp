@@ -1,25 +1,9 @@
-// Print formatting. The input makes a format piece by piece together with the arguments and, by the host's own printf,
-// the text that must come out; or it is itself the format, and every argument is an address of readable memory.
+// Print formatting: one conversion between two texts against what the host's own printf makes of it; or the input is
+// itself the format, and every argument is an address of readable memory.
 
 #include "fuzz/support.h"
 
 #include "base/print.h"
-
-#include <cstdio>
-#include <deque>
-#include <vector>
-
-constexpr size_t MAX_ARGUMENTS = 8;
-
-// In the firmware's calling convention every argument takes eight bytes, whatever its width.
-struct FORMATTED {
-  std::u16string format;
-  std::string wanted; // a character is one unit
-  uint64_t arguments[MAX_ARGUMENTS];
-  size_t count;
-  std::deque<std::string> texts;
-  std::deque<std::u16string> wideTexts;
-};
 
 static UINTN EFIAPI formatInto(CHAR16 *buffer, UINTN capacity, const CHAR16 *format, ...) {
   EFI_VA_LIST arguments;
@@ -29,138 +13,92 @@ static UINTN EFIAPI formatInto(CHAR16 *buffer, UINTN capacity, const CHAR16 *for
   return length;
 }
 
-static std::u16string format(const std::u16string &format, const uint64_t (&arguments)[MAX_ARGUMENTS],
-                             size_t capacity) {
+// In the firmware's calling convention every argument takes eight bytes, whatever its width.
+static std::u16string format(const std::u16string &format, uint64_t argument, size_t capacity) {
   std::vector<CHAR16> buffer(capacity, u'#');
-  const uint64_t(&a)[MAX_ARGUMENTS] = arguments;
   std::vector<CHAR16> exact(format.c_str(), format.c_str() + format.size() + 1);
-  UINTN length = formatInto(buffer.data(), capacity, exact.data(), a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7]);
+  uint64_t a = argument;
+  UINTN length = formatInto(buffer.data(), capacity, exact.data(), a, a, a, a, a, a, a, a);
   mustHold(length < capacity && buffer[length] == 0, "length");
   return {buffer.data(), length};
 }
 
 // With every capacity the text is the beginning of the whole one.
-static void judgeCut(const std::u16string &text, const std::u16string &whole, size_t capacity) {
-  mustHold(text == whole.substr(0, capacity - 1), "cut otherwise");
+static std::u16string judgeCut(const std::u16string &text, uint64_t argument, size_t capacity) {
+  std::u16string whole = format(text, argument, 1 << 12);
+  if (whole.size() < (1 << 12) - 1) { // a width may be larger
+    mustHold(format(text, argument, capacity) == whole.substr(0, capacity - 1), "cut otherwise");
+  }
+  return whole;
 }
 
-template <class... A> static void wantPrinted(FORMATTED &made, const std::string &format, A... arguments) {
-  char buffer[600];
-  int length = std::snprintf(buffer, sizeof buffer, format.c_str(), arguments...);
-  made.wanted.append(buffer, static_cast<size_t>(length));
+static std::u16string wide(const std::string &text) {
+  return {text.begin(), text.end()};
 }
 
 // Text of readable characters, since what is printed is compared with the host's.
 static std::string readableText(FuzzInput &input) {
   std::string text;
   for (uint8_t left = input.byte() % 40; left != 0; --left) {
-    text += static_cast<char>(' ' + input.byte() % 95);
+    char character = static_cast<char>(' ' + input.byte() % 95);
+    text += character == '%' ? '#' : character;
   }
   return text;
 }
 
-static void addText(FORMATTED &made, FuzzInput &input, const std::string &flags, bool wide) {
-  std::string text = readableText(input);
-  bool null = text == "~";
-  made.texts.push_back(text);
-  made.wideTexts.emplace_back(text.begin(), text.end());
-  const void *address = wide ? static_cast<const void *>(made.wideTexts.back().c_str()) : made.texts.back().c_str();
-  made.arguments[made.count++] = null ? 0 : reinterpret_cast<uint64_t>(address);
-  // Null texts ignore the precision.
-  std::string hostFlags = null ? flags.substr(0, flags.find('.')) : flags;
-  wantPrinted(made, "%" + hostFlags + "s", null ? "<null string>" : text.c_str());
+template <class T> static std::string printed(const std::string &format, T argument) {
+  char buffer[600];
+  std::snprintf(buffer, sizeof buffer, format.c_str(), argument);
+  return buffer;
 }
 
-static void addNumber(FORMATTED &made, FuzzInput &input, const std::string &flags, char type, bool isLong) {
-  uint64_t value = input.number(8);
-  made.arguments[made.count++] = value;
-  std::string host = "%" + std::string(type == 'X' ? "0" : "") + flags + (isLong ? "ll" : "");
-  host += type == 'x' ? 'X' : type;
-  if (isLong) {
-    wantPrinted(made, host, static_cast<unsigned long long>(value));
-  } else {
-    wantPrinted(made, host, static_cast<unsigned>(value));
-  }
+static std::string numberPrinted(std::string flags, char type, bool isLong, uint64_t value) {
+  flags = (type == 'X' ? "%0" : "%") + flags + (isLong ? "ll" : "") + (type == 'x' ? 'X' : type);
+  return isLong ? printed(flags, value) : printed(flags, static_cast<unsigned>(value));
 }
 
-static void addStatus(FORMATTED &made, FuzzInput &input, const std::string &flags) {
-  uint64_t value = input.byte() | static_cast<uint64_t>(input.byte() % 2) << 63;
-  const CHAR8 *text = statusText(value);
-  made.arguments[made.count++] = value;
-  if (text != nullptr) {
-    wantPrinted(made, "%" + flags + "s", text);
-    return;
-  }
-  char digits[9];
-  std::snprintf(digits, sizeof digits, "%08X", static_cast<unsigned>(value));
-  wantPrinted(made, "%" + flags + "s", digits);
+static std::string statusPrinted(const std::string &flags, EFI_STATUS status) {
+  const CHAR8 *text = statusText(status);
+  std::string digits = printed("%08X", static_cast<unsigned>(status));
+  return printed("%" + flags + "s", text != nullptr ? text : digits.c_str());
 }
 
-static void addConversion(FORMATTED &made, FuzzInput &input) {
+static void judgeConversion(FuzzInput &input, size_t capacity) {
   static const std::string types = "duxXasSr";
+  std::string before = readableText(input), text = readableText(input);
+  std::u16string wideText = wide(text);
   char type = types[input.byte() % types.size()];
-  bool isNumber = types.find(type) < 4;
+  bool isNumber = types.find(type) < 4, isText = !isNumber && type != 'r';
   uint8_t choices = input.byte();
+  bool isLong = isNumber && (choices & 8) != 0;
   std::string flags = (choices & 1) != 0 ? "-" : "";
   flags += isNumber && (choices & 2) != 0 ? "0" : "";
   flags += (choices & 4) != 0 ? std::to_string(input.byte() + 1) : "";
-  bool isLong = isNumber && (choices & 8) != 0;
-  bool isText = type == 'a' || type == 's' || type == 'S';
   flags += isText && (choices & 16) != 0 ? "." + std::to_string(input.byte()) : "";
-  std::string conversion = "%" + flags + (isLong ? "l" : "") + type;
-  made.format.append(conversion.begin(), conversion.end());
-  if (isNumber) {
-    addNumber(made, input, flags, type, isLong);
-  } else if (isText) {
-    addText(made, input, flags, type != 'a');
-  } else {
-    addStatus(made, input, flags);
+  uint64_t argument = input.number(8);
+  argument = type == 'r' ? argument % 256 | argument >> 63 << 63 : argument;
+  std::string wanted = isNumber ? numberPrinted(flags, type, isLong, argument) : statusPrinted(flags, argument);
+  if (isText) {
+    argument = reinterpret_cast<uint64_t>(type == 'a' ? static_cast<const void *>(text.c_str()) : wideText.c_str());
+    wanted = printed("%" + flags + "s", text.c_str());
   }
+  std::u16string whole = judgeCut(wide(before + "%" + flags + (isLong ? "l" : "") + type + before), argument, capacity);
+  mustHold(whole == wide(before + wanted + before), "printed otherwise: " + wanted);
 }
 
-static void judgeMade(FuzzInput &input) {
-  FORMATTED made = {};
-  size_t capacity = 1 + input.number(2) % 700;
-  while (!input.atEnd() && made.count < MAX_ARGUMENTS) {
-    addConversion(made, input);
-    std::string between = readableText(input);
-    for (char character : between) {
-      made.format += static_cast<char16_t>(character);
-      made.format += character == '%' ? u"%" : u"";
-    }
-    made.wanted += between;
-  }
-  std::u16string whole = format(made.format, made.arguments, 8192);
-  mustHold(whole == std::u16string(made.wanted.begin(), made.wanted.end()), "printed otherwise: " + made.wanted);
-  judgeCut(format(made.format, made.arguments, capacity), whole, capacity);
-}
-
-static void judgeAny(FuzzInput &input) {
+static void judgeAny(FuzzInput &input, size_t capacity) {
   static const uint64_t memory[4] = {0x0041004200430044, 0x8041FF4200430044, 0, 0};
-  size_t capacity = 1 + input.number(2) % 700;
-  uint64_t arguments[MAX_ARGUMENTS];
-  for (uint64_t &argument : arguments) {
-    argument = reinterpret_cast<uint64_t>(memory);
-  }
   std::u16string any;
   size_t conversions = 0;
-  for (uint8_t unit = input.byte(); unit != 0; unit = input.byte()) {
+  for (uint8_t unit = input.byte(); unit != 0 && conversions < 8; unit = input.byte()) {
+    any += static_cast<char16_t>(unit < 0x80 ? unit : unit << 8);
     conversions += unit == '%' ? 1 : 0;
-    if (conversions <= MAX_ARGUMENTS || unit != '%') {
-      any += static_cast<char16_t>(unit < 0x80 ? unit : unit << 8);
-    }
   }
-  // A width may be large.
-  std::u16string whole = format(any, arguments, 1 << 12);
-  if (whole.size() < (1 << 12) - 1) {
-    judgeCut(format(any, arguments, capacity), whole, capacity);
-  }
+  judgeCut(any, reinterpret_cast<uint64_t>(memory), capacity);
 }
 
 FUZZ_TARGET(print_format) {
-  if (input.byte() % 2 == 0) {
-    judgeMade(input);
-  } else {
-    judgeAny(input);
-  }
+  bool isAny = input.byte() % 2 != 0;
+  size_t capacity = 1 + input.number(2) % 700;
+  isAny ? judgeAny(input, capacity) : judgeConversion(input, capacity);
 }

@@ -1,14 +1,12 @@
-// What the fuzz targets share: the input as a source of values, and one firmware with the driver in it for all runs.
-// Every run is judged: what does not hold ends the process.
+// What the fuzz targets share: the input as a source of values, and one world for all runs. Every run is judged: what
+// does not hold ends the process.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
-#include "platform/firmware/firmware.h"
-#include "platform/sim_controller/sim_controller.h"
-#include "raid_xyl.h"
+#include "tests/support/world.h"
 
 // An input, read from its front. What is missing at its end is 0.
 class FuzzInput {
@@ -27,6 +25,10 @@ private:
   const uint8_t *end_;
 };
 
+// Runs a target's body and judges what it left: the pool as it was, without misuse, and a consistent controller whose
+// answers came back. The controller is put back to its start beforehand.
+void runJudged(void (*body)(FuzzInput input), FuzzInput input);
+
 // The body of a target; an engine calls it for every input, the replay under the target's name.
 #ifdef FUZZ_ENGINE
 #define FUZZ_ENTRY(name) LLVMFuzzerTestOneInput
@@ -36,7 +38,7 @@ private:
 #define FUZZ_TARGET(name)                                                                                              \
   static void runOne(FuzzInput input);                                                                                 \
   extern "C" int FUZZ_ENTRY(name)(const uint8_t *data, size_t size) {                                                  \
-    runOne(FuzzInput(data, size));                                                                                     \
+    runJudged(runOne, FuzzInput(data, size));                                                                          \
     return 0;                                                                                                          \
   }                                                                                                                    \
   static void runOne(FuzzInput input)
@@ -44,54 +46,13 @@ private:
 // Ends the process with a message when holds is false.
 void mustHold(bool holds, const std::string &what);
 
-// The firmware with the XML service, the log and the driver in it; it lasts as long as the process.
-Firmware &fuzzFirmware();
+// The world with a small controller: one enclosure, eight disks, two volumes, a hot spare, a key. It lasts as long as
+// the process; an expectation of its own that fails ends that too.
+World &fuzzWorld();
 
-// The driver's image in it, and its table on a controller handle, or null.
-EFI_HANDLE fuzzDriver();
-RAID_XYL_PROTOCOL *fuzzTable(EFI_HANDLE controller);
+// Puts the controller's state back to its start.
+void resetFuzzWorld();
 
-// While it exists one run takes place; when it goes, the pool must hold what it held before, without misuse.
-class FuzzBalance {
-public:
-  explicit FuzzBalance(const SIM_CONTROLLER *sim = nullptr);
-  ~FuzzBalance();
-  FuzzBalance(const FuzzBalance &) = delete;
-  FuzzBalance &operator=(const FuzzBalance &) = delete;
-
-private:
-  uint64_t heldBytes() const;
-
-  const SIM_CONTROLLER *sim_;
-  uint64_t allocations_;
-  uint64_t bytes_;
-};
-
-// A small simulated controller: one enclosure, eight disks, two volumes, a hot spare, a key.
-struct FUZZ_SIM {
-  SIM_CONTROLLER *sim;
-  RAID_XYL_PROTOCOL *xyl;
-};
-FUZZ_SIM &fuzzSim();
-// Puts its state back to the start.
-void resetFuzzSim();
-// The answers came back and nothing wrong did.
-void judgeFuzzSim();
-
-// What Set_Live gets as its output argument.
-enum FUZZ_OUTPUT { OUTPUT_NULL, OUTPUT_EMPTY, OUTPUT_SMALL, OUTPUT_NEW_DATA, OUTPUT_KINDS };
-
-// Documents of Set_Live; empty ones are left out.
-struct FUZZ_DOCUMENTS {
-  std::string options;
-  std::string saved;
-  std::string request;
-};
-
-// The operations, with the rules for their results and for who owns which text.
-EFI_STATUS fuzzGet(RAID_XYL_PROTOCOL *xyl, std::string *document);
-EFI_STATUS fuzzVerify(RAID_XYL_PROTOCOL *xyl, const std::string &saved);
-EFI_STATUS fuzzSet(RAID_XYL_PROTOCOL *xyl, const FUZZ_DOCUMENTS &documents, FUZZ_OUTPUT kind);
-
-// Whether the XML service takes the text.
-bool fuzzParses(const std::string &document);
+// The operations, with the rules for their results. Empty documents are left out.
+EFI_STATUS fuzzVerify(const std::string &saved);
+EFI_STATUS fuzzSet(const std::string &options, const std::string &saved, const std::string &request);

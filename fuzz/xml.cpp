@@ -33,7 +33,6 @@ static void judgeTrees(const XML_NODE *a, const XML_NODE *b) {
 }
 
 FUZZ_TARGET(xml) {
-  FuzzBalance balance;
   std::string document = input.text();
   getXMLProto();
   XML_NODE *root = nullptr;
@@ -48,8 +47,8 @@ FUZZ_TARGET(xml) {
   judgeTrees(root, again);
   CHAR8 *textAgain = XMLNodeToText(again);
   mustHold(textEqual(text, textAgain), "serialised differently");
-  fuzzFirmware().bootServices()->FreePool(text);
-  fuzzFirmware().bootServices()->FreePool(textAgain);
+  g_bootServices->FreePool(text);
+  g_bootServices->FreePool(textAgain);
   FreeXMLNode(root);
   FreeXMLNode(again);
 }
