@@ -192,8 +192,8 @@ const XYL_COMMAND g_xylCommands[] = {
      "xyl sim clear-faults lab.json", "", nullptr},
 
     {"man", "", 0, 0, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
-     "writes the manual page", "Writes the manual page, in the form that man reads, to the standard output.",
-     "xyl man", "", nullptr},
+     "writes the manual page", "Writes the manual page, in the form that man reads, to the standard output.", "xyl man",
+     "", nullptr},
 
     {"completion", "", 0, 0, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
      "writes the completion script for bash", "Writes a script for bash that completes commands, options and presets.",
