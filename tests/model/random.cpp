@@ -1,5 +1,7 @@
 #include "tests/model/random.h"
 
+#include "tests/live/request_text.h"
+
 static constexpr UINT64 GB = 1000000000ULL;
 static constexpr UINT32 UNKNOWN_DISK = 7777;
 
@@ -110,55 +112,53 @@ void happen(SIM_CONTROLLER *sim, RANDOM &random) {
 
 // --- Saved documents ---
 
-// A state that the document of no controller shows.
+// States that the document of no controller shows. Where there is no disk or virtual disk, what is done to it is lost.
+static void (*const g_distortions[])(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &volume, RANDOM &random) = {
+    [](auto sim, auto &, auto &, auto &) { sim->adapter.deviceId ^= 1; },
+    [](auto sim, auto &, auto &, auto &random) {
+      UINT32 mode = random.below(MODES);
+      simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
+    },
+    [](auto sim, auto &, auto &, auto &) { sim->disks.count = 0; },
+    [](auto sim, auto &, auto &, auto &) { sim->virtualDisks.count = 0; },
+    [](auto sim, auto &disk, auto &, auto &) { // two in one place
+      disk.enclosureObjectId = sim->disks.items[0].enclosureObjectId;
+      disk.enclosureDeviceId = sim->disks.items[0].enclosureDeviceId;
+      disk.slot = sim->disks.items[0].slot;
+      disk.port = sim->disks.items[0].port;
+    },
+    [](auto, auto &disk, auto &, auto &) { disk.fqdd[0] = u'x'; }, // in no place
+    [](auto sim, auto &disk, auto &, auto &) { disk.objectId = sim->disks.items[0].objectId; },
+    [](auto, auto &disk, auto &, auto &) { disk.objectId = 1; }, // as a virtual disk has
+    [](auto, auto &disk, auto &, auto &) { disk.size *= 2; },
+    [](auto sim, auto &, auto &, auto &random) { // all of them spares
+      std::for_each(sim->disks.items, sim->disks.items + sim->disks.count, [&](SIM_DISK &each) {
+        each.hotspare = static_cast<UINT8>(1 + random.below(2));
+        each.vds[each.vdCount++] = 1 + random.below(2);
+      });
+    },
+    [](auto sim, auto &, auto &, auto &) {
+      std::for_each(sim->disks.items, sim->disks.items + sim->disks.count, [](SIM_DISK &each) { each.port ^= 1; });
+    },
+    [](auto, auto &, auto &volume, auto &) { volume.pds[0] = UNKNOWN_DISK; },
+    [](auto, auto &, auto &volume, auto &) { volume.pdCount = 0; },
+    [](auto, auto &, auto &volume, auto &) { volume.attributes |= RAID_VD_ATTRIBUTE_FDE; },
+    [](auto sim, auto &disk, auto &, auto &) {
+      SIM_VIRTUAL_DISK *cache = simAppend(sim->virtualDisks);
+      cache->levelDesc = sim->adapter.levels[0];
+      cache->raidLevel = cache->levelDesc.RAIDLevel;
+      cache->attributes = RAID_VD_ATTRIBUTE_CACHECADE;
+      cache->pds[cache->pdCount++] = disk.objectId;
+    },
+};
+
 static void distort(SIM_CONTROLLER *sim, RANDOM &random) {
-  SIM_DISK *disk = sim->disks.count == 0 ? nullptr : &sim->disks.items[random.below(sim->disks.count)];
-  SIM_DISK *first = sim->disks.items;
-  SIM_VIRTUAL_DISK *volume =
-      sim->virtualDisks.count == 0 ? nullptr : &sim->virtualDisks.items[random.below(sim->virtualDisks.count)];
-  UINT32 kind = random.below(15);
-  if (kind == 0) {
-    sim->adapter.deviceId ^= 1;
-  } else if (kind == 1) {
-    UINT32 mode = random.below(MODES);
-    simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
-  } else if (kind == 2) {
-    sim->disks.count = 0;
-  } else if (kind == 3) {
-    sim->virtualDisks.count = 0;
-  } else if (disk != nullptr && kind == 4) { // two in one place
-    disk->enclosureObjectId = first->enclosureObjectId;
-    disk->enclosureDeviceId = first->enclosureDeviceId;
-    disk->slot = first->slot;
-    disk->port = first->port;
-  } else if (disk != nullptr && kind == 5) {
-    disk->fqdd[0] = u'x'; // in no place
-  } else if (disk != nullptr && kind == 6) {
-    disk->objectId = first->objectId;
-  } else if (disk != nullptr && kind == 7) {
-    disk->size *= 2;
-  } else if (disk != nullptr && kind == 8) { // all of them spares
-    std::for_each(first, first + sim->disks.count, [&](SIM_DISK &each) {
-      each.hotspare = static_cast<UINT8>(1 + random.below(2));
-      each.vds[each.vdCount++] = 1 + random.below(2);
-    });
-  } else if (disk != nullptr && kind == 9) {
-    disk->objectId = 1; // as a virtual disk has
-  } else if (disk != nullptr && kind == 10) {
-    std::for_each(first, first + sim->disks.count, [](SIM_DISK &each) { each.port ^= 1; });
-  } else if (volume != nullptr && kind == 11) {
-    volume->pds[0] = UNKNOWN_DISK;
-  } else if (volume != nullptr && kind == 12) {
-    volume->pdCount = 0;
-  } else if (disk != nullptr && kind == 13) {
-    volume = simAppend(sim->virtualDisks);
-    volume->levelDesc = sim->adapter.levels[0];
-    volume->raidLevel = volume->levelDesc.RAIDLevel;
-    volume->attributes = RAID_VD_ATTRIBUTE_CACHECADE;
-    volume->pds[volume->pdCount++] = disk->objectId;
-  } else if (volume != nullptr && kind == 14) {
-    volume->attributes |= RAID_VD_ATTRIBUTE_FDE;
-  }
+  SIM_DISK noDisk = {};
+  SIM_VIRTUAL_DISK noVolume = {};
+  UINT32 disks = sim->disks.count, volumes = sim->virtualDisks.count;
+  SIM_DISK &disk = disks == 0 ? noDisk : sim->disks.items[random.below(disks)];
+  SIM_VIRTUAL_DISK &volume = volumes == 0 ? noVolume : sim->virtualDisks.items[random.below(volumes)];
+  g_distortions[random.below(std::size(g_distortions))](sim, disk, volume, random);
 }
 
 SAVED save(World &world, RANDOM &random, bool distorted) {
@@ -184,10 +184,6 @@ SAVED save(World &world, RANDOM &random, bool distorted) {
 
 // --- Requests ---
 
-static std::string element(const std::string &name, const std::string &content) {
-  return "<" + name + ">" + content + "</" + name + ">";
-}
-
 static std::string numbers(const std::string &name, const IDS &values) {
   std::string text;
   for (UINT32 value : values) {
@@ -196,7 +192,7 @@ static std::string numbers(const std::string &name, const IDS &values) {
   return text;
 }
 
-static METHOD method(const char *name, COMMAND command, const std::string &object) {
+static METHOD methodOf(const char *name, COMMAND command, const std::string &object) {
   static const char *const types[] = {"Adapter", "Connector", "Enclosure", "Physical Disk", "Virtual Disk"};
   command.revision = std::holds_alternative<KEYS>(command.payload) ? 3 : 0;
   std::string type = command.objectType < std::size(types) ? types[command.objectType] : "Toaster";
@@ -230,13 +226,13 @@ static METHOD randomCreate(RANDOM &random, CHOICES &choices) {
   choices.references.push_back(volume.targetId);
   std::erase_if(choices.ready, [&](UINT32 id) { return contains(members, id); });
   if (random.chance(4)) {
-    return method("Create", {RAID_COMMAND_CREATE, 3 + random.below(2), members}, "");
+    return methodOf("Create", {RAID_COMMAND_CREATE, 3 + random.below(2), members}, "");
   }
   const char *attribute = volume.attributes == RAID_VD_ATTRIBUTE_FDE ? "FDE" : "CacheCade";
-  return method("Create", {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, members, volume},
-                element("VD", numbers("TargetID", {volume.targetId}) + element("Name", narrow(volume.name)) +
-                                  element("RAIDLevel", levels[level]) + element("Size", std::to_string(volume.size)) +
-                                  element("Attributes", volume.attributes == 0 ? "" : element("a", attribute))));
+  return methodOf("Create", {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, members, volume},
+                  element("VD", numbers("TargetID", {volume.targetId}) + element("Name", narrow(volume.name)) +
+                                    element("RAIDLevel", levels[level]) + element("Size", std::to_string(volume.size)) +
+                                    element("Attributes", volume.attributes == 0 ? "" : element("a", attribute))));
 }
 
 static METHOD randomSpare(RANDOM &random, CHOICES &choices) {
@@ -248,8 +244,8 @@ static METHOD randomSpare(RANDOM &random, CHOICES &choices) {
     spare.volumes.push_back(random.chance(8) ? 0x00100009U : random.oneOf(refers ? choices.references : volumes));
   }
   IDS disks = someOf(random, random.chance(75) ? choices.ready : choices.disks, random.chance(85) ? 1 : 2);
-  return method("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, disks, spare},
-                element("PD", element("Hotspare", kinds[spare.hotspare]) + numbers("VD", spare.volumes)));
+  return methodOf("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, disks, spare},
+                  element("PD", element("Hotspare", kinds[spare.hotspare]) + numbers("VD", spare.volumes)));
 }
 
 static const std::string WRITE_THROUGH = // 1
@@ -262,12 +258,12 @@ static METHOD randomVolumeCommand(RANDOM &random, const CHOICES &choices) {
   }
   IDS ids = someOf(random, volumes, random.chance(85) ? 1 : 2);
   if (random.chance(50)) {
-    return method("Delete", {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, ids}, "");
+    return methodOf("Delete", {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, ids}, "");
   }
   SIM_VIRTUAL_DISK changes = {};
   setWide(changes.name, random.chance(50) ? "Renamed" : "");
   changes.currentCachePolicy = random.chance(50) ? 0x1 : 0;
-  return method(
+  return methodOf(
       "Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, ids, changes},
       element("VD", element("Name", narrow(changes.name)) + (changes.currentCachePolicy == 0 ? "" : WRITE_THROUGH)));
 }
@@ -289,7 +285,7 @@ static METHOD randomSettings(RANDOM &random, const SIM_ADAPTER &current) {
                                 numbers("Value", {rate.value}));
   }
   IDS ids = random.chance(10) ? IDS{random.below(2)} : IDS{};
-  return method("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, ids, wanted}, element("Adapter", text));
+  return methodOf("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, ids, wanted}, element("Adapter", text));
 }
 
 static METHOD randomKeys(RANDOM &random) {
@@ -303,12 +299,12 @@ static METHOD randomKeys(RANDOM &random) {
   std::strcpy(reinterpret_cast<char *>(keys.key.passphrase), plain[own]);
   std::string text = modes[keys.key.mode] + element("KeyID", ids[id]);
   if (random.chance(30)) {
-    return method(
+    return methodOf(
         "Rekey", {RAID_COMMAND_REKEY, RAID_OBJECT_ADAPTER, {}, keys},
         element("Key", text + element("NewPassphrase", encoded[own]) + element("OldPassphrase", encoded[old])));
   }
-  return method("Lock", {RAID_COMMAND_LOCK, RAID_OBJECT_ADAPTER, {}, keys},
-                element("Key", text + element("Passphrase", encoded[own])));
+  return methodOf("Lock", {RAID_COMMAND_LOCK, RAID_OBJECT_ADAPTER, {}, keys},
+                  element("Key", text + element("Passphrase", encoded[own])));
 }
 
 // Methods without an object.
@@ -332,7 +328,7 @@ static METHOD randomPlain(RANDOM &random, const CHOICES &choices) {
                                                                     {"Change", {RAID_COMMAND_CHANGE, 4}}};
   auto [name, command] = random.oneOf(all);
   command.ids = random.chance(5) ? someOf(random, choices.disks, 1) : IDS{};
-  return method(name, command, "");
+  return methodOf(name, command, "");
 }
 
 static METHOD randomMethod(RANDOM &random, const STATE &state, CHOICES &choices) {

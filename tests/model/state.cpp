@@ -34,10 +34,13 @@ template <class... T> static std::string line(const T &...parts) {
   return text;
 }
 
-static std::string describe(const SIM_VIRTUAL_DISK &volume) {
+static std::string volumeText(UINT32 level, UINT64 size, UINT32 policy, UINT32 attributes, const IDS &members) {
   UINT32 counting = RAID_VD_ATTRIBUTE_FDE | RAID_VD_ATTRIBUTE_CACHECADE;
-  return line("level", volume.raidLevel, "size", volume.size, "policy", volume.currentCachePolicy, "attributes",
-              volume.attributes & counting, "on", listOf(volume));
+  return line("level", level, "size", size, "policy", policy, "attributes", attributes & counting, "on", members);
+}
+
+static std::string describe(const SIM_VIRTUAL_DISK &volume) {
+  return volumeText(volume.raidLevel, volume.size, volume.currentCachePolicy, volume.attributes, listOf(volume));
 }
 
 std::string describe(const STATE &state) {
@@ -93,14 +96,8 @@ std::string describe(const SIM_LOG_ENTRY *arrived) {
   } else if (arrived->dataSize == RAID_RECORD_SIZE && arrived->block.ObjectType == RAID_OBJECT_VIRTUAL_DISK) {
     RAID_VD_RECORD record;
     copyBytes(&record, arrived->data, sizeof record);
-    SIM_VIRTUAL_DISK volume = {};
-    volume.raidLevel = record.RAIDLevel;
-    volume.size = record.Size;
-    volume.currentCachePolicy = record.CurrentCachePolicy;
-    volume.attributes = record.Attributes;
-    volume.pdCount = static_cast<UINT32>(list.size());
-    std::copy(list.begin(), list.end(), volume.pds);
-    text += line("target", UINT32{record.TargetID}) + describe(volume);
+    text += line("target", UINT32{record.TargetID}) +
+            volumeText(record.RAIDLevel, record.Size, record.CurrentCachePolicy, record.Attributes, list);
   }
   return text;
 }
