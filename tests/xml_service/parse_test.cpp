@@ -1,37 +1,19 @@
-// What Parse accepts, what it makes of it, and what it refuses.
+// What Parse accepts and the oracle cannot judge, and what it refuses.
 
 #include "fixture.h"
 
-TEST_F(XmlService, ParseAccepts) {
+TEST_F(XmlService, ParseAcceptsMarksAndEncodings) {
   const struct {
-    const char *what;
     std::string document, outline;
   } cases[] = {
-      {"nesting", "<a><b><c/></b><d></d ></a>\n", "a{b{c} d}"},
-      {"white space between elements", "<a>\r\n  <b>one two</b>\n\t<c> </c>\n</a>", "a{b=one two c= }"},
-      {"text beside children", "<a>x<b/>y<b/>z</a>", "a{b b}"},
-      {"no text", "<a><b><!-- c --></b><c><![CDATA[]]></c></a>", "a{b c}"},
-      {"order mark, declaration", "\xEF\xBB\xBF<?xml\tversion=\"1.0\"\r\nstandalone=\"yes\"?><a/>", "a"},
-      {"full declaration", "<?xml  version = '1.1' encoding='utf-8' standalone=\"no\" ?>\n<a/>", "a"},
-      {"other encodings", "<?xml version=\"1.0\" encoding=\"Iso-8859-1\"?><a>\xE9</a>", "a=\xE9"},
-      {"ASCII", "<?xml version='1.0' encoding='US-ASCII'?><a/>", "a"},
-      {"surroundings", " <!-- a - b --><?p x?>\n<a/>\t<!----><?xml-q version='1.0'?> ", "a"},
-      {"comments and instructions inside", "<a>x<!-- <b> & -->y<!--->-->1<?p <b> & ? ?>z<?q?></a>", "a=xy1z"},
-      {"sections", "<a>1<![CDATA[<b>&amp;]] ]>]]]>\r\n<![CDATA[\r\n\r]]>2</a>", "a=1<b>&amp;]] ]>]\n\n\n2"},
-      {"named references", "<a b='&lt;&amp;&gt;&quot;&apos;'>&lt;&amp;&gt;&quot;&apos;</a>", "a[b=<&>\"']=<&>\"'"},
-      {"numbers", "<a>&#65;&#x42;&#x00043;&#255;&#xfF;&#9;&#13;</a>", "a=ABC\xFF\xFF\t\r"},
-      {"a section end in pieces", "<a>\r\n]> ]]&gt; ]]<!---->> ]>]</a>", "a=\n]> ]]> ]]> ]>]"},
-      {"line ends", "<a>1\r\n2\r3\n4\r\r\n5</a>", "a=1\n2\n3\n4\n\n5"},
-      {"attributes", "<a b='1'\n\tc = \"'2'\" d='\"' e=''><f g='>]]>/='/></a>", "a[b=1][c='2'][d=\"][e=]{f[g=>]]>/=]}"},
-      {"attribute white space", "<a b=' 1\t2\n3\r\n4\r5&#10;&#9; '/>", "a[b= 1 2 3 4 5\n\t ]"},
-      {"high bytes", "<\xC3\xA9 \xFF='\x80'>\xE2\x82\xAC\x7F</\xC3\xA9>", "\xC3\xA9[\xFF=\x80]=\xE2\x82\xAC\x7F"},
-      {"names", "<_x:y-1.z :a='1' A='2' a='3' aa='4'/>", "_x:y-1.z[:a=1][A=2][a=3][aa=4]"},
-      {"a reference is not read twice", "<a b='&#38;lt;'>&#38;#60;&amp;amp;</a>", "a[b=&lt;]=&#60;&amp;"},
-      {"characters that need no reference", "<a>\"'/=-->?></a>", "a=\"'/=-->?>"},
-      {"blanks in tags", "<a\n><b\tc='1'\r\n/></a\r>", "a{b[c=1]}"},
+      {"\xEF\xBB\xBF<?xml\tversion=\"1.0\"\r\nstandalone=\"yes\"?><a/>", "a"},
+      {"<?xml  version = '1.1' encoding='utf-8' standalone=\"no\" ?>\n<a/>", "a"},
+      {"<?xml version=\"1.0\" encoding=\"Iso-8859-1\"?><a>\xE9</a>", "a=\xE9"},
+      {"<?xml version='1.0' encoding='US-ASCII'?><a/>", "a"},
+      {"<\xC3\xA9 \xFF='\x80'>\xE2\x82\xAC\x7F</\xC3\xA9>", "\xC3\xA9[\xFF=\x80]=\xE2\x82\xAC\x7F"},
   };
   for (const auto &row : cases) {
-    EXPECT_EQ(outline(row.document), row.outline) << row.what;
+    EXPECT_EQ(outline(row.document), row.outline) << row.document;
   }
 }
 
