@@ -64,6 +64,13 @@ typedef struct EFI_OPEN_PROTOCOL_INFORMATION_ENTRY {
   UINT32 OpenCount;
 } EFI_OPEN_PROTOCOL_INFORMATION_ENTRY;
 
+#define EFI_EVENT_TIMER 0x80000000U
+#define EFI_EVENT_NOTIFY_SIGNAL 0x200U
+#define EFI_TPL_CALLBACK 8U
+#define EFI_TIMER_PERIODIC 1
+
+typedef void(EFIAPI *EFI_EVENT_NOTIFY)(EFI_EVENT Event, void *Context);
+
 typedef struct EFI_BOOT_SERVICES {
   EFI_TABLE_HEADER Hdr;
   EFI_TPL(EFIAPI *RaiseTPL)(EFI_TPL NewTpl);
@@ -72,9 +79,13 @@ typedef struct EFI_BOOT_SERVICES {
   EFI_STATUS(EFIAPI *GetMemoryMap)(UINTN *Size, void *Map, UINTN *Key, UINTN *DescriptorSize, UINT32 *Version);
   EFI_STATUS(EFIAPI *AllocatePool)(int MemoryType, UINTN Size, void **Buffer);
   EFI_STATUS(EFIAPI *FreePool)(void *Buffer);
-  void *NotCalled2[2];
+  EFI_STATUS(EFIAPI *CreateEvent)
+  (UINT32 Type, EFI_TPL NotifyTpl, EFI_EVENT_NOTIFY NotifyFunction, void *NotifyContext, EFI_EVENT *Event);
+  EFI_STATUS(EFIAPI *SetTimer)(EFI_EVENT Event, int Type, UINT64 TriggerTime); // in 100 ns
   EFI_STATUS(EFIAPI *WaitForEvent)(UINTN Count, EFI_EVENT *Events, UINTN *Index);
-  void *NotCalled3[3];
+  void *NotCalled3;
+  EFI_STATUS(EFIAPI *CloseEvent)(EFI_EVENT Event);
+  void *NotCalled9;
   EFI_STATUS(EFIAPI *InstallProtocolInterface)
   (EFI_HANDLE *Handle, const EFI_GUID *Protocol, int InterfaceType, void *Interface);
   void *NotCalled4;
@@ -114,7 +125,9 @@ typedef struct EFI_BOOT_SERVICES {
 } EFI_BOOT_SERVICES;
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, GetMemoryMap) == 56, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, AllocatePool) == 64, "boot services layout");
+UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, CreateEvent) == 80, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, WaitForEvent) == 96, "boot services layout");
+UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, CloseEvent) == 112, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, InstallProtocolInterface) == 128, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, UninstallProtocolInterface) == 144, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, HandleProtocol) == 152, "boot services layout");

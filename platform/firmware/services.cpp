@@ -101,6 +101,22 @@ static EFI_STATUS EFIAPI UnloadImage(EFI_HANDLE image) {
   return unloadImageOn(image);
 }
 
+// Nothing happens here by itself, so there are no timers.
+static EFI_STATUS EFIAPI CreateEvent(UINT32, EFI_TPL, EFI_EVENT_NOTIFY, void *, EFI_EVENT *) {
+  ENTER(CreateEvent)
+  return EFI_UNSUPPORTED;
+}
+
+static EFI_STATUS EFIAPI SetTimer(EFI_EVENT, int, UINT64) {
+  ENTER(SetTimer)
+  return EFI_INVALID_PARAMETER;
+}
+
+static EFI_STATUS EFIAPI CloseEvent(EFI_EVENT) {
+  ENTER(CloseEvent)
+  return EFI_INVALID_PARAMETER;
+}
+
 static EFI_STATUS EFIAPI Stall(UINTN) {
   ENTER(Stall)
   return EFI_SUCCESS;

@@ -12,7 +12,10 @@
   X(GetMemoryMap)                                                                                                      \
   X(AllocatePool)                                                                                                      \
   X(FreePool)                                                                                                          \
+  X(CreateEvent)                                                                                                       \
+  X(SetTimer)                                                                                                          \
   X(WaitForEvent)                                                                                                      \
+  X(CloseEvent)                                                                                                        \
   X(InstallProtocolInterface)                                                                                          \
   X(UninstallProtocolInterface)                                                                                        \
   X(HandleProtocol)                                                                                                    \

@@ -99,6 +99,39 @@ protected:
   std::string console_;
 };
 
+// Timers that strike as soon as they are set.
+struct TIMER {
+  static inline EFI_EVENT_NOTIFY notify;
+  static inline void *context;
+  static inline int open;
+
+  static EFI_STATUS EFIAPI create(UINT32, EFI_TPL, EFI_EVENT_NOTIFY function, void *with, EFI_EVENT *event) {
+    notify = function;
+    context = with;
+    *event = &open;
+    ++open;
+    return EFI_SUCCESS;
+  }
+  static EFI_STATUS EFIAPI set(EFI_EVENT event, int, UINT64) {
+    notify(event, context);
+    return EFI_SUCCESS;
+  }
+  static EFI_STATUS EFIAPI close(EFI_EVENT) { return --open == 0 ? EFI_SUCCESS : EFI_ABORTED; }
+};
+
+TEST_F(XylShell, DotsShowThatTimePasses) {
+  expect(u"get -o fs0:\\saved.xml", EFI_SUCCESS);
+  expect(u"restore fs0:\\saved.xml", EFI_SUCCESS); // the firmware has no timers
+  EXPECT_FALSE(said(".\n"));
+  world_.services->CreateEvent = TIMER::create;
+  world_.services->SetTimer = TIMER::set;
+  world_.services->CloseEvent = TIMER::close;
+  expect(u"restore fs0:\\saved.xml", EFI_SUCCESS, ".\n");
+  expect(u"restore fs0:\\saved.xml --json", EFI_SUCCESS, "{");
+  EXPECT_FALSE(said(".\n"));
+  EXPECT_EQ(TIMER::open, 0);
+}
+
 TEST_F(XylShell, StatusesAreThoseOfTheShellAndFilesWhole) {
   DISK::files[u"no.xml"] = "<raidData/>";
   simSetMode(world_.sim, SIM_MODE_COPY_BACK, RAID_MODE_PRESENT | 0);

@@ -30,7 +30,7 @@ static void freeDocument(DOCUMENT_TEXT *document) {
 }
 
 // Calls the operation, which takes the documents over; change->Log is the log that it returned, or null.
-static EFI_STATUS callSetLive(RAID_XYL_PROTOCOL *operations, CHANGE *change) {
+static EFI_STATUS callSetLive(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, CHANGE *change) {
   CHAR8 *options = makeRunOptions(change->Options);
   if (options == nullptr) {
     freeDocument(&change->Saved);
@@ -45,7 +45,14 @@ static EFI_STATUS callSetLive(RAID_XYL_PROTOCOL *operations, CHANGE *change) {
   if (change->Request.Text != nullptr) {
     output = {RAID_XYL_REVISION, sizeof(outputs), outputs};
   }
+  bool shows = context.Host->Busy != nullptr && !hasOption(context, XYL_OPTION_JSON);
+  if (shows) {
+    context.Host->Busy(context.Host, true);
+  }
   EFI_STATUS status = operations->Set_Live(operations, &parameter, &input, &output);
+  if (shows) {
+    context.Host->Busy(context.Host, false);
+  }
   change->Log = static_cast<CHAR8 *>(change->Request.Text != nullptr ? outputs[0].Data : output.Data);
   change->Saved = {};
   change->Request = {};
@@ -63,7 +70,7 @@ static XYL_RESULT keepLog(const XYL_CONTEXT &context, const CHAR8 *log) {
 // Runs the change and tells how it went; what names it in messages.
 static XYL_RESULT runChange(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, CHANGE *change,
                             const CHAR8 *what) {
-  EFI_STATUS status = callSetLive(operations, change);
+  EFI_STATUS status = callSetLive(context, operations, change);
   STEP_COUNTS counts = {};
   XYL_RESULT result = reportLog(context, change->Log, status, &counts);
   XYL_RESULT kept = keepLog(context, change->Log);

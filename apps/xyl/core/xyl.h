@@ -41,6 +41,9 @@ struct XYL_HOST {
   // Puts the question to a person at a terminal; only a typed "yes" is a yes.
   XYL_ANSWER (*AskYes)(const XYL_HOST *host, const CHAR8 *question);
   bool Colours = false; // the standard output is a terminal that understands colour sequences
+  // Told when a call of the driver that may take long begins and when it is over, so that the front can show to a
+  // person that time passes. Null: it does not.
+  void (*Busy)(const XYL_HOST *host, bool begins) = nullptr;
 };
 
 #define XYL_FILE_LIMIT 0x10000000ULL

@@ -148,6 +148,41 @@ static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
   return yes ? XYL_ANSWER_YES : XYL_ANSWER_NO;
 }
 
+// --- A dot for every second that the driver works: an operation tells nothing before its end ---
+
+static constexpr UINT64 ONE_SECOND = 10000000;
+static EFI_EVENT g_dotTimer; // null: none
+static bool g_dotWritten;
+
+static void EFIAPI writeDot(EFI_EVENT, void *context) {
+  EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = static_cast<const XYL_HOST *>(context)->SystemTable->ConOut;
+  if (console != nullptr) {
+    console->OutputString(console, u".");
+    g_dotWritten = true;
+  }
+}
+
+static void showBusy(const XYL_HOST *host, bool begins) {
+  if (begins) {
+    g_dotWritten = false;
+    EFI_STATUS status = g_bootServices->CreateEvent(EFI_EVENT_TIMER | EFI_EVENT_NOTIFY_SIGNAL, EFI_TPL_CALLBACK,
+                                                    writeDot, const_cast<XYL_HOST *>(host), &g_dotTimer);
+    if (EFI_ERROR(status)) {
+      g_dotTimer = nullptr;
+    } else {
+      g_bootServices->SetTimer(g_dotTimer, EFI_TIMER_PERIODIC, ONE_SECOND);
+    }
+    return;
+  }
+  if (g_dotTimer != nullptr) {
+    g_bootServices->CloseEvent(g_dotTimer);
+    g_dotTimer = nullptr;
+  }
+  if (g_dotWritten) {
+    writeConsole(host, "\n", 1);
+  }
+}
+
 // Parses and runs the arguments behind the program's name.
 static EFI_STATUS runArguments(XYL_HOST *host, UINTN count, const CHAR8 *const *arguments) {
   XYL_REQUEST request;
@@ -189,5 +224,6 @@ extern "C" EFI_STATUS EFIAPI XylEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *system
     return EFI_UNSUPPORTED;
   }
   XYL_HOST host = {shell, XYL_FRONT_SHELL, systemTable, writeConsole, writeConsole, readFile, writeFile, askYes};
+  host.Busy = showBusy;
   return runShellParameters(&host, static_cast<EFI_SHELL_PARAMETERS_PROTOCOL *>(parameters));
 }

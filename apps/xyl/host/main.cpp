@@ -3,10 +3,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <memory>
 
 #include <unistd.h>
 
 #include "apps/xyl/core/commands.h"
+#include "apps/xyl/host/busy.h"
 #include "apps/xyl/host/files.h"
 #include "apps/xyl/host/manual.h"
 #include "apps/xyl/host/platform.h"
@@ -51,6 +53,17 @@ static XYL_ANSWER askYes(const XYL_HOST *, const CHAR8 *question) {
   std::string line;
   std::getline(std::cin, line);
   return line == "yes" ? XYL_ANSWER_YES : XYL_ANSWER_NO;
+}
+
+static std::unique_ptr<Busy> g_busy;
+
+static void showBusy(const XYL_HOST *host, bool begins) {
+  if (!begins) {
+    g_busy.reset();
+  } else if (isatty(STDERR_FILENO) != 0) {
+    auto write = [host](const std::string &text) { writeError(host, text.c_str(), text.size()); };
+    g_busy = std::make_unique<Busy>(write, std::chrono::seconds(1));
+  }
 }
 
 static bool hasColours() {
@@ -134,6 +147,7 @@ static XYL_RESULT runRequest(XYL_HOST &host, const XYL_REQUEST &request) {
 int main(int argc, char **argv) {
   XYL_HOST host = {nullptr, XYL_FRONT_HOST, nullptr, writeOut, writeError, readFile, writeFile, askYes};
   host.Colours = hasColours();
+  host.Busy = showBusy;
   XYL_REQUEST request;
   XYL_RESULT result = xylParse(&host, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);
   try {

@@ -1,0 +1,27 @@
+#include <gtest/gtest.h>
+
+#include "apps/xyl/host/busy.h"
+
+TEST(Busy, CountsAndErasesItsLine) {
+  std::string text;
+  std::mutex mutex;
+  std::condition_variable written;
+  {
+    Busy busy(
+        [&](const std::string &part) {
+          std::lock_guard<std::mutex> lock(mutex);
+          text += part;
+          written.notify_one();
+        },
+        std::chrono::milliseconds(1));
+    std::unique_lock<std::mutex> lock(mutex);
+    written.wait(lock, [&] { return text.find("working, 2 s") != std::string::npos; });
+  }
+  EXPECT_EQ(text.find("\rworking, 1 s\rworking, 2 s"), 0u);
+  EXPECT_TRUE(text.ends_with("\r\x1b[K"));
+  text.clear();
+  {
+    Busy busy([&](const std::string &part) { text += part; }, std::chrono::hours(1));
+  }
+  EXPECT_EQ(text, ""); // short work leaves no trace
+}
