@@ -192,7 +192,7 @@ static void addValues(const FIELD_WALK &walk, const FIELD_ROW *row, const TEXT &
   difference.Object = walk.Kind;
   difference.OldNode = walk.Object->Node;
   difference.NewNode = walk.Object->Partner->Node;
-  difference.Element = walk.Element != nullptr ? walk.Element : row->Element;
+  difference.Element = walk.Element == nullptr && row != nullptr ? row->Element : walk.Element;
   difference.Old = oldValue;
   difference.New = newValue;
   putObjectName(&difference.Name, walk.Kind, difference.NewNode);

@@ -101,7 +101,7 @@ static std::string wordsOf(const std::string &prefix) {
       continue;
     }
     std::string word = name.substr(prefix.size());
-    word = word.substr(0, word.find(' '));
+    word.resize(std::min(word.find(' '), word.size()));
     if (word != last) {
       words += (words.empty() ? "" : " ") + word;
     }

@@ -373,9 +373,10 @@ static XYL_RESULT runOnFile(const XYL_HOST &host, const XYL_REQUEST &request, co
     lockController(file, &lock);
   }
   SIM_OWNER owner = loadController(file);
-  XYL_RESULT result = command.run(SIM_JOB{host, request, owner.get()});
+  SIM_CONTROLLER &sim = *owner;
+  XYL_RESULT result = command.run(SIM_JOB{host, request, &sim});
   if (!isFailure(result) && xylChangesController(request)) {
-    saveController(file, *owner);
+    saveController(file, sim);
   }
   return result;
 }
