@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "tests/support/kept_state.h"
 #include "tests/support/world.h"
 
 using IDS = std::vector<UINT32>;
@@ -40,16 +41,4 @@ inline EFI_STATUS create(World &world, UINT32 level, const IDS &disks, UINT64 si
   wanted.Size = size;
   wanted.Attributes = attributes;
   return run(world, RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, disks, &wanted);
-}
-
-// What the controller's configuration is, byte for byte.
-inline std::string stateOf(const SIM_CONTROLLER *sim) {
-  std::string bytes(reinterpret_cast<const char *>(&sim->adapter), sizeof(sim->adapter));
-  bytes.append(reinterpret_cast<const char *>(&sim->key), sizeof(sim->key));
-  bytes.append(reinterpret_cast<const char *>(sim->disks.items), sizeof(SIM_DISK) * sim->disks.count);
-  for (const auto *volumes : {&sim->virtualDisks, &sim->foreignDisks}) {
-    bytes.append(1, '|').append(reinterpret_cast<const char *>(volumes->items),
-                                sizeof(SIM_VIRTUAL_DISK) * volumes->count);
-  }
-  return bytes;
 }
