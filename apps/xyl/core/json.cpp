@@ -65,7 +65,7 @@ static void beginValue(JSON *json, const CHAR8 *name) {
   }
 }
 
-static void open(JSON *json, const CHAR8 *name, const CHAR8 *opening, CHAR8 closing) {
+static void openContainer(JSON *json, const CHAR8 *name, const CHAR8 *opening, CHAR8 closing) {
   beginValue(json, name);
   write(json, opening);
   json->Closing[json->Depth++] = closing;
@@ -73,11 +73,11 @@ static void open(JSON *json, const CHAR8 *name, const CHAR8 *opening, CHAR8 clos
 }
 
 void jsonObject(JSON *json, const CHAR8 *name) {
-  open(json, name, "{", '}');
+  openContainer(json, name, "{", '}');
 }
 
 void jsonArray(JSON *json, const CHAR8 *name) {
-  open(json, name, "[", ']');
+  openContainer(json, name, "[", ']');
 }
 
 void jsonEnd(JSON *json) {

@@ -137,8 +137,9 @@ static void writeCompletion(const XYL_HOST &host) {
             "    case \"$command $word\" in\n");
   for (const XYL_COMMAND *command : hostCommands()) {
     std::string name = command->Name;
-    size_t blank = name.find(' ');
-    put(host, "    \"" + (blank == std::string::npos ? " " + name : name) + "\") command=\"" + name + "\" ;;\n");
+    std::string line = name.find(' ') == std::string::npos ? "    \" " : "    \"";
+    line += name + "\") command=\"" + name + "\" ;;\n";
+    put(host, line);
   }
   put(host, "    \" sim\") command=\"sim\" ;;\n"
             "    esac\n"

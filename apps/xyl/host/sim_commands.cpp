@@ -373,10 +373,10 @@ static XYL_RESULT runOnFile(const XYL_HOST &host, const XYL_REQUEST &request, co
     lockController(file, &lock);
   }
   SIM_OWNER owner = loadController(file);
-  SIM_CONTROLLER &sim = *owner;
-  XYL_RESULT result = command.run(SIM_JOB{host, request, &sim});
+  // cppcheck-suppress returnDanglingLifetime ; a result is two numbers
+  XYL_RESULT result = command.run(SIM_JOB{host, request, owner.get()});
   if (!isFailure(result) && xylChangesController(request)) {
-    saveController(file, sim);
+    saveController(file, *owner);
   }
   return result;
 }
