@@ -138,7 +138,7 @@ static void writeCompletion(const XYL_HOST &host) {
   for (const XYL_COMMAND *command : hostCommands()) {
     std::string name = command->Name;
     std::string line = name.find(' ') == std::string::npos ? "    \" " : "    \"";
-    line += name + "\") command=\"" + name + "\" ;;\n";
+    line.append(name).append("\") command=\"").append(name).append("\" ;;\n");
     put(host, line);
   }
   put(host, "    \" sim\") command=\"sim\" ;;\n"

@@ -373,11 +373,11 @@ static XYL_RESULT runOnFile(const XYL_HOST &host, const XYL_REQUEST &request, co
     lockController(file, &lock);
   }
   SIM_OWNER owner = loadController(file);
-  // cppcheck-suppress returnDanglingLifetime ; a result is two numbers
   XYL_RESULT result = command.run(SIM_JOB{host, request, owner.get()});
   if (!isFailure(result) && xylChangesController(request)) {
     saveController(file, *owner);
   }
+  // cppcheck-suppress returnDanglingLifetime ; a result is two numbers
   return result;
 }
 
