@@ -1,10 +1,10 @@
-// Six thousand random stories of requests, restores, faults and disks that come and go. After every call the
+// Ten thousand random stories of requests, restores, faults and disks that come and go. After every call the
 // simulated controller, the status and the log must be what the model says.
 #include <cstdlib>
 
 #include "tests/model/random.h"
 
-static constexpr UINT32 STORIES = 6000;
+static constexpr UINT32 STORIES = 10000;
 static constexpr UINT32 STEPS = 4;
 static constexpr UINT32 AUDIT_EVERY = 50; // a look at all freed memory takes longer than a story
 
