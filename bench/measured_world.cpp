@@ -7,8 +7,8 @@
 
 #include "base/pool.h"
 #include "base/print.h"
-#include "driver/driver.h"
-#include "platform/xml_service/xml_service.h"
+#include "driver/binding/binding.h"
+#include "providers/xml_service/xml_service.h"
 
 double cpuSeconds() {
   timespec now;

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/firmware/firmware.h"
-#include "platform/sim_controller/sim_controller.h"
+#include "host_firmware/host_firmware.h"
+#include "providers/sim_controller/sim_controller.h"
 #include "raid_xyl.h"
 #include "xml_protocol.h"
 

@@ -5,7 +5,7 @@
 
 #include "base/text.h"
 #include "bench/peers.h"
-#include "xml/object_fields.h"
+#include "driver/xml/xml.h"
 
 using pugi::xml_node;
 

@@ -1,18 +1,16 @@
-# Host targets: the driver as a static library, the platform pieces, tests, and what is installed.
+# Host targets: the driver as a static library, the providers, tests, and what is installed.
 
 objects_of(driver_objects ${DRIVER_ROOMS})
 add_library(raidxyl STATIC ${driver_objects})
 public_includes(raidxyl)
 
-objects_of(platform_objects xml_service debug_log sim_controller)
-add_library(raidxyl_platform STATIC ${platform_objects})
-public_includes(raidxyl_platform)
-target_link_libraries(raidxyl_platform PUBLIC raidxyl)
+objects_of(provider_objects xml_service debug_log sim_controller)
+add_library(raidxyl_providers STATIC ${provider_objects})
+public_includes(raidxyl_providers)
+target_link_libraries(raidxyl_providers PUBLIC raidxyl)
 
-file(GLOB firmware_sources CONFIGURE_DEPENDS platform/firmware/*.cpp)
-if(firmware_sources)
-  add_host_library(raidxyl_firmware ${firmware_sources})
-endif()
+file(GLOB firmware_sources CONFIGURE_DEPENDS host_firmware/*.cpp)
+add_host_library(raidxyl_firmware ${firmware_sources})
 
 include(cmake/install.cmake)
 

@@ -5,10 +5,10 @@ include(CMakePackageConfigHelpers)
 
 # Everything that a host program links: driver, providers and the stand-in for firmware.
 add_library(raidxyl_host INTERFACE)
-target_link_libraries(raidxyl_host INTERFACE raidxyl_platform raidxyl raidxyl_firmware)
+target_link_libraries(raidxyl_host INTERFACE raidxyl_providers raidxyl raidxyl_firmware)
 set_target_properties(raidxyl_host PROPERTIES EXPORT_NAME host)
 
-install(TARGETS raidxyl raidxyl_platform raidxyl_firmware raidxyl_host EXPORT RaidXylTargets
+install(TARGETS raidxyl raidxyl_providers raidxyl_firmware raidxyl_host EXPORT RaidXylTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(EXPORT RaidXylTargets NAMESPACE RaidXyl:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/RaidXyl)
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/RaidXylConfig.cmake.in ${PROJECT_BINARY_DIR}/RaidXylConfig.cmake
@@ -18,8 +18,9 @@ install(FILES ${PROJECT_BINARY_DIR}/RaidXylConfig.cmake ${PROJECT_BINARY_DIR}/Ra
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/RaidXyl)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/raidxyl)
-foreach(header base/pool.h driver/driver.h platform/debug_log/debug_log_provider.h platform/firmware/firmware.h
-               platform/sim_controller/sim_controller.h platform/xml_service/xml_service.h)
+foreach(header base/pool.h driver/binding/binding.h host_firmware/host_firmware.h
+               providers/debug_log/debug_log_provider.h providers/sim_controller/sim_controller.h
+               providers/xml_service/xml_service.h)
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/raidxyl/${folder})
 endforeach()

@@ -2,7 +2,7 @@
 
 #include "fuzz/support.h"
 
-#include "xml/base64.h"
+#include "driver/xml/xml.h"
 
 #include <vector>
 

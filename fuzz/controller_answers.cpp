@@ -6,10 +6,10 @@
 
 #include <cstring>
 
-#include "controller/controller.h"
-#include "driver/binding.h"
+#include "driver/binding/instances.h"
+#include "driver/controller/controller.h"
 #include "fuzz/support.h"
-#include "platform/sim_controller/sim_parts.h"
+#include "providers/sim_controller/sim_parts.h"
 
 static const std::string RESTORE_STOPPING = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError></RunMode>";
 

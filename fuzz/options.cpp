@@ -1,7 +1,7 @@
 // A run-time options document, alone and as part of a request that asks for nothing else.
 
+#include "driver/restore/restore.h"
 #include "fuzz/support.h"
-#include "restore/restore.h"
 
 FUZZ_TARGET(options) {
   constexpr UINT32 KNOWN = RUN_MODE_NORMAL | RUN_MODE_RESTORE | RUN_MODE_PRESERVE_VD | RUN_MODE_STOP_ON_ERROR;

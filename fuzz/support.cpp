@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "platform/firmware/state.h"
+#include "driver/xml/xml.h"
+#include "host_firmware/state.h"
 #include "tests/support/kept_state.h"
-#include "xml/xml.h"
 
 uint64_t FuzzInput::number(unsigned bytes) {
   uint64_t value = 0;

@@ -2,7 +2,7 @@
 
 #include "fuzz/support.h"
 
-#include "live/live.h"
+#include "driver/live/live.h"
 
 #include <vector>
 

@@ -1,6 +1,6 @@
 // A document: what is parsed, serialised and parsed again is the same tree, and serialises to the same text.
 
-#include "xml/xml.h"
+#include "driver/xml/xml.h"
 #include "base/text.h"
 #include "fuzz/support.h"
 

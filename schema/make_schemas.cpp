@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "driver/xml/xml.h"
 #include "raid_records.h"
-#include "xml/object_fields.h"
 
 enum USE { USE_WRITTEN, USE_REQUESTED };
 

@@ -4,8 +4,8 @@
 
 #include "debug_log.h"
 #include "debug_log_ring.h"
-#include "platform/debug_log/debug_log_provider.h"
-#include "platform/firmware/firmware.h"
+#include "host_firmware/host_firmware.h"
+#include "providers/debug_log/debug_log_provider.h"
 
 static const EFI_GUID g_logGuid = DEBUG_LOG_PROTOCOL_GUID;
 static const EFI_GUID g_ringGuid = DEBUG_LOG_RING_PROTOCOL_GUID;

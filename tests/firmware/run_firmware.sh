@@ -34,7 +34,7 @@ aarch64)
   ;;
 esac
 jobs=${JOBS:-$here/jobs.txt}
-xyl=$(realpath "${XYL:-$root/build/release/apps/xyl/xyl}")
+xyl=$(realpath "${XYL:-$root/build/release/xyl/xyl}")
 work=${WORK:-$root/build/firmware-$arch}
 mkdir -p "$(dirname "$work")"
 exec 9>"$work.lock"

@@ -2,9 +2,9 @@
 #include <sstream>
 
 #include "base/text.h"
-#include "inventory/inventory.h"
+#include "driver/inventory/inventory.h"
+#include "driver/xml/xml.h"
 #include "tests/support/world.h"
-#include "xml/xml.h"
 
 namespace {
 

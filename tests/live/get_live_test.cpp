@@ -1,6 +1,6 @@
 // Identify_Live and Get_Live: arguments, and what may fail.
+#include "driver/xml/xml.h"
 #include "tests/live/request_text.h"
-#include "xml/xml.h"
 
 TEST(IdentifyLive, AnswersWithoutAskingTheController) {
   World world;

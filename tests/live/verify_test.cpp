@@ -1,5 +1,5 @@
 // Verify: which differences are which bits and messages, how versions compare, and what is no answer.
-#include "live/live.h"
+#include "driver/live/live.h"
 #include "tests/live/request_text.h"
 
 using EDITS = std::vector<std::pair<const char *, const char *>>;

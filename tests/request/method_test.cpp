@@ -1,8 +1,8 @@
 // Methods, their objects, keys, and what becomes of passphrases.
 #include <cstring>
 
+#include "driver/xml/xml.h"
 #include "tests/request/parsed.h"
-#include "xml/xml.h"
 
 namespace {
 

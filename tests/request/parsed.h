@@ -2,8 +2,8 @@
 #pragma once
 
 #include "base/pool.h"
-#include "inventory/inventory.h"
-#include "request/request.h"
+#include "driver/inventory/inventory.h"
+#include "driver/request/request.h"
 #include "tests/support/world.h"
 
 // Room for one configuration, as the operations give it; released with all it owns.

@@ -1,7 +1,7 @@
 // What single elements give, above all where their text is none that we write.
 #include "base/text.h"
+#include "driver/xml/xml.h"
 #include "tests/request/parsed.h"
-#include "xml/object_fields.h"
 
 namespace {
 

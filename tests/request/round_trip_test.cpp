@@ -2,8 +2,8 @@
 #include <deque>
 #include <random>
 
+#include "driver/xml/xml.h"
 #include "tests/request/parsed.h"
-#include "xml/object_fields.h"
 
 // Calls visit(base, row) for each row that is written.
 template <class F> static void walk(void *record, const FIELD_TABLE &fields, const F &visit) {

@@ -1,5 +1,5 @@
 // Which current disk stands in for which saved one.
-#include "restore/restore.h"
+#include "driver/restore/restore.h"
 #include "tests/support/world.h"
 
 static constexpr UINT32 SAS = 0x20;

@@ -1,8 +1,8 @@
 // The pieces of a log: what stands under "Detail" for every kind of block, how a log is handed over and printed.
 #include "tests/live/request_text.h"
 
-#include "controller/controller.h"
-#include "restore/steps.h"
+#include "driver/controller/controller.h"
+#include "driver/restore/steps.h"
 
 // A log of the operations that add adds.
 template <class T> static std::string logOf(T add) {

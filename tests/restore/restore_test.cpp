@@ -1,7 +1,7 @@
 // Restores step by step: statuses, the steps and their order, whatever the controller answers.
 #include <regex>
 
-#include "restore/restore.h"
+#include "driver/restore/restore.h"
 #include "tests/live/request_text.h"
 
 // The steps of a log in order, those that failed with their codes: "GetLive, GetLive 7".

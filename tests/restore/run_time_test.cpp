@@ -1,5 +1,5 @@
 // The run-time options document: what texts do to the run mode word, and what is said about those that are refused.
-#include "restore/restore.h"
+#include "driver/restore/restore.h"
 #include "tests/support/world.h"
 
 static const char *const VALID = "Valid Status = Success";

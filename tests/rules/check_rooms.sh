@@ -1,36 +1,73 @@
 #!/bin/sh
-# What each room may include: data flows one way, and freestanding rooms know no host header. That no library is called
-# shows when the EFI images link without one.
+# What each room may include: data flows one way, outsiders use a folder's one header, and freestanding rooms know no
+# host header. That no library is called shows when the EFI images link without one.
 set -eu
 cd "${1:?source folder}"
 failed=0
 
-# check FOLDER ALLOWED...: every include of FOLDER begins with one of ALLOWED, or is a header of include/.
-check() {
-  folder=$1
-  shift
-  pattern='^#include ("([a-z_0-9]+\.h|uefi/[a-z]+\.h'
-  for room in "$@"; do
-    pattern="$pattern|$room/[a-z_0-9/]+\.h"
-  done
-  pattern="$pattern)\"|<std(int|def|arg)\.h>)"
-  wrong=$(grep -rhn '^#include' "$folder" --include='*.h' --include='*.cpp' | sed 's/^[0-9]*://' | sort -u |
-    grep -vE "$pattern" || true)
-  if [ -n "$wrong" ]; then
-    printf '%s may not contain:\n%s\n' "$folder" "$wrong"
-    failed=1
-  fi
+complain() {
+  printf '%s:\n%s\n' "$1" "$2"
+  failed=1
 }
 
-below="base"
-for room in base controller xml inventory request restore live driver; do
-  [ "$room" = base ] || below="$below $room"
-  check "$room" $below
-done
-for room in xml_service sim_controller debug_log; do
-  check "platform/$room" base "platform/$room"
-done
+# The header of a folder that others may include.
+header_of() {
+  case $1 in
+  providers/debug_log) echo providers/debug_log/debug_log_provider.h ;; # include/ has a debug_log.h
+  *) echo "$1/$(basename "$1").h" ;;
+  esac
+}
 
-wrong=$(grep -rln 'platform/' base controller xml inventory request restore live driver include || true)
-[ -z "$wrong" ] || { printf 'these mention platform/: %s\n' "$wrong"; failed=1; }
+# check FOLDER SYSTEM ROOMS...: what FOLDER includes is a header of include/ or base/, its own, or the one of a room in
+# ROOMS. SYSTEM tells which system headers it may use: free (the freestanding ones) or host (any).
+check() {
+  folder=$1
+  system='<(std(int|def|arg)\.h)>'
+  [ "$2" = free ] || system='<[a-z_0-9/.]+>|"nlohmann/json\.hpp"'
+  shift 2
+  pattern="^#include (\"([a-z_0-9]+\.h|uefi/[a-z]+\.h|base/[a-z_]+\.h|$folder/[a-z_0-9]+\.h"
+  for other in "$@"; do
+    pattern="$pattern|$(header_of "$other")"
+  done
+  pattern="$pattern)\"|$system)"
+  wrong=$(cat "$folder"/*.h "$folder"/*.cpp 2>/dev/null | grep '^#include' | sort -u | grep -vE "$pattern" || true)
+  [ -z "$wrong" ] || complain "$folder may not include" "$wrong"
+}
+
+check include free
+check base free
+
+below=""
+for room in controller xml inventory request restore live binding; do
+  check "driver/$room" free $below
+  below="$below driver/$room"
+done
+driver=$below
+
+providers=""
+for room in xml_service debug_log sim_controller; do
+  check "providers/$room" free # never another's insides
+  providers="$providers providers/$room"
+done
+check host_firmware host
+
+# The client's core, bottom up; each folder may use those before it.
+below="$driver xyl"
+for room in output command_line documents steps controllers show diff plan change; do
+  check "xyl/$room" free $below
+  below="$below xyl/$room"
+done
+check xyl/shell_front free $below
+below="$below $providers host_firmware"
+for room in host controller_file platform sim report host_front; do
+  check "xyl/$room" host $below
+  below="$below xyl/$room"
+done
+check xyl free $below
+
+# Nobody names what stands above.
+wrong=$(grep -rlE '(providers|xyl|host_firmware)/' include base driver || true)
+[ -z "$wrong" ] || complain "these name a room above them" "$wrong"
+wrong=$(grep -rlE '(driver|xyl)/' providers host_firmware || true)
+[ -z "$wrong" ] || complain "these name a room beside or above them" "$wrong"
 exit $failed

@@ -3,11 +3,11 @@
 #include <fstream>
 #include <sstream>
 
-#include "apps/xyl/core/xyl.h"
 #include "base/text.h"
+#include "driver/xml/xml.h"
 #include "tests/live/request_text.h"
 #include "validator.h"
-#include "xml/value_names.h"
+#include "xyl/xyl.h"
 
 static std::string contents(const std::string &file) {
   std::ifstream stream(RAIDXYL_SOURCE_DIR "/" + file);

@@ -1,9 +1,9 @@
 #include "tests/support/world.h"
 
 #include "base/print.h"
-#include "driver/driver.h"
-#include "platform/debug_log/debug_log_provider.h"
-#include "platform/xml_service/xml_service.h"
+#include "driver/binding/binding.h"
+#include "providers/debug_log/debug_log_provider.h"
+#include "providers/xml_service/xml_service.h"
 
 const char *const RESTORE = "<RunMode><Mode>Restore</Mode><StopOnError>False</StopOnError></RunMode>";
 const char *const RESTORE_REBUILD = "<RunMode><Mode>Restore</Mode><Raid><PreserveVDConfig>False</PreserveVDConfig>"

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "debug_log_ring.h"
-#include "platform/firmware/firmware.h"
-#include "platform/sim_controller/sim_controller.h"
+#include "host_firmware/host_firmware.h"
+#include "providers/sim_controller/sim_controller.h"
 #include "raid_xyl.h"
 
 struct WORLD_OPTIONS {

@@ -1,5 +1,5 @@
+#include "driver/xml/xml.h"
 #include "tests/support/world.h"
-#include "xml/base64.h"
 
 // What texts decode to is judged in fuzz/base64.cpp.
 TEST(Base64, LogsAndChecksItsArguments) {

@@ -1,5 +1,5 @@
+#include "driver/xml/xml.h"
 #include "tests/support/world.h"
-#include "xml/xml.h"
 
 // The helpers' own duties: order of children and attributes, and nothing left behind when memory runs out.
 TEST(XmlHelpers, ChildrenAndAttributesKeepTheirOrder) {

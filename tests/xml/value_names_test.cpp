@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "xml/value_names.h"
+#include "driver/xml/xml.h"
 
 static const VALUE_NAME_TABLE *const g_allTables[] = {
     g_boolTable,          g_objectTypeTable,      g_raidLevelTable,       g_protocolTable,     g_secureStateTable,

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "base/text.h"
-#include "platform/firmware/firmware.h"
-#include "platform/xml_service/xml_service.h"
-#include "xml/xml.h"
+#include "driver/xml/xml.h"
+#include "host_firmware/host_firmware.h"
+#include "providers/xml_service/xml_service.h"
 
 // What Serialize writes in front of the root element.
 inline const std::string PROLOGUE = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "apps/xyl/host/busy.h"
+#include "xyl/host_front/busy.h"
 
 TEST(Busy, CountsAndErasesItsLine) {
   std::string text;

@@ -32,7 +32,7 @@ public:
     for (const std::string &step : steps) {
       size_t arrow = std::min(step.find(" => "), step.size());
       std::string line = step[2] == '!' ? step.substr(3, arrow - 3) : "xyl " + step.substr(2, arrow - 2);
-      std::string start = "PATH=" RAIDXYL_BINARY_DIR "/apps/xyl:$PATH; cd '" + folder_ + "work'; { ";
+      std::string start = "PATH=" RAIDXYL_BINARY_DIR "/xyl:$PATH; cd '" + folder_ + "work'; { ";
       int status = std::system((start + line + "; } </dev/null >../out 2>../error").c_str());
       std::string error = read("../error");
       printed = read("../out") + error;

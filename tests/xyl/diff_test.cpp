@@ -1,7 +1,7 @@
 // What differs between two documents, and who is compared with whom.
-#include "apps/xyl/core/diff.h"
 #include "client.h"
 #include "tests/support/world.h"
+#include "xyl/diff/diff.h"
 
 TEST(Diff, SaysWhatHappened) {
   const struct {

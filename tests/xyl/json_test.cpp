@@ -3,8 +3,8 @@
 #include <pty.h>
 #include <unistd.h>
 
-#include "apps/xyl/core/json.h"
 #include "client.h"
+#include "xyl/output/output.h"
 
 using nlohmann::json;
 
@@ -138,7 +138,7 @@ static std::string onTerminal(const std::string &environment, const std::string 
   int terminal = -1;
   pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
   if (child == 0) {
-    std::string command = environment + " " RAIDXYL_BINARY_DIR "/apps/xyl/xyl " + line;
+    std::string command = environment + " " RAIDXYL_BINARY_DIR "/xyl/xyl " + line;
     execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
     _exit(127);
   }

@@ -1,13 +1,12 @@
 // A plan and the restore that it is for: the same commands with the same data, and nothing done before its time.
 #include <cstring>
 
-#include "apps/xyl/core/plan.h"
 #include "client.h"
-#include "request/request.h"
-#include "restore/restore.h"
+#include "driver/request/request.h"
+#include "driver/restore/restore.h"
+#include "driver/xml/xml.h"
 #include "tests/support/world.h"
-#include "xml/value_names.h"
-#include "xml/xml.h"
+#include "xyl/plan/plan.h"
 
 // A record without its pointers, whose targets are elsewhere each time.
 static std::string recordText(UINT32 objectType, const void *data) {

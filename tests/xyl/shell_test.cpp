@@ -3,8 +3,8 @@
 #include <fstream>
 #include <map>
 
-#include "apps/xyl/efi/xyl_entry.h"
 #include "tests/support/world.h"
+#include "xyl/shell_front/shell_front.h"
 
 static const EFI_GUID g_shellGuid = EFI_SHELL_PROTOCOL_GUID;
 static const EFI_GUID g_parametersGuid = EFI_SHELL_PARAMETERS_PROTOCOL_GUID;
@@ -185,13 +185,13 @@ TEST_F(XylShell, ChoosesAmongControllers) {
 }
 
 TEST_F(XylShell, ManualIsTheHelp) {
-  std::ifstream manual(RAIDXYL_SOURCE_DIR "/apps/xyl/efi/xyl.man");
+  std::ifstream manual(RAIDXYL_SOURCE_DIR "/xyl/shell_front/xyl.man");
   std::string text;
   for (std::string line; std::getline(manual, line);) {
     text += line[0] == '.' ? "" : line + "\n";
   }
   ASSERT_EQ(run(u"help"), EFI_SUCCESS);
-  EXPECT_EQ(text, console_) << "apps/xyl/efi/xyl.man has to say what 'xyl help' says";
+  EXPECT_EQ(text, console_) << "xyl/shell_front/xyl.man has to say what 'xyl help' says";
 }
 
 TEST_F(XylShell, RebuildWantsATypedYes) {

@@ -2,10 +2,10 @@
 // disk, and prints the inventory document.
 #include <cstdio>
 
-#include "driver/driver.h"
-#include "platform/firmware/firmware.h"
-#include "platform/sim_controller/sim_controller.h"
-#include "platform/xml_service/xml_service.h"
+#include "driver/binding/binding.h"
+#include "host_firmware/host_firmware.h"
+#include "providers/sim_controller/sim_controller.h"
+#include "providers/xml_service/xml_service.h"
 #include "raid_xyl.h"
 
 static RAID_XYL_PROTOCOL *bindDriver(Firmware &firmware, SIM_CONTROLLER *sim) {

@@ -1,0 +1,200 @@
+#include "base/log.h"
+#include "base/pool.h"
+#include "base/text.h"
+#include "driver/inventory/inventory.h"
+#include "driver/xml/xml.h"
+
+static constexpr const CHAR8 *SCHEMA_INSTANCE = "http://www.w3.org/2001/XMLSchema-instance";
+
+// A root-like element with the schema attributes, or null without memory.
+static XML_NODE *newSchemaElement(const CHAR8 *name, const CHAR8 *schema) {
+  XML_NODE *node = CreateXMLNode(name);
+  if (node == nullptr) {
+    return nullptr;
+  }
+  XML_ATTRIBUTE *space = NewXMLAttribute("xmlns:xsi", SCHEMA_INSTANCE);
+  node->Attributes = space;
+  XML_ATTRIBUTE *location = space == nullptr ? nullptr : NewXMLAttribute("xsi:noNamespaceSchemaLocation", schema);
+  if (location == nullptr) {
+    FreeXMLNode(node);
+    return nullptr;
+  }
+  space->Next = location;
+  location->Prev = space;
+  return node;
+}
+
+static EFI_STATUS addPCILocationToXML(const RAID_PCI_IDENTITY *identity, XML_NODE *identifier) {
+  addPCIIDToXML(identity, identifier);
+  if (identifier->FirstChild == nullptr) {
+    return EFI_INVALID_PARAMETER;
+  }
+  XML_NODE *location = CreateXMLNode("PCILocation");
+  if (location == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  AppendXMLChild(identifier, location);
+  return addFieldsToXML(identity, g_pciLocationFields, location);
+}
+
+static EFI_STATUS addFirmwareToXML(const RAID_ADAPTER_RECORD *adapter, XML_NODE *inventory) {
+  CHAR8 *version = textNarrowDuplicate(adapter->FirmwareVersion);
+  XML_ATTRIBUTE *package = NewXMLAttribute("Package", version);
+  poolFree(version);
+  if (package == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  XML_NODE *firmware = CreateXMLNode("Firmware");
+  if (firmware == nullptr) {
+    poolFree(package->Name);
+    poolFree(package->Value);
+    poolFree(package);
+    return EFI_OUT_OF_RESOURCES;
+  }
+  firmware->Attributes = package;
+  PushXMLChild(inventory, firmware);
+  return EFI_SUCCESS;
+}
+
+static CHAR8 *wwnText(const RAID_ADAPTER_RECORD *adapter) {
+  CHAR8 *text = poolNew<CHAR8>(17);
+  if (text != nullptr) {
+    formatHex(text, adapter->WWN, 16);
+  }
+  return text;
+}
+
+static EFI_STATUS addInventoryToXML(const RAID_ADAPTER_RECORD *adapter, XML_NODE *root) {
+  XML_NODE *inventory = CreateXMLNode("Inventory");
+  if (inventory == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  PushXMLChild(root, inventory);
+  EFI_STATUS status = addFirmwareToXML(adapter, inventory);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  XML_NODE *identifier = CreateXMLNode("Identifier");
+  if (identifier == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  PushXMLChild(inventory, identifier);
+  addPCILocationToXML(&adapter->PCIID, identifier);
+  status = pushTextElement("WWN", wwnText(adapter), inventory);
+  return EFI_ERROR(status) ? status : pushTextElement("MarketingName", textNarrowDuplicate(adapter->Name), inventory);
+}
+
+// Steps on to the element that a writer just linked after last. An object whose own element could not be made ends the
+// document; one that was cut short does not.
+static bool stepOn(XML_NODE *&last) {
+  if (last->NextSibling == nullptr) {
+    return false;
+  }
+  last = last->NextSibling;
+  return true;
+}
+
+static bool addEnclosures(const RAID_CONFIG *config, XML_NODE *&last) {
+  for (UINT32 i = 0; i < config->enclosureCount; ++i) {
+    const RAID_ENCLOSURE_RECORD *enclosure = &config->enclosures[i];
+    addEnclosureToXML(enclosure, last);
+    if (!stepOn(last)) {
+      return false;
+    }
+    XML_NODE *lastInside = LastXMLChild(last);
+    for (UINT32 j = 0; j < config->physicalDiskCount; ++j) {
+      const RAID_PD_RECORD *disk = &config->physicalDisks[j];
+      if (disk->EnclosureDeviceID != enclosure->DeviceID) {
+        continue;
+      }
+      addPDToXML(disk, lastInside);
+      if (lastInside == nullptr || !stepOn(lastInside)) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+static bool addDirectDisks(const RAID_CONFIG *config, XML_NODE *&last) {
+  for (UINT32 j = 0; j < config->physicalDiskCount; ++j) {
+    const RAID_PD_RECORD *disk = &config->physicalDisks[j];
+    if (disk->EnclosureDeviceID != RAID_ENCLOSURE_NONE && config->enclosureCount != 0) {
+      continue;
+    }
+    addPDToXML(disk, last);
+    if (!stepOn(last)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+static bool addVirtualDisks(const RAID_CONFIG *config, XML_NODE *&last) {
+  for (UINT32 i = 0; i < config->logicalDiskCount; ++i) {
+    addLDsToXML(&config->logicalDisks[i], last);
+    if (!stepOn(last)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Everything under "raidData".
+static EFI_STATUS addObjectsToXML(const RAID_CONFIG *config, XML_NODE *raidData) {
+  addAdapterToXML(config->adapter, raidData);
+  XML_NODE *adapter = raidData->FirstChild;
+  XML_NODE *last = adapter == nullptr ? nullptr : LastXMLChild(adapter);
+  if (last == nullptr) {
+    return EFI_SUCCESS;
+  }
+  if (!addEnclosures(config, last) || !addDirectDisks(config, last) || !addVirtualDisks(config, last)) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  if (config->keyId != nullptr) {
+    LogPrint(LOG_TRACE, "cacheToXML", u"Adding Keyid to XML");
+    addKeyidToXML(config->keyId, last);
+  }
+  return EFI_SUCCESS;
+}
+
+// The sections under root. On failure the caller releases what was linked.
+static EFI_STATUS buildDocument(const RAID_CONFIG *config, XML_NODE *root) {
+  if (config->adapter != nullptr) {
+    addInventoryToXML(config->adapter, root);
+  }
+  XML_NODE *configuration = CreateXMLNode("Configuration");
+  if (configuration == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  AppendXMLChild(root, configuration);
+  XML_NODE *raidData = newSchemaElement("raidData", "raiddata.xsd");
+  if (raidData == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  PushXMLChild(configuration, raidData);
+  return config->adapter == nullptr ? EFI_SUCCESS : addObjectsToXML(config, raidData);
+}
+
+static EFI_STATUS writeDocument(const RAID_CONFIG *config, CHAR8 **text) {
+  XML_NODE *root = newSchemaElement("xylComponent", "XYLSchema.xsd");
+  if (root == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  EFI_STATUS status = buildDocument(config, root);
+  if (!EFI_ERROR(status)) {
+    *text = XMLNodeToText(root);
+  }
+  FreeXMLNode(root);
+  return status;
+}
+
+EFI_STATUS cacheToXML(const RAID_CONFIG *config, CHAR8 **text) {
+  static constexpr const CHAR8 *NAME = "cacheToXML";
+  logEntered(NAME);
+  if (config == nullptr || text == nullptr) {
+    return logExit(NAME, EFI_INVALID_PARAMETER);
+  }
+  *text = nullptr;
+  return logExit(NAME, writeDocument(config, text));
+}

@@ -1,0 +1,199 @@
+// Methods: one controller command each.
+#include "base/log.h"
+#include "base/pool.h"
+#include "base/text.h"
+#include "driver/controller/controller.h"
+#include "driver/request/reader.h"
+#include "driver/request/request.h"
+
+static constexpr const CHAR8 *PARSE_METHOD = "parseMethod";
+
+// Hands the record over to the command, or gives it back when its parser failed.
+static EFI_STATUS finishRecord(void *record, EFI_STATUS status, RAID_CMD_BLOCK *command) {
+  if (EFI_ERROR(status)) {
+    releaseRecordMembers(record);
+    poolFree(record);
+    return status;
+  }
+  command->ObjectData = record;
+  return EFI_SUCCESS;
+}
+
+// What is listed inside an object of a method does not go to the controller.
+static void releaseScratch(RAID_CONFIG *scratch) {
+  FreeRaidConfig(scratch, RAID_CONFIG_ALL & ~RAID_CONFIG_ADAPTER);
+  releaseKeys(scratch->keyId, 1);
+}
+
+static EFI_STATUS buildAdapter(XML_NODE *element, RAID_CMD_BLOCK *command) {
+  RAID_CONFIG scratch = {};
+  EFI_STATUS status = parseAdapter(element, &scratch);
+  command->ObjectData = scratch.adapter;
+  releaseScratch(&scratch);
+  return status;
+}
+
+static EFI_STATUS buildEnclosure(XML_NODE *element, RAID_CMD_BLOCK *command) {
+  RAID_ENCLOSURE_RECORD *record = newCommandObject<RAID_ENCLOSURE_RECORD>();
+  if (record == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  RAID_CONFIG scratch = {};
+  EFI_STATUS status = parseEnclosure(element, record, &scratch);
+  releaseScratch(&scratch);
+  return finishRecord(record, status, command);
+}
+
+static EFI_STATUS buildDisk(XML_NODE *element, RAID_CMD_BLOCK *command) {
+  RAID_PD_RECORD *record = newCommandObject<RAID_PD_RECORD>();
+  return record == nullptr ? EFI_OUT_OF_RESOURCES : finishRecord(record, parsePD(element, record), command);
+}
+
+static EFI_STATUS buildVirtualDisk(XML_NODE *element, RAID_CMD_BLOCK *command) {
+  RAID_VD_RECORD *record = newCommandObject<RAID_VD_RECORD>();
+  return record == nullptr ? EFI_OUT_OF_RESOURCES : finishRecord(record, parseVD(element, record), command);
+}
+
+static EFI_STATUS buildKey(XML_NODE *element, RAID_CMD_BLOCK *command) {
+  LogPrint(LOG_TRACE, PARSE_METHOD, u"Found Key...");
+  RAID_KEY_RECORD *key = nullptr;
+  bool rekey = command->Command == RAID_COMMAND_REKEY;
+  EFI_STATUS status = GetKeyFromXML(element, rekey ? nullptr : &key, rekey ? &key : nullptr);
+  if (!EFI_ERROR(status) && key == nullptr) {
+    status = EFI_INVALID_PARAMETER;
+  }
+  if (!EFI_ERROR(status)) {
+    command->ObjectData = key;
+    command->Revision = RAID_BLOCK_REVISION_KEY;
+  }
+  return status;
+}
+
+// An element, and what builds its part of the command.
+struct METHOD_ROW {
+  const CHAR8 *Element;
+  const CHAR16 *LogLine; // or null
+  EFI_STATUS (*Build)(XML_NODE *element, RAID_CMD_BLOCK *command);
+};
+
+template <UINTN N> static const METHOD_ROW *methodRow(const METHOD_ROW (&rows)[N], const XML_NODE *element) {
+  for (const METHOD_ROW &row : rows) {
+    if (isNamed(element, row.Element)) {
+      return &row;
+    }
+  }
+  return nullptr;
+}
+
+static constexpr METHOD_ROW g_objectRows[] = {
+    {"Adapter", nullptr, buildAdapter}, {"Enclosure", nullptr, buildEnclosure},
+    {"PD", nullptr, buildDisk},         {"VD", nullptr, buildVirtualDisk},
+    {"Key", nullptr, buildKey},
+};
+
+static EFI_STATUS readObjectType(XML_NODE *element, RAID_CMD_BLOCK *command) {
+  command->ObjectType = static_cast<UINT32>(GetValueFromName(element->Content, g_objectTypeTable));
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS readObjectId(XML_NODE *element, RAID_CMD_BLOCK *command) {
+  if (!growArray(command->ObjectIds, command->ObjectIdCount)) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  command->ObjectIds[command->ObjectIdCount++] = static_cast<UINT32>(parseDecimal(element->Content));
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS readMethodObject(XML_NODE *element, RAID_CMD_BLOCK *command) {
+  if (element->FirstChild == nullptr) {
+    LogPrint(LOG_TRACE, PARSE_METHOD, u"Invalid object parameter format!");
+    return EFI_INVALID_PARAMETER;
+  }
+  const METHOD_ROW *row = methodRow(g_objectRows, element->FirstChild);
+  if (row == nullptr) {
+    return EFI_INVALID_PARAMETER;
+  }
+  releaseCommandObject(command);
+  command->Revision = 0; // a record that follows a key is none
+  return row->Build(element->FirstChild, command);
+}
+
+static constexpr METHOD_ROW g_childRows[] = {
+    {"ObjectType", u"Found Object Type...", readObjectType},
+    {"OID", u"Found OID...", readObjectId},
+    {"Object", u"Found Object...", readMethodObject},
+};
+
+// Takes the first "name" attribute that names a command; others are passed over.
+static bool findCommand(const XML_NODE *method, RAID_CMD_BLOCK *command) {
+  LogPrint(LOG_TRACE, PARSE_METHOD, u"Searching Attributes...");
+  for (const XML_ATTRIBUTE *attribute = method->Attributes; attribute != nullptr; attribute = attribute->Next) {
+    if (attribute->Name == nullptr || !textEqual(attribute->Name, "name")) {
+      continue;
+    }
+    LogPrint(LOG_TRACE, PARSE_METHOD, u"Found method name, it is %a", attribute->Value);
+    UINT64 value = GetValueFromName(attribute->Value, g_commandTable);
+    if (value != VALUE_NOT_FOUND) {
+      command->Command = static_cast<UINT32>(value);
+      return true;
+    }
+  }
+  LogPrint(LOG_TRACE, PARSE_METHOD, u"Couldn't located method name!");
+  return false;
+}
+
+static EFI_STATUS readMethod(const XML_NODE *method, RAID_CMD_BLOCK *command) {
+  if (method->Attributes == nullptr) {
+    LogPrint(LOG_TRACE, PARSE_METHOD, u"No attributes on method!");
+    return EFI_INVALID_PARAMETER;
+  }
+  if (!findCommand(method, command)) {
+    return EFI_INVALID_PARAMETER;
+  }
+  LogPrint(LOG_TRACE, PARSE_METHOD, u"Searching Children...");
+  for (XML_NODE *child = method->FirstChild; child != nullptr; child = child->NextSibling) {
+    const METHOD_ROW *row = methodRow(g_childRows, child);
+    if (row == nullptr) {
+      continue;
+    }
+    LogPrint(LOG_TRACE, PARSE_METHOD, row->LogLine);
+    EFI_STATUS status = row->Build(child, command);
+    if (EFI_ERROR(status)) {
+      return status;
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS appendCommand(const RAID_CMD_BLOCK *command, RAID_CONFIG *config) {
+  LogPrint(LOG_TRACE, PARSE_METHOD, u"Done Parsing Command, adding to list...");
+  if (!growArray(config->commands, config->commandCount)) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  config->commands[config->commandCount++] = *command;
+  LogPrint(LOG_TRACE, PARSE_METHOD, u"Command Count is now %d", config->commandCount);
+  if (g_debugLog == nullptr || g_debugLog->GetLevel() > static_cast<INT32>(LOG_TRACE)) {
+    return EFI_SUCCESS;
+  }
+  for (UINT32 i = 0; i < config->commandCount; ++i) {
+    LogPrint(LOG_TRACE, PARSE_METHOD, u"Command[%d] is %x", i, config->commands[i].Command);
+  }
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS parseMethod(XML_NODE *method, RAID_CONFIG *config) {
+  logEntered(PARSE_METHOD);
+  if (method == nullptr || config == nullptr) {
+    LogPrint(LOG_TRACE, PARSE_METHOD, u"Null Params!");
+    return logExit(PARSE_METHOD, EFI_INVALID_PARAMETER);
+  }
+  RAID_CMD_BLOCK command = {};
+  EFI_STATUS status = readMethod(method, &command);
+  if (!EFI_ERROR(status)) {
+    status = appendCommand(&command, config);
+  }
+  if (EFI_ERROR(status)) {
+    releaseCommandData(&command);
+  }
+  return logExit(PARSE_METHOD, status);
+}

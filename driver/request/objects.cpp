@@ -1,0 +1,141 @@
+// Object elements into records: enclosures, disks and virtual disks, and the walk that the adapter shares.
+#include "base/log.h"
+#include "base/pool.h"
+#include "driver/request/reader.h"
+#include "driver/request/request.h"
+
+static UINT32 objectType(const void *record) {
+  return static_cast<const RAID_RECORD_HEADER *>(record)->ObjectType;
+}
+
+// A new zero-filled record that counts from now on, or null without memory.
+template <class T> static T *addRecord(T *&records, UINT32 &count) {
+  return growArray(records, count) ? &records[count++] : nullptr;
+}
+
+static EFI_STATUS readEnclosure(const XML_NODE *element, RAID_CONFIG *config) {
+  RAID_ENCLOSURE_RECORD *record = addRecord(config->enclosures, config->enclosureCount);
+  return record == nullptr ? EFI_OUT_OF_RESOURCES : parseEnclosure(element, record, config);
+}
+
+static EFI_STATUS readDisk(const XML_NODE *element, RAID_CONFIG *config) {
+  RAID_PD_RECORD *record = addRecord(config->physicalDisks, config->physicalDiskCount);
+  return record == nullptr ? EFI_OUT_OF_RESOURCES : parsePD(element, record);
+}
+
+// Counts the disk in its enclosure at once, among the configuration's disks only when it could be read.
+static EFI_STATUS readEnclosureDisk(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading) {
+  RAID_CONFIG *config = reading.Config;
+  fieldStore(reading.Record, row.Count, fieldLoad(reading.Record, row.Count) + 1);
+  if (!growArray(config->physicalDisks, config->physicalDiskCount)) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  RAID_PD_RECORD *record = &config->physicalDisks[config->physicalDiskCount];
+  EFI_STATUS status = parsePD(element, record);
+  if (EFI_ERROR(status)) {
+    releaseRecordMembers(record);
+    zeroBytes(record, sizeof(*record));
+    return status;
+  }
+  ++config->physicalDiskCount;
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS readVirtualDisk(const XML_NODE *element, RAID_CONFIG *config) {
+  RAID_VD_RECORD *record = addRecord(config->logicalDisks, config->logicalDiskCount);
+  return record == nullptr ? EFI_OUT_OF_RESOURCES : parseVD(element, record);
+}
+
+static EFI_STATUS readRow(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading) {
+  switch (row.Format) {
+  case FORMAT_RATES:
+    return readRate(element, row, reading);
+  case FORMAT_RAID_LEVEL_PARAMS:
+    return readLevelParams(element, reading);
+  case FORMAT_ENCLOSURE:
+    return readEnclosure(element, reading.Config);
+  case FORMAT_PHYSICAL_DISK:
+    return row.Count.Width != 0 ? readEnclosureDisk(element, row, reading) : readDisk(element, reading.Config);
+  case FORMAT_VIRTUAL_DISK:
+    return readVirtualDisk(element, reading.Config);
+  case FORMAT_KEY_ID:
+    return readKeyId(element, reading.Config);
+  default:
+    return readField(element, row, reading.Record);
+  }
+}
+
+EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading) {
+  const FIELD_TABLE *tables[] = {&g_headerFields, reading.Fields};
+  UINT32 expected[] = {0, 0};
+  for (const XML_NODE *child = element->FirstChild; child != nullptr; child = child->NextSibling) {
+    // An element may have a row in both: a disk's "ObjectID" gives two fields.
+    for (int i = 0; i < 2; ++i) {
+      const FIELD_ROW *row = readingRow(*tables[i], child->Name, &expected[i]);
+      EFI_STATUS status = row == nullptr ? EFI_SUCCESS : readRow(child, *row, reading);
+      if (EFI_ERROR(status)) {
+        return status;
+      }
+    }
+    if (objectType(reading.Record) != reading.Kind) {
+      return EFI_INVALID_PARAMETER;
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+// Gives back what a record that failed must not keep: its name and its id list. It stays a record of its own kind, so
+// that a later release finds the right members.
+static void dropUnfinished(OBJECT_READING &reading) {
+  RAID_RECORD_HEADER *header = static_cast<RAID_RECORD_HEADER *>(reading.Record);
+  poolFree(header->Name);
+  header->Name = nullptr;
+  header->ObjectType = reading.Kind;
+  for (UINT32 i = 0; i < reading.Fields->RowCount; ++i) {
+    const FIELD_ROW &row = reading.Fields->Rows[i];
+    if (row.Format == FORMAT_ID_LIST) {
+      poolFree(fieldPointer(reading.Record, row.Place));
+      fieldStorePointer(reading.Record, row.Place, nullptr);
+      fieldStore(reading.Record, row.Count, 0);
+    }
+  }
+}
+
+static EFI_STATUS parseObject(const CHAR8 *function, const XML_NODE *element, OBJECT_READING reading) {
+  logEntered(function);
+  if (element == nullptr || reading.Record == nullptr) {
+    return logExit(function, EFI_INVALID_PARAMETER);
+  }
+  zeroBytes(reading.Record, RAID_RECORD_SIZE);
+  static_cast<RAID_RECORD_HEADER *>(reading.Record)->ObjectType = reading.Kind;
+  EFI_STATUS status = readObject(element, reading);
+  if (EFI_ERROR(status)) {
+    dropUnfinished(reading);
+  }
+  return logExit(function, status);
+}
+
+EFI_STATUS parseEnclosure(const XML_NODE *element, RAID_ENCLOSURE_RECORD *record, RAID_CONFIG *config) {
+  OBJECT_READING reading = {};
+  reading.Kind = RAID_OBJECT_ENCLOSURE;
+  reading.Fields = &g_enclosureFields;
+  reading.Record = config == nullptr ? nullptr : record;
+  reading.Config = config;
+  return parseObject("parseEnclosure", element, reading);
+}
+
+EFI_STATUS parsePD(const XML_NODE *element, RAID_PD_RECORD *record) {
+  OBJECT_READING reading = {};
+  reading.Kind = RAID_OBJECT_PHYSICAL_DISK;
+  reading.Fields = &g_pdFields;
+  reading.Record = record;
+  return parseObject("parsePD", element, reading);
+}
+
+EFI_STATUS parseVD(const XML_NODE *element, RAID_VD_RECORD *record) {
+  OBJECT_READING reading = {};
+  reading.Kind = RAID_OBJECT_VIRTUAL_DISK;
+  reading.Fields = &g_vdFields;
+  reading.Record = record;
+  return parseObject("parseVD", element, reading);
+}

@@ -1,0 +1,76 @@
+// What the readers of this room share.
+#pragma once
+
+#include "base/pool.h"
+#include "driver/xml/xml.h"
+#include "raid_records.h"
+#include "xml_protocol.h"
+
+bool isNamed(const XML_NODE *node, const CHAR8 *name);
+
+// The row that reading applies to element, or null. The search begins at *expected, 0 for the first child, and leaves
+// the row behind the one that it found there: most documents follow the tables.
+const FIELD_ROW *readingRow(const FIELD_TABLE &fields, const CHAR8 *element, UINT32 *expected);
+
+// Applies the row to the element's text or children. Lists and texts that the record gets are its own, what it held at
+// that place goes back. Formats that need more than the record are left alone.
+//   EFI_NOT_FOUND          a strict field's text is not in its table
+//   EFI_INVALID_PARAMETER  too few children, or a list is full
+EFI_STATUS readField(const XML_NODE *element, const FIELD_ROW &row, void *record);
+
+// Applies the table's rows to the element's children; other children are skipped.
+EFI_STATUS readFields(const XML_NODE *element, const FIELD_TABLE &fields, void *record);
+
+// Copies the text with its NUL, at most size bytes; a null text copies nothing.
+void copyFixedText(void *to, const CHAR8 *text, UINTN size);
+
+// An array of count + 1 elements that starts with the old ones and ends with a zero-filled one, or null without memory.
+// The old array goes back on success only.
+void *grownArray(void *old, UINT32 count, UINTN elementSize);
+
+// Makes room for one more element behind count ones; false without memory, and array is as it was.
+template <class T> inline bool growArray(T *&array, UINT32 count) {
+  void *grown = grownArray(array, count, sizeof(T));
+  if (grown == nullptr) {
+    return false;
+  }
+  array = static_cast<T *>(grown);
+  return true;
+}
+
+// A zero-filled T for a command, or null without memory. A document may give any command any object, and a controller
+// that goes by the command reads as much as it expects: so every object has room for the largest, the keys of a rekey.
+template <class T> inline T *newCommandObject() {
+  constexpr UINTN LARGEST = 2 * sizeof(RAID_KEY_RECORD);
+  static_assert(sizeof(T) <= LARGEST);
+  return static_cast<T *>(poolAllocateZero(LARGEST));
+}
+
+// An object element on its way into a record.
+struct OBJECT_READING {
+  UINT32 Kind; // RAID_OBJECT_TYPE that the object must have
+  const FIELD_TABLE *Fields;
+  void *Record;
+  RAID_CONFIG *Config; // receives nested objects; null when the object has none
+  UINT32 RateCount;    // "Rate" elements so far
+  UINT32 LevelCount;   // descriptors at RAIDLevelParams
+  bool HasLevelParams; // whether the element came
+};
+
+// Reads all children into the record, whose ObjectType is preset with Kind; another one fails with
+// EFI_INVALID_PARAMETER and stands in the record then.
+EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading);
+
+// The adapter's groups that need what was read before.
+EFI_STATUS readRate(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading);
+EFI_STATUS readLevelParams(const XML_NODE *element, OBJECT_READING &reading);
+EFI_STATUS readKeyId(const XML_NODE *element, RAID_CONFIG *config);
+
+// Gives back what the record owns by its ObjectType; the pointers stay as they are.
+void releaseRecordMembers(const void *record);
+
+// Overwrites and gives back count key records; null is ignored.
+void releaseKeys(void *keys, UINTN count);
+
+// Gives back the command's ObjectData and clears it; see releaseCommandData.
+void releaseCommandObject(RAID_CMD_BLOCK *command);

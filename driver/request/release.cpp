@@ -1,0 +1,133 @@
+// Giving back what the parsers built.
+#include "base/log.h"
+#include "base/pool.h"
+#include "driver/controller/controller.h"
+#include "driver/request/reader.h"
+#include "driver/request/request.h"
+
+static void releaseAdapterMembers(const RAID_ADAPTER_RECORD *adapter) {
+  poolFree(adapter->FirmwareVersion);
+  poolFree(adapter->RAIDLevelParams);
+  for (UINTN i = 0; i < RAID_RATE_COUNT; ++i) {
+    poolFree(adapter->Rates[i].Name);
+  }
+}
+
+void releaseRecordMembers(const void *record) {
+  const RAID_RECORD_HEADER *header = static_cast<const RAID_RECORD_HEADER *>(record);
+  poolFree(header->Name);
+  poolFree(header->FQDD);
+  switch (header->ObjectType) {
+  case RAID_OBJECT_ADAPTER:
+    releaseAdapterMembers(static_cast<const RAID_ADAPTER_RECORD *>(record));
+    break;
+  case RAID_OBJECT_PHYSICAL_DISK:
+    poolFree(static_cast<const RAID_PD_RECORD *>(record)->VDs);
+    break;
+  case RAID_OBJECT_VIRTUAL_DISK:
+    poolFree(static_cast<const RAID_VD_RECORD *>(record)->PDs);
+    break;
+  default:
+    break;
+  }
+}
+
+void releaseKeys(void *keys, UINTN count) {
+  if (keys != nullptr) {
+    wipeBytes(keys, count * sizeof(RAID_KEY_RECORD));
+    poolFree(keys);
+  }
+}
+
+EFI_STATUS TarnFree(void *, void *records, UINT32 count) {
+  logEntered("TarnFree");
+  if (records == nullptr) {
+    return logExit("TarnFree", EFI_INVALID_PARAMETER);
+  }
+  for (UINTN i = 0; i < count; ++i) {
+    releaseRecordMembers(static_cast<UINT8 *>(records) + i * RAID_RECORD_SIZE);
+  }
+  poolFree(records);
+  return logExit("TarnFree", EFI_SUCCESS);
+}
+
+static void releaseList(RAID_CONFIG_LIST_NODE *node) {
+  while (node != nullptr) {
+    RAID_CONFIG_LIST_NODE *next = node->Next;
+    poolFree(node->Data);
+    poolFree(node);
+    node = next;
+  }
+}
+
+static void releaseCommands(RAID_CMD_BLOCK *commands, UINT32 count) {
+  for (UINT32 i = 0; commands != nullptr && i < count; ++i) {
+    poolFree(commands[i].ObjectIds);
+    poolFree(commands[i].ObjectData);
+  }
+  poolFree(commands);
+}
+
+void FreeRaidConfig(RAID_CONFIG *config, UINT64 mask) {
+  if (config == nullptr) {
+    return;
+  }
+  struct PART {
+    void *Records; // null for the parts that are no record arrays
+    UINT32 Count;
+  };
+  // In the order of the mask's bits.
+  const PART parts[] = {
+      {config->adapter, 1},
+      {config->enclosures, config->enclosureCount},
+      {nullptr, 0}, // reservedList
+      {nullptr, 0}, // commands
+      {config->logicalDisks, config->logicalDiskCount},
+      {config->reservedRecord, 1},
+      {config->physicalDisks, config->physicalDiskCount},
+      {config->reservedRecords1, config->reservedCount1},
+      {config->reservedRecords3, config->reservedCount3},
+      {config->reservedRecords2, config->reservedCount2},
+  };
+  for (UINT32 bit = 0; bit < sizeof(parts) / sizeof(parts[0]); ++bit) {
+    UINT64 part = mask & (1ULL << bit);
+    if (part == RAID_CONFIG_LIST) {
+      releaseList(config->reservedList);
+    } else if (part == RAID_CONFIG_COMMANDS) {
+      releaseCommands(config->commands, config->commandCount);
+    } else if (part != 0 && parts[bit].Records != nullptr) {
+      TarnFree(nullptr, parts[bit].Records, parts[bit].Count);
+    }
+  }
+}
+
+void releaseCommandObject(RAID_CMD_BLOCK *command) {
+  if (command->ObjectData == nullptr) {
+    return;
+  }
+  if (command->Revision == RAID_BLOCK_REVISION_KEY) {
+    releaseKeys(command->ObjectData, command->Command == RAID_COMMAND_REKEY ? 2 : 1);
+  } else {
+    releaseRecordMembers(command->ObjectData);
+    poolFree(command->ObjectData);
+  }
+  command->ObjectData = nullptr;
+}
+
+void releaseCommandData(RAID_CMD_BLOCK *command) {
+  poolRelease(command->ObjectIds);
+  command->ObjectIdCount = 0;
+  releaseCommandObject(command);
+}
+
+void releaseConfig(RAID_CONFIG *config) {
+  if (config == nullptr) {
+    return;
+  }
+  for (UINT32 i = 0; config->commands != nullptr && i < config->commandCount; ++i) {
+    releaseCommandData(&config->commands[i]);
+  }
+  releaseKeys(config->keyId, 1);
+  FreeRaidConfig(config, RAID_CONFIG_ALL);
+  poolFree(config);
+}

@@ -1,0 +1,190 @@
+#include "driver/restore/steps.h"
+
+#include "base/log.h"
+#include "base/pool.h"
+#include "driver/controller/controller.h"
+
+// What the creation of every saved virtual disk needs.
+struct CREATION {
+  RAID_MGMT_PROTOCOL *Mgmt;
+  const RAID_ADAPTER_RECORD *CurrentAdapter;
+  const RAID_CONFIG *Saved;
+  const UINT32 *PdMap;
+  XML_NODE **LogRoot;
+};
+
+// Sends the block, whose answer nobody needs, and logs it as the step.
+static EFI_STATUS sendLogged(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, const CHAR8 *step, XML_NODE **logRoot) {
+  RAID_CMD_RESULT result;
+  EFI_STATUS status = executeCommand(mgmt, block, &result);
+  if (!EFI_ERROR(status)) {
+    giveBack(mgmt, &result);
+  }
+  if (logRoot != nullptr) {
+    _RestoreLogAddProgressNode(step, status, block, logRoot);
+  }
+  return status;
+}
+
+EFI_STATUS _ChangeAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, XML_NODE **logRoot) {
+  logEntered("_ChangeAdapter");
+  RAID_CMD_BLOCK block = makeCommand(RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER);
+  block.ObjectData = restoreCfg->adapter;
+  EFI_STATUS status = sendLogged(mgmt, &block, "ChangeAdapter", logRoot);
+  if (EFI_ERROR(status)) {
+    LogPrint(LOG_ERROR, "_ChangeAdapter", u"Changes Adapter returned error %r", status);
+  } else {
+    status = EFI_SUCCESS;
+  }
+  return logExit("_ChangeAdapter", status);
+}
+
+// Logs a virtual disk that is not sent to the controller; ids are those of its members that were found, or null.
+static void logNotCreated(const CREATION &run, EFI_STATUS why, RAID_VD_RECORD *disk, UINT32 *ids, UINT32 idCount) {
+  RAID_CMD_BLOCK block = {};
+  block.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
+  block.ObjectIdCount = idCount;
+  block.ObjectIds = ids;
+  block.ObjectData = disk;
+  _RestoreLogAddProgressNode("CreateVD", why, &block, run.LogRoot);
+}
+
+// The index of the first saved disk with the id; the number of saved disks without one.
+static UINT32 findPdInRestore(const RAID_CONFIG *saved, UINT32 objectId) {
+  LogPrint(LOG_TRACE, "_findPdInRestore", u"Inside _findPdInRestore");
+  UINT32 i = 0;
+  while (i < saved->physicalDiskCount && saved->physicalDisks[i].ObjectID != objectId) {
+    ++i;
+  }
+  return i;
+}
+
+// Fills ids with the current ids of the members. *complete is cleared when a member has no disk; its entry stays 0. All
+// entries stay 0 without a map. EFI_INVALID_PARAMETER for a member that is none of the saved disks.
+static EFI_STATUS translateMembers(const CREATION &run, const UINT32 *members, UINT32 count, UINT32 *ids,
+                                   bool *complete) {
+  for (UINT32 j = 0; j < count && run.PdMap != nullptr; ++j) {
+    UINT32 index = findPdInRestore(run.Saved, members[j]);
+    if (index == run.Saved->physicalDiskCount) {
+      LogPrint(LOG_ERROR, "_CreateOrChangeVDs", u"Could not find VD pd in restore PD array");
+      return EFI_INVALID_PARAMETER;
+    }
+    if (run.PdMap[index] == 0) {
+      *complete = false;
+    } else {
+      ids[j] = run.PdMap[index] - 1;
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+static bool createVD(const CREATION &run, RAID_VD_RECORD *disk, UINT32 *ids, UINT32 idCount) {
+  disk->Attributes &= ~RAID_VD_ATTRIBUTE_FDE;
+  RAID_CMD_BLOCK block = makeCommand(RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK);
+  block.ObjectIdCount = idCount;
+  block.ObjectIds = ids;
+  block.ObjectData = disk;
+  EFI_STATUS status = sendLogged(run.Mgmt, &block, "CreateVD", run.LogRoot);
+  if (EFI_ERROR(status)) {
+    LogPrint(LOG_WARN, "_CreateVD", u"Changes VDs returned error %r", status);
+  }
+  return !EFI_ERROR(status);
+}
+
+// Creates the virtual disk on the disks that stand in for its members, with ids as their array. *created tells whether
+// the controller did.
+static EFI_STATUS createOnMembers(const CREATION &run, RAID_VD_RECORD *disk, UINT32 *ids, UINT32 count, bool *created) {
+  bool complete = true;
+  EFI_STATUS status = translateMembers(run, disk->PDs, count, ids, &complete);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  if (complete) {
+    *created = createVD(run, disk, ids, count);
+  } else {
+    LogPrint(LOG_ERROR, "_CreateOrChangeVDs", u"Not enough PDs to create VD");
+    logNotCreated(run, EFI_OUT_OF_RESOURCES, disk, ids, count);
+  }
+  return EFI_SUCCESS;
+}
+
+// Creates one virtual disk. What makes only this one impossible is logged and counts as success.
+static EFI_STATUS restoreVD(const CREATION &run, RAID_VD_RECORD *disk) {
+  bool created = false;
+  EFI_STATUS status = EFI_SUCCESS;
+  if ((disk->Attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0 &&
+      (run.CurrentAdapter->Attributes & RAID_ADAPTER_CACHECADE_CAPABLE) == 0) {
+    LogPrint(LOG_ERROR, "_CreateOrChangeVDs", u"Cannot create cachecade VD as controller is not cachecade capable");
+    logNotCreated(run, EFI_UNSUPPORTED, disk, /* ids= */ nullptr, /* idCount= */ 0);
+  } else {
+    UINT32 count = disk->PDs == nullptr ? 0 : disk->PDCount;
+    UINT32 *ids = nullptr;
+    if (count != 0) {
+      ids = poolNew<UINT32>(count);
+      if (ids == nullptr) {
+        LogPrint(LOG_ERROR, "_CreateOrChangeVDs", u"Out of memory for pdOids");
+        return EFI_OUT_OF_RESOURCES;
+      }
+    }
+    status = createOnMembers(run, disk, ids, count, &created);
+    poolFree(ids);
+  }
+  if (!EFI_ERROR(status) && !created) {
+    LogPrint(LOG_TRACE, "_CreateOrChangeVDs", u"VD creation failed");
+  }
+  return status;
+}
+
+static EFI_STATUS restoreVDs(const CREATION &run, UINT32 runModeFlag) {
+  if (run.Saved->logicalDiskCount == 0) {
+    return EFI_SUCCESS;
+  }
+  LogPrint(LOG_TRACE, "_CreateOrChangeVDs", u"restoreCfg->logicalDiskCount %x", run.Saved->logicalDiskCount);
+  if ((runModeFlag & RUN_MODE_PRESERVE_VD) != 0) {
+    return EFI_SUCCESS;
+  }
+  for (UINT32 v = 0; v < run.Saved->logicalDiskCount; ++v) {
+    EFI_STATUS status = restoreVD(run, &run.Saved->logicalDisks[v]);
+    if (EFI_ERROR(status)) {
+      return status;
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS _CreateOrChangeVDs(RAID_MGMT_PROTOCOL *mgmt, const RAID_ADAPTER_RECORD *currentAdapter,
+                              RAID_CONFIG *restoreCfg, UINT32 runModeFlag, const UINT32 *pdMap, XML_NODE **logRoot) {
+  logEntered("_CreateOrChangeVDs");
+  CREATION run = {mgmt, currentAdapter, restoreCfg, pdMap, logRoot};
+  return logExit("_CreateOrChangeVDs", restoreVDs(run, runModeFlag));
+}
+
+static EFI_STATUS changeHotSpares(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, const UINT32 *pdMap, UINT32 runModeFlag,
+                                  XML_NODE **logRoot) {
+  for (UINT32 i = 0; i < saved->physicalDiskCount && pdMap != nullptr; ++i) {
+    if (saved->physicalDisks[i].Hotspare == 0 || pdMap[i] == 0) {
+      continue;
+    }
+    UINT32 id = pdMap[i] - 1;
+    RAID_CMD_BLOCK block = makeCommand(RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK);
+    block.ObjectIdCount = 1;
+    block.ObjectIds = &id;
+    block.ObjectData = &saved->physicalDisks[i];
+    EFI_STATUS status = sendLogged(mgmt, &block, "ChangePD", logRoot);
+    if (!EFI_ERROR(status)) {
+      continue;
+    }
+    LogPrint(LOG_ERROR, "_ChangePDs", u"Changes PDs  returned error %r", status);
+    if ((runModeFlag & RUN_MODE_STOP_ON_ERROR) != 0) {
+      LogPrint(LOG_TRACE, "_ChangePDs", u"Stopping further processing as StopOnError is true");
+      return status;
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS _ChangePDs(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, const UINT32 *pdMap, UINT32 runModeFlag,
+                      XML_NODE **logRoot) {
+  logEntered("_ChangePDs");
+  return logExit("_ChangePDs", changeHotSpares(mgmt, restoreCfg, pdMap, runModeFlag, logRoot));
+}

@@ -1,0 +1,186 @@
+#include "driver/restore/steps.h"
+
+#include "base/log.h"
+#include "base/pool.h"
+#include "base/text.h"
+#include "driver/xml/xml.h"
+
+RAID_PD_RECORD *g_curPdArray;
+UINT32 g_curPdCount;
+
+#define PRINT_PIECE 100
+
+// Names of operations whose caller gives none.
+static constexpr VALUE_NAME_TABLE g_operationTable[] = {
+    {"DELETE", RAID_COMMAND_DELETE},
+    {"CREATE", RAID_COMMAND_CREATE},
+    {"CHANGE", RAID_COMMAND_CHANGE},
+    {"IMPORT_FOREIGN", RAID_COMMAND_IMPORT},
+    {"CLEAR_FOREIGN", RAID_COMMAND_CLEAR},
+    {"LOCK", RAID_COMMAND_LOCK},
+    {"SECURE_ERASE", RAID_COMMAND_SECURE_ERASE},
+    {"REKEY", RAID_COMMAND_REKEY},
+};
+
+static const CHAR8 *flagText(UINT32 runModeFlag, UINT32 flag) {
+  return (runModeFlag & flag) != 0 ? "True" : "False";
+}
+
+XML_NODE *addLogElement(const CHAR8 *function, XML_NODE *parent, XML_NODE *child) {
+  if (child == nullptr) {
+    LogPrint(LOG_TRACE, function, u"Failed to create XML Node");
+  } else {
+    AppendXMLChild(parent, child);
+  }
+  return child;
+}
+
+void formatLogHex(CHAR8 *buffer, UINT64 value) {
+  unsigned digits = 1;
+  while (digits < 16 && (value >> (4 * digits)) != 0) {
+    ++digits;
+  }
+  formatHex(buffer, value, digits);
+}
+
+void _RestoreLogInit(UINT32 runModeFlag, XML_NODE **logRoot) {
+  static constexpr const CHAR8 *function = "_RestoreLogInit";
+  LogPrint(LOG_TRACE, function, u"_RestoreLogInit, runMode=%d ", runModeFlag);
+  if (logRoot == nullptr) {
+    LogPrint(LOG_TRACE, function, u"rootNode is NULL ");
+    return;
+  }
+  FreeXMLNode(*logRoot);
+  *logRoot = nullptr;
+  getXMLProto();
+  if (g_xmlProtocol == nullptr) {
+    LogPrint(LOG_TRACE, function, u"Error in getXMLProto");
+    return;
+  }
+  *logRoot = CreateXMLNode("RaidRestore");
+  if (*logRoot == nullptr) {
+    LogPrint(LOG_TRACE, function, u"Failed to create XML Node");
+    return;
+  }
+  XML_NODE *options = addLogElement(function, *logRoot, CreateXMLNode("Options"));
+  if (options == nullptr) {
+    return;
+  }
+  if (addLogElement(function, options, CreateXMLTextNode("PreserveVD", flagText(runModeFlag, RUN_MODE_PRESERVE_VD)))) {
+    addLogElement(function, options, CreateXMLTextNode("StopOnError", flagText(runModeFlag, RUN_MODE_STOP_ON_ERROR)));
+  }
+}
+
+// The operation's name for a command, in buffer unless it is a constant.
+static const CHAR8 *operationName(const RAID_CMD_BLOCK *block, CHAR8 *buffer) {
+  static constexpr CHAR8 generic[] = "GENERIC COMMAND = ";
+  UINT32 command = block == nullptr ? UINT32{RAID_COMMAND_NONE} : block->Command;
+  for (const VALUE_NAME_TABLE &row : g_operationTable) {
+    if (row.Value == command) {
+      return row.Name;
+    }
+  }
+  copyBytes(buffer, generic, sizeof generic);
+  formatLogHex(buffer + sizeof generic - 1, command);
+  return buffer;
+}
+
+void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID_CMD_BLOCK *block, XML_NODE **logRoot) {
+  static constexpr const CHAR8 *function = "_RestoreLogAddProgressNode";
+  if (logRoot == nullptr || *logRoot == nullptr) {
+    LogPrint(LOG_TRACE, function, u"rootNode not initialized ");
+    return;
+  }
+  XML_NODE *operation = CreateXMLNode("Operation");
+  if (operation == nullptr) {
+    LogPrint(LOG_TRACE, function, u"Failed to create XML Node");
+    return;
+  }
+  CHAR8 buffer[LOG_TEXT_SIZE];
+  if (name == nullptr) {
+    name = operationName(block, buffer);
+  }
+  LogPrint(LOG_TRACE, function, u"AddProgressNode, operation = %a, errCode=%d ", name, static_cast<UINT32>(status));
+  AddXMLAttribute("name", name, operation);
+  AppendXMLChild(*logRoot, operation);
+
+  const CHAR8 *outcome = status == EFI_SUCCESS ? "Success" : "Fail";
+  if (addLogElement(function, operation, CreateXMLTextNode("Status", outcome)) == nullptr) {
+    return;
+  }
+  CHAR8 code[LOG_TEXT_SIZE];
+  formatLogHex(code, status & ~EFI_ERROR_BIT);
+  if (addLogElement(function, operation, CreateXMLTextNode("ErrorCode", code)) == nullptr) {
+    return;
+  }
+  XML_NODE *detail = addLogElement(function, operation, CreateXMLNode("Detail"));
+  if (detail == nullptr || block == nullptr) {
+    return;
+  }
+  _RestoreLogCreateDetailNode(block, &detail->FirstChild);
+  if (detail->FirstChild == nullptr) {
+    LogPrint(LOG_TRACE, function, u"Failed to create detail XML Node");
+  }
+}
+
+void PrintRestoreLog(const CHAR8 *text) {
+  if (text == nullptr) {
+    return;
+  }
+  CHAR8 piece[PRINT_PIECE + 1];
+  UINTN left = textLength(text);
+  for (; left >= PRINT_PIECE; left -= PRINT_PIECE, text += PRINT_PIECE) {
+    copyBytes(piece, text, PRINT_PIECE);
+    piece[PRINT_PIECE] = 0;
+    LogPrint(LOG_TRACE, "PrintRestoreLog", u"%a", piece);
+  }
+  LogPrint(LOG_TRACE, "PrintRestoreLog", u"%a", text);
+}
+
+static bool startsWith(const CHAR8 *text, const CHAR8 *start) {
+  for (; *start != 0; ++text, ++start) {
+    if (*text != *start) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// The tag in text that begins with name, which is its root element: what stands before is dropped. Null without one.
+static const CHAR8 *rootOf(const CHAR8 *text, const CHAR8 *name) {
+  for (; text[0] != 0; ++text) {
+    if (startsWith(text + 1, name)) {
+      return text;
+    }
+  }
+  return nullptr;
+}
+
+// Hands a copy of log over, unless there is no memory for it.
+static void handOver(RAID_XYL_BUFFER *output, const CHAR8 *log, UINT8 kind) {
+  CHAR8 *copy = textDuplicate(log);
+  if (copy == nullptr) {
+    LogPrint(LOG_TRACE, "updateResultLog", u"Error allocating memory for log data");
+    return;
+  }
+  LogPrint(LOG_TRACE, "updateResultLog", u"***** Returning Restore Log in new DataBuffer : *****");
+  RAID_XYL_BUFFER *receiver = kind == LOG_KIND_RESTORE ? output : static_cast<RAID_XYL_BUFFER *>(output->Data);
+  receiver->Data = copy;
+  receiver->Size = static_cast<UINT32>(textLength(copy) + 1);
+}
+
+void updateResultLog(RAID_XYL_BUFFER *output, XML_NODE *logRoot, UINT8 kind) {
+  if (output == nullptr || logRoot == nullptr) {
+    return;
+  }
+  CHAR8 *text = XMLNodeToText(logRoot);
+  if (text == nullptr) {
+    return;
+  }
+  const CHAR8 *log = rootOf(text, kind == LOG_KIND_RESTORE ? "RaidRestore" : "RaidConfig");
+  if (log != nullptr) {
+    handOver(output, log, kind);
+  }
+  PrintRestoreLog(log == nullptr ? text : log);
+  poolFree(text);
+}

@@ -1,0 +1,158 @@
+#include "driver/restore/restore.h"
+
+#include "base/log.h"
+#include "base/text.h"
+
+// What a text does to the run mode word.
+struct RUN_MODE_TEXT {
+  const CHAR8 *Text;
+  UINT32 Set;
+  UINT32 Clear;
+};
+
+static constexpr RUN_MODE_TEXT g_modeTexts[] = {
+    {"Restore", RUN_MODE_RESTORE, 0},
+    {"Normal", RUN_MODE_NORMAL, 0},
+};
+
+static constexpr RUN_MODE_TEXT g_stopOnErrorTexts[] = {
+    {"True", RUN_MODE_STOP_ON_ERROR, 0},
+    {"False", 0, RUN_MODE_STOP_ON_ERROR},
+};
+
+static constexpr RUN_MODE_TEXT g_preserveTexts[] = {
+    {"True", 0, 0},
+    {"False", 0, RUN_MODE_PRESERVE_VD},
+};
+
+// Applies the text of element; false when it is none of texts.
+template <UINTN count>
+static bool applyText(const XML_NODE *element, const RUN_MODE_TEXT (&texts)[count], UINT32 *flags) {
+  for (const RUN_MODE_TEXT &row : texts) {
+    if (element->Content != nullptr && textEqual(element->Content, row.Text)) {
+      *flags = (*flags | row.Set) & ~row.Clear;
+      return true;
+    }
+  }
+  return false;
+}
+
+template <UINTN count>
+static EFI_STATUS applyPlain(const XML_NODE *element, const RUN_MODE_TEXT (&texts)[count], UINT32 *flags) {
+  if (!applyText(element, texts, flags)) {
+    LogPrint(LOG_ERROR, "parseRunTimeXML", u"Node content is invalid: %a", element->Content);
+    return EFI_INVALID_PARAMETER;
+  }
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS applyMode(const XML_NODE *element, UINT32 *flags) {
+  return applyPlain(element, g_modeTexts, flags);
+}
+
+static EFI_STATUS applyStopOnError(const XML_NODE *element, UINT32 *flags) {
+  return applyPlain(element, g_stopOnErrorTexts, flags);
+}
+
+// Only the first child counts, whatever its name.
+static EFI_STATUS applyRaid(const XML_NODE *element, UINT32 *flags) {
+  const XML_NODE *option = element->FirstChild;
+  if (option == nullptr) {
+    LogPrint(LOG_TRACE, "parseRunTimeXML", u"No children for PreserveVDConfig");
+    return EFI_INVALID_PARAMETER;
+  }
+  if (!applyText(option, g_preserveTexts, flags)) {
+    LogPrint(LOG_ERROR, "parseRunTimeXML", u"PreserveVDConfig Node content is invalid: %a", option->Content);
+    return EFI_INVALID_PARAMETER;
+  }
+  bool preserved = textEqual(option->Content, "True");
+  LogPrint(LOG_TRACE, "parseRunTimeXML",
+           preserved ? u"PreserveVDConfig:TRUE:*Mode %x" : u"PreserveVDConfig:FALSE:*Mode %x", *flags);
+  return EFI_SUCCESS;
+}
+
+struct RUN_MODE_ELEMENT {
+  const CHAR8 *Name;
+  EFI_STATUS (*Apply)(const XML_NODE *element, UINT32 *flags);
+  const CHAR16 *Before;
+  const CHAR16 *After;
+};
+
+static constexpr RUN_MODE_ELEMENT g_runModeElements[] = {
+    {"Mode", applyMode, u"<Mode>:Before parseRunModeData %x", u"<Mode>:After parseRunModeData = %x"},
+    {"StopOnError", applyStopOnError, u"<StopOnError>:Before parseRunModeData %x",
+     u"<StopOnError>:After parseRunModeData = %x"},
+    {"Raid", applyRaid, u"<Raid>:Before parseRunModeData %x", u"<Raid>:After parseRunModeData %x"},
+};
+
+// Elements with other names are passed over.
+static EFI_STATUS applyElement(const XML_NODE *element, UINT32 *flags) {
+  for (const RUN_MODE_ELEMENT &row : g_runModeElements) {
+    if (!textEqual(element->Name, row.Name)) {
+      continue;
+    }
+    LogPrint(LOG_TRACE, "parseRunTimeXML", row.Before, *flags);
+    EFI_STATUS status = row.Apply(element, flags);
+    if (EFI_ERROR(status)) {
+      return status;
+    }
+    LogPrint(LOG_TRACE, "parseRunTimeXML", row.After, *flags);
+  }
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS applyDocument(const XML_NODE *root, UINT32 *flags) {
+  *flags |= RUN_MODE_PRESERVE_VD;
+  if (!textEqual(root->Name, "RunMode")) {
+    LogPrint(LOG_ERROR, "parseRunTimeXML", u"DOC head is %a, I don't know how to parse this", root->Name);
+    return EFI_INVALID_PARAMETER;
+  }
+  if (root->FirstChild == nullptr) {
+    LogPrint(LOG_WARN, "parseRunTimeXML", u"No children, this is not valid");
+    return EFI_INVALID_PARAMETER;
+  }
+  for (const XML_NODE *element = root->FirstChild; element != nullptr; element = element->NextSibling) {
+    EFI_STATUS status = applyElement(element, flags);
+    if (EFI_ERROR(status)) {
+      return status;
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS parseRunTime(const CHAR8 *text, UINT32 *flags) {
+  LogPrint(LOG_TRACE, "parseRunTimeXML", u"Parsing RunTime XML");
+  getXMLProto();
+  if (g_xmlProtocol == nullptr) {
+    return EFI_NOT_FOUND;
+  }
+  XML_NODE *root = nullptr;
+  LogPrint(LOG_TRACE, "parseRunTimeXML", u"Parse XML Start...");
+  EFI_STATUS parsed = g_xmlProtocol->Parse(g_xmlProtocol, text, &root);
+  LogPrint(LOG_TRACE, "parseRunTimeXML", u"Return from Parsing %r", parsed);
+  if (root == nullptr) {
+    LogPrint(LOG_ERROR, "parseRunTimeXML", u"Parse doc failed to parse");
+    return parsed;
+  }
+  EFI_STATUS status = parsed;
+  if (EFI_ERROR(parsed)) {
+    LogPrint(LOG_WARN, "parseRunTimeXML", u"Parse XML returned error %r", parsed);
+  } else {
+    LogPrint(LOG_TRACE, "parseRunTimeXML", u"Parse XML Complete");
+    status = applyDocument(root, flags);
+  }
+  if (!EFI_ERROR(status)) {
+    LogPrint(LOG_TRACE, "parseRunTimeXML", u"Valid Status = %r", parsed);
+  }
+  FreeXMLNode(root);
+  return status;
+}
+
+EFI_STATUS parseRunTimeXML(const CHAR8 *text, UINT32 *runModeFlag) {
+  logEntered("parseRunTimeXML");
+  EFI_STATUS status = EFI_INVALID_PARAMETER;
+  if (text != nullptr && runModeFlag != nullptr) {
+    status = parseRunTime(text, runModeFlag);
+  }
+  return logExit("parseRunTimeXML", status);
+}

@@ -1,0 +1,89 @@
+// The driver model: which drivers are asked to start on a controller, and which to let go of it.
+
+#include <algorithm>
+
+#include "host_firmware/protocols.h"
+
+static EFI_DRIVER_BINDING_PROTOCOL *bindingOn(Database &database, EFI_HANDLE handle) {
+  PROTOCOL_ENTRY *entry = database.find(handle, g_bindingProtocolGuid);
+  return entry == nullptr ? nullptr : static_cast<EFI_DRIVER_BINDING_PROTOCOL *>(entry->interface);
+}
+
+// Every driver once: first those of the images that the caller named, then all by descending version.
+std::vector<EFI_DRIVER_BINDING_PROTOCOL *> Database::candidates(const EFI_HANDLE *firstImages) {
+  std::vector<EFI_DRIVER_BINDING_PROTOCOL *> drivers;
+  for (EFI_HANDLE handle : handles(&g_bindingProtocolGuid)) {
+    drivers.push_back(bindingOn(*this, handle));
+  }
+  auto newer = [](auto *a, auto *b) { return a->Version > b->Version; };
+  std::stable_sort(drivers.begin(), drivers.end(), newer);
+  auto place = drivers.begin();
+  for (; firstImages != nullptr && *firstImages != nullptr; ++firstImages) {
+    auto named = [&](auto *driver) { return driver->ImageHandle == *firstImages; };
+    place = std::stable_partition(place, drivers.end(), named);
+  }
+  return drivers;
+}
+
+EFI_STATUS Database::connect(EFI_HANDLE controller, const EFI_HANDLE *firstImages) {
+  if (!alive(controller)) {
+    return EFI_INVALID_PARAMETER;
+  }
+  bool started = false;
+  std::vector<EFI_DRIVER_BINDING_PROTOCOL *> drivers = candidates(firstImages);
+  // After each driver that supports the controller the others are asked again: what it installed may suit them.
+  for (size_t i = 0; i < drivers.size();) {
+    EFI_DRIVER_BINDING_PROTOCOL *driver = drivers[i];
+    if (EFI_ERROR(driver->Supported(driver, controller, /* Remaining= */ nullptr))) {
+      ++i;
+      continue;
+    }
+    started = !EFI_ERROR(driver->Start(driver, controller, /* Remaining= */ nullptr)) || started;
+    drivers.erase(drivers.begin() + static_cast<std::ptrdiff_t>(i));
+    i = 0;
+  }
+  return started ? EFI_SUCCESS : EFI_NOT_FOUND;
+}
+
+// Agents that hold a protocol of the controller BY_DRIVER, each once.
+std::vector<EFI_HANDLE> Database::driversOf(EFI_HANDLE controller) const {
+  std::vector<EFI_HANDLE> agents;
+  auto found = handles_.find(controller);
+  if (found == handles_.end()) {
+    return agents;
+  }
+  for (const PROTOCOL_ENTRY &entry : found->second) {
+    for (const PROTOCOL_OPEN &open : entry.opens) {
+      bool drives = (open.attributes & EFI_OPEN_PROTOCOL_BY_DRIVER) != 0 && open.controller == controller;
+      if (drives && std::find(agents.begin(), agents.end(), open.agent) == agents.end()) {
+        agents.push_back(open.agent);
+      }
+    }
+  }
+  return agents;
+}
+
+EFI_STATUS Database::disconnect(EFI_HANDLE controller, EFI_HANDLE driver) {
+  if (!alive(controller) || (driver != nullptr && bindingOn(*this, driver) == nullptr)) {
+    return EFI_INVALID_PARAMETER;
+  }
+  std::vector<EFI_HANDLE> agents = driversOf(controller);
+  if (driver != nullptr) {
+    bool drives = std::find(agents.begin(), agents.end(), driver) != agents.end();
+    agents.assign(drives ? 1 : 0, driver);
+  }
+  if (agents.empty()) {
+    return EFI_SUCCESS;
+  }
+  bool stopped = false;
+  for (EFI_HANDLE agent : agents) {
+    EFI_DRIVER_BINDING_PROTOCOL *binding = bindingOn(*this, agent);
+    if (binding == nullptr) {
+      return EFI_INVALID_PARAMETER;
+    }
+    EFI_STATUS status = binding->Stop(binding, controller, /* NumberOfChildren= */ 0, /* Children= */ nullptr);
+    stopped = !EFI_ERROR(status) || stopped;
+  }
+  // What Stop answers goes no further: a driver that keeps its hold counts as none that could be disconnected.
+  return stopped ? EFI_SUCCESS : EFI_NOT_FOUND;
+}

@@ -1,0 +1,192 @@
+// Pool allocations between guard bytes, with fresh and freed memory filled so that misuse shows.
+
+#include "host_firmware/pool.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define POOL_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define POOL_ASAN 1
+#endif
+#endif
+
+#ifdef POOL_ASAN
+#include <sanitizer/asan_interface.h>
+static void forbid(const void *memory, size_t size) {
+  __asan_poison_memory_region(memory, size);
+}
+static void permit(const void *memory, size_t size) {
+  __asan_unpoison_memory_region(memory, size);
+}
+#else
+static void forbid(const void *, size_t) {}
+static void permit(const void *, size_t) {}
+#endif
+
+static constexpr uint8_t FRESH = 0xA5;
+static constexpr uint8_t FREED = 0xDF;
+static constexpr uint8_t GUARD = 0xFD;
+// Firmware aligns to 8 only, so the front guard is an odd number of eights behind what malloc aligns to 16.
+static constexpr UINTN FRONT = 24;
+static constexpr UINTN BACK = 16;
+// No pool of real firmware has room for more.
+static constexpr UINTN LARGEST = 1ULL << 30;
+static constexpr size_t QUARANTINE_BLOCKS = 1024;
+static constexpr UINTN QUARANTINE_BYTES = 1U << 20;
+
+static bool allBytes(const uint8_t *bytes, UINTN count, uint8_t value) {
+  return count == 0 || (bytes[0] == value && std::memcmp(bytes, bytes + 1, count - 1) == 0);
+}
+
+Pool::~Pool() {
+  for (auto &[memory, block] : live_) {
+    permit(block.raw, FRONT + block.size + BACK);
+    std::free(block.raw);
+  }
+  while (!freed_.empty()) {
+    dropOldest();
+  }
+}
+
+EFI_STATUS Pool::allocate(int memoryType, UINTN size, void **buffer) {
+  if (buffer == nullptr) {
+    return EFI_INVALID_PARAMETER;
+  }
+  ++books.totalAllocations;
+  if (memoryType != EfiBootServicesData) {
+    complaints_.push_back("pool: allocation of memory type " + std::to_string(memoryType));
+  }
+  void *memory = failsNow() ? nullptr : take(size);
+  if (memory == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  *buffer = memory;
+  return EFI_SUCCESS;
+}
+
+void *Pool::take(UINTN size) {
+  auto *raw = size > LARGEST ? nullptr : static_cast<uint8_t *>(std::malloc(FRONT + size + BACK));
+  if (raw == nullptr) {
+    return nullptr;
+  }
+  POOL_BLOCK block = {raw, raw + FRONT, size, false};
+  std::memset(raw, GUARD, FRONT);
+  std::memset(block.memory, FRESH, size);
+  std::memset(block.memory + size, GUARD, BACK);
+  forbid(raw, FRONT);
+  forbid(block.memory + size, BACK);
+  live_.emplace(block.memory, block);
+  ++books.liveAllocations;
+  books.liveBytes += size;
+  books.peakBytes = books.liveBytes > books.peakBytes ? books.liveBytes : books.peakBytes;
+  return block.memory;
+}
+
+EFI_STATUS Pool::free(void *buffer) {
+  if (buffer == nullptr) {
+    return EFI_INVALID_PARAMETER;
+  }
+  auto found = live_.find(buffer);
+  if (found == live_.end()) {
+    auto freed = freedSizes_.find(buffer);
+    bool twice = freed != freedSizes_.end();
+    complain(twice ? "freed twice" : "not an allocation", buffer, twice ? freed->second : 0);
+    return EFI_INVALID_PARAMETER;
+  }
+  checkGuards(found->second);
+  POOL_BLOCK block = found->second;
+  if (observer) {
+    observer(block.memory, block.size);
+  }
+  live_.erase(found);
+  --books.liveAllocations;
+  books.liveBytes -= block.size;
+  quarantine(block);
+  return EFI_SUCCESS;
+}
+
+void Pool::failFrom(uint64_t nth, FAIL_MODE mode, uint64_t again) {
+  failIn_ = nth;
+  failAgainIn_ = again;
+  failMode_ = mode;
+  failed = failed && nth == 0;
+}
+
+bool Pool::failsNow() {
+  if (failIn_ == 0) {
+    return false;
+  }
+  if (failIn_ > 1) {
+    --failIn_;
+    return false;
+  }
+  if (failMode_ == FAIL_MODE::once) {
+    failIn_ = failAgainIn_;
+    failAgainIn_ = 0;
+  }
+  failed = true;
+  ++books.failedAllocations;
+  return true;
+}
+
+void Pool::audit() {
+  for (auto &[memory, block] : live_) {
+    checkGuards(block);
+  }
+  for (POOL_BLOCK &block : freed_) {
+    checkFreed(block);
+  }
+}
+
+void Pool::checkGuards(POOL_BLOCK &block) {
+  permit(block.raw, FRONT);
+  permit(block.memory + block.size, BACK);
+  bool whole = allBytes(block.raw, FRONT, GUARD) && allBytes(block.memory + block.size, BACK, GUARD);
+  forbid(block.raw, FRONT);
+  forbid(block.memory + block.size, BACK);
+  if (!whole && !block.reported) {
+    block.reported = true;
+    complain("written outside of its bounds", block.memory, block.size);
+  }
+}
+
+void Pool::checkFreed(POOL_BLOCK &block) {
+  permit(block.raw, FRONT + block.size + BACK);
+  bool whole = allBytes(block.raw, FRONT + block.size + BACK, FREED);
+  forbid(block.raw, FRONT + block.size + BACK);
+  if (!whole && !block.reported) {
+    block.reported = true;
+    complain("written after it was freed", block.memory, block.size);
+  }
+}
+
+void Pool::quarantine(const POOL_BLOCK &block) {
+  permit(block.raw, FRONT + block.size + BACK);
+  std::memset(block.raw, FREED, FRONT + block.size + BACK);
+  forbid(block.raw, FRONT + block.size + BACK);
+  freed_.push_back({block.raw, block.memory, block.size, false});
+  freedSizes_[block.memory] = block.size;
+  freedBytes_ += block.size;
+  while (freed_.size() > QUARANTINE_BLOCKS || freedBytes_ > QUARANTINE_BYTES) {
+    dropOldest();
+  }
+}
+
+void Pool::dropOldest() {
+  POOL_BLOCK block = freed_.front();
+  freed_.pop_front();
+  checkFreed(block);
+  freedSizes_.erase(block.memory);
+  freedBytes_ -= block.size;
+  permit(block.raw, FRONT + block.size + BACK);
+  std::free(block.raw);
+}
+
+void Pool::complain(const char *what, const void *memory, UINTN size) {
+  char line[96];
+  std::snprintf(line, sizeof line, "pool: %p (%llu bytes) %s", memory, static_cast<unsigned long long>(size), what);
+  complaints_.push_back(line);
+}

@@ -1,0 +1,57 @@
+// The pool with its books.
+#pragma once
+
+#include <deque>
+#include <unordered_map>
+
+#include "host_firmware/host_firmware.h"
+
+using COMPLAINTS = std::vector<std::string>;
+
+// One allocation. The caller's bytes stand between two runs of guard bytes.
+struct POOL_BLOCK {
+  uint8_t *raw;
+  uint8_t *memory;
+  UINTN size;
+  bool reported; // its damage has been complained about
+};
+
+class Pool {
+public:
+  explicit Pool(COMPLAINTS &complaints) : complaints_(complaints) {}
+  ~Pool();
+  Pool(const Pool &) = delete;
+  Pool &operator=(const Pool &) = delete;
+
+  EFI_STATUS allocate(int memoryType, UINTN size, void **buffer);
+  // An allocation that is not counted as an attempt and never made to fail; null without memory.
+  void *take(UINTN size);
+  bool holds(const void *memory) const { return live_.count(memory) != 0; }
+  // EFI_INVALID_PARAMETER for what is not a live allocation.
+  EFI_STATUS free(void *buffer);
+  void failFrom(uint64_t nth, FAIL_MODE mode, uint64_t again = 0);
+  // Complains about damaged guards and writes into freed memory that were not yet reported.
+  void audit();
+
+  POOL_BOOKS books;
+  bool failed = false;
+  std::function<void(const void *, uint64_t)> observer;
+
+private:
+  bool failsNow();
+  void checkGuards(POOL_BLOCK &block);
+  void checkFreed(POOL_BLOCK &block);
+  void quarantine(const POOL_BLOCK &block);
+  void dropOldest();
+  void complain(const char *what, const void *memory, UINTN size);
+
+  COMPLAINTS &complaints_;
+  std::unordered_map<const void *, POOL_BLOCK> live_;
+  // Freed blocks stay poisoned for a while, so that late writes into them and second frees are noticed.
+  std::deque<POOL_BLOCK> freed_;
+  std::unordered_map<const void *, UINTN> freedSizes_;
+  UINTN freedBytes_ = 0;
+  uint64_t failIn_ = 0;      // 1: the next allocation fails; 0: none does
+  uint64_t failAgainIn_ = 0; // what failIn_ becomes after a single failure
+  FAIL_MODE failMode_ = FAIL_MODE::once;
+};

@@ -1,0 +1,172 @@
+#include "providers/xml_service/parse.h"
+
+#include "base/text.h"
+#include "providers/xml_service/parser.h"
+
+// The place behind the first mark from at on, or null when there is none before the document's end or a forbidden
+// character.
+static CHAR8 *skipBehind(CHAR8 *at, const CHAR8 *mark) {
+  for (; isClass(*at, CLASS_ALLOWED); at++) {
+    CHAR8 *behind = skipMark(at, mark);
+    if (behind != nullptr) {
+      return behind;
+    }
+  }
+  return nullptr;
+}
+
+static CHAR8 lowerCase(CHAR8 character) {
+  return character >= 'A' && character <= 'Z' ? static_cast<CHAR8>(character | 0x20) : character;
+}
+
+// Whether text is lower, which is written in lower case, in any case.
+static bool equalInAnyCase(const CHAR8 *text, const CHAR8 *lower) {
+  while (*lower != 0 && lowerCase(*text) == *lower) {
+    text++;
+    lower++;
+  }
+  return *text == 0 && *lower == 0;
+}
+
+static bool isVersion(const CHAR8 *value) {
+  if (value[0] != '1' || value[1] != '.' || value[2] == 0) {
+    return false;
+  }
+  for (value += 2; *value >= '0' && *value <= '9';) {
+    value++;
+  }
+  return *value == 0;
+}
+
+// The encodings whose bytes up to 0x7F are ASCII and whose others are not interpreted.
+static bool isEncoding(const CHAR8 *value) {
+  return equalInAnyCase(value, "utf-8") || equalInAnyCase(value, "us-ascii") || equalInAnyCase(value, "iso-8859-1");
+}
+
+static bool isStandalone(const CHAR8 *value) {
+  return textEqual(value, "yes") || textEqual(value, "no");
+}
+
+struct DECLARATION_ITEM {
+  const CHAR8 *name;
+  bool (*accepts)(const CHAR8 *value);
+  bool required;
+};
+
+static constexpr DECLARATION_ITEM g_declarationItems[] = {
+    {"version", isVersion, true},
+    {"encoding", isEncoding, false},
+    {"standalone", isStandalone, false},
+};
+
+// The XML declaration behind its "<?xml".
+static CHAR8 *readDeclaration(CHAR8 *at) {
+  for (const DECLARATION_ITEM &item : g_declarationItems) {
+    CHAR8 *name = skipBlanks(at);
+    CHAR8 *nameEnd = name != at ? skipMark(name, item.name) : nullptr;
+    if (nameEnd == nullptr) {
+      if (item.required) {
+        return nullptr;
+      }
+      continue;
+    }
+    CHAR8 *equals = skipBlanks(nameEnd);
+    if (*equals != '=') {
+      return nullptr;
+    }
+    CHAR8 *value = nullptr;
+    at = readValue(skipBlanks(equals + 1), &value);
+    if (at == nullptr || !item.accepts(value)) {
+      return nullptr;
+    }
+  }
+  return skipMark(skipBlanks(at), "?>");
+}
+
+// A byte order mark and an XML declaration, which may stand at the very start only.
+static CHAR8 *readStart(CHAR8 *at) {
+  CHAR8 *behind = skipMark(at, "\xEF\xBB\xBF");
+  at = behind != nullptr ? behind : at;
+  behind = skipMark(at, "<?xml");
+  return behind != nullptr && isClass(*behind, CLASS_BLANK) ? readDeclaration(behind) : at;
+}
+
+// A comment behind its "<!--".
+static CHAR8 *skipComment(CHAR8 *at) {
+  at = skipBehind(at, "--");
+  return at != nullptr && *at == '>' ? at + 1 : nullptr;
+}
+
+// A processing instruction behind its "<?".
+static CHAR8 *skipInstruction(CHAR8 *target) {
+  CHAR8 *at = skipName(target);
+  bool isXml =
+      at - target == 3 && lowerCase(target[0]) == 'x' && lowerCase(target[1]) == 'm' && lowerCase(target[2]) == 'l';
+  bool ended = isClass(*at, CLASS_BLANK) || skipMark(at, "?>") != nullptr;
+  return at == target || isXml || !ended ? nullptr : skipBehind(at, "?>");
+}
+
+// Markup that leaves no trace in the tree. Where none begins, at itself.
+static CHAR8 *skipComments(CHAR8 *at) {
+  CHAR8 *comment = skipMark(at, "<!--");
+  if (comment != nullptr) {
+    return skipComment(comment);
+  }
+  CHAR8 *instruction = skipMark(at, "<?");
+  return instruction != nullptr ? skipInstruction(instruction) : at;
+}
+
+// What may surround the root element.
+static CHAR8 *skipSurroundings(CHAR8 *at) {
+  CHAR8 *begin = nullptr;
+  while (at != nullptr && at != begin) {
+    begin = skipBlanks(at);
+    at = skipComments(begin);
+  }
+  return at;
+}
+
+// The next piece of the open element: text, a tag, or what is skipped.
+static CHAR8 *readPiece(PARSER *parser, CHAR8 *at) {
+  if (*at != '<') {
+    return readCharacters(parser, at);
+  }
+  if (at[1] == '/') {
+    return readEndTag(parser, at);
+  }
+  if (at[1] != '!' && at[1] != '?') {
+    return readStartTag(parser, at);
+  }
+  CHAR8 *section = skipMark(at, "<![CDATA[");
+  if (section != nullptr) {
+    return readCData(parser, section);
+  }
+  CHAR8 *behind = skipComments(at);
+  return behind != at ? behind : nullptr;
+}
+
+static bool readDocument(PARSER *parser, CHAR8 *at) {
+  at = readStart(at);
+  at = at != nullptr ? skipSurroundings(at) : nullptr;
+  at = at != nullptr && *at == '<' ? readStartTag(parser, at) : nullptr;
+  while (at != nullptr && parser->open != nullptr) {
+    at = readPiece(parser, at);
+  }
+  at = at != nullptr ? skipSurroundings(at) : nullptr;
+  return at != nullptr && *at == 0;
+}
+
+EFI_STATUS textToTree(const CHAR8 *text, XML_NODE **root) {
+  PARSER parser = {};
+  parser.tree = newParsedTree(text);
+  if (parser.tree == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  parser.failure = EFI_INVALID_PARAMETER;
+  if (!readDocument(&parser, treeText(parser.tree))) {
+    releaseParsedTree(parser.tree);
+    return parser.failure;
+  }
+  *root = parser.root;
+  return EFI_SUCCESS;
+}

@@ -1,0 +1,90 @@
+#include "base/text.h"
+#include "xyl/command_line/command_line.h"
+
+const XYL_OUTCOME_TEXT g_xylOutcomes[XYL_OUTCOME_COUNT] = {
+    {"0", "0", "success"},
+    {"1", "0x1B", "there are differences"},
+    {"2", "0x2", "the command line is wrong"},
+    {"3", "0xE", "no such controller or file"},
+    {"4", "other", "the operation failed; the message says how"},
+};
+
+static void sayOption(const XYL_HOST *host, const XYL_OPTION &option) {
+  CHAR8 synopsis[64] = {};
+  UINTN length = 0;
+  const CHAR8 *parts[] = {option.Short, option.Short != nullptr ? ", " : nullptr, option.Long,
+                          option.Value != nullptr ? " " : nullptr, option.Value};
+  for (const CHAR8 *part : parts) {
+    for (; part != nullptr && *part != 0 && length < sizeof(synopsis) - 1; ++part) {
+      synopsis[length++] = *part;
+    }
+  }
+  say(host, u"  %-24a  %a\n", synopsis, option.Help);
+}
+
+static void sayOptions(const XYL_HOST *host, UINT32 options) {
+  say(host, u"\nOptions, before or behind the command:\n");
+  for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
+    if ((options & (1U << id)) != 0 && (g_xylOptions[id].Fronts & host->Front) != 0) {
+      sayOption(host, g_xylOptions[id]);
+    }
+  }
+  // The firmware shell takes -? for itself: it shows xyl.man for "xyl -?" and refuses it behind a command.
+  say(host, u"  %-24a  %a\n", host->Front == XYL_FRONT_SHELL ? "-h, --help" : "-h, --help, -?", "show help");
+}
+
+static void sayOutcomes(const XYL_HOST *host, UINT32 outcomes) {
+  say(host, u"\nReturn values%a:\n", host->Front == XYL_FRONT_SHELL ? " (in %lasterror%)" : "");
+  for (UINTN i = 0; i < XYL_OUTCOME_COUNT; ++i) {
+    if ((outcomes & (1U << i)) != 0) {
+      const XYL_OUTCOME_TEXT &row = g_xylOutcomes[i];
+      say(host, u"  %-5a  %a\n", host->Front == XYL_FRONT_SHELL ? row.ShellCode : row.HostCode, row.Meaning);
+    }
+  }
+}
+
+// Every line of text behind two blanks.
+static void sayIndented(const XYL_HOST *host, const CHAR8 *text) {
+  while (*text != 0) {
+    const CHAR8 *end = text;
+    while (*end != 0 && *end != '\n') {
+      ++end;
+    }
+    host->WriteOut(host, "  ", 2);
+    host->WriteOut(host, text, static_cast<UINTN>(end - text));
+    host->WriteOut(host, "\n", 1);
+    text = *end != 0 ? end + 1 : end;
+  }
+}
+
+static void helpOnCommand(const XYL_HOST *host, const XYL_COMMAND &command) {
+  say(host, u"xyl %a - %a\n\nUsage:\n  xyl %a%a%a%a\n\n", command.Name, command.Summary, command.Name,
+      command.Options != 0 ? " [OPTIONS]" : "", *command.Operands != 0 ? " " : "", command.Operands);
+  sayText(host, command.Description);
+  say(host, u"\n");
+  sayOptions(host, command.Options);
+  say(host, u"\nExamples:\n");
+  sayIndented(host, host->Front == XYL_FRONT_SHELL ? command.ShellExamples : command.HostExamples);
+  sayOutcomes(host, command.Outcomes);
+}
+
+static void helpOnProgram(const XYL_HOST *host) {
+  say(host, u"xyl - manages the RAID controllers that the RaidXyl driver serves\n\n");
+  say(host, u"Usage:\n  xyl COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands ('xyl help COMMAND' tells more):\n");
+  for (UINTN i = 0; i < g_xylCommandCount; ++i) {
+    if ((g_xylCommands[i].Fronts & host->Front) != 0) {
+      say(host, host->Front == XYL_FRONT_HOST ? u"  %-19a  %a\n" : u"  %-12a  %a\n", g_xylCommands[i].Name,
+          g_xylCommands[i].Summary);
+    }
+  }
+  sayOptions(host, ~0U);
+  sayOutcomes(host, ~0U);
+}
+
+void xylHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
+  if (request.Command == nullptr) {
+    helpOnProgram(host);
+  } else {
+    helpOnCommand(host, *request.Command);
+  }
+}

@@ -1,0 +1,210 @@
+#include "base/pool.h"
+#include "base/text.h"
+#include "xyl/command_line/command_line.h"
+
+// The command line split into options (in the request) and words.
+struct WORDS {
+  const CHAR8 *Words[XYL_WORDS_MAX];
+  UINTN Count;
+};
+
+static bool isHelpSwitch(const CHAR8 *argument) {
+  return textEqual(argument, "-h") || textEqual(argument, "--help") || textEqual(argument, "-?");
+}
+
+// The value behind name= in a long option, or null when argument is not that option with a value.
+static const CHAR8 *valueBehind(const CHAR8 *argument, const CHAR8 *name) {
+  UINTN length = textLength(name);
+  for (UINTN i = 0; i < length; ++i) {
+    if (argument[i] != name[i]) {
+      return nullptr;
+    }
+  }
+  return argument[length] == '=' ? argument + length + 1 : nullptr;
+}
+
+// Finds the option that argument names; *value is what stands behind its "=", or null.
+static UINTN findOption(const XYL_HOST *host, const CHAR8 *argument, const CHAR8 **value) {
+  *value = nullptr;
+  for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
+    const XYL_OPTION &option = g_xylOptions[id];
+    if ((option.Fronts & host->Front) == 0) {
+      continue;
+    }
+    if (textEqual(argument, option.Long) || (option.Short != nullptr && textEqual(argument, option.Short))) {
+      return id;
+    }
+    *value = valueBehind(argument, option.Long);
+    if (*value != nullptr) {
+      return id;
+    }
+  }
+  return XYL_OPTION_COUNT;
+}
+
+// Takes the option at *at and its value, and leaves *at on the last argument taken.
+static XYL_RESULT takeOption(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments, UINTN *at,
+                             XYL_REQUEST *request) {
+  const CHAR8 *argument = arguments[*at];
+  const CHAR8 *value = nullptr;
+  UINTN id = findOption(host, argument, &value);
+  if (id == XYL_OPTION_COUNT) {
+    complain(host, u"unknown option '%a'; 'xyl help' lists the options", argument);
+    return wrongUsage();
+  }
+  const XYL_OPTION &option = g_xylOptions[id];
+  if (request->Options[id] != nullptr) {
+    complain(host, u"option %a is given twice; give it once", option.Long);
+    return wrongUsage();
+  }
+  if (option.Value == nullptr && value != nullptr) {
+    complain(host, u"option %a takes no value; leave out '=%a'", option.Long, value);
+    return wrongUsage();
+  }
+  if (option.Value != nullptr && value == nullptr && *at + 1 < count) {
+    value = arguments[++*at];
+  }
+  if (option.Value != nullptr && (value == nullptr || *value == 0)) {
+    complain(host, u"option %a needs a value; write %a %a", argument, argument, option.Value);
+    return wrongUsage();
+  }
+  request->Options[id] = value != nullptr ? value : "";
+  return succeeded();
+}
+
+static XYL_RESULT splitArguments(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments, XYL_REQUEST *request,
+                                 WORDS *words) {
+  bool optionsEnded = false;
+  for (UINTN i = 0; i < count; ++i) {
+    const CHAR8 *argument = arguments[i];
+    if (!optionsEnded && isHelpSwitch(argument)) {
+      request->Help = true;
+    } else if (!optionsEnded && textEqual(argument, "--")) {
+      optionsEnded = true;
+    } else if (!optionsEnded && argument[0] == '-' && argument[1] != 0) {
+      XYL_RESULT result = takeOption(host, count, arguments, &i, request);
+      if (isFailure(result)) {
+        return result;
+      }
+    } else if (words->Count == XYL_WORDS_MAX) {
+      complain(host, u"too many arguments from '%a' on; 'xyl help' lists the commands", argument);
+      return wrongUsage();
+    } else {
+      words->Words[words->Count++] = argument;
+    }
+  }
+  return succeeded();
+}
+
+// Whether the words at from begin with the command's name; *taken is then the number of its words.
+static bool namesCommand(const WORDS &words, UINTN from, const CHAR8 *name, UINTN *taken) {
+  UINTN word = from;
+  const CHAR8 *at = name;
+  for (; word < words.Count; ++word) {
+    for (const CHAR8 *text = words.Words[word]; *text != 0; ++text, ++at) {
+      if (*at != *text) {
+        return false;
+      }
+    }
+    if (*at == 0) {
+      *taken = word + 1 - from;
+      return true;
+    }
+    if (*at++ != ' ') {
+      return false;
+    }
+  }
+  return false;
+}
+
+// Finds the command that the words at from name and steps *from over it; null with a message for an unknown one.
+static const XYL_COMMAND *findCommand(const XYL_HOST *host, const WORDS &words, UINTN *from) {
+  for (UINTN i = 0; i < g_xylCommandCount; ++i) {
+    UINTN taken = 0;
+    if ((g_xylCommands[i].Fronts & host->Front) != 0 && namesCommand(words, *from, g_xylCommands[i].Name, &taken)) {
+      *from += taken;
+      return &g_xylCommands[i];
+    }
+  }
+  complain(host, u"unknown command '%a'; 'xyl help' lists the commands", words.Words[*from]);
+  return nullptr;
+}
+
+static XYL_RESULT checkRequest(const XYL_HOST *host, const XYL_REQUEST &request) {
+  const XYL_COMMAND &command = *request.Command;
+  for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
+    if (request.Options[id] != nullptr && (command.Options & (1U << id)) == 0) {
+      complain(host, u"'%a' does not take option %a; see 'xyl help %a'", command.Name, g_xylOptions[id].Long,
+               command.Name);
+      return wrongUsage();
+    }
+  }
+  if (request.OperandCount < command.OperandsMin) {
+    complain(host, u"'%a' needs an argument %a; see 'xyl help %a'", command.Name, command.Operands, command.Name);
+    return wrongUsage();
+  }
+  if (request.OperandCount > command.OperandsMax) {
+    complain(host, u"'%a' does not take the argument '%a'; see 'xyl help %a'", command.Name,
+             request.Operands[command.OperandsMax], command.Name);
+    return wrongUsage();
+  }
+  return succeeded();
+}
+
+XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments, XYL_REQUEST *request) {
+  *request = {};
+  WORDS words = {};
+  XYL_RESULT result = splitArguments(host, count, arguments, request, &words);
+  if (isFailure(result)) {
+    return result;
+  }
+  UINTN at = 0;
+  if (words.Count != 0 && textEqual(words.Words[0], "help")) {
+    request->Help = true;
+    at = 1;
+  }
+  if (at == words.Count) {
+    if (request->Help) {
+      return succeeded();
+    }
+    complain(host, u"no command is given; 'xyl help' lists the commands");
+    return wrongUsage();
+  }
+  request->Command = findCommand(host, words, &at);
+  if (request->Command == nullptr) {
+    return wrongUsage();
+  }
+  if (request->Help) {
+    return succeeded();
+  }
+  for (; at < words.Count; ++at) {
+    request->Operands[request->OperandCount++] = words.Words[at];
+  }
+  return checkRequest(host, *request);
+}
+
+bool xylNeedsController(const XYL_REQUEST &request) {
+  if (request.Help) {
+    return false;
+  }
+  XYL_NEEDS needs = request.Command->Needs;
+  return needs == XYL_NEEDS_CONTROLLER ||
+         (needs == XYL_NEEDS_CONTROLLER_OR_FILE && request.OperandCount < request.Command->OperandsMax);
+}
+
+bool xylChangesController(const XYL_REQUEST &request) {
+  return !request.Help && request.Command->ChangesController;
+}
+
+bool xylIsCommand(const XYL_REQUEST &request, const CHAR8 *name) {
+  return request.Command != nullptr && textEqual(request.Command->Name, name);
+}
+
+XYL_RESULT xylRun(const XYL_HOST *host, const XYL_REQUEST &request) {
+  if (request.Help) {
+    xylHelp(host, request);
+    return succeeded();
+  }
+  setSystemTable(host->SystemTable);
+  return request.Command->Run(XYL_CONTEXT{host, &request});
+}

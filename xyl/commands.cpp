@@ -1,0 +1,212 @@
+#include "xyl/change/change.h"
+#include "xyl/command_line/command_line.h"
+#include "xyl/controllers/controllers.h"
+#include "xyl/diff/diff.h"
+#include "xyl/plan/plan.h"
+#include "xyl/show/show.h"
+
+#define OPTION(id) (1U << XYL_OPTION_##id)
+#define OUTCOME(outcome) (1U << XYL_##outcome)
+
+// The host program takes its simulated controller from one of these.
+#define WORLD (OPTION(PRESET) | OPTION(CONTROLLER) | OPTION(LOG))
+#define ON_CONTROLLER (WORLD | OPTION(NUMBER))
+#define DISK_TEXT "DISK is an id, an FQDD, enclosure:slot or direct:slot; 'xyl sim show FILE' lists them.\n"
+#define PLAIN_OUTCOMES (OUTCOME(SUCCESS) | OUTCOME(USAGE) | OUTCOME(NOT_FOUND) | OUTCOME(FAILED))
+
+const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
+    {"-c", "--number", "N", XYL_FRONT_BOTH, "work on controller N as 'xyl list' counts them"},
+    {"-o", "--output", "FILE", XYL_FRONT_BOTH, "write the document to FILE"},
+    {nullptr, "--saved", "SAVED.xml", XYL_FRONT_BOTH, "saved configuration whose disk ids the request uses"},
+    {nullptr, "--log-file", "FILE", XYL_FRONT_BOTH, "write the log of the steps to FILE, as XML"},
+    {nullptr, "--preserve-vd", nullptr, XYL_FRONT_BOTH, "keep the virtual disks, restore only settings (the default)"},
+    {nullptr, "--rebuild", nullptr, XYL_FRONT_BOTH, "destroy the virtual disks and create the saved ones"},
+    {nullptr, "--stop-on-error", nullptr, XYL_FRONT_BOTH, "end the restore with its first failing step"},
+    {nullptr, "--yes", nullptr, XYL_FRONT_BOTH, "do not ask"},
+    {nullptr, "--preset", "NAME", XYL_FRONT_HOST, "simulate a fresh controller; 'xyl sim presets' lists the names"},
+    {nullptr, "--controller", "FILE", XYL_FRONT_HOST, "simulate the controller kept in FILE, made by 'xyl sim new'"},
+    {nullptr, "--log", "LEVEL", XYL_FRONT_HOST, "show the driver's log from LEVEL on: trace, warn or error"},
+    {nullptr, "--force", nullptr, XYL_FRONT_HOST, "replace an existing file"},
+    {nullptr, "--from", "SAVED.xml", XYL_FRONT_HOST, "make the controller that a saved configuration describes"},
+    {nullptr, "--size", "SIZE", XYL_FRONT_HOST, "size of the new disk, as 600GB or 1.2TB (decimal) or in bytes"},
+    {nullptr, "--model", "MODEL", XYL_FRONT_HOST, "model of the new disk, or a part of its name"},
+    {nullptr, "--json", nullptr, XYL_FRONT_BOTH, "print the result as one JSON document; messages stay apart"},
+};
+
+const XYL_COMMAND g_xylCommands[] = {
+    {"list", "", 0, 0, WORLD | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
+     "lists the controllers that the driver serves",
+     "Shows the number and the name of every controller that the driver is bound to. The number is the N of -c N.",
+     "xyl list --preset demo", "xyl list", runList},
+
+    {"identify", "", 0, 0, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
+     "asks the driver for its identification block",
+     "Prints the five words of the identification block. The controller itself is not asked.",
+     "xyl identify --preset demo", "xyl identify -c 1", runIdentify},
+
+    {"get", "", 0, 0, ON_CONTROLLER | OPTION(OUTPUT), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
+     "reads the configuration as an inventory document",
+     "Reads the adapter, its enclosures, disks, virtual disks and key identifier and writes the inventory document to\n"
+     "FILE, or prints it. The document is what verify, restore and replace take as SAVED.xml. In the firmware shell "
+     "use\n"
+     "-o, since the shell writes redirected output as UTF-16.",
+     "xyl get --preset demo -o saved.xml\nxyl get --controller lab.json", "xyl get -o fs0:\\saved.xml\nxyl get -c 2",
+     runGet},
+
+    {"show", "[SAVED.xml]", 0, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
+     XYL_NEEDS_CONTROLLER_OR_FILE, false, "shows a short summary of the configuration",
+     "Shows the adapter, the enclosures with the disks in their slots, directly attached disks, virtual disks and the\n"
+     "key identifier, of the controller or of a saved document. Sizes are decimal (1 GB is 1000000000 bytes).",
+     "xyl show --preset demo\nxyl show saved.xml", "xyl show\nxyl show fs0:\\saved.xml", runShow},
+
+    {"verify", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH,
+     XYL_NEEDS_CONTROLLER, false, "compares a saved configuration with the controller",
+     "Says whether the adapter was replaced, which of its settings and rates changed and whether its firmware is "
+     "lower\n"
+     "or higher than when SAVED.xml was written, and prints the driver's result word. Nothing is changed.",
+     "xyl verify saved.xml --controller lab.json", "xyl verify fs0:\\saved.xml", runVerify},
+
+    {"diff", "OLD.xml [NEW.xml]", 1, 2, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES | OUTCOME(DIFFERENT),
+     XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER_OR_FILE, false, "shows what differs between two configurations",
+     "Compares two saved documents, or one with the controller, field by field. A disk is recognised by its WWN or\n"
+     "serial number wherever it is, else by its place; a virtual disk by its name, FQDD and members. Ids do not count.",
+     "xyl diff monday.xml tuesday.xml\nxyl diff saved.xml --controller lab.json",
+     "xyl diff fs0:\\saved.xml\nxyl diff fs0:\\monday.xml fs0:\\tuesday.xml", runDiff},
+
+    {"plan", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(REBUILD) | OPTION(STOP_ON_ERROR) | OPTION(JSON),
+     PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
+     "shows what 'restore' would do, without doing it",
+     "Runs the restore up to the controller and shows what would reach it: the steps, the settings that change, the\n"
+     "virtual disks that go and come, and for each saved disk which one stands in for it and why. When something that\n"
+     "was saved would not come back, the return value is that for differences.",
+     "xyl plan saved.xml --controller lab.json\nxyl plan saved.xml --rebuild --controller lab.json",
+     "xyl plan fs0:\\saved.xml --rebuild", runPlan},
+
+    {"restore", "SAVED.xml", 1, 1,
+     ON_CONTROLLER | OPTION(PRESERVE_VD) | OPTION(REBUILD) | OPTION(STOP_ON_ERROR) | OPTION(LOG_FILE) | OPTION(YES) |
+         OPTION(JSON),
+     PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "puts a saved configuration back onto the controller",
+     "Without --rebuild only the adapter's settings are brought in line. With --rebuild the controller's "
+     "configuration\n"
+     "is destroyed, with the data on its virtual disks, and the saved virtual disks and hot spares are created anew "
+     "on\n"
+     "matching disks; what that means is shown first, and a typed yes or --yes is wanted. The steps are shown as a\n"
+     "table. Steps done before a failure stay done.",
+     "xyl restore saved.xml --controller lab.json\nxyl restore saved.xml --rebuild --yes --log-file log.xml "
+     "--controller "
+     "lab.json",
+     "xyl restore fs0:\\saved.xml\nxyl restore fs0:\\saved.xml --rebuild --yes --log-file fs0:\\log.xml", runRestore},
+
+    {"replace", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER,
+     true, "applies saved adapter settings to a replaced adapter",
+     "Writes the adapter settings of SAVED.xml to the controller. Virtual disks are not touched. There is no log.",
+     "xyl replace saved.xml --controller lab.json", "xyl replace fs0:\\saved.xml", runReplace},
+
+    {"apply", "CHANGES.xml", 1, 1, ON_CONTROLLER | OPTION(SAVED) | OPTION(LOG_FILE) | OPTION(JSON), PLAIN_OUTCOMES,
+     XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "runs the commands of a change document",
+     "Runs the methods of CHANGES.xml one after the other until one fails and shows them as a table. With --saved the\n"
+     "disk ids in the document are those of SAVED.xml and are translated to the controller's; without it they are "
+     "sent\n"
+     "as they are. Commands done before a failure stay done. Passphrases are never shown.",
+     "xyl apply changes.xml --controller lab.json\nxyl apply changes.xml --saved saved.xml --controller lab.json",
+     "xyl apply fs0:\\changes.xml --saved fs0:\\saved.xml", runApply},
+
+    {"report", "[SAVED.xml] [NEWER.xml] [LOG.xml]", 0, 3, ON_CONTROLLER | OPTION(OUTPUT), PLAIN_OUTCOMES,
+     XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false, "draws a configuration as an HTML page",
+     "Writes one page to FILE, or prints it: the slots with their disks, virtual disks, hot spares and the adapter, "
+     "of\n"
+     "SAVED.xml or, without it, of the controller. With NEWER.xml the page shows that one and marks what differs from\n"
+     "SAVED.xml; with the log of a restore or a change it shows the steps. The page needs no network and no scripts.",
+     "xyl report saved.xml -o report.html\nxyl report monday.xml tuesday.xml -o report.html\n"
+     "xyl report saved.xml log.xml -o report.html\nxyl report --preset demo -o report.html",
+     "", nullptr},
+
+    {"log", "", 0, 0, WORLD | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,
+     "shows the log lines that the log provider kept",
+     "Prints the lines in the memory of DebugLog.efi, oldest first. The host program keeps nothing between runs: "
+     "there\n"
+     "the option --log shows the log of the run that it is given to.",
+     "xyl get --preset demo -o saved.xml --log trace", "xyl log", runLog},
+
+    {"sim new", "FILE", 1, 1, OPTION(PRESET) | OPTION(FROM) | OPTION(FORCE), PLAIN_OUTCOMES, XYL_FRONT_HOST,
+     XYL_NEEDS_NOTHING, false, "makes a file that keeps a simulated controller",
+     "Writes the controller of a preset, or the one that SAVED.xml describes, to FILE, for --controller FILE.\n"
+     "Commands that change the controller save it there, so the next command finds what they left. The file is JSON\n"
+     "and may be edited. A document holds no passphrase: a key of SAVED.xml gets the passphrase 'simulated'.",
+     "xyl sim new --preset demo lab.json\nxyl sim new --from saved.xml lab.json", "", nullptr},
+
+    {"sim presets", "", 0, 0, OPTION(JSON), OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+     "lists the simulated controllers that --preset knows", "Prints the name and the contents of every preset.",
+     "xyl sim presets", "", nullptr},
+
+    {"sim show", "FILE", 1, 1, OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+     "shows what only the simulator knows of a controller",
+     "Shows the firmware version, the key, every slot, empty ones too, the disks that were pulled, foreign virtual\n"
+     "disks and pending faults. The names in the first two columns are those that the other sim commands take.",
+     "xyl sim show lab.json", "", nullptr},
+
+    {"sim pull", "FILE DISK", 2, 2, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+     "pulls a disk out of its slot",
+     DISK_TEXT "The disk is kept at hand for 'sim insert'; virtual disks on it degrade or go offline.",
+     "xyl sim pull lab.json 1003\nxyl sim pull lab.json 301:2\nxyl sim pull lab.json "
+     "disk-02.enclosure-0.adapter-0",
+     "", nullptr},
+
+    {"sim insert", "FILE DISK|new [PLACE]", 2, 3, OPTION(SIZE) | OPTION(MODEL), PLAIN_OUTCOMES, XYL_FRONT_HOST,
+     XYL_NEEDS_NOTHING, true, "puts a pulled disk or a new one into an empty slot",
+     "DISK is a pulled disk, which goes to PLACE or back to its old slot; nothing on it is lost, and the virtual\n"
+     "disks that still count on it get it back. A disk of virtual disks that are gone comes as foreign. The word new\n"
+     "takes a fresh disk, of the kind and size of its neighbour without --model and --size. PLACE is enclosure:slot\n"
+     "or direct:slot.",
+     "xyl sim insert lab.json 1003\nxyl sim insert lab.json 1003 302:9\n"
+     "xyl sim insert lab.json new 302:10 --size 4TB --model archive",
+     "", nullptr},
+
+    {"sim replace-disk", "FILE DISK", 2, 2, OPTION(SIZE) | OPTION(MODEL), PLAIN_OUTCOMES, XYL_FRONT_HOST,
+     XYL_NEEDS_NOTHING, true, "puts a new disk in the place of another",
+     DISK_TEXT "The new disk is of the old one's kind and size without --model and --size. Nothing is rebuilt.",
+     "xyl sim replace-disk lab.json 301:2\nxyl sim replace-disk lab.json 1003 --size 4TB", "", nullptr},
+
+    {"sim fail", "FILE DISK", 2, 2, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true, "makes a disk fail",
+     DISK_TEXT "It stays in its slot; virtual disks on it degrade or go offline.", "xyl sim fail lab.json 301:2", "",
+     nullptr},
+
+    {"sim replace-adapter", "FILE", 1, 1, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+     "replaces the adapter by a new one of its model",
+     "The new adapter has another WWN, default settings and no key; all virtual disks are foreign to it.",
+     "xyl sim replace-adapter lab.json", "", nullptr},
+
+    {"sim foreign", "FILE LEVEL DISK...", 3, XYL_WORDS_MAX - 2, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING,
+     true, "makes ready disks foreign, with a virtual disk on them",
+     DISK_TEXT "LEVEL is that of the virtual disk, as 5 or \"RAID 5\". What is foreign waits for Import or Clear.",
+     "xyl sim foreign lab.json 1 1009 1010", "", nullptr},
+
+    {"sim firmware", "FILE VERSION", 2, 2, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+     "sets the firmware version", "Sets the version that the adapter reports, for verify to notice.",
+     "xyl sim firmware lab.json 21.3.5-0001", "", nullptr},
+
+    {"sim fail-next", "FILE COMMAND[:OBJECT] [STATUS]", 2, 3, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING,
+     true, "makes the controller fail the next command of a kind",
+     "The next such command that the driver sends does nothing and returns STATUS, device-error without one. COMMAND\n"
+     "is a method of change documents, as create, or any; OBJECT is adapter, enclosure, pd or vd. A second fault of\n"
+     "the same kind waits for the command after that.",
+     "xyl sim fail-next lab.json create\nxyl sim fail-next lab.json get:pd out-of-resources", "", nullptr},
+
+    {"sim clear-faults", "FILE", 1, 1, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+     "removes the faults that 'sim fail-next' left pending", "Says how many there were.",
+     "xyl sim clear-faults lab.json", "", nullptr},
+
+    {"man", "", 0, 0, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+     "writes the manual page", "Writes the manual page, in the form that man reads, to the standard output.", "xyl man",
+     "", nullptr},
+
+    {"completion", "", 0, 0, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+     "writes the completion script for bash", "Writes a script for bash that completes commands, options and presets.",
+     "xyl completion", "", nullptr},
+
+    {"help", "[COMMAND]", 0, 2, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,
+     "shows this help or that of a command", "The same as -h or --help behind a command.", "xyl help restore",
+     "xyl help restore", nullptr},
+};
+
+const UINTN g_xylCommandCount = sizeof(g_xylCommands) / sizeof(g_xylCommands[0]);

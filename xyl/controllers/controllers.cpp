@@ -1,0 +1,126 @@
+#include "xyl/controllers/controllers.h"
+
+#include "base/pool.h"
+#include "base/text.h"
+#include "raid_mgmt.h"
+#include "uefi/protocols.h"
+
+static const EFI_GUID g_raidXylGuid = RAID_XYL_PROTOCOL_GUID;
+static const EFI_GUID g_raidMgmtGuid = RAID_MGMT_PROTOCOL_GUID;
+static const EFI_GUID g_componentName2Guid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
+
+XYL_RESULT findControllers(const XYL_CONTEXT &context, CONTROLLERS *controllers) {
+  *controllers = {};
+  EFI_STATUS status = g_bootServices->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &g_raidXylGuid, nullptr,
+                                                         &controllers->Count, &controllers->Handles);
+  if (status == EFI_NOT_FOUND) {
+    complain(context.Host, u"the driver is bound to no controller; load RaidXyl.efi and connect the controller");
+    return notFound();
+  }
+  if (EFI_ERROR(status)) {
+    complain(context.Host, u"cannot look for controllers: %a", statusWords(status));
+    return failed(status);
+  }
+  return succeeded();
+}
+
+// The driver that opened the controller's management protocol for itself, or null.
+static EFI_HANDLE driverOf(EFI_HANDLE controller) {
+  EFI_OPEN_PROTOCOL_INFORMATION_ENTRY *entries = nullptr;
+  UINTN count = 0;
+  if (EFI_ERROR(g_bootServices->OpenProtocolInformation(controller, &g_raidMgmtGuid, &entries, &count))) {
+    return nullptr;
+  }
+  EFI_HANDLE driver = nullptr;
+  for (UINTN i = 0; i < count; ++i) {
+    if ((entries[i].Attributes & EFI_OPEN_PROTOCOL_BY_DRIVER) != 0) {
+      driver = entries[i].AgentHandle;
+    }
+  }
+  poolFree(entries);
+  return driver;
+}
+
+const CHAR16 *controllerName(EFI_HANDLE controller) {
+  EFI_HANDLE driver = driverOf(controller);
+  void *found = nullptr;
+  if (driver == nullptr || EFI_ERROR(g_bootServices->HandleProtocol(driver, &g_componentName2Guid, &found))) {
+    return nullptr;
+  }
+  EFI_COMPONENT_NAME2_PROTOCOL *names = static_cast<EFI_COMPONENT_NAME2_PROTOCOL *>(found);
+  CHAR16 *name = nullptr;
+  if (EFI_ERROR(names->GetControllerName(names, controller, /* Child= */ nullptr, "en-US", &name))) {
+    return nullptr;
+  }
+  return name;
+}
+
+// The place in the list that -c chooses (from 0), or of the only controller.
+static XYL_RESULT chooseIndex(const XYL_CONTEXT &context, UINTN count, UINTN *index) {
+  const CHAR8 *text = context.Request->Options[XYL_OPTION_NUMBER];
+  *index = 0;
+  if (text == nullptr) {
+    if (count == 1) {
+      return succeeded();
+    }
+    complain(context.Host, u"%d controllers are bound; choose one with -c N, 'xyl list' shows them",
+             static_cast<UINT32>(count));
+    return wrongUsage();
+  }
+  for (const CHAR8 *at = text; *at != 0; ++at) {
+    if (*at < '0' || *at > '9') {
+      complain(context.Host, u"-c wants a number as 'xyl list' shows it, not '%a'", text);
+      return wrongUsage();
+    }
+  }
+  UINT64 number = parseDecimal(text);
+  if (number == 0 || number > count) {
+    complain(context.Host, u"there is no controller %a; 'xyl list' shows what there is", text);
+    return notFound();
+  }
+  *index = number - 1;
+  return succeeded();
+}
+
+// The handle of the controller that -c chooses, or of the only one.
+static XYL_RESULT chooseHandle(const XYL_CONTEXT &context, EFI_HANDLE *chosen) {
+  CONTROLLERS controllers;
+  XYL_RESULT result = findControllers(context, &controllers);
+  if (isFailure(result)) {
+    return result;
+  }
+  UINTN index = 0;
+  result = chooseIndex(context, controllers.Count, &index);
+  *chosen = controllers.Handles[index];
+  poolFree(controllers.Handles);
+  return result;
+}
+
+static XYL_RESULT openOn(const XYL_CONTEXT &context, EFI_HANDLE handle, const EFI_GUID &guid, void **found) {
+  EFI_STATUS status = g_bootServices->HandleProtocol(handle, &guid, found);
+  if (EFI_ERROR(status)) {
+    complain(context.Host, u"the controller cannot be reached: %a", statusWords(status));
+    return failed(status);
+  }
+  return succeeded();
+}
+
+XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations,
+                            RAID_MGMT_PROTOCOL **controller) {
+  EFI_HANDLE handle = nullptr;
+  void *found = nullptr;
+  XYL_RESULT result = chooseHandle(context, &handle);
+  if (!isFailure(result)) {
+    result = openOn(context, handle, g_raidXylGuid, &found);
+    *operations = static_cast<RAID_XYL_PROTOCOL *>(found);
+  }
+  if (!isFailure(result) && controller != nullptr) {
+    result = openOn(context, handle, g_raidMgmtGuid, &found);
+    *controller = static_cast<RAID_MGMT_PROTOCOL *>(found);
+  }
+  return result;
+}
+
+XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations) {
+  return selectController(context, operations, /* controller= */ nullptr);
+}

@@ -1,0 +1,51 @@
+// What the sources of the comparison share.
+#pragma once
+
+#include "xyl/diff/diff.h"
+
+enum DIFF_SIDE { DIFF_OLD, DIFF_NEW, DIFF_SIDE_COUNT };
+
+// An object of one document. Its partner is what it is compared with in the other document, or null.
+struct DIFF_OBJECT {
+  const XML_NODE *Node;
+  const XML_NODE *Holder; // the enclosure or adapter that a disk is in
+  DIFF_OBJECT *Partner;
+};
+
+struct DIFF_OBJECTS {
+  DIFF_OBJECT *Items; // pool
+  UINT32 Count;
+};
+
+struct DIFF {
+  DIFF_OBJECTS Objects[DIFF_SIDE_COUNT][DIFFERENCE_OBJECT_COUNT];
+  const XML_NODE *Inventory[DIFF_SIDE_COUNT]; // null in a bare raidData
+  DIFFERENCES *Out;
+  EFI_STATUS Status; // of what was added so far
+};
+
+// Collects the objects below the documents' adapters; freeObjects gives them back, also after a failure.
+EFI_STATUS collectObjects(DIFF *diff, DIFF_SIDE side, const XML_NODE *adapter);
+void freeObjects(DIFF *diff);
+
+// Finds the objects' partners.
+void matchObjects(DIFF *diff);
+
+// The object of that kind and id, or null.
+const DIFF_OBJECT *objectWithId(const DIFF *diff, DIFF_SIDE side, DIFFERENCE_OBJECT kind, const CHAR8 *id);
+
+// Whether two partners are two things all the same: another disk in a place, another adapter.
+bool isReplaced(DIFFERENCE_OBJECT kind, const DIFF_OBJECT &object);
+// Whether a disk stands elsewhere than its partner.
+bool isMoved(const DIFF *diff, const DIFF_OBJECT &oldDisk);
+
+// "disk 1003" and the like; where a disk is; what an object is, in a few words.
+void putObjectName(TEXT *text, DIFFERENCE_OBJECT kind, const XML_NODE *node);
+void putPlace(TEXT *text, const DIFF_OBJECT &disk);
+void putDescription(TEXT *text, DIFFERENCE_OBJECT kind, const XML_NODE *node);
+
+// Adds one difference of two partners, or of one object and null. It takes the texts over, also without memory.
+void addDifference(DIFF *diff, const DIFFERENCE &difference);
+
+// Adds the differences of the fields of two partners.
+void diffFields(DIFF *diff, DIFFERENCE_OBJECT kind, const DIFF_OBJECT &oldObject);

@@ -1,0 +1,171 @@
+#include "xyl/diff/diff.h"
+// verify: what changed between a saved document and the controller, in words.
+#include "base/pool.h"
+#include "base/text.h"
+#include "xyl/controllers/controllers.h"
+#include "xyl/documents/documents.h"
+#include "xyl/output/output.h"
+
+// The settings that Verify compares, each only where both sides have it.
+static constexpr const CHAR8 *g_comparedSettings[] = {"CheckConsistencyMode", "PatrolReadMode", "UncertifiedMode",
+                                                      "LoadBalanceMode",      "LearnMode",      "CopyBackMode"};
+
+struct ADAPTERS {
+  const XML_NODE *Saved;
+  const XML_NODE *Live;
+};
+
+// Where the differences go: lines, or members of an array.
+struct VERIFY_OUT {
+  const XYL_HOST *Host;
+  JSON *Json; // null for lines
+};
+
+static void tell(const VERIFY_OUT &out, const CHAR8 *what, const CHAR8 *name, const CHAR8 *saved, const CHAR8 *live) {
+  if (out.Json == nullptr) {
+    say(out.Host, u"%a%a%a: %a (saved) -> %a (now)\n", what, *name != 0 ? ", " : "", name, saved, live);
+    return;
+  }
+  jsonObject(out.Json, nullptr);
+  jsonText(out.Json, "what", what);
+  if (*name != 0) {
+    jsonText(out.Json, "name", name);
+  }
+  jsonText(out.Json, "saved", saved);
+  jsonText(out.Json, "current", live);
+  jsonEnd(out.Json);
+}
+
+static UINTN explainSettings(const VERIFY_OUT &out, const ADAPTERS &adapters) {
+  UINTN found = 0;
+  for (const CHAR8 *name : g_comparedSettings) {
+    const CHAR8 *saved = childText(adapters.Saved, name);
+    const CHAR8 *live = childText(adapters.Live, name);
+    if (*saved != 0 && *live != 0 && !textEqual(saved, live)) {
+      tell(out, "setting changed", name, saved, live);
+      ++found;
+    }
+  }
+  return found;
+}
+
+// The live rate of that name, or null.
+static const XML_NODE *rateNamed(const XML_NODE *adapter, const CHAR8 *name) {
+  const XML_NODE *rate = childNamed(adapter, "Rate");
+  while (rate != nullptr && !textEqual(childText(rate, "Name"), name)) {
+    rate = nextSame(rate);
+  }
+  return rate;
+}
+
+static UINTN explainRates(const VERIFY_OUT &out, const ADAPTERS &adapters) {
+  UINTN found = 0;
+  for (const XML_NODE *saved = childNamed(adapters.Saved, "Rate"); saved != nullptr; saved = nextSame(saved)) {
+    const CHAR8 *name = childText(saved, "Name");
+    const XML_NODE *live = rateNamed(adapters.Live, name);
+    if (live != nullptr && !textEqual(childText(saved, "Value"), childText(live, "Value"))) {
+      tell(out, "rate changed", name, childText(saved, "Value"), childText(live, "Value"));
+      ++found;
+    }
+  }
+  return found;
+}
+
+static void explainBits(const VERIFY_OUT &out, const ADAPTERS &adapters, UINT32 bits) {
+  if ((bits & VERIFY_PART_REPLACEMENT) != 0) {
+    tell(out, "adapter replaced, WWN", "", childText(adapters.Saved, "WWN"), childText(adapters.Live, "WWN"));
+  }
+  if ((bits & VERIFY_CONFIG_CHANGE) != 0) {
+    UINTN found = explainSettings(out, adapters);
+    found += explainRates(out, adapters);
+    if (found == 0 && out.Json == nullptr) {
+      say(out.Host, u"a setting or rate changed that the documents do not show\n");
+    }
+  }
+  const CHAR8 *firmware = (bits & VERIFY_FW_LOWER) != 0 ? "firmware lower" : "firmware higher";
+  if ((bits & (VERIFY_FW_LOWER | VERIFY_FW_HIGHER)) != 0) {
+    tell(out, firmware, "", childText(adapters.Saved, "FirmwareVersion"), childText(adapters.Live, "FirmwareVersion"));
+  }
+}
+
+static void showVerdict(const XYL_CONTEXT &context, const ADAPTERS &adapters, UINT32 bits) {
+  if (!hasOption(context, XYL_OPTION_JSON)) {
+    explainBits({context.Host, /* Json= */ nullptr}, adapters, bits);
+    say(context.Host, u"%aresult 0x%x\n", bits == 0 ? "no difference\n" : "", bits);
+    return;
+  }
+  JSON json = {};
+  json.Host = context.Host;
+  jsonObject(&json, nullptr);
+  jsonNumber(&json, "result", bits);
+  jsonBool(&json, "adapterReplaced", (bits & VERIFY_PART_REPLACEMENT) != 0);
+  jsonBool(&json, "settingsChanged", (bits & VERIFY_CONFIG_CHANGE) != 0);
+  jsonBool(&json, "firmwareLower", (bits & VERIFY_FW_LOWER) != 0);
+  jsonBool(&json, "firmwareHigher", (bits & VERIFY_FW_HIGHER) != 0);
+  jsonArray(&json, "differences");
+  explainBits({context.Host, &json}, adapters, bits);
+  jsonEnd(&json);
+  jsonEnd(&json);
+}
+
+// Says what the bits stand for, from the saved document and a fresh inventory.
+static XYL_RESULT explain(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, const CHAR8 *savedText,
+                          UINT32 bits) {
+  DOCUMENT_TEXT live;
+  XYL_RESULT result = readInventory(context, operations, &live);
+  if (isFailure(result)) {
+    return result;
+  }
+  XML_NODE *savedRoot = nullptr;
+  XML_NODE *liveRoot = nullptr;
+  result = parseTree(context, context.Request->Operands[0], savedText, &savedRoot);
+  if (!isFailure(result)) {
+    result = parseTree(context, "the inventory", live.Text, &liveRoot);
+  }
+  if (!isFailure(result)) {
+    showVerdict(context, {adapterOf(savedRoot), adapterOf(liveRoot)}, bits);
+  }
+  freeTree(liveRoot);
+  freeTree(savedRoot);
+  poolFree(live.Text);
+  return result;
+}
+
+static XYL_RESULT verify(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, const DOCUMENT_TEXT &saved) {
+  const CHAR8 *file = context.Request->Operands[0];
+  RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
+  RAID_XYL_BUFFER document = {RAID_XYL_REVISION, static_cast<UINT32>(saved.Size + 1), saved.Text};
+  RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof(document), &document};
+  UINT32 bits = 0;
+  EFI_STATUS status = operations->Verify(operations, &parameter, &input, /* NewData= */ nullptr, &bits);
+  if (status == EFI_ABORTED || status == EFI_INVALID_PARAMETER) {
+    complain(context.Host, u"'%a' is no saved configuration: %a", file, statusWords(status));
+    return failed(status);
+  }
+  if (EFI_ERROR(status)) {
+    complain(context.Host, u"the controller cannot be compared with '%a': %a", file, statusWords(status));
+    return failed(status);
+  }
+  if (bits == 0) {
+    showVerdict(context, {}, bits);
+    return succeeded();
+  }
+  XYL_RESULT result = explain(context, operations, saved.Text, bits);
+  return isFailure(result) ? result : different();
+}
+
+XYL_RESULT runVerify(const XYL_CONTEXT &context) {
+  RAID_XYL_PROTOCOL *operations = nullptr;
+  XYL_RESULT result = selectController(context, &operations);
+  if (isFailure(result)) {
+    return result;
+  }
+  DOCUMENT_TEXT saved;
+  result = readDocument(context, context.Request->Operands[0], &saved);
+  if (isFailure(result)) {
+    return result;
+  }
+  result = verify(context, operations, saved);
+  poolFree(saved.Text);
+  return result;
+}

@@ -1,0 +1,193 @@
+#include "xyl/host/files.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "xyl/xyl.h"
+
+namespace fs = std::filesystem;
+
+static EFI_STATUS statusFromErrno(int error) {
+  switch (error) {
+  case ENOENT:
+  case ENOTDIR:
+    return EFI_NOT_FOUND;
+  case EACCES:
+  case EPERM:
+    return EFI_ACCESS_DENIED;
+  case EROFS:
+    return EFI_WRITE_PROTECTED;
+  case ENOSPC:
+    return EFI_VOLUME_FULL;
+  case EISDIR:
+    return EFI_INVALID_PARAMETER;
+  default:
+    return EFI_DEVICE_ERROR;
+  }
+}
+
+EFI_STATUS readHostFile(const std::string &name, std::string *content) {
+  content->clear();
+  FILE *file = std::fopen(name.c_str(), "rb");
+  if (file == nullptr) {
+    return statusFromErrno(errno);
+  }
+  char buffer[65536];
+  size_t length = 0;
+  while (content->size() <= XYL_FILE_LIMIT && (length = std::fread(buffer, 1, sizeof(buffer), file)) != 0) {
+    content->append(buffer, length);
+  }
+  int error = std::ferror(file) != 0 ? errno : 0;
+  std::fclose(file);
+  if (error != 0) {
+    return statusFromErrno(error);
+  }
+  return content->size() > XYL_FILE_LIMIT ? EFI_BAD_BUFFER_SIZE : EFI_SUCCESS;
+}
+
+// Writes content to an open file and closes it.
+static EFI_STATUS writeAndClose(int file, const std::string &content, bool sync) {
+  size_t written = 0;
+  int error = 0;
+  while (error == 0 && written < content.size()) {
+    ssize_t length = write(file, content.data() + written, content.size() - written);
+    written += length > 0 ? static_cast<size_t>(length) : 0;
+    error = length < 0 && errno != EINTR ? errno : 0;
+  }
+  if (error == 0 && sync && fsync(file) != 0) {
+    error = errno;
+  }
+  if (close(file) != 0 && error == 0) {
+    error = errno;
+  }
+  return error == 0 ? EFI_SUCCESS : statusFromErrno(error);
+}
+
+// The permissions that a new file gets.
+static mode_t newFileMode() {
+  mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
+// Makes the new file beside target, readable for nobody else until it has the permissions of the old one (null: none).
+static EFI_STATUS writeTemporary(const std::string &content, const struct stat *old, std::string *temporary) {
+  int file = mkostemp(temporary->data(), O_CLOEXEC);
+  if (file < 0) {
+    temporary->clear();
+    return statusFromErrno(errno);
+  }
+  // Only root may give a file away; another one's file becomes the writer's.
+  if (old != nullptr && fchown(file, old->st_uid, old->st_gid) != 0 && errno != EPERM) {
+    int error = errno;
+    close(file);
+    return statusFromErrno(error);
+  }
+  if (fchmod(file, old != nullptr ? old->st_mode & 07777 : newFileMode()) != 0) {
+    int error = errno;
+    close(file);
+    return statusFromErrno(error);
+  }
+  return writeAndClose(file, content, /* sync= */ true);
+}
+
+// The new name is on the disk only when its folder is; the file itself is whole either way.
+static void syncFolder(const fs::path &target) {
+  std::string folder = target.has_parent_path() ? target.parent_path().string() : ".";
+  int file = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (file >= 0) {
+    fsync(file);
+    close(file);
+  }
+}
+
+// As rename.
+static int putInPlace(const std::string &temporary, const fs::path &target, FILE_REPLACES replaces) {
+  if (replaces == FILE_REPLACES_OLD) {
+    return std::rename(temporary.c_str(), target.c_str());
+  }
+  int result = renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
+  // Some file systems cannot; that there was no file just now has to do there.
+  return result != 0 && errno == EINVAL ? std::rename(temporary.c_str(), target.c_str()) : result;
+}
+
+static EFI_STATUS replaceFile(const fs::path &target, const std::string &content, const struct stat *old,
+                              FILE_REPLACES replaces) {
+  std::string temporary = target.string() + ".XXXXXX";
+  EFI_STATUS status = writeTemporary(content, old, &temporary);
+  if (!EFI_ERROR(status) && putInPlace(temporary, target, replaces) != 0) {
+    status = errno == EEXIST ? EFI_ALREADY_STARTED : statusFromErrno(errno);
+  }
+  if (EFI_ERROR(status) && !temporary.empty()) {
+    unlink(temporary.c_str());
+  }
+  if (!EFI_ERROR(status)) {
+    syncFolder(target);
+  }
+  return status;
+}
+
+EFI_STATUS writeHostFile(const std::string &name, const std::string &content, FILE_REPLACES replaces) {
+  struct stat old = {};
+  bool exists = stat(name.c_str(), &old) == 0;
+  if (exists && replaces == FILE_REPLACES_NONE) {
+    return EFI_ALREADY_STARTED;
+  }
+  if (exists && !S_ISREG(old.st_mode)) {
+    int file = open(name.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+    return file < 0 ? statusFromErrno(errno) : writeAndClose(file, content, /* sync= */ false);
+  }
+  // A rename would not ask whether the old file may be written.
+  if (exists && access(name.c_str(), W_OK) != 0) {
+    return statusFromErrno(errno);
+  }
+  // A link is followed, so that it stays one.
+  std::error_code error;
+  fs::path target = exists ? fs::canonical(name, error) : fs::path(name);
+  return error ? EFI_DEVICE_ERROR : replaceFile(target, content, exists ? &old : nullptr, replaces);
+}
+
+static bool isSameFile(int file, const std::string &name) {
+  struct stat opened = {};
+  struct stat named = {};
+  return fstat(file, &opened) == 0 && stat(name.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
+         opened.st_ino == named.st_ino;
+}
+
+EFI_STATUS FileLock::tryOnce(const std::string &name) {
+  release();
+  file_ = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file_ < 0) {
+    return statusFromErrno(errno);
+  }
+  if (flock(file_, LOCK_EX | LOCK_NB) != 0) {
+    return errno == EWOULDBLOCK ? EFI_NOT_READY : statusFromErrno(errno);
+  }
+  // Whoever had the lock may have put another file in place of the one that was opened.
+  return isSameFile(file_, name) ? EFI_SUCCESS : EFI_NOT_READY;
+}
+
+EFI_STATUS FileLock::take(const std::string &name, std::chrono::milliseconds patience) {
+  auto end = std::chrono::steady_clock::now() + patience;
+  EFI_STATUS status = tryOnce(name);
+  while (status == EFI_NOT_READY && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    status = tryOnce(name);
+  }
+  return status;
+}
+
+void FileLock::release() {
+  if (file_ >= 0) {
+    close(file_);
+  }
+  file_ = -1;
+}

@@ -1,0 +1,25 @@
+// Texts of the host program: UTF-8 on the command line and in files, 16-bit and Latin-1 ones in the state.
+#pragma once
+
+#include <string>
+
+#include "driver/xml/xml.h"
+#include "providers/sim_controller/sim_controller.h"
+
+std::string toUtf8(const CHAR16 *text);
+std::string toUtf8(const CHAR8 *text);
+// The text must be UTF-8. Characters beyond the 16-bit ones become 0xFFFD.
+std::u16string fromUtf8(const std::string &text);
+
+// In lower case and without what is no letter or digit, so that "Device Error" and device-error are one.
+std::string normalised(const std::string &text);
+
+// The value that the table has for a name, whatever its case and blanks; VALUE_NOT_FOUND for another one.
+UINT64 valueNamed(const std::string &name, const VALUE_NAME_TABLE *table);
+// The error status of that name, likewise; EFI_SUCCESS for another name.
+EFI_STATUS errorNamed(const std::string &name);
+
+// A number of bytes as "1.20 TB".
+std::string sizeText(UINT64 bytes);
+// Reads a size as "600GB", "1.2 TB" (decimal units) or a number of bytes; 0 for any other text.
+UINT64 sizeFrom(const std::string &text);

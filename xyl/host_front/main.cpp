@@ -1,0 +1,172 @@
+// The host program: the client's commands against a simulated controller.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <memory>
+
+#include <unistd.h>
+
+#include "xyl/command_line/command_line.h"
+#include "xyl/host/host.h"
+#include "xyl/host_front/busy.h"
+#include "xyl/host_front/manual.h"
+#include "xyl/platform/platform.h"
+#include "xyl/report/report.h"
+#include "xyl/sim/sim.h"
+
+static void writeOut(const XYL_HOST *, const CHAR8 *text, UINTN length) {
+  std::fwrite(text, 1, length, stdout);
+}
+
+static void writeError(const XYL_HOST *, const CHAR8 *text, UINTN length) {
+  std::fflush(stdout);
+  std::fwrite(text, 1, length, stderr);
+}
+
+static EFI_STATUS readFile(const XYL_HOST *, const CHAR8 *name, CHAR8 **data, UINTN *size) {
+  std::string content;
+  EFI_STATUS status = readHostFile(name, &content);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  *data = static_cast<CHAR8 *>(poolAllocate(content.size() + 1));
+  if (*data == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  std::memcpy(*data, content.c_str(), content.size() + 1);
+  *size = content.size();
+  wipeBytes(content.data(), content.size()); // change documents may hold passphrases
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS writeFile(const XYL_HOST *, const CHAR8 *name, const CHAR8 *data, UINTN size) {
+  return writeHostFile(name, std::string(data, size));
+}
+
+static XYL_ANSWER askYes(const XYL_HOST *, const CHAR8 *question) {
+  if (isatty(STDIN_FILENO) == 0) {
+    return XYL_ANSWER_NO_TERMINAL;
+  }
+  std::fflush(stdout);
+  std::fputs(question, stderr);
+  std::string line;
+  std::getline(std::cin, line);
+  return line == "yes" ? XYL_ANSWER_YES : XYL_ANSWER_NO;
+}
+
+static std::unique_ptr<Busy> g_busy;
+
+static void showBusy(const XYL_HOST *host, bool begins) {
+  if (!begins) {
+    g_busy.reset();
+  } else if (isatty(STDERR_FILENO) != 0) {
+    auto write = [host](const std::string &text) { writeError(host, text.c_str(), text.size()); };
+    g_busy = std::make_unique<Busy>(write, std::chrono::seconds(1));
+  }
+}
+
+static bool hasColours() {
+  const char *none = std::getenv("NO_COLOR");
+  const char *terminal = std::getenv("TERM");
+  bool plain = (none != nullptr && *none != 0) || (terminal != nullptr && std::strcmp(terminal, "dumb") == 0);
+  return !plain && isatty(STDOUT_FILENO) != 0;
+}
+
+static std::string optionOf(const XYL_REQUEST &request, XYL_OPTION_ID id) {
+  return request.Options[id] != nullptr ? request.Options[id] : "";
+}
+
+static bool isReport(const XYL_REQUEST &request) {
+  return xylIsCommand(request, "report");
+}
+
+static bool needsController(const XYL_REQUEST &request) {
+  return xylNeedsController(request) || (isReport(request) && request.OperandCount == 0);
+}
+
+// Checks what the options say about the controller and the log.
+static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &request, PLATFORM_OPTIONS *options) {
+  options->preset = optionOf(request, XYL_OPTION_PRESET);
+  options->controllerFile = optionOf(request, XYL_OPTION_CONTROLLER);
+  options->logLevel = optionOf(request, XYL_OPTION_LOG);
+  const std::string &level = options->logLevel;
+  if (!level.empty() && level != "trace" && level != "warn" && level != "error") {
+    complain(&host, u"--log wants trace, warn or error, not '%a'", level.c_str());
+    return wrongUsage();
+  }
+  if (!options->preset.empty() && !options->controllerFile.empty()) {
+    complain(&host, u"--preset and --controller exclude each other; give one of them");
+    return wrongUsage();
+  }
+  if (!needsController(request)) {
+    options->preset.clear();
+    options->controllerFile.clear();
+  } else if (options->preset.empty() && options->controllerFile.empty()) {
+    complain(&host, u"no controller is given; use --preset NAME ('xyl sim presets') or --controller FILE "
+                    u"('xyl sim new')");
+    return wrongUsage();
+  }
+  return succeeded();
+}
+
+static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
+  PLATFORM_OPTIONS options;
+  XYL_RESULT result = platformOptions(host, request, &options);
+  if (isFailure(result)) {
+    return result;
+  }
+  options.changes = xylChangesController(request);
+  Platform platform(options);
+  host.SystemTable = platform.systemTable();
+  result = isReport(request) ? runReport(XYL_CONTEXT{&host, &request}) : xylRun(&host, request);
+  std::fflush(stdout);
+  // Also after a failure: steps done before it stay done.
+  platform.saveController();
+  std::string console = platform.takeConsole();
+  for (const std::string &fault : platform.close(/* namesWereAsked= */ xylIsCommand(request, "list"))) {
+    complain(&host, u"internal error: %a", fault.c_str());
+    result = failed(EFI_DEVICE_ERROR);
+  }
+  console += platform.takeConsole();
+  std::fputs(console.c_str(), stderr);
+  return result;
+}
+
+static XYL_RESULT runRequest(XYL_HOST &host, const XYL_REQUEST &request) {
+  if (request.Help) {
+    xylHelp(&host, request);
+    return succeeded();
+  }
+  if (isManualCommand(request)) {
+    return runManualCommand(host, request);
+  }
+  return isSimCommand(request) ? runSimCommand(host, request) : runOnPlatform(host, request);
+}
+
+int main(int argc, char **argv) {
+  XYL_HOST host = {nullptr, XYL_FRONT_HOST, nullptr, writeOut, writeError, readFile, writeFile, askYes};
+  host.Colours = hasColours();
+  host.Busy = showBusy;
+  XYL_REQUEST request;
+  XYL_RESULT result = xylParse(&host, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);
+  try {
+    if (!isFailure(result)) {
+      result = runRequest(host, request);
+    }
+  } catch (const USAGE_ERROR &error) {
+    complain(&host, u"%a", error.what());
+    result = wrongUsage();
+  } catch (const CLIENT_ERROR &error) {
+    complain(&host, u"%a", error.what());
+    result = {error.status == EFI_NOT_FOUND ? XYL_NOT_FOUND : XYL_FAILED, error.status};
+  } catch (const std::bad_alloc &) {
+    complain(&host, u"there is not enough memory");
+    result = failed(EFI_OUT_OF_RESOURCES);
+  }
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    complain(&host, u"the output cannot be written");
+    result = failed(EFI_DEVICE_ERROR);
+  }
+  return result.Outcome;
+}

@@ -1,0 +1,41 @@
+// What commands print, and the results they return.
+#pragma once
+
+#include "xyl/output/json.h"
+#include "xyl/output/text.h"
+#include "xyl/xyl.h"
+
+// Writes to the standard output; conversions of base/print.h. A line above 700 characters is cut.
+void EFIAPI say(const XYL_HOST *host, const CHAR16 *format, ...);
+
+// Writes "xyl: ", the message and a line feed to the error output.
+void EFIAPI complain(const XYL_HOST *host, const CHAR16 *format, ...);
+
+// Writes a text of any length to the standard output as it is.
+void sayText(const XYL_HOST *host, const CHAR8 *text);
+
+// Writes a word for a state or result, padded to width, in a colour of its own where the front has colours.
+void sayMarked(const XYL_HOST *host, const CHAR8 *word, UINTN width);
+
+// The words for a status, also for one without a name.
+const CHAR8 *statusWords(EFI_STATUS status);
+
+#define SIZE_TEXT_CAPACITY 32
+// A number of bytes in decimal units with two places, as "1.20 TB".
+void formatSize(CHAR8 (&buffer)[SIZE_TEXT_CAPACITY], UINT64 bytes);
+
+inline XYL_RESULT succeeded() {
+  return {XYL_SUCCESS, EFI_SUCCESS};
+}
+inline XYL_RESULT different() {
+  return {XYL_DIFFERENT, EFI_ERROR_CODE(27)};
+}
+inline XYL_RESULT wrongUsage() {
+  return {XYL_USAGE, EFI_INVALID_PARAMETER};
+}
+inline XYL_RESULT notFound() {
+  return {XYL_NOT_FOUND, EFI_NOT_FOUND};
+}
+inline XYL_RESULT failed(EFI_STATUS status) {
+  return {XYL_FAILED, status};
+}

@@ -1,0 +1,47 @@
+#include "xyl/output/text.h"
+
+#include "base/pool.h"
+#include "base/text.h"
+
+static bool makeRoom(TEXT *text, UINTN length) {
+  if (text->Length + length < text->Capacity) {
+    return true;
+  }
+  UINTN capacity = 2 * (text->Length + length) + 32;
+  CHAR8 *grown = static_cast<CHAR8 *>(poolAllocate(capacity));
+  if (grown == nullptr) {
+    text->Failed = true;
+    return false;
+  }
+  if (text->Length != 0) {
+    copyBytes(grown, text->Chars, text->Length);
+  }
+  poolFree(text->Chars);
+  text->Chars = grown;
+  text->Capacity = capacity;
+  return true;
+}
+
+void putText(TEXT *text, const CHAR8 *more) {
+  UINTN length = textLength(more);
+  if (makeRoom(text, length)) {
+    copyBytes(text->Chars + text->Length, more, length);
+    text->Length += length;
+    text->Chars[text->Length] = 0;
+  }
+}
+
+void putNumber(TEXT *text, UINT64 number) {
+  CHAR8 digits[21];
+  formatDecimal(digits, number);
+  putText(text, digits);
+}
+
+const CHAR8 *textOf(const TEXT &text) {
+  return text.Chars != nullptr ? text.Chars : "";
+}
+
+void freeText(TEXT *text) {
+  poolFree(text->Chars);
+  *text = {};
+}

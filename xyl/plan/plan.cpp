@@ -1,0 +1,176 @@
+// Making a plan.
+#include "xyl/plan/plan.h"
+
+#include "base/log.h"
+#include "base/pool.h"
+#include "driver/controller/controller.h"
+#include "driver/request/request.h"
+#include "driver/restore/restore.h"
+
+XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, RAID_CONFIG **config) {
+  *config = nullptr;
+  UINT32 count = 1;
+  EFI_STATUS status = ParseXMLBlob(text, config, &count);
+  if (!EFI_ERROR(status) && (*config == nullptr || (*config)->adapter == nullptr)) {
+    status = EFI_INVALID_PARAMETER;
+  }
+  if (EFI_ERROR(status)) {
+    releaseConfig(*config);
+    *config = nullptr;
+    complain(context.Host, u"%a is no usable configuration: %a; 'xyl get -o FILE' writes one", name,
+             statusWords(status));
+    return failed(status);
+  }
+  return succeeded();
+}
+
+// The controller that the restore talks to.
+struct RECORDER {
+  RAID_MGMT_PROTOCOL Protocol; // first, so that its address is the recorder's
+  RESTORE_PLAN *Plan;
+  EFI_STATUS Status; // of keeping what was sent
+};
+
+static bool copyIds(const RAID_CMD_BLOCK *block, PLAN_COMMAND *command) {
+  if (block->ObjectIdCount == 0) {
+    return true;
+  }
+  command->Ids = poolNew<UINT32>(block->ObjectIdCount);
+  if (command->Ids == nullptr) {
+    return false;
+  }
+  copyBytes(command->Ids, block->ObjectIds, block->ObjectIdCount * sizeof(UINT32));
+  return true;
+}
+
+// Appends the command; the array has room for a power of two.
+static EFI_STATUS keepCommand(RESTORE_PLAN *plan, const RAID_CMD_BLOCK *block) {
+  UINT32 count = plan->CommandCount;
+  if ((count & (count - 1)) == 0) {
+    PLAN_COMMAND *grown = poolNew<PLAN_COMMAND>(count == 0 ? 1 : UINTN{count} * 2);
+    if (grown == nullptr) {
+      return EFI_OUT_OF_RESOURCES;
+    }
+    if (count != 0) {
+      copyBytes(grown, plan->Commands, count * sizeof(PLAN_COMMAND));
+    }
+    poolFree(plan->Commands);
+    plan->Commands = grown;
+  }
+  PLAN_COMMAND command = {block->Command, block->ObjectType, block->ObjectIdCount, nullptr, block->ObjectData};
+  if (!copyIds(block, &command)) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  plan->Commands[plan->CommandCount++] = command;
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS EFIAPI recordExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
+  RECORDER *recorder = reinterpret_cast<RECORDER *>(protocol);
+  RESTORE_PLAN *plan = recorder->Plan;
+  if (block->Command != RAID_COMMAND_GET) {
+    EFI_STATUS status = keepCommand(plan, block);
+    recorder->Status = EFI_ERROR(status) ? status : recorder->Status;
+    return status;
+  }
+  EFI_STATUS status = plan->Controller->Execute(plan->Controller, block, result);
+  RAID_CMD_RESULT *kept = block->ObjectType == RAID_OBJECT_ADAPTER ? &plan->Adapter : &plan->Disks;
+  if (!EFI_ERROR(status) && kept->Data == nullptr) {
+    *kept = *result;
+  }
+  return status;
+}
+
+// What the plan keeps goes back with the plan.
+static EFI_STATUS EFIAPI recordFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count) {
+  const RESTORE_PLAN *plan = reinterpret_cast<RECORDER *>(protocol)->Plan;
+  if (data == plan->Adapter.Data || data == plan->Disks.Data) {
+    return EFI_SUCCESS;
+  }
+  return plan->Controller->FreeRecords(plan->Controller, data, count);
+}
+
+static EFI_STATUS dryRun(RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan) {
+  RECORDER recorder = {};
+  recorder.Protocol.Execute = recordExecute;
+  recorder.Protocol.FreeRecords = recordFreeRecords;
+  recorder.Protocol.Revision = plan->Controller->Revision;
+  recorder.Plan = plan;
+  plan->Status = RaidRestore(&recorder.Protocol, saved, runMode, &plan->Log);
+  if (EFI_ERROR(recorder.Status)) {
+    return recorder.Status;
+  }
+  if (plan->Log == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  if (plan->Adapter.DataSize < RAID_RECORD_SIZE) {
+    return EFI_ERROR(plan->Status) ? plan->Status : EFI_NOT_FOUND;
+  }
+  // The same question once more: the restore keeps the map to itself.
+  EFI_STATUS status =
+      _ValidateRestore(static_cast<RAID_ADAPTER_RECORD *>(plan->Adapter.Data),
+                       static_cast<RAID_PD_RECORD *>(plan->Disks.Data), recordCount(&plan->Disks), saved, &plan->Map);
+  return status == EFI_OUT_OF_RESOURCES ? status : EFI_SUCCESS;
+}
+
+EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan) {
+  *plan = {};
+  plan->Controller = controller;
+  plan->Saved = saved;
+  plan->PreservesVolumes = (runMode & RUN_MODE_PRESERVE_VD) != 0;
+  for (UINT32 i = 0; i < saved->logicalDiskCount; ++i) {
+    plan->EncryptedVolumes += (saved->logicalDisks[i].Attributes & RAID_VD_ATTRIBUTE_FDE) != 0 ? 1 : 0;
+  }
+  EFI_STATUS status = issueCommand(controller, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, &plan->Volumes);
+  if (EFI_ERROR(status)) {
+    plan->Volumes = {};
+    if (status != EFI_NOT_FOUND) {
+      return status;
+    }
+  }
+  // A log that tells of a restore that never happened would mislead.
+  DEBUG_LOG_PROTOCOL *log = g_debugLog;
+  g_debugLog = nullptr;
+  status = dryRun(saved, runMode, plan);
+  g_debugLog = log;
+  return status;
+}
+
+static EFI_STATUS planOptions(RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved, const RUN_OPTIONS &options,
+                              RESTORE_PLAN *plan) {
+  CHAR8 *text = makeRunOptions(options);
+  if (text == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  UINT32 runMode = 0;
+  EFI_STATUS status = parseRunTimeXML(text, &runMode);
+  poolFree(text);
+  return EFI_ERROR(status) ? status : planRestore(controller, saved, runMode, plan);
+}
+
+XYL_RESULT makePlan(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved,
+                    const RUN_OPTIONS &options, RESTORE_PLAN *plan) {
+  *plan = {};
+  EFI_STATUS status = planOptions(controller, saved, options, plan);
+  if (EFI_ERROR(status)) {
+    complain(context.Host, u"the restore cannot be planned: %a; nothing was changed", statusWords(status));
+    return failed(status);
+  }
+  return succeeded();
+}
+
+void freePlan(RESTORE_PLAN *plan) {
+  for (UINT32 i = 0; i < plan->CommandCount; ++i) {
+    poolFree(plan->Commands[i].Ids);
+  }
+  poolFree(plan->Commands);
+  poolFree(plan->Map);
+  freeTree(plan->Log);
+  RAID_CMD_RESULT *answers[] = {&plan->Adapter, &plan->Disks, &plan->Volumes};
+  for (RAID_CMD_RESULT *answer : answers) {
+    if (plan->Controller != nullptr) {
+      giveBack(plan->Controller, answer);
+    }
+  }
+  *plan = {};
+}

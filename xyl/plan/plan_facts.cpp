@@ -1,0 +1,256 @@
+#include "xyl/plan/plan_facts.h"
+
+#include "base/pool.h"
+#include "base/text.h"
+#include "driver/restore/restore.h"
+#include "driver/xml/xml.h"
+#include "xyl/steps/steps.h"
+
+const PLAN_COMMAND *findCommand(const RESTORE_PLAN &plan, UINT32 command, UINT32 objectType, const void *data) {
+  for (UINT32 i = 0; i < plan.CommandCount; ++i) {
+    const PLAN_COMMAND &planned = plan.Commands[i];
+    if (planned.Command == command && planned.ObjectType == objectType && (data == nullptr || planned.Data == data)) {
+      return &planned;
+    }
+  }
+  return nullptr;
+}
+
+// --- Virtual disks ---
+
+// The status of the index-th virtual disk in the log, which has one step for each as far as the restore comes.
+static EFI_STATUS loggedStatus(const RESTORE_PLAN &plan, UINT32 index) {
+  LOG_STEP step;
+  for (const XML_NODE *node = childNamed(plan.Log, "Operation"); node != nullptr; node = nextSame(node)) {
+    readStep(node, &step);
+    if (textEqual(step.Name, "CreateVD") && index-- == 0) {
+      return step.Status;
+    }
+  }
+  return EFI_ABORTED;
+}
+
+const CHAR8 *whyNotCreated(const RESTORE_PLAN &plan, UINT32 index) {
+  const RAID_VD_RECORD *volume = &plan.Saved->logicalDisks[index];
+  if (findCommand(plan, RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, volume) != nullptr) {
+    return nullptr;
+  }
+  switch (loggedStatus(plan, index)) {
+  case EFI_UNSUPPORTED:
+    return "the adapter has no CacheCade";
+  case EFI_OUT_OF_RESOURCES:
+    return "no partner for saved disks";
+  default:
+    return "the restore ends before it";
+  }
+}
+
+bool isWithoutPartner(const RESTORE_PLAN &plan, UINT32 savedId) {
+  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
+    if (plan.Saved->physicalDisks[i].ObjectID == savedId) {
+      return plan.Map == nullptr || plan.Map[i] == 0;
+    }
+  }
+  return true;
+}
+
+static bool holds(const UINT32 *ids, UINT32 count, UINT32 id) {
+  for (UINT32 i = 0; ids != nullptr && i < count; ++i) {
+    if (ids[i] == id) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool losesContents(const RESTORE_PLAN &plan, UINT32 currentId) {
+  for (UINT32 i = 0; i < recordCount(&plan.Volumes); ++i) {
+    const RAID_VD_RECORD &volume = currentVolumes(plan)[i];
+    if (holds(volume.PDs, volume.PDCount, currentId)) {
+      return true;
+    }
+  }
+  for (UINT32 i = 0; i < plan.CommandCount; ++i) {
+    const PLAN_COMMAND &command = plan.Commands[i];
+    if (command.Command == RAID_COMMAND_CREATE && holds(command.Ids, command.IdCount, currentId)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// --- Disks ---
+
+// Indexed by DISK_FIT.
+static constexpr const CHAR8 *g_fitWords[] = {"taken", "too small", "of the other medium", "with another protocol",
+                                              "without encryption"};
+static constexpr UINTN FIT_COUNT = sizeof(g_fitWords) / sizeof(g_fitWords[0]);
+
+static const RAID_PD_RECORD *findCurrent(const RESTORE_PLAN &plan, UINT32 id) {
+  for (UINT32 i = 0; i < recordCount(&plan.Disks); ++i) {
+    if (currentDisks(plan)[i].ObjectID == id) {
+      return &currentDisks(plan)[i];
+    }
+  }
+  return nullptr;
+}
+
+static bool isSameDisk(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
+  return saved.WWN != 0 && saved.WWN == current.WWN;
+}
+
+// Why no disk in the saved disk's place stands in for it.
+static void putWhyNotInPlace(TEXT *text, const RESTORE_PLAN &plan, const RAID_PD_RECORD &saved) {
+  for (UINT32 i = 0; i < recordCount(&plan.Disks); ++i) {
+    const RAID_PD_RECORD &current = currentDisks(plan)[i];
+    if (samePlace(saved, current)) {
+      putText(text, "disk ");
+      putNumber(text, current.ObjectID);
+      putText(text, " in its place is ");
+      putText(text, g_fitWords[diskFit(saved, current)]);
+      return;
+    }
+  }
+  putText(text, "its place is empty");
+}
+
+// Why no disk elsewhere does.
+static void putWhyNotElsewhere(TEXT *text, const RESTORE_PLAN &plan, const RAID_PD_RECORD &saved) {
+  UINT32 counts[FIT_COUNT] = {};
+  for (UINT32 i = 0; i < recordCount(&plan.Disks); ++i) {
+    const RAID_PD_RECORD &current = currentDisks(plan)[i];
+    if (!samePlace(saved, current)) {
+      ++counts[diskFit(saved, current)];
+    }
+  }
+  putText(text, "; of the others ");
+  const CHAR8 *separator = "";
+  for (UINTN fit = 0; fit < FIT_COUNT; ++fit) {
+    if (counts[fit] != 0) {
+      putText(text, separator);
+      putNumber(text, counts[fit]);
+      putText(text, counts[fit] == 1 ? " is " : " are ");
+      putText(text, g_fitWords[fit]);
+      separator = ", ";
+    }
+  }
+  putText(text, *separator == 0 ? "there are none" : "");
+}
+
+void putDiskReason(TEXT *text, const RESTORE_PLAN &plan, UINT32 index) {
+  const RAID_PD_RECORD &saved = plan.Saved->physicalDisks[index];
+  UINT32 entry = plan.Map != nullptr ? plan.Map[index] : 0;
+  const RAID_PD_RECORD *current = entry != 0 ? findCurrent(plan, entry - 1) : nullptr;
+  if (current == nullptr) {
+    putWhyNotInPlace(text, plan, saved);
+    putWhyNotElsewhere(text, plan, saved);
+    return;
+  }
+  bool isSame = isSameDisk(saved, *current);
+  if (samePlace(saved, *current)) {
+    putText(text, isSame ? "the same disk in the same place" : "another disk in the same place");
+  } else {
+    putText(text, isSame ? "the same disk in another place; " : "the first that fits; ");
+    putWhyNotInPlace(text, plan, saved);
+  }
+  // The mapping does not look at states, the controller does.
+  const CHAR8 *state = GetNameFromValue(current->State, g_stateTable);
+  if (textEqual(state, "Failed") || textEqual(state, "Offline")) {
+    putText(text, "; BUT IT IS ");
+    putText(text, state);
+  }
+}
+
+// --- Settings ---
+
+static bool isCompared(const FIELD_ROW &row) {
+  for (UINT16 offset : g_comparedModes) {
+    if (row.Place.Offset == offset) {
+      return true;
+    }
+  }
+  return false;
+}
+
+static const CHAR8 *modeText(const RAID_ADAPTER_RECORD *adapter, const FIELD_ROW &row) {
+  if ((fieldLoad(adapter, row.Place) & RAID_MODE_PRESENT) == 0) {
+    return "-";
+  }
+  UINT64 value = fieldValue(adapter, row);
+  return row.Format == FORMAT_MARK ? (value != 0 ? "True" : "False") : GetNameFromValue(value, row.Names);
+}
+
+template <UINTN size> static void copyText(CHAR8 (&to)[size], const CHAR8 *text) {
+  UINTN length = textLength(text);
+  copyBytes(to, text, length < size ? length : size - 1);
+}
+
+static void findModes(const RESTORE_PLAN &plan, SETTINGS *settings) {
+  for (UINT32 i = 0; i < g_adapterFields.RowCount; ++i) {
+    const FIELD_ROW &row = g_adapterFields.Rows[i];
+    if (row.Place.Width != 1 || !isCompared(row)) {
+      continue;
+    }
+    const CHAR8 *current = modeText(currentAdapter(plan), row);
+    const CHAR8 *saved = modeText(plan.Saved->adapter, row);
+    if (!textEqual(current, saved)) {
+      SETTING *setting = &settings->Items[settings->Count++];
+      setting->Element = row.Element;
+      copyText(setting->Current, current);
+      copyText(setting->Saved, saved);
+    }
+  }
+}
+
+static void findRates(const RESTORE_PLAN &plan, SETTINGS *settings) {
+  for (UINTN i = 0; i < RAID_RATE_COUNT; ++i) {
+    RAID_RATE rate = currentAdapter(plan)->Rates[i];
+    if (rate.Name == nullptr || !rateDiffers(rate, plan.Saved->adapter)) {
+      continue;
+    }
+    SETTING *setting = &settings->Items[settings->Count++];
+    setting->Element = "Rate";
+    textNarrow(setting->Rate, rate.Name, sizeof(setting->Rate) - 1);
+    formatDecimal(setting->Current, rate.EditableValue >> 1);
+    copyText(setting->Saved, "-");
+    for (UINTN j = 0; j < RAID_RATE_COUNT; ++j) {
+      RAID_RATE saved = plan.Saved->adapter->Rates[j];
+      if (saved.Name != nullptr && textEqual(saved.Name, rate.Name)) {
+        formatDecimal(setting->Saved, saved.EditableValue >> 1);
+        break;
+      }
+    }
+  }
+}
+
+void findSettings(const RESTORE_PLAN &plan, SETTINGS *settings) {
+  *settings = {};
+  findModes(plan, settings);
+  findRates(plan, settings);
+}
+
+bool isPlanComplete(const RESTORE_PLAN &plan) {
+  SETTINGS settings;
+  findSettings(plan, &settings);
+  if (EFI_ERROR(plan.Status)) {
+    return false;
+  }
+  if (settings.Count != 0 && findCommand(plan, RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, nullptr) == nullptr) {
+    return false;
+  }
+  if (plan.PreservesVolumes) {
+    return true;
+  }
+  for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
+    if (whyNotCreated(plan, i) != nullptr) {
+      return false;
+    }
+  }
+  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
+    const RAID_PD_RECORD &disk = plan.Saved->physicalDisks[i];
+    if (disk.Hotspare != 0 && isWithoutPartner(plan, disk.ObjectID)) {
+      return false;
+    }
+  }
+  return true;
+}

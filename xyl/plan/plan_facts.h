@@ -1,0 +1,47 @@
+// What the text and the JSON of a plan are made from.
+#pragma once
+
+#include "driver/controller/controller.h"
+#include "xyl/plan/plan.h"
+
+// The controller's records; the adapter is there in every plan that was made without failure.
+inline const RAID_ADAPTER_RECORD *currentAdapter(const RESTORE_PLAN &plan) {
+  return static_cast<const RAID_ADAPTER_RECORD *>(plan.Adapter.Data);
+}
+inline const RAID_PD_RECORD *currentDisks(const RESTORE_PLAN &plan) {
+  return static_cast<const RAID_PD_RECORD *>(plan.Disks.Data);
+}
+inline const RAID_VD_RECORD *currentVolumes(const RESTORE_PLAN &plan) {
+  return static_cast<const RAID_VD_RECORD *>(plan.Volumes.Data);
+}
+
+// The planned command of that kind whose data is the record (null: any), or null.
+const PLAN_COMMAND *findCommand(const RESTORE_PLAN &plan, UINT32 command, UINT32 objectType, const void *data);
+
+// Why saved virtual disk number index is not created, in words; null when it is.
+const CHAR8 *whyNotCreated(const RESTORE_PLAN &plan, UINT32 index);
+// Whether a member of a saved virtual disk has no partner.
+bool isWithoutPartner(const RESTORE_PLAN &plan, UINT32 savedId);
+// Whether a current disk belongs to a virtual disk now, or to one that is created.
+bool losesContents(const RESTORE_PLAN &plan, UINT32 currentId);
+
+// Why the saved disk of that index has the partner that it has, or none.
+void putDiskReason(TEXT *text, const RESTORE_PLAN &plan, UINT32 index);
+
+// An adapter setting that a restore brings back and that is not as it was saved.
+struct SETTING {
+  const CHAR8 *Element; // as the documents name it
+  CHAR8 Rate[64];       // the rate's name; empty for a mode
+  CHAR8 Current[32];
+  CHAR8 Saved[32]; // "-" for none
+};
+
+struct SETTINGS {
+  SETTING Items[16]; // seven rows of modes and eight rates at most
+  UINTN Count;
+};
+
+void findSettings(const RESTORE_PLAN &plan, SETTINGS *settings);
+
+// Writes a plan without failure as JSON.
+XYL_RESULT writePlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan);

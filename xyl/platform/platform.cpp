@@ -1,0 +1,103 @@
+#include "xyl/platform/platform.h"
+
+#include "base/print.h"
+#include "driver/binding/binding.h"
+#include "providers/debug_log/debug_log_provider.h"
+#include "providers/xml_service/xml_service.h"
+
+static std::u16string logOptions(const std::string &level) {
+  if (level.empty()) {
+    return {};
+  }
+  std::u16string options = u"console";
+  return level == "trace" ? options : options + u" " + std::u16string(level.begin(), level.end());
+}
+
+Platform::Platform(const PLATFORM_OPTIONS &options) : options_(options) {
+  setSystemTable(firmware_.systemTable());
+  load(DebugLogEntry, "the log provider", logOptions(options_.logLevel));
+  load(XmlServiceEntry, "the XML service");
+  if (!options_.controllerFile.empty()) {
+    loadController();
+  } else if (!options_.preset.empty()) {
+    sim_ = makePreset(options_.preset);
+  } else {
+    return;
+  }
+  load(RaidXylEntry, "the driver");
+  connect();
+}
+
+void Platform::loadController() {
+  if (!options_.changes) {
+    sim_ = ::loadController(options_.controllerFile);
+    if (sim_->faultCount == 0) {
+      return; // nothing to save, so nobody has to wait
+    }
+    sim_.reset();
+    options_.changes = true;
+  }
+  lockController(options_.controllerFile, &lock_);
+  sim_ = ::loadController(options_.controllerFile);
+}
+
+void Platform::load(EFI_IMAGE_ENTRY entry, const char *name, const std::u16string &options) {
+  EFI_HANDLE image = nullptr;
+  EFI_STATUS status = firmware_.loadImage(entry, &image, options);
+  if (EFI_ERROR(status)) {
+    throw CLIENT_ERROR(status, std::string(name) + " does not start: " + statusText(status));
+  }
+  images_.push_back(image);
+}
+
+void Platform::connect() {
+  EFI_HANDLE controller = nullptr;
+  EFI_STATUS status = simInstall(sim_.get(), &controller);
+  if (EFI_ERROR(status)) {
+    throw CLIENT_ERROR(status, std::string("the simulated controller cannot be installed: ") + statusText(status));
+  }
+  // At a machine the driver was bound long before somebody plans a fault, and the fault is meant for the command.
+  UINT32 pending = sim_->faultCount;
+  sim_->faultCount = 0;
+  status = firmware_.bootServices()->ConnectController(controller, nullptr, nullptr, /* Recursive= */ 1);
+  sim_->faultCount = pending;
+  // A driver that declines the controller says why on the console, and the command then finds nothing bound.
+  showsConsole_ = EFI_ERROR(status) || !options_.logLevel.empty();
+}
+
+std::string Platform::takeConsole() {
+  std::string text = firmware_.takeConsole();
+  return showsConsole_ ? text : "";
+}
+
+void Platform::saveController() {
+  if (!options_.controllerFile.empty() && options_.changes) {
+    ::saveController(options_.controllerFile, *sim_);
+  }
+}
+
+std::vector<std::string> Platform::close(bool namesWereAsked) {
+  std::vector<std::string> faults;
+  if (sim_ != nullptr) {
+    firmware_.bootServices()->DisconnectController(sim_->handle, nullptr, nullptr);
+    // The record behind a controller's name stays out by contract.
+    if (sim_->books.mistakeCount != 0 || (!namesWereAsked && !simBooksBalanced(sim_.get()))) {
+      faults.push_back("the records that the controller handed out did not come back as they should");
+    }
+    sim_.reset();
+  }
+  for (; !images_.empty(); images_.pop_back()) {
+    EFI_STATUS status = firmware_.unloadImage(images_.back());
+    if (EFI_ERROR(status)) {
+      faults.push_back(std::string("an image cannot be unloaded: ") + statusText(status));
+    }
+  }
+  for (const std::string &complaint : firmware_.complaints()) {
+    faults.push_back(complaint);
+  }
+  if (firmware_.pool().liveAllocations != 0) {
+    faults.push_back("pool memory is left: " + std::to_string(firmware_.pool().liveBytes) + " bytes in " +
+                     std::to_string(firmware_.pool().liveAllocations) + " allocations");
+  }
+  return faults;
+}

@@ -1,0 +1,146 @@
+#include "xyl/report/report_html.h"
+
+#include <stdexcept>
+
+#include "xyl/host/host.h"
+
+static const char *entityOf(char c) {
+  switch (c) {
+  case '&':
+    return "&amp;";
+  case '<':
+    return "&lt;";
+  case '>':
+    return "&gt;";
+  case '"':
+    return "&quot;";
+  case '\'':
+    return "&#39;";
+  default:
+    return nullptr;
+  }
+}
+
+static void putEscaped(std::string &page, std::string_view text) {
+  for (char c : text) {
+    const char *entity = entityOf(c);
+    if (entity != nullptr) {
+      page += entity;
+    } else {
+      page += c;
+    }
+  }
+}
+
+void put(std::string &page, std::string_view pattern, std::initializer_list<std::string_view> values) {
+  const std::string_view *value = values.begin();
+  for (size_t at = pattern.find('%'); at != std::string_view::npos; at = pattern.find('%')) {
+    if (value == values.end()) {
+      throw std::logic_error("a template of the page has more places than values");
+    }
+    page += pattern.substr(0, at);
+    putEscaped(page, *value++);
+    pattern.remove_prefix(at + 1);
+  }
+  if (value != values.end()) {
+    throw std::logic_error("a template of the page has fewer places than values");
+  }
+  page += pattern;
+}
+
+void put(std::string &page, std::string_view markup) {
+  page += markup;
+}
+
+// The length of the character at the start of text, 0 for what is no UTF-8 or no character of XML or HTML.
+static size_t characterLength(std::string_view text) {
+  unsigned lead = static_cast<unsigned char>(text[0]);
+  size_t length = lead < 0x80 ? 1 : lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 0;
+  if (length == 0 || length > text.size()) {
+    return 0;
+  }
+  unsigned long value = length == 1 ? lead : lead & (0x3FU >> (length - 1));
+  for (char c : text.substr(1, length - 1)) {
+    unsigned more = static_cast<unsigned char>(c);
+    if ((more & 0xC0) != 0x80) {
+      return 0;
+    }
+    value = value << 6 | (more & 0x3F);
+  }
+  bool overlong = (length == 3 && value < 0x800) || (length == 4 && value < 0x10000);
+  bool surrogate = value >= 0xD800 && value < 0xE000;
+  return overlong || surrogate || value > 0x10FFFF || (value & 0xFFFE) == 0xFFFE ? 0 : length;
+}
+
+static bool isControl(std::string_view character) {
+  unsigned lead = static_cast<unsigned char>(character[0]);
+  return (lead < 0x20 && lead != '\t' && lead != '\n') || lead == 0x7F ||
+         (lead == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0);
+}
+
+std::string documentText(const CHAR8 *text) {
+  std::string_view rest = text;
+  while (!rest.empty() && characterLength(rest) != 0) {
+    rest.remove_prefix(characterLength(rest));
+  }
+  std::string utf8 = rest.empty() ? text : toUtf8(text);
+  std::string shown;
+  for (rest = utf8; !rest.empty(); rest.remove_prefix(characterLength(rest))) {
+    std::string_view character = rest.substr(0, characterLength(rest));
+    shown += isControl(character) ? "\xEF\xBF\xBD" : character;
+  }
+  return shown;
+}
+
+std::string countText(size_t count, const std::string &noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string orDash(const std::string &text) {
+  return text.empty() ? "\xE2\x80\x93" : text;
+}
+
+HtmlTable::HtmlTable(std::string &page, std::string_view caption, std::initializer_list<std::string_view> columns)
+    : page_(page) {
+  put(page_,
+      R"(<table role="table"><caption>%</caption>
+<thead role="rowgroup"><tr role="row">)",
+      {caption});
+  for (std::string_view column : columns) {
+    put(page_, R"(<th role="columnheader" scope="col">%</th>)", {column});
+    columns_.emplace_back(column);
+  }
+  put(page_, "</tr></thead>\n<tbody role=\"rowgroup\">\n");
+}
+
+HtmlTable::~HtmlTable() {
+  put(page_, inRow_ ? "</tr>\n</tbody></table>\n" : "</tbody></table>\n");
+}
+
+void HtmlTable::row(std::string_view id, std::string_view classes) {
+  put(page_, inRow_ ? "</tr>\n<tr role=\"row\"" : "<tr role=\"row\"");
+  if (!id.empty()) {
+    put(page_, R"( id="%" tabindex="-1")", {id});
+  }
+  if (!classes.empty()) {
+    put(page_, R"( class="%")", {classes});
+  }
+  put(page_, ">");
+  inRow_ = true;
+  at_ = 0;
+}
+
+void HtmlTable::cell(std::string_view markup) {
+  const std::string &column = columns_.at(at_);
+  put(page_, at_ == 0 ? R"(<th role="rowheader" scope="row" data-column="%">)" : R"(<td role="cell" data-column="%">)",
+      {column});
+  put(page_, markup);
+  put(page_, at_ == 0 ? "</th>" : "</td>");
+  ++at_;
+}
+
+void HtmlTable::text(std::string_view text) {
+  std::string markup;
+  put(markup, "%", {text});
+  cell(markup);
+}

@@ -1,0 +1,229 @@
+// The client as a UEFI Shell application.
+#include "xyl/shell_front/shell_front.h"
+#include "base/pool.h"
+#include "base/print.h"
+#include "base/text.h"
+#include "uefi/protocols.h"
+#include "xyl/output/output.h"
+#include "xyl/shell_front/shell_text.h"
+#include "xyl/xyl.h"
+
+static const EFI_GUID g_shellGuid = EFI_SHELL_PROTOCOL_GUID;
+static const EFI_GUID g_shellParametersGuid = EFI_SHELL_PARAMETERS_PROTOCOL_GUID;
+
+static EFI_SHELL_PROTOCOL *shellOf(const XYL_HOST *host) {
+  return static_cast<EFI_SHELL_PROTOCOL *>(host->Context);
+}
+
+static void writeConsole(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
+  EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = host->SystemTable->ConOut;
+  CHAR16 *wide = console != nullptr ? wideFromUtf8(text, length, /* carriageReturns= */ true) : nullptr;
+  if (wide != nullptr) {
+    console->OutputString(console, wide);
+    poolFree(wide);
+  }
+}
+
+static EFI_STATUS openFile(const XYL_HOST *host, const CHAR8 *name, UINT64 mode, EFI_SHELL_FILE_HANDLE *file) {
+  CHAR16 *wide = wideFromUtf8(name, textLength(name), /* carriageReturns= */ false);
+  if (wide == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  EFI_STATUS status = EFI_SUCCESS;
+  if (mode == EFI_FILE_MODE_CREATE) {
+    // Creating does not cut an existing file. That there was none to delete is no failure.
+    shellOf(host)->DeleteFileByName(wide);
+  }
+  status = shellOf(host)->OpenFileByName(wide, file, mode);
+  poolFree(wide);
+  return status;
+}
+
+// Reads size bytes into a new pool buffer with a NUL behind them.
+static EFI_STATUS readOpenFile(EFI_SHELL_PROTOCOL *shell, EFI_SHELL_FILE_HANDLE file, UINTN size, CHAR8 **data) {
+  *data = static_cast<CHAR8 *>(poolAllocate(size + 1));
+  if (*data == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  UINTN done = 0;
+  EFI_STATUS status = EFI_SUCCESS;
+  while (done < size && !EFI_ERROR(status)) {
+    UINTN part = size - done;
+    status = shell->ReadFile(file, &part, *data + done);
+    if (!EFI_ERROR(status) && part == 0) {
+      status = EFI_END_OF_FILE;
+    }
+    done += part;
+  }
+  if (EFI_ERROR(status)) {
+    poolRelease(*data);
+    return status;
+  }
+  (*data)[size] = 0;
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS readFile(const XYL_HOST *host, const CHAR8 *name, CHAR8 **data, UINTN *size) {
+  EFI_SHELL_FILE_HANDLE file = nullptr;
+  EFI_STATUS status = openFile(host, name, EFI_FILE_MODE_READ, &file);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  UINT64 length = 0;
+  status = shellOf(host)->GetFileSize(file, &length);
+  if (!EFI_ERROR(status)) {
+    status = length > XYL_FILE_LIMIT ? EFI_BAD_BUFFER_SIZE : readOpenFile(shellOf(host), file, length, data);
+    *size = length;
+  }
+  shellOf(host)->CloseFile(file);
+  return status;
+}
+
+static EFI_STATUS writeFile(const XYL_HOST *host, const CHAR8 *name, const CHAR8 *data, UINTN size) {
+  EFI_SHELL_FILE_HANDLE file = nullptr;
+  EFI_STATUS status = openFile(host, name, EFI_FILE_MODE_CREATE, &file);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  // The shell's interface has no const; it does not write to the buffer.
+  UINTN written = size;
+  status = shellOf(host)->WriteFile(file, &written, const_cast<CHAR8 *>(data));
+  if (!EFI_ERROR(status) && written != size) {
+    status = EFI_VOLUME_FULL;
+  }
+  EFI_STATUS flushed = shellOf(host)->FlushFile(file);
+  EFI_STATUS closed = shellOf(host)->CloseFile(file);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  return EFI_ERROR(flushed) ? flushed : closed;
+}
+
+// Waits for one key.
+static EFI_STATUS readKey(const XYL_HOST *host, CHAR16 *unit) {
+  EFI_SIMPLE_TEXT_INPUT_PROTOCOL *keyboard = host->SystemTable->ConIn;
+  EFI_INPUT_KEY key = {};
+  EFI_STATUS status = EFI_NOT_READY;
+  while (status == EFI_NOT_READY) {
+    UINTN index = 0;
+    status = g_bootServices->WaitForEvent(1, &keyboard->WaitForKey, &index);
+    if (!EFI_ERROR(status)) {
+      status = keyboard->ReadKeyStroke(keyboard, &key);
+    }
+  }
+  *unit = key.UnicodeChar;
+  return status;
+}
+
+static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
+  if (host->SystemTable->ConIn == nullptr) {
+    return XYL_ANSWER_NO_TERMINAL;
+  }
+  writeConsole(host, question, textLength(question));
+  CHAR16 line[4] = {};
+  UINTN length = 0;
+  for (;;) {
+    CHAR16 unit = 0;
+    if (EFI_ERROR(readKey(host, &unit))) {
+      return XYL_ANSWER_NO_TERMINAL;
+    }
+    if (unit == u'\r' || unit == u'\n') {
+      break;
+    }
+    if (unit == u'\b' && length != 0) {
+      --length;
+      writeConsole(host, "\b \b", 3);
+    } else if (unit >= u' ') {
+      // A longer answer is none that matters, but it must not become a yes by being cut.
+      if (length < 4) {
+        line[length] = unit;
+      }
+      ++length;
+      CHAR8 echo = unit < 0x80 ? static_cast<CHAR8>(unit) : '?';
+      writeConsole(host, &echo, 1);
+    }
+  }
+  writeConsole(host, "\n", 1);
+  bool yes = length == 3 && line[0] == u'y' && line[1] == u'e' && line[2] == u's';
+  return yes ? XYL_ANSWER_YES : XYL_ANSWER_NO;
+}
+
+// --- A dot for every second that the driver works: an operation tells nothing before its end ---
+
+static constexpr UINT64 ONE_SECOND = 10000000;
+static EFI_EVENT g_dotTimer; // null: none
+static bool g_dotWritten;
+
+static void EFIAPI writeDot(EFI_EVENT, void *context) {
+  EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = static_cast<const XYL_HOST *>(context)->SystemTable->ConOut;
+  if (console != nullptr) {
+    console->OutputString(console, u".");
+    g_dotWritten = true;
+  }
+}
+
+static void showBusy(const XYL_HOST *host, bool begins) {
+  if (begins) {
+    g_dotWritten = false;
+    EFI_STATUS status = g_bootServices->CreateEvent(EFI_EVENT_TIMER | EFI_EVENT_NOTIFY_SIGNAL, EFI_TPL_CALLBACK,
+                                                    writeDot, const_cast<XYL_HOST *>(host), &g_dotTimer);
+    if (EFI_ERROR(status)) {
+      g_dotTimer = nullptr;
+    } else {
+      g_bootServices->SetTimer(g_dotTimer, EFI_TIMER_PERIODIC, ONE_SECOND);
+    }
+    return;
+  }
+  if (g_dotTimer != nullptr) {
+    g_bootServices->CloseEvent(g_dotTimer);
+    g_dotTimer = nullptr;
+  }
+  if (g_dotWritten) {
+    writeConsole(host, "\n", 1);
+  }
+}
+
+// Parses and runs the arguments behind the program's name.
+static EFI_STATUS runArguments(XYL_HOST *host, UINTN count, const CHAR8 *const *arguments) {
+  XYL_REQUEST request;
+  XYL_RESULT result = xylParse(host, count, arguments, &request);
+  if (!isFailure(result)) {
+    result = xylRun(host, request);
+  }
+  return result.Status;
+}
+
+static EFI_STATUS runShellParameters(XYL_HOST *host, const EFI_SHELL_PARAMETERS_PROTOCOL *parameters) {
+  UINTN count = parameters->Argc > 0 ? parameters->Argc - 1 : 0;
+  CHAR8 **arguments = poolNew<CHAR8 *>(count + 1);
+  if (arguments == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINTN i = 0; i < count && !EFI_ERROR(status); ++i) {
+    arguments[i] = utf8FromWide(parameters->Argv[i + 1]);
+    status = arguments[i] != nullptr ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+  }
+  if (!EFI_ERROR(status)) {
+    status = runArguments(host, count, arguments);
+  }
+  for (UINTN i = 0; i < count; ++i) {
+    poolFree(arguments[i]);
+  }
+  poolFree(arguments);
+  return status;
+}
+
+extern "C" EFI_STATUS EFIAPI XylEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
+  setSystemTable(systemTable);
+  void *parameters = nullptr;
+  void *shell = nullptr;
+  if (EFI_ERROR(g_bootServices->HandleProtocol(image, &g_shellParametersGuid, &parameters)) ||
+      EFI_ERROR(g_bootServices->LocateProtocol(&g_shellGuid, nullptr, &shell))) {
+    Print(u"xyl: this program runs in a UEFI Shell\r\n");
+    return EFI_UNSUPPORTED;
+  }
+  XYL_HOST host = {shell, XYL_FRONT_SHELL, systemTable, writeConsole, writeConsole, readFile, writeFile, askYes};
+  host.Busy = showBusy;
+  return runShellParameters(&host, static_cast<EFI_SHELL_PARAMETERS_PROTOCOL *>(parameters));
+}

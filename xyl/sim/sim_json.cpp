@@ -1,0 +1,116 @@
+// What only the simulator knows, as JSON.
+#include "xyl/host/host.h"
+#include "xyl/output/output.h"
+#include "xyl/sim/sim_commands.h"
+#include "xyl/sim/sim_disks.h"
+
+static void writeText(JSON *json, const char *name, const std::string &text) {
+  jsonText(json, name, text.c_str());
+}
+
+static void writeIds(JSON *json, const char *name, const UINT32 *ids, UINT32 count) {
+  jsonArray(json, name);
+  for (UINT32 i = 0; i < count; ++i) {
+    jsonNumber(json, nullptr, ids[i]);
+  }
+  jsonEnd(json);
+}
+
+static void writeDisk(JSON *json, const SIM_DISK &disk) {
+  jsonObject(json, nullptr);
+  writeText(json, "place", placeText(disk));
+  jsonNumber(json, "id", disk.objectId);
+  writeText(json, "model", toUtf8(disk.modelName));
+  jsonText(json, "protocol", GetNameFromValue(disk.protocol, g_protocolTable));
+  jsonNumber(json, "size", disk.size);
+  jsonText(json, "state", GetNameFromValue(disk.state, g_stateTable));
+  jsonText(json, "hotSpare", GetNameFromValue(disk.hotspare, g_hotspareTable));
+  writeIds(json, "virtualDisks", disk.vds, disk.vdCount);
+  jsonEnd(json);
+}
+
+// The disks in an enclosure, or those attached directly; the empty slots of an enclosure by their places.
+static void writeDisksIn(JSON *json, const SIM_CONTROLLER &sim, UINT32 enclosure) {
+  jsonArray(json, "disks");
+  for (UINT32 i = 0; i < sim.disks.count; ++i) {
+    if (sim.disks.items[i].enclosureObjectId == enclosure) {
+      writeDisk(json, sim.disks.items[i]);
+    }
+  }
+  jsonEnd(json);
+}
+
+static void writeEnclosure(JSON *json, SIM_CONTROLLER *sim, const SIM_ENCLOSURE &enclosure) {
+  jsonObject(json, nullptr);
+  jsonNumber(json, "id", enclosure.objectId);
+  writeText(json, "name", toUtf8(enclosure.name));
+  jsonNumber(json, "slots", enclosure.slotCount);
+  jsonArray(json, "emptySlots");
+  for (UINT32 slot = 0; slot < enclosure.slotCount; ++slot) {
+    if (simFindDiskAt(sim, enclosure.objectId, static_cast<UINT8>(slot)) == nullptr) {
+      writeText(json, nullptr, placeText(SIM_PLACE{enclosure.objectId, static_cast<UINT8>(slot)}));
+    }
+  }
+  jsonEnd(json);
+  writeDisksIn(json, *sim, enclosure.objectId);
+  jsonEnd(json);
+}
+
+static void writeForeign(JSON *json, const SIM_CONTROLLER &sim) {
+  jsonArray(json, "foreignVirtualDisks");
+  for (UINT32 i = 0; i < sim.foreignDisks.count; ++i) {
+    const SIM_VIRTUAL_DISK &volume = sim.foreignDisks.items[i];
+    jsonObject(json, nullptr);
+    writeText(json, "name", toUtf8(volume.name));
+    jsonText(json, "level", GetNameFromValue(volume.raidLevel, g_raidLevelTable));
+    jsonNumber(json, "size", volume.size);
+    writeIds(json, "disks", volume.pds, volume.pdCount);
+    jsonEnd(json);
+  }
+  jsonEnd(json);
+}
+
+XYL_RESULT writeController(const SIM_JOB &job) {
+  const SIM_CONTROLLER &sim = *job.sim;
+  JSON json = {};
+  json.Host = &job.host;
+  jsonObject(&json, nullptr);
+  writeText(&json, "adapter", toUtf8(sim.adapter.name));
+  writeText(&json, "firmware", toUtf8(sim.adapter.firmwareVersion));
+  writeText(&json, "keyId", sim.key.present ? toUtf8(sim.key.keyId) : "");
+  jsonArray(&json, "enclosures");
+  for (UINT32 i = 0; i < sim.enclosures.count; ++i) {
+    writeEnclosure(&json, job.sim, sim.enclosures.items[i]);
+  }
+  jsonEnd(&json);
+  writeDisksIn(&json, sim, SIM_DIRECT);
+  jsonArray(&json, "pulledDisks");
+  for (UINT32 i = 0; i < sim.pulledDisks.count; ++i) {
+    writeDisk(&json, sim.pulledDisks.items[i]);
+  }
+  jsonEnd(&json);
+  writeForeign(&json, sim);
+  jsonArray(&json, "pendingFaults");
+  for (UINT32 i = 0; i < sim.faultCount; ++i) {
+    writeText(&json, nullptr, faultText(sim.faults[i]));
+  }
+  jsonEnd(&json);
+  jsonEnd(&json);
+  return succeeded();
+}
+
+XYL_RESULT writePresets(const SIM_JOB &job) {
+  JSON json = {};
+  json.Host = &job.host;
+  jsonObject(&json, nullptr);
+  jsonArray(&json, "presets");
+  for (UINT32 i = 0; simPresetAt(i) != nullptr; ++i) {
+    jsonObject(&json, nullptr);
+    jsonText(&json, "name", simPresetAt(i)->name);
+    jsonText(&json, "description", simPresetAt(i)->description);
+    jsonEnd(&json);
+  }
+  jsonEnd(&json);
+  jsonEnd(&json);
+  return succeeded();
+}

@@ -1,0 +1,100 @@
+// What only the simulator knows of a controller.
+#include "base/print.h"
+#include "xyl/host/host.h"
+#include "xyl/sim/sim_commands.h"
+#include "xyl/sim/sim_disks.h"
+
+static constexpr const CHAR16 *DISK_LINE = u"  %-10a  %5u  %-16a  %-4a  %11a  %-8a  %a\n";
+
+static std::string roleOf(const SIM_DISK &disk) {
+  std::string role = disk.hotspare == 0 ? "" : disk.hotspare == 1 ? "hot spare of " : "global hot spare";
+  for (UINT32 i = 0; i < disk.vdCount; ++i) {
+    role += (i == 0 ? "VD " : ", ") + std::to_string(disk.vds[i]);
+  }
+  return role.empty() ? "-" : role;
+}
+
+static std::string modelOf(const SIM_DISK &disk) {
+  std::string model = toUtf8(disk.modelName);
+  size_t first = model.find_first_not_of(' ');
+  return first == std::string::npos ? "-" : model.substr(first);
+}
+
+static void showDisk(const SIM_JOB &job, const SIM_DISK &disk, const std::string &role) {
+  say(&job.host, DISK_LINE, placeText(disk).c_str(), disk.objectId, modelOf(disk).c_str(),
+      GetNameFromValue(disk.protocol, g_protocolTable), sizeText(disk.size).c_str(),
+      GetNameFromValue(disk.state, g_stateTable), role.c_str());
+}
+
+static void showSlots(const SIM_JOB &job, const SIM_ENCLOSURE &enclosure) {
+  say(&job.host, u"\nEnclosure %u, %a, %u slots\n", enclosure.objectId, toUtf8(enclosure.name).c_str(),
+      static_cast<UINT32>(enclosure.slotCount));
+  for (UINT32 slot = 0; slot < enclosure.slotCount; ++slot) {
+    SIM_PLACE place = {enclosure.objectId, static_cast<UINT8>(slot)};
+    const SIM_DISK *disk = simFindDiskAt(job.sim, place.enclosureObjectId, place.slot);
+    if (disk != nullptr) {
+      showDisk(job, *disk, roleOf(*disk));
+    } else {
+      say(&job.host, u"  %-10a      -  empty\n", placeText(place).c_str());
+    }
+  }
+}
+
+static void showDirectDisks(const SIM_JOB &job) {
+  bool titled = false;
+  for (UINT32 i = 0; i < job.sim->disks.count; ++i) {
+    const SIM_DISK &disk = job.sim->disks.items[i];
+    if (disk.enclosureObjectId == SIM_DIRECT) {
+      say(&job.host, u"%a", titled ? "" : "\nAttached to the adapter directly\n");
+      showDisk(job, disk, roleOf(disk));
+      titled = true;
+    }
+  }
+}
+
+static void showForeign(const SIM_JOB &job) {
+  say(&job.host, u"\nForeign virtual disks: %u\n", job.sim->foreignDisks.count);
+  for (UINT32 i = 0; i < job.sim->foreignDisks.count; ++i) {
+    const SIM_VIRTUAL_DISK &volume = job.sim->foreignDisks.items[i];
+    std::string members;
+    for (UINT32 j = 0; j < volume.pdCount; ++j) {
+      members += (j == 0 ? "" : ", ") + std::to_string(volume.pds[j]);
+    }
+    say(&job.host, u"  \"%a\", %a, %a, on disks %a\n", toUtf8(volume.name).c_str(),
+        GetNameFromValue(volume.raidLevel, g_raidLevelTable), sizeText(volume.size).c_str(), members.c_str());
+  }
+}
+
+static void showKey(const SIM_JOB &job) {
+  const SIM_KEY &key = job.sim->key;
+  if (key.present) {
+    say(&job.host, u"Key          %a, mode %a; the file holds its passphrase\n", toUtf8(key.keyId).c_str(),
+        GetNameFromValue(key.mode, g_keyModeTable));
+  } else {
+    say(&job.host, u"Key          none\n");
+  }
+}
+
+XYL_RESULT showController(const SIM_JOB &job) {
+  if (job.wantsJson()) {
+    return writeController(job);
+  }
+  const SIM_CONTROLLER &sim = *job.sim;
+  say(&job.host, u"Adapter      %a\nFirmware     %a\n", toUtf8(sim.adapter.name).c_str(),
+      toUtf8(sim.adapter.firmwareVersion).c_str());
+  showKey(job);
+  for (UINT32 i = 0; i < sim.enclosures.count; ++i) {
+    showSlots(job, sim.enclosures.items[i]);
+  }
+  showDirectDisks(job);
+  say(&job.host, u"\nPulled disks: %u\n", sim.pulledDisks.count);
+  for (UINT32 i = 0; i < sim.pulledDisks.count; ++i) {
+    showDisk(job, sim.pulledDisks.items[i], "was there");
+  }
+  showForeign(job);
+  say(&job.host, u"\nPending faults: %u\n", sim.faultCount);
+  for (UINT32 i = 0; i < sim.faultCount; ++i) {
+    say(&job.host, u"  %a\n", faultText(sim.faults[i]).c_str());
+  }
+  return succeeded();
+}

@@ -1,0 +1,29 @@
+// The log that a restore or a configuration change returns, as a table.
+#pragma once
+
+#include "xyl/documents/documents.h"
+#include "xyl/output/output.h"
+
+// One "Operation" of a log; its texts are the tree's.
+struct LOG_STEP {
+  const CHAR8 *Name;   // as the log names it: "CreateVD"
+  const CHAR8 *Result; // "Success" or "Fail"
+  EFI_STATUS Status;
+  WORD_LIST Object; // what the step worked on, in words
+  bool Failed;      // not for reads of the controller: a controller without disks fails one of them
+};
+
+void readStep(const XML_NODE *operation, LOG_STEP *step);
+
+struct STEP_COUNTS {
+  UINT32 Steps;
+  UINT32 Failed;
+  EFI_STATUS FirstFailure; // of those counted, EFI_SUCCESS without one
+};
+
+// Writes the steps of a log, which may be null, as the array "steps" of an open object.
+void writeSteps(JSON *json, const XML_NODE *log, STEP_COUNTS *counts);
+
+// Shows the steps of a log: as a table, or with --json as a document that tells status too. The text is null when no
+// log came back. One that does not parse gives a message and a failure.
+XYL_RESULT reportLog(const XYL_CONTEXT &context, const CHAR8 *text, EFI_STATUS status, STEP_COUNTS *counts);
