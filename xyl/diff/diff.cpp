@@ -1,53 +1,7 @@
-#include "xyl/diff/diff_objects.h"
+// Two documents compared: what is gone, new, replaced or moved, and then field by field.
+#include "xyl/diff/diff.h"
 
-#include "base/pool.h"
-#include "base/text.h"
-
-const CHAR8 *differenceKindName(DIFFERENCE_KIND kind) {
-  static constexpr const CHAR8 *names[DIFFERENCE_KIND_COUNT] = {"changed", "added", "removed", "moved", "replaced"};
-  return names[kind];
-}
-
-const CHAR8 *differenceObjectName(DIFFERENCE_OBJECT object) {
-  static constexpr const CHAR8 *names[DIFFERENCE_OBJECT_COUNT] = {"adapter", "enclosure", "disk", "virtual disk"};
-  return names[object];
-}
-
-static void freeDifference(DIFFERENCE *difference) {
-  freeText(&difference->Name);
-  freeText(&difference->What);
-  freeText(&difference->Old);
-  freeText(&difference->New);
-}
-
-static bool makeRoom(DIFFERENCES *differences) {
-  if (differences->Count < differences->Capacity) {
-    return true;
-  }
-  UINT32 capacity = 2 * differences->Capacity + 16;
-  DIFFERENCE *items = poolNew<DIFFERENCE>(capacity);
-  if (items == nullptr) {
-    return false;
-  }
-  if (differences->Count != 0) {
-    copyBytes(items, differences->Items, differences->Count * sizeof(DIFFERENCE));
-  }
-  poolFree(differences->Items);
-  differences->Items = items;
-  differences->Capacity = capacity;
-  return true;
-}
-
-void addDifference(DIFF *diff, const DIFFERENCE &difference) {
-  DIFFERENCE taken = difference;
-  bool complete = !taken.Name.Failed && !taken.What.Failed && !taken.Old.Failed && !taken.New.Failed;
-  if (complete && makeRoom(diff->Out)) {
-    diff->Out->Items[diff->Out->Count++] = taken;
-    return;
-  }
-  freeDifference(&taken);
-  diff->Status = EFI_OUT_OF_RESOURCES;
-}
+#include "xyl/diff/diff_fields.h"
 
 // An object that only one side has.
 static void addLonely(DIFF *diff, DIFF_SIDE side, DIFFERENCE_OBJECT kind, const DIFF_OBJECT &object) {
@@ -63,7 +17,7 @@ static void addLonely(DIFF *diff, DIFF_SIDE side, DIFFERENCE_OBJECT kind, const 
     putText(description, ", ");
     putPlace(description, object);
   }
-  addDifference(diff, difference);
+  addDifference(diff->Out, difference);
 }
 
 // What partners have become as a whole: moved or replaced.
@@ -82,13 +36,13 @@ static void diffPartners(DIFF *diff, DIFFERENCE_OBJECT kind, const DIFF_OBJECT &
     DIFFERENCE difference = wholeDifference(DIFFERENCE_REPLACED, kind, oldObject);
     putDescription(&difference.Old, kind, oldObject.Node);
     putDescription(&difference.New, kind, oldObject.Partner->Node);
-    addDifference(diff, difference);
+    addDifference(diff->Out, difference);
   }
   if (kind == DIFFERENCE_DISK && isMoved(diff, oldObject)) {
     DIFFERENCE difference = wholeDifference(DIFFERENCE_MOVED, kind, oldObject);
     putPlace(&difference.Old, oldObject);
     putPlace(&difference.New, *oldObject.Partner);
-    addDifference(diff, difference);
+    addDifference(diff->Out, difference);
   }
   diffFields(diff, kind, oldObject);
 }
@@ -122,7 +76,7 @@ static EFI_STATUS diffAdapters(DIFF *diff, const XML_NODE *oldAdapter, const XML
   for (UINTN kind = 0; kind < DIFFERENCE_OBJECT_COUNT; ++kind) {
     diffObjects(diff, static_cast<DIFFERENCE_OBJECT>(kind));
   }
-  return diff->Status;
+  return diff->Out->Status;
 }
 
 EFI_STATUS diffDocuments(const XML_NODE *oldRoot, const XML_NODE *newRoot, DIFFERENCES *differences) {
@@ -139,12 +93,4 @@ EFI_STATUS diffDocuments(const XML_NODE *oldRoot, const XML_NODE *newRoot, DIFFE
   EFI_STATUS status = diffAdapters(&diff, oldAdapter, newAdapter);
   freeObjects(&diff);
   return status;
-}
-
-void freeDifferences(DIFFERENCES *differences) {
-  for (UINT32 i = 0; i < differences->Count; ++i) {
-    freeDifference(&differences->Items[i]);
-  }
-  poolFree(differences->Items);
-  *differences = {};
 }

@@ -1,5 +1,5 @@
 // The fields of two partners, walked along the tables that documents are written from.
-#include "xyl/diff/diff_objects.h"
+#include "xyl/diff/diff_fields.h"
 
 #include "base/pool.h"
 #include "base/text.h"
@@ -63,33 +63,6 @@ static bool isExempt(const FIELD_WALK &walk, const CHAR8 *element) {
     }
   }
   return false;
-}
-
-// --- Words for elements ---
-
-static bool isUpper(CHAR8 c) {
-  return c >= 'A' && c <= 'Z';
-}
-
-static bool isLower(CHAR8 c) {
-  return c >= 'a' && c <= 'z';
-}
-
-// Whether at is a lower-case letter that goes on with a word, not the plural of an abbreviation.
-static bool continuesWord(const CHAR8 *at) {
-  return isLower(*at) && !(*at == 's' && !isLower(at[1]));
-}
-
-void putElementWords(TEXT *text, const CHAR8 *element) {
-  for (const CHAR8 *at = element; *at != 0; ++at) {
-    bool begins = at == element || (isUpper(*at) && (isLower(at[-1]) || continuesWord(at + 1)));
-    CHAR8 letter[2] = {*at, 0};
-    if (begins && isUpper(*at) && continuesWord(at + 1)) {
-      letter[0] = static_cast<CHAR8>(*at - 'A' + 'a');
-    }
-    putText(text, begins && at != element ? " " : "");
-    putText(text, letter);
-  }
 }
 
 // A null row stands for what the prefix names as a whole.
@@ -196,7 +169,7 @@ static void addValues(const FIELD_WALK &walk, const FIELD_ROW *row, const TEXT &
   difference.New = newValue;
   putObjectName(&difference.Name, walk.Kind, difference.NewNode);
   putWhat(&difference.What, walk, row);
-  addDifference(walk.Diff, difference);
+  addDifference(walk.Diff->Out, difference);
 }
 
 static void diffTable(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD_TABLE &fields);
@@ -242,7 +215,7 @@ static void diffKeyed(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD
       } else {
         diffTable(inside, {mine, other}, fields);
       }
-      walk.Diff->Status = prefix.Failed ? EFI_OUT_OF_RESOURCES : walk.Diff->Status;
+      walk.Diff->Out->Status = prefix.Failed ? EFI_OUT_OF_RESOURCES : walk.Diff->Out->Status;
       freeText(&prefix);
     }
   }

@@ -1,7 +1,7 @@
-// What the sources of the comparison share.
+// The objects of two documents: which is which, where they are and what they are called.
 #pragma once
 
-#include "xyl/diff/diff.h"
+#include "xyl/diff/differences.h"
 
 enum DIFF_SIDE { DIFF_OLD, DIFF_NEW, DIFF_SIDE_COUNT };
 
@@ -21,7 +21,6 @@ struct DIFF {
   DIFF_OBJECTS Objects[DIFF_SIDE_COUNT][DIFFERENCE_OBJECT_COUNT];
   const XML_NODE *Inventory[DIFF_SIDE_COUNT]; // null in a bare raidData
   DIFFERENCES *Out;
-  EFI_STATUS Status; // of what was added so far
 };
 
 // Collects the objects below the documents' adapters; freeObjects gives them back, also after a failure.
@@ -43,9 +42,3 @@ bool isMoved(const DIFF *diff, const DIFF_OBJECT &oldDisk);
 void putObjectName(TEXT *text, DIFFERENCE_OBJECT kind, const XML_NODE *node);
 void putPlace(TEXT *text, const DIFF_OBJECT &disk);
 void putDescription(TEXT *text, DIFFERENCE_OBJECT kind, const XML_NODE *node);
-
-// Adds one difference of two partners, or of one object and null. It takes the texts over, also without memory.
-void addDifference(DIFF *diff, const DIFFERENCE &difference);
-
-// Adds the differences of the fields of two partners.
-void diffFields(DIFF *diff, DIFFERENCE_OBJECT kind, const DIFF_OBJECT &oldObject);
