@@ -109,12 +109,16 @@ void PushXMLChild(XML_NODE *parent, XML_NODE *child) {
 }
 
 void AppendXMLChild(XML_NODE *parent, XML_NODE *child) {
-  XML_NODE *last = LastXMLChild(parent);
+  AppendXMLChildAfter(parent, LastXMLChild(parent), child);
+}
+
+XML_NODE *AppendXMLChildAfter(XML_NODE *parent, XML_NODE *last, XML_NODE *child) {
   if (last == nullptr) {
     parent->FirstChild = child;
-    return;
+  } else {
+    LinkXMLSibling(last, child);
   }
-  LinkXMLSibling(last, child);
+  return child;
 }
 
 void LinkXMLSibling(XML_NODE *last, XML_NODE *node) {

@@ -34,8 +34,11 @@ void AddXMLAttribute(const CHAR8 *name, const CHAR8 *value, XML_NODE *node);
 // Links child in front of parent's children.
 void PushXMLChild(XML_NODE *parent, XML_NODE *child);
 
-// Links child after parent's last child.
+// Links child after parent's last child, which it walks to: for parents of few children.
 void AppendXMLChild(XML_NODE *parent, XML_NODE *child);
+
+// Links child after last, parent's last child (null: it has none), and returns child: the last one to pass next time.
+XML_NODE *AppendXMLChildAfter(XML_NODE *parent, XML_NODE *last, XML_NODE *child);
 
 // Links node directly after last, which is its parent's last child.
 void LinkXMLSibling(XML_NODE *last, XML_NODE *node);
