@@ -22,7 +22,8 @@ static EFI_STATUS EFIAPI getDriverName(EFI_COMPONENT_NAME2_PROTOCOL *table, cons
   return EFI_SUCCESS;
 }
 
-// The name lives in the answer, which is therefore not given back.
+// The name lives in the answer, and nothing but Execute is called through the alternate interface: so no answer is
+// given back, not even one that is too short.
 static EFI_STATUS EFIAPI getControllerName(EFI_COMPONENT_NAME2_PROTOCOL *table, EFI_HANDLE controller, EFI_HANDLE child,
                                            const CHAR8 *language, CHAR16 **controllerName) {
   if (table == nullptr || controller == nullptr || language == nullptr || controllerName == nullptr) {
@@ -40,11 +41,7 @@ static EFI_STATUS EFIAPI getControllerName(EFI_COMPONENT_NAME2_PROTOCOL *table, 
   block.Revision = RAID_BLOCK_REVISION_NAME;
   RAID_CMD_RESULT result;
   EFI_STATUS status = executeCommand(mgmt, &block, &result);
-  if (EFI_ERROR(status)) {
-    return EFI_UNSUPPORTED;
-  }
-  if (result.Data == nullptr || result.DataSize < offsetof(RAID_RECORD_HEADER, ObjVersion)) {
-    giveBack(mgmt, &result);
+  if (EFI_ERROR(status) || result.Data == nullptr || result.DataSize < offsetof(RAID_RECORD_HEADER, ObjVersion)) {
     return EFI_UNSUPPORTED;
   }
   *controllerName = static_cast<const RAID_RECORD_HEADER *>(result.Data)->Name;
