@@ -1,5 +1,6 @@
 #include "base/log.h"
 #include "base/pool.h"
+#include "base/sort.h"
 #include "base/text.h"
 #include "driver/inventory/inventory.h"
 #include "driver/xml/xml.h"
@@ -94,26 +95,74 @@ static bool stepOn(XML_NODE *&last) {
   return true;
 }
 
-static bool addEnclosures(const RAID_CONFIG *config, XML_NODE *&last) {
-  for (UINT32 i = 0; i < config->enclosureCount; ++i) {
-    const RAID_ENCLOSURE_RECORD *enclosure = &config->enclosures[i];
-    addEnclosureToXML(enclosure, last);
+// The keys of all disks by enclosure, those of one enclosure in the order of the array; null without memory.
+static UINT64 *newDiskIndex(const RAID_CONFIG *config) {
+  UINT64 *index = poolNew<UINT64>(config->physicalDiskCount);
+  for (UINT32 j = 0; index != nullptr && j < config->physicalDiskCount; ++j) {
+    index[j] = indexKey(config->physicalDisks[j].EnclosureDeviceID, j);
+  }
+  if (index != nullptr) {
+    sortKeys(index, config->physicalDiskCount);
+  }
+  return index;
+}
+
+// The disks of the enclosures, one after the other. Without an index all disks are looked at for each.
+struct DISK_WALK {
+  const RAID_CONFIG *Config;
+  const UINT64 *Index;
+  UINT32 Next;
+};
+
+static void beginDisks(DISK_WALK &walk, UINT32 deviceId) {
+  walk.Next = walk.Index == nullptr
+                  ? 0
+                  : static_cast<UINT32>(lowerBound(walk.Index, walk.Config->physicalDiskCount, indexKey(deviceId, 0)));
+}
+
+// The enclosure's next disk, or null behind the last one.
+static const RAID_PD_RECORD *nextDisk(DISK_WALK &walk, UINT32 deviceId) {
+  while (walk.Next < walk.Config->physicalDiskCount) {
+    UINT32 position = walk.Index == nullptr ? walk.Next : static_cast<UINT32>(walk.Index[walk.Next]);
+    ++walk.Next;
+    const RAID_PD_RECORD *disk = &walk.Config->physicalDisks[position];
+    if (disk->EnclosureDeviceID == deviceId) {
+      return disk;
+    }
+    if (walk.Index != nullptr) {
+      return nullptr;
+    }
+  }
+  return nullptr;
+}
+
+// Adds the enclosure's disks behind its last child. An enclosure that got no child of its own stays empty, as an
+// adapter does: there is nothing to link a disk to.
+static bool addDisksInside(DISK_WALK &walk, UINT32 deviceId, XML_NODE *last) {
+  if (last == nullptr) {
+    return true;
+  }
+  beginDisks(walk, deviceId);
+  while (const RAID_PD_RECORD *disk = nextDisk(walk, deviceId)) {
+    addPDToXML(disk, last);
     if (!stepOn(last)) {
       return false;
     }
-    XML_NODE *lastInside = LastXMLChild(last);
-    for (UINT32 j = 0; j < config->physicalDiskCount; ++j) {
-      const RAID_PD_RECORD *disk = &config->physicalDisks[j];
-      if (disk->EnclosureDeviceID != enclosure->DeviceID) {
-        continue;
-      }
-      addPDToXML(disk, lastInside);
-      if (lastInside == nullptr || !stepOn(lastInside)) {
-        return false;
-      }
-    }
   }
   return true;
+}
+
+static bool addEnclosures(const RAID_CONFIG *config, XML_NODE *&last) {
+  UINT64 *index = config->enclosureCount > 1 ? newDiskIndex(config) : nullptr;
+  DISK_WALK walk = {config, index, 0};
+  bool added = true;
+  for (UINT32 i = 0; added && i < config->enclosureCount; ++i) {
+    const RAID_ENCLOSURE_RECORD *enclosure = &config->enclosures[i];
+    addEnclosureToXML(enclosure, last);
+    added = stepOn(last) && addDisksInside(walk, enclosure->DeviceID, LastXMLChild(last));
+  }
+  poolFree(index);
+  return added;
 }
 
 static bool addDirectDisks(const RAID_CONFIG *config, XML_NODE *&last) {

@@ -29,14 +29,15 @@ void copyFixedText(void *to, const CHAR8 *text, UINTN size) {
 
 void *grownArray(void *old, UINT32 count, UINTN elementSize) {
   UINTN used = old == nullptr ? 0 : count * elementSize;
-  UINT8 *grown = static_cast<UINT8 *>(poolAllocate((count + 1) * elementSize));
+  UINTN size = (count == 0 ? 1 : 2 * static_cast<UINTN>(count)) * elementSize;
+  UINT8 *grown = static_cast<UINT8 *>(poolAllocate(size));
   if (grown == nullptr) {
     return nullptr;
   }
   if (old != nullptr) {
     copyBytes(grown, old, used);
   }
-  zeroBytes(grown + used, (count + 1) * elementSize - used);
+  zeroBytes(grown + used, size - used);
   poolFree(old);
   return grown;
 }
@@ -122,10 +123,10 @@ static EFI_STATUS readPciIdentity(const XML_NODE *element, const FIELD_ROW &row,
 }
 
 static EFI_STATUS readListedId(const XML_NODE *element, const FIELD_ROW &row, void *record) {
-  UINT32 count = static_cast<UINT32>(fieldLoad(record, row.Count));
-  if (count == ~0ULL >> (64 - 8 * row.Count.Width)) {
+  if (fieldIsFull(record, row.Count)) {
     return EFI_INVALID_PARAMETER;
   }
+  UINT32 count = static_cast<UINT32>(fieldLoad(record, row.Count));
   UINT32 *ids = static_cast<UINT32 *>(fieldPointer(record, row.Place));
   if (!growArray(ids, count)) {
     return EFI_OUT_OF_RESOURCES;

@@ -23,10 +23,13 @@ static EFI_STATUS readDisk(const XML_NODE *element, RAID_CONFIG *config) {
   return record == nullptr ? EFI_OUT_OF_RESOURCES : parsePD(element, record);
 }
 
-// Counts the disk in its enclosure at once, among the configuration's disks only when it could be read.
+// Counts the disk in its enclosure at once, up to what the count can hold, among the configuration's disks only when it
+// could be read.
 static EFI_STATUS readEnclosureDisk(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading) {
   RAID_CONFIG *config = reading.Config;
-  fieldStore(reading.Record, row.Count, fieldLoad(reading.Record, row.Count) + 1);
+  if (!fieldIsFull(reading.Record, row.Count)) {
+    fieldStore(reading.Record, row.Count, fieldLoad(reading.Record, row.Count) + 1);
+  }
   if (!growArray(config->physicalDisks, config->physicalDiskCount)) {
     return EFI_OUT_OF_RESOURCES;
   }

@@ -24,12 +24,16 @@ EFI_STATUS readFields(const XML_NODE *element, const FIELD_TABLE &fields, void *
 // Copies the text with its NUL, at most size bytes; a null text copies nothing.
 void copyFixedText(void *to, const CHAR8 *text, UINTN size);
 
-// An array of count + 1 elements that starts with the old ones and ends with a zero-filled one, or null without memory.
-// The old array goes back on success only.
+// An array with room for twice count elements (at least one) that starts with the old ones and is zero-filled behind
+// them, or null without memory. The old array goes back on success only.
 void *grownArray(void *old, UINT32 count, UINTN elementSize);
 
-// Makes room for one more element behind count ones; false without memory, and array is as it was.
+// Makes room for one more element behind count ones, a zero-filled one where none was before; false without memory, and
+// array is as it was. The room of an array is always the next power of two of its count.
 template <class T> inline bool growArray(T *&array, UINT32 count) {
+  if (array != nullptr && (count & (count - 1)) != 0) {
+    return true;
+  }
   void *grown = grownArray(array, count, sizeof(T));
   if (grown == nullptr) {
     return false;

@@ -308,6 +308,10 @@ UINT64 fieldLoad(const void *record, FIELD_PLACE place) {
   return value;
 }
 
+bool fieldIsFull(const void *record, FIELD_PLACE place) {
+  return fieldLoad(record, place) == ~0ULL >> (64 - 8 * place.Width);
+}
+
 void fieldStore(void *record, FIELD_PLACE place, UINT64 value) {
   copyBytes(static_cast<UINT8 *>(record) + place.Offset, &value, place.Width);
 }

@@ -88,6 +88,9 @@ extern const FIELD_TABLE g_cachePolicyGroups;
 // The field's bytes as a number (1, 2, 4 or 8 bytes wide), before Mask and Shift.
 UINT64 fieldLoad(const void *record, FIELD_PLACE place);
 
+// Whether all bits of the field are set: a count that can go no further.
+bool fieldIsFull(const void *record, FIELD_PLACE place);
+
 // Stores the low bits of value into the field.
 void fieldStore(void *record, FIELD_PLACE place, UINT64 value);
 

@@ -257,6 +257,41 @@ TEST(Inventory, PlacementFollowsTheEnclosures) {
   EXPECT_EQ(texts(documentOf(config), "ObjectID"), "0|0|1|4|0|1|4|2|");
 }
 
+// A failing child leaves a shorter document; only an enclosure, disk or virtual disk element itself may end it.
+TEST(Inventory, AnEnclosureWithoutChildrenStaysInTheDocument) {
+  World world({.preset = nullptr, .connect = false});
+  RAID_ADAPTER_RECORD adapter = makeAdapter();
+  RAID_PD_RECORD disks[] = {makeDisk(1, 8), makeDisk(2, 9)};
+  auto enclosure = newRecord<RAID_ENCLOSURE_RECORD>(RAID_OBJECT_ENCLOSURE);
+  RAID_ENCLOSURE_RECORD enclosures[] = {enclosure, enclosure};
+  enclosures[0].DeviceID = 8;
+  enclosures[1].DeviceID = 9;
+  RAID_CONFIG config = {};
+  config.adapter = &adapter;
+  config.enclosureCount = config.physicalDiskCount = 2;
+  config.enclosures = enclosures;
+  config.physicalDisks = disks;
+  std::string whole = documentOf(config);
+  size_t emptied = 0;
+  for (uint64_t n = 1;; ++n) {
+    CHAR8 *text = nullptr;
+    world.firmware.failAllocation(n);
+    EFI_STATUS status = cacheToXML(&config, &text);
+    bool failed = world.firmware.allocationFailed();
+    world.firmware.failAllocation(0);
+    std::string document = text == nullptr ? "" : text;
+    poolFree(text);
+    if (!failed) {
+      EXPECT_EQ(document, whole);
+      break;
+    }
+    emptied += countOf(document, "<Enclosure/>");
+    EXPECT_TRUE(EFI_ERROR(status) || document.empty() || document.ends_with("</xylComponent>\n")) << document;
+  }
+  // Of either enclosure, its first child's text and its element.
+  EXPECT_EQ(emptied, 4U);
+}
+
 TEST(Inventory, ArgumentsAndTheXmlServiceMustBeThere) {
   World world({.preset = nullptr, .xmlService = false, .connect = false});
   CHAR8 *text = nullptr;
