@@ -5,6 +5,7 @@
 #define RAIDXYL_RAID_RECORDS_H
 
 #include "raid_mgmt.h"
+#include "raid_values.h"
 
 #define RAID_PACKED __attribute__((packed))
 
@@ -55,28 +56,12 @@ typedef struct RAID_PACKED RAID_LEVEL_PARAMS {
 } RAID_LEVEL_PARAMS;
 UEFI_STATIC_ASSERT(sizeof(RAID_LEVEL_PARAMS) == 56, "level descriptor size");
 
-// Groups of a cache policy word; bits 12 to 27 are unused.
-#define RAID_CACHE_WRITE_MASK 0x0000000FU
-#define RAID_CACHE_READ_MASK 0x000000F0U
-#define RAID_CACHE_DISK_MASK 0x00000F00U
-#define RAID_CACHE_IO_MASK 0xF0000000U
-
 #define RAID_RATE_COUNT 8
 typedef struct RAID_PACKED RAID_RATE {
   CHAR16 *Name;        // null: the slot is empty
   UINT8 EditableValue; // bit 0 Editable, bits 1-7 Value
 } RAID_RATE;
 UEFI_STATIC_ASSERT(sizeof(RAID_RATE) == 9, "rate size");
-
-// A mode byte carries a mode only when this bit is set.
-#define RAID_MODE_PRESENT 0x80U
-#define RAID_PATROL_READ_MASK 0x0CU
-#define RAID_PATROL_CORRECT_AREAS 0x40U
-
-// Adapter Attributes bits that steer the driver.
-#define RAID_ADAPTER_HIDES_PDS 0x40U
-#define RAID_ADAPTER_HAS_SECURITY_KEY 0x100U
-#define RAID_ADAPTER_CACHECADE_CAPABLE 0x2000U
 
 typedef struct RAID_PACKED RAID_ADAPTER_RECORD {
   RAID_RECORD_HEADER_MEMBERS;
@@ -133,13 +118,6 @@ UEFI_STATIC_ASSERT(offsetof(RAID_ENCLOSURE_RECORD, ServiceTag) == 76, "enclosure
 UEFI_STATIC_ASSERT(offsetof(RAID_ENCLOSURE_RECORD, Reserved) == 100, "enclosure record layout");
 UEFI_STATIC_ASSERT(sizeof(RAID_ENCLOSURE_RECORD) == RAID_RECORD_SIZE, "enclosure record size");
 
-// EnclosureDeviceID of a disk that is attached to the adapter directly.
-#define RAID_ENCLOSURE_NONE 0xFFFFFFFFU
-
-#define RAID_PD_ATTRIBUTE_SSD 0x02U
-#define RAID_PD_ATTRIBUTE_FDE 0x04U
-#define RAID_SECURE_STATE_FOREIGN 4U
-
 typedef struct RAID_PACKED RAID_PD_RECORD {
   RAID_RECORD_HEADER_MEMBERS;
   UINT32 DeviceID;
@@ -176,9 +154,6 @@ UEFI_STATIC_ASSERT(offsetof(RAID_PD_RECORD, VDCount) == 503, "disk record layout
 UEFI_STATIC_ASSERT(offsetof(RAID_PD_RECORD, VDs) == 504, "disk record layout");
 UEFI_STATIC_ASSERT(sizeof(RAID_PD_RECORD) == RAID_RECORD_SIZE, "disk record size");
 
-#define RAID_VD_ATTRIBUTE_FDE 0x01U
-#define RAID_VD_ATTRIBUTE_CACHECADE 0x80U
-
 typedef struct RAID_PACKED RAID_VD_RECORD {
   RAID_RECORD_HEADER_MEMBERS;
   UINT32 TargetID;
@@ -209,8 +184,6 @@ UEFI_STATIC_ASSERT(sizeof(RAID_VD_RECORD) == RAID_RECORD_SIZE, "virtual disk rec
 
 #define RAID_KEY_ID_SIZE 256
 #define RAID_PASSPHRASE_SIZE 33 // room for 32 bytes and at least one zero byte
-#define RAID_KEY_MODE_LKM 1
-#define RAID_KEY_MODE_RKM 2
 
 // ObjectData of key commands: one record for Lock and the like, two for Rekey (the new key, then the old one, of which
 // only the passphrase is filled).

@@ -25,7 +25,7 @@ static RAID_ADAPTER_RECORD g_Adapters[] = {{
     .WWN = 0x5000000000000001,
     .PCIID = {.VendorID = 0x1234, .DeviceID = 0x0001, .SubvendorID = 0x1234, .SubdeviceID = 0x0002},
     .SupportedRAIDLevels = LEVEL_RAID_1, // one bit, so one entry at RAIDLevelParams
-    .Attributes = RAID_ADAPTER_HIDES_PDS,
+    .Attributes = RAID_ADAPTER_ATTRIBUTE_HIDES_PDS,
     .MaxLDs = 1,
     .FirmwareVersion = (CHAR16 *)u"1.2.3-4",
     .RAIDLevelParams = g_Levels,
@@ -115,8 +115,8 @@ static EFI_STATUS ChangeAdapter(const RAID_CMD_BLOCK *Block) {
     return EFI_INVALID_PARAMETER;
   }
   if ((Wanted->PatrolReadMode & RAID_MODE_PRESENT) != 0) {
-    UINT8 Others = g_Adapters[0].PatrolReadMode & (UINT8)~RAID_PATROL_READ_MASK;
-    g_Adapters[0].PatrolReadMode = Others | (Wanted->PatrolReadMode & RAID_PATROL_READ_MASK);
+    UINT8 Others = g_Adapters[0].PatrolReadMode & (UINT8)~RAID_PATROL_READ_MODE_MASK;
+    g_Adapters[0].PatrolReadMode = Others | (Wanted->PatrolReadMode & RAID_PATROL_READ_MODE_MASK);
   }
   return EFI_SUCCESS;
 }

@@ -20,7 +20,7 @@ struct MODE_CHECK {
 
 static constexpr MODE_CHECK g_modeChecks[] = {
     {MODE(CheckConsistencyMode), 0xFF, u"Config change detected: CC Mode changed", nullptr},
-    {MODE(PatrolReadMode), RAID_PATROL_READ_MASK, u"Config change detected: patrolReadMode changed", nullptr},
+    {MODE(PatrolReadMode), RAID_PATROL_READ_MODE_MASK, u"Config change detected: patrolReadMode changed", nullptr},
     {MODE(UncertifiedMode), 0xFF, nullptr, u"%a:Config change detected : Uncertified Mode changed \n"},
     {MODE(LoadBalanceMode), 0xFF, nullptr, u"%a:Config change detected : Load Balance Mode changed \n"},
     {MODE(LearnMode), 0xFF, nullptr, u"%a:Config change detected : Learn Mode changed \n"},

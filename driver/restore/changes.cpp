@@ -113,7 +113,7 @@ static EFI_STATUS restoreVD(const CREATION &run, RAID_VD_RECORD *disk) {
   bool created = false;
   EFI_STATUS status = EFI_SUCCESS;
   if ((disk->Attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0 &&
-      (run.CurrentAdapter->Attributes & RAID_ADAPTER_CACHECADE_CAPABLE) == 0) {
+      (run.CurrentAdapter->Attributes & RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE) == 0) {
     LogPrint(LOG_ERROR, "_CreateOrChangeVDs", u"Cannot create cachecade VD as controller is not cachecade capable");
     logNotCreated(run, EFI_UNSUPPORTED, disk, /* ids= */ nullptr, /* idCount= */ 0);
   } else {

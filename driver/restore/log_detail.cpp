@@ -23,7 +23,7 @@ struct SETTING_ROW {
 };
 
 static constexpr VALUE_NAME_TABLE g_correctAreasTable[] = {
-    {"True", RAID_PATROL_CORRECT_AREAS},
+    {"True", RAID_PATROL_READ_MODE_CORRECT_AREAS},
     {"False", 0},
     {nullptr, 0},
 };
@@ -33,8 +33,9 @@ static constexpr SETTING_ROW g_settingRows[] = {
     {"lbMode", offsetof(RAID_ADAPTER_RECORD, LoadBalanceMode), RAID_MODE_PRESENT, 0xFF, g_loadBalanceModeTable},
     {"autoLearnMode", offsetof(RAID_ADAPTER_RECORD, LearnMode), RAID_MODE_PRESENT, 0xFF, g_learnModeTable},
     {"ccMode", offsetof(RAID_ADAPTER_RECORD, CheckConsistencyMode), RAID_MODE_PRESENT, 0xFF, g_ccModeTable},
-    {"patrolReadMode", offsetof(RAID_ADAPTER_RECORD, PatrolReadMode), 0, RAID_PATROL_READ_MASK, g_patrolReadModeTable},
-    {"CorrectUnconfiguredAreas", offsetof(RAID_ADAPTER_RECORD, PatrolReadMode), 0, RAID_PATROL_CORRECT_AREAS,
+    {"patrolReadMode", offsetof(RAID_ADAPTER_RECORD, PatrolReadMode), 0, RAID_PATROL_READ_MODE_MASK,
+     g_patrolReadModeTable},
+    {"CorrectUnconfiguredAreas", offsetof(RAID_ADAPTER_RECORD, PatrolReadMode), 0, RAID_PATROL_READ_MODE_CORRECT_AREAS,
      g_correctAreasTable},
     {"copyBack", offsetof(RAID_ADAPTER_RECORD, CopyBackMode), RAID_MODE_PRESENT, 0xFF, g_copyBackModeTable},
 };

@@ -29,7 +29,7 @@ struct CLEARING_STEP {
 static constexpr CLEARING_STEP g_clearingSteps[] = {
     {u"reset config", _ResetConfig, "ResetConfig", 0, EFI_SUCCESS, u"ResetConfig failed "},
     {nullptr, _ClearForeign, "ClearForeignConfig", 0, EFI_NOT_FOUND, u"ClearForeign failed "},
-    {nullptr, _DeleteKey, "RemoveCtrlKey", RAID_ADAPTER_HAS_SECURITY_KEY, EFI_SUCCESS, u"Delete Key failed"},
+    {nullptr, _DeleteKey, "RemoveCtrlKey", RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY, EFI_SUCCESS, u"Delete Key failed"},
 };
 
 static UINT32 rateValue(const RAID_RATE &rate) {
@@ -180,7 +180,7 @@ static EFI_STATUS restoreAdapter(const RESTORE *run) {
       return status;
     }
   }
-  bool isSas = (run->Adapter->Attributes & RAID_ADAPTER_HIDES_PDS) == 0;
+  bool isSas = (run->Adapter->Attributes & RAID_ADAPTER_ATTRIBUTE_HIDES_PDS) == 0;
   if (isSas) {
     LogPrint(LOG_TRACE, "RaidRestore", u"SAS Controller Detected...!");
   }

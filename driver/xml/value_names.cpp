@@ -1,6 +1,8 @@
 #include "driver/xml/value_names.h"
 
 #include "base/text.h"
+#include "raid_mgmt.h"
+#include "raid_values.h"
 
 const VALUE_NAME_TABLE g_boolTable[] = {
     {"true", 1},
@@ -9,201 +11,240 @@ const VALUE_NAME_TABLE g_boolTable[] = {
 };
 
 const VALUE_NAME_TABLE g_objectTypeTable[] = {
-    {"Adapter", 0},      {"Connector", 1}, {"Enclosure", 2},    {"Physical Disk", 3},
-    {"Logical Disk", 4}, {"Battery", 5},   {"Virtual Disk", 4}, {nullptr, 0},
+    {"Adapter", RAID_OBJECT_ADAPTER},           {"Connector", RAID_OBJECT_CONNECTOR},
+    {"Enclosure", RAID_OBJECT_ENCLOSURE},       {"Physical Disk", RAID_OBJECT_PHYSICAL_DISK},
+    {"Logical Disk", RAID_OBJECT_VIRTUAL_DISK}, {"Battery", RAID_OBJECT_BATTERY},
+    {"Virtual Disk", RAID_OBJECT_VIRTUAL_DISK}, {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_raidLevelTable[] = {
-    {"Volume", 0x1},     {"RAID 0", 0x2},      {"RAID 1", 0x4},     {"RAID 2", 0x8},     {"RAID 3", 0x10},
-    {"RAID 4", 0x20},    {"RAID 5", 0x40},     {"RAID 6", 0x80},    {"RAID 7", 0x100},   {"RAID 8", 0x200},
-    {"RAID 9", 0x400},   {"RAID 10", 0x800},   {"RAID 30", 0x1000}, {"RAID 50", 0x2000}, {"RAID 60", 0x4000},
-    {"RAID 1c", 0x8000}, {"RAID 5c", 0x10000}, {nullptr, 0},
+    {"Volume", RAID_LEVEL_VOLUME}, {"RAID 0", RAID_LEVEL_0},   {"RAID 1", RAID_LEVEL_1},
+    {"RAID 2", RAID_LEVEL_2},      {"RAID 3", RAID_LEVEL_3},   {"RAID 4", RAID_LEVEL_4},
+    {"RAID 5", RAID_LEVEL_5},      {"RAID 6", RAID_LEVEL_6},   {"RAID 7", RAID_LEVEL_7},
+    {"RAID 8", RAID_LEVEL_8},      {"RAID 9", RAID_LEVEL_9},   {"RAID 10", RAID_LEVEL_10},
+    {"RAID 30", RAID_LEVEL_30},    {"RAID 50", RAID_LEVEL_50}, {"RAID 60", RAID_LEVEL_60},
+    {"RAID 1c", RAID_LEVEL_1C},    {"RAID 5c", RAID_LEVEL_5C}, {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_protocolTable[] = {
-    {"Unknown", 0x0}, {"SCSI", 0x1},  {"PATA", 0x2}, {"Fibre", 0x4},
-    {"USB", 0x8},     {"SATA", 0x10}, {"SAS", 0x20}, {nullptr, 0},
+    {"Unknown", RAID_PROTOCOL_UNKNOWN}, {"SCSI", RAID_PROTOCOL_SCSI},
+    {"PATA", RAID_PROTOCOL_PATA},       {"Fibre", RAID_PROTOCOL_FIBRE},
+    {"USB", RAID_PROTOCOL_USB},         {"SATA", RAID_PROTOCOL_SATA},
+    {"SAS", RAID_PROTOCOL_SAS},         {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_secureStateTable[] = {
-    {"Unknown", 0}, {"FOREIGN", 4}, {"SECURED", 1}, {"LOCKED", 2}, {nullptr, 0},
+    {"Unknown", RAID_SECURE_STATE_UNKNOWN},
+    {"FOREIGN", RAID_SECURE_STATE_FOREIGN},
+    {"SECURED", RAID_SECURE_STATE_SECURED},
+    {"LOCKED", RAID_SECURE_STATE_LOCKED},
+    {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_adapterAttribTable[] = {
-    {"SAS SATA HDD Mix", 0x1},
-    {"SSD HDD Mix", 0x2},
-    {"SAS SATA SSD Mix", 0x8},
-    {"Foreign Config Ignore", 0x10},
-    {"Bootable", 0x20},
-    {"Hides PDs", 0x40},
-    {"Encryption", 0x80},
-    {"Has Security Key", 0x100},
-    {"RKM Capable", 0x400},
-    {"Container Architecture", 0x200},
-    {"CacheCade Capable", 0x2000},
+    {"SAS SATA HDD Mix", RAID_ADAPTER_ATTRIBUTE_SAS_SATA_HDD_MIX},
+    {"SSD HDD Mix", RAID_ADAPTER_ATTRIBUTE_SSD_HDD_MIX},
+    {"SAS SATA SSD Mix", RAID_ADAPTER_ATTRIBUTE_SAS_SATA_SSD_MIX},
+    {"Foreign Config Ignore", RAID_ADAPTER_ATTRIBUTE_FOREIGN_CONFIG_IGNORE},
+    {"Bootable", RAID_ADAPTER_ATTRIBUTE_BOOTABLE},
+    {"Hides PDs", RAID_ADAPTER_ATTRIBUTE_HIDES_PDS},
+    {"Encryption", RAID_ADAPTER_ATTRIBUTE_ENCRYPTION},
+    {"Has Security Key", RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY},
+    {"RKM Capable", RAID_ADAPTER_ATTRIBUTE_RKM_CAPABLE},
+    {"Container Architecture", RAID_ADAPTER_ATTRIBUTE_CONTAINER_ARCHITECTURE},
+    {"CacheCade Capable", RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_levelAttribTable[] = {
-    {"HDD", 0x1},           {"SSD", 0x2},           {"FDE", 0x4},      {"EEDP", 0x8}, {"HDD SSD", 0x10},
-    {"SAS SATA HDD", 0x20}, {"SAS SATA SSD", 0x40}, {"Mix All", 0x80}, {nullptr, 0},
+    {"HDD", RAID_LEVEL_ATTRIBUTE_HDD},
+    {"SSD", RAID_LEVEL_ATTRIBUTE_SSD},
+    {"FDE", RAID_LEVEL_ATTRIBUTE_FDE},
+    {"EEDP", RAID_LEVEL_ATTRIBUTE_EEDP},
+    {"HDD SSD", RAID_LEVEL_ATTRIBUTE_HDD_SSD},
+    {"SAS SATA HDD", RAID_LEVEL_ATTRIBUTE_SAS_SATA_HDD},
+    {"SAS SATA SSD", RAID_LEVEL_ATTRIBUTE_SAS_SATA_SSD},
+    {"Mix All", RAID_LEVEL_ATTRIBUTE_MIX_ALL},
+    {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_vdAttribTable[] = {
-    {"FDE", 0x1},   {"EEDP", 0x2}, {"SSD", 0x4},        {"HDD", 0x8},
-    {"SATA", 0x10}, {"SAS", 0x20}, {"CacheCade", 0x80}, {nullptr, 0},
+    {"FDE", RAID_VD_ATTRIBUTE_FDE},
+    {"EEDP", RAID_VD_ATTRIBUTE_EEDP},
+    {"SSD", RAID_VD_ATTRIBUTE_SSD},
+    {"HDD", RAID_VD_ATTRIBUTE_HDD},
+    {"SATA", RAID_VD_ATTRIBUTE_SATA},
+    {"SAS", RAID_VD_ATTRIBUTE_SAS},
+    {"CacheCade", RAID_VD_ATTRIBUTE_CACHECADE},
+    {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_pdAttribTable[] = {
-    {"SMART", 0x1}, {"SSD", 0x2}, {"FDE", 0x4}, {"EEDP", 0x10}, {"ALTA Bridge", 0x20}, {nullptr, 0},
+    {"SMART", RAID_PD_ATTRIBUTE_SMART},
+    {"SSD", RAID_PD_ATTRIBUTE_SSD},
+    {"FDE", RAID_PD_ATTRIBUTE_FDE},
+    {"EEDP", RAID_PD_ATTRIBUTE_EEDP},
+    {"ALTA Bridge", RAID_PD_ATTRIBUTE_ALTA_BRIDGE},
+    {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_srlTable[] = {
-    {"0", 0x1}, {"1", 0x2}, {"2", 0x4}, {"3", 0x8}, {"Unknown", 0x0}, {nullptr, 0},
+    {"0", RAID_SRL_0}, {"1", RAID_SRL_1}, {"2", RAID_SRL_2}, {"3", RAID_SRL_3}, {"Unknown", RAID_SRL_UNKNOWN},
+    {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_rlqTable[] = {
-    {"0", 0x1}, {"1", 0x2}, {"2", 0x4}, {"3", 0x8}, {"Unknown", 0x0}, {nullptr, 0},
+    {"0", RAID_RLQ_0}, {"1", RAID_RLQ_1}, {"2", RAID_RLQ_2}, {"3", RAID_RLQ_3}, {"Unknown", RAID_RLQ_UNKNOWN},
+    {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_boundsTable[] = {
-    {"Full Disk Only", 0x1},
-    {"Even Span Length", 0x2},
+    {"Full Disk Only", RAID_BOUNDS_FULL_DISK_ONLY},
+    {"Even Span Length", RAID_BOUNDS_EVEN_SPAN_LENGTH},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_stripeSizeTable[] = {
-    {"Default", 0x0}, {"512 b", 0x1},   {"1 Kb", 0x2},    {"2 Kb", 0x4},     {"4 Kb", 0x8},     {"8 Kb", 0x10},
-    {"16 Kb", 0x20},  {"32 Kb", 0x40},  {"64 Kb", 0x80},  {"128 Kb", 0x100}, {"256 Kb", 0x200}, {"512 Kb", 0x400},
-    {"1 Mb", 0x800},  {"2 Mb", 0x1000}, {"4 Mb", 0x2000}, {"8 Mb", 0x4000},  {"16 Mb", 0x8000}, {nullptr, 0},
+    {"Default", RAID_STRIPE_SIZE_DEFAULT}, {"512 b", RAID_STRIPE_SIZE_512B},   {"1 Kb", RAID_STRIPE_SIZE_1KB},
+    {"2 Kb", RAID_STRIPE_SIZE_2KB},        {"4 Kb", RAID_STRIPE_SIZE_4KB},     {"8 Kb", RAID_STRIPE_SIZE_8KB},
+    {"16 Kb", RAID_STRIPE_SIZE_16KB},      {"32 Kb", RAID_STRIPE_SIZE_32KB},   {"64 Kb", RAID_STRIPE_SIZE_64KB},
+    {"128 Kb", RAID_STRIPE_SIZE_128KB},    {"256 Kb", RAID_STRIPE_SIZE_256KB}, {"512 Kb", RAID_STRIPE_SIZE_512KB},
+    {"1 Mb", RAID_STRIPE_SIZE_1MB},        {"2 Mb", RAID_STRIPE_SIZE_2MB},     {"4 Mb", RAID_STRIPE_SIZE_4MB},
+    {"8 Mb", RAID_STRIPE_SIZE_8MB},        {"16 Mb", RAID_STRIPE_SIZE_16MB},   {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_cachePolicyTable[] = {
-    {"Direct I/O", 0x10000000},
-    {"Cache I/O", 0x20000000},
+    {"Direct I/O", RAID_CACHE_IO_DIRECT},
+    {"Cache I/O", RAID_CACHE_IO_CACHED},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_writePolicyTable[] = {
-    {"Write Through", 0x1},
-    {"Write Back", 0x2},
-    {"Force Write Back", 0x4},
+    {"Write Through", RAID_CACHE_WRITE_THROUGH},
+    {"Write Back", RAID_CACHE_WRITE_BACK},
+    {"Force Write Back", RAID_CACHE_WRITE_FORCE_BACK},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_readPolicyTable[] = {
-    {"No Read Ahead", 0x10},
-    {"Read Ahead", 0x20},
-    {"Adaptive Read Ahead", 0x40},
+    {"No Read Ahead", RAID_CACHE_READ_NO_AHEAD},
+    {"Read Ahead", RAID_CACHE_READ_AHEAD},
+    {"Adaptive Read Ahead", RAID_CACHE_READ_ADAPTIVE},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_diskCachePolicyTable[] = {
-    {"Default", 0x100},
-    {"Enabled", 0x200},
-    {"Disabled", 0x400},
+    {"Default", RAID_CACHE_DISK_DEFAULT},
+    {"Enabled", RAID_CACHE_DISK_ENABLED},
+    {"Disabled", RAID_CACHE_DISK_DISABLED},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_ccModeTable[] = {
-    {"Normal", 0},
-    {"Stop On Error", 1},
+    {"Normal", RAID_CHECK_CONSISTENCY_MODE_NORMAL},
+    {"Stop On Error", RAID_CHECK_CONSISTENCY_MODE_STOP_ON_ERROR},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_securityModeTable[] = {
-    {"LKM", 0x1},
-    {"RKM", 0x2},
-    {"RKM Pending", 0x40},
+    {"LKM", RAID_SECURITY_MODE_LKM},
+    {"RKM", RAID_SECURITY_MODE_RKM},
+    {"RKM Pending", RAID_SECURITY_MODE_RKM_PENDING},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_keyModeTable[] = {
-    {"LKM", 1},
-    {"RKM", 2},
+    {"LKM", RAID_KEY_MODE_LKM},
+    {"RKM", RAID_KEY_MODE_RKM},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_copyBackModeTable[] = {
-    {"Off", 0}, {"On", 1}, {"SMART", 2}, {"On w/ SMART", 3}, {nullptr, 0},
+    {"Off", RAID_COPY_BACK_MODE_OFF},
+    {"On", RAID_COPY_BACK_MODE_ON},
+    {"SMART", RAID_COPY_BACK_MODE_SMART},
+    {"On w/ SMART", RAID_COPY_BACK_MODE_ON_SMART},
+    {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_uncertifiedModeTable[] = {
-    {"Block", 0},
-    {"Allow", 1},
-    {"Warn", 2},
+    {"Block", RAID_UNCERTIFIED_MODE_BLOCK},
+    {"Allow", RAID_UNCERTIFIED_MODE_ALLOW},
+    {"Warn", RAID_UNCERTIFIED_MODE_WARN},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_loadBalanceModeTable[] = {
-    {"None", 1},
-    {"Auto", 0},
+    {"None", RAID_LOAD_BALANCE_MODE_NONE},
+    {"Auto", RAID_LOAD_BALANCE_MODE_AUTO},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_learnModeTable[] = {
-    {"Disabled", 1},
-    {"Auto", 0},
-    {"Warn", 2},
+    {"Disabled", RAID_LEARN_MODE_DISABLED},
+    {"Auto", RAID_LEARN_MODE_AUTO},
+    {"Warn", RAID_LEARN_MODE_WARN},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_patrolReadModeTable[] = {
-    {"Disabled", 0x0},
-    {"Manual", 0x4},
-    {"Auto", 0x8},
+    {"Disabled", RAID_PATROL_READ_MODE_DISABLED},
+    {"Manual", RAID_PATROL_READ_MODE_MANUAL},
+    {"Auto", RAID_PATROL_READ_MODE_AUTO},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_speedTable[] = {
-    {"1.5 Gbs", 0x1},
-    {"3 Gbs", 0x2},
-    {"6 Gbs", 0x4},
+    {"1.5 Gbs", RAID_SPEED_1_5_GBS},
+    {"3 Gbs", RAID_SPEED_3_GBS},
+    {"6 Gbs", RAID_SPEED_6_GBS},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_stateTable[] = {
-    {"Unknown", 0}, {"Online", 1},  {"Ready", 2},   {"Degraded", 7},
-    {"Failed", 3},  {"Foreign", 4}, {"Offline", 5}, {nullptr, 0},
+    {"Unknown", RAID_STATE_UNKNOWN}, {"Online", RAID_STATE_ONLINE},
+    {"Ready", RAID_STATE_READY},     {"Degraded", RAID_STATE_DEGRADED},
+    {"Failed", RAID_STATE_FAILED},   {"Foreign", RAID_STATE_FOREIGN},
+    {"Offline", RAID_STATE_OFFLINE}, {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_hotspareTable[] = {
-    {"Not Hotspare", 0},
-    {"Dedicated", 1},
-    {"Global", 2},
+    {"Not Hotspare", RAID_HOTSPARE_NONE},
+    {"Dedicated", RAID_HOTSPARE_DEDICATED},
+    {"Global", RAID_HOTSPARE_GLOBAL},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_accessPolicyTable[] = {
-    {"No Access", 1},
-    {"Read Only", 2},
-    {"Read/Write", 6},
+    {"No Access", RAID_ACCESS_POLICY_NO_ACCESS},
+    {"Read Only", RAID_ACCESS_POLICY_READ_ONLY},
+    {"Read/Write", RAID_ACCESS_POLICY_READ_WRITE},
     {nullptr, 0},
 };
 
 const VALUE_NAME_TABLE g_commandTable[] = {
-    {"Get", 0x1},
-    {"Delete", 0x2},
-    {"Create", 0x3},
-    {"Change", 0x4},
-    {"Import", 0x5},
-    {"Clear", 0x6},
-    {"Check", 0x7},
-    {"Identify", 0x8},
-    {"Init", 0x9},
-    {"ExportLog", 0xA},
-    {"DiscardCache", 0xB},
-    {"Lock", 0xC},
-    {"SecureErase", 0xD},
-    {"Rekey", 0xE},
-    {"GetKeyID", 0xF},
-    {"GetValidRAIDLevels", 0x101},
-    {"GetAvailablePhysicalDisks", 0x102},
-    {"GetDHSDisks", 0x103},
-    {"GetForeign", 0x104},
-    {"GetBounds", 0x105},
-    {"SortPDs", 0x106},
-    {"GetReconfigCaps", 0x107},
+    {"Get", RAID_COMMAND_GET},
+    {"Delete", RAID_COMMAND_DELETE},
+    {"Create", RAID_COMMAND_CREATE},
+    {"Change", RAID_COMMAND_CHANGE},
+    {"Import", RAID_COMMAND_IMPORT},
+    {"Clear", RAID_COMMAND_CLEAR},
+    {"Check", RAID_COMMAND_CHECK},
+    {"Identify", RAID_COMMAND_IDENTIFY},
+    {"Init", RAID_COMMAND_INIT},
+    {"ExportLog", RAID_COMMAND_EXPORT_LOG},
+    {"DiscardCache", RAID_COMMAND_DISCARD_CACHE},
+    {"Lock", RAID_COMMAND_LOCK},
+    {"SecureErase", RAID_COMMAND_SECURE_ERASE},
+    {"Rekey", RAID_COMMAND_REKEY},
+    {"GetKeyID", RAID_COMMAND_GET_KEY_ID},
+    {"GetValidRAIDLevels", RAID_COMMAND_GET_VALID_RAID_LEVELS},
+    {"GetAvailablePhysicalDisks", RAID_COMMAND_GET_AVAILABLE_PHYSICAL_DISKS},
+    {"GetDHSDisks", RAID_COMMAND_GET_DHS_DISKS},
+    {"GetForeign", RAID_COMMAND_GET_FOREIGN},
+    {"GetBounds", RAID_COMMAND_GET_BOUNDS},
+    {"SortPDs", RAID_COMMAND_SORT_PDS},
+    {"GetReconfigCaps", RAID_COMMAND_GET_RECONFIG_CAPS},
     {nullptr, 0},
 };
 

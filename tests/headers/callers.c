@@ -3,6 +3,7 @@
 #include "debug_log_ring.h"
 #include "raid_mgmt.h"
 #include "raid_records.h"
+#include "raid_values.h"
 #include "raid_xyl.h"
 #include "uefi/protocols.h"
 #include "uefi/tables.h"

@@ -248,7 +248,7 @@ static UINT32 standInFor(const WIRE &wire, const MAP &map, UINT32 member, EFI_ST
 static EFI_STATUS createVolumes(WIRE &wire, const MAP &map) {
   for (SIM_VIRTUAL_DISK volume : wire.call.saved->state.virtualDisks.items) {
     bool impossible = (volume.attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0 &&
-                      (wire.state.adapter.attributes & RAID_ADAPTER_CACHECADE_CAPABLE) == 0;
+                      (wire.state.adapter.attributes & RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE) == 0;
     EFI_STATUS status = impossible ? EFI_UNSUPPORTED : EFI_SUCCESS;
     IDS members;
     for (UINT32 i = 0; !impossible && i < volume.pdCount && status != EFI_INVALID_PARAMETER; ++i) {
@@ -288,7 +288,7 @@ static COMMAND savedSettings(const WIRE &wire) {
 }
 
 static EFI_STATUS changeSettings(WIRE &wire) {
-  if ((wire.state.adapter.attributes & RAID_ADAPTER_HIDES_PDS) == 0) {
+  if ((wire.state.adapter.attributes & RAID_ADAPTER_ATTRIBUTE_HIDES_PDS) == 0) {
     return EFI_SUCCESS;
   }
   EFI_STATUS status = wire.step("ChangeAdapter", savedSettings(wire));

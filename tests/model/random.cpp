@@ -63,8 +63,8 @@ void makeController(SIM_CONTROLLER *sim, RANDOM &random, const SIM_ADAPTER &pris
   sim->pulledDisks.count = 0;
   sim->nextDiskId = 1001;
   sim->adapter = pristine;
-  sim->adapter.attributes &=
-      ~((random.chance(85) ? 0U : RAID_ADAPTER_HIDES_PDS) | (random.chance(70) ? 0U : RAID_ADAPTER_CACHECADE_CAPABLE));
+  sim->adapter.attributes &= ~((random.chance(85) ? 0U : RAID_ADAPTER_ATTRIBUTE_HIDES_PDS) |
+                               (random.chance(70) ? 0U : RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE));
   for (UINT32 mode = 0; mode < std::size(g_modes); ++mode) {
     simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
   }

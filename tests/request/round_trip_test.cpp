@@ -111,7 +111,8 @@ struct FILLER {
       return fixedText(base, row);
     case FORMAT_NAME: {
       UINT64 mode = (row.Flags & FIELD_MODE) == 0 ? 0 : RAID_MODE_PRESENT;
-      UINT64 areas = row.Mask == RAID_PATROL_READ_MASK ? fieldLoad(base, row.Place) & RAID_PATROL_CORRECT_AREAS : 0;
+      UINT64 areas =
+          row.Mask == RAID_PATROL_READ_MODE_MASK ? fieldLoad(base, row.Place) & RAID_PATROL_READ_MODE_CORRECT_AREAS : 0;
       return fieldStore(base, row.Place, oneOf(row.Names) | mode | areas);
     }
     case FORMAT_MASK:

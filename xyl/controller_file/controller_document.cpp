@@ -100,7 +100,7 @@ static void copyAdapter(SIM_ADAPTER *adapter, const RAID_ADAPTER_RECORD &record,
   adapter->index = record.PCIID.EmbeddedIndex >> 1;
   adapter->supportedRaidLevels = record.SupportedRAIDLevels;
   adapter->supportedDiskProtocols = record.SupportedDiskProtocols;
-  adapter->attributes = record.Attributes & ~RAID_ADAPTER_HAS_SECURITY_KEY;
+  adapter->attributes = record.Attributes & ~RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY;
   adapter->maxLds = record.MaxLDs;
   adapter->maxPdsPerSpan = record.MaxPDsPerSpan;
   adapter->maxSpansPerLd = record.MaxSpansPerLD;
