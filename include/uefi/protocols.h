@@ -4,6 +4,8 @@
 
 #include "uefi/tables.h"
 
+#ifndef RAIDXYL_NO_UEFI_TYPES
+
 #define EFI_DRIVER_BINDING_PROTOCOL_GUID                                                                               \
   {                                                                                                                    \
     0x18A031AB, 0xB443, 0x4D1A, {                                                                                      \
@@ -162,5 +164,7 @@ UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, FlushFile) == 264, "shell layout
 UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, GetFileSize) == 288, "shell layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, MajorVersion) == 320, "shell layout");
 UEFI_STATIC_ASSERT(sizeof(EFI_SHELL_PROTOCOL) == 360, "shell size");
+
+#endif
 
 #endif

@@ -4,6 +4,8 @@
 
 #include "uefi/types.h"
 
+#ifndef RAIDXYL_NO_UEFI_TYPES
+
 typedef struct EFI_TABLE_HEADER {
   UINT64 Signature;
   UINT32 Revision;
@@ -174,5 +176,7 @@ typedef struct EFI_SYSTEM_TABLE {
 UEFI_STATIC_ASSERT(offsetof(EFI_SYSTEM_TABLE, ConOut) == 64, "system table layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_SYSTEM_TABLE, BootServices) == 96, "system table layout");
 UEFI_STATIC_ASSERT(sizeof(EFI_SYSTEM_TABLE) == 120, "system table size");
+
+#endif
 
 #endif

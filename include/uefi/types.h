@@ -1,15 +1,28 @@
-// UEFI base types, status codes and calling convention, for C11 and C++20 on the host and in firmware.
+// UEFI base types, status codes and calling convention, for C11 and C++20 on the host and in firmware. Beside the
+// headers of a firmware kit, include the kit's first and define RAIDXYL_NO_UEFI_TYPES: then nothing under uefi/ is
+// declared here, and the protocols and records are made of the kit's types.
 #ifndef RAIDXYL_UEFI_TYPES_H
 #define RAIDXYL_UEFI_TYPES_H
 
 #include <stddef.h>
-#include <stdint.h>
 
 #ifdef __cplusplus
 #define UEFI_STATIC_ASSERT static_assert
 #else
 #define UEFI_STATIC_ASSERT _Static_assert
 #endif
+
+#ifdef RAIDXYL_NO_UEFI_TYPES
+#ifndef EFIAPI
+#error "include the firmware kit's headers first"
+#endif
+UEFI_STATIC_ASSERT(sizeof(UINT64) == 8 && sizeof(UINT32) == 4 && sizeof(UINT16) == 2 && sizeof(UINT8) == 1,
+                   "the kit's integers");
+UEFI_STATIC_ASSERT(sizeof(CHAR16) == 2 && sizeof(CHAR8) == 1 && sizeof(BOOLEAN) == 1, "the kit's characters");
+UEFI_STATIC_ASSERT(sizeof(EFI_STATUS) == 8 && sizeof(void *) == 8, "a kit of 64 bits");
+#else
+
+#include <stdint.h>
 
 // The firmware's calling convention. Linux hosts use another one, so every callback that firmware, a protocol or a
 // caller outside invokes carries EFIAPI.
@@ -98,5 +111,7 @@ UEFI_STATIC_ASSERT(sizeof(EFI_TIME) == 16, "EFI_TIME has 16 bytes");
 #define EFI_ABORTED EFI_ERROR_CODE(21)
 #define EFI_SECURITY_VIOLATION EFI_ERROR_CODE(26)
 #define EFI_END_OF_FILE EFI_ERROR_CODE(31)
+
+#endif
 
 #endif

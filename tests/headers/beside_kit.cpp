@@ -1,0 +1,2 @@
+// The same as C++.
+#include "beside_kit.c"
