@@ -13,47 +13,6 @@
 
 enum USE { USE_WRITTEN, USE_REQUESTED };
 
-struct VALUE_TYPE {
-  const VALUE_NAME_TABLE *Table;
-  const char *Name; // of the type
-};
-
-#define VALUE_TYPE_ROW(name)                                                                                           \
-  { g_##name##Table, #name }
-
-static const VALUE_TYPE g_valueTypes[] = {
-    VALUE_TYPE_ROW(bool),
-    VALUE_TYPE_ROW(objectType),
-    VALUE_TYPE_ROW(raidLevel),
-    VALUE_TYPE_ROW(protocol),
-    VALUE_TYPE_ROW(secureState),
-    VALUE_TYPE_ROW(adapterAttrib),
-    VALUE_TYPE_ROW(levelAttrib),
-    VALUE_TYPE_ROW(vdAttrib),
-    VALUE_TYPE_ROW(pdAttrib),
-    VALUE_TYPE_ROW(srl),
-    VALUE_TYPE_ROW(rlq),
-    VALUE_TYPE_ROW(bounds),
-    VALUE_TYPE_ROW(stripeSize),
-    VALUE_TYPE_ROW(cachePolicy),
-    VALUE_TYPE_ROW(writePolicy),
-    VALUE_TYPE_ROW(readPolicy),
-    VALUE_TYPE_ROW(diskCachePolicy),
-    VALUE_TYPE_ROW(ccMode),
-    VALUE_TYPE_ROW(securityMode),
-    VALUE_TYPE_ROW(keyMode),
-    VALUE_TYPE_ROW(copyBackMode),
-    VALUE_TYPE_ROW(uncertifiedMode),
-    VALUE_TYPE_ROW(loadBalanceMode),
-    VALUE_TYPE_ROW(learnMode),
-    VALUE_TYPE_ROW(patrolReadMode),
-    VALUE_TYPE_ROW(speed),
-    VALUE_TYPE_ROW(state),
-    VALUE_TYPE_ROW(hotspare),
-    VALUE_TYPE_ROW(accessPolicy),
-    VALUE_TYPE_ROW(command),
-};
-
 // The parameters of the simple types that the objects use.
 struct SIMPLE_TYPES {
   std::set<UINT64> Limits;
@@ -107,13 +66,11 @@ static void openSchema(SCHEMA &schema) {
 // --- simple types ---
 
 static std::string valueTypeName(const VALUE_NAME_TABLE *table) {
-  for (const VALUE_TYPE &type : g_valueTypes) {
-    if (type.Table == table) {
-      return type.Name;
-    }
+  UINT32 i = 0;
+  while (g_valueTables[i].Rows != table) {
+    ++i; // every table is in the list
   }
-  std::fprintf(stderr, "a field has a value table without a type name in g_valueTypes\n");
-  std::exit(1);
+  return g_valueTables[i].Name;
 }
 
 static bool namesUnknown(const VALUE_NAME_TABLE *table) {
@@ -187,13 +144,13 @@ static void addRestriction(SCHEMA &schema, const std::string &name, const std::s
   closeTag(schema);
 }
 
-static void addValueType(SCHEMA &schema, const VALUE_TYPE &type) {
+static void addValueType(SCHEMA &schema, const NAMED_VALUE_TABLE &type) {
   std::vector<std::string> texts;
-  for (const VALUE_NAME_TABLE *row = type.Table; row->Name != nullptr; ++row) {
+  for (const VALUE_NAME_TABLE *row = type.Rows; row->Name != nullptr; ++row) {
     texts.push_back(row->Name);
   }
   addEnumeration(schema, attribute("name", type.Name), texts);
-  if (!namesUnknown(type.Table)) {
+  if (!namesUnknown(type.Rows)) {
     openTag(schema, "simpleType", attribute("name", std::string(type.Name) + "OrUnknown"));
     addLine(schema, "<xs:union" + attribute("memberTypes", std::string(type.Name) + " unknown") + "/>");
     closeTag(schema);
@@ -205,8 +162,8 @@ static std::string valuesSchema(SIMPLE_TYPES &types) {
   openSchema(schema);
   addEnumeration(schema, attribute("name", "unknown"), {"Unknown"});
   addEnumeration(schema, attribute("name", "mark"), {"True"});
-  for (const VALUE_TYPE &type : g_valueTypes) {
-    addValueType(schema, type);
+  for (UINT32 i = 0; i < g_valueTableCount; ++i) {
+    addValueType(schema, g_valueTables[i]);
   }
   addRestriction(schema, "decimal", "xs:unsignedLong", "pattern", "0|[1-9][0-9]*");
   for (UINT64 limit : types.Limits) {
