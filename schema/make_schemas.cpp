@@ -235,7 +235,7 @@ static void addField(SCHEMA &schema, const FIELD_ROW &row) {
   case FORMAT_MASK:
     return addContainer(schema, row, row.Item, namedValueType(schema, row.Names), 8U * row.Place.Width);
   case FORMAT_RAID_LEVEL_PARAMS:
-    return addContainer(schema, row, "RAIDLevelDesc", "levelDescriptor", 32);
+    return addContainer(schema, row, row.Item, "levelDescriptor", 32);
   case FORMAT_CACHE_POLICY:
     return addElement(schema, row.Element, "cachePolicyGroups", often);
   case FORMAT_PCI_IDENTITY:
@@ -250,7 +250,15 @@ static void addField(SCHEMA &schema, const FIELD_ROW &row) {
     return addElement(schema, row.Element, "physicalDisk", often);
   case FORMAT_VIRTUAL_DISK:
     return addElement(schema, row.Element, "virtualDisk", often);
-  default:
+  case FORMAT_DECIMAL:
+  case FORMAT_HEX:
+  case FORMAT_WIDE_TEXT:
+  case FORMAT_FIXED_TEXT:
+  case FORMAT_NAME:
+  case FORMAT_BOOLEAN:
+  case FORMAT_MARK:
+  case FORMAT_ID_LIST:
+  case FORMAT_KEY_ID:
     return addElement(schema, row.Element, textType(schema, row), often);
   }
 }

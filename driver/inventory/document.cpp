@@ -57,14 +57,6 @@ static EFI_STATUS addFirmwareToXML(const RAID_ADAPTER_RECORD *adapter, XML_NODE 
   return EFI_SUCCESS;
 }
 
-static CHAR8 *wwnText(const RAID_ADAPTER_RECORD *adapter) {
-  CHAR8 *text = poolNew<CHAR8>(17);
-  if (text != nullptr) {
-    formatHex(text, adapter->WWN, 16);
-  }
-  return text;
-}
-
 static EFI_STATUS addInventoryToXML(const RAID_ADAPTER_RECORD *adapter, XML_NODE *root) {
   XML_NODE *inventory = CreateXMLNode("Inventory");
   if (inventory == nullptr) {
@@ -81,8 +73,7 @@ static EFI_STATUS addInventoryToXML(const RAID_ADAPTER_RECORD *adapter, XML_NODE
   }
   PushXMLChild(inventory, identifier);
   addPCILocationToXML(&adapter->PCIID, identifier);
-  status = pushTextElement("WWN", wwnText(adapter), inventory);
-  return EFI_ERROR(status) ? status : pushTextElement("MarketingName", textNarrowDuplicate(adapter->Name), inventory);
+  return addFieldsToXML(adapter, g_inventoryFields, inventory);
 }
 
 // Steps on to the element that a writer just linked after last. An object whose own element could not be made ends the

@@ -100,25 +100,6 @@ static CHAR8 *fixedText(const void *record, const FIELD_ROW &row) {
   return newText(field, length);
 }
 
-static CHAR8 *fieldText(const void *record, const FIELD_ROW &row) {
-  switch (row.Format) {
-  case FORMAT_DECIMAL:
-    return decimalText(fieldValue(record, row), row.Length);
-  case FORMAT_HEX:
-    return hexText(fieldValue(record, row), row.Length);
-  case FORMAT_WIDE_TEXT:
-    return textNarrowDuplicate(static_cast<const CHAR16 *>(fieldPointer(record, row.Place)));
-  case FORMAT_FIXED_TEXT:
-    return fixedText(record, row);
-  case FORMAT_BOOLEAN:
-    return textDuplicate(GetNameFromValue(fieldValue(record, row), g_boolTable));
-  case FORMAT_MARK:
-    return textDuplicate("True");
-  default:
-    return nameText(fieldValue(record, row), row.Names, row.Length);
-  }
-}
-
 // Pushes one item per set bit, the highest first, so that they stand in ascending order.
 static EFI_STATUS pushItems(UINT32 mask, const FIELD_ROW &row, XML_NODE *container) {
   while (mask != 0) {
@@ -139,18 +120,19 @@ static void addMaskToXML(UINT32 mask, const FIELD_ROW &row, XML_NODE *parent) {
   }
 }
 
-static void addCachePolicyToXML(UINT32 word, const CHAR8 *containerName, XML_NODE *parent) {
-  XML_NODE *container = pushContainer(containerName, parent);
+static void addCachePolicyToXML(UINT32 word, const FIELD_ROW &row, XML_NODE *parent) {
+  XML_NODE *container = pushContainer(row.Element, parent);
   if (container == nullptr) {
     return;
   }
   EFI_STATUS status = EFI_SUCCESS;
-  for (UINT32 i = g_cachePolicyGroups.RowCount; i-- > 0 && !EFI_ERROR(status);) {
-    const FIELD_ROW &group = g_cachePolicyGroups.Rows[i];
+  for (UINT32 i = row.Fields->RowCount; i-- > 0 && !EFI_ERROR(status);) {
+    const FIELD_ROW &group = row.Fields->Rows[i];
     status = pushItems(word & group.Mask, group, container);
   }
 }
 
+// Pushes an element of that name with the fields as its children.
 static EFI_STATUS addContainerToXML(const CHAR8 *name, const void *record, const FIELD_TABLE &fields,
                                     XML_NODE *parent) {
   XML_NODE *container = pushContainer(name, parent);
@@ -161,24 +143,26 @@ static EFI_STATUS addContainerToXML(const CHAR8 *name, const void *record, const
 }
 
 EFI_STATUS addPCIIDToXML(const RAID_PCI_IDENTITY *identity, XML_NODE *parent) {
-  return addContainerToXML("PCIID", identity, g_pciIdentityFields, parent);
+  const FIELD_ROW &row = adapterRow(FORMAT_PCI_IDENTITY);
+  return addContainerToXML(row.Element, identity, *row.Fields, parent);
 }
 
 EFI_STATUS addRAIDLevelDescToXML(const RAID_LEVEL_PARAMS *params, XML_NODE *parent) {
-  return addContainerToXML("RAIDLevelDesc", params, g_levelDescFields, parent);
+  const FIELD_ROW &row = adapterRow(FORMAT_RAID_LEVEL_PARAMS);
+  return addContainerToXML(row.Item, params, *row.Fields, parent);
 }
 
-static void addRatesToXML(const RAID_ADAPTER_RECORD *adapter, XML_NODE *parent) {
+static void addRatesToXML(const RAID_RATE *rates, const FIELD_ROW &row, XML_NODE *parent) {
   for (unsigned slot = RAID_RATE_COUNT; slot-- > 0;) {
-    if (adapter->Rates[slot].Name != nullptr) {
-      addContainerToXML("Rate", &adapter->Rates[slot], g_rateFields, parent);
+    if (rates[slot].Name != nullptr) {
+      addContainerToXML(row.Element, &rates[slot], *row.Fields, parent);
     }
   }
 }
 
 // A descriptor that fails leaves its part incomplete and the next one is written all the same.
-static EFI_STATUS addLevelParamsToXML(const RAID_ADAPTER_RECORD *adapter, XML_NODE *parent) {
-  XML_NODE *container = pushContainer("RAIDLevelParams", parent);
+static EFI_STATUS addLevelParamsToXML(const RAID_ADAPTER_RECORD *adapter, const FIELD_ROW &row, XML_NODE *parent) {
+  XML_NODE *container = pushContainer(row.Element, parent);
   if (container == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -188,6 +172,13 @@ static EFI_STATUS addLevelParamsToXML(const RAID_ADAPTER_RECORD *adapter, XML_NO
     addRAIDLevelDescToXML(&params[count], container);
   }
   return EFI_SUCCESS;
+}
+
+static EFI_STATUS addWideTextToXML(const CHAR16 *text, const FIELD_ROW &row, XML_NODE *parent) {
+  if (text == nullptr && (row.Flags & FIELD_NULL_NO_TEXT)) {
+    return pushContainer(row.Element, parent) == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
+  }
+  return pushTextElement(row.Element, textNarrowDuplicate(text), parent);
 }
 
 static EFI_STATUS addIdsToXML(const void *record, const FIELD_ROW &row, XML_NODE *parent) {
@@ -230,32 +221,44 @@ static bool isWritten(const void *record, const FIELD_ROW &row) {
 static EFI_STATUS addFieldToXML(const void *record, const FIELD_ROW &row, XML_NODE *parent) {
   const UINT8 *field = static_cast<const UINT8 *>(record) + row.Place.Offset;
   switch (row.Format) {
+  case FORMAT_DECIMAL:
+    return pushTextElement(row.Element, decimalText(fieldValue(record, row), row.Length), parent);
+  case FORMAT_HEX:
+    return pushTextElement(row.Element, hexText(fieldValue(record, row), row.Length), parent);
+  case FORMAT_WIDE_TEXT:
+    return addWideTextToXML(static_cast<const CHAR16 *>(fieldPointer(record, row.Place)), row, parent);
+  case FORMAT_FIXED_TEXT:
+    return pushTextElement(row.Element, fixedText(record, row), parent);
+  case FORMAT_NAME:
+    return pushTextElement(row.Element, nameText(fieldValue(record, row), row.Names, row.Length), parent);
+  case FORMAT_BOOLEAN:
+    return pushTextElement(row.Element, textDuplicate(GetNameFromValue(fieldValue(record, row), g_boolTable)), parent);
+  case FORMAT_MARK:
+    return pushTextElement(row.Element, textDuplicate("True"), parent);
   case FORMAT_MASK:
     addMaskToXML(static_cast<UINT32>(fieldLoad(record, row.Place)), row, parent);
     return EFI_SUCCESS;
   case FORMAT_CACHE_POLICY:
-    addCachePolicyToXML(static_cast<UINT32>(fieldLoad(record, row.Place)), row.Element, parent);
+    addCachePolicyToXML(static_cast<UINT32>(fieldLoad(record, row.Place)), row, parent);
     return EFI_SUCCESS;
   case FORMAT_PCI_IDENTITY:
-    addPCIIDToXML(reinterpret_cast<const RAID_PCI_IDENTITY *>(field), parent);
-    return EFI_SUCCESS;
   case FORMAT_RAID_LEVEL_DESC:
-    addRAIDLevelDescToXML(reinterpret_cast<const RAID_LEVEL_PARAMS *>(field), parent);
+    addContainerToXML(row.Element, field, *row.Fields, parent);
     return EFI_SUCCESS;
   case FORMAT_RATES:
-    addRatesToXML(static_cast<const RAID_ADAPTER_RECORD *>(record), parent);
+    addRatesToXML(reinterpret_cast<const RAID_RATE *>(field), row, parent);
     return EFI_SUCCESS;
   case FORMAT_RAID_LEVEL_PARAMS:
-    return addLevelParamsToXML(static_cast<const RAID_ADAPTER_RECORD *>(record), parent);
+    return addLevelParamsToXML(static_cast<const RAID_ADAPTER_RECORD *>(record), row, parent);
   case FORMAT_ID_LIST:
     return addIdsToXML(record, row, parent);
-  default:
+  case FORMAT_ENCLOSURE: // nested objects and the key identifier follow behind the adapter's own elements
+  case FORMAT_PHYSICAL_DISK:
+  case FORMAT_VIRTUAL_DISK:
+  case FORMAT_KEY_ID:
     break;
   }
-  if ((row.Flags & FIELD_NULL_NO_TEXT) && fieldPointer(record, row.Place) == nullptr) {
-    return pushContainer(row.Element, parent) == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
-  }
-  return pushTextElement(row.Element, fieldText(record, row), parent);
+  return EFI_SUCCESS;
 }
 
 EFI_STATUS addFieldsToXML(const void *record, const FIELD_TABLE &fields, XML_NODE *parent) {

@@ -26,24 +26,25 @@ static XML_NODE *linkElement(const CHAR8 *name, XML_NODE *last) {
   return node;
 }
 
-static EFI_STATUS addObjectToXML(const CHAR8 *name, const void *record, const FIELD_TABLE &fields, XML_NODE *last) {
+static EFI_STATUS addObjectToXML(FIELD_FORMAT format, const void *record, XML_NODE *last) {
   if (record == nullptr || last == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  XML_NODE *node = linkElement(name, last);
+  const FIELD_ROW &row = adapterRow(format);
+  XML_NODE *node = linkElement(row.Element, last);
   if (node == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  EFI_STATUS status = addFieldsToXML(record, fields, node);
+  EFI_STATUS status = addFieldsToXML(record, *row.Fields, node);
   return EFI_ERROR(status) ? status : addHeaderToXML(record, node);
 }
 
 EFI_STATUS addEnclosureToXML(const RAID_ENCLOSURE_RECORD *enclosure, XML_NODE *last) {
-  return addObjectToXML("Enclosure", enclosure, g_enclosureFields, last);
+  return addObjectToXML(FORMAT_ENCLOSURE, enclosure, last);
 }
 
 EFI_STATUS addPDToXML(const RAID_PD_RECORD *disk, XML_NODE *last) {
-  return addObjectToXML("PD", disk, g_pdFields, last);
+  return addObjectToXML(FORMAT_PHYSICAL_DISK, disk, last);
 }
 
 EFI_STATUS addLDsToXML(const RAID_VD_RECORD *disk, XML_NODE *last) {
@@ -51,11 +52,12 @@ EFI_STATUS addLDsToXML(const RAID_VD_RECORD *disk, XML_NODE *last) {
     return EFI_INVALID_PARAMETER;
   }
   LogPrint(LOG_TRACE, "addLDsToXML", u"Entered...");
-  XML_NODE *node = linkElement("VD", last);
+  const FIELD_ROW &row = adapterRow(FORMAT_VIRTUAL_DISK);
+  XML_NODE *node = linkElement(row.Element, last);
   if (node == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  EFI_STATUS status = addFieldsToXML(disk, g_vdFields, node);
+  EFI_STATUS status = addFieldsToXML(disk, *row.Fields, node);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -72,7 +74,7 @@ EFI_STATUS addKeyidToXML(const CHAR8 *keyId, XML_NODE *last) {
   if (scratch == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  XML_NODE *node = linkElement("Keyid", last);
+  XML_NODE *node = linkElement(adapterRow(FORMAT_KEY_ID).Element, last);
   if (node == nullptr) {
     poolFree(scratch);
     return EFI_OUT_OF_RESOURCES;

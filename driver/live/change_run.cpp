@@ -29,24 +29,6 @@ struct CHANGE_RUN {
   LD_MAP_ENTRY Map[LD_MAP_CAPACITY];
 };
 
-static RAID_PD_RECORD *copyDisk(const RAID_PD_RECORD *record) {
-  RAID_PD_RECORD *copy = static_cast<RAID_PD_RECORD *>(poolAllocate(sizeof(RAID_PD_RECORD)));
-  if (copy == nullptr) {
-    return nullptr;
-  }
-  copyBytes(copy, record, sizeof(RAID_PD_RECORD));
-  copy->Name = textDuplicate(record->Name);
-  copy->FQDD = textDuplicate(record->FQDD);
-  copy->VDs = nullptr;
-  if (copy->FQDD == nullptr || (copy->Name == nullptr && record->Name != nullptr)) {
-    poolFree(copy->Name);
-    poolFree(copy->FQDD);
-    poolFree(copy);
-    return nullptr;
-  }
-  return copy;
-}
-
 RAID_PD_RECORD *FindPdByFqdd(RAID_MGMT_PROTOCOL *mgmt, const CHAR16 *fqdd) {
   if (fqdd == nullptr) {
     return nullptr;
@@ -60,7 +42,7 @@ RAID_PD_RECORD *FindPdByFqdd(RAID_MGMT_PROTOCOL *mgmt, const CHAR16 *fqdd) {
   RAID_PD_RECORD *copy = nullptr;
   for (UINT32 i = 0; i < recordCount(&disks); ++i) {
     if (records[i].FQDD != nullptr && textEqual(records[i].FQDD, fqdd)) {
-      copy = copyDisk(&records[i]);
+      copy = static_cast<RAID_PD_RECORD *>(copyRecord(&records[i], RAID_OBJECT_PHYSICAL_DISK));
       break;
     }
   }

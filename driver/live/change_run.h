@@ -15,6 +15,6 @@ static constexpr const CHAR8 *SET_LIVE = "RAIDXYLSet_Live";
 EFI_STATUS runChanges(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *request, const RAID_CONFIG *saved,
                       RAID_XYL_BUFFER *output);
 
-// A pool copy of the controller's first disk with that FQDD, with Name and FQDD copied and VDs null; it goes back with
+// A pool copy of the controller's first disk with that FQDD, with its texts copied and VDs null; it goes back with
 // FreeRecords and the count 1. Null when there is none, for a null fqdd, or without memory.
 RAID_PD_RECORD *FindPdByFqdd(RAID_MGMT_PROTOCOL *mgmt, const CHAR16 *fqdd);

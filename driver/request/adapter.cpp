@@ -6,88 +6,13 @@
 
 static constexpr const CHAR8 *PARSE_ADAPTER = "parseAdapter";
 
-// The children's order tells the fields, and a child with another name gives nothing. A rate always succeeds: without
-// memory it has no name.
-EFI_STATUS readRate(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading) {
-  UINT32 slot = reading.RateCount++;
-  if (slot >= RAID_RATE_COUNT) {
-    return EFI_SUCCESS;
-  }
-  UINT8 *rate = static_cast<UINT8 *>(reading.Record) + row.Place.Offset + slot * sizeof(RAID_RATE);
-  const XML_NODE *child = element->FirstChild;
-  for (UINT32 i = 0; i < g_rateFields.RowCount && child != nullptr; ++i, child = child->NextSibling) {
-    if (isNamed(child, g_rateFields.Rows[i].Element)) {
-      readField(child, g_rateFields.Rows[i], rate);
-    }
-  }
-  return EFI_SUCCESS;
-}
-
-static UINT32 levelCount(const RAID_ADAPTER_RECORD *adapter) {
-  return static_cast<UINT32>(__builtin_popcount(adapter->SupportedRAIDLevels));
-}
-
-// Gives the adapter an array of one descriptor per level bit, which begins with those it had.
-static EFI_STATUS resizeLevelParams(OBJECT_READING &reading) {
-  RAID_ADAPTER_RECORD *adapter = static_cast<RAID_ADAPTER_RECORD *>(reading.Record);
-  UINT32 count = levelCount(adapter);
-  RAID_LEVEL_PARAMS *params = nullptr;
-  if (count != 0) {
-    params = poolNew<RAID_LEVEL_PARAMS>(count);
-    if (params == nullptr) {
-      return EFI_OUT_OF_RESOURCES;
-    }
-    UINT32 kept = reading.LevelCount < count ? reading.LevelCount : count;
-    for (UINT32 i = 0; i < kept; ++i) {
-      params[i] = adapter->RAIDLevelParams[i];
-    }
-  }
-  poolFree(adapter->RAIDLevelParams);
-  adapter->RAIDLevelParams = params;
-  reading.LevelCount = count;
-  return EFI_SUCCESS;
-}
-
-EFI_STATUS readLevelParams(const XML_NODE *element, OBJECT_READING &reading) {
-  reading.HasLevelParams = true;
-  reading.LevelCount = 0; // descriptors of an earlier element do not stay
-  EFI_STATUS status = resizeLevelParams(reading);
-  RAID_LEVEL_PARAMS *params = static_cast<RAID_ADAPTER_RECORD *>(reading.Record)->RAIDLevelParams;
-  const XML_NODE *child = element->FirstChild;
-  for (UINT32 i = 0; !EFI_ERROR(status) && i < reading.LevelCount && child != nullptr; ++i) {
-    if (!isNamed(child, "RAIDLevelDesc")) {
-      return EFI_INVALID_PARAMETER;
-    }
-    status = readFields(child, g_levelDescFields, &params[i]);
-    child = child->NextSibling;
-  }
-  return status;
-}
-
-EFI_STATUS readKeyId(const XML_NODE *element, RAID_CONFIG *config) {
-  LogPrint(LOG_TRACE, PARSE_ADAPTER, u"ParsingKeyid");
-  releaseKeys(config->keyId, 1);
-  RAID_KEY_RECORD *key = poolNew<RAID_KEY_RECORD>();
-  config->keyId = reinterpret_cast<CHAR8 *>(key);
-  if (key == nullptr) {
-    return EFI_OUT_OF_RESOURCES;
-  }
-  copyFixedText(key->KeyID, element->Content, sizeof(key->KeyID));
-  return EFI_SUCCESS;
-}
-
 static EFI_STATUS readAdapter(const XML_NODE *element, RAID_ADAPTER_RECORD *adapter, RAID_CONFIG *config) {
   OBJECT_READING reading = {};
   reading.Kind = RAID_OBJECT_ADAPTER;
-  reading.Fields = &g_adapterFields;
   reading.Record = adapter;
   reading.Config = config;
   EFI_STATUS status = readObject(element, reading);
-  // The level mask may have come, or come again, after the descriptors.
-  if (!EFI_ERROR(status) && reading.HasLevelParams && reading.LevelCount != levelCount(adapter)) {
-    status = resizeLevelParams(reading);
-  }
-  return status;
+  return EFI_ERROR(status) ? status : finishLevelParams(reading);
 }
 
 static void releaseFailed(RAID_ADAPTER_RECORD *adapter) {

@@ -98,7 +98,7 @@ static void readCachePolicy(const XML_NODE *element, const FIELD_ROW &row, void 
   UINT64 policy = 0;
   UINT32 expected = 0;
   for (const XML_NODE *item = element->FirstChild; item != nullptr; item = item->NextSibling) {
-    const FIELD_ROW *group = readingRow(g_cachePolicyGroups, item->Name, &expected);
+    const FIELD_ROW *group = readingRow(*row.Fields, item->Name, &expected);
     if (group != nullptr) {
       policy |= GetValueFromName(item->Content, group->Names);
     }
@@ -112,12 +112,12 @@ static EFI_STATUS readPciIdentity(const XML_NODE *element, const FIELD_ROW &row,
   for (const XML_NODE *child = element->FirstChild; child != nullptr; child = child->NextSibling) {
     ++count;
   }
-  if (count < g_pciIdentityFields.RowCount) {
+  if (count < row.Fields->RowCount) {
     return EFI_INVALID_PARAMETER;
   }
   const XML_NODE *child = element->FirstChild;
-  for (UINT32 i = 0; child != nullptr && i < g_pciIdentityFields.RowCount; ++i, child = child->NextSibling) {
-    readField(child, g_pciIdentityFields.Rows[i], static_cast<UINT8 *>(record) + row.Place.Offset);
+  for (UINT32 i = 0; child != nullptr && i < row.Fields->RowCount; ++i, child = child->NextSibling) {
+    readField(child, row.Fields->Rows[i], static_cast<UINT8 *>(record) + row.Place.Offset);
   }
   return EFI_SUCCESS;
 }
@@ -167,12 +167,18 @@ EFI_STATUS readField(const XML_NODE *element, const FIELD_ROW &row, void *record
   case FORMAT_PCI_IDENTITY:
     return readPciIdentity(element, row, record);
   case FORMAT_RAID_LEVEL_DESC:
-    return readFields(element, g_levelDescFields, static_cast<UINT8 *>(record) + row.Place.Offset);
+    return readFields(element, *row.Fields, static_cast<UINT8 *>(record) + row.Place.Offset);
   case FORMAT_ID_LIST:
     return readListedId(element, row, record);
-  default:
-    return EFI_SUCCESS;
+  case FORMAT_RATES:
+  case FORMAT_RAID_LEVEL_PARAMS:
+  case FORMAT_ENCLOSURE:
+  case FORMAT_PHYSICAL_DISK:
+  case FORMAT_VIRTUAL_DISK:
+  case FORMAT_KEY_ID:
+    break;
   }
+  return EFI_SUCCESS;
 }
 
 EFI_STATUS readFields(const XML_NODE *element, const FIELD_TABLE &fields, void *record) {

@@ -69,27 +69,26 @@ static EFI_STATUS buildKey(XML_NODE *element, RAID_CMD_BLOCK *command) {
   return status;
 }
 
-// An element, and what builds its part of the command.
-struct METHOD_ROW {
-  const CHAR8 *Element;
-  const CHAR16 *LogLine; // or null
-  EFI_STATUS (*Build)(XML_NODE *element, RAID_CMD_BLOCK *command);
-};
+// What builds its part of the command from an element.
+typedef EFI_STATUS (*BUILD_PART)(XML_NODE *element, RAID_CMD_BLOCK *command);
 
-template <UINTN N> static const METHOD_ROW *methodRow(const METHOD_ROW (&rows)[N], const XML_NODE *element) {
-  for (const METHOD_ROW &row : rows) {
-    if (isNamed(element, row.Element)) {
-      return &row;
+// What builds the command's object from the first child of "Object"; null for an element that is none.
+static BUILD_PART objectBuilder(const XML_NODE *element) {
+  static constexpr struct {
+    FIELD_FORMAT Format;
+    BUILD_PART Build;
+  } nested[] = {
+      {FORMAT_ENCLOSURE, buildEnclosure}, {FORMAT_PHYSICAL_DISK, buildDisk}, {FORMAT_VIRTUAL_DISK, buildVirtualDisk}};
+  for (const auto &object : nested) {
+    if (isNamed(element, adapterRow(object.Format).Element)) {
+      return object.Build;
     }
   }
-  return nullptr;
+  if (isNamed(element, "Adapter")) {
+    return buildAdapter;
+  }
+  return isNamed(element, "Key") ? buildKey : nullptr;
 }
-
-static constexpr METHOD_ROW g_objectRows[] = {
-    {"Adapter", nullptr, buildAdapter}, {"Enclosure", nullptr, buildEnclosure},
-    {"PD", nullptr, buildDisk},         {"VD", nullptr, buildVirtualDisk},
-    {"Key", nullptr, buildKey},
-};
 
 static EFI_STATUS readObjectType(XML_NODE *element, RAID_CMD_BLOCK *command) {
   command->ObjectType = static_cast<UINT32>(GetValueFromName(element->Content, g_objectTypeTable));
@@ -109,20 +108,35 @@ static EFI_STATUS readMethodObject(XML_NODE *element, RAID_CMD_BLOCK *command) {
     LogPrint(LOG_TRACE, PARSE_METHOD, u"Invalid object parameter format!");
     return EFI_INVALID_PARAMETER;
   }
-  const METHOD_ROW *row = methodRow(g_objectRows, element->FirstChild);
-  if (row == nullptr) {
+  BUILD_PART build = objectBuilder(element->FirstChild);
+  if (build == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
   releaseCommandObject(command);
   command->Revision = 0; // a record that follows a key is none
-  return row->Build(element->FirstChild, command);
+  return build(element->FirstChild, command);
 }
+
+struct METHOD_ROW {
+  const CHAR8 *Element;
+  const CHAR16 *LogLine;
+  BUILD_PART Build;
+};
 
 static constexpr METHOD_ROW g_childRows[] = {
     {"ObjectType", u"Found Object Type...", readObjectType},
     {"OID", u"Found OID...", readObjectId},
     {"Object", u"Found Object...", readMethodObject},
 };
+
+static const METHOD_ROW *methodRow(const XML_NODE *element) {
+  for (const METHOD_ROW &row : g_childRows) {
+    if (isNamed(element, row.Element)) {
+      return &row;
+    }
+  }
+  return nullptr;
+}
 
 // Takes the first "name" attribute that names a command; others are passed over.
 static bool findCommand(const XML_NODE *method, RAID_CMD_BLOCK *command) {
@@ -152,7 +166,7 @@ static EFI_STATUS readMethod(const XML_NODE *method, RAID_CMD_BLOCK *command) {
   }
   LogPrint(LOG_TRACE, PARSE_METHOD, u"Searching Children...");
   for (XML_NODE *child = method->FirstChild; child != nullptr; child = child->NextSibling) {
-    const METHOD_ROW *row = methodRow(g_childRows, child);
+    const METHOD_ROW *row = methodRow(child);
     if (row == nullptr) {
       continue;
     }

@@ -51,10 +51,23 @@ static EFI_STATUS readVirtualDisk(const XML_NODE *element, RAID_CONFIG *config) 
 
 static EFI_STATUS readRow(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading) {
   switch (row.Format) {
+  case FORMAT_DECIMAL:
+  case FORMAT_HEX:
+  case FORMAT_WIDE_TEXT:
+  case FORMAT_FIXED_TEXT:
+  case FORMAT_NAME:
+  case FORMAT_BOOLEAN:
+  case FORMAT_MARK:
+  case FORMAT_MASK:
+  case FORMAT_CACHE_POLICY:
+  case FORMAT_PCI_IDENTITY:
+  case FORMAT_RAID_LEVEL_DESC:
+  case FORMAT_ID_LIST:
+    return readField(element, row, reading.Record);
   case FORMAT_RATES:
     return readRate(element, row, reading);
   case FORMAT_RAID_LEVEL_PARAMS:
-    return readLevelParams(element, reading);
+    return readLevelParams(element, row, reading);
   case FORMAT_ENCLOSURE:
     return readEnclosure(element, reading.Config);
   case FORMAT_PHYSICAL_DISK:
@@ -63,13 +76,12 @@ static EFI_STATUS readRow(const XML_NODE *element, const FIELD_ROW &row, OBJECT_
     return readVirtualDisk(element, reading.Config);
   case FORMAT_KEY_ID:
     return readKeyId(element, reading.Config);
-  default:
-    return readField(element, row, reading.Record);
   }
+  return EFI_SUCCESS;
 }
 
 EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading) {
-  const FIELD_TABLE *tables[] = {&g_headerFields, reading.Fields};
+  const FIELD_TABLE *tables[] = {&g_headerFields, objectFields(reading.Kind)};
   UINT32 expected[] = {0, 0};
   for (const XML_NODE *child = element->FirstChild; child != nullptr; child = child->NextSibling) {
     // An element may have a row in both: a disk's "ObjectID" gives two fields.
@@ -94,8 +106,9 @@ static void dropUnfinished(OBJECT_READING &reading) {
   poolFree(header->Name);
   header->Name = nullptr;
   header->ObjectType = reading.Kind;
-  for (UINT32 i = 0; i < reading.Fields->RowCount; ++i) {
-    const FIELD_ROW &row = reading.Fields->Rows[i];
+  const FIELD_TABLE *fields = objectFields(reading.Kind);
+  for (UINT32 i = 0; i < fields->RowCount; ++i) {
+    const FIELD_ROW &row = fields->Rows[i];
     if (row.Format == FORMAT_ID_LIST) {
       poolFree(fieldPointer(reading.Record, row.Place));
       fieldStorePointer(reading.Record, row.Place, nullptr);
@@ -121,7 +134,6 @@ static EFI_STATUS parseObject(const CHAR8 *function, const XML_NODE *element, OB
 EFI_STATUS parseEnclosure(const XML_NODE *element, RAID_ENCLOSURE_RECORD *record, RAID_CONFIG *config) {
   OBJECT_READING reading = {};
   reading.Kind = RAID_OBJECT_ENCLOSURE;
-  reading.Fields = &g_enclosureFields;
   reading.Record = config == nullptr ? nullptr : record;
   reading.Config = config;
   return parseObject("parseEnclosure", element, reading);
@@ -130,7 +142,6 @@ EFI_STATUS parseEnclosure(const XML_NODE *element, RAID_ENCLOSURE_RECORD *record
 EFI_STATUS parsePD(const XML_NODE *element, RAID_PD_RECORD *record) {
   OBJECT_READING reading = {};
   reading.Kind = RAID_OBJECT_PHYSICAL_DISK;
-  reading.Fields = &g_pdFields;
   reading.Record = record;
   return parseObject("parsePD", element, reading);
 }
@@ -138,7 +149,6 @@ EFI_STATUS parsePD(const XML_NODE *element, RAID_PD_RECORD *record) {
 EFI_STATUS parseVD(const XML_NODE *element, RAID_VD_RECORD *record) {
   OBJECT_READING reading = {};
   reading.Kind = RAID_OBJECT_VIRTUAL_DISK;
-  reading.Fields = &g_vdFields;
   reading.Record = record;
   return parseObject("parseVD", element, reading);
 }

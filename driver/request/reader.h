@@ -1,4 +1,6 @@
-// What the readers of this room share.
+// What the readers of this room share, from the bottom up: fields.cpp reads what only needs its record,
+// adapter_rows.cpp the adapter's further rows, objects.cpp walks an object's children, and adapter.cpp, method.cpp and
+// document.cpp stand on top of it.
 #pragma once
 
 #include "base/pool.h"
@@ -53,7 +55,6 @@ template <class T> inline T *newCommandObject() {
 // An object element on its way into a record.
 struct OBJECT_READING {
   UINT32 Kind; // RAID_OBJECT_TYPE that the object must have
-  const FIELD_TABLE *Fields;
   void *Record;
   RAID_CONFIG *Config; // receives nested objects; null when the object has none
   UINT32 RateCount;    // "Rate" elements so far
@@ -61,17 +62,17 @@ struct OBJECT_READING {
   bool HasLevelParams; // whether the element came
 };
 
+// The adapter's rows that need what was read before, or the configuration.
+EFI_STATUS readRate(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading);
+EFI_STATUS readLevelParams(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading);
+EFI_STATUS readKeyId(const XML_NODE *element, RAID_CONFIG *config);
+
+// Brings the descriptors to the number of level bits: the mask may have come, or come again, after them.
+EFI_STATUS finishLevelParams(OBJECT_READING &reading);
+
 // Reads all children into the record, whose ObjectType is preset with Kind; another one fails with
 // EFI_INVALID_PARAMETER and stands in the record then.
 EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading);
-
-// The adapter's groups that need what was read before.
-EFI_STATUS readRate(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading);
-EFI_STATUS readLevelParams(const XML_NODE *element, OBJECT_READING &reading);
-EFI_STATUS readKeyId(const XML_NODE *element, RAID_CONFIG *config);
-
-// Gives back what the record owns by its ObjectType; the pointers stay as they are.
-void releaseRecordMembers(const void *record);
 
 // Overwrites and gives back count key records; null is ignored.
 void releaseKeys(void *keys, UINTN count);

@@ -5,33 +5,6 @@
 #include "driver/request/reader.h"
 #include "driver/request/request.h"
 
-static void releaseAdapterMembers(const RAID_ADAPTER_RECORD *adapter) {
-  poolFree(adapter->FirmwareVersion);
-  poolFree(adapter->RAIDLevelParams);
-  for (UINTN i = 0; i < RAID_RATE_COUNT; ++i) {
-    poolFree(adapter->Rates[i].Name);
-  }
-}
-
-void releaseRecordMembers(const void *record) {
-  const RAID_RECORD_HEADER *header = static_cast<const RAID_RECORD_HEADER *>(record);
-  poolFree(header->Name);
-  poolFree(header->FQDD);
-  switch (header->ObjectType) {
-  case RAID_OBJECT_ADAPTER:
-    releaseAdapterMembers(static_cast<const RAID_ADAPTER_RECORD *>(record));
-    break;
-  case RAID_OBJECT_PHYSICAL_DISK:
-    poolFree(static_cast<const RAID_PD_RECORD *>(record)->VDs);
-    break;
-  case RAID_OBJECT_VIRTUAL_DISK:
-    poolFree(static_cast<const RAID_VD_RECORD *>(record)->PDs);
-    break;
-  default:
-    break;
-  }
-}
-
 void releaseKeys(void *keys, UINTN count) {
   if (keys != nullptr) {
     wipeBytes(keys, count * sizeof(RAID_KEY_RECORD));

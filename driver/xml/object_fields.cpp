@@ -1,7 +1,5 @@
 #include "driver/xml/object_fields.h"
 
-#include "base/pool.h"
-
 // The pieces of a row that one member gives: element name, place. FIELD_AS is for an element with another name.
 #define FIELD(record, member) #member, PLACE(record, member)
 #define FIELD_AS(element, record, member) element, PLACE(record, member)
@@ -78,6 +76,26 @@ static constexpr FIELD_ROW counted(FIELD_ROW result, FIELD_PLACE count) {
   return result;
 }
 
+static constexpr FIELD_ROW inside(FIELD_ROW result, const FIELD_TABLE *fields) {
+  result.Fields = fields;
+  return result;
+}
+
+static constexpr FIELD_ROW cachePolicy(const CHAR8 *element, FIELD_PLACE place) {
+  return inside(row(element, place, FORMAT_CACHE_POLICY), &g_cachePolicyGroups);
+}
+
+static constexpr FIELD_ROW levelParams(const CHAR8 *element, FIELD_PLACE place, const CHAR8 *item) {
+  FIELD_ROW result = inside(row(element, place, FORMAT_RAID_LEVEL_PARAMS), &g_levelDescFields);
+  result.Item = item;
+  return result;
+}
+
+// Objects inside an object are read by its table and written by the document's assembler.
+static constexpr FIELD_ROW object(const CHAR8 *element, FIELD_FORMAT format, const FIELD_TABLE *fields) {
+  return inside(row(element, {}, format, FIELD_READ_ONLY), fields);
+}
+
 static constexpr FIELD_ROW idList(const CHAR8 *element, FIELD_PLACE place, FIELD_PLACE count) {
   FIELD_ROW result = counted(row(element, place, FORMAT_ID_LIST), count);
   result.Length = 7;
@@ -118,7 +136,7 @@ static constexpr FIELD_ROW g_headerRows[] = {
 
 static constexpr FIELD_ROW g_adapterRows[] = {
     hex(FIELD(RAID_ADAPTER_RECORD, WWN), 16),
-    row(FIELD(RAID_ADAPTER_RECORD, PCIID), FORMAT_PCI_IDENTITY),
+    inside(row(FIELD(RAID_ADAPTER_RECORD, PCIID), FORMAT_PCI_IDENTITY), &g_pciIdentityFields),
     alias(mask(FIELD(RAID_ADAPTER_RECORD, SupportedRAIDLevels), "RaidLevel", 14, g_raidLevelTable), "RAIDLevel"),
     mask(FIELD(RAID_ADAPTER_RECORD, SupportedDiskProtocols), "Protocol", 14, g_protocolTable),
     mask(FIELD(RAID_ADAPTER_RECORD, Attributes), "Attrib", 24, g_adapterAttribTable),
@@ -126,7 +144,7 @@ static constexpr FIELD_ROW g_adapterRows[] = {
     decimal(FIELD(RAID_ADAPTER_RECORD, MaxPDsPerSpan), 7),
     decimal(FIELD(RAID_ADAPTER_RECORD, MaxSpansPerLD), 7),
     row(FIELD(RAID_ADAPTER_RECORD, FirmwareVersion), FORMAT_WIDE_TEXT),
-    row(FIELD(RAID_ADAPTER_RECORD, RAIDLevelParams), FORMAT_RAID_LEVEL_PARAMS),
+    levelParams(FIELD(RAID_ADAPTER_RECORD, RAIDLevelParams), "RAIDLevelDesc"),
     mode(FIELD(RAID_ADAPTER_RECORD, SecurityMode), 14, g_securityModeTable, 0x7F, FIELD_READ_OR),
     mode(FIELD(RAID_ADAPTER_RECORD, CheckConsistencyMode), 24, g_ccModeTable),
     mode(FIELD(RAID_ADAPTER_RECORD, LearnMode), 24, g_learnModeTable),
@@ -137,11 +155,11 @@ static constexpr FIELD_ROW g_adapterRows[] = {
          RAID_PATROL_READ_MODE_CORRECT_AREAS),
     mode(FIELD(RAID_ADAPTER_RECORD, PatrolReadMode), 24, g_patrolReadModeTable, RAID_PATROL_READ_MODE_MASK,
          FIELD_READ_OR),
-    row(FIELD_AS("Rate", RAID_ADAPTER_RECORD, Rates), FORMAT_RATES),
+    inside(row(FIELD_AS("Rate", RAID_ADAPTER_RECORD, Rates), FORMAT_RATES), &g_rateFields),
     mask(FIELD(RAID_ADAPTER_RECORD, CapableSpeeds), "Speed", 24, g_speedTable),
-    row("Enclosure", {}, FORMAT_ENCLOSURE, FIELD_READ_ONLY),
-    row("PD", {}, FORMAT_PHYSICAL_DISK, FIELD_READ_ONLY),
-    row("VD", {}, FORMAT_VIRTUAL_DISK, FIELD_READ_ONLY),
+    object("Enclosure", FORMAT_ENCLOSURE, &g_enclosureFields),
+    object("PD", FORMAT_PHYSICAL_DISK, &g_pdFields),
+    object("VD", FORMAT_VIRTUAL_DISK, &g_vdFields),
     row("Keyid", {}, FORMAT_KEY_ID, FIELD_READ_ONLY),
 };
 
@@ -158,7 +176,7 @@ static constexpr FIELD_ROW g_enclosureRows[] = {
     row(FIELD(RAID_ENCLOSURE_RECORD, Revision), FORMAT_FIXED_TEXT, VERSIONED_TEXT),
     row(FIELD(RAID_ENCLOSURE_RECORD, AssetTag), FORMAT_FIXED_TEXT, VERSIONED_TEXT),
     row(FIELD(RAID_ENCLOSURE_RECORD, ServiceTag), FORMAT_FIXED_TEXT, VERSIONED_TEXT),
-    counted(row("PD", {}, FORMAT_PHYSICAL_DISK, FIELD_READ_ONLY), PLACE(RAID_ENCLOSURE_RECORD, PDCount)),
+    counted(object("PD", FORMAT_PHYSICAL_DISK, &g_pdFields), PLACE(RAID_ENCLOSURE_RECORD, PDCount)),
 };
 
 static constexpr FIELD_ROW g_pdRows[] = {
@@ -197,8 +215,9 @@ static constexpr FIELD_ROW g_vdRows[] = {
     decimal(FIELD(RAID_VD_RECORD, Size), ALL_DIGITS),
     name(FIELD(RAID_VD_RECORD, State), 24, g_stateTable),
     name(FIELD(RAID_VD_RECORD, StripeSize), 24, g_stripeSizeTable),
-    logged(row(FIELD(RAID_VD_RECORD, CurrentCachePolicy), FORMAT_CACHE_POLICY), u"Cache Policy..."),
-    logged(row(FIELD(RAID_VD_RECORD, RAIDLevelDesc), FORMAT_RAID_LEVEL_DESC), u"RL Desc..."),
+    logged(cachePolicy(FIELD(RAID_VD_RECORD, CurrentCachePolicy)), u"Cache Policy..."),
+    logged(inside(row(FIELD(RAID_VD_RECORD, RAIDLevelDesc), FORMAT_RAID_LEVEL_DESC), &g_levelDescFields),
+           u"RL Desc..."),
     logged(mask(FIELD(RAID_VD_RECORD, Attributes), "Attrib", 24, g_vdAttribTable, FIELD_OPEN_MASK),
            u"LD Attributes..."),
     name(FIELD(RAID_VD_RECORD, AccessPolicy), 24, g_accessPolicyTable),
@@ -213,8 +232,8 @@ static constexpr FIELD_ROW g_levelDescRows[] = {
     name(FIELD(RAID_LEVEL_PARAMS, RAIDLevel), 24, g_raidLevelTable, FIELD_STRICT),
     decimal(FIELD(RAID_LEVEL_PARAMS, MinDisks), 6),
     decimal(FIELD(RAID_LEVEL_PARAMS, MaxDisks), 6),
-    row(FIELD(RAID_LEVEL_PARAMS, DefaultCachePolicy), FORMAT_CACHE_POLICY),
-    row(FIELD(RAID_LEVEL_PARAMS, AvailableCachePolicy), FORMAT_CACHE_POLICY),
+    cachePolicy(FIELD(RAID_LEVEL_PARAMS, DefaultCachePolicy)),
+    cachePolicy(FIELD(RAID_LEVEL_PARAMS, AvailableCachePolicy)),
     name(FIELD(RAID_LEVEL_PARAMS, StripeSize), 24, g_stripeSizeTable),
     mask(FIELD(RAID_LEVEL_PARAMS, AvailableStripeSize), "StripeSize", 24, g_stripeSizeTable, FIELD_OPEN_MASK),
     mask(FIELD(RAID_LEVEL_PARAMS, BoundsMask), "Bound", 24, g_boundsTable, FIELD_OPEN_MASK),
@@ -254,6 +273,11 @@ static constexpr FIELD_ROW g_cachePolicyRows[] = {
     group("DiskPolicy", RAID_CACHE_DISK_MASK, g_diskCachePolicyTable),
 };
 
+static constexpr FIELD_ROW g_inventoryRows[] = {
+    row(FIELD_AS("MarketingName", RAID_ADAPTER_RECORD, Name), FORMAT_WIDE_TEXT),
+    hex(FIELD(RAID_ADAPTER_RECORD, WWN), 16),
+};
+
 static constexpr bool sameText(const CHAR8 *a, const CHAR8 *b) {
   while (*a != 0 && *a == *b) {
     ++a;
@@ -262,7 +286,21 @@ static constexpr bool sameText(const CHAR8 *a, const CHAR8 *b) {
   return *a == *b;
 }
 
-// Every field lies inside its record, and in each direction an element has one row.
+static constexpr bool ownsMemory(const FIELD_ROW &row) {
+  return row.Format == FORMAT_WIDE_TEXT || row.Format == FORMAT_ID_LIST || row.Format == FORMAT_RAID_LEVEL_PARAMS;
+}
+
+template <UINTN N> static constexpr bool ownNoMemory(const FIELD_ROW (&rows)[N]) {
+  for (const FIELD_ROW &row : rows) {
+    if (ownsMemory(row)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Every field lies inside its record, in each direction an element has one row, and what a record owns is given back
+// once.
 template <UINTN N> static constexpr bool rowsFit(const FIELD_ROW (&rows)[N], UINTN recordSize) {
   for (UINTN i = 0; i < N; ++i) {
     if (rows[i].Place.Width > recordSize || rows[i].Place.Offset > recordSize - rows[i].Place.Width ||
@@ -272,6 +310,9 @@ template <UINTN N> static constexpr bool rowsFit(const FIELD_ROW (&rows)[N], UIN
     for (UINTN j = 0; j < i; ++j) {
       UINT16 directions = (rows[i].Flags ^ rows[j].Flags) & (FIELD_READ_ONLY | FIELD_WRITE_ONLY);
       if (sameText(rows[i].Element, rows[j].Element) && directions != (FIELD_READ_ONLY | FIELD_WRITE_ONLY)) {
+        return false;
+      }
+      if (ownsMemory(rows[i]) && ownsMemory(rows[j]) && rows[i].Place.Offset == rows[j].Place.Offset) {
         return false;
       }
     }
@@ -289,6 +330,8 @@ static_assert(rowsFit(g_pciIdentityRows, sizeof(RAID_PCI_IDENTITY)));
 static_assert(rowsFit(g_pciLocationRows, sizeof(RAID_PCI_IDENTITY)));
 static_assert(rowsFit(g_rateRows, sizeof(RAID_RATE)));
 static_assert(rowsFit(g_cachePolicyRows, sizeof(UINT32)));
+static_assert(rowsFit(g_inventoryRows, sizeof(RAID_ADAPTER_RECORD)));
+static_assert(ownNoMemory(g_levelDescRows)); // how many descriptors an adapter has is not known to its release
 
 #define TABLE_OF(rows)                                                                                                 \
   { rows, sizeof(rows) / sizeof(rows[0]) }
@@ -303,32 +346,27 @@ const FIELD_TABLE g_pciIdentityFields = TABLE_OF(g_pciIdentityRows);
 const FIELD_TABLE g_pciLocationFields = TABLE_OF(g_pciLocationRows);
 const FIELD_TABLE g_rateFields = TABLE_OF(g_rateRows);
 const FIELD_TABLE g_cachePolicyGroups = TABLE_OF(g_cachePolicyRows);
+const FIELD_TABLE g_inventoryFields = TABLE_OF(g_inventoryRows);
 
-UINT64 fieldLoad(const void *record, FIELD_PLACE place) {
-  UINT64 value = 0;
-  copyBytes(&value, static_cast<const UINT8 *>(record) + place.Offset, place.Width);
-  return value;
+const FIELD_TABLE *objectFields(UINT32 objectType) {
+  switch (objectType) {
+  case RAID_OBJECT_ADAPTER:
+    return &g_adapterFields;
+  case RAID_OBJECT_ENCLOSURE:
+    return &g_enclosureFields;
+  case RAID_OBJECT_PHYSICAL_DISK:
+    return &g_pdFields;
+  case RAID_OBJECT_VIRTUAL_DISK:
+    return &g_vdFields;
+  default:
+    return nullptr;
+  }
 }
 
-bool fieldIsFull(const void *record, FIELD_PLACE place) {
-  return fieldLoad(record, place) == ~0ULL >> (64 - 8 * place.Width);
-}
-
-void fieldStore(void *record, FIELD_PLACE place, UINT64 value) {
-  copyBytes(static_cast<UINT8 *>(record) + place.Offset, &value, place.Width);
-}
-
-UINT64 fieldValue(const void *record, const FIELD_ROW &row) {
-  UINT64 value = fieldLoad(record, row.Place);
-  return (row.Mask == 0 ? value : value & row.Mask) >> row.Shift;
-}
-
-void *fieldPointer(const void *record, FIELD_PLACE place) {
-  void *pointer = nullptr;
-  copyBytes(&pointer, static_cast<const UINT8 *>(record) + place.Offset, sizeof(pointer));
-  return pointer;
-}
-
-void fieldStorePointer(void *record, FIELD_PLACE place, void *pointer) {
-  copyBytes(static_cast<UINT8 *>(record) + place.Offset, &pointer, sizeof(pointer));
+const FIELD_ROW &adapterRow(FIELD_FORMAT format) {
+  const FIELD_ROW *row = g_adapterRows;
+  while (row->Format != format) {
+    ++row;
+  }
+  return *row;
 }

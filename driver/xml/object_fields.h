@@ -1,6 +1,7 @@
 // One table per object element, in document order. The inventory writers walk a table from its last row to its first
-// and push; the request readers look a child's name up in the same table, and apply every row that carries it. Where
-// reading and writing differ, the row says so.
+// and push; the request readers look a child's name up in the same table, and apply every row that carries it; release
+// and copies of a record (records.cpp) walk the rows whose members point to memory. Where reading and writing differ,
+// the row says so.
 #pragma once
 
 #include "driver/xml/value_names.h"
@@ -42,6 +43,8 @@ enum FIELD_FLAG : UINT16 {
   FIELD_READ_ONLY = 0x800
 };
 
+typedef struct FIELD_TABLE FIELD_TABLE;
+
 // A stretch of a record.
 typedef struct FIELD_PLACE {
   UINT16 Offset;
@@ -57,16 +60,17 @@ typedef struct FIELD_ROW {
   UINT32 Mask;                   // the element's bits within the field; 0: all of them
   UINT8 Shift;                   // the value is the field shifted right by this
   const VALUE_NAME_TABLE *Names; // of FORMAT_NAME and FORMAT_MASK
-  const CHAR8 *Item;             // of FORMAT_MASK: the items' element name
+  const CHAR8 *Item;             // of FORMAT_MASK and FORMAT_RAID_LEVEL_PARAMS: the element name of what is inside
   const CHAR8 *ItemAlias;        // a second spelling of Item that reading accepts, or null
+  const FIELD_TABLE *Fields;     // of an element or items with fields of their own; else null
   FIELD_PLACE Count;             // of FORMAT_ID_LIST and of nested disks that the record counts itself
   const CHAR16 *LogLine;         // logged before the element is written, or null
 } FIELD_ROW;
 
-typedef struct FIELD_TABLE {
+struct FIELD_TABLE {
   const FIELD_ROW *Rows;
   UINT32 RowCount;
-} FIELD_TABLE;
+};
 
 // ObjectType, ObjectID, Name, ObjVersion and FQDD, with which every object begins.
 extern const FIELD_TABLE g_headerFields;
@@ -84,6 +88,23 @@ extern const FIELD_TABLE g_rateFields;
 
 // The groups of a cache policy word in document order; each row's Mask are the group's bits.
 extern const FIELD_TABLE g_cachePolicyGroups;
+
+// The texts of an adapter that stand in the document's inventory section.
+extern const FIELD_TABLE g_inventoryFields;
+
+// The object's own fields, without the header; null for a kind that has no table.
+const FIELD_TABLE *objectFields(UINT32 objectType);
+
+// The adapter's row of a format that only one of its rows has: so each nested element has its name from there.
+const FIELD_ROW &adapterRow(FIELD_FORMAT format);
+
+// Gives back the texts and lists that the record owns by its ObjectType, and clears their pointers. Of a kind without a
+// table these are the header's texts.
+void releaseRecordMembers(void *record);
+
+// A pool copy of a record of that kind, with texts of its own and without lists (null; their counts stay). The caller
+// owns it. Null without memory.
+void *copyRecord(const void *record, UINT32 objectType);
 
 // The field's bytes as a number (1, 2, 4 or 8 bytes wide), before Mask and Shift.
 UINT64 fieldLoad(const void *record, FIELD_PLACE place);
