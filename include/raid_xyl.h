@@ -64,7 +64,8 @@ struct RAID_XYL_PROTOCOL {
   //                       run, in either mode; [0] receives the log (Size, Data).
   //
   // Each document is a pool block (AllocatePool) of its own. The operation frees it when it has read it, and wipes it
-  // before; from then on it is gone, whatever happens next. In this order, from the first reason that holds:
+  // before; from then on it is gone, whatever happens next. A saved text of Size 0 is none and stays yours. In this
+  // order, from the first reason that holds:
   //   what ends the call                                                     options  saved     new
   //   a null argument, a wrong Revision or Instance, no options document,    yours    yours     yours
   //   one block given as two of the texts, or Output the same as Input

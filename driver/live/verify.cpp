@@ -51,7 +51,7 @@ static UINT32 compareRates(const RAID_ADAPTER_RECORD *live, const RAID_ADAPTER_R
     RAID_RATE now = live->Rates[i];
     RAID_RATE then = saved->Rates[i];
     bool sameRate = now.Name != nullptr && then.Name != nullptr && textEqual(now.Name, then.Name);
-    if (sameRate && now.EditableValue >> 1 != then.EditableValue >> 1) {
+    if (sameRate && (now.EditableValue ^ then.EditableValue) >> RAID_RATE_VALUE_SHIFT != 0) {
       LogPrint(LOG_WARN, VERIFY, u"Config change detected: %s changed", static_cast<CHAR16 *>(now.Name));
       result = VERIFY_CONFIG_CHANGE;
     }

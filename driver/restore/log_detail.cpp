@@ -166,7 +166,8 @@ static void addRates(const BUILDER &builder, const RAID_ADAPTER_RECORD *record) 
   BUILDER inside = {builder.Function, rates};
   for (UINT32 i = 0; i < RAID_RATE_COUNT; ++i) {
     RAID_RATE rate = record->Rates[i];
-    if (!addWide(inside, "name", rate.Name) || !addDecimal(inside, "value", rate.EditableValue >> 1)) {
+    if (!addWide(inside, "name", rate.Name) ||
+        !addDecimal(inside, "value", rate.EditableValue >> RAID_RATE_VALUE_SHIFT)) {
       return;
     }
   }

@@ -33,7 +33,7 @@ static constexpr CLEARING_STEP g_clearingSteps[] = {
 };
 
 static UINT32 rateValue(const RAID_RATE &rate) {
-  return rate.EditableValue >> 1;
+  return rate.EditableValue >> RAID_RATE_VALUE_SHIFT;
 }
 
 const UINT16 g_comparedModes[COMPARED_MODE_COUNT] = {
