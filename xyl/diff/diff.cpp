@@ -2,6 +2,7 @@
 #include "xyl/diff/diff.h"
 
 #include "xyl/diff/diff_fields.h"
+#include "xyl/diff/diff_match.h"
 
 // An object that only one side has.
 static void addLonely(DIFF *diff, DIFF_SIDE side, DIFFERENCE_OBJECT kind, const DIFF_OBJECT &object) {
@@ -69,10 +70,12 @@ static EFI_STATUS diffAdapters(DIFF *diff, const XML_NODE *oldAdapter, const XML
   if (!EFI_ERROR(status)) {
     status = collectObjects(diff, DIFF_NEW, newAdapter);
   }
+  if (!EFI_ERROR(status)) {
+    status = matchObjects(diff);
+  }
   if (EFI_ERROR(status)) {
     return status;
   }
-  matchObjects(diff);
   for (UINTN kind = 0; kind < DIFFERENCE_OBJECT_COUNT; ++kind) {
     diffObjects(diff, static_cast<DIFFERENCE_OBJECT>(kind));
   }

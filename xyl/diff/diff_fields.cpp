@@ -4,6 +4,7 @@
 #include "base/pool.h"
 #include "base/text.h"
 #include "driver/xml/xml.h"
+#include "xyl/diff/text_keys.h"
 #include "xyl/output/output.h"
 
 // Two partners and how far the walk is in them.
@@ -189,35 +190,55 @@ static void addOneSided(const FIELD_WALK &walk, bool isOld) {
   addValues(walk, /* row= */ nullptr, isOld ? present : TEXT{}, isOld ? TEXT{} : present);
 }
 
+// The elements of one side, and the same under the texts of their child key.
+struct KEYED_SIDE {
+  const XML_NODE *First;
+  TEXT_KEYS Keys;
+};
+
+// Compares an element with the other side's first one of the same key; what both have is compared once, for the old.
+static void diffOneKeyed(const FIELD_WALK &walk, DIFF_SIDE side, const XML_NODE *mine, const XML_NODE *other,
+                         const FIELD_TABLE &fields) {
+  if (other != nullptr && side == DIFF_NEW) {
+    return;
+  }
+  TEXT prefix = {};
+  putElementWords(&prefix, mine->Name);
+  putText(&prefix, " ");
+  putText(&prefix, childText(mine, fields.Rows[0].Element));
+  FIELD_WALK inside = walk;
+  inside.Prefix = textOf(prefix);
+  if (other == nullptr) {
+    addOneSided(inside, side == DIFF_OLD);
+  } else {
+    diffTable(inside, {mine, other}, fields);
+  }
+  walk.Diff->Out->Status = prefix.Failed ? EFI_OUT_OF_RESOURCES : walk.Diff->Out->Status;
+  freeText(&prefix);
+}
+
 // Compares the elements of that name that have the same text in their child key, along fields.
 static void diffKeyed(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD_ROW &row, const FIELD_ROW &inner,
                       const FIELD_TABLE &fields) {
-  for (UINTN side = 0; side < DIFF_SIDE_COUNT; ++side) {
-    const XML_NODE *mine = childNamed(side == DIFF_OLD ? pair.Old : pair.New, inner.Element);
-    for (; mine != nullptr; mine = nextSame(mine)) {
-      const CHAR8 *key = childText(mine, fields.Rows[0].Element);
-      const XML_NODE *other = childNamed(side == DIFF_OLD ? pair.New : pair.Old, inner.Element);
-      while (other != nullptr && !textEqual(childText(other, fields.Rows[0].Element), key)) {
-        other = nextSame(other);
-      }
-      if (other != nullptr && side == DIFF_NEW) {
-        continue; // compared already
-      }
-      TEXT prefix = {};
-      putElementWords(&prefix, inner.Element);
-      putText(&prefix, " ");
-      putText(&prefix, key);
-      FIELD_WALK inside = walk;
-      inside.Element = row.Element;
-      inside.Prefix = textOf(prefix);
-      if (other == nullptr) {
-        addOneSided(inside, side == DIFF_OLD);
-      } else {
-        diffTable(inside, {mine, other}, fields);
-      }
-      walk.Diff->Out->Status = prefix.Failed ? EFI_OUT_OF_RESOURCES : walk.Diff->Out->Status;
-      freeText(&prefix);
+  KEYED_SIDE sides[DIFF_SIDE_COUNT] = {{childNamed(pair.Old, inner.Element), {}},
+                                       {childNamed(pair.New, inner.Element), {}}};
+  for (KEYED_SIDE &side : sides) {
+    for (const XML_NODE *node = side.First; node != nullptr; node = nextSame(node)) {
+      addKey(&side.Keys, node, childText(node, fields.Rows[0].Element));
     }
+    sortTextKeys(&side.Keys);
+    walk.Diff->Out->Status = side.Keys.Texts.Failed ? EFI_OUT_OF_RESOURCES : walk.Diff->Out->Status;
+  }
+  FIELD_WALK inside = walk;
+  inside.Element = row.Element;
+  for (UINTN i = 0; i < DIFF_SIDE_COUNT && !EFI_ERROR(walk.Diff->Out->Status); ++i) {
+    for (const XML_NODE *mine = sides[i].First; mine != nullptr; mine = nextSame(mine)) {
+      const void *other = thingNamed(sides[DIFF_NEW - i].Keys, childText(mine, fields.Rows[0].Element));
+      diffOneKeyed(inside, static_cast<DIFF_SIDE>(i), mine, static_cast<const XML_NODE *>(other), fields);
+    }
+  }
+  for (KEYED_SIDE &side : sides) {
+    freeKeys(&side.Keys);
   }
 }
 

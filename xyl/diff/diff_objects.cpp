@@ -1,4 +1,4 @@
-// The objects of two documents: which is which, and how they are called.
+// The objects of two documents, and how they are called.
 #include "xyl/diff/diff_objects.h"
 
 #include "base/pool.h"
@@ -51,6 +51,13 @@ EFI_STATUS collectObjects(DIFF *diff, DIFF_SIDE side, const XML_NODE *adapter) {
     } else {
       appendAll(objects, adapter, g_elements[kind]);
     }
+    for (UINT32 i = 0; i < objects->Count; ++i) {
+      addKey(&objects->Ids, &objects->Items[i], childText(objects->Items[i].Node, "ObjectID"));
+    }
+    sortTextKeys(&objects->Ids);
+    if (objects->Ids.Texts.Failed) {
+      return EFI_OUT_OF_RESOURCES;
+    }
   }
   return EFI_SUCCESS;
 }
@@ -59,150 +66,34 @@ void freeObjects(DIFF *diff) {
   for (auto &side : diff->Objects) {
     for (DIFF_OBJECTS &objects : side) {
       poolRelease(objects.Items);
+      freeKeys(&objects.Ids);
     }
   }
 }
 
 const DIFF_OBJECT *objectWithId(const DIFF *diff, DIFF_SIDE side, DIFFERENCE_OBJECT kind, const CHAR8 *id) {
-  const DIFF_OBJECTS &objects = diff->Objects[side][kind];
-  for (UINT32 i = 0; i < objects.Count; ++i) {
-    if (textEqual(childText(objects.Items[i].Node, "ObjectID"), id)) {
-      return &objects.Items[i];
-    }
-  }
-  return nullptr;
+  return static_cast<const DIFF_OBJECT *>(thingNamed(diff->Objects[side][kind].Ids, id));
 }
 
 // --- Partners ---
 
-// Whether both have the child with the same text, which is not empty and no number 0.
-static bool sameChild(const XML_NODE *a, const XML_NODE *b, const CHAR8 *name) {
-  const CHAR8 *text = childText(a, name);
-  const CHAR8 *digit = text;
-  while (*digit == '0') {
-    ++digit;
+bool isDistinct(const CHAR8 *text) {
+  while (*text == '0') {
+    ++text;
   }
-  return *digit != 0 && textEqual(text, childText(b, name));
+  return *text != 0;
 }
 
-static bool equalChild(const XML_NODE *a, const XML_NODE *b, const CHAR8 *name) {
+bool equalChild(const XML_NODE *a, const XML_NODE *b, const CHAR8 *name) {
   return textEqual(childText(a, name), childText(b, name));
 }
 
-typedef bool (*IS_SAME)(const DIFF *diff, const DIFF_OBJECT &a, const DIFF_OBJECT &b);
-
-static bool isOnly(const DIFF *, const DIFF_OBJECT &, const DIFF_OBJECT &) {
-  return true;
+bool sameChild(const XML_NODE *a, const XML_NODE *b, const CHAR8 *name) {
+  return isDistinct(childText(a, name)) && equalChild(a, b, name);
 }
 
-static bool hasServiceTag(const DIFF *, const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
-  return sameChild(a.Node, b.Node, "ServiceTag");
-}
-
-static bool hasId(const DIFF *, const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
-  return equalChild(a.Node, b.Node, "ObjectID");
-}
-
-static bool hasWwn(const DIFF *, const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
-  return sameChild(a.Node, b.Node, "WWN");
-}
-
-static bool hasSerialNumber(const DIFF *, const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
-  return sameChild(a.Node, b.Node, "SerialNumber");
-}
-
-static bool isInEnclosure(const DIFF_OBJECT &disk) {
+bool isInEnclosure(const DIFF_OBJECT &disk) {
   return textEqual(disk.Holder->Name, "Enclosure");
-}
-
-// Whether a disk of each side stand in the same enclosure. Enclosures have their partners before disks do.
-static bool sameHolder(const DIFF *diff, const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
-  if (!isInEnclosure(a) || !isInEnclosure(b)) {
-    return equalChild(a.Node, b.Node, "EnclosureObjectID");
-  }
-  const DIFF_OBJECT *holder = objectWithId(diff, DIFF_OLD, DIFFERENCE_ENCLOSURE, childText(a.Holder, "ObjectID"));
-  return holder != nullptr && holder->Partner != nullptr && holder->Partner->Node == b.Holder;
-}
-
-static bool hasPlace(const DIFF *diff, const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
-  return equalChild(a.Node, b.Node, "Slot") && equalChild(a.Node, b.Node, "Port") && sameHolder(diff, a, b);
-}
-
-static bool hasName(const DIFF *, const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
-  return sameChild(a.Node, b.Node, "Name");
-}
-
-static bool hasNameAndFqdd(const DIFF *, const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
-  return equalChild(a.Node, b.Node, "Name") && sameChild(a.Node, b.Node, "FQDD");
-}
-
-// Whether a member's partner is the other one.
-static bool isSameMember(const DIFF *diff, const CHAR8 *oldId, const CHAR8 *newId) {
-  const DIFF_OBJECT *disk = objectWithId(diff, DIFF_OLD, DIFFERENCE_DISK, oldId);
-  return disk != nullptr && disk->Partner != nullptr && textEqual(childText(disk->Partner->Node, "ObjectID"), newId);
-}
-
-static bool hasMembers(const DIFF *diff, const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
-  const XML_NODE *mine = childNamed(a.Node, "PD");
-  const XML_NODE *other = childNamed(b.Node, "PD");
-  if (mine == nullptr) {
-    return false;
-  }
-  while (mine != nullptr && other != nullptr && isSameMember(diff, nodeText(mine), nodeText(other))) {
-    mine = nextSame(mine);
-    other = nextSame(other);
-  }
-  return mine == nullptr && other == nullptr && equalChild(a.Node, b.Node, "StartingLba");
-}
-
-static bool hasFqddAndSomeMember(const DIFF *diff, const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
-  if (!sameChild(a.Node, b.Node, "FQDD")) {
-    return false;
-  }
-  for (const XML_NODE *mine = childNamed(a.Node, "PD"); mine != nullptr; mine = nextSame(mine)) {
-    for (const XML_NODE *other = childNamed(b.Node, "PD"); other != nullptr; other = nextSame(other)) {
-      if (isSameMember(diff, nodeText(mine), nodeText(other))) {
-        return true;
-      }
-    }
-  }
-  return false;
-}
-
-// The ways to find a partner, the surest first; each looks only at what is still alone.
-static constexpr struct {
-  DIFFERENCE_OBJECT Kind;
-  IS_SAME IsSame;
-} g_ways[] = {
-    {DIFFERENCE_ADAPTER, isOnly},        {DIFFERENCE_ENCLOSURE, hasServiceTag},
-    {DIFFERENCE_ENCLOSURE, hasId},       {DIFFERENCE_DISK, hasWwn},
-    {DIFFERENCE_DISK, hasSerialNumber},  {DIFFERENCE_DISK, hasPlace},
-    {DIFFERENCE_VOLUME, hasNameAndFqdd}, {DIFFERENCE_VOLUME, hasName},
-    {DIFFERENCE_VOLUME, hasMembers},     {DIFFERENCE_VOLUME, hasFqddAndSomeMember},
-};
-
-static DIFF_OBJECT *findPartner(const DIFF *diff, const DIFF_OBJECT &object, DIFFERENCE_OBJECT kind, IS_SAME isSame) {
-  const DIFF_OBJECTS &others = diff->Objects[DIFF_NEW][kind];
-  for (UINT32 i = 0; i < others.Count; ++i) {
-    if (others.Items[i].Partner == nullptr && isSame(diff, object, others.Items[i])) {
-      return &others.Items[i];
-    }
-  }
-  return nullptr;
-}
-
-void matchObjects(DIFF *diff) {
-  for (const auto &way : g_ways) {
-    DIFF_OBJECTS &objects = diff->Objects[DIFF_OLD][way.Kind];
-    for (UINT32 i = 0; i < objects.Count; ++i) {
-      DIFF_OBJECT &object = objects.Items[i];
-      DIFF_OBJECT *partner = object.Partner == nullptr ? findPartner(diff, object, way.Kind, way.IsSame) : nullptr;
-      if (partner != nullptr) {
-        object.Partner = partner;
-        partner->Partner = &object;
-      }
-    }
-  }
 }
 
 bool isReplaced(DIFFERENCE_OBJECT kind, const DIFF_OBJECT &object) {
@@ -218,8 +109,19 @@ bool isReplaced(DIFFERENCE_OBJECT kind, const DIFF_OBJECT &object) {
   }
 }
 
+// Whether a disk of each side stand in the same enclosure. Enclosures have their partners before disks do.
+static bool sameHolder(const DIFF *diff, const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
+  if (!isInEnclosure(a) || !isInEnclosure(b)) {
+    return equalChild(a.Node, b.Node, "EnclosureObjectID");
+  }
+  const DIFF_OBJECT *holder = objectWithId(diff, DIFF_OLD, DIFFERENCE_ENCLOSURE, childText(a.Holder, "ObjectID"));
+  return holder != nullptr && holder->Partner != nullptr && holder->Partner->Node == b.Holder;
+}
+
 bool isMoved(const DIFF *diff, const DIFF_OBJECT &oldDisk) {
-  return !hasPlace(diff, oldDisk, *oldDisk.Partner);
+  const DIFF_OBJECT &newDisk = *oldDisk.Partner;
+  return !equalChild(oldDisk.Node, newDisk.Node, "Slot") || !equalChild(oldDisk.Node, newDisk.Node, "Port") ||
+         !sameHolder(diff, oldDisk, newDisk);
 }
 
 // --- Words ---

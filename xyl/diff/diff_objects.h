@@ -2,6 +2,7 @@
 #pragma once
 
 #include "xyl/diff/differences.h"
+#include "xyl/diff/text_keys.h"
 
 enum DIFF_SIDE { DIFF_OLD, DIFF_NEW, DIFF_SIDE_COUNT };
 
@@ -15,6 +16,7 @@ struct DIFF_OBJECT {
 struct DIFF_OBJECTS {
   DIFF_OBJECT *Items; // pool
   UINT32 Count;
+  TEXT_KEYS Ids; // the objects by their ids
 };
 
 struct DIFF {
@@ -27,11 +29,17 @@ struct DIFF {
 EFI_STATUS collectObjects(DIFF *diff, DIFF_SIDE side, const XML_NODE *adapter);
 void freeObjects(DIFF *diff);
 
-// Finds the objects' partners.
-void matchObjects(DIFF *diff);
-
 // The object of that kind and id, or null.
 const DIFF_OBJECT *objectWithId(const DIFF *diff, DIFF_SIDE side, DIFFERENCE_OBJECT kind, const CHAR8 *id);
+
+// Whether both elements have the child with the same text; sameChild wants a distinct one.
+bool equalChild(const XML_NODE *a, const XML_NODE *b, const CHAR8 *name);
+bool sameChild(const XML_NODE *a, const XML_NODE *b, const CHAR8 *name);
+// Whether a text is not empty and no number 0.
+bool isDistinct(const CHAR8 *text);
+
+// Whether the disk's element stands in an enclosure's.
+bool isInEnclosure(const DIFF_OBJECT &disk);
 
 // Whether two partners are two things all the same: another disk in a place, another adapter.
 bool isReplaced(DIFFERENCE_OBJECT kind, const DIFF_OBJECT &object);

@@ -2,6 +2,7 @@
 // verify: what changed between a saved document and the controller, in words.
 #include "base/pool.h"
 #include "base/text.h"
+#include "raid_records.h"
 #include "xyl/controllers/controllers.h"
 #include "xyl/documents/documents.h"
 #include "xyl/output/output.h"
@@ -49,18 +50,21 @@ static UINTN explainSettings(const VERIFY_OUT &out, const ADAPTERS &adapters) {
   return found;
 }
 
-// The live rate of that name, or null.
+// The live rate of that name, or null. Like the driver, it looks at no more rates than an adapter has.
 static const XML_NODE *rateNamed(const XML_NODE *adapter, const CHAR8 *name) {
   const XML_NODE *rate = childNamed(adapter, "Rate");
-  while (rate != nullptr && !textEqual(childText(rate, "Name"), name)) {
-    rate = nextSame(rate);
+  for (UINTN i = 0; i < RAID_RATE_COUNT && rate != nullptr; ++i, rate = nextSame(rate)) {
+    if (textEqual(childText(rate, "Name"), name)) {
+      return rate;
+    }
   }
-  return rate;
+  return nullptr;
 }
 
 static UINTN explainRates(const VERIFY_OUT &out, const ADAPTERS &adapters) {
   UINTN found = 0;
-  for (const XML_NODE *saved = childNamed(adapters.Saved, "Rate"); saved != nullptr; saved = nextSame(saved)) {
+  const XML_NODE *saved = childNamed(adapters.Saved, "Rate");
+  for (UINTN i = 0; i < RAID_RATE_COUNT && saved != nullptr; ++i, saved = nextSame(saved)) {
     const CHAR8 *name = childText(saved, "Name");
     const XML_NODE *live = rateNamed(adapters.Live, name);
     if (live != nullptr && !textEqual(childText(saved, "Value"), childText(live, "Value"))) {
