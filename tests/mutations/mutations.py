@@ -20,7 +20,8 @@ STAGES = [(name, ["test_" + name], ["%b/tests/test_" + name, "--gtest_fail_fast"
                        "sim_controller schema examples sweeps xyl").split()]
 STAGES += [("fuzz.replay", ["fuzz_replay"], ["%b/fuzz/fuzz_replay", "%s/fuzz/corpus"]),
            ("report.pages", ["xyl"], [sys.executable, "%s/tests/report/page_test.py", "%b/xyl/xyl"]),
-           ("schema.made", ["make_schemas"], ["%s/tests/schema/check_made.sh", "%b/schema/make_schemas", "%s/schema"]),
+           ("schema.made", ["make_schemas"], ["%s/tests/schema/check_made.sh", "schemas", "%b/schema/make_schemas",
+                                               "%s/schema"]),
            ("model", ["test_model"], ["%b/tests/test_model", "--gtest_fail_fast"])]
 
 # Which tests come before the others for a file.
