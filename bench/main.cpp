@@ -9,6 +9,7 @@ int main(int argc, char **argv) {
   mallopt(M_TRIM_THRESHOLD, 1 << 30);
   addXmlBenches();
   addOperationBenches();
+  addGrowthBenches();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
     return 2;

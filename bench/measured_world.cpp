@@ -101,13 +101,28 @@ MeasuredWorld::MeasuredWorld(const CONTROLLER_KIND &kind) : MeasuredWorld() {
   load(RaidXylEntry);
   EFI_HANDLE controller = nullptr;
   mustSucceed(simInstall(sim_, &controller), "install");
+  serve(controller);
+  g_controller = sim_->protocol;
+  sim_->protocol.Execute = timedExecute;
+  sim_->protocol.FreeRecords = timedFreeRecords;
+}
+
+static const EFI_GUID g_mgmtGuid = RAID_MGMT_PROTOCOL_GUID;
+
+MeasuredWorld::MeasuredWorld(RAID_MGMT_PROTOCOL &controller) : MeasuredWorld() {
+  load(RaidXylEntry);
+  other_ = &controller;
+  mustSucceed(
+      firmware_.bootServices()->InstallProtocolInterface(&otherHandle_, &g_mgmtGuid, EFI_NATIVE_INTERFACE, other_),
+      "install");
+  serve(otherHandle_);
+}
+
+void MeasuredWorld::serve(EFI_HANDLE controller) {
   EFI_BOOT_SERVICES *services = firmware_.bootServices();
   mustSucceed(services->ConnectController(controller, nullptr, nullptr, 1), "connect");
   static const EFI_GUID xylGuid = RAID_XYL_PROTOCOL_GUID;
   mustSucceed(services->HandleProtocol(controller, &xylGuid, reinterpret_cast<void **>(&operations_)), "driver");
-  g_controller = sim_->protocol;
-  sim_->protocol.Execute = timedExecute;
-  sim_->protocol.FreeRecords = timedFreeRecords;
 }
 
 MeasuredWorld::~MeasuredWorld() {
@@ -116,6 +131,11 @@ MeasuredWorld::~MeasuredWorld() {
       g_controller.FreeRecords(&sim_->protocol, held.data, held.count);
     }
     mustSucceed(simDestroy(sim_), "controller removed");
+  }
+  if (other_ != nullptr) {
+    EFI_BOOT_SERVICES *services = firmware_.bootServices();
+    mustSucceed(services->DisconnectController(otherHandle_, nullptr, nullptr), "disconnect");
+    mustSucceed(services->UninstallProtocolInterface(otherHandle_, &g_mgmtGuid, other_), "uninstall");
   }
   for (; !images_.empty(); images_.pop_back()) {
     mustSucceed(firmware_.unloadImage(images_.back()), "unload");

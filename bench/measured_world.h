@@ -32,6 +32,7 @@ class MeasuredWorld {
 public:
   MeasuredWorld(); // XML service only
   explicit MeasuredWorld(const CONTROLLER_KIND &kind);
+  explicit MeasuredWorld(RAID_MGMT_PROTOCOL &controller); // another controller, whose time is not taken apart
   ~MeasuredWorld();
   MeasuredWorld(const MeasuredWorld &) = delete;
   MeasuredWorld &operator=(const MeasuredWorld &) = delete;
@@ -53,10 +54,13 @@ public:
 
 private:
   void load(EFI_IMAGE_ENTRY entry);
+  void serve(EFI_HANDLE controller);
   void *answer(UINT32 command, UINT32 objectType, UINT32 *count);
 
   Firmware firmware_;
   SIM_CONTROLLER *sim_ = nullptr;
+  RAID_MGMT_PROTOCOL *other_ = nullptr;
+  EFI_HANDLE otherHandle_ = nullptr;
   RAID_XYL_PROTOCOL *operations_ = nullptr;
   struct HELD_ANSWER {
     void *data;

@@ -20,7 +20,7 @@ def read_benchmarks(path):
     for run in json.loads(path.read_text())["benchmarks"]:
         if run["run_type"] != "iteration":
             continue
-        name = run["run_name"].replace("/manual_time", "")
+        name = re.sub(r"/iterations:\d+|/repeats:\d+|/manual_time", "", run["run_name"])
         # With a time of its own the benchmark has taken the controller's out.
         run["us"] = (run["real_time"] if "manual_time" in run["run_name"] else run["cpu_time"]) / 1000
         if name not in found or run["us"] < found[name]["us"]:
@@ -93,6 +93,17 @@ def growth_part(runs):
     return table(["operation", "grows with", "exponent", *[f"{size} disks" for size in disks]], rows)
 
 
+def elements_part(runs):
+    series = collections.defaultdict(list)
+    for name in names_of(runs, "elements"):
+        what, count = name.split("/")
+        series[what].append((int(count), runs[f"elements/{name}/ours"]["us"]))
+    counts = [count for count, _ in next(iter(series.values()))]
+    rows = [[what, f"{exponent(points):.2f}", *[f"{us / count:.2f}" for count, us in points]]
+            for what, points in series.items()]
+    return table(["operation, elements", "exponent", *[f"{count:,}" for count in counts]], rows)
+
+
 def firmware_part(runs, folder):
     rows = []
     for arch in CPU:
@@ -156,10 +167,12 @@ def main():
     builds = [pathlib.Path(name) for name in sys.argv[3:]]
     template = (pathlib.Path(__file__).parent / "results.in.md").read_text()
     parts = {"xml": xml_part(runs), "operations": operations_part(runs), "growth": growth_part(runs),
+             "elements": elements_part(runs),
              "firmware": firmware_part(runs, firmware), "images": image_part(builds)}
     text = re.sub(r"@(\w+)@\n", lambda part: parts[part[1]], template)
     (pathlib.Path(__file__).parent / "RESULTS.md").write_text(text)
     print(text)
 
 
-main()
+if __name__ == "__main__":
+    main()
