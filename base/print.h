@@ -4,9 +4,20 @@
 #include "uefi/types.h"
 
 // Formats into buffer, which has room for capacity units including the NUL (at least 1); longer output is cut. Returns
-// the number of characters stored. Conversions: %d %u (32-bit; l or L: 64-bit), %x %X (upper-case digits; a width pads
-// %X with zeros), %a (8-bit text), %s %S (UCS-2 text), %c, %r (EFI_STATUS as text), %p, %g (EFI_GUID *), %%; flags - 0
-// and a width; a precision limits texts. Null texts print as "<null string>".
+// the number of characters stored.
+//
+// A conversion is % flags width .precision modifiers type. Flags: - 0 + blank and , (thousands, %d only). Width and
+// precision are digits, or * for one from the arguments; a precision is the least number of digits, or the most
+// characters of a text. Integers have 32 bits; with l, L or z 64, with h 16, with hh 8. Types:
+//   d i u      decimal
+//   x X        upper-case hexadecimal; a width pads X with zeros
+//   p          as lX
+//   a, s S     8-bit text, UCS-2 text
+//   c          one UCS-2 character
+//   r          EFI_STATUS as text
+//   g, t       EFI_GUID *, EFI_TIME *
+//   %          a percent sign, without an argument
+// Another type prints its letter and passes over one argument. Null texts print as "<null string>".
 UINTN formatText(CHAR16 *buffer, UINTN capacity, const CHAR16 *format, EFI_VA_LIST arguments);
 
 // The text of a status as %r prints it, or null for one without a name.

@@ -52,9 +52,9 @@ template <class T> static std::string printed(const std::string &format, T argum
   return buffer;
 }
 
-static std::string numberPrinted(std::string flags, char type, bool isLong, uint64_t value) {
-  flags = (type == 'X' ? "%0" : "%") + flags + (isLong ? "ll" : "") + (type == 'x' ? 'X' : type);
-  return isLong ? printed(flags, value) : printed(flags, static_cast<unsigned>(value));
+static std::string numberPrinted(std::string flags, char type, const std::string &size, uint64_t value) {
+  flags = (type == 'X' ? "%0" : "%") + flags + (size == "l" ? "ll" : size) + (type == 'x' ? 'X' : type);
+  return size == "l" ? printed(flags, value) : printed(flags, static_cast<unsigned>(value));
 }
 
 static std::string statusPrinted(const std::string &flags, EFI_STATUS status) {
@@ -70,19 +70,21 @@ static void judgeConversion(FuzzInput &input, size_t capacity) {
   char type = types[input.byte() % types.size()];
   bool isNumber = types.find(type) < 4, isText = !isNumber && type != 'r';
   uint8_t choices = input.byte();
-  bool isLong = isNumber && (choices & 8) != 0;
+  std::string size = !isNumber ? "" : (choices & 8) != 0 ? "l" : (choices & 32) != 0 ? "h" : "";
   std::string flags = (choices & 1) != 0 ? "-" : "";
   flags += isNumber && (choices & 2) != 0 ? "0" : "";
+  flags += type == 'd' && (choices & 64) != 0 ? "+" : "";
+  flags += type == 'd' && (choices & 128) != 0 ? " " : "";
   flags += (choices & 4) != 0 ? std::to_string(input.byte() + 1) : "";
-  flags += isText && (choices & 16) != 0 ? "." + std::to_string(input.byte()) : "";
+  flags += (isText || isNumber) && (choices & 16) != 0 ? "." + std::to_string(input.byte() + isNumber) : "";
   uint64_t argument = input.number(8);
   argument = type == 'r' ? argument % 256 | argument >> 63 << 63 : argument;
-  std::string wanted = isNumber ? numberPrinted(flags, type, isLong, argument) : statusPrinted(flags, argument);
+  std::string wanted = isNumber ? numberPrinted(flags, type, size, argument) : statusPrinted(flags, argument);
   if (isText) {
     argument = reinterpret_cast<uint64_t>(type == 'a' ? static_cast<const void *>(text.c_str()) : wideText.c_str());
     wanted = printed("%" + flags + "s", text.c_str());
   }
-  std::u16string whole = judgeCut(wide(before + "%" + flags + (isLong ? "l" : "") + type + before), argument, capacity);
+  std::u16string whole = judgeCut(wide(before + "%" + flags + size + type + before), argument, capacity);
   mustHold(whole == wide(before + wanted + before), "printed otherwise: " + wanted);
 }
 
@@ -92,7 +94,7 @@ static void judgeAny(FuzzInput &input, size_t capacity) {
   size_t conversions = 0;
   for (uint8_t unit = input.byte(); unit != 0 && conversions < 8; unit = input.byte()) {
     any += static_cast<char16_t>(unit < 0x80 ? unit : unit << 8);
-    conversions += unit == '%' ? 1 : 0;
+    conversions += unit == '%' || unit == '*' ? 1 : 0; // each takes an argument
   }
   judgeCut(any, reinterpret_cast<uint64_t>(memory), capacity);
 }

@@ -55,6 +55,8 @@ static FORMATTED EFIAPI formatted(UINTN capacity, const CHAR16 *text, ...) {
 }
 
 TEST(Print, ConversionsGiveTheTextsThatUefiGives) {
+  static const EFI_TIME time = {2026, 3, 9, 7, 5, 59, 0, 0, 0, 0, 0};
+  static const EFI_GUID guid = {0x13F6F5D9, 0x02F8, 0x4976, {0xA0, 0x70, 0x7B, 0x23, 0xB1, 0xA3, 0xA2, 0x26}};
   const struct {
     FORMATTED output;
     const CHAR16 *wanted;
@@ -69,7 +71,18 @@ TEST(Print, ConversionsGiveTheTextsThatUefiGives) {
       {formatted(64, u"%r, %r", EFI_NOT_FOUND, EFI_SUCCESS), u"Not Found, Success"},
       {formatted(64, u"%r", EFI_ERROR_CODE(0x12345)), u"00012345"},
       {formatted(64, u"%04a", "ab"), u"  ab"},
-      {formatted(64, u"100%% %q%c", UINT64{'!'}), u"100% q!"},
+      {formatted(64, u"%,d %,d %,015ld %,d", 1234567, -100, INT64_MIN, 12),
+       u"1,234,567 -100 -9,223,372,036,854,775,808 12"},
+      {formatted(64, u"%+d|% d|%+05d|%+ d|%+u|%.4d|%6.3x", 7, 7, 7, -7, 7, -7, 10), u"+7| 7|+0007|-7|7|-0007|   00A"},
+      {formatted(64, u"%*d|%-*d|%*d|%.*a", UINTN{4}, 7, UINTN{4}, 7, -3, 7, UINTN{2}, "abc"), u"   7|7   |7  |ab"},
+      {formatted(64, u"%i %hd %hhd %hu %hx %zu %lld", 7, 0x18000, 0x1FF, -1, 0x1ABCD, UINT64{1} << 40, INT64{-1}),
+       u"7 -32768 -1 65535 ABCD 1099511627776 -1"},
+      {formatted(64, u"%g|%g", &guid, nullptr), u"13F6F5D9-02F8-4976-A070-7B23B1A3A226|<null guid>"},
+      {formatted(64, u"%t|%19t|%t", &time, &time, nullptr), u"03/09/2026  07:05|  03/09/2026  07:05|<null time>"},
+      {formatted(64, u"%q %f %#x %a", 1, 1.5, 2, "last"), u"q f #x last"}, // an argument each, whatever it is
+      {formatted(64, u"100%% %5%%-3c|", UINT64{'!'}), u"100% %!  |"},
+      {formatted(8, u"%99999999999999999999d", 7), u"       "},
+      {formatted(8, u"%-*d", UINTN{0x7FFFFFFF}, 7), u"7      "},
       {formatted(64, u"cut %"), u"cut "},
       {formatted(5, u"%a", "longer"), u"long"},
       {formatted(1, u"%d", 7), u""},
