@@ -5,6 +5,7 @@
 #include "debug_log.h"
 #include "debug_log_ring.h"
 #include "providers/debug_log/ring.h"
+#include "providers/unload_guard/unload_guard.h"
 #include "uefi/protocols.h"
 
 #define LINE_CAPACITY 1024U // longer texts are cut
@@ -209,6 +210,10 @@ static void readLoadOptions(const EFI_LOADED_IMAGE_PROTOCOL *loadedImage) {
 }
 
 static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
+  EFI_STATUS status = checkUnload(image, &g_debugLogGuid, u"DebugLog.efi");
+  if (EFI_ERROR(status)) {
+    return status;
+  }
   return g_bootServices->UninstallMultipleProtocolInterfaces(image, &g_debugLogGuid, &g_debugLogProtocol, &g_ringGuid,
                                                              &g_ringProtocol, nullptr);
 }

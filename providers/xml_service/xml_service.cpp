@@ -1,5 +1,6 @@
 #include "providers/xml_service/xml_service.h"
 
+#include "providers/unload_guard/unload_guard.h"
 #include "providers/xml_service/parse.h"
 #include "providers/xml_service/serialize.h"
 #include "providers/xml_service/tree.h"
@@ -58,8 +59,13 @@ static const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 // Writable, as users of a protocol expect of its interface.
 static XML_PROTOCOL g_xmlService = {unused, parse, unused, serialize, createNode, freeNode};
 
-static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
+static EFI_STATUS uninstall(EFI_HANDLE image) {
   return g_bootServices->UninstallMultipleProtocolInterfaces(image, &g_xmlProtocolGuid, &g_xmlService, nullptr);
+}
+
+static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
+  EFI_STATUS status = checkUnload(image, &g_xmlProtocolGuid, u"XmlService.efi");
+  return EFI_ERROR(status) ? status : uninstall(image);
 }
 
 EFI_STATUS EFIAPI XmlServiceEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
@@ -72,7 +78,7 @@ EFI_STATUS EFIAPI XmlServiceEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTabl
   EFI_LOADED_IMAGE_PROTOCOL *loadedImage = nullptr;
   status = g_bootServices->HandleProtocol(image, &g_loadedImageGuid, reinterpret_cast<void **>(&loadedImage));
   if (EFI_ERROR(status)) {
-    unload(image);
+    uninstall(image);
     return status;
   }
   loadedImage->Unload = unload;

@@ -44,9 +44,10 @@ for room in controller xml inventory request restore live binding; do
 done
 driver=$below
 
+check providers/unload_guard free # what two providers share
 providers=""
 for room in xml_service debug_log sim_controller; do
-  check "providers/$room" free # never another's insides
+  check "providers/$room" free providers/unload_guard # never another's insides
   providers="$providers providers/$room"
 done
 check host_firmware host

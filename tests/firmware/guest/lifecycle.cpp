@@ -148,6 +148,15 @@ static void checkLog() {
   poolFree(text);
 }
 
+// The driver is loaded, though it serves nothing here.
+static void checkProvidersStay() {
+  disconnectEverywhere(g_images[IMAGE_DRIVER].handle);
+  for (UINTN index = IMAGE_LOG; index <= IMAGE_XML; ++index) {
+    EFI_STATUS status = g_bootServices->UnloadImage(g_images[index].handle);
+    check(status == EFI_ACCESS_DENIED, u"%s stays while the driver is loaded: %r", g_images[index].file, status);
+  }
+}
+
 // The controller's driver goes while its controller is served, and comes back.
 static void replaceController(EFI_HANDLE application) {
   if (!unloadTestImage(IMAGE_SIM)) {
@@ -165,6 +174,7 @@ static void replaceController(EFI_HANDLE application) {
 static void useAll(EFI_HANDLE application, bool withNames) {
   UINT64 ownBlocks = simBlocks();
   EFI_HANDLE driver = g_images[IMAGE_DRIVER].handle;
+  checkProvidersStay();
   connectEverywhere(/* recursive= */ 0);
   checkInventory();
   checkInstancesWritable();
