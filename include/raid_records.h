@@ -11,11 +11,11 @@
 
 // Members that every record begins with.
 #define RAID_RECORD_HEADER_MEMBERS                                                                                     \
-  UINT32 ObjectType;                                                                                                   \
-  UINT32 ObjectID;                                                                                                     \
-  CHAR16 *Name;                                                                                                        \
-  UINT32 ObjVersion; /* 0: no FQDD and no version-dependent identity fields */                                         \
-  CHAR16 *FQDD;                                                                                                        \
+  UINT32 ObjectType; /* RAID_OBJECT_TYPE */                                                                            \
+  UINT32 ObjectID;   /* by which commands name the object */                                                           \
+  CHAR16 *Name;      /* for people; may be null */                                                                     \
+  UINT32 ObjVersion; /* 0: the FQDD, service tags, revisions, serial numbers and the like are not reported */          \
+  CHAR16 *FQDD;      /* the name of the place, the same for another disk in it; null for ObjVersion 0 */               \
   UINT8 ReservedHeader[36]
 
 typedef struct RAID_PACKED RAID_RECORD_HEADER {
@@ -26,7 +26,7 @@ UEFI_STATIC_ASSERT(offsetof(RAID_RECORD_HEADER, FQDD) == 20, "record header layo
 UEFI_STATIC_ASSERT(sizeof(RAID_RECORD_HEADER) == 64, "record header size");
 
 typedef struct RAID_PACKED RAID_PCI_IDENTITY {
-  UINT16 SubdeviceID;
+  UINT16 SubdeviceID; // a restore wants all four ids to be those that were saved
   UINT16 SubvendorID;
   UINT16 DeviceID;
   UINT16 VendorID;
@@ -34,57 +34,57 @@ typedef struct RAID_PACKED RAID_PCI_IDENTITY {
   UINT8 PCIDevice;
   UINT8 PCIFunction;
   UINT8 Reserved;
-  UINT32 EmbeddedIndex; // bit 0 Embedded, bits 1-31 Index
+  UINT32 EmbeddedIndex; // RAID_PCI_EMBEDDED, RAID_PCI_INDEX_SHIFT
 } RAID_PCI_IDENTITY;
 UEFI_STATIC_ASSERT(sizeof(RAID_PCI_IDENTITY) == 16, "PCI identity size");
 
 typedef struct RAID_PACKED RAID_LEVEL_PARAMS {
-  UINT32 RAIDLevel;
-  UINT32 MinDisks;
+  UINT32 RAIDLevel; // one RAID_LEVEL_
+  UINT32 MinDisks;  // of one virtual disk
   UINT32 MaxDisks;
-  UINT32 DefaultCachePolicy;
-  UINT32 AvailableCachePolicy;
-  UINT32 StripeSize;
-  UINT32 AvailableStripeSize;
-  UINT32 BoundsMask;
-  UINT32 DefaultRLQ;
-  UINT32 AvailableRLQ;
-  UINT32 DefaultSRL;
-  UINT32 AvailableSRL;
-  UINT32 AvailableProtocols;
-  UINT32 Attributes;
+  UINT32 DefaultCachePolicy;   // RAID_CACHE_, one of each group
+  UINT32 AvailableCachePolicy; // RAID_CACHE_, a mask
+  UINT32 StripeSize;           // RAID_STRIPE_SIZE_, the default
+  UINT32 AvailableStripeSize;  // RAID_STRIPE_SIZE_, a mask
+  UINT32 BoundsMask;           // RAID_BOUNDS_
+  UINT32 DefaultRLQ;           // RAID_RLQ_
+  UINT32 AvailableRLQ;         // RAID_RLQ_, a mask
+  UINT32 DefaultSRL;           // RAID_SRL_
+  UINT32 AvailableSRL;         // RAID_SRL_, a mask
+  UINT32 AvailableProtocols;   // RAID_PROTOCOL_, a mask
+  UINT32 Attributes;           // RAID_LEVEL_ATTRIBUTE_
 } RAID_LEVEL_PARAMS;
 UEFI_STATIC_ASSERT(sizeof(RAID_LEVEL_PARAMS) == 56, "level descriptor size");
 
 #define RAID_RATE_COUNT 8
 typedef struct RAID_PACKED RAID_RATE {
   CHAR16 *Name;        // null: the slot is empty
-  UINT8 EditableValue; // bit 0 Editable, bits 1-7 Value
+  UINT8 EditableValue; // RAID_RATE_EDITABLE, RAID_RATE_VALUE_SHIFT
 } RAID_RATE;
 UEFI_STATIC_ASSERT(sizeof(RAID_RATE) == 9, "rate size");
 
 typedef struct RAID_PACKED RAID_ADAPTER_RECORD {
   RAID_RECORD_HEADER_MEMBERS;
-  UINT64 WWN;
+  UINT64 WWN; // another one means another adapter
   RAID_PCI_IDENTITY PCIID;
-  UINT32 SupportedRAIDLevels;
-  UINT32 SupportedDiskProtocols;
-  UINT32 Attributes;
-  UINT32 MaxLDs;
+  UINT32 SupportedRAIDLevels;    // RAID_LEVEL_, a mask
+  UINT32 SupportedDiskProtocols; // RAID_PROTOCOL_, a mask
+  UINT32 Attributes;             // RAID_ADAPTER_ATTRIBUTE_
+  UINT32 MaxLDs;                 // virtual disks
   UINT32 MaxPDsPerSpan;
   UINT32 MaxSpansPerLD;
   CHAR16 *FirmwareVersion;
   RAID_LEVEL_PARAMS *RAIDLevelParams; // one entry per bit set in SupportedRAIDLevels
   UINT8 Reserved1[293];
-  UINT8 SecurityMode;
-  UINT8 UncertifiedMode;
-  UINT8 LoadBalanceMode;
-  UINT8 LearnMode;
-  UINT8 CheckConsistencyMode;
-  UINT8 PatrolReadMode; // bits 2-3 the mode, bit 6 CorrectUnconfiguredAreas
-  UINT8 CopyBackMode;
+  UINT8 SecurityMode;         // RAID_SECURITY_MODE_; all seven with RAID_MODE_PRESENT, or 0
+  UINT8 UncertifiedMode;      // RAID_UNCERTIFIED_MODE_
+  UINT8 LoadBalanceMode;      // RAID_LOAD_BALANCE_MODE_
+  UINT8 LearnMode;            // RAID_LEARN_MODE_
+  UINT8 CheckConsistencyMode; // RAID_CHECK_CONSISTENCY_MODE_
+  UINT8 PatrolReadMode;       // RAID_PATROL_READ_MODE_
+  UINT8 CopyBackMode;         // RAID_COPY_BACK_MODE_
   RAID_RATE Rates[RAID_RATE_COUNT];
-  UINT32 CapableSpeeds;
+  UINT32 CapableSpeeds; // RAID_SPEED_, a mask
   UINT8 Reserved2[8];
 } RAID_ADAPTER_RECORD;
 UEFI_STATIC_ASSERT(offsetof(RAID_ADAPTER_RECORD, PCIID) == 72, "adapter record layout");
@@ -103,8 +103,8 @@ typedef struct RAID_PACKED RAID_ENCLOSURE_RECORD {
   UINT8 SlotCount;
   UINT8 PDCount; // only counted in parsed documents
   UINT8 Position;
-  UINT8 MultipathPort; // bit 0 Multipath, bits 1-7 Port
-  UINT8 EMMCount;
+  UINT8 MultipathPort; // RAID_ENCLOSURE_MULTIPATH, RAID_ENCLOSURE_PORT_SHIFT
+  UINT8 EMMCount;      // management modules
   UINT8 FanCount;
   UINT8 PSUCount;
   UINT8 TempProbeCount;
@@ -121,20 +121,20 @@ UEFI_STATIC_ASSERT(sizeof(RAID_ENCLOSURE_RECORD) == RAID_RECORD_SIZE, "enclosure
 typedef struct RAID_PACKED RAID_PD_RECORD {
   RAID_RECORD_HEADER_MEMBERS;
   UINT32 DeviceID;
-  UINT32 EnclosureObjectID;
-  UINT32 EnclosureDeviceID;
-  UINT64 Size;
+  UINT32 EnclosureObjectID; // with Port and Slot the place, for a restore
+  UINT32 EnclosureDeviceID; // or RAID_ENCLOSURE_NONE
+  UINT64 Size;              // likewise UsedSize, FreeSize and a virtual disk's; in a unit of the controller's choice
   UINT64 FreeSize;
   UINT64 UsedSize;
-  UINT64 State;
+  UINT64 State; // RAID_STATE_
   UINT64 WWN;
-  UINT32 Protocol;
+  UINT32 Protocol; // one RAID_PROTOCOL_
   UINT8 Port;
   UINT8 Slot;
-  UINT8 Hotspare; // 0 none, 1 dedicated, 2 global
-  UINT8 Attributes;
-  UINT32 CapableSpeeds;
-  UINT32 SecureState;
+  UINT8 Hotspare;       // RAID_HOTSPARE_
+  UINT8 Attributes;     // RAID_PD_ATTRIBUTE_
+  UINT32 CapableSpeeds; // RAID_SPEED_, a mask
+  UINT32 SecureState;   // RAID_SECURE_STATE_
   CHAR8 ManufactureName[8];
   CHAR8 ModelName[16];
   CHAR8 Revision[4];
@@ -157,20 +157,20 @@ UEFI_STATIC_ASSERT(sizeof(RAID_PD_RECORD) == RAID_RECORD_SIZE, "disk record size
 typedef struct RAID_PACKED RAID_VD_RECORD {
   RAID_RECORD_HEADER_MEMBERS;
   UINT32 TargetID;
-  UINT32 RAIDLevel;
-  UINT32 RLQ;
+  UINT32 RAIDLevel; // one RAID_LEVEL_
+  UINT32 RLQ;       // RAID_RLQ_
   UINT64 Size;
-  UINT64 State;
-  UINT32 StripeSize;
-  UINT32 CurrentCachePolicy;
-  UINT32 AccessPolicy;
-  UINT32 DiskCachePolicy;
+  UINT64 State;              // RAID_STATE_
+  UINT32 StripeSize;         // RAID_STRIPE_SIZE_
+  UINT32 CurrentCachePolicy; // RAID_CACHE_, one of each group
+  UINT32 AccessPolicy;       // RAID_ACCESS_POLICY_
+  UINT32 DiskCachePolicy;    // RAID_CACHE_DISK_
   UINT32 SpanDepth;
-  UINT32 SRL;
+  UINT32 SRL; // RAID_SRL_
   UINT32 PDsPerSpan;
-  UINT64 StartingLba;
+  UINT64 StartingLba; // on its disks
   RAID_LEVEL_PARAMS RAIDLevelDesc;
-  UINT32 Attributes;
+  UINT32 Attributes; // RAID_VD_ATTRIBUTE_
   UINT8 Reserved[312];
   UINT32 PDCount;
   UINT32 *PDs; // ObjectIDs of the member disks
@@ -190,7 +190,7 @@ UEFI_STATIC_ASSERT(sizeof(RAID_VD_RECORD) == RAID_RECORD_SIZE, "virtual disk rec
 typedef struct RAID_PACKED RAID_KEY_RECORD {
   CHAR8 KeyID[RAID_KEY_ID_SIZE]; // NUL-terminated only when shorter
   UINT8 Passphrase[RAID_PASSPHRASE_SIZE];
-  UINT16 Mode;
+  UINT16 Mode; // RAID_KEY_MODE_; 0 when the document names none
   UINT8 Reserved;
 } RAID_KEY_RECORD;
 UEFI_STATIC_ASSERT(offsetof(RAID_KEY_RECORD, Mode) == 289, "key record layout");
