@@ -122,7 +122,8 @@ static XML_NODE *createDiskNode(const UINT32 *objectId, const RAID_PD_RECORD *re
     return node;
   }
   UINT8 kind = record->Hotspare;
-  addText(builder, "HotSpare", kind == 1 ? "Dedicated" : (kind == 2 ? "Global" : "None"));
+  const CHAR8 *other = kind == RAID_HOTSPARE_GLOBAL ? "Global" : "None";
+  addText(builder, "HotSpare", kind == RAID_HOTSPARE_DEDICATED ? "Dedicated" : other);
   return node;
 }
 
