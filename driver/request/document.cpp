@@ -1,6 +1,7 @@
 // Recognising a configuration document and walking down to its objects.
 #include "base/log.h"
 #include "base/pool.h"
+#include "base/text.h"
 #include "driver/request/reader.h"
 #include "driver/request/request.h"
 #include "driver/xml/xml.h"
@@ -28,7 +29,10 @@ static EFI_STATUS readRaidData(XML_NODE *raidData, RAID_CONFIG **configs, UINT32
       return EFI_OUT_OF_RESOURCES;
     }
     if (isNamed(child, "Method")) {
-      parseMethod(child, *slot);
+      // A method that cannot be read is left out; that memory was short must not stay unsaid.
+      if (parseMethod(child, *slot) == EFI_OUT_OF_RESOURCES) {
+        LogPrint(LOG_ERROR, "ParseRAIDData", u"Out of memory, a method is left out");
+      }
       fresh = false; // the next adapter keeps the commands
     }
     if (!isNamed(child, "Adapter")) {
@@ -124,9 +128,39 @@ static EFI_STATUS readRoot(XML_NODE *root, RAID_CONFIG **configs, UINT32 *count)
   if (isNamed(root, "raidData")) {
     return ParseRAIDData(root, configs, count, 0, 0, 0);
   }
-  LogPrint(LOG_ERROR, PARSE_BLOB, u"DOC head is %a, I don't know how to parse this", root->Name);
+  LogPrint(LOG_ERROR, PARSE_BLOB, u"DOC head is %a, I don't know how to parse this", loggableWord(root->Name));
   *count = 0;
   return EFI_INVALID_PARAMETER;
+}
+
+// Overwrites the texts of an element, of its attributes and of what is below it, down to the depth at which an object's
+// innermost field stands.
+static void wipeElement(const XML_NODE *element, UINTN depth) {
+  if (element->Content != nullptr) {
+    wipeBytes(element->Content, textLength(element->Content));
+  }
+  for (const XML_ATTRIBUTE *attribute = element->Attributes; attribute != nullptr; attribute = attribute->Next) {
+    if (attribute->Value != nullptr) {
+      wipeBytes(attribute->Value, textLength(attribute->Value));
+    }
+  }
+  for (const XML_NODE *child = element->FirstChild; child != nullptr && depth != 0; child = child->NextSibling) {
+    wipeElement(child, depth - 1);
+  }
+}
+
+// A service need not overwrite what it gives back, and a passphrase may stand in any method: one that was left out, or
+// never reached, and under a misspelt name.
+static void wipeMethods(const XML_NODE *parent, UINTN depth) {
+  static constexpr const CHAR8 *above[] = {"Configuration", "raidData"};
+  static constexpr UINTN FIELD_DEPTH = 6; // Object, Adapter, Enclosure, PD, Attributes, Attrib
+  for (const XML_NODE *child = parent->FirstChild; child != nullptr; child = child->NextSibling) {
+    if (isNamed(child, "Method")) {
+      wipeElement(child, FIELD_DEPTH);
+    } else if (depth < sizeof(above) / sizeof(above[0]) && isNamed(child, above[depth])) {
+      wipeMethods(child, depth + 1);
+    }
+  }
 }
 
 static EFI_STATUS parseBlob(const CHAR8 *text, RAID_CONFIG **configs, UINT32 *count) {
@@ -147,6 +181,7 @@ static EFI_STATUS parseBlob(const CHAR8 *text, RAID_CONFIG **configs, UINT32 *co
     return status;
   }
   status = readRoot(root, configs, count);
+  wipeMethods(root, 0);
   FreeXMLNode(root);
   return status;
 }

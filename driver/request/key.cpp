@@ -1,4 +1,4 @@
-// Key elements, whose passphrases must leave no trace in memory that is given back.
+// Key elements. What is given back of them is overwritten; the texts that they were read from, with their document.
 #include "base/log.h"
 #include "base/pool.h"
 #include "base/text.h"
@@ -98,7 +98,6 @@ static EFI_STATUS readKey(const XML_NODE *element, KEY_FORM form, RAID_KEY_RECOR
     return EFI_INVALID_PARAMETER;
   }
   LogPrint(LOG_TRACE, GET_KEY, form == KEY_FORM_REKEY ? u"ReKey" : u"Key");
-  UINTN count = form == KEY_FORM_REKEY ? 2 : 1;
   RAID_KEY_RECORD *keys = newCommandObject<RAID_KEY_RECORD>();
   if (keys == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -107,21 +106,12 @@ static EFI_STATUS readKey(const XML_NODE *element, KEY_FORM form, RAID_KEY_RECOR
     const KEY_ROW *row = keyRow(child);
     EFI_STATUS status = row == nullptr ? EFI_SUCCESS : readKeyField(child, *row, form, keys);
     if (EFI_ERROR(status)) {
-      releaseKeys(keys, count);
+      releaseKeys(keys, COMMAND_OBJECT_SIZE);
       return status;
     }
   }
   *keyOut = keys;
   return EFI_SUCCESS;
-}
-
-static void wipePassphrases(XML_NODE *element) {
-  for (XML_NODE *child = element->FirstChild; child != nullptr; child = child->NextSibling) {
-    const KEY_ROW *row = keyRow(child);
-    if (row != nullptr && row->Field == KEY_FIELD_PASSPHRASE && child->Content != nullptr) {
-      wipeBytes(child->Content, textLength(child->Content));
-    }
-  }
 }
 
 EFI_STATUS GetKeyFromXML(XML_NODE *element, RAID_KEY_RECORD **keyOut, RAID_KEY_RECORD **rekeyOut) {
@@ -133,7 +123,5 @@ EFI_STATUS GetKeyFromXML(XML_NODE *element, RAID_KEY_RECORD **keyOut, RAID_KEY_R
   KEY_FORM form = rekeyOut != nullptr ? KEY_FORM_REKEY : KEY_FORM_SINGLE;
   RAID_KEY_RECORD **out = rekeyOut != nullptr ? rekeyOut : keyOut;
   *out = nullptr;
-  EFI_STATUS status = readKey(element, form, out);
-  wipePassphrases(element);
-  return logExit(GET_KEY, status);
+  return logExit(GET_KEY, readKey(element, form, out));
 }

@@ -22,7 +22,7 @@ static EFI_STATUS finishRecord(void *record, EFI_STATUS status, RAID_CMD_BLOCK *
 // What is listed inside an object of a method does not go to the controller.
 static void releaseScratch(RAID_CONFIG *scratch) {
   FreeRaidConfig(scratch, RAID_CONFIG_ALL & ~RAID_CONFIG_ADAPTER);
-  releaseKeys(scratch->keyId, 1);
+  releaseKeys(scratch->keyId, sizeof(RAID_KEY_RECORD));
 }
 
 static EFI_STATUS buildAdapter(XML_NODE *element, RAID_CMD_BLOCK *command) {
@@ -145,7 +145,7 @@ static bool findCommand(const XML_NODE *method, RAID_CMD_BLOCK *command) {
     if (attribute->Name == nullptr || !textEqual(attribute->Name, "name")) {
       continue;
     }
-    LogPrint(LOG_TRACE, PARSE_METHOD, u"Found method name, it is %a", attribute->Value);
+    LogPrint(LOG_TRACE, PARSE_METHOD, u"Found method name, it is %a", loggableWord(attribute->Value));
     UINT64 value = GetValueFromName(attribute->Value, g_commandTable);
     if (value != VALUE_NOT_FOUND) {
       command->Command = static_cast<UINT32>(value);

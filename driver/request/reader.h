@@ -46,10 +46,10 @@ template <class T> inline bool growArray(T *&array, UINT32 count) {
 
 // A zero-filled T for a command, or null without memory. A document may give any command any object, and a controller
 // that goes by the command reads as much as it expects: so every object has room for the largest, the keys of a rekey.
+#define COMMAND_OBJECT_SIZE (2 * sizeof(RAID_KEY_RECORD))
 template <class T> inline T *newCommandObject() {
-  constexpr UINTN LARGEST = 2 * sizeof(RAID_KEY_RECORD);
-  static_assert(sizeof(T) <= LARGEST);
-  return static_cast<T *>(poolAllocateZero(LARGEST));
+  static_assert(sizeof(T) <= COMMAND_OBJECT_SIZE);
+  return static_cast<T *>(poolAllocateZero(COMMAND_OBJECT_SIZE));
 }
 
 // An object element on its way into a record.
@@ -74,8 +74,8 @@ EFI_STATUS finishLevelParams(OBJECT_READING &reading);
 // EFI_INVALID_PARAMETER and stands in the record then.
 EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading);
 
-// Overwrites and gives back count key records; null is ignored.
-void releaseKeys(void *keys, UINTN count);
+// Overwrites size bytes of keys and gives them back; null is ignored.
+void releaseKeys(void *keys, UINTN size);
 
 // Gives back the command's ObjectData and clears it; see releaseCommandData.
 void releaseCommandObject(RAID_CMD_BLOCK *command);

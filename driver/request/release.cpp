@@ -5,9 +5,9 @@
 #include "driver/request/reader.h"
 #include "driver/request/request.h"
 
-void releaseKeys(void *keys, UINTN count) {
+void releaseKeys(void *keys, UINTN size) {
   if (keys != nullptr) {
-    wipeBytes(keys, count * sizeof(RAID_KEY_RECORD));
+    wipeBytes(keys, size);
     poolFree(keys);
   }
 }
@@ -79,7 +79,8 @@ void releaseCommandObject(RAID_CMD_BLOCK *command) {
     return;
   }
   if (command->Revision == RAID_BLOCK_REVISION_KEY) {
-    releaseKeys(command->ObjectData, command->Command == RAID_COMMAND_REKEY ? 2 : 1);
+    // Whatever the controller made of Command: the block may be that of a rekey.
+    releaseKeys(command->ObjectData, COMMAND_OBJECT_SIZE);
   } else {
     releaseRecordMembers(command->ObjectData);
     poolFree(command->ObjectData);
@@ -100,7 +101,7 @@ void releaseConfig(RAID_CONFIG *config) {
   for (UINT32 i = 0; config->commands != nullptr && i < config->commandCount; ++i) {
     releaseCommandData(&config->commands[i]);
   }
-  releaseKeys(config->keyId, 1);
+  releaseKeys(config->keyId, sizeof(RAID_KEY_RECORD));
   FreeRaidConfig(config, RAID_CONFIG_ALL);
   poolFree(config);
 }

@@ -19,10 +19,11 @@
 //   EFI_NOT_FOUND          no XML service, or a text that is in no value table
 //   EFI_UNSUPPORTED        an empty raidData
 //   other                  the status of the XML service
+// No text of a method is left in the tree that the service made, however the reading went: it may be a passphrase.
 EFI_STATUS ParseXMLBlob(const CHAR8 *text, RAID_CONFIG **configs, UINT32 *count);
 
 // The same from the tree on, for an "xylComponent" and a "raidData" element; bus, device and function go into each
-// adapter record. Passphrases in the tree are overwritten once they are read.
+// adapter record. The tree stays the caller's, with the passphrases in it.
 EFI_STATUS ParseXYLComponent(XML_NODE *root, RAID_CONFIG **configs, UINT32 *count);
 EFI_STATUS ParseRAIDData(XML_NODE *raidData, RAID_CONFIG **configs, UINT32 *count, UINT8 bus, UINT8 device,
                          UINT8 function);
@@ -44,7 +45,6 @@ EFI_STATUS parseVD(const XML_NODE *element, RAID_VD_RECORD *record);
 
 // Reads a "Key" element: into one new record for keyOut, or into two back to back (new key, old key) for rekeyOut; the
 // other one is null. The caller owns the memory and overwrites it before giving it back; after a failure there is none.
-// The element's passphrase texts are overwritten on every path.
 //   EFI_INVALID_PARAMETER  a null argument, no children, a passphrase of the other form or of more than 32 bytes
 //   EFI_NOT_FOUND          an unknown "Mode"
 EFI_STATUS GetKeyFromXML(XML_NODE *element, RAID_KEY_RECORD **keyOut, RAID_KEY_RECORD **rekeyOut);

@@ -104,7 +104,7 @@ static EFI_STATUS applyElement(const XML_NODE *element, UINT32 *flags) {
 static EFI_STATUS applyDocument(const XML_NODE *root, UINT32 *flags) {
   *flags |= RUN_MODE_PRESERVE_VD;
   if (!textEqual(root->Name, "RunMode")) {
-    LogPrint(LOG_ERROR, "parseRunTimeXML", u"DOC head is %a, I don't know how to parse this", root->Name);
+    LogPrint(LOG_ERROR, "parseRunTimeXML", u"DOC head is %a, I don't know how to parse this", loggableWord(root->Name));
     return EFI_INVALID_PARAMETER;
   }
   if (root->FirstChild == nullptr) {

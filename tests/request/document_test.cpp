@@ -36,6 +36,7 @@ TEST(Documents, ShapesAreToldByTheirElements) {
       {"<raidData><Method name='Get'/><Method name='Bad'/></raidData>", EFI_SUCCESS, 0, 0},
       {"<RaidConfig/>", EFI_INVALID_PARAMETER, 0, 0,
        "ERROR ParseXMLBlob: DOC head is RaidConfig, I don't know how to parse this"},
+      {"<Y29ycmVjdCBob3JzZQ/>", EFI_INVALID_PARAMETER, 0, 0, "DOC head is (unknown), I don't know"},
       {"", EFI_INVALID_PARAMETER, 0, 0, "Return from Parsing blob Invalid Parameter"},
       {"MZ\x90", EFI_INVALID_PARAMETER, 0, 0},
       {"<!DOCTYPE raidData [<!ENTITY a 'b'>]>" + DATA, EFI_INVALID_PARAMETER, 0, 0},

@@ -71,6 +71,21 @@ TEST(Methods, BecomeCommandsOrAreDropped) {
   }
 }
 
+TEST(Methods, LackOfMemoryIsSaid) {
+  ReadingWorld world;
+  const std::string text = "<raidData>" + method("Get", "<OID>1</OID>") + method("Lock", keyObject("<x/>"));
+  bool failed = true;
+  for (uint64_t n = 1; failed; ++n) {
+    world.clearLog();
+    world.firmware.failAllocation(n);
+    Parsed parsed(text + "</raidData>");
+    failed = world.firmware.allocationFailed();
+    size_t leftOut = countOf(world.log(), "ERROR ParseRAIDData: Out of memory, a method is left out");
+    EXPECT_TRUE(EFI_ERROR(parsed.status) || parsed.config->commandCount + leftOut == 2) << n;
+    EXPECT_TRUE(failed || n > 4);
+  }
+}
+
 TEST(Keys, AreBuiltOrRefused) {
   ReadingWorld world;
   const std::string passphrase = "<Passphrase>" + ENCODED + "</Passphrase>";
@@ -150,21 +165,48 @@ std::string secretDocument() {
          adapter + method("Lock", keyObject(passphrase)) + "</raidData>";
 }
 
-// A service that gives texts back as they are must find nothing in them.
+int g_treesWithSecret;
+EFI_STATUS(EFIAPI *g_freeNode)(XML_PROTOCOL *, XML_NODE *);
+
+bool holdsSecret(const XML_NODE *node) {
+  bool found = node->Content != nullptr && strstr(node->Content, ENCODED.c_str()) != nullptr;
+  found |= node->Attributes != nullptr && ENCODED == node->Attributes->Value;
+  for (const XML_NODE *child = node->FirstChild; child != nullptr; child = child->NextSibling) {
+    found |= holdsSecret(child);
+  }
+  return found;
+}
+
+EFI_STATUS EFIAPI lookAndFree(XML_PROTOCOL *service, XML_NODE *node) {
+  g_treesWithSecret += holdsSecret(node) ? 1 : 0;
+  return g_freeNode(service, node);
+}
+
+// A service that gives texts back as they are must find nothing in them, whatever came before the key.
 TEST(Keys, TextsAreWiped) {
   ReadingWorld world;
-  for (const char *last : {"Mode", "Passphrase"}) { // a key that is refused, and one that is built
-    XML_NODE *key = CreateXMLNode("Key");
-    AppendXMLChild(key, CreateXMLTextNode("Passphrase", ENCODED.c_str()));
-    AppendXMLChild(key, CreateXMLTextNode(last, "QUJD"));
-    AppendXMLChild(key, CreateXMLTextNode("NewPassphrase", ENCODED.c_str()));
-    RAID_KEY_RECORD *record = reinterpret_cast<RAID_KEY_RECORD *>(key);
-    EXPECT_TRUE(EFI_ERROR(GetKeyFromXML(key, &record, nullptr)));
-    EXPECT_EQ(record, nullptr);
-    EXPECT_STREQ(key->FirstChild->Content, "");
-    EXPECT_STREQ(key->FirstChild->NextSibling->NextSibling->Content, "");
-    FreeXMLNode(key);
+  const std::string key = "<Key><Mode>LKM</Mode><Passphrase>" + ENCODED + "</Passphrase></Key>";
+  const std::string object = "<Object>" + key + "</Object>", lock = method("Lock", object);
+  const std::string shapes[] = {
+      lock + method("Lock", "<Object><Key><Passphrase>" + ENCODED + "</Passphrase><Mode/></Key></Object>"),
+      method("lock", object),
+      method(ENCODED, ""),
+      "<Adapter/>" + lock,
+      method("Lock", "<Object><x/>" + key + "</Object>"),
+      method("Lock", "<Object/>" + object),
+      method("Lock", "<Object><key><passphrase>" + ENCODED + "</passphrase></key></Object>" + key),
+      "<Adapter><LearnMode/></Adapter>" + lock,
+      "</raidData><raidData>" + lock,
+  };
+  getXMLProto();
+  g_freeNode = g_xmlProtocol->FreeNode;
+  g_xmlProtocol->FreeNode = lookAndFree;
+  for (const std::string &shape : shapes) {
+    g_treesWithSecret = 0;
+    Parsed parsed("<xylComponent><Configuration><raidData>" + shape + "</raidData></Configuration></xylComponent>");
+    EXPECT_EQ(g_treesWithSecret, 0) << shape;
   }
+  g_xmlProtocol->FreeNode = g_freeNode;
 }
 
 // Nor is anything left in a block that goes back, whichever allocation fails or none.
