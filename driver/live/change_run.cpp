@@ -23,8 +23,7 @@ struct LD_MAP_ENTRY {
 
 struct CHANGE_RUN {
   RAID_MGMT_PROTOCOL *Mgmt;
-  const RAID_CONFIG *Saved;
-  XML_NODE *LogRoot;
+  RESTORE_LOG Log;
   UINT32 MapCount;
   LD_MAP_ENTRY Map[LD_MAP_CAPACITY];
 };
@@ -50,16 +49,10 @@ RAID_PD_RECORD *FindPdByFqdd(RAID_MGMT_PROTOCOL *mgmt, const CHAR16 *fqdd) {
   return copy;
 }
 
-static const RAID_PD_RECORD *findSavedDisk(const RAID_CONFIG *saved, UINT32 objectId) {
-  if (saved == nullptr || saved->physicalDisks == nullptr) {
-    return nullptr;
-  }
-  for (UINT32 i = 0; i < saved->physicalDiskCount; ++i) {
-    if (saved->physicalDisks[i].ObjectID == objectId) {
-      return &saved->physicalDisks[i];
-    }
-  }
-  return nullptr;
+// The disks of the log are those of the saved configuration.
+static const RAID_PD_RECORD *findSavedDisk(UINT32 objectId) {
+  UINT32 number = firstWithId(g_curPds, objectId);
+  return number == g_curPds.Count ? nullptr : static_cast<const RAID_PD_RECORD *>(g_curPds.Records) + number;
 }
 
 static bool idsNeedTranslation(const RAID_CMD_BLOCK *command) {
@@ -77,7 +70,7 @@ static EFI_STATUS translateDiskIds(const CHANGE_RUN &run, RAID_CMD_BLOCK *comman
     return EFI_SUCCESS;
   }
   for (UINT32 i = 0; i < command->ObjectIdCount; ++i) {
-    const RAID_PD_RECORD *savedDisk = findSavedDisk(run.Saved, command->ObjectIds[i]);
+    const RAID_PD_RECORD *savedDisk = findSavedDisk(command->ObjectIds[i]);
     if (savedDisk == nullptr) {
       continue;
     }
@@ -156,19 +149,15 @@ static EFI_STATUS readVirtualDisks(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_RESULT *li
 }
 
 static const RAID_VD_RECORD *findNewDisk(const RAID_CMD_RESULT &before, const RAID_CMD_RESULT &after) {
-  const RAID_VD_RECORD *old = static_cast<const RAID_VD_RECORD *>(before.Data);
-  const RAID_VD_RECORD *now = static_cast<const RAID_VD_RECORD *>(after.Data);
-  UINT32 oldCount = recordCount(&before);
-  for (UINT32 i = 0; i < recordCount(&after); ++i) {
-    UINT32 j = 0;
-    while (j < oldCount && old[j].ObjectID != now[i].ObjectID) {
-      ++j;
-    }
-    if (j == oldCount) {
-      return &now[i];
-    }
+  const RAID_VD_RECORD *disk = static_cast<const RAID_VD_RECORD *>(after.Data);
+  const RAID_VD_RECORD *end = disk + recordCount(&after);
+  RECORD_INDEX old = {};
+  indexRecords(&old, before.Data, recordCount(&before));
+  while (disk != end && firstWithId(old, disk->ObjectID) != old.Count) {
+    ++disk;
   }
-  return nullptr;
+  freeRecordIndex(&old);
+  return disk == end ? nullptr : disk;
 }
 
 // Notes in the map what a Create has made.
@@ -223,8 +212,8 @@ static EFI_STATUS runCommand(CHANGE_RUN &run, RAID_CMD_BLOCK *command) {
   dumpCommand(command, revision);
   bool creates = command->Command == RAID_COMMAND_CREATE && command->ObjectType == RAID_OBJECT_VIRTUAL_DISK;
   EFI_STATUS status = creates ? executeCreate(run, command, revision) : executeParsed(run.Mgmt, command, revision);
-  if (run.LogRoot != nullptr) {
-    _RestoreLogAddProgressNode(/* Name= */ nullptr, status, command, &run.LogRoot);
+  if (run.Log.Root != nullptr) {
+    _RestoreLogAddProgressNode(/* Name= */ nullptr, status, command, &run.Log);
   }
   releaseCommandData(command);
   return status;
@@ -240,7 +229,7 @@ static EFI_STATUS runCommandList(CHANGE_RUN &run, RAID_CONFIG *request, RAID_XYL
     remapCreatedReferences(run, command);
     status = runCommand(run, command);
     if (EFI_ERROR(status)) {
-      updateResultLog(output, run.LogRoot, LOG_KIND_CONFIG);
+      updateResultLog(output, run.Log.Root, LOG_KIND_CONFIG);
       LogPrint(LOG_WARN, SET_LIVE, u"Error returned from command %d status %r", i, status);
       return status;
     }
@@ -248,25 +237,33 @@ static EFI_STATUS runCommandList(CHANGE_RUN &run, RAID_CONFIG *request, RAID_XYL
   return EFI_SUCCESS;
 }
 
+// Hands the log of a completed run over, which is printed as it was serialised, too.
+static void returnLog(XML_NODE *logRoot, RAID_XYL_BUFFER *output) {
+  CHAR8 *text = XMLNodeToText(logRoot);
+  if (text != nullptr) {
+    PrintRestoreLog(text);
+    poolFree(text);
+  }
+  updateResultLog(output, logRoot, LOG_KIND_CONFIG);
+}
+
 EFI_STATUS runChanges(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *request, const RAID_CONFIG *saved,
                       RAID_XYL_BUFFER *output) {
   CHANGE_RUN run = {};
   run.Mgmt = mgmt;
-  run.Saved = saved;
-  run.LogRoot = CreateXMLNode("RaidConfig");
-  g_curPdArray = saved == nullptr ? nullptr : saved->physicalDisks;
-  g_curPdCount = saved == nullptr ? 0 : saved->physicalDiskCount;
-  LogPrint(LOG_TRACE, SET_LIVE, u"g_curPdArray\t   = %lx, g_curPdCount = %d", reinterpret_cast<UINTN>(g_curPdArray),
-           g_curPdCount);
+  run.Log.Root = CreateXMLNode("RaidConfig");
+  const RAID_PD_RECORD *disks = saved == nullptr ? nullptr : saved->physicalDisks;
+  UINT32 diskCount = saved == nullptr ? 0 : saved->physicalDiskCount;
+  indexRecords(&g_curPds, disks, diskCount);
+  LogPrint(LOG_TRACE, SET_LIVE, u"g_curPdArray\t   = %lx, g_curPdCount = %d", reinterpret_cast<UINTN>(disks),
+           diskCount);
   EFI_STATUS status = runCommandList(run, request, output);
-  if (!EFI_ERROR(status) && run.LogRoot != nullptr) {
-    CHAR8 *text = XMLNodeToText(run.LogRoot);
-    if (text != nullptr) {
-      PrintRestoreLog(text);
-      poolFree(text);
-    }
-    updateResultLog(output, run.LogRoot, LOG_KIND_CONFIG);
+  // A log that is long in the making must not keep what the request still holds.
+  releaseConfig(request);
+  if (!EFI_ERROR(status) && run.Log.Root != nullptr) {
+    returnLog(run.Log.Root, output);
   }
-  FreeXMLNode(run.LogRoot);
+  FreeXMLNode(run.Log.Root);
+  freeRecordIndex(&g_curPds);
   return status;
 }

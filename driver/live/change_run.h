@@ -9,9 +9,9 @@ static constexpr const CHAR8 *SET_LIVE = "RAIDXYLSet_Live";
 
 // Runs request's commands in order until one fails and hands the "RaidConfig" log to element 0 of the array at
 // output->Data, up to and including the command that failed. Disk ids are translated from saved (null: none is) to the
-// controller's by FQDD. Both configurations stay the caller's; the ids and data of each command that ran are given back
-// and cleared. EFI_NOT_FOUND, without a log, when a disk to translate is not there; else the status of the command that
-// failed. Nothing is undone.
+// controller's by FQDD. The saved configuration stays the caller's; the request is given back, the ids and data of each
+// command as soon as it ran. EFI_NOT_FOUND, without a log, when a disk to translate is not there; else the status of
+// the command that failed. Nothing is undone.
 EFI_STATUS runChanges(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *request, const RAID_CONFIG *saved,
                       RAID_XYL_BUFFER *output);
 

@@ -95,7 +95,7 @@ static EFI_STATUS restoreSaved(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, UIN
 
 static EFI_STATUS replacePart(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved) {
   LogPrint(LOG_TRACE, SET_LIVE, u"Part Replacement or Config Change with olddata provided");
-  EFI_STATUS status = _ChangeAdapter(mgmt, saved, /* LogRoot= */ nullptr);
+  EFI_STATUS status = _ChangeAdapter(mgmt, saved, /* log= */ nullptr);
   if (EFI_ERROR(status)) {
     LogPrint(LOG_ERROR, SET_LIVE, u"_ChangeAdapter for Part Replacement failed ");
     return status;
@@ -113,8 +113,8 @@ static EFI_STATUS changeConfiguration(RAID_MGMT_PROTOCOL *mgmt, const RAID_CONFI
   RAID_CONFIG *request = nullptr;
   UINT32 count = 0; // not looked at: commands need no adapter beside them
   EFI_STATUS status = readConfig(text, &request, &count);
-  if (!EFI_ERROR(status)) {
-    status = request == nullptr || request->commandCount == 0 ? EFI_SUCCESS : runChanges(mgmt, request, saved, output);
+  if (!EFI_ERROR(status) && request != nullptr && request->commandCount != 0) {
+    return runChanges(mgmt, request, saved, output);
   }
   releaseConfig(request);
   return status;
@@ -135,6 +135,22 @@ static EFI_STATUS performRequest(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, U
   return replacePart(mgmt, saved);
 }
 
+// Whether the operation would read or free one block as two things. Only what it would read counts.
+static bool sharesBlocks(const RAID_XYL_BUFFER *input, const RAID_XYL_BUFFER *output) {
+  const RAID_XYL_BUFFER *saved = elementOf(input, 0);
+  bool hasNewData = output != nullptr && output->Size >= NEW_DATA_SIZE;
+  const void *blocks[] = {saved->Size == 0 ? nullptr : saved->Data, documentOf(input, 1),
+                          hasNewData ? output->Data : nullptr, hasNewData ? documentOf(output, 1) : nullptr};
+  for (UINTN i = 0; i < sizeof(blocks) / sizeof(blocks[0]); ++i) {
+    for (UINTN j = 0; j < i; ++j) {
+      if (blocks[i] != nullptr && blocks[i] == blocks[j]) {
+        return true;
+      }
+    }
+  }
+  return input == output;
+}
+
 static EFI_STATUS setLive(RAID_XYL_PROTOCOL *table, const RAID_XYL_PARAMETER *parameter, const RAID_XYL_BUFFER *input,
                           RAID_XYL_BUFFER *output) {
   if (table == nullptr || parameter == nullptr || input == nullptr || parameter->Revision != RAID_XYL_REVISION) {
@@ -149,7 +165,7 @@ static EFI_STATUS setLive(RAID_XYL_PROTOCOL *table, const RAID_XYL_PARAMETER *pa
   }
   LogPrint(LOG_TRACE, SET_LIVE, u"Restore Operation Start - Parse RunTime XML");
   CHAR8 *options = documentOf(input, 1);
-  if (options == nullptr) {
+  if (options == nullptr || sharesBlocks(input, output)) {
     return EFI_INVALID_PARAMETER;
   }
   UINT32 runModeFlag = 0;

@@ -9,28 +9,29 @@ struct CREATION {
   RAID_MGMT_PROTOCOL *Mgmt;
   const RAID_ADAPTER_RECORD *CurrentAdapter;
   const RAID_CONFIG *Saved;
+  RECORD_INDEX SavedDisks;
   const UINT32 *PdMap;
-  XML_NODE **LogRoot;
+  RESTORE_LOG *Log;
 };
 
 // Sends the block, whose answer nobody needs, and logs it as the step.
-static EFI_STATUS sendLogged(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, const CHAR8 *step, XML_NODE **logRoot) {
+static EFI_STATUS sendLogged(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, const CHAR8 *step, RESTORE_LOG *log) {
   RAID_CMD_RESULT result;
   EFI_STATUS status = executeCommand(mgmt, block, &result);
   if (!EFI_ERROR(status)) {
     giveBack(mgmt, &result);
   }
-  if (logRoot != nullptr) {
-    _RestoreLogAddProgressNode(step, status, block, logRoot);
+  if (log != nullptr) {
+    _RestoreLogAddProgressNode(step, status, block, log);
   }
   return status;
 }
 
-EFI_STATUS _ChangeAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, XML_NODE **logRoot) {
+EFI_STATUS _ChangeAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, RESTORE_LOG *log) {
   logEntered("_ChangeAdapter");
   RAID_CMD_BLOCK block = makeCommand(RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER);
   block.ObjectData = restoreCfg->adapter;
-  EFI_STATUS status = sendLogged(mgmt, &block, "ChangeAdapter", logRoot);
+  EFI_STATUS status = sendLogged(mgmt, &block, "ChangeAdapter", log);
   if (EFI_ERROR(status)) {
     LogPrint(LOG_ERROR, "_ChangeAdapter", u"Changes Adapter returned error %r", status);
   } else {
@@ -46,17 +47,13 @@ static void logNotCreated(const CREATION &run, EFI_STATUS why, RAID_VD_RECORD *d
   block.ObjectIdCount = idCount;
   block.ObjectIds = ids;
   block.ObjectData = disk;
-  _RestoreLogAddProgressNode("CreateVD", why, &block, run.LogRoot);
+  _RestoreLogAddProgressNode("CreateVD", why, &block, run.Log);
 }
 
 // The index of the first saved disk with the id; the number of saved disks without one.
-static UINT32 findPdInRestore(const RAID_CONFIG *saved, UINT32 objectId) {
+static UINT32 findPdInRestore(const CREATION &run, UINT32 objectId) {
   LogPrint(LOG_TRACE, "_findPdInRestore", u"Inside _findPdInRestore");
-  UINT32 i = 0;
-  while (i < saved->physicalDiskCount && saved->physicalDisks[i].ObjectID != objectId) {
-    ++i;
-  }
-  return i;
+  return firstWithId(run.SavedDisks, objectId);
 }
 
 // Fills ids with the current ids of the members. *complete is cleared when a member has no disk; its entry stays 0. All
@@ -64,8 +61,8 @@ static UINT32 findPdInRestore(const RAID_CONFIG *saved, UINT32 objectId) {
 static EFI_STATUS translateMembers(const CREATION &run, const UINT32 *members, UINT32 count, UINT32 *ids,
                                    bool *complete) {
   for (UINT32 j = 0; j < count && run.PdMap != nullptr; ++j) {
-    UINT32 index = findPdInRestore(run.Saved, members[j]);
-    if (index == run.Saved->physicalDiskCount) {
+    UINT32 index = findPdInRestore(run, members[j]);
+    if (index == run.SavedDisks.Count) {
       LogPrint(LOG_ERROR, "_CreateOrChangeVDs", u"Could not find VD pd in restore PD array");
       return EFI_INVALID_PARAMETER;
     }
@@ -84,7 +81,7 @@ static bool createVD(const CREATION &run, RAID_VD_RECORD *disk, UINT32 *ids, UIN
   block.ObjectIdCount = idCount;
   block.ObjectIds = ids;
   block.ObjectData = disk;
-  EFI_STATUS status = sendLogged(run.Mgmt, &block, "CreateVD", run.LogRoot);
+  EFI_STATUS status = sendLogged(run.Mgmt, &block, "CreateVD", run.Log);
   if (EFI_ERROR(status)) {
     LogPrint(LOG_WARN, "_CreateVD", u"Changes VDs returned error %r", status);
   }
@@ -135,7 +132,7 @@ static EFI_STATUS restoreVD(const CREATION &run, RAID_VD_RECORD *disk) {
   return status;
 }
 
-static EFI_STATUS restoreVDs(const CREATION &run, UINT32 runModeFlag) {
+static EFI_STATUS restoreVDs(CREATION &run, UINT32 runModeFlag) {
   if (run.Saved->logicalDiskCount == 0) {
     return EFI_SUCCESS;
   }
@@ -143,24 +140,24 @@ static EFI_STATUS restoreVDs(const CREATION &run, UINT32 runModeFlag) {
   if ((runModeFlag & RUN_MODE_PRESERVE_VD) != 0) {
     return EFI_SUCCESS;
   }
-  for (UINT32 v = 0; v < run.Saved->logicalDiskCount; ++v) {
-    EFI_STATUS status = restoreVD(run, &run.Saved->logicalDisks[v]);
-    if (EFI_ERROR(status)) {
-      return status;
-    }
+  indexRecords(&run.SavedDisks, run.Saved->physicalDisks, run.Saved->physicalDiskCount);
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 v = 0; v < run.Saved->logicalDiskCount && !EFI_ERROR(status); ++v) {
+    status = restoreVD(run, &run.Saved->logicalDisks[v]);
   }
-  return EFI_SUCCESS;
+  freeRecordIndex(&run.SavedDisks);
+  return status;
 }
 
 EFI_STATUS _CreateOrChangeVDs(RAID_MGMT_PROTOCOL *mgmt, const RAID_ADAPTER_RECORD *currentAdapter,
-                              RAID_CONFIG *restoreCfg, UINT32 runModeFlag, const UINT32 *pdMap, XML_NODE **logRoot) {
+                              RAID_CONFIG *restoreCfg, UINT32 runModeFlag, const UINT32 *pdMap, RESTORE_LOG *log) {
   logEntered("_CreateOrChangeVDs");
-  CREATION run = {mgmt, currentAdapter, restoreCfg, pdMap, logRoot};
+  CREATION run = {mgmt, currentAdapter, restoreCfg, {}, pdMap, log};
   return logExit("_CreateOrChangeVDs", restoreVDs(run, runModeFlag));
 }
 
 static EFI_STATUS changeHotSpares(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, const UINT32 *pdMap, UINT32 runModeFlag,
-                                  XML_NODE **logRoot) {
+                                  RESTORE_LOG *log) {
   for (UINT32 i = 0; i < saved->physicalDiskCount && pdMap != nullptr; ++i) {
     if (saved->physicalDisks[i].Hotspare == 0 || pdMap[i] == 0) {
       continue;
@@ -170,7 +167,7 @@ static EFI_STATUS changeHotSpares(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, 
     block.ObjectIdCount = 1;
     block.ObjectIds = &id;
     block.ObjectData = &saved->physicalDisks[i];
-    EFI_STATUS status = sendLogged(mgmt, &block, "ChangePD", logRoot);
+    EFI_STATUS status = sendLogged(mgmt, &block, "ChangePD", log);
     if (!EFI_ERROR(status)) {
       continue;
     }
@@ -184,7 +181,7 @@ static EFI_STATUS changeHotSpares(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, 
 }
 
 EFI_STATUS _ChangePDs(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, const UINT32 *pdMap, UINT32 runModeFlag,
-                      XML_NODE **logRoot) {
+                      RESTORE_LOG *log) {
   logEntered("_ChangePDs");
-  return logExit("_ChangePDs", changeHotSpares(mgmt, restoreCfg, pdMap, runModeFlag, logRoot));
+  return logExit("_ChangePDs", changeHotSpares(mgmt, restoreCfg, pdMap, runModeFlag, log));
 }

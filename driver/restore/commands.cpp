@@ -45,13 +45,13 @@ EFI_STATUS _DeleteKey(RAID_MGMT_PROTOCOL *mgmt) {
   return runAdapterCommand(mgmt, g_deleteKey);
 }
 
-EFI_STATUS _GetObject(RAID_MGMT_PROTOCOL *mgmt, UINT32 objectType, void **data, UINT32 *dataSize, XML_NODE **logRoot) {
+EFI_STATUS _GetObject(RAID_MGMT_PROTOCOL *mgmt, UINT32 objectType, void **data, UINT32 *dataSize, RESTORE_LOG *log) {
   logEntered("_GetObject");
   RAID_CMD_BLOCK block = makeCommand(RAID_COMMAND_GET, objectType);
   RAID_CMD_RESULT result;
   EFI_STATUS status = executeCommand(mgmt, &block, &result);
   LogPrint(LOG_TRACE, "_GetObject", u"_GetObject objtype = %x status %r", objectType, status);
-  _RestoreLogAddProgressNode("GetLive", status, &block, logRoot);
+  _RestoreLogAddProgressNode("GetLive", status, &block, log);
   if (!EFI_ERROR(status)) {
     if (result.Data == nullptr || result.DataSize == 0) {
       giveBack(mgmt, &result);

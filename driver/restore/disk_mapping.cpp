@@ -1,7 +1,9 @@
-#include "driver/restore/restore.h"
-
 #include "base/log.h"
 #include "base/pool.h"
+#include "driver/controller/controller.h"
+#include "driver/restore/disk_finder.h"
+
+static constexpr const CHAR8 *MAP_DISKS = "_MapPDsRestoreToCurrent";
 
 DISK_FIT diskFit(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
   if (current.Size < saved.Size) {
@@ -24,70 +26,152 @@ bool samePlace(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
          current.Port == saved.Port;
 }
 
-static bool mapHolds(const UINT32 *pdMap, UINT32 count, UINT32 entry) {
-  for (UINT32 i = 0; i < count; ++i) {
-    if (pdMap[i] == entry) {
-      return true;
-    }
-  }
-  return false;
+struct MAPPING {
+  const RAID_CONFIG *Saved;
+  const RAID_PD_RECORD *Current;
+  UINT32 CurrentCount;
+  UINT32 *Map;
+};
+
+static DISK_CHOICE choiceFor(const RAID_PD_RECORD &saved) {
+  return (saved.Attributes & RAID_PD_ATTRIBUTE_FDE) != 0 ? DISK_ENCRYPTING : DISK_ANY;
 }
 
-// The map entry of the disk in the saved disk's place, or 0. Disks that other entries hold are not passed over.
-static UINT32 findInPlace(const RAID_PD_RECORD &saved, const RAID_PD_RECORD *currentDisks, UINT32 currentCount) {
-  for (UINT32 j = 0; j < currentCount; ++j) {
-    const RAID_PD_RECORD &current = currentDisks[j];
-    if (current.SecureState == RAID_SECURE_STATE_FOREIGN) {
-      LogPrint(LOG_TRACE, "_MapPDsRestoreToCurrent", u"Foreign Disk detected");
-    }
-    if (samePlace(saved, current) && diskFit(saved, current) == DISK_FITS) {
-      return current.ObjectID + 1;
-    }
+// Logs the foreign disks that the search for a disk's place comes by: those up to number. foreign lists them all, and
+// ends with one behind all disks.
+static void logForeign(const UINT32 *foreign, UINT32 number) {
+  for (; *foreign <= number; ++foreign) {
+    LogPrint(LOG_TRACE, MAP_DISKS, u"Foreign Disk detected");
   }
-  return 0;
 }
 
-// The map entry of the first suitable disk anywhere that no entry holds, or 0.
-static UINT32 findAnywhere(const RAID_PD_RECORD &saved, const RAID_PD_RECORD *currentDisks, UINT32 currentCount,
-                           const UINT32 *pdMap, UINT32 mapCount) {
-  for (UINT32 j = 0; j < currentCount; ++j) {
-    const RAID_PD_RECORD &current = currentDisks[j];
-    DISK_FIT fit = diskFit(saved, current);
-    if (mapHolds(pdMap, mapCount, current.ObjectID + 1) || (fit != DISK_FITS && fit != DISK_NOT_ENCRYPTING)) {
+// Maps the saved disks to fitting ones in their places. Disks that other entries hold are not passed over.
+static void mapInPlace(const MAPPING &run, const DISK_FINDER &finder, const UINT32 *foreign) {
+  for (UINT32 i = 0; i < run.Saved->physicalDiskCount; ++i) {
+    const RAID_PD_RECORD &saved = run.Saved->physicalDisks[i];
+    UINT32 place = findLargeEnough(finder, saved, choiceFor(saved), groupOf(finder, saved));
+    bool isFound = place < run.CurrentCount;
+    UINT32 number = isFound ? finder.Order[place].Number : run.CurrentCount - 1;
+    logForeign(foreign, number);
+    run.Map[i] = isFound ? run.Current[number].ObjectID + 1 : 0;
+    if (run.Map[i] != 0) {
+      LogPrint(LOG_TRACE, MAP_DISKS, u" 1: pdMap [ %x ] =  %x", i, run.Map[i]);
+    }
+  }
+}
+
+// Which disks some entry of the map holds: those with the id of a taken one.
+struct TAKEN_DISKS {
+  RECORD_INDEX Index;
+  UINT8 *Flags; // pool; of the first disk of each id
+};
+
+static UINT8 *takenFlag(const TAKEN_DISKS &taken, UINT32 objectId) {
+  UINT32 number = firstWithId(taken.Index, objectId);
+  return number < taken.Index.Count ? &taken.Flags[number] : nullptr;
+}
+
+static void takeEntry(const TAKEN_DISKS &taken, UINT32 entry) {
+  UINT8 *flag = takenFlag(taken, entry - 1);
+  if (flag != nullptr) {
+    *flag = 1;
+  }
+}
+
+// The map entry of the first suitable disk anywhere that no entry holds, or 0. Every free disk that is suitable but for
+// encryption is logged on the way there; without a log nobody asks for them.
+static UINT32 findAnywhere(const RAID_PD_RECORD &saved, DISK_FINDER *finder, const TAKEN_DISKS &taken) {
+  DISK_CHOICE choice = g_debugLog != nullptr ? DISK_ANY : choiceFor(saved);
+  UINT32 place = groupOf(*finder, saved);
+  while ((place = findLargeEnough(*finder, saved, choice, place)) < finder->Count) {
+    const RAID_PD_RECORD &current = finder->Disks[finder->Order[place].Number];
+    if (*takenFlag(taken, current.ObjectID) != 0) {
+      removeDisk(finder, place);
       continue;
     }
-    LogPrint(LOG_TRACE, "_MapPDsRestoreToCurrent", u" 2 restore pd secureState = %x, driveattributes = %x ",
-             UINT32{saved.SecureState}, UINT32{saved.Attributes});
-    LogPrint(LOG_TRACE, "_MapPDsRestoreToCurrent", u"  2 current pd secureState = %x, driveattributes = %x ",
+    LogPrint(LOG_TRACE, MAP_DISKS, u" 2 restore pd secureState = %x, driveattributes = %x ", UINT32{saved.SecureState},
+             UINT32{saved.Attributes});
+    LogPrint(LOG_TRACE, MAP_DISKS, u"  2 current pd secureState = %x, driveattributes = %x ",
              UINT32{current.SecureState}, UINT32{current.Attributes});
-    if (fit == DISK_FITS) {
+    if (diskFit(saved, current) == DISK_FITS) {
       return current.ObjectID + 1;
     }
+    ++place;
   }
   return 0;
+}
+
+static void mapElsewhere(const MAPPING &run, DISK_FINDER *finder, const TAKEN_DISKS &taken) {
+  // An empty entry looks like one that holds the last id of all.
+  takeEntry(taken, 0);
+  for (UINT32 i = 0; i < run.Saved->physicalDiskCount; ++i) {
+    takeEntry(taken, run.Map[i]);
+  }
+  for (UINT32 i = 0; i < run.Saved->physicalDiskCount; ++i) {
+    if (run.Map[i] != 0) {
+      continue;
+    }
+    run.Map[i] = findAnywhere(run.Saved->physicalDisks[i], finder, taken);
+    if (run.Map[i] != 0) {
+      takeEntry(taken, run.Map[i]);
+      LogPrint(LOG_TRACE, MAP_DISKS, u" 2: pdMap [ %x ] =  %x", i, run.Map[i]);
+    }
+  }
+}
+
+static EFI_STATUS runInPlace(const MAPPING &run) {
+  DISK_FINDER finder;
+  EFI_STATUS status = makeFinder(&finder, run.Current, run.CurrentCount, GROUPED_BY_PLACE);
+  UINT32 *foreign = EFI_ERROR(status) ? nullptr : poolNew<UINT32>(UINTN{run.CurrentCount} + 1);
+  if (foreign != nullptr) {
+    UINT32 count = 0;
+    for (UINT32 j = 0; j < run.CurrentCount; ++j) {
+      foreign[count] = j;
+      count += run.Current[j].SecureState == RAID_SECURE_STATE_FOREIGN ? 1 : 0;
+    }
+    foreign[count] = run.CurrentCount;
+    mapInPlace(run, finder, foreign);
+  }
+  status = foreign == nullptr ? EFI_OUT_OF_RESOURCES : status;
+  poolFree(foreign);
+  freeFinder(&finder);
+  return status;
+}
+
+static EFI_STATUS runElsewhere(const MAPPING &run) {
+  DISK_FINDER finder;
+  TAKEN_DISKS taken = {};
+  EFI_STATUS status = makeFinder(&finder, run.Current, run.CurrentCount, GROUPED_BY_KIND);
+  taken.Flags = EFI_ERROR(status) ? nullptr : poolNew<UINT8>(run.CurrentCount);
+  if (taken.Flags != nullptr) {
+    indexRecords(&taken.Index, run.Current, run.CurrentCount);
+    mapElsewhere(run, &finder, taken);
+    freeRecordIndex(&taken.Index);
+  }
+  status = taken.Flags == nullptr ? EFI_OUT_OF_RESOURCES : status;
+  poolFree(taken.Flags);
+  freeFinder(&finder);
+  return status;
+}
+
+static bool isMapFull(const MAPPING &run) {
+  for (UINT32 i = 0; i < run.Saved->physicalDiskCount; ++i) {
+    if (run.Map[i] == 0) {
+      return false;
+    }
+  }
+  return true;
 }
 
 EFI_STATUS _MapPDsRestoreToCurrent(const RAID_PD_RECORD *currentDisks, UINT32 currentCount,
                                    const RAID_CONFIG *restoreCfg, UINT32 *pdMap) {
-  logEntered("_MapPDsRestoreToCurrent");
-  const RAID_PD_RECORD *savedDisks = restoreCfg->physicalDisks;
-  UINT32 savedCount = restoreCfg->physicalDiskCount;
-  for (UINT32 i = 0; i < savedCount; ++i) {
-    pdMap[i] = findInPlace(savedDisks[i], currentDisks, currentCount);
-    if (pdMap[i] != 0) {
-      LogPrint(LOG_TRACE, "_MapPDsRestoreToCurrent", u" 1: pdMap [ %x ] =  %x", i, pdMap[i]);
-    }
+  logEntered(MAP_DISKS);
+  MAPPING run = {restoreCfg, currentDisks, currentCount, pdMap};
+  EFI_STATUS status = currentCount == 0 ? EFI_SUCCESS : runInPlace(run);
+  if (!EFI_ERROR(status) && currentCount != 0 && !isMapFull(run)) {
+    status = runElsewhere(run);
   }
-  for (UINT32 i = 0; i < savedCount; ++i) {
-    if (pdMap[i] != 0) {
-      continue;
-    }
-    pdMap[i] = findAnywhere(savedDisks[i], currentDisks, currentCount, pdMap, savedCount);
-    if (pdMap[i] != 0) {
-      LogPrint(LOG_TRACE, "_MapPDsRestoreToCurrent", u" 2: pdMap [ %x ] =  %x", i, pdMap[i]);
-    }
-  }
-  return logExit("_MapPDsRestoreToCurrent", EFI_SUCCESS);
+  return logExit(MAP_DISKS, status);
 }
 
 // The place on the bus may differ: it is the kind of adapter that counts.
@@ -112,7 +196,11 @@ static EFI_STATUS validate(const RAID_ADAPTER_RECORD *currentAdapter, const RAID
     LogPrint(LOG_ERROR, "_ValidateRestore", u"Out of memoryfor pdMap");
     return EFI_OUT_OF_RESOURCES;
   }
-  return _MapPDsRestoreToCurrent(currentDisks, currentCount, restoreCfg, *pdMap);
+  EFI_STATUS status = _MapPDsRestoreToCurrent(currentDisks, currentCount, restoreCfg, *pdMap);
+  if (EFI_ERROR(status)) {
+    LogPrint(LOG_ERROR, "_ValidateRestore", u"Out of memoryfor pdMap");
+  }
+  return status;
 }
 
 EFI_STATUS _ValidateRestore(const RAID_ADAPTER_RECORD *currentAdapter, const RAID_PD_RECORD *currentDisks,

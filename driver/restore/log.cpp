@@ -5,8 +5,7 @@
 #include "base/text.h"
 #include "driver/xml/xml.h"
 
-RAID_PD_RECORD *g_curPdArray;
-UINT32 g_curPdCount;
+RECORD_INDEX g_curPds;
 
 #define PRINT_PIECE 100
 
@@ -26,11 +25,11 @@ static const CHAR8 *flagText(UINT32 runModeFlag, UINT32 flag) {
   return (runModeFlag & flag) != 0 ? "True" : "False";
 }
 
-XML_NODE *addLogElement(const CHAR8 *function, XML_NODE *parent, XML_NODE *child) {
+XML_NODE *addLogElement(LOG_BUILDER &builder, XML_NODE *child) {
   if (child == nullptr) {
-    LogPrint(LOG_TRACE, function, u"Failed to create XML Node");
+    LogPrint(LOG_TRACE, builder.Function, u"Failed to create XML Node");
   } else {
-    AppendXMLChild(parent, child);
+    builder.Last = AppendXMLChildAfter(builder.Parent, builder.Last, child);
   }
   return child;
 }
@@ -43,31 +42,33 @@ void formatLogHex(CHAR8 *buffer, UINT64 value) {
   formatHex(buffer, value, digits);
 }
 
-void _RestoreLogInit(UINT32 runModeFlag, XML_NODE **logRoot) {
+void _RestoreLogInit(UINT32 runModeFlag, RESTORE_LOG *log) {
   static constexpr const CHAR8 *function = "_RestoreLogInit";
   LogPrint(LOG_TRACE, function, u"_RestoreLogInit, runMode=%d ", runModeFlag);
-  if (logRoot == nullptr) {
+  if (log == nullptr) {
     LogPrint(LOG_TRACE, function, u"rootNode is NULL ");
     return;
   }
-  FreeXMLNode(*logRoot);
-  *logRoot = nullptr;
+  FreeXMLNode(log->Root);
+  *log = {};
   getXMLProto();
   if (g_xmlProtocol == nullptr) {
     LogPrint(LOG_TRACE, function, u"Error in getXMLProto");
     return;
   }
-  *logRoot = CreateXMLNode("RaidRestore");
-  if (*logRoot == nullptr) {
+  log->Root = CreateXMLNode("RaidRestore");
+  if (log->Root == nullptr) {
     LogPrint(LOG_TRACE, function, u"Failed to create XML Node");
     return;
   }
-  XML_NODE *options = addLogElement(function, *logRoot, CreateXMLNode("Options"));
-  if (options == nullptr) {
+  LOG_BUILDER root = {function, log->Root, nullptr};
+  LOG_BUILDER options = {function, addLogElement(root, CreateXMLNode("Options")), nullptr};
+  log->Last = root.Last;
+  if (options.Parent == nullptr) {
     return;
   }
-  if (addLogElement(function, options, CreateXMLTextNode("PreserveVD", flagText(runModeFlag, RUN_MODE_PRESERVE_VD)))) {
-    addLogElement(function, options, CreateXMLTextNode("StopOnError", flagText(runModeFlag, RUN_MODE_STOP_ON_ERROR)));
+  if (addLogElement(options, CreateXMLTextNode("PreserveVD", flagText(runModeFlag, RUN_MODE_PRESERVE_VD)))) {
+    addLogElement(options, CreateXMLTextNode("StopOnError", flagText(runModeFlag, RUN_MODE_STOP_ON_ERROR)));
   }
 }
 
@@ -85,14 +86,14 @@ static const CHAR8 *operationName(const RAID_CMD_BLOCK *block, CHAR8 *buffer) {
   return buffer;
 }
 
-void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID_CMD_BLOCK *block, XML_NODE **logRoot) {
+void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID_CMD_BLOCK *block, RESTORE_LOG *log) {
   static constexpr const CHAR8 *function = "_RestoreLogAddProgressNode";
-  if (logRoot == nullptr || *logRoot == nullptr) {
+  if (log == nullptr || log->Root == nullptr) {
     LogPrint(LOG_TRACE, function, u"rootNode not initialized ");
     return;
   }
-  XML_NODE *operation = CreateXMLNode("Operation");
-  if (operation == nullptr) {
+  LOG_BUILDER operation = {function, CreateXMLNode("Operation"), nullptr};
+  if (operation.Parent == nullptr) {
     LogPrint(LOG_TRACE, function, u"Failed to create XML Node");
     return;
   }
@@ -101,19 +102,19 @@ void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID
     name = operationName(block, buffer);
   }
   LogPrint(LOG_TRACE, function, u"AddProgressNode, operation = %a, errCode=%d ", name, static_cast<UINT32>(status));
-  AddXMLAttribute("name", name, operation);
-  AppendXMLChild(*logRoot, operation);
+  AddXMLAttribute("name", name, operation.Parent);
+  log->Last = AppendXMLChildAfter(log->Root, log->Last, operation.Parent);
 
   const CHAR8 *outcome = status == EFI_SUCCESS ? "Success" : "Fail";
-  if (addLogElement(function, operation, CreateXMLTextNode("Status", outcome)) == nullptr) {
+  if (addLogElement(operation, CreateXMLTextNode("Status", outcome)) == nullptr) {
     return;
   }
   CHAR8 code[LOG_TEXT_SIZE];
   formatLogHex(code, status & ~EFI_ERROR_BIT);
-  if (addLogElement(function, operation, CreateXMLTextNode("ErrorCode", code)) == nullptr) {
+  if (addLogElement(operation, CreateXMLTextNode("ErrorCode", code)) == nullptr) {
     return;
   }
-  XML_NODE *detail = addLogElement(function, operation, CreateXMLNode("Detail"));
+  XML_NODE *detail = addLogElement(operation, CreateXMLNode("Detail"));
   if (detail == nullptr || block == nullptr) {
     return;
   }

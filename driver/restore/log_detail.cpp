@@ -6,12 +6,6 @@
 #include "driver/controller/controller.h"
 #include "driver/xml/xml.h"
 
-// The routine that "Failed to create XML Node" is logged under, and the element that it adds children to.
-struct BUILDER {
-  const CHAR8 *Function;
-  XML_NODE *Parent;
-};
-
 // A child of "Adapter": the byte at Offset, first with the bits of Flip inverted, then with those of Mask kept. Bit 7
 // marks a mode that is present, so a mode without it finds no name.
 struct SETTING_ROW {
@@ -56,28 +50,24 @@ static XML_NODE *newElement(const CHAR8 *function, XML_NODE *element) {
   return element;
 }
 
-static XML_NODE *addChild(const BUILDER &builder, XML_NODE *child) {
-  return addLogElement(builder.Function, builder.Parent, child);
+static bool addText(LOG_BUILDER &builder, const CHAR8 *element, const CHAR8 *text) {
+  return addLogElement(builder, CreateXMLTextNode(element, text)) != nullptr;
 }
 
-static bool addText(const BUILDER &builder, const CHAR8 *element, const CHAR8 *text) {
-  return addChild(builder, CreateXMLTextNode(element, text)) != nullptr;
-}
-
-static bool addHex(const BUILDER &builder, const CHAR8 *element, UINT64 value) {
+static bool addHex(LOG_BUILDER &builder, const CHAR8 *element, UINT64 value) {
   CHAR8 text[LOG_TEXT_SIZE];
   formatLogHex(text, value);
   return addText(builder, element, text);
 }
 
-static bool addDecimal(const BUILDER &builder, const CHAR8 *element, UINT64 value) {
+static bool addDecimal(LOG_BUILDER &builder, const CHAR8 *element, UINT64 value) {
   CHAR8 text[LOG_TEXT_SIZE];
   formatDecimal(text, value);
   return addText(builder, element, text);
 }
 
 // A wide text's low bytes, as many as fit.
-static bool addWide(const BUILDER &builder, const CHAR8 *element, const CHAR16 *wide) {
+static bool addWide(LOG_BUILDER &builder, const CHAR8 *element, const CHAR16 *wide) {
   CHAR8 text[LOG_TEXT_SIZE];
   textNarrow(text, wide, LOG_TEXT_SIZE - 1);
   return addText(builder, element, text);
@@ -97,15 +87,11 @@ static const void *recordOf(const RAID_CMD_BLOCK *block) {
 }
 
 static const RAID_PD_RECORD *findCurrentDisk(UINT32 objectId) {
-  for (UINT32 i = 0; i < g_curPdCount; ++i) {
-    if (g_curPdArray[i].ObjectID == objectId) {
-      return &g_curPdArray[i];
-    }
-  }
-  return nullptr;
+  UINT32 number = firstWithId(g_curPds, objectId);
+  return number == g_curPds.Count ? nullptr : static_cast<const RAID_PD_RECORD *>(g_curPds.Records) + number;
 }
 
-static bool addDiskIdentity(const BUILDER &builder, UINT32 objectId) {
+static bool addDiskIdentity(LOG_BUILDER &builder, UINT32 objectId) {
   if (!addHex(builder, "ObjectId", objectId)) {
     return false;
   }
@@ -117,7 +103,7 @@ static bool addDiskIdentity(const BUILDER &builder, UINT32 objectId) {
 static XML_NODE *createDiskNode(const UINT32 *objectId, const RAID_PD_RECORD *record) {
   static constexpr const CHAR8 *function = "_CreatePDNode";
   XML_NODE *node = newElement(function, CreateXMLNode("PD"));
-  BUILDER builder = {function, node};
+  LOG_BUILDER builder = {function, node, nullptr};
   if (node == nullptr || (objectId != nullptr && !addDiskIdentity(builder, *objectId)) || record == nullptr) {
     return node;
   }
@@ -137,7 +123,7 @@ XML_NODE *_CreateKeyNode(const CHAR8 *elementName, const CHAR8 *modeText, const 
   if (node == nullptr) {
     return nullptr;
   }
-  BUILDER builder = {function, node};
+  LOG_BUILDER builder = {function, node, nullptr};
   if (addText(builder, "Mode", modeText) && keyIdText != nullptr) {
     addText(builder, "KeyId", keyIdText);
   }
@@ -159,12 +145,12 @@ static XML_NODE *createKeyDetail(const CHAR8 *elementName, const RAID_CMD_BLOCK 
   return _CreateKeyNode(elementName, "LKM", keyId);
 }
 
-static void addRates(const BUILDER &builder, const RAID_ADAPTER_RECORD *record) {
-  XML_NODE *rates = addChild(builder, CreateXMLNode("Rates"));
+static void addRates(LOG_BUILDER &builder, const RAID_ADAPTER_RECORD *record) {
+  XML_NODE *rates = addLogElement(builder, CreateXMLNode("Rates"));
   if (rates == nullptr) {
     return;
   }
-  BUILDER inside = {builder.Function, rates};
+  LOG_BUILDER inside = {builder.Function, rates, nullptr};
   for (UINT32 i = 0; i < RAID_RATE_COUNT; ++i) {
     RAID_RATE rate = record->Rates[i];
     if (!addWide(inside, "name", rate.Name) ||
@@ -174,7 +160,7 @@ static void addRates(const BUILDER &builder, const RAID_ADAPTER_RECORD *record) 
   }
 }
 
-static void addSettings(const BUILDER &builder, const RAID_ADAPTER_RECORD *record) {
+static void addSettings(LOG_BUILDER &builder, const RAID_ADAPTER_RECORD *record) {
   const UINT8 *bytes = reinterpret_cast<const UINT8 *>(record);
   for (const SETTING_ROW &row : g_settingRows) {
     UINT64 value = (bytes[row.Offset] ^ row.Flip) & row.Mask;
@@ -189,16 +175,17 @@ static XML_NODE *createAdapterDetail(const CHAR8 *function, const RAID_CMD_BLOCK
   XML_NODE *node = newElement(function, CreateXMLNode("Adapter"));
   const RAID_ADAPTER_RECORD *record = static_cast<const RAID_ADAPTER_RECORD *>(recordOf(block));
   if (node != nullptr && record != nullptr) {
-    addSettings({function, node}, record);
+    LOG_BUILDER builder = {function, node, nullptr};
+    addSettings(builder, record);
   }
   return node;
 }
 
-static void addMembers(const BUILDER &builder, const RAID_CMD_BLOCK *block) {
-  XML_NODE *disks = addChild(builder, CreateXMLNode("PDs"));
-  BUILDER inside = {builder.Function, disks};
+static void addMembers(LOG_BUILDER &builder, const RAID_CMD_BLOCK *block) {
+  XML_NODE *disks = addLogElement(builder, CreateXMLNode("PDs"));
+  LOG_BUILDER inside = {builder.Function, disks, nullptr};
   for (UINT32 i = 0; disks != nullptr && i < idCount(block); ++i) {
-    if (addChild(inside, _CreatePDNode(block->ObjectIds[i], /* record= */ nullptr)) == nullptr) {
+    if (addLogElement(inside, _CreatePDNode(block->ObjectIds[i], /* record= */ nullptr)) == nullptr) {
       return;
     }
   }
@@ -206,7 +193,7 @@ static void addMembers(const BUILDER &builder, const RAID_CMD_BLOCK *block) {
 
 static XML_NODE *createVirtualDiskDetail(const CHAR8 *function, const RAID_CMD_BLOCK *block) {
   XML_NODE *node = newElement(function, CreateXMLNode("VD"));
-  BUILDER builder = {function, node};
+  LOG_BUILDER builder = {function, node, nullptr};
   if (node == nullptr || (idCount(block) != 0 && !addHex(builder, "TargetId", block->ObjectIds[0]))) {
     return node;
   }
@@ -242,7 +229,7 @@ static UINT32 usableDisks(const RAID_CONFIG *saved, const UINT32 *pdMap) {
 static XML_NODE *createValidationSummary(const CHAR8 *function, const RAID_CMD_BLOCK *block) {
   const RAID_CONFIG *saved = static_cast<const RAID_CONFIG *>(block->ObjectData);
   XML_NODE siblings = {};
-  BUILDER builder = {function, &siblings};
+  LOG_BUILDER builder = {function, &siblings, nullptr};
   const CHAR16 *firmware = saved->adapter == nullptr ? nullptr : saved->adapter->FirmwareVersion;
   if (addWide(builder, "AdapterFwVer", firmware) && addDecimal(builder, "RestoreVDs", saved->logicalDiskCount) &&
       addDecimal(builder, "AvailablePDs", block->ObjectIdCount)) {

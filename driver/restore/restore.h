@@ -1,6 +1,7 @@
 // Restoring a saved configuration: run-time options, disk mapping, the restore itself, and the log of what was done.
 #pragma once
 
+#include "driver/controller/controller.h"
 #include "driver/xml/xml.h"
 #include "raid_records.h"
 #include "raid_xyl.h"
@@ -28,7 +29,7 @@ EFI_STATUS parseRunTimeXML(const CHAR8 *text, UINT32 *runModeFlag);
 EFI_STATUS _ValidateRestore(const RAID_ADAPTER_RECORD *currentAdapter, const RAID_PD_RECORD *currentDisks,
                             UINT32 currentCount, const RAID_CONFIG *restoreCfg, UINT32 **pdMap);
 
-// Fills pdMap, which has restoreCfg->physicalDiskCount zero entries. Always EFI_SUCCESS.
+// Fills pdMap, which has restoreCfg->physicalDiskCount zero entries. EFI_OUT_OF_RESOURCES without memory.
 EFI_STATUS _MapPDsRestoreToCurrent(const RAID_PD_RECORD *currentDisks, UINT32 currentCount,
                                    const RAID_CONFIG *restoreCfg, UINT32 *pdMap);
 
@@ -56,6 +57,12 @@ extern const UINT16 g_comparedModes[COMPARED_MODE_COUNT];
 // Whether no saved rate of the same name has the rate's value.
 bool rateDiffers(const RAID_RATE &rate, const RAID_ADAPTER_RECORD *saved);
 
+// A log while it is written; whoever began it owns the tree.
+struct RESTORE_LOG {
+  XML_NODE *Root; // null: there is no log
+  XML_NODE *Last; // Root's last child; null without children
+};
+
 // The restore.
 
 // Puts restoreCfg, whose adapter is not null, onto the controller. *logRoot (preset to null, or a tree that is
@@ -64,24 +71,23 @@ bool rateDiffers(const RAID_RATE &rate, const RAID_ADAPTER_RECORD *saved);
 // the step that failed; steps before it stay applied.
 EFI_STATUS RaidRestore(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, UINT32 runModeFlag, XML_NODE **logRoot);
 
-// Applies the saved adapter record. With a logRoot the step is logged; null for part replacement. Returns the
+// Applies the saved adapter record. With a log the step is logged; null for part replacement. Returns the
 // controller's failure or EFI_SUCCESS.
-EFI_STATUS _ChangeAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, XML_NODE **logRoot);
+EFI_STATUS _ChangeAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, RESTORE_LOG *log);
 
 // The log.
 
 #define LOG_KIND_CONFIG 1
 #define LOG_KIND_RESTORE 2
 
-// The disks whose FQDDs the log shows, valid during the call that set them. Not owned.
-extern RAID_PD_RECORD *g_curPdArray;
-extern UINT32 g_curPdCount;
+// The disks whose FQDDs the log shows: whoever runs an operation sets them and gives the index back at its end.
+extern RECORD_INDEX g_curPds;
 
-// Appends one "Operation" to *logRoot, named name or, with null, after the block's command. Without a block its
+// Appends one "Operation" to the log, named name or, with null, after the block's command. Without a block its
 // "Detail" is empty. block->Revision tells what ObjectData is: RAID_BLOCK_REVISION_KEY a key, any other the record of
 // the block's ObjectType; a run that changes the revision of a command before it sends it gives a copy of the block
-// with the revision that parsing gave it. A null logRoot or *logRoot: nothing is done. Best effort, changes no status.
-void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID_CMD_BLOCK *block, XML_NODE **logRoot);
+// with the revision that parsing gave it. A null log or Root: nothing is done. Best effort, changes no status.
+void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID_CMD_BLOCK *block, RESTORE_LOG *log);
 
 // Writes text to the log channel in lines of 100 characters; null is ignored.
 void PrintRestoreLog(const CHAR8 *text);

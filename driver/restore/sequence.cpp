@@ -9,7 +9,7 @@ struct RESTORE {
   RAID_MGMT_PROTOCOL *Mgmt;
   RAID_CONFIG *Saved;
   UINT32 RunMode;
-  XML_NODE **LogRoot;
+  RESTORE_LOG *Log;
   RAID_ADAPTER_RECORD *Adapter;
   RAID_PD_RECORD *Disks;
   UINT32 DiskCount;
@@ -80,7 +80,7 @@ bool adapterSettingsDiffer(const RAID_ADAPTER_RECORD *current, const RAID_ADAPTE
 static EFI_STATUS readAdapter(RESTORE *run) {
   void *data = nullptr;
   UINT32 size = 0;
-  EFI_STATUS status = _GetObject(run->Mgmt, RAID_OBJECT_ADAPTER, &data, &size, run->LogRoot);
+  EFI_STATUS status = _GetObject(run->Mgmt, RAID_OBJECT_ADAPTER, &data, &size, run->Log);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -96,7 +96,7 @@ static EFI_STATUS readAdapter(RESTORE *run) {
 static EFI_STATUS readDisks(RESTORE *run) {
   void *data = nullptr;
   UINT32 size = 0;
-  EFI_STATUS status = _GetObject(run->Mgmt, RAID_OBJECT_PHYSICAL_DISK, &data, &size, run->LogRoot);
+  EFI_STATUS status = _GetObject(run->Mgmt, RAID_OBJECT_PHYSICAL_DISK, &data, &size, run->Log);
   if (EFI_ERROR(status)) {
     return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
   }
@@ -126,7 +126,7 @@ static EFI_STATUS validateLogged(RESTORE *run) {
   block.ObjectIdCount = run->DiskCount;
   block.ObjectIds = run->PdMap;
   block.ObjectData = run->Saved;
-  _RestoreLogAddProgressNode("Validate", status, &block, run->LogRoot);
+  _RestoreLogAddProgressNode("Validate", status, &block, run->Log);
   return status;
 }
 
@@ -142,7 +142,7 @@ static EFI_STATUS clearController(const RESTORE *run) {
     if (status == step.Harmless) {
       status = EFI_SUCCESS;
     }
-    _RestoreLogAddProgressNode(step.Name, status, /* block= */ nullptr, run->LogRoot);
+    _RestoreLogAddProgressNode(step.Name, status, /* block= */ nullptr, run->Log);
     if (EFI_ERROR(status)) {
       LogPrint(LOG_ERROR, "RaidRestore", step.Failed);
       return status;
@@ -157,7 +157,7 @@ static EFI_STATUS applySettings(const RESTORE *run, bool isSas) {
     LogPrint(LOG_TRACE, "RaidRestore", u"Its a SAS controller, No Change to controller ...!");
     return EFI_SUCCESS;
   }
-  EFI_STATUS status = _ChangeAdapter(run->Mgmt, run->Saved, run->LogRoot);
+  EFI_STATUS status = _ChangeAdapter(run->Mgmt, run->Saved, run->Log);
   if (!EFI_ERROR(status)) {
     return EFI_SUCCESS;
   }
@@ -188,7 +188,7 @@ static EFI_STATUS restoreAdapter(const RESTORE *run) {
 }
 
 static EFI_STATUS restoreDisks(const RESTORE *run) {
-  EFI_STATUS status = _CreateOrChangeVDs(run->Mgmt, run->Adapter, run->Saved, run->RunMode, run->PdMap, run->LogRoot);
+  EFI_STATUS status = _CreateOrChangeVDs(run->Mgmt, run->Adapter, run->Saved, run->RunMode, run->PdMap, run->Log);
   if (EFI_ERROR(status)) {
     LogPrint(LOG_ERROR, "RaidRestore", u"_CreateOrChangeVDs failed ");
     return status;
@@ -196,7 +196,7 @@ static EFI_STATUS restoreDisks(const RESTORE *run) {
   if ((run->RunMode & RUN_MODE_PRESERVE_VD) != 0) {
     return EFI_SUCCESS;
   }
-  status = _ChangePDs(run->Mgmt, run->Saved, run->PdMap, run->RunMode, run->LogRoot);
+  status = _ChangePDs(run->Mgmt, run->Saved, run->PdMap, run->RunMode, run->Log);
   if (EFI_ERROR(status)) {
     LogPrint(LOG_ERROR, "RaidRestore", u"_ChangePDs failed ");
   }
@@ -209,8 +209,7 @@ static EFI_STATUS restoreSteps(RESTORE *run) {
     LogPrint(LOG_ERROR, "RaidRestore", u"Could not get current config info");
     return status;
   }
-  g_curPdArray = run->Disks;
-  g_curPdCount = run->DiskCount;
+  indexRecords(&g_curPds, run->Disks, run->DiskCount);
   status = validateLogged(run);
   if (EFI_ERROR(status)) {
     LogPrint(LOG_ERROR, "RaidRestore", u"_ValidateForRestore failed ");
@@ -222,15 +221,19 @@ static EFI_STATUS restoreSteps(RESTORE *run) {
 
 EFI_STATUS RaidRestore(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, UINT32 runModeFlag, XML_NODE **logRoot) {
   logEntered("RaidRestore");
-  g_curPdArray = nullptr;
-  g_curPdCount = 0;
-  _RestoreLogInit(runModeFlag, logRoot);
+  RESTORE_LOG log = {logRoot == nullptr ? nullptr : *logRoot, nullptr};
   RESTORE run = {};
   run.Mgmt = mgmt;
   run.Saved = restoreCfg;
   run.RunMode = runModeFlag;
-  run.LogRoot = logRoot;
+  run.Log = logRoot == nullptr ? nullptr : &log;
+  freeRecordIndex(&g_curPds);
+  _RestoreLogInit(runModeFlag, run.Log);
   EFI_STATUS status = restoreSteps(&run);
+  freeRecordIndex(&g_curPds);
+  if (logRoot != nullptr) {
+    *logRoot = log.Root;
+  }
   _FreeCurrentCfg(mgmt, run.Adapter, run.Disks, run.DiskCount, run.PdMap);
   return logExit("RaidRestore", status);
 }

@@ -119,18 +119,29 @@ TEST(ChangeRun, RemembersTheFirst65CreatedVolumes) {
   world.expectBalanced();
 }
 
+// A controller that makes another command of the block that it got.
+static EFI_STATUS(EFIAPI *g_execute)(RAID_MGMT_PROTOCOL *, RAID_CMD_BLOCK *, RAID_CMD_RESULT *);
+static EFI_STATUS EFIAPI executeAndRewrite(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
+  EFI_STATUS status = g_execute(mgmt, block, result);
+  block->Command = RAID_COMMAND_LOCK;
+  return status;
+}
+
 TEST(ChangeRun, LeavesNoPassphraseBehind) {
   // Where a passphrase may lie: commands that run, that fail, that are never reached, and methods that are dropped.
   const std::string requests[] = {
       method("Lock", "Adapter", {}, KEY) + method("Rekey", "Adapter", {}, NEW_KEY),
-      method("Rekey", "Adapter", {}, NEW_KEY) + method("Lock", "Adapter", {}, KEY),
+      method("Rekey", "Adapter", {}, NEW_KEY) + method("Lock", "Adapter", {}, KEY), // see executeAndRewrite
       method("Lock", "Virtual Disk", {}, KEY) + method("Identify", "Adapter", {}, KEY),
       method("Lock", "Adapter", {}, NEW_KEY),
+      std::string("<Method name=\"") + PASSPHRASE + "\"/>",
       method("Lock", "Adapter", {}, KEY + "<PD/>") + "<Method name=\"Locked\">" + element("Object", KEY) + "</Method>",
   };
   for (const std::string &request : requests) {
     SCOPED_TRACE(request);
     World world("empty");
+    g_execute = world.sim->protocol.Execute;
+    world.sim->protocol.Execute = &request == requests + 1 ? executeAndRewrite : g_execute;
     std::string found;
     std::vector<UINT64> keysGone; // after how many commands
     world.firmware.onFree([&](const void *memory, uint64_t size) {

@@ -108,6 +108,45 @@ TEST(SetLive, RefusesBadArgumentsBeforeAnythingIsTouched) {
   EXPECT_FALSE(world.firmware.allocated(options));
 }
 
+TEST(SetLive, RefusesOneBlockAsTwoThings) {
+  World world("demo");
+  char *text = world.firmware.poolText(METHOD_ONLY), *options = world.firmware.poolText(NORMAL);
+  RAID_XYL_PARAMETER parameter = {1, 0};
+  RAID_XYL_BUFFER shared[] = {{1, 0, nullptr}, {1, 1, options}};
+  struct {
+    const char *name;
+    char *saved;
+    void *array; // null: one with the request
+    char *request;
+  } cases[] = {{"options and saved", options, nullptr, text},
+               {"options and request", nullptr, nullptr, options},
+               {"saved and request", text, nullptr, text},
+               {"the array of Input and of Output", nullptr, shared, nullptr},
+               {"options and the array of Output", nullptr, options, nullptr}};
+  simClearLog(world.sim);
+  for (auto &row : cases) {
+    shared[0] = {1, row.saved == nullptr ? 0U : 1U, row.saved};
+    RAID_XYL_BUFFER outputs[] = {{1, 0, nullptr}, {1, 1, row.request}};
+    RAID_XYL_BUFFER input = {1, 32, shared}, output = {1, 32, row.array != nullptr ? row.array : outputs};
+    EXPECT_EQ(world.xyl->Set_Live(world.xyl, &parameter, &input, &output), EFI_INVALID_PARAMETER) << row.name;
+    EXPECT_TRUE(world.firmware.allocated(options) && world.firmware.allocated(text)) << row.name;
+  }
+  RAID_XYL_BUFFER both = {1, 0, shared};
+  EXPECT_EQ(world.xyl->Set_Live(world.xyl, &parameter, &both, &both), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(simCommandCount(world.sim), 0u);
+  world.services->FreePool(text);
+  world.services->FreePool(options);
+}
+
+// The records of a request go back before its log is made.
+TEST(SetLive, ReleasesTheRequestBeforeItsLog) {
+  World world("demo");
+  world.clearLog();
+  world.set({NORMAL, nullptr, "<raidData><Method name=\"GetKeyID\"/><Adapter/></raidData>"});
+  std::string log = world.log();
+  EXPECT_LT(log.rfind("TarnFree: Exit. Success"), log.find("PrintRestoreLog: <?xml"));
+}
+
 TEST(SetLive, LogsItsSteps) {
   const std::string start = "T Entered.|T Restore Operation Start - Parse RunTime XML|T Before parseRunTimeXML|";
   const std::string mode = start + "T RunTime Parsing = Success|T ";

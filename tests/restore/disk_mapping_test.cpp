@@ -1,4 +1,7 @@
 // Which current disk stands in for which saved one.
+#include <random>
+
+#include "base/log.h"
 #include "driver/restore/restore.h"
 #include "tests/support/world.h"
 
@@ -22,6 +25,15 @@ static RAID_PD_RECORD disk(UINT32 id, UINT8 slot, UINT64 size = 100, UINT8 attri
   return record;
 }
 
+static MAP mapped(DISKS &saved, const DISKS &current) {
+  RAID_CONFIG config = {};
+  config.physicalDiskCount = static_cast<UINT32>(saved.size());
+  config.physicalDisks = saved.data();
+  MAP map(saved.size());
+  _MapPDsRestoreToCurrent(current.data(), static_cast<UINT32>(current.size()), &config, map.data());
+  return map;
+}
+
 TEST(DiskMapping, PlaceFirstThenAnySuitableDisk) {
   struct {
     const char *name;
@@ -41,12 +53,72 @@ TEST(DiskMapping, PlaceFirstThenAnySuitableDisk) {
        {disk(7, 1, 100, FDE | 0x31), disk(8, 3, 100, FDE)},
        {8, 9}},
   };
+  World world(WORLD_OPTIONS{.preset = nullptr});
   for (auto &row : cases) {
-    RAID_CONFIG config = {};
-    config.physicalDiskCount = static_cast<UINT32>(row.saved.size());
-    config.physicalDisks = row.saved.data();
-    MAP map(row.saved.size());
-    _MapPDsRestoreToCurrent(row.current.data(), static_cast<UINT32>(row.current.size()), &config, map.data());
-    EXPECT_EQ(map, row.map) << row.name;
+    EXPECT_EQ(mapped(row.saved, row.current), row.map) << row.name;
+  }
+}
+
+// The mapping as it is defined: each saved disk is held against each current one. The lines are shortened to one
+// letter.
+static std::string byDefinition(const DISKS &saved, const DISKS &current, MAP &map) {
+  std::string lines;
+  map.assign(saved.size(), 0);
+  for (bool inPlace : {true, false}) {
+    for (size_t i = 0; i < saved.size(); ++i) {
+      for (size_t j = 0; j < current.size() && (inPlace || map[i] == 0); ++j) {
+        UINT32 entry = current[j].ObjectID + 1;
+        DISK_FIT fit = diskFit(saved[i], current[j]);
+        lines += inPlace && current[j].SecureState == RAID_SECURE_STATE_FOREIGN ? "F" : "";
+        bool isTaken = std::count(map.begin(), map.end(), entry) != 0;
+        lines += inPlace || isTaken || (fit != DISK_FITS && fit != DISK_NOT_ENCRYPTING) ? "" : "rc";
+        if (fit == DISK_FITS && (inPlace ? samePlace(saved[i], current[j]) : !isTaken)) {
+          map[i] = entry;
+          lines += entry == 0 ? "" : inPlace ? "1" : "2";
+          break;
+        }
+      }
+    }
+  }
+  return lines;
+}
+
+// The first letters of what the mapping logs.
+static std::string loggedLines(const std::string &log) {
+  std::string lines;
+  const std::pair<const char *, const char *> letters[] = {
+      {"Foreign", "F"}, {" 2 restore", "r"}, {"  2 current", "c"}, {" 1: pdMap", "1"}, {" 2: pdMap", "2"}};
+  for (size_t at = log.find(": "); at != std::string::npos; at = log.find(": ", log.find('\n', at))) {
+    for (auto &[start, letter] : letters) {
+      lines += log.compare(at + 2, strlen(start), start) == 0 ? letter : "";
+    }
+  }
+  return lines;
+}
+
+TEST(DiskMapping, IsWhatTheDefinitionSays) {
+  World world(WORLD_OPTIONS{.preset = nullptr});
+  std::mt19937 random(15);
+  auto below = [&](UINT32 limit) { return static_cast<UINT32>(random() % limit); };
+  for (int round = 0; round < 2000; ++round) {
+    DISKS disks[2];
+    for (DISKS &list : disks) {
+      for (UINT32 left = below(9); left != 0; --left) {
+        UINT8 attributes = static_cast<UINT8>((below(4) == 0 ? RAID_PD_ATTRIBUTE_SSD : 0) | (below(2) == 0 ? FDE : 0));
+        UINT32 id = below(40) == 0 ? ~0U : below(12);
+        list.push_back(disk(id, static_cast<UINT8>(below(4)), below(4), attributes, SAS + below(2),
+                            static_cast<UINT8>(below(2)), 1 + below(2)));
+        list.back().SecureState = static_cast<UINT8>(below(8) == 0 ? RAID_SECURE_STATE_FOREIGN : 0);
+      }
+    }
+    MAP wanted;
+    std::string lines = byDefinition(disks[0], disks[1], wanted);
+    world.clearLog();
+    ASSERT_EQ(mapped(disks[0], disks[1]), wanted) << round;
+    ASSERT_EQ(loggedLines(world.log()), lines) << round;
+    DEBUG_LOG_PROTOCOL *log = g_debugLog;
+    g_debugLog = nullptr; // what only the log needs is left out then
+    ASSERT_EQ(mapped(disks[0], disks[1]), wanted) << round;
+    g_debugLog = log;
   }
 }

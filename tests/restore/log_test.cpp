@@ -7,7 +7,8 @@
 // A log of the operations that add adds.
 template <class T> static std::string logOf(T add) {
   XML_NODE *root = CreateXMLNode("RaidConfig");
-  add(&root);
+  RESTORE_LOG log = {root, nullptr};
+  add(&log);
   RAID_XYL_BUFFER element = {};
   RAID_XYL_BUFFER output = {1, 32, &element};
   updateResultLog(&output, root, LOG_KIND_CONFIG);
@@ -38,8 +39,7 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
   memset(remote.KeyID, 0, 4); // begins as an adapter record does
   current[1].ObjectID = 0xAB;
   current[1].FQDD = const_cast<CHAR16 *>(u"disk-3");
-  g_curPdArray = current;
-  g_curPdCount = 2;
+  g_curPds = {current, 2, nullptr};
   UINT32 ids[] = {0xAB, 7};
   UINT32 unknown[] = {7};
   const std::string narrowed = "A" + std::string(62, 'n');
@@ -74,11 +74,11 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
   std::string all;
   for (auto &row : cases) {
     world.clearLog();
-    std::string log =
-        logOf([&](XML_NODE **root) { _RestoreLogAddProgressNode(nullptr, EFI_SUCCESS, &row.block, root); });
-    EXPECT_EQ(log, element("RaidConfig", operation(row.name, "0", row.detail))) << &row - cases;
+    std::string text =
+        logOf([&](RESTORE_LOG *log) { _RestoreLogAddProgressNode(nullptr, EFI_SUCCESS, &row.block, log); });
+    EXPECT_EQ(text, element("RaidConfig", operation(row.name, "0", row.detail))) << &row - cases;
     EXPECT_EQ(countOf(world.log(), "Failed to create detail XML Node"), row.detail.empty() ? 1u : 0u) << &row - cases;
-    all += log + world.log();
+    all += text + world.log();
     world.expectBalanced();
   }
   EXPECT_EQ(countOf(all, "ppp"), 0u) << "a passphrase was written";
@@ -86,14 +86,15 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
 
 TEST(RestoreLog, IsHandedOverFromItsRootOnAndPrintedInPiecesOfAHundred) {
   World world(WORLD_OPTIONS{.preset = nullptr});
-  XML_NODE *root = CreateXMLNode("Old"), *none = nullptr;
+  RESTORE_LOG log = {CreateXMLNode("Old"), nullptr}, none = {};
   _RestoreLogInit(0, nullptr);
   _RestoreLogAddProgressNode("Lost", EFI_SUCCESS, nullptr, nullptr);
   _RestoreLogAddProgressNode("Lost", EFI_SUCCESS, nullptr, &none);
-  EXPECT_EQ(none, nullptr);
-  _RestoreLogInit(RUN_MODE_RESTORE | RUN_MODE_STOP_ON_ERROR, &root);
-  _RestoreLogAddProgressNode("Warned", 4, nullptr, &root);
-  _RestoreLogAddProgressNode(nullptr, EFI_ERROR_BIT | 0x1BCDEF0123ULL, nullptr, &root);
+  EXPECT_EQ(none.Root, nullptr);
+  _RestoreLogInit(RUN_MODE_RESTORE | RUN_MODE_STOP_ON_ERROR, &log);
+  _RestoreLogAddProgressNode("Warned", 4, nullptr, &log);
+  _RestoreLogAddProgressNode(nullptr, EFI_ERROR_BIT | 0x1BCDEF0123ULL, nullptr, &log);
+  XML_NODE *root = log.Root;
   char nothing;
   RAID_XYL_BUFFER output = {5, 6, &nothing};
   world.clearLog();
