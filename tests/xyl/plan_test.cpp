@@ -1,5 +1,6 @@
 // A plan and the restore that it is for: the same commands with the same data, and nothing done before its time.
 #include <cstring>
+#include <random>
 
 #include "client.h"
 #include "driver/request/request.h"
@@ -170,6 +171,35 @@ TEST(Plan, IsWhatTheRestoreDoes) {
         EXPECT_EQ(planned.isComplete, row.isComplete);
       }
     }
+  }
+}
+
+TEST(Plan, CountsWhatFitsAsTheDefinitionSays) {
+  World world(WORLD_OPTIONS{.preset = nullptr});
+  std::mt19937 random(7);
+  for (int round = 0; round < 500; ++round) {
+    std::vector<RAID_PD_RECORD> disks(random() % 12 + 1);
+    for (RAID_PD_RECORD &disk : disks) {
+      disk.EnclosureObjectID = random() % 2;
+      disk.Slot = random() % 2;
+      disk.Size = random() % 4;
+      disk.Protocol = random() % 2;
+      disk.Attributes = static_cast<UINT8>(random() % 4 << 1);
+    }
+    const RAID_PD_RECORD saved = disks.back();
+    disks.pop_back();
+    UINT32 first = ~0U, wanted[DISK_FIT_COUNT] = {}, counts[DISK_FIT_COUNT];
+    for (const RAID_PD_RECORD &disk : disks) {
+      bool inPlace = samePlace(saved, disk);
+      first = inPlace ? std::min(first, static_cast<UINT32>(&disk - disks.data())) : first;
+      wanted[diskFit(saved, disk)] += inPlace ? 0 : 1;
+    }
+    FIT_INDEX fits;
+    ASSERT_EQ(makeFitIndex(&fits, disks.data(), static_cast<UINT32>(disks.size())), EFI_SUCCESS);
+    EXPECT_EQ(firstInPlace(fits, saved), std::min(first, fits.Count)) << round;
+    countElsewhere(fits, saved, counts);
+    EXPECT_TRUE(std::equal(counts, counts + DISK_FIT_COUNT, wanted)) << round;
+    freeFitIndex(&fits);
   }
 }
 

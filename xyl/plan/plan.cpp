@@ -110,7 +110,10 @@ static EFI_STATUS dryRun(RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan)
   EFI_STATUS status =
       _ValidateRestore(static_cast<RAID_ADAPTER_RECORD *>(plan->Adapter.Data),
                        static_cast<RAID_PD_RECORD *>(plan->Disks.Data), recordCount(&plan->Disks), saved, &plan->Map);
-  return status == EFI_OUT_OF_RESOURCES ? status : EFI_SUCCESS;
+  if (status != EFI_OUT_OF_RESOURCES) {
+    status = makeFitIndex(&plan->Fits, static_cast<RAID_PD_RECORD *>(plan->Disks.Data), recordCount(&plan->Disks));
+  }
+  return status;
 }
 
 EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan) {
@@ -165,6 +168,7 @@ void freePlan(RESTORE_PLAN *plan) {
   }
   poolFree(plan->Commands);
   poolFree(plan->Map);
+  freeFitIndex(&plan->Fits);
   freeTree(plan->Log);
   RAID_CMD_RESULT *answers[] = {&plan->Adapter, &plan->Disks, &plan->Volumes};
   for (RAID_CMD_RESULT *answer : answers) {

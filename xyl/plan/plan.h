@@ -5,6 +5,7 @@
 #include "raid_records.h"
 #include "xyl/documents/documents.h"
 #include "xyl/output/output.h"
+#include "xyl/plan/disk_fits.h"
 
 // Parses a configuration document that a message would call name; one without an adapter is refused. The caller gives
 // *config back with releaseConfig.
@@ -32,6 +33,7 @@ struct RESTORE_PLAN {
   RAID_CMD_RESULT Adapter; // the controller's answers to Get; no data when it has none
   RAID_CMD_RESULT Disks;
   RAID_CMD_RESULT Volumes;
+  FIT_INDEX Fits; // of the controller's disks
 };
 
 // Plans the restore of saved, which it changes as a restore does, with the run mode that the driver would make of the

@@ -82,9 +82,8 @@ bool losesContents(const RESTORE_PLAN &plan, UINT32 currentId) {
 // --- Disks ---
 
 // Indexed by DISK_FIT.
-static constexpr const CHAR8 *g_fitWords[] = {"taken", "too small", "of the other medium", "with another protocol",
-                                              "without encryption"};
-static constexpr UINTN FIT_COUNT = sizeof(g_fitWords) / sizeof(g_fitWords[0]);
+static constexpr const CHAR8 *g_fitWords[DISK_FIT_COUNT] = {"taken", "too small", "of the other medium",
+                                                            "with another protocol", "without encryption"};
 
 static const RAID_PD_RECORD *findCurrent(const RESTORE_PLAN &plan, UINT32 id) {
   for (UINT32 i = 0; i < recordCount(&plan.Disks); ++i) {
@@ -101,31 +100,25 @@ static bool isSameDisk(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &curren
 
 // Why no disk in the saved disk's place stands in for it.
 static void putWhyNotInPlace(TEXT *text, const RESTORE_PLAN &plan, const RAID_PD_RECORD &saved) {
-  for (UINT32 i = 0; i < recordCount(&plan.Disks); ++i) {
-    const RAID_PD_RECORD &current = currentDisks(plan)[i];
-    if (samePlace(saved, current)) {
-      putText(text, "disk ");
-      putNumber(text, current.ObjectID);
-      putText(text, " in its place is ");
-      putText(text, g_fitWords[diskFit(saved, current)]);
-      return;
-    }
+  UINT32 place = firstInPlace(plan.Fits, saved);
+  if (place == plan.Fits.Count) {
+    putText(text, "its place is empty");
+    return;
   }
-  putText(text, "its place is empty");
+  const RAID_PD_RECORD &current = plan.Fits.Disks[place];
+  putText(text, "disk ");
+  putNumber(text, current.ObjectID);
+  putText(text, " in its place is ");
+  putText(text, g_fitWords[diskFit(saved, current)]);
 }
 
 // Why no disk elsewhere does.
 static void putWhyNotElsewhere(TEXT *text, const RESTORE_PLAN &plan, const RAID_PD_RECORD &saved) {
-  UINT32 counts[FIT_COUNT] = {};
-  for (UINT32 i = 0; i < recordCount(&plan.Disks); ++i) {
-    const RAID_PD_RECORD &current = currentDisks(plan)[i];
-    if (!samePlace(saved, current)) {
-      ++counts[diskFit(saved, current)];
-    }
-  }
+  UINT32 counts[DISK_FIT_COUNT];
+  countElsewhere(plan.Fits, saved, counts);
   putText(text, "; of the others ");
   const CHAR8 *separator = "";
-  for (UINTN fit = 0; fit < FIT_COUNT; ++fit) {
+  for (UINTN fit = 0; fit < DISK_FIT_COUNT; ++fit) {
     if (counts[fit] != 0) {
       putText(text, separator);
       putNumber(text, counts[fit]);

@@ -1,0 +1,112 @@
+#include "xyl/plan/disk_fits.h"
+
+#include "base/pool.h"
+#include "base/sort.h"
+
+static constexpr UINTN ALL_ORDERS = 2 * DISK_ORDER_COUNT + 1;
+
+// What an order is sorted by before the size.
+struct DISK_ORDER {
+  bool ByPlace;
+  UINTN Traits; // how many of medium, protocol and encryption
+};
+
+static UINT64 placeOf(const RAID_PD_RECORD &disk) {
+  return UINT64{disk.EnclosureObjectID} << 16 | static_cast<UINT64>(disk.Slot) << 8 | disk.Port;
+}
+
+// Below, at or above zero.
+static int compareGroups(const DISK_ORDER &order, const RAID_PD_RECORD &a, const RAID_PD_RECORD &b) {
+  const UINT64 pairs[][2] = {
+      {placeOf(a), placeOf(b)},
+      {UINT64{a.Attributes} & RAID_PD_ATTRIBUTE_SSD, UINT64{b.Attributes} & RAID_PD_ATTRIBUTE_SSD},
+      {a.Protocol, b.Protocol},
+      {UINT64{a.Attributes} & RAID_PD_ATTRIBUTE_FDE, UINT64{b.Attributes} & RAID_PD_ATTRIBUTE_FDE},
+  };
+  for (UINTN i = order.ByPlace ? 0 : 1; i <= order.Traits; ++i) {
+    if (pairs[i][0] != pairs[i][1]) {
+      return pairs[i][0] < pairs[i][1] ? -1 : 1;
+    }
+  }
+  return 0;
+}
+
+static UINT32 *orderOf(const FIT_INDEX &fits, const DISK_ORDER &order) {
+  UINTN number = (order.ByPlace ? DISK_ORDER_COUNT : 0) + order.Traits;
+  return fits.Orders + number * fits.Count;
+}
+
+static constexpr DISK_ORDER BY_PLACE = {/* ByPlace= */ true, /* Traits= */ 0};
+
+static UINT32 *numberOrder(const FIT_INDEX &fits) {
+  return fits.Orders + (ALL_ORDERS - 1) * fits.Count;
+}
+
+EFI_STATUS makeFitIndex(FIT_INDEX *fits, const RAID_PD_RECORD *disks, UINT32 count) {
+  *fits = {disks, count, count == 0 ? nullptr : poolNew<UINT32>(ALL_ORDERS * count)};
+  if (fits->Orders == nullptr) {
+    fits->Count = 0;
+    return count == 0 ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+  }
+  for (UINTN i = 0; i < ALL_ORDERS * count; ++i) {
+    fits->Orders[i] = static_cast<UINT32>(i % count);
+  }
+  for (UINTN i = 0; i < 2 * DISK_ORDER_COUNT; ++i) {
+    DISK_ORDER order = {i >= DISK_ORDER_COUNT, i % DISK_ORDER_COUNT};
+    sortArray(orderOf(*fits, order), count, [&](UINT32 a, UINT32 b) {
+      int groups = compareGroups(order, disks[a], disks[b]);
+      return groups != 0 ? groups < 0 : disks[a].Size < disks[b].Size;
+    });
+  }
+  sortArray(numberOrder(*fits), count, [&](UINT32 a, UINT32 b) {
+    int places = compareGroups(BY_PLACE, disks[a], disks[b]);
+    return places != 0 ? places < 0 : a < b;
+  });
+  return EFI_SUCCESS;
+}
+
+void freeFitIndex(FIT_INDEX *fits) {
+  poolFree(fits->Orders);
+  *fits = {};
+}
+
+UINT32 firstInPlace(const FIT_INDEX &fits, const RAID_PD_RECORD &saved) {
+  const UINT32 *order = numberOrder(fits);
+  UINTN first =
+      countBefore(order, fits.Count, [&](UINT32 disk) { return compareGroups(BY_PLACE, fits.Disks[disk], saved) < 0; });
+  return first < fits.Count && samePlace(saved, fits.Disks[order[first]]) ? order[first] : fits.Count;
+}
+
+// How many disks of the saved one's group are at least that large.
+static UINT32 countFrom(const FIT_INDEX &fits, const DISK_ORDER &order, const RAID_PD_RECORD &saved, UINT64 size) {
+  const UINT32 *numbers = orderOf(fits, order);
+  UINTN below = countBefore(numbers, fits.Count, [&](UINT32 disk) {
+    int groups = compareGroups(order, fits.Disks[disk], saved);
+    return groups != 0 ? groups < 0 : fits.Disks[disk].Size < size;
+  });
+  UINTN upTo =
+      countBefore(numbers, fits.Count, [&](UINT32 disk) { return compareGroups(order, fits.Disks[disk], saved) <= 0; });
+  return static_cast<UINT32>(upTo - below);
+}
+
+// Adds the disks anywhere, or those in the saved disk's place, sign times.
+static void addCounts(const FIT_INDEX &fits, const RAID_PD_RECORD &saved, bool byPlace, UINT32 sign,
+                      UINT32 (&counts)[DISK_FIT_COUNT]) {
+  UINT32 left = countFrom(fits, {byPlace, 0}, saved, 0);
+  static constexpr DISK_FIT failures[DISK_ORDER_COUNT] = {DISK_TOO_SMALL, DISK_OTHER_MEDIUM, DISK_OTHER_PROTOCOL,
+                                                          DISK_NOT_ENCRYPTING};
+  // Only an encrypting disk asks for another one.
+  UINTN traits = (saved.Attributes & RAID_PD_ATTRIBUTE_FDE) != 0 ? DISK_ORDER_COUNT : DISK_ORDER_COUNT - 1;
+  for (UINTN i = 0; i < traits; ++i) {
+    UINT32 good = countFrom(fits, {byPlace, i}, saved, saved.Size);
+    counts[failures[i]] += sign * (left - good);
+    left = good;
+  }
+  counts[DISK_FITS] += sign * left;
+}
+
+void countElsewhere(const FIT_INDEX &fits, const RAID_PD_RECORD &saved, UINT32 (&counts)[DISK_FIT_COUNT]) {
+  zeroBytes(counts, sizeof(counts));
+  addCounts(fits, saved, /* byPlace= */ false, 1, counts);
+  addCounts(fits, saved, /* byPlace= */ true, ~0U, counts);
+}
