@@ -14,6 +14,7 @@ static constexpr UINTN INDENTED_LEVELS = (sizeof(INDENTATION) - 1) / 2;
 struct WRITER {
   CHAR8 *text; // null: only count
   UINTN length;
+  bool broken; // an attribute lacks its name or value
 };
 
 static void putBytes(WRITER *writer, const CHAR8 *bytes, UINTN count) {
@@ -80,6 +81,10 @@ static void putIndentation(WRITER *writer, UINTN level) {
 
 static void putAttributes(WRITER *writer, const XML_ATTRIBUTE *attribute) {
   for (; attribute != nullptr; attribute = attribute->Next) {
+    if (attribute->Name == nullptr || attribute->Value == nullptr) {
+      writer->broken = true;
+      return;
+    }
     putBytes(writer, " ", 1);
     putText(writer, attribute->Name);
     putBytes(writer, "=\"", 2);
@@ -145,15 +150,19 @@ static void putTree(WRITER *writer, SERVICE_NODE *root) {
   }
 }
 
-CHAR8 *treeToText(SERVICE_NODE *root) {
+EFI_STATUS treeToText(SERVICE_NODE *root, CHAR8 **text) {
   WRITER writer = {};
   putTree(&writer, root);
+  if (writer.broken) {
+    return EFI_INVALID_PARAMETER;
+  }
   writer.text = static_cast<CHAR8 *>(poolAllocate(writer.length + 1));
   if (writer.text == nullptr) {
-    return nullptr;
+    return EFI_OUT_OF_RESOURCES;
   }
   writer.length = 0;
   putTree(&writer, root);
   writer.text[writer.length] = 0;
-  return writer.text;
+  *text = writer.text;
+  return EFI_SUCCESS;
 }

@@ -8,6 +8,12 @@ static constexpr UINTN MINIMUM_BLOCK_SIZE = 4096;
 // Zeros behind the document, so that the parser may look at eight characters at once.
 static constexpr UINTN TEXT_PADDING = 8;
 
+static PARSED_TREE *g_parsedTrees;
+
+void forgetParsedTrees() {
+  g_parsedTrees = nullptr;
+}
+
 PARSED_TREE *newParsedTree(const CHAR8 *text) {
   UINTN textSize = textLength(text) + 1;
   PARSED_TREE *tree = static_cast<PARSED_TREE *>(poolAllocate(sizeof(PARSED_TREE) + textSize + TEXT_PADDING));
@@ -22,10 +28,19 @@ PARSED_TREE *newParsedTree(const CHAR8 *text) {
   tree->textSize = textSize;
   copyBytes(treeText(tree), text, textSize);
   zeroBytes(treeText(tree) + textSize, TEXT_PADDING);
+  tree->next = g_parsedTrees;
+  if (tree->next != nullptr) {
+    tree->next->previous = tree;
+  }
+  g_parsedTrees = tree;
   return tree;
 }
 
 void releaseParsedTree(PARSED_TREE *tree) {
+  (tree->previous != nullptr ? tree->previous->next : g_parsedTrees) = tree->next;
+  if (tree->next != nullptr) {
+    tree->next->previous = tree->previous;
+  }
   while (tree->blocks != nullptr) {
     RECORD_BLOCK *block = tree->blocks;
     tree->blocks = block->next;
@@ -58,40 +73,76 @@ SERVICE_NODE *newNode(const CHAR8 *name) {
   return node;
 }
 
-static bool isTreeText(PARSED_TREE *tree, const CHAR8 *text) {
-  return tree != nullptr && reinterpret_cast<UINTN>(text) - reinterpret_cast<UINTN>(treeText(tree)) < tree->textSize;
+static bool liesIn(const void *address, const void *memory, UINTN size) {
+  return reinterpret_cast<UINTN>(address) - reinterpret_cast<UINTN>(memory) < size;
 }
 
-static void freeText(PARSED_TREE *tree, CHAR8 *text) {
-  if (!isTreeText(tree, text)) {
-    poolFree(text);
+// There are never many blocks (see newParsedTree).
+static bool isRecordOf(const PARSED_TREE *tree, const void *address) {
+  const RECORD_BLOCK *block = tree == nullptr ? nullptr : tree->blocks;
+  while (block != nullptr && !liesIn(address, block, tree->blockSize)) {
+    block = block->next;
+  }
+  return block != nullptr;
+}
+
+static bool isTextOf(PARSED_TREE *tree, const void *address) {
+  return tree != nullptr && liesIn(address, treeText(tree), tree->textSize);
+}
+
+// Whether address lies in the memory of any living document, of which there are few.
+static bool isParsed(const void *address) {
+  PARSED_TREE *tree = g_parsedTrees;
+  while (tree != nullptr && !isTextOf(tree, address) && !isRecordOf(tree, address)) {
+    tree = tree->next;
+  }
+  return tree != nullptr;
+}
+
+// One release: users may link what lies in a document nowhere else, but when they do, the pool must not hear of it.
+struct RELEASE {
+  PARSED_TREE *emptied;
+  EFI_STATUS status;
+};
+
+static void freeLinked(RELEASE *release, void *memory) {
+  if (isParsed(memory)) {
+    release->status = EFI_INVALID_PARAMETER;
+  } else {
+    poolFree(memory);
   }
 }
 
-// The record of a parsed attribute is told by its name, which lies in the document.
-static void freeAttributes(PARSED_TREE *tree, XML_ATTRIBUTE *attribute) {
+static void freeText(RELEASE *release, PARSED_TREE *tree, CHAR8 *text) {
+  if (text != nullptr && !isTextOf(tree, text)) {
+    freeLinked(release, text);
+  }
+}
+
+static void freeAttributes(RELEASE *release, PARSED_TREE *tree, XML_ATTRIBUTE *attribute) {
   while (attribute != nullptr) {
     XML_ATTRIBUTE *next = attribute->Next;
-    freeText(tree, attribute->Value);
-    if (!isTreeText(tree, attribute->Name)) {
-      poolFree(attribute->Name);
-      poolFree(attribute);
+    freeText(release, tree, attribute->Value);
+    freeText(release, tree, attribute->Name);
+    if (!isRecordOf(tree, attribute)) {
+      freeLinked(release, attribute);
     }
     attribute = next;
   }
 }
 
-static void freeNode(SERVICE_NODE *node) {
+static void freeNode(RELEASE *release, SERVICE_NODE *node) {
   PARSED_TREE *tree = static_cast<PARSED_TREE *>(node->ServiceOwn);
-  freeText(tree, node->Content);
-  freeAttributes(tree, node->Attributes);
+  freeText(release, tree, node->Content);
+  freeAttributes(release, tree, node->Attributes);
   if (tree == nullptr) {
     poolFree(node);
     return;
   }
   tree->liveNodes--;
   if (tree->liveNodes == 0) {
-    releaseParsedTree(tree);
+    tree->emptied = release->emptied;
+    release->emptied = tree;
   }
 }
 
@@ -112,17 +163,25 @@ static SERVICE_NODE *firstLeaf(SERVICE_NODE *node) {
   return node;
 }
 
-void freeTree(SERVICE_NODE *root) {
+EFI_STATUS freeTree(SERVICE_NODE *root) {
+  RELEASE release = {nullptr, EFI_SUCCESS};
   SERVICE_NODE *node = firstLeaf(root);
   while (node != root) {
     SERVICE_NODE *parent = node->parent;
     SERVICE_NODE *next = serviceNode(node->NextSibling);
-    freeNode(node);
+    freeNode(&release, node);
     node = parent;
     if (next != nullptr) {
       setParent(next, parent);
       node = firstLeaf(next);
     }
   }
-  freeNode(root);
+  freeNode(&release, root);
+  // Only now, since until the end something may be met that lies in one of them.
+  while (release.emptied != nullptr) {
+    PARSED_TREE *tree = release.emptied;
+    release.emptied = tree->emptied;
+    releaseParsedTree(tree);
+  }
+  return release.status;
 }

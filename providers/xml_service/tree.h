@@ -15,6 +15,9 @@ struct RECORD_BLOCK {
 
 // What the nodes of one parsed document share; a pool allocation with the copy of the document behind it.
 struct PARSED_TREE {
+  PARSED_TREE *previous; // of all living ones
+  PARSED_TREE *next;
+  PARSED_TREE *emptied; // the next of those that a release left without nodes
   UINTN liveNodes;
   RECORD_BLOCK *blocks; // all blocks, the one being filled first
   UINTN blockUsed;      // bytes of the first block
@@ -35,6 +38,9 @@ inline SERVICE_NODE *serviceNode(XML_NODE *node) {
 inline CHAR8 *treeText(PARSED_TREE *tree) {
   return reinterpret_cast<CHAR8 *>(tree + 1);
 }
+
+// Forgets the trees of an earlier life of the image in the same process.
+void forgetParsedTrees();
 
 // A tree without nodes that holds a copy of text, or null without memory. The caller owns it until it has nodes and
 // gives the root away.
@@ -70,5 +76,6 @@ inline SERVICE_NODE *newParsedNode(PARSED_TREE *tree) {
 // A node that belongs to no parsed tree, with a copy of name, or null without memory.
 SERVICE_NODE *newNode(const CHAR8 *name);
 
-// Releases root with its content, attributes and descendants.
-void freeTree(SERVICE_NODE *root);
+// Releases root with its content, attributes and descendants. EFI_INVALID_PARAMETER when there were texts or attributes
+// among them that lie in the memory of another document: these stay, all else is released.
+EFI_STATUS freeTree(SERVICE_NODE *root);

@@ -29,8 +29,7 @@ static EFI_STATUS EFIAPI serialize(XML_PROTOCOL *This, XML_NODE *Node, CHAR8 **T
   if (This == nullptr || Node == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  *Text = treeToText(serviceNode(Node));
-  return *Text != nullptr ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+  return treeToText(serviceNode(Node), Text);
 }
 
 static EFI_STATUS EFIAPI createNode(XML_PROTOCOL *This, const CHAR8 *Name, XML_NODE **Node) {
@@ -49,8 +48,7 @@ static EFI_STATUS EFIAPI freeNode(XML_PROTOCOL *This, XML_NODE *Node) {
   if (This == nullptr || Node == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  freeTree(serviceNode(Node));
-  return EFI_SUCCESS;
+  return freeTree(serviceNode(Node));
 }
 
 static const EFI_GUID g_xmlProtocolGuid = XML_PROTOCOL_GUID;
@@ -70,6 +68,7 @@ static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
 
 EFI_STATUS EFIAPI XmlServiceEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);
+  forgetParsedTrees();
   EFI_STATUS status =
       g_bootServices->InstallMultipleProtocolInterfaces(&image, &g_xmlProtocolGuid, &g_xmlService, nullptr);
   if (EFI_ERROR(status)) {

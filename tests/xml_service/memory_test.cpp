@@ -54,6 +54,48 @@ TEST_F(XmlService, MixedTreeGoesBackWhole) {
   FreeXMLNode(root);
 }
 
+// The pool never hears of an address inside a document, whatever users do with it: the fixture asks the books.
+TEST_F(XmlService, WhatLiesInADocumentIsNotFreedAlone) {
+  const struct {
+    const char *what;
+    EFI_STATUS status;
+    void (*change)(XML_NODE *parsed, XML_NODE *other);
+  } cases[] = {
+      {"replaced name", EFI_SUCCESS,
+       [](XML_NODE *parsed, XML_NODE *) { parsed->Attributes->Name = textDuplicate("replaced"); }},
+      {"texts within a document", EFI_SUCCESS,
+       [](XML_NODE *parsed, XML_NODE *) { std::swap(parsed->Content, parsed->Attributes->Value); }},
+      {"moved content", EFI_INVALID_PARAMETER,
+       [](XML_NODE *parsed, XML_NODE *other) { std::swap(parsed->Content, other->Content); }},
+      {"moved attributes", EFI_INVALID_PARAMETER,
+       [](XML_NODE *parsed, XML_NODE *other) { std::swap(parsed->Attributes, other->Attributes); }},
+  };
+  for (const auto &row : cases) {
+    for (bool created : {true, false}) {
+      for (bool together : {true, false}) {
+        SCOPED_TRACE(std::string(row.what) + (created ? ", created" : ", parsed") + (together ? ", together" : ""));
+        XML_NODE *parsed = parse("<p a='1' b='2'>text</p>"), *other = created ? CreateXMLNode("o") : parse("<o/>");
+        row.change(parsed, other);
+        if (together) {
+          XML_NODE *root = CreateXMLNode("root");
+          AppendXMLChild(root, parsed); // goes first
+          AppendXMLChild(root, other);
+          EXPECT_EQ(xml->FreeNode(xml, root), row.status);
+        } else {
+          EXPECT_EQ(xml->FreeNode(xml, other), row.status);
+          EXPECT_EQ(xml->FreeNode(xml, parsed), EFI_SUCCESS);
+        }
+        expectBalanced(row.what);
+      }
+    }
+  }
+  XML_NODE *broken = parse("<p a='1'/>");
+  CHAR8 *text = nullptr;
+  broken->Attributes->Value = nullptr;
+  EXPECT_EQ(xml->Serialize(xml, broken, &text), EFI_INVALID_PARAMETER);
+  FreeXMLNode(broken);
+}
+
 TEST_F(XmlService, UnlinkedSubtreeGoesBackBeforeOrAfterItsRoot) {
   for (bool before : {true, false}) {
     XML_NODE *root = parse("<root><a>1<!-- --></a><b>2<c/></b><d e='3'/></root>");
