@@ -1,6 +1,6 @@
 // The numbers that records carry by value or bit. A name is RAID_, the field or its group, and the value; a field that
-// takes one value or a mask over the same bits has one set of names. _MASK and _SHIFT take a field out of a word that
-// it shares. The documents have a text for every value.
+// takes one value or a mask over the same bits has one set of names, and its mask of all bits ends in _ALL. _MASK and
+// _SHIFT take a field out of a word that it shares. The documents have a text for every value.
 #ifndef RAIDXYL_RAID_VALUES_H
 #define RAIDXYL_RAID_VALUES_H
 
@@ -22,6 +22,7 @@
 #define RAID_LEVEL_60 0x04000U     // striped over spans of RAID 6
 #define RAID_LEVEL_1C 0x08000U     // the controller's variant of RAID 1
 #define RAID_LEVEL_5C 0x10000U     // the controller's variant of RAID 5
+#define RAID_LEVEL_ALL 0x1FFFFU
 
 // Qualifier of a level, the numbers 0 to 3 one bit each: RLQ and DefaultRLQ are one bit or unknown, AvailableRLQ is a
 // mask.
@@ -30,6 +31,7 @@
 #define RAID_RLQ_1 0x2U       // qualifier 1
 #define RAID_RLQ_2 0x4U       // qualifier 2
 #define RAID_RLQ_3 0x8U       // qualifier 3
+#define RAID_RLQ_ALL 0xFU
 
 // Secondary level, that over the spans, likewise: SRL, DefaultSRL, AvailableSRL.
 #define RAID_SRL_UNKNOWN 0x0U // not told
@@ -37,6 +39,7 @@
 #define RAID_SRL_1 0x2U       // secondary level 1
 #define RAID_SRL_2 0x4U       // secondary level 2
 #define RAID_SRL_3 0x8U       // secondary level 3
+#define RAID_SRL_ALL 0xFU
 
 // Attributes of a level descriptor: which disks one virtual disk of the level may be made of.
 #define RAID_LEVEL_ATTRIBUTE_HDD 0x01U          // hard disks
@@ -47,10 +50,12 @@
 #define RAID_LEVEL_ATTRIBUTE_SAS_SATA_HDD 0x20U // SAS beside SATA hard disks
 #define RAID_LEVEL_ATTRIBUTE_SAS_SATA_SSD 0x40U // SAS beside SATA solid state disks
 #define RAID_LEVEL_ATTRIBUTE_MIX_ALL 0x80U      // any disk beside any other
+#define RAID_LEVEL_ATTRIBUTE_ALL 0xFFU
 
 // BoundsMask of a level descriptor.
 #define RAID_BOUNDS_FULL_DISK_ONLY 0x1U   // a virtual disk takes whole disks
 #define RAID_BOUNDS_EVEN_SPAN_LENGTH 0x2U // all spans have the same number of disks
+#define RAID_BOUNDS_ALL 0x3U
 
 // Stripe sizes in bytes: StripeSize is one bit or the default, AvailableStripeSize is a mask.
 #define RAID_STRIPE_SIZE_DEFAULT 0x0000U // the controller chooses
@@ -70,6 +75,7 @@
 #define RAID_STRIPE_SIZE_4MB 0x2000U     // 4 MiB
 #define RAID_STRIPE_SIZE_8MB 0x4000U     // 8 MiB
 #define RAID_STRIPE_SIZE_16MB 0x8000U    // 16 MiB
+#define RAID_STRIPE_SIZE_ALL 0xFFFFU
 
 // Cache policy words (CurrentCachePolicy, DefaultCachePolicy, AvailableCachePolicy): a value of each group, or a mask
 // over its values. Bits 12 to 27 are unused. DiskCachePolicy of a virtual disk is one value of the disk group.
@@ -88,6 +94,7 @@
 #define RAID_CACHE_IO_MASK 0xF0000000U          // whether reads stay in the controller's cache
 #define RAID_CACHE_IO_DIRECT 0x10000000U        // no
 #define RAID_CACHE_IO_CACHED 0x20000000U        // yes
+#define RAID_CACHE_ALL 0x30000777U
 
 // Disk protocols: Protocol of a disk is one bit or unknown; SupportedDiskProtocols and AvailableProtocols are masks.
 #define RAID_PROTOCOL_UNKNOWN 0x00U // not told
@@ -97,11 +104,13 @@
 #define RAID_PROTOCOL_USB 0x08U     // USB
 #define RAID_PROTOCOL_SATA 0x10U    // serial ATA
 #define RAID_PROTOCOL_SAS 0x20U     // serial attached SCSI
+#define RAID_PROTOCOL_ALL 0x3FU
 
 // Link speeds, a mask: CapableSpeeds of the adapter and of disks.
 #define RAID_SPEED_1_5_GBS 0x1U // 1.5 gigabits a second
 #define RAID_SPEED_3_GBS 0x2U   // 3 gigabits a second
 #define RAID_SPEED_6_GBS 0x4U   // 6 gigabits a second
+#define RAID_SPEED_ALL 0x7U
 
 // Attributes of the adapter.
 #define RAID_ADAPTER_ATTRIBUTE_SAS_SATA_HDD_MIX 0x0001U      // virtual disks of SAS beside SATA hard disks
@@ -115,6 +124,7 @@
 #define RAID_ADAPTER_ATTRIBUTE_CONTAINER_ARCHITECTURE 0x0200U // built from containers
 #define RAID_ADAPTER_ATTRIBUTE_RKM_CAPABLE 0x0400U            // a server can keep its key
 #define RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE 0x2000U      // virtual disks may be caches of others
+#define RAID_ADAPTER_ATTRIBUTE_ALL 0x27FBU
 
 // Modes of the adapter, a byte each, which carries a mode only when RAID_MODE_PRESENT is set.
 #define RAID_MODE_PRESENT 0x80U
@@ -190,6 +200,7 @@
 #define RAID_PD_ATTRIBUTE_FDE 0x04U         // encrypts itself; a restore takes only such a disk for such a disk
 #define RAID_PD_ATTRIBUTE_EEDP 0x10U        // end-to-end data protection
 #define RAID_PD_ATTRIBUTE_ALTA_BRIDGE 0x20U // sits behind a bridge
+#define RAID_PD_ATTRIBUTE_ALL 0x37U
 
 // SecureState of a disk: one value.
 #define RAID_SECURE_STATE_UNKNOWN 0U // not told; the documents then leave it out
@@ -205,6 +216,7 @@
 #define RAID_VD_ATTRIBUTE_SATA 0x10U      // on SATA disks
 #define RAID_VD_ATTRIBUTE_SAS 0x20U       // on SAS disks
 #define RAID_VD_ATTRIBUTE_CACHECADE 0x80U // a cache of other virtual disks
+#define RAID_VD_ATTRIBUTE_ALL 0xBFU
 
 // AccessPolicy of a virtual disk.
 #define RAID_ACCESS_POLICY_NO_ACCESS 1U  // neither read nor written
