@@ -46,7 +46,7 @@ driver=$below
 
 check providers/unload_guard free # what two providers share
 providers=""
-for room in xml_service debug_log sim_controller; do
+for room in xml_service debug_log sim_controller ddf; do
   check "providers/$room" free providers/unload_guard # never another's insides
   providers="$providers providers/$room"
 done

@@ -1,0 +1,221 @@
+// Disks with metadata in the Disk Data Format: read, judged, and brought into one model of sets, disks and volumes;
+// and the parts of which a writer puts new metadata together. Nothing here writes to a disk.
+//
+// All blocks and addresses count sectors of 512 bytes. Whatever a disk holds, nothing outside it is read, and memory
+// and time are bounded by what the disks hold.
+#pragma once
+
+#include "providers/ddf/format.h"
+
+constexpr UINT32 DDF_NONE = 0xFFFFFFFF; // no index
+
+// A disk to look at. read gets count sectors from lba on, which lie inside the disk, into buffer.
+struct DDF_SOURCE {
+  EFI_STATUS (*read)(void *context, UINT64 lba, UINTN count, void *buffer);
+  void *context;
+  UINT64 sectors;
+};
+
+// Why something is not used: what is wrong and where. Constant texts; what is null when nothing is wrong, where may be.
+struct DDF_FAULT {
+  const CHAR8 *what;
+  const CHAR8 *where;
+};
+
+// One copy of a disk's metadata in memory: the header and the bytes of each section as they lie on the disk.
+struct DDF_COPY {
+  DDF_HEADER header;
+  UINT8 *sections[DDF_SECTIONS]; // pool memory; all null when there is no copy
+};
+
+// --- The model ---
+
+enum DDF_DISK_KIND {
+  DDF_DISK_OTHER,      // has no such metadata; holds tells what else was found
+  DDF_DISK_UNREADABLE, // a read that was needed to tell failed
+  DDF_DISK_DAMAGED,    // has metadata, but no copy that can be trusted
+  DDF_DISK_STALE,      // has a good copy, but its set does not know it (any more), or has another disk in its place
+  DDF_DISK_MEMBER,     // belongs to its set
+};
+
+// A source, judged.
+struct DDF_DISK {
+  DDF_SOURCE source;
+  DDF_DISK_KIND kind;
+  UINT32 set; // of a member or a stale disk, else DDF_NONE
+  UINT32 pd;  // of a member: its place in the set's pds
+  // Why the disk is not a member, and why its primary and its secondary copy are not used. A copy that is only older
+  // than the other one has no fault.
+  DDF_FAULT fault;
+  DDF_FAULT copyFaults[2];
+  UINT32 sequences[2]; // 0 when the header cannot be read
+  DDF_HEADER_TYPE used;
+  DDF_COPY copy;   // of members and stale disks
+  bool lagging;    // of a member: not both of its copies are good and as new as the set
+  CHAR8 holds[80]; // of other disks: what was found, in words, or empty
+};
+
+enum DDF_SPARE_KIND { DDF_NO_SPARE, DDF_SPARE_GLOBAL, DDF_SPARE_FOR_VOLUMES };
+
+struct DDF_GAP {
+  UINT64 start;
+  UINT64 blocks;
+};
+
+// A disk that its set lists.
+struct DDF_PD {
+  const DDF_PD_ENTRY *entry; // in the set's newest copy
+  UINT32 disk;               // among the model's disks, DDF_NONE: missing
+  DDF_SPARE_KIND spare;
+  UINT32 *spareFor; // volumes of the set
+  UINT32 spareForCount;
+  UINT64 limit;      // members end before it
+  UINT64 usedBlocks; // by members of volumes
+  UINT64 freeBlocks;
+  DDF_GAP *gaps; // by start
+  UINT32 gapCount;
+};
+
+enum DDF_MEMBER_STATE {
+  DDF_MEMBER_GOOD,
+  DDF_MEMBER_REBUILDING,
+  DDF_MEMBER_FAILED,
+  DDF_MEMBER_MISSING, // its disk is not there
+  DDF_MEMBER_UNKNOWN, // no disk of the set's list
+  DDF_MEMBER_OUTSIDE, // does not lie inside its disk
+};
+
+struct DDF_MEMBER {
+  UINT32 pd; // in its set, DDF_NONE: unknown
+  UINT32 reference;
+  UINT64 start;
+  DDF_MEMBER_STATE state;
+};
+
+enum DDF_VOLUME_LEVEL {
+  DDF_LEVEL_UNKNOWN,
+  DDF_LEVEL_0,
+  DDF_LEVEL_1,
+  DDF_LEVEL_4,
+  DDF_LEVEL_5,
+  DDF_LEVEL_6,
+  DDF_LEVEL_10,
+  DDF_LEVEL_LINEAR,
+};
+
+struct DDF_VOLUME {
+  const DDF_VD_ENTRY *entry;
+  const DDF_RECORD *record; // the newest one of the first span that has any; null: nothing but the entry exists
+  CHAR8 name[17];           // printable, without the padding
+  DDF_VOLUME_LEVEL level;
+  bool assembles;     // Linux accepts level, qualifier and members
+  UINT32 spans;       // records that make the volume
+  UINT32 spanMembers; // members of each
+  DDF_MEMBER *members;
+  UINT32 memberCount;  // spans x spanMembers, in order; 0 with a fault
+  UINT64 memberBlocks; // on each member, whole strips
+  UINT64 blocks;       // what the record says, or computed when that cannot be
+  UINT32 stripBlocks;  // 0: none
+  DDF_VD_STATE state;  // the worse of what the members give and what the entry says; optimal, partially optimal,
+                       // degraded or failed
+  DDF_FAULT fault;     // why the record is not used
+};
+
+// Disks whose headers carry one GUID.
+struct DDF_SET {
+  DDF_GUID guid;
+  UINT32 newest;                         // the disk whose lists are used
+  const DDF_CONTROLLER_DATA *controller; // of its copy
+  UINT32 sequence;
+  bool foreign; // by its flag, or made by a controller that is neither ours nor Linux
+  bool ordered; // all its copies have their sections where a writer puts them that ignores the offsets
+  DDF_PD *pds;  // used entries of the list, in its order
+  UINT32 pdCount;
+  DDF_VOLUME *volumes; // used entries of the list, in its order
+  UINT32 volumeCount;
+  UINT32 orphans; // records of volumes that have no entry
+  bool sound;     // no orphans, and every record is understood: what looks free is free
+};
+
+struct DDF_MODEL {
+  DDF_DISK *disks; // one for each source, in their order
+  UINT32 diskCount;
+  DDF_SET *sets; // by first disk
+  UINT32 setCount;
+};
+
+// Reads count disks and stores their model in *model, which the caller gives back with ddfFree. ours is the GUID of the
+// caller's own controller, or null. Disks that cannot be read or trusted are in the model with the reason. Returns
+// EFI_SUCCESS, or EFI_OUT_OF_RESOURCES with *model null.
+EFI_STATUS ddfRead(const DDF_SOURCE *sources, UINT32 count, const DDF_GUID *ours, DDF_MODEL **model);
+
+// Gives a model back; null is ignored.
+void ddfFree(DDF_MODEL *model);
+
+// Writes what signatures in the first and last sectors of a disk tell ("GPT", "ext file system, LVM"), cut to size
+// bytes with a NUL; empty for none. Returns EFI_SUCCESS or the status of a read that failed. The format's own anchor is
+// among them.
+EFI_STATUS ddfFindContents(const DDF_SOURCE &source, CHAR8 *text, UINTN size);
+
+// A fault as a text for people ("wrong checksum: virtual disk records"), cut to size bytes with a NUL.
+void ddfFaultText(const DDF_FAULT &fault, CHAR8 *text, UINTN size);
+
+// --- Inside a copy: the copy is one that ddfRead or ddfNewCopy gave ---
+
+UINT32 ddfPdCapacity(const DDF_COPY &copy);
+UINT32 ddfVdCapacity(const DDF_COPY &copy);
+UINT32 ddfRecordCapacity(const DDF_COPY &copy); // slots, each for a volume's record or a spare record
+
+// Entries and slots by their place, which lies below the capacity.
+DDF_PD_ENTRY *ddfPdEntry(const DDF_COPY &copy, UINT32 at);
+DDF_VD_ENTRY *ddfVdEntry(const DDF_COPY &copy, UINT32 at);
+DDF_RECORD *ddfRecordSlot(const DDF_COPY &copy, UINT32 at);
+DDF_CONTROLLER_DATA *ddfControllerData(const DDF_COPY &copy);
+DDF_DISK_DATA *ddfDiskData(const DDF_COPY &copy);
+
+// The arrays behind a record of a volume; both have room for header.maxElements.
+DDF_U32 *ddfReferences(DDF_RECORD *record);
+DDF_U64 *ddfStarts(const DDF_COPY &copy, DDF_RECORD *record);
+
+bool ddfSameGuid(const DDF_GUID &a, const DDF_GUID &b);
+bool ddfIsFree(const DDF_GUID &guid); // all FF
+
+// --- For writers ---
+
+// CRC-32 of the format over size bytes, of which the four at offset 4 count as FF.
+UINT32 ddfChecksum(const void *bytes, UINTN size);
+
+// Sets the checksum of every section and of every record of a copy.
+void ddfSeal(DDF_COPY *copy);
+
+// Makes the sector of one of the disk's headers from the copy's header. The anchor's sequence and open flag are fixed.
+void ddfMakeHeader(const DDF_COPY &copy, DDF_HEADER_TYPE type, DDF_OPEN_FLAG open, UINT32 sequence, UINT32 time,
+                   DDF_HEADER *header);
+
+// Where a section of the primary or the secondary copy begins on the disk, and how many sectors it has.
+struct DDF_EXTENT {
+  UINT64 lba;
+  UINT32 sectors;
+};
+DDF_EXTENT ddfSectionExtent(const DDF_COPY &copy, DDF_HEADER_TYPE type, DDF_SECTION section);
+
+// What a new, empty copy is made from.
+struct DDF_NEW_COPY {
+  UINT64 sectors; // of the disk, more than DDF_RESERVE
+  DDF_GUID set;   // of the header
+  DDF_GUID controller;
+  UINT16 type[4];
+  CHAR8 product[16];
+  DDF_GUID disk;
+  UINT32 reference;
+};
+constexpr UINT32 DDF_RESERVE = 65536; // sectors at the end of a disk that no volume uses
+
+// Makes a copy without entries and records in the layout that Linux writes: 1023 disks, 255 volumes, 64 volumes a disk,
+// 256 members. Returns EFI_SUCCESS, EFI_INVALID_PARAMETER for a disk that is too small, or EFI_OUT_OF_RESOURCES; on
+// failure *copy is empty. The caller gives it back with ddfFreeCopy.
+EFI_STATUS ddfNewCopy(const DDF_NEW_COPY &wanted, DDF_COPY *copy);
+
+// A copy of its own with the same bytes; statuses and ownership as above.
+EFI_STATUS ddfDuplicateCopy(const DDF_COPY &from, DDF_COPY *copy);
+void ddfFreeCopy(DDF_COPY *copy);

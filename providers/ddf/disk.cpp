@@ -1,0 +1,79 @@
+// One disk by itself: its anchor, its two copies, and which of them to go by.
+
+#include "providers/ddf/parts.h"
+
+// Copies that lie in each other's way destroy each other with the next write.
+static bool copiesOverlap(const DDF_HEADER &anchor) {
+  UINT64 length = copyLength(anchor);
+  UINT64 primary = anchor.primaryLba, secondary = anchor.secondaryLba;
+  return secondary != DDF_NO_LBA && (primary < secondary ? secondary - primary < length : primary - secondary < length);
+}
+
+// Both copies are read, so that a writer knows what it has to renew; the newer good one stays.
+static EFI_STATUS readCopies(DDF_DISK *disk, const DDF_HEADER &anchor) {
+  DDF_COPY copies[2] = {};
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = 0; i < 2 && !EFI_ERROR(status); i++) {
+    DDF_HEADER_TYPE type = i == 0 ? DDF_PRIMARY : DDF_SECONDARY;
+    status = readCopy(disk->source, anchor, type, &copies[i], &disk->sequences[i], &disk->copyFaults[i]);
+  }
+  bool good[2] = {copies[0].sections[0] != nullptr, copies[1].sections[0] != nullptr};
+  UINT32 used = good[1] && (!good[0] || disk->sequences[1] > disk->sequences[0]) ? 1 : 0;
+  ddfFreeCopy(&copies[1 - used]);
+  if (EFI_ERROR(status)) {
+    ddfFreeCopy(&copies[used]);
+    return status;
+  }
+  disk->copy = copies[used];
+  disk->used = used == 0 ? DDF_PRIMARY : DDF_SECONDARY;
+  // A disk may be made without a secondary copy.
+  bool secondaryDue = anchor.secondaryLba != DDF_NO_LBA;
+  disk->lagging = !good[0] || (secondaryDue && (!good[1] || disk->sequences[0] != disk->sequences[1]));
+  if (!good[used]) {
+    disk->kind = DDF_DISK_DAMAGED;
+    disk->fault = {"no good copy of the metadata", nullptr};
+  } else {
+    disk->kind = DDF_DISK_MEMBER;
+  }
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS readDisk(DDF_DISK *disk) {
+  const DDF_SOURCE &source = disk->source;
+  disk->kind = DDF_DISK_OTHER;
+  DDF_HEADER anchor;
+  bool read = source.sectors != 0 && !EFI_ERROR(source.read(source.context, source.sectors - 1, 1, &anchor));
+  if (read && anchor.signature == DDF_HEADER_SIGNATURE) {
+    disk->fault = headerFault(anchor, DDF_ANCHOR);
+    if (disk->fault.what == nullptr && copiesOverlap(anchor)) {
+      disk->fault = {"copies of the metadata that overlap", nullptr};
+    }
+    if (disk->fault.what == nullptr) {
+      return readCopies(disk, anchor);
+    }
+    disk->kind = DDF_DISK_DAMAGED;
+    return EFI_SUCCESS;
+  }
+  if (!read || EFI_ERROR(ddfFindContents(source, disk->holds, sizeof(disk->holds)))) {
+    disk->kind = DDF_DISK_UNREADABLE;
+    disk->fault = {"cannot be read", nullptr};
+  }
+  return EFI_SUCCESS;
+}
+
+// Appends as much of part as size leaves room for.
+static UINTN append(CHAR8 *text, UINTN used, UINTN size, const CHAR8 *part) {
+  for (; *part != 0 && used + 1 < size; part++) {
+    text[used++] = *part;
+  }
+  text[used] = 0;
+  return used;
+}
+
+void ddfFaultText(const DDF_FAULT &fault, CHAR8 *text, UINTN size) {
+  UINTN used = append(text, 0, size, fault.what != nullptr ? fault.what : "");
+  if (fault.where != nullptr) {
+    used = append(text, used, size, ": ");
+    append(text, used, size, fault.where);
+  }
+}

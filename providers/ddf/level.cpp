@@ -1,0 +1,147 @@
+// What a record means: its level, what Linux makes of it, how many blocks the volume has, and the state that its
+// members leave it in.
+
+#include "providers/ddf/parts.h"
+
+struct LEVEL_ROW {
+  UINT8 level;
+  UINT8 qualifiers; // bit n: Linux knows qualifier n
+  UINT16 fewest;    // members
+  UINT16 most;
+  DDF_VOLUME_LEVEL meaning;
+  UINT8 parities;
+};
+
+constexpr UINT16 ANY = 0xFFFF;
+static constexpr LEVEL_ROW g_levels[] = {
+    {DDF_RAID_0, 0x01, 1, ANY, DDF_LEVEL_0, 0},   {DDF_RAID_1, 0x01, 2, 2, DDF_LEVEL_1, 0},
+    {DDF_RAID_1, 0x02, 3, 3, DDF_LEVEL_1, 0},     {DDF_RAID_4, 0x02, 3, ANY, DDF_LEVEL_4, 1},
+    {DDF_RAID_5, 0x0D, 3, ANY, DDF_LEVEL_5, 1},   {DDF_RAID_6, 0x0E, 4, ANY, DDF_LEVEL_6, 2},
+    {DDF_RAID_1E, 0x03, 3, ANY, DDF_LEVEL_10, 0}, {DDF_CONCAT, 0x01, 1, ANY, DDF_LEVEL_LINEAR, 0},
+};
+
+// The row for a record; *exact tells whether Linux takes it.
+static const LEVEL_ROW *findLevel(const DDF_RECORD &record, bool *exact) {
+  const LEVEL_ROW *near = nullptr;
+  *exact = false;
+  for (const LEVEL_ROW &row : g_levels) {
+    if (row.level != record.level) {
+      continue;
+    }
+    near = &row;
+    *exact = record.qualifier < 8 && (row.qualifiers >> record.qualifier & 1) != 0 && record.elements >= row.fewest &&
+             record.elements <= row.most;
+    if (*exact) {
+      break;
+    }
+  }
+  return near;
+}
+
+static bool isLost(const DDF_MEMBER &member) {
+  return member.state != DDF_MEMBER_GOOD;
+}
+
+static UINT32 countLost(const DDF_MEMBER *members, UINT32 count) {
+  UINT32 lost = 0;
+  for (UINT32 i = 0; i < count; i++) {
+    lost += isLost(members[i]) ? 1 : 0;
+  }
+  return lost;
+}
+
+// --- State ---
+
+static DDF_VD_STATE stateOfSpans(const DDF_VOLUME &volume) {
+  DDF_VD_STATE state = DDF_VD_OPTIMAL;
+  for (UINT32 span = 0; span < volume.spans; span++) {
+    UINT32 lost = countLost(volume.members + span * volume.spanMembers, volume.spanMembers);
+    if (lost == volume.spanMembers) {
+      return DDF_VD_FAILED;
+    }
+    state = lost != 0 ? DDF_VD_DEGRADED : state;
+  }
+  return state;
+}
+
+// Two copies, on neighbours: pairs when their number is even and copies stand in one row, else round the circle.
+static DDF_VD_STATE stateOfCopies(const DDF_VOLUME &volume) {
+  UINT32 count = volume.memberCount;
+  bool pairs = volume.record->qualifier == 0 && count % 2 == 0;
+  for (UINT32 i = 0; i < count; i += pairs ? 2 : 1) {
+    if (isLost(volume.members[i]) && isLost(volume.members[(i + 1) % count])) {
+      return DDF_VD_FAILED;
+    }
+  }
+  return countLost(volume.members, count) != 0 ? DDF_VD_DEGRADED : DDF_VD_OPTIMAL;
+}
+
+static DDF_VD_STATE stateOfMembers(const DDF_VOLUME &volume, UINT32 parities) {
+  if (volume.spans > 1) {
+    return volume.level == DDF_LEVEL_10                         ? stateOfSpans(volume)
+           : countLost(volume.members, volume.memberCount) != 0 ? DDF_VD_FAILED
+                                                                : DDF_VD_OPTIMAL;
+  }
+  if (volume.level == DDF_LEVEL_10) {
+    return stateOfCopies(volume);
+  }
+  UINT32 spare = volume.level == DDF_LEVEL_1 ? volume.memberCount - 1 : parities;
+  UINT32 lost = countLost(volume.members, volume.memberCount);
+  if (lost == 0) {
+    return DDF_VD_OPTIMAL;
+  }
+  return lost > spare ? DDF_VD_FAILED : lost == spare ? DDF_VD_DEGRADED : DDF_VD_PARTIALLY_OPTIMAL;
+}
+
+// A rebuild that runs shows in the entry only, a disk that was pulled in the members only.
+static DDF_VD_STATE worseState(DDF_VD_STATE members, UINT8 entryState) {
+  constexpr UINT8 RANKS[8] = {0, 2, 0, 3, 3, 1, 3, 0}; // by DDF_VD_STATE
+  constexpr DDF_VD_STATE STATES[] = {DDF_VD_OPTIMAL, DDF_VD_PARTIALLY_OPTIMAL, DDF_VD_DEGRADED, DDF_VD_FAILED};
+  UINT8 a = RANKS[members], b = RANKS[entryState & DDF_VD_STATE_BITS];
+  return STATES[a > b ? a : b];
+}
+
+// --- Size ---
+
+// What the members give; at most 256 of 2^48 blocks.
+static UINT64 computeBlocks(const DDF_VOLUME &volume, UINT32 parities) {
+  UINT64 blocks = volume.memberBlocks;
+  if (volume.spans > 1) {
+    return volume.spans * blocks * (volume.record->level == DDF_RAID_1 ? 1 : volume.spanMembers);
+  }
+  switch (volume.level) {
+  case DDF_LEVEL_1:
+    return blocks;
+  case DDF_LEVEL_10: {
+    UINT64 both = volume.memberCount * blocks / 2;
+    return volume.stripBlocks != 0 ? both - both % volume.stripBlocks : both;
+  }
+  default:
+    return volume.memberCount > parities ? (volume.memberCount - parities) * blocks : 0;
+  }
+}
+
+void judgeVolume(DDF_VOLUME *volume) {
+  const DDF_RECORD &record = *volume->record;
+  bool exact = false;
+  const LEVEL_ROW *row = findLevel(record, &exact);
+  bool spanned = volume->spans > 1;
+  bool mirrors = record.level == DDF_RAID_1 &&
+                 (record.secondaryLevel == DDF_SECONDARY_STRIPED || record.secondaryLevel == DDF_SECONDARY_SPANNED);
+  UINT32 parities = row != nullptr && !spanned ? row->parities : 0;
+  volume->level = row == nullptr ? DDF_LEVEL_UNKNOWN : row->meaning;
+  if (spanned) {
+    volume->level = mirrors ? DDF_LEVEL_10 : DDF_LEVEL_UNKNOWN;
+  }
+  volume->assembles = exact && (!spanned || mirrors);
+  bool strips = record.strip != DDF_NO_STRIP && volume->level != DDF_LEVEL_1 && volume->level != DDF_LEVEL_LINEAR;
+  volume->stripBlocks = record.strip != DDF_NO_STRIP ? 1U << record.strip : 0;
+  volume->memberBlocks = record.memberBlocks;
+  if (strips) {
+    volume->memberBlocks -= volume->memberBlocks % volume->stripBlocks;
+  }
+  UINT64 computed = computeBlocks(*volume, parities);
+  bool plausible = record.blocks != 0 && record.blocks <= computed;
+  volume->blocks = plausible ? UINT64{record.blocks} : computed;
+  volume->state = worseState(stateOfMembers(*volume, parities), volume->entry->state);
+}

@@ -1,0 +1,106 @@
+// What the files of this room share among themselves.
+#pragma once
+
+#include "base/pool.h"
+#include "providers/ddf/ddf.h"
+
+// --- bytes.cpp ---
+
+// Below zero, zero or above zero, by the first differing byte.
+int compareGuids(const DDF_GUID &a, const DDF_GUID &b);
+
+// Whether size bytes from one place on lie below limit.
+inline bool fits(UINT64 from, UINT64 size, UINT64 limit) {
+  return from <= limit && size <= limit - from;
+}
+
+// Sorts in place in n log n, whatever the order; less is a strict order.
+template <class T, class LESS> void sortItems(T *items, UINTN count, LESS less) {
+  auto sink = [&](UINTN root, UINTN end) {
+    for (UINTN child = 2 * root + 1; child < end; child = 2 * root + 1) {
+      if (child + 1 < end && less(items[child], items[child + 1])) {
+        child++;
+      }
+      if (!less(items[root], items[child])) {
+        return;
+      }
+      T item = items[root];
+      items[root] = items[child];
+      items[child] = item;
+      root = child;
+    }
+  };
+  for (UINTN root = count / 2; root-- > 0;) {
+    sink(root, count);
+  }
+  for (UINTN end = count; end-- > 1;) {
+    T item = items[0];
+    items[0] = items[end];
+    items[end] = item;
+    sink(0, end);
+  }
+}
+
+// The first item that is not below, by a predicate that holds for a front part of the sorted items; count when all are.
+template <class T, class BELOW> UINTN firstNotBelow(const T *items, UINTN count, BELOW below) {
+  UINTN low = 0;
+  while (low < count) {
+    UINTN middle = low + (count - low) / 2;
+    if (below(items[middle])) {
+      low = middle + 1;
+    } else {
+      count = middle;
+    }
+  }
+  return low;
+}
+
+// --- copy.cpp ---
+
+// Reads the copy whose header lies at lba and checks every length, offset and checksum. What is wrong goes into *fault;
+// EFI_OUT_OF_RESOURCES is the only error. *copy is filled when there is no fault, *sequence when the header is sound.
+EFI_STATUS readCopy(const DDF_SOURCE &source, const DDF_HEADER &anchor, DDF_HEADER_TYPE type, DDF_COPY *copy,
+                    UINT32 *sequence, DDF_FAULT *fault);
+
+// Whether the header is one: signature, checksum, revision, type.
+DDF_FAULT headerFault(const DDF_HEADER &header, DDF_HEADER_TYPE type);
+
+// Sectors from the header to the end of the last section.
+UINT64 copyLength(const DDF_HEADER &header);
+
+// --- disk.cpp ---
+
+// Judges one disk by itself: kind (DDF_DISK_MEMBER stands for a good copy), faults, copy.
+EFI_STATUS readDisk(DDF_DISK *disk);
+
+// --- volumes.cpp and below: each completes one set of a model; false without memory ---
+
+// What is looked up in a set, sorted.
+struct REFERENCE_KEY {
+  UINT32 reference;
+  UINT32 pd;
+};
+struct VOLUME_KEY {
+  const DDF_GUID *guid;
+  UINT32 volume;
+};
+struct SET_INDEX {
+  REFERENCE_KEY *references; // of the set's pds
+  VOLUME_KEY *volumes;
+};
+
+// The first pd of that reference, respectively the first volume of that GUID, or DDF_NONE.
+UINT32 findReference(const DDF_SET &set, const SET_INDEX &index, UINT32 reference);
+UINT32 findVolume(const DDF_SET &set, const SET_INDEX &index, const DDF_GUID &guid);
+
+// volumes.cpp: the volumes' records and members. index.volumes is filled here.
+bool readVolumes(const DDF_MODEL &model, DDF_SET *set, SET_INDEX *index);
+
+// level.cpp: level, size and state from the record and the members.
+void judgeVolume(DDF_VOLUME *volume);
+
+// space.cpp: what volumes use of each pd, and the gaps between.
+bool readSpace(DDF_SET *set);
+
+// spares.cpp
+bool readSpares(const DDF_MODEL &model, DDF_SET *set, const SET_INDEX &index);

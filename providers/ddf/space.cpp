@@ -1,0 +1,81 @@
+// How much of each disk of a set volumes use, and where the gaps are.
+
+#include "providers/ddf/parts.h"
+
+struct USED_PIECE {
+  UINT32 pd;
+  UINT64 start;
+  UINT64 end;
+};
+
+// Pieces of all members that lie on a known disk, even a missing one, cut at the disk's limit.
+static UINTN collectPieces(const DDF_SET &set, USED_PIECE *pieces) {
+  UINTN count = 0;
+  for (UINT32 i = 0; i < set.volumeCount; i++) {
+    const DDF_VOLUME &volume = set.volumes[i];
+    for (UINT32 j = 0; j < volume.memberCount; j++) {
+      const DDF_MEMBER &member = volume.members[j];
+      if (member.pd == DDF_NONE || member.start >= set.pds[member.pd].limit) {
+        continue;
+      }
+      UINT64 limit = set.pds[member.pd].limit;
+      UINT64 blocks = volume.record->memberBlocks;
+      pieces[count++] = {member.pd, member.start, fits(member.start, blocks, limit) ? member.start + blocks : limit};
+    }
+  }
+  sortItems(pieces, count,
+            [](const USED_PIECE &a, const USED_PIECE &b) { return a.pd != b.pd ? a.pd < b.pd : a.start < b.start; });
+  return count;
+}
+
+static void addGap(DDF_PD *pd, UINT64 start, UINT64 end) {
+  if (start < end) {
+    pd->gaps[pd->gapCount++] = {start, end - start};
+    pd->freeBlocks += end - start;
+  }
+}
+
+// pieces are those of this disk; they may overlap.
+static bool readGaps(DDF_PD *pd, const USED_PIECE *pieces, UINTN count) {
+  pd->gaps = poolNew<DDF_GAP>(count + 1);
+  if (pd->gaps == nullptr) {
+    return false;
+  }
+  UINT64 at = 0;
+  for (UINTN i = 0; i < count; i++) {
+    addGap(pd, at, pieces[i].start);
+    at = pieces[i].end > at ? pieces[i].end : at;
+  }
+  addGap(pd, at, pd->limit);
+  pd->usedBlocks = pd->limit - pd->freeBlocks;
+  return true;
+}
+
+static bool readAllGaps(DDF_SET *set, const USED_PIECE *pieces, UINTN count) {
+  UINTN from = 0;
+  for (UINT32 i = 0; i < set->pdCount; i++) {
+    UINTN end = from;
+    while (end < count && pieces[end].pd == i) {
+      end++;
+    }
+    if (!readGaps(&set->pds[i], pieces + from, end - from)) {
+      return false;
+    }
+    from = end;
+  }
+  return true;
+}
+
+bool readSpace(DDF_SET *set) {
+  UINTN members = 0;
+  for (UINT32 i = 0; i < set->volumeCount; i++) {
+    members += set->volumes[i].memberCount;
+  }
+  USED_PIECE *pieces = poolNew<USED_PIECE>(members + 1);
+  if (pieces == nullptr) {
+    return false;
+  }
+  bool done = readAllGaps(set, pieces, collectPieces(*set, pieces));
+  poolFree(pieces);
+  return done;
+}

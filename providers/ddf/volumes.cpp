@@ -1,0 +1,249 @@
+// The volumes of a set: entries from the set's list, each with the newest record that a disk has for each of its spans.
+
+#include "providers/ddf/parts.h"
+
+constexpr UINT32 MOST_MEMBERS = 256;            // of a volume
+constexpr UINT64 MOST_BLOCKS = UINT64{1} << 48; // of a member
+constexpr UINT32 MOST_STRIP_SHIFT = 22;         // 2 GiB
+
+// A record on a disk of the set. position is its span, 0 unless there are several.
+struct RECORD_KEY {
+  const DDF_COPY *copy;
+  DDF_RECORD *record;
+  UINT32 position;
+  UINTN order; // in which it was found
+};
+
+static bool isBefore(const RECORD_KEY &a, const RECORD_KEY &b) {
+  if (int order = compareGuids(a.record->guid, b.record->guid)) {
+    return order < 0;
+  }
+  if (a.position != b.position) {
+    return a.position < b.position;
+  }
+  if (a.record->sequence != b.record->sequence) {
+    return a.record->sequence > b.record->sequence;
+  }
+  return a.order < b.order;
+}
+
+// --- Entries ---
+
+static bool collectVolumes(const DDF_COPY &copy, DDF_SET *set, SET_INDEX *index) {
+  UINT32 capacity = ddfVdCapacity(copy);
+  for (UINT32 at = 0; at < capacity; at++) {
+    set->volumeCount += ddfIsFree(ddfVdEntry(copy, at)->guid) ? 0 : 1;
+  }
+  index->volumes = poolNew<VOLUME_KEY>(set->volumeCount + UINTN{1});
+  set->volumes = poolNew<DDF_VOLUME>(set->volumeCount + UINTN{1});
+  if (index->volumes == nullptr || set->volumes == nullptr) {
+    return false;
+  }
+  UINT32 number = 0;
+  for (UINT32 at = 0; at < capacity; at++) {
+    const DDF_VD_ENTRY *entry = ddfVdEntry(copy, at);
+    if (!ddfIsFree(entry->guid)) {
+      set->volumes[number].entry = entry;
+      index->volumes[number] = {&entry->guid, number};
+      number++;
+    }
+  }
+  sortItems(index->volumes, number, [](const VOLUME_KEY &a, const VOLUME_KEY &b) {
+    int order = compareGuids(*a.guid, *b.guid);
+    return order != 0 ? order < 0 : a.volume < b.volume;
+  });
+  return true;
+}
+
+UINT32 findVolume(const DDF_SET &set, const SET_INDEX &index, const DDF_GUID &guid) {
+  UINTN at = firstNotBelow(index.volumes, set.volumeCount,
+                           [&](const VOLUME_KEY &key) { return compareGuids(*key.guid, guid) < 0; });
+  bool found = at < set.volumeCount && ddfSameGuid(*index.volumes[at].guid, guid);
+  return found ? index.volumes[at].volume : DDF_NONE;
+}
+
+static void readName(const DDF_VD_ENTRY &entry, CHAR8 (&name)[17]) {
+  UINTN length = 0;
+  for (UINTN i = 0; i < sizeof(entry.name) && entry.name[i] != 0; i++) {
+    CHAR8 character = entry.name[i];
+    name[i] = character < 0x20 || character > 0x7E ? '?' : character;
+    length = character != ' ' ? i + 1 : length;
+  }
+  name[length] = 0;
+}
+
+// --- Records ---
+
+static UINT64 countRecords(const DDF_MODEL &model, const DDF_SET &set) {
+  UINT64 count = 0;
+  for (UINT32 i = 0; i < set.pdCount; i++) {
+    count += set.pds[i].disk != DDF_NONE ? ddfRecordCapacity(model.disks[set.pds[i].disk].copy) : 0;
+  }
+  return count;
+}
+
+// Fills keys with the records of all disks that are there, sorted; returns their number.
+static UINTN collectRecords(const DDF_MODEL &model, const DDF_SET &set, RECORD_KEY *keys) {
+  UINTN count = 0;
+  for (UINT32 i = 0; i < set.pdCount; i++) {
+    if (set.pds[i].disk == DDF_NONE) {
+      continue;
+    }
+    const DDF_COPY &copy = model.disks[set.pds[i].disk].copy;
+    UINT32 slots = ddfRecordCapacity(copy);
+    for (UINT32 at = 0; at < slots; at++) {
+      DDF_RECORD *record = ddfRecordSlot(copy, at);
+      if (record->signature == DDF_RECORD_SIGNATURE) {
+        keys[count] = {&copy, record, record->secondaryCount > 1 ? record->secondaryElement : 0U, count};
+        count++;
+      }
+    }
+  }
+  sortItems(keys, count, isBefore);
+  return count;
+}
+
+static const CHAR8 *recordFault(const RECORD_KEY &key) {
+  const DDF_RECORD &record = *key.record;
+  UINT32 spans = record.secondaryCount;
+  if (record.elements == 0 || record.elements > key.copy->header.maxElements || spans == 0 ||
+      (spans > 1 && record.secondaryElement >= spans)) {
+    return "record with impossible counts";
+  }
+  if (spans * record.elements > MOST_MEMBERS) {
+    return "record with too many members";
+  }
+  if (record.memberBlocks == 0 || record.memberBlocks > MOST_BLOCKS) {
+    return "record with an impossible size";
+  }
+  if (record.strip != DDF_NO_STRIP && record.strip > MOST_STRIP_SHIFT) {
+    return "record with an impossible strip size";
+  }
+  return nullptr;
+}
+
+// Whether two records describe spans of one volume: the eight bytes that begin with the member count, but for the
+// span's number, and the size.
+static bool isSibling(const DDF_RECORD &a, const DDF_RECORD &b) {
+  return a.elements == b.elements && a.strip == b.strip && a.level == b.level && a.qualifier == b.qualifier &&
+         a.secondaryCount == b.secondaryCount && a.secondaryLevel == b.secondaryLevel &&
+         a.memberBlocks == b.memberBlocks;
+}
+
+// --- Members ---
+
+static DDF_MEMBER_STATE memberState(const DDF_SET &set, const DDF_MEMBER &member, UINT64 blocks) {
+  if (member.pd == DDF_NONE) {
+    return DDF_MEMBER_UNKNOWN;
+  }
+  const DDF_PD &pd = set.pds[member.pd];
+  UINT32 state = pd.entry->state;
+  if (pd.disk == DDF_NONE) {
+    return DDF_MEMBER_MISSING;
+  }
+  if ((state & DDF_PD_ONLINE) == 0 || (state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0) {
+    return DDF_MEMBER_FAILED;
+  }
+  if (!fits(member.start, blocks, pd.limit)) {
+    return DDF_MEMBER_OUTSIDE;
+  }
+  return (state & DDF_PD_REBUILDING) != 0 ? DDF_MEMBER_REBUILDING : DDF_MEMBER_GOOD;
+}
+
+static void readSpan(const DDF_SET &set, const SET_INDEX &index, const RECORD_KEY &key, DDF_MEMBER *members) {
+  const DDF_U32 *references = ddfReferences(key.record);
+  const DDF_U64 *starts = ddfStarts(*key.copy, key.record);
+  for (UINT32 i = 0; i < key.record->elements; i++) {
+    DDF_MEMBER &member = members[i];
+    member.reference = references[i];
+    member.start = starts[i];
+    member.pd = findReference(set, index, member.reference);
+    member.state = memberState(set, member, key.record->memberBlocks);
+  }
+}
+
+// keys are the records of this volume. Spans without a record have unknown members.
+static bool readMembers(const DDF_SET &set, const SET_INDEX &index, const RECORD_KEY *keys, UINTN count,
+                        DDF_VOLUME *volume) {
+  const DDF_RECORD &record = *volume->record;
+  volume->spans = record.secondaryCount;
+  volume->spanMembers = record.elements;
+  UINT32 members = volume->spans * volume->spanMembers;
+  volume->members = poolNew<DDF_MEMBER>(members);
+  if (volume->members == nullptr) {
+    return false;
+  }
+  volume->memberCount = members;
+  for (UINT32 i = 0; i < members; i++) {
+    volume->members[i] = {DDF_NONE, DDF_NO_REFERENCE, 0, DDF_MEMBER_UNKNOWN};
+  }
+  for (UINTN i = 0; i < count; i++) {
+    bool newest = i == 0 || keys[i].position != keys[i - 1].position;
+    if (newest && recordFault(keys[i]) == nullptr && isSibling(*keys[i].record, record)) {
+      readSpan(set, index, keys[i], volume->members + keys[i].position * volume->spanMembers);
+    }
+  }
+  return true;
+}
+
+static bool readVolume(const DDF_SET &set, const SET_INDEX &index, const RECORD_KEY *keys, UINTN count,
+                       DDF_VOLUME *volume) {
+  readName(*volume->entry, volume->name);
+  volume->state = DDF_VD_FAILED;
+  UINTN from = firstNotBelow(
+      keys, count, [&](const RECORD_KEY &key) { return compareGuids(key.record->guid, volume->entry->guid) < 0; });
+  UINTN end = from;
+  while (end < count && ddfSameGuid(keys[end].record->guid, volume->entry->guid)) {
+    end++;
+  }
+  if (from == end) {
+    volume->fault = {"no disk has its record", nullptr};
+    return true;
+  }
+  volume->record = keys[from].record;
+  volume->fault = {recordFault(keys[from]), nullptr};
+  if (volume->fault.what != nullptr) {
+    return true;
+  }
+  if (!readMembers(set, index, keys + from, end - from, volume)) {
+    return false;
+  }
+  judgeVolume(volume);
+  return true;
+}
+
+// --- All volumes ---
+
+static bool readAll(DDF_SET *set, const SET_INDEX &index, const RECORD_KEY *keys, UINTN count) {
+  set->sound = true;
+  for (UINT32 i = 0; i < set->volumeCount; i++) {
+    DDF_VOLUME *volume = &set->volumes[i];
+    if (findVolume(*set, index, volume->entry->guid) != i) {
+      readName(*volume->entry, volume->name);
+      volume->state = DDF_VD_FAILED;
+      volume->fault = {"another entry has its identity", nullptr};
+      set->sound = false;
+    } else if (!readVolume(*set, index, keys, count, volume)) {
+      return false;
+    }
+    set->sound = set->sound && (volume->record == nullptr || volume->fault.what == nullptr);
+  }
+  for (UINTN i = 0; i < count; i++) {
+    set->orphans += findVolume(*set, index, keys[i].record->guid) == DDF_NONE ? 1 : 0;
+  }
+  set->sound = set->sound && set->orphans == 0;
+  return true;
+}
+
+bool readVolumes(const DDF_MODEL &model, DDF_SET *set, SET_INDEX *index) {
+  if (!collectVolumes(model.disks[set->newest].copy, set, index)) {
+    return false;
+  }
+  RECORD_KEY *keys = poolNew<RECORD_KEY>(countRecords(model, *set) + 1);
+  if (keys == nullptr) {
+    return false;
+  }
+  bool done = readAll(set, *index, keys, collectRecords(model, *set, keys));
+  poolFree(keys);
+  return done;
+}
