@@ -80,9 +80,10 @@ enum DDF_MEMBER_STATE {
   DDF_MEMBER_GOOD,
   DDF_MEMBER_REBUILDING,
   DDF_MEMBER_FAILED,
-  DDF_MEMBER_MISSING, // its disk is not there
-  DDF_MEMBER_UNKNOWN, // no disk of the set's list
-  DDF_MEMBER_OUTSIDE, // does not lie inside its disk
+  DDF_MEMBER_MISSING,  // its disk is not there
+  DDF_MEMBER_UNKNOWN,  // no disk of the set's list
+  DDF_MEMBER_OUTSIDE,  // does not lie inside its disk
+  DDF_MEMBER_REPEATED, // its disk has an earlier member of the volume already
 };
 
 struct DDF_MEMBER {
@@ -199,10 +200,22 @@ struct DDF_EXTENT {
 };
 DDF_EXTENT ddfSectionExtent(const DDF_COPY &copy, DDF_HEADER_TYPE type, DDF_SECTION section);
 
+// What the lists and records of a set have room for; pds + 1 and vds + 1 are multiples of 8. Linux takes lists of 15,
+// 63, 255, 1023 and 4095 entries, and 16, 64, 256, 1024 and 4096 elements.
+struct DDF_LIMITS {
+  UINT16 pds;
+  UINT16 vds;
+  UINT16 partitions; // volumes a disk takes part in
+  UINT16 elements;   // members of a record
+};
+constexpr DDF_LIMITS DDF_LINUX_LIMITS = {1023, 255, 64, 256}; // what Linux itself writes, 618 sectors a copy
+constexpr DDF_LIMITS DDF_SMALL_LIMITS = {63, 63, 16, 64};     // 70 sectors
+
 // What a new, empty copy is made from.
 struct DDF_NEW_COPY {
   UINT64 sectors; // of the disk, more than DDF_RESERVE
-  DDF_GUID set;   // of the header
+  DDF_LIMITS limits;
+  DDF_GUID set; // of the header
   DDF_GUID controller;
   UINT16 type[4];
   CHAR8 product[16];
@@ -211,9 +224,9 @@ struct DDF_NEW_COPY {
 };
 constexpr UINT32 DDF_RESERVE = 65536; // sectors at the end of a disk that no volume uses
 
-// Makes a copy without entries and records in the layout that Linux writes: 1023 disks, 255 volumes, 64 volumes a disk,
-// 256 members. Returns EFI_SUCCESS, EFI_INVALID_PARAMETER for a disk that is too small, or EFI_OUT_OF_RESOURCES; on
-// failure *copy is empty. The caller gives it back with ddfFreeCopy.
+// Makes a copy without entries and records, laid out as Linux writes it. Returns EFI_SUCCESS, EFI_INVALID_PARAMETER for
+// a disk that is too small or limits without room, or EFI_OUT_OF_RESOURCES; on failure *copy is empty. The caller gives
+// it back with ddfFreeCopy.
 EFI_STATUS ddfNewCopy(const DDF_NEW_COPY &wanted, DDF_COPY *copy);
 
 // A copy of its own with the same bytes; statuses and ownership as above.

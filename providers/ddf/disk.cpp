@@ -29,11 +29,14 @@ static EFI_STATUS readCopies(DDF_DISK *disk, const DDF_HEADER &anchor) {
   // A disk may be made without a secondary copy.
   bool secondaryDue = anchor.secondaryLba != DDF_NO_LBA;
   disk->lagging = !good[0] || (secondaryDue && (!good[1] || disk->sequences[0] != disk->sequences[1]));
-  if (!good[used]) {
+  disk->kind = DDF_DISK_MEMBER;
+  disk->fault = {!good[used]             ? "no good copy of the metadata"
+                 : copiesOverlap(anchor) ? "copies of the metadata that overlap"
+                                         : nullptr,
+                 nullptr};
+  if (disk->fault.what != nullptr) {
     disk->kind = DDF_DISK_DAMAGED;
-    disk->fault = {"no good copy of the metadata", nullptr};
-  } else {
-    disk->kind = DDF_DISK_MEMBER;
+    ddfFreeCopy(&disk->copy);
   }
   return EFI_SUCCESS;
 }
@@ -45,9 +48,6 @@ EFI_STATUS readDisk(DDF_DISK *disk) {
   bool read = source.sectors != 0 && !EFI_ERROR(source.read(source.context, source.sectors - 1, 1, &anchor));
   if (read && anchor.signature == DDF_HEADER_SIGNATURE) {
     disk->fault = headerFault(anchor, DDF_ANCHOR);
-    if (disk->fault.what == nullptr && copiesOverlap(anchor)) {
-      disk->fault = {"copies of the metadata that overlap", nullptr};
-    }
     if (disk->fault.what == nullptr) {
       return readCopies(disk, anchor);
     }

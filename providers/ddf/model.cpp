@@ -32,7 +32,8 @@ static bool collectPds(const DDF_DISK &newest, DDF_SET *set) {
 
 static bool indexReferences(const DDF_SET &set, SET_INDEX *index) {
   index->references = poolNew<REFERENCE_KEY>(set.pdCount + UINTN{1});
-  if (index->references == nullptr) {
+  index->lastVolumes = poolNew<UINT32>(set.pdCount + UINTN{1});
+  if (index->references == nullptr || index->lastVolumes == nullptr) {
     return false;
   }
   for (UINT32 i = 0; i < set.pdCount; i++) {
@@ -170,6 +171,7 @@ static bool readRanges(DDF_MODEL *model, const GOOD_DISK *good, const SET_RANGE 
     bool done = readSet(model, set, good + range.from, range.count, &index);
     poolFree(index.references);
     poolFree(index.volumes);
+    poolFree(index.lastVolumes);
     if (!done) {
       return false;
     }

@@ -87,6 +87,7 @@ struct VOLUME_KEY {
 struct SET_INDEX {
   REFERENCE_KEY *references; // of the set's pds
   VOLUME_KEY *volumes;
+  UINT32 *lastVolumes; // by pd: the last volume that was found to have a member on it, counted from 1
 };
 
 // The first pd of that reference, respectively the first volume of that GUID, or DDF_NONE.

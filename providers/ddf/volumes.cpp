@@ -150,7 +150,18 @@ static DDF_MEMBER_STATE memberState(const DDF_SET &set, const DDF_MEMBER &member
   return (state & DDF_PD_REBUILDING) != 0 ? DDF_MEMBER_REBUILDING : DDF_MEMBER_GOOD;
 }
 
-static void readSpan(const DDF_SET &set, const SET_INDEX &index, const RECORD_KEY &key, DDF_MEMBER *members) {
+// Writers that lost their way enter a disk twice.
+static bool isRepeated(const SET_INDEX &index, UINT32 pd, UINT32 number) {
+  if (pd == DDF_NONE) {
+    return false;
+  }
+  bool repeated = index.lastVolumes[pd] == number;
+  index.lastVolumes[pd] = number;
+  return repeated;
+}
+
+static void readSpan(const DDF_SET &set, const SET_INDEX &index, const RECORD_KEY &key, UINT32 number,
+                     DDF_MEMBER *members) {
   const DDF_U32 *references = ddfReferences(key.record);
   const DDF_U64 *starts = ddfStarts(*key.copy, key.record);
   for (UINT32 i = 0; i < key.record->elements; i++) {
@@ -159,6 +170,9 @@ static void readSpan(const DDF_SET &set, const SET_INDEX &index, const RECORD_KE
     member.start = starts[i];
     member.pd = findReference(set, index, member.reference);
     member.state = memberState(set, member, key.record->memberBlocks);
+    if (isRepeated(index, member.pd, number)) {
+      member.state = DDF_MEMBER_REPEATED;
+    }
   }
 }
 
@@ -166,6 +180,7 @@ static void readSpan(const DDF_SET &set, const SET_INDEX &index, const RECORD_KE
 static bool readMembers(const DDF_SET &set, const SET_INDEX &index, const RECORD_KEY *keys, UINTN count,
                         DDF_VOLUME *volume) {
   const DDF_RECORD &record = *volume->record;
+  UINT32 number = static_cast<UINT32>(volume - set.volumes) + 1;
   volume->spans = record.secondaryCount;
   volume->spanMembers = record.elements;
   UINT32 members = volume->spans * volume->spanMembers;
@@ -180,7 +195,7 @@ static bool readMembers(const DDF_SET &set, const SET_INDEX &index, const RECORD
   for (UINTN i = 0; i < count; i++) {
     bool newest = i == 0 || keys[i].position != keys[i - 1].position;
     if (newest && recordFault(keys[i]) == nullptr && isSibling(*keys[i].record, record)) {
-      readSpan(set, index, keys[i], volume->members + keys[i].position * volume->spanMembers);
+      readSpan(set, index, keys[i], number, volume->members + keys[i].position * volume->spanMembers);
     }
   }
   return true;

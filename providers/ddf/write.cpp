@@ -38,13 +38,33 @@ DDF_EXTENT ddfSectionExtent(const DDF_COPY &copy, DDF_HEADER_TYPE type, DDF_SECT
 
 // --- New copies ---
 
-// What Linux writes, all of it: lengths, limits, and where the copies lie, from the end of the disk.
-constexpr UINT32 LENGTHS[DDF_SECTIONS] = {1, 128, 32, 455, 1};
-constexpr UINT16 MOST_PDS = 1023, MOST_VDS = 255, MOST_PARTITIONS = 64, RECORD_LENGTH = 7, MOST_ELEMENTS = 256;
-constexpr UINT32 PRIMARY_FROM_END = 32768;
-static_assert((MOST_PARTITIONS + 1) * RECORD_LENGTH == LENGTHS[DDF_RECORDS]);
+constexpr UINT32 PRIMARY_FROM_END = 32768; // as Linux has it; the secondary begins the reserve
+constexpr UINT32 ELEMENT_SIZE = sizeof(DDF_U32) + sizeof(DDF_U64);
+constexpr UINT32 MOST_SECTORS = 1024; // of a section
 
-static void fillHeader(const DDF_NEW_COPY &wanted, DDF_HEADER *header) {
+struct LENGTHS {
+  UINT32 sections[DDF_SECTIONS];
+  UINT32 record;
+};
+
+static LENGTHS lengthsFor(const DDF_LIMITS &limits) {
+  UINT32 record = 1 + (limits.elements * ELEMENT_SIZE + DDF_SECTOR - 1) / DDF_SECTOR;
+  UINT32 entriesPerSector = DDF_SECTOR / sizeof(DDF_PD_ENTRY);
+  return {{1, (limits.pds + 1U) / entriesPerSector, (limits.vds + 1U) / entriesPerSector,
+           (limits.partitions + 1U) * record, 1},
+          record};
+}
+
+static bool hasRoom(const LENGTHS &lengths) {
+  for (UINT32 length : lengths.sections) {
+    if (length == 0 || length > MOST_SECTORS) {
+      return false;
+    }
+  }
+  return true;
+}
+
+static void fillHeader(const DDF_NEW_COPY &wanted, const LENGTHS &lengths, DDF_HEADER *header) {
   __builtin_memset(header, 0xFF, sizeof(*header));
   header->signature = DDF_HEADER_SIGNATURE;
   header->guid = wanted.set;
@@ -55,20 +75,17 @@ static void fillHeader(const DDF_NEW_COPY &wanted, DDF_HEADER *header) {
   header->secondaryLba = wanted.sectors - DDF_RESERVE;
   header->workspaceLength = PRIMARY_FROM_END;
   header->workspaceLba = wanted.sectors - DDF_RESERVE;
-  header->maxPds = MOST_PDS;
-  header->maxVds = MOST_VDS;
-  header->maxPartitions = MOST_PARTITIONS;
-  header->recordLength = RECORD_LENGTH;
-  header->maxElements = MOST_ELEMENTS;
+  header->maxPds = wanted.limits.pds;
+  header->maxVds = wanted.limits.vds;
+  header->maxPartitions = wanted.limits.partitions;
+  header->recordLength = static_cast<UINT16>(lengths.record);
+  header->maxElements = wanted.limits.elements;
   UINT32 offset = 1;
-  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
-    header->sections[i].offset = offset;
-    header->sections[i].length = LENGTHS[i];
-    offset += LENGTHS[i];
-  }
-  for (UINT32 i = DDF_SECTIONS; i < DDF_LISTED_SECTIONS; i++) {
-    header->sections[i].offset = DDF_ABSENT;
-    header->sections[i].length = 0;
+  for (UINT32 i = 0; i < DDF_LISTED_SECTIONS; i++) {
+    UINT32 length = i < DDF_SECTIONS ? lengths.sections[i] : 0;
+    header->sections[i].offset = length != 0 ? offset : DDF_ABSENT;
+    header->sections[i].length = length;
+    offset += length;
   }
 }
 
@@ -92,10 +109,10 @@ static void fillList(UINT8 *bytes, DDF_SIGNATURE signature, UINT16 maximum) {
 
 static void fillSections(const DDF_NEW_COPY &wanted, DDF_COPY *copy) {
   for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
-    __builtin_memset(copy->sections[i], 0xFF, UINTN{LENGTHS[i]} * DDF_SECTOR);
+    __builtin_memset(copy->sections[i], 0xFF, UINTN{copy->header.sections[i].length} * DDF_SECTOR);
   }
-  fillList(copy->sections[DDF_PD_RECORDS], DDF_PD_SIGNATURE, MOST_PDS);
-  fillList(copy->sections[DDF_VD_RECORDS], DDF_VD_SIGNATURE, MOST_VDS);
+  fillList(copy->sections[DDF_PD_RECORDS], DDF_PD_SIGNATURE, wanted.limits.pds);
+  fillList(copy->sections[DDF_VD_RECORDS], DDF_VD_SIGNATURE, wanted.limits.vds);
   DDF_CONTROLLER_DATA *controller = ddfControllerData(*copy);
   controller->signature = DDF_CONTROLLER_SIGNATURE;
   controller->guid = wanted.controller;
@@ -113,10 +130,11 @@ static void fillSections(const DDF_NEW_COPY &wanted, DDF_COPY *copy) {
 
 EFI_STATUS ddfNewCopy(const DDF_NEW_COPY &wanted, DDF_COPY *copy) {
   *copy = {};
-  if (wanted.sectors <= DDF_RESERVE) {
+  LENGTHS lengths = lengthsFor(wanted.limits);
+  if (wanted.sectors <= DDF_RESERVE || !hasRoom(lengths)) {
     return EFI_INVALID_PARAMETER;
   }
-  fillHeader(wanted, &copy->header);
+  fillHeader(wanted, lengths, &copy->header);
   if (!allocateSections(copy)) {
     return EFI_OUT_OF_RESOURCES;
   }

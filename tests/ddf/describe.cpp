@@ -1,8 +1,6 @@
 #include "tests/ddf/describe.h"
 
-#include <cstring>
-#include <fstream>
-#include <iterator>
+#include <algorithm>
 #include <sstream>
 
 static std::string faultText(const DDF_FAULT &fault) {
@@ -70,7 +68,7 @@ static void describePd(std::ostream &out, const DDF_PD &pd) {
 // --- Volumes ---
 
 static void describeMembers(std::ostream &out, const DDF_VOLUME &volume) {
-  constexpr const char *STATES[] = {"", " rebuilding", " failed", " missing", " unknown", " outside"};
+  constexpr const char *STATES[] = {"", " rebuilding", " failed", " missing", " unknown", " outside", " repeated"};
   for (UINT32 i = 0; i < volume.memberCount; ++i) {
     const DDF_MEMBER &member = volume.members[i];
     out << (i == 0 ? "    members" : "") << (i % volume.spanMembers == 0 && i != 0 ? " |" : "") << ' ';
@@ -122,63 +120,74 @@ std::string describe(const DDF_MODEL &model) {
   return out.str();
 }
 
-// --- Recorded disks ---
+// --- What holds for every model ---
 
-UINT8 *SPARSE_DISK::sector(UINT64 lba) {
-  auto at = std::lower_bound(lbas.begin(), lbas.end(), lba);
-  return at == lbas.end() || *at != lba ? nullptr : &bytes[static_cast<size_t>(at - lbas.begin()) * DDF_SECTOR];
+static std::string diskFault(const DDF_MODEL &model, UINT32 number) {
+  const DDF_DISK &disk = model.disks[number];
+  bool good = disk.kind == DDF_DISK_MEMBER || disk.kind == DDF_DISK_STALE;
+  if (good != (disk.set != DDF_NONE) || good != (disk.copy.sections[0] != nullptr)) {
+    return "set or copy of another kind of disk";
+  }
+  if ((disk.kind == DDF_DISK_MEMBER || disk.kind == DDF_DISK_OTHER) != (disk.fault.what == nullptr)) {
+    return "a disk without a reason, or with one too many";
+  }
+  if (disk.kind == DDF_DISK_MEMBER && model.sets[disk.set].pds[disk.pd].disk != number) {
+    return "a member that its set does not name";
+  }
+  return {};
 }
 
-static EFI_STATUS readSparse(void *context, UINT64 lba, UINTN count, void *buffer) {
-  auto *disk = static_cast<SPARSE_DISK *>(context);
-  for (UINTN i = 0; i < count; ++i, ++lba) {
-    if (lba >= disk->sectors || lba == disk->badLba) {
-      return EFI_DEVICE_ERROR;
+static std::string spaceFault(const DDF_PD &pd) {
+  UINT64 at = 0, free = 0;
+  for (UINT32 i = 0; i < pd.gapCount; ++i) {
+    const DDF_GAP &gap = pd.gaps[i];
+    if (gap.blocks == 0 || gap.start < at || gap.start > pd.limit || gap.blocks > pd.limit - gap.start) {
+      return "gaps that overlap or lie outside";
     }
-    UINT8 *to = static_cast<UINT8 *>(buffer) + i * DDF_SECTOR;
-    const UINT8 *from = disk->sector(lba);
-    from != nullptr ? std::memcpy(to, from, DDF_SECTOR) : std::memset(to, 0, DDF_SECTOR);
+    at = gap.start + gap.blocks + 1;
+    free += gap.blocks;
   }
-  return EFI_SUCCESS;
+  return free != pd.freeBlocks || free + pd.usedBlocks != pd.limit ? "blocks that are neither free nor used" : "";
 }
 
-DDF_SOURCE SPARSE_DISK::source() {
-  return {readSparse, this, sectors};
+static bool meetsGap(const DDF_PD &pd, UINT64 start, UINT64 end) {
+  return std::any_of(pd.gaps, pd.gaps + pd.gapCount,
+                     [&](const DDF_GAP &gap) { return gap.start < end && start < gap.start + gap.blocks; });
 }
 
-// A file has per disk: its sectors, the number of pieces, and per piece the first sector, the number of sectors and
-// their bytes; numbers are little-endian, of eight bytes.
-std::vector<SPARSE_DISK> loadDisks(const std::string &file) {
-  std::ifstream in(file, std::ios::binary);
-  std::vector<SPARSE_DISK> disks;
-  auto number = [&] {
-    uint64_t value = 0;
-    in.read(reinterpret_cast<char *>(&value), sizeof(value));
-    return value;
-  };
-  for (uint64_t sectors = number(); in; sectors = number()) {
-    SPARSE_DISK disk;
-    disk.sectors = sectors;
-    for (uint64_t pieces = number(); pieces > 0 && in; --pieces) {
-      uint64_t lba = number(), count = number();
-      size_t used = disk.bytes.size();
-      disk.bytes.resize(used + count * DDF_SECTOR);
-      in.read(reinterpret_cast<char *>(&disk.bytes[used]), static_cast<std::streamsize>(count * DDF_SECTOR));
-      for (; count > 0; --count) {
-        disk.lbas.push_back(lba++);
-      }
+static std::string volumeFault(const DDF_SET &set, const DDF_VOLUME &volume) {
+  if ((volume.memberCount == 0) != (volume.fault.what != nullptr)) {
+    return "a volume without members or reason";
+  }
+  UINT32 lost = 0;
+  for (UINT32 i = 0; i < volume.memberCount; ++i) {
+    const DDF_MEMBER &member = volume.members[i];
+    lost += member.state != DDF_MEMBER_GOOD ? 1 : 0;
+    if (member.state != DDF_MEMBER_GOOD) {
+      continue;
     }
-    disks.push_back(std::move(disk));
+    const DDF_PD &pd = set.pds[member.pd];
+    UINT64 end = member.start + volume.record->memberBlocks;
+    if (pd.disk == DDF_NONE || end < member.start || end > pd.limit || meetsGap(pd, member.start, end)) {
+      return "a member outside its disk or in a gap";
+    }
   }
-  return disks;
+  return lost != 0 && volume.state == DDF_VD_OPTIMAL ? "an optimal volume that lost members" : "";
 }
 
-DDF_MODEL *readModel(std::vector<SPARSE_DISK> &disks) {
-  std::vector<DDF_SOURCE> sources;
-  for (SPARSE_DISK &disk : disks) {
-    sources.push_back(disk.source());
+std::string modelFault(const DDF_MODEL &model) {
+  std::string fault;
+  for (UINT32 i = 0; i < model.diskCount && fault.empty(); ++i) {
+    fault = diskFault(model, i);
   }
-  DDF_MODEL *model = nullptr;
-  ddfRead(sources.data(), static_cast<UINT32>(sources.size()), /* ours= */ nullptr, &model);
-  return model;
+  for (UINT32 i = 0; i < model.setCount && fault.empty(); ++i) {
+    const DDF_SET &set = model.sets[i];
+    for (UINT32 j = 0; j < set.pdCount && fault.empty(); ++j) {
+      fault = spaceFault(set.pds[j]);
+    }
+    for (UINT32 j = 0; j < set.volumeCount && fault.empty(); ++j) {
+      fault = volumeFault(set, set.volumes[j]);
+    }
+  }
+  return fault;
 }

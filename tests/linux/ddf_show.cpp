@@ -1,15 +1,18 @@
-// ddf_show IMAGE...: what our reader finds on disk images, as a text.
+// ddf_show IMAGE...         what our reader finds on disk images, as a text
+// ddf_show --packed FILE... the same for disks in files of snapshots.py
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 #include "base/pool.h"
 #include "host_firmware/host_firmware.h"
 #include "tests/ddf/describe.h"
+#include "tests/ddf/disks.h"
 
 static EFI_STATUS readImage(void *context, UINT64 lba, UINTN count, void *buffer) {
   ssize_t size = static_cast<ssize_t>(count * DDF_SECTOR);
@@ -17,26 +20,50 @@ static EFI_STATUS readImage(void *context, UINT64 lba, UINTN count, void *buffer
   return got == size ? EFI_SUCCESS : EFI_DEVICE_ERROR;
 }
 
-int main(int argc, char **argv) {
-  Firmware firmware;
-  setSystemTable(firmware.systemTable());
-  std::vector<int> files;
-  std::vector<DDF_SOURCE> sources;
-  files.reserve(static_cast<size_t>(argc));
-  for (int i = 1; i < argc; ++i) {
-    struct stat about;
-    files.push_back(open(argv[i], O_RDONLY | O_CLOEXEC));
-    if (files.back() < 0 || fstat(files.back(), &about) != 0) {
-      std::perror(argv[i]);
-      return 1;
-    }
-    sources.push_back({readImage, &files.back(), static_cast<UINT64>(about.st_size) / DDF_SECTOR});
-  }
+static bool show(const std::vector<DDF_SOURCE> &sources) {
   DDF_MODEL *model = nullptr;
   if (ddfRead(sources.data(), static_cast<UINT32>(sources.size()), /* ours= */ nullptr, &model) != EFI_SUCCESS) {
-    return 1;
+    return false;
   }
   std::fputs(describe(*model).c_str(), stdout);
   ddfFree(model);
-  return 0;
+  return true;
+}
+
+static bool showImages(char **paths, int count) {
+  std::vector<int> files(static_cast<size_t>(count));
+  std::vector<DDF_SOURCE> sources;
+  for (size_t i = 0; i < files.size(); ++i) {
+    struct stat about;
+    files[i] = open(paths[i], O_RDONLY | O_CLOEXEC);
+    if (files[i] < 0 || fstat(files[i], &about) != 0) {
+      std::perror(paths[i]);
+      return false;
+    }
+    sources.push_back({readImage, &files[i], static_cast<UINT64>(about.st_size) / DDF_SECTOR});
+  }
+  return show(sources);
+}
+
+static bool showPacked(const char *path) {
+  DISKS disks = loadDisks(path);
+  std::vector<DDF_SOURCE> sources;
+  for (SPARSE_DISK &disk : disks) {
+    sources.push_back(disk.source());
+  }
+  std::printf("file %s\n", path);
+  return show(sources);
+}
+
+int main(int argc, char **argv) {
+  Firmware firmware;
+  setSystemTable(firmware.systemTable());
+  if (argc < 3 || std::strcmp(argv[1], "--packed") != 0) {
+    return showImages(argv + 1, argc - 1) ? 0 : 1;
+  }
+  bool shown = true;
+  for (int i = 2; i < argc; ++i) {
+    shown = showPacked(argv[i]) && shown;
+  }
+  return shown ? 0 : 1;
 }

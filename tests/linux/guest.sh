@@ -1,13 +1,55 @@
 # What the jobs share.
 
-say() { echo "== $*"; }
-
 # Waits until a command succeeds, 30 seconds at most.
 wait_until() {
   tries=0
   until "$@"; do
     tries=$((tries + 1))
-    [ "$tries" -lt 150 ] || { say "in vain: $*"; return 1; }
+    [ "$tries" -lt 150 ] || { echo "in vain: $*"; return 1; }
     sleep 0.2
   done
+}
+
+# Whether a file holds a text.
+has() { grep -q "$2" "$1"; }
+
+# copy DISK SECTOR COUNT: appends sectors of a disk to the snapshot disk.
+copy() {
+  dd if="/dev/$1" of="$SNAPSHOTS" bs=512 skip="$2" seek="$snapshot_at" count="$3" conv=notrunc 2>/dev/null
+  snapshot_at=$((snapshot_at + $3))
+}
+
+sequences() { for disk in "$@"; do mdadm --examine "/dev/$disk" | grep 'Seq :'; done; }
+
+# Waits until nobody has written the disks' metadata for half a second.
+settle() {
+  now=$(sequences "$@")
+  before=
+  while [ "$before" != "$now" ]; do
+    before=$now
+    sleep 0.5
+    now=$(sequences "$@")
+  done
+}
+
+# snapshot NAME DISK...: keeps the metadata of the disks on the disk $SNAPSHOTS once it has settled, and prints what
+# mdadm and the kernel say about it. The places are those that mdadm chooses.
+snapshot_at=0
+snapshot() {
+  name=$1
+  shift
+  settle "$@"
+  echo "snapshot $name"
+  for disk in "$@"; do
+    blockdev --flushbufs "/dev/$disk"
+    size=$(blockdev --getsz "/dev/$disk")
+    echo "disk $disk $size $snapshot_at"
+    copy "$disk" $((size - 65536)) 618
+    copy "$disk" $((size - 32768)) 618
+    copy "$disk" $((size - 1)) 1
+    mdadm --examine "/dev/$disk" 2>&1
+  done
+  echo "mdstat"
+  cat /proc/mdstat
+  echo "snapshot end"
 }

@@ -1,0 +1,108 @@
+// What real mdadm wrote, and what can become of it: the models, and the same bytes again.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "tests/ddf/fixture.h"
+
+static std::string fileText(const std::string &path) {
+  std::ifstream in(path);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// With DDF_UPDATE_MODELS set the models are written instead.
+TEST_F(Ddf, RecordingsReadAsTheirModels) {
+  const std::string folder = RAIDXYL_SOURCE_DIR "/tests/ddf/models/";
+  forEach([&](const std::string &name, DISKS &disks) {
+    DDF_MODEL *model = readModel(disks);
+    ASSERT_NE(model, nullptr);
+    EXPECT_EQ(modelFault(*model), "");
+    std::string text = describe(*model);
+    ddfFree(model);
+    if (std::getenv("DDF_UPDATE_MODELS") != nullptr) {
+      std::ofstream(folder + name + ".txt") << text;
+    }
+    EXPECT_EQ(text, fileText(folder + name + ".txt"));
+  });
+}
+
+static void expectSector(const SPARSE_DISK &disk, UINT64 lba, const void *bytes, const char *what) {
+  EXPECT_EQ(std::memcmp(disk.read(lba).data(), bytes, DDF_SECTOR), 0) << what << ", sector " << lba;
+}
+
+static void expectSameHeader(const SPARSE_DISK &disk, const DDF_COPY &copy, DDF_HEADER_TYPE type, UINT64 lba) {
+  const SECTOR_BYTES held = disk.read(lba);
+  const DDF_HEADER *was = reinterpret_cast<const DDF_HEADER *>(held.data());
+  DDF_HEADER header;
+  ddfMakeHeader(copy, type, DDF_CLOSED, was->sequence, was->time, &header);
+  expectSector(disk, lba, &header, "header");
+}
+
+static void spoilChecksums(const DDF_COPY &copy) {
+  constexpr size_t CHECKSUM = 4;
+  for (int section = 0; section < DDF_SECTIONS; ++section) {
+    copy.sections[section][CHECKSUM] ^= section != DDF_RECORDS ? 1 : 0;
+  }
+  for (UINT32 i = 0; i < ddfRecordCapacity(copy); ++i) {
+    DDF_RECORD *record = ddfRecordSlot(copy, i);
+    record->crc = record->signature == DDF_RECORD_SIGNATURE ? ~record->crc : record->crc;
+  }
+}
+
+// What is read, sealed and laid out again is what mdadm wrote, byte for byte.
+TEST_F(Ddf, CopiesAreWrittenAsMdadmWroteThem) {
+  forEach([&](const std::string &, DISKS &disks) {
+    DDF_MODEL *model = readModel(disks);
+    ASSERT_NE(model, nullptr);
+    for (UINT32 i = 0; i < model->diskCount; ++i) {
+      DDF_DISK &disk = model->disks[i];
+      if (disk.copy.sections[0] == nullptr) {
+        continue;
+      }
+      spoilChecksums(disk.copy);
+      ddfSeal(&disk.copy);
+      const DDF_HEADER &header = disk.copy.header;
+      expectSameHeader(disks[i], disk.copy, disk.used,
+                       disk.used == DDF_PRIMARY ? header.primaryLba : header.secondaryLba);
+      expectSameHeader(disks[i], disk.copy, DDF_ANCHOR, disks[i].sectors - 1);
+      for (int section = 0; section < DDF_SECTIONS; ++section) {
+        DDF_EXTENT extent = ddfSectionExtent(disk.copy, disk.used, static_cast<DDF_SECTION>(section));
+        for (UINT32 j = 0; j < extent.sectors; ++j) {
+          expectSector(disks[i], extent.lba + j, disk.copy.sections[section] + j * DDF_SECTOR, "section");
+        }
+      }
+    }
+    ddfFree(model);
+  });
+}
+
+// A new set that is given the names of mdadm's own has the same headers, and the same sections but for the entries.
+TEST_F(Ddf, NewCopiesAreLaidOutAsMdadmDoes) {
+  DISKS disks = loadDisks(GOLDEN_DIR "/empty.disks");
+  DDF_MODEL *model = readModel(disks);
+  ASSERT_NE(model, nullptr);
+  const DDF_COPY &theirs = model->disks[0].copy;
+  const DDF_DISK_DATA &identity = *ddfDiskData(theirs);
+  DDF_NEW_COPY wanted = {
+      disks[0].sectors, DDF_LINUX_LIMITS,  theirs.header.guid, ddfControllerData(theirs)->guid, {}, {},
+      identity.guid,    identity.reference};
+  DDF_COPY ours;
+  ASSERT_EQ(ddfNewCopy(wanted, &ours), EFI_SUCCESS);
+  DDF_HEADER header;
+  ddfMakeHeader(ours, model->disks[0].used, DDF_CLOSED, theirs.header.sequence, theirs.header.time, &header);
+  EXPECT_EQ(std::memcmp(&header, &theirs.header, sizeof(header)), 0);
+  for (DDF_SECTION list : {DDF_PD_RECORDS, DDF_VD_RECORDS}) {
+    const auto *our = reinterpret_cast<const DDF_LIST_HEAD *>(ours.sections[list]);
+    const auto *their = reinterpret_cast<const DDF_LIST_HEAD *>(theirs.sections[list]);
+    EXPECT_EQ(UINT32{our->signature}, UINT32{their->signature});
+    EXPECT_EQ(UINT16{our->maximum}, UINT16{their->maximum});
+  }
+  size_t records = size_t{ours.header.sections[DDF_RECORDS].length} * DDF_SECTOR;
+  EXPECT_EQ(std::memcmp(ours.sections[DDF_RECORDS], theirs.sections[DDF_RECORDS], records), 0);
+  ddfFreeCopy(&ours);
+  ddfFree(model);
+}

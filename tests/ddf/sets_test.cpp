@@ -1,0 +1,210 @@
+// Sets that are made here: all levels with every choice of lost disks, and metadata that is valid by its checksums and
+// wrong in what it says.
+
+#include <bit>
+#include <cstring>
+
+#include "tests/ddf/fixture.h"
+
+// Which disks hold the copies of a strip, a digit each ("01 12 20"); or how many disks may be lost.
+struct LEVEL_CASE {
+  TEST_VOLUME volume;
+  const char *text;
+  UINT64 blocks;
+  const char *copies;
+  int spare;
+};
+
+constexpr LEVEL_CASE g_levels[] = {
+    {{0x00, 0, 0xFF, 1, 3, 7, 300}, "RAID 0 (0, 0, secondary 255), 768 blocks", 768, nullptr, 0},
+    {{0x01, 0, 0xFF, 1, 2, 0xFF, 300}, "RAID 1 (1, 0, secondary 255), 300 blocks", 300, "01", 0},
+    {{0x01, 1, 0xFF, 1, 3, 7, 300}, "RAID 1 (1, 1, secondary 255), 300 blocks", 300, "012", 0},
+    {{0x04, 1, 0xFF, 1, 3, 7, 256}, "RAID 4 (4, 1, secondary 255), 512 blocks", 512, nullptr, 1},
+    {{0x05, 2, 0xFF, 1, 4, 7, 256}, "RAID 5 (5, 2, secondary 255), 768 blocks", 768, nullptr, 1},
+    {{0x06, 3, 0xFF, 1, 5, 7, 256}, "RAID 6 (6, 3, secondary 255), 768 blocks", 768, nullptr, 2},
+    {{0x11, 0, 0xFF, 1, 3, 7, 256}, "RAID 10 (17, 0, secondary 255), 384 blocks", 384, "01 02 12", 0},
+    {{0x11, 0, 0xFF, 1, 4, 7, 256}, "RAID 10 (17, 0, secondary 255), 512 blocks", 512, "01 23", 0},
+    {{0x11, 0, 0xFF, 1, 6, 7, 300}, "RAID 10 (17, 0, secondary 255), 768 blocks", 768, "01 23 45", 0},
+    {{0x11, 1, 0xFF, 1, 4, 7, 256}, "RAID 10 (17, 1, secondary 255), 512 blocks", 512, "01 12 23 30", 0},
+    {{0x01, 0, 0, 2, 2, 7, 256}, "RAID 10 (1, 0, secondary 0), 512 blocks", 512, "01 23", 0},
+    {{0x01, 1, 3, 2, 3, 7, 256}, "RAID 10 (1, 1, secondary 3), 512 blocks", 512, "012 345", 0},
+    {{0x1F, 0, 0xFF, 1, 2, 7, 300}, "linear (31, 0, secondary 255), 600 blocks", 600, nullptr, 0},
+    // What Linux cannot map.
+    {{0x01, 1, 0xFF, 1, 2, 7, 256}, "RAID 1 (1, 1, secondary 255), not for Linux, 256 blocks", 256, "01", 0},
+    {{0x05, 1, 0xFF, 1, 3, 7, 256}, "RAID 5 (5, 1, secondary 255), not for Linux, 512 blocks", 512, nullptr, 1},
+    {{0x06, 0, 0xFF, 1, 4, 7, 256}, "RAID 6 (6, 0, secondary 255), not for Linux, 512 blocks", 512, nullptr, 2},
+    {{0x05, 3, 3, 2, 3, 7, 256}, "unknown level (5, 3, secondary 3), not for Linux", 1536, nullptr, 0},
+    {{0x15, 0, 0xFF, 1, 3, 7, 256}, "unknown level (21, 0, secondary 255), not for Linux", 768, nullptr, 0},
+};
+
+static bool allCopiesLost(const char *strip, unsigned lost) {
+  for (; *strip != ' ' && *strip != 0; ++strip) {
+    if ((lost >> (*strip - '0') & 1) == 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
+static bool isFailed(const LEVEL_CASE &row, unsigned lost) {
+  if (row.copies == nullptr) {
+    return std::popcount(lost) > row.spare;
+  }
+  for (const char *strip = row.copies; strip != nullptr; strip = std::strchr(strip, ' ')) {
+    strip += *strip == ' ' ? 1 : 0;
+    if (allCopiesLost(strip, lost)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+TEST_F(Ddf, LevelsLoseTheDisksThatTheyCanSpare) {
+  for (const LEVEL_CASE &row : g_levels) {
+    SCOPED_TRACE(row.text);
+    UINT32 members = row.volume.spans * row.volume.spanMembers;
+    DISKS all = makeDisks(row.volume, /* extraDisks= */ 1, DDF_SMALL_LIMITS);
+    EXPECT_NE(readText(all).find(row.text), std::string::npos) << readText(all);
+    for (unsigned lost = 0; lost < 1U << members; ++lost) {
+      DISKS disks;
+      for (UINT32 i = 0; i < all.size(); ++i) {
+        if ((lost >> i & 1) == 0) {
+          disks.push_back(all[i]);
+        }
+      }
+      DDF_MODEL *model = readModel(disks);
+      ASSERT_NE(model, nullptr);
+      EXPECT_EQ(modelFault(*model), "");
+      const DDF_VOLUME &volume = model->sets[0].volumes[0];
+      bool failed = lost == (1U << members) - 1 || isFailed(row, lost);
+      EXPECT_EQ(volume.state == DDF_VD_FAILED, failed) << "lost " << lost;
+      EXPECT_EQ(volume.state == DDF_VD_OPTIMAL, lost == 0) << "lost " << lost;
+      EXPECT_EQ(volume.blocks, volume.memberCount == 0 ? 0 : row.blocks);
+      EXPECT_TRUE(model->sets[0].sound);
+      ddfFree(model);
+    }
+  }
+}
+
+// --- What a set may say ---
+
+static DDF_RECORD *record(DDF_COPY &copy) {
+  return ddfRecordSlot(copy, 0);
+}
+
+static void dedicate(DDF_COPY &copy, size_t disk) {
+  ddfPdEntry(copy, 2)->type = DDF_PD_SPARE;
+  if (disk == 2) {
+    auto *spare = reinterpret_cast<DDF_SPARE_RECORD *>(ddfRecordSlot(copy, 16));
+    spare->signature = DDF_SPARE_SIGNATURE;
+    spare->type = DDF_SPARE_DEDICATED;
+    spare->entries = 0xFFFF; // the first one is an entry
+    reinterpret_cast<DDF_SPARE_ENTRY *>(spare + 1)->guid = ddfVdEntry(copy, 0)->guid;
+  }
+}
+
+struct SET_CASE {
+  const char *name;
+  void (*change)(DDF_COPY &copy, size_t disk); // of two disks of a mirror, 256 blocks from 0 on, and a spare
+  const char *text;                            // what the model then has
+};
+
+#define CHANGE(...)                                                                                                    \
+  [](DDF_COPY &copy, size_t disk) {                                                                                    \
+    (void)copy, (void)disk;                                                                                            \
+    __VA_ARGS__;                                                                                                       \
+  }
+
+static const SET_CASE g_cases[] = {
+    {"nothing changed", CHANGE(), "members 0@0, 1@0\n"},
+    // Members.
+    {"member behind its disk", CHANGE(ddfStarts(copy, record(copy))[1] = 4000), "members 0@0, 1@4000 outside\n"},
+    {"end beyond 64 bits", CHANGE(ddfStarts(copy, record(copy))[0] = ~0ULL), "outside, 1@0\n"},
+    {"one disk twice", CHANGE(ddfReferences(record(copy))[1] = ddfReferences(record(copy))[0]), "0@0, 0@0 repeated\n"},
+    {"unknown disk", CHANGE(ddfReferences(record(copy))[0] = 5), "members ?@0 unknown, 1@0\n"},
+    {"no disk", CHANGE(ddfReferences(record(copy))[0] = DDF_NO_REFERENCE), "members ?@0 unknown, 1@0\n"},
+    {"members in the metadata",
+     CHANGE(ddfPdEntry(copy, 0)->configuredSize = ~0ULL; ddfStarts(copy, record(copy))[0] = 4000), "0@4000 outside"},
+    {"rebuilding disk", CHANGE(ddfPdEntry(copy, 1)->state = DDF_PD_ONLINE | DDF_PD_REBUILDING), "1@0 rebuilding\n"},
+    {"offline disk", CHANGE(ddfPdEntry(copy, 1)->state = 0), "1@0 failed\n"},
+    // Records.
+    {"no member", CHANGE(record(copy)->elements = 0), "impossible counts"},
+    {"more members than room", CHANGE(record(copy)->elements = 65), "impossible counts"},
+    {"no span", CHANGE(record(copy)->secondaryCount = 0), "impossible counts"},
+    {"span beyond the last", CHANGE(record(copy)->secondaryCount = 2; record(copy)->secondaryElement = 2),
+     "impossible counts"},
+    {"members without end", CHANGE(record(copy)->secondaryCount = 200), "too many members"},
+    {"no blocks", CHANGE(record(copy)->memberBlocks = 0), "impossible size"},
+    {"blocks without end", CHANGE(record(copy)->memberBlocks = ~0ULL), "impossible size"},
+    {"strip of a terabyte", CHANGE(record(copy)->strip = 31), "impossible strip size"},
+    {"a plausible size", CHANGE(record(copy)->blocks = 200), " 200 blocks, 256 a member"},
+    {"a size too large", CHANGE(record(copy)->blocks = 257), " 256 blocks, 256 a member"},
+    {"the newer record counts", CHANGE(if (disk == 1) { record(copy)->sequence = 7, record(copy)->blocks = 9; }),
+     " 9 blocks"},
+    {"record without entry", CHANGE(ddfVdEntry(copy, 0)->guid.bytes[9] ^= 1), "not sound, orphans 2\n"},
+    {"entry without record", CHANGE(record(copy)->signature = DDF_FREE_RECORD), "no disk has its record"},
+    // Lists.
+    {"entries alike", CHANGE(*ddfVdEntry(copy, 9) = *ddfVdEntry(copy, 0)), "another entry has its identity"},
+    {"disk of another name", CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1), "stale of set 0, not in the list"},
+    {"free entry with old numbers", CHANGE(std::memset(&ddfPdEntry(copy, 2)->guid, 0xFF, 24)),
+     "disk 2: stale of set 0, not in the list"},
+    {"more entries than room", CHANGE(copy.sections[DDF_PD_RECORDS][10] = 0xFF), "more entries than room: physical"},
+    // Volumes and spares.
+    {"states of the entry",
+     CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_DEGRADED | DDF_VD_INCONSISTENT; ddfVdEntry(copy, 0)->init = 0x81),
+     "\"volume\" degraded (entry: degraded, inconsistent, quickly initialised, read only)"},
+    {"a name of any bytes", CHANGE(std::memcpy(ddfVdEntry(copy, 0)->name, "a b\x1b\x80 c     \0xyz", 16)),
+     "\"a b?? c\""},
+    {"another controller", CHANGE(ddfControllerData(copy)->guid.bytes[0] = 'X'), "newest disk 0, foreign\n"},
+    {"global spare", CHANGE(), "type global spare, global spare, used 0"},
+    {"spare without its record", CHANGE(ddfPdEntry(copy, 2)->type = DDF_PD_SPARE), "type spare, global spare"},
+    {"dedicated spare", dedicate, "type spare, spare for volumes 0, used 0"},
+    {"failed spare", CHANGE(ddfPdEntry(copy, 2)->state = DDF_PD_ONLINE | DDF_PD_FAILED), "type global spare, used 0"},
+    // Headers.
+    {"section without end", CHANGE(copy.header.sections[2].length = 0xFFFFFFFF), "section in an impossible place"},
+    {"section outside", CHANGE(copy.header.sections[4].offset = 0xFFFFFFFE), "section in an impossible place"},
+    {"section on the header", CHANGE(copy.header.sections[1].offset = 0), "section in an impossible place"},
+    {"no section", CHANGE(copy.header.sections[0].length = 0), "section in an impossible place"},
+    {"sections overlap", CHANGE(copy.header.sections[1].offset = 1), "sections that overlap"},
+    {"records without length", CHANGE(copy.header.recordLength = 0), "record length without room"},
+    {"more elements than room", CHANGE(copy.header.maxElements = 86), "record length without room"},
+    {"copies overlap", CHANGE(copy.header.secondaryLba = copy.header.primaryLba - 5), "copies of the metadata that"},
+    {"copy on the anchor", CHANGE(copy.header.secondaryLba = TEST_DISK_SECTORS - 1),
+     "secondary: header outside the disk"},
+    {"another order", CHANGE(copy.header.maxPartitions = 15), "not ordered"},
+};
+
+static bool hasText(DISKS &disks, const std::string &wanted) {
+  std::string text = readText(disks);
+  bool found = text.find(wanted) != std::string::npos;
+  EXPECT_TRUE(found) << text;
+  return found;
+}
+
+TEST_F(Ddf, WhatASetSaysIsJudged) {
+  for (const SET_CASE &row : g_cases) {
+    SCOPED_TRACE(row.name);
+    DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 1, DDF_SMALL_LIMITS);
+    changeDisks(disks, row.change);
+    EXPECT_TRUE(hasText(disks, row.text));
+    DDF_MODEL *model = readModel(disks);
+    EXPECT_EQ(modelFault(*model), "");
+    ddfFree(model);
+  }
+}
+
+// The space of volumes that overlap is not counted twice, and nothing of it looks free.
+TEST_F(Ddf, GapsLieBetweenVolumes) {
+  DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 0, DDF_SMALL_LIMITS);
+  changeDisks(disks, [](DDF_COPY &copy, size_t) {
+    constexpr UINT64 STARTS[] = {300, 100, 2000, 3900}; // the first two overlap, the last one ends behind the limit
+    for (UINT32 i = 0; i < 4; ++i) {
+      *ddfVdEntry(copy, i) = *ddfVdEntry(copy, 0);
+      ddfVdEntry(copy, i)->guid.bytes[10] = static_cast<UINT8>(i);
+      std::memcpy(ddfRecordSlot(copy, i), ddfRecordSlot(copy, 0), UINT32{copy.header.recordLength} * DDF_SECTOR);
+      ddfRecordSlot(copy, i)->guid = ddfVdEntry(copy, i)->guid;
+      ddfStarts(copy, ddfRecordSlot(copy, i))[0] = STARTS[i];
+    }
+  });
+  hasText(disks, "pd 0: disk 0, online, type member, used 908, free 3188: 0+100 556+1444 2256+1644\n");
+}
