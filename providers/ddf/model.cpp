@@ -39,7 +39,7 @@ static bool indexReferences(const DDF_SET &set, SET_INDEX *index) {
   for (UINT32 i = 0; i < set.pdCount; i++) {
     index->references[i] = {set.pds[i].entry->reference, i};
   }
-  sortItems(index->references, set.pdCount, [](const REFERENCE_KEY &a, const REFERENCE_KEY &b) {
+  sortArray(index->references, set.pdCount, [](const REFERENCE_KEY &a, const REFERENCE_KEY &b) {
     return a.reference != b.reference ? a.reference < b.reference : a.pd < b.pd;
   });
   return true;
@@ -47,7 +47,7 @@ static bool indexReferences(const DDF_SET &set, SET_INDEX *index) {
 
 UINT32 findReference(const DDF_SET &set, const SET_INDEX &index, UINT32 reference) {
   UINTN at =
-      firstNotBelow(index.references, set.pdCount, [&](const REFERENCE_KEY &key) { return key.reference < reference; });
+      countBefore(index.references, set.pdCount, [&](const REFERENCE_KEY &key) { return key.reference < reference; });
   bool found = at < set.pdCount && index.references[at].reference == reference && reference != DDF_NO_REFERENCE;
   return found ? index.references[at].pd : DDF_NONE;
 }
@@ -150,7 +150,7 @@ static UINT32 findRanges(const GOOD_DISK *good, UINTN count, SET_RANGE *ranges) 
     range.firstDisk = good[i].disk < range.firstDisk ? good[i].disk : range.firstDisk;
     range.count++;
   }
-  sortItems(ranges, sets, [](const SET_RANGE &a, const SET_RANGE &b) { return a.firstDisk < b.firstDisk; });
+  sortArray(ranges, sets, [](const SET_RANGE &a, const SET_RANGE &b) { return a.firstDisk < b.firstDisk; });
   return sets;
 }
 
@@ -192,7 +192,7 @@ static bool readSets(DDF_MODEL *model, const DDF_GUID *ours) {
         good[count++] = {i, disk.copy.header.sequence, &disk.copy.header.guid};
       }
     }
-    sortItems(good, count, isBefore);
+    sortArray(good, count, isBefore);
     UINT32 sets = findRanges(good, count, ranges);
     done = sets == 0 || readRanges(model, good, ranges, sets, ours);
   }

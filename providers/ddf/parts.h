@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/pool.h"
+#include "base/sort.h"
 #include "providers/ddf/ddf.h"
 
 // --- bytes.cpp ---
@@ -12,47 +13,6 @@ int compareGuids(const DDF_GUID &a, const DDF_GUID &b);
 // Whether size bytes from one place on lie below limit.
 inline bool fits(UINT64 from, UINT64 size, UINT64 limit) {
   return from <= limit && size <= limit - from;
-}
-
-// Sorts in place in n log n, whatever the order; less is a strict order.
-template <class T, class LESS> void sortItems(T *items, UINTN count, LESS less) {
-  auto sink = [&](UINTN root, UINTN end) {
-    for (UINTN child = 2 * root + 1; child < end; child = 2 * root + 1) {
-      if (child + 1 < end && less(items[child], items[child + 1])) {
-        child++;
-      }
-      if (!less(items[root], items[child])) {
-        return;
-      }
-      T item = items[root];
-      items[root] = items[child];
-      items[child] = item;
-      root = child;
-    }
-  };
-  for (UINTN root = count / 2; root-- > 0;) {
-    sink(root, count);
-  }
-  for (UINTN end = count; end-- > 1;) {
-    T item = items[0];
-    items[0] = items[end];
-    items[end] = item;
-    sink(0, end);
-  }
-}
-
-// The first item that is not below, by a predicate that holds for a front part of the sorted items; count when all are.
-template <class T, class BELOW> UINTN firstNotBelow(const T *items, UINTN count, BELOW below) {
-  UINTN low = 0;
-  while (low < count) {
-    UINTN middle = low + (count - low) / 2;
-    if (below(items[middle])) {
-      low = middle + 1;
-    } else {
-      count = middle;
-    }
-  }
-  return low;
 }
 
 // --- copy.cpp ---

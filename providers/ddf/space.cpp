@@ -23,7 +23,7 @@ static UINTN collectPieces(const DDF_SET &set, USED_PIECE *pieces) {
       pieces[count++] = {member.pd, member.start, fits(member.start, blocks, limit) ? member.start + blocks : limit};
     }
   }
-  sortItems(pieces, count,
+  sortArray(pieces, count,
             [](const USED_PIECE &a, const USED_PIECE &b) { return a.pd != b.pd ? a.pd < b.pd : a.start < b.start; });
   return count;
 }

@@ -48,7 +48,7 @@ static bool collectVolumes(const DDF_COPY &copy, DDF_SET *set, SET_INDEX *index)
       number++;
     }
   }
-  sortItems(index->volumes, number, [](const VOLUME_KEY &a, const VOLUME_KEY &b) {
+  sortArray(index->volumes, number, [](const VOLUME_KEY &a, const VOLUME_KEY &b) {
     int order = compareGuids(*a.guid, *b.guid);
     return order != 0 ? order < 0 : a.volume < b.volume;
   });
@@ -56,8 +56,8 @@ static bool collectVolumes(const DDF_COPY &copy, DDF_SET *set, SET_INDEX *index)
 }
 
 UINT32 findVolume(const DDF_SET &set, const SET_INDEX &index, const DDF_GUID &guid) {
-  UINTN at = firstNotBelow(index.volumes, set.volumeCount,
-                           [&](const VOLUME_KEY &key) { return compareGuids(*key.guid, guid) < 0; });
+  UINTN at = countBefore(index.volumes, set.volumeCount,
+                         [&](const VOLUME_KEY &key) { return compareGuids(*key.guid, guid) < 0; });
   bool found = at < set.volumeCount && ddfSameGuid(*index.volumes[at].guid, guid);
   return found ? index.volumes[at].volume : DDF_NONE;
 }
@@ -99,7 +99,7 @@ static UINTN collectRecords(const DDF_MODEL &model, const DDF_SET &set, RECORD_K
       }
     }
   }
-  sortItems(keys, count, isBefore);
+  sortArray(keys, count, isBefore);
   return count;
 }
 
@@ -205,7 +205,7 @@ static bool readVolume(const DDF_SET &set, const SET_INDEX &index, const RECORD_
                        DDF_VOLUME *volume) {
   readName(*volume->entry, volume->name);
   volume->state = DDF_VD_FAILED;
-  UINTN from = firstNotBelow(
+  UINTN from = countBefore(
       keys, count, [&](const RECORD_KEY &key) { return compareGuids(key.record->guid, volume->entry->guid) < 0; });
   UINTN end = from;
   while (end < count && ddfSameGuid(keys[end].record->guid, volume->entry->guid)) {

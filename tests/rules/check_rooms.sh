@@ -45,8 +45,9 @@ done
 driver=$below
 
 check providers/unload_guard free # what two providers share
+check providers/ddf free          # a format, no image of its own
 providers=""
-for room in xml_service debug_log sim_controller ddf; do
+for room in xml_service debug_log sim_controller; do
   check "providers/$room" free providers/unload_guard # never another's insides
   providers="$providers providers/$room"
 done
