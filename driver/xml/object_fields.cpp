@@ -3,10 +3,11 @@
 // The pieces of a row that one member gives: element name, place. FIELD_AS is for an element with another name.
 #define FIELD(record, member) #member, PLACE(record, member)
 #define FIELD_AS(element, record, member) element, PLACE(record, member)
-#define PLACE(record, member)                                                                                          \
-  FIELD_PLACE {                                                                                                        \
-    offsetof(record, member), sizeof(record::member)                                                                   \
-  }
+#define PLACE(record, member) placeOf(offsetof(record, member), sizeof(record::member))
+
+static constexpr FIELD_PLACE placeOf(UINTN offset, UINTN width) {
+  return {static_cast<UINT16>(offset), static_cast<UINT16>(width)};
+}
 
 // Row builders, so that a table shows only what matters for each element.
 
