@@ -9,7 +9,8 @@
 #include "driver/binding/instances.h"
 #include "driver/controller/controller.h"
 #include "fuzz/support.h"
-#include "providers/sim_controller/sim_parts.h"
+#include "providers/sim_controller/faults.h"
+#include "providers/sim_controller/records.h"
 
 static const std::string RESTORE_STOPPING = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError></RunMode>";
 
@@ -96,20 +97,21 @@ static void changeRecord(FuzzInput &input, UINT32 objectType, UINT8 *record) {
 // Other lengths of lists, and other rates.
 static void changeState(FuzzInput &input, SIM_CONTROLLER *sim) {
   SIM_ADAPTER &adapter = sim->adapter;
-  adapter.supportedRaidLevels ^= static_cast<UINT32>(input.number(4));
+  adapter.record.SupportedRAIDLevels ^= static_cast<UINT32>(input.number(4));
   // Without descriptors there may be levels all the same.
-  adapter.levelCount = input.byte() % 2 == 0 ? static_cast<UINT32>(__builtin_popcount(adapter.supportedRaidLevels)) : 0;
-  adapter.rates[0].value ^= input.byte();
+  adapter.levelCount =
+      input.byte() % 2 == 0 ? static_cast<UINT32>(__builtin_popcount(adapter.record.SupportedRAIDLevels)) : 0;
+  adapter.record.Rates[0].EditableValue ^= static_cast<UINT8>(input.byte() << RAID_RATE_VALUE_SHIFT);
   for (UINT32 i = 0; i < sim->disks.count; ++i) {
-    sim->disks.items[i].vdCount ^= input.byte() % SIM_DISK_VDS;
+    sim->disks.items[i].record.VDCount ^= static_cast<UINT8>(input.byte() % SIM_DISK_VDS);
   }
   for (UINT32 i = 0; i < sim->virtualDisks.count; ++i) {
-    sim->virtualDisks.items[i].pdCount ^= input.byte();
+    sim->virtualDisks.items[i].record.PDCount ^= input.byte();
   }
 }
 
 // None, or cut, stretched by less than a record, or empty.
-static void changeSize(FuzzInput &input, SIM_ANSWER *answer) {
+static void changeSize(FuzzInput &input, RAID_ANSWER *answer) {
   static const SIM_FAULT_KIND kinds[] = {SIM_FAULT_NO_DATA, SIM_FAULT_NULL_DATA, SIM_FAULT_SIZE, SIM_FAULT_EXTRA};
   uint8_t choice = input.byte();
   if (choice == 5) {
@@ -122,11 +124,11 @@ static void changeSize(FuzzInput &input, SIM_ANSWER *answer) {
   }
 }
 
-static SIM_ANSWER makeRecords(FuzzInput &input, SIM_CONTROLLER *sim, UINT32 objectType) {
-  SIM_ANSWER answer = {};
+static RAID_ANSWER makeRecords(FuzzInput &input, SIM_CONTROLLER *sim, UINT32 objectType) {
+  RAID_ANSWER answer = {};
   changeState(input, sim);
   // The first object several times, or all once.
-  std::vector<UINT32> ids(input.byte() % 40, objectType == RAID_OBJECT_ADAPTER ? sim->adapter.objectId : 1001);
+  std::vector<UINT32> ids(input.byte() % 40, objectType == RAID_OBJECT_ADAPTER ? sim->adapter.record.ObjectID : 1001);
   simAnswerRecords(sim, objectType, ids.data(), static_cast<UINT32>(ids.size()), &answer);
   for (UINT32 i = 0; i < answer.recordCount; ++i) {
     changeRecord(input, objectType, answer.records + i * RAID_RECORD_SIZE);
@@ -137,8 +139,8 @@ static SIM_ANSWER makeRecords(FuzzInput &input, SIM_CONTROLLER *sim, UINT32 obje
   return answer;
 }
 
-static SIM_ANSWER makeKeyId(FuzzInput &input) {
-  SIM_ANSWER answer = {};
+static RAID_ANSWER makeKeyId(FuzzInput &input) {
+  RAID_ANSWER answer = {};
   answer.isText = true;
   answer.dataSize = static_cast<UINT32>(input.number(2));
   if (answer.dataSize % 8 != 7) {
@@ -177,7 +179,7 @@ static void judgeCommand(const RAID_CMD_BLOCK *block, const RAID_CMD_RESULT *res
 static EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
   judgeCommand(block, result);
   SIM_CONTROLLER *sim = simFromProtocol(mgmt);
-  sim->justReturned.count = 0; // memory may come again
+  sim->books.justReturned.count = 0; // memory may come again
   FuzzInput none(nullptr, 0);
   FuzzInput &input = g_input == nullptr ? none : *g_input;
   EFI_STATUS status = makeStatus(input);
@@ -188,7 +190,7 @@ static EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block
     result->DataSize = 0xFFFFFFFF;
     return status;
   }
-  SIM_ANSWER answer = {};
+  RAID_ANSWER answer = {};
   if (block->Command == RAID_COMMAND_GET_KEY_ID) {
     answer = makeKeyId(input);
   } else if (block->Command == RAID_COMMAND_GET || input.byte() % 4 == 3) {
@@ -197,7 +199,7 @@ static EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block
   result->Data = answer.data;
   result->DataSize = answer.dataSize;
   if (answer.data != nullptr) {
-    *simAppend(sim->answers) = answer;
+    *arrayAppend(sim->books.out) = answer;
     sim->books.handedOut += 1;
   }
   return status;
@@ -226,9 +228,9 @@ static void askName(World &world) {
   CHAR16 *name = nullptr;
   EFI_STATUS status = g_componentName2.GetControllerName(&g_componentName2, world.controller, nullptr, "en", &name);
   mustHold(status == EFI_SUCCESS || status == EFI_UNSUPPORTED, "status of the name query");
-  mustHold(world.sim->answers.count <= (EFI_ERROR(status) ? 0U : 1U), "answers of the name query");
-  if (world.sim->answers.count != 0) {
-    world.sim->protocol.FreeRecords(&world.sim->protocol, world.sim->answers.items[0].data, 1);
+  mustHold(world.sim->books.out.count <= (EFI_ERROR(status) ? 0U : 1U), "answers of the name query");
+  if (world.sim->books.out.count != 0) {
+    world.sim->protocol.FreeRecords(&world.sim->protocol, world.sim->books.out.items[0].data, 1);
   }
 }
 

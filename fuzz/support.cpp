@@ -60,12 +60,12 @@ static EFI_STATUS EFIAPI executeGuarded(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK
 static void shapeSim(SIM_CONTROLLER *sim) {
   constexpr UINT32 LEVELS = /* RAID 1 */ 0x04 | /* RAID 5 */ 0x40;
   SIM_ADAPTER &adapter = sim->adapter;
-  std::remove_if(adapter.levels, adapter.levels + adapter.levelCount,
+  std::remove_if(adapter.RAIDLevelParams, adapter.RAIDLevelParams + adapter.levelCount,
                  [](const RAID_LEVEL_PARAMS &level) { return (level.RAIDLevel & LEVELS) == 0; });
   adapter.levelCount = 2;
-  adapter.supportedRaidLevels = LEVELS;
-  sim->disks.items[6].hotspare = 0;
-  sim->disks.items[7].hotspare = 0;
+  adapter.record.SupportedRAIDLevels = LEVELS;
+  sim->disks.items[6].record.Hotspare = 0;
+  sim->disks.items[7].record.Hotspare = 0;
   sim->key = {true, "fuzz", {'s', 'e', 'c', 'r', 'e', 't'}, RAID_KEY_MODE_LKM};
 }
 
@@ -105,9 +105,9 @@ void runJudged(void (*body)(FuzzInput input), FuzzInput input) {
   const COMPLAINTS &complaints = g_firmware->complaints;
   mustHold(complaints.empty(), complaints.empty() ? "" : complaints.front());
   mustHold(world.firmware.pool().liveAllocations == allocations && held() == bytes, "memory left or lost");
-  const SIM_BOOKS &books = world.sim->books;
+  const RAID_BOOKS &books = world.sim->books;
   mustHold(books.mistakeCount == 0, books.mistakeCount == 0 ? "" : books.mistakes[0].reason);
-  mustHold(simBooksBalanced(world.sim), "answers of the controller did not come back");
+  mustHold(booksBalanced(&world.sim->books), "answers of the controller did not come back");
   const CHAR8 *fault = simStateFault(world.sim);
   mustHold(fault == nullptr, std::string("controller state: ") + (fault == nullptr ? "" : fault));
 }

@@ -1,77 +1,57 @@
-// Change: adapter settings, hot spares, virtual disk settings.
-#include "providers/sim_controller/sim_parts.h"
+#include "providers/sim_controller/change.h"
 
 #include "base/text.h"
-
-#define MODE(recordMember, stateMember, values, freeBits)                                                              \
-  { offsetof(RAID_ADAPTER_RECORD, recordMember), offsetof(SIM_ADAPTER, stateMember), values, freeBits }
-
-// clang-format off
-const SIM_MODE_ROW g_simModes[SIM_MODE_COUNT] = {
-    MODE(UncertifiedMode, uncertifiedMode, 0x007, 0),
-    MODE(LoadBalanceMode, loadBalanceMode, 0x003, 0),
-    MODE(LearnMode, learnMode, 0x007, 0),
-    MODE(CheckConsistencyMode, checkConsistencyMode, 0x003, 0),
-    MODE(PatrolReadMode, patrolReadMode, 0x111, RAID_PATROL_CORRECT_AREAS),
-    MODE(CopyBackMode, copyBackMode, 0x00F, 0),
-};
-// clang-format on
-
-bool simModeIsNamed(const SIM_MODE_ROW &row, UINT8 value) {
-  UINT32 bare = value & ~(RAID_MODE_PRESENT | row.freeBits) & 0xFFU;
-  return (value & RAID_MODE_PRESENT) == 0 || (bare < 16 && (row.values >> bare & 1) != 0);
-}
-
-UINT8 *simModeByte(SIM_ADAPTER *adapter, SIM_MODE mode) {
-  return reinterpret_cast<UINT8 *>(adapter) + g_simModes[mode].stateOffset;
-}
+#include "providers/levels/levels.h"
+#include "providers/sim_controller/modes.h"
+#include "providers/sim_controller/objects.h"
 
 static void changeRates(SIM_ADAPTER *adapter, const RAID_ADAPTER_RECORD *record) {
   for (UINT32 i = 0; i < RAID_RATE_COUNT; i++) {
     const CHAR16 *name = record->Rates[i].Name;
-    for (SIM_RATE &rate : adapter->rates) {
-      if (name != nullptr && rate.name[0] != 0 && rate.editable && textEqual(name, rate.name)) {
-        rate.value = record->Rates[i].EditableValue >> 1;
+    for (UINT32 j = 0; name != nullptr && name[0] != 0 && j < RAID_RATE_COUNT; j++) {
+      UINT8 *value = &adapter->record.Rates[j].EditableValue;
+      if ((*value & RAID_RATE_EDITABLE) != 0 && textEqual(name, adapter->Rates[j].Name)) {
+        *value = static_cast<UINT8>(record->Rates[i].EditableValue | RAID_RATE_EDITABLE);
       }
     }
   }
 }
 
-EFI_STATUS simChangeAdapter(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SIM_ANSWER *) {
-  const UINT8 *record = static_cast<const UINT8 *>(block->ObjectData);
-  for (const SIM_MODE_ROW &row : g_simModes) {
-    if (!simModeIsNamed(row, record[row.recordOffset])) {
+EFI_STATUS simChangeAdapter(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
+  const RAID_ADAPTER_RECORD *wanted = static_cast<const RAID_ADAPTER_RECORD *>(block->ObjectData);
+  for (UINT32 mode = 0; mode < SIM_MODE_COUNT; mode++) {
+    if (!simModeIsNamed(g_simModes[mode], simModeValue(wanted, mode))) {
       return EFI_INVALID_PARAMETER;
     }
   }
   for (UINT32 mode = 0; mode < SIM_MODE_COUNT; mode++) {
-    UINT8 wanted = record[g_simModes[mode].recordOffset];
-    UINT8 *current = simModeByte(&sim->adapter, static_cast<SIM_MODE>(mode));
-    if ((wanted & *current & RAID_MODE_PRESENT) != 0) {
-      *current = wanted;
+    UINT8 value = simModeValue(wanted, mode);
+    UINT8 *current = simModeByte(&sim->adapter.record, mode);
+    if ((value & *current & RAID_MODE_PRESENT) != 0) {
+      *current = value;
     }
   }
-  changeRates(&sim->adapter, static_cast<const RAID_ADAPTER_RECORD *>(block->ObjectData));
+  changeRates(&sim->adapter, wanted);
   return EFI_SUCCESS;
 }
 
 // Whether a disk may become a hot spare of this kind; the list is read only when it is a dedicated one.
 static EFI_STATUS checkSpare(SIM_CONTROLLER *sim, const SIM_DISK *disk, const RAID_PD_RECORD *record) {
-  if (record->Hotspare == 0) {
+  if (record->Hotspare == RAID_HOTSPARE_NONE) {
     return EFI_SUCCESS;
   }
-  if (disk->state == SIM_STATE_FAILED || disk->state == SIM_STATE_OFFLINE) {
+  if (disk->record.State == RAID_STATE_FAILED || disk->record.State == RAID_STATE_OFFLINE) {
     return EFI_NOT_READY;
   }
-  if (disk->state != SIM_STATE_READY) {
+  if (disk->record.State != RAID_STATE_READY) {
     return EFI_ACCESS_DENIED;
   }
-  for (UINT32 i = 0; record->Hotspare == 1 && i < record->VDCount; i++) {
+  for (UINT32 i = 0; record->Hotspare == RAID_HOTSPARE_DEDICATED && i < record->VDCount; i++) {
     const SIM_VIRTUAL_DISK *volume = simFindVirtualDisk(sim, record->VDs[i]);
     if (volume == nullptr) {
       return EFI_NOT_FOUND;
     }
-    if (volume->memberSize > disk->size) {
+    if (volume->memberSize > disk->record.Size) {
       return EFI_VOLUME_FULL;
     }
   }
@@ -79,24 +59,24 @@ static EFI_STATUS checkSpare(SIM_CONTROLLER *sim, const SIM_DISK *disk, const RA
 }
 
 static void setSpare(SIM_DISK *disk, const RAID_PD_RECORD *record) {
-  bool isMember = disk->hotspare == 0 && disk->vdCount != 0;
+  bool isMember = disk->record.Hotspare == 0 && disk->record.VDCount != 0;
   if (isMember) {
     return;
   }
-  disk->hotspare = record->Hotspare;
-  disk->vdCount = 0;
-  for (UINT32 i = 0; record->Hotspare == 1 && i < record->VDCount; i++) {
+  disk->record.Hotspare = record->Hotspare;
+  disk->record.VDCount = 0;
+  for (UINT32 i = 0; record->Hotspare == RAID_HOTSPARE_DEDICATED && i < record->VDCount; i++) {
     if (!simDiskLists(disk, record->VDs[i])) {
-      disk->vds[disk->vdCount++] = record->VDs[i];
+      disk->VDs[disk->record.VDCount++] = record->VDs[i];
     }
   }
 }
 
-EFI_STATUS simChangeDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SIM_ANSWER *) {
+EFI_STATUS simChangeDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
   const RAID_PD_RECORD *record = static_cast<const RAID_PD_RECORD *>(block->ObjectData);
-  bool toNothing = record->Hotspare == 1 && (record->VDCount == 0 || record->VDs == nullptr);
-  bool tooMany = record->Hotspare == 1 && record->VDCount > SIM_DISK_VDS;
-  if (record->Hotspare > 2 || toNothing || tooMany) {
+  bool toNothing = record->Hotspare == RAID_HOTSPARE_DEDICATED && (record->VDCount == 0 || record->VDs == nullptr);
+  bool tooMany = record->Hotspare == RAID_HOTSPARE_DEDICATED && record->VDCount > SIM_DISK_VDS;
+  if (record->Hotspare > RAID_HOTSPARE_GLOBAL || toNothing || tooMany) {
     return EFI_INVALID_PARAMETER;
   }
   for (UINT32 i = 0; i < block->ObjectIdCount; i++) {
@@ -113,11 +93,11 @@ EFI_STATUS simChangeDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SIM_
 
 static bool volumeChangeIsValid(const SIM_VIRTUAL_DISK *volume, const RAID_VD_RECORD *record) {
   bool nameFits = record->Name == nullptr || textLength(record->Name) < SIM_TEXT_UNITS;
-  return nameFits && (record->CurrentCachePolicy & ~volume->levelDesc.AvailableCachePolicy) == 0 &&
-         simIsDiskCachePolicy(record->DiskCachePolicy) && simIsAccessPolicy(record->AccessPolicy);
+  return nameFits && (record->CurrentCachePolicy & ~volume->record.RAIDLevelDesc.AvailableCachePolicy) == 0 &&
+         levelIsDiskCachePolicy(record->DiskCachePolicy) && levelIsAccessPolicy(record->AccessPolicy);
 }
 
-EFI_STATUS simChangeVolumes(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SIM_ANSWER *) {
+EFI_STATUS simChangeVolumes(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
   const RAID_VD_RECORD *record = static_cast<const RAID_VD_RECORD *>(block->ObjectData);
   for (UINT32 i = 0; i < block->ObjectIdCount; i++) {
     if (!volumeChangeIsValid(simFindVirtualDisk(sim, block->ObjectIds[i]), record)) {
@@ -127,12 +107,13 @@ EFI_STATUS simChangeVolumes(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SI
   for (UINT32 i = 0; i < block->ObjectIdCount; i++) {
     SIM_VIRTUAL_DISK *volume = simFindVirtualDisk(sim, block->ObjectIds[i]);
     if (record->Name != nullptr) {
-      simSetText(volume->name, record->Name);
+      simSetText(volume->Name, record->Name);
     }
-    volume->currentCachePolicy =
-        record->CurrentCachePolicy == 0 ? volume->currentCachePolicy : record->CurrentCachePolicy;
-    volume->diskCachePolicy = record->DiskCachePolicy == 0 ? volume->diskCachePolicy : record->DiskCachePolicy;
-    volume->accessPolicy = record->AccessPolicy == 0 ? volume->accessPolicy : record->AccessPolicy;
+    volume->record.CurrentCachePolicy =
+        record->CurrentCachePolicy == 0 ? volume->record.CurrentCachePolicy : record->CurrentCachePolicy;
+    volume->record.DiskCachePolicy =
+        record->DiskCachePolicy == 0 ? volume->record.DiskCachePolicy : record->DiskCachePolicy;
+    volume->record.AccessPolicy = record->AccessPolicy == 0 ? volume->record.AccessPolicy : record->AccessPolicy;
   }
   return EFI_SUCCESS;
 }

@@ -1,5 +1,12 @@
-// Which commands there are for which objects, and the checks that all of them share.
-#include "providers/sim_controller/sim_parts.h"
+// The table of commands, and the checks that all of them share.
+#include "providers/sim_controller/commands.h"
+
+#include "providers/sim_controller/change.h"
+#include "providers/sim_controller/foreign.h"
+#include "providers/sim_controller/key.h"
+#include "providers/sim_controller/objects.h"
+#include "providers/sim_controller/records.h"
+#include "providers/sim_controller/volumes.h"
 
 enum IDS_RULE : UINT8 { IDS_OPTIONAL, IDS_REQUIRED, IDS_MEMBERS };
 enum DATA_RULE : UINT8 { DATA_IGNORED, DATA_RECORD, DATA_KEY };
@@ -9,38 +16,67 @@ struct COMMAND_ROW {
   UINT32 objectType;
   IDS_RULE ids;
   DATA_RULE data;
-  EFI_STATUS (*run)(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SIM_ANSWER *answer);
+  EFI_STATUS (*run)(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer);
 };
 
-static EFI_STATUS runGet(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SIM_ANSWER *answer) {
+static EFI_STATUS runGet(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
   return simAnswerRecords(sim, block->ObjectType, block->ObjectIds, block->ObjectIdCount, answer);
 }
 
-static EFI_STATUS runGetKeyId(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, SIM_ANSWER *answer) {
+static EFI_STATUS runGetKeyId(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *answer) {
   return simAnswerKeyId(sim, answer);
 }
 
-static EFI_STATUS runDeleteAdapter(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, SIM_ANSWER *) {
+static EFI_STATUS runDeleteAdapter(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
   simResetConfiguration(sim);
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS runDeleteVolumes(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SIM_ANSWER *) {
+static EFI_STATUS runDeleteVolumes(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
   for (UINT32 i = 0; i < block->ObjectIdCount; i++) {
     simDeleteVolume(sim, block->ObjectIds[i]);
   }
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS runClear(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, SIM_ANSWER *) {
+static EFI_STATUS runClear(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
   return simClearForeign(sim);
 }
 
-static EFI_STATUS runImport(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, SIM_ANSWER *) {
+static EFI_STATUS runImport(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
   return simImportForeign(sim);
 }
 
-static EFI_STATUS runNothing(SIM_CONTROLLER *, const RAID_CMD_BLOCK *, SIM_ANSWER *) {
+static EFI_STATUS runCreate(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return simCreateVolume(sim, static_cast<const RAID_VD_RECORD *>(block->ObjectData), block->ObjectIds,
+                         block->ObjectIdCount, nullptr);
+}
+
+static EFI_STATUS runChangeAdapter(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return simChangeAdapter(sim, block);
+}
+
+static EFI_STATUS runChangeDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return simChangeDisks(sim, block);
+}
+
+static EFI_STATUS runChangeVolumes(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return simChangeVolumes(sim, block);
+}
+
+static EFI_STATUS runLock(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return simLock(sim, block);
+}
+
+static EFI_STATUS runRekey(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return simRekey(sim, block);
+}
+
+static EFI_STATUS runSecureErase(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
+  return simSecureErase(sim);
+}
+
+static EFI_STATUS runNothing(SIM_CONTROLLER *, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
   return EFI_SUCCESS;
 }
 
@@ -49,17 +85,17 @@ static constexpr COMMAND_ROW g_commandRows[] = {
     {RAID_COMMAND_GET, RAID_OBJECT_ENCLOSURE, IDS_OPTIONAL, DATA_IGNORED, runGet},
     {RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, IDS_OPTIONAL, DATA_IGNORED, runGet},
     {RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, IDS_OPTIONAL, DATA_IGNORED, runGet},
-    {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, IDS_MEMBERS, DATA_RECORD, simCreateCommand},
+    {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, IDS_MEMBERS, DATA_RECORD, runCreate},
     {RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runDeleteAdapter},
     {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_IGNORED, runDeleteVolumes},
-    {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_RECORD, simChangeAdapter},
-    {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, IDS_REQUIRED, DATA_RECORD, simChangeDisks},
-    {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_RECORD, simChangeVolumes},
+    {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_RECORD, runChangeAdapter},
+    {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, IDS_REQUIRED, DATA_RECORD, runChangeDisks},
+    {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_RECORD, runChangeVolumes},
     {RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runClear},
     {RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runImport},
-    {RAID_COMMAND_LOCK, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_KEY, simLock},
-    {RAID_COMMAND_REKEY, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_KEY, simRekey},
-    {RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, simSecureErase},
+    {RAID_COMMAND_LOCK, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_KEY, runLock},
+    {RAID_COMMAND_REKEY, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_KEY, runRekey},
+    {RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runSecureErase},
     {RAID_COMMAND_GET_KEY_ID, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runGetKeyId},
     {RAID_COMMAND_CHECK, SIM_ANY, IDS_REQUIRED, DATA_IGNORED, runNothing},
     {RAID_COMMAND_IDENTIFY, SIM_ANY, IDS_REQUIRED, DATA_IGNORED, runNothing},
@@ -113,7 +149,7 @@ static EFI_STATUS checkData(const RAID_CMD_BLOCK *block, DATA_RULE rule) {
   return rule == DATA_RECORD && objectType != block->ObjectType ? EFI_INVALID_PARAMETER : EFI_SUCCESS;
 }
 
-EFI_STATUS simRunCommand(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SIM_ANSWER *answer) {
+EFI_STATUS simRunCommand(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
   if (block->Revision > 3) {
     return EFI_INVALID_PARAMETER;
   }

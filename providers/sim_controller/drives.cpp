@@ -1,15 +1,11 @@
-// Drives as they come out of the box, and the places that they go to.
-#include "providers/sim_controller/sim_parts.h"
+#include "providers/sim_controller/drives.h"
 
 #include "base/text.h"
+#include "providers/sim_controller/objects.h"
 
-#define PROTOCOL_SATA 0x10U
-#define PROTOCOL_SAS 0x20U
 #define PD_ATTRIBUTE_SSD_FDE (RAID_PD_ATTRIBUTE_SSD | RAID_PD_ATTRIBUTE_FDE)
-#define PD_ATTRIBUTE_SMART 0x01U
-#define PD_ATTRIBUTE_EEDP 0x10U
-#define SPEEDS_SAS 0x6U
-#define SPEEDS_SATA 0x7U
+#define SPEEDS_SAS (RAID_SPEED_3_GBS | RAID_SPEED_6_GBS)
+#define SPEEDS_SATA (RAID_SPEED_1_5_GBS | RAID_SPEED_3_GBS | RAID_SPEED_6_GBS)
 #define WWN_PREFIX 0x5EED000000000000ULL
 
 // Texts as drives report them; one model name is right-aligned, as some are.
@@ -24,11 +20,11 @@ struct DRIVE_MODEL {
 };
 
 static constexpr DRIVE_MODEL g_models[] = {
-    {PROTOCOL_SAS, 0, "HARRIER", "HS10K Enterprise", "A04", "HS", SPEEDS_SAS},
-    {PROTOCOL_SAS, RAID_PD_ATTRIBUTE_FDE, "HARRIER", "HS10K SED", "A06", "HE", SPEEDS_SAS},
-    {PROTOCOL_SAS, RAID_PD_ATTRIBUTE_SSD, "GLIMMER", "GS-E12", "0021", "GE", SPEEDS_SAS},
-    {PROTOCOL_SATA, 0, "KESTREL", "  KT7200 Archive", "K1", "KT", SPEEDS_SATA},
-    {PROTOCOL_SATA, RAID_PD_ATTRIBUTE_SSD, "GLIMMER", "GS-T480", "0113", "GT", SPEEDS_SATA},
+    {RAID_PROTOCOL_SAS, 0, "HARRIER", "HS10K Enterprise", "A04", "HS", SPEEDS_SAS},
+    {RAID_PROTOCOL_SAS, RAID_PD_ATTRIBUTE_FDE, "HARRIER", "HS10K SED", "A06", "HE", SPEEDS_SAS},
+    {RAID_PROTOCOL_SAS, RAID_PD_ATTRIBUTE_SSD, "GLIMMER", "GS-E12", "0021", "GE", SPEEDS_SAS},
+    {RAID_PROTOCOL_SATA, 0, "KESTREL", "  KT7200 Archive", "K1", "KT", SPEEDS_SATA},
+    {RAID_PROTOCOL_SATA, RAID_PD_ATTRIBUTE_SSD, "GLIMMER", "GS-T480", "0113", "GT", SPEEDS_SATA},
 };
 
 // Any other combination of protocol and kind.
@@ -43,30 +39,26 @@ static const DRIVE_MODEL *findModel(const SIM_DRIVE &drive) {
   return &g_plainModel;
 }
 
-static void copyField(CHAR8 *field, UINT32 size, const CHAR8 *text) {
-  UINTN length = textLength(text);
-  length = length < size ? length : size - 1;
-  copyBytes(field, text, length);
-  field[length] = 0;
-}
-
 static void fillDrive(SIM_DISK *disk, const SIM_DRIVE &drive) {
   const DRIVE_MODEL *model = findModel(drive);
-  disk->objVersion = 1;
-  disk->size = drive.size;
-  disk->protocol = drive.protocol;
-  disk->attributes = drive.attributes;
-  disk->state = SIM_STATE_READY;
-  disk->capableSpeeds = model->speeds;
-  disk->wwn = WWN_PREFIX | static_cast<UINT64>(disk->objectId) << 8;
-  copyField(disk->manufactureName, sizeof(disk->manufactureName), model->manufactureName);
-  copyField(disk->modelName, sizeof(disk->modelName), model->modelName);
-  copyField(disk->revision, sizeof(disk->revision), model->revision);
-  copyField(disk->serialNumber, sizeof(disk->serialNumber), model->serialPrefix);
-  formatHex(disk->serialNumber + textLength(model->serialPrefix), disk->wwn >> 8, 8);
-  disk->manufactureYear = 2012;
-  disk->manufactureWeek = static_cast<UINT16>(1 + disk->objectId % 52);
-  disk->manufactureDay = static_cast<UINT16>(1 + disk->objectId % 7);
+  disk->record.ObjVersion = 1;
+  disk->record.Size = drive.size;
+  disk->record.Protocol = drive.protocol;
+  disk->record.Attributes = drive.attributes;
+  disk->record.State = RAID_STATE_READY;
+  disk->record.CapableSpeeds = model->speeds;
+  disk->record.WWN = WWN_PREFIX | static_cast<UINT64>(disk->record.ObjectID) << 8;
+  simSetFixed(disk->record.ManufactureName, sizeof(disk->record.ManufactureName), model->manufactureName);
+  simSetFixed(disk->record.ModelName, sizeof(disk->record.ModelName), model->modelName);
+  simSetFixed(disk->record.Revision, sizeof(disk->record.Revision), model->revision);
+  CHAR8 serialNumber[sizeof(disk->record.SerialNumber) + 1];
+  UINTN prefix = textLength(model->serialPrefix);
+  copyBytes(serialNumber, model->serialPrefix, prefix);
+  formatHex(serialNumber + prefix, disk->record.WWN >> 8, 8);
+  simSetFixed(disk->record.SerialNumber, sizeof(disk->record.SerialNumber), serialNumber);
+  disk->record.ManufactureYear = 2012;
+  disk->record.ManufactureWeek = static_cast<UINT16>(1 + disk->record.ObjectID % 52);
+  disk->record.ManufactureDay = static_cast<UINT16>(1 + disk->record.ObjectID % 7);
 }
 
 const CHAR8 *simDriveModel(UINT32 index, SIM_DRIVE *drive) {
@@ -74,27 +66,28 @@ const CHAR8 *simDriveModel(UINT32 index, SIM_DRIVE *drive) {
     return nullptr;
   }
   drive->protocol = g_models[index].protocol;
-  drive->attributes = g_models[index].kind | PD_ATTRIBUTE_SMART;
-  drive->attributes |= drive->protocol == PROTOCOL_SAS ? PD_ATTRIBUTE_EEDP : 0;
+  drive->attributes = g_models[index].kind | RAID_PD_ATTRIBUTE_SMART;
+  drive->attributes |= drive->protocol == RAID_PROTOCOL_SAS ? RAID_PD_ATTRIBUTE_EEDP : 0;
   return g_models[index].modelName;
 }
 
 void simPlaceDisk(SIM_CONTROLLER *sim, SIM_DISK *disk, UINT32 enclosureObjectId, UINT8 slot) {
   const SIM_ENCLOSURE *enclosure = simFindEnclosure(sim, enclosureObjectId);
-  disk->enclosureObjectId = enclosureObjectId;
-  disk->enclosureDeviceId = enclosure == nullptr ? RAID_ENCLOSURE_NONE : enclosure->deviceId;
-  disk->port = enclosure == nullptr ? static_cast<UINT8>(slot / 4) : enclosure->port;
-  disk->slot = slot;
+  disk->record.EnclosureObjectID = enclosureObjectId;
+  disk->record.EnclosureDeviceID = enclosure == nullptr ? RAID_ENCLOSURE_NONE : enclosure->record.DeviceID;
+  disk->record.Port = static_cast<UINT8>(
+      enclosure == nullptr ? slot / 4 : enclosure->record.MultipathPort >> RAID_ENCLOSURE_PORT_SHIFT);
+  disk->record.Slot = slot;
   simNamePlace(sim, disk);
 }
 
 SIM_DISK *simAddDrive(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot, const SIM_DRIVE &drive) {
-  SIM_DISK *disk = simAppend(sim->disks);
+  SIM_DISK *disk = arrayAppend(sim->disks);
   if (disk == nullptr) {
     return nullptr;
   }
-  disk->objectId = sim->nextDiskId;
-  disk->deviceId = disk->objectId > 1000 ? disk->objectId - 1000 : disk->objectId;
+  disk->record.ObjectID = sim->nextDiskId;
+  disk->record.DeviceID = disk->record.ObjectID > 1000 ? disk->record.ObjectID - 1000 : disk->record.ObjectID;
   sim->nextDiskId += 1;
   simPlaceDisk(sim, disk, enclosureObjectId, slot);
   fillDrive(disk, drive);

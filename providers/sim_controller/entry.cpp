@@ -1,5 +1,5 @@
 // The image that brings simulated controllers to firmware.
-#include "providers/sim_controller/sim_parts.h"
+#include "providers/sim_controller/sim_controller.h"
 
 static SIM_CONTROLLER *g_sims[SIM_IMAGE_CAPACITY];
 

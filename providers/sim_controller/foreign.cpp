@@ -1,35 +1,37 @@
-// Configuration that another adapter wrote: kept apart until it is cleared or imported.
-#include "providers/sim_controller/sim_parts.h"
+#include "providers/sim_controller/foreign.h"
+
+#include "providers/sim_controller/objects.h"
+#include "providers/sim_controller/volumes.h"
 
 // A failed drive stays failed, but it leaves its virtual disks like the others.
 static void diskToForeign(SIM_DISK *disk) {
-  disk->vdCount = 0;
-  disk->secureState = RAID_SECURE_STATE_FOREIGN;
-  disk->state = disk->state == SIM_STATE_FAILED ? SIM_STATE_FAILED : SIM_STATE_FOREIGN;
+  disk->record.VDCount = 0;
+  disk->record.SecureState = RAID_SECURE_STATE_FOREIGN;
+  disk->record.State = disk->record.State == RAID_STATE_FAILED ? RAID_STATE_FAILED : RAID_STATE_FOREIGN;
 }
 
 void simVolumeToForeign(SIM_CONTROLLER *sim, UINT32 objectId) {
   UINT32 index = 0;
-  if (!simReserve(sim->foreignDisks, 1) || !simObjectIndex(sim, RAID_OBJECT_VIRTUAL_DISK, objectId, &index)) {
+  if (!arrayReserve(sim->foreignDisks, 1) || !simObjectIndex(sim, RAID_OBJECT_VIRTUAL_DISK, objectId, &index)) {
     return;
   }
-  SIM_VIRTUAL_DISK *foreign = simAppend(sim->foreignDisks);
+  SIM_VIRTUAL_DISK *foreign = arrayAppend(sim->foreignDisks);
   copyBytes(foreign, &sim->virtualDisks.items[index], sizeof(*foreign));
-  foreign->objectId = 0;
-  foreign->targetId = 0;
-  foreign->state = SIM_STATE_FOREIGN;
-  for (UINT32 i = 0; i < foreign->pdCount; i++) {
-    SIM_DISK *disk = simFindDisk(sim, foreign->pds[i]);
+  foreign->record.ObjectID = 0;
+  foreign->record.TargetID = 0;
+  foreign->record.State = RAID_STATE_FOREIGN;
+  for (UINT32 i = 0; i < foreign->record.PDCount; i++) {
+    SIM_DISK *disk = simFindDisk(sim, foreign->PDs[i]);
     if (disk != nullptr) {
       diskToForeign(disk);
     }
   }
-  simRemove(sim->virtualDisks, index);
+  arrayRemove(sim->virtualDisks, index);
 }
 
 static bool anyForeign(const SIM_CONTROLLER *sim) {
   for (UINT32 i = 0; i < sim->disks.count; i++) {
-    if (sim->disks.items[i].state == SIM_STATE_FOREIGN) {
+    if (sim->disks.items[i].record.State == RAID_STATE_FOREIGN) {
       return true;
     }
   }
@@ -37,11 +39,11 @@ static bool anyForeign(const SIM_CONTROLLER *sim) {
 }
 
 static void releaseForeign(SIM_DISK *disk) {
-  if (disk->secureState == RAID_SECURE_STATE_FOREIGN) {
-    disk->secureState = 0;
-    disk->usedSize = 0;
+  if (disk->record.SecureState == RAID_SECURE_STATE_FOREIGN) {
+    disk->record.SecureState = 0;
+    disk->record.UsedSize = 0;
   }
-  disk->state = disk->state == SIM_STATE_FOREIGN ? SIM_STATE_READY : disk->state;
+  disk->record.State = disk->record.State == RAID_STATE_FOREIGN ? RAID_STATE_READY : disk->record.State;
 }
 
 EFI_STATUS simClearForeign(SIM_CONTROLLER *sim) {
@@ -57,11 +59,11 @@ EFI_STATUS simClearForeign(SIM_CONTROLLER *sim) {
 }
 
 static void importOne(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK *foreign) {
-  SIM_VIRTUAL_DISK *volume = simAppend(sim->virtualDisks);
+  SIM_VIRTUAL_DISK *volume = arrayAppend(sim->virtualDisks);
   copyBytes(volume, foreign, sizeof(*volume));
   simGiveIds(sim, volume);
-  for (UINT32 i = 0; i < volume->pdCount; i++) {
-    SIM_DISK *disk = simFindDisk(sim, volume->pds[i]);
+  for (UINT32 i = 0; i < volume->record.PDCount; i++) {
+    SIM_DISK *disk = simFindDisk(sim, volume->PDs[i]);
     if (disk != nullptr) {
       releaseForeign(disk);
     }
@@ -73,10 +75,10 @@ EFI_STATUS simImportForeign(SIM_CONTROLLER *sim) {
   if (count == 0) {
     return EFI_NOT_FOUND;
   }
-  if (sim->virtualDisks.count + count > sim->adapter.maxLds) {
+  if (sim->virtualDisks.count + count > sim->adapter.record.MaxLDs) {
     return EFI_VOLUME_FULL;
   }
-  if (!simReserve(sim->virtualDisks, count)) {
+  if (!arrayReserve(sim->virtualDisks, count)) {
     return EFI_OUT_OF_RESOURCES;
   }
   UINT32 first = sim->virtualDisks.count;

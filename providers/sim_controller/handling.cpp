@@ -1,10 +1,13 @@
 // What a person at the server does: drives pulled, inserted, swapped, failed; the adapter replaced.
-#include "providers/sim_controller/sim_parts.h"
-
 #include "base/text.h"
+#include "providers/sim_controller/drives.h"
+#include "providers/sim_controller/foreign.h"
+#include "providers/sim_controller/key.h"
+#include "providers/sim_controller/modes.h"
+#include "providers/sim_controller/objects.h"
+#include "providers/sim_controller/volumes.h"
 
 #define DEFAULT_RATE 30
-#define PATROL_READ_AUTO 0x8U
 #define ADAPTER_WWN_STEP 0x100U
 
 static bool placeExists(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot) {
@@ -12,12 +15,12 @@ static bool placeExists(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slo
     return true;
   }
   const SIM_ENCLOSURE *enclosure = simFindEnclosure(sim, enclosureObjectId);
-  return enclosure != nullptr && slot < enclosure->slotCount;
+  return enclosure != nullptr && slot < enclosure->record.SlotCount;
 }
 
-static bool hasMember(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK *volume) {
-  for (UINT32 i = 0; i < volume->pdCount; i++) {
-    if (simFindDisk(sim, volume->pds[i]) != nullptr) {
+static bool hasAnyMember(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK *volume) {
+  for (UINT32 i = 0; i < volume->record.PDCount; i++) {
+    if (simFindDisk(sim, volume->PDs[i]) != nullptr) {
       return true;
     }
   }
@@ -29,16 +32,16 @@ EFI_STATUS simPullDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
   if (!simObjectIndex(sim, RAID_OBJECT_PHYSICAL_DISK, objectId, &index)) {
     return EFI_NOT_FOUND;
   }
-  SIM_DISK *pulled = simAppend(sim->pulledDisks);
+  SIM_DISK *pulled = arrayAppend(sim->pulledDisks);
   if (pulled == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   copyBytes(pulled, &sim->disks.items[index], sizeof(*pulled));
-  simRemove(sim->disks, index);
+  arrayRemove(sim->disks, index);
   simJudgeVolumesOf(sim, objectId);
   for (UINT32 i = sim->foreignDisks.count; i > 0; i--) {
-    if (!hasMember(sim, &sim->foreignDisks.items[i - 1])) {
-      simRemove(sim->foreignDisks, i - 1);
+    if (!hasAnyMember(sim, &sim->foreignDisks.items[i - 1])) {
+      arrayRemove(sim->foreignDisks, i - 1);
     }
   }
   return EFI_SUCCESS;
@@ -62,44 +65,36 @@ EFI_STATUS simInsertDisk(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 sl
     return EFI_OUT_OF_RESOURCES;
   }
   if (objectId != nullptr) {
-    *objectId = disk->objectId;
+    *objectId = disk->record.ObjectID;
   }
   return EFI_SUCCESS;
 }
 
-static bool isMember(const SIM_VIRTUAL_DISK *volume, UINT32 diskId) {
-  for (UINT32 i = 0; i < volume->pdCount; i++) {
-    if (volume->pds[i] == diskId) {
-      return true;
-    }
-  }
-  return false;
-}
-
 // Gives a drive that came back what the virtual disks with its id left on it.
 static void rejoin(SIM_CONTROLLER *sim, SIM_DISK *disk) {
-  bool held = disk->state == SIM_STATE_FOREIGN || (disk->state != SIM_STATE_READY && disk->usedSize != 0);
+  bool held = disk->record.State == RAID_STATE_FOREIGN ||
+              (disk->record.State != RAID_STATE_READY && disk->record.UsedSize != 0);
   UINT64 used = 0;
-  bool failed = disk->state == SIM_STATE_FAILED;
-  disk->hotspare = 0;
-  disk->vdCount = 0;
+  bool failed = disk->record.State == RAID_STATE_FAILED;
+  disk->record.Hotspare = 0;
+  disk->record.VDCount = 0;
   for (UINT32 i = 0; i < sim->virtualDisks.count; i++) {
     const SIM_VIRTUAL_DISK *volume = &sim->virtualDisks.items[i];
-    if (isMember(volume, disk->objectId) && disk->vdCount < SIM_DISK_VDS) {
-      disk->vds[disk->vdCount++] = volume->objectId;
+    if (simHasMember(volume, disk->record.ObjectID) && disk->record.VDCount < SIM_DISK_VDS) {
+      disk->VDs[disk->record.VDCount++] = volume->record.ObjectID;
       used += volume->memberSize;
     }
   }
-  if (disk->vdCount != 0) {
-    disk->state = SIM_STATE_ONLINE;
-    disk->usedSize = used < disk->size ? used : disk->size;
+  if (disk->record.VDCount != 0) {
+    disk->record.State = RAID_STATE_ONLINE;
+    disk->record.UsedSize = used < disk->record.Size ? used : disk->record.Size;
   } else if (held) {
-    disk->state = SIM_STATE_FOREIGN;
-    disk->secureState = RAID_SECURE_STATE_FOREIGN;
+    disk->record.State = RAID_STATE_FOREIGN;
+    disk->record.SecureState = RAID_SECURE_STATE_FOREIGN;
   } else {
-    disk->state = SIM_STATE_READY;
+    disk->record.State = RAID_STATE_READY;
   }
-  disk->state = failed ? SIM_STATE_FAILED : disk->state;
+  disk->record.State = failed ? RAID_STATE_FAILED : disk->record.State;
 }
 
 EFI_STATUS simReinsertDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT32 enclosureObjectId, UINT8 slot) {
@@ -111,12 +106,12 @@ EFI_STATUS simReinsertDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT32 enclosur
   if (EFI_ERROR(status)) {
     return status;
   }
-  SIM_DISK *disk = simAppend(sim->disks);
+  SIM_DISK *disk = arrayAppend(sim->disks);
   if (disk == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   copyBytes(disk, pulled, sizeof(*disk));
-  simRemove(sim->pulledDisks, static_cast<UINT32>(pulled - sim->pulledDisks.items));
+  arrayRemove(sim->pulledDisks, static_cast<UINT32>(pulled - sim->pulledDisks.items));
   simPlaceDisk(sim, disk, enclosureObjectId, slot);
   rejoin(sim, disk);
   simJudgeVolumesOf(sim, objectId);
@@ -128,9 +123,9 @@ EFI_STATUS simReplaceDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT64 size, UIN
   if (disk == nullptr) {
     return EFI_NOT_FOUND;
   }
-  UINT32 enclosureObjectId = disk->enclosureObjectId;
-  UINT8 slot = disk->slot;
-  SIM_DRIVE drive = {size == 0 ? disk->size : size, disk->protocol, disk->attributes};
+  UINT32 enclosureObjectId = disk->record.EnclosureObjectID;
+  UINT8 slot = disk->record.Slot;
+  SIM_DRIVE drive = {size == 0 ? disk->record.Size : size, disk->record.Protocol, disk->record.Attributes};
   EFI_STATUS status = simPullDisk(sim, objectId);
   if (EFI_ERROR(status)) {
     return status;
@@ -145,6 +140,13 @@ template <class T> static void exchange(T &a, T &b) {
   copyBytes(&b, &kept, sizeof(T));
 }
 
+static void stayInPlace(RAID_PD_RECORD *disk, const RAID_PD_RECORD &place) {
+  disk->EnclosureObjectID = place.EnclosureObjectID;
+  disk->EnclosureDeviceID = place.EnclosureDeviceID;
+  disk->Port = place.Port;
+  disk->Slot = place.Slot;
+}
+
 EFI_STATUS simSwapDisks(SIM_CONTROLLER *sim, UINT32 objectIdA, UINT32 objectIdB) {
   SIM_DISK *a = simFindDisk(sim, objectIdA);
   SIM_DISK *b = simFindDisk(sim, objectIdB);
@@ -155,12 +157,11 @@ EFI_STATUS simSwapDisks(SIM_CONTROLLER *sim, UINT32 objectIdA, UINT32 objectIdB)
     return EFI_SUCCESS;
   }
   exchange(*a, *b);
-  exchange(a->name, b->name);
-  exchange(a->fqdd, b->fqdd);
-  exchange(a->enclosureObjectId, b->enclosureObjectId);
-  exchange(a->enclosureDeviceId, b->enclosureDeviceId);
-  exchange(a->port, b->port);
-  exchange(a->slot, b->slot);
+  exchange(a->Name, b->Name);
+  exchange(a->FQDD, b->FQDD);
+  RAID_PD_RECORD there = a->record;
+  stayInPlace(&a->record, b->record);
+  stayInPlace(&b->record, there);
   return EFI_SUCCESS;
 }
 
@@ -169,7 +170,7 @@ EFI_STATUS simFailDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
   if (disk == nullptr) {
     return EFI_NOT_FOUND;
   }
-  disk->state = SIM_STATE_FAILED;
+  disk->record.State = RAID_STATE_FAILED;
   simJudgeVolumesOf(sim, objectId);
   return EFI_SUCCESS;
 }
@@ -177,11 +178,11 @@ EFI_STATUS simFailDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
 EFI_STATUS simMakeForeign(SIM_CONTROLLER *sim, UINT32 raidLevel, const UINT32 *objectIds, UINT32 count) {
   for (UINT32 i = 0; i < count; i++) {
     const SIM_DISK *disk = simFindDisk(sim, objectIds[i]);
-    if (disk != nullptr && disk->state == SIM_STATE_ONLINE) {
+    if (disk != nullptr && disk->record.State == RAID_STATE_ONLINE) {
       return EFI_ACCESS_DENIED;
     }
   }
-  if (!simReserve(sim->foreignDisks, 1)) {
+  if (!arrayReserve(sim->foreignDisks, 1)) {
     return EFI_OUT_OF_RESOURCES;
   }
   RAID_VD_RECORD wanted = {};
@@ -195,38 +196,40 @@ EFI_STATUS simMakeForeign(SIM_CONTROLLER *sim, UINT32 raidLevel, const UINT32 *o
 }
 
 EFI_STATUS simReplaceAdapter(SIM_CONTROLLER *sim) {
-  if (!simReserve(sim->foreignDisks, sim->virtualDisks.count)) {
+  if (!arrayReserve(sim->foreignDisks, sim->virtualDisks.count)) {
     return EFI_OUT_OF_RESOURCES;
   }
   simFreeSpares(sim);
   while (sim->virtualDisks.count != 0) {
-    simVolumeToForeign(sim, sim->virtualDisks.items[0].objectId);
+    simVolumeToForeign(sim, sim->virtualDisks.items[0].record.ObjectID);
   }
   simForgetKey(sim);
-  sim->adapter.wwn += ADAPTER_WWN_STEP;
+  sim->adapter.record.WWN += ADAPTER_WWN_STEP;
   for (UINT32 mode = 0; mode < SIM_MODE_COUNT; mode++) {
-    UINT8 *value = simModeByte(&sim->adapter, static_cast<SIM_MODE>(mode));
-    UINT8 factory = mode == SIM_MODE_PATROL_READ ? PATROL_READ_AUTO : 0;
+    UINT8 *value = simModeByte(&sim->adapter.record, mode);
+    UINT32 factory = mode == SIM_MODE_PATROL_READ ? RAID_PATROL_READ_MODE_AUTO : 0;
     *value = (*value & RAID_MODE_PRESENT) == 0 ? *value : static_cast<UINT8>(RAID_MODE_PRESENT | factory);
   }
-  for (SIM_RATE &rate : sim->adapter.rates) {
-    rate.value = rate.editable ? DEFAULT_RATE : rate.value;
+  for (RAID_RATE &rate : sim->adapter.record.Rates) {
+    bool isEditable = (rate.EditableValue & RAID_RATE_EDITABLE) != 0;
+    rate.EditableValue = isEditable ? DEFAULT_RATE << RAID_RATE_VALUE_SHIFT | RAID_RATE_EDITABLE : rate.EditableValue;
   }
   return EFI_SUCCESS;
 }
 
 EFI_STATUS simSetFirmware(SIM_CONTROLLER *sim, const CHAR16 *version) {
-  return simSetText(sim->adapter.firmwareVersion, version) ? EFI_SUCCESS : EFI_INVALID_PARAMETER;
+  return simSetText(sim->adapter.FirmwareVersion, version) ? EFI_SUCCESS : EFI_INVALID_PARAMETER;
 }
 
 void simSetMode(SIM_CONTROLLER *sim, SIM_MODE mode, UINT8 value) {
-  *simModeByte(&sim->adapter, mode) = value;
+  *simModeByte(&sim->adapter.record, mode) = value;
 }
 
 EFI_STATUS simSetRate(SIM_CONTROLLER *sim, const CHAR16 *name, UINT8 value) {
-  for (SIM_RATE &rate : sim->adapter.rates) {
-    if (rate.name[0] != 0 && textEqual(rate.name, name)) {
-      rate.value = value & 0x7F;
+  for (UINT32 i = 0; i < RAID_RATE_COUNT; i++) {
+    UINT8 *current = &sim->adapter.record.Rates[i].EditableValue;
+    if (name[0] != 0 && textEqual(sim->adapter.Rates[i].Name, name)) {
+      *current = static_cast<UINT8>(value << RAID_RATE_VALUE_SHIFT | (*current & RAID_RATE_EDITABLE));
       return EFI_SUCCESS;
     }
   }

@@ -1,8 +1,4 @@
-// The security key: set, exchanged, removed.
-#include "providers/sim_controller/sim_parts.h"
-
-#define ADAPTER_ENCRYPTION 0x80U
-#define ADAPTER_RKM_CAPABLE 0x400U
+#include "providers/sim_controller/key.h"
 
 void simForgetKey(SIM_CONTROLLER *sim) {
   wipeBytes(&sim->key, sizeof(sim->key));
@@ -12,7 +8,7 @@ static EFI_STATUS checkKey(const SIM_CONTROLLER *sim, const RAID_KEY_RECORD *rec
   if (mode != RAID_KEY_MODE_LKM && mode != RAID_KEY_MODE_RKM) {
     return EFI_INVALID_PARAMETER;
   }
-  if (mode == RAID_KEY_MODE_RKM && (sim->adapter.attributes & ADAPTER_RKM_CAPABLE) == 0) {
+  if (mode == RAID_KEY_MODE_RKM && (sim->adapter.record.Attributes & RAID_ADAPTER_ATTRIBUTE_RKM_CAPABLE) == 0) {
     return EFI_UNSUPPORTED;
   }
   return mode == RAID_KEY_MODE_LKM && record->Passphrase[0] == 0 ? EFI_INVALID_PARAMETER : EFI_SUCCESS;
@@ -28,10 +24,10 @@ static void setKey(SIM_KEY *key, const RAID_KEY_RECORD *record, UINT16 mode) {
   }
 }
 
-EFI_STATUS simLock(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SIM_ANSWER *) {
+EFI_STATUS simLock(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
   const RAID_KEY_RECORD *record = static_cast<const RAID_KEY_RECORD *>(block->ObjectData);
   UINT16 mode = record->Mode == 0 ? RAID_KEY_MODE_LKM : record->Mode;
-  if ((sim->adapter.attributes & ADAPTER_ENCRYPTION) == 0) {
+  if ((sim->adapter.record.Attributes & RAID_ADAPTER_ATTRIBUTE_ENCRYPTION) == 0) {
     return EFI_UNSUPPORTED;
   }
   if (sim->key.present) {
@@ -47,7 +43,7 @@ EFI_STATUS simLock(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SIM_ANSWER 
   return status;
 }
 
-EFI_STATUS simRekey(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SIM_ANSWER *) {
+EFI_STATUS simRekey(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
   const RAID_KEY_RECORD *records = static_cast<const RAID_KEY_RECORD *>(block->ObjectData);
   if (!sim->key.present) {
     return EFI_NOT_FOUND;
@@ -64,12 +60,12 @@ EFI_STATUS simRekey(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, SIM_ANSWER
   return EFI_SUCCESS;
 }
 
-EFI_STATUS simSecureErase(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, SIM_ANSWER *) {
+EFI_STATUS simSecureErase(SIM_CONTROLLER *sim) {
   if (!sim->key.present) {
     return EFI_NOT_FOUND;
   }
   for (UINT32 i = 0; i < sim->virtualDisks.count; i++) {
-    if ((sim->virtualDisks.items[i].attributes & RAID_VD_ATTRIBUTE_FDE) != 0) {
+    if ((sim->virtualDisks.items[i].record.Attributes & RAID_VD_ATTRIBUTE_FDE) != 0) {
       return EFI_ACCESS_DENIED;
     }
   }

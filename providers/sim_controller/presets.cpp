@@ -1,23 +1,16 @@
 // Ready-made controllers.
-#include "providers/sim_controller/sim_parts.h"
-
 #include "base/text.h"
+#include "providers/sim_controller/drives.h"
+#include "providers/sim_controller/objects.h"
+#include "providers/sim_controller/volumes.h"
 
 #define FIRST_ENCLOSURE_ID 301U
 #define FIRST_ENCLOSURE_DEVICE 32U
 
-#define LEVEL_0 0x2U
-#define LEVEL_1 0x4U
-#define LEVEL_5 0x40U
-#define LEVEL_6 0x80U
-#define LEVEL_10 0x800U
-#define LEVEL_50 0x2000U
-#define LEVEL_60 0x4000U
-
-#define SATA 0x10U
-#define SAS 0x20U
-#define SMART 0x01U
-#define EEDP 0x10U
+#define SATA RAID_PROTOCOL_SATA
+#define SAS RAID_PROTOCOL_SAS
+#define SMART RAID_PD_ATTRIBUTE_SMART
+#define EEDP RAID_PD_ATTRIBUTE_EEDP
 
 // The adapters' kinds. RAID: what large servers have; HOST: few levels, disks shown to the host, hardly any setting.
 enum ADAPTER_KIND { ADAPTER_RAID, ADAPTER_HOST };
@@ -30,31 +23,44 @@ struct LEVEL_LIMITS {
   UINT32 attributes;
 };
 
+#define ANY_DISK                                                                                                       \
+  (RAID_LEVEL_ATTRIBUTE_HDD | RAID_LEVEL_ATTRIBUTE_SSD | RAID_LEVEL_ATTRIBUTE_FDE | RAID_LEVEL_ATTRIBUTE_EEDP)
+
 static constexpr LEVEL_LIMITS g_levels[] = {
-    {LEVEL_0, 1, 32, 0, 0x2F}, // also mixes SAS and SATA hard disks
-    {LEVEL_1, 2, 2, 0, 0x0F},   {LEVEL_5, 3, 32, 0, 0x0F},   {LEVEL_6, 4, 32, 0, 0x0F},
-    {LEVEL_10, 4, 256, 2, 0xF}, {LEVEL_50, 6, 256, 2, 0x0F}, {LEVEL_60, 8, 256, 2, 0x0F},
+    {RAID_LEVEL_0, 1, 32, 0, ANY_DISK | RAID_LEVEL_ATTRIBUTE_SAS_SATA_HDD},
+    {RAID_LEVEL_1, 2, 2, 0, ANY_DISK},
+    {RAID_LEVEL_5, 3, 32, 0, ANY_DISK},
+    {RAID_LEVEL_6, 4, 32, 0, ANY_DISK},
+    {RAID_LEVEL_10, 4, 256, RAID_BOUNDS_EVEN_SPAN_LENGTH, ANY_DISK},
+    {RAID_LEVEL_50, 6, 256, RAID_BOUNDS_EVEN_SPAN_LENGTH, ANY_DISK},
+    {RAID_LEVEL_60, 8, 256, RAID_BOUNDS_EVEN_SPAN_LENGTH, ANY_DISK},
 };
 
+static RAID_LEVEL_PARAMS descriptorOf(const LEVEL_LIMITS &limits) {
+  RAID_LEVEL_PARAMS level = {};
+  level.RAIDLevel = limits.level;
+  level.MinDisks = limits.minDisks;
+  level.MaxDisks = limits.maxDisks;
+  level.DefaultCachePolicy =
+      RAID_CACHE_WRITE_BACK | RAID_CACHE_READ_ADAPTIVE | RAID_CACHE_DISK_DEFAULT | RAID_CACHE_IO_DIRECT;
+  level.AvailableCachePolicy = 0x30000777; // all there are
+  level.StripeSize = RAID_STRIPE_SIZE_64KB;
+  level.AvailableStripeSize = 2 * RAID_STRIPE_SIZE_1MB - RAID_STRIPE_SIZE_64KB; // from 64 KiB to 1 MiB
+  level.BoundsMask = limits.bounds;
+  level.DefaultRLQ = RAID_RLQ_0;
+  level.AvailableRLQ = RAID_RLQ_0 | RAID_RLQ_1 | RAID_RLQ_2 | RAID_RLQ_3;
+  level.DefaultSRL = RAID_SRL_0;
+  level.AvailableSRL = RAID_SRL_0 | RAID_SRL_1 | RAID_SRL_2 | RAID_SRL_3;
+  level.AvailableProtocols = SATA | SAS;
+  level.Attributes = limits.attributes;
+  return level;
+}
+
 static void addLevels(SIM_ADAPTER *adapter, UINT32 supported) {
-  adapter->supportedRaidLevels = supported;
+  adapter->record.SupportedRAIDLevels = supported;
   for (const LEVEL_LIMITS &limits : g_levels) {
     if ((supported & limits.level) != 0) {
-      // Write Back, Adaptive Read Ahead, Default, Direct I/O of all there are; 64 Kb of 64 Kb to 1 Mb.
-      adapter->levels[adapter->levelCount++] = {limits.level,
-                                                limits.minDisks,
-                                                limits.maxDisks,
-                                                0x10000142,
-                                                0x30000777,
-                                                0x80,
-                                                0xF80,
-                                                limits.bounds,
-                                                0x1,
-                                                0xF,
-                                                0x1,
-                                                0xF,
-                                                SATA | SAS,
-                                                limits.attributes};
+      adapter->RAIDLevelParams[adapter->levelCount++] = descriptorOf(limits);
     }
   }
 }
@@ -74,51 +80,54 @@ static constexpr RATE_ROW g_rates[] = {
 };
 
 static void fillRaidAdapter(SIM_ADAPTER *adapter) {
-  simSetText(adapter->name, u"Harrier R6 Integrated");
-  adapter->deviceId = 0x0091;
-  adapter->subdeviceId = 0x2016;
-  // All there are but Foreign Config Ignore, Has Security Key and Container Architecture.
-  adapter->attributes = 0x4EB | RAID_ADAPTER_CACHECADE_CAPABLE;
-  adapter->maxLds = 64;
-  adapter->maxPdsPerSpan = 32;
-  adapter->maxSpansPerLd = 8;
-  simSetText(adapter->firmwareVersion, u"21.3.4-0001");
-  addLevels(adapter, LEVEL_0 | LEVEL_1 | LEVEL_5 | LEVEL_6 | LEVEL_10 | LEVEL_50 | LEVEL_60);
-  adapter->uncertifiedMode = RAID_MODE_PRESENT | 1;
-  adapter->loadBalanceMode = RAID_MODE_PRESENT;
-  adapter->learnMode = 0; // has no battery that learns
-  adapter->checkConsistencyMode = RAID_MODE_PRESENT;
-  adapter->patrolReadMode = RAID_MODE_PRESENT | RAID_PATROL_CORRECT_AREAS | 8;
-  adapter->copyBackMode = RAID_MODE_PRESENT | 3;
+  simSetText(adapter->Name, u"Harrier R6 Integrated");
+  adapter->record.PCIID.DeviceID = 0x0091;
+  adapter->record.PCIID.SubdeviceID = 0x2016;
+  adapter->record.Attributes = RAID_ADAPTER_ATTRIBUTE_SAS_SATA_HDD_MIX | RAID_ADAPTER_ATTRIBUTE_SSD_HDD_MIX |
+                               RAID_ADAPTER_ATTRIBUTE_SAS_SATA_SSD_MIX | RAID_ADAPTER_ATTRIBUTE_BOOTABLE |
+                               RAID_ADAPTER_ATTRIBUTE_HIDES_PDS | RAID_ADAPTER_ATTRIBUTE_ENCRYPTION |
+                               RAID_ADAPTER_ATTRIBUTE_RKM_CAPABLE | RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE;
+  adapter->record.MaxLDs = 64;
+  adapter->record.MaxPDsPerSpan = 32;
+  adapter->record.MaxSpansPerLD = 8;
+  simSetText(adapter->FirmwareVersion, u"21.3.4-0001");
+  addLevels(adapter,
+            RAID_LEVEL_0 | RAID_LEVEL_1 | RAID_LEVEL_5 | RAID_LEVEL_6 | RAID_LEVEL_10 | RAID_LEVEL_50 | RAID_LEVEL_60);
+  adapter->record.UncertifiedMode = RAID_MODE_PRESENT | RAID_UNCERTIFIED_MODE_ALLOW;
+  adapter->record.LoadBalanceMode = RAID_MODE_PRESENT | RAID_LOAD_BALANCE_MODE_AUTO;
+  adapter->record.LearnMode = 0; // has no battery that learns
+  adapter->record.CheckConsistencyMode = RAID_MODE_PRESENT | RAID_CHECK_CONSISTENCY_MODE_NORMAL;
+  adapter->record.PatrolReadMode = RAID_MODE_PRESENT | RAID_PATROL_READ_MODE_AUTO | RAID_PATROL_READ_MODE_CORRECT_AREAS;
+  adapter->record.CopyBackMode = RAID_MODE_PRESENT | RAID_COPY_BACK_MODE_ON_SMART;
   for (const RATE_ROW &row : g_rates) {
-    simSetText(adapter->rates[row.slot].name, row.name);
-    adapter->rates[row.slot].value = row.value;
-    adapter->rates[row.slot].editable = row.editable;
+    simSetText(adapter->Rates[row.slot].Name, row.name);
+    adapter->record.Rates[row.slot].EditableValue =
+        static_cast<UINT8>(row.value << RAID_RATE_VALUE_SHIFT | (row.editable ? RAID_RATE_EDITABLE : 0));
   }
 }
 
 static void fillHostAdapter(SIM_ADAPTER *adapter) {
-  simSetText(adapter->name, u"Harrier H2 Host Adapter");
-  adapter->deviceId = 0x0061;
-  adapter->subdeviceId = 0x1007;
-  adapter->attributes = 0x20; // Bootable, and Hides PDs not among them
-  adapter->maxLds = 2;
-  adapter->maxPdsPerSpan = 10;
-  adapter->maxSpansPerLd = 1;
-  simSetText(adapter->firmwareVersion, u"07.03.06.00");
-  addLevels(adapter, LEVEL_0 | LEVEL_1);
+  simSetText(adapter->Name, u"Harrier H2 Host Adapter");
+  adapter->record.PCIID.DeviceID = 0x0061;
+  adapter->record.PCIID.SubdeviceID = 0x1007;
+  adapter->record.Attributes = RAID_ADAPTER_ATTRIBUTE_BOOTABLE; // it does not hide its disks
+  adapter->record.MaxLDs = 2;
+  adapter->record.MaxPDsPerSpan = 10;
+  adapter->record.MaxSpansPerLD = 1;
+  simSetText(adapter->FirmwareVersion, u"07.03.06.00");
+  addLevels(adapter, RAID_LEVEL_0 | RAID_LEVEL_1);
 }
 
 static void fillAdapter(SIM_ADAPTER *adapter, ADAPTER_KIND kind) {
-  adapter->objVersion = 1;
-  simSetText(adapter->fqdd, u"adapter-0");
-  adapter->wwn = 0x5EEDADA000001000ULL;
-  adapter->vendorId = 0x4E54;
-  adapter->subvendorId = 0x4E54;
-  adapter->pciBus = 3;
-  adapter->embedded = kind == ADAPTER_RAID;
-  adapter->supportedDiskProtocols = SATA | SAS;
-  adapter->capableSpeeds = 0x7;
+  adapter->record.ObjVersion = 1;
+  simSetText(adapter->FQDD, u"adapter-0");
+  adapter->record.WWN = 0x5EEDADA000001000ULL;
+  adapter->record.PCIID.VendorID = 0x4E54;
+  adapter->record.PCIID.SubvendorID = 0x4E54;
+  adapter->record.PCIID.PCIBus = 3;
+  adapter->record.PCIID.EmbeddedIndex = kind == ADAPTER_RAID ? RAID_PCI_EMBEDDED : 0;
+  adapter->record.SupportedDiskProtocols = SATA | SAS;
+  adapter->record.CapableSpeeds = RAID_SPEED_1_5_GBS | RAID_SPEED_3_GBS | RAID_SPEED_6_GBS;
   if (kind == ADAPTER_RAID) {
     fillRaidAdapter(adapter);
   } else {
@@ -127,33 +136,36 @@ static void fillAdapter(SIM_ADAPTER *adapter, ADAPTER_KIND kind) {
 }
 
 static bool addEnclosure(SIM_CONTROLLER *sim, UINT32 position, UINT8 slots, UINT32 objVersion) {
-  SIM_ENCLOSURE *enclosure = simAppend(sim->enclosures);
+  SIM_ENCLOSURE *enclosure = arrayAppend(sim->enclosures);
   if (enclosure == nullptr) {
     return false;
   }
-  enclosure->objectId = FIRST_ENCLOSURE_ID + position;
-  enclosure->objVersion = objVersion;
-  SIM_TEXT name = simText(enclosure->name);
+  enclosure->record.ObjectID = FIRST_ENCLOSURE_ID + position;
+  enclosure->record.ObjVersion = objVersion;
+  SIM_TEXT name = simText(enclosure->Name);
   simAddText(name, u"Shelf ");
   simAddNumber(name, position, 1);
-  SIM_TEXT fqdd = simText(enclosure->fqdd);
+  SIM_TEXT fqdd = simText(enclosure->FQDD);
   simAddText(fqdd, u"enclosure-");
   simAddNumber(fqdd, position, 1);
   simAddText(fqdd, u".adapter-0");
-  enclosure->deviceId = FIRST_ENCLOSURE_DEVICE + position;
-  enclosure->slotCount = slots;
-  enclosure->position = static_cast<UINT8>(position);
-  enclosure->port = static_cast<UINT8>(position % 2);
-  enclosure->multipath = position % 2 == 1;
-  enclosure->emmCount = 2;
-  enclosure->fanCount = 4;
-  enclosure->psuCount = 2;
-  enclosure->tempProbeCount = 4;
-  copyBytes(enclosure->serviceTag, "SHLF", 4);
-  formatHex(enclosure->serviceTag + 4, position, 3);
-  copyBytes(enclosure->assetTag, "A-", 2);
-  formatDecimal(enclosure->assetTag + 2, 7000 + position);
-  copyBytes(enclosure->revision, "1.0", 3);
+  enclosure->record.DeviceID = FIRST_ENCLOSURE_DEVICE + position;
+  enclosure->record.SlotCount = slots;
+  enclosure->record.Position = static_cast<UINT8>(position);
+  UINT32 port = position % 2;
+  enclosure->record.MultipathPort =
+      static_cast<UINT8>(port << RAID_ENCLOSURE_PORT_SHIFT | (port == 1 ? RAID_ENCLOSURE_MULTIPATH : 0));
+  enclosure->record.EMMCount = 2;
+  enclosure->record.FanCount = 4;
+  enclosure->record.PSUCount = 2;
+  enclosure->record.TempProbeCount = 4;
+  CHAR8 tag[24] = "SHLF";
+  formatHex(tag + 4, position, 3);
+  simSetFixed(enclosure->record.ServiceTag, sizeof(enclosure->record.ServiceTag), tag);
+  copyBytes(tag, "A-", 2);
+  formatDecimal(tag + 2, 7000 + position);
+  simSetFixed(enclosure->record.AssetTag, sizeof(enclosure->record.AssetTag), tag);
+  simSetFixed(enclosure->record.Revision, sizeof(enclosure->record.Revision), "1.0");
   return true;
 }
 
@@ -174,8 +186,8 @@ static bool addDrives(SIM_CONTROLLER *sim, const DRIVE_ROW *rows, UINT32 rowCoun
       if (disk == nullptr) {
         return false;
       }
-      disk->objVersion = rows[r].objVersion;
-      disk->name[0] = rows[r].objVersion == 0 ? 0 : disk->name[0];
+      disk->record.ObjVersion = rows[r].objVersion;
+      disk->Name[0] = rows[r].objVersion == 0 ? 0 : disk->Name[0];
     }
   }
   return true;
@@ -195,7 +207,7 @@ static EFI_STATUS addVolume(SIM_CONTROLLER *sim, const VOLUME_ROW &row) {
     return EFI_INVALID_PARAMETER;
   }
   for (UINT32 i = 0; i < row.count; i++) {
-    ids[i] = sim->disks.items[row.firstDisk + i].objectId;
+    ids[i] = sim->disks.items[row.firstDisk + i].record.ObjectID;
   }
   RAID_VD_RECORD wanted = {};
   wanted.Name = const_cast<CHAR16 *>(row.name);
@@ -216,9 +228,9 @@ template <UINT32 count> static EFI_STATUS addVolumes(SIM_CONTROLLER *sim, const 
 
 static void addSpare(SIM_CONTROLLER *sim, UINT32 diskIndex, UINT8 kind, UINT32 volumeIndex) {
   SIM_DISK *disk = &sim->disks.items[diskIndex];
-  disk->hotspare = kind;
-  if (kind == 1) {
-    disk->vds[disk->vdCount++] = sim->virtualDisks.items[volumeIndex].objectId;
+  disk->record.Hotspare = kind;
+  if (kind == RAID_HOTSPARE_DEDICATED) {
+    disk->VDs[disk->record.VDCount++] = sim->virtualDisks.items[volumeIndex].record.ObjectID;
   }
 }
 
@@ -246,9 +258,9 @@ static EFI_STATUS buildDemo(SIM_CONTROLLER *sim) {
       {1, 8, 1, SATA_4000, 0},   // ready; slots 9 to 11 are empty, as is slot 11 of the other shelf
   };
   static constexpr VOLUME_ROW volumes[] = {
-      {u"System", LEVEL_1, 0, 2, 0},  {u"Data", LEVEL_5, 2, 4, 4000000000000},
-      {u"Scratch", LEVEL_5, 2, 4, 0}, {u"Archive", LEVEL_10, 11, 4, 0},
-      {u"Fast", LEVEL_1, 15, 2, 0},
+      {u"System", RAID_LEVEL_1, 0, 2, 0},  {u"Data", RAID_LEVEL_5, 2, 4, 4000000000000},
+      {u"Scratch", RAID_LEVEL_5, 2, 4, 0}, {u"Archive", RAID_LEVEL_10, 11, 4, 0},
+      {u"Fast", RAID_LEVEL_1, 15, 2, 0},
   };
   fillAdapter(&sim->adapter, ADAPTER_RAID);
   if (!addEnclosure(sim, 0, 12, 1) || !addEnclosure(sim, 1, 12, 0) ||
@@ -259,8 +271,8 @@ static EFI_STATUS buildDemo(SIM_CONTROLLER *sim) {
   if (EFI_ERROR(status)) {
     return status;
   }
-  addSpare(sim, 6, 1, 1);
-  addSpare(sim, 7, 2, 0);
+  addSpare(sim, 6, RAID_HOTSPARE_DEDICATED, 1);
+  addSpare(sim, 7, RAID_HOTSPARE_GLOBAL, 0);
   sim->key.present = true;
   sim->key.mode = RAID_KEY_MODE_LKM;
   copyBytes(sim->key.keyId, "demo-key-1", sizeof("demo-key-1"));
@@ -275,21 +287,21 @@ static EFI_STATUS buildDirect(SIM_CONTROLLER *sim) {
       {DIRECT, 6, 1, SAS_600, 1},
       {DIRECT, 7, 1, SAS_600, 0},
   };
-  static constexpr VOLUME_ROW volumes[] = {{u"Boot", LEVEL_1, 0, 2, 0}, {nullptr, LEVEL_5, 2, 3, 0}};
+  static constexpr VOLUME_ROW volumes[] = {{u"Boot", RAID_LEVEL_1, 0, 2, 0}, {nullptr, RAID_LEVEL_5, 2, 3, 0}};
   fillAdapter(&sim->adapter, ADAPTER_RAID);
   if (!addDrives(sim, drives, sizeof(drives) / sizeof(drives[0]))) {
     return EFI_OUT_OF_RESOURCES;
   }
   EFI_STATUS status = addVolumes(sim, volumes);
   if (!EFI_ERROR(status)) {
-    addSpare(sim, 5, 2, 0);
+    addSpare(sim, 5, RAID_HOTSPARE_GLOBAL, 0);
   }
   return status;
 }
 
 static EFI_STATUS buildSas(SIM_CONTROLLER *sim) {
   static constexpr DRIVE_ROW drives[] = {{0, 0, 2, SAS_600, 1}, {0, 2, 2, SATA_4000, 1}};
-  static constexpr VOLUME_ROW volumes[] = {{nullptr, LEVEL_1, 0, 2, 0}};
+  static constexpr VOLUME_ROW volumes[] = {{nullptr, RAID_LEVEL_1, 0, 2, 0}};
   fillAdapter(&sim->adapter, ADAPTER_HOST);
   if (!addEnclosure(sim, 0, 8, 1) || !addDrives(sim, drives, sizeof(drives) / sizeof(drives[0]))) {
     return EFI_OUT_OF_RESOURCES;
@@ -307,8 +319,8 @@ static EFI_STATUS addSizedVolumes(SIM_CONTROLLER *sim, UINT32 virtualDisks) {
   static constexpr struct {
     UINT32 level;
     UINT32 disks;
-  } turns[] = {{LEVEL_1, 2},  {LEVEL_5, 3}, {LEVEL_0, 2}, {LEVEL_1, 2},
-               {LEVEL_10, 4}, {LEVEL_0, 1}, {LEVEL_6, 4}, {LEVEL_1, 2}};
+  } turns[] = {{RAID_LEVEL_1, 2},  {RAID_LEVEL_5, 3}, {RAID_LEVEL_0, 2}, {RAID_LEVEL_1, 2},
+               {RAID_LEVEL_10, 4}, {RAID_LEVEL_0, 1}, {RAID_LEVEL_6, 4}, {RAID_LEVEL_1, 2}};
   UINT32 next = 0;
   for (UINT32 i = 0; i < virtualDisks; i++) {
     UINT32 turn = i % (sizeof(turns) / sizeof(turns[0]));
@@ -322,7 +334,7 @@ static EFI_STATUS addSizedVolumes(SIM_CONTROLLER *sim, UINT32 virtualDisks) {
     next += turns[turn].disks;
   }
   for (UINT32 i = 0; i < 4 && next < sim->disks.count; i++) {
-    sim->disks.items[next++].hotspare = 2;
+    sim->disks.items[next++].record.Hotspare = RAID_HOTSPARE_GLOBAL;
   }
   return EFI_SUCCESS;
 }
@@ -332,7 +344,7 @@ static EFI_STATUS buildSized(SIM_CONTROLLER *sim, UINT32 enclosures, UINT32 slot
   if (slots > 255) {
     return EFI_INVALID_PARAMETER;
   }
-  sim->adapter.maxLds = virtualDisks > sim->adapter.maxLds ? virtualDisks : sim->adapter.maxLds;
+  sim->adapter.record.MaxLDs = virtualDisks > sim->adapter.record.MaxLDs ? virtualDisks : sim->adapter.record.MaxLDs;
   for (UINT32 e = 0; e < enclosures; e++) {
     DRIVE_ROW drives = {e, 0, static_cast<UINT8>(slots), SAS_600, 1};
     if (!addEnclosure(sim, e, static_cast<UINT8>(slots), 1) || !addDrives(sim, &drives, 1)) {

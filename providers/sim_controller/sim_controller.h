@@ -3,8 +3,8 @@
 // allocations stays the same from simCreate to simDestroy, only their sizes grow with the state.
 #pragma once
 
-#include "base/pool.h"
-#include "raid_records.h"
+#include "base/array.h"
+#include "providers/answers/answers.h"
 #include "uefi/protocols.h"
 
 #define SIM_TEXT_UNITS 64     // of every wide text, NUL included; an empty text is answered as a null pointer
@@ -14,130 +14,66 @@
 #define SIM_DIRECT 0U         // enclosureObjectId of a disk attached to the adapter directly
 #define SIM_BLOCK_SIZE 512U
 
-// Values of the state members of disks and virtual disks.
-#define SIM_STATE_ONLINE 1U
-#define SIM_STATE_READY 2U
-#define SIM_STATE_FAILED 3U
-#define SIM_STATE_FOREIGN 4U
-#define SIM_STATE_OFFLINE 5U
-#define SIM_STATE_DEGRADED 7U
+// --- State ---
+//
+// What a record tells is kept in that record, as it is answered but for what the controller fills in: ObjectType, the
+// reserved stretches, and pointers, which are null here. What they lead to stands beside the record in room of a fixed
+// size, under the pointer's name; an empty text is answered as a null pointer.
 
-// --- State. 8-bit texts are NUL-terminated here and blank-padded in the records; an empty one gives zeros. ---
+#define SIM_TEXT_ROOM(member) CHAR16 member[SIM_TEXT_UNITS];
+#define SIM_LEVELS_ROOM(member, mask) RAID_LEVEL_PARAMS member[SIM_LEVEL_CAPACITY];
+#define SIM_RATES_ROOM(member) SIM_RATE_ROOM member[RAID_RATE_COUNT];
+#define SIM_DISK_ROOM(member, count) UINT32 member[SIM_DISK_VDS];
+#define SIM_VD_ROOM(member, count) UINT32 member[SIM_VD_PDS];
 
-struct SIM_RATE {
-  CHAR16 name[SIM_TEXT_UNITS]; // empty: an unused slot
-  UINT8 value;                 // 0 to 127
-  bool editable;
+struct SIM_RATE_ROOM {
+  CHAR16 Name[SIM_TEXT_UNITS]; // empty: an unused slot
 };
 
 struct SIM_ADAPTER {
-  UINT32 objectId;
-  UINT32 objVersion; // 0: FQDD is answered as null; likewise below
-  CHAR16 name[SIM_TEXT_UNITS];
-  CHAR16 fqdd[SIM_TEXT_UNITS];
-  UINT64 wwn;
-  UINT16 vendorId;
-  UINT16 deviceId;
-  UINT16 subvendorId;
-  UINT16 subdeviceId;
-  UINT8 pciBus;
-  UINT8 pciDevice;
-  UINT8 pciFunction;
-  bool embedded;
-  UINT32 index;
-  UINT32 supportedRaidLevels;
-  UINT32 supportedDiskProtocols;
-  UINT32 attributes; // RAID_ADAPTER_HAS_SECURITY_KEY follows the key by itself
-  UINT32 maxLds;
-  UINT32 maxPdsPerSpan;
-  UINT32 maxSpansPerLd;
-  CHAR16 firmwareVersion[SIM_TEXT_UNITS];
-  UINT32 levelCount; // normally the number of bits in supportedRaidLevels; 0 is answered as a null pointer
-  RAID_LEVEL_PARAMS levels[SIM_LEVEL_CAPACITY];
-  UINT8 securityMode; // mode bytes as in the record, presence bit included; with a key its mode is answered instead
-  UINT8 uncertifiedMode;
-  UINT8 loadBalanceMode;
-  UINT8 learnMode;
-  UINT8 checkConsistencyMode;
-  UINT8 patrolReadMode;
-  UINT8 copyBackMode;
-  SIM_RATE rates[RAID_RATE_COUNT];
-  UINT32 capableSpeeds;
+  RAID_ADAPTER_RECORD record; // the key decides over RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY and, if there, the mode
+  RAID_ADAPTER_LEADS(SIM_TEXT_ROOM, , SIM_LEVELS_ROOM, SIM_RATES_ROOM)
+  UINT32 levelCount; // the number of bits in SupportedRAIDLevels, or 0: descriptors are answered as a null pointer
 };
 
 struct SIM_ENCLOSURE {
-  UINT32 objectId; // never SIM_DIRECT
-  UINT32 objVersion;
-  CHAR16 name[SIM_TEXT_UNITS];
-  CHAR16 fqdd[SIM_TEXT_UNITS];
-  UINT32 deviceId;
-  UINT8 slotCount;
-  UINT8 position;
-  UINT8 port; // 0 to 127
-  bool multipath;
-  UINT8 emmCount;
-  UINT8 fanCount;
-  UINT8 psuCount;
-  UINT8 tempProbeCount;
-  CHAR8 serviceTag[11];
-  CHAR8 assetTag[11];
-  CHAR8 revision[5];
+  RAID_ENCLOSURE_RECORD record; // its ObjectID is never SIM_DIRECT
+  RAID_ENCLOSURE_LEADS(SIM_TEXT_ROOM, , , )
 };
 
+// ObjectID travels with the drive; Name and FQDD belong to the slot. FreeSize is answered as what UsedSize leaves. VDs
+// are the virtual disks on the disk, or those that a dedicated hot spare serves.
 struct SIM_DISK {
-  UINT32 objectId; // travels with the drive
-  UINT32 objVersion;
-  CHAR16 name[SIM_TEXT_UNITS]; // belongs to the slot, like fqdd
-  CHAR16 fqdd[SIM_TEXT_UNITS];
-  UINT32 deviceId;
-  UINT32 enclosureObjectId; // SIM_DIRECT: none
-  UINT32 enclosureDeviceId; // RAID_ENCLOSURE_NONE: none
-  UINT64 size;
-  UINT64 usedSize; // FreeSize is answered as the rest
-  UINT64 state;
-  UINT64 wwn;
-  UINT32 protocol;
-  UINT8 port;
-  UINT8 slot;
-  UINT8 hotspare; // 0 none, 1 dedicated, 2 global
-  UINT8 attributes;
-  UINT32 capableSpeeds;
-  UINT32 secureState;
-  CHAR8 manufactureName[9];
-  CHAR8 modelName[17];
-  CHAR8 revision[5];
-  CHAR8 serialNumber[21];
-  UINT32 manufactureYear;
-  UINT16 manufactureWeek;
-  UINT16 manufactureDay;
-  UINT32 vdCount;
-  UINT32 vds[SIM_DISK_VDS]; // virtual disks on this disk, or those that a dedicated hot spare serves
+  RAID_PD_RECORD record;
+  RAID_PD_LEADS(SIM_TEXT_ROOM, SIM_DISK_ROOM, , )
 };
 
+// PDs go span by span; a pulled member's id stays.
 struct SIM_VIRTUAL_DISK {
-  UINT32 objectId;
-  UINT32 objVersion;
-  CHAR16 name[SIM_TEXT_UNITS];
-  CHAR16 fqdd[SIM_TEXT_UNITS];
-  UINT32 targetId;
-  UINT32 raidLevel;
-  UINT32 rlq;
-  UINT64 size;
-  UINT64 state;
-  UINT32 stripeSize;
-  UINT32 currentCachePolicy;
-  UINT32 accessPolicy;
-  UINT32 diskCachePolicy;
-  UINT32 spanDepth;
-  UINT32 srl;
-  UINT32 pdsPerSpan;
-  UINT64 startingLba;
+  RAID_VD_RECORD record;
+  RAID_VD_LEADS(SIM_TEXT_ROOM, SIM_VD_ROOM, , )
   UINT64 memberSize; // bytes taken from each member
-  RAID_LEVEL_PARAMS levelDesc;
-  UINT32 attributes;
-  UINT32 pdCount;
-  UINT32 pds[SIM_VD_PDS]; // span by span; a pulled member's id stays
 };
+
+// The rooms of an object: where it keeps what a pointer of its record leads to, both as offsets.
+struct SIM_ROOM {
+  UINT16 pointer; // in the record
+  UINT16 room;    // in the object
+  bool isText;    // a list of another kind otherwise
+};
+struct SIM_ROOMS {
+  const SIM_ROOM *rows;
+  UINT32 count;
+};
+SIM_ROOMS simRooms(UINT32 objectType);
+
+// The room of one pointer; null when the record has none there.
+void *simRoomOf(UINT32 objectType, void *object, UINTN pointer);
+
+// Writes text into a record's member of fixed width, padded with blanks, or with zeros when it is empty; false when it
+// is too long. How many characters of such a member are text.
+bool simSetFixed(CHAR8 *member, UINTN width, const CHAR8 *text);
+UINTN simFixedLength(const CHAR8 *member, UINTN width);
 
 // The security key; the passphrase is zero-padded.
 struct SIM_KEY {
@@ -146,38 +82,6 @@ struct SIM_KEY {
   UINT8 passphrase[RAID_PASSPHRASE_SIZE];
   UINT16 mode;
 };
-
-// A growing pool array; items is never null.
-template <class T> struct SIM_ARRAY {
-  T *items;
-  UINT32 count;
-  UINT32 capacity;
-};
-
-// Appends a zero-filled T and returns it, or null without memory (the array is unchanged then). Pointers to earlier
-// items are stale afterwards.
-template <class T> inline T *simAppend(SIM_ARRAY<T> &array) {
-  if (array.count == array.capacity) {
-    T *larger = poolNew<T>(static_cast<UINTN>(array.capacity) * 2 + 16);
-    if (larger == nullptr) {
-      return nullptr;
-    }
-    copyBytes(larger, array.items, sizeof(T) * array.count);
-    poolFree(array.items);
-    array.items = larger;
-    array.capacity = array.capacity * 2 + 16;
-  }
-  T *item = &array.items[array.count];
-  zeroBytes(item, sizeof(T));
-  array.count += 1;
-  return item;
-}
-
-// Removes item index; later items move down.
-template <class T> inline void simRemove(SIM_ARRAY<T> &array, UINT32 index) {
-  __builtin_memmove(&array.items[index], &array.items[index + 1], sizeof(T) * (array.count - index - 1));
-  array.count -= 1;
-}
 
 // --- Faults. Each waits for commands that match; the first row that strikes decides. ---
 
@@ -203,42 +107,13 @@ struct SIM_FAULT {
 
 #define SIM_FAULT_CAPACITY 16
 
-// --- Books ---
-
-// Something given to FreeRecords that should not have been. It is left as it was.
-struct SIM_MISTAKE {
-  const CHAR8 *reason;
-  UINT32 wantedCount;
-  UINT32 givenCount;
-};
-
-#define SIM_MISTAKE_CAPACITY 16
-
-struct SIM_BOOKS {
-  UINT64 handedOut;    // answers with data
-  UINT64 returned;     // of those
-  UINT64 driverCopies; // disk records that the driver assembled and gave to FreeRecords
-  UINT32 mistakeCount; // may exceed SIM_MISTAKE_CAPACITY
-  SIM_MISTAKE mistakes[SIM_MISTAKE_CAPACITY];
-};
-
-// An answer that is out. data may be a cut or stretched copy of records.
-struct SIM_ANSWER {
-  void *data;
-  UINT32 dataSize;
-  UINT32 objectType;
-  bool isText;
-  UINT8 *records; // recordCount records whose pointers are released with it; data itself, or what it was copied from
-  UINT32 recordCount;
-};
-
 // --- Command log ---
 
 #define SIM_LOG_CAPACITY 512 // the last commands; older ones are dropped
 #define SIM_LOG_IDS 64
 #define SIM_LOG_DATA (2 * sizeof(RAID_KEY_RECORD))
 
-// One executed command as it arrived. Pointers inside are stale.
+// One executed command as it arrived, but for passphrases, which are not kept. Pointers inside are stale.
 struct SIM_LOG_ENTRY {
   RAID_CMD_BLOCK block;
   EFI_STATUS status;       // what Execute returned
@@ -263,11 +138,11 @@ static_assert(sizeof(SIM_DEVICE_PATH) == 28);
 struct SIM_CONTROLLER {
   // What save and load must carry.
   SIM_ADAPTER adapter;
-  SIM_ARRAY<SIM_ENCLOSURE> enclosures;
-  SIM_ARRAY<SIM_DISK> disks;
-  SIM_ARRAY<SIM_VIRTUAL_DISK> virtualDisks;
-  SIM_ARRAY<SIM_VIRTUAL_DISK> foreignDisks; // virtual disks on foreign disks; their ids and target ids do not count
-  SIM_ARRAY<SIM_DISK> pulledDisks;          // as they were in their slots, the last one pulled last
+  POOL_ARRAY<SIM_ENCLOSURE> enclosures;
+  POOL_ARRAY<SIM_DISK> disks;
+  POOL_ARRAY<SIM_VIRTUAL_DISK> virtualDisks;
+  POOL_ARRAY<SIM_VIRTUAL_DISK> foreignDisks; // virtual disks on foreign disks; their ids and target ids do not count
+  POOL_ARRAY<SIM_DISK> pulledDisks;          // as they were in their slots, the last one pulled last
   SIM_KEY key;
   UINT32 nextDiskId;         // ObjectID of the next drive that is inserted
   UINT32 firstVirtualDiskId; // virtual disks get the lowest free ids from here
@@ -281,9 +156,7 @@ struct SIM_CONTROLLER {
   UINT64 commandCount; // commands executed, failed ones included
   SIM_LOG_ENTRY *log;  // SIM_LOG_CAPACITY entries, used as a ring
   UINT64 logFirst;     // commandCount at simClearLog
-  SIM_BOOKS books;
-  SIM_ARRAY<SIM_ANSWER> answers;
-  SIM_ARRAY<void *> justReturned; // since the last command, to notice what is given back twice; never grows
+  RAID_BOOKS books;
   RAID_MGMT_PROTOCOL protocol;
   SIM_DEVICE_PATH devicePath;
   EFI_HANDLE handle; // null: not installed
@@ -389,13 +262,9 @@ UINT64 simMemberSize(UINT32 raidLevel, UINT32 spanDepth, UINT32 pdCount, UINT64 
 // GetKeyID Adapter: EFI_NOT_FOUND without key.
 // Check, Identify, Init, ExportLog, DiscardCache: succeed for existing objects.
 //
-// FreeRecords takes an answer with its record count, DataSize >> 9 (0 for a key id text); an answer of less than one
-// record and an adapter answer also with 1. Any other pointer with the count 1 is taken for a disk record that the
-// driver assembled (pool memory of 512 bytes, Name and FQDD pool texts or null, VDs null), as the contract says, and is
-// freed with its texts. What is given back once more before the next command is noticed by its address. Mistakes return
-// EFI_INVALID_PARAMETER, are noted in the books and change nothing else.
+// FreeRecords goes by the books (answers.h).
 
-// --- Faults, books, log ---
+// --- Faults, log ---
 
 // Adds a fault; false when SIM_FAULT_CAPACITY are set.
 bool simAddFault(SIM_CONTROLLER *sim, const SIM_FAULT &fault);
@@ -408,9 +277,6 @@ bool simShapeAnswer(SIM_CONTROLLER *sim, UINT32 command, UINT32 objectType, SIM_
 void simClearFaults(SIM_CONTROLLER *sim);
 // Removes the single faults that have struck.
 void simDropSpentFaults(SIM_CONTROLLER *sim);
-
-// Whether every answer came back and nothing wrong was given to FreeRecords.
-bool simBooksBalanced(const SIM_CONTROLLER *sim);
 
 // The command with that number since simClearLog (0 is the first), or null when it has not come or was dropped.
 const SIM_LOG_ENTRY *simCommand(const SIM_CONTROLLER *sim, UINT64 number);

@@ -1,5 +1,7 @@
 // Whether a state that came from outside can be worked with.
-#include "providers/sim_controller/sim_parts.h"
+#include "providers/levels/levels.h"
+#include "providers/sim_controller/modes.h"
+#include "providers/sim_controller/objects.h"
 
 #define PROTOCOLS 0x3FU
 #define SPEEDS 0x7U
@@ -15,7 +17,6 @@
 #define STATES 0xBFU        // bit n: state n has a name
 #define SECURE_STATES 0x17U // likewise
 #define SECURITY_MODES 0x6U // likewise; RKM Pending beside them
-#define RKM_PENDING 0x40U
 
 #define CHECK(condition, fault)                                                                                        \
   do {                                                                                                                 \
@@ -24,13 +25,20 @@
     }                                                                                                                  \
   } while (false)
 
-template <class UNIT, UINT32 size> static bool ends(const UNIT (&text)[size]) {
-  for (UNIT unit : text) {
-    if (unit == 0) {
-      return true;
+// Whether every text in an object's rooms ends.
+static bool textsEnd(UINT32 objectType, const void *object) {
+  SIM_ROOMS rooms = simRooms(objectType);
+  for (UINT32 i = 0; i < rooms.count; i++) {
+    const UINT8 *room = static_cast<const UINT8 *>(object) + rooms.rows[i].room;
+    CHAR16 unit = 1;
+    for (UINT32 at = 0; rooms.rows[i].isText && unit != 0; at++) {
+      if (at == SIM_TEXT_UNITS) {
+        return false;
+      }
+      copyBytes(&unit, room + at * sizeof(unit), sizeof(unit));
     }
   }
-  return false;
+  return true;
 }
 
 static bool isIn(UINT64 mask, UINT64 allowed) {
@@ -56,120 +64,114 @@ static bool levelIsNamed(const RAID_LEVEL_PARAMS &level) {
 }
 
 static const CHAR8 *modesFault(const SIM_ADAPTER &adapter) {
-  for (const SIM_MODE_ROW &row : g_simModes) {
-    UINT8 value = reinterpret_cast<const UINT8 *>(&adapter)[row.stateOffset];
-    CHECK(simModeIsNamed(row, value), "an adapter mode has no name");
+  for (UINT32 mode = 0; mode < SIM_MODE_COUNT; mode++) {
+    CHECK(simModeIsNamed(g_simModes[mode], simModeValue(&adapter.record, mode)), "an adapter mode has no name");
   }
-  UINT8 bare = adapter.securityMode & static_cast<UINT8>(~RAID_MODE_PRESENT);
-  CHECK(bare == adapter.securityMode || bare == RKM_PENDING || isNamedNumber(bare, SECURITY_MODES),
+  UINT8 bare = adapter.record.SecurityMode & static_cast<UINT8>(~RAID_MODE_PRESENT);
+  CHECK(bare == adapter.record.SecurityMode || bare == RAID_SECURITY_MODE_RKM_PENDING ||
+            isNamedNumber(bare, SECURITY_MODES),
         "the security mode has no name");
   return nullptr;
 }
 
 static const CHAR8 *adapterFault(const SIM_ADAPTER &adapter) {
-  CHECK(ends(adapter.name) && ends(adapter.fqdd) && ends(adapter.firmwareVersion), "an adapter text has no end");
-  CHECK(isIn(adapter.supportedRaidLevels, LEVELS), "the adapter supports a level without a name");
-  CHECK(isIn(adapter.supportedDiskProtocols, PROTOCOLS), "the adapter supports a protocol without a name");
-  CHECK(isIn(adapter.attributes, ADAPTER_ATTRIBUTES), "an adapter attribute has no name");
-  CHECK(isIn(adapter.capableSpeeds, SPEEDS), "an adapter speed has no name");
-  CHECK(adapter.index <= 0x7FFFFFFF, "the adapter's index is above 31 bits");
+  CHECK(textsEnd(RAID_OBJECT_ADAPTER, &adapter), "an adapter text has no end");
+  CHECK(isIn(adapter.record.SupportedRAIDLevels, LEVELS), "the adapter supports a level without a name");
+  CHECK(isIn(adapter.record.SupportedDiskProtocols, PROTOCOLS), "the adapter supports a protocol without a name");
+  CHECK(isIn(adapter.record.Attributes, ADAPTER_ATTRIBUTES), "an adapter attribute has no name");
+  CHECK(isIn(adapter.record.CapableSpeeds, SPEEDS), "an adapter speed has no name");
   CHECK(adapter.levelCount <= SIM_LEVEL_CAPACITY, "too many level descriptors");
   CHECK(adapter.levelCount == 0 ||
-            adapter.levelCount == static_cast<UINT32>(__builtin_popcount(adapter.supportedRaidLevels)),
+            adapter.levelCount == static_cast<UINT32>(__builtin_popcount(adapter.record.SupportedRAIDLevels)),
         "level descriptors do not match the supported levels");
   for (UINT32 i = 0; i < adapter.levelCount; i++) {
-    CHECK(levelIsNamed(adapter.levels[i]), "a level descriptor has a value without a name");
-  }
-  for (const SIM_RATE &rate : adapter.rates) {
-    CHECK(ends(rate.name) && rate.value <= 127, "a rate is out of bounds");
+    CHECK(levelIsNamed(adapter.RAIDLevelParams[i]), "a level descriptor has a value without a name");
   }
   return modesFault(adapter);
 }
 
 static const CHAR8 *enclosureFault(SIM_CONTROLLER *sim, const SIM_ENCLOSURE &enclosure) {
-  CHECK(ends(enclosure.name) && ends(enclosure.fqdd) && ends(enclosure.serviceTag) && ends(enclosure.assetTag) &&
-            ends(enclosure.revision),
-        "an enclosure text has no end");
-  CHECK(enclosure.objectId != SIM_DIRECT, "an enclosure has the id that stands for none");
-  CHECK(simFindEnclosure(sim, enclosure.objectId) == &enclosure, "two enclosures have one id");
-  CHECK(enclosure.port <= 127, "an enclosure's port is above 127");
+  CHECK(textsEnd(RAID_OBJECT_ENCLOSURE, &enclosure), "an enclosure text has no end");
+  CHECK(enclosure.record.ObjectID != SIM_DIRECT, "an enclosure has the id that stands for none");
+  CHECK(simFindEnclosure(sim, enclosure.record.ObjectID) == &enclosure, "two enclosures have one id");
   return nullptr;
 }
 
 // What holds for pulled ones too.
 static const CHAR8 *driveFault(const SIM_CONTROLLER *sim, const SIM_DISK &disk) {
-  CHECK(ends(disk.name) && ends(disk.fqdd) && ends(disk.manufactureName) && ends(disk.modelName) &&
-            ends(disk.revision) && ends(disk.serialNumber),
-        "a disk text has no end");
-  CHECK(disk.objectId < sim->nextDiskId, "a disk has an id that is still to be given");
-  CHECK(disk.usedSize <= disk.size, "more of a disk is used than there is");
-  CHECK(isNamedNumber(disk.state, STATES), "a disk state has no name");
-  CHECK(isValueOf(disk.protocol, PROTOCOLS), "a disk protocol has no name");
-  CHECK(disk.hotspare <= 2, "a hot spare kind has no name");
-  CHECK(isIn(disk.attributes, PD_ATTRIBUTES), "a disk attribute has no name");
-  CHECK(isIn(disk.capableSpeeds, SPEEDS), "a disk speed has no name");
-  CHECK(isNamedNumber(disk.secureState, SECURE_STATES), "a secure state has no name");
-  CHECK(disk.vdCount <= SIM_DISK_VDS, "a disk lists too many virtual disks");
+  CHECK(textsEnd(RAID_OBJECT_PHYSICAL_DISK, &disk), "a disk text has no end");
+  CHECK(disk.record.ObjectID < sim->nextDiskId, "a disk has an id that is still to be given");
+  CHECK(disk.record.UsedSize <= disk.record.Size, "more of a disk is used than there is");
+  CHECK(isNamedNumber(disk.record.State, STATES), "a disk state has no name");
+  CHECK(isValueOf(disk.record.Protocol, PROTOCOLS), "a disk protocol has no name");
+  CHECK(disk.record.Hotspare <= RAID_HOTSPARE_GLOBAL, "a hot spare kind has no name");
+  CHECK(isIn(disk.record.Attributes, PD_ATTRIBUTES), "a disk attribute has no name");
+  CHECK(isIn(disk.record.CapableSpeeds, SPEEDS), "a disk speed has no name");
+  CHECK(isNamedNumber(disk.record.SecureState, SECURE_STATES), "a secure state has no name");
+  CHECK(disk.record.VDCount <= SIM_DISK_VDS, "a disk lists too many virtual disks");
   return nullptr;
 }
 
 static const CHAR8 *pulledFault(SIM_CONTROLLER *sim, const SIM_DISK &disk) {
-  CHECK(simFindPulledDisk(sim, disk.objectId) == &disk && simFindDisk(sim, disk.objectId) == nullptr,
+  CHECK(simFindPulledDisk(sim, disk.record.ObjectID) == &disk && simFindDisk(sim, disk.record.ObjectID) == nullptr,
         "a pulled disk has another one's id");
-  CHECK(simFindVirtualDisk(sim, disk.objectId) == nullptr, "a virtual disk and a pulled disk have one id");
+  CHECK(simFindVirtualDisk(sim, disk.record.ObjectID) == nullptr, "a virtual disk and a pulled disk have one id");
   return driveFault(sim, disk);
 }
 
 static const CHAR8 *diskFault(SIM_CONTROLLER *sim, const SIM_DISK &disk) {
-  CHECK(simFindDisk(sim, disk.objectId) == &disk, "two disks have one id");
-  const SIM_ENCLOSURE *enclosure = simFindEnclosure(sim, disk.enclosureObjectId);
-  UINT32 deviceId = enclosure == nullptr ? RAID_ENCLOSURE_NONE : enclosure->deviceId;
-  CHECK(enclosure != nullptr || disk.enclosureObjectId == SIM_DIRECT, "a disk is in an unknown enclosure");
-  CHECK(disk.enclosureDeviceId == deviceId, "a disk's two enclosure ids do not match");
-  CHECK(simFindDiskAt(sim, disk.enclosureObjectId, disk.slot) == &disk, "two disks are in one slot");
+  CHECK(simFindDisk(sim, disk.record.ObjectID) == &disk, "two disks have one id");
+  const SIM_ENCLOSURE *enclosure = simFindEnclosure(sim, disk.record.EnclosureObjectID);
+  UINT32 deviceId = enclosure == nullptr ? RAID_ENCLOSURE_NONE : enclosure->record.DeviceID;
+  CHECK(enclosure != nullptr || disk.record.EnclosureObjectID == SIM_DIRECT, "a disk is in an unknown enclosure");
+  CHECK(disk.record.EnclosureDeviceID == deviceId, "a disk's two enclosure ids do not match");
+  CHECK(simFindDiskAt(sim, disk.record.EnclosureObjectID, disk.record.Slot) == &disk, "two disks are in one slot");
   const CHAR8 *fault = driveFault(sim, disk);
-  for (UINT32 i = 0; fault == nullptr && i < disk.vdCount; i++) {
-    CHECK(simFindVirtualDisk(sim, disk.vds[i]) != nullptr, "a disk lists an unknown virtual disk");
+  for (UINT32 i = 0; fault == nullptr && i < disk.record.VDCount; i++) {
+    CHECK(simFindVirtualDisk(sim, disk.VDs[i]) != nullptr, "a disk lists an unknown virtual disk");
   }
   return fault;
 }
 
 // What holds for foreign ones too.
 static const CHAR8 *volumeFault(SIM_CONTROLLER *, const SIM_VIRTUAL_DISK &volume) {
-  CHECK(ends(volume.name) && ends(volume.fqdd), "a virtual disk text has no end");
-  CHECK(volume.raidLevel != 0 && isValueOf(volume.raidLevel, LEVELS), "a virtual disk's level has no name");
-  CHECK(levelIsNamed(volume.levelDesc), "a virtual disk's level descriptor has a value without a name");
-  CHECK(isValueOf(volume.rlq, QUALIFIERS) && isValueOf(volume.srl, QUALIFIERS),
+  CHECK(textsEnd(RAID_OBJECT_VIRTUAL_DISK, &volume), "a virtual disk text has no end");
+  CHECK(volume.record.RAIDLevel != 0 && isValueOf(volume.record.RAIDLevel, LEVELS),
+        "a virtual disk's level has no name");
+  CHECK(levelIsNamed(volume.record.RAIDLevelDesc), "a virtual disk's level descriptor has a value without a name");
+  CHECK(isValueOf(volume.record.RLQ, QUALIFIERS) && isValueOf(volume.record.SRL, QUALIFIERS),
         "a virtual disk's level qualifier has no name");
-  CHECK(isNamedNumber(volume.state, STATES), "a virtual disk state has no name");
-  CHECK(isValueOf(volume.stripeSize, STRIPES), "a stripe size has no name");
-  CHECK(isIn(volume.currentCachePolicy, CACHE_POLICIES), "a cache policy has no name");
-  CHECK(volume.accessPolicy != 0 && simIsAccessPolicy(volume.accessPolicy), "an access policy has no name");
-  CHECK(volume.diskCachePolicy != 0 && simIsDiskCachePolicy(volume.diskCachePolicy), "a disk cache policy has no name");
-  CHECK(isIn(volume.attributes, VD_ATTRIBUTES), "a virtual disk attribute has no name");
-  CHECK(volume.pdCount <= SIM_VD_PDS, "a virtual disk has too many members");
-  CHECK(volume.startingLba <= ~0ULL / SIM_BLOCK_SIZE - volume.memberSize / SIM_BLOCK_SIZE - 1,
+  CHECK(isNamedNumber(volume.record.State, STATES), "a virtual disk state has no name");
+  CHECK(isValueOf(volume.record.StripeSize, STRIPES), "a stripe size has no name");
+  CHECK(isIn(volume.record.CurrentCachePolicy, CACHE_POLICIES), "a cache policy has no name");
+  CHECK(volume.record.AccessPolicy != 0 && levelIsAccessPolicy(volume.record.AccessPolicy),
+        "an access policy has no name");
+  CHECK(volume.record.DiskCachePolicy != 0 && levelIsDiskCachePolicy(volume.record.DiskCachePolicy),
+        "a disk cache policy has no name");
+  CHECK(isIn(volume.record.Attributes, VD_ATTRIBUTES), "a virtual disk attribute has no name");
+  CHECK(volume.record.PDCount <= SIM_VD_PDS, "a virtual disk has too many members");
+  CHECK(volume.record.StartingLba <= ~0ULL / SIM_BLOCK_SIZE - volume.memberSize / SIM_BLOCK_SIZE - 1,
         "a virtual disk lies beyond every disk");
   return nullptr;
 }
 
 static const CHAR8 *ownVolumeFault(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK &volume) {
-  CHECK(simFindVirtualDisk(sim, volume.objectId) == &volume, "two virtual disks have one id");
-  CHECK(simFindDisk(sim, volume.objectId) == nullptr, "a virtual disk and a disk have one id");
+  CHECK(simFindVirtualDisk(sim, volume.record.ObjectID) == &volume, "two virtual disks have one id");
+  CHECK(simFindDisk(sim, volume.record.ObjectID) == nullptr, "a virtual disk and a disk have one id");
   for (UINT32 i = 0; i < sim->virtualDisks.count; i++) {
     const SIM_VIRTUAL_DISK &other = sim->virtualDisks.items[i];
-    CHECK(&other == &volume || other.targetId != volume.targetId, "two virtual disks have one target id");
+    CHECK(&other == &volume || other.record.TargetID != volume.record.TargetID, "two virtual disks have one target id");
   }
   // A member that was pulled is known to nobody any more; one that is there lists the virtual disk.
-  for (UINT32 i = 0; i < volume.pdCount; i++) {
-    const SIM_DISK *disk = simFindDisk(sim, volume.pds[i]);
-    CHECK(disk == nullptr || simDiskLists(disk, volume.objectId), "a member does not list its virtual disk");
+  for (UINT32 i = 0; i < volume.record.PDCount; i++) {
+    const SIM_DISK *disk = simFindDisk(sim, volume.PDs[i]);
+    CHECK(disk == nullptr || simDiskLists(disk, volume.record.ObjectID), "a member does not list its virtual disk");
   }
   return nullptr;
 }
 
 static const CHAR8 *keyFault(const SIM_KEY &key) {
-  CHECK(ends(key.keyId), "the key's id has no end");
+  CHECK(key.keyId[RAID_KEY_ID_SIZE] == 0, "the key's id has no end");
   CHECK(!key.present || key.mode == RAID_KEY_MODE_LKM || key.mode == RAID_KEY_MODE_RKM, "the key's mode has no name");
   return nullptr;
 }
@@ -183,7 +185,7 @@ static const CHAR8 *plannedFault(const SIM_CONTROLLER *sim) {
 }
 
 template <class T>
-static const CHAR8 *firstFault(SIM_CONTROLLER *sim, const SIM_ARRAY<T> &array,
+static const CHAR8 *firstFault(SIM_CONTROLLER *sim, const POOL_ARRAY<T> &array,
                                const CHAR8 *(*faultOf)(SIM_CONTROLLER *sim, const T &item)) {
   for (UINT32 i = 0; i < array.count; i++) {
     const CHAR8 *fault = faultOf(sim, array.items[i]);

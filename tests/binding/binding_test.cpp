@@ -37,7 +37,8 @@ TEST(Binding, PublishesTheTableAndTellsTheIdentity) {
   snprintf(line, sizeof(line),
            "Entered Binding start\nAbout to do get AdapterAdapter VendorID : %X\nAdapter DeviceID : %X\n"
            "Adapter SubVendorID : %X\nAdapter SubDeviceID : %X\n",
-           adapter.vendorId, adapter.deviceId, adapter.subvendorId, adapter.subdeviceId);
+           adapter.record.PCIID.VendorID, adapter.record.PCIID.DeviceID, adapter.record.PCIID.SubvendorID,
+           adapter.record.PCIID.SubdeviceID);
   EXPECT_EQ(world.console(), line);
   ASSERT_NE(world.xyl, nullptr);
   EXPECT_EQ(world.xyl->Revision, 1U);
@@ -75,10 +76,10 @@ TEST(Binding, ExcludedModelsAreHeldButNotServed) {
     SCOPED_TRACE(row.name);
     World world({.connect = false});
     SIM_ADAPTER &adapter = world.sim->adapter;
-    adapter.vendorId = row.vendor;
-    adapter.deviceId = row.device;
-    adapter.subvendorId = row.subvendor;
-    adapter.subdeviceId = row.subdevice;
+    adapter.record.PCIID.VendorID = row.vendor;
+    adapter.record.PCIID.DeviceID = row.device;
+    adapter.record.PCIID.SubvendorID = row.subvendor;
+    adapter.record.PCIID.SubdeviceID = row.subdevice;
     EXPECT_EQ(start(world), EFI_SUCCESS);
     bool served = world.protocolOn<RAID_XYL_PROTOCOL>(world.controller, g_raidXylGuid) != nullptr;
     EXPECT_EQ(served, row.declined == nullptr);
@@ -88,7 +89,7 @@ TEST(Binding, ExcludedModelsAreHeldButNotServed) {
     }
     std::string console = world.console();
     EXPECT_EQ(console.substr(console.size() - strlen(row.declined)), row.declined);
-    EXPECT_TRUE(simBooksBalanced(world.sim));
+    EXPECT_TRUE(booksBalanced(&world.sim->books));
     // Held BY_DRIVER: supported as a new controller, but neither started again nor stopped.
     EXPECT_EQ(supported(world), EFI_SUCCESS);
     EXPECT_EQ(start(world), EFI_ALREADY_STARTED);
@@ -185,20 +186,20 @@ TEST(Names, DriverAndController) {
   EXPECT_EQ(driverName(nullptr), EFI_INVALID_PARAMETER);
 
   ASSERT_EQ(controllerName(world.controller), EFI_SUCCESS);
-  EXPECT_EQ(std::u16string(name), world.sim->adapter.name);
+  EXPECT_EQ(std::u16string(name), world.sim->adapter.Name);
   EXPECT_EQ(simCommand(world.sim, simCommandCount(world.sim) - 1)->block.Revision, 1U);
   // The record behind a handed-out name stays with the caller; here the test gives it back.
-  void *record = world.sim->answers.items[world.sim->answers.count - 1].data;
+  void *record = world.sim->books.out.items[world.sim->books.out.count - 1].data;
   world.sim->protocol.FreeRecords(&world.sim->protocol, record, 1);
 
   EXPECT_EQ(controllerName(world.controller, world.controller), EFI_UNSUPPORTED);
   EXPECT_EQ(controllerName(nullptr), EFI_INVALID_PARAMETER);
   // Nothing but Execute is called through this interface, even when an answer is too short.
   simShapeAnswer(world.sim, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, SIM_FAULT_SIZE, 15);
-  UINT32 answers = world.sim->answers.count;
+  UINT32 answers = world.sim->books.out.count;
   EXPECT_EQ(controllerName(world.controller), EFI_UNSUPPORTED);
-  ASSERT_EQ(world.sim->answers.count, answers + 1);
-  world.sim->protocol.FreeRecords(&world.sim->protocol, world.sim->answers.items[answers].data, 0);
+  ASSERT_EQ(world.sim->books.out.count, answers + 1);
+  world.sim->protocol.FreeRecords(&world.sim->protocol, world.sim->books.out.items[answers].data, 0);
   simClearFaults(world.sim);
   simFailKind(world.sim, SIM_ANY, SIM_ANY, EFI_DEVICE_ERROR);
   EXPECT_EQ(controllerName(world.controller), EFI_UNSUPPORTED);

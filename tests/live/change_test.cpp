@@ -20,7 +20,7 @@ static const std::string NEW_KEY = "<Key><KeyID>k2</KeyID><NewPassphrase>Y29ycmV
 
 TEST(ChangeRun, SendsEachCommandWithItsRevision) {
   World world("direct");
-  UINT32 disk = world.sim->disks.items[0].objectId;
+  UINT32 disk = world.sim->disks.items[0].record.ObjectID;
   struct {
     std::string method;
     UINT32 revision;
@@ -46,7 +46,7 @@ TEST(ChangeRun, EndsWithoutLogWhenASavedDiskIsGone) {
   std::string saved = world.get().text;
   IDS ready = readyDisks(world);
   ASSERT_EQ(simPullDisk(world.sim, ready[1]), EFI_SUCCESS);
-  simFindDisk(world.sim, ready[0])->fqdd[0] = 0x00E4; // a text above 0x7F is not the same after reading
+  simFindDisk(world.sim, ready[0])->FQDD[0] = 0x00E4; // a text above 0x7F is not the same after reading
   std::string odd = replaced(saved, "<FQDD>d" + fqddOf(saved, ready[0]).substr(1),
                              "<FQDD>&#228;" + fqddOf(saved, ready[0]).substr(1));
   for (UINT32 gone : {ready[0], ready[1]}) {
@@ -94,7 +94,7 @@ TEST(ChangeRun, JudgesACreateByTheVolumesBeforeAndAfterIt) {
 
 TEST(ChangeRun, RemembersTheFirst65CreatedVolumes) {
   World world("large");
-  world.sim->adapter.maxLds = 500;
+  world.sim->adapter.record.MaxLDs = 500;
   IDS ready = readyDisks(world);
   ASSERT_GE(ready.size(), 71u);
   std::string methods;
@@ -114,7 +114,7 @@ TEST(ChangeRun, RemembersTheFirst65CreatedVolumes) {
   auto sent = sentCommands(world);
   ASSERT_EQ(sent.size(), 70u + 66u);
   for (UINT32 i = 0; i < 66; ++i) {
-    EXPECT_EQ(sentList(sent[70 + i]), (IDS{i < 65 ? simFindDisk(world.sim, ready[i])->vds[0] : reference(i)})) << i;
+    EXPECT_EQ(sentList(sent[70 + i]), (IDS{i < 65 ? simFindDisk(world.sim, ready[i])->VDs[0] : reference(i)})) << i;
   }
   world.expectBalanced();
 }

@@ -50,15 +50,16 @@ TEST(ChangesGuide, MirrorWithHotSpare) {
   EXPECT_EQ(name(answer.status), name(EFI_SUCCESS));
   EXPECT_EQ(answer.text + (answer.text.ends_with("\n") ? "" : "\n"), example("create-mirror-log"));
   SIM_DISK *spare = simFindDisk(world.sim, ids[2]);
-  ASSERT_EQ(spare->vdCount, 1u);
-  EXPECT_EQ(spare->hotspare, 1u);
-  SIM_VIRTUAL_DISK *volume = simFindVirtualDisk(world.sim, spare->vds[0]);
+  ASSERT_EQ(spare->record.VDCount, 1u);
+  EXPECT_EQ(spare->record.Hotspare, 1u);
+  SIM_VIRTUAL_DISK *volume = simFindVirtualDisk(world.sim, spare->VDs[0]);
   ASSERT_NE(volume, nullptr);
-  EXPECT_EQ(std::u16string(volume->name), u"Builds");
-  EXPECT_EQ(volume->raidLevel, 0x4u);
-  EXPECT_EQ(volume->stripeSize, 0x80u);
-  EXPECT_EQ(volume->currentCachePolicy, 0x42u);
-  EXPECT_EQ(std::vector<UINT32>(volume->pds, volume->pds + volume->pdCount), (std::vector<UINT32>{ids[0], ids[1]}));
+  EXPECT_EQ(std::u16string(volume->Name), u"Builds");
+  EXPECT_EQ(volume->record.RAIDLevel, 0x4u);
+  EXPECT_EQ(volume->record.StripeSize, 0x80u);
+  EXPECT_EQ(volume->record.CurrentCachePolicy, 0x42u);
+  EXPECT_EQ(std::vector<UINT32>(volume->PDs, volume->PDs + volume->record.PDCount),
+            (std::vector<UINT32>{ids[0], ids[1]}));
   world.expectBalanced();
 }
 
@@ -66,9 +67,9 @@ TEST(ChangesGuide, CachePolicyAndDeletion) {
   World world("demo");
   UINT32 id = numbers("cache-policy", "OID").at(0);
   ASSERT_NE(simFindVirtualDisk(world.sim, id), nullptr);
-  EXPECT_NE(simFindVirtualDisk(world.sim, id)->currentCachePolicy, 0x11u);
+  EXPECT_NE(simFindVirtualDisk(world.sim, id)->record.CurrentCachePolicy, 0x11u);
   expectApplied(world, "cache-policy");
-  EXPECT_EQ(simFindVirtualDisk(world.sim, id)->currentCachePolicy, 0x11u);
+  EXPECT_EQ(simFindVirtualDisk(world.sim, id)->record.CurrentCachePolicy, 0x11u);
   expectApplied(world, "delete-volume");
   EXPECT_EQ(simFindVirtualDisk(world.sim, id), nullptr);
 }
@@ -79,12 +80,12 @@ TEST(ChangesGuide, ForeignConfiguration) {
     std::vector<UINT32> ids = numbers("create-mirror", "OID");
     UINT32 volumes = world.sim->virtualDisks.count;
     ASSERT_EQ(simMakeForeign(world.sim, /* RAID 1 */ 0x4, ids.data(), 2), EFI_SUCCESS);
-    EXPECT_EQ(simFindDisk(world.sim, ids[0])->state, SIM_STATE_FOREIGN);
+    EXPECT_EQ(simFindDisk(world.sim, ids[0])->record.State, RAID_STATE_FOREIGN);
     world.markBalance();
     expectApplied(world, name);
     bool imported = std::string(name) == "import-foreign";
     EXPECT_EQ(world.sim->virtualDisks.count, volumes + (imported ? 1 : 0));
-    EXPECT_EQ(simFindDisk(world.sim, ids[0])->state, imported ? SIM_STATE_ONLINE : SIM_STATE_READY);
+    EXPECT_EQ(simFindDisk(world.sim, ids[0])->record.State, imported ? RAID_STATE_ONLINE : RAID_STATE_READY);
   }
 }
 

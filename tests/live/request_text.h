@@ -57,8 +57,9 @@ inline IDS readyDisks(const World &world) {
   IDS ids;
   for (UINT32 i = 0; i < world.sim->disks.count; ++i) {
     const SIM_DISK &disk = world.sim->disks.items[i];
-    if (disk.state == SIM_STATE_READY && disk.hotspare == 0 && (disk.attributes & RAID_PD_ATTRIBUTE_SSD) == 0) {
-      ids.push_back(disk.objectId);
+    if (disk.record.State == RAID_STATE_READY && disk.record.Hotspare == 0 &&
+        (disk.record.Attributes & RAID_PD_ATTRIBUTE_SSD) == 0) {
+      ids.push_back(disk.record.ObjectID);
     }
   }
   return ids;

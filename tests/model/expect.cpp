@@ -63,7 +63,7 @@ static EFI_STATUS get(WIRE &wire, UINT32 objectType, bool *hasData) {
 // --- The run of a request ---
 
 static std::string fqddOf(const SIM_DISK &disk) {
-  return disk.objVersion == 0 ? "" : narrow(disk.fqdd);
+  return disk.record.ObjVersion == 0 ? "" : narrow(disk.FQDD);
 }
 
 // A saved disk stands for the one that is now in its place. False when there is none.
@@ -78,7 +78,7 @@ static bool translate(WIRE &wire, UINT32 *id) {
   }
   for (const SIM_DISK &disk : wire.state.disks.items) {
     if (hasData && fqddOf(disk) == fqddOf(*known)) {
-      *id = disk.objectId;
+      *id = disk.record.ObjectID;
       return true;
     }
   }
@@ -114,7 +114,7 @@ static IDS volumeIds(WIRE &wire, EFI_STATUS *status) {
   *status = get(wire, RAID_OBJECT_VIRTUAL_DISK, &hasData);
   IDS ids;
   for (size_t i = 0; hasData && i < wire.state.virtualDisks.items.size(); ++i) {
-    ids.push_back(wire.state.virtualDisks.items[i].objectId);
+    ids.push_back(wire.state.virtualDisks.items[i].record.ObjectID);
   }
   return ids;
 }
@@ -131,7 +131,7 @@ static EFI_STATUS sendCreate(WIRE &wire, const COMMAND &command, REFERENCES *ref
   auto created = std::find_if(after.begin(), after.end(), [&](UINT32 id) { return !contains(before, id); });
   auto *wanted = std::get_if<SIM_VIRTUAL_DISK>(&command.payload);
   if (after.size() == before.size() + 1 && created != after.end() && wanted != nullptr) {
-    references->emplace(wanted->targetId, *created); // the first of that target stays
+    references->emplace(wanted->record.TargetID, *created); // the first of that target stays
   }
   return status;
 }
@@ -179,13 +179,15 @@ static EFI_STATUS runMethods(WIRE &wire) {
 using MAP = std::vector<std::optional<UINT32>>;
 
 static bool suits(const SIM_DISK &saved, const SIM_DISK &now) {
-  bool encrypts = (now.attributes & RAID_PD_ATTRIBUTE_FDE) != 0 || (saved.attributes & RAID_PD_ATTRIBUTE_FDE) == 0;
-  return now.size >= saved.size && now.protocol == saved.protocol && encrypts &&
-         ((now.attributes ^ saved.attributes) & RAID_PD_ATTRIBUTE_SSD) == 0;
+  bool encrypts =
+      (now.record.Attributes & RAID_PD_ATTRIBUTE_FDE) != 0 || (saved.record.Attributes & RAID_PD_ATTRIBUTE_FDE) == 0;
+  return now.record.Size >= saved.record.Size && now.record.Protocol == saved.record.Protocol && encrypts &&
+         ((now.record.Attributes ^ saved.record.Attributes) & RAID_PD_ATTRIBUTE_SSD) == 0;
 }
 
 static bool samePlace(const SIM_DISK &a, const SIM_DISK &b) {
-  return a.enclosureObjectId == b.enclosureObjectId && a.slot == b.slot && a.port == b.port;
+  return a.record.EnclosureObjectID == b.record.EnclosureObjectID && a.record.Slot == b.record.Slot &&
+         a.record.Port == b.record.Port;
 }
 
 static MAP mapDisks(const std::vector<SIM_DISK> &saved, const std::vector<SIM_DISK> &current) {
@@ -194,9 +196,9 @@ static MAP mapDisks(const std::vector<SIM_DISK> &saved, const std::vector<SIM_DI
     for (size_t i = 0; i < map.size(); ++i) {
       for (const SIM_DISK &disk : current) {
         // In place also one that another saved disk may have got.
-        bool free = inPlace || std::find(map.begin(), map.end(), disk.objectId) == map.end();
+        bool free = inPlace || std::find(map.begin(), map.end(), disk.record.ObjectID) == map.end();
         if (!map[i].has_value() && free && suits(saved[i], disk) && (!inPlace || samePlace(saved[i], disk))) {
-          map[i] = disk.objectId;
+          map[i] = disk.record.ObjectID;
         }
       }
     }
@@ -205,13 +207,19 @@ static MAP mapDisks(const std::vector<SIM_DISK> &saved, const std::vector<SIM_DI
 }
 
 static bool settingsDiffer(SIM_ADAPTER current, SIM_ADAPTER saved) {
-  auto isSaved = [&](const SIM_RATE &rate) {
-    return rate.name[0] == 0 || std::any_of(saved.rates, std::end(saved.rates), [&](const SIM_RATE &other) {
-             return narrow(other.name) == narrow(rate.name) && other.value == rate.value;
-           });
+  auto rateOf = [](const SIM_ADAPTER &adapter, size_t i) {
+    return std::pair(narrow(adapter.Rates[i].Name), adapter.record.Rates[i].EditableValue >> RAID_RATE_VALUE_SHIFT);
   };
-  return !std::equal(modesOf(current), modesOf(current) + MODES, modesOf(saved)) ||
-         !std::all_of(current.rates, std::end(current.rates), isSaved);
+  for (size_t i = 0; i < RAID_RATE_COUNT; ++i) {
+    bool isSaved = current.Rates[i].Name[0] == 0;
+    for (size_t j = 0; j < RAID_RATE_COUNT && !isSaved; ++j) {
+      isSaved = rateOf(current, i) == rateOf(saved, j);
+    }
+    if (!isSaved) {
+      return true;
+    }
+  }
+  return !std::equal(modesOf(current), modesOf(current) + MODES, modesOf(saved));
 }
 
 static EFI_STATUS readCurrent(WIRE &wire, UINT32 objectType) {
@@ -235,7 +243,7 @@ static EFI_STATUS clearAll(WIRE &wire, bool hadKey) {
 // The disk that stands in for a member. Ids stay 0 without a map; *status tells why a volume cannot be created.
 static UINT32 standInFor(const WIRE &wire, const MAP &map, UINT32 member, EFI_STATUS *status) {
   for (size_t i = 0; i < map.size(); ++i) {
-    if (wire.call.saved->state.disks.items[i].objectId == member) {
+    if (wire.call.saved->state.disks.items[i].record.ObjectID == member) {
       *status = map[i].has_value() || EFI_ERROR(*status) ? *status : EFI_OUT_OF_RESOURCES;
       return map[i].value_or(0);
     }
@@ -247,12 +255,12 @@ static UINT32 standInFor(const WIRE &wire, const MAP &map, UINT32 member, EFI_ST
 // Only a member that is none of the saved disks ends the restore.
 static EFI_STATUS createVolumes(WIRE &wire, const MAP &map) {
   for (SIM_VIRTUAL_DISK volume : wire.call.saved->state.virtualDisks.items) {
-    bool impossible = (volume.attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0 &&
-                      (wire.state.adapter.attributes & RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE) == 0;
+    bool impossible = (volume.record.Attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0 &&
+                      (wire.state.adapter.record.Attributes & RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE) == 0;
     EFI_STATUS status = impossible ? EFI_UNSUPPORTED : EFI_SUCCESS;
     IDS members;
-    for (UINT32 i = 0; !impossible && i < volume.pdCount && status != EFI_INVALID_PARAMETER; ++i) {
-      members.push_back(standInFor(wire, map, volume.pds[i], &status));
+    for (UINT32 i = 0; !impossible && i < volume.record.PDCount && status != EFI_INVALID_PARAMETER; ++i) {
+      members.push_back(standInFor(wire, map, volume.PDs[i], &status));
     }
     if (status == EFI_INVALID_PARAMETER) {
       return status;
@@ -261,7 +269,7 @@ static EFI_STATUS createVolumes(WIRE &wire, const MAP &map) {
       wire.note("CreateVD", status);
       continue;
     }
-    volume.attributes &= ~RAID_VD_ATTRIBUTE_FDE;
+    volume.record.Attributes &= ~RAID_VD_ATTRIBUTE_FDE;
     wire.step("CreateVD", {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, members, volume});
   }
   return EFI_SUCCESS;
@@ -270,11 +278,11 @@ static EFI_STATUS createVolumes(WIRE &wire, const MAP &map) {
 static EFI_STATUS createSpares(WIRE &wire, const MAP &map) {
   for (size_t i = 0; i < map.size(); ++i) {
     const SIM_DISK &disk = wire.call.saved->state.disks.items[i];
-    if (disk.hotspare == 0 || !map[i].has_value()) {
+    if (disk.record.Hotspare == 0 || !map[i].has_value()) {
       continue;
     }
     // The volumes are those of the saved document, whatever ids they have now.
-    SPARE spare = {disk.hotspare, listOf(disk)};
+    SPARE spare = {disk.record.Hotspare, listOf(disk)};
     EFI_STATUS status = wire.step("ChangePD", {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {*map[i]}, spare});
     if (EFI_ERROR(status) && wire.call.stopOnError) {
       return status;
@@ -288,7 +296,7 @@ static COMMAND savedSettings(const WIRE &wire) {
 }
 
 static EFI_STATUS changeSettings(WIRE &wire) {
-  if ((wire.state.adapter.attributes & RAID_ADAPTER_ATTRIBUTE_HIDES_PDS) == 0) {
+  if ((wire.state.adapter.record.Attributes & RAID_ADAPTER_ATTRIBUTE_HIDES_PDS) == 0) {
     return EFI_SUCCESS;
   }
   EFI_STATUS status = wire.step("ChangeAdapter", savedSettings(wire));
@@ -306,7 +314,7 @@ static EFI_STATUS restore(WIRE &wire) {
     return status;
   }
   MAP map = EFI_ERROR(status) ? MAP{} : mapDisks(saved.disks.items, before.disks.items);
-  status = saved.adapter.deviceId == before.adapter.deviceId ? EFI_SUCCESS : EFI_UNSUPPORTED;
+  status = saved.adapter.record.PCIID.DeviceID == before.adapter.record.PCIID.DeviceID ? EFI_SUCCESS : EFI_UNSUPPORTED;
   wire.note("Validate", status);
   if (EFI_ERROR(status)) {
     return status;

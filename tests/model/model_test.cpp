@@ -61,12 +61,13 @@ static std::string judge(World &world, const CALL &call) {
   bool freed = answer.optionsFreed && answer.savedFreed == (hasMode && call.saved != nullptr) &&
                answer.requestFreed == (hasMode && call.hasRequest);
   wrong += freed ? "" : "the documents were not freed as they must be\n";
-  bool balanced = world.firmware.pool().liveAllocations == allocations && simBooksBalanced(world.sim);
+  bool balanced = world.firmware.pool().liveAllocations == allocations && booksBalanced(&world.sim->books);
   wrong += balanced ? "" : "memory or records were left behind\n";
   STATE now(world.sim);
   auto &is = now.virtualDisks.items, &mustBe = state.virtualDisks.items;
   for (size_t i = 0; i < std::min(is.size(), mustBe.size()); ++i) {
-    mustBe[i].size = mustBe[i].size == 0 ? is[i].size : mustBe[i].size;
+    auto &size = mustBe[i].record;
+    size.Size = size.Size == 0 ? is[i].record.Size : size.Size;
   }
   if (describe(now) != describe(state)) {
     wrong += "the controller is\n" + describe(now) + "and must be\n" + describe(state);
@@ -100,11 +101,11 @@ static void tell(World &world, const SIM_ADAPTER &pristine, UINT64 seed) {
 
 // Only the levels that requests name, so that documents are short.
 static SIM_ADAPTER shortAdapter(SIM_ADAPTER adapter) {
-  adapter.supportedRaidLevels = 0x2 | 0x4 | 0x40;
-  auto end = std::remove_if(adapter.levels, adapter.levels + adapter.levelCount, [&](const RAID_LEVEL_PARAMS &level) {
-    return (level.RAIDLevel & adapter.supportedRaidLevels) == 0;
-  });
-  adapter.levelCount = static_cast<UINT32>(end - adapter.levels);
+  adapter.record.SupportedRAIDLevels = 0x2 | 0x4 | 0x40;
+  auto end = std::remove_if(
+      adapter.RAIDLevelParams, adapter.RAIDLevelParams + adapter.levelCount,
+      [&](const RAID_LEVEL_PARAMS &level) { return (level.RAIDLevel & adapter.record.SupportedRAIDLevels) == 0; });
+  adapter.levelCount = static_cast<UINT32>(end - adapter.RAIDLevelParams);
   return adapter;
 }
 

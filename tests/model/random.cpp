@@ -53,7 +53,7 @@ static void insertDisks(SIM_CONTROLLER *sim, RANDOM &random) {
   for (UINT32 place : someOf(random, places, 100)) { // in no order, unlike documents
     UINT32 enclosure = place < 10 ? SIM_DIRECT : 300 + place / 10;
     simInsertDisk(sim, enclosure, static_cast<UINT8>(place % 10), random.oneOf(drives));
-    sim->disks.items[sim->disks.count - 1].objVersion = random.chance(93) ? 1 : 0;
+    sim->disks.items[sim->disks.count - 1].record.ObjVersion = random.chance(93) ? 1 : 0;
   }
 }
 
@@ -63,18 +63,18 @@ void makeController(SIM_CONTROLLER *sim, RANDOM &random, const SIM_ADAPTER &pris
   sim->pulledDisks.count = 0;
   sim->nextDiskId = 1001;
   sim->adapter = pristine;
-  sim->adapter.attributes &= ~((random.chance(85) ? 0U : RAID_ADAPTER_ATTRIBUTE_HIDES_PDS) |
-                               (random.chance(70) ? 0U : RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE));
+  sim->adapter.record.Attributes &= ~((random.chance(85) ? 0U : RAID_ADAPTER_ATTRIBUTE_HIDES_PDS) |
+                                      (random.chance(70) ? 0U : RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE));
   for (UINT32 mode = 0; mode < std::size(g_modes); ++mode) {
     simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
   }
   for (UINT32 i = random.below(3); i != 0; --i) {
-    SIM_ENCLOSURE *enclosure = simAppend(sim->enclosures);
-    enclosure->objectId = 300 + sim->enclosures.count;
-    enclosure->objVersion = 1;
-    enclosure->deviceId = 31 + sim->enclosures.count;
-    enclosure->slotCount = 6;
-    enclosure->port = static_cast<UINT8>(sim->enclosures.count);
+    SIM_ENCLOSURE *enclosure = arrayAppend(sim->enclosures);
+    enclosure->record.ObjectID = 300 + sim->enclosures.count;
+    enclosure->record.ObjVersion = 1;
+    enclosure->record.DeviceID = 31 + sim->enclosures.count;
+    enclosure->record.SlotCount = 6;
+    enclosure->record.MultipathPort = static_cast<UINT8>(sim->enclosures.count << RAID_ENCLOSURE_PORT_SHIFT);
   }
   insertDisks(sim, random);
 }
@@ -83,10 +83,13 @@ void happen(SIM_CONTROLLER *sim, RANDOM &random) {
   UINT32 mode = random.below(6), count = sim->disks.count, kind = random.below(12);
   if (kind < 2 || count == 0) {
     simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
-    sim->adapter.rates[0].value = static_cast<UINT8>(random.below(128));
+    UINT8 value = static_cast<UINT8>(random.below(128));
+    sim->adapter.record.Rates[0].EditableValue =
+        static_cast<UINT8>(value << RAID_RATE_VALUE_SHIFT | RAID_RATE_EDITABLE);
     return;
   }
-  UINT32 ids[] = {sim->disks.items[random.below(count)].objectId, sim->disks.items[random.below(count)].objectId};
+  UINT32 ids[] = {sim->disks.items[random.below(count)].record.ObjectID,
+                  sim->disks.items[random.below(count)].record.ObjectID};
   switch (kind) {
   case 2:
     simPullDisk(sim, ids[0]);
@@ -114,7 +117,7 @@ void happen(SIM_CONTROLLER *sim, RANDOM &random) {
 
 // States that the document of no controller shows. Where there is no disk or virtual disk, what is done to it is lost.
 static void (*const g_distortions[])(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &volume, RANDOM &random) = {
-    [](auto sim, auto &, auto &, auto &) { sim->adapter.deviceId ^= 1; },
+    [](auto sim, auto &, auto &, auto &) { sim->adapter.record.PCIID.DeviceID ^= 1; },
     [](auto sim, auto &, auto &, auto &random) {
       UINT32 mode = random.below(MODES);
       simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
@@ -122,33 +125,34 @@ static void (*const g_distortions[])(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VI
     [](auto sim, auto &, auto &, auto &) { sim->disks.count = 0; },
     [](auto sim, auto &, auto &, auto &) { sim->virtualDisks.count = 0; },
     [](auto sim, auto &disk, auto &, auto &) { // two in one place
-      disk.enclosureObjectId = sim->disks.items[0].enclosureObjectId;
-      disk.enclosureDeviceId = sim->disks.items[0].enclosureDeviceId;
-      disk.slot = sim->disks.items[0].slot;
-      disk.port = sim->disks.items[0].port;
+      disk.record.EnclosureObjectID = sim->disks.items[0].record.EnclosureObjectID;
+      disk.record.EnclosureDeviceID = sim->disks.items[0].record.EnclosureDeviceID;
+      disk.record.Slot = sim->disks.items[0].record.Slot;
+      disk.record.Port = sim->disks.items[0].record.Port;
     },
-    [](auto, auto &disk, auto &, auto &) { disk.fqdd[0] = u'x'; }, // in no place
-    [](auto sim, auto &disk, auto &, auto &) { disk.objectId = sim->disks.items[0].objectId; },
-    [](auto, auto &disk, auto &, auto &) { disk.objectId = 1; }, // as a virtual disk has
-    [](auto, auto &disk, auto &, auto &) { disk.size *= 2; },
+    [](auto, auto &disk, auto &, auto &) { disk.FQDD[0] = u'x'; }, // in no place
+    [](auto sim, auto &disk, auto &, auto &) { disk.record.ObjectID = sim->disks.items[0].record.ObjectID; },
+    [](auto, auto &disk, auto &, auto &) { disk.record.ObjectID = 1; }, // as a virtual disk has
+    [](auto, auto &disk, auto &, auto &) { disk.record.Size *= 2; },
     [](auto sim, auto &, auto &, auto &random) { // all of them spares
       std::for_each(sim->disks.items, sim->disks.items + sim->disks.count, [&](SIM_DISK &each) {
-        each.hotspare = static_cast<UINT8>(1 + random.below(2));
-        each.vds[each.vdCount++] = 1 + random.below(2);
+        each.record.Hotspare = static_cast<UINT8>(1 + random.below(2));
+        each.VDs[each.record.VDCount++] = 1 + random.below(2);
       });
     },
     [](auto sim, auto &, auto &, auto &) {
-      std::for_each(sim->disks.items, sim->disks.items + sim->disks.count, [](SIM_DISK &each) { each.port ^= 1; });
+      std::for_each(sim->disks.items, sim->disks.items + sim->disks.count,
+                    [](SIM_DISK &each) { each.record.Port ^= 1; });
     },
-    [](auto, auto &, auto &volume, auto &) { volume.pds[0] = UNKNOWN_DISK; },
-    [](auto, auto &, auto &volume, auto &) { volume.pdCount = 0; },
-    [](auto, auto &, auto &volume, auto &) { volume.attributes |= RAID_VD_ATTRIBUTE_FDE; },
+    [](auto, auto &, auto &volume, auto &) { volume.PDs[0] = UNKNOWN_DISK; },
+    [](auto, auto &, auto &volume, auto &) { volume.record.PDCount = 0; },
+    [](auto, auto &, auto &volume, auto &) { volume.record.Attributes |= RAID_VD_ATTRIBUTE_FDE; },
     [](auto sim, auto &disk, auto &, auto &) {
-      SIM_VIRTUAL_DISK *cache = simAppend(sim->virtualDisks);
-      cache->levelDesc = sim->adapter.levels[0];
-      cache->raidLevel = cache->levelDesc.RAIDLevel;
-      cache->attributes = RAID_VD_ATTRIBUTE_CACHECADE;
-      cache->pds[cache->pdCount++] = disk.objectId;
+      SIM_VIRTUAL_DISK *cache = arrayAppend(sim->virtualDisks);
+      cache->record.RAIDLevelDesc = sim->adapter.RAIDLevelParams[0];
+      cache->record.RAIDLevel = cache->record.RAIDLevelDesc.RAIDLevel;
+      cache->record.Attributes = RAID_VD_ATTRIBUTE_CACHECADE;
+      cache->PDs[cache->record.PDCount++] = disk.record.ObjectID;
     },
 };
 
@@ -171,13 +175,13 @@ SAVED save(World &world, RANDOM &random, bool distorted) {
   // Disks come enclosure by enclosure, those in none last; lists are turned round.
   auto &disks = saved.state.disks.items;
   std::stable_sort(disks.begin(), disks.end(), [](const SIM_DISK &a, const SIM_DISK &b) {
-    return a.enclosureObjectId - 1 < b.enclosureObjectId - 1;
+    return a.record.EnclosureObjectID - 1 < b.record.EnclosureObjectID - 1;
   });
   for (SIM_DISK &disk : disks) {
-    std::reverse(disk.vds, disk.vds + disk.vdCount);
+    std::reverse(disk.VDs, disk.VDs + disk.record.VDCount);
   }
   for (SIM_VIRTUAL_DISK &volume : saved.state.virtualDisks.items) {
-    std::reverse(volume.pds, volume.pds + volume.pdCount);
+    std::reverse(volume.PDs, volume.PDs + volume.record.PDCount);
   }
   return saved;
 }
@@ -217,22 +221,23 @@ static METHOD randomCreate(RANDOM &random, CHOICES &choices) {
       0, 0, 0, 0, 0, 0, 0, 0, RAID_VD_ATTRIBUTE_FDE, RAID_VD_ATTRIBUTE_CACHECADE};
   UINT32 count = 1 + random.below(3), level = random.chance(90) ? count - 1 : 0;
   SIM_VIRTUAL_DISK volume = {};
-  volume.raidLevel = values[level];
-  volume.targetId = random.oneOf(targets);
-  volume.size = random.chance(25) ? 10 * GB : 0;
-  setWide(volume.name, random.chance(30) ? "Named" : "");
-  volume.attributes = random.oneOf(attributes);
+  volume.record.RAIDLevel = values[level];
+  volume.record.TargetID = random.oneOf(targets);
+  volume.record.Size = random.chance(25) ? 10 * GB : 0;
+  setWide(volume.Name, random.chance(30) ? "Named" : "");
+  volume.record.Attributes = random.oneOf(attributes);
   IDS members = someOf(random, random.chance(85) ? choices.ready : choices.disks, count);
-  choices.references.push_back(volume.targetId);
+  choices.references.push_back(volume.record.TargetID);
   std::erase_if(choices.ready, [&](UINT32 id) { return contains(members, id); });
   if (random.chance(4)) {
     return methodOf("Create", {RAID_COMMAND_CREATE, 3 + random.below(2), members}, "");
   }
-  const char *attribute = volume.attributes == RAID_VD_ATTRIBUTE_FDE ? "FDE" : "CacheCade";
-  return methodOf("Create", {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, members, volume},
-                  element("VD", numbers("TargetID", {volume.targetId}) + element("Name", narrow(volume.name)) +
-                                    element("RAIDLevel", levels[level]) + element("Size", std::to_string(volume.size)) +
-                                    element("Attributes", volume.attributes == 0 ? "" : element("a", attribute))));
+  const char *attribute = volume.record.Attributes == RAID_VD_ATTRIBUTE_FDE ? "FDE" : "CacheCade";
+  return methodOf(
+      "Create", {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, members, volume},
+      element("VD", numbers("TargetID", {volume.record.TargetID}) + element("Name", narrow(volume.Name)) +
+                        element("RAIDLevel", levels[level]) + element("Size", std::to_string(volume.record.Size)) +
+                        element("Attributes", volume.record.Attributes == 0 ? "" : element("a", attribute))));
 }
 
 static METHOD randomSpare(RANDOM &random, CHOICES &choices) {
@@ -261,11 +266,11 @@ static METHOD randomVolumeCommand(RANDOM &random, const CHOICES &choices) {
     return methodOf("Delete", {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, ids}, "");
   }
   SIM_VIRTUAL_DISK changes = {};
-  setWide(changes.name, random.chance(50) ? "Renamed" : "");
-  changes.currentCachePolicy = random.chance(50) ? 0x1 : 0;
-  return methodOf(
-      "Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, ids, changes},
-      element("VD", element("Name", narrow(changes.name)) + (changes.currentCachePolicy == 0 ? "" : WRITE_THROUGH)));
+  setWide(changes.Name, random.chance(50) ? "Renamed" : "");
+  changes.record.CurrentCachePolicy = random.chance(50) ? 0x1 : 0;
+  return methodOf("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, ids, changes},
+                  element("VD", element("Name", narrow(changes.Name)) +
+                                    (changes.record.CurrentCachePolicy == 0 ? "" : WRITE_THROUGH)));
 }
 
 static METHOD randomSettings(RANDOM &random, const SIM_ADAPTER &current) {
@@ -278,11 +283,13 @@ static METHOD randomSettings(RANDOM &random, const SIM_ADAPTER &current) {
     text += value == 0 ? "" : element(g_modes[mode].element, g_modes[mode].names[index]);
   }
   for (size_t i = 0; i < RAID_RATE_COUNT; ++i) {
-    SIM_RATE &rate = wanted.rates[i] = current.rates[i];
-    setWide(rate.name, random.chance(50) ? narrow(rate.name) : "Unheard");
-    rate.value = static_cast<UINT8>(random.below(128));
-    text += element("Rate", element("Name", narrow(rate.name)) + element("Editable", rate.editable ? "true" : "false") +
-                                numbers("Value", {rate.value}));
+    std::string name = random.chance(50) ? narrow(current.Rates[i].Name) : "Unheard";
+    UINT8 editable = current.record.Rates[i].EditableValue & RAID_RATE_EDITABLE;
+    UINT8 value = static_cast<UINT8>(random.below(128));
+    setWide(wanted.Rates[i].Name, name);
+    wanted.record.Rates[i].EditableValue = static_cast<UINT8>(value << RAID_RATE_VALUE_SHIFT | editable);
+    text += element("Rate", element("Name", name) + element("Editable", editable != 0 ? "true" : "false") +
+                                numbers("Value", {value}));
   }
   IDS ids = random.chance(10) ? IDS{random.below(2)} : IDS{};
   return methodOf("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, ids, wanted}, element("Adapter", text));
@@ -351,16 +358,16 @@ static METHOD randomMethod(RANDOM &random, const STATE &state, CHOICES &choices)
 static CHOICES choicesOf(const STATE &state, const CALL &call) {
   CHOICES choices = {{UNKNOWN_DISK}, {}, {}, {}};
   for (const SIM_DISK &disk : state.disks.items) {
-    choices.disks.push_back(disk.objectId);
-    if (disk.state == SIM_STATE_READY && disk.hotspare == 0) {
-      choices.ready.push_back(disk.objectId);
+    choices.disks.push_back(disk.record.ObjectID);
+    if (disk.record.State == RAID_STATE_READY && disk.record.Hotspare == 0) {
+      choices.ready.push_back(disk.record.ObjectID);
     }
   }
   for (size_t i = 0; call.saved != nullptr && i < call.saved->state.disks.items.size(); ++i) {
-    choices.disks.push_back(call.saved->state.disks.items[i].objectId);
+    choices.disks.push_back(call.saved->state.disks.items[i].record.ObjectID);
   }
   for (const SIM_VIRTUAL_DISK &volume : state.virtualDisks.items) {
-    choices.volumes.push_back(volume.objectId);
+    choices.volumes.push_back(volume.record.ObjectID);
   }
   return choices;
 }

@@ -40,7 +40,8 @@ static std::string volumeText(UINT32 level, UINT64 size, UINT32 policy, UINT32 a
 }
 
 static std::string describe(const SIM_VIRTUAL_DISK &volume) {
-  return volumeText(volume.raidLevel, volume.size, volume.currentCachePolicy, volume.attributes, listOf(volume));
+  return volumeText(volume.record.RAIDLevel, volume.record.Size, volume.record.CurrentCachePolicy,
+                    volume.record.Attributes, listOf(volume));
 }
 
 std::string describe(const STATE &state) {
@@ -48,17 +49,19 @@ std::string describe(const STATE &state) {
       "key " + line(state.key.keyId, reinterpret_cast<const char *>(state.key.passphrase), state.key.mode);
   SIM_ADAPTER adapter = state.adapter;
   text += "\nmodes " + line(IDS(modesOf(adapter), modesOf(adapter) + MODES));
-  for (const SIM_RATE &rate : adapter.rates) {
-    text += line(narrow(rate.name), rate.value);
+  for (size_t i = 0; i < RAID_RATE_COUNT; ++i) {
+    text += line(narrow(adapter.Rates[i].Name), adapter.record.Rates[i].EditableValue >> RAID_RATE_VALUE_SHIFT);
   }
   for (const SIM_DISK &disk : state.disks.items) {
-    text += "\ndisk " + line(disk.objectId, "state", disk.state, "spare", disk.hotspare, "of", listOf(disk));
+    text += "\ndisk " +
+            line(disk.record.ObjectID, "state", disk.record.State, "spare", disk.record.Hotspare, "of", listOf(disk));
   }
   for (const SIM_VIRTUAL_DISK &volume : state.virtualDisks.items) {
-    text += "\nvolume " + line(volume.objectId, "target", volume.targetId, narrow(volume.name)) + describe(volume);
+    text += "\nvolume " + line(volume.record.ObjectID, "target", volume.record.TargetID, narrow(volume.Name)) +
+            describe(volume);
   }
   for (const SIM_VIRTUAL_DISK &volume : state.foreignDisks.items) {
-    text += "\nforeign " + narrow(volume.name) + describe(volume);
+    text += "\nforeign " + narrow(volume.Name) + describe(volume);
   }
   return text + "\n";
 }
@@ -80,7 +83,7 @@ std::string describe(const COMMAND &command) {
   if (auto *spare = std::get_if<SPARE>(&command.payload)) {
     text += line("spare", spare->hotspare, "of", spare->volumes);
   } else if (auto *volume = std::get_if<SIM_VIRTUAL_DISK>(&command.payload)) {
-    text += line("target", volume->targetId) + describe(*volume);
+    text += line("target", volume->record.TargetID) + describe(*volume);
   }
   return text;
 }
@@ -105,24 +108,24 @@ std::string describe(const SIM_LOG_ENTRY *arrived) {
 // --- What commands do ---
 
 // The lowest number from first on that no virtual disk has.
-static UINT32 lowestFree(const STATE &state, UINT32 first, UINT32 SIM_VIRTUAL_DISK::*number) {
+static UINT32 lowestFree(const STATE &state, UINT32 first, UINT32 (*numberOf)(const SIM_VIRTUAL_DISK &)) {
   const auto &volumes = state.virtualDisks.items;
-  while (std::any_of(volumes.begin(), volumes.end(), [&](auto &volume) { return volume.*number == first; })) {
+  while (std::any_of(volumes.begin(), volumes.end(), [&](auto &volume) { return numberOf(volume) == first; })) {
     ++first;
   }
   return first;
 }
 
 static void add(STATE &state, SIM_VIRTUAL_DISK volume) {
-  volume.objectId = lowestFree(state, 1, &SIM_VIRTUAL_DISK::objectId);
-  volume.targetId = lowestFree(state, 0, &SIM_VIRTUAL_DISK::targetId);
-  if (volume.name[0] == 0) {
-    setWide(volume.name, "Virtual Disk " + std::to_string(volume.targetId));
+  volume.record.ObjectID = lowestFree(state, 1, [](auto &other) -> UINT32 { return other.record.ObjectID; });
+  volume.record.TargetID = lowestFree(state, 0, [](auto &other) -> UINT32 { return other.record.TargetID; });
+  if (volume.Name[0] == 0) {
+    setWide(volume.Name, "Virtual Disk " + std::to_string(volume.record.TargetID));
   }
   for (UINT32 member : listOf(volume)) {
     if (SIM_DISK *disk = find(state.disks.items, member)) { // one that was pulled stays a member
-      disk->vds[disk->vdCount++] = volume.objectId;
-      disk->state = disk->state == SIM_STATE_FAILED ? disk->state : SIM_STATE_ONLINE;
+      disk->VDs[disk->record.VDCount++] = volume.record.ObjectID;
+      disk->record.State = disk->record.State == RAID_STATE_FAILED ? disk->record.State : RAID_STATE_ONLINE;
     }
   }
   state.virtualDisks.items.push_back(volume);
@@ -130,32 +133,33 @@ static void add(STATE &state, SIM_VIRTUAL_DISK volume) {
 
 static void create(STATE &state, const COMMAND &command) {
   SIM_VIRTUAL_DISK volume = std::get<SIM_VIRTUAL_DISK>(command.payload);
-  volume.pdCount = static_cast<UINT32>(command.ids.size());
-  std::copy(command.ids.begin(), command.ids.end(), volume.pds);
-  volume.currentCachePolicy = volume.currentCachePolicy == 0 ? 0x10000142 : volume.currentCachePolicy;
+  volume.record.PDCount = static_cast<UINT32>(command.ids.size());
+  std::copy(command.ids.begin(), command.ids.end(), volume.PDs);
+  volume.record.CurrentCachePolicy =
+      volume.record.CurrentCachePolicy == 0 ? 0x10000142 : volume.record.CurrentCachePolicy;
   add(state, volume);
 }
 
 static void remove(STATE &state, UINT32 id) {
   for (SIM_DISK &disk : state.disks.items) {
-    UINT32 *end = std::remove(disk.vds, disk.vds + disk.vdCount, id);
-    UINT32 left = static_cast<UINT32>(end - disk.vds);
-    if (left == 0 && disk.vdCount != 0) {
-      disk.hotspare = 0;
-      disk.state = disk.state == SIM_STATE_ONLINE ? SIM_STATE_READY : disk.state;
+    UINT32 *end = std::remove(disk.VDs, disk.VDs + disk.record.VDCount, id);
+    UINT8 left = static_cast<UINT8>(end - disk.VDs);
+    if (left == 0 && disk.record.VDCount != 0) {
+      disk.record.Hotspare = 0;
+      disk.record.State = disk.record.State == RAID_STATE_ONLINE ? RAID_STATE_READY : disk.record.State;
     }
-    disk.vdCount = left;
+    disk.record.VDCount = left;
   }
-  std::erase_if(state.virtualDisks.items, [&](auto &volume) { return volume.objectId == id; });
+  std::erase_if(state.virtualDisks.items, [&](auto &volume) { return volume.record.ObjectID == id; });
 }
 
 static void reset(STATE &state) {
   while (!state.virtualDisks.items.empty()) {
-    remove(state, state.virtualDisks.items[0].objectId);
+    remove(state, state.virtualDisks.items[0].record.ObjectID);
   }
   for (SIM_DISK &disk : state.disks.items) {
-    disk.vdCount = disk.hotspare != 0 ? 0 : disk.vdCount;
-    disk.hotspare = 0;
+    disk.record.VDCount = disk.record.Hotspare != 0 ? 0 : disk.record.VDCount;
+    disk.record.Hotspare = 0;
   }
 }
 
@@ -164,23 +168,25 @@ static void changeSettings(SIM_ADAPTER &own, SIM_ADAPTER wanted) {
     UINT8 &mode = modesOf(own)[i];
     mode = (mode & modesOf(wanted)[i] & 0x80) != 0 ? modesOf(wanted)[i] : mode;
   }
-  for (const SIM_RATE &rate : wanted.rates) {
-    for (SIM_RATE &other : own.rates) {
-      bool same = rate.name[0] != 0 && narrow(rate.name) == narrow(other.name);
-      other.value = same && other.editable ? rate.value : other.value;
+  for (size_t i = 0; i < RAID_RATE_COUNT; ++i) {
+    std::string name = narrow(wanted.Rates[i].Name);
+    for (size_t j = 0; j < RAID_RATE_COUNT; ++j) {
+      UINT8 &value = own.record.Rates[j].EditableValue;
+      bool changes = !name.empty() && name == narrow(own.Rates[j].Name) && (value & RAID_RATE_EDITABLE) != 0;
+      value = changes ? wanted.record.Rates[i].EditableValue | RAID_RATE_EDITABLE : value;
     }
   }
 }
 
 static void changeSpare(SIM_DISK &disk, const SPARE &spare) {
-  if (disk.hotspare == 0 && disk.vdCount != 0) {
+  if (disk.record.Hotspare == 0 && disk.record.VDCount != 0) {
     return; // a member that is to be no hot spare
   }
-  disk.hotspare = static_cast<UINT8>(spare.hotspare);
-  disk.vdCount = 0;
+  disk.record.Hotspare = static_cast<UINT8>(spare.hotspare);
+  disk.record.VDCount = 0;
   for (UINT32 volume : spare.hotspare == 1 ? spare.volumes : IDS{}) {
     if (!contains(listOf(disk), volume)) {
-      disk.vds[disk.vdCount++] = volume;
+      disk.VDs[disk.record.VDCount++] = volume;
     }
   }
 }
@@ -196,14 +202,15 @@ static void change(STATE &state, const COMMAND &command) {
     }
     const auto &wanted = std::get<SIM_VIRTUAL_DISK>(command.payload);
     SIM_VIRTUAL_DISK &volume = *find(state.virtualDisks.items, id);
-    setWide(volume.name, narrow(wanted.name[0] != 0 ? wanted.name : volume.name));
-    volume.currentCachePolicy = wanted.currentCachePolicy != 0 ? wanted.currentCachePolicy : volume.currentCachePolicy;
+    setWide(volume.Name, narrow(wanted.Name[0] != 0 ? wanted.Name : volume.Name));
+    volume.record.CurrentCachePolicy =
+        wanted.record.CurrentCachePolicy != 0 ? wanted.record.CurrentCachePolicy : volume.record.CurrentCachePolicy;
   }
 }
 
 static void endForeign(STATE &state, bool imported) {
   for (SIM_DISK &disk : state.disks.items) {
-    disk.state = disk.state == SIM_STATE_FOREIGN ? SIM_STATE_READY : disk.state;
+    disk.record.State = disk.record.State == RAID_STATE_FOREIGN ? RAID_STATE_READY : disk.record.State;
   }
   for (const SIM_VIRTUAL_DISK &volume : state.foreignDisks.items) {
     if (imported) {

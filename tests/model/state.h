@@ -42,15 +42,15 @@ bool contains(const IDS &ids, UINT32 id);
 
 // The virtual disks of a disk, the members of a virtual disk.
 inline IDS listOf(const SIM_DISK &disk) {
-  return {disk.vds, disk.vds + disk.vdCount};
+  return {disk.VDs, disk.VDs + disk.record.VDCount};
 }
 inline IDS listOf(const SIM_VIRTUAL_DISK &volume) {
-  return {volume.pds, volume.pds + volume.pdCount};
+  return {volume.PDs, volume.PDs + volume.record.PDCount};
 }
 
 // The first with that id in a vector of disks or virtual disks, or null.
 inline auto find(auto &objects, UINT32 id) {
-  auto found = std::find_if(objects.begin(), objects.end(), [&](auto &object) { return object.objectId == id; });
+  auto found = std::find_if(objects.begin(), objects.end(), [&](auto &object) { return object.record.ObjectID == id; });
   return found == objects.end() ? nullptr : &*found;
 }
 
@@ -58,5 +58,5 @@ constexpr size_t MODES = 6;
 constexpr size_t PATROL_READ = 4;
 // The mode bytes in their order; bit 7 marks one that is there.
 inline UINT8 *modesOf(SIM_ADAPTER &adapter) {
-  return &adapter.uncertifiedMode;
+  return &adapter.record.UncertifiedMode;
 }

@@ -15,7 +15,7 @@ static void happen(SIM_CONTROLLER *sim) {
   simSetRate(sim, u"Patrol Read", 99);
   simSwapDisks(sim, 1001, 1009);       // a plain and an encrypting one: no Secret
   simReplaceDisk(sim, 1008, 500 * GB); // too small for a spare
-  UINT32 shelf = simFindDisk(sim, 1012)->enclosureObjectId;
+  UINT32 shelf = simFindDisk(sim, 1012)->record.EnclosureObjectID;
   simPullDisk(sim, 1012); // stood in for by a new one elsewhere
   simInsertDisk(sim, shelf, 9, {5000 * GB, 0x10, 1});
   simReplaceDisk(sim, 1011, 100 * GB); // too small: no Cache

@@ -47,10 +47,17 @@ driver=$below
 check providers/unload_guard free # what two providers share
 check providers/ddf free          # a format, no image of its own
 providers=""
-for room in xml_service debug_log sim_controller; do
+shared="" # what providers of the management protocol share
+for room in answers levels; do
+  check "providers/$room" free
+  shared="$shared providers/$room"
+done
+for room in xml_service debug_log; do
   check "providers/$room" free providers/unload_guard # never another's insides
   providers="$providers providers/$room"
 done
+check providers/sim_controller free $shared
+providers="$providers providers/sim_controller"
 check host_firmware host
 
 # The client's core, bottom up; each folder may use those before it.

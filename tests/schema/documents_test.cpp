@@ -37,7 +37,7 @@ TEST(Documents, InventoriesAndRestoreLogs) {
     std::string saved = world.get().text;
     expectValid("XYLSchema.xsd", saved);
     if (world.sim->virtualDisks.count != 0) {
-      EXPECT_EQ(simFailDisk(world.sim, world.sim->virtualDisks.items[0].pds[0]), EFI_SUCCESS);
+      EXPECT_EQ(simFailDisk(world.sim, world.sim->virtualDisks.items[0].PDs[0]), EFI_SUCCESS);
     }
     // A new adapter finds all virtual disks foreign.
     EXPECT_EQ(simReplaceAdapter(world.sim), EFI_SUCCESS);

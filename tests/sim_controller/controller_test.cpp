@@ -57,7 +57,7 @@ TEST(Books, NoteEachMisuse) {
   }
   EXPECT_EQ(freeRecords(disks.Data, count), EFI_SUCCESS);
   EXPECT_EQ(freeRecords(keyId.Data, 0), EFI_SUCCESS);
-  EXPECT_FALSE(simBooksBalanced(world.sim)) << "mistakes are not forgotten";
+  EXPECT_FALSE(booksBalanced(&world.sim->books)) << "mistakes are not forgotten";
   world.sim->books.mistakeCount = 0;
 
   // What was no copy becomes one.
@@ -69,7 +69,7 @@ TEST(Books, NoteEachMisuse) {
 }
 
 // Leaves an array room for no more than it holds, or for one.
-template <class T> static void fit(SIM_ARRAY<T> &array) {
+template <class T> static void fit(POOL_ARRAY<T> &array) {
   UINT32 capacity = array.count == 0 ? 1 : array.count;
   T *items = poolNew<T>(capacity);
   std::memcpy(static_cast<void *>(items), array.items, sizeof(T) * array.count);
@@ -103,7 +103,7 @@ TEST(Memory, RunsOutWithoutALeak) {
   SWEEP sweep;
   sweep.world = bare("demo");
   sweep.prepare = [](World &world) {
-    fit(world.sim->answers);
+    fit(world.sim->books.out);
     fit(world.sim->virtualDisks);
     fit(world.sim->foreignDisks);
   };
@@ -122,7 +122,7 @@ TEST(Memory, RunsOutWithoutALeak) {
 
 TEST(Commands, RefuseUnknownObjectsKindsAndPlaces) {
   World world(bare("demo"));
-  UINT32 disk = world.sim->disks.items[0].objectId, volume = world.sim->virtualDisks.items[0].objectId;
+  UINT32 disk = world.sim->disks.items[0].record.ObjectID, volume = world.sim->virtualDisks.items[0].record.ObjectID;
   EXPECT_EQ(run(world, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, {volume, disk}), EFI_NOT_FOUND);
   EXPECT_EQ(run(world, RAID_COMMAND_GET, RAID_OBJECT_BATTERY), EFI_UNSUPPORTED);
   EXPECT_EQ(run(world, RAID_COMMAND_GET_BOUNDS, RAID_OBJECT_ADAPTER), EFI_UNSUPPORTED);
@@ -130,7 +130,7 @@ TEST(Commands, RefuseUnknownObjectsKindsAndPlaces) {
   EXPECT_EQ(run(world, RAID_COMMAND_CHECK, RAID_OBJECT_VIRTUAL_DISK, {volume, 99}), EFI_NOT_FOUND);
   EXPECT_EQ(run(world, RAID_COMMAND_LOCK, RAID_OBJECT_ADAPTER), EFI_INVALID_PARAMETER);
   SIM_DRIVE drive = {1 << 30, 0x10, 0};
-  UINT32 shelf = world.sim->enclosures.items[0].objectId;
+  UINT32 shelf = world.sim->enclosures.items[0].record.ObjectID;
   EXPECT_EQ(simInsertDisk(world.sim, shelf, 3, drive), EFI_ALREADY_STARTED);
   EXPECT_EQ(simInsertDisk(world.sim, shelf, 12, drive), EFI_NOT_FOUND);
   EXPECT_EQ(simInsertDisk(world.sim, 9, 0, drive), EFI_NOT_FOUND);
@@ -161,10 +161,10 @@ TEST(Key, IsExchangedForItsWholePassphrase) {
 TEST(Key, IsKeptWhileAVirtualDiskNeedsIt) {
   World world(bare("demo"));
   ASSERT_EQ(create(world, /* RAID 1 */ 4, {1009, 1010}, 0, RAID_VD_ATTRIBUTE_FDE), EFI_SUCCESS);
-  EXPECT_EQ(simFindDisk(world.sim, 1009)->secureState, 1u);
+  EXPECT_EQ(simFindDisk(world.sim, 1009)->record.SecureState, 1u);
   EXPECT_EQ(run(world, RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER), EFI_ACCESS_DENIED);
   ASSERT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER), EFI_SUCCESS);
-  EXPECT_EQ(simFindDisk(world.sim, 1009)->secureState, 0u);
+  EXPECT_EQ(simFindDisk(world.sim, 1009)->record.SecureState, 0u);
   EXPECT_EQ(run(world, RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER), EFI_SUCCESS);
 }
 
@@ -173,23 +173,23 @@ TEST(StateFault, FindsWhatAFileMayHoldWrong) {
     const char *what;
     void (*damage)(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &volume);
   } cases[] = {
-      {"text without end", [](auto, auto &disk, auto &) { std::memset(disk.name, 'x', sizeof(disk.name)); }},
+      {"text without end", [](auto, auto &disk, auto &) { std::memset(disk.Name, 'x', sizeof(disk.Name)); }},
       {"list longer than its room",
        [](auto, auto &disk, auto &) {
-         for (; disk.vdCount < SIM_DISK_VDS; ++disk.vdCount) {
-           disk.vds[disk.vdCount] = disk.vds[0];
+         for (; disk.record.VDCount < SIM_DISK_VDS; ++disk.record.VDCount) {
+           disk.VDs[disk.record.VDCount] = disk.VDs[0];
          }
-         ++disk.vdCount; // all others are good, so only the count can give it away
+         ++disk.record.VDCount; // all others are good, so only the count can give it away
        }},
-      {"members beyond their room", [](auto, auto &, auto &volume) { volume.pdCount = 1 << 20; }},
-      {"unknown virtual disk", [](auto, auto &disk, auto &) { disk.vds[0] = 99; }},
-      {"disk twice", [](auto sim, auto &disk, auto &) { sim->disks.items[1].objectId = disk.objectId; }},
-      {"id of both kinds", [](auto sim, auto &, auto &) { sim->virtualDisks.items[4].objectId = 1021; }},
-      {"target id twice", [](auto sim, auto &, auto &) { sim->virtualDisks.items[1].targetId = 0; }},
-      {"member that does not know", [](auto, auto &, auto &volume) { volume.pds[0] = 1010; }},
-      {"more used than there is", [](auto, auto &disk, auto &) { disk.usedSize = disk.size + 1; }},
-      {"state 6", [](auto, auto &disk, auto &) { disk.state = 6; }},
-      {"patrol read mode 0x0C", [](auto sim, auto &, auto &) { sim->adapter.patrolReadMode = 0x8C; }},
+      {"members beyond their room", [](auto, auto &, auto &volume) { volume.record.PDCount = 1 << 20; }},
+      {"unknown virtual disk", [](auto, auto &disk, auto &) { disk.VDs[0] = 99; }},
+      {"disk twice", [](auto sim, auto &disk, auto &) { sim->disks.items[1].record.ObjectID = disk.record.ObjectID; }},
+      {"id of both kinds", [](auto sim, auto &, auto &) { sim->virtualDisks.items[4].record.ObjectID = 1021; }},
+      {"target id twice", [](auto sim, auto &, auto &) { sim->virtualDisks.items[1].record.TargetID = 0; }},
+      {"member that does not know", [](auto, auto &, auto &volume) { volume.PDs[0] = 1010; }},
+      {"more used than there is", [](auto, auto &disk, auto &) { disk.record.UsedSize = disk.record.Size + 1; }},
+      {"state 6", [](auto, auto &disk, auto &) { disk.record.State = 6; }},
+      {"patrol read mode 0x0C", [](auto sim, auto &, auto &) { sim->adapter.record.PatrolReadMode = 0x8C; }},
       {"key mode 3", [](auto sim, auto &, auto &) { sim->key.mode = 3; }},
   };
   for (const auto &row : cases) {

@@ -11,10 +11,10 @@ constexpr UINT64 ROOM = DISK_SIZE / 0x100000 * 0x100000;
 class Volumes : public testing::Test {
 protected:
   Volumes() : world(bare("empty")) {
-    SIM_ENCLOSURE *enclosure = simAppend(world.sim->enclosures);
-    enclosure->objectId = 301;
-    enclosure->deviceId = 32;
-    enclosure->slotCount = 24;
+    SIM_ENCLOSURE *enclosure = arrayAppend(world.sim->enclosures);
+    enclosure->record.ObjectID = 301;
+    enclosure->record.DeviceID = 32;
+    enclosure->record.SlotCount = 24;
     for (UINT8 slot = 0; slot < 24; ++slot) {
       ids.push_back(0);
       EXPECT_EQ(simInsertDisk(world.sim, 301, slot, {DISK_SIZE, 0x20, 0x11}, &ids.back()), EFI_SUCCESS);
@@ -32,11 +32,11 @@ TEST_F(Volumes, AreMadeOrRefused) {
   ASSERT_EQ(create(world, LEVEL_1, members(2, 18)), EFI_SUCCESS);            // 18, 19 are full
   ASSERT_EQ(create(world, LEVEL_5, members(3, 20), 100 << 20), EFI_SUCCESS); // 20, 21, 22 have room
   ASSERT_EQ(simFailDisk(world.sim, ids[23]), EFI_SUCCESS);
-  disk(12).hotspare = 2;
-  disk(13).state = SIM_STATE_FOREIGN;
-  disk(14).attributes = 0x13; // SSD
-  disk(15).protocol = 0x10;   // SATA
-  disk(16).size = 10 << 20;
+  disk(12).record.Hotspare = 2;
+  disk(13).record.State = RAID_STATE_FOREIGN;
+  disk(14).record.Attributes = 0x13; // SSD
+  disk(15).record.Protocol = 0x10;   // SATA
+  disk(16).record.Size = 10 << 20;
   struct {
     const char *what;
     UINT32 level, first, count, other; // another member, or none
@@ -96,15 +96,15 @@ TEST_F(Volumes, AreMadeOrRefused) {
       continue;
     }
     const SIM_VIRTUAL_DISK &volume = world.sim->virtualDisks.items[2];
-    EXPECT_EQ(volume.size, row.dataMembers * ROOM);
-    EXPECT_EQ(volume.spanDepth, row.madeSpans);
-    EXPECT_EQ(volume.pdsPerSpan, row.count / row.madeSpans);
-    EXPECT_EQ(disk(row.count - 1).usedSize, ROOM);
-    EXPECT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {volume.objectId}), EFI_SUCCESS);
+    EXPECT_EQ(volume.record.Size, row.dataMembers * ROOM);
+    EXPECT_EQ(volume.record.SpanDepth, row.madeSpans);
+    EXPECT_EQ(volume.record.PDsPerSpan, row.count / row.madeSpans);
+    EXPECT_EQ(disk(row.count - 1).record.UsedSize, ROOM);
+    EXPECT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {volume.record.ObjectID}), EFI_SUCCESS);
     before = KEPT_STATE(world.sim);
   }
   EXPECT_EQ(create(world, LEVEL_0, {ids[0], 5000}), EFI_INVALID_PARAMETER);
-  world.sim->adapter.maxLds = 2;
+  world.sim->adapter.record.MaxLDs = 2;
   EXPECT_EQ(create(world, LEVEL_0, {ids[0]}), EFI_VOLUME_FULL);
 }
 
@@ -113,21 +113,21 @@ TEST_F(Volumes, ShareDisksAndTakeTheLowestFreeIds) {
   ASSERT_EQ(create(world, LEVEL_0, {ids[2], ids[0], ids[1]}), EFI_SUCCESS); // the same group in another order
   ASSERT_EQ(create(world, LEVEL_1, members(2, 3)), EFI_SUCCESS);
   const SIM_VIRTUAL_DISK *volumes = world.sim->virtualDisks.items;
-  EXPECT_EQ(volumes[1].size, 3 * (ROOM - (500ULL << 20)));
-  EXPECT_EQ(volumes[1].pds[0], ids[2]);
-  UINT32 first = volumes[0].objectId, second = volumes[1].objectId;
-  EXPECT_EQ(volumes[2].targetId, 2u);
+  EXPECT_EQ(volumes[1].record.Size, 3 * (ROOM - (500ULL << 20)));
+  EXPECT_EQ(volumes[1].PDs[0], ids[2]);
+  UINT32 first = volumes[0].record.ObjectID, second = volumes[1].record.ObjectID;
+  EXPECT_EQ(volumes[2].record.TargetID, 2u);
   // Unknown among known ones: nothing is deleted.
   EXPECT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {first, 4711}), EFI_NOT_FOUND);
   EXPECT_EQ(world.sim->virtualDisks.count, 3u);
   EXPECT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {first}), EFI_SUCCESS);
-  EXPECT_EQ(disk(0).state, SIM_STATE_ONLINE);
+  EXPECT_EQ(disk(0).record.State, RAID_STATE_ONLINE);
   EXPECT_EQ(create(world, LEVEL_5, members(3)), EFI_VOLUME_FULL); // the room is in front of what is there
   EXPECT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {second}), EFI_SUCCESS);
-  EXPECT_EQ(disk(0).state, SIM_STATE_READY);
+  EXPECT_EQ(disk(0).record.State, RAID_STATE_READY);
   ASSERT_EQ(create(world, LEVEL_5, members(3)), EFI_SUCCESS);
-  EXPECT_EQ(world.sim->virtualDisks.items[1].objectId, first);
-  EXPECT_EQ(world.sim->virtualDisks.items[1].targetId, 0u);
+  EXPECT_EQ(world.sim->virtualDisks.items[1].record.ObjectID, first);
+  EXPECT_EQ(world.sim->virtualDisks.items[1].record.TargetID, 0u);
   EXPECT_STREQ(simStateFault(world.sim), nullptr);
 }
 
@@ -138,10 +138,10 @@ TEST_F(Volumes, DegradeAndFailByTheirLevel) {
     std::vector<size_t> lost;
     UINT64 state;
   } cases[] = {
-      {LEVEL_0, 2, {1}, SIM_STATE_OFFLINE},       {LEVEL_1, 2, {1}, SIM_STATE_DEGRADED},
-      {LEVEL_5, 4, {3, 0}, SIM_STATE_OFFLINE},    {LEVEL_6, 4, {1, 2}, SIM_STATE_DEGRADED},
-      {LEVEL_6, 4, {1, 2, 3}, SIM_STATE_OFFLINE}, {LEVEL_10, 4, {0, 2}, SIM_STATE_DEGRADED},
-      {LEVEL_10, 4, {2, 3}, SIM_STATE_OFFLINE},   {LEVEL_50, 6, {0, 5}, SIM_STATE_DEGRADED},
+      {LEVEL_0, 2, {1}, RAID_STATE_OFFLINE},       {LEVEL_1, 2, {1}, RAID_STATE_DEGRADED},
+      {LEVEL_5, 4, {3, 0}, RAID_STATE_OFFLINE},    {LEVEL_6, 4, {1, 2}, RAID_STATE_DEGRADED},
+      {LEVEL_6, 4, {1, 2, 3}, RAID_STATE_OFFLINE}, {LEVEL_10, 4, {0, 2}, RAID_STATE_DEGRADED},
+      {LEVEL_10, 4, {2, 3}, RAID_STATE_OFFLINE},   {LEVEL_50, 6, {0, 5}, RAID_STATE_DEGRADED},
   };
   for (const auto &row : cases) {
     SCOPED_TRACE(&row - cases);
@@ -151,8 +151,8 @@ TEST_F(Volumes, DegradeAndFailByTheirLevel) {
     for (size_t index : row.lost) {
       EXPECT_EQ(index == 3 ? simFailDisk(world.sim, group[index]) : simPullDisk(world.sim, group[index]), EFI_SUCCESS);
     }
-    EXPECT_EQ(volume.state, row.state);
-    EXPECT_EQ(volume.pds[row.lost[0]], group[row.lost[0]]) << "a lost member's id stays";
+    EXPECT_EQ(volume.record.State, row.state);
+    EXPECT_EQ(volume.PDs[row.lost[0]], group[row.lost[0]]) << "a lost member's id stays";
     EXPECT_STREQ(simStateFault(world.sim), nullptr);
     ASSERT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER), EFI_SUCCESS);
     for (size_t index : row.lost) {
@@ -172,17 +172,17 @@ TEST_F(Volumes, AreForeignUntilClearedOrImported) {
   EXPECT_EQ(world.sim->virtualDisks.count, 0u);
   EXPECT_EQ(world.sim->foreignDisks.count, 3u);
   ASSERT_EQ(simPullDisk(world.sim, ids[7]), EFI_SUCCESS);
-  world.sim->adapter.maxLds = 2;
+  world.sim->adapter.record.MaxLDs = 2;
   EXPECT_EQ(run(world, RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER), EFI_VOLUME_FULL);
-  world.sim->adapter.maxLds = 3;
+  world.sim->adapter.record.MaxLDs = 3;
   ASSERT_EQ(run(world, RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER), EFI_SUCCESS);
-  const UINT64 states[] = {SIM_STATE_ONLINE, SIM_STATE_DEGRADED, SIM_STATE_OFFLINE};
+  const UINT64 states[] = {RAID_STATE_ONLINE, RAID_STATE_DEGRADED, RAID_STATE_OFFLINE};
   for (UINT32 i = 0; i < 3; ++i) {
-    EXPECT_EQ(world.sim->virtualDisks.items[i].state, states[i]);
+    EXPECT_EQ(world.sim->virtualDisks.items[i].record.State, states[i]);
   }
-  EXPECT_EQ(disk(6).vdCount, 2u);
-  EXPECT_EQ(disk(6).usedSize, ROOM);
-  EXPECT_EQ(disk(6).secureState, 0u);
+  EXPECT_EQ(disk(6).record.VDCount, 2u);
+  EXPECT_EQ(disk(6).record.UsedSize, ROOM);
+  EXPECT_EQ(disk(6).record.SecureState, 0u);
   EXPECT_STREQ(simStateFault(world.sim), nullptr);
 
   ASSERT_EQ(simReplaceAdapter(world.sim), EFI_SUCCESS);

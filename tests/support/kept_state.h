@@ -11,12 +11,12 @@
 template <class T> struct KEPT_ARRAY {
   std::vector<T> items;
 
-  explicit KEPT_ARRAY(const SIM_ARRAY<T> &array) : items(array.items, array.items + array.count) {}
-  void putBack(SIM_ARRAY<T> &array) const {
+  explicit KEPT_ARRAY(const POOL_ARRAY<T> &array) : items(array.items, array.items + array.count) {}
+  void putBack(POOL_ARRAY<T> &array) const {
     array.count = static_cast<UINT32>(items.size());
     std::copy(items.begin(), items.end(), array.items);
   }
-  bool isIn(const SIM_ARRAY<T> &array) const {
+  bool isIn(const POOL_ARRAY<T> &array) const {
     return array.count == items.size() &&
            (items.empty() || std::memcmp(array.items, items.data(), sizeof(T) * items.size()) == 0);
   }

@@ -86,7 +86,7 @@ EFI_STATUS World::unloadDriver() {
 }
 
 EFI_STATUS World::removeController() {
-  EXPECT_TRUE(simBooksBalanced(sim));
+  EXPECT_TRUE(booksBalanced(&sim->books));
   EFI_STATUS status = simDestroy(sim);
   if (!EFI_ERROR(status)) {
     sim = nullptr;
@@ -210,7 +210,7 @@ void World::expectBalanced(const std::string &where) {
   EXPECT_EQ(balance(), mark_) << where << ": allocations, bytes, open protocols";
   EXPECT_EQ(firmware.complaints(), std::vector<std::string>{}) << where;
   if (sim != nullptr) {
-    EXPECT_TRUE(simBooksBalanced(sim)) << where;
+    EXPECT_TRUE(booksBalanced(&sim->books)) << where;
   }
 }
 

@@ -90,11 +90,11 @@ TEST(Xyl, VerifySaysWhatChangedAndSettingsComeBack) {
   const std::string verify = "verify saved.xml --controller lab.json";
   const std::string same = "!xyl get --controller lab.json | cmp - saved.xml";
   const std::string edit = "!cp demo.json lab.json; sed -i '0,/";
-  const std::string rate = edit + "\"value\": 30/s//\"value\": 31/' lab.json";
+  const std::string rate = edit + "\"Value\": 30/s//\"Value\": 31/' lab.json";
   Client client("demo");
   client.expect(
       {"0 !cp lab.json demo.json", "0 " + verify + " => no difference\nresult 0x0\n",
-       "0 " + edit + "checkConsistencyMode\": 128/s//checkConsistencyMode\": 129/' lab.json",
+       "0 " + edit + "CheckConsistencyMode\": \"Normal/s//CheckConsistencyMode\": \"Stop On Error/' lab.json",
        "1 " + verify +
            " => setting changed, CheckConsistencyMode: Normal (saved) -> Stop On Error (now)\nresult 0x100\n",
        "0 " + edit + "0x5EEDADA000001000/s//0x5EEDADA000001001/' lab.json",

@@ -9,8 +9,8 @@ TEST(Diff, SaysWhatHappened) {
     const char *said; // the whole output
   } stories[] = {
       {{"0 !true"}, "no difference\n"},
-      {{"0 !sed -i 's/\"checkConsistencyMode\": 128/\"checkConsistencyMode\": 129/; s/\"value\": 12,/\"value\": 13,/; "
-        "s/\"pciBus\": 3/\"pciBus\": 4/; s/demo-key-1/other/' lab.json",
+      {{"0 !sed -i 's/\"Normal\"/\"Stop On Error\"/; s/\"Value\": 12$/\"Value\": 13/; "
+        "s/\"PCIBus\": 3/\"PCIBus\": 4/; s/demo-key-1/other/' lab.json",
         "0 sim firmware lab.json 2"},
        "adapter changed, firmware version: 21.3.4-0001 -> 2\n"
        "adapter changed, check consistency mode: Normal -> Stop On Error\n"
@@ -158,7 +158,7 @@ TEST(Diff, GivesAllBackWhateverFails) {
     World world("direct");
     before = world.get().text;
     simReplaceAdapter(world.sim);
-    simPullDisk(world.sim, world.sim->disks.items[0].objectId);
+    simPullDisk(world.sim, world.sim->disks.items[0].record.ObjectID);
     after = world.get().text;
   }
   SWEEP sweep;

@@ -112,7 +112,7 @@ static void makeForeign(SIM_CONTROLLER *sim) {
 static void leaveAlone(SIM_CONTROLLER *) {}
 
 static void becomeOther(SIM_CONTROLLER *sim) {
-  sim->adapter.subdeviceId ^= 1;
+  sim->adapter.record.PCIID.SubdeviceID ^= 1;
 }
 
 TEST(Plan, IsWhatTheRestoreDoes) {
@@ -216,7 +216,7 @@ TEST(Plan, GivesReasons) {
   Client client("demo");
   client.expect({
       "0 plan saved.xml --controller lab.json => stay as they are|settings that differ: 0|   3  Validate",
-      "0 !sed -i 's/\"checkConsistencyMode\": 128/\"checkConsistencyMode\": 129/; s/\"value\": 12,/\"value\": 13,/' "
+      "0 !sed -i 's/\"Normal\"/\"Stop On Error\"/; s/\"Value\": 12$/\"Value\": 13/' "
       "lab.json",
       "0 plan saved.xml --controller lab.json => brought back: 2\n  check consistency mode: Stop On Error -> Normal\n|"
       "  rate Spin Up Delay: 13 -> 12\n|   4  ChangeAdapter ",

@@ -175,8 +175,8 @@ TEST_F(XylShell, ChoosesAmongControllers) {
   EXPECT_EQ(console_, "  1  Harrier R6 Integrated\n  2  Harrier H2 Host Adapter\n");
   // What names leave with the firmware by contract, given back for the books.
   for (SIM_CONTROLLER *sim : {world_.sim, second}) {
-    while (sim->answers.count != 0) {
-      ASSERT_EQ(sim->protocol.FreeRecords(&sim->protocol, sim->answers.items[0].data, 1), EFI_SUCCESS);
+    while (sim->books.out.count != 0) {
+      ASSERT_EQ(sim->protocol.FreeRecords(&sim->protocol, sim->books.out.items[0].data, 1), EFI_SUCCESS);
     }
   }
   world_.expectBalanced();

@@ -23,25 +23,25 @@ TEST(ControllerFile, IsCheckedBeforeItIsUsed) {
   client.expect({"0 sim pull lab.json 1009", "0 sim fail-next lab.json create"});
   std::string whole = client.read("lab.json");
   const DAMAGE damages[] = {
-      {"\"format\": 1", "\"format\": 2", "its format is 2, this program knows format 1"},
+      {"\"format\": 2", "\"format\": 1", "its format is 1, this program knows format 2; make the controller anew"},
       {"\"format\"", "\"form\"", "\"format\" is missing"},
       {"\"adapter\": {", "\"adapter\": [", "it is no JSON: parse error at line"},
-      {"\"maxLds\": 64", "\"maxLds\": \"64\"", "adapter.maxLds: a whole number from 0 to 4294967295 is wanted"},
-      {"\"pciBus\": 3", "\"pciBus\": 256", "adapter.pciBus: a whole number from 0 to 255 is wanted"},
-      {"\"maxLds\"", "\"maxVds\"", "adapter.maxLds: this member is missing"},
-      {"\"maxLds\": 64", "\"maxLds\": 64, \"extra\": 1", "adapter.extra: there is no such member"},
-      {"\"embedded\": true", "\"embedded\": 1", "adapter.embedded: true or false is wanted"},
-      {"\"wwn\": \"0x5", "\"wwn\": \"0x15", "adapter.wwn: \"0x\" and 1 to 16"},
-      {"\"SATA\",", "\"FLOPPY\",", "adapter.supportedDiskProtocols[0]: 'FLOPPY' is no value of this member"},
-      {"\"state\": \"Online\"", "\"state\": true", "disks[0].state: a whole number"},
-      {"\"state\": \"Online\"", "\"state\": \"Asleep\"", "disks[0].state: 'Asleep' is no value"},
-      {"\"serviceTag\": \"", "\"serviceTag\": \"12345678901", "enclosures[0].serviceTag: at most 10 characters"},
-      {"\"serviceTag\": \"", "\"serviceTag\": \"\\u0000", "enclosures[0].serviceTag: it holds a character"},
+      {"\"MaxLDs\": 64", "\"MaxLDs\": \"64\"", "adapter.MaxLDs: a whole number from 0 to 4294967295 is wanted"},
+      {"\"PCIBus\": 3", "\"PCIBus\": 256", "adapter.PCIID.PCIBus: a whole number from 0 to 255 is wanted"},
+      {"\"MaxLDs\"", "\"MaxVDs\"", "adapter.MaxVDs: there is no such member"},
+      {"\"MaxLDs\": 64", "\"MaxLDs\": 64, \"extra\": 1", "adapter.extra: there is no such member"},
+      {"\"Embedded\": true", "\"Embedded\": 1", "adapter.PCIID.Embedded: true or false is wanted"},
+      {"\"WWN\": \"0x5", "\"WWN\": \"0x15", "adapter.WWN: \"0x\" and 1 to 16"},
+      {"\"SATA\",", "\"FLOPPY\",", "adapter.SupportedDiskProtocols[0]: 'FLOPPY' is no value of this member"},
+      {"\"State\": \"Online\"", "\"State\": true", "disks[0].State: a whole number"},
+      {"\"State\": \"Online\"", "\"State\": \"Asleep\"", "disks[0].State: 'Asleep' is no value"},
+      {"\"ServiceTag\": \"", "\"ServiceTag\": \"12345678901", "enclosures[0].ServiceTag: at most 10 characters"},
+      {"\"ServiceTag\": \"", "\"ServiceTag\": \"\\u0000", "enclosures[0].ServiceTag: it holds a character"},
       {"\"enclosures\": [", "\"enclosures\": [7,", "enclosures[0]: an object is wanted"},
       {"\"status\": \"Device Error\"", "\"status\": \"Ill\"", "pendingFaults[0].status: 'Ill' is no error status"},
       {"\"kind\": \"fails with status\"", "\"kind\": 9", "a planned fault has no such kind"},
-      {"\"objectId\": 1009,", "\"objectId\": 1010,", "a pulled disk has another one's id"},
-      {"\"objectId\": 1002,", "\"objectId\": 1001,", "two disks have one id"}, // the controller's own check
+      {"\"ObjectID\": 1009,", "\"ObjectID\": 1010,", "a pulled disk has another one's id"},
+      {"\"ObjectID\": 1002,", "\"ObjectID\": 1001,", "two disks have one id"}, // the controller's own check
   };
   for (const DAMAGE &damage : damages) {
     client.writeEdited("lab.json", whole, damage.from, damage.to);
@@ -60,7 +60,7 @@ TEST(ControllerFile, IsReplacedInOneStepByOneAtATime) {
       {// A link stays one, and permissions stay.
        "0 !mv lab.json real.json; chmod 640 real.json; ln -s real.json lab.json", "0 sim firmware lab.json 2",
        "0 !stat -c '%N %a' *.json => 'lab.json' -> 'real.json' 777\n'real.json' 640\n",
-       "0 !grep firmwareVersion real.json => \"2\"",
+       "0 !grep FirmwareVersion real.json => \"2\"",
        // What is no regular file is written to, not replaced.
        "0 !xyl get --preset demo -o /dev/stdout | cmp - saved.xml",
        "0 !for id in $(seq 1009 1020); do xyl sim pull lab.json $id & done; wait",
@@ -169,8 +169,8 @@ TEST(XylSim, AdaptersChangeAndFaultsWait) {
        "0 sim show lab.json => Pending faults: 1\n  the next Import fails: Security Violation\n",
        "4 apply import.xml --controller lab.json => Security Violation",
        "0 apply import.xml --controller lab.json => IMPORT", "0 show --controller lab.json => Virtual disks: 6\n",
-       // Files of before there were such lists.
-       "0 !sed -i '/pulledDisks/d; /pendingFaults/d' lab.json", "0 get --controller lab.json",
+       // What a file of before there was such a member leaves out is zero.
+       "0 !sed -i '/\"FanCount\"/d' lab.json", "0 get --controller lab.json => <FanCount>0<",
        "0 !for i in $(seq 16); do xyl sim fail-next lab.json any; done => number 16 of the next command fails",
        "4 sim fail-next lab.json any => 16 faults are pending|xyl sim clear-faults lab.json",
        "0 sim clear-faults lab.json => removed faults: 16\n"});

@@ -27,7 +27,7 @@ struct PARSED {
 }
 
 // Documents are 8-bit; the reader extends the sign of what it widens.
-static void copyText(CHAR16 (&to)[SIM_TEXT_UNITS], const CHAR16 *from) {
+static void copyText(CHAR16 *to, const CHAR16 *from) {
   UINTN length = from == nullptr ? 0 : textLength(from);
   if (length >= SIM_TEXT_UNITS) {
     refuse("a name in it has more than " + std::to_string(SIM_TEXT_UNITS - 1) + " characters");
@@ -38,192 +38,118 @@ static void copyText(CHAR16 (&to)[SIM_TEXT_UNITS], const CHAR16 *from) {
   to[length] = 0;
 }
 
-// The record's text, which is padded and may have no end.
-template <size_t N> static void copyText(CHAR8 (&to)[N], const CHAR8 *from) {
-  size_t length = 0;
-  for (size_t i = 0; i < N - 1 && from[i] != 0; ++i) {
-    to[i] = from[i];
-    length = from[i] == ' ' ? length : i + 1;
+// Takes the record over but for what its pointers lead to; texts are copied to the object's rooms.
+template <class OBJECT, class RECORD> static void copyRecord(OBJECT *object, UINT32 objectType, const RECORD &record) {
+  object->record = record;
+  SIM_ROOMS rooms = simRooms(objectType);
+  for (UINT32 i = 0; i < rooms.count; ++i) {
+    FIELD_PLACE place = {rooms.rows[i].pointer, sizeof(void *)};
+    if (rooms.rows[i].isText) {
+      copyText(static_cast<CHAR16 *>(simRoomOf(objectType, object, place.Offset)),
+               static_cast<const CHAR16 *>(fieldPointer(&record, place)));
+    }
+    fieldStorePointer(&object->record, place, nullptr);
   }
-  to[length] = 0;
 }
 
-template <size_t N>
-static void copyReversed(UINT32 (&to)[N], UINT32 *toCount, const UINT32 *ids, UINT32 count, const char *what) {
-  if (count > N) {
-    refuse(std::string(what) + " more than " + std::to_string(N) + " others");
+// Pads a member of a record as a controller answers it.
+template <size_t width> static void pad(CHAR8 (&member)[width]) {
+  simSetFixed(member, width, std::string(member, simFixedLength(member, width)).c_str());
+}
+
+static void copyReversed(UINT32 *to, size_t room, const UINT32 *ids, UINT32 count, const char *what) {
+  if (count > room) {
+    refuse(std::string(what) + " more than " + std::to_string(room) + " others");
   }
   std::reverse_copy(ids, ids + count, to);
-  *toCount = count;
 }
 
-template <class OBJECT, class RECORD> static void copyHeader(OBJECT *object, const RECORD &record) {
-  object->objectId = record.ObjectID;
-  object->objVersion = record.ObjVersion;
-  copyText(object->name, record.Name);
-  copyText(object->fqdd, record.FQDD);
-}
-
-// Sets a value that the document leaves out.
-template <class T> static void fillGap(const XML_NODE *element, const char *name, T *value, T otherwise) {
-  if (childNamed(element, name) == nullptr) {
-    *value = otherwise;
-  }
-}
-
-static void copyModes(SIM_ADAPTER *adapter, const RAID_ADAPTER_RECORD &record) {
-  adapter->securityMode = record.SecurityMode;
-  adapter->uncertifiedMode = record.UncertifiedMode;
-  adapter->loadBalanceMode = record.LoadBalanceMode;
-  adapter->learnMode = record.LearnMode;
-  adapter->checkConsistencyMode = record.CheckConsistencyMode;
-  adapter->patrolReadMode = record.PatrolReadMode;
-  adapter->copyBackMode = record.CopyBackMode;
-  for (UINT32 i = 0; i < RAID_RATE_COUNT; ++i) {
-    copyText(adapter->rates[i].name, record.Rates[i].Name);
-    adapter->rates[i].editable = (record.Rates[i].EditableValue & 1) != 0;
-    adapter->rates[i].value = record.Rates[i].EditableValue >> 1;
-  }
+// Whether the document leaves a value out, which then gets another one.
+static bool isGap(const XML_NODE *element, const char *name) {
+  return childNamed(element, name) == nullptr;
 }
 
 static void copyAdapter(SIM_ADAPTER *adapter, const RAID_ADAPTER_RECORD &record, const XML_NODE *element) {
-  copyHeader(adapter, record);
-  adapter->wwn = record.WWN;
-  adapter->vendorId = record.PCIID.VendorID;
-  adapter->deviceId = record.PCIID.DeviceID;
-  adapter->subvendorId = record.PCIID.SubvendorID;
-  adapter->subdeviceId = record.PCIID.SubdeviceID;
-  adapter->pciBus = record.PCIID.PCIBus;
-  adapter->pciDevice = record.PCIID.PCIDevice;
-  adapter->pciFunction = record.PCIID.PCIFunction;
-  adapter->embedded = (record.PCIID.EmbeddedIndex & 1) != 0;
-  adapter->index = record.PCIID.EmbeddedIndex >> 1;
-  adapter->supportedRaidLevels = record.SupportedRAIDLevels;
-  adapter->supportedDiskProtocols = record.SupportedDiskProtocols;
-  adapter->attributes = record.Attributes & ~RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY;
-  adapter->maxLds = record.MaxLDs;
-  adapter->maxPdsPerSpan = record.MaxPDsPerSpan;
-  adapter->maxSpansPerLd = record.MaxSpansPerLD;
-  fillGap(element, "MaxLDs", &adapter->maxLds, 64U);
-  fillGap(element, "MaxPDsPerSpan", &adapter->maxPdsPerSpan, 32U);
-  fillGap(element, "MaxSpansPerLD", &adapter->maxSpansPerLd, 8U);
-  copyText(adapter->firmwareVersion, record.FirmwareVersion);
-  adapter->capableSpeeds = record.CapableSpeeds;
-  copyModes(adapter, record);
+  copyRecord(adapter, RAID_OBJECT_ADAPTER, record);
+  RAID_ADAPTER_RECORD &kept = adapter->record;
+  kept.Attributes &= ~RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY;
+  kept.MaxLDs = isGap(element, "MaxLDs") ? 64 : kept.MaxLDs;
+  kept.MaxPDsPerSpan = isGap(element, "MaxPDsPerSpan") ? 32 : kept.MaxPDsPerSpan;
+  kept.MaxSpansPerLD = isGap(element, "MaxSpansPerLD") ? 8 : kept.MaxSpansPerLD;
   if (record.RAIDLevelParams != nullptr) {
-    UINT32 count = static_cast<UINT32>(__builtin_popcount(record.SupportedRAIDLevels));
-    adapter->levelCount = std::min(count, static_cast<UINT32>(SIM_LEVEL_CAPACITY));
-    std::copy_n(record.RAIDLevelParams, adapter->levelCount, adapter->levels);
+    adapter->levelCount = static_cast<UINT32>(__builtin_popcount(record.SupportedRAIDLevels));
+    std::copy_n(record.RAIDLevelParams, adapter->levelCount, adapter->RAIDLevelParams);
   }
 }
 
 static void copyEnclosure(SIM_ENCLOSURE *enclosure, const RAID_ENCLOSURE_RECORD &record) {
-  copyHeader(enclosure, record);
-  enclosure->deviceId = record.DeviceID;
-  enclosure->slotCount = record.SlotCount;
-  enclosure->position = record.Position;
-  enclosure->port = record.MultipathPort >> 1;
-  enclosure->multipath = (record.MultipathPort & 1) != 0;
-  enclosure->emmCount = record.EMMCount;
-  enclosure->fanCount = record.FanCount;
-  enclosure->psuCount = record.PSUCount;
-  enclosure->tempProbeCount = record.TempProbeCount;
-  copyText(enclosure->serviceTag, record.ServiceTag);
-  copyText(enclosure->assetTag, record.AssetTag);
-  copyText(enclosure->revision, record.Revision);
-}
-
-static void copyIdentity(SIM_DISK *disk, const RAID_PD_RECORD &record) {
-  copyHeader(disk, record);
-  copyText(disk->manufactureName, record.ManufactureName);
-  copyText(disk->modelName, record.ModelName);
-  copyText(disk->revision, record.Revision);
-  copyText(disk->serialNumber, record.SerialNumber);
-  disk->wwn = record.WWN;
-  disk->manufactureYear = record.ManufactureYear;
-  disk->manufactureWeek = record.ManufactureWeek;
-  disk->manufactureDay = record.ManufactureDay;
+  copyRecord(enclosure, RAID_OBJECT_ENCLOSURE, record);
+  enclosure->record.PDCount = 0;
+  pad(enclosure->record.ServiceTag);
+  pad(enclosure->record.AssetTag);
+  pad(enclosure->record.Revision);
 }
 
 // enclosure is the one that the element stands in, or null.
 static void copyDisk(SIM_DISK *disk, const RAID_PD_RECORD &record, const XML_NODE *element,
                      const SIM_ENCLOSURE *enclosure) {
-  copyIdentity(disk, record);
+  copyRecord(disk, RAID_OBJECT_PHYSICAL_DISK, record);
+  copyReversed(disk->VDs, SIM_DISK_VDS, record.VDs, record.VDCount, "a disk lists");
+  RAID_PD_RECORD &kept = disk->record;
+  pad(kept.ManufactureName);
+  pad(kept.ModelName);
+  pad(kept.Revision);
+  pad(kept.SerialNumber);
   // The reader puts the object id in the place of the device id.
-  disk->deviceId = static_cast<UINT32>(parseDecimal(childText(element, "DeviceID")));
-  disk->enclosureObjectId = record.EnclosureObjectID;
-  disk->enclosureDeviceId = record.EnclosureDeviceID;
-  disk->size = record.Size;
-  disk->usedSize = record.UsedSize;
-  disk->state = record.State;
-  disk->protocol = record.Protocol;
-  disk->port = record.Port;
-  disk->slot = record.Slot;
-  disk->hotspare = record.Hotspare;
-  disk->attributes = record.Attributes;
-  disk->capableSpeeds = record.CapableSpeeds;
-  disk->secureState = record.SecureState;
-  copyReversed(disk->vds, &disk->vdCount, record.VDs, record.VDCount, "a disk lists");
-  bool used = disk->vdCount != 0 && disk->hotspare == 0;
-  fillGap(element, "DeviceID", &disk->deviceId, disk->objectId);
+  bool hasDeviceId = !isGap(element, "DeviceID");
+  kept.DeviceID = hasDeviceId ? static_cast<UINT32>(parseDecimal(childText(element, "DeviceID"))) : kept.ObjectID;
   if (enclosure == nullptr) {
-    disk->enclosureDeviceId = RAID_ENCLOSURE_NONE; // documents have no room for all its digits
+    kept.EnclosureDeviceID = RAID_ENCLOSURE_NONE; // documents have no room for all its digits
   } else {
-    fillGap(element, "EnclosureObjectID", &disk->enclosureObjectId, enclosure->objectId);
-    fillGap(element, "EnclosureDeviceID", &disk->enclosureDeviceId, enclosure->deviceId);
+    const RAID_ENCLOSURE_RECORD &around = enclosure->record;
+    kept.EnclosureObjectID = isGap(element, "EnclosureObjectID") ? around.ObjectID : kept.EnclosureObjectID;
+    kept.EnclosureDeviceID = isGap(element, "EnclosureDeviceID") ? around.DeviceID : kept.EnclosureDeviceID;
   }
-  fillGap(element, "State", &disk->state, static_cast<UINT64>(used ? SIM_STATE_ONLINE : SIM_STATE_READY));
+  if (isGap(element, "State")) {
+    kept.State = kept.VDCount != 0 && kept.Hotspare == RAID_HOTSPARE_NONE ? RAID_STATE_ONLINE : RAID_STATE_READY;
+  }
 }
 
 // What each member gives. One that holds nothing else tells it exactly.
 static UINT64 memberSizeOf(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK &volume) {
-  for (UINT32 i = 0; i < volume.pdCount; ++i) {
-    const SIM_DISK *disk = simFindDisk(sim, volume.pds[i]);
-    if (disk != nullptr && disk->vdCount == 1 && disk->usedSize != 0) {
-      return disk->usedSize;
+  for (UINT32 i = 0; i < volume.record.PDCount; ++i) {
+    const SIM_DISK *disk = simFindDisk(sim, volume.PDs[i]);
+    if (disk != nullptr && disk->record.VDCount == 1 && disk->record.UsedSize != 0) {
+      return disk->record.UsedSize;
     }
   }
-  return simMemberSize(volume.raidLevel, volume.spanDepth, volume.pdCount, volume.size);
+  return simMemberSize(volume.record.RAIDLevel, volume.record.SpanDepth, volume.record.PDCount, volume.record.Size);
 }
 
-static void copyLevel(SIM_VIRTUAL_DISK *volume, const SIM_ADAPTER &adapter, const RAID_VD_RECORD &record) {
-  volume->levelDesc = record.RAIDLevelDesc;
-  for (UINT32 i = 0; record.RAIDLevelDesc.RAIDLevel == 0 && i < adapter.levelCount; ++i) {
-    if (adapter.levels[i].RAIDLevel == volume->raidLevel) {
-      volume->levelDesc = adapter.levels[i];
+static void copyLevel(SIM_VIRTUAL_DISK *volume, const SIM_ADAPTER &adapter) {
+  for (UINT32 i = 0; volume->record.RAIDLevelDesc.RAIDLevel == 0 && i < adapter.levelCount; ++i) {
+    if (adapter.RAIDLevelParams[i].RAIDLevel == volume->record.RAIDLevel) {
+      volume->record.RAIDLevelDesc = adapter.RAIDLevelParams[i];
     }
   }
 }
 
 static void copyVirtualDisk(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *volume, const RAID_VD_RECORD &record,
                             const XML_NODE *element) {
-  copyHeader(volume, record);
-  volume->targetId = record.TargetID;
-  volume->raidLevel = record.RAIDLevel;
-  volume->rlq = record.RLQ;
-  volume->srl = record.SRL;
-  volume->size = record.Size;
-  volume->state = record.State;
-  volume->stripeSize = record.StripeSize;
-  volume->currentCachePolicy = record.CurrentCachePolicy;
-  volume->accessPolicy = record.AccessPolicy;
-  volume->diskCachePolicy = record.DiskCachePolicy;
-  volume->spanDepth = record.SpanDepth;
-  volume->pdsPerSpan = record.PDsPerSpan;
-  volume->startingLba = record.StartingLba;
-  volume->attributes = record.Attributes;
-  copyLevel(volume, sim->adapter, record);
-  copyReversed(volume->pds, &volume->pdCount, record.PDs, record.PDCount, "a virtual disk lists");
-  fillGap(element, "State", &volume->state, static_cast<UINT64>(SIM_STATE_ONLINE));
-  fillGap(element, "AccessPolicy", &volume->accessPolicy, 6U);
-  fillGap(element, "DiskCachePolicy", &volume->diskCachePolicy, 0x100U);
-  fillGap(element, "SpanDepth", &volume->spanDepth, 1U);
-  fillGap(element, "PDsPerSpan", &volume->pdsPerSpan, volume->pdCount);
+  copyRecord(volume, RAID_OBJECT_VIRTUAL_DISK, record);
+  copyReversed(volume->PDs, SIM_VD_PDS, record.PDs, record.PDCount, "a virtual disk lists");
+  copyLevel(volume, sim->adapter);
+  RAID_VD_RECORD &kept = volume->record;
+  kept.State = isGap(element, "State") ? RAID_STATE_ONLINE : kept.State;
+  kept.AccessPolicy = isGap(element, "AccessPolicy") ? RAID_ACCESS_POLICY_READ_WRITE : kept.AccessPolicy;
+  kept.DiskCachePolicy = isGap(element, "DiskCachePolicy") ? RAID_CACHE_DISK_DEFAULT : kept.DiskCachePolicy;
+  kept.SpanDepth = isGap(element, "SpanDepth") ? 1 : kept.SpanDepth;
+  kept.PDsPerSpan = isGap(element, "PDsPerSpan") ? kept.PDCount : kept.PDsPerSpan;
   volume->memberSize = memberSizeOf(sim, *volume);
 }
 
-template <class T> static T *added(SIM_ARRAY<T> &array) {
-  T *item = simAppend(array);
+template <class T> static T *added(POOL_ARRAY<T> &array) {
+  T *item = arrayAppend(array);
   if (item == nullptr) {
     throw CLIENT_ERROR(EFI_OUT_OF_RESOURCES, "there is no memory for the controller");
   }
@@ -233,11 +159,11 @@ template <class T> static T *added(SIM_ARRAY<T> &array) {
 // A document without the number of slots gets the fewest that hold its disks.
 static void countSlots(SIM_CONTROLLER *sim) {
   for (UINT32 i = 0; i < sim->enclosures.count; ++i) {
-    SIM_ENCLOSURE &enclosure = sim->enclosures.items[i];
+    RAID_ENCLOSURE_RECORD &enclosure = sim->enclosures.items[i].record;
     for (UINT32 j = 0; j < sim->disks.count; ++j) {
-      const SIM_DISK &disk = sim->disks.items[j];
-      if (disk.enclosureObjectId == enclosure.objectId && disk.slot >= enclosure.slotCount && disk.slot < 255) {
-        enclosure.slotCount = static_cast<UINT8>(disk.slot + 1);
+      const RAID_PD_RECORD &disk = sim->disks.items[j].record;
+      if (disk.EnclosureObjectID == enclosure.ObjectID && disk.Slot >= enclosure.SlotCount && disk.Slot < 255) {
+        enclosure.SlotCount = static_cast<UINT8>(disk.Slot + 1);
       }
     }
   }
@@ -272,12 +198,13 @@ static void copyKey(SIM_CONTROLLER *sim, const RAID_CONFIG &config) {
   if (config.keyId == nullptr) {
     return;
   }
-  UINT8 mode = sim->adapter.securityMode & static_cast<UINT8>(~RAID_MODE_PRESENT);
+  UINT8 mode = sim->adapter.record.SecurityMode & static_cast<UINT8>(~RAID_MODE_PRESENT);
+  const CHAR8 *keyId = reinterpret_cast<const RAID_KEY_RECORD *>(config.keyId)->KeyID;
   sim->key.present = true;
   sim->key.mode = mode == RAID_KEY_MODE_RKM ? RAID_KEY_MODE_RKM : RAID_KEY_MODE_LKM;
-  copyText(sim->key.keyId, reinterpret_cast<const RAID_KEY_RECORD *>(config.keyId)->KeyID);
+  copyBytes(sim->key.keyId, keyId, simFixedLength(keyId, RAID_KEY_ID_SIZE));
   copyBytes(sim->key.passphrase, SIM_DOCUMENT_PASSPHRASE, sizeof(SIM_DOCUMENT_PASSPHRASE));
-  sim->adapter.securityMode = 0;
+  sim->adapter.record.SecurityMode = 0;
 }
 
 // The ids that the next disks and virtual disks get.
@@ -285,13 +212,13 @@ static void chooseIds(SIM_CONTROLLER *sim) {
   UINT32 last = 1000;
   UINT32 first = sim->virtualDisks.count == 0 ? 1 : ~0U;
   for (UINT32 i = 0; i < sim->disks.count; ++i) {
-    last = std::max(last, sim->disks.items[i].objectId);
+    last = std::max<UINT32>(last, sim->disks.items[i].record.ObjectID);
   }
   for (UINT32 i = 0; i < sim->virtualDisks.count; ++i) {
     const SIM_VIRTUAL_DISK &volume = sim->virtualDisks.items[i];
-    first = std::min(first, volume.objectId);
-    for (UINT32 j = 0; j < volume.pdCount; ++j) {
-      last = std::max(last, volume.pds[j]); // it may have been pulled
+    first = std::min<UINT32>(first, volume.record.ObjectID);
+    for (UINT32 j = 0; j < volume.record.PDCount; ++j) {
+      last = std::max(last, volume.PDs[j]); // it may have been pulled
     }
   }
   sim->nextDiskId = last + 1;

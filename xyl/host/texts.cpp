@@ -50,6 +50,10 @@ std::string toUtf8(const CHAR8 *text) {
   return utf8;
 }
 
+std::string fixedText(const CHAR8 *member, size_t width) {
+  return toUtf8(std::string(member, simFixedLength(member, width)).c_str());
+}
+
 std::string normalised(const std::string &text) {
   std::string plain;
   for (char c : text) {

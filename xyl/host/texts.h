@@ -8,6 +8,11 @@
 
 std::string toUtf8(const CHAR16 *text);
 std::string toUtf8(const CHAR8 *text);
+// A member of fixed width in a record, without its padding.
+std::string fixedText(const CHAR8 *member, size_t width);
+template <size_t width> std::string fixedText(const CHAR8 (&member)[width]) {
+  return fixedText(member, width);
+}
 // The text must be UTF-8. Characters beyond the 16-bit ones become 0xFFFD.
 std::u16string fromUtf8(const std::string &text);
 

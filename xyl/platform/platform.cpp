@@ -81,7 +81,7 @@ std::vector<std::string> Platform::close(bool namesWereAsked) {
   if (sim_ != nullptr) {
     firmware_.bootServices()->DisconnectController(sim_->handle, nullptr, nullptr);
     // The record behind a controller's name stays out by contract.
-    if (sim_->books.mistakeCount != 0 || (!namesWereAsked && !simBooksBalanced(sim_.get()))) {
+    if (sim_->books.mistakeCount != 0 || (!namesWereAsked && !booksBalanced(&sim_->books))) {
       faults.push_back("the records that the controller handed out did not come back as they should");
     }
     sim_.reset();

@@ -1,5 +1,6 @@
 #include "xyl/sim/sim_commands.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "base/print.h"
@@ -11,11 +12,11 @@
 #include "xyl/sim/sim_disks.h"
 
 std::string volumeText(const SIM_VIRTUAL_DISK &volume) {
-  return "virtual disk " + std::to_string(volume.objectId) + " \"" + toUtf8(volume.name) + "\"";
+  return "virtual disk " + std::to_string(volume.record.ObjectID) + " \"" + toUtf8(volume.Name) + "\"";
 }
 
 static std::string diskText(const SIM_DISK &disk) {
-  return "disk " + std::to_string(disk.objectId) + " (" + placeText(disk) + ")";
+  return "disk " + std::to_string(disk.record.ObjectID) + " (" + placeText(disk) + ")";
 }
 
 static void check(EFI_STATUS status, const std::string &what) {
@@ -28,9 +29,9 @@ static void check(EFI_STATUS status, const std::string &what) {
 static void sayVolumesOn(const SIM_JOB &job, UINT32 diskId) {
   for (UINT32 i = 0; i < job.sim->virtualDisks.count; ++i) {
     const SIM_VIRTUAL_DISK &volume = job.sim->virtualDisks.items[i];
-    for (UINT32 j = 0; j < volume.pdCount; ++j) {
-      if (volume.pds[j] == diskId) {
-        say(&job.host, u"%a is %a\n", volumeText(volume).c_str(), GetNameFromValue(volume.state, g_stateTable));
+    for (UINT32 j = 0; j < volume.record.PDCount; ++j) {
+      if (volume.PDs[j] == diskId) {
+        say(&job.host, u"%a is %a\n", volumeText(volume).c_str(), GetNameFromValue(volume.record.State, g_stateTable));
         break;
       }
     }
@@ -78,7 +79,7 @@ static XYL_RESULT newController(const SIM_JOB &job) {
 static XYL_RESULT replaceAdapter(const SIM_JOB &job) {
   check(simReplaceAdapter(job.sim), "the adapter cannot be replaced");
   CHAR8 wwn[17];
-  formatHex(wwn, job.sim->adapter.wwn, 16);
+  formatHex(wwn, job.sim->adapter.record.WWN, 16);
   say(&job.host, u"the adapter's WWN is %a now; foreign virtual disks: %u\n", wwn, job.sim->foreignDisks.count);
   return succeeded();
 }
@@ -96,7 +97,7 @@ static XYL_RESULT setFirmware(const SIM_JOB &job) {
 static XYL_RESULT pullDisk(const SIM_JOB &job) {
   const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(1));
   std::string text = diskText(disk);
-  UINT32 id = disk.objectId;
+  UINT32 id = disk.record.ObjectID;
   check(simPullDisk(job.sim, id), text + " cannot be pulled");
   say(&job.host, u"%a is pulled\n", text.c_str());
   sayVolumesOn(job, id);
@@ -105,15 +106,14 @@ static XYL_RESULT pullDisk(const SIM_JOB &job) {
 
 static XYL_RESULT failDisk(const SIM_JOB &job) {
   const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(1));
-  check(simFailDisk(job.sim, disk.objectId), diskText(disk) + " cannot fail");
+  check(simFailDisk(job.sim, disk.record.ObjectID), diskText(disk) + " cannot fail");
   say(&job.host, u"%a has failed\n", diskText(disk).c_str());
-  sayVolumesOn(job, disk.objectId);
+  sayVolumesOn(job, disk.record.ObjectID);
   return succeeded();
 }
 
-static std::string trimmed(const CHAR8 *text) {
-  std::string all = toUtf8(text);
-  return all.substr(all.find_first_not_of(' '));
+static std::string trimmed(const std::string &text) {
+  return text.substr(std::min(text.find_first_not_of(' '), text.size()));
 }
 
 // Sets what --model stands for: the model of that name, or the only one that has it as a part.
@@ -156,15 +156,15 @@ static void insertNew(const SIM_JOB &job, const SIM_PLACE &place, const SIM_DRIV
   UINT32 id = 0;
   check(simInsertDisk(job.sim, place.enclosureObjectId, place.slot, drive, &id), "the disk cannot be inserted");
   const SIM_DISK *disk = simFindDisk(job.sim, id);
-  say(&job.host, u"%a is new: %a, %a\n", diskText(*disk).c_str(), trimmed(disk->modelName).c_str(),
-      sizeText(disk->size).c_str());
+  say(&job.host, u"%a is new: %a, %a\n", diskText(*disk).c_str(), trimmed(fixedText(disk->record.ModelName)).c_str(),
+      sizeText(disk->record.Size).c_str());
 }
 
 static XYL_RESULT replaceDisk(const SIM_JOB &job) {
   const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(1));
-  SIM_PLACE place = {disk.enclosureObjectId, disk.slot};
-  SIM_DRIVE drive = {disk.size, disk.protocol, disk.attributes};
-  UINT32 oldId = disk.objectId;
+  SIM_PLACE place = {disk.record.EnclosureObjectID, disk.record.Slot};
+  SIM_DRIVE drive = {disk.record.Size, disk.record.Protocol, disk.record.Attributes};
+  UINT32 oldId = disk.record.ObjectID;
   takeDriveOptions(job, &drive);
   check(simPullDisk(job.sim, oldId), diskText(disk) + " cannot be pulled");
   insertNew(job, place, drive);
@@ -179,23 +179,24 @@ static SIM_DRIVE driveFor(SIM_CONTROLLER *sim, const SIM_PLACE &place) {
   const SIM_DISK *like = sim->disks.count == 0 ? nullptr : &sim->disks.items[0];
   for (UINT32 i = sim->disks.count; i != 0; --i) {
     const SIM_DISK &disk = sim->disks.items[i - 1];
-    like = disk.enclosureObjectId == place.enclosureObjectId ? &disk : like;
+    like = disk.record.EnclosureObjectID == place.enclosureObjectId ? &disk : like;
   }
-  return like == nullptr ? drive : SIM_DRIVE{like->size, like->protocol, like->attributes};
+  return like == nullptr ? drive : SIM_DRIVE{like->record.Size, like->record.Protocol, like->record.Attributes};
 }
 
 static void wantEmpty(const SIM_JOB &job, const SIM_PLACE &place) {
   const SIM_DISK *there = simFindDiskAt(job.sim, place.enclosureObjectId, place.slot);
   if (there != nullptr) {
     throw CLIENT_ERROR(EFI_ALREADY_STARTED, "slot " + placeText(place) + " is taken by disk " +
-                                                std::to_string(there->objectId) + "; pull it or choose another slot");
+                                                std::to_string(there->record.ObjectID) +
+                                                "; pull it or choose another slot");
   }
 }
 
 static XYL_RESULT insertPulled(const SIM_JOB &job) {
   const SIM_DISK &pulled = pulledDiskNamed(job.sim, job.file(), job.operand(1));
-  SIM_PLACE place = {pulled.enclosureObjectId, pulled.slot};
-  UINT32 id = pulled.objectId;
+  SIM_PLACE place = {pulled.record.EnclosureObjectID, pulled.record.Slot};
+  UINT32 id = pulled.record.ObjectID;
   if (job.request.Options[XYL_OPTION_SIZE] != nullptr || job.request.Options[XYL_OPTION_MODEL] != nullptr) {
     throw USAGE_ERROR("--size and --model are for new disks; write 'sim insert FILE new PLACE'");
   }
@@ -205,7 +206,7 @@ static XYL_RESULT insertPulled(const SIM_JOB &job) {
   wantEmpty(job, place);
   check(simReinsertDisk(job.sim, id, place.enclosureObjectId, place.slot), "the disk cannot be inserted");
   const SIM_DISK *disk = simFindDisk(job.sim, id);
-  say(&job.host, u"%a is back, %a\n", diskText(*disk).c_str(), GetNameFromValue(disk->state, g_stateTable));
+  say(&job.host, u"%a is back, %a\n", diskText(*disk).c_str(), GetNameFromValue(disk->record.State, g_stateTable));
   sayVolumesOn(job, id);
   return succeeded();
 }
@@ -242,12 +243,13 @@ static XYL_RESULT makeForeign(const SIM_JOB &job) {
   UINT32 count = 0;
   for (UINTN i = 2; i < job.request.OperandCount; ++i) {
     const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(i));
-    if (disk.state != SIM_STATE_READY || disk.hotspare != 0) {
-      const CHAR8 *state = disk.hotspare != 0 ? "a hot spare" : GetNameFromValue(disk.state, g_stateTable);
+    if (disk.record.State != RAID_STATE_READY || disk.record.Hotspare != 0) {
+      const CHAR8 *state =
+          disk.record.Hotspare != 0 ? "a hot spare" : GetNameFromValue(disk.record.State, g_stateTable);
       throw CLIENT_ERROR(EFI_ACCESS_DENIED,
                          diskText(disk) + " is " + state + "; choose disks that are Ready and no hot spares");
     }
-    ids[count++] = disk.objectId;
+    ids[count++] = disk.record.ObjectID;
   }
   EFI_STATUS status = simMakeForeign(job.sim, level, ids, count);
   if (EFI_ERROR(status)) {
@@ -258,7 +260,7 @@ static XYL_RESULT makeForeign(const SIM_JOB &job) {
   }
   const SIM_VIRTUAL_DISK &made = job.sim->foreignDisks.items[job.sim->foreignDisks.count - 1];
   say(&job.host, u"a foreign %a of %a is on them\n", GetNameFromValue(level, g_raidLevelTable),
-      sizeText(made.size).c_str());
+      sizeText(made.record.Size).c_str());
   return succeeded();
 }
 

@@ -9,7 +9,7 @@ std::string placeText(const SIM_PLACE &place) {
 }
 
 std::string placeText(const SIM_DISK &disk) {
-  return placeText(SIM_PLACE{disk.enclosureObjectId, disk.slot});
+  return placeText(SIM_PLACE{disk.record.EnclosureObjectID, disk.record.Slot});
 }
 
 static bool isNumber(const std::string &text) {
@@ -19,12 +19,12 @@ static bool isNumber(const std::string &text) {
 static const SIM_ENCLOSURE *enclosureNamed(SIM_CONTROLLER *sim, const std::string &name) {
   UINT64 number = parseDecimal(name.c_str());
   for (UINT32 i = 0; i < sim->enclosures.count; ++i) {
-    if (sim->enclosures.items[i].objectId == number) {
+    if (sim->enclosures.items[i].record.ObjectID == number) {
       return &sim->enclosures.items[i];
     }
   }
   for (UINT32 i = 0; i < sim->enclosures.count; ++i) {
-    if (sim->enclosures.items[i].position == number) {
+    if (sim->enclosures.items[i].record.Position == number) {
       return &sim->enclosures.items[i];
     }
   }
@@ -54,37 +54,38 @@ SIM_PLACE placeNamed(SIM_CONTROLLER *sim, const std::string &name) {
     if (enclosure == nullptr) {
       std::string ids;
       for (UINT32 i = 0; i < sim->enclosures.count; ++i) {
-        ids += (i == 0 ? "" : ", ") + std::to_string(sim->enclosures.items[i].objectId);
+        ids += (i == 0 ? "" : ", ") + std::to_string(sim->enclosures.items[i].record.ObjectID);
       }
       throw CLIENT_ERROR(EFI_NOT_FOUND, "there is no enclosure " + enclosureName +
                                             (ids.empty() ? "; write direct:slot" : "; there are " + ids));
     }
   }
-  UINT64 slots = enclosure == nullptr ? 256 : enclosure->slotCount;
+  UINT64 slots = enclosure == nullptr ? 256 : enclosure->record.SlotCount;
   if (slot >= slots) {
     throw CLIENT_ERROR(EFI_NOT_FOUND,
                        "there is no slot " + name + "; slots are numbered from 0 to " + std::to_string(slots - 1));
   }
-  return {enclosure == nullptr ? SIM_DIRECT : enclosure->objectId, static_cast<UINT8>(slot)};
+  return {enclosure == nullptr ? SIM_DIRECT : enclosure->record.ObjectID, static_cast<UINT8>(slot)};
 }
 
 // Whether a disk is called name by its id, FQDD or place.
 static bool isCalled(SIM_CONTROLLER *sim, const SIM_DISK &disk, const std::string &name) {
   if (isNumber(name)) {
-    return parseDecimal(name.c_str()) == disk.objectId;
+    return parseDecimal(name.c_str()) == disk.record.ObjectID;
   }
   std::string enclosureName;
   UINT64 slot = 0;
   if (!splitPlace(name, &enclosureName, &slot)) {
-    return disk.fqdd[0] != 0 && toUtf8(disk.fqdd) == name;
+    return disk.FQDD[0] != 0 && toUtf8(disk.FQDD) == name;
   }
   const SIM_ENCLOSURE *enclosure = enclosureName == "direct" ? nullptr : enclosureNamed(sim, enclosureName);
-  UINT32 objectId = enclosure == nullptr ? SIM_DIRECT : enclosure->objectId;
-  return (enclosure != nullptr || enclosureName == "direct") && disk.enclosureObjectId == objectId && disk.slot == slot;
+  UINT32 objectId = enclosure == nullptr ? SIM_DIRECT : enclosure->record.ObjectID;
+  return (enclosure != nullptr || enclosureName == "direct") && disk.record.EnclosureObjectID == objectId &&
+         disk.record.Slot == slot;
 }
 
 // The last one, since the disk that was pulled last is the one that is meant.
-static SIM_DISK *findCalled(SIM_CONTROLLER *sim, const SIM_ARRAY<SIM_DISK> &disks, const std::string &name) {
+static SIM_DISK *findCalled(SIM_CONTROLLER *sim, const POOL_ARRAY<SIM_DISK> &disks, const std::string &name) {
   for (UINT32 i = disks.count; i != 0; --i) {
     if (isCalled(sim, disks.items[i - 1], name)) {
       return &disks.items[i - 1];
@@ -100,7 +101,7 @@ SIM_DISK &diskNamed(SIM_CONTROLLER *sim, const std::string &file, const std::str
   }
   const SIM_DISK *pulled = findCalled(sim, sim->pulledDisks, name);
   if (pulled != nullptr) {
-    std::string id = std::to_string(pulled->objectId);
+    std::string id = std::to_string(pulled->record.ObjectID);
     throw CLIENT_ERROR(EFI_NOT_FOUND,
                        "disk " + id + " is pulled; 'xyl sim insert " + file + " " + id + "' puts it back");
   }
@@ -114,7 +115,8 @@ SIM_DISK &pulledDiskNamed(SIM_CONTROLLER *sim, const std::string &file, const st
   }
   const SIM_DISK *disk = findCalled(sim, sim->disks, name);
   throw CLIENT_ERROR(EFI_NOT_FOUND,
-                     disk != nullptr ? "disk " + std::to_string(disk->objectId) + " is in its slot; pull it first"
-                                     : "there is no pulled disk '" + name + "'; 'xyl sim show " + file +
-                                           "' lists them, and 'xyl sim insert " + file + " new PLACE' takes a new one");
+                     disk != nullptr
+                         ? "disk " + std::to_string(disk->record.ObjectID) + " is in its slot; pull it first"
+                         : "there is no pulled disk '" + name + "'; 'xyl sim show " + file +
+                               "' lists them, and 'xyl sim insert " + file + " new PLACE' takes a new one");
 }

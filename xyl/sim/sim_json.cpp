@@ -19,13 +19,13 @@ static void writeIds(JSON *json, const char *name, const UINT32 *ids, UINT32 cou
 static void writeDisk(JSON *json, const SIM_DISK &disk) {
   jsonObject(json, nullptr);
   writeText(json, "place", placeText(disk));
-  jsonNumber(json, "id", disk.objectId);
-  writeText(json, "model", toUtf8(disk.modelName));
-  jsonText(json, "protocol", GetNameFromValue(disk.protocol, g_protocolTable));
-  jsonNumber(json, "size", disk.size);
-  jsonText(json, "state", GetNameFromValue(disk.state, g_stateTable));
-  jsonText(json, "hotSpare", GetNameFromValue(disk.hotspare, g_hotspareTable));
-  writeIds(json, "virtualDisks", disk.vds, disk.vdCount);
+  jsonNumber(json, "id", disk.record.ObjectID);
+  writeText(json, "model", fixedText(disk.record.ModelName));
+  jsonText(json, "protocol", GetNameFromValue(disk.record.Protocol, g_protocolTable));
+  jsonNumber(json, "size", disk.record.Size);
+  jsonText(json, "state", GetNameFromValue(disk.record.State, g_stateTable));
+  jsonText(json, "hotSpare", GetNameFromValue(disk.record.Hotspare, g_hotspareTable));
+  writeIds(json, "virtualDisks", disk.VDs, disk.record.VDCount);
   jsonEnd(json);
 }
 
@@ -33,7 +33,7 @@ static void writeDisk(JSON *json, const SIM_DISK &disk) {
 static void writeDisksIn(JSON *json, const SIM_CONTROLLER &sim, UINT32 enclosure) {
   jsonArray(json, "disks");
   for (UINT32 i = 0; i < sim.disks.count; ++i) {
-    if (sim.disks.items[i].enclosureObjectId == enclosure) {
+    if (sim.disks.items[i].record.EnclosureObjectID == enclosure) {
       writeDisk(json, sim.disks.items[i]);
     }
   }
@@ -42,17 +42,17 @@ static void writeDisksIn(JSON *json, const SIM_CONTROLLER &sim, UINT32 enclosure
 
 static void writeEnclosure(JSON *json, SIM_CONTROLLER *sim, const SIM_ENCLOSURE &enclosure) {
   jsonObject(json, nullptr);
-  jsonNumber(json, "id", enclosure.objectId);
-  writeText(json, "name", toUtf8(enclosure.name));
-  jsonNumber(json, "slots", enclosure.slotCount);
+  jsonNumber(json, "id", enclosure.record.ObjectID);
+  writeText(json, "name", toUtf8(enclosure.Name));
+  jsonNumber(json, "slots", enclosure.record.SlotCount);
   jsonArray(json, "emptySlots");
-  for (UINT32 slot = 0; slot < enclosure.slotCount; ++slot) {
-    if (simFindDiskAt(sim, enclosure.objectId, static_cast<UINT8>(slot)) == nullptr) {
-      writeText(json, nullptr, placeText(SIM_PLACE{enclosure.objectId, static_cast<UINT8>(slot)}));
+  for (UINT32 slot = 0; slot < enclosure.record.SlotCount; ++slot) {
+    if (simFindDiskAt(sim, enclosure.record.ObjectID, static_cast<UINT8>(slot)) == nullptr) {
+      writeText(json, nullptr, placeText(SIM_PLACE{enclosure.record.ObjectID, static_cast<UINT8>(slot)}));
     }
   }
   jsonEnd(json);
-  writeDisksIn(json, *sim, enclosure.objectId);
+  writeDisksIn(json, *sim, enclosure.record.ObjectID);
   jsonEnd(json);
 }
 
@@ -61,10 +61,10 @@ static void writeForeign(JSON *json, const SIM_CONTROLLER &sim) {
   for (UINT32 i = 0; i < sim.foreignDisks.count; ++i) {
     const SIM_VIRTUAL_DISK &volume = sim.foreignDisks.items[i];
     jsonObject(json, nullptr);
-    writeText(json, "name", toUtf8(volume.name));
-    jsonText(json, "level", GetNameFromValue(volume.raidLevel, g_raidLevelTable));
-    jsonNumber(json, "size", volume.size);
-    writeIds(json, "disks", volume.pds, volume.pdCount);
+    writeText(json, "name", toUtf8(volume.Name));
+    jsonText(json, "level", GetNameFromValue(volume.record.RAIDLevel, g_raidLevelTable));
+    jsonNumber(json, "size", volume.record.Size);
+    writeIds(json, "disks", volume.PDs, volume.record.PDCount);
     jsonEnd(json);
   }
   jsonEnd(json);
@@ -75,8 +75,8 @@ XYL_RESULT writeController(const SIM_JOB &job) {
   JSON json = {};
   json.Host = &job.host;
   jsonObject(&json, nullptr);
-  writeText(&json, "adapter", toUtf8(sim.adapter.name));
-  writeText(&json, "firmware", toUtf8(sim.adapter.firmwareVersion));
+  writeText(&json, "adapter", toUtf8(sim.adapter.Name));
+  writeText(&json, "firmware", toUtf8(sim.adapter.FirmwareVersion));
   writeText(&json, "keyId", sim.key.present ? toUtf8(sim.key.keyId) : "");
   jsonArray(&json, "enclosures");
   for (UINT32 i = 0; i < sim.enclosures.count; ++i) {

@@ -7,30 +7,30 @@
 static constexpr const CHAR16 *DISK_LINE = u"  %-10a  %5u  %-16a  %-4a  %11a  %-8a  %a\n";
 
 static std::string roleOf(const SIM_DISK &disk) {
-  std::string role = disk.hotspare == 0 ? "" : disk.hotspare == 1 ? "hot spare of " : "global hot spare";
-  for (UINT32 i = 0; i < disk.vdCount; ++i) {
-    role += (i == 0 ? "VD " : ", ") + std::to_string(disk.vds[i]);
+  std::string role = disk.record.Hotspare == 0 ? "" : disk.record.Hotspare == 1 ? "hot spare of " : "global hot spare";
+  for (UINT32 i = 0; i < disk.record.VDCount; ++i) {
+    role += (i == 0 ? "VD " : ", ") + std::to_string(disk.VDs[i]);
   }
   return role.empty() ? "-" : role;
 }
 
 static std::string modelOf(const SIM_DISK &disk) {
-  std::string model = toUtf8(disk.modelName);
+  std::string model = fixedText(disk.record.ModelName);
   size_t first = model.find_first_not_of(' ');
   return first == std::string::npos ? "-" : model.substr(first);
 }
 
 static void showDisk(const SIM_JOB &job, const SIM_DISK &disk, const std::string &role) {
-  say(&job.host, DISK_LINE, placeText(disk).c_str(), disk.objectId, modelOf(disk).c_str(),
-      GetNameFromValue(disk.protocol, g_protocolTable), sizeText(disk.size).c_str(),
-      GetNameFromValue(disk.state, g_stateTable), role.c_str());
+  say(&job.host, DISK_LINE, placeText(disk).c_str(), disk.record.ObjectID, modelOf(disk).c_str(),
+      GetNameFromValue(disk.record.Protocol, g_protocolTable), sizeText(disk.record.Size).c_str(),
+      GetNameFromValue(disk.record.State, g_stateTable), role.c_str());
 }
 
 static void showSlots(const SIM_JOB &job, const SIM_ENCLOSURE &enclosure) {
-  say(&job.host, u"\nEnclosure %u, %a, %u slots\n", enclosure.objectId, toUtf8(enclosure.name).c_str(),
-      static_cast<UINT32>(enclosure.slotCount));
-  for (UINT32 slot = 0; slot < enclosure.slotCount; ++slot) {
-    SIM_PLACE place = {enclosure.objectId, static_cast<UINT8>(slot)};
+  say(&job.host, u"\nEnclosure %u, %a, %u slots\n", enclosure.record.ObjectID, toUtf8(enclosure.Name).c_str(),
+      static_cast<UINT32>(enclosure.record.SlotCount));
+  for (UINT32 slot = 0; slot < enclosure.record.SlotCount; ++slot) {
+    SIM_PLACE place = {enclosure.record.ObjectID, static_cast<UINT8>(slot)};
     const SIM_DISK *disk = simFindDiskAt(job.sim, place.enclosureObjectId, place.slot);
     if (disk != nullptr) {
       showDisk(job, *disk, roleOf(*disk));
@@ -44,7 +44,7 @@ static void showDirectDisks(const SIM_JOB &job) {
   bool titled = false;
   for (UINT32 i = 0; i < job.sim->disks.count; ++i) {
     const SIM_DISK &disk = job.sim->disks.items[i];
-    if (disk.enclosureObjectId == SIM_DIRECT) {
+    if (disk.record.EnclosureObjectID == SIM_DIRECT) {
       say(&job.host, u"%a", titled ? "" : "\nAttached to the adapter directly\n");
       showDisk(job, disk, roleOf(disk));
       titled = true;
@@ -57,11 +57,12 @@ static void showForeign(const SIM_JOB &job) {
   for (UINT32 i = 0; i < job.sim->foreignDisks.count; ++i) {
     const SIM_VIRTUAL_DISK &volume = job.sim->foreignDisks.items[i];
     std::string members;
-    for (UINT32 j = 0; j < volume.pdCount; ++j) {
-      members += (j == 0 ? "" : ", ") + std::to_string(volume.pds[j]);
+    for (UINT32 j = 0; j < volume.record.PDCount; ++j) {
+      members += (j == 0 ? "" : ", ") + std::to_string(volume.PDs[j]);
     }
-    say(&job.host, u"  \"%a\", %a, %a, on disks %a\n", toUtf8(volume.name).c_str(),
-        GetNameFromValue(volume.raidLevel, g_raidLevelTable), sizeText(volume.size).c_str(), members.c_str());
+    say(&job.host, u"  \"%a\", %a, %a, on disks %a\n", toUtf8(volume.Name).c_str(),
+        GetNameFromValue(volume.record.RAIDLevel, g_raidLevelTable), sizeText(volume.record.Size).c_str(),
+        members.c_str());
   }
 }
 
@@ -80,8 +81,8 @@ XYL_RESULT showController(const SIM_JOB &job) {
     return writeController(job);
   }
   const SIM_CONTROLLER &sim = *job.sim;
-  say(&job.host, u"Adapter      %a\nFirmware     %a\n", toUtf8(sim.adapter.name).c_str(),
-      toUtf8(sim.adapter.firmwareVersion).c_str());
+  say(&job.host, u"Adapter      %a\nFirmware     %a\n", toUtf8(sim.adapter.Name).c_str(),
+      toUtf8(sim.adapter.FirmwareVersion).c_str());
   showKey(job);
   for (UINT32 i = 0; i < sim.enclosures.count; ++i) {
     showSlots(job, sim.enclosures.items[i]);

@@ -42,7 +42,7 @@ int main() {
       EFI_ERROR(firmware.loadImage(RaidXylEntry, &driver)) || EFI_ERROR(simCreate("demo", &sim))) {
     return 1;
   }
-  simFailDisk(sim, sim->disks.items[0].objectId);
+  simFailDisk(sim, sim->disks.items[0].record.ObjectID);
   RAID_XYL_PROTOCOL *xyl = bindDriver(firmware, sim);
   bool printed = xyl != nullptr && printInventory(firmware, xyl);
   // In this order: the driver lets go of the controller, which then can go itself.

@@ -1,0 +1,37 @@
+// What RAID levels do with their members, and whether a virtual disk keeps to the limits of its level and adapter.
+#pragma once
+
+#include "raid_records.h"
+
+#define LEVEL_GRAIN 0x100000ULL // members give room in whole mebibytes
+
+struct RAID_LEVEL_LAYOUT {
+  UINT32 level;
+  UINT32 parity; // members of each span that hold no data
+  bool mirrored; // members are pairs
+  bool spanned;
+  UINT32 minPerSpan;
+};
+
+// The layout of a level, or null for one that has none here.
+const RAID_LEVEL_LAYOUT *levelLayout(UINT32 level);
+
+// How many of count members hold data; 0 for a layout that holds none.
+UINT64 levelDataMembers(const RAID_LEVEL_LAYOUT *layout, UINT32 count, UINT32 spans);
+
+// The bytes, in whole grains, that each of members gives for size bytes.
+UINT64 levelShare(UINT64 size, UINT64 members);
+
+// The adapter's descriptor of a level that it supports; null for any other. Descriptors are as many as adapter has.
+const RAID_LEVEL_PARAMS *levelFind(const RAID_ADAPTER_RECORD *adapter, const RAID_LEVEL_PARAMS *descriptors,
+                                   UINT32 count, UINT32 level);
+
+// Whether the settings of a virtual disk are among those that its level offers; 0 stands for the level's default.
+bool levelOffers(const RAID_LEVEL_PARAMS *level, const RAID_VD_RECORD *wanted);
+bool levelIsDiskCachePolicy(UINT32 value);
+bool levelIsAccessPolicy(UINT32 value);
+
+// Sets *spans to the number of spans over which count members are spread: the wanted one, or the fewest that keep to
+// the adapter's limits. False when the level or the adapter has no such shape, or the level not as many members.
+bool levelSpans(const RAID_ADAPTER_RECORD *adapter, const RAID_LEVEL_PARAMS *level, const RAID_VD_RECORD *wanted,
+                UINT32 count, UINT32 *spans);

@@ -1,0 +1,7 @@
+// The log of executed commands.
+#pragma once
+
+#include "providers/sim_controller/sim_controller.h"
+
+// Enters a command, whose status is still to come.
+SIM_LOG_ENTRY *simLogCommand(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);

@@ -1,0 +1,10 @@
+// Drives as they come out of the box, and the places that they go to.
+#pragma once
+
+#include "providers/sim_controller/sim_controller.h"
+
+// Puts a disk of the state into a place: enclosure, port, slot and names.
+void simPlaceDisk(SIM_CONTROLLER *sim, SIM_DISK *disk, UINT32 enclosureObjectId, UINT8 slot);
+// Adds a drive of the model that fits to a place that exists and is empty; null without memory. id, WWN and serial
+// number are new.
+SIM_DISK *simAddDrive(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot, const SIM_DRIVE &drive);

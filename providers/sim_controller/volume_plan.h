@@ -1,0 +1,19 @@
+// Whether a virtual disk may be created, and what it would be.
+#pragma once
+
+#include "providers/sim_controller/sim_controller.h"
+
+// A virtual disk that may be created.
+struct SIM_VOLUME_PLAN {
+  RAID_LEVEL_PARAMS level;
+  UINT32 spanDepth;
+  UINT32 pdsPerSpan;
+  UINT64 start;      // bytes on each member
+  UINT64 memberSize; // bytes
+  UINT64 size;       // bytes
+  UINT32 attributes;
+};
+
+// Checks a Create by all rules but the room for names; statuses as the command's. wanted is not kept.
+EFI_STATUS simPlanVolume(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
+                         SIM_VOLUME_PLAN *plan);
