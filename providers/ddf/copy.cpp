@@ -104,7 +104,7 @@ static const CHAR8 *slotsFault(const DDF_COPY &copy) {
   for (UINT32 i = 0; i < slots; i++) {
     const DDF_RECORD *slot = ddfRecordSlot(copy, i);
     bool used = slot->signature == DDF_RECORD_SIGNATURE || slot->signature == DDF_SPARE_SIGNATURE;
-    if (used && slot->crc != ddfChecksum(slot, UINTN{copy.header.recordLength} * DDF_SECTOR)) {
+    if (used && slot->crc != ddfChecksum(slot, recordSize(copy.header))) {
       return "wrong checksum";
     }
   }
@@ -113,7 +113,7 @@ static const CHAR8 *slotsFault(const DDF_COPY &copy) {
 
 static const CHAR8 *sectionFault(const DDF_COPY &copy, UINT32 section) {
   const UINT8 *bytes = copy.sections[section];
-  UINTN size = UINTN{copy.header.sections[section].length} * DDF_SECTOR;
+  UINTN size = sectionSize(copy.header, section);
   if (section == DDF_RECORDS) {
     return slotsFault(copy);
   }
@@ -131,7 +131,7 @@ static const CHAR8 *sectionFault(const DDF_COPY &copy, UINT32 section) {
 
 static EFI_STATUS readSection(const DDF_SOURCE &source, UINT64 lba, DDF_COPY *copy, UINT32 section, DDF_FAULT *fault) {
   const DDF_SECTION_PLACE &place = copy->header.sections[section];
-  UINT8 *bytes = static_cast<UINT8 *>(poolAllocate(UINTN{place.length} * DDF_SECTOR));
+  UINT8 *bytes = static_cast<UINT8 *>(poolAllocate(sectionSize(copy->header, section)));
   if (bytes == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -221,7 +221,7 @@ DDF_VD_ENTRY *ddfVdEntry(const DDF_COPY &copy, UINT32 at) {
 }
 
 DDF_RECORD *ddfRecordSlot(const DDF_COPY &copy, UINT32 at) {
-  UINTN size = UINTN{copy.header.recordLength} * DDF_SECTOR;
+  UINTN size = recordSize(copy.header);
   return reinterpret_cast<DDF_RECORD *>(copy.sections[DDF_RECORDS] + at * size);
 }
 

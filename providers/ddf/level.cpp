@@ -55,7 +55,7 @@ static UINT32 countLost(const DDF_MEMBER *members, UINT32 count) {
 static DDF_VD_STATE stateOfSpans(const DDF_VOLUME &volume) {
   DDF_VD_STATE state = DDF_VD_OPTIMAL;
   for (UINT32 span = 0; span < volume.spans; span++) {
-    UINT32 lost = countLost(volume.members + span * volume.spanMembers, volume.spanMembers);
+    UINT32 lost = countLost(volume.members + UINTN{span} * volume.spanMembers, volume.spanMembers);
     if (lost == volume.spanMembers) {
       return DDF_VD_FAILED;
     }

@@ -15,6 +15,14 @@ inline bool fits(UINT64 from, UINT64 size, UINT64 limit) {
   return from <= limit && size <= limit - from;
 }
 
+// The bytes of a section, and of a record.
+inline UINTN sectionSize(const DDF_HEADER &header, UINT32 section) {
+  return UINTN{header.sections[section].length} * DDF_SECTOR;
+}
+inline UINTN recordSize(const DDF_HEADER &header) {
+  return UINTN{header.recordLength} * DDF_SECTOR;
+}
+
 // --- copy.cpp ---
 
 // Reads the copy whose header lies at lba and checks every length, offset and checksum. What is wrong goes into *fault;

@@ -50,6 +50,9 @@ static constexpr SIGNATURE_ROW g_signatures[] = {
     SIGNATURE(FROM_START, 256, 0, "\x0c\xb1\xba\0\0\0\0\0", "ZFS"),
     SIGNATURE(FROM_END_64, 128, 0, "\xfc\x4e\x2b\xa9", "Linux RAID"),
     SIGNATURE(FROM_END_8, 16, 0, "\xfc\x4e\x2b\xa9", "Linux RAID"),
+    // What is left when the last sector was overwritten: headers where Linux, and this room, put them.
+    SIGNATURE(FROM_END, DDF_RESERVE, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
+    SIGNATURE(FROM_END, DDF_RESERVE / 2, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
     SIGNATURE(FROM_END, 2, 0, "Intel Raid ISM Cfg Sig. ", "RAID metadata of a chip set"),
     SIGNATURE(FROM_END, 1, 0, "EFI PART", "GPT"),
     SIGNATURE(FROM_END, 1, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),

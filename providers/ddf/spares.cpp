@@ -21,7 +21,7 @@ static const DDF_SPARE_RECORD *findSpareRecord(const DDF_COPY &copy) {
 
 static bool readDedication(const DDF_COPY &copy, const DDF_SET &set, const SET_INDEX &index,
                            const DDF_SPARE_RECORD &record, DDF_PD *pd) {
-  UINTN room = (UINTN{copy.header.recordLength} * DDF_SECTOR - sizeof(record)) / sizeof(DDF_SPARE_ENTRY);
+  UINTN room = (recordSize(copy.header) - sizeof(record)) / sizeof(DDF_SPARE_ENTRY);
   UINTN count = record.entries < room ? UINTN{record.entries} : room;
   const DDF_SPARE_ENTRY *entries = reinterpret_cast<const DDF_SPARE_ENTRY *>(&record + 1);
   pd->spareFor = poolNew<UINT32>(count + 1);

@@ -195,7 +195,7 @@ static bool readMembers(const DDF_SET &set, const SET_INDEX &index, const RECORD
   for (UINTN i = 0; i < count; i++) {
     bool newest = i == 0 || keys[i].position != keys[i - 1].position;
     if (newest && recordFault(keys[i]) == nullptr && isSibling(*keys[i].record, record)) {
-      readSpan(set, index, keys[i], number, volume->members + keys[i].position * volume->spanMembers);
+      readSpan(set, index, keys[i], number, volume->members + UINTN{keys[i].position} * volume->spanMembers);
     }
   }
   return true;

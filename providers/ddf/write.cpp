@@ -4,18 +4,17 @@
 
 void ddfSeal(DDF_COPY *copy) {
   for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
-    UINT32 length = copy->header.sections[i].length;
     if (i != DDF_RECORDS) {
       bool list = i == DDF_PD_RECORDS || i == DDF_VD_RECORDS;
       DDF_LIST_HEAD *head = reinterpret_cast<DDF_LIST_HEAD *>(copy->sections[i]); // all begin alike
-      head->crc = ddfChecksum(head, (list ? UINTN{length} : 1) * DDF_SECTOR);
+      head->crc = ddfChecksum(head, list ? sectionSize(copy->header, i) : DDF_SECTOR);
     }
   }
   UINT32 slots = ddfRecordCapacity(*copy);
   for (UINT32 at = 0; at < slots; at++) {
     DDF_RECORD *slot = ddfRecordSlot(*copy, at);
     if (slot->signature == DDF_RECORD_SIGNATURE || slot->signature == DDF_SPARE_SIGNATURE) {
-      slot->crc = ddfChecksum(slot, UINTN{copy->header.recordLength} * DDF_SECTOR);
+      slot->crc = ddfChecksum(slot, recordSize(copy->header));
     }
   }
 }
@@ -91,7 +90,7 @@ static void fillHeader(const DDF_NEW_COPY &wanted, const LENGTHS &lengths, DDF_H
 
 static bool allocateSections(DDF_COPY *copy) {
   for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
-    copy->sections[i] = static_cast<UINT8 *>(poolAllocate(UINTN{copy->header.sections[i].length} * DDF_SECTOR));
+    copy->sections[i] = static_cast<UINT8 *>(poolAllocate(sectionSize(copy->header, i)));
     if (copy->sections[i] == nullptr) {
       ddfFreeCopy(copy);
       return false;
@@ -109,7 +108,7 @@ static void fillList(UINT8 *bytes, DDF_SIGNATURE signature, UINT16 maximum) {
 
 static void fillSections(const DDF_NEW_COPY &wanted, DDF_COPY *copy) {
   for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
-    __builtin_memset(copy->sections[i], 0xFF, UINTN{copy->header.sections[i].length} * DDF_SECTOR);
+    __builtin_memset(copy->sections[i], 0xFF, sectionSize(copy->header, i));
   }
   fillList(copy->sections[DDF_PD_RECORDS], DDF_PD_SIGNATURE, wanted.limits.pds);
   fillList(copy->sections[DDF_VD_RECORDS], DDF_VD_SIGNATURE, wanted.limits.vds);
@@ -149,7 +148,7 @@ EFI_STATUS ddfDuplicateCopy(const DDF_COPY &from, DDF_COPY *copy) {
     return EFI_OUT_OF_RESOURCES;
   }
   for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
-    copyBytes(copy->sections[i], from.sections[i], UINTN{from.header.sections[i].length} * DDF_SECTOR);
+    copyBytes(copy->sections[i], from.sections[i], sectionSize(from.header, i));
   }
   return EFI_SUCCESS;
 }

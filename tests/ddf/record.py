@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
 """Makes golden.tar.xz from what './run linux' left in build/linux/states: the disks of every snapshot that real mdadm
-wrote, and what can become of them. The models beside it must then be looked at anew: run test_ddf with
+wrote, what can become of them, and disks that carry something else. The models beside it must then be looked at anew: run test_ddf with
 DDF_UPDATE_MODELS=1, and read the difference."""
+import glob
 import io
 import os
 import struct
+import subprocess
 import sys
 import tarfile
+import tempfile
 import zlib
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -94,11 +97,28 @@ def cases(kept):
         disks["one-failed"][2:]
 
 
+def ends(path):
+    """The sectors of an image where signatures are; whole ranges would be megabytes of random keys."""
+    image = open(path, "rb").read()
+    disk = snapshots.Disk(len(image) // snapshots.SECTOR)
+    for lba in list(range(9)) + [64, 128, 256] + list(range(disk.sectors - 144, disk.sectors)):
+        disk.kept[lba] = image[lba * snapshots.SECTOR:(lba + 1) * snapshots.SECTOR]
+    return disk
+
+
+def contents(work):
+    """Disks that carry something else: those that the guest left, and those that contents.sh makes."""
+    with tempfile.TemporaryDirectory() as folder:
+        subprocess.run([os.path.join(HERE, "contents.sh"), folder], check=True)
+        images = [os.path.join(work, name) for name in "abcdefgh"] + sorted(glob.glob(folder + "/[0-9]*"))
+        return [ends(path) for path in images]
+
+
 def main():
     work = os.path.join(ROOT, "build", "linux", "states")
     kept = snapshots.read_snapshots(os.path.join(work, "results.txt"), os.path.join(work, "snapshots"))
     with tarfile.open(os.path.join(HERE, "golden.tar.xz"), "w:xz", preset=9) as archive:
-        for name, disks in cases(kept):
+        for name, disks in list(cases(kept)) + [("contents", contents(work))]:
             data = b"".join(disk.pack() for disk in disks)
             info = tarfile.TarInfo(name + ".disks")
             info.size = len(data)

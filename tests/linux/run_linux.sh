@@ -26,4 +26,6 @@ images 40M l m n o p q r s t u
 images 256M snapshots
 cd "$work"
 "$here/boot.sh" "$work" "$here/jobs/states.sh" a b c d e f g h i j k l m n o p q r s t u snapshots
+"$show" a b c d e f g h | cut -d, -f2- >contents.txt
+diff "$here/contents.txt" contents.txt
 "$here/compare.py" results.txt snapshots "$show" "$work"

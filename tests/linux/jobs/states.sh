@@ -98,3 +98,29 @@ for volume in /dev/md/half*; do
   [ "$volume" = /dev/md/halves ] || dd if=/dev/zero of="$volume" bs=64k count=1 conv=fsync 2>/dev/null
 done
 snapshot alone $halves
+
+# --- What else disks may carry; vda to vdh keep it ---
+
+for volume in mirror parity five six ten; do
+  mdadm --stop "/dev/md/$volume"
+done
+mdadm --stop /dev/md/story
+mdadm --stop /dev/md/full
+for disk in vda vdb vdc vdd vde vdf vdg vdh; do
+  dd if=/dev/zero of="/dev/$disk" bs=512 seek=$(($(blockdev --getsz "/dev/$disk") - 1)) count=1 2>/dev/null
+done
+super() {
+  metadata=$1
+  shift
+  mdadm --create /dev/md/other --run --assume-clean --metadata="$metadata" --level=1 --force --raid-devices=1 "$1"
+  mdadm --stop /dev/md/other
+}
+super 0.90 /dev/vda
+super 1.0 /dev/vdb
+super 1.1 /dev/vdc
+super 1.2 /dev/vdd
+IMSM_NO_PLATFORM=1 IMSM_DEVNAME_AS_SERIAL=1 mdadm --create /dev/md/other --run --metadata=imsm --force --raid-devices=1 /dev/vde
+mdadm --stop /dev/md/other
+/sbin/mke2fs -q -t ext4 /dev/vdf
+mkswap /dev/vdg
+printf 'n\np\n1\n\n\nw\n' | fdisk /dev/vdh
