@@ -38,7 +38,10 @@ xyl=$(realpath "${XYL:-$root/build/release/xyl/xyl}")
 work=${WORK:-$root/build/firmware-$arch}
 mkdir -p "$(dirname "$work")"
 exec 9>"$work.lock"
-flock 9
+if ! flock --nonblock 9; then
+  echo "firmware $arch: waiting for another run in $work"
+  flock 9
+fi
 
 # --- The disk: images, and a script made from the table, which the firmware's own shell runs as nothing else boots ---
 
