@@ -343,8 +343,6 @@ const CHAR8 *statusText(EFI_STATUS status) {
 }
 
 UINTN formatText(CHAR16 *buffer, UINTN capacity, const CHAR16 *format, EFI_VA_LIST arguments) {
-  EFI_VA_LIST rest; // a parameter may be no list that can be passed on by reference
-  EFI_VA_COPY(rest, arguments);
   OUTPUT out = {buffer, capacity - 1, 0};
   for (const CHAR16 *at = format; *at != 0;) {
     CHAR16 unit = *at++;
@@ -352,12 +350,11 @@ UINTN formatText(CHAR16 *buffer, UINTN capacity, const CHAR16 *format, EFI_VA_LI
       put(out, unit);
       continue;
     }
-    CONVERSION conversion = readConversion(at, rest);
+    CONVERSION conversion = readConversion(at, arguments);
     if (*at != 0) {
-      putConversion(out, conversion, *at++, rest);
+      putConversion(out, conversion, *at++, arguments);
     }
   }
-  EFI_VA_END(rest);
   buffer[out.Length] = 0;
   return out.Length;
 }
