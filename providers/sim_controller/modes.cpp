@@ -3,16 +3,21 @@
 #define MODE(member, values, freeBits)                                                                                 \
   { offsetof(RAID_ADAPTER_RECORD, member), values, freeBits }
 
-// clang-format off
 const SIM_MODE_ROW g_simModes[SIM_MODE_COUNT] = {
-    MODE(UncertifiedMode, 0x007, 0),
-    MODE(LoadBalanceMode, 0x003, 0),
-    MODE(LearnMode, 0x007, 0),
-    MODE(CheckConsistencyMode, 0x003, 0),
-    MODE(PatrolReadMode, 0x111, RAID_PATROL_READ_MODE_CORRECT_AREAS),
-    MODE(CopyBackMode, 0x00F, 0),
+    MODE(UncertifiedMode,
+         simBitsOf(RAID_UNCERTIFIED_MODE_BLOCK, RAID_UNCERTIFIED_MODE_ALLOW, RAID_UNCERTIFIED_MODE_WARN), 0),
+    MODE(LoadBalanceMode, simBitsOf(RAID_LOAD_BALANCE_MODE_AUTO, RAID_LOAD_BALANCE_MODE_NONE), 0),
+    MODE(LearnMode, simBitsOf(RAID_LEARN_MODE_AUTO, RAID_LEARN_MODE_DISABLED, RAID_LEARN_MODE_WARN), 0),
+    MODE(CheckConsistencyMode, simBitsOf(RAID_CHECK_CONSISTENCY_MODE_NORMAL, RAID_CHECK_CONSISTENCY_MODE_STOP_ON_ERROR),
+         0),
+    MODE(PatrolReadMode,
+         simBitsOf(RAID_PATROL_READ_MODE_DISABLED, RAID_PATROL_READ_MODE_MANUAL, RAID_PATROL_READ_MODE_AUTO),
+         RAID_PATROL_READ_MODE_CORRECT_AREAS),
+    MODE(CopyBackMode,
+         simBitsOf(RAID_COPY_BACK_MODE_OFF, RAID_COPY_BACK_MODE_ON, RAID_COPY_BACK_MODE_SMART,
+                   RAID_COPY_BACK_MODE_ON_SMART),
+         0),
 };
-// clang-format on
 
 bool simModeIsNamed(const SIM_MODE_ROW &row, UINT8 value) {
   UINT32 bare = value & ~(RAID_MODE_PRESENT | row.freeBits) & 0xFFU;

@@ -3,6 +3,11 @@
 
 #include "providers/sim_controller/sim_controller.h"
 
+// Bit n for each value n.
+template <class... T> constexpr UINT16 simBitsOf(T... values) {
+  return static_cast<UINT16>(((1U << values) | ...));
+}
+
 struct SIM_MODE_ROW {
   UINT32 offset;  // in the adapter's record
   UINT16 values;  // bit n: value n has a name

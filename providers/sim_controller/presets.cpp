@@ -43,7 +43,7 @@ static RAID_LEVEL_PARAMS descriptorOf(const LEVEL_LIMITS &limits) {
   level.MaxDisks = limits.maxDisks;
   level.DefaultCachePolicy =
       RAID_CACHE_WRITE_BACK | RAID_CACHE_READ_ADAPTIVE | RAID_CACHE_DISK_DEFAULT | RAID_CACHE_IO_DIRECT;
-  level.AvailableCachePolicy = 0x30000777; // all there are
+  level.AvailableCachePolicy = RAID_CACHE_ALL;
   level.StripeSize = RAID_STRIPE_SIZE_64KB;
   level.AvailableStripeSize = 2 * RAID_STRIPE_SIZE_1MB - RAID_STRIPE_SIZE_64KB; // from 64 KiB to 1 MiB
   level.BoundsMask = limits.bounds;

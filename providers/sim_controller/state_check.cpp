@@ -3,20 +3,12 @@
 #include "providers/sim_controller/modes.h"
 #include "providers/sim_controller/objects.h"
 
-#define PROTOCOLS 0x3FU
-#define SPEEDS 0x7U
-#define LEVELS 0x1FFFFU
-#define ADAPTER_ATTRIBUTES 0x27FBU
-#define LEVEL_ATTRIBUTES 0xFFU
-#define VD_ATTRIBUTES 0xBFU
-#define PD_ATTRIBUTES 0x37U
-#define QUALIFIERS 0xFU // RLQ and SRL
-#define STRIPES 0xFFFFU
-#define BOUNDS 0x3U
-#define CACHE_POLICIES 0x30000777U
-#define STATES 0xBFU        // bit n: state n has a name
-#define SECURE_STATES 0x17U // likewise
-#define SECURITY_MODES 0x6U // likewise; RKM Pending beside them
+// Bit n: state n has a name; likewise the secure states and the security modes.
+static constexpr UINT32 STATES = simBitsOf(RAID_STATE_UNKNOWN, RAID_STATE_ONLINE, RAID_STATE_READY, RAID_STATE_FAILED,
+                                           RAID_STATE_FOREIGN, RAID_STATE_OFFLINE, RAID_STATE_DEGRADED);
+static constexpr UINT32 SECURE_STATES = simBitsOf(RAID_SECURE_STATE_UNKNOWN, RAID_SECURE_STATE_SECURED,
+                                                  RAID_SECURE_STATE_LOCKED, RAID_SECURE_STATE_FOREIGN);
+static constexpr UINT32 SECURITY_MODES = simBitsOf(RAID_SECURITY_MODE_LKM, RAID_SECURITY_MODE_RKM);
 
 #define CHECK(condition, fault)                                                                                        \
   do {                                                                                                                 \
@@ -55,12 +47,13 @@ static bool isNamedNumber(UINT64 value, UINT32 names) {
 }
 
 static bool levelIsNamed(const RAID_LEVEL_PARAMS &level) {
-  return level.RAIDLevel != 0 && isValueOf(level.RAIDLevel, LEVELS) && isIn(level.DefaultCachePolicy, CACHE_POLICIES) &&
-         isIn(level.AvailableCachePolicy, CACHE_POLICIES) && isValueOf(level.StripeSize, STRIPES) &&
-         isIn(level.AvailableStripeSize, STRIPES) && isIn(level.BoundsMask, BOUNDS) &&
-         isValueOf(level.DefaultRLQ, QUALIFIERS) && isIn(level.AvailableRLQ, QUALIFIERS) &&
-         isValueOf(level.DefaultSRL, QUALIFIERS) && isIn(level.AvailableSRL, QUALIFIERS) &&
-         isIn(level.AvailableProtocols, PROTOCOLS) && isIn(level.Attributes, LEVEL_ATTRIBUTES);
+  return level.RAIDLevel != 0 && isValueOf(level.RAIDLevel, RAID_LEVEL_ALL) &&
+         isIn(level.DefaultCachePolicy, RAID_CACHE_ALL) && isIn(level.AvailableCachePolicy, RAID_CACHE_ALL) &&
+         isValueOf(level.StripeSize, RAID_STRIPE_SIZE_ALL) && isIn(level.AvailableStripeSize, RAID_STRIPE_SIZE_ALL) &&
+         isIn(level.BoundsMask, RAID_BOUNDS_ALL) && isValueOf(level.DefaultRLQ, RAID_RLQ_ALL) &&
+         isIn(level.AvailableRLQ, RAID_RLQ_ALL) && isValueOf(level.DefaultSRL, RAID_SRL_ALL) &&
+         isIn(level.AvailableSRL, RAID_SRL_ALL) && isIn(level.AvailableProtocols, RAID_PROTOCOL_ALL) &&
+         isIn(level.Attributes, RAID_LEVEL_ATTRIBUTE_ALL);
 }
 
 static const CHAR8 *modesFault(const SIM_ADAPTER &adapter) {
@@ -76,10 +69,11 @@ static const CHAR8 *modesFault(const SIM_ADAPTER &adapter) {
 
 static const CHAR8 *adapterFault(const SIM_ADAPTER &adapter) {
   CHECK(textsEnd(RAID_OBJECT_ADAPTER, &adapter), "an adapter text has no end");
-  CHECK(isIn(adapter.record.SupportedRAIDLevels, LEVELS), "the adapter supports a level without a name");
-  CHECK(isIn(adapter.record.SupportedDiskProtocols, PROTOCOLS), "the adapter supports a protocol without a name");
-  CHECK(isIn(adapter.record.Attributes, ADAPTER_ATTRIBUTES), "an adapter attribute has no name");
-  CHECK(isIn(adapter.record.CapableSpeeds, SPEEDS), "an adapter speed has no name");
+  CHECK(isIn(adapter.record.SupportedRAIDLevels, RAID_LEVEL_ALL), "the adapter supports a level without a name");
+  CHECK(isIn(adapter.record.SupportedDiskProtocols, RAID_PROTOCOL_ALL),
+        "the adapter supports a protocol without a name");
+  CHECK(isIn(adapter.record.Attributes, RAID_ADAPTER_ATTRIBUTE_ALL), "an adapter attribute has no name");
+  CHECK(isIn(adapter.record.CapableSpeeds, RAID_SPEED_ALL), "an adapter speed has no name");
   CHECK(adapter.levelCount <= SIM_LEVEL_CAPACITY, "too many level descriptors");
   CHECK(adapter.levelCount == 0 ||
             adapter.levelCount == static_cast<UINT32>(__builtin_popcount(adapter.record.SupportedRAIDLevels)),
@@ -103,10 +97,10 @@ static const CHAR8 *driveFault(const SIM_CONTROLLER *sim, const SIM_DISK &disk) 
   CHECK(disk.record.ObjectID < sim->nextDiskId, "a disk has an id that is still to be given");
   CHECK(disk.record.UsedSize <= disk.record.Size, "more of a disk is used than there is");
   CHECK(isNamedNumber(disk.record.State, STATES), "a disk state has no name");
-  CHECK(isValueOf(disk.record.Protocol, PROTOCOLS), "a disk protocol has no name");
+  CHECK(isValueOf(disk.record.Protocol, RAID_PROTOCOL_ALL), "a disk protocol has no name");
   CHECK(disk.record.Hotspare <= RAID_HOTSPARE_GLOBAL, "a hot spare kind has no name");
-  CHECK(isIn(disk.record.Attributes, PD_ATTRIBUTES), "a disk attribute has no name");
-  CHECK(isIn(disk.record.CapableSpeeds, SPEEDS), "a disk speed has no name");
+  CHECK(isIn(disk.record.Attributes, RAID_PD_ATTRIBUTE_ALL), "a disk attribute has no name");
+  CHECK(isIn(disk.record.CapableSpeeds, RAID_SPEED_ALL), "a disk speed has no name");
   CHECK(isNamedNumber(disk.record.SecureState, SECURE_STATES), "a secure state has no name");
   CHECK(disk.record.VDCount <= SIM_DISK_VDS, "a disk lists too many virtual disks");
   return nullptr;
@@ -136,19 +130,19 @@ static const CHAR8 *diskFault(SIM_CONTROLLER *sim, const SIM_DISK &disk) {
 // What holds for foreign ones too.
 static const CHAR8 *volumeFault(SIM_CONTROLLER *, const SIM_VIRTUAL_DISK &volume) {
   CHECK(textsEnd(RAID_OBJECT_VIRTUAL_DISK, &volume), "a virtual disk text has no end");
-  CHECK(volume.record.RAIDLevel != 0 && isValueOf(volume.record.RAIDLevel, LEVELS),
+  CHECK(volume.record.RAIDLevel != 0 && isValueOf(volume.record.RAIDLevel, RAID_LEVEL_ALL),
         "a virtual disk's level has no name");
   CHECK(levelIsNamed(volume.record.RAIDLevelDesc), "a virtual disk's level descriptor has a value without a name");
-  CHECK(isValueOf(volume.record.RLQ, QUALIFIERS) && isValueOf(volume.record.SRL, QUALIFIERS),
+  CHECK(isValueOf(volume.record.RLQ, RAID_RLQ_ALL) && isValueOf(volume.record.SRL, RAID_SRL_ALL),
         "a virtual disk's level qualifier has no name");
   CHECK(isNamedNumber(volume.record.State, STATES), "a virtual disk state has no name");
-  CHECK(isValueOf(volume.record.StripeSize, STRIPES), "a stripe size has no name");
-  CHECK(isIn(volume.record.CurrentCachePolicy, CACHE_POLICIES), "a cache policy has no name");
+  CHECK(isValueOf(volume.record.StripeSize, RAID_STRIPE_SIZE_ALL), "a stripe size has no name");
+  CHECK(isIn(volume.record.CurrentCachePolicy, RAID_CACHE_ALL), "a cache policy has no name");
   CHECK(volume.record.AccessPolicy != 0 && levelIsAccessPolicy(volume.record.AccessPolicy),
         "an access policy has no name");
   CHECK(volume.record.DiskCachePolicy != 0 && levelIsDiskCachePolicy(volume.record.DiskCachePolicy),
         "a disk cache policy has no name");
-  CHECK(isIn(volume.record.Attributes, VD_ATTRIBUTES), "a virtual disk attribute has no name");
+  CHECK(isIn(volume.record.Attributes, RAID_VD_ATTRIBUTE_ALL), "a virtual disk attribute has no name");
   CHECK(volume.record.PDCount <= SIM_VD_PDS, "a virtual disk has too many members");
   CHECK(volume.record.StartingLba <= ~0ULL / SIM_BLOCK_SIZE - volume.memberSize / SIM_BLOCK_SIZE - 1,
         "a virtual disk lies beyond every disk");
