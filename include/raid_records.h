@@ -101,7 +101,7 @@ typedef struct RAID_PACKED RAID_ENCLOSURE_RECORD {
   RAID_RECORD_HEADER_MEMBERS;
   UINT32 DeviceID; // the EnclosureDeviceID of the disks inside
   UINT8 SlotCount;
-  UINT8 PDCount; // only counted in parsed documents
+  UINT8 PDCount; // only counted in parsed documents, up to 255
   UINT8 Position;
   UINT8 MultipathPort; // RAID_ENCLOSURE_MULTIPATH, RAID_ENCLOSURE_PORT_SHIFT
   UINT8 EMMCount;      // management modules
