@@ -99,7 +99,7 @@ def elements_part(runs):
         what, count = name.split("/")
         series[what].append((int(count), runs[f"elements/{name}/ours"]["us"]))
     counts = [count for count, _ in next(iter(series.values()))]
-    rows = [[what, f"{exponent(points):.2f}", *[f"{us / count:.2f}" for count, us in points]]
+    rows = [[what, f"{exponent(points[-3:]):.2f}", *[f"{us / count:.3g}" for count, us in points]]
             for what, points in series.items()]
     return table(["operation, elements", "exponent", *[f"{count:,}" for count in counts]], rows)
 
