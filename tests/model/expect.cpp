@@ -45,7 +45,9 @@ EFI_STATUS WIRE::send(const COMMAND &command, bool *hasData) {
 
 void WIRE::note(const std::string &name, EFI_STATUS status) {
   outcome.hasLog = true;
-  outcome.log += name + " " + std::to_string(status & ~EFI_ERROR_BIT) + " ";
+  char code[20];
+  std::snprintf(code, sizeof code, " %llX", static_cast<unsigned long long>(status & ~EFI_ERROR_BIT));
+  outcome.log += (outcome.log.empty() ? "" : ", ") + name + (status == EFI_SUCCESS ? "" : code);
 }
 
 EFI_STATUS WIRE::step(const char *name, const COMMAND &command, EFI_STATUS harmless) {

@@ -34,7 +34,7 @@ struct CALL {
 struct OUTCOME {
   EFI_STATUS status;
   bool hasLog = false;
-  std::string log = {}; // operations and their codes, "GetLive 0 GetLive 14 "
+  std::string log = {}; // as stepLine tells it
 };
 
 // What must come of the call; state is brought to what it must then be. The commands that came, from number first on in

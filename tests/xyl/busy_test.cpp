@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "xyl/host/files.h"
 #include "xyl/host_front/busy.h"
 
 TEST(Busy, CountsAndErasesItsLine) {
@@ -24,4 +25,18 @@ TEST(Busy, CountsAndErasesItsLine) {
     Busy busy([&](const std::string &part) { text += part; }, std::chrono::hours(1));
   }
   EXPECT_EQ(text, ""); // short work leaves no trace
+}
+
+// Whoever waits gets the lock as soon as it is free, however long that takes.
+TEST(FileLock, WaitsForTheOtherOne) {
+  FileLock first, second;
+  const std::string file = RAIDXYL_SOURCE_DIR "/README.md";
+  ASSERT_EQ(first.take(file, std::chrono::milliseconds(0)), EFI_SUCCESS);
+  EXPECT_EQ(second.take(file, std::chrono::milliseconds(1)), EFI_NOT_READY);
+  std::atomic<bool> taken = false;
+  std::thread waiting([&] { taken = second.take(file, std::chrono::hours(1)) == EFI_SUCCESS; });
+  EXPECT_FALSE(taken);
+  first.release();
+  waiting.join();
+  EXPECT_TRUE(taken);
 }
