@@ -77,20 +77,6 @@ inline std::vector<const SIM_LOG_ENTRY *> sentCommands(const World &world) {
   return sent;
 }
 
-// The lines that a routine itself logged, as "T text|W text|" with the first letters of their levels; the run's dump of
-// a block and the address are left out.
-inline std::string linesOf(World &world, const std::string &function) {
-  std::string lines, log = world.log();
-  for (size_t at = 0, end; (end = log.find('\n', at)) != std::string::npos; at = end + 1) {
-    std::string line = log.substr(at, end - at);
-    size_t found = line.find(" " + function + ": ");
-    if (found != std::string::npos && line.find("   = ") == std::string::npos) {
-      lines += line.substr(0, 1) + line.substr(found + function.size() + 2) + "|";
-    }
-  }
-  return lines;
-}
-
 // The text with the first place of from replaced; it must have one.
 inline std::string replaced(std::string text, const std::string &from, const std::string &to) {
   size_t at = text.find(from);

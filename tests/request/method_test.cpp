@@ -6,8 +6,8 @@
 
 namespace {
 
-const std::string PLAIN = "Tarn-Secret-0815";
-const std::string ENCODED = "VGFybi1TZWNyZXQtMDgxNQ==";
+const std::string PLAIN = PASSPHRASE;
+const std::string ENCODED = PASSPHRASE_BASE64;
 const std::string LONGEST = "YWJjZGVmZ2hpamtsbW5vcHFyc3R1dnd4eXowMTIzNDU="; // 32 bytes
 
 std::string method(const std::string &command, const std::string &children) {
@@ -129,42 +129,6 @@ TEST(Keys, AreBuiltOrRefused) {
   }
 }
 
-// Notes every block that goes back to the pool with a passphrase in it, decoded or not.
-struct SecretWatch {
-  explicit SecretWatch(Firmware &firmware) {
-    firmware.onFree([this](const void *memory, uint64_t size) {
-      for (const std::string &secret : {PLAIN.substr(0, 8), ENCODED.substr(0, 8)}) {
-        seen += memmem(memory, size, secret.data(), secret.size()) != nullptr ? 1 : 0;
-      }
-    });
-  }
-  int seen = 0;
-};
-
-// Passphrases wherever one may stand, and every kind of text and list that a configuration owns.
-std::string secretDocument() {
-  const std::string passphrase = "<Passphrase>" + ENCODED + "</Passphrase>";
-  const std::string oldOne = "<OldPassphrase>" + ENCODED + "</OldPassphrase>";
-  const std::string newOne = "<NewPassphrase>" + ENCODED + "</NewPassphrase>";
-  const std::string record = "<Name>n</Name><FQDD>f</FQDD>";
-  const std::string disk = "<PD>" + record + "<VD>1</VD><VD>2</VD></PD>";
-  const std::string levels = "<SupportedRAIDLevels><RaidLevel>RAID 0</RaidLevel></SupportedRAIDLevels>";
-  const std::string volume = "<VD>" + record + "<PD>1</PD><PD>2</PD></VD><VD/><Keyid>k</Keyid>";
-  const std::string enclosure = "<Enclosure>" + record + disk + disk + "</Enclosure>";
-  const std::string adapter = "<Adapter>" + record + "<FirmwareVersion>1</FirmwareVersion>" + levels +
-                              "<RAIDLevelParams/>" + levels + enclosure + disk + volume + "</Adapter>";
-  return "<raidData>" + method("Lock", keyObject("<Mode>LKM</Mode>" + passphrase)) +
-         method("Rekey", "<OID>1</OID><OID>2</OID>" + keyObject(oldOne + newOne)) +
-         method("Lock", keyObject(passphrase + "<Mode>x</Mode>")) + method("Lock", keyObject(passphrase + oldOne)) +
-         method("Rekey", keyObject(oldOne + passphrase)) +
-         method("Lock", keyObject(passphrase) + "<Object>" + disk + "</Object>") +
-         method("Lock", keyObject(passphrase + passphrase) + keyObject(passphrase)) +
-         method("Lock", keyObject("<Passphrase>" + ENCODED + ENCODED + ENCODED + "</Passphrase>")) +
-         method("lock", keyObject(passphrase)) + "<Other><Key>" + passphrase + "</Key></Other>" +
-         method("Change", "<Object>" + adapter + "</Object>") + method("Change", "<Object>" + enclosure + "</Object>") +
-         adapter + method("Lock", keyObject(passphrase)) + "</raidData>";
-}
-
 int g_treesWithSecret;
 EFI_STATUS(EFIAPI *g_freeNode)(XML_PROTOCOL *, XML_NODE *);
 
@@ -207,28 +171,6 @@ TEST(Keys, TextsAreWiped) {
     EXPECT_EQ(g_treesWithSecret, 0) << shape;
   }
   g_xmlProtocol->FreeNode = g_freeNode;
-}
-
-// Nor is anything left in a block that goes back, whichever allocation fails or none.
-TEST(Keys, PassphrasesLeaveNoTrace) {
-  std::unique_ptr<SecretWatch> watch;
-  SWEEP sweep;
-  sweep.world = {.preset = nullptr, .connect = false};
-  sweep.keepsWorld = true;
-  sweep.prepare = [&](World &world) { watch = std::make_unique<SecretWatch>(world.firmware); };
-  sweep.operation = [&](World &) {
-    Parsed parsed(secretDocument());
-    EXPECT_EQ(parsed.count == 1, !EFI_ERROR(parsed.status));
-    EXPECT_EQ(parsed.config != nullptr && parsed.config->adapter != nullptr, !EFI_ERROR(parsed.status));
-    return parsed.status;
-  };
-  sweep.afterFailure = [&](World &, EFI_STATUS status) {
-    // A method without memory is dropped like any other bad one.
-    EXPECT_TRUE(status == EFI_OUT_OF_RESOURCES || status == EFI_SUCCESS) << name(status);
-    EXPECT_EQ(watch->seen, 0);
-  };
-  sweepAllocations(sweep);
-  EXPECT_EQ(watch->seen, 0);
 }
 
 } // namespace

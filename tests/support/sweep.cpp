@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "driver/controller/controller.h"
 #include "tests/support/world.h"
 
 // What fails in a run. 0: nothing of that kind. A second one counts from the first.
@@ -11,16 +12,42 @@ struct FAILURE {
   uint64_t command;
   uint64_t secondCommand;
   FAIL_MODE mode;
+  const SIM_FAULT *answer = nullptr; // the shape of the command's answer instead
 };
+
+// In what shapes an answer may come that is none, too little or a little more.
+static const SIM_FAULT g_shapes[] = {{SIM_FAULT_NO_DATA, SIM_ANY, SIM_ANY, 1, true, 0, 0},
+                                     {SIM_FAULT_NULL_DATA, SIM_ANY, SIM_ANY, 1, true, 0, 5120},
+                                     {SIM_FAULT_SIZE, SIM_ANY, SIM_ANY, 1, true, 0, 511},
+                                     {SIM_FAULT_EXTRA, SIM_ANY, SIM_ANY, 1, true, 0, 511}};
+
+static decltype(RAID_MGMT_PROTOCOL::Execute) g_execute;
+
+// What stands behind a failure is no answer, but where the driver looks at the answer alone: when it looks for a disk,
+// which it does with the revision of the protocol.
+static EFI_STATUS EFIAPI executeUntidily(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
+  EFI_STATUS status = g_execute(mgmt, block, result);
+  if (EFI_ERROR(status) && block->Revision != mgmt->Revision) {
+    result->Data = reinterpret_cast<void *>(1);
+    result->DataSize = ~0U;
+  }
+  return status;
+}
 
 static std::string describe(const FAILURE &failure) {
   return "allocations " + std::to_string(failure.allocation) + "+" + std::to_string(failure.secondAllocation) +
          ", commands " + std::to_string(failure.command) + "+" + std::to_string(failure.secondCommand) +
+         (failure.answer == nullptr ? "" : ", shape " + std::to_string(failure.answer - g_shapes)) +
          (failure.mode == FAIL_MODE::once ? "" : " and all later ones");
 }
 
 static std::unique_ptr<World> newWorld(const SWEEP &sweep) {
   auto world = std::make_unique<World>(sweep.world);
+  if (world->sim != nullptr) {
+    g_execute = world->sim->protocol.Execute;
+    world->sim->protocol.Execute = executeUntidily;
+    world->sim->protocol.Revision = RAID_BLOCK_REVISION_KEY; // of no other Get
+  }
   if (sweep.prepare) {
     sweep.prepare(*world);
     world->markBalance();
@@ -38,7 +65,11 @@ static uint64_t run(const SWEEP &sweep, std::unique_ptr<World> &world, const FAI
   uint64_t before = world->firmware.pool().failedAllocations;
   world->firmware.failAllocation(failure.allocation, failure.mode, failure.secondAllocation);
   for (uint64_t nth : {failure.command, failure.secondCommand == 0 ? 0 : failure.command + failure.secondCommand}) {
-    if (nth != 0) {
+    if (nth != 0 && failure.answer != nullptr) {
+      SIM_FAULT shape = *failure.answer;
+      shape.nth = nth;
+      simAddFault(world->sim, shape);
+    } else if (nth != 0) {
       simFailCommand(world->sim, nth, failure.mode == FAIL_MODE::once, sweep.commandStatus);
     }
   }
@@ -75,6 +106,14 @@ void sweepAllocations(const SWEEP &sweep) {
 
 void sweepCommands(const SWEEP &sweep) {
   sweepBoth(sweep, /* commands= */ true);
+}
+
+void sweepAnswers(const SWEEP &sweep) {
+  for (const SIM_FAULT &shape : g_shapes) {
+    std::unique_ptr<World> world;
+    for (uint64_t nth = 1; run(sweep, world, {0, 0, nth, 0, FAIL_MODE::once, &shape}) != 0; ++nth) {
+    }
+  }
 }
 
 void sweepPairs(const SWEEP &sweep) {

@@ -1,5 +1,10 @@
 #include "tests/support/world.h"
 
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "base/pool.h"
 #include "base/print.h"
 #include "driver/binding/binding.h"
 #include "providers/debug_log/debug_log_provider.h"
@@ -14,6 +19,12 @@ static const EFI_GUID g_xylGuid = RAID_XYL_PROTOCOL_GUID;
 static const EFI_GUID g_ringGuid = DEBUG_LOG_RING_PROTOCOL_GUID;
 
 World::World(const WORLD_OPTIONS &options) {
+  firmware.onFree([this](const void *memory, uint64_t size) {
+    // The beginning will do: what is decoded or cut anew is a secret, too.
+    bool secret =
+        memmem(memory, size, PASSPHRASE, 8) != nullptr || memmem(memory, size, PASSPHRASE_BASE64, 8) != nullptr;
+    secretsFreed_ += secret ? 1 : 0;
+  });
   if (options.xmlService) {
     xmlService_ = loadProvider(XmlServiceEntry);
   }
@@ -120,6 +131,7 @@ void World::takeText(ANSWER &answer, const RAID_XYL_BUFFER &buffer) {
 bool World::freeText(char *text) {
   bool freed = text != nullptr && !firmware.allocated(text);
   if (text != nullptr && !freed) {
+    wipeBytes(text, std::strlen(text));
     services->FreePool(text);
   }
   return freed;
@@ -209,9 +221,51 @@ void World::markBalance() {
 void World::expectBalanced(const std::string &where) {
   EXPECT_EQ(balance(), mark_) << where << ": allocations, bytes, open protocols";
   EXPECT_EQ(firmware.complaints(), std::vector<std::string>{}) << where;
+  EXPECT_EQ(secretsFreed_, 0) << where << ": the passphrase was given back";
   if (sim != nullptr) {
     EXPECT_TRUE(booksBalanced(&sim->books)) << where;
   }
+}
+
+std::string sourceFile(const std::string &name) {
+  std::ifstream file(RAIDXYL_SOURCE_DIR "/" + name, std::ios::binary);
+  std::stringstream text;
+  text << file.rdbuf();
+  EXPECT_TRUE(file.good()) << name;
+  return text.str();
+}
+
+void expectGolden(const std::string &name, const std::string &text) {
+  if (std::getenv("GOLDEN") != nullptr) {
+    std::ofstream(RAIDXYL_SOURCE_DIR "/tests/" + name, std::ios::binary) << text;
+  }
+  EXPECT_EQ(text, sourceFile("tests/" + name)) << name;
+}
+
+// The text from before to after, or empty.
+static std::string between(const std::string &text, const std::string &before, const std::string &after) {
+  size_t begin = text.find(before), end = begin == std::string::npos ? begin : text.find(after, begin + before.size());
+  return end == std::string::npos ? "" : text.substr(begin + before.size(), end - begin - before.size());
+}
+
+std::vector<STEP> stepsOf(const std::string &log) {
+  std::vector<STEP> steps;
+  for (size_t at = log.find("<Operation"), next; at != std::string::npos; at = next) {
+    next = log.find("<Operation", at + 1);
+    std::string step = log.substr(at, next - at);
+    steps.push_back(
+        {between(step, "name=\"", "\""), between(step, "<Status>", "<"), between(step, "<ErrorCode>", "<")});
+  }
+  return steps;
+}
+
+std::string stepLine(const std::string &log) {
+  std::string line;
+  for (const STEP &step : stepsOf(log)) {
+    EXPECT_EQ(step.status, step.code == "0" ? "Success" : "Fail") << step.name;
+    line += (line.empty() ? "" : ", ") + step.name + (step.code == "0" ? "" : " " + step.code);
+  }
+  return line;
 }
 
 size_t countOf(const std::string &text, const std::string &part) {

@@ -45,6 +45,10 @@ extern const char *const RESTORE;         // preserves virtual disks, goes on af
 extern const char *const RESTORE_REBUILD; // does not preserve virtual disks
 extern const char *const NORMAL;
 
+// The passphrase of the tests, plain and as documents carry it.
+#define PASSPHRASE "Tarn-Secret-0815"
+#define PASSPHRASE_BASE64 "VGFybi1TZWNyZXQtMDgxNQ=="
+
 // Unloads everything when it goes and expects then that the pool is empty, that what the controller handed out came
 // back, that no protocol is open and that the firmware has no complaint.
 class World {
@@ -78,8 +82,8 @@ public:
     return static_cast<T *>(interfaceOn(handle, guid));
   }
 
-  // Pool, controller books, open protocols and complaints are as they were at the last mark. The constructor leaves
-  // one, connect, disconnect and the like another.
+  // Pool, controller books, open protocols and complaints are as they were at the last mark, and no block that went
+  // back to the pool held the passphrase. The constructor leaves a mark, connect, disconnect and the like another.
   void markBalance();
   void expectBalanced(const std::string &where = {});
 
@@ -106,6 +110,7 @@ private:
   EFI_HANDLE xmlService_ = nullptr;
   EFI_HANDLE debugLog_ = nullptr;
   BALANCE mark_;
+  int secretsFreed_ = 0; // blocks
 };
 
 // A run of one operation with the Nth allocation or controller command failing, for N = 1, 2, 3 ..., once each with
@@ -127,8 +132,25 @@ struct SWEEP {
 
 void sweepAllocations(const SWEEP &sweep);
 void sweepCommands(const SWEEP &sweep);
+// The same with answers that are none, too short or longer than their records.
+void sweepAnswers(const SWEEP &sweep);
 // The same with two that fail, each once: every pair of allocations, of commands, and of a command and an allocation.
 void sweepPairs(const SWEEP &sweep);
+
+// What a file of the sources holds.
+std::string sourceFile(const std::string &name);
+
+// The text must be that of a file of tests/. With GOLDEN in the environment the file gets the text instead, and whoever
+// set it reads what 'git diff' then shows.
+void expectGolden(const std::string &name, const std::string &text);
+
+// An operation of a restore or change log; what is missing in a log that ran out of memory is empty.
+struct STEP {
+  std::string name, status, code;
+};
+std::vector<STEP> stepsOf(const std::string &log);
+// In one line, codes only of those that are no success: "GetLive, GetLive E, Validate".
+std::string stepLine(const std::string &log);
 
 // How often part stands in text.
 size_t countOf(const std::string &text, const std::string &part);

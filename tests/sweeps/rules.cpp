@@ -55,7 +55,7 @@ static UINT32 commandOf(const std::string &operation) {
               {"RemoveCtrlKey", RAID_COMMAND_SECURE_ERASE},
               {"REKEY", RAID_COMMAND_REKEY}};
   for (const auto &row : rows) {
-    if (operation.find("<Operation name=\"" + std::string(row.name) + "\"") == 0) {
+    if (operation == row.name) {
       return row.command;
     }
   }
@@ -64,14 +64,11 @@ static UINT32 commandOf(const std::string &operation) {
 
 std::vector<UINT32> changesClaimed(const std::string &log) {
   std::vector<UINT32> claimed;
-  for (size_t at = log.find("<Operation"); at != std::string::npos;) {
-    size_t next = log.find("<Operation", at + 1);
-    std::string operation = log.substr(at, next == std::string::npos ? next : next - at);
-    UINT32 command = commandOf(operation);
-    if (command != 0 && operation.find("<Status>Success</Status>") != std::string::npos) {
+  for (const STEP &step : stepsOf(log)) {
+    UINT32 command = commandOf(step.name);
+    if (command != 0 && step.status == "Success") {
       claimed.push_back(command);
     }
-    at = next;
   }
   return claimed;
 }
