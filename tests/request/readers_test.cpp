@@ -65,6 +65,7 @@ const FIELD_CASE g_fields[] = {
     // Names, and what is stored for an unknown one where it is no failure.
     {DISK(Hotspare), "<Hotspare>Unknown</Hotspare>", 0xFF},
     {DISK(State), "<State>Unknown</State>", 0},
+    {DISK(SecureState), "<SecureState>LOCKED</SecureState>", 2},
     {DISK(Protocol), "<Protocol>Unknown</Protocol>", 0},
     {VOLUME(AccessPolicy), "<AccessPolicy>Unknown</AccessPolicy>", 0xFFFFFFFF},
     {VOLUME(StripeSize), "<StripeSize>Unknown</StripeSize>", 0xFFFFFFFF},

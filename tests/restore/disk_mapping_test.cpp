@@ -34,31 +34,6 @@ static MAP mapped(DISKS &saved, const DISKS &current) {
   return map;
 }
 
-TEST(DiskMapping, PlaceFirstThenAnySuitableDisk) {
-  struct {
-    const char *name;
-    DISKS saved, current;
-    MAP map;
-  } cases[] = {
-      {"each in its place, id 0 too", {disk(0, 1), disk(0, 2)}, {disk(8, 2), disk(0, 1)}, {1, 9}},
-      {"larger, smaller", {disk(0, 1), disk(0, 2)}, {disk(7, 1, 101), disk(8, 2, 99)}, {8, 0}},
-      {"64-bit sizes", {disk(0, 1, 1ULL << 40), disk(0, 2, 1)}, {disk(7, 1, 1), disk(8, 2, 1ULL << 40)}, {0, 9}},
-      {"two saved disks in one place", {disk(0, 1), disk(0, 1), disk(0, 3)}, {disk(7, 1), disk(8, 2)}, {8, 8, 9}},
-      {"a place is enclosure, slot and port",
-       {disk(0, 1)},
-       {disk(6, 1, 100, 0, SAS, 1), disk(7, 1, 100, 0, SAS, 0, 2), disk(8, 2), disk(9, 1)},
-       {10}},
-      {"a plain disk takes an encrypting one, and other attributes do not matter",
-       {disk(0, 1), disk(0, 2, 100, 0x30)},
-       {disk(7, 1, 100, FDE | 0x31), disk(8, 3, 100, FDE)},
-       {8, 9}},
-  };
-  World world(WORLD_OPTIONS{.preset = nullptr});
-  for (auto &row : cases) {
-    EXPECT_EQ(mapped(row.saved, row.current), row.map) << row.name;
-  }
-}
-
 // The mapping as it is defined: each saved disk is held against each current one. The lines are shortened to one
 // letter.
 static std::string byDefinition(const DISKS &saved, const DISKS &current, MAP &map) {
