@@ -1,4 +1,3 @@
-#include <fstream>
 #include <sstream>
 
 #include "base/text.h"
@@ -177,14 +176,7 @@ TEST(Inventory, TheWholeDocumentIsAsReadersExpectIt) {
   config.logicalDisks = &volume;
   config.keyId = key;
 
-  std::string document = documentOf(config);
-  std::ifstream file(RAIDXYL_SOURCE_DIR "/tests/inventory/document.xml");
-  std::stringstream wanted;
-  wanted << file.rdbuf();
-  EXPECT_EQ(document, wanted.str());
-  if (document != wanted.str()) {
-    std::ofstream(RAIDXYL_BINARY_DIR "/document.actual.xml") << document;
-  }
+  expectGolden("inventory/document.xml", documentOf(config));
 }
 
 TEST(Inventory, ModeBytesShowOnlyWithTheirPresenceBit) {

@@ -59,6 +59,7 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
            "<RaidLevel>RAID 50</RaidLevel><Cachecade>False</Cachecade>" + members + "</VD>"},
       // Data of another kind than the block says, ids that are not there: what can be built is.
       {{2, 3, 4, 2, nullptr, nullptr, 0}, "CREATE", "<VD/>"},
+      {{2, 3, 4, 1, unknown, &disk, 0}, "CREATE", "<VD><TargetId>7</TargetId></VD>"},
       {{3, 3, 4, 1, unknown, &key, 0}, "CREATE", "<VD><TargetId>7</TargetId></VD>"},
       {{2, 4, 0, 0, nullptr, nullptr, 0}, "CHANGE", "<Adapter/>"},
       {{3, 12, 3, 1, ids, &key, 0}, "LOCK", known + "</PD>"},

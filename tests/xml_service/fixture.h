@@ -9,6 +9,7 @@
 #include "driver/xml/xml.h"
 #include "host_firmware/host_firmware.h"
 #include "providers/xml_service/xml_service.h"
+#include "tests/xml_service/outline.h"
 
 // What Serialize writes in front of the root element.
 inline const std::string PROLOGUE = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
@@ -58,6 +59,7 @@ protected:
   std::string outline(const std::string &document) {
     XML_NODE *root = parse(document);
     std::string text = root == nullptr ? "" : outlineOf(root);
+    EXPECT_TRUE(root == nullptr || readAgain(root)) << document;
     FreeXMLNode(root);
     expectBalanced(document);
     return text;
@@ -76,26 +78,6 @@ protected:
     XML_NODE *child = content != nullptr ? CreateXMLTextNode(name, content) : CreateXMLNode(name);
     PushXMLChild(parent, child);
     return child;
-  }
-
-  // One line: name, [attribute=value] each, "=" and the content if there is any, children in braces. Checks the
-  // backward links on the way.
-  static std::string outlineOf(const XML_NODE *node) {
-    std::string text = node->Name;
-    const XML_ATTRIBUTE *lastAttribute = nullptr;
-    for (const XML_ATTRIBUTE *attribute = node->Attributes; attribute != nullptr; attribute = attribute->Next) {
-      text += "[" + std::string(attribute->Name) + "=" + attribute->Value + "]";
-      EXPECT_EQ(attribute->Prev, lastAttribute);
-      lastAttribute = attribute;
-    }
-    text += node->Content != nullptr ? "=" + std::string(node->Content) : "";
-    const XML_NODE *lastChild = nullptr;
-    for (const XML_NODE *child = node->FirstChild; child != nullptr; child = child->NextSibling) {
-      text += (lastChild == nullptr ? "{" : " ") + outlineOf(child);
-      EXPECT_EQ(child->PrevSibling, lastChild);
-      lastChild = child;
-    }
-    return text + (lastChild != nullptr ? "}" : "");
   }
 
   Firmware firmware;

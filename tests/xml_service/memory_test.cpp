@@ -118,8 +118,8 @@ TEST_F(XmlService, TextsAreOverwritten) {
     blocks++;
     EXPECT_EQ(memmem(memory, size, "cGFzcw", 6), nullptr);
   });
-  outline("<a p='cGFzcw==' q='cGFz&#99;w=='>&#99;GFzcw==<!-- cGFzcw== --></a>");
-  outline("<a>cGFzcw==");
+  FreeXMLNode(parse("<a p='cGFzcw==' q='cGFz&#99;w=='>&#99;GFzcw==<!-- cGFzcw== --></a>"));
+  parse("<a>cGFzcw==");
   EXPECT_GE(blocks, 3u);
   firmware.onFree(nullptr);
 }
