@@ -43,7 +43,7 @@ static std::string describe(const FAILURE &failure) {
 
 static std::unique_ptr<World> newWorld(const SWEEP &sweep) {
   auto world = std::make_unique<World>(sweep.world);
-  if (world->sim != nullptr) {
+  if (world->sim != nullptr && world->driver != nullptr) {
     g_execute = world->sim->protocol.Execute;
     world->sim->protocol.Execute = executeUntidily;
     world->sim->protocol.Revision = RAID_BLOCK_REVISION_KEY; // of no other Get
