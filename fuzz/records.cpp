@@ -4,7 +4,7 @@
 
 #include "driver/binding/instances.h"
 #include "fuzz/support.h"
-#include "providers/sim_controller/sim_parts.h"
+
 
 static FuzzInput *g_input; // null: records as they are
 static decltype(RAID_MGMT_PROTOCOL::Execute) g_execute;

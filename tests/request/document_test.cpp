@@ -98,7 +98,7 @@ TEST(Documents, ArgumentsAndTheServiceMustBeThere) {
 TEST(Documents, AreReadAsPeopleWriteThem) {
   World world;
   for (UINT32 i = 0; i < world.sim->disks.count; ++i) { // a disk is read with its object id for a device id
-    world.sim->disks.items[i].deviceId = world.sim->disks.items[i].objectId;
+    world.sim->disks.items[i].record.DeviceID = world.sim->disks.items[i].record.ObjectID;
   }
   const std::string text = world.get().text;
   Parsed plain(text);

@@ -72,7 +72,7 @@ static const STORY g_stories[] = {
     {"preserve_mode", "direct", [](World &world) { simSetMode(world.sim, SIM_MODE_LEARN, 0x81); }, RESTORE, SAVED},
     {"preserve_all", "direct", nullptr, RESTORE, SAVED},
     {"host_adapter", "sas", nullptr, RESTORE_REBUILD, SAVED, {}, "</RAIDLevelDesc>\n          <Attributes>", "</RAIDLevelDesc><Attributes><Attrib>CacheCade</Attrib>"},
-    {"other_adapter", "empty", [](World &world) { world.sim->adapter.subdeviceId ^= 1; }, RESTORE_REBUILD, SAVED},
+    {"other_adapter", "empty", [](World &world) { world.sim->adapter.record.PCIID.SubdeviceID ^= 1; }, RESTORE_REBUILD, SAVED},
     {"unknown_member", "direct", nullptr, RESTORE_REBUILD, SAVED, {}, "<PD>1", "<PD>771"},
     {"no_disks", "direct", [](World &world) { fault(world, SIM_FAULT_NO_DATA, RAID_OBJECT_PHYSICAL_DISK, 0); }, RESTORE_REBUILD, SAVED},
     {"short_adapter", "direct", [](World &world) { fault(world, SIM_FAULT_SIZE, RAID_OBJECT_ADAPTER, 511); }, RESTORE_REBUILD, SAVED},
