@@ -10,3 +10,4 @@ constexpr UINT32 GROWING_SLOTS[] = {8, 15, 30, 60, 120, 240};
 void addXmlBenches();
 void addOperationBenches();
 void addGrowthBenches();
+void addChangeBenches();

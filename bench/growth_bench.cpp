@@ -1,59 +1,13 @@
 // How time grows with the elements of every kind: in what a controller answers, and in a document.
 #include <benchmark/benchmark.h>
 
-#include <functional>
-
 #include "bench/benches.h"
-
-static constexpr UINT32 COUNTS[] = {6250, 12500, 25000, 50000, 100000};
-
-// A controller with that many of a kind, and otherwise as little as can be.
-struct ANSWERS {
-  RAID_ADAPTER_RECORD adapter = {};
-  std::vector<RAID_ENCLOSURE_RECORD> enclosures;
-  std::vector<RAID_PD_RECORD> disks;
-  std::vector<RAID_VD_RECORD> volumes;
-  std::vector<UINT32> ids;
-};
+#include "bench/growing_controller.h"
 
 struct CONTROLLER_ROW {
   const char *name;
   void (*fill)(ANSWERS &answers, UINT32 count);
 };
-
-static void addEnclosures(ANSWERS &answers, UINT32 count) {
-  for (UINT32 i = 0; i < count; ++i) {
-    RAID_ENCLOSURE_RECORD record = {};
-    record.ObjectType = RAID_OBJECT_ENCLOSURE;
-    record.ObjectID = record.DeviceID = i;
-    answers.enclosures.push_back(record);
-  }
-}
-
-// The disks of an enclosure lie apart from each other in the answer.
-static void addDisks(ANSWERS &answers, UINT32 count, UINT32 enclosures) {
-  for (UINT32 i = 0; i < count; ++i) {
-    RAID_PD_RECORD record = {};
-    record.ObjectType = RAID_OBJECT_PHYSICAL_DISK;
-    record.ObjectID = record.DeviceID = i;
-    record.EnclosureDeviceID = enclosures == 0 ? RAID_ENCLOSURE_NONE : i % enclosures;
-    answers.disks.push_back(record);
-  }
-}
-
-static void addVolumes(ANSWERS &answers, UINT32 count, UINT32 members) {
-  answers.ids.resize(members);
-  for (UINT32 i = 0; i < count; ++i) {
-    RAID_VD_RECORD record = {};
-    record.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
-    record.ObjectID = record.TargetID = i;
-    record.RAIDLevel = record.RAIDLevelDesc.RAIDLevel = RAID_LEVEL_0;
-    record.AccessPolicy = RAID_ACCESS_POLICY_READ_WRITE;
-    record.PDCount = members;
-    record.PDs = answers.ids.data();
-    answers.volumes.push_back(record);
-  }
-}
 
 static const CONTROLLER_ROW g_controllers[] = {
     {"enclosures", addEnclosures},
@@ -111,95 +65,40 @@ static std::string documentOf(const DOCUMENT_ROW &row, UINT32 count) {
   return text + row.behind + "</raidData>";
 }
 
-// --- The controller ---
-
-static ANSWERS *g_answers;
-
-template <class T> static void answerWith(RAID_CMD_RESULT *result, T *records, size_t count) {
-  result->Data = count == 0 ? nullptr : records;
-  result->DataSize = static_cast<UINT32>(count * RAID_RECORD_SIZE);
-}
-
-static EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
-  if (block->Command != RAID_COMMAND_GET) {
-    return EFI_NOT_FOUND;
-  }
-  switch (block->ObjectType) {
-  case RAID_OBJECT_ADAPTER:
-    answerWith(result, &g_answers->adapter, 1);
-    break;
-  case RAID_OBJECT_ENCLOSURE:
-    answerWith(result, g_answers->enclosures.data(), g_answers->enclosures.size());
-    break;
-  case RAID_OBJECT_PHYSICAL_DISK:
-    answerWith(result, g_answers->disks.data(), g_answers->disks.size());
-    break;
-  case RAID_OBJECT_VIRTUAL_DISK:
-    answerWith(result, g_answers->volumes.data(), g_answers->volumes.size());
-    break;
-  default:
-    return EFI_UNSUPPORTED;
-  }
-  return EFI_SUCCESS;
-}
-
-static EFI_STATUS EFIAPI freeRecords(RAID_MGMT_PROTOCOL *, void *, UINT32) {
-  return EFI_SUCCESS;
-}
-
-static RAID_MGMT_PROTOCOL g_protocol = {execute, /* Unused= */ nullptr, freeRecords, 2};
-
 // --- Runs ---
 
-// The first run only fetches the memory.
-static void measure(benchmark::State &state, const std::function<void()> &run) {
-  run();
-  for (auto _ : state) {
-    double start = cpuSeconds();
-    run();
-    state.SetIterationTime(cpuSeconds() - start);
-  }
+template <class ROUTINE> static double timed(ROUTINE routine) {
+  double start = cpuSeconds();
+  routine();
+  return cpuSeconds() - start;
 }
 
 static void get(benchmark::State &state, const CONTROLLER_ROW &row, UINT32 count) {
-  ANSWERS answers;
-  row.fill(answers, count);
-  g_answers = &answers;
-  MeasuredWorld world(g_protocol);
-  measure(state, [&] { world.get(); });
+  GrowingController controller(row.fill, count);
+  MeasuredWorld world(controller.protocol());
+  measureGrowth(state, [&] { return timed([&] { world.get(); }); });
 }
 
 static void verifyInventory(benchmark::State &state, const CONTROLLER_ROW &row, UINT32 count) {
-  ANSWERS answers;
-  row.fill(answers, count);
-  g_answers = &answers;
-  MeasuredWorld world(g_protocol);
+  GrowingController controller(row.fill, count);
+  MeasuredWorld world(controller.protocol());
   std::string saved = world.document();
-  measure(state, [&] { world.verify(saved); });
+  measureGrowth(state, [&] { return timed([&] { world.verify(saved); }); });
 }
 
 static void verifyDocument(benchmark::State &state, const DOCUMENT_ROW &row, UINT32 count) {
-  ANSWERS answers;
-  g_answers = &answers;
-  MeasuredWorld world(g_protocol);
+  GrowingController controller([](ANSWERS &, UINT32) {}, 0);
+  MeasuredWorld world(controller.protocol());
   std::string saved = documentOf(row, count);
-  measure(state, [&] { world.verify(saved); });
-}
-
-template <class ROW>
-static void add(const std::string &operation, void (*bench)(benchmark::State &, const ROW &, UINT32), const ROW &row) {
-  for (UINT32 count : COUNTS) {
-    std::string name = "elements/" + operation + ", " + row.name + "/" + std::to_string(count) + "/ours";
-    benchmark::RegisterBenchmark(name.c_str(), bench, row, count)->UseManualTime()->Iterations(1)->Repetitions(3);
-  }
+  measureGrowth(state, [&] { return timed([&] { world.verify(saved); }); });
 }
 
 void addGrowthBenches() {
   for (const CONTROLLER_ROW &row : g_controllers) {
-    add("get", get, row);
-    add("verify", verifyInventory, row);
+    addGrowth("get", get, row);
+    addGrowth("verify", verifyInventory, row);
   }
   for (const DOCUMENT_ROW &row : g_documents) {
-    add("verify", verifyDocument, row);
+    addGrowth("verify", verifyDocument, row);
   }
 }

@@ -10,6 +10,7 @@ int main(int argc, char **argv) {
   addXmlBenches();
   addOperationBenches();
   addGrowthBenches();
+  addChangeBenches();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
     return 2;
