@@ -43,6 +43,8 @@ public:
     return printed;
   }
 
+  std::string path(const std::string &file) const { return folder_ + "work/" + file; }
+
   std::string read(const std::string &file) {
     std::ifstream stream(folder_ + "work/" + file, std::ios::binary);
     EXPECT_TRUE(stream.good()) << file;

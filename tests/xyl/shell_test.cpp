@@ -216,9 +216,12 @@ TEST_F(XylShell, LeavesNoPassphraseInFreedMemory) {
     DISK::files[u"key.xml"] =
         "<raidData><Method name=\"Lock\"><Object><Key><Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>" + encoded +
         "</Passphrase></Key></Object></Method>" + rest;
-    EXPECT_NE(run(u"apply key.xml"), EFI_SUCCESS) << console_;
-    EXPECT_EQ(leaks, 0u) << rest;
-    EXPECT_FALSE(said(secret) || said(encoded));
+    for (const char16_t *line :
+         {u"apply key.xml", u"show key.xml", u"diff key.xml", u"verify key.xml", u"plan key.xml"}) {
+      EXPECT_NE(run(line), EFI_SUCCESS) << console_;
+      EXPECT_EQ(leaks, 0u) << rest << console_;
+      EXPECT_FALSE(said(secret) || said(encoded));
+    }
   }
   world_.firmware.onFree(nullptr);
 }

@@ -18,7 +18,7 @@ struct PARSED {
   ~PARSED() {
     releaseConfig(config);
     freeTree(root);
-    poolFree(text.Text);
+    releaseDocument(&text);
   }
 };
 

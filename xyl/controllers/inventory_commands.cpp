@@ -93,7 +93,7 @@ XYL_RESULT runGet(const XYL_CONTEXT &context) {
   } else {
     result = writeDocument(context, file, document.Text, document.Size);
   }
-  poolFree(document.Text);
+  releaseDocument(&document);
   return result;
 }
 

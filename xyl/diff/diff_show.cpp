@@ -132,7 +132,7 @@ XYL_RESULT runDiff(const XYL_CONTEXT &context) {
   }
   for (UINTN i = 0; i < 2; ++i) {
     freeTree(documents.Roots[i]);
-    poolFree(documents.Texts[i].Text);
+    releaseDocument(&documents.Texts[i]);
   }
   return result;
 }

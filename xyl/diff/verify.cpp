@@ -131,7 +131,7 @@ static XYL_RESULT explain(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operati
   }
   freeTree(liveRoot);
   freeTree(savedRoot);
-  poolFree(live.Text);
+  releaseDocument(&live);
   return result;
 }
 
@@ -170,6 +170,6 @@ XYL_RESULT runVerify(const XYL_CONTEXT &context) {
     return result;
   }
   result = verify(context, operations, saved);
-  poolFree(saved.Text);
+  releaseDocument(&saved);
   return result;
 }

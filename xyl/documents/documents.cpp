@@ -21,6 +21,14 @@ static const CHAR8 *whyNoText(const DOCUMENT_TEXT &document) {
   return nullptr;
 }
 
+void releaseDocument(DOCUMENT_TEXT *document) {
+  if (document->Text != nullptr) {
+    wipeBytes(document->Text, document->Size);
+    poolFree(document->Text);
+  }
+  *document = {};
+}
+
 XYL_RESULT readDocument(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_TEXT *document) {
   *document = {};
   EFI_STATUS status = context.Host->ReadFile(context.Host, file, &document->Text, &document->Size);
@@ -32,7 +40,7 @@ XYL_RESULT readDocument(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_
   const CHAR8 *reason = whyNoText(*document);
   if (reason != nullptr) {
     complain(context.Host, u"cannot use '%a': %a", file, reason);
-    poolRelease(document->Text);
+    releaseDocument(document);
     return failed(EFI_INVALID_PARAMETER);
   }
   return succeeded();
@@ -78,9 +86,34 @@ XYL_RESULT parseTree(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 
   return succeeded();
 }
 
+// Overwrites the texts of all elements below root. They end up as one row of children of root: a walk without recursion
+// or memory of its own. The XML service of a platform need not do this by itself.
+static void wipeTexts(XML_NODE *root) {
+  for (XML_NODE *node = root->FirstChild; node != nullptr; node = node->NextSibling) {
+    if (node->Content != nullptr) {
+      wipeBytes(node->Content, textLength(node->Content));
+    }
+    XML_NODE *last = node->FirstChild;
+    if (last == nullptr) {
+      continue;
+    }
+    while (last->NextSibling != nullptr) {
+      last = last->NextSibling;
+    }
+    last->NextSibling = node->NextSibling;
+    if (node->NextSibling != nullptr) {
+      node->NextSibling->PrevSibling = last;
+    }
+    node->NextSibling = node->FirstChild;
+    node->NextSibling->PrevSibling = node;
+    node->FirstChild = nullptr;
+  }
+}
+
 void freeTree(XML_NODE *root) {
   void *found = nullptr;
   if (root != nullptr && !EFI_ERROR(g_bootServices->LocateProtocol(&g_xmlGuid, nullptr, &found))) {
+    wipeTexts(root);
     XML_PROTOCOL *xml = static_cast<XML_PROTOCOL *>(found);
     xml->FreeNode(xml, root);
   }
@@ -118,30 +151,6 @@ const XML_NODE *adapterOf(const XML_NODE *root) {
   return childNamed(raidDataOf(root), "Adapter");
 }
 
-// Overwrites the texts of all elements below root. They end up as one row of children of root: a walk without recursion
-// or memory of its own. The XML service of a platform need not do this by itself.
-static void wipeTexts(XML_NODE *root) {
-  for (XML_NODE *node = root->FirstChild; node != nullptr; node = node->NextSibling) {
-    if (node->Content != nullptr) {
-      wipeBytes(node->Content, textLength(node->Content));
-    }
-    XML_NODE *last = node->FirstChild;
-    if (last == nullptr) {
-      continue;
-    }
-    while (last->NextSibling != nullptr) {
-      last = last->NextSibling;
-    }
-    last->NextSibling = node->NextSibling;
-    if (node->NextSibling != nullptr) {
-      node->NextSibling->PrevSibling = last;
-    }
-    node->NextSibling = node->FirstChild;
-    node->NextSibling->PrevSibling = node;
-    node->FirstChild = nullptr;
-  }
-}
-
 XYL_RESULT countMethods(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, UINT32 *count) {
   *count = 0;
   XML_NODE *root = nullptr;
@@ -153,7 +162,6 @@ XYL_RESULT countMethods(const XYL_CONTEXT &context, const CHAR8 *name, const CHA
   for (; method != nullptr; method = nextSame(method)) {
     ++*count;
   }
-  wipeTexts(root);
   freeTree(root);
   return succeeded();
 }

@@ -13,18 +13,23 @@ struct DOCUMENT_TEXT {
 };
 
 // Reads a file. Refused with a message are unreadable files, empty ones and such that are no 8-bit text. The caller
-// frees Text.
+// gives the document to releaseDocument.
 XYL_RESULT readDocument(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_TEXT *document);
+
+// Overwrites the text, in which passphrases may be, gives it back and empties *document.
+void releaseDocument(DOCUMENT_TEXT *document);
 
 // Writes a text to a file; a failure comes with a message.
 XYL_RESULT writeDocument(const XYL_CONTEXT &context, const CHAR8 *file, const CHAR8 *text, UINTN size);
 
-// Asks the controller for its inventory document. Failures come with a message. The caller frees Text.
+// Asks the controller for its inventory document. Failures come with a message. The caller
+// gives the document to releaseDocument.
 XYL_RESULT readInventory(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, DOCUMENT_TEXT *document);
 
 // Parses a text that a message would call name. The caller releases *root with freeTree.
 XYL_RESULT parseTree(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, XML_NODE **root);
-void freeTree(XML_NODE *root); // takes null
+// Overwrites the texts in the tree, which may be passphrases, and releases it. Takes null.
+void freeTree(XML_NODE *root);
 
 // The first child of that name, or null (also for a null parent).
 const XML_NODE *childNamed(const XML_NODE *parent, const CHAR8 *name);
@@ -39,7 +44,7 @@ const XML_NODE *raidDataOf(const XML_NODE *root);
 // The "Adapter" element of either, or null.
 const XML_NODE *adapterOf(const XML_NODE *root);
 
-// Counts the methods of a change document. The tree that this takes is overwritten, since keys may be in it.
+// Counts the methods of a change document.
 XYL_RESULT countMethods(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, UINT32 *count);
 
 // Short lists of words in a fixed buffer.

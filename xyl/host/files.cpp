@@ -1,5 +1,6 @@
 #include "xyl/host/files.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/pool.h"
 #include "xyl/xyl.h"
 
 namespace fs = std::filesystem;
@@ -34,23 +36,39 @@ static EFI_STATUS statusFromErrno(int error) {
   }
 }
 
+// Makes room for twice as much; what the old memory held, which may be a passphrase, does not stay in it.
+static void growWiped(std::string *content) {
+  std::string larger(content->empty() ? 65536 : 2 * content->size(), 0);
+  std::copy(content->begin(), content->end(), larger.begin());
+  wipeBytes(content->data(), content->size());
+  content->swap(larger);
+}
+
 EFI_STATUS readHostFile(const std::string &name, std::string *content) {
   content->clear();
-  FILE *file = std::fopen(name.c_str(), "rb");
-  if (file == nullptr) {
+  int file = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) {
     return statusFromErrno(errno);
   }
-  char buffer[65536];
-  size_t length = 0;
-  while (content->size() <= XYL_FILE_LIMIT && (length = std::fread(buffer, 1, sizeof(buffer), file)) != 0) {
-    content->append(buffer, length);
+  // No buffer in between: it would keep what it has read.
+  size_t done = 0;
+  ssize_t length = 1;
+  while (length > 0 && done <= XYL_FILE_LIMIT) {
+    if (done == content->size()) {
+      growWiped(content);
+    }
+    do {
+      length = read(file, content->data() + done, content->size() - done);
+    } while (length < 0 && errno == EINTR);
+    done += length > 0 ? static_cast<size_t>(length) : 0;
   }
-  int error = std::ferror(file) != 0 ? errno : 0;
-  std::fclose(file);
+  int error = length < 0 ? errno : 0;
+  close(file);
+  content->resize(done);
   if (error != 0) {
     return statusFromErrno(error);
   }
-  return content->size() > XYL_FILE_LIMIT ? EFI_BAD_BUFFER_SIZE : EFI_SUCCESS;
+  return done > XYL_FILE_LIMIT ? EFI_BAD_BUFFER_SIZE : EFI_SUCCESS;
 }
 
 // Writes content to an open file and closes it.

@@ -27,17 +27,16 @@ static void writeError(const XYL_HOST *, const CHAR8 *text, UINTN length) {
 static EFI_STATUS readFile(const XYL_HOST *, const CHAR8 *name, CHAR8 **data, UINTN *size) {
   std::string content;
   EFI_STATUS status = readHostFile(name, &content);
-  if (EFI_ERROR(status)) {
-    return status;
+  if (!EFI_ERROR(status)) {
+    *data = static_cast<CHAR8 *>(poolAllocate(content.size() + 1));
+    status = *data == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
   }
-  *data = static_cast<CHAR8 *>(poolAllocate(content.size() + 1));
-  if (*data == nullptr) {
-    return EFI_OUT_OF_RESOURCES;
+  if (!EFI_ERROR(status)) {
+    std::memcpy(*data, content.c_str(), content.size() + 1);
+    *size = content.size();
   }
-  std::memcpy(*data, content.c_str(), content.size() + 1);
-  *size = content.size();
   wipeBytes(content.data(), content.size()); // change documents may hold passphrases
-  return EFI_SUCCESS;
+  return status;
 }
 
 static EFI_STATUS writeFile(const XYL_HOST *, const CHAR8 *name, const CHAR8 *data, UINTN size) {

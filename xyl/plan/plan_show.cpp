@@ -223,7 +223,7 @@ XYL_RESULT runPlan(const XYL_CONTEXT &context) {
   }
   RAID_CONFIG *saved = nullptr;
   result = readConfiguration(context, file, document.Text, &saved);
-  poolFree(document.Text);
+  releaseDocument(&document);
   if (isFailure(result)) {
     return result;
   }

@@ -17,7 +17,7 @@ struct REPORT_TREE {
   REPORT_TREE &operator=(const REPORT_TREE &) = delete;
   ~REPORT_TREE() {
     freeTree(root);
-    poolFree(document.Text);
+    releaseDocument(&document);
   }
 };
 

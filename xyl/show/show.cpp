@@ -147,6 +147,6 @@ XYL_RESULT runShow(const XYL_CONTEXT &context) {
     return result;
   }
   result = showDocument(context, name, document.Text);
-  poolFree(document.Text);
+  releaseDocument(&document);
   return result;
 }
