@@ -40,7 +40,8 @@ struct XYL_HOST {
   EFI_STATUS (*WriteFile)(const XYL_HOST *host, const CHAR8 *name, const CHAR8 *data, UINTN size);
   // Puts the question to a person at a terminal; only a typed "yes" is a yes.
   XYL_ANSWER (*AskYes)(const XYL_HOST *host, const CHAR8 *question);
-  bool Colours = false; // the standard output is a terminal that understands colour sequences
+  bool Terminal = false; // the standard output is a terminal, which may take bytes for commands
+  bool Colours = false;  // and understands colour sequences
   // Told when a call of the driver that may take long begins and when it is over, so that the front can show to a
   // person that time passes. Null: it does not.
   void (*Busy)(const XYL_HOST *host, bool begins) = nullptr;

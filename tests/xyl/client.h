@@ -46,13 +46,11 @@ public:
   std::string path(const std::string &file) const { return folder_ + "work/" + file; }
 
   std::string read(const std::string &file) {
-    std::ifstream stream(folder_ + "work/" + file, std::ios::binary);
+    std::ifstream stream(path(file), std::ios::binary);
     EXPECT_TRUE(stream.good()) << file;
     return {std::istreambuf_iterator<char>(stream), {}};
   }
-  void write(const std::string &file, const std::string &text) {
-    std::ofstream(folder_ + "work/" + file, std::ios::binary) << text;
-  }
+  void write(const std::string &file, const std::string &text) { std::ofstream(path(file), std::ios::binary) << text; }
   // Replaces the first from in text, which must be there, and writes that to a file.
   void writeEdited(const std::string &file, std::string text, const std::string &from, const std::string &to) {
     size_t place = text.find(from);

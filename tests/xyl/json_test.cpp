@@ -152,6 +152,35 @@ static std::string onTerminal(const std::string &environment, const std::string 
   return text;
 }
 
+// Nothing that a terminal takes for a command comes from a controller, a document or a name; UTF-8 is let through.
+TEST(Controls, AreShownNotSent) {
+  const char *text = "a\x1b\x9b\n\xC3\xA9\xC2\x9B\x7F\xE9";
+  const std::string shown = "a\\x1B\\x9B\\x0A\xC3\xA9\\x9B\\x7F\xE9", lines = "a\\x1B\\x9B\n\xC3\xA9\\x9B\\x7F\xE9";
+  std::string out;
+  XYL_HOST host = {};
+  host.Context = &out;
+  host.WriteOut = host.WriteError = [](const XYL_HOST *to, const CHAR8 *part, UINTN length) {
+    static_cast<std::string *>(to->Context)->append(part, length);
+  };
+  say(&host, u"%a|\n", text);
+  complain(&host, u"%a", text);
+  sayText(&host, text);
+  sayMarked(&host, text, 0);
+  EXPECT_EQ(out, shown + "|\nxyl: " + shown + "\n" + shown + shown);
+  out.clear();
+  sayLines(&host, text);
+  sayDocument(&host, text, std::strlen(text));
+  host.Terminal = true;
+  sayDocument(&host, text, std::strlen(text));
+  EXPECT_EQ(out, lines + text + lines);
+
+  Client client("demo");
+  client.expect({R"(0 !sed -i 's/Harrier R6/\\u001b[2J\\u009b/' lab.json)",
+                 R"(0 sim show lab.json => Adapter      \x1B[2J\x9B)",
+                 R"(0 sim show lab.json --json => "\u001B[2J\u009B)",
+                 R"x(3 show "$(printf 'a\033\233')" => cannot read 'a\x1B\x9B)x"});
+}
+
 TEST(Colours, AreForTerminalsOnly) {
   const std::string green = "\x1b[32mOnline\x1b[0m     ";
   EXPECT_NE(onTerminal("TERM=xterm", "show --preset demo").find(green), std::string::npos);

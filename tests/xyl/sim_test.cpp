@@ -61,6 +61,8 @@ TEST(ControllerFile, IsReplacedInOneStepByOneAtATime) {
        "0 !mv lab.json real.json; chmod 640 real.json; ln -s real.json lab.json", "0 sim firmware lab.json 2",
        "0 !stat -c '%N %a' *.json => 'lab.json' -> 'real.json' 777\n'real.json' 640\n",
        "0 !grep FirmwareVersion real.json => \"2\"",
+       "0 !ln -s far.xml near.xml; xyl get --preset demo -o near.xml; test -L near.xml && cmp far.xml saved.xml",
+       "0 !ln -s a b; ln -s b a", "4 get --preset demo -o a => cannot write",
        // What is no regular file is written to, not replaced.
        "0 !xyl get --preset demo -o /dev/stdout | cmp - saved.xml",
        // Twelve at once, each until it had its turn: on a busy machine that may take longer than one waits.

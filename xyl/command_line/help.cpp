@@ -60,7 +60,7 @@ static void sayIndented(const XYL_HOST *host, const CHAR8 *text) {
 static void helpOnCommand(const XYL_HOST *host, const XYL_COMMAND &command) {
   say(host, u"xyl %a - %a\n\nUsage:\n  xyl %a%a%a%a\n\n", command.Name, command.Summary, command.Name,
       command.Options != 0 ? " [OPTIONS]" : "", *command.Operands != 0 ? " " : "", command.Operands);
-  sayText(host, command.Description);
+  sayLines(host, command.Description);
   say(host, u"\n");
   sayOptions(host, command.Options);
   say(host, u"\nExamples:\n");

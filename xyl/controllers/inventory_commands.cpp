@@ -89,7 +89,7 @@ XYL_RESULT runGet(const XYL_CONTEXT &context) {
   }
   const CHAR8 *file = context.Request->Options[XYL_OPTION_OUTPUT];
   if (file == nullptr) {
-    context.Host->WriteOut(context.Host, document.Text, document.Size);
+    sayDocument(context.Host, document.Text, document.Size);
   } else {
     result = writeDocument(context, file, document.Text, document.Size);
   }
@@ -138,7 +138,7 @@ XYL_RESULT runLog(const XYL_CONTEXT &context) {
   if (hasOption(context, XYL_OPTION_JSON)) {
     writeLines(context.Host, text);
   } else {
-    sayText(context.Host, text);
+    sayLines(context.Host, text);
   }
   poolFree(text);
   return succeeded();

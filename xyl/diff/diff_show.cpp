@@ -25,7 +25,7 @@ static void sayDifference(const XYL_HOST *host, const DIFFERENCE &difference) {
   if (difference.Kind != DIFFERENCE_REMOVED) {
     sayText(host, newText);
   }
-  sayText(host, "\n");
+  say(host, u"\n");
 }
 
 static void sayDifferences(const XYL_HOST *host, const DIFFERENCES &differences) {

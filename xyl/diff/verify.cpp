@@ -95,7 +95,8 @@ static void explainBits(const VERIFY_OUT &out, const ADAPTERS &adapters, UINT32 
 static void showVerdict(const XYL_CONTEXT &context, const ADAPTERS &adapters, UINT32 bits) {
   if (!hasOption(context, XYL_OPTION_JSON)) {
     explainBits({context.Host, /* Json= */ nullptr}, adapters, bits);
-    say(context.Host, u"%aresult 0x%x\n", bits == 0 ? "no difference\n" : "", bits);
+    sayLines(context.Host, bits == 0 ? "no difference\n" : "");
+    say(context.Host, u"result 0x%x\n", bits);
     return;
   }
   JSON json = {};

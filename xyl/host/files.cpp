@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -137,8 +138,25 @@ static int putInPlace(const std::string &temporary, const fs::path &target, FILE
   return result != 0 && errno == EINVAL ? std::rename(temporary.c_str(), target.c_str()) : result;
 }
 
+// Keeps signals waiting, so that none ends the program between the making of a temporary file and its removal.
+class SignalsWait {
+public:
+  SignalsWait() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before_);
+  }
+  SignalsWait(const SignalsWait &) = delete;
+  SignalsWait &operator=(const SignalsWait &) = delete;
+  ~SignalsWait() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+private:
+  sigset_t before_;
+};
+
 static EFI_STATUS replaceFile(const fs::path &target, const std::string &content, const struct stat *old,
                               FILE_REPLACES replaces) {
+  SignalsWait wait;
   std::string temporary = target.string() + ".XXXXXX";
   EFI_STATUS status = writeTemporary(content, old, &temporary);
   if (!EFI_ERROR(status) && putInPlace(temporary, target, replaces) != 0) {
@@ -151,6 +169,19 @@ static EFI_STATUS replaceFile(const fs::path &target, const std::string &content
     syncFolder(target);
   }
   return status;
+}
+
+// Where a name leads through links, the last of which may lead to nothing; empty for links in a circle.
+static fs::path behindLinks(const std::string &name) {
+  fs::path target = name;
+  std::error_code error;
+  for (int links = 0; fs::is_symlink(fs::symlink_status(target, error)); ++links) {
+    if (links == 40) {
+      return {};
+    }
+    target = target.parent_path() / fs::read_symlink(target, error);
+  }
+  return target;
 }
 
 EFI_STATUS writeHostFile(const std::string &name, const std::string &content, FILE_REPLACES replaces) {
@@ -167,10 +198,8 @@ EFI_STATUS writeHostFile(const std::string &name, const std::string &content, FI
   if (exists && access(name.c_str(), W_OK) != 0) {
     return statusFromErrno(errno);
   }
-  // A link is followed, so that it stays one.
-  std::error_code error;
-  fs::path target = exists ? fs::canonical(name, error) : fs::path(name);
-  return error ? EFI_DEVICE_ERROR : replaceFile(target, content, exists ? &old : nullptr, replaces);
+  fs::path target = behindLinks(name); // so that a link stays one
+  return target.empty() ? EFI_INVALID_PARAMETER : replaceFile(target, content, exists ? &old : nullptr, replaces);
 }
 
 static bool isSameFile(int file, const std::string &name) {

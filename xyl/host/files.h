@@ -12,7 +12,8 @@ EFI_STATUS readHostFile(const std::string &name, std::string *content);
 enum FILE_REPLACES { FILE_REPLACES_OLD, FILE_REPLACES_NONE };
 
 // Writes a whole file: a regular file is replaced in one step, with its permissions, so a reader never finds half of it
-// and a failure leaves the old one. EFI_ALREADY_STARTED when there is a file and none may be replaced.
+// and a failure leaves the old one. Links are followed, also one that leads to no file yet. Signals wait until it is
+// done. EFI_ALREADY_STARTED when there is a file and none may be replaced.
 EFI_STATUS writeHostFile(const std::string &name, const std::string &content,
                          FILE_REPLACES replaces = FILE_REPLACES_OLD);
 

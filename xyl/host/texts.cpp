@@ -7,29 +7,18 @@
 #include "base/print.h"
 #include "xyl/output/output.h"
 
-static void appendUtf8(std::string &to, unsigned unit) {
-  if (unit < 0x80) {
-    to += static_cast<char>(unit);
-  } else if (unit < 0x800) {
-    to += static_cast<char>(0xC0 | unit >> 6);
-    to += static_cast<char>(0x80 | (unit & 0x3F));
-  } else {
-    to += static_cast<char>(0xE0 | unit >> 12);
-    to += static_cast<char>(0x80 | (unit >> 6 & 0x3F));
-    to += static_cast<char>(0x80 | (unit & 0x3F));
-  }
+static void appendUtf8(std::string &to, UINT32 unit) {
+  char bytes[4];
+  to.append(bytes, utf8Encode(bytes, unit));
 }
 
 std::u16string fromUtf8(const std::string &text) {
   std::u16string units;
   for (size_t i = 0; i < text.size();) {
-    unsigned lead = static_cast<unsigned char>(text[i++]);
-    unsigned more = lead < 0x80 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-    unsigned unit = lead < 0x80 ? lead : lead & (0x3FU >> more);
-    for (; more != 0 && i < text.size(); --more) {
-      unit = unit << 6 | (static_cast<unsigned char>(text[i++]) & 0x3FU);
-    }
-    units += static_cast<char16_t>(unit <= 0xFFFF ? unit : 0xFFFD);
+    UINT32 character = 0;
+    size_t bytes = utf8Decode(text.data() + i, text.size() - i, &character);
+    units += static_cast<char16_t>(character <= 0xFFFF ? character : 0xFFFD);
+    i += bytes == 0 ? 1 : bytes;
   }
   return units;
 }

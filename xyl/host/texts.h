@@ -13,7 +13,7 @@ std::string fixedText(const CHAR8 *member, size_t width);
 template <size_t width> std::string fixedText(const CHAR8 (&member)[width]) {
   return fixedText(member, width);
 }
-// The text must be UTF-8. Characters beyond the 16-bit ones become 0xFFFD.
+// Characters beyond the 16-bit ones become 0xFFFD; a byte that begins no valid sequence is one by itself.
 std::u16string fromUtf8(const std::string &text);
 
 // In lower case and without what is no letter or digit, so that "Device Error" and device-error are one.

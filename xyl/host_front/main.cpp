@@ -128,7 +128,7 @@ static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
     result = failed(EFI_DEVICE_ERROR);
   }
   console += platform.takeConsole();
-  std::fputs(console.c_str(), stderr);
+  complainLines(&host, console.c_str());
   return result;
 }
 
@@ -145,6 +145,7 @@ static XYL_RESULT runRequest(XYL_HOST &host, const XYL_REQUEST &request) {
 
 int main(int argc, char **argv) {
   XYL_HOST host = {nullptr, XYL_FRONT_HOST, nullptr, writeOut, writeError, readFile, writeFile, askYes};
+  host.Terminal = isatty(STDOUT_FILENO) != 0;
   host.Colours = hasColours();
   host.Busy = showBusy;
   XYL_REQUEST request;

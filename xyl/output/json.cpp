@@ -1,6 +1,7 @@
 #include "xyl/output/json.h"
 
 #include "base/text.h"
+#include "xyl/output/utf8.h"
 
 static void write(const JSON *json, const CHAR8 *text) {
   json->Host->WriteOut(json->Host, text, textLength(text));
@@ -13,41 +14,27 @@ static void beginLine(const JSON *json) {
   }
 }
 
-// The bytes of the valid UTF-8 sequence at text, which is not ASCII; 0 for none.
-static UINTN sequenceLength(const UINT8 *text) {
-  UINTN length = text[0] >= 0xC2 && text[0] < 0xE0 ? 2 : (text[0] & 0xF0) == 0xE0 ? 3 : 0;
-  if (text[0] >= 0xF0 && text[0] < 0xF5) {
-    length = 4;
-  }
-  for (UINTN i = 1; i < length; ++i) {
-    if ((text[i] & 0xC0) != 0x80) {
-      return 0;
-    }
-  }
-  bool overlong = (text[0] == 0xE0 && text[1] < 0xA0) || (text[0] == 0xF0 && text[1] < 0x90);
-  bool beyond = (text[0] == 0xED && text[1] > 0x9F) || (text[0] == 0xF4 && text[1] > 0x8F);
-  return overlong || beyond ? 0 : length;
-}
-
-static void writeEscape(const JSON *json, UINT8 byte) {
-  CHAR8 escape[7] = "\\u00";
-  formatHex(escape + 4, byte, 2);
+static void writeEscape(const JSON *json, UINT32 character) {
+  CHAR8 escape[7] = "\\u";
+  formatHex(escape + 2, character, 4);
   write(json, escape);
 }
 
 static void writeText(const JSON *json, const CHAR8 *text) {
   write(json, "\"");
+  const CHAR8 *end = text + textLength(text);
   const CHAR8 *plain = text; // not written yet
-  while (*text != 0) {
-    UINT8 byte = static_cast<UINT8>(*text);
-    UINTN length = byte < 0x80 ? 1 : sequenceLength(reinterpret_cast<const UINT8 *>(text));
-    if (length != 0 && byte >= 0x20 && byte != 0x7F && byte != '"' && byte != '\\') {
+  while (text != end) {
+    UINT32 character = 0;
+    UINTN length = utf8Decode(text, static_cast<UINTN>(end - text), &character);
+    if (length != 0 && !isControl(character) && character != '"' && character != '\\') {
       text += length;
       continue;
     }
     json->Host->WriteOut(json->Host, plain, static_cast<UINTN>(text - plain));
-    writeEscape(json, byte);
-    plain = ++text;
+    writeEscape(json, character);
+    text += length == 0 ? 1 : length;
+    plain = text;
   }
   write(json, plain);
   write(json, "\"");

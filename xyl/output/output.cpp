@@ -3,17 +3,55 @@
 #include "base/pool.h"
 #include "base/print.h"
 #include "base/text.h"
+#include "xyl/output/utf8.h"
 
 static constexpr UINTN LINE_CAPACITY = 701;
 
 using WRITE = void (*)(const XYL_HOST *host, const CHAR8 *text, UINTN length);
 
+// Stands for a line feed of a format while the line is made, so that those of arguments are told from it.
+static constexpr CHAR16 LINE_BREAK = 0xFFFF;
+
+// Writes what a terminal may take for a command as \xNN; line feeds and tabs may be allowed.
+static void writeShown(const XYL_HOST *host, WRITE write, const CHAR8 *text, UINTN length, bool allowsLines) {
+  UINTN plain = 0; // begins what is not written yet
+  for (UINTN i = 0; i < length;) {
+    UINT32 character = 0;
+    UINTN bytes = utf8Decode(text + i, length - i, &character);
+    bytes = bytes == 0 ? 1 : bytes;
+    if (isControl(character) && !(allowsLines && (character == '\n' || character == '\t'))) {
+      CHAR8 escape[5] = "\\x";
+      formatHex(escape + 2, character, 2);
+      write(host, text + plain, i - plain);
+      write(host, escape, 4);
+      plain = i + bytes;
+    }
+    i += bytes;
+  }
+  write(host, text + plain, length - plain);
+}
+
 static void writeFormatted(const XYL_HOST *host, WRITE write, const CHAR16 *format, EFI_VA_LIST arguments) {
+  CHAR16 marked[LINE_CAPACITY];
   CHAR16 wide[LINE_CAPACITY];
   CHAR8 line[LINE_CAPACITY];
-  formatText(wide, LINE_CAPACITY, format, arguments);
-  UINTN length = textNarrow(line, wide, LINE_CAPACITY - 1);
-  write(host, line, length);
+  UINTN end = 0;
+  for (; format[end] != 0 && end + 1 < LINE_CAPACITY; ++end) {
+    marked[end] = format[end] == u'\n' ? LINE_BREAK : format[end];
+  }
+  marked[end] = 0;
+  formatText(wide, LINE_CAPACITY, marked, arguments);
+  for (const CHAR16 *at = wide; *at != 0; ++at) {
+    UINTN length = 0;
+    for (; *at != 0 && *at != LINE_BREAK; ++at) {
+      line[length++] = static_cast<CHAR8>(*at);
+    }
+    writeShown(host, write, line, length, /* allowsLines= */ false);
+    if (*at == 0) {
+      return;
+    }
+    write(host, "\n", 1);
+  }
 }
 
 void EFIAPI say(const XYL_HOST *host, const CHAR16 *format, ...) {
@@ -33,7 +71,23 @@ void EFIAPI complain(const XYL_HOST *host, const CHAR16 *format, ...) {
 }
 
 void sayText(const XYL_HOST *host, const CHAR8 *text) {
-  host->WriteOut(host, text, textLength(text));
+  writeShown(host, host->WriteOut, text, textLength(text), /* allowsLines= */ false);
+}
+
+void sayLines(const XYL_HOST *host, const CHAR8 *text) {
+  writeShown(host, host->WriteOut, text, textLength(text), /* allowsLines= */ true);
+}
+
+void complainLines(const XYL_HOST *host, const CHAR8 *text) {
+  writeShown(host, host->WriteError, text, textLength(text), /* allowsLines= */ true);
+}
+
+void sayDocument(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
+  if (host->Terminal) {
+    writeShown(host, host->WriteOut, text, length, /* allowsLines= */ true);
+  } else {
+    host->WriteOut(host, text, length);
+  }
 }
 
 static constexpr struct {
@@ -51,9 +105,9 @@ void sayMarked(const XYL_HOST *host, const CHAR8 *word, UINTN width) {
       colour = mark.Colour;
     }
   }
-  sayText(host, colour);
+  host->WriteOut(host, colour, textLength(colour));
   sayText(host, word);
-  sayText(host, *colour != 0 ? "\x1b[0m" : "");
+  host->WriteOut(host, "\x1b[0m", *colour != 0 ? 4 : 0);
   for (UINTN length = textLength(word); length < width; ++length) {
     sayText(host, " ");
   }

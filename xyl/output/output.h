@@ -3,7 +3,11 @@
 
 #include "xyl/output/json.h"
 #include "xyl/output/text.h"
+#include "xyl/output/utf8.h"
 #include "xyl/xyl.h"
+
+// Nothing but line feeds of a format, and colours, reaches a terminal that it could take for a command: other control
+// characters and bytes from 0x7F to 0x9F, unless these are part of valid UTF-8, are written as \xNN.
 
 // Writes to the standard output; conversions of base/print.h. A line above 700 characters is cut.
 void EFIAPI say(const XYL_HOST *host, const CHAR16 *format, ...);
@@ -11,8 +15,15 @@ void EFIAPI say(const XYL_HOST *host, const CHAR16 *format, ...);
 // Writes "xyl: ", the message and a line feed to the error output.
 void EFIAPI complain(const XYL_HOST *host, const CHAR16 *format, ...);
 
-// Writes a text of any length to the standard output as it is.
+// Writes a text of any length to the standard output.
 void sayText(const XYL_HOST *host, const CHAR8 *text);
+
+// Likewise one of several lines, which may hold line feeds and tabs; to the error output.
+void sayLines(const XYL_HOST *host, const CHAR8 *text);
+void complainLines(const XYL_HOST *host, const CHAR8 *text);
+
+// Writes a document as it is, to a terminal as sayLines does.
+void sayDocument(const XYL_HOST *host, const CHAR8 *text, UINTN length);
 
 // Writes a word for a state or result, padded to width, in a colour of its own where the front has colours.
 void sayMarked(const XYL_HOST *host, const CHAR8 *word, UINTN width);

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "xyl/host/host.h"
+#include "xyl/output/output.h"
 
 static const char *entityOf(char c) {
   switch (c) {
@@ -54,28 +55,15 @@ void put(std::string &page, std::string_view markup) {
 
 // The length of the character at the start of text, 0 for what is no UTF-8 or no character of XML or HTML.
 static size_t characterLength(std::string_view text) {
-  unsigned lead = static_cast<unsigned char>(text[0]);
-  size_t length = lead < 0x80 ? 1 : lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 0;
-  if (length == 0 || length > text.size()) {
-    return 0;
-  }
-  unsigned long value = length == 1 ? lead : lead & (0x3FU >> (length - 1));
-  for (char c : text.substr(1, length - 1)) {
-    unsigned more = static_cast<unsigned char>(c);
-    if ((more & 0xC0) != 0x80) {
-      return 0;
-    }
-    value = value << 6 | (more & 0x3F);
-  }
-  bool overlong = (length == 3 && value < 0x800) || (length == 4 && value < 0x10000);
-  bool surrogate = value >= 0xD800 && value < 0xE000;
-  return overlong || surrogate || value > 0x10FFFF || (value & 0xFFFE) == 0xFFFE ? 0 : length;
+  UINT32 character = 0;
+  size_t length = utf8Decode(text.data(), text.size(), &character);
+  return (character & 0xFFFE) == 0xFFFE ? 0 : length;
 }
 
-static bool isControl(std::string_view character) {
-  unsigned lead = static_cast<unsigned char>(character[0]);
-  return (lead < 0x20 && lead != '\t' && lead != '\n') || lead == 0x7F ||
-         (lead == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0);
+static bool isShown(std::string_view text) {
+  UINT32 character = 0;
+  utf8Decode(text.data(), text.size(), &character);
+  return !isControl(character) || character == '\t' || character == '\n';
 }
 
 std::string documentText(const CHAR8 *text) {
@@ -87,7 +75,7 @@ std::string documentText(const CHAR8 *text) {
   std::string shown;
   for (rest = utf8; !rest.empty(); rest.remove_prefix(characterLength(rest))) {
     std::string_view character = rest.substr(0, characterLength(rest));
-    shown += isControl(character) ? "\xEF\xBF\xBD" : character;
+    shown += isShown(character) ? character : "\xEF\xBF\xBD";
   }
   return shown;
 }

@@ -224,6 +224,7 @@ extern "C" EFI_STATUS EFIAPI XylEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *system
     return EFI_UNSUPPORTED;
   }
   XYL_HOST host = {shell, XYL_FRONT_SHELL, systemTable, writeConsole, writeConsole, readFile, writeFile, askYes};
+  host.Terminal = true;
   host.Busy = showBusy;
   return runShellParameters(&host, static_cast<EFI_SHELL_PARAMETERS_PROTOCOL *>(parameters));
 }

@@ -45,7 +45,7 @@ static void showDirectDisks(const SIM_JOB &job) {
   for (UINT32 i = 0; i < job.sim->disks.count; ++i) {
     const SIM_DISK &disk = job.sim->disks.items[i];
     if (disk.record.EnclosureObjectID == SIM_DIRECT) {
-      say(&job.host, u"%a", titled ? "" : "\nAttached to the adapter directly\n");
+      sayLines(&job.host, titled ? "" : "\nAttached to the adapter directly\n");
       showDisk(job, disk, roleOf(disk));
       titled = true;
     }
