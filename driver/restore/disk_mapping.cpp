@@ -40,7 +40,7 @@ static DISK_CHOICE choiceFor(const RAID_PD_RECORD &saved) {
 // Logs the foreign disks that the search for a disk's place comes by: those up to number. foreign lists them all, and
 // ends with one behind all disks.
 static void logForeign(const UINT32 *foreign, UINT32 number) {
-  for (; *foreign <= number; ++foreign) {
+  for (; g_debugLog != nullptr && *foreign <= number; ++foreign) {
     LogPrint(LOG_TRACE, MAP_DISKS, u"Foreign Disk detected");
   }
 }
