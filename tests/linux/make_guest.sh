@@ -4,6 +4,7 @@
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 guest=$(cd "$here/../.." && pwd)/build/linux
+. "$here/../../cmake/apt.sh"
 packages="mdadm busybox-static e2fsprogs libext2fs2 libcom-err2 libblkid1 libuuid1 libudev1"
 modules="virtio_pci virtio_blk virtio_scsi ahci sd_mod nvme crc32c_generic raid0 raid1 raid10 raid456 linear ext4"
 
@@ -25,7 +26,7 @@ unpack() {
   cd "$guest/packages"
   echo "==> fetching the guest's packages (80 MB)"
   if ! download >download.log 2>&1; then
-    [ "$(id -u)" -eq 0 ] && apt-get update -qq || sudo apt-get update -qq
+    patient_apt update
     download >download.log 2>&1 || { cat download.log >&2; exit 1; }
   fi
   for package in *.deb; do
