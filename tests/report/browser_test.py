@@ -145,6 +145,16 @@ def look(browser, page):
     check(colours["light"] != colours["dark"], name, "dark mode looks as light mode does")
 
 
+def print_out(browser, page):
+    """The page on paper, where a border on the edge of the printed area is cut."""
+    browser.load(page, (690, 1000))
+    browser.call("Emulation.setEmulatedMedia", media="print")
+    edges = browser.value("""[...document.querySelectorAll("table, .facts, .call, .enclosure")]
+        .map(box => box.getBoundingClientRect()).map(box => Math.min(box.left, innerWidth - box.right))""")
+    check(edges and min(edges) >= 1, page, f"a box reaches the edge of the paper: {edges}")
+    browser.call("Emulation.setEmulatedMedia", media="")
+
+
 def walk(browser, page):
     """The page by keyboard."""
     browser.load(page, LOW)
@@ -205,6 +215,7 @@ def main(folder):
     try:
         for each in pages:
             look(browser, each)
+            print_out(browser, each)
         walk(browser, pages[0])
         walk(browser, pages[-2])
         listen(browser, pages[0])

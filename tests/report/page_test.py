@@ -135,6 +135,16 @@ def main():
     report("saved.xml log.xml", "Restore", "of 14 steps failed, the first one at step", "create a virtual disk",
            "Out of Resources", "disk 1008", "Virtual disks kept: False")
 
+    xyl("get --controller box.json -o after.xml")
+    for line, style, words in (
+        ("saved.xml", "call", "Every disk and every virtual disk is in order"),
+        ("saved.xml change.xml", "call open", "In saved.xml every disk"),
+        ("saved.xml log.xml after.xml", "call bad", 'virtual disk 4 "Archive" of saved.xml is gone: RAID 10'),
+        ("saved.xml change.xml saved.xml", "call", "Every disk and every virtual disk is in order"),
+    ):
+        first = next(node for node in report(line).iter() if (node.get("class") or "").startswith("call"))
+        check(first.get("class") == style and words in text_of(first), line, f"begins with {text_of(first)}")
+
     for encoding in ("utf-8", "latin-1"):
         name = escape(HOSTILE, encoding)
         edit("saved.xml", "hostile.xml", (b"<Name>Data</Name>", b"<Name>" + name + b"</Name>"),

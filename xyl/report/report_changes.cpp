@@ -12,12 +12,14 @@ static constexpr struct {
                                     {"\xE2\x86\x94", "replaced"}};
 
 REPORT_CHANGES readChanges(const DIFFERENCES &list) {
-  REPORT_CHANGES changes = {&list, {}, {}};
+  REPORT_CHANGES changes = {&list, {}, {}, {}};
   for (UINT32 i = 0; i < list.Count; ++i) {
     const DIFFERENCE *difference = &list.Items[i];
     if (difference->NewNode == nullptr) {
       if (difference->Object == DIFFERENCE_DISK) {
         changes.removedDisks.push_back(difference);
+      } else if (difference->Object == DIFFERENCE_VOLUME) {
+        changes.removedVolumes.push_back(difference);
       }
       continue;
     }
@@ -95,7 +97,7 @@ void putDifferences(REPORT &report) {
   const DIFFERENCES &list = *report.changes->list;
   std::string &page = report.page;
   put(page, "<section aria-labelledby=\"differences\"><h2 id=\"differences\">Differences</h2>\n");
-  put(page, list.Count == 0 ? "<p class=\"call\">Nothing differs from %.</p>\n" : "<p class=\"call\">From %: ",
+  put(page, list.Count == 0 ? "<p class=\"call\">Nothing differs from %.</p>\n" : "<p class=\"call open\">From %: ",
       {report.comparedWith});
   if (list.Count != 0) {
     put(page, "%. The pictures show the newer configuration with marks.</p>\n", {countText(list.Count, "difference")});

@@ -50,6 +50,7 @@ footer { margin: 2rem 0 1.5rem; border-top: 1px solid var(--line); padding-top: 
 .call { border: 1px solid var(--line); border-left: .35rem solid var(--online-edge); background: var(--panel);
   border-radius: .3rem; padding: .5rem .8rem; margin: .6rem 0; }
 .call.bad { border-left-color: var(--failed-edge); }
+.call.open { border-left-color: var(--line); }
 .call ul { margin: .2rem 0 0; padding-left: 1.2rem; }
 )css";
 
@@ -130,9 +131,9 @@ a.slot:focus-visible .card, a.slot:hover .card { visibility: visible; }
   body { background: none; }
   * { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
   nav, .skip, .card, .legend-how { display: none; }
-  .wrap { max-width: none; padding: 0; }
+  .wrap { max-width: none; padding: 0 2px; } /* what touches the edge of the paper's area is cut off there */
   a { color: inherit; text-decoration: none; }
-  h2, h3, caption { break-after: avoid; }
+  h2, h3, caption, h2 + p, h2 + .mark { break-after: avoid; }
   tr, .slot, .facts div, .call { break-inside: avoid; }
   .enclosure { break-inside: avoid; padding: .4rem .5rem; }
   .slots { gap: .2rem; }

@@ -47,6 +47,7 @@ struct REPORT_CHANGES {
   const DIFFERENCES *list;
   std::map<const XML_NODE *, const DIFFERENCE *> first; // by NewNode; the object's weightiest
   std::vector<const DIFFERENCE *> removedDisks;
+  std::vector<const DIFFERENCE *> removedVolumes;
 };
 
 // A page in the making.

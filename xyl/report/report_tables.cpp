@@ -58,8 +58,23 @@ static void putStats(REPORT &report) {
   put(page, "</dl>\n");
 }
 
+// What the older document has and the newer one has not.
+static void putGone(std::string &list, const REPORT &report) {
+  if (report.changes == nullptr) {
+    return;
+  }
+  for (const auto &removed : {report.changes->removedVolumes, report.changes->removedDisks}) {
+    for (const DIFFERENCE *difference : removed) {
+      std::string name = documentText(textOf(difference->Name));
+      put(list, "<li><a href=\"#differences\">%</a> of % is gone: %</li>\n",
+          {name, report.comparedWith, documentText(textOf(difference->Old))});
+    }
+  }
+}
+
 // Appends a list entry for each thing that is not as it should be.
 static void putAttention(std::string &list, const REPORT &report) {
+  putGone(list, report);
   for (size_t i = 0; i < report.model.volumes.size(); ++i) {
     const REPORT_VOLUME &volume = report.model.volumes[i];
     if (volume.status->wantsAttention) {
@@ -94,7 +109,14 @@ void putSummary(REPORT &report) {
   putStats(report);
   std::string list;
   putAttention(list, report);
-  if (list.empty()) {
+  // With one configuration nobody knows whether it was read before the log's steps or after them.
+  bool isUnsure = report.log != nullptr && report.changes == nullptr;
+  if (list.empty() && isUnsure) {
+    put(report.page,
+        "<p class=\"call open\">In % every disk and every virtual disk is in order. What the log's steps left "
+        "is shown with the configuration that was read after them as a third file.</p>\n",
+        {report.source});
+  } else if (list.empty()) {
     put(report.page, "<p class=\"call\">Every disk and every virtual disk is in order.</p>\n");
   } else {
     put(report.page, "<div class=\"call bad\"><strong>Wants attention</strong>\n<ul>\n");
