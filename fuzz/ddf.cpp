@@ -75,6 +75,10 @@ static std::string setsOf(DISKS &disks, bool store) {
   mustHold(fault.empty(), fault);
   std::string text = describe(*model);
   for (UINT32 i = 0; i < model->diskCount && store; ++i) {
+    DDF_COPY current;
+    EFI_STATUS status = ddfCurrentCopy(*model, i, &current);
+    mustHold(EFI_ERROR(status) == (current.sections[0] == nullptr), "status of the current copy");
+    ddfFreeCopy(&current);
     if (model->disks[i].copy.sections[0] != nullptr) {
       storeCopy(disks[i], model->disks[i].copy);
     }

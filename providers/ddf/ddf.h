@@ -62,6 +62,12 @@ struct DDF_GAP {
   UINT64 blocks;
 };
 
+// A member of a volume of the set.
+struct DDF_PART {
+  UINT32 volume;
+  UINT32 member; // of the volume
+};
+
 // A disk that its set lists.
 struct DDF_PD {
   const DDF_PD_ENTRY *entry; // in the set's newest copy
@@ -69,6 +75,8 @@ struct DDF_PD {
   DDF_SPARE_KIND spare;
   UINT32 *spareFor; // volumes of the set
   UINT32 spareForCount;
+  DDF_PART *parts; // members of volumes that lie on it, by start
+  UINT32 partCount;
   UINT64 limit;      // members end before it
   UINT64 usedBlocks; // by members of volumes
   UINT64 freeBlocks;
@@ -106,8 +114,9 @@ enum DDF_VOLUME_LEVEL {
 
 struct DDF_VOLUME {
   const DDF_VD_ENTRY *entry;
-  const DDF_RECORD *record; // the newest one of the first span that has any; null: nothing but the entry exists
-  CHAR8 name[17];           // printable, without the padding
+  const DDF_RECORD *record;   // the newest one of the first span that has any; null: nothing but the entry exists
+  const DDF_RECORD **records; // of each span, the newest one, or null
+  CHAR8 name[17];             // printable, without the padding
   DDF_VOLUME_LEVEL level;
   bool assembles;     // Linux accepts level, qualifier and members
   UINT32 spans;       // records that make the volume
@@ -199,6 +208,14 @@ struct DDF_EXTENT {
   UINT32 sectors;
 };
 DDF_EXTENT ddfSectionExtent(const DDF_COPY &copy, DDF_HEADER_TYPE type, DDF_SECTION section);
+
+// Makes the copy that a member of a set should have by all that its set knows: its own identity and spare record, the
+// newest lists, and the newest record of every volume that has a part on it, in the slot in which it has an older one.
+// Records of volumes that have no entry stay. The sequence is the set's. Returns EFI_SUCCESS, EFI_INVALID_PARAMETER for
+// a disk that is no member, EFI_UNSUPPORTED when its sections differ from the newest disk's in length,
+// EFI_VOLUME_FULL when no slot is left, or EFI_OUT_OF_RESOURCES; on failure *copy is empty. The caller gives it back
+// with ddfFreeCopy.
+EFI_STATUS ddfCurrentCopy(const DDF_MODEL &model, UINT32 disk, DDF_COPY *copy);
 
 // What the lists and records of a set have room for; pds + 1 and vds + 1 are multiples of 8. Linux takes lists of 15,
 // 63, 255, 1023 and 4095 entries, and 16, 64, 256, 1024 and 4096 elements.

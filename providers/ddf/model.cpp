@@ -240,9 +240,11 @@ static void freeSet(DDF_SET *set) {
   for (UINT32 i = 0; i < set->pdCount && set->pds != nullptr; i++) {
     poolFree(set->pds[i].spareFor);
     poolFree(set->pds[i].gaps);
+    poolFree(set->pds[i].parts);
   }
   for (UINT32 i = 0; i < set->volumeCount && set->volumes != nullptr; i++) {
     poolFree(set->volumes[i].members);
+    poolFree(set->volumes[i].records);
   }
   poolFree(set->pds);
   poolFree(set->volumes);

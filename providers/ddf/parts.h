@@ -63,6 +63,7 @@ UINT32 findReference(const DDF_SET &set, const SET_INDEX &index, UINT32 referenc
 UINT32 findVolume(const DDF_SET &set, const SET_INDEX &index, const DDF_GUID &guid);
 
 // volumes.cpp: the volumes' records and members. index.volumes is filled here.
+bool indexVolumes(const DDF_SET &set, SET_INDEX *index);
 bool readVolumes(const DDF_MODEL &model, DDF_SET *set, SET_INDEX *index);
 
 // level.cpp: level, size and state from the record and the members.

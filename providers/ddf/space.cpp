@@ -4,6 +4,7 @@
 
 struct USED_PIECE {
   UINT32 pd;
+  DDF_PART part;
   UINT64 start;
   UINT64 end;
 };
@@ -15,16 +16,21 @@ static UINTN collectPieces(const DDF_SET &set, USED_PIECE *pieces) {
     const DDF_VOLUME &volume = set.volumes[i];
     for (UINT32 j = 0; j < volume.memberCount; j++) {
       const DDF_MEMBER &member = volume.members[j];
-      if (member.pd == DDF_NONE || member.start >= set.pds[member.pd].limit) {
+      if (member.pd == DDF_NONE) {
         continue;
       }
       UINT64 limit = set.pds[member.pd].limit;
+      UINT64 start = member.start < limit ? member.start : limit;
       UINT64 blocks = volume.record->memberBlocks;
-      pieces[count++] = {member.pd, member.start, fits(member.start, blocks, limit) ? member.start + blocks : limit};
+      pieces[count++] = {member.pd, {i, j}, start, fits(start, blocks, limit) ? start + blocks : limit};
     }
   }
-  sortArray(pieces, count,
-            [](const USED_PIECE &a, const USED_PIECE &b) { return a.pd != b.pd ? a.pd < b.pd : a.start < b.start; });
+  sortArray(pieces, count, [](const USED_PIECE &a, const USED_PIECE &b) {
+    if (a.pd != b.pd) {
+      return a.pd < b.pd;
+    }
+    return a.start != b.start ? a.start < b.start : a.part.volume < b.part.volume;
+  });
   return count;
 }
 
@@ -36,13 +42,15 @@ static void addGap(DDF_PD *pd, UINT64 start, UINT64 end) {
 }
 
 // pieces are those of this disk; they may overlap.
-static bool readGaps(DDF_PD *pd, const USED_PIECE *pieces, UINTN count) {
+static bool readPd(DDF_PD *pd, const USED_PIECE *pieces, UINTN count) {
   pd->gaps = poolNew<DDF_GAP>(count + 1);
-  if (pd->gaps == nullptr) {
+  pd->parts = poolNew<DDF_PART>(count + 1);
+  if (pd->gaps == nullptr || pd->parts == nullptr) {
     return false;
   }
   UINT64 at = 0;
   for (UINTN i = 0; i < count; i++) {
+    pd->parts[pd->partCount++] = pieces[i].part;
     addGap(pd, at, pieces[i].start);
     at = pieces[i].end > at ? pieces[i].end : at;
   }
@@ -51,14 +59,14 @@ static bool readGaps(DDF_PD *pd, const USED_PIECE *pieces, UINTN count) {
   return true;
 }
 
-static bool readAllGaps(DDF_SET *set, const USED_PIECE *pieces, UINTN count) {
+static bool readAllPds(DDF_SET *set, const USED_PIECE *pieces, UINTN count) {
   UINTN from = 0;
   for (UINT32 i = 0; i < set->pdCount; i++) {
     UINTN end = from;
     while (end < count && pieces[end].pd == i) {
       end++;
     }
-    if (!readGaps(&set->pds[i], pieces + from, end - from)) {
+    if (!readPd(&set->pds[i], pieces + from, end - from)) {
       return false;
     }
     from = end;
@@ -75,7 +83,7 @@ bool readSpace(DDF_SET *set) {
   if (pieces == nullptr) {
     return false;
   }
-  bool done = readAllGaps(set, pieces, collectPieces(*set, pieces));
+  bool done = readAllPds(set, pieces, collectPieces(*set, pieces));
   poolFree(pieces);
   return done;
 }

@@ -29,26 +29,34 @@ static bool isBefore(const RECORD_KEY &a, const RECORD_KEY &b) {
 
 // --- Entries ---
 
-static bool collectVolumes(const DDF_COPY &copy, DDF_SET *set, SET_INDEX *index) {
+static bool collectVolumes(const DDF_COPY &copy, DDF_SET *set) {
   UINT32 capacity = ddfVdCapacity(copy);
   for (UINT32 at = 0; at < capacity; at++) {
     set->volumeCount += ddfIsFree(ddfVdEntry(copy, at)->guid) ? 0 : 1;
   }
-  index->volumes = poolNew<VOLUME_KEY>(set->volumeCount + UINTN{1});
   set->volumes = poolNew<DDF_VOLUME>(set->volumeCount + UINTN{1});
-  if (index->volumes == nullptr || set->volumes == nullptr) {
+  if (set->volumes == nullptr) {
     return false;
   }
-  UINT32 number = 0;
+  DDF_VOLUME *volume = set->volumes;
   for (UINT32 at = 0; at < capacity; at++) {
     const DDF_VD_ENTRY *entry = ddfVdEntry(copy, at);
     if (!ddfIsFree(entry->guid)) {
-      set->volumes[number].entry = entry;
-      index->volumes[number] = {&entry->guid, number};
-      number++;
+      (volume++)->entry = entry;
     }
   }
-  sortArray(index->volumes, number, [](const VOLUME_KEY &a, const VOLUME_KEY &b) {
+  return true;
+}
+
+bool indexVolumes(const DDF_SET &set, SET_INDEX *index) {
+  index->volumes = poolNew<VOLUME_KEY>(set.volumeCount + UINTN{1});
+  if (index->volumes == nullptr) {
+    return false;
+  }
+  for (UINT32 i = 0; i < set.volumeCount; i++) {
+    index->volumes[i] = {&set.volumes[i].entry->guid, i};
+  }
+  sortArray(index->volumes, set.volumeCount, [](const VOLUME_KEY &a, const VOLUME_KEY &b) {
     int order = compareGuids(*a.guid, *b.guid);
     return order != 0 ? order < 0 : a.volume < b.volume;
   });
@@ -185,7 +193,8 @@ static bool readMembers(const DDF_SET &set, const SET_INDEX &index, const RECORD
   volume->spanMembers = record.elements;
   UINT32 members = volume->spans * volume->spanMembers;
   volume->members = poolNew<DDF_MEMBER>(members);
-  if (volume->members == nullptr) {
+  volume->records = poolNew<const DDF_RECORD *>(volume->spans);
+  if (volume->members == nullptr || volume->records == nullptr) {
     return false;
   }
   volume->memberCount = members;
@@ -195,6 +204,7 @@ static bool readMembers(const DDF_SET &set, const SET_INDEX &index, const RECORD
   for (UINTN i = 0; i < count; i++) {
     bool newest = i == 0 || keys[i].position != keys[i - 1].position;
     if (newest && recordFault(keys[i]) == nullptr && isSibling(*keys[i].record, record)) {
+      volume->records[keys[i].position] = keys[i].record;
       readSpan(set, index, keys[i], number, volume->members + UINTN{keys[i].position} * volume->spanMembers);
     }
   }
@@ -251,7 +261,7 @@ static bool readAll(DDF_SET *set, const SET_INDEX &index, const RECORD_KEY *keys
 }
 
 bool readVolumes(const DDF_MODEL &model, DDF_SET *set, SET_INDEX *index) {
-  if (!collectVolumes(model.disks[set->newest].copy, set, index)) {
+  if (!collectVolumes(model.disks[set->newest].copy, set) || !indexVolumes(*set, index)) {
     return false;
   }
   RECORD_KEY *keys = poolNew<RECORD_KEY>(countRecords(model, *set) + 1);

@@ -106,3 +106,41 @@ TEST_F(Ddf, NewCopiesAreLaidOutAsMdadmDoes) {
   ddfFreeCopy(&ours);
   ddfFree(model);
 }
+
+// Disks that mdadm has settled have what they should have; disks that were left behind get it.
+TEST_F(Ddf, DisksLeftBehindAreBroughtToWhatMdadmWrote) {
+  auto sectionsOf = [](const DDF_COPY &copy) {
+    std::map<std::string, int> records; // without the order of their slots
+    for (UINT32 i = 0; i < ddfRecordCapacity(copy); ++i) {
+      const DDF_RECORD *slot = ddfRecordSlot(copy, i);
+      size_t size = slot->signature == DDF_RECORD_SIGNATURE ? copy.header.recordLength * DDF_SECTOR : 0;
+      ++records[std::string(reinterpret_cast<const char *>(slot), size)];
+    }
+    std::vector<std::string> sections;
+    for (DDF_SECTION section : {DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS, DDF_PD_DATA}) {
+      size_t size = copy.header.sections[section].length * DDF_SECTOR;
+      sections.emplace_back(reinterpret_cast<const char *>(copy.sections[section]), size);
+    }
+    return std::pair(sections, records);
+  };
+  const struct {
+    const char *from, *to;
+  } cases[] = {{"levels", "levels"},        {"killed", "killed"},          {"rebuilding", "rebuilding"},
+               {"rebuilt", "rebuilt"},      {"two-failed", "two-failed"},  {"pair-degraded", "pair-degraded"},
+               {"disks-behind", "rebuilt"}, {"secondary-newer", "rebuilt"}};
+  for (const auto &row : cases) {
+    SCOPED_TRACE(row.from);
+    DISKS from = loadDisks(std::string(GOLDEN_DIR "/") + row.from + ".disks");
+    DISKS to = loadDisks(std::string(GOLDEN_DIR "/") + row.to + ".disks");
+    DDF_MODEL *model = readModel(from), *wanted = readModel(to);
+    for (UINT32 i = 0; i < model->diskCount; ++i) {
+      DDF_COPY copy;
+      ASSERT_EQ(ddfCurrentCopy(*model, i, &copy), EFI_SUCCESS);
+      EXPECT_EQ(UINT32{copy.header.sequence}, UINT32{wanted->disks[i].copy.header.sequence});
+      EXPECT_TRUE(sectionsOf(copy) == sectionsOf(wanted->disks[i].copy)) << "disk " << i;
+      ddfFreeCopy(&copy);
+    }
+    ddfFree(model);
+    ddfFree(wanted);
+  }
+}

@@ -1,0 +1,117 @@
+// The copy that a disk should have: what a writer brings a disk to that was left behind, before it changes anything.
+
+#include "providers/ddf/parts.h"
+
+static bool sameLengths(const DDF_HEADER &a, const DDF_HEADER &b) {
+  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
+    if (a.sections[i].length != b.sections[i].length) {
+      return false;
+    }
+  }
+  return a.recordLength == b.recordLength && a.maxElements == b.maxElements;
+}
+
+static void copySection(const DDF_COPY &from, UINT32 section, DDF_COPY *to) {
+  copyBytes(to->sections[section], from.sections[section], sectionSize(from.header, section));
+}
+
+// The newest record of the span that a part belongs to.
+static const DDF_RECORD *recordOf(const DDF_SET &set, const DDF_PART &part) {
+  const DDF_VOLUME &volume = set.volumes[part.volume];
+  return volume.records[part.member / volume.spanMembers];
+}
+
+static DDF_RECORD *findFreeSlot(const DDF_COPY &copy, UINT32 *from) {
+  UINT32 slots = ddfRecordCapacity(copy);
+  for (; *from < slots; (*from)++) {
+    DDF_RECORD *slot = ddfRecordSlot(copy, *from);
+    if (slot->signature == DDF_FREE_RECORD) {
+      return slot;
+    }
+  }
+  return nullptr;
+}
+
+// Whether it is known which disks a volume has parts on.
+static bool isUnderstood(const DDF_VOLUME &volume) {
+  for (UINT32 i = 0; i < volume.spans; i++) {
+    if (volume.records[i] == nullptr) {
+      return false;
+    }
+  }
+  return volume.memberCount != 0;
+}
+
+// Renews the records in the slots of volumes that have a part here, and frees those of volumes that certainly have
+// none (any more). wanted has a record for each volume, null where the disk needs none or, afterwards, has it.
+static void renewSlots(const DDF_SET &set, const SET_INDEX &index, const DDF_RECORD **wanted, DDF_COPY *copy) {
+  UINT32 slots = ddfRecordCapacity(*copy);
+  for (UINT32 at = 0; at < slots; at++) {
+    DDF_RECORD *slot = ddfRecordSlot(*copy, at);
+    UINT32 volume = slot->signature == DDF_RECORD_SIGNATURE ? findVolume(set, index, slot->guid) : DDF_NONE;
+    if (volume == DDF_NONE) {
+      continue;
+    }
+    if (wanted[volume] != nullptr) {
+      copyBytes(slot, wanted[volume], recordSize(copy->header));
+      wanted[volume] = nullptr;
+    } else if (isUnderstood(set.volumes[volume])) {
+      __builtin_memset(slot, 0xFF, recordSize(copy->header));
+    }
+  }
+}
+
+static EFI_STATUS renewRecords(const DDF_SET &set, const DDF_PD &pd, DDF_COPY *copy) {
+  SET_INDEX index = {};
+  const DDF_RECORD **wanted = poolNew<const DDF_RECORD *>(set.volumeCount + UINTN{1});
+  EFI_STATUS status = EFI_OUT_OF_RESOURCES;
+  if (wanted != nullptr && indexVolumes(set, &index)) {
+    status = EFI_SUCCESS;
+    for (UINT32 i = 0; i < pd.partCount; i++) {
+      wanted[pd.parts[i].volume] = recordOf(set, pd.parts[i]);
+    }
+    renewSlots(set, index, wanted, copy);
+    UINT32 from = 0;
+    for (UINT32 i = 0; i < set.volumeCount && !EFI_ERROR(status); i++) {
+      DDF_RECORD *slot = wanted[i] != nullptr ? findFreeSlot(*copy, &from) : nullptr;
+      if (slot != nullptr) {
+        copyBytes(slot, wanted[i], recordSize(copy->header));
+      } else if (wanted[i] != nullptr) {
+        status = EFI_VOLUME_FULL;
+      }
+    }
+  }
+  poolFree(wanted);
+  poolFree(index.volumes);
+  return status;
+}
+
+EFI_STATUS ddfCurrentCopy(const DDF_MODEL &model, UINT32 disk, DDF_COPY *copy) {
+  *copy = {};
+  if (disk >= model.diskCount || model.disks[disk].kind != DDF_DISK_MEMBER) {
+    return EFI_INVALID_PARAMETER;
+  }
+  const DDF_DISK &member = model.disks[disk];
+  const DDF_SET &set = model.sets[member.set];
+  const DDF_COPY &newest = model.disks[set.newest].copy;
+  if (!sameLengths(member.copy.header, newest.header)) {
+    return EFI_UNSUPPORTED;
+  }
+  EFI_STATUS status = ddfDuplicateCopy(member.copy, copy);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  copy->header.sequence = set.sequence;
+  copy->header.foreignFlag = newest.header.foreignFlag;
+  constexpr DDF_SECTION SHARED[] = {DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS};
+  for (DDF_SECTION section : SHARED) {
+    copySection(newest, section, copy);
+  }
+  status = renewRecords(set, set.pds[member.pd], copy);
+  if (EFI_ERROR(status)) {
+    ddfFreeCopy(copy);
+    return status;
+  }
+  ddfSeal(copy);
+  return EFI_SUCCESS;
+}
