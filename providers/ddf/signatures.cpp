@@ -7,6 +7,7 @@
 enum FROM : UINT8 {
   FROM_START,
   FROM_END,    // sector 1 is the last one
+  FROM_END_IF, // the same, unless the last one is blank
   FROM_END_64, // sectors before the last whole 64 KiB
   FROM_END_8,  // sectors before the last whole 4 KiB
 };
@@ -50,12 +51,13 @@ static constexpr SIGNATURE_ROW g_signatures[] = {
     SIGNATURE(FROM_START, 256, 0, "\x0c\xb1\xba\0\0\0\0\0", "ZFS"),
     SIGNATURE(FROM_END_64, 128, 0, "\xfc\x4e\x2b\xa9", "Linux RAID"),
     SIGNATURE(FROM_END_8, 16, 0, "\xfc\x4e\x2b\xa9", "Linux RAID"),
-    // What is left when the last sector was overwritten: headers where Linux, and this room, put them.
-    SIGNATURE(FROM_END, DDF_RESERVE, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
-    SIGNATURE(FROM_END, DDF_RESERVE / 2, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
     SIGNATURE(FROM_END, 2, 0, "Intel Raid ISM Cfg Sig. ", "RAID metadata of a chip set"),
     SIGNATURE(FROM_END, 1, 0, "EFI PART", "GPT"),
     SIGNATURE(FROM_END, 1, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
+    // Headers where Linux, and this room, put them: metadata whose anchor was lost. Where it was deleted, the anchor is
+    // blank and the rest is still there.
+    SIGNATURE(FROM_END_IF, DDF_RESERVE / 2, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
+    SIGNATURE(FROM_END_IF, DDF_RESERVE, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
 };
 
 // A boot sector counts as a partition table when what stands there reads like one; a lone mark may be a boot loader's.
@@ -83,6 +85,11 @@ static UINT64 rowSector(const SIGNATURE_ROW &row, UINT64 sectors) {
     return row.sector < sectors ? row.sector : sectors;
   }
   return row.sector <= end ? end - row.sector : sectors;
+}
+
+static bool isBlank(const UINT8 *sector) {
+  UINT8 first = sector[0];
+  return (first == 0x00 || first == 0xFF) && __builtin_memcmp(sector, sector + 1, DDF_SECTOR - 1) == 0;
 }
 
 struct FOUND {
@@ -113,9 +120,10 @@ EFI_STATUS ddfFindContents(const DDF_SOURCE &source, CHAR8 *text, UINTN size) {
   text[0] = 0;
   UINT8 bytes[DDF_SECTOR];
   UINT64 held = source.sectors; // none
+  bool blankEnd = true;
   for (const SIGNATURE_ROW &row : g_signatures) {
     UINT64 sector = rowSector(row, source.sectors);
-    if (sector == source.sectors) {
+    if (sector == source.sectors || (row.from == FROM_END_IF && blankEnd)) {
       continue;
     }
     if (sector != held) {
@@ -124,6 +132,7 @@ EFI_STATUS ddfFindContents(const DDF_SOURCE &source, CHAR8 *text, UINTN size) {
         return status;
       }
       held = sector;
+      blankEnd = sector == source.sectors - 1 ? isBlank(bytes) : blankEnd;
       if (sector == 0 && isPartitionTable(bytes)) {
         addName(&found, "partitions");
       }

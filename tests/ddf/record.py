@@ -57,9 +57,9 @@ def opened(disk, *starts):
     return result
 
 
-def without(disk, lba):
+def overwritten(disk, lba, data=bytes(snapshots.SECTOR)):
     result = disk.copy()
-    result.kept[lba] = bytes(snapshots.SECTOR)
+    result.kept[lba] = data
     return result
 
 
@@ -91,7 +91,8 @@ def cases(kept):
     yield "torn-list", [torn[4], with_copy(torn[5], disks["empty"][5], secondary, volumes)]
     yield "open-primary", [opened(disk, primary) for disk in new]
     yield "open-both", [opened(new[0], primary, secondary)] + new[1:]
-    yield "headers-gone", [without(new[0], primary(new[0])), without(new[1], new[1].sectors - 1)] + new[2:]
+    yield "headers-gone", [overwritten(new[0], primary(new[0])), overwritten(new[1], new[1].sectors - 1),
+                           overwritten(new[2], new[2].sectors - 1, b"other" * 102 + b"..")] + new[3:]
     yield "given-twice", half[:1] + half
     yield "two-sets", [disk for both in zip(map(foreign, half), disks["one-failed"]) for disk in both] + \
         disks["one-failed"][2:]
