@@ -74,7 +74,7 @@ static const CHAR8 *layoutFault(const DDF_HEADER &header, UINT64 lba, UINT64 las
   for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
     const DDF_SECTION_PLACE &place = header.sections[i];
     if (place.offset == 0 || place.length == 0 || place.length > MOST_SECTORS ||
-        !fits(lba + place.offset, place.length, lastLba)) {
+        !fits(place.offset, place.length, lastLba - lba)) {
       return "section in an impossible place";
     }
     for (UINT32 j = 0; j < i; j++) {
@@ -121,12 +121,10 @@ static const CHAR8 *sectionFault(const DDF_COPY &copy, UINT32 section) {
   if (head->signature != g_sections[section].signature) {
     return "no signature";
   }
-  // What is kept in one sector may be followed by others that nobody counts.
-  bool one = section == DDF_CONTROLLER || section == DDF_PD_DATA;
-  if (head->crc != ddfChecksum(bytes, one ? DDF_SECTOR : size)) {
+  if (head->crc != ddfChecksum(bytes, size)) {
     return "wrong checksum";
   }
-  return one ? nullptr : listFault(bytes, size);
+  return section == DDF_PD_RECORDS || section == DDF_VD_RECORDS ? listFault(bytes, size) : nullptr;
 }
 
 static EFI_STATUS readSection(const DDF_SOURCE &source, UINT64 lba, DDF_COPY *copy, UINT32 section, DDF_FAULT *fault) {

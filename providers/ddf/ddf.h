@@ -9,7 +9,8 @@
 
 constexpr UINT32 DDF_NONE = 0xFFFFFFFF; // no index
 
-// A disk to look at. read gets count sectors from lba on, which lie inside the disk, into buffer.
+// A disk to look at. read gets count sectors from lba on, which lie inside the disk, into buffer, which may have any
+// alignment.
 struct DDF_SOURCE {
   EFI_STATUS (*read)(void *context, UINT64 lba, UINTN count, void *buffer);
   void *context;

@@ -5,9 +5,8 @@
 void ddfSeal(DDF_COPY *copy) {
   for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
     if (i != DDF_RECORDS) {
-      bool list = i == DDF_PD_RECORDS || i == DDF_VD_RECORDS;
       DDF_LIST_HEAD *head = reinterpret_cast<DDF_LIST_HEAD *>(copy->sections[i]); // all begin alike
-      head->crc = ddfChecksum(head, list ? sectionSize(copy->header, i) : DDF_SECTOR);
+      head->crc = ddfChecksum(head, sectionSize(copy->header, i));
     }
   }
   UINT32 slots = ddfRecordCapacity(*copy);

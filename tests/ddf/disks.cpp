@@ -148,8 +148,7 @@ static void mendCopy(SPARSE_DISK &disk, UINT64 lba) {
   for (int section = 0; section < DDF_SECTIONS; ++section) {
     UINT64 from = lba + header->sections[section].offset, length = header->sections[section].length;
     if (section != DDF_RECORDS) {
-      bool list = section == DDF_PD_RECORDS || section == DDF_VD_RECORDS;
-      mend(disk, from, list ? length : 1);
+      mend(disk, from, length);
       continue;
     }
     UINT64 step = header->recordLength;

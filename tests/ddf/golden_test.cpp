@@ -38,7 +38,7 @@ static void expectSameHeader(const SPARSE_DISK &disk, const DDF_COPY &copy, DDF_
   const SECTOR_BYTES held = disk.read(lba);
   const DDF_HEADER *was = reinterpret_cast<const DDF_HEADER *>(held.data());
   DDF_HEADER header;
-  ddfMakeHeader(copy, type, DDF_CLOSED, was->sequence, was->time, &header);
+  ddfMakeHeader(copy, type, DDF_CLOSED, type == DDF_ANCHOR ? 7 : UINT32{was->sequence}, was->time, &header);
   expectSector(disk, lba, &header, "header");
 }
 

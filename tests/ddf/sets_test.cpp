@@ -162,6 +162,7 @@ static const SET_CASE g_cases[] = {
     {"failed spare", CHANGE(ddfPdEntry(copy, 2)->state = DDF_PD_ONLINE | DDF_PD_FAILED), "type global spare, used 0"},
     // Headers.
     {"section without end", CHANGE(copy.header.sections[2].length = 0xFFFFFFFF), "section in an impossible place"},
+    {"section too long", CHANGE(copy.header.sections[3].length = 1025), "section in an impossible place"},
     {"section outside", CHANGE(copy.header.sections[4].offset = 0xFFFFFFFE), "section in an impossible place"},
     {"section on the header", CHANGE(copy.header.sections[1].offset = 0), "section in an impossible place"},
     {"no section", CHANGE(copy.header.sections[0].length = 0), "section in an impossible place"},
@@ -197,14 +198,16 @@ TEST_F(Ddf, WhatASetSaysIsJudged) {
 TEST_F(Ddf, GapsLieBetweenVolumes) {
   DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 0, DDF_SMALL_LIMITS);
   changeDisks(disks, [](DDF_COPY &copy, size_t) {
-    constexpr UINT64 STARTS[] = {300, 100, 2000, 3900}; // the first two overlap, the last one ends behind the limit
+    constexpr UINT64 STARTS[] = {300, 100, 2000,
+                                 3900}; // the first lies in the second, the last one ends behind the limit
     for (UINT32 i = 0; i < 4; ++i) {
       *ddfVdEntry(copy, i) = *ddfVdEntry(copy, 0);
       ddfVdEntry(copy, i)->guid.bytes[10] = static_cast<UINT8>(i);
       std::memcpy(ddfRecordSlot(copy, i), ddfRecordSlot(copy, 0), UINT32{copy.header.recordLength} * DDF_SECTOR);
       ddfRecordSlot(copy, i)->guid = ddfVdEntry(copy, i)->guid;
       ddfStarts(copy, ddfRecordSlot(copy, i))[0] = STARTS[i];
+      ddfRecordSlot(copy, i)->memberBlocks = i == 1 ? 500 : 256;
     }
   });
-  hasText(disks, "pd 0: disk 0, online, type member, used 908, free 3188: 0+100 556+1444 2256+1644\n");
+  hasText(disks, "pd 0: disk 0, online, type member, used 952, free 3144: 0+100 600+1400 2256+1644\n");
 }

@@ -1,11 +1,11 @@
 # What the jobs share.
 
-# Waits until a command succeeds, 30 seconds at most.
+# Waits until a command succeeds, two minutes at most.
 wait_until() {
   tries=0
   until "$@"; do
     tries=$((tries + 1))
-    [ "$tries" -lt 150 ] || { echo "in vain: $*"; return 1; }
+    [ "$tries" -lt 600 ] || { echo "in vain: $*"; return 1; }
     sleep 0.2
   done
 }
