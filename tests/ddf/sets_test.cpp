@@ -211,3 +211,24 @@ TEST_F(Ddf, GapsLieBetweenVolumes) {
   });
   hasText(disks, "pd 0: disk 0, online, type member, used 952, free 3144: 0+100 600+1400 2256+1644\n");
 }
+
+// Disks of one set that do not agree: nothing of one is read by the measures of another, and nothing is given up.
+TEST_F(Ddf, WhatDoesNotFitTogetherIsNotMixed) {
+  DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256}, 0, DDF_SMALL_LIMITS);
+  DISKS others = makeDisks({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256}, 0, DDF_LINUX_LIMITS);
+  changeDisks(disks, [](DDF_COPY &copy, size_t disk) { record(copy)->elements = disk < 2 ? 2 : 60; });
+  disks[1] = others[1];
+  hasText(disks, "members 0@0, 1@0, | ?@0 unknown, ?@0 unknown\n");
+  DDF_MODEL *model = readModel(disks);
+  DDF_COPY copy;
+  EXPECT_EQ(ddfCurrentCopy(*model, 1, &copy), EFI_UNSUPPORTED);
+  ASSERT_EQ(ddfCurrentCopy(*model, 2, &copy), EFI_SUCCESS);
+  EXPECT_EQ(std::memcmp(record(copy), record(model->disks[2].copy), DDF_SECTOR), 0);
+  ddfFreeCopy(&copy);
+  ddfFree(model);
+
+  changeDisks(others, [](DDF_COPY &changed, size_t) { changed.header.guid.bytes[9] ^= 1; });
+  DISKS anchors = makeDisks({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256}, 0, DDF_LINUX_LIMITS);
+  others[0].write(TEST_DISK_SECTORS - 1, anchors[0].read(TEST_DISK_SECTORS - 1).data(), 1);
+  hasText(others, "disk 0: damaged, no good copy of the metadata\n  primary: header does not match the anchor\n");
+}
