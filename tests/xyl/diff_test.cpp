@@ -126,6 +126,17 @@ TEST(Diff, RecognisesThings) {
     client.write("new.xml", edited(client.read("saved.xml"), row.edits));
     client.expect({std::to_string(row.code) + " diff saved.xml new.xml => " + row.said});
   }
+  // A WWN of 0 is none, and what goes by one name twice is two things all the same.
+  const std::string saved = client.read("saved.xml"), nameless = "0000000000000000";
+  const std::string twins = edited(saved, {{">Scratch<", ">Data<"}});
+  client.write("old.xml", edited(saved, {{"5EED00000003EB00", nameless}}));
+  client.write("new.xml", edited(saved, {{"5EED00000003EC00", nameless}}));
+  client.write("twins.xml", twins);
+  client.write("moved.xml", edited(twins, {{">volume-1.", ">volume-8."}, {">volume-2.", ">volume-9."}}));
+  client.expect({"1 diff old.xml new.xml => disk 1003 changed, WWN: 0000000000000000 -> 5EED00000003EB00\n"
+                 "disk 1004 changed, WWN: 5EED00000003EC00 -> 0000000000000000\ndifferences: 2\n",
+                 "1 diff twins.xml moved.xml => virtual disk 2 \"Data\" changed, FQDD: |virtual disk 3 \"Data\" changed, "
+                 "FQDD: |differences: 2\n"});
   client.write("bare.xml", "<raidData/>");
   client.expect({"4 diff saved.xml bare.xml => bare.xml has no adapter",
                  "3 diff none.xml saved.xml => cannot read 'none.xml'", "2 diff saved.xml => no controller is given"});

@@ -32,6 +32,7 @@ TEST(Json, EveryCommandHasIt) {
       {"0 verify saved.xml", "/differences", json::array()},
       {"0 diff saved.xml", "/differences", json::array()},
       {"0 plan saved.xml", "/steps/2/step", "Validate"},
+      {"0 plan saved.xml", "/destroyed", json::array()},
       {"0 plan saved.xml --rebuild",
        "/commands/1",
        {{"command", "Clear"}, {"object", "Adapter"}, {"ids", json::array()}}},

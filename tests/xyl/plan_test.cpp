@@ -80,6 +80,10 @@ static void loseDisks(SIM_CONTROLLER *sim) {
   simSwapDisks(sim, 1002, 1003);
 }
 
+static void loseSpare(SIM_CONTROLLER *sim) {
+  simPullDisk(sim, 1008);
+}
+
 static void makeForeign(SIM_CONTROLLER *sim) {
   const UINT32 ids[] = {1009, 1010};
   EXPECT_EQ(simMakeForeign(sim, 4, ids, 2), EFI_SUCCESS);
@@ -106,6 +110,7 @@ TEST(Plan, IsWhatTheRestoreDoes) {
       {"as saved", "demo", leaveAlone, "", "", true, EFI_SUCCESS},
       {"settings, an adapter and a disk", "demo", replaceAll, "", "", true, EFI_SUCCESS},
       {"disks too small, gone and elsewhere", "demo", loseDisks, "", "", false, EFI_SUCCESS},
+      {"a hot spare gone", "demo", loseSpare, "", "", false, EFI_SUCCESS},
       {"foreign disks", "demo", makeForeign, "", "", true, EFI_SUCCESS},
       {"no enclosures", "direct", loseDisks, "", "", false, EFI_SUCCESS},
       {"few settings", "sas", leaveAlone, "", "", true, EFI_SUCCESS},
