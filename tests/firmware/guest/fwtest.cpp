@@ -1,5 +1,5 @@
 // fwtest.efi: what a shell script cannot do in the guest.
-//   fwtest lifecycle            the images' lives, with the pool's books
+//   fwtest lifecycle            the driver connected and disconnected everywhere, its controller replaced
 //   fwtest platform             everything disconnected and connected
 //   fwtest absent               nothing of ours is in the handle database
 //   fwtest handle NAME FILE WORD  sets the shell variable NAME to the handle number that begins the first line with

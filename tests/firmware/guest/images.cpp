@@ -1,6 +1,5 @@
 #include "images.h"
 #include "base/pool.h"
-#include "books.h"
 #include "report.h"
 #include "world.h"
 
@@ -61,7 +60,6 @@ bool loadTestImage(EFI_HANDLE parent, UINTN index) {
     image.handle = nullptr;
     return false;
   }
-  booksWatch(static_cast<UINT32>(index), image.loaded->ImageBase, image.loaded->ImageSize);
   bool unset = image.loaded->Unload == nullptr;
   status = g_bootServices->StartImage(image.handle, /* ExitDataSize= */ nullptr, /* ExitData= */ nullptr);
   if (!check(!EFI_ERROR(status), u"%s starts: %r", image.file, status)) {

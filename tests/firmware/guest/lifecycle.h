@@ -3,7 +3,7 @@
 
 #include "uefi/tables.h"
 
-// Load, connect, use, disconnect and unload, several times over, with the pool's books open.
+// Load, connect, use, disconnect, connect again, replace the controller and unload.
 void testLifecycle(EFI_HANDLE application);
 
 // Every handle of the platform disconnected from all its drivers, connected, and connected again.

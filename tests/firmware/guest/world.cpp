@@ -9,8 +9,6 @@
 
 const EFI_GUID g_xylGuid = RAID_XYL_PROTOCOL_GUID;
 const EFI_GUID g_mgmtGuid = RAID_MGMT_PROTOCOL_GUID;
-static constexpr EFI_GUID g_bindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
-static constexpr EFI_GUID g_name2Guid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
 
 typedef struct INSTANCE {
   const CHAR16 *name;
@@ -47,61 +45,6 @@ UINTN countWith(const EFI_GUID *protocol) {
   return count;
 }
 
-static UINTN countOpens(EFI_HANDLE handle, const EFI_GUID *protocol, EFI_HANDLE agent) {
-  EFI_OPEN_PROTOCOL_INFORMATION_ENTRY *entries = nullptr;
-  UINTN count = 0;
-  if (EFI_ERROR(g_bootServices->OpenProtocolInformation(handle, protocol, &entries, &count))) {
-    return 0;
-  }
-  UINTN opens = 0;
-  for (UINTN i = 0; i < count; ++i) {
-    opens += entries[i].AgentHandle == agent ? 1 : 0;
-  }
-  poolFree(entries);
-  return opens;
-}
-
-CENSUS takeCensus(EFI_HANDLE agent) {
-  CENSUS census = {0, 0, 0};
-  EFI_HANDLE *handles = handlesWith(nullptr, &census.handles);
-  for (UINTN i = 0; i < census.handles; ++i) {
-    EFI_GUID **protocols = nullptr;
-    UINTN count = 0;
-    if (EFI_ERROR(g_bootServices->ProtocolsPerHandle(handles[i], &protocols, &count))) {
-      continue;
-    }
-    census.protocols += count;
-    for (UINTN j = 0; agent != nullptr && j < count; ++j) {
-      census.opens += countOpens(handles[i], protocols[j], agent);
-    }
-    poolFree(protocols);
-  }
-  poolFree(handles);
-  return census;
-}
-
-UINT64 conventionalPages() {
-  static constexpr UINT32 CONVENTIONAL = 7;
-  static UINT8 map[32 * 1024];
-  struct {
-    UINT32 type;
-    UINT64 physicalStart, virtualStart, pages, attribute;
-  } descriptor;
-  UINTN size = sizeof(map);
-  UINTN key = 0;
-  UINTN step = 0;
-  UINT32 version = 0;
-  if (EFI_ERROR(g_bootServices->GetMemoryMap(&size, map, &key, &step, &version))) {
-    return 0;
-  }
-  UINT64 pages = 0;
-  for (UINTN offset = 0; offset + sizeof(descriptor) <= size; offset += step) {
-    copyBytes(&descriptor, map + offset, sizeof(descriptor));
-    pages += descriptor.type == CONVENTIONAL ? descriptor.pages : 0;
-  }
-  return pages;
-}
-
 EFI_HANDLE findController() {
   UINTN count = 0;
   EFI_HANDLE *handles = handlesWith(&g_mgmtGuid, &count);
@@ -119,23 +62,6 @@ void checkNothingOfOurs() {
   for (const INSTANCE &row : g_instances) {
     check(row.shared || countWith(&row.guid) == 0, u"no handle carries %s of ours", row.name);
   }
-}
-
-void checkDriverGone(EFI_HANDLE driver) {
-  UINTN count = 0;
-  EFI_HANDLE *handles = handlesWith(&g_bindingGuid, &count);
-  UINTN left = 0;
-  for (UINTN i = 0; i < count; ++i) {
-    auto binding = static_cast<EFI_DRIVER_BINDING_PROTOCOL *>(interfaceOn(handles[i], &g_bindingGuid));
-    left += binding->ImageHandle == driver || binding->DriverBindingHandle == driver ? 1 : 0;
-  }
-  poolFree(handles);
-  bool named = interfaceOn(driver, &g_name2Guid) != nullptr;
-  UINTN opens = takeCensus(driver).opens;
-  UINTN tables = countWith(&g_xylGuid);
-  check(left == 0 && !named && opens == 0 && tables == 0,
-        u"nothing is left of the driver: %lu bindings, %u names, %lu open protocols, %lu tables", left, named ? 1 : 0,
-        opens, tables);
 }
 
 // Tables in the pool are in no section, so only code and constants are refused.

@@ -7,18 +7,6 @@
 extern const EFI_GUID g_xylGuid;
 extern const EFI_GUID g_mgmtGuid;
 
-// How much there is of everything, and what is open in the name of one agent.
-typedef struct CENSUS {
-  UINTN handles;
-  UINTN protocols;
-  UINTN opens;
-} CENSUS;
-
-CENSUS takeCensus(EFI_HANDLE agent = nullptr);
-
-// Free memory, in pages.
-UINT64 conventionalPages();
-
 // All handles of the moment, or those with a protocol (null: all); the caller frees the buffer. Null when there are
 // none.
 EFI_HANDLE *handlesWith(const EFI_GUID *protocol, UINTN *count);
@@ -32,9 +20,6 @@ void *interfaceOn(EFI_HANDLE handle, const EFI_GUID *protocol);
 
 // Checks that no handle carries any protocol of ours.
 void checkNothingOfOurs();
-
-// Checks that no handle carries a driver binding or name of this image handle, and nothing is open in its name.
-void checkDriverGone(EFI_HANDLE driver);
 
 // Checks that the protocols of the loaded images lie in memory that may be written and not executed, and writes a
 // function pointer of each back to where it stood.
