@@ -5,61 +5,6 @@
 
 namespace {
 
-const std::string LOCATION = "<PCILocation><PCIBus>3</PCIBus><PCIDevice>259</PCIDevice><PCIFunction>1</PCIFunction>"
-                             "</PCILocation>";
-const std::string INVENTORY = "<Inventory><WWN>1</WWN><Identifier><PCIID/>" + LOCATION + "</Identifier></Inventory>";
-const std::string DATA = "<raidData><Method name=\"Get\"/><Adapter><MaxLDs>7</MaxLDs></Adapter></raidData>";
-const std::string CONFIGURATION = "<Configuration>" + DATA + "<raidData/></Configuration>";
-
-std::string component(const std::string &children) {
-  return "<xylComponent version='1'>" + children + "</xylComponent>";
-}
-
-TEST(Documents, ShapesAreToldByTheirElements) {
-  ReadingWorld world;
-  struct {
-    std::string text;
-    EFI_STATUS status;
-    UINT32 count; // 1 on entry
-    UINT32 location;
-    const char *logLine = "ParseXMLBlob: Exit.";
-  } cases[] = {
-      {DATA, EFI_SUCCESS, 1, 0, "ParseRAIDData: Exit. Success"},
-      {component(CONFIGURATION), EFI_SUCCESS, 1, 0, "ParseXYLComponent: Exit. Success"},
-      {component(INVENTORY + CONFIGURATION + "<More/>"), EFI_SUCCESS, 1, 0x010303},
-      {component(""), EFI_INVALID_PARAMETER, 0, 0},
-      {component(INVENTORY), EFI_INVALID_PARAMETER, 1, 0},
-      {component(INVENTORY + "<x/>" + CONFIGURATION), EFI_INVALID_PARAMETER, 1, 0},
-      {component("<Configuration><x/>" + DATA + "</Configuration>"), EFI_INVALID_PARAMETER, 1, 0},
-      {component("<Configuration><raidData/></Configuration>"), EFI_UNSUPPORTED, 1, 0},
-      {"<raidData>text</raidData>", EFI_UNSUPPORTED, 1, 0},
-      {"<raidData><Method name='Get'/><Method name='Bad'/></raidData>", EFI_SUCCESS, 0, 0},
-      {"<RaidConfig/>", EFI_INVALID_PARAMETER, 0, 0,
-       "ERROR ParseXMLBlob: DOC head is RaidConfig, I don't know how to parse this"},
-      {"<Y29ycmVjdCBob3JzZQ/>", EFI_INVALID_PARAMETER, 0, 0, "DOC head is (unknown), I don't know"},
-      {"", EFI_INVALID_PARAMETER, 0, 0, "Return from Parsing blob Invalid Parameter"},
-      {"MZ\x90", EFI_INVALID_PARAMETER, 0, 0},
-      {"<!DOCTYPE raidData [<!ENTITY a 'b'>]>" + DATA, EFI_INVALID_PARAMETER, 0, 0},
-      {"<raidData><Adapter><Name>a</Adapter></Name></raidData>", EFI_INVALID_PARAMETER, 0, 0,
-       "ERROR ParseXMLBlob: Parse doc failed to parse"},
-  };
-  for (const auto &row : cases) {
-    {
-      world.clearLog();
-      Parsed parsed(row.text);
-      EXPECT_EQ(name(parsed.status), name(row.status)) << row.text;
-      EXPECT_EQ(parsed.count, row.count) << row.text;
-      EXPECT_NE(world.log().find(row.logLine), std::string::npos) << row.text << world.log();
-      if (!EFI_ERROR(row.status) && row.count == 1) {
-        const UINT8 *location = &parsed.config->adapter->PCIID.PCIBus;
-        EXPECT_EQ(location[0] | location[1] << 8 | location[2] << 16, static_cast<int>(row.location)) << row.text;
-        EXPECT_EQ(parsed.config->commandCount, 1U) << row.text;
-      }
-    }
-    world.expectBalanced(row.text);
-  }
-}
-
 TEST(Documents, MethodsGoToTheAdapterThatFollows) {
   ReadingWorld world;
   const std::string get = "<Method name='Get'/>";
