@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host_firmware/block_device.h"
 #include "uefi/protocols.h"
 
 using EFI_IMAGE_ENTRY = EFI_STATUS(EFIAPI *)(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable);
