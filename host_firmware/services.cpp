@@ -216,6 +216,41 @@ static EFI_STATUS EFIAPI LocateHandleBuffer(int searchType, const EFI_GUID *prot
   return EFI_SUCCESS;
 }
 
+// Of a whole device path without its end node.
+static size_t pathLength(const EFI_DEVICE_PATH_PROTOCOL *path) {
+  size_t length = 0;
+  const UINT8 *bytes = reinterpret_cast<const UINT8 *>(path);
+  while (bytes[length] != 0x7F) {
+    length += bytes[length + 2] | static_cast<size_t>(bytes[length + 3]) << 8;
+  }
+  return length;
+}
+
+// The handle whose path is the longest beginning of the one that is given.
+static EFI_STATUS EFIAPI LocateDevicePath(const EFI_GUID *protocol, EFI_DEVICE_PATH_PROTOCOL **path,
+                                          EFI_HANDLE *device) {
+  ENTER(LocateDevicePath)
+  if (protocol == nullptr || path == nullptr || *path == nullptr || device == nullptr) {
+    return EFI_INVALID_PARAMETER;
+  }
+  size_t wanted = pathLength(*path);
+  size_t longest = 0;
+  *device = nullptr;
+  for (EFI_HANDLE handle : g_firmware->database.handles(protocol)) {
+    PROTOCOL_ENTRY *entry = g_firmware->database.find(handle, g_devicePathGuid);
+    size_t length = entry == nullptr ? 0 : pathLength(static_cast<EFI_DEVICE_PATH_PROTOCOL *>(entry->interface));
+    if (length > longest && length <= wanted && std::memcmp(entry->interface, *path, length) == 0) {
+      longest = length;
+      *device = handle;
+    }
+  }
+  if (*device == nullptr) {
+    return EFI_NOT_FOUND;
+  }
+  *path = reinterpret_cast<EFI_DEVICE_PATH_PROTOCOL *>(reinterpret_cast<UINT8 *>(*path) + longest);
+  return EFI_SUCCESS;
+}
+
 // Nothing can be registered here, so Registration is null.
 static EFI_STATUS EFIAPI LocateProtocol(const EFI_GUID *protocol, void *registration, void **interface) {
   ENTER(LocateProtocol)

@@ -19,6 +19,7 @@
   X(InstallProtocolInterface)                                                                                          \
   X(UninstallProtocolInterface)                                                                                        \
   X(HandleProtocol)                                                                                                    \
+  X(LocateDevicePath)                                                                                                  \
   X(LoadImage)                                                                                                         \
   X(StartImage)                                                                                                        \
   X(Exit)                                                                                                              \

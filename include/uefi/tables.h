@@ -93,7 +93,10 @@ typedef struct EFI_BOOT_SERVICES {
   void *NotCalled4;
   EFI_STATUS(EFIAPI *UninstallProtocolInterface)(EFI_HANDLE Handle, const EFI_GUID *Protocol, void *Interface);
   EFI_STATUS(EFIAPI *HandleProtocol)(EFI_HANDLE Handle, const EFI_GUID *Protocol, void **Interface);
-  void *NotCalled5[5];
+  void *NotCalled5[3];
+  EFI_STATUS(EFIAPI *LocateDevicePath)
+  (const EFI_GUID *Protocol, EFI_DEVICE_PATH_PROTOCOL **DevicePath, EFI_HANDLE *Device);
+  void *NotCalled10;
   EFI_STATUS(EFIAPI *LoadImage)
   (BOOLEAN BootPolicy, EFI_HANDLE Parent, EFI_DEVICE_PATH_PROTOCOL *Path, void *Source, UINTN SourceSize,
    EFI_HANDLE *Image);
@@ -133,6 +136,7 @@ UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, CloseEvent) == 112, "boot service
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, InstallProtocolInterface) == 128, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, UninstallProtocolInterface) == 144, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, HandleProtocol) == 152, "boot services layout");
+UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, LocateDevicePath) == 184, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, LoadImage) == 200, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, UnloadImage) == 224, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, Stall) == 248, "boot services layout");
