@@ -3,6 +3,7 @@
 #include "base/pool.h"
 #include "providers/disk_controller/disk_identity.h"
 #include "providers/disk_controller/disk_place.h"
+#include "uefi/protocols.h"
 
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;

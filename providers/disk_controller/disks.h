@@ -13,7 +13,7 @@ struct DISK_PLACE {
   UINT8 PciDevice;
   UINT8 PciFunction;
   UINT64 Port; // SATA: port and, in bits 16 up, that of a multiplier; NVMe: namespace; SCSI: target and, in bits 16 up,
-               // logical unit; else 0
+               // logical unit; else a number that follows from the path, or 0
 };
 
 // Below zero, zero or above zero.
