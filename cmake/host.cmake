@@ -4,7 +4,7 @@ objects_of(driver_objects ${DRIVER_ROOMS})
 add_library(raidxyl STATIC ${driver_objects})
 public_includes(raidxyl)
 
-objects_of(provider_objects unload_guard xml_service debug_log answers levels sim_controller ddf)
+objects_of(provider_objects unload_guard xml_service debug_log answers levels sim_controller ddf disk_controller)
 add_library(raidxyl_providers STATIC ${provider_objects})
 public_includes(raidxyl_providers)
 target_link_libraries(raidxyl_providers PUBLIC raidxyl)

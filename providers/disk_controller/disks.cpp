@@ -1,6 +1,7 @@
 #include "providers/disk_controller/disks.h"
 
 #include "base/pool.h"
+#include "base/sort.h"
 #include "providers/disk_controller/disk_identity.h"
 #include "providers/disk_controller/disk_place.h"
 #include "uefi/protocols.h"
@@ -41,35 +42,6 @@ static void describe(DISK *disk) {
   identifyDisk(disk, controller);
 }
 
-// Moves the item at index down a heap of count ones, whose greatest is the first.
-static void siftDown(DISK *items, UINT32 index, UINT32 count) {
-  while (2 * index + 1 < count) {
-    UINT32 child = 2 * index + 1;
-    if (child + 1 < count && comparePlaces(items[child].Place, items[child + 1].Place) < 0) {
-      child += 1;
-    }
-    if (comparePlaces(items[index].Place, items[child].Place) >= 0) {
-      return;
-    }
-    DISK moved = items[index];
-    items[index] = items[child];
-    items[child] = moved;
-    index = child;
-  }
-}
-
-static void sortByPlace(DISK_LIST *list) {
-  for (UINT32 i = list->Count / 2; i-- > 0;) {
-    siftDown(list->Items, i, list->Count);
-  }
-  for (UINT32 end = list->Count; end-- > 1;) {
-    DISK greatest = list->Items[0];
-    list->Items[0] = list->Items[end];
-    list->Items[end] = greatest;
-    siftDown(list->Items, 0, end);
-  }
-}
-
 EFI_STATUS findDisks(DISK_LIST *list) {
   *list = {};
   UINTN count = 0;
@@ -93,7 +65,7 @@ EFI_STATUS findDisks(DISK_LIST *list) {
     }
   }
   poolFree(handles);
-  sortByPlace(list);
+  sortArray(list->Items, list->Count, [](const DISK &a, const DISK &b) { return comparePlaces(a.Place, b.Place) < 0; });
   return EFI_SUCCESS;
 }
 

@@ -57,7 +57,8 @@ for room in xml_service debug_log; do
   providers="$providers providers/$room"
 done
 check providers/sim_controller free $shared
-providers="$providers providers/sim_controller"
+check providers/disk_controller free $shared providers/ddf providers/unload_guard
+providers="$providers providers/sim_controller providers/disk_controller"
 check host_firmware host
 
 # The client's core, bottom up; each folder may use those before it.

@@ -1,0 +1,17 @@
+// What the controller offers: the levels that Linux assembles, with their limits.
+#pragma once
+
+#include "providers/ddf/ddf.h"
+#include "raid_records.h"
+
+#define OFFERED_LEVELS (RAID_LEVEL_0 | RAID_LEVEL_1 | RAID_LEVEL_4 | RAID_LEVEL_5 | RAID_LEVEL_6 | RAID_LEVEL_10)
+#define OFFERED_LEVEL_COUNT 6
+
+// A descriptor for each bit of OFFERED_LEVELS, in their order.
+extern const RAID_LEVEL_PARAMS g_offeredLevels[OFFERED_LEVEL_COUNT];
+
+// The descriptor of that level; for one that is not offered, zeros but for the level itself.
+RAID_LEVEL_PARAMS offeredLevel(UINT32 raidLevel);
+
+// The records' level for that of a volume; 0 for one that is not known.
+UINT32 raidLevelOf(DDF_VOLUME_LEVEL level);

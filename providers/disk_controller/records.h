@@ -1,0 +1,12 @@
+// The records that Get answers.
+#pragma once
+
+#include "providers/answers/answers.h"
+#include "providers/disk_controller/view.h"
+
+// Fills the answer with copies of the objects of a type, those of ids or (idCount 0) all.
+//   EFI_NOT_FOUND          there are none, or an id that none has
+//   EFI_UNSUPPORTED        the controller has no objects of that type
+//   EFI_OUT_OF_RESOURCES   no memory
+// After a failure the answer is empty.
+EFI_STATUS answerRecords(const VIEW &view, UINT32 objectType, const UINT32 *ids, UINT32 idCount, RAID_ANSWER *answer);

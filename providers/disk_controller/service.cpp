@@ -1,0 +1,50 @@
+#include "providers/disk_controller/service.h"
+
+#include "providers/disk_controller/records.h"
+
+static DISK_CONTROLLER *controllerOf(RAID_MGMT_PROTOCOL *protocol) {
+  static_assert(offsetof(DISK_CONTROLLER, Protocol) == 0);
+  return reinterpret_cast<DISK_CONTROLLER *>(protocol);
+}
+
+static EFI_STATUS runCommand(const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
+  if (block->Revision > 3 || (block->ObjectIdCount != 0 && block->ObjectIds == nullptr)) {
+    return EFI_INVALID_PARAMETER;
+  }
+  if (block->Command != RAID_COMMAND_GET) {
+    return EFI_UNSUPPORTED;
+  }
+  VIEW view;
+  EFI_STATUS status = openView(&view);
+  if (!EFI_ERROR(status)) {
+    status = answerRecords(view, block->ObjectType, block->ObjectIds, block->ObjectIdCount, answer);
+  }
+  closeView(&view);
+  return status;
+}
+
+EFI_STATUS EFIAPI disksExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
+  if (protocol == nullptr || block == nullptr || result == nullptr) {
+    return EFI_INVALID_PARAMETER;
+  }
+  RAID_BOOKS *books = &controllerOf(protocol)->Books;
+  result->Data = nullptr;
+  result->DataSize = 0;
+  RAID_ANSWER answer = {};
+  EFI_STATUS status = booksBegin(books);
+  if (!EFI_ERROR(status)) {
+    status = runCommand(block, &answer);
+  }
+  if (!EFI_ERROR(status)) {
+    booksHandOut(books, &answer, result);
+  }
+  return status;
+}
+
+EFI_STATUS EFIAPI disksFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count) {
+  return protocol == nullptr ? EFI_INVALID_PARAMETER : booksTakeBack(&controllerOf(protocol)->Books, data, count);
+}
+
+EFI_STATUS EFIAPI disksUnused(RAID_MGMT_PROTOCOL *) {
+  return EFI_UNSUPPORTED;
+}

@@ -1,0 +1,81 @@
+#include "tests/disk_controller/machine.h"
+
+#include <cstring>
+
+static const EFI_GUID g_mgmtGuid = RAID_MGMT_PROTOCOL_GUID;
+
+namespace {
+
+class SparseStore : public SectorStore {
+public:
+  SparseStore(SPARSE_DISK &disk, DISK_BOOK &book) : disk_(disk), book_(book) {}
+  uint64_t sectors() const override { return disk_.sectors; }
+  bool writable() const override { return true; }
+  bool read(uint64_t sector, uint64_t count, void *buffer) override {
+    ++book_.reads;
+    DDF_SOURCE source = disk_.source();
+    return !EFI_ERROR(source.read(source.context, sector, count, buffer));
+  }
+  bool write(uint64_t sector, uint64_t count, const void *buffer) override {
+    ++book_.writes;
+    disk_.write(sector, buffer, count);
+    return true;
+  }
+  bool flush() override { return true; }
+
+private:
+  SPARSE_DISK &disk_;
+  DISK_BOOK &book_;
+};
+
+} // namespace
+
+std::vector<uint8_t> ataIdentity(const std::string &serial, const std::string &model, uint64_t wwn, bool solidState) {
+  std::vector<uint8_t> bytes(512);
+  auto setWord = [&](size_t word, uint64_t value) {
+    bytes[2 * word] = static_cast<uint8_t>(value);
+    bytes[2 * word + 1] = static_cast<uint8_t>(value >> 8);
+  };
+  auto setText = [&](size_t word, size_t words, std::string text) {
+    text.resize(2 * words, ' ');
+    for (size_t i = 0; i < words; ++i) {
+      setWord(word + i, static_cast<uint64_t>(text[2 * i]) << 8 | static_cast<uint8_t>(text[2 * i + 1]));
+    }
+  };
+  setText(10, 10, serial);
+  setText(23, 4, "2.5");
+  setText(27, 20, model);
+  setWord(76, 0x000E); // three generations
+  setWord(87, 0x4100);
+  for (size_t i = 0; i < 4; ++i) {
+    setWord(108 + i, wwn >> (48 - 16 * i));
+  }
+  setWord(217, solidState ? 1 : 7200);
+  return bytes;
+}
+
+Machine::Machine(DISKS &disks) : World({.preset = nullptr, .connect = false}) {
+  for (size_t i = 0; i < disks.size(); ++i) {
+    auto identity = ataIdentity("S" + std::to_string(i), "Test disk", 0x5000C50000000000 + i, i % 2 == 1);
+    devices.push_back(std::make_unique<BlockDevice>(std::make_unique<SparseStore>(disks[i], book),
+                                                    static_cast<uint16_t>(i), identity));
+  }
+  EXPECT_EQ(name(firmware.loadImage(RaidDisksEntry, &image_)), name(EFI_SUCCESS));
+  UINTN count = 0;
+  EFI_HANDLE *handles = nullptr;
+  EXPECT_EQ(name(services->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &g_mgmtGuid, nullptr, &count, &handles)),
+            name(EFI_SUCCESS));
+  controller = handles[0];
+  services->FreePool(handles);
+  mgmt = protocolOn<RAID_MGMT_PROTOCOL>(controller, g_mgmtGuid);
+  EXPECT_EQ(name(connect()), name(EFI_SUCCESS));
+}
+
+Machine::~Machine() {
+  EXPECT_EQ(book.writes, 0U);
+  EXPECT_EQ(name(firmware.unloadImage(image_)), name(EFI_SUCCESS));
+  controller = nullptr;
+  xyl = nullptr;
+  devices.clear();
+  markBalance();
+}

@@ -1,0 +1,30 @@
+// A machine with disks, the controller over them, and the driver bound to it.
+#pragma once
+
+#include "providers/disk_controller/disk_controller.h"
+#include "raid_mgmt.h"
+#include "tests/ddf/disks.h"
+#include "tests/support/world.h"
+
+// What the disk of a machine was asked to do.
+struct DISK_BOOK {
+  size_t reads = 0;
+  size_t writes = 0;
+};
+
+class Machine : public World {
+public:
+  // The disks stay the caller's. They stand in ports 0, 1, 2 ... and tell serial numbers S0, S1, S2 ...
+  explicit Machine(DISKS &disks);
+  ~Machine();
+
+  RAID_MGMT_PROTOCOL *mgmt = nullptr;
+  DISK_BOOK book;
+  std::vector<std::unique_ptr<BlockDevice>> devices;
+
+private:
+  EFI_HANDLE image_ = nullptr;
+};
+
+// 512 bytes as ATA's IDENTIFY DEVICE gives them.
+std::vector<uint8_t> ataIdentity(const std::string &serial, const std::string &model, uint64_t wwn, bool solidState);
