@@ -80,17 +80,17 @@ static EFI_STATUS addEnclosure(const VIEW &view, UINT32 index, RAID_ANSWER *answ
 // --- Disks ---
 
 static UINT64 stateOf(const VIEW &view, UINT32 disk) {
-  const DDF_DISK &found = view.Model->disks[disk];
   const DDF_PD *member = memberOf(view, disk);
   if (view.List.Items[disk].Unusable != nullptr) {
     return RAID_STATE_OFFLINE;
   }
-  if (found.kind == DDF_DISK_UNREADABLE) {
+  if (view.Model->disks[disk].kind == DDF_DISK_UNREADABLE) {
     return RAID_STATE_FAILED;
   }
   if (member == nullptr) {
-    bool isFresh = found.kind == DDF_DISK_OTHER && found.holds[0] == 0;
-    return isFresh && view.List.Items[disk].Sectors > DDF_RESERVE ? RAID_STATE_READY : RAID_STATE_OFFLINE;
+    CHAR8 why[2];
+    whyUnusable(view, disk, why, sizeof(why));
+    return why[0] == 0 ? RAID_STATE_READY : RAID_STATE_OFFLINE;
   }
   UINT16 state = member->entry->state;
   if (setOf(view, disk)->foreign) {

@@ -243,7 +243,8 @@ void whyUnusable(const VIEW &view, UINT32 disk, CHAR8 *text, UINTN size) {
   if (unusable != nullptr) {
     setText(text, size, unusable);
   } else if (found.kind == DDF_DISK_OTHER) {
-    setText(text, size, found.holds);
+    bool isTooSmall = found.holds[0] == 0 && view.List.Items[disk].Sectors <= DDF_RESERVE;
+    setText(text, size, isTooSmall ? "it is too small" : found.holds);
   } else if (found.kind != DDF_DISK_MEMBER) {
     ddfFaultText(found.fault, text, size);
   }

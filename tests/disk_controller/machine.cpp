@@ -14,7 +14,7 @@ public:
   bool read(uint64_t sector, uint64_t count, void *buffer) override {
     ++book_.reads;
     DDF_SOURCE source = disk_.source();
-    return !EFI_ERROR(source.read(source.context, sector, count, buffer));
+    return disk_.failAfter != 0 && !EFI_ERROR(source.read(source.context, sector, count, buffer));
   }
   bool write(uint64_t sector, uint64_t count, const void *buffer) override {
     ++book_.writes;
