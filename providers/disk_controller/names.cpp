@@ -18,12 +18,17 @@ static bool isCommon(const VIEW_ENCLOSURE &enclosure) {
   return enclosure.Bus == DISK_BUS_NVME || enclosure.Bus == DISK_BUS_OTHER;
 }
 
-static void placeText(const DISK_PLACE &place, CHAR16 *text) {
-  format(text, u"%x-%x-%x:%lu", UINT32{place.PciBus}, UINT32{place.PciDevice}, UINT32{place.PciFunction}, place.Port);
-}
-
 static void functionText(const DISK_PLACE &place, CHAR16 *text) {
   format(text, u"%x-%x-%x", UINT32{place.PciBus}, UINT32{place.PciDevice}, UINT32{place.PciFunction});
+}
+
+// The second number is a logical unit or the port of a multiplier.
+static void placeText(const DISK_PLACE &place, CHAR16 *text) {
+  CHAR16 function[NAME_CAPACITY];
+  functionText(place, function);
+  UINT32 port = static_cast<UINT32>(place.Port) & 0xFFFF;
+  UINT64 second = place.Port >> 16;
+  format(text, second == 0 ? u"%s:%u" : u"%s:%u.%lu", function, port, second);
 }
 
 void diskFqdd(const VIEW &view, UINT32 disk, CHAR16 *text) {

@@ -89,7 +89,7 @@ make_documents() {
 }
 
 make_disk() {
-  for image in RaidXyl RaidSim XmlService DebugLog xyl guest/fwtest; do
+  for image in RaidXyl RaidSim RaidDisks XmlService DebugLog xyl guest/fwtest; do
     [ -f "$images/$image.efi" ] || fail "$images/$image.efi is missing; ./run efi builds it"
   done
   rm -rf "$work"
