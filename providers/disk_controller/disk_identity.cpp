@@ -44,18 +44,18 @@ static UINT64 bigEndian(const UINT8 *bytes, UINTN size) {
 
 // --- ATA ---
 
-static UINT16 ataWord(const UINT8 *identify, unsigned word) {
+static UINT16 ataWord(const UINT8 *identify, UINTN word) {
   return static_cast<UINT16>(identify[2 * word] | identify[2 * word + 1] << 8);
 }
 
 // The characters of each word come in reverse.
-static void copyAtaText(CHAR8 *to, const UINT8 *identify, unsigned firstWord, unsigned words) {
+static void copyAtaText(CHAR8 *to, const UINT8 *identify, UINTN firstWord, UINTN words) {
   UINT8 bytes[40];
-  for (unsigned i = 0; i < words; ++i) {
+  for (UINTN i = 0; i < words; ++i) {
     bytes[2 * i] = identify[2 * (firstWord + i) + 1];
     bytes[2 * i + 1] = identify[2 * (firstWord + i)];
   }
-  copyField(to, bytes, 2UL * words);
+  copyField(to, bytes, 2 * words);
 }
 
 static void readAta(const UINT8 *identify, DISK_IDENTITY *identity) {
@@ -64,7 +64,7 @@ static void readAta(const UINT8 *identify, DISK_IDENTITY *identity) {
   copyAtaText(identity->Model, identify, 27, 20);
   UINT16 supported = ataWord(identify, 87);
   if ((supported & 0xC000) == 0x4000 && (supported & 0x0100) != 0) {
-    for (unsigned word = 108; word < 112; ++word) {
+    for (UINTN word = 108; word < 112; ++word) {
       identity->Wwn = identity->Wwn << 16 | ataWord(identify, word);
     }
   }
