@@ -78,9 +78,8 @@ static EFI_STATUS takeDriverCopy(RAID_BOOKS *books, void *data) {
     return noteMistake(books, "a disk record of the driver still holds a list", 0, 1);
   }
   noteReturned(books, data);
-  poolFree(record->Name);
-  poolFree(record->FQDD);
-  poolFree(data);
+  RAID_ANSWER copy = {data, RAID_RECORD_SIZE, RAID_OBJECT_PHYSICAL_DISK, false, static_cast<UINT8 *>(data), 1};
+  answerRelease(&copy);
   books->driverCopies += 1;
   return EFI_SUCCESS;
 }
