@@ -1,8 +1,6 @@
-// The driver model: which drivers are asked to start on a controller, and which to let go of it.
+#include "host_firmware/connect.h"
 
 #include <algorithm>
-
-#include "host_firmware/protocols.h"
 
 static EFI_DRIVER_BINDING_PROTOCOL *bindingOn(Database &database, EFI_HANDLE handle) {
   PROTOCOL_ENTRY *entry = database.find(handle, g_bindingProtocolGuid);
@@ -10,10 +8,10 @@ static EFI_DRIVER_BINDING_PROTOCOL *bindingOn(Database &database, EFI_HANDLE han
 }
 
 // Every driver once: first those of the images that the caller named, then all by descending version.
-std::vector<EFI_DRIVER_BINDING_PROTOCOL *> Database::candidates(const EFI_HANDLE *firstImages) {
+static std::vector<EFI_DRIVER_BINDING_PROTOCOL *> candidates(Database &database, const EFI_HANDLE *firstImages) {
   std::vector<EFI_DRIVER_BINDING_PROTOCOL *> drivers;
-  for (EFI_HANDLE handle : handles(&g_bindingProtocolGuid)) {
-    drivers.push_back(bindingOn(*this, handle));
+  for (EFI_HANDLE handle : database.handles(&g_bindingProtocolGuid)) {
+    drivers.push_back(bindingOn(database, handle));
   }
   auto newer = [](auto *a, auto *b) { return a->Version > b->Version; };
   std::stable_sort(drivers.begin(), drivers.end(), newer);
@@ -25,12 +23,12 @@ std::vector<EFI_DRIVER_BINDING_PROTOCOL *> Database::candidates(const EFI_HANDLE
   return drivers;
 }
 
-EFI_STATUS Database::connect(EFI_HANDLE controller, const EFI_HANDLE *firstImages) {
-  if (!alive(controller)) {
+EFI_STATUS connectDrivers(Database &database, EFI_HANDLE controller, const EFI_HANDLE *firstImages) {
+  if (!database.alive(controller)) {
     return EFI_INVALID_PARAMETER;
   }
   bool started = false;
-  std::vector<EFI_DRIVER_BINDING_PROTOCOL *> drivers = candidates(firstImages);
+  std::vector<EFI_DRIVER_BINDING_PROTOCOL *> drivers = candidates(database, firstImages);
   // After each driver that supports the controller the others are asked again: what it installed may suit them.
   for (size_t i = 0; i < drivers.size();) {
     EFI_DRIVER_BINDING_PROTOCOL *driver = drivers[i];
@@ -45,29 +43,11 @@ EFI_STATUS Database::connect(EFI_HANDLE controller, const EFI_HANDLE *firstImage
   return started ? EFI_SUCCESS : EFI_NOT_FOUND;
 }
 
-// Agents that hold a protocol of the controller BY_DRIVER, each once.
-std::vector<EFI_HANDLE> Database::driversOf(EFI_HANDLE controller) const {
-  std::vector<EFI_HANDLE> agents;
-  auto found = handles_.find(controller);
-  if (found == handles_.end()) {
-    return agents;
-  }
-  for (const PROTOCOL_ENTRY &entry : found->second) {
-    for (const PROTOCOL_OPEN &open : entry.opens) {
-      bool drives = (open.attributes & EFI_OPEN_PROTOCOL_BY_DRIVER) != 0 && open.controller == controller;
-      if (drives && std::find(agents.begin(), agents.end(), open.agent) == agents.end()) {
-        agents.push_back(open.agent);
-      }
-    }
-  }
-  return agents;
-}
-
-EFI_STATUS Database::disconnect(EFI_HANDLE controller, EFI_HANDLE driver) {
-  if (!alive(controller) || (driver != nullptr && bindingOn(*this, driver) == nullptr)) {
+EFI_STATUS disconnectDrivers(Database &database, EFI_HANDLE controller, EFI_HANDLE driver) {
+  if (!database.alive(controller) || (driver != nullptr && bindingOn(database, driver) == nullptr)) {
     return EFI_INVALID_PARAMETER;
   }
-  std::vector<EFI_HANDLE> agents = driversOf(controller);
+  std::vector<EFI_HANDLE> agents = database.driversOf(controller);
   if (driver != nullptr) {
     bool drives = std::find(agents.begin(), agents.end(), driver) != agents.end();
     agents.assign(drives ? 1 : 0, driver);
@@ -77,7 +57,7 @@ EFI_STATUS Database::disconnect(EFI_HANDLE controller, EFI_HANDLE driver) {
   }
   bool stopped = false;
   for (EFI_HANDLE agent : agents) {
-    EFI_DRIVER_BINDING_PROTOCOL *binding = bindingOn(*this, agent);
+    EFI_DRIVER_BINDING_PROTOCOL *binding = bindingOn(database, agent);
     if (binding == nullptr) {
       return EFI_INVALID_PARAMETER;
     }

@@ -1,5 +1,3 @@
-// The protocol database: installing, opening and closing, with the statuses of real firmware.
-
 #include "host_firmware/protocols.h"
 
 #include <algorithm>
@@ -8,10 +6,6 @@
 const EFI_GUID g_bindingProtocolGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
 const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
-
-static constexpr UINT32 BY_DRIVER = EFI_OPEN_PROTOCOL_BY_DRIVER;
-static constexpr UINT32 EXCLUSIVE = EFI_OPEN_PROTOCOL_EXCLUSIVE;
-static constexpr UINT32 HELD = BY_DRIVER | EXCLUSIVE | EFI_OPEN_PROTOCOL_BY_CHILD_CONTROLLER;
 
 bool guidEqual(const EFI_GUID &a, const EFI_GUID &b) {
   return std::memcmp(&a, &b, sizeof a) == 0;
@@ -54,131 +48,29 @@ EFI_STATUS Database::install(EFI_HANDLE *handle, const EFI_GUID &guid, void *int
   return EFI_SUCCESS;
 }
 
-EFI_STATUS Database::uninstall(EFI_HANDLE handle, const EFI_GUID &guid, const void *interface) {
-  if (!alive(handle)) {
-    return EFI_INVALID_PARAMETER;
-  }
-  PROTOCOL_ENTRY *entry = find(handle, guid);
-  if (entry == nullptr || entry->interface != interface) {
-    return EFI_NOT_FOUND;
-  }
-  bool released = releaseDrivers(handle, guid);
-  entry = find(handle, guid);
-  if (entry == nullptr) {
-    return EFI_NOT_FOUND;
-  }
-  auto held = [](auto &open) { return (open.attributes & HELD) != 0; };
-  if (!released || std::any_of(entry->opens.begin(), entry->opens.end(), held)) {
-    // As firmware does, those that did let go get the controller back.
-    connect(handle, /* firstImages= */ nullptr);
-    return EFI_ACCESS_DENIED;
-  }
+void Database::remove(EFI_HANDLE handle, const PROTOCOL_ENTRY *entry) {
   std::list<PROTOCOL_ENTRY> &list = handles_[handle];
   list.remove_if([&](auto &each) { return &each == entry; });
   if (list.empty()) {
     handles_.erase(handle);
   }
-  return EFI_SUCCESS;
 }
 
-bool Database::releaseDrivers(EFI_HANDLE handle, const EFI_GUID &guid) {
-  for (;;) {
-    PROTOCOL_ENTRY *entry = find(handle, guid);
-    if (entry == nullptr) {
-      return true;
-    }
-    auto byDriver = [](auto &open) { return (open.attributes & BY_DRIVER) != 0; };
-    auto open = std::find_if(entry->opens.begin(), entry->opens.end(), byDriver);
-    if (open == entry->opens.end()) {
-      return true;
-    }
-    size_t before = entry->opens.size();
-    if (EFI_ERROR(disconnect(open->controller, open->agent))) {
-      return false;
-    }
-    entry = find(handle, guid);
-    if (entry != nullptr && entry->opens.size() >= before) {
-      return false;
+std::vector<EFI_HANDLE> Database::driversOf(EFI_HANDLE controller) const {
+  std::vector<EFI_HANDLE> agents;
+  auto found = handles_.find(controller);
+  if (found == handles_.end()) {
+    return agents;
+  }
+  for (const PROTOCOL_ENTRY &entry : found->second) {
+    for (const PROTOCOL_OPEN &open : entry.opens) {
+      bool drives = (open.attributes & EFI_OPEN_PROTOCOL_BY_DRIVER) != 0 && open.controller == controller;
+      if (drives && std::find(agents.begin(), agents.end(), open.agent) == agents.end()) {
+        agents.push_back(open.agent);
+      }
     }
   }
-}
-
-static bool openArgumentsValid(const Database &database, EFI_HANDLE handle, void **interface, EFI_HANDLE agent,
-                               EFI_HANDLE controller, UINT32 attributes) {
-  if (!database.alive(handle) || (interface == nullptr && attributes != EFI_OPEN_PROTOCOL_TEST_PROTOCOL)) {
-    return false;
-  }
-  switch (attributes) {
-  case EFI_OPEN_PROTOCOL_BY_HANDLE_PROTOCOL:
-  case EFI_OPEN_PROTOCOL_GET_PROTOCOL:
-  case EFI_OPEN_PROTOCOL_TEST_PROTOCOL:
-    return true;
-  case EFI_OPEN_PROTOCOL_BY_CHILD_CONTROLLER:
-    return database.alive(agent) && database.alive(controller) && controller != handle;
-  case BY_DRIVER:
-  case BY_DRIVER | EXCLUSIVE:
-    return database.alive(agent) && database.alive(controller);
-  case EXCLUSIVE:
-    return database.alive(agent);
-  default:
-    return false;
-  }
-}
-
-EFI_STATUS Database::open(EFI_HANDLE handle, const EFI_GUID &guid, void **interface, EFI_HANDLE agent,
-                          EFI_HANDLE controller, UINT32 attributes) {
-  if (!openArgumentsValid(*this, handle, interface, agent, controller, attributes)) {
-    return EFI_INVALID_PARAMETER;
-  }
-  PROTOCOL_ENTRY *entry = find(handle, guid);
-  if (entry == nullptr) {
-    if (interface != nullptr && attributes != EFI_OPEN_PROTOCOL_TEST_PROTOCOL) {
-      *interface = nullptr;
-    }
-    return EFI_UNSUPPORTED;
-  }
-  PROTOCOL_OPEN wanted = {agent, controller, attributes, 1};
-  EFI_STATUS status = arbitrate(handle, guid, wanted);
-  entry = find(handle, guid);
-  if (EFI_ERROR(status) || entry == nullptr) {
-    return EFI_ERROR(status) ? status : EFI_UNSUPPORTED;
-  }
-  if (attributes != EFI_OPEN_PROTOCOL_TEST_PROTOCOL) {
-    *interface = entry->interface;
-  }
-  if (agent == nullptr) {
-    return EFI_SUCCESS;
-  }
-  for (PROTOCOL_OPEN &open : entry->opens) {
-    if (open.agent == agent && open.controller == controller && open.attributes == attributes) {
-      ++open.count;
-      return EFI_SUCCESS;
-    }
-  }
-  entry->opens.push_back(wanted);
-  return EFI_SUCCESS;
-}
-
-// Whether wanted may stand beside what is open already.
-EFI_STATUS Database::arbitrate(EFI_HANDLE handle, const EFI_GUID &guid, const PROTOCOL_OPEN &wanted) {
-  if ((wanted.attributes & (BY_DRIVER | EXCLUSIVE)) == 0) {
-    return EFI_SUCCESS;
-  }
-  bool byDriver = false;
-  bool exclusive = false;
-  for (const PROTOCOL_OPEN &open : find(handle, guid)->opens) {
-    bool same =
-        open.agent == wanted.agent && open.controller == wanted.controller && open.attributes == wanted.attributes;
-    if (same && (open.attributes & BY_DRIVER) != 0) {
-      return EFI_ALREADY_STARTED;
-    }
-    byDriver = byDriver || (open.attributes & BY_DRIVER) != 0;
-    exclusive = exclusive || (open.attributes & EXCLUSIVE) != 0;
-  }
-  if (exclusive || (byDriver && wanted.attributes == BY_DRIVER)) {
-    return EFI_ACCESS_DENIED;
-  }
-  return !byDriver || releaseDrivers(handle, guid) ? EFI_SUCCESS : EFI_ACCESS_DENIED;
+  return agents;
 }
 
 EFI_STATUS Database::close(EFI_HANDLE handle, const EFI_GUID &guid, EFI_HANDLE agent, EFI_HANDLE controller) {
@@ -198,7 +90,7 @@ std::vector<std::string> Database::heldOpen(EFI_HANDLE agent) const {
   for (auto &[handle, list] : handles_) {
     for (const PROTOCOL_ENTRY &entry : list) {
       for (const PROTOCOL_OPEN &open : entry.opens) {
-        if ((open.attributes & HELD) == 0 || (agent != nullptr && open.agent != agent)) {
+        if ((open.attributes & OPEN_HELD) == 0 || (agent != nullptr && open.agent != agent)) {
           continue;
         }
         char line[120];

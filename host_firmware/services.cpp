@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "host_firmware/connect.h"
+#include "host_firmware/open.h"
 #include "host_firmware/state.h"
 
 // Counts the call; an error when a test wants this one to fail.
@@ -69,7 +71,8 @@ static EFI_STATUS EFIAPI InstallProtocolInterface(EFI_HANDLE *handle, const EFI_
 
 static EFI_STATUS EFIAPI UninstallProtocolInterface(EFI_HANDLE handle, const EFI_GUID *protocol, void *interface) {
   ENTER(UninstallProtocolInterface)
-  return protocol == nullptr ? EFI_INVALID_PARAMETER : g_firmware->database.uninstall(handle, *protocol, interface);
+  return protocol == nullptr ? EFI_INVALID_PARAMETER
+                             : uninstallProtocol(g_firmware->database, handle, *protocol, interface);
 }
 
 static EFI_STATUS EFIAPI HandleProtocol(EFI_HANDLE handle, const EFI_GUID *protocol, void **interface) {
@@ -77,8 +80,8 @@ static EFI_STATUS EFIAPI HandleProtocol(EFI_HANDLE handle, const EFI_GUID *proto
   if (protocol == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  return g_firmware->database.open(handle, *protocol, interface, /* agent= */ nullptr, /* controller= */ nullptr,
-                                   EFI_OPEN_PROTOCOL_BY_HANDLE_PROTOCOL);
+  return openProtocol(g_firmware->database, handle, *protocol, interface, /* agent= */ nullptr,
+                      /* controller= */ nullptr, EFI_OPEN_PROTOCOL_BY_HANDLE_PROTOCOL);
 }
 
 static EFI_STATUS EFIAPI LoadImage(BOOLEAN, EFI_HANDLE, EFI_DEVICE_PATH_PROTOCOL *, void *, UINTN, EFI_HANDLE *) {
@@ -131,12 +134,12 @@ static EFI_STATUS EFIAPI SetWatchdogTimer(UINTN, UINT64, UINTN, CHAR16 *) {
 static EFI_STATUS EFIAPI ConnectController(EFI_HANDLE controller, EFI_HANDLE *driverImages, EFI_DEVICE_PATH_PROTOCOL *,
                                            BOOLEAN) {
   ENTER(ConnectController)
-  return g_firmware->database.connect(controller, driverImages);
+  return connectDrivers(g_firmware->database, controller, driverImages);
 }
 
 static EFI_STATUS EFIAPI DisconnectController(EFI_HANDLE controller, EFI_HANDLE driverImage, EFI_HANDLE child) {
   ENTER(DisconnectController)
-  return child != nullptr ? EFI_INVALID_PARAMETER : g_firmware->database.disconnect(controller, driverImage);
+  return child != nullptr ? EFI_INVALID_PARAMETER : disconnectDrivers(g_firmware->database, controller, driverImage);
 }
 
 static EFI_STATUS EFIAPI OpenProtocol(EFI_HANDLE handle, const EFI_GUID *protocol, void **interface, EFI_HANDLE agent,
@@ -145,7 +148,7 @@ static EFI_STATUS EFIAPI OpenProtocol(EFI_HANDLE handle, const EFI_GUID *protoco
   if (protocol == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  return g_firmware->database.open(handle, *protocol, interface, agent, controller, attributes);
+  return openProtocol(g_firmware->database, handle, *protocol, interface, agent, controller, attributes);
 }
 
 static EFI_STATUS EFIAPI CloseProtocol(EFI_HANDLE handle, const EFI_GUID *protocol, EFI_HANDLE agent,
@@ -329,7 +332,7 @@ static EFI_STATUS EFIAPI InstallMultipleProtocolInterfaces(EFI_HANDLE *handle, .
     status = EFI_ERROR(status) ? status : g_firmware->database.install(handle, *pairs[i].guid, pairs[i].interface);
     if (EFI_ERROR(status)) {
       while (i-- > 0) {
-        g_firmware->database.uninstall(*handle, *pairs[i].guid, pairs[i].interface);
+        uninstallProtocol(g_firmware->database, *handle, *pairs[i].guid, pairs[i].interface);
       }
       *handle = before;
       return status;
@@ -345,7 +348,7 @@ static EFI_STATUS EFIAPI UninstallMultipleProtocolInterfaces(EFI_HANDLE handle, 
   std::vector<INTERFACE_PAIR> pairs = pairsOf(arguments);
   EFI_VA_END(arguments);
   for (size_t i = 0; i < pairs.size(); ++i) {
-    if (EFI_ERROR(g_firmware->database.uninstall(handle, *pairs[i].guid, pairs[i].interface))) {
+    if (EFI_ERROR(uninstallProtocol(g_firmware->database, handle, *pairs[i].guid, pairs[i].interface))) {
       while (i-- > 0) {
         g_firmware->database.install(&handle, *pairs[i].guid, pairs[i].interface);
       }
