@@ -1,7 +1,7 @@
-// An inventory document as the page sees it: objects with places, members and statuses.
+#include "xyl/report/report_model.h"
+
 #include "base/text.h"
 #include "xyl/host/host.h"
-#include "xyl/report/report_sections.h"
 
 static constexpr struct {
   const char *state;

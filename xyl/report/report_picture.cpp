@@ -25,7 +25,7 @@ static std::string slotWords(const REPORT &report, const REPORT_DISK &disk) {
   std::string model = modelOfDisk(disk.node);
   std::string serial = fieldOf(disk.node, "SerialNumber");
   words += (model.empty() ? "" : ", " + model) + (serial.empty() ? "" : ", serial number " + serial);
-  std::string mark = markWords(report, disk.node);
+  std::string mark = markWords(report.changes, disk.node);
   return words + ", disk " + fieldOf(disk.node, "ObjectID") + (mark.empty() ? "" : ", " + mark);
 }
 
@@ -39,10 +39,10 @@ static void putDiskSlot(REPORT &report, const REPORT_DISK &disk) {
   put(page, R"(<li><a class="slot %" id="s%" href="#%" aria-label="%">)",
       {disk.status->style, disk.anchor, disk.anchor, words});
   putSlotTop(report, fieldOf(disk.node, "Slot"));
-  putMark(page, report, disk.node);
+  putMark(page, report.changes, disk.node);
   put(page, "</span><span class=\"badges\">");
   for (size_t i = 0; i < std::min(disk.volumes.size(), BADGES_SHOWN); ++i) {
-    putBadge(page, report, disk.volumes[i]);
+    putBadge(page, report.model, disk.volumes[i]);
   }
   if (disk.volumes.size() > BADGES_SHOWN) {
     put(page, "<b>+%</b>", {std::to_string(disk.volumes.size() - BADGES_SHOWN)});
@@ -150,7 +150,7 @@ static void putEnclosure(REPORT &report, size_t number) {
   std::string title = "e" + std::to_string(number + 1);
   put(report.page, R"(<section class="enclosure" aria-labelledby="%"><h3 id="%">% )",
       {title, title, enclosureTitle(enclosure)});
-  putMark(report.page, report, enclosure);
+  putMark(report.page, report.changes, enclosure);
   put(report.page, "</h3>\n");
   putEnclosureFacts(report.page, enclosure, disksOf(report, enclosure).size());
   putSlots(report, enclosure, std::min(numberOf(enclosure, "SlotCount"), SLOT_LIMIT));
@@ -171,7 +171,7 @@ static void putLegend(REPORT &report) {
   }
   for (size_t i = 0; i < report.model.volumes.size() && report.model.volumes.size() <= VOLUMES_IN_LEGEND; ++i) {
     put(page, "<li>");
-    putVolumeLink(page, report, i);
+    putVolumeLink(page, report.model, i);
     put(page, "</li>");
   }
   put(page,

@@ -79,13 +79,13 @@ static void putAttention(std::string &list, const REPORT &report) {
     const REPORT_VOLUME &volume = report.model.volumes[i];
     if (volume.status->wantsAttention) {
       put(list, "<li>Virtual disk ");
-      putVolumeLink(list, report, i);
+      putVolumeLink(list, report.model, i);
       putStatus(list, *volume.status);
       put(list, "</li>\n");
     }
     for (const std::string &id : volume.missingDisks) {
       put(list, "<li>Virtual disk ");
-      putVolumeLink(list, report, i);
+      putVolumeLink(list, report.model, i);
       put(list, "lacks its disk %, which is not there</li>\n", {id});
     }
   }
@@ -159,9 +159,9 @@ static void putVolumeRow(HtmlTable &table, const REPORT &report, size_t number) 
   const REPORT_VOLUME &volume = report.model.volumes[number];
   std::string name;
   put(name, "<span>");
-  putBadge(name, report, number);
+  putBadge(name, report.model, number);
   put(name, " % ", {volumeTitle(volume)});
-  putMark(name, report, volume.node);
+  putMark(name, report.changes, volume.node);
   put(name, "<small>id %, target %, %</small></span>",
       {fieldOf(volume.node, "ObjectID"), orDash(fieldOf(volume.node, "TargetID")), fieldOf(volume.node, "FQDD")});
   table.row(volume.anchor);
@@ -199,7 +199,7 @@ void putVolumes(REPORT &report) {
 static std::string volumeLinks(const REPORT &report, const REPORT_DISK &disk) {
   std::string links = "<span class=\"list\">";
   for (size_t volume : disk.volumes) {
-    putVolumeLink(links, report, volume);
+    putVolumeLink(links, report.model, volume);
   }
   return links + "</span>";
 }
@@ -247,7 +247,7 @@ static void putDiskRow(HtmlTable &table, const REPORT &report, const REPORT_DISK
   std::string place = "<span>";
   putDiskLink(place, disk);
   put(place, " ");
-  putMark(place, report, disk.node);
+  putMark(place, report.changes, disk.node);
   put(place, "<small>id %</small></span>", {fieldOf(disk.node, "ObjectID")});
   table.row(disk.anchor);
   table.cell(place);
@@ -380,7 +380,7 @@ static void putLevels(REPORT &report) {
 
 void putAdapter(REPORT &report) {
   putSection(report, "adapter", "Adapter");
-  putMark(report.page, report, report.model.adapter);
+  putMark(report.page, report.changes, report.model.adapter);
   putAdapterFacts(report);
   put(report.page, "<div class=\"pair\"><div>\n");
   putSettings(report);

@@ -1,8 +1,9 @@
-// What only the simulator knows, as JSON.
+#include "xyl/sim/sim_json.h"
+
 #include "xyl/host/host.h"
 #include "xyl/output/output.h"
-#include "xyl/sim/sim_commands.h"
 #include "xyl/sim/sim_disks.h"
+#include "xyl/sim/sim_faults.h"
 
 static void writeText(JSON *json, const char *name, const std::string &text) {
   jsonText(json, name, text.c_str());

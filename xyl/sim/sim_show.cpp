@@ -1,8 +1,10 @@
-// What only the simulator knows of a controller.
+#include "xyl/sim/sim_show.h"
+
 #include "base/print.h"
 #include "xyl/host/host.h"
-#include "xyl/sim/sim_commands.h"
 #include "xyl/sim/sim_disks.h"
+#include "xyl/sim/sim_faults.h"
+#include "xyl/sim/sim_json.h"
 
 static constexpr const CHAR16 *DISK_LINE = u"  %-10a  %5u  %-16a  %-4a  %11a  %-8a  %a\n";
 
