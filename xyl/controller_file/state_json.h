@@ -67,5 +67,5 @@ private:
   const Json *member(const char *name);
   const Json &wanted(const char *name);
   const Json &array(const char *name, const Json &value, UINT64 limit) const;
-  std::string string(const char *name, const Json &value) const;
+  std::string textIn(const char *name, const Json &value) const;
 };

@@ -69,7 +69,7 @@ const Json &STATE_READER::array(const char *name, const Json &value, UINT64 limi
   return value;
 }
 
-std::string STATE_READER::string(const char *name, const Json &value) const {
+std::string STATE_READER::textIn(const char *name, const Json &value) const {
   if (!value.is_string()) {
     refuse(placeOf(name), "a text is wanted");
   }
@@ -98,7 +98,7 @@ void STATE_READER::hex(const char *name, UINT64 &value, unsigned digits) {
   if (from == nullptr) {
     return;
   }
-  std::string text = string(name, *from);
+  std::string text = textIn(name, *from);
   if (text.size() > 2 + digits || text.compare(0, 2, "0x") != 0 || !areHexDigits(text, 2)) {
     refuse(placeOf(name), "\"0x\" and 1 to " + std::to_string(digits) + " hexadecimal digits are wanted");
   }
@@ -134,20 +134,20 @@ static size_t copyText(const std::string &text, T *to, size_t limit, char16_t hi
 
 void STATE_READER::text(const char *name, CHAR16 *value, size_t units) {
   if (const Json *from = member(name)) {
-    value[copyText(string(name, *from), value, units - 1, 0xFFFF, placeOf(name))] = 0;
+    value[copyText(textIn(name, *from), value, units - 1, 0xFFFF, placeOf(name))] = 0;
   }
 }
 
 void STATE_READER::text(const char *name, CHAR8 *value, size_t units) {
   if (const Json *from = member(name)) {
-    value[copyText(string(name, *from), value, units - 1, 0xFF, placeOf(name))] = 0;
+    value[copyText(textIn(name, *from), value, units - 1, 0xFF, placeOf(name))] = 0;
   }
 }
 
 void STATE_READER::fixed(const char *name, CHAR8 *value, size_t width) {
   if (const Json *from = member(name)) {
     std::string text(width + 1, 0);
-    copyText(string(name, *from), text.data(), width, 0xFF, placeOf(name));
+    copyText(textIn(name, *from), text.data(), width, 0xFF, placeOf(name));
     simSetFixed(value, width, text.c_str());
   }
 }
@@ -157,7 +157,7 @@ void STATE_READER::bytes(const char *name, UINT8 *value, size_t count) {
   if (from == nullptr) {
     return;
   }
-  std::string digits = string(name, *from);
+  std::string digits = textIn(name, *from);
   if (digits.size() != 2 * count || !areHexDigits(digits, 0)) {
     refuse(placeOf(name), std::to_string(2 * count) + " hexadecimal digits are wanted");
   }

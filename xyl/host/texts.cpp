@@ -9,7 +9,8 @@
 
 static void appendUtf8(std::string &to, UINT32 unit) {
   char bytes[4];
-  to.append(bytes, utf8Encode(bytes, unit));
+  UINTN length = utf8Encode(bytes, unit);
+  to.insert(to.end(), bytes, bytes + length);
 }
 
 std::u16string fromUtf8(const std::string &text) {
