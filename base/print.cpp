@@ -71,7 +71,7 @@ struct CONVERSION {
   UINTN Precision;
 };
 
-static void put(OUTPUT &out, CHAR16 unit) {
+static void putUnit(OUTPUT &out, CHAR16 unit) {
   if (out.Length < out.Capacity) {
     out.Buffer[out.Length++] = unit;
   }
@@ -81,7 +81,7 @@ static void put(OUTPUT &out, CHAR16 unit) {
 static void putRepeated(OUTPUT &out, CHAR16 unit, UINTN count) {
   UINTN room = out.Capacity - out.Length;
   for (UINTN i = 0; i < count && i < room; ++i) {
-    put(out, unit);
+    putUnit(out, unit);
   }
 }
 
@@ -90,7 +90,7 @@ template <class T> static void putField(OUTPUT &out, const CONVERSION &conversio
   UINTN padding = conversion.Width > length ? conversion.Width - length : 0;
   putRepeated(out, u' ', conversion.Left ? 0 : padding);
   for (UINTN i = 0; i < length; ++i) {
-    put(out, sizeof(T) == 1 ? static_cast<CHAR16>(static_cast<UINT8>(text[i])) : static_cast<CHAR16>(text[i]));
+    putUnit(out, sizeof(T) == 1 ? static_cast<CHAR16>(static_cast<UINT8>(text[i])) : static_cast<CHAR16>(text[i]));
   }
   putRepeated(out, u' ', conversion.Left ? padding : 0);
 }
@@ -122,7 +122,7 @@ static void putNumber(OUTPUT &out, const CONVERSION &conversion, CHAR8 sign, con
   putRepeated(out, static_cast<CHAR16>(sign), signLength);
   putRepeated(out, u'0', zeros);
   for (UINTN i = 0; i < length; ++i) {
-    put(out, static_cast<CHAR16>(digits[i]));
+    putUnit(out, static_cast<CHAR16>(digits[i]));
   }
   putRepeated(out, u' ', conversion.Left ? padding : 0);
 }
@@ -164,7 +164,7 @@ static void putSigned(OUTPUT &out, CONVERSION conversion, INT64 value) {
   putNumber(out, conversion, sign, grouped, length);
 }
 
-static void putStatus(OUTPUT &out, const CONVERSION &conversion, EFI_STATUS status) {
+static void putStatusWords(OUTPUT &out, const CONVERSION &conversion, EFI_STATUS status) {
   const CHAR8 *text = statusText(status);
   if (text != nullptr) {
     putText(out, conversion, text);
@@ -314,7 +314,7 @@ static void putConversion(OUTPUT &out, CONVERSION conversion, CHAR16 type, EFI_V
     return;
   }
   case u'r':
-    putStatus(out, conversion, EFI_VA_ARG(arguments, EFI_STATUS));
+    putStatusWords(out, conversion, EFI_VA_ARG(arguments, EFI_STATUS));
     return;
   case u'g':
     putGuid(out, conversion, EFI_VA_ARG(arguments, const EFI_GUID *));
@@ -323,12 +323,12 @@ static void putConversion(OUTPUT &out, CONVERSION conversion, CHAR16 type, EFI_V
     putTime(out, conversion, EFI_VA_ARG(arguments, const EFI_TIME *));
     return;
   case u'%':
-    put(out, type);
+    putUnit(out, type);
     return;
   default:
     // Its argument is passed over, so that the others stay with their conversions.
     (void)EFI_VA_ARG(arguments, UINT64);
-    put(out, type);
+    putUnit(out, type);
     return;
   }
 }
@@ -347,7 +347,7 @@ UINTN formatText(CHAR16 *buffer, UINTN capacity, const CHAR16 *format, EFI_VA_LI
   for (const CHAR16 *at = format; *at != 0;) {
     CHAR16 unit = *at++;
     if (unit != u'%') {
-      put(out, unit);
+      putUnit(out, unit);
       continue;
     }
     CONVERSION conversion = readConversion(at, arguments);
