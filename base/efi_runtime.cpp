@@ -65,7 +65,7 @@ extern "C" size_t strlen(const char *text) {
   while (*end != 0) {
     ++end;
   }
-  return static_cast<size_t>(end - text) + 1;
+  return static_cast<size_t>(end - text);
 }
 
 // The guard between a frame's arrays and its return address. The value is the same in every image: it catches overruns,
