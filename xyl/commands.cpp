@@ -4,8 +4,9 @@
 #include "xyl/diff/diff.h"
 #include "xyl/plan/plan.h"
 #include "xyl/show/show.h"
+#include "xyl/verbs/verbs.h"
 
-#define OPTION(id) (1U << XYL_OPTION_##id)
+#define OPTION(id) (1ULL << XYL_OPTION_##id)
 #define OUTCOME(outcome) (1U << XYL_##outcome)
 
 // The host program takes its simulated controller from one of these.
@@ -26,11 +27,16 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--preset", "NAME", XYL_FRONT_HOST, "simulate a fresh controller; 'xyl sim presets' lists the names"},
     {nullptr, "--controller", "FILE", XYL_FRONT_HOST, "simulate the controller kept in FILE, made by 'xyl sim new'"},
     {nullptr, "--log", "LEVEL", XYL_FRONT_HOST, "show the driver's log from LEVEL on: trace, warn or error"},
-    {nullptr, "--force", nullptr, XYL_FRONT_HOST, "replace an existing file"},
+    {nullptr, "--force", nullptr, XYL_FRONT_BOTH, "overwrite an existing file"},
     {nullptr, "--from", "SAVED.xml", XYL_FRONT_HOST, "make the controller that a saved configuration describes"},
     {nullptr, "--size", "SIZE", XYL_FRONT_HOST, "size of the new disk, as 600GB or 1.2TB (decimal) or in bytes"},
     {nullptr, "--model", "MODEL", XYL_FRONT_HOST, "model of the new disk, or a part of its name"},
     {nullptr, "--json", nullptr, XYL_FRONT_BOTH, "print the result as one JSON document; messages stay apart"},
+    {nullptr, "--incomplete", nullptr, XYL_FRONT_BOTH, "take a document that lacks what it refers to"},
+    {nullptr, "--partial", nullptr, XYL_FRONT_BOTH, "rebuild although not all that was saved comes back"},
+    {nullptr, "--discard-foreign", nullptr, XYL_FRONT_BOTH, "rebuild although 'xyl import' could bring data back"},
+    {nullptr, "--no-backup", nullptr, XYL_FRONT_BOTH, "do not keep what the controller holds before a rebuild"},
+    {nullptr, "--show", nullptr, XYL_FRONT_BOTH, "print the change document and do nothing"},
 };
 
 const XYL_COMMAND g_xylCommands[] = {
@@ -44,12 +50,13 @@ const XYL_COMMAND g_xylCommands[] = {
      "Prints the five words of the identification block. The controller itself is not asked.",
      "xyl identify --preset demo", "xyl identify -c 1", runIdentify},
 
-    {"get", "", 0, 0, ON_CONTROLLER | OPTION(OUTPUT), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
-     "reads the configuration as an inventory document",
+    {"get", "", 0, 0, ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE) | OPTION(INCOMPLETE), PLAIN_OUTCOMES,
+     XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false, "reads the configuration as an inventory document",
      "Reads the adapter, its enclosures, disks, virtual disks and key identifier and writes the inventory document to\n"
-     "FILE, or prints it. The document is what verify, restore and replace take as SAVED.xml. In the firmware shell "
-     "use\n"
-     "-o, since the shell writes redirected output as UTF-16.",
+     "FILE, or prints it. The document is what verify, restore and replace take as SAVED.xml. One that lacks what it\n"
+     "refers to, since the controller did not answer, is written with --incomplete only. In the firmware shell use "
+     "-o,\n"
+     "since the shell writes redirected output as UTF-16.",
      "xyl get --preset demo -o saved.xml\nxyl get --controller lab.json", "xyl get -o fs0:\\saved.xml\nxyl get -c 2",
      runGet},
 
@@ -73,46 +80,66 @@ const XYL_COMMAND g_xylCommands[] = {
      "xyl diff monday.xml tuesday.xml\nxyl diff saved.xml --controller lab.json",
      "xyl diff fs0:\\saved.xml\nxyl diff fs0:\\monday.xml fs0:\\tuesday.xml", runDiff},
 
-    {"plan", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(REBUILD) | OPTION(STOP_ON_ERROR) | OPTION(JSON),
+    {"plan", "SAVED.xml|CHANGES.xml", 1, 1,
+     ON_CONTROLLER | OPTION(REBUILD) | OPTION(STOP_ON_ERROR) | OPTION(SAVED) | OPTION(INCOMPLETE) | OPTION(JSON),
      PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
-     "shows what 'restore' would do, without doing it",
+     "shows what 'restore' or 'apply' would do, without doing it",
      "Runs the restore up to the controller and shows what would reach it: the steps, the settings that change, the\n"
-     "virtual disks that go and come, and for each saved disk which one stands in for it and why. When something that\n"
-     "was saved would not come back, the return value is that for differences.",
-     "xyl plan saved.xml --controller lab.json\nxyl plan saved.xml --rebuild --controller lab.json",
-     "xyl plan fs0:\\saved.xml --rebuild", runPlan},
+     "virtual disks that go and come, and for each saved disk which one stands in for it and why; and what 'import'\n"
+     "may bring back instead. When something that was saved would not come back, the return value is that for\n"
+     "differences. Of a change document it shows what each method does, and what is destroyed.",
+     "xyl plan saved.xml --controller lab.json\nxyl plan saved.xml --rebuild --controller lab.json\n"
+     "xyl plan changes.xml --controller lab.json",
+     "xyl plan fs0:\\saved.xml --rebuild\nxyl plan fs0:\\changes.xml", runPlan},
 
     {"restore", "SAVED.xml", 1, 1,
-     ON_CONTROLLER | OPTION(PRESERVE_VD) | OPTION(REBUILD) | OPTION(STOP_ON_ERROR) | OPTION(LOG_FILE) | OPTION(YES) |
+     ON_CONTROLLER | OPTION(PRESERVE_VD) | OPTION(REBUILD) | OPTION(STOP_ON_ERROR) | OPTION(LOG_FILE) | OPTION(FORCE) |
+         OPTION(PARTIAL) | OPTION(DISCARD_FOREIGN) | OPTION(INCOMPLETE) | OPTION(NO_BACKUP) | OPTION(YES) |
          OPTION(JSON),
-     PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "puts a saved configuration back onto the controller",
+     PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true,
+     "puts a saved configuration back onto the controller",
      "Without --rebuild only the adapter's settings are brought in line. With --rebuild the controller's "
      "configuration\n"
      "is destroyed, with the data on its virtual disks, and the saved virtual disks and hot spares are created anew "
      "on\n"
-     "matching disks; what that means is shown first, and a typed yes or --yes is wanted. The steps are shown as a\n"
-     "table. Steps done before a failure stay done.",
-     "xyl restore saved.xml --controller lab.json\nxyl restore saved.xml --rebuild --yes --log-file log.xml "
-     "--controller "
-     "lab.json",
+     "matching disks; what that means is shown first, and a typed yes or --yes is wanted. Where not all can come back\n"
+     "it wants --partial as well, and where 'import' could bring data back --discard-foreign. What the controller "
+     "held\n"
+     "is kept beside the log, or without one beside SAVED.xml, as NAME.before.xml. The steps are shown as a table, "
+     "and\n"
+     "then what differs from SAVED.xml now: what no restore brings back, what this one could not do, which gives the\n"
+     "return value for differences, and what went wrong. Steps done before a failure stay done.",
+     "xyl restore saved.xml --controller lab.json\nxyl restore saved.xml --rebuild --partial --yes --log-file "
+     "log.xml --controller lab.json",
      "xyl restore fs0:\\saved.xml\nxyl restore fs0:\\saved.xml --rebuild --yes --log-file fs0:\\log.xml", runRestore},
 
-    {"replace", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER,
-     true, "applies saved adapter settings to a replaced adapter",
+    {"replace", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(INCOMPLETE) | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
+     XYL_NEEDS_CONTROLLER, true, "applies saved adapter settings to a replaced adapter",
      "Writes the adapter settings of SAVED.xml to the controller. Virtual disks are not touched. There is no log.",
      "xyl replace saved.xml --controller lab.json", "xyl replace fs0:\\saved.xml", runReplace},
 
-    {"apply", "CHANGES.xml", 1, 1, ON_CONTROLLER | OPTION(SAVED) | OPTION(LOG_FILE) | OPTION(JSON), PLAIN_OUTCOMES,
-     XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "runs the commands of a change document",
+    {"import", "", 0, 0, ON_CONTROLLER | OPTION(SHOW) | OPTION(LOG_FILE) | OPTION(FORCE) | OPTION(YES) | OPTION(JSON),
+     PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "takes over the virtual disks on foreign disks",
+     "Disks that come from another controller, as after the adapter was replaced, are foreign. This makes their "
+     "virtual\n"
+     "disks the controller's own, with their data. 'xyl restore' then brings the settings back.",
+     "xyl import --controller lab.json\nxyl import --show --controller lab.json", "xyl import\nxyl import --show",
+     runImport},
+
+    {"apply", "CHANGES.xml", 1, 1,
+     ON_CONTROLLER | OPTION(SAVED) | OPTION(LOG_FILE) | OPTION(FORCE) | OPTION(INCOMPLETE) | OPTION(YES) | OPTION(JSON),
+     PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "runs the commands of a change document",
      "Runs the methods of CHANGES.xml one after the other until one fails and shows them as a table. With --saved the\n"
      "disk ids in the document are those of SAVED.xml and are translated to the controller's; without it they are "
      "sent\n"
-     "as they are. Commands done before a failure stay done. Passphrases are never shown.",
+     "as they are. A document that destroys something is shown first, and a typed yes or --yes is wanted. Commands "
+     "done\n"
+     "before a failure stay done. Passphrases are never shown.",
      "xyl apply changes.xml --controller lab.json\nxyl apply changes.xml --saved saved.xml --controller lab.json",
      "xyl apply fs0:\\changes.xml --saved fs0:\\saved.xml", runApply},
 
-    {"report", "[SAVED.xml] [NEWER.xml] [LOG.xml]", 0, 3, ON_CONTROLLER | OPTION(OUTPUT), PLAIN_OUTCOMES,
-     XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false, "draws a configuration as an HTML page",
+    {"report", "[SAVED.xml] [NEWER.xml] [LOG.xml]", 0, 3, ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE),
+     PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false, "draws a configuration as an HTML page",
      "Writes one page to FILE, or prints it: the slots with their disks, virtual disks, hot spares and the adapter, "
      "of\n"
      "SAVED.xml or, without it, of the controller. With NEWER.xml the page shows that one and marks what differs from\n"

@@ -36,8 +36,15 @@ struct XYL_HOST {
   // Reads a whole file into pool memory of *size bytes and a NUL behind them; the caller frees *data. A file above
   // XYL_FILE_LIMIT is EFI_BAD_BUFFER_SIZE.
   EFI_STATUS (*ReadFile)(const XYL_HOST *host, const CHAR8 *name, CHAR8 **data, UINTN *size);
-  // Writes a whole file, in place of one that was there.
-  EFI_STATUS (*WriteFile)(const XYL_HOST *host, const CHAR8 *name, const CHAR8 *data, UINTN size);
+  // Opens an output: makes sure that the file can be written and that there is room for that many bytes. What stands
+  // under the name stays as it is. EFI_ALREADY_STARTED when there is a plain file and it may not be replaced;
+  // EFI_INVALID_PARAMETER for a directory.
+  EFI_STATUS (*OpenOutput)(const XYL_HOST *host, const CHAR8 *name, UINTN room, bool replaces, void **output);
+  // Writes the whole file beside its place, flushes it and puts it there; on failure what stood there is untouched.
+  // Null data: nothing is written. The output is gone either way.
+  EFI_STATUS (*CloseOutput)(const XYL_HOST *host, void *output, const CHAR8 *data, UINTN size);
+  // Whether two names are those of one file; names of files that do not exist are compared as texts.
+  bool (*IsSameFile)(const XYL_HOST *host, const CHAR8 *a, const CHAR8 *b);
   // Puts the question to a person at a terminal; only a typed "yes" is a yes.
   XYL_ANSWER (*AskYes)(const XYL_HOST *host, const CHAR8 *question);
   bool Terminal = false; // the standard output is a terminal, which may take bytes for commands
@@ -66,6 +73,11 @@ enum XYL_OPTION_ID {
   XYL_OPTION_SIZE,
   XYL_OPTION_MODEL,
   XYL_OPTION_JSON,
+  XYL_OPTION_INCOMPLETE,
+  XYL_OPTION_PARTIAL,
+  XYL_OPTION_DISCARD_FOREIGN,
+  XYL_OPTION_NO_BACKUP,
+  XYL_OPTION_SHOW,
   XYL_OPTION_COUNT
 };
 

@@ -133,6 +133,19 @@ struct EFI_SIMPLE_FILE_SYSTEM_PROTOCOL {
   EFI_STATUS(EFIAPI *OpenVolume)(EFI_SIMPLE_FILE_SYSTEM_PROTOCOL *This, EFI_FILE_PROTOCOL **Root);
 };
 
+#define EFI_FILE_DIRECTORY 0x10ULL
+
+// Setting it changes the size, cuts or lengthens the file, and another name renames it within its directory.
+typedef struct EFI_FILE_INFO {
+  UINT64 Size; // bytes of this structure, the name with its NUL included
+  UINT64 FileSize;
+  UINT64 PhysicalSize;
+  UINT8 Times[48]; // created, accessed, modified
+  UINT64 Attribute;
+  CHAR16 FileName[1]; // as long as the name is
+} EFI_FILE_INFO;
+UEFI_STATIC_ASSERT(offsetof(EFI_FILE_INFO, FileName) == 80, "file information layout");
+
 // A shell file handle; that of a file is also an EFI_FILE_PROTOCOL.
 typedef void *EFI_SHELL_FILE_HANDLE;
 
@@ -140,26 +153,33 @@ typedef struct EFI_SHELL_PROTOCOL {
   EFI_STATUS(EFIAPI *Execute)(EFI_HANDLE *Parent, CHAR16 *CommandLine, CHAR16 **Environment, EFI_STATUS *Status);
   const CHAR16 *(EFIAPI *GetEnv)(const CHAR16 *Name);
   EFI_STATUS(EFIAPI *SetEnv)(const CHAR16 *Name, const CHAR16 *Value, BOOLEAN Volatile);
-  void *NotCalled1[21];
+  void *NotCalled1[8];
+  const CHAR16 *(EFIAPI *GetCurDir)(const CHAR16 *FileSystem); // null: the current directory, with its file system
+  void *NotCalled2[10];
+  EFI_FILE_INFO *(EFIAPI *GetFileInfo)(EFI_SHELL_FILE_HANDLE File); // pool memory that the caller frees
+  EFI_STATUS(EFIAPI *SetFileInfo)(EFI_SHELL_FILE_HANDLE File, const EFI_FILE_INFO *Info);
   EFI_STATUS(EFIAPI *OpenFileByName)(const CHAR16 *Name, EFI_SHELL_FILE_HANDLE *File, UINT64 Mode);
   EFI_STATUS(EFIAPI *CloseFile)(EFI_SHELL_FILE_HANDLE File);
-  void *NotCalled2;
+  void *NotCalled3;
   EFI_STATUS(EFIAPI *ReadFile)(EFI_SHELL_FILE_HANDLE File, UINTN *Size, void *Buffer);
   EFI_STATUS(EFIAPI *WriteFile)(EFI_SHELL_FILE_HANDLE File, UINTN *Size, void *Buffer);
   EFI_STATUS(EFIAPI *DeleteFile)(EFI_SHELL_FILE_HANDLE File);
   EFI_STATUS(EFIAPI *DeleteFileByName)(const CHAR16 *Name);
-  void *NotCalled3[2];
+  void *NotCalled4;
+  EFI_STATUS(EFIAPI *SetFilePosition)(EFI_SHELL_FILE_HANDLE File, UINT64 Position);
   EFI_STATUS(EFIAPI *FlushFile)(EFI_SHELL_FILE_HANDLE File);
-  void *NotCalled4[2];
+  void *NotCalled5[2];
   EFI_STATUS(EFIAPI *GetFileSize)(EFI_SHELL_FILE_HANDLE File, UINT64 *Size);
-  void *NotCalled5[3];
+  void *NotCalled6[3];
   UINT32 MajorVersion;
   UINT32 MinorVersion;
-  void *NotCalled6[4];
+  void *NotCalled7[4];
 } EFI_SHELL_PROTOCOL;
+UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, GetCurDir) == 88, "shell layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, OpenFileByName) == 192, "shell layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, ReadFile) == 216, "shell layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, DeleteFileByName) == 240, "shell layout");
+UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, SetFilePosition) == 256, "shell layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, FlushFile) == 264, "shell layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, GetFileSize) == 288, "shell layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, MajorVersion) == 320, "shell layout");

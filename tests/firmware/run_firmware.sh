@@ -101,6 +101,14 @@ make_disk() {
   make_documents
   mcopy -i "$work/disk.img" "$images"/*.efi "$images"/*.man "$images"/guest/*.efi \
     "$work/startup.nsh" "$work/documents"/*.xml ::/
+  fill_disk
+}
+
+# Leaves 32 KB, until a job removes the file.
+fill_disk() {
+  free=$(mdir -i "$work/disk.img" :: | sed -n 's/ bytes free.*//p' | tr -d ' ')
+  truncate -s $((free - 32768)) "$work/fill.bin"
+  mcopy -i "$work/disk.img" "$work/fill.bin" ::/
 }
 
 # --- The run ---

@@ -209,7 +209,7 @@ def main(folder):
                  "replace-disk box.json 302:7", "insert box.json new 302:10"):
         xyl("sim " + step)
     xyl("get --controller box.json -o now.xml")
-    xyl("restore saved.xml --rebuild --yes --controller box.json --log-file log.xml", (4,))
+    xyl("restore saved.xml --rebuild --partial --no-backup --yes --controller box.json --log-file log.xml", (1,))
     pages += [page("saved.xml now.xml", "diff"), page("saved.xml log.xml", "log")]
     browser = Browser(os.path.join(folder, "profile"))
     try:

@@ -129,9 +129,9 @@ def main():
 
     with open("changes.xml", "w", encoding="ascii") as file:
         file.write('<raidData><Method name="Clear"/></raidData>')
-    xyl("apply changes.xml --controller box.json --log-file change.xml")
+    xyl("apply changes.xml --yes --controller box.json --log-file change.xml")
     report("saved.xml now.xml change.xml", "Configuration change", "1 step, none failed", "With the log change.xml")
-    xyl("restore saved.xml --rebuild --yes --controller box.json --log-file log.xml", 4)
+    xyl("restore saved.xml --rebuild --partial --no-backup --yes --controller box.json --log-file log.xml", 1)
     report("saved.xml log.xml", "Restore", "of 14 steps failed, the first one at step", "create a virtual disk",
            "Out of Resources", "disk 1008", "Virtual disks kept: False")
 

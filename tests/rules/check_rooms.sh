@@ -63,7 +63,7 @@ check host_firmware host
 
 # The client's core, bottom up; each folder may use those before it.
 below="$driver xyl"
-for room in output command_line documents steps controllers show diff plan change; do
+for room in output command_line documents steps guard controllers show diff plan verdict change verbs; do
   check "xyl/$room" free $below
   below="$below xyl/$room"
 done

@@ -6,36 +6,41 @@ TEST(Xyl, SaysWhatIsWrongInOneLine) {
   client.write("utf16", "\xFF\xFE<");
   client.write("nul", std::string("<a/>\0<b/>", 9));
   client.write("cut.xml", client.read("saved.xml").substr(0, 5000));
+  client.write("empty.xml", "<raidData><Other/></raidData>");
+  client.expect({"0 !xyl import --preset demo --show >import.xml"});
   client.write("bare.xml", "<raidData><Method name=\"Delete\"/></raidData>");
-  for (const char *mistake : {"2  => no command|xyl help",
-                              "2 sim frob => unknown command 'sim'|xyl help",
-                              "2 get --frob => unknown option '--frob'",
-                              "2 get --preset demo -o => -o needs a value|FILE",
-                              "2 get --output= --preset demo => needs a value",
-                              "2 get --preset demo --preset sas => --preset is given twice",
-                              "2 restore saved.xml --yes=1 => --yes takes no value",
-                              "2 list --preset demo -o x => 'list' does not take option --output|xyl help list",
-                              "2 verify --preset demo => 'verify' needs an argument SAVED.xml",
-                              "2 show a b => 'show' does not take the argument 'b'",
-                              "2 $(seq 41) => too many arguments from '41'",
-                              "2 get => no controller|--preset|--controller",
-                              "2 get --preset demo --controller x => exclude each other",
-                              "2 get --preset demo --log loud => trace, warn or error|'loud'",
-                              "3 get --preset nope => no preset 'nope'|demo|large",
-                              "3 get --controller none.json => cannot read 'none.json': Not Found|xyl sim new",
-                              "3 get --preset demo -c 18446744073709551617 => no controller 18446744073709551617",
-                              "2 get --preset demo -c 1x => not '1x'",
-                              "4 get --preset demo -o no/folder.xml => cannot write 'no/folder.xml': Not Found",
-                              "2 log => --log trace",
-                              "4 show /dev/null => the file is empty",
-                              "4 show utf16 => UTF-16|-o FILE",
-                              "4 show nul => NUL bytes",
-                              "4 show bare.xml => bare.xml has no adapter",
-                              "4 verify cut.xml --preset demo => 'cut.xml' is no saved configuration: Aborted",
-                              "2 restore saved.xml --rebuild --preserve-vd --preset demo => exclude each other",
-                              "4 restore bare.xml --preset demo => bare.xml is no usable configuration",
-                              "4 apply saved.xml --saved cut.xml --preset demo => cut.xml is no usable configuration",
-                              "4 apply cut.xml --saved saved.xml --preset demo => cut.xml is not a well-formed"}) {
+  for (const char *mistake :
+       {"2  => no command|xyl help",
+        "2 sim frob => unknown command 'sim'|xyl help",
+        "2 get --frob => unknown option '--frob'",
+        "2 get --preset demo -o => -o needs a value|FILE",
+        "2 get --output= --preset demo => needs a value",
+        "2 get --preset demo --preset sas => --preset is given twice",
+        "2 restore saved.xml --yes=1 => --yes takes no value",
+        "2 list --preset demo -o x => 'list' does not take option --output|xyl help list",
+        "2 verify --preset demo => 'verify' needs an argument SAVED.xml",
+        "2 show a b => 'show' does not take the argument 'b'",
+        "2 $(seq 41) => too many arguments from '41'",
+        "2 get => no controller|--preset|--controller",
+        "2 get --preset demo --controller x => exclude each other",
+        "2 get --preset demo --log loud => trace, warn or error|'loud'",
+        "3 get --preset nope => no preset 'nope'|demo|large",
+        "3 get --controller none.json => cannot read 'none.json': Not Found|xyl sim new",
+        "3 get --preset demo -c 18446744073709551617 => no controller 18446744073709551617",
+        "2 get --preset demo -c 1x => not '1x'",
+        "4 get --preset demo -o no/folder.xml => cannot write 'no/folder.xml': Not Found",
+        "2 log => --log trace",
+        "4 show /dev/null => the file is empty",
+        "4 show utf16 => UTF-16|-o FILE",
+        "4 show nul => NUL bytes",
+        "4 show bare.xml => bare.xml has no adapter",
+        "4 verify cut.xml --preset demo => 'cut.xml' is no saved configuration: Aborted",
+        "2 restore saved.xml --rebuild --preserve-vd --preset demo => exclude each other",
+        "4 restore bare.xml --preset demo => bare.xml is no usable configuration",
+        "4 apply saved.xml --preset demo => is a configuration and has no methods, so nothing was done; 'xyl restore'",
+        "4 apply empty.xml --preset demo => 'empty.xml' has no methods, so nothing was done",
+        "4 apply import.xml --saved cut.xml --preset demo => cut.xml is no usable configuration",
+        "4 apply cut.xml --saved saved.xml --preset demo => cut.xml is not a well-formed"}) {
     std::string printed = client.expect({mistake});
     EXPECT_EQ(printed.find('\n'), printed.size() - 1) << printed;
   }
@@ -76,7 +81,10 @@ TEST(Xyl, ShowsWhatTheControllerHolds) {
       "Direct I/O, Write Back, Adaptive Read Ahead";
   Client client("demo");
   client.expect(
-      {"0 !test \"$(xyl list --preset demo)\" = '  1  Harrier R6 Integrated'",
+      {"0 list --preset demo =>   1  Harrier R6 Integrated, PCI 03:00.0, WWN 5EEDADA000001000\n     virtual disks: "
+       "5 Online\n     disks: 12 Online, 8 Ready\n",
+       "0 !cp lab.json box.json; xyl sim pull box.json 1003; xyl sim replace-disk box.json 1012",
+       "0 list --controller box.json => virtual disks: 2 Online, 3 Degraded\n",
        "0 identify -c 1 --preset demo => revision 1\nwords    00000001 00000004 000000DC EDCC0002 00000000\n",
        "0 get --preset=demo --output=demo.xml", "0 !xyl --preset demo get | cmp - demo.xml && cmp demo.xml saved.xml",
        show, "0 !xyl show --preset demo >shown; xyl show saved.xml | cmp - shown",
@@ -84,6 +92,45 @@ TEST(Xyl, ShowsWhatTheControllerHolds) {
        "0 !xyl show --preset demo --log trace 2>log | cmp - shown && cat log => TRACE RAIDXYLGet_Live: Exit. Success",
        "0 show --preset direct => \nDirectly attached disks: 8\n",
        "0 show --preset empty => Key id       -\n\nVirtual disks: 0\n"});
+}
+
+TEST(Xyl, OutputsSpareWhatStandsThere) {
+  Client client("demo");
+  client.expect(
+      {"0 !cp lab.json before.json; cp saved.xml first.xml; mkdir folder",
+       "4 get --controller lab.json -o saved.xml => 'saved.xml' exists; write to another file, or overwrite",
+       "4 report saved.xml -o first.xml => 'first.xml' exists", "4 get --preset demo -o folder --force",
+       "2 get --controller lab.json -o ./lab.json --force => keeps the controller",
+       "2 restore saved.xml --controller lab.json --log-file ../work/saved.xml --force => the command reads",
+       "0 sim firmware lab.json 2", "0 get --controller lab.json -o saved.xml --force", "1 !cmp saved.xml first.xml",
+       "0 !cp before.json lab.json; ln -s first.xml link.xml",
+       // What cannot be written is known before anything changes.
+       "4 restore first.xml --controller lab.json --log-file no/log.xml => cannot write 'no/log.xml'",
+       "2 restore first.xml --controller lab.json --log-file link.xml --force => 'link.xml' is what the command reads",
+       "4 restore first.xml --controller lab.json --log-file saved.xml => 'saved.xml' exists",
+       "0 !cmp lab.json before.json && test $(ls | wc -l) = 6"});
+}
+
+TEST(Xyl, IncompleteDocumentsAreRefused) {
+  Client client("demo");
+  const struct {
+    const char *fault, *said;
+  } cases[] = {{"get:pd", "16 members of virtual disks are not listed (disk 1002 of virtual disk 1)|has 20 disks"},
+               {"get:vd", "17 virtual disks that disks belong to are not listed (virtual disk 1 of disk 1001)"},
+               {"get:enclosure", "20 disks are in enclosures that are not listed (enclosure 301 of disk 1001)"},
+               {"getkeyid", "the key identifier is missing"}};
+  for (const auto &row : cases) {
+    const std::string fail = std::string("0 sim fail-next lab.json ") + row.fault;
+    client.expect(
+        {fail, std::string("4 get --controller lab.json -o new.xml => the inventory is not complete: |") + row.said,
+         "1 !test -e new.xml", fail, "4 get --controller lab.json -o gaps.xml --force --incomplete => not complete",
+         "4 plan gaps.xml --controller lab.json => gaps.xml is not complete: |--incomplete",
+         "0 !cp lab.json before.json", "4 restore gaps.xml --controller lab.json => gaps.xml is not complete",
+         "0 !cmp lab.json before.json"});
+  }
+  // A pulled disk is missing rightly, a controller without disks is whole.
+  client.expect({"0 sim pull lab.json 1003", "0 get --controller lab.json -o degraded.xml",
+                 "0 get --preset empty -o empty.xml", "0 get --preset direct -o direct.xml"});
 }
 
 TEST(Xyl, VerifySaysWhatChangedAndSettingsComeBack) {
@@ -104,21 +151,30 @@ TEST(Xyl, VerifySaysWhatChangedAndSettingsComeBack) {
        "0 " + edit + "21.3.4-0001/s//21.10.0/' lab.json",
        "1 " + verify + " => firmware higher: 21.3.4-0001 (saved) -> 21.10.0 (now)\nresult 0x80\n", "0 " + rate,
        "1 " + verify + " => 30 (saved) -> 31 (now)\nresult 0x100\n",
-       "0 restore saved.xml --controller lab.json => succeeded\n", "0 " + same, "0 " + rate,
-       "0 replace saved.xml --controller lab.json => succeeded\n", "0 " + same});
+       "0 restore saved.xml --controller lab.json => as it was saved\nthe restore succeeded on Harrier R6 Integrated, "
+       "PCI "
+       "03:00.0, WWN 5EEDADA000001000\n",
+       "0 " + same, "0 " + rate,
+       "0 replace saved.xml --controller lab.json => the replacement succeeded on Harrier R6 Integrated, PCI 03:00.0",
+       "0 " + same});
 }
 
-static const std::string REBUILD = "restore saved.xml --rebuild --yes --log-file log.xml --controller lab.json";
+static const std::string REBUILD =
+    "restore saved.xml --rebuild --partial --yes --log-file log.xml --controller lab.json";
 
 TEST(Xyl, RebuildIsShownConfirmedAndReported) {
   Client client("demo");
   client.expect(
       {"0 !cp lab.json demo.json",
-       "2 restore saved.xml --rebuild --controller lab.json =>   virtual disk 2 \"Data\", RAID 5, 4.00 TB, on disks "
+       // The demo's key is in no document.
+       "2 restore saved.xml --rebuild --yes --controller lab.json => the security key, whose passphrase|--partial",
+       "2 restore saved.xml --rebuild --partial --controller lab.json => Controller: Harrier R6 Integrated, PCI "
+       "03:00.0, "
+       "WWN 5EEDADA000001000\n|  virtual disk 2 \"Data\", RAID 5, 4.00 TB, on disks "
        "1003, 1004, 1005, 1006\n|  the security key\n|"
        "Disks that lose their contents: 1001, 1002, 1003, 1004, 1005, 1006, 1012, 1013, 1014, 1015, 1016, 1017\n|"
        "  hot spares on disks 1007, 1008\n|Saved disks without a partner: -\n|--yes",
-       "0 !cmp lab.json demo.json",
+       "0 !cmp lab.json demo.json && test $(ls | wc -l) = 3",
        "0 " + REBUILD +
            " => The rebuild destroys|Saved disks without a partner: -\n|"
            "   6  RemoveCtrlKey         Success   -                     -\n|"
@@ -126,8 +182,16 @@ TEST(Xyl, RebuildIsShownConfirmedAndReported) {
            "1001\n|"
            "  14  ChangePD              Success   -                     disk 1008 disk-07.enclosure-0.adapter-0, hot "
            "spare Global\n|"
-           "the restore succeeded\n",
-       "0 !head -c 13 log.xml => <RaidRestore>",
+           "What no restore brings back:\n|key id: demo-key-1 -> -\nthe restore succeeded on Harrier",
+       "0 !head -c 13 log.xml => <RaidRestore>", "0 !cmp log.before.xml saved.xml",
+       // What was kept is not lost by the next one.
+       "4 restore saved.xml --rebuild --partial --yes --log-file log.xml --controller lab.json => 'log.xml' exists",
+       "4 !rm log.xml; xyl " + REBUILD + " => kept there; --no-backup|'log.before.xml' exists",
+       "0 " + REBUILD + " --no-backup", "0 !cmp log.before.xml saved.xml",
+       // A log that cannot be written is all that went wrong.
+       "4 restore saved.xml --log-file /dev/full --controller lab.json => the restore succeeded|xyl: the restore is "
+       "done, "
+       "but its log is lost: cannot write '/dev/full': Volume Full\n",
        "0 show --controller lab.json => Key id       -\n|Virtual disks: 5\n"});
 }
 
@@ -135,14 +199,50 @@ TEST(Xyl, RestoreNamesWhatItCannotBringBack) {
   Client client("demo");
   // Nothing that is there can stand in for a disk of 99 TB.
   client.writeEdited("saved.xml", client.read("saved.xml"), "<Size>600127266816", "<Size>99000000000000");
-  client.expect({"4 " + REBUILD +
-                     " => \"System\", RAID 1, 600.12 GB: NOT CREATED, no partner for saved disks 1001\n|"
-                     "Saved disks without a partner: 1001\n|"
-                     "CreateVD              Fail      Out of Resources      virtual disk System|1 of its steps failed",
-                 "0 show --controller lab.json => Virtual disks: 4\n",
-                 // The ids in the Adapter element count, which come after those in the Inventory.
-                 "0 !cp lab.json before.json; sed -i '0,/<SubdeviceID>/!s/<SubdeviceID>2/<SubdeviceID>3/' saved.xml",
-                 "4 " + REBUILD + " => another kind of adapter; nothing was changed", "0 !cmp lab.json before.json"});
+  client.expect(
+      {"1 " + REBUILD +
+           " => \"System\", RAID 1, 600.12 GB: NOT CREATED, no partner for saved disks 1001\n|"
+           "  hot spare 1007: NOT MADE, its virtual disk gets another id|Saved disks without a partner: 1001\n|"
+           "CreateVD              Fail      Out of Resources      virtual disk System|"
+           "What this restore could not do:\n|  virtual disk 1 \"System\" removed|the restore succeeded on",
+       "0 show --controller lab.json => Virtual disks: 4\n",
+       // The ids in the Adapter element count, which come after those in the Inventory.
+       "0 !cp lab.json before.json; sed -i '0,/<SubdeviceID>/!s/<SubdeviceID>2/<SubdeviceID>3/' saved.xml",
+       "4 " + REBUILD + " --force => another kind of adapter; nothing was changed", "0 !cmp lab.json before.json"});
+}
+
+TEST(Xyl, RestoreSaysWhatWentWrong) {
+  Client client("demo");
+  client.expect(
+      {"0 sim fail-next lab.json create out-of-resources",
+       "4 " + REBUILD +
+           " => \"System\", RAID 1, 600.12 GB, on disks 1001, 1002\n|"
+           "What went wrong:\n|  virtual disk 1 \"System\" removed|but 1 of its steps failed\n",
+       // What a settings restore leaves alone is said, and is no success.
+       "0 get --controller lab.json -o three.xml", "0 sim new --preset demo lab.json --force",
+       "0 restore saved.xml --controller lab.json => is as it was saved",
+       "1 !xyl sim pull lab.json 1001; xyl sim pull lab.json 1002; echo '<raidData><Method name=\"Delete\"><Object"
+       "Type>Virtual Disk</ObjectType><OID>3</OID></Method></raidData>' >c.xml; xyl apply c.xml --yes "
+       "--controller lab.json && xyl restore saved.xml --controller lab.json => could not do:\n|\"Scratch\" removed"});
+}
+
+TEST(Xyl, ImportComesBeforeARebuild) {
+  Client client("demo");
+  const std::string rebuild = "restore saved.xml --rebuild --partial --yes --controller lab.json";
+  client.expect(
+      {"0 sim replace-adapter lab.json", "0 !cp lab.json foreign.json",
+       "1 plan saved.xml --controller lab.json => virtual disk 2 \"Data\", RAID 5, 4.00 TB: NOT ON THE "
+       "CONTROLLER|'xyl import' may bring back with their data|\"Data\", RAID 5, 4.00 TB: 4 of its 4 disks",
+       "2 " + rebuild + " => 'xyl import' may bring|--discard-foreign. Nothing was changed",
+       "0 !cmp lab.json foreign.json",
+       "0 import --controller lab.json => IMPORT_FOREIGN|the import succeeded on Harrier",
+       "1 restore saved.xml --controller lab.json => adapter replaced|could not do:\n  disk 1007 changed, "
+       "hotspare: Dedicated -> -\n|the restore succeeded",
+       "0 show --controller lab.json => Virtual disks: 5\n", "4 import --controller lab.json => Not Found",
+       "0 !mv foreign.json lab.json; xyl sim pull lab.json 1003",
+       "1 plan saved.xml --controller lab.json => \"Data\", RAID 5, 4.00 TB: 3 of its 4 disks are here",
+       "1 " + rebuild + " --discard-foreign => foreign configurations, on disks 1001, 1002, 1004|\"Data\" removed",
+       "0 show --controller lab.json => Virtual disks: 3\n"});
 }
 
 TEST(Xyl, ApplyRunsAndReportsAndKeepsTheState) {
@@ -157,9 +257,42 @@ TEST(Xyl, ApplyRunsAndReportsAndKeepsTheState) {
   std::string printed = client.expect(
       {"4 apply misspelt.xml --controller lab.json => 1 of the 2 methods in 'misspelt.xml' cannot be read",
        "0 show --controller lab.json => Virtual disks: 5\n",
-       "4 apply changes.xml --controller lab.json --log-file log.xml =>    1  DELETE                Success   -"
-       "                     virtual disk 5\n|   2  LOCK                  Fail      |the change failed: "});
+       "2 apply changes.xml --controller lab.json => Controller: Harrier|   1  Delete        virtual disk 5 \"Fast\", "
+       "RAID "
+       "1, 480.10 GB: DESTROYED, with all data\n   2  Lock          the adapter\n|--yes. Nothing was changed",
+       "0 show --controller lab.json => Virtual disks: 5\n",
+       "4 apply changes.xml --yes --controller lab.json --log-file log.xml =>    1  DELETE                Success   -"
+       "                     virtual disk 5\n|   2  LOCK                  Fail      |the change failed on Harrier"});
   client.write("shown", printed + client.read("log.xml"));
   client.expect({"1 !grep -e Secret-17 -e U2VjcmV0 shown", "0 !head -c 12 log.xml => <RaidConfig>",
                  "0 show --controller lab.json => Virtual disks: 4\n"});
+}
+
+TEST(Xyl, PlanOfChangesSaysWhatIsDestroyed) {
+  Client client("demo");
+  const struct {
+    const char *method, *said;
+    int code;
+  } cases[] = {
+      {"Delete\"><ObjectType>Adapter</ObjectType>", "all virtual disks: 1 \"System\", RAID 1, |DESTROYED", 0},
+      {"Delete\"><ObjectType>Virtual Disk</ObjectType><OID>77</OID>", "virtual disk 77 (not there): DESTR|will fail",
+       1},
+      {"Clear\"><ObjectType>Adapter</ObjectType>", "no disk is foreign|will fail: nothing is foreign", 1},
+      {"SecureErase\"><ObjectType>Adapter</ObjectType>", "the security key, |DESTROYED", 0},
+      {"Init\"><ObjectType>Virtual Disk</ObjectType><OID>2</OID>", "\"Data\", RAID 5, 4.00 TB: DESTROYED", 0},
+      {"Create\"><ObjectType>Virtual Disk</ObjectType><OID>1009</OID><OID>1010</OID><Object><VD><ObjectType>Virtual "
+       "Disk</ObjectType><Name>New</Name><RAIDLevel>RAID 1</RAIDLevel></VD></Object>",
+       "virtual disk \"New\", RAID 1, on disk 1009; disk 1010\n", 0},
+      {"Create\"><ObjectType>Virtual Disk</ObjectType><OID>1009</OID><OID>1003</OID>", "data on disk 1003: DESTROYED",
+       0},
+      {"Change\"><ObjectType>Physical Disk</ObjectType><OID>1018</OID>", "  Change        disk 1018\n", 0},
+  };
+  for (const auto &row : cases) {
+    client.write("c.xml", std::string("<raidData><Method name=\"") + row.method + "</Method></raidData>");
+    client.expect({std::to_string(row.code) + " plan c.xml --controller lab.json => " + row.said});
+  }
+  // With a saved configuration a disk is the one in the same place.
+  client.write("c.xml", std::string("<raidData><Method name=\"") + cases[5].method + "</Method></raidData>");
+  client.expect({"0 sim replace-disk lab.json 1009", "1 plan c.xml --controller lab.json => disk 1009 (not there)",
+                 "0 plan c.xml --saved saved.xml --controller lab.json => on disk 1021; disk 1010\n"});
 }

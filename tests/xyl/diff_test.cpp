@@ -32,7 +32,7 @@ TEST(Diff, SaysWhatHappened) {
       {{"0 !echo '<raidData><Method name=\"Delete\"><ObjectType>Virtual "
         "Disk</ObjectType><OID>5</OID></Method></raidData>' "
         "> c.xml",
-        "0 apply c.xml --controller lab.json"},
+        "0 apply c.xml --yes --controller lab.json"},
        "disk 1016 changed, free size: 876544 (0.87 MB) -> 480103981056 (480.10 GB)\n"
        "disk 1016 changed, used size: 480103104512 (480.10 GB) -> 0 (0.00 MB)\n"
        "disk 1016 changed, state: Online -> Ready\n"

@@ -17,7 +17,8 @@ TEST(Json, EveryCommandHasIt) {
     const char *pointer; // a member
     json value;
   } cases[] = {
-      {"0 list", "/controllers", {{{"number", 1}, {"name", "Harrier R6 Integrated"}}}},
+      {"0 list", "/controllers/0/wwn", "5EEDADA000001000"},
+      {"0 list", "/controllers/0/disks", {{"Online", 12}, {"Ready", 8}}},
       {"0 identify", "/words", {1, 4, 0xDC, 0xEDCC0002, 0}},
       {"0 show", "/Adapter/WWN", "5EEDADA000001000"},
       {"0 show", "/Adapter/Enclosure/0/PD/2/VD", {2, 3}},
@@ -33,14 +34,14 @@ TEST(Json, EveryCommandHasIt) {
       {"0 diff saved.xml", "/differences", json::array()},
       {"0 plan saved.xml", "/steps/2/step", "Validate"},
       {"0 plan saved.xml", "/destroyed", json::array()},
-      {"0 plan saved.xml --rebuild",
+      {"1 plan saved.xml --rebuild",
        "/commands/1",
        {{"command", "Clear"}, {"object", "Adapter"}, {"ids", json::array()}}},
-      {"0 plan saved.xml --rebuild", "/securityKeyRemoved", true},
-      {"0 plan saved.xml --rebuild", "/virtualDisks/1/disks", {1003, 1004, 1005, 1006}},
-      {"0 plan saved.xml --rebuild", "/destroyed/1/disks", {1003, 1004, 1005, 1006}},
-      {"0 plan saved.xml --rebuild", "/hotSpares", {1007, 1008}},
-      {"0 plan saved.xml --rebuild",
+      {"1 plan saved.xml --rebuild", "/securityKeyRemoved", true},
+      {"1 plan saved.xml --rebuild", "/virtualDisks/1/disks", {1003, 1004, 1005, 1006}},
+      {"1 plan saved.xml --rebuild", "/destroyed/1/disks", {1003, 1004, 1005, 1006}},
+      {"1 plan saved.xml --rebuild", "/hotSpares", {1007, 1008}},
+      {"1 plan saved.xml --rebuild",
        "/disks/0",
        {{"saved", 1001}, {"current", 1001}, {"reason", "the same disk in the same place"}}},
       {"0 sim firmware lab.json 21.3", "", ""},
@@ -63,17 +64,20 @@ TEST(Json, EveryCommandHasIt) {
         {"new", "21.3"}}},
       {"1 diff saved.xml", "/differences/1/newId", nullptr},
       {"1 plan saved.xml --rebuild", "/complete", false},
-      {"1 plan saved.xml --rebuild", "/virtualDisks/3/reason", "no partner for saved disks"},
-      {"0 apply delete.xml",
+      {"1 plan saved.xml --rebuild", "/virtualDisks/3/reason", "no partner for saved disks 1012"},
+      {"0 apply delete.xml --yes",
        "/steps/0",
        {{"step", "DELETE"}, {"result", "Success"}, {"status", "Success"}, {"object", "virtual disk 5"}}},
-      {"4 apply delete.xml", "/status", "Not Found"},
+      {"4 apply delete.xml --yes", "/status", "Not Found"},
       {"0 replace saved.xml", "/steps", json::array()},
-      {"0 restore saved.xml", "/failedSteps", 0},
+      {"1 restore saved.xml", "/failedSteps", 0},
       {"0 sim show lab.json", "/enclosures/0/emptySlots", {"301:0", "301:11"}},
       {"0 sim show lab.json", "/pulledDisks/0/place", "302:0"},
       {"0 sim presets", "/presets/1/name", "direct"},
-      {"4 restore saved.xml --rebuild --yes", "/failedSteps", 2},
+      {"1 restore saved.xml --rebuild --partial --no-backup --yes", "/failedSteps", 2},
+      {"1 restore saved.xml --rebuild --partial --no-backup --yes", "/verdict/wrong", json::array()},
+      {"1 restore saved.xml --rebuild --partial --no-backup --yes", "/verdict/notDone/0/element", "VD"},
+      {"1 plan delete.xml", "/changes/0/destroys", true},
   };
   for (const auto &row : cases) {
     SCOPED_TRACE(row.line);
@@ -89,7 +93,7 @@ TEST(Json, EveryCommandHasIt) {
   }
   // A document or nothing: what went wrong stands on the error output.
   for (const char *line : {"4 show delete.xml --json", "2 restore saved.xml --rebuild --json --controller lab.json",
-                           "2 get --json --preset demo", "4 plan delete.xml --json --preset demo"}) {
+                           "2 get --json --preset demo", "4 plan lab.json --json --preset demo"}) {
     EXPECT_EQ(client.expect({line}).find("xyl: "), 0u);
   }
 }

@@ -107,11 +107,11 @@ TEST(Plan, IsWhatTheRestoreDoes) {
     bool isComplete;       // with a rebuild
     EFI_STATUS status;
   } cases[] = {
-      {"as saved", "demo", leaveAlone, "", "", true, EFI_SUCCESS},
-      {"settings, an adapter and a disk", "demo", replaceAll, "", "", true, EFI_SUCCESS},
+      {"as saved, but for the key", "demo", leaveAlone, "", "", false, EFI_SUCCESS},
+      {"settings, an adapter and a disk", "demo", replaceAll, "", "", false, EFI_SUCCESS},
       {"disks too small, gone and elsewhere", "demo", loseDisks, "", "", false, EFI_SUCCESS},
       {"a hot spare gone", "demo", loseSpare, "", "", false, EFI_SUCCESS},
-      {"foreign disks", "demo", makeForeign, "", "", true, EFI_SUCCESS},
+      {"foreign disks", "demo", makeForeign, "", "", false, EFI_SUCCESS},
       {"no enclosures", "direct", loseDisks, "", "", false, EFI_SUCCESS},
       {"few settings", "sas", leaveAlone, "", "", true, EFI_SUCCESS},
       {"settings that the adapter does not take", "sas", leaveAlone, "<MaxLDs>",
@@ -119,7 +119,7 @@ TEST(Plan, IsWhatTheRestoreDoes) {
       {"no disks", "empty", leaveAlone, "", "", true, EFI_SUCCESS},
       {"many disks", "large", leaveAlone, "", "", true, EFI_SUCCESS},
       {"an encrypted virtual disk", "demo", leaveAlone, attribute.c_str(), "</RAIDLevelDesc><Attributes><Attrib>FDE",
-       true, EFI_SUCCESS},
+       false, EFI_SUCCESS},
       {"CacheCade", "sas", leaveAlone, attribute.c_str(), "</RAIDLevelDesc><Attributes><Attrib>CacheCade", false,
        EFI_SUCCESS},
       {"an unknown member", "direct", leaveAlone, "<PD>1", "<PD>771", false, EFI_INVALID_PARAMETER},
@@ -197,12 +197,12 @@ TEST(Plan, GivesAllBackWhateverFails) {
 TEST(Plan, GivesReasons) {
   Client client("demo");
   client.expect({
-      "0 plan saved.xml --controller lab.json => stay as they are|settings that differ: 0|   3  Validate",
+      "0 plan saved.xml --controller lab.json => stay as they are.\n\nAdapter settings that differ: 0|   3  Validate",
       "0 !sed -i 's/\"Normal\"/\"Stop On Error\"/; s/\"Value\": 12$/\"Value\": 13/' "
       "lab.json",
       "0 plan saved.xml --controller lab.json => brought back: 2\n  check consistency mode: Stop On Error -> Normal\n|"
       "  rate Spin Up Delay: 13 -> 12\n|   4  ChangeAdapter ",
-      "0 plan saved.xml --rebuild --controller lab.json => destroys, with all data:\n  virtual disk 1 \"System\"|"
+      "1 plan saved.xml --rebuild --controller lab.json => destroys, with all data:\n  virtual disk 1 \"System\"|"
       "  the security key\n|creates:|on disks 1003, 1004, 1005, 1006\n|hot spares on disks 1007, 1008\n|"
       "   1020     4.00 TB  1020     the same disk in the same place\n|  14  ChangePD ",
       "0 sim replace-disk lab.json 1001 --size 500GB",
@@ -214,6 +214,7 @@ TEST(Plan, GivesReasons) {
       "1 plan saved.xml --rebuild --controller lab.json => "
       "\"System\", RAID 1, 600.12 GB, on disks 1007, 1002|"
       "\"Data\", RAID 5, 4.00 TB: NOT CREATED, no partner for saved disks 1005\n|hot spares on disks 1008\n|"
+      "  hot spare 1007: NOT MADE, no partner for it\n|"
       "without a partner: 1005, 1007\n|"
       "  1001   600.12 GB  1007     the first that fits; disk 1021 in its place is too small\n|"
       "  1005     2.00 TB  -        its place is empty; of the others 5 are taken, 7 are too small, 7 are with another "
@@ -222,7 +223,13 @@ TEST(Plan, GivesReasons) {
       "  CreateVD              virtual disk Data, |: not done, Out of Resources\n",
       "0 !cmp lab.json before.json",
       "0 !sed -z 's|</RAIDLevelDesc>\\n          <Attributes>|&<Attrib>FDE</Attrib>|' saved.xml > encrypted.xml",
-      "1 plan encrypted.xml --rebuild --controller lab.json => nothing encrypted: 1 of the saved virtual disks were",
+      "1 plan encrypted.xml --rebuild --controller lab.json => \"Archive\", RAID 10, 8.00 TB: NOT CREATED, disk 1012 "
+      "is "
+      "Failed\n|Not brought back: the encryption of 1 of the saved virtual disks\n",
+      "0 sim new --preset empty empty.json",
+      "1 plan saved.xml --rebuild --controller empty.json => \"System\", RAID 1, 600.12 GB: NOT CREATED, the "
+      "controller has no "
+      "disks\n|hot spares on disks -\n",
       "0 sim new --preset sas host.json",
       "0 get --controller host.json -o host.xml",
       "0 !sed -i 's|<MaxLDs>|<CopyBackMode>On</CopyBackMode>&|' host.xml",
@@ -230,6 +237,6 @@ TEST(Plan, GivesReasons) {
       "  copy back mode: - -> On\n",
       "4 plan saved.xml --controller host.json => another kind of adapter; nothing was changed",
       "3 plan none.xml --preset demo => cannot read 'none.xml'",
-      "4 plan lab.json --preset demo => lab.json is no usable configuration",
+      "4 plan lab.json --preset demo => lab.json is not a well-formed XML document",
   });
 }

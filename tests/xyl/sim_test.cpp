@@ -93,10 +93,11 @@ TEST(ControllerFile, IsMadeOnlyFromGoodDocuments) {
   }
   // Gaps are filled so that the controller works.
   client.write("saved.xml", whole);
-  client.expect({"0 !sed -i '/<\\(MaxLDs\\|SlotCount\\|AccessPolicy\\|EnclosureDeviceID\\|State\\)>/d' saved.xml",
-                 "0 sim new --from saved.xml new.json",
-                 "0 sim show new.json => Enclosure 301, Shelf 0, 11 slots\n|  Online    VD 1\n",
-                 "0 restore saved.xml --rebuild --yes --controller new.json => the restore succeeded"});
+  client.expect(
+      {"0 !sed -i '/<\\(MaxLDs\\|SlotCount\\|AccessPolicy\\|EnclosureDeviceID\\|State\\)>/d' saved.xml",
+       "0 sim new --from saved.xml new.json",
+       "0 sim show new.json => Enclosure 301, Shelf 0, 11 slots\n|  Online    VD 1\n",
+       "0 restore saved.xml --rebuild --partial --no-backup --yes --controller new.json => the restore succeeded"});
 }
 
 TEST(XylSim, SaysWhatIsWrongAndWhatToDo) {
@@ -140,7 +141,7 @@ TEST(XylSim, DisksComeAndGo) {
        "0 sim insert lab.json 1003 0:11 => disk 1003 (301:11) is back, Online\n|\"Data\" is Online\n",
        "0 sim pull lab.json disk-11.enclosure-0.adapter-0 => disk 1003 (301:11) is pulled",
        "0 sim insert lab.json 1003 301:2 => is back, Online",
-       "0 restore saved.xml --rebuild --yes --controller lab.json => the restore succeeded",
+       "0 restore saved.xml --rebuild --partial --no-backup --yes --controller lab.json => the restore succeeded",
        "0 sim fail lab.json 0:0 => disk 1001 (301:0) has failed\n|\"System\" is Degraded\n",
        "0 sim replace-disk lab.json 1001 --size 1.2TB => disk 1021 (301:0) is new: HS10K Enterprise, 1.20 TB\n",
        "0 sim replace-disk lab.json 1002 --model gs-t480 --size 5000000000 => GS-T480, 5.00 GB|\"System\" is Offline",
@@ -149,7 +150,7 @@ TEST(XylSim, DisksComeAndGo) {
        // What has failed stays so; what the controller does not know any more is foreign.
        "0 sim insert lab.json 1001 301:11 => disk 1001 (301:11) is back, Failed\n|\"System\" is Offline",
        "0 sim pull lab.json 1017 => \"Fast\" is Degraded",
-       "4 restore saved.xml --rebuild --yes --controller lab.json => steps failed",
+       "1 restore saved.xml --rebuild --partial --no-backup --yes --controller lab.json => could not do",
        "0 sim insert lab.json 302:5 => disk 1017 (302:5) is back, Foreign\n", "0 sim new --preset direct direct.json",
        "0 sim insert direct.json new direct:8 => disk 1009 (direct:8) is new: GS-T480, 480.10 GB",
        "0 sim show direct.json => Key          none\n|Attached to the adapter directly\n  direct:0     1001  "});

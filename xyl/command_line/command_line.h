@@ -41,7 +41,7 @@ struct XYL_COMMAND {
   const CHAR8 *Operands; // as the synopsis shows them
   UINTN OperandsMin;
   UINTN OperandsMax;
-  UINT32 Options;  // bits 1 << XYL_OPTION_ID
+  UINT64 Options;  // bits 1 << XYL_OPTION_ID
   UINT32 Outcomes; // bits 1 << XYL_OUTCOME
   XYL_FRONT Fronts;
   XYL_NEEDS Needs;
@@ -55,6 +55,11 @@ struct XYL_COMMAND {
 
 extern const XYL_COMMAND g_xylCommands[];
 extern const UINTN g_xylCommandCount;
+
+static_assert(XYL_OPTION_COUNT <= 64, "a command's options fit into its mask");
+inline bool takesOption(UINT64 options, UINTN id) {
+  return (options >> id & 1) != 0;
+}
 
 inline bool hasOption(const XYL_CONTEXT &context, XYL_OPTION_ID id) {
   return context.Request->Options[id] != nullptr;

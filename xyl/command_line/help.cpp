@@ -22,10 +22,10 @@ static void sayOption(const XYL_HOST *host, const XYL_OPTION &option) {
   say(host, u"  %-24a  %a\n", synopsis, option.Help);
 }
 
-static void sayOptions(const XYL_HOST *host, UINT32 options) {
+static void sayOptions(const XYL_HOST *host, UINT64 options) {
   say(host, u"\nOptions, before or behind the command:\n");
   for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
-    if ((options & (1U << id)) != 0 && (g_xylOptions[id].Fronts & host->Front) != 0) {
+    if (takesOption(options, id) && (g_xylOptions[id].Fronts & host->Front) != 0) {
       sayOption(host, g_xylOptions[id]);
     }
   }
@@ -77,7 +77,7 @@ static void helpOnProgram(const XYL_HOST *host) {
           g_xylCommands[i].Summary);
     }
   }
-  sayOptions(host, ~0U);
+  sayOptions(host, ~0ULL);
   sayOutcomes(host, ~0U);
 }
 

@@ -133,7 +133,7 @@ static const XYL_COMMAND *findCommand(const XYL_HOST *host, const WORDS &words, 
 static XYL_RESULT checkRequest(const XYL_HOST *host, const XYL_REQUEST &request) {
   const XYL_COMMAND &command = *request.Command;
   for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
-    if (request.Options[id] != nullptr && (command.Options & (1U << id)) == 0) {
+    if (request.Options[id] != nullptr && !takesOption(command.Options, id)) {
       complain(host, u"'%a' does not take option %a; see 'xyl help %a'", command.Name, g_xylOptions[id].Long,
                command.Name);
       return wrongUsage();

@@ -2,6 +2,7 @@
 
 #include "base/pool.h"
 #include "base/text.h"
+#include "driver/request/request.h"
 #include "raid_mgmt.h"
 #include "uefi/protocols.h"
 
@@ -105,6 +106,13 @@ static XYL_RESULT openOn(const XYL_CONTEXT &context, EFI_HANDLE handle, const EF
   return succeeded();
 }
 
+XYL_RESULT managementOf(const XYL_CONTEXT &context, EFI_HANDLE handle, RAID_MGMT_PROTOCOL **controller) {
+  void *found = nullptr;
+  XYL_RESULT result = openOn(context, handle, g_raidMgmtGuid, &found);
+  *controller = static_cast<RAID_MGMT_PROTOCOL *>(found);
+  return result;
+}
+
 XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations,
                             RAID_MGMT_PROTOCOL **controller) {
   EFI_HANDLE handle = nullptr;
@@ -115,12 +123,51 @@ XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **oper
     *operations = static_cast<RAID_XYL_PROTOCOL *>(found);
   }
   if (!isFailure(result) && controller != nullptr) {
-    result = openOn(context, handle, g_raidMgmtGuid, &found);
-    *controller = static_cast<RAID_MGMT_PROTOCOL *>(found);
+    result = managementOf(context, handle, controller);
   }
   return result;
 }
 
 XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations) {
   return selectController(context, operations, /* controller= */ nullptr);
+}
+
+XYL_RESULT openController(const XYL_CONTEXT &context, CONTROLLER *controller) {
+  *controller = {};
+  XYL_RESULT result = selectController(context, &controller->Operations, &controller->Management);
+  if (!isFailure(result)) {
+    result = needXmlService(context);
+  }
+  if (isFailure(result)) {
+    return result;
+  }
+  EFI_STATUS status = readIdentity(controller->Management, &controller->Identity);
+  if (EFI_ERROR(status)) {
+    complain(context.Host, u"the controller's adapter cannot be read: %a", statusWords(status));
+    return failed(status);
+  }
+  return succeeded();
+}
+
+XYL_RESULT readWholeInventory(const XYL_CONTEXT &context, const CONTROLLER &controller, DOCUMENT_TEXT *document,
+                              bool *isWhole) {
+  static constexpr const CHAR8 *NAME = "the inventory";
+  XYL_RESULT result = readInventory(context, controller.Operations, document);
+  if (isFailure(result)) {
+    return result;
+  }
+  RAID_CONFIG *config = nullptr;
+  result = readConfiguration(context, NAME, document->Text, &config);
+  if (!isFailure(result)) {
+    TEXT gaps = {};
+    EFI_STATUS status = putGaps(&gaps, *config);
+    status = EFI_ERROR(status) ? status : putCountGaps(&gaps, controller.Management, *config);
+    *isWhole = gaps.Length == 0;
+    result = judgeGaps(context, NAME, status, &gaps);
+  }
+  releaseConfig(config);
+  if (isFailure(result)) {
+    releaseDocument(document);
+  }
+  return result;
 }

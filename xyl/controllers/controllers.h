@@ -4,6 +4,7 @@
 #include "raid_mgmt.h"
 #include "raid_xyl.h"
 #include "xyl/command_line/command_line.h"
+#include "xyl/guard/guard.h"
 
 struct CONTROLLERS {
   EFI_HANDLE *Handles; // pool
@@ -16,11 +17,30 @@ XYL_RESULT findControllers(const XYL_CONTEXT &context, CONTROLLERS *controllers)
 // The controller's name as the driver's Component Name 2 tells it, or null. It stays with the firmware.
 const CHAR16 *controllerName(EFI_HANDLE controller);
 
+// The management protocol of a controller.
+XYL_RESULT managementOf(const XYL_CONTEXT &context, EFI_HANDLE handle, RAID_MGMT_PROTOCOL **controller);
+
 // The operations of the controller that -c chooses, or of the only one. Failures come with a message.
 XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations);
 // As well the controller's own protocol, by which the driver works.
 XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations,
                             RAID_MGMT_PROTOCOL **controller);
+
+// A controller that a command works on.
+struct CONTROLLER {
+  RAID_XYL_PROTOCOL *Operations;
+  RAID_MGMT_PROTOCOL *Management;
+  CONTROLLER_IDENTITY Identity;
+};
+
+// Chooses as selectController, makes sure that documents can be read, and asks the controller who it is. Failures come
+// with a message.
+XYL_RESULT openController(const XYL_CONTEXT &context, CONTROLLER *controller);
+
+// Reads the inventory document and makes sure that it holds all that the controller has. One with gaps is refused, or
+// with --incomplete kept; *isWhole then tells. The caller frees document->Text.
+XYL_RESULT readWholeInventory(const XYL_CONTEXT &context, const CONTROLLER &controller, DOCUMENT_TEXT *document,
+                              bool *isWhole);
 
 // The commands that read a controller: list, identify, get, log.
 XYL_RESULT runList(const XYL_CONTEXT &context);

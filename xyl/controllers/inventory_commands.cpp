@@ -1,30 +1,110 @@
 // list, identify, get and log.
 #include "base/pool.h"
+#include "base/text.h"
 #include "debug_log_ring.h"
+#include "driver/controller/controller.h"
+#include "driver/xml/xml.h"
 #include "xyl/controllers/controllers.h"
 #include "xyl/documents/documents.h"
 #include "xyl/output/output.h"
 
-static void sayControllers(const XYL_HOST *host, const CONTROLLERS &controllers) {
-  for (UINTN i = 0; i < controllers.Count; ++i) {
-    const CHAR16 *name = controllerName(controllers.Handles[i]);
-    say(host, u"%3d  %s\n", static_cast<UINT32>(i + 1), name != nullptr ? name : u"(no name)");
+// The states that objects of a kind are in, and how many of them.
+static constexpr UINTN STATE_COUNT = 8; // the known states have fewer values
+
+struct STATES {
+  UINT32 Counts[STATE_COUNT]; // indexed by state; the last one counts all others
+  EFI_STATUS Status;          // of reading the list
+};
+
+template <class T> static void countStates(RAID_MGMT_PROTOCOL *controller, UINT32 objectType, STATES *states) {
+  *states = {};
+  RAID_CMD_RESULT answer;
+  states->Status = issueCommand(controller, RAID_COMMAND_GET, objectType, &answer);
+  if (EFI_ERROR(states->Status)) {
+    states->Status = states->Status == EFI_NOT_FOUND ? EFI_SUCCESS : states->Status;
+    return;
+  }
+  const T *records = static_cast<const T *>(answer.Data);
+  for (UINT32 i = 0; i < recordCount(&answer); ++i) {
+    ++states->Counts[records[i].State < STATE_COUNT ? records[i].State : 0];
+  }
+  giveBack(controller, &answer);
+}
+
+static void sayStates(const XYL_HOST *host, const CHAR8 *kind, const STATES &states) {
+  WORD_LIST list = {};
+  for (UINTN state = 0; state < STATE_COUNT; ++state) {
+    if (states.Counts[state] != 0) {
+      appendNumber(list, ", ", states.Counts[state]);
+      append(list, " ", GetNameFromValue(state, g_stateTable));
+    }
+  }
+  say(host, u"     %a: %a\n", kind,
+      EFI_ERROR(states.Status) ? statusWords(states.Status)
+      : *list.Text != 0        ? list.Text
+                               : "none");
+}
+
+static void writeStates(JSON *json, const CHAR8 *name, const STATES &states) {
+  jsonObject(json, name);
+  for (UINTN state = 0; state < STATE_COUNT; ++state) {
+    if (states.Counts[state] != 0) {
+      jsonNumber(json, GetNameFromValue(state, g_stateTable), states.Counts[state]);
+    }
+  }
+  jsonEnd(json);
+}
+
+// What the list tells of one controller.
+struct LISTED {
+  UINT32 Number;
+  CONTROLLER_IDENTITY Identity;
+  STATES Volumes;
+  STATES Disks;
+};
+
+static void sayListed(const XYL_HOST *host, const LISTED &listed) {
+  say(host, u"%3d  ", listed.Number);
+  sayIdentity(host, listed.Identity);
+  say(host, u"\n");
+  sayStates(host, "virtual disks", listed.Volumes);
+  sayStates(host, "disks", listed.Disks);
+}
+
+static void writeListed(JSON *json, const LISTED &listed) {
+  jsonObject(json, nullptr);
+  jsonNumber(json, "number", listed.Number);
+  jsonText(json, "name", listed.Identity.Name);
+  jsonText(json, "pci", listed.Identity.Place);
+  jsonText(json, "wwn", listed.Identity.Wwn);
+  writeStates(json, "virtualDisks", listed.Volumes);
+  writeStates(json, "disks", listed.Disks);
+  jsonEnd(json);
+}
+
+static void list(const XYL_CONTEXT &context, JSON *json, EFI_HANDLE handle, UINT32 number) {
+  LISTED listed = {};
+  listed.Number = number;
+  RAID_MGMT_PROTOCOL *controller = nullptr;
+  if (isFailure(managementOf(context, handle, &controller))) {
+    return;
+  }
+  if (EFI_ERROR(readIdentity(controller, &listed.Identity))) {
+    textNarrow(listed.Identity.Name, controllerName(handle), sizeof(listed.Identity.Name) - 1);
+  }
+  countStates<RAID_VD_RECORD>(controller, RAID_OBJECT_VIRTUAL_DISK, &listed.Volumes);
+  countStates<RAID_PD_RECORD>(controller, RAID_OBJECT_PHYSICAL_DISK, &listed.Disks);
+  if (json != nullptr) {
+    writeListed(json, listed);
+  } else {
+    sayListed(context.Host, listed);
   }
 }
 
-static void writeControllers(const XYL_HOST *host, const CONTROLLERS &controllers) {
-  JSON json = {};
-  json.Host = host;
-  jsonObject(&json, nullptr);
-  jsonArray(&json, "controllers");
+static void listAll(const XYL_CONTEXT &context, JSON *json, const CONTROLLERS &controllers) {
   for (UINTN i = 0; i < controllers.Count; ++i) {
-    jsonObject(&json, nullptr);
-    jsonNumber(&json, "number", i + 1);
-    jsonWide(&json, "name", controllerName(controllers.Handles[i]));
-    jsonEnd(&json);
+    list(context, json, controllers.Handles[i], static_cast<UINT32>(i + 1));
   }
-  jsonEnd(&json);
-  jsonEnd(&json);
 }
 
 XYL_RESULT runList(const XYL_CONTEXT &context) {
@@ -34,9 +114,15 @@ XYL_RESULT runList(const XYL_CONTEXT &context) {
     return result;
   }
   if (hasOption(context, XYL_OPTION_JSON)) {
-    writeControllers(context.Host, controllers);
+    JSON json = {};
+    json.Host = context.Host;
+    jsonObject(&json, nullptr);
+    jsonArray(&json, "controllers");
+    listAll(context, &json, controllers);
+    jsonEnd(&json);
+    jsonEnd(&json);
   } else {
-    sayControllers(context.Host, controllers);
+    listAll(context, /* json= */ nullptr, controllers);
   }
   poolFree(controllers.Handles);
   return succeeded();
@@ -77,13 +163,14 @@ XYL_RESULT runIdentify(const XYL_CONTEXT &context) {
 }
 
 XYL_RESULT runGet(const XYL_CONTEXT &context) {
-  RAID_XYL_PROTOCOL *operations = nullptr;
-  XYL_RESULT result = selectController(context, &operations);
+  CONTROLLER controller;
+  XYL_RESULT result = openController(context, &controller);
   if (isFailure(result)) {
     return result;
   }
   DOCUMENT_TEXT document;
-  result = readInventory(context, operations, &document);
+  bool isWhole = true;
+  result = readWholeInventory(context, controller, &document, &isWhole);
   if (isFailure(result)) {
     return result;
   }
@@ -94,7 +181,7 @@ XYL_RESULT runGet(const XYL_CONTEXT &context) {
     result = writeDocument(context, file, document.Text, document.Size);
   }
   releaseDocument(&document);
-  return result;
+  return isFailure(result) || isWhole ? result : failed(EFI_ABORTED);
 }
 
 // Cuts the text into its lines.

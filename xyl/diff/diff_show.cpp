@@ -6,7 +6,7 @@
 #include "xyl/documents/documents.h"
 #include "xyl/output/output.h"
 
-static void sayDifference(const XYL_HOST *host, const DIFFERENCE &difference) {
+void sayDifference(const XYL_HOST *host, const DIFFERENCE &difference) {
   const CHAR8 *oldText = orNone(textOf(difference.Old));
   const CHAR8 *newText = orNone(textOf(difference.New));
   // Lists may be longer than a formatted line.
@@ -47,26 +47,29 @@ static void writeId(JSON *json, const CHAR8 *name, const XML_NODE *node) {
   }
 }
 
+void writeDifference(JSON *json, const DIFFERENCE &difference) {
+  jsonObject(json, nullptr);
+  jsonText(json, "kind", differenceKindName(difference.Kind));
+  jsonText(json, "object", differenceObjectName(difference.Object));
+  jsonText(json, "name", textOf(difference.Name));
+  writeId(json, "oldId", difference.OldNode);
+  writeId(json, "newId", difference.NewNode);
+  if (difference.Element != nullptr) {
+    jsonText(json, "element", difference.Element);
+    jsonText(json, "what", textOf(difference.What));
+  }
+  jsonText(json, "old", textOf(difference.Old));
+  jsonText(json, "new", textOf(difference.New));
+  jsonEnd(json);
+}
+
 static void writeDifferences(const XYL_HOST *host, const DIFFERENCES &differences) {
   JSON json = {};
   json.Host = host;
   jsonObject(&json, nullptr);
   jsonArray(&json, "differences");
   for (UINT32 i = 0; i < differences.Count; ++i) {
-    const DIFFERENCE &difference = differences.Items[i];
-    jsonObject(&json, nullptr);
-    jsonText(&json, "kind", differenceKindName(difference.Kind));
-    jsonText(&json, "object", differenceObjectName(difference.Object));
-    jsonText(&json, "name", textOf(difference.Name));
-    writeId(&json, "oldId", difference.OldNode);
-    writeId(&json, "newId", difference.NewNode);
-    if (difference.Element != nullptr) {
-      jsonText(&json, "element", difference.Element);
-      jsonText(&json, "what", textOf(difference.What));
-    }
-    jsonText(&json, "old", textOf(difference.Old));
-    jsonText(&json, "new", textOf(difference.New));
-    jsonEnd(&json);
+    writeDifference(&json, differences.Items[i]);
   }
   jsonEnd(&json);
   jsonEnd(&json);

@@ -47,6 +47,10 @@ const CHAR8 *differenceObjectName(DIFFERENCE_OBJECT object);
 // Writes the name of an element in words: "MaxPDsPerSpan" as "max PDs per span".
 void putElementWords(TEXT *text, const CHAR8 *element);
 
+// Shows a difference as one line, and writes it as an object of an open array.
+void sayDifference(const XYL_HOST *host, const DIFFERENCE &difference);
+void writeDifference(JSON *json, const DIFFERENCE &difference);
+
 // Adds one difference of two partners, or of one object and null. It takes the texts over, also without memory.
 void addDifference(DIFFERENCES *differences, const DIFFERENCE &difference);
 

@@ -136,7 +136,8 @@ static XYL_RESULT explain(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operati
   return result;
 }
 
-static XYL_RESULT verify(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, const DOCUMENT_TEXT &saved) {
+static XYL_RESULT verify(const XYL_CONTEXT &context, const CONTROLLER &controller, const DOCUMENT_TEXT &saved) {
+  RAID_XYL_PROTOCOL *operations = controller.Operations;
   const CHAR8 *file = context.Request->Operands[0];
   RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
   RAID_XYL_BUFFER document = {RAID_XYL_REVISION, static_cast<UINT32>(saved.Size + 1), saved.Text};
@@ -160,8 +161,8 @@ static XYL_RESULT verify(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operatio
 }
 
 XYL_RESULT runVerify(const XYL_CONTEXT &context) {
-  RAID_XYL_PROTOCOL *operations = nullptr;
-  XYL_RESULT result = selectController(context, &operations);
+  CONTROLLER controller;
+  XYL_RESULT result = openController(context, &controller);
   if (isFailure(result)) {
     return result;
   }
@@ -170,7 +171,7 @@ XYL_RESULT runVerify(const XYL_CONTEXT &context) {
   if (isFailure(result)) {
     return result;
   }
-  result = verify(context, operations, saved);
+  result = verify(context, controller, saved);
   releaseDocument(&saved);
   return result;
 }

@@ -2,6 +2,7 @@
 
 #include "base/pool.h"
 #include "base/text.h"
+#include "driver/request/request.h"
 
 static const EFI_GUID g_xmlGuid = XML_PROTOCOL_GUID;
 
@@ -46,15 +47,6 @@ XYL_RESULT readDocument(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_
   return succeeded();
 }
 
-XYL_RESULT writeDocument(const XYL_CONTEXT &context, const CHAR8 *file, const CHAR8 *text, UINTN size) {
-  EFI_STATUS status = context.Host->WriteFile(context.Host, file, text, size);
-  if (EFI_ERROR(status)) {
-    complain(context.Host, u"cannot write '%a': %a", file, statusWords(status));
-    return failed(status);
-  }
-  return succeeded();
-}
-
 XYL_RESULT readInventory(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, DOCUMENT_TEXT *document) {
   *document = {};
   RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
@@ -69,16 +61,30 @@ XYL_RESULT readInventory(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operatio
   return succeeded();
 }
 
-XYL_RESULT parseTree(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, XML_NODE **root) {
-  *root = nullptr;
+static XYL_RESULT findXmlService(const XYL_CONTEXT &context, XML_PROTOCOL **xml) {
   void *found = nullptr;
   EFI_STATUS status = g_bootServices->LocateProtocol(&g_xmlGuid, nullptr, &found);
+  *xml = static_cast<XML_PROTOCOL *>(found);
   if (EFI_ERROR(status)) {
     complain(context.Host, u"there is no XML service; load XmlService.efi");
     return failed(status);
   }
-  XML_PROTOCOL *xml = static_cast<XML_PROTOCOL *>(found);
-  status = xml->Parse(xml, text, root);
+  return succeeded();
+}
+
+XYL_RESULT needXmlService(const XYL_CONTEXT &context) {
+  XML_PROTOCOL *xml = nullptr;
+  return findXmlService(context, &xml);
+}
+
+XYL_RESULT parseTree(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, XML_NODE **root) {
+  *root = nullptr;
+  XML_PROTOCOL *xml = nullptr;
+  XYL_RESULT result = findXmlService(context, &xml);
+  if (isFailure(result)) {
+    return result;
+  }
+  EFI_STATUS status = xml->Parse(xml, text, root);
   if (*root == nullptr) {
     complain(context.Host, u"%a is not a well-formed XML document", name);
     return failed(EFI_ERROR(status) ? status : EFI_INVALID_PARAMETER);
@@ -117,6 +123,23 @@ void freeTree(XML_NODE *root) {
     XML_PROTOCOL *xml = static_cast<XML_PROTOCOL *>(found);
     xml->FreeNode(xml, root);
   }
+}
+
+XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, RAID_CONFIG **config) {
+  *config = nullptr;
+  UINT32 count = 1;
+  EFI_STATUS status = ParseXMLBlob(text, config, &count);
+  if (!EFI_ERROR(status) && (*config == nullptr || (*config)->adapter == nullptr)) {
+    status = EFI_INVALID_PARAMETER;
+  }
+  if (EFI_ERROR(status)) {
+    releaseConfig(*config);
+    *config = nullptr;
+    complain(context.Host, u"%a is no usable configuration: %a; 'xyl get -o FILE' writes one", name,
+             statusWords(status));
+    return failed(status);
+  }
+  return succeeded();
 }
 
 // The first of the siblings from node on that has the name, or null.

@@ -1,6 +1,7 @@
 // Documents: texts in pool memory and the trees that the XML service makes of them.
 #pragma once
 
+#include "raid_records.h"
 #include "raid_xyl.h"
 #include "xml_protocol.h"
 #include "xyl/command_line/command_line.h"
@@ -19,12 +20,16 @@ XYL_RESULT readDocument(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_
 // Overwrites the text, in which passphrases may be, gives it back and empties *document.
 void releaseDocument(DOCUMENT_TEXT *document);
 
-// Writes a text to a file; a failure comes with a message.
-XYL_RESULT writeDocument(const XYL_CONTEXT &context, const CHAR8 *file, const CHAR8 *text, UINTN size);
+// Fails with a message that says what to load when there is no XML service.
+XYL_RESULT needXmlService(const XYL_CONTEXT &context);
 
 // Asks the controller for its inventory document. Failures come with a message. The caller
 // gives the document to releaseDocument.
 XYL_RESULT readInventory(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, DOCUMENT_TEXT *document);
+
+// Parses a configuration document that a message would call name; one without an adapter is refused. The caller gives
+// *config back with releaseConfig.
+XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, RAID_CONFIG **config);
 
 // Parses a text that a message would call name. The caller releases *root with freeTree.
 XYL_RESULT parseTree(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, XML_NODE **root);

@@ -18,7 +18,7 @@
 
 namespace fs = std::filesystem;
 
-static EFI_STATUS statusFromErrno(int error) {
+EFI_STATUS statusFromErrno(int error) {
   switch (error) {
   case ENOENT:
   case ENOTDIR:

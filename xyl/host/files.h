@@ -6,6 +6,9 @@
 
 #include "uefi/types.h"
 
+// The status for an errno value.
+EFI_STATUS statusFromErrno(int error);
+
 // Reads a whole file, at most XYL_FILE_LIMIT bytes.
 EFI_STATUS readHostFile(const std::string &name, std::string *content);
 

@@ -11,6 +11,7 @@
 #include "xyl/host/host.h"
 #include "xyl/host_front/busy.h"
 #include "xyl/host_front/manual.h"
+#include "xyl/host_front/outputs.h"
 #include "xyl/platform/platform.h"
 #include "xyl/report/report.h"
 #include "xyl/sim/sim.h"
@@ -37,10 +38,6 @@ static EFI_STATUS readFile(const XYL_HOST *, const CHAR8 *name, CHAR8 **data, UI
   }
   wipeBytes(content.data(), content.size()); // change documents may hold passphrases
   return status;
-}
-
-static EFI_STATUS writeFile(const XYL_HOST *, const CHAR8 *name, const CHAR8 *data, UINTN size) {
-  return writeHostFile(name, std::string(data, size));
 }
 
 static XYL_ANSWER askYes(const XYL_HOST *, const CHAR8 *question) {
@@ -144,7 +141,8 @@ static XYL_RESULT runRequest(XYL_HOST &host, const XYL_REQUEST &request) {
 }
 
 int main(int argc, char **argv) {
-  XYL_HOST host = {nullptr, XYL_FRONT_HOST, nullptr, writeOut, writeError, readFile, writeFile, askYes};
+  XYL_HOST host = {nullptr,  XYL_FRONT_HOST, nullptr,         writeOut,       writeError,
+                   readFile, openHostOutput, closeHostOutput, isSameHostFile, askYes};
   host.Terminal = isatty(STDOUT_FILENO) != 0;
   host.Colours = hasColours();
   host.Busy = showBusy;

@@ -54,7 +54,7 @@ static std::string commandRoff(const XYL_COMMAND &command) {
   out += "\"\n" + roff(command.Description) + "\n";
   std::string options;
   for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
-    if ((command.Options & (1U << id)) != 0 && (g_xylOptions[id].Fronts & XYL_FRONT_HOST) != 0) {
+    if (takesOption(command.Options, id) && (g_xylOptions[id].Fronts & XYL_FRONT_HOST) != 0) {
       options += (options.empty() ? "" : ", ") + roff(g_xylOptions[id].Long);
     }
   }
@@ -113,7 +113,7 @@ static std::string wordsOf(const std::string &prefix) {
 static std::string optionsOf(const XYL_COMMAND &command) {
   std::string options = "--help";
   for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
-    if ((command.Options & (1U << id)) != 0 && (g_xylOptions[id].Fronts & XYL_FRONT_HOST) != 0) {
+    if (takesOption(command.Options, id) && (g_xylOptions[id].Fronts & XYL_FRONT_HOST) != 0) {
       options += std::string(" ") + g_xylOptions[id].Long;
     }
   }

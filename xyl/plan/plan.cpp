@@ -4,25 +4,8 @@
 #include "base/log.h"
 #include "base/pool.h"
 #include "driver/controller/controller.h"
-#include "driver/request/request.h"
 #include "driver/restore/restore.h"
-
-XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, RAID_CONFIG **config) {
-  *config = nullptr;
-  UINT32 count = 1;
-  EFI_STATUS status = ParseXMLBlob(text, config, &count);
-  if (!EFI_ERROR(status) && (*config == nullptr || (*config)->adapter == nullptr)) {
-    status = EFI_INVALID_PARAMETER;
-  }
-  if (EFI_ERROR(status)) {
-    releaseConfig(*config);
-    *config = nullptr;
-    complain(context.Host, u"%a is no usable configuration: %a; 'xyl get -o FILE' writes one", name,
-             statusWords(status));
-    return failed(status);
-  }
-  return succeeded();
-}
+#include "xyl/plan/plan_facts.h"
 
 // The controller that the restore talks to.
 struct RECORDER {
@@ -113,7 +96,7 @@ static EFI_STATUS dryRun(RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan)
   if (status != EFI_OUT_OF_RESOURCES) {
     status = makeFitIndex(&plan->Fits, static_cast<RAID_PD_RECORD *>(plan->Disks.Data), recordCount(&plan->Disks));
   }
-  return status;
+  return EFI_ERROR(status) ? status : judgePlan(plan);
 }
 
 EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan) {
@@ -166,8 +149,20 @@ void freePlan(RESTORE_PLAN *plan) {
   for (UINT32 i = 0; i < plan->CommandCount; ++i) {
     poolFree(plan->Commands[i].Ids);
   }
-  poolFree(plan->Commands);
-  poolFree(plan->Map);
+  for (UINT32 i = 0; plan->VolumePlans != nullptr && i < plan->Saved->logicalDiskCount; ++i) {
+    freeText(&plan->VolumePlans[i].WhyNot);
+  }
+  for (UINT32 i = 0; plan->DiskPlans != nullptr && i < plan->Saved->physicalDiskCount; ++i) {
+    freeText(&plan->DiskPlans[i].WhyNoSpare);
+  }
+  void *arrays[] = {plan->Commands, plan->Map, plan->VolumePlans, plan->DiskPlans, plan->Uses, plan->LosesContents};
+  for (void *array : arrays) {
+    poolFree(array);
+  }
+  ID_INDEX *indices[] = {&plan->CurrentIndex, &plan->VolumeIndex, &plan->SavedIndex, &plan->SavedVolumeIndex};
+  for (ID_INDEX *index : indices) {
+    freeIndex(index);
+  }
   freeFitIndex(&plan->Fits);
   freeTree(plan->Log);
   RAID_CMD_RESULT *answers[] = {&plan->Adapter, &plan->Disks, &plan->Volumes};

@@ -3,13 +3,9 @@
 #pragma once
 
 #include "raid_records.h"
-#include "xyl/documents/documents.h"
-#include "xyl/output/output.h"
+#include "xyl/controllers/controllers.h"
+#include "xyl/plan/change_plan.h"
 #include "xyl/plan/disk_fits.h"
-
-// Parses a configuration document that a message would call name; one without an adapter is refused. The caller gives
-// *config back with releaseConfig.
-XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, RAID_CONFIG **config);
 
 // A command that would change the controller.
 struct PLAN_COMMAND {
@@ -18,6 +14,22 @@ struct PLAN_COMMAND {
   UINT32 IdCount;
   UINT32 *Ids;      // pool; null without ids
   const void *Data; // a record of the saved configuration, or null
+};
+
+// What becomes of a saved virtual disk.
+struct VOLUME_PLAN {
+  UINT32 Command;        // the number of the command that creates it plus 1; 0: none
+  EFI_STATUS Logged;     // of its step in the log
+  TEXT WhyNot;           // why it does not come about in a rebuild; empty when it does
+  UINT32 ForeignMembers; // members that are here, with data of another controller
+  bool IsThere;          // on the controller now
+};
+
+// What becomes of a saved disk.
+struct DISK_PLAN {
+  UINT32 Twin;         // the place of the same disk among the current ones plus 1; 0: it is not here
+  UINT32 SpareCommand; // the number of the command that makes its partner a hot spare plus 1; 0: none
+  TEXT WhyNoSpare;     // why the saved hot spare does not come about in a rebuild; empty when it does
 };
 
 struct RESTORE_PLAN {
@@ -33,7 +45,16 @@ struct RESTORE_PLAN {
   RAID_CMD_RESULT Adapter; // the controller's answers to Get; no data when it has none
   RAID_CMD_RESULT Disks;
   RAID_CMD_RESULT Volumes;
-  FIT_INDEX Fits; // of the controller's disks
+  FIT_INDEX Fits;           // of the controller's disks
+  VOLUME_PLAN *VolumePlans; // pool; one for each saved virtual disk
+  DISK_PLAN *DiskPlans;     // pool; one for each saved disk
+  UINT32 *Uses;             // pool; for how many saved disks each current one stands in
+  bool *LosesContents;      // pool; of each current disk: it belongs to a virtual disk now or later, or is foreign
+  bool VolumesShift;        // a saved virtual disk does not come back, so that ids of others change
+  ID_INDEX CurrentIndex;    // of the controller's disks
+  ID_INDEX VolumeIndex;     // of its virtual disks
+  ID_INDEX SavedIndex;      // of the saved disks
+  ID_INDEX SavedVolumeIndex;
 };
 
 // Plans the restore of saved, which it changes as a restore does, with the run mode that the driver would make of the
@@ -46,14 +67,18 @@ void freePlan(RESTORE_PLAN *plan);
 XYL_RESULT makePlan(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved,
                     const RUN_OPTIONS &options, RESTORE_PLAN *plan);
 
-// Whether all saved settings, virtual disks and hot spares would come back.
+// Whether all saved settings, virtual disks and hot spares would come back, and the security key.
 bool isPlanComplete(const RESTORE_PLAN &plan);
+// Whether an element of the adapter is a setting that a restore brings back.
+bool isSetting(const CHAR8 *element);
+// How many of the saved virtual disks lie on foreign disks that are here, so that an import may bring them back.
+UINT32 foreignVolumes(const RESTORE_PLAN &plan);
 
 // A restore that would fail gives a message and that failure.
 XYL_RESULT checkPlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan);
 
-// Shows what a rebuild destroys and creates; fails as checkPlan does.
-XYL_RESULT showRebuild(const XYL_CONTEXT &context, const RESTORE_PLAN &plan);
+// Shows what a rebuild destroys and creates, and what could be imported instead; fails as checkPlan does.
+XYL_RESULT showRebuild(const XYL_CONTEXT &context, const CONTROLLER &controller, const RESTORE_PLAN &plan);
 
-// The command.
-XYL_RESULT runPlan(const XYL_CONTEXT &context);
+// Shows all of a plan, or writes it as JSON; XYL_DIFFERENT when it is not complete. Fails as checkPlan does.
+XYL_RESULT tellPlan(const XYL_CONTEXT &context, const CONTROLLER &controller, const RESTORE_PLAN &plan);

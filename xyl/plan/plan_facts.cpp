@@ -4,7 +4,6 @@
 #include "base/text.h"
 #include "driver/restore/restore.h"
 #include "driver/xml/xml.h"
-#include "xyl/steps/steps.h"
 
 const PLAN_COMMAND *findCommand(const RESTORE_PLAN &plan, UINT32 command, UINT32 objectType, const void *data) {
   for (UINT32 i = 0; i < plan.CommandCount; ++i) {
@@ -16,87 +15,11 @@ const PLAN_COMMAND *findCommand(const RESTORE_PLAN &plan, UINT32 command, UINT32
   return nullptr;
 }
 
-// --- Virtual disks ---
-
-// The status of the index-th virtual disk in the log, which has one step for each as far as the restore comes.
-static EFI_STATUS loggedStatus(const RESTORE_PLAN &plan, UINT32 index) {
-  LOG_STEP step;
-  for (const XML_NODE *node = childNamed(plan.Log, "Operation"); node != nullptr; node = nextSame(node)) {
-    readStep(node, &step);
-    if (textEqual(step.Name, "CreateVD") && index-- == 0) {
-      return step.Status;
-    }
-  }
-  return EFI_ABORTED;
-}
-
-const CHAR8 *whyNotCreated(const RESTORE_PLAN &plan, UINT32 index) {
-  const RAID_VD_RECORD *volume = &plan.Saved->logicalDisks[index];
-  if (findCommand(plan, RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, volume) != nullptr) {
-    return nullptr;
-  }
-  switch (loggedStatus(plan, index)) {
-  case EFI_UNSUPPORTED:
-    return "the adapter has no CacheCade";
-  case EFI_OUT_OF_RESOURCES:
-    return "no partner for saved disks";
-  default:
-    return "the restore ends before it";
-  }
-}
-
-bool isWithoutPartner(const RESTORE_PLAN &plan, UINT32 savedId) {
-  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
-    if (plan.Saved->physicalDisks[i].ObjectID == savedId) {
-      return plan.Map == nullptr || plan.Map[i] == 0;
-    }
-  }
-  return true;
-}
-
-static bool holds(const UINT32 *ids, UINT32 count, UINT32 id) {
-  for (UINT32 i = 0; ids != nullptr && i < count; ++i) {
-    if (ids[i] == id) {
-      return true;
-    }
-  }
-  return false;
-}
-
-bool losesContents(const RESTORE_PLAN &plan, UINT32 currentId) {
-  for (UINT32 i = 0; i < recordCount(&plan.Volumes); ++i) {
-    const RAID_VD_RECORD &volume = currentVolumes(plan)[i];
-    if (holds(volume.PDs, volume.PDCount, currentId)) {
-      return true;
-    }
-  }
-  for (UINT32 i = 0; i < plan.CommandCount; ++i) {
-    const PLAN_COMMAND &command = plan.Commands[i];
-    if (command.Command == RAID_COMMAND_CREATE && holds(command.Ids, command.IdCount, currentId)) {
-      return true;
-    }
-  }
-  return false;
-}
-
 // --- Disks ---
 
 // Indexed by DISK_FIT.
 static constexpr const CHAR8 *g_fitWords[DISK_FIT_COUNT] = {"taken", "too small", "of the other medium",
                                                             "with another protocol", "without encryption"};
-
-static const RAID_PD_RECORD *findCurrent(const RESTORE_PLAN &plan, UINT32 id) {
-  for (UINT32 i = 0; i < recordCount(&plan.Disks); ++i) {
-    if (currentDisks(plan)[i].ObjectID == id) {
-      return &currentDisks(plan)[i];
-    }
-  }
-  return nullptr;
-}
-
-static bool isSameDisk(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
-  return saved.WWN != 0 && saved.WWN == current.WWN;
-}
 
 // Why no disk in the saved disk's place stands in for it.
 static void putWhyNotInPlace(TEXT *text, const RESTORE_PLAN &plan, const RAID_PD_RECORD &saved) {
@@ -139,7 +62,7 @@ void putDiskReason(TEXT *text, const RESTORE_PLAN &plan, UINT32 index) {
     putWhyNotElsewhere(text, plan, saved);
     return;
   }
-  bool isSame = isSameDisk(saved, *current);
+  bool isSame = plan.DiskPlans[index].Twin == static_cast<UINT32>(current - currentDisks(plan)) + 1;
   if (samePlace(saved, *current)) {
     putText(text, isSame ? "the same disk in the same place" : "another disk in the same place");
   } else {
@@ -147,10 +70,9 @@ void putDiskReason(TEXT *text, const RESTORE_PLAN &plan, UINT32 index) {
     putWhyNotInPlace(text, plan, saved);
   }
   // The mapping does not look at states, the controller does.
-  const CHAR8 *state = GetNameFromValue(current->State, g_stateTable);
-  if (textEqual(state, "Failed") || textEqual(state, "Offline")) {
+  if (isLost(*current)) {
     putText(text, "; BUT IT IS ");
-    putText(text, state);
+    putText(text, GetNameFromValue(current->State, g_stateTable));
   }
 }
 
@@ -159,6 +81,19 @@ void putDiskReason(TEXT *text, const RESTORE_PLAN &plan, UINT32 index) {
 static bool isCompared(const FIELD_ROW &row) {
   for (UINT16 offset : g_comparedModes) {
     if (row.Place.Offset == offset) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool isSetting(const CHAR8 *element) {
+  if (textEqual(element, "Rate")) {
+    return true;
+  }
+  for (UINT32 i = 0; i < g_adapterFields.RowCount; ++i) {
+    const FIELD_ROW &row = g_adapterFields.Rows[i];
+    if (row.Place.Width == 1 && isCompared(row) && textEqual(row.Element, element)) {
       return true;
     }
   }
@@ -220,30 +155,4 @@ void findSettings(const RESTORE_PLAN &plan, SETTINGS *settings) {
   *settings = {};
   findModes(plan, settings);
   findRates(plan, settings);
-}
-
-bool isPlanComplete(const RESTORE_PLAN &plan) {
-  SETTINGS settings;
-  findSettings(plan, &settings);
-  if (EFI_ERROR(plan.Status)) {
-    return false;
-  }
-  if (settings.Count != 0 && findCommand(plan, RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, nullptr) == nullptr) {
-    return false;
-  }
-  if (plan.PreservesVolumes) {
-    return true;
-  }
-  for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
-    if (whyNotCreated(plan, i) != nullptr) {
-      return false;
-    }
-  }
-  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
-    const RAID_PD_RECORD &disk = plan.Saved->physicalDisks[i];
-    if (disk.Hotspare != 0 && isWithoutPartner(plan, disk.ObjectID)) {
-      return false;
-    }
-  }
-  return true;
 }

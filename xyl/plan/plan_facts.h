@@ -18,12 +18,16 @@ inline const RAID_VD_RECORD *currentVolumes(const RESTORE_PLAN &plan) {
 // The planned command of that kind whose data is the record (null: any), or null.
 const PLAN_COMMAND *findCommand(const RESTORE_PLAN &plan, UINT32 command, UINT32 objectType, const void *data);
 
-// Why saved virtual disk number index is not created, in words; null when it is.
-const CHAR8 *whyNotCreated(const RESTORE_PLAN &plan, UINT32 index);
-// Whether a member of a saved virtual disk has no partner.
-bool isWithoutPartner(const RESTORE_PLAN &plan, UINT32 savedId);
-// Whether a current disk belongs to a virtual disk now, or to one that is created.
-bool losesContents(const RESTORE_PLAN &plan, UINT32 currentId);
+// Fills in what becomes of the saved virtual disks and hot spares.
+EFI_STATUS judgePlan(RESTORE_PLAN *plan);
+
+// The controller's disk of that id, or null.
+const RAID_PD_RECORD *findCurrent(const RESTORE_PLAN &plan, UINT32 id);
+bool isForeign(const RAID_PD_RECORD &disk);
+bool isLost(const RAID_PD_RECORD &disk); // of no use to the controller
+// Whether the saved security key, or the saved security mode, is gone afterwards.
+bool losesKey(const RESTORE_PLAN &plan);
+bool losesSecurityMode(const RESTORE_PLAN &plan);
 
 // Why the saved disk of that index has the partner that it has, or none.
 void putDiskReason(TEXT *text, const RESTORE_PLAN &plan, UINT32 index);
@@ -44,4 +48,4 @@ struct SETTINGS {
 void findSettings(const RESTORE_PLAN &plan, SETTINGS *settings);
 
 // Writes a plan without failure as JSON.
-XYL_RESULT writePlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan);
+XYL_RESULT writePlan(const XYL_CONTEXT &context, const CONTROLLER &controller, const RESTORE_PLAN &plan);

@@ -35,7 +35,7 @@ static void writeDestroyed(JSON *json, const RESTORE_PLAN &plan) {
            findCommand(plan, RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER, nullptr) != nullptr);
   jsonArray(json, "contentsLost");
   for (UINT32 i = 0; !plan.PreservesVolumes && i < recordCount(&plan.Disks); ++i) {
-    if (losesContents(plan, currentDisks(plan)[i].ObjectID)) {
+    if (plan.LosesContents[i]) {
       jsonNumber(json, nullptr, currentDisks(plan)[i].ObjectID);
     }
   }
@@ -54,27 +54,66 @@ static void writeMembers(JSON *json, const PLAN_COMMAND &command) {
 static void writeCreated(JSON *json, const RESTORE_PLAN &plan) {
   jsonArray(json, "virtualDisks");
   for (UINT32 i = 0; !plan.PreservesVolumes && i < plan.Saved->logicalDiskCount; ++i) {
-    const RAID_VD_RECORD &volume = plan.Saved->logicalDisks[i];
-    const PLAN_COMMAND *command = findCommand(plan, RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, &volume);
+    const VOLUME_PLAN &judged = plan.VolumePlans[i];
     jsonObject(json, nullptr);
-    writeVolumeMembers(json, volume);
-    jsonBool(json, "created", command != nullptr);
-    if (command != nullptr) {
-      writeMembers(json, *command);
+    writeVolumeMembers(json, plan.Saved->logicalDisks[i]);
+    jsonBool(json, "created", judged.WhyNot.Length == 0);
+    if (judged.WhyNot.Length == 0) {
+      writeMembers(json, plan.Commands[judged.Command - 1]);
     } else {
-      jsonText(json, "reason", whyNotCreated(plan, i));
+      jsonText(json, "reason", textOf(judged.WhyNot));
     }
     jsonEnd(json);
   }
   jsonEnd(json);
 }
 
+// The saved virtual disks that are not on the controller, and what an import may bring back.
+static void writeElsewhere(JSON *json, const RESTORE_PLAN &plan) {
+  jsonArray(json, "missing");
+  for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
+    const VOLUME_PLAN &judged = plan.VolumePlans[i];
+    if (!judged.IsThere) {
+      jsonObject(json, nullptr);
+      writeVolumeMembers(json, plan.Saved->logicalDisks[i]);
+      jsonNumber(json, "members", plan.Saved->logicalDisks[i].PDCount);
+      jsonNumber(json, "foreignMembers", judged.ForeignMembers);
+      jsonEnd(json);
+    }
+  }
+  jsonEnd(json);
+}
+
+static void writeNotBroughtBack(JSON *json, const RESTORE_PLAN &plan) {
+  jsonArray(json, "notBroughtBack");
+  if (losesKey(plan)) {
+    jsonText(json, nullptr, "security key");
+  }
+  if (losesSecurityMode(plan)) {
+    jsonText(json, nullptr, "security mode");
+  }
+  if (!plan.PreservesVolumes && plan.EncryptedVolumes != 0) {
+    jsonText(json, nullptr, "encryption");
+  }
+  jsonEnd(json);
+}
+
 static void writeSpares(JSON *json, const RESTORE_PLAN &plan) {
   jsonArray(json, "hotSpares");
-  for (UINT32 i = 0; i < plan.CommandCount; ++i) {
-    const PLAN_COMMAND &command = plan.Commands[i];
-    if (command.Command == RAID_COMMAND_CHANGE && command.ObjectType == RAID_OBJECT_PHYSICAL_DISK) {
-      jsonNumber(json, nullptr, command.Ids[0]);
+  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
+    const DISK_PLAN &judged = plan.DiskPlans[i];
+    if (judged.SpareCommand != 0 && judged.WhyNoSpare.Length == 0) {
+      jsonNumber(json, nullptr, plan.Commands[judged.SpareCommand - 1].Ids[0]);
+    }
+  }
+  jsonEnd(json);
+  jsonArray(json, "hotSparesNotMade");
+  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
+    if (plan.DiskPlans[i].WhyNoSpare.Length != 0) {
+      jsonObject(json, nullptr);
+      jsonNumber(json, "saved", plan.Saved->physicalDisks[i].ObjectID);
+      jsonText(json, "reason", textOf(plan.DiskPlans[i].WhyNoSpare));
+      jsonEnd(json);
     }
   }
   jsonEnd(json);
@@ -130,14 +169,17 @@ static void writeCommands(JSON *json, const RESTORE_PLAN &plan) {
   jsonEnd(json);
 }
 
-XYL_RESULT writePlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan) {
+XYL_RESULT writePlan(const XYL_CONTEXT &context, const CONTROLLER &controller, const RESTORE_PLAN &plan) {
   JSON json = {};
   json.Host = context.Host;
   jsonObject(&json, nullptr);
+  writeIdentity(&json, controller.Identity);
   jsonBool(&json, "rebuild", !plan.PreservesVolumes);
   jsonBool(&json, "complete", isPlanComplete(plan));
   writeDestroyed(&json, plan);
   writeCreated(&json, plan);
+  writeElsewhere(&json, plan);
+  writeNotBroughtBack(&json, plan);
   writeSpares(&json, plan);
   writeDisks(&json, plan);
   writeSettings(&json, plan);

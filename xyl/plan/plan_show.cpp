@@ -1,10 +1,7 @@
-// plan, and what a rebuild shows before it asks.
-#include "base/pool.h"
+// A plan in words, and what a rebuild shows before it asks.
 #include "base/text.h"
-#include "driver/request/request.h"
 #include "driver/restore/restore.h"
 #include "driver/xml/xml.h"
-#include "xyl/controllers/controllers.h"
 #include "xyl/diff/diff.h"
 #include "xyl/plan/plan_facts.h"
 #include "xyl/steps/steps.h"
@@ -15,6 +12,27 @@ static void sayVolume(const XYL_HOST *host, const RAID_VD_RECORD &volume) {
   const CHAR16 *name = volume.Name;
   say(host, u"  virtual disk %d \"%s\", %a, %a", volume.ObjectID, name != nullptr ? name : u"",
       GetNameFromValue(volume.RAIDLevel, g_raidLevelTable), size);
+}
+
+static bool isForeignAt(const RESTORE_PLAN &plan, UINT32 place) {
+  return isForeign(currentDisks(plan)[place]);
+}
+
+static bool losesContentsAt(const RESTORE_PLAN &plan, UINT32 place) {
+  return plan.LosesContents[place];
+}
+
+// A line with the ids of the current disks of which that is so, if there are any.
+static void sayDisksThat(const XYL_HOST *host, const RESTORE_PLAN &plan, const CHAR8 *words,
+                         bool (*isSo)(const RESTORE_PLAN &plan, UINT32 place)) {
+  const CHAR8 *before = words;
+  for (UINT32 i = 0; i < recordCount(&plan.Disks); ++i) {
+    if (isSo(plan, i)) {
+      say(host, u"%a%d", before, currentDisks(plan)[i].ObjectID);
+      before = ", ";
+    }
+  }
+  sayLines(host, before == words ? "" : "\n");
 }
 
 static void sayDestroyed(const XYL_HOST *host, const RESTORE_PLAN &plan) {
@@ -29,40 +47,50 @@ static void sayDestroyed(const XYL_HOST *host, const RESTORE_PLAN &plan) {
     sayVolume(host, volume);
     say(host, u", on disks %a\n", orNone(disks.Text));
   }
-  say(host, u"  foreign configurations and hot spare assignments, if there are any\n");
+  sayDisksThat(host, plan, "  foreign configurations, on disks ", isForeignAt);
+  say(host, u"  hot spare assignments\n");
   if (findCommand(plan, RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER, nullptr) != nullptr) {
     say(host, u"  the security key\n");
   }
-  WORD_LIST lost = {};
-  for (UINT32 i = 0; i < recordCount(&plan.Disks); ++i) {
-    UINT32 id = currentDisks(plan)[i].ObjectID;
-    if (losesContents(plan, id)) {
-      appendNumber(lost, ", ", id);
-    }
-  }
-  say(host, u"Disks that lose their contents: %a\n", orNone(lost.Text));
+  sayDisksThat(host, plan, "Disks that lose their contents: ", losesContentsAt);
 }
 
 // Documents list members in the reverse of the controller's order, and so does what is made from one.
 static void sayCreatedVolume(const XYL_HOST *host, const RESTORE_PLAN &plan, UINT32 index) {
-  const RAID_VD_RECORD &volume = plan.Saved->logicalDisks[index];
-  const UINT32 *members = volume.PDs;
-  const PLAN_COMMAND *command = findCommand(plan, RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, &volume);
-  WORD_LIST disks = {};
-  sayVolume(host, volume);
-  if (command != nullptr) {
-    for (UINT32 j = command->IdCount; j-- > 0;) {
-      appendNumber(disks, ", ", command->Ids[j]);
-    }
-    say(host, u", on disks %a\n", orNone(disks.Text));
+  const VOLUME_PLAN &judged = plan.VolumePlans[index];
+  sayVolume(host, plan.Saved->logicalDisks[index]);
+  if (judged.WhyNot.Length != 0) {
+    say(host, u": NOT CREATED, %a\n", textOf(judged.WhyNot));
     return;
   }
-  for (UINT32 j = members != nullptr ? volume.PDCount : 0; j-- > 0;) {
-    if (isWithoutPartner(plan, members[j])) {
-      appendNumber(disks, ", ", members[j]);
+  const PLAN_COMMAND &command = plan.Commands[judged.Command - 1];
+  WORD_LIST disks = {};
+  for (UINT32 j = command.IdCount; j-- > 0;) {
+    appendNumber(disks, ", ", command.Ids[j]);
+  }
+  say(host, u", on disks %a\n", orNone(disks.Text));
+}
+
+static void saySpares(const XYL_HOST *host, const RESTORE_PLAN &plan) {
+  WORD_LIST spares = {};
+  WORD_LIST alone = {};
+  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
+    const DISK_PLAN &judged = plan.DiskPlans[i];
+    if (judged.SpareCommand != 0 && judged.WhyNoSpare.Length == 0) {
+      appendNumber(spares, ", ", plan.Commands[judged.SpareCommand - 1].Ids[0]);
+    }
+    if (plan.Map == nullptr || plan.Map[i] == 0) {
+      appendNumber(alone, ", ", plan.Saved->physicalDisks[i].ObjectID);
     }
   }
-  say(host, u": NOT CREATED, %a%a%a\n", whyNotCreated(plan, index), *disks.Text != 0 ? " " : "", disks.Text);
+  say(host, u"  hot spares on disks %a\n", orNone(spares.Text));
+  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
+    if (plan.DiskPlans[i].WhyNoSpare.Length != 0) {
+      say(host, u"  hot spare %d: NOT MADE, %a\n", plan.Saved->physicalDisks[i].ObjectID,
+          textOf(plan.DiskPlans[i].WhyNoSpare));
+    }
+  }
+  say(host, u"Saved disks without a partner: %a\n", orNone(alone.Text));
 }
 
 static void sayCreated(const XYL_HOST *host, const RESTORE_PLAN &plan) {
@@ -70,26 +98,44 @@ static void sayCreated(const XYL_HOST *host, const RESTORE_PLAN &plan) {
   for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
     sayCreatedVolume(host, plan, i);
   }
-  WORD_LIST spares = {};
-  WORD_LIST alone = {};
-  for (UINT32 i = 0; i < plan.CommandCount; ++i) {
-    const PLAN_COMMAND &command = plan.Commands[i];
-    if (command.Command == RAID_COMMAND_CHANGE && command.ObjectType == RAID_OBJECT_PHYSICAL_DISK) {
-      appendNumber(spares, ", ", command.Ids[0]);
+  saySpares(host, plan);
+}
+
+// What no restore brings back, if there is anything.
+static void sayNotBroughtBack(const XYL_HOST *host, const RESTORE_PLAN &plan) {
+  if (losesKey(plan)) {
+    say(host, u"Not brought back: the security key, whose passphrase no document holds\n");
+  }
+  if (losesSecurityMode(plan)) {
+    say(host, u"Not brought back: the security mode\n");
+  }
+  if (!plan.PreservesVolumes && plan.EncryptedVolumes != 0) {
+    say(host, u"Not brought back: the encryption of %d of the saved virtual disks\n", plan.EncryptedVolumes);
+  }
+}
+
+static void sayMissing(const XYL_HOST *host, const RESTORE_PLAN &plan) {
+  for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
+    if (!plan.VolumePlans[i].IsThere) {
+      sayVolume(host, plan.Saved->logicalDisks[i]);
+      say(host, u": NOT ON THE CONTROLLER, and this restore does not create it\n");
     }
   }
-  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
-    UINT32 id = plan.Saved->physicalDisks[i].ObjectID;
-    if (isWithoutPartner(plan, id)) {
-      appendNumber(alone, ", ", id);
+}
+
+// The saved virtual disks that an import may bring back, if there are any.
+static void sayForeign(const XYL_HOST *host, const RESTORE_PLAN &plan) {
+  if (foreignVolumes(plan) == 0) {
+    return;
+  }
+  say(host, u"'xyl import' may bring back with their data, from disks that are here and foreign:\n");
+  for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
+    UINT32 members = plan.VolumePlans[i].ForeignMembers;
+    if (members != 0) {
+      sayVolume(host, plan.Saved->logicalDisks[i]);
+      say(host, u": %d of its %d disks are here\n", members, plan.Saved->logicalDisks[i].PDCount);
     }
   }
-  say(host, u"  hot spares on disks %a\n", orNone(spares.Text));
-  if (plan.EncryptedVolumes != 0) {
-    say(host, u"  nothing encrypted: %d of the saved virtual disks were, and come back without encryption\n",
-        plan.EncryptedVolumes);
-  }
-  say(host, u"Saved disks without a partner: %a\n", orNone(alone.Text));
 }
 
 XYL_RESULT checkPlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan) {
@@ -106,11 +152,20 @@ XYL_RESULT checkPlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan) {
   return failed(plan.Status);
 }
 
-XYL_RESULT showRebuild(const XYL_CONTEXT &context, const RESTORE_PLAN &plan) {
+static void sayController(const XYL_HOST *host, const CONTROLLER &controller) {
+  say(host, u"Controller: ");
+  sayIdentity(host, controller.Identity);
+  say(host, u"\n");
+}
+
+XYL_RESULT showRebuild(const XYL_CONTEXT &context, const CONTROLLER &controller, const RESTORE_PLAN &plan) {
   XYL_RESULT result = checkPlan(context, plan);
   if (!isFailure(result)) {
+    sayController(context.Host, controller);
     sayDestroyed(context.Host, plan);
     sayCreated(context.Host, plan);
+    sayNotBroughtBack(context.Host, plan);
+    sayForeign(context.Host, plan);
   }
   return result;
 }
@@ -170,13 +225,16 @@ static void saySteps(const XYL_HOST *host, const RESTORE_PLAN &plan) {
   }
 }
 
-static XYL_RESULT showPlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan) {
+static XYL_RESULT showPlan(const XYL_CONTEXT &context, const CONTROLLER &controller, const RESTORE_PLAN &plan) {
   EFI_STATUS status = EFI_SUCCESS;
   if (plan.PreservesVolumes) {
+    sayController(context.Host, controller);
     say(context.Host, u"The virtual disks and hot spares stay as they are.\n");
+    sayMissing(context.Host, plan);
+    sayNotBroughtBack(context.Host, plan);
+    sayForeign(context.Host, plan);
   } else {
-    sayDestroyed(context.Host, plan);
-    sayCreated(context.Host, plan);
+    showRebuild(context, controller, plan);
     status = sayDisks(context.Host, plan);
   }
   status = EFI_ERROR(status) ? status : saySettings(context.Host, plan);
@@ -188,46 +246,12 @@ static XYL_RESULT showPlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan)
   return succeeded();
 }
 
-static XYL_RESULT plan(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved) {
-  RUN_OPTIONS options = {/* Restore= */ true, /* PreserveVd= */ !hasOption(context, XYL_OPTION_REBUILD),
-                         hasOption(context, XYL_OPTION_STOP_ON_ERROR)};
-  RESTORE_PLAN plan;
-  XYL_RESULT result = makePlan(context, controller, saved, options, &plan);
-  if (isFailure(result)) {
-    freePlan(&plan);
-    return result;
-  }
-  result = checkPlan(context, plan);
-  if (!isFailure(result)) {
-    result = hasOption(context, XYL_OPTION_JSON) ? writePlan(context, plan) : showPlan(context, plan);
-  }
-  if (!isFailure(result) && !isPlanComplete(plan)) {
-    result = different();
-  }
-  freePlan(&plan);
-  return result;
-}
-
-XYL_RESULT runPlan(const XYL_CONTEXT &context) {
-  RAID_XYL_PROTOCOL *operations = nullptr;
-  RAID_MGMT_PROTOCOL *controller = nullptr;
-  XYL_RESULT result = selectController(context, &operations, &controller);
+XYL_RESULT tellPlan(const XYL_CONTEXT &context, const CONTROLLER &controller, const RESTORE_PLAN &plan) {
+  XYL_RESULT result = checkPlan(context, plan);
   if (isFailure(result)) {
     return result;
   }
-  const CHAR8 *file = context.Request->Operands[0];
-  DOCUMENT_TEXT document;
-  result = readDocument(context, file, &document);
-  if (isFailure(result)) {
-    return result;
-  }
-  RAID_CONFIG *saved = nullptr;
-  result = readConfiguration(context, file, document.Text, &saved);
-  releaseDocument(&document);
-  if (isFailure(result)) {
-    return result;
-  }
-  result = plan(context, controller, saved);
-  releaseConfig(saved);
-  return result;
+  result =
+      hasOption(context, XYL_OPTION_JSON) ? writePlan(context, controller, plan) : showPlan(context, controller, plan);
+  return isFailure(result) || isPlanComplete(plan) ? result : different();
 }

@@ -4,6 +4,7 @@
 #include "base/print.h"
 #include "base/text.h"
 #include "xyl/controllers/controllers.h"
+#include "xyl/guard/guard.h"
 #include "xyl/host/host.h"
 #include "xyl/report/report_sections.h"
 

@@ -5,106 +5,43 @@
 #include "base/text.h"
 #include "uefi/protocols.h"
 #include "xyl/output/output.h"
+#include "xyl/shell_front/shell_files.h"
 #include "xyl/shell_front/shell_text.h"
 #include "xyl/xyl.h"
 
 static const EFI_GUID g_shellGuid = EFI_SHELL_PROTOCOL_GUID;
 static const EFI_GUID g_shellParametersGuid = EFI_SHELL_PARAMETERS_PROTOCOL_GUID;
 
-static EFI_SHELL_PROTOCOL *shellOf(const XYL_HOST *host) {
-  return static_cast<EFI_SHELL_PROTOCOL *>(host->Context);
+// Serial consoles lose what comes in one large piece, so lines go one by one, and their statuses count.
+static void writeLine(SHELL *shell, EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console, const CHAR8 *text, UINTN length) {
+  CHAR16 *wide = wideFromUtf8(text, length, /* carriageReturns= */ true);
+  EFI_STATUS status = wide != nullptr ? console->OutputString(console, wide) : EFI_OUT_OF_RESOURCES;
+  poolFree(wide);
+  if (EFI_ERROR(status) && !EFI_ERROR(shell->Written)) {
+    shell->Written = status;
+  }
 }
 
 static void writeConsole(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
   EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = host->SystemTable->ConOut;
-  CHAR16 *wide = console != nullptr ? wideFromUtf8(text, length, /* carriageReturns= */ true) : nullptr;
-  if (wide != nullptr) {
-    console->OutputString(console, wide);
-    poolFree(wide);
-  }
-}
-
-static EFI_STATUS openFile(const XYL_HOST *host, const CHAR8 *name, UINT64 mode, EFI_SHELL_FILE_HANDLE *file) {
-  CHAR16 *wide = wideFromUtf8(name, textLength(name), /* carriageReturns= */ false);
-  if (wide == nullptr) {
-    return EFI_OUT_OF_RESOURCES;
-  }
-  EFI_STATUS status = EFI_SUCCESS;
-  if (mode == EFI_FILE_MODE_CREATE) {
-    // Creating does not cut an existing file. That there was none to delete is no failure.
-    shellOf(host)->DeleteFileByName(wide);
-  }
-  status = shellOf(host)->OpenFileByName(wide, file, mode);
-  poolFree(wide);
-  return status;
-}
-
-// Reads size bytes into a new pool buffer with a NUL behind them.
-static EFI_STATUS readOpenFile(EFI_SHELL_PROTOCOL *shell, EFI_SHELL_FILE_HANDLE file, UINTN size, CHAR8 **data) {
-  *data = static_cast<CHAR8 *>(poolAllocate(size + 1));
-  if (*data == nullptr) {
-    return EFI_OUT_OF_RESOURCES;
-  }
-  UINTN done = 0;
-  EFI_STATUS status = EFI_SUCCESS;
-  while (done < size && !EFI_ERROR(status)) {
-    UINTN part = size - done;
-    status = shell->ReadFile(file, &part, *data + done);
-    if (!EFI_ERROR(status) && part == 0) {
-      status = EFI_END_OF_FILE;
+  for (UINTN begin = 0; console != nullptr && begin < length;) {
+    UINTN end = begin;
+    while (end < length && text[end++] != '\n') {
     }
-    done += part;
+    writeLine(shellOf(host), console, text + begin, end - begin);
+    begin = end;
   }
-  if (EFI_ERROR(status)) {
-    poolRelease(*data);
-    return status;
-  }
-  (*data)[size] = 0;
-  return EFI_SUCCESS;
 }
 
-static EFI_STATUS readFile(const XYL_HOST *host, const CHAR8 *name, CHAR8 **data, UINTN *size) {
-  EFI_SHELL_FILE_HANDLE file = nullptr;
-  EFI_STATUS status = openFile(host, name, EFI_FILE_MODE_READ, &file);
-  if (EFI_ERROR(status)) {
-    return status;
-  }
-  UINT64 length = 0;
-  status = shellOf(host)->GetFileSize(file, &length);
-  if (!EFI_ERROR(status)) {
-    status = length > XYL_FILE_LIMIT ? EFI_BAD_BUFFER_SIZE : readOpenFile(shellOf(host), file, length, data);
-    *size = length;
-  }
-  shellOf(host)->CloseFile(file);
-  return status;
-}
-
-static EFI_STATUS writeFile(const XYL_HOST *host, const CHAR8 *name, const CHAR8 *data, UINTN size) {
-  EFI_SHELL_FILE_HANDLE file = nullptr;
-  EFI_STATUS status = openFile(host, name, EFI_FILE_MODE_CREATE, &file);
-  if (EFI_ERROR(status)) {
-    return status;
-  }
-  // The shell's interface has no const; it does not write to the buffer.
-  UINTN written = size;
-  status = shellOf(host)->WriteFile(file, &written, const_cast<CHAR8 *>(data));
-  if (!EFI_ERROR(status) && written != size) {
-    status = EFI_VOLUME_FULL;
-  }
-  EFI_STATUS flushed = shellOf(host)->FlushFile(file);
-  EFI_STATUS closed = shellOf(host)->CloseFile(file);
-  if (EFI_ERROR(status)) {
-    return status;
-  }
-  return EFI_ERROR(flushed) ? flushed : closed;
-}
+// A file that stands in for the keyboard ("<") says at its end for ever that there is a key, and then has none.
+static constexpr UINTN IDLE_WAKES = 1000;
 
 // Waits for one key.
 static EFI_STATUS readKey(const XYL_HOST *host, CHAR16 *unit) {
   EFI_SIMPLE_TEXT_INPUT_PROTOCOL *keyboard = host->SystemTable->ConIn;
   EFI_INPUT_KEY key = {};
   EFI_STATUS status = EFI_NOT_READY;
-  while (status == EFI_NOT_READY) {
+  for (UINTN i = 0; status == EFI_NOT_READY && i < IDLE_WAKES; ++i) {
     UINTN index = 0;
     status = g_bootServices->WaitForEvent(1, &keyboard->WaitForKey, &index);
     if (!EFI_ERROR(status)) {
@@ -114,6 +51,8 @@ static EFI_STATUS readKey(const XYL_HOST *host, CHAR16 *unit) {
   *unit = key.UnicodeChar;
   return status;
 }
+
+static constexpr CHAR16 BYTE_ORDER_MARK = 0xFEFF; // the first unit of such a file
 
 static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
   if (host->SystemTable->ConIn == nullptr) {
@@ -133,7 +72,7 @@ static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
     if (unit == u'\b' && length != 0) {
       --length;
       writeConsole(host, "\b \b", 3);
-    } else if (unit >= u' ') {
+    } else if (unit >= u' ' && unit != BYTE_ORDER_MARK) {
       // A longer answer is none that matters, but it must not become a yes by being cut.
       if (length < 4) {
         line[length] = unit;
@@ -190,6 +129,11 @@ static EFI_STATUS runArguments(XYL_HOST *host, UINTN count, const CHAR8 *const *
   if (!isFailure(result)) {
     result = xylRun(host, request);
   }
+  EFI_STATUS written = shellOf(host)->Written;
+  if (EFI_ERROR(written) && result.Outcome <= XYL_DIFFERENT) {
+    complain(host, u"the output cannot be written: %a", statusWords(written));
+    return written;
+  }
   return result.Status;
 }
 
@@ -223,7 +167,9 @@ extern "C" EFI_STATUS EFIAPI XylEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *system
     Print(u"xyl: this program runs in a UEFI Shell\r\n");
     return EFI_UNSUPPORTED;
   }
-  XYL_HOST host = {shell, XYL_FRONT_SHELL, systemTable, writeConsole, writeConsole, readFile, writeFile, askYes};
+  SHELL context = {static_cast<EFI_SHELL_PROTOCOL *>(shell), EFI_SUCCESS};
+  XYL_HOST host = {&context,      XYL_FRONT_SHELL, systemTable,      writeConsole,    writeConsole,
+                   shellReadFile, shellOpenOutput, shellCloseOutput, shellIsSameFile, askYes};
   host.Terminal = true;
   host.Busy = showBusy;
   return runShellParameters(&host, static_cast<EFI_SHELL_PARAMETERS_PROTOCOL *>(parameters));

@@ -111,7 +111,8 @@ static void countStep(const LOG_STEP &step, STEP_COUNTS *counts) {
   }
 }
 
-static void saySteps(const XYL_HOST *host, const XML_NODE *log, STEP_COUNTS *counts) {
+void saySteps(const XYL_HOST *host, const XML_NODE *log, STEP_COUNTS *counts) {
+  *counts = {};
   say(host, u"%4a  %-20a  %-8a  %-20a  %a\n", "", "Step", "Result", "Code", "Object");
   LOG_STEP step;
   for (const XML_NODE *node = childNamed(log, "Operation"); node != nullptr; node = nextSame(node)) {
@@ -138,27 +139,4 @@ void writeSteps(JSON *json, const XML_NODE *log, STEP_COUNTS *counts) {
     jsonEnd(json);
   }
   jsonEnd(json);
-}
-
-static void writeLog(const XYL_HOST *host, const XML_NODE *log, EFI_STATUS status, STEP_COUNTS *counts) {
-  JSON json = {};
-  json.Host = host;
-  jsonObject(&json, nullptr);
-  writeSteps(&json, log, counts);
-  jsonNumber(&json, "failedSteps", counts->Failed);
-  jsonText(&json, "status", statusWords(status));
-  jsonEnd(&json);
-}
-
-XYL_RESULT reportLog(const XYL_CONTEXT &context, const CHAR8 *text, EFI_STATUS status, STEP_COUNTS *counts) {
-  *counts = {};
-  XML_NODE *root = nullptr;
-  XYL_RESULT result = text != nullptr ? parseTree(context, "the returned log", text, &root) : succeeded();
-  if (hasOption(context, XYL_OPTION_JSON)) {
-    writeLog(context.Host, root, status, counts);
-  } else if (root != nullptr) {
-    saySteps(context.Host, root, counts);
-  }
-  freeTree(root);
-  return result;
 }

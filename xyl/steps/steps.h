@@ -24,6 +24,5 @@ struct STEP_COUNTS {
 // Writes the steps of a log, which may be null, as the array "steps" of an open object.
 void writeSteps(JSON *json, const XML_NODE *log, STEP_COUNTS *counts);
 
-// Shows the steps of a log: as a table, or with --json as a document that tells status too. The text is null when no
-// log came back. One that does not parse gives a message and a failure.
-XYL_RESULT reportLog(const XYL_CONTEXT &context, const CHAR8 *text, EFI_STATUS status, STEP_COUNTS *counts);
+// Shows the steps of a log as a table.
+void saySteps(const XYL_HOST *host, const XML_NODE *log, STEP_COUNTS *counts);

@@ -1,0 +1,78 @@
+// Outputs: opened before the first change, written whole at the end.
+#include "xyl/guard/guard.h"
+
+// The options whose files a command reads.
+static constexpr XYL_OPTION_ID g_inputs[] = {XYL_OPTION_SAVED, XYL_OPTION_FROM};
+
+static bool isInput(const XYL_CONTEXT &context, const CHAR8 *file) {
+  const XYL_REQUEST &request = *context.Request;
+  for (UINTN i = 0; i < request.OperandCount; ++i) {
+    if (context.Host->IsSameFile(context.Host, file, request.Operands[i])) {
+      return true;
+    }
+  }
+  for (XYL_OPTION_ID id : g_inputs) {
+    if (request.Options[id] != nullptr && context.Host->IsSameFile(context.Host, file, request.Options[id])) {
+      return true;
+    }
+  }
+  return false;
+}
+
+static XYL_RESULT checkName(const XYL_CONTEXT &context, const CHAR8 *file) {
+  const CHAR8 *kept = context.Request->Options[XYL_OPTION_CONTROLLER];
+  if (kept != nullptr && context.Host->IsSameFile(context.Host, file, kept)) {
+    complain(context.Host, u"'%a' keeps the controller; write to another file", file);
+    return wrongUsage();
+  }
+  if (isInput(context, file)) {
+    complain(context.Host, u"'%a' is what the command reads; write to another file", file);
+    return wrongUsage();
+  }
+  return succeeded();
+}
+
+XYL_RESULT openOutput(const XYL_CONTEXT &context, const CHAR8 *file, UINTN room, OUTPUT *output) {
+  *output = {file, nullptr};
+  if (file == nullptr) {
+    return succeeded();
+  }
+  XYL_RESULT result = checkName(context, file);
+  if (isFailure(result)) {
+    return result;
+  }
+  EFI_STATUS status =
+      context.Host->OpenOutput(context.Host, file, room, hasOption(context, XYL_OPTION_FORCE), &output->Handle);
+  if (status == EFI_ALREADY_STARTED) {
+    complain(context.Host, u"'%a' exists; write to another file, or overwrite it with --force", file);
+    return failed(status);
+  }
+  if (EFI_ERROR(status)) {
+    complain(context.Host, u"cannot write '%a': %a", file, statusWords(status));
+    return failed(status);
+  }
+  return succeeded();
+}
+
+XYL_RESULT writeOutput(const XYL_CONTEXT &context, OUTPUT *output, const CHAR8 *text, UINTN size, const CHAR8 *before) {
+  EFI_STATUS status = context.Host->CloseOutput(context.Host, output->Handle, text, size);
+  output->Handle = nullptr;
+  if (EFI_ERROR(status)) {
+    complain(context.Host, u"%acannot write '%a': %a", before, output->File, statusWords(status));
+    return failed(status);
+  }
+  return succeeded();
+}
+
+void dropOutput(const XYL_CONTEXT &context, OUTPUT *output) {
+  if (output->Handle != nullptr) {
+    context.Host->CloseOutput(context.Host, output->Handle, /* data= */ nullptr, 0);
+    output->Handle = nullptr;
+  }
+}
+
+XYL_RESULT writeDocument(const XYL_CONTEXT &context, const CHAR8 *file, const CHAR8 *text, UINTN size) {
+  OUTPUT output;
+  XYL_RESULT result = openOutput(context, file, size, &output);
+  return isFailure(result) ? result : writeOutput(context, &output, text, size, "");
+}

@@ -1,0 +1,32 @@
+// The question before something is lost.
+#include "xyl/guard/guard.h"
+
+static XYL_ANSWER ask(const XYL_CONTEXT &context, const CONTROLLER_IDENTITY &identity) {
+  TEXT question = {};
+  putText(&question, "Go on with ");
+  putIdentity(&question, identity);
+  putText(&question, "? Type yes: ");
+  XYL_ANSWER answer = question.Failed ? XYL_ANSWER_NO_TERMINAL : context.Host->AskYes(context.Host, textOf(question));
+  freeText(&question);
+  return answer;
+}
+
+XYL_RESULT askToGoOn(const XYL_CONTEXT &context, const CONTROLLER_IDENTITY &identity, const CHAR8 *what) {
+  if (hasOption(context, XYL_OPTION_YES)) {
+    return succeeded();
+  }
+  if (hasOption(context, XYL_OPTION_JSON)) {
+    complain(context.Host, u"--json leaves no room for a question; look at 'xyl plan' and give --yes");
+    return wrongUsage();
+  }
+  switch (ask(context, identity)) {
+  case XYL_ANSWER_YES:
+    return succeeded();
+  case XYL_ANSWER_NO:
+    complain(context.Host, u"the %a was declined; nothing was changed", what);
+    return failed(EFI_ABORTED);
+  default:
+    complain(context.Host, u"the %a destroys data and nobody can be asked; give --yes. Nothing was changed", what);
+    return wrongUsage();
+  }
+}
