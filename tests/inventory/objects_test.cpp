@@ -114,6 +114,10 @@ TEST(Inventory, TheWholeDocumentIsAsReadersExpectIt) {
   enclosures[1].Name = wide(u"Box");
   enclosures[1].DeviceID = 9;
   enclosures[1].SlotCount = 255;
+  enclosures[1].EMMCount = 1;
+  enclosures[1].FanCount = 2;
+  enclosures[1].PSUCount = 3;
+  enclosures[1].TempProbeCount = 4;
   enclosures[1].MultipathPort = 0x05;
   memcpy(enclosures[1].ServiceTag, "ABC1234   ", 10);
   memset(enclosures[1].AssetTag, 0, 10);
