@@ -9,8 +9,8 @@
 #define OPTION(id) (1ULL << XYL_OPTION_##id)
 #define OUTCOME(outcome) (1U << XYL_##outcome)
 
-// The host program takes its simulated controller from one of these.
-#define WORLD (OPTION(PRESET) | OPTION(CONTROLLER) | OPTION(LOG))
+// The host program takes its controller from one of these.
+#define WORLD (OPTION(PRESET) | OPTION(CONTROLLER) | OPTION(DISK) | OPTION(LOG))
 #define ON_CONTROLLER (WORLD | OPTION(NUMBER))
 #define DISK_TEXT "DISK is an id, an FQDD, enclosure:slot or direct:slot; 'xyl sim show FILE' lists them.\n"
 #define PLAIN_OUTCOMES (OUTCOME(SUCCESS) | OUTCOME(USAGE) | OUTCOME(NOT_FOUND) | OUTCOME(FAILED))
@@ -37,6 +37,8 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--discard-foreign", nullptr, XYL_FRONT_BOTH, "rebuild although 'xyl import' could bring data back"},
     {nullptr, "--no-backup", nullptr, XYL_FRONT_BOTH, "do not keep what the controller holds before a rebuild"},
     {nullptr, "--show", nullptr, XYL_FRONT_BOTH, "print the change document and do nothing"},
+    {nullptr, "--disk", "FILE", XYL_FRONT_HOST, "serve the disks kept in FILE (an image or a block device) and others",
+     /* Repeats= */ true},
 };
 
 const XYL_COMMAND g_xylCommands[] = {

@@ -78,10 +78,12 @@ enum XYL_OPTION_ID {
   XYL_OPTION_DISCARD_FOREIGN,
   XYL_OPTION_NO_BACKUP,
   XYL_OPTION_SHOW,
+  XYL_OPTION_DISK,
   XYL_OPTION_COUNT
 };
 
 #define XYL_WORDS_MAX 40 // of a command line, options not counted
+#define XYL_DISKS_MAX 64
 
 struct XYL_COMMAND;
 
@@ -92,6 +94,8 @@ struct XYL_REQUEST {
   const CHAR8 *Options[XYL_OPTION_COUNT]; // null: not given; an option without a value holds ""
   const CHAR8 *Operands[XYL_WORDS_MAX];
   UINTN OperandCount;
+  const CHAR8 *Disks[XYL_DISKS_MAX]; // the values of every XYL_OPTION_DISK
+  UINTN DiskCount;
 };
 
 // Whether the request's command works on a controller (the host program then provides one).

@@ -3,8 +3,9 @@
 #   run_firmware.sh x64|aarch64
 # Environment: JOBS the table (tests/firmware/jobs.txt), IMAGES the images (build/efi or build/efi-aarch64), XYL the host
 # client that gives the documents to compare with, WORK the folder for disk and results (build/firmware-ARCH), LIMIT
-# seconds until QEMU is stopped, QEMU_OPTIONS more words for QEMU's command line. Runs in the same folder wait for each
-# other.
+# seconds until QEMU is stopped, QEMU_OPTIONS more words for QEMU's command line, DISKS a recording of five disks
+# (tests/ddf), which stand on an AHCI, an NVMe, a virtio-scsi (two) and a virtio-blk function. Runs in the same folder
+# wait for each other.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -111,6 +112,49 @@ fill_disk() {
   mcopy -i "$work/disk.img" "$work/fill.bin" ::/
 }
 
+# The disks of the recording, and more words for QEMU; the host gives its client the same ones as --disks.
+make_test_disks() {
+  test_disks=
+  [ -n "${DISKS:-}" ] || return 0
+  mkdir -p "$work/disks"
+  "$here/unpack_disks.py" "$DISKS" "$work/disks"
+  for i in 0 1 2 3 4; do
+    test_disks="$test_disks -drive if=none,id=t$i,format=raw,snapshot=on,file=$work/disks/$i.img"
+  done
+  test_disks="$test_disks -device ich9-ahci,id=ahci -device ide-hd,bus=ahci.0,drive=t0,serial=SER-AHCI
+    -device nvme,drive=t1,serial=SER-NVME -device virtio-scsi-pci,id=scsi
+    -device scsi-hd,bus=scsi.0,scsi-id=0,lun=0,drive=t2,serial=SER-SCSI-0
+    -device scsi-hd,bus=scsi.0,scsi-id=0,lun=1,drive=t3,serial=SER-SCSI-1 -device virtio-blk-pci,drive=t4"
+}
+
+# The arguments of a host job, in which --disks stands for all of the recording.
+host_arguments() {
+  disks=
+  for image in "$work"/disks/*.img; do
+    disks="$disks --disk $image"
+  done
+  echo "$*" | sed "s|--disks|$disks|"
+}
+
+# The disks and virtual disks of a document, a line each in the order of what they are, without places, ids and what a
+# disk tells of itself.
+without_places() {
+  awk -F '[<>]' '
+    NF < 4 && ($2 == "PD" || $2 == "VD") { line = $2; next }
+    $2 == "/PD" || $2 == "/VD" { print line; line = ""; next }
+    line ~ /^PD/ && $2 ~ /^(Size|FreeSize|UsedSize|State|Hotspare)$/ { line = line " " $2 "=" $3 }
+    line ~ /^VD/ && $2 ~ /^(Name|TargetID|RAIDLevel|RLQ|SRL|Size|State|StripeSize|SpanDepth|StartingLba)$/ {
+      line = line " " $2 "=" $3
+    }' "$1" | sort
+}
+
+check_alike() {
+  without_places "$work/out/$1" >"$work/$1.alike"
+  without_places "$work/out/$2" >"$work/$2.alike"
+  grep -q '^VD' "$work/$1.alike" || complain "$1 has no virtual disks"
+  diff "$work/$1.alike" "$work/$2.alike" || complain "$1 and $2 differ"
+}
+
 # --- The run ---
 
 boot() {
@@ -130,7 +174,7 @@ boot() {
     ;;
   esac
   # shellcheck disable=SC2086
-  set -- "$@" ${QEMU_OPTIONS:-}
+  set -- "$@" $test_disks ${QEMU_OPTIONS:-}
   "$1" --version | head -n 1
   echo "timeout $limit $*"
   exit_code=0
@@ -166,11 +210,13 @@ check_job() {
   handle) check_status 0x0 "fwtest handle $rest" ;;
   host)
     # shellcheck disable=SC2086
-    (cd "$work/out" && "$xyl" ${rest#* } >>host.txt 2>&1) && host_status=0 || host_status=$?
+    (cd "$work/out" && "$xyl" $(host_arguments "${rest#* }") >>host.txt 2>&1) && host_status=0 || host_status=$?
     [ "$host_status" = "${rest%% *}" ] || complain "the host's xyl left $host_status: $rest"
     ;;
   has) grep -q -F -e "${rest#* }" "$work/out/${rest%% *}" || complain "${rest%% *} lacks \"${rest#* }\"" ;;
   lacks) ! grep -q -F -e "${rest#* }" "$work/out/${rest%% *}" || complain "${rest%% *} has \"${rest#* }\"" ;;
+  # shellcheck disable=SC2086
+  alike) check_alike $rest ;;
   same) cmp "$work/out/${rest%% *}" "$work/out/${rest#* }" || complain "differ: $rest" ;;
   *) complain "unknown verb $verb" ;;
   esac
@@ -197,6 +243,7 @@ check_results() {
 }
 
 make_disk
+make_test_disks
 boot
 collect
 check_results

@@ -10,6 +10,7 @@ struct XYL_OPTION {
   const CHAR8 *Value; // name of the value, null for a switch
   XYL_FRONT Fronts;
   const CHAR8 *Help;
+  bool Repeats = false; // may be given several times
 };
 
 // Indexed by XYL_OPTION_ID.

@@ -53,7 +53,7 @@ static XYL_RESULT takeOption(const XYL_HOST *host, UINTN count, const CHAR8 *con
     return wrongUsage();
   }
   const XYL_OPTION &option = g_xylOptions[id];
-  if (request->Options[id] != nullptr) {
+  if (request->Options[id] != nullptr && !option.Repeats) {
     complain(host, u"option %a is given twice; give it once", option.Long);
     return wrongUsage();
   }
@@ -69,6 +69,14 @@ static XYL_RESULT takeOption(const XYL_HOST *host, UINTN count, const CHAR8 *con
     return wrongUsage();
   }
   request->Options[id] = value != nullptr ? value : "";
+  if (id != XYL_OPTION_DISK) {
+    return succeeded();
+  }
+  if (request->DiskCount == XYL_DISKS_MAX) {
+    complain(host, u"option %a is given too often; %u disks are served at most", option.Long, UINT32{XYL_DISKS_MAX});
+    return wrongUsage();
+  }
+  request->Disks[request->DiskCount++] = value;
   return succeeded();
 }
 

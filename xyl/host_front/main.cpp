@@ -85,22 +85,25 @@ static bool needsController(const XYL_REQUEST &request) {
 static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &request, PLATFORM_OPTIONS *options) {
   options->preset = optionOf(request, XYL_OPTION_PRESET);
   options->controllerFile = optionOf(request, XYL_OPTION_CONTROLLER);
+  options->disks.assign(request.Disks, request.Disks + request.DiskCount);
   options->logLevel = optionOf(request, XYL_OPTION_LOG);
   const std::string &level = options->logLevel;
   if (!level.empty() && level != "trace" && level != "warn" && level != "error") {
     complain(&host, u"--log wants trace, warn or error, not '%a'", level.c_str());
     return wrongUsage();
   }
-  if (!options->preset.empty() && !options->controllerFile.empty()) {
-    complain(&host, u"--preset and --controller exclude each other; give one of them");
+  int sources = !options->preset.empty() + !options->controllerFile.empty() + !options->disks.empty();
+  if (sources > 1) {
+    complain(&host, u"--preset, --controller and --disk exclude each other; give one of them");
     return wrongUsage();
   }
   if (!needsController(request)) {
     options->preset.clear();
     options->controllerFile.clear();
-  } else if (options->preset.empty() && options->controllerFile.empty()) {
-    complain(&host, u"no controller is given; use --preset NAME ('xyl sim presets') or --controller FILE "
-                    u"('xyl sim new')");
+    options->disks.clear();
+  } else if (sources == 0) {
+    complain(&host, u"no controller is given; use --preset NAME ('xyl sim presets'), --controller FILE "
+                    u"('xyl sim new') or --disk FILE");
     return wrongUsage();
   }
   return succeeded();

@@ -3,6 +3,7 @@
 #include "base/print.h"
 #include "driver/binding/binding.h"
 #include "providers/debug_log/debug_log_provider.h"
+#include "providers/disk_controller/disk_controller.h"
 #include "providers/xml_service/xml_service.h"
 
 static std::u16string logOptions(const std::string &level) {
@@ -21,11 +22,41 @@ Platform::Platform(const PLATFORM_OPTIONS &options) : options_(options) {
     loadController();
   } else if (!options_.preset.empty()) {
     sim_ = makePreset(options_.preset);
+  } else if (!options_.disks.empty()) {
+    loadDisks();
   } else {
     return;
   }
   load(RaidXylEntry, "the driver");
-  connect();
+  sim_ != nullptr ? connectSimulated() : connectDisks();
+}
+
+void Platform::loadDisks() {
+  STORE_ACCESS access = options_.changes ? STORE_ACCESS::readWrite : STORE_ACCESS::readOnly;
+  for (const std::string &name : options_.disks) {
+    std::string problem;
+    std::unique_ptr<SectorStore> store = openStore(name, access, &problem);
+    if (store == nullptr) {
+      throw CLIENT_ERROR(EFI_NOT_FOUND, "disk '" + name + "' cannot be used: " + problem);
+    }
+    disks_.push_back(std::make_unique<BlockDevice>(std::move(store), static_cast<uint16_t>(disks_.size())));
+  }
+  load(RaidDisksEntry, "the controller over disks");
+}
+
+void Platform::connectDisks() {
+  static const EFI_GUID managementGuid = RAID_MGMT_PROTOCOL_GUID;
+  EFI_BOOT_SERVICES *services = firmware_.bootServices();
+  UINTN count = 0;
+  EFI_HANDLE *handles = nullptr;
+  EFI_STATUS status = services->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &managementGuid, nullptr, &count, &handles);
+  if (EFI_ERROR(status)) {
+    throw CLIENT_ERROR(status, std::string("the controller over disks is not there: ") + statusText(status));
+  }
+  overDisks_ = handles[0];
+  services->FreePool(handles);
+  status = services->ConnectController(overDisks_, nullptr, nullptr, /* Recursive= */ 1);
+  showsConsole_ = EFI_ERROR(status) || !options_.logLevel.empty();
 }
 
 void Platform::loadController() {
@@ -50,7 +81,7 @@ void Platform::load(EFI_IMAGE_ENTRY entry, const char *name, const std::u16strin
   images_.push_back(image);
 }
 
-void Platform::connect() {
+void Platform::connectSimulated() {
   EFI_HANDLE controller = nullptr;
   EFI_STATUS status = simInstall(sim_.get(), &controller);
   if (EFI_ERROR(status)) {
@@ -86,12 +117,16 @@ std::vector<std::string> Platform::close(bool namesWereAsked) {
     }
     sim_.reset();
   }
+  if (overDisks_ != nullptr) {
+    firmware_.bootServices()->DisconnectController(overDisks_, nullptr, nullptr);
+  }
   for (; !images_.empty(); images_.pop_back()) {
     EFI_STATUS status = firmware_.unloadImage(images_.back());
     if (EFI_ERROR(status)) {
       faults.push_back(std::string("an image cannot be unloaded: ") + statusText(status));
     }
   }
+  disks_.clear();
   for (const std::string &complaint : firmware_.complaints()) {
     faults.push_back(complaint);
   }

@@ -1,18 +1,21 @@
-// The platform of one run of the host program: firmware, providers, a simulated controller and the driver bound to it.
+// The platform of one run of the host program: firmware, providers, a controller (simulated, or over disks) and the
+// driver bound to it.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "host_firmware/host_firmware.h"
 #include "xyl/controller_file/controller_file.h"
 
-// Where the controller comes from; with both empty there is none.
+// Where the controller comes from; with all empty there is none.
 struct PLATFORM_OPTIONS {
   std::string preset;
   std::string controllerFile;
-  std::string logLevel; // empty: no log on the console
-  bool changes = false; // the controller's file will be saved
+  std::vector<std::string> disks; // images and block devices, which stand in the ports of one function
+  std::string logLevel;           // empty: no log on the console
+  bool changes = false;           // the controller's file will be saved, disks are opened for writing
 };
 
 class Platform {
@@ -32,12 +35,16 @@ public:
 private:
   void load(EFI_IMAGE_ENTRY entry, const char *name, const std::u16string &options = {});
   void loadController();
-  void connect();
+  void connectSimulated();
+  void loadDisks();
+  void connectDisks();
 
   PLATFORM_OPTIONS options_;
   FileLock lock_;
   Firmware firmware_;
-  SIM_OWNER sim_; // after the firmware, whose pool it lives in
+  SIM_OWNER sim_;                                   // after the firmware, whose pool it lives in
+  std::vector<std::unique_ptr<BlockDevice>> disks_; // likewise
+  EFI_HANDLE overDisks_ = nullptr;                  // the controller over them
   std::vector<EFI_HANDLE> images_;
   bool showsConsole_ = false;
 };

@@ -1,0 +1,27 @@
+// The controller over disk images.
+#include "client.h"
+
+static const std::string UNPACK = "!" RAIDXYL_SOURCE_DIR "/tests/firmware/unpack_disks.py " GOLDEN_DIR "/";
+
+TEST(Disks, AreServedLikeAnyController) {
+  Client client("empty");
+  std::string disks;
+  for (int i = 0; i < 5; ++i) {
+    disks += " --disk " + std::to_string(i) + ".img";
+  }
+  client.expect({"0 " + UNPACK + "rebuilding.disks . && cksum *.img >before.txt",
+                 "0 list" + disks + " => RAID over the machine's disks|2 Degraded|3 Online",
+                 "0 show" + disks + " => 5 disks|Failed|Degraded|mirror|RAID 1 |parity|RAID 5 ",
+                 "0 get" + disks + " -o disks.xml", "0 verify disks.xml" + disks, "0 diff disks.xml" + disks,
+                 "0 plan disks.xml --rebuild" + disks + " => mirror|parity", "0 report" + disks + " -o report.html",
+                 // Ports follow the order of the options, disks are known by their metadata.
+                 "0 show --disk 4.img --disk 3.img --disk 2.img --disk 1.img --disk 0.img => Degraded|Failed",
+                 "0 show --disk 1.img --disk 2.img => parity|Failed", "0 !cksum *.img | cmp - before.txt",
+                 "0 !truncate -s 64M blank.img", "0 show --disk blank.img => Ready|Virtual disks: 0",
+                 "3 list --disk gone.img => 'gone.img' cannot be used: No such file",
+                 "3 list --disk . => neither a file nor a block device",
+                 "3 list --disk /dev/null => neither a file nor a block device",
+                 "0 !flock 0.img sh -c 'xyl show --disk 0.img 2>&1; test $?  = 3' => another program works on it",
+                 "2 list --disk 0.img --preset demo => exclude each other",
+                 "2 list --preset demo --preset demo => given twice"});
+}
