@@ -112,7 +112,7 @@ fill_disk() {
   mcopy -i "$work/disk.img" "$work/fill.bin" ::/
 }
 
-# The disks of the recording, and more words for QEMU; the host gives its client the same ones as --disks.
+# The disks of the recording, and more words for QEMU.
 make_test_disks() {
   test_disks=
   [ -n "${DISKS:-}" ] || return 0
@@ -121,15 +121,16 @@ make_test_disks() {
   for i in 0 1 2 3 4; do
     test_disks="$test_disks -drive if=none,id=t$i,format=raw,snapshot=on,file=$work/disks/$i.img"
   done
-  test_disks="$test_disks -device ich9-ahci,id=ahci -device ide-hd,bus=ahci.0,drive=t0,serial=SER-AHCI
-    -device nvme,drive=t1,serial=SER-NVME -device virtio-scsi-pci,id=scsi
-    -device scsi-hd,bus=scsi.0,scsi-id=0,lun=0,drive=t2,serial=SER-SCSI-0
-    -device scsi-hd,bus=scsi.0,scsi-id=0,lun=1,drive=t3,serial=SER-SCSI-1 -device virtio-blk-pci,drive=t4"
+  ahci="-device ich9-ahci,id=ahci -device ide-hd,bus=ahci.0,drive=t0,serial=SER-0"
+  [ "$arch" = x64 ] || ahci="-device nvme,drive=t0,serial=SER-0" # this firmware has no AHCI driver
+  test_disks="$test_disks $ahci -device nvme,drive=t1,serial=SER-1 -device virtio-scsi-pci,id=scsi
+    -device scsi-hd,bus=scsi.0,scsi-id=0,lun=0,drive=t2,serial=SER-2
+    -device scsi-hd,bus=scsi.0,scsi-id=0,lun=1,drive=t3,serial=SER-3 -device virtio-blk-pci,drive=t4"
 }
 
-# The arguments of a host job, in which --disks stands for all of the recording.
+# The arguments of a host job, in which --disks stands for all that the guest has.
 host_arguments() {
-  disks=
+  disks="--disk $work/disk.img"
   for image in "$work"/disks/*.img; do
     disks="$disks --disk $image"
   done
