@@ -11,21 +11,18 @@ struct DISK_ORDER {
   UINTN Traits; // how many of medium, protocol and encryption
 };
 
-static UINT64 placeOf(const RAID_PD_RECORD &disk) {
-  return UINT64{disk.EnclosureObjectID} << 16 | static_cast<UINT64>(disk.Slot) << 8 | disk.Port;
+static FIT_TRAITS traitsOf(const RAID_PD_RECORD &disk) {
+  UINT64 place = UINT64{disk.EnclosureObjectID} << 16 | static_cast<UINT64>(disk.Slot) << 8 | disk.Port;
+  return {{place, UINT64{disk.Attributes} & RAID_PD_ATTRIBUTE_SSD, disk.Protocol,
+           UINT64{disk.Attributes} & RAID_PD_ATTRIBUTE_FDE},
+          disk.Size};
 }
 
 // Below, at or above zero.
-static int compareGroups(const DISK_ORDER &order, const RAID_PD_RECORD &a, const RAID_PD_RECORD &b) {
-  const UINT64 pairs[][2] = {
-      {placeOf(a), placeOf(b)},
-      {UINT64{a.Attributes} & RAID_PD_ATTRIBUTE_SSD, UINT64{b.Attributes} & RAID_PD_ATTRIBUTE_SSD},
-      {a.Protocol, b.Protocol},
-      {UINT64{a.Attributes} & RAID_PD_ATTRIBUTE_FDE, UINT64{b.Attributes} & RAID_PD_ATTRIBUTE_FDE},
-  };
+static int compareGroups(const DISK_ORDER &order, const FIT_TRAITS &a, const FIT_TRAITS &b) {
   for (UINTN i = order.ByPlace ? 0 : 1; i <= order.Traits; ++i) {
-    if (pairs[i][0] != pairs[i][1]) {
-      return pairs[i][0] < pairs[i][1] ? -1 : 1;
+    if (a.Keys[i] != b.Keys[i]) {
+      return a.Keys[i] < b.Keys[i] ? -1 : 1;
     }
   }
   return 0;
@@ -43,10 +40,18 @@ static UINT32 *numberOrder(const FIT_INDEX &fits) {
 }
 
 EFI_STATUS makeFitIndex(FIT_INDEX *fits, const RAID_PD_RECORD *disks, UINT32 count) {
-  *fits = {disks, count, count == 0 ? nullptr : poolNew<UINT32>(ALL_ORDERS * count)};
-  if (fits->Orders == nullptr) {
-    fits->Count = 0;
-    return count == 0 ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+  *fits = {};
+  if (count == 0) {
+    return EFI_SUCCESS;
+  }
+  UINT8 *block = poolNew<UINT8>(count * (sizeof(FIT_TRAITS) + ALL_ORDERS * sizeof(UINT32)));
+  if (block == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  FIT_TRAITS *traits = reinterpret_cast<FIT_TRAITS *>(block);
+  *fits = {disks, count, traits, reinterpret_cast<UINT32 *>(traits + count)};
+  for (UINT32 i = 0; i < count; ++i) {
+    traits[i] = traitsOf(disks[i]);
   }
   for (UINTN i = 0; i < ALL_ORDERS * count; ++i) {
     fits->Orders[i] = static_cast<UINT32>(i % count);
@@ -54,38 +59,40 @@ EFI_STATUS makeFitIndex(FIT_INDEX *fits, const RAID_PD_RECORD *disks, UINT32 cou
   for (UINTN i = 0; i < 2 * DISK_ORDER_COUNT; ++i) {
     DISK_ORDER order = {i >= DISK_ORDER_COUNT, i % DISK_ORDER_COUNT};
     sortArray(orderOf(*fits, order), count, [&](UINT32 a, UINT32 b) {
-      int groups = compareGroups(order, disks[a], disks[b]);
-      return groups != 0 ? groups < 0 : disks[a].Size < disks[b].Size;
+      int groups = compareGroups(order, traits[a], traits[b]);
+      return groups != 0 ? groups < 0 : traits[a].Size < traits[b].Size;
     });
   }
   sortArray(numberOrder(*fits), count, [&](UINT32 a, UINT32 b) {
-    int places = compareGroups(BY_PLACE, disks[a], disks[b]);
+    int places = compareGroups(BY_PLACE, traits[a], traits[b]);
     return places != 0 ? places < 0 : a < b;
   });
   return EFI_SUCCESS;
 }
 
 void freeFitIndex(FIT_INDEX *fits) {
-  poolFree(fits->Orders);
+  poolFree(fits->Traits);
   *fits = {};
 }
 
 UINT32 firstInPlace(const FIT_INDEX &fits, const RAID_PD_RECORD &saved) {
   const UINT32 *order = numberOrder(fits);
-  UINTN first =
-      countBefore(order, fits.Count, [&](UINT32 disk) { return compareGroups(BY_PLACE, fits.Disks[disk], saved) < 0; });
+  FIT_TRAITS wanted = traitsOf(saved);
+  UINTN first = countBefore(order, fits.Count,
+                            [&](UINT32 disk) { return compareGroups(BY_PLACE, fits.Traits[disk], wanted) < 0; });
   return first < fits.Count && samePlace(saved, fits.Disks[order[first]]) ? order[first] : fits.Count;
 }
 
 // How many disks of the saved one's group are at least that large.
 static UINT32 countFrom(const FIT_INDEX &fits, const DISK_ORDER &order, const RAID_PD_RECORD &saved, UINT64 size) {
   const UINT32 *numbers = orderOf(fits, order);
+  FIT_TRAITS wanted = traitsOf(saved);
   UINTN below = countBefore(numbers, fits.Count, [&](UINT32 disk) {
-    int groups = compareGroups(order, fits.Disks[disk], saved);
-    return groups != 0 ? groups < 0 : fits.Disks[disk].Size < size;
+    int groups = compareGroups(order, fits.Traits[disk], wanted);
+    return groups != 0 ? groups < 0 : fits.Traits[disk].Size < size;
   });
-  UINTN upTo =
-      countBefore(numbers, fits.Count, [&](UINT32 disk) { return compareGroups(order, fits.Disks[disk], saved) <= 0; });
+  UINTN upTo = countBefore(numbers, fits.Count,
+                           [&](UINT32 disk) { return compareGroups(order, fits.Traits[disk], wanted) <= 0; });
   return static_cast<UINT32>(upTo - below);
 }
 

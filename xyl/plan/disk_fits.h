@@ -9,10 +9,17 @@
 // many of these as count, and by their size last; and all that once more by their place first.
 #define DISK_ORDER_COUNT 4
 
+// What of a disk decides. The records themselves lie too far apart for a sort that reads them again and again.
+struct FIT_TRAITS {
+  UINT64 Keys[DISK_ORDER_COUNT]; // place, medium, protocol, encryption
+  UINT64 Size;
+};
+
 struct FIT_INDEX {
   const RAID_PD_RECORD *Disks; // not owned
   UINT32 Count;
-  UINT32 *Orders; // pool: DISK_ORDER_COUNT orders anywhere, as many by place, and one by place and number
+  FIT_TRAITS *Traits; // pool; of each disk
+  UINT32 *Orders;     // in its block: DISK_ORDER_COUNT orders anywhere, as many by place, and one by place and number
 };
 
 // EFI_OUT_OF_RESOURCES without memory. freeFitIndex gives back what the fits need.

@@ -40,6 +40,7 @@ static EFI_STATUS readOpenFile(EFI_SHELL_PROTOCOL *shell, EFI_SHELL_FILE_HANDLE 
     done += part;
   }
   if (EFI_ERROR(status)) {
+    wipeBytes(*data, size); // a part of a document that may hold passphrases
     poolRelease(*data);
     return status;
   }
