@@ -10,7 +10,7 @@
 #define OUTCOME(outcome) (1U << XYL_##outcome)
 
 // The host program takes its controller from one of these.
-#define WORLD (OPTION(PRESET) | OPTION(CONTROLLER) | OPTION(DISK) | OPTION(LOG))
+#define WORLD (OPTION(PRESET) | OPTION(CONTROLLER) | OPTION(DISK) | OPTION(LOG) | OPTION(QUIET))
 #define ON_CONTROLLER (WORLD | OPTION(NUMBER))
 #define DISK_TEXT "DISK is an id, an FQDD, enclosure:slot or direct:slot; 'xyl sim show FILE' lists them.\n"
 #define PLAIN_OUTCOMES (OUTCOME(SUCCESS) | OUTCOME(USAGE) | OUTCOME(NOT_FOUND) | OUTCOME(FAILED))
@@ -39,6 +39,7 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--show", nullptr, XYL_FRONT_BOTH, "print the change document and do nothing"},
     {nullptr, "--disk", "FILE", XYL_FRONT_HOST, "serve the disks kept in FILE (an image or a block device) and others",
      /* Repeats= */ true},
+    {nullptr, "--quiet", nullptr, XYL_FRONT_BOTH, "print nothing but what went wrong"},
 };
 
 const XYL_COMMAND g_xylCommands[] = {
@@ -157,8 +158,8 @@ const XYL_COMMAND g_xylCommands[] = {
      "the option --log shows the log of the run that it is given to.",
      "xyl get --preset demo -o saved.xml --log trace", "xyl log", runLog},
 
-    {"sim new", "FILE", 1, 1, OPTION(PRESET) | OPTION(FROM) | OPTION(FORCE), PLAIN_OUTCOMES, XYL_FRONT_HOST,
-     XYL_NEEDS_NOTHING, false, "makes a file that keeps a simulated controller",
+    {"sim new", "FILE", 1, 1, OPTION(PRESET) | OPTION(FROM) | OPTION(FORCE) | OPTION(QUIET), PLAIN_OUTCOMES,
+     XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false, "makes a file that keeps a simulated controller",
      "Writes the controller of a preset, or the one that SAVED.xml describes, to FILE, for --controller FILE.\n"
      "Commands that change the controller save it there, so the next command finds what they left. The file is JSON\n"
      "and may be edited. A document holds no passphrase: a key of SAVED.xml gets the passphrase 'simulated'.",
@@ -174,15 +175,15 @@ const XYL_COMMAND g_xylCommands[] = {
      "disks and pending faults. The names in the first two columns are those that the other sim commands take.",
      "xyl sim show lab.json", "", nullptr},
 
-    {"sim pull", "FILE DISK", 2, 2, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+    {"sim pull", "FILE DISK", 2, 2, OPTION(QUIET), PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
      "pulls a disk out of its slot",
      DISK_TEXT "The disk is kept at hand for 'sim insert'; virtual disks on it degrade or go offline.",
      "xyl sim pull lab.json 1003\nxyl sim pull lab.json 301:2\nxyl sim pull lab.json "
      "disk-02.enclosure-0.adapter-0",
      "", nullptr},
 
-    {"sim insert", "FILE DISK|new [PLACE]", 2, 3, OPTION(SIZE) | OPTION(MODEL), PLAIN_OUTCOMES, XYL_FRONT_HOST,
-     XYL_NEEDS_NOTHING, true, "puts a pulled disk or a new one into an empty slot",
+    {"sim insert", "FILE DISK|new [PLACE]", 2, 3, OPTION(SIZE) | OPTION(MODEL) | OPTION(QUIET), PLAIN_OUTCOMES,
+     XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true, "puts a pulled disk or a new one into an empty slot",
      "DISK is a pulled disk, which goes to PLACE or back to its old slot; nothing on it is lost, and the virtual\n"
      "disks that still count on it get it back. A disk of virtual disks that are gone comes as foreign. The word new\n"
      "takes a fresh disk, of the kind and size of its neighbour without --model and --size. PLACE is enclosure:slot\n"
@@ -191,37 +192,37 @@ const XYL_COMMAND g_xylCommands[] = {
      "xyl sim insert lab.json new 302:10 --size 4TB --model archive",
      "", nullptr},
 
-    {"sim replace-disk", "FILE DISK", 2, 2, OPTION(SIZE) | OPTION(MODEL), PLAIN_OUTCOMES, XYL_FRONT_HOST,
-     XYL_NEEDS_NOTHING, true, "puts a new disk in the place of another",
+    {"sim replace-disk", "FILE DISK", 2, 2, OPTION(SIZE) | OPTION(MODEL) | OPTION(QUIET), PLAIN_OUTCOMES,
+     XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true, "puts a new disk in the place of another",
      DISK_TEXT "The new disk is of the old one's kind and size without --model and --size. Nothing is rebuilt.",
      "xyl sim replace-disk lab.json 301:2\nxyl sim replace-disk lab.json 1003 --size 4TB", "", nullptr},
 
-    {"sim fail", "FILE DISK", 2, 2, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true, "makes a disk fail",
-     DISK_TEXT "It stays in its slot; virtual disks on it degrade or go offline.", "xyl sim fail lab.json 301:2", "",
-     nullptr},
+    {"sim fail", "FILE DISK", 2, 2, OPTION(QUIET), PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+     "makes a disk fail", DISK_TEXT "It stays in its slot; virtual disks on it degrade or go offline.",
+     "xyl sim fail lab.json 301:2", "", nullptr},
 
-    {"sim replace-adapter", "FILE", 1, 1, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+    {"sim replace-adapter", "FILE", 1, 1, OPTION(QUIET), PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
      "replaces the adapter by a new one of its model",
      "The new adapter has another WWN, default settings and no key; all virtual disks are foreign to it.",
      "xyl sim replace-adapter lab.json", "", nullptr},
 
-    {"sim foreign", "FILE LEVEL DISK...", 3, XYL_WORDS_MAX - 2, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING,
-     true, "makes ready disks foreign, with a virtual disk on them",
+    {"sim foreign", "FILE LEVEL DISK...", 3, XYL_WORDS_MAX - 2, OPTION(QUIET), PLAIN_OUTCOMES, XYL_FRONT_HOST,
+     XYL_NEEDS_NOTHING, true, "makes ready disks foreign, with a virtual disk on them",
      DISK_TEXT "LEVEL is that of the virtual disk, as 5 or \"RAID 5\". What is foreign waits for Import or Clear.",
      "xyl sim foreign lab.json 1 1009 1010", "", nullptr},
 
-    {"sim firmware", "FILE VERSION", 2, 2, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+    {"sim firmware", "FILE VERSION", 2, 2, OPTION(QUIET), PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
      "sets the firmware version", "Sets the version that the adapter reports, for verify to notice.",
      "xyl sim firmware lab.json 21.3.5-0001", "", nullptr},
 
-    {"sim fail-next", "FILE COMMAND[:OBJECT] [STATUS]", 2, 3, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING,
-     true, "makes the controller fail the next command of a kind",
+    {"sim fail-next", "FILE COMMAND[:OBJECT] [STATUS]", 2, 3, OPTION(QUIET), PLAIN_OUTCOMES, XYL_FRONT_HOST,
+     XYL_NEEDS_NOTHING, true, "makes the controller fail the next command of a kind",
      "The next such command that the driver sends does nothing and returns STATUS, device-error without one. COMMAND\n"
      "is a method of change documents, as create, or any; OBJECT is adapter, enclosure, pd or vd. A second fault of\n"
      "the same kind waits for the command after that.",
      "xyl sim fail-next lab.json create\nxyl sim fail-next lab.json get:pd out-of-resources", "", nullptr},
 
-    {"sim clear-faults", "FILE", 1, 1, 0, PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
+    {"sim clear-faults", "FILE", 1, 1, OPTION(QUIET), PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, true,
      "removes the faults that 'sim fail-next' left pending", "Says how many there were.",
      "xyl sim clear-faults lab.json", "", nullptr},
 
@@ -233,9 +234,12 @@ const XYL_COMMAND g_xylCommands[] = {
      "writes the completion script for bash", "Writes a script for bash that completes commands, options and presets.",
      "xyl completion", "", nullptr},
 
-    {"help", "[COMMAND]", 0, 2, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,
-     "shows this help or that of a command", "The same as -h or --help behind a command.", "xyl help restore",
-     "xyl help restore", nullptr},
+    {"help", "[COMMAND]", 0, 2, OPTION(JSON), OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_BOTH, XYL_NEEDS_NOTHING,
+     false, "shows this help or that of a command",
+     "The same as -h or --help behind a command. With --json it is a list for programs: the version, the commands "
+     "with\n"
+     "their options, all options and return values.",
+     "xyl help restore\nxyl help sim\nxyl help --json", "xyl help restore\nxyl help --json", nullptr},
 };
 
 const UINTN g_xylCommandCount = sizeof(g_xylCommands) / sizeof(g_xylCommands[0]);

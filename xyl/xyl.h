@@ -79,6 +79,7 @@ enum XYL_OPTION_ID {
   XYL_OPTION_NO_BACKUP,
   XYL_OPTION_SHOW,
   XYL_OPTION_DISK,
+  XYL_OPTION_QUIET,
   XYL_OPTION_COUNT
 };
 
@@ -89,8 +90,10 @@ struct XYL_COMMAND;
 
 // A parsed command line; its texts are the caller's arguments.
 struct XYL_REQUEST {
-  const XYL_COMMAND *Command; // null only for the general help
+  const XYL_COMMAND *Command; // null only for the version, the general help and that of a group
+  bool Version;
   bool Help;
+  const CHAR8 *Group; // first word of the commands that the help is about; null: all
   const CHAR8 *Options[XYL_OPTION_COUNT]; // null: not given; an option without a value holds ""
   const CHAR8 *Operands[XYL_WORDS_MAX];
   UINTN OperandCount;
@@ -108,8 +111,11 @@ bool xylIsCommand(const XYL_REQUEST &request, const CHAR8 *name);
 // Parses the arguments behind the program's name. A mistake is told on the error output and gives XYL_USAGE.
 XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments, XYL_REQUEST *request);
 
-// Prints the help that the request asks for.
-void xylHelp(const XYL_HOST *host, const XYL_REQUEST &request);
+// Prints the help or the version when the request asks for it; whether it did.
+bool xylHelp(const XYL_HOST *host, const XYL_REQUEST &request);
+
+// With --quiet leaves a front only what is written as an error: nothing is printed, shown as busy or asked.
+void xylSilence(XYL_HOST *host, const XYL_REQUEST &request);
 
 // Runs a parsed command of the core on the boot services of host->SystemTable. Nothing of it stays allocated.
 XYL_RESULT xylRun(const XYL_HOST *host, const XYL_REQUEST &request);

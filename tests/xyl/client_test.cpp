@@ -64,7 +64,21 @@ TEST(Xyl, HelpComesFromTheTables) {
   client.expect({"0 !xyl help >help; xyl -h | cmp - help && xyl --help | cmp - help",
                  "0 !xyl help get >help; xyl get -? | cmp - help && xyl --help get superfluous | cmp - help",
                  "0 !grep -e '-o, --output FILE' help && ! grep -e --rebuild help",
+                 "0 !xyl help sim >help; xyl sim -h | cmp - help && ! grep -e ' restore ' help",
+                 "0 help sim =>   sim new  |  sim clear-faults  ",
+                 "0 !xyl --version get | grep -x 'xyl [0-9.]*'",
                  "0 help verify => there are differences", "1 !xyl help show | grep 'there are differences'"});
+}
+
+TEST(Xyl, QuietLeavesErrorsAndFiles) {
+  Client client("demo");
+  client.expect({"2 get --preset demo --quiet => give --output", "2 show saved.xml --quiet --json => exclude",
+                 "0 get --preset demo --quiet -o quiet.xml => ", "0 !cmp quiet.xml saved.xml",
+                 "0 sim pull lab.json 1003 --quiet", "1 diff saved.xml --controller lab.json --quiet",
+                 "4 get --preset demo --quiet -o no/folder.xml => cannot write",
+                 "2 restore saved.xml --rebuild --partial --no-backup --quiet --controller lab.json => give --yes"});
+  EXPECT_EQ(client.expect({"1 restore saved.xml --rebuild --partial --no-backup --yes --quiet --controller lab.json"}),
+            "");
 }
 
 TEST(Xyl, ShowsWhatTheControllerHolds) {

@@ -57,6 +57,9 @@ struct XYL_COMMAND {
 extern const XYL_COMMAND g_xylCommands[];
 extern const UINTN g_xylCommandCount;
 
+// Whether the word stands before others in the command's name, and the front has the command.
+bool isInGroup(const XYL_HOST *host, const XYL_COMMAND &command, const CHAR8 *word);
+
 static_assert(XYL_OPTION_COUNT <= 64, "a command's options fit into its mask");
 inline bool takesOption(UINT64 options, UINTN id) {
   return (options >> id & 1) != 0;

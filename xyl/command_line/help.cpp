@@ -31,6 +31,7 @@ static void sayOptions(const XYL_HOST *host, UINT64 options) {
   }
   // The firmware shell takes -? for itself: it shows xyl.man for "xyl -?" and refuses it behind a command.
   say(host, u"  %-24a  %a\n", host->Front == XYL_FRONT_SHELL ? "-h, --help" : "-h, --help, -?", "show help");
+  say(host, u"  %-24a  %a\n", "--version", "show the version");
 }
 
 static void sayOutcomes(const XYL_HOST *host, UINT32 outcomes) {
@@ -68,23 +69,112 @@ static void helpOnCommand(const XYL_HOST *host, const XYL_COMMAND &command) {
   sayOutcomes(host, command.Outcomes);
 }
 
+static void sayCommands(const XYL_HOST *host, const CHAR8 *group) {
+  for (UINTN i = 0; i < g_xylCommandCount; ++i) {
+    const XYL_COMMAND &command = g_xylCommands[i];
+    if (group != nullptr ? isInGroup(host, command, group) : (command.Fronts & host->Front) != 0) {
+      say(host, host->Front == XYL_FRONT_HOST ? u"  %-19a  %a\n" : u"  %-12a  %a\n", command.Name, command.Summary);
+    }
+  }
+}
+
 static void helpOnProgram(const XYL_HOST *host) {
   say(host, u"xyl - manages the RAID controllers that the RaidXyl driver serves\n\n");
   say(host, u"Usage:\n  xyl COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands ('xyl help COMMAND' tells more):\n");
-  for (UINTN i = 0; i < g_xylCommandCount; ++i) {
-    if ((g_xylCommands[i].Fronts & host->Front) != 0) {
-      say(host, host->Front == XYL_FRONT_HOST ? u"  %-19a  %a\n" : u"  %-12a  %a\n", g_xylCommands[i].Name,
-          g_xylCommands[i].Summary);
-    }
-  }
+  sayCommands(host, /* group= */ nullptr);
   sayOptions(host, ~0ULL);
   sayOutcomes(host, ~0U);
 }
 
-void xylHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
-  if (request.Command == nullptr) {
-    helpOnProgram(host);
-  } else {
-    helpOnCommand(host, *request.Command);
+static void helpOnGroup(const XYL_HOST *host, const CHAR8 *group) {
+  say(host, u"Usage:\n  xyl %a COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands ('xyl help %a COMMAND' tells more):\n", group,
+      group);
+  sayCommands(host, group);
+}
+
+// --- For programs ---
+
+static void writeCommand(JSON *json, const XYL_HOST *host, const XYL_COMMAND &command) {
+  jsonObject(json, nullptr);
+  jsonText(json, "name", command.Name);
+  jsonText(json, "operands", command.Operands);
+  jsonText(json, "summary", command.Summary);
+  jsonBool(json, "changesController", command.ChangesController);
+  jsonArray(json, "options");
+  for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
+    if (takesOption(command.Options, id) && (g_xylOptions[id].Fronts & host->Front) != 0) {
+      jsonText(json, nullptr, g_xylOptions[id].Long);
+    }
   }
+  jsonEnd(json);
+  jsonEnd(json);
+}
+
+static void writeCommands(JSON *json, const XYL_HOST *host, const XYL_REQUEST &request) {
+  jsonArray(json, "commands");
+  for (UINTN i = 0; i < g_xylCommandCount; ++i) {
+    const XYL_COMMAND &command = g_xylCommands[i];
+    bool isWanted = request.Command != nullptr ? &command == request.Command
+                    : request.Group != nullptr ? isInGroup(host, command, request.Group)
+                                               : (command.Fronts & host->Front) != 0;
+    if (isWanted) {
+      writeCommand(json, host, command);
+    }
+  }
+  jsonEnd(json);
+}
+
+static void writeOptions(JSON *json, const XYL_HOST *host) {
+  jsonArray(json, "options");
+  for (const XYL_OPTION &option : g_xylOptions) {
+    if ((option.Fronts & host->Front) == 0) {
+      continue;
+    }
+    jsonObject(json, nullptr);
+    jsonText(json, "name", option.Long);
+    if (option.Short != nullptr) {
+      jsonText(json, "short", option.Short);
+    }
+    if (option.Value != nullptr) {
+      jsonText(json, "value", option.Value);
+    }
+    jsonText(json, "help", option.Help);
+    jsonEnd(json);
+  }
+  jsonEnd(json);
+}
+
+static void writeHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
+  JSON json = {};
+  json.Host = host;
+  jsonObject(&json, nullptr);
+  jsonText(&json, "version", RAIDXYL_VERSION);
+  writeCommands(&json, host, request);
+  writeOptions(&json, host);
+  jsonArray(&json, "outcomes");
+  for (const XYL_OUTCOME_TEXT &outcome : g_xylOutcomes) {
+    jsonObject(&json, nullptr);
+    jsonText(&json, "code", host->Front == XYL_FRONT_SHELL ? outcome.ShellCode : outcome.HostCode);
+    jsonText(&json, "meaning", outcome.Meaning);
+    jsonEnd(&json);
+  }
+  jsonEnd(&json);
+  jsonEnd(&json);
+}
+
+bool xylHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
+  if (request.Version) {
+    say(host, u"xyl %a\n", RAIDXYL_VERSION);
+  } else if (!request.Help) {
+    return false;
+  } else if (request.Options[XYL_OPTION_JSON] != nullptr) {
+    writeHelp(host, request);
+  } else if (request.Command != nullptr) {
+    helpOnCommand(host, *request.Command);
+  } else if (request.Group != nullptr) {
+    helpOnGroup(host, request.Group);
+  } else {
+    helpOnProgram(host);
+  }
+  return true;
 }

@@ -87,6 +87,8 @@ static XYL_RESULT splitArguments(const XYL_HOST *host, UINTN count, const CHAR8 
     const CHAR8 *argument = arguments[i];
     if (!optionsEnded && isHelpSwitch(argument)) {
       request->Help = true;
+    } else if (!optionsEnded && textEqual(argument, "--version")) {
+      request->Version = true;
     } else if (!optionsEnded && textEqual(argument, "--")) {
       optionsEnded = true;
     } else if (!optionsEnded && argument[0] == '-' && argument[1] != 0) {
@@ -125,6 +127,21 @@ static bool namesCommand(const WORDS &words, UINTN from, const CHAR8 *name, UINT
   return false;
 }
 
+bool isInGroup(const XYL_HOST *host, const XYL_COMMAND &command, const CHAR8 *word) {
+  const CHAR8 *name = command.Name;
+  for (; *word != 0 && *word == *name; ++word, ++name) {
+  }
+  return *word == 0 && *name == ' ' && (command.Fronts & host->Front) != 0;
+}
+
+static bool namesGroup(const XYL_HOST *host, const CHAR8 *word) {
+  UINTN i = 0;
+  while (i < g_xylCommandCount && !isInGroup(host, g_xylCommands[i], word)) {
+    ++i;
+  }
+  return i < g_xylCommandCount;
+}
+
 // Finds the command that the words at from name and steps *from over it; null with a message for an unknown one.
 static const XYL_COMMAND *findCommand(const XYL_HOST *host, const WORDS &words, UINTN *from) {
   for (UINTN i = 0; i < g_xylCommandCount; ++i) {
@@ -138,7 +155,23 @@ static const XYL_COMMAND *findCommand(const XYL_HOST *host, const WORDS &words, 
   return nullptr;
 }
 
-static XYL_RESULT checkRequest(const XYL_HOST *host, const XYL_REQUEST &request) {
+// What is asked for must not be what --quiet leaves out.
+static XYL_RESULT checkQuiet(const XYL_HOST *host, const XYL_REQUEST &request) {
+  if (request.Options[XYL_OPTION_QUIET] == nullptr) {
+    return succeeded();
+  }
+  if (request.Options[XYL_OPTION_JSON] != nullptr) {
+    complain(host, u"--quiet and --json exclude each other; give one of them");
+    return wrongUsage();
+  }
+  if (takesOption(request.Command->Options, XYL_OPTION_OUTPUT) && request.Options[XYL_OPTION_OUTPUT] == nullptr) {
+    complain(host, u"--quiet leaves nothing of '%a'; give --output FILE as well", request.Command->Name);
+    return wrongUsage();
+  }
+  return succeeded();
+}
+
+static XYL_RESULT checkOptions(const XYL_HOST *host, const XYL_REQUEST &request) {
   const XYL_COMMAND &command = *request.Command;
   for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
     if (request.Options[id] != nullptr && !takesOption(command.Options, id)) {
@@ -147,6 +180,11 @@ static XYL_RESULT checkRequest(const XYL_HOST *host, const XYL_REQUEST &request)
       return wrongUsage();
     }
   }
+  return checkQuiet(host, request);
+}
+
+static XYL_RESULT checkOperands(const XYL_HOST *host, const XYL_REQUEST &request) {
+  const XYL_COMMAND &command = *request.Command;
   if (request.OperandCount < command.OperandsMin) {
     complain(host, u"'%a' needs an argument %a; see 'xyl help %a'", command.Name, command.Operands, command.Name);
     return wrongUsage();
@@ -163,7 +201,7 @@ XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *argum
   *request = {};
   WORDS words = {};
   XYL_RESULT result = splitArguments(host, count, arguments, request, &words);
-  if (isFailure(result)) {
+  if (isFailure(result) || request->Version) {
     return result;
   }
   UINTN at = 0;
@@ -178,6 +216,10 @@ XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *argum
     complain(host, u"no command is given; 'xyl help' lists the commands");
     return wrongUsage();
   }
+  if (request->Help && at + 1 == words.Count && namesGroup(host, words.Words[at])) {
+    request->Group = words.Words[at];
+    return succeeded();
+  }
   request->Command = findCommand(host, words, &at);
   if (request->Command == nullptr) {
     return wrongUsage();
@@ -188,11 +230,12 @@ XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *argum
   for (; at < words.Count; ++at) {
     request->Operands[request->OperandCount++] = words.Words[at];
   }
-  return checkRequest(host, *request);
+  result = checkOptions(host, *request);
+  return isFailure(result) ? result : checkOperands(host, *request);
 }
 
 bool xylNeedsController(const XYL_REQUEST &request) {
-  if (request.Help) {
+  if (request.Command == nullptr || request.Help) {
     return false;
   }
   XYL_NEEDS needs = request.Command->Needs;
@@ -201,16 +244,29 @@ bool xylNeedsController(const XYL_REQUEST &request) {
 }
 
 bool xylChangesController(const XYL_REQUEST &request) {
-  return !request.Help && request.Command->ChangesController;
+  return request.Command != nullptr && !request.Help && request.Command->ChangesController;
 }
 
 bool xylIsCommand(const XYL_REQUEST &request, const CHAR8 *name) {
   return request.Command != nullptr && textEqual(request.Command->Name, name);
 }
 
+static void writeNothing(const XYL_HOST *, const CHAR8 *, UINTN) {}
+
+static XYL_ANSWER askNobody(const XYL_HOST *, const CHAR8 *) {
+  return XYL_ANSWER_NO_TERMINAL;
+}
+
+void xylSilence(XYL_HOST *host, const XYL_REQUEST &request) {
+  if (request.Options[XYL_OPTION_QUIET] != nullptr) {
+    host->WriteOut = writeNothing;
+    host->Busy = nullptr;
+    host->AskYes = askNobody; // nobody saw what is asked about
+  }
+}
+
 XYL_RESULT xylRun(const XYL_HOST *host, const XYL_REQUEST &request) {
-  if (request.Help) {
-    xylHelp(host, request);
+  if (xylHelp(host, request)) {
     return succeeded();
   }
   setSystemTable(host->SystemTable);

@@ -133,8 +133,7 @@ static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
 }
 
 static XYL_RESULT runRequest(XYL_HOST &host, const XYL_REQUEST &request) {
-  if (request.Help) {
-    xylHelp(&host, request);
+  if (xylHelp(&host, request)) {
     return succeeded();
   }
   if (isManualCommand(request)) {
@@ -153,6 +152,7 @@ int main(int argc, char **argv) {
   XYL_RESULT result = xylParse(&host, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);
   try {
     if (!isFailure(result)) {
+      xylSilence(&host, request);
       result = runRequest(host, request);
     }
   } catch (const USAGE_ERROR &error) {

@@ -127,6 +127,7 @@ static EFI_STATUS runArguments(XYL_HOST *host, UINTN count, const CHAR8 *const *
   XYL_REQUEST request;
   XYL_RESULT result = xylParse(host, count, arguments, &request);
   if (!isFailure(result)) {
+    xylSilence(host, request);
     result = xylRun(host, request);
   }
   EFI_STATUS written = shellOf(host)->Written;
