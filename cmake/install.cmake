@@ -38,4 +38,4 @@ install(FILES ${PROJECT_BINARY_DIR}/xyl.man RENAME xyl.1 DESTINATION ${CMAKE_INS
 install(FILES ${PROJECT_BINARY_DIR}/xyl.completion RENAME xyl
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/schema/ DESTINATION ${CMAKE_INSTALL_DATADIR}/raidxyl/schema
-        FILES_MATCHING PATTERN "*.xsd")
+        FILES_MATCHING PATTERN "*.xsd" PATTERN "*.schema.json")

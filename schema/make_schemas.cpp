@@ -10,6 +10,7 @@
 
 #include "driver/xml/xml.h"
 #include "raid_records.h"
+#include "schema/field_use.h"
 
 enum USE { USE_WRITTEN, USE_REQUESTED };
 
@@ -65,22 +66,10 @@ static void openSchema(SCHEMA &schema) {
 
 // --- simple types ---
 
-static std::string valueTypeName(const VALUE_NAME_TABLE *table) {
-  UINT32 i = 0;
-  while (g_valueTables[i].Rows != table) {
-    ++i; // every table is in the list
-  }
-  return g_valueTables[i].Name;
-}
-
-static bool namesUnknown(const VALUE_NAME_TABLE *table) {
-  return GetValueFromName("Unknown", table) != VALUE_NOT_FOUND;
-}
-
 // A writer says "Unknown" for values without a name; a request has no use for them.
 static std::string namedValueType(const SCHEMA &schema, const VALUE_NAME_TABLE *table) {
   bool mayBeUnnamed = schema.Use == USE_WRITTEN && !namesUnknown(table);
-  return valueTypeName(table) + (mayBeUnnamed ? "OrUnknown" : "");
+  return valueTypeName(table) + std::string(mayBeUnnamed ? "OrUnknown" : "");
 }
 
 static UINT64 ones(UINT32 bits) {
@@ -224,9 +213,7 @@ static std::string occurrence(const SCHEMA &schema, const FIELD_ROW &row) {
   default:
     break;
   }
-  bool isOptional =
-      row.Format == FORMAT_KEY_ID || (row.Flags & (FIELD_WHEN_VERSIONED | FIELD_WHEN_NOT_ZERO | FIELD_MODE)) != 0;
-  return isOptional ? attribute("minOccurs", "0") : "";
+  return mayBeAbsent(row) ? attribute("minOccurs", "0") : "";
 }
 
 static void addField(SCHEMA &schema, const FIELD_ROW &row) {
@@ -265,11 +252,10 @@ static void addField(SCHEMA &schema, const FIELD_ROW &row) {
 
 // A request gives no objects inside an object, and nothing that is only written.
 static bool isMember(const SCHEMA &schema, const FIELD_ROW &row) {
-  bool isNested = row.Format >= FORMAT_ENCLOSURE;
   if (schema.Use == USE_REQUESTED) {
-    return !isNested && (row.Flags & (FIELD_READ_ONLY | FIELD_WRITE_ONLY)) == 0;
+    return row.Format < FORMAT_ENCLOSURE && (row.Flags & (FIELD_READ_ONLY | FIELD_WRITE_ONLY)) == 0;
   }
-  return isNested || (row.Flags & FIELD_READ_ONLY) == 0;
+  return isWritten(row);
 }
 
 static void addFields(SCHEMA &schema, const FIELD_TABLE &fields) {
