@@ -49,12 +49,6 @@ RAID_PD_RECORD *FindPdByFqdd(RAID_MGMT_PROTOCOL *mgmt, const CHAR16 *fqdd) {
   return copy;
 }
 
-// The disks of the log are those of the saved configuration.
-static const RAID_PD_RECORD *findSavedDisk(UINT32 objectId) {
-  UINT32 number = firstWithId(g_curPds, objectId);
-  return number == g_curPds.Count ? nullptr : static_cast<const RAID_PD_RECORD *>(g_curPds.Records) + number;
-}
-
 static bool idsNeedTranslation(const RAID_CMD_BLOCK *command) {
   if (command->Command == RAID_COMMAND_CREATE) {
     return true;
@@ -70,7 +64,8 @@ static EFI_STATUS translateDiskIds(const CHANGE_RUN &run, RAID_CMD_BLOCK *comman
     return EFI_SUCCESS;
   }
   for (UINT32 i = 0; i < command->ObjectIdCount; ++i) {
-    const RAID_PD_RECORD *savedDisk = findSavedDisk(command->ObjectIds[i]);
+    // The disks of the log are those of the saved configuration.
+    const RAID_PD_RECORD *savedDisk = findCurrentDisk(command->ObjectIds[i]);
     if (savedDisk == nullptr) {
       continue;
     }
@@ -252,11 +247,9 @@ EFI_STATUS runChanges(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *request, const RAID
   CHANGE_RUN run = {};
   run.Mgmt = mgmt;
   run.Log.Root = CreateXMLNode("RaidConfig");
-  const RAID_PD_RECORD *disks = saved == nullptr ? nullptr : saved->physicalDisks;
-  UINT32 diskCount = saved == nullptr ? 0 : saved->physicalDiskCount;
-  indexRecords(&g_curPds, disks, diskCount);
-  LogPrint(LOG_TRACE, SET_LIVE, u"g_curPdArray\t   = %lx, g_curPdCount = %d", reinterpret_cast<UINTN>(disks),
-           diskCount);
+  setCurrentDisks(saved == nullptr ? nullptr : saved->physicalDisks, saved == nullptr ? 0 : saved->physicalDiskCount);
+  LogPrint(LOG_TRACE, SET_LIVE, u"g_curPdArray\t   = %lx, g_curPdCount = %d", reinterpret_cast<UINTN>(g_curPdArray),
+           g_curPdCount);
   EFI_STATUS status = runCommandList(run, request, output);
   // A log that is long in the making must not keep what the request still holds.
   releaseConfig(request);
@@ -264,6 +257,6 @@ EFI_STATUS runChanges(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *request, const RAID
     returnLog(run.Log.Root, output);
   }
   FreeXMLNode(run.Log.Root);
-  freeRecordIndex(&g_curPds);
+  setCurrentDisks(/* disks= */ nullptr, 0);
   return status;
 }

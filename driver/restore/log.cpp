@@ -5,7 +5,20 @@
 #include "base/text.h"
 #include "driver/xml/xml.h"
 
-RECORD_INDEX g_curPds;
+const RAID_PD_RECORD *g_curPdArray;
+UINT32 g_curPdCount;
+static RECORD_INDEX g_curPdIndex;
+
+void setCurrentDisks(const RAID_PD_RECORD *disks, UINT32 count) {
+  g_curPdArray = disks;
+  g_curPdCount = count;
+  indexRecords(&g_curPdIndex, disks, count);
+}
+
+const RAID_PD_RECORD *findCurrentDisk(UINT32 objectId) {
+  UINT32 number = firstWithId(g_curPdIndex, objectId);
+  return number == g_curPdIndex.Count ? nullptr : &g_curPdArray[number];
+}
 
 #define PRINT_PIECE 100
 

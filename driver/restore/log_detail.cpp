@@ -86,11 +86,6 @@ static const void *recordOf(const RAID_CMD_BLOCK *block) {
   return header->ObjectType == block->ObjectType ? header : nullptr;
 }
 
-static const RAID_PD_RECORD *findCurrentDisk(UINT32 objectId) {
-  UINT32 number = firstWithId(g_curPds, objectId);
-  return number == g_curPds.Count ? nullptr : static_cast<const RAID_PD_RECORD *>(g_curPds.Records) + number;
-}
-
 static bool addDiskIdentity(LOG_BUILDER &builder, UINT32 objectId) {
   if (!addHex(builder, "ObjectId", objectId)) {
     return false;

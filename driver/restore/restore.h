@@ -80,8 +80,13 @@ EFI_STATUS _ChangeAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, RES
 #define LOG_KIND_CONFIG 1
 #define LOG_KIND_RESTORE 2
 
-// The disks whose FQDDs the log shows: whoever runs an operation sets them and gives the index back at its end.
-extern RECORD_INDEX g_curPds;
+// The disks whose FQDDs the log shows, not owned. Whoever runs an operation sets them, and (null, 0) at its end, which
+// gives back what finding them needs.
+extern const RAID_PD_RECORD *g_curPdArray;
+extern UINT32 g_curPdCount;
+void setCurrentDisks(const RAID_PD_RECORD *disks, UINT32 count);
+// The first of them with that id, or null.
+const RAID_PD_RECORD *findCurrentDisk(UINT32 objectId);
 
 // Appends one "Operation" to the log, named name or, with null, after the block's command. Without a block its
 // "Detail" is empty. block->Revision tells what ObjectData is: RAID_BLOCK_REVISION_KEY a key, any other the record of

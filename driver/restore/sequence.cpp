@@ -209,7 +209,7 @@ static EFI_STATUS restoreSteps(RESTORE *run) {
     LogPrint(LOG_ERROR, "RaidRestore", u"Could not get current config info");
     return status;
   }
-  indexRecords(&g_curPds, run->Disks, run->DiskCount);
+  setCurrentDisks(run->Disks, run->DiskCount);
   status = validateLogged(run);
   if (EFI_ERROR(status)) {
     LogPrint(LOG_ERROR, "RaidRestore", u"_ValidateForRestore failed ");
@@ -227,10 +227,10 @@ EFI_STATUS RaidRestore(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, UINT32
   run.Saved = restoreCfg;
   run.RunMode = runModeFlag;
   run.Log = logRoot == nullptr ? nullptr : &log;
-  freeRecordIndex(&g_curPds);
+  setCurrentDisks(/* disks= */ nullptr, 0);
   _RestoreLogInit(runModeFlag, run.Log);
   EFI_STATUS status = restoreSteps(&run);
-  freeRecordIndex(&g_curPds);
+  setCurrentDisks(/* disks= */ nullptr, 0);
   if (logRoot != nullptr) {
     *logRoot = log.Root;
   }

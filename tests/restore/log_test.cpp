@@ -39,7 +39,6 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
   memset(remote.KeyID, 0, 4); // begins as an adapter record does
   current[1].ObjectID = 0xAB;
   current[1].FQDD = const_cast<CHAR16 *>(u"disk-3");
-  g_curPds = {current, 2, nullptr};
   UINT32 ids[] = {0xAB, 7};
   UINT32 unknown[] = {7};
   const std::string narrowed = "A" + std::string(62, 'n');
@@ -72,6 +71,8 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
       {{3, 14, 0, 0, nullptr, &remote, 0}, "REKEY", "<NewKey><Mode>RKM</Mode></NewKey>"},
   };
   World world(WORLD_OPTIONS{.preset = nullptr});
+  setCurrentDisks(current, 2);
+  world.markBalance();
   std::string all;
   for (auto &row : cases) {
     world.clearLog();
@@ -82,6 +83,7 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
     all += text + world.log();
     world.expectBalanced();
   }
+  setCurrentDisks(/* disks= */ nullptr, 0);
   EXPECT_EQ(countOf(all, "ppp"), 0u) << "a passphrase was written";
 }
 
