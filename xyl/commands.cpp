@@ -73,7 +73,8 @@ const XYL_COMMAND g_xylCommands[] = {
      XYL_NEEDS_CONTROLLER, false, "compares a saved configuration with the controller",
      "Says whether the adapter was replaced, which of its settings and rates changed and whether its firmware is "
      "lower\n"
-     "or higher than when SAVED.xml was written, and prints the driver's result word. Nothing is changed.",
+     "or higher than when SAVED.xml was written, and prints the driver's result word, what was compared and what not,\n"
+     "and how many differences 'diff' finds in all. Nothing is changed.",
      "xyl verify saved.xml --controller lab.json", "xyl verify fs0:\\saved.xml", runVerify},
 
     {"diff", "OLD.xml [NEW.xml]", 1, 2, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES | OUTCOME(DIFFERENT),

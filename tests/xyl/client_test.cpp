@@ -154,7 +154,14 @@ TEST(Xyl, VerifySaysWhatChangedAndSettingsComeBack) {
   const std::string rate = edit + "\"Value\": 30/s//\"Value\": 31/' lab.json";
   Client client("demo");
   client.expect(
-      {"0 !cp lab.json demo.json", "0 " + verify + " => no difference\nresult 0x0\n",
+      {"0 !cp lab.json demo.json",
+       "0 " + verify +
+           " => no difference\nresult 0x0\nController: Harrier R6 Integrated, PCI 03:00.0, WWN "
+           "5EEDADA000001000\nCompared: |Not compared: ",
+       "0 sim pull lab.json 1001",
+       "0 sim pull lab.json 1003",
+       "0 " + verify + " => Not compared: |disks|In all 'xyl diff' finds 8 differences\n",
+       "0 !cp demo.json lab.json",
        "0 " + edit + "CheckConsistencyMode\": \"Normal/s//CheckConsistencyMode\": \"Stop On Error/' lab.json",
        "1 " + verify +
            " => setting changed, CheckConsistencyMode: Normal (saved) -> Stop On Error (now)\nresult 0x100\n",
@@ -163,12 +170,14 @@ TEST(Xyl, VerifySaysWhatChangedAndSettingsComeBack) {
        "0 " + edit + "21.3.4-0001/s//21.3.3-0001/' lab.json",
        "1 " + verify + " => firmware lower: 21.3.4-0001 (saved) -> 21.3.3-0001 (now)\nresult 0x40\n",
        "0 " + edit + "21.3.4-0001/s//21.10.0/' lab.json",
-       "1 " + verify + " => firmware higher: 21.3.4-0001 (saved) -> 21.10.0 (now)\nresult 0x80\n", "0 " + rate,
+       "1 " + verify + " => firmware higher: 21.3.4-0001 (saved) -> 21.10.0 (now)\nresult 0x80\n",
+       "0 " + rate,
        "1 " + verify + " => 30 (saved) -> 31 (now)\nresult 0x100\n",
        "0 restore saved.xml --controller lab.json => as it was saved\nthe restore succeeded on Harrier R6 Integrated, "
        "PCI "
        "03:00.0, WWN 5EEDADA000001000\n",
-       "0 " + same, "0 " + rate,
+       "0 " + same,
+       "0 " + rate,
        "0 replace saved.xml --controller lab.json => the replacement succeeded on Harrier R6 Integrated, PCI 03:00.0",
        "0 " + same});
 }

@@ -92,16 +92,38 @@ static void explainBits(const VERIFY_OUT &out, const ADAPTERS &adapters, UINT32 
   }
 }
 
-static void showVerdict(const XYL_CONTEXT &context, const ADAPTERS &adapters, UINT32 bits) {
+// What the driver compares, and what it does not.
+static constexpr const CHAR8 *COMPARED = "the adapter's WWN, firmware version, modes and rates";
+static constexpr const CHAR8 *NOT_COMPARED = "enclosures, disks, virtual disks, hot spares, the security key";
+
+// What verify has found out.
+struct VERIFIED {
+  const CONTROLLER *Controller;
+  UINT32 Bits;
+  UINT32 Differences; // of all that the documents hold
+};
+
+static void sayVerified(const XYL_HOST *host, const ADAPTERS &adapters, const VERIFIED &verified) {
+  explainBits({host, /* Json= */ nullptr}, adapters, verified.Bits);
+  sayLines(host, verified.Bits == 0 ? "no difference\n" : "");
+  say(host, u"result 0x%x\nController: ", verified.Bits);
+  sayIdentity(host, verified.Controller->Identity);
+  say(host, u"\nCompared: %a\nNot compared: %a\n", COMPARED, NOT_COMPARED);
+  if (verified.Differences != 0) {
+    say(host, u"In all 'xyl diff' finds %d differences\n", verified.Differences);
+  }
+}
+
+static void showVerdict(const XYL_CONTEXT &context, const ADAPTERS &adapters, const VERIFIED &verified) {
+  UINT32 bits = verified.Bits;
   if (!hasOption(context, XYL_OPTION_JSON)) {
-    explainBits({context.Host, /* Json= */ nullptr}, adapters, bits);
-    sayLines(context.Host, bits == 0 ? "no difference\n" : "");
-    say(context.Host, u"result 0x%x\n", bits);
+    sayVerified(context.Host, adapters, verified);
     return;
   }
   JSON json = {};
   json.Host = context.Host;
   jsonObject(&json, nullptr);
+  writeIdentity(&json, verified.Controller->Identity);
   jsonNumber(&json, "result", bits);
   jsonBool(&json, "adapterReplaced", (bits & VERIFY_PART_REPLACEMENT) != 0);
   jsonBool(&json, "settingsChanged", (bits & VERIFY_CONFIG_CHANGE) != 0);
@@ -110,14 +132,31 @@ static void showVerdict(const XYL_CONTEXT &context, const ADAPTERS &adapters, UI
   jsonArray(&json, "differences");
   explainBits({context.Host, &json}, adapters, bits);
   jsonEnd(&json);
+  jsonText(&json, "compared", COMPARED);
+  jsonText(&json, "notCompared", NOT_COMPARED);
+  jsonNumber(&json, "allDifferences", verified.Differences);
   jsonEnd(&json);
 }
 
+static XYL_RESULT showTrees(const XYL_CONTEXT &context, const CONTROLLER &controller, const XML_NODE *saved,
+                            const XML_NODE *live, UINT32 bits) {
+  DIFFERENCES all = {};
+  EFI_STATUS status = diffDocuments(saved, live, &all);
+  VERIFIED verified = {&controller, bits, all.Count};
+  freeDifferences(&all);
+  if (EFI_ERROR(status)) {
+    complain(context.Host, u"the documents cannot be compared: %a", statusWords(status));
+    return failed(status);
+  }
+  showVerdict(context, {adapterOf(saved), adapterOf(live)}, verified);
+  return succeeded();
+}
+
 // Says what the bits stand for, from the saved document and a fresh inventory.
-static XYL_RESULT explain(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, const CHAR8 *savedText,
+static XYL_RESULT explain(const XYL_CONTEXT &context, const CONTROLLER &controller, const CHAR8 *savedText,
                           UINT32 bits) {
   DOCUMENT_TEXT live;
-  XYL_RESULT result = readInventory(context, operations, &live);
+  XYL_RESULT result = readInventory(context, controller.Operations, &live);
   if (isFailure(result)) {
     return result;
   }
@@ -128,7 +167,7 @@ static XYL_RESULT explain(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operati
     result = parseTree(context, "the inventory", live.Text, &liveRoot);
   }
   if (!isFailure(result)) {
-    showVerdict(context, {adapterOf(savedRoot), adapterOf(liveRoot)}, bits);
+    result = showTrees(context, controller, savedRoot, liveRoot, bits);
   }
   freeTree(liveRoot);
   freeTree(savedRoot);
@@ -152,12 +191,8 @@ static XYL_RESULT verify(const XYL_CONTEXT &context, const CONTROLLER &controlle
     complain(context.Host, u"the controller cannot be compared with '%a': %a", file, statusWords(status));
     return failed(status);
   }
-  if (bits == 0) {
-    showVerdict(context, {}, bits);
-    return succeeded();
-  }
-  XYL_RESULT result = explain(context, operations, saved.Text, bits);
-  return isFailure(result) ? result : different();
+  XYL_RESULT result = explain(context, controller, saved.Text, bits);
+  return isFailure(result) || bits == 0 ? result : different();
 }
 
 XYL_RESULT runVerify(const XYL_CONTEXT &context) {
