@@ -5,7 +5,6 @@
 #include "driver/binding/instances.h"
 #include "fuzz/support.h"
 
-
 static FuzzInput *g_input; // null: records as they are
 static decltype(RAID_MGMT_PROTOCOL::Execute) g_execute;
 

@@ -93,7 +93,7 @@ struct XYL_REQUEST {
   const XYL_COMMAND *Command; // null only for the version, the general help and that of a group
   bool Version;
   bool Help;
-  const CHAR8 *Group; // first word of the commands that the help is about; null: all
+  const CHAR8 *Group;                     // first word of the commands that the help is about; null: all
   const CHAR8 *Options[XYL_OPTION_COUNT]; // null: not given; an option without a value holds ""
   const CHAR8 *Operands[XYL_WORDS_MAX];
   UINTN OperandCount;

@@ -65,8 +65,7 @@ TEST(Xyl, HelpComesFromTheTables) {
                  "0 !xyl help get >help; xyl get -? | cmp - help && xyl --help get superfluous | cmp - help",
                  "0 !grep -e '-o, --output FILE' help && ! grep -e --rebuild help",
                  "0 !xyl help sim >help; xyl sim -h | cmp - help && ! grep -e ' restore ' help",
-                 "0 help sim =>   sim new  |  sim clear-faults  ",
-                 "0 !xyl --version get | grep -x 'xyl [0-9.]*'",
+                 "0 help sim =>   sim new  |  sim clear-faults  ", "0 !xyl --version get | grep -x 'xyl [0-9.]*'",
                  "0 help verify => there are differences", "1 !xyl help show | grep 'there are differences'"});
 }
 

@@ -133,10 +133,11 @@ TEST(Diff, RecognisesThings) {
   client.write("new.xml", edited(saved, {{"5EED00000003EC00", nameless}}));
   client.write("twins.xml", twins);
   client.write("moved.xml", edited(twins, {{">volume-1.", ">volume-8."}, {">volume-2.", ">volume-9."}}));
-  client.expect({"1 diff old.xml new.xml => disk 1003 changed, WWN: 0000000000000000 -> 5EED00000003EB00\n"
-                 "disk 1004 changed, WWN: 5EED00000003EC00 -> 0000000000000000\ndifferences: 2\n",
-                 "1 diff twins.xml moved.xml => virtual disk 2 \"Data\" changed, FQDD: |virtual disk 3 \"Data\" changed, "
-                 "FQDD: |differences: 2\n"});
+  client.expect(
+      {"1 diff old.xml new.xml => disk 1003 changed, WWN: 0000000000000000 -> 5EED00000003EB00\n"
+       "disk 1004 changed, WWN: 5EED00000003EC00 -> 0000000000000000\ndifferences: 2\n",
+       "1 diff twins.xml moved.xml => virtual disk 2 \"Data\" changed, FQDD: |virtual disk 3 \"Data\" changed, "
+       "FQDD: |differences: 2\n"});
   client.write("bare.xml", "<raidData/>");
   client.expect({"4 diff saved.xml bare.xml => bare.xml has no adapter",
                  "3 diff none.xml saved.xml => cannot read 'none.xml'", "2 diff saved.xml => no controller is given"});
