@@ -42,7 +42,8 @@ static EFI_STATUS EFIAPI readKeyStroke(EFI_SIMPLE_TEXT_INPUT_PROTOCOL *, EFI_INP
   if (g_console->keys.empty()) {
     return EFI_NOT_READY;
   }
-  *key = {0, g_console->keys.front()};
+  CHAR16 typed = g_console->keys.front();
+  *key = typed == 0x1B ? EFI_INPUT_KEY{0x17, 0} : EFI_INPUT_KEY{0, typed}; // the escape key has no character
   g_console->keys.pop_front();
   return EFI_SUCCESS;
 }

@@ -33,4 +33,11 @@ bash -euc '
   completes "--rebuild" restore saved.xml --reb
   completes "demo direct" get --preset d
   completes "" show s
+  completes "restore" help res
+  completes "presets pull" help sim p
+  completes "--version" --ver
+  completes "-o" get -o
+  completes "" sim fail-next cre
+  completes "create" sim fail-next lab.json cre
+  completes "device-error" sim fail-next lab.json create dev
 ' bash "$place/installed/share/bash-completion/completions/xyl"

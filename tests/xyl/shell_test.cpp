@@ -262,7 +262,7 @@ TEST_F(XylShell, ManualIsTheHelp) {
 
 TEST_F(XylShell, RebuildWantsATypedYes) {
   ASSERT_EQ(run(u"get -o saved.xml"), EFI_SUCCESS);
-  for (const char *keys : {"no\r", "\r", "yess\r", "yesno\b\byes\r", "yex\bs\r"}) {
+  for (const char *keys : {"no\r", "\r", "yess\r", "yesno\b\byes\r", "yes\x1b", "yex\bs\r"}) {
     bool yes = std::string(keys) == "yex\bs\r";
     world_.firmware.typeKeys(keys);
     expect(u"restore saved.xml --rebuild --partial --no-backup", yes ? EFI_SUCCESS : EFI_ABORTED,

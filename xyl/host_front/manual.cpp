@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "base/print.h"
 #include "providers/sim_controller/sim_controller.h"
+#include "xyl/host/host.h"
 
 static void put(const XYL_HOST &host, const std::string &text) {
   host.WriteOut(&host, text.c_str(), text.size());
@@ -110,14 +112,37 @@ static std::string wordsOf(const std::string &prefix) {
   return words;
 }
 
-static std::string optionsOf(const XYL_COMMAND &command) {
-  std::string options = "--help";
+// Those whose bits are set.
+static std::string optionsOf(UINT64 taken) {
+  std::string options = "-h --help";
   for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
-    if (takesOption(command.Options, id) && (g_xylOptions[id].Fronts & XYL_FRONT_HOST) != 0) {
-      options += std::string(" ") + g_xylOptions[id].Long;
+    if (takesOption(taken, id) && (g_xylOptions[id].Fronts & XYL_FRONT_HOST) != 0) {
+      const XYL_OPTION &option = g_xylOptions[id];
+      options += (option.Short != nullptr ? std::string(" ") + option.Short : "") + " " + option.Long;
     }
   }
   return options;
+}
+
+// The names of the table up to a value, as 'sim fail-next' takes them.
+static std::string commandNames() {
+  std::string names = "any";
+  for (const VALUE_NAME_TABLE *row = g_commandTable; row->Name != nullptr; ++row) {
+    names += row->Value <= RAID_COMMAND_GET_KEY_ID ? " " + normalised(row->Name) : "";
+  }
+  return names;
+}
+
+static std::string errorNames() {
+  std::string names;
+  for (UINT64 number = 1; number < 64; ++number) {
+    const CHAR8 *words = statusText(EFI_ERROR_CODE(number));
+    std::string name = words != nullptr ? words : "";
+    std::replace(name.begin(), name.end(), ' ', '-');
+    std::transform(name.begin(), name.end(), name.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; });
+    names += (names.empty() || name.empty() ? "" : " ") + name;
+  }
+  return names;
 }
 
 static std::string presetNames() {
@@ -128,21 +153,46 @@ static std::string presetNames() {
   return names;
 }
 
+// The words that name commands so far; behind "help" they name what help is about.
+static void writeCommandCases(const XYL_HOST &host) {
+  for (const char *before : {"", "help "}) {
+    for (const XYL_COMMAND *command : hostCommands()) {
+      std::string name = command->Name;
+      std::string blank = *before == 0 && name.find(' ') == std::string::npos ? " " : "";
+      std::string whole = before + name;
+      put(host, "    \"" + blank + whole + "\") command=\"" + whole + "\" ;;\n");
+    }
+  }
+  put(host, "    \" sim\" | \"help sim\") command=\"${command:+help }sim\" ;;\n"
+            "    \"sim fail-next \"*) [[ $word == -* ]] || (( ++given )) ;;\n");
+}
+
+// What may come behind each command.
+static void writeWordCases(const XYL_HOST &host) {
+  put(host, "    \"\") words=\"" + wordsOf("") + "\"\n      [[ $current == -* ]] && words=\"--version " +
+                optionsOf(~0ULL) + "\" ;;\n");
+  put(host, "    help) words=\"" + wordsOf("") + "\"\n      [[ $current == -* ]] && words=\"--help --json\" ;;\n");
+  put(host, "    sim | \"help sim\") words=\"" + wordsOf("sim ") + "\" ;;\n");
+  for (const XYL_COMMAND *command : hostCommands()) {
+    std::string name = command->Name;
+    put(host, "    \"" + name + "\")\n");
+    if (name == "sim fail-next") {
+      put(host, "      [[ $given == 1 ]] && words=\"" + commandNames() + "\"\n      [[ $given == 2 ]] && words=\"" +
+                    errorNames() + "\"\n");
+    }
+    put(host, "      [[ $current == -* ]] && words=\"" + optionsOf(command->Options) + "\" ;;\n");
+  }
+}
+
 static void writeCompletion(const XYL_HOST &host) {
   put(host, "# Completion of xyl for bash: source this file, or put it where bash-completion looks for it.\n"
             "_xyl() {\n"
             "  local current=\"${COMP_WORDS[COMP_CWORD]}\" previous=\"${COMP_WORDS[COMP_CWORD-1]}\"\n"
-            "  local command=\"\" word words=\"\"\n"
+            "  local command=\"\" word words=\"\" given=0\n"
             "  for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
             "    case \"$command $word\" in\n");
-  for (const XYL_COMMAND *command : hostCommands()) {
-    std::string name = command->Name;
-    std::string line = name.find(' ') == std::string::npos ? "    \" " : "    \"";
-    line.append(name).append("\") command=\"").append(name).append("\" ;;\n");
-    put(host, line);
-  }
-  put(host, "    \" sim\") command=\"sim\" ;;\n"
-            "    esac\n"
+  writeCommandCases(host);
+  put(host, "    esac\n"
             "  done\n"
             "  case \"$previous\" in\n"
             "  --preset) words=\"" +
@@ -150,16 +200,8 @@ static void writeCompletion(const XYL_HOST &host) {
                 "\" ;;\n"
                 "  --log) words=\"trace warn error\" ;;\n"
                 "  *)\n"
-                "    case \"$command\" in\n"
-                "    \"\") words=\"" +
-                wordsOf("") +
-                "\" ;;\n"
-                "    sim) words=\"" +
-                wordsOf("sim ") + "\" ;;\n");
-  for (const XYL_COMMAND *command : hostCommands()) {
-    put(host, std::string("    \"") + command->Name + "\") [[ $current == -* ]] && words=\"" + optionsOf(*command) +
-                  "\" ;;\n");
-  }
+                "    case \"$command\" in\n");
+  writeWordCases(host);
   put(host, "    esac ;;\n"
             "  esac\n"
             "  COMPREPLY=($(compgen -W \"$words\" -- \"$current\"))\n"

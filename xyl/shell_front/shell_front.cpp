@@ -37,21 +37,20 @@ static void writeConsole(const XYL_HOST *host, const CHAR8 *text, UINTN length) 
 static constexpr UINTN IDLE_WAKES = 1000;
 
 // Waits for one key.
-static EFI_STATUS readKey(const XYL_HOST *host, CHAR16 *unit) {
+static EFI_STATUS readKey(const XYL_HOST *host, EFI_INPUT_KEY *key) {
   EFI_SIMPLE_TEXT_INPUT_PROTOCOL *keyboard = host->SystemTable->ConIn;
-  EFI_INPUT_KEY key = {};
   EFI_STATUS status = EFI_NOT_READY;
   for (UINTN i = 0; status == EFI_NOT_READY && i < IDLE_WAKES; ++i) {
     UINTN index = 0;
     status = g_bootServices->WaitForEvent(1, &keyboard->WaitForKey, &index);
     if (!EFI_ERROR(status)) {
-      status = keyboard->ReadKeyStroke(keyboard, &key);
+      status = keyboard->ReadKeyStroke(keyboard, key);
     }
   }
-  *unit = key.UnicodeChar;
   return status;
 }
 
+static constexpr UINT16 SCAN_ESCAPE = 0x17;
 static constexpr CHAR16 BYTE_ORDER_MARK = 0xFEFF; // the first unit of such a file
 
 static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
@@ -62,9 +61,14 @@ static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
   CHAR16 line[4] = {};
   UINTN length = 0;
   for (;;) {
-    CHAR16 unit = 0;
-    if (EFI_ERROR(readKey(host, &unit))) {
+    EFI_INPUT_KEY key = {};
+    if (EFI_ERROR(readKey(host, &key))) {
       return XYL_ANSWER_NO_TERMINAL;
+    }
+    CHAR16 unit = key.UnicodeChar;
+    if (key.ScanCode == SCAN_ESCAPE) {
+      length = 0;
+      break;
     }
     if (unit == u'\r' || unit == u'\n') {
       break;
