@@ -66,7 +66,10 @@ const XYL_COMMAND g_xylCommands[] = {
     {"show", "[SAVED.xml]", 0, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
      XYL_NEEDS_CONTROLLER_OR_FILE, false, "shows a short summary of the configuration",
      "Shows the adapter, the enclosures with the disks in their slots, directly attached disks, virtual disks and the\n"
-     "key identifier, of the controller or of a saved document. Sizes are decimal (1 GB is 1000000000 bytes).",
+     "key identifier, of the controller or of a saved document. Sizes are decimal (1 GB is 1000000000 bytes). Cache\n"
+     "words: WB write back, WT write through, FWB forced write back; RA read ahead, ARA adaptive, NRA none; DIO "
+     "direct\n"
+     "I/O, CIO cached. A member that is not there is called missing. 'show --json' has every field and whole texts.",
      "xyl show --preset demo\nxyl show saved.xml", "xyl show\nxyl show fs0:\\saved.xml", runShow},
 
     {"verify", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH,

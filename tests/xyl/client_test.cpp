@@ -86,12 +86,11 @@ TEST(Xyl, ShowsWhatTheControllerHolds) {
       "Adapter      Harrier R6 Integrated\nFirmware     21.3.4-0001\n|"
       "RAID levels  RAID 0, RAID 1, RAID 5, RAID 6, RAID 10, RAID 50, RAID 60\nKey id       demo-key-1\n|"
       "Enclosure 301, Shelf 0: 12 slots, 11 disks\n|"
-      "     2    1003  HARRIER HS10K Enterprise  SAS          2.00 TB  Online      VD 2, 3\n|"
-      "     6    1007  HARRIER HS10K Enterprise  SAS          2.00 TB  Ready       hot spare of VD 2\n|"
-      "     7    1008  HARRIER HS10K Enterprise  SAS          2.00 TB  Ready       global hot spare\n|"
-      "     8    1020  -                         SATA         4.00 TB  Ready       -\n|"
-      "       1  System            RAID 1     600.12 GB  Online      1001, 1002 |"
-      "Direct I/O, Write Back, Adaptive Read Ahead";
+      "     2  1003  HARRIER HS10K Enterprise  SAS     2.00 TB  Online  VD 2, 3\n|"
+      "     6  1007  HARRIER HS10K Enterprise  SAS     2.00 TB  Ready   spare of VD 2\n|"
+      "     7  1008  HARRIER HS10K Enterprise  SAS     2.00 TB  Ready   global spare\n|"
+      "     8  1020  -                       SATA    4.00 TB  Ready   -\n|"
+      "   1  System   RAID 1   600.12 GB  Online  WB ARA DIO  1001, 1002\n";
   Client client("demo");
   client.expect(
       {"0 list --preset demo =>   1  Harrier R6 Integrated, PCI 03:00.0, WWN 5EEDADA000001000\n     virtual disks: "
@@ -105,6 +104,22 @@ TEST(Xyl, ShowsWhatTheControllerHolds) {
        "0 !xyl show --preset demo --log trace 2>log | cmp - shown && cat log => TRACE RAIDXYLGet_Live: Exit. Success",
        "0 show --preset direct => \nDirectly attached disks: 8\n",
        "0 show --preset empty => Key id       -\n\nVirtual disks: 0\n"});
+}
+
+TEST(Xyl, TablesFitWhateverTheNames) {
+  Client client("demo");
+  client.expect({"0 sim pull lab.json 1003", "0 get --controller lab.json -o pulled.xml"});
+  std::string pulled = client.read("pulled.xml");
+  for (const char *edit : {"<Name>Data<|<Name>D\xC3\xA4t and quite a lot more<", "<Slot>4<|<Slot>14<"}) {
+    std::string text = edit;
+    size_t bar = text.find('|');
+    client.writeEdited("odd.xml", pulled, text.substr(0, bar), text.substr(bar + 1));
+    pulled = client.read("odd.xml");
+  }
+  client.expect({"0 show odd.xml =>     10  1011  |    14  1005  |"
+                 "   2  D\xC3\xA4t and quite...  RAID 5     4.00 TB  Degraded  WB ARA DIO  1003 missing,\n|"
+                 "  1004, 1005,\n|  1006\n   3  Scratch           RAID 5     2.00 TB",
+                 "1 !LC_ALL=C.UTF-8; export LC_ALL; xyl show odd.xml | grep -aE '.{81}'"});
 }
 
 TEST(Xyl, OutputsSpareWhatStandsThere) {

@@ -187,11 +187,11 @@ TEST(Controls, AreShownNotSent) {
 }
 
 TEST(Colours, AreForTerminalsOnly) {
-  const std::string green = "\x1b[32mOnline\x1b[0m     ";
+  const std::string green = "\x1b[32mOnline\x1b[0m  ";
   EXPECT_NE(onTerminal("TERM=xterm", "show --preset demo").find(green), std::string::npos);
   for (const char *environment : {"TERM=xterm NO_COLOR=1", "TERM=dumb"}) {
     std::string plain = onTerminal(environment, "show --preset demo");
-    EXPECT_NE(plain.find("Online      VD 1"), std::string::npos) << plain;
+    EXPECT_NE(plain.find("Online  VD 1"), std::string::npos) << plain;
     EXPECT_EQ(plain.find('\x1b'), std::string::npos);
   }
   Client client("demo");

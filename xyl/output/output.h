@@ -2,6 +2,7 @@
 #pragma once
 
 #include "xyl/output/json.h"
+#include "xyl/output/table.h"
 #include "xyl/output/text.h"
 #include "xyl/output/utf8.h"
 #include "xyl/xyl.h"
