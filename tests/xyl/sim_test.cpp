@@ -72,7 +72,7 @@ TEST(ControllerFile, IsReplacedInOneStepByOneAtATime) {
        // While another one has it, reading goes on, unless that would use up a fault.
        "4 !flock lab.json xyl sim pull lab.json 1001 => 'lab.json' is being changed by another xyl; try again",
        "4 !flock lab.json xyl sim new --preset sas lab.json --force => another xyl",
-       "0 !flock lab.json xyl show --controller lab.json =>     1001  ", "0 sim fail-next lab.json get:vd",
+       "0 !flock lab.json xyl show --controller lab.json => Enclosure 301", "0 sim fail-next lab.json get:vd",
        "4 !flock lab.json xyl show --controller lab.json => another xyl"});
 }
 
