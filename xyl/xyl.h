@@ -47,6 +47,10 @@ struct XYL_HOST {
   bool (*IsSameFile)(const XYL_HOST *host, const CHAR8 *a, const CHAR8 *b);
   // Puts the question to a person at a terminal; only a typed "yes" is a yes.
   XYL_ANSWER (*AskYes)(const XYL_HOST *host, const CHAR8 *question);
+  // Puts the question to a person and reads a line that is not shown, of less than capacity bytes, into secret, which
+  // the caller overwrites. EFI_NOT_FOUND: nobody can be asked; EFI_ABORTED: the person gave up; EFI_BAD_BUFFER_SIZE:
+  // the line is longer. Without success nothing stays in secret. Null is nobody.
+  EFI_STATUS (*AskSecret)(const XYL_HOST *host, const CHAR8 *question, CHAR8 *secret, UINTN capacity) = nullptr;
   bool Terminal = false; // the standard output is a terminal, which may take bytes for commands
   bool Colours = false;  // and understands colour sequences
   // Told when a call of the driver that may take long begins and when it is over, so that the front can show to a

@@ -1,7 +1,6 @@
 #include "xyl/host/texts.h"
 
 #include <cctype>
-#include <cmath>
 #include <cstdlib>
 
 #include "base/print.h"
@@ -77,26 +76,4 @@ std::string sizeText(UINT64 bytes) {
   CHAR8 text[SIZE_TEXT_CAPACITY];
   formatSize(text, bytes);
   return text;
-}
-
-UINT64 sizeFrom(const std::string &text) {
-  static constexpr struct {
-    const char *name;
-    double bytes;
-  } units[] = {{"", 1}, {"mb", 1e6}, {"gb", 1e9}, {"tb", 1e12}};
-  size_t digits = text.find_first_not_of("0123456789.");
-  std::string number = text.substr(0, digits);
-  std::string unit = digits == std::string::npos ? "" : normalised(text.substr(digits));
-  char *end = nullptr;
-  double value = std::strtod(number.c_str(), &end);
-  if (number.empty() || *end != 0) {
-    return 0;
-  }
-  for (const auto &row : units) {
-    if (unit == row.name) {
-      double bytes = std::round(value * row.bytes);
-      return bytes < 1e18 ? static_cast<UINT64>(bytes) : 0;
-    }
-  }
-  return 0;
 }

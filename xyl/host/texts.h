@@ -26,5 +26,3 @@ EFI_STATUS errorNamed(const std::string &name);
 
 // A number of bytes as "1.20 TB".
 std::string sizeText(UINT64 bytes);
-// Reads a size as "600GB", "1.2 TB" (decimal units) or a number of bytes; 0 for any other text.
-UINT64 sizeFrom(const std::string &text);

@@ -12,6 +12,7 @@
 #include "xyl/host_front/busy.h"
 #include "xyl/host_front/manual.h"
 #include "xyl/host_front/outputs.h"
+#include "xyl/host_front/secret.h"
 #include "xyl/platform/platform.h"
 #include "xyl/report/report.h"
 #include "xyl/sim/sim.h"
@@ -147,6 +148,7 @@ int main(int argc, char **argv) {
                    readFile, openHostOutput, closeHostOutput, isSameHostFile, askYes};
   host.Terminal = isatty(STDOUT_FILENO) != 0;
   host.Colours = hasColours();
+  host.AskSecret = askHostSecret;
   host.Busy = showBusy;
   XYL_REQUEST request;
   XYL_RESULT result = xylParse(&host, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);

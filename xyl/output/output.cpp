@@ -137,3 +137,46 @@ void formatSize(CHAR8 (&buffer)[SIZE_TEXT_CAPACITY], UINT64 bytes) {
   buffer[length++] = static_cast<CHAR8>('0' + hundredths % 10);
   copyBytes(buffer + length, unit->Name, 4);
 }
+
+static constexpr UINT64 SIZE_LIMIT = 1000000000000000000ULL;
+
+// The bytes of a unit, whose letters may be large or small; 0 for another text.
+static UINT64 unitOf(const CHAR8 *text) {
+  static constexpr struct {
+    const CHAR8 *Name;
+    UINT64 Bytes;
+  } units[] = {{"", 1}, {"MB", 1000000}, {"GB", 1000000000}, {"TB", 1000000000000}};
+  for (const auto &unit : units) {
+    UINTN i = 0;
+    while (unit.Name[i] != 0 && (text[i] == unit.Name[i] || text[i] == unit.Name[i] - 'A' + 'a')) {
+      ++i;
+    }
+    if (unit.Name[i] == 0 && text[i] == 0) {
+      return unit.Bytes;
+    }
+  }
+  return 0;
+}
+
+UINT64 parseSize(const CHAR8 *text) {
+  UINT64 number = 0;
+  UINT64 scale = 1;
+  bool isFraction = false;
+  for (; (*text >= '0' && *text <= '9') || (*text == '.' && !isFraction); ++text) {
+    if (*text == '.') {
+      isFraction = true;
+      continue;
+    }
+    if (number >= SIZE_LIMIT / 10 || scale >= SIZE_LIMIT / 10) {
+      return 0;
+    }
+    number = number * 10 + static_cast<UINT64>(*text - '0');
+    scale *= isFraction ? 10 : 1;
+  }
+  text += *text == ' ' ? 1 : 0;
+  UINT64 unit = unitOf(text);
+  if (unit == 0 || unit % scale != 0) {
+    return 0; // no unit, or a part of a byte
+  }
+  return number < SIZE_LIMIT / (unit / scale) ? number * (unit / scale) : 0;
+}

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "xyl/output/json.h"
+#include "xyl/output/secret.h"
 #include "xyl/output/table.h"
 #include "xyl/output/text.h"
 #include "xyl/output/utf8.h"
@@ -35,6 +36,10 @@ const CHAR8 *statusWords(EFI_STATUS status);
 #define SIZE_TEXT_CAPACITY 32
 // A number of bytes in decimal units with two places, as "1.20 TB".
 void formatSize(CHAR8 (&buffer)[SIZE_TEXT_CAPACITY], UINT64 bytes);
+
+// The bytes of a size as people write it: "600GB", "1.2 TB" (decimal), or in bytes. 0 for what is none, or 10^18 and
+// up.
+UINT64 parseSize(const CHAR8 *text);
 
 inline XYL_RESULT succeeded() {
   return {XYL_SUCCESS, EFI_SUCCESS};

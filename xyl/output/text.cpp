@@ -3,6 +3,14 @@
 #include "base/pool.h"
 #include "base/text.h"
 
+// Change documents may hold passphrases.
+static void release(TEXT *text) {
+  if (text->Chars != nullptr) {
+    wipeBytes(text->Chars, text->Length);
+    poolFree(text->Chars);
+  }
+}
+
 static bool makeRoom(TEXT *text, UINTN length) {
   if (text->Length + length < text->Capacity) {
     return true;
@@ -16,7 +24,7 @@ static bool makeRoom(TEXT *text, UINTN length) {
   if (text->Length != 0) {
     copyBytes(grown, text->Chars, text->Length);
   }
-  poolFree(text->Chars);
+  release(text);
   text->Chars = grown;
   text->Capacity = capacity;
   return true;
@@ -42,6 +50,6 @@ const CHAR8 *textOf(const TEXT &text) {
 }
 
 void freeText(TEXT *text) {
-  poolFree(text->Chars);
+  release(text);
   *text = {};
 }

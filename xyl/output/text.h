@@ -18,5 +18,5 @@ void putNumber(TEXT *text, UINT64 number);
 // The characters written; "" for none.
 const CHAR8 *textOf(const TEXT &text);
 
-// Gives the memory back and empties the text.
+// Overwrites the memory, gives it back and empties the text.
 void freeText(TEXT *text);

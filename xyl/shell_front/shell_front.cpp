@@ -91,6 +91,40 @@ static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
   return yes ? XYL_ANSWER_YES : XYL_ANSWER_NO;
 }
 
+// Gives the line the bytes of one unit.
+static SECRET_STATE typeUnit(SECRET_LINE *line, CHAR16 unit) {
+  if (unit == BYTE_ORDER_MARK) {
+    return SECRET_OPEN;
+  }
+  CHAR16 wide[2] = {unit, 0};
+  CHAR8 *bytes = utf8FromWide(wide);
+  SECRET_STATE state = bytes != nullptr ? SECRET_OPEN : SECRET_CANCELLED;
+  for (const CHAR8 *at = bytes; state == SECRET_OPEN && *at != 0; ++at) {
+    state = typeSecret(line, static_cast<UINT8>(*at));
+  }
+  if (bytes != nullptr) {
+    wipeBytes(bytes, textLength(bytes));
+    poolFree(bytes);
+  }
+  return state;
+}
+
+static EFI_STATUS askSecret(const XYL_HOST *host, const CHAR8 *question, CHAR8 *secret, UINTN capacity) {
+  if (host->SystemTable->ConIn == nullptr) {
+    return EFI_NOT_FOUND;
+  }
+  writeConsole(host, question, textLength(question));
+  SECRET_LINE line = {secret, capacity, 0};
+  SECRET_STATE state = SECRET_OPEN;
+  while (state == SECRET_OPEN) {
+    EFI_INPUT_KEY key = {};
+    bool isGivenUp = EFI_ERROR(readKey(host, &key)) || key.ScanCode == SCAN_ESCAPE;
+    state = isGivenUp ? SECRET_CANCELLED : typeUnit(&line, key.UnicodeChar);
+  }
+  writeConsole(host, "\n", 1);
+  return endSecret(&line, state);
+}
+
 // --- A dot for every second that the driver works: an operation tells nothing before its end ---
 
 static constexpr UINT64 ONE_SECOND = 10000000;
@@ -175,6 +209,7 @@ extern "C" EFI_STATUS EFIAPI XylEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *system
   SHELL context = {static_cast<EFI_SHELL_PROTOCOL *>(shell), EFI_SUCCESS};
   XYL_HOST host = {&context,      XYL_FRONT_SHELL, systemTable,      writeConsole,    writeConsole,
                    shellReadFile, shellOpenOutput, shellCloseOutput, shellIsSameFile, askYes};
+  host.AskSecret = askSecret;
   host.Terminal = true;
   host.Busy = showBusy;
   return runShellParameters(&host, static_cast<EFI_SHELL_PARAMETERS_PROTOCOL *>(parameters));

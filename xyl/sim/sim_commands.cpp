@@ -148,7 +148,7 @@ static void takeDriveOptions(const SIM_JOB &job, SIM_DRIVE *drive) {
     takeModel(model, drive);
   }
   if (size != nullptr) {
-    drive->size = sizeFrom(size);
+    drive->size = parseSize(size);
     if (drive->size == 0) {
       throw USAGE_ERROR("'" + std::string(size) + "' is no size; write it as 600GB, 1.2TB or in bytes");
     }

@@ -1,0 +1,66 @@
+#include "xyl/host_front/secret.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "xyl/output/output.h"
+
+// The terminal of the program, also when its standard input is another one, without echo. Keys come one by one and end
+// no program, so that the terminal is put back whatever is typed.
+class QuietTerminal {
+public:
+  QuietTerminal() : file_(open("/dev/tty", O_RDWR | O_CLOEXEC)) {
+    good_ = file_ >= 0 && tcgetattr(file_, &before_) == 0;
+    if (good_) {
+      termios quiet = before_;
+      quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | ISIG);
+      quiet.c_cc[VMIN] = 1;
+      quiet.c_cc[VTIME] = 0;
+      good_ = tcsetattr(file_, TCSAFLUSH, &quiet) == 0;
+    }
+  }
+  ~QuietTerminal() {
+    if (good_) {
+      tcsetattr(file_, TCSAFLUSH, &before_);
+    }
+    if (file_ >= 0) {
+      close(file_);
+    }
+  }
+  QuietTerminal(const QuietTerminal &) = delete;
+  QuietTerminal &operator=(const QuietTerminal &) = delete;
+
+  bool good() const { return good_; }
+  bool readByte(UINT8 *byte) const { return read(file_, byte, 1) == 1; }
+  void show(const char *text) const {
+    if (write(file_, text, std::strlen(text)) < 0) {
+      return; // a terminal that is gone gives no answer either
+    }
+  }
+
+private:
+  int file_;
+  bool good_;
+  termios before_ = {};
+};
+
+EFI_STATUS askHostSecret(const XYL_HOST *, const CHAR8 *question, CHAR8 *secret, UINTN capacity) {
+  std::fflush(stdout);
+  QuietTerminal terminal;
+  if (!terminal.good()) {
+    return EFI_NOT_FOUND;
+  }
+  terminal.show(question);
+  SECRET_LINE line = {secret, capacity, 0};
+  SECRET_STATE state = SECRET_OPEN;
+  for (UINT8 byte = 0; state == SECRET_OPEN;) {
+    state = terminal.readByte(&byte) ? typeSecret(&line, byte) : SECRET_CANCELLED;
+    byte = 0;
+  }
+  terminal.show("\n");
+  return endSecret(&line, state);
+}
