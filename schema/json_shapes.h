@@ -183,7 +183,7 @@ struct JSON_DOCUMENT {
 
 static constexpr JSON_DOCUMENT g_jsonDocuments[] = {
     {"list", "list", "controllers", nullptr},
-    {"identify", "identify", "identification", nullptr},
+    {"identify", "identify", "identification", "steps"},
     {"show", "show", "configuration", nullptr},
     {"verify", "verify", "verification", nullptr},
     {"diff", "diff", "differences", nullptr},
@@ -192,6 +192,13 @@ static constexpr JSON_DOCUMENT g_jsonDocuments[] = {
     {"replace", "steps", "steps", nullptr},
     {"apply", "steps", "steps", nullptr},
     {"import", "steps", "steps", nullptr},
+    {"create", "steps", "steps", nullptr},
+    {"delete", "steps", "steps", nullptr},
+    {"spare", "steps", "steps", nullptr},
+    {"key lock", "steps", "steps", nullptr},
+    {"key rekey", "steps", "steps", nullptr},
+    {"key erase", "steps", "steps", nullptr},
+    {"set", "steps", "steps", nullptr},
     {"log", "log", "logLines", nullptr},
     {"sim presets", "sim-presets", "presets", nullptr},
     {"sim show", "sim-show", "simulator", nullptr},

@@ -12,6 +12,12 @@
 // The host program takes its controller from one of these.
 #define WORLD (OPTION(PRESET) | OPTION(CONTROLLER) | OPTION(DISK) | OPTION(LOG) | OPTION(QUIET))
 #define ON_CONTROLLER (WORLD | OPTION(NUMBER))
+#define VERB_OPTIONS (ON_CONTROLLER | OPTION(SHOW) | OPTION(LOG_FILE) | OPTION(FORCE) | OPTION(YES) | OPTION(JSON))
+#define VERB_DISK_TEXT "DISK is an id, an FQDD, enclosure:slot or direct:slot, as 'xyl show' lists them"
+#define KEY_TEXT                                                                                                       \
+  "The controller keeps the key. Its passphrase, of 1 to 32 bytes, is asked for and not shown, or comes from a "       \
+  "file;\n"                                                                                                            \
+  "it is never part of the command line. With --show the document has no passphrases, and nobody is asked."
 #define DISK_TEXT "DISK is an id, an FQDD, enclosure:slot or direct:slot; 'xyl sim show FILE' lists them.\n"
 #define PLAIN_OUTCOMES (OUTCOME(SUCCESS) | OUTCOME(USAGE) | OUTCOME(NOT_FOUND) | OUTCOME(FAILED))
 
@@ -29,7 +35,7 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--log", "LEVEL", XYL_FRONT_HOST, "show the driver's log from LEVEL on: trace, warn or error"},
     {nullptr, "--force", nullptr, XYL_FRONT_BOTH, "overwrite an existing file"},
     {nullptr, "--from", "SAVED.xml", XYL_FRONT_HOST, "make the controller that a saved configuration describes"},
-    {nullptr, "--size", "SIZE", XYL_FRONT_HOST, "size of the new disk, as 600GB or 1.2TB (decimal) or in bytes"},
+    {nullptr, "--size", "SIZE", XYL_FRONT_BOTH, "size of what is new, as 600GB or 1.2TB (decimal) or in bytes"},
     {nullptr, "--model", "MODEL", XYL_FRONT_HOST, "model of the new disk, or a part of its name"},
     {nullptr, "--json", nullptr, XYL_FRONT_BOTH, "print the result as one JSON document; messages stay apart"},
     {nullptr, "--incomplete", nullptr, XYL_FRONT_BOTH, "take a document that lacks what it refers to"},
@@ -40,6 +46,20 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--disk", "FILE", XYL_FRONT_HOST, "serve the disks kept in FILE (an image or a block device) and others",
      /* Repeats= */ true},
     {nullptr, "--quiet", nullptr, XYL_FRONT_BOTH, "print nothing but what went wrong"},
+    {nullptr, "--level", "LEVEL", XYL_FRONT_BOTH, "RAID level, as 5 or \"RAID 5\""},
+    {nullptr, "--disks", "DISK,DISK", XYL_FRONT_BOTH, "the members of the virtual disk"},
+    {nullptr, "--count", "N", XYL_FRONT_BOTH, "pick N Ready disks of one kind, the smallest that will do"},
+    {nullptr, "--stripe", "SIZE", XYL_FRONT_BOTH, "stripe size, as 64KB"},
+    {nullptr, "--cache", "WORD,WORD", XYL_FRONT_BOTH, "cache policies, as \"write back,no read ahead\""},
+    {nullptr, "--name", "NAME", XYL_FRONT_BOTH, "name of the virtual disk"},
+    {nullptr, "--spare", "DISK,DISK", XYL_FRONT_BOTH, "hot spares for the virtual disk"},
+    {nullptr, "--for", "VD,VD", XYL_FRONT_BOTH, "virtual disks that the hot spare stands by for; without it all"},
+    {nullptr, "--remove", nullptr, XYL_FRONT_BOTH, "make hot spares free disks again"},
+    {nullptr, "--key-id", "ID", XYL_FRONT_BOTH, "by which people find the passphrase again"},
+    {nullptr, "--passphrase-file", "FILE", XYL_FRONT_BOTH,
+     "the passphrase is the first line of FILE; else it is asked"},
+    {nullptr, "--old-passphrase-file", "FILE", XYL_FRONT_BOTH, "the same for the passphrase that is replaced"},
+    {nullptr, "--disk", "DISK", XYL_FRONT_SHELL, "make the disk blink"},
 };
 
 const XYL_COMMAND g_xylCommands[] = {
@@ -48,10 +68,14 @@ const XYL_COMMAND g_xylCommands[] = {
      "Shows the number and the name of every controller that the driver is bound to. The number is the N of -c N.",
      "xyl list --preset demo", "xyl list", runList},
 
-    {"identify", "", 0, 0, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
-     "asks the driver for its identification block",
-     "Prints the five words of the identification block. The controller itself is not asked.",
-     "xyl identify --preset demo", "xyl identify -c 1", runIdentify},
+    {"identify", "[DISK...]", 0, XYL_WORDS_MAX - 1, ON_CONTROLLER | OPTION(BLINK) | OPTION(SHOW) | OPTION(JSON),
+     PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
+     "asks the driver for its identification block, or makes disks blink",
+     "Without a disk it prints the five words of the identification block, and the controller itself is not asked.\n"
+     "With one, which --disk may name as well, the controller is told to make it show itself. Not every controller "
+     "can.\n" VERB_DISK_TEXT ".",
+     "xyl identify --preset demo\nxyl identify --disk 301:2 --controller lab.json",
+     "xyl identify -c 1\nxyl identify --disk 301:2", runIdentifyOf},
 
     {"get", "", 0, 0, ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE) | OPTION(INCOMPLETE), PLAIN_OUTCOMES,
      XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false, "reads the configuration as an inventory document",
@@ -131,7 +155,57 @@ const XYL_COMMAND g_xylCommands[] = {
      "virtual\n"
      "disks the controller's own, with their data. 'xyl restore' then brings the settings back.",
      "xyl import --controller lab.json\nxyl import --show --controller lab.json", "xyl import\nxyl import --show",
-     runImport},
+     runVerb},
+
+    {"create", "", 0, 0,
+     VERB_OPTIONS | OPTION(LEVEL) | OPTION(DISKS) | OPTION(HOW_MANY) | OPTION(SIZE) | OPTION(STRIPE) | OPTION(CACHE) |
+         OPTION(NAME) | OPTION(SPARE),
+     PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "creates a virtual disk",
+     "Creates a virtual disk of the level on the disks of --disks, or on --count disks that it picks, and says which.\n"
+     "What is not given is left to the controller; without --size the virtual disk takes all the room. The members\n"
+     "have to be Ready, and what is asked for has to be what the controller can do.\n" VERB_DISK_TEXT ".",
+     "xyl create --level 1 --disks 301:8,301:9 --name Builds --controller lab.json\n"
+     "xyl create --level 5 --count 3 --size 2TB --cache \"write back\" --show --controller lab.json",
+     "xyl create --level 1 --disks 301:8,301:9 --name Builds --spare 301:6\nxyl create --level 5 --count 3 --show",
+     runVerb},
+
+    {"delete", "VD...", 1, XYL_WORDS_MAX - 1, VERB_OPTIONS, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true,
+     "deletes virtual disks, with their data",
+     "VD is an id, a name or an FQDD, as 'xyl show' lists them. What is lost is shown first, and a typed yes or --yes\n"
+     "is wanted.",
+     "xyl delete Scratch --yes --controller lab.json\nxyl delete 3 5 --show --controller lab.json", "xyl delete 3",
+     runVerb},
+
+    {"spare", "DISK...", 1, XYL_WORDS_MAX - 1, VERB_OPTIONS | OPTION(FOR) | OPTION(REMOVE), PLAIN_OUTCOMES,
+     XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "makes disks hot spares, or frees them",
+     "A hot spare stands by for all virtual disks, or for those of --for. It has to be Ready.\n" VERB_DISK_TEXT ".",
+     "xyl spare 301:8 --controller lab.json\nxyl spare 301:8 --for Data --controller lab.json\n"
+     "xyl spare 301:8 --remove --controller lab.json",
+     "xyl spare 301:8 --for 2\nxyl spare 301:8 --remove", runVerb},
+
+    {"key lock", "", 0, 0, VERB_OPTIONS | OPTION(KEY_ID) | OPTION(PASSPHRASE_FILE), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
+     XYL_NEEDS_CONTROLLER, true, "sets the adapter's first security key", KEY_TEXT,
+     "xyl key lock --key-id rack-7 --passphrase-file new.txt --controller lab.json", "xyl key lock --key-id rack-7",
+     runVerb},
+
+    {"key rekey", "", 0, 0, VERB_OPTIONS | OPTION(KEY_ID) | OPTION(PASSPHRASE_FILE) | OPTION(OLD_PASSPHRASE_FILE),
+     PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "replaces the adapter's security key", KEY_TEXT,
+     "xyl key rekey --key-id rack-7-b --old-passphrase-file old.txt --passphrase-file new.txt --controller lab.json",
+     "xyl key rekey --key-id rack-7-b", runVerb},
+
+    {"key erase", "", 0, 0, VERB_OPTIONS, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true,
+     "removes the adapter's security key",
+     "Not while a virtual disk is locked with it. A typed yes or --yes is wanted.",
+     "xyl key erase --yes --controller lab.json", "xyl key erase", runVerb},
+
+    {"set", "NAME=VALUE...", 1, XYL_WORDS_MAX - 1, VERB_OPTIONS, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER,
+     true, "sets modes and rates of the adapter",
+     "NAME and VALUE are those of documents, capital letters, blanks and marks aside, or how they begin. A number "
+     "sets\n"
+     "the rate of that name, anything else the mode. A mistake lists what there is.",
+     "xyl set \"copy back=on\" rebuild=40 --controller lab.json\n"
+     "xyl set patrolread=manual \"patrol read=20\" --show --controller lab.json",
+     "xyl set copyback=on rebuild=40", runVerb},
 
     {"apply", "CHANGES.xml", 1, 1,
      ON_CONTROLLER | OPTION(SAVED) | OPTION(LOG_FILE) | OPTION(FORCE) | OPTION(INCOMPLETE) | OPTION(YES) | OPTION(JSON),

@@ -84,6 +84,19 @@ enum XYL_OPTION_ID {
   XYL_OPTION_SHOW,
   XYL_OPTION_DISK,
   XYL_OPTION_QUIET,
+  XYL_OPTION_LEVEL,
+  XYL_OPTION_DISKS,
+  XYL_OPTION_HOW_MANY,
+  XYL_OPTION_STRIPE,
+  XYL_OPTION_CACHE,
+  XYL_OPTION_NAME,
+  XYL_OPTION_SPARE,
+  XYL_OPTION_FOR,
+  XYL_OPTION_REMOVE,
+  XYL_OPTION_KEY_ID,
+  XYL_OPTION_PASSPHRASE_FILE,
+  XYL_OPTION_OLD_PASSPHRASE_FILE,
+  XYL_OPTION_BLINK,
   XYL_OPTION_COUNT
 };
 
@@ -109,6 +122,8 @@ struct XYL_REQUEST {
 bool xylNeedsController(const XYL_REQUEST &request);
 // Whether it may have changed the controller's state.
 bool xylChangesController(const XYL_REQUEST &request);
+// Whether the values of XYL_OPTION_DISK name disks of a controller that another option gives: 'identify' has it so.
+bool xylDisksAreNames(const XYL_REQUEST &request);
 // Whether the command is called name.
 bool xylIsCommand(const XYL_REQUEST &request, const CHAR8 *name);
 

@@ -81,6 +81,8 @@ LINES = (  # schema, command line, exit codes, members that have to be there
     ("steps", "restore saved.xml --rebuild --partial --discard-foreign --no-backup --yes --controller box.json", 4,
      "/verdict/notDone/name /verdict/notRestorable/name"),
     ("steps", "import --controller replaced.json", 0, "/steps/result"),
+    ("steps", "create --level 5 --count 3 --controller replaced.json", 0, "/steps/object"),
+    ("identify", "identify 1001 --preset demo", 0, "/steps/step"),
     ("help", "help", 0, "/options/short /options/value /commands/options"),
     ("help", "help restore", 0, "/commands/name"),
 )

@@ -58,6 +58,9 @@ public:
     write(file, text.replace(place, from.size(), to));
   }
 
+  // Where the steps run.
+  std::string folder() const { return folder_ + "work"; }
+
 private:
   static bool contains(const std::string &text, const std::string &parts) {
     size_t from = 0;

@@ -286,12 +286,30 @@ TEST_F(XylShell, KeepsPassphrasesToItself) {
       EXPECT_FALSE(said(PASSPHRASE) || said(PASSPHRASE_BASE64));
     }
   }
+  // One that is typed, and one from a file.
+  DISK::files[u"old.txt"] = "Tall-Grass-42\r\n";
+  world_.firmware.typeKeys(std::string(PASSPHRASE) + "!\b\r" + PASSPHRASE + "\r");
+  expect(u"key rekey --key-id k --old-passphrase-file old.txt", EFI_SUCCESS, "\nThe same again: \n");
+  EXPECT_FALSE(said(PASSPHRASE) || said(PASSPHRASE_BASE64));
+  DISK::files[u"old.txt"] = PASSPHRASE;
+  expect(u"key rekey --key-id k --old-passphrase-file old.txt --passphrase-file old.txt", EFI_SUCCESS);
+  world_.firmware.typeKeys("Tall\x1B");
+  expect(u"key rekey --key-id k", EFI_ABORTED, "no passphrase was given");
+}
+
+TEST_F(XylShell, VerbsWork) {
+  expect(u"create --level 1 --count 2 --show", EFI_SUCCESS, "<OID>1009</OID>\n    <OID>1010</OID>\n");
+  expect(u"create --level 1 --count 2 --spare 1018", EFI_INVALID_PARAMETER, "mixes no SAS and SATA");
+  expect(u"create --level 1 --count 2 --name New", EFI_SUCCESS, "Picked 2 of the kind SAS hard disk, 900.18 GB: ");
+  world_.firmware.typeKeys("yes\r");
+  expect(u"delete New Scratch", EFI_SUCCESS, "\"New\", RAID 1, 900.18 GB; virtual disk 3 \"Scratch\"");
+  EXPECT_EQ(world_.sim->virtualDisks.count, 4u);
 }
 
 TEST_F(XylShell, SurvivesEveryFailingAllocation) {
   ASSERT_EQ(run(u"get -o saved.xml"), EFI_SUCCESS);
   simSetMode(world_.sim, SIM_MODE_LEARN, RAID_MODE_PRESENT | 1);
-  for (const char16_t *line : {u"show", u"show saved.xml", u"verify saved.xml"}) {
+  for (const char16_t *line : {u"show", u"show saved.xml", u"verify saved.xml", u"create --level 1 --count 2 --show"}) {
     // The console needs memory for every line, so a lost line is no failure, but nothing may stay behind. Behind the
     // first places the sweep takes longer and longer steps.
     bool failed = true;

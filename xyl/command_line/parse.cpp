@@ -247,6 +247,11 @@ bool xylChangesController(const XYL_REQUEST &request) {
   return request.Command != nullptr && !request.Help && request.Command->ChangesController;
 }
 
+bool xylDisksAreNames(const XYL_REQUEST &request) {
+  bool isGiven = request.Options[XYL_OPTION_PRESET] != nullptr || request.Options[XYL_OPTION_CONTROLLER] != nullptr;
+  return isGiven && request.DiskCount != 0 && xylIsCommand(request, "identify");
+}
+
 bool xylIsCommand(const XYL_REQUEST &request, const CHAR8 *name) {
   return request.Command != nullptr && textEqual(request.Command->Name, name);
 }

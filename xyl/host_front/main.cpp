@@ -86,7 +86,7 @@ static bool needsController(const XYL_REQUEST &request) {
 static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &request, PLATFORM_OPTIONS *options) {
   options->preset = optionOf(request, XYL_OPTION_PRESET);
   options->controllerFile = optionOf(request, XYL_OPTION_CONTROLLER);
-  options->disks.assign(request.Disks, request.Disks + request.DiskCount);
+  options->disks.assign(request.Disks, request.Disks + (xylDisksAreNames(request) ? 0 : request.DiskCount));
   options->logLevel = optionOf(request, XYL_OPTION_LOG);
   const std::string &level = options->logLevel;
   if (!level.empty() && level != "trace" && level != "warn" && level != "error") {

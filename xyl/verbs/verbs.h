@@ -3,4 +3,7 @@
 
 #include "xyl/command_line/command_line.h"
 
-XYL_RESULT runImport(const XYL_CONTEXT &context);
+// Runs the verb that the request's command names.
+XYL_RESULT runVerb(const XYL_CONTEXT &context);
+// identify: with disks a verb.
+XYL_RESULT runIdentifyOf(const XYL_CONTEXT &context);

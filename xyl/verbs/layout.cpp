@@ -1,0 +1,157 @@
+#include "xyl/verbs/layout.h"
+
+struct LEVEL_RULE {
+  UINT32 Level;
+  UINT32 Parity; // members of a span that hold none of the data
+  bool Mirrored;
+  bool Spanned;
+};
+
+static constexpr LEVEL_RULE g_rules[] = {
+    {RAID_LEVEL_VOLUME, 0, false, false}, {RAID_LEVEL_0, 0, false, false}, {RAID_LEVEL_1, 0, true, false},
+    {RAID_LEVEL_3, 1, false, false},      {RAID_LEVEL_4, 1, false, false}, {RAID_LEVEL_5, 1, false, false},
+    {RAID_LEVEL_6, 2, false, false},      {RAID_LEVEL_10, 0, true, true},  {RAID_LEVEL_30, 1, false, true},
+    {RAID_LEVEL_50, 1, false, true},      {RAID_LEVEL_60, 2, false, true},
+};
+
+static const LEVEL_RULE *ruleOf(UINT32 level) {
+  for (const LEVEL_RULE &rule : g_rules) {
+    if (rule.Level == level) {
+      return &rule;
+    }
+  }
+  return nullptr;
+}
+
+const RAID_LEVEL_PARAMS *levelOf(const RAID_ADAPTER_RECORD &adapter, UINT64 level) {
+  UINT32 count = 0;
+  for (UINT32 levels = adapter.SupportedRAIDLevels; levels != 0; levels &= levels - 1) {
+    ++count;
+  }
+  for (UINT32 i = 0; adapter.RAIDLevelParams != nullptr && i < count; ++i) {
+    if (adapter.RAIDLevelParams[i].RAIDLevel == level) {
+      return &adapter.RAIDLevelParams[i];
+    }
+  }
+  return nullptr;
+}
+
+// --- Counts ---
+
+// The fewest equal spans of parity disks that the adapter makes of so many; 0 when there is no such number.
+static UINT32 spansOf(const RAID_ADAPTER_RECORD &adapter, const LEVEL_RULE &rule, UINT32 count) {
+  for (UINT32 spans = 2; spans <= adapter.MaxSpansPerLD && count / spans > rule.Parity + 1; ++spans) {
+    if (count % spans == 0 && count / spans <= adapter.MaxPDsPerSpan) {
+      return spans;
+    }
+  }
+  return 0;
+}
+
+static UINT32 dataMembers(const RAID_ADAPTER_RECORD &adapter, const LEVEL_RULE &rule, UINT32 count) {
+  if (rule.Mirrored) {
+    return count % 2 == 0 ? count / 2 : 0;
+  }
+  UINT32 spans = rule.Spanned ? spansOf(adapter, rule, count) : 1;
+  return spans != 0 && count > rule.Parity * spans ? count - rule.Parity * spans : 0;
+}
+
+XYL_RESULT checkCount(const XYL_CONTEXT &context, const RAID_ADAPTER_RECORD &adapter, const RAID_LEVEL_PARAMS &level,
+                      UINT32 count, LAYOUT *layout) {
+  *layout = {};
+  const CHAR8 *name = GetNameFromValue(level.RAIDLevel, g_raidLevelTable);
+  if (count < level.MinDisks || count > level.MaxDisks) {
+    complain(context.Host, u"%a takes %d to %d disks here, not %d", name, level.MinDisks, level.MaxDisks, count);
+    return failed(EFI_INVALID_PARAMETER);
+  }
+  const LEVEL_RULE *rule = ruleOf(level.RAIDLevel);
+  if (rule == nullptr) {
+    return succeeded();
+  }
+  layout->DataMembers = dataMembers(adapter, *rule, count);
+  if (layout->DataMembers == 0) {
+    complain(context.Host, u"%a needs %a; %d disks cannot be divided so", name,
+             rule->Mirrored ? "an even number of disks" : "two or more equal spans", count);
+    return failed(EFI_INVALID_PARAMETER);
+  }
+  return succeeded();
+}
+
+UINT64 shareOf(const LAYOUT &layout, UINT64 size) {
+  UINT64 members = layout.DataMembers;
+  return members != 0 ? size / members + (size % members != 0 ? 1 : 0) : 0;
+}
+
+// --- Kinds ---
+
+static bool isSsd(const RAID_PD_RECORD &disk) {
+  return (disk.Attributes & RAID_PD_ATTRIBUTE_SSD) != 0;
+}
+
+void addKind(DISK_KINDS *kinds, const RAID_PD_RECORD &disk) {
+  kinds->Media |= isSsd(disk) ? RAID_LEVEL_ATTRIBUTE_SSD : RAID_LEVEL_ATTRIBUTE_HDD;
+  kinds->Protocols |= disk.Protocol;
+}
+
+void appendKind(WORD_LIST &list, const CHAR8 *separator, const RAID_PD_RECORD &disk) {
+  append(list, separator, GetNameFromValue(disk.Protocol, g_protocolTable));
+  append(list, "", isSsd(disk) ? " solid state disk" : " hard disk");
+}
+
+const CHAR8 *whyNotTogether(const RAID_LEVEL_PARAMS &level, const DISK_KINDS &kinds) {
+  static constexpr UINT32 BOTH_MEDIA = RAID_LEVEL_ATTRIBUTE_HDD | RAID_LEVEL_ATTRIBUTE_SSD;
+  UINT32 mixesProtocols = RAID_LEVEL_ATTRIBUTE_MIX_ALL;
+  mixesProtocols |= (kinds.Media & RAID_LEVEL_ATTRIBUTE_HDD) != 0 ? RAID_LEVEL_ATTRIBUTE_SAS_SATA_HDD : 0;
+  mixesProtocols |= (kinds.Media & RAID_LEVEL_ATTRIBUTE_SSD) != 0 ? RAID_LEVEL_ATTRIBUTE_SAS_SATA_SSD : 0;
+  const struct {
+    bool IsWrong;
+    const CHAR8 *Why;
+  } rules[] = {
+      {(kinds.Media & ~level.Attributes) != 0, "the level takes no disks of this medium"},
+      {(kinds.Protocols & ~level.AvailableProtocols) != 0, "the level takes no disks of this protocol"},
+      {kinds.Media == BOTH_MEDIA &&
+           (level.Attributes & (RAID_LEVEL_ATTRIBUTE_HDD_SSD | RAID_LEVEL_ATTRIBUTE_MIX_ALL)) == 0,
+       "the level mixes no hard disks and solid state disks"},
+      {(kinds.Protocols & (kinds.Protocols - 1)) != 0 && (level.Attributes & mixesProtocols) == 0,
+       "the level mixes no SAS and SATA disks of this medium"},
+  };
+  for (const auto &rule : rules) {
+    if (rule.IsWrong) {
+      return rule.Why;
+    }
+  }
+  return nullptr;
+}
+
+// --- Spares ---
+
+XYL_RESULT checkSpareFits(const XYL_CONTEXT &context, const RAID_CONFIG &config, const RAID_PD_RECORD &disk,
+                          const RAID_VD_RECORD &volume) {
+  DISK_KINDS kinds = {};
+  addKind(&kinds, disk);
+  for (UINT32 i = 0; i < config.physicalDiskCount; ++i) {
+    const RAID_PD_RECORD &member = config.physicalDisks[i];
+    bool isMember = false;
+    for (UINT32 v = 0; member.Hotspare == RAID_HOTSPARE_NONE && v < member.VDCount; ++v) {
+      isMember = isMember || member.VDs[v] == volume.ObjectID;
+    }
+    if (isMember) {
+      addKind(&kinds, member);
+    }
+  }
+  const CHAR8 *why = whyNotTogether(volume.RAIDLevelDesc, kinds);
+  if (why != nullptr) {
+    complain(context.Host, u"disk %d is no spare for virtual disk %d: %a", disk.ObjectID, volume.ObjectID, why);
+    return failed(EFI_INVALID_PARAMETER);
+  }
+  const LEVEL_RULE *rule = ruleOf(volume.RAIDLevel);
+  LAYOUT layout = {rule != nullptr ? dataMembers(*config.adapter, *rule, volume.PDCount) : 0};
+  if (disk.Size < shareOf(layout, volume.Size)) {
+    CHAR8 size[SIZE_TEXT_CAPACITY];
+    formatSize(size, shareOf(layout, volume.Size));
+    complain(context.Host, u"disk %d is too small for virtual disk %d, of which each member holds %a", disk.ObjectID,
+             volume.ObjectID, size);
+    return failed(EFI_INVALID_PARAMETER);
+  }
+  return succeeded();
+}
