@@ -24,11 +24,11 @@ static void describeDisk(WORD_LIST &words, const XML_NODE *disk, bool) {
 
 // The log lists the command's ids as disks; they are that only when it creates, else they name the virtual disk.
 static void describeVolume(WORD_LIST &words, const XML_NODE *volume, bool creates) {
-  append(words, "", "virtual disk ");
+  append(words, "", "virtual disk");
   if (!creates) {
-    appendNumber(words, "", parseHex(childText(volume, "TargetId")));
+    appendNumber(words, " ", parseHex(childText(volume, "TargetId")));
   }
-  append(words, creates ? "" : " ", childText(volume, "Name"));
+  append(words, " ", childText(volume, "Name"));
   const CHAR8 *level = childText(volume, "RaidLevel");
   if (*level != 0 && !textEqual(level, "Unknown")) {
     append(words, ", ", level);
