@@ -18,8 +18,9 @@ static bool isBefore(const GROUPED_DISK &a, const GROUPED_DISK &b) {
 
 // Sets an inner node after what is below it.
 static void setNode(const DISK_FINDER &finder, UINT32 *tree, UINT32 node) {
-  UINT32 left = tree[2 * node];
-  UINT32 right = tree[2 * node + 1];
+  UINTN below = 2 * UINTN{node};
+  UINT32 left = tree[below];
+  UINT32 right = tree[below + 1];
   bool isRight = left == 0 || (right != 0 && finder.Disks[right - 1].Size > finder.Disks[left - 1].Size);
   tree[node] = isRight ? right : left;
 }

@@ -53,7 +53,7 @@ EFI_STATUS makeFitIndex(FIT_INDEX *fits, const RAID_PD_RECORD *disks, UINT32 cou
   for (UINT32 i = 0; i < count; ++i) {
     traits[i] = traitsOf(disks[i]);
   }
-  for (UINTN i = 0; i < ALL_ORDERS * count; ++i) {
+  for (UINTN i = 0; i < UINTN{ALL_ORDERS} * count; ++i) {
     fits->Orders[i] = static_cast<UINT32>(i % count);
   }
   for (UINTN i = 0; i < 2 * DISK_ORDER_COUNT; ++i) {

@@ -7,7 +7,7 @@
 
 // A disk fails for its size, its medium, its protocol or its encryption, in this order. So the disks are sorted by as
 // many of these as count, and by their size last; and all that once more by their place first.
-#define DISK_ORDER_COUNT 4
+#define DISK_ORDER_COUNT 4ULL
 
 // What of a disk decides. The records themselves lie too far apart for a sort that reads them again and again.
 struct FIT_TRAITS {

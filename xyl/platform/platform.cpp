@@ -37,7 +37,8 @@ void Platform::loadDisks() {
     std::string problem;
     std::unique_ptr<SectorStore> store = openStore(name, access, &problem);
     if (store == nullptr) {
-      throw CLIENT_ERROR(EFI_NOT_FOUND, "disk '" + name + "' cannot be used: " + problem);
+      problem.insert(0, "disk '" + name + "' cannot be used: ");
+      throw CLIENT_ERROR(EFI_NOT_FOUND, problem);
     }
     disks_.push_back(std::make_unique<BlockDevice>(std::move(store), static_cast<uint16_t>(disks_.size())));
   }
