@@ -1,6 +1,6 @@
 // Checksums and GUIDs.
 
-#include "providers/ddf/parts.h"
+#include "providers/ddf/bytes.h"
 
 struct CRC_TABLE {
   UINT32 entries[256];

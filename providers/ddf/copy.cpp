@@ -1,6 +1,6 @@
 // One copy of a disk's metadata: read section by section, each checked before anything in it is used.
 
-#include "providers/ddf/parts.h"
+#include "providers/ddf/copy.h"
 
 constexpr UINT32 MOST_SECTORS = 1024; // of a section; Linux takes no longer ones either
 constexpr UINT32 ELEMENT_SIZE = sizeof(DDF_U32) + sizeof(DDF_U64);
@@ -190,51 +190,4 @@ EFI_STATUS readCopy(const DDF_SOURCE &source, const DDF_HEADER &anchor, DDF_HEAD
     ddfFreeCopy(copy);
   }
   return status;
-}
-
-// --- Inside a copy ---
-
-static UINT32 listCapacity(const DDF_COPY &copy, DDF_SECTION section) {
-  return reinterpret_cast<const DDF_LIST_HEAD *>(copy.sections[section])->maximum;
-}
-
-UINT32 ddfPdCapacity(const DDF_COPY &copy) {
-  return listCapacity(copy, DDF_PD_RECORDS);
-}
-
-UINT32 ddfVdCapacity(const DDF_COPY &copy) {
-  return listCapacity(copy, DDF_VD_RECORDS);
-}
-
-UINT32 ddfRecordCapacity(const DDF_COPY &copy) {
-  return copy.header.sections[DDF_RECORDS].length / copy.header.recordLength;
-}
-
-DDF_PD_ENTRY *ddfPdEntry(const DDF_COPY &copy, UINT32 at) {
-  return reinterpret_cast<DDF_PD_ENTRY *>(copy.sections[DDF_PD_RECORDS] + sizeof(DDF_LIST_HEAD)) + at;
-}
-
-DDF_VD_ENTRY *ddfVdEntry(const DDF_COPY &copy, UINT32 at) {
-  return reinterpret_cast<DDF_VD_ENTRY *>(copy.sections[DDF_VD_RECORDS] + sizeof(DDF_LIST_HEAD)) + at;
-}
-
-DDF_RECORD *ddfRecordSlot(const DDF_COPY &copy, UINT32 at) {
-  UINTN size = recordSize(copy.header);
-  return reinterpret_cast<DDF_RECORD *>(copy.sections[DDF_RECORDS] + at * size);
-}
-
-DDF_CONTROLLER_DATA *ddfControllerData(const DDF_COPY &copy) {
-  return reinterpret_cast<DDF_CONTROLLER_DATA *>(copy.sections[DDF_CONTROLLER]);
-}
-
-DDF_DISK_DATA *ddfDiskData(const DDF_COPY &copy) {
-  return reinterpret_cast<DDF_DISK_DATA *>(copy.sections[DDF_PD_DATA]);
-}
-
-DDF_U32 *ddfReferences(DDF_RECORD *record) {
-  return reinterpret_cast<DDF_U32 *>(reinterpret_cast<UINT8 *>(record) + DDF_RECORD_ARRAYS);
-}
-
-DDF_U64 *ddfStarts(const DDF_COPY &copy, DDF_RECORD *record) {
-  return reinterpret_cast<DDF_U64 *>(ddfReferences(record) + copy.header.maxElements);
 }

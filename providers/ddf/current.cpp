@@ -1,6 +1,7 @@
 // The copy that a disk should have: what a writer brings a disk to that was left behind, before it changes anything.
 
-#include "providers/ddf/parts.h"
+#include "providers/ddf/copy.h"
+#include "providers/ddf/set_index.h"
 
 static bool sameLengths(const DDF_HEADER &a, const DDF_HEADER &b) {
   for (UINT32 i = 0; i < DDF_SECTIONS; i++) {

@@ -1,6 +1,6 @@
 // One disk by itself: its anchor, its two copies, and which of them to go by.
 
-#include "providers/ddf/parts.h"
+#include "providers/ddf/copy.h"
 
 // Copies that lie in each other's way destroy each other with the next write.
 static bool copiesOverlap(const DDF_HEADER &anchor) {

@@ -1,7 +1,7 @@
 // What a record means: its level, what Linux makes of it, how many blocks the volume has, and the state that its
 // members leave it in.
 
-#include "providers/ddf/parts.h"
+#include "providers/ddf/set_stages.h"
 
 struct LEVEL_ROW {
   UINT8 level;

@@ -1,7 +1,8 @@
 // Many disks to one model: which disks belong together, which of them tells what the set consists of, and which disks
 // that is.
 
-#include "providers/ddf/parts.h"
+#include "providers/ddf/copy.h"
+#include "providers/ddf/set_stages.h"
 
 // --- The disks that a set lists ---
 
@@ -28,28 +29,6 @@ static bool collectPds(const DDF_DISK &newest, DDF_SET *set) {
     }
   }
   return true;
-}
-
-static bool indexReferences(const DDF_SET &set, SET_INDEX *index) {
-  index->references = poolNew<REFERENCE_KEY>(set.pdCount + UINTN{1});
-  index->lastVolumes = poolNew<UINT32>(set.pdCount + UINTN{1});
-  if (index->references == nullptr || index->lastVolumes == nullptr) {
-    return false;
-  }
-  for (UINT32 i = 0; i < set.pdCount; i++) {
-    index->references[i] = {set.pds[i].entry->reference, i};
-  }
-  sortArray(index->references, set.pdCount, [](const REFERENCE_KEY &a, const REFERENCE_KEY &b) {
-    return a.reference != b.reference ? a.reference < b.reference : a.pd < b.pd;
-  });
-  return true;
-}
-
-UINT32 findReference(const DDF_SET &set, const SET_INDEX &index, UINT32 reference) {
-  UINTN at =
-      countBefore(index.references, set.pdCount, [&](const REFERENCE_KEY &key) { return key.reference < reference; });
-  bool found = at < set.pdCount && index.references[at].reference == reference && reference != DDF_NO_REFERENCE;
-  return found ? index.references[at].pd : DDF_NONE;
 }
 
 // Members end before the metadata, whatever the list says.

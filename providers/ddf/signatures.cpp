@@ -2,7 +2,7 @@
 // signatures.
 
 #include "base/text.h"
-#include "providers/ddf/parts.h"
+#include "providers/ddf/bytes.h"
 
 enum FROM : UINT8 {
   FROM_START,

@@ -1,6 +1,6 @@
 // How much of each disk of a set volumes use, and where the gaps are.
 
-#include "providers/ddf/parts.h"
+#include "providers/ddf/set_stages.h"
 
 struct USED_PIECE {
   UINT32 pd;

@@ -1,6 +1,6 @@
 // Which disks of a set wait as spares, and for which volumes.
 
-#include "providers/ddf/parts.h"
+#include "providers/ddf/set_stages.h"
 
 static bool isReady(const DDF_PD &pd) {
   UINT32 state = pd.entry->state;

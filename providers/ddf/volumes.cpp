@@ -1,6 +1,6 @@
 // The volumes of a set: entries from the set's list, each with the newest record that a disk has for each of its spans.
 
-#include "providers/ddf/parts.h"
+#include "providers/ddf/set_stages.h"
 
 constexpr UINT32 MOST_MEMBERS = 256;            // of a volume
 constexpr UINT64 MOST_BLOCKS = UINT64{1} << 48; // of a member
@@ -46,28 +46,6 @@ static bool collectVolumes(const DDF_COPY &copy, DDF_SET *set) {
     }
   }
   return true;
-}
-
-bool indexVolumes(const DDF_SET &set, SET_INDEX *index) {
-  index->volumes = poolNew<VOLUME_KEY>(set.volumeCount + UINTN{1});
-  if (index->volumes == nullptr) {
-    return false;
-  }
-  for (UINT32 i = 0; i < set.volumeCount; i++) {
-    index->volumes[i] = {&set.volumes[i].entry->guid, i};
-  }
-  sortArray(index->volumes, set.volumeCount, [](const VOLUME_KEY &a, const VOLUME_KEY &b) {
-    int order = compareGuids(*a.guid, *b.guid);
-    return order != 0 ? order < 0 : a.volume < b.volume;
-  });
-  return true;
-}
-
-UINT32 findVolume(const DDF_SET &set, const SET_INDEX &index, const DDF_GUID &guid) {
-  UINTN at = countBefore(index.volumes, set.volumeCount,
-                         [&](const VOLUME_KEY &key) { return compareGuids(*key.guid, guid) < 0; });
-  bool found = at < set.volumeCount && ddfSameGuid(*index.volumes[at].guid, guid);
-  return found ? index.volumes[at].volume : DDF_NONE;
 }
 
 static void readName(const DDF_VD_ENTRY &entry, CHAR8 (&name)[17]) {

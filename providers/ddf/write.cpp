@@ -1,6 +1,6 @@
 // The parts of which a writer puts new metadata together: headers, checksums, places, new copies.
 
-#include "providers/ddf/parts.h"
+#include "providers/ddf/bytes.h"
 
 void ddfSeal(DDF_COPY *copy) {
   for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
@@ -150,11 +150,4 @@ EFI_STATUS ddfDuplicateCopy(const DDF_COPY &from, DDF_COPY *copy) {
     copyBytes(copy->sections[i], from.sections[i], sectionSize(from.header, i));
   }
   return EFI_SUCCESS;
-}
-
-void ddfFreeCopy(DDF_COPY *copy) {
-  for (UINT8 *&section : copy->sections) {
-    poolRelease(section);
-  }
-  *copy = {};
 }

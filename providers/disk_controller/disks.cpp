@@ -22,7 +22,7 @@ static bool isDisk(EFI_HANDLE handle, DISK *disk) {
          media->BlockSize != 0 && !isOnUsb(handle);
 }
 
-static const CHAR8 *whyUnusable(const EFI_BLOCK_IO_MEDIA &media) {
+static const CHAR8 *whyUnfit(const EFI_BLOCK_IO_MEDIA &media) {
   if (media.BlockSize != 512) {
     return "its blocks are not of 512 bytes";
   }
@@ -32,7 +32,7 @@ static const CHAR8 *whyUnusable(const EFI_BLOCK_IO_MEDIA &media) {
 static void describe(DISK *disk) {
   const EFI_BLOCK_IO_MEDIA &media = *disk->BlockIo->Media;
   disk->Sectors = (media.LastBlock + 1) * (media.BlockSize / 512U);
-  disk->Unusable = whyUnusable(media);
+  disk->Unusable = whyUnfit(media);
   void *path = nullptr;
   if (EFI_ERROR(g_bootServices->HandleProtocol(disk->Handle, &g_devicePathGuid, &path))) {
     path = nullptr;

@@ -1,0 +1,22 @@
+// Sizes and comparisons that all of this room needs.
+#pragma once
+
+#include "base/pool.h"
+#include "base/sort.h"
+#include "providers/ddf/ddf.h"
+
+// Below zero, zero or above zero, by the first differing byte.
+int compareGuids(const DDF_GUID &a, const DDF_GUID &b);
+
+// Whether size bytes from one place on lie below limit.
+inline bool fits(UINT64 from, UINT64 size, UINT64 limit) {
+  return from <= limit && size <= limit - from;
+}
+
+// The bytes of a section, and of a record.
+inline UINTN sectionSize(const DDF_HEADER &header, UINT32 section) {
+  return UINTN{header.sections[section].length} * DDF_SECTOR;
+}
+inline UINTN recordSize(const DDF_HEADER &header) {
+  return UINTN{header.recordLength} * DDF_SECTOR;
+}
