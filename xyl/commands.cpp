@@ -10,7 +10,7 @@
 #define OUTCOME(outcome) (1U << XYL_##outcome)
 
 // The host program takes its controller from one of these.
-#define WORLD (OPTION(PRESET) | OPTION(CONTROLLER) | OPTION(DISK) | OPTION(LOG) | OPTION(QUIET))
+#define WORLD (OPTION(PRESET) | OPTION(CONTROLLER) | OPTION(DISK) | OPTION(LOG) | OPTION(QUIET) | OPTION(PAGES))
 #define ON_CONTROLLER (WORLD | OPTION(NUMBER))
 #define VERB_OPTIONS (ON_CONTROLLER | OPTION(SHOW) | OPTION(LOG_FILE) | OPTION(FORCE) | OPTION(YES) | OPTION(JSON))
 #define VERB_DISK_TEXT "DISK is an id, an FQDD, enclosure:slot or direct:slot, as 'xyl show' lists them"
@@ -60,6 +60,7 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
      "the passphrase is the first line of FILE; else it is asked"},
     {nullptr, "--old-passphrase-file", "FILE", XYL_FRONT_BOTH, "the same for the passphrase that is replaced"},
     {nullptr, "--disk", "DISK", XYL_FRONT_SHELL, "make the disk blink"},
+    {"-b", "--pages", nullptr, XYL_FRONT_SHELL, "stop after each page of what is printed"},
 };
 
 const XYL_COMMAND g_xylCommands[] = {
@@ -312,8 +313,8 @@ const XYL_COMMAND g_xylCommands[] = {
      "writes the completion script for bash", "Writes a script for bash that completes commands, options and presets.",
      "xyl completion", "", nullptr},
 
-    {"help", "[COMMAND]", 0, 2, OPTION(JSON), OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_BOTH, XYL_NEEDS_NOTHING,
-     false, "shows this help or that of a command",
+    {"help", "[COMMAND]", 0, 2, OPTION(JSON) | OPTION(PAGES), OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_BOTH,
+     XYL_NEEDS_NOTHING, false, "shows this help or that of a command",
      "The same as -h or --help behind a command. With --json it is a list for programs: the version, the commands "
      "with\n"
      "their options, all options and return values.",

@@ -155,27 +155,31 @@ typedef struct EFI_SHELL_PROTOCOL {
   EFI_STATUS(EFIAPI *SetEnv)(const CHAR16 *Name, const CHAR16 *Value, BOOLEAN Volatile);
   void *NotCalled1[8];
   const CHAR16 *(EFIAPI *GetCurDir)(const CHAR16 *FileSystem); // null: the current directory, with its file system
-  void *NotCalled2[10];
+  void *NotCalled2[6];
+  void(EFIAPI *EnablePageBreak)(void); // what is printed stops after each page, for a key
+  void(EFIAPI *DisablePageBreak)(void);
+  void *NotCalled3[2];
   EFI_FILE_INFO *(EFIAPI *GetFileInfo)(EFI_SHELL_FILE_HANDLE File); // pool memory that the caller frees
   EFI_STATUS(EFIAPI *SetFileInfo)(EFI_SHELL_FILE_HANDLE File, const EFI_FILE_INFO *Info);
   EFI_STATUS(EFIAPI *OpenFileByName)(const CHAR16 *Name, EFI_SHELL_FILE_HANDLE *File, UINT64 Mode);
   EFI_STATUS(EFIAPI *CloseFile)(EFI_SHELL_FILE_HANDLE File);
-  void *NotCalled3;
+  void *NotCalled4;
   EFI_STATUS(EFIAPI *ReadFile)(EFI_SHELL_FILE_HANDLE File, UINTN *Size, void *Buffer);
   EFI_STATUS(EFIAPI *WriteFile)(EFI_SHELL_FILE_HANDLE File, UINTN *Size, void *Buffer);
   EFI_STATUS(EFIAPI *DeleteFile)(EFI_SHELL_FILE_HANDLE File);
   EFI_STATUS(EFIAPI *DeleteFileByName)(const CHAR16 *Name);
-  void *NotCalled4;
+  void *NotCalled5;
   EFI_STATUS(EFIAPI *SetFilePosition)(EFI_SHELL_FILE_HANDLE File, UINT64 Position);
   EFI_STATUS(EFIAPI *FlushFile)(EFI_SHELL_FILE_HANDLE File);
-  void *NotCalled5[2];
+  void *NotCalled6[2];
   EFI_STATUS(EFIAPI *GetFileSize)(EFI_SHELL_FILE_HANDLE File, UINT64 *Size);
-  void *NotCalled6[3];
+  void *NotCalled7[3];
   UINT32 MajorVersion;
   UINT32 MinorVersion;
-  void *NotCalled7[4];
+  void *NotCalled8[4];
 } EFI_SHELL_PROTOCOL;
 UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, GetCurDir) == 88, "shell layout");
+UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, EnablePageBreak) == 144, "shell layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, OpenFileByName) == 192, "shell layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, ReadFile) == 216, "shell layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_SHELL_PROTOCOL, DeleteFileByName) == 240, "shell layout");

@@ -98,9 +98,10 @@ TEST(Xyl, ShowsWhatTheControllerHolds) {
        "0 !cp lab.json box.json; xyl sim pull box.json 1003; xyl sim replace-disk box.json 1012",
        "0 list --controller box.json => virtual disks: 2 Online, 3 Degraded\n",
        "0 identify -c 1 --preset demo => revision 1\nwords    00000001 00000004 000000DC EDCC0002 00000000\n",
-       "0 get --preset=demo --output=demo.xml", "0 !xyl --preset demo get | cmp - demo.xml && cmp demo.xml saved.xml",
-       show, "0 !xyl show --preset demo >shown; xyl show saved.xml | cmp - shown",
-       "0 !xyl show -- saved.xml | cmp - shown",
+       "0 get --preset=demo --output=demo.xml => demo.xml: Harrier R6 Integrated, PCI 03:00.0, WWN 5EEDADA000001000, "
+       "read 2",
+       "0 !xyl --preset demo get | cmp - demo.xml && cmp demo.xml saved.xml", show,
+       "0 !xyl show --preset demo >shown; xyl show saved.xml | cmp - shown", "0 !xyl show -- saved.xml | cmp - shown",
        "0 !xyl show --preset demo --log trace 2>log | cmp - shown && cat log => TRACE RAIDXYLGet_Live: Exit. Success",
        "0 show --preset direct => \nDirectly attached disks: 8\n",
        "0 show --preset empty => Key id       -\n\nVirtual disks: 0\n"});

@@ -17,6 +17,7 @@ struct DISK {
   };
   static inline std::map<std::u16string, std::string> files;
   static inline int opens;
+  static inline int breaks;      // of pages: 1 for on, 10 for off
   static inline size_t room;     // bytes that all files may have
   static inline int renameFault; // the rename that fails, counted from 1 on; 0: none
 
@@ -111,6 +112,8 @@ protected:
     shell_.GetFileInfo = DISK::getInfo;
     shell_.SetFileInfo = DISK::setInfo;
     shell_.GetCurDir = DISK::currentFolder;
+    shell_.EnablePageBreak = []() EFIAPI { DISK::breaks += 1; };
+    shell_.DisablePageBreak = []() EFIAPI { DISK::breaks += 10; };
     world_.services->InstallMultipleProtocolInterfaces(&handle_, &g_shellGuid, &shell_, &g_parametersGuid, &parameters_,
                                                        static_cast<void *>(nullptr));
     world_.console();
@@ -188,6 +191,14 @@ struct CONSOLE {
     return EFI_SUCCESS;
   }
 };
+
+TEST_F(XylShell, PagesAreForTheCommandAlone) {
+  DISK::breaks = 0;
+  expect(u"show", EFI_SUCCESS);
+  EXPECT_EQ(DISK::breaks, 0);
+  expect(u"show -b", EFI_SUCCESS);
+  EXPECT_EQ(DISK::breaks, 11);
+}
 
 TEST_F(XylShell, PrintsWholeDocumentsOrFails) {
   EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = world_.firmware.systemTable()->ConOut;

@@ -162,6 +162,18 @@ XYL_RESULT runIdentify(const XYL_CONTEXT &context) {
   return succeeded();
 }
 
+// For people, beside the document, which has no date: where it came from and when, by the machine's clock.
+static void sayOrigin(const XYL_HOST *host, const CHAR8 *file, const CONTROLLER &controller) {
+  sayText(host, file);
+  say(host, u": ");
+  sayIdentity(host, controller.Identity);
+  EFI_TIME now = {};
+  if (!EFI_ERROR(host->SystemTable->RuntimeServices->GetTime(&now, /* Capabilities= */ nullptr))) {
+    say(host, u", read %04d-%02d-%02d %02d:%02d:%02d", now.Year, now.Month, now.Day, now.Hour, now.Minute, now.Second);
+  }
+  say(host, u"\n");
+}
+
 XYL_RESULT runGet(const XYL_CONTEXT &context) {
   CONTROLLER controller;
   XYL_RESULT result = openController(context, &controller);
@@ -179,6 +191,9 @@ XYL_RESULT runGet(const XYL_CONTEXT &context) {
     sayDocument(context.Host, document.Text, document.Size);
   } else {
     result = writeDocument(context, file, document.Text, document.Size);
+    if (!isFailure(result)) {
+      sayOrigin(context.Host, file, controller);
+    }
   }
   releaseDocument(&document);
   return isFailure(result) || isWhole ? result : failed(EFI_ABORTED);

@@ -1,5 +1,7 @@
 #include "xyl/platform/platform.h"
 
+#include <ctime>
+
 #include "base/print.h"
 #include "driver/binding/binding.h"
 #include "providers/debug_log/debug_log_provider.h"
@@ -14,7 +16,26 @@ static std::u16string logOptions(const std::string &level) {
   return level == "trace" ? options : options + u" " + std::u16string(level.begin(), level.end());
 }
 
+// The host's clock; that of the host firmware stands still.
+static EFI_STATUS EFIAPI getTime(EFI_TIME *time, void *) {
+  std::time_t seconds = std::time(nullptr);
+  std::tm utc = {};
+  if (gmtime_r(&seconds, &utc) == nullptr) {
+    return EFI_DEVICE_ERROR;
+  }
+  auto byte = [](int number) { return static_cast<UINT8>(number); };
+  *time = {};
+  time->Year = static_cast<UINT16>(utc.tm_year + 1900);
+  time->Month = byte(utc.tm_mon + 1);
+  time->Day = byte(utc.tm_mday);
+  time->Hour = byte(utc.tm_hour);
+  time->Minute = byte(utc.tm_min);
+  time->Second = byte(utc.tm_sec);
+  return EFI_SUCCESS;
+}
+
 Platform::Platform(const PLATFORM_OPTIONS &options) : options_(options) {
+  firmware_.systemTable()->RuntimeServices->GetTime = getTime;
   setSystemTable(firmware_.systemTable());
   load(DebugLogEntry, "the log provider", logOptions(options_.logLevel));
   load(XmlServiceEntry, "the XML service");

@@ -166,7 +166,14 @@ static EFI_STATUS runArguments(XYL_HOST *host, UINTN count, const CHAR8 *const *
   XYL_RESULT result = xylParse(host, count, arguments, &request);
   if (!isFailure(result)) {
     xylSilence(host, request);
+    bool hasPages = request.Options[XYL_OPTION_PAGES] != nullptr;
+    if (hasPages) {
+      shellOf(host)->Protocol->EnablePageBreak();
+    }
     result = xylRun(host, request);
+    if (hasPages) {
+      shellOf(host)->Protocol->DisablePageBreak();
+    }
   }
   EFI_STATUS written = shellOf(host)->Written;
   if (EFI_ERROR(written) && result.Outcome <= XYL_DIFFERENT) {
