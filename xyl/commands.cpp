@@ -220,14 +220,16 @@ const XYL_COMMAND g_xylCommands[] = {
      "xyl apply changes.xml --controller lab.json\nxyl apply changes.xml --saved saved.xml --controller lab.json",
      "xyl apply fs0:\\changes.xml --saved fs0:\\saved.xml", runApply},
 
-    {"report", "[SAVED.xml] [NEWER.xml] [LOG.xml]", 0, 3, ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE),
+    {"report", "[SAVED.xml] [LOG.xml] [NEWER.xml]", 0, 3, ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE),
      PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false, "draws a configuration as an HTML page",
      "Writes one page to FILE, or prints it: the slots with their disks, virtual disks, hot spares and the adapter, "
      "of\n"
      "SAVED.xml or, without it, of the controller. With NEWER.xml the page shows that one and marks what differs from\n"
-     "SAVED.xml; with the log of a restore or a change it shows the steps. The page needs no network and no scripts.",
+     "SAVED.xml; with the log of a restore or a change it shows the steps, and with what was read after them as "
+     "NEWER.xml\n"
+     "what they left. The page needs no network and no scripts.",
      "xyl report saved.xml -o report.html\nxyl report monday.xml tuesday.xml -o report.html\n"
-     "xyl report saved.xml log.xml -o report.html\nxyl report --preset demo -o report.html",
+     "xyl report saved.xml log.xml after.xml -o report.html\nxyl report --preset demo -o report.html",
      "", nullptr},
 
     {"log", "", 0, 0, WORLD | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,

@@ -136,6 +136,8 @@ def main():
            "Out of Resources", "disk 1008", "Virtual disks kept: False")
 
     xyl("get --controller box.json -o after.xml")
+    os.utime("saved.xml", (1000000000, 1000000000))
+    report("saved.xml", "From saved.xml, written 2001-09-09 01:46 UTC.")
     for line, style, words in (
         ("saved.xml", "call", "Every disk and every virtual disk is in order"),
         ("saved.xml change.xml", "call open", "In saved.xml every disk"),

@@ -1,5 +1,7 @@
 #include "xyl/report/report.h"
 
+#include <sys/stat.h>
+
 #include "base/pool.h"
 #include "base/print.h"
 #include "base/text.h"
@@ -71,6 +73,8 @@ static XYL_RESULT takeDocument(const XYL_CONTEXT &context, const CHAR8 *name, RE
   report->comparedWith = report->source;
   input->configuration = tree;
   report->source = documentText(name);
+  struct stat file = {};
+  report->written = stat(name, &file) == 0 ? dateText(file.st_mtime) : "";
   return succeeded();
 }
 

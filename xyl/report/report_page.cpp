@@ -172,6 +172,15 @@ static void putContents(REPORT &report) {
   put(report.page, "</ul></nav>\n");
 }
 
+std::string dateText(std::time_t seconds) {
+  char text[40] = "";
+  std::tm fields = {};
+  if (gmtime_r(&seconds, &fields) != nullptr) {
+    std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M UTC", &fields);
+  }
+  return text;
+}
+
 void putPageStart(REPORT &report) {
   std::string &page = report.page;
   put(page, R"(<!DOCTYPE html>
@@ -188,7 +197,8 @@ void putPageStart(REPORT &report) {
   }
   put(page, "</style>\n</head>\n<body>\n<a class=\"skip\" href=\"#content\">Skip to the content</a>\n");
   putSigns(page);
-  put(page, "<header class=\"wrap\">\n<h1>%</h1>\n<p class=\"note\">From %.", {titleOf(report), report.source});
+  put(page, "<header class=\"wrap\">\n<h1>%</h1>\n<p class=\"note\">From %", {titleOf(report), report.source});
+  put(page, report.written.empty() ? "%." : ", written %.", {report.written});
   if (!report.comparedWith.empty()) {
     put(page, " Compared with %, which is older.", {report.comparedWith});
   }
@@ -201,17 +211,11 @@ void putPageStart(REPORT &report) {
 }
 
 void putPageEnd(REPORT &report) {
-  char now[40] = "";
-  std::time_t seconds = std::time(nullptr);
-  std::tm fields = {};
-  if (gmtime_r(&seconds, &fields) != nullptr) {
-    std::strftime(now, sizeof(now), "%Y-%m-%d %H:%M UTC", &fields);
-  }
   put(report.page, R"(</main>
 <footer class="wrap note"><p>Made by xyl report, %. Sizes are decimal: 1 GB is 1000000000 bytes. Places are
 enclosure:slot, with the enclosure's id.</p></footer>
 </body>
 </html>
 )",
-      {now});
+      {dateText(std::time(nullptr))});
 }

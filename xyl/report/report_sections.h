@@ -1,6 +1,9 @@
 // The page and its sections.
 #pragma once
 
+#include <ctime>
+#include <string>
+
 #include "xyl/report/report_changes.h"
 #include "xyl/report/report_markup.h"
 #include "xyl/report/report_model.h"
@@ -10,11 +13,15 @@ struct REPORT {
   std::string page;
   REPORT_MODEL model;
   std::string source;            // what is shown: a file, or the controller
+  std::string written;           // when the file was written, or empty
   std::string comparedWith;      // the older document's file
   std::string logSource;         // the log's file
   const XML_NODE *log = nullptr; // its root
   const REPORT_CHANGES *changes = nullptr;
 };
+
+// "2026-11-25 10:58 UTC".
+std::string dateText(std::time_t seconds);
 
 // The sections, in the page's order, each in the file of its subject.
 void putPageStart(REPORT &report);
