@@ -164,6 +164,9 @@ XYL_RESULT runIdentify(const XYL_CONTEXT &context) {
 
 // For people, beside the document, which has no date: where it came from and when, by the machine's clock.
 static void sayOrigin(const XYL_HOST *host, const CHAR8 *file, const CONTROLLER &controller) {
+  if (host->IsSameFile(host, file, "/dev/stdout")) {
+    return; // it would stand behind the document
+  }
   sayText(host, file);
   say(host, u": ");
   sayIdentity(host, controller.Identity);
