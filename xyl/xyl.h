@@ -51,8 +51,9 @@ struct XYL_HOST {
   // the caller overwrites. EFI_NOT_FOUND: nobody can be asked; EFI_ABORTED: the person gave up; EFI_BAD_BUFFER_SIZE:
   // the line is longer. Without success nothing stays in secret. Null is nobody.
   EFI_STATUS (*AskSecret)(const XYL_HOST *host, const CHAR8 *question, CHAR8 *secret, UINTN capacity) = nullptr;
-  bool Terminal = false; // the standard output is a terminal, which may take bytes for commands
-  bool Colours = false;  // and understands colour sequences
+  const CHAR8 *ServerName = nullptr; // what people call the machine; null: as its firmware does
+  bool Terminal = false;             // the standard output is a terminal, which may take bytes for commands
+  bool Colours = false;              // and understands colour sequences
   // Told when a call of the driver that may take long begins and when it is over, so that the front can show to a
   // person that time passes. Null: it does not.
   void (*Busy)(const XYL_HOST *host, bool begins) = nullptr;

@@ -65,9 +65,8 @@ UINT32 raidLevelOf(DDF_VOLUME_LEVEL level) {
   case DDF_LEVEL_10:
     return RAID_LEVEL_10;
   case DDF_LEVEL_LINEAR:
-    return RAID_LEVEL_VOLUME;
   case DDF_LEVEL_UNKNOWN:
     break;
   }
-  return 0;
+  return RAID_LEVEL_VOLUME;
 }

@@ -42,6 +42,10 @@ XYL_RESULT openController(const XYL_CONTEXT &context, CONTROLLER *controller);
 XYL_RESULT readWholeInventory(const XYL_CONTEXT &context, const CONTROLLER &controller, DOCUMENT_TEXT *document,
                               bool *isWhole);
 
+// Appends what people call the machine: the front's word for it, or maker, product and serial number as firmware has
+// them. Nothing when nobody knows.
+void putServerName(TEXT *name, const XYL_HOST *host);
+
 // The commands that read a controller: list, identify, get, log.
 XYL_RESULT runList(const XYL_CONTEXT &context);
 XYL_RESULT runIdentify(const XYL_CONTEXT &context);

@@ -162,7 +162,7 @@ XYL_RESULT runIdentify(const XYL_CONTEXT &context) {
   return succeeded();
 }
 
-// For people, beside the document, which has no date: where it came from and when, by the machine's clock.
+// For people, beside the document, which has neither: where it came from and when, by the machine's clock.
 static void sayOrigin(const XYL_HOST *host, const CHAR8 *file, const CONTROLLER &controller) {
   if (host->IsSameFile(host, file, "/dev/stdout")) {
     return; // it would stand behind the document
@@ -170,6 +170,12 @@ static void sayOrigin(const XYL_HOST *host, const CHAR8 *file, const CONTROLLER 
   sayText(host, file);
   say(host, u": ");
   sayIdentity(host, controller.Identity);
+  TEXT server = {};
+  putServerName(&server, host);
+  if (server.Length != 0) {
+    say(host, u", in %a", textOf(server));
+  }
+  freeText(&server);
   EFI_TIME now = {};
   if (!EFI_ERROR(host->SystemTable->RuntimeServices->GetTime(&now, /* Capabilities= */ nullptr))) {
     say(host, u", read %04d-%02d-%02d %02d:%02d:%02d", now.Year, now.Month, now.Day, now.Hour, now.Minute, now.Second);

@@ -110,6 +110,15 @@ static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &reque
   return succeeded();
 }
 
+// The file of a simulated controller stands for its server; disks are this machine's.
+static std::string serverName(const PLATFORM_OPTIONS &options) {
+  char name[256] = "";
+  if (!options.disks.empty() && gethostname(name, sizeof(name) - 1) != 0) {
+    name[0] = 0;
+  }
+  return options.controllerFile + name;
+}
+
 static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
   PLATFORM_OPTIONS options;
   XYL_RESULT result = platformOptions(host, request, &options);
@@ -119,6 +128,8 @@ static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
   options.changes = xylChangesController(request);
   Platform platform(options);
   host.SystemTable = platform.systemTable();
+  std::string server = serverName(options);
+  host.ServerName = server.c_str();
   result = isReport(request) ? runReport(XYL_CONTEXT{&host, &request}) : xylRun(&host, request);
   std::fflush(stdout);
   // Also after a failure: steps done before it stay done.
