@@ -41,6 +41,7 @@ static constexpr JSON_MEMBER g_jsonMembers[] = {
     {"verifiedDifference", "current", "text"},
 
     {"differences", "differences", "[difference]"},
+    {"differences", "controller?", "controller"},
     {"difference", "kind", "differenceKind"},
     {"difference", "object", "differenceObject"},
     {"difference", "name", "text"},

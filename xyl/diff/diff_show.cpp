@@ -63,7 +63,8 @@ void writeDifference(JSON *json, const DIFFERENCE &difference) {
   jsonEnd(json);
 }
 
-static void writeDifferences(const XYL_HOST *host, const DIFFERENCES &differences) {
+// The controller is null where two documents are compared.
+static void writeDifferences(const XYL_HOST *host, const CONTROLLER *controller, const DIFFERENCES &differences) {
   JSON json = {};
   json.Host = host;
   jsonObject(&json, nullptr);
@@ -72,11 +73,15 @@ static void writeDifferences(const XYL_HOST *host, const DIFFERENCES &difference
     writeDifference(&json, differences.Items[i]);
   }
   jsonEnd(&json);
+  if (controller != nullptr) {
+    writeIdentity(&json, controller->Identity);
+  }
   jsonEnd(&json);
 }
 
 // The two documents of the command.
 struct DIFF_DOCUMENTS {
+  CONTROLLER Controller; // where the second one is its inventory
   const CHAR8 *Names[2];
   DOCUMENT_TEXT Texts[2];
   XML_NODE *Roots[2];
@@ -89,11 +94,10 @@ static XYL_RESULT readDocuments(const XYL_CONTEXT &context, DIFF_DOCUMENTS *docu
       documents->Names[i] = context.Request->Operands[i];
       result = readDocument(context, documents->Names[i], &documents->Texts[i]);
     } else {
-      RAID_XYL_PROTOCOL *operations = nullptr;
       documents->Names[i] = "the inventory";
-      result = selectController(context, &operations);
+      result = openController(context, &documents->Controller);
       if (!isFailure(result)) {
-        result = readInventory(context, operations, &documents->Texts[i]);
+        result = readInventory(context, documents->Controller.Operations, &documents->Texts[i]);
       }
     }
     if (!isFailure(result)) {
@@ -113,14 +117,20 @@ static XYL_RESULT readDocuments(const XYL_CONTEXT &context, DIFF_DOCUMENTS *docu
 
 static XYL_RESULT compare(const XYL_CONTEXT &context, const DIFF_DOCUMENTS &documents) {
   DIFFERENCES differences;
+  const CONTROLLER *controller = documents.Controller.Operations == nullptr ? nullptr : &documents.Controller;
   EFI_STATUS status = diffDocuments(documents.Roots[0], documents.Roots[1], &differences);
   XYL_RESULT result = differences.Count == 0 ? succeeded() : different();
   if (EFI_ERROR(status)) {
     complain(context.Host, u"the documents cannot be compared: %a", statusWords(status));
     result = failed(status);
   } else if (hasOption(context, XYL_OPTION_JSON)) {
-    writeDifferences(context.Host, differences);
+    writeDifferences(context.Host, controller, differences);
   } else {
+    if (controller != nullptr) {
+      say(context.Host, u"Controller: ");
+      sayIdentity(context.Host, controller->Identity);
+      say(context.Host, u"\n");
+    }
     sayDifferences(context.Host, differences);
   }
   freeDifferences(&differences);

@@ -158,9 +158,12 @@ static void writeCommandCases(const XYL_HOST &host) {
   for (const char *before : {"", "help "}) {
     for (const XYL_COMMAND *command : hostCommands()) {
       std::string name = command->Name;
-      std::string blank = *before == 0 && name.find(' ') == std::string::npos ? " " : "";
       std::string whole = before + name;
-      put(host, "    \"" + blank + whole + "\") command=\"" + whole + "\" ;;\n");
+      put(host, *before == 0 && name.find(' ') == std::string::npos ? "    \" " : "    \"");
+      put(host, whole);
+      put(host, "\") command=\"");
+      put(host, whole);
+      put(host, "\" ;;\n");
     }
   }
   put(host, "    \" sim\" | \"help sim\") command=\"${command:+help }sim\" ;;\n"

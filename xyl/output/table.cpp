@@ -125,10 +125,11 @@ bool sayTable(const XYL_HOST *host, TABLE *table) {
   for (UINTN i = 0; i < table->ColumnCount; ++i) {
     widths[i] = columnsOf(table->Columns[i].Title);
   }
+  UINTN column = 0;
   for (UINT32 i = 0; i < table->Cells.count; ++i) {
     UINTN columns = columnsOf(table->Cells.items[i]);
-    UINTN &width = widths[i % table->ColumnCount];
-    width = columns > width ? columns : width;
+    widths[column] = columns > widths[column] ? columns : widths[column];
+    column = column + 1 < table->ColumnCount ? column + 1 : 0;
   }
   if (!table->Failed) {
     sayTitles(host, *table, widths);
