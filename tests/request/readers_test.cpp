@@ -45,4 +45,24 @@ TEST(Readers, AnEnclosureCountsUpTo255Disks) {
   EXPECT_EQ(parsed.config->physicalDiskCount, 257U);
 }
 
+// A method that memory is too short for is left out, and the log says so; the others stay.
+TEST(Readers, AMethodIsNotLeftOutInSilence) {
+  ReadingWorld world;
+  size_t leftOut = 0;
+  bool failed = true;
+  for (uint64_t n = 1; failed; ++n) {
+    world.clearLog();
+    world.firmware.failAllocation(n);
+    Parsed parsed("<raidData><Method name='Get'><OID>1</OID></Method><Method name='Clear'/><Adapter/></raidData>");
+    failed = world.firmware.allocationFailed();
+    world.firmware.failAllocation(0);
+    if (!EFI_ERROR(parsed.status)) {
+      size_t missing = 2 - parsed.config->commandCount;
+      EXPECT_EQ(countOf(world.log(), "ERROR ParseRAIDData: Out of memory, a method is left out"), missing) << n;
+      leftOut += missing;
+    }
+  }
+  EXPECT_GT(leftOut, 0U);
+}
+
 } // namespace

@@ -226,6 +226,8 @@ TEST(Plan, GivesReasons) {
       "1 plan encrypted.xml --rebuild --controller lab.json => \"Archive\", RAID 10, 8.00 TB: NOT CREATED, disk 1012 "
       "is "
       "Failed\n|Not brought back: the encryption of 1 of the saved virtual disks\n",
+      "0 sim pull lab.json 1008",
+      "1 plan saved.xml --rebuild --controller lab.json =>   hot spare 1008: NOT MADE, no partner for it\n",
       "0 sim new --preset empty empty.json",
       "1 plan saved.xml --rebuild --controller empty.json => \"System\", RAID 1, 600.12 GB: NOT CREATED, the "
       "controller has no "
