@@ -67,7 +67,8 @@ for room in output command_line documents steps guard controllers show diff plan
   check "xyl/$room" free $below
   below="$below xyl/$room"
 done
-check xyl/shell_front free $below
+check xyl/firmware free $below
+check xyl/shell_front free $below xyl/firmware
 below="$below $providers host_firmware"
 for room in host controller_file platform sim report host_front; do
   check "xyl/$room" host $below

@@ -4,34 +4,12 @@
 #include "base/print.h"
 #include "base/text.h"
 #include "uefi/protocols.h"
+#include "xyl/firmware/firmware.h"
 #include "xyl/output/output.h"
-#include "xyl/shell_front/shell_files.h"
-#include "xyl/shell_front/shell_text.h"
 #include "xyl/xyl.h"
 
 static const EFI_GUID g_shellGuid = EFI_SHELL_PROTOCOL_GUID;
 static const EFI_GUID g_shellParametersGuid = EFI_SHELL_PARAMETERS_PROTOCOL_GUID;
-
-// Serial consoles lose what comes in one large piece, so lines go one by one, and their statuses count.
-static void writeLine(SHELL *shell, EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console, const CHAR8 *text, UINTN length) {
-  CHAR16 *wide = wideFromUtf8(text, length, /* carriageReturns= */ true);
-  EFI_STATUS status = wide != nullptr ? console->OutputString(console, wide) : EFI_OUT_OF_RESOURCES;
-  poolFree(wide);
-  if (EFI_ERROR(status) && !EFI_ERROR(shell->Written)) {
-    shell->Written = status;
-  }
-}
-
-static void writeConsole(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
-  EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = host->SystemTable->ConOut;
-  for (UINTN begin = 0; console != nullptr && begin < length;) {
-    UINTN end = begin;
-    while (end < length && text[end++] != '\n') {
-    }
-    writeLine(shellOf(host), console, text + begin, end - begin);
-    begin = end;
-  }
-}
 
 // A file that stands in for the keyboard ("<") says at its end for ever that there is a key, and then has none.
 static constexpr UINTN IDLE_WAKES = 1000;
@@ -57,7 +35,7 @@ static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
   if (host->SystemTable->ConIn == nullptr) {
     return XYL_ANSWER_NO_TERMINAL;
   }
-  writeConsole(host, question, textLength(question));
+  firmwareWrite(host, question, textLength(question));
   CHAR16 line[4] = {};
   UINTN length = 0;
   for (;;) {
@@ -75,7 +53,7 @@ static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
     }
     if (unit == u'\b' && length != 0) {
       --length;
-      writeConsole(host, "\b \b", 3);
+      firmwareWrite(host, "\b \b", 3);
     } else if (unit >= u' ' && unit != BYTE_ORDER_MARK) {
       // A longer answer is none that matters, but it must not become a yes by being cut.
       if (length < 4) {
@@ -83,10 +61,10 @@ static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
       }
       ++length;
       CHAR8 echo = unit < 0x80 ? static_cast<CHAR8>(unit) : '?';
-      writeConsole(host, &echo, 1);
+      firmwareWrite(host, &echo, 1);
     }
   }
-  writeConsole(host, "\n", 1);
+  firmwareWrite(host, "\n", 1);
   bool yes = length == 3 && line[0] == u'y' && line[1] == u'e' && line[2] == u's';
   return yes ? XYL_ANSWER_YES : XYL_ANSWER_NO;
 }
@@ -113,7 +91,7 @@ static EFI_STATUS askSecret(const XYL_HOST *host, const CHAR8 *question, CHAR8 *
   if (host->SystemTable->ConIn == nullptr) {
     return EFI_NOT_FOUND;
   }
-  writeConsole(host, question, textLength(question));
+  firmwareWrite(host, question, textLength(question));
   SECRET_LINE line = {secret, capacity, 0};
   SECRET_STATE state = SECRET_OPEN;
   while (state == SECRET_OPEN) {
@@ -121,43 +99,8 @@ static EFI_STATUS askSecret(const XYL_HOST *host, const CHAR8 *question, CHAR8 *
     bool isGivenUp = EFI_ERROR(readKey(host, &key)) || key.ScanCode == SCAN_ESCAPE;
     state = isGivenUp ? SECRET_CANCELLED : typeUnit(&line, key.UnicodeChar);
   }
-  writeConsole(host, "\n", 1);
+  firmwareWrite(host, "\n", 1);
   return endSecret(&line, state);
-}
-
-// --- A dot for every second that the driver works: an operation tells nothing before its end ---
-
-static constexpr UINT64 ONE_SECOND = 10000000;
-static EFI_EVENT g_dotTimer; // null: none
-static bool g_dotWritten;
-
-static void EFIAPI writeDot(EFI_EVENT, void *context) {
-  EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = static_cast<const XYL_HOST *>(context)->SystemTable->ConOut;
-  if (console != nullptr) {
-    console->OutputString(console, u".");
-    g_dotWritten = true;
-  }
-}
-
-static void showBusy(const XYL_HOST *host, bool begins) {
-  if (begins) {
-    g_dotWritten = false;
-    EFI_STATUS status = g_bootServices->CreateEvent(EFI_EVENT_TIMER | EFI_EVENT_NOTIFY_SIGNAL, EFI_TPL_CALLBACK,
-                                                    writeDot, const_cast<XYL_HOST *>(host), &g_dotTimer);
-    if (EFI_ERROR(status)) {
-      g_dotTimer = nullptr;
-    } else {
-      g_bootServices->SetTimer(g_dotTimer, EFI_TIMER_PERIODIC, ONE_SECOND);
-    }
-    return;
-  }
-  if (g_dotTimer != nullptr) {
-    g_bootServices->CloseEvent(g_dotTimer);
-    g_dotTimer = nullptr;
-  }
-  if (g_dotWritten) {
-    writeConsole(host, "\n", 1);
-  }
 }
 
 // Parses and runs the arguments behind the program's name.
@@ -168,14 +111,14 @@ static EFI_STATUS runArguments(XYL_HOST *host, UINTN count, const CHAR8 *const *
     xylSilence(host, request);
     bool hasPages = request.Options[XYL_OPTION_PAGES] != nullptr;
     if (hasPages) {
-      shellOf(host)->Protocol->EnablePageBreak();
+      firmwareContext(host)->Files->EnablePageBreak();
     }
     result = xylRun(host, request);
     if (hasPages) {
-      shellOf(host)->Protocol->DisablePageBreak();
+      firmwareContext(host)->Files->DisablePageBreak();
     }
   }
-  EFI_STATUS written = shellOf(host)->Written;
+  EFI_STATUS written = firmwareContext(host)->Written;
   if (EFI_ERROR(written) && result.Outcome <= XYL_DIFFERENT) {
     complain(host, u"the output cannot be written: %a", statusWords(written));
     return written;
@@ -213,11 +156,11 @@ extern "C" EFI_STATUS EFIAPI XylEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *system
     Print(u"xyl: this program runs in a UEFI Shell\r\n");
     return EFI_UNSUPPORTED;
   }
-  SHELL context = {static_cast<EFI_SHELL_PROTOCOL *>(shell), EFI_SUCCESS};
-  XYL_HOST host = {&context,      XYL_FRONT_SHELL, systemTable,      writeConsole,    writeConsole,
-                   shellReadFile, shellOpenOutput, shellCloseOutput, shellIsSameFile, askYes};
+  FIRMWARE_CONTEXT context = {static_cast<EFI_SHELL_PROTOCOL *>(shell), EFI_SUCCESS};
+  XYL_HOST host = {&context,         XYL_FRONT_SHELL,    systemTable,         firmwareWrite,      firmwareWrite,
+                   firmwareReadFile, firmwareOpenOutput, firmwareCloseOutput, firmwareIsSameFile, askYes};
   host.AskSecret = askSecret;
   host.Terminal = true;
-  host.Busy = showBusy;
+  host.Busy = firmwareBusy;
   return runShellParameters(&host, static_cast<EFI_SHELL_PARAMETERS_PROTOCOL *>(parameters));
 }

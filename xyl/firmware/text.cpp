@@ -1,4 +1,4 @@
-#include "xyl/shell_front/shell_text.h"
+#include "xyl/firmware/firmware.h"
 
 #include "base/pool.h"
 #include "base/text.h"

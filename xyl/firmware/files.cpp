@@ -1,13 +1,12 @@
 // Reading files, and outputs: written beside their place and put there once they are whole.
-#include "xyl/shell_front/shell_files.h"
+#include "xyl/firmware/firmware.h"
 
 #include "base/pool.h"
 #include "base/text.h"
-#include "xyl/shell_front/shell_text.h"
 
-// Behind the name of the file that is written, and of the old one while both change places.
-static constexpr const CHAR16 *NEW_SUFFIX = u".xyl-new";
-static constexpr const CHAR16 *OLD_SUFFIX = u".xyl-old";
+#define WIDE(text) u"" text
+static constexpr const CHAR16 *NEW_SUFFIX = WIDE(FIRMWARE_NEW_SUFFIX);
+static constexpr const CHAR16 *OLD_SUFFIX = WIDE(FIRMWARE_OLD_SUFFIX);
 
 struct OUTPUT_FILE {
   EFI_SHELL_FILE_HANDLE File; // of the new file
@@ -18,7 +17,7 @@ struct OUTPUT_FILE {
 
 static EFI_STATUS openByName(const XYL_HOST *host, const CHAR16 *name, UINT64 mode, EFI_SHELL_FILE_HANDLE *file) {
   *file = nullptr;
-  return shellOf(host)->Protocol->OpenFileByName(name, file, mode);
+  return firmwareContext(host)->Files->OpenFileByName(name, file, mode);
 }
 
 // --- Reading ---
@@ -48,12 +47,12 @@ static EFI_STATUS readOpenFile(EFI_SHELL_PROTOCOL *shell, EFI_SHELL_FILE_HANDLE 
   return EFI_SUCCESS;
 }
 
-EFI_STATUS shellReadFile(const XYL_HOST *host, const CHAR8 *name, CHAR8 **data, UINTN *size) {
+EFI_STATUS firmwareReadFile(const XYL_HOST *host, const CHAR8 *name, CHAR8 **data, UINTN *size) {
   CHAR16 *wide = wideFromUtf8(name, textLength(name), /* carriageReturns= */ false);
   if (wide == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  EFI_SHELL_PROTOCOL *shell = shellOf(host)->Protocol;
+  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
   EFI_SHELL_FILE_HANDLE file = nullptr;
   EFI_STATUS status = openByName(host, wide, EFI_FILE_MODE_READ, &file);
   poolFree(wide);
@@ -139,7 +138,7 @@ static void plainName(CHAR16 *name) {
 // directory, or of its file system when it begins with a backslash.
 static CHAR16 *wholeName(const XYL_HOST *host, const CHAR8 *name) {
   CHAR16 *wide = wideFromUtf8(name, textLength(name), /* carriageReturns= */ false);
-  const CHAR16 *directory = wide != nullptr ? shellOf(host)->Protocol->GetCurDir(nullptr) : nullptr;
+  const CHAR16 *directory = wide != nullptr ? firmwareContext(host)->Files->GetCurDir(nullptr) : nullptr;
   if (directory != nullptr && !hasFileSystem(wide)) {
     CHAR16 *stem = joined(directory, u"\\");
     if (stem != nullptr && plainUnit(*wide) == u'\\') {
@@ -160,7 +159,7 @@ static CHAR16 *wholeName(const XYL_HOST *host, const CHAR8 *name) {
   return wide;
 }
 
-bool shellIsSameFile(const XYL_HOST *host, const CHAR8 *a, const CHAR8 *b) {
+bool firmwareIsSameFile(const XYL_HOST *host, const CHAR8 *a, const CHAR8 *b) {
   CHAR16 *first = wholeName(host, a);
   CHAR16 *second = wholeName(host, b);
   // Without memory the safe answer.
@@ -174,7 +173,7 @@ bool shellIsSameFile(const XYL_HOST *host, const CHAR8 *a, const CHAR8 *b) {
 
 // Sets the size of an open file or, with a name, renames it.
 static EFI_STATUS changeInfo(const XYL_HOST *host, EFI_SHELL_FILE_HANDLE file, UINT64 size, const CHAR16 *name) {
-  EFI_SHELL_PROTOCOL *shell = shellOf(host)->Protocol;
+  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
   EFI_FILE_INFO *info = shell->GetFileInfo(file);
   if (info == nullptr) {
     return EFI_DEVICE_ERROR;
@@ -205,13 +204,13 @@ static EFI_STATUS renameFile(const XYL_HOST *host, const CHAR16 *from, const CHA
     return status;
   }
   status = changeInfo(host, file, 0, baseName(to));
-  EFI_STATUS closed = shellOf(host)->Protocol->CloseFile(file);
+  EFI_STATUS closed = firmwareContext(host)->Files->CloseFile(file);
   return EFI_ERROR(status) ? status : closed;
 }
 
 // Whether there is a file of that name; a directory and a file that cannot be written are failures.
 static EFI_STATUS findOld(const XYL_HOST *host, const CHAR16 *name, bool *exists) {
-  EFI_SHELL_PROTOCOL *shell = shellOf(host)->Protocol;
+  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
   EFI_SHELL_FILE_HANDLE file = nullptr;
   EFI_STATUS status = openByName(host, name, EFI_FILE_MODE_READ, &file);
   *exists = !EFI_ERROR(status);
@@ -258,7 +257,7 @@ static OUTPUT_FILE *newOutput(const CHAR8 *name) {
 
 // Makes the new file, as large as it may become.
 static EFI_STATUS reserve(const XYL_HOST *host, OUTPUT_FILE *output, UINTN room, bool replaces) {
-  EFI_SHELL_PROTOCOL *shell = shellOf(host)->Protocol;
+  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
   bool exists = false;
   EFI_STATUS status = findOld(host, output->Name, &exists);
   if (EFI_ERROR(status)) {
@@ -280,7 +279,7 @@ static EFI_STATUS reserve(const XYL_HOST *host, OUTPUT_FILE *output, UINTN room,
   return status;
 }
 
-EFI_STATUS shellOpenOutput(const XYL_HOST *host, const CHAR8 *name, UINTN room, bool replaces, void **output) {
+EFI_STATUS firmwareOpenOutput(const XYL_HOST *host, const CHAR8 *name, UINTN room, bool replaces, void **output) {
   *output = nullptr;
   OUTPUT_FILE *file = newOutput(name);
   if (file == nullptr) {
@@ -296,7 +295,7 @@ EFI_STATUS shellOpenOutput(const XYL_HOST *host, const CHAR8 *name, UINTN room, 
 }
 
 static EFI_STATUS writeWhole(const XYL_HOST *host, EFI_SHELL_FILE_HANDLE file, const CHAR8 *data, UINTN size) {
-  EFI_SHELL_PROTOCOL *shell = shellOf(host)->Protocol;
+  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
   EFI_STATUS status = shell->SetFilePosition(file, 0);
   if (EFI_ERROR(status)) {
     return status;
@@ -315,7 +314,7 @@ static EFI_STATUS writeWhole(const XYL_HOST *host, EFI_SHELL_FILE_HANDLE file, c
 
 // No file system of the firmware replaces a file by renaming: the old one steps aside, and back when that fails.
 static EFI_STATUS putInPlace(const XYL_HOST *host, const OUTPUT_FILE &output) {
-  EFI_SHELL_PROTOCOL *shell = shellOf(host)->Protocol;
+  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
   bool exists = false;
   EFI_STATUS status = findOld(host, output.Name, &exists);
   if (!EFI_ERROR(status) && exists) {
@@ -338,9 +337,9 @@ static EFI_STATUS putInPlace(const XYL_HOST *host, const OUTPUT_FILE &output) {
   return EFI_SUCCESS;
 }
 
-EFI_STATUS shellCloseOutput(const XYL_HOST *host, void *handle, const CHAR8 *data, UINTN size) {
+EFI_STATUS firmwareCloseOutput(const XYL_HOST *host, void *handle, const CHAR8 *data, UINTN size) {
   OUTPUT_FILE *output = static_cast<OUTPUT_FILE *>(handle);
-  EFI_SHELL_PROTOCOL *shell = shellOf(host)->Protocol;
+  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
   EFI_STATUS status = EFI_SUCCESS;
   if (data != nullptr) {
     status = writeWhole(host, output->File, data, size);
