@@ -24,7 +24,7 @@ add_efi_image(RaidXyl efi_boot_service_driver RaidXylEntry ${DRIVER_ROOMS})
 add_efi_image(XmlService efi_boot_service_driver XmlServiceEntry base unload_guard xml_service)
 add_efi_image(DebugLog efi_boot_service_driver DebugLogEntry base unload_guard debug_log)
 add_efi_image(RaidSim efi_boot_service_driver RaidSimEntry base answers levels sim_controller)
-add_efi_image(RaidDisks efi_boot_service_driver RaidDisksEntry base answers ddf disk_controller)
+add_efi_image(RaidDisks efi_boot_service_driver RaidDisksEntry base answers ddf ddf_change disk_controller)
 add_efi_image(xyl efi_application XylEntry ${DRIVER_ROOMS} xyl_core xyl_firmware xyl_shell_front)
 
 # What only the runs in firmware need: the guest's own checks, and the benchmark.

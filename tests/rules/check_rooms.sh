@@ -46,6 +46,7 @@ driver=$below
 
 check providers/unload_guard free # what two providers share
 check providers/ddf free          # a format, no image of its own
+check providers/ddf_change free providers/ddf # what changes it
 providers=""
 shared="" # what providers of the management protocol share
 for room in answers levels; do
@@ -57,7 +58,7 @@ for room in xml_service debug_log; do
   providers="$providers providers/$room"
 done
 check providers/sim_controller free $shared
-check providers/disk_controller free $shared providers/ddf providers/unload_guard
+check providers/disk_controller free $shared providers/ddf providers/ddf_change providers/unload_guard
 providers="$providers providers/sim_controller providers/disk_controller"
 check host_firmware host
 

@@ -1,0 +1,106 @@
+// Changes of sets of disks: each leaves, wherever the power goes or a write fails, the volumes as they were or as they
+// shall be, for this project's reader and for Linux's.
+//
+// A change is one step or several; in each, disk after disk, the secondary copy is written (header open, flush,
+// sections, flush, header closed with the next sequence number, flush: the commit of the disk), then the primary one in
+// the same way. A volume is there from its first record on and until its last one is gone, so it is made in two steps,
+// first entry, then records, and deleted in two, the other way round. A disk that joins a set gets its copies and,
+// last, its anchor before the set's list names it; one that leaves loses its anchor after the list has lost it.
+//
+// Before its first step a change brings all disks of the set to the set's newest state, and finishes what an earlier
+// one left behind: entries without any record, disks that had no volume any more and were about to leave. Disks that
+// the set's list marks as failed or missing are not written.
+//
+// Nothing outside the metadata is written: what lies on the blocks of a new or a deleted volume stays.
+#pragma once
+
+#include "providers/ddf/ddf.h"
+
+// How to write one of the model's disks, and what it is called. write puts count sectors, which lie inside the disk,
+// from lba on; buffer may have any alignment.
+struct DDF_TARGET {
+  EFI_STATUS (*write)(void *context, UINT64 lba, UINTN count, const void *buffer);
+  EFI_STATUS (*flush)(void *context); // what was written is on the medium when it returns EFI_SUCCESS
+  void *context;
+  DDF_GUID guid; // the disk's identity when it joins a set
+  bool usable;   // false: nothing is ever written to it
+};
+
+// What stood in a change's way: a disk of the model, DDF_NONE when it is none, and why, a constant text or one of the
+// model; null when the status says all.
+struct DDF_TROUBLE {
+  UINT32 disk;
+  const CHAR8 *what;
+};
+
+// A model to change. It is used up by a change that has written: read anew before the next one.
+struct DDF_WRITER {
+  const DDF_MODEL *model;           // just read by ddfRead
+  const DDF_TARGET *targets;        // of each of its disks
+  const DDF_CONTROLLER_DATA *maker; // GUID, type, product and vendor data for sets that are made anew; ours is its GUID
+  UINT32 time;                      // seconds since 1980
+  UINT32 (*random)(void);           // for GUIDs and references
+  // Set by every change.
+  DDF_TROUBLE trouble;
+  DDF_GUID made; // by ddfCreateVolume: the new volume's GUID
+};
+
+// Statuses that all changes have in common; but for EFI_DEVICE_ERROR nothing was written.
+//   EFI_INVALID_PARAMETER  an index, a value or a combination of disks that cannot be
+//   EFI_ACCESS_DENIED      a disk or a set that must not be changed: foreign, not trusted, in use by something else
+//   EFI_VOLUME_FULL        no room: on a disk, in a list
+//   EFI_OUT_OF_RESOURCES   no memory
+//   EFI_DEVICE_ERROR       a write or a flush failed, on the disk that the trouble names; the next change repairs
+
+constexpr UINT64 DDF_ANYWHERE = ~UINT64{0};
+
+struct DDF_NEW_VOLUME {
+  UINT8 level; // DDF_LEVEL, qualifier and strip as in a record
+  UINT8 qualifier;
+  UINT8 strip;
+  UINT8 access;        // DDF_ACCESS
+  UINT8 cache;         // DDF_CACHE
+  CHAR8 name[16];      // ends with its last byte or a NUL; empty for none
+  const UINT32 *disks; // of the model, in the members' order
+  UINT32 diskCount;
+  UINT64 memberBlocks; // whole strips; 0: as many as fit
+  UINT64 start;        // on each member; DDF_ANYWHERE: the first gap that fits
+};
+
+// Makes a volume. Disks that are in no set join the one of the others; without others, a set of ours, else the only one
+// that Linux made, else a new set. RAID 0 is initialised from the start; of other levels Linux builds the redundancy.
+// EFI_UNSUPPORTED: Linux would not assemble it. EFI_INVALID_PARAMETER: also disks of several sets, a name that is taken
+// or has blanks.
+EFI_STATUS ddfCreateVolume(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted);
+
+// Deletes a volume. Disks that then hold no volume and are no spare leave the set, which ends with its last disk.
+EFI_STATUS ddfDeleteVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume);
+
+// Deletes all volumes one after the other and dissolves the set; it may be a foreign one.
+EFI_STATUS ddfDeleteSet(DDF_WRITER *writer, UINT32 set);
+
+// What of a volume to change.
+enum DDF_SETTING : UINT8 { DDF_SET_NAME = 0x01, DDF_SET_ACCESS = 0x02, DDF_SET_CACHE = 0x04 };
+struct DDF_VOLUME_SETTINGS {
+  UINT8 which; // DDF_SETTING
+  UINT8 access;
+  UINT8 cache;
+  CHAR8 name[16];
+};
+EFI_STATUS ddfChangeVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume, const DDF_VOLUME_SETTINGS &settings);
+
+// Makes a disk a global spare, a spare for some volumes of the set (Linux forgets for which with its first own change),
+// or none. A disk that is in no set joins set; DDF_NONE: the one that ddfCreateVolume would choose, EFI_NOT_FOUND if
+// there is none. A disk that is no spare any more and holds no volume leaves. Of a member, set is its own or DDF_NONE.
+EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, DDF_SPARE_KIND kind, const UINT32 *volumes,
+                       UINT32 volumeCount);
+
+// Marks a disk of the set's list as failed, and as missing when it is not there; its volumes get the state that the
+// other members leave them in. The disk itself is not written.
+EFI_STATUS ddfFailDisk(DDF_WRITER *writer, UINT32 set, UINT32 pd);
+
+// Makes a foreign set one of ours, without the foreign flag.
+EFI_STATUS ddfImportSet(DDF_WRITER *writer, UINT32 set);
+
+// Replaces the first size bytes of the vendor's data in the set's controller section, which has room for 448.
+EFI_STATUS ddfSetVendorData(DDF_WRITER *writer, UINT32 set, const void *bytes, UINTN size);
