@@ -25,11 +25,13 @@ add_efi_image(XmlService efi_boot_service_driver XmlServiceEntry base unload_gua
 add_efi_image(DebugLog efi_boot_service_driver DebugLogEntry base unload_guard debug_log)
 add_efi_image(RaidSim efi_boot_service_driver RaidSimEntry base answers levels sim_controller)
 add_efi_image(RaidDisks efi_boot_service_driver RaidDisksEntry base answers ddf ddf_change disk_controller)
+add_efi_image(RaidHealth efi_boot_service_driver RaidHealthEntry base health)
 add_efi_image(xyl efi_application XylEntry ${DRIVER_ROOMS} xyl_core xyl_firmware xyl_shell_front)
 
 # What only the runs in firmware need: the guest's own checks, and the benchmark.
 add_freestanding_room(tests/firmware/guest)
 add_efi_image(fwtest efi_application FwTestEntry base guest)
+add_efi_image(fwhealth efi_application FwHealthEntry base guest)
 add_freestanding_room(bench/firmware)
 add_efi_image(fwbench efi_application FwBenchEntry base guest firmware)
-set_target_properties(fwtest fwbench PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${RAIDXYL_EFI_OUTPUT}/guest)
+set_target_properties(fwtest fwhealth fwbench PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${RAIDXYL_EFI_OUTPUT}/guest)

@@ -4,8 +4,8 @@ objects_of(driver_objects ${DRIVER_ROOMS})
 add_library(raidxyl STATIC ${driver_objects})
 public_includes(raidxyl)
 
-objects_of(provider_objects unload_guard xml_service debug_log answers levels sim_controller ddf ddf_change
-                            disk_controller)
+objects_of(provider_objects unload_guard xml_service debug_log answers levels sim_controller health ddf
+                            ddf_change disk_controller)
 add_library(raidxyl_providers STATIC ${provider_objects})
 public_includes(raidxyl_providers)
 target_link_libraries(raidxyl_providers PUBLIC raidxyl)

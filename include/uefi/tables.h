@@ -93,7 +93,9 @@ typedef struct EFI_BOOT_SERVICES {
   void *NotCalled4;
   EFI_STATUS(EFIAPI *UninstallProtocolInterface)(EFI_HANDLE Handle, const EFI_GUID *Protocol, void *Interface);
   EFI_STATUS(EFIAPI *HandleProtocol)(EFI_HANDLE Handle, const EFI_GUID *Protocol, void **Interface);
-  void *NotCalled5[3];
+  void *NotCalled5;
+  EFI_STATUS(EFIAPI *RegisterProtocolNotify)(const EFI_GUID *Protocol, EFI_EVENT Event, void **Registration);
+  void *NotCalled11;
   EFI_STATUS(EFIAPI *LocateDevicePath)
   (const EFI_GUID *Protocol, EFI_DEVICE_PATH_PROTOCOL **DevicePath, EFI_HANDLE *Device);
   void *NotCalled10;
@@ -126,7 +128,9 @@ typedef struct EFI_BOOT_SERVICES {
   void *NotCalled7;
   void(EFIAPI *CopyMem)(void *Destination, const void *Source, UINTN Length);
   void(EFIAPI *SetMem)(void *Buffer, UINTN Size, UINT8 Value);
-  void *NotCalled8;
+  EFI_STATUS(EFIAPI *CreateEventEx)
+  (UINT32 Type, EFI_TPL NotifyTpl, EFI_EVENT_NOTIFY NotifyFunction, const void *NotifyContext, const EFI_GUID *Group,
+   EFI_EVENT *Event);
 } EFI_BOOT_SERVICES;
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, GetMemoryMap) == 56, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, AllocatePool) == 64, "boot services layout");
@@ -136,6 +140,7 @@ UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, CloseEvent) == 112, "boot service
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, InstallProtocolInterface) == 128, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, UninstallProtocolInterface) == 144, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, HandleProtocol) == 152, "boot services layout");
+UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, RegisterProtocolNotify) == 168, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, LocateDevicePath) == 184, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, LoadImage) == 200, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, UnloadImage) == 224, "boot services layout");
@@ -145,6 +150,7 @@ UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, OpenProtocol) == 280, "boot servi
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, LocateHandleBuffer) == 312, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, LocateProtocol) == 320, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, CopyMem) == 352, "boot services layout");
+UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, CreateEventEx) == 368, "boot services layout");
 UEFI_STATIC_ASSERT(sizeof(EFI_BOOT_SERVICES) == 376, "boot services size");
 
 typedef struct EFI_RUNTIME_SERVICES {

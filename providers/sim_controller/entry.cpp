@@ -72,18 +72,35 @@ static bool wordIs(const OPTIONS &options, UINT32 start, UINT32 end, const CHAR8
   return *name == 0;
 }
 
-static EFI_STATUS replaceLastAdapter() {
+static EFI_STATUS failFirstMember(SIM_CONTROLLER *sim) {
+  const SIM_VIRTUAL_DISK *first = sim->virtualDisks.items;
+  bool any = sim->virtualDisks.count != 0 && first->record.PDCount != 0;
+  return any ? simFailDisk(sim, first->PDs[0]) : EFI_NOT_FOUND;
+}
+
+// What may happen to the controller that came last.
+static constexpr struct {
+  const CHAR8 *Word;
+  EFI_STATUS (*Happen)(SIM_CONTROLLER *sim);
+} g_events[] = {
+    {"replaced", simReplaceAdapter},
+    {"failed", failFirstMember},
+};
+
+static EFI_STATUS happenToLast(EFI_STATUS (*happen)(SIM_CONTROLLER *sim)) {
   for (UINT32 i = SIM_IMAGE_CAPACITY; i-- > 0;) {
     if (g_sims[i] != nullptr) {
-      return simReplaceAdapter(g_sims[i]);
+      return happen(g_sims[i]);
     }
   }
   return EFI_SUCCESS;
 }
 
 static EFI_STATUS applyWord(const OPTIONS &options, UINT32 start, UINT32 end, bool *any) {
-  if (wordIs(options, start, end, "replaced")) {
-    return replaceLastAdapter();
+  for (const auto &event : g_events) {
+    if (wordIs(options, start, end, event.Word)) {
+      return happenToLast(event.Happen);
+    }
   }
   for (UINT32 p = 0; simPresetAt(p) != nullptr; p++) {
     if (wordIs(options, start, end, simPresetAt(p)->name)) {

@@ -208,8 +208,8 @@ EFI_STATUS simUninstall(SIM_CONTROLLER *sim);
 SIM_CONTROLLER *simFromProtocol(RAID_MGMT_PROTOCOL *protocol);
 
 // Image entry point. The words of the load options that name presets make a controller each, on a handle of its own (at
-// most SIM_IMAGE_CAPACITY); without such a word "demo". The word "replaced" behind one replaces its adapter. Sets the
-// image's Unload, which takes all down again.
+// most SIM_IMAGE_CAPACITY); without such a word "demo". Behind one, "replaced" replaces its adapter, and "failed"
+// makes the first disk of its first virtual disk fail. Sets the image's Unload, which takes all down again.
 #define SIM_IMAGE_CAPACITY 4
 extern "C" EFI_STATUS EFIAPI RaidSimEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable);
 

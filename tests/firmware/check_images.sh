@@ -72,7 +72,7 @@ check_image() {
 
 headers=$(mktemp)
 trap 'rm -f "$headers" "$headers.bad"' EXIT
-for image in RaidXyl XmlService DebugLog RaidSim; do
+for image in RaidXyl XmlService DebugLog RaidSim RaidDisks RaidHealth; do
   check_image "$image" EFI_BOOT_SERVICE_DRIVER
 done
 check_image xyl EFI_APPLICATION

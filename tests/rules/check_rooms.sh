@@ -45,6 +45,7 @@ done
 driver=$below
 
 check providers/unload_guard free # what two providers share
+check providers/health free
 check providers/ddf free          # a format, no image of its own
 check providers/ddf_change free providers/ddf # what changes it
 providers=""

@@ -1,0 +1,138 @@
+// Driver health over simulated controllers, with a database of texts that keeps what it is given.
+
+#include <cstring>
+#include <map>
+
+#include "providers/health/health.h"
+#include "tests/support/world.h"
+
+using LANGUAGES = std::map<std::string, std::vector<std::string>>; // Latin-1 texts by language, the first its name
+
+static std::map<EFI_HII_HANDLE, LANGUAGES> g_database;
+
+// Reads a list of packages as the firmware does, byte for byte to its declared end.
+static LANGUAGES readList(const uint8_t *list) {
+  LANGUAGES languages;
+  uint32_t size = 0;
+  std::memcpy(&size, list + 16, sizeof size);
+  for (uint32_t at = 20; at < size;) {
+    uint32_t word = 0, offset = 0;
+    std::memcpy(&word, list + at, sizeof word);
+    std::memcpy(&offset, list + at + 8, sizeof offset);
+    uint32_t length = word & 0xFFFFFF;
+    for (uint32_t i = at + offset; word >> 24 == 4 && list[i] == 0x14; i += 3) { // kind and NUL
+      std::string text;
+      for (char16_t unit = 0; std::memcpy(&unit, list + i + 1, 2), unit != 0; i += 2) {
+        text += static_cast<char>(unit);
+      }
+      languages[reinterpret_cast<const char *>(list + at + 46)].push_back(text);
+    }
+    at += length;
+    EXPECT_EQ(at == size, word >> 24 == 0xDF);
+  }
+  return languages;
+}
+
+static EFI_STATUS EFIAPI newList(EFI_HII_DATABASE_PROTOCOL *, const EFI_HII_PACKAGE_LIST_HEADER *list, EFI_HANDLE,
+                                 EFI_HII_HANDLE *handle) {
+  static uintptr_t last = 0;
+  *handle = reinterpret_cast<EFI_HII_HANDLE>(++last);
+  g_database[*handle] = readList(reinterpret_cast<const uint8_t *>(list));
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS EFIAPI removeList(EFI_HII_DATABASE_PROTOCOL *, EFI_HII_HANDLE handle) {
+  return g_database.erase(handle) == 1 ? EFI_SUCCESS : EFI_NOT_FOUND;
+}
+
+class Health : public testing::Test {
+protected:
+  Health() { EXPECT_EQ(services->InstallProtocolInterface(&handle, &guid, 0, &database), EFI_SUCCESS); }
+  ~Health() override {
+    healthRelease();
+    EXPECT_TRUE(g_database.empty());
+    EXPECT_EQ(services->UninstallProtocolInterface(handle, &guid, &database), EFI_SUCCESS);
+  }
+
+  EFI_STATUS ask(EFI_HANDLE controller, EFI_HANDLE child = nullptr) {
+    EFI_DRIVER_HEALTH_HII_MESSAGE *list = nullptr;
+    messages.clear();
+    EFI_STATUS status = g_driverHealth.GetHealthStatus(&g_driverHealth, controller, child, &health, &list, nullptr);
+    for (auto *message = list; message != nullptr && message->HiiHandle != nullptr; message++) {
+      messages.push_back(g_database.at(message->HiiHandle).at(language).at(message->StringId - 1U));
+    }
+    services->FreePool(list);
+    return status;
+  }
+
+  World world{WORLD_OPTIONS{.xmlService = false, .debugLog = false, .driver = false}};
+  EFI_BOOT_SERVICES *services = world.services;
+  EFI_GUID guid = EFI_HII_DATABASE_PROTOCOL_GUID;
+  EFI_HII_DATABASE_PROTOCOL database = {newList, removeList, {}};
+  EFI_HANDLE handle = nullptr;
+  EFI_DRIVER_HEALTH_STATUS health{};
+  std::vector<std::string> messages;
+  std::string language = "en-US";
+};
+
+TEST_F(Health, SaysWhatIsWrongUntilItIsForgotten) {
+  SIM_CONTROLLER *sim = world.sim;
+  EXPECT_EQ(name(ask(nullptr)), name(EFI_SUCCESS));
+  EXPECT_EQ(health, EfiDriverHealthStatusHealthy);
+  uint64_t commands = simCommandCount(sim);
+  EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
+  EXPECT_EQ(messages.size(), 0u);
+  EXPECT_EQ(simCommandCount(sim), commands); // kept
+
+  uint32_t spares[] = {1018, 1019};
+  ASSERT_EQ(simMakeForeign(sim, RAID_LEVEL_1, spares, 2), EFI_SUCCESS);
+  ASSERT_EQ(simFailDisk(sim, 1001), EFI_SUCCESS);
+  ASSERT_EQ(simPullDisk(sim, 1012), EFI_SUCCESS);
+  ASSERT_EQ(simPullDisk(sim, 1016), EFI_SUCCESS);
+  ASSERT_EQ(simPullDisk(sim, 1017), EFI_SUCCESS);
+  simFindVirtualDisk(sim, 5)->Name[0] = 0;
+  EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
+  EXPECT_EQ(health, EfiDriverHealthStatusHealthy);
+  healthForget();
+  EXPECT_EQ(name(ask(nullptr)), name(EFI_SUCCESS));
+  EXPECT_EQ(health, EfiDriverHealthStatusFailed);
+  EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
+  EXPECT_EQ(messages, (std::vector<std::string>{
+                          "Virtual disk System, RAID 1: Degraded", "Virtual disk Archive, RAID 10: Degraded",
+                          "Virtual disk Archive, RAID 10: 1 of 4 disks missing", "Virtual disk 5, RAID 1: Offline",
+                          "Virtual disk 5, RAID 1: 2 of 2 disks missing", "Physical Disk 0:0: Failed",
+                          "Foreign configuration on disks: 2"}));
+  language = "de-DE";
+  EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
+  EXPECT_EQ(messages.at(0), "Virtuelles Laufwerk System, RAID 1: eingeschr\xE4nkt");
+}
+
+TEST_F(Health, AnswersBadQuestionsAndSilentControllers) {
+  EXPECT_EQ(name(ask(world.controller, world.controller)), name(EFI_UNSUPPORTED));
+  EXPECT_EQ(name(ask(handle)), name(EFI_UNSUPPORTED));
+  EXPECT_EQ(name(ask(nullptr, world.controller)), name(EFI_INVALID_PARAMETER));
+  ASSERT_TRUE(simFailKind(world.sim, RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, EFI_DEVICE_ERROR));
+  EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
+  EXPECT_EQ(messages, std::vector<std::string>{"The controller does not answer: Device Error"});
+}
+
+TEST_F(Health, FailsWithoutMemoryAndKeepsNothing) {
+  ASSERT_EQ(simFailDisk(world.sim, 1001), EFI_SUCCESS);
+  for (uint64_t nth = 1;; nth++) {
+    healthRelease();
+    world.markBalance();
+    world.firmware.failAllocation(nth);
+    EFI_STATUS status = ask(world.controller);
+    bool failed = world.firmware.allocationFailed();
+    world.firmware.failAllocation(0);
+    if (!failed) {
+      EXPECT_EQ(name(status), name(EFI_SUCCESS));
+      EXPECT_GT(nth, 5u);
+      break;
+    }
+    // A controller without memory is one that does not answer.
+    EXPECT_TRUE(status == EFI_OUT_OF_RESOURCES || messages.at(0) == "The controller does not answer: Out of Resources");
+    healthRelease();
+    world.expectBalanced("allocation " + std::to_string(nth));
+  }
+}
