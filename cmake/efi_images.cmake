@@ -2,7 +2,8 @@
 # RAIDXYL_EFI_OUTPUT; equal sources give equal bytes, wherever they are built.
 
 find_program(RAIDXYL_LLD_LINK NAMES lld-link lld-link-14 lld-link-15 lld-link-16 lld-link-19 REQUIRED)
-set(CMAKE_CXX_LINK_EXECUTABLE "${RAIDXYL_LLD_LINK} <LINK_FLAGS> <OBJECTS> <LINK_LIBRARIES> -out:<TARGET>")
+set(CMAKE_CXX_LINK_EXECUTABLE "${RAIDXYL_LLD_LINK} <LINK_FLAGS> <OBJECTS> <LINK_LIBRARIES> -out:<TARGET>"
+                              "${PROJECT_SOURCE_DIR}/cmake/mark_image.sh <TARGET>")
 
 # add_efi_image(NAME SUBSYSTEM ENTRY ROOMS...): NAME.efi with the objects of ROOMS.
 function(add_efi_image name subsystem entry)
@@ -12,11 +13,11 @@ function(add_efi_image name subsystem entry)
     LINKER_LANGUAGE CXX
     SUFFIX .efi
     RUNTIME_OUTPUT_DIRECTORY ${RAIDXYL_EFI_OUTPUT}
-    LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/efi_images.cmake)
+    LINK_DEPENDS "${PROJECT_SOURCE_DIR}/cmake/efi_images.cmake;${PROJECT_SOURCE_DIR}/cmake/mark_image.sh")
   # Sections are whole pages by default, so that firmware can protect them. No time stamp.
   target_link_options(${name} PRIVATE
-    -subsystem:${subsystem} -entry:${entry} -machine:${RAIDXYL_EFI_MACHINE}
-    -nodefaultlib -nxcompat -dynamicbase -timestamp:0 -opt:ref,icf -WX
+    -subsystem:${subsystem} -entry:ImageEntry -alternatename:ImageMain=${entry} -machine:${RAIDXYL_EFI_MACHINE}
+    -nodefaultlib -nxcompat -cetcompat -dynamicbase -timestamp:0 -opt:ref,icf -WX
     -lldmap:${PROJECT_BINARY_DIR}/${name}.map)
 endfunction()
 

@@ -18,6 +18,7 @@ add_compile_definitions(RAIDXYL_EFI)
 add_compile_options(
   -nostdlibinc
   ${RAIDXYL_EFI_BRANCH_MARKS}
+  -fno-jump-tables                              # whose jumps land where nothing is marked
   -fstack-protector                             # only frames with character arrays of some size pay for it
   -mno-stack-arg-probe -Wframe-larger-than=4095 # nobody probes the stack, so no frame may step over a page
   -fno-asynchronous-unwind-tables

@@ -29,7 +29,8 @@ check_headers() {
   [ "$(field Subsystem)" = "IMAGE_SUBSYSTEM_$1" ] || complain "subsystem is $(field Subsystem), not $1"
   [ "$(field SectionAlignment)" = 4096 ] || complain "sections are aligned to $(field SectionAlignment)"
   [ "$(field BaseRelocationTableSize)" != 0x0 ] || complain "no relocations: firmware cannot place it"
-  for table in Import Export DelayImportDescriptor IAT TLSTable Debug; do
+  [ "$(field PointerToSymbolTable)$(field SymbolCount)" = 0x00 ] || complain "has a table of symbols"
+  for table in Import Export DelayImportDescriptor IAT TLSTable; do
     size=$(field "${table}TableSize")$(field "${table}Size")
     [ "${size:-0x0}" = 0x0 ] || complain "$table directory of $size bytes"
   done
@@ -52,6 +53,16 @@ check_sections() {
   done <"$headers.bad"
 }
 
+# Indirect branches land on marks (endbr64; bti and paciasp, which are hints), and the header says so.
+check_marks() {
+  "$objdump" -d "$file" >"$headers"
+  grep -q -E 'endbr64|bti|paciasp|hint' "$headers" || complain "no marks for indirect branches"
+  ! grep -q notrack "$headers" || complain "an indirect branch that looks for no mark"
+  "$readobj" --coff-debug-directory "$file" >"$headers"
+  [ "$(awk '/ Type:/ || /ExtendedCharacteristics \[/' "$headers" | tr -s ' \n' ' ')" = \
+    " Type: ExtendedDLLCharacteristics (0x14) ExtendedCharacteristics [ (0x40) " ] || complain "is not marked for that"
+}
+
 check_image() {
   image=$1
   file=$images/$image.efi
@@ -62,9 +73,9 @@ check_image() {
   "$readobj" --file-headers "$file" >"$headers"
   check_headers "$2"
   check_sections
-  ! grep -q -a -F -e "$root" "$file" || complain "holds the path $root"
-  # Marks where an indirect branch may land: endbr64, or bti and paciasp, which are hints.
-  "$objdump" -d "$file" | grep -q -E 'endbr64|bti|paciasp|hint' || complain "no marks for indirect branches"
+  # Paths, names of sources, and names as the compiler mangles them.
+  ! grep -a -o -E -e "$root" -e '[a-z_]+[.](cpp|obj|pdb)' -e '[?][A-Za-z_]+@@' "$file" || complain "holds a path or a symbol"
+  check_marks
   size=$(wc -c <"$file")
   printf '%-16s %7d bytes\n' "$image.efi" "$size"
   [ "$image" != RaidXyl ] || [ "$size" -lt "$driver_limit" ] || complain "not below $driver_limit bytes"

@@ -228,6 +228,9 @@ check_guest_report() {
   started=$(grep -c '^begin ' "$work/debug.txt" || true)
   ended=$(grep -c '^end .*, 0 failed' "$work/debug.txt" || true)
   [ "$started" = "$ended" ] || complain "$started guest tests began, $ended ended well"
+  sed -n 's/^guard //p' "$work/debug.txt" | sort >"$work/guards.txt"
+  [ "$(uniq "$work/guards.txt" | wc -l)" = "$(grep -c '^begin ' "$work/debug.txt")" ] || complain "a stack guard came twice"
+  ! grep -q 2B992DDFA2326CA5 "$work/guards.txt" || complain "a stack guard is what it was at rest"
   ! grep '^FAIL ' "$work/debug.txt" || complain "guest checks failed"
   ! grep -q -e '!!!!' -e 'Exception' "$work/console.raw" || complain "the firmware met an exception"
 }

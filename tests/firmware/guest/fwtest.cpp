@@ -8,6 +8,7 @@
 //   fwtest unload               unloads what load has loaded last
 //   fwtest exit CODE            ends QEMU with a hexadecimal code
 // The shell sees 0, or 21 (aborted) when a check failed.
+#include "base/efi_runtime.h"
 #include "base/pool.h"
 #include "base/text.h"
 #include "images.h"
@@ -138,6 +139,7 @@ extern "C" EFI_STATUS EFIAPI FwTestEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *sys
   const CHAR16 *name = parameters->Argv[1];
   ARGUMENTS arguments = {image, static_cast<EFI_SHELL_PROTOCOL *>(shell), parameters->Argc - 2, parameters->Argv + 2};
   report(u"begin %s", name);
+  report(u"guard %lx", static_cast<UINT64>(__security_cookie));
   bool known = false;
   for (const COMMAND &command : g_commands) {
     if (textEqual(command.name, name)) {
