@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -142,9 +143,7 @@ struct BlockDevice::BLOCK_IO {
     return status;
   }
 
-  static EFI_STATUS EFIAPI flush(EFI_BLOCK_IO_PROTOCOL *self) {
-    return of(self)->store_->flush() ? EFI_SUCCESS : EFI_DEVICE_ERROR;
-  }
+  static EFI_STATUS EFIAPI flush(EFI_BLOCK_IO_PROTOCOL *) { return EFI_SUCCESS; }
 
   static EFI_STATUS EFIAPI reset(EFI_BLOCK_IO_PROTOCOL *, BOOLEAN) { return EFI_SUCCESS; }
 };
@@ -157,6 +156,9 @@ struct BlockDevice::DISK_INFO {
 
   static EFI_STATUS EFIAPI identify(EFI_DISK_INFO_PROTOCOL *self, void *data, UINT32 *size) {
     const std::vector<uint8_t> &answer = of(self)->device->identify_;
+    if (answer.empty()) {
+      return EFI_NOT_FOUND;
+    }
     bool fits = *size >= answer.size();
     *size = static_cast<UINT32>(answer.size());
     if (!fits) {
@@ -188,30 +190,100 @@ EFI_STATUS EFIAPI BlockDevice::DISK_INFO::whichIde(EFI_DISK_INFO_PROTOCOL *self,
 
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_diskInfoGuid = EFI_DISK_INFO_PROTOCOL_GUID;
+static const EFI_GUID g_ataPassThruGuid = EFI_ATA_PASS_THRU_PROTOCOL_GUID;
+
+static constexpr UINT8 FLUSH_CACHE = 0xE7;
+static constexpr UINT8 FLUSH_CACHE_EXT = 0xEA;
+static constexpr UINT8 ATA_READY = 0x50;
+static constexpr UINT8 ATA_FAILED = 0x51;
+
+// What the disks of one machine share; goes with the last of them. The protocol is the first member, so that This leads
+// to it.
+class AhciController {
+public:
+  AhciController() {
+    protocol_.PassThru = passThru;
+    g_firmware->database.install(&handle_, g_devicePathGuid, &path_);
+    g_firmware->database.install(&handle_, g_ataPassThruGuid, &protocol_);
+  }
+  AhciController(const AhciController &) = delete;
+  AhciController &operator=(const AhciController &) = delete;
+  ~AhciController() { g_firmware->database.drop(handle_); }
+
+  static std::shared_ptr<AhciController> common() {
+    static std::weak_ptr<AhciController> one;
+    std::shared_ptr<AhciController> controller = one.lock();
+    if (controller == nullptr) {
+      controller = std::make_shared<AhciController>();
+      one = controller;
+    }
+    return controller;
+  }
+
+  EFI_HANDLE handle() const { return handle_; }
+  void add(uint16_t port, SectorStore *store) { stores_[port] = store; }
+  void remove(uint16_t port) { stores_.erase(port); }
+
+private:
+  // As OVMF's: commands for a disk of the port itself, with nothing transferred, and of those only the two that flush.
+  static EFI_STATUS EFIAPI passThru(EFI_ATA_PASS_THRU_PROTOCOL *self, UINT16 port, UINT16 multiplier,
+                                    EFI_ATA_PASS_THRU_COMMAND_PACKET *packet, EFI_EVENT) {
+    auto *controller = reinterpret_cast<AhciController *>(self);
+    auto found = controller->stores_.find(port);
+    if (packet == nullptr || packet->Acb == nullptr || packet->Asb == nullptr || multiplier != 0xFFFF ||
+        found == controller->stores_.end()) {
+      return EFI_INVALID_PARAMETER;
+    }
+    UINT8 command = packet->Acb->AtaCommand;
+    if (packet->Protocol != EFI_ATA_PASS_THRU_PROTOCOL_ATA_NON_DATA ||
+        packet->Length != EFI_ATA_PASS_THRU_LENGTH_NO_DATA_TRANSFER ||
+        (command != FLUSH_CACHE && command != FLUSH_CACHE_EXT)) {
+      return EFI_UNSUPPORTED;
+    }
+    bool flushed = found->second->flush();
+    packet->Asb->AtaStatus = flushed ? ATA_READY : ATA_FAILED;
+    return flushed ? EFI_SUCCESS : EFI_DEVICE_ERROR;
+  }
+
+  struct NODES { // packed as firmware has them: ACPI, PCI, end
+    UINT8 acpi[12] = {2, 1, 12, 0, 0xD0, 0x41, 0x03, 0x0A, 0, 0, 0, 0};
+    UINT8 pci[6] = {1, 1, 6, 0, 0x02, 0x1F};
+    UINT8 end[4] = {0x7F, 0xFF, 4, 0};
+  };
+
+  EFI_ATA_PASS_THRU_PROTOCOL protocol_{};
+  NODES path_;
+  std::map<uint16_t, SectorStore *> stores_;
+  EFI_HANDLE handle_ = nullptr;
+};
 
 BlockDevice::BlockDevice(std::unique_ptr<SectorStore> store, uint16_t port, std::vector<uint8_t> identify)
-    : store_(std::move(store)), identify_(std::move(identify)), blockIo_(new BLOCK_IO{}), path_(new PATH) {
+    : store_(std::move(store)), identify_(std::move(identify)), blockIo_(new BLOCK_IO{}), diskInfo_(new DISK_INFO{}),
+      path_(new PATH), ahci_(AhciController::common()) {
   media_.MediaPresent = 1;
   media_.BlockSize = SECTOR_SIZE;
   media_.IoAlign = 8;
   media_.LastBlock = store_->sectors() - 1;
   blockIo_->device = this;
   blockIo_->protocol = {0x20001, &media_, BLOCK_IO::reset, BLOCK_IO::read, BLOCK_IO::write, BLOCK_IO::flush};
+  diskInfo_->device = this;
+  diskInfo_->protocol.Interface = EFI_DISK_INFO_AHCI_INTERFACE_GUID;
+  diskInfo_->protocol.Inquiry = DISK_INFO::inquiry;
+  diskInfo_->protocol.Identify = DISK_INFO::identify;
+  diskInfo_->protocol.WhichIde = DISK_INFO::whichIde;
   path_->sata[4] = static_cast<UINT8>(port);
   path_->sata[5] = static_cast<UINT8>(port >> 8);
+  ahci_->add(port, store_.get());
   g_firmware->database.install(&handle_, g_devicePathGuid, path_.get());
   g_firmware->database.install(&handle_, g_blockIoGuid, &blockIo_->protocol);
-  if (!identify_.empty()) {
-    diskInfo_.reset(new DISK_INFO{});
-    diskInfo_->device = this;
-    diskInfo_->protocol.Interface = EFI_DISK_INFO_AHCI_INTERFACE_GUID;
-    diskInfo_->protocol.Inquiry = DISK_INFO::inquiry;
-    diskInfo_->protocol.Identify = DISK_INFO::identify;
-    diskInfo_->protocol.WhichIde = DISK_INFO::whichIde;
-    g_firmware->database.install(&handle_, g_diskInfoGuid, &diskInfo_->protocol);
-  }
+  g_firmware->database.install(&handle_, g_diskInfoGuid, &diskInfo_->protocol);
 }
 
 BlockDevice::~BlockDevice() {
+  ahci_->remove(static_cast<uint16_t>(path_->sata[4] | path_->sata[5] << 8));
   g_firmware->database.drop(handle_);
+}
+
+EFI_HANDLE BlockDevice::ahci() const {
+  return ahci_->handle();
 }

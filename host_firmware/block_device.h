@@ -25,12 +25,17 @@ enum class STORE_ACCESS { readOnly, readWrite };
 // text for a person, when it cannot be had.
 std::unique_ptr<SectorStore> openStore(const std::string &name, STORE_ACCESS access, std::string *problem);
 
+class AhciController;
+
 // One disk on a handle of its own, from construction to destruction. It looks like one behind an AHCI controller: the
-// device path says PciRoot(0x0)/Pci(0x1F,0x2)/Sata(port,0xFFFF,0x0). Needs a live Firmware.
+// device path says PciRoot(0x0)/Pci(0x1F,0x2)/Sata(port,0xFFFF,0x0), FlushBlocks succeeds and flushes nothing, and what
+// flushes the store is ATA's FLUSH CACHE through EFI_ATA_PASS_THRU_PROTOCOL of the controller, a handle that all these
+// disks share. Needs a live Firmware.
 class BlockDevice {
 public:
   // A store that was opened for reading gives a disk that can be written as far as it says, and refuses it then.
   // identify: 512 bytes as ATA's IDENTIFY DEVICE answers them, or empty; without them the disk tells nothing of itself.
+  // port: one that no other disk has.
   BlockDevice(std::unique_ptr<SectorStore> store, uint16_t port, std::vector<uint8_t> identify = {});
   BlockDevice(const BlockDevice &) = delete;
   BlockDevice &operator=(const BlockDevice &) = delete;
@@ -39,6 +44,8 @@ public:
   EFI_HANDLE handle() const { return handle_; }
   EFI_BLOCK_IO_MEDIA &media() { return media_; }
   SectorStore &store() { return *store_; }
+  // The handle with the pass-through protocol.
+  EFI_HANDLE ahci() const;
 
 private:
   struct BLOCK_IO;
@@ -51,5 +58,6 @@ private:
   std::unique_ptr<BLOCK_IO> blockIo_;
   std::unique_ptr<DISK_INFO> diskInfo_;
   std::unique_ptr<PATH> path_;
+  std::shared_ptr<AhciController> ahci_;
   EFI_HANDLE handle_ = nullptr;
 };

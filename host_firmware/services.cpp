@@ -120,6 +120,15 @@ static EFI_STATUS EFIAPI CloseEvent(EFI_EVENT) {
   return EFI_INVALID_PARAMETER;
 }
 
+static EFI_STATUS EFIAPI GetNextMonotonicCount(UINT64 *count) {
+  ENTER(GetNextMonotonicCount)
+  if (count == nullptr) {
+    return EFI_INVALID_PARAMETER;
+  }
+  *count = ++g_firmware->monotonicCount;
+  return EFI_SUCCESS;
+}
+
 static EFI_STATUS EFIAPI Stall(UINTN) {
   ENTER(Stall)
   return EFI_SUCCESS;

@@ -24,6 +24,7 @@
   X(StartImage)                                                                                                        \
   X(Exit)                                                                                                              \
   X(UnloadImage)                                                                                                       \
+  X(GetNextMonotonicCount)                                                                                             \
   X(Stall)                                                                                                             \
   X(SetWatchdogTimer)                                                                                                  \
   X(ConnectController)                                                                                                 \
@@ -62,6 +63,7 @@ struct FIRMWARE_STATE {
   CONSOLE console{};
   std::map<EFI_HANDLE, std::unique_ptr<IMAGE>> images;
   SERVICE_BOOK services[SERVICE_COUNT]{};
+  uint64_t monotonicCount = 0;
   EFI_BOOT_SERVICES bootServices{};
   EFI_RUNTIME_SERVICES runtimeServices{};
   EFI_SYSTEM_TABLE systemTable{};

@@ -59,6 +59,18 @@
       0x80, 0x3E, 0x3C, 0xD5, 0x4B, 0x13, 0x8F, 0x85                                                                   \
     }                                                                                                                  \
   }
+#define EFI_ATA_PASS_THRU_PROTOCOL_GUID                                                                                \
+  {                                                                                                                    \
+    0x1D3DE7F0, 0x0807, 0x424F, {                                                                                      \
+      0xAA, 0x69, 0x11, 0xA5, 0x4E, 0x19, 0xA4, 0x6F                                                                   \
+    }                                                                                                                  \
+  }
+#define EFI_DISK_IO_PROTOCOL_GUID                                                                                      \
+  {                                                                                                                    \
+    0xCE345171, 0xBA0B, 0x11D2, {                                                                                      \
+      0x8E, 0x4F, 0x00, 0xA0, 0xC9, 0x69, 0x72, 0x3B                                                                   \
+    }                                                                                                                  \
+  }
 #define EFI_PCI_IO_PROTOCOL_GUID                                                                                       \
   {                                                                                                                    \
     0x4CF5B200, 0x68B8, 0x4CA5, {                                                                                      \
@@ -144,6 +156,59 @@ struct EFI_NVM_EXPRESS_PASS_THRU_PROTOCOL {
   void *NotCalled[3];
 };
 UEFI_STATIC_ASSERT(sizeof(EFI_NVM_EXPRESS_PASS_THRU_PROTOCOL) == 0x28, "NVMe pass-through size");
+
+// Registers of an ATA command, the second half of each being that of 48-bit commands.
+typedef struct EFI_ATA_COMMAND_BLOCK {
+  UINT8 Reserved1[2];
+  UINT8 AtaCommand;
+  UINT8 AtaFeatures;
+  UINT8 AtaSectorNumber;
+  UINT8 AtaCylinderLow;
+  UINT8 AtaCylinderHigh;
+  UINT8 AtaDeviceHead;
+  UINT8 AtaSectorNumberExp;
+  UINT8 AtaCylinderLowExp;
+  UINT8 AtaCylinderHighExp;
+  UINT8 AtaFeaturesExp;
+  UINT8 AtaSectorCount;
+  UINT8 AtaSectorCountExp;
+  UINT8 Reserved2[6];
+} EFI_ATA_COMMAND_BLOCK;
+UEFI_STATIC_ASSERT(sizeof(EFI_ATA_COMMAND_BLOCK) == 20, "ATA command size");
+
+typedef struct EFI_ATA_STATUS_BLOCK {
+  UINT8 Reserved1[2];
+  UINT8 AtaStatus;
+  UINT8 AtaError;
+  UINT8 Registers[16];
+} EFI_ATA_STATUS_BLOCK;
+UEFI_STATIC_ASSERT(sizeof(EFI_ATA_STATUS_BLOCK) == 20, "ATA status size");
+
+#define EFI_ATA_PASS_THRU_PROTOCOL_ATA_NON_DATA 0x02
+#define EFI_ATA_PASS_THRU_LENGTH_NO_DATA_TRANSFER 0x00
+
+typedef struct EFI_ATA_PASS_THRU_COMMAND_PACKET {
+  EFI_ATA_STATUS_BLOCK *Asb;  // aligned as Mode says
+  EFI_ATA_COMMAND_BLOCK *Acb; // likewise
+  UINT64 Timeout;             // in 100 ns
+  void *InDataBuffer;
+  void *OutDataBuffer;
+  UINT32 InTransferLength;
+  UINT32 OutTransferLength;
+  UINT8 Protocol;
+  UINT8 Length; // what the transfer lengths count
+} EFI_ATA_PASS_THRU_COMMAND_PACKET;
+UEFI_STATIC_ASSERT(offsetof(EFI_ATA_PASS_THRU_COMMAND_PACKET, Protocol) == 48, "ATA packet layout");
+
+typedef struct EFI_ATA_PASS_THRU_PROTOCOL EFI_ATA_PASS_THRU_PROTOCOL;
+struct EFI_ATA_PASS_THRU_PROTOCOL {
+  void *Mode;
+  EFI_STATUS(EFIAPI *PassThru)
+  (EFI_ATA_PASS_THRU_PROTOCOL *This, UINT16 Port, UINT16 PortMultiplierPort, EFI_ATA_PASS_THRU_COMMAND_PACKET *Packet,
+   EFI_EVENT Event);
+  void *NotCalled[6];
+};
+UEFI_STATIC_ASSERT(sizeof(EFI_ATA_PASS_THRU_PROTOCOL) == 64, "ATA pass-through size");
 
 #define EFI_SCSI_IO_DATA_DIRECTION_READ 0
 

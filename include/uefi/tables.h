@@ -105,7 +105,8 @@ typedef struct EFI_BOOT_SERVICES {
   EFI_STATUS(EFIAPI *StartImage)(EFI_HANDLE Image, UINTN *ExitDataSize, CHAR16 **ExitData);
   EFI_STATUS(EFIAPI *Exit)(EFI_HANDLE Image, EFI_STATUS Status, UINTN ExitDataSize, CHAR16 *ExitData);
   EFI_STATUS(EFIAPI *UnloadImage)(EFI_HANDLE Image);
-  void *NotCalled6[2];
+  void *NotCalled6;
+  EFI_STATUS(EFIAPI *GetNextMonotonicCount)(UINT64 *Count); // never the same again, not after a restart either
   EFI_STATUS(EFIAPI *Stall)(UINTN Microseconds);
   EFI_STATUS(EFIAPI *SetWatchdogTimer)(UINTN Timeout, UINT64 Code, UINTN DataSize, CHAR16 *Data);
   EFI_STATUS(EFIAPI *ConnectController)
