@@ -71,6 +71,8 @@ static void readAta(const UINT8 *identify, DISK_IDENTITY *identity) {
   UINT16 speeds = ataWord(identify, 76);
   identity->Speeds = speeds == 0xFFFF ? 0 : speeds >> 1 & 7U;
   identity->SolidState = ataWord(identify, 217) == 1;
+  UINT16 commands = ataWord(identify, 83);
+  identity->ShortFlush = (commands & 0xF000) == 0x5000; // told, and of the two flush commands only the old one
 }
 
 // --- NVMe ---

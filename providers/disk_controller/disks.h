@@ -28,6 +28,7 @@ struct DISK_IDENTITY {
   UINT64 Wwn;
   UINT32 Speeds; // bits 0 to 2: SATA generations 1 to 3
   bool SolidState;
+  bool ShortFlush; // an ATA disk that has no command of 48 bits to flush its cache
 };
 
 struct DISK {

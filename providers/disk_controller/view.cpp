@@ -8,53 +8,26 @@
 const DDF_GUID g_ourController = {{'R', 'A', 'I', 'D', 'X', 'Y', 'L', ' ', 'F', 'i', 'r', 'm',
                                    'w', 'a', 'r', 'e', ' ', 'd', 'i', 's', 'k', 's', ' ', ' '}};
 
-static constexpr UINT32 PAGE_SIZE = 4096;
-static constexpr UINT32 BUFFER_SECTORS = 256;
-static constexpr UINT32 SECTOR_SIZE = 512;
-
 // Arrays have room for one item more than they need: a machine may have none, and firmware may refuse no bytes.
 
-// --- Reading ---
+// --- Disks ---
 
-// Reads through the aligned pages of the view that context leads to.
-struct READER {
-  const DISK *Disk;
-  UINT8 *Pages;
-};
-
-static EFI_STATUS readSectors(void *context, UINT64 lba, UINTN count, void *buffer) {
-  const READER *reader = static_cast<const READER *>(context);
-  EFI_BLOCK_IO_PROTOCOL *blockIo = reader->Disk->BlockIo;
-  UINT8 *to = static_cast<UINT8 *>(buffer);
-  while (count > 0) {
-    UINTN part = count < BUFFER_SECTORS ? count : BUFFER_SECTORS;
-    EFI_STATUS status = blockIo->ReadBlocks(blockIo, blockIo->Media->MediaId, lba, part * SECTOR_SIZE, reader->Pages);
-    if (EFI_ERROR(status)) {
-      return status;
-    }
-    copyBytes(to, reader->Pages, part * SECTOR_SIZE);
-    to += part * SECTOR_SIZE;
-    lba += part;
-    count -= part;
-  }
-  return EFI_SUCCESS;
-}
-
-// One block for sources, their readers and the pages, which begin at a page's boundary.
+// One block for sources and accesses, and one for the buffer, which begins at a page's boundary.
 static EFI_STATUS makeSources(VIEW *view) {
   UINT32 count = view->List.Count;
-  UINTN sourcesSize = (UINTN{count} + 1) * (sizeof(DDF_SOURCE) + sizeof(READER));
+  UINTN sourcesSize = (UINTN{count} + 1) * (sizeof(DDF_SOURCE) + sizeof(DISK_ACCESS));
   view->Sources = static_cast<DDF_SOURCE *>(poolAllocateZero(sourcesSize));
-  view->Pages = static_cast<UINT8 *>(poolAllocate(UINTN{BUFFER_SECTORS} * SECTOR_SIZE + PAGE_SIZE));
+  view->Pages = static_cast<UINT8 *>(poolAllocate(UINTN{DISK_BUFFER_SIZE} + DISK_PAGE_SIZE));
   if (view->Sources == nullptr || view->Pages == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  UINTN misaligned = reinterpret_cast<UINTN>(view->Pages) % PAGE_SIZE;
-  READER *readers = reinterpret_cast<READER *>(view->Sources + count);
+  UINTN misaligned = reinterpret_cast<UINTN>(view->Pages) % DISK_PAGE_SIZE;
+  UINT8 *buffer = view->Pages + (misaligned == 0 ? 0 : DISK_PAGE_SIZE - misaligned);
+  view->Accesses = reinterpret_cast<DISK_ACCESS *>(view->Sources + count);
   for (UINT32 i = 0; i < count; ++i) {
     const DISK &disk = view->List.Items[i];
-    readers[i] = {&disk, view->Pages + (misaligned == 0 ? 0 : PAGE_SIZE - misaligned)};
-    view->Sources[i] = {readSectors, &readers[i], disk.Unusable == nullptr ? disk.Sectors : 0};
+    view->Accesses[i] = {&disk, buffer};
+    view->Sources[i] = {readDisk, &view->Accesses[i], disk.Unusable == nullptr ? disk.Sectors : 0};
   }
   return EFI_SUCCESS;
 }

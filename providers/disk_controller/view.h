@@ -3,7 +3,7 @@
 #pragma once
 
 #include "providers/ddf/ddf.h"
-#include "providers/disk_controller/disks.h"
+#include "providers/disk_controller/disk_io.h"
 
 // The GUID by which a set tells that this controller made it. It is the same on every machine: a set that moves along
 // with its disks is none of a foreign controller.
@@ -37,6 +37,7 @@ struct VIEW_VOLUME {
 struct VIEW {
   DISK_LIST List;
   DDF_SOURCE *Sources;        // pool; of the list's disks, those that cannot be used as disks without sectors
+  DISK_ACCESS *Accesses;      // within the same block; of the list's disks
   DDF_MODEL *Model;           // its disks are those of the list
   VIEW_DISK *Disks;           // pool; likewise
   VIEW_ENCLOSURE *Enclosures; // pool
