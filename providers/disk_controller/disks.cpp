@@ -4,6 +4,7 @@
 #include "base/sort.h"
 #include "providers/disk_controller/disk_identity.h"
 #include "providers/disk_controller/disk_place.h"
+#include "providers/disk_controller/file_systems.h"
 #include "uefi/protocols.h"
 
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
@@ -66,7 +67,11 @@ EFI_STATUS findDisks(DISK_LIST *list) {
   }
   poolFree(handles);
   sortArray(list->Items, list->Count, [](const DISK &a, const DISK &b) { return comparePlaces(a.Place, b.Place) < 0; });
-  return EFI_SUCCESS;
+  status = markFileSystems(list);
+  if (EFI_ERROR(status)) {
+    freeDisks(list);
+  }
+  return status;
 }
 
 void freeDisks(DISK_LIST *list) {

@@ -2,14 +2,12 @@
 
 #include "base/log.h"
 #include "base/pool.h"
-#include "base/sort.h"
 #include "base/text.h"
 #include "providers/disk_controller/levels.h"
 #include "providers/disk_controller/names.h"
+#include "providers/disk_controller/objects.h"
 
 #define SECTOR_SIZE 512ULL
-
-#define RAID_DISKS "RaidDisks"
 
 static void startHeader(void *record, UINT32 objectType, UINT32 objectId, CHAR16 *name, CHAR16 *fqdd) {
   RAID_RECORD_HEADER *header = static_cast<RAID_RECORD_HEADER *>(record);
@@ -353,52 +351,6 @@ static EFI_STATUS addVolume(const VIEW &view, UINT32 index, RAID_ANSWER *answer)
 
 // --- Get ---
 
-struct OBJECTS {
-  UINT32 Count;
-  UINT32 (*Id)(const VIEW &view, UINT32 index);
-};
-
-static bool objectsOf(const VIEW &view, UINT32 objectType, OBJECTS *objects) {
-  switch (objectType) {
-  case RAID_OBJECT_ADAPTER:
-    *objects = {1, [](const VIEW &, UINT32) { return UINT32{0}; }};
-    return true;
-  case RAID_OBJECT_ENCLOSURE:
-    *objects = {view.EnclosureCount, [](const VIEW &from, UINT32 i) { return from.Enclosures[i].ObjectId; }};
-    return true;
-  case RAID_OBJECT_PHYSICAL_DISK:
-    *objects = {view.List.Count, [](const VIEW &from, UINT32 i) { return from.Disks[i].ObjectId; }};
-    return true;
-  case RAID_OBJECT_VIRTUAL_DISK:
-    *objects = {view.VolumeCount, [](const VIEW &from, UINT32 i) { return from.Volumes[i].ObjectId; }};
-    return true;
-  default:
-    return false;
-  }
-}
-
-// Replaces ids by the objects' numbers. EFI_NOT_FOUND for an id that no object has.
-static EFI_STATUS findObjects(const VIEW &view, const OBJECTS &objects, const UINT32 *ids, UINT32 count,
-                              UINT32 *numbers) {
-  UINT64 *index = poolNew<UINT64>(UINTN{objects.Count} + 1);
-  if (index == nullptr) {
-    return EFI_OUT_OF_RESOURCES;
-  }
-  for (UINT32 i = 0; i < objects.Count; ++i) {
-    index[i] = indexKey(objects.Id(view, i), i);
-  }
-  sortKeys(index, objects.Count);
-  EFI_STATUS status = EFI_SUCCESS;
-  for (UINT32 i = 0; i < count && !EFI_ERROR(status); ++i) {
-    UINTN at = lowerBound(index, objects.Count, indexKey(ids[i], 0));
-    bool isFound = at < objects.Count && index[at] >> 32 == ids[i];
-    numbers[i] = isFound ? static_cast<UINT32>(index[at]) : 0;
-    status = isFound ? EFI_SUCCESS : EFI_NOT_FOUND;
-  }
-  poolFree(index);
-  return status;
-}
-
 static EFI_STATUS addObject(const VIEW &view, UINT32 objectType, UINT32 number, const DISK_LISTS &lists,
                             RAID_ANSWER *answer) {
   switch (objectType) {
@@ -431,15 +383,15 @@ static EFI_STATUS addObjects(const VIEW &view, UINT32 objectType, const UINT32 *
 }
 
 EFI_STATUS answerRecords(const VIEW &view, UINT32 objectType, const UINT32 *ids, UINT32 idCount, RAID_ANSWER *answer) {
-  OBJECTS objects;
-  if (!objectsOf(view, objectType, &objects)) {
+  UINT32 count = 0;
+  if (!countObjects(view, objectType, &count)) {
     return EFI_UNSUPPORTED;
   }
   if (idCount == 0) {
-    return addObjects(view, objectType, /* numbers= */ nullptr, objects.Count, answer);
+    return addObjects(view, objectType, /* numbers= */ nullptr, count, answer);
   }
   UINT32 *numbers = poolNew<UINT32>(idCount);
-  EFI_STATUS status = numbers == nullptr ? EFI_OUT_OF_RESOURCES : findObjects(view, objects, ids, idCount, numbers);
+  EFI_STATUS status = numbers == nullptr ? EFI_OUT_OF_RESOURCES : findObjects(view, objectType, ids, idCount, numbers);
   if (!EFI_ERROR(status)) {
     status = addObjects(view, objectType, numbers, idCount, answer);
   }

@@ -197,9 +197,27 @@ const DDF_PD *memberOf(const VIEW &view, UINT32 disk) {
   return set == nullptr ? nullptr : &set->pds[view.Model->disks[disk].pd];
 }
 
+// A set has fewer entries than this; sets beyond those that seven digits have room for share their ids.
+#define MISSING_IDS_OF_SET 4096U
+#define MISSING_ID_SETS 240U
+
 UINT32 diskIdOf(const VIEW &view, const DDF_SET &set, UINT32 pd) {
-  UINT32 disk = pd == DDF_NONE ? DDF_NONE : set.pds[pd].disk;
-  return disk == DDF_NONE ? MISSING_ID_FIRST + (pd & 0xFFFF) : view.Disks[disk].ObjectId;
+  if (pd == DDF_NONE) {
+    return UNKNOWN_DISK_ID;
+  }
+  UINT32 disk = set.pds[pd].disk;
+  UINT32 number = static_cast<UINT32>(&set - view.Model->sets) % MISSING_ID_SETS;
+  return disk == DDF_NONE ? MISSING_ID_FIRST + number * MISSING_IDS_OF_SET + pd : view.Disks[disk].ObjectId;
+}
+
+const DDF_SET *findMissing(const VIEW &view, UINT32 id, UINT32 *pd) {
+  UINT32 number = id < MISSING_ID_FIRST ? DDF_NONE : (id - MISSING_ID_FIRST) / MISSING_IDS_OF_SET;
+  *pd = id < MISSING_ID_FIRST ? DDF_NONE : (id - MISSING_ID_FIRST) % MISSING_IDS_OF_SET;
+  if (number >= view.Model->setCount || view.Model->setCount > MISSING_ID_SETS) {
+    return nullptr;
+  }
+  const DDF_SET &set = view.Model->sets[number];
+  return *pd < set.pdCount && set.pds[*pd].disk == DDF_NONE ? &set : nullptr;
 }
 
 static void setText(CHAR8 *text, UINTN size, const CHAR8 *from) {
@@ -217,7 +235,8 @@ void whyUnusable(const VIEW &view, UINT32 disk, CHAR8 *text, UINTN size) {
     setText(text, size, unusable);
   } else if (found.kind == DDF_DISK_OTHER) {
     bool isTooSmall = found.holds[0] == 0 && view.List.Items[disk].Sectors <= DDF_RESERVE;
-    setText(text, size, isTooSmall ? "it is too small" : found.holds);
+    bool isMounted = found.holds[0] == 0 && view.List.Items[disk].HasFileSystem;
+    setText(text, size, isTooSmall ? "it is too small" : isMounted ? "a file system of the firmware" : found.holds);
   } else if (found.kind != DDF_DISK_MEMBER) {
     ddfFaultText(found.fault, text, size);
   }

@@ -12,6 +12,7 @@ extern const DDF_GUID g_ourController;
 // Ids of disks and virtual disks are disjoint, and documents have room for seven digits.
 #define DISK_ID_FIRST 1000000U
 #define MISSING_ID_FIRST 9000000U
+#define UNKNOWN_DISK_ID 9999999U // of a member that its set does not list
 
 struct VIEW_ENCLOSURE {
   UINT32 ObjectId; // also its DeviceID
@@ -58,5 +59,7 @@ const DDF_SET *setOf(const VIEW &view, UINT32 disk);
 const DDF_PD *memberOf(const VIEW &view, UINT32 disk);
 // The object id of the disk behind an entry of a set: of a missing one, an id that no disk has.
 UINT32 diskIdOf(const VIEW &view, const DDF_SET &set, UINT32 pd);
+// The set that lists a missing disk of that id, and *pd, its place in the list; null when there is none.
+const DDF_SET *findMissing(const VIEW &view, UINT32 id, UINT32 *pd);
 // Why a disk can hold no volumes, in words, or an empty text; size bytes at most with the NUL.
 void whyUnusable(const VIEW &view, UINT32 disk, CHAR8 *text, UINTN size);

@@ -1,0 +1,11 @@
+// File systems that firmware has found on disks.
+#pragma once
+
+#include "providers/disk_controller/disks.h"
+
+// Sets the flag of each disk on which, or on whose partitions, firmware has a file system. EFI_OUT_OF_RESOURCES.
+EFI_STATUS markFileSystems(DISK_LIST *list);
+
+// Lets the drivers of the file systems on a disk and its partitions go, so that nothing is written behind them; *any
+// tells whether there were some. Partitions stay. EFI_ACCESS_DENIED when one is there in spite of it.
+EFI_STATUS closeFileSystems(const DISK &disk, bool *any);
