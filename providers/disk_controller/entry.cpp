@@ -27,7 +27,7 @@ static CONTROLLER_PATH g_path = {
 // The log's provider stays while its protocol is open in a driver's name.
 static EFI_HANDLE g_logHandle;
 
-static DISK_CONTROLLER g_controller = {{disksExecute, disksUnused, disksFreeRecords, /* Revision= */ 2}, {}};
+static DISK_CONTROLLER g_controller = {{disksExecute, disksUnused, disksFreeRecords, /* Revision= */ 2}, {}, {}};
 static EFI_HANDLE g_handle;
 
 static EFI_STATUS install() {
@@ -85,6 +85,7 @@ static EFI_STATUS EFIAPI unloadDisks(EFI_HANDLE image) {
 extern "C" EFI_STATUS EFIAPI RaidDisksEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);
   void *found = nullptr;
+  g_controller.Settings = g_defaultSettings;
   EFI_STATUS status = g_bootServices->HandleProtocol(image, &g_loadedImageGuid, &found);
   if (!EFI_ERROR(status)) {
     status = booksOpen(&g_controller.Books);

@@ -34,7 +34,7 @@ static UINT64 ourWwn() {
   return 0x3000000000000000ULL | ddfChecksum(g_ourController.bytes, sizeof(g_ourController.bytes));
 }
 
-static EFI_STATUS addAdapter(const VIEW &, UINT32, RAID_ANSWER *answer) {
+static EFI_STATUS addAdapter(const VIEW &view, RAID_ANSWER *answer) {
   static CHAR16 name[] = u"RAID over the machine's disks";
   static CHAR16 fqdd[] = u"RAID.Disks.1";
   static CHAR16 version[] = RAIDXYL_VERSION;
@@ -55,6 +55,8 @@ static EFI_STATUS addAdapter(const VIEW &, UINT32, RAID_ANSWER *answer) {
   record.MaxPDsPerSpan = DDF_SMALL_LIMITS.elements;
   record.MaxSpansPerLD = DDF_SMALL_LIMITS.elements / 2;
   record.FirmwareVersion = version;
+  RATE_NAMES rates;
+  showSettings(view.Settings, &record, &rates);
   record.RAIDLevelParams = const_cast<RAID_LEVEL_PARAMS *>(g_offeredLevels); // copied, not changed
   return answerAdd(answer, &record);
 }
@@ -355,7 +357,7 @@ static EFI_STATUS addObject(const VIEW &view, UINT32 objectType, UINT32 number, 
                             RAID_ANSWER *answer) {
   switch (objectType) {
   case RAID_OBJECT_ADAPTER:
-    return addAdapter(view, number, answer);
+    return addAdapter(view, answer);
   case RAID_OBJECT_ENCLOSURE:
     return addEnclosure(view, number, answer);
   case RAID_OBJECT_PHYSICAL_DISK:

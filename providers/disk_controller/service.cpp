@@ -15,7 +15,7 @@ static EFI_STATUS runCommand(const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
     return EFI_UNSUPPORTED;
   }
   VIEW view;
-  EFI_STATUS status = openView(&view);
+  EFI_STATUS status = openView(&view, g_defaultSettings);
   if (!EFI_ERROR(status)) {
     status = answerRecords(view, block->ObjectType, block->ObjectIds, block->ObjectIdCount, answer);
   }

@@ -2,10 +2,12 @@
 #pragma once
 
 #include "providers/answers/answers.h"
+#include "providers/disk_controller/settings.h"
 
 struct DISK_CONTROLLER {
   RAID_MGMT_PROTOCOL Protocol;
   RAID_BOOKS Books;
+  SETTINGS Settings; // what the disks keep, or what was set while there was no set to keep it
 };
 
 // Execute answers Get; every other command is EFI_UNSUPPORTED. Get never writes to a disk.

@@ -161,8 +161,22 @@ static EFI_STATUS numberVolumes(VIEW *view) {
 
 // --- All of it ---
 
-EFI_STATUS openView(VIEW *view) {
+bool isOurs(const DDF_SET &set) {
+  return !set.foreign && ddfSameGuid(set.controller->guid, g_ourController);
+}
+
+static void findSettings(VIEW *view) {
+  for (UINT32 i = 0; i < view->Model->setCount; ++i) {
+    const DDF_SET &set = view->Model->sets[i];
+    if (isOurs(set) && readSettings(*set.controller, &view->Settings)) {
+      return;
+    }
+  }
+}
+
+EFI_STATUS openView(VIEW *view, const SETTINGS &settings) {
   *view = {};
+  view->Settings = settings;
   EFI_STATUS status = findDisks(&view->List);
   if (!EFI_ERROR(status)) {
     status = makeSources(view);
@@ -171,6 +185,7 @@ EFI_STATUS openView(VIEW *view) {
     status = ddfRead(view->Sources, view->List.Count, &g_ourController, &view->Model);
   }
   if (!EFI_ERROR(status)) {
+    findSettings(view);
     status = numberDisks(view);
   }
   return EFI_ERROR(status) ? status : numberVolumes(view);

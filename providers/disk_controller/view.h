@@ -4,6 +4,7 @@
 
 #include "providers/ddf/ddf.h"
 #include "providers/disk_controller/disk_io.h"
+#include "providers/disk_controller/settings.h"
 
 // The GUID by which a set tells that this controller made it. It is the same on every machine: a set that moves along
 // with its disks is none of a foreign controller.
@@ -45,14 +46,17 @@ struct VIEW {
   UINT32 EnclosureCount;
   VIEW_VOLUME *Volumes; // pool; those that are not foreign
   UINT32 VolumeCount;
-  UINT8 *Pages; // pool; what is read goes through it, since firmware wants aligned buffers
+  SETTINGS Settings; // of the first set of ours that keeps some, else those that were handed in
+  UINT8 *Pages;      // pool; what is read goes through it, since firmware wants aligned buffers
 };
 
-// Looks at the disks; nothing is written. The caller gives the view to closeView, also after a failure, and keeps
-// nothing of it beyond one command. EFI_OUT_OF_RESOURCES.
-EFI_STATUS openView(VIEW *view);
+// Looks at the disks; nothing is written. settings: what holds where the disks keep none. The caller gives the view to
+// closeView, also after a failure, and keeps nothing of it beyond one command. EFI_OUT_OF_RESOURCES.
+EFI_STATUS openView(VIEW *view, const SETTINGS &settings);
 void closeView(VIEW *view);
 
+// Whether this controller made the set or has taken it over. Linux makes some, too, which are not foreign either.
+bool isOurs(const DDF_SET &set);
 // The set that a disk of the list is a member of, or null.
 const DDF_SET *setOf(const VIEW &view, UINT32 disk);
 // The entry of a disk in its set, or null.
