@@ -44,7 +44,7 @@ struct DDF_DISK {
   DDF_SOURCE source;
   DDF_DISK_KIND kind;
   UINT32 set; // of a member or a stale disk, else DDF_NONE
-  UINT32 pd;  // of a member: its place in the set's pds
+  UINT32 pd;  // of a member: its place in the set's pds; of a stale disk: the place that another one has, or DDF_NONE
   // Why the disk is not a member, and why its primary and its secondary copy are not used. A copy that is only older
   // than the other one has no fault.
   DDF_FAULT fault;
@@ -217,6 +217,18 @@ DDF_EXTENT ddfSectionExtent(const DDF_COPY &copy, DDF_HEADER_TYPE type, DDF_SECT
 // EFI_VOLUME_FULL when no slot is left, or EFI_OUT_OF_RESOURCES; on failure *copy is empty. The caller gives it back
 // with ddfFreeCopy.
 EFI_STATUS ddfCurrentCopy(const DDF_MODEL &model, UINT32 disk, DDF_COPY *copy);
+
+// What a record without a secondary level describes; its strip, if it has one, is at most 2 GiB.
+struct DDF_SHAPE {
+  DDF_VOLUME_LEVEL level;
+  bool assembles;      // Linux accepts level, qualifier and number of members
+  UINT64 memberBlocks; // whole strips
+  UINT64 blocks;       // the record's, or computed when these cannot be
+};
+DDF_SHAPE ddfShapeOf(const DDF_RECORD &record);
+
+// The state that a volume's members leave it in, by their states, whatever its entry says.
+DDF_VD_STATE ddfStateOfMembers(const DDF_VOLUME &volume);
 
 // What the lists and records of a set have room for; pds + 1 and vds + 1 are multiples of 8. Linux takes lists of 15,
 // 63, 255, 1023 and 4095 entries, and 16, 64, 256, 1024 and 4096 elements.

@@ -121,7 +121,8 @@ static UINT64 computeBlocks(const DDF_VOLUME &volume, UINT32 parities) {
   }
 }
 
-void judgeVolume(DDF_VOLUME *volume) {
+// Fills in level and sizes, which the record tells; returns how many members parity takes.
+static UINT32 readLevel(DDF_VOLUME *volume) {
   const DDF_RECORD &record = *volume->record;
   bool exact = false;
   const LEVEL_ROW *row = findLevel(record, &exact);
@@ -143,5 +144,24 @@ void judgeVolume(DDF_VOLUME *volume) {
   UINT64 computed = computeBlocks(*volume, parities);
   bool plausible = record.blocks != 0 && record.blocks <= computed;
   volume->blocks = plausible ? UINT64{record.blocks} : computed;
+  return parities;
+}
+
+void judgeVolume(DDF_VOLUME *volume) {
+  UINT32 parities = readLevel(volume);
   volume->state = worseState(stateOfMembers(*volume, parities), volume->entry->state);
+}
+
+DDF_SHAPE ddfShapeOf(const DDF_RECORD &record) {
+  DDF_VOLUME volume = {};
+  volume.record = &record;
+  volume.spans = 1;
+  volume.memberCount = volume.spanMembers = record.elements;
+  readLevel(&volume);
+  return {volume.level, volume.assembles, volume.memberBlocks, volume.blocks};
+}
+
+DDF_VD_STATE ddfStateOfMembers(const DDF_VOLUME &volume) {
+  DDF_VOLUME judged = volume;
+  return judged.memberCount == 0 ? DDF_VD_FAILED : stateOfMembers(judged, readLevel(&judged));
 }

@@ -44,13 +44,13 @@ static DDF_FAULT placeDisk(DDF_DISK *disk, UINT32 number, DDF_SET *set, const SE
     return {"not in the list of its set", nullptr};
   }
   DDF_PD &pd = set->pds[at];
+  disk->pd = at;
   if (pd.disk != DDF_NONE) {
     return {"another disk has its identity", nullptr};
   }
   pd.disk = number;
   UINT64 metadata = metadataStart(*disk);
   pd.limit = pd.limit < metadata ? pd.limit : metadata;
-  disk->pd = at;
   return {};
 }
 

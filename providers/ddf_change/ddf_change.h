@@ -60,7 +60,7 @@ struct DDF_NEW_VOLUME {
   UINT8 strip;
   UINT8 access;        // DDF_ACCESS
   UINT8 cache;         // DDF_CACHE
-  CHAR8 name[16];      // ends with its last byte or a NUL; empty for none
+  CHAR8 name[16];      // padded with zeros; empty for none
   const UINT32 *disks; // of the model, in the members' order
   UINT32 diskCount;
   UINT64 memberBlocks; // whole strips; 0: as many as fit
@@ -85,7 +85,7 @@ struct DDF_VOLUME_SETTINGS {
   UINT8 which; // DDF_SETTING
   UINT8 access;
   UINT8 cache;
-  CHAR8 name[16];
+  CHAR8 name[16]; // padded with zeros
 };
 EFI_STATUS ddfChangeVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume, const DDF_VOLUME_SETTINGS &settings);
 

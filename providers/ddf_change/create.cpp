@@ -1,0 +1,202 @@
+// Making a volume.
+
+#include "providers/ddf_change/place.h"
+
+// --- What can be made ---
+
+// Linux wants whole pages where there is redundancy. Larger strips than 16 MiB nobody has tried.
+constexpr UINT8 PAGE_SHIFT = 3, MOST_SHIFT = 15;
+
+static bool isStripTaken(const DDF_NEW_VOLUME &wanted) {
+  if (wanted.level == DDF_RAID_1 && wanted.strip == DDF_NO_STRIP) {
+    return true;
+  }
+  return wanted.strip <= MOST_SHIFT && (wanted.strip >= PAGE_SHIFT || wanted.level == DDF_RAID_0);
+}
+
+// Of what Linux assembles, a concatenation needs a module of its own and copies with an offset have been tried on four
+// disks only.
+static bool isLevelTaken(const DDF_NEW_VOLUME &wanted) {
+  DDF_RECORD record = {};
+  record.level = wanted.level;
+  record.qualifier = wanted.qualifier;
+  record.elements = static_cast<UINT16>(wanted.diskCount);
+  record.strip = DDF_NO_STRIP;
+  return wanted.diskCount <= DDF_LINUX_LIMITS.elements && ddfShapeOf(record).assembles && wanted.level != DDF_CONCAT &&
+         (wanted.level != DDF_RAID_1E || wanted.qualifier == 0);
+}
+
+static EFI_STATUS checkWanted(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted) {
+  if (wanted.diskCount == 0) {
+    return EFI_INVALID_PARAMETER;
+  }
+  if (!isLevelTaken(wanted)) {
+    return refuse(writer, EFI_UNSUPPORTED, DDF_NONE, "Linux does not take this level with so many disks");
+  }
+  if (!isStripTaken(wanted)) {
+    return refuse(writer, EFI_UNSUPPORTED, DDF_NONE, "Linux does not take this strip size");
+  }
+  if (wanted.access == 1 || wanted.access > DDF_BLOCKED) {
+    return refuse(writer, EFI_INVALID_PARAMETER, DDF_NONE, "no such access");
+  }
+  bool whole = wanted.level == DDF_RAID_1 || wanted.memberBlocks % (UINT64{1} << wanted.strip) == 0;
+  return whole ? EFI_SUCCESS : refuse(writer, EFI_INVALID_PARAMETER, DDF_NONE, "members are no whole strips");
+}
+
+// --- Numbers ---
+
+static void markNumbers(const DDF_MODEL &model, UINT8 *used) {
+  for (UINT32 i = 0; i < model.setCount; i++) {
+    for (UINT32 j = 0; j < model.sets[i].volumeCount; j++) {
+      UINT32 number = model.sets[i].volumes[j].entry->number;
+      used[number / 8] = static_cast<UINT8>(used[number / 8] | 1U << number % 8);
+    }
+  }
+}
+
+// The lowest number that no volume of any set has; false without memory. There are more numbers than entries.
+static bool newNumber(const DDF_MODEL &model, UINT16 *number) {
+  UINT8 *used = poolNew<UINT8>(0x10000 / 8);
+  if (used == nullptr) {
+    return false;
+  }
+  markNumbers(model, used);
+  UINT32 lowest = 0;
+  while (lowest < 0xFFFF && (used[lowest / 8] >> lowest % 8 & 1) != 0) {
+    lowest++;
+  }
+  *number = static_cast<UINT16>(lowest);
+  poolFree(used);
+  return true;
+}
+
+// --- Entry and records ---
+
+static void enterVolume(WORK *work, const DDF_NEW_VOLUME &wanted, UINT16 number) {
+  DDF_VD_ENTRY *entry = findFreeEntry(lead(work));
+  __builtin_memset(entry, 0xFF, sizeof(*entry));
+  entry->guid = work->writer->made;
+  entry->number = number;
+  entry->owner = 0; // not told
+  entry->type = 0;
+  entry->state = DDF_VD_OPTIMAL;
+  UINT8 init = wanted.level == DDF_RAID_0 ? DDF_INIT_FULL : DDF_INIT_NONE;
+  entry->init = static_cast<UINT8>(init | wanted.access << DDF_ACCESS_SHIFT);
+  copyBytes(entry->name, wanted.name, sizeof(entry->name));
+}
+
+static void fillRecord(WORK *work, const DDF_NEW_VOLUME &wanted, const PLACES &places, WORK_DISK *disk) {
+  constexpr UINT8 RATE = 0x80; // as Linux has it
+  DDF_RECORD *record = findFreeRecord(disk->copy);
+  freeSlot(disk->copy, record);
+  record->signature = DDF_RECORD_SIGNATURE;
+  record->guid = work->writer->made;
+  record->time = work->writer->time;
+  record->sequence = 1;
+  record->elements = static_cast<UINT16>(wanted.diskCount);
+  record->strip = wanted.strip;
+  record->level = wanted.level;
+  record->qualifier = wanted.qualifier;
+  record->secondaryCount = 1;
+  record->secondaryElement = 0;
+  record->memberBlocks = places.memberBlocks;
+  record->blocks = 0;
+  record->blocks = ddfShapeOf(*record).blocks;
+  zeroBytes(record->cache, sizeof(record->cache));
+  record->cache[sizeof(record->cache) - 1] = wanted.cache;
+  record->rate = RATE;
+  for (UINT32 i = 0; i < wanted.diskCount; i++) {
+    const WORK_DISK &member = work->disks[work->places[wanted.disks[i]]];
+    ddfReferences(record)[i] = ddfDiskData(member.copy)->reference;
+    ddfStarts(disk->copy, record)[i] = places.starts[i];
+  }
+}
+
+static void markMembers(WORK *work, const DDF_NEW_VOLUME &wanted) {
+  UINT32 joined = work->set != nullptr ? work->set->pdCount : 0;
+  for (UINT32 i = 0; i < wanted.diskCount; i++) {
+    UINT32 place = work->places[wanted.disks[i]];
+    UINT32 pd = place < work->members ? work->writer->model->disks[wanted.disks[i]].pd : joined + place - work->members;
+    DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), pd);
+    entry->type = entry->type | DDF_PD_MEMBER;
+  }
+}
+
+// --- The change ---
+
+static EFI_STATUS joinFresh(WORK *work, const DDF_NEW_VOLUME &wanted) {
+  UINT32 *fresh = poolNew<UINT32>(wanted.diskCount);
+  if (fresh == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  UINT32 count = 0;
+  for (UINT32 i = 0; i < wanted.diskCount; i++) {
+    if (isOutside(work->writer->model->disks[wanted.disks[i]])) {
+      fresh[count++] = wanted.disks[i];
+    }
+  }
+  EFI_STATUS status = count != 0 ? joinDisks(work, fresh, count) : EFI_SUCCESS;
+  poolFree(fresh);
+  return status;
+}
+
+static EFI_STATUS writeVolume(WORK *work, const DDF_NEW_VOLUME &wanted, const PLACES &places, UINT16 number) {
+  EFI_STATUS status = beginWriting(work);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  enterVolume(work, wanted, number);
+  status = writeStep(work);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  for (UINT32 i = 0; i < wanted.diskCount; i++) {
+    fillRecord(work, wanted, places, &work->disks[work->places[wanted.disks[i]]]);
+  }
+  markMembers(work, wanted);
+  return writeStep(work);
+}
+
+static EFI_STATUS create(WORK *work, const DDF_NEW_VOLUME &wanted, PLACES *places) {
+  UINT16 number = 0;
+  EFI_STATUS status = findPlaces(work, wanted, places);
+  if (!EFI_ERROR(status)) {
+    status = joinFresh(work, wanted);
+  }
+  if (!EFI_ERROR(status)) {
+    status = checkRoom(work, wanted);
+  }
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  if (!newNumber(*work->writer->model, &number)) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  DDF_GUID guid = newGuid(*work->writer);
+  for (; findVolumeEntry(lead(work), guid) != nullptr; guid.bytes[sizeof(guid.bytes) - 1]++) {
+  }
+  work->writer->made = guid;
+  return writeVolume(work, wanted, *places, number);
+}
+
+EFI_STATUS ddfCreateVolume(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted) {
+  writer->trouble = {DDF_NONE, nullptr};
+  writer->made = {};
+  UINT32 set = DDF_NONE;
+  EFI_STATUS status = checkWanted(writer, wanted);
+  if (!EFI_ERROR(status)) {
+    status = checkMembers(writer, wanted, &set);
+  }
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  WORK work;
+  PLACES places = {};
+  status = openWork(writer, set, wanted.diskCount, DDF_NONE, &work);
+  if (!EFI_ERROR(status)) {
+    status = create(&work, wanted, &places);
+  }
+  closeWork(&work);
+  poolFree(places.starts);
+  return status;
+}

@@ -1,0 +1,216 @@
+// Disks that come and go.
+
+#include "providers/ddf_change/step.h"
+
+// --- Coming ---
+
+// Where count references in a row can begin: none of them is 0, nor the number that means none.
+static UINT32 inRange(UINT32 from, UINT32 count) {
+  return from == 0 || from + count < from ? 1 : from;
+}
+
+// The first of count references in a row that no disk of the list has; a row that meets one goes on behind it.
+static UINT32 newReferences(const DDF_COPY &copy, UINT32 used, UINT32 count, UINT32 from) {
+  from = inRange(from, count);
+  for (UINT32 i = 0; i < used; i++) {
+    UINT32 reference = ddfPdEntry(copy, i)->reference;
+    if (reference - from < count) {
+      from = inRange(reference + 1, count);
+      i = DDF_NONE; // once more from the start
+    }
+  }
+  return from;
+}
+
+static EFI_STATUS makeCopy(WORK *work, UINT32 number, UINT32 reference, const DDF_GUID &set, DDF_COPY *copy) {
+  const DDF_WRITER &writer = *work->writer;
+  const DDF_CONTROLLER_DATA &maker = work->count != 0 ? *ddfControllerData(lead(work)) : *writer.maker;
+  DDF_NEW_COPY wanted = {};
+  wanted.sectors = writer.model->disks[number].source.sectors;
+  wanted.limits = DDF_LINUX_LIMITS;
+  if (work->count != 0) {
+    const DDF_HEADER &header = lead(work).header;
+    wanted.limits = {header.maxPds, header.maxVds, header.maxPartitions, header.maxElements};
+  }
+  wanted.set = set;
+  wanted.controller = maker.guid;
+  wanted.disk = writer.targets[number].guid;
+  wanted.reference = reference;
+  for (UINT32 i = 0; i < 4; i++) {
+    wanted.type[i] = maker.type[i];
+  }
+  copyBytes(wanted.product, maker.product, sizeof(wanted.product));
+  EFI_STATUS status = ddfNewCopy(wanted, copy);
+  if (!EFI_ERROR(status) && work->count == 0) {
+    copyBytes(ddfControllerData(*copy)->vendorData, maker.vendorData, sizeof(maker.vendorData));
+  }
+  return status;
+}
+
+static bool hasLayoutOf(const DDF_HEADER &a, const DDF_HEADER &b) {
+  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
+    if (a.sections[i].length != b.sections[i].length) {
+      return false;
+    }
+  }
+  return a.recordLength == b.recordLength;
+}
+
+static EFI_STATUS joinDisk(WORK *work, UINT32 number, UINT32 reference, const DDF_GUID &set) {
+  WORK_DISK *added = &work->disks[work->count];
+  EFI_STATUS status = makeCopy(work, number, reference, set, &added->copy);
+  if (status == EFI_OUT_OF_RESOURCES) {
+    return status;
+  }
+  if (EFI_ERROR(status) || (work->count != 0 && !hasLayoutOf(added->copy.header, lead(work).header))) {
+    ddfFreeCopy(&added->copy);
+    return refuse(work->writer, EFI_ACCESS_DENIED, number, "cannot have the layout of its set's metadata");
+  }
+  added->copy.header.foreignFlag = work->count != 0 ? lead(work).header.foreignFlag : 0;
+  added->disk = number;
+  added->first = DDF_SECONDARY;
+  work->places[number] = work->count++;
+  return EFI_SUCCESS;
+}
+
+static void enter(WORK *work, const WORK_DISK &disk, UINT32 at) {
+  DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), at);
+  const DDF_DISK_DATA *identity = ddfDiskData(disk.copy);
+  __builtin_memset(entry, 0xFF, sizeof(*entry));
+  entry->guid = identity->guid;
+  entry->reference = identity->reference;
+  entry->type = 0;
+  entry->state = DDF_PD_ONLINE;
+  entry->configuredSize = work->writer->model->disks[disk.disk].source.sectors - DDF_RESERVE;
+  zeroBytes(entry->path, sizeof(entry->path));
+}
+
+EFI_STATUS joinDisks(WORK *work, const UINT32 *disks, UINT32 count) {
+  UINT32 used = work->set != nullptr ? work->set->pdCount : 0;
+  UINT32 capacity = work->set != nullptr ? ddfPdCapacity(lead(work)) : DDF_LINUX_LIMITS.pds;
+  if (count > capacity - used) {
+    return refuse(work->writer, EFI_VOLUME_FULL, DDF_NONE, "the set has no room for more disks");
+  }
+  DDF_GUID set = work->set != nullptr ? work->set->guid : newGuid(*work->writer);
+  UINT32 random = work->writer->random();
+  UINT32 reference = used != 0 ? newReferences(lead(work), used, count, random) : inRange(random, count);
+  for (UINT32 i = 0; i < count; i++) {
+    EFI_STATUS status = joinDisk(work, disks[i], reference + i, set);
+    if (EFI_ERROR(status)) {
+      return status;
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+// A disk that joins has the lists as they are before it is in them: whoever reads it meanwhile sees a disk that its set
+// does not know. A new set is at first that of its first disk alone.
+static EFI_STATUS writeJoining(WORK *work) {
+  if (work->set == nullptr) {
+    enter(work, work->disks[0], 0);
+    tidyList(&lead(work), DDF_PD_RECORDS);
+    work->sequence = 1;
+  }
+  shareLists(work);
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = work->members; i < work->count && !EFI_ERROR(status); i++) {
+    WORK_DISK *disk = &work->disks[i];
+    ddfSeal(&disk->copy);
+    if (work->writer->model->disks[disk->disk].kind == DDF_DISK_STALE) {
+      status = zeroAnchor(work->writer, disk->disk);
+    }
+    if (!EFI_ERROR(status)) {
+      status = writeDisk(work, disk, work->sequence);
+    }
+    if (!EFI_ERROR(status)) {
+      status = writeAnchor(work, *disk);
+    }
+  }
+  UINT32 at = work->set != nullptr ? work->set->pdCount : 1;
+  for (UINT32 i = work->members + (work->set == nullptr ? 1 : 0); i < work->count; i++) {
+    enter(work, work->disks[i], at++);
+  }
+  return status;
+}
+
+EFI_STATUS beginWriting(WORK *work) {
+  const DDF_MODEL &model = *work->writer->model;
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = 0; i < model.diskCount && work->set != nullptr && !EFI_ERROR(status); i++) {
+    const DDF_DISK &disk = model.disks[i];
+    if (disk.kind == DDF_DISK_STALE && &model.sets[disk.set] == work->set) {
+      status = zeroAnchor(work->writer, i);
+    }
+  }
+  UINT32 all = work->count;
+  work->count = work->members;
+  if (!EFI_ERROR(status) && work->behind) {
+    status = writeStep(work);
+  }
+  work->count = all;
+  return EFI_ERROR(status) || work->members == all ? status : writeJoining(work);
+}
+
+// --- Going ---
+
+static bool isNeeded(const DDF_PD_ENTRY &entry) {
+  return (entry.type & (DDF_PD_MEMBER | DDF_PD_GLOBAL_SPARE | DDF_PD_SPARE)) != 0;
+}
+
+static void removeEntry(WORK *work, UINT32 pd) {
+  DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), pd);
+  __builtin_memset(entry, 0xFF, sizeof(*entry));
+}
+
+// Marks who leaves and takes them out of the list; returns how many stay. Disks marked as failed that are there stay in
+// the list, or else would come back as disks that their set does not know.
+static UINT32 markLeaving(WORK *work, UINT32 who) {
+  const DDF_SET &set = *work->set;
+  UINT32 stay = 0;
+  for (UINT32 i = 0; i < set.pdCount; i++) {
+    bool stays = who == LEAVE_UNUSED ? isNeeded(*ddfPdEntry(lead(work), i)) : who != LEAVE_ALL && who != i;
+    UINT32 place = set.pds[i].disk != DDF_NONE ? work->places[set.pds[i].disk] : EVICTED;
+    if (place < work->count) {
+      work->disks[place].leaves = !stays;
+      stay += stays ? 1 : 0;
+    }
+    if (!stays && place != DDF_NONE && place != 0) {
+      removeEntry(work, i);
+    }
+  }
+  return stay;
+}
+
+// The disks that stay have the step before the others go. Without any, the first one stays until the others are gone.
+EFI_STATUS writeLeaving(WORK *work, UINT32 who) {
+  WORK_DISK &first = work->disks[0];
+  UINT32 stay = markLeaving(work, who);
+  if (stay == 0) {
+    first.leaves = false;
+  } else if (first.leaves) {
+    removeEntry(work, work->writer->model->disks[first.disk].pd);
+  }
+  EFI_STATUS status = writeStep(work);
+  for (UINT32 i = 0; i < work->count && !EFI_ERROR(status); i++) {
+    if (work->disks[i].leaves) {
+      status = zeroAnchor(work->writer, work->disks[i].disk);
+    }
+  }
+  return stay != 0 || EFI_ERROR(status) ? status : zeroAnchor(work->writer, first.disk);
+}
+
+EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume) {
+  const DDF_SET &set = *work->set;
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = 0; i < set.pdCount && !EFI_ERROR(status); i++) {
+    UINT32 disk = set.pds[i].disk;
+    if (disk != DDF_NONE && work->places[disk] == DDF_NONE &&
+        (volume == nullptr || findRecord(work->writer->model->disks[disk].copy, *volume) != nullptr)) {
+      DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), i);
+      entry->state = entry->state | DDF_PD_MISSING;
+      work->places[disk] = EVICTED;
+      status = zeroAnchor(work->writer, disk);
+    }
+  }
+  return status;
+}

@@ -1,0 +1,198 @@
+// Opening a set for a change: whether it may be changed at all, what its disks should hold, and what earlier changes
+// left undone.
+
+#include "providers/ddf_change/work.h"
+
+constexpr UINT32 MOST_STEPS = 0x10000; // of one change; sequence numbers must have room for them
+
+bool isMarkedLost(const DDF_PD &pd) {
+  return (pd.entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0;
+}
+
+// --- What forbids a change ---
+
+// A disk that the set's list does not have may be one that was about to join or leave; it then has no records. With
+// records it may hold what the user still wants, and Linux may stumble over them.
+static bool isLeftover(const DDF_DISK &disk) {
+  return disk.kind == DDF_DISK_STALE && disk.pd == DDF_NONE && !hasRecords(disk.copy);
+}
+
+// Linux looks only at the checksums of headers, so a damaged disk may still be one of the set for it.
+static bool isDamagedMember(const DDF_DISK &disk, const DDF_SET &set) {
+  DDF_HEADER anchor;
+  return disk.kind == DDF_DISK_DAMAGED &&
+         !EFI_ERROR(disk.source.read(disk.source.context, disk.source.sectors - 1, 1, &anchor)) &&
+         ddfSameGuid(anchor.guid, set.guid);
+}
+
+static EFI_STATUS checkDisks(DDF_WRITER *writer, UINT32 number, UINT32 without) {
+  const DDF_SET &set = writer->model->sets[number];
+  for (UINT32 i = 0; i < writer->model->diskCount; i++) {
+    const DDF_DISK &disk = writer->model->disks[i];
+    bool unknown = disk.kind == DDF_DISK_STALE && disk.set == number && !isLeftover(disk);
+    if (unknown || isDamagedMember(disk, set)) {
+      return refuse(writer, EFI_ACCESS_DENIED, i, disk.fault.what);
+    }
+    bool lost =
+        disk.set == number && disk.kind == DDF_DISK_MEMBER && (disk.pd == without || isMarkedLost(set.pds[disk.pd]));
+    bool written = disk.set == number && !lost;
+    if (written && !writer->targets[i].usable) {
+      return refuse(writer, EFI_ACCESS_DENIED, i, "must not be written");
+    }
+    if (written && disk.copy.header.secondaryLba == DDF_NO_LBA) {
+      return refuse(writer, EFI_ACCESS_DENIED, i, "has no second copy of its metadata");
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS checkSet(DDF_WRITER *writer, UINT32 number, UINT32 without) {
+  const DDF_SET &set = writer->model->sets[number];
+  const CHAR8 *what = !set.sound                               ? "its set has records that are not understood"
+                      : !set.ordered                           ? "its set has metadata that Linux would misplace"
+                      : set.sequence > 0xFFFFFFFF - MOST_STEPS ? "its set has no sequence numbers left"
+                                                               : nullptr;
+  return what != nullptr ? refuse(writer, EFI_ACCESS_DENIED, set.newest, what) : checkDisks(writer, number, without);
+}
+
+EFI_STATUS checkTarget(DDF_WRITER *writer, UINT32 set, FOREIGN foreign) {
+  writer->trouble = {DDF_NONE, nullptr};
+  if (set >= writer->model->setCount) {
+    return EFI_INVALID_PARAMETER;
+  }
+  const DDF_SET &target = writer->model->sets[set];
+  return target.foreign && foreign == FOREIGN_REFUSED
+             ? refuse(writer, EFI_ACCESS_DENIED, target.newest, "belongs to a foreign set")
+             : EFI_SUCCESS;
+}
+
+bool isOutside(const DDF_DISK &disk) {
+  return disk.kind == DDF_DISK_OTHER || isLeftover(disk);
+}
+
+EFI_STATUS checkFresh(DDF_WRITER *writer, UINT32 disk) {
+  const DDF_DISK &judged = writer->model->disks[disk];
+  const CHAR8 *what = !isOutside(judged)                     ? judged.fault.what
+                      : judged.holds[0] != 0                 ? judged.holds
+                      : !writer->targets[disk].usable        ? "must not be written"
+                      : judged.source.sectors <= DDF_RESERVE ? "too small"
+                                                             : nullptr;
+  return what != nullptr ? refuse(writer, EFI_ACCESS_DENIED, disk, what) : EFI_SUCCESS;
+}
+
+// --- Which set ---
+
+UINT32 chooseSet(const DDF_WRITER &writer) {
+  UINT32 ofLinux = DDF_NONE, count = 0;
+  for (UINT32 i = 0; i < writer.model->setCount; i++) {
+    const DDF_SET &set = writer.model->sets[i];
+    if (set.foreign) {
+      continue;
+    }
+    if (ddfSameGuid(set.controller->guid, writer.maker->guid)) {
+      return i;
+    }
+    ofLinux = i;
+    count++;
+  }
+  return count == 1 ? ofLinux : DDF_NONE;
+}
+
+// --- What the disks should hold ---
+
+static bool differs(const DDF_COPY &a, const DDF_COPY &b) {
+  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
+    UINTN size = UINTN{a.header.sections[i].length} * DDF_SECTOR;
+    if (__builtin_memcmp(a.sections[i], b.sections[i], size) != 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+static EFI_STATUS addMember(WORK *work, UINT32 number) {
+  DDF_WRITER *writer = work->writer;
+  const DDF_DISK &disk = writer->model->disks[number];
+  WORK_DISK *added = &work->disks[work->count];
+  EFI_STATUS status = ddfCurrentCopy(*writer->model, number, &added->copy);
+  if (status == EFI_OUT_OF_RESOURCES) {
+    return status;
+  }
+  if (EFI_ERROR(status)) {
+    return refuse(writer, EFI_ACCESS_DENIED, number, "its metadata has another layout than that of its set");
+  }
+  added->disk = number;
+  added->held = disk.copy.header.sequence;
+  added->first = disk.used == DDF_PRIMARY ? DDF_SECONDARY : DDF_PRIMARY;
+  work->places[number] = work->count++;
+  work->behind = work->behind || disk.lagging || differs(added->copy, disk.copy);
+  return EFI_SUCCESS;
+}
+
+// Entries without any record are what a cut left of a volume, unless a disk that is not there has one.
+static void dropEmptyVolumes(WORK *work) {
+  const DDF_SET &set = *work->set;
+  for (UINT32 i = 0; i < set.pdCount; i++) {
+    if (set.pds[i].disk == DDF_NONE) {
+      return;
+    }
+  }
+  for (UINT32 i = 0; i < set.volumeCount; i++) {
+    DDF_VD_ENTRY *entry = ddfVdEntry(lead(work), i);
+    if (set.volumes[i].record == nullptr) {
+      __builtin_memset(entry, 0xFF, sizeof(*entry));
+      work->behind = true;
+    }
+  }
+  tidyList(&lead(work), DDF_VD_RECORDS);
+}
+
+static EFI_STATUS addMembers(WORK *work, UINT32 without) {
+  const DDF_SET &set = *work->set;
+  for (UINT32 i = 0; i < set.pdCount; i++) {
+    UINT32 disk = set.pds[i].disk;
+    EFI_STATUS status =
+        disk == DDF_NONE || i == without || isMarkedLost(set.pds[i]) ? EFI_SUCCESS : addMember(work, disk);
+    if (EFI_ERROR(status)) {
+      return status;
+    }
+  }
+  if (work->count == 0) {
+    return refuse(work->writer, EFI_ACCESS_DENIED, set.newest, "its set has no disk that works");
+  }
+  work->members = work->count;
+  work->sequence = set.sequence;
+  tidyList(&lead(work), DDF_PD_RECORDS);
+  tidyList(&lead(work), DDF_VD_RECORDS);
+  dropEmptyVolumes(work);
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS openWork(DDF_WRITER *writer, UINT32 set, UINT32 room, UINT32 without, WORK *work) {
+  const DDF_MODEL &model = *writer->model;
+  *work = {};
+  work->writer = writer;
+  work->set = set == DDF_NONE ? nullptr : &model.sets[set];
+  EFI_STATUS status = work->set != nullptr ? checkSet(writer, set, without) : EFI_SUCCESS;
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  work->disks = poolNew<WORK_DISK>(UINTN{1} + room + (work->set != nullptr ? work->set->pdCount : 0));
+  work->places = poolNew<UINT32>(model.diskCount + UINTN{1});
+  if (work->disks == nullptr || work->places == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  for (UINT32 i = 0; i < model.diskCount; i++) {
+    work->places[i] = DDF_NONE;
+  }
+  return work->set != nullptr ? addMembers(work, without) : EFI_SUCCESS;
+}
+
+void closeWork(WORK *work) {
+  for (UINT32 i = 0; i < work->count; i++) {
+    ddfFreeCopy(&work->disks[i].copy);
+  }
+  poolFree(work->disks);
+  poolFree(work->places);
+  *work = {};
+}

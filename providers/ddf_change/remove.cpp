@@ -1,0 +1,142 @@
+// Deleting volumes and sets: first the records from all disks, then the entry.
+
+#include "providers/ddf_change/work.h"
+
+// --- What a volume has on a disk ---
+
+// Without its last volume a spare record goes, too: the disk is no spare any more.
+static bool dropFromSpare(const DDF_COPY &copy, const DDF_GUID &volume) {
+  DDF_SPARE_RECORD *record = findSpareRecord(copy);
+  if (record == nullptr) {
+    return false;
+  }
+  UINTN room = (UINTN{copy.header.recordLength} * DDF_SECTOR - sizeof(*record)) / sizeof(DDF_SPARE_ENTRY);
+  UINTN count = record->entries < room ? UINTN{record->entries} : room, kept = 0;
+  DDF_SPARE_ENTRY *entries = reinterpret_cast<DDF_SPARE_ENTRY *>(record + 1);
+  for (UINTN i = 0; i < count; i++) {
+    if (!ddfSameGuid(entries[i].guid, volume)) {
+      entries[kept++] = entries[i];
+    }
+  }
+  if (kept == count) {
+    return false;
+  }
+  __builtin_memset(&entries[kept], 0xFF, (count - kept) * sizeof(DDF_SPARE_ENTRY));
+  record->entries = static_cast<UINT16>(kept);
+  if (kept == 0) {
+    freeSlot(copy, record);
+  }
+  return true;
+}
+
+static bool dropRecord(const DDF_COPY &copy, const DDF_GUID &volume) {
+  DDF_RECORD *record = findRecord(copy, volume);
+  if (record != nullptr) {
+    freeSlot(copy, record);
+  }
+  return record != nullptr;
+}
+
+static EFI_STATUS writeWithoutRecords(WORK *work, const DDF_GUID &volume) {
+  bool changed = false;
+  for (UINT32 i = 0; i < work->count; i++) {
+    changed = dropRecord(work->disks[i].copy, volume) || changed;
+    changed = dropFromSpare(work->disks[i].copy, volume) || changed;
+  }
+  return changed ? writeStep(work) : EFI_SUCCESS;
+}
+
+// --- Lists ---
+
+static void dropEntry(WORK *work, const DDF_GUID &volume) {
+  DDF_VD_ENTRY *entry = findVolumeEntry(lead(work), volume);
+  if (entry != nullptr) {
+    __builtin_memset(entry, 0xFF, sizeof(*entry));
+  }
+}
+
+// Disks without a part in another volume are no members, those without a record of what they are for no spares.
+static void renewTypes(WORK *work, UINT32 volume) {
+  const DDF_SET &set = *work->set;
+  for (UINT32 i = 0; i < set.pdCount; i++) {
+    const DDF_PD &pd = set.pds[i];
+    DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), i);
+    bool member = false;
+    for (UINT32 j = 0; j < pd.partCount && !member; j++) {
+      member = pd.parts[j].volume != volume;
+    }
+    UINT32 type = entry->type;
+    type = member ? type : type & ~UINT32{DDF_PD_MEMBER};
+    UINT32 place = pd.disk != DDF_NONE ? work->places[pd.disk] : DDF_NONE;
+    bool forNone =
+        pd.spare == DDF_SPARE_FOR_VOLUMES && place < work->count && findSpareRecord(work->disks[place].copy) == nullptr;
+    entry->type = static_cast<UINT16>(forNone ? type & ~UINT32{DDF_PD_SPARE} : type);
+  }
+}
+
+// --- Changes ---
+
+static EFI_STATUS removeVolume(WORK *work, const DDF_GUID &volume) {
+  EFI_STATUS status = evictLost(work, &volume);
+  if (!EFI_ERROR(status)) {
+    status = writeWithoutRecords(work, volume);
+  }
+  if (!EFI_ERROR(status)) {
+    dropEntry(work, volume);
+  }
+  return status;
+}
+
+EFI_STATUS ddfDeleteVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume) {
+  EFI_STATUS status = checkTarget(writer, set, FOREIGN_REFUSED);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  if (volume >= writer->model->sets[set].volumeCount) {
+    return EFI_INVALID_PARAMETER;
+  }
+  WORK work;
+  status = openWork(writer, set, 0, DDF_NONE, &work);
+  if (!EFI_ERROR(status)) {
+    status = beginWriting(&work);
+  }
+  if (!EFI_ERROR(status)) {
+    status = removeVolume(&work, writer->model->sets[set].volumes[volume].entry->guid);
+  }
+  if (!EFI_ERROR(status)) {
+    renewTypes(&work, volume);
+    status = writeLeaving(&work, LEAVE_UNUSED);
+  }
+  closeWork(&work);
+  return status;
+}
+
+// The last volume's entry goes with the step in which the disks leave.
+static EFI_STATUS removeAll(WORK *work) {
+  const DDF_SET &set = *work->set;
+  EFI_STATUS status = evictLost(work, nullptr);
+  for (UINT32 i = 0; i < set.volumeCount && !EFI_ERROR(status); i++) {
+    status = removeVolume(work, set.volumes[i].entry->guid);
+    if (!EFI_ERROR(status) && i + 1 < set.volumeCount) {
+      status = writeStep(work);
+    }
+  }
+  return EFI_ERROR(status) ? status : writeLeaving(work, LEAVE_ALL);
+}
+
+EFI_STATUS ddfDeleteSet(DDF_WRITER *writer, UINT32 set) {
+  EFI_STATUS status = checkTarget(writer, set, FOREIGN_WELCOME);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  WORK work;
+  status = openWork(writer, set, 0, DDF_NONE, &work);
+  if (!EFI_ERROR(status)) {
+    status = beginWriting(&work);
+  }
+  if (!EFI_ERROR(status)) {
+    status = removeAll(&work);
+  }
+  closeWork(&work);
+  return status;
+}

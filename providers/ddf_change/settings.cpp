@@ -1,0 +1,172 @@
+// Changes that need one step: settings of a volume, a disk that failed, whose set it is, the vendor's data.
+
+#include "providers/ddf_change/place.h"
+
+// The same for all of them: open, prepare in memory, write what is left undone, edit, write.
+template <class PREPARE, class EDIT>
+static EFI_STATUS inOneStep(DDF_WRITER *writer, UINT32 set, UINT32 without, PREPARE prepare, EDIT edit) {
+  WORK work;
+  EFI_STATUS status = openWork(writer, set, 0, without, &work);
+  if (!EFI_ERROR(status)) {
+    status = prepare(&work);
+  }
+  if (!EFI_ERROR(status)) {
+    status = beginWriting(&work);
+  }
+  if (!EFI_ERROR(status)) {
+    edit(&work);
+    status = writeStep(&work);
+  }
+  closeWork(&work);
+  return status;
+}
+
+static EFI_STATUS prepareNothing(WORK *) {
+  return EFI_SUCCESS;
+}
+
+// --- A volume's settings ---
+
+static void setCache(WORK *work, const DDF_GUID &volume, UINT8 cache) {
+  for (UINT32 i = 0; i < work->count; i++) {
+    DDF_RECORD *record = findRecord(work->disks[i].copy, volume);
+    if (record != nullptr) {
+      record->cache[sizeof(record->cache) - 1] = cache;
+      record->sequence = record->sequence + 1;
+      record->time = work->writer->time;
+    }
+  }
+}
+
+static void editVolume(WORK *work, const DDF_GUID &volume, const DDF_VOLUME_SETTINGS &settings) {
+  DDF_VD_ENTRY *entry = findVolumeEntry(lead(work), volume);
+  if ((settings.which & DDF_SET_NAME) != 0) {
+    copyBytes(entry->name, settings.name, sizeof(entry->name));
+  }
+  if ((settings.which & DDF_SET_ACCESS) != 0) {
+    constexpr UINT32 OTHER_BITS = (1U << DDF_ACCESS_SHIFT) - 1;
+    entry->init = static_cast<UINT8>((entry->init & OTHER_BITS) | settings.access << DDF_ACCESS_SHIFT);
+  }
+  if ((settings.which & DDF_SET_CACHE) != 0) {
+    setCache(work, volume, settings.cache);
+  }
+}
+
+// The entry and the records change together on a disk that has a record.
+static void putFirstWithRecord(WORK *work, const DDF_GUID &volume) {
+  for (UINT32 i = 0; i < work->count; i++) {
+    if (findRecord(work->disks[i].copy, volume) != nullptr) {
+      putFirst(work, i);
+      return;
+    }
+  }
+}
+
+EFI_STATUS ddfChangeVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume, const DDF_VOLUME_SETTINGS &settings) {
+  EFI_STATUS status = checkTarget(writer, set, FOREIGN_REFUSED);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  bool access = (settings.which & DDF_SET_ACCESS) != 0;
+  if (volume >= writer->model->sets[set].volumeCount ||
+      (access && (settings.access == 1 || settings.access > DDF_BLOCKED))) {
+    return EFI_INVALID_PARAMETER;
+  }
+  const DDF_GUID &guid = writer->model->sets[set].volumes[volume].entry->guid;
+  auto prepare = [&](WORK *work) {
+    const DDF_VD_ENTRY *entry = findVolumeEntry(lead(work), guid);
+    if (entry == nullptr) {
+      return refuse(writer, EFI_INVALID_PARAMETER, DDF_NONE, "the volume was never finished");
+    }
+    return (settings.which & DDF_SET_NAME) != 0 ? checkName(work, settings.name, entry) : EFI_SUCCESS;
+  };
+  return inOneStep(writer, set, DDF_NONE, prepare, [&](WORK *work) {
+    putFirstWithRecord(work, guid);
+    editVolume(work, guid, settings);
+  });
+}
+
+// --- A disk that failed ---
+
+static UINT32 mostMembers(const DDF_SET &set) {
+  UINT32 most = 0;
+  for (UINT32 i = 0; i < set.volumeCount; i++) {
+    most = set.volumes[i].memberCount > most ? set.volumes[i].memberCount : most;
+  }
+  return most;
+}
+
+// members has room for those of any volume.
+static DDF_VD_STATE stateWithout(DDF_VOLUME volume, UINT32 pd, DDF_MEMBER *members) {
+  copyBytes(members, volume.members, sizeof(*members) * volume.memberCount);
+  for (UINT32 i = 0; i < volume.memberCount; i++) {
+    members[i].state = members[i].pd == pd ? DDF_MEMBER_FAILED : members[i].state;
+  }
+  volume.members = members;
+  return ddfStateOfMembers(volume);
+}
+
+static void markFailed(WORK *work, UINT32 number, DDF_MEMBER *members) {
+  const DDF_PD &pd = work->set->pds[number];
+  DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), number);
+  UINT32 state = entry->state | DDF_PD_FAILED;
+  state = pd.disk == DDF_NONE ? (state & ~UINT32{DDF_PD_ONLINE}) | DDF_PD_MISSING : state;
+  entry->state = static_cast<UINT16>(state);
+  entry->type = static_cast<UINT16>(entry->type & ~(DDF_PD_GLOBAL_SPARE | DDF_PD_SPARE));
+  for (UINT32 i = 0; i < pd.partCount; i++) {
+    const DDF_VOLUME &volume = work->set->volumes[pd.parts[i].volume];
+    DDF_VD_ENTRY *of = findVolumeEntry(lead(work), volume.entry->guid);
+    of->state = static_cast<UINT8>((of->state & ~UINT32{DDF_VD_STATE_BITS}) | stateWithout(volume, number, members));
+  }
+}
+
+EFI_STATUS ddfFailDisk(DDF_WRITER *writer, UINT32 set, UINT32 pd) {
+  EFI_STATUS status = checkTarget(writer, set, FOREIGN_REFUSED);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  const DDF_SET &target = writer->model->sets[set];
+  if (pd >= target.pdCount) {
+    return EFI_INVALID_PARAMETER;
+  }
+  DDF_MEMBER *members = poolNew<DDF_MEMBER>(mostMembers(target) + UINTN{1});
+  if (members == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  status = inOneStep(writer, set, pd, prepareNothing, [&](WORK *work) { markFailed(work, pd, members); });
+  poolFree(members);
+  return status;
+}
+
+// --- The whole set ---
+
+static void takeOver(WORK *work) {
+  DDF_CONTROLLER_DATA *controller = ddfControllerData(lead(work));
+  const DDF_CONTROLLER_DATA &maker = *work->writer->maker;
+  controller->guid = maker.guid;
+  copyBytes(controller->type, maker.type, sizeof(controller->type));
+  copyBytes(controller->product, maker.product, sizeof(controller->product));
+  for (UINT32 i = 0; i < work->count; i++) {
+    work->disks[i].copy.header.foreignFlag = 0;
+  }
+}
+
+EFI_STATUS ddfImportSet(DDF_WRITER *writer, UINT32 set) {
+  EFI_STATUS status = checkTarget(writer, set, FOREIGN_WELCOME);
+  if (EFI_ERROR(status) || !writer->model->sets[set].foreign) {
+    return status;
+  }
+  return inOneStep(writer, set, DDF_NONE, prepareNothing, takeOver);
+}
+
+EFI_STATUS ddfSetVendorData(DDF_WRITER *writer, UINT32 set, const void *bytes, UINTN size) {
+  EFI_STATUS status = checkTarget(writer, set, FOREIGN_REFUSED);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  if (size > sizeof(DDF_CONTROLLER_DATA::vendorData)) {
+    return EFI_INVALID_PARAMETER;
+  }
+  return inOneStep(writer, set, DDF_NONE, prepareNothing,
+                   [&](WORK *work) { copyBytes(ddfControllerData(lead(work))->vendorData, bytes, size); });
+}

@@ -1,0 +1,127 @@
+// Writing: one copy, one disk, one step over all disks; anchors.
+
+#include "providers/ddf_change/work.h"
+
+EFI_STATUS refuse(DDF_WRITER *writer, EFI_STATUS status, UINT32 disk, const CHAR8 *what) {
+  writer->trouble = {disk, what};
+  return status;
+}
+
+// --- Sectors ---
+
+static EFI_STATUS put(DDF_WRITER *writer, UINT32 disk, UINT64 lba, UINTN count, const void *bytes) {
+  const DDF_TARGET &target = writer->targets[disk];
+  bool failed = EFI_ERROR(target.write(target.context, lba, count, bytes));
+  return failed ? refuse(writer, EFI_DEVICE_ERROR, disk, "cannot be written") : EFI_SUCCESS;
+}
+
+static EFI_STATUS flush(DDF_WRITER *writer, UINT32 disk) {
+  const DDF_TARGET &target = writer->targets[disk];
+  bool failed = EFI_ERROR(target.flush(target.context));
+  return failed ? refuse(writer, EFI_DEVICE_ERROR, disk, "cannot be flushed") : EFI_SUCCESS;
+}
+
+static EFI_STATUS putAnchor(DDF_WRITER *writer, UINT32 disk, const DDF_HEADER &anchor) {
+  EFI_STATUS status = put(writer, disk, writer->model->disks[disk].source.sectors - 1, 1, &anchor);
+  return EFI_ERROR(status) ? status : flush(writer, disk);
+}
+
+EFI_STATUS zeroAnchor(DDF_WRITER *writer, UINT32 disk) {
+  DDF_HEADER nothing = {};
+  return putAnchor(writer, disk, nothing);
+}
+
+EFI_STATUS writeAnchor(WORK *work, const WORK_DISK &disk) {
+  DDF_HEADER anchor;
+  ddfMakeHeader(disk.copy, DDF_ANCHOR, DDF_OPEN_ANCHOR, 0, work->writer->time, &anchor);
+  return putAnchor(work->writer, disk.disk, anchor);
+}
+
+// --- Copies ---
+
+static EFI_STATUS putHeader(WORK *work, const WORK_DISK &disk, DDF_HEADER_TYPE type, DDF_OPEN_FLAG open,
+                            UINT32 sequence) {
+  DDF_HEADER header;
+  ddfMakeHeader(disk.copy, type, open, sequence, work->writer->time, &header);
+  UINT64 lba = type == DDF_PRIMARY ? disk.copy.header.primaryLba : disk.copy.header.secondaryLba;
+  EFI_STATUS status = put(work->writer, disk.disk, lba, 1, &header);
+  return EFI_ERROR(status) ? status : flush(work->writer, disk.disk);
+}
+
+static EFI_STATUS putSections(WORK *work, const WORK_DISK &disk, DDF_HEADER_TYPE type) {
+  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
+    DDF_EXTENT extent = ddfSectionExtent(disk.copy, type, static_cast<DDF_SECTION>(i));
+    EFI_STATUS status = put(work->writer, disk.disk, extent.lba, extent.sectors, disk.copy.sections[i]);
+    if (EFI_ERROR(status)) {
+      return status;
+    }
+  }
+  return flush(work->writer, disk.disk);
+}
+
+// While the copy is open its sequence is that of the one which readers go by: Linux takes an open primary copy with a
+// sound header, unless the secondary one has the same sequence and is closed.
+static EFI_STATUS writeCopy(WORK *work, const WORK_DISK &disk, DDF_HEADER_TYPE type, UINT32 sequence) {
+  EFI_STATUS status = putHeader(work, disk, type, DDF_OPEN, disk.held);
+  if (!EFI_ERROR(status)) {
+    status = putSections(work, disk, type);
+  }
+  if (!EFI_ERROR(status)) {
+    status = putHeader(work, disk, type, DDF_CLOSED, sequence);
+  }
+  return status;
+}
+
+EFI_STATUS writeDisk(WORK *work, WORK_DISK *disk, UINT32 sequence) {
+  DDF_HEADER_TYPE second = disk->first == DDF_SECONDARY ? DDF_PRIMARY : DDF_SECONDARY;
+  EFI_STATUS status = writeCopy(work, *disk, disk->first, sequence);
+  if (!EFI_ERROR(status)) {
+    status = writeCopy(work, *disk, second, sequence);
+  }
+  disk->held = sequence;
+  disk->first = DDF_SECONDARY;
+  return status;
+}
+
+// --- Steps ---
+
+void shareLists(WORK *work) {
+  constexpr DDF_SECTION SHARED[] = {DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS};
+  for (UINT32 i = 1; i < work->count; i++) {
+    for (DDF_SECTION section : SHARED) {
+      copyBytes(work->disks[i].copy.sections[section], lead(work).sections[section],
+                UINTN{lead(work).header.sections[section].length} * DDF_SECTOR);
+    }
+  }
+}
+
+EFI_STATUS writeStep(WORK *work) {
+  tidyList(&lead(work), DDF_PD_RECORDS);
+  tidyList(&lead(work), DDF_VD_RECORDS);
+  shareLists(work);
+  work->sequence++;
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = 0; i < work->count && !EFI_ERROR(status); i++) {
+    if (!work->disks[i].leaves) {
+      ddfSeal(&work->disks[i].copy);
+      status = writeDisk(work, &work->disks[i], work->sequence);
+    }
+  }
+  return status;
+}
+
+// The lists stay with the first place.
+void putFirst(WORK *work, UINT32 place) {
+  constexpr DDF_SECTION SHARED[] = {DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS};
+  WORK_DISK &first = work->disks[0], &other = work->disks[place];
+  work->places[first.disk] = place;
+  work->places[other.disk] = 0;
+  WORK_DISK moved = first;
+  first = other;
+  other = moved;
+  for (DDF_SECTION section : SHARED) {
+    UINT8 *bytes = first.copy.sections[section];
+    first.copy.sections[section] = other.copy.sections[section];
+    other.copy.sections[section] = bytes;
+  }
+}

@@ -1,0 +1,100 @@
+// A change under way: the disks that are written, each with the copy that it shall have.
+#pragma once
+
+#include "base/pool.h"
+#include "providers/ddf_change/ddf_change.h"
+
+struct WORK_DISK {
+  UINT32 disk; // of the model
+  DDF_COPY copy;
+  UINT32 held;           // sequence of the copy that readers go by
+  DDF_HEADER_TYPE first; // the copy to write first: the one that readers do not go by
+  bool leaves;           // is not written any more, and loses its anchor at the end
+};
+
+constexpr UINT32 EVICTED = 0xFFFFFFFE; // is not among them, and has lost its anchor
+
+// Lists of physical and virtual disks are changed in the first disk's copy, which writeStep hands to the others. Until
+// one is removed, the set's pds and then those that joined are the used entries, in this order.
+struct WORK {
+  DDF_WRITER *writer;
+  const DDF_SET *set; // null: a new one
+  WORK_DISK *disks;   // pool, with room for those that join
+  UINT32 count;
+  UINT32 members;  // the first ones; those behind join
+  UINT32 *places;  // pool: of each of the model's disks among these, DDF_NONE, or EVICTED
+  UINT32 sequence; // of the set
+  bool behind;     // not every copy on the disks is as it should be
+};
+
+// --- The way through a change: open, join, write; close in any case ---
+
+// Checks that a set may be changed and makes the current copies of its disks, all in memory. DDF_NONE: of a new set.
+// room: how many disks may join. without: a pd that is not to be written any more, or DDF_NONE.
+EFI_STATUS openWork(DDF_WRITER *writer, UINT32 set, UINT32 room, UINT32 without, WORK *work);
+
+// Starts a change of a set that exists; foreign ones are refused unless they are welcome.
+enum FOREIGN { FOREIGN_REFUSED, FOREIGN_WELCOME };
+EFI_STATUS checkTarget(DDF_WRITER *writer, UINT32 set, FOREIGN foreign);
+void closeWork(WORK *work);
+
+// Takes disks into the set, in memory.
+EFI_STATUS joinDisks(WORK *work, const UINT32 *disks, UINT32 count);
+
+// Writes what earlier changes left undone, and gives disks that join copies and anchors. Everything that needs memory
+// or can be refused comes before it.
+EFI_STATUS beginWriting(WORK *work);
+
+// Writes the copies as they are now to all disks that do not leave.
+EFI_STATUS writeStep(WORK *work);
+
+// Takes the anchor from a disk, be it one of the work or not.
+EFI_STATUS zeroAnchor(DDF_WRITER *writer, UINT32 disk);
+
+// Takes the anchors from disks that are marked as failed and hold a record of a volume that is to be deleted, or from
+// all of these with null: they are not written otherwise, and a record without an entry confuses Linux.
+EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume);
+
+// Lets disks leave: those that neither hold a part of a volume nor wait as a spare, all, or one of the set's pds. This
+// is a step, and the last one of a change. Nothing may have been removed from the list of physical disks before.
+constexpr UINT32 LEAVE_UNUSED = 0xFFFFFFFF, LEAVE_ALL = 0xFFFFFFFE;
+EFI_STATUS writeLeaving(WORK *work, UINT32 who);
+
+// Makes a disk of the work the first one that a step writes: the step counts from then on.
+void putFirst(WORK *work, UINT32 place);
+
+// --- Judging disks ---
+
+// Sets the writer's trouble and returns status.
+EFI_STATUS refuse(DDF_WRITER *writer, EFI_STATUS status, UINT32 disk, const CHAR8 *what);
+
+// Whether a disk of the model can join a set: EFI_SUCCESS, or the refusal.
+EFI_STATUS checkFresh(DDF_WRITER *writer, UINT32 disk);
+
+// Whether a disk belongs to no set, if it can be used at all: what checkFresh decides about.
+bool isOutside(const DDF_DISK &disk);
+
+// The set that disks join which are in none: DDF_NONE when there is none.
+UINT32 chooseSet(const DDF_WRITER &writer);
+
+bool isMarkedLost(const DDF_PD &pd); // failed or missing, by the set's list
+
+// --- Inside copies ---
+
+inline DDF_COPY &lead(WORK *work) {
+  return work->disks[0].copy;
+}
+
+// Moves the used entries of a list to its front and counts them.
+void tidyList(DDF_COPY *copy, DDF_SECTION list);
+
+DDF_VD_ENTRY *findVolumeEntry(const DDF_COPY &copy, const DDF_GUID &guid);
+DDF_RECORD *findRecord(const DDF_COPY &copy, const DDF_GUID &guid); // also among the records of a failed disk
+DDF_SPARE_RECORD *findSpareRecord(const DDF_COPY &copy);
+bool hasRecords(const DDF_COPY &copy);
+inline void freeSlot(const DDF_COPY &copy, void *slot) {
+  __builtin_memset(slot, 0xFF, UINTN{copy.header.recordLength} * DDF_SECTOR);
+}
+
+// A GUID of this controller that is none of the set's volumes.
+DDF_GUID newGuid(const DDF_WRITER &writer);
