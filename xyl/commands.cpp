@@ -61,6 +61,7 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--old-passphrase-file", "FILE", XYL_FRONT_BOTH, "the same for the passphrase that is replaced"},
     {nullptr, "--disk", "DISK", XYL_FRONT_SHELL, "make the disk blink"},
     {"-b", "--pages", nullptr, XYL_FRONT_SHELL, "stop after each page of what is printed"},
+    {nullptr, "--wipe", nullptr, XYL_FRONT_BOTH, "wipe what is on the disks and keeps them from being Ready"},
 };
 
 const XYL_COMMAND g_xylCommands[] = {
@@ -160,11 +161,14 @@ const XYL_COMMAND g_xylCommands[] = {
 
     {"create", "", 0, 0,
      VERB_OPTIONS | OPTION(LEVEL) | OPTION(DISKS) | OPTION(HOW_MANY) | OPTION(SIZE) | OPTION(STRIPE) | OPTION(CACHE) |
-         OPTION(NAME) | OPTION(SPARE),
+         OPTION(NAME) | OPTION(SPARE) | OPTION(WIPE),
      PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "creates a virtual disk",
      "Creates a virtual disk of the level on the disks of --disks, or on --count disks that it picks, and says which.\n"
      "What is not given is left to the controller; without --size the virtual disk takes all the room. The members\n"
-     "have to be Ready, and what is asked for has to be what the controller can do.\n" VERB_DISK_TEXT ".",
+     "have to be Ready, and what is asked for has to be what the controller can do. Where partitions, a file system or\n"
+     "other metadata on a disk of the machine are in the way, --wipe shows what they are, wants a typed yes or --yes, "
+     "and\n"
+     "destroys them; disks of virtual disks are not wiped.\n" VERB_DISK_TEXT ".",
      "xyl create --level 1 --disks 301:8,301:9 --name Builds --controller lab.json\n"
      "xyl create --level 5 --count 3 --size 2TB --cache \"write back\" --show --controller lab.json",
      "xyl create --level 1 --disks 301:8,301:9 --name Builds --spare 301:6\nxyl create --level 5 --count 3 --show",

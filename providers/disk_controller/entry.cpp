@@ -2,10 +2,12 @@
 
 #include "base/log.h"
 #include "base/pool.h"
+#include "providers/disk_controller/contents.h"
 #include "providers/disk_controller/service.h"
 
 static const EFI_GUID g_managementGuid = RAID_MGMT_PROTOCOL_GUID;
 static const EFI_GUID g_alternateGuid = RAID_MGMT_ALT_PROTOCOL_GUID;
+static const EFI_GUID g_disksGuid = RAID_DISKS_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 static const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 static const EFI_GUID g_logGuid = DEBUG_LOG_PROTOCOL_GUID;
@@ -28,20 +30,21 @@ static CONTROLLER_PATH g_path = {
 static EFI_HANDLE g_logHandle;
 
 static DISK_CONTROLLER g_controller = {{disksExecute, disksUnused, disksFreeRecords, /* Revision= */ 2}, {}, {}};
+static RAID_DISKS_PROTOCOL g_disks = {findContents};
 static EFI_HANDLE g_handle;
 
 static EFI_STATUS install() {
   return g_bootServices->InstallMultipleProtocolInterfaces(
       &g_handle, &g_devicePathGuid, static_cast<void *>(&g_path), &g_managementGuid,
       static_cast<void *>(&g_controller.Protocol), &g_alternateGuid, static_cast<void *>(&g_controller.Protocol),
-      /* end */ static_cast<EFI_GUID *>(nullptr));
+      &g_disksGuid, static_cast<void *>(&g_disks), /* end */ static_cast<EFI_GUID *>(nullptr));
 }
 
 static EFI_STATUS uninstall() {
   return g_bootServices->UninstallMultipleProtocolInterfaces(
       g_handle, &g_devicePathGuid, static_cast<void *>(&g_path), &g_managementGuid,
       static_cast<void *>(&g_controller.Protocol), &g_alternateGuid, static_cast<void *>(&g_controller.Protocol),
-      /* end */ static_cast<EFI_GUID *>(nullptr));
+      &g_disksGuid, static_cast<void *>(&g_disks), /* end */ static_cast<EFI_GUID *>(nullptr));
 }
 
 static void openLog(EFI_HANDLE image) {

@@ -4,6 +4,7 @@
 #include "uefi/protocols.h"
 
 static const EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
+static const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 static const EFI_GUID g_diskIoGuid = EFI_DISK_IO_PROTOCOL_GUID;
 
@@ -35,11 +36,11 @@ static bool leadsThrough(const UINT8 *inner, const UINT8 *outer) {
   return pathSize(inner) >= size && __builtin_memcmp(inner, outer, size) == 0;
 }
 
-// Calls visit with each handle that has a file system. EFI_OUT_OF_RESOURCES.
-template <class VISIT> static EFI_STATUS eachFileSystem(VISIT visit) {
+// Calls visit with each handle that has the protocol. EFI_OUT_OF_RESOURCES.
+template <class VISIT> static EFI_STATUS eachWith(const EFI_GUID &guid, VISIT visit) {
   UINTN count = 0;
   EFI_HANDLE *handles = nullptr;
-  EFI_STATUS status = g_bootServices->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &g_fileSystemGuid,
+  EFI_STATUS status = g_bootServices->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &guid,
                                                          /* SearchKey= */ nullptr, &count, &handles);
   if (EFI_ERROR(status)) {
     return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
@@ -49,6 +50,10 @@ template <class VISIT> static EFI_STATUS eachFileSystem(VISIT visit) {
   }
   poolFree(handles);
   return EFI_SUCCESS;
+}
+
+template <class VISIT> static EFI_STATUS eachFileSystem(VISIT visit) {
+  return eachWith(g_fileSystemGuid, visit);
 }
 
 EFI_STATUS markFileSystems(DISK_LIST *list) {
@@ -90,4 +95,17 @@ EFI_STATUS closeFileSystems(const DISK &disk, bool *any) {
     status = eachFileSystem([&](EFI_HANDLE handle) { isLeft = isLeft || leadsThrough(pathOf(handle), path); });
   }
   return !EFI_ERROR(status) && isLeft ? EFI_ACCESS_DENIED : status;
+}
+
+bool hasRunningImages(const DISK &disk) {
+  const UINT8 *path = pathOf(disk.Handle);
+  bool any = false;
+  EFI_STATUS status = eachWith(g_loadedImageGuid, [&](EFI_HANDLE handle) {
+    void *found = nullptr;
+    if (!EFI_ERROR(g_bootServices->HandleProtocol(handle, &g_loadedImageGuid, &found))) {
+      EFI_HANDLE device = static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(found)->DeviceHandle;
+      any = any || (device != nullptr && leadsThrough(pathOf(device), path));
+    }
+  });
+  return EFI_ERROR(status) || any;
 }

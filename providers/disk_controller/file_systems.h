@@ -9,3 +9,6 @@ EFI_STATUS markFileSystems(DISK_LIST *list);
 // Lets the drivers of the file systems on a disk and its partitions go, so that nothing is written behind them; *any
 // tells whether there were some. Partitions stay. EFI_ACCESS_DENIED when one is there in spite of it.
 EFI_STATUS closeFileSystems(const DISK &disk, bool *any);
+
+// Whether an image that is loaded came from the disk or a partition of it. True when that cannot be found out.
+bool hasRunningImages(const DISK &disk);

@@ -92,7 +92,11 @@ static XYL_RESULT applyParsed(const XYL_CONTEXT &context, const CONTROLLER &cont
     result = openOutput(context, context.Request->Options[XYL_OPTION_LOG_FILE], logRoom(change->Request, **parsed),
                         &change->LogFile);
   }
-  return isFailure(result) ? result : confirm(context, controller, request, **parsed, *saved);
+  if (!isFailure(result)) {
+    result = confirm(context, controller, request, **parsed, *saved);
+  }
+  return isFailure(result) || request.Prepare == nullptr ? result
+                                                         : request.Prepare(context, controller, request.PrepareData);
 }
 
 XYL_RESULT applyChanges(const XYL_CONTEXT &context, const CONTROLLER &controller, const CHANGE_REQUEST &request) {
@@ -121,7 +125,8 @@ XYL_RESULT runApply(const XYL_CONTEXT &context) {
   if (isFailure(result)) {
     return result;
   }
-  CHANGE_REQUEST request = {context.Request->Operands[0], "change", {}, context.Request->Options[XYL_OPTION_SAVED]};
+  CHANGE_REQUEST request = {context.Request->Operands[0], "change", {}, context.Request->Options[XYL_OPTION_SAVED],
+                            /* Prepare= */ nullptr, /* PrepareData= */ nullptr};
   result = readDocument(context, request.Name, &request.Text);
   return isFailure(result) ? result : applyChanges(context, controller, request);
 }

@@ -14,6 +14,9 @@ struct CHANGE_REQUEST {
   const CHAR8 *What;    // what it does, in messages: "change"
   DOCUMENT_TEXT Text;   // pool; taken over and overwritten
   const CHAR8 *SavedOf; // the file of the saved configuration whose disk ids it uses, or null
+  // Done when everything else is ready, before the document is sent, which a failure prevents. Null: nothing.
+  XYL_RESULT (*Prepare)(const XYL_CONTEXT &context, const CONTROLLER &controller, void *data);
+  void *PrepareData;
 };
 
 // Runs a change document as the options say: checks it, shows it and asks when it destroys something, makes sure of the

@@ -113,28 +113,27 @@ XYL_RESULT managementOf(const XYL_CONTEXT &context, EFI_HANDLE handle, RAID_MGMT
   return result;
 }
 
-XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations,
-                            RAID_MGMT_PROTOCOL **controller) {
-  EFI_HANDLE handle = nullptr;
+static XYL_RESULT chooseOperations(const XYL_CONTEXT &context, EFI_HANDLE *handle, RAID_XYL_PROTOCOL **operations) {
   void *found = nullptr;
-  XYL_RESULT result = chooseHandle(context, &handle);
+  XYL_RESULT result = chooseHandle(context, handle);
   if (!isFailure(result)) {
-    result = openOn(context, handle, g_raidXylGuid, &found);
+    result = openOn(context, *handle, g_raidXylGuid, &found);
     *operations = static_cast<RAID_XYL_PROTOCOL *>(found);
-  }
-  if (!isFailure(result) && controller != nullptr) {
-    result = managementOf(context, handle, controller);
   }
   return result;
 }
 
 XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations) {
-  return selectController(context, operations, /* controller= */ nullptr);
+  EFI_HANDLE handle = nullptr;
+  return chooseOperations(context, &handle, operations);
 }
 
 XYL_RESULT openController(const XYL_CONTEXT &context, CONTROLLER *controller) {
   *controller = {};
-  XYL_RESULT result = selectController(context, &controller->Operations, &controller->Management);
+  XYL_RESULT result = chooseOperations(context, &controller->Handle, &controller->Operations);
+  if (!isFailure(result)) {
+    result = managementOf(context, controller->Handle, &controller->Management);
+  }
   if (!isFailure(result)) {
     result = needXmlService(context);
   }

@@ -22,12 +22,10 @@ XYL_RESULT managementOf(const XYL_CONTEXT &context, EFI_HANDLE handle, RAID_MGMT
 
 // The operations of the controller that -c chooses, or of the only one. Failures come with a message.
 XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations);
-// As well the controller's own protocol, by which the driver works.
-XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations,
-                            RAID_MGMT_PROTOCOL **controller);
 
 // A controller that a command works on.
 struct CONTROLLER {
+  EFI_HANDLE Handle;
   RAID_XYL_PROTOCOL *Operations;
   RAID_MGMT_PROTOCOL *Management;
   CONTROLLER_IDENTITY Identity;

@@ -5,6 +5,7 @@
 #include "driver/request/request.h"
 #include "xyl/change/change.h"
 #include "xyl/verbs/builders.h"
+#include "xyl/verbs/wipe.h"
 
 struct VERB {
   const CHAR8 *Command; // its name
@@ -25,7 +26,7 @@ static constexpr VERB g_verbs[] = {
 };
 
 // Writes the verb's document, for what the controller holds now. The caller gives *document to freeDocument.
-static XYL_RESULT build(const XYL_CONTEXT &context, const CONTROLLER &controller, const VERB &verb,
+static XYL_RESULT build(const XYL_CONTEXT &context, const CONTROLLER &controller, const VERB &verb, WIPE *wipe,
                         DOCUMENT_TEXT *document) {
   DOCUMENT_TEXT inventory;
   RAID_CONFIG *config = nullptr;
@@ -34,11 +35,13 @@ static XYL_RESULT build(const XYL_CONTEXT &context, const CONTROLLER &controller
     result = readConfiguration(context, "the inventory", inventory.Text, &config);
     poolFree(inventory.Text);
   }
-  if (isFailure(result)) {
-    return result;
+  if (!isFailure(result) && hasOption(context, XYL_OPTION_WIPE)) {
+    result = planWipe(context, controller, config, wipe);
   }
   CHANGE_WRITER writer = {};
-  result = verb.Build(context, *config, &writer);
+  if (!isFailure(result)) {
+    result = verb.Build(context, *config, &writer);
+  }
   releaseConfig(config);
   if (!isFailure(result)) {
     closeDocument(&writer);
@@ -61,11 +64,16 @@ XYL_RESULT runVerb(const XYL_CONTEXT &context) {
   }
   CONTROLLER controller;
   XYL_RESULT result = openController(context, &controller);
-  CHANGE_REQUEST request = {verb->Command, verb->What, {}, /* SavedOf= */ nullptr};
+  WIPE wipe = {};
+  CHANGE_REQUEST request = {verb->Command, verb->What, {}, /* SavedOf= */ nullptr, runWipe, &wipe};
   if (!isFailure(result)) {
-    result = build(context, controller, *verb, &request.Text);
+    result = build(context, controller, *verb, &wipe, &request.Text);
   }
-  return isFailure(result) ? result : applyChanges(context, controller, request);
+  if (!isFailure(result)) {
+    result = applyChanges(context, controller, request);
+  }
+  poolFree(wipe.Disks);
+  return result;
 }
 
 XYL_RESULT runIdentifyOf(const XYL_CONTEXT &context) {

@@ -1,0 +1,7 @@
+// What keeps disks from holding volumes, and where it lies.
+#pragma once
+
+#include "raid_disks.h"
+
+// RAID_DISKS_PROTOCOL's member.
+EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *protocol, UINT32 objectId, RAID_DISK_CONTENTS *contents);
