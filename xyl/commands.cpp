@@ -61,7 +61,7 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--old-passphrase-file", "FILE", XYL_FRONT_BOTH, "the same for the passphrase that is replaced"},
     {nullptr, "--disk", "DISK", XYL_FRONT_SHELL, "make the disk blink"},
     {"-b", "--pages", nullptr, XYL_FRONT_SHELL, "stop after each page of what is printed"},
-    {nullptr, "--wipe", nullptr, XYL_FRONT_BOTH, "wipe what is on the disks and keeps them from being Ready"},
+    {nullptr, "--wipe", nullptr, XYL_FRONT_BOTH, "first destroy what keeps the disks from being Ready"},
 };
 
 const XYL_COMMAND g_xylCommands[] = {

@@ -53,3 +53,38 @@ snapshot() {
   cat /proc/mdstat
   echo "snapshot end"
 }
+
+# --- Volumes that others made ---
+
+paths() { for disk in "$@"; do echo "/dev/$disk"; done; }
+quiet() { ! grep -q -e recovery -e resync /proc/mdstat; }
+# Every volume has all its members.
+whole() { quiet && ! grep -q '\[U*_[U_]*\]' /proc/mdstat; }
+
+# assemble SET DISK...: examined without a complaint, the set, then its volumes.
+assemble() {
+  set_name=$1
+  shift
+  for disk in "$@"; do
+    mdadm --examine "/dev/$disk" >/tmp/examined 2>&1
+    ! grep -q -i -e mdadm: -e bad -e 'not correct' /tmp/examined || { cat /tmp/examined; return 1; }
+  done
+  mdadm --assemble "/dev/md/$set_name" $(paths "$@")
+  mdadm --incremental "/dev/md/$set_name"
+}
+
+# The names under /dev/md of what is no set.
+volume_names() {
+  for link in /dev/md/*; do
+    device=$(readlink -f "$link")
+    [ ! -e "/sys/block/${device##*/}/md/metadata_version" ] ||
+      ! grep -q external:/ "/sys/block/${device##*/}/md/metadata_version" || echo "${link##*/}"
+  done
+}
+
+# Linux brings the metadata up to date a few seconds after the last write.
+stop_all() {
+  sleep 5
+  for volume in $(volume_names); do mdadm --stop "/dev/md/$volume"; done
+  mdadm --stop --scan
+}

@@ -125,8 +125,12 @@ XYL_RESULT runApply(const XYL_CONTEXT &context) {
   if (isFailure(result)) {
     return result;
   }
-  CHANGE_REQUEST request = {context.Request->Operands[0], "change", {}, context.Request->Options[XYL_OPTION_SAVED],
-                            /* Prepare= */ nullptr, /* PrepareData= */ nullptr};
+  CHANGE_REQUEST request = {context.Request->Operands[0],
+                            "change",
+                            {},
+                            context.Request->Options[XYL_OPTION_SAVED],
+                            /* Prepare= */ nullptr,
+                            /* PrepareData= */ nullptr};
   result = readDocument(context, request.Name, &request.Text);
   return isFailure(result) ? result : applyChanges(context, controller, request);
 }

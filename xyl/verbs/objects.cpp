@@ -57,15 +57,15 @@ static UINT32 findInPlace(const RAID_CONFIG &config, const CHAR8 *name, const CH
 }
 
 static UINT32 findDisk(const RAID_CONFIG &config, const CHAR8 *name) {
-  for (const CHAR8 *at = name; *at != 0; ++at) {
-    if (*at == ':') {
-      return findInPlace(config, name, at);
-    }
-  }
   for (UINT32 i = 0; i < config.physicalDiskCount; ++i) {
     const RAID_PD_RECORD &disk = config.physicalDisks[i];
     if (isNumber(name) ? disk.ObjectID == parseDecimal(name) : isText(disk.FQDD, name)) {
       return i;
+    }
+  }
+  for (const CHAR8 *at = name; *at != 0; ++at) {
+    if (*at == ':') { // an FQDD may have one, too
+      return findInPlace(config, name, at);
     }
   }
   return ID_NONE;
