@@ -1,0 +1,343 @@
+// Changes of sets: what they leave, what they refuse, in which order they write, and what failures in the middle do.
+
+#include <algorithm>
+#include <cstring>
+
+#include "providers/ddf_change/ddf_change.h"
+#include "tests/ddf/fixture.h"
+
+static DDF_GUID guidOf(const char *text, size_t number) {
+  DDF_GUID guid;
+  std::memset(guid.bytes, '-', sizeof(guid.bytes));
+  std::memcpy(guid.bytes, text, std::strlen(text));
+  guid.bytes[23] = static_cast<UINT8>('0' + number);
+  return guid;
+}
+
+// Disks that are written, with a log of it: "0:so1" is disk 0, the secondary header, open, sequence 1; "." a section;
+// "p" the primary, "c" closed; "A" and "Z" an anchor and its end; "F" a flush.
+class Rig {
+public:
+  explicit Rig(size_t count) : disks(count) {
+    for (SPARSE_DISK &disk : disks) {
+      disk.sectors = TEST_DISK_SECTORS;
+    }
+    std::memset(&maker_, 0xFF, sizeof(maker_));
+    maker_.guid = guidOf("OurMaker", 0);
+  }
+
+  // Small sets that Linux made: a mirror "volume" of 512 blocks on the first two disks, others are fresh.
+  static Rig small(size_t count) {
+    Rig rig(count);
+    DISKS made = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 512}, 0, DDF_SMALL_LIMITS);
+    std::copy(made.begin(), made.end(), rig.disks.begin());
+    return rig;
+  }
+
+  // Reads the disks, and lets a change do its work on them.
+  EFI_STATUS run(const std::function<EFI_STATUS(DDF_WRITER *)> &change) {
+    log.clear();
+    std::vector<DDF_SOURCE> sources;
+    std::vector<LINK> links;
+    std::vector<DDF_TARGET> targets;
+    for (size_t i = 0; i < disks.size(); ++i) {
+      sources.push_back(disks[i].source());
+      links.push_back({this, i});
+    }
+    for (LINK &link : links) {
+      targets.push_back({write, flush, &link, guidOf("Disk", link.disk), link.disk != unusable});
+    }
+    DDF_MODEL *model = nullptr;
+    EFI_STATUS status = ddfRead(sources.data(), static_cast<UINT32>(sources.size()), &maker_.guid, &model);
+    if (status == EFI_SUCCESS) {
+      DDF_WRITER writer = {model, targets.data(), &maker_, 1000, [] { return 0xFFFFFFFEU; }, {}, {}};
+      status = change(&writer);
+      trouble = writer.trouble.what == nullptr ? "" : writer.trouble.what;
+      if (writer.trouble.disk != DDF_NONE) {
+        trouble = std::to_string(writer.trouble.disk) + ": " + trouble;
+      }
+      ddfFree(model);
+    }
+    return status;
+  }
+
+  EFI_STATUS create(UINT8 level, UINT8 qualifier, UINT8 strip, const char *name, UINT64 blocks,
+                    const std::vector<UINT32> &members, UINT64 start = DDF_ANYWHERE) {
+    DDF_NEW_VOLUME wanted = {
+        level,  qualifier, strip, 0, DDF_CACHE_READ_AHEAD, {}, members.data(), static_cast<UINT32>(members.size()),
+        blocks, start};
+    std::memcpy(wanted.name, name, std::min(std::strlen(name), sizeof(wanted.name)));
+    return run([&](DDF_WRITER *writer) { return ddfCreateVolume(writer, wanted); });
+  }
+
+  DISKS disks;
+  std::string log, trouble;
+  size_t unusable = ~size_t{0};
+  unsigned failAt = 0; // the write or flush that fails, counted from 1
+
+private:
+  struct LINK {
+    Rig *rig;
+    size_t disk;
+  };
+
+  EFI_STATUS note(size_t disk, const std::string &text) {
+    std::string from = std::to_string(disk) + ":";
+    log += text == "F" || text == "." ? text : (log.empty() ? "" : " ") + from + text;
+    return failAt != 0 && --failAt == 0 ? EFI_DEVICE_ERROR : EFI_SUCCESS;
+  }
+
+  static EFI_STATUS write(void *context, UINT64 lba, UINTN count, const void *buffer) {
+    auto [rig, number] = *static_cast<LINK *>(context);
+    SPARSE_DISK &disk = rig->disks[number];
+    const auto *header = static_cast<const DDF_HEADER *>(buffer);
+    bool isHeader = header->signature == DDF_HEADER_SIGNATURE;
+    EXPECT_TRUE(lba >= disk.sectors - DDF_RESERVE && count <= disk.sectors - lba) << lba;
+    std::string what = lba == disk.sectors - 1 ? (isHeader ? "A" : "Z") : ".";
+    if (what == "." && isHeader) {
+      what = std::string(header->type == DDF_PRIMARY ? "p" : "s") + (header->openFlag == DDF_CLOSED ? "c" : "o") +
+             std::to_string(header->sequence);
+    }
+    EFI_STATUS status = rig->note(number, what);
+    if (!EFI_ERROR(status)) {
+      disk.write(lba, buffer, count);
+    }
+    return status;
+  }
+
+  static EFI_STATUS flush(void *context) {
+    auto [rig, number] = *static_cast<LINK *>(context);
+    return rig->note(number, "F");
+  }
+
+  DDF_CONTROLLER_DATA maker_;
+};
+
+// --- What is made ---
+
+TEST_F(Ddf, VolumesAreMadeAsLinuxTakesThem) {
+  constexpr UINT64 MUCH = UINT64{1} << 60;
+  struct CASE {
+    const char *name;
+    UINT8 level, qualifier, strip;
+    std::vector<UINT32> members;
+    UINT64 blocks, start;
+    EFI_STATUS status;
+    const char *text; // of the model, or the trouble
+  } const cases[] = {
+      {"zero", 0, 0, 0, {3}, 7, 8, EFI_SUCCESS, "initialised, read/write)\n    RAID 0 (0, 0, secondary 255), 7 blocks"},
+      {"one", 1, 0, 0xFF, {0, 1}, 7, DDF_ANYWHERE, EFI_SUCCESS, "optimal, not initialised"},
+      {"three", 1, 1, 7, {0, 1, 2}, 0, DDF_ANYWHERE, EFI_SUCCESS, "(1, 1, secondary 255), 4096 blocks"},
+      {"four", 4, 1, 3, {0, 1, 2}, 0, 5, EFI_SUCCESS, "RAID 4 (4, 1, secondary 255), 8176 blocks"},
+      {"five", 5, 2, 7, {2, 1, 0, 3}, 0, DDF_ANYWHERE, EFI_SUCCESS, "members 0@0, 1@0, 2@0, 3@0"},
+      {"six", 6, 3, 7, {0, 1, 2, 3}, 256, DDF_ANYWHERE, EFI_SUCCESS, "512 blocks, 256 a member, strip 128"},
+      {"sixteenletters16", 0x11, 0, 15, {0, 1, 2, 3}, 0, DDF_ANYWHERE, EFI_VOLUME_FULL, "0: has no room"},
+      {"sixteenletters16", 0x11, 0, 12, {0, 1, 2, 3}, 0, DDF_ANYWHERE, EFI_SUCCESS, "RAID 10 (17, 0, secondary 255)"},
+      {"raid 1 of 2", 1, 1, 7, {0, 1}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
+      {"five", 5, 1, 7, {0, 1, 2}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
+      {"offset copies", 0x11, 1, 7, {0, 1, 2, 3}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
+      {"linear", 0x1F, 0, 7, {0, 1}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
+      {"no pages", 5, 3, 2, {0, 1, 2}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "strip"},
+      {"no strip", 0, 0, 0xFF, {0}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "strip"},
+      {"none", 0, 0, 7, {}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, ""},
+      {"uneven", 0, 0, 7, {0}, 129, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "whole strips"},
+      {"twice", 0, 0, 7, {1, 1}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "1: named twice"},
+      {"ghost", 0, 0, 7, {4}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, ""},
+      {"blank s", 0, 0, 7, {0}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "blank"},
+      {"large", 0, 0, 7, {0}, MUCH, DDF_ANYWHERE, EFI_VOLUME_FULL, "0: has no room"},
+      {"last", 0, 0, 7, {2}, 128, 4096 - 127, EFI_VOLUME_FULL, "2: has no room"},
+      {"behind", 0, 0, 7, {2}, 0, MUCH, EFI_VOLUME_FULL, "2: has no room"},
+  };
+  for (const CASE &row : cases) {
+    SCOPED_TRACE(row.name);
+    Rig rig(4);
+    EXPECT_EQ(rig.create(row.level, row.qualifier, row.strip, row.name, row.blocks, row.members, row.start),
+              row.status);
+    std::string text = row.status == EFI_SUCCESS ? readText(rig.disks) : rig.trouble;
+    EXPECT_NE(text.find(row.text), std::string::npos) << text;
+    EXPECT_EQ(rig.log.empty(), row.status != EFI_SUCCESS) << rig.log;
+  }
+}
+
+// --- A story ---
+
+TEST_F(Ddf, ChangesFollowEachOther) {
+  Rig rig(6);
+  auto step = [&](const char *what, EFI_STATUS wanted, EFI_STATUS status, const std::vector<std::string> &texts) {
+    EXPECT_EQ(status, wanted) << what << ": " << rig.trouble;
+    std::string text = rig.trouble + "\n" + readText(rig.disks);
+    for (const std::string &part : texts) {
+      EXPECT_NE(text.find(part), std::string::npos) << what << ": " << part << " in\n" << text;
+    }
+  };
+  auto change = [&](const std::function<EFI_STATUS(DDF_WRITER *)> &does) { return rig.run(does); };
+  auto spare = [&](UINT32 disk, DDF_SPARE_KIND kind, std::vector<UINT32> volumes) {
+    return change([&](DDF_WRITER *writer) {
+      return ddfSetSpare(writer, DDF_NONE, disk, kind, volumes.data(), static_cast<UINT32>(volumes.size()));
+    });
+  };
+  step("no set", EFI_NOT_FOUND, spare(5, DDF_SPARE_GLOBAL, {}), {"5: there is no set"});
+  step("first", EFI_SUCCESS, rig.create(1, 0, 0xFF, "a", 1024, {0, 1}), {"volume 0: \"a\" optimal"});
+  step("gap", EFI_SUCCESS, rig.create(0, 0, 7, "b", 1024, {1, 2}), {"members 1@1024, 2@0", "1024 a member"});
+  step("name", EFI_INVALID_PARAMETER, rig.create(0, 0, 7, "a", 128, {3}), {"another volume of the set has the name"});
+  step("global", EFI_SUCCESS, spare(5, DDF_SPARE_GLOBAL, {}), {"pd 3: disk 5, online, type global spare"});
+  step("dedicated", EFI_SUCCESS, spare(5, DDF_SPARE_FOR_VOLUMES, {0, 1}), {"spare for volumes 0 1,"});
+  step("used as a member", EFI_ACCESS_DENIED, rig.create(0, 0, 7, "c", 128, {5}), {"5: waits as a spare"});
+  step("settings", EFI_SUCCESS, change([](DDF_WRITER *writer) {
+         DDF_VOLUME_SETTINGS settings = {DDF_SET_NAME | DDF_SET_ACCESS | DDF_SET_CACHE, DDF_READ_ONLY, 0x21, "new"};
+         return ddfChangeVolume(writer, 0, 0, settings);
+       }),
+       {"volume 0: \"new\" optimal (entry: optimal, not initialised, read only)"});
+  step("vendor's data", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfSetVendorData(writer, 0, "kept", 4); }),
+       {"volume 1: \"b\" optimal"});
+  DISKS before = rig.disks;
+  step("failed", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfFailDisk(writer, 0, 1); }),
+       {"pd 1: disk 1, online failed", "\"new\" degraded (entry: degraded", "\"b\" failed (entry: failed"});
+  EXPECT_EQ(rig.disks[1].kept, before[1].kept);
+  step("back to work", EFI_ACCESS_DENIED, rig.create(0, 0, 7, "c", 128, {1}), {"1: has failed"});
+  // The failed disk has records of both: it goes before them.
+  step("deleted", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 1); }),
+       {"disk 1: other", "disk 2: other", "spare for volumes 0,", "members 0@0, 1@0 missing"});
+  step("last", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 0); }),
+       {"disk 0: other\n", "disk 5: other\n"});
+  EXPECT_EQ(readText(rig.disks).find("set 0"), std::string::npos);
+  step("again", EFI_SUCCESS, rig.create(5, 3, 7, "a", 0, {0, 1, 2}), {"volume 0: \"a\" optimal"});
+  step("spare", EFI_SUCCESS, spare(4, DDF_SPARE_GLOBAL, {}), {"disk 4, online, type global spare"});
+  step("no spare", EFI_SUCCESS, spare(4, DDF_NO_SPARE, {}), {"disk 4: other"});
+  changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { copy.header.foreignFlag = 1; });
+  step("foreign", EFI_ACCESS_DENIED, rig.create(0, 0, 7, "b", 128, {0}), {"0: belongs to a foreign set"});
+  step("imported", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfImportSet(writer, 0); }), {});
+  step("all", EFI_SUCCESS, change([](DDF_WRITER *writer) {
+         EXPECT_FALSE(writer->model->sets[0].foreign);
+         return ddfDeleteSet(writer, 0);
+       }),
+       {"disk 0: other\n", "disk 1: other\n", "disk 2: other\n"});
+}
+
+// --- What must not be written ---
+
+TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
+  struct CASE {
+    const char *name;
+    void (*spoil)(Rig &rig); // disks 0 and 1 are a mirror, 2 and 3 are fresh
+    std::vector<UINT32> members;
+    const char *trouble;
+  } const cases[] = {
+      {"contents",
+       [](Rig &rig) { rig.disks[3].write(2, std::string(512, 'S').replace(56, 2, "\x53\xEF").data(), 1); },
+       {2, 3},
+       "3: ext file system"},
+      {"not to be written", [](Rig &rig) { rig.unusable = 3; }, {2, 3}, "3: must not be written"},
+      {"member not to be written", [](Rig &rig) { rig.unusable = 1; }, {2, 3}, "1: must not be written"},
+      {"too small", [](Rig &rig) { rig.disks[2].sectors = DDF_RESERVE; }, {2, 3}, "2: too small"},
+      {"unreadable", [](Rig &rig) { rig.disks[2].sectors = 0; }, {2, 3}, "2: cannot be read"},
+      {"copy of a member", [](Rig &rig) { rig.disks[3] = rig.disks[1]; }, {2}, "3: another disk has its identity"},
+      {"damaged",
+       [](Rig &rig) {
+         for (UINT64 at : {0, 32768})
+           rig.disks[1].kept.erase(TEST_DISK_SECTORS - DDF_RESERVE + at + 2);
+       },
+       {2},
+       "1: no good copy"},
+      {"records without an entry",
+       [](Rig &rig) {
+         changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { ddfRecordSlot(copy, 0)->guid.bytes[9]++; });
+       },
+       {2},
+       "records that are not understood"},
+      {"offsets that Linux ignores",
+       [](Rig &rig) { changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { copy.header.maxPartitions = 63; }); },
+       {2},
+       "Linux would misplace"},
+  };
+  for (const CASE &row : cases) {
+    SCOPED_TRACE(row.name);
+    Rig rig(4);
+    ASSERT_EQ(rig.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
+    row.spoil(rig);
+    EXPECT_EQ(rig.create(0, 0, 7, "new", 128, row.members), EFI_ACCESS_DENIED);
+    EXPECT_NE(rig.trouble.find(row.trouble), std::string::npos) << rig.trouble;
+    EXPECT_EQ(rig.log, "");
+  }
+}
+
+// --- Order, and failures in the middle ---
+
+TEST_F(Ddf, TheCopyThatNobodyReadsIsWrittenFirst) {
+  Rig rig(2);
+  ASSERT_EQ(rig.create(0, 0, 7, "a", 128, {0}), EFI_SUCCESS);
+  EXPECT_EQ(rig.log, "0:so0F.....F 0:sc1F 0:po0F.....F 0:pc1F 0:AF " // a set of one disk
+                     "0:so1F.....F 0:sc2F 0:po1F.....F 0:pc2F "      // the entry
+                     "0:so2F.....F 0:sc3F 0:po2F.....F 0:pc3F");     // the record
+  ASSERT_EQ(rig.create(0, 0, 7, "b", 128, {1}), EFI_SUCCESS);
+  EXPECT_EQ(rig.log.substr(0, 50), "1:so0F.....F 1:sc3F 1:po0F.....F 1:pc3F 1:AF 0:so3");
+  // What was torn is written before what is good: here the primary copy.
+  rig.disks[0].kept.erase(TEST_DISK_SECTORS - DDF_RESERVE + 32768);
+  ASSERT_EQ(rig.run([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 0); }), EFI_SUCCESS);
+  EXPECT_EQ(rig.log, "0:po5F.....F 0:pc6F 0:so5F.....F 0:sc6F 1:so5F.....F 1:sc6F 1:po5F.....F 1:pc6F " // repair
+                     "0:so6F.....F 0:sc7F 0:po6F.....F 0:pc7F 1:so6F.....F 1:sc7F 1:po6F.....F 1:pc7F " // records
+                     "1:so7F.....F 1:sc8F 1:po7F.....F 1:pc8F 0:ZF");                                   // entry
+}
+
+// Each write and flush of a change fails once; the volumes are the old or the new ones, and the change works then.
+TEST_F(Ddf, FailuresInTheMiddleAreRepaired) {
+  auto volumes = [](Rig &rig) {
+    std::string names;
+    DDF_MODEL *model = readModel(rig.disks);
+    EXPECT_EQ(modelFault(*model), "");
+    for (UINT32 i = 0; i < model->setCount; ++i) {
+      for (UINT32 j = 0; j < model->sets[i].volumeCount; ++j) {
+        const DDF_VOLUME &volume = model->sets[i].volumes[j];
+        names += volume.record == nullptr ? "" : std::string(volume.name) + std::to_string(volume.state) + " ";
+      }
+    }
+    ddfFree(model);
+    return names;
+  };
+  auto create = [](Rig &rig) { return rig.create(1, 0, 0xFF, "new", 512, {1, 2}); };
+  auto remove = [&](Rig &rig) {
+    bool there = volumes(rig).find("new") != std::string::npos;
+    return !there ? create(rig) : rig.run([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 1); });
+  };
+  Rig old = Rig::small(3);
+  for (int deletes = 0; deletes < 2; ++deletes) {
+    Rig done = old;
+    ASSERT_EQ(deletes != 0 ? remove(done) : create(done), EFI_SUCCESS);
+    for (unsigned nth = 1;; ++nth) {
+      SCOPED_TRACE(nth);
+      Rig rig = old;
+      rig.failAt = nth;
+      EFI_STATUS status = deletes != 0 ? remove(rig) : create(rig);
+      if (status == EFI_SUCCESS) {
+        EXPECT_GT(nth, 60u);
+        break;
+      }
+      EXPECT_EQ(status, EFI_DEVICE_ERROR);
+      EXPECT_EQ(rig.trouble.substr(1, 12), ": cannot be ");
+      std::string now = volumes(rig);
+      EXPECT_TRUE(now == volumes(old) || now == volumes(done)) << now;
+      if (now == volumes(old)) {
+        EXPECT_EQ(deletes != 0 ? remove(rig) : create(rig), EFI_SUCCESS) << rig.trouble;
+      }
+      EXPECT_EQ(volumes(rig), volumes(done));
+      EXPECT_EQ(rig.create(0, 0, 7, "more", 128, {0}), EFI_SUCCESS) << rig.trouble;
+    }
+    old = done;
+  }
+}
+
+TEST_F(Ddf, WithoutMemoryNothingIsWritten) {
+  for (unsigned nth = 1;; ++nth) {
+    Rig rig = Rig::small(4);
+    firmware_.failAllocation(nth, FAIL_MODE::fromThenOn);
+    EFI_STATUS status = rig.create(5, 3, 7, "new", 512, {1, 2, 3});
+    bool failed = firmware_.allocationFailed();
+    firmware_.failAllocation(0);
+    ASSERT_EQ(status, failed ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS) << nth;
+    ASSERT_EQ(rig.log.empty(), failed) << nth;
+    if (!failed) {
+      EXPECT_GT(nth, 40u);
+      break;
+    }
+  }
+}
