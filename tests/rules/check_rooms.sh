@@ -72,7 +72,7 @@ done
 check xyl/firmware free $below
 check xyl/shell_front free $below xyl/firmware
 below="$below $providers host_firmware"
-for room in host controller_file platform sim report host_front; do
+for room in host controller_file platform sim report redfish host_front; do
   check "xyl/$room" host $below
   below="$below xyl/$room"
 done

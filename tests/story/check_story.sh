@@ -2,17 +2,24 @@
 # Runs a story of the README line by line as it stands, in a folder where "run" leads to RUN. A line ends with 0, or as
 # its comment says, and prints what a comment in "..." says.
 #   check_story.sh README HEADING RUN
-# RUN is the project's front, or a client, which then stands for "run xyl".
+# RUN is the project's front, or a client, which then stands for "run xyl" and serves "run redfish".
 set -eu
 place=$(mktemp -d)
 said=$(mktemp)
 story=
 trap 'rm -rf "$place" "$said" "$story"' EXIT
+docs=$(dirname "$(realpath "$1")")/docs
+ln -s "$docs" "$place/docs"
 if [ "$(basename "$3")" = run ]; then
   printf '#!/bin/sh\nexec "%s" "$@"\n' "$(realpath "$3")" >"$place/run"
-  ln -s "$(dirname "$(realpath "$1")")/docs" "$place/docs"
 else
-  printf '#!/bin/sh\nshift\nexec "%s" "$@"\n' "$(realpath "$3")" >"$place/run"
+  cat >"$place/run" <<RUN
+#!/bin/sh
+front=\$1
+shift
+[ "\$front" = redfish ] || exec "$(realpath "$3")" "\$@"
+exec /usr/bin/python3 "$docs/examples/redfish_service.py" --xyl "$(realpath "$3")" "\$@"
+RUN
 fi
 chmod +x "$place/run"
 before=$(ls "$place")

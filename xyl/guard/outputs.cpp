@@ -2,7 +2,7 @@
 #include "xyl/guard/guard.h"
 
 // The options whose files a command reads.
-static constexpr XYL_OPTION_ID g_inputs[] = {XYL_OPTION_SAVED, XYL_OPTION_FROM};
+static constexpr XYL_OPTION_ID g_inputs[] = {XYL_OPTION_SAVED, XYL_OPTION_FROM, XYL_OPTION_REQUEST};
 
 static bool isInput(const XYL_CONTEXT &context, const CHAR8 *file) {
   const XYL_REQUEST &request = *context.Request;

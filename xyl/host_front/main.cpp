@@ -14,6 +14,7 @@
 #include "xyl/host_front/outputs.h"
 #include "xyl/host_front/secret.h"
 #include "xyl/platform/platform.h"
+#include "xyl/redfish/redfish.h"
 #include "xyl/report/report.h"
 #include "xyl/sim/sim.h"
 
@@ -78,8 +79,18 @@ static bool isReport(const XYL_REQUEST &request) {
   return xylIsCommand(request, "report");
 }
 
+static bool isRedfish(const XYL_REQUEST &request) {
+  return xylIsCommand(request, "redfish");
+}
+
 static bool needsController(const XYL_REQUEST &request) {
-  return xylNeedsController(request) || (isReport(request) && request.OperandCount == 0);
+  return xylNeedsController(request) || (isReport(request) && request.OperandCount == 0) ||
+         (isRedfish(request) && redfishNeedsController(request));
+}
+
+static XYL_RESULT runCommand(const XYL_HOST &host, const XYL_REQUEST &request) {
+  XYL_CONTEXT context = {&host, &request};
+  return isReport(request) ? runReport(context) : isRedfish(request) ? runRedfish(context) : xylRun(&host, request);
 }
 
 // Checks what the options say about the controller and the log.
@@ -130,7 +141,7 @@ static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
   host.SystemTable = platform.systemTable();
   std::string server = serverName(options);
   host.ServerName = server.c_str();
-  result = isReport(request) ? runReport(XYL_CONTEXT{&host, &request}) : xylRun(&host, request);
+  result = runCommand(host, request);
   std::fflush(stdout);
   // Also after a failure: steps done before it stay done.
   platform.saveController();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "xyl/command_line/command_line.h"
+#include "xyl/verbs/change_writer.h"
 
 // Runs the verb that the request's command names.
 XYL_RESULT runVerb(const XYL_CONTEXT &context);

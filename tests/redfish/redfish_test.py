@@ -1,0 +1,293 @@
+#!/usr/bin/python3
+"""redfish_test.py XYL SOURCES: real clients read what 'xyl redfish' writes and change controllers through it.
+
+Resources are also compared with the standard's own schemas, where the folder SOURCES/../shared/redfish has them.
+"""
+import http.client
+import json
+import os
+import subprocess
+import sys
+import tempfile
+
+import jsonschema
+import sushy
+import sushy.auth
+
+XYL, SOURCES = (os.path.abspath(argument) for argument in sys.argv[1:])
+SCHEMAS = os.path.join(SOURCES, "..", "shared", "redfish")
+sys.path.insert(0, os.path.join(SOURCES, "docs", "examples"))
+sys.dont_write_bytecode = True
+import redfish_service  # pylint: disable=wrong-import-position
+
+STORAGE = "/redfish/v1/Systems/1/Storage/0"
+faults = []
+
+
+def check(holds, *words):
+    if not holds:
+        faults.append(" ".join(map(str, words)))
+
+
+def xyl(*words, code=0):
+    run = subprocess.run([XYL, *words], capture_output=True, text=True, check=False)
+    check(run.returncode == code, words, run.returncode, run.stderr)
+    return run.stdout
+
+
+def shown(box):
+    return json.loads(xyl("show", "--json", "--controller", box))["Adapter"]
+
+
+def drive(number):
+    return {"@odata.id": f"{STORAGE}/Drives/{number}"}
+
+
+# --- Schemas and links ---
+
+class Resolver(jsonschema.RefResolver):
+    """Finds schemas by their file's name. Nothing is valid by one that is not there, but for the one enumeration of a
+    schema that is not in the folder."""
+
+    def resolve(self, ref):
+        name = ref.split("#")[0].split("/")[-1] if "#" in ref else ""
+        if name == "DataStorageLoSCapabilities.json":
+            return ref, {"enum": ["Read", "Write", "WriteOnce", "Append", "Streaming"]}
+        if name and not os.path.exists(os.path.join(SCHEMAS, name)):
+            return ref, False
+        return super().resolve(ref)
+
+    def resolve_remote(self, uri):
+        with open(os.path.join(SCHEMAS, uri.split("/")[-1]), encoding="utf-8") as file:
+            self.store[uri] = json.load(file)
+        return self.store[uri]
+
+
+def schema_errors(resource):
+    kind = resource["@odata.type"][1:].split(".")
+    reference = f"http://redfish.dmtf.org/schemas/v1/{'.'.join(kind[:-1])}.json#/definitions/{kind[-1]}"
+    validator = jsonschema.Draft7Validator({"$ref": reference}, resolver=Resolver("", {}))
+    return [f"{error.json_path}: {error.message[:300]}" for error in validator.iter_errors(resource)]
+
+
+def links(value):
+    if isinstance(value, dict):
+        yield from ([value["@odata.id"]] if "@odata.id" in value else [])
+        value = [item for name, item in value.items() if name != "Oem"]
+    for item in value if isinstance(value, list) else ():
+        yield from links(item)
+
+
+def check_tree(name, tree):
+    for uri, resource in tree.items():
+        for link in links(resource):
+            path, _, inside = link.partition("#")
+            target = tree.get(path.rstrip("/"), {})
+            for step in inside.split("/")[1:]:
+                target = target[int(step)] if isinstance(target, list) else target.get(step)
+            check(target, name, uri, "leads nowhere:", link)
+        if os.path.isdir(SCHEMAS) and uri != "/redfish":
+            check(not schema_errors(resource), name, uri, *schema_errors(resource))
+
+
+# --- Every preset and damage, read by sushy ---
+
+CONTROLLERS = (  # preset, what happens, health of all, states of volumes
+    ("demo", "", "OK", "Enabled"),
+    ("direct", "", "OK", "Enabled"),
+    ("sas", "", "OK", "Enabled"),
+    ("empty", "", "OK", ""),
+    ("large", "", "OK", "Enabled"),
+    ("demo", "pull 1003", "Warning", "Enabled"),
+    ("demo", "fail 1003", "Critical", "Enabled"),
+    ("demo", "pull 1003,pull 1004", "Critical", "Enabled UnavailableOffline"),
+    ("demo", "replace-adapter", "Warning", ""),
+)
+
+
+def members(volume):
+    return [link["@odata.id"] for link in volume.json["Links"]["Drives"]]
+
+
+def read_controller(preset, damage, health, states):
+    name = f"{preset} {damage}:"
+    xyl("sim", "new", "--preset", preset, "box.json", "--force")
+    for step in filter(None, damage.split(",")):
+        verb, *words = step.split()
+        xyl("sim", verb, "box.json", *words)
+    box = redfish_service.Box(XYL, ["box.json"], ["--controller", "box.json"])
+    check_tree(name, box.tree())
+    wanted = shown("box.json")
+    root = sushy.Sushy(redfish_service.start(box)[0], auth=sushy.auth.BasicAuth("a", "b"))
+    system = root.get_system("/redfish/v1/Systems/1")
+    storage = system.storage.get_members()[0]
+    disks = [disk for holder in (*wanted["Enclosure"], wanted) for disk in holder["PD"]]
+    check(system.status.health_rollup.value == storage.status.health_rollup.value == health, name, "health",
+          system.status.health_rollup)
+    check([disk["Size"] for disk in disks] == [found.capacity_bytes for found in storage.drives], name, "disks")
+    volumes = storage.volumes.get_members()
+    for disk, found in zip(disks, storage.drives):
+        there = [link["@odata.id"] for link in found.json["Links"]["Volumes"]]
+        check(there == [volume.path for volume in volumes if found.path in members(volume)], name, "volumes of", disk)
+    check([volume["Size"] for volume in wanted["VD"]] == [volume.capacity_bytes for volume in volumes], name, "volumes")
+    found = {volume.json["Status"]["State"] for volume in volumes}
+    check(found == set(states.split()), name, "states", found)
+    slots = [len(chassis.json["Links"]["Drives"]) for chassis in root.get_chassis_collection().get_members()]
+    check(sum(slots) == len(disks), name, "drives by chassis", slots)
+    check(len(storage.storage_controllers) == len(storage.controllers.get_members()) == 1, name, "controllers")
+
+
+# --- Changes ---
+
+VOLUME = {"Name": "Builds", "RAIDType": "RAID10", "CapacityBytes": 1000000000000, "StripSizeBytes": 131072,
+          "WriteCachePolicy": "WriteThrough", "ReadCachePolicy": "Off", "Encrypted": False,
+          "AccessCapabilities": ["Read"], "MediaSpanCount": 2,
+          "Links": {"Drives": [drive(number) for number in (1003, 1004, 1005, 1006)],
+                    "DedicatedSpareDrives": [drive(1007)]}}
+CHANGE = {"DisplayName": "Data", "WriteCachePolicy": "UnprotectedWriteBack", "ReadCachePolicy": "ReadAhead",
+          "AccessCapabilities": ["Read", "Write"], "Links": {"DedicatedSpareDrives": [drive(1008)]}}
+
+
+def covers(resource, wanted):
+    return all(covers(resource[name], value) if isinstance(value, dict) else resource[name] == value
+               for name, value in wanted.items())
+
+
+def change_volumes():
+    """Every writable property of a volume survives: request, change document, controller, document, resource."""
+    xyl("sim", "new", "--preset", "demo", "box.json", "--force")
+    box = redfish_service.Box(XYL, ["box.json"], ["--controller", "box.json"])
+    address, _ = redfish_service.start(box)
+    storage = sushy.Sushy(address, auth=sushy.auth.BasicAuth("a", "b")).get_system("/redfish/v1/Systems/1").storage
+    volumes = storage.get_members()[0].volumes
+    for number in (2, 3):
+        volumes.get_member(f"{STORAGE}/Volumes/{number}").delete()
+    check([volume["ObjectID"] for volume in shown("box.json")["VD"]] == [1, 4, 5], "volumes are not deleted")
+    made = volumes.create({**VOLUME, "@Redfish.OperationApplyTime": "Immediate"})
+    check(made and covers(made.json, VOLUME), "not as asked for:", made and made.json)
+    volume = shown("box.json")["VD"][-1]
+    check(covers(volume, {"Name": "Builds", "RAIDLevel": "RAID 10", "PDsPerSpan": 2, "StripeSize": "128 Kb"}), volume)
+    request(address, "PATCH", made.path, CHANGE, 200)
+    made.refresh(force=True)
+    check(covers(made.json, {**VOLUME, "Name": "Data", **CHANGE, "Links": {**VOLUME["Links"], **CHANGE["Links"]}}), made.json)
+    spares = [disk.get("Hotspare") for disk in shown("box.json")["Enclosure"][0]["PD"][6:8]]
+    check(spares == [None, "Dedicated"], "spares", spares)
+    request(address, "POST", made.path + "/Actions/Volume.CheckConsistency", None, 204)
+    request(address, "PATCH", f"{STORAGE}/Drives/1007", {"HotspareType": "Global"}, 200)
+    request(address, "PATCH", f"{STORAGE}/Drives/1008", {"HotspareType": "None"}, 200)
+    request(address, "PATCH", f"{STORAGE}/Controllers/0", {"ControllerRates": {"RebuildRatePercent": 77}}, 200)
+    adapter = shown("box.json")
+    check([disk.get("Hotspare") for disk in adapter["Enclosure"][0]["PD"][6:8]] == ["Global", None], "spares")
+    check([rate["Value"] for rate in adapter["Rate"]][:2] == [77, 30], "rates", adapter["Rate"])
+    encrypted = {"RAIDType": "RAID1", "Encrypted": True, "Links": {"Drives": [drive(1009), drive(1010)]}}
+    answer, _ = request(address, "POST", f"{STORAGE}/Volumes", encrypted, 201)
+    check(covers(answer, encrypted), answer)
+    return address
+
+
+def request(address, method, uri, body, status, **headers):
+    connection = http.client.HTTPConnection(address.split("//")[1])
+    data = body if isinstance(body, (str, type(None))) else json.dumps(body)
+    headers = {name.replace("_", "-"): value for name, value in headers.items()}
+    connection.request(method, uri, data, {"Content-Type": "application/json", **headers})
+    answer = connection.getresponse()
+    text = answer.read().decode()
+    connection.close()
+    check(answer.status == status, method, uri, body, "answers", answer.status, text)
+    return json.loads(text) if text else None, answer.headers
+
+
+VOLUMES, ONE = STORAGE + "/Volumes", STORAGE + "/Volumes/2"
+PAIR = {"RAIDType": "RAID1", "Links": {"Drives": [drive(1018), drive(1019)]}}
+REFUSED = (  # method, URI, body, status, message, property
+    ("PATCH", ONE, "{", 400, "MalformedJSON", ""),
+    ("PATCH", ONE, "[]", 400, "UnrecognizedRequestBody", ""),
+    ("PATCH", ONE, {}, 400, "EmptyJSON", ""),
+    ("PATCH", ONE, {"@odata.etag": "x"}, 400, "NoOperation", ""),
+    ("PATCH", ONE, {"Colour": "red"}, 400, "PropertyUnknown", "Colour"),
+    ("PATCH", ONE, {"Links": {"Oem": {}}}, 400, "PropertyUnknown", "Links/Oem"),
+    ("PATCH", ONE, {"RAIDType": "RAID6"}, 400, "PropertyNotWritable", "RAIDType"),
+    ("PATCH", ONE, {"Status": {}}, 400, "PropertyNotWritable", "Status"),
+    ("PATCH", ONE, {"DisplayName": 7}, 400, "PropertyValueTypeError", "DisplayName"),
+    ("PATCH", ONE, {"DisplayName": "Bücher"}, 400, "PropertyValueFormatError", "DisplayName"),
+    ("PATCH", ONE, {"ReadCachePolicy": "Always"}, 400, "PropertyValueNotInList", "ReadCachePolicy"),
+    ("PATCH", ONE, {"Links": {"DedicatedSpareDrives": [drive(1001)]}}, 400, "PropertyValueResourceConflict",
+     "Links/DedicatedSpareDrives"),
+    ("PATCH", ONE, {"Links": {"DedicatedSpareDrives": [drive(77)]}}, 400, "PropertyValueNotInList",
+     "Links/DedicatedSpareDrives"),
+    ("DELETE", STORAGE + "/Volumes/9", None, 404, "ResourceMissingAtURI", ""),
+    ("DELETE", STORAGE + "/Drives/1001", None, 405, "OperationNotAllowed", ""),
+    ("DELETE", ONE, {"@Redfish.OperationApplyTime": "OnReset"}, 400, "PropertyValueNotInList",
+     "@Redfish.OperationApplyTime"),
+    ("POST", VOLUMES, {"RAIDType": "RAID1"}, 400, "CreateFailedMissingReqProperties", "Links/Drives"),
+    ("POST", VOLUMES, {**PAIR, "CapacityBytes": -1}, 400, "PropertyValueOutOfRange", "CapacityBytes"),
+    ("POST", VOLUMES, {**PAIR, "StripSizeBytes": 512}, 400, "PropertyValueNotInList", "StripSizeBytes"),
+    ("POST", VOLUMES, {**PAIR, "RAIDType": "RAID4"}, 400, "PropertyValueNotInList", "RAIDType"),
+    ("POST", VOLUMES, {**PAIR, "MediaSpanCount": 3}, 400, "PropertyValueConflict", "MediaSpanCount"),
+    ("POST", VOLUMES, {**PAIR, "Name": "a", "DisplayName": "b"}, 400, "PropertyValueConflict", "DisplayName"),
+    ("POST", VOLUMES, {**PAIR, "Links": {"Drives": [drive(1001), drive(1018)]}}, 400, "PropertyValueResourceConflict",
+     "Links/Drives"),
+    ("POST", VOLUMES, {**PAIR, "Links": {"Drives": [drive(1018), drive(1018)]}}, 400, "PropertyValueNotInList",
+     "Links/Drives"),
+    ("POST", VOLUMES, {**PAIR, "RAIDType": "RAID60"}, 400, "GeneralError", ""),  # of the controller itself
+    ("PATCH", STORAGE + "/Drives/1003", {"HotspareType": "Global"}, 400, "PropertyValueResourceConflict", "HotspareType"),
+    ("PATCH", STORAGE + "/Drives/1018", {"HotspareType": "Dedicated"}, 400, "PropertyValueConflict", "HotspareType"),
+    ("PATCH", STORAGE + "/Drives/1018", {"HotspareType": "None"}, 400, "NoOperation", ""),
+    ("PATCH", STORAGE + "/Controllers/0", {"ControllerRates": {"RebuildRatePercent": 101}}, 400,
+     "PropertyValueOutOfRange", "ControllerRates/RebuildRatePercent"),
+)
+
+
+def refuse_requests():
+    """What cannot be done is told, with the property, and changes nothing."""
+    xyl("sim", "new", "--preset", "demo", "box.json", "--force")
+    before = shown("box.json")
+    address, _ = redfish_service.start(redfish_service.Box(XYL, ["box.json"], ["--controller", "box.json"]))
+    for method, uri, body, status, message, name in REFUSED:
+        answer, _ = request(address, method, uri, body, status)
+        told = answer["error"]["@Message.ExtendedInfo"][0]
+        check(told["MessageId"] == "Base.1.18." + message, method, uri, body, told)
+        check(told.get("RelatedProperties", ["#/"]) == ["#/" + name], method, uri, body, told)
+        if "@odata.type" in told and os.path.isdir(SCHEMAS):
+            check(not schema_errors(told), told, *schema_errors(told))
+    etag = request(address, "GET", ONE, None, 200)[1]["ETag"]
+    request(address, "GET", ONE, None, 304, If_None_Match=etag)
+    request(address, "PATCH", ONE, {"DisplayName": "b"}, 412, If_Match='"other"')
+    request(address, "PATCH", ONE, {"DisplayName": "b"}, 415, Content_Type="text/plain")
+    request(address, "GET", ONE, None, 400, Host="evil.example")
+    check(shown("box.json") == before, "a refused request changes the controller")
+    answer, headers = request(address, "PATCH", ONE, {"DisplayName": "b"}, 200, If_Match=etag)
+    check(answer["Name"] == "b" and headers["ETag"] != etag, "ETag", answer)
+
+
+# --- Files ---
+
+def write_files():
+    """From a document as from its controller; nothing is replaced that is something else."""
+    xyl("get", "--controller", "box.json", "-o", "saved.xml")
+    xyl("redfish", "saved.xml", "one")
+    xyl("redfish", "two/deep", "--controller", "box.json")
+    check(not subprocess.run(["diff", "-r", "one", "two/deep"], check=False).returncode, "trees differ")
+    xyl("redfish", "saved.xml", "one", code=4)
+    xyl("redfish", "saved.xml", "one", "--force")
+    os.makedirs("other/redfish/v1")
+    xyl("redfish", "saved.xml", "other", "--force", code=4)
+    check(os.listdir("other/redfish") == ["v1"] and os.listdir("one") == ["redfish"], "files are left or lost")
+    words = ("redfish", "--request", "/dev/null", "DELETE", ONE, "saved.xml")
+    check("<OID>2</OID>" in xyl(*words), "no change document")
+    xyl(*words, "-o", "saved.xml", "--force", code=2)
+    xyl("redfish", "saved.xml", "three", "-o", "x", code=2)
+    xyl("redfish", "--request", "/dev/null", "DELETE", "--preset", "demo", code=2)
+
+
+with tempfile.TemporaryDirectory() as place:
+    os.chdir(place)
+    for row in CONTROLLERS:
+        read_controller(*row)
+    change_volumes()
+    refuse_requests()
+    write_files()
+print("\n".join(faults) or "all that was asked for was told and done")
+if not os.path.isdir(SCHEMAS):
+    print(f"skipped: {SCHEMAS} is not there, so no resource was compared with the standard's schemas")
+sys.exit(1 if faults else 0)
