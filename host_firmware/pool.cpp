@@ -21,9 +21,23 @@ static void forbid(const void *memory, size_t size) {
 static void permit(const void *memory, size_t size) {
   __asan_unpoison_memory_region(memory, size);
 }
+static void forget(const void *, size_t) {}
+#elif defined(RAIDXYL_MEMCHECK)
+#include <valgrind/memcheck.h>
+static void forbid(const void *memory, size_t size) {
+  VALGRIND_MAKE_MEM_NOACCESS(memory, size);
+}
+static void permit(const void *memory, size_t size) {
+  VALGRIND_MAKE_MEM_DEFINED(memory, size);
+}
+// What is there counts as never written.
+static void forget(const void *memory, size_t size) {
+  VALGRIND_MAKE_MEM_UNDEFINED(memory, size);
+}
 #else
 static void forbid(const void *, size_t) {}
 static void permit(const void *, size_t) {}
+static void forget(const void *, size_t) {}
 #endif
 
 static constexpr uint8_t FRESH = 0xA5;
@@ -75,6 +89,7 @@ void *Pool::take(UINTN size) {
   POOL_BLOCK block = {raw, raw + FRONT, size, false};
   std::memset(raw, GUARD, FRONT);
   std::memset(block.memory, FRESH, size);
+  forget(block.memory, size);
   std::memset(block.memory + size, GUARD, BACK);
   forbid(raw, FRONT);
   forbid(block.memory + size, BACK);
@@ -99,6 +114,7 @@ EFI_STATUS Pool::free(void *buffer) {
   checkGuards(found->second);
   POOL_BLOCK block = found->second;
   if (observer) {
+    permit(block.memory, block.size);
     observer(block.memory, block.size);
   }
   live_.erase(found);
