@@ -12,6 +12,7 @@
 #define PAGE_STRIPES (RAID_STRIPE_SIZE_ALL & ~0x7U)
 #define MOST_MEMBERS 64
 
+// A mirror has no strips; one without a size of them is left without, as Linux does.
 static constexpr RAID_LEVEL_PARAMS offer(UINT32 level, UINT32 fewest, UINT32 most, UINT32 stripes, UINT32 rlqs,
                                          UINT32 rlq, UINT32 srls) {
   RAID_LEVEL_PARAMS params = {};
@@ -20,7 +21,7 @@ static constexpr RAID_LEVEL_PARAMS offer(UINT32 level, UINT32 fewest, UINT32 mos
   params.MaxDisks = most;
   params.DefaultCachePolicy = DEFAULT_CACHE;
   params.AvailableCachePolicy = OFFERED_CACHE;
-  params.StripeSize = RAID_STRIPE_SIZE_64KB;
+  params.StripeSize = level == RAID_LEVEL_1 ? RAID_STRIPE_SIZE_DEFAULT : RAID_STRIPE_SIZE_64KB;
   params.AvailableStripeSize = stripes;
   params.DefaultRLQ = rlq;
   params.AvailableRLQ = rlqs;

@@ -275,7 +275,9 @@ static UINT64 stateOfVolume(DDF_VD_STATE state) {
   }
 }
 
-static void setLayout(const DDF_VOLUME &volume, RAID_VD_RECORD *record) {
+void describeLayout(const DDF_VOLUME &volume, RAID_VD_RECORD *record) {
+  record->Size = volume.blocks * SECTOR_SIZE;
+  record->StartingLba = volume.memberCount == 0 ? 0 : volume.members[0].start;
   record->RAIDLevel = raidLevelOf(volume.level);
   record->RAIDLevelDesc = offeredLevel(record->RAIDLevel);
   record->SpanDepth = 1;
@@ -332,14 +334,12 @@ static EFI_STATUS addVolume(const VIEW &view, UINT32 index, RAID_ANSWER *answer)
   RAID_VD_RECORD record;
   startHeader(&record, RAID_OBJECT_VIRTUAL_DISK, source.ObjectId, name, fqdd);
   record.TargetID = source.TargetId;
-  record.Size = volume.blocks * SECTOR_SIZE;
   record.State = stateOfVolume(volume.state);
   record.CurrentCachePolicy = cachePolicyOf(volume.record);
   record.AccessPolicy = accessPolicyOf(*volume.entry);
   record.DiskCachePolicy = RAID_CACHE_DISK_DEFAULT;
-  record.StartingLba = volume.memberCount == 0 ? 0 : volume.members[0].start;
   record.Attributes = attributesOf(view, source);
-  setLayout(volume, &record);
+  describeLayout(volume, &record);
   UINT32 *ids = memberIds(view, source);
   if (ids == nullptr && volume.memberCount != 0) {
     return EFI_OUT_OF_RESOURCES;

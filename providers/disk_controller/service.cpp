@@ -1,39 +1,24 @@
 #include "providers/disk_controller/service.h"
 
-#include "providers/disk_controller/records.h"
+#include "providers/disk_controller/commands.h"
 
 static DISK_CONTROLLER *controllerOf(RAID_MGMT_PROTOCOL *protocol) {
   static_assert(offsetof(DISK_CONTROLLER, Protocol) == 0);
   return reinterpret_cast<DISK_CONTROLLER *>(protocol);
 }
 
-static EFI_STATUS runCommand(const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
-  if (block->Revision > 3 || (block->ObjectIdCount != 0 && block->ObjectIds == nullptr)) {
-    return EFI_INVALID_PARAMETER;
-  }
-  if (block->Command != RAID_COMMAND_GET) {
-    return EFI_UNSUPPORTED;
-  }
-  VIEW view;
-  EFI_STATUS status = openView(&view, g_defaultSettings);
-  if (!EFI_ERROR(status)) {
-    status = answerRecords(view, block->ObjectType, block->ObjectIds, block->ObjectIdCount, answer);
-  }
-  closeView(&view);
-  return status;
-}
-
 EFI_STATUS EFIAPI disksExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
   if (protocol == nullptr || block == nullptr || result == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  RAID_BOOKS *books = &controllerOf(protocol)->Books;
+  DISK_CONTROLLER *controller = controllerOf(protocol);
+  RAID_BOOKS *books = &controller->Books;
   result->Data = nullptr;
   result->DataSize = 0;
   RAID_ANSWER answer = {};
   EFI_STATUS status = booksBegin(books);
   if (!EFI_ERROR(status)) {
-    status = runCommand(block, &answer);
+    status = runDiskCommand(controller, block, &answer);
   }
   if (!EFI_ERROR(status)) {
     booksHandOut(books, &answer, result);
