@@ -37,10 +37,28 @@ static EFI_STATUS failMember(CHANGE *change, const DDF_SET *set, UINT32 pd, UINT
   return status;
 }
 
+// Whether a volume can be used without one of its members, which is there.
+static bool survives(const DDF_VOLUME &volume, UINT32 member) {
+  if (volume.state == DDF_VD_FAILED || volume.members[member].state != DDF_MEMBER_GOOD) {
+    return true; // it is lost, or does without the member already
+  }
+  if (volume.state == DDF_VD_DEGRADED) {
+    bool isPair = volume.level == DDF_LEVEL_10 && volume.memberCount % 2 == 0;
+    return isPair && volume.members[member ^ 1].state == DDF_MEMBER_GOOD;
+  }
+  return volume.level != DDF_LEVEL_0 && volume.level != DDF_LEVEL_LINEAR && volume.level != DDF_LEVEL_UNKNOWN;
+}
+
 static EFI_STATUS failDisk(CHANGE *change, UINT32 disk) {
   const DDF_SET *set = setOf(change->View, disk);
   if (set == nullptr) {
     return refuseDisk(change->View, disk, "it is in no set, so it cannot be marked as failed", EFI_INVALID_PARAMETER);
+  }
+  const DDF_PD &pd = *memberOf(change->View, disk);
+  for (UINT32 i = 0; i < pd.partCount; ++i) {
+    if (!survives(set->volumes[pd.parts[i].volume], pd.parts[i].member)) {
+      return refuseDisk(change->View, disk, "a virtual disk would be lost without it", EFI_ACCESS_DENIED);
+    }
   }
   return failMember(change, set, change->View.Model->disks[disk].pd, disk);
 }

@@ -23,36 +23,16 @@ struct CREATION {
   UINT32 Count;
 };
 
+// What the writer finds wrong with members is not looked for here.
 static EFI_STATUS findMembers(const VIEW &view, const CREATION &creation) {
   EFI_STATUS status = findObjects(view, RAID_OBJECT_PHYSICAL_DISK, creation.Ids, creation.Count, creation.Disks);
   if (status == EFI_NOT_FOUND) {
     return refuse("a member that is no disk", EFI_INVALID_PARAMETER);
   }
-  UINT8 *seen = EFI_ERROR(status) ? nullptr : poolNew<UINT8>(UINTN{view.List.Count} + 1);
-  if (seen == nullptr) {
-    return EFI_ERROR(status) ? status : EFI_OUT_OF_RESOURCES;
-  }
   for (UINT32 i = 0; i < creation.Count && !EFI_ERROR(status); ++i) {
-    UINT8 &times = seen[creation.Disks[i]];
-    status =
-        times++ == 0 ? EFI_SUCCESS : refuseDisk(view, creation.Disks[i], "it is named twice", EFI_INVALID_PARAMETER);
+    status = checkDisk(view, creation.Disks[i]);
   }
-  poolFree(seen);
   return status;
-}
-
-static EFI_STATUS checkMembers(const VIEW &view, const CREATION &creation) {
-  for (UINT32 i = 0; i < creation.Count; ++i) {
-    EFI_STATUS status = checkDisk(view, creation.Disks[i]);
-    const DDF_PD *member = memberOf(view, creation.Disks[i]);
-    if (!EFI_ERROR(status) && member != nullptr && member->spare != DDF_NO_SPARE) {
-      status = refuseDisk(view, creation.Disks[i], "it is a hot spare", EFI_ACCESS_DENIED);
-    }
-    if (EFI_ERROR(status)) {
-      return status;
-    }
-  }
-  return EFI_SUCCESS;
 }
 
 // The place that a saved volume had is a wish: where it is taken, the first gap that fits is as good.
@@ -74,14 +54,11 @@ static EFI_STATUS createStep(CHANGE *change, void *context) {
   const VIEW &view = change->View;
   DDF_NEW_VOLUME volume;
   const CHAR8 *why = nullptr;
-  EFI_STATUS status = findMembers(view, creation);
-  if (!EFI_ERROR(status)) {
-    status = decodeVolume(*creation.Wanted, creation.Count, &volume, &why);
-    if (EFI_ERROR(status)) {
-      return refuse(why, status);
-    }
-    status = checkMembers(view, creation);
+  EFI_STATUS status = decodeVolume(*creation.Wanted, creation.Count, &volume, &why);
+  if (EFI_ERROR(status)) {
+    return refuse(why, status);
   }
+  status = findMembers(view, creation);
   if (!EFI_ERROR(status)) {
     const DDF_SET *set = joinedSet(view, creation.Disks, creation.Count);
     status = readyDisks(change, set, NO_VOLUME, creation.Disks, creation.Count);

@@ -108,7 +108,7 @@ TEST(DiskController, Commands) {
       {"no ids", {2, RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, 2, nullptr, nullptr, 0}, EFI_INVALID_PARAMETER, 0},
       {"no such type", {2, RAID_COMMAND_GET, RAID_OBJECT_BATTERY, 0, nullptr, nullptr, 0}, EFI_UNSUPPORTED, 0},
       {"a revision", {4, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, 0, nullptr, nullptr, 0}, EFI_INVALID_PARAMETER, 0},
-      {"a command", {2, RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER, 0, nullptr, nullptr, 0}, EFI_UNSUPPORTED, 0},
+      {"a command", {2, RAID_COMMAND_LOCK, RAID_OBJECT_ADAPTER, 0, nullptr, nullptr, 0}, EFI_UNSUPPORTED, 0},
       {"a key", {2, RAID_COMMAND_GET_KEY_ID, RAID_OBJECT_ADAPTER, 0, nullptr, nullptr, 0}, EFI_UNSUPPORTED, 0},
   };
   for (const auto &row : cases) {

@@ -17,11 +17,18 @@ public:
     return disk_.failAfter != 0 && !EFI_ERROR(source.read(source.context, sector, count, buffer));
   }
   bool write(uint64_t sector, uint64_t count, const void *buffer) override {
-    ++book_.writes;
+    if (++book_.writes == book_.failWrite) {
+      return false;
+    }
+    book_.unflushed.insert(&disk_);
     disk_.write(sector, buffer, count);
     return true;
   }
-  bool flush() override { return true; }
+  bool flush() override {
+    ++book_.flushes;
+    book_.unflushed.erase(&disk_);
+    return book_.stuck != &disk_;
+  }
 
 private:
   SPARSE_DISK &disk_;
@@ -71,8 +78,17 @@ Machine::Machine(DISKS &disks) : World({.preset = nullptr, .connect = false}) {
   EXPECT_EQ(name(connect()), name(EFI_SUCCESS));
 }
 
+EFI_STATUS Machine::run(UINT32 command, UINT32 objectType, std::vector<UINT32> ids, const void *data) {
+  RAID_CMD_BLOCK block = {2, command, objectType, static_cast<UINT32>(ids.size()), ids.data(), const_cast<void *>(data),
+                          0};
+  RAID_CMD_RESULT result = {};
+  EFI_STATUS status = mgmt->Execute(mgmt, &block, &result);
+  EXPECT_EQ(result.Data, nullptr);
+  return status;
+}
+
 Machine::~Machine() {
-  EXPECT_EQ(book.writes, 0U);
+  EXPECT_TRUE(mayWrite || book.writes == 0);
   EXPECT_EQ(name(firmware.unloadImage(image_)), name(EFI_SUCCESS));
   controller = nullptr;
   xyl = nullptr;

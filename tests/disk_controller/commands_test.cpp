@@ -1,0 +1,349 @@
+// Commands that change what the disks keep: what is written for what is asked, and what is refused before a write.
+#include "tests/disk_controller/machine.h"
+
+#include <cstring>
+
+namespace {
+
+DISKS blankDisks(size_t count) {
+  DISKS disks(count);
+  for (SPARSE_DISK &disk : disks) {
+    disk.sectors = TEST_DISK_SECTORS;
+  }
+  return disks;
+}
+
+std::vector<UINT32> idsOf(std::initializer_list<UINT32> ports) {
+  std::vector<UINT32> ids;
+  for (UINT32 port : ports) {
+    ids.push_back(1025000 + port);
+  }
+  return ids;
+}
+
+struct WISH {
+  UINT32 level;
+  UINT32 rlq = 0, stripe = 0, spans = 0, each = 0;
+  UINT64 size = 0, start = 0;
+  UINT32 cache = 0, access = 0, srl = 0;
+  const char16_t *name = nullptr;
+};
+
+RAID_VD_RECORD recordOf(const WISH &wish) {
+  RAID_VD_RECORD record = {};
+  record.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
+  record.RAIDLevel = wish.level;
+  record.RLQ = wish.rlq;
+  record.SRL = wish.srl;
+  record.StripeSize = wish.stripe;
+  record.SpanDepth = wish.spans;
+  record.PDsPerSpan = wish.each;
+  record.Size = wish.size;
+  record.StartingLba = wish.start;
+  record.CurrentCachePolicy = wish.cache;
+  record.AccessPolicy = wish.access;
+  record.Name = const_cast<CHAR16 *>(wish.name);
+  return record;
+}
+
+EFI_STATUS create(Machine &machine, const WISH &wish, std::vector<UINT32> ids) {
+  RAID_VD_RECORD record = recordOf(wish);
+  return machine.run(RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, std::move(ids), &record);
+}
+
+EFI_STATUS changeDisk(Machine &machine, UINT32 id, UINT8 spare, UINT64 state = 0, std::vector<UINT32> volumes = {}) {
+  RAID_PD_RECORD record = {};
+  record.ObjectType = RAID_OBJECT_PHYSICAL_DISK;
+  record.Hotspare = spare;
+  record.State = state;
+  record.VDs = volumes.data();
+  record.VDCount = static_cast<UINT8>(volumes.size());
+  return machine.run(RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {id}, &record);
+}
+
+// What the first set's last volume is on the disks: level, qualifier, strip, blocks and start of members, access,
+// cache.
+std::string volumeOn(DISKS &disks) {
+  DDF_MODEL *model = readModel(disks);
+  std::string text = "none";
+  if (model->setCount == 1 && model->sets[0].volumeCount != 0 && model->sets[0].volumes[0].record != nullptr) {
+    const DDF_VOLUME &volume = model->sets[0].volumes[model->sets[0].volumeCount - 1];
+    const DDF_RECORD &record = *volume.record;
+    char line[128];
+    std::snprintf(line, sizeof(line), "%02X,%u strip %u %llu@%llu access %u cache %02X init %u %s", record.level,
+                  record.qualifier, record.strip, (unsigned long long)volume.memberBlocks,
+                  (unsigned long long)volume.members[0].start, volume.entry->init >> DDF_ACCESS_SHIFT, record.cache[7],
+                  volume.entry->init & DDF_INIT_BITS, volume.name);
+    text = volume.assembles ? line : "does not assemble";
+  }
+  ddfFree(model);
+  return text;
+}
+
+// Disks of 4096 blocks below the metadata; strips of 64 KiB have 128.
+TEST(DiskCommands, WhatACreateWrites) {
+  constexpr UINT64 MIB = 0x100000;
+  const struct {
+    WISH wish;
+    UINT32 members;
+    const char *wanted;
+  } cases[] = {
+      {{.level = RAID_LEVEL_0}, 1, "00,0 strip 7 4096@0 access 0 cache 00 init 2 "},
+      {{.level = RAID_LEVEL_0, .stripe = RAID_STRIPE_SIZE_512B, .size = 3 * 512 + 1, .name = u"sixteen.letters."},
+       2,
+       "00,0 strip 0 2@0 access 0 cache 00 init 2 sixteen.letters."},
+      {{.level = RAID_LEVEL_1, .size = MIB}, 2, "01,0 strip 255 2048@0 access 0 cache 00 init 0 "},
+      {{.level = RAID_LEVEL_1, .stripe = RAID_STRIPE_SIZE_16MB, .cache = RAID_CACHE_READ_AHEAD},
+       3,
+       "01,1 strip 15 4096@0 access 0 cache 04 init 0 "},
+      {{.level = RAID_LEVEL_4, .size = 2 * MIB}, 3, "04,1 strip 7 2048@0 access 0 cache 00 init 0 "},
+      {{.level = RAID_LEVEL_5, .size = MIB + 1, .access = RAID_ACCESS_POLICY_READ_ONLY},
+       3,
+       "05,3 strip 7 1152@0 access 2 cache 00 init 0 "},
+      {{.level = RAID_LEVEL_5, .rlq = RAID_RLQ_0, .stripe = RAID_STRIPE_SIZE_4KB, .size = MIB, .start = 8},
+       3,
+       "05,0 strip 3 1024@8 access 0 cache 00 init 0 "},
+      {{.level = RAID_LEVEL_6, .rlq = RAID_RLQ_1, .size = MIB, .access = RAID_ACCESS_POLICY_NO_ACCESS},
+       4,
+       "06,1 strip 7 1024@0 access 3 cache 00 init 0 "},
+      {{.level = RAID_LEVEL_10,
+        .spans = 2,
+        .each = 2,
+        .size = MIB,
+        .start = 4000, // has no room there
+        .cache = RAID_CACHE_WRITE_BACK | RAID_CACHE_READ_ADAPTIVE,
+        .srl = RAID_SRL_3},
+       4,
+       "11,0 strip 7 1024@0 access 0 cache 0D init 0 "},
+  };
+  for (const auto &row : cases) {
+    SCOPED_TRACE(row.wanted);
+    DISKS disks = blankDisks(4);
+    Machine machine(disks);
+    machine.mayWrite = true;
+    std::vector<UINT32> ids = idsOf({0, 1, 2, 3});
+    ids.resize(row.members);
+    EXPECT_EQ(name(create(machine, row.wish, ids)), name(EFI_SUCCESS));
+    EXPECT_EQ(volumeOn(disks), row.wanted);
+    EXPECT_TRUE(machine.book.unflushed.empty());
+    EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {1})), name(EFI_SUCCESS));
+    EXPECT_EQ(volumeOn(disks), "none");
+  }
+}
+
+// Nothing is written, and the log says why.
+TEST(DiskCommands, RefusedCreates) {
+  DISKS disks = blankDisks(9);
+  SECTOR_BYTES gpt{};
+  std::memcpy(gpt.data(), "EFI PART", 8);
+  disks[4].write(1, gpt.data(), 1);
+  disks[7].failAfter = 0;
+  Machine machine(disks);
+  machine.devices[5]->media().ReadOnly = 1;
+  machine.devices[6]->media().BlockSize = 4096;
+  machine.book.stuck = &disks[8];
+  constexpr UINT32 FIVE = RAID_LEVEL_5;
+  const struct {
+    WISH wish;
+    std::vector<UINT32> ids;
+    EFI_STATUS status;
+    const char *why;
+  } cases[] = {
+      {{.level = 0}, idsOf({0, 1, 2}), EFI_INVALID_PARAMETER, "no level"},
+      {{.level = RAID_LEVEL_50}, idsOf({0, 1, 2, 3}), EFI_UNSUPPORTED, "Linux"},
+      {{.level = FIVE}, idsOf({0, 1}), EFI_UNSUPPORTED, "too few"},
+      {{.level = RAID_LEVEL_1}, idsOf({0, 1, 2, 3}), EFI_UNSUPPORTED, "too many"},
+      {{.level = RAID_LEVEL_1, .rlq = RAID_RLQ_1}, idsOf({0, 1}), EFI_UNSUPPORTED, "qualifier"},
+      {{.level = FIVE, .rlq = RAID_RLQ_1}, idsOf({0, 1, 2}), EFI_UNSUPPORTED, "qualifier"},
+      {{.level = FIVE, .rlq = 3}, idsOf({0, 1, 2}), EFI_INVALID_PARAMETER, "qualifier"},
+      {{.level = FIVE, .stripe = RAID_STRIPE_SIZE_2KB}, idsOf({0, 1, 2}), EFI_UNSUPPORTED, "stripe"},
+      {{.level = FIVE, .spans = 3, .each = 1}, idsOf({0, 1, 2}), EFI_UNSUPPORTED, "spans"},
+      {{.level = RAID_LEVEL_10, .spans = 3, .each = 2}, idsOf({0, 1, 2, 3}), EFI_INVALID_PARAMETER, "spans"},
+      {{.level = FIVE, .cache = RAID_CACHE_IO_CACHED}, idsOf({0, 1, 2}), EFI_UNSUPPORTED, "cache"},
+      {{.level = FIVE, .access = 5}, idsOf({0, 1, 2}), EFI_INVALID_PARAMETER, "access"},
+      {{.level = FIVE, .name = u"seventeen.letters"}, idsOf({0, 1, 2}), EFI_INVALID_PARAMETER, "16"},
+      {{.level = FIVE, .name = u"a b"}, idsOf({0, 1, 2}), EFI_INVALID_PARAMETER, "blanks"},
+      {{.level = FIVE, .size = 0xFFFFFFFFFFFFFFFF}, idsOf({0, 1, 2}), EFI_VOLUME_FULL, "room"},
+      {{.level = FIVE}, idsOf({0, 1, 1}), EFI_INVALID_PARAMETER, "0-1F-2:1: named twice"},
+      {{.level = FIVE}, {1025000, 1025001, 7}, EFI_INVALID_PARAMETER, "no disk"},
+      {{.level = FIVE}, idsOf({0, 1, 4}), EFI_ACCESS_DENIED, "0-1F-2:4: GPT"},
+      {{.level = FIVE}, idsOf({0, 1, 5}), EFI_NOT_READY, "write-protected"},
+      {{.level = FIVE}, idsOf({0, 1, 6}), EFI_NOT_READY, "512"},
+      {{.level = FIVE}, idsOf({0, 1, 7}), EFI_NOT_READY, "0-1F-2:7"},
+      {{.level = FIVE}, idsOf({0, 1, 8}), EFI_DEVICE_ERROR, "0-1F-2:8: it cannot be flushed"},
+      {{.level = FIVE}, {}, EFI_INVALID_PARAMETER, ""},
+  };
+  for (const auto &row : cases) {
+    SCOPED_TRACE(row.why);
+    machine.clearLog();
+    EXPECT_EQ(name(create(machine, row.wish, row.ids)), name(row.status));
+    EXPECT_NE(machine.log().find(row.why), std::string::npos) << machine.log();
+    machine.expectBalanced(row.why);
+  }
+  // Without the pass-through nothing flushes, whatever FlushBlocks returns.
+  machine.firmware.failService("LocateDevicePath", machine.devices.size() + 1, EFI_NOT_FOUND);
+  EXPECT_EQ(name(create(machine, {.level = FIVE}, idsOf({0, 1, 2}))), name(EFI_DEVICE_ERROR));
+}
+
+// Spares, failed disks, and one that is not there any more.
+TEST(DiskCommands, DisksThatChange) {
+  constexpr UINT32 SPARE = 1025003, OTHER = 1025004;
+  DISKS disks = blankDisks(5);
+  {
+    Machine machine(disks);
+    machine.mayWrite = true;
+    EXPECT_EQ(name(changeDisk(machine, SPARE, RAID_HOTSPARE_GLOBAL)), name(EFI_NOT_FOUND));
+    EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_5}, idsOf({0, 1, 2}))), name(EFI_SUCCESS));
+    size_t writes = machine.book.writes;
+    const struct {
+      EFI_STATUS status, wanted;
+    } refused[] = {
+        {changeDisk(machine, 1025000, RAID_HOTSPARE_GLOBAL), EFI_ACCESS_DENIED},
+        {changeDisk(machine, SPARE, RAID_HOTSPARE_DEDICATED), EFI_INVALID_PARAMETER},
+        {changeDisk(machine, SPARE, RAID_HOTSPARE_DEDICATED, 0, {9}), EFI_NOT_FOUND},
+        {changeDisk(machine, SPARE, 3), EFI_INVALID_PARAMETER},
+        {changeDisk(machine, SPARE, RAID_HOTSPARE_NONE, RAID_STATE_FAILED), EFI_INVALID_PARAMETER},
+        {changeDisk(machine, 9000000, RAID_HOTSPARE_NONE, RAID_STATE_FAILED), EFI_NOT_FOUND},
+        {changeDisk(machine, OTHER, RAID_HOTSPARE_NONE), EFI_SUCCESS},
+    };
+    for (const auto &row : refused) {
+      EXPECT_EQ(name(row.status), name(row.wanted)) << &row - refused;
+    }
+    EXPECT_EQ(machine.book.writes, writes);
+    EXPECT_EQ(name(changeDisk(machine, SPARE, RAID_HOTSPARE_DEDICATED, 0, {1})), name(EFI_SUCCESS));
+    EXPECT_EQ(name(changeDisk(machine, SPARE, RAID_HOTSPARE_GLOBAL)), name(EFI_SUCCESS));
+    EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_0}, {SPARE})), name(EFI_ACCESS_DENIED));
+  }
+  disks[1].kept.clear();
+  Machine machine(disks);
+  machine.mayWrite = true;
+  EXPECT_EQ(name(changeDisk(machine, 1025000, RAID_HOTSPARE_NONE, RAID_STATE_FAILED)), name(EFI_ACCESS_DENIED));
+  EXPECT_EQ(name(changeDisk(machine, 9000001, RAID_HOTSPARE_NONE, RAID_STATE_FAILED)), name(EFI_SUCCESS));
+  DDF_MODEL *model = readModel(disks);
+  EXPECT_EQ(model->sets[0].pds[1].entry->state & (DDF_PD_FAILED | DDF_PD_MISSING), DDF_PD_FAILED | DDF_PD_MISSING);
+  EXPECT_EQ(model->sets[0].pds[3].spare, DDF_SPARE_GLOBAL);
+  EXPECT_EQ(model->sets[0].volumes[0].state, DDF_VD_DEGRADED);
+  ddfFree(model);
+  EXPECT_EQ(name(changeDisk(machine, SPARE, RAID_HOTSPARE_NONE)), name(EFI_SUCCESS));
+  EXPECT_EQ(readText(disks).find("spare"), std::string::npos);
+}
+
+// A write fails at each place in turn: the disk is named, and the same command works afterwards.
+TEST(DiskCommands, WritesThatFail) {
+  for (size_t nth = 1;; nth += 37) {
+    DISKS disks = blankDisks(3);
+    Machine machine(disks);
+    machine.mayWrite = true;
+    machine.book.failWrite = nth;
+    EFI_STATUS status = create(machine, {.level = RAID_LEVEL_5, .name = u"data"}, idsOf({0, 1, 2}));
+    if (!EFI_ERROR(status)) {
+      EXPECT_GT(nth, 37U);
+      break;
+    }
+    EXPECT_EQ(name(status), name(EFI_DEVICE_ERROR));
+    EXPECT_NE(machine.log().find("ERROR RaidDisks: Disk.SATA.0-1F-2:"), std::string::npos);
+    machine.book.failWrite = 0;
+    if (volumeOn(disks) == "none") {
+      EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_5, .name = u"data"}, idsOf({0, 1, 2}))), name(EFI_SUCCESS));
+    }
+    EXPECT_NE(volumeOn(disks).find("05,3"), std::string::npos) << nth;
+  }
+}
+
+// Settings are kept in memory until there is a set, then in it; a foreign set is left alone, imported or cleared.
+TEST(DiskCommands, Adapter) {
+  DISKS disks = blankDisks(2);
+  RAID_ADAPTER_RECORD settings = {};
+  settings.LearnMode = RAID_MODE_PRESENT | RAID_LEARN_MODE_WARN;
+  CHAR16 rate[] = u"Rebuild";
+  settings.Rates[3] = {rate, 40 << RAID_RATE_VALUE_SHIFT};
+  {
+    Machine machine(disks);
+    machine.mayWrite = true;
+    EXPECT_EQ(name(machine.run(RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, {}, &settings)), name(EFI_SUCCESS));
+    settings.LearnMode = RAID_MODE_PRESENT | 9;
+    EXPECT_EQ(name(machine.run(RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, {}, &settings)), name(EFI_INVALID_PARAMETER));
+    EXPECT_EQ(machine.book.writes, 0U);
+    EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_1}, idsOf({0, 1}))), name(EFI_SUCCESS));
+    EXPECT_EQ(name(machine.run(RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER)), name(EFI_NOT_FOUND));
+  }
+  Machine machine(disks);
+  machine.mayWrite = true;
+  changeDisks(disks, [](DDF_COPY &copy, size_t) { copy.header.foreignFlag = 1; });
+  EXPECT_NE(machine.get().text.find("<State>Foreign"), std::string::npos);
+  EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_0}, idsOf({0}))), name(EFI_ACCESS_DENIED));
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER)), name(EFI_SUCCESS));
+  EXPECT_EQ(machine.book.writes, 0U);
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER)), name(EFI_SUCCESS));
+  std::string text = machine.get().text;
+  for (const char *word : {"<LearnMode>Warn", "<Name>Rebuild", "<Value>40", "<RAIDLevel>RAID 1<"}) {
+    EXPECT_NE(text.find(word), std::string::npos) << word;
+  }
+  changeDisks(disks, [](DDF_COPY &copy, size_t) { copy.header.foreignFlag = 1; });
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER)), name(EFI_SUCCESS));
+  EXPECT_EQ(volumeOn(disks), "none");
+  EXPECT_EQ(countOf(machine.get().text, "<State>Ready"), 2U);
+}
+
+const EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
+const EFI_GUID g_diskIoGuid = EFI_DISK_IO_PROTOCOL_GUID;
+
+// A partition of the disk in port 0 with a file system on it, which its driver lets go or not.
+struct FILE_SYSTEM {
+  EFI_DRIVER_BINDING_PROTOCOL binding{};
+  EFI_SIMPLE_FILE_SYSTEM_PROTOCOL volume{};
+  UINT8 path[36] = {2, 1,  12, 0, 0xD0, 0x41, 0x03, 0x0A, 0, 0, 0, 0, 1, 1, 6,    0,    2, 0x1F,
+                    3, 18, 10, 0, 0,    0,    0xFF, 0xFF, 0, 0, 4, 1, 4, 0, 0x7F, 0xFF, 4, 0};
+  EFI_HANDLE partition = nullptr, driver = nullptr;
+  bool letsGo = false;
+};
+FILE_SYSTEM *g_fileSystem;
+
+EFI_STATUS EFIAPI stopFileSystem(EFI_DRIVER_BINDING_PROTOCOL *, EFI_HANDLE handle, UINTN, EFI_HANDLE *) {
+  if (!g_fileSystem->letsGo) {
+    return EFI_DEVICE_ERROR;
+  }
+  g_bootServices->UninstallProtocolInterface(handle, &g_fileSystemGuid, &g_fileSystem->volume);
+  return g_bootServices->CloseProtocol(handle, &g_diskIoGuid, g_fileSystem->driver, handle);
+}
+
+// It stays while a volume that stays has the disk's first block, and goes before that volume does.
+TEST(DiskCommands, FileSystemsOfTheFirmware) {
+  const EFI_GUID pathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID, bindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
+  DISKS disks = blankDisks(3);
+  Machine machine(disks);
+  machine.mayWrite = true;
+  FILE_SYSTEM system;
+  g_fileSystem = &system;
+  EFI_BOOT_SERVICES *services = machine.firmware.bootServices();
+  services->InstallProtocolInterface(&system.partition, &pathGuid, EFI_NATIVE_INTERFACE, system.path);
+  services->InstallProtocolInterface(&system.partition, &g_diskIoGuid, EFI_NATIVE_INTERFACE, &system);
+  services->InstallProtocolInterface(&system.partition, &g_fileSystemGuid, EFI_NATIVE_INTERFACE, &system.volume);
+  system.binding.Stop = stopFileSystem;
+  services->InstallProtocolInterface(&system.driver, &bindingGuid, EFI_NATIVE_INTERFACE, &system.binding);
+  void *diskIo = nullptr;
+  services->OpenProtocol(system.partition, &g_diskIoGuid, &diskIo, system.driver, system.partition,
+                         EFI_OPEN_PROTOCOL_BY_DRIVER);
+  const WISH small = {.level = RAID_LEVEL_1, .size = 0x100000};
+  EXPECT_EQ(name(create(machine, small, idsOf({0, 1}))), name(EFI_ACCESS_DENIED));
+  EXPECT_NE(machine.get().text.find("(a file system of the firmware)"), std::string::npos);
+  EXPECT_EQ(machine.book.writes, 0U);
+
+  system.path[22] = 2; // on a disk whose mirror is made first
+  EXPECT_EQ(name(create(machine, small, idsOf({0, 1}))), name(EFI_SUCCESS));
+  system.path[22] = 0;
+  EXPECT_EQ(name(create(machine, small, idsOf({0, 1}))), name(EFI_SUCCESS));
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {2})), name(EFI_SUCCESS));
+  size_t writes = machine.book.writes;
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {1})), name(EFI_ACCESS_DENIED));
+  EXPECT_EQ(machine.book.writes, writes);
+  system.letsGo = true;
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {1})), name(EFI_SUCCESS));
+  EXPECT_EQ((machine.protocolOn<void>(system.partition, g_fileSystemGuid)), nullptr);
+  EXPECT_EQ(volumeOn(disks), "none");
+  services->UninstallProtocolInterface(system.partition, &g_diskIoGuid, &system);
+  services->UninstallProtocolInterface(system.partition, &pathGuid, system.path);
+  services->UninstallProtocolInterface(system.driver, &bindingGuid, &system.binding);
+}
+
+} // namespace
