@@ -153,8 +153,19 @@ EFI_STATUS beginWriting(WORK *work) {
 
 // --- Going ---
 
+// Linux marks a disk that failed and lost its volumes as a spare.
 static bool isNeeded(const DDF_PD_ENTRY &entry) {
-  return (entry.type & (DDF_PD_MEMBER | DDF_PD_GLOBAL_SPARE | DDF_PD_SPARE)) != 0;
+  bool lost = (entry.state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0;
+  return (entry.type & DDF_PD_MEMBER) != 0 || (!lost && (entry.type & (DDF_PD_GLOBAL_SPARE | DDF_PD_SPARE)) != 0);
+}
+
+static bool stays(WORK *work, UINT32 pd, UINT32 who) {
+  return who == LEAVE_UNUSED ? isNeeded(*ddfPdEntry(lead(work), pd)) : who != LEAVE_ALL && who != pd;
+}
+
+static UINT32 placeOf(const WORK &work, UINT32 pd) {
+  UINT32 disk = work.set->pds[pd].disk;
+  return disk != DDF_NONE ? work.places[disk] : EVICTED;
 }
 
 static void removeEntry(WORK *work, UINT32 pd) {
@@ -162,41 +173,44 @@ static void removeEntry(WORK *work, UINT32 pd) {
   __builtin_memset(entry, 0xFF, sizeof(*entry));
 }
 
-// Marks who leaves and takes them out of the list; returns how many stay. Disks marked as failed that are there stay in
-// the list, or else would come back as disks that their set does not know.
-static UINT32 markLeaving(WORK *work, UINT32 who) {
-  const DDF_SET &set = *work->set;
-  UINT32 stay = 0;
-  for (UINT32 i = 0; i < set.pdCount; i++) {
-    bool stays = who == LEAVE_UNUSED ? isNeeded(*ddfPdEntry(lead(work), i)) : who != LEAVE_ALL && who != i;
-    UINT32 place = set.pds[i].disk != DDF_NONE ? work->places[set.pds[i].disk] : EVICTED;
-    if (place < work->count) {
-      work->disks[place].leaves = !stays;
-      stay += stays ? 1 : 0;
-    }
-    if (!stays && place != DDF_NONE && place != 0) {
-      removeEntry(work, i);
+static bool anyStays(WORK *work, UINT32 who) {
+  for (UINT32 i = 0; i < work->set->pdCount; i++) {
+    if (placeOf(*work, i) < work->count && stays(work, i, who)) {
+      return true;
     }
   }
-  return stay;
+  return false;
+}
+
+// Marks who leaves and takes them out of the list. Disks marked as failed that are there stay in the list, or else
+// would come back as disks that their set does not know.
+static void markLeaving(WORK *work, UINT32 who, bool keepFirst) {
+  for (UINT32 i = 0; i < work->set->pdCount; i++) {
+    UINT32 place = placeOf(*work, i);
+    if (stays(work, i, who) || place == DDF_NONE || (keepFirst && place == 0)) {
+      continue;
+    }
+    removeEntry(work, i);
+    if (place < work->count) {
+      work->disks[place].leaves = true;
+    }
+  }
 }
 
 // The disks that stay have the step before the others go. Without any, the first one stays until the others are gone.
 EFI_STATUS writeLeaving(WORK *work, UINT32 who) {
-  WORK_DISK &first = work->disks[0];
-  UINT32 stay = markLeaving(work, who);
-  if (stay == 0) {
-    first.leaves = false;
-  } else if (first.leaves) {
-    removeEntry(work, work->writer->model->disks[first.disk].pd);
+  bool ends = !anyStays(work, who);
+  EFI_STATUS status = ends ? evictLost(work, nullptr) : EFI_SUCCESS;
+  markLeaving(work, who, ends);
+  if (!EFI_ERROR(status)) {
+    status = writeStep(work);
   }
-  EFI_STATUS status = writeStep(work);
   for (UINT32 i = 0; i < work->count && !EFI_ERROR(status); i++) {
     if (work->disks[i].leaves) {
       status = zeroAnchor(work->writer, work->disks[i].disk);
     }
   }
-  return stay != 0 || EFI_ERROR(status) ? status : zeroAnchor(work->writer, first.disk);
+  return !ends || EFI_ERROR(status) ? status : zeroAnchor(work->writer, work->disks[0].disk);
 }
 
 EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume) {

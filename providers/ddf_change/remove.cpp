@@ -114,7 +114,7 @@ EFI_STATUS ddfDeleteVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume) {
 // The last volume's entry goes with the step in which the disks leave.
 static EFI_STATUS removeAll(WORK *work) {
   const DDF_SET &set = *work->set;
-  EFI_STATUS status = evictLost(work, nullptr);
+  EFI_STATUS status = EFI_SUCCESS;
   for (UINT32 i = 0; i < set.volumeCount && !EFI_ERROR(status); i++) {
     status = removeVolume(work, set.volumes[i].entry->guid);
     if (!EFI_ERROR(status) && i + 1 < set.volumeCount) {

@@ -207,11 +207,14 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { copy.header.foreignFlag = 1; });
   step("foreign", EFI_ACCESS_DENIED, rig.create(0, 0, 7, "b", 128, {0}), {"0: belongs to a foreign set"});
   step("imported", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfImportSet(writer, 0); }), {});
+  step("spare again", EFI_SUCCESS, spare(4, DDF_SPARE_GLOBAL, {}), {"pd 3: disk 4, online, type global spare"});
+  step("failed spare", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfFailDisk(writer, 0, 3); }),
+       {"pd 3: disk 4, online failed, type none"});
   step("all", EFI_SUCCESS, change([](DDF_WRITER *writer) {
          EXPECT_FALSE(writer->model->sets[0].foreign);
          return ddfDeleteSet(writer, 0);
        }),
-       {"disk 0: other\n", "disk 1: other\n", "disk 2: other\n"});
+       {"disk 0: other\n", "disk 1: other\n", "disk 2: other\n", "disk 4: other\n"});
 }
 
 // --- What must not be written ---
