@@ -112,14 +112,13 @@ static void fillRecord(WORK *work, const DDF_NEW_VOLUME &wanted, const PLACES &p
   }
 }
 
-// Linux enters every disk without a volume as a global spare.
 static void markMembers(WORK *work, const DDF_NEW_VOLUME &wanted) {
   UINT32 joined = work->set != nullptr ? work->set->pdCount : 0;
   for (UINT32 i = 0; i < wanted.diskCount; i++) {
     UINT32 place = work->places[wanted.disks[i]];
     UINT32 pd = place < work->members ? work->writer->model->disks[wanted.disks[i]].pd : joined + place - work->members;
     DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), pd);
-    entry->type = static_cast<UINT16>((entry->type | DDF_PD_MEMBER) & ~DDF_PD_GLOBAL_SPARE);
+    entry->type = entry->type | DDF_PD_MEMBER;
   }
 }
 

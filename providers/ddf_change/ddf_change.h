@@ -68,9 +68,9 @@ struct DDF_NEW_VOLUME {
 };
 
 // Makes a volume. Disks that are in no set join the one of the others; without others, a set of ours, else the only one
-// that Linux made, else a new set. A global spare may become a member, and is no spare then. RAID 0 is initialised from
-// the start; of other levels Linux builds the redundancy. EFI_UNSUPPORTED: Linux would not assemble it.
-// EFI_INVALID_PARAMETER: also disks of several sets, a name that is taken or has blanks.
+// that Linux made, else a new set. A spare is refused, also one that Linux made of a disk without a volume. RAID 0 is
+// initialised from the start; of other levels Linux builds the redundancy. EFI_UNSUPPORTED: Linux would not assemble it.
+// EFI_INVALID_PARAMETER: also a name that is taken or has blanks.
 EFI_STATUS ddfCreateVolume(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted);
 
 // Deletes a volume. Disks that then hold no volume and are no spare leave the set, which ends with its last disk.

@@ -13,7 +13,7 @@ static EFI_STATUS checkMember(DDF_WRITER *writer, UINT32 number, UINT32 *set) {
                       : *set != DDF_NONE && *set != disk.set   ? "belongs to another set than the disks before it"
                       : (pd.entry->state & DDF_PD_ONLINE) == 0 ? "is not online"
                       : isMarkedLost(pd)                       ? "has failed"
-                      : pd.spare == DDF_SPARE_FOR_VOLUMES      ? "waits as a spare for other volumes"
+                      : pd.spare != DDF_NO_SPARE               ? "waits as a spare"
                                                                : nullptr;
   *set = disk.set;
   return what != nullptr ? refuse(writer, EFI_ACCESS_DENIED, number, what) : EFI_SUCCESS;
