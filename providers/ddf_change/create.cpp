@@ -131,7 +131,7 @@ static EFI_STATUS joinFresh(WORK *work, const DDF_NEW_VOLUME &wanted) {
   }
   UINT32 count = 0;
   for (UINT32 i = 0; i < wanted.diskCount; i++) {
-    if (isOutside(work->writer->model->disks[wanted.disks[i]])) {
+    if (isOutside(*work->writer->model, wanted.disks[i])) {
       fresh[count++] = wanted.disks[i];
     }
   }

@@ -8,8 +8,8 @@
 // last, its anchor before the set's list names it; one that leaves loses its anchor after the list has lost it.
 //
 // Before its first step a change brings all disks of the set to the set's newest state, and finishes what an earlier
-// one left behind: entries without any record, disks that had no volume any more and were about to leave. Disks that
-// the set's list marks as failed or missing are not written.
+// one left behind: entries without any record, disks that were about to join or to leave, disks that were away while
+// their last volume was deleted. Disks that the set's list marks as failed or missing are not written.
 //
 // Nothing outside the metadata is written: what lies on the blocks of a new or a deleted volume stays.
 #pragma once
@@ -69,8 +69,8 @@ struct DDF_NEW_VOLUME {
 
 // Makes a volume. Disks that are in no set join the one of the others; without others, a set of ours, else the only one
 // that Linux made, else a new set. A spare is refused, also one that Linux made of a disk without a volume. RAID 0 is
-// initialised from the start; of other levels Linux builds the redundancy. EFI_UNSUPPORTED: Linux would not assemble it.
-// EFI_INVALID_PARAMETER: also a name that is taken or has blanks.
+// initialised from the start; of other levels Linux builds the redundancy. EFI_UNSUPPORTED: Linux would not assemble
+// it. EFI_INVALID_PARAMETER: also a name that is taken or has blanks.
 EFI_STATUS ddfCreateVolume(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted);
 
 // Deletes a volume. Disks that then hold no volume and are no spare leave the set, which ends with its last disk.

@@ -47,22 +47,14 @@ DDF_RECORD *findRecord(const DDF_COPY &copy, const DDF_GUID &guid) {
   return nullptr;
 }
 
-static DDF_RECORD *findSigned(const DDF_COPY &copy, DDF_SIGNATURE signature) {
+DDF_SPARE_RECORD *findSpareRecord(const DDF_COPY &copy) {
   UINT32 slots = ddfRecordCapacity(copy);
   for (UINT32 i = 0; i < slots; i++) {
-    if (ddfRecordSlot(copy, i)->signature == signature) {
-      return ddfRecordSlot(copy, i);
+    if (ddfRecordSlot(copy, i)->signature == DDF_SPARE_SIGNATURE) {
+      return reinterpret_cast<DDF_SPARE_RECORD *>(ddfRecordSlot(copy, i));
     }
   }
   return nullptr;
-}
-
-bool hasRecords(const DDF_COPY &copy) {
-  return findSigned(copy, DDF_RECORD_SIGNATURE) != nullptr;
-}
-
-DDF_SPARE_RECORD *findSpareRecord(const DDF_COPY &copy) {
-  return reinterpret_cast<DDF_SPARE_RECORD *>(findSigned(copy, DDF_SPARE_SIGNATURE));
 }
 
 DDF_GUID newGuid(const DDF_WRITER &writer) {

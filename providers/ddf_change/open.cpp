@@ -11,10 +11,31 @@ bool isMarkedLost(const DDF_PD &pd) {
 
 // --- What forbids a change ---
 
-// A disk that the set's list does not have may be one that was about to join or leave; it then has no records. With
-// records it may hold what the user still wants, and Linux may stumble over them.
-static bool isLeftover(const DDF_DISK &disk) {
-  return disk.kind == DDF_DISK_STALE && disk.pd == DDF_NONE && !hasRecords(disk.copy);
+static bool knowsVolume(const DDF_SET &set, const DDF_GUID &guid) {
+  for (UINT32 i = 0; i < set.volumeCount; i++) {
+    if (ddfSameGuid(set.volumes[i].entry->guid, guid)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// A disk that the set's list does not have may be one that was about to join or to leave, or that was away while its
+// volumes were deleted. With records of others it may hold what the user still wants.
+static bool isLeftover(const DDF_MODEL &model, const DDF_DISK &disk) {
+  if (disk.kind != DDF_DISK_STALE || disk.pd != DDF_NONE) {
+    return false;
+  }
+  const DDF_SET &set = model.sets[disk.set];
+  bool older = disk.copy.header.sequence < set.sequence;
+  UINT32 slots = ddfRecordCapacity(disk.copy);
+  for (UINT32 i = 0; i < slots; i++) {
+    const DDF_RECORD *slot = ddfRecordSlot(disk.copy, i);
+    if (slot->signature == DDF_RECORD_SIGNATURE && (!older || knowsVolume(set, slot->guid))) {
+      return false;
+    }
+  }
+  return true;
 }
 
 // Linux looks only at the checksums of headers, so a damaged disk may still be one of the set for it.
@@ -29,7 +50,7 @@ static EFI_STATUS checkDisks(DDF_WRITER *writer, UINT32 number, UINT32 without) 
   const DDF_SET &set = writer->model->sets[number];
   for (UINT32 i = 0; i < writer->model->diskCount; i++) {
     const DDF_DISK &disk = writer->model->disks[i];
-    bool unknown = disk.kind == DDF_DISK_STALE && disk.set == number && !isLeftover(disk);
+    bool unknown = disk.kind == DDF_DISK_STALE && disk.set == number && !isLeftover(*writer->model, disk);
     if (unknown || isDamagedMember(disk, set)) {
       return refuse(writer, EFI_ACCESS_DENIED, i, disk.fault.what);
     }
@@ -66,13 +87,13 @@ EFI_STATUS checkTarget(DDF_WRITER *writer, UINT32 set, FOREIGN foreign) {
              : EFI_SUCCESS;
 }
 
-bool isOutside(const DDF_DISK &disk) {
-  return disk.kind == DDF_DISK_OTHER || isLeftover(disk);
+bool isOutside(const DDF_MODEL &model, UINT32 disk) {
+  return model.disks[disk].kind == DDF_DISK_OTHER || isLeftover(model, model.disks[disk]);
 }
 
 EFI_STATUS checkFresh(DDF_WRITER *writer, UINT32 disk) {
   const DDF_DISK &judged = writer->model->disks[disk];
-  const CHAR8 *what = !isOutside(judged)                     ? judged.fault.what
+  const CHAR8 *what = !isOutside(*writer->model, disk)       ? judged.fault.what
                       : judged.holds[0] != 0                 ? judged.holds
                       : !writer->targets[disk].usable        ? "must not be written"
                       : judged.source.sectors <= DDF_RESERVE ? "too small"

@@ -115,7 +115,7 @@ EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, DDF_SPARE_KI
       (kind == DDF_SPARE_FOR_VOLUMES && volumeCount == 0)) {
     return EFI_INVALID_PARAMETER;
   }
-  if (kind == DDF_NO_SPARE && isOutside(model.disks[disk])) {
+  if (kind == DDF_NO_SPARE && isOutside(model, disk)) {
     return EFI_SUCCESS;
   }
   SPARE_PLAN plan = {disk, kind, volumes, volumeCount};

@@ -72,7 +72,7 @@ EFI_STATUS refuse(DDF_WRITER *writer, EFI_STATUS status, UINT32 disk, const CHAR
 EFI_STATUS checkFresh(DDF_WRITER *writer, UINT32 disk);
 
 // Whether a disk belongs to no set, if it can be used at all: what checkFresh decides about.
-bool isOutside(const DDF_DISK &disk);
+bool isOutside(const DDF_MODEL &model, UINT32 disk);
 
 // The set that disks join which are in none: DDF_NONE when there is none.
 UINT32 chooseSet(const DDF_WRITER &writer);
@@ -91,7 +91,6 @@ void tidyList(DDF_COPY *copy, DDF_SECTION list);
 DDF_VD_ENTRY *findVolumeEntry(const DDF_COPY &copy, const DDF_GUID &guid);
 DDF_RECORD *findRecord(const DDF_COPY &copy, const DDF_GUID &guid); // also among the records of a failed disk
 DDF_SPARE_RECORD *findSpareRecord(const DDF_COPY &copy);
-bool hasRecords(const DDF_COPY &copy);
 inline void freeSlot(const DDF_COPY &copy, void *slot) {
   __builtin_memset(slot, 0xFF, UINTN{copy.header.recordLength} * DDF_SECTOR);
 }

@@ -201,6 +201,14 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   step("last", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 0); }),
        {"disk 0: other\n", "disk 5: other\n"});
   EXPECT_EQ(readText(rig.disks).find("set 0"), std::string::npos);
+  step("three copies", EFI_SUCCESS, rig.create(1, 1, 0xFF, "a", 128, {0, 1, 2}), {});
+  step("other", EFI_SUCCESS, rig.create(0, 0, 7, "b", 128, {0}), {});
+  SPARSE_DISK away = rig.disks[2];
+  rig.disks[2] = rig.disks[5];
+  step("one away", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 0); }), {});
+  rig.disks[2] = away;
+  step("and back", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 0); }),
+       {"disk 0: other\n", "disk 2: other\n"});
   step("again", EFI_SUCCESS, rig.create(5, 3, 7, "a", 0, {0, 1, 2}), {"volume 0: \"a\" optimal"});
   step("spare", EFI_SUCCESS, spare(4, DDF_SPARE_GLOBAL, {}), {"disk 4, online, type global spare"});
   step("no spare", EFI_SUCCESS, spare(4, DDF_NO_SPARE, {}), {"disk 4: other"});
