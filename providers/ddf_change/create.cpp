@@ -39,7 +39,7 @@ static EFI_STATUS checkWanted(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted) 
   if (wanted.access == 1 || wanted.access > DDF_BLOCKED) {
     return refuse(writer, EFI_INVALID_PARAMETER, DDF_NONE, "no such access");
   }
-  bool whole = wanted.level == DDF_RAID_1 || wanted.memberBlocks % (UINT64{1} << wanted.strip) == 0;
+  bool whole = wanted.memberBlocks % memberGrain(wanted) == 0;
   return whole ? EFI_SUCCESS : refuse(writer, EFI_INVALID_PARAMETER, DDF_NONE, "members are no whole strips");
 }
 

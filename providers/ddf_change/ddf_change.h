@@ -54,6 +54,10 @@ struct DDF_WRITER {
 
 constexpr UINT64 DDF_ANYWHERE = ~UINT64{0};
 
+// Members are whole pages, and begin at one where the writer chooses: Linux counts in halves of these, and takes two
+// volumes for one on top of the other when an odd sector is between them.
+constexpr UINT64 DDF_MEMBER_GRAIN = 8;
+
 struct DDF_NEW_VOLUME {
   UINT8 level; // DDF_LEVEL, qualifier and strip as in a record
   UINT8 qualifier;
@@ -63,7 +67,7 @@ struct DDF_NEW_VOLUME {
   CHAR8 name[16];      // padded with zeros; empty for none
   const UINT32 *disks; // of the model, in the members' order
   UINT32 diskCount;
-  UINT64 memberBlocks; // whole strips; 0: as many as fit
+  UINT64 memberBlocks; // whole strips and DDF_MEMBER_GRAIN; 0: as many as fit
   UINT64 start;        // on each member; DDF_ANYWHERE: the first gap that fits
 };
 

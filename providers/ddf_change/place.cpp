@@ -39,6 +39,11 @@ EFI_STATUS checkMembers(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted, UINT32
 
 // --- Room on the disks ---
 
+UINT64 memberGrain(const DDF_NEW_VOLUME &wanted) {
+  UINT64 strip = wanted.level == DDF_RAID_1 ? 1 : UINT64{1} << wanted.strip;
+  return strip > DDF_MEMBER_GRAIN ? strip : DDF_MEMBER_GRAIN;
+}
+
 struct GAPS {
   DDF_GAP own; // of a disk that is in no set yet
   const DDF_GAP *items;
@@ -57,11 +62,13 @@ static void findGaps(const DDF_MODEL &model, UINT32 number, GAPS *gaps) {
   }
 }
 
+static UINT64 startIn(const DDF_GAP &gap, UINT64 start) {
+  return start != DDF_ANYWHERE ? start : (gap.start + DDF_MEMBER_GRAIN - 1) / DDF_MEMBER_GRAIN * DDF_MEMBER_GRAIN;
+}
+
 // What a gap has from start on.
-static UINT64 roomIn(const DDF_GAP &gap, UINT64 start) {
-  if (start == DDF_ANYWHERE) {
-    return gap.blocks;
-  }
+static UINT64 roomIn(const DDF_GAP &gap, UINT64 wanted) {
+  UINT64 start = startIn(gap, wanted);
   return start >= gap.start && start - gap.start < gap.blocks ? gap.blocks - (start - gap.start) : 0;
 }
 
@@ -87,7 +94,7 @@ static UINT64 commonRoom(const DDF_MODEL &model, const DDF_NEW_VOLUME &wanted, U
       *smallest = wanted.disks[i];
     }
   }
-  return wanted.level == DDF_RAID_1 ? blocks : blocks - blocks % (UINT64{1} << wanted.strip);
+  return blocks - blocks % memberGrain(wanted);
 }
 
 EFI_STATUS findPlaces(WORK *work, const DDF_NEW_VOLUME &wanted, PLACES *places) {
@@ -108,7 +115,7 @@ EFI_STATUS findPlaces(WORK *work, const DDF_NEW_VOLUME &wanted, PLACES *places) 
     while (roomIn(gaps.items[at], wanted.start) < places->memberBlocks) {
       at++; // there is one: the room was found above
     }
-    places->starts[i] = wanted.start == DDF_ANYWHERE ? gaps.items[at].start : wanted.start;
+    places->starts[i] = startIn(gaps.items[at], wanted.start);
   }
   return EFI_SUCCESS;
 }

@@ -3,6 +3,9 @@
 
 #include "providers/ddf_change/work.h"
 
+// What a member's blocks are a multiple of.
+UINT64 memberGrain(const DDF_NEW_VOLUME &wanted);
+
 struct PLACES {
   UINT64 memberBlocks;
   UINT64 *starts; // pool, by member

@@ -174,11 +174,11 @@ static EFI_STATUS decodeQualifier(const RAID_VD_RECORD &wanted, const RAID_LEVEL
   return EFI_SUCCESS;
 }
 
-// Whole strips of each member, so that at least size bytes have room.
+// Whole strips and pages of each member, so that at least size bytes have room.
 static UINT64 blocksOf(UINT64 size, UINT32 members, UINT8 strip) {
   UINT64 sectors = size / DDF_SECTOR + (size % DDF_SECTOR != 0 ? 1 : 0);
   UINT64 blocks = sectors / members + (sectors % members != 0 ? 1 : 0);
-  UINT64 grain = strip == DDF_NO_STRIP ? 1 : 1ULL << strip;
+  UINT64 grain = strip == DDF_NO_STRIP || 1ULL << strip < DDF_MEMBER_GRAIN ? DDF_MEMBER_GRAIN : 1ULL << strip;
   return (blocks + grain - 1) / grain * grain;
 }
 

@@ -125,8 +125,8 @@ TEST_F(Ddf, VolumesAreMadeAsLinuxTakesThem) {
     EFI_STATUS status;
     const char *text; // of the model, or the trouble
   } const cases[] = {
-      {"zero", 0, 0, 0, {3}, 7, 8, EFI_SUCCESS, "initialised, read/write)\n    RAID 0 (0, 0, secondary 255), 7 blocks"},
-      {"one", 1, 0, 0xFF, {0, 1}, 7, DDF_ANYWHERE, EFI_SUCCESS, "optimal, not initialised"},
+      {"zero", 0, 0, 0, {3}, 8, 8, EFI_SUCCESS, "initialised, read/write)\n    RAID 0 (0, 0, secondary 255), 8 blocks"},
+      {"one", 1, 0, 0xFF, {0, 1}, 16, DDF_ANYWHERE, EFI_SUCCESS, "optimal, not initialised"},
       {"three", 1, 1, 7, {0, 1, 2}, 0, DDF_ANYWHERE, EFI_SUCCESS, "(1, 1, secondary 255), 4096 blocks"},
       {"four", 4, 1, 3, {0, 1, 2}, 0, 5, EFI_SUCCESS, "RAID 4 (4, 1, secondary 255), 8176 blocks"},
       {"five", 5, 2, 7, {2, 1, 0, 3}, 0, DDF_ANYWHERE, EFI_SUCCESS, "members 0@0, 1@0, 2@0, 3@0"},
@@ -141,6 +141,7 @@ TEST_F(Ddf, VolumesAreMadeAsLinuxTakesThem) {
       {"no strip", 0, 0, 0xFF, {0}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "strip"},
       {"none", 0, 0, 7, {}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, ""},
       {"uneven", 0, 0, 7, {0}, 129, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "whole strips"},
+      {"odd", 1, 0, 0xFF, {0, 1}, 7, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "whole strips"},
       {"twice", 0, 0, 7, {1, 1}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "1: named twice"},
       {"ghost", 0, 0, 7, {4}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, ""},
       {"blank s", 0, 0, 7, {0}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "blank"},

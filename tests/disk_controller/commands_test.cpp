@@ -91,7 +91,7 @@ TEST(DiskCommands, WhatACreateWrites) {
       {{.level = RAID_LEVEL_0}, 1, "00,0 strip 7 4096@0 access 0 cache 00 init 2 "},
       {{.level = RAID_LEVEL_0, .stripe = RAID_STRIPE_SIZE_512B, .size = 3 * 512 + 1, .name = u"sixteen.letters."},
        2,
-       "00,0 strip 0 2@0 access 0 cache 00 init 2 sixteen.letters."},
+       "00,0 strip 0 8@0 access 0 cache 00 init 2 sixteen.letters."},
       {{.level = RAID_LEVEL_1, .size = MIB}, 2, "01,0 strip 255 2048@0 access 0 cache 00 init 0 "},
       {{.level = RAID_LEVEL_1, .stripe = RAID_STRIPE_SIZE_16MB, .cache = RAID_CACHE_READ_AHEAD},
        3,
