@@ -59,7 +59,7 @@ DDF_SPARE_RECORD *findSpareRecord(const DDF_COPY &copy) {
 
 DDF_GUID newGuid(const DDF_WRITER &writer) {
   constexpr UINTN VENDOR = 8, TYPE = 8;
-  DDF_GUID guid;
+  DDF_GUID guid = {};
   copyBytes(guid.bytes, writer.maker->guid.bytes, VENDOR);
   copyBytes(guid.bytes + VENDOR, writer.maker->type, TYPE);
   DDF_U32 parts[2];

@@ -121,16 +121,6 @@ UINT32 chooseSet(const DDF_WRITER &writer) {
 
 // --- What the disks should hold ---
 
-static bool differs(const DDF_COPY &a, const DDF_COPY &b) {
-  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
-    UINTN size = UINTN{a.header.sections[i].length} * DDF_SECTOR;
-    if (__builtin_memcmp(a.sections[i], b.sections[i], size) != 0) {
-      return true;
-    }
-  }
-  return false;
-}
-
 static EFI_STATUS addMember(WORK *work, UINT32 number) {
   DDF_WRITER *writer = work->writer;
   const DDF_DISK &disk = writer->model->disks[number];
@@ -146,7 +136,7 @@ static EFI_STATUS addMember(WORK *work, UINT32 number) {
   added->held = disk.copy.header.sequence;
   added->first = disk.used == DDF_PRIMARY ? DDF_SECONDARY : DDF_PRIMARY;
   work->places[number] = work->count++;
-  work->behind = work->behind || disk.lagging || differs(added->copy, disk.copy);
+  work->behind = work->behind || disk.lagging;
   return EFI_SUCCESS;
 }
 

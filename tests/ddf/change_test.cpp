@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 
 #include "providers/ddf_change/ddf_change.h"
 #include "tests/ddf/fixture.h"
@@ -24,6 +25,7 @@ public:
     }
     std::memset(&maker_, 0xFF, sizeof(maker_));
     maker_.guid = guidOf("OurMaker", 0);
+    std::memcpy(maker_.vendorData, "made", 4);
   }
 
   // Small sets that Linux made: a mirror "volume" of 512 blocks on the first two disks, others are fresh.
@@ -160,12 +162,35 @@ TEST_F(Ddf, VolumesAreMadeAsLinuxTakesThem) {
   }
 }
 
+// What a set's lists must be beside their meaning: Linux counts on no gap before the number of entries.
+static std::string listFault(DISKS &disks) {
+  std::string faults;
+  DDF_MODEL *model = readModel(disks);
+  for (UINT32 i = 0; i < model->setCount; ++i) {
+    const DDF_SET &set = model->sets[i];
+    const DDF_COPY &copy = model->disks[set.newest].copy;
+    auto used = [&](DDF_SECTION list) { return UINT32{reinterpret_cast<DDF_LIST_HEAD *>(copy.sections[list])->used}; };
+    bool gaps =
+        (set.pdCount != 0 && set.pds[set.pdCount - 1].entry != ddfPdEntry(copy, set.pdCount - 1)) ||
+        (set.volumeCount != 0 && set.volumes[set.volumeCount - 1].entry != ddfVdEntry(copy, set.volumeCount - 1));
+    faults += gaps ? "gaps " : "";
+    faults += used(DDF_PD_RECORDS) != set.pdCount || used(DDF_VD_RECORDS) != set.volumeCount ? "counts " : "";
+    std::set<UINT32> numbers;
+    for (UINT32 j = 0; j < set.volumeCount; ++j) {
+      faults += numbers.insert(set.volumes[j].entry->number).second ? "" : "numbers ";
+    }
+  }
+  ddfFree(model);
+  return faults;
+}
+
 // --- A story ---
 
 TEST_F(Ddf, ChangesFollowEachOther) {
   Rig rig(6);
   auto step = [&](const char *what, EFI_STATUS wanted, EFI_STATUS status, const std::vector<std::string> &texts) {
     EXPECT_EQ(status, wanted) << what << ": " << rig.trouble;
+    EXPECT_EQ(listFault(rig.disks), "") << what;
     std::string text = rig.trouble + "\n" + readText(rig.disks);
     for (const std::string &part : texts) {
       EXPECT_NE(text.find(part), std::string::npos) << what << ": " << part << " in\n" << text;
@@ -189,10 +214,19 @@ TEST_F(Ddf, ChangesFollowEachOther) {
          return ddfChangeVolume(writer, 0, 0, settings);
        }),
        {"volume 0: \"new\" optimal (entry: optimal, not initialised, read only)"});
-  step("vendor's data", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfSetVendorData(writer, 0, "kept", 4); }),
+  step("vendor's data", EFI_SUCCESS, change([](DDF_WRITER *writer) {
+         const DDF_SET &set = writer->model->sets[0];
+         EXPECT_EQ(set.volumes[0].record->cache[7], 0x21);
+         EXPECT_EQ(set.volumes[0].record->sequence, 2u);
+         EXPECT_EQ(std::memcmp(set.controller->vendorData, "made", 4), 0);
+         return ddfSetVendorData(writer, 0, "kept", 4);
+       }),
        {"volume 1: \"b\" optimal"});
   DISKS before = rig.disks;
-  step("failed", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfFailDisk(writer, 0, 1); }),
+  step("failed", EFI_SUCCESS, change([](DDF_WRITER *writer) {
+         EXPECT_EQ(std::memcmp(writer->model->sets[0].controller->vendorData, "kept", 4), 0);
+         return ddfFailDisk(writer, 0, 1);
+       }),
        {"pd 1: disk 1, online failed", "\"new\" degraded (entry: degraded", "\"b\" failed (entry: failed"});
   EXPECT_EQ(rig.disks[1].kept, before[1].kept);
   step("back to work", EFI_ACCESS_DENIED, rig.create(0, 0, 7, "c", 128, {1}), {"1: has failed"});
@@ -206,6 +240,8 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   step("other", EFI_SUCCESS, rig.create(0, 0, 7, "b", 128, {0}), {});
   SPARSE_DISK away = rig.disks[2];
   rig.disks[2] = rig.disks[5];
+  step("lost", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfFailDisk(writer, 0, 2); }),
+       {"pd 2: missing, failed missing", "\"a\" partially optimal (entry: partially optimal"});
   step("one away", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 0); }), {});
   rig.disks[2] = away;
   step("and back", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 0); }),
@@ -224,6 +260,16 @@ TEST_F(Ddf, ChangesFollowEachOther) {
          return ddfDeleteSet(writer, 0);
        }),
        {"disk 0: other\n", "disk 1: other\n", "disk 2: other\n", "disk 4: other\n"});
+}
+
+TEST_F(Ddf, RecordsAndListsEnd) {
+  Rig rig = Rig::small(2);
+  for (int volume = 1; volume < 16; ++volume) {
+    EXPECT_EQ(rig.create(0, 0, 0, std::to_string(volume).c_str(), 8, {0}), EFI_SUCCESS) << volume;
+  }
+  EXPECT_EQ(rig.create(0, 0, 0, "16", 8, {0}), EFI_VOLUME_FULL); // Linux needs the last slot
+  EXPECT_EQ(rig.trouble, "0: takes part in as many volumes as it can");
+  EXPECT_EQ(listFault(rig.disks), "");
 }
 
 // --- What must not be written ---
