@@ -48,7 +48,12 @@ static UINT32 spansOf(const RAID_ADAPTER_RECORD &adapter, const LEVEL_RULE &rule
   return 0;
 }
 
-static UINT32 dataMembers(const RAID_ADAPTER_RECORD &adapter, const LEVEL_RULE &rule, UINT32 count) {
+// A mirror of at most three disks is one of copies, else mirrors are of pairs.
+static UINT32 dataMembers(const RAID_ADAPTER_RECORD &adapter, const LEVEL_RULE &rule, const RAID_LEVEL_PARAMS &level,
+                          UINT32 count) {
+  if (rule.Mirrored && level.MaxDisks == 3) {
+    return 1;
+  }
   if (rule.Mirrored) {
     return count % 2 == 0 ? count / 2 : 0;
   }
@@ -68,7 +73,7 @@ XYL_RESULT checkCount(const XYL_CONTEXT &context, const RAID_ADAPTER_RECORD &ada
   if (rule == nullptr) {
     return succeeded();
   }
-  layout->DataMembers = dataMembers(adapter, *rule, count);
+  layout->DataMembers = dataMembers(adapter, *rule, level, count);
   if (layout->DataMembers == 0) {
     complain(context.Host, u"%a needs %a; %d disks cannot be divided so", name,
              rule->Mirrored ? "an even number of disks" : "two or more equal spans", count);
@@ -145,7 +150,7 @@ XYL_RESULT checkSpareFits(const XYL_CONTEXT &context, const RAID_CONFIG &config,
     return failed(EFI_INVALID_PARAMETER);
   }
   const LEVEL_RULE *rule = ruleOf(volume.RAIDLevel);
-  LAYOUT layout = {rule != nullptr ? dataMembers(*config.adapter, *rule, volume.PDCount) : 0};
+  LAYOUT layout = {rule != nullptr ? dataMembers(*config.adapter, *rule, volume.RAIDLevelDesc, volume.PDCount) : 0};
   if (disk.Size < shareOf(layout, volume.Size)) {
     CHAR8 size[SIZE_TEXT_CAPACITY];
     formatSize(size, shareOf(layout, volume.Size));
