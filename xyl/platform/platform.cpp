@@ -1,6 +1,7 @@
 #include "xyl/platform/platform.h"
 
 #include <ctime>
+#include <random>
 
 #include "base/print.h"
 #include "driver/binding/binding.h"
@@ -34,7 +35,15 @@ static EFI_STATUS EFIAPI getTime(EFI_TIME *time, void *) {
   return EFI_SUCCESS;
 }
 
+// A count that never comes back; that of the host firmware starts anew in each run.
+static EFI_STATUS EFIAPI getNextMonotonicCount(UINT64 *count) {
+  std::random_device source;
+  *count = static_cast<UINT64>(source()) << 32 | source();
+  return EFI_SUCCESS;
+}
+
 Platform::Platform(const PLATFORM_OPTIONS &options) : options_(options) {
+  firmware_.bootServices()->GetNextMonotonicCount = getNextMonotonicCount;
   firmware_.systemTable()->RuntimeServices->GetTime = getTime;
   setSystemTable(firmware_.systemTable());
   load(DebugLogEntry, "the log provider", logOptions(options_.logLevel));
