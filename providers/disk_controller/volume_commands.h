@@ -4,8 +4,9 @@
 #include "providers/disk_controller/service.h"
 
 // Statuses beside those of decodeVolume and of the writer; nothing is written but for EFI_DEVICE_ERROR:
-//   EFI_INVALID_PARAMETER  a disk twice, or one that is not there; disks of several sets; a name that is taken
-//   EFI_ACCESS_DENIED      a disk that holds something else, is another controller's or a hot spare
+//   EFI_INVALID_PARAMETER  a disk twice, or one that is not there; a name that is taken
+//   EFI_ACCESS_DENIED      a disk that holds something else, is another controller's or a hot spare; disks of several
+//                          sets
 //   EFI_NOT_READY          a disk that failed or cannot be used
 //   EFI_VOLUME_FULL        no room
 EFI_STATUS createVolume(DISK_CONTROLLER *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids, UINT32 count);

@@ -250,6 +250,30 @@ TEST(DiskCommands, WritesThatFail) {
   }
 }
 
+// Without memory nothing is written, nothing leaks, and the next try works.
+TEST(DiskCommands, MemoryFails) {
+  DISKS disks = blankDisks(3);
+  Machine machine(disks);
+  machine.mayWrite = true;
+  for (uint64_t n = 1;; ++n) {
+    size_t writes = machine.book.writes;
+    machine.firmware.failAllocation(n);
+    EFI_STATUS status = create(machine, {.level = RAID_LEVEL_5}, idsOf({0, 1, 2}));
+    bool failed = machine.firmware.allocationFailed();
+    machine.firmware.failAllocation(0);
+    machine.expectBalanced(std::to_string(n));
+    if (!failed) {
+      EXPECT_EQ(name(status), name(EFI_SUCCESS));
+      break;
+    }
+    if (EFI_ERROR(status)) {
+      EXPECT_EQ(machine.book.writes, writes) << n;
+    } else { // what the disks say of themselves may do without
+      EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER)), name(EFI_SUCCESS));
+    }
+  }
+}
+
 // Settings are kept in memory until there is a set, then in it; a foreign set is left alone, imported or cleared.
 TEST(DiskCommands, Adapter) {
   DISKS disks = blankDisks(2);
