@@ -24,7 +24,7 @@ static void putNumber(UINT8 *to, UINT64 number) {
 }
 
 static DDF_GUID guidByChance() {
-  DDF_GUID guid;
+  DDF_GUID guid = {};
   putText(guid.bytes, VENDOR_SIZE, "RAIDXYL");
   UINT64 high = nextRandom();
   putNumber(guid.bytes + VENDOR_SIZE, high << 32 | nextRandom());
@@ -39,7 +39,7 @@ static DDF_GUID guidOf(const DISK &disk) {
     return guidByChance();
   }
   const CHAR8 *vendor = isNvme ? "NVMe" : disk.Place.Bus == DISK_BUS_SATA ? "ATA" : identity.Vendor;
-  DDF_GUID guid;
+  DDF_GUID guid = {};
   putText(guid.bytes, VENDOR_SIZE, vendor[0] != 0 ? vendor : "SCSI");
   if (isNvme) {
     putNumber(guid.bytes + VENDOR_SIZE, identity.Wwn);
