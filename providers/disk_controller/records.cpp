@@ -282,7 +282,7 @@ void describeLayout(const DDF_VOLUME &volume, RAID_VD_RECORD *record) {
   record->RAIDLevelDesc = offeredLevel(record->RAIDLevel);
   record->SpanDepth = 1;
   record->PDsPerSpan = volume.memberCount;
-  if (volume.level == DDF_LEVEL_10 && volume.memberCount != 0 && volume.memberCount % 2 == 0) {
+  if (volume.level == DDF_LEVEL_10 && volume.memberCount > 1 && volume.memberCount % 2 == 0) {
     record->SpanDepth = volume.spans > 1 ? volume.spans : volume.memberCount / 2;
     record->PDsPerSpan = volume.memberCount / record->SpanDepth;
   }
