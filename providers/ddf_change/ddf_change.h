@@ -43,6 +43,9 @@ struct DDF_WRITER {
   // Set by every change.
   DDF_TROUBLE trouble;
   DDF_GUID made; // by ddfCreateVolume: the new volume's GUID
+  // Of each of the model's disks, or null: set to 1 when a deletion has made it a disk of no set, also by a change that
+  // fails later.
+  UINT8 *freed = nullptr;
 };
 
 // Statuses that all changes have in common; but for EFI_DEVICE_ERROR nothing was written.

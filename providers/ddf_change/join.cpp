@@ -139,7 +139,7 @@ EFI_STATUS beginWriting(WORK *work) {
   for (UINT32 i = 0; i < model.diskCount && work->set != nullptr && !EFI_ERROR(status); i++) {
     const DDF_DISK &disk = model.disks[i];
     if (disk.kind == DDF_DISK_STALE && &model.sets[disk.set] == work->set) {
-      status = zeroAnchor(work->writer, i);
+      status = freeDisk(work->writer, i);
     }
   }
   UINT32 all = work->count;
@@ -207,10 +207,10 @@ EFI_STATUS writeLeaving(WORK *work, UINT32 who) {
   }
   for (UINT32 i = 0; i < work->count && !EFI_ERROR(status); i++) {
     if (work->disks[i].leaves) {
-      status = zeroAnchor(work->writer, work->disks[i].disk);
+      status = freeDisk(work->writer, work->disks[i].disk);
     }
   }
-  return !ends || EFI_ERROR(status) ? status : zeroAnchor(work->writer, work->disks[0].disk);
+  return !ends || EFI_ERROR(status) ? status : freeDisk(work->writer, work->disks[0].disk);
 }
 
 EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume) {
@@ -223,7 +223,7 @@ EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume) {
       DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), i);
       entry->state = entry->state | DDF_PD_MISSING;
       work->places[disk] = EVICTED;
-      status = zeroAnchor(work->writer, disk);
+      status = freeDisk(work->writer, disk);
     }
   }
   return status;

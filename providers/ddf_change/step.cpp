@@ -31,6 +31,14 @@ EFI_STATUS zeroAnchor(DDF_WRITER *writer, UINT32 disk) {
   return putAnchor(writer, disk, nothing);
 }
 
+EFI_STATUS freeDisk(DDF_WRITER *writer, UINT32 disk) {
+  EFI_STATUS status = zeroAnchor(writer, disk);
+  if (!EFI_ERROR(status) && writer->freed != nullptr) {
+    writer->freed[disk] = 1;
+  }
+  return status;
+}
+
 EFI_STATUS writeAnchor(WORK *work, const WORK_DISK &disk) {
   DDF_HEADER anchor;
   ddfMakeHeader(disk.copy, DDF_ANCHOR, DDF_OPEN_ANCHOR, 0, work->writer->time, &anchor);

@@ -48,8 +48,9 @@ EFI_STATUS beginWriting(WORK *work);
 // Writes the copies as they are now to all disks that do not leave.
 EFI_STATUS writeStep(WORK *work);
 
-// Takes the anchor from a disk, be it one of the work or not.
+// Take the anchor from a disk, be it one of the work or not; freeDisk since its volumes were deleted.
 EFI_STATUS zeroAnchor(DDF_WRITER *writer, UINT32 disk);
+EFI_STATUS freeDisk(DDF_WRITER *writer, UINT32 disk);
 
 // Takes the anchors from disks that are marked as failed and hold a record of a volume that is to be deleted, or from
 // all of these with null: they are not written otherwise, and a record without an entry confuses Linux.

@@ -4,6 +4,7 @@
 #include "base/pool.h"
 #include "providers/disk_controller/disk_guid.h"
 #include "providers/disk_controller/file_systems.h"
+#include "providers/disk_controller/freed.h"
 #include "providers/disk_controller/moment.h"
 #include "providers/disk_controller/names.h"
 #include "providers/disk_controller/objects.h"
@@ -87,11 +88,13 @@ static EFI_STATUS openChange(DISK_CONTROLLER *controller, CHANGE *change) {
   change->Writer.time = secondsSince1980();
   change->Writer.random = nextRandom;
   change->Writer.trouble = {DDF_NONE, nullptr};
-  return status;
+  change->Writer.freed = change->Freed = poolNew<UINT8>(UINTN{change->View.List.Count} + 1);
+  return change->Freed == nullptr ? EFI_OUT_OF_RESOURCES : status;
 }
 
 static void closeChange(CHANGE *change) {
   poolRelease(change->Targets);
+  poolRelease(change->Freed);
   closeView(&change->View);
 }
 
@@ -102,6 +105,7 @@ EFI_STATUS runChange(DISK_CONTROLLER *controller, CHANGE_STEP step, void *contex
     status = openChange(controller, &change);
     if (!EFI_ERROR(status)) {
       status = step(&change, context);
+      rememberFreed(change.View, change.Freed);
       if (EFI_ERROR(status)) {
         tellTrouble(change, status);
       }

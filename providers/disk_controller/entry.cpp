@@ -3,6 +3,7 @@
 #include "base/log.h"
 #include "base/pool.h"
 #include "providers/disk_controller/contents.h"
+#include "providers/disk_controller/freed.h"
 #include "providers/disk_controller/service.h"
 
 static const EFI_GUID g_managementGuid = RAID_MGMT_PROTOCOL_GUID;
@@ -89,6 +90,7 @@ extern "C" EFI_STATUS EFIAPI RaidDisksEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *
   setSystemTable(systemTable);
   void *found = nullptr;
   g_controller.Settings = g_defaultSettings;
+  forgetFreed();
   EFI_STATUS status = g_bootServices->HandleProtocol(image, &g_loadedImageGuid, &found);
   if (!EFI_ERROR(status)) {
     status = booksOpen(&g_controller.Books);

@@ -3,6 +3,7 @@
 #include "base/pool.h"
 #include "base/sort.h"
 #include "base/text.h"
+#include "providers/disk_controller/freed.h"
 
 // Vendor, then a name of sixteen characters.
 const DDF_GUID g_ourController = {{'R', 'A', 'I', 'D', 'X', 'Y', 'L', ' ', 'F', 'i', 'r', 'm',
@@ -185,6 +186,7 @@ EFI_STATUS openView(VIEW *view, const SETTINGS &settings) {
     status = ddfRead(view->Sources, view->List.Count, &g_ourController, &view->Model);
   }
   if (!EFI_ERROR(status)) {
+    clearFreed(view);
     findSettings(view);
     status = numberDisks(view);
   }

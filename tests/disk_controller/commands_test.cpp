@@ -274,6 +274,33 @@ TEST(DiskCommands, MemoryFails) {
   }
 }
 
+// A volume that is deleted leaves its file system on the disks: they take a new one as long as the controller runs, and
+// only if nothing else has come.
+TEST(DiskCommands, WhatADeletedVolumeHeld) {
+  DISKS disks = blankDisks(2);
+  std::string super(DDF_SECTOR, '\0');
+  auto write = [&](size_t disk, const char *magic) { disks[disk].write(2, super.replace(56, 2, magic, 2).data(), 1); };
+  const auto mirror = [&](Machine &machine) { return create(machine, {.level = RAID_LEVEL_1}, idsOf({0, 1})); };
+  {
+    Machine machine(disks);
+    machine.mayWrite = true;
+    EXPECT_EQ(name(mirror(machine)), name(EFI_SUCCESS));
+    write(0, "\x53\xEF");
+    write(1, "\x53\xEF");
+    for (int turn = 0; turn < 2; ++turn) {
+      EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER)), name(EFI_SUCCESS));
+      EXPECT_EQ(countOf(machine.get().text, "<State>Ready"), 2U);
+      EXPECT_EQ(name(mirror(machine)), name(EFI_SUCCESS));
+    }
+    EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER)), name(EFI_SUCCESS));
+    std::string partitions(DDF_SECTOR, '\0');
+    disks[1].write(1, partitions.replace(0, 8, "EFI PART").data(), 1);
+    EXPECT_EQ(name(mirror(machine)), name(EFI_ACCESS_DENIED));
+  }
+  Machine machine(disks);
+  EXPECT_EQ(countOf(machine.get().text, "<State>Ready"), 0U);
+}
+
 // Settings are kept in memory until there is a set, then in it; a foreign set is left alone, imported or cleared.
 TEST(DiskCommands, Adapter) {
   DISKS disks = blankDisks(2);
