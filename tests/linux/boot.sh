@@ -38,6 +38,7 @@ timeout "${LIMIT:-300}" qemu-system-x86_64 -accel tcg -machine q35 -cpu max -m 5
   -no-reboot -serial "file:$work/console.txt" -serial "file:$work/results.txt" \
   -kernel "$guest/vmlinux" -initrd "$work/initrd" \
   -append "console=ttyS0 quiet loglevel=5 nokaslr mitigations=off tsc=reliable no_timer_check panic=-1" "$@" || true
+sed -i 's/\r$//' "$work/results.txt"
 if ! tail -n 1 "$work/results.txt" | grep -q '^end job 0'; then
   cat "$work/console.txt" "$work/results.txt"
   echo "linux: the job $(basename "$job") did not come to a good end"

@@ -87,4 +87,18 @@ stop_all() {
   sleep 5
   for volume in $(volume_names); do mdadm --stop "/dev/md/$volume"; done
   mdadm --stop --scan
+  rm -f /dev/md/* # without udev the links stay
+}
+
+# start SET DISK...: whatever there is on the disks; mdadm may find nothing, but it may not crash.
+start() {
+  set_name=$1
+  shift
+  tolerate mdadm --assemble "/dev/md/$set_name" $(paths "$@")
+  [ ! -e "/dev/md/$set_name" ] || tolerate mdadm --incremental --run "/dev/md/$set_name"
+}
+tolerate() {
+  code=0
+  "$@" || code=$?
+  [ "$code" -lt 128 ] || { echo "crashed: $*"; return 1; }
 }
