@@ -66,6 +66,7 @@ truncate -s 1M other # too small for anything
 
 made="f0 f1 f2 v0 v1"
 images $made
+mformat -i f0 :: # firmware opens its file system; create --wipe closes and destroys it
 machine="-device ich9-ahci,id=ahci,addr=1f.6"
 for name in $made; do
   truncate -s 8M "$name.log"

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """writes.py LOG... -- FOLDER KEPT XYL: recordings of what reached disks while virtual disks were created (QEMU's
-blklogwrites). Checks that flushes lie between the steps of every change; then brings the disks, image after image, into
-every state in between, in which the client XYL has to find the virtual disks that were there before a change or those
-after it. KEPT states around the first one are left in FOLDER/cutN-DISK for others to look at."""
+blklogwrites). Checks that behind what --wipe wrote flushes lie between the steps of every change; then brings the disks,
+image after image, into every state in between, in which the client XYL has to find the virtual disks that were there
+before a change or those after it. KEPT states around the first one are left in FOLDER/cutN-DISK for others to look at."""
 import json
 import re
 import struct
@@ -61,7 +61,7 @@ CHANGE = re.compile(r"(of+s+f+cf+Of+S+f+Cf+(af+)?)+")
 def check_order(disk):
     text = disk.letters()
     print("linux: %s: %d writes, %d flushes" % (disk.name, len(text) - text.count("f"), text.count("f")))
-    if not CHANGE.fullmatch(text.lstrip("f")):
+    if not CHANGE.fullmatch(text.lstrip("xf")):
         sys.exit("linux: %s: the order of writes is wrong: %s" % (disk.name, text))
 
 

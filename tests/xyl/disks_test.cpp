@@ -40,3 +40,29 @@ TEST(Disks, AreSetUpAndRestored) {
                  "0 verify kept.xml" + others + " => no difference", "0 delete sys scratch --yes" + others,
                  "0 show" + others + " => Virtual disks: 0"});
 }
+
+TEST(Disks, AreWipedForAVirtualDiskWhenAPersonAgrees) {
+  Client client("empty");
+  std::string disks, names;
+  for (int i = 0; i < 16; ++i) {
+    disks += " --disk " + std::to_string(i) + ".img";
+    names += i < 15 ? ",251:" + std::to_string(i) : "";
+  }
+  std::string create = " create --wipe --level 0 --name all --disks " + names.substr(1) + disks;
+  std::string members = " --disk 1.img --disk 2.img";
+  // Everything that disks may carry, and a sixteenth one that is too small.
+  client.expect({"0 " + UNPACK + "contents.disks . 2>/dev/null; cksum *.img >before.txt",
+                 "3 create --wipe --level 0 --disks 251:99" + disks + " => no disk '251:99'",
+                 "2 create --wipe --level 0 --count 2" + disks + " => --wipe goes with --disks",
+                 "4 create --wipe --level 0 --disks 301:0 --preset demo => controller does not tell",
+                 "4 create --wipe --yes --level 0 --disks 251:15" + disks + " => not what is on it",
+                 "4 create --wipe --yes --level 0 --disks 251:0 --size 900GB" + disks + " => more than",
+                 "2" + create + " => is lost|(251:5), 100.66 MB: ext file system|GPT|give --yes. Nothing was changed",
+                 "0 !cksum *.img | cmp - before.txt", "0" + create + " --show => <OID>1025014</OID>",
+                 "0 !cksum *.img | cmp - before.txt", "0" + create + " --yes => creation succeeded",
+                 "0 show" + disks + " => Virtual disks: 1|all|RAID 0",
+                 // Members are not wiped.
+                 "0 " + UNPACK + "rebuilding.disks .", "0 !cksum [12].img >before.txt",
+                 "4 create --wipe --yes --level 0 --disks 251:0,251:1" + members + " => belongs to a set",
+                 "0 !cksum [12].img | cmp - before.txt"});
+}
