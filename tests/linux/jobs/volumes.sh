@@ -35,7 +35,7 @@ for volume in $volumes; do read_back "$volume" synchronised; done
 for disk in $FAIL; do
   for holder in /sys/block/$disk/holders/*; do
     grep -q raid0 "$holder/md/level" || ! grep -q external:/ "$holder/md/metadata_version" ||
-      mdadm --fail "/dev/${holder##*/}" "/dev/$disk"
+      mdadm --fail "/dev/${holder##*/}" "/dev/$disk" || true # mdmon may have done so meanwhile
   done
 done
 for volume in $volumes; do read_back "$volume" degraded; done
