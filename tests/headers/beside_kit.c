@@ -5,6 +5,7 @@
 #define RAIDXYL_NO_UEFI_TYPES
 #include "debug_log.h"
 #include "debug_log_ring.h"
+#include "raid_disks.h"
 #include "raid_mgmt.h"
 #include "raid_records.h"
 #include "raid_values.h"

@@ -1,6 +1,7 @@
 // The headers that callers and providers outside use, compiled as C11.
 #include "debug_log.h"
 #include "debug_log_ring.h"
+#include "raid_disks.h"
 #include "raid_mgmt.h"
 #include "raid_records.h"
 #include "raid_values.h"
