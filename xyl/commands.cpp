@@ -22,7 +22,7 @@
 #define PLAIN_OUTCOMES (OUTCOME(SUCCESS) | OUTCOME(USAGE) | OUTCOME(NOT_FOUND) | OUTCOME(FAILED))
 
 const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
-    {"-c", "--number", "N", XYL_FRONT_BOTH, "work on controller N as 'xyl list' counts them"},
+    {"-c", "--number", "N", XYL_FRONT_BOTH, "work on controller N of 'xyl list', or of that PCI place, WWN or name"},
     {"-o", "--output", "FILE", XYL_FRONT_BOTH, "write the document to FILE"},
     {nullptr, "--saved", "SAVED.xml", XYL_FRONT_BOTH, "saved configuration whose disk ids the request uses"},
     {nullptr, "--log-file", "FILE", XYL_FRONT_BOTH, "write the log of the steps to FILE, as XML"},

@@ -247,6 +247,16 @@ TEST_F(XylShell, ChoosesAmongControllers) {
   EXPECT_EQ(run(u"show"), EFI_INVALID_PARAMETER);
   EXPECT_EQ(console_, "xyl: 2 controllers are bound; choose one with -c N, 'xyl list' shows them\n");
   expect(u"show -c 2", EFI_SUCCESS, "Adapter      Harrier H2 Host Adapter\n");
+  second->adapter.record.PCIID.PCIBus = 4;
+  second->adapter.record.WWN = 0x1234567890123456;
+  for (const char16_t *line : {u"show -c 04:00.0", u"show -c 1234567890123456"}) {
+    expect(line, EFI_SUCCESS, "Adapter      Harrier H2 Host Adapter\n");
+  }
+  expect(u"show -c 03:00.0", EFI_SUCCESS, "Adapter      Harrier R6 Integrated\n");
+  expect(u"show -c 123456789012345", EFI_NOT_FOUND, "there is no controller 123456789012345");
+  second->adapter.record.PCIID.PCIBus = 3;
+  expect(u"delete 3 --yes -c 03:00.0", EFI_INVALID_PARAMETER, "'03:00.0' is the name of 2 controllers");
+  second->adapter.record.WWN = 0x5EEDADA000001000ULL;
   EXPECT_EQ(run(u"list", /* balanced= */ false), EFI_SUCCESS);
   EXPECT_TRUE(said("  2  Harrier H2 Host Adapter, PCI 03:00.0, WWN 5EEDADA000001000\n"
                    "     virtual disks: 1 Online\n     disks: 2 Online, 2 Ready\n"));

@@ -56,26 +56,66 @@ const CHAR16 *controllerName(EFI_HANDLE controller) {
   return name;
 }
 
+static bool isSameText(const CHAR8 *a, const CHAR8 *b) {
+  auto small = [](CHAR8 letter) { return letter >= 'A' && letter <= 'Z' ? letter - 'A' + 'a' : letter; };
+  for (; *a != 0 && small(*a) == small(*b); ++a, ++b) {
+  }
+  return *a == 0 && *b == 0;
+}
+
+// Finds the controller that text names. One that does not tell who it is has no name.
+static XYL_RESULT findNamed(const XYL_CONTEXT &context, const CONTROLLERS &controllers, const CHAR8 *text,
+                            UINTN *index) {
+  UINTN found = 0;
+  for (UINTN i = 0; i < controllers.Count; ++i) {
+    void *management = nullptr;
+    CONTROLLER_IDENTITY identity;
+    if (EFI_ERROR(g_bootServices->HandleProtocol(controllers.Handles[i], &g_raidMgmtGuid, &management)) ||
+        EFI_ERROR(readIdentity(static_cast<RAID_MGMT_PROTOCOL *>(management), &identity))) {
+      continue;
+    }
+    if (isSameText(text, identity.Place) || isSameText(text, identity.Wwn) || isSameText(text, identity.Name)) {
+      *index = i;
+      ++found;
+    }
+  }
+  if (found == 1) {
+    return succeeded();
+  }
+  if (found != 0) {
+    complain(context.Host, u"'%a' is the name of %d controllers; choose one by its WWN, 'xyl list' shows them", text,
+             static_cast<UINT32>(found));
+    return wrongUsage();
+  }
+  complain(context.Host, u"there is no controller %a; 'xyl list' shows what there is", text);
+  return notFound();
+}
+
+bool isControllerNumber(const CHAR8 *text) {
+  UINTN digits = 0;
+  while (text[digits] >= '0' && text[digits] <= '9') {
+    ++digits;
+  }
+  return text[digits] == 0 && digits < sizeof(CONTROLLER_IDENTITY::Wwn) - 1;
+}
+
 // The place in the list that -c chooses (from 0), or of the only controller.
-static XYL_RESULT chooseIndex(const XYL_CONTEXT &context, UINTN count, UINTN *index) {
+static XYL_RESULT chooseIndex(const XYL_CONTEXT &context, const CONTROLLERS &controllers, UINTN *index) {
   const CHAR8 *text = context.Request->Options[XYL_OPTION_NUMBER];
   *index = 0;
   if (text == nullptr) {
-    if (count == 1) {
+    if (controllers.Count == 1) {
       return succeeded();
     }
     complain(context.Host, u"%d controllers are bound; choose one with -c N, 'xyl list' shows them",
-             static_cast<UINT32>(count));
+             static_cast<UINT32>(controllers.Count));
     return wrongUsage();
   }
-  for (const CHAR8 *at = text; *at != 0; ++at) {
-    if (*at < '0' || *at > '9') {
-      complain(context.Host, u"-c wants a number as 'xyl list' shows it, not '%a'", text);
-      return wrongUsage();
-    }
+  if (!isControllerNumber(text)) {
+    return findNamed(context, controllers, text, index);
   }
   UINT64 number = parseDecimal(text);
-  if (number == 0 || number > count) {
+  if (number == 0 || number > controllers.Count) {
     complain(context.Host, u"there is no controller %a; 'xyl list' shows what there is", text);
     return notFound();
   }
@@ -91,7 +131,7 @@ static XYL_RESULT chooseHandle(const XYL_CONTEXT &context, EFI_HANDLE *chosen) {
     return result;
   }
   UINTN index = 0;
-  result = chooseIndex(context, controllers.Count, &index);
+  result = chooseIndex(context, controllers, &index);
   *chosen = controllers.Handles[index];
   poolFree(controllers.Handles);
   return result;

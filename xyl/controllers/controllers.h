@@ -20,6 +20,9 @@ const CHAR16 *controllerName(EFI_HANDLE controller);
 // The management protocol of a controller.
 XYL_RESULT managementOf(const XYL_CONTEXT &context, EFI_HANDLE handle, RAID_MGMT_PROTOCOL **controller);
 
+// Whether what -c gives is a controller's number, not its PCI place, WWN or name.
+bool isControllerNumber(const CHAR8 *text);
+
 // The operations of the controller that -c chooses, or of the only one. Failures come with a message.
 XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations);
 
