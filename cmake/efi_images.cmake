@@ -28,6 +28,7 @@ add_efi_image(RaidSim efi_boot_service_driver RaidSimEntry base answers levels s
 add_efi_image(RaidDisks efi_boot_service_driver RaidDisksEntry base answers ddf ddf_change disk_controller)
 add_efi_image(RaidHealth efi_boot_service_driver RaidHealthEntry base health)
 add_efi_image(xyl efi_application XylEntry ${DRIVER_ROOMS} xyl_core xyl_firmware xyl_shell_front)
+add_efi_image(RaidBoot efi_application MediumEntry ${DRIVER_ROOMS} xyl_core xyl_firmware xyl_medium_front)
 
 # What only the runs in firmware need: the guest's own checks, and the benchmark.
 add_freestanding_room(tests/firmware/guest)

@@ -325,6 +325,19 @@ const XYL_COMMAND g_xylCommands[] = {
      "removes the faults that 'sim fail-next' left pending", "Says how many there were.",
      "xyl sim clear-faults lab.json", "", nullptr},
 
+    {"jobs", "JOBS.txt", 1, 1, OPTION(QUIET), PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+     "looks for mistakes in the job file of a boot medium",
+     "Reads the file as a medium does, and shows the lines or tells every mistake. A medium runs nothing of a file "
+     "that\n"
+     "has one.",
+     "xyl jobs lab/jobs.txt", "", nullptr},
+
+    {"unpack", "CONSOLE.log DIR", 2, 2, OPTION(FORCE) | OPTION(QUIET), PLAIN_OUTCOMES, XYL_FRONT_HOST,
+     XYL_NEEDS_NOTHING, false, "takes the results of a boot medium out of the log of its console",
+     "A boot medium that cannot be written to shows its files on the console. This writes those that came whole to\n"
+     "DIR, and says which did not. Of files with one name the last one counts.",
+     "xyl unpack console.log results", "", nullptr},
+
     {"man", "", 0, 0, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
      "writes the manual page", "Writes the manual page, in the form that man reads, to the standard output.", "xyl man",
      "", nullptr},

@@ -121,10 +121,14 @@ struct EFI_FILE_PROTOCOL {
   EFI_STATUS(EFIAPI *Delete)(EFI_FILE_PROTOCOL *This);
   EFI_STATUS(EFIAPI *Read)(EFI_FILE_PROTOCOL *This, UINTN *Size, void *Buffer);
   EFI_STATUS(EFIAPI *Write)(EFI_FILE_PROTOCOL *This, UINTN *Size, const void *Buffer);
-  void *NotCalled[4];
+  void *NotCalled;
+  EFI_STATUS(EFIAPI *SetPosition)(EFI_FILE_PROTOCOL *This, UINT64 Position);
+  EFI_STATUS(EFIAPI *GetInfo)(EFI_FILE_PROTOCOL *This, const EFI_GUID *Type, UINTN *Size, void *Buffer);
+  EFI_STATUS(EFIAPI *SetInfo)(EFI_FILE_PROTOCOL *This, const EFI_GUID *Type, UINTN Size, const void *Buffer);
   EFI_STATUS(EFIAPI *Flush)(EFI_FILE_PROTOCOL *This);
   void *NotCalled2[4];
 };
+UEFI_STATIC_ASSERT(offsetof(EFI_FILE_PROTOCOL, Flush) == 80, "file protocol layout");
 UEFI_STATIC_ASSERT(sizeof(EFI_FILE_PROTOCOL) == 120, "file protocol size");
 
 typedef struct EFI_SIMPLE_FILE_SYSTEM_PROTOCOL EFI_SIMPLE_FILE_SYSTEM_PROTOCOL;
@@ -134,6 +138,13 @@ struct EFI_SIMPLE_FILE_SYSTEM_PROTOCOL {
 };
 
 #define EFI_FILE_DIRECTORY 0x10ULL
+
+#define EFI_FILE_INFO_GUID                                                                                             \
+  {                                                                                                                    \
+    0x09576E92, 0x6D3F, 0x11D2, {                                                                                      \
+      0x8E, 0x39, 0x00, 0xA0, 0xC9, 0x69, 0x72, 0x3B                                                                   \
+    }                                                                                                                  \
+  }
 
 // Setting it changes the size, cuts or lengthens the file, and another name renames it within its directory.
 typedef struct EFI_FILE_INFO {

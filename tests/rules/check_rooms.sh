@@ -65,14 +65,15 @@ check host_firmware host
 
 # The client's core, bottom up; each folder may use those before it.
 below="$driver xyl"
-for room in output command_line documents steps guard controllers show diff plan verdict change verbs; do
+for room in output command_line documents steps guard controllers show diff plan verdict change verbs transcript jobs; do
   check "xyl/$room" free $below
   below="$below xyl/$room"
 done
 check xyl/firmware free $below
 check xyl/shell_front free $below xyl/firmware
+check xyl/medium_front free $below xyl/firmware
 below="$below $providers host_firmware"
-for room in host controller_file platform sim report redfish host_front; do
+for room in host controller_file platform sim report medium redfish host_front; do
   check "xyl/$room" host $below
   below="$below xyl/$room"
 done

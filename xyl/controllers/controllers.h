@@ -43,6 +43,15 @@ XYL_RESULT openController(const XYL_CONTEXT &context, CONTROLLER *controller);
 XYL_RESULT readWholeInventory(const XYL_CONTEXT &context, const CONTROLLER &controller, DOCUMENT_TEXT *document,
                               bool *isWhole);
 
+// The machine as its firmware has it; texts are the firmware's, "" where it tells none.
+struct SERVER {
+  const CHAR8 *Maker;
+  const CHAR8 *Product;
+  const CHAR8 *Serial;
+  CHAR8 Uuid[37]; // as people write it
+};
+void readServer(SERVER *server, const EFI_SYSTEM_TABLE *system);
+
 // Appends what people call the machine: the front's word for it, or maker, product and serial number as firmware has
 // them. Nothing when nobody knows.
 void putServerName(TEXT *name, const XYL_HOST *host);

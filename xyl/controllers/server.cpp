@@ -69,15 +69,46 @@ static const CHAR8 *stringOf(const UINT8 *structure, UINTN size, UINT8 number) {
   return number == 0 || at >= size ? "" : reinterpret_cast<const CHAR8 *>(structure + at);
 }
 
-static void putSystem(TEXT *name, const UINT8 *structure, UINTN size) {
-  const CHAR8 *maker = structure[1] > 4 ? stringOf(structure, size, structure[4]) : "";
-  const CHAR8 *product = structure[1] > 5 ? stringOf(structure, size, structure[5]) : "";
-  const CHAR8 *serial = structure[1] > 7 ? stringOf(structure, size, structure[7]) : "";
-  putText(name, maker);
-  putText(name, *maker != 0 && *product != 0 ? " " : "");
-  putText(name, product);
-  putText(name, *serial != 0 ? ", serial number " : "");
-  putText(name, serial);
+// The first three numbers of a UUID are little-endian. All ones and all zeros mean that it is not set.
+static void formatUuid(CHAR8 (&text)[37], const UINT8 *uuid) {
+  static constexpr UINT8 order[16] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
+  UINT8 ones = 0xFF;
+  UINT8 any = 0;
+  CHAR8 *at = text;
+  for (UINTN i = 0; i < 16; ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) {
+      *at++ = '-';
+    }
+    formatHex(at, uuid[order[i]], 2);
+    at += 2;
+    ones &= uuid[i];
+    any |= uuid[i];
+  }
+  text[ones == 0xFF || any == 0 ? 0 : 36] = 0;
+}
+
+static void readSystem(SERVER *server, const UINT8 *structure, UINTN size) {
+  const CHAR8 **texts[] = {&server->Maker, &server->Product, nullptr, &server->Serial};
+  for (UINTN i = 0; i < 4; ++i) {
+    if (texts[i] != nullptr && structure[1] > 4 + i) {
+      *texts[i] = stringOf(structure, size, structure[4 + i]);
+    }
+  }
+  if (structure[1] >= 0x18) {
+    formatUuid(server->Uuid, structure + 8);
+  }
+}
+
+void readServer(SERVER *server, const EFI_SYSTEM_TABLE *system) {
+  *server = {"", "", "", ""};
+  STRUCTURES rest = findStructures(system);
+  for (UINTN size = 0; rest.At != nullptr && (size = structureSize(rest)) != 0 && *rest.At != STRUCTURE_END;) {
+    if (*rest.At == STRUCTURE_SYSTEM) {
+      readSystem(server, rest.At, size);
+      return;
+    }
+    rest = {rest.At + size, rest.Size - size};
+  }
 }
 
 void putServerName(TEXT *name, const XYL_HOST *host) {
@@ -85,12 +116,11 @@ void putServerName(TEXT *name, const XYL_HOST *host) {
     putText(name, host->ServerName);
     return;
   }
-  STRUCTURES rest = findStructures(host->SystemTable);
-  for (UINTN size = 0; rest.At != nullptr && (size = structureSize(rest)) != 0 && *rest.At != STRUCTURE_END;) {
-    if (*rest.At == STRUCTURE_SYSTEM) {
-      putSystem(name, rest.At, size);
-      return;
-    }
-    rest = {rest.At + size, rest.Size - size};
-  }
+  SERVER server;
+  readServer(&server, host->SystemTable);
+  putText(name, server.Maker);
+  putText(name, *server.Maker != 0 && *server.Product != 0 ? " " : "");
+  putText(name, server.Product);
+  putText(name, *server.Serial != 0 ? ", serial number " : "");
+  putText(name, server.Serial);
 }

@@ -13,6 +13,7 @@
 #include "xyl/host_front/manual.h"
 #include "xyl/host_front/outputs.h"
 #include "xyl/host_front/secret.h"
+#include "xyl/medium/medium.h"
 #include "xyl/platform/platform.h"
 #include "xyl/redfish/redfish.h"
 #include "xyl/report/report.h"
@@ -128,6 +129,13 @@ static std::string serverName(const PLATFORM_OPTIONS &options) {
     name[0] = 0;
   }
   return options.controllerFile + name;
+}
+
+static XYL_RESULT runCommand(const XYL_HOST &host, const XYL_REQUEST &request) {
+  if (isMediumCommand(request)) {
+    return runMediumCommand(host, request);
+  }
+  return isReport(request) ? runReport(XYL_CONTEXT{&host, &request}) : xylRun(&host, request);
 }
 
 static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {

@@ -30,13 +30,16 @@ static bool makeRoom(TEXT *text, UINTN length) {
   return true;
 }
 
-void putText(TEXT *text, const CHAR8 *more) {
-  UINTN length = textLength(more);
+void putBytes(TEXT *text, const CHAR8 *bytes, UINTN length) {
   if (makeRoom(text, length)) {
-    copyBytes(text->Chars + text->Length, more, length);
+    copyBytes(text->Chars + text->Length, bytes, length);
     text->Length += length;
     text->Chars[text->Length] = 0;
   }
+}
+
+void putText(TEXT *text, const CHAR8 *more) {
+  putBytes(text, more, textLength(more));
 }
 
 void putNumber(TEXT *text, UINT64 number) {
@@ -47,6 +50,19 @@ void putNumber(TEXT *text, UINT64 number) {
 
 const CHAR8 *textOf(const TEXT &text) {
   return text.Chars != nullptr ? text.Chars : "";
+}
+
+static void capture(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
+  putBytes(static_cast<TEXT *>(host->Context), text, length);
+}
+
+XYL_HOST capturingHost(TEXT *text, XYL_FRONT front) {
+  XYL_HOST host = {};
+  host.Context = text;
+  host.Front = front;
+  host.WriteOut = capture;
+  host.WriteError = capture;
+  return host;
 }
 
 void freeText(TEXT *text) {
