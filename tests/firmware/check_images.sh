@@ -86,5 +86,7 @@ trap 'rm -f "$headers" "$headers.bad"' EXIT
 for image in RaidXyl XmlService DebugLog RaidSim RaidDisks RaidHealth; do
   check_image "$image" EFI_BOOT_SERVICE_DRIVER
 done
-check_image xyl EFI_APPLICATION
+for image in xyl RaidBoot; do
+  check_image $image EFI_APPLICATION
+done
 [ "$failures" -eq 0 ]

@@ -2,7 +2,8 @@
 # Makes a boot medium for both architectures from a folder with a job file.
 #   make_medium.sh JOBS_DIR OUT.img|OUT.iso
 # JOBS_DIR: jobs.txt and what its lines read, and drivers/x64 and drivers/aa64 with more drivers, if they are wanted.
-# Environment: IMAGES_X64, IMAGES_AA64 the images (build/efi, build/efi-aarch64), XYL the host client (build/release).
+# Environment: IMAGES_X64, IMAGES_AA64 the images (build/efi, build/efi-aarch64), XYL the host client (build/release);
+# SIGN_KEY and SIGN_CERT in PEM sign what firmware loads, for Secure Boot.
 set -eu
 root=$(cd "$(dirname "$0")/../.." && pwd)
 jobs=$1
@@ -48,6 +49,12 @@ make_fat() {
 
 add_images x64 "${IMAGES_X64:-$root/build/efi}"
 add_images aa64 "${IMAGES_AA64:-$root/build/efi-aarch64}"
+if [ -n "${SIGN_KEY:-}" ]; then
+  for image in "$tree"/EFI/BOOT/*.EFI "$tree"/EFI/raidxyl/*/*.efi; do
+    sbsign --key "$SIGN_KEY" --cert "$SIGN_CERT" --output "$image" "$image" 2>"$work/signing" ||
+      fail "$image is not signed: $(cat "$work/signing")"
+  done
+fi
 cp -r "$jobs"/. "$tree/raidxyl"
 rm -rf "$tree/raidxyl/drivers"
 used=$(du -sk --apparent-size "$tree" | cut -f 1)

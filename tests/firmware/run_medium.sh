@@ -1,0 +1,294 @@
+#!/bin/sh
+# Boots media that 'run medium' makes, in real firmware under QEMU, without KVM, and looks at what they left.
+#   run_medium.sh x64|aarch64
+# Environment: IMAGES_X64, IMAGES_AA64 the images (build/efi, build/efi-aarch64), XYL the host client, WORK the folder for
+# media and results (build/medium-ARCH), LIMIT seconds until QEMU is stopped, STORIES those to tell instead of all.
+set -eu
+here=$(cd "$(dirname "$0")" && pwd)
+root=$(cd "$here/../.." && pwd)
+arch=${1:-}
+limit=${LIMIT:-100}
+export IMAGES_X64="${IMAGES_X64:-$root/build/efi}" IMAGES_AA64="${IMAGES_AA64:-$root/build/efi-aarch64}"
+XYL=$(realpath "${XYL:-$root/build/release/xyl/xyl}")
+export XYL
+case $arch in
+x64)
+  qemu="qemu-system-x86_64 -machine q35,smm=on"
+  firmware="-bios /usr/share/ovmf/OVMF.fd"
+  secure_code=/usr/share/OVMF/OVMF_CODE_4M.secboot.fd
+  secure_store=/usr/share/OVMF/OVMF_VARS_4M.snakeoil.fd
+  ;;
+aarch64)
+  qemu="qemu-system-aarch64 -machine virt -cpu cortex-a57 -boot menu=on,splash-time=0"
+  firmware="-bios /usr/share/qemu-efi-aarch64/QEMU_EFI.fd"
+  secure_code=/usr/share/AAVMF/AAVMF_CODE.fd
+  secure_store=/usr/share/AAVMF/AAVMF_VARS.snakeoil.fd
+  ;;
+*) echo "usage: run_medium.sh x64|aarch64" && exit 2 ;;
+esac
+qemu="$qemu -accel tcg -m 256 -nodefaults -display none -no-reboot
+  -smbios type=1,manufacturer=Norvik,product=Box,serial=SN/42,uuid=01234567-89ab-cdef-0123-456789abcdef"
+work=${WORK:-$root/build/medium-$arch}
+rm -rf "$work"
+mkdir -p "$work"
+cd "$work"
+failures=0
+
+complain() {
+  failures=$((failures + 1))
+  echo "medium $arch: $story: $*"
+}
+
+# --- Making and booting ---
+
+# begin STORY OPTIONS: a folder for a medium's files, on which the simulated controller gets options.
+begin() {
+  story=$1
+  mkdir -p "$story/jobs/drivers/x64" "$story/jobs/drivers/aa64"
+  cp "$IMAGES_X64/RaidSim.efi" "$story/jobs/drivers/x64"
+  cp "$IMAGES_AA64/RaidSim.efi" "$story/jobs/drivers/aa64"
+  for folder in x64 aa64; do
+    echo "$2" >"$story/jobs/drivers/$folder/RaidSim.opt"
+  done
+}
+
+# make KIND [STATUS]: the medium of the story, of jobs.txt on the standard input.
+make() {
+  cat >"$story/jobs/jobs.txt"
+  made=0
+  "$root/xyl/medium_front/make_medium.sh" "$story/jobs" "$story/medium.$1" >"$story/made.txt" 2>&1 || made=$?
+  [ "$made" = "${2:-0}" ] || complain "making the medium left $made: $(cat "$story/made.txt")"
+}
+
+usb="-device qemu-xhci -device usb-storage,drive=m0,bootindex=0"
+# The shell of the firmware comes next in its order: a script for it shows that the boot manager went on.
+script_for_shell() {
+  printf 'echo went on\r\nreset -s\r\n' | mcopy -o -i "$story/medium.img@@1M" - ::/startup.nsh
+}
+
+# boot LOG OPTIONS...: leaves the console in LOG, without what steers a terminal.
+boot() {
+  log=$story/$1
+  shift
+  exit_code=0
+  # shellcheck disable=SC2086
+  timeout "$limit" $qemu $firmware -serial "file:$log" "$@" || exit_code=$?
+  [ "$exit_code" = 0 ] || complain "QEMU ended with $exit_code (124: out of time)"
+  sed -i -e 's/\x1b\[[0-9;?=]*[A-Za-z]//g' -e 's/\r//g' "$log"
+}
+
+boot_usb() {
+  # shellcheck disable=SC2086
+  boot "$1" -drive "if=none,id=m0,format=raw,file=$story/medium.img" $usb
+}
+
+# --- What came of it ---
+
+# The files of the medium.
+collect() {
+  rm -rf "$story/raidxyl"
+  mcopy -n -s -i "$story/medium.img@@1M" ::/raidxyl "$story"
+}
+
+has() { grep -q -F -e "$2" "$story/$1" || complain "$1 lacks \"$2\""; }
+lacks() { ! grep -q -F -e "$2" "$story/$1" || complain "$1 has \"$2\""; }
+same() { cmp "$1" "$2" || complain "$1 and $2 differ"; }
+
+# result EXPRESSION: a Python expression over the document r and its lines l.
+result() {
+  python3 -c "import json, sys; r = json.load(open(sys.argv[1])); l = r['lines']; sys.exit(not ($1))" \
+    "$story/raidxyl/result.json" || complain "result.json: not $1"
+}
+
+# --- Stories ---
+
+saves_an_inventory() {
+  begin save demo
+  make img <<'JOBS'
+# The controller is chosen by its place.
+get -o saved\%SERIAL%\%UUID%.xml -c 03:00.0
+ok: verify saved/%SERIAL%/%UUID%.xml -c "harrier r6 integrated"
+failed: get -o never.xml
+delete Data
+end shutdown
+JOBS
+  boot_usb first.txt
+  collect
+  "$XYL" --preset demo get -o demo.xml >/dev/null
+  same demo.xml save/raidxyl/saved/SN_42/01234567-89AB-CDEF-0123-456789ABCDEF.xml
+  has first.txt "==> 2/5 ok, exit code 0"
+  result "r['state'] == 'done' and r['machine']['serial'] == 'SN/42' and r['end'] == 'shutdown'"
+  result "[x.get('exitCode') for x in l] == [0, 0, None, 2, None] and l[2]['state'] == 'passed over'"
+  result "l[0]['controller']['wwn'] == '5EEDADA000001000' and 'give --yes' in l[3]['printed']"
+  # The same medium again: the boot manager goes on, and nothing is written.
+  script_for_shell
+  cp save/medium.img save/before.img
+  boot_usb second.txt
+  has second.txt "this job has run"
+  has second.txt "went on"
+  same save/medium.img save/before.img
+  # Told to, it runs once more.
+  (cat save/jobs/jobs.txt && echo) | sed -e 's/get -o/get --force -o/' -e '1a again' >save/again.txt
+  mcopy -o -i save/medium.img@@1M save/again.txt ::/raidxyl/jobs.txt
+  boot_usb third.txt
+  boot_usb fourth.txt
+  has fourth.txt "==> 1/5 ok, exit code 0"
+}
+
+restores_a_replaced_adapter() {
+  begin restore "demo replaced"
+  mkdir restore/jobs/saved-by-serial
+  "$XYL" --preset demo get -o restore/jobs/saved-by-serial/SN_42.xml >/dev/null
+  make img <<'JOBS'
+verify saved-by-serial\%SERIAL%.xml
+ok: end return
+different: import -c 5EEDADA000001100 --yes
+ok: restore saved-by-serial\%SERIAL%.xml --log-file log.xml --yes -c 03:00.0
+different: get -o after.xml
+failed: end return
+end reset
+JOBS
+  boot_usb console.txt
+  collect
+  "$XYL" sim new --preset demo box.json >/dev/null
+  "$XYL" sim replace-adapter box.json >/dev/null
+  "$XYL" import --controller box.json >/dev/null
+  "$XYL" restore restore/jobs/saved-by-serial/SN_42.xml --controller box.json --log-file log.xml >/dev/null || true
+  "$XYL" get --controller box.json -o after.xml >/dev/null
+  same after.xml restore/raidxyl/after.xml
+  same log.xml restore/raidxyl/log.xml
+  result "[x.get('exitCode') for x in l] == [1, None, 0, 1, 0, None, None] and r['end'] == 'reset'"
+}
+
+shows_results_of_a_cd() {
+  begin cd demo
+  make iso <<'JOBS'
+get -o saved\%SERIAL%.xml
+ok: diff saved\%SERIAL%.xml
+end shutdown
+JOBS
+  case $arch in
+  x64) drive="-device ide-cd,drive=m0,bootindex=0" ;;
+  *) drive="-device virtio-scsi-pci -device scsi-cd,drive=m0,bootindex=0" ;; # this firmware has no AHCI driver
+  esac
+  # shellcheck disable=SC2086
+  boot console.txt -drive "if=none,id=m0,format=raw,media=cdrom,readonly=on,file=cd/medium.iso" $drive
+  "$XYL" unpack cd/console.txt cd/raidxyl >cd/unpacked.txt || complain "unpack left $?"
+  same demo.xml cd/raidxyl/saved/SN_42.xml
+  result "[x.get('exitCode') for x in l] == [0, 0, None]"
+}
+
+refuses_mistakes() {
+  begin mistake demo
+  make img 2 <<'JOBS'
+get -o saved.xml
+delete Data --yes
+end shutdown
+JOBS
+  has made.txt "line 2: --yes wants -c"
+  cp mistake/jobs/jobs.txt mistake/wrong.txt
+  echo end shutdown | make img
+  mcopy -o -i mistake/medium.img@@1M mistake/wrong.txt ::/raidxyl/jobs.txt
+  script_for_shell
+  boot_usb console.txt
+  has console.txt "the job file has mistakes; nothing was run"
+  has console.txt "went on"
+  collect
+  [ ! -e mistake/raidxyl/saved.xml ] || complain "a line was run"
+  result "r['state'] == 'refused' and 'line 2: --yes wants -c' in r['mistakes'] and not l"
+}
+
+# One power cut by hand, and then every one that could have been, by what the guest wrote.
+survives_power_cuts() {
+  begin cut demo
+  make img <<'JOBS'
+get -o saved\first.xml
+get -o second.xml
+get -o second.xml --force
+restore saved\first.xml --rebuild --partial --yes -c 03:00.0 --log-file log.xml
+get -o third.xml
+end shutdown
+JOBS
+  cp cut/medium.img cut/before.img
+  log=cut/killed.txt
+  # shellcheck disable=SC2086
+  timeout "$limit" $qemu $firmware -serial "file:$log" $usb \
+    -drive if=none,id=m0,format=raw,file=cut/medium.img,throttling.bps-write=400000 &
+  guest=$!
+  until grep -q '==> 2/6 get' $log 2>/dev/null; do
+    kill -0 $guest 2>/dev/null || { complain "ended before the cut" && break; }
+    sleep 0.05
+  done
+  kill -KILL "$(cat /proc/$guest/task/$guest/children)" 2>/dev/null || complain "not killed"
+  wait $guest || true
+  collect
+  same demo.xml cut/raidxyl/saved/first.xml
+  result "r['state'] == 'running' and [x['state'] for x in l][:2] == ['ran', 'running']"
+  [ ! -e cut/raidxyl/second.xml ] || same demo.xml cut/raidxyl/second.xml
+  script_for_shell
+  boot_usb again.txt
+  has again.txt "this job has run, or begun to"
+  has again.txt "went on"
+
+  cp cut/before.img cut/medium.img
+  : >cut/writes.log
+  # shellcheck disable=SC2086
+  boot whole.txt $usb -blockdev driver=file,filename=cut/medium.img,node-name=image \
+    -blockdev driver=file,filename=cut/writes.log,node-name=writes \
+    -blockdev driver=blklogwrites,node-name=m0,file=image,log=writes,log-sector-size=512
+  collect
+  result "[x.get('exitCode') for x in l] == [0, 0, 0, 0, 0, None]"
+  "$here/power_cuts.py" cut/before.img cut/writes.log 1M cut cut/raidxyl || complain "power cuts leave faults"
+}
+
+# The key is of no use after the run.
+make_key() {
+  openssl req -x509 -newkey rsa:2048 -nodes -subj "/CN=medium" -days 2 -keyout key.pem -out cert.pem 2>openssl.txt
+  openssl x509 -in cert.pem -outform DER -out cert.der
+  "$here/enroll_keys.py" "$secure_store" cert.der store.fd
+}
+
+# An unsigned medium first, which the firmware passes over, then a signed one.
+trusts_signed_media() {
+  make_key
+  begin unsigned demo
+  echo end shutdown | make img
+  begin secure demo
+  export SIGN_KEY="$work/key.pem" SIGN_CERT="$work/cert.pem"
+  make img <<'JOBS'
+get -o saved.xml
+end shutdown
+JOBS
+  unset SIGN_KEY SIGN_CERT
+  plain=$firmware
+  firmware="-drive if=pflash,unit=0,format=raw,readonly=on,file=$secure_code
+    -drive if=pflash,unit=1,format=raw,file=store.fd -global driver=cfi.pflash01,property=secure,value=on"
+  [ "$arch" = x64 ] || firmware=${firmware%-global*}
+  two="-device qemu-xhci -drive if=none,id=m0,format=raw,file=unsigned/medium.img
+    -device usb-storage,drive=m0,bootindex=0 -drive if=none,id=m1,format=raw,file=secure/medium.img
+    -device usb-storage,drive=m1,bootindex=1"
+  # shellcheck disable=SC2086
+  boot signed.txt $two
+  has signed.txt "Access Denied"
+  collect
+  result "l[0]['exitCode'] == 0 and [d['status'] for d in r['drivers']] == ['Success'] * 3"
+  same demo.xml secure/raidxyl/saved.xml
+  # A driver that nobody signed.
+  [ "$arch" = x64 ] && images=$IMAGES_X64 folder=x64 || images=$IMAGES_AA64 folder=aa64
+  mcopy -o -i secure/medium.img@@1M "$images/RaidXyl.efi" ::/EFI/raidxyl/$folder/RaidXyl.efi
+  mdel -i secure/medium.img@@1M ::/raidxyl/result.json ::/raidxyl/saved.xml
+  # shellcheck disable=SC2086
+  boot driver.txt $two
+  collect
+  result "l[0]['exitCode'] == 3 and [d['status'] for d in r['drivers']] == ['Success', 'Access Denied', 'Success']"
+  firmware=$plain
+}
+
+$(echo "$qemu" | sed 's/ .*//;q') --version | head -n 1
+for name in ${STORIES:-saves_an_inventory restores_a_replaced_adapter shows_results_of_a_cd refuses_mistakes
+  survives_power_cuts trusts_signed_media}; do
+  before=$failures
+  $name
+  [ "$failures" = "$before" ] && echo "medium $arch: $name: ok"
+done
+[ "$failures" -eq 0 ] || { echo "medium $arch: $failures complaints; see $work" && exit 1; }
