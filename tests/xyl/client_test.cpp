@@ -27,7 +27,7 @@ TEST(Xyl, SaysWhatIsWrongInOneLine) {
         "3 get --preset nope => no preset 'nope'|demo|large",
         "3 get --controller none.json => cannot read 'none.json': Not Found|xyl sim new",
         "3 get --preset demo -c 18446744073709551617 => no controller 18446744073709551617",
-        "2 get --preset demo -c 1x => not '1x'",
+        "3 get --preset demo -c 1x => no controller 1x",
         "4 get --preset demo -o no/folder.xml => cannot write 'no/folder.xml': Not Found",
         "2 log => --log trace",
         "4 show /dev/null => the file is empty",

@@ -31,10 +31,9 @@ static void noteController(const XYL_HOST *host, const XYL_REQUEST &request, JOB
   }
   TEXT unheard = {};
   XYL_HOST silent = capturingHost(&unheard, host->Front);
-  RAID_XYL_PROTOCOL *operations = nullptr;
-  RAID_MGMT_PROTOCOL *management = nullptr;
-  record->HasController = !isFailure(selectController(XYL_CONTEXT{&silent, &request}, &operations, &management)) &&
-                          !EFI_ERROR(readIdentity(management, &record->Controller));
+  CONTROLLER controller;
+  record->HasController = !isFailure(openController(XYL_CONTEXT{&silent, &request}, &controller));
+  record->Controller = controller.Identity;
   freeText(&unheard);
 }
 
