@@ -91,6 +91,9 @@ static bool needsController(const XYL_REQUEST &request) {
 
 static XYL_RESULT runCommand(const XYL_HOST &host, const XYL_REQUEST &request) {
   XYL_CONTEXT context = {&host, &request};
+  if (isMediumCommand(request)) {
+    return runMediumCommand(host, request);
+  }
   return isReport(request) ? runReport(context) : isRedfish(request) ? runRedfish(context) : xylRun(&host, request);
 }
 
@@ -129,13 +132,6 @@ static std::string serverName(const PLATFORM_OPTIONS &options) {
     name[0] = 0;
   }
   return options.controllerFile + name;
-}
-
-static XYL_RESULT runCommand(const XYL_HOST &host, const XYL_REQUEST &request) {
-  if (isMediumCommand(request)) {
-    return runMediumCommand(host, request);
-  }
-  return isReport(request) ? runReport(XYL_CONTEXT{&host, &request}) : xylRun(&host, request);
 }
 
 static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
