@@ -1,7 +1,7 @@
 // The copy that a disk should have: what a writer brings a disk to that was left behind, before it changes anything.
 
 #include "providers/ddf/copy.h"
-#include "providers/ddf/set_index.h"
+#include "providers/ddf/set_stages.h"
 
 static bool sameLengths(const DDF_HEADER &a, const DDF_HEADER &b) {
   for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
@@ -45,15 +45,18 @@ static bool isUnderstood(const DDF_VOLUME &volume) {
 
 // Renews the records in the slots of volumes that have a part here, and frees those of volumes that certainly have
 // none (any more). wanted has a record for each volume, null where the disk needs none or, afterwards, has it.
-static void renewSlots(const DDF_SET &set, const SET_INDEX &index, const DDF_RECORD **wanted, DDF_COPY *copy) {
+static void renewSlots(const DDF_SET &set, const SET_INDEX &index, bool outdated, const DDF_RECORD **wanted,
+                       DDF_COPY *copy) {
   UINT32 slots = ddfRecordCapacity(*copy);
   for (UINT32 at = 0; at < slots; at++) {
     DDF_RECORD *slot = ddfRecordSlot(*copy, at);
-    UINT32 volume = slot->signature == DDF_RECORD_SIGNATURE ? findVolume(set, index, slot->guid) : DDF_NONE;
-    if (volume == DDF_NONE) {
+    if (slot->signature != DDF_RECORD_SIGNATURE) {
       continue;
     }
-    if (wanted[volume] != nullptr) {
+    UINT32 volume = findVolume(set, index, slot->guid);
+    if (volume == DDF_NONE) {
+      outdated ? void(__builtin_memset(slot, 0xFF, recordSize(copy->header))) : void();
+    } else if (wanted[volume] != nullptr) {
       copyBytes(slot, wanted[volume], recordSize(copy->header));
       wanted[volume] = nullptr;
     } else if (isUnderstood(set.volumes[volume])) {
@@ -62,7 +65,7 @@ static void renewSlots(const DDF_SET &set, const SET_INDEX &index, const DDF_REC
   }
 }
 
-static EFI_STATUS renewRecords(const DDF_SET &set, const DDF_PD &pd, DDF_COPY *copy) {
+static EFI_STATUS renewRecords(const DDF_SET &set, const DDF_PD &pd, bool outdated, DDF_COPY *copy) {
   SET_INDEX index = {};
   const DDF_RECORD **wanted = poolNew<const DDF_RECORD *>(set.volumeCount + UINTN{1});
   EFI_STATUS status = EFI_OUT_OF_RESOURCES;
@@ -71,7 +74,7 @@ static EFI_STATUS renewRecords(const DDF_SET &set, const DDF_PD &pd, DDF_COPY *c
     for (UINT32 i = 0; i < pd.partCount; i++) {
       wanted[pd.parts[i].volume] = recordOf(set, pd.parts[i]);
     }
-    renewSlots(set, index, wanted, copy);
+    renewSlots(set, index, outdated, wanted, copy);
     UINT32 from = 0;
     for (UINT32 i = 0; i < set.volumeCount && !EFI_ERROR(status); i++) {
       DDF_RECORD *slot = wanted[i] != nullptr ? findFreeSlot(*copy, &from) : nullptr;
@@ -108,11 +111,47 @@ EFI_STATUS ddfCurrentCopy(const DDF_MODEL &model, UINT32 disk, DDF_COPY *copy) {
   for (DDF_SECTION section : SHARED) {
     copySection(newest, section, copy);
   }
-  status = renewRecords(set, set.pds[member.pd], copy);
+  status = renewRecords(set, set.pds[member.pd], isOutdated(set, member.copy), copy);
   if (EFI_ERROR(status)) {
     ddfFreeCopy(copy);
     return status;
   }
   ddfSeal(copy);
   return EFI_SUCCESS;
+}
+
+// --- What a disk still holds ---
+
+static bool hasEntry(const DDF_SET &set, const DDF_GUID &guid) {
+  for (UINT32 i = 0; i < set.volumeCount; i++) {
+    if (ddfSameGuid(set.volumes[i].entry->guid, guid)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+DDF_HOLDINGS ddfHoldings(const DDF_MODEL &model, UINT32 disk) {
+  DDF_HOLDINGS holdings = {};
+  const DDF_COPY &copy = model.disks[disk].copy;
+  const DDF_SET &set = model.sets[model.disks[disk].set];
+  UINT32 slots = ddfRecordCapacity(copy);
+  for (UINT32 at = 0; at < slots; at++) {
+    const DDF_RECORD *record = ddfRecordSlot(copy, at);
+    if (record->signature == DDF_RECORD_SIGNATURE) {
+      UINT32 &count = hasEntry(set, record->guid) ? holdings.known
+                      : isOutdated(set, copy)     ? holdings.deleted
+                                                  : holdings.unknown;
+      count++;
+    }
+  }
+  return holdings;
+}
+
+bool ddfIsLeftover(const DDF_MODEL &model, UINT32 disk) {
+  if (model.disks[disk].kind != DDF_DISK_STALE || model.disks[disk].pd != DDF_NONE) {
+    return false;
+  }
+  DDF_HOLDINGS holdings = ddfHoldings(model, disk);
+  return holdings.known == 0 && holdings.unknown == 0;
 }

@@ -144,7 +144,7 @@ struct DDF_SET {
   UINT32 pdCount;
   DDF_VOLUME *volumes; // used entries of the list, in its order
   UINT32 volumeCount;
-  UINT32 orphans; // records of volumes that have no entry
+  UINT32 orphans; // records of volumes that have no entry, on disks that are as new as the set
   bool sound;     // no orphans, and every record is understood: what looks free is free
 };
 
@@ -162,6 +162,17 @@ EFI_STATUS ddfRead(const DDF_SOURCE *sources, UINT32 count, const DDF_GUID *ours
 
 // Gives a model back; null is ignored.
 void ddfFree(DDF_MODEL *model);
+
+// Records of volumes on a disk that is a member of a set or stale: of those that the set has, of those that were
+// deleted while the disk was away, and others that the set does not know.
+struct DDF_HOLDINGS {
+  UINT32 known, deleted, unknown;
+};
+DDF_HOLDINGS ddfHoldings(const DDF_MODEL &model, UINT32 disk);
+
+// Whether a disk carries metadata of a set that does not list it, and holds nothing: a change that was to bring it in
+// or to take it out was stopped, or all its volumes were deleted while it was away.
+bool ddfIsLeftover(const DDF_MODEL &model, UINT32 disk);
 
 // Writes what signatures in the first and last sectors of a disk tell ("GPT", "ext file system, LVM"), cut to size
 // bytes with a NUL; empty for none. Returns EFI_SUCCESS or the status of a read that failed. The format's own anchor is
@@ -212,10 +223,10 @@ DDF_EXTENT ddfSectionExtent(const DDF_COPY &copy, DDF_HEADER_TYPE type, DDF_SECT
 
 // Makes the copy that a member of a set should have by all that its set knows: its own identity and spare record, the
 // newest lists, and the newest record of every volume that has a part on it, in the slot in which it has an older one.
-// Records of volumes that have no entry stay. The sequence is the set's. Returns EFI_SUCCESS, EFI_INVALID_PARAMETER for
-// a disk that is no member, EFI_UNSUPPORTED when its sections differ from the newest disk's in length,
-// EFI_VOLUME_FULL when no slot is left, or EFI_OUT_OF_RESOURCES; on failure *copy is empty. The caller gives it back
-// with ddfFreeCopy.
+// Records of volumes that have no entry stay, but for those on a disk that is behind its set. The sequence is the
+// set's. Returns EFI_SUCCESS, EFI_INVALID_PARAMETER for a disk that is no member, EFI_UNSUPPORTED when its sections
+// differ from the newest disk's in length, EFI_VOLUME_FULL when no slot is left, or EFI_OUT_OF_RESOURCES; on failure
+// *copy is empty. The caller gives it back with ddfFreeCopy.
 EFI_STATUS ddfCurrentCopy(const DDF_MODEL &model, UINT32 disk, DDF_COPY *copy);
 
 // What a record without a secondary level describes; its strip, if it has one, is at most 2 GiB.

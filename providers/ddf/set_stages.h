@@ -5,6 +5,8 @@
 
 // volumes.cpp: the volumes' records and members. index.volumes is filled here.
 bool readVolumes(const DDF_MODEL &model, DDF_SET *set, SET_INDEX *index);
+// Whether records of a disk's copy that have no entry are those of volumes that were deleted meanwhile.
+bool isOutdated(const DDF_SET &set, const DDF_COPY &copy);
 
 // level.cpp: level, size and state from the record and the members.
 void judgeVolume(DDF_VOLUME *volume);

@@ -217,6 +217,12 @@ static bool readVolume(const DDF_SET &set, const SET_INDEX &index, const RECORD_
 
 // --- All volumes ---
 
+// A disk that was away while a volume was deleted still has its record. A new volume has its entry on all disks before
+// any has its record.
+bool isOutdated(const DDF_SET &set, const DDF_COPY &copy) {
+  return copy.header.sequence < set.sequence;
+}
+
 static bool readAll(DDF_SET *set, const SET_INDEX &index, const RECORD_KEY *keys, UINTN count) {
   set->sound = true;
   for (UINT32 i = 0; i < set->volumeCount; i++) {
@@ -232,7 +238,8 @@ static bool readAll(DDF_SET *set, const SET_INDEX &index, const RECORD_KEY *keys
     set->sound = set->sound && (volume->record == nullptr || volume->fault.what == nullptr);
   }
   for (UINTN i = 0; i < count; i++) {
-    set->orphans += findVolume(*set, index, keys[i].record->guid) == DDF_NONE ? 1 : 0;
+    bool isKnown = findVolume(*set, index, keys[i].record->guid) != DDF_NONE;
+    set->orphans += isKnown || isOutdated(*set, *keys[i].copy) ? 0 : 1;
   }
   set->sound = set->sound && set->orphans == 0;
   return true;

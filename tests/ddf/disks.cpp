@@ -12,7 +12,7 @@ void SPARSE_DISK::write(UINT64 lba, const void *bytes, size_t count) {
   for (size_t i = 0; i < count; ++i) {
     SECTOR_BYTES sector;
     std::memcpy(sector.data(), static_cast<const UINT8 *>(bytes) + i * DDF_SECTOR, DDF_SECTOR);
-    bool filler = std::all_of(sector.begin(), sector.end(), [](UINT8 byte) { return byte == 0xFF; });
+    bool filler = sector[0] == 0xFF && std::memcmp(sector.data(), sector.data() + 1, DDF_SECTOR - 1) == 0;
     filler ? void(kept.erase(lba + i)) : void(kept[lba + i] = sector);
   }
 }
