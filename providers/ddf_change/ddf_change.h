@@ -53,7 +53,8 @@ struct DDF_WRITER {
 //   EFI_ACCESS_DENIED      a disk or a set that must not be changed: foreign, not trusted, in use by something else
 //   EFI_VOLUME_FULL        no room: on a disk, in a list
 //   EFI_OUT_OF_RESOURCES   no memory
-//   EFI_DEVICE_ERROR       a write or a flush failed, on the disk that the trouble names; the next change repairs
+//   EFI_DEVICE_ERROR       a write or a flush failed, on the disk that the trouble names; the next change repairs. Or a
+//                          disk that may be the one that the set misses cannot be read: mark the missing one as failed
 
 constexpr UINT64 DDF_ANYWHERE = ~UINT64{0};
 

@@ -133,9 +133,47 @@ static EFI_STATUS writeJoining(WORK *work) {
   return status;
 }
 
+// --- Being put out ---
+
+static EFI_STATUS evict(WORK *work, UINT32 pd) {
+  DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), pd);
+  UINT32 disk = work->set->pds[pd].disk;
+  entry->state = entry->state | DDF_PD_MISSING;
+  work->places[disk] = EVICTED;
+  return freeDisk(work->writer, disk);
+}
+
+static bool isLostOne(const WORK &work, UINT32 pd) {
+  UINT32 disk = work.set->pds[pd].disk;
+  return disk != DDF_NONE && work.places[disk] == DDF_NONE;
+}
+
+EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume) {
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = 0; i < work->set->pdCount && !EFI_ERROR(status); i++) {
+    if (isLostOne(*work, i) && (volume == nullptr || findRecord(work->writer->model->disks[work->set->pds[i].disk].copy,
+                                                                *volume) != nullptr)) {
+      status = evict(work, i);
+    }
+  }
+  return status;
+}
+
+// The same for those that were away while a volume was deleted.
+static EFI_STATUS evictReturned(WORK *work) {
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = 0; work->set != nullptr && i < work->set->pdCount && !EFI_ERROR(status); i++) {
+    if (isLostOne(*work, i) && ddfHoldings(*work->writer->model, work->set->pds[i].disk).deleted != 0) {
+      work->behind = true;
+      status = evict(work, i);
+    }
+  }
+  return status;
+}
+
 EFI_STATUS beginWriting(WORK *work) {
   const DDF_MODEL &model = *work->writer->model;
-  EFI_STATUS status = EFI_SUCCESS;
+  EFI_STATUS status = evictReturned(work);
   for (UINT32 i = 0; i < model.diskCount && work->set != nullptr && !EFI_ERROR(status); i++) {
     const DDF_DISK &disk = model.disks[i];
     if (disk.kind == DDF_DISK_STALE && &model.sets[disk.set] == work->set) {
@@ -211,20 +249,4 @@ EFI_STATUS writeLeaving(WORK *work, UINT32 who) {
     }
   }
   return !ends || EFI_ERROR(status) ? status : freeDisk(work->writer, work->disks[0].disk);
-}
-
-EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume) {
-  const DDF_SET &set = *work->set;
-  EFI_STATUS status = EFI_SUCCESS;
-  for (UINT32 i = 0; i < set.pdCount && !EFI_ERROR(status); i++) {
-    UINT32 disk = set.pds[i].disk;
-    if (disk != DDF_NONE && work->places[disk] == DDF_NONE &&
-        (volume == nullptr || findRecord(work->writer->model->disks[disk].copy, *volume) != nullptr)) {
-      DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), i);
-      entry->state = entry->state | DDF_PD_MISSING;
-      work->places[disk] = EVICTED;
-      status = freeDisk(work->writer, disk);
-    }
-  }
-  return status;
 }

@@ -11,47 +11,46 @@ bool isMarkedLost(const DDF_PD &pd) {
 
 // --- What forbids a change ---
 
-static bool knowsVolume(const DDF_SET &set, const DDF_GUID &guid) {
-  for (UINT32 i = 0; i < set.volumeCount; i++) {
-    if (ddfSameGuid(set.volumes[i].entry->guid, guid)) {
+static bool missesDisks(const DDF_SET &set, UINT32 without) {
+  for (UINT32 i = 0; i < set.pdCount; i++) {
+    if (i != without && set.pds[i].disk == DDF_NONE && !isMarkedLost(set.pds[i])) {
       return true;
     }
   }
   return false;
 }
 
-// A disk that the set's list does not have may be one that was about to join or to leave, or that was away while its
-// volumes were deleted. With records of others it may hold what the user still wants.
-static bool isLeftover(const DDF_MODEL &model, const DDF_DISK &disk) {
-  if (disk.kind != DDF_DISK_STALE || disk.pd != DDF_NONE) {
-    return false;
+// Why a disk that was not recognised may be one of the set all the same: Linux looks only at the checksums of headers,
+// and the next read may succeed.
+static EFI_STATUS checkUnrecognised(DDF_WRITER *writer, UINT32 number, const DDF_SET &set, bool misses) {
+  const DDF_DISK &disk = writer->model->disks[number];
+  if (disk.kind != DDF_DISK_UNREADABLE && disk.kind != DDF_DISK_DAMAGED) {
+    return EFI_SUCCESS;
   }
-  const DDF_SET &set = model.sets[disk.set];
-  bool older = disk.copy.header.sequence < set.sequence;
-  UINT32 slots = ddfRecordCapacity(disk.copy);
-  for (UINT32 i = 0; i < slots; i++) {
-    const DDF_RECORD *slot = ddfRecordSlot(disk.copy, i);
-    if (slot->signature == DDF_RECORD_SIGNATURE && (!older || knowsVolume(set, slot->guid))) {
-      return false;
-    }
-  }
-  return true;
-}
-
-// Linux looks only at the checksums of headers, so a damaged disk may still be one of the set for it.
-static bool isDamagedMember(const DDF_DISK &disk, const DDF_SET &set) {
   DDF_HEADER anchor;
-  return disk.kind == DDF_DISK_DAMAGED &&
-         !EFI_ERROR(disk.source.read(disk.source.context, disk.source.sectors - 1, 1, &anchor)) &&
-         ddfSameGuid(anchor.guid, set.guid);
+  bool read = disk.kind == DDF_DISK_DAMAGED &&
+              !EFI_ERROR(disk.source.read(disk.source.context, disk.source.sectors - 1, 1, &anchor));
+  if (read) {
+    return ddfSameGuid(anchor.guid, set.guid) ? refuse(writer, EFI_ACCESS_DENIED, number, disk.fault.what)
+                                              : EFI_SUCCESS;
+  }
+  return misses
+             ? refuse(writer, EFI_DEVICE_ERROR, number, "cannot be read, and its set may be the one that misses a disk")
+             : EFI_SUCCESS;
 }
 
 static EFI_STATUS checkDisks(DDF_WRITER *writer, UINT32 number, UINT32 without) {
   const DDF_SET &set = writer->model->sets[number];
+  bool misses = missesDisks(set, without);
   for (UINT32 i = 0; i < writer->model->diskCount; i++) {
     const DDF_DISK &disk = writer->model->disks[i];
-    bool unknown = disk.kind == DDF_DISK_STALE && disk.set == number && !isLeftover(*writer->model, disk);
-    if (unknown || isDamagedMember(disk, set)) {
+    EFI_STATUS status = checkUnrecognised(writer, i, set, misses);
+    if (EFI_ERROR(status)) {
+      return status;
+    }
+    // It may hold what the user still wants, and Linux may stumble over its records.
+    bool unknown = disk.kind == DDF_DISK_STALE && disk.set == number && !ddfIsLeftover(*writer->model, i);
+    if (unknown) {
       return refuse(writer, EFI_ACCESS_DENIED, i, disk.fault.what);
     }
     bool lost =
@@ -88,7 +87,7 @@ EFI_STATUS checkTarget(DDF_WRITER *writer, UINT32 set, FOREIGN foreign) {
 }
 
 bool isOutside(const DDF_MODEL &model, UINT32 disk) {
-  return model.disks[disk].kind == DDF_DISK_OTHER || isLeftover(model, model.disks[disk]);
+  return model.disks[disk].kind == DDF_DISK_OTHER || ddfIsLeftover(model, disk);
 }
 
 EFI_STATUS checkFresh(DDF_WRITER *writer, UINT32 disk) {

@@ -244,27 +244,13 @@ static void setText(CHAR8 *text, UINTN size, const CHAR8 *from) {
   text[length] = 0;
 }
 
-// A disk that a change was about to bring into a set or to take out of it when it was stopped: it holds nothing, and
-// the next change may use it as a fresh one.
-static bool isLeftover(const DDF_DISK &disk) {
-  if (disk.kind != DDF_DISK_STALE || disk.pd != DDF_NONE) {
-    return false;
-  }
-  for (UINT32 i = 0; i < ddfRecordCapacity(disk.copy); ++i) {
-    if (ddfRecordSlot(disk.copy, i)->signature == DDF_RECORD_SIGNATURE) {
-      return false;
-    }
-  }
-  return true;
-}
-
 void whyUnusable(const VIEW &view, UINT32 disk, CHAR8 *text, UINTN size) {
   const DDF_DISK &found = view.Model->disks[disk];
   const CHAR8 *unusable = view.List.Items[disk].Unusable;
   text[0] = 0;
   if (unusable != nullptr) {
     setText(text, size, unusable);
-  } else if (found.kind == DDF_DISK_OTHER || isLeftover(found)) {
+  } else if (found.kind == DDF_DISK_OTHER || ddfIsLeftover(*view.Model, disk)) {
     bool isTooSmall = found.holds[0] == 0 && view.List.Items[disk].Sectors <= DDF_RESERVE;
     bool isMounted = found.holds[0] == 0 && view.List.Items[disk].HasFileSystem;
     setText(text, size, isTooSmall ? "it is too small" : isMounted ? "a file system of the firmware" : found.holds);
