@@ -148,7 +148,9 @@ static EFI_STATUS makeDedicated(CHANGE *change, UINT32 disk, const RAID_PD_RECOR
 static EFI_STATUS changeSpare(CHANGE *change, UINT32 disk, const RAID_PD_RECORD &wanted) {
   const DDF_PD *member = memberOf(change->View, disk);
   bool isSpare = member != nullptr && member->spare != DDF_NO_SPARE;
-  if (wanted.Hotspare == RAID_HOTSPARE_NONE && !isSpare) {
+  DDF_DISK_KIND kind = change->View.Model->disks[disk].kind;
+  bool isKnown = kind != DDF_DISK_UNREADABLE && kind != DDF_DISK_DAMAGED;
+  if (wanted.Hotspare == RAID_HOTSPARE_NONE && !isSpare && isKnown) {
     return EFI_SUCCESS;
   }
   EFI_STATUS status = checkSpare(change->View, disk);
@@ -158,8 +160,8 @@ static EFI_STATUS changeSpare(CHANGE *change, UINT32 disk, const RAID_PD_RECORD 
   if (wanted.Hotspare == RAID_HOTSPARE_DEDICATED) {
     return makeDedicated(change, disk, wanted);
   }
-  DDF_SPARE_KIND kind = wanted.Hotspare == RAID_HOTSPARE_GLOBAL ? DDF_SPARE_GLOBAL : DDF_NO_SPARE;
-  return setSpare(change, disk, /* set= */ nullptr, kind, /* volumes= */ nullptr, 0);
+  DDF_SPARE_KIND spare = wanted.Hotspare == RAID_HOTSPARE_GLOBAL ? DDF_SPARE_GLOBAL : DDF_NO_SPARE;
+  return setSpare(change, disk, /* set= */ nullptr, spare, /* volumes= */ nullptr, 0);
 }
 
 // --- Both ---
