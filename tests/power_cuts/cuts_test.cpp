@@ -1,0 +1,357 @@
+// Wherever the power goes, and whatever fails: the volumes are as they were or as they shall be, for us and for Linux,
+// and the next command works.
+
+#include <algorithm>
+
+#include "base/pool.h"
+#include "tests/power_cuts/readings.h"
+#include "tests/power_cuts/rig.h"
+
+namespace {
+
+// What the disks hold at first: nothing; on the first two a small set with a mirror, "volume"; the same, and what comes
+// before the story has not reached the second disk; or what mdadm wrote.
+#define FRESH "fresh"
+#define SMALL "small"
+#define BEHIND "behind"
+
+struct STORY {
+  const char *name;
+  const char *start; // FRESH, SMALL or a recording, which has disks of its own
+  size_t disks;
+  std::vector<ORDER> before;
+  std::vector<ORDER> orders; // the story; empty: a restore of what there is, over itself
+  PORTS next;                // disks for the volume that is created after a cut
+  bool inPieces = false;     // some of the old volumes, or some of the new ones, are allowed in between
+};
+
+const ORDER g_wide = createOrder("wide", RAID_LEVEL_5, {2, 0, 1});
+const ORDER g_reset = {.command = RAID_COMMAND_DELETE, .objectType = RAID_OBJECT_ADAPTER};
+
+ORDER spareOrder(UINT32 port, UINT8 hotspare) {
+  return {
+      .command = RAID_COMMAND_CHANGE, .objectType = RAID_OBJECT_PHYSICAL_DISK, .ports = {port}, .hotspare = hotspare};
+}
+
+ORDER failOrder(UINT32 port) {
+  return {.command = RAID_COMMAND_CHANGE,
+          .objectType = RAID_OBJECT_PHYSICAL_DISK,
+          .ports = {port},
+          .state = RAID_STATE_FAILED};
+}
+
+ORDER renameOrder(const std::string &was, const std::string &name) {
+  return {.command = RAID_COMMAND_CHANGE, .objectType = RAID_OBJECT_VIRTUAL_DISK, .volume = name, .was = was};
+}
+
+ORDER foreignOrder(UINT32 command) {
+  return {.command = command, .objectType = RAID_OBJECT_ADAPTER};
+}
+
+const STORY g_stories[] = {
+    {"create on fresh disks", FRESH, 3, {}, {g_wide}, {0, 1}},
+    {"create where disks join", SMALL, 4, {}, {createOrder("four", RAID_LEVEL_10, {3, 1, 2, 0})}, {0, 3}},
+    {"create among others", SMALL, 3, {g_wide}, {createOrder("more", RAID_LEVEL_0, {1, 2})}, {0, 1}},
+    {"create in a set of mdadm", "written", 0, {}, {createOrder("more", RAID_LEVEL_1, {0, 1})}, {2, 3}},
+    {"create where a disk is behind", BEHIND, 3, {g_wide}, {createOrder("more", RAID_LEVEL_0, {0, 2})}, {1, 2}},
+    {"delete", SMALL, 3, {g_wide}, {deleteOrder("volume")}, {0, 1}},
+    {"delete where a disk leaves", SMALL, 3, {g_wide}, {deleteOrder("wide")}, {0, 2}},
+    {"delete the last one", SMALL, 2, {}, {deleteOrder("volume")}, {0, 1}},
+    {"delete spans of mdadm", "levels", 0, {}, {deleteOrder("r10six")}, {0, 1}},
+    {"delete beside a failed disk", SMALL, 3, {g_wide, failOrder(1)}, {deleteOrder("volume")}, {0, 2}},
+    {"a fresh disk as spare", SMALL, 3, {}, {spareOrder(2, RAID_HOTSPARE_GLOBAL)}, {0, 1}},
+    {"a spare no more", SMALL, 3, {spareOrder(2, RAID_HOTSPARE_GLOBAL)}, {spareOrder(2, 0)}, {0, 1}},
+    {"another name", SMALL, 3, {g_wide}, {renameOrder("volume", "new")}, {0, 2}},
+    {"a failed disk", SMALL, 3, {g_wide}, {failOrder(2)}, {0, 1}},
+    {"import", "two-sets", 0, {}, {foreignOrder(RAID_COMMAND_IMPORT)}, {}},
+    {"clear", "two-sets", 0, {}, {foreignOrder(RAID_COMMAND_CLEAR)}, {}, true},
+    {"reset", SMALL, 4, {g_wide, spareOrder(3, RAID_HOTSPARE_GLOBAL)}, {g_reset}, {0, 1}, true},
+    {"restore", SMALL, 4, {g_wide, spareOrder(3, RAID_HOTSPARE_GLOBAL)}, {}, {0, 1}, true},
+};
+
+using READER = READING (*)(DISKS &);
+constexpr READER READERS[] = {readAsLinux, readAsWe};
+const char *const READER_NAMES[] = {"Linux", "we"};
+
+using TEXTS = std::vector<std::string>; // sorted
+
+bool isPart(const TEXTS &part, const TEXTS &whole) {
+  return std::includes(whole.begin(), whole.end(), part.begin(), part.end());
+}
+
+TEXTS volumesOf(const READING &reading) {
+  TEXTS volumes;
+  std::copy_if(reading.lines.begin(), reading.lines.end(), std::back_inserter(volumes),
+               [](const std::string &line) { return line.starts_with("volume"); });
+  return volumes;
+}
+
+DISKS disksOf(const STORY &story) {
+  std::string start = story.start;
+  DISKS disks;
+  if (start == SMALL || start == BEHIND) {
+    Firmware firmware; // its pool
+    setSystemTable(firmware.systemTable());
+    disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 300}, /* extraDisks= */ 0, {15, 15, 4, 16});
+  } else if (start != FRESH) {
+    return loadDisks(GOLDEN_DIR "/" + start + ".disks");
+  }
+  disks.resize(story.disks, {TEST_DISK_SECTORS, {}});
+  return disks;
+}
+
+// Without the ends of GUIDs, which differ from run to run.
+READING masked(READING reading) {
+  for (std::string &line : reading.lines) {
+    size_t from = line.find("\" ") + 2;
+    line.starts_with("volume") ? line.replace(from, line.find(',') - from, "*") : line;
+  }
+  std::sort(reading.lines.begin(), reading.lines.end());
+  return reading;
+}
+
+TEXTS namesOf(const READING &reading) {
+  TEXTS names;
+  for (const std::string &line : volumesOf(reading)) {
+    names.push_back(line.substr(0, line.find('"', line.find('"') + 1)));
+  }
+  return names;
+}
+
+class Proof {
+public:
+  explicit Proof(const STORY &story) : story_(story), rig_(disksOf(story)) {
+    SPARSE_DISK behind = rig_.recorder.disks[1];
+    for (const ORDER &order : story.before) {
+      EXPECT_EQ(name(rig_.run(order)), name(EFI_SUCCESS)) << rig_.log();
+    }
+    saved_ = rig_.get().text;
+    if (std::string(story.start) == BEHIND) {
+      rig_.recorder.disks[1] = behind;
+    }
+    before_ = rig_.recorder.disks;
+    addStage();
+  }
+
+  // Sets as Linux lays them out take a while to read.
+  bool isLarge() const { return story_.orders.empty() || before_[0].kept.size() > 100 || before_[0].kept.empty(); }
+
+  // Runs the story as it should go, and fills the stages.
+  void tell() {
+    rig_.recorder.begin(before_);
+    for (size_t i = 0; i == 0 || i < story_.orders.size(); ++i) {
+      rig_.clearLog();
+      ASSERT_EQ(name(runOrder(i)), name(EFI_SUCCESS)) << rig_.log();
+      addStage();
+      EXPECT_TRUE(rig_.recorder.waiting.empty());
+    }
+    log_ = rig_.recorder.log;
+    ASSERT_FALSE(stages_.front() == stages_.back()) << stages_.front().text();
+    for (const DISK_EVENT &event : log_) {
+      ASSERT_TRUE(event.call == DISK_FLUSH || event.lba >= before_[event.disk].sectors - DDF_RESERVE);
+    }
+  }
+
+  void cut() {
+    size_t number = 0, large = 0, reached[2] = {};
+    size_t count = forEachCut(before_, log_, [&](DISKS &disks, CUT cut) {
+      ++number;
+      if (isLarge() && cut == CUT_PART && number % 8 != 0) {
+        return;
+      }
+      for (size_t i = 0; i < 2 && !testing::Test::HasFailure(); ++i) {
+        READING reading = READERS[i](disks);
+        size_t stage = stageOf(reading, reached[i]);
+        EXPECT_LT(stage, stages_.size()) << READER_NAMES[i] << ", state " << number << ":\n" << reading.text();
+        reached[i] = cut == CUT_DURABLE ? stage : reached[i];
+      }
+      if (!testing::Test::HasFailure() && !story_.next.empty() && (cut == CUT_WHOLE || number % 16 == 0) &&
+          (!isLarge() || ++large % 24 == 0)) {
+        goOn(disks);
+      }
+    });
+    EXPECT_GT(count, 10U);
+    RecordProperty(count);
+  }
+
+  // Every step-th call of that kind fails.
+  void fail(DISK_CALL call, bool forGood, size_t step) {
+    std::transform(stages_.begin(), stages_.end(), stages_.begin(), masked);
+    for (size_t nth = 1; !testing::Test::HasFailure(); nth += isLarge() ? 19 * step : step) {
+      rig_.recorder.begin(before_, {call, nth, forGood});
+      rig_.clearLog();
+      EFI_STATUS status = EFI_SUCCESS;
+      for (size_t i = 0; i == 0 || (i < story_.orders.size() && !EFI_ERROR(status)); ++i) {
+        status = runOrder(i);
+      }
+      size_t failed = rig_.recorder.failed;
+      rig_.recorder.heal();
+      if (failed >= before_.size()) {
+        EXPECT_EQ(name(status), name(EFI_SUCCESS));
+        return;
+      }
+      SCOPED_TRACE("call " + std::to_string(call) + ", " + std::to_string(nth) + (forGood ? " for good" : ""));
+      // A record on a disk that is marked as failed may be left for the next change, when it cannot be read.
+      bool isLost = std::any_of(story_.before.begin(), story_.before.end(), [&](const ORDER &order) {
+        return order.state == RAID_STATE_FAILED && order.ports[0] == failed;
+      });
+      call == DISK_READ &&isLost ? void() : expectStage(status, call);
+      bool isNamed = rig_.log().find("0-1F-2:" + std::to_string(failed)) != std::string::npos;
+      EXPECT_TRUE(isNamed || !EFI_ERROR(status) || call == DISK_READ)
+          << "disk " << failed << ", " << name(status) << rig_.log();
+      story_.next.empty() || forGood ? void() : goOn(DISKS(rig_.recorder.disks));
+    }
+  }
+
+  // The story without a disk, which then comes back as it was: with records of volumes that were deleted, which Linux
+  // takes badly until the next command, or with a set of its own that nobody else has any more.
+  void vanish(size_t disk) {
+    rig_.recorder.begin(before_);
+    rig_.clearLog();
+    rig_.pull(disk);
+    EFI_STATUS status = runOrder(0);
+    rig_.plug(disk);
+    SCOPED_TRACE("disk " + std::to_string(disk) + ", " + name(status) + ", " + rig_.log());
+    const READING &wanted = EFI_ERROR(status) ? stages_.front() : stages_.back();
+    DISKS without = rig_.recorder.disks;
+    without[disk].kept.clear();
+    EXPECT_EQ(namesOf(readAsWe(without)), namesOf(wanted));
+    EXPECT_EQ(readAsWe(without).text(), readAsLinux(without).text());
+    READING back = readAsWe(rig_.recorder.disks);
+    EXPECT_EQ(back.fault, "");
+    EXPECT_TRUE(isPart(namesOf(wanted), namesOf(back))) << back.text();
+    EXPECT_TRUE(isPart(namesOf(back), namesOf(wanted)) || isPart(namesOf(back), namesOf(stages_.front())));
+    goOn(DISKS(rig_.recorder.disks));
+  }
+
+private:
+  // A read that failed may have been of no use; what is then done must be all of it.
+  void expectStage(EFI_STATUS status, DISK_CALL call) {
+    EXPECT_TRUE(EFI_ERROR(status) || call == DISK_READ);
+    for (size_t i = 0; i < 2; ++i) {
+      READING reading = READERS[i](rig_.recorder.disks);
+      size_t stage = stageOf(masked(reading), 0);
+      EXPECT_TRUE(EFI_ERROR(status) ? stage < stages_.size() : stage == stages_.size() - 1)
+          << name(status) << ", " << READER_NAMES[i] << ":\n"
+          << reading.text() << rig_.log();
+    }
+  }
+
+  void RecordProperty(size_t count) {
+    std::printf("    %s: %zu states, %zu events\n", story_.name, count, log_.size());
+  }
+
+  EFI_STATUS runOrder(size_t i) {
+    return !story_.orders.empty() ? rig_.run(story_.orders[i])
+                                  : rig_.set({RESTORE_REBUILD, saved_.c_str(), nullptr}).status;
+  }
+
+  void addStage() {
+    stages_.push_back(readAsWe(rig_.recorder.disks));
+    EXPECT_EQ(stages_.back().text(), readAsLinux(rig_.recorder.disks).text());
+    EXPECT_EQ(stages_.back().fault, "");
+  }
+
+  // The stage that the reading shows, not before the one that is safe on the disks.
+  size_t stageOf(const READING &reading, size_t reached) {
+    size_t last = stages_.size() - 1;
+    if (story_.inPieces && reading.fault.empty()) {
+      bool isNew = reading == stages_[last] || (!reading.lines.empty() && isPart(reading.lines, stages_[last].lines));
+      return isNew ? last : isPart(reading.lines, stages_[0].lines) ? 0 : ~size_t{0};
+    }
+    auto at = std::find(stages_.begin() + static_cast<std::ptrdiff_t>(reached), stages_.end(), reading);
+    return static_cast<size_t>(at - stages_.begin()) + (at == stages_.end() ? 1 : 0);
+  }
+
+  // A volume can be created on what a cut left, and everything deleted.
+  void goOn(const DISKS &disks) {
+    rig_.recorder.begin(disks);
+    rig_.clearLog();
+    READING was = readAsWe(rig_.recorder.disks);
+    ASSERT_EQ(name(rig_.run(createOrder("next", RAID_LEVEL_0, story_.next))), name(EFI_SUCCESS))
+        << was.text() << rig_.log();
+    READING is = expectSettled();
+    TEXTS volumes = volumesOf(is);
+    std::erase_if(volumes, [](const std::string &line) { return line.starts_with("volume \"next\""); });
+    EXPECT_EQ(volumes, volumesOf(was));
+    EXPECT_EQ(volumesOf(is).size(), volumes.size() + 1) << is.text();
+    ASSERT_EQ(name(rig_.run(g_reset)), name(EFI_SUCCESS)) << is.text() << rig_.log();
+    EXPECT_EQ(expectSettled().text(), "");
+  }
+
+  // Both readers agree, and all disks and copies are as new as their set.
+  READING expectSettled() {
+    DISKS &disks = rig_.recorder.disks;
+    READING reading = readAsWe(disks);
+    EXPECT_EQ(reading.text(), readAsLinux(disks).text());
+    DDF_MODEL *model = readModel(disks);
+    for (UINT32 i = 0; i < model->diskCount; ++i) {
+      const DDF_DISK &disk = model->disks[i];
+      bool isMember = disk.kind == DDF_DISK_MEMBER;
+      bool isFailed = isMember && (model->sets[disk.set].pds[disk.pd].entry->state & DDF_PD_FAILED) != 0;
+      EXPECT_TRUE(disk.kind == DDF_DISK_OTHER || isFailed || (isMember && !disk.lagging)) << "disk " << i;
+    }
+    ddfFree(model);
+    return reading;
+  }
+
+  const STORY &story_;
+  Rig rig_;
+  DISKS before_;
+  std::string saved_;
+  std::vector<READING> stages_;
+  std::vector<DISK_EVENT> log_;
+};
+
+void PrintTo(const STORY &story, std::ostream *out) {
+  *out << story.name;
+}
+
+class PowerCuts : public testing::TestWithParam<STORY> {};
+
+TEST_P(PowerCuts, OldOrNew) {
+  Proof proof(GetParam());
+  proof.tell();
+  if (!HasFailure()) {
+    proof.cut();
+  }
+}
+
+// Of fresh disks and small sets.
+class Faults : public testing::TestWithParam<STORY> {};
+
+TEST_P(Faults, CallsFail) {
+  Proof proof(GetParam());
+  proof.tell();
+  for (bool forGood : {false, true}) {
+    proof.fail(DISK_WRITE, forGood, 1);
+    proof.fail(DISK_FLUSH, forGood, 1);
+    proof.fail(DISK_READ, forGood, 3);
+  }
+}
+
+TEST_P(Faults, DisksVanish) {
+  Proof proof(GetParam());
+  proof.tell();
+  for (size_t disk = 0; disk < GetParam().disks && !GetParam().inPieces && !HasFailure(); ++disk) {
+    proof.vanish(disk);
+  }
+}
+
+std::vector<STORY> storiesOfFaults() {
+  std::vector<STORY> stories;
+  std::copy_if(std::begin(g_stories), std::end(g_stories), std::back_inserter(stories),
+               [](const STORY &story) { return story.disks != 0 && !story.orders.empty(); });
+  return stories;
+}
+
+std::string nameOf(const testing::TestParamInfo<STORY> &story) {
+  std::string name = story.param.name;
+  std::replace(name.begin(), name.end(), ' ', '_');
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(All, PowerCuts, testing::ValuesIn(g_stories), nameOf);
+INSTANTIATE_TEST_SUITE_P(All, Faults, testing::ValuesIn(storiesOfFaults()), nameOf);
+
+} // namespace

@@ -1,0 +1,392 @@
+#include "tests/power_cuts/readings.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "providers/disk_controller/view.h"
+#include "tests/ddf/describe.h"
+
+std::string READING::text() const {
+  std::string text = fault.empty() ? "" : "FAULT: " + fault + "\n";
+  for (const std::string &line : lines) {
+    text += line + "\n";
+  }
+  return text;
+}
+
+static std::string format(const char *pattern, auto... values) {
+  char text[200];
+  std::snprintf(text, sizeof(text), pattern, values...);
+  return text;
+}
+
+static std::string hex(const UINT8 *bytes, size_t size) {
+  std::string text;
+  for (size_t i = 0; i < size; ++i) {
+    text += format("%02X", bytes[i]);
+  }
+  return text;
+}
+
+static std::string padded(const UINT8 *bytes, size_t size) {
+  std::string text(reinterpret_cast<const char *>(bytes), size);
+  text = text.substr(0, text.find('\0'));
+  return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+constexpr size_t NOWHERE = ~size_t{0};
+
+// What a line tells of a volume, but for its members.
+static std::string volumeLine(const std::string &name, const UINT8 *guid, unsigned state, unsigned init,
+                              const unsigned (&layout)[5], UINT64 blocks) {
+  return format("volume \"%s\" %s, state %02X, init %02X, level %02X/%u, strip %u, %u of %02X, %llu a member:",
+                name.c_str(), hex(guid + 16, 8).c_str(), state, init, layout[0], layout[1], layout[2], layout[3],
+                layout[4], static_cast<unsigned long long>(blocks));
+}
+
+// Of a disk that failed it does not matter whether it is there.
+static std::string diskText(size_t disk, unsigned state) {
+  constexpr unsigned FAILED = 0x02;
+  return (state & FAILED) != 0 ? "lost" : disk == NOWHERE ? "?" : std::to_string(disk);
+}
+
+static std::string memberText(size_t disk, unsigned state, UINT64 start) {
+  return " " + diskText(disk, state) + "@" + std::to_string(start);
+}
+
+static std::string diskLine(size_t disk, unsigned type, unsigned state) {
+  return "disk " + diskText(disk, state) + format(" type %02X, state %02X", type, state & ~0x40U);
+}
+
+// Disks of which more is to tell than that they are there.
+static bool isSpecial(unsigned type, unsigned state) {
+  constexpr unsigned SPARE = 0x0C, LOST = 0x46; // failed, rebuilding, missing
+  return (type & SPARE) != 0 || (state & LOST) != 0;
+}
+
+static bool isForeign(const UINT8 *maker, UINT8 flag) {
+  return flag != 0 || (std::memcmp(maker, "Linux-MD", 8) != 0 && std::memcmp(maker, "RAIDXYL ", 8) != 0);
+}
+
+// --- Ours ---
+
+static size_t placeOf(const DDF_PD *pd) {
+  return pd == nullptr || pd->disk == DDF_NONE ? NOWHERE : pd->disk;
+}
+
+static void addSet(READING &reading, const DDF_SET &set) {
+  set.foreign ? reading.lines.push_back("a foreign set") : void();
+  reading.fault += set.sound ? "" : "a set that is not sound";
+  for (UINT32 i = 0; i < set.volumeCount; ++i) {
+    const DDF_VOLUME &volume = set.volumes[i];
+    if (volume.memberCount == 0 || std::count(volume.records, volume.records + volume.spans, nullptr) != 0) {
+      continue; // nothing but an entry, or a span is lost
+    }
+    const DDF_RECORD &record = *volume.record;
+    std::string line =
+        volumeLine(volume.name, volume.entry->guid.bytes, volume.entry->state, volume.entry->init,
+                   {record.level, record.qualifier, record.strip, record.secondaryCount, record.secondaryLevel},
+                   record.memberBlocks);
+    for (UINT32 j = 0; j < volume.memberCount; ++j) {
+      const DDF_MEMBER &member = volume.members[j];
+      const DDF_PD *pd = member.pd == DDF_NONE ? nullptr : &set.pds[member.pd];
+      line += memberText(placeOf(pd), pd == nullptr ? 0U : UINT16{pd->entry->state}, member.start);
+    }
+    reading.lines.push_back(line);
+  }
+  for (UINT32 i = 0; i < set.pdCount; ++i) {
+    const DDF_PD_ENTRY &entry = *set.pds[i].entry;
+    if (isSpecial(entry.type, entry.state)) {
+      reading.lines.push_back(diskLine(placeOf(&set.pds[i]), entry.type, entry.state));
+    }
+  }
+}
+
+READING readAsWe(DISKS &disks) {
+  std::vector<DDF_SOURCE> sources;
+  for (SPARSE_DISK &disk : disks) {
+    sources.push_back(disk.source());
+  }
+  DDF_MODEL *model = nullptr;
+  ddfRead(sources.data(), static_cast<UINT32>(sources.size()), &g_ourController, &model);
+  READING reading = {{}, modelFault(*model)};
+  for (UINT32 i = 0; i < model->setCount; ++i) {
+    addSet(reading, model->sets[i]);
+  }
+  ddfFree(model);
+  std::sort(reading.lines.begin(), reading.lines.end());
+  return reading;
+}
+
+// --- Linux's ---
+
+namespace {
+
+using BYTES = std::vector<UINT8>;
+
+constexpr size_t SECTOR = 512, ENTRY = 64, LIST_HEAD = 64;
+enum PART { CONTROLLER, PD_LIST, VD_LIST, RECORDS, PD_DATA, PARTS };
+
+struct COPY {
+  BYTES header; // empty: none
+  bool open = false;
+  UINT64 sequence = 0;
+};
+
+struct LINUX_DISK {
+  size_t number; // in the order of the disks
+  UINT64 sectors;
+  BYTES header, parts[PARTS];
+  UINT64 rank; // the sequence, less one when open
+};
+
+struct LINUX_RECORD {
+  const UINT8 *bytes = nullptr;
+  UINT64 sequence = 0;
+  size_t most = 0; // elements that it has room for
+};
+
+UINT64 number(const UINT8 *at, size_t size) {
+  UINT64 value = 0;
+  for (size_t i = 0; i < size; ++i) {
+    value = value << 8 | at[i];
+  }
+  return value;
+}
+
+BYTES sectorsOf(SPARSE_DISK &disk, UINT64 lba, UINT64 count) {
+  BYTES bytes(count * SECTOR);
+  DDF_SOURCE source = disk.source();
+  return EFI_ERROR(source.read(source.context, lba, count, bytes.data())) ? BYTES() : bytes;
+}
+
+UINT64 headerChecksum(const BYTES &header) {
+  static const auto table = [] {
+    std::array<UINT32, 256> made{};
+    for (UINT32 i = 0; i < 256; ++i) {
+      made[i] = i;
+      for (int bit = 0; bit < 8; ++bit) {
+        made[i] = made[i] >> 1 ^ ((made[i] & 1) != 0 ? 0xEDB88320U : 0);
+      }
+    }
+    return made;
+  }();
+  UINT32 sum = 0;
+  for (size_t i = 0; i < header.size(); ++i) {
+    sum = sum >> 8 ^ table[(sum ^ (i >= 4 && i < 8 ? 0xFF : header[i])) & 0xFF];
+  }
+  return sum;
+}
+
+bool isHeader(const BYTES &bytes) {
+  return bytes.size() == SECTOR && number(&bytes[0], 4) == 0xDE11DE11 && number(&bytes[4], 4) == headerChecksum(bytes);
+}
+
+COPY copyAt(SPARSE_DISK &disk, const BYTES &anchor, size_t lbaAt, UINT8 type) {
+  COPY copy = {sectorsOf(disk, number(&anchor[lbaAt], 8), 1)};
+  const BYTES &header = copy.header;
+  bool fits = isHeader(header) && header[112] == type && std::equal(&anchor[8], &anchor[40], &header[8]) &&
+              std::equal(&anchor[96], &anchor[112], &header[96]) &&
+              std::equal(&anchor[113], &anchor[512], &header[113]);
+  return fits ? COPY{header, header[48] != 0, number(&header[40], 4)} : COPY{};
+}
+
+// False for a disk that Linux does not recognise.
+bool load(SPARSE_DISK &disk, size_t at, LINUX_DISK *found) {
+  BYTES anchor = sectorsOf(disk, disk.sectors - 1, 1);
+  if (!isHeader(anchor)) {
+    return false;
+  }
+  std::string revision(anchor.begin() + 32, anchor.begin() + 40);
+  if (revision != "01.00.00" && revision != "01.02.00") {
+    return false;
+  }
+  COPY primary = copyAt(disk, anchor, 96, 1), secondary = copyAt(disk, anchor, 104, 2);
+  bool second = !secondary.header.empty() &&
+                (primary.header.empty() || (primary.sequence < secondary.sequence && !secondary.open) ||
+                 (primary.sequence == secondary.sequence && primary.open && !secondary.open));
+  const COPY &used = second ? secondary : primary;
+  if (used.header.empty()) {
+    return false;
+  }
+  *found = {at, disk.sectors, used.header, {}, used.sequence - (used.open ? 1 : 0)};
+  for (size_t part = 0; part < PARTS; ++part) {
+    UINT64 length = number(&used.header[192 + 8 * part + 4], 4);
+    bool isList = part == PD_LIST || part == VD_LIST;
+    bool lengthFits = isList ? length == 2 || length == 8 || length == 32 || length == 128 || length == 512
+                             : length >= 1 && length <= 1024;
+    UINT64 lba = number(&used.header[second ? 104 : 96], 8) + number(&used.header[192 + 8 * part], 4);
+    found->parts[part] = lengthFits ? sectorsOf(disk, lba, length) : BYTES();
+    if (found->parts[part].empty()) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool isFree(const UINT8 *entry) {
+  static const BYTES NO_GUID(24, 0xFF);
+  return std::memcmp(entry, NO_GUID.data(), NO_GUID.size()) == 0;
+}
+
+// The entry with these bytes at a place of it, or null.
+const UINT8 *entryOf(const BYTES &list, size_t place, const UINT8 *bytes, size_t size) {
+  for (const UINT8 *entry = &list[LIST_HEAD]; entry < &list.back(); entry += ENTRY) {
+    if (!isFree(entry) && std::memcmp(bytes, entry + place, size) == 0) {
+      return entry;
+    }
+  }
+  return nullptr;
+}
+
+// What md has a personality for.
+bool isMapped(const UINT8 *record) {
+  size_t members = number(record + 64, 2);
+  unsigned level = record[67], layout = record[68];
+  if (record[69] > 1) {
+    return level == 1 && layout == members - 2 && members <= 3 && (record[71] == 0 || record[71] == 3);
+  }
+  switch (level) {
+  case 0x00:
+  case 0x1F:
+    return layout == 0 && members >= 1;
+  case 0x01:
+    return (members == 2 && layout == 0) || (members == 3 && layout == 1);
+  case 0x04:
+    return layout == 1 && members >= 3;
+  case 0x05:
+    return (layout == 0 || layout == 2 || layout == 3) && members >= 3;
+  case 0x06:
+    return layout >= 1 && layout <= 3 && members >= 4;
+  default:
+    return level == 0x11 && layout <= 1 && members >= 3;
+  }
+}
+
+// The disks of one set.
+class LinuxSet {
+public:
+  LinuxSet(std::vector<LINUX_DISK> disks, READING &reading) : disks_(std::move(disks)), reading_(reading) {
+    newest_ = &*std::max_element(disks_.begin(), disks_.end(),
+                                 [](const LINUX_DISK &a, const LINUX_DISK &b) { return a.rank < b.rank; });
+    if (isForeign(&newest_->parts[CONTROLLER][8], newest_->header[49])) {
+      reading_.lines.emplace_back("a foreign set");
+    }
+    for (const LINUX_DISK &disk : disks_) {
+      collect(disk);
+    }
+    for (const auto &[guid, parts] : volumes_) {
+      addVolume(parts);
+    }
+    addDisks();
+  }
+
+private:
+  void complain(const std::string &what) { reading_.fault += what + "; "; }
+
+  void collect(const LINUX_DISK &disk) {
+    size_t most = number(&disk.header[136], 2), step = number(&disk.header[134], 2) * SECTOR;
+    const BYTES &records = disk.parts[RECORDS];
+    for (size_t at = 0; step != 0 && at + step <= records.size(); at += step) {
+      const UINT8 *record = &records[at];
+      if (number(record, 4) != 0xEEEEEEEE) {
+        continue;
+      }
+      if (entryOf(newest_->parts[VD_LIST], 0, record + 8, 24) == nullptr) {
+        complain("a record without entry on disk " + std::to_string(disk.number));
+        continue;
+      }
+      LINUX_RECORD &known = volumes_[hex(record + 8, 24)][record[70]];
+      if (known.bytes == nullptr || known.sequence < number(record + 36, 4)) {
+        known = {record, number(record + 36, 4), most};
+      }
+    }
+  }
+
+  const LINUX_DISK *diskOf(const UINT8 *reference) {
+    for (const LINUX_DISK &disk : disks_) {
+      if (std::memcmp(reference, &disk.parts[PD_DATA][32], 4) == 0) {
+        return &disk;
+      }
+    }
+    return nullptr;
+  }
+
+  size_t numberOf(const UINT8 *reference) {
+    const LINUX_DISK *disk = diskOf(reference);
+    return disk == nullptr ? NOWHERE : disk->number;
+  }
+
+  // A spanned volume that lacks a span is left out.
+  void addVolume(const std::map<UINT8, LINUX_RECORD> &spans) {
+    const UINT8 *first = spans.begin()->second.bytes;
+    if (spans.size() < first[69]) {
+      return;
+    }
+    const UINT8 *entry = entryOf(newest_->parts[VD_LIST], 0, first + 8, 24);
+    UINT64 blocks = number(first + 72, 8);
+    std::string line = volumeLine(padded(entry + 48, 16), entry, entry[32], entry[33],
+                                  {first[67], first[68], first[66], first[69], first[71]}, blocks);
+    for (const auto &[position, record] : spans) {
+      isMapped(record.bytes) ? void() : complain("a volume that cannot be mapped");
+      for (size_t i = 0; i < std::min<size_t>(number(record.bytes + 64, 2), record.most); ++i) {
+        const UINT8 *reference = record.bytes + 512 + 4 * i;
+        UINT64 start = number(record.bytes + 512 + 4 * record.most + 8 * i, 8);
+        const UINT8 *pd = entryOf(newest_->parts[PD_LIST], 24, reference, 4);
+        line += memberText(pd == nullptr ? NOWHERE : numberOf(reference), pd == nullptr ? 0 : pd[31], start);
+        pd == nullptr ? void() : place(pd, start, blocks);
+      }
+    }
+    reading_.lines.push_back(line);
+  }
+
+  void place(const UINT8 *pd, UINT64 start, UINT64 blocks) {
+    if (start + blocks > number(pd + 32, 8)) {
+      complain("a member outside its disk");
+    }
+    auto &members = members_[hex(pd + 24, 4)];
+    for (auto [otherStart, otherEnd] : members) {
+      start < otherEnd &&otherStart < start + blocks ? complain("members that meet") : void();
+    }
+    members.emplace_back(start, start + blocks);
+  }
+
+  void addDisks() {
+    const BYTES &list = newest_->parts[PD_LIST];
+    for (const UINT8 *entry = &list[LIST_HEAD]; entry < &list.back(); entry += ENTRY) {
+      if (isFree(entry)) {
+        continue;
+      }
+      unsigned type = static_cast<unsigned>(number(entry + 28, 2)),
+               state = static_cast<unsigned>(number(entry + 30, 2));
+      entryOf(list, 24, entry + 24, 4) != entry ? complain("two disks with one reference") : void();
+      if (isSpecial(type, state)) {
+        reading_.lines.push_back(diskLine(numberOf(entry + 24), type, state));
+      }
+    }
+  }
+
+  std::vector<LINUX_DISK> disks_;
+  READING &reading_;
+  const LINUX_DISK *newest_;
+  std::map<std::string, std::map<UINT8, LINUX_RECORD>> volumes_;          // by GUID, by place of the span
+  std::map<std::string, std::vector<std::pair<UINT64, UINT64>>> members_; // by reference
+};
+
+} // namespace
+
+READING readAsLinux(DISKS &disks) {
+  std::map<std::string, std::vector<LINUX_DISK>> sets; // by GUID
+  for (size_t i = 0; i < disks.size(); ++i) {
+    LINUX_DISK disk;
+    if (load(disks[i], i, &disk)) {
+      sets[hex(&disk.header[8], 24)].push_back(std::move(disk));
+    }
+  }
+  READING reading;
+  for (auto &[guid, members] : sets) {
+    LinuxSet(std::move(members), reading);
+  }
+  std::sort(reading.lines.begin(), reading.lines.end());
+  return reading;
+}

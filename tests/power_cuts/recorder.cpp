@@ -1,0 +1,151 @@
+#include "tests/power_cuts/recorder.h"
+
+#include <cstring>
+#include <random>
+
+namespace {
+
+class RecordingStore : public SectorStore {
+public:
+  RecordingStore(Recorder &recorder, size_t disk) : recorder_(recorder), disk_(disk) {}
+  uint64_t sectors() const override { return recorder_.disks[disk_].sectors; }
+  bool writable() const override { return true; }
+
+  bool read(uint64_t sector, uint64_t count, void *buffer) override {
+    DDF_SOURCE source = recorder_.disks[disk_].source();
+    return !fails(DISK_READ) && !EFI_ERROR(source.read(source.context, sector, count, buffer));
+  }
+
+  bool write(uint64_t sector, uint64_t count, const void *buffer) override {
+    bool failing = fails(DISK_WRITE);
+    for (uint64_t i = 0; i < (failing ? count / 2 : count); ++i) {
+      DISK_EVENT event = {DISK_WRITE, disk_, sector + i, {}};
+      std::memcpy(event.bytes.data(), static_cast<const UINT8 *>(buffer) + i * DDF_SECTOR, DDF_SECTOR);
+      if (recorder_.disks[disk_].read(event.lba) != event.bytes) {
+        recorder_.disks[disk_].write(event.lba, event.bytes.data(), 1);
+        recorder_.log.push_back(event);
+      }
+    }
+    recorder_.waiting.insert(disk_);
+    return !failing;
+  }
+
+  bool flush() override {
+    if (fails(DISK_FLUSH)) {
+      return false;
+    }
+    recorder_.log.push_back({DISK_FLUSH, disk_, 0, {}});
+    recorder_.waiting.erase(disk_);
+    return true;
+  }
+
+private:
+  bool fails(DISK_CALL call) {
+    const DISK_PLAN &plan = recorder_.plan;
+    if (recorder_.paused) {
+      return false;
+    }
+    if (++recorder_.calls[call] == plan.nth && call == plan.call) {
+      recorder_.failed = disk_;
+      return true;
+    }
+    return plan.forGood && recorder_.failed == disk_;
+  }
+
+  Recorder &recorder_;
+  size_t disk_;
+};
+
+using CHOICE = std::vector<bool>;
+
+std::set<CHOICE> choicesOf(size_t count, std::mt19937 &random) {
+  constexpr size_t FEW = 5, BY_CHANCE = 24;
+  std::set<CHOICE> choices = {CHOICE(count, false)};
+  if (count <= FEW) {
+    for (size_t bits = 0; bits < size_t{1} << count; ++bits) {
+      CHOICE choice(count);
+      for (size_t i = 0; i < count; ++i) {
+        choice[i] = (bits >> i & 1) != 0;
+      }
+      choices.insert(choice);
+    }
+    return choices;
+  }
+  CHOICE beginning(count, false);
+  for (size_t i = 0; i < count; ++i) {
+    CHOICE alone(count, false), others(count, true);
+    beginning[i] = alone[i] = true;
+    others[i] = false;
+    choices.insert({beginning, alone, others});
+  }
+  for (size_t n = 0; n < BY_CHANCE; ++n) {
+    CHOICE choice(count);
+    for (size_t i = 0; i < count; ++i) {
+      choice[i] = random() % 2 == 0;
+    }
+    choices.insert(choice);
+  }
+  return choices;
+}
+
+} // namespace
+
+void Recorder::begin(DISKS now, const DISK_PLAN &what) {
+  disks = std::move(now);
+  log.clear();
+  waiting.clear();
+  plan = what;
+  std::fill(std::begin(calls), std::end(calls), 0);
+  failed = ~size_t{0};
+}
+
+void Recorder::heal() {
+  plan = {};
+  failed = ~size_t{0};
+}
+
+std::unique_ptr<SectorStore> Recorder::store(size_t disk) {
+  return std::make_unique<RecordingStore>(*this, disk);
+}
+
+static void write(DISKS &disks, const DISK_EVENT &event) {
+  disks[event.disk].write(event.lba, event.bytes.data(), 1);
+}
+
+size_t forEachCut(const DISKS &before, const std::vector<DISK_EVENT> &log,
+                  const std::function<void(DISKS &disks, CUT cut)> &look) {
+  DISKS durable = before;
+  std::vector<DISK_EVENT> pending;
+  std::mt19937 random(1);
+  size_t states = 0;
+  bool isNew = true;
+  // What was pending before more came is among the choices of all.
+  auto lookAtAll = [&] {
+    for (const CHOICE &choice : isNew ? choicesOf(pending.size(), random) : std::set<CHOICE>{}) {
+      DISKS state = durable;
+      for (size_t i = 0; i < pending.size(); ++i) {
+        choice[i] ? write(state, pending[i]) : void();
+      }
+      size_t written = static_cast<size_t>(std::count(choice.begin(), choice.end(), true));
+      look(state, written == 0 ? CUT_DURABLE : written == choice.size() ? CUT_WHOLE : CUT_PART);
+      ++states;
+    }
+    isNew = false;
+  };
+  for (const DISK_EVENT &event : log) {
+    if (event.call == DISK_WRITE) {
+      pending.push_back(event);
+      isNew = true;
+      continue;
+    }
+    lookAtAll();
+    std::erase_if(pending, [&](const DISK_EVENT &written) {
+      bool isSafe = written.disk == event.disk;
+      isSafe ? write(durable, written) : void();
+      return isSafe;
+    });
+  }
+  isNew = true;
+  lookAtAll();
+  return states;
+}

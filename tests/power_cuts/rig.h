@@ -1,0 +1,43 @@
+// A machine over recording disks, with the controller and the driver, and the commands that the proof sends.
+#pragma once
+
+#include "raid_mgmt.h"
+#include "tests/power_cuts/recorder.h"
+#include "tests/support/world.h"
+
+using PORTS = std::vector<UINT32>;
+
+// A command to the controller. Volumes go by their names, disks by their ports; what is empty or 0 is not sent.
+struct ORDER {
+  UINT32 command;
+  UINT32 objectType;
+  PORTS ports = {};
+  std::string volume = {}; // the one that is meant; of a Create and a Change of name the name it gets
+  std::string was = {};    // of a Change of name: the name it has
+  UINT32 level = 0;        // RAID_LEVEL_
+  UINT64 state = 0;        // RAID_STATE_ that a disk gets
+  UINT8 hotspare = 0;      // RAID_HOTSPARE_
+};
+
+ORDER createOrder(const std::string &name, UINT32 level, const PORTS &ports);
+ORDER deleteOrder(const std::string &name);
+
+class Rig : public World {
+public:
+  explicit Rig(const DISKS &disks);
+  ~Rig();
+
+  EFI_STATUS run(const ORDER &order);
+  // Takes the disk away, as its handle does when it is pulled, and puts it back.
+  void pull(size_t disk) { devices_[disk].reset(); }
+  void plug(size_t disk);
+
+  Recorder recorder;
+
+private:
+  UINT32 idOf(const std::string &volume);
+
+  RAID_MGMT_PROTOCOL *mgmt_ = nullptr;
+  EFI_HANDLE image_ = nullptr;
+  std::vector<std::unique_ptr<BlockDevice>> devices_;
+};
