@@ -1,7 +1,9 @@
 // Disk metadata: a sound set, changed byte by byte and given good checksums again. Whatever it says, the model holds
-// together, and what is read and written back is read as the same.
+// together, and what is read and written back is read as the same. A change on top is refused, or leaves what is sound
+// again; it writes into no volume.
 
 #include "fuzz/support.h"
+#include "providers/ddf_change/ddf_change.h"
 #include "tests/ddf/describe.h"
 #include "tests/ddf/disks.h"
 
@@ -88,14 +90,139 @@ static std::string setsOf(DISKS &disks, bool store) {
   return sets == std::string::npos ? "" : text.substr(sets);
 }
 
+// --- Changes on top ---
+
+// What of a disk may be written: nothing but what lies behind other's data.
+struct WRITABLE {
+  SPARSE_DISK *disk;
+  bool fresh; // nothing of a set lies on it
+  std::vector<DDF_GAP> members;
+  UINT32 *writes; // that succeed before one fails
+};
+
+static EFI_STATUS writeJudged(void *context, UINT64 lba, UINTN count, const void *buffer) {
+  const WRITABLE &target = *static_cast<WRITABLE *>(context);
+  UINT64 sectors = target.disk->sectors;
+  mustHold(count <= sectors && lba <= sectors - count, "a write outside the disk");
+  mustHold(!target.fresh || lba >= sectors - DDF_RESERVE, "a write before the reserve");
+  for (const DDF_GAP &member : target.members) {
+    mustHold(lba + count <= member.start || lba >= member.start + member.blocks, "a write into a volume");
+  }
+  if (*target.writes == 0) {
+    return EFI_DEVICE_ERROR;
+  }
+  *target.writes -= 1;
+  target.disk->write(lba, buffer, count);
+  return EFI_SUCCESS;
+}
+
+static WRITABLE writableOf(const DDF_MODEL &model, DISKS &disks, UINT32 number, UINT32 *writes) {
+  const DDF_DISK &disk = model.disks[number];
+  WRITABLE writable = {&disks[number], disk.kind != DDF_DISK_MEMBER, {}, writes};
+  for (UINT32 i = 0; disk.kind == DDF_DISK_MEMBER && i < model.sets[disk.set].pds[disk.pd].partCount; ++i) {
+    const DDF_PART &part = model.sets[disk.set].pds[disk.pd].parts[i];
+    const DDF_VOLUME &volume = model.sets[disk.set].volumes[part.volume];
+    writable.members.push_back({volume.members[part.member].start, volume.memberBlocks});
+  }
+  return writable;
+}
+
+static EFI_STATUS change(DDF_WRITER &writer, FuzzInput &input) {
+  static const struct {
+    UINT8 level, qualifier;
+  } levels[] = {{DDF_RAID_0, 0}, {DDF_RAID_1, 0}, {DDF_RAID_5, 3}, {DDF_RAID_1E, 0}};
+  uint8_t kind = input.byte(), level = input.byte() % 4;
+  UINT32 disks[5], set = input.byte() % 3, number = input.byte() % 8;
+  UINT32 count = 1 + input.byte() % 5;
+  for (UINT32 &disk : disks) {
+    disk = input.byte() % writer.model->diskCount;
+  }
+  if (set >= writer.model->setCount && kind % 7 > 1) {
+    return EFI_NOT_FOUND;
+  }
+  bool hasVolume = set < writer.model->setCount && number < writer.model->sets[set].volumeCount;
+  switch (kind % 7) {
+  case 0: {
+    DDF_NEW_VOLUME volume = {};
+    volume.level = levels[level].level;
+    volume.qualifier = levels[level].qualifier;
+    volume.strip = 7;
+    volume.disks = disks;
+    volume.diskCount = count;
+    volume.memberBlocks = input.number(2);
+    volume.start = DDF_ANYWHERE;
+    return ddfCreateVolume(&writer, volume);
+  }
+  case 1:
+    return ddfSetSpare(&writer, DDF_NONE, disks[0], (number & 1) != 0 ? DDF_SPARE_GLOBAL : DDF_NO_SPARE, nullptr, 0);
+  case 2:
+    return ddfDeleteSet(&writer, set);
+  case 3:
+    return ddfImportSet(&writer, set);
+  case 4:
+    return number < writer.model->sets[set].pdCount ? ddfFailDisk(&writer, set, number) : EFI_NOT_FOUND;
+  case 5:
+    return hasVolume ? ddfDeleteVolume(&writer, set, number) : EFI_NOT_FOUND;
+  default:
+    return hasVolume ? ddfChangeVolume(&writer, set, number, {DDF_SET_ACCESS, DDF_READ_ONLY, 0, {}}) : EFI_NOT_FOUND;
+  }
+}
+
+// How many volumes there are; all is whether all sets are sound.
+static UINT32 countVolumes(const DDF_MODEL &model, bool *all) {
+  UINT32 count = 0;
+  *all = true;
+  for (UINT32 i = 0; i < model.setCount; ++i) {
+    count += model.sets[i].volumeCount;
+    *all = *all && model.sets[i].sound;
+  }
+  return count;
+}
+
+static void changeOnTop(DISKS &disks, FuzzInput input) {
+  static UINT32 seed;
+  seed = 1;
+  auto random = [] { return seed = seed * 1664525 + 1013904223; };
+  UINT32 writes = input.byte();
+  writes = writes == 0xFF ? DDF_NONE : writes;
+  DDF_MODEL *model = readModel(disks);
+  bool wasSound = false, isSound = false;
+  UINT32 before = countVolumes(*model, &wasSound);
+  std::vector<WRITABLE> writables;
+  for (UINT32 i = 0; i < model->diskCount; ++i) {
+    writables.push_back(writableOf(*model, disks, i, &writes));
+  }
+  std::vector<DDF_TARGET> targets;
+  for (WRITABLE &writable : writables) {
+    DDF_GUID guid = {{'F', 'u', 'z', 'z', static_cast<UINT8>(targets.size())}};
+    targets.push_back({writeJudged, [](void *) -> EFI_STATUS { return EFI_SUCCESS; }, &writable, guid, true});
+  }
+  DDF_CONTROLLER_DATA maker = {};
+  maker.guid.bytes[0] = 'M';
+  DDF_WRITER writer = {model, targets.data(), &maker, /* time= */ 1, random, {}, {}};
+  EFI_STATUS status = change(writer, input);
+  ddfFree(model);
+  model = readModel(disks);
+  std::string fault = modelFault(*model);
+  mustHold(fault.empty(), fault);
+  UINT32 after = countVolumes(*model, &isSound);
+  mustHold(isSound || !wasSound, "not sound any more");
+  mustHold(after >= before || !EFI_ERROR(status) || writes == 0, "a change that failed lost a volume");
+  ddfFree(model);
+}
+
 FUZZ_TARGET(ddf) {
   uint8_t flags = input.byte();
-  constexpr uint8_t SPANNED = 1, TORN = 2, FAILING = 4, OWN_ANCHOR = 8;
+  constexpr uint8_t SPANNED = 1, TORN = 2, FAILING = 4, OWN_ANCHOR = 8, CHANGE = 16;
   DISKS disks = baseDisks((flags & SPANNED) != 0);
   if ((flags & FAILING) != 0) {
     disks[0].failAfter = input.byte();
   }
   uint64_t failAfter = disks[0].failAfter;
+  FuzzInput onTop = input;
+  if ((flags & CHANGE) != 0) {
+    input.number(8), input.number(8);
+  }
   for (int changes = 0; changes < 64 && !input.atEnd(); ++changes) {
     changeSector(disks, input);
   }
@@ -112,5 +239,9 @@ FUZZ_TARGET(ddf) {
   disks[0].failAfter = ~UINT64{0};
   if ((flags & FAILING) == 0) {
     mustHold(setsOf(disks, /* store= */ false) == sets, "read otherwise after writing back:" + sets);
+  }
+  if ((flags & CHANGE) != 0) {
+    disks.push_back({TEST_DISK_SECTORS, {}});
+    changeOnTop(disks, onTop);
   }
 }
