@@ -336,6 +336,16 @@ TEST(DiskCommands, Adapter) {
   EXPECT_EQ(countOf(machine.get().text, "<State>Ready"), 2U);
 }
 
+// A set of Linux's keeps what Linux wrote there.
+TEST(DiskCommands, SettingsBesideLinux) {
+  DISKS disks = loadDisks(GOLDEN_DIR "/levels.disks");
+  Machine machine(disks);
+  RAID_ADAPTER_RECORD settings = {};
+  settings.CopyBackMode = RAID_MODE_PRESENT | RAID_COPY_BACK_MODE_ON;
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, {}, &settings)), name(EFI_SUCCESS));
+  EXPECT_NE(machine.get().text.find("<CopyBackMode>On<"), std::string::npos);
+}
+
 const EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
 const EFI_GUID g_diskIoGuid = EFI_DISK_IO_PROTOCOL_GUID;
 
