@@ -23,5 +23,9 @@ add_compile_options(
   -mno-stack-arg-probe -Wframe-larger-than=4095 # nobody probes the stack, so no frame may step over a page
   -fno-asynchronous-unwind-tables
   -fno-vectorize -fno-slp-vectorize             # what runs here is short; vector code would only be longer
-  -ffunction-sections -fdata-sections           # the linker drops what an image does not use
+  -flto                                         # the linker sees an image as a whole, the limit of frames included,
+  -ffunction-sections -fdata-sections           # and drops what an image does not use
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+
+# The compiler calls these by name, which it decides on when everything else has been linked.
+set_source_files_properties(base/efi_runtime.cpp PROPERTIES COMPILE_OPTIONS -fno-lto)
