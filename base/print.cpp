@@ -4,6 +4,7 @@
 #include "base/text.h"
 
 static constexpr UINTN PRINT_CAPACITY = 320;
+static constexpr UINTN PIECE_CAPACITY = 128;
 
 struct STATUS_TEXT {
   EFI_STATUS Status;
@@ -128,12 +129,8 @@ static void putNumber(OUTPUT &out, const CONVERSION &conversion, CHAR8 sign, con
 }
 
 static void putHex(OUTPUT &out, const CONVERSION &conversion, UINT64 value) {
-  unsigned digits = 1;
-  while (digits < 16 && value >> (4 * digits) != 0) {
-    ++digits;
-  }
   CHAR8 text[17];
-  formatHex(text, value, digits);
+  UINTN digits = formatShortHex(text, value);
   putNumber(out, conversion, /* sign= */ 0, text, digits);
 }
 
@@ -359,14 +356,28 @@ UINTN formatText(CHAR16 *buffer, UINTN capacity, const CHAR16 *format, EFI_VA_LI
   return out.Length;
 }
 
+static void putConsole(CHAR16 *text) {
+  if (g_systemTable != nullptr && g_systemTable->ConOut != nullptr) {
+    g_systemTable->ConOut->OutputString(g_systemTable->ConOut, text);
+  }
+}
+
+void printText(const CHAR8 *text) {
+  CHAR16 piece[PIECE_CAPACITY];
+  UINTN length = 0;
+  do {
+    length = textWiden(piece, text, PIECE_CAPACITY - 1);
+    putConsole(piece);
+    text += length;
+  } while (*text != 0);
+}
+
 UINTN EFIAPI Print(const CHAR16 *format, ...) {
   CHAR16 buffer[PRINT_CAPACITY];
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, format);
   UINTN length = formatText(buffer, PRINT_CAPACITY, format, arguments);
   EFI_VA_END(arguments);
-  if (g_systemTable != nullptr && g_systemTable->ConOut != nullptr) {
-    g_systemTable->ConOut->OutputString(g_systemTable->ConOut, buffer);
-  }
+  putConsole(buffer);
   return length;
 }

@@ -23,6 +23,10 @@ UINTN formatText(CHAR16 *buffer, UINTN capacity, const CHAR16 *format, EFI_VA_LI
 // The text of a status as %r prints it, or null for one without a name.
 const CHAR8 *statusText(EFI_STATUS status);
 
+// Writes a text without conversions to the console, if there is one. An image that prints nothing else does without the
+// formatting.
+void printText(const CHAR8 *text);
+
 // Formats at most 319 characters and writes them to the console, if there is one. Returns the number of characters
 // formatted.
 UINTN EFIAPI Print(const CHAR16 *format, ...);

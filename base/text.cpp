@@ -90,6 +90,15 @@ UINTN textNarrow(CHAR8 *to, const CHAR16 *from, UINTN limit) {
   return length;
 }
 
+UINTN textWiden(CHAR16 *to, const CHAR8 *from, UINTN limit) {
+  UINTN length = 0;
+  for (; length < limit && from[length] != 0; ++length) {
+    to[length] = static_cast<UINT8>(from[length]);
+  }
+  to[length] = 0;
+  return length;
+}
+
 CHAR8 *textNarrowDuplicate(const CHAR16 *from) {
   UINTN length = from == nullptr ? 0 : textLength(from);
   CHAR8 *text = static_cast<CHAR8 *>(poolAllocate(length + 1));
@@ -133,6 +142,15 @@ void formatHex(CHAR8 *buffer, UINT64 value, unsigned digits) {
     buffer[i] = "0123456789ABCDEF"[value & 0xF];
   }
   buffer[digits] = 0;
+}
+
+UINTN formatShortHex(CHAR8 *buffer, UINT64 value) {
+  unsigned digits = 1;
+  while (digits < 16 && value >> (4 * digits) != 0) {
+    ++digits;
+  }
+  formatHex(buffer, value, digits);
+  return digits;
 }
 
 UINT64 parseDecimal(const CHAR8 *text) {

@@ -21,6 +21,10 @@ CHAR16 *textDuplicate(const CHAR16 *text);
 // null from gives an empty text. Returns the length.
 UINTN textNarrow(CHAR8 *to, const CHAR16 *from, UINTN limit);
 
+// Copies at most limit bytes of from, up to its NUL, as units, and a NUL; to has room for limit + 1 units. Returns the
+// length.
+UINTN textWiden(CHAR16 *to, const CHAR8 *from, UINTN limit);
+
 // A pool text of the low bytes of from that the caller owns; an empty text for null; null without memory.
 CHAR8 *textNarrowDuplicate(const CHAR16 *from);
 
@@ -33,6 +37,9 @@ UINTN formatDecimal(CHAR8 *buffer, UINT64 value);
 
 // Writes value with exactly digits (1 to 16) upper-case hexadecimal digits and a NUL.
 void formatHex(CHAR8 *buffer, UINT64 value, unsigned digits);
+
+// Writes value with as many upper-case hexadecimal digits as it needs (at most 16) and a NUL. Returns the length.
+UINTN formatShortHex(CHAR8 *buffer, UINT64 value);
 
 // Leading blanks (0x20) are skipped, then decimal digits are read up to another character. Over 64 bits gives all ones,
 // no digits or a null text 0.

@@ -2,6 +2,7 @@
 
 #include "base/pool.h"
 #include "base/print.h"
+#include "base/text.h"
 #include "driver/controller/controller.h"
 #include "driver/live/live.h"
 
@@ -26,16 +27,24 @@ template <UINTN N> static bool contains(const UINT16 (&values)[N], UINT16 value)
 }
 
 // The console line that names the declined model, or null for an adapter that is served.
-static const CHAR16 *declinedModel(const RAID_PCI_IDENTITY &id) {
+static const CHAR8 *declinedModel(const RAID_PCI_IDENTITY &id) {
   if (id.VendorID == g_excludedModel.VendorID && id.DeviceID == g_excludedModel.DeviceID &&
       id.SubvendorID == g_excludedModel.SubvendorID && id.SubdeviceID == g_excludedModel.SubdeviceID) {
-    return u"Tarn H1 adapter is not served\n";
+    return "Tarn H1 adapter is not served\n";
   }
   if (id.VendorID == EXCLUDED_SET_VENDOR && contains(g_excludedDevices, id.DeviceID) &&
       id.SubvendorID == EXCLUDED_SUBVENDOR && contains(g_excludedSubdevices, id.SubdeviceID)) {
-    return u"Tarn S1 adapter is not served\n";
+    return "Tarn S1 adapter is not served\n";
   }
   return nullptr;
+}
+
+static void printNumber(const CHAR8 *what, UINT32 value) {
+  CHAR8 digits[17];
+  formatShortHex(digits, value);
+  printText(what);
+  printText(digits);
+  printText("\n");
 }
 
 static EFI_STATUS EFIAPI supported(EFI_DRIVER_BINDING_PROTOCOL *, EFI_HANDLE controller, EFI_DEVICE_PATH_PROTOCOL *) {
@@ -52,11 +61,11 @@ static EFI_STATUS EFIAPI supported(EFI_DRIVER_BINDING_PROTOCOL *, EFI_HANDLE con
 // Reads the adapter record, which the caller gives back with FreeRecords and count 1, and tells its PCI identity on the
 // console. EFI_UNSUPPORTED without a record. The controller's status does not matter, only whether it gave a record.
 static EFI_STATUS readAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_ADAPTER_RECORD **adapter) {
-  Print(u"About to do get Adapter");
+  printText("About to do get Adapter");
   RAID_CMD_RESULT result;
   issueCommand(mgmt, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, &result);
   if (recordCount(&result) == 0) {
-    Print(u"Adapter didnt return any data");
+    printText("Adapter didnt return any data");
     if (result.Data != nullptr) {
       mgmt->FreeRecords(mgmt, result.Data, 1);
     }
@@ -64,10 +73,10 @@ static EFI_STATUS readAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_ADAPTER_RECORD **ad
   }
   *adapter = static_cast<RAID_ADAPTER_RECORD *>(result.Data);
   const RAID_PCI_IDENTITY &identity = (*adapter)->PCIID;
-  Print(u"Adapter VendorID : %x\n", identity.VendorID);
-  Print(u"Adapter DeviceID : %x\n", identity.DeviceID);
-  Print(u"Adapter SubVendorID : %x\n", identity.SubvendorID);
-  Print(u"Adapter SubDeviceID : %x\n", identity.SubdeviceID);
+  printNumber("Adapter VendorID : ", identity.VendorID);
+  printNumber("Adapter DeviceID : ", identity.DeviceID);
+  printNumber("Adapter SubVendorID : ", identity.SubvendorID);
+  printNumber("Adapter SubDeviceID : ", identity.SubdeviceID);
   return EFI_SUCCESS;
 }
 
@@ -86,9 +95,9 @@ enum START_OUTCOME { START_SERVED, START_DECLINED, START_FAILED };
 
 static EFI_STATUS serve(EFI_HANDLE controller, const RAID_PCI_IDENTITY &identity, RAID_XYL_PROTOCOL *table,
                         START_OUTCOME *outcome) {
-  const CHAR16 *declined = declinedModel(identity);
+  const CHAR8 *declined = declinedModel(identity);
   if (declined != nullptr) {
-    Print(declined);
+    printText(declined);
     *outcome = START_DECLINED;
     return EFI_SUCCESS;
   }
@@ -103,7 +112,7 @@ static EFI_STATUS openManagement(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HANDL
   EFI_STATUS status = g_bootServices->OpenProtocol(
       controller, &g_raidMgmtGuid, &interface, binding->DriverBindingHandle, controller, EFI_OPEN_PROTOCOL_BY_DRIVER);
   if (EFI_ERROR(status)) {
-    Print(u"Couldnt open RAID Mgmt Protocol\n");
+    printText("Couldnt open RAID Mgmt Protocol\n");
     return status;
   }
   *mgmt = static_cast<RAID_MGMT_PROTOCOL *>(interface);
@@ -119,7 +128,7 @@ static EFI_STATUS EFIAPI start(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HANDLE 
   if (binding == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  Print(u"Entered Binding start\n");
+  printText("Entered Binding start\n");
   RAID_XYL_DEV *instance = poolNew<RAID_XYL_DEV>();
   if (instance == nullptr) {
     return EFI_OUT_OF_RESOURCES;

@@ -192,7 +192,7 @@ static EFI_STATUS addObjectsToXML(const RAID_CONFIG *config, XML_NODE *raidData)
     return EFI_OUT_OF_RESOURCES;
   }
   if (config->keyId != nullptr) {
-    LogPrint(LOG_TRACE, "cacheToXML", u"Adding Keyid to XML");
+    LogPrint(LOG_TRACE, "cacheToXML", "Adding Keyid to XML");
     addKeyidToXML(config->keyId, last);
   }
   return EFI_SUCCESS;

@@ -51,7 +51,7 @@ EFI_STATUS addLDsToXML(const RAID_VD_RECORD *disk, XML_NODE *last) {
   if (disk == nullptr || last == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  LogPrint(LOG_TRACE, "addLDsToXML", u"Entered...");
+  LogPrint(LOG_TRACE, "addLDsToXML", "Entered...");
   const FIELD_ROW &row = adapterRow(FORMAT_VIRTUAL_DISK);
   XML_NODE *node = linkElement(row.Element, last);
   if (node == nullptr) {
@@ -61,7 +61,7 @@ EFI_STATUS addLDsToXML(const RAID_VD_RECORD *disk, XML_NODE *last) {
   if (EFI_ERROR(status)) {
     return status;
   }
-  LogPrint(LOG_TRACE, "addLDsToXML", u"Header...");
+  LogPrint(LOG_TRACE, "addLDsToXML", "Header...");
   return addHeaderToXML(disk, node);
 }
 
@@ -69,7 +69,7 @@ EFI_STATUS addKeyidToXML(const CHAR8 *keyId, XML_NODE *last) {
   if (keyId == nullptr || last == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  LogPrint(LOG_TRACE, "addKeyidToXML", u"Entered...");
+  LogPrint(LOG_TRACE, "addKeyidToXML", "Entered...");
   CHAR8 *scratch = textDuplicate(keyId);
   if (scratch == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -79,11 +79,11 @@ EFI_STATUS addKeyidToXML(const CHAR8 *keyId, XML_NODE *last) {
     poolFree(scratch);
     return EFI_OUT_OF_RESOURCES;
   }
-  LogPrint(LOG_TRACE, "addKeyidToXML", u"tmp_str=%a", scratch);
+  LogPrint(LOG_TRACE, "addKeyidToXML", "tmp_str=%a", scratch);
   node->Content = textDuplicate(scratch);
   poolFree(scratch);
   if (node->Content == nullptr) {
-    LogPrint(LOG_TRACE, "addKeyidToXML", u"Malloc is not successful");
+    LogPrint(LOG_TRACE, "addKeyidToXML", "Malloc is not successful");
     return EFI_OUT_OF_RESOURCES;
   }
   return EFI_SUCCESS;

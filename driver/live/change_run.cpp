@@ -71,7 +71,7 @@ static EFI_STATUS translateDiskIds(const CHANGE_RUN &run, RAID_CMD_BLOCK *comman
     }
     RAID_PD_RECORD *disk = FindPdByFqdd(run.Mgmt, savedDisk->FQDD);
     if (disk == nullptr) {
-      LogPrint(LOG_WARN, SET_LIVE, u"Couldn't find PD %s", static_cast<const CHAR16 *>(savedDisk->FQDD));
+      LogPrint(LOG_WARN, SET_LIVE, "Couldn't find PD %s", static_cast<const CHAR16 *>(savedDisk->FQDD));
       return EFI_NOT_FOUND;
     }
     command->ObjectIds[i] = disk->ObjectID;
@@ -127,11 +127,11 @@ static UINT32 revisionToSend(const RAID_CMD_BLOCK *command) {
 }
 
 static void dumpCommand(const RAID_CMD_BLOCK *command, UINT32 revision) {
-  LogPrint(LOG_TRACE, SET_LIVE, u"Command Block follows");
-  LogPrint(LOG_TRACE, SET_LIVE, u"REVISION\t   = %x", revision);
-  LogPrint(LOG_TRACE, SET_LIVE, u"CMD \t\t   = %x", command->Command);
-  LogPrint(LOG_TRACE, SET_LIVE, u"OBJTYPE \t   = %x", command->ObjectType);
-  LogPrint(LOG_TRACE, SET_LIVE, u"OID_LIST_COUNT = %x", command->ObjectIdCount);
+  LogPrint(LOG_TRACE, SET_LIVE, "Command Block follows");
+  LogPrint(LOG_TRACE, SET_LIVE, "REVISION\t   = %x", revision);
+  LogPrint(LOG_TRACE, SET_LIVE, "CMD \t\t   = %x", command->Command);
+  LogPrint(LOG_TRACE, SET_LIVE, "OBJTYPE \t   = %x", command->ObjectType);
+  LogPrint(LOG_TRACE, SET_LIVE, "OID_LIST_COUNT = %x", command->ObjectIdCount);
 }
 
 // The controller's virtual disks; none on failure.
@@ -161,7 +161,7 @@ static void mapCreatedDisk(CHANGE_RUN &run, const RAID_CMD_BLOCK *command, const
   UINT32 oldCount = recordCount(&before);
   UINT32 newCount = recordCount(&after);
   if (newCount != oldCount + 1) {
-    LogPrint(LOG_WARN, SET_LIVE, u"Error! Couldn't create LD map! New Count = %x, Old Count = %x", newCount, oldCount);
+    LogPrint(LOG_WARN, SET_LIVE, "Error! Couldn't create LD map! New Count = %x, Old Count = %x", newCount, oldCount);
     return;
   }
   const RAID_VD_RECORD *created = findNewDisk(before, after);
@@ -225,7 +225,7 @@ static EFI_STATUS runCommandList(CHANGE_RUN &run, RAID_CONFIG *request, RAID_XYL
     status = runCommand(run, command);
     if (EFI_ERROR(status)) {
       updateResultLog(output, run.Log.Root, LOG_KIND_CONFIG);
-      LogPrint(LOG_WARN, SET_LIVE, u"Error returned from command %d status %r", i, status);
+      LogPrint(LOG_WARN, SET_LIVE, "Error returned from command %d status %r", i, status);
       return status;
     }
   }
@@ -248,7 +248,7 @@ EFI_STATUS runChanges(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *request, const RAID
   run.Mgmt = mgmt;
   run.Log.Root = CreateXMLNode("RaidConfig");
   setCurrentDisks(saved == nullptr ? nullptr : saved->physicalDisks, saved == nullptr ? 0 : saved->physicalDiskCount);
-  LogPrint(LOG_TRACE, SET_LIVE, u"g_curPdArray\t   = %lx, g_curPdCount = %d", reinterpret_cast<UINTN>(g_curPdArray),
+  LogPrint(LOG_TRACE, SET_LIVE, "g_curPdArray\t   = %lx, g_curPdCount = %d", reinterpret_cast<UINTN>(g_curPdArray),
            g_curPdCount);
   EFI_STATUS status = runCommandList(run, request, output);
   // A log that is long in the making must not keep what the request still holds.

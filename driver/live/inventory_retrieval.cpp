@@ -52,7 +52,7 @@ static EFI_STATUS readController(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_RESULT (&ans
       return status;
     }
     if (recordCount(&answers[i]) == 0) {
-      LogPrint(LOG_ERROR, GET_LIVE, u"Adapter returned no data");
+      LogPrint(LOG_ERROR, GET_LIVE, "Adapter returned no data");
       return EFI_NOT_FOUND;
     }
   }
@@ -79,7 +79,7 @@ static EFI_STATUS writeInventory(RAID_MGMT_PROTOCOL *mgmt, RAID_XYL_BUFFER *outp
   if (!EFI_ERROR(status)) {
     RAID_CONFIG config = gatherAnswers(answers);
     if (config.keyId != nullptr) {
-      LogPrint(LOG_TRACE, GET_LIVE, u"Keyid=%a", config.keyId);
+      LogPrint(LOG_TRACE, GET_LIVE, "Keyid=%a", config.keyId);
     }
     status = cacheToXML(&config, &text);
   }
@@ -95,7 +95,7 @@ static EFI_STATUS writeInventory(RAID_MGMT_PROTOCOL *mgmt, RAID_XYL_BUFFER *outp
   if (text == nullptr) {
     return EFI_DEVICE_ERROR;
   }
-  LogPrint(LOG_TRACE, GET_LIVE, u"Returning a buffer of size %d", output->Size);
+  LogPrint(LOG_TRACE, GET_LIVE, "Returning a buffer of size %d", output->Size);
   return EFI_SUCCESS;
 }
 
@@ -106,7 +106,7 @@ static EFI_STATUS getLive(RAID_XYL_PROTOCOL *table, const RAID_XYL_PARAMETER *pa
   if (parameter->Instance != 0) {
     return EFI_NOT_FOUND;
   }
-  LogPrint(LOG_TRACE, GET_LIVE, u"Get_live parameter Instance %d, Revision %d", parameter->Instance,
+  LogPrint(LOG_TRACE, GET_LIVE, "Get_live parameter Instance %d, Revision %d", parameter->Instance,
            parameter->Revision);
   RAID_MGMT_PROTOCOL *mgmt = mgmtOf(table);
   return mgmt == nullptr ? EFI_INVALID_PARAMETER : writeInventory(mgmt, output);

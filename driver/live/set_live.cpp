@@ -29,23 +29,23 @@ static CHAR8 *documentOf(const RAID_XYL_BUFFER *buffer, UINT32 index) {
 
 // Reads and releases the run-time options document.
 static EFI_STATUS readRunMode(CHAR8 *text, UINT32 *runModeFlag) {
-  LogPrint(LOG_TRACE, SET_LIVE, u"Before parseRunTimeXML");
+  LogPrint(LOG_TRACE, SET_LIVE, "Before parseRunTimeXML");
   EFI_STATUS status = parseRunTimeXML(text, runModeFlag);
   releaseDocument(text);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_WARN, SET_LIVE, u"Error in RunTime Parsing %r", status);
+    LogPrint(LOG_WARN, SET_LIVE, "Error in RunTime Parsing %r", status);
     return status;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, u"RunTime Parsing = %r", status);
+  LogPrint(LOG_TRACE, SET_LIVE, "RunTime Parsing = %r", status);
   if ((*runModeFlag & RUN_MODE_RESTORE) != 0) {
-    LogPrint(LOG_TRACE, SET_LIVE, u"runModeFlag is RESTORE %x ", *runModeFlag);
+    LogPrint(LOG_TRACE, SET_LIVE, "runModeFlag is RESTORE %x ", *runModeFlag);
     return EFI_SUCCESS;
   }
   if ((*runModeFlag & RUN_MODE_NORMAL) != 0) {
-    LogPrint(LOG_TRACE, SET_LIVE, u"runModeFlag is NORMAL %x, should not come here...", *runModeFlag);
+    LogPrint(LOG_TRACE, SET_LIVE, "runModeFlag is NORMAL %x, should not come here...", *runModeFlag);
     return EFI_SUCCESS;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, u"Wrong Mode, should not come here... %x", *runModeFlag);
+  LogPrint(LOG_TRACE, SET_LIVE, "Wrong Mode, should not come here... %x", *runModeFlag);
   return EFI_INVALID_PARAMETER;
 }
 
@@ -55,7 +55,7 @@ static EFI_STATUS readConfig(CHAR8 *text, RAID_CONFIG **config, UINT32 *count) {
   EFI_STATUS status = ParseXMLBlob(text, config, count);
   releaseDocument(text);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_WARN, SET_LIVE, u"Parse XML blob returned error %r", status);
+    LogPrint(LOG_WARN, SET_LIVE, "Parse XML blob returned error %r", status);
   }
   return status;
 }
@@ -65,11 +65,11 @@ static EFI_STATUS readSaved(const RAID_XYL_BUFFER *document, RAID_CONFIG **saved
   if (document->Size == 0) {
     return EFI_SUCCESS;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, u"Restore Operation: Parse Config XML");
+  LogPrint(LOG_TRACE, SET_LIVE, "Restore Operation: Parse Config XML");
   if (document->Data == nullptr) {
     return EFI_SUCCESS;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, u"Parsing Old XML blob");
+  LogPrint(LOG_TRACE, SET_LIVE, "Parsing Old XML blob");
   UINT32 count = 0;
   EFI_STATUS status = readConfig(static_cast<CHAR8 *>(document->Data), saved, &count);
   if (EFI_ERROR(status)) {
@@ -80,32 +80,32 @@ static EFI_STATUS readSaved(const RAID_XYL_BUFFER *document, RAID_CONFIG **saved
 
 static EFI_STATUS restoreSaved(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, UINT32 runModeFlag,
                                RAID_XYL_BUFFER *output) {
-  LogPrint(LOG_TRACE, SET_LIVE, u"Restore case: runModeFlag = %x ", runModeFlag);
+  LogPrint(LOG_TRACE, SET_LIVE, "Restore case: runModeFlag = %x ", runModeFlag);
   XML_NODE *logRoot = nullptr;
   EFI_STATUS status = RaidRestore(mgmt, saved, runModeFlag, &logRoot);
   updateResultLog(output, logRoot, LOG_KIND_RESTORE);
   FreeXMLNode(logRoot);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, SET_LIVE, u"Restore failed ");
+    LogPrint(LOG_ERROR, SET_LIVE, "Restore failed ");
     return status;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, u"Successfully performed Restore operation");
+  LogPrint(LOG_TRACE, SET_LIVE, "Successfully performed Restore operation");
   return EFI_SUCCESS;
 }
 
 static EFI_STATUS replacePart(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved) {
-  LogPrint(LOG_TRACE, SET_LIVE, u"Part Replacement or Config Change with olddata provided");
+  LogPrint(LOG_TRACE, SET_LIVE, "Part Replacement or Config Change with olddata provided");
   EFI_STATUS status = _ChangeAdapter(mgmt, saved, /* log= */ nullptr);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, SET_LIVE, u"_ChangeAdapter for Part Replacement failed ");
+    LogPrint(LOG_ERROR, SET_LIVE, "_ChangeAdapter for Part Replacement failed ");
     return status;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, u"Successfully Changed Adapter for Part Replacement");
+  LogPrint(LOG_TRACE, SET_LIVE, "Successfully Changed Adapter for Part Replacement");
   return EFI_SUCCESS;
 }
 
 static EFI_STATUS changeConfiguration(RAID_MGMT_PROTOCOL *mgmt, const RAID_CONFIG *saved, RAID_XYL_BUFFER *output) {
-  LogPrint(LOG_TRACE, SET_LIVE, u"Config Change with olddata and newdata provided");
+  LogPrint(LOG_TRACE, SET_LIVE, "Config Change with olddata and newdata provided");
   CHAR8 *text = documentOf(output, 1);
   if (text == nullptr) {
     return EFI_INVALID_PARAMETER;
@@ -163,7 +163,7 @@ static EFI_STATUS setLive(RAID_XYL_PROTOCOL *table, const RAID_XYL_PARAMETER *pa
   if (mgmt == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, u"Restore Operation Start - Parse RunTime XML");
+  LogPrint(LOG_TRACE, SET_LIVE, "Restore Operation Start - Parse RunTime XML");
   CHAR8 *options = documentOf(input, 1);
   if (options == nullptr || sharesBlocks(input, output)) {
     return EFI_INVALID_PARAMETER;

@@ -12,19 +12,19 @@ static constexpr const CHAR8 *VERIFY = "RAIDXYLVerify";
 struct MODE_CHECK {
   UINT16 Offset;
   UINT8 Mask; // the bits that count
-  const CHAR16 *LogLine;
-  const CHAR16 *ConsoleLine; // in place of LogLine
+  const CHAR8 *LogLine;
+  const CHAR8 *ConsoleLine; // in place of LogLine, behind the operation's name
 };
 
 #define MODE(member) offsetof(RAID_ADAPTER_RECORD, member)
 
 static constexpr MODE_CHECK g_modeChecks[] = {
-    {MODE(CheckConsistencyMode), 0xFF, u"Config change detected: CC Mode changed", nullptr},
-    {MODE(PatrolReadMode), RAID_PATROL_READ_MODE_MASK, u"Config change detected: patrolReadMode changed", nullptr},
-    {MODE(UncertifiedMode), 0xFF, nullptr, u"%a:Config change detected : Uncertified Mode changed \n"},
-    {MODE(LoadBalanceMode), 0xFF, nullptr, u"%a:Config change detected : Load Balance Mode changed \n"},
-    {MODE(LearnMode), 0xFF, nullptr, u"%a:Config change detected : Learn Mode changed \n"},
-    {MODE(CopyBackMode), 0xFF, u"Config change detected: copyBackMode changed", nullptr},
+    {MODE(CheckConsistencyMode), 0xFF, "Config change detected: CC Mode changed", nullptr},
+    {MODE(PatrolReadMode), RAID_PATROL_READ_MODE_MASK, "Config change detected: patrolReadMode changed", nullptr},
+    {MODE(UncertifiedMode), 0xFF, nullptr, ":Config change detected : Uncertified Mode changed \n"},
+    {MODE(LoadBalanceMode), 0xFF, nullptr, ":Config change detected : Load Balance Mode changed \n"},
+    {MODE(LearnMode), 0xFF, nullptr, ":Config change detected : Learn Mode changed \n"},
+    {MODE(CopyBackMode), 0xFF, "Config change detected: copyBackMode changed", nullptr},
 };
 
 static UINT32 compareModes(const RAID_ADAPTER_RECORD *live, const RAID_ADAPTER_RECORD *saved) {
@@ -38,7 +38,8 @@ static UINT32 compareModes(const RAID_ADAPTER_RECORD *live, const RAID_ADAPTER_R
     if (check.LogLine != nullptr) {
       LogPrint(LOG_WARN, VERIFY, check.LogLine);
     } else {
-      Print(check.ConsoleLine, VERIFY);
+      printText(VERIFY);
+      printText(check.ConsoleLine);
     }
     result = VERIFY_CONFIG_CHANGE;
   }
@@ -52,7 +53,7 @@ static UINT32 compareRates(const RAID_ADAPTER_RECORD *live, const RAID_ADAPTER_R
     RAID_RATE then = saved->Rates[i];
     bool sameRate = now.Name != nullptr && then.Name != nullptr && textEqual(now.Name, then.Name);
     if (sameRate && (now.EditableValue ^ then.EditableValue) >> RAID_RATE_VALUE_SHIFT != 0) {
-      LogPrint(LOG_WARN, VERIFY, u"Config change detected: %s changed", static_cast<CHAR16 *>(now.Name));
+      LogPrint(LOG_WARN, VERIFY, "Config change detected: %s changed", static_cast<CHAR16 *>(now.Name));
       result = VERIFY_CONFIG_CHANGE;
     }
   }
@@ -82,7 +83,7 @@ static UINT32 compareFirmware(const RAID_ADAPTER_RECORD *live, const RAID_ADAPTE
 static UINT32 compareAdapters(const RAID_ADAPTER_RECORD *live, const RAID_ADAPTER_RECORD *saved) {
   UINT32 result = 0;
   if (live->WWN != saved->WWN) {
-    LogPrint(LOG_WARN, VERIFY, u"Part Replacement detected");
+    LogPrint(LOG_WARN, VERIFY, "Part Replacement detected");
     result |= VERIFY_PART_REPLACEMENT;
   }
   result |= compareModes(live, saved);
@@ -95,11 +96,11 @@ static EFI_STATUS compareWithLive(RAID_MGMT_PROTOCOL *mgmt, const RAID_ADAPTER_R
   RAID_CMD_RESULT answer = {};
   EFI_STATUS status = issueCommand(mgmt, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, &answer);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_WARN, VERIFY, u"Get Adapter returned error %r", status);
+    LogPrint(LOG_WARN, VERIFY, "Get Adapter returned error %r", status);
     return status;
   }
   if (recordCount(&answer) == 0) {
-    LogPrint(LOG_ERROR, VERIFY, u"Adapter returned no data");
+    LogPrint(LOG_ERROR, VERIFY, "Adapter returned no data");
     status = EFI_NOT_FOUND;
   } else {
     *result = compareAdapters(static_cast<RAID_ADAPTER_RECORD *>(answer.Data), saved);

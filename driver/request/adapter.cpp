@@ -17,10 +17,10 @@ static EFI_STATUS readAdapter(const XML_NODE *element, RAID_ADAPTER_RECORD *adap
 
 static void releaseFailed(RAID_ADAPTER_RECORD *adapter) {
   if (adapter->ObjectType != RAID_OBJECT_ADAPTER) {
-    LogPrint(LOG_ERROR, PARSE_ADAPTER, u"Incorrect object type %X!\n", static_cast<UINT32>(adapter->ObjectType));
+    LogPrint(LOG_ERROR, PARSE_ADAPTER, "Incorrect object type %X!\n", static_cast<UINT32>(adapter->ObjectType));
     adapter->ObjectType = RAID_OBJECT_ADAPTER;
   } else {
-    LogPrint(LOG_ERROR, PARSE_ADAPTER, u"End error!");
+    LogPrint(LOG_ERROR, PARSE_ADAPTER, "End error!");
   }
   releaseRecordMembers(adapter);
   poolFree(adapter);
@@ -29,7 +29,7 @@ static void releaseFailed(RAID_ADAPTER_RECORD *adapter) {
 EFI_STATUS parseAdapter(const XML_NODE *element, RAID_CONFIG *config) {
   logEntered(PARSE_ADAPTER);
   if (element == nullptr || config == nullptr) {
-    LogPrint(LOG_ERROR, PARSE_ADAPTER, u"Invalid parameters adapter = %lX cache = %lX\n",
+    LogPrint(LOG_ERROR, PARSE_ADAPTER, "Invalid parameters adapter = %lX cache = %lX\n",
              reinterpret_cast<UINTN>(element), reinterpret_cast<UINTN>(config));
     return logExit(PARSE_ADAPTER, EFI_INVALID_PARAMETER);
   }

@@ -68,7 +68,7 @@ EFI_STATUS finishLevelParams(OBJECT_READING &reading) {
 }
 
 EFI_STATUS readKeyId(const XML_NODE *element, RAID_CONFIG *config) {
-  LogPrint(LOG_TRACE, "parseAdapter", u"ParsingKeyid");
+  LogPrint(LOG_TRACE, "parseAdapter", "ParsingKeyid");
   releaseKeys(config->keyId, sizeof(RAID_KEY_RECORD));
   RAID_KEY_RECORD *key = poolNew<RAID_KEY_RECORD>();
   config->keyId = reinterpret_cast<CHAR8 *>(key);

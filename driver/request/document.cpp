@@ -31,7 +31,7 @@ static EFI_STATUS readRaidData(XML_NODE *raidData, RAID_CONFIG **configs, UINT32
     if (isNamed(child, "Method")) {
       // A method that cannot be read is left out; that memory was short must not stay unsaid.
       if (parseMethod(child, *slot) == EFI_OUT_OF_RESOURCES) {
-        LogPrint(LOG_ERROR, "ParseRAIDData", u"Out of memory, a method is left out");
+        LogPrint(LOG_ERROR, "ParseRAIDData", "Out of memory, a method is left out");
       }
       fresh = false; // the next adapter keeps the commands
     }
@@ -128,7 +128,7 @@ static EFI_STATUS readRoot(XML_NODE *root, RAID_CONFIG **configs, UINT32 *count)
   if (isNamed(root, "raidData")) {
     return ParseRAIDData(root, configs, count, 0, 0, 0);
   }
-  LogPrint(LOG_ERROR, PARSE_BLOB, u"DOC head is %a, I don't know how to parse this", loggableWord(root->Name));
+  LogPrint(LOG_ERROR, PARSE_BLOB, "DOC head is %a, I don't know how to parse this", loggableWord(root->Name));
   *count = 0;
   return EFI_INVALID_PARAMETER;
 }
@@ -171,12 +171,12 @@ static EFI_STATUS parseBlob(const CHAR8 *text, RAID_CONFIG **configs, UINT32 *co
   if (g_xmlProtocol == nullptr) {
     return EFI_NOT_FOUND;
   }
-  LogPrint(LOG_TRACE, PARSE_BLOB, u"About to Parse the XML blob...");
+  LogPrint(LOG_TRACE, PARSE_BLOB, "About to Parse the XML blob...");
   XML_NODE *root = nullptr;
   EFI_STATUS status = g_xmlProtocol->Parse(g_xmlProtocol, text, &root);
-  LogPrint(LOG_TRACE, PARSE_BLOB, u"Return from Parsing blob %r", status);
+  LogPrint(LOG_TRACE, PARSE_BLOB, "Return from Parsing blob %r", status);
   if (root == nullptr) {
-    LogPrint(LOG_ERROR, PARSE_BLOB, u"Parse doc failed to parse");
+    LogPrint(LOG_ERROR, PARSE_BLOB, "Parse doc failed to parse");
     *count = 0;
     return status;
   }

@@ -15,30 +15,26 @@ enum KEY_FIELD : UINT8 { KEY_FIELD_MODE, KEY_FIELD_ID, KEY_FIELD_PASSPHRASE };
 
 struct KEY_ROW {
   const CHAR8 *Element;
-  const CHAR16 *LogLine;
+  const CHAR8 *LogLine;
   KEY_FIELD Field;
   UINT8 Record;
-  const CHAR16 *Refusals[KEY_FORM_COUNT]; // why a form does not take the element; null where it does
+  const CHAR8 *Refusals[KEY_FORM_COUNT]; // why a form does not take the element; null where it does
 };
 
 static constexpr KEY_ROW g_keyRows[] = {
-    {"Mode", u"Parsing Mode", KEY_FIELD_MODE, 0, {}},
-    {"KeyID", u"Parsing KeyID", KEY_FIELD_ID, 0, {}},
-    {"Passphrase",
-     u"Parsing Passphrase",
-     KEY_FIELD_PASSPHRASE,
-     0,
-     {nullptr, u"Passphrase unexpected in rekey method!"}},
+    {"Mode", "Parsing Mode", KEY_FIELD_MODE, 0, {}},
+    {"KeyID", "Parsing KeyID", KEY_FIELD_ID, 0, {}},
+    {"Passphrase", "Parsing Passphrase", KEY_FIELD_PASSPHRASE, 0, {nullptr, "Passphrase unexpected in rekey method!"}},
     {"OldPassphrase",
-     u"Parsing OldPassphrase",
+     "Parsing OldPassphrase",
      KEY_FIELD_PASSPHRASE,
      1,
-     {u"OldPassphrase unexpected in key/lock method!", nullptr}},
+     {"OldPassphrase unexpected in key/lock method!", nullptr}},
     {"NewPassphrase",
-     u"Parsing NewPassphrase",
+     "Parsing NewPassphrase",
      KEY_FIELD_PASSPHRASE,
      0,
-     {u"NewPassphrase unexpected in key/lock method!", nullptr}},
+     {"NewPassphrase unexpected in key/lock method!", nullptr}},
 };
 
 static const KEY_ROW *keyRow(const XML_NODE *element) {
@@ -54,8 +50,8 @@ static EFI_STATUS readMode(const CHAR8 *text, KEY_FORM form, RAID_KEY_RECORD *ke
   UINT16 mode = static_cast<UINT16>(key->Mode | GetValueFromName(text, g_keyModeTable));
   if (mode == 0xFFFF) {
     LogPrint(LOG_TRACE, GET_KEY,
-             form == KEY_FORM_REKEY ? u"Parse Security Mode for rekey method fails"
-                                    : u"Parse Security Mode for key/lock method fails");
+             form == KEY_FORM_REKEY ? "Parse Security Mode for rekey method fails"
+                                    : "Parse Security Mode for key/lock method fails");
     return EFI_NOT_FOUND;
   }
   key->Mode = mode;
@@ -94,10 +90,10 @@ static EFI_STATUS readKeyField(const XML_NODE *element, const KEY_ROW &row, KEY_
 
 static EFI_STATUS readKey(const XML_NODE *element, KEY_FORM form, RAID_KEY_RECORD **keyOut) {
   if (element->FirstChild == nullptr) {
-    LogPrint(LOG_TRACE, GET_KEY, u"Not a key or rekey!");
+    LogPrint(LOG_TRACE, GET_KEY, "Not a key or rekey!");
     return EFI_INVALID_PARAMETER;
   }
-  LogPrint(LOG_TRACE, GET_KEY, form == KEY_FORM_REKEY ? u"ReKey" : u"Key");
+  LogPrint(LOG_TRACE, GET_KEY, form == KEY_FORM_REKEY ? "ReKey" : "Key");
   RAID_KEY_RECORD *keys = newCommandObject<RAID_KEY_RECORD>();
   if (keys == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -117,7 +113,7 @@ static EFI_STATUS readKey(const XML_NODE *element, KEY_FORM form, RAID_KEY_RECOR
 EFI_STATUS GetKeyFromXML(XML_NODE *element, RAID_KEY_RECORD **keyOut, RAID_KEY_RECORD **rekeyOut) {
   logEntered(GET_KEY);
   if (element == nullptr || (keyOut == nullptr && rekeyOut == nullptr)) {
-    LogPrint(LOG_TRACE, GET_KEY, u"Null Params!");
+    LogPrint(LOG_TRACE, GET_KEY, "Null Params!");
     return logExit(GET_KEY, EFI_INVALID_PARAMETER);
   }
   KEY_FORM form = rekeyOut != nullptr ? KEY_FORM_REKEY : KEY_FORM_SINGLE;

@@ -55,7 +55,7 @@ static EFI_STATUS buildVirtualDisk(XML_NODE *element, RAID_CMD_BLOCK *command) {
 }
 
 static EFI_STATUS buildKey(XML_NODE *element, RAID_CMD_BLOCK *command) {
-  LogPrint(LOG_TRACE, PARSE_METHOD, u"Found Key...");
+  LogPrint(LOG_TRACE, PARSE_METHOD, "Found Key...");
   RAID_KEY_RECORD *key = nullptr;
   bool rekey = command->Command == RAID_COMMAND_REKEY;
   EFI_STATUS status = GetKeyFromXML(element, rekey ? nullptr : &key, rekey ? &key : nullptr);
@@ -105,7 +105,7 @@ static EFI_STATUS readObjectId(XML_NODE *element, RAID_CMD_BLOCK *command) {
 
 static EFI_STATUS readMethodObject(XML_NODE *element, RAID_CMD_BLOCK *command) {
   if (element->FirstChild == nullptr) {
-    LogPrint(LOG_TRACE, PARSE_METHOD, u"Invalid object parameter format!");
+    LogPrint(LOG_TRACE, PARSE_METHOD, "Invalid object parameter format!");
     return EFI_INVALID_PARAMETER;
   }
   BUILD_PART build = objectBuilder(element->FirstChild);
@@ -119,14 +119,14 @@ static EFI_STATUS readMethodObject(XML_NODE *element, RAID_CMD_BLOCK *command) {
 
 struct METHOD_ROW {
   const CHAR8 *Element;
-  const CHAR16 *LogLine;
+  const CHAR8 *LogLine;
   BUILD_PART Build;
 };
 
 static constexpr METHOD_ROW g_childRows[] = {
-    {"ObjectType", u"Found Object Type...", readObjectType},
-    {"OID", u"Found OID...", readObjectId},
-    {"Object", u"Found Object...", readMethodObject},
+    {"ObjectType", "Found Object Type...", readObjectType},
+    {"OID", "Found OID...", readObjectId},
+    {"Object", "Found Object...", readMethodObject},
 };
 
 static const METHOD_ROW *methodRow(const XML_NODE *element) {
@@ -140,31 +140,31 @@ static const METHOD_ROW *methodRow(const XML_NODE *element) {
 
 // Takes the first "name" attribute that names a command; others are passed over.
 static bool findCommand(const XML_NODE *method, RAID_CMD_BLOCK *command) {
-  LogPrint(LOG_TRACE, PARSE_METHOD, u"Searching Attributes...");
+  LogPrint(LOG_TRACE, PARSE_METHOD, "Searching Attributes...");
   for (const XML_ATTRIBUTE *attribute = method->Attributes; attribute != nullptr; attribute = attribute->Next) {
     if (attribute->Name == nullptr || !textEqual(attribute->Name, "name")) {
       continue;
     }
-    LogPrint(LOG_TRACE, PARSE_METHOD, u"Found method name, it is %a", loggableWord(attribute->Value));
+    LogPrint(LOG_TRACE, PARSE_METHOD, "Found method name, it is %a", loggableWord(attribute->Value));
     UINT64 value = GetValueFromName(attribute->Value, g_commandTable);
     if (value != VALUE_NOT_FOUND) {
       command->Command = static_cast<UINT32>(value);
       return true;
     }
   }
-  LogPrint(LOG_TRACE, PARSE_METHOD, u"Couldn't located method name!");
+  LogPrint(LOG_TRACE, PARSE_METHOD, "Couldn't located method name!");
   return false;
 }
 
 static EFI_STATUS readMethod(const XML_NODE *method, RAID_CMD_BLOCK *command) {
   if (method->Attributes == nullptr) {
-    LogPrint(LOG_TRACE, PARSE_METHOD, u"No attributes on method!");
+    LogPrint(LOG_TRACE, PARSE_METHOD, "No attributes on method!");
     return EFI_INVALID_PARAMETER;
   }
   if (!findCommand(method, command)) {
     return EFI_INVALID_PARAMETER;
   }
-  LogPrint(LOG_TRACE, PARSE_METHOD, u"Searching Children...");
+  LogPrint(LOG_TRACE, PARSE_METHOD, "Searching Children...");
   for (XML_NODE *child = method->FirstChild; child != nullptr; child = child->NextSibling) {
     const METHOD_ROW *row = methodRow(child);
     if (row == nullptr) {
@@ -180,17 +180,17 @@ static EFI_STATUS readMethod(const XML_NODE *method, RAID_CMD_BLOCK *command) {
 }
 
 static EFI_STATUS appendCommand(const RAID_CMD_BLOCK *command, RAID_CONFIG *config) {
-  LogPrint(LOG_TRACE, PARSE_METHOD, u"Done Parsing Command, adding to list...");
+  LogPrint(LOG_TRACE, PARSE_METHOD, "Done Parsing Command, adding to list...");
   if (!growArray(config->commands, config->commandCount)) {
     return EFI_OUT_OF_RESOURCES;
   }
   config->commands[config->commandCount++] = *command;
-  LogPrint(LOG_TRACE, PARSE_METHOD, u"Command Count is now %d", config->commandCount);
-  if (g_debugLog == nullptr || g_debugLog->GetLevel() > static_cast<INT32>(LOG_TRACE)) {
+  LogPrint(LOG_TRACE, PARSE_METHOD, "Command Count is now %d", config->commandCount);
+  if (!isLogging() || g_debugLog->GetLevel() > static_cast<INT32>(LOG_TRACE)) {
     return EFI_SUCCESS;
   }
   for (UINT32 i = 0; i < config->commandCount; ++i) {
-    LogPrint(LOG_TRACE, PARSE_METHOD, u"Command[%d] is %x", i, config->commands[i].Command);
+    LogPrint(LOG_TRACE, PARSE_METHOD, "Command[%d] is %x", i, config->commands[i].Command);
   }
   return EFI_SUCCESS;
 }
@@ -198,7 +198,7 @@ static EFI_STATUS appendCommand(const RAID_CMD_BLOCK *command, RAID_CONFIG *conf
 EFI_STATUS parseMethod(XML_NODE *method, RAID_CONFIG *config) {
   logEntered(PARSE_METHOD);
   if (method == nullptr || config == nullptr) {
-    LogPrint(LOG_TRACE, PARSE_METHOD, u"Null Params!");
+    LogPrint(LOG_TRACE, PARSE_METHOD, "Null Params!");
     return logExit(PARSE_METHOD, EFI_INVALID_PARAMETER);
   }
   RAID_CMD_BLOCK command = {};

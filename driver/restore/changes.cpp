@@ -33,7 +33,7 @@ EFI_STATUS _ChangeAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, RES
   block.ObjectData = restoreCfg->adapter;
   EFI_STATUS status = sendLogged(mgmt, &block, "ChangeAdapter", log);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, "_ChangeAdapter", u"Changes Adapter returned error %r", status);
+    LogPrint(LOG_ERROR, "_ChangeAdapter", "Changes Adapter returned error %r", status);
   } else {
     status = EFI_SUCCESS;
   }
@@ -52,7 +52,7 @@ static void logNotCreated(const CREATION &run, EFI_STATUS why, RAID_VD_RECORD *d
 
 // The index of the first saved disk with the id; the number of saved disks without one.
 static UINT32 findPdInRestore(const CREATION &run, UINT32 objectId) {
-  LogPrint(LOG_TRACE, "_findPdInRestore", u"Inside _findPdInRestore");
+  LogPrint(LOG_TRACE, "_findPdInRestore", "Inside _findPdInRestore");
   return firstWithId(run.SavedDisks, objectId);
 }
 
@@ -63,7 +63,7 @@ static EFI_STATUS translateMembers(const CREATION &run, const UINT32 *members, U
   for (UINT32 j = 0; j < count && run.PdMap != nullptr; ++j) {
     UINT32 index = findPdInRestore(run, members[j]);
     if (index == run.SavedDisks.Count) {
-      LogPrint(LOG_ERROR, "_CreateOrChangeVDs", u"Could not find VD pd in restore PD array");
+      LogPrint(LOG_ERROR, "_CreateOrChangeVDs", "Could not find VD pd in restore PD array");
       return EFI_INVALID_PARAMETER;
     }
     if (run.PdMap[index] == 0) {
@@ -83,7 +83,7 @@ static bool createVD(const CREATION &run, RAID_VD_RECORD *disk, UINT32 *ids, UIN
   block.ObjectData = disk;
   EFI_STATUS status = sendLogged(run.Mgmt, &block, "CreateVD", run.Log);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_WARN, "_CreateVD", u"Changes VDs returned error %r", status);
+    LogPrint(LOG_WARN, "_CreateVD", "Changes VDs returned error %r", status);
   }
   return !EFI_ERROR(status);
 }
@@ -99,7 +99,7 @@ static EFI_STATUS createOnMembers(const CREATION &run, RAID_VD_RECORD *disk, UIN
   if (complete) {
     *created = createVD(run, disk, ids, count);
   } else {
-    LogPrint(LOG_ERROR, "_CreateOrChangeVDs", u"Not enough PDs to create VD");
+    LogPrint(LOG_ERROR, "_CreateOrChangeVDs", "Not enough PDs to create VD");
     logNotCreated(run, EFI_OUT_OF_RESOURCES, disk, ids, count);
   }
   return EFI_SUCCESS;
@@ -111,7 +111,7 @@ static EFI_STATUS restoreVD(const CREATION &run, RAID_VD_RECORD *disk) {
   EFI_STATUS status = EFI_SUCCESS;
   if ((disk->Attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0 &&
       (run.CurrentAdapter->Attributes & RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE) == 0) {
-    LogPrint(LOG_ERROR, "_CreateOrChangeVDs", u"Cannot create cachecade VD as controller is not cachecade capable");
+    LogPrint(LOG_ERROR, "_CreateOrChangeVDs", "Cannot create cachecade VD as controller is not cachecade capable");
     logNotCreated(run, EFI_UNSUPPORTED, disk, /* ids= */ nullptr, /* idCount= */ 0);
   } else {
     UINT32 count = disk->PDs == nullptr ? 0 : disk->PDCount;
@@ -119,7 +119,7 @@ static EFI_STATUS restoreVD(const CREATION &run, RAID_VD_RECORD *disk) {
     if (count != 0) {
       ids = poolNew<UINT32>(count);
       if (ids == nullptr) {
-        LogPrint(LOG_ERROR, "_CreateOrChangeVDs", u"Out of memory for pdOids");
+        LogPrint(LOG_ERROR, "_CreateOrChangeVDs", "Out of memory for pdOids");
         return EFI_OUT_OF_RESOURCES;
       }
     }
@@ -127,7 +127,7 @@ static EFI_STATUS restoreVD(const CREATION &run, RAID_VD_RECORD *disk) {
     poolFree(ids);
   }
   if (!EFI_ERROR(status) && !created) {
-    LogPrint(LOG_TRACE, "_CreateOrChangeVDs", u"VD creation failed");
+    LogPrint(LOG_TRACE, "_CreateOrChangeVDs", "VD creation failed");
   }
   return status;
 }
@@ -136,7 +136,7 @@ static EFI_STATUS restoreVDs(CREATION &run, UINT32 runModeFlag) {
   if (run.Saved->logicalDiskCount == 0) {
     return EFI_SUCCESS;
   }
-  LogPrint(LOG_TRACE, "_CreateOrChangeVDs", u"restoreCfg->logicalDiskCount %x", run.Saved->logicalDiskCount);
+  LogPrint(LOG_TRACE, "_CreateOrChangeVDs", "restoreCfg->logicalDiskCount %x", run.Saved->logicalDiskCount);
   if ((runModeFlag & RUN_MODE_PRESERVE_VD) != 0) {
     return EFI_SUCCESS;
   }
@@ -171,9 +171,9 @@ static EFI_STATUS changeHotSpares(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, 
     if (!EFI_ERROR(status)) {
       continue;
     }
-    LogPrint(LOG_ERROR, "_ChangePDs", u"Changes PDs  returned error %r", status);
+    LogPrint(LOG_ERROR, "_ChangePDs", "Changes PDs  returned error %r", status);
     if ((runModeFlag & RUN_MODE_STOP_ON_ERROR) != 0) {
-      LogPrint(LOG_TRACE, "_ChangePDs", u"Stopping further processing as StopOnError is true");
+      LogPrint(LOG_TRACE, "_ChangePDs", "Stopping further processing as StopOnError is true");
       return status;
     }
   }

@@ -8,17 +8,16 @@
 struct ADAPTER_COMMAND {
   const CHAR8 *Function;
   UINT32 Command;
-  const CHAR16 *Done;
-  const CHAR16 *Failed;
+  const CHAR8 *Done;
+  const CHAR8 *Failed;
 };
 
-static constexpr ADAPTER_COMMAND g_resetConfig = {"_ResetConfig", RAID_COMMAND_DELETE, u"Successfully reset config",
-                                                  u"Could not reset config, status %r"};
-static constexpr ADAPTER_COMMAND g_clearForeign = {"_ClearForeign", RAID_COMMAND_CLEAR,
-                                                   u"Successfully cleared foreign config",
-                                                   u"Could not foreign config, status %r"};
-static constexpr ADAPTER_COMMAND g_deleteKey = {"_DeleteKey", RAID_COMMAND_SECURE_ERASE, u"Successfully deleted key",
-                                                u"Could not delete key, status %r"};
+static constexpr ADAPTER_COMMAND g_resetConfig = {"_ResetConfig", RAID_COMMAND_DELETE, "Successfully reset config",
+                                                  "Could not reset config, status %r"};
+static constexpr ADAPTER_COMMAND g_clearForeign = {
+    "_ClearForeign", RAID_COMMAND_CLEAR, "Successfully cleared foreign config", "Could not foreign config, status %r"};
+static constexpr ADAPTER_COMMAND g_deleteKey = {"_DeleteKey", RAID_COMMAND_SECURE_ERASE, "Successfully deleted key",
+                                                "Could not delete key, status %r"};
 
 static EFI_STATUS runAdapterCommand(RAID_MGMT_PROTOCOL *mgmt, const ADAPTER_COMMAND &command) {
   logEntered(command.Function);
@@ -50,7 +49,7 @@ EFI_STATUS _GetObject(RAID_MGMT_PROTOCOL *mgmt, UINT32 objectType, void **data, 
   RAID_CMD_BLOCK block = makeCommand(RAID_COMMAND_GET, objectType);
   RAID_CMD_RESULT result;
   EFI_STATUS status = executeCommand(mgmt, &block, &result);
-  LogPrint(LOG_TRACE, "_GetObject", u"_GetObject objtype = %x status %r", objectType, status);
+  LogPrint(LOG_TRACE, "_GetObject", "_GetObject objtype = %x status %r", objectType, status);
   _RestoreLogAddProgressNode("GetLive", status, &block, log);
   if (!EFI_ERROR(status)) {
     if (result.Data == nullptr || result.DataSize == 0) {

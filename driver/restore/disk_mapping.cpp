@@ -40,8 +40,8 @@ static DISK_CHOICE choiceFor(const RAID_PD_RECORD &saved) {
 // Logs the foreign disks that the search for a disk's place comes by: those up to number. foreign lists them all, and
 // ends with one behind all disks.
 static void logForeign(const UINT32 *foreign, UINT32 number) {
-  for (; g_debugLog != nullptr && *foreign <= number; ++foreign) {
-    LogPrint(LOG_TRACE, MAP_DISKS, u"Foreign Disk detected");
+  for (; isLogging() && *foreign <= number; ++foreign) {
+    LogPrint(LOG_TRACE, MAP_DISKS, "Foreign Disk detected");
   }
 }
 
@@ -55,7 +55,7 @@ static void mapInPlace(const MAPPING &run, const DISK_FINDER &finder, const UINT
     logForeign(foreign, number);
     run.Map[i] = isFound ? run.Current[number].ObjectID + 1 : 0;
     if (run.Map[i] != 0) {
-      LogPrint(LOG_TRACE, MAP_DISKS, u" 1: pdMap [ %x ] =  %x", i, run.Map[i]);
+      LogPrint(LOG_TRACE, MAP_DISKS, " 1: pdMap [ %x ] =  %x", i, run.Map[i]);
     }
   }
 }
@@ -81,7 +81,7 @@ static void takeEntry(const TAKEN_DISKS &taken, UINT32 entry) {
 // The map entry of the first suitable disk anywhere that no entry holds, or 0. Every free disk that is suitable but for
 // encryption is logged on the way there; without a log nobody asks for them.
 static UINT32 findAnywhere(const RAID_PD_RECORD &saved, DISK_FINDER *finder, const TAKEN_DISKS &taken) {
-  DISK_CHOICE choice = g_debugLog != nullptr ? DISK_ANY : choiceFor(saved);
+  DISK_CHOICE choice = isLogging() ? DISK_ANY : choiceFor(saved);
   UINT32 place = groupOf(*finder, saved);
   while ((place = findLargeEnough(*finder, saved, choice, place)) < finder->Count) {
     const RAID_PD_RECORD &current = finder->Disks[finder->Order[place].Number];
@@ -89,9 +89,9 @@ static UINT32 findAnywhere(const RAID_PD_RECORD &saved, DISK_FINDER *finder, con
       removeDisk(finder, place);
       continue;
     }
-    LogPrint(LOG_TRACE, MAP_DISKS, u" 2 restore pd secureState = %x, driveattributes = %x ", UINT32{saved.SecureState},
+    LogPrint(LOG_TRACE, MAP_DISKS, " 2 restore pd secureState = %x, driveattributes = %x ", UINT32{saved.SecureState},
              UINT32{saved.Attributes});
-    LogPrint(LOG_TRACE, MAP_DISKS, u"  2 current pd secureState = %x, driveattributes = %x ",
+    LogPrint(LOG_TRACE, MAP_DISKS, "  2 current pd secureState = %x, driveattributes = %x ",
              UINT32{current.SecureState}, UINT32{current.Attributes});
     if (diskFit(saved, current) == DISK_FITS) {
       return current.ObjectID + 1;
@@ -114,7 +114,7 @@ static void mapElsewhere(const MAPPING &run, DISK_FINDER *finder, const TAKEN_DI
     run.Map[i] = findAnywhere(run.Saved->physicalDisks[i], finder, taken);
     if (run.Map[i] != 0) {
       takeEntry(taken, run.Map[i]);
-      LogPrint(LOG_TRACE, MAP_DISKS, u" 2: pdMap [ %x ] =  %x", i, run.Map[i]);
+      LogPrint(LOG_TRACE, MAP_DISKS, " 2: pdMap [ %x ] =  %x", i, run.Map[i]);
     }
   }
 }
@@ -183,22 +183,22 @@ static bool sameKind(const RAID_PCI_IDENTITY &a, const RAID_PCI_IDENTITY &b) {
 static EFI_STATUS validate(const RAID_ADAPTER_RECORD *currentAdapter, const RAID_PD_RECORD *currentDisks,
                            UINT32 currentCount, const RAID_CONFIG *restoreCfg, UINT32 **pdMap) {
   if (!sameKind(currentAdapter->PCIID, restoreCfg->adapter->PCIID)) {
-    LogPrint(LOG_ERROR, "_ValidateRestore", u"PCI information does not match");
+    LogPrint(LOG_ERROR, "_ValidateRestore", "PCI information does not match");
     return EFI_UNSUPPORTED;
   }
-  LogPrint(LOG_TRACE, "_ValidateRestore", u"curPdCount = %x, restorePdCount = %x , restoreVdCount = %x", currentCount,
+  LogPrint(LOG_TRACE, "_ValidateRestore", "curPdCount = %x, restorePdCount = %x , restoreVdCount = %x", currentCount,
            restoreCfg->physicalDiskCount, restoreCfg->logicalDiskCount);
   if (currentDisks == nullptr || restoreCfg->physicalDiskCount == 0) {
     return EFI_SUCCESS;
   }
   *pdMap = poolNew<UINT32>(restoreCfg->physicalDiskCount);
   if (*pdMap == nullptr) {
-    LogPrint(LOG_ERROR, "_ValidateRestore", u"Out of memoryfor pdMap");
+    LogPrint(LOG_ERROR, "_ValidateRestore", "Out of memoryfor pdMap");
     return EFI_OUT_OF_RESOURCES;
   }
   EFI_STATUS status = _MapPDsRestoreToCurrent(currentDisks, currentCount, restoreCfg, *pdMap);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, "_ValidateRestore", u"Out of memoryfor pdMap");
+    LogPrint(LOG_ERROR, "_ValidateRestore", "Out of memoryfor pdMap");
   }
   return status;
 }

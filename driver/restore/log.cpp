@@ -40,38 +40,30 @@ static const CHAR8 *flagText(UINT32 runModeFlag, UINT32 flag) {
 
 XML_NODE *addLogElement(LOG_BUILDER &builder, XML_NODE *child) {
   if (child == nullptr) {
-    LogPrint(LOG_TRACE, builder.Function, u"Failed to create XML Node");
+    LogPrint(LOG_TRACE, builder.Function, "Failed to create XML Node");
   } else {
     builder.Last = AppendXMLChildAfter(builder.Parent, builder.Last, child);
   }
   return child;
 }
 
-void formatLogHex(CHAR8 *buffer, UINT64 value) {
-  unsigned digits = 1;
-  while (digits < 16 && (value >> (4 * digits)) != 0) {
-    ++digits;
-  }
-  formatHex(buffer, value, digits);
-}
-
 void _RestoreLogInit(UINT32 runModeFlag, RESTORE_LOG *log) {
   static constexpr const CHAR8 *function = "_RestoreLogInit";
-  LogPrint(LOG_TRACE, function, u"_RestoreLogInit, runMode=%d ", runModeFlag);
+  LogPrint(LOG_TRACE, function, "_RestoreLogInit, runMode=%d ", runModeFlag);
   if (log == nullptr) {
-    LogPrint(LOG_TRACE, function, u"rootNode is NULL ");
+    LogPrint(LOG_TRACE, function, "rootNode is NULL ");
     return;
   }
   FreeXMLNode(log->Root);
   *log = {};
   getXMLProto();
   if (g_xmlProtocol == nullptr) {
-    LogPrint(LOG_TRACE, function, u"Error in getXMLProto");
+    LogPrint(LOG_TRACE, function, "Error in getXMLProto");
     return;
   }
   log->Root = CreateXMLNode("RaidRestore");
   if (log->Root == nullptr) {
-    LogPrint(LOG_TRACE, function, u"Failed to create XML Node");
+    LogPrint(LOG_TRACE, function, "Failed to create XML Node");
     return;
   }
   LOG_BUILDER root = {function, log->Root, nullptr};
@@ -95,26 +87,26 @@ static const CHAR8 *operationName(const RAID_CMD_BLOCK *block, CHAR8 *buffer) {
     }
   }
   copyBytes(buffer, generic, sizeof generic);
-  formatLogHex(buffer + sizeof generic - 1, command);
+  formatShortHex(buffer + sizeof generic - 1, command);
   return buffer;
 }
 
 void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID_CMD_BLOCK *block, RESTORE_LOG *log) {
   static constexpr const CHAR8 *function = "_RestoreLogAddProgressNode";
   if (log == nullptr || log->Root == nullptr) {
-    LogPrint(LOG_TRACE, function, u"rootNode not initialized ");
+    LogPrint(LOG_TRACE, function, "rootNode not initialized ");
     return;
   }
   LOG_BUILDER operation = {function, CreateXMLNode("Operation"), nullptr};
   if (operation.Parent == nullptr) {
-    LogPrint(LOG_TRACE, function, u"Failed to create XML Node");
+    LogPrint(LOG_TRACE, function, "Failed to create XML Node");
     return;
   }
   CHAR8 buffer[LOG_TEXT_SIZE];
   if (name == nullptr) {
     name = operationName(block, buffer);
   }
-  LogPrint(LOG_TRACE, function, u"AddProgressNode, operation = %a, errCode=%d ", name, static_cast<UINT32>(status));
+  LogPrint(LOG_TRACE, function, "AddProgressNode, operation = %a, errCode=%d ", name, static_cast<UINT32>(status));
   AddXMLAttribute("name", name, operation.Parent);
   log->Last = AppendXMLChildAfter(log->Root, log->Last, operation.Parent);
 
@@ -123,7 +115,7 @@ void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID
     return;
   }
   CHAR8 code[LOG_TEXT_SIZE];
-  formatLogHex(code, status & ~EFI_ERROR_BIT);
+  formatShortHex(code, status & ~EFI_ERROR_BIT);
   if (addLogElement(operation, CreateXMLTextNode("ErrorCode", code)) == nullptr) {
     return;
   }
@@ -133,7 +125,7 @@ void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID
   }
   _RestoreLogCreateDetailNode(block, &detail->FirstChild);
   if (detail->FirstChild == nullptr) {
-    LogPrint(LOG_TRACE, function, u"Failed to create detail XML Node");
+    LogPrint(LOG_TRACE, function, "Failed to create detail XML Node");
   }
 }
 
@@ -146,9 +138,9 @@ void PrintRestoreLog(const CHAR8 *text) {
   for (; left >= PRINT_PIECE; left -= PRINT_PIECE, text += PRINT_PIECE) {
     copyBytes(piece, text, PRINT_PIECE);
     piece[PRINT_PIECE] = 0;
-    LogPrint(LOG_TRACE, "PrintRestoreLog", u"%a", piece);
+    LogPrint(LOG_TRACE, "PrintRestoreLog", "%a", piece);
   }
-  LogPrint(LOG_TRACE, "PrintRestoreLog", u"%a", text);
+  LogPrint(LOG_TRACE, "PrintRestoreLog", "%a", text);
 }
 
 static bool startsWith(const CHAR8 *text, const CHAR8 *start) {
@@ -174,10 +166,10 @@ static const CHAR8 *rootOf(const CHAR8 *text, const CHAR8 *name) {
 static void handOver(RAID_XYL_BUFFER *output, const CHAR8 *log, UINT8 kind) {
   CHAR8 *copy = textDuplicate(log);
   if (copy == nullptr) {
-    LogPrint(LOG_TRACE, "updateResultLog", u"Error allocating memory for log data");
+    LogPrint(LOG_TRACE, "updateResultLog", "Error allocating memory for log data");
     return;
   }
-  LogPrint(LOG_TRACE, "updateResultLog", u"***** Returning Restore Log in new DataBuffer : *****");
+  LogPrint(LOG_TRACE, "updateResultLog", "***** Returning Restore Log in new DataBuffer : *****");
   RAID_XYL_BUFFER *receiver = kind == LOG_KIND_RESTORE ? output : static_cast<RAID_XYL_BUFFER *>(output->Data);
   receiver->Data = copy;
   receiver->Size = static_cast<UINT32>(textLength(copy) + 1);

@@ -45,7 +45,7 @@ static constexpr VALUE_NAME_TABLE g_logObjectTable[] = {
 // A new element, logged when there is none.
 static XML_NODE *newElement(const CHAR8 *function, XML_NODE *element) {
   if (element == nullptr) {
-    LogPrint(LOG_TRACE, function, u"Failed to create XML Node");
+    LogPrint(LOG_TRACE, function, "Failed to create XML Node");
   }
   return element;
 }
@@ -56,7 +56,7 @@ static bool addText(LOG_BUILDER &builder, const CHAR8 *element, const CHAR8 *tex
 
 static bool addHex(LOG_BUILDER &builder, const CHAR8 *element, UINT64 value) {
   CHAR8 text[LOG_TEXT_SIZE];
-  formatLogHex(text, value);
+  formatShortHex(text, value);
   return addText(builder, element, text);
 }
 
@@ -284,9 +284,9 @@ static XML_NODE *createDetail(const CHAR8 *function, const RAID_CMD_BLOCK *block
 
 void _RestoreLogCreateDetailNode(const RAID_CMD_BLOCK *block, XML_NODE **detail) {
   static constexpr const CHAR8 *function = "_RestoreLogCreateDetailNode";
-  LogPrint(LOG_TRACE, function, u"_CreateDetailNode, objType %d", block->ObjectType);
+  LogPrint(LOG_TRACE, function, "_CreateDetailNode, objType %d", block->ObjectType);
   if (detail == nullptr) {
-    LogPrint(LOG_TRACE, function, u"Cannot create detail node, detailNode is NULL ");
+    LogPrint(LOG_TRACE, function, "Cannot create detail node, detailNode is NULL ");
     return;
   }
   *detail = createDetail(function, block);

@@ -40,7 +40,7 @@ static bool applyText(const XML_NODE *element, const RUN_MODE_TEXT (&texts)[coun
 template <UINTN count>
 static EFI_STATUS applyPlain(const XML_NODE *element, const RUN_MODE_TEXT (&texts)[count], UINT32 *flags) {
   if (!applyText(element, texts, flags)) {
-    LogPrint(LOG_ERROR, "parseRunTimeXML", u"Node content is invalid: %a", element->Content);
+    LogPrint(LOG_ERROR, "parseRunTimeXML", "Node content is invalid: %a", element->Content);
     return EFI_INVALID_PARAMETER;
   }
   return EFI_SUCCESS;
@@ -58,31 +58,31 @@ static EFI_STATUS applyStopOnError(const XML_NODE *element, UINT32 *flags) {
 static EFI_STATUS applyRaid(const XML_NODE *element, UINT32 *flags) {
   const XML_NODE *option = element->FirstChild;
   if (option == nullptr) {
-    LogPrint(LOG_TRACE, "parseRunTimeXML", u"No children for PreserveVDConfig");
+    LogPrint(LOG_TRACE, "parseRunTimeXML", "No children for PreserveVDConfig");
     return EFI_INVALID_PARAMETER;
   }
   if (!applyText(option, g_preserveTexts, flags)) {
-    LogPrint(LOG_ERROR, "parseRunTimeXML", u"PreserveVDConfig Node content is invalid: %a", option->Content);
+    LogPrint(LOG_ERROR, "parseRunTimeXML", "PreserveVDConfig Node content is invalid: %a", option->Content);
     return EFI_INVALID_PARAMETER;
   }
   bool preserved = textEqual(option->Content, "True");
   LogPrint(LOG_TRACE, "parseRunTimeXML",
-           preserved ? u"PreserveVDConfig:TRUE:*Mode %x" : u"PreserveVDConfig:FALSE:*Mode %x", *flags);
+           preserved ? "PreserveVDConfig:TRUE:*Mode %x" : "PreserveVDConfig:FALSE:*Mode %x", *flags);
   return EFI_SUCCESS;
 }
 
 struct RUN_MODE_ELEMENT {
   const CHAR8 *Name;
   EFI_STATUS (*Apply)(const XML_NODE *element, UINT32 *flags);
-  const CHAR16 *Before;
-  const CHAR16 *After;
+  const CHAR8 *Before;
+  const CHAR8 *After;
 };
 
 static constexpr RUN_MODE_ELEMENT g_runModeElements[] = {
-    {"Mode", applyMode, u"<Mode>:Before parseRunModeData %x", u"<Mode>:After parseRunModeData = %x"},
-    {"StopOnError", applyStopOnError, u"<StopOnError>:Before parseRunModeData %x",
-     u"<StopOnError>:After parseRunModeData = %x"},
-    {"Raid", applyRaid, u"<Raid>:Before parseRunModeData %x", u"<Raid>:After parseRunModeData %x"},
+    {"Mode", applyMode, "<Mode>:Before parseRunModeData %x", "<Mode>:After parseRunModeData = %x"},
+    {"StopOnError", applyStopOnError, "<StopOnError>:Before parseRunModeData %x",
+     "<StopOnError>:After parseRunModeData = %x"},
+    {"Raid", applyRaid, "<Raid>:Before parseRunModeData %x", "<Raid>:After parseRunModeData %x"},
 };
 
 // Elements with other names are passed over.
@@ -104,11 +104,11 @@ static EFI_STATUS applyElement(const XML_NODE *element, UINT32 *flags) {
 static EFI_STATUS applyDocument(const XML_NODE *root, UINT32 *flags) {
   *flags |= RUN_MODE_PRESERVE_VD;
   if (!textEqual(root->Name, "RunMode")) {
-    LogPrint(LOG_ERROR, "parseRunTimeXML", u"DOC head is %a, I don't know how to parse this", loggableWord(root->Name));
+    LogPrint(LOG_ERROR, "parseRunTimeXML", "DOC head is %a, I don't know how to parse this", loggableWord(root->Name));
     return EFI_INVALID_PARAMETER;
   }
   if (root->FirstChild == nullptr) {
-    LogPrint(LOG_WARN, "parseRunTimeXML", u"No children, this is not valid");
+    LogPrint(LOG_WARN, "parseRunTimeXML", "No children, this is not valid");
     return EFI_INVALID_PARAMETER;
   }
   for (const XML_NODE *element = root->FirstChild; element != nullptr; element = element->NextSibling) {
@@ -121,28 +121,28 @@ static EFI_STATUS applyDocument(const XML_NODE *root, UINT32 *flags) {
 }
 
 static EFI_STATUS parseRunTime(const CHAR8 *text, UINT32 *flags) {
-  LogPrint(LOG_TRACE, "parseRunTimeXML", u"Parsing RunTime XML");
+  LogPrint(LOG_TRACE, "parseRunTimeXML", "Parsing RunTime XML");
   getXMLProto();
   if (g_xmlProtocol == nullptr) {
     return EFI_NOT_FOUND;
   }
   XML_NODE *root = nullptr;
-  LogPrint(LOG_TRACE, "parseRunTimeXML", u"Parse XML Start...");
+  LogPrint(LOG_TRACE, "parseRunTimeXML", "Parse XML Start...");
   EFI_STATUS parsed = g_xmlProtocol->Parse(g_xmlProtocol, text, &root);
-  LogPrint(LOG_TRACE, "parseRunTimeXML", u"Return from Parsing %r", parsed);
+  LogPrint(LOG_TRACE, "parseRunTimeXML", "Return from Parsing %r", parsed);
   if (root == nullptr) {
-    LogPrint(LOG_ERROR, "parseRunTimeXML", u"Parse doc failed to parse");
+    LogPrint(LOG_ERROR, "parseRunTimeXML", "Parse doc failed to parse");
     return parsed;
   }
   EFI_STATUS status = parsed;
   if (EFI_ERROR(parsed)) {
-    LogPrint(LOG_WARN, "parseRunTimeXML", u"Parse XML returned error %r", parsed);
+    LogPrint(LOG_WARN, "parseRunTimeXML", "Parse XML returned error %r", parsed);
   } else {
-    LogPrint(LOG_TRACE, "parseRunTimeXML", u"Parse XML Complete");
+    LogPrint(LOG_TRACE, "parseRunTimeXML", "Parse XML Complete");
     status = applyDocument(root, flags);
   }
   if (!EFI_ERROR(status)) {
-    LogPrint(LOG_TRACE, "parseRunTimeXML", u"Valid Status = %r", parsed);
+    LogPrint(LOG_TRACE, "parseRunTimeXML", "Valid Status = %r", parsed);
   }
   FreeXMLNode(root);
   return status;

@@ -18,18 +18,18 @@ struct RESTORE {
 
 // A step of clearing the controller before its configuration is built anew.
 struct CLEARING_STEP {
-  const CHAR16 *Announcement; // or null
+  const CHAR8 *Announcement; // or null
   EFI_STATUS (*Run)(RAID_MGMT_PROTOCOL *mgmt);
   const CHAR8 *Name;
   UINT32 NeededAttribute; // of the current adapter; 0: none
   EFI_STATUS Harmless;    // a failure that counts as success
-  const CHAR16 *Failed;
+  const CHAR8 *Failed;
 };
 
 static constexpr CLEARING_STEP g_clearingSteps[] = {
-    {u"reset config", _ResetConfig, "ResetConfig", 0, EFI_SUCCESS, u"ResetConfig failed "},
-    {nullptr, _ClearForeign, "ClearForeignConfig", 0, EFI_NOT_FOUND, u"ClearForeign failed "},
-    {nullptr, _DeleteKey, "RemoveCtrlKey", RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY, EFI_SUCCESS, u"Delete Key failed"},
+    {"reset config", _ResetConfig, "ResetConfig", 0, EFI_SUCCESS, "ResetConfig failed "},
+    {nullptr, _ClearForeign, "ClearForeignConfig", 0, EFI_NOT_FOUND, "ClearForeign failed "},
+    {nullptr, _DeleteKey, "RemoveCtrlKey", RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY, EFI_SUCCESS, "Delete Key failed"},
 };
 
 static UINT32 rateValue(const RAID_RATE &rate) {
@@ -63,13 +63,13 @@ bool rateDiffers(const RAID_RATE &rate, const RAID_ADAPTER_RECORD *saved) {
 
 bool adapterSettingsDiffer(const RAID_ADAPTER_RECORD *current, const RAID_ADAPTER_RECORD *saved) {
   if (modesDiffer(current, saved)) {
-    LogPrint(LOG_TRACE, "RaidRestore", u"Attributes did not match !!!");
+    LogPrint(LOG_TRACE, "RaidRestore", "Attributes did not match !!!");
     return true;
   }
   for (UINT32 i = 0; i < RAID_RATE_COUNT; ++i) {
     RAID_RATE rate = current->Rates[i];
-    LogPrint(LOG_TRACE, "RaidRestore", u"Rate[%u].Name   = %S", i, rate.Name);
-    LogPrint(LOG_TRACE, "RaidRestore", u"Rate[%u].Value  = %d\n", i, rateValue(rate));
+    LogPrint(LOG_TRACE, "RaidRestore", "Rate[%u].Name   = %S", i, rate.Name);
+    LogPrint(LOG_TRACE, "RaidRestore", "Rate[%u].Value  = %d\n", i, rateValue(rate));
     if (rate.Name != nullptr && rateDiffers(rate, saved)) {
       return true;
     }
@@ -109,11 +109,11 @@ static EFI_STATUS getCurrentConfig(RESTORE *run) {
   logEntered("_GetCurrentConfig");
   EFI_STATUS status = readAdapter(run);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, "_GetCurrentConfig", u"Could not get current adapter info");
+    LogPrint(LOG_ERROR, "_GetCurrentConfig", "Could not get current adapter info");
   } else {
     status = readDisks(run);
     if (EFI_ERROR(status)) {
-      LogPrint(LOG_TRACE, "_GetCurrentConfig", u"Could not get current PD info");
+      LogPrint(LOG_TRACE, "_GetCurrentConfig", "Could not get current PD info");
     }
   }
   return logExit("_GetCurrentConfig", status);
@@ -154,25 +154,25 @@ static EFI_STATUS clearController(const RESTORE *run) {
 // A failure that does not stop the restore shows only in the log.
 static EFI_STATUS applySettings(const RESTORE *run, bool isSas) {
   if (isSas) {
-    LogPrint(LOG_TRACE, "RaidRestore", u"Its a SAS controller, No Change to controller ...!");
+    LogPrint(LOG_TRACE, "RaidRestore", "Its a SAS controller, No Change to controller ...!");
     return EFI_SUCCESS;
   }
   EFI_STATUS status = _ChangeAdapter(run->Mgmt, run->Saved, run->Log);
   if (!EFI_ERROR(status)) {
     return EFI_SUCCESS;
   }
-  LogPrint(LOG_ERROR, "RaidRestore", u"change ADAPTER failed....");
+  LogPrint(LOG_ERROR, "RaidRestore", "change ADAPTER failed....");
   if ((run->RunMode & RUN_MODE_STOP_ON_ERROR) == 0) {
     return EFI_SUCCESS;
   }
-  LogPrint(LOG_TRACE, "RaidRestore", u"Stopping further processing as StopOnError is true");
+  LogPrint(LOG_TRACE, "RaidRestore", "Stopping further processing as StopOnError is true");
   return status;
 }
 
 static EFI_STATUS restoreAdapter(const RESTORE *run) {
   bool settingsChange = true;
   if ((run->RunMode & RUN_MODE_PRESERVE_VD) != 0) {
-    LogPrint(LOG_TRACE, "RaidRestore", u"Entered PreserveVDConfig");
+    LogPrint(LOG_TRACE, "RaidRestore", "Entered PreserveVDConfig");
     settingsChange = adapterSettingsDiffer(run->Adapter, run->Saved->adapter);
   } else {
     EFI_STATUS status = clearController(run);
@@ -182,7 +182,7 @@ static EFI_STATUS restoreAdapter(const RESTORE *run) {
   }
   bool isSas = (run->Adapter->Attributes & RAID_ADAPTER_ATTRIBUTE_HIDES_PDS) == 0;
   if (isSas) {
-    LogPrint(LOG_TRACE, "RaidRestore", u"SAS Controller Detected...!");
+    LogPrint(LOG_TRACE, "RaidRestore", "SAS Controller Detected...!");
   }
   return settingsChange ? applySettings(run, isSas) : EFI_SUCCESS;
 }
@@ -190,7 +190,7 @@ static EFI_STATUS restoreAdapter(const RESTORE *run) {
 static EFI_STATUS restoreDisks(const RESTORE *run) {
   EFI_STATUS status = _CreateOrChangeVDs(run->Mgmt, run->Adapter, run->Saved, run->RunMode, run->PdMap, run->Log);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, "RaidRestore", u"_CreateOrChangeVDs failed ");
+    LogPrint(LOG_ERROR, "RaidRestore", "_CreateOrChangeVDs failed ");
     return status;
   }
   if ((run->RunMode & RUN_MODE_PRESERVE_VD) != 0) {
@@ -198,7 +198,7 @@ static EFI_STATUS restoreDisks(const RESTORE *run) {
   }
   status = _ChangePDs(run->Mgmt, run->Saved, run->PdMap, run->RunMode, run->Log);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, "RaidRestore", u"_ChangePDs failed ");
+    LogPrint(LOG_ERROR, "RaidRestore", "_ChangePDs failed ");
   }
   return status;
 }
@@ -206,13 +206,13 @@ static EFI_STATUS restoreDisks(const RESTORE *run) {
 static EFI_STATUS restoreSteps(RESTORE *run) {
   EFI_STATUS status = getCurrentConfig(run);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, "RaidRestore", u"Could not get current config info");
+    LogPrint(LOG_ERROR, "RaidRestore", "Could not get current config info");
     return status;
   }
   setCurrentDisks(run->Disks, run->DiskCount);
   status = validateLogged(run);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, "RaidRestore", u"_ValidateForRestore failed ");
+    LogPrint(LOG_ERROR, "RaidRestore", "_ValidateForRestore failed ");
     return status;
   }
   status = restoreAdapter(run);

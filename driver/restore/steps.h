@@ -53,6 +53,3 @@ XML_NODE *addLogElement(LOG_BUILDER &builder, XML_NODE *child);
 
 // Numbers are formatted, and wide texts narrowed, into buffers of this size.
 #define LOG_TEXT_SIZE 64
-
-// Writes value with as many upper-case hexadecimal digits as it needs and a NUL; 17 characters at most.
-void formatLogHex(CHAR8 *buffer, UINT64 value);

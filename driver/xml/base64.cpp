@@ -41,9 +41,9 @@ UINT64 Base64DecodedLength(const CHAR8 *text) {
 void Base64Decode(const CHAR8 *text, UINT8 *out, UINT64 *outLength) {
   logEntered("Base64Decode");
   if (text == nullptr || out == nullptr || outLength == nullptr) {
-    LogPrint(LOG_TRACE, "Base64Decode", u"Exit. NULL params");
+    LogPrint(LOG_TRACE, "Base64Decode", "Exit. NULL params");
     return;
   }
   *outLength = decode(text, out);
-  LogPrint(LOG_TRACE, "Base64Decode", u"Exit. Done.");
+  LogPrint(LOG_TRACE, "Base64Decode", "Exit. Done.");
 }

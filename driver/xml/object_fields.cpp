@@ -108,7 +108,7 @@ static constexpr FIELD_ROW alias(FIELD_ROW result, const CHAR8 *itemAlias) {
   return result;
 }
 
-static constexpr FIELD_ROW logged(FIELD_ROW result, const CHAR16 *line) {
+static constexpr FIELD_ROW logged(FIELD_ROW result, const CHAR8 *line) {
   result.LogLine = line;
   return result;
 }
@@ -216,11 +216,9 @@ static constexpr FIELD_ROW g_vdRows[] = {
     decimal(FIELD(RAID_VD_RECORD, Size), ALL_DIGITS),
     name(FIELD(RAID_VD_RECORD, State), 24, g_stateTable),
     name(FIELD(RAID_VD_RECORD, StripeSize), 24, g_stripeSizeTable),
-    logged(cachePolicy(FIELD(RAID_VD_RECORD, CurrentCachePolicy)), u"Cache Policy..."),
-    logged(inside(row(FIELD(RAID_VD_RECORD, RAIDLevelDesc), FORMAT_RAID_LEVEL_DESC), &g_levelDescFields),
-           u"RL Desc..."),
-    logged(mask(FIELD(RAID_VD_RECORD, Attributes), "Attrib", 24, g_vdAttribTable, FIELD_OPEN_MASK),
-           u"LD Attributes..."),
+    logged(cachePolicy(FIELD(RAID_VD_RECORD, CurrentCachePolicy)), "Cache Policy..."),
+    logged(inside(row(FIELD(RAID_VD_RECORD, RAIDLevelDesc), FORMAT_RAID_LEVEL_DESC), &g_levelDescFields), "RL Desc..."),
+    logged(mask(FIELD(RAID_VD_RECORD, Attributes), "Attrib", 24, g_vdAttribTable, FIELD_OPEN_MASK), "LD Attributes..."),
     name(FIELD(RAID_VD_RECORD, AccessPolicy), 24, g_accessPolicyTable),
     name(FIELD(RAID_VD_RECORD, DiskCachePolicy), 24, g_diskCachePolicyTable),
     decimal(FIELD(RAID_VD_RECORD, SpanDepth), 7),

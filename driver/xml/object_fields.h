@@ -64,7 +64,7 @@ typedef struct FIELD_ROW {
   const CHAR8 *ItemAlias;        // a second spelling of Item that reading accepts, or null
   const FIELD_TABLE *Fields;     // of an element or items with fields of their own; else null
   FIELD_PLACE Count;             // of FORMAT_ID_LIST and of nested disks that the record counts itself
-  const CHAR16 *LogLine;         // logged before the element is written, or null
+  const CHAR8 *LogLine;          // logged before the element is written, or null
 } FIELD_ROW;
 
 struct FIELD_TABLE {

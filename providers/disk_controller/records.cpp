@@ -205,7 +205,7 @@ static void logUnusable(const CHAR16 *fqdd, const VIEW &view, UINT32 disk) {
   CHAR8 why[96];
   whyUnusable(view, disk, why, sizeof(why));
   if (why[0] != 0) {
-    LogPrint(LOG_WARN, RAID_DISKS, u"%s is not used: %a", fqdd, static_cast<const CHAR8 *>(why));
+    LogPrint(LOG_WARN, RAID_DISKS, "%s is not used: %a", fqdd, static_cast<const CHAR8 *>(why));
   }
 }
 

@@ -91,9 +91,8 @@ TEST(DiskMapping, IsWhatTheDefinitionSays) {
     world.clearLog();
     ASSERT_EQ(mapped(disks[0], disks[1]), wanted) << round;
     ASSERT_EQ(loggedLines(world.log()), lines) << round;
-    DEBUG_LOG_PROTOCOL *log = g_debugLog;
-    g_debugLog = nullptr; // what only the log needs is left out then
+    g_logPaused = true; // what only the log needs is left out then
     ASSERT_EQ(mapped(disks[0], disks[1]), wanted) << round;
-    g_debugLog = log;
+    g_logPaused = false;
   }
 }

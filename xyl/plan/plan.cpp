@@ -115,10 +115,9 @@ EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved, UINT3
     }
   }
   // A log that tells of a restore that never happened would mislead.
-  DEBUG_LOG_PROTOCOL *log = g_debugLog;
-  g_debugLog = nullptr;
+  g_logPaused = true;
   status = dryRun(saved, runMode, plan);
-  g_debugLog = log;
+  g_logPaused = false;
   return status;
 }
 
