@@ -60,7 +60,7 @@ static void addTables(WORDS &words) {
     for (UINT32 i = 0; i < table->RowCount; ++i) {
       addElement(words, table->Rows[i].Element);
       addElement(words, table->Rows[i].Item);
-      addElement(words, table->Rows[i].ItemAlias);
+      addElement(words, (table->Rows[i].Flags & FIELD_ITEM_ALIAS) != 0 ? RAID_LEVEL_ALIAS : nullptr);
     }
   }
   for (UINT32 i = 0; i < g_valueTableCount; ++i) {

@@ -261,14 +261,20 @@ static EFI_STATUS addFieldToXML(const void *record, const FIELD_ROW &row, XML_NO
   return EFI_SUCCESS;
 }
 
+static const CHAR8 *lineBefore(FIELD_FORMAT format) {
+  return format == FORMAT_CACHE_POLICY      ? "Cache Policy..."
+         : format == FORMAT_RAID_LEVEL_DESC ? "RL Desc..."
+                                            : "LD Attributes...";
+}
+
 EFI_STATUS addFieldsToXML(const void *record, const FIELD_TABLE &fields, XML_NODE *parent) {
   for (UINT32 i = fields.RowCount; i-- > 0;) {
     const FIELD_ROW &row = fields.Rows[i];
     if (!isWritten(record, row)) {
       continue;
     }
-    if (row.LogLine != nullptr) {
-      LogPrint(LOG_TRACE, "addLDsToXML", row.LogLine);
+    if ((row.Flags & FIELD_LOGGED) != 0) {
+      LogPrint(LOG_TRACE, "addLDsToXML", lineBefore(row.Format));
     }
     EFI_STATUS status = addFieldToXML(record, row, parent);
     if (EFI_ERROR(status)) {

@@ -83,7 +83,8 @@ static void readMask(const XML_NODE *element, const FIELD_ROW &row, void *record
   bool clear = open || element->FirstChild == nullptr;
   UINT64 mask = clear ? 0 : fieldLoad(record, row.Place);
   for (const XML_NODE *item = element->FirstChild; item != nullptr; item = item->NextSibling) {
-    if (!open && !isNamed(item, row.Item) && !isNamed(item, row.ItemAlias)) {
+    if (!open && !isNamed(item, row.Item) &&
+        !((row.Flags & FIELD_ITEM_ALIAS) != 0 && isNamed(item, RAID_LEVEL_ALIAS))) {
       continue;
     }
     UINT64 value = GetValueFromName(item->Content, row.Names);

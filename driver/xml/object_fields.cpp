@@ -21,10 +21,11 @@ static constexpr FIELD_ROW row(const CHAR8 *element, FIELD_PLACE place, FIELD_FO
 }
 
 static constexpr UINT8 ALL_DIGITS = 20;
+static constexpr UINT8 LENGTH_BITS = 0x7F;
 
 static constexpr FIELD_ROW decimal(const CHAR8 *element, FIELD_PLACE place, UINT8 digits, UINT16 flags = 0) {
   FIELD_ROW result = row(element, place, FORMAT_DECIMAL, flags);
-  result.Length = digits;
+  result.Length = digits & LENGTH_BITS;
   return result;
 }
 
@@ -38,7 +39,7 @@ static constexpr FIELD_ROW decimalAboveBit0(const CHAR8 *element, FIELD_PLACE pl
 
 static constexpr FIELD_ROW hex(const CHAR8 *element, FIELD_PLACE place, UINT8 digits) {
   FIELD_ROW result = row(element, place, FORMAT_HEX);
-  result.Length = digits;
+  result.Length = digits & LENGTH_BITS;
   return result;
 }
 
@@ -51,7 +52,7 @@ static constexpr FIELD_ROW bit0(const CHAR8 *element, FIELD_PLACE place, UINT16 
 static constexpr FIELD_ROW name(const CHAR8 *element, FIELD_PLACE place, UINT8 length, const VALUE_NAME_TABLE *names,
                                 UINT16 flags = 0) {
   FIELD_ROW result = row(element, place, FORMAT_NAME, flags);
-  result.Length = length;
+  result.Length = length & LENGTH_BITS;
   result.Names = names;
   return result;
 }
@@ -66,7 +67,7 @@ static constexpr FIELD_ROW mode(const CHAR8 *element, FIELD_PLACE place, UINT8 l
 static constexpr FIELD_ROW mask(const CHAR8 *element, FIELD_PLACE place, const CHAR8 *item, UINT8 length,
                                 const VALUE_NAME_TABLE *names, UINT16 flags = 0) {
   FIELD_ROW result = row(element, place, FORMAT_MASK, flags);
-  result.Length = length;
+  result.Length = length & LENGTH_BITS;
   result.Names = names;
   result.Item = item;
   return result;
@@ -103,13 +104,8 @@ static constexpr FIELD_ROW idList(const CHAR8 *element, FIELD_PLACE place, FIELD
   return result;
 }
 
-static constexpr FIELD_ROW alias(FIELD_ROW result, const CHAR8 *itemAlias) {
-  result.ItemAlias = itemAlias;
-  return result;
-}
-
-static constexpr FIELD_ROW logged(FIELD_ROW result, const CHAR8 *line) {
-  result.LogLine = line;
+static constexpr FIELD_ROW logged(FIELD_ROW result) {
+  result.Flags |= FIELD_LOGGED;
   return result;
 }
 
@@ -138,7 +134,7 @@ static constexpr FIELD_ROW g_headerRows[] = {
 static constexpr FIELD_ROW g_adapterRows[] = {
     hex(FIELD(RAID_ADAPTER_RECORD, WWN), 16),
     inside(row(FIELD(RAID_ADAPTER_RECORD, PCIID), FORMAT_PCI_IDENTITY), &g_pciIdentityFields),
-    alias(mask(FIELD(RAID_ADAPTER_RECORD, SupportedRAIDLevels), "RaidLevel", 14, g_raidLevelTable), "RAIDLevel"),
+    mask(FIELD(RAID_ADAPTER_RECORD, SupportedRAIDLevels), "RaidLevel", 14, g_raidLevelTable, FIELD_ITEM_ALIAS),
     mask(FIELD(RAID_ADAPTER_RECORD, SupportedDiskProtocols), "Protocol", 14, g_protocolTable),
     mask(FIELD(RAID_ADAPTER_RECORD, Attributes), "Attrib", 24, g_adapterAttribTable),
     decimal(FIELD(RAID_ADAPTER_RECORD, MaxLDs), 7),
@@ -216,9 +212,9 @@ static constexpr FIELD_ROW g_vdRows[] = {
     decimal(FIELD(RAID_VD_RECORD, Size), ALL_DIGITS),
     name(FIELD(RAID_VD_RECORD, State), 24, g_stateTable),
     name(FIELD(RAID_VD_RECORD, StripeSize), 24, g_stripeSizeTable),
-    logged(cachePolicy(FIELD(RAID_VD_RECORD, CurrentCachePolicy)), "Cache Policy..."),
-    logged(inside(row(FIELD(RAID_VD_RECORD, RAIDLevelDesc), FORMAT_RAID_LEVEL_DESC), &g_levelDescFields), "RL Desc..."),
-    logged(mask(FIELD(RAID_VD_RECORD, Attributes), "Attrib", 24, g_vdAttribTable, FIELD_OPEN_MASK), "LD Attributes..."),
+    logged(cachePolicy(FIELD(RAID_VD_RECORD, CurrentCachePolicy))),
+    logged(inside(row(FIELD(RAID_VD_RECORD, RAIDLevelDesc), FORMAT_RAID_LEVEL_DESC), &g_levelDescFields)),
+    logged(mask(FIELD(RAID_VD_RECORD, Attributes), "Attrib", 24, g_vdAttribTable, FIELD_OPEN_MASK)),
     name(FIELD(RAID_VD_RECORD, AccessPolicy), 24, g_accessPolicyTable),
     name(FIELD(RAID_VD_RECORD, DiskCachePolicy), 24, g_diskCachePolicyTable),
     decimal(FIELD(RAID_VD_RECORD, SpanDepth), 7),

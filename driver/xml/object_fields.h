@@ -40,8 +40,12 @@ enum FIELD_FLAG : UINT16 {
   FIELD_TO_BLANK = 0x100,       // a fixed text is written up to its first blank
   FIELD_TRIMMED = 0x200,        // a fixed text is written without white space around it
   FIELD_WRITE_ONLY = 0x400,
-  FIELD_READ_ONLY = 0x800
+  FIELD_READ_ONLY = 0x800,
+  FIELD_ITEM_ALIAS = 0x1000, // reading takes RAID_LEVEL_ALIAS for Item, too
+  FIELD_LOGGED = 0x2000      // a log line is written before the element
 };
+
+#define RAID_LEVEL_ALIAS "RAIDLevel"
 
 typedef struct FIELD_TABLE FIELD_TABLE;
 
@@ -54,17 +58,17 @@ typedef struct FIELD_PLACE {
 typedef struct FIELD_ROW {
   const CHAR8 *Element;
   FIELD_PLACE Place;
+  FIELD_PLACE Count; // of FORMAT_ID_LIST and of nested disks that the record counts itself
+  const CHAR8 *Item; // of FORMAT_MASK and FORMAT_RAID_LEVEL_PARAMS: the element name of what is inside
+  union {
+    const VALUE_NAME_TABLE *Names; // of FORMAT_NAME and FORMAT_MASK
+    const FIELD_TABLE *Fields;     // of an element or items with fields of their own
+  };
+  UINT32 Mask;  // the element's bits within the field; 0: all of them
+  UINT16 Flags; // FIELD_FLAG
   FIELD_FORMAT Format;
-  UINT8 Length;
-  UINT16 Flags;                  // FIELD_FLAG
-  UINT32 Mask;                   // the element's bits within the field; 0: all of them
-  UINT8 Shift;                   // the value is the field shifted right by this
-  const VALUE_NAME_TABLE *Names; // of FORMAT_NAME and FORMAT_MASK
-  const CHAR8 *Item;             // of FORMAT_MASK and FORMAT_RAID_LEVEL_PARAMS: the element name of what is inside
-  const CHAR8 *ItemAlias;        // a second spelling of Item that reading accepts, or null
-  const FIELD_TABLE *Fields;     // of an element or items with fields of their own; else null
-  FIELD_PLACE Count;             // of FORMAT_ID_LIST and of nested disks that the record counts itself
-  const CHAR8 *LogLine;          // logged before the element is written, or null
+  UINT8 Length : 7;
+  UINT8 Shift : 1; // the value is the field shifted right by this
 } FIELD_ROW;
 
 struct FIELD_TABLE {
