@@ -19,6 +19,12 @@
   "file;\n"                                                                                                            \
   "it is never part of the command line. With --show the document has no passphrases, and nobody is asked."
 #define DISK_TEXT "DISK is an id, an FQDD, enclosure:slot or direct:slot; 'xyl sim show FILE' lists them.\n"
+// The image for the firmware shell has no room for what only the host program shows.
+#ifdef RAIDXYL_EFI
+#define HOST_TEXT(text) ""
+#else
+#define HOST_TEXT(text) text
+#endif
 #define PLAIN_OUTCOMES (OUTCOME(SUCCESS) | OUTCOME(USAGE) | OUTCOME(NOT_FOUND) | OUTCOME(FAILED))
 
 const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
@@ -30,20 +36,24 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--rebuild", nullptr, XYL_FRONT_BOTH, "destroy the virtual disks and create the saved ones"},
     {nullptr, "--stop-on-error", nullptr, XYL_FRONT_BOTH, "end the restore with its first failing step"},
     {nullptr, "--yes", nullptr, XYL_FRONT_BOTH, "do not ask"},
-    {nullptr, "--preset", "NAME", XYL_FRONT_HOST, "simulate a fresh controller; 'xyl sim presets' lists the names"},
-    {nullptr, "--controller", "FILE", XYL_FRONT_HOST, "simulate the controller kept in FILE, made by 'xyl sim new'"},
-    {nullptr, "--log", "LEVEL", XYL_FRONT_HOST, "show the driver's log from LEVEL on: trace, warn or error"},
+    {nullptr, "--preset", "NAME", XYL_FRONT_HOST,
+     HOST_TEXT("simulate a fresh controller; 'xyl sim presets' lists the names")},
+    {nullptr, "--controller", "FILE", XYL_FRONT_HOST,
+     HOST_TEXT("simulate the controller kept in FILE, made by 'xyl sim new'")},
+    {nullptr, "--log", "LEVEL", XYL_FRONT_HOST, HOST_TEXT("show the driver's log from LEVEL on: trace, warn or error")},
     {nullptr, "--force", nullptr, XYL_FRONT_BOTH, "overwrite an existing file"},
-    {nullptr, "--from", "SAVED.xml", XYL_FRONT_HOST, "make the controller that a saved configuration describes"},
+    {nullptr, "--from", "SAVED.xml", XYL_FRONT_HOST,
+     HOST_TEXT("make the controller that a saved configuration describes")},
     {nullptr, "--size", "SIZE", XYL_FRONT_BOTH, "size of what is new, as 600GB or 1.2TB (decimal) or in bytes"},
-    {nullptr, "--model", "MODEL", XYL_FRONT_HOST, "model of the new disk, or a part of its name"},
+    {nullptr, "--model", "MODEL", XYL_FRONT_HOST, HOST_TEXT("model of the new disk, or a part of its name")},
     {nullptr, "--json", nullptr, XYL_FRONT_BOTH, "print the result as one JSON document; messages stay apart"},
     {nullptr, "--incomplete", nullptr, XYL_FRONT_BOTH, "take a document that lacks what it refers to"},
     {nullptr, "--partial", nullptr, XYL_FRONT_BOTH, "rebuild although not all that was saved comes back"},
     {nullptr, "--discard-foreign", nullptr, XYL_FRONT_BOTH, "rebuild although 'xyl import' could bring data back"},
     {nullptr, "--no-backup", nullptr, XYL_FRONT_BOTH, "do not keep what the controller holds before a rebuild"},
     {nullptr, "--show", nullptr, XYL_FRONT_BOTH, "print the change document and do nothing"},
-    {nullptr, "--disk", "FILE", XYL_FRONT_HOST, "serve the disks kept in FILE (an image or a block device) and others",
+    {nullptr, "--disk", "FILE", XYL_FRONT_HOST,
+     HOST_TEXT("serve the disks kept in FILE (an image or a block device) and others"),
      /* Repeats= */ true},
     {nullptr, "--quiet", nullptr, XYL_FRONT_BOTH, "print nothing but what went wrong"},
     {nullptr, "--level", "LEVEL", XYL_FRONT_BOTH, "RAID level, as 5 or \"RAID 5\""},
@@ -69,7 +79,7 @@ const XYL_COMMAND g_xylCommands[] = {
     {"list", "", 0, 0, WORLD | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
      "lists the controllers that the driver serves",
      "Shows the number and the name of every controller that the driver is bound to. The number is the N of -c N.",
-     "xyl list --preset demo", "xyl list", runList},
+     HOST_TEXT("xyl list --preset demo"), "xyl list", runList},
 
     {"identify", "[DISK...]", 0, XYL_WORDS_MAX - 1, ON_CONTROLLER | OPTION(BLINK) | OPTION(SHOW) | OPTION(JSON),
      PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
@@ -77,7 +87,7 @@ const XYL_COMMAND g_xylCommands[] = {
      "Without a disk it prints the five words of the identification block, and the controller itself is not asked.\n"
      "With one, which --disk may name as well, the controller is told to make it show itself. Not every controller "
      "can.\n" VERB_DISK_TEXT ".",
-     "xyl identify --preset demo\nxyl identify --disk 301:2 --controller lab.json",
+     HOST_TEXT("xyl identify --preset demo\nxyl identify --disk 301:2 --controller lab.json"),
      "xyl identify -c 1\nxyl identify --disk 301:2", runIdentifyOf},
 
     {"get", "", 0, 0, ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE) | OPTION(INCOMPLETE), PLAIN_OUTCOMES,
@@ -87,8 +97,8 @@ const XYL_COMMAND g_xylCommands[] = {
      "refers to, since the controller did not answer, is written with --incomplete only. In the firmware shell use "
      "-o,\n"
      "since the shell writes redirected output as UTF-16.",
-     "xyl get --preset demo -o saved.xml\nxyl get --controller lab.json", "xyl get -o fs0:\\saved.xml\nxyl get -c 2",
-     runGet},
+     HOST_TEXT("xyl get --preset demo -o saved.xml\nxyl get --controller lab.json"),
+     "xyl get -o fs0:\\saved.xml\nxyl get -c 2", runGet},
 
     {"show", "[SAVED.xml]", 0, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
      XYL_NEEDS_CONTROLLER_OR_FILE, false, "shows a short summary of the configuration",
@@ -97,7 +107,7 @@ const XYL_COMMAND g_xylCommands[] = {
      "words: WB write back, WT write through, FWB forced write back; RA read ahead, ARA adaptive, NRA none; DIO "
      "direct\n"
      "I/O, CIO cached. A member that is not there is called missing. 'show --json' has every field and whole texts.",
-     "xyl show --preset demo\nxyl show saved.xml", "xyl show\nxyl show fs0:\\saved.xml", runShow},
+     HOST_TEXT("xyl show --preset demo\nxyl show saved.xml"), "xyl show\nxyl show fs0:\\saved.xml", runShow},
 
     {"verify", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH,
      XYL_NEEDS_CONTROLLER, false, "compares a saved configuration with the controller",
@@ -105,13 +115,13 @@ const XYL_COMMAND g_xylCommands[] = {
      "lower\n"
      "or higher than when SAVED.xml was written, and prints the driver's result word, what was compared and what not,\n"
      "and how many differences 'diff' finds in all. Nothing is changed.",
-     "xyl verify saved.xml --controller lab.json", "xyl verify fs0:\\saved.xml", runVerify},
+     HOST_TEXT("xyl verify saved.xml --controller lab.json"), "xyl verify fs0:\\saved.xml", runVerify},
 
     {"diff", "OLD.xml [NEW.xml]", 1, 2, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES | OUTCOME(DIFFERENT),
      XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER_OR_FILE, false, "shows what differs between two configurations",
      "Compares two saved documents, or one with the controller, field by field. A disk is recognised by its WWN or\n"
      "serial number wherever it is, else by its place; a virtual disk by its name, FQDD and members. Ids do not count.",
-     "xyl diff monday.xml tuesday.xml\nxyl diff saved.xml --controller lab.json",
+     HOST_TEXT("xyl diff monday.xml tuesday.xml\nxyl diff saved.xml --controller lab.json"),
      "xyl diff fs0:\\saved.xml\nxyl diff fs0:\\monday.xml fs0:\\tuesday.xml", runDiff},
 
     {"plan", "SAVED.xml|CHANGES.xml", 1, 1,
@@ -122,8 +132,8 @@ const XYL_COMMAND g_xylCommands[] = {
      "virtual disks that go and come, and for each saved disk which one stands in for it and why; and what 'import'\n"
      "may bring back instead. When something that was saved would not come back, the return value is that for\n"
      "differences. Of a change document it shows what each method does, and what is destroyed.",
-     "xyl plan saved.xml --controller lab.json\nxyl plan saved.xml --rebuild --controller lab.json\n"
-     "xyl plan changes.xml --controller lab.json",
+     HOST_TEXT("xyl plan saved.xml --controller lab.json\nxyl plan saved.xml --rebuild --controller lab.json\n"
+               "xyl plan changes.xml --controller lab.json"),
      "xyl plan fs0:\\saved.xml --rebuild\nxyl plan fs0:\\changes.xml", runPlan},
 
     {"restore", "SAVED.xml", 1, 1,
@@ -143,22 +153,23 @@ const XYL_COMMAND g_xylCommands[] = {
      "and\n"
      "then what differs from SAVED.xml now: what no restore brings back, what this one could not do, which gives the\n"
      "return value for differences, and what went wrong. Steps done before a failure stay done.",
-     "xyl restore saved.xml --controller lab.json\nxyl restore saved.xml --rebuild --partial --yes --log-file "
-     "log.xml --controller lab.json",
+     HOST_TEXT(
+         "xyl restore saved.xml --controller lab.json\nxyl restore saved.xml --rebuild --partial --yes --log-file "
+         "log.xml --controller lab.json"),
      "xyl restore fs0:\\saved.xml\nxyl restore fs0:\\saved.xml --rebuild --yes --log-file fs0:\\log.xml", runRestore},
 
     {"replace", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(INCOMPLETE) | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
      XYL_NEEDS_CONTROLLER, true, "applies saved adapter settings to a replaced adapter",
      "Writes the adapter settings of SAVED.xml to the controller. Virtual disks are not touched. There is no log.",
-     "xyl replace saved.xml --controller lab.json", "xyl replace fs0:\\saved.xml", runReplace},
+     HOST_TEXT("xyl replace saved.xml --controller lab.json"), "xyl replace fs0:\\saved.xml", runReplace},
 
     {"import", "", 0, 0, ON_CONTROLLER | OPTION(SHOW) | OPTION(LOG_FILE) | OPTION(FORCE) | OPTION(YES) | OPTION(JSON),
      PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "takes over the virtual disks on foreign disks",
      "Disks that come from another controller, as after the adapter was replaced, are foreign. This makes their "
      "virtual\n"
      "disks the controller's own, with their data. 'xyl restore' then brings the settings back.",
-     "xyl import --controller lab.json\nxyl import --show --controller lab.json", "xyl import\nxyl import --show",
-     runVerb},
+     HOST_TEXT("xyl import --controller lab.json\nxyl import --show --controller lab.json"),
+     "xyl import\nxyl import --show", runVerb},
 
     {"create", "", 0, 0,
      VERB_OPTIONS | OPTION(LEVEL) | OPTION(DISKS) | OPTION(HOW_MANY) | OPTION(SIZE) | OPTION(STRIPE) | OPTION(CACHE) |
@@ -166,12 +177,13 @@ const XYL_COMMAND g_xylCommands[] = {
      PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "creates a virtual disk",
      "Creates a virtual disk of the level on the disks of --disks, or on --count disks that it picks, and says which.\n"
      "What is not given is left to the controller; without --size the virtual disk takes all the room. The members\n"
-     "have to be Ready, and what is asked for has to be what the controller can do. Where partitions, a file system or\n"
+     "have to be Ready, and what is asked for has to be what the controller can do. Where partitions, a file system "
+     "or\n"
      "other metadata on a disk of the machine are in the way, --wipe shows what they are, wants a typed yes or --yes, "
      "and\n"
      "destroys them; disks of virtual disks are not wiped.\n" VERB_DISK_TEXT ".",
-     "xyl create --level 1 --disks 301:8,301:9 --name Builds --controller lab.json\n"
-     "xyl create --level 5 --count 3 --size 2TB --cache \"write back\" --show --controller lab.json",
+     HOST_TEXT("xyl create --level 1 --disks 301:8,301:9 --name Builds --controller lab.json\n"
+               "xyl create --level 5 --count 3 --size 2TB --cache \"write back\" --show --controller lab.json"),
      "xyl create --level 1 --disks 301:8,301:9 --name Builds --spare 301:6\nxyl create --level 5 --count 3 --show",
      runVerb},
 
@@ -179,38 +191,39 @@ const XYL_COMMAND g_xylCommands[] = {
      "deletes virtual disks, with their data",
      "VD is an id, a name or an FQDD, as 'xyl show' lists them. What is lost is shown first, and a typed yes or --yes\n"
      "is wanted.",
-     "xyl delete Scratch --yes --controller lab.json\nxyl delete 3 5 --show --controller lab.json", "xyl delete 3",
-     runVerb},
+     HOST_TEXT("xyl delete Scratch --yes --controller lab.json\nxyl delete 3 5 --show --controller lab.json"),
+     "xyl delete 3", runVerb},
 
     {"spare", "DISK...", 1, XYL_WORDS_MAX - 1, VERB_OPTIONS | OPTION(FOR) | OPTION(REMOVE), PLAIN_OUTCOMES,
      XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "makes disks hot spares, or frees them",
      "A hot spare stands by for all virtual disks, or for those of --for. It has to be Ready.\n" VERB_DISK_TEXT ".",
-     "xyl spare 301:8 --controller lab.json\nxyl spare 301:8 --for Data --controller lab.json\n"
-     "xyl spare 301:8 --remove --controller lab.json",
+     HOST_TEXT("xyl spare 301:8 --controller lab.json\nxyl spare 301:8 --for Data --controller lab.json\n"
+               "xyl spare 301:8 --remove --controller lab.json"),
      "xyl spare 301:8 --for 2\nxyl spare 301:8 --remove", runVerb},
 
     {"key lock", "", 0, 0, VERB_OPTIONS | OPTION(KEY_ID) | OPTION(PASSPHRASE_FILE), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
      XYL_NEEDS_CONTROLLER, true, "sets the adapter's first security key", KEY_TEXT,
-     "xyl key lock --key-id rack-7 --passphrase-file new.txt --controller lab.json", "xyl key lock --key-id rack-7",
-     runVerb},
+     HOST_TEXT("xyl key lock --key-id rack-7 --passphrase-file new.txt --controller lab.json"),
+     "xyl key lock --key-id rack-7", runVerb},
 
     {"key rekey", "", 0, 0, VERB_OPTIONS | OPTION(KEY_ID) | OPTION(PASSPHRASE_FILE) | OPTION(OLD_PASSPHRASE_FILE),
      PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "replaces the adapter's security key", KEY_TEXT,
-     "xyl key rekey --key-id rack-7-b --old-passphrase-file old.txt --passphrase-file new.txt --controller lab.json",
+     HOST_TEXT("xyl key rekey --key-id rack-7-b --old-passphrase-file old.txt --passphrase-file new.txt --controller "
+               "lab.json"),
      "xyl key rekey --key-id rack-7-b", runVerb},
 
     {"key erase", "", 0, 0, VERB_OPTIONS, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true,
      "removes the adapter's security key",
      "Not while a virtual disk is locked with it. A typed yes or --yes is wanted.",
-     "xyl key erase --yes --controller lab.json", "xyl key erase", runVerb},
+     HOST_TEXT("xyl key erase --yes --controller lab.json"), "xyl key erase", runVerb},
 
     {"set", "NAME=VALUE...", 1, XYL_WORDS_MAX - 1, VERB_OPTIONS, PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER,
      true, "sets modes and rates of the adapter",
      "NAME and VALUE are those of documents, capital letters, blanks and marks aside, or how they begin. A number "
      "sets\n"
      "the rate of that name, anything else the mode. A mistake lists what there is.",
-     "xyl set \"copy back=on\" rebuild=40 --controller lab.json\n"
-     "xyl set patrolread=manual \"patrol read=20\" --show --controller lab.json",
+     HOST_TEXT("xyl set \"copy back=on\" rebuild=40 --controller lab.json\n"
+               "xyl set patrolread=manual \"patrol read=20\" --show --controller lab.json"),
      "xyl set copyback=on rebuild=40", runVerb},
 
     {"apply", "CHANGES.xml", 1, 1,
@@ -222,9 +235,11 @@ const XYL_COMMAND g_xylCommands[] = {
      "as they are. A document that destroys something is shown first, and a typed yes or --yes is wanted. Commands "
      "done\n"
      "before a failure stay done. Passphrases are never shown.",
-     "xyl apply changes.xml --controller lab.json\nxyl apply changes.xml --saved saved.xml --controller lab.json",
+     HOST_TEXT(
+         "xyl apply changes.xml --controller lab.json\nxyl apply changes.xml --saved saved.xml --controller lab.json"),
      "xyl apply fs0:\\changes.xml --saved fs0:\\saved.xml", runApply},
 
+#ifndef RAIDXYL_EFI
     {"report", "[SAVED.xml] [LOG.xml] [NEWER.xml]", 0, 3, ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE),
      PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false, "draws a configuration as an HTML page",
      "Writes one page to FILE, or prints it: the slots with their disks, virtual disks, hot spares and the adapter, "
@@ -236,6 +251,7 @@ const XYL_COMMAND g_xylCommands[] = {
      "xyl report saved.xml -o report.html\nxyl report monday.xml tuesday.xml -o report.html\n"
      "xyl report saved.xml log.xml after.xml -o report.html\nxyl report --preset demo -o report.html",
      "", nullptr},
+#endif
 
     {"redfish", "[SAVED.xml] DIRECTORY | METHOD URI [SAVED.xml]", 1, 3,
      ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE) | OPTION(INCOMPLETE) | OPTION(REQUEST), PLAIN_OUTCOMES,
@@ -255,8 +271,9 @@ const XYL_COMMAND g_xylCommands[] = {
      "Prints the lines in the memory of DebugLog.efi, oldest first. The host program keeps nothing between runs: "
      "there\n"
      "the option --log shows the log of the run that it is given to.",
-     "xyl get --preset demo -o saved.xml --log trace", "xyl log", runLog},
+     HOST_TEXT("xyl get --preset demo -o saved.xml --log trace"), "xyl log", runLog},
 
+#ifndef RAIDXYL_EFI
     {"sim new", "FILE", 1, 1, OPTION(PRESET) | OPTION(FROM) | OPTION(FORCE) | OPTION(QUIET), PLAIN_OUTCOMES,
      XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false, "makes a file that keeps a simulated controller",
      "Writes the controller of a preset, or the one that SAVED.xml describes, to FILE, for --controller FILE.\n"
@@ -345,13 +362,14 @@ const XYL_COMMAND g_xylCommands[] = {
     {"completion", "", 0, 0, 0, OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
      "writes the completion script for bash", "Writes a script for bash that completes commands, options and presets.",
      "xyl completion", "", nullptr},
+#endif
 
     {"help", "[COMMAND]", 0, 2, OPTION(JSON) | OPTION(PAGES), OUTCOME(SUCCESS) | OUTCOME(USAGE), XYL_FRONT_BOTH,
      XYL_NEEDS_NOTHING, false, "shows this help or that of a command",
      "The same as -h or --help behind a command. With --json it is a list for programs: the version, the commands "
      "with\n"
      "their options, all options and return values.",
-     "xyl help restore\nxyl help sim\nxyl help --json", "xyl help restore\nxyl help --json", nullptr},
+     HOST_TEXT("xyl help restore\nxyl help sim\nxyl help --json"), "xyl help restore\nxyl help --json", nullptr},
 };
 
 const UINTN g_xylCommandCount = sizeof(g_xylCommands) / sizeof(g_xylCommands[0]);
