@@ -167,8 +167,8 @@ TEST(Controls, AreShownNotSent) {
   host.WriteOut = host.WriteError = [](const XYL_HOST *to, const CHAR8 *part, UINTN length) {
     static_cast<std::string *>(to->Context)->append(part, length);
   };
-  say(&host, u"%a|\n", text);
-  complain(&host, u"%a", text);
+  say(&host, "%a|\n", text);
+  complain(&host, "%a", text);
   sayText(&host, text);
   sayMarked(&host, text, 0);
   EXPECT_EQ(out, shown + "|\nxyl: " + shown + "\n" + shown + shown);

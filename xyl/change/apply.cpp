@@ -19,11 +19,11 @@ XYL_RESULT readRequest(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR
   EFI_STATUS status = ParseXMLBlob(text, request, &count);
   UINT32 readable = !EFI_ERROR(status) && *request != nullptr ? (*request)->commandCount : 0;
   if (EFI_ERROR(status)) {
-    complain(context.Host, u"'%a' is no change document: %a; nothing was changed", name, statusWords(status));
+    complain(context.Host, "'%a' is no change document: %a; nothing was changed", name, statusWords(status));
     return failed(status);
   }
   if (readable != methods) {
-    complain(context.Host, u"%d of the %d methods in '%a' cannot be read, look for misspelt names; nothing was changed",
+    complain(context.Host, "%d of the %d methods in '%a' cannot be read, look for misspelt names; nothing was changed",
              methods - readable, methods, name);
     return failed(EFI_INVALID_PARAMETER);
   }
@@ -61,11 +61,11 @@ static XYL_RESULT sendChanges(const XYL_CONTEXT &context, const CONTROLLER &cont
 // Says that there was nothing to do.
 static XYL_RESULT tellNothing(const XYL_CONTEXT &context, const CHANGE_REQUEST &request, const RAID_CONFIG &parsed) {
   if (parsed.adapter != nullptr) {
-    complain(context.Host, u"'%a' is a configuration and has no methods, so nothing was done; 'xyl restore' takes it",
+    complain(context.Host, "'%a' is a configuration and has no methods, so nothing was done; 'xyl restore' takes it",
              request.Name);
     return failed(EFI_INVALID_PARAMETER);
   }
-  complain(context.Host, u"'%a' has no methods, so nothing was done", request.Name);
+  complain(context.Host, "'%a' has no methods, so nothing was done", request.Name);
   return failed(EFI_INVALID_PARAMETER);
 }
 
@@ -125,10 +125,7 @@ XYL_RESULT runApply(const XYL_CONTEXT &context) {
   if (isFailure(result)) {
     return result;
   }
-  CHANGE_REQUEST request = {context.Request->Operands[0],
-                            "change",
-                            {},
-                            context.Request->Options[XYL_OPTION_SAVED],
+  CHANGE_REQUEST request = {context.Request->Operands[0], "change", {}, context.Request->Options[XYL_OPTION_SAVED],
                             /* Prepare= */ nullptr,
                             /* PrepareData= */ nullptr};
   result = readDocument(context, request.Name, &request.Text);

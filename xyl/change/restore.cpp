@@ -36,14 +36,14 @@ static XYL_RESULT checkRebuild(const XYL_CONTEXT &context, const RESTORE_PLAN &p
   UINT32 foreign = foreignVolumes(plan);
   if (foreign != 0 && !hasOption(context, XYL_OPTION_DISCARD_FOREIGN)) {
     complain(context.Host,
-             u"%d of the saved virtual disks lie on foreign disks that are here: 'xyl import' may bring them back with "
-             u"their data. A rebuild destroys them; that needs --discard-foreign. Nothing was changed",
+             "%d of the saved virtual disks lie on foreign disks that are here: 'xyl import' may bring them back with "
+             "their data. A rebuild destroys them; that needs --discard-foreign. Nothing was changed",
              foreign);
     return wrongUsage();
   }
   if (!isPlanComplete(plan) && !hasOption(context, XYL_OPTION_PARTIAL)) {
-    complain(context.Host, u"not all that was saved would come back, as 'xyl plan --rebuild' shows, and what is there "
-                           u"would be destroyed before; that needs --partial. Nothing was changed");
+    complain(context.Host, "not all that was saved would come back, as 'xyl plan --rebuild' shows, and what is there "
+                           "would be destroyed before; that needs --partial. Nothing was changed");
     return wrongUsage();
   }
   return succeeded();
@@ -73,7 +73,7 @@ static XYL_RESULT openBackup(const XYL_CONTEXT &context, RESTORE_RUN *run) {
     }
     result = openOutput(context, textOf(run->BackupName), run->Before.Size, &run->Backup);
     if (isFailure(result) && !hasOption(context, XYL_OPTION_JSON)) {
-      say(context.Host, u"The controller's present configuration is kept there; --no-backup leaves that out.\n");
+      say(context.Host, "The controller's present configuration is kept there; --no-backup leaves that out.\n");
     }
     return result;
   }
@@ -154,7 +154,7 @@ static XYL_RESULT readBack(const XYL_CONTEXT &context, const RESTORE_RUN &run, J
   if (!isFailure(result)) {
     EFI_STATUS status = makeVerdict(run.Plan, run.SavedRoot, root, verdict);
     if (EFI_ERROR(status)) {
-      complain(context.Host, u"what came back cannot be compared with what was saved: %a", statusWords(status));
+      complain(context.Host, "what came back cannot be compared with what was saved: %a", statusWords(status));
       result = failed(status);
     } else if (hasOption(context, XYL_OPTION_JSON)) {
       writeVerdict(json, *verdict);
@@ -170,7 +170,7 @@ static XYL_RESULT readBack(const XYL_CONTEXT &context, const RESTORE_RUN &run, J
 
 static XYL_RESULT judge(const XYL_CONTEXT &context, const VERDICT &verdict) {
   if (verdict.Counts[BLAME_RESTORE] != 0) {
-    complain(context.Host, u"%d differences should not be there after the restore", verdict.Counts[BLAME_RESTORE]);
+    complain(context.Host, "%d differences should not be there after the restore", verdict.Counts[BLAME_RESTORE]);
     return failed(EFI_DEVICE_ERROR);
   }
   return verdict.Counts[BLAME_PLAN] != 0 ? different() : succeeded();
@@ -199,7 +199,7 @@ static XYL_RESULT runRestoreSteps(const XYL_CONTEXT &context, RESTORE_RUN *run) 
 XYL_RESULT runRestore(const XYL_CONTEXT &context) {
   bool rebuild = hasOption(context, XYL_OPTION_REBUILD);
   if (rebuild && hasOption(context, XYL_OPTION_PRESERVE_VD)) {
-    complain(context.Host, u"--rebuild and --preserve-vd exclude each other; give one of them");
+    complain(context.Host, "--rebuild and --preserve-vd exclude each other; give one of them");
     return wrongUsage();
   }
   RESTORE_RUN run = {};

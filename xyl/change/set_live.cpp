@@ -79,7 +79,7 @@ static XYL_RESULT keepLog(const XYL_CONTEXT &context, CHANGE *change, const CHAR
   }
   if (log == nullptr) {
     dropOutput(context, &change->LogFile);
-    complain(context.Host, u"no log came back, so none was written");
+    complain(context.Host, "no log came back, so none was written");
     return succeeded();
   }
   TEXT before = {};
@@ -97,15 +97,15 @@ XYL_RESULT tellOutcome(const XYL_CONTEXT &context, const CONTROLLER &controller,
   putIdentity(&where, controller.Identity);
   XYL_RESULT result = succeeded();
   if (EFI_ERROR(changed.Status)) {
-    complain(context.Host, u"the %a failed on %a: %a; what was done before stays done", change->What, textOf(where),
+    complain(context.Host, "the %a failed on %a: %a; what was done before stays done", change->What, textOf(where),
              statusWords(changed.Status));
     result = failed(changed.Status);
   } else if (changed.Counts.Failed > expectedFailures) {
-    complain(context.Host, u"the %a on %a came to its end, but %d of its steps failed", change->What, textOf(where),
+    complain(context.Host, "the %a on %a came to its end, but %d of its steps failed", change->What, textOf(where),
              changed.Counts.Failed);
     result = failed(changed.Counts.FirstFailure);
   } else if (!hasOption(context, XYL_OPTION_JSON)) {
-    say(context.Host, u"the %a succeeded on %a\n", change->What, textOf(where));
+    say(context.Host, "the %a succeeded on %a\n", change->What, textOf(where));
   }
   freeText(&where);
   XYL_RESULT kept = keepLog(context, change, changed.Log);

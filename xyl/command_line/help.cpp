@@ -19,27 +19,27 @@ static void sayOption(const XYL_HOST *host, const XYL_OPTION &option) {
       synopsis[length++] = *part;
     }
   }
-  say(host, u"  %-24a  %a\n", synopsis, option.Help);
+  say(host, "  %-24a  %a\n", synopsis, option.Help);
 }
 
 static void sayOptions(const XYL_HOST *host, UINT64 options) {
-  say(host, u"\nOptions, before or behind the command:\n");
+  say(host, "\nOptions, before or behind the command:\n");
   for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
     if (takesOption(options, id) && (g_xylOptions[id].Fronts & host->Front) != 0) {
       sayOption(host, g_xylOptions[id]);
     }
   }
   // The firmware shell takes -? for itself: it shows xyl.man for "xyl -?" and refuses it behind a command.
-  say(host, u"  %-24a  %a\n", host->Front == XYL_FRONT_SHELL ? "-h, --help" : "-h, --help, -?", "show help");
-  say(host, u"  %-24a  %a\n", "--version", "show the version");
+  say(host, "  %-24a  %a\n", host->Front == XYL_FRONT_SHELL ? "-h, --help" : "-h, --help, -?", "show help");
+  say(host, "  %-24a  %a\n", "--version", "show the version");
 }
 
 static void sayOutcomes(const XYL_HOST *host, UINT32 outcomes) {
-  say(host, u"\nReturn values%a:\n", host->Front == XYL_FRONT_SHELL ? " (in %lasterror%)" : "");
+  say(host, "\nReturn values%a:\n", host->Front == XYL_FRONT_SHELL ? " (in %lasterror%)" : "");
   for (UINTN i = 0; i < XYL_OUTCOME_COUNT; ++i) {
     if ((outcomes & (1U << i)) != 0) {
       const XYL_OUTCOME_TEXT &row = g_xylOutcomes[i];
-      say(host, u"  %-5a  %a\n", host->Front == XYL_FRONT_SHELL ? row.ShellCode : row.HostCode, row.Meaning);
+      say(host, "  %-5a  %a\n", host->Front == XYL_FRONT_SHELL ? row.ShellCode : row.HostCode, row.Meaning);
     }
   }
 }
@@ -59,12 +59,12 @@ static void sayIndented(const XYL_HOST *host, const CHAR8 *text) {
 }
 
 static void helpOnCommand(const XYL_HOST *host, const XYL_COMMAND &command) {
-  say(host, u"xyl %a - %a\n\nUsage:\n  xyl %a%a%a%a\n\n", command.Name, command.Summary, command.Name,
+  say(host, "xyl %a - %a\n\nUsage:\n  xyl %a%a%a%a\n\n", command.Name, command.Summary, command.Name,
       command.Options != 0 ? " [OPTIONS]" : "", *command.Operands != 0 ? " " : "", command.Operands);
   sayLines(host, command.Description);
-  say(host, u"\n");
+  say(host, "\n");
   sayOptions(host, command.Options);
-  say(host, u"\nExamples:\n");
+  say(host, "\nExamples:\n");
   sayIndented(host, host->Front == XYL_FRONT_SHELL ? command.ShellExamples : command.HostExamples);
   sayOutcomes(host, command.Outcomes);
 }
@@ -73,21 +73,21 @@ static void sayCommands(const XYL_HOST *host, const CHAR8 *group) {
   for (UINTN i = 0; i < g_xylCommandCount; ++i) {
     const XYL_COMMAND &command = g_xylCommands[i];
     if (group != nullptr ? isInGroup(host, command, group) : (command.Fronts & host->Front) != 0) {
-      say(host, host->Front == XYL_FRONT_HOST ? u"  %-19a  %a\n" : u"  %-12a  %a\n", command.Name, command.Summary);
+      say(host, host->Front == XYL_FRONT_HOST ? "  %-19a  %a\n" : "  %-12a  %a\n", command.Name, command.Summary);
     }
   }
 }
 
 static void helpOnProgram(const XYL_HOST *host) {
-  say(host, u"xyl - manages the RAID controllers that the RaidXyl driver serves\n\n");
-  say(host, u"Usage:\n  xyl COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands ('xyl help COMMAND' tells more):\n");
+  say(host, "xyl - manages the RAID controllers that the RaidXyl driver serves\n\n");
+  say(host, "Usage:\n  xyl COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands ('xyl help COMMAND' tells more):\n");
   sayCommands(host, /* group= */ nullptr);
   sayOptions(host, ~0ULL);
   sayOutcomes(host, ~0U);
 }
 
 static void helpOnGroup(const XYL_HOST *host, const CHAR8 *group) {
-  say(host, u"Usage:\n  xyl %a COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands ('xyl help %a COMMAND' tells more):\n", group,
+  say(host, "Usage:\n  xyl %a COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands ('xyl help %a COMMAND' tells more):\n", group,
       group);
   sayCommands(host, group);
 }
@@ -164,7 +164,7 @@ static void writeHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
 
 bool xylHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
   if (request.Version) {
-    say(host, u"xyl %a\n", RAIDXYL_VERSION);
+    say(host, "xyl %a\n", RAIDXYL_VERSION);
   } else if (!request.Help) {
     return false;
   } else if (request.Options[XYL_OPTION_JSON] != nullptr) {

@@ -49,23 +49,23 @@ static XYL_RESULT takeOption(const XYL_HOST *host, UINTN count, const CHAR8 *con
   const CHAR8 *value = nullptr;
   UINTN id = findOption(host, argument, &value);
   if (id == XYL_OPTION_COUNT) {
-    complain(host, u"unknown option '%a'; 'xyl help' lists the options", argument);
+    complain(host, "unknown option '%a'; 'xyl help' lists the options", argument);
     return wrongUsage();
   }
   const XYL_OPTION &option = g_xylOptions[id];
   if (request->Options[id] != nullptr && !option.Repeats) {
-    complain(host, u"option %a is given twice; give it once", option.Long);
+    complain(host, "option %a is given twice; give it once", option.Long);
     return wrongUsage();
   }
   if (option.Value == nullptr && value != nullptr) {
-    complain(host, u"option %a takes no value; leave out '=%a'", option.Long, value);
+    complain(host, "option %a takes no value; leave out '=%a'", option.Long, value);
     return wrongUsage();
   }
   if (option.Value != nullptr && value == nullptr && *at + 1 < count) {
     value = arguments[++*at];
   }
   if (option.Value != nullptr && (value == nullptr || *value == 0)) {
-    complain(host, u"option %a needs a value; write %a %a", argument, argument, option.Value);
+    complain(host, "option %a needs a value; write %a %a", argument, argument, option.Value);
     return wrongUsage();
   }
   request->Options[id] = value != nullptr ? value : "";
@@ -73,7 +73,7 @@ static XYL_RESULT takeOption(const XYL_HOST *host, UINTN count, const CHAR8 *con
     return succeeded();
   }
   if (request->DiskCount == XYL_DISKS_MAX) {
-    complain(host, u"option %a is given too often; %u disks are served at most", option.Long, UINT32{XYL_DISKS_MAX});
+    complain(host, "option %a is given too often; %u disks are served at most", option.Long, UINT32{XYL_DISKS_MAX});
     return wrongUsage();
   }
   request->Disks[request->DiskCount++] = value;
@@ -97,7 +97,7 @@ static XYL_RESULT splitArguments(const XYL_HOST *host, UINTN count, const CHAR8 
         return result;
       }
     } else if (words->Count == XYL_WORDS_MAX) {
-      complain(host, u"too many arguments from '%a' on; 'xyl help' lists the commands", argument);
+      complain(host, "too many arguments from '%a' on; 'xyl help' lists the commands", argument);
       return wrongUsage();
     } else {
       words->Words[words->Count++] = argument;
@@ -144,7 +144,7 @@ static const XYL_COMMAND *findCommand(const XYL_HOST *host, const WORDS &words, 
       return &g_xylCommands[i];
     }
   }
-  complain(host, u"unknown command '%a'; 'xyl help' lists the commands", words.Words[*from]);
+  complain(host, "unknown command '%a'; 'xyl help' lists the commands", words.Words[*from]);
   return nullptr;
 }
 
@@ -154,11 +154,11 @@ static XYL_RESULT checkQuiet(const XYL_HOST *host, const XYL_REQUEST &request) {
     return succeeded();
   }
   if (request.Options[XYL_OPTION_JSON] != nullptr) {
-    complain(host, u"--quiet and --json exclude each other; give one of them");
+    complain(host, "--quiet and --json exclude each other; give one of them");
     return wrongUsage();
   }
   if (takesOption(request.Command->Options, XYL_OPTION_OUTPUT) && request.Options[XYL_OPTION_OUTPUT] == nullptr) {
-    complain(host, u"--quiet leaves nothing of '%a'; give --output FILE as well", request.Command->Name);
+    complain(host, "--quiet leaves nothing of '%a'; give --output FILE as well", request.Command->Name);
     return wrongUsage();
   }
   return succeeded();
@@ -168,7 +168,7 @@ static XYL_RESULT checkOptions(const XYL_HOST *host, const XYL_REQUEST &request)
   const XYL_COMMAND &command = *request.Command;
   for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
     if (request.Options[id] != nullptr && !takesOption(command.Options, id)) {
-      complain(host, u"'%a' does not take option %a; see 'xyl help %a'", command.Name, g_xylOptions[id].Long,
+      complain(host, "'%a' does not take option %a; see 'xyl help %a'", command.Name, g_xylOptions[id].Long,
                command.Name);
       return wrongUsage();
     }
@@ -179,11 +179,11 @@ static XYL_RESULT checkOptions(const XYL_HOST *host, const XYL_REQUEST &request)
 static XYL_RESULT checkOperands(const XYL_HOST *host, const XYL_REQUEST &request) {
   const XYL_COMMAND &command = *request.Command;
   if (request.OperandCount < command.OperandsMin) {
-    complain(host, u"'%a' needs an argument %a; see 'xyl help %a'", command.Name, command.Operands, command.Name);
+    complain(host, "'%a' needs an argument %a; see 'xyl help %a'", command.Name, command.Operands, command.Name);
     return wrongUsage();
   }
   if (request.OperandCount > command.OperandsMax) {
-    complain(host, u"'%a' does not take the argument '%a'; see 'xyl help %a'", command.Name,
+    complain(host, "'%a' does not take the argument '%a'; see 'xyl help %a'", command.Name,
              request.Operands[command.OperandsMax], command.Name);
     return wrongUsage();
   }
@@ -206,7 +206,7 @@ XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *argum
     if (request->Help) {
       return succeeded();
     }
-    complain(host, u"no command is given; 'xyl help' lists the commands");
+    complain(host, "no command is given; 'xyl help' lists the commands");
     return wrongUsage();
   }
   if (request->Help && at + 1 == words.Count && namesGroup(host, words.Words[at])) {

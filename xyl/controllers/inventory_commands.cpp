@@ -39,7 +39,7 @@ static void sayStates(const XYL_HOST *host, const CHAR8 *kind, const STATES &sta
       append(list, " ", GetNameFromValue(state, g_stateTable));
     }
   }
-  say(host, u"     %a: %a\n", kind,
+  say(host, "     %a: %a\n", kind,
       EFI_ERROR(states.Status) ? statusWords(states.Status)
       : *list.Text != 0        ? list.Text
                                : "none");
@@ -64,9 +64,9 @@ struct LISTED {
 };
 
 static void sayListed(const XYL_HOST *host, const LISTED &listed) {
-  say(host, u"%3d  ", listed.Number);
+  say(host, "%3d  ", listed.Number);
   sayIdentity(host, listed.Identity);
-  say(host, u"\n");
+  say(host, "\n");
   sayStates(host, "virtual disks", listed.Volumes);
   sayStates(host, "disks", listed.Disks);
 }
@@ -150,14 +150,14 @@ XYL_RESULT runIdentify(const XYL_CONTEXT &context) {
   RAID_XYL_IDENTIFY_DATA data = {};
   EFI_STATUS status = operations->Identify_Live(operations, &data);
   if (EFI_ERROR(status)) {
-    complain(context.Host, u"the driver does not identify itself: %a", statusWords(status));
+    complain(context.Host, "the driver does not identify itself: %a", statusWords(status));
     return failed(status);
   }
   if (hasOption(context, XYL_OPTION_JSON)) {
     writeIdentity(context.Host, data);
     return succeeded();
   }
-  say(context.Host, u"revision %d\nwords    %08x %08x %08x %08x %08x\n", data.Words[0], data.Words[0], data.Words[1],
+  say(context.Host, "revision %d\nwords    %08x %08x %08x %08x %08x\n", data.Words[0], data.Words[0], data.Words[1],
       data.Words[2], data.Words[3], data.Words[4]);
   return succeeded();
 }
@@ -168,19 +168,19 @@ static void sayOrigin(const XYL_HOST *host, const CHAR8 *file, const CONTROLLER 
     return; // it would stand behind the document
   }
   sayText(host, file);
-  say(host, u": ");
+  say(host, ": ");
   sayIdentity(host, controller.Identity);
   TEXT server = {};
   putServerName(&server, host);
   if (server.Length != 0) {
-    say(host, u", in %a", textOf(server));
+    say(host, ", in %a", textOf(server));
   }
   freeText(&server);
   EFI_TIME now = {};
   if (!EFI_ERROR(host->SystemTable->RuntimeServices->GetTime(&now, /* Capabilities= */ nullptr))) {
-    say(host, u", read %04d-%02d-%02d %02d:%02d:%02d", now.Year, now.Month, now.Day, now.Hour, now.Minute, now.Second);
+    say(host, ", read %04d-%02d-%02d %02d:%02d:%02d", now.Year, now.Month, now.Day, now.Hour, now.Minute, now.Second);
   }
-  say(host, u"\n");
+  say(host, "\n");
 }
 
 XYL_RESULT runGet(const XYL_CONTEXT &context) {
@@ -230,20 +230,20 @@ static void writeLines(const XYL_HOST *host, CHAR8 *text) {
 
 XYL_RESULT runLog(const XYL_CONTEXT &context) {
   if (context.Host->Front == XYL_FRONT_HOST) {
-    complain(context.Host, u"nothing is kept between runs; give --log trace to the command whose log you want");
+    complain(context.Host, "nothing is kept between runs; give --log trace to the command whose log you want");
     return wrongUsage();
   }
   static const EFI_GUID ringGuid = DEBUG_LOG_RING_PROTOCOL_GUID;
   void *found = nullptr;
   if (EFI_ERROR(g_bootServices->LocateProtocol(&ringGuid, nullptr, &found))) {
-    complain(context.Host, u"there is no log to show; load DebugLog.efi before the driver");
+    complain(context.Host, "there is no log to show; load DebugLog.efi before the driver");
     return notFound();
   }
   DEBUG_LOG_RING_PROTOCOL *ring = static_cast<DEBUG_LOG_RING_PROTOCOL *>(found);
   CHAR8 *text = nullptr;
   EFI_STATUS status = ring->GetText(ring, &text);
   if (EFI_ERROR(status)) {
-    complain(context.Host, u"the log cannot be read: %a", statusWords(status));
+    complain(context.Host, "the log cannot be read: %a", statusWords(status));
     return failed(status);
   }
   if (hasOption(context, XYL_OPTION_JSON)) {

@@ -25,7 +25,7 @@ void sayDifference(const XYL_HOST *host, const DIFFERENCE &difference) {
   if (difference.Kind != DIFFERENCE_REMOVED) {
     sayText(host, newText);
   }
-  say(host, u"\n");
+  say(host, "\n");
 }
 
 static void sayDifferences(const XYL_HOST *host, const DIFFERENCES &differences) {
@@ -33,9 +33,9 @@ static void sayDifferences(const XYL_HOST *host, const DIFFERENCES &differences)
     sayDifference(host, differences.Items[i]);
   }
   if (differences.Count == 0) {
-    say(host, u"no difference\n");
+    say(host, "no difference\n");
   } else {
-    say(host, u"differences: %d\n", differences.Count);
+    say(host, "differences: %d\n", differences.Count);
   }
 }
 
@@ -104,7 +104,7 @@ static XYL_RESULT readDocuments(const XYL_CONTEXT &context, DIFF_DOCUMENTS *docu
       result = parseTree(context, documents->Names[i], documents->Texts[i].Text, &documents->Roots[i]);
     }
     if (!isFailure(result) && adapterOf(documents->Roots[i]) == nullptr) {
-      complain(context.Host, u"%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
+      complain(context.Host, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
                documents->Names[i]);
       result = failed(EFI_INVALID_PARAMETER);
     }
@@ -121,15 +121,15 @@ static XYL_RESULT compare(const XYL_CONTEXT &context, const DIFF_DOCUMENTS &docu
   EFI_STATUS status = diffDocuments(documents.Roots[0], documents.Roots[1], &differences);
   XYL_RESULT result = differences.Count == 0 ? succeeded() : different();
   if (EFI_ERROR(status)) {
-    complain(context.Host, u"the documents cannot be compared: %a", statusWords(status));
+    complain(context.Host, "the documents cannot be compared: %a", statusWords(status));
     result = failed(status);
   } else if (hasOption(context, XYL_OPTION_JSON)) {
     writeDifferences(context.Host, controller, differences);
   } else {
     if (controller != nullptr) {
-      say(context.Host, u"Controller: ");
+      say(context.Host, "Controller: ");
       sayIdentity(context.Host, controller->Identity);
-      say(context.Host, u"\n");
+      say(context.Host, "\n");
     }
     sayDifferences(context.Host, differences);
   }

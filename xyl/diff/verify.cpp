@@ -24,7 +24,7 @@ struct VERIFY_OUT {
 
 static void tell(const VERIFY_OUT &out, const CHAR8 *what, const CHAR8 *name, const CHAR8 *saved, const CHAR8 *live) {
   if (out.Json == nullptr) {
-    say(out.Host, u"%a%a%a: %a (saved) -> %a (now)\n", what, *name != 0 ? ", " : "", name, saved, live);
+    say(out.Host, "%a%a%a: %a (saved) -> %a (now)\n", what, *name != 0 ? ", " : "", name, saved, live);
     return;
   }
   jsonObject(out.Json, nullptr);
@@ -83,7 +83,7 @@ static void explainBits(const VERIFY_OUT &out, const ADAPTERS &adapters, UINT32 
     UINTN found = explainSettings(out, adapters);
     found += explainRates(out, adapters);
     if (found == 0 && out.Json == nullptr) {
-      say(out.Host, u"a setting or rate changed that the documents do not show\n");
+      say(out.Host, "a setting or rate changed that the documents do not show\n");
     }
   }
   const CHAR8 *firmware = (bits & VERIFY_FW_LOWER) != 0 ? "firmware lower" : "firmware higher";
@@ -106,11 +106,11 @@ struct VERIFIED {
 static void sayVerified(const XYL_HOST *host, const ADAPTERS &adapters, const VERIFIED &verified) {
   explainBits({host, /* Json= */ nullptr}, adapters, verified.Bits);
   sayLines(host, verified.Bits == 0 ? "no difference\n" : "");
-  say(host, u"result 0x%x\nController: ", verified.Bits);
+  say(host, "result 0x%x\nController: ", verified.Bits);
   sayIdentity(host, verified.Controller->Identity);
-  say(host, u"\nCompared: %a\nNot compared: %a\n", COMPARED, NOT_COMPARED);
+  say(host, "\nCompared: %a\nNot compared: %a\n", COMPARED, NOT_COMPARED);
   if (verified.Differences != 0) {
-    say(host, u"In all 'xyl diff' finds %d differences\n", verified.Differences);
+    say(host, "In all 'xyl diff' finds %d differences\n", verified.Differences);
   }
 }
 
@@ -145,7 +145,7 @@ static XYL_RESULT showTrees(const XYL_CONTEXT &context, const CONTROLLER &contro
   VERIFIED verified = {&controller, bits, all.Count};
   freeDifferences(&all);
   if (EFI_ERROR(status)) {
-    complain(context.Host, u"the documents cannot be compared: %a", statusWords(status));
+    complain(context.Host, "the documents cannot be compared: %a", statusWords(status));
     return failed(status);
   }
   showVerdict(context, {adapterOf(saved), adapterOf(live)}, verified);
@@ -184,11 +184,11 @@ static XYL_RESULT verify(const XYL_CONTEXT &context, const CONTROLLER &controlle
   UINT32 bits = 0;
   EFI_STATUS status = operations->Verify(operations, &parameter, &input, /* NewData= */ nullptr, &bits);
   if (status == EFI_ABORTED || status == EFI_INVALID_PARAMETER) {
-    complain(context.Host, u"'%a' is no saved configuration: %a", file, statusWords(status));
+    complain(context.Host, "'%a' is no saved configuration: %a", file, statusWords(status));
     return failed(status);
   }
   if (EFI_ERROR(status)) {
-    complain(context.Host, u"the controller cannot be compared with '%a': %a", file, statusWords(status));
+    complain(context.Host, "the controller cannot be compared with '%a': %a", file, statusWords(status));
     return failed(status);
   }
   XYL_RESULT result = explain(context, controller, saved.Text, bits);

@@ -150,10 +150,10 @@ XYL_RESULT judgeGaps(const XYL_CONTEXT &context, const CHAR8 *name, EFI_STATUS s
   bool isWanted = hasOption(context, XYL_OPTION_INCOMPLETE);
   XYL_RESULT result = succeeded();
   if (EFI_ERROR(status)) {
-    complain(context.Host, u"%a cannot be checked: %a", name, statusWords(status));
+    complain(context.Host, "%a cannot be checked: %a", name, statusWords(status));
     result = failed(status);
   } else if (gaps->Length != 0) {
-    complain(context.Host, u"%a is not complete: %a%a", name, textOf(*gaps),
+    complain(context.Host, "%a is not complete: %a%a", name, textOf(*gaps),
              isWanted ? "" : "; --incomplete takes it all the same");
     result = isWanted ? succeeded() : failed(EFI_ABORTED);
   }

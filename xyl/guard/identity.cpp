@@ -41,7 +41,7 @@ void putIdentity(TEXT *text, const CONTROLLER_IDENTITY &identity) {
 }
 
 void sayIdentity(const XYL_HOST *host, const CONTROLLER_IDENTITY &identity) {
-  say(host, u"%a, PCI %a, WWN %a", orNone(identity.Name), identity.Place, identity.Wwn);
+  say(host, "%a, PCI %a, WWN %a", orNone(identity.Name), identity.Place, identity.Wwn);
 }
 
 void writeIdentity(JSON *json, const CONTROLLER_IDENTITY &identity) {

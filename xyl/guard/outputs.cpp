@@ -22,11 +22,11 @@ static bool isInput(const XYL_CONTEXT &context, const CHAR8 *file) {
 static XYL_RESULT checkName(const XYL_CONTEXT &context, const CHAR8 *file) {
   const CHAR8 *kept = context.Request->Options[XYL_OPTION_CONTROLLER];
   if (kept != nullptr && context.Host->IsSameFile(context.Host, file, kept)) {
-    complain(context.Host, u"'%a' keeps the controller; write to another file", file);
+    complain(context.Host, "'%a' keeps the controller; write to another file", file);
     return wrongUsage();
   }
   if (isInput(context, file)) {
-    complain(context.Host, u"'%a' is what the command reads; write to another file", file);
+    complain(context.Host, "'%a' is what the command reads; write to another file", file);
     return wrongUsage();
   }
   return succeeded();
@@ -44,11 +44,11 @@ XYL_RESULT openOutput(const XYL_CONTEXT &context, const CHAR8 *file, UINTN room,
   EFI_STATUS status =
       context.Host->OpenOutput(context.Host, file, room, hasOption(context, XYL_OPTION_FORCE), &output->Handle);
   if (status == EFI_ALREADY_STARTED) {
-    complain(context.Host, u"'%a' exists; write to another file, or overwrite it with --force", file);
+    complain(context.Host, "'%a' exists; write to another file, or overwrite it with --force", file);
     return failed(status);
   }
   if (EFI_ERROR(status)) {
-    complain(context.Host, u"cannot write '%a': %a", file, statusWords(status));
+    complain(context.Host, "cannot write '%a': %a", file, statusWords(status));
     return failed(status);
   }
   return succeeded();
@@ -58,7 +58,7 @@ XYL_RESULT writeOutput(const XYL_CONTEXT &context, OUTPUT *output, const CHAR8 *
   EFI_STATUS status = context.Host->CloseOutput(context.Host, output->Handle, text, size);
   output->Handle = nullptr;
   if (EFI_ERROR(status)) {
-    complain(context.Host, u"%acannot write '%a': %a", before, output->File, statusWords(status));
+    complain(context.Host, "%acannot write '%a': %a", before, output->File, statusWords(status));
     return failed(status);
   }
   return succeeded();

@@ -16,17 +16,17 @@ XYL_RESULT askToGoOn(const XYL_CONTEXT &context, const CONTROLLER_IDENTITY &iden
     return succeeded();
   }
   if (hasOption(context, XYL_OPTION_JSON)) {
-    complain(context.Host, u"--json leaves no room for a question; look at 'xyl plan' and give --yes");
+    complain(context.Host, "--json leaves no room for a question; look at 'xyl plan' and give --yes");
     return wrongUsage();
   }
   switch (ask(context, identity)) {
   case XYL_ANSWER_YES:
     return succeeded();
   case XYL_ANSWER_NO:
-    complain(context.Host, u"the %a was declined; nothing was changed", what);
+    complain(context.Host, "the %a was declined; nothing was changed", what);
     return failed(EFI_ABORTED);
   default:
-    complain(context.Host, u"the %a destroys data and nobody can be asked; give --yes. Nothing was changed", what);
+    complain(context.Host, "the %a destroys data and nobody can be asked; give --yes. Nothing was changed", what);
     return wrongUsage();
   }
 }

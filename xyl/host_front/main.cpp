@@ -105,12 +105,12 @@ static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &reque
   options->logLevel = optionOf(request, XYL_OPTION_LOG);
   const std::string &level = options->logLevel;
   if (!level.empty() && level != "trace" && level != "warn" && level != "error") {
-    complain(&host, u"--log wants trace, warn or error, not '%a'", level.c_str());
+    complain(&host, "--log wants trace, warn or error, not '%a'", level.c_str());
     return wrongUsage();
   }
   int sources = !options->preset.empty() + !options->controllerFile.empty() + !options->disks.empty();
   if (sources > 1) {
-    complain(&host, u"--preset, --controller and --disk exclude each other; give one of them");
+    complain(&host, "--preset, --controller and --disk exclude each other; give one of them");
     return wrongUsage();
   }
   if (!needsController(request)) {
@@ -118,8 +118,8 @@ static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &reque
     options->controllerFile.clear();
     options->disks.clear();
   } else if (sources == 0) {
-    complain(&host, u"no controller is given; use --preset NAME ('xyl sim presets'), --controller FILE "
-                    u"('xyl sim new') or --disk FILE");
+    complain(&host, "no controller is given; use --preset NAME ('xyl sim presets'), --controller FILE "
+                    "('xyl sim new') or --disk FILE");
     return wrongUsage();
   }
   return succeeded();
@@ -151,7 +151,7 @@ static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
   platform.saveController();
   std::string console = platform.takeConsole();
   for (const std::string &fault : platform.close(/* namesWereAsked= */ xylIsCommand(request, "list"))) {
-    complain(&host, u"internal error: %a", fault.c_str());
+    complain(&host, "internal error: %a", fault.c_str());
     result = failed(EFI_DEVICE_ERROR);
   }
   console += platform.takeConsole();
@@ -184,17 +184,17 @@ int main(int argc, char **argv) {
       result = runRequest(host, request);
     }
   } catch (const USAGE_ERROR &error) {
-    complain(&host, u"%a", error.what());
+    complain(&host, "%a", error.what());
     result = wrongUsage();
   } catch (const CLIENT_ERROR &error) {
-    complain(&host, u"%a", error.what());
+    complain(&host, "%a", error.what());
     result = {error.status == EFI_NOT_FOUND ? XYL_NOT_FOUND : XYL_FAILED, error.status};
   } catch (const std::bad_alloc &) {
-    complain(&host, u"there is not enough memory");
+    complain(&host, "there is not enough memory");
     result = failed(EFI_OUT_OF_RESOURCES);
   }
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    complain(&host, u"the output cannot be written");
+    complain(&host, "the output cannot be written");
     result = failed(EFI_DEVICE_ERROR);
   }
   return result.Outcome;

@@ -31,13 +31,13 @@ static void writeShown(const XYL_HOST *host, WRITE write, const CHAR8 *text, UIN
   write(host, text + plain, length - plain);
 }
 
-static void writeFormatted(const XYL_HOST *host, WRITE write, const CHAR16 *format, EFI_VA_LIST arguments) {
+static void writeFormatted(const XYL_HOST *host, WRITE write, const CHAR8 *format, EFI_VA_LIST arguments) {
   CHAR16 marked[LINE_CAPACITY];
   CHAR16 wide[LINE_CAPACITY];
   CHAR8 line[LINE_CAPACITY];
   UINTN end = 0;
   for (; format[end] != 0 && end + 1 < LINE_CAPACITY; ++end) {
-    marked[end] = format[end] == u'\n' ? LINE_BREAK : format[end];
+    marked[end] = format[end] == '\n' ? LINE_BREAK : static_cast<UINT8>(format[end]);
   }
   marked[end] = 0;
   formatText(wide, LINE_CAPACITY, marked, arguments);
@@ -54,14 +54,14 @@ static void writeFormatted(const XYL_HOST *host, WRITE write, const CHAR16 *form
   }
 }
 
-void EFIAPI say(const XYL_HOST *host, const CHAR16 *format, ...) {
+void EFIAPI say(const XYL_HOST *host, const CHAR8 *format, ...) {
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, format);
   writeFormatted(host, host->WriteOut, format, arguments);
   EFI_VA_END(arguments);
 }
 
-void EFIAPI complain(const XYL_HOST *host, const CHAR16 *format, ...) {
+void EFIAPI complain(const XYL_HOST *host, const CHAR8 *format, ...) {
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, format);
   host->WriteError(host, "xyl: ", 5);

@@ -12,10 +12,10 @@
 // characters and bytes from 0x7F to 0x9F, unless these are part of valid UTF-8, are written as \xNN.
 
 // Writes to the standard output; conversions of base/print.h. A line above 700 characters is cut.
-void EFIAPI say(const XYL_HOST *host, const CHAR16 *format, ...);
+void EFIAPI say(const XYL_HOST *host, const CHAR8 *format, ...);
 
 // Writes "xyl: ", the message and a line feed to the error output.
-void EFIAPI complain(const XYL_HOST *host, const CHAR16 *format, ...);
+void EFIAPI complain(const XYL_HOST *host, const CHAR8 *format, ...);
 
 // Writes a text of any length to the standard output.
 void sayText(const XYL_HOST *host, const CHAR8 *text);

@@ -74,7 +74,7 @@ static void sayBroken(const XYL_HOST *host, CHAR8 *text, UINTN start) {
     *end = 0;
     UINTN columns = columnsOf(text);
     if (at != start && at + 1 + columns > LINE_WIDTH) {
-      say(host, u"\n");
+      say(host, "\n");
       sayBlanks(host, start);
       at = start;
     } else if (at != start) {
@@ -97,7 +97,7 @@ static void sayTitles(const XYL_HOST *host, const TABLE &table, const UINTN *wid
     sayText(host, column.Title);
     sayBlanks(host, column.IsRight || isLast ? 0 : blanks);
   }
-  say(host, u"\n");
+  say(host, "\n");
 }
 
 static void sayRow(const XYL_HOST *host, const TABLE &table, const UINTN *widths, CHAR8 *const *cells) {
@@ -117,7 +117,7 @@ static void sayRow(const XYL_HOST *host, const TABLE &table, const UINTN *widths
     }
     at += widths[i] + 2;
   }
-  say(host, u"\n");
+  say(host, "\n");
 }
 
 bool sayTable(const XYL_HOST *host, TABLE *table) {

@@ -279,7 +279,7 @@ XYL_RESULT planChanges(const XYL_CONTEXT &context, const CONTROLLER &controller,
   }
   freeFacts(controller.Management, &facts);
   if (EFI_ERROR(status)) {
-    complain(context.Host, u"the change cannot be planned: %a; nothing was changed", statusWords(status));
+    complain(context.Host, "the change cannot be planned: %a; nothing was changed", statusWords(status));
     return failed(status);
   }
   return succeeded();
@@ -295,14 +295,14 @@ void freeChangePlan(CHANGE_PLAN *plan) {
 // --- Telling ---
 
 static void sayChanges(const XYL_HOST *host, const CONTROLLER &controller, const CHANGE_PLAN &plan) {
-  say(host, u"Controller: ");
+  say(host, "Controller: ");
   sayIdentity(host, controller.Identity);
-  say(host, u"\n");
+  say(host, "\n");
   for (UINT32 i = 0; i < plan.Count; ++i) {
     const CHANGE_STEP &step = plan.Steps[i];
-    say(host, u"%4d  %-12a  ", i + 1, GetNameFromValue(step.Command, g_commandTable));
+    say(host, "%4d  %-12a  ", i + 1, GetNameFromValue(step.Command, g_commandTable));
     sayText(host, textOf(step.What)); // may be longer than a formatted line
-    say(host, u"%a%a%a\n", step.Destroys ? ": DESTROYED, with all data" : "",
+    say(host, "%a%a%a\n", step.Destroys ? ": DESTROYED, with all data" : "",
         step.Wrong != nullptr ? "; will fail: " : "", step.Wrong != nullptr ? step.Wrong : "");
   }
 }

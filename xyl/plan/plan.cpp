@@ -138,7 +138,7 @@ XYL_RESULT makePlan(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, 
   *plan = {};
   EFI_STATUS status = planOptions(controller, saved, options, plan);
   if (EFI_ERROR(status)) {
-    complain(context.Host, u"the restore cannot be planned: %a; nothing was changed", statusWords(status));
+    complain(context.Host, "the restore cannot be planned: %a; nothing was changed", statusWords(status));
     return failed(status);
   }
   return succeeded();

@@ -10,7 +10,7 @@ static void sayVolume(const XYL_HOST *host, const RAID_VD_RECORD &volume) {
   CHAR8 size[SIZE_TEXT_CAPACITY];
   formatSize(size, volume.Size);
   const CHAR16 *name = volume.Name;
-  say(host, u"  virtual disk %d \"%s\", %a, %a", volume.ObjectID, name != nullptr ? name : u"",
+  say(host, "  virtual disk %d \"%s\", %a, %a", volume.ObjectID, name != nullptr ? name : u"",
       GetNameFromValue(volume.RAIDLevel, g_raidLevelTable), size);
 }
 
@@ -28,7 +28,7 @@ static void sayDisksThat(const XYL_HOST *host, const RESTORE_PLAN &plan, const C
   const CHAR8 *before = words;
   for (UINT32 i = 0; i < recordCount(&plan.Disks); ++i) {
     if (isSo(plan, i)) {
-      say(host, u"%a%d", before, currentDisks(plan)[i].ObjectID);
+      say(host, "%a%d", before, currentDisks(plan)[i].ObjectID);
       before = ", ";
     }
   }
@@ -36,7 +36,7 @@ static void sayDisksThat(const XYL_HOST *host, const RESTORE_PLAN &plan, const C
 }
 
 static void sayDestroyed(const XYL_HOST *host, const RESTORE_PLAN &plan) {
-  say(host, u"The rebuild destroys, with all data:\n");
+  say(host, "The rebuild destroys, with all data:\n");
   for (UINT32 i = 0; i < recordCount(&plan.Volumes); ++i) {
     const RAID_VD_RECORD &volume = currentVolumes(plan)[i];
     const UINT32 *members = volume.PDs;
@@ -45,12 +45,12 @@ static void sayDestroyed(const XYL_HOST *host, const RESTORE_PLAN &plan) {
       appendNumber(disks, ", ", members[j]);
     }
     sayVolume(host, volume);
-    say(host, u", on disks %a\n", orNone(disks.Text));
+    say(host, ", on disks %a\n", orNone(disks.Text));
   }
   sayDisksThat(host, plan, "  foreign configurations, on disks ", isForeignAt);
-  say(host, u"  hot spare assignments\n");
+  say(host, "  hot spare assignments\n");
   if (findCommand(plan, RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER, nullptr) != nullptr) {
-    say(host, u"  the security key\n");
+    say(host, "  the security key\n");
   }
   sayDisksThat(host, plan, "Disks that lose their contents: ", losesContentsAt);
 }
@@ -60,7 +60,7 @@ static void sayCreatedVolume(const XYL_HOST *host, const RESTORE_PLAN &plan, UIN
   const VOLUME_PLAN &judged = plan.VolumePlans[index];
   sayVolume(host, plan.Saved->logicalDisks[index]);
   if (judged.WhyNot.Length != 0) {
-    say(host, u": NOT CREATED, %a\n", textOf(judged.WhyNot));
+    say(host, ": NOT CREATED, %a\n", textOf(judged.WhyNot));
     return;
   }
   const PLAN_COMMAND &command = plan.Commands[judged.Command - 1];
@@ -68,7 +68,7 @@ static void sayCreatedVolume(const XYL_HOST *host, const RESTORE_PLAN &plan, UIN
   for (UINT32 j = command.IdCount; j-- > 0;) {
     appendNumber(disks, ", ", command.Ids[j]);
   }
-  say(host, u", on disks %a\n", orNone(disks.Text));
+  say(host, ", on disks %a\n", orNone(disks.Text));
 }
 
 static void saySpares(const XYL_HOST *host, const RESTORE_PLAN &plan) {
@@ -83,18 +83,18 @@ static void saySpares(const XYL_HOST *host, const RESTORE_PLAN &plan) {
       appendNumber(alone, ", ", plan.Saved->physicalDisks[i].ObjectID);
     }
   }
-  say(host, u"  hot spares on disks %a\n", orNone(spares.Text));
+  say(host, "  hot spares on disks %a\n", orNone(spares.Text));
   for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
     if (plan.DiskPlans[i].WhyNoSpare.Length != 0) {
-      say(host, u"  hot spare %d: NOT MADE, %a\n", plan.Saved->physicalDisks[i].ObjectID,
+      say(host, "  hot spare %d: NOT MADE, %a\n", plan.Saved->physicalDisks[i].ObjectID,
           textOf(plan.DiskPlans[i].WhyNoSpare));
     }
   }
-  say(host, u"Saved disks without a partner: %a\n", orNone(alone.Text));
+  say(host, "Saved disks without a partner: %a\n", orNone(alone.Text));
 }
 
 static void sayCreated(const XYL_HOST *host, const RESTORE_PLAN &plan) {
-  say(host, u"It then creates:\n");
+  say(host, "It then creates:\n");
   for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
     sayCreatedVolume(host, plan, i);
   }
@@ -104,13 +104,13 @@ static void sayCreated(const XYL_HOST *host, const RESTORE_PLAN &plan) {
 // What no restore brings back, if there is anything.
 static void sayNotBroughtBack(const XYL_HOST *host, const RESTORE_PLAN &plan) {
   if (losesKey(plan)) {
-    say(host, u"Not brought back: the security key, whose passphrase no document holds\n");
+    say(host, "Not brought back: the security key, whose passphrase no document holds\n");
   }
   if (losesSecurityMode(plan)) {
-    say(host, u"Not brought back: the security mode\n");
+    say(host, "Not brought back: the security mode\n");
   }
   if (!plan.PreservesVolumes && plan.EncryptedVolumes != 0) {
-    say(host, u"Not brought back: the encryption of %d of the saved virtual disks\n", plan.EncryptedVolumes);
+    say(host, "Not brought back: the encryption of %d of the saved virtual disks\n", plan.EncryptedVolumes);
   }
 }
 
@@ -118,7 +118,7 @@ static void sayMissing(const XYL_HOST *host, const RESTORE_PLAN &plan) {
   for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
     if (!plan.VolumePlans[i].IsThere) {
       sayVolume(host, plan.Saved->logicalDisks[i]);
-      say(host, u": NOT ON THE CONTROLLER, and this restore does not create it\n");
+      say(host, ": NOT ON THE CONTROLLER, and this restore does not create it\n");
     }
   }
 }
@@ -128,12 +128,12 @@ static void sayForeign(const XYL_HOST *host, const RESTORE_PLAN &plan) {
   if (foreignVolumes(plan) == 0) {
     return;
   }
-  say(host, u"'xyl import' may bring back with their data, from disks that are here and foreign:\n");
+  say(host, "'xyl import' may bring back with their data, from disks that are here and foreign:\n");
   for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
     UINT32 members = plan.VolumePlans[i].ForeignMembers;
     if (members != 0) {
       sayVolume(host, plan.Saved->logicalDisks[i]);
-      say(host, u": %d of its %d disks are here\n", members, plan.Saved->logicalDisks[i].PDCount);
+      say(host, ": %d of its %d disks are here\n", members, plan.Saved->logicalDisks[i].PDCount);
     }
   }
 }
@@ -144,18 +144,18 @@ XYL_RESULT checkPlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan) {
   }
   if (plan.Status == EFI_UNSUPPORTED) {
     complain(context.Host,
-             u"the saved configuration belongs to another kind of adapter; nothing was changed. Choose the "
-             u"controller that it was saved from");
+             "the saved configuration belongs to another kind of adapter; nothing was changed. Choose the "
+             "controller that it was saved from");
   } else {
-    complain(context.Host, u"the restore would end half-way, %a; nothing was changed", statusWords(plan.Status));
+    complain(context.Host, "the restore would end half-way, %a; nothing was changed", statusWords(plan.Status));
   }
   return failed(plan.Status);
 }
 
 static void sayController(const XYL_HOST *host, const CONTROLLER &controller) {
-  say(host, u"Controller: ");
+  say(host, "Controller: ");
   sayIdentity(host, controller.Identity);
-  say(host, u"\n");
+  say(host, "\n");
 }
 
 XYL_RESULT showRebuild(const XYL_CONTEXT &context, const CONTROLLER &controller, const RESTORE_PLAN &plan) {
@@ -171,7 +171,7 @@ XYL_RESULT showRebuild(const XYL_CONTEXT &context, const CONTROLLER &controller,
 }
 
 static EFI_STATUS sayDisks(const XYL_HOST *host, const RESTORE_PLAN &plan) {
-  say(host, u"\nDisks:\n  %5a  %10a  %-7a  %a\n", "Saved", "Size", "Now", "Why");
+  say(host, "\nDisks:\n  %5a  %10a  %-7a  %a\n", "Saved", "Size", "Now", "Why");
   for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
     CHAR8 size[SIZE_TEXT_CAPACITY];
     formatSize(size, plan.Saved->physicalDisks[i].Size);
@@ -181,8 +181,7 @@ static EFI_STATUS sayDisks(const XYL_HOST *host, const RESTORE_PLAN &plan) {
     }
     TEXT reason = {};
     putDiskReason(&reason, plan, i);
-    say(host, u"  %5d  %10a  %-7a  %a\n", plan.Saved->physicalDisks[i].ObjectID, size, orNone(now.Text),
-        textOf(reason));
+    say(host, "  %5d  %10a  %-7a  %a\n", plan.Saved->physicalDisks[i].ObjectID, size, orNone(now.Text), textOf(reason));
     bool isShort = reason.Failed;
     freeText(&reason);
     if (isShort) {
@@ -197,13 +196,13 @@ static EFI_STATUS saySettings(const XYL_HOST *host, const RESTORE_PLAN &plan) {
   findSettings(plan, &settings);
   bool isSent = findCommand(plan, RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, nullptr) != nullptr;
   bool isLeft = settings.Count != 0 && !isSent;
-  say(host, u"\nAdapter settings that %a: %d%a\n", isSent ? "are brought back" : "differ", settings.Count,
+  say(host, "\nAdapter settings that %a: %d%a\n", isSent ? "are brought back" : "differ", settings.Count,
       isLeft ? "; this adapter does not take any, they stay as they are" : "");
   for (UINTN i = 0; i < settings.Count; ++i) {
     const SETTING &setting = settings.Items[i];
     TEXT words = {};
     putElementWords(&words, setting.Element);
-    say(host, u"  %a%a%a: %a -> %a%a\n", textOf(words), *setting.Rate != 0 ? " " : "", setting.Rate, setting.Current,
+    say(host, "  %a%a%a: %a -> %a%a\n", textOf(words), *setting.Rate != 0 ? " " : "", setting.Rate, setting.Current,
         setting.Saved, textEqual(setting.Saved, "-") ? " (not saved, stays)" : "");
     bool isShort = words.Failed;
     freeText(&words);
@@ -215,12 +214,12 @@ static EFI_STATUS saySettings(const XYL_HOST *host, const RESTORE_PLAN &plan) {
 }
 
 static void saySteps(const XYL_HOST *host, const RESTORE_PLAN &plan) {
-  say(host, u"\n%4a  %-20a  %a\n", "", "Step", "Object");
+  say(host, "\n%4a  %-20a  %a\n", "", "Step", "Object");
   UINT32 number = 0;
   LOG_STEP step;
   for (const XML_NODE *node = childNamed(plan.Log, "Operation"); node != nullptr; node = nextSame(node)) {
     readStep(node, &step);
-    say(host, u"%4d  %-20a  %a%a%a\n", ++number, orNone(step.Name), orNone(step.Object.Text),
+    say(host, "%4d  %-20a  %a%a%a\n", ++number, orNone(step.Name), orNone(step.Object.Text),
         step.Failed ? ": not done, " : "", step.Failed ? statusWords(step.Status) : "");
   }
 }
@@ -229,7 +228,7 @@ static XYL_RESULT showPlan(const XYL_CONTEXT &context, const CONTROLLER &control
   EFI_STATUS status = EFI_SUCCESS;
   if (plan.PreservesVolumes) {
     sayController(context.Host, controller);
-    say(context.Host, u"The virtual disks and hot spares stay as they are.\n");
+    say(context.Host, "The virtual disks and hot spares stay as they are.\n");
     sayMissing(context.Host, plan);
     sayNotBroughtBack(context.Host, plan);
     sayForeign(context.Host, plan);
@@ -239,7 +238,7 @@ static XYL_RESULT showPlan(const XYL_CONTEXT &context, const CONTROLLER &control
   }
   status = EFI_ERROR(status) ? status : saySettings(context.Host, plan);
   if (EFI_ERROR(status)) {
-    complain(context.Host, u"the plan cannot be shown: %a", statusWords(status));
+    complain(context.Host, "the plan cannot be shown: %a", statusWords(status));
     return failed(status);
   }
   saySteps(context.Host, plan);

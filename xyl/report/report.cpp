@@ -60,13 +60,13 @@ static XYL_RESULT takeDocument(const XYL_CONTEXT &context, const CHAR8 *name, RE
   }
   if (adapterOf(tree->root) == nullptr) {
     complain(context.Host,
-             isLog(tree->root) ? u"%a is a log; give the configuration first, and one log at most"
-                               : u"%a has no adapter, so it is no configuration document",
+             isLog(tree->root) ? "%a is a log; give the configuration first, and one log at most"
+                               : "%a has no adapter, so it is no configuration document",
              name);
     return failed(EFI_INVALID_PARAMETER);
   }
   if (input->older != nullptr) {
-    complain(context.Host, u"%a is a third configuration; only two can be compared", name);
+    complain(context.Host, "%a is a third configuration; only two can be compared", name);
     return failed(EFI_INVALID_PARAMETER);
   }
   input->older = input->configuration;

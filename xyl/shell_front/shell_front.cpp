@@ -120,7 +120,7 @@ static EFI_STATUS runArguments(XYL_HOST *host, UINTN count, const CHAR8 *const *
   }
   EFI_STATUS written = firmwareContext(host)->Written;
   if (EFI_ERROR(written) && result.Outcome <= XYL_DIFFERENT) {
-    complain(host, u"the output cannot be written: %a", statusWords(written));
+    complain(host, "the output cannot be written: %a", statusWords(written));
     return written;
   }
   return result.Status;

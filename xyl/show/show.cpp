@@ -19,17 +19,17 @@ static void showAdapter(const XYL_HOST *host, const XML_NODE *adapter, const XML
   const XML_NODE *location = childNamed(childNamed(inventory, "Identifier"), "PCILocation");
   WORD_LIST levels = {};
   appendChildren(levels, childNamed(adapter, "SupportedRAIDLevels"), "RaidLevel");
-  say(host, u"Adapter      %a\n", orNone(childText(adapter, "Name")));
-  say(host, u"Firmware     %a\n", orNone(childText(adapter, "FirmwareVersion")));
-  say(host, u"WWN          %a\n", childText(adapter, "WWN"));
-  say(host, u"PCI ids      %a:%a, subsystem %a:%a\n", childText(pci, "VendorID"), childText(pci, "DeviceID"),
+  say(host, "Adapter      %a\n", orNone(childText(adapter, "Name")));
+  say(host, "Firmware     %a\n", orNone(childText(adapter, "FirmwareVersion")));
+  say(host, "WWN          %a\n", childText(adapter, "WWN"));
+  say(host, "PCI ids      %a:%a, subsystem %a:%a\n", childText(pci, "VendorID"), childText(pci, "DeviceID"),
       childText(pci, "SubvendorID"), childText(pci, "SubdeviceID"));
   if (location != nullptr) {
-    say(host, u"PCI place    bus %a, device %a, function %a\n", childText(location, "PCIBus"),
+    say(host, "PCI place    bus %a, device %a, function %a\n", childText(location, "PCIBus"),
         childText(location, "PCIDevice"), childText(location, "PCIFunction"));
   }
-  say(host, u"RAID levels  %a\n", orNone(levels.Text));
-  say(host, u"Key id       %a\n", orNone(childText(adapter, "Keyid")));
+  say(host, "RAID levels  %a\n", orNone(levels.Text));
+  say(host, "Key id       %a\n", orNone(childText(adapter, "Keyid")));
 }
 
 // What a disk is used for.
@@ -105,12 +105,12 @@ static bool showEnclosures(const XYL_HOST *host, const XML_NODE *adapter) {
   const XML_NODE *enclosure = childNamed(adapter, "Enclosure");
   for (; enclosure != nullptr; enclosure = nextSame(enclosure)) {
     UINT32 disks = countChildren(enclosure, "PD");
-    say(host, u"\nEnclosure %a, %a: %a slots, %d disk%a\n", childText(enclosure, "ObjectID"),
+    say(host, "\nEnclosure %a, %a: %a slots, %d disk%a\n", childText(enclosure, "ObjectID"),
         orNone(childText(enclosure, "Name")), childText(enclosure, "SlotCount"), disks, disks == 1 ? "" : "s");
     isDone = showDisks(host, enclosure) && isDone;
   }
   if (childNamed(adapter, "PD") != nullptr) {
-    say(host, u"\nDirectly attached disks: %d\n", countChildren(adapter, "PD"));
+    say(host, "\nDirectly attached disks: %d\n", countChildren(adapter, "PD"));
     isDone = showDisks(host, adapter) && isDone;
   }
   return isDone;
@@ -203,7 +203,7 @@ static void addVolume(TABLE *table, const XML_NODE *volume, const UINT64 *ids, U
 
 static bool showVirtualDisks(const XYL_HOST *host, const XML_NODE *adapter) {
   UINT32 volumes = countChildren(adapter, "VD");
-  say(host, u"\nVirtual disks: %d\n", volumes);
+  say(host, "\nVirtual disks: %d\n", volumes);
   UINT32 count = 0;
   UINT64 *ids = diskIds(adapter, &count);
   if (ids == nullptr) {
@@ -222,7 +222,7 @@ static XYL_RESULT showAll(const XYL_HOST *host, const XML_NODE *adapter, const X
   bool isDone = showEnclosures(host, adapter);
   isDone = showVirtualDisks(host, adapter) && isDone;
   if (!isDone) {
-    complain(host, u"there is not enough memory, so a table is missing");
+    complain(host, "there is not enough memory, so a table is missing");
   }
   return isDone ? succeeded() : failed(EFI_OUT_OF_RESOURCES);
 }
@@ -239,8 +239,7 @@ static XYL_RESULT showDocument(const XYL_CONTEXT &context, const CHAR8 *name, co
   } else if (adapter != nullptr) {
     result = showAll(context.Host, adapter, childNamed(root, "Inventory"));
   } else {
-    complain(context.Host, u"%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
-             name);
+    complain(context.Host, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one", name);
     result = failed(EFI_INVALID_PARAMETER);
   }
   freeTree(root);

@@ -34,7 +34,7 @@ static void sayVolumesOn(const SIM_JOB &job, UINT32 diskId) {
     const SIM_VIRTUAL_DISK &volume = job.sim->virtualDisks.items[i];
     for (UINT32 j = 0; j < volume.record.PDCount; ++j) {
       if (volume.PDs[j] == diskId) {
-        say(&job.host, u"%a is %a\n", volumeText(volume).c_str(), GetNameFromValue(volume.record.State, g_stateTable));
+        say(&job.host, "%a is %a\n", volumeText(volume).c_str(), GetNameFromValue(volume.record.State, g_stateTable));
         break;
       }
     }
@@ -48,7 +48,7 @@ static XYL_RESULT listPresets(const SIM_JOB &job) {
     return writePresets(job);
   }
   for (UINT32 i = 0; simPresetAt(i) != nullptr; ++i) {
-    say(&job.host, u"%-8a  %a\n", simPresetAt(i)->name, simPresetAt(i)->description);
+    say(&job.host, "%-8a  %a\n", simPresetAt(i)->name, simPresetAt(i)->description);
   }
   return succeeded();
 }
@@ -83,7 +83,7 @@ static XYL_RESULT replaceAdapter(const SIM_JOB &job) {
   check(simReplaceAdapter(job.sim), "the adapter cannot be replaced");
   CHAR8 wwn[17];
   formatHex(wwn, job.sim->adapter.record.WWN, 16);
-  say(&job.host, u"the adapter's WWN is %a now; foreign virtual disks: %u\n", wwn, job.sim->foreignDisks.count);
+  say(&job.host, "the adapter's WWN is %a now; foreign virtual disks: %u\n", wwn, job.sim->foreignDisks.count);
   return succeeded();
 }
 
@@ -102,7 +102,7 @@ static XYL_RESULT pullDisk(const SIM_JOB &job) {
   std::string text = diskText(disk);
   UINT32 id = disk.record.ObjectID;
   check(simPullDisk(job.sim, id), text + " cannot be pulled");
-  say(&job.host, u"%a is pulled\n", text.c_str());
+  say(&job.host, "%a is pulled\n", text.c_str());
   sayVolumesOn(job, id);
   return succeeded();
 }
@@ -110,7 +110,7 @@ static XYL_RESULT pullDisk(const SIM_JOB &job) {
 static XYL_RESULT failDisk(const SIM_JOB &job) {
   const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(1));
   check(simFailDisk(job.sim, disk.record.ObjectID), diskText(disk) + " cannot fail");
-  say(&job.host, u"%a has failed\n", diskText(disk).c_str());
+  say(&job.host, "%a has failed\n", diskText(disk).c_str());
   sayVolumesOn(job, disk.record.ObjectID);
   return succeeded();
 }
@@ -159,7 +159,7 @@ static void insertNew(const SIM_JOB &job, const SIM_PLACE &place, const SIM_DRIV
   UINT32 id = 0;
   check(simInsertDisk(job.sim, place.enclosureObjectId, place.slot, drive, &id), "the disk cannot be inserted");
   const SIM_DISK *disk = simFindDisk(job.sim, id);
-  say(&job.host, u"%a is new: %a, %a\n", diskText(*disk).c_str(), trimmed(fixedText(disk->record.ModelName)).c_str(),
+  say(&job.host, "%a is new: %a, %a\n", diskText(*disk).c_str(), trimmed(fixedText(disk->record.ModelName)).c_str(),
       sizeText(disk->record.Size).c_str());
 }
 
@@ -209,7 +209,7 @@ static XYL_RESULT insertPulled(const SIM_JOB &job) {
   wantEmpty(job, place);
   check(simReinsertDisk(job.sim, id, place.enclosureObjectId, place.slot), "the disk cannot be inserted");
   const SIM_DISK *disk = simFindDisk(job.sim, id);
-  say(&job.host, u"%a is back, %a\n", diskText(*disk).c_str(), GetNameFromValue(disk->record.State, g_stateTable));
+  say(&job.host, "%a is back, %a\n", diskText(*disk).c_str(), GetNameFromValue(disk->record.State, g_stateTable));
   sayVolumesOn(job, id);
   return succeeded();
 }
@@ -262,7 +262,7 @@ static XYL_RESULT makeForeign(const SIM_JOB &job) {
                                    "' are the limits");
   }
   const SIM_VIRTUAL_DISK &made = job.sim->foreignDisks.items[job.sim->foreignDisks.count - 1];
-  say(&job.host, u"a foreign %a of %a is on them\n", GetNameFromValue(level, g_raidLevelTable),
+  say(&job.host, "a foreign %a of %a is on them\n", GetNameFromValue(level, g_raidLevelTable),
       sizeText(made.record.Size).c_str());
   return succeeded();
 }
@@ -319,7 +319,7 @@ XYL_RESULT runSimCommand(XYL_HOST &host, const XYL_REQUEST &request) {
   XYL_RESULT result =
       command.needsController ? runOnFile(host, request, command) : command.run(SIM_JOB{host, request, nullptr});
   for (const std::string &fault : platform.close(/* namesWereAsked= */ false)) {
-    complain(&host, u"internal error: %a", fault.c_str());
+    complain(&host, "internal error: %a", fault.c_str());
     result = failed(EFI_DEVICE_ERROR);
   }
   return result;

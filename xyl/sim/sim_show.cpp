@@ -6,7 +6,7 @@
 #include "xyl/sim/sim_faults.h"
 #include "xyl/sim/sim_json.h"
 
-static constexpr const CHAR16 *DISK_LINE = u"  %-10a  %5u  %-16a  %-4a  %11a  %-8a  %a\n";
+static constexpr const CHAR8 *DISK_LINE = "  %-10a  %5u  %-16a  %-4a  %11a  %-8a  %a\n";
 
 static std::string roleOf(const SIM_DISK &disk) {
   std::string role = disk.record.Hotspare == 0 ? "" : disk.record.Hotspare == 1 ? "hot spare of " : "global hot spare";
@@ -29,7 +29,7 @@ static void showDisk(const SIM_JOB &job, const SIM_DISK &disk, const std::string
 }
 
 static void showSlots(const SIM_JOB &job, const SIM_ENCLOSURE &enclosure) {
-  say(&job.host, u"\nEnclosure %u, %a, %u slots\n", enclosure.record.ObjectID, toUtf8(enclosure.Name).c_str(),
+  say(&job.host, "\nEnclosure %u, %a, %u slots\n", enclosure.record.ObjectID, toUtf8(enclosure.Name).c_str(),
       static_cast<UINT32>(enclosure.record.SlotCount));
   for (UINT32 slot = 0; slot < enclosure.record.SlotCount; ++slot) {
     SIM_PLACE place = {enclosure.record.ObjectID, static_cast<UINT8>(slot)};
@@ -37,7 +37,7 @@ static void showSlots(const SIM_JOB &job, const SIM_ENCLOSURE &enclosure) {
     if (disk != nullptr) {
       showDisk(job, *disk, roleOf(*disk));
     } else {
-      say(&job.host, u"  %-10a      -  empty\n", placeText(place).c_str());
+      say(&job.host, "  %-10a      -  empty\n", placeText(place).c_str());
     }
   }
 }
@@ -55,14 +55,14 @@ static void showDirectDisks(const SIM_JOB &job) {
 }
 
 static void showForeign(const SIM_JOB &job) {
-  say(&job.host, u"\nForeign virtual disks: %u\n", job.sim->foreignDisks.count);
+  say(&job.host, "\nForeign virtual disks: %u\n", job.sim->foreignDisks.count);
   for (UINT32 i = 0; i < job.sim->foreignDisks.count; ++i) {
     const SIM_VIRTUAL_DISK &volume = job.sim->foreignDisks.items[i];
     std::string members;
     for (UINT32 j = 0; j < volume.record.PDCount; ++j) {
       members += (j == 0 ? "" : ", ") + std::to_string(volume.PDs[j]);
     }
-    say(&job.host, u"  \"%a\", %a, %a, on disks %a\n", toUtf8(volume.Name).c_str(),
+    say(&job.host, "  \"%a\", %a, %a, on disks %a\n", toUtf8(volume.Name).c_str(),
         GetNameFromValue(volume.record.RAIDLevel, g_raidLevelTable), sizeText(volume.record.Size).c_str(),
         members.c_str());
   }
@@ -71,10 +71,10 @@ static void showForeign(const SIM_JOB &job) {
 static void showKey(const SIM_JOB &job) {
   const SIM_KEY &key = job.sim->key;
   if (key.present) {
-    say(&job.host, u"Key          %a, mode %a; the file holds its passphrase\n", toUtf8(key.keyId).c_str(),
+    say(&job.host, "Key          %a, mode %a; the file holds its passphrase\n", toUtf8(key.keyId).c_str(),
         GetNameFromValue(key.mode, g_keyModeTable));
   } else {
-    say(&job.host, u"Key          none\n");
+    say(&job.host, "Key          none\n");
   }
 }
 
@@ -83,21 +83,21 @@ XYL_RESULT showController(const SIM_JOB &job) {
     return writeController(job);
   }
   const SIM_CONTROLLER &sim = *job.sim;
-  say(&job.host, u"Adapter      %a\nFirmware     %a\n", toUtf8(sim.adapter.Name).c_str(),
+  say(&job.host, "Adapter      %a\nFirmware     %a\n", toUtf8(sim.adapter.Name).c_str(),
       toUtf8(sim.adapter.FirmwareVersion).c_str());
   showKey(job);
   for (UINT32 i = 0; i < sim.enclosures.count; ++i) {
     showSlots(job, sim.enclosures.items[i]);
   }
   showDirectDisks(job);
-  say(&job.host, u"\nPulled disks: %u\n", sim.pulledDisks.count);
+  say(&job.host, "\nPulled disks: %u\n", sim.pulledDisks.count);
   for (UINT32 i = 0; i < sim.pulledDisks.count; ++i) {
     showDisk(job, sim.pulledDisks.items[i], "was there");
   }
   showForeign(job);
-  say(&job.host, u"\nPending faults: %u\n", sim.faultCount);
+  say(&job.host, "\nPending faults: %u\n", sim.faultCount);
   for (UINT32 i = 0; i < sim.faultCount; ++i) {
-    say(&job.host, u"  %a\n", faultText(sim.faults[i]).c_str());
+    say(&job.host, "  %a\n", faultText(sim.faults[i]).c_str());
   }
   return succeeded();
 }

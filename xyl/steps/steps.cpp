@@ -113,14 +113,14 @@ static void countStep(const LOG_STEP &step, STEP_COUNTS *counts) {
 
 void saySteps(const XYL_HOST *host, const XML_NODE *log, STEP_COUNTS *counts) {
   *counts = {};
-  say(host, u"%4a  %-20a  %-8a  %-20a  %a\n", "", "Step", "Result", "Code", "Object");
+  say(host, "%4a  %-20a  %-8a  %-20a  %a\n", "", "Step", "Result", "Code", "Object");
   LOG_STEP step;
   for (const XML_NODE *node = childNamed(log, "Operation"); node != nullptr; node = nextSame(node)) {
     readStep(node, &step);
     countStep(step, counts);
-    say(host, u"%4d  %-20a  ", counts->Steps, orNone(step.Name));
+    say(host, "%4d  %-20a  ", counts->Steps, orNone(step.Name));
     sayMarked(host, orNone(step.Result), 8);
-    say(host, u"  %-20a  %a\n", step.Status == EFI_SUCCESS ? "-" : statusWords(step.Status), orNone(step.Object.Text));
+    say(host, "  %-20a  %a\n", step.Status == EFI_SUCCESS ? "-" : statusWords(step.Status), orNone(step.Object.Text));
   }
 }
 

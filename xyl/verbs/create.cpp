@@ -16,7 +16,7 @@ static XYL_RESULT readValue(const XYL_CONTEXT &context, XYL_OPTION_ID option, co
   if (meant == VALUE_NOT_FOUND || (meant & mask) == 0) {
     WORD_LIST names = {};
     appendNames(names, table, mask);
-    complain(context.Host, u"%a cannot be '%a' here; it is one of %a", g_xylOptions[option].Long, text, names.Text);
+    complain(context.Host, "%a cannot be '%a' here; it is one of %a", g_xylOptions[option].Long, text, names.Text);
     return wrongUsage();
   }
   *value = static_cast<UINT32>(meant);
@@ -28,13 +28,13 @@ static XYL_RESULT readLevel(const XYL_CONTEXT &context, const RAID_ADAPTER_RECOR
   if (!hasOption(context, XYL_OPTION_LEVEL)) {
     WORD_LIST names = {};
     appendNames(names, g_raidLevelTable, adapter.SupportedRAIDLevels);
-    complain(context.Host, u"give --level LEVEL, one of %a", orNone(names.Text));
+    complain(context.Host, "give --level LEVEL, one of %a", orNone(names.Text));
     return wrongUsage();
   }
   XYL_RESULT result = readValue(context, XYL_OPTION_LEVEL, g_raidLevelTable, adapter.SupportedRAIDLevels, &level);
   creation->Level = isFailure(result) ? nullptr : levelOf(adapter, level);
   if (!isFailure(result) && creation->Level == nullptr) {
-    complain(context.Host, u"the controller does not describe %a", GetNameFromValue(level, g_raidLevelTable));
+    complain(context.Host, "the controller does not describe %a", GetNameFromValue(level, g_raidLevelTable));
     return failed(EFI_UNSUPPORTED);
   }
   return result;
@@ -52,13 +52,13 @@ static XYL_RESULT readCacheWord(const XYL_CONTEXT &context, const CHAR8 *word, C
     for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
       appendNames(names, g_cachePolicyGroups.Rows[i].Names, available);
     }
-    complain(context.Host, u"--cache cannot be '%a' here; there are %a", word, orNone(names.Text));
+    complain(context.Host, "--cache cannot be '%a' here; there are %a", word, orNone(names.Text));
     return wrongUsage();
   }
   for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
     UINT32 group = g_cachePolicyGroups.Rows[i].Mask;
     if ((meaning.Value & group) != 0 && (creation->Cache & group) != 0) {
-      complain(context.Host, u"--cache has two words of one kind, of which the second is '%a'", word);
+      complain(context.Host, "--cache has two words of one kind, of which the second is '%a'", word);
       return wrongUsage();
     }
   }
@@ -87,7 +87,7 @@ static XYL_RESULT readSize(const XYL_CONTEXT &context, CREATION *creation) {
   const CHAR8 *text = context.Request->Options[XYL_OPTION_SIZE];
   creation->Size = text != nullptr ? parseSize(text) : 0;
   if (text != nullptr && creation->Size == 0) {
-    complain(context.Host, u"'%a' is no size; write it as 600GB, 1.2TB or in bytes", text);
+    complain(context.Host, "'%a' is no size; write it as 600GB, 1.2TB or in bytes", text);
     return wrongUsage();
   }
   return succeeded();
@@ -98,7 +98,7 @@ static XYL_RESULT checkName(const XYL_CONTEXT &context) {
   const CHAR8 *name = context.Request->Options[XYL_OPTION_NAME];
   for (const CHAR8 *at = name; at != nullptr && *at != 0; ++at) {
     if (*at < ' ' || *at > '~') {
-      complain(context.Host, u"the name '%a' is not plain ASCII", name);
+      complain(context.Host, "the name '%a' is not plain ASCII", name);
       return wrongUsage();
     }
   }
@@ -108,7 +108,7 @@ static XYL_RESULT checkName(const XYL_CONTEXT &context) {
 static XYL_RESULT readCreation(const XYL_CONTEXT &context, const RAID_CONFIG &config, CREATION *creation) {
   const RAID_ADAPTER_RECORD &adapter = *config.adapter;
   if (config.logicalDiskCount >= adapter.MaxLDs) {
-    complain(context.Host, u"the controller holds %d virtual disks, as many as it can; 'xyl delete' makes room",
+    complain(context.Host, "the controller holds %d virtual disks, as many as it can; 'xyl delete' makes room",
              config.logicalDiskCount);
     return refused();
   }

@@ -66,7 +66,7 @@ XYL_RESULT checkCount(const XYL_CONTEXT &context, const RAID_ADAPTER_RECORD &ada
   *layout = {};
   const CHAR8 *name = GetNameFromValue(level.RAIDLevel, g_raidLevelTable);
   if (count < level.MinDisks || count > level.MaxDisks) {
-    complain(context.Host, u"%a takes %d to %d disks here, not %d", name, level.MinDisks, level.MaxDisks, count);
+    complain(context.Host, "%a takes %d to %d disks here, not %d", name, level.MinDisks, level.MaxDisks, count);
     return failed(EFI_INVALID_PARAMETER);
   }
   const LEVEL_RULE *rule = ruleOf(level.RAIDLevel);
@@ -75,7 +75,7 @@ XYL_RESULT checkCount(const XYL_CONTEXT &context, const RAID_ADAPTER_RECORD &ada
   }
   layout->DataMembers = dataMembers(adapter, *rule, level, count);
   if (layout->DataMembers == 0) {
-    complain(context.Host, u"%a needs %a; %d disks cannot be divided so", name,
+    complain(context.Host, "%a needs %a; %d disks cannot be divided so", name,
              rule->Mirrored ? "an even number of disks" : "two or more equal spans", count);
     return failed(EFI_INVALID_PARAMETER);
   }
@@ -146,7 +146,7 @@ XYL_RESULT checkSpareFits(const XYL_CONTEXT &context, const RAID_CONFIG &config,
   }
   const CHAR8 *why = whyNotTogether(volume.RAIDLevelDesc, kinds);
   if (why != nullptr) {
-    complain(context.Host, u"disk %d is no spare for virtual disk %d: %a", disk.ObjectID, volume.ObjectID, why);
+    complain(context.Host, "disk %d is no spare for virtual disk %d: %a", disk.ObjectID, volume.ObjectID, why);
     return failed(EFI_INVALID_PARAMETER);
   }
   const LEVEL_RULE *rule = ruleOf(volume.RAIDLevel);
@@ -154,7 +154,7 @@ XYL_RESULT checkSpareFits(const XYL_CONTEXT &context, const RAID_CONFIG &config,
   if (disk.Size < shareOf(layout, volume.Size)) {
     CHAR8 size[SIZE_TEXT_CAPACITY];
     formatSize(size, shareOf(layout, volume.Size));
-    complain(context.Host, u"disk %d is too small for virtual disk %d, of which each member holds %a", disk.ObjectID,
+    complain(context.Host, "disk %d is too small for virtual disk %d, of which each member holds %a", disk.ObjectID,
              volume.ObjectID, size);
     return failed(EFI_INVALID_PARAMETER);
   }

@@ -109,16 +109,16 @@ static XYL_RESULT chooseOne(const XYL_CONTEXT &context, const RAID_CONFIG &confi
                             const CHAR8 *name, CHOICE *choice) {
   UINT32 place = kind.Find(config, name);
   if (place == SEVERAL) {
-    complain(context.Host, u"'%a' may be several; name the %a by its id", name, kind.Name);
+    complain(context.Host, "'%a' may be several; name the %a by its id", name, kind.Name);
     return notFound();
   }
   if (place == ID_NONE) {
-    complain(context.Host, u"there is no %a '%a'; write %a, as 'xyl show' lists them", kind.Name, name, kind.Names);
+    complain(context.Host, "there is no %a '%a'; write %a, as 'xyl show' lists them", kind.Name, name, kind.Names);
     return notFound();
   }
   for (UINT32 i = 0; i < choice->Count; ++i) {
     if (choice->Places[i] == place) {
-      complain(context.Host, u"%a '%a' is named twice; name it once", kind.Name, name);
+      complain(context.Host, "%a '%a' is named twice; name it once", kind.Name, name);
       return wrongUsage();
     }
   }
@@ -129,7 +129,7 @@ static XYL_RESULT chooseOne(const XYL_CONTEXT &context, const RAID_CONFIG &confi
 static XYL_RESULT chooseAll(const XYL_CONTEXT &context, const RAID_CONFIG &config, const OBJECT_KIND &kind,
                             UINT32 count, const CHAR8 *names, CHOICE *choice) {
   if (!makeChoice(choice, count)) {
-    complain(context.Host, u"there is not enough memory");
+    complain(context.Host, "there is not enough memory");
     return failed(EFI_OUT_OF_RESOURCES);
   }
   ITEM item;

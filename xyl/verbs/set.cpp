@@ -43,7 +43,7 @@ static XYL_RESULT complainOfName(const XYL_CONTEXT &context, const RAID_ADAPTER_
       append(names, ", ", rate);
     }
   }
-  complain(context.Host, u"the adapter has no %a '%a' to set; it has %a", isRate ? "rate" : "mode", name,
+  complain(context.Host, "the adapter has no %a '%a' to set; it has %a", isRate ? "rate" : "mode", name,
            orNone(names.Text));
   return refused();
 }
@@ -62,7 +62,7 @@ static XYL_RESULT setRate(const XYL_CONTEXT &context, const CHAR8 *name, const C
   }
   UINT64 number = parseDecimal(value);
   if (number > 0x7F) {
-    complain(context.Host, u"a rate is a number from 0 to 127, not %a", value);
+    complain(context.Host, "a rate is a number from 0 to 127, not %a", value);
     return wrongUsage();
   }
   settings->Adapter.Rates[meaning.Value].EditableValue =
@@ -88,7 +88,7 @@ static XYL_RESULT setMode(const XYL_CONTEXT &context, const CHAR8 *name, const C
   if (meant == VALUE_NOT_FOUND) {
     WORD_LIST names = {};
     appendNames(names, table);
-    complain(context.Host, u"%a cannot be '%a'; it is one of %a", row.Element, value, names.Text);
+    complain(context.Host, "%a cannot be '%a'; it is one of %a", row.Element, value, names.Text);
     return wrongUsage();
   }
   UINT64 bits = row.Format == FORMAT_MARK && meant != 0 ? row.Mask : meant;
@@ -107,7 +107,7 @@ static XYL_RESULT readSetting(const XYL_CONTEXT &context, const CHAR8 *word, SET
     ++length;
   }
   if (word[length] != '=' || length == 0) {
-    complain(context.Host, u"'%a' is no setting; write NAME=VALUE", word);
+    complain(context.Host, "'%a' is no setting; write NAME=VALUE", word);
     return wrongUsage();
   }
   const CHAR8 *value = word + length + 1;

@@ -58,13 +58,13 @@ void putSpareChange(CHANGE_WRITER *writer, const RAID_CONFIG &config, const SPAR
 static XYL_RESULT checkSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, const RAID_PD_RECORD &disk,
                              const CHOICE &volumes, UINT64 kind) {
   if (kind == RAID_HOTSPARE_NONE && disk.Hotspare == RAID_HOTSPARE_NONE) {
-    complain(context.Host, u"disk %d is no hot spare", disk.ObjectID);
+    complain(context.Host, "disk %d is no hot spare", disk.ObjectID);
     return refused();
   }
   if (kind != RAID_HOTSPARE_NONE && disk.State != RAID_STATE_READY) {
     WORD_LIST ready = {};
     appendFree(ready, config);
-    complain(context.Host, u"disk %d is %a; a hot spare has to be Ready, as %a", disk.ObjectID, stateOf(disk),
+    complain(context.Host, "disk %d is %a; a hot spare has to be Ready, as %a", disk.ObjectID, stateOf(disk),
              orNone(ready.Text));
     return refused();
   }
@@ -93,7 +93,7 @@ XYL_RESULT buildSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHA
   const CHAR8 *names = context.Request->Options[XYL_OPTION_FOR];
   bool frees = hasOption(context, XYL_OPTION_REMOVE);
   if (names != nullptr && frees) {
-    complain(context.Host, u"--for and --remove exclude each other; give one of them");
+    complain(context.Host, "--for and --remove exclude each other; give one of them");
     return wrongUsage();
   }
   UINT64 kind = names != nullptr ? RAID_HOTSPARE_DEDICATED : RAID_HOTSPARE_GLOBAL;

@@ -47,7 +47,7 @@ static XYL_RESULT build(const XYL_CONTEXT &context, const CONTROLLER &controller
     closeDocument(&writer);
   }
   if (!isFailure(result) && writer.Text.Failed) {
-    complain(context.Host, u"there is not enough memory");
+    complain(context.Host, "there is not enough memory");
     result = failed(EFI_OUT_OF_RESOURCES);
   }
   if (isFailure(result)) {
@@ -82,7 +82,7 @@ XYL_RESULT runIdentifyOf(const XYL_CONTEXT &context) {
     return runVerb(context);
   }
   if (hasOption(context, XYL_OPTION_SHOW)) {
-    complain(context.Host, u"--show goes with a disk");
+    complain(context.Host, "--show goes with a disk");
     return wrongUsage();
   }
   return runIdentify(context);

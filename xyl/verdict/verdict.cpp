@@ -200,7 +200,7 @@ void sayVerdict(const XYL_HOST *host, const VERDICT &verdict) {
       continue;
     }
     isSame = false;
-    say(host, u"%a:\n", g_blames[kind].Words);
+    say(host, "%a:\n", g_blames[kind].Words);
     for (UINT32 i = 0; i < verdict.Differences.Count; ++i) {
       if (verdict.Blames[i] == kind) {
         sayText(host, "  ");
@@ -209,7 +209,7 @@ void sayVerdict(const XYL_HOST *host, const VERDICT &verdict) {
     }
   }
   if (isSame) {
-    say(host, u"the controller is as it was saved\n");
+    say(host, "the controller is as it was saved\n");
   }
 }
 
