@@ -251,20 +251,20 @@ const XYL_COMMAND g_xylCommands[] = {
      "xyl report saved.xml -o report.html\nxyl report monday.xml tuesday.xml -o report.html\n"
      "xyl report saved.xml log.xml after.xml -o report.html\nxyl report --preset demo -o report.html",
      "", nullptr},
-#endif
-
     {"redfish", "[SAVED.xml] DIRECTORY | METHOD URI [SAVED.xml]", 1, 3,
      ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE) | OPTION(INCOMPLETE) | OPTION(REQUEST), PLAIN_OUTCOMES,
      XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false, "writes a configuration as Redfish resources, or a request as changes",
      "Writes the resources of a Redfish service that tells the configuration to DIRECTORY/redfish, an index.json each, "
      "of\n"
-     "SAVED.xml or, without it, of the controller. With --request it writes the change document that does what a POST,\n"
+     "SAVED.xml or, without it, of the controller. With --request it writes the change document that does what a "
+     "POST,\n"
      "PATCH or DELETE asks for; BODY.json is the request's body, /dev/null for none. A request that cannot be "
      "expressed\n"
      "is refused, and the output is the error body that the service answers. docs/redfish.md tells what maps to what.",
      "xyl redfish saved.xml mockup\nxyl redfish mockup --controller lab.json --force\n"
      "xyl redfish --request body.json PATCH /redfish/v1/Systems/1/Storage/0/Volumes/3 saved.xml -o changes.xml",
      "", nullptr},
+#endif
 
     {"log", "", 0, 0, WORLD | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_NOTHING, false,
      "shows the log lines that the log provider kept",

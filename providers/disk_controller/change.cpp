@@ -18,19 +18,19 @@ static UINT32 levelOf(EFI_STATUS status) {
 EFI_STATUS refuseDisk(const VIEW &view, UINT32 disk, const CHAR8 *why, EFI_STATUS status) {
   CHAR16 fqdd[NAME_CAPACITY];
   diskFqdd(view, disk, fqdd);
-  LogPrint(levelOf(status), RAID_DISKS, u"%s: %a (%r)", fqdd, why, status);
+  LogPrint(levelOf(status), RAID_DISKS, "%s: %a (%r)", fqdd, why, status);
   return status;
 }
 
 EFI_STATUS refuse(const CHAR8 *why, EFI_STATUS status) {
-  LogPrint(levelOf(status), RAID_DISKS, u"%a (%r)", why, status);
+  LogPrint(levelOf(status), RAID_DISKS, "%a (%r)", why, status);
   return status;
 }
 
 void tellDisk(const VIEW &view, UINT32 disk, const CHAR8 *what) {
   CHAR16 fqdd[NAME_CAPACITY];
   diskFqdd(view, disk, fqdd);
-  LogPrint(LOG_WARN, RAID_DISKS, u"%s: %a", fqdd, what);
+  LogPrint(LOG_WARN, RAID_DISKS, "%s: %a", fqdd, what);
 }
 
 static void tellTrouble(const CHANGE &change, EFI_STATUS status) {

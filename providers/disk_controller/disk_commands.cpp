@@ -31,7 +31,7 @@ static EFI_STATUS failMember(CHANGE *change, const DDF_SET *set, UINT32 pd, UINT
     status = ddfFailDisk(&change->Writer, setNumber(change->View, set), pd);
   }
   if (!EFI_ERROR(status)) {
-    LogPrint(LOG_WARN, RAID_DISKS, u"disk %u of its set is marked as failed%a", pd,
+    LogPrint(LOG_WARN, RAID_DISKS, "disk %u of its set is marked as failed%a", pd,
              disk == DDF_NONE ? " and missing" : "");
   }
   return status;
@@ -98,7 +98,7 @@ static void tellMissing(const VIEW &view, const DDF_SET &set) {
   for (UINT32 i = 0; i < set.pdCount; ++i) {
     const DDF_PD &pd = set.pds[i];
     if (pd.disk == DDF_NONE && pd.partCount != 0 && (pd.entry->state & DDF_PD_FAILED) == 0) {
-      LogPrint(LOG_WARN, RAID_DISKS, u"disk %u is missing and not marked as failed, so no spare replaces it",
+      LogPrint(LOG_WARN, RAID_DISKS, "disk %u is missing and not marked as failed, so no spare replaces it",
                diskIdOf(view, set, i));
     }
   }

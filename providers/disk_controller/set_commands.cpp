@@ -132,7 +132,7 @@ EFI_STATUS changeAdapter(DISK_CONTROLLER *controller, const RAID_ADAPTER_RECORD 
     controller->Settings = settings;
   }
   if (!EFI_ERROR(status) && isNew && sets.Count == 0) {
-    LogPrint(LOG_WARN, RAID_DISKS, u"no set keeps the settings; they last until the machine restarts");
+    LogPrint(LOG_WARN, RAID_DISKS, "no set keeps the settings; they last until the machine restarts");
   }
   poolFree(sets.Items);
   return status;

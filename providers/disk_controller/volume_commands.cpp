@@ -11,7 +11,7 @@
 static void tellVolume(const CHAR8 (&name)[16], const CHAR8 *what) {
   CHAR8 text[sizeof(name) + 1] = {};
   copyBytes(text, name, sizeof(name));
-  LogPrint(LOG_WARN, RAID_DISKS, u"virtual disk %a: %a", static_cast<const CHAR8 *>(text), what);
+  LogPrint(LOG_WARN, RAID_DISKS, "virtual disk %a: %a", static_cast<const CHAR8 *>(text), what);
 }
 
 // --- Create ---

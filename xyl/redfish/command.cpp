@@ -41,7 +41,7 @@ static XYL_RESULT readSource(const XYL_CONTEXT &context, const CHAR8 *file, REDF
     result = parseTree(context, name, source->document.Text, &source->root);
   }
   if (!isFailure(result) && adapterOf(source->root) == nullptr) {
-    complain(context.Host, u"%a has no adapter, so it is no configuration document", name);
+    complain(context.Host, "%a has no adapter, so it is no configuration document", name);
     result = failed(EFI_INVALID_PARAMETER);
   }
   return result;
@@ -49,12 +49,12 @@ static XYL_RESULT readSource(const XYL_CONTEXT &context, const CHAR8 *file, REDF
 
 static XYL_RESULT writeTree(const XYL_CONTEXT &context, const REDFISH_MODEL &model, const CHAR8 *directory) {
   if (hasOption(context, XYL_OPTION_OUTPUT)) {
-    complain(context.Host, u"--output goes with --request; the resources are written to a directory");
+    complain(context.Host, "--output goes with --request; the resources are written to a directory");
     return wrongUsage();
   }
   REDFISH_RESOURCES resources = makeResources(model);
   writeMockup(directory, resources, hasOption(context, XYL_OPTION_FORCE));
-  say(context.Host, u"%d resources in %a/redfish\n", static_cast<UINT32>(resources.size()), directory);
+  say(context.Host, "%d resources in %a/redfish\n", static_cast<UINT32>(resources.size()), directory);
   return succeeded();
 }
 
@@ -63,7 +63,7 @@ static XYL_RESULT tellRefusal(const XYL_CONTEXT &context, const REDFISH_REFUSAL 
   std::string body = errorBody(refusal).dump(2) + "\n";
   context.Host->WriteOut(context.Host, body.c_str(), body.size());
   const REDFISH_PROBLEM &first = refusal.problems[0];
-  complain(context.Host, u"%a", problemText(first).c_str());
+  complain(context.Host, "%a", problemText(first).c_str());
   return std::string(first.key) == "ResourceMissingAtURI" ? notFound() : failed(EFI_INVALID_PARAMETER);
 }
 
@@ -71,7 +71,7 @@ static XYL_RESULT writeChanges(const XYL_CONTEXT &context, CHANGE_WRITER *writer
   closeDocument(writer);
   const CHAR8 *file = context.Request->Options[XYL_OPTION_OUTPUT];
   if (writer->Text.Failed) {
-    complain(context.Host, u"there is not enough memory");
+    complain(context.Host, "there is not enough memory");
     return failed(EFI_OUT_OF_RESOURCES);
   }
   if (file != nullptr) {
@@ -112,8 +112,8 @@ XYL_RESULT runRedfish(const XYL_CONTEXT &context) {
   const XYL_REQUEST &request = *context.Request;
   UINTN own = ownOperands(request);
   if (request.OperandCount < own || request.OperandCount > own + 1) {
-    complain(context.Host, own == 1 ? u"write 'xyl redfish [SAVED.xml] DIRECTORY', or METHOD and URI with --request"
-                                    : u"--request wants METHOD URI [SAVED.xml]");
+    complain(context.Host, own == 1 ? "write 'xyl redfish [SAVED.xml] DIRECTORY', or METHOD and URI with --request"
+                                    : "--request wants METHOD URI [SAVED.xml]");
     return wrongUsage();
   }
   bool isLive = redfishNeedsController(request);
