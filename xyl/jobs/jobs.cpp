@@ -19,7 +19,7 @@ struct READER {
 };
 
 static void mistake(READER *reader, const CHAR8 *what, const CHAR8 *which = "") {
-  complain(reader->Host, u"job file, line %d: %a%a", reader->Number, what, which);
+  complain(reader->Host, "job file, line %d: %a%a", reader->Number, what, which);
   reader->HasMistake = true;
 }
 

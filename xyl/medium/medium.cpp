@@ -7,10 +7,10 @@
 static void showJobs(const XYL_HOST &host, const JOB_FILE &jobs) {
   for (UINT32 i = 0; i < jobs.Lines.count; ++i) {
     const JOB_LINE &line = jobs.Lines.items[i];
-    say(&host, u"%4d  %-10a  %a\n", line.Number, g_jobConditions[line.Condition], textOf(line.Text));
+    say(&host, "%4d  %-10a  %a\n", line.Number, g_jobConditions[line.Condition], textOf(line.Text));
   }
   if (jobs.Again) {
-    say(&host, u"Runs at every boot.\n");
+    say(&host, "Runs at every boot.\n");
   }
 }
 
@@ -18,7 +18,7 @@ static XYL_RESULT checkJobs(const XYL_HOST &host, const XYL_REQUEST &request) {
   std::string content;
   EFI_STATUS status = readHostFile(request.Operands[0], &content);
   if (EFI_ERROR(status)) {
-    complain(&host, u"cannot read '%a': %a", request.Operands[0], statusWords(status));
+    complain(&host, "cannot read '%a': %a", request.Operands[0], statusWords(status));
     return status == EFI_NOT_FOUND ? notFound() : failed(status);
   }
   static constexpr JOB_NAME rows[] = {{"SERIAL", nullptr}, {"UUID", nullptr}}; // the machine will know

@@ -113,7 +113,7 @@ XYL_RESULT runUnpack(const XYL_HOST &host, const XYL_REQUEST &request) {
   std::string content;
   EFI_STATUS status = readHostFile(log, &content);
   if (EFI_ERROR(status)) {
-    complain(&host, u"cannot read '%a': %a", log, statusWords(status));
+    complain(&host, "cannot read '%a': %a", log, statusWords(status));
     return status == EFI_NOT_FOUND ? notFound() : failed(status);
   }
   FILE_REPLACES replaces = request.Options[XYL_OPTION_FORCE] != nullptr ? FILE_REPLACES_OLD : FILE_REPLACES_NONE;
@@ -126,14 +126,14 @@ XYL_RESULT runUnpack(const XYL_HOST &host, const XYL_REQUEST &request) {
       continue;
     }
     writeFile(path, file.content, replaces);
-    say(&host, u"%10lu  %a\n", UINT64{file.content.size()}, path.c_str());
+    say(&host, "%10lu  %a\n", UINT64{file.content.size()}, path.c_str());
   }
   if (files.empty()) {
-    complain(&host, u"there are no results in '%a'", log);
+    complain(&host, "there are no results in '%a'", log);
     return notFound();
   }
   if (!damaged.empty()) {
-    complain(&host, u"these came cut or changed, and were left out: %a", damaged.c_str());
+    complain(&host, "these came cut or changed, and were left out: %a", damaged.c_str());
     return failed(EFI_VOLUME_CORRUPTED);
   }
   return succeeded();

@@ -177,7 +177,7 @@ EFI_STATUS loadDrivers(const XYL_HOST *host, EFI_HANDLE image, POOL_ARRAY<MEDIUM
     if (EFI_ERROR(driver.Status)) {
       CHAR8 name[sizeof(driver.Name) / 2];
       textNarrow(name, driver.Name, sizeof(name) - 1);
-      complain(host, u"driver %a: %a", name, statusWords(driver.Status));
+      complain(host, "driver %a: %a", name, statusWords(driver.Status));
     }
   }
   connectAll();

@@ -60,7 +60,7 @@ static EFI_STATUS runLine(JOB_RUN *run, UINT32 index) {
   if (EFI_ERROR(status)) {
     return status;
   }
-  say(run->Host, u"==> %d/%d %a\n", index + 1, run->File.Lines.count, textOf(line.Text));
+  say(run->Host, "==> %d/%d %a\n", index + 1, run->File.Lines.count, textOf(line.Text));
   freeText(&medium->Printed);
   record->Result = runCommand(run->Host, line, record);
   record->Printed = medium->Printed;
@@ -69,7 +69,7 @@ static EFI_STATUS runLine(JOB_RUN *run, UINT32 index) {
   EFI_TIME now;
   readClock(&now);
   record->Seconds = secondsOf(now) - secondsOf(record->Started);
-  say(run->Host, u"==> %d/%d %a, exit code %d, %a, %ld s\n", index + 1, run->File.Lines.count,
+  say(run->Host, "==> %d/%d %a, exit code %d, %a, %ld s\n", index + 1, run->File.Lines.count,
       outcomeWord(record->Result.Outcome), static_cast<UINT32>(record->Result.Outcome),
       statusWords(record->Result.Status), record->Seconds);
   freeText(&medium->Printed);
@@ -116,7 +116,7 @@ static EFI_STATUS readJobFile(JOB_RUN *run) {
   UINTN size = 0;
   EFI_STATUS status = run->Host->ReadFile(run->Host, JOBS_NAME, &text, &size);
   if (EFI_ERROR(status)) {
-    complain(run->Host, u"cannot read '\\raidxyl\\%a': %a", JOBS_NAME, statusWords(status));
+    complain(run->Host, "cannot read '\\raidxyl\\%a': %a", JOBS_NAME, statusWords(status));
     return status;
   }
   formatHex(run->Job, crc32Of(text, size), 8);
@@ -144,13 +144,13 @@ static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
   }
   if (hasResult(*run) && !run->File.Again) {
     complain(run->Host,
-             u"this job has run, or begun to, and \\raidxyl\\%a tells what came of it. Without that file, or "
-             u"with the line 'again' in %a, it runs anew",
+             "this job has run, or begun to, and \\raidxyl\\%a tells what came of it. Without that file, or "
+             "with the line 'again' in %a, it runs anew",
              RESULT_NAME, JOBS_NAME);
     return EFI_ALREADY_STARTED;
   }
   if (isRefused) {
-    complain(run->Host, u"the job file has mistakes; nothing was run");
+    complain(run->Host, "the job file has mistakes; nothing was run");
     run->State = "refused";
     writeResult(*run);
     return status;
@@ -213,7 +213,7 @@ extern "C" EFI_STATUS EFIAPI MediumEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *sys
   run.Host = &host;
   status = runJob(image, &run);
   bool isDone = !EFI_ERROR(status);
-  say(&host, u"==> %a\n", isDone ? g_jobEnds[run.End] : "return");
+  say(&host, "==> %a\n", isDone ? g_jobEnds[run.End] : "return");
   JOB_END end = run.End;
   freeRun(&run);
   closeMedium(&medium);

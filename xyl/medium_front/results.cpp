@@ -122,7 +122,7 @@ EFI_STATUS writeResult(const JOB_RUN &run) {
   writeDocument(&json, run);
   EFI_STATUS status = writeOnMedium(run.Host, RESULT_NAME, text);
   if (EFI_ERROR(status)) {
-    complain(run.Host, u"cannot write '%a': %a", RESULT_NAME, statusWords(status));
+    complain(run.Host, "cannot write '%a': %a", RESULT_NAME, statusWords(status));
   }
   freeText(&text);
   return status;

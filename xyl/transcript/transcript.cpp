@@ -51,7 +51,7 @@ static void sayBody(const XYL_HOST *host, const CHAR8 *at, const CHAR8 *end) {
 }
 
 void sayFile(const XYL_HOST *host, const CHAR8 *name, const CHAR8 *data, UINTN size) {
-  say(host, u"%a%a\n", TRANSCRIPT_FILE, name);
+  say(host, "%a%a\n", TRANSCRIPT_FILE, name);
   sayBody(host, data, data + size);
-  say(host, u"%a%lu %08X\n", TRANSCRIPT_END, size, crc32Of(data, size));
+  say(host, "%a%lu %08X\n", TRANSCRIPT_END, size, crc32Of(data, size));
 }
