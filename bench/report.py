@@ -10,6 +10,8 @@ import pathlib
 import re
 import sys
 
+import sizes
+
 PEERS = ["pugixml", "tinyxml2", "libxml2"]
 CPU = {"x64": "x86-64", "aarch64": "AArch64"}
 
@@ -135,30 +137,10 @@ def read_firmware(folder):
 def image_part(builds):
     rows = []
     for build in builds:
-        images = build.parent / ("efi" if build.name == "efi-x64" else build.name)
-        for image in ["RaidXyl", "XmlService", "DebugLog", "RaidSim", "xyl"]:
-            rooms, sections = read_map(build / f"{image}.map")
-            driven = sorted(rooms.items(), key=lambda item: -item[1])[:4]
-            rows.append([f"{build.name}, {image}", f"{(images / (image + '.efi')).stat().st_size:,}",
-                         f"{sections['.text']:,}", f"{sections['.rdata']:,}",
-                         ", ".join(f"{room} {size:,}" for room, size in driven)])
-    return table(["build, image", "file", "code", "read-only data", "largest rooms (code and tables)"], rows)
-
-
-def read_map(path):
-    """Bytes by room, and by section; texts of literals belong to no room."""
-    rooms, sections = collections.Counter(), {}
-    for line in path.read_text().splitlines():
-        entry = re.match(r"[0-9a-f]{8} ([0-9a-f]{8}) +\d+ (.*)", line)
-        if not entry:
-            continue
-        size, rest = int(entry[1], 16), entry[2].strip()
-        room = re.search(r"room_(\w+)\.dir/.*:\((?:\.text|\.rdata|\.data)", rest)
-        if room:
-            rooms[room[1]] += size
-        elif rest.startswith("."):
-            sections[rest] = size
-    return rooms, sections
+        for image, size, code, constants, rooms in sizes.measure(build):
+            largest = ", ".join(f"{room} {count:,}" for room, count in rooms.most_common(6))
+            rows.append([f"{build.name}, {image}", f"{size:,}", f"{code:,}", f"{constants:,}", largest])
+    return table(["build, image", "file", "code", "read-only data", "where most of them are"], rows)
 
 
 def main():
