@@ -17,7 +17,7 @@ SOURCE = pathlib.Path(__file__).resolve().parents[2]
 # The tests, quick ones first: (name, what to build, what to run; %b is the build folder, %s the sources).
 STAGES = [(name, ["test_" + name], ["%b/tests/test_" + name, "--gtest_fail_fast"])
           for name in ("base xml request restore inventory live xml_service unload_guard binding debug_log host_firmware "
-                       "sim_controller ddf disk_controller schema examples sweeps xyl").split()]
+                       "sim_controller ddf disk_controller power_cuts schema examples sweeps xyl").split()]
 STAGES += [("fuzz.replay", ["fuzz_replay"], ["%b/fuzz/fuzz_replay", "%s/fuzz/corpus"]),
            ("report.pages", ["xyl"], [sys.executable, "%s/tests/report/page_test.py", "%b/xyl/xyl"]),
            ("schema.made", ["make_schemas"], ["%s/tests/schema/check_made.sh", "schemas", "%b/schema/make_schemas",
@@ -28,7 +28,7 @@ STAGES += [("fuzz.replay", ["fuzz_replay"], ["%b/fuzz/fuzz_replay", "%s/fuzz/cor
 LIKELY = {"driver/controller/": "live binding", "driver/xml/": "xml inventory", "driver/inventory/": "inventory live",
           "driver/request/": "request live", "driver/restore/": "restore live", "driver/live/": "live restore",
           "driver/binding/": "binding", "providers/xml_service/": "xml_service",
-          "providers/unload_guard/": "unload_guard", "providers/ddf/": "ddf", "providers/ddf_change/": "ddf",
+          "providers/unload_guard/": "unload_guard", "providers/ddf/": "ddf", "providers/ddf_change/": "power_cuts ddf",
           "providers/disk_controller/": "disk_controller", "xyl/": "xyl"}
 
 # The sanitizers judge; a fault that takes ever more memory must not take the machine's.

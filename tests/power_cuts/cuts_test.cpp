@@ -9,8 +9,8 @@
 
 namespace {
 
-// What the disks hold at first: nothing; on the first two a small set with a mirror, "volume"; the same, and what comes
-// before the story has not reached the second disk; or what mdadm wrote.
+// What the disks hold at first: nothing; on the first two a small set with a mirror, "volume"; the same, and the
+// last order before the story was cut when just the first disk's one copy had it; or what mdadm wrote.
 #define FRESH "fresh"
 #define SMALL "small"
 #define BEHIND "behind"
@@ -118,16 +118,30 @@ TEXTS namesOf(const READING &reading) {
   return names;
 }
 
+// The first state of a cut that counts as done.
+DISKS justDone(const DISKS &before, const Recorder &recorder) {
+  DISKS done = recorder.disks, just;
+  std::string text = readAsWe(done).text();
+  forEachCut(before, recorder.log, [&](DISKS &disks, CUT cut) {
+    if (just.empty() && cut == CUT_DURABLE && readAsWe(disks).text() == text) {
+      just = disks;
+    }
+  });
+  return just;
+}
+
 class Proof {
 public:
   explicit Proof(const STORY &story) : story_(story), rig_(disksOf(story)) {
-    SPARSE_DISK behind = rig_.recorder.disks[1];
+    DISKS start;
     for (const ORDER &order : story.before) {
+      start = rig_.recorder.disks;
+      rig_.recorder.begin(start);
       EXPECT_EQ(name(rig_.run(order)), name(EFI_SUCCESS)) << rig_.log();
     }
     saved_ = rig_.get().text;
     if (std::string(story.start) == BEHIND) {
-      rig_.recorder.disks[1] = behind;
+      rig_.recorder.disks = justDone(start, rig_.recorder);
     }
     before_ = rig_.recorder.disks;
     addStage();
@@ -317,7 +331,7 @@ TEST_P(PowerCuts, OldOrNew) {
   }
 }
 
-// Of fresh disks and small sets.
+// Of fresh disks and small sets that are as new everywhere.
 class Faults : public testing::TestWithParam<STORY> {};
 
 TEST_P(Faults, CallsFail) {
@@ -340,8 +354,9 @@ TEST_P(Faults, DisksVanish) {
 
 std::vector<STORY> storiesOfFaults() {
   std::vector<STORY> stories;
-  std::copy_if(std::begin(g_stories), std::end(g_stories), std::back_inserter(stories),
-               [](const STORY &story) { return story.disks != 0 && !story.orders.empty(); });
+  std::copy_if(std::begin(g_stories), std::end(g_stories), std::back_inserter(stories), [](const STORY &story) {
+    return story.disks != 0 && !story.orders.empty() && std::string(story.start) != BEHIND;
+  });
   return stories;
 }
 
