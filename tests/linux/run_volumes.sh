@@ -7,7 +7,6 @@ here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
 xyl=${XYL:-$root/build/release/xyl/xyl}
 work=$root/build/linux/volumes
-cuts=4
 
 fail() { echo "linux: $*"; exit 1; }
 images() { for name in "$@"; do rm -f "$name" && truncate -s 128M "$name"; done; }
@@ -77,7 +76,7 @@ done
 for port in 0 1 2; do machine="$machine -device ide-hd,bus=ahci.$port,drive=df$port,serial=SATA-$port"; done
 for slot in 0 1; do machine="$machine -device nvme,drive=dv$slot,serial=NVME-$slot,addr=1$slot"; done
 JOBS=$here/create.txt WORK=$work/firmware QEMU_OPTIONS=$machine XYL=$xyl "$root/tests/firmware/run_firmware.sh" x64
-"$here/writes.py" f0.log f1.log f2.log v0.log v1.log -- "$work" "$cuts" "$xyl"
+"$here/writes.py" f0.log f1.log f2.log v0.log v1.log -- "$work" "$xyl"
 
 # --- Linux uses them all ---
 
@@ -98,24 +97,28 @@ grep -q '1025000 .* Failed' show.txt || fail "the disk that failed in Linux is n
 
 "$xyl" delete $("$xyl" show --json $level_options | sed -n 's/^ *"FQDD": "\(Disk.Virtual.[0-9]*\)".*/\1/p') --yes \
   $level_options
-disks=
 letters="h i j k l m n o p q r s t u v w x y z"
-CUTS=
-for cut in $(seq 0 $((cuts - 1))); do
+cuts= disks=
+while IFS='|' read -r images _; do
   group=
-  for name in f0 f1 f2; do
-    disks="$disks cut$cut-$name"
+  for image in $images; do
     group="$group${group:+,}vd${letters%% *}"
     letters=${letters#* }
   done
-  CUTS="$CUTS $group"
-done
+  cuts="$cuts $group"
+  disks="$disks $images"
+done <cuts.txt
 {
-  echo "EMPTY='vda vdb vdc vdd vde vdf vdg' CUTS='$CUTS'"
+  echo "EMPTY='vda vdb vdc vdd vde vdf vdg' CUTS='$cuts'"
   cat "$here/jobs/after.sh"
 } >after.sh
 "$here/boot.sh" "$work/after" after.sh $levels $disks
-cat after/results.txt
 grep -q -x 'deleted:' after/results.txt || fail "Linux finds virtual disks that were deleted"
-[ "$(grep -c -x -e 'cut [0-9]*:' -e 'cut [0-9]*: ahci_0' after/results.txt)" = "$cuts" ] ||
-  fail "after a cut Linux finds neither the old nor the new"
+number=0
+while IFS='|' read -r images old new; do
+  found=$(sed -n "s/^cut $number: *//p" after/results.txt | sed 's/_0//g')
+  echo "linux: cut $number, $images: Linux finds \"$found\", before \"$old\", after \"$new\""
+  grep -q "^cut $number:" after/results.txt || fail "Linux did not come to cut $number"
+  [ "$found" = "$old" ] || [ "$found" = "$new" ] || fail "that is neither"
+  number=$((number + 1))
+done <cuts.txt

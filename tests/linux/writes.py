@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""writes.py LOG... -- FOLDER KEPT XYL: recordings of what reached disks while virtual disks were created (QEMU's
+"""writes.py LOG... -- FOLDER XYL: recordings of what reached disks while virtual disks were created and deleted (QEMU's
 blklogwrites). Checks that behind what --wipe wrote flushes lie between the steps of every change; then brings the disks,
 image after image, into every state in between, in which the client XYL has to find the virtual disks that were there
-before a change or those after it. KEPT states around the first one are left in FOLDER/cutN-DISK for others to look at."""
+before a change or those after it. Some states are left in FOLDER/cutN-DISK for Linux to look at; FOLDER/cuts.txt has a
+line for each: its images, the virtual disks before and those after it."""
 import json
 import re
 import struct
@@ -16,6 +17,7 @@ HEADER = b"\xde\x11\xde\x11"
 
 class Disk:
     def __init__(self, path):
+        self.path = path[: -len(".log")]
         self.name = path.rsplit("/", 1)[-1].split(".")[0]
         self.size = 128 << 20
         self.writes = []  # (sector, bytes) or None for a flush
@@ -33,29 +35,39 @@ class Disk:
 
     def letters(self):
         """Each write as a letter: o s c an opened header, sections, a closed header of the secondary copy, O S C of the
-        primary one, a the anchor, x anything else; f a flush."""
+        primary one, a the anchor, z the anchor made blank, x anything else; f a flush."""
         text, copy = "", ""
         for write in self.writes:
             if write is None:
                 text += "f"
                 continue
-            data = write[1]
+            sector, data = write
             if data[:4] == HEADER:
                 copy = {0: "a", 1: "C", 2: "c"}[data[112]]
                 text += copy if data[48] != 1 else {"C": "O", "c": "o"}[copy]
+            elif sector == self.size // SECTOR - 1 and copy:
+                text += "z"
             else:
                 text += {"c": "s", "C": "S"}.get(copy, "x")
         return text
 
     def changes(self):
-        """[(sequence, first write, end)] of the changes, the anchor within the one that it ends."""
-        starts = [at for at, letter in enumerate(self.letters()) if letter == "o"] + [len(self.writes)]
+        """[(sequence, rank, first write, end)] of the changes, the anchor within the one that it ends. A disk leaves its
+        set when the others have it no more, which is their next change, and may come back to that."""
+        letters = self.letters()
+        starts = [at for at, letter in enumerate(letters) if letter in "oz"] + [len(letters)]
+        sequence = left = 0
         for start, end in zip(starts, starts[1:]):
-            closed = next(at for at in range(start, end) if self.letters()[at] == "c")
-            yield struct.unpack(">I", self.writes[closed][1][40:44])[0], start, end
+            if letters[start] == "z":
+                left = sequence + 1
+                yield left, 1, start, end
+                continue
+            closed = letters.index("c", start)
+            sequence = struct.unpack(">I", self.writes[closed][1][40:44])[0]
+            yield sequence, 2 if sequence == left else 0, start, end
 
 
-CHANGE = re.compile(r"(of+s+f+cf+Of+S+f+Cf+(af+)?)+")
+CHANGE = re.compile(r"(of+s+f+cf+Of+S+f+Cf+(af+)?(zf+)?)+")
 
 
 def check_order(disk):
@@ -92,12 +104,12 @@ def replay(disks, paths, steps, look):
 def main():
     split = sys.argv.index("--")
     disks = [Disk(path) for path in sys.argv[1:split]]
-    folder, kept, xyl = sys.argv[split + 1 :]
+    folder, xyl = sys.argv[split + 1 :]
     for disk in disks:
         check_order(disk)
-    changes = sorted((sequence, number, start, end) for number, disk in enumerate(disks)
-                     for sequence, start, end in disk.changes())
-    steps = [(number, write) for _, number, start, end in changes for write in disks[number].writes[start:end] if write]
+    changes = sorted((sequence, rank, number, start, end) for number, disk in enumerate(disks)
+                     for sequence, rank, start, end in disk.changes())
+    steps = [(number, write) for _, _, number, start, end in changes for write in disks[number].writes[start:end] if write]
 
     paths = ["%s/replay-%s" % (folder, disk.name) for disk in disks]
     seen = [(0, [])]
@@ -105,22 +117,30 @@ def main():
     def judge(state):
         now = volumes(xyl, paths)
         if now != seen[-1][1]:
-            if not set(seen[-1][1]) < set(now):
+            if len(set(seen[-1][1]) ^ set(now)) != 1:
                 sys.exit("linux: state %d: %s became %s" % (state, seen[-1][1], now))
             seen.append((state, now))
 
     replay(disks, paths, steps, judge)
-    print("linux: %d states in between, which hold %s" % (len(steps), " or ".join(str(now) for _, now in seen)))
-    first = seen[1][0]
-    wanted = [first - 1, first, first + 4, first - 20, first - 40, 60][: int(kept)]
+    if seen[-1][1] != volumes(xyl, [disk.path for disk in disks]):
+        sys.exit("linux: after the last write there are %s" % seen[-1][1])
+    print("linux: %d states in between, which hold %s" % (len(steps), ", ".join(str(now) for _, now in seen)))
+    # A creation and a deletion: the last state before, and one in the midst of the copies behind the first one.
+    wanted = {}
+    for (_, old), (first, new) in list(zip(seen, seen[1:]))[:3:2]:
+        wanted.update({first - 1: (old, new), first + 4: (old, new)})
 
     def keep(state):
         if state in wanted:
-            for disk, path in zip(disks, paths):
-                subprocess.run(["cp", "--sparse=always", path, "%s/cut%d-%s" % (folder, wanted.index(state), disk.name)],
-                               check=True)
+            cut = list(wanted).index(state)
+            there = sorted({number for number, _ in steps[: state + 1]})
+            names = ["cut%d-%s" % (cut, disks[number].name) for number in there]
+            for number, name in zip(there, names):
+                subprocess.run(["cp", "--sparse=always", paths[number], folder + "/" + name], check=True)
+            cuts.write("|".join(" ".join(words) for words in (names, *wanted[state])) + "\n")
 
-    replay(disks, paths, steps[: max(wanted) + 1], keep)
+    with open(folder + "/cuts.txt", "w") as cuts:
+        replay(disks, paths, steps[: max(wanted) + 1], keep)
 
 
 main()
