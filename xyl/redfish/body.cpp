@@ -1,6 +1,7 @@
 #include "xyl/redfish/body.h"
 
 #include <algorithm>
+#include <set>
 
 #define GIVEN_MAX 100 // characters of a value in a message
 
@@ -27,7 +28,7 @@ struct READER {
   REDFISH_REFUSAL refusal = {};
 
   void problem(const char *key, std::vector<std::string> arguments, const std::string &property) {
-    refusal.problems.push_back({key, std::move(arguments), property});
+    refusal.problems->push_back({key, std::move(arguments), property});
   }
 };
 
@@ -47,11 +48,11 @@ static const Json *driveAt(const REDFISH_MODEL &model, const std::string &uri) {
 
 static Json readDrives(READER *reader, const std::string &property, const Json &value) {
   Json ids = Json::array();
+  std::set<UINT64> seen;
   for (const Json &link : value) {
-    std::string uri = link.is_object() ? link.value("@odata.id", Json()).dump() : "\"\"";
-    uri = uri.size() >= 2 && uri.front() == '"' ? uri.substr(1, uri.size() - 2) : "";
-    const Json *drive = driveAt(reader->model, uri);
-    if (drive == nullptr || std::find(ids.begin(), ids.end(), idOf(*drive)) != ids.end()) {
+    const Json *uri = link.is_object() ? memberAt(link, "@odata.id") : nullptr;
+    const Json *drive = uri != nullptr && uri->is_string() ? driveAt(reader->model, uri->get<std::string>()) : nullptr;
+    if (drive == nullptr || !seen.insert(idOf(*drive)).second) {
       reader->problem("PropertyValueNotInList", {givenText(link), property}, property);
       continue;
     }
@@ -110,7 +111,10 @@ static void readValue(READER *reader, const REDFISH_FIELD &field, const Json &va
   if (other != nullptr && other->word != word) {
     return reader->problem("PropertyValueConflict", {property, other->property}, property);
   }
-  reader->wants.byElement[field.element] = {word, property, given};
+  REDFISH_WANT &want = reader->wants.byElement[field.element];
+  want.word = word;
+  want.property = property;
+  want.given = given;
 }
 
 // Annotations tell nothing that is to be done, but for the time to do it at.
@@ -148,7 +152,7 @@ REDFISH_WANTS readBody(const REDFISH_MODEL &model, const Json &body, const REDFI
     refuse("EmptyJSON");
   }
   readMembers(&reader, "", body);
-  if (!reader.refusal.problems.empty()) {
+  if (!reader.refusal.problems->empty()) {
     throw reader.refusal;
   }
   return reader.wants;

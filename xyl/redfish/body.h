@@ -9,7 +9,7 @@
 
 // What a request wants of an element.
 struct REDFISH_WANT {
-  Json word; // as documents have it; a list of ids of drives
+  Json word = Json::array(); // as documents have it; a list of ids of drives
   std::string property;
   std::string given; // the value, for messages
 };

@@ -62,7 +62,7 @@ static XYL_RESULT writeTree(const XYL_CONTEXT &context, const REDFISH_MODEL &mod
 static XYL_RESULT tellRefusal(const XYL_CONTEXT &context, const REDFISH_REFUSAL &refusal) {
   std::string body = errorBody(refusal).dump(2) + "\n";
   context.Host->WriteOut(context.Host, body.c_str(), body.size());
-  const REDFISH_PROBLEM &first = refusal.problems[0];
+  const REDFISH_PROBLEM &first = refusal.problems->front();
   complain(context.Host, "%a", problemText(first).c_str());
   return std::string(first.key) == "ResourceMissingAtURI" ? notFound() : failed(EFI_INVALID_PARAMETER);
 }
@@ -123,6 +123,7 @@ XYL_RESULT runRedfish(const XYL_CONTEXT &context) {
   if (isFailure(result)) {
     return result;
   }
-  REDFISH_MODEL model = readRedfishModel(context.Host, source.root);
+  REDFISH_MODEL model;
+  readRedfishModel(context.Host, source.root, &model);
   return own == 2 ? answerRequest(context, model) : writeTree(context, model, request.Operands[isLive ? 0 : 1]);
 }

@@ -37,7 +37,8 @@ static constexpr MESSAGE_ROW g_messages[] = {
 };
 
 void refuse(const char *key, std::vector<std::string> arguments, const std::string &property) {
-  throw REDFISH_REFUSAL{{{key, std::move(arguments), property}}};
+  std::vector<REDFISH_PROBLEM> problems = {{key, std::move(arguments), property}};
+  throw REDFISH_REFUSAL{std::make_shared<std::vector<REDFISH_PROBLEM>>(std::move(problems))};
 }
 
 std::string problemText(const REDFISH_PROBLEM &problem) {
@@ -60,7 +61,7 @@ std::string problemText(const REDFISH_PROBLEM &problem) {
 
 Json errorBody(const REDFISH_REFUSAL &refusal) {
   Json messages = Json::array();
-  for (const REDFISH_PROBLEM &problem : refusal.problems) {
+  for (const REDFISH_PROBLEM &problem : *refusal.problems) {
     Json message = {{"@odata.type", "#Message.v1_3_0.Message"},
                     {"MessageId", std::string(REGISTRY) + problem.key},
                     {"Message", problemText(problem)},

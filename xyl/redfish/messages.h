@@ -1,6 +1,7 @@
 // What a Redfish service says of a request that it refuses.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,7 @@ struct REDFISH_PROBLEM {
 
 // Thrown to where the request is answered.
 struct REDFISH_REFUSAL {
-  std::vector<REDFISH_PROBLEM> problems;
+  std::shared_ptr<std::vector<REDFISH_PROBLEM>> problems = std::make_shared<std::vector<REDFISH_PROBLEM>>();
 };
 
 [[noreturn]] void refuse(const char *key, std::vector<std::string> arguments = {}, const std::string &property = "");

@@ -71,16 +71,14 @@ static void linkObjects(REDFISH_MODEL *model) {
   }
 }
 
-REDFISH_MODEL readRedfishModel(const XYL_HOST *host, const XML_NODE *root) {
+void readRedfishModel(const XYL_HOST *host, const XML_NODE *root, REDFISH_MODEL *model) {
   Json shown = showJson(host, root);
-  REDFISH_MODEL model;
-  model.adapter = std::move(shown["Adapter"]);
-  model.location = shown.value("PCILocation", Json());
-  takeEnclosures(&model);
-  takeDisks(&model, &model.adapter, CHASSIS_OF_SERVER);
-  takeVolumes(&model);
-  linkObjects(&model);
-  return model;
+  model->adapter = std::move(shown["Adapter"]);
+  model->location = shown.value("PCILocation", Json::object());
+  takeEnclosures(model);
+  takeDisks(model, &model->adapter, CHASSIS_OF_SERVER);
+  takeVolumes(model);
+  linkObjects(model);
 }
 
 UINT64 idOf(const Json &object) {

@@ -15,8 +15,8 @@ struct REDFISH_DISK {
 
 // Objects without those that are nested in them.
 struct REDFISH_MODEL {
-  Json adapter;
-  Json location; // PCI place; null: not known
+  Json adapter = Json::object();
+  Json location = Json::object(); // PCI place; empty: not known
   std::vector<Json> enclosures;
   std::vector<REDFISH_DISK> disks;
   std::vector<Json> volumes;
@@ -27,7 +27,7 @@ struct REDFISH_MODEL {
 };
 
 // Of a document's tree, which has an adapter. Throws CLIENT_ERROR where objects of a kind have one id.
-REDFISH_MODEL readRedfishModel(const XYL_HOST *host, const XML_NODE *root);
+void readRedfishModel(const XYL_HOST *host, const XML_NODE *root, REDFISH_MODEL *model);
 
 #define REDFISH_ROOT "/redfish/v1"
 #define CHASSIS_OF_SERVER "Server" // holds the adapter and the disks outside enclosures

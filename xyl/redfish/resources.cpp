@@ -33,7 +33,7 @@ static void putLinks(Json *resource, const char *name, Json links) {
 }
 
 // What Redfish has no property for, under the document's own names.
-static void putOem(Json *resource, const char *kind, Json rest) {
+static void putOem(Json *resource, const char *kind, const Json &rest) {
   Json oem = {{"@odata.type", std::string("#RaidXyl.v1_0_0.") + kind}};
   oem.update(rest);
   (*resource)["Oem"]["RaidXyl"] = std::move(oem);
@@ -177,7 +177,7 @@ static void makeStorage(MAKER *maker) {
   controller["Status"] = {{"State", "Enabled"}};
   moveFields(g_controllerFields, &adapter, &controller);
   moveFields(g_storageFields, &adapter, &storage);
-  if (!model.location.is_null()) {
+  if (!model.location.empty()) {
     adapter["PCILocation"] = model.location;
   }
   Json old = controller;

@@ -1,4 +1,7 @@
 // Requests for volumes.
+#include <algorithm>
+#include <set>
+
 #include "driver/xml/xml.h"
 #include "xyl/redfish/body.h"
 #include "xyl/redfish/request.h"
@@ -76,6 +79,10 @@ static std::vector<UINT64> spared(const Json &disk) {
   return disk.value("Hotspare", "") == "Dedicated" ? disk.value("VD", std::vector<UINT64>()) : std::vector<UINT64>();
 }
 
+static std::set<UINT64> idsOf(const REDFISH_WANT &want) {
+  return {want.word.begin(), want.word.end()};
+}
+
 static const Json &diskOf(const REDFISH_MODEL &model, UINT64 id) {
   return model.disks[model.diskById.at(id)].object;
 }
@@ -90,20 +97,17 @@ static void putSpare(const REDFISH_CALL &call, const REDFISH_WANT &want, const J
 
 // The virtual disk's spares become those that are wanted; a spare of other virtual disks stays one of these.
 static void putSpares(const REDFISH_CALL &call, const REDFISH_WANT &want) {
-  const REDFISH_MODEL &model = call.model;
-  std::vector<size_t> places = placesOf(model.sparesOf, call.id);
-  for (size_t place : places) {
-    const Json &disk = model.disks[place].object;
-    if (std::find(want.word.begin(), want.word.end(), idOf(disk)) == want.word.end()) {
+  std::set<UINT64> wanted = idsOf(want);
+  for (size_t place : placesOf(call.model.sparesOf, call.id)) {
+    const Json &disk = call.model.disks[place].object;
+    if (wanted.erase(idOf(disk)) == 0) {
       std::vector<UINT64> volumes = spared(disk);
       std::erase(volumes, call.id);
       putHotspare(call.writer, idOf(disk), volumes.empty() ? "Not Hotspare" : "Dedicated", volumes);
     }
   }
-  for (UINT64 id : want.word) {
-    if (std::find(places.begin(), places.end(), model.diskById.at(id)) == places.end()) {
-      putSpare(call, want, diskOf(model, id), call.id);
-    }
+  for (UINT64 id : wanted) {
+    putSpare(call, want, diskOf(call.model, id), call.id);
   }
 }
 
@@ -120,6 +124,7 @@ static const REDFISH_WANT &need(const REDFISH_WANTS &wants, const char *element,
 static void checkMembers(const REDFISH_CALL &call, const REDFISH_WANTS &wants, const REDFISH_WANT &members) {
   const REDFISH_WANT *span = wants.find("PDsPerSpan");
   const REDFISH_WANT *spares = wants.find(ELEMENT_SPARES);
+  std::set<UINT64> taken = spares != nullptr ? idsOf(*spares) : std::set<UINT64>();
   if (span != nullptr && members.word.size() % span->word.get<UINT64>() != 0) {
     refuse("PropertyValueConflict", {span->property, members.property}, span->property);
   }
@@ -130,7 +135,7 @@ static void checkMembers(const REDFISH_CALL &call, const REDFISH_WANTS &wants, c
       refuse("PropertyValueResourceConflict", {members.property, members.given, driveUri(call.model, disk)},
              members.property);
     }
-    if (spares != nullptr && std::find(spares->word.begin(), spares->word.end(), id) != spares->word.end()) {
+    if (taken.contains(id)) {
       refuse("PropertyValueConflict", {spares->property, members.property}, spares->property);
     }
   }
@@ -167,7 +172,7 @@ void createVolume(const REDFISH_CALL &call) {
   }
   putCache(call.writer, wants, memberAt(descriptor, "DefaultCachePolicy"));
   const REDFISH_WANT *encrypted = wants.find("Attributes");
-  if (encrypted != nullptr && encrypted->word != "") {
+  if (encrypted != nullptr && encrypted->word == "FDE") {
     openElement(call.writer, "Attributes");
     putWord(call.writer, "Attrib", encrypted->word);
     closeElement(call.writer);
