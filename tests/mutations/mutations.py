@@ -20,6 +20,7 @@ STAGES = [(name, ["test_" + name], ["%b/tests/test_" + name, "--gtest_fail_fast"
                        "sim_controller ddf disk_controller power_cuts schema examples sweeps xyl").split()]
 STAGES += [("fuzz.replay", ["fuzz_replay"], ["%b/fuzz/fuzz_replay", "%s/fuzz/corpus"]),
            ("report.pages", ["xyl"], [sys.executable, "%s/tests/report/page_test.py", "%b/xyl/xyl"]),
+           ("redfish.clients", ["xyl"], ["/usr/bin/python3", "%s/tests/redfish/redfish_test.py", "%b/xyl/xyl", "%s"]),
            ("schema.made", ["make_schemas"], ["%s/tests/schema/check_made.sh", "schemas", "%b/schema/make_schemas",
                                                "%s/schema"]),
            ("model", ["test_model"], ["%b/tests/test_model", "--gtest_fail_fast"])]
@@ -29,7 +30,8 @@ LIKELY = {"driver/controller/": "live binding", "driver/xml/": "xml inventory", 
           "driver/request/": "request live", "driver/restore/": "restore live", "driver/live/": "live restore",
           "driver/binding/": "binding", "providers/xml_service/": "xml_service",
           "providers/unload_guard/": "unload_guard", "providers/ddf/": "ddf", "providers/ddf_change/": "power_cuts ddf",
-          "providers/disk_controller/": "disk_controller", "xyl/": "xyl"}
+          "providers/disk_controller/": "disk_controller", "xyl/redfish/": "redfish.clients",
+          "xyl/": "xyl"}
 
 # The sanitizers judge; a fault that takes ever more memory must not take the machine's.
 ENVIRONMENT = dict(os.environ, ASAN_OPTIONS="hard_rss_limit_mb=3000", UBSAN_OPTIONS="print_stacktrace=0")

@@ -127,6 +127,7 @@ def read_controller(preset, damage, health, states):
     check([disk["Size"] for disk in disks] == [found.capacity_bytes for found in storage.drives], name, "disks")
     volumes = storage.volumes.get_members()
     for disk, found in zip(disks, storage.drives):
+        check((found.json["Status"]["State"] == "StandbySpare") == ("Hotspare" in disk), name, "spare", disk)
         there = [link["@odata.id"] for link in found.json["Links"]["Volumes"]]
         check(there == [volume.path for volume in volumes if found.path in members(volume)], name, "volumes of", disk)
     check([volume["Size"] for volume in wanted["VD"]] == [volume.capacity_bytes for volume in volumes], name, "volumes")
@@ -153,6 +154,12 @@ def covers(resource, wanted):
                for name, value in wanted.items())
 
 
+def spares():
+    """What disks 1007 and 1008 stand by for."""
+    disks = shown("box.json")["Enclosure"][0]["PD"][6:8]
+    return [disk["VD"] or disk["Hotspare"] if "Hotspare" in disk else None for disk in disks]
+
+
 def change_volumes():
     """Every writable property of a volume survives: request, change document, controller, document, resource."""
     xyl("sim", "new", "--preset", "demo", "box.json", "--force")
@@ -170,14 +177,20 @@ def change_volumes():
     request(address, "PATCH", made.path, CHANGE, 200)
     made.refresh(force=True)
     check(covers(made.json, {**VOLUME, "Name": "Data", **CHANGE, "Links": {**VOLUME["Links"], **CHANGE["Links"]}}), made.json)
-    spares = [disk.get("Hotspare") for disk in shown("box.json")["Enclosure"][0]["PD"][6:8]]
-    check(spares == [None, "Dedicated"], "spares", spares)
+    check(spares() == [None, [made.json["Oem"]["RaidXyl"]["ObjectID"]]], "spares", spares())
+    request(address, "PATCH", made.path, {"ReadCachePolicy": "Off"}, 200)
+    check(shown("box.json")["VD"][-1]["CurrentCachePolicy"] ==
+          {"CachePolicy": ["Direct I/O"], "WritePolicy": ["Force Write Back"], "ReadPolicy": ["No Read Ahead"],
+           "DiskPolicy": ["Default"]}, "cache groups", shown("box.json")["VD"][-1])
+    request(address, "PATCH", f"{STORAGE}/Volumes/5", {"Links": CHANGE["Links"]}, 200)
+    request(address, "PATCH", made.path, {"Links": {"DedicatedSpareDrives": []}}, 200)
+    check(spares() == [None, [5]], "a spare of others", spares())
     request(address, "POST", made.path + "/Actions/Volume.CheckConsistency", None, 204)
     request(address, "PATCH", f"{STORAGE}/Drives/1007", {"HotspareType": "Global"}, 200)
     request(address, "PATCH", f"{STORAGE}/Drives/1008", {"HotspareType": "None"}, 200)
     request(address, "PATCH", f"{STORAGE}/Controllers/0", {"ControllerRates": {"RebuildRatePercent": 77}}, 200)
     adapter = shown("box.json")
-    check([disk.get("Hotspare") for disk in adapter["Enclosure"][0]["PD"][6:8]] == ["Global", None], "spares")
+    check(spares() == ["Global", None], "spares", spares())
     check([rate["Value"] for rate in adapter["Rate"]][:2] == [77, 30], "rates", adapter["Rate"])
     encrypted = {"RAIDType": "RAID1", "Encrypted": True, "Links": {"Drives": [drive(1009), drive(1010)]}}
     answer, _ = request(address, "POST", f"{STORAGE}/Volumes", encrypted, 201)
@@ -245,8 +258,8 @@ def refuse_requests():
     address, _ = redfish_service.start(redfish_service.Box(XYL, ["box.json"], ["--controller", "box.json"]))
     for method, uri, body, status, message, name in REFUSED:
         answer, _ = request(address, method, uri, body, status)
-        told = answer["error"]["@Message.ExtendedInfo"][0]
-        check(told["MessageId"] == "Base.1.18." + message, method, uri, body, told)
+        told = (answer or {}).get("error", {}).get("@Message.ExtendedInfo", [{}])[0]
+        check(told.get("MessageId") == "Base.1.18." + message, method, uri, body, told)
         check(told.get("RelatedProperties", ["#/"]) == ["#/" + name], method, uri, body, told)
         if "@odata.type" in told and os.path.isdir(SCHEMAS):
             check(not schema_errors(told), told, *schema_errors(told))
