@@ -16,13 +16,15 @@ x64)
   qemu="qemu-system-x86_64 -machine q35,smm=on"
   firmware="-bios /usr/share/ovmf/OVMF.fd"
   secure_code=/usr/share/OVMF/OVMF_CODE_4M.secboot.fd
-  secure_store=/usr/share/OVMF/OVMF_VARS_4M.snakeoil.fd
+  network_code=/usr/share/OVMF/OVMF_CODE_4M.fd
+  store=/usr/share/OVMF/OVMF_VARS_4M.snakeoil.fd
   ;;
 aarch64)
   qemu="qemu-system-aarch64 -machine virt -cpu cortex-a57 -boot menu=on,splash-time=0"
   firmware="-bios /usr/share/qemu-efi-aarch64/QEMU_EFI.fd"
   secure_code=/usr/share/AAVMF/AAVMF_CODE.fd
-  secure_store=/usr/share/AAVMF/AAVMF_VARS.snakeoil.fd
+  network_code=$secure_code
+  store=/usr/share/AAVMF/AAVMF_VARS.snakeoil.fd
   ;;
 *) echo "usage: run_medium.sh x64|aarch64" && exit 2 ;;
 esac
@@ -241,11 +243,42 @@ JOBS
   "$here/power_cuts.py" cut/before.img cut/writes.log 1M cut cut/raidxyl || complain "power cuts leave faults"
 }
 
+# flash CODE: firmware with the variables of store.fd.
+flash() {
+  echo "-drive if=pflash,unit=0,format=raw,readonly=on,file=$1 -drive if=pflash,unit=1,format=raw,file=store.fd"
+}
+
+# A writable disk that came over the network lies in memory: the console has to show what is written.
+boots_over_the_network() {
+  begin network demo
+  make img <<'JOBS'
+get -o saved\%SERIAL%.xml
+ok: diff saved\%SERIAL%.xml
+end shutdown
+JOBS
+  : >network/server.txt
+  python3 -u -m http.server --bind 127.0.0.1 --directory network 0 >network/server.txt 2>&1 &
+  server=$!
+  until port=$(sed -n 's/.* port \([0-9]*\) .*/\1/p' network/server.txt) && [ -n "$port" ]; do
+    kill -0 $server || break
+    sleep 0.05
+  done
+  "$here/make_store.py" "$store" store.fd boot "http://10.0.2.2:$port/medium.img"
+  plain=$firmware
+  firmware=$(flash "$network_code")
+  boot console.txt -m 512 -netdev user,id=n0 -device virtio-net-pci,netdev=n0,romfile= -device virtio-rng-pci
+  firmware=$plain
+  kill $server
+  "$XYL" unpack network/console.txt network/raidxyl >network/unpacked.txt || complain "unpack left $?"
+  same demo.xml network/raidxyl/saved/SN_42.xml
+  result "[x.get('exitCode') for x in l] == [0, 0, None]"
+}
+
 # The key is of no use after the run.
 make_key() {
   openssl req -x509 -newkey rsa:2048 -nodes -subj "/CN=medium" -days 2 -keyout key.pem -out cert.pem 2>openssl.txt
   openssl x509 -in cert.pem -outform DER -out cert.der
-  "$here/enroll_keys.py" "$secure_store" cert.der store.fd
+  "$here/make_store.py" "$store" store.fd key cert.der
 }
 
 # An unsigned medium first, which the firmware passes over, then a signed one.
@@ -261,9 +294,8 @@ end shutdown
 JOBS
   unset SIGN_KEY SIGN_CERT
   plain=$firmware
-  firmware="-drive if=pflash,unit=0,format=raw,readonly=on,file=$secure_code
-    -drive if=pflash,unit=1,format=raw,file=store.fd -global driver=cfi.pflash01,property=secure,value=on"
-  [ "$arch" = x64 ] || firmware=${firmware%-global*}
+  firmware=$(flash "$secure_code")
+  [ "$arch" != x64 ] || firmware="$firmware -global driver=cfi.pflash01,property=secure,value=on"
   two="-device qemu-xhci -drive if=none,id=m0,format=raw,file=unsigned/medium.img
     -device usb-storage,drive=m0,bootindex=0 -drive if=none,id=m1,format=raw,file=secure/medium.img
     -device usb-storage,drive=m1,bootindex=1"
@@ -286,7 +318,7 @@ JOBS
 
 $(echo "$qemu" | sed 's/ .*//;q') --version | head -n 1
 for name in ${STORIES:-saves_an_inventory restores_a_replaced_adapter shows_results_of_a_cd refuses_mistakes
-  survives_power_cuts trusts_signed_media}; do
+  boots_over_the_network survives_power_cuts trusts_signed_media}; do
   before=$failures
   $name
   [ "$failures" = "$before" ] && echo "medium $arch: $name: ok"
