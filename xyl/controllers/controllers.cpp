@@ -96,7 +96,7 @@ bool isControllerNumber(const CHAR8 *text) {
   while (text[digits] >= '0' && text[digits] <= '9') {
     ++digits;
   }
-  return text[digits] == 0 && digits < sizeof(CONTROLLER_IDENTITY::Wwn) - 1;
+  return digits < sizeof(CONTROLLER_IDENTITY::Wwn) - 1 && text[digits] == 0;
 }
 
 // The place in the list that -c chooses (from 0), or of the only controller.

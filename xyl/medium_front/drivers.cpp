@@ -26,7 +26,8 @@ static bool isImage(const EFI_FILE_INFO &info) {
   if ((info.Attribute & EFI_FILE_DIRECTORY) != 0 || length < 5 || length >= sizeof(MEDIUM_DRIVER::Name) / 2) {
     return false;
   }
-  const CHAR16 *end = info.FileName + length - 4;
+  const CHAR16 *name = info.FileName; // goes on behind the structure
+  const CHAR16 *end = name + (length - 4);
   return end[0] == u'.' && (end[1] | 0x20) == u'e' && (end[2] | 0x20) == u'f' && (end[3] | 0x20) == u'i';
 }
 
