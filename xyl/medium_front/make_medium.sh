@@ -56,7 +56,7 @@ if [ -n "${SIGN_KEY:-}" ]; then
   done
 fi
 cp -r "$jobs"/. "$tree/raidxyl"
-rm -rf "$tree/raidxyl/drivers"
+rm -rf "$tree/raidxyl/drivers" "$tree"/raidxyl/result.json* # a result that was copied back is of another medium
 used=$(du -sk --apparent-size "$tree" | cut -f 1)
 
 # Beside its place, so that a failure leaves what was there.

@@ -65,7 +65,8 @@ static void writeDrivers(JSON *json, const POOL_ARRAY<MEDIUM_DRIVER> &drivers) {
   jsonEnd(json);
 }
 
-static void writeLine(JSON *json, const JOB_LINE &line, const JOB_RECORD &record) {
+// What was printed waits for the end: the result is written before each line, and would be all that came before it.
+static void writeLine(JSON *json, const JOB_LINE &line, const JOB_RECORD &record, bool isDone) {
   static constexpr const CHAR8 *states[] = {"not reached", "passed over", "running", "ran"};
   jsonObject(json, nullptr);
   jsonNumber(json, "line", line.Number);
@@ -85,7 +86,9 @@ static void writeLine(JSON *json, const JOB_LINE &line, const JOB_RECORD &record
     if (record.HasController) {
       writeIdentity(json, record.Controller);
     }
-    jsonText(json, "printed", textOf(record.Printed));
+    if (isDone) {
+      jsonText(json, "printed", textOf(record.Printed));
+    }
   }
   jsonEnd(json);
 }
@@ -96,7 +99,8 @@ static void writeDocument(JSON *json, const JOB_RUN &run) {
   jsonText(json, "state", run.State);
   writeMachine(json, run.Server);
   writeTime(json, "started", run.Started);
-  if (run.State[0] != 'r' || run.State[1] != 'u') {
+  bool isDone = !textEqual(run.State, "running");
+  if (isDone) {
     EFI_TIME now;
     readClock(&now);
     writeTime(json, "ended", now);
@@ -108,7 +112,7 @@ static void writeDocument(JSON *json, const JOB_RUN &run) {
   writeDrivers(json, run.Drivers);
   jsonArray(json, "lines");
   for (UINT32 i = 0; i < run.Records.count; ++i) {
-    writeLine(json, run.File.Lines.items[i], run.Records.items[i]);
+    writeLine(json, run.File.Lines.items[i], run.Records.items[i], isDone);
   }
   jsonEnd(json);
   jsonEnd(json);
