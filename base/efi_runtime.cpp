@@ -7,19 +7,41 @@
 #include <stddef.h>
 #include <stdint.h>
 
-// Records and documents are copied whole, so eight bytes a turn are worth their few instructions. Any address will do.
-typedef uint64_t __attribute__((aligned(1), may_alias)) WORD;
+#include "base/pieces.h"
 
-extern "C" void *memcpy(void *to, const void *from, size_t size) {
-  auto target = static_cast<uint8_t *>(to);
-  auto source = static_cast<const uint8_t *>(from);
-  for (; size >= sizeof(WORD); size -= sizeof(WORD), target += sizeof(WORD), source += sizeof(WORD)) {
-    *reinterpret_cast<WORD *>(target) = *reinterpret_cast<const WORD *>(source);
+// Records and documents are copied whole, so pieces are worth their few instructions; texts are short, so that there is
+// no loop over what is left. Any address will do.
+typedef uint64_t __attribute__((aligned(1), may_alias)) WORD;
+typedef uint32_t __attribute__((aligned(1), may_alias)) HALF_WORD;
+
+// Copies size bytes, at most two T, with one T at each end.
+template <class T> static inline void copyEnds(char *to, const char *from, size_t size) {
+  T head = *reinterpret_cast<const T *>(from);
+  T tail = *reinterpret_cast<const T *>(from + size - sizeof(T));
+  *reinterpret_cast<T *>(to) = head;
+  *reinterpret_cast<T *>(to + size - sizeof(T)) = tail;
+}
+
+// Also for a target that overlaps the source from its front.
+extern "C" void *memcpy(void *memory, const void *source, size_t size) {
+  auto to = static_cast<char *>(memory);
+  auto from = static_cast<const char *>(source);
+  if (size >= PIECE_SIZE) {
+    PIECE tail = loadPiece(from + size - PIECE_SIZE);
+    for (size_t at = 0; at < size - PIECE_SIZE; at += PIECE_SIZE) {
+      storePiece(to + at, loadPiece(from + at));
+    }
+    storePiece(to + size - PIECE_SIZE, tail);
+  } else if (size >= sizeof(WORD)) {
+    copyEnds<WORD>(to, from, size);
+  } else if (size >= sizeof(HALF_WORD)) {
+    copyEnds<HALF_WORD>(to, from, size);
+  } else {
+    for (size_t at = 0; at < size; ++at) {
+      to[at] = from[at];
+    }
   }
-  for (size_t i = 0; i < size; ++i) {
-    target[i] = source[i];
-  }
-  return to;
+  return memory;
 }
 
 extern "C" void *memmove(void *to, const void *from, size_t size) {
@@ -40,13 +62,18 @@ extern "C" void *memmove(void *to, const void *from, size_t size) {
 }
 
 extern "C" void *memset(void *memory, int value, size_t size) {
-  auto target = static_cast<uint8_t *>(memory);
-  uint64_t pattern = 0x0101010101010101 * static_cast<uint8_t>(value);
-  for (; size >= sizeof(WORD); size -= sizeof(WORD), target += sizeof(WORD)) {
-    *reinterpret_cast<WORD *>(target) = pattern;
+  auto to = static_cast<char *>(memory);
+  char *end = to + size;
+  PIECE pattern = PIECE{} + static_cast<uint8_t>(value);
+  for (; static_cast<size_t>(end - to) >= PIECE_SIZE; to += PIECE_SIZE) {
+    storePiece(to, pattern);
   }
-  for (size_t i = 0; i < size; ++i) {
-    target[i] = static_cast<uint8_t>(value);
+  if (size >= PIECE_SIZE) {
+    storePiece(end - PIECE_SIZE, pattern);
+    return memory;
+  }
+  while (to < end) {
+    *to++ = static_cast<char>(value);
   }
   return memory;
 }
@@ -62,12 +89,45 @@ extern "C" int memcmp(const void *left, const void *right, size_t size) {
   return 0;
 }
 
+// A piece may have more than the text when it lies in one page with the text's character: then it may be read.
+static inline bool mayReadPiece(const char *at) {
+  constexpr size_t PAGE_SIZE = 4096;
+  return reinterpret_cast<uintptr_t>(at) % PAGE_SIZE <= PAGE_SIZE - PIECE_SIZE;
+}
+
+// Documents are measured whole.
 extern "C" size_t strlen(const char *text) {
-  const char *end = text;
-  while (*end != 0) {
-    ++end;
+  const char *at = text;
+  for (;;) {
+    if (!mayReadPiece(at)) {
+      if (*at == 0) {
+        return static_cast<size_t>(at - text);
+      }
+      ++at;
+      continue;
+    }
+    size_t length = charactersBefore(loadPiece(at) == 0);
+    if (length != PIECE_SIZE) {
+      return static_cast<size_t>(at - text) + length;
+    }
+    at += PIECE_SIZE; // not length, which the next turn would have to wait for
   }
-  return static_cast<size_t>(end - text);
+}
+
+// Elements are known by their names.
+extern "C" int strcmp(const char *left, const char *right) {
+  for (size_t same = PIECE_SIZE; same == PIECE_SIZE; left += same, right += same) {
+    while (!mayReadPiece(left) || !mayReadPiece(right)) {
+      if (*left != *right || *left == 0) {
+        return static_cast<uint8_t>(*left) - static_cast<uint8_t>(*right);
+      }
+      ++left;
+      ++right;
+    }
+    PIECE piece = loadPiece(left);
+    same = charactersBefore((piece != loadPiece(right)) | (piece == 0));
+  }
+  return static_cast<uint8_t>(*left) - static_cast<uint8_t>(*right);
 }
 
 // --- The guard between a frame's arrays and its return address ---

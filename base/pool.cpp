@@ -30,6 +30,18 @@ void poolFree(void *memory) {
   }
 }
 
+void *pagesAllocate(UINTN count) {
+  UINT64 memory = 0;
+  if (EFI_ERROR(g_bootServices->AllocatePages(EFI_ALLOCATE_ANY_PAGES, EfiBootServicesData, count, &memory))) {
+    return nullptr;
+  }
+  return reinterpret_cast<void *>(memory);
+}
+
+void pagesFree(void *memory, UINTN count) {
+  g_bootServices->FreePages(reinterpret_cast<UINT64>(memory), count);
+}
+
 void wipeBytes(void *memory, UINTN size) {
   zeroBytes(memory, size);
   // Without a reader in sight the compiler would drop the fill.

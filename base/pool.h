@@ -18,6 +18,11 @@ void *poolAllocateZero(UINTN size);
 // Gives a pool allocation back; null is ignored.
 void poolFree(void *memory);
 
+// Whole pages of EfiBootServicesData, or null, for large memory that never changes hands: there is firmware whose pool
+// spends thousands of instructions on every page. They go back with the same count.
+void *pagesAllocate(UINTN count);
+void pagesFree(void *memory, UINTN count);
+
 // A zero-filled T or array of count Ts, or null (also when the size would overflow).
 template <class T> inline T *poolNew(UINTN count = 1) {
   if (count > static_cast<UINTN>(-1) / sizeof(T)) {

@@ -41,11 +41,9 @@ static unsigned digitValue(CHAR8 character) {
 static UINT64 readDigits(const CHAR8 *text, unsigned base) {
   UINT64 value = 0;
   for (; digitValue(*text) < base; ++text) {
-    unsigned digit = digitValue(*text);
-    if (value > (~0ULL - digit) / base) {
+    if (__builtin_mul_overflow(value, base, &value) || __builtin_add_overflow(value, digitValue(*text), &value)) {
       return ~0ULL;
     }
-    value = value * base + digit;
   }
   return value;
 }
@@ -61,9 +59,6 @@ UINTN textLength(const CHAR16 *text) {
   return length;
 }
 
-bool textEqual(const CHAR8 *a, const CHAR8 *b) {
-  return compare(a, b) == 0;
-}
 bool textEqual(const CHAR16 *a, const CHAR16 *b) {
   return compare(a, b) == 0;
 }

@@ -7,7 +7,9 @@ UINTN textLength(const CHAR8 *text);
 UINTN textLength(const CHAR16 *text);
 
 // Exact, case-sensitive comparison; neither text may be null.
-bool textEqual(const CHAR8 *a, const CHAR8 *b);
+inline bool textEqual(const CHAR8 *a, const CHAR8 *b) {
+  return __builtin_strcmp(a, b) == 0;
+}
 bool textEqual(const CHAR16 *a, const CHAR16 *b);
 
 // Below zero, zero or above zero as a is lower than, equal to or higher than b, by the first differing unit.

@@ -57,7 +57,7 @@ static bool allBytes(const uint8_t *bytes, UINTN count, uint8_t value) {
 
 Pool::~Pool() {
   for (auto &[memory, block] : live_) {
-    permit(block.raw, FRONT + block.size + BACK);
+    permit(block.raw, block.front + block.size + BACK);
     std::free(block.raw);
   }
   while (!freed_.empty()) {
@@ -65,7 +65,7 @@ Pool::~Pool() {
   }
 }
 
-EFI_STATUS Pool::allocate(int memoryType, UINTN size, void **buffer) {
+EFI_STATUS Pool::allocate(int memoryType, UINTN size, void **buffer, UINTN alignment) {
   if (buffer == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
@@ -73,7 +73,7 @@ EFI_STATUS Pool::allocate(int memoryType, UINTN size, void **buffer) {
   if (memoryType != EfiBootServicesData) {
     complaints_.push_back("pool: allocation of memory type " + std::to_string(memoryType));
   }
-  void *memory = failsNow() ? nullptr : take(size);
+  void *memory = failsNow() ? nullptr : take(size, alignment);
   if (memory == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -81,17 +81,23 @@ EFI_STATUS Pool::allocate(int memoryType, UINTN size, void **buffer) {
   return EFI_SUCCESS;
 }
 
-void *Pool::take(UINTN size) {
-  auto *raw = size > LARGEST ? nullptr : static_cast<uint8_t *>(std::malloc(FRONT + size + BACK));
+void *Pool::take(UINTN size, UINTN alignment) {
+  UINTN front = alignment == 0 ? FRONT : alignment;
+  if (size > LARGEST) {
+    return nullptr;
+  }
+  UINTN whole = (front + size + BACK + front - 1) / front * front; // as aligned_alloc wants it
+  void *memory = alignment == 0 ? std::malloc(front + size + BACK) : std::aligned_alloc(alignment, whole);
+  auto *raw = static_cast<uint8_t *>(memory);
   if (raw == nullptr) {
     return nullptr;
   }
-  POOL_BLOCK block = {raw, raw + FRONT, size, false};
-  std::memset(raw, GUARD, FRONT);
+  POOL_BLOCK block = {raw, raw + front, size, front, false};
+  std::memset(raw, GUARD, front);
   std::memset(block.memory, FRESH, size);
   forget(block.memory, size);
   std::memset(block.memory + size, GUARD, BACK);
-  forbid(raw, FRONT);
+  forbid(raw, front);
   forbid(block.memory + size, BACK);
   live_.emplace(block.memory, block);
   ++books.liveAllocations;
@@ -101,6 +107,14 @@ void *Pool::take(UINTN size) {
 }
 
 EFI_STATUS Pool::free(void *buffer) {
+  return giveBack(buffer, /* pages= */ false, 0);
+}
+
+EFI_STATUS Pool::freePages(void *buffer, UINTN size) {
+  return giveBack(buffer, /* pages= */ true, size);
+}
+
+EFI_STATUS Pool::giveBack(void *buffer, bool pages, UINTN size) {
   if (buffer == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
@@ -109,6 +123,10 @@ EFI_STATUS Pool::free(void *buffer) {
     auto freed = freedSizes_.find(buffer);
     bool twice = freed != freedSizes_.end();
     complain(twice ? "freed twice" : "not an allocation", buffer, twice ? freed->second : 0);
+    return EFI_INVALID_PARAMETER;
+  }
+  if (pages != (found->second.front != FRONT) || (pages && size != found->second.size)) {
+    complain("freed as what it is not", buffer, found->second.size);
     return EFI_INVALID_PARAMETER;
   }
   checkGuards(found->second);
@@ -158,10 +176,10 @@ void Pool::audit() {
 }
 
 void Pool::checkGuards(POOL_BLOCK &block) {
-  permit(block.raw, FRONT);
+  permit(block.raw, block.front);
   permit(block.memory + block.size, BACK);
-  bool whole = allBytes(block.raw, FRONT, GUARD) && allBytes(block.memory + block.size, BACK, GUARD);
-  forbid(block.raw, FRONT);
+  bool whole = allBytes(block.raw, block.front, GUARD) && allBytes(block.memory + block.size, BACK, GUARD);
+  forbid(block.raw, block.front);
   forbid(block.memory + block.size, BACK);
   if (!whole && !block.reported) {
     block.reported = true;
@@ -170,9 +188,9 @@ void Pool::checkGuards(POOL_BLOCK &block) {
 }
 
 void Pool::checkFreed(POOL_BLOCK &block) {
-  permit(block.raw, FRONT + block.size + BACK);
-  bool whole = allBytes(block.raw, FRONT + block.size + BACK, FREED);
-  forbid(block.raw, FRONT + block.size + BACK);
+  permit(block.raw, block.front + block.size + BACK);
+  bool whole = allBytes(block.raw, block.front + block.size + BACK, FREED);
+  forbid(block.raw, block.front + block.size + BACK);
   if (!whole && !block.reported) {
     block.reported = true;
     complain("written after it was freed", block.memory, block.size);
@@ -180,10 +198,11 @@ void Pool::checkFreed(POOL_BLOCK &block) {
 }
 
 void Pool::quarantine(const POOL_BLOCK &block) {
-  permit(block.raw, FRONT + block.size + BACK);
-  std::memset(block.raw, FREED, FRONT + block.size + BACK);
-  forbid(block.raw, FRONT + block.size + BACK);
-  freed_.push_back({block.raw, block.memory, block.size, false});
+  permit(block.raw, block.front + block.size + BACK);
+  std::memset(block.raw, FREED, block.front + block.size + BACK);
+  forbid(block.raw, block.front + block.size + BACK);
+  freed_.push_back(block);
+  freed_.back().reported = false;
   freedSizes_[block.memory] = block.size;
   freedBytes_ += block.size;
   while (freed_.size() > QUARANTINE_BLOCKS || freedBytes_ > QUARANTINE_BYTES) {
@@ -197,7 +216,7 @@ void Pool::dropOldest() {
   checkFreed(block);
   freedSizes_.erase(block.memory);
   freedBytes_ -= block.size;
-  permit(block.raw, FRONT + block.size + BACK);
+  permit(block.raw, block.front + block.size + BACK);
   std::free(block.raw);
 }
 

@@ -13,6 +13,7 @@ struct POOL_BLOCK {
   uint8_t *raw;
   uint8_t *memory;
   UINTN size;
+  UINTN front;   // guard bytes before the memory
   bool reported; // its damage has been complained about
 };
 
@@ -23,12 +24,14 @@ public:
   Pool(const Pool &) = delete;
   Pool &operator=(const Pool &) = delete;
 
-  EFI_STATUS allocate(int memoryType, UINTN size, void **buffer);
+  // With an alignment these are pages, which freePages takes, and free does not.
+  EFI_STATUS allocate(int memoryType, UINTN size, void **buffer, UINTN alignment = 0);
   // An allocation that is not counted as an attempt and never made to fail; null without memory.
-  void *take(UINTN size);
+  void *take(UINTN size, UINTN alignment = 0);
   bool holds(const void *memory) const { return live_.count(memory) != 0; }
   // EFI_INVALID_PARAMETER for what is not a live allocation.
   EFI_STATUS free(void *buffer);
+  EFI_STATUS freePages(void *buffer, UINTN size);
   void failFrom(uint64_t nth, FAIL_MODE mode, uint64_t again = 0);
   // Complains about damaged guards and writes into freed memory that were not yet reported.
   void audit();
@@ -39,6 +42,7 @@ public:
 
 private:
   bool failsNow();
+  EFI_STATUS giveBack(void *buffer, bool pages, UINTN size);
   void checkGuards(POOL_BLOCK &block);
   void checkFreed(POOL_BLOCK &block);
   void quarantine(const POOL_BLOCK &block);

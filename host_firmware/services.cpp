@@ -30,6 +30,22 @@ template <class T> static EFI_STATUS poolArray(size_t count, T **array) {
   return status;
 }
 
+static EFI_STATUS EFIAPI AllocatePages(int allocateType, int memoryType, UINTN pages, UINT64 *memory) {
+  ENTER(AllocatePages)
+  if (allocateType != EFI_ALLOCATE_ANY_PAGES || memory == nullptr) {
+    return EFI_INVALID_PARAMETER;
+  }
+  void *first = nullptr;
+  EFI_STATUS status = g_firmware->pool.allocate(memoryType, pages * EFI_PAGE_SIZE, &first, EFI_PAGE_SIZE);
+  *memory = reinterpret_cast<UINT64>(first);
+  return status;
+}
+
+static EFI_STATUS EFIAPI FreePages(UINT64 memory, UINTN pages) {
+  ENTER(FreePages)
+  return g_firmware->pool.freePages(reinterpret_cast<void *>(memory), pages * EFI_PAGE_SIZE);
+}
+
 static EFI_STATUS EFIAPI GetMemoryMap(UINTN *, void *, UINTN *, UINTN *, UINT32 *) {
   ENTER(GetMemoryMap)
   return EFI_UNSUPPORTED;

@@ -9,6 +9,8 @@
 
 // The boot services of the table that do something; in the order of the table.
 #define FIRMWARE_SERVICES(X)                                                                                           \
+  X(AllocatePages)                                                                                                     \
+  X(FreePages)                                                                                                         \
   X(GetMemoryMap)                                                                                                      \
   X(AllocatePool)                                                                                                      \
   X(FreePool)                                                                                                          \

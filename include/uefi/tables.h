@@ -18,8 +18,11 @@ UEFI_STATIC_ASSERT(sizeof(EFI_TABLE_HEADER) == 24, "table header size");
 #define EFI_SYSTEM_TABLE_SIGNATURE 0x5453595320494249ULL
 #define EFI_BOOT_SERVICES_SIGNATURE 0x56524553544F4F42ULL
 
-// MemoryType of AllocatePool.
+// MemoryType of AllocatePool and AllocatePages.
 #define EfiBootServicesData 4
+
+#define EFI_ALLOCATE_ANY_PAGES 0
+#define EFI_PAGE_SIZE 4096
 
 // OpenProtocol attributes.
 #define EFI_OPEN_PROTOCOL_BY_HANDLE_PROTOCOL 0x01U
@@ -77,7 +80,9 @@ typedef struct EFI_BOOT_SERVICES {
   EFI_TABLE_HEADER Hdr;
   EFI_TPL(EFIAPI *RaiseTPL)(EFI_TPL NewTpl);
   void(EFIAPI *RestoreTPL)(EFI_TPL OldTpl);
-  void *NotCalled1[2];
+  // AllocateType EFI_ALLOCATE_ANY_PAGES; pages of 4096 bytes.
+  EFI_STATUS(EFIAPI *AllocatePages)(int AllocateType, int MemoryType, UINTN Pages, UINT64 *Memory);
+  EFI_STATUS(EFIAPI *FreePages)(UINT64 Memory, UINTN Pages);
   EFI_STATUS(EFIAPI *GetMemoryMap)(UINTN *Size, void *Map, UINTN *Key, UINTN *DescriptorSize, UINT32 *Version);
   EFI_STATUS(EFIAPI *AllocatePool)(int MemoryType, UINTN Size, void **Buffer);
   EFI_STATUS(EFIAPI *FreePool)(void *Buffer);
@@ -133,6 +138,7 @@ typedef struct EFI_BOOT_SERVICES {
   (UINT32 Type, EFI_TPL NotifyTpl, EFI_EVENT_NOTIFY NotifyFunction, const void *NotifyContext, const EFI_GUID *Group,
    EFI_EVENT *Event);
 } EFI_BOOT_SERVICES;
+UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, AllocatePages) == 40, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, GetMemoryMap) == 56, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, AllocatePool) == 64, "boot services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, CreateEvent) == 80, "boot services layout");
