@@ -5,9 +5,9 @@
 
 // The place behind the first mark from at on, or null when there is none before the document's end or a forbidden
 // character.
-static CHAR8 *skipBehind(CHAR8 *at, const CHAR8 *mark) {
+static const CHAR8 *skipBehind(const CHAR8 *at, const CHAR8 *mark) {
   for (; isClass(*at, CLASS_ALLOWED); at++) {
-    CHAR8 *behind = skipMark(at, mark);
+    const CHAR8 *behind = skipMark(at, mark);
     if (behind != nullptr) {
       return behind;
     }
@@ -60,22 +60,22 @@ static constexpr DECLARATION_ITEM g_declarationItems[] = {
 };
 
 // The XML declaration behind its "<?xml".
-static CHAR8 *readDeclaration(CHAR8 *at) {
+static const CHAR8 *readDeclaration(PARSER *parser, const CHAR8 *at) {
   for (const DECLARATION_ITEM &item : g_declarationItems) {
-    CHAR8 *name = skipBlanks(at);
-    CHAR8 *nameEnd = name != at ? skipMark(name, item.name) : nullptr;
+    const CHAR8 *name = skipBlanks(at);
+    const CHAR8 *nameEnd = name != at ? skipMark(name, item.name) : nullptr;
     if (nameEnd == nullptr) {
       if (item.required) {
         return nullptr;
       }
       continue;
     }
-    CHAR8 *equals = skipBlanks(nameEnd);
+    const CHAR8 *equals = skipBlanks(nameEnd);
     if (*equals != '=') {
       return nullptr;
     }
     CHAR8 *value = nullptr;
-    at = readValue(skipBlanks(equals + 1), &value);
+    at = readValue(parser, skipBlanks(equals + 1), &value);
     if (at == nullptr || !item.accepts(value)) {
       return nullptr;
     }
@@ -84,22 +84,22 @@ static CHAR8 *readDeclaration(CHAR8 *at) {
 }
 
 // A byte order mark and an XML declaration, which may stand at the very start only.
-static CHAR8 *readStart(CHAR8 *at) {
-  CHAR8 *behind = skipMark(at, "\xEF\xBB\xBF");
+static const CHAR8 *readStart(PARSER *parser, const CHAR8 *at) {
+  const CHAR8 *behind = skipMark(at, "\xEF\xBB\xBF");
   at = behind != nullptr ? behind : at;
   behind = skipMark(at, "<?xml");
-  return behind != nullptr && isClass(*behind, CLASS_BLANK) ? readDeclaration(behind) : at;
+  return behind != nullptr && isClass(*behind, CLASS_BLANK) ? readDeclaration(parser, behind) : at;
 }
 
 // A comment behind its "<!--".
-static CHAR8 *skipComment(CHAR8 *at) {
+static const CHAR8 *skipComment(const CHAR8 *at) {
   at = skipBehind(at, "--");
   return at != nullptr && *at == '>' ? at + 1 : nullptr;
 }
 
 // A processing instruction behind its "<?".
-static CHAR8 *skipInstruction(CHAR8 *target) {
-  CHAR8 *at = skipName(target);
+static const CHAR8 *skipInstruction(const CHAR8 *target) {
+  const CHAR8 *at = skipName(target);
   bool isXml =
       at - target == 3 && lowerCase(target[0]) == 'x' && lowerCase(target[1]) == 'm' && lowerCase(target[2]) == 'l';
   bool ended = isClass(*at, CLASS_BLANK) || skipMark(at, "?>") != nullptr;
@@ -107,18 +107,18 @@ static CHAR8 *skipInstruction(CHAR8 *target) {
 }
 
 // Markup that leaves no trace in the tree. Where none begins, at itself.
-static CHAR8 *skipComments(CHAR8 *at) {
-  CHAR8 *comment = skipMark(at, "<!--");
+static const CHAR8 *skipComments(const CHAR8 *at) {
+  const CHAR8 *comment = skipMark(at, "<!--");
   if (comment != nullptr) {
     return skipComment(comment);
   }
-  CHAR8 *instruction = skipMark(at, "<?");
+  const CHAR8 *instruction = skipMark(at, "<?");
   return instruction != nullptr ? skipInstruction(instruction) : at;
 }
 
 // What may surround the root element.
-static CHAR8 *skipSurroundings(CHAR8 *at) {
-  CHAR8 *begin = nullptr;
+static const CHAR8 *skipSurroundings(const CHAR8 *at) {
+  const CHAR8 *begin = nullptr;
   while (at != nullptr && at != begin) {
     begin = skipBlanks(at);
     at = skipComments(begin);
@@ -127,7 +127,7 @@ static CHAR8 *skipSurroundings(CHAR8 *at) {
 }
 
 // The next piece of the open element: text, a tag, or what is skipped.
-static CHAR8 *readPiece(PARSER *parser, CHAR8 *at) {
+static const CHAR8 *readPiece(PARSER *parser, const CHAR8 *at) {
   if (*at != '<') {
     return readCharacters(parser, at);
   }
@@ -137,20 +137,20 @@ static CHAR8 *readPiece(PARSER *parser, CHAR8 *at) {
   if (at[1] != '!' && at[1] != '?') {
     return readStartTag(parser, at);
   }
-  CHAR8 *section = skipMark(at, "<![CDATA[");
+  const CHAR8 *section = skipMark(at, "<![CDATA[");
   if (section != nullptr) {
     return readCData(parser, section);
   }
-  CHAR8 *behind = skipComments(at);
+  const CHAR8 *behind = skipComments(at);
   return behind != at ? behind : nullptr;
 }
 
-static bool readDocument(PARSER *parser, CHAR8 *at) {
-  at = readStart(at);
+static bool readDocument(PARSER *parser, const CHAR8 *at) {
+  at = readStart(parser, at);
   at = at != nullptr ? skipSurroundings(at) : nullptr;
   at = at != nullptr && *at == '<' ? readStartTag(parser, at) : nullptr;
   while (at != nullptr && parser->open != nullptr) {
-    at = readPiece(parser, at);
+    at = readPiece(parser, readLeaves(parser, at));
   }
   at = at != nullptr ? skipSurroundings(at) : nullptr;
   return at != nullptr && *at == 0;
@@ -158,13 +158,14 @@ static bool readDocument(PARSER *parser, CHAR8 *at) {
 
 EFI_STATUS textToTree(const CHAR8 *text, XML_NODE **root) {
   PARSER parser = {};
-  parser.tree = newParsedTree(text);
-  if (parser.tree == nullptr) {
+  parser.document = newParsedDocument();
+  if (parser.document == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
+  parser.end = text + textLength(text);
   parser.failure = EFI_INVALID_PARAMETER;
-  if (!readDocument(&parser, treeText(parser.tree))) {
-    releaseParsedTree(parser.tree);
+  if (!readDocument(&parser, text)) {
+    releaseDocument(parser.document);
     return parser.failure;
   }
   *root = parser.root;

@@ -1,101 +1,108 @@
 #include "providers/xml_service/parser.h"
 
-// Links node behind the last child of the open element.
-static void linkNode(PARSER *parser, SERVICE_NODE *node) {
-  node->parent = parser->open;
-  node->PrevSibling = parser->previous;
-  if (parser->previous != nullptr) {
-    parser->previous->NextSibling = node;
-  } else if (parser->open != nullptr) {
-    parser->open->FirstChild = node;
-  } else {
-    parser->root = node;
-  }
-}
-
-static void openNode(PARSER *parser, SERVICE_NODE *node) {
+static void openNode(PARSER *parser, SERVICE_NODE *node, const CHAR8 *name, UINTN nameLength) {
   parser->open = node;
+  parser->name = name;
   parser->previous = nullptr;
-  parser->content = nullptr;
+  parser->twin = node->twin != nullptr ? serviceNode(node->twin->FirstChild) : nullptr;
+  parser->nameLength = nameLength;
+  parser->contentEnd = nullptr;
 }
 
-static void closeNode(PARSER *parser, SERVICE_NODE *node) {
-  parser->open = node->parent;
-  parser->previous = node;
-  parser->content = nullptr;
-}
-
-static CHAR8 *readAttribute(XML_ATTRIBUTE *attribute, CHAR8 *at) {
-  CHAR8 *nameEnd = skipName(at);
-  CHAR8 *equals = skipBlanks(nameEnd);
-  if (nameEnd == at || *equals != '=') {
+static const CHAR8 *readAttribute(PARSER *parser, XML_ATTRIBUTE *attribute, const CHAR8 *at) {
+  UINTN length = 0;
+  at = readName(parser, at, &attribute->Name, &length);
+  if (at == nullptr) {
     return nullptr;
   }
-  *nameEnd = 0;
-  attribute->Name = at;
-  return readValue(skipBlanks(equals + 1), &attribute->Value);
+  at = skipBlanks(at);
+  return *at == '=' ? readValue(parser, skipBlanks(at + 1), &attribute->Value) : nullptr;
 }
 
 // The attributes of node, and the blanks behind the last one.
-static CHAR8 *readAttributes(PARSER *parser, SERVICE_NODE *node, CHAR8 *at) {
+static const CHAR8 *readAttributes(PARSER *parser, SERVICE_NODE *node, const CHAR8 *at) {
   XML_ATTRIBUTE *last = nullptr;
   for (;;) {
-    CHAR8 *next = skipBlanks(at);
+    const CHAR8 *next = skipBlanks(at);
     if (next == at || *next == '>' || *next == '/') {
       return attributeNamesDiffer(node->Attributes) ? next : nullptr;
     }
-    XML_ATTRIBUTE *attribute = takeRecord<XML_ATTRIBUTE>(parser->tree);
+    XML_ATTRIBUTE *attribute = takeRecord<XML_ATTRIBUTE>(parser->document);
     if (attribute == nullptr) {
       return failWithoutMemory(parser);
     }
     (last != nullptr ? last->Next : node->Attributes) = attribute;
     last = attribute;
-    at = readAttribute(attribute, next);
+    at = readAttribute(parser, attribute, next);
     if (at == nullptr) {
       return nullptr;
     }
   }
 }
 
-CHAR8 *readStartTag(PARSER *parser, CHAR8 *at) {
-  CHAR8 *name = at + 1;
-  CHAR8 *nameEnd = skipName(name);
-  if (nameEnd == name) {
-    return nullptr;
+const CHAR8 *readStartTag(PARSER *parser, const CHAR8 *start) {
+  CHAR8 *name = nullptr;
+  SERVICE_NODE *twin = nullptr;
+  UINTN nameLength = findTwin(parser, start + 1, &twin);
+  const CHAR8 *at = start + 1 + nameLength;
+  if (nameLength != 0) {
+    name = twin->Name; // nobody changes a name
+  } else {
+    at = readName(parser, at, &name, &nameLength);
+    if (at == nullptr) {
+      return nullptr;
+    }
   }
-  SERVICE_NODE *node = newParsedNode(parser->tree);
+  SERVICE_NODE *node = takeNode(parser->document);
   if (node == nullptr) {
     return failWithoutMemory(parser);
   }
   node->Name = name;
+  node->twin = twin;
   linkNode(parser, node);
-  at = *nameEnd == '>' ? nameEnd : readAttributes(parser, node, nameEnd);
-  if (at == nullptr) {
-    return nullptr;
-  }
-  bool empty = *at == '/';
-  at += empty ? 1 : 0;
   if (*at != '>') {
-    return nullptr;
+    at = readAttributes(parser, node, at);
+    if (at == nullptr) {
+      return nullptr;
+    }
+    if (at[0] == '/' && at[1] == '>') {
+      closeNode(parser, node);
+      return at + 2;
+    }
+    if (*at != '>') {
+      return nullptr;
+    }
   }
-  *nameEnd = 0;
-  openNode(parser, node);
-  if (empty) {
-    closeNode(parser, node);
-  }
+  openNode(parser, node, start + 1, nameLength);
   return at + 1;
 }
 
-CHAR8 *readEndTag(PARSER *parser, CHAR8 *at) {
+// The place behind the open element's name, or null when another one stands at at. A leaf's start tag is at hand; its
+// copy may still be on the way to memory, and reading it back would have to wait.
+static inline const CHAR8 *skipOpenName(const PARSER *parser, const CHAR8 *at) {
+  UINTN length = parser->nameLength;
+  if (length - 1 >= PIECE_SIZE || !hasPiece(parser, at)) {
+    return skipMark(at, parser->open->Name);
+  }
+  return charactersBefore(loadPiece(at) != loadPiece(parser->name)) >= length ? at + length : nullptr;
+}
+
+const CHAR8 *readEndTag(PARSER *parser, const CHAR8 *at) {
   SERVICE_NODE *node = parser->open;
-  CHAR8 *nameEnd = skipMark(at + 2, node->Name);
-  at = nameEnd != nullptr ? skipBlanks(nameEnd) : nullptr;
-  if (at == nullptr || *at != '>') {
+  at = skipOpenName(parser, at + 2);
+  if (at == nullptr) {
     return nullptr;
   }
-  if (node->FirstChild == nullptr && parser->content != nullptr && parser->contentEnd != parser->content) {
-    *parser->contentEnd = 0;
-    node->Content = parser->content;
+  if (*at != '>') {
+    at = skipBlanks(at);
+    if (*at != '>') {
+      return nullptr;
+    }
+  }
+  // Only now does the content count: an element with children has none.
+  if (node->FirstChild == nullptr && parser->contentEnd != nullptr &&
+      parser->contentEnd != parser->document->block->texts) {
+    node->Content = endText(parser, parser->contentEnd);
   }
   closeNode(parser, node);
   return at + 1;

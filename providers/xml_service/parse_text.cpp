@@ -1,4 +1,5 @@
 #include "providers/xml_service/parser.h"
+#include "providers/xml_service/runs.h"
 
 struct NAMED_REFERENCE {
   const CHAR8 *text; // behind the "&"
@@ -23,7 +24,7 @@ static UINT32 digitValue(CHAR8 digit) {
 }
 
 // Reads a numeric reference from behind its "&#". Only characters of one byte exist here, so it may not exceed 255.
-static CHAR8 *readNumber(CHAR8 *at, CHAR8 *character) {
+static const CHAR8 *readNumber(const CHAR8 *at, CHAR8 *character) {
   UINT32 base = 10;
   if (*at == 'x') {
     base = 16;
@@ -38,12 +39,12 @@ static CHAR8 *readNumber(CHAR8 *at, CHAR8 *character) {
 }
 
 // Reads the reference at the "&" that at stands on. Returns the place behind it, or null when it is none.
-static CHAR8 *readReference(CHAR8 *at, CHAR8 *character) {
+static const CHAR8 *readReference(const CHAR8 *at, CHAR8 *character) {
   if (at[1] == '#') {
     return readNumber(at + 2, character);
   }
   for (const NAMED_REFERENCE &reference : g_namedReferences) {
-    CHAR8 *behind = skipMark(at + 1, reference.text);
+    const CHAR8 *behind = skipMark(at + 1, reference.text);
     if (behind != nullptr) {
       *character = reference.character;
       return behind;
@@ -53,7 +54,7 @@ static CHAR8 *readReference(CHAR8 *at, CHAR8 *character) {
 }
 
 // The place behind the line end that begins with the carriage return at stands on.
-static CHAR8 *skipLineEnd(CHAR8 *at) {
+static const CHAR8 *skipLineEnd(const CHAR8 *at) {
   return at[1] == '\n' ? at + 2 : at + 1;
 }
 
@@ -61,101 +62,137 @@ static bool isSectionEnd(const CHAR8 *at) {
   return at[0] == ']' && at[1] == ']' && at[2] == '>';
 }
 
-// Skips a run of characters that mean themselves and closes the gap between it and the text before, which ends at *to.
-static inline CHAR8 *takeRun(CHAR8 *at, CHAR8 **to, CHARACTER_CLASS plain) {
-  CHAR8 *run = at;
-  at = skipClass(at, plain);
-  UINTN size = static_cast<UINTN>(at - run);
-  if (*to != run) {
-    __builtin_memmove(*to, run, size);
+// What a text's place has room for at every moment: a piece, a character behind a piece's end, and the NUL.
+static constexpr UINTN TEXT_ROOM = PIECE_SIZE + 8;
+
+// Takes the text that is being made to a block with room for twice of it. Returns where it ends there, or null.
+static CHAR8 *moveText(PARSER *parser, const CHAR8 *end) {
+  const CHAR8 *text = parser->document->block->texts;
+  UINTN length = static_cast<UINTN>(end - text);
+  if (!addBlock(parser->document, 2 * length + 2 * TEXT_ROOM)) {
+    failWithoutMemory(parser);
+    return nullptr;
   }
-  *to += size;
+  CHAR8 *moved = parser->document->block->texts;
+  copyBytes(moved, text, length);
+  return moved + length;
+}
+
+// Adds a run of characters that mean themselves to the text that ends at *to. ENDS marks at least what is not of the
+// class PLAIN.
+template <MARKS ENDS(PIECE piece), CHARACTER_CLASS PLAIN>
+static const CHAR8 *takeRun(PARSER *parser, const CHAR8 *at, CHAR8 **end) {
+  CHAR8 *to = *end;
+  for (;;) {
+    if (static_cast<UINTN>(parser->document->block->records - reinterpret_cast<UINT8 *>(to)) < TEXT_ROOM) {
+      to = moveText(parser, to);
+      if (to == nullptr) {
+        return nullptr;
+      }
+    }
+    if (hasPiece(parser, at)) {
+      PIECE piece = loadPiece(at);
+      storePiece(to, piece);
+      UINTN length = charactersBefore(ENDS(piece));
+      at += length;
+      to += length;
+      if (length == PIECE_SIZE) {
+        continue;
+      }
+    }
+    if (!isClass(*at, PLAIN)) {
+      *end = to;
+      return at;
+    }
+    *to = *at;
+    to++;
+    at++;
+  }
+}
+
+CHAR8 *endText(PARSER *parser, CHAR8 *end) {
+  BLOCK *block = parser->document->block;
+  CHAR8 *text = block->texts;
+  *end = 0;
+  block->texts = end + 1;
+  return text;
+}
+
+const CHAR8 *readName(PARSER *parser, const CHAR8 *at, CHAR8 **name, UINTN *length) {
+  if (!isClass(*at, CLASS_NAME_START)) {
+    return nullptr;
+  }
+  CHAR8 *end = parser->document->block->texts;
+  at = takeRun<markNameEnds, CLASS_NAME>(parser, at, &end);
+  if (at != nullptr) {
+    *length = static_cast<UINTN>(end - parser->document->block->texts);
+    *name = endText(parser, end);
+  }
   return at;
 }
 
-// Skips a line feed and the blanks behind it, eight at a time: most of what stands between two tags. The zeros behind
-// the document (see newParsedTree) end it at the latest.
-static inline CHAR8 *skipIndentation(CHAR8 *at) {
-  if (*at != '\n') {
-    return at;
-  }
-  at++;
-  UINT64 others = 0;
-  do {
-    copyBytes(&others, at, sizeof(others));
-    others ^= 0x2020202020202020;
-    at += others == 0 ? sizeof(others) : __builtin_ctzll(others) / 8; // the first character is the lowest byte
-  } while (others == 0);
-  return at;
-}
-
-static void beginContent(PARSER *parser, CHAR8 *at) {
-  if (parser->content == nullptr) {
-    parser->content = at;
-    parser->contentEnd = at;
+static void beginContent(PARSER *parser) {
+  if (parser->contentEnd == nullptr) {
+    parser->contentEnd = parser->document->block->texts;
   }
 }
 
-CHAR8 *readCharacters(PARSER *parser, CHAR8 *at) {
-  beginContent(parser, at);
-  CHAR8 *to = parser->contentEnd;
-  if (to == at) {
-    at = skipIndentation(at);
-    to = at;
+const CHAR8 *readCharacters(PARSER *parser, const CHAR8 *at) {
+  // Nobody sees what stands between children, and in front of the first one.
+  const CHAR8 *tag = skipIndentation(parser, at);
+  if (*tag == '<' && (parser->previous != nullptr || isClass(tag[1], CLASS_NAME_START))) {
+    return tag;
   }
-  at = takeRun(at, &to, CLASS_TEXT);
-  while (*at != '<') {
+  beginContent(parser);
+  at = takeRun<markTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
+  while (at != nullptr && *at != '<') {
     if (*at == '&') {
-      at = readReference(at, to);
+      at = readReference(at, parser->contentEnd);
       if (at == nullptr) {
         return nullptr;
       }
     } else if (*at == '\r') {
       at = skipLineEnd(at);
-      *to = '\n';
+      *parser->contentEnd = '\n';
     } else if (*at == ']' && !isSectionEnd(at)) {
-      *to = *at;
+      *parser->contentEnd = *at;
       at++;
     } else {
       return nullptr;
     }
-    to++;
-    at = takeRun(at, &to, CLASS_TEXT);
+    parser->contentEnd++;
+    at = takeRun<markTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
   }
-  parser->contentEnd = to;
   return at;
 }
 
-CHAR8 *readCData(PARSER *parser, CHAR8 *at) {
-  beginContent(parser, at);
-  CHAR8 *to = parser->contentEnd;
-  at = takeRun(at, &to, CLASS_TEXT);
-  while (!isSectionEnd(at)) {
+const CHAR8 *readCData(PARSER *parser, const CHAR8 *at) {
+  beginContent(parser);
+  at = takeRun<markTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
+  while (at != nullptr && !isSectionEnd(at)) {
     if (*at == '\r') {
       at = skipLineEnd(at);
-      *to = '\n';
+      *parser->contentEnd = '\n';
     } else if (isClass(*at, CLASS_ALLOWED)) {
-      *to = *at;
+      *parser->contentEnd = *at;
       at++;
     } else {
       return nullptr;
     }
-    to++;
-    at = takeRun(at, &to, CLASS_TEXT);
+    parser->contentEnd++;
+    at = takeRun<markTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
   }
-  parser->contentEnd = to;
-  return at + 3;
+  return at != nullptr ? at + 3 : nullptr;
 }
 
-CHAR8 *readValue(CHAR8 *at, CHAR8 **value) {
+const CHAR8 *readValue(PARSER *parser, const CHAR8 *at, CHAR8 **value) {
   CHAR8 quote = *at;
   if (quote != '"' && quote != '\'') {
     return nullptr;
   }
-  CHAR8 *to = at + 1;
-  *value = to;
-  at = takeRun(to, &to, CLASS_VALUE);
-  while (*at != quote) {
+  CHAR8 *to = parser->document->block->texts;
+  at = takeRun<markValueEnds, CLASS_VALUE>(parser, at + 1, &to);
+  while (at != nullptr && *at != quote) {
     if (*at == '&') {
       at = readReference(at, to);
       if (at == nullptr) {
@@ -171,8 +208,11 @@ CHAR8 *readValue(CHAR8 *at, CHAR8 **value) {
       return nullptr;
     }
     to++;
-    at = takeRun(at, &to, CLASS_VALUE);
+    at = takeRun<markValueEnds, CLASS_VALUE>(parser, at, &to);
   }
-  *to = 0;
+  if (at == nullptr) {
+    return nullptr;
+  }
+  *value = endText(parser, to);
   return at + 1;
 }

@@ -2,38 +2,42 @@
 // it read, or null when the document is not well-formed there (PARSER::failure then says what Parse returns).
 #pragma once
 
+#include "base/pieces.h"
+#include "providers/xml_service/blocks.h"
 #include "providers/xml_service/characters.h"
-#include "providers/xml_service/tree.h"
 
-// A pass over the tree's own copy of the document. What lies behind the place reached is rewritten: names and texts get
-// their NUL, references and line ends shrink to what they stand for.
+// A pass over the user's text. One text at a time is made of it, a name, a value or a content, at the place where the
+// document's texts go on; it counts when it is ended. What is left open, the next one overwrites.
 struct PARSER {
-  PARSED_TREE *tree;
+  const CHAR8 *end; // the NUL of the user's text
+  DOCUMENT *document;
   SERVICE_NODE *root;
   SERVICE_NODE *open;     // the innermost element that is not ended, null outside the root
   SERVICE_NODE *previous; // the last child of open so far, or null
-  CHAR8 *content;         // the character data of open since its start or last child, or null; not ended by a NUL
-  CHAR8 *contentEnd;
+  SERVICE_NODE *twin;     // what the next child of open is expected to be like, or null
+  const CHAR8 *name;      // of open, in its start tag
+  UINTN nameLength;       // 0 when open has a child
+  CHAR8 *contentEnd;      // the end of what open's content has so far, or null before it begins
   EFI_STATUS failure;
 };
 
 // Stops for want of memory.
-inline CHAR8 *failWithoutMemory(PARSER *parser) {
+inline const CHAR8 *failWithoutMemory(PARSER *parser) {
   parser->failure = EFI_OUT_OF_RESOURCES;
   return nullptr;
 }
 
 // The first place from at on that is no white space, respectively no part of a name (at itself when no name begins
 // there).
-inline CHAR8 *skipBlanks(CHAR8 *at) {
+inline const CHAR8 *skipBlanks(const CHAR8 *at) {
   return skipClass(at, CLASS_BLANK);
 }
-inline CHAR8 *skipName(CHAR8 *at) {
+inline const CHAR8 *skipName(const CHAR8 *at) {
   return isClass(*at, CLASS_NAME_START) ? skipClass(at + 1, CLASS_NAME) : at;
 }
 
 // The place behind mark when at begins with it, else null.
-inline CHAR8 *skipMark(CHAR8 *at, const CHAR8 *mark) {
+inline const CHAR8 *skipMark(const CHAR8 *at, const CHAR8 *mark) {
   for (; *mark != 0; mark++, at++) {
     if (*at != *mark) {
       return nullptr;
@@ -42,17 +46,83 @@ inline CHAR8 *skipMark(CHAR8 *at, const CHAR8 *mark) {
   return at;
 }
 
-// parse_text.cpp: character data up to the next "<", and a CDATA section behind its "<![CDATA["; both are added to the
-// content of the open element.
-CHAR8 *readCharacters(PARSER *parser, CHAR8 *at);
-CHAR8 *readCData(PARSER *parser, CHAR8 *at);
+// Whether a piece of the user's text may be read.
+inline bool hasPiece(const PARSER *parser, const CHAR8 *at) {
+  return static_cast<UINTN>(parser->end - at) >= PIECE_SIZE;
+}
+
+// Skips a line feed and the blanks behind it: most of what stands between two tags.
+inline const CHAR8 *skipIndentation(const PARSER *parser, const CHAR8 *at) {
+  if (*at != '\n') {
+    return at;
+  }
+  at++;
+  UINTN length = PIECE_SIZE;
+  while (length == PIECE_SIZE && hasPiece(parser, at)) {
+    length = charactersBefore(loadPiece(at) != ' ');
+    at += length;
+  }
+  return at;
+}
+
+// GUESS_SIZE bytes must be there to be read for a guess.
+inline constexpr UINTN GUESS_SIZE = 2 * PIECE_SIZE + 1;
+
+// Links node behind the last child of the open element.
+inline void linkNode(PARSER *parser, SERVICE_NODE *node) {
+  node->parent = parser->open;
+  node->PrevSibling = parser->previous;
+  if (parser->previous != nullptr) {
+    parser->previous->NextSibling = node;
+  } else if (parser->open != nullptr) {
+    parser->open->FirstChild = node;
+  } else {
+    parser->root = node;
+  }
+}
+
+// What is expected behind node. One that came as a surprise has the element as its twin that was expected there.
+inline SERVICE_NODE *behindTwin(const SERVICE_NODE *node) {
+  SERVICE_NODE *twin = node->twin;
+  return twin != nullptr && twin->Name == node->Name ? serviceNode(twin->NextSibling) : twin;
+}
+
+// Ends node, the last child of what is open then.
+inline void closeNode(PARSER *parser, SERVICE_NODE *node) {
+  parser->open = node->parent;
+  parser->previous = node;
+  parser->twin = behindTwin(node);
+  parser->nameLength = 0;
+  parser->contentEnd = nullptr;
+}
+
+// twin.cpp: how long the name is that stands at at, and ends its tag there, when it is that of the element which is
+// expected there, or of one near it; that is *twin. 0 when the name comes as a surprise; *twin then is what was
+// expected, or null.
+UINTN findTwin(const PARSER *parser, const CHAR8 *at, SERVICE_NODE **twin);
+
+// parse_text.cpp
+
+// Ends the text that was made up to end, and returns it.
+CHAR8 *endText(PARSER *parser, CHAR8 *end);
+
+// A name, and how long it is.
+const CHAR8 *readName(PARSER *parser, const CHAR8 *at, CHAR8 **name, UINTN *length);
 
 // A quoted attribute value; *value is its text.
-CHAR8 *readValue(CHAR8 *at, CHAR8 **value);
+const CHAR8 *readValue(PARSER *parser, const CHAR8 *at, CHAR8 **value);
+
+// Character data up to the next "<", and a CDATA section behind its "<![CDATA["; both are added to the content of the
+// open element.
+const CHAR8 *readCharacters(PARSER *parser, const CHAR8 *at);
+const CHAR8 *readCData(PARSER *parser, const CHAR8 *at);
 
 // parse_tag.cpp: a start tag or an empty element, and an end tag.
-CHAR8 *readStartTag(PARSER *parser, CHAR8 *at);
-CHAR8 *readEndTag(PARSER *parser, CHAR8 *at);
+const CHAR8 *readStartTag(PARSER *parser, const CHAR8 *at);
+const CHAR8 *readEndTag(PARSER *parser, const CHAR8 *at);
+
+// parse_leaf.cpp: as many children of the plainest form as stand there. At itself when there is none.
+const CHAR8 *readLeaves(PARSER *parser, const CHAR8 *at);
 
 // attributes.cpp: whether no two attributes of a list linked by Next have the same name. Sets the Prev links if so.
 bool attributeNamesDiffer(XML_ATTRIBUTE *first);

@@ -1,31 +1,52 @@
 #include "providers/xml_service/serialize.h"
 
 #include "base/text.h"
+#include "providers/xml_service/blocks.h"
 #include "providers/xml_service/characters.h"
+#include "providers/xml_service/runs.h"
 
 static constexpr CHAR8 PROLOGUE[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
 // Two blanks a level; deeper levels are not indented further, or a deep tree's text would grow with the square of its
 // depth.
-static constexpr CHAR8 INDENTATION[] = "                                ";
-static constexpr UINTN INDENTED_LEVELS = (sizeof(INDENTATION) - 1) / 2;
+static constexpr UINTN INDENTED_LEVELS = 16;
+static constexpr UINTN INDENTATION_SIZE = 2 * INDENTED_LEVELS;
 
-// Takes the text twice: first without memory, to learn its length, then into memory of that size.
+// The text grows in a document's blocks, since to learn its length first would take as long as to write it.
 struct WRITER {
-  CHAR8 *text; // null: only count
-  UINTN length;
-  bool broken; // an attribute lacks its name or value
+  DOCUMENT *document;
+  CHAR8 *at;         // where it goes on
+  EFI_STATUS status; // after an error nothing more is written
 };
 
-static void putBytes(WRITER *writer, const CHAR8 *bytes, UINTN count) {
-  if (writer->text != nullptr) {
-    copyBytes(writer->text + writer->length, bytes, count);
+// Makes sure that there is room for count bytes and another piece; false without memory.
+static bool reserve(WRITER *writer, UINTN count) {
+  BLOCK *block = writer->document->block;
+  count += PIECE_SIZE;
+  if (static_cast<UINTN>(block->records - reinterpret_cast<UINT8 *>(writer->at)) >= count) {
+    return true;
   }
-  writer->length += count;
+  block->texts = writer->at;
+  if (!addBlock(writer->document, count)) {
+    writer->status = EFI_OUT_OF_RESOURCES;
+    writer->at = blockTexts(block); // there is room for what still comes and is dropped
+    return false;
+  }
+  writer->at = writer->document->block->texts;
+  return true;
 }
 
-static void putText(WRITER *writer, const CHAR8 *text) {
-  putBytes(writer, text, textLength(text));
+static void putBytes(WRITER *writer, const CHAR8 *bytes, UINTN count) {
+  if (reserve(writer, count)) {
+    copyBytes(writer->at, bytes, count);
+    writer->at += count;
+  }
+}
+
+// Writes a few characters of markup where another piece has room.
+template <UINTN SIZE> static inline void putMark(WRITER *writer, const CHAR8 (&mark)[SIZE]) {
+  copyBytes(writer->at, mark, SIZE - 1);
+  writer->at += SIZE - 1;
 }
 
 static void putReference(WRITER *writer, UINT8 character) {
@@ -60,65 +81,92 @@ static void putEscape(WRITER *writer, CHAR8 character) {
   }
 }
 
-// Writes text; what is not of the class plain is escaped.
-static void putEscaped(WRITER *writer, const CHAR8 *text, CHARACTER_CLASS plain) {
-  const CHAR8 *at = text;
-  for (;;) {
+// Writes text, which has length characters; what is not of the class plain is escaped.
+static void putEscaped(WRITER *writer, const CHAR8 *text, UINTN length, CHARACTER_CLASS plain) {
+  if (!reserve(writer, length)) {
+    return;
+  }
+  // The copy may be looked at in pieces: what lies behind it is ours, too.
+  copyBytes(writer->at, text, length);
+  UINTN clean = 0;
+  UINTN clear = PIECE_SIZE;
+  for (; clean < length && clear == PIECE_SIZE; clean += clear) {
+    clear = charactersBefore(markEscapes(loadPiece(writer->at + clean)));
+  }
+  if (clean >= length) {
+    writer->at += length;
+    return;
+  }
+  writer->at += clean;
+  for (const CHAR8 *at = text + clean; *at != 0;) {
     const CHAR8 *run = at;
     at = skipClass(at, plain);
     putBytes(writer, run, static_cast<UINTN>(at - run));
-    if (*at == 0) {
+    if (*at != 0) {
+      putEscape(writer, *at);
+      at++;
+    }
+  }
+}
+
+static void putAttributes(WRITER *writer, const XML_ATTRIBUTE *attribute) {
+  for (; attribute != nullptr && !EFI_ERROR(writer->status); attribute = attribute->Next) {
+    if (attribute->Name == nullptr || attribute->Value == nullptr) {
+      writer->status = EFI_INVALID_PARAMETER;
       return;
     }
-    putEscape(writer, *at);
-    at++;
+    putMark(writer, " ");
+    putBytes(writer, attribute->Name, textLength(attribute->Name));
+    putMark(writer, "=\"");
+    putEscaped(writer, attribute->Value, textLength(attribute->Value), CLASS_PLAIN_VALUE);
+    putMark(writer, "\"");
   }
 }
 
 static void putIndentation(WRITER *writer, UINTN level) {
-  putBytes(writer, INDENTATION, 2 * (level < INDENTED_LEVELS ? level : INDENTED_LEVELS));
-}
-
-static void putAttributes(WRITER *writer, const XML_ATTRIBUTE *attribute) {
-  for (; attribute != nullptr; attribute = attribute->Next) {
-    if (attribute->Name == nullptr || attribute->Value == nullptr) {
-      writer->broken = true;
-      return;
-    }
-    putBytes(writer, " ", 1);
-    putText(writer, attribute->Name);
-    putBytes(writer, "=\"", 2);
-    putEscaped(writer, attribute->Value, CLASS_PLAIN_VALUE);
-    putBytes(writer, "\"", 1);
+  if (reserve(writer, INDENTATION_SIZE)) {
+    __builtin_memset(writer->at, ' ', INDENTATION_SIZE);
+    writer->at += 2 * (level < INDENTED_LEVELS ? level : INDENTED_LEVELS);
   }
 }
 
-static void putEndTag(WRITER *writer, const CHAR8 *name, UINTN nameLength) {
-  putBytes(writer, "</", 2);
-  putBytes(writer, name, nameLength);
-  putBytes(writer, ">\n", 2);
+static void putName(WRITER *writer, const CHAR8 *name) {
+  // Names lie in blocks, in front of a record or of room for more.
+  PIECE piece = loadPiece(name);
+  UINTN length = charactersBefore(piece == 0);
+  if (length == PIECE_SIZE) {
+    putBytes(writer, name, textLength(name));
+  } else if (reserve(writer, PIECE_SIZE)) {
+    storePiece(writer->at, piece);
+    writer->at += length;
+  }
+}
+
+static void putEndTag(WRITER *writer, const CHAR8 *name) {
+  putMark(writer, "</");
+  putName(writer, name);
+  putMark(writer, ">\n");
 }
 
 // The start tag and the text, and for an element without children also its end.
 static void putElement(WRITER *writer, const SERVICE_NODE *node, UINTN level) {
   bool hasText = node->Content != nullptr && *node->Content != 0;
-  UINTN nameLength = textLength(node->Name);
   putIndentation(writer, level);
-  putBytes(writer, "<", 1);
-  putBytes(writer, node->Name, nameLength);
+  putMark(writer, "<");
+  putName(writer, node->Name);
   putAttributes(writer, node->Attributes);
   if (!hasText && node->FirstChild == nullptr) {
-    putBytes(writer, "/>\n", 3);
+    putMark(writer, "/>\n");
     return;
   }
-  putBytes(writer, ">", 1);
+  putMark(writer, ">");
   if (hasText) {
-    putEscaped(writer, node->Content, CLASS_PLAIN_TEXT);
+    putEscaped(writer, node->Content, textLength(node->Content), CLASS_PLAIN_TEXT);
   }
   if (node->FirstChild == nullptr) {
-    putEndTag(writer, node->Name, nameLength);
+    putEndTag(writer, node->Name);
   } else {
-    putBytes(writer, "\n", 1);
+    putMark(writer, "\n");
   }
 }
 
@@ -139,9 +187,9 @@ static void putTree(WRITER *writer, SERVICE_NODE *root) {
       node = node->parent;
       level--;
       putIndentation(writer, level);
-      putEndTag(writer, node->Name, textLength(node->Name));
+      putEndTag(writer, node->Name);
     }
-    if (node == root) {
+    if (node == root || EFI_ERROR(writer->status)) {
       return;
     }
     SERVICE_NODE *next = serviceNode(node->NextSibling);
@@ -150,19 +198,37 @@ static void putTree(WRITER *writer, SERVICE_NODE *root) {
   }
 }
 
-EFI_STATUS treeToText(SERVICE_NODE *root, CHAR8 **text) {
-  WRITER writer = {};
-  putTree(&writer, root);
-  if (writer.broken) {
-    return EFI_INVALID_PARAMETER;
+// The text of the writer's blocks as one, or null without memory.
+static CHAR8 *joined(const DOCUMENT *document) {
+  UINTN length = 0;
+  for (const BLOCK *block = document->block; block != nullptr; block = block->next) {
+    length += static_cast<UINTN>(block->texts - blockTexts(block));
   }
-  writer.text = static_cast<CHAR8 *>(poolAllocate(writer.length + 1));
-  if (writer.text == nullptr) {
+  CHAR8 *text = static_cast<CHAR8 *>(poolAllocate(length + 1));
+  if (text == nullptr) {
+    return nullptr;
+  }
+  text[length] = 0;
+  for (const BLOCK *block = document->block; block != nullptr; block = block->next) {
+    UINTN size = static_cast<UINTN>(block->texts - blockTexts(block));
+    length -= size;
+    copyBytes(text + length, blockTexts(block), size);
+  }
+  return text;
+}
+
+EFI_STATUS treeToText(SERVICE_NODE *root, CHAR8 **text) {
+  WRITER writer = {newDocument(), nullptr, EFI_SUCCESS};
+  if (writer.document == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  writer.length = 0;
+  writer.at = writer.document->block->texts;
   putTree(&writer, root);
-  writer.text[writer.length] = 0;
-  *text = writer.text;
-  return EFI_SUCCESS;
+  writer.document->block->texts = writer.at;
+  if (!EFI_ERROR(writer.status)) {
+    *text = joined(writer.document);
+    writer.status = *text != nullptr ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+  }
+  releaseDocument(writer.document);
+  return writer.status;
 }

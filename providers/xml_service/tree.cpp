@@ -1,148 +1,46 @@
 #include "providers/xml_service/tree.h"
 
-#include "base/text.h"
-
-// Smaller blocks would not spare memory: firmware gives out pages.
-static constexpr UINTN MINIMUM_BLOCK_SIZE = 4096;
-
-// Zeros behind the document, so that the parser may look at eight characters at once.
-static constexpr UINTN TEXT_PADDING = 8;
-
-static PARSED_TREE *g_parsedTrees;
-
-void forgetParsedTrees() {
-  g_parsedTrees = nullptr;
-}
-
-PARSED_TREE *newParsedTree(const CHAR8 *text) {
-  UINTN textSize = textLength(text) + 1;
-  PARSED_TREE *tree = static_cast<PARSED_TREE *>(poolAllocate(sizeof(PARSED_TREE) + textSize + TEXT_PADDING));
-  if (tree == nullptr) {
-    return nullptr;
-  }
-  *tree = {};
-  // Blocks as large as the document keep their number bounded: no element or attribute takes more than sixteen bytes of
-  // record for a byte of text.
-  tree->blockSize = (textSize < MINIMUM_BLOCK_SIZE ? MINIMUM_BLOCK_SIZE : textSize);
-  tree->blockUsed = tree->blockSize;
-  tree->textSize = textSize;
-  copyBytes(treeText(tree), text, textSize);
-  zeroBytes(treeText(tree) + textSize, TEXT_PADDING);
-  tree->next = g_parsedTrees;
-  if (tree->next != nullptr) {
-    tree->next->previous = tree;
-  }
-  g_parsedTrees = tree;
-  return tree;
-}
-
-void releaseParsedTree(PARSED_TREE *tree) {
-  (tree->previous != nullptr ? tree->previous->next : g_parsedTrees) = tree->next;
-  if (tree->next != nullptr) {
-    tree->next->previous = tree->previous;
-  }
-  while (tree->blocks != nullptr) {
-    RECORD_BLOCK *block = tree->blocks;
-    tree->blocks = block->next;
-    poolFree(block);
-  }
-  wipeBytes(treeText(tree), tree->textSize);
-  poolFree(tree);
-}
-
-bool addBlock(PARSED_TREE *tree) {
-  RECORD_BLOCK *block = static_cast<RECORD_BLOCK *>(poolAllocate(tree->blockSize));
-  if (block == nullptr) {
-    return false;
-  }
-  block->next = tree->blocks;
-  tree->blocks = block;
-  tree->blockUsed = sizeof(RECORD_BLOCK);
-  return true;
-}
-
-SERVICE_NODE *newNode(const CHAR8 *name) {
-  UINTN nameSize = textLength(name) + 1;
-  SERVICE_NODE *node = static_cast<SERVICE_NODE *>(poolAllocate(sizeof(SERVICE_NODE) + nameSize));
-  if (node == nullptr) {
-    return nullptr;
-  }
-  *node = {};
-  node->Name = reinterpret_cast<CHAR8 *>(node + 1);
-  copyBytes(node->Name, name, nameSize);
-  return node;
-}
-
-static bool liesIn(const void *address, const void *memory, UINTN size) {
-  return reinterpret_cast<UINTN>(address) - reinterpret_cast<UINTN>(memory) < size;
-}
-
-// There are never many blocks (see newParsedTree).
-static bool isRecordOf(const PARSED_TREE *tree, const void *address) {
-  const RECORD_BLOCK *block = tree == nullptr ? nullptr : tree->blocks;
-  while (block != nullptr && !liesIn(address, block, tree->blockSize)) {
-    block = block->next;
-  }
-  return block != nullptr;
-}
-
-static bool isTextOf(PARSED_TREE *tree, const void *address) {
-  return tree != nullptr && liesIn(address, treeText(tree), tree->textSize);
-}
-
-// Whether address lies in the memory of any living document, of which there are few.
-static bool isParsed(const void *address) {
-  PARSED_TREE *tree = g_parsedTrees;
-  while (tree != nullptr && !isTextOf(tree, address) && !isRecordOf(tree, address)) {
-    tree = tree->next;
-  }
-  return tree != nullptr;
-}
-
 // One release: users may link what lies in a document nowhere else, but when they do, the pool must not hear of it.
 struct RELEASE {
-  PARSED_TREE *emptied;
+  DOCUMENT *emptied;
+  const BLOCK *found; // what was looked for lay there, as the next will, or null
   EFI_STATUS status;
 };
 
-static void freeLinked(RELEASE *release, void *memory) {
-  if (isParsed(memory)) {
-    release->status = EFI_INVALID_PARAMETER;
-  } else {
+// Gives memory back that the element of that block held, unless it lies in a document. Most lies in the block itself.
+static inline void freeHeld(RELEASE *release, const BLOCK *block, void *memory) {
+  if (memory == nullptr || liesIn(block, memory)) {
+    return;
+  }
+  if (release->found == nullptr || !liesIn(release->found, memory)) {
+    release->found = parsedBlock(memory);
+  }
+  if (release->found == nullptr) {
     poolFree(memory);
+  } else if (release->found->document != block->document) {
+    release->status = EFI_INVALID_PARAMETER;
   }
 }
 
-static void freeText(RELEASE *release, PARSED_TREE *tree, CHAR8 *text) {
-  if (text != nullptr && !isTextOf(tree, text)) {
-    freeLinked(release, text);
-  }
-}
-
-static void freeAttributes(RELEASE *release, PARSED_TREE *tree, XML_ATTRIBUTE *attribute) {
+static void freeAttributes(RELEASE *release, const BLOCK *block, XML_ATTRIBUTE *attribute) {
   while (attribute != nullptr) {
     XML_ATTRIBUTE *next = attribute->Next;
-    freeText(release, tree, attribute->Value);
-    freeText(release, tree, attribute->Name);
-    if (!isRecordOf(tree, attribute)) {
-      freeLinked(release, attribute);
-    }
+    freeHeld(release, block, attribute->Value);
+    freeHeld(release, block, attribute->Name);
+    freeHeld(release, block, attribute);
     attribute = next;
   }
 }
 
-static void freeNode(RELEASE *release, SERVICE_NODE *node) {
-  PARSED_TREE *tree = static_cast<PARSED_TREE *>(node->ServiceOwn);
-  freeText(release, tree, node->Content);
-  freeAttributes(release, tree, node->Attributes);
-  if (tree == nullptr) {
-    poolFree(node);
-    return;
-  }
-  tree->liveNodes--;
-  if (tree->liveNodes == 0) {
-    tree->emptied = release->emptied;
-    release->emptied = tree;
+static inline void freeNode(RELEASE *release, SERVICE_NODE *node) {
+  const BLOCK *block = static_cast<BLOCK *>(node->ServiceOwn);
+  DOCUMENT *document = block->document;
+  freeHeld(release, block, node->Content);
+  freeAttributes(release, block, node->Attributes);
+  document->liveNodes--;
+  if (document->liveNodes == 0) {
+    document->emptied = release->emptied;
+    release->emptied = document;
   }
 }
 
@@ -164,7 +62,7 @@ static SERVICE_NODE *firstLeaf(SERVICE_NODE *node) {
 }
 
 EFI_STATUS freeTree(SERVICE_NODE *root) {
-  RELEASE release = {nullptr, EFI_SUCCESS};
+  RELEASE release = {nullptr, nullptr, EFI_SUCCESS};
   SERVICE_NODE *node = firstLeaf(root);
   while (node != root) {
     SERVICE_NODE *parent = node->parent;
@@ -179,9 +77,9 @@ EFI_STATUS freeTree(SERVICE_NODE *root) {
   freeNode(&release, root);
   // Only now, since until the end something may be met that lies in one of them.
   while (release.emptied != nullptr) {
-    PARSED_TREE *tree = release.emptied;
-    release.emptied = tree->emptied;
-    releaseParsedTree(tree);
+    DOCUMENT *document = release.emptied;
+    release.emptied = document->emptied;
+    releaseDocument(document);
   }
   return release.status;
 }

@@ -68,7 +68,7 @@ static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
 
 EFI_STATUS EFIAPI XmlServiceEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);
-  forgetParsedTrees();
+  forgetDocuments();
   EFI_STATUS status =
       g_bootServices->InstallMultipleProtocolInterfaces(&image, &g_xmlProtocolGuid, &g_xmlService, nullptr);
   if (EFI_ERROR(status)) {

@@ -104,7 +104,7 @@ TEST(RestoreLog, IsHandedOverFromItsRootOnAndPrintedInPiecesOfAHundred) {
   updateResultLog(&output, root, LOG_KIND_CONFIG); // the root has another name: it is only printed
   updateResultLog(nullptr, root, LOG_KIND_RESTORE);
   EXPECT_EQ(countOf(world.log(), "PrintRestoreLog: <?xml"), 1u);
-  world.firmware.failAllocation(2); // the first is the serialised text
+  world.firmware.failAllocation(3); // the first two are the serialised text
   updateResultLog(&output, root, LOG_KIND_RESTORE);
   EXPECT_EQ(countOf(world.log(), "Error allocating memory for log data"), 1u);
   EXPECT_EQ(countOf(world.log(), "PrintRestoreLog: <RaidRestore>"), 1u);

@@ -120,7 +120,7 @@ TEST_F(XmlService, TextsAreOverwritten) {
   });
   FreeXMLNode(parse("<a p='cGFzcw==' q='cGFz&#99;w=='>&#99;GFzcw==<!-- cGFzcw== --></a>"));
   parse("<a>cGFzcw==");
-  EXPECT_GE(blocks, 3u);
+  EXPECT_GE(blocks, 2u);
   firmware.onFree(nullptr);
 }
 
@@ -153,15 +153,16 @@ TEST_F(XmlService, LargeDocuments) {
   for (const auto &test : cases) {
     uint64_t allocations = firmware.pool().totalAllocations;
     XML_NODE *root = parse(test.document);
-    EXPECT_LT(firmware.pool().totalAllocations, allocations + 20);
+    EXPECT_LT(firmware.pool().totalAllocations, allocations + 500);
     EXPECT_TRUE(serialize(root) == PROLOGUE + test.serialized) << test.document.substr(0, 20);
     FreeXMLNode(root);
     expectBalanced("large");
   }
-  XML_NODE *created = CreateXMLNode("a");
-  for (XML_NODE *deepest = created; firmware.pool().liveAllocations < 300000;) {
+  XML_NODE *created = CreateXMLNode("a"), *deepest = created;
+  for (size_t level = 1; level < 300000; level++) {
     deepest = push(deepest, "a");
   }
+  EXPECT_LT(firmware.pool().liveAllocations, 1000u);
   EXPECT_TRUE(serialize(created) == PROLOGUE + nested(300000));
   FreeXMLNode(created);
 }

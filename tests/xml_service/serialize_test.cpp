@@ -12,10 +12,13 @@ TEST_F(XmlService, SerializeWritesBuiltTree) {
   XML_NODE *b = push(root, "b");
   push(b, "inner", "");
   AddXMLAttribute("empty", "", push(b, "inner"));
+  push(root, "a_name_of_more_letters", "sixteen letters, and no more & no less");
   push(root, "a", " text ");
   root->Content = textDuplicate("beside");
   EXPECT_EQ(serialize(root), PROLOGUE + "<root z=\"1\" xmlns:a=\"&quot;&lt;&amp;&gt;'&#9;&#10;&#13;&#128;? \x7F\">"
-                                        "beside\n  <a> text </a>\n  <b>\n    <inner empty=\"\"/>\n    <inner/>\n"
+                                        "beside\n  <a> text </a>\n  <a_name_of_more_letters>"
+                                        "sixteen letters, and no more &amp; no less</a_name_of_more_letters>\n  <b>\n  "
+                                        "  <inner empty=\"\"/>\n    <inner/>\n"
                                         "  </b>\n  <c>&quot;&lt;&amp;&gt;'\t\n&#13;&#233;? \x7F</c>\n</root>\n");
   EXPECT_EQ(serialize(b), PROLOGUE + "<b>\n  <inner empty=\"\"/>\n  <inner/>\n</b>\n"); // not b's sibling
   FreeXMLNode(root);

@@ -1,0 +1,45 @@
+// Guesses. Most documents repeat themselves: a disk has the elements of the disk before it, in their order, or nearly
+// so. To guess a name and to be right is faster than to look for its end, which everything behind it would have to wait
+// for.
+#include "providers/xml_service/parser.h"
+
+// How long the name is that stands at at, and ends its tag there, when it is node's; else 0. The node's name may be
+// read beyond its end, since a record or room for more lies behind it, and what is read of the document has no NUL.
+static UINTN guessName(const CHAR8 *at, const SERVICE_NODE *node) {
+  UINTN length = 0;
+  for (const CHAR8 *name = node->Name; length <= PIECE_SIZE; name += PIECE_SIZE) {
+    PIECE piece = loadPiece(name);
+    UINTN part = charactersBefore(piece == 0);
+    if (charactersBefore(loadPiece(at + length) != piece) != part) {
+      return 0;
+    }
+    length += part;
+    if (part != PIECE_SIZE) {
+      return at[length] == '>' ? length : 0;
+    }
+  }
+  return 0;
+}
+
+UINTN findTwin(const PARSER *parser, const CHAR8 *at, SERVICE_NODE **twin) {
+  static constexpr int GUESSES = 4;
+  *twin = parser->twin;
+  if (static_cast<UINTN>(parser->end - at) < GUESS_SIZE) {
+    return 0;
+  }
+  SERVICE_NODE *guess = parser->twin;
+  for (int i = 0; i < GUESSES && guess != nullptr; i++) {
+    UINTN length = guessName(at, guess);
+    if (length != 0) {
+      *twin = guess;
+      return length;
+    }
+    guess = serviceNode(guess->NextSibling);
+  }
+  // A list of equals.
+  UINTN length = parser->previous != nullptr ? guessName(at, parser->previous) : 0;
+  if (length != 0) {
+    *twin = parser->previous;
+  }
+  return length;
+}
