@@ -125,7 +125,7 @@ static constexpr UINT16 VERSIONED_TEXT = FIELD_WHEN_VERSIONED | FIELD_WHEN_NOT_Z
 
 static constexpr FIELD_ROW g_headerRows[] = {
     name(FIELD(RAID_RECORD_HEADER, ObjectType), 19, g_objectTypeTable),
-    decimal(FIELD(RAID_RECORD_HEADER, ObjectID), 7),
+    decimal(FIELD(RAID_RECORD_HEADER, ObjectID), 7, FIELD_SHARED),
     row(FIELD(RAID_RECORD_HEADER, Name), FORMAT_WIDE_TEXT, FIELD_NULL_NO_TEXT),
     decimal(FIELD(RAID_RECORD_HEADER, ObjVersion), 1, FIELD_WHEN_VERSIONED),
     row(FIELD(RAID_RECORD_HEADER, FQDD), FORMAT_WIDE_TEXT, FIELD_WHEN_VERSIONED),
@@ -178,7 +178,7 @@ static constexpr FIELD_ROW g_enclosureRows[] = {
 
 static constexpr FIELD_ROW g_pdRows[] = {
     // A document's disk is addressed by its object id, whatever its device id was.
-    decimal(FIELD_AS("ObjectID", RAID_PD_RECORD, DeviceID), 7, FIELD_READ_ONLY),
+    decimal(FIELD_AS("ObjectID", RAID_PD_RECORD, DeviceID), 7, FIELD_READ_ONLY | FIELD_SHARED),
     decimal(FIELD(RAID_PD_RECORD, DeviceID), 7, FIELD_WRITE_ONLY),
     decimal(FIELD(RAID_PD_RECORD, EnclosureObjectID), 7),
     decimal(FIELD(RAID_PD_RECORD, EnclosureDeviceID), 7),
@@ -326,6 +326,20 @@ static_assert(rowsFit(g_pciLocationRows, sizeof(RAID_PCI_IDENTITY)));
 static_assert(rowsFit(g_rateRows, sizeof(RAID_RATE)));
 static_assert(rowsFit(g_cachePolicyRows, sizeof(UINT32)));
 static_assert(rowsFit(g_inventoryRows, sizeof(RAID_ADAPTER_RECORD)));
+// Whether an element that has a row in both tables, in whatever direction, is marked as shared in both.
+template <UINTN N> static constexpr bool sharedAreMarked(const FIELD_ROW (&rows)[N]) {
+  for (const FIELD_ROW &header : g_headerRows) {
+    for (const FIELD_ROW &row : rows) {
+      if (sameText(header.Element, row.Element) && (header.Flags & row.Flags & FIELD_SHARED) == 0) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+static_assert(sharedAreMarked(g_adapterRows) && sharedAreMarked(g_enclosureRows) && sharedAreMarked(g_pdRows) &&
+              sharedAreMarked(g_vdRows));
 static_assert(ownNoMemory(g_levelDescRows)); // how many descriptors an adapter has is not known to its release
 
 #define TABLE_OF(rows)                                                                                                 \

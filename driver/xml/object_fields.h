@@ -42,7 +42,8 @@ enum FIELD_FLAG : UINT16 {
   FIELD_WRITE_ONLY = 0x400,
   FIELD_READ_ONLY = 0x800,
   FIELD_ITEM_ALIAS = 0x1000, // reading takes RAID_LEVEL_ALIAS for Item, too
-  FIELD_LOGGED = 0x2000      // a log line is written before the element
+  FIELD_LOGGED = 0x2000,     // a log line is written before the element
+  FIELD_SHARED = 0x4000      // the element has a row in the header and in an object, and reading applies both
 };
 
 #define RAID_LEVEL_ALIAS "RAIDLevel"

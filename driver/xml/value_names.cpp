@@ -20,7 +20,7 @@ UINT64 GetValueFromName(const CHAR8 *name, const VALUE_NAME_TABLE *table) {
     return VALUE_NOT_FOUND;
   }
   for (; table->Name != nullptr; ++table) {
-    if (textEqual(name, table->Name)) {
+    if (*name == *table->Name && textEqual(name, table->Name)) {
       return table->Value;
     }
   }
