@@ -5,9 +5,10 @@
 
 // How time grows with the disks: this many enclosures, and disks in each.
 constexpr UINT32 GROWING_ENCLOSURES = 16;
-constexpr UINT32 GROWING_SLOTS[] = {8, 15, 30, 60, 120, 240};
+constexpr UINT32 GROWING_SLOTS[] = {8, 15, 30, 60, 120, 250};
 
 void addXmlBenches();
 void addOperationBenches();
 void addGrowthBenches();
 void addChangeBenches();
+void addTogetherBenches();

@@ -4,9 +4,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "base/pool.h"
 #include "base/print.h"
+#include "bench/image.h"
 #include "driver/binding/binding.h"
 #include "providers/xml_service/xml_service.h"
 
@@ -37,6 +39,14 @@ static uint64_t g_liveAtReset;
 static uint64_t g_liveBytes;
 static EFI_STATUS(EFIAPI *g_firmwareFree)(void *);
 
+static void count(uint64_t size) {
+  ++g_counts.allocations;
+  g_liveBytes += size;
+  if (g_liveBytes > g_liveAtReset && g_liveBytes - g_liveAtReset > g_counts.peakBytes) {
+    g_counts.peakBytes = g_liveBytes - g_liveAtReset;
+  }
+}
+
 static EFI_STATUS EFIAPI allocatePool(int, UINTN size, void **buffer) {
   auto *header = static_cast<POOL_HEADER *>(std::malloc(sizeof(POOL_HEADER) + size));
   if (header == nullptr) {
@@ -44,11 +54,7 @@ static EFI_STATUS EFIAPI allocatePool(int, UINTN size, void **buffer) {
   }
   *header = {POOL_MARK, size};
   *buffer = header + 1;
-  ++g_counts.allocations;
-  g_liveBytes += size;
-  if (g_liveBytes > g_liveAtReset && g_liveBytes - g_liveAtReset > g_counts.peakBytes) {
-    g_counts.peakBytes = g_liveBytes - g_liveAtReset;
-  }
+  count(size);
   return EFI_SUCCESS;
 }
 
@@ -63,11 +69,31 @@ static EFI_STATUS EFIAPI freePool(void *buffer) {
   return EFI_SUCCESS;
 }
 
+static EFI_STATUS EFIAPI allocatePages(int, int, UINTN pages, UINT64 *memory) {
+  void *first = std::aligned_alloc(EFI_PAGE_SIZE, pages * EFI_PAGE_SIZE);
+  if (first == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  *memory = reinterpret_cast<UINT64>(first);
+  count(pages * EFI_PAGE_SIZE);
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS EFIAPI freePages(UINT64 memory, UINTN pages) {
+  g_liveBytes -= pages * EFI_PAGE_SIZE;
+  std::free(reinterpret_cast<void *>(memory));
+  return EFI_SUCCESS;
+}
+
 // --- The controller's protocol with a clock around it ---
 
-static RAID_MGMT_PROTOCOL g_controller; // as the controller provides it
+static RAID_MGMT_PROTOCOL g_controller; // as the controllers provide it
+static std::function<void()> g_happening;
 
 static EFI_STATUS EFIAPI timedExecute(RAID_MGMT_PROTOCOL *This, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
+  if (g_happening != nullptr) {
+    std::exchange(g_happening, nullptr)();
+  }
   double start = cpuSeconds();
   EFI_STATUS status = g_controller.Execute(This, block, result);
   g_counts.controllerSeconds += cpuSeconds() - start;
@@ -88,49 +114,67 @@ MeasuredWorld::MeasuredWorld() {
   g_firmwareFree = services->FreePool;
   services->AllocatePool = allocatePool;
   services->FreePool = freePool;
+  services->AllocatePages = allocatePages;
+  services->FreePages = freePages;
   setSystemTable(firmware_.systemTable());
-  load(XmlServiceEntry);
+  load("XmlService.efi", XmlServiceEntry);
   static const EFI_GUID xmlGuid = XML_PROTOCOL_GUID;
   mustSucceed(services->LocateProtocol(&xmlGuid, nullptr, reinterpret_cast<void **>(&xml)), "XML service");
 }
 
 MeasuredWorld::MeasuredWorld(const CONTROLLER_KIND &kind) : MeasuredWorld() {
+  load("RaidXyl.efi", RaidXylEntry);
+  add(kind);
+}
+
+void MeasuredWorld::add(const CONTROLLER_KIND &kind) {
   mustSucceed(kind.preset != nullptr ? simCreate(kind.preset, &sim_)
                                      : simCreateSized(kind.enclosures, kind.slots, kind.virtualDisks, &sim_),
               "controller");
-  load(RaidXylEntry);
   EFI_HANDLE controller = nullptr;
   mustSucceed(simInstall(sim_, &controller), "install");
-  serve(controller);
+  served_.push_back({sim_, serve(controller)});
   g_controller = sim_->protocol;
   sim_->protocol.Execute = timedExecute;
   sim_->protocol.FreeRecords = timedFreeRecords;
+  select(served_.size() - 1);
+}
+
+void MeasuredWorld::select(size_t controller) {
+  sim_ = served_[controller].sim;
+  operations_ = served_[controller].operations;
+}
+
+void MeasuredWorld::during(std::function<void()> happening) {
+  g_happening = std::move(happening);
 }
 
 static const EFI_GUID g_mgmtGuid = RAID_MGMT_PROTOCOL_GUID;
 
 MeasuredWorld::MeasuredWorld(RAID_MGMT_PROTOCOL &controller) : MeasuredWorld() {
-  load(RaidXylEntry);
+  load("RaidXyl.efi", RaidXylEntry);
   other_ = &controller;
   mustSucceed(
       firmware_.bootServices()->InstallProtocolInterface(&otherHandle_, &g_mgmtGuid, EFI_NATIVE_INTERFACE, other_),
       "install");
-  serve(otherHandle_);
+  operations_ = serve(otherHandle_);
 }
 
-void MeasuredWorld::serve(EFI_HANDLE controller) {
+RAID_XYL_PROTOCOL *MeasuredWorld::serve(EFI_HANDLE controller) {
   EFI_BOOT_SERVICES *services = firmware_.bootServices();
   mustSucceed(services->ConnectController(controller, nullptr, nullptr, 1), "connect");
   static const EFI_GUID xylGuid = RAID_XYL_PROTOCOL_GUID;
-  mustSucceed(services->HandleProtocol(controller, &xylGuid, reinterpret_cast<void **>(&operations_)), "driver");
+  RAID_XYL_PROTOCOL *operations = nullptr;
+  mustSucceed(services->HandleProtocol(controller, &xylGuid, reinterpret_cast<void **>(&operations)), "driver");
+  return operations;
 }
 
 MeasuredWorld::~MeasuredWorld() {
-  if (sim_ != nullptr) {
-    for (HELD_ANSWER &held : held_) {
-      g_controller.FreeRecords(&sim_->protocol, held.data, held.count);
-    }
-    mustSucceed(simDestroy(sim_), "controller removed");
+  for (HELD_ANSWER &held : held_) {
+    g_controller.FreeRecords(&sim_->protocol, held.data, held.count);
+  }
+  for (SERVED &served : served_) {
+    mustSucceed(simDestroy(served.sim), "controller removed");
   }
   if (other_ != nullptr) {
     EFI_BOOT_SERVICES *services = firmware_.bootServices();
@@ -142,10 +186,10 @@ MeasuredWorld::~MeasuredWorld() {
   }
 }
 
-void MeasuredWorld::load(EFI_IMAGE_ENTRY entry) {
-  EFI_HANDLE image = nullptr;
-  mustSucceed(firmware_.loadImage(entry, &image), "image");
-  images_.push_back(image);
+void MeasuredWorld::load(const char *image, EFI_IMAGE_ENTRY builtIn) {
+  EFI_HANDLE handle = nullptr;
+  mustSucceed(firmware_.loadImage(g_imageFolder.empty() ? builtIn : imageEntry(image), &handle), image);
+  images_.push_back(handle);
 }
 
 void MeasuredWorld::resetCounts() {
@@ -157,6 +201,10 @@ MEASURED_COUNTS MeasuredWorld::counts() const {
   MEASURED_COUNTS counts = g_counts;
   counts.liveBytes = g_liveBytes - g_liveAtReset;
   return counts;
+}
+
+uint64_t MeasuredWorld::liveBytes() const {
+  return g_liveBytes;
 }
 
 void MeasuredWorld::get() {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -27,7 +28,7 @@ struct MEASURED_COUNTS {
   double controllerSeconds;
 };
 
-// One at a time.
+// One at a time. Its operations go to the selected controller, at first the only one.
 class MeasuredWorld {
 public:
   MeasuredWorld(); // XML service only
@@ -37,8 +38,15 @@ public:
   MeasuredWorld(const MeasuredWorld &) = delete;
   MeasuredWorld &operator=(const MeasuredWorld &) = delete;
 
+  // Adds and selects another controller; select takes them in the order in which they came.
+  void add(const CONTROLLER_KIND &kind);
+  void select(size_t controller);
+  // What happens inside the next command that a controller of a kind executes, before it does.
+  void during(std::function<void()> happening);
+
   void resetCounts();
   MEASURED_COUNTS counts() const;
+  uint64_t liveBytes() const; // of the pool, since the program began
 
   // Calls of the operations; a failure ends the program, since nothing measured after it would mean anything.
   void get(); // the document is given back
@@ -53,11 +61,16 @@ public:
   XML_PROTOCOL *xml = nullptr;
 
 private:
-  void load(EFI_IMAGE_ENTRY entry);
-  void serve(EFI_HANDLE controller);
+  void load(const char *image, EFI_IMAGE_ENTRY builtIn);
+  RAID_XYL_PROTOCOL *serve(EFI_HANDLE controller);
   void *answer(UINT32 command, UINT32 objectType, UINT32 *count);
 
   Firmware firmware_;
+  struct SERVED {
+    SIM_CONTROLLER *sim;
+    RAID_XYL_PROTOCOL *operations;
+  };
+  std::vector<SERVED> served_;
   SIM_CONTROLLER *sim_ = nullptr;
   RAID_MGMT_PROTOCOL *other_ = nullptr;
   EFI_HANDLE otherHandle_ = nullptr;

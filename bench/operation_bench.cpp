@@ -136,8 +136,14 @@ void addOperationBenches() {
     }
   }
   for (UINT32 slots : GROWING_SLOTS) {
+    CONTROLLER_KIND kind = {nullptr, GROWING_ENCLOSURES, slots, 0};
     std::string size = std::to_string(slots * GROWING_ENCLOSURES);
-    add("growth/get/" + size + "/ours", {nullptr, GROWING_ENCLOSURES, slots, 0}, get);
-    add("growth/verify/" + size + "/ours", {nullptr, GROWING_ENCLOSURES, slots, 0}, verify);
+    add("growth/get/" + size + "/ours", kind, get);
+    add("growth/get/" + size + "/pugixml", kind, peerGet);
+    add("growth/verify/" + size + "/ours", kind, verify);
+    add("growth/verify/" + size + "/pugixml", kind, peerVerify);
+    kind.virtualDisks = 1; // for the change to name
+    add("growth/restore/" + size + "/ours", kind, restore);
+    add("growth/change/" + size + "/ours", kind, change);
   }
 }

@@ -35,6 +35,15 @@ static void *loadPugixml(const std::string &text) {
   return document;
 }
 
+// Told what it would otherwise look for.
+static void *loadPugixmlUtf8(const std::string &text) {
+  auto *document = new pugi::xml_document;
+  pugi::xml_parse_result result =
+      document->load_buffer(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8);
+  mustSucceed(result ? EFI_SUCCESS : EFI_ABORTED, "pugixml");
+  return document;
+}
+
 static void unloadPugixml(void *tree) {
   delete static_cast<pugi::xml_document *>(tree);
 }
@@ -94,6 +103,7 @@ static char writeLibxml2(void *tree) {
 const std::vector<XML_PEER> g_peers = {
     {"ours", loadService, unloadService, writeService},
     {"pugixml", loadPugixml, unloadPugixml, writePugixml},
+    {"pugixml, utf-8", loadPugixmlUtf8, unloadPugixml, writePugixml},
     {"tinyxml2", loadTinyxml2, unloadTinyxml2, writeTinyxml2},
     {"libxml2", loadLibxml2, unloadLibxml2, writeLibxml2},
 };

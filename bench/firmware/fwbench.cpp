@@ -41,6 +41,13 @@ static EFI_STATUS EFIAPI countedAllocatePool(int memoryType, UINTN size, void **
   return g_allocatePool(memoryType, size, buffer);
 }
 
+static decltype(EFI_BOOT_SERVICES::AllocatePages) g_allocatePages;
+
+static EFI_STATUS EFIAPI countedAllocatePages(int allocateType, int memoryType, UINTN pages, UINT64 *memory) {
+  g_allocations += 1;
+  return g_allocatePages(allocateType, memoryType, pages, memory);
+}
+
 // --- The operations ---
 
 struct BENCH {
@@ -162,8 +169,11 @@ extern "C" EFI_STATUS EFIAPI FwBenchEntry(EFI_HANDLE, EFI_SYSTEM_TABLE *systemTa
   bench.Saved = static_cast<CHAR8 *>(document.Data);
   g_allocatePool = g_bootServices->AllocatePool;
   g_bootServices->AllocatePool = countedAllocatePool;
+  g_allocatePages = g_bootServices->AllocatePages;
+  g_bootServices->AllocatePages = countedAllocatePages;
   status = measureAll(bench);
   g_bootServices->AllocatePool = g_allocatePool;
+  g_bootServices->AllocatePages = g_allocatePages;
   poolFree(bench.Saved);
   return status;
 }

@@ -1,0 +1,15 @@
+// The shipped images on the host: a PE32+ file put into memory as firmware does, so that what is measured is their
+// code.
+#pragma once
+
+#include <string>
+
+#include "host_firmware/host_firmware.h"
+
+// Where the images lie, with a slash at its end; empty: the measured code is that of the benchmarks' own build, which
+// profilers can read.
+extern std::string g_imageFolder;
+
+// The entry point of that image, in memory of its own that stays until the program ends. A file that cannot be read
+// ends the program.
+EFI_IMAGE_ENTRY imageEntry(const std::string &name);
