@@ -68,7 +68,7 @@ limit_of() {
   RaidXyl) echo "$driver_limit" ;;
   xyl) echo $((164 * 1024)) ;;
   RaidBoot) echo $((176 * 1024)) ;;
-  XmlService) echo $((20 * 1024)) ;;
+  XmlService) echo $((22 * 1024)) ;;
   DebugLog) echo $((12 * 1024)) ;;
   *) echo $((96 * 1024)) ;;
   esac
