@@ -45,21 +45,19 @@ UINT64 memberGrain(const DDF_NEW_VOLUME &wanted) {
 }
 
 struct GAPS {
-  DDF_GAP own; // of a disk that is in no set yet
   const DDF_GAP *items;
   UINT32 count;
 };
 
-static void findGaps(const DDF_MODEL &model, UINT32 number, GAPS *gaps) {
+// whole is filled, and the answer, of a disk that is in no set yet.
+static GAPS gapsOf(const DDF_MODEL &model, UINT32 number, DDF_GAP *whole) {
   const DDF_DISK &disk = model.disks[number];
-  gaps->own = {0, disk.source.sectors - DDF_RESERVE};
-  gaps->items = &gaps->own;
-  gaps->count = 1;
   if (disk.kind == DDF_DISK_MEMBER) {
     const DDF_PD &pd = model.sets[disk.set].pds[disk.pd];
-    gaps->items = pd.gaps;
-    gaps->count = pd.gapCount;
+    return {pd.gaps, pd.gapCount};
   }
+  *whole = {0, disk.source.sectors - DDF_RESERVE};
+  return {whole, 1};
 }
 
 static UINT64 startIn(const DDF_GAP &gap, UINT64 start) {
@@ -86,9 +84,8 @@ static UINT64 commonRoom(const DDF_MODEL &model, const DDF_NEW_VOLUME &wanted, U
   constexpr UINT64 MOST_BLOCKS = UINT64{1} << 48; // of a member; readers take no more
   UINT64 blocks = wanted.memberBlocks != 0 ? wanted.memberBlocks : MOST_BLOCKS;
   for (UINT32 i = 0; i < wanted.diskCount; i++) {
-    GAPS gaps;
-    findGaps(model, wanted.disks[i], &gaps);
-    UINT64 room = mostRoom(gaps, wanted.start);
+    DDF_GAP whole = {};
+    UINT64 room = mostRoom(gapsOf(model, wanted.disks[i], &whole), wanted.start);
     if (room < blocks) {
       blocks = room;
       *smallest = wanted.disks[i];
@@ -109,11 +106,11 @@ EFI_STATUS findPlaces(WORK *work, const DDF_NEW_VOLUME &wanted, PLACES *places) 
     return EFI_OUT_OF_RESOURCES;
   }
   for (UINT32 i = 0; i < wanted.diskCount; i++) {
-    GAPS gaps;
-    findGaps(model, wanted.disks[i], &gaps);
-    UINT32 at = 0;
-    while (roomIn(gaps.items[at], wanted.start) < places->memberBlocks) {
-      at++; // there is one: the room was found above
+    DDF_GAP whole = {};
+    GAPS gaps = gapsOf(model, wanted.disks[i], &whole);
+    UINT32 at = 0; // one of them has the room that was found above
+    while (at + 1 < gaps.count && roomIn(gaps.items[at], wanted.start) < places->memberBlocks) {
+      at++;
     }
     places->starts[i] = startIn(gaps.items[at], wanted.start);
   }
