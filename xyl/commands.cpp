@@ -177,11 +177,10 @@ const XYL_COMMAND g_xylCommands[] = {
      PLAIN_OUTCOMES, XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, true, "creates a virtual disk",
      "Creates a virtual disk of the level on the disks of --disks, or on --count disks that it picks, and says which.\n"
      "What is not given is left to the controller; without --size the virtual disk takes all the room. The members\n"
-     "have to be Ready, and what is asked for has to be what the controller can do. Where partitions, a file system "
-     "or\n"
-     "other metadata on a disk of the machine are in the way, --wipe shows what they are, wants a typed yes or --yes, "
-     "and\n"
-     "destroys them; disks of virtual disks are not wiped.\n" VERB_DISK_TEXT ".",
+     "have to be Ready, or Online with room beside other virtual disks, and what is asked for has to be what the\n"
+     "controller can do. Where partitions, a file system or other metadata on a disk of the machine are in the way,\n"
+     "--wipe shows what they are, wants a typed yes or --yes, and destroys them; disks of virtual disks are not\n"
+     "wiped.\n" VERB_DISK_TEXT ".",
      HOST_TEXT("xyl create --level 1 --disks 301:8,301:9 --name Builds --controller lab.json\n"
                "xyl create --level 5 --count 3 --size 2TB --cache \"write back\" --show --controller lab.json"),
      "xyl create --level 1 --disks 301:8,301:9 --name Builds --spare 301:6\nxyl create --level 5 --count 3 --show",

@@ -321,8 +321,8 @@ TEST(Xyl, PlanOfChangesSaysWhatIsDestroyed) {
       {"Create\"><ObjectType>Virtual Disk</ObjectType><OID>1009</OID><OID>1010</OID><Object><VD><ObjectType>Virtual "
        "Disk</ObjectType><Name>New</Name><RAIDLevel>RAID 1</RAIDLevel></VD></Object>",
        "virtual disk \"New\", RAID 1, on disk 1009; disk 1010\n", 0},
-      {"Create\"><ObjectType>Virtual Disk</ObjectType><OID>1009</OID><OID>1003</OID>", "data on disk 1003: DESTROYED",
-       0},
+      {"Create\"><ObjectType>Virtual Disk</ObjectType><OID>1009</OID><OID>1003</OID>",
+       "data on disk 1003, beside which there is room: AT RISK", 0},
       {"Change\"><ObjectType>Physical Disk</ObjectType><OID>1018</OID>", "  Change        disk 1018\n", 0},
   };
   for (const auto &row : cases) {

@@ -33,11 +33,15 @@ TEST(Disks, AreSetUpAndRestored) {
   const std::string others = " --disk 2.img --disk 3.img --disk 4.img --disk 5.img";
   client.expect({"0 !truncate -s 64M 0.img 1.img 2.img 3.img 4.img 5.img",
                  "0 create --level 1 --disks 1025000,1025001 --name sys --size 8MB --cache 'write back'" + disks,
-                 "0 create --level 0 --disks 1025002 --name scratch" + disks, "0 spare 1025003" + disks,
-                 "0 set 'copy back=on'" + disks, "4 create --level 1 --count 2 --name 'a b'" + disks,
-                 "0 get -o kept.xml" + disks, "0 restore kept.xml --rebuild --yes" + others,
+                 "0 create --level 0 --disks 1025002 --name scratch --size 8MB" + disks,
+                 "2 create --level 0 --disks 1025002 --name rest" + disks + " => beside which there is room: AT RISK",
+                 "0 create --level 0 --disks 1025002 --name rest --yes" + disks + " => creation succeeded",
+                 "4 create --level 0 --disks 1025002 --name more --yes" + disks + " => Online and full",
+                 "0 spare 1025003" + disks, "0 set 'copy back=on'" + disks,
+                 "4 create --level 1 --count 2 --name 'a b'" + disks, "0 get -o kept.xml" + disks,
+                 "0 restore kept.xml --rebuild --yes" + others,
                  "0 show" + others + " => global spare|sys |8.00 MB|WB|scratch ",
-                 "0 verify kept.xml" + others + " => no difference", "0 delete sys scratch --yes" + others,
+                 "0 verify kept.xml" + others + " => no difference", "0 delete sys scratch rest --yes" + others,
                  "0 show" + others + " => Virtual disks: 0"});
 }
 

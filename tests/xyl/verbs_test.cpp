@@ -71,7 +71,7 @@ TEST(Verbs, RefuseBeforeAnythingIsSent) {
            "4 create --level 10 --disks 1009,1010,1018,1019,1020 => an even number",
            "4 create --level 50 --count 7 => two or more equal spans; 7 disks",
            "4 create --level 5 --count 4 => no 4 Ready disks|1009, 1010, 1011, 1018, 1019, 1020",
-           "4 create --level 1 --disks 1009,1003 => disk 1003 (301:2) is Online; Ready are 1009, 1010, ",
+           "4 create --level 1 --disks 1009,1003 --size 1GB => --size 1GB is more than|0.09 MB",
            "4 create --level 1 --disks 1009,1007 => 1007 (301:6) is a hot spare",
            "2 create --level 1 --disks 1009,301:8 => '301:8' is named twice",
            "2 create --level 1 --disks 1009,1010 --spare 1010 => a member and the spare",

@@ -217,10 +217,12 @@ static void describeCreate(CHANGE_STEP *step, const FACTS &facts, const RAID_CMD
   for (UINT32 i = 0; i < command.ObjectIdCount; ++i) {
     const RAID_PD_RECORD *disk = diskOf(facts, command.Command, command.ObjectIds[i]);
     bool isUsed = disk != nullptr && (disk->VDCount != 0 || isForeignDisk(*disk));
-    if (isUsed && !step->Destroys) {
+    bool isKept = isUsed && disk->State == RAID_STATE_ONLINE && disk->FreeSize != 0; // if the controller keeps to that
+    if (isUsed && (!step->Destroys || (step->Spares && !isKept))) {
       putText(&step->What, "; there is data on disk ");
       putNumber(&step->What, disk->ObjectID);
       step->Destroys = true;
+      step->Spares = isKept;
     }
   }
 }
@@ -294,6 +296,13 @@ void freeChangePlan(CHANGE_PLAN *plan) {
 
 // --- Telling ---
 
+static const CHAR8 *lossOf(const CHANGE_STEP &step) {
+  if (!step.Destroys) {
+    return "";
+  }
+  return step.Spares ? ", beside which there is room: AT RISK" : ": DESTROYED, with all data";
+}
+
 static void sayChanges(const XYL_HOST *host, const CONTROLLER &controller, const CHANGE_PLAN &plan) {
   say(host, "Controller: ");
   sayIdentity(host, controller.Identity);
@@ -302,8 +311,8 @@ static void sayChanges(const XYL_HOST *host, const CONTROLLER &controller, const
     const CHANGE_STEP &step = plan.Steps[i];
     say(host, "%4d  %-12a  ", i + 1, GetNameFromValue(step.Command, g_commandTable));
     sayText(host, textOf(step.What)); // may be longer than a formatted line
-    say(host, "%a%a%a\n", step.Destroys ? ": DESTROYED, with all data" : "",
-        step.Wrong != nullptr ? "; will fail: " : "", step.Wrong != nullptr ? step.Wrong : "");
+    say(host, "%a%a%a\n", lossOf(step), step.Wrong != nullptr ? "; will fail: " : "",
+        step.Wrong != nullptr ? step.Wrong : "");
   }
 }
 

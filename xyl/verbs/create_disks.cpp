@@ -129,10 +129,11 @@ static XYL_RESULT pickMembers(const XYL_CONTEXT &context, const RAID_CONFIG &con
 
 // --- Disks that are named ---
 
-static XYL_RESULT checkFree(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHOICE &disks) {
+// Members may be disks that others are on, too; spares may not.
+static XYL_RESULT checkFree(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHOICE &disks, bool shared) {
   for (UINT32 i = 0; i < disks.Count; ++i) {
     const RAID_PD_RECORD &disk = config.physicalDisks[disks.Places[i]];
-    if (!isFree(disk)) {
+    if (!isFree(disk) && (!shared || roomOf(disk) == 0)) {
       WORD_LIST name = {};
       WORD_LIST ready = {};
       appendDisk(name, "", config, disk);
@@ -177,7 +178,7 @@ static XYL_RESULT checkKinds(const XYL_CONTEXT &context, const RAID_CONFIG &conf
 static UINT64 smallestOf(const RAID_CONFIG &config, const CHOICE &disks) {
   UINT64 smallest = ~0ULL;
   for (UINT32 i = 0; i < disks.Count; ++i) {
-    UINT64 size = config.physicalDisks[disks.Places[i]].Size;
+    UINT64 size = roomOf(config.physicalDisks[disks.Places[i]]);
     smallest = size < smallest ? size : smallest;
   }
   return smallest;
@@ -232,9 +233,11 @@ XYL_RESULT chooseMembers(const XYL_CONTEXT &context, const RAID_CONFIG &config, 
   if (!isFailure(result) && picks) {
     result = pickMembers(context, config, count, creation);
   }
-  const CHOICE *choices[] = {&creation->Members, &creation->Spares};
-  for (const CHOICE *disks : choices) {
-    result = isFailure(result) ? result : checkFree(context, config, *disks);
+  if (!isFailure(result)) {
+    result = checkFree(context, config, creation->Members, /* shared= */ true);
+  }
+  if (!isFailure(result)) {
+    result = checkFree(context, config, creation->Spares, /* shared= */ false);
   }
   if (!isFailure(result)) {
     result = checkSpares(context, config, *creation);

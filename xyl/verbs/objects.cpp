@@ -163,12 +163,26 @@ void freeChoice(CHOICE *choice) {
 
 // --- States ---
 
-bool isFree(const RAID_PD_RECORD &disk) {
+static bool isUsable(const RAID_PD_RECORD &disk) {
   bool isLocked = disk.SecureState == RAID_SECURE_STATE_LOCKED || disk.SecureState == RAID_SECURE_STATE_FOREIGN;
-  return disk.State == RAID_STATE_READY && disk.Hotspare == RAID_HOTSPARE_NONE && !isLocked;
+  return disk.Hotspare == RAID_HOTSPARE_NONE && !isLocked;
+}
+
+bool isFree(const RAID_PD_RECORD &disk) {
+  return disk.State == RAID_STATE_READY && isUsable(disk);
+}
+
+UINT64 roomOf(const RAID_PD_RECORD &disk) {
+  if (disk.State == RAID_STATE_ONLINE && isUsable(disk)) {
+    return disk.FreeSize;
+  }
+  return isFree(disk) ? disk.Size : 0;
 }
 
 const CHAR8 *stateOf(const RAID_PD_RECORD &disk) {
+  if (disk.State == RAID_STATE_ONLINE && roomOf(disk) == 0) {
+    return "Online and full";
+  }
   if (disk.State != RAID_STATE_READY) {
     return GetNameFromValue(disk.State, g_stateTable);
   }
