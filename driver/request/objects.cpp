@@ -83,19 +83,19 @@ static EFI_STATUS readRow(const XML_NODE *element, const FIELD_ROW &row, OBJECT_
 EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading) {
   const FIELD_TABLE *tables[] = {&g_headerFields, objectFields(reading.Kind)};
   UINT32 expected[] = {0, 0};
+  UINT32 first = 0;
   for (const XML_NODE *child = element->FirstChild; child != nullptr; child = child->NextSibling) {
-    // A disk's "ObjectID" gives two fields. All other elements have one row, in the header most likely until that is
-    // read.
+    // A disk's "ObjectID" gives two fields. All other elements have one row, most likely in the table that the one
+    // before had its row in.
     bool wanted = true;
-    UINT32 first = expected[0] < g_headerFields.RowCount ? 0 : 1;
-    for (UINT32 turn = 0; turn < 2 && wanted; ++turn) {
-      UINT32 i = turn ^ first;
+    for (UINT32 turn = 0, i = first; turn < 2 && wanted; ++turn, i ^= 1) {
       const FIELD_ROW *row = readingRow(*tables[i], child->Name, &expected[i]);
       EFI_STATUS status = row == nullptr ? EFI_SUCCESS : readRow(child, *row, reading);
       if (EFI_ERROR(status)) {
         return status;
       }
       wanted = row == nullptr || (row->Flags & FIELD_SHARED) != 0;
+      first = wanted ? first : i;
     }
     if (objectType(reading.Record) != reading.Kind) {
       return EFI_INVALID_PARAMETER;
