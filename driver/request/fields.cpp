@@ -29,7 +29,7 @@ void copyFixedText(void *to, const CHAR8 *text, UINTN size) {
 
 void *grownArray(void *old, UINT32 count, UINTN elementSize) {
   UINTN used = old == nullptr ? 0 : count * elementSize;
-  UINTN size = (count == 0 ? 1 : 2 * static_cast<UINTN>(count)) * elementSize;
+  UINTN size = (count < FIRST_ROOM ? FIRST_ROOM : 2 * static_cast<UINTN>(count)) * elementSize;
   UINT8 *grown = static_cast<UINT8 *>(poolAllocate(size));
   if (grown == nullptr) {
     return nullptr;

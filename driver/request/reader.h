@@ -26,14 +26,17 @@ EFI_STATUS readFields(const XML_NODE *element, const FIELD_TABLE &fields, void *
 // Copies the text with its NUL, at most size bytes; a null text copies nothing.
 void copyFixedText(void *to, const CHAR8 *text, UINTN size);
 
-// An array with room for twice count elements (at least one) that starts with the old ones and is zero-filled behind
-// them, or null without memory. The old array goes back on success only.
+// The room of a new array. Smaller ones would be outgrown at once, and each is an allocation of the pool.
+inline constexpr UINT32 FIRST_ROOM = 4;
+
+// An array with room for twice count elements (at least FIRST_ROOM) that starts with the old ones and is zero-filled
+// behind them, or null without memory. The old array goes back on success only.
 void *grownArray(void *old, UINT32 count, UINTN elementSize);
 
 // Makes room for one more element behind count ones, a zero-filled one where none was before; false without memory, and
-// array is as it was. The room of an array is always the next power of two of its count.
+// array is as it was. The room of an array is always the next power of two of its count, at least FIRST_ROOM.
 template <class T> inline bool growArray(T *&array, UINT32 count) {
-  if (array != nullptr && (count & (count - 1)) != 0) {
+  if (array != nullptr && (count < FIRST_ROOM || (count & (count - 1)) != 0)) {
     return true;
   }
   void *grown = grownArray(array, count, sizeof(T));
