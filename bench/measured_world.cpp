@@ -12,6 +12,7 @@
 #include "base/print.h"
 #include "bench/image.h"
 #include "driver/binding/binding.h"
+#include "driver/xml/xml.h"
 #include "providers/xml_service/xml_service.h"
 
 double cpuSeconds() {
@@ -74,7 +75,7 @@ static EFI_STATUS EFIAPI freePool(void *buffer) {
 // --- Pages, as firmware gives them out: the first run of free ones that is long enough; what is freed joins its
 // neighbours. They come from the allocator of all sides, which would not join pages that it has once aligned. ---
 
-static constexpr UINTN ARENA_SIZE = UINTN{512} << 20; // taken from the kernel as far as it is used
+static constexpr UINTN ARENA_SIZE = UINTN{2} << 30; // taken from the kernel as far as it is used
 
 // Free bytes by address.
 static std::map<UINT64, UINTN> newArena() {
@@ -153,6 +154,7 @@ MeasuredWorld::MeasuredWorld() {
   services->AllocatePages = allocatePages;
   services->FreePages = freePages;
   setSystemTable(firmware_.systemTable());
+  g_xmlProtocol = nullptr; // what the client's routines found in the world before
   load("XmlService.efi", XmlServiceEntry);
   static const EFI_GUID xmlGuid = XML_PROTOCOL_GUID;
   mustSucceed(services->LocateProtocol(&xmlGuid, nullptr, reinterpret_cast<void **>(&xml)), "XML service");
