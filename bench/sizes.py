@@ -26,7 +26,7 @@ def room_of(path):
 
 
 def objects_of(build, image):
-    rule = re.search(rf"^build \S*/{image}\.efi: (.*)$", (build / "build.ninja").read_text(), re.M)
+    rule = re.search(rf"^build (?:\S*/)?{image}\.efi: (.*)$", (build / "build.ninja").read_text(), re.M)
     return [build / word for word in rule[1].split() if word.endswith(".obj")]
 
 
