@@ -5,7 +5,7 @@
 // A document's blocks double, so that a small one takes little and a large one asks for few. From some size on they are
 // a part of the document: there are never very many of them.
 static constexpr UINTN FIRST_SIZE = EFI_PAGE_SIZE;
-static constexpr UINTN USUAL_SIZE = 32 * EFI_PAGE_SIZE;
+static constexpr UINTN USUAL_SIZE = UINTN{32} * EFI_PAGE_SIZE;
 static constexpr UINTN PART = 64;
 
 static DOCUMENT *g_parsed;
