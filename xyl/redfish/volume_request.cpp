@@ -135,7 +135,7 @@ static void checkMembers(const REDFISH_CALL &call, const REDFISH_WANTS &wants, c
       refuse("PropertyValueResourceConflict", {members.property, members.given, driveUri(call.model, disk)},
              members.property);
     }
-    if (taken.contains(id)) {
+    if (spares != nullptr && taken.contains(id)) {
       refuse("PropertyValueConflict", {spares->property, members.property}, spares->property);
     }
   }
@@ -179,7 +179,10 @@ void createVolume(const REDFISH_CALL &call) {
   }
   closeMethod(call.writer);
   const REDFISH_WANT *spares = wants.find(ELEMENT_SPARES);
-  for (UINT64 id : spares != nullptr ? spares->word : Json::array()) {
+  if (spares == nullptr) {
+    return;
+  }
+  for (UINT64 id : spares->word) {
     putSpare(call, *spares, diskOf(call.model, id), NEW_VOLUME);
   }
 }
