@@ -18,19 +18,6 @@ static const CHAR8 CHANGES[] = "<raidData><Method name=\"Change\"><ObjectType>Vi
                                "<Object><VD><ObjectType>Virtual Disk</ObjectType><Name>A</Name></VD></Object>"
                                "</Method></raidData>";
 
-static UINT64 ticks() {
-#if defined(__x86_64__)
-  UINT32 low;
-  UINT32 high;
-  asm volatile("lfence; rdtsc" : "=a"(low), "=d"(high) : : "memory");
-  return static_cast<UINT64>(high) << 32 | low;
-#else
-  UINT64 count;
-  asm volatile("isb; mrs %0, cntvct_el0" : "=r"(count) : : "memory");
-  return count;
-#endif
-}
-
 // --- Allocations: the boot services' table leads here while an operation is counted ---
 
 static decltype(EFI_BOOT_SERVICES::AllocatePool) g_allocatePool;
@@ -63,9 +50,9 @@ static RAID_XYL_BUFFER bufferOf(CHAR8 *text) {
 
 static EFI_STATUS runGet(const BENCH &bench, UINT64 *spent) {
   RAID_XYL_BUFFER output = {};
-  UINT64 start = ticks();
+  UINT64 start = machineTicks();
   EFI_STATUS status = bench.Operations->Get_Live(bench.Operations, &g_parameter, &output);
-  *spent = ticks() - start;
+  *spent = machineTicks() - start;
   poolFree(output.Data);
   return status;
 }
@@ -74,9 +61,9 @@ static EFI_STATUS runVerify(const BENCH &bench, UINT64 *spent) {
   RAID_XYL_BUFFER documents[2] = {bufferOf(bench.Saved), {}};
   RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof(documents), documents};
   UINT32 result = 0;
-  UINT64 start = ticks();
+  UINT64 start = machineTicks();
   EFI_STATUS status = bench.Operations->Verify(bench.Operations, &g_parameter, &input, nullptr, &result);
-  *spent = ticks() - start;
+  *spent = machineTicks() - start;
   return status;
 }
 
@@ -89,9 +76,9 @@ static EFI_STATUS runSet(const BENCH &bench, const CHAR8 *options, const CHAR8 *
     output = {RAID_XYL_REVISION, sizeof(outputs), outputs};
   }
   g_allocations = 0;
-  UINT64 start = ticks();
+  UINT64 start = machineTicks();
   EFI_STATUS status = bench.Operations->Set_Live(bench.Operations, &g_parameter, &input, &output);
-  *spent = ticks() - start;
+  *spent = machineTicks() - start;
   poolFree(request != nullptr ? outputs[0].Data : output.Data);
   return status;
 }
@@ -158,9 +145,9 @@ extern "C" EFI_STATUS EFIAPI FwBenchEntry(EFI_HANDLE, EFI_SYSTEM_TABLE *systemTa
   if (EFI_ERROR(status)) {
     return status;
   }
-  UINT64 start = ticks();
+  UINT64 start = machineTicks();
   g_bootServices->Stall(100000);
-  say(u"bench ticks-a-second %lu\n", (ticks() - start) * 10);
+  say(u"bench ticks-a-second %lu\n", (machineTicks() - start) * 10);
   RAID_XYL_BUFFER document = {};
   status = bench.Operations->Get_Live(bench.Operations, &g_parameter, &document);
   if (EFI_ERROR(status)) {

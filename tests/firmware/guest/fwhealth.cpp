@@ -3,6 +3,7 @@
 #include "base/pool.h"
 #include "base/print.h"
 #include "images.h"
+#include "machine.h"
 #include "report.h"
 #include "uefi/health.h"
 #include "world.h"
@@ -10,19 +11,6 @@
 static constexpr EFI_GUID g_healthGuid = EFI_DRIVER_HEALTH_PROTOCOL_GUID;
 static constexpr EFI_GUID g_stringGuid = EFI_HII_STRING_PROTOCOL_GUID;
 static constexpr UINTN CALIBRATION_MICROSECONDS = 100000;
-
-static UINT64 ticks() {
-#if defined(__x86_64__)
-  UINT32 low;
-  UINT32 high;
-  asm volatile("lfence; rdtsc" : "=a"(low), "=d"(high) : : "memory");
-  return static_cast<UINT64>(high) << 32 | low;
-#else
-  UINT64 count;
-  asm volatile("isb; mrs %0, cntvct_el0" : "=r"(count) : : "memory");
-  return count;
-#endif
-}
 
 static EFI_HANDLE load(EFI_HANDLE parent, const CHAR16 *file, const CHAR16 *options, UINTN size) {
   EFI_HANDLE image = nullptr;
@@ -88,15 +76,15 @@ static void checkFailed(EFI_HANDLE controller) {
 
 // The first answer about the largest controller, and one that was kept.
 static void measure() {
-  UINT64 start = ticks();
+  UINT64 start = machineTicks();
   g_bootServices->Stall(CALIBRATION_MICROSECONDS);
-  UINT64 perCalibration = ticks() - start;
-  start = ticks();
+  UINT64 perCalibration = machineTicks() - start;
+  start = machineTicks();
   EFI_DRIVER_HEALTH_STATUS first = healthOfAll();
-  UINT64 asked = ticks() - start;
-  start = ticks();
+  UINT64 asked = machineTicks() - start;
+  start = machineTicks();
   EFI_DRIVER_HEALTH_STATUS second = healthOfAll();
-  UINT64 kept = ticks() - start;
+  UINT64 kept = machineTicks() - start;
   check(first == EfiDriverHealthStatusHealthy && second == first, u"240 disks are healthy");
   EFI_DRIVER_HEALTH_HII_MESSAGE *messages = nullptr;
   EFI_DRIVER_HEALTH_PROTOCOL *health = locateHealth();

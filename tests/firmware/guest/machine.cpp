@@ -17,6 +17,13 @@ void machineText(const CHAR8 *text) {
   }
 }
 
+UINT64 machineTicks() {
+  UINT32 low;
+  UINT32 high;
+  asm volatile("lfence; rdtsc" : "=a"(low), "=d"(high) : : "memory");
+  return static_cast<UINT64>(high) << 32 | low;
+}
+
 #else
 
 static constexpr UINT64 SEMIHOSTING_WRITE = 0x04;
@@ -38,6 +45,12 @@ static void semihosting(UINT64 operation, const void *argument) {
 
 void machineText(const CHAR8 *text) {
   semihosting(SEMIHOSTING_WRITE, text);
+}
+
+UINT64 machineTicks() {
+  UINT64 count;
+  asm volatile("isb; mrs %0, cntvct_el0" : "=r"(count) : : "memory");
+  return count;
 }
 
 #endif

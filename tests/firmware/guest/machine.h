@@ -8,3 +8,6 @@
 
 // Writes an 8-bit text to the debug channel.
 void machineText(const CHAR8 *text);
+
+// The machine's clock, which counts at a rate of its own.
+UINT64 machineTicks();
