@@ -218,11 +218,11 @@ static void describeCreate(CHANGE_STEP *step, const FACTS &facts, const RAID_CMD
     const RAID_PD_RECORD *disk = diskOf(facts, command.Command, command.ObjectIds[i]);
     bool isUsed = disk != nullptr && (disk->VDCount != 0 || isForeignDisk(*disk));
     bool isKept = isUsed && disk->State == RAID_STATE_ONLINE && disk->FreeSize != 0; // if the controller keeps to that
-    if (isUsed && (!step->Destroys || (step->Spares && !isKept))) {
+    if (isUsed && (!step->Destroys || (step->IsAtRisk && !isKept))) {
       putText(&step->What, "; there is data on disk ");
       putNumber(&step->What, disk->ObjectID);
       step->Destroys = true;
-      step->Spares = isKept;
+      step->IsAtRisk = isKept;
     }
   }
 }
@@ -300,7 +300,7 @@ static const CHAR8 *lossOf(const CHANGE_STEP &step) {
   if (!step.Destroys) {
     return "";
   }
-  return step.Spares ? ", beside which there is room: AT RISK" : ": DESTROYED, with all data";
+  return step.IsAtRisk ? ", beside which there is room: AT RISK" : ": DESTROYED, with all data";
 }
 
 static void sayChanges(const XYL_HOST *host, const CONTROLLER &controller, const CHANGE_PLAN &plan) {

@@ -9,7 +9,7 @@ struct CHANGE_STEP {
   UINT32 ObjectType;  // RAID_OBJECT_TYPE
   TEXT What;          // the objects, and what becomes of them
   bool Destroys;      // data, or the way to it
-  bool Spares;        // not what it destroys, as long as it takes only what is free beside it
+  bool IsAtRisk;      // what it destroys, only if the controller takes more than what is free beside it
   const CHAR8 *Wrong; // why the controller will refuse it, or null
 };
 
