@@ -68,7 +68,9 @@ static EFI_STATUS runLine(JOB_RUN *run, UINT32 index) {
   record->State = JOB_RAN;
   EFI_TIME now;
   readClock(&now);
-  record->Seconds = secondsOf(now) - secondsOf(record->Started);
+  UINT64 started = secondsOf(record->Started);
+  UINT64 ended = secondsOf(now);
+  record->Seconds = ended > started ? ended - started : 0; // somebody may set the clock, or it may fail
   say(run->Host, "==> %d/%d %a, exit code %d, %a, %ld s\n", index + 1, run->File.Lines.count,
       outcomeWord(record->Result.Outcome), static_cast<UINT32>(record->Result.Outcome),
       statusWords(record->Result.Status), record->Seconds);
