@@ -215,6 +215,7 @@ PAIR = {"RAIDType": "RAID1", "Links": {"Drives": [drive(1018), drive(1019)]}}
 REFUSED = (  # method, URI, body, status, message, property
     ("PATCH", ONE, "{", 400, "MalformedJSON", ""),
     ("PATCH", ONE, "[]", 400, "UnrecognizedRequestBody", ""),
+    ("PATCH", ONE, '{"DisplayName":' + "[" * 100000 + "]" * 100000 + "}", 400, "UnrecognizedRequestBody", ""),
     ("PATCH", ONE, {}, 400, "EmptyJSON", ""),
     ("PATCH", ONE, {"@odata.etag": "x"}, 400, "NoOperation", ""),
     ("PATCH", ONE, {"Colour": "red"}, 400, "PropertyUnknown", "Colour"),
@@ -223,6 +224,7 @@ REFUSED = (  # method, URI, body, status, message, property
     ("PATCH", ONE, {"Status": {}}, 400, "PropertyNotWritable", "Status"),
     ("PATCH", ONE, {"DisplayName": 7}, 400, "PropertyValueTypeError", "DisplayName"),
     ("PATCH", ONE, {"DisplayName": "Bücher"}, 400, "PropertyValueFormatError", "DisplayName"),
+    ("PATCH", ONE, {"DisplayName": "x" * 99 + "ü"}, 400, "PropertyValueFormatError", "DisplayName"),
     ("PATCH", ONE, {"ReadCachePolicy": "Always"}, 400, "PropertyValueNotInList", "ReadCachePolicy"),
     ("PATCH", ONE, {"Links": {"DedicatedSpareDrives": [drive(1001)]}}, 400, "PropertyValueResourceConflict",
      "Links/DedicatedSpareDrives"),

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <set>
 
-#define GIVEN_MAX 100 // characters of a value in a message
+#define GIVEN_MAX 100 // bytes of a value in a message
+#define DEPTH_MAX 16  // of a body; a text is written, and a copy made, by routines that call themselves
 
 const REDFISH_WANT *REDFISH_WANTS::find(const std::string &element) const {
   auto found = byElement.find(element);
@@ -11,11 +12,16 @@ const REDFISH_WANT *REDFISH_WANTS::find(const std::string &element) const {
 }
 
 Json parseBody(const std::string &text) {
-  Json body = Json::parse(text, /* callback= */ nullptr, /* exceptions= */ false);
-  if (body.is_discarded()) {
+  bool isDeep = false;
+  auto measure = [&](int depth, Json::parse_event_t, Json &) {
+    isDeep = isDeep || depth > DEPTH_MAX;
+    return !isDeep;
+  };
+  Json body = Json::parse(text, measure, /* exceptions= */ false);
+  if (body.is_discarded() && !isDeep) {
     refuse("MalformedJSON");
   }
-  if (!body.is_object()) {
+  if (!body.is_object() || isDeep) {
     refuse("UnrecognizedRequestBody");
   }
   return body;
@@ -34,7 +40,14 @@ struct READER {
 
 static std::string givenText(const Json &value) {
   std::string text = value.is_string() ? value.get<std::string>() : value.dump();
-  return text.size() > GIVEN_MAX ? text.substr(0, GIVEN_MAX) + "..." : text;
+  if (text.size() <= GIVEN_MAX) {
+    return text;
+  }
+  size_t length = GIVEN_MAX;
+  while ((text[length] & 0xC0) == 0x80) { // not within a character
+    --length;
+  }
+  return text.substr(0, length) + "...";
 }
 
 // A drive of this storage, by its URI.

@@ -60,7 +60,8 @@ static XYL_RESULT writeTree(const XYL_CONTEXT &context, const REDFISH_MODEL &mod
 
 // The answer that a service would give is the output, since the client of the service reads it.
 static XYL_RESULT tellRefusal(const XYL_CONTEXT &context, const REDFISH_REFUSAL &refusal) {
-  std::string body = errorBody(refusal).dump(2) + "\n";
+  // The URI need not be UTF-8.
+  std::string body = errorBody(refusal).dump(2, ' ', /* ensure_ascii= */ false, Json::error_handler_t::replace) + "\n";
   context.Host->WriteOut(context.Host, body.c_str(), body.size());
   const REDFISH_PROBLEM &first = refusal.problems->front();
   complain(context.Host, "%a", problemText(first).c_str());
