@@ -2,7 +2,7 @@
 // together, and what is read and written back is read as the same. A change on top is refused, or leaves what is sound
 // again; it writes into no volume.
 
-#include "fuzz/support.h"
+#include "fuzz/pure.h"
 #include "providers/ddf_change/ddf_change.h"
 #include "tests/ddf/describe.h"
 #include "tests/ddf/disks.h"
@@ -211,7 +211,9 @@ static void changeOnTop(DISKS &disks, FuzzInput input) {
   ddfFree(model);
 }
 
-FUZZ_TARGET(ddf) {
+static constexpr FUZZ_LIMITS LIMITS_OF_COST = {{32 << 20, 4096}, {64 << 20, 16384}, {1000000000, 1000000}};
+
+FUZZ_PURE_TARGET(ddf, LIMITS_OF_COST) {
   uint8_t flags = input.byte();
   constexpr uint8_t SPANNED = 1, TORN = 2, FAILING = 4, OWN_ANCHOR = 8, CHANGE = 16;
   DISKS disks = baseDisks((flags & SPANNED) != 0);

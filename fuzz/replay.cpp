@@ -1,5 +1,8 @@
-// Runs every file of the corpora through its target, without an engine. FUZZ_TARGETS comes from the build: X(name)
-// each.
+// Runs every file of the corpora through its target, without an engine, each target in a process of its own, since a
+// process has one firmware. FUZZ_TARGETS comes from the build: X(name) each.
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -30,22 +33,34 @@ static void replay(const TARGET &target, const std::filesystem::path &file) {
   target.run(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
 }
 
+static int replayAll(const TARGET &target, const std::filesystem::path &folder) {
+  std::set<std::filesystem::path> files;
+  for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+    files.insert(entry.path());
+  }
+  if (files.empty()) {
+    std::printf("%s has no corpus\n", target.name);
+    return 1;
+  }
+  for (const std::filesystem::path &file : files) {
+    replay(target, file);
+  }
+  return 0;
+}
+
 int main(int argc, char **argv) {
   if (argc != 2) {
     std::fprintf(stderr, "usage: %s CORPUS-FOLDER\n", argv[0]);
     return 2;
   }
   for (const TARGET &target : g_targets) {
-    std::set<std::filesystem::path> files;
-    for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(argv[1]) / target.name)) {
-      files.insert(entry.path());
+    pid_t child = fork();
+    if (child == 0) {
+      std::exit(replayAll(target, std::filesystem::path(argv[1]) / target.name));
     }
-    if (files.empty()) {
-      std::printf("%s has no corpus\n", target.name);
+    int status = 0;
+    if (child < 0 || waitpid(child, &status, 0) != child || status != 0) {
       return 1;
-    }
-    for (const std::filesystem::path &file : files) {
-      replay(target, file);
     }
   }
   return 0;

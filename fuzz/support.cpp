@@ -1,36 +1,8 @@
 #include "fuzz/support.h"
 
-#include <cstdio>
-#include <cstdlib>
-
 #include "driver/xml/xml.h"
 #include "host_firmware/state.h"
 #include "tests/support/kept_state.h"
-
-uint64_t FuzzInput::number(unsigned bytes) {
-  uint64_t value = 0;
-  for (unsigned i = 0; i < bytes; ++i) {
-    value |= static_cast<uint64_t>(byte()) << (8 * i);
-  }
-  return value;
-}
-
-std::string FuzzInput::text() {
-  const uint8_t *start = at_;
-  while (!atEnd() && *at_ != '\f') {
-    ++at_;
-  }
-  std::string text(reinterpret_cast<const char *>(start), static_cast<size_t>(at_ - start));
-  byte();
-  return text.substr(0, text.find('\0'));
-}
-
-void mustHold(bool holds, const std::string &what) {
-  if (!holds) {
-    std::fprintf(stderr, "fuzz: %s\n", what.c_str());
-    std::abort();
-  }
-}
 
 // --- The world ---
 
@@ -70,12 +42,16 @@ void resetFuzzWorld() {
   g_start->putBack(fuzzWorld().sim);
 }
 
-void runJudged(void (*body)(FuzzInput input), FuzzInput input) {
+static constexpr FUZZ_LIMITS WORLD_LIMITS = {{1 << 20, 4096}, {64 << 20, 65536}, {1000000000, 100000}};
+
+static FUZZ_BODY g_body;
+
+static void runInWorld(FuzzInput input) {
   World &world = fuzzWorld();
   resetFuzzWorld();
   auto held = [&] { return world.firmware.pool().liveBytes - simPoolBytes(world.sim); };
   uint64_t allocations = world.firmware.pool().liveAllocations, bytes = held();
-  body(input);
+  g_body(input);
   world.firmware.failAllocation(0);
   simClearFaults(world.sim);
   world.console();
@@ -88,6 +64,12 @@ void runJudged(void (*body)(FuzzInput input), FuzzInput input) {
   mustHold(booksBalanced(&world.sim->books), "answers of the controller did not come back");
   const CHAR8 *fault = simStateFault(world.sim);
   mustHold(fault == nullptr, std::string("controller state: ") + (fault == nullptr ? "" : fault));
+}
+
+void runJudged(FUZZ_BODY body, FuzzInput input) {
+  fuzzWorld();
+  g_body = body;
+  runMeasured(runInWorld, input, WORLD_LIMITS);
 }
 
 // --- Operations ---

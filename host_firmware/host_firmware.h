@@ -17,6 +17,7 @@ struct POOL_BOOKS {
   uint64_t liveAllocations = 0;
   uint64_t liveBytes = 0;
   uint64_t peakBytes = 0;
+  uint64_t totalBytes = 0;        // of all that were not failed
   uint64_t totalAllocations = 0;  // attempts, failed ones included
   uint64_t failedAllocations = 0; // on purpose, by failAllocation
 };

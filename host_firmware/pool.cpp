@@ -102,6 +102,7 @@ void *Pool::take(UINTN size, UINTN alignment) {
   live_.emplace(block.memory, block);
   ++books.liveAllocations;
   books.liveBytes += size;
+  books.totalBytes += size;
   books.peakBytes = books.liveBytes > books.peakBytes ? books.liveBytes : books.peakBytes;
   return block.memory;
 }
