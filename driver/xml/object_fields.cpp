@@ -5,13 +5,13 @@
 #define FIELD_AS(element, record, member) element, PLACE(record, member)
 #define PLACE(record, member) placeOf(offsetof(record, member), sizeof(record::member))
 
-static constexpr FIELD_PLACE placeOf(UINTN offset, UINTN width) {
+static consteval FIELD_PLACE placeOf(UINTN offset, UINTN width) {
   return {static_cast<UINT16>(offset), static_cast<UINT16>(width)};
 }
 
 // Row builders, so that a table shows only what matters for each element.
 
-static constexpr FIELD_ROW row(const CHAR8 *element, FIELD_PLACE place, FIELD_FORMAT format, UINT16 flags = 0) {
+static consteval FIELD_ROW row(const CHAR8 *element, FIELD_PLACE place, FIELD_FORMAT format, UINT16 flags = 0) {
   FIELD_ROW result = {};
   result.Element = element;
   result.Place = place;
@@ -23,33 +23,33 @@ static constexpr FIELD_ROW row(const CHAR8 *element, FIELD_PLACE place, FIELD_FO
 static constexpr UINT8 ALL_DIGITS = 20;
 static constexpr UINT8 LENGTH_BITS = 0x7F;
 
-static constexpr FIELD_ROW decimal(const CHAR8 *element, FIELD_PLACE place, UINT8 digits, UINT16 flags = 0) {
+static consteval FIELD_ROW decimal(const CHAR8 *element, FIELD_PLACE place, UINT8 digits, UINT16 flags = 0) {
   FIELD_ROW result = row(element, place, FORMAT_DECIMAL, flags);
   result.Length = digits & LENGTH_BITS;
   return result;
 }
 
 // A decimal that shares its field with the boolean in bit 0.
-static constexpr FIELD_ROW decimalAboveBit0(const CHAR8 *element, FIELD_PLACE place) {
+static consteval FIELD_ROW decimalAboveBit0(const CHAR8 *element, FIELD_PLACE place) {
   FIELD_ROW result = decimal(element, place, 7);
   result.Mask = 0xFFFFFFFEU;
   result.Shift = 1;
   return result;
 }
 
-static constexpr FIELD_ROW hex(const CHAR8 *element, FIELD_PLACE place, UINT8 digits) {
+static consteval FIELD_ROW hex(const CHAR8 *element, FIELD_PLACE place, UINT8 digits) {
   FIELD_ROW result = row(element, place, FORMAT_HEX);
   result.Length = digits & LENGTH_BITS;
   return result;
 }
 
-static constexpr FIELD_ROW bit0(const CHAR8 *element, FIELD_PLACE place, UINT16 flags = 0) {
+static consteval FIELD_ROW bit0(const CHAR8 *element, FIELD_PLACE place, UINT16 flags = 0) {
   FIELD_ROW result = row(element, place, FORMAT_BOOLEAN, flags);
   result.Mask = 1;
   return result;
 }
 
-static constexpr FIELD_ROW name(const CHAR8 *element, FIELD_PLACE place, UINT8 length, const VALUE_NAME_TABLE *names,
+static consteval FIELD_ROW name(const CHAR8 *element, FIELD_PLACE place, UINT8 length, const VALUE_NAME_TABLE *names,
                                 UINT16 flags = 0) {
   FIELD_ROW result = row(element, place, FORMAT_NAME, flags);
   result.Length = length & LENGTH_BITS;
@@ -57,14 +57,14 @@ static constexpr FIELD_ROW name(const CHAR8 *element, FIELD_PLACE place, UINT8 l
   return result;
 }
 
-static constexpr FIELD_ROW mode(const CHAR8 *element, FIELD_PLACE place, UINT8 length, const VALUE_NAME_TABLE *names,
+static consteval FIELD_ROW mode(const CHAR8 *element, FIELD_PLACE place, UINT8 length, const VALUE_NAME_TABLE *names,
                                 UINT32 mask = 0x7F, UINT16 flags = 0) {
   FIELD_ROW result = name(element, place, length, names, static_cast<UINT16>(FIELD_MODE | FIELD_STRICT | flags));
   result.Mask = mask;
   return result;
 }
 
-static constexpr FIELD_ROW mask(const CHAR8 *element, FIELD_PLACE place, const CHAR8 *item, UINT8 length,
+static consteval FIELD_ROW mask(const CHAR8 *element, FIELD_PLACE place, const CHAR8 *item, UINT8 length,
                                 const VALUE_NAME_TABLE *names, UINT16 flags = 0) {
   FIELD_ROW result = row(element, place, FORMAT_MASK, flags);
   result.Length = length & LENGTH_BITS;
@@ -73,49 +73,49 @@ static constexpr FIELD_ROW mask(const CHAR8 *element, FIELD_PLACE place, const C
   return result;
 }
 
-static constexpr FIELD_ROW counted(FIELD_ROW result, FIELD_PLACE count) {
+static consteval FIELD_ROW counted(FIELD_ROW result, FIELD_PLACE count) {
   result.Count = count;
   return result;
 }
 
-static constexpr FIELD_ROW inside(FIELD_ROW result, const FIELD_TABLE *fields) {
+static consteval FIELD_ROW inside(FIELD_ROW result, const FIELD_TABLE *fields) {
   result.Fields = fields;
   return result;
 }
 
-static constexpr FIELD_ROW cachePolicy(const CHAR8 *element, FIELD_PLACE place) {
+static consteval FIELD_ROW cachePolicy(const CHAR8 *element, FIELD_PLACE place) {
   return inside(row(element, place, FORMAT_CACHE_POLICY), &g_cachePolicyGroups);
 }
 
-static constexpr FIELD_ROW levelParams(const CHAR8 *element, FIELD_PLACE place, const CHAR8 *item) {
+static consteval FIELD_ROW levelParams(const CHAR8 *element, FIELD_PLACE place, const CHAR8 *item) {
   FIELD_ROW result = inside(row(element, place, FORMAT_RAID_LEVEL_PARAMS), &g_levelDescFields);
   result.Item = item;
   return result;
 }
 
 // Objects inside an object are read by its table and written by the document's assembler.
-static constexpr FIELD_ROW object(const CHAR8 *element, FIELD_FORMAT format, const FIELD_TABLE *fields) {
+static consteval FIELD_ROW object(const CHAR8 *element, FIELD_FORMAT format, const FIELD_TABLE *fields) {
   return inside(row(element, {}, format, FIELD_READ_ONLY), fields);
 }
 
-static constexpr FIELD_ROW idList(const CHAR8 *element, FIELD_PLACE place, FIELD_PLACE count) {
+static consteval FIELD_ROW idList(const CHAR8 *element, FIELD_PLACE place, FIELD_PLACE count) {
   FIELD_ROW result = counted(row(element, place, FORMAT_ID_LIST), count);
   result.Length = 7;
   return result;
 }
 
-static constexpr FIELD_ROW logged(FIELD_ROW result) {
+static consteval FIELD_ROW logged(FIELD_ROW result) {
   result.Flags |= FIELD_LOGGED;
   return result;
 }
 
-static constexpr FIELD_ROW mark(const CHAR8 *element, FIELD_PLACE place, UINT32 bit) {
+static consteval FIELD_ROW mark(const CHAR8 *element, FIELD_PLACE place, UINT32 bit) {
   FIELD_ROW result = row(element, place, FORMAT_MARK, FIELD_MODE);
   result.Mask = bit;
   return result;
 }
 
-static constexpr FIELD_ROW group(const CHAR8 *item, UINT32 bits, const VALUE_NAME_TABLE *names) {
+static consteval FIELD_ROW group(const CHAR8 *item, UINT32 bits, const VALUE_NAME_TABLE *names) {
   FIELD_ROW result = mask(item, {0, sizeof(UINT32)}, item, 24, names);
   result.Mask = bits;
   return result;
@@ -273,7 +273,7 @@ static constexpr FIELD_ROW g_inventoryRows[] = {
     hex(FIELD(RAID_ADAPTER_RECORD, WWN), 16),
 };
 
-static constexpr bool sameText(const CHAR8 *a, const CHAR8 *b) {
+static consteval bool sameText(const CHAR8 *a, const CHAR8 *b) {
   while (*a != 0 && *a == *b) {
     ++a;
     ++b;
@@ -281,11 +281,11 @@ static constexpr bool sameText(const CHAR8 *a, const CHAR8 *b) {
   return *a == *b;
 }
 
-static constexpr bool ownsMemory(const FIELD_ROW &row) {
+static consteval bool ownsMemory(const FIELD_ROW &row) {
   return row.Format == FORMAT_WIDE_TEXT || row.Format == FORMAT_ID_LIST || row.Format == FORMAT_RAID_LEVEL_PARAMS;
 }
 
-template <UINTN N> static constexpr bool ownNoMemory(const FIELD_ROW (&rows)[N]) {
+template <UINTN N> static consteval bool ownNoMemory(const FIELD_ROW (&rows)[N]) {
   for (const FIELD_ROW &row : rows) {
     if (ownsMemory(row)) {
       return false;
@@ -296,7 +296,7 @@ template <UINTN N> static constexpr bool ownNoMemory(const FIELD_ROW (&rows)[N])
 
 // Every field lies inside its record, in each direction an element has one row, and what a record owns is given back
 // once.
-template <UINTN N> static constexpr bool rowsFit(const FIELD_ROW (&rows)[N], UINTN recordSize) {
+template <UINTN N> static consteval bool rowsFit(const FIELD_ROW (&rows)[N], UINTN recordSize) {
   for (UINTN i = 0; i < N; ++i) {
     if (rows[i].Place.Width > recordSize || rows[i].Place.Offset > recordSize - rows[i].Place.Width ||
         rows[i].Count.Offset + rows[i].Count.Width > recordSize) {
@@ -327,7 +327,7 @@ static_assert(rowsFit(g_rateRows, sizeof(RAID_RATE)));
 static_assert(rowsFit(g_cachePolicyRows, sizeof(UINT32)));
 static_assert(rowsFit(g_inventoryRows, sizeof(RAID_ADAPTER_RECORD)));
 // Whether an element that has a row in both tables, in whatever direction, is marked as shared in both.
-template <UINTN N> static constexpr bool sharedAreMarked(const FIELD_ROW (&rows)[N]) {
+template <UINTN N> static consteval bool sharedAreMarked(const FIELD_ROW (&rows)[N]) {
   for (const FIELD_ROW &header : g_headerRows) {
     for (const FIELD_ROW &row : rows) {
       if (sameText(header.Element, row.Element) && (header.Flags & row.Flags & FIELD_SHARED) == 0) {
