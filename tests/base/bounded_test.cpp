@@ -1,0 +1,133 @@
+#include "tests/support/bounded.h"
+
+#include <cstdio>
+
+#include "base/print.h"
+#include "base/text.h"
+
+TEST(Text, EveryShortTextIsTheNumberThatTheLibraryReads) {
+  forAllTexts(" \t019aFgxX", 6, [](std::string_view text) {
+    EXPECT_EQ(parseDecimal(text.data()), decimalOf(text)) << text;
+    EXPECT_EQ(parseHex(text.data()), hexOf(text)) << text;
+  });
+}
+
+TEST(Text, EveryNumberAroundTheLargestIsTheNumberThatTheLibraryReads) {
+  for (int i = 0; i < 10000; ++i) {
+    for (const char *front : {"1844674407370955", "01844674407370955", "9844674407370955", "FFFFFFFFFFFF", "1", ""}) {
+      std::string text = front + std::to_string(10000 + i).substr(1);
+      EXPECT_EQ(parseDecimal(text.c_str()), decimalOf(text)) << text;
+      EXPECT_EQ(parseHex(text.c_str()), hexOf(text)) << text;
+    }
+  }
+}
+
+// --- Print formatting, against the C library's ---
+
+namespace {
+
+struct CONVERSION {
+  std::string flags, width, precision, modifier;
+  char type;
+
+  bool has(char flag) const { return flags.find(flag) != std::string::npos; }
+  std::string left() const { return has('-') ? "%-" : "%"; }
+};
+
+template <class TEST> void forAllConversions(std::string_view types, TEST test) {
+  for (unsigned flags = 0; flags < 32; ++flags) {
+    std::string chosen;
+    for (unsigned i = 0; i < 5; ++i) {
+      chosen += (flags >> i & 1) != 0 ? std::string(1, "-0+ ,"[i]) : "";
+    }
+    for (const char *width : {"", "1", "5", "25"}) {
+      for (const char *precision : {"", ".", ".1", ".4", ".23"}) {
+        for (const char *modifier : {"", "l", "L", "z", "ll", "h", "hh"}) {
+          for (char type : types) {
+            test(CONVERSION{chosen, width, precision, modifier, type});
+          }
+        }
+      }
+    }
+  }
+}
+
+std::string EFIAPI printed(size_t capacity, const std::u16string *format, ...) {
+  std::vector<CHAR16> buffer(capacity);
+  EFI_VA_LIST arguments;
+  EFI_VA_START(arguments, format);
+  UINTN length = formatText(buffer.data(), capacity, format->c_str(), arguments);
+  EFI_VA_END(arguments);
+  EXPECT_TRUE(length < capacity && buffer[length] == 0);
+  return std::string(buffer.begin(), buffer.begin() + static_cast<ptrdiff_t>(length));
+}
+
+// Behind other text, before another argument, and in as little room as this run's turn gives.
+template <class ARGUMENT> void expectPrinted(const CONVERSION &conversion, ARGUMENT argument, std::string wanted) {
+  static size_t turn;
+  wanted = ("<" + wanted + "7>").substr(0, ++turn % 50);
+  std::string format = "<%" + conversion.flags + conversion.width + conversion.precision + conversion.modifier;
+  format += std::string(1, conversion.type) + "%u>";
+  std::u16string wide(format.begin(), format.end());
+  EXPECT_EQ(printed(1 + turn % 50, &wide, argument, 7), wanted) << format << " " << argument;
+}
+
+template <class ARGUMENT> std::string libraryText(const std::string &format, ARGUMENT argument) {
+  char text[128];
+  std::snprintf(text, sizeof(text), format.c_str(), argument);
+  return text;
+}
+
+UINT64 cut(UINT64 value, const std::string &modifier, bool isSigned) {
+  unsigned bits = modifier == "h" ? 16 : modifier == "hh" ? 8 : modifier.empty() ? 32 : 64;
+  value = value << (64 - bits);
+  return isSigned ? static_cast<UINT64>(static_cast<INT64>(value) >> (64 - bits)) : value >> (64 - bits);
+}
+
+// Groups of three; zeros by the precision only, and without groups.
+std::string grouped(const CONVERSION &conversion, const std::string &sign, INT64 value) {
+  std::string digits = libraryText("%lld", value).substr(value < 0 ? 1 : 0);
+  for (size_t i = digits.size(); i > 3; i -= 3) {
+    digits.insert(i - 3, ",");
+  }
+  size_t least = conversion.precision.empty() ? 0 : decimalOf(conversion.precision.substr(1));
+  digits.insert(0, least > digits.size() ? least - digits.size() : 0, '0');
+  return libraryText(conversion.left() + conversion.width + "s", ((value < 0 ? "-" : sign) + digits).c_str());
+}
+
+} // namespace
+
+// A precision of 0 prints the number 0, other than in the library.
+TEST(Print, EveryConversionOfANumberIsTheLibrarys) {
+  forAllConversions("dixuXp", [](const CONVERSION &conversion) {
+    bool isSigned = conversion.type == 'd' || conversion.type == 'i', isHex = !isSigned && conversion.type != 'u';
+    std::string sign = !isSigned ? "" : conversion.has('+') ? "+" : conversion.has(' ') ? " " : "";
+    bool zeros = conversion.has('0') || conversion.type == 'X' || conversion.type == 'p';
+    std::string front = conversion.left() + sign + (zeros ? "0" : "") + conversion.width;
+    for (UINT64 value : {UINT64{0}, UINT64{7}, UINT64{999}, UINT64{1234567}, ~UINT64{0}, UINT64{1} << 63,
+                         UINT64{0x8000807F}, ~UINT64{0} >> 1}) {
+      UINT64 number = cut(value, conversion.type == 'p' ? "l" : conversion.modifier, isSigned);
+      std::string behind = number == 0 && conversion.precision == "." ? ".1" : conversion.precision;
+      behind += isSigned ? "lld" : isHex ? "llX" : "llu";
+      bool groups = isSigned && conversion.has(',');
+      expectPrinted(conversion, value,
+                    groups ? grouped(conversion, sign, static_cast<INT64>(number))
+                           : libraryText(front + behind, number));
+    }
+  });
+}
+
+TEST(Print, EveryConversionOfATextIsTheLibrarys) {
+  static const EFI_GUID guid = {0x01020304, 0x0506, 0x0708, {9, 10, 11, 12, 13, 14, 15, 16}};
+  forAllConversions("a", [](const CONVERSION &conversion) {
+    std::string whole = conversion.left() + conversion.width + "s";
+    std::string format = conversion.left() + conversion.width + conversion.precision + "s";
+    for (const char *text : {"", "ab", "longer than that"}) {
+      expectPrinted(conversion, text, libraryText(format, text));
+    }
+    auto of = [&](char type) { return CONVERSION{conversion.flags, conversion.width, conversion.precision, "", type}; };
+    expectPrinted(of('c'), UINT64{'!'}, libraryText(whole, "!"));
+    expectPrinted(of('r'), EFI_NOT_FOUND, libraryText(format, "Not Found"));
+    expectPrinted(of('g'), &guid, libraryText(whole, "01020304-0506-0708-090A-0B0C0D0E0F10"));
+  });
+}
