@@ -1,12 +1,12 @@
 # Host targets: the driver as a static library, the providers, tests, and what is installed.
 
 objects_of(driver_objects ${DRIVER_ROOMS})
-add_library(raidxyl STATIC ${driver_objects})
+add_library(raidxyl ${driver_objects})
 public_includes(raidxyl)
 
 objects_of(provider_objects unload_guard xml_service debug_log answers levels sim_controller health ddf
                             ddf_change disk_controller)
-add_library(raidxyl_providers STATIC ${provider_objects})
+add_library(raidxyl_providers ${provider_objects})
 public_includes(raidxyl_providers)
 target_link_libraries(raidxyl_providers PUBLIC raidxyl)
 

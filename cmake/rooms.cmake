@@ -51,7 +51,7 @@ endfunction()
 
 # add_host_library(NAME SOURCES...): a static library of host code.
 function(add_host_library name)
-  add_library(${name} STATIC ${ARGN})
+  add_library(${name} ${ARGN})
   public_includes(${name})
   target_compile_options(${name} PRIVATE ${RAIDXYL_WARNINGS} ${RAIDXYL_HOST_OPTIONS})
 endfunction()

@@ -1,46 +1,55 @@
 #!/usr/bin/env python3
 """Puts every fault of faults.txt into a copy of the sources and tells which test catches it.
 
-mutations.py FOLDER [WORD...]: works in FOLDER (two copies, one a core) and leaves the user's tree alone; with words only
-the faults whose name or file has one of them. Exit code 1 when a fault was missed or does not build.
+mutations.py --check: only looks whether the list fits the sources.
+mutations.py FOLDER [--continue] [WORD...]: works in FOLDER and leaves the user's tree alone; with words only the faults
+whose name or file has one of them. FOLDER/results.tsv gets a line a fault as it is judged. With --continue a fault is
+not tried again that was caught when it and its file were what they are now. Exit code 1 when a fault was missed or does
+not build.
 """
+import collections
+import hashlib
 import os
 import pathlib
 import re
+import resource
 import subprocess
 import sys
-import threading
 import time
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
-# The tests, quick ones first: (name, what to build, what to run; %b is the build folder, %s the sources).
-STAGES = [(name, ["test_" + name], ["%b/tests/test_" + name, "--gtest_fail_fast"])
-          for name in ("base xml request restore inventory live xml_service unload_guard binding debug_log host_firmware "
-                       "sim_controller ddf disk_controller power_cuts schema examples sweeps xyl").split()]
-STAGES += [("fuzz.replay", ["fuzz_replay"], ["%b/fuzz/fuzz_replay", "%s/fuzz/corpus"]),
-           ("report.pages", ["xyl"], [sys.executable, "%s/tests/report/page_test.py", "%b/xyl/xyl"]),
-           ("redfish.clients", ["xyl"], ["/usr/bin/python3", "%s/tests/redfish/redfish_test.py", "%b/xyl/xyl", "%s"]),
-           ("schema.made", ["make_schemas"], ["%s/tests/schema/check_made.sh", "schemas", "%b/schema/make_schemas",
-                                               "%s/schema"]),
-           ("model", ["test_model"], ["%b/tests/test_model", "--gtest_fail_fast"])]
+# The host tests by the names that CTest has, quick ones first, each with the targets it needs; those of a room are one
+# program, which runs as a whole.
+ROOMS = ("base xml request restore inventory live xml_service unload_guard binding debug_log health host_firmware "
+         "sim_controller ddf disk_controller schema examples power_cuts sweeps xyl model").split()
+SCRIPTS = {"schema.made": "make_schemas", "schema.made_json": "make_json_schemas", "fuzz.dictionary": "make_dictionary",
+           "fuzz.replay": "fuzz_replay", "schema.json": "xyl", "report.pages": "xyl", "redfish.clients": "xyl",
+           "readme.story": "xyl", "readme.redfish": "xyl"}
 
-# Which tests come before the others for a file.
+# Which tests come before the others for a file; what caught its neighbours comes before these.
 LIKELY = {"driver/controller/": "live binding", "driver/xml/": "xml inventory", "driver/inventory/": "inventory live",
           "driver/request/": "request live", "driver/restore/": "restore live", "driver/live/": "live restore",
-          "driver/binding/": "binding", "providers/xml_service/": "xml_service",
-          "providers/unload_guard/": "unload_guard", "providers/ddf/": "ddf", "providers/ddf_change/": "power_cuts ddf",
-          "providers/disk_controller/": "disk_controller", "xyl/redfish/": "redfish.clients",
-          "xyl/": "xyl"}
+          "driver/binding/": "binding", "providers/xml_service/": "xml_service", "providers/debug_log/": "debug_log",
+          "providers/unload_guard/": "unload_guard", "providers/ddf/": "ddf", "providers/ddf_change/": "ddf disk_controller",
+          "providers/disk_controller/": "disk_controller", "providers/sim_controller/": "sim_controller",
+          "xyl/redfish/": "redfish.clients", "xyl/report/": "report.pages", "xyl/": "xyl"}
+
+# The only tests that know files of these folders.
+DISK_TESTS = "ddf disk_controller power_cuts fuzz.replay xyl"
+REACH = {"providers/ddf/": DISK_TESTS, "providers/ddf_change/": DISK_TESTS, "providers/disk_controller/": DISK_TESTS,
+         "providers/health/": "health",
+         "xyl/": "xyl schema.json report.pages redfish.clients readme.story readme.redfish"}
 
 # The sanitizers judge; a fault that takes ever more memory must not take the machine's.
 ENVIRONMENT = dict(os.environ, ASAN_OPTIONS="hard_rss_limit_mb=3000", UBSAN_OPTIONS="print_stacktrace=0")
+STUCK = 400  # seconds after which a test that waits for something is ended
 
 
 class Fault:
     def __init__(self, paragraph):
         lines = paragraph.split("\n")
-        self.name, self.file = lines[0][2:], lines[1]
+        self.text, self.name, self.file = paragraph, lines[0][2:], lines[1]
         self.old = "\n".join(line[2:] for line in lines[2:] if line.startswith("- "))
         self.new = "\n".join(line[2:] for line in lines[2:] if line.startswith("+ "))
         if not lines[0].startswith("= ") or not self.old or any(line[:2] not in ("- ", "+ ") for line in lines[2:]):
@@ -53,19 +62,33 @@ class Fault:
             return None
         return f"{self.name}: " + (f"no file {self.file}" if count < 0 else f"{count} places in {self.file}")
 
+    def stages(self):
+        """The tests that can catch it, likely ones first."""
+        def row_of(table):
+            return next((row.split() for prefix, row in table.items() if self.file.startswith(prefix)), [])
+        likely, reach = row_of(LIKELY), row_of(REACH) or [*ROOMS, *SCRIPTS]
+        return likely + [name for name in reach if name not in likely]
+
+    def key(self):
+        return hashlib.sha256(self.text.encode() + b"\0" + (SOURCE / self.file).read_bytes()).hexdigest()[:16]
+
 
 def read_faults():
     text = pathlib.Path(__file__).with_name("faults.txt").read_text()
-    return [Fault(part) for part in re.split(r"\n\n+", text.strip("\n")) if not part.startswith("#")]
+    faults = [Fault(part) for part in re.split(r"\n\n+", text.strip("\n")) if not part.startswith("#")]
+    problems = [problem for problem in (fault.problem() for fault in faults) if problem]
+    if problems:
+        sys.exit("the old text of a fault must stand once in its file:\n" + "\n".join(problems))
+    return faults
 
 
-class Worker:
-    """A copy of the sources with a build of its own."""
+class Tree:
+    """A copy of the sources with a build of its own, in which libraries are shared: a fault links one, and no test."""
 
     def __init__(self, folder):
-        self.source = folder
-        self.build = folder / "build" / "mutations"
+        self.source, self.build = folder, folder / "build" / "mutations"
         self.seconds = {}
+        self.catches = collections.Counter()
 
     def copy_sources(self):
         listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=SOURCE,
@@ -84,40 +107,46 @@ class Worker:
                 target.write_bytes(content)
             target.chmod((SOURCE / name).stat().st_mode)
 
-    def run(self, command, seconds=None):
+    def run(self, command, cpu_seconds=None):
         """Exit code (None: took too long) and output; what was started ends with it."""
-        process = subprocess.Popen(command, cwd=self.source, env=ENVIRONMENT, stdin=subprocess.DEVNULL,
+        def limit():
+            if cpu_seconds is not None:
+                resource.setrlimit(resource.RLIMIT_CPU, (cpu_seconds, cpu_seconds))
+        process = subprocess.Popen(command, cwd=self.source, env=ENVIRONMENT, stdin=subprocess.DEVNULL, preexec_fn=limit,
                                    stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
         try:
-            output = process.communicate(timeout=seconds)[0]
+            output = process.communicate(timeout=STUCK)[0]
             return process.returncode, output.decode(errors="replace")
         except subprocess.TimeoutExpired:
             os.killpg(process.pid, 9)
             return None, process.communicate()[0].decode(errors="replace")
 
-    def stage(self, stage):
+    def stage(self, name):
         """None when it passes, else what failed."""
-        name, targets, command = stage
-        code, output = self.run(["ninja", "-C", str(self.build), *targets])
+        code, output = self.run(["ninja", "-C", str(self.build), SCRIPTS.get(name, "test_" + name)])
         if code != 0:
             return "does not build", output
-        command = [word.replace("%b", str(self.build)).replace("%s", str(self.source)) for word in command]
+        command = [str(self.build / "tests" / ("test_" + name)), "--gtest_fail_fast"]
+        if name in SCRIPTS:
+            command = ["ctest", "--test-dir", str(self.build), "--output-on-failure", "--no-tests=error", "-R",
+                       "^" + re.escape(name) + "$"]
         begin = time.monotonic()
-        code, output = self.run(command, self.seconds[name] * 10 + 60 if name in self.seconds else None)
+        # Processor time, which a loaded machine does not make longer, ends what hangs.
+        code, output = self.run(command, round(self.seconds[name] * 3 + 10) if name in self.seconds else None)
         self.seconds.setdefault(name, time.monotonic() - begin)
         if code == 0:
             return None
         case = re.search(r"\[  FAILED  \] ([\w./]+)", output)
         case = [case.group(1)] if case else re.findall(r"\[ RUN      \] ([\w./]+)", output)[-1:]
-        return ".".join([name] + case) + (" (timeout)" if code is None else ""), output
+        return ".".join([name] + case) + (" (hangs)" if code in (None, -9, -24) else ""), output
 
-    def prepare(self):
+    def prepare(self, stages):
         self.copy_sources()
         code, output = self.run(["cmake", "--preset", "mutations"])
         if code != 0:
             sys.exit(output)
-        for stage in STAGES:
-            failed = self.stage(stage)
+        for name in stages:
+            failed = self.stage(name)
             if failed:
                 sys.exit(f"{failed[1]}\nwithout a fault: {failed[0]}")
 
@@ -125,13 +154,12 @@ class Worker:
         path = self.source / fault.file
         content = path.read_text()
         path.write_text(content.replace(fault.old, fault.new))
+        folder = os.path.dirname(fault.file)
         try:
-            likely = next((tests.split() for prefix, tests in LIKELY.items() if fault.file.startswith(prefix)), [])
-            order = [stage for name in likely for stage in STAGES if stage[0] == name]
-            order += [stage for stage in STAGES if stage not in order]
-            for stage in order:
-                failed = self.stage(stage)
+            for name in sorted(fault.stages(), key=lambda name: -self.catches[folder, name]):
+                failed = self.stage(name)
                 if failed:
+                    self.catches[folder, name] += 1
                     return failed[0]
             return "MISSED"
         finally:
@@ -140,44 +168,39 @@ class Worker:
 
 def main():
     faults = read_faults()
-    problems = [problem for problem in (fault.problem() for fault in faults) if problem]
-    if problems:
-        sys.exit("the old text of a fault must stand once in its file:\n" + "\n".join(problems))
-    folder, words = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2:]
+    if sys.argv[1:] == ["--check"]:
+        return 0
+    folder, words = pathlib.Path(sys.argv[1]).resolve(), [word for word in sys.argv[2:] if word != "--continue"]
     faults = [fault for fault in faults if not words or any(word in fault.name + " " + fault.file for word in words)]
-    groups = {}
-    for fault in faults:
-        groups.setdefault(fault.file, []).append(fault)
-    waiting, results, lock = list(groups.values()), {}, threading.Lock()
+    folder.mkdir(parents=True, exist_ok=True)
+    notes = folder / "results.tsv"
+    earlier = {}
+    if "--continue" in sys.argv and notes.exists():
+        for line in notes.read_text().splitlines():
+            fields = line.split("\t")
+            earlier[fields[0]] = fields[2]
+    commit = subprocess.run(["git", "describe", "--always", "--dirty"], cwd=SOURCE, check=True, capture_output=True,
+                            text=True).stdout.strip()
+    tree = Tree(folder / "tree")
+    tree.prepare(sorted({name for fault in faults for name in fault.stages()}))
+    results = {}
+    with notes.open("a" if words or "--continue" in sys.argv else "w") as file:
+        for fault in faults:
+            begin, key = time.monotonic(), fault.key()
+            results[fault] = earlier.get(key, "MISSED")
+            if results[fault] in ("MISSED", "does not build"):
+                results[fault] = tree.judge(fault)
+                file.write("\t".join([key, commit, results[fault], fault.name]) + "\n")
+                file.flush()
+                print(f"{len(results):4}  {time.monotonic() - begin:5.0f} s  {fault.name}: {results[fault]}", flush=True)
 
-    def work(worker):
-        while True:
-            with lock:
-                group = waiting.pop(0) if waiting else []
-            if not group:
-                return
-            for fault in group:
-                begin = time.monotonic()
-                results[fault] = worker.judge(fault)
-                with lock:
-                    print(f"{len(results):4}  {time.monotonic() - begin:5.0f} s  {fault.name}: {results[fault]}",
-                          file=sys.stderr, flush=True)
-
-    workers = [Worker(folder / str(i)) for i in range(min(os.cpu_count() or 1, 2, len(groups)))]
-    for worker in workers:
-        worker.prepare()
-    threads = [threading.Thread(target=work, args=(worker,)) for worker in workers]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
-
-    width = max(len(fault.name) for fault in faults)
-    for fault in faults:
-        print(f"{fault.name:{width}}  {results[fault]}")
-    missed = sum(result == "MISSED" for result in results.values())
-    broken = sum(result == "does not build" for result in results.values())
-    print(f"{len(faults)} faults: {len(faults) - missed - broken} caught, {missed} missed, {broken} do not build")
+    print()
+    broken = [fault for fault in faults if results[fault] == "does not build"]
+    missed = [fault for fault in faults if results[fault] == "MISSED"]
+    for fault in broken + missed:
+        print(f"{results[fault]}: {fault.name}")
+    print(f"{len(faults)} faults: {len(faults) - len(missed) - len(broken)} caught, {len(missed)} missed, "
+          f"{len(broken)} do not build")
     return 1 if missed or broken else 0
 
 
