@@ -40,7 +40,7 @@ char *FuzzInput::poolText() {
   size_t length = 0;
   const uint8_t *start = textHere(&length);
   auto *text = static_cast<char *>(g_firmware->pool.take(length + 1));
-  std::copy(start, start + length, text);
+  std::memcpy(text, start, length);
   text[length] = '\0';
   return text;
 }

@@ -55,13 +55,19 @@ static bool allBytes(const uint8_t *bytes, UINTN count, uint8_t value) {
   return count == 0 || (bytes[0] == value && std::memcmp(bytes, bytes + 1, count - 1) == 0);
 }
 
+static void forbidAround(const POOL_BLOCK &block) {
+  forbid(block.raw, block.front);
+  forbid(block.memory + block.size, BACK);
+}
+
+static UINTN wholeSize(const POOL_BLOCK &block) {
+  return block.front + block.size + BACK;
+}
+
 Pool::~Pool() {
-  for (auto &[memory, block] : live_) {
-    permit(block.raw, block.front + block.size + BACK);
+  for (auto &[memory, block] : blocks_) {
+    permit(block.raw, wholeSize(block));
     std::free(block.raw);
-  }
-  while (!freed_.empty()) {
-    dropOldest();
   }
 }
 
@@ -92,14 +98,13 @@ void *Pool::take(UINTN size, UINTN alignment) {
   if (raw == nullptr) {
     return nullptr;
   }
-  POOL_BLOCK block = {raw, raw + front, size, front, false};
+  POOL_BLOCK block = {raw, raw + front, size, front, /* live= */ true, /* reported= */ false};
   std::memset(raw, GUARD, front);
   std::memset(block.memory, FRESH, size);
   forget(block.memory, size);
   std::memset(block.memory + size, GUARD, BACK);
-  forbid(raw, front);
-  forbid(block.memory + size, BACK);
-  live_.emplace(block.memory, block);
+  forbidAround(block);
+  blocks_.emplace(block.memory, block);
   ++books.liveAllocations;
   books.liveBytes += size;
   books.totalBytes += size;
@@ -119,24 +124,22 @@ EFI_STATUS Pool::giveBack(void *buffer, bool pages, UINTN size) {
   if (buffer == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  auto found = live_.find(buffer);
-  if (found == live_.end()) {
-    auto freed = freedSizes_.find(buffer);
-    bool twice = freed != freedSizes_.end();
-    complain(twice ? "freed twice" : "not an allocation", buffer, twice ? freed->second : 0);
+  auto found = blocks_.find(buffer);
+  if (found == blocks_.end() || !found->second.live) {
+    bool twice = found != blocks_.end();
+    complain(twice ? "freed twice" : "not an allocation", buffer, twice ? found->second.size : 0);
     return EFI_INVALID_PARAMETER;
   }
-  if (pages != (found->second.front != FRONT) || (pages && size != found->second.size)) {
-    complain("freed as what it is not", buffer, found->second.size);
+  POOL_BLOCK &block = found->second;
+  if (pages != (block.front != FRONT) || (pages && size != block.size)) {
+    complain("freed as what it is not", buffer, block.size);
     return EFI_INVALID_PARAMETER;
   }
-  checkGuards(found->second);
-  POOL_BLOCK block = found->second;
+  check(block);
   if (observer) {
     permit(block.memory, block.size);
     observer(block.memory, block.size);
   }
-  live_.erase(found);
   --books.liveAllocations;
   books.liveBytes -= block.size;
   quarantine(block);
@@ -168,43 +171,40 @@ bool Pool::failsNow() {
 }
 
 void Pool::audit() {
-  for (auto &[memory, block] : live_) {
-    checkGuards(block);
-  }
-  for (POOL_BLOCK &block : freed_) {
-    checkFreed(block);
+  for (auto &[memory, block] : blocks_) {
+    check(block);
+    if (block.live) {
+      forbidAround(block);
+    } else {
+      forbid(block.raw, wholeSize(block));
+    }
   }
 }
 
-void Pool::checkGuards(POOL_BLOCK &block) {
+// Leaves the guards permitted, and all of a freed block.
+void Pool::check(POOL_BLOCK &block) {
   permit(block.raw, block.front);
   permit(block.memory + block.size, BACK);
-  bool whole = allBytes(block.raw, block.front, GUARD) && allBytes(block.memory + block.size, BACK, GUARD);
-  forbid(block.raw, block.front);
-  forbid(block.memory + block.size, BACK);
+  bool whole = false;
+  if (block.live) {
+    whole = allBytes(block.raw, block.front, GUARD) && allBytes(block.memory + block.size, BACK, GUARD);
+  } else {
+    permit(block.memory, block.size);
+    whole = allBytes(block.raw, wholeSize(block), FREED);
+  }
   if (!whole && !block.reported) {
     block.reported = true;
-    complain("written outside of its bounds", block.memory, block.size);
+    complain(block.live ? "written outside of its bounds" : "written after it was freed", block.memory, block.size);
   }
 }
 
-void Pool::checkFreed(POOL_BLOCK &block) {
-  permit(block.raw, block.front + block.size + BACK);
-  bool whole = allBytes(block.raw, block.front + block.size + BACK, FREED);
-  forbid(block.raw, block.front + block.size + BACK);
-  if (!whole && !block.reported) {
-    block.reported = true;
-    complain("written after it was freed", block.memory, block.size);
-  }
-}
-
-void Pool::quarantine(const POOL_BLOCK &block) {
-  permit(block.raw, block.front + block.size + BACK);
-  std::memset(block.raw, FREED, block.front + block.size + BACK);
-  forbid(block.raw, block.front + block.size + BACK);
-  freed_.push_back(block);
-  freed_.back().reported = false;
-  freedSizes_[block.memory] = block.size;
+// A block that has been checked.
+void Pool::quarantine(POOL_BLOCK &block) {
+  block.live = false;
+  block.reported = false;
+  std::memset(block.raw, FREED, wholeSize(block));
+  forbid(block.raw, wholeSize(block));
+  freed_.push_back(&block);
   freedBytes_ += block.size;
   while (freed_.size() > QUARANTINE_BLOCKS || freedBytes_ > QUARANTINE_BYTES) {
     dropOldest();
@@ -212,13 +212,12 @@ void Pool::quarantine(const POOL_BLOCK &block) {
 }
 
 void Pool::dropOldest() {
-  POOL_BLOCK block = freed_.front();
+  POOL_BLOCK &block = *freed_.front();
   freed_.pop_front();
-  checkFreed(block);
-  freedSizes_.erase(block.memory);
+  check(block);
   freedBytes_ -= block.size;
-  permit(block.raw, block.front + block.size + BACK);
   std::free(block.raw);
+  blocks_.erase(block.memory);
 }
 
 void Pool::complain(const char *what, const void *memory, UINTN size) {

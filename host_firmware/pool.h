@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <memory_resource>
 #include <unordered_map>
 
 #include "host_firmware/host_firmware.h"
@@ -14,6 +15,7 @@ struct POOL_BLOCK {
   uint8_t *memory;
   UINTN size;
   UINTN front;   // guard bytes before the memory
+  bool live;     // else freed, and kept from use for a while
   bool reported; // its damage has been complained about
 };
 
@@ -28,7 +30,10 @@ public:
   EFI_STATUS allocate(int memoryType, UINTN size, void **buffer, UINTN alignment = 0);
   // An allocation that is not counted as an attempt and never made to fail; null without memory.
   void *take(UINTN size, UINTN alignment = 0);
-  bool holds(const void *memory) const { return live_.count(memory) != 0; }
+  bool holds(const void *memory) const {
+    auto found = blocks_.find(memory);
+    return found != blocks_.end() && found->second.live;
+  }
   // EFI_INVALID_PARAMETER for what is not a live allocation.
   EFI_STATUS free(void *buffer);
   EFI_STATUS freePages(void *buffer, UINTN size);
@@ -43,17 +48,16 @@ public:
 private:
   bool failsNow();
   EFI_STATUS giveBack(void *buffer, bool pages, UINTN size);
-  void checkGuards(POOL_BLOCK &block);
-  void checkFreed(POOL_BLOCK &block);
-  void quarantine(const POOL_BLOCK &block);
+  void check(POOL_BLOCK &block);
+  void quarantine(POOL_BLOCK &block);
   void dropOldest();
   void complain(const char *what, const void *memory, UINTN size);
 
   COMPLAINTS &complaints_;
-  std::unordered_map<const void *, POOL_BLOCK> live_;
+  std::pmr::unsynchronized_pool_resource nodes_;
+  std::pmr::unordered_map<const void *, POOL_BLOCK> blocks_{&nodes_};
   // Freed blocks stay poisoned for a while, so that late writes into them and second frees are noticed.
-  std::deque<POOL_BLOCK> freed_;
-  std::unordered_map<const void *, UINTN> freedSizes_;
+  std::deque<POOL_BLOCK *> freed_;
   UINTN freedBytes_ = 0;
   uint64_t failIn_ = 0;      // 1: the next allocation fails; 0: none does
   uint64_t failAgainIn_ = 0; // what failIn_ becomes after a single failure
