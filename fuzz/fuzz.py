@@ -1,0 +1,145 @@
+#!/usr/bin/env python3
+"""Runs the fuzzers side by side, one a core, and keeps the books of it in RESULTS.md: ./run fuzz.
+
+fuzz.py [SECONDS] [TARGET...]   each target for that long (60), on its corpus below build/
+        --sum SECONDS           that long in sum over the targets instead
+        --jobs N                so many at a time
+        --no-results            leaves RESULTS.md alone
+        --grow                  runs nothing; adds what reached new code to fuzz/corpus/, small inputs first
+"""
+import argparse
+import concurrent.futures
+import datetime
+import hashlib
+import os
+import pathlib
+import re
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+FUZZ = ROOT / "fuzz"
+RESULTS = FUZZ / "RESULTS.md"
+SHARED = ["pure.h", "pure.cpp", "support.h", "support.cpp", "mutate.cpp"]
+LARGEST = 4096  # bytes of an input that goes into fuzz/corpus/
+
+HEAD = """# What the fuzzers ran
+
+`./run fuzz [SECONDS] [TARGET...]` adds to this table: libFuzzer with AddressSanitizer and UBSan, two cores shared with other
+work. A row counts what ran since its judgement was last changed: it begins anew when a hash of `fuzz/TARGET.cpp` and of the
+sources that all targets share is another than the row's last column. Only runs without a fault add. Edges, features and
+inputs are those of the last run: code reached, also told apart by how often, and inputs kept for it.
+
+| target | executions | seconds | a second | edges | features | inputs | since | sources |
+| --- | ---: | ---: | ---: | ---: | ---: | ---: | --- | --- |
+"""
+
+
+def targets():
+    """Name, longest input and dictionary of every target."""
+    rows = [line.split() for line in (FUZZ / "targets.txt").read_text().splitlines() if re.match("[a-z]", line)]
+    return {row[0]: (row[1], row[2] if len(row) > 2 else None) for row in rows}
+
+
+def command(name, *options):
+    longest, dictionary = targets()[name]
+    words = [f"-dict=fuzz/{dictionary}"] if dictionary else []
+    return [f"build/fuzz/fuzz/fuzz_{name}", f"-max_len={longest}", "-detect_leaks=0", "-rss_limit_mb=3000", *words, *options]
+
+
+def environment():
+    # The pool's books tell leaks, and what was freed stays poisoned in the pool, not in the sanitizer.
+    options = "malloc_context_size=0:quarantine_size_mb=1:thread_local_quarantine_size_kb=64"
+    return dict(os.environ, ASAN_OPTIONS=options)
+
+
+def work_of(name):
+    work = ROOT / "build/fuzz/work" / name
+    (work / "corpus").mkdir(parents=True, exist_ok=True)
+    return work
+
+
+def run(name, seconds):
+    """What a run came to, or None when it found a fault."""
+    work = work_of(name)
+    options = [f"-max_total_time={seconds}", "-timeout=30", "-reload=0", "-print_final_stats=1", f"-artifact_prefix={work}/"]
+    with open(work / "log", "wb") as log:
+        done = subprocess.run(command(name, *options, f"{work}/corpus", f"fuzz/corpus/{name}"), cwd=ROOT, env=environment(),
+                              stdout=log, stderr=subprocess.STDOUT)
+    text = (work / "log").read_text(errors="replace")
+    if done.returncode != 0:
+        print(f"{name:12} FAULT; {work}/log ends so:", *text.splitlines()[-40:], sep="\n", flush=True)
+        return None
+    states = re.findall(r"cov: (\d+) ft: (\d+) corp: (\d+)/", text)
+    executions = int(re.search(r"number_of_executed_units: *(\d+)", text)[1])
+    elapsed = int(re.search(r"Done \d+ runs in (\d+) second", text)[1])
+    print(f"{name:12} {executions:12,} executions in {elapsed} s, {states[-1][0]} edges", flush=True)
+    return [executions, elapsed, *map(int, states[-1])]
+
+
+def sources(name):
+    text = b"".join((FUZZ / file).read_bytes() for file in [f"{name}.cpp", *SHARED] if (FUZZ / file).exists())
+    return hashlib.sha256(text).hexdigest()[:8]
+
+
+def record(results):
+    rows = {}
+    for line in RESULTS.read_text().splitlines() if RESULTS.exists() else []:
+        cells = [cell.strip() for cell in line.strip("| ").split("|")]
+        if len(cells) == 9 and cells[0] in targets():
+            rows[cells[0]] = cells
+    commit = subprocess.check_output(["git", "rev-parse", "--short=8", "HEAD"], cwd=ROOT, text=True).strip()
+    for name, (executions, elapsed, edges, features, inputs) in results.items():
+        row = rows.get(name)
+        if row and row[8] == sources(name):
+            executions += int(row[1].replace(",", ""))
+            elapsed += int(row[2].replace(",", ""))
+            since = row[7]
+        else:
+            since = f"{commit}, {datetime.date.today()}"
+        numbers = [executions, elapsed, executions // max(elapsed, 1), edges, features, inputs]
+        rows[name] = [name, *(f"{number:,}" for number in numbers), since, sources(name)]
+    lines = ["| " + " | ".join(rows[name]) + " |\n" for name in targets() if name in rows]
+    sums = [sum(int(row[column].replace(",", "")) for row in rows.values()) for column in (1, 2)]
+    lines.append(f"| all | {sums[0]:,} | {sums[1]:,} | {sums[0] // max(sums[1], 1):,} | | | | | |\n")
+    RESULTS.write_text(HEAD + "".join(lines))
+
+
+def grow(name):
+    """Edges alone decide here, not how often they were passed: a corpus is replayed by every ./run test."""
+    corpus = FUZZ / "corpus" / name
+    before = set(corpus.iterdir())
+    options = ["-merge=1", "-use_counters=0", f"-max_len={LARGEST}", str(corpus), f"{work_of(name)}/corpus"]
+    subprocess.run(command(name, *options), cwd=ROOT, env=environment(), check=True, stdout=subprocess.DEVNULL,
+                   stderr=subprocess.DEVNULL)
+    new = set(corpus.iterdir()) - before
+    print(f"{name:12} {len(new)} inputs more, {sum(file.stat().st_size for file in new):,} bytes")
+
+
+def main():
+    parser = argparse.ArgumentParser(usage=__doc__)
+    parser.add_argument("words", nargs="*")
+    parser.add_argument("--sum", type=int)
+    parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    parser.add_argument("--no-results", action="store_true")
+    parser.add_argument("--grow", action="store_true")
+    arguments = parser.parse_args()
+    words = arguments.words
+    seconds = int(words.pop(0)) if words and words[0].isdigit() else 60
+    names = words or list(targets())
+    for name in names:
+        if name not in targets():
+            sys.exit(f"no target {name}; there are: {' '.join(targets())}")
+    if arguments.sum:
+        seconds = max(arguments.sum // len(names), 1)
+    with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
+        if arguments.grow:
+            list(pool.map(grow, names))
+            return
+        results = dict(zip(names, pool.map(lambda name: run(name, seconds), names)))
+    if not arguments.no_results:
+        record({name: result for name, result in results.items() if result})
+    sys.exit(0 if all(results.values()) else 1)
+
+
+main()
