@@ -20,7 +20,7 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FUZZ = ROOT / "fuzz"
 RESULTS = FUZZ / "RESULTS.md"
-SHARED = ["pure.h", "pure.cpp", "support.h", "support.cpp", "mutate.cpp"]
+SHARED = ["pure.h", "pure.cpp", "support.h", "support.cpp", "secrets.cpp", "mutate.cpp"]
 LARGEST = 4096  # bytes of an input that goes into fuzz/corpus/
 
 HEAD = """# What the fuzzers ran

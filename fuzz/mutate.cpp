@@ -91,7 +91,7 @@ static const FIELD_ROW *rowNamed(std::string_view name) {
 // A value of the documents: mostly one that the field knows, now and then a number at a bound or any other word.
 static std::string someValue(std::string_view name, RANDOM &random) {
   static const char *const others[] = {"0", "1", "255", "65536", "4294967295", "18446744073709551615",
-                                       "",  " ", "-1",  "True",  "RAID_NAME",  "dGVzdA=="};
+                                       "",  " ", "-1",  "True",  "RAID_NAME",  "VGFybi1TZWNyZXQtMDgxNQ=="};
   const FIELD_ROW *row = rowNamed(name);
   const VALUE_NAME_TABLE *values = nullptr;
   if (row != nullptr && (row->Format == FORMAT_NAME || row->Format == FORMAT_MASK)) {

@@ -49,7 +49,7 @@ void runMeasured(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits);
 
 // Runs a target's body in a firmware with nothing but the XML service (g_xmlProtocol), and judges what it left and
 // cost: the pool as it was, without misuse.
-constexpr FUZZ_LIMITS PURE_LIMITS = {{65536, 4096}, {65536, 16384}, {20000000, 100000}};
+constexpr FUZZ_LIMITS PURE_LIMITS = {{16384, 128}, {16384, 256}, {50000000, 20000}};
 void runPure(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits = PURE_LIMITS);
 
 // The body of a target; an engine calls it for every input, the replay under the target's name.

@@ -61,7 +61,10 @@ static void reconnect(World &world) {
   mustHold(world.xyl != nullptr, "not served again");
 }
 
-FUZZ_TARGET(records) {
+// Of an inventory, a restore and a controller that is left and taken again.
+static constexpr FUZZ_LIMITS COST = {{1 << 19, 1024}, {1 << 21, 4096}, {500000000, 100000}};
+
+FUZZ_TARGET(records, COST) {
   World &world = fuzzWorld();
   g_execute = world.sim->protocol.Execute;
   world.sim->protocol.Execute = execute;

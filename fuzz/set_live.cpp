@@ -11,9 +11,15 @@ FUZZ_TARGET(set_live) {
   uint64_t failingAllocation = digit(input);
   uint64_t failingCommand = digit(input);
   std::string options = input.text(), saved = input.text(), request = input.text();
+  watchSecrets(saved, options + request);
+  watchSecrets(request, options + saved);
   if (failingCommand != 0) {
     simFailCommand(fuzzWorld().sim, failingCommand, /* once= */ true, EFI_DEVICE_ERROR);
   }
   fuzzWorld().firmware.failAllocation(failingAllocation * failingAllocation);
-  fuzzSet(options, saved, request);
+  uint64_t commands = fuzzWorld().sim->commandCount;
+  EFI_STATUS status = fuzzSet(options, saved, request);
+  bool asked = fuzzWorld().sim->commandCount != commands;
+  mustHold(!asked || !(saved + request).empty(), "options alone asked the controller");
+  mustHold(EFI_ERROR(status) || !options.empty(), "a success without options");
 }

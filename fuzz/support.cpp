@@ -18,7 +18,8 @@ static void shapeSim(SIM_CONTROLLER *sim) {
   adapter.record.SupportedRAIDLevels = LEVELS;
   sim->disks.items[6].record.Hotspare = 0;
   sim->disks.items[7].record.Hotspare = 0;
-  sim->key = {true, "fuzz", {'s', 'e', 'c', 'r', 'e', 't'}, RAID_KEY_MODE_LKM};
+  sim->key = {true, "fuzz", {}, RAID_KEY_MODE_LKM};
+  std::copy_n(PASSPHRASE, sizeof PASSPHRASE - 1, sim->key.passphrase);
 }
 
 static World *startWorld() {
@@ -42,15 +43,16 @@ void resetFuzzWorld() {
   g_start->putBack(fuzzWorld().sim);
 }
 
-static constexpr FUZZ_LIMITS WORLD_LIMITS = {{1 << 20, 4096}, {64 << 20, 65536}, {1000000000, 100000}};
+static constexpr FUZZ_COST COMMANDS = {64, 1};
 
 static FUZZ_BODY g_body;
 
 static void runInWorld(FuzzInput input) {
   World &world = fuzzWorld();
   resetFuzzWorld();
+  forgetSecrets();
   auto held = [&] { return world.firmware.pool().liveBytes - simPoolBytes(world.sim); };
-  uint64_t allocations = world.firmware.pool().liveAllocations, bytes = held();
+  uint64_t allocations = world.firmware.pool().liveAllocations, bytes = held(), commands = world.sim->commandCount;
   g_body(input);
   world.firmware.failAllocation(0);
   simClearFaults(world.sim);
@@ -58,7 +60,9 @@ static void runInWorld(FuzzInput input) {
   // Damage to poisoned memory has already ended the process, so the audit behind complaints() is left out.
   const COMPLAINTS &complaints = g_firmware->complaints;
   mustHold(complaints.empty(), complaints.empty() ? "" : complaints.front());
+  mustHold(!secretsFreed(), "a passphrase was given back");
   mustHold(world.firmware.pool().liveAllocations == allocations && held() == bytes, "memory left or lost");
+  mustHold(world.sim->commandCount - commands <= COMMANDS.of(input.left()), "too many commands");
   const RAID_BOOKS &books = world.sim->books;
   mustHold(books.mistakeCount == 0, books.mistakeCount == 0 ? "" : books.mistakes[0].reason);
   mustHold(booksBalanced(&world.sim->books), "answers of the controller did not come back");
@@ -66,10 +70,10 @@ static void runInWorld(FuzzInput input) {
   mustHold(fault == nullptr, std::string("controller state: ") + (fault == nullptr ? "" : fault));
 }
 
-void runJudged(FUZZ_BODY body, FuzzInput input) {
+void runJudged(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits) {
   fuzzWorld();
   g_body = body;
-  runMeasured(runInWorld, input, WORLD_LIMITS);
+  runMeasured(runInWorld, input, limits);
 }
 
 // --- Operations ---

@@ -6,9 +6,10 @@
 
 // Runs a target's body and judges what it left: the pool as it was, without misuse, and a consistent controller whose
 // answers came back. The controller is put back to its start beforehand.
-void runJudged(FUZZ_BODY body, FuzzInput input);
+constexpr FUZZ_LIMITS WORLD_LIMITS = {{131072, 256}, {262144, 1024}, {200000000, 50000}};
+void runJudged(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits = WORLD_LIMITS);
 
-#define FUZZ_TARGET(name) FUZZ_TARGET_BY(runJudged, name)
+#define FUZZ_TARGET(name, ...) FUZZ_TARGET_BY(runJudged, name __VA_OPT__(, ) __VA_ARGS__)
 
 // The world with a small controller: one enclosure, eight disks, two volumes, a hot spare, a key. It lasts as long as
 // the process; an expectation of its own that fails ends that too.
@@ -16,6 +17,12 @@ World &fuzzWorld();
 
 // Puts the controller's state back to its start.
 void resetFuzzWorld();
+
+// Lets the run fail when one of the passphrases in the document's methods goes back to the pool from now on. The others
+// are handed over in the same run.
+void watchSecrets(const std::string &document, const std::string &others);
+void forgetSecrets();
+bool secretsFreed();
 
 // The operations, with the rules for their results. Empty documents are left out.
 EFI_STATUS fuzzVerify(const std::string &saved);
