@@ -30,6 +30,7 @@ static World *startWorld() {
   shapeSim(world->sim);
   EXPECT_EQ(simInstall(world->sim, &world->controller), EFI_SUCCESS);
   EXPECT_EQ(world->connect(), EFI_SUCCESS);
+  getXMLProto();
   g_start = new KEPT_STATE(world->sim);
   return world;
 }
@@ -93,6 +94,7 @@ static const char *orNull(const std::string &document) {
 
 EFI_STATUS fuzzSet(const std::string &options, const std::string &saved, const std::string &request) {
   ANSWER answer = fuzzWorld().set({orNull(options), orNull(saved), orNull(request)});
+  fuzzWorld().firmware.failAllocation(0); // no failure that is left strikes what follows
   mustHold(answer.optionsFreed == !options.empty(), "Set_Live: the options are not released");
   if (answer.hasText) {
     XML_NODE *root = nullptr;

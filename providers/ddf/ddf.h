@@ -52,6 +52,7 @@ struct DDF_DISK {
   UINT32 sequences[2]; // 0 when the header cannot be read
   DDF_HEADER_TYPE used;
   DDF_COPY copy;   // of members and stale disks
+  bool misplaced;  // of a member: a copy has no room on the disk where the header wants it, so none can be written
   bool lagging;    // of a member: not both of its copies are good and as new as the set
   CHAR8 holds[80]; // of other disks: what was found, in words, or empty
 };

@@ -9,6 +9,12 @@ static bool copiesOverlap(const DDF_HEADER &anchor) {
   return secondary != DDF_NO_LBA && (primary < secondary ? secondary - primary < length : primary - secondary < length);
 }
 
+// Behind the copies stands the anchor.
+static bool liesOutside(UINT64 lba, const DDF_HEADER &anchor, UINT64 sectors) {
+  UINT64 length = copyLength(anchor);
+  return length >= sectors || lba >= sectors - length;
+}
+
 // Both copies are read, so that a writer knows what it has to renew; the newer good one stays.
 static EFI_STATUS readCopies(DDF_DISK *disk, const DDF_HEADER &anchor) {
   DDF_COPY copies[2] = {};
@@ -29,6 +35,8 @@ static EFI_STATUS readCopies(DDF_DISK *disk, const DDF_HEADER &anchor) {
   // A disk may be made without a secondary copy.
   bool secondaryDue = anchor.secondaryLba != DDF_NO_LBA;
   disk->lagging = !good[0] || (secondaryDue && (!good[1] || disk->sequences[0] != disk->sequences[1]));
+  disk->misplaced = liesOutside(anchor.primaryLba, anchor, disk->source.sectors) ||
+                    (secondaryDue && liesOutside(anchor.secondaryLba, anchor, disk->source.sectors));
   disk->kind = DDF_DISK_MEMBER;
   disk->fault = {!good[used]             ? "no good copy of the metadata"
                  : copiesOverlap(anchor) ? "copies of the metadata that overlap"

@@ -62,6 +62,9 @@ static EFI_STATUS checkDisks(DDF_WRITER *writer, UINT32 number, UINT32 without) 
     if (written && disk.copy.header.secondaryLba == DDF_NO_LBA) {
       return refuse(writer, EFI_ACCESS_DENIED, i, "has no second copy of its metadata");
     }
+    if (written && disk.misplaced) {
+      return refuse(writer, EFI_ACCESS_DENIED, i, "has no room where its metadata belongs");
+    }
   }
   return EFI_SUCCESS;
 }
