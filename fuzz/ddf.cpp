@@ -212,7 +212,7 @@ static void changeOnTop(DISKS &disks, FuzzInput input) {
 }
 
 // Of five disks, read three times.
-static constexpr FUZZ_LIMITS COST = {{1 << 20, 0}, {1 << 20, 0}, {300000000, 100000}};
+static constexpr FUZZ_LIMITS COST = {{2 << 20, 0}, {4 << 20, 0}, {300000000, 100000}};
 
 FUZZ_PURE_TARGET(ddf, COST) {
   uint8_t flags = input.byte();

@@ -41,6 +41,7 @@ struct FUZZ_COST {
 struct FUZZ_LIMITS {
   FUZZ_COST peakBytes, totalBytes; // of the pool
   FUZZ_COST nanoseconds;           // of the processor
+  FUZZ_COST commands = {32, 1};    // of the controller, if there is one
 };
 
 // Runs body, and judges what it cost. With an engine, and only there, one that takes too long is run twice more before

@@ -44,9 +44,8 @@ void resetFuzzWorld() {
   g_start->putBack(fuzzWorld().sim);
 }
 
-static constexpr FUZZ_COST COMMANDS = {64, 1};
-
 static FUZZ_BODY g_body;
+static const FUZZ_LIMITS *g_limits;
 
 static void runInWorld(FuzzInput input) {
   World &world = fuzzWorld();
@@ -63,7 +62,7 @@ static void runInWorld(FuzzInput input) {
   mustHold(complaints.empty(), complaints.empty() ? "" : complaints.front());
   mustHold(!secretsFreed(), "a passphrase was given back");
   mustHold(world.firmware.pool().liveAllocations == allocations && held() == bytes, "memory left or lost");
-  mustHold(world.sim->commandCount - commands <= COMMANDS.of(input.left()), "too many commands");
+  mustHold(world.sim->commandCount - commands <= g_limits->commands.of(input.left()), "too many commands");
   const RAID_BOOKS &books = world.sim->books;
   mustHold(books.mistakeCount == 0, books.mistakeCount == 0 ? "" : books.mistakes[0].reason);
   mustHold(booksBalanced(&world.sim->books), "answers of the controller did not come back");
@@ -74,6 +73,7 @@ static void runInWorld(FuzzInput input) {
 void runJudged(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits) {
   fuzzWorld();
   g_body = body;
+  g_limits = &limits;
   runMeasured(runInWorld, input, limits);
 }
 

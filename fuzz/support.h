@@ -6,7 +6,7 @@
 
 // Runs a target's body and judges what it left: the pool as it was, without misuse, and a consistent controller whose
 // answers came back. The controller is put back to its start beforehand.
-constexpr FUZZ_LIMITS WORLD_LIMITS = {{131072, 256}, {262144, 1024}, {200000000, 50000}};
+constexpr FUZZ_LIMITS WORLD_LIMITS = {{262144, 256}, {524288, 1024}, {200000000, 50000}};
 void runJudged(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits = WORLD_LIMITS);
 
 #define FUZZ_TARGET(name, ...) FUZZ_TARGET_BY(runJudged, name __VA_OPT__(, ) __VA_ARGS__)
