@@ -357,7 +357,7 @@ UINTN formatText(CHAR16 *buffer, UINTN capacity, const CHAR16 *format, EFI_VA_LI
 }
 
 static void putConsole(CHAR16 *text) {
-  if (g_systemTable != nullptr && g_systemTable->ConOut != nullptr) {
+  if (g_systemTable->ConOut != nullptr) {
     g_systemTable->ConOut->OutputString(g_systemTable->ConOut, text);
   }
 }

@@ -6,7 +6,7 @@ struct CRC_TABLE {
   UINT32 entries[256];
 };
 
-static constexpr CRC_TABLE makeTable() {
+static consteval CRC_TABLE makeTable() {
   CRC_TABLE table = {};
   for (UINT32 byte = 0; byte < 256; byte++) {
     UINT32 value = byte;

@@ -180,7 +180,8 @@ bool ddfIsLeftover(const DDF_MODEL &model, UINT32 disk);
 // among them.
 EFI_STATUS ddfFindContents(const DDF_SOURCE &source, CHAR8 *text, UINTN size);
 
-// A fault as a text for people ("wrong checksum: virtual disk records"), cut to size bytes with a NUL.
+// A fault, of which what is not null, as a text for people ("wrong checksum: virtual disk records"), cut to size bytes
+// with a NUL.
 void ddfFaultText(const DDF_FAULT &fault, CHAR8 *text, UINTN size);
 
 // --- Inside a copy: the copy is one that ddfRead or ddfNewCopy gave ---

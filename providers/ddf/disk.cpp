@@ -79,7 +79,7 @@ static UINTN append(CHAR8 *text, UINTN used, UINTN size, const CHAR8 *part) {
 }
 
 void ddfFaultText(const DDF_FAULT &fault, CHAR8 *text, UINTN size) {
-  UINTN used = append(text, 0, size, fault.what != nullptr ? fault.what : "");
+  UINTN used = append(text, 0, size, fault.what);
   if (fault.where != nullptr) {
     used = append(text, used, size, ": ");
     append(text, used, size, fault.where);

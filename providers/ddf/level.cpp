@@ -109,16 +109,14 @@ static UINT64 computeBlocks(const DDF_VOLUME &volume, UINT32 parities) {
   if (volume.spans > 1) {
     return volume.spans * blocks * (volume.record->level == DDF_RAID_1 ? 1 : volume.spanMembers);
   }
-  switch (volume.level) {
-  case DDF_LEVEL_1:
+  if (volume.level == DDF_LEVEL_1) {
     return blocks;
-  case DDF_LEVEL_10: {
+  }
+  if (volume.level == DDF_LEVEL_10) {
     UINT64 both = volume.memberCount * blocks / 2;
     return volume.stripBlocks != 0 ? both - both % volume.stripBlocks : both;
   }
-  default:
-    return volume.memberCount > parities ? (volume.memberCount - parities) * blocks : 0;
-  }
+  return volume.memberCount > parities ? (volume.memberCount - parities) * blocks : 0;
 }
 
 // Fills in level and sizes, which the record tells; returns how many members parity takes.

@@ -11,10 +11,7 @@ static bool collectPds(const DDF_DISK &newest, DDF_SET *set) {
   for (UINT32 at = 0; at < capacity; at++) {
     set->pdCount += ddfIsFree(ddfPdEntry(newest.copy, at)->guid) ? 0 : 1;
   }
-  if (set->pdCount == 0) {
-    return true;
-  }
-  set->pds = poolNew<DDF_PD>(set->pdCount);
+  set->pds = poolNew<DDF_PD>(set->pdCount + UINTN{1});
   if (set->pds == nullptr) {
     return false;
   }

@@ -20,18 +20,18 @@ struct CHARACTER_TABLE {
   UINT8 classes[256];
 };
 
-constexpr bool isOneOf(unsigned character, const char *characters) {
+consteval bool isOneOf(unsigned character, const char *characters) {
   while (*characters != 0 && static_cast<unsigned char>(*characters) != character) {
     characters++;
   }
   return *characters != 0;
 }
 
-constexpr unsigned classIf(bool member, CHARACTER_CLASS wanted) {
+consteval unsigned classIf(bool member, CHARACTER_CLASS wanted) {
   return member ? static_cast<unsigned>(wanted) : 0U;
 }
 
-constexpr UINT8 classesOf(unsigned character) {
+consteval UINT8 classesOf(unsigned character) {
   bool blank = isOneOf(character, " \t\n\r");
   bool high = character > 0x7F;
   bool letter = (character | 0x20) >= 'a' && (character | 0x20) <= 'z' && !high;
@@ -50,7 +50,7 @@ constexpr UINT8 classesOf(unsigned character) {
   return static_cast<UINT8>(classes);
 }
 
-constexpr CHARACTER_TABLE makeCharacterTable() {
+consteval CHARACTER_TABLE makeCharacterTable() {
   CHARACTER_TABLE table = {};
   for (unsigned character = 0; character < 256; character++) {
     table.classes[character] = classesOf(character);

@@ -2,8 +2,10 @@
 
 #include <string>
 
+#include "base/array.h"
 #include "base/print.h"
 #include "base/text.h"
+#include "host_firmware/host_firmware.h"
 
 TEST(Text, NumbersAreReadAsDocumentsWriteThem) {
   const struct {
@@ -40,6 +42,33 @@ TEST(Text, NarrowingKeepsLowBytesWithinTheLimit) {
   EXPECT_STREQ(buffer, "");
 }
 
+TEST(Pool, NothingAndTooMuchGiveNull) {
+  EXPECT_EQ(textDuplicate(static_cast<const CHAR8 *>(nullptr)), nullptr);
+  EXPECT_EQ(poolNew<UINT64>(~UINTN{0} / 8 + 1), nullptr);
+  POOL_ARRAY<void *> full = {nullptr, 0xFFFFFFF0, 0xFFFFFFF0};
+  EXPECT_FALSE(arrayReserve(full, 100));
+}
+
+TEST(Pool, ArraysGrowAndStayWithoutMemory) {
+  Firmware firmware;
+  setSystemTable(firmware.systemTable());
+  POOL_ARRAY<void *> array = {};
+  for (UINT32 i = 0; i < 100; ++i) {
+    firmware.failAllocation(1);
+    void **item = arrayAppend(array);
+    firmware.failAllocation(0);
+    EXPECT_EQ(array.count, item != nullptr ? i + 1 : i);
+    item = item != nullptr ? item : arrayAppend(array);
+    ASSERT_NE(item, nullptr);
+    *item = reinterpret_cast<void *>(UINTN{i});
+  }
+  for (UINT32 i = 0; i < 100; ++i) {
+    EXPECT_EQ(array.items[i], reinterpret_cast<void *>(UINTN{i}));
+  }
+  poolFree(array.items);
+  EXPECT_EQ(firmware.pool().liveAllocations, 0u);
+}
+
 struct FORMATTED {
   CHAR16 text[64];
   UINTN length;
@@ -61,10 +90,10 @@ TEST(Print, ConversionsGiveTheTextsThatUefiGives) {
     FORMATTED output;
     const CHAR16 *wanted;
   } cases[] = {
-      {formatted(64, u"%d|%5d|%-5d|%05d", -5, -5, -5, -5), u"-5|   -5|-5   |-0005"},
+      {formatted(64, u"%d|%5d|%-5d|%05d|%05.2d", -5, -5, -5, -5, -5), u"-5|   -5|-5   |-0005|  -05"},
       {formatted(64, u"%u %lu", 0xFFFFFFFFU, UINT64{~0ULL}), u"4294967295 18446744073709551615"},
       {formatted(64, u"%x|%4x|%04x|%8X|%X", 0xABCD, 0xAB, 0xAB, 0xAB, 0), u"ABCD|  AB|00AB|000000AB|0"},
-      {formatted(64, u"%lx", UINT64{0x123456789ABCDEF0}), u"123456789ABCDEF0"},
+      {formatted(64, u"%lx %Lx", UINT64{0x123456789ABCDEF0}, UINT64{1} << 32), u"123456789ABCDEF0 100000000"},
       {formatted(64, u"%a|%-4a|%.2a|%s|%S", "text", "ab", "abc", u"wide", u"too"), u"text|ab  |ab|wide|too"},
       {formatted(64, u"%a %s", static_cast<CHAR8 *>(nullptr), static_cast<CHAR16 *>(nullptr)),
        u"<null string> <null string>"},
@@ -99,4 +128,14 @@ TEST(Print, ConversionsGiveTheTextsThatUefiGives) {
     EXPECT_EQ(std::u16string(row.output.text), std::u16string(row.wanted));
     EXPECT_EQ(row.output.length, std::u16string(row.wanted).size());
   }
+}
+
+TEST(Print, PlainTextsAreWrittenWholeWhereThereIsAConsole) {
+  Firmware firmware;
+  setSystemTable(firmware.systemTable());
+  std::string text(300, '.'); // more than is widened at once
+  printText(text.c_str());
+  EXPECT_EQ(firmware.takeConsole(), text);
+  firmware.setConsolePresent(false);
+  printText("nobody sees this");
 }

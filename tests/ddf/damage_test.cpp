@@ -105,7 +105,7 @@ TEST_F(Ddf, ReadsThatFailAreReasons) {
 
 TEST_F(Ddf, MemoryThatRunsOutLeavesNothing) {
   DISKS disks = makeDisks({DDF_RAID_1, 0, 3, 2, 2, 7, 256}, 1, DDF_SMALL_LIMITS);
-  changeDisks(disks, [](DDF_COPY &copy, size_t) { ddfPdEntry(copy, 4)->type = DDF_PD_SPARE; });
+  changeDisks(disks, [](DDF_COPY &copy, size_t disk) { dedicateSpare(copy, disk, 4); });
   for (FAIL_MODE mode : {FAIL_MODE::once, FAIL_MODE::fromThenOn}) {
     for (unsigned nth = 1;; ++nth) {
       firmware_.failAllocation(nth, mode);

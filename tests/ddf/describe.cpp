@@ -159,6 +159,9 @@ static std::string volumeFault(const DDF_SET &set, const DDF_VOLUME &volume) {
   if ((volume.memberCount == 0) != (volume.fault.what != nullptr)) {
     return "a volume without members or reason";
   }
+  if (ddfStateOfMembers(volume) == DDF_VD_FAILED && volume.state != DDF_VD_FAILED) {
+    return "a volume that is better than its members";
+  }
   UINT32 lost = 0;
   for (UINT32 i = 0; i < volume.memberCount; ++i) {
     const DDF_MEMBER &member = volume.members[i];

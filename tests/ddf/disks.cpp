@@ -64,13 +64,13 @@ DISKS loadDisks(const std::string &file) {
 
 // --- Models ---
 
-DDF_MODEL *readModel(DISKS &disks) {
+DDF_MODEL *readModel(DISKS &disks, const DDF_GUID *ours) {
   std::vector<DDF_SOURCE> sources;
   for (SPARSE_DISK &disk : disks) {
     sources.push_back(disk.source());
   }
   DDF_MODEL *model = nullptr;
-  ddfRead(sources.data(), static_cast<UINT32>(sources.size()), /* ours= */ nullptr, &model);
+  ddfRead(sources.data(), static_cast<UINT32>(sources.size()), ours, &model);
   return model;
 }
 
@@ -125,6 +125,17 @@ void changeDisks(DISKS &disks, const std::function<void(DDF_COPY &copy, size_t d
     }
   }
   ddfFree(model);
+}
+
+void dedicateSpare(DDF_COPY &copy, size_t disk, UINT32 pd) {
+  ddfPdEntry(copy, pd)->type = DDF_PD_SPARE;
+  if (disk == pd) {
+    auto *spare = reinterpret_cast<DDF_SPARE_RECORD *>(ddfRecordSlot(copy, ddfRecordCapacity(copy) - 1));
+    spare->signature = DDF_SPARE_SIGNATURE;
+    spare->type = DDF_SPARE_DEDICATED;
+    spare->entries = 0xFFFF; // the first one is an entry
+    reinterpret_cast<DDF_SPARE_ENTRY *>(spare + 1)->guid = ddfVdEntry(copy, 0)->guid;
+  }
 }
 
 static void mend(SPARSE_DISK &disk, UINT64 lba, UINT64 count) {

@@ -28,7 +28,7 @@ using DISKS = std::vector<SPARSE_DISK>;
 DISKS loadDisks(const std::string &file);
 
 // Without memory null; the caller frees it.
-DDF_MODEL *readModel(DISKS &disks);
+DDF_MODEL *readModel(DISKS &disks, const DDF_GUID *ours = nullptr);
 // The model as a text.
 std::string readText(DISKS &disks);
 
@@ -37,6 +37,10 @@ void storeCopy(SPARSE_DISK &disk, DDF_COPY &copy);
 
 // Changes the copies of all disks that have a good one, as a writer would.
 void changeDisks(DISKS &disks, const std::function<void(DDF_COPY &copy, size_t disk)> &change);
+
+// Makes disk pd a spare for the first volume; its own copy has the record, which claims more entries than it has room
+// for.
+void dedicateSpare(DDF_COPY &copy, size_t disk, UINT32 pd);
 
 // Sets all checksums that the disk's headers lead to, whatever the rest holds.
 void mendChecksums(SPARSE_DISK &disk);

@@ -31,6 +31,9 @@ constexpr LEVEL_CASE g_levels[] = {
     {{0x1F, 0, 0xFF, 1, 2, 7, 300}, "linear (31, 0, secondary 255), 600 blocks", 600, nullptr, 0},
     // What Linux cannot map.
     {{0x01, 1, 0xFF, 1, 2, 7, 256}, "RAID 1 (1, 1, secondary 255), not for Linux, 256 blocks", 256, "01", 0},
+    {{0x01, 0, 0xFF, 1, 3, 7, 256}, "RAID 1 (1, 0, secondary 255), not for Linux, 256 blocks", 256, "012", 0},
+    {{0x01, 8, 0xFF, 1, 2, 7, 256}, "RAID 1 (1, 8, secondary 255), not for Linux, 256 blocks", 256, "01", 0},
+    {{0x05, 0, 0xFF, 1, 1, 7, 256}, "RAID 5 (5, 0, secondary 255), not for Linux, 0 blocks", 0, nullptr, 1},
     {{0x05, 1, 0xFF, 1, 3, 7, 256}, "RAID 5 (5, 1, secondary 255), not for Linux, 512 blocks", 512, nullptr, 1},
     {{0x06, 0, 0xFF, 1, 4, 7, 256}, "RAID 6 (6, 0, secondary 255), not for Linux, 512 blocks", 512, nullptr, 2},
     {{0x05, 3, 3, 2, 3, 7, 256}, "unknown level (5, 3, secondary 3), not for Linux", 1536, nullptr, 0},
@@ -92,21 +95,12 @@ static DDF_RECORD *record(DDF_COPY &copy) {
   return ddfRecordSlot(copy, 0);
 }
 
-static void dedicate(DDF_COPY &copy, size_t disk) {
-  ddfPdEntry(copy, 2)->type = DDF_PD_SPARE;
-  if (disk == 2) {
-    auto *spare = reinterpret_cast<DDF_SPARE_RECORD *>(ddfRecordSlot(copy, 16));
-    spare->signature = DDF_SPARE_SIGNATURE;
-    spare->type = DDF_SPARE_DEDICATED;
-    spare->entries = 0xFFFF; // the first one is an entry
-    reinterpret_cast<DDF_SPARE_ENTRY *>(spare + 1)->guid = ddfVdEntry(copy, 0)->guid;
-  }
-}
+typedef void (*SET_CHANGE)(DDF_COPY &copy, size_t disk);
 
 struct SET_CASE {
   const char *name;
-  void (*change)(DDF_COPY &copy, size_t disk); // of two disks of a mirror, 256 blocks from 0 on, and a spare
-  const char *text;                            // what the model then has
+  SET_CHANGE change; // of two disks of a mirror, 256 blocks from 0 on, and a spare
+  const char *text;  // what the model then has
 };
 
 #define CHANGE(...)                                                                                                    \
@@ -123,6 +117,9 @@ static const SET_CASE g_cases[] = {
     {"one disk twice", CHANGE(ddfReferences(record(copy))[1] = ddfReferences(record(copy))[0]), "0@0, 0@0 repeated\n"},
     {"unknown disk", CHANGE(ddfReferences(record(copy))[0] = 5), "members ?@0 unknown, 1@0\n"},
     {"no disk", CHANGE(ddfReferences(record(copy))[0] = DDF_NO_REFERENCE), "members ?@0 unknown, 1@0\n"},
+    {"no disk, but an entry",
+     CHANGE(ddfReferences(record(copy))[0] = DDF_NO_REFERENCE; ddfPdEntry(copy, 2)->reference = DDF_NO_REFERENCE),
+     "members ?@0 unknown, 1@0\n"},
     {"members in the metadata",
      CHANGE(ddfPdEntry(copy, 0)->configuredSize = ~0ULL; ddfStarts(copy, record(copy))[0] = 4000), "0@4000 outside"},
     {"rebuilding disk", CHANGE(ddfPdEntry(copy, 1)->state = DDF_PD_ONLINE | DDF_PD_REBUILDING), "1@0 rebuilding\n"},
@@ -148,6 +145,10 @@ static const SET_CASE g_cases[] = {
     {"disk of another name", CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1), "stale of set 0, not in the list"},
     {"free entry with old numbers", CHANGE(std::memset(&ddfPdEntry(copy, 2)->guid, 0xFF, 24)),
      "disk 2: stale of set 0, not in the list"},
+    {"references alike", CHANGE(ddfPdEntry(copy, 2)->reference = ddfPdEntry(copy, 0)->reference),
+     "disk 2: stale of set 0, not in the list"},
+    {"no entries", CHANGE(for (UINT32 i = 0; i < 3; ++i) std::memset(&ddfPdEntry(copy, i)->guid, 0xFF, 24)),
+     "disk 0: stale of set 0, not in the list"},
     {"more entries than room", CHANGE(copy.sections[DDF_PD_RECORDS][10] = 0xFF), "more entries than room: physical"},
     // Volumes and spares.
     {"states of the entry",
@@ -158,9 +159,16 @@ static const SET_CASE g_cases[] = {
     {"another controller", CHANGE(ddfControllerData(copy)->guid.bytes[0] = 'X'), "newest disk 0, foreign\n"},
     {"global spare", CHANGE(), "type global spare, global spare, used 0"},
     {"spare without its record", CHANGE(ddfPdEntry(copy, 2)->type = DDF_PD_SPARE), "type spare, global spare"},
-    {"dedicated spare", dedicate, "type spare, spare for volumes 0, used 0"},
+    {"dedicated spare", CHANGE(dedicateSpare(copy, disk, 2)), "type spare, spare for volumes 0, used 0"},
+    {"spare that is not dedicated",
+     CHANGE(dedicateSpare(copy, disk, 2);
+            reinterpret_cast<DDF_SPARE_RECORD *>(ddfRecordSlot(copy, 16))->type = disk == 2 ? 0 : 0xFF),
+     "type spare, global spare"},
     {"failed spare", CHANGE(ddfPdEntry(copy, 2)->state = DDF_PD_ONLINE | DDF_PD_FAILED), "type global spare, used 0"},
     // Headers.
+    {"an older revision", CHANGE(std::memcpy(copy.header.revision, "01.00.00", 8)), "\"volume\" optimal"},
+    {"no name", CHANGE(std::memset(&copy.header.guid, 0xFF, 24)), "disk 0: damaged, header of another kind: anchor"},
+    {"one copy", CHANGE(copy.header.secondaryLba = DDF_NO_LBA), "sequence 1\n  secondary: there is none\n"},
     {"section without end", CHANGE(copy.header.sections[2].length = 0xFFFFFFFF), "section in an impossible place"},
     {"section too long", CHANGE(copy.header.sections[3].length = 1025), "section in an impossible place"},
     {"section outside", CHANGE(copy.header.sections[4].offset = 0xFFFFFFFE), "section in an impossible place"},
@@ -168,6 +176,7 @@ static const SET_CASE g_cases[] = {
     {"no section", CHANGE(copy.header.sections[0].length = 0), "section in an impossible place"},
     {"sections overlap", CHANGE(copy.header.sections[1].offset = 1), "sections that overlap"},
     {"records without length", CHANGE(copy.header.recordLength = 0), "record length without room"},
+    {"records longer than all", CHANGE(copy.header.recordLength = 0xFFFF), "record length without room"},
     {"more elements than room", CHANGE(copy.header.maxElements = 86), "record length without room"},
     {"copies overlap", CHANGE(copy.header.secondaryLba = copy.header.primaryLba - 5), "copies of the metadata that"},
     {"copy on the anchor", CHANGE(copy.header.secondaryLba = TEST_DISK_SECTORS - 1),
@@ -212,23 +221,180 @@ TEST_F(Ddf, GapsLieBetweenVolumes) {
   hasText(disks, "pd 0: disk 0, online, type member, used 952, free 3144: 0+100 600+1400 2256+1644\n");
 }
 
+// The order in which the sections lie, and one of them that takes a sector more.
+TEST_F(Ddf, SectionsMayLieAnywhere) {
+  const struct {
+    std::array<DDF_SECTION, DDF_SECTIONS> order;
+    DDF_SECTION longer;
+  } cases[] = {{{DDF_PD_DATA, DDF_RECORDS, DDF_VD_RECORDS, DDF_PD_RECORDS, DDF_CONTROLLER}, DDF_CONTROLLER},
+               {{DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS, DDF_RECORDS, DDF_PD_DATA}, DDF_CONTROLLER},
+               {{DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS, DDF_RECORDS, DDF_PD_DATA}, DDF_PD_DATA}};
+  for (const auto &row : cases) {
+    DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 0, DDF_SMALL_LIMITS);
+    DDF_MODEL *model = readModel(disks);
+    for (UINT32 i = 0; i < 2; ++i) {
+      DDF_COPY copy = model->disks[i].copy; // with the same sections
+      std::vector<UINT8> longer(2 * DDF_SECTOR, 0xFF);
+      std::memcpy(longer.data(), copy.sections[row.longer], DDF_SECTOR);
+      copy.sections[row.longer] = longer.data();
+      copy.header.sections[row.longer].length = 2;
+      UINT32 offset = 1;
+      for (DDF_SECTION section : row.order) {
+        copy.header.sections[section].offset = offset;
+        offset += copy.header.sections[section].length;
+      }
+      storeCopy(disks[i], copy);
+    }
+    ddfFree(model);
+    hasText(disks, "newest disk 0, not ordered\n");
+    hasText(disks, "\"volume\" optimal");
+  }
+}
+
+TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
+  const struct {
+    const char *name;
+    SET_CHANGE change;
+    UINT32 disk;
+    EFI_STATUS status;
+    bool leftover; // whether the disk is one
+  } cases[] = {
+      {"no such disk", CHANGE(), 3, EFI_INVALID_PARAMETER, false},
+      {"a volume's", CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1), 1, EFI_INVALID_PARAMETER, false},
+      {"with an unknown volume",
+       CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1; record(copy)->guid.bytes[9] ^= disk == 1), 1,
+       EFI_INVALID_PARAMETER, false},
+      {"empty", CHANGE(ddfPdEntry(copy, 2)->guid.bytes[9] ^= 1), 2, EFI_INVALID_PARAMETER, true},
+      {"longer records", CHANGE(if (disk == 2) { copy.header.recordLength = 17; }), 2, EFI_UNSUPPORTED, false},
+      {"fewer elements", CHANGE(if (disk == 2) { copy.header.maxElements = 63; }), 2, EFI_UNSUPPORTED, false},
+      {"no slot",
+       CHANGE(*ddfVdEntry(copy, 9) = *ddfVdEntry(copy, 0); ddfVdEntry(copy, 9)->guid.bytes[9] ^= 1;
+              for (UINT32 i = 0; disk == 0 && i < 17; ++i) { ddfRecordSlot(copy, i)->signature = 0x12345678; }),
+       0, EFI_VOLUME_FULL, false},
+      {"a volume that was deleted meanwhile",
+       CHANGE(copy.header.sequence = disk == 0 ? 1 : 2; record(copy)->guid.bytes[9] ^= disk == 0), 0, EFI_SUCCESS,
+       false},
+      {"a record that its set does not know", CHANGE(record(copy)->guid.bytes[9] ^= 1), 0, EFI_SUCCESS, false},
+  };
+  for (const auto &row : cases) {
+    SCOPED_TRACE(row.name);
+    DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 1, DDF_SMALL_LIMITS);
+    changeDisks(disks, row.change);
+    DDF_MODEL *model = readModel(disks);
+    DDF_COPY copy;
+    EXPECT_EQ(ddfCurrentCopy(*model, row.disk, &copy), row.status);
+    EXPECT_EQ(copy.sections[0] != nullptr, row.status == EFI_SUCCESS);
+    UINT32 records = 0;
+    for (UINT32 i = 0; copy.sections[0] != nullptr && i < ddfRecordCapacity(copy); ++i) {
+      records += ddfRecordSlot(copy, i)->signature == DDF_RECORD_SIGNATURE ? 1 : 0;
+    }
+    EXPECT_EQ(records, row.status == EFI_SUCCESS ? 1u : 0u);
+    EXPECT_EQ(row.disk < model->diskCount && ddfIsLeftover(*model, row.disk), row.leftover);
+    ddfFreeCopy(&copy);
+    ddfFree(model);
+  }
+}
+
+TEST_F(Ddf, NewCopiesNeedRoom) {
+  const struct {
+    UINT64 sectors;
+    DDF_LIMITS limits;
+  } cases[] = {
+      {DDF_RESERVE, DDF_SMALL_LIMITS}, {TEST_DISK_SECTORS, {0, 63, 16, 64}}, {TEST_DISK_SECTORS, {63, 63, 1023, 256}}};
+  for (const auto &row : cases) {
+    DDF_COPY copy;
+    EXPECT_EQ(ddfNewCopy({row.sectors, row.limits, {}, {}, {}, {}, {}, 0}, &copy), EFI_INVALID_PARAMETER);
+    EXPECT_EQ(copy.sections[0], nullptr);
+  }
+}
+
+TEST_F(Ddf, OurOwnControllerIsNotForeign) {
+  DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 0, DDF_SMALL_LIMITS);
+  DDF_GUID ours = {};
+  changeDisks(disks, [&](DDF_COPY &copy, size_t) { ddfControllerData(copy)->guid = ours; });
+  for (UINT8 last : {UINT8{0}, UINT8{1}}) {
+    ours.bytes[23] = last;
+    DDF_MODEL *model = readModel(disks, &ours);
+    EXPECT_EQ(model->sets[0].foreign, last != 0);
+    ddfFree(model);
+  }
+  DISKS none;
+  EXPECT_EQ(readText(none), "");
+}
+
 // Disks of one set that do not agree: nothing of one is read by the measures of another, and nothing is given up.
 TEST_F(Ddf, WhatDoesNotFitTogetherIsNotMixed) {
-  DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256}, 0, DDF_SMALL_LIMITS);
+  const SET_CHANGE changes[] = {
+      CHANGE(record(copy)->strip = disk < 2 ? 7 : 8),
+      CHANGE(record(copy)->level = disk < 2 ? DDF_RAID_1 : DDF_RAID_0),
+      CHANGE(record(copy)->qualifier = disk < 2 ? 0 : 1),
+      CHANGE(record(copy)->secondaryCount = disk < 2 ? 2 : 3),
+      CHANGE(record(copy)->secondaryLevel = disk < 2 ? DDF_SECONDARY_SPANNED : DDF_SECONDARY_STRIPED),
+      CHANGE(record(copy)->memberBlocks = disk < 2 ? 256 : 255),
+      CHANGE(record(copy)->memberBlocks = disk < 2 ? 256 : 0),
+      CHANGE(record(copy)->elements = disk < 2 ? 2 : 60),
+  };
+  DISKS disks;
+  for (auto change : changes) {
+    disks = makeDisks({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256}, 0, DDF_SMALL_LIMITS);
+    changeDisks(disks, change);
+    hasText(disks, "members 0@0, 1@0, | ?@0 unknown, ?@0 unknown\n");
+  }
   DISKS others = makeDisks({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256}, 0, DDF_LINUX_LIMITS);
-  changeDisks(disks, [](DDF_COPY &copy, size_t disk) { record(copy)->elements = disk < 2 ? 2 : 60; });
   disks[1] = others[1];
   hasText(disks, "members 0@0, 1@0, | ?@0 unknown, ?@0 unknown\n");
   DDF_MODEL *model = readModel(disks);
-  DDF_COPY copy;
-  EXPECT_EQ(ddfCurrentCopy(*model, 1, &copy), EFI_UNSUPPORTED);
-  ASSERT_EQ(ddfCurrentCopy(*model, 2, &copy), EFI_SUCCESS);
-  EXPECT_EQ(std::memcmp(record(copy), record(model->disks[2].copy), DDF_SECTOR), 0);
-  ddfFreeCopy(&copy);
+  DDF_COPY current;
+  EXPECT_EQ(ddfCurrentCopy(*model, 1, &current), EFI_UNSUPPORTED);
+  ASSERT_EQ(ddfCurrentCopy(*model, 2, &current), EFI_SUCCESS);
+  EXPECT_EQ(std::memcmp(record(current), record(model->disks[2].copy), DDF_SECTOR), 0);
+  ddfFreeCopy(&current);
   ddfFree(model);
 
-  changeDisks(others, [](DDF_COPY &changed, size_t) { changed.header.guid.bytes[9] ^= 1; });
-  DISKS anchors = makeDisks({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256}, 0, DDF_LINUX_LIMITS);
-  others[0].write(TEST_DISK_SECTORS - 1, anchors[0].read(TEST_DISK_SECTORS - 1).data(), 1);
-  hasText(others, "disk 0: damaged, no good copy of the metadata\n  primary: header does not match the anchor\n");
+  DISKS anchors = others;
+  const SET_CHANGE headers[] = {CHANGE(copy.header.guid.bytes[9] ^= 1),
+                                CHANGE(std::memcpy(copy.header.revision, "01.00.00", 8))};
+  for (auto change : headers) {
+    others = anchors;
+    changeDisks(others, change);
+    others[0].write(TEST_DISK_SECTORS - 1, anchors[0].read(TEST_DISK_SECTORS - 1).data(), 1);
+    hasText(others, "disk 0: damaged, no good copy of the metadata\n  primary: header does not match the anchor\n");
+  }
+}
+
+// Boot sectors that are no partition table, small disks, texts with less room than there is to say.
+TEST_F(Ddf, SignaturesTellWhatADiskHolds) {
+  struct PIECE {
+    UINT64 sector;
+    size_t offset;
+    std::string bytes;
+  };
+  const std::string table = "\x80" + std::string(3, 0) + "\x83";
+  const struct {
+    UINT64 sectors;
+    std::vector<PIECE> pieces;
+    const char *text;
+  } cases[] = {
+      {2000, {}, ""},
+      {2000, {{0, 446, table}, {0, 510, "\x55\xAA"}}, "partitions"},
+      {2000, {{0, 446, table}, {0, 510, "\x55\xAB"}}, ""},
+      {2000, {{0, 446, table}, {0, 462, "\x01"}, {0, 510, "\x55\xAA"}}, ""},
+      {1, {{0, 3, "NTFS    "}}, "NTFS"},
+      {2000, {{0, 0, "LUKS\xba\xbe"}, {1, 0, "EFI PART"}, {2, 56, "\x53\xef"}}, "encrypted volume, GPT, "},
+  };
+  for (const auto &row : cases) {
+    DISKS disks(1);
+    disks[0].sectors = row.sectors;
+    for (const PIECE &piece : row.pieces) {
+      SECTOR_BYTES sector = disks[0].kept.count(piece.sector) != 0 ? disks[0].read(piece.sector) : SECTOR_BYTES{};
+      std::memcpy(sector.data() + piece.offset, piece.bytes.data(), piece.bytes.size());
+      disks[0].write(piece.sector, sector.data(), 1);
+    }
+    CHAR8 text[24];
+    EXPECT_EQ(ddfFindContents(disks[0].source(), text, sizeof(text)), EFI_SUCCESS);
+    EXPECT_STREQ(text, row.text);
+  }
+  CHAR8 cut[8];
+  ddfFaultText({"wrong checksum", "anchor"}, cut, sizeof(cut));
+  EXPECT_STREQ(cut, "wrong c");
 }

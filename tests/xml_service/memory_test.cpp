@@ -14,26 +14,41 @@ static std::string repeat(size_t count, const std::string &text) {
 }
 
 TEST_F(XmlService, EveryAllocationMayFail) {
-  // Enough elements for several blocks of records.
-  const std::string document = "<root a='1' b='2'>" + repeat(300, "<a>x</a>") + "</root>";
-  CHAR8 *text = nullptr;
-  for (uint64_t nth = 1; text == nullptr; nth++) {
-    XML_NODE *root = reinterpret_cast<XML_NODE *>(this), *node = root;
-    firmware.failAllocation(nth, FAIL_MODE::fromThenOn);
-    EFI_STATUS parsed = xml->Parse(xml, document.c_str(), &root);
-    EFI_STATUS created = xml->CreateNode(xml, "a", &node);
-    EFI_STATUS written = root == nullptr ? parsed : xml->Serialize(xml, root, &text);
-    EXPECT_EQ(parsed, root == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS) << nth;
-    EXPECT_EQ(created, node == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS) << nth;
-    EXPECT_EQ(written, text == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS) << nth;
-    EXPECT_EQ(firmware.allocationFailed(), text == nullptr) << nth;
-    EXPECT_TRUE(text == nullptr || nth > 5) << nth;
-    firmware.failAllocation(0);
-    FreeXMLNode(root);
-    FreeXMLNode(node);
-    EXPECT_EQ(firmware.pool().liveAllocations, text == nullptr ? 0u : 1u) << nth;
+  std::string attributes;
+  for (size_t i = 0; i < 3000; i++) {
+    attributes += " a" + std::to_string(i) + "=''";
   }
-  firmware.bootServices()->FreePool(text);
+  // Each needs several blocks, of records or for one text.
+  const std::string documents[] = {
+      "<root a='1' b='2'>" + repeat(300, "<a>x</a>") + "</root>",
+      "<a" + attributes + "/>",
+      "<" + repeat(6000, "n") + "/>",
+      "<a b='" + repeat(6000, "&lt;") + "'/>",
+      "<a>" + repeat(6000, "&lt;") + "</a>",
+      "<a><![CDATA[" + repeat(6000, "\r\n") + "]]></a>",
+      repeat(1000, "<a>") + repeat(1000, "</a>"),
+  };
+  for (const std::string &document : documents) {
+    SCOPED_TRACE(document.substr(0, 20));
+    CHAR8 *text = nullptr;
+    for (uint64_t nth = 1; text == nullptr; nth++) {
+      XML_NODE *root = reinterpret_cast<XML_NODE *>(this), *node = root;
+      firmware.failAllocation(nth, FAIL_MODE::fromThenOn);
+      EFI_STATUS parsed = xml->Parse(xml, document.c_str(), &root);
+      EFI_STATUS created = xml->CreateNode(xml, "a", &node);
+      EFI_STATUS written = root == nullptr ? parsed : xml->Serialize(xml, root, &text);
+      EXPECT_EQ(parsed, root == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS) << nth;
+      EXPECT_EQ(created, node == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS) << nth;
+      EXPECT_EQ(written, text == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS) << nth;
+      EXPECT_EQ(firmware.allocationFailed(), text == nullptr) << nth;
+      EXPECT_TRUE(text == nullptr || nth > 5) << nth;
+      firmware.failAllocation(0);
+      FreeXMLNode(root);
+      FreeXMLNode(node);
+      EXPECT_EQ(firmware.pool().liveAllocations, text == nullptr ? 0u : 1u) << nth;
+    }
+    firmware.bootServices()->FreePool(text);
+  }
 }
 
 // Users link pool texts, attributes and nodes into parsed trees and parsed trees into created ones.
@@ -89,11 +104,13 @@ TEST_F(XmlService, WhatLiesInADocumentIsNotFreedAlone) {
       }
     }
   }
-  XML_NODE *broken = parse("<p a='1'/>");
-  CHAR8 *text = nullptr;
-  broken->Attributes->Value = nullptr;
-  EXPECT_EQ(xml->Serialize(xml, broken, &text), EFI_INVALID_PARAMETER);
-  FreeXMLNode(broken);
+  for (CHAR8 *XML_ATTRIBUTE::*member : {&XML_ATTRIBUTE::Name, &XML_ATTRIBUTE::Value}) {
+    XML_NODE *broken = parse("<p a='1'/>");
+    CHAR8 *text = nullptr;
+    broken->Attributes->*member = nullptr;
+    EXPECT_EQ(xml->Serialize(xml, broken, &text), EFI_INVALID_PARAMETER);
+    FreeXMLNode(broken);
+  }
 }
 
 TEST_F(XmlService, UnlinkedSubtreeGoesBackBeforeOrAfterItsRoot) {

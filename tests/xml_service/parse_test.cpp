@@ -10,6 +10,7 @@ TEST_F(XmlService, ParseAcceptsMarksAndEncodings) {
       {"<?xml  version = '1.1' encoding='utf-8' standalone=\"no\" ?>\n<a/>", "a"},
       {"<?xml version=\"1.0\" encoding=\"Iso-8859-1\"?><a>\xE9</a>", "a=\xE9"},
       {"<?xml version='1.0' encoding='US-ASCII'?><a/>", "a"},
+      {"<?abc?><?xyz x?><?xmk?><a/>", "a"},
       {"<\xC3\xA9 \xFF='\x80'>\xE2\x82\xAC\x7F</\xC3\xA9>", "\xC3\xA9[\xFF=\x80]=\xE2\x82\xAC\x7F"},
   };
   for (const auto &row : cases) {
