@@ -21,7 +21,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 FUZZ = ROOT / "fuzz"
 RESULTS = FUZZ / "RESULTS.md"
 SHARED = ["pure.h", "pure.cpp", "support.h", "support.cpp", "secrets.cpp", "mutate.cpp"]
-LARGEST = 4096  # bytes of an input that goes into fuzz/corpus/
+ROOM = 32768  # bytes that a target's corpus may grow by at a time
 
 HEAD = """# What the fuzzers ran
 
@@ -109,11 +109,16 @@ def grow(name):
     """Edges alone decide here, not how often they were passed: a corpus is replayed by every ./run test."""
     corpus = FUZZ / "corpus" / name
     before = set(corpus.iterdir())
-    options = ["-merge=1", "-use_counters=0", f"-max_len={LARGEST}", str(corpus), f"{work_of(name)}/corpus"]
+    options = ["-merge=1", "-use_counters=0", str(corpus), f"{work_of(name)}/corpus"]
     subprocess.run(command(name, *options), cwd=ROOT, env=environment(), check=True, stdout=subprocess.DEVNULL,
                    stderr=subprocess.DEVNULL)
-    new = set(corpus.iterdir()) - before
-    print(f"{name:12} {len(new)} inputs more, {sum(file.stat().st_size for file in new):,} bytes")
+    kept = size = 0
+    for file in sorted(set(corpus.iterdir()) - before, key=lambda file: file.stat().st_size):
+        if size + file.stat().st_size > ROOM:
+            file.unlink()
+        else:
+            kept, size = kept + 1, size + file.stat().st_size
+    print(f"{name:12} {kept} inputs more, {size:,} bytes", flush=True)
 
 
 def main():
