@@ -128,7 +128,7 @@ def main():
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--no-results", action="store_true")
     parser.add_argument("--grow", action="store_true")
-    arguments = parser.parse_args()
+    arguments = parser.parse_intermixed_args()
     words = arguments.words
     seconds = int(words.pop(0)) if words and words[0].isdigit() else 60
     names = words or list(targets())
