@@ -62,14 +62,6 @@ static std::string contentOf(const std::string &text, const ELEMENT &element) {
   return text.substr(element.inside, element.insideEnd - element.inside);
 }
 
-static std::string wholeOf(const std::string &text, const ELEMENT &element) {
-  return text.substr(element.start, element.end - element.start);
-}
-
-static void setContent(std::string &text, const ELEMENT &element, const std::string &content) {
-  text.replace(element.inside, element.insideEnd - element.inside, content);
-}
-
 // The element's row in one of the driver's tables, or null.
 static const FIELD_ROW *rowNamed(std::string_view name) {
   static const FIELD_TABLE *const tables[] = {
@@ -120,14 +112,11 @@ static std::string someonesValue(const std::string &text, const ELEMENTS &elemen
   return someValue(element.name, random);
 }
 
-static void exchange(std::string &text, ELEMENT first, ELEMENT second) {
-  if (first.start > second.start) {
-    std::swap(first, second);
-  }
+static void exchange(std::string &text, const ELEMENT &first, const ELEMENT &second) {
   if (first.end <= second.start) {
-    std::string one = wholeOf(text, first), two = wholeOf(text, second);
-    text.replace(second.start, two.size(), one);
-    text.replace(first.start, one.size(), two);
+    text = text.substr(0, first.start) + text.substr(second.start, second.end - second.start) +
+           text.substr(first.end, second.start - first.end) + text.substr(first.start, first.end - first.start) +
+           text.substr(second.end);
   }
 }
 
@@ -137,8 +126,8 @@ static void changeElement(std::string &text, RANDOM &random) {
     return;
   }
   const ELEMENT element = elements[below(random, elements.size())], other = elements[below(random, elements.size())];
-  std::string whole = wholeOf(text, element);
-  switch (below(random, 9)) {
+  std::string whole = text.substr(element.start, element.end - element.start), content;
+  switch (below(random, 8)) {
   case 0:
     text.erase(element.start, whole.size());
     break;
@@ -157,17 +146,14 @@ static void changeElement(std::string &text, RANDOM &random) {
   case 3:
     exchange(text, element, other);
     break;
-  case 4:
-    setContent(text, element, contentOf(text, other));
+  case 4: {
+    std::string name(other.name);
+    text.insert(element.start, "<" + name + ">" + someValue(name, random) + "</" + name + ">");
     break;
-  case 5:
-    text.insert(element.start, "<" + std::string(other.name) + ">" + someValue(other.name, random) + "</" +
-                                   std::string(other.name) + ">");
-    break;
+  }
   default: // values, which most elements have
-    setContent(text, element,
-               below(random, 2) == 0 ? someValue(element.name, random)
-                                     : someonesValue(text, elements, element, random));
+    content = below(random, 2) == 0 ? someValue(element.name, random) : someonesValue(text, elements, element, random);
+    text.replace(element.inside, element.insideEnd - element.inside, content);
   }
 }
 
