@@ -139,6 +139,11 @@ TEST(Diff, RecognisesThings) {
        "disk 1004 changed, WWN: 5EED00000003EC00 -> 0000000000000000\ndifferences: 2\n",
        "1 diff twins.xml moved.xml => virtual disk 2 \"Data\" changed, FQDD: |virtual disk 3 \"Data\" changed, "
        "FQDD: |differences: 2\n"});
+  // Nothing differs from itself, whatever it lacks: members that are not there, or all that a virtual disk is known by.
+  client.write("lone.xml", "<raidData><Adapter><ObjectType>Adapter</ObjectType><PD><ObjectID>1</ObjectID></PD>"
+                           "<VD><ObjectID>3</ObjectID></VD><VD><ObjectID>4</ObjectID><PD>1</PD><PD>9</PD></VD>"
+                           "</Adapter></raidData>");
+  client.expect({"0 diff lone.xml lone.xml => no difference"});
   client.write("bare.xml", "<raidData/>");
   client.expect({"4 diff saved.xml bare.xml => bare.xml has no adapter",
                  "3 diff none.xml saved.xml => cannot read 'none.xml'", "2 diff saved.xml => no controller is given"});

@@ -90,18 +90,27 @@ static const CHAR8 *newMemberId(const DIFF *diff, DIFF_SIDE side, const XML_NODE
   return disk != nullptr && disk->Partner != nullptr ? childText(disk->Partner->Node, "ObjectID") : nullptr;
 }
 
+// Members whose disks the volume's own document does not have are known by their ids alone, as is a volume that has
+// neither members nor a name: a document does not differ from itself.
 static void addMembers(TEXT_KEYS *keys, const DIFF *diff, DIFF_SIDE side, const DIFF_OBJECT &volume) {
   const XML_NODE *member = childNamed(volume.Node, "PD");
-  if (member == nullptr) {
+  bool hasName = isDistinct(childText(volume.Node, "Name")) || isDistinct(childText(volume.Node, "FQDD"));
+  if (member == nullptr && hasName) {
     return;
   }
   addKey(keys, &volume, childText(volume.Node, "StartingLba"));
+  if (member == nullptr) {
+    addKeyPart(keys, "volume");
+    addKeyPart(keys, childText(volume.Node, "ObjectID"));
+  }
   for (; member != nullptr; member = nextSame(member)) {
-    const CHAR8 *id = newMemberId(diff, side, member);
+    bool isHere = objectWithId(diff, side, DIFFERENCE_DISK, nodeText(member)) != nullptr;
+    const CHAR8 *id = isHere ? newMemberId(diff, side, member) : nodeText(member);
     if (id == nullptr) {
       dropKey(keys);
       return;
     }
+    addKeyPart(keys, isHere ? "disk" : "unknown");
     addKeyPart(keys, id);
   }
 }
