@@ -1,0 +1,133 @@
+// Command lines and job files of any bytes, and files that go over a console. Whatever was typed, a request that is
+// accepted is one that its command takes, and what is told can harm no terminal.
+
+#include <cstring>
+#include <vector>
+
+#include "base/pool.h"
+#include "fuzz/pure.h"
+#include "xyl/jobs/jobs.h"
+#include "xyl/transcript/transcript.h"
+
+static std::string g_out, g_error;
+
+static XYL_HOST hostOf(XYL_FRONT front) {
+  g_out.clear();
+  g_error.clear();
+  XYL_HOST host = {};
+  host.Front = front;
+  host.SystemTable = g_systemTable;
+  host.WriteOut = [](const XYL_HOST *, const CHAR8 *text, UINTN length) { g_out.append(text, length); };
+  host.WriteError = [](const XYL_HOST *, const CHAR8 *text, UINTN length) { g_error.append(text, length); };
+  host.Terminal = true;
+  return host;
+}
+
+static void checkRequest(const XYL_HOST &host, const XYL_REQUEST &request) {
+  mustHold(request.Command != nullptr || request.Version || request.Help, "nothing is asked for");
+  if (xylHelp(&host, request)) {
+    return mustHold(!g_out.empty(), "no help");
+  }
+  const XYL_COMMAND &command = *request.Command;
+  mustHold((command.Fronts & host.Front) != 0, "a command of the other front");
+  mustHold(request.OperandCount >= command.OperandsMin && request.OperandCount <= command.OperandsMax, "operands");
+  for (UINTN i = 0; i < XYL_OPTION_COUNT; ++i) {
+    const CHAR8 *value = request.Options[i];
+    mustHold(value == nullptr || takesOption(command.Options, i), "an option of another command");
+    mustHold(value == nullptr || (g_xylOptions[i].Fronts & host.Front) != 0, "an option of the other front");
+    mustHold(value == nullptr || (*value != 0) == (g_xylOptions[i].Value != nullptr), "the value of an option");
+  }
+  mustHold((request.DiskCount != 0) == (request.Options[XYL_OPTION_DISK] != nullptr), "disks");
+}
+
+// A failure is told in one line each, and only there.
+static void checkTold(bool isFailure) {
+  mustHold(isFailure == !g_error.empty() && (!isFailure || g_out.empty()), "what is told: " + g_error);
+  for (char letter : g_error) {
+    mustHold(static_cast<unsigned char>(letter) >= ' ' ? letter != 0x7F : letter == '\n', "a control character");
+  }
+}
+
+static void checkLine(XYL_FRONT front, FuzzInput &input) {
+  std::vector<std::string> words;
+  while (!input.atEnd()) {
+    words.push_back(input.text());
+  }
+  std::vector<const CHAR8 *> arguments;
+  arguments.reserve(words.size());
+  for (const std::string &word : words) {
+    arguments.push_back(word.c_str());
+  }
+  XYL_HOST host = hostOf(front);
+  XYL_REQUEST request;
+  XYL_RESULT result = xylParse(&host, arguments.size(), arguments.data(), &request);
+  mustHold(result.Outcome == XYL_SUCCESS || result.Outcome == XYL_USAGE, "outcome of parsing");
+  checkTold(isFailure(result));
+  isFailure(result) ? void() : checkRequest(host, request);
+}
+
+// The lines that a job file is read as make the same file again, whose percent signs are those of names.
+static void checkJobs(const std::string &text, bool again) {
+  static constexpr JOB_NAME ROWS[] = {{"SERIAL", "S 1"}, {"UUID", nullptr}};
+  XYL_HOST host = hostOf(XYL_FRONT_SHELL);
+  JOB_FILE jobs;
+  XYL_RESULT result = readJobs(&host, text.data(), text.size(), {ROWS, 2}, &jobs);
+  checkTold(isFailure(result));
+  std::string same = jobs.Again ? "again\n" : "";
+  for (UINT32 i = 0; i < jobs.Lines.count && !isFailure(result); ++i) {
+    const JOB_LINE &line = jobs.Lines.items[i];
+    XYL_REQUEST request;
+    same += std::string(g_jobConditions[line.Condition]) + " " + textOf(line.Text) + "\n";
+    if (line.End == JOB_GOES_ON) {
+      mustHold(!isFailure(parseJob(&host, line, &request)), "a line of a job that does not parse");
+      checkRequest(host, request);
+    }
+  }
+  freeJobs(&jobs);
+  if (!isFailure(result) && same.find('%') == same.npos && !again) {
+    checkJobs(same, /* again= */ true);
+  }
+  mustHold(!again || (!isFailure(result) && same == text), "another job file:\n" + same + "instead of\n" + text);
+}
+
+static int digitOf(char letter) {
+  return letter <= '9' ? letter - '0' : letter - 'A' + 10;
+}
+
+// Decodes what stands between the marks as mail programs do.
+static void checkTranscript(const std::string &file) {
+  XYL_HOST host = hostOf(XYL_FRONT_SHELL);
+  sayFile(&host, "file", file.data(), file.size());
+  std::string begin = TRANSCRIPT_FILE "file\n", content, end = TRANSCRIPT_END + std::to_string(file.size()) + " ";
+  size_t at = begin.size(), stop = g_out.rfind(end), column = 0;
+  mustHold(g_out.starts_with(begin) && stop != g_out.npos, "marks");
+  for (; at < stop; ++at) {
+    column = g_out[at] == '\n' ? 0 : column + 1;
+    mustHold(column <= 76 && (g_out[at] == '\n' || (g_out[at] >= ' ' && g_out[at] < 0x7F)), "a line");
+    if (g_out[at] != '=') {
+      content += g_out[at];
+    } else if (g_out[++at] == '\n') {
+      column = 0;
+    } else {
+      content += static_cast<char>(digitOf(g_out[at]) * 16 + digitOf(g_out[at + 1]));
+      ++at, column += 2;
+    }
+  }
+  mustHold(content == file, "another file");
+}
+
+FUZZ_PURE_TARGET(command) {
+  switch (uint8_t kind = input.byte(); kind % 4) {
+  case 0:
+  case 1:
+    return checkLine(kind % 4 == 0 ? XYL_FRONT_HOST : XYL_FRONT_SHELL, input);
+  case 2:
+    return checkJobs(input.text(), /* again= */ false);
+  default:
+    std::string file;
+    while (!input.atEnd()) {
+      file += static_cast<char>(input.byte());
+    }
+    return checkTranscript(file);
+  }
+}
