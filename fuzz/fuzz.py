@@ -20,14 +20,13 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FUZZ = ROOT / "fuzz"
 RESULTS = FUZZ / "RESULTS.md"
-SHARED = ["pure.h", "pure.cpp", "support.h", "support.cpp", "secrets.cpp", "mutate.cpp"]
 ROOM = 32768  # bytes that a target's corpus may grow by at a time
 
 HEAD = """# What the fuzzers ran
 
 `./run fuzz [SECONDS] [TARGET...]` adds to this table: libFuzzer with AddressSanitizer and UBSan, two cores shared with other
-work. A row counts what ran since its judgement was last changed: it begins anew when a hash of `fuzz/TARGET.cpp` and of the
-sources that all targets share is another than the row's last column. Only runs without a fault add. Edges, features and
+work. A row counts what ran since its judgement was last changed: it begins anew when a hash of `fuzz/TARGET.cpp` and of
+what that stands on in `fuzz/` is another than the row's last column. Only runs without a fault add. Edges, features and
 inputs are those of the last run: code reached, also told apart by how often, and inputs kept for it.
 
 | target | executions | seconds | a second | edges | features | inputs | since | sources |
@@ -78,7 +77,11 @@ def run(name, seconds):
 
 
 def sources(name):
-    text = b"".join((FUZZ / file).read_bytes() for file in [f"{name}.cpp", *SHARED] if (FUZZ / file).exists())
+    """A hash of what judges a target: its file and what that stands on."""
+    files = [f"{name}.cpp", "pure.h", "pure.cpp"]
+    files += ["support.h", "support.cpp", "secrets.cpp"] if "fuzz/support.h" in (FUZZ / files[0]).read_text() else []
+    files += ["mutate.cpp"] if targets()[name][1] == "xml.dict" else []
+    text = b"".join((FUZZ / file).read_bytes() for file in files)
     return hashlib.sha256(text).hexdigest()[:8]
 
 

@@ -41,7 +41,9 @@ static void watchContent(const std::string &content, const std::string &document
   std::string decoded(Base64DecodedLength(content.c_str()), '\0');
   UINT64 length = 0;
   Base64Decode(content.c_str(), reinterpret_cast<UINT8 *>(decoded.data()), &length);
-  watch(decoded);
+  if (decoded.size() >= PART && countOf(documents, decoded.substr(0, PART)) == 0) {
+    watch(decoded);
+  }
 }
 
 static void watchBelow(const XML_NODE *parent, bool inMethod, const std::string &documents) {
