@@ -43,7 +43,7 @@ UEFI_STATIC_ASSERT(sizeof(XML_ATTRIBUTE) == 32, "attribute size");
 // One element. Texts are 8-bit and NUL-terminated.
 typedef struct XML_NODE XML_NODE;
 struct XML_NODE {
-  CHAR8 *Name;
+  CHAR8 *Name; // never null
   // The text directly inside the element, with its white space, references and CDATA decoded; null for none. A parsed
   // element with children has none, whatever stands between them. One that a user gives such an element is written
   // before its children.

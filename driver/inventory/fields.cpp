@@ -220,7 +220,7 @@ static bool isWritten(const void *record, const FIELD_ROW &row) {
 // incomplete and does not end the object.
 static EFI_STATUS addFieldToXML(const void *record, const FIELD_ROW &row, XML_NODE *parent) {
   const UINT8 *field = static_cast<const UINT8 *>(record) + row.Place.Offset;
-  switch (row.Format) {
+  switch (row.Format) { // not taken: every format is a case
   case FORMAT_DECIMAL:
     return pushTextElement(row.Element, decimalText(fieldValue(record, row), row.Length), parent);
   case FORMAT_HEX:
@@ -237,22 +237,22 @@ static EFI_STATUS addFieldToXML(const void *record, const FIELD_ROW &row, XML_NO
     return pushTextElement(row.Element, textDuplicate("True"), parent);
   case FORMAT_MASK:
     addMaskToXML(static_cast<UINT32>(fieldLoad(record, row.Place)), row, parent);
-    return EFI_SUCCESS;
+    break;
   case FORMAT_CACHE_POLICY:
     addCachePolicyToXML(static_cast<UINT32>(fieldLoad(record, row.Place)), row, parent);
-    return EFI_SUCCESS;
+    break;
   case FORMAT_PCI_IDENTITY:
   case FORMAT_RAID_LEVEL_DESC:
     addContainerToXML(row.Element, field, *row.Fields, parent);
-    return EFI_SUCCESS;
+    break;
   case FORMAT_RATES:
     addRatesToXML(reinterpret_cast<const RAID_RATE *>(field), row, parent);
-    return EFI_SUCCESS;
+    break;
   case FORMAT_RAID_LEVEL_PARAMS:
     return addLevelParamsToXML(static_cast<const RAID_ADAPTER_RECORD *>(record), row, parent);
   case FORMAT_ID_LIST:
     return addIdsToXML(record, row, parent);
-  case FORMAT_ENCLOSURE: // nested objects and the key identifier follow behind the adapter's own elements
+  case FORMAT_ENCLOSURE: // not taken: nested objects and the key identifier follow behind the adapter's own elements
   case FORMAT_PHYSICAL_DISK:
   case FORMAT_VIRTUAL_DISK:
   case FORMAT_KEY_ID:

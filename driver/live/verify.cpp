@@ -119,7 +119,7 @@ static EFI_STATUS verifySaved(RAID_MGMT_PROTOCOL *mgmt, const CHAR8 *document, U
   EFI_STATUS status = ParseXMLBlob(document, &config, &count);
   if (EFI_ERROR(status)) {
     status = EFI_ABORTED;
-  } else if (count == 0 || config == nullptr || config->adapter == nullptr) {
+  } else if (count == 0) {
     status = EFI_INVALID_PARAMETER;
   } else {
     status = compareWithLive(mgmt, config->adapter, result);

@@ -140,9 +140,7 @@ static void wipeElement(const XML_NODE *element, UINTN depth) {
     wipeBytes(element->Content, textLength(element->Content));
   }
   for (const XML_ATTRIBUTE *attribute = element->Attributes; attribute != nullptr; attribute = attribute->Next) {
-    if (attribute->Value != nullptr) {
-      wipeBytes(attribute->Value, textLength(attribute->Value));
-    }
+    wipeBytes(attribute->Value, textLength(attribute->Value));
   }
   for (const XML_NODE *child = element->FirstChild; child != nullptr && depth != 0; child = child->NextSibling) {
     wipeElement(child, depth - 1);

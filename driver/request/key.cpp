@@ -76,16 +76,16 @@ static EFI_STATUS readKeyField(const XML_NODE *element, const KEY_ROW &row, KEY_
     return EFI_INVALID_PARAMETER;
   }
   RAID_KEY_RECORD *key = &keys[row.Record];
-  switch (row.Field) {
+  switch (row.Field) { // not taken: every field is a case
   case KEY_FIELD_MODE:
     return readMode(element->Content, form, key);
   case KEY_FIELD_ID:
     copyFixedText(key->KeyID, element->Content, sizeof(key->KeyID));
     return EFI_SUCCESS;
   case KEY_FIELD_PASSPHRASE:
-    return readPassphrase(element->Content, key);
+    break;
   }
-  return EFI_SUCCESS;
+  return readPassphrase(element->Content, key);
 }
 
 static EFI_STATUS readKey(const XML_NODE *element, KEY_FORM form, RAID_KEY_RECORD **keyOut) {

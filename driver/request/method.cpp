@@ -59,9 +59,6 @@ static EFI_STATUS buildKey(XML_NODE *element, RAID_CMD_BLOCK *command) {
   RAID_KEY_RECORD *key = nullptr;
   bool rekey = command->Command == RAID_COMMAND_REKEY;
   EFI_STATUS status = GetKeyFromXML(element, rekey ? nullptr : &key, rekey ? &key : nullptr);
-  if (!EFI_ERROR(status) && key == nullptr) {
-    status = EFI_INVALID_PARAMETER;
-  }
   if (!EFI_ERROR(status)) {
     command->ObjectData = key;
     command->Revision = RAID_BLOCK_REVISION_KEY;
@@ -142,7 +139,7 @@ static const METHOD_ROW *methodRow(const XML_NODE *element) {
 static bool findCommand(const XML_NODE *method, RAID_CMD_BLOCK *command) {
   LogPrint(LOG_TRACE, PARSE_METHOD, "Searching Attributes...");
   for (const XML_ATTRIBUTE *attribute = method->Attributes; attribute != nullptr; attribute = attribute->Next) {
-    if (attribute->Name == nullptr || !textEqual(attribute->Name, "name")) {
+    if (!textEqual(attribute->Name, "name")) {
       continue;
     }
     LogPrint(LOG_TRACE, PARSE_METHOD, "Found method name, it is %a", loggableWord(attribute->Value));

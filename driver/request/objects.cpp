@@ -50,7 +50,7 @@ static EFI_STATUS readVirtualDisk(const XML_NODE *element, RAID_CONFIG *config) 
 }
 
 static EFI_STATUS readRow(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading) {
-  switch (row.Format) {
+  switch (row.Format) { // not taken: every format is a case
   case FORMAT_DECIMAL:
   case FORMAT_HEX:
   case FORMAT_WIDE_TEXT:
@@ -63,7 +63,7 @@ static EFI_STATUS readRow(const XML_NODE *element, const FIELD_ROW &row, OBJECT_
   case FORMAT_PCI_IDENTITY:
   case FORMAT_RAID_LEVEL_DESC:
   case FORMAT_ID_LIST:
-    return readField(element, row, reading.Record);
+    break;
   case FORMAT_RATES:
     return readRate(element, row, reading);
   case FORMAT_RAID_LEVEL_PARAMS:
@@ -77,7 +77,7 @@ static EFI_STATUS readRow(const XML_NODE *element, const FIELD_ROW &row, OBJECT_
   case FORMAT_KEY_ID:
     return readKeyId(element, reading.Config);
   }
-  return EFI_SUCCESS;
+  return readField(element, row, reading.Record);
 }
 
 EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading) {

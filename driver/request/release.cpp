@@ -42,9 +42,6 @@ static void releaseCommands(RAID_CMD_BLOCK *commands, UINT32 count) {
 }
 
 void FreeRaidConfig(RAID_CONFIG *config, UINT64 mask) {
-  if (config == nullptr) {
-    return;
-  }
   struct PART {
     void *Records; // null for the parts that are no record arrays
     UINT32 Count;

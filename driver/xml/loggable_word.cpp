@@ -17,11 +17,11 @@ const CHAR8 *loggableWord(const CHAR8 *name) {
   static constexpr const CHAR8 *roots[] = {"xylComponent", "raidData",      "RunMode", "RaidConfig", "RaidRestore",
                                            "Inventory",    "Configuration", "Adapter", "Method"};
   for (const CHAR8 *root : roots) {
-    if (name != nullptr && isAlmost(name, root)) {
+    if (isAlmost(name, root)) {
       return name;
     }
   }
-  for (const VALUE_NAME_TABLE *row = g_commandTable; name != nullptr && row->Name != nullptr; ++row) {
+  for (const VALUE_NAME_TABLE *row = g_commandTable; row->Name != nullptr; ++row) {
     if (isAlmost(name, row->Name)) {
       return name;
     }

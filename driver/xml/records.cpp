@@ -39,7 +39,7 @@ static void forOwnedMembers(void *record, const FIELD_TABLE &fields, OWNED_MEMBE
   for (UINT32 i = 0; i < fields.RowCount; ++i) {
     const FIELD_ROW &row = fields.Rows[i];
     UINT8 *field = static_cast<UINT8 *>(record) + row.Place.Offset;
-    switch (row.Format) {
+    switch (row.Format) { // not taken: every format is a case
     case FORMAT_WIDE_TEXT:
     case FORMAT_ID_LIST:
     case FORMAT_RAID_LEVEL_PARAMS:

@@ -147,6 +147,21 @@ TEST(Binding, ANullInterfaceIsClosedAgain) {
   EXPECT_EQ(world.services->UninstallProtocolInterface(handle, &g_raidMgmtGuid, nullptr), EFI_SUCCESS);
 }
 
+TEST(Binding, WhatCannotBeTakenDownStays) {
+  World world;
+  world.firmware.failService("UninstallMultipleProtocolInterfaces", 1, EFI_ACCESS_DENIED);
+  EXPECT_EQ(stop(world), EFI_ACCESS_DENIED);
+  EXPECT_NE(world.protocolOn<RAID_XYL_PROTOCOL>(world.controller, g_raidXylGuid), nullptr);
+  world.firmware.failService("LocateHandleBuffer", 1, EFI_OUT_OF_RESOURCES);
+  EXPECT_EQ(world.unloadDriver(), EFI_OUT_OF_RESOURCES);
+  EXPECT_EQ(supported(world), EFI_ALREADY_STARTED);
+  EFI_HANDLE handle = nullptr;
+  ASSERT_EQ(world.services->InstallProtocolInterface(&handle, &g_raidXylGuid, EFI_NATIVE_INTERFACE, nullptr),
+            EFI_SUCCESS);
+  EXPECT_EQ(g_driverBinding.Stop(&g_driverBinding, handle, 0, nullptr), EFI_NOT_FOUND);
+  EXPECT_EQ(world.services->UninstallProtocolInterface(handle, &g_raidXylGuid, nullptr), EFI_SUCCESS);
+}
+
 TEST(Entry, AFailingStepTakesDownWhatWasInstalled) {
   const std::pair<const char *, uint64_t> steps[] = {
       {"InstallProtocolInterface", 1}, {"InstallProtocolInterface", 2}, {"OpenProtocol", 1}};
@@ -184,6 +199,8 @@ TEST(Names, DriverAndController) {
   EXPECT_EQ(driverName("en-US"), EFI_OUT_OF_RESOURCES);
   EXPECT_EQ(name, nullptr);
   EXPECT_EQ(driverName(nullptr), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(g_componentName2.GetDriverName(nullptr, "en", &name), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(g_componentName2.GetDriverName(&g_componentName2, "en", nullptr), EFI_INVALID_PARAMETER);
 
   ASSERT_EQ(controllerName(world.controller), EFI_SUCCESS);
   EXPECT_EQ(std::u16string(name), world.sim->adapter.Name);
@@ -194,12 +211,19 @@ TEST(Names, DriverAndController) {
 
   EXPECT_EQ(controllerName(world.controller, world.controller), EFI_UNSUPPORTED);
   EXPECT_EQ(controllerName(nullptr), EFI_INVALID_PARAMETER);
+  auto getName = g_componentName2.GetControllerName;
+  EXPECT_EQ(getName(nullptr, world.controller, nullptr, "en", &name), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(getName(&g_componentName2, world.controller, nullptr, nullptr, &name), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(getName(&g_componentName2, world.controller, nullptr, "en", nullptr), EFI_INVALID_PARAMETER);
   // Nothing but Execute is called through this interface, even when an answer is too short.
   simShapeAnswer(world.sim, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, SIM_FAULT_SIZE, 15);
   UINT32 answers = world.sim->books.out.count;
   EXPECT_EQ(controllerName(world.controller), EFI_UNSUPPORTED);
   ASSERT_EQ(world.sim->books.out.count, answers + 1);
   world.sim->protocol.FreeRecords(&world.sim->protocol, world.sim->books.out.items[answers].data, 0);
+  simClearFaults(world.sim);
+  simShapeAnswer(world.sim, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, SIM_FAULT_NO_DATA, 0);
+  EXPECT_EQ(controllerName(world.controller), EFI_UNSUPPORTED);
   simClearFaults(world.sim);
   simFailKind(world.sim, SIM_ANY, SIM_ANY, EFI_DEVICE_ERROR);
   EXPECT_EQ(controllerName(world.controller), EFI_UNSUPPORTED);
@@ -208,6 +232,13 @@ TEST(Names, DriverAndController) {
 TEST(Names, OnlyTheAlternateIdentityIsAsked) {
   World world(WORLD_OPTIONS{.simFlags = SIM_INSTALL_NO_ALTERNATE});
   CHAR16 *name = nullptr;
-  EXPECT_EQ(g_componentName2.GetControllerName(&g_componentName2, world.controller, nullptr, "en", &name),
-            EFI_UNSUPPORTED);
+  auto nameOf = [&](EFI_HANDLE controller) {
+    return g_componentName2.GetControllerName(&g_componentName2, controller, nullptr, "en", &name);
+  };
+  EXPECT_EQ(nameOf(world.controller), EFI_UNSUPPORTED);
+  const EFI_GUID alternate = RAID_MGMT_ALT_PROTOCOL_GUID;
+  EFI_HANDLE handle = nullptr;
+  world.services->InstallProtocolInterface(&handle, &alternate, EFI_NATIVE_INTERFACE, nullptr);
+  EXPECT_EQ(nameOf(handle), EFI_UNSUPPORTED);
+  world.services->UninstallProtocolInterface(handle, &alternate, nullptr);
 }

@@ -72,9 +72,9 @@ def branch_directions(branches, segments):
     """Which directions each condition took in any of its instances. Constant ones, which take none where code is run,
     are left out."""
     taken = {}
-    for *place, true, false, _, _, _ in branches:
-        before = taken.get(tuple(place), (False, False))
-        taken[tuple(place)] = (before[0] or true > 0, before[1] or false > 0)
+    for place, (true, false, *_) in branches:
+        before = taken.get(place, (False, False))
+        taken[place] = (before[0] or true > 0, before[1] or false > 0)
     places = [tuple(segment[:2]) for segment in segments]
     is_run = lambda place: segments[bisect.bisect(places, place[:2]) - 1][2] > 0
     return {place: directions for place, directions in taken.items() if any(directions) or not is_run(place)}
@@ -85,10 +85,13 @@ def measure(path, report):
     with open(path, encoding="utf-8") as file:
         lines = file.read().split("\n")
     counts = line_counts(report["segments"])
-    branches = branch_directions(report["branches"], report["segments"])
+    branches = [(tuple(branch[:4]), branch[4:]) for branch in report["branches"]]
+    for macro in report["expansions"]:  # its conditions begin where it is used
+        branches += [(tuple(macro["source_region"][:4] + branch[:4]), branch[4:]) for branch in macro["branches"]]
+    branches = branch_directions(branches, report["segments"])
     missing_lines = {line for line, count in counts.items() if count == 0}
     missing_branches = []
-    for (line, column, end_line, end_column), directions in sorted(branches.items()):
+    for (line, column, end_line, end_column, *_), directions in sorted(branches.items()):
         text = lines[line - 1][column - 1 : end_column - 1 if end_line == line else None]
         for value, taken in zip(("true", "false"), directions):
             if not taken:

@@ -288,12 +288,35 @@ TEST(Inventory, AnEnclosureWithoutChildrenStaysInTheDocument) {
   EXPECT_EQ(emptied, 2U);
 }
 
+// All names of today fit; a longer one must not get past the text's end.
+TEST(Inventory, ANameIsCutAtItsLength) {
+  World world({.preset = nullptr, .connect = false});
+  FIELD_ROW row = {};
+  row.Element = "State";
+  row.Place = {offsetof(RAID_RECORD_HEADER, ObjectID), sizeof(UINT32)};
+  row.Names = g_stateTable;
+  row.Format = FORMAT_NAME;
+  row.Length = 4;
+  RAID_PD_RECORD disk = makeDisk(~0U, 8);
+  XML_NODE *parent = CreateXMLNode("parent");
+  EXPECT_EQ(addFieldsToXML(&disk, {&row, 1}, parent), EFI_SUCCESS);
+  EXPECT_STREQ(parent->FirstChild->Content, "Unkn");
+  FreeXMLNode(parent);
+}
+
 TEST(Inventory, ArgumentsAndTheXmlServiceMustBeThere) {
   World world({.preset = nullptr, .xmlService = false, .connect = false});
   CHAR8 *text = nullptr;
   RAID_CONFIG config = {};
-  for (EFI_STATUS status : {cacheToXML(nullptr, &text), cacheToXML(&config, nullptr), addHeaderToXML(nullptr, nullptr),
-                            addPDToXML(nullptr, nullptr), addLDsToXML(nullptr, nullptr), addKeyidToXML("k", nullptr)}) {
+  XML_NODE node = {};
+  RAID_ADAPTER_RECORD adapter = makeAdapter();
+  RAID_PD_RECORD disk = makeDisk(1, 8);
+  RAID_VD_RECORD volume = {};
+  for (EFI_STATUS status :
+       {cacheToXML(nullptr, &text), cacheToXML(&config, nullptr), addHeaderToXML(nullptr, &node),
+        addHeaderToXML(&disk, nullptr), addAdapterToXML(nullptr, &node), addAdapterToXML(&adapter, nullptr),
+        addPDToXML(nullptr, &node), addPDToXML(&disk, nullptr), addLDsToXML(nullptr, &node),
+        addLDsToXML(&volume, nullptr), addKeyidToXML(nullptr, &node), addKeyidToXML("k", nullptr)}) {
     EXPECT_EQ(status, EFI_INVALID_PARAMETER);
   }
   EXPECT_EQ(cacheToXML(&config, &text), EFI_OUT_OF_RESOURCES);

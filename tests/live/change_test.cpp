@@ -54,6 +54,45 @@ TEST(ChangeRun, EndsWithoutLogWhenASavedDiskIsGone) {
     EXPECT_EQ(sentCommands(world).size(), 1u); // the first stays done
     EXPECT_NE(world.log().find("WARN RAIDXYLSet_Live: Couldn't find PD "), std::string::npos);
   }
+  std::string nameless = replaced(saved, element("FQDD", fqddOf(saved, ready[0])), "");
+  EXPECT_EQ(name(applyRequest(world, dedicateSpare(ready[0], {1}), nameless).status), name(EFI_NOT_FOUND));
+}
+
+static EFI_STATUS(EFIAPI *g_execute)(RAID_MGMT_PROTOCOL *, RAID_CMD_BLOCK *, RAID_CMD_RESULT *);
+
+static UINT32 g_oldSize; // of the list of virtual disks
+
+// Makes a virtual disk where none is described, and gives one behind the old ones the first one's id.
+static EFI_STATUS EFIAPI executeOddly(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
+  RAID_VD_RECORD plain = {};
+  plain.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
+  plain.RAIDLevel = RAID_LEVEL_0;
+  RAID_CMD_BLOCK sent = *block;
+  bool isEmpty = block->Command == RAID_COMMAND_CREATE && block->ObjectData == nullptr;
+  sent.ObjectData = isEmpty ? &plain : block->ObjectData;
+  EFI_STATUS status = g_execute(mgmt, &sent, result);
+  if (block->ObjectType == RAID_OBJECT_VIRTUAL_DISK && result->DataSize > g_oldSize) {
+    auto *records = static_cast<RAID_VD_RECORD *>(result->Data);
+    records[(result->DataSize >> RAID_RECORD_SHIFT) - 1].ObjectID = records[0].ObjectID;
+  }
+  return status;
+}
+
+TEST(ChangeRun, MapsNoVolumeThatIsNotNewOrWasNotDescribed) {
+  for (bool isDescribed : {true, false}) {
+    World world("demo");
+    IDS ready = readyDisks(world);
+    g_oldSize = isDescribed ? world.sim->virtualDisks.count << RAID_RECORD_SHIFT : ~0U;
+    g_execute = world.sim->protocol.Execute;
+    world.sim->protocol.Execute = executeOddly;
+    std::string create =
+        isDescribed ? createVolume("RAID 0", reference(0), {ready[0]}) : method("Create", "Virtual Disk", {ready[0]});
+    ANSWER answer = applyRequest(world, create + dedicateSpare(ready[1], {reference(0)}));
+    EXPECT_EQ(name(answer.status), name(EFI_NOT_FOUND));
+    ASSERT_EQ(sentCommands(world).size(), 2u) << answer.text;
+    EXPECT_EQ(sentList(sentCommands(world)[1]), IDS{reference(0)});
+    world.expectBalanced();
+  }
 }
 
 // A list of virtual disks that cannot be read, or that holds none, makes no map.
@@ -118,7 +157,6 @@ TEST(ChangeRun, RemembersTheFirst65CreatedVolumes) {
 }
 
 // A controller that makes another command of the block that it got.
-static EFI_STATUS(EFIAPI *g_execute)(RAID_MGMT_PROTOCOL *, RAID_CMD_BLOCK *, RAID_CMD_RESULT *);
 static EFI_STATUS EFIAPI executeAndRewrite(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
   EFI_STATUS status = g_execute(mgmt, block, result);
   block->Command = RAID_COMMAND_LOCK;

@@ -1,4 +1,5 @@
 // Identify_Live and Get_Live: arguments, and what may fail.
+#include "driver/live/live.h"
 #include "driver/xml/xml.h"
 #include "tests/live/request_text.h"
 
@@ -26,6 +27,8 @@ TEST(GetLive, ChecksArgumentsBeforeItAsks) {
   EXPECT_EQ(xyl->Get_Live(nullptr, &good, &output), EFI_INVALID_PARAMETER);
   EXPECT_EQ(xyl->Get_Live(xyl, nullptr, &output), EFI_INVALID_PARAMETER);
   EXPECT_EQ(xyl->Get_Live(xyl, &good, nullptr), EFI_INVALID_PARAMETER);
+  RAID_XYL_DEV unbound = {};
+  EXPECT_EQ(xyl->Get_Live(&unbound.RaidXylProtocol, &good, &output), EFI_INVALID_PARAMETER);
   EXPECT_EQ(world.sim->commandCount, commands);
   EXPECT_EQ(output.Data, &output);
   world.clearLog();
@@ -42,6 +45,7 @@ TEST(GetLive, WorksWithoutLogAndFailsWithoutXmlService) {
   EXPECT_EQ(World({.debugLog = false}).get().text, whole);
   World world({.xmlService = false});
   EXPECT_EQ(world.get().status, EFI_OUT_OF_RESOURCES);
+  EXPECT_EQ(world.set({RESTORE}).status, EFI_NOT_FOUND);
   world.expectBalanced();
 }
 

@@ -1,9 +1,11 @@
 // Set_Live through the published table: what its arguments ask for, statuses, and whose the texts are afterwards.
+#include "driver/live/live.h"
 #include "tests/live/request_text.h"
 
 // Marks in SET_CASE.
 static const char *const LIVE = "live";     // what Get_Live says at that moment
 static const char *const UNUSED = "unused"; // a text in a buffer of size 0
+static const char *const NO_DATA = "";      // none in a buffer that has a size
 static constexpr UINT32 NO_OUTPUT = ~0U;
 
 static const char *const NOTHING = "<raidData><Other/></raidData>";
@@ -30,6 +32,8 @@ static const struct SET_CASE {
     {"saved has no adapter", NORMAL, METHOD_ONLY, METHOD_ONLY, 32, EFI_INVALID_PARAMETER, "os", nullptr, false},
     {"restore without saved", RESTORE, nullptr, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
     {"replacement, saved of size 0", NORMAL, UNUSED, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
+    {"replacement, saved without data", NORMAL, NO_DATA, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
+    {"restore without output", RESTORE, LIVE, nullptr, NO_OUTPUT, EFI_SUCCESS, "os", nullptr, true},
     {"output of 31", NORMAL, LIVE, METHOD_ONLY, 31, EFI_SUCCESS, "os", nullptr, false},
     {"no request", NORMAL, LIVE, nullptr, 32, EFI_INVALID_PARAMETER, "os", nullptr, false},
     {"request does not parse", NORMAL, LIVE, "<raidData>", 32, EFI_INVALID_PARAMETER, "osr", nullptr, false},
@@ -42,7 +46,9 @@ static const struct SET_CASE {
 };
 
 static char *document(World &world, const char *text) {
-  return text == nullptr ? nullptr : world.firmware.poolText(text == LIVE ? world.get().text : std::string(text));
+  return text == nullptr || text == NO_DATA
+             ? nullptr
+             : world.firmware.poolText(text == LIVE ? world.get().text : std::string(text));
 }
 
 static void runCase(World &world, const SET_CASE &row) {
@@ -102,6 +108,8 @@ TEST(SetLive, RefusesBadArgumentsBeforeAnythingIsTouched) {
   EXPECT_EQ(xyl->Set_Live(xyl, &revision, &input, nullptr), EFI_INVALID_PARAMETER);
   EXPECT_EQ(xyl->Set_Live(xyl, &instance, &input, nullptr), EFI_NOT_FOUND);
   EXPECT_EQ(xyl->Set_Live(xyl, &good, &empty, nullptr), EFI_INVALID_PARAMETER);
+  RAID_XYL_DEV unbound = {};
+  EXPECT_EQ(xyl->Set_Live(&unbound.RaidXylProtocol, &good, &input, nullptr), EFI_INVALID_PARAMETER);
   EXPECT_TRUE(world.firmware.allocated(options));
   // The array that should hold the request and receive the log is missing.
   EXPECT_EQ(xyl->Set_Live(xyl, &good, &input, &empty), EFI_INVALID_PARAMETER);

@@ -1,4 +1,5 @@
 // What the readings of single documents do not show.
+#include "base/log.h"
 #include "tests/request/parsed.h"
 
 namespace {
@@ -47,6 +48,40 @@ TEST(Readers, AnEnclosureCountsUpTo255Disks) {
   EXPECT_EQ(parsed.config->physicalDiskCount, 257U);
 }
 
+TEST(Readers, RefuseNullArguments) {
+  ReadingWorld world;
+  XML_NODE *root = CreateXMLNode("raidData");
+  RAID_CONFIG config = {}, *configs = &config;
+  RAID_ENCLOSURE_RECORD enclosure;
+  RAID_PD_RECORD disk;
+  RAID_KEY_RECORD *key = nullptr;
+  UINT32 one = 1, none = 0;
+  const EFI_STATUS statuses[] = {ParseRAIDData(nullptr, &configs, &one, 0, 0, 0),
+                                 ParseRAIDData(root, nullptr, &one, 0, 0, 0),
+                                 ParseRAIDData(root, &configs, nullptr, 0, 0, 0),
+                                 ParseRAIDData(root, &configs, &none, 0, 0, 0),
+                                 ParseXYLComponent(nullptr, &configs, &one),
+                                 ParseXYLComponent(root, nullptr, &one),
+                                 ParseXYLComponent(root, &configs, nullptr),
+                                 ParseXYLComponent(root, &configs, &none),
+                                 parseMethod(nullptr, &config),
+                                 parseMethod(root, nullptr),
+                                 parseAdapter(nullptr, &config),
+                                 parseAdapter(root, nullptr),
+                                 parseEnclosure(nullptr, &enclosure, &config),
+                                 parseEnclosure(root, nullptr, &config),
+                                 parseEnclosure(root, &enclosure, nullptr),
+                                 parsePD(nullptr, &disk),
+                                 parseVD(root, nullptr),
+                                 GetKeyFromXML(nullptr, &key, nullptr),
+                                 GetKeyFromXML(root, nullptr, nullptr),
+                                 TarnFree(nullptr, nullptr, 1)};
+  for (const EFI_STATUS &status : statuses) {
+    EXPECT_EQ(name(status), name(EFI_INVALID_PARAMETER)) << &status - statuses;
+  }
+  FreeXMLNode(root);
+}
+
 // A method that memory is too short for is left out, and the log says so; the others stay.
 TEST(Readers, AMethodIsNotLeftOutInSilence) {
   ReadingWorld world;
@@ -65,6 +100,16 @@ TEST(Readers, AMethodIsNotLeftOutInSilence) {
     }
   }
   EXPECT_GT(leftOut, 0U);
+}
+
+// The lists of all commands so far grow with the square of their number, so they are for traces alone.
+TEST(Readers, CommandsAreListedForALogOfTraces) {
+  ReadingWorld world;
+  auto getLevel = g_debugLog->GetLevel;
+  g_debugLog->GetLevel = []() EFIAPI -> INT32 { return LOG_WARN; };
+  Parsed parsed("<raidData><Method name='Get'/><Adapter/></raidData>");
+  g_debugLog->GetLevel = getLevel;
+  EXPECT_EQ(countOf(world.log(), "Command["), 0u);
 }
 
 } // namespace

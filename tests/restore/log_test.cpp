@@ -51,6 +51,7 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
   } cases[] = {
       {{0, 0x106, 4, 2, ids, &volume, 0}, "GENERIC COMMAND = 106", "<Object>None</Object>"},
       {{0, 5, 4, 0, nullptr, nullptr, 0}, "IMPORT_FOREIGN", "<Object>LogicalDisk</Object>"},
+      {{2, 0, 7, 0, nullptr, nullptr, 0}, "GENERIC COMMAND = 0", ""},
       {{2, 2, 4, 1, unknown, nullptr, 0}, "DELETE", "<VD><TargetId>7</TargetId></VD>"},
       {{2, 3, 4, 2, ids, &volume, 0},
        "CREATE",
@@ -83,8 +84,17 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
     all += text + world.log();
     world.expectBalanced();
   }
+  _RestoreLogCreateDetailNode(&cases[0].block, nullptr);
   setCurrentDisks(/* disks= */ nullptr, 0);
   EXPECT_EQ(countOf(all, "ppp"), 0u) << "a passphrase was written";
+}
+
+TEST(RestoreLog, IsNoneWithoutTheXmlService) {
+  World world(WORLD_OPTIONS{.preset = nullptr, .xmlService = false});
+  RESTORE_LOG log = {};
+  _RestoreLogInit(RUN_MODE_RESTORE, &log);
+  EXPECT_EQ(log.Root, nullptr);
+  EXPECT_EQ(countOf(world.log(), "Error in getXMLProto"), 1u);
 }
 
 TEST(RestoreLog, IsHandedOverFromItsRootOnAndPrintedInPiecesOfAHundred) {
@@ -119,6 +129,7 @@ TEST(RestoreLog, IsHandedOverFromItsRootOnAndPrintedInPiecesOfAHundred) {
   EXPECT_EQ(output.Size, text.size() + 1);
   world.services->FreePool(output.Data);
   FreeXMLNode(root);
+  PrintRestoreLog(nullptr);
   for (size_t length : {99u, 200u}) {
     world.clearLog();
     PrintRestoreLog(std::string(length, 'x').c_str());

@@ -24,6 +24,7 @@ static const struct {
      0xFFFFFF00, 0xFFFFFF00, EFI_SUCCESS, "PreserveVDConfig:TRUE:*Mode FFFFFF00"},
     {"mode in lower case", "<StopOnError>True</StopOnError><Mode>restore</Mode>", 0, 0x18, EFI_INVALID_PARAMETER,
      "ERROR parseRunTimeXML: Node content is invalid: restore"},
+    {"mode without text", "<Mode/>", 0, 8, EFI_INVALID_PARAMETER, "ERROR parseRunTimeXML: Node content is invalid: "},
     {"stop without a truth value", "<StopOnError>Yes</StopOnError>", 0, 8, EFI_INVALID_PARAMETER, "invalid: Yes"},
     {"empty Raid", "<Raid/><Mode>Restore</Mode>", 0, 8, EFI_INVALID_PARAMETER, "No children for PreserveVDConfig"},
     {"Raid without a truth value", "<Raid><P>false</P></Raid>", 0, 8, EFI_INVALID_PARAMETER,
@@ -53,4 +54,22 @@ TEST(RunTime, OptionsSetTheirBits) {
   }
   EXPECT_EQ(name(parseRunTimeXML(nullptr, &flags)), name(EFI_INVALID_PARAMETER));
   EXPECT_EQ(name(parseRunTimeXML("<RunMode/>", nullptr)), name(EFI_INVALID_PARAMETER));
+}
+
+static decltype(XML_PROTOCOL::Parse) g_parse;
+static EFI_STATUS EFIAPI parseAndFail(XML_PROTOCOL *service, const CHAR8 *text, XML_NODE **root) {
+  g_parse(service, text, root);
+  return EFI_VOLUME_CORRUPTED;
+}
+
+TEST(RunTime, TheServicesWordCounts) {
+  UINT32 flags = 0;
+  World world(WORLD_OPTIONS{.preset = nullptr});
+  getXMLProto();
+  g_parse = g_xmlProtocol->Parse;
+  g_xmlProtocol->Parse = parseAndFail;
+  EXPECT_EQ(name(parseRunTimeXML("<RunMode><Mode>Restore</Mode></RunMode>", &flags)), name(EFI_VOLUME_CORRUPTED));
+  EXPECT_EQ(flags, 0u);
+  g_xmlProtocol->Parse = g_parse;
+  world.expectBalanced();
 }

@@ -3,16 +3,18 @@
 #include <memory>
 
 #include "driver/controller/controller.h"
+#include "driver/xml/xml.h"
 #include "tests/support/world.h"
 
 // What fails in a run. 0: nothing of that kind. A second one counts from the first.
 struct FAILURE {
-  uint64_t allocation;
-  uint64_t secondAllocation;
-  uint64_t command;
-  uint64_t secondCommand;
-  FAIL_MODE mode;
+  uint64_t allocation = 0;
+  uint64_t secondAllocation = 0;
+  uint64_t command = 0;
+  uint64_t secondCommand = 0;
+  FAIL_MODE mode = FAIL_MODE::once;
   const SIM_FAULT *answer = nullptr; // the shape of the command's answer instead
+  uint64_t element = 0;              // of the XML service, whose elements share their memory
 };
 
 // In what shapes an answer may come that is none, too little or a little more.
@@ -34,9 +36,30 @@ static EFI_STATUS EFIAPI executeUntidily(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOC
   return status;
 }
 
+static decltype(XML_PROTOCOL::CreateNode) g_createNode;
+static struct {
+  uint64_t nth, made, failed;
+  FAIL_MODE mode;
+} g_elements;
+
+static EFI_STATUS EFIAPI createNodeOrFail(XML_PROTOCOL *service, const CHAR8 *name, XML_NODE **node) {
+  ++g_elements.made;
+  if (g_elements.made == g_elements.nth ||
+      (g_elements.made > g_elements.nth && g_elements.mode == FAIL_MODE::fromThenOn)) {
+    ++g_elements.failed;
+    return EFI_OUT_OF_RESOURCES;
+  }
+  return g_createNode(service, name, node);
+}
+
+uint64_t failedElements() {
+  return g_elements.failed;
+}
+
 static std::string describe(const FAILURE &failure) {
   return "allocations " + std::to_string(failure.allocation) + "+" + std::to_string(failure.secondAllocation) +
-         ", commands " + std::to_string(failure.command) + "+" + std::to_string(failure.secondCommand) +
+         ", element " + std::to_string(failure.element) + ", commands " + std::to_string(failure.command) + "+" +
+         std::to_string(failure.secondCommand) +
          (failure.answer == nullptr ? "" : ", shape " + std::to_string(failure.answer - g_shapes)) +
          (failure.mode == FAIL_MODE::once ? "" : " and all later ones");
 }
@@ -73,9 +96,18 @@ static uint64_t run(const SWEEP &sweep, std::unique_ptr<World> &world, const FAI
       simFailCommand(world->sim, nth, failure.mode == FAIL_MODE::once, sweep.commandStatus);
     }
   }
+  g_elements = {failure.element, 0, 0, failure.mode};
+  if (failure.element != 0) {
+    getXMLProto();
+    g_createNode = g_xmlProtocol->CreateNode;
+    g_xmlProtocol->CreateNode = createNodeOrFail;
+  }
   EFI_STATUS status = sweep.operation(*world);
+  if (failure.element != 0) {
+    g_xmlProtocol->CreateNode = g_createNode;
+  }
   world->firmware.failAllocation(0);
-  uint64_t failed = world->firmware.pool().failedAllocations - before;
+  uint64_t failed = world->firmware.pool().failedAllocations - before + failedElements();
   if (world->sim != nullptr) {
     failed += world->sim->faultHits;
     simClearFaults(world->sim);
@@ -89,23 +121,27 @@ static uint64_t run(const SWEEP &sweep, std::unique_ptr<World> &world, const FAI
   return testing::Test::HasFailure() ? 0 : failed;
 }
 
-static void sweepBoth(const SWEEP &sweep, bool commands) {
+static void sweepBoth(const SWEEP &sweep, uint64_t FAILURE::*what) {
   for (FAIL_MODE mode : {FAIL_MODE::once, FAIL_MODE::fromThenOn}) {
     std::unique_ptr<World> world;
-    uint64_t nth = 1;
-    while (run(sweep, world, {commands ? 0 : nth, 0, commands ? nth : 0, 0, mode}) != 0) {
-      ++nth;
+    FAILURE failure = {.mode = mode};
+    for (failure.*what = 1; run(sweep, world, failure) != 0;) {
+      ++(failure.*what);
     }
-    EXPECT_GT(nth, 1u) << "nothing was ever failed";
+    EXPECT_TRUE(failure.*what > 1 || what == &FAILURE::element) << "nothing was ever failed";
   }
 }
 
 void sweepAllocations(const SWEEP &sweep) {
-  sweepBoth(sweep, /* commands= */ false);
+  sweepBoth(sweep, &FAILURE::allocation);
+}
+
+void sweepElements(const SWEEP &sweep) {
+  sweepBoth(sweep, &FAILURE::element);
 }
 
 void sweepCommands(const SWEEP &sweep) {
-  sweepBoth(sweep, /* commands= */ true);
+  sweepBoth(sweep, &FAILURE::command);
 }
 
 void sweepAnswers(const SWEEP &sweep) {

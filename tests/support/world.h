@@ -113,9 +113,9 @@ private:
   int secretsFreed_ = 0; // blocks
 };
 
-// A run of one operation with the Nth allocation or controller command failing, for N = 1, 2, 3 ..., once each with
-// that one failing and with all from it on, until nothing was left to fail. That last run must give the wanted status
-// and not be the first. After every run the world must be balanced.
+// A run of one operation with the Nth allocation, element or controller command failing, for N = 1, 2, 3 ..., once each
+// with that one failing and with all from it on, until nothing was left to fail. That last run must give the wanted
+// status and not be the first. After every run the world must be balanced.
 struct SWEEP {
   WORLD_OPTIONS world;
   // Runs in a world of its own each time, unless the operation changes nothing, or undoes beforehand what the run
@@ -131,6 +131,9 @@ struct SWEEP {
 };
 
 void sweepAllocations(const SWEEP &sweep);
+// The same with the elements that the driver asks the XML service for, if any, and how many the last run did not get.
+void sweepElements(const SWEEP &sweep);
+uint64_t failedElements();
 void sweepCommands(const SWEEP &sweep);
 // The same with answers that are none, too short or longer than their records.
 void sweepAnswers(const SWEEP &sweep);

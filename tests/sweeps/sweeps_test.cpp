@@ -90,6 +90,10 @@ static void giveKey(SIM_CONTROLLER *sim) {
   sim->key.mode = RAID_KEY_MODE_LKM;
 }
 
+static void leaveFewDisks(SIM_CONTROLLER *sim) {
+  sim->disks.count = 2;
+}
+
 static void makeForeign(SIM_CONTROLLER *sim) {
   const UINT32 ids[] = {1003, 1004};
   EXPECT_EQ(name(simMakeForeign(sim, /* RAID 0 */ 2, ids, 2)), name(EFI_SUCCESS));
@@ -117,11 +121,13 @@ static const STATUSES TEXT = {EFI_OUT_OF_RESOURCES, EFI_DEVICE_ERROR};
 // clang-format off
 static const ROW g_rows[] = {
     {.name = "inventory", .preset = "sas", .prepare = giveKey, .operation = OPERATION::get, .without = TEXT, .pairs = false},
+    {.name = "inventory, no enclosures", .preset = "direct", .prepare = leaveFewDisks, .operation = OPERATION::get, .without = TEXT, .pairs = false},
     {.name = "verify", .operation = OPERATION::verify, .saved = RAID, .without = PARSED},
     {.name = "verify, no document", .operation = OPERATION::verify, .saved = "<raidData><Adapter>", .status = EFI_ABORTED, .without = {}, .refused = {}},
     {.name = "part replaced", .saved = RAID},
     {.name = "restore, preserving", .options = RESTORE, .saved = RAID},
     {.name = "restore, preserving disks", .preset = "direct", .options = RESTORE, .saved = BOOT, .pairs = false},
+    {.name = "rebuild of a virtual disk without disks", .preset = "direct", .options = RESTORE_REBUILD, .saved = adapter(RAID_ADAPTER, "<VD/>"), .pairs = false},
     {.name = "restore of a key's controller", .prepare = giveKey, .options = RESTORE_REBUILD, .saved = RAID},
     {.name = "rebuild", .preset = "direct", .options = RESTORE_REBUILD, .saved = BOOT, .pairs = false},
     {.name = "rebuild, stopping", .preset = "direct", .options = STOPPING, .saved = BOOT, .pairs = false},
@@ -179,7 +185,7 @@ static EFI_STATUS runJudged(World &world, const ROW &row, const KEPT_STATE &star
   uint64_t failedBefore = world.firmware.pool().failedAllocations;
   UINT64 first = simCommandCount(world.sim);
   ANSWER answer = perform(world, row);
-  bool lacksMemory = world.firmware.pool().failedAllocations != failedBefore;
+  bool lacksMemory = world.firmware.pool().failedAllocations != failedBefore || failedElements() != 0;
   bool shaped = world.sim->faultHits != 0 && world.sim->faults[0].kind != SIM_FAULT_STATUS;
   bool refused = world.sim->faultHits != 0 && !shaped;
   EXPECT_TRUE(isAllowed(row, answer.status, lacksMemory, refused, shaped)) << name(answer.status);
@@ -216,6 +222,7 @@ TEST_P(Sweeps, EveryRunIsJudgedAlike) {
   };
   sweep.operation = [&](World &world) { return runJudged(world, row, *start); };
   sweepAllocations(sweep);
+  sweepElements(sweep);
   if (!row.refused.empty()) {
     sweepCommands(sweep);
     sweepAnswers(sweep);

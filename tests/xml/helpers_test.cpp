@@ -26,6 +26,16 @@ TEST(XmlHelpers, ChildrenAndAttributesKeepTheirOrder) {
   FreeXMLNode(root);
   EXPECT_EQ(CreateXMLTextNode("name", nullptr), nullptr);
   EXPECT_EQ(CreateXMLNode(nullptr), nullptr);
+  EXPECT_EQ(XMLNodeToText(nullptr), nullptr);
+  EXPECT_EQ(NewXMLAttribute(nullptr, "value"), nullptr);
+}
+
+TEST(XmlHelpers, WithoutTheServiceNothingIsDone) {
+  World world({.preset = nullptr, .xmlService = false});
+  XML_NODE node = {};
+  FreeXMLNode(&node);
+  EXPECT_EQ(XMLNodeToText(&node), nullptr);
+  EXPECT_EQ(CreateXMLNode("name"), nullptr);
 }
 
 TEST(XmlHelpers, TheServiceIsLocatedOnce) {

@@ -20,4 +20,9 @@ TEST(Records, ACopyOwnsItsTextsAndHasNoList) {
   EXPECT_EQ(copy->VDs, nullptr);
   releaseRecordMembers(copy);
   poolFree(copy);
+  disk.Name = nullptr;
+  copy = static_cast<RAID_PD_RECORD *>(copyRecord(&disk, RAID_OBJECT_PHYSICAL_DISK));
+  EXPECT_TRUE(copy->Name == nullptr && textEqual(copy->FQDD, fqdd));
+  releaseRecordMembers(copy);
+  poolFree(copy);
 }

@@ -25,6 +25,7 @@ TEST(ValueNames, LookupsAreExact) {
   EXPECT_STREQ(GetNameFromValue(6, g_stateTable), "Unknown");
   EXPECT_STREQ(GetNameFromValue(0x100000001ULL, g_stateTable), "Unknown");
   EXPECT_STREQ(GetNameFromValue(1, nullptr), "Unknown");
+  EXPECT_EQ(GetValueFromName("Online", nullptr), VALUE_NOT_FOUND);
 }
 
 TEST(ValueNames, MasksOfAllBitsHaveThoseWithANameAndNoOthers) {
