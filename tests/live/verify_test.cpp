@@ -93,7 +93,7 @@ TEST(Verify, FirmwareIsComparedWithinItsMajorVersion) {
       {u"2a.1", "2.1", 0},
       {u".2", ".1", VERIFY_FW_HIGHER},
       {u"2.1", "", 0},
-      {u"", "2.1", 0}, // null
+      {u"", "2.1", 0},                                                           // null
       {u"2.00000000000000000000000000000001", "2.1", VERIFY_FW_LOWER},           // a piece has 31 characters
       {u"2.18446744073709551616-1", "2.18446744073709551615", VERIFY_FW_HIGHER}, // larger numbers are all the largest
       {u"2.1-0", "2.1", 0},

@@ -90,8 +90,10 @@ static void giveKey(SIM_CONTROLLER *sim) {
   sim->key.mode = RAID_KEY_MODE_LKM;
 }
 
-static void leaveFewDisks(SIM_CONTROLLER *sim) {
-  sim->disks.count = 2;
+static void leaveADisk(SIM_CONTROLLER *sim) {
+  sim->virtualDisks.count = 0;
+  sim->disks.count = 1;
+  sim->disks.items[0].Name[0] = 0; // none
 }
 
 static void makeForeign(SIM_CONTROLLER *sim) {
@@ -121,7 +123,7 @@ static const STATUSES TEXT = {EFI_OUT_OF_RESOURCES, EFI_DEVICE_ERROR};
 // clang-format off
 static const ROW g_rows[] = {
     {.name = "inventory", .preset = "sas", .prepare = giveKey, .operation = OPERATION::get, .without = TEXT, .pairs = false},
-    {.name = "inventory, no enclosures", .preset = "direct", .prepare = leaveFewDisks, .operation = OPERATION::get, .without = TEXT, .pairs = false},
+    {.name = "inventory, no enclosures", .preset = "direct", .prepare = leaveADisk, .operation = OPERATION::get, .without = TEXT, .pairs = false},
     {.name = "verify", .operation = OPERATION::verify, .saved = RAID, .without = PARSED},
     {.name = "verify, no document", .operation = OPERATION::verify, .saved = "<raidData><Adapter>", .status = EFI_ABORTED, .without = {}, .refused = {}},
     {.name = "part replaced", .saved = RAID},
