@@ -7,6 +7,9 @@
 static constexpr const CHAR8 *PARSE_ADAPTER = "parseAdapter";
 
 static EFI_STATUS readAdapter(const XML_NODE *element, RAID_ADAPTER_RECORD *adapter, RAID_CONFIG *config) {
+  if (!makeRoomForAll(element, config)) {
+    return EFI_OUT_OF_RESOURCES;
+  }
   OBJECT_READING reading = {};
   reading.Kind = RAID_OBJECT_ADAPTER;
   reading.Record = adapter;

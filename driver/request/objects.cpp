@@ -4,23 +4,21 @@
 #include "driver/request/reader.h"
 #include "driver/request/request.h"
 
+// parseEnclosure when the configuration has room for its disks.
+static EFI_STATUS parseNestedEnclosure(const XML_NODE *element, RAID_ENCLOSURE_RECORD *record, RAID_CONFIG *config);
+
 static UINT32 objectType(const void *record) {
   return static_cast<const RAID_RECORD_HEADER *>(record)->ObjectType;
 }
 
-// A new zero-filled record that counts from now on, or null without memory.
-template <class T> static T *addRecord(T *&records, UINT32 &count) {
-  return growArray(records, count) ? &records[count++] : nullptr;
-}
+// --- Nested objects, for which there is room; a record that fails counts, since it has members to give back ---
 
 static EFI_STATUS readEnclosure(const XML_NODE *element, RAID_CONFIG *config) {
-  RAID_ENCLOSURE_RECORD *record = addRecord(config->enclosures, config->enclosureCount);
-  return record == nullptr ? EFI_OUT_OF_RESOURCES : parseEnclosure(element, record, config);
+  return parseNestedEnclosure(element, &config->enclosures[config->enclosureCount++], config);
 }
 
 static EFI_STATUS readDisk(const XML_NODE *element, RAID_CONFIG *config) {
-  RAID_PD_RECORD *record = addRecord(config->physicalDisks, config->physicalDiskCount);
-  return record == nullptr ? EFI_OUT_OF_RESOURCES : parsePD(element, record);
+  return parsePD(element, &config->physicalDisks[config->physicalDiskCount++]);
 }
 
 // Counts the disk in its enclosure at once, up to what the count can hold, among the configuration's disks only when it
@@ -30,14 +28,10 @@ static EFI_STATUS readEnclosureDisk(const XML_NODE *element, const FIELD_ROW &ro
   if (!fieldIsFull(reading.Record, row.Count)) {
     fieldStore(reading.Record, row.Count, fieldLoad(reading.Record, row.Count) + 1);
   }
-  if (!growArray(config->physicalDisks, config->physicalDiskCount)) {
-    return EFI_OUT_OF_RESOURCES;
-  }
   RAID_PD_RECORD *record = &config->physicalDisks[config->physicalDiskCount];
   EFI_STATUS status = parsePD(element, record);
   if (EFI_ERROR(status)) {
     releaseRecordMembers(record);
-    zeroBytes(record, sizeof(*record));
     return status;
   }
   ++config->physicalDiskCount;
@@ -45,8 +39,7 @@ static EFI_STATUS readEnclosureDisk(const XML_NODE *element, const FIELD_ROW &ro
 }
 
 static EFI_STATUS readVirtualDisk(const XML_NODE *element, RAID_CONFIG *config) {
-  RAID_VD_RECORD *record = addRecord(config->logicalDisks, config->logicalDiskCount);
-  return record == nullptr ? EFI_OUT_OF_RESOURCES : parseVD(element, record);
+  return parseVD(element, &config->logicalDisks[config->logicalDiskCount++]);
 }
 
 static EFI_STATUS readRow(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading) {
@@ -136,12 +129,20 @@ static EFI_STATUS parseObject(const CHAR8 *function, const XML_NODE *element, OB
   return logExit(function, status);
 }
 
-EFI_STATUS parseEnclosure(const XML_NODE *element, RAID_ENCLOSURE_RECORD *record, RAID_CONFIG *config) {
+static EFI_STATUS parseNestedEnclosure(const XML_NODE *element, RAID_ENCLOSURE_RECORD *record, RAID_CONFIG *config) {
   OBJECT_READING reading = {};
   reading.Kind = RAID_OBJECT_ENCLOSURE;
   reading.Record = config == nullptr ? nullptr : record;
   reading.Config = config;
   return parseObject("parseEnclosure", element, reading);
+}
+
+EFI_STATUS parseEnclosure(const XML_NODE *element, RAID_ENCLOSURE_RECORD *record, RAID_CONFIG *config) {
+  bool isWhole = element != nullptr && record != nullptr && config != nullptr;
+  if (isWhole && !makeRoomForDisks(element, config)) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  return parseNestedEnclosure(element, record, config);
 }
 
 EFI_STATUS parsePD(const XML_NODE *element, RAID_PD_RECORD *record) {

@@ -47,6 +47,11 @@ template <class T> inline bool growArray(T *&array, UINT32 count) {
   return true;
 }
 
+// Makes the configuration's arrays, of which it has none yet, for the records of all that is nested in an "Enclosure"
+// or "Adapter" element; what they hold is undefined until a record is read. False without memory.
+bool makeRoomForDisks(const XML_NODE *enclosure, RAID_CONFIG *config);
+bool makeRoomForAll(const XML_NODE *adapter, RAID_CONFIG *config);
+
 // A zero-filled T for a command, or null without memory. A document may give any command any object, and a controller
 // that goes by the command reads as much as it expects: so every object has room for the largest, the keys of a rekey.
 #define COMMAND_OBJECT_SIZE (2 * sizeof(RAID_KEY_RECORD))
@@ -59,7 +64,7 @@ template <class T> inline T *newCommandObject() {
 struct OBJECT_READING {
   UINT32 Kind; // RAID_OBJECT_TYPE that the object must have
   void *Record;
-  RAID_CONFIG *Config; // receives nested objects; null when the object has none
+  RAID_CONFIG *Config; // receives nested objects and has room for them; null when the object has none
   UINT32 RateCount;    // "Rate" elements so far
   UINT32 LevelCount;   // descriptors at RAIDLevelParams
   bool HasLevelParams; // whether the element came
