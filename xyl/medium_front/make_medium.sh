@@ -62,7 +62,9 @@ used=$(du -sk --apparent-size "$tree" | cut -f 1)
 # Beside its place, so that a failure leaves what was there.
 case $out in
 *.img)
-  size=$((used + used / 8 + 65536)) # KiB, with 64 MiB for results
+  # KiB, with 72 MiB for results: enough for clusters of two sectors, since a directory of clusters that lie apart is not
+  # changed in one write.
+  size=$((used + used / 8 + 73728))
   truncate -s $((size + 2048))K "$work/out"
   sgdisk --clear --new=1:2048:+${size}K --typecode=1:EF00 --change-name=1:raidxyl "$work/out" >/dev/null
   make_fat "$work/out" 1M "$size"
