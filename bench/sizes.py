@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Where the bytes of the images are: bytes by room, from the linker's map and the names that each room's objects define.
+"""Where the bytes of the images are: bytes by room, from the linker's map and the names that each room's objects define. Of
+an image that unpacks itself these are the bytes of what it unpacks.
 
 sizes.py EFI_BUILD...   (build/efi-x64, build/efi-aarch64: prints a table; bench/report.py uses the routines)
 """
@@ -13,9 +14,18 @@ IMAGES = ["RaidXyl", "XmlService", "DebugLog", "RaidSim", "RaidDisks", "RaidHeal
 TEXTS, OTHER = "texts", "other"
 
 
-def image_file(build, image):
-    folder = "efi" if build.name == "efi-x64" else build.name
-    return build.parent / folder / (image + ".efi")
+def image_folder(build):
+    return build.parent / ("efi" if build.name == "efi-x64" else build.name)
+
+
+def image_size(build, image):
+    return (image_folder(build) / (image + ".efi")).stat().st_size
+
+
+def unpacked_file(build, image):
+    """What the image has packed in itself, or None."""
+    file = image_folder(build) / "unpacked" / (image + ".efi")
+    return file if file.exists() else None
 
 
 def room_of(path):
@@ -26,7 +36,8 @@ def room_of(path):
 
 
 def objects_of(build, image):
-    rule = re.search(rf"^build (?:\S*/)?{image}\.efi: (.*)$", (build / "build.ninja").read_text(), re.M)
+    folder = "unpacked/" if unpacked_file(build, image) else ""
+    rule = re.search(rf"^build (?:\S*/)?{folder}{image}\.efi: (.*)$", (build / "build.ninja").read_text(), re.M)
     return [build / word for word in rule[1].split() if word.endswith(".obj")]
 
 
@@ -74,18 +85,22 @@ def read_map(path, names):
 
 
 def measure(build):
-    """For each image: its name, bytes of the file, of code, of read-only data, and bytes by room."""
+    """For each image: its name, bytes of the file, of what it unpacks or 0, of code, of read-only data, and by room."""
     for image in IMAGES:
-        rooms, sections = read_map(build / f"{image}.map", names_by_room(objects_of(build, image)))
-        yield image, image_file(build, image).stat().st_size, sections[".text"], sections[".rdata"], +rooms
+        unpacked = unpacked_file(build, image)
+        map_file = build / (image + ("_unpacked.map" if unpacked else ".map"))
+        rooms, sections = read_map(map_file, names_by_room(objects_of(build, image)))
+        unpacked_size = unpacked.stat().st_size if unpacked else 0
+        yield image, image_size(build, image), unpacked_size, sections[".text"], sections[".rdata"], +rooms
 
 
 def main():
     for build in map(pathlib.Path, sys.argv[1:]):
         print(build.name)
-        for image, size, _, _, rooms in measure(build):
+        for image, size, unpacked, _, _, rooms in measure(build):
             parts = ", ".join(f"{room} {count:,}" for room, count in rooms.most_common())
-            print(f"  {image + '.efi':<15} {size:>7,}  {parts}")
+            whole = f"unpacked {unpacked:,}: " if unpacked else ""
+            print(f"  {image + '.efi':<15} {size:>7,}  {whole}{parts}")
 
 
 if __name__ == "__main__":

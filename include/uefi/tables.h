@@ -19,6 +19,7 @@ UEFI_STATIC_ASSERT(sizeof(EFI_TABLE_HEADER) == 24, "table header size");
 #define EFI_BOOT_SERVICES_SIGNATURE 0x56524553544F4F42ULL
 
 // MemoryType of AllocatePool and AllocatePages.
+#define EfiLoaderCode 1
 #define EfiBootServicesData 4
 
 #define EFI_ALLOCATE_ANY_PAGES 0
