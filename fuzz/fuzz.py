@@ -134,7 +134,7 @@ def main():
     arguments = parser.parse_intermixed_args()
     words = arguments.words
     seconds = int(words.pop(0)) if words and words[0].isdigit() else 60
-    names = words or list(targets())
+    names = list(dict.fromkeys(words)) or list(targets())
     for name in names:
         if name not in targets():
             sys.exit(f"no target {name}; there are: {' '.join(targets())}")
