@@ -2,58 +2,11 @@
 // simulated controller, the status and the log must be what the model says.
 #include <cstdlib>
 
-#include "tests/model/random.h"
+#include "tests/model/judge.h"
 
 static constexpr UINT32 PARTS = 20, STORIES = 500; // in each: short enough for a machine that has other things to do
 static constexpr UINT32 STEPS = 4;
 static constexpr UINT32 AUDIT_EVERY = 50; // a look at all freed memory takes longer than a story
-
-static ANSWER perform(World &world, const CALL &call) {
-  std::string options = optionsText(call), request = requestText(call);
-  const FAULT &fault = call.fault;
-  if (fault.nth != 0) {
-    SIM_FAULT_KIND kind = fault.status == EFI_SUCCESS ? SIM_FAULT_NO_DATA : SIM_FAULT_STATUS;
-    UINT32 command = fault.ofLists ? UINT32{RAID_COMMAND_GET} : SIM_ANY;
-    UINT32 objectType = fault.ofLists ? UINT32{RAID_OBJECT_VIRTUAL_DISK} : SIM_ANY;
-    simAddFault(world.sim, {kind, command, objectType, fault.nth, fault.once, fault.status, 0});
-  }
-  ANSWER answer = world.set({options.c_str(), call.saved != nullptr ? call.saved->text.c_str() : nullptr,
-                             call.hasRequest ? request.c_str() : nullptr});
-  simClearFaults(world.sim);
-  return answer;
-}
-
-// Empty when everything is as the model says.
-static std::string judge(World &world, const CALL &call) {
-  STATE state(world.sim);
-  uint64_t allocations = world.firmware.pool().liveAllocations;
-  UINT64 first = simCommandCount(world.sim);
-  ANSWER answer = perform(world, call);
-  std::string wrong;
-  OUTCOME wanted = expect(state, call, world.sim, first, &wrong);
-  std::string root = call.hasRequest ? "<RaidConfig" : "<RaidRestore";
-  std::string result = name(answer.status) + " " + (answer.hasText ? stepLine(answer.text) : "without a log");
-  std::string wantedResult = name(wanted.status) + " " + (wanted.hasLog ? wanted.log : "without a log");
-  wrong += result == wantedResult ? "" : "result is      " + result + "\nresult must be " + wantedResult + "\n";
-  wrong += answer.hasText && !answer.text.starts_with(root) ? "another log: " + answer.text : "";
-  bool hasMode = call.restore || call.normal;
-  bool freed = answer.optionsFreed && answer.savedFreed == (hasMode && call.saved != nullptr) &&
-               answer.requestFreed == (hasMode && call.hasRequest);
-  wrong += freed ? "" : "the documents were not freed as they must be\n";
-  bool balanced = world.firmware.pool().liveAllocations == allocations && booksBalanced(&world.sim->books);
-  wrong += balanced ? "" : "memory or records were left behind\n";
-  STATE now(world.sim);
-  auto &is = now.virtualDisks.items, &mustBe = state.virtualDisks.items;
-  for (size_t i = 0; i < std::min(is.size(), mustBe.size()); ++i) {
-    auto &size = mustBe[i].record;
-    size.Size = size.Size == 0 ? is[i].record.Size : size.Size;
-  }
-  if (describe(now) != describe(state)) {
-    wrong += "the controller is\n" + describe(now) + "and must be\n" + describe(state);
-  }
-  const CHAR8 *fault = simStateFault(world.sim);
-  return wrong + (fault == nullptr ? "" : fault);
-}
 
 static void tell(World &world, const SIM_ADAPTER &pristine, UINT64 seed) {
   RANDOM random = {seed};
@@ -76,16 +29,6 @@ static void tell(World &world, const SIM_ADAPTER &pristine, UINT64 seed) {
                          << (call.saved != nullptr ? call.saved->text : "")
                          << (call.hasRequest ? requestText(call) : "");
   }
-}
-
-// Only the levels that requests name, so that documents are short.
-static SIM_ADAPTER shortAdapter(SIM_ADAPTER adapter) {
-  adapter.record.SupportedRAIDLevels = 0x2 | 0x4 | 0x40;
-  auto end = std::remove_if(
-      adapter.RAIDLevelParams, adapter.RAIDLevelParams + adapter.levelCount,
-      [&](const RAID_LEVEL_PARAMS &level) { return (level.RAIDLevel & adapter.record.SupportedRAIDLevels) == 0; });
-  adapter.levelCount = static_cast<UINT32>(end - adapter.RAIDLevelParams);
-  return adapter;
 }
 
 class Model : public testing::TestWithParam<UINT32> {};

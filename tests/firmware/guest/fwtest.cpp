@@ -111,6 +111,31 @@ static void runLoad(const ARGUMENTS &arguments) {
   }
 }
 
+// Free pages of the memory map.
+static UINT64 countFreePages() {
+  struct DESCRIPTOR {
+    UINT32 type;
+    UINT64 start, virtualStart, pages, attributes;
+  };
+  constexpr UINT32 CONVENTIONAL = 7;
+  alignas(8) static UINT8 map[16 * EFI_PAGE_SIZE];
+  UINTN size = sizeof(map), key = 0, step = 0;
+  UINT32 version = 0;
+  EFI_STATUS status = g_bootServices->GetMemoryMap(&size, map, &key, &step, &version);
+  check(!EFI_ERROR(status) && step >= sizeof(DESCRIPTOR), u"the memory map: %r", status);
+  UINT64 pages = 0;
+  for (UINTN at = 0; !EFI_ERROR(status) && at < size; at += step) {
+    const DESCRIPTOR *descriptor = reinterpret_cast<const DESCRIPTOR *>(map + at);
+    pages += descriptor->type == CONVENTIONAL ? descriptor->pages : 0;
+  }
+  return pages;
+}
+
+static void runCount(const ARGUMENTS &) {
+  UINTN handles = countWith(/* protocol= */ nullptr);
+  report(u"count %lu %lu", handles, countFreePages());
+}
+
 static void runExit(const ARGUMENTS &arguments) {
   CHAR8 code[9];
   textNarrow(code, arguments.count == 1 ? arguments.values[0] : u"0", 8);
@@ -125,7 +150,7 @@ typedef struct COMMAND {
 
 static constexpr COMMAND g_commands[] = {
     {u"lifecycle", runLifecycle}, {u"platform", runPlatform}, {u"absent", runAbsent}, {u"handle", runHandle},
-    {u"load", runLoad},           {u"unload", runUnload},     {u"exit", runExit},
+    {u"load", runLoad},           {u"unload", runUnload},     {u"count", runCount},   {u"exit", runExit},
 };
 
 extern "C" EFI_STATUS EFIAPI FwTestEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {

@@ -1,0 +1,10 @@
+// Calls of Set_Live against the model.
+#pragma once
+
+#include "tests/model/random.h"
+
+// Makes the call and compares what comes of it with what the model says. Empty when everything is as it must be.
+std::string judge(World &world, const CALL &call);
+
+// The adapter with only the levels that requests name, so that documents are short.
+SIM_ADAPTER shortAdapter(SIM_ADAPTER adapter);

@@ -1,0 +1,202 @@
+#include <nlohmann/json.hpp>
+
+#include "tests/model/judge.h"
+#include "tests/soak/client.h"
+#include "tests/soak/lives.h"
+
+static constexpr UINT32 STEPS = 40;
+
+struct LINE {
+  const char *text;
+  bool reads; // and changes nothing
+};
+
+static const std::vector<LINE> g_lines = {
+    {"get -o a.xml --force", true},
+    {"show", true},
+    {"show --json", true},
+    {"show a.xml --json", true},
+    {"diff a.xml", true},
+    {"diff a.xml --json", true},
+    {"verify a.xml", true},
+    {"plan a.xml", true},
+    {"plan a.xml --rebuild --json", true},
+    {"plan c.xml", true},
+    {"list --json", true},
+    {"identify", true},
+    {"identify %D", true},
+    {"create --level %L --disks %D,%D --show", true},
+    {"apply c.xml --yes --log-file l.xml --force", false},
+    {"apply c.xml --saved a.xml --yes", false},
+    {"restore a.xml --yes --no-backup", false},
+    {"restore a.xml --rebuild --partial --discard-foreign --yes --force", false},
+    {"create --level %L --disks %D,%D --name %N --yes", false},
+    {"create --level %L --disks %D,%D,%D --size 1GB --spare %D --yes", false},
+    {"create --level %L --count 2 --size 100GB --yes", false},
+    {"delete %V --yes", false},
+    {"spare %D --yes", false},
+    {"spare %D --for %V --yes", false},
+    {"spare %D --remove --yes", false},
+    {"key lock --key-id %N --passphrase-file p", false},
+    {"key rekey --key-id %N --passphrase-file p --old-passphrase-file p --yes", false},
+    {"key erase --yes", false},
+    {"set patrolread=manual rebuild=40 --yes", false},
+    {"import --yes", false},
+};
+
+namespace {
+
+class Life {
+public:
+  explicit Life(UINT64 seed)
+      : random_{seed}, world_({.preset = "empty"}), client_(world_), saved_(begin(world_, random_)) {
+    client_.files = {{"a.xml", saved_.text}, {"p", PASSPHRASE "\n"}};
+  }
+  ~Life() { g_figures.peakPool = std::max<unsigned long long>(g_figures.peakPool, world_.firmware.pool().peakBytes); }
+
+  void step() {
+    UINT32 kind = random_.below(100);
+    kind < 30   ? callModel()
+    : kind < 42 ? event()
+    : kind < 47 ? restart("restart")
+    : kind < 52 ? losePower()
+                : runClient();
+  }
+
+private:
+  static SAVED begin(World &world, RANDOM &random) {
+    makeController(world.sim, random, shortAdapter(world.sim->adapter));
+    return save(world, random, /* distorted= */ false);
+  }
+
+  void tell(const std::string &what, const std::string &story) {
+    g_figures.counts[what] += 1;
+    g_story.push_back(story);
+  }
+
+  void callModel() {
+    saved_ = random_.chance(20) ? save(world_, random_, random_.chance(60)) : saved_;
+    CALL call = randomCall(random_, STATE(world_.sim), saved_);
+    tell("calls of Set_Live", optionsText(call) + (call.hasRequest ? requestText(call) : "") +
+                                  (call.saved != nullptr ? " with a document" : ""));
+    ASSERT_EQ(judge(world_, call), "");
+    client_.files["c.xml"] = call.hasRequest ? requestText(call) : "<raidData/>";
+  }
+
+  void event() {
+    // A pulled disk comes back, or there are few left in the end.
+    SIM_CONTROLLER *sim = world_.sim;
+    if (sim->pulledDisks.count != 0 && random_.chance(50)) {
+      UINT32 id = sim->pulledDisks.items[random_.below(sim->pulledDisks.count)].record.ObjectID;
+      UINT8 slot = static_cast<UINT8>(random_.below(6)); // which may be taken
+      tell("disks back", "disk " + std::to_string(id) + " comes to slot " + std::to_string(slot));
+      simReinsertDisk(sim, id, SIM_DIRECT, slot);
+      return;
+    }
+    tell("events", "an event");
+    happen(sim, random_);
+  }
+
+  void restart(const char *what) {
+    tell(what, what);
+    KEPT_STATE before(world_.sim);
+    EXPECT_EQ(name(world_.unloadDriver()), name(EFI_SUCCESS));
+    world_.expectBalanced();
+    EXPECT_EQ(name(world_.loadDriver()), name(EFI_SUCCESS));
+    EXPECT_EQ(name(world_.connect()), name(EFI_SUCCESS));
+    EXPECT_TRUE(before.isIn(world_.sim)) << "a restart changes the controller";
+  }
+
+  // From some command on nothing arrives any more; then everything starts anew.
+  void losePower() {
+    simFailCommand(world_.sim, 1 + random_.below(40), /* once= */ false, EFI_DEVICE_ERROR);
+    runLine(pickHindered(), /* isHindered= */ true);
+    simClearFaults(world_.sim);
+    restart("power cuts");
+  }
+
+  void runClient() {
+    UINT32 fault = random_.below(10);
+    if (fault == 0) {
+      world_.firmware.failAllocation(1 + random_.below(3000));
+    } else if (fault == 1) {
+      simFailCommand(world_.sim, 1 + random_.below(40), random_.chance(70), EFI_DEVICE_ERROR);
+    }
+    runLine(fault < 2 ? pickHindered() : random_.oneOf(g_lines), fault < 2);
+    world_.firmware.failAllocation(0);
+    simClearFaults(world_.sim);
+  }
+
+  // A list that cannot read a controller asks the driver for its name, which is then handed out for good.
+  LINE pickHindered() {
+    LINE line = random_.oneOf(g_lines);
+    return std::string(line.text).starts_with("list") ? g_lines[0] : line;
+  }
+
+  void runLine(const LINE &line, bool isHindered) {
+    STATE before(world_.sim);
+    IDS disks, volumes;
+    for (const SIM_DISK &disk : before.disks.items) {
+      disks.push_back(disk.record.ObjectID);
+    }
+    for (const SIM_VIRTUAL_DISK &volume : before.virtualDisks.items) {
+      volumes.push_back(volume.record.ObjectID);
+    }
+    std::string text = SoakClient::fill(line.text, random_, disks, volumes), verb = text.substr(0, text.find(' '));
+    tell("xyl " + verb, text + (isHindered ? " (hindered)" : ""));
+    uint64_t allocations = world_.firmware.pool().liveAllocations;
+    XYL_OUTCOME outcome = client_.run(text);
+    g_story.back() += ": " + std::to_string(outcome);
+    g_figures.counts["changes by xyl that succeeded"] += !line.reads && outcome == XYL_SUCCESS ? 1 : 0;
+    EXPECT_EQ(world_.firmware.pool().liveAllocations, allocations) << "memory was left";
+    EXPECT_TRUE(booksBalanced(&world_.sim->books));
+    EXPECT_EQ((client_.out + client_.errors).find(PASSPHRASE), std::string::npos);
+    EXPECT_LT(outcome, XYL_OUTCOME_COUNT);
+    EXPECT_TRUE(!line.reads || before.isIn(world_.sim)) << "a command that only reads changed the controller";
+    if (outcome == XYL_USAGE || outcome == XYL_NOT_FOUND) {
+      EXPECT_TRUE(before.isIn(world_.sim)) << client_.errors;
+    }
+    if (!isHindered) {
+      checkDone(verb, text, outcome, before);
+    }
+  }
+
+  // What a command that was left in peace says is true.
+  void checkDone(const std::string &verb, const std::string &text, XYL_OUTCOME outcome, const STATE &before) {
+    const SIM_CONTROLLER *sim = world_.sim;
+    bool isDone = outcome == XYL_SUCCESS;
+    bool isSingle = verb == "create" ? text.find("--spare") == std::string::npos
+                                     : verb == "delete" || verb == "spare" || verb == "key" || verb == "import";
+    EXPECT_TRUE(isDone || !isSingle || before.isIn(sim)) << "refused and changed: " << client_.errors;
+    if (isDone && verb == "create") {
+      bool isShown = text.find("--show") != std::string::npos;
+      EXPECT_EQ(sim->virtualDisks.count, before.virtualDisks.items.size() + (isShown ? 0 : 1)) << client_.errors;
+    } else if (isDone && verb == "delete") {
+      EXPECT_EQ(sim->virtualDisks.count + 1, before.virtualDisks.items.size()) << client_.errors;
+    } else if (isDone && verb == "import") {
+      EXPECT_EQ(sim->foreignDisks.count, 0U) << client_.errors;
+    } else if (isDone && verb == "get") {
+      EXPECT_EQ(client_.run("diff a.xml"), XYL_SUCCESS) << client_.errors;
+      EXPECT_EQ(client_.run("verify a.xml"), XYL_SUCCESS) << client_.errors;
+    } else if (isDone && verb == "restore" && text.find("--rebuild") != std::string::npos) {
+      EXPECT_NE(client_.run("diff a.xml"), XYL_FAILED) << client_.errors;
+    }
+    if (text.find("--json") != std::string::npos && outcome <= XYL_DIFFERENT) {
+      EXPECT_TRUE(nlohmann::json::accept(client_.out)) << client_.out;
+    }
+  }
+
+  RANDOM random_;
+  World world_;
+  SoakClient client_;
+  SAVED saved_;
+};
+
+} // namespace
+
+void liveSimulated(unsigned long long seed) {
+  Life life(seed);
+  for (UINT32 i = 0; i < STEPS && !testing::Test::HasFailure(); ++i) {
+    life.step();
+  }
+}
