@@ -209,7 +209,7 @@ TEST(Names, DriverAndController) {
   void *record = world.sim->books.out.items[world.sim->books.out.count - 1].data;
   world.sim->protocol.FreeRecords(&world.sim->protocol, record, 1);
 
-  EXPECT_EQ(controllerName(world.controller, world.controller), EFI_UNSUPPORTED);
+  EXPECT_EQ(controllerName(world.controller, world.driver), EFI_UNSUPPORTED);
   EXPECT_EQ(controllerName(nullptr), EFI_INVALID_PARAMETER);
   auto getName = g_componentName2.GetControllerName;
   EXPECT_EQ(getName(nullptr, world.controller, nullptr, "en", &name), EFI_INVALID_PARAMETER);

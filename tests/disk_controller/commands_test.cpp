@@ -1,4 +1,5 @@
 // Commands that change what the disks keep: what is written for what is asked, and what is refused before a write.
+#include "providers/disk_controller/settings.h"
 #include "tests/disk_controller/machine.h"
 
 #include <cstring>
@@ -126,7 +127,9 @@ TEST(DiskCommands, WhatACreateWrites) {
     EXPECT_EQ(name(create(machine, row.wish, ids)), name(EFI_SUCCESS));
     EXPECT_EQ(volumeOn(disks), row.wanted);
     EXPECT_TRUE(machine.book.unflushed.empty());
-    EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {1})), name(EFI_SUCCESS));
+    RAID_VD_RECORD other = recordOf({.level = 0, .size = 7 * MIB});
+    EXPECT_EQ(name(machine.run(RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, {1}, &other)), name(EFI_UNSUPPORTED));
+    EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {1, 1})), name(EFI_SUCCESS));
     EXPECT_EQ(volumeOn(disks), "none");
   }
 }
@@ -159,6 +162,7 @@ TEST(DiskCommands, RefusedCreates) {
       {{.level = FIVE, .stripe = RAID_STRIPE_SIZE_2KB}, idsOf({0, 1, 2}), EFI_UNSUPPORTED, "stripe"},
       {{.level = FIVE, .spans = 3, .each = 1}, idsOf({0, 1, 2}), EFI_UNSUPPORTED, "spans"},
       {{.level = RAID_LEVEL_10, .spans = 3, .each = 2}, idsOf({0, 1, 2, 3}), EFI_INVALID_PARAMETER, "spans"},
+      {{.level = RAID_LEVEL_10, .spans = 2, .each = 1}, idsOf({0, 1, 2, 3}), EFI_INVALID_PARAMETER, "make up"},
       {{.level = FIVE, .cache = RAID_CACHE_IO_CACHED}, idsOf({0, 1, 2}), EFI_UNSUPPORTED, "cache"},
       {{.level = FIVE, .access = 5}, idsOf({0, 1, 2}), EFI_INVALID_PARAMETER, "access"},
       {{.level = FIVE, .name = u"seventeen.letters"}, idsOf({0, 1, 2}), EFI_INVALID_PARAMETER, "16"},
@@ -189,6 +193,7 @@ TEST(DiskCommands, RefusedCreates) {
 TEST(DiskCommands, DisksThatChange) {
   constexpr UINT32 SPARE = 1025003, OTHER = 1025004;
   DISKS disks = blankDisks(5);
+  disks[4].sectors -= 2048;
   {
     Machine machine(disks);
     machine.mayWrite = true;
@@ -201,6 +206,7 @@ TEST(DiskCommands, DisksThatChange) {
         {changeDisk(machine, 1025000, RAID_HOTSPARE_GLOBAL), EFI_ACCESS_DENIED},
         {changeDisk(machine, SPARE, RAID_HOTSPARE_DEDICATED), EFI_INVALID_PARAMETER},
         {changeDisk(machine, SPARE, RAID_HOTSPARE_DEDICATED, 0, {9}), EFI_NOT_FOUND},
+        {changeDisk(machine, OTHER, RAID_HOTSPARE_DEDICATED, 0, {1}), EFI_VOLUME_FULL},
         {changeDisk(machine, SPARE, 3), EFI_INVALID_PARAMETER},
         {changeDisk(machine, SPARE, RAID_HOTSPARE_NONE, RAID_STATE_FAILED), EFI_INVALID_PARAMETER},
         {changeDisk(machine, 9000000, RAID_HOTSPARE_NONE, RAID_STATE_FAILED), EFI_NOT_FOUND},
@@ -211,7 +217,8 @@ TEST(DiskCommands, DisksThatChange) {
     }
     EXPECT_EQ(machine.book.writes, writes);
     EXPECT_EQ(name(changeDisk(machine, SPARE, RAID_HOTSPARE_DEDICATED, 0, {1})), name(EFI_SUCCESS));
-    EXPECT_EQ(name(changeDisk(machine, SPARE, RAID_HOTSPARE_GLOBAL)), name(EFI_SUCCESS));
+    // As one was saved that had failed.
+    EXPECT_EQ(name(changeDisk(machine, SPARE, RAID_HOTSPARE_GLOBAL, RAID_STATE_FAILED)), name(EFI_SUCCESS));
     EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_0}, {SPARE})), name(EFI_ACCESS_DENIED));
   }
   disks[1].kept.clear();
@@ -330,6 +337,15 @@ TEST(DiskCommands, Adapter) {
   for (const char *word : {"<LearnMode>Warn", "<Name>Rebuild", "<Value>40", "<RAIDLevel>RAID 1<"}) {
     EXPECT_NE(text.find(word), std::string::npos) << word;
   }
+  changeDisks(disks, [](DDF_COPY &copy, size_t) {
+    ddfControllerData(copy)->vendorData[offsetof(SETTINGS, Modes)] = RAID_MODE_PRESENT | 0x1F;
+  });
+  EXPECT_EQ(machine.get().text, text); // a mode without a meaning is as it was
+  settings.LearnMode = 0;
+  settings.Rates[3].EditableValue = 50 << RAID_RATE_VALUE_SHIFT;
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, {}, &settings)), name(EFI_SUCCESS));
+  text = machine.get().text;
+  EXPECT_EQ(countOf(text, "<Name>Rebuild") + countOf(text, "<Value>50"), 2U);
   changeDisks(disks, [](DDF_COPY &copy, size_t) { copy.header.foreignFlag = 1; });
   EXPECT_EQ(name(machine.run(RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER)), name(EFI_SUCCESS));
   EXPECT_EQ(volumeOn(disks), "none");

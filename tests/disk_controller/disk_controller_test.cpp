@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <regex>
+#include <set>
 
 namespace {
 
@@ -89,6 +90,28 @@ TEST(DiskController, DisksThatCannotBeUsed) {
   machine.devices[1]->media().MediaPresent = 0;
   machine.devices[2]->media().LogicalPartition = 1;
   EXPECT_EQ(countOf(condensed(machine.get().text), "\nPD "), 3U);
+}
+
+// Places that one number cannot tell apart, and sets that came together.
+TEST(DiskController, IdsAreUnique) {
+  DISKS disks = loadDisks(GOLDEN_DIR "/levels.disks");
+  DISKS more = loadDisks(GOLDEN_DIR "/alone.disks");
+  size_t first = disks.size();
+  disks.insert(disks.end(), more.begin(), more.end());
+  disks.resize(102);
+  Machine machine(disks);
+  changeDisks(disks, [=](DDF_COPY &copy, size_t disk) {
+    DDF_VD_ENTRY *entry = ddfVdEntry(copy, 0);
+    entry->number = disk < first ? entry->number : 112; // as another set's
+  });
+  std::string text = machine.get().text;
+  for (const char *id : {"ObjectID", "TargetID"}) {
+    std::set<std::string> seen;
+    const std::regex element(std::string("<") + id + ">([0-9]+)");
+    for (std::sregex_iterator at(text.begin(), text.end(), element), end; at != end; ++at) {
+      EXPECT_TRUE(seen.insert((*at)[1]).second) << id << " " << (*at)[1];
+    }
+  }
 }
 
 // A caller of the protocol: odd blocks, ids, and what is given back.

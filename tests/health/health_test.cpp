@@ -20,13 +20,15 @@ static LANGUAGES readList(const uint8_t *list) {
     std::memcpy(&word, list + at, sizeof word);
     std::memcpy(&offset, list + at + 8, sizeof offset);
     uint32_t length = word & 0xFFFFFF;
-    for (uint32_t i = at + offset; word >> 24 == 4 && list[i] == 0x14; i += 3) { // kind and NUL
+    uint32_t i = at + offset;
+    for (; word >> 24 == 4 && list[i] == 0x14; i += 3) { // kind and NUL
       std::string text;
       for (char16_t unit = 0; std::memcpy(&unit, list + i + 1, 2), unit != 0; i += 2) {
         text += static_cast<char>(unit);
       }
       languages[reinterpret_cast<const char *>(list + at + 46)].push_back(text);
     }
+    EXPECT_TRUE(word >> 24 != 4 || (list[i] == 0 && i + 1 == at + length));
     at += length;
     EXPECT_EQ(at == size, word >> 24 == 0xDF);
   }
@@ -90,6 +92,8 @@ TEST_F(Health, SaysWhatIsWrongUntilItIsForgotten) {
   ASSERT_EQ(simPullDisk(sim, 1012), EFI_SUCCESS);
   ASSERT_EQ(simPullDisk(sim, 1016), EFI_SUCCESS);
   ASSERT_EQ(simPullDisk(sim, 1017), EFI_SUCCESS);
+  ASSERT_EQ(simSwapDisks(sim, 1003, 1006), EFI_SUCCESS); // ids out of order
+  simFindDisk(sim, 1020)->record.State = RAID_STATE_DEGRADED;
   simFindVirtualDisk(sim, 5)->Name[0] = 0;
   EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
   EXPECT_EQ(health, EfiDriverHealthStatusHealthy);
@@ -101,7 +105,7 @@ TEST_F(Health, SaysWhatIsWrongUntilItIsForgotten) {
                           "Virtual disk System, RAID 1: Degraded", "Virtual disk Archive, RAID 10: Degraded",
                           "Virtual disk Archive, RAID 10: 1 of 4 disks missing", "Virtual disk 5, RAID 1: Offline",
                           "Virtual disk 5, RAID 1: 2 of 2 disks missing", "Physical Disk 0:0: Failed",
-                          "Foreign configuration on disks: 2"}));
+                          "Disk 1020: Degraded", "Foreign configuration on disks: 2"}));
   language = "de-DE";
   EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
   EXPECT_EQ(messages.at(0), "Virtuelles Laufwerk System, RAID 1: eingeschr\xE4nkt");
@@ -114,6 +118,14 @@ TEST_F(Health, AnswersBadQuestionsAndSilentControllers) {
   ASSERT_TRUE(simFailKind(world.sim, RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, EFI_DEVICE_ERROR));
   EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
   EXPECT_EQ(messages, std::vector<std::string>{"The controller does not answer: Device Error"});
+  SIM_CONTROLLER *well = nullptr;
+  EFI_HANDLE second = nullptr;
+  ASSERT_EQ(simCreate("empty", &well), EFI_SUCCESS);
+  ASSERT_EQ(simInstall(well, &second), EFI_SUCCESS);
+  EXPECT_EQ(name(ask(nullptr)), name(EFI_SUCCESS));
+  EXPECT_EQ(health, EfiDriverHealthStatusFailed); // of any
+  EXPECT_EQ(simUninstall(well), EFI_SUCCESS);
+  simDestroy(well);
 }
 
 TEST_F(Health, FailsWithoutMemoryAndKeepsNothing) {

@@ -304,6 +304,44 @@ TEST(Inventory, ANameIsCutAtItsLength) {
   FreeXMLNode(parent);
 }
 
+decltype(XML_PROTOCOL::CreateNode) g_createNode;
+std::string g_unmade;
+
+EFI_STATUS EFIAPI createAllBut(XML_PROTOCOL *service, const CHAR8 *name, XML_NODE **node) {
+  *node = nullptr;
+  return name == g_unmade ? EFI_OUT_OF_RESOURCES : g_createNode(service, name, node);
+}
+
+// Our service has memory for many elements at a time, another one need not.
+TEST(Inventory, AnObjectWithoutItsElementEndsTheDocument) {
+  World world({.preset = nullptr, .connect = false});
+  RAID_ADAPTER_RECORD adapter = makeAdapter();
+  RAID_PD_RECORD disk = makeDisk(1, 9);
+  auto enclosure = newRecord<RAID_ENCLOSURE_RECORD>(RAID_OBJECT_ENCLOSURE);
+  enclosure.DeviceID = 9;
+  RAID_VD_RECORD volume = {};
+  RAID_CONFIG config = {};
+  config.adapter = &adapter;
+  config.enclosures = &enclosure;
+  config.physicalDisks = &disk;
+  config.logicalDisks = &volume;
+  config.physicalDiskCount = config.logicalDiskCount = 1;
+  documentOf(config); // the service is found
+  g_createNode = g_xmlProtocol->CreateNode;
+  g_xmlProtocol->CreateNode = createAllBut;
+  for (UINT32 enclosures : {0, 1}) {
+    config.enclosureCount = enclosures;
+    for (const char *name : {"Enclosure", "PD", "VD"}) {
+      g_unmade = name;
+      CHAR8 *text = nullptr;
+      bool isThere = g_unmade != "Enclosure" || enclosures != 0;
+      EXPECT_EQ(cacheToXML(&config, &text), isThere ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS) << name;
+      poolFree(text);
+    }
+  }
+  g_xmlProtocol->CreateNode = g_createNode;
+}
+
 TEST(Inventory, ArgumentsAndTheXmlServiceMustBeThere) {
   World world({.preset = nullptr, .xmlService = false, .connect = false});
   CHAR8 *text = nullptr;

@@ -242,6 +242,8 @@ REFUSED = (  # method, URI, body, status, message, property
     ("POST", VOLUMES, {**PAIR, "Name": "a", "DisplayName": "b"}, 400, "PropertyValueConflict", "DisplayName"),
     ("POST", VOLUMES, {**PAIR, "Links": {"Drives": [drive(1001), drive(1018)]}}, 400, "PropertyValueResourceConflict",
      "Links/Drives"),
+    ("POST", VOLUMES, {**PAIR, "Links": {**PAIR["Links"], "DedicatedSpareDrives": [drive(1019)]}}, 400,
+     "PropertyValueConflict", "Links/DedicatedSpareDrives"),
     ("POST", VOLUMES, {**PAIR, "Links": {"Drives": [drive(1018), drive(1018)]}}, 400, "PropertyValueNotInList",
      "Links/Drives"),
     ("POST", VOLUMES, {**PAIR, "RAIDType": "RAID60"}, 400, "GeneralError", ""),  # of the controller itself

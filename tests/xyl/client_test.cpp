@@ -280,7 +280,12 @@ TEST(Xyl, ImportComesBeforeARebuild) {
        "0 !mv foreign.json lab.json; xyl sim pull lab.json 1003",
        "1 plan saved.xml --controller lab.json => \"Data\", RAID 5, 4.00 TB: 3 of its 4 disks are here",
        "1 " + rebuild + " --discard-foreign => foreign configurations, on disks 1001, 1002, 1004|\"Data\" removed",
-       "0 show --controller lab.json => Virtual disks: 3\n"});
+       "0 show --controller lab.json => Virtual disks: 3\n", "0 sim new --preset sas host.json",
+       "0 get --controller host.json -o host.xml", "0 sim foreign host.json 0 1003 1004",
+       "0 plan host.xml --rebuild --controller host.json => lose their contents: 1001, 1002, 1003, 1004",
+       "0 sim replace-adapter host.json",
+       "2 restore host.xml --rebuild --partial --yes --controller host.json => 1 of the saved virtual disks lie on "
+       "foreign"});
 }
 
 TEST(Xyl, ApplyRunsAndReportsAndKeepsTheState) {

@@ -1,5 +1,6 @@
 // Boot media as the host program has them: mistakes in job files, and results in console logs.
 #include "client.h"
+#include "xyl/transcript/transcript.h"
 
 TEST(Jobs, MistakesAreToldWithTheirLine) {
   Client client("empty");
@@ -9,7 +10,8 @@ TEST(Jobs, MistakesAreToldWithTheirLine) {
   client.write("jobs.txt", "again\n# \nlist\r\n\tok:  show \"my\\%SERIAL%.xml\"\nfailed: end reset\ndelete a -c 1\n"
                            "delete \"b c\" --yes -c 03:00.0");
   client.expect({"0 jobs jobs.txt =>    3              list\n|   4  ok:         show my\\%SERIAL%.xml\n|end reset\n|"
-                 "delete a -c 1\n|   7              delete \"b c\" --yes -c 03:00.0\nRuns at every boot.\n"});
+                 "delete a -c 1\n|   7              delete \"b c\" --yes -c 03:00.0\nRuns at every boot.\n",
+                 "0 !xyl jobs jobs.txt | head -n 1 =>    3 "});
   const struct {
     std::string jobs, message;
   } mistakes[] = {
@@ -51,6 +53,30 @@ TEST(Unpack, TakesWholeFilesAndNothingElse) {
   client.expect({"4 unpack log new => left out: c", "0 !test ! -e new/c && cat new/a/b.xml"});
   client.writeEdited("log", whole, "file a\\b.xml\r\n<", "file ..\\b.xml\r\n<");
   client.expect({"4 unpack log new", "0 !test ! -e b.xml"});
+  client.writeEdited("log", whole, "=20\r\n", "");
+  client.expect({"4 unpack log cut => left out: a\\b.xml"});
   client.write("log", "nothing");
   client.expect({"3 unpack log new => no results", "3 unpack none new"});
+}
+
+TEST(Unpack, BringsBackWhatAMediumSaid) {
+  std::string file;
+  for (int i = 0; i < 512; ++i) {
+    file += std::string(static_cast<size_t>(i % 80), 'x') + static_cast<char>(i) + (i % 3 == 0 ? " \n" : "");
+  }
+  std::string log;
+  XYL_HOST host = {};
+  host.Context = &log;
+  host.WriteOut = [](const XYL_HOST *to, const CHAR8 *text, UINTN length) {
+    static_cast<std::string *>(to->Context)->append(text, length);
+  };
+  sayFile(&host, "a", file.data(), file.size());
+  std::istringstream lines(log);
+  for (std::string line; std::getline(lines, line);) {
+    EXPECT_TRUE(line.size() <= 76 && (line.empty() || line.back() != ' ')) << line;
+  }
+  Client client("empty");
+  client.write("log", log);
+  client.expect({"0 unpack log out"});
+  EXPECT_EQ(client.read("out/a"), file);
 }

@@ -7,7 +7,7 @@
 #include "driver/restore/restore.h"
 #include "driver/xml/xml.h"
 #include "tests/support/world.h"
-#include "xyl/plan/plan.h"
+#include "xyl/verdict/verdict.h"
 
 static std::string commandText(UINT32 command, UINT32 objectType, const UINT32 *ids, UINT32 count) {
   std::string text = std::string(GetNameFromValue(command, g_commandTable)) + " " + std::to_string(objectType);
@@ -194,6 +194,47 @@ TEST(Plan, GivesAllBackWhateverFails) {
   sweepCommands(sweep);
 }
 
+// What a controller might have made of a rebuild, and of which controller nobody has one at hand.
+TEST(Plan, KnowsWhoseFaultADifferenceIs) {
+  World world("direct"); // a mirror of 1001 and 1002
+  std::string saved = world.get().text;
+  simSetRate(world.sim, u"Rebuild", 77); // settings are sent
+  RAID_CONFIG *config = nullptr;
+  UINT32 count = 1, flags = 0;
+  RESTORE_PLAN plan = {};
+  ASSERT_EQ(ParseXMLBlob(saved.c_str(), &config, &count), EFI_SUCCESS);
+  ASSERT_EQ(parseRunTimeXML(RESTORE_REBUILD, &flags), EFI_SUCCESS);
+  ASSERT_EQ(planRestore(&world.sim->protocol, config, flags, &plan), EFI_SUCCESS);
+  const std::string online = "<State>Online", member = "<PD>1001", mode = "<CopyBackMode>On w/ SMART</CopyBackMode>";
+  const struct {
+    size_t place, length;
+    const char *now;
+    BLAME blame;
+  } cases[] = {
+      {saved.find(member), member.size(), "<PD>1000", BLAME_RESTORE},
+      {saved.find(online), online.size(), "<State>Failed", BLAME_NOBODY},
+      {saved.rfind(online), online.size(), "<State>Degraded", BLAME_RESTORE},
+      {saved.find(mode), mode.size(), "", BLAME_PLAN},
+  };
+  for (const auto &row : cases) {
+    std::string now = saved;
+    now.replace(row.place, row.length, row.now);
+    XML_NODE *trees[2] = {};
+    VERDICT verdict = {};
+    EXPECT_EQ(g_xmlProtocol->Parse(g_xmlProtocol, saved.c_str(), &trees[0]), EFI_SUCCESS);
+    EXPECT_EQ(g_xmlProtocol->Parse(g_xmlProtocol, now.c_str(), &trees[1]), EFI_SUCCESS);
+    EXPECT_EQ(makeVerdict(plan, trees[0], trees[1], &verdict), EFI_SUCCESS);
+    for (int blame = 0; blame < BLAME_COUNT; ++blame) {
+      EXPECT_EQ(verdict.Counts[blame], blame == row.blame ? 1U : 0U) << row.now << " " << blame;
+    }
+    freeVerdict(&verdict);
+    FreeXMLNode(trees[0]);
+    FreeXMLNode(trees[1]);
+  }
+  freePlan(&plan);
+  releaseConfig(config);
+}
+
 TEST(Plan, GivesReasons) {
   Client client("demo");
   client.expect({
@@ -237,6 +278,13 @@ TEST(Plan, GivesReasons) {
       "0 !sed -i 's|<MaxLDs>|<CopyBackMode>On</CopyBackMode>&|' host.xml",
       "1 plan host.xml --controller host.json => differ: 1; this adapter does not take any, they stay as they are\n"
       "  copy back mode: - -> On\n",
+      "0 !sed -z 's|<Slot>1</Slot>|<Slot/>|; s|<Port>1</Port>|<Port/>|' host.xml > same.xml",
+      "1 plan same.xml --rebuild --controller host.json => NOT CREATED, disk 1001 would stand in for several saved "
+      "ones",
+      // Without WWN and serial number nobody knows.
+      R"(0 !sed -i 's/"WWN": .*"/"WWN": "0x0"/; s/"SerialNumber": .*"/"SerialNumber": ""/' host.json)",
+      "0 !sed -i 's/<WWN>.*</<WWN>0</; s/<SerialNumber>.*</<SerialNumber></' host.xml",
+      "1 plan host.xml --rebuild --controller host.json =>   1001     another disk in the same place\n",
       "4 plan saved.xml --controller host.json => another kind of adapter; nothing was changed",
       "3 plan none.xml --preset demo => cannot read 'none.xml'",
       "4 plan lab.json --preset demo => lab.json is not a well-formed XML document",

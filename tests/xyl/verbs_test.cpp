@@ -110,7 +110,10 @@ TEST(Verbs, RefuseBeforeAnythingIsSent) {
   }
   // What only the controller knows to be wrong.
   client.expect({"0 !cmp lab.json before.json", "0 sim fail-next lab.json identify unsupported",
-                 "4 identify --disk 1003 --controller lab.json => the identification failed on Harrier|Unsupported"});
+                 "4 identify --disk 1003 --controller lab.json => the identification failed on Harrier|Unsupported",
+                 R"(0 !sed -i 's/"MaxLDs": 64/"MaxLDs": 5/; s/^        "HDD",$/&"FDE",/' lab.json)",
+                 "4 create --level 0 --count 1 --controller lab.json => holds 5 virtual disks, as many as it can",
+                 "4 key erase --yes --controller lab.json => the key locks virtual disks 1, 2, 3, 4; 'xyl delete'"});
 }
 
 // Types each answer when its question has come; what the program then shows.
