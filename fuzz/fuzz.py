@@ -20,6 +20,7 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FUZZ = ROOT / "fuzz"
 RESULTS = FUZZ / "RESULTS.md"
+INTERRUPTED = 72  # libFuzzer's exit code then
 ROOM = 32768  # bytes that a target's corpus may grow by at a time
 
 HEAD = """# What the fuzzers ran
@@ -59,7 +60,7 @@ def work_of(name):
 
 
 def run(name, seconds):
-    """What a run came to, or None when it found a fault."""
+    """What a run came to, or None when it found a fault or was stopped."""
     work = work_of(name)
     options = [f"-max_total_time={seconds}", "-timeout=30", "-reload=0", "-print_final_stats=1", f"-artifact_prefix={work}/"]
     with open(work / "log", "wb") as log:
@@ -67,7 +68,8 @@ def run(name, seconds):
                               stdout=log, stderr=subprocess.STDOUT)
     text = (work / "log").read_text(errors="replace")
     if done.returncode != 0:
-        print(f"{name:12} FAULT; {work}/log ends so:", *text.splitlines()[-40:], sep="\n", flush=True)
+        what = "stopped" if done.returncode == INTERRUPTED else "FAULT"
+        print(f"{name:12} {what}; {work}/log ends so:", *text.splitlines()[-40:], sep="\n", flush=True)
         return None
     states = re.findall(r"cov: (\d+) ft: (\d+) corp: (\d+)/", text)
     executions = int(re.search(r"number_of_executed_units: *(\d+)", text)[1])
