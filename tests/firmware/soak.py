@@ -20,9 +20,6 @@ WARM_UP = 15          # rounds, after which everything was done several times
 
 LOAD = [*(fr"run 0x0 load fs0:\{image}.efi" for image in ("DebugLog", "XmlService", "RaidSim")),
         r"run 0x0 fwtest load \RaidXyl.efi"]
-CONNECT = ["run 0x0 connect -r"]
-# Once only: the shell notes the number of every handle that it ever lists.
-CONTROLLER = "handle controller VenHw( dh -v -p 5dd775bd-5638-412e-8b05-57261b96c142"
 BLOCKS = [
     [r"run 0x0 xyl get -o fs0:\out\a.xml --force", r"run 0x0 xyl verify fs0:\out\a.xml", r"run 0x0 xyl diff fs0:\out\a.xml"],
     ["run 0x0 xyl show", "run 0x0 xyl list --json", "run 0x0 xyl identify", "run 0x0 xyl log"],
@@ -30,14 +27,14 @@ BLOCKS = [
     ["run 0x0 xyl spare 302:7 --yes", "run 0x0 xyl spare 302:7 --remove --yes"],
     [r"run 0x0 xyl restore fs0:\out\first.xml --rebuild --partial --yes --no-backup"],
     ["run 0x0 xyl set patrolread=manual --yes", "run 0x0 xyl set patrolread=auto --yes"],
-    ["run 0x0 disconnect %controller%", "run 0x0 connect %controller%"],
-    ["run 0x0 fwtest unload", LOAD[3], *CONNECT],
+    ["run 0x0 fwtest reconnect"],
+    ["run 0x0 fwtest unload", LOAD[3], "run 0x0 fwtest reconnect"],
 ]
 
 
 def jobs(rounds, seed):
     chance = random.Random(seed)
-    lines = [r"run 0x0 rm -q fs0:\fill.bin", *LOAD, *CONNECT, CONTROLLER, r"run 0x0 xyl get -o fs0:\out\first.xml"]
+    lines = [r"run 0x0 rm -q fs0:\fill.bin", *LOAD, "run 0x0 connect -r", r"run 0x0 xyl get -o fs0:\out\first.xml"]
     for _ in range(rounds):
         for block in chance.sample(BLOCKS, 4):
             lines += block
@@ -54,9 +51,10 @@ def faults(counts, rounds):
     said = []
     if len({handles for handles, _ in settled}) != 1:
         said.append(f"the number of handles changes: {sorted({handles for handles, _ in settled})}")
-    before, after = (min(pages for _, pages in part) for part in (settled[:half], settled[half:]))
+    # A page comes and goes; what is lost for good lowers the most that there is.
+    before, after = (max(pages for _, pages in part) for part in (settled[:half], settled[half:]))
     if after < before:
-        said.append(f"at least {before} pages were free in the first half, {after} in the second")
+        said.append(f"at most {before} pages were free in the first half, {after} in the second")
     return said
 
 

@@ -136,6 +136,16 @@ static void runCount(const ARGUMENTS &) {
   report(u"count %lu %lu", handles, countFreePages());
 }
 
+// The shell's own connect keeps a little memory each time.
+static void runReconnect(const ARGUMENTS &) {
+  EFI_HANDLE controller = findController();
+  g_bootServices->DisconnectController(controller, /* DriverImageHandle= */ nullptr, /* ChildHandle= */ nullptr);
+  check(interfaceOn(controller, &g_xylGuid) == nullptr, u"disconnected");
+  EFI_STATUS status = g_bootServices->ConnectController(controller, /* DriverImageHandles= */ nullptr,
+                                                        /* RemainingDevicePath= */ nullptr, /* Recursive= */ 1);
+  check(interfaceOn(controller, &g_xylGuid) != nullptr, u"connected again: %r", status);
+}
+
 static void runExit(const ARGUMENTS &arguments) {
   CHAR8 code[9];
   textNarrow(code, arguments.count == 1 ? arguments.values[0] : u"0", 8);
@@ -149,8 +159,9 @@ typedef struct COMMAND {
 } COMMAND;
 
 static constexpr COMMAND g_commands[] = {
-    {u"lifecycle", runLifecycle}, {u"platform", runPlatform}, {u"absent", runAbsent}, {u"handle", runHandle},
-    {u"load", runLoad},           {u"unload", runUnload},     {u"count", runCount},   {u"exit", runExit},
+    {u"lifecycle", runLifecycle}, {u"platform", runPlatform},   {u"absent", runAbsent},
+    {u"handle", runHandle},       {u"load", runLoad},           {u"unload", runUnload},
+    {u"count", runCount},         {u"reconnect", runReconnect}, {u"exit", runExit},
 };
 
 extern "C" EFI_STATUS EFIAPI FwTestEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
