@@ -84,13 +84,11 @@ private:
   }
 
   void event() {
-    // A pulled disk comes back, or there are few left in the end.
     SIM_CONTROLLER *sim = world_.sim;
-    if (sim->pulledDisks.count != 0 && random_.chance(50)) {
-      UINT32 id = sim->pulledDisks.items[random_.below(sim->pulledDisks.count)].record.ObjectID;
+    if (random_.chance(25)) {                            // or there are few left in the end
       UINT8 slot = static_cast<UINT8>(random_.below(6)); // which may be taken
-      tell("disks back", "disk " + std::to_string(id) + " comes to slot " + std::to_string(slot));
-      simReinsertDisk(sim, id, SIM_DIRECT, slot);
+      tell("new disks", "a new disk for slot " + std::to_string(slot));
+      simInsertDisk(sim, SIM_DIRECT, slot, {600000000000ULL, /* SAS */ 0x20, 0});
       return;
     }
     tell("events", "an event");
