@@ -1,13 +1,10 @@
-// Command lines and job files of any bytes, and files that go over a console. Whatever was typed, a request that is
-// accepted is one that its command takes, and what is told can harm no terminal.
+// Command lines and job files of any bytes. Whatever was typed, a request that is accepted is one that its command
+// takes, and what is told can harm no terminal.
 
-#include <cstring>
 #include <vector>
 
-#include "base/pool.h"
 #include "fuzz/pure.h"
 #include "xyl/jobs/jobs.h"
-#include "xyl/transcript/transcript.h"
 
 static std::string g_out, g_error;
 
@@ -90,44 +87,8 @@ static void checkJobs(const std::string &text, bool again) {
   mustHold(!again || (!isFailure(result) && same == text), "another job file:\n" + same + "instead of\n" + text);
 }
 
-static int digitOf(char letter) {
-  return letter <= '9' ? letter - '0' : letter - 'A' + 10;
-}
-
-// Decodes what stands between the marks as mail programs do.
-static void checkTranscript(const std::string &file) {
-  XYL_HOST host = hostOf(XYL_FRONT_SHELL);
-  sayFile(&host, "file", file.data(), file.size());
-  std::string begin = TRANSCRIPT_FILE "file\n", content, end = TRANSCRIPT_END + std::to_string(file.size()) + " ";
-  size_t at = begin.size(), stop = g_out.rfind(end), column = 0;
-  mustHold(g_out.starts_with(begin) && stop != g_out.npos, "marks");
-  for (; at < stop; ++at) {
-    column = g_out[at] == '\n' ? 0 : column + 1;
-    mustHold(column <= 76 && (g_out[at] == '\n' || (g_out[at] >= ' ' && g_out[at] < 0x7F)), "a line");
-    if (g_out[at] != '=') {
-      content += g_out[at];
-    } else if (g_out[++at] == '\n') {
-      column = 0;
-    } else {
-      content += static_cast<char>(digitOf(g_out[at]) * 16 + digitOf(g_out[at + 1]));
-      ++at, column += 2;
-    }
-  }
-  mustHold(content == file, "another file");
-}
-
 FUZZ_PURE_TARGET(command) {
-  switch (uint8_t kind = input.byte(); kind % 4) {
-  case 0:
-  case 1:
-    return checkLine(kind % 4 == 0 ? XYL_FRONT_HOST : XYL_FRONT_SHELL, input);
-  case 2:
-    return checkJobs(input.text(), /* again= */ false);
-  default:
-    std::string file;
-    while (!input.atEnd()) {
-      file += static_cast<char>(input.byte());
-    }
-    return checkTranscript(file);
-  }
+  uint8_t kind = input.byte() % 4;
+  kind < 2 ? checkLine(kind == 0 ? XYL_FRONT_HOST : XYL_FRONT_SHELL, input)
+           : checkJobs(input.text(), /* again= */ false);
 }

@@ -1,7 +1,6 @@
 // The log and its ring: lines of any mask, function and text, as the driver and as others print them. What is read back
 // are the last whole lines that fit, in order.
 
-#include <algorithm>
 #include <cstring>
 #include <deque>
 
@@ -15,7 +14,6 @@
 constexpr size_t RING = size_t{256} * 1024, LINE = 1024;
 static DEBUG_LOG_PROTOCOL *g_log;
 static DEBUG_LOG_RING_PROTOCOL *g_ring;
-static UINT32 g_level;
 static bool g_fills; // the ring
 static std::deque<std::string> g_lines;
 static size_t g_size, g_printed; // of what is kept, and of all in this run
@@ -33,9 +31,6 @@ static void start() {
 
 // Takes down what the log shall keep of a line.
 static void note(UINT32 mask, const std::string &function, std::string text) {
-  if (mask < g_level && g_level != LOG_TRACE) {
-    return;
-  }
   text = text.substr(0, LINE - 1);
   while (text.ends_with('\n') || text.ends_with('\r')) {
     text.pop_back();
@@ -56,25 +51,12 @@ static void note(UINT32 mask, const std::string &function, std::string text) {
 static void print(FuzzInput &input, UINT32 mask) {
   std::string function = input.text(), text = input.text();
   uint64_t number = input.number(8);
-  char digits[64];
   uint8_t kind = input.byte();
-  switch (kind == 0xFF && g_fills ? 4 : kind % 4) {
+  switch (kind == 0xFF && g_fills ? 2 : kind % 2) {
   case 0:
     LogPrint(mask, function.c_str(), "%a", text.c_str());
     return note(mask, function, text);
-  case 1: {
-    std::u16string wide;
-    for (char letter : text) {
-      wide += static_cast<char16_t>(0x100 | static_cast<unsigned char>(letter)); // none that a line could show
-    }
-    g_log->LogPrint(mask, function.c_str(), u"<%s>", wide.c_str());
-    return note(mask, function, "<" + std::string(text.size(), '?') + ">");
-  }
-  case 2:
-    LogPrint(mask, function.c_str(), "%ld of %u, %lX", number, static_cast<UINT32>(number), number);
-    std::snprintf(digits, sizeof(digits), "%ld of %u, %lX", number, static_cast<UINT32>(number), number);
-    return note(mask, function, digits);
-  case 3: // a text as the format, up to its first conversion
+  case 1: // a text as the format, up to its first conversion
     text = text.substr(0, text.find('%'));
     LogPrint(mask, function.c_str(), text.c_str());
     return note(mask, function, text.substr(0, 127));
@@ -112,18 +94,13 @@ FUZZ_PURE_TARGET(log, LIMITS) {
   constexpr UINT32 LEVELS[] = {LOG_TRACE, LOG_WARN, LOG_ERROR};
   g_fills = input.byte() == 0xFF;
   g_ring == nullptr ? start() : clear();
-  g_ring->SetLevel(g_ring, g_level = LOG_TRACE);
   g_printed = 0;
   g_debugLog = g_log;
   while (!input.atEnd()) {
     uint8_t what = input.byte();
     UINT32 mask = (what & 8) != 0 ? static_cast<UINT32>(input.number(4)) : LEVELS[what / 16 % 3];
-    if (what % 8 < 5) {
+    if (what % 8 < 6) {
       print(input, mask);
-    } else if (what % 8 == 5) {
-      bool isLevel = std::find(LEVELS, LEVELS + 3, mask) != LEVELS + 3;
-      mustHold((g_ring->SetLevel(g_ring, mask) == EFI_SUCCESS) == isLevel, "status of a level");
-      g_level = isLevel ? mask : g_level;
     } else {
       compare();
       what % 8 == 7 ? clear() : void();

@@ -25,27 +25,17 @@ struct TARGET {
 static const TARGET g_targets[] = {FUZZ_TARGETS};
 #undef X
 
-static void replay(const TARGET &target, const std::filesystem::path &file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-  std::printf("%s\n", file.c_str()); // the last one tells who crashed
-  std::fflush(stdout);
-  target.run(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
-}
-
 static int replayAll(const TARGET &target, const std::filesystem::path &folder) {
-  std::set<std::filesystem::path> files;
-  for (const auto &entry : std::filesystem::directory_iterator(folder)) {
-    files.insert(entry.path());
-  }
-  if (files.empty()) {
-    std::printf("%s has no corpus\n", target.name);
-    return 1;
-  }
+  std::set<std::filesystem::path> files(std::filesystem::directory_iterator(folder), {});
+  std::printf("%s: %zu inputs\n", target.name, files.size());
   for (const std::filesystem::path &file : files) {
-    replay(target, file);
+    std::printf("%s\n", file.c_str()); // the last one tells who crashed
+    std::fflush(stdout);
+    std::ifstream stream(file, std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+    target.run(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
   }
-  return 0;
+  return files.empty() ? 1 : 0;
 }
 
 int main(int argc, char **argv) {

@@ -1,180 +1,124 @@
-// Trees made, changed, written, read and released through the XML service, beside plain ones in which the same was
-// done.
+// Trees made, changed, written, read and released through the XML service. What was made stands where it was put, and
+// what is written is read as the same tree.
 
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "base/pool.h"
 #include "base/text.h"
 #include "driver/xml/xml.h"
 #include "fuzz/pure.h"
+#include "host_firmware/state.h"
 
-struct PLAIN {
-  struct ATTRIBUTE {
-    std::string name, value;
-    bool isOwn, hasOwnValue; // not the memory of a parsed document
-  };
-  XML_NODE *node;
-  std::string name, content;
-  bool hasOwnContent = false;
-  std::vector<ATTRIBUTE> attributes = {};
-  PLAIN *parent = nullptr;
-  std::vector<std::unique_ptr<PLAIN>> children = {};
+struct PLACE {
+  XML_NODE *node, *parent;
+  size_t root; // whose tree it is in
 };
-using OWNER = std::unique_ptr<PLAIN>;
 
-static std::vector<OWNER> g_roots;
+static std::vector<XML_NODE *> g_roots;
 
-static size_t sizeOf(const PLAIN &plain) {
+static size_t sizeOf(const XML_NODE *node) {
   size_t size = 1;
-  for (const OWNER &child : plain.children) {
-    size += sizeOf(*child);
+  for (const XML_NODE *child = node->FirstChild; child != nullptr; child = child->NextSibling) {
+    size += sizeOf(child);
   }
   return size;
 }
 
-// The number-th element below, in document order.
-static PLAIN *pick(PLAIN &plain, size_t &number) {
-  PLAIN *found = number-- == 0 ? &plain : nullptr;
-  for (size_t i = 0; i < plain.children.size() && found == nullptr; ++i) {
-    found = pick(*plain.children[i], number);
+// The number-th element of a tree, in document order.
+static PLACE pick(XML_NODE *node, XML_NODE *parent, size_t root, size_t &number) {
+  PLACE found = {number-- == 0 ? node : nullptr, parent, root};
+  for (XML_NODE *child = node->FirstChild; child != nullptr && found.node == nullptr; child = child->NextSibling) {
+    found = pick(child, node, root, number);
   }
   return found;
 }
 
-static PLAIN &rootOf(PLAIN &plain) {
-  return plain.parent == nullptr ? plain : rootOf(*plain.parent);
+static std::string textOr(const CHAR8 *text) {
+  return text == nullptr ? "" : text;
 }
 
-// The tree that plain says; one that was read has no content beside children, and what no document holds is a "?".
-static void compare(const PLAIN &plain, const XML_NODE *node, bool isRead) {
-  std::string content = isRead && !plain.children.empty() ? "" : plain.content;
-  mustHold(plain.name == node->Name && content == (node->Content == nullptr ? "" : node->Content), "name or content");
-  const XML_ATTRIBUTE *attribute = node->Attributes;
-  for (const PLAIN::ATTRIBUTE &row : plain.attributes) {
-    if (attribute == nullptr || row.name != attribute->Name || row.value != attribute->Value) {
-      fuzzFault("attributes");
-    }
-    attribute = attribute->Next;
+// A tree that was read has no content beside children.
+static void compare(const XML_NODE *made, const XML_NODE *read) {
+  std::string content = made->FirstChild != nullptr ? "" : textOr(made->Content);
+  mustHold(textOr(made->Name) == read->Name && content == textOr(read->Content), "name or content");
+  const XML_ATTRIBUTE *a = made->Attributes, *b = read->Attributes;
+  for (; a != nullptr && b != nullptr; a = a->Next, b = b->Next) {
+    mustHold(std::strcmp(a->Name, b->Name) == 0 && std::strcmp(a->Value, b->Value) == 0, "attributes");
   }
-  const XML_NODE *child = node->FirstChild, *last = nullptr;
-  for (const OWNER &row : plain.children) {
-    if (child == nullptr || child->PrevSibling != last) {
-      fuzzFault("children");
-    }
-    compare(*row, child, isRead);
-    last = child;
-    child = child->NextSibling;
+  const XML_NODE *child = made->FirstChild, *twin = read->FirstChild, *last = nullptr;
+  for (; child != nullptr && twin != nullptr; child = child->NextSibling, twin = twin->NextSibling) {
+    mustHold(twin->PrevSibling == last, "children");
+    compare(child, twin);
+    last = twin;
   }
-  mustHold(attribute == nullptr && child == nullptr, "more than was put in");
+  mustHold(a == nullptr && b == nullptr && child == nullptr && twin == nullptr, "more or less than was put in");
 }
 
-// Takes over a tree that was read.
-static OWNER adopt(XML_NODE *node, PLAIN *parent) {
-  auto plain = std::make_unique<PLAIN>(PLAIN{node, node->Name, node->Content == nullptr ? "" : node->Content});
-  plain->parent = parent;
-  for (XML_ATTRIBUTE *attribute = node->Attributes; attribute != nullptr; attribute = attribute->Next) {
-    plain->attributes.push_back({attribute->Name, attribute->Value, false, false});
-  }
-  for (XML_NODE *child = node->FirstChild; child != nullptr; child = child->NextSibling) {
-    plain->children.push_back(adopt(child, plain.get()));
-  }
-  return plain;
+static XML_NODE *made(const std::string &name) {
+  XML_NODE *node = CreateXMLNode(name.c_str());
+  mustHold(node != nullptr && name == node->Name && node->Content == nullptr && node->Attributes == nullptr, "made");
+  return node;
 }
 
-static OWNER takeRoot(const PLAIN &root) {
-  size_t at = 0;
-  while (g_roots[at].get() != &root) {
-    ++at;
+static void linkIn(XML_NODE *parent, XML_NODE *node, bool first) {
+  first ? PushXMLChild(parent, node) : AppendXMLChild(parent, node);
+  const XML_NODE *child = parent->FirstChild;
+  mustHold(child->PrevSibling == nullptr && (!first || child == node), "first child");
+  for (; child->NextSibling != nullptr; child = child->NextSibling) {
+    mustHold(child->NextSibling->PrevSibling == child, "children badly linked");
   }
-  OWNER owner = std::move(g_roots[at]);
-  g_roots.erase(g_roots.begin() + static_cast<ptrdiff_t>(at));
-  return owner;
+  mustHold(first || child == node, "last child");
 }
 
-static void linkIn(PLAIN &parent, OWNER child, size_t place) {
-  XML_NODE *node = child->node;
-  place %= parent.children.size() + 1;
-  child->parent = &parent;
-  if (place == 0) {
-    PushXMLChild(parent.node, node);
-    node->PrevSibling = nullptr;
-  } else if (place == parent.children.size()) {
-    node->NextSibling = nullptr;
-    AppendXMLChild(parent.node, node);
-  } else {
-    XML_NODE *before = parent.children[place - 1]->node;
-    node->NextSibling = before->NextSibling;
-    node->NextSibling->PrevSibling = node;
-    node->PrevSibling = before;
-    before->NextSibling = node;
-  }
-  parent.children.insert(parent.children.begin() + static_cast<ptrdiff_t>(place), std::move(child));
-}
-
-static void linkOut(PLAIN &plain) {
-  XML_NODE *node = plain.node, *next = node->NextSibling;
-  (node->PrevSibling != nullptr ? node->PrevSibling->NextSibling : plain.parent->node->FirstChild) = next;
+static void linkOut(const PLACE &place) {
+  XML_NODE *node = place.node, *next = node->NextSibling;
+  (node->PrevSibling != nullptr ? node->PrevSibling->NextSibling : place.parent->FirstChild) = next;
   next != nullptr ? void(next->PrevSibling = node->PrevSibling) : void();
   node->NextSibling = node->PrevSibling = nullptr;
-  auto &row = plain.parent->children;
-  size_t at = 0;
-  while (row[at].get() != &plain) {
-    ++at;
-  }
-  plain.parent = nullptr;
-  g_roots.push_back(std::move(row[at]));
-  row.erase(row.begin() + static_cast<ptrdiff_t>(at));
+  g_roots.push_back(node);
 }
 
-static void replaceText(CHAR8 *&text, bool &isOwn, const CHAR8 *value) {
-  isOwn ? poolFree(text) : void();
-  text = textDuplicate(value);
-  isOwn = true;
+// What is not memory of a parsed document.
+static void freeOwn(void *memory) {
+  g_firmware->pool.holds(memory) ? poolFree(memory) : void();
 }
 
-static XML_ATTRIBUTE **attributeAt(PLAIN &plain, size_t at) {
-  XML_ATTRIBUTE **link = &plain.node->Attributes;
-  for (; at != 0; --at) {
-    link = &(*link)->Next;
-  }
-  return link;
+static void replaceText(CHAR8 *&text, const std::string &value) {
+  freeOwn(text);
+  text = textDuplicate(value.c_str());
 }
 
 // A name that is there gets another value, or goes.
-static void setAttribute(PLAIN &plain, const std::string &name, const std::string &value, bool goes) {
-  size_t at = 0;
-  while (at < plain.attributes.size() && plain.attributes[at].name != name) {
-    ++at;
+static void setAttribute(XML_NODE *node, const std::string &name, const std::string &value, bool goes) {
+  XML_ATTRIBUTE **link = &node->Attributes;
+  while (*link != nullptr && name != (*link)->Name) {
+    link = &(*link)->Next;
   }
-  if (at == plain.attributes.size()) {
-    AddXMLAttribute(name.c_str(), value.c_str(), plain.node);
-    plain.attributes.push_back({name, value, true, true});
-    return;
+  XML_ATTRIBUTE *attribute = *link;
+  if (attribute == nullptr) {
+    AddXMLAttribute(name.c_str(), value.c_str(), node);
+    mustHold(*link != nullptr && name == (*link)->Name && value == (*link)->Value && (*link)->Next == nullptr, "added");
+  } else if (!goes) {
+    replaceText(attribute->Value, value);
+  } else {
+    *link = attribute->Next;
+    freeOwn(attribute->Value);
+    freeOwn(attribute->Name);
+    freeOwn(attribute);
   }
-  PLAIN::ATTRIBUTE &row = plain.attributes[at];
-  XML_ATTRIBUTE **link = attributeAt(plain, at), *attribute = *link;
-  if (!goes) {
-    row.value = value;
-    return replaceText(attribute->Value, row.hasOwnValue, value.c_str());
-  }
-  *link = attribute->Next;
-  row.hasOwnValue ? poolFree(attribute->Value) : void();
-  row.isOwn ? poolFree(attribute->Name), poolFree(attribute) : void();
-  plain.attributes.erase(plain.attributes.begin() + static_cast<ptrdiff_t>(at));
 }
 
 // Written and read again: a tree of its own.
-static void copyTree(const PLAIN &plain) {
-  CHAR8 *text = XMLNodeToText(plain.node);
+static XML_NODE *copyOf(XML_NODE *node) {
+  CHAR8 *text = XMLNodeToText(node);
   mustHold(text != nullptr, "a tree that is not written");
   XML_NODE *root = nullptr;
   mustHold(g_xmlProtocol->Parse(g_xmlProtocol, text, &root) == EFI_SUCCESS,
            "a text that is not read: " + std::string(text));
   poolFree(text);
-  compare(plain, root, /* isRead= */ true);
-  g_roots.push_back(adopt(root, nullptr));
+  compare(node, root);
+  return root;
 }
 
 static void step(FuzzInput &input) {
@@ -182,35 +126,33 @@ static void step(FuzzInput &input) {
   constexpr size_t MOST = 200;
   uint8_t what = input.byte(), number = input.byte();
   size_t at = number % MOST;
-  PLAIN *plain = nullptr;
-  for (size_t i = 0; i < g_roots.size() && plain == nullptr; ++i) {
-    plain = pick(*g_roots[i], at);
+  PLACE place = {};
+  for (size_t i = 0; i < g_roots.size() && place.node == nullptr; ++i) {
+    place = pick(g_roots[i], nullptr, i, at);
   }
+  XML_NODE *node = place.node;
   const std::string &name = NAMES[what / 8 % 4];
-  if (plain == nullptr || what % 8 == 0) {
-    g_roots.push_back(std::make_unique<PLAIN>(PLAIN{CreateXMLNode(name.c_str()), name, ""}));
-    return;
-  }
-  if (what % 8 == 1) {
-    linkIn(*plain, std::make_unique<PLAIN>(PLAIN{CreateXMLNode(name.c_str()), name, ""}), what / 8);
-  } else if (what % 8 == 2 && plain->parent != nullptr) {
-    linkOut(*plain);
-  } else if (what % 8 == 3 && &rootOf(*plain) != g_roots.back().get()) {
-    linkIn(*plain, takeRoot(*g_roots.back()), what / 8);
+  if (node == nullptr || what % 8 == 0) {
+    g_roots.push_back(made(name));
+  } else if (what % 8 == 1) {
+    linkIn(node, made(name), what / 8 % 2 == 0);
+  } else if (what % 8 == 2 && place.parent != nullptr) {
+    linkOut(place);
+  } else if (what % 8 == 3 && place.root + 1 != g_roots.size()) {
+    linkIn(node, g_roots.back(), what / 8 % 2 == 0);
+    g_roots.pop_back();
   } else if (what % 8 == 4 || what % 8 == 5) {
     std::string text = input.text();
-    for (char &letter : text) {
+    for (char &letter : text) { // what no document holds is a "?"
       bool isAllowed = static_cast<unsigned char>(letter) >= ' ' || std::strchr("\t\n\r", letter) != nullptr;
       letter = isAllowed ? letter : '?';
     }
-    what % 8 == 5 ? setAttribute(*plain, name, text, what >= 128)
-                  : (plain->content = text, replaceText(plain->node->Content, plain->hasOwnContent, text.c_str()));
-  } else if (what % 8 == 6 && sizeOf(*plain) < MOST / 2 && g_roots.size() < MOST) {
-    copyTree(*plain);
+    what % 8 == 5 ? setAttribute(node, name, text, what >= 128) : replaceText(node->Content, text);
+  } else if (what % 8 == 6 && sizeOf(node) < MOST / 2 && g_roots.size() < MOST) {
+    g_roots.push_back(copyOf(node));
   } else if (what % 8 == 7) {
-    PLAIN &root = rootOf(*plain);
-    FreeXMLNode(root.node);
-    takeRoot(root);
+    FreeXMLNode(g_roots[place.root]);
+    g_roots.erase(g_roots.begin() + static_cast<ptrdiff_t>(place.root));
   }
 }
 
@@ -221,9 +163,8 @@ FUZZ_PURE_TARGET(tree, LIMITS) {
   while (!input.atEnd()) {
     step(input);
   }
-  for (const OWNER &root : g_roots) {
-    compare(*root, root->node, /* isRead= */ false);
-    FreeXMLNode(root->node);
+  for (XML_NODE *root : g_roots) {
+    FreeXMLNode(root);
   }
   g_roots.clear();
 }
