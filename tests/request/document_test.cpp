@@ -31,8 +31,7 @@ TEST(Documents, ArgumentsAndTheServiceMustBeThere) {
   UINT32 count = 1, none = 0;
   for (EFI_STATUS status :
        {ParseXMLBlob(nullptr, &config, &count), ParseXMLBlob("<raidData/>", nullptr, &count),
-        ParseXMLBlob("<raidData/>", &config, nullptr), ParseXMLBlob("<raidData/>", &config, &none),
-        parseAdapter(nullptr, nullptr), parseMethod(nullptr, nullptr), GetKeyFromXML(nullptr, nullptr, nullptr)}) {
+        ParseXMLBlob("<raidData/>", &config, nullptr), ParseXMLBlob("<raidData/>", &config, &none)}) {
     EXPECT_EQ(name(status), name(EFI_INVALID_PARAMETER));
   }
   EXPECT_EQ(name(ParseXMLBlob("<raidData/>", &config, &count)), name(EFI_NOT_FOUND));

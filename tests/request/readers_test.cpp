@@ -4,14 +4,6 @@
 
 namespace {
 
-std::string repeated(int count, const std::string &text) {
-  std::string all;
-  for (int i = 0; i < count; ++i) {
-    all += text;
-  }
-  return all;
-}
-
 // Arrays of nested objects are made once, for as many as there are; others double, from four on.
 TEST(Readers, ArraysAreMadeOnceOrDouble) {
   ReadingWorld world;

@@ -268,6 +268,14 @@ std::string stepLine(const std::string &log) {
   return line;
 }
 
+std::string repeated(size_t count, const std::string &text) {
+  std::string all;
+  for (all.reserve(count * text.size()); count > 0; --count) {
+    all += text;
+  }
+  return all;
+}
+
 size_t countOf(const std::string &text, const std::string &part) {
   size_t count = 0;
   for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {

@@ -4,14 +4,7 @@
 #include <cstring>
 
 #include "fixture.h"
-
-static std::string repeat(size_t count, const std::string &text) {
-  std::string all;
-  for (all.reserve(count * text.size()); count > 0; count--) {
-    all += text;
-  }
-  return all;
-}
+#include "tests/support/world.h"
 
 TEST_F(XmlService, EveryAllocationMayFail) {
   std::string attributes;
@@ -20,13 +13,13 @@ TEST_F(XmlService, EveryAllocationMayFail) {
   }
   // Each needs several blocks, of records or for one text.
   const std::string documents[] = {
-      "<root a='1' b='2'>" + repeat(300, "<a>x</a>") + "</root>",
+      "<root a='1' b='2'>" + repeated(300, "<a>x</a>") + "</root>",
       "<a" + attributes + "/>",
-      "<" + repeat(6000, "n") + "/>",
-      "<a b='" + repeat(6000, "&lt;") + "'/>",
-      "<a>" + repeat(6000, "&lt;") + "</a>",
-      "<a><![CDATA[" + repeat(6000, "\r\n") + "]]></a>",
-      repeat(1000, "<a>") + repeat(1000, "</a>"),
+      "<" + repeated(6000, "n") + "/>",
+      "<a b='" + repeated(6000, "&lt;") + "'/>",
+      "<a>" + repeated(6000, "&lt;") + "</a>",
+      "<a><![CDATA[" + repeated(6000, "\r\n") + "]]></a>",
+      repeated(1000, "<a>") + repeated(1000, "</a>"),
   };
   for (const std::string &document : documents) {
     SCOPED_TRACE(document.substr(0, 20));
@@ -113,21 +106,6 @@ TEST_F(XmlService, WhatLiesInADocumentIsNotFreedAlone) {
   }
 }
 
-TEST_F(XmlService, UnlinkedSubtreeGoesBackBeforeOrAfterItsRoot) {
-  for (bool before : {true, false}) {
-    XML_NODE *root = parse("<root><a>1<!-- --></a><b>2<c/></b><d e='3'/></root>");
-    XML_NODE *a = root->FirstChild, *b = a->NextSibling;
-    a->NextSibling = b->NextSibling;
-    a->NextSibling->PrevSibling = a;
-    b->NextSibling = b->PrevSibling = nullptr;
-    b->FirstChild->Content = textDuplicate("linked in");
-    FreeXMLNode(before ? b : root);
-    EXPECT_EQ(outlineOf(before ? root : b), before ? "root{a=1 d[e=3]}" : "b{c=linked in}");
-    FreeXMLNode(before ? root : b);
-    expectBalanced(before ? "before" : "after");
-  }
-}
-
 // Documents carry passphrases: what held one is overwritten before the pool gets it back.
 TEST_F(XmlService, TextsAreOverwritten) {
   size_t blocks = 0;
@@ -162,9 +140,9 @@ TEST_F(XmlService, LargeDocuments) {
   const struct {
     std::string document, serialized; // without prologue
   } cases[] = {
-      {repeat(MILLION, "<a>") + repeat(MILLION, "</a>"), nested(MILLION)},
-      {"<a>" + repeat(MILLION, "<b/>") + "</a>", "<a>\n" + repeat(MILLION, "  <b/>\n") + "</a>\n"},
-      {"<a>" + repeat(MILLION, "\r\n&lt;t") + "</a>", "<a>" + repeat(MILLION, "\n&lt;t") + "</a>\n"},
+      {repeated(MILLION, "<a>") + repeated(MILLION, "</a>"), nested(MILLION)},
+      {"<a>" + repeated(MILLION, "<b/>") + "</a>", "<a>\n" + repeated(MILLION, "  <b/>\n") + "</a>\n"},
+      {"<a>" + repeated(MILLION, "\r\n&lt;t") + "</a>", "<a>" + repeated(MILLION, "\n&lt;t") + "</a>\n"},
       {"<a" + attributes + "/>", "<a" + attributes + "/>\n"},
   };
   for (const auto &test : cases) {

@@ -64,14 +64,3 @@ TEST_F(XmlService, ParseRefuses) {
     }
   }
 }
-
-// Every beginning of a document lacks something.
-TEST_F(XmlService, ParseRefusesCutDocument) {
-  const std::string document =
-      "\xEF\xBB\xBF<?xml version=\"1.0\" encoding='UTF-8' standalone='yes'?><!-- c --><?p q?>\r\n"
-      "<root b='1&#9;&amp;' cd=\"2\">\r\n<!-- c --><a>x&lt;&#xFF;]]<![CDATA[<y>]]></a><b/><?p?>\n</root>";
-  for (size_t length = 0; length < document.size(); length++) {
-    EXPECT_EQ(outline(document.substr(0, length)), "") << length;
-  }
-  EXPECT_EQ(outline(document), "root[b=1\t&][cd=2]{a=x<\xFF]]<y> b}");
-}
