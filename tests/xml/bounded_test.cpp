@@ -22,11 +22,11 @@ static std::string decoded(std::string text) {
 }
 
 static std::string read(const std::string &text) {
-  std::string bytes(Base64DecodedLength(text.c_str()), '?');
+  std::vector<UINT8> bytes(Base64DecodedLength(text.c_str())); // no room behind its end
   UINT64 length = 0;
-  Base64Decode(text.c_str(), reinterpret_cast<UINT8 *>(bytes.data()), &length);
+  Base64Decode(text.c_str(), bytes.data(), &length);
   EXPECT_EQ(length, bytes.size());
-  return bytes;
+  return {bytes.begin(), bytes.end()};
 }
 
 TEST(Base64, EveryShortTextIsReadByArithmetic) {
