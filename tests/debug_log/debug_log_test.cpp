@@ -42,20 +42,6 @@ protected:
   DEBUG_LOG_RING_PROTOCOL *ring = nullptr;
 };
 
-TEST_F(DebugLog, OneReadableLineForEachCall) {
-  log->LogPrint(LOG_TRACE, "cacheToXML", u"Exit. %r", EFI_NOT_FOUND);
-  log->LogPrint(LOG_ERROR, "b", u"two\nlines\r\nin\tone\r\n");
-  log->LogPrint(0x40000000U, "c", u"%s", u"\x1b\u20ac\u00e9\x7f.");
-  log->LogPrint(1, nullptr, u"");
-  EXPECT_EQ(text(), "TRACE cacheToXML: Exit. Not Found\n"
-                    "ERROR b: two lines  in\tone\n"
-                    "WARN c:  ???.\n"
-                    "TRACE ?: \n");
-  EXPECT_EQ(log->LogPrint(LOG_ERROR, "d", nullptr), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(ring->Clear(ring), EFI_SUCCESS);
-  EXPECT_EQ(text(), "");
-}
-
 TEST_F(DebugLog, LevelsAndLoadOptions) {
   struct {
     const char16_t *options;
@@ -92,20 +78,4 @@ TEST_F(DebugLog, SwitchesOfTheRing) {
   EXPECT_EQ(firmware.takeConsole(), "ERROR f: shown\n");
   firmware.failAllocation(1);
   EXPECT_EQ(text(), "Out of Resources");
-}
-
-TEST_F(DebugLog, OldestLinesMakeRoomAndLongOnesAreCut) {
-  std::u16string filler(100, u'x');
-  for (int i = 0; i < 5000; ++i) {
-    log->LogPrint(LOG_TRACE, "f", u"%d %s", i, filler.c_str());
-  }
-  std::string kept = text();
-  EXPECT_GT(kept.size(), 250000u);
-  EXPECT_LE(kept.size(), 256u * 1024);
-  EXPECT_EQ(kept.substr(0, 9), "TRACE f: "); // whole lines only
-  EXPECT_EQ(kept.substr(kept.size() - 106), "4999 " + std::string(100, 'x') + "\n");
-  std::u16string endless(5000, u'y');
-  ring->Clear(ring);
-  log->LogPrint(LOG_TRACE, "f", endless.c_str());
-  EXPECT_EQ(text(), "TRACE f: " + std::string(1014, 'y') + "\n");
 }
