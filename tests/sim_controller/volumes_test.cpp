@@ -161,32 +161,3 @@ TEST_F(Volumes, DegradeAndFailByTheirLevel) {
     }
   }
 }
-
-// Two on one group come back together, also with a drive missing.
-TEST_F(Volumes, AreForeignUntilClearedOrImported) {
-  ASSERT_EQ(create(world, LEVEL_1, members(2)), EFI_SUCCESS);
-  EXPECT_EQ(simMakeForeign(world.sim, LEVEL_1, ids.data(), 2), EFI_ACCESS_DENIED);
-  ASSERT_EQ(create(world, LEVEL_5, members(3, 6), 100 << 20), EFI_SUCCESS);
-  ASSERT_EQ(create(world, LEVEL_0, members(3, 6)), EFI_SUCCESS);
-  ASSERT_EQ(simReplaceAdapter(world.sim), EFI_SUCCESS);
-  EXPECT_EQ(world.sim->virtualDisks.count, 0u);
-  EXPECT_EQ(world.sim->foreignDisks.count, 3u);
-  ASSERT_EQ(simPullDisk(world.sim, ids[7]), EFI_SUCCESS);
-  world.sim->adapter.record.MaxLDs = 2;
-  EXPECT_EQ(run(world, RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER), EFI_VOLUME_FULL);
-  world.sim->adapter.record.MaxLDs = 3;
-  ASSERT_EQ(run(world, RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER), EFI_SUCCESS);
-  const UINT64 states[] = {RAID_STATE_ONLINE, RAID_STATE_DEGRADED, RAID_STATE_OFFLINE};
-  for (UINT32 i = 0; i < 3; ++i) {
-    EXPECT_EQ(world.sim->virtualDisks.items[i].record.State, states[i]);
-  }
-  EXPECT_EQ(disk(6).record.VDCount, 2u);
-  EXPECT_EQ(disk(6).record.UsedSize, ROOM);
-  EXPECT_EQ(disk(6).record.SecureState, 0u);
-  EXPECT_STREQ(simStateFault(world.sim), nullptr);
-
-  ASSERT_EQ(simReplaceAdapter(world.sim), EFI_SUCCESS);
-  ASSERT_EQ(run(world, RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER), EFI_SUCCESS);
-  EXPECT_EQ(world.sim->foreignDisks.count, 0u);
-  EXPECT_EQ(create(world, LEVEL_0, members(6)), EFI_SUCCESS);
-}
