@@ -173,16 +173,6 @@ TEST(Entry, AFailingStepTakesDownWhatWasInstalled) {
   }
 }
 
-TEST(Entry, UnloadDisconnectsAndReloadWorks) {
-  World world;
-  std::string before = world.get().text;
-  ASSERT_EQ(world.unloadDriver(), EFI_SUCCESS);
-  EXPECT_EQ(world.protocolOn<RAID_XYL_PROTOCOL>(world.controller, g_raidXylGuid), nullptr);
-  ASSERT_EQ(world.loadDriver(), EFI_SUCCESS);
-  ASSERT_EQ(world.connect(), EFI_SUCCESS);
-  EXPECT_EQ(world.get().text, before);
-}
-
 TEST(Names, DriverAndController) {
   World world;
   CHAR16 *name = nullptr;
