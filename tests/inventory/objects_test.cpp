@@ -51,6 +51,30 @@ RAID_PD_RECORD makeDisk(UINT32 id, UINT32 enclosure) {
   return disk;
 }
 
+RAID_ENCLOSURE_RECORD makeEnclosure(UINT32 deviceId) {
+  auto enclosure = newRecord<RAID_ENCLOSURE_RECORD>(RAID_OBJECT_ENCLOSURE);
+  enclosure.DeviceID = deviceId;
+  return enclosure;
+}
+
+// An adapter, two enclosures and a disk in each, and a virtual disk; as many of them as the counts say.
+struct Small {
+  World world{{.preset = nullptr, .connect = false}};
+  RAID_ADAPTER_RECORD adapter = makeAdapter();
+  RAID_ENCLOSURE_RECORD enclosures[2] = {makeEnclosure(8), makeEnclosure(9)};
+  RAID_PD_RECORD disks[2] = {makeDisk(1, 8), makeDisk(2, 9)};
+  RAID_VD_RECORD volume = {};
+  RAID_CONFIG config = {};
+
+  Small() {
+    config.adapter = &adapter;
+    config.enclosures = enclosures;
+    config.physicalDisks = disks;
+    config.logicalDisks = &volume;
+  }
+  std::string document() { return documentOf(config); }
+};
+
 // The texts of the elements with that name, in document order, joined by "|".
 std::string texts(const std::string &document, const std::string &name) {
   std::string found;
@@ -104,8 +128,7 @@ TEST(Inventory, TheWholeDocumentIsAsReadersExpectIt) {
   adapter.Rates[3] = {wide(u""), 0xFE};
   adapter.CapableSpeeds = 0x805;
 
-  RAID_ENCLOSURE_RECORD enclosures[2] = {newRecord<RAID_ENCLOSURE_RECORD>(RAID_OBJECT_ENCLOSURE),
-                                         newRecord<RAID_ENCLOSURE_RECORD>(RAID_OBJECT_ENCLOSURE)};
+  RAID_ENCLOSURE_RECORD enclosures[2] = {makeEnclosure(8), makeEnclosure(9)};
   memset(&enclosures[0].DeviceID, 0, 12);
   enclosures[0].DeviceID = 8;
   memcpy(enclosures[0].ServiceTag, "IGNORED", 8);
@@ -184,31 +207,24 @@ TEST(Inventory, TheWholeDocumentIsAsReadersExpectIt) {
 }
 
 TEST(Inventory, ModeBytesShowOnlyWithTheirPresenceBit) {
-  World world({.preset = nullptr, .connect = false});
-  RAID_ADAPTER_RECORD adapter = makeAdapter();
-  RAID_CONFIG config = {};
-  config.adapter = &adapter;
+  Small small;
   const struct {
     UINT8 patrol;
     const char *areas, *mode;
   } cases[] = {{0x48, "", ""}, {0x84, "", "Manual|"}, {0x8C, "", "Unknown|"}, {0xC8, "True|", "Auto|"}};
   for (const auto &row : cases) {
     SCOPED_TRACE(row.patrol);
-    adapter.PatrolReadMode = row.patrol;
-    std::string document = documentOf(config);
+    small.adapter.PatrolReadMode = row.patrol;
+    std::string document = small.document();
     EXPECT_EQ(texts(document, "CorrectUnconfiguredAreas"), row.areas);
     EXPECT_EQ(texts(document, "PatrolReadMode"), row.mode);
   }
 }
 
 TEST(Inventory, IdentityTextsAreTrimmedEachInItsWay) {
-  World world({.preset = nullptr, .connect = false});
-  RAID_ADAPTER_RECORD adapter = makeAdapter();
-  RAID_PD_RECORD disk = makeDisk(1, 0);
-  RAID_CONFIG config = {};
-  config.adapter = &adapter;
-  config.physicalDiskCount = 1;
-  config.physicalDisks = &disk;
+  Small small;
+  RAID_PD_RECORD &disk = small.disks[0];
+  small.config.physicalDiskCount = 1;
   const struct {
     const char *field, *model, *serial; // 16 bytes, NUL-padded
   } cases[] = {
@@ -224,11 +240,11 @@ TEST(Inventory, IdentityTextsAreTrimmedEachInItsWay) {
     memset(disk.SerialNumber, 0, 20);
     memcpy(disk.SerialNumber, disk.ModelName, 16);
     disk.ObjVersion = 1;
-    std::string document = documentOf(config);
+    std::string document = small.document();
     EXPECT_EQ(texts(document, "ModelName"), row.model);
     EXPECT_EQ(texts(document, "SerialNumber"), row.serial);
     disk.ObjVersion = 0;
-    document = documentOf(config);
+    document = small.document();
     EXPECT_EQ(texts(document, "ModelName") + texts(document, "SerialNumber") + texts(document, "FQDD"), "");
   }
 }
@@ -237,9 +253,7 @@ TEST(Inventory, PlacementFollowsTheEnclosures) {
   World world({.preset = nullptr, .connect = false});
   RAID_ADAPTER_RECORD adapter = makeAdapter();
   RAID_PD_RECORD disks[] = {makeDisk(1, 9), makeDisk(2, RAID_ENCLOSURE_NONE), makeDisk(3, 7), makeDisk(4, 9)};
-  auto enclosure = newRecord<RAID_ENCLOSURE_RECORD>(RAID_OBJECT_ENCLOSURE);
-  enclosure.DeviceID = 9;
-  RAID_ENCLOSURE_RECORD enclosures[] = {enclosure, enclosure};
+  RAID_ENCLOSURE_RECORD enclosures[] = {makeEnclosure(9), makeEnclosure(9)};
   RAID_CONFIG config = {};
   config.physicalDiskCount = 4;
   config.physicalDisks = disks;
@@ -255,26 +269,16 @@ TEST(Inventory, PlacementFollowsTheEnclosures) {
 
 // A failing child leaves a shorter document; only an enclosure, disk or virtual disk element itself may end it.
 TEST(Inventory, AnEnclosureWithoutChildrenStaysInTheDocument) {
-  World world({.preset = nullptr, .connect = false});
-  RAID_ADAPTER_RECORD adapter = makeAdapter();
-  RAID_PD_RECORD disks[] = {makeDisk(1, 8), makeDisk(2, 9)};
-  auto enclosure = newRecord<RAID_ENCLOSURE_RECORD>(RAID_OBJECT_ENCLOSURE);
-  RAID_ENCLOSURE_RECORD enclosures[] = {enclosure, enclosure};
-  enclosures[0].DeviceID = 8;
-  enclosures[1].DeviceID = 9;
-  RAID_CONFIG config = {};
-  config.adapter = &adapter;
-  config.enclosureCount = config.physicalDiskCount = 2;
-  config.enclosures = enclosures;
-  config.physicalDisks = disks;
-  std::string whole = documentOf(config);
+  Small small;
+  small.config.enclosureCount = small.config.physicalDiskCount = 2;
+  std::string whole = small.document();
   size_t emptied = 0;
   for (uint64_t n = 1;; ++n) {
     CHAR8 *text = nullptr;
-    world.firmware.failAllocation(n);
-    EFI_STATUS status = cacheToXML(&config, &text);
-    bool failed = world.firmware.allocationFailed();
-    world.firmware.failAllocation(0);
+    small.world.firmware.failAllocation(n);
+    EFI_STATUS status = cacheToXML(&small.config, &text);
+    bool failed = small.world.firmware.allocationFailed();
+    small.world.firmware.failAllocation(0);
     std::string document = text == nullptr ? "" : text;
     poolFree(text);
     if (!failed) {
@@ -314,28 +318,18 @@ EFI_STATUS EFIAPI createAllBut(XML_PROTOCOL *service, const CHAR8 *name, XML_NOD
 
 // Our service has memory for many elements at a time, another one need not.
 TEST(Inventory, AnObjectWithoutItsElementEndsTheDocument) {
-  World world({.preset = nullptr, .connect = false});
-  RAID_ADAPTER_RECORD adapter = makeAdapter();
-  RAID_PD_RECORD disk = makeDisk(1, 9);
-  auto enclosure = newRecord<RAID_ENCLOSURE_RECORD>(RAID_OBJECT_ENCLOSURE);
-  enclosure.DeviceID = 9;
-  RAID_VD_RECORD volume = {};
-  RAID_CONFIG config = {};
-  config.adapter = &adapter;
-  config.enclosures = &enclosure;
-  config.physicalDisks = &disk;
-  config.logicalDisks = &volume;
-  config.physicalDiskCount = config.logicalDiskCount = 1;
-  documentOf(config); // the service is found
+  Small small;
+  small.config.physicalDiskCount = small.config.logicalDiskCount = 1;
+  small.document(); // the service is found
   g_createNode = g_xmlProtocol->CreateNode;
   g_xmlProtocol->CreateNode = createAllBut;
   for (UINT32 enclosures : {0, 1}) {
-    config.enclosureCount = enclosures;
+    small.config.enclosureCount = enclosures;
     for (const char *name : {"Enclosure", "PD", "VD"}) {
       g_unmade = name;
       CHAR8 *text = nullptr;
       bool isThere = g_unmade != "Enclosure" || enclosures != 0;
-      EXPECT_EQ(cacheToXML(&config, &text), isThere ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS) << name;
+      EXPECT_EQ(cacheToXML(&small.config, &text), isThere ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS) << name;
       poolFree(text);
     }
   }
