@@ -1,5 +1,5 @@
 // The examples of the documents, put together: the callers in C on the provider in C, which nothing else here serves.
-#include "tests/support/world.h"
+#include "tests/live/request_text.h"
 
 extern "C" {
 typedef void (*CONSUMER)(const CHAR8 *document, UINT32 length);
@@ -42,27 +42,22 @@ static UINT32 differences(World &world, const std::string &saved) {
   return bits;
 }
 
-static std::string method(const std::string &command, const std::string &type, const std::string &rest) {
-  return "<Method name=\"" + command + "\"><ObjectType>" + type + "</ObjectType>" + rest + "</Method>";
-}
-
 static std::string change(World &world, const std::string &methods) {
-  std::string request = "<raidData>" + methods + "</raidData>";
+  std::string request = element("raidData", methods);
   g_document.clear();
   return name(ChangeConfiguration(world.firmware.systemTable(), world.xyl, request.c_str(), keep));
 }
 
-static const std::string AUTO = "<Object><Adapter><PatrolReadMode>Auto</PatrolReadMode></Adapter></Object>";
-static const std::string MIRROR = "<Object><VD><Name>System</Name><RAIDLevel>RAID 1</RAIDLevel></VD></Object>";
-static const std::string STRIPES = "<Object><VD><Name>Scratch</Name><RAIDLevel>RAID 0</RAIDLevel>"
-                                   "<StripeSize>128 Kb</StripeSize></VD></Object>";
-static const std::string SPARE = "<Object><PD><Hotspare>Global</Hotspare></PD></Object>";
+static const std::string AUTO = "<Adapter><PatrolReadMode>Auto</PatrolReadMode></Adapter>";
+static const std::string MIRROR = "<VD><Name>System</Name><RAIDLevel>RAID 1</RAIDLevel></VD>";
+static const std::string STRIPES = "<VD><Name>Scratch</Name><RAIDLevel>RAID 0</RAIDLevel>"
+                                   "<StripeSize>128 Kb</StripeSize></VD>";
+static const std::string SPARE = "<PD><Hotspare>Global</Hotspare></PD>";
 
 static std::string configure(World &world) {
-  return change(world, method("Create", "Virtual Disk", "<OID>11</OID><OID>13</OID>" + MIRROR) +
-                           method("Create", "Virtual Disk", "<OID>12</OID><OID>14</OID><OID>15</OID>" + STRIPES) +
-                           method("Change", "Physical Disk", "<OID>16</OID>" + SPARE) +
-                           method("Change", "Adapter", AUTO));
+  return change(world, method("Create", "Virtual Disk", {11, 13}, MIRROR) +
+                           method("Create", "Virtual Disk", {12, 14, 15}, STRIPES) +
+                           method("Change", "Physical Disk", {16}, SPARE) + method("Change", "Adapter", {}, AUTO));
 }
 
 TEST(Examples, AReplacedAdapterIsRestored) {
@@ -79,7 +74,7 @@ TEST(Examples, AReplacedAdapterIsRestored) {
   plugIn(world, 0x5000000000000002);
   EXPECT_EQ(differences(world, saved), VERIFY_PART_REPLACEMENT | VERIFY_CONFIG_CHANGE);
   // Not those that the new one happens to have.
-  EXPECT_EQ(change(world, method("Create", "Virtual Disk", "<OID>11</OID><OID>16</OID>" + MIRROR)), name(EFI_SUCCESS));
+  EXPECT_EQ(change(world, method("Create", "Virtual Disk", {11, 16}, MIRROR)), name(EFI_SUCCESS));
   EXPECT_EQ(name(RestoreSaved(world.firmware.systemTable(), world.xyl, saved.c_str(), /* Rebuild= */ 1, keep)),
             name(EFI_SUCCESS));
   EXPECT_EQ(countOf(g_document, "<Status>Success</Status>"), countOf(g_document, "<Operation ")) << g_document;
@@ -107,24 +102,24 @@ TEST(Examples, ChangesAreRefusedAsAWhole) {
     std::string methods;
     EFI_STATUS status;
   } cases[] = {
-      {method("Change", "Adapter", "<Object><PD/></Object>"), EFI_INVALID_PARAMETER},
-      {method("Create", "Virtual Disk", "<OID>16</OID><OID>16</OID>" + MIRROR), EFI_INVALID_PARAMETER},
-      {method("Create", "Virtual Disk", "<OID>16</OID><OID>11</OID>" + MIRROR), EFI_ACCESS_DENIED},
-      {method("Change", "Physical Disk", "<OID>16</OID><OID>99</OID>" + SPARE), EFI_NOT_FOUND},
-      {method("Delete", "Virtual Disk", "<OID>1</OID><OID>9</OID>"), EFI_NOT_FOUND},
-      {method("Import", "Adapter", ""), EFI_UNSUPPORTED},
-      {method("Remove", "Virtual Disk", "<OID>1</OID>"), EFI_ABORTED}, // no such method: left out
+      {method("Change", "Adapter", {}, "<PD/>"), EFI_INVALID_PARAMETER},
+      {method("Create", "Virtual Disk", {16, 16}, MIRROR), EFI_INVALID_PARAMETER},
+      {method("Create", "Virtual Disk", {16, 11}, MIRROR), EFI_ACCESS_DENIED},
+      {method("Change", "Physical Disk", {16, 99}, SPARE), EFI_NOT_FOUND},
+      {method("Delete", "Virtual Disk", {1, 9}), EFI_NOT_FOUND},
+      {method("Import", "Adapter"), EFI_UNSUPPORTED},
+      {method("Remove", "Virtual Disk", {1}), EFI_ABORTED}, // no such method: left out
   };
   for (const auto &row : cases) {
     EXPECT_EQ(change(world, row.methods), name(row.status)) << row.methods;
     EXPECT_EQ(inventory(world), before) << row.methods;
   }
   // With a saved document ids are looked up among its disks, which hands a copy of a disk back to the provider.
-  std::string request = "<raidData>" + method("Change", "Adapter", "<OID>11</OID>" + AUTO) + "</raidData>";
+  std::string request = element("raidData", method("Change", "Adapter", {11}, AUTO));
   EXPECT_EQ(name(world.set({NORMAL, before.c_str(), request.c_str()}).status), name(EFI_SUCCESS));
   // What cannot be read is refused before anything is handed over.
   EXPECT_EQ(name(RestoreSaved(world.firmware.systemTable(), world.xyl, "<raidData>", 1, keep)), name(EFI_ABORTED));
-  EXPECT_EQ(change(world, method("Delete", "Virtual Disk", "<OID>1</OID><OID>2</OID><OID>1</OID>")), name(EFI_SUCCESS));
+  EXPECT_EQ(change(world, method("Delete", "Virtual Disk", {1, 2, 1})), name(EFI_SUCCESS));
   EXPECT_EQ(countOf(inventory(world), "<VD>"), 0u);
   unplug(world);
 }

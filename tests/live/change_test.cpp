@@ -5,58 +5,10 @@ static IDS sentList(const SIM_LOG_ENTRY *entry) {
   return {entry->list, entry->list + entry->listCount};
 }
 
-// What a saved document says of a disk.
-static std::string fqddOf(const std::string &saved, UINT32 id) {
-  size_t at = saved.find("<FQDD>", saved.find(element("ObjectID", id), saved.find("<PD>"))) + 6;
-  return saved.substr(at, saved.find('<', at) - at);
-}
-
 static const std::string KEY =
     "<Key><Mode>LKM</Mode><KeyID>k1</KeyID><Passphrase>" PASSPHRASE_BASE64 "</Passphrase></Key>";
 static const std::string NEW_KEY = "<Key><KeyID>k2</KeyID><NewPassphrase>" PASSPHRASE_BASE64 "</NewPassphrase>"
                                    "<OldPassphrase>" PASSPHRASE_BASE64 "</OldPassphrase></Key>";
-
-TEST(ChangeRun, SendsEachCommandWithItsRevision) {
-  World world("direct");
-  UINT32 disk = world.sim->disks.items[0].record.ObjectID;
-  struct {
-    std::string method;
-    UINT32 revision;
-  } cases[] = {
-      {method("Lock", "Physical Disk", {disk}), 3},
-      {method("SecureErase", "Adapter", {}, KEY), 2},
-      {method("Identify", "Physical Disk", {disk}), 0},
-      // Data of another kind than the command's: nothing in it is taken for a list of virtual disks.
-      {method("Change", "Physical Disk", {disk}, KEY), 3},
-      {method("Change", "Physical Disk", {disk}, element("VD", element("PD", reference(0)))), 0},
-  };
-  for (auto &row : cases) {
-    ANSWER answer = applyRequest(world, row.method);
-    ASSERT_EQ(sentCommands(world).size(), 1u) << row.method;
-    EXPECT_EQ(sentCommands(world)[0]->block.Revision, row.revision) << row.method;
-    EXPECT_EQ(countOf(answer.text, "<Operation "), 1u) << answer.text;
-    world.expectBalanced();
-  }
-}
-
-TEST(ChangeRun, EndsWithoutLogWhenASavedDiskIsGone) {
-  World world("demo");
-  std::string saved = world.get().text;
-  IDS ready = readyDisks(world);
-  ASSERT_EQ(simPullDisk(world.sim, ready[1]), EFI_SUCCESS);
-  simFindDisk(world.sim, ready[0])->FQDD[0] = 0x00E4; // a text above 0x7F is not the same after reading
-  std::string odd = replaced(saved, "<FQDD>d" + fqddOf(saved, ready[0]).substr(1),
-                             "<FQDD>&#228;" + fqddOf(saved, ready[0]).substr(1));
-  for (UINT32 gone : {ready[0], ready[1]}) {
-    ANSWER answer = applyRequest(world, method("Identify", "Adapter") + dedicateSpare(gone, {1}), odd);
-    EXPECT_EQ(name(answer.status), name(EFI_NOT_FOUND));
-    EXPECT_FALSE(answer.hasText);
-    EXPECT_EQ(sentCommands(world).size(), 1u); // the first stays done
-    EXPECT_NE(world.log().find("WARN RAIDXYLSet_Live: Couldn't find PD "), std::string::npos);
-  }
-  std::string nameless = replaced(saved, element("FQDD", fqddOf(saved, ready[0])), "");
-  EXPECT_EQ(name(applyRequest(world, dedicateSpare(ready[0], {1}), nameless).status), name(EFI_NOT_FOUND));
-}
 
 static EFI_STATUS(EFIAPI *g_execute)(RAID_MGMT_PROTOCOL *, RAID_CMD_BLOCK *, RAID_CMD_RESULT *);
 
@@ -91,40 +43,6 @@ TEST(ChangeRun, MapsNoVolumeThatIsNotNewOrWasNotDescribed) {
     EXPECT_EQ(name(answer.status), name(EFI_NOT_FOUND));
     ASSERT_EQ(sentCommands(world).size(), 2u) << answer.text;
     EXPECT_EQ(sentList(sentCommands(world)[1]), IDS{reference(0)});
-    world.expectBalanced();
-  }
-}
-
-// A list of virtual disks that cannot be read, or that holds none, makes no map.
-TEST(ChangeRun, JudgesACreateByTheVolumesBeforeAndAfterIt) {
-  struct {
-    SIM_FAULT_KIND kind;
-    UINT64 nth; // which list: before or after the Create
-    UINT32 bytes;
-    EFI_STATUS status;
-    const char *counts; // in the message, or null for none
-  } cases[] = {
-      {SIM_FAULT_STATUS, 1, 0, EFI_NOT_FOUND, "4, Old Count = 0"},
-      {SIM_FAULT_STATUS, 2, 0, EFI_TIMEOUT, "0, Old Count = 3"},
-      {SIM_FAULT_NULL_DATA, 2, 4096, EFI_NOT_FOUND, "0, Old Count = 3"},
-      {SIM_FAULT_SIZE, 2, 511, EFI_NOT_FOUND, "0, Old Count = 3"},
-      {SIM_FAULT_EXTRA, 2, 300, EFI_SUCCESS, nullptr},
-  };
-  for (auto &row : cases) {
-    World world("demo");
-    world.sim->virtualDisks.count = 3; // of five
-    IDS ready = readyDisks(world);
-    SIM_FAULT fault = {row.kind, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, row.nth, true, EFI_TIMEOUT, row.bytes};
-    ASSERT_TRUE(simAddFault(world.sim, fault));
-    ANSWER answer =
-        applyRequest(world, createVolume("RAID 0", reference(0), {ready[0]}) + dedicateSpare(ready[1], {reference(0)}));
-    EXPECT_EQ(name(answer.status), name(row.status));
-    EXPECT_EQ(world.sim->virtualDisks.count, 4u); // nothing is undone
-    std::string message = "WARN RAIDXYLSet_Live: Error! Couldn't create LD map! New Count = ";
-    EXPECT_EQ(countOf(world.log(), message + (row.counts == nullptr ? "" : row.counts)),
-              row.counts == nullptr ? 0u : 1u);
-    std::string failed = "WARN RAIDXYLSet_Live: Error returned from command ";
-    EXPECT_EQ(countOf(world.log(), failed), EFI_ERROR(row.status) ? 1u : 0u);
     world.expectBalanced();
   }
 }

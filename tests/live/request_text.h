@@ -3,6 +3,10 @@
 
 #include "tests/support/world.h"
 
+// Run-time options that rebuild and end at the first failure.
+inline const char *const STOPPING = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError>"
+                                    "<Raid><PreserveVDConfig>False</PreserveVDConfig></Raid></RunMode>";
+
 using IDS = std::vector<UINT32>;
 
 // The target id that the nth created virtual disk of a request asks for, so that later methods can refer to it.
@@ -16,12 +20,6 @@ inline std::string element(const std::string &name, const std::string &content) 
 
 inline std::string element(const std::string &name, UINT64 number) {
   return element(name, std::to_string(number));
-}
-
-inline std::string hexText(UINT32 value) {
-  char text[16];
-  snprintf(text, sizeof text, "%X", value);
-  return text;
 }
 
 inline std::string method(const std::string &name, const std::string &objectType, const IDS &ids = {},

@@ -63,8 +63,7 @@ static void fault(World &world, SIM_FAULT_KIND kind, UINT32 objectType, UINT32 b
   simAddFault(world.sim, {kind, RAID_COMMAND_GET, objectType, 1, false, EFI_SUCCESS, bytes});
 }
 
-static const char *const STOPPING = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError>"
-                                    "<Raid><PreserveVDConfig>False</PreserveVDConfig></Raid></RunMode>";
+static const std::string GONE = "<raidData>" + method("Identify", "Adapter") + dedicateSpare(1010, {1}) + "</raidData>";
 
 // clang-format off
 static const STORY g_stories[] = {
@@ -83,6 +82,10 @@ static const STORY g_stories[] = {
          method("GetKeyID", "Adapter") + method("SecureErase", "Adapter") +
          method("Lock", "Adapter", {}, "<Key><Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>" PASSPHRASE_BASE64 "</Passphrase></Key>") +
          method("Delete", "Virtual Disk", {77}) + method("Identify", "Adapter") + "</raidData>"},
+    {"gone_disk", "demo", [](World &world) { simPullDisk(world.sim, 1010); }, NORMAL, SAVED, GONE},
+    // A text above 0x7F is not the same after reading, and where there is none nothing is found.
+    {"odd_fqdd", "demo", [](World &world) { simFindDisk(world.sim, 1010)->FQDD[0] = 0xE4; }, NORMAL, SAVED, GONE, "<FQDD>disk-09.enclosure-0", "<FQDD>&#228;isk-09.enclosure-0"},
+    {"no_fqdd", "demo", nullptr, NORMAL, SAVED, GONE, "<FQDD>disk-09.enclosure-0.adapter-0</FQDD>", ""},
     {"no_options", "empty", nullptr, "x", nullptr},
     {"no_mode", "empty", nullptr, "<RunMode><StopOnError>True</StopOnError></RunMode>", nullptr},
     {"no_request", "empty", nullptr, NORMAL, nullptr, "x"},
@@ -150,7 +153,8 @@ static const STORY g_failing[] = {
     {"rebuild, stopping", "direct", giveKey, STOPPING, SAVED},
     {"replace", "direct", nullptr, NORMAL, SAVED},
     {"change", "direct", nullptr, NORMAL, SAVED,
-     "<raidData>" + dedicateSpare(1006, {1}) + method("Delete", "Virtual Disk", {1}) + "</raidData>"},
+     "<raidData>" + dedicateSpare(1006, {1}) + method("Delete", "Virtual Disk", {1}) +
+         createVolume("RAID 0", reference(0), {1001}) + dedicateSpare(1006, {reference(0)}) + "</raidData>"},
 };
 
 // Runs a story again and again from the same state.

@@ -78,9 +78,6 @@ static const std::string FULL_REQUEST = element(
                     withKey("Lock", PASS + PASS, {1, 2}) + method("Change", "Adapter", {}, FULL_ADAPTER) +
                     method("Change", "Enclosure", {}, FULL_ENCLOSURE) + FULL_ADAPTER);
 
-static const char *const STOPPING = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError>"
-                                    "<Raid><PreserveVDConfig>False</PreserveVDConfig></Raid></RunMode>";
-
 // --- Controllers ---
 
 static void giveKey(SIM_CONTROLLER *sim) {
