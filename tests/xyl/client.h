@@ -10,7 +10,44 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/wait.h>
+#include <unistd.h>
+
+#include "xyl/xyl.h"
+
+// A front that appends all that is written to a text.
+inline XYL_HOST hostInto(std::string &text) {
+  XYL_HOST host = {};
+  host.Context = &text;
+  host.WriteOut = host.WriteError = [](const XYL_HOST *to, const CHAR8 *part, UINTN length) {
+    static_cast<std::string *>(to->Context)->append(part, length);
+  };
+  return host;
+}
+
+// What a command of the system's shell shows on a terminal, where each answer is typed when its question has come.
+inline std::string onTerminal(const std::string &line, const std::vector<std::string> &answers = {}) {
+  int terminal = -1;
+  pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
+    _exit(127);
+  }
+  std::string text;
+  size_t answered = 0;
+  char buffer[4096];
+  for (ssize_t got = 0; (got = read(terminal, buffer, sizeof buffer)) > 0;) {
+    text.append(buffer, static_cast<size_t>(got));
+    if (answered < answers.size() && (text.ends_with("phrase: ") || text.ends_with("again: "))) {
+      const std::string &answer = answers[answered++];
+      EXPECT_EQ(write(terminal, answer.data(), answer.size()), static_cast<ssize_t>(answer.size()));
+    }
+  }
+  close(terminal);
+  waitpid(child, nullptr, 0);
+  return text;
+}
 
 // A folder of its own for each test, in which the program runs; it goes with its files.
 class Client {

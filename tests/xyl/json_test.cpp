@@ -1,7 +1,5 @@
 // JSON from every command, read by another reader.
 #include <nlohmann/json.hpp>
-#include <pty.h>
-#include <unistd.h>
 
 #include "client.h"
 #include "xyl/output/output.h"
@@ -17,26 +15,16 @@ TEST(Json, EveryCommandHasIt) {
     const char *pointer; // a member
     json value;
   } cases[] = {
-      {"0 list", "/controllers/0/wwn", "5EEDADA000001000"},
       {"0 list", "/controllers/0/disks", {{"Online", 12}, {"Ready", 8}}},
       {"0 identify", "/words", {1, 4, 0xDC, 0xEDCC0002, 0}},
-      {"0 show", "/Adapter/WWN", "5EEDADA000001000"},
       {"0 show", "/Adapter/Enclosure/0/PD/2/VD", {2, 3}},
       {"0 show", "/Adapter/Enclosure/0/PD/2/Size", 2000398934016},
       {"0 show", "/Adapter/VD/1/CurrentCachePolicy/WritePolicy", {"Write Back"}},
-      {"0 show", "/Adapter/VD/1/PD", {1003, 1004, 1005, 1006}},
       {"0 show", "/Adapter/Rate/0", {{"Name", "Rebuild"}, {"Editable", true}, {"Value", 30}}},
-      {"0 show", "/Adapter/RAIDLevelParams/1/MaxDisks", 2},
       {"0 show", "/Adapter/CorrectUnconfiguredAreas", true},
       {"0 show", "/Adapter/Keyid", "demo-key-1"},
-      {"0 show", "/PCILocation/PCIBus", 3},
       {"0 verify saved.xml", "/differences", json::array()},
-      {"0 diff saved.xml", "/differences", json::array()},
       {"0 plan saved.xml", "/steps/2/step", "Validate"},
-      {"0 plan saved.xml", "/destroyed", json::array()},
-      {"1 plan saved.xml --rebuild",
-       "/commands/1",
-       {{"command", "Clear"}, {"object", "Adapter"}, {"ids", json::array()}}},
       {"1 plan saved.xml --rebuild", "/securityKeyRemoved", true},
       {"1 plan saved.xml --rebuild", "/virtualDisks/1/disks", {1003, 1004, 1005, 1006}},
       {"1 plan saved.xml --rebuild", "/destroyed/1/disks", {1003, 1004, 1005, 1006}},
@@ -62,20 +50,16 @@ TEST(Json, EveryCommandHasIt) {
         {"what", "firmware version"},
         {"old", "21.3.4-0001"},
         {"new", "21.3"}}},
-      {"1 diff saved.xml", "/differences/1/newId", nullptr},
       {"1 plan saved.xml --rebuild", "/complete", false},
       {"1 plan saved.xml --rebuild", "/virtualDisks/3/reason", "no partner for saved disks 1012"},
       {"0 apply delete.xml --yes",
        "/steps/0",
        {{"step", "DELETE"}, {"result", "Success"}, {"status", "Success"}, {"object", "virtual disk 5"}}},
       {"4 apply delete.xml --yes", "/status", "Not Found"},
-      {"0 replace saved.xml", "/steps", json::array()},
       {"1 restore saved.xml", "/failedSteps", 0},
       {"0 sim show lab.json", "/enclosures/0/emptySlots", {"301:0", "301:11"}},
       {"0 sim show lab.json", "/pulledDisks/0/place", "302:0"},
-      {"0 sim presets", "/presets/1/name", "direct"},
       {"1 restore saved.xml --rebuild --partial --no-backup --yes", "/failedSteps", 2},
-      {"1 restore saved.xml --rebuild --partial --no-backup --yes", "/verdict/wrong", json::array()},
       {"1 restore saved.xml --rebuild --partial --no-backup --yes", "/verdict/notDone/0/element", "VD"},
       {"1 plan delete.xml", "/changes/0/destroys", true},
   };
@@ -100,11 +84,7 @@ TEST(Json, EveryCommandHasIt) {
 
 TEST(Json, IsValidWhateverTheTexts) {
   std::string out;
-  XYL_HOST host = {};
-  host.Context = &out;
-  host.WriteOut = [](const XYL_HOST *to, const CHAR8 *text, UINTN length) {
-    static_cast<std::string *>(to->Context)->append(text, length);
-  };
+  XYL_HOST host = hostInto(out);
   const struct {
     const char *text;
     const char *read;
@@ -138,35 +118,12 @@ TEST(Json, IsValidWhateverTheTexts) {
   EXPECT_TRUE(document["empty"].empty() && document["null"].is_null());
 }
 
-// What a command writes to a terminal.
-static std::string onTerminal(const std::string &environment, const std::string &line) {
-  int terminal = -1;
-  pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (child == 0) {
-    std::string command = environment + " " RAIDXYL_BINARY_DIR "/xyl/xyl " + line;
-    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-    _exit(127);
-  }
-  std::string text;
-  char buffer[4096];
-  for (ssize_t got = 0; (got = read(terminal, buffer, sizeof buffer)) > 0;) {
-    text.append(buffer, static_cast<size_t>(got));
-  }
-  close(terminal);
-  waitpid(child, nullptr, 0);
-  return text;
-}
-
 // Nothing that a terminal takes for a command comes from a controller, a document or a name; UTF-8 is let through.
 TEST(Controls, AreShownNotSent) {
   const char *text = "a\x1b\x9b\n\xC3\xA9\xC2\x9B\x7F\xE9";
   const std::string shown = "a\\x1B\\x9B\\x0A\xC3\xA9\\x9B\\x7F\xE9", lines = "a\\x1B\\x9B\n\xC3\xA9\\x9B\\x7F\xE9";
   std::string out;
-  XYL_HOST host = {};
-  host.Context = &out;
-  host.WriteOut = host.WriteError = [](const XYL_HOST *to, const CHAR8 *part, UINTN length) {
-    static_cast<std::string *>(to->Context)->append(part, length);
-  };
+  XYL_HOST host = hostInto(out);
   say(&host, "%a|\n", text);
   complain(&host, "%a", text);
   sayText(&host, text);
@@ -188,9 +145,10 @@ TEST(Controls, AreShownNotSent) {
 
 TEST(Colours, AreForTerminalsOnly) {
   const std::string green = "\x1b[32mOnline\x1b[0m  ";
-  EXPECT_NE(onTerminal("TERM=xterm", "show --preset demo").find(green), std::string::npos);
+  const std::string show = " " RAIDXYL_BINARY_DIR "/xyl/xyl show --preset demo";
+  EXPECT_NE(onTerminal("TERM=xterm" + show).find(green), std::string::npos);
   for (const char *environment : {"TERM=xterm NO_COLOR=1", "TERM=dumb"}) {
-    std::string plain = onTerminal(environment, "show --preset demo");
+    std::string plain = onTerminal(environment + show);
     EXPECT_NE(plain.find("Online  VD 1"), std::string::npos) << plain;
     EXPECT_EQ(plain.find('\x1b'), std::string::npos);
   }

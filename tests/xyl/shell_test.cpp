@@ -318,15 +318,6 @@ TEST_F(XylShell, KeepsPassphrasesToItself) {
   expect(u"key rekey --key-id k", EFI_ABORTED, "no passphrase was given");
 }
 
-TEST_F(XylShell, VerbsWork) {
-  expect(u"create --level 1 --count 2 --show", EFI_SUCCESS, "<OID>1009</OID>\n    <OID>1010</OID>\n");
-  expect(u"create --level 1 --count 2 --spare 1018", EFI_INVALID_PARAMETER, "mixes no SAS and SATA");
-  expect(u"create --level 1 --count 2 --name New", EFI_SUCCESS, "Picked 2 of the kind SAS hard disk, 900.18 GB: ");
-  world_.firmware.typeKeys("yes\r");
-  expect(u"delete New Scratch", EFI_SUCCESS, "\"New\", RAID 1, 900.18 GB; virtual disk 3 \"Scratch\"");
-  EXPECT_EQ(world_.sim->virtualDisks.count, 4u);
-}
-
 TEST_F(XylShell, SurvivesEveryFailingAllocation) {
   ASSERT_EQ(run(u"get -o saved.xml"), EFI_SUCCESS);
   simSetMode(world_.sim, SIM_MODE_LEARN, RAID_MODE_PRESENT | 1);

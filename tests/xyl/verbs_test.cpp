@@ -1,9 +1,6 @@
 // The verbs: the documents that they write, what these do, and what is refused before anything is sent.
 #include "client.h"
 
-#include <pty.h>
-#include <unistd.h>
-
 // Each document is valid, showing it changes nothing, and what it does is found in the inventory.
 TEST(Verbs, WriteDocumentsThatWork) {
   Client client("demo");
@@ -116,33 +113,11 @@ TEST(Verbs, RefuseBeforeAnythingIsSent) {
                  "4 key erase --yes --controller lab.json => the key locks virtual disks 1, 2, 3, 4; 'xyl delete'"});
 }
 
-// Types each answer when its question has come; what the program then shows.
-static std::string askedFor(const std::string &line, const std::vector<std::string> &answers) {
-  int terminal = -1;
-  pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (child == 0) {
-    execl("/bin/sh", "sh", "-c", (line + "; stty -a | grep -o -- '-*echo '").c_str(), nullptr);
-    _exit(127);
-  }
-  std::string text;
-  size_t answered = 0;
-  char buffer[4096];
-  for (ssize_t got = 0; (got = read(terminal, buffer, sizeof buffer)) > 0;) {
-    text.append(buffer, static_cast<size_t>(got));
-    if (answered < answers.size() && (text.ends_with("phrase: ") || text.ends_with("again: "))) {
-      const std::string &answer = answers[answered++];
-      EXPECT_EQ(write(terminal, answer.data(), answer.size()), static_cast<ssize_t>(answer.size()));
-    }
-  }
-  close(terminal);
-  waitpid(child, nullptr, 0);
-  return text;
-}
-
 TEST(Verbs, PassphrasesAreTypedUnseen) {
   Client client("demo");
-  const std::string line =
-      "cd '" + client.folder() + "' && " RAIDXYL_BINARY_DIR "/xyl/xyl key rekey --key-id typed --controller lab.json";
+  const std::string line = "cd '" + client.folder() +
+                           "' && " RAIDXYL_BINARY_DIR
+                           "/xyl/xyl key rekey --key-id typed --controller lab.json; stty -a | grep -o -- '-*echo '";
   const struct {
     std::vector<std::string> answers;
     const char *said;
@@ -154,7 +129,7 @@ TEST(Verbs, PassphrasesAreTypedUnseen) {
                  "n\xC3\xA9\x7Fw\r", "nw\r"},
                 "the key change succeeded"}};
   for (const auto &row : cases) {
-    std::string text = askedFor(line, row.answers);
+    std::string text = onTerminal(line, row.answers);
     EXPECT_NE(text.find(row.said), std::string::npos) << text;
     EXPECT_EQ(text.find("Tall"), std::string::npos) << text;
     EXPECT_TRUE(text.ends_with("\necho \r\n")) << text;
