@@ -87,6 +87,7 @@ TEST(Verify, FirmwareIsComparedWithinItsMajorVersion) {
       {u"2.01.0", "2.1", 0},
       {u"2", "2.1", VERIFY_FW_LOWER},
       {u"2.1", "2", VERIFY_FW_HIGHER},
+      {u"2", "2", 0},
       {u"2.1", "2a.1", 0},
       {u"3.1", "2.9", 0},
       {u"2a.1", "2.1", 0},
