@@ -155,6 +155,7 @@ std::vector<STEP> stepsOf(const std::string &log);
 // In one line, codes only of those that are no success: "GetLive, GetLive E, Validate".
 std::string stepLine(const std::string &log);
 
+// The text, count times.
 std::string repeated(size_t count, const std::string &text);
 
 // How often part stands in text.
