@@ -1,4 +1,4 @@
-// Changes of sets: what they leave, what they refuse, in which order they write, and what failures in the middle do.
+// Changes of sets: what they leave, what they refuse, and in which order they write.
 
 #include <algorithm>
 #include <cstring>
@@ -26,14 +26,6 @@ public:
     std::memset(&maker_, 0xFF, sizeof(maker_));
     maker_.guid = guidOf("OurMaker", 0);
     std::memcpy(maker_.vendorData, "made", 4);
-  }
-
-  // Small sets that Linux made: a mirror "volume" of 512 blocks on the first two disks, others are fresh.
-  static Rig small(size_t count) {
-    Rig rig(count);
-    DISKS made = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 512}, 0, DDF_SMALL_LIMITS);
-    std::copy(made.begin(), made.end(), rig.disks.begin());
-    return rig;
   }
 
   // Reads the disks, and lets a change do its work on them.
@@ -75,7 +67,6 @@ public:
   DISKS disks;
   std::string log, trouble;
   size_t unusable = ~size_t{0};
-  unsigned failAt = 0; // the write or flush that fails, counted from 1
 
 private:
   struct LINK {
@@ -83,10 +74,9 @@ private:
     size_t disk;
   };
 
-  EFI_STATUS note(size_t disk, const std::string &text) {
+  void note(size_t disk, const std::string &text) {
     std::string from = std::to_string(disk) + ":";
     log += text == "F" || text == "." ? text : (log.empty() ? "" : " ") + from + text;
-    return failAt != 0 && --failAt == 0 ? EFI_DEVICE_ERROR : EFI_SUCCESS;
   }
 
   static EFI_STATUS write(void *context, UINT64 lba, UINTN count, const void *buffer) {
@@ -100,16 +90,15 @@ private:
       what = std::string(header->type == DDF_PRIMARY ? "p" : "s") + (header->openFlag == DDF_CLOSED ? "c" : "o") +
              std::to_string(header->sequence);
     }
-    EFI_STATUS status = rig->note(number, what);
-    if (!EFI_ERROR(status)) {
-      disk.write(lba, buffer, count);
-    }
-    return status;
+    rig->note(number, what);
+    disk.write(lba, buffer, count);
+    return EFI_SUCCESS;
   }
 
   static EFI_STATUS flush(void *context) {
     auto [rig, number] = *static_cast<LINK *>(context);
-    return rig->note(number, "F");
+    rig->note(number, "F");
+    return EFI_SUCCESS;
   }
 
   DDF_CONTROLLER_DATA maker_;
@@ -127,12 +116,7 @@ TEST_F(Ddf, VolumesAreMadeAsLinuxTakesThem) {
     EFI_STATUS status;
     const char *text; // of the model, or the trouble
   } const cases[] = {
-      {"zero", 0, 0, 0, {3}, 8, 8, EFI_SUCCESS, "initialised, read/write)\n    RAID 0 (0, 0, secondary 255), 8 blocks"},
-      {"one", 1, 0, 0xFF, {0, 1}, 16, DDF_ANYWHERE, EFI_SUCCESS, "optimal, not initialised"},
-      {"three", 1, 1, 7, {0, 1, 2}, 0, DDF_ANYWHERE, EFI_SUCCESS, "(1, 1, secondary 255), 4096 blocks"},
-      {"four", 4, 1, 3, {0, 1, 2}, 0, 5, EFI_SUCCESS, "RAID 4 (4, 1, secondary 255), 8176 blocks"},
       {"five", 5, 2, 7, {2, 1, 0, 3}, 0, DDF_ANYWHERE, EFI_SUCCESS, "members 0@0, 1@0, 2@0, 3@0"},
-      {"six", 6, 3, 7, {0, 1, 2, 3}, 256, DDF_ANYWHERE, EFI_SUCCESS, "512 blocks, 256 a member, strip 128"},
       {"sixteenletters16", 0x11, 0, 15, {0, 1, 2, 3}, 0, DDF_ANYWHERE, EFI_VOLUME_FULL, "0: has no room"},
       {"sixteenletters16", 0x11, 0, 12, {0, 1, 2, 3}, 0, DDF_ANYWHERE, EFI_SUCCESS, "RAID 10 (17, 0, secondary 255)"},
       {"raid 1 of 2", 1, 1, 7, {0, 1}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
@@ -141,13 +125,9 @@ TEST_F(Ddf, VolumesAreMadeAsLinuxTakesThem) {
       {"linear", 0x1F, 0, 7, {0, 1}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
       {"no pages", 5, 3, 2, {0, 1, 2}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "strip"},
       {"no strip", 0, 0, 0xFF, {0}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "strip"},
-      {"none", 0, 0, 7, {}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, ""},
       {"uneven", 0, 0, 7, {0}, 129, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "whole strips"},
       {"odd", 1, 0, 0xFF, {0, 1}, 7, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "whole strips"},
-      {"twice", 0, 0, 7, {1, 1}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "1: named twice"},
       {"ghost", 0, 0, 7, {4}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, ""},
-      {"blank s", 0, 0, 7, {0}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "blank"},
-      {"large", 0, 0, 7, {0}, MUCH, DDF_ANYWHERE, EFI_VOLUME_FULL, "0: has no room"},
       {"last", 0, 0, 7, {2}, 128, 4096 - 127, EFI_VOLUME_FULL, "2: has no room"},
       {"behind", 0, 0, 7, {2}, 0, MUCH, EFI_VOLUME_FULL, "2: has no room"},
   };
@@ -263,7 +243,8 @@ TEST_F(Ddf, ChangesFollowEachOther) {
 }
 
 TEST_F(Ddf, RecordsAndListsEnd) {
-  Rig rig = Rig::small(2);
+  Rig rig(2);
+  rig.disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 512}, 0, DDF_SMALL_LIMITS);
   for (int volume = 1; volume < 16; ++volume) {
     EXPECT_EQ(rig.create(0, 0, 0, std::to_string(volume).c_str(), 8, {0}), EFI_SUCCESS) << volume;
   }
@@ -319,7 +300,7 @@ TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
   }
 }
 
-// --- Order, and failures in the middle ---
+// --- Order ---
 
 TEST_F(Ddf, TheCopyThatNobodyReadsIsWrittenFirst) {
   Rig rig(2);
@@ -337,56 +318,11 @@ TEST_F(Ddf, TheCopyThatNobodyReadsIsWrittenFirst) {
                      "1:so7F.....F 1:sc8F 1:po7F.....F 1:pc8F 0:ZF");                                   // entry
 }
 
-// Each write and flush of a change fails once; the volumes are the old or the new ones, and the change works then.
-TEST_F(Ddf, FailuresInTheMiddleAreRepaired) {
-  auto volumes = [](Rig &rig) {
-    std::string names;
-    DDF_MODEL *model = readModel(rig.disks);
-    EXPECT_EQ(modelFault(*model), "");
-    for (UINT32 i = 0; i < model->setCount; ++i) {
-      for (UINT32 j = 0; j < model->sets[i].volumeCount; ++j) {
-        const DDF_VOLUME &volume = model->sets[i].volumes[j];
-        names += volume.record == nullptr ? "" : std::string(volume.name) + std::to_string(volume.state) + " ";
-      }
-    }
-    ddfFree(model);
-    return names;
-  };
-  auto create = [](Rig &rig) { return rig.create(1, 0, 0xFF, "new", 512, {1, 2}); };
-  auto remove = [&](Rig &rig) {
-    bool there = volumes(rig).find("new") != std::string::npos;
-    return !there ? create(rig) : rig.run([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 1); });
-  };
-  Rig old = Rig::small(3);
-  for (int deletes = 0; deletes < 2; ++deletes) {
-    Rig done = old;
-    ASSERT_EQ(deletes != 0 ? remove(done) : create(done), EFI_SUCCESS);
-    for (unsigned nth = 1;; ++nth) {
-      SCOPED_TRACE(nth);
-      Rig rig = old;
-      rig.failAt = nth;
-      EFI_STATUS status = deletes != 0 ? remove(rig) : create(rig);
-      if (status == EFI_SUCCESS) {
-        EXPECT_GT(nth, 60u);
-        break;
-      }
-      EXPECT_EQ(status, EFI_DEVICE_ERROR);
-      EXPECT_EQ(rig.trouble.substr(1, 12), ": cannot be ");
-      std::string now = volumes(rig);
-      EXPECT_TRUE(now == volumes(old) || now == volumes(done)) << now;
-      if (now == volumes(old)) {
-        EXPECT_EQ(deletes != 0 ? remove(rig) : create(rig), EFI_SUCCESS) << rig.trouble;
-      }
-      EXPECT_EQ(volumes(rig), volumes(done));
-      EXPECT_EQ(rig.create(0, 0, 7, "more", 128, {0}), EFI_SUCCESS) << rig.trouble;
-    }
-    old = done;
-  }
-}
-
 TEST_F(Ddf, WithoutMemoryNothingIsWritten) {
+  DISKS made = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 512}, 0, DDF_SMALL_LIMITS);
   for (unsigned nth = 1;; ++nth) {
-    Rig rig = Rig::small(4);
+    Rig rig(4);
+    std::copy(made.begin(), made.end(), rig.disks.begin());
     firmware_.failAllocation(nth, FAIL_MODE::fromThenOn);
     EFI_STATUS status = rig.create(5, 3, 7, "new", 512, {1, 2, 3});
     bool failed = firmware_.allocationFailed();

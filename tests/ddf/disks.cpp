@@ -83,24 +83,27 @@ std::string readText(DISKS &disks) {
 
 // --- Changes ---
 
-void storeCopy(SPARSE_DISK &disk, DDF_COPY &copy) {
-  ddfSeal(&copy);
-  for (DDF_HEADER_TYPE type : {DDF_PRIMARY, DDF_SECONDARY}) {
+static void writeHeaders(SPARSE_DISK &disk, const DDF_COPY &copy) {
+  for (DDF_HEADER_TYPE type : {DDF_PRIMARY, DDF_SECONDARY, DDF_ANCHOR}) {
     DDF_HEADER header;
     ddfMakeHeader(copy, type, DDF_CLOSED, copy.header.sequence, copy.header.time, &header);
+    UINT64 lba = type == DDF_PRIMARY  ? copy.header.primaryLba
+                 : type == DDF_ANCHOR ? disk.sectors - 1
+                                      : copy.header.secondaryLba;
+    lba == DDF_NO_LBA ? void() : disk.write(lba, &header, 1);
+  }
+}
+
+void storeCopy(SPARSE_DISK &disk, DDF_COPY &copy) {
+  ddfSeal(&copy);
+  writeHeaders(disk, copy);
+  for (DDF_HEADER_TYPE type : {DDF_PRIMARY, DDF_SECONDARY}) {
     UINT64 lba = type == DDF_PRIMARY ? copy.header.primaryLba : copy.header.secondaryLba;
-    if (lba == DDF_NO_LBA) {
-      continue;
-    }
-    disk.write(lba, &header, 1);
-    for (int section = 0; section < DDF_SECTIONS; ++section) {
+    for (int section = 0; lba != DDF_NO_LBA && section < DDF_SECTIONS; ++section) {
       DDF_EXTENT extent = ddfSectionExtent(copy, type, static_cast<DDF_SECTION>(section));
       disk.write(extent.lba, copy.sections[section], extent.sectors);
     }
   }
-  DDF_HEADER anchor;
-  ddfMakeHeader(copy, DDF_ANCHOR, DDF_CLOSED, 0, copy.header.time, &anchor);
-  disk.write(disk.sectors - 1, &anchor, 1);
 }
 
 void changeDisks(DISKS &disks, const std::function<void(DDF_COPY &copy, size_t disk)> &change) {
@@ -113,14 +116,7 @@ void changeDisks(DISKS &disks, const std::function<void(DDF_COPY &copy, size_t d
       DDF_COPY sections = copy;
       sections.header = model->disks[i].copy.header;
       storeCopy(disks[i], sections);
-      for (DDF_HEADER_TYPE type : {DDF_PRIMARY, DDF_SECONDARY, DDF_ANCHOR}) {
-        DDF_HEADER header;
-        ddfMakeHeader(copy, type, DDF_CLOSED, copy.header.sequence, copy.header.time, &header);
-        UINT64 lba = type == DDF_PRIMARY  ? copy.header.primaryLba
-                     : type == DDF_ANCHOR ? disks[i].sectors - 1
-                                          : copy.header.secondaryLba;
-        disks[i].write(lba, &header, 1);
-      }
+      writeHeaders(disks[i], copy);
       ddfFreeCopy(&copy);
     }
   }

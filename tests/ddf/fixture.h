@@ -9,26 +9,26 @@
 #include "tests/ddf/describe.h"
 #include "tests/ddf/disks.h"
 
+// Calls test with the name and the disks of every recording.
+template <class TEST> void forEachRecording(TEST test) {
+  size_t count = 0;
+  for (const auto &entry : std::filesystem::directory_iterator(GOLDEN_DIR)) {
+    if (entry.path().extension() == ".disks") {
+      SCOPED_TRACE(entry.path().stem());
+      DISKS disks = loadDisks(entry.path());
+      test(entry.path().stem().string(), disks);
+      ++count;
+    }
+  }
+  EXPECT_GT(count, 20u);
+}
+
 class Ddf : public testing::Test {
 protected:
   Ddf() { setSystemTable(firmware_.systemTable()); }
   ~Ddf() override {
     EXPECT_EQ(firmware_.pool().liveAllocations, 0u);
     EXPECT_EQ(firmware_.complaints(), std::vector<std::string>{});
-  }
-
-  // Calls test with the name and the disks of every recording.
-  template <class TEST> void forEach(TEST test) {
-    size_t count = 0;
-    for (const auto &entry : std::filesystem::directory_iterator(GOLDEN_DIR)) {
-      if (entry.path().extension() == ".disks") {
-        SCOPED_TRACE(entry.path().stem());
-        DISKS disks = loadDisks(entry.path());
-        test(entry.path().stem().string(), disks);
-        ++count;
-      }
-    }
-    EXPECT_GT(count, 0u);
   }
 
   Firmware firmware_;

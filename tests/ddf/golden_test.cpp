@@ -2,31 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "tests/ddf/fixture.h"
+#include "tests/support/world.h"
 
-static std::string fileText(const std::string &path) {
-  std::ifstream in(path);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
-// With DDF_UPDATE_MODELS set the models are written instead.
 TEST_F(Ddf, RecordingsReadAsTheirModels) {
-  const std::string folder = RAIDXYL_SOURCE_DIR "/tests/ddf/models/";
-  forEach([&](const std::string &name, DISKS &disks) {
+  forEachRecording([&](const std::string &name, DISKS &disks) {
     DDF_MODEL *model = readModel(disks);
     ASSERT_NE(model, nullptr);
     EXPECT_EQ(modelFault(*model), "");
-    std::string text = describe(*model);
+    expectGolden("ddf/models/" + name + ".txt", describe(*model));
     ddfFree(model);
-    if (std::getenv("DDF_UPDATE_MODELS") != nullptr) {
-      std::ofstream(folder + name + ".txt") << text;
-    }
-    EXPECT_EQ(text, fileText(folder + name + ".txt"));
   });
 }
 
@@ -55,7 +42,7 @@ static void spoilChecksums(const DDF_COPY &copy) {
 
 // What is read, sealed and laid out again is what mdadm wrote, byte for byte.
 TEST_F(Ddf, CopiesAreWrittenAsMdadmWroteThem) {
-  forEach([&](const std::string &, DISKS &disks) {
+  forEachRecording([&](const std::string &, DISKS &disks) {
     DDF_MODEL *model = readModel(disks);
     ASSERT_NE(model, nullptr);
     for (UINT32 i = 0; i < model->diskCount; ++i) {

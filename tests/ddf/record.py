@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes golden.tar.xz from what './run linux' left in build/linux/states: the disks of every snapshot that real mdadm
 wrote, what can become of them, and disks that carry something else. The models beside it must then be looked at anew: run test_ddf with
-DDF_UPDATE_MODELS=1, and read the difference."""
+GOLDEN=1, and read the difference."""
 import glob
 import io
 import os

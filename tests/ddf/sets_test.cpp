@@ -1,8 +1,10 @@
 // Sets that are made here: all levels with every choice of lost disks, and metadata that is valid by its checksums and
 // wrong in what it says.
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
+#include <sstream>
 
 #include "tests/ddf/fixture.h"
 
@@ -40,26 +42,14 @@ constexpr LEVEL_CASE g_levels[] = {
     {{0x15, 0, 0xFF, 1, 3, 7, 256}, "unknown level (21, 0, secondary 255), not for Linux", 768, nullptr, 0},
 };
 
-static bool allCopiesLost(const char *strip, unsigned lost) {
-  for (; *strip != ' ' && *strip != 0; ++strip) {
-    if ((lost >> (*strip - '0') & 1) == 0) {
-      return false;
-    }
-  }
-  return true;
-}
-
 static bool isFailed(const LEVEL_CASE &row, unsigned lost) {
   if (row.copies == nullptr) {
     return std::popcount(lost) > row.spare;
   }
-  for (const char *strip = row.copies; strip != nullptr; strip = std::strchr(strip, ' ')) {
-    strip += *strip == ' ' ? 1 : 0;
-    if (allCopiesLost(strip, lost)) {
-      return true;
-    }
-  }
-  return false;
+  std::istringstream strips(row.copies);
+  auto isLost = [=](char disk) { return (lost >> (disk - '0') & 1) != 0; };
+  return std::any_of(std::istream_iterator<std::string>(strips), {},
+                     [=](const std::string &strip) { return std::all_of(strip.begin(), strip.end(), isLost); });
 }
 
 TEST_F(Ddf, LevelsLoseTheDisksThatTheyCanSpare) {
@@ -112,34 +102,20 @@ struct SET_CASE {
 static const SET_CASE g_cases[] = {
     {"nothing changed", CHANGE(), "members 0@0, 1@0\n"},
     // Members.
-    {"member behind its disk", CHANGE(ddfStarts(copy, record(copy))[1] = 4000), "members 0@0, 1@4000 outside\n"},
     {"end beyond 64 bits", CHANGE(ddfStarts(copy, record(copy))[0] = ~0ULL), "outside, 1@0\n"},
     {"one disk twice", CHANGE(ddfReferences(record(copy))[1] = ddfReferences(record(copy))[0]), "0@0, 0@0 repeated\n"},
-    {"unknown disk", CHANGE(ddfReferences(record(copy))[0] = 5), "members ?@0 unknown, 1@0\n"},
     {"no disk", CHANGE(ddfReferences(record(copy))[0] = DDF_NO_REFERENCE), "members ?@0 unknown, 1@0\n"},
     {"no disk, but an entry",
      CHANGE(ddfReferences(record(copy))[0] = DDF_NO_REFERENCE; ddfPdEntry(copy, 2)->reference = DDF_NO_REFERENCE),
      "members ?@0 unknown, 1@0\n"},
     {"members in the metadata",
      CHANGE(ddfPdEntry(copy, 0)->configuredSize = ~0ULL; ddfStarts(copy, record(copy))[0] = 4000), "0@4000 outside"},
-    {"rebuilding disk", CHANGE(ddfPdEntry(copy, 1)->state = DDF_PD_ONLINE | DDF_PD_REBUILDING), "1@0 rebuilding\n"},
-    {"offline disk", CHANGE(ddfPdEntry(copy, 1)->state = 0), "1@0 failed\n"},
     // Records.
-    {"no member", CHANGE(record(copy)->elements = 0), "impossible counts"},
-    {"more members than room", CHANGE(record(copy)->elements = 65), "impossible counts"},
-    {"no span", CHANGE(record(copy)->secondaryCount = 0), "impossible counts"},
     {"span beyond the last", CHANGE(record(copy)->secondaryCount = 2; record(copy)->secondaryElement = 2),
      "impossible counts"},
     {"members without end", CHANGE(record(copy)->secondaryCount = 200), "too many members"},
-    {"no blocks", CHANGE(record(copy)->memberBlocks = 0), "impossible size"},
-    {"blocks without end", CHANGE(record(copy)->memberBlocks = ~0ULL), "impossible size"},
-    {"strip of a terabyte", CHANGE(record(copy)->strip = 31), "impossible strip size"},
-    {"a plausible size", CHANGE(record(copy)->blocks = 200), " 200 blocks, 256 a member"},
-    {"a size too large", CHANGE(record(copy)->blocks = 257), " 256 blocks, 256 a member"},
     {"the newer record counts", CHANGE(if (disk == 1) { record(copy)->sequence = 7, record(copy)->blocks = 9; }),
      " 9 blocks"},
-    {"record without entry", CHANGE(ddfVdEntry(copy, 0)->guid.bytes[9] ^= 1), "not sound, orphans 2\n"},
-    {"entry without record", CHANGE(record(copy)->signature = DDF_FREE_RECORD), "no disk has its record"},
     // Lists.
     {"entries alike", CHANGE(*ddfVdEntry(copy, 9) = *ddfVdEntry(copy, 0)), "another entry has its identity"},
     {"disk of another name", CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1), "stale of set 0, not in the list"},
@@ -149,14 +125,12 @@ static const SET_CASE g_cases[] = {
      "disk 2: stale of set 0, not in the list"},
     {"no entries", CHANGE(for (UINT32 i = 0; i < 3; ++i) std::memset(&ddfPdEntry(copy, i)->guid, 0xFF, 24)),
      "disk 0: stale of set 0, not in the list"},
-    {"more entries than room", CHANGE(copy.sections[DDF_PD_RECORDS][10] = 0xFF), "more entries than room: physical"},
     // Volumes and spares.
     {"states of the entry",
      CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_DEGRADED | DDF_VD_INCONSISTENT; ddfVdEntry(copy, 0)->init = 0x81),
      "\"volume\" degraded (entry: degraded, inconsistent, quickly initialised, read only)"},
     {"a name of any bytes", CHANGE(std::memcpy(ddfVdEntry(copy, 0)->name, "a b\x1b\x80 c     \0xyz", 16)),
      "\"a b?? c\""},
-    {"another controller", CHANGE(ddfControllerData(copy)->guid.bytes[0] = 'X'), "newest disk 0, foreign\n"},
     {"global spare", CHANGE(), "type global spare, global spare, used 0"},
     {"spare without its record", CHANGE(ddfPdEntry(copy, 2)->type = DDF_PD_SPARE), "type spare, global spare"},
     {"dedicated spare", CHANGE(dedicateSpare(copy, disk, 2)), "type spare, spare for volumes 0, used 0"},
@@ -166,29 +140,14 @@ static const SET_CASE g_cases[] = {
      "type spare, global spare"},
     {"failed spare", CHANGE(ddfPdEntry(copy, 2)->state = DDF_PD_ONLINE | DDF_PD_FAILED), "type global spare, used 0"},
     // Headers.
-    {"an older revision", CHANGE(std::memcpy(copy.header.revision, "01.00.00", 8)), "\"volume\" optimal"},
     {"no name", CHANGE(std::memset(&copy.header.guid, 0xFF, 24)), "disk 0: damaged, header of another kind: anchor"},
-    {"one copy", CHANGE(copy.header.secondaryLba = DDF_NO_LBA), "sequence 1\n  secondary: there is none\n"},
-    {"section without end", CHANGE(copy.header.sections[2].length = 0xFFFFFFFF), "section in an impossible place"},
-    {"section too long", CHANGE(copy.header.sections[3].length = 1025), "section in an impossible place"},
-    {"section outside", CHANGE(copy.header.sections[4].offset = 0xFFFFFFFE), "section in an impossible place"},
-    {"section on the header", CHANGE(copy.header.sections[1].offset = 0), "section in an impossible place"},
-    {"no section", CHANGE(copy.header.sections[0].length = 0), "section in an impossible place"},
-    {"sections overlap", CHANGE(copy.header.sections[1].offset = 1), "sections that overlap"},
-    {"records without length", CHANGE(copy.header.recordLength = 0), "record length without room"},
-    {"records longer than all", CHANGE(copy.header.recordLength = 0xFFFF), "record length without room"},
-    {"more elements than room", CHANGE(copy.header.maxElements = 86), "record length without room"},
-    {"copies overlap", CHANGE(copy.header.secondaryLba = copy.header.primaryLba - 5), "copies of the metadata that"},
     {"copy on the anchor", CHANGE(copy.header.secondaryLba = TEST_DISK_SECTORS - 1),
      "secondary: header outside the disk"},
-    {"another order", CHANGE(copy.header.maxPartitions = 15), "not ordered"},
 };
 
-static bool hasText(DISKS &disks, const std::string &wanted) {
+static void hasText(DISKS &disks, const std::string &wanted) {
   std::string text = readText(disks);
-  bool found = text.find(wanted) != std::string::npos;
-  EXPECT_TRUE(found) << text;
-  return found;
+  EXPECT_NE(text.find(wanted), std::string::npos) << text;
 }
 
 TEST_F(Ddf, WhatASetSaysIsJudged) {
@@ -196,7 +155,7 @@ TEST_F(Ddf, WhatASetSaysIsJudged) {
     SCOPED_TRACE(row.name);
     DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 1, DDF_SMALL_LIMITS);
     changeDisks(disks, row.change);
-    EXPECT_TRUE(hasText(disks, row.text));
+    hasText(disks, row.text);
     DDF_MODEL *model = readModel(disks);
     EXPECT_EQ(modelFault(*model), "");
     ddfFree(model);
@@ -351,14 +310,14 @@ TEST_F(Ddf, WhatDoesNotFitTogetherIsNotMixed) {
   ddfFreeCopy(&current);
   ddfFree(model);
 
-  DISKS anchors = others;
-  const SET_CHANGE headers[] = {CHANGE(copy.header.guid.bytes[9] ^= 1),
-                                CHANGE(std::memcpy(copy.header.revision, "01.00.00", 8))};
-  for (auto change : headers) {
-    others = anchors;
-    changeDisks(others, change);
-    others[0].write(TEST_DISK_SECTORS - 1, anchors[0].read(TEST_DISK_SECTORS - 1).data(), 1);
-    hasText(others, "disk 0: damaged, no good copy of the metadata\n  primary: header does not match the anchor\n");
+  const DISKS whole = others;
+  for (size_t field :
+       {offsetof(DDF_HEADER, guid), offsetof(DDF_HEADER, revision) + 4, offsetof(DDF_HEADER, primaryLba) + 7,
+        offsetof(DDF_HEADER, secondaryLba) + 7, offsetof(DDF_HEADER, workspaceLba)}) {
+    others = whole;
+    others[0].kept[TEST_DISK_SECTORS - 32768][field] ^= 2; // of the revision, 01.00.00
+    mendChecksums(others[0]);
+    hasText(others, "primary: header does not match the anchor\n");
   }
 }
 

@@ -1,19 +1,13 @@
 // The controller over disks: what its documents tell of recordings of real ones, and of disks that it cannot use.
-#include "tests/disk_controller/machine.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <regex>
 #include <set>
 
-namespace {
+#include "tests/ddf/fixture.h"
+#include "tests/disk_controller/machine.h"
 
-std::string fileText(const std::string &path) {
-  std::ifstream in(path);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
+namespace {
 
 // A line an object of the document: its element, and its fields with their texts. The limits of levels are left out.
 std::string condensed(std::string document) {
@@ -33,30 +27,15 @@ std::string condensed(std::string document) {
   return text.substr(1) + "\n";
 }
 
-// With DISKS_UPDATE set the inventories are written instead.
 TEST(DiskController, InventoriesOfRecordings) {
-  const std::string folder = RAIDXYL_SOURCE_DIR "/tests/disk_controller/inventories/";
-  size_t count = 0;
-  for (const auto &entry : std::filesystem::directory_iterator(GOLDEN_DIR)) {
-    if (entry.path().extension() != ".disks") {
-      continue;
-    }
-    std::string recording = entry.path().stem();
-    SCOPED_TRACE(recording);
-    DISKS disks = loadDisks(entry.path());
+  forEachRecording([&](const std::string &recording, DISKS &disks) {
     Machine machine(disks);
     ANSWER first = machine.get();
     ASSERT_EQ(name(first.status), name(EFI_SUCCESS));
     EXPECT_EQ(machine.get().text, first.text);
     EXPECT_EQ(name(machine.verify(first.text).status), name(EFI_SUCCESS));
-    std::string inventory = condensed(first.text);
-    if (std::getenv("DISKS_UPDATE") != nullptr) {
-      std::ofstream(folder + recording + ".txt") << inventory;
-    }
-    EXPECT_EQ(inventory, fileText(folder + recording + ".txt"));
-    ++count;
-  }
-  EXPECT_GT(count, 20U);
+    expectGolden("disk_controller/inventories/" + recording + ".txt", condensed(first.text));
+  });
 }
 
 // The state and the name of each disk, and what the log says of it.
@@ -150,24 +129,18 @@ TEST(DiskController, MemoryFails) {
   DISKS disks = loadDisks(GOLDEN_DIR "/rebuilding.disks");
   Machine machine(disks);
   for (UINT32 type : {RAID_OBJECT_PHYSICAL_DISK, RAID_OBJECT_VIRTUAL_DISK}) {
-    for (uint64_t n = 1;; ++n) {
+    auto act = [&] {
       RAID_CMD_BLOCK block = {2, RAID_COMMAND_GET, type, 0, nullptr, nullptr, 0};
       RAID_CMD_RESULT result = {};
-      machine.firmware.failAllocation(n);
       EFI_STATUS status = machine.mgmt->Execute(machine.mgmt, &block, &result);
-      bool failed = machine.firmware.allocationFailed();
-      machine.firmware.failAllocation(0);
       if (!EFI_ERROR(status)) {
         machine.mgmt->FreeRecords(machine.mgmt, result.Data, result.DataSize / RAID_RECORD_SIZE);
-      } else {
-        EXPECT_EQ(name(status), name(EFI_OUT_OF_RESOURCES));
       }
-      machine.expectBalanced(std::to_string(n));
-      if (!failed) {
-        EXPECT_EQ(name(status), name(EFI_SUCCESS));
-        break;
-      }
-    }
+      return status;
+    };
+    machine.sweepMemory(act, [](EFI_STATUS status) {
+      EXPECT_TRUE(status == EFI_SUCCESS || status == EFI_OUT_OF_RESOURCES) << name(status);
+    });
   }
 }
 

@@ -61,21 +61,28 @@ std::vector<uint8_t> ataIdentity(const std::string &serial, const std::string &m
   return bytes;
 }
 
-Machine::Machine(DISKS &disks) : World({.preset = nullptr, .connect = false}) {
-  for (size_t i = 0; i < disks.size(); ++i) {
-    auto identity = ataIdentity("S" + std::to_string(i), "Test disk", 0x5000C50000000000 + i, i % 2 == 1);
-    devices.push_back(std::make_unique<BlockDevice>(std::make_unique<SparseStore>(disks[i], book),
-                                                    static_cast<uint16_t>(i), identity));
+Machine::Machine(DISKS &disks)
+    : Machine(disks.size(), [&](size_t disk) { return std::make_unique<SparseStore>(disks[disk], book); }) {}
+
+Machine::Machine(size_t count, std::function<std::unique_ptr<SectorStore>(size_t disk)> storeOf)
+    : World({.preset = nullptr, .connect = false}), devices(count), storeOf_(std::move(storeOf)) {
+  for (size_t i = 0; i < count; ++i) {
+    plug(i);
   }
   EXPECT_EQ(name(firmware.loadImage(RaidDisksEntry, &image_)), name(EFI_SUCCESS));
-  UINTN count = 0;
+  UINTN found = 0;
   EFI_HANDLE *handles = nullptr;
-  EXPECT_EQ(name(services->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &g_mgmtGuid, nullptr, &count, &handles)),
+  EXPECT_EQ(name(services->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &g_mgmtGuid, nullptr, &found, &handles)),
             name(EFI_SUCCESS));
   controller = handles[0];
   services->FreePool(handles);
   mgmt = protocolOn<RAID_MGMT_PROTOCOL>(controller, g_mgmtGuid);
   EXPECT_EQ(name(connect()), name(EFI_SUCCESS));
+}
+
+void Machine::plug(size_t disk) {
+  auto identity = ataIdentity("S" + std::to_string(disk), "Test disk", 0x5000C50000000000 + disk, disk % 2 == 1);
+  devices[disk] = std::make_unique<BlockDevice>(storeOf_(disk), static_cast<uint16_t>(disk), identity);
 }
 
 EFI_STATUS Machine::run(UINT32 command, UINT32 objectType, std::vector<UINT32> ids, const void *data) {
@@ -85,6 +92,21 @@ EFI_STATUS Machine::run(UINT32 command, UINT32 objectType, std::vector<UINT32> i
   EFI_STATUS status = mgmt->Execute(mgmt, &block, &result);
   EXPECT_EQ(result.Data, nullptr);
   return status;
+}
+
+void Machine::sweepMemory(const std::function<EFI_STATUS()> &act, const std::function<void(EFI_STATUS)> &afterFailure) {
+  for (uint64_t n = 1;; ++n) {
+    firmware.failAllocation(n);
+    EFI_STATUS status = act();
+    bool failed = firmware.allocationFailed();
+    firmware.failAllocation(0);
+    expectBalanced(std::to_string(n));
+    if (!failed) {
+      EXPECT_EQ(name(status), name(EFI_SUCCESS));
+      return;
+    }
+    afterFailure(status);
+  }
 }
 
 Machine::~Machine() {

@@ -28,22 +28,6 @@ struct STORY {
 const ORDER g_wide = createOrder("wide", RAID_LEVEL_5, {2, 0, 1});
 const ORDER g_reset = {.command = RAID_COMMAND_DELETE, .objectType = RAID_OBJECT_ADAPTER};
 
-ORDER spareOrder(UINT32 port, UINT8 hotspare) {
-  return {
-      .command = RAID_COMMAND_CHANGE, .objectType = RAID_OBJECT_PHYSICAL_DISK, .ports = {port}, .hotspare = hotspare};
-}
-
-ORDER failOrder(UINT32 port) {
-  return {.command = RAID_COMMAND_CHANGE,
-          .objectType = RAID_OBJECT_PHYSICAL_DISK,
-          .ports = {port},
-          .state = RAID_STATE_FAILED};
-}
-
-ORDER renameOrder(const std::string &was, const std::string &name) {
-  return {.command = RAID_COMMAND_CHANGE, .objectType = RAID_OBJECT_VIRTUAL_DISK, .volume = name, .was = was};
-}
-
 ORDER foreignOrder(UINT32 command) {
   return {.command = command, .objectType = RAID_OBJECT_ADAPTER};
 }
@@ -73,17 +57,8 @@ using READER = READING (*)(DISKS &);
 constexpr READER READERS[] = {readAsLinux, readAsWe};
 const char *const READER_NAMES[] = {"Linux", "we"};
 
-using TEXTS = std::vector<std::string>; // sorted
-
 bool isPart(const TEXTS &part, const TEXTS &whole) {
   return std::includes(whole.begin(), whole.end(), part.begin(), part.end());
-}
-
-TEXTS volumesOf(const READING &reading) {
-  TEXTS volumes;
-  std::copy_if(reading.lines.begin(), reading.lines.end(), std::back_inserter(volumes),
-               [](const std::string &line) { return line.starts_with("volume"); });
-  return volumes;
 }
 
 DISKS disksOf(const STORY &story) {

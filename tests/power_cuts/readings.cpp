@@ -14,6 +14,13 @@ std::string READING::text() const {
   return text;
 }
 
+TEXTS volumesOf(const READING &reading) {
+  TEXTS volumes;
+  std::copy_if(reading.lines.begin(), reading.lines.end(), std::back_inserter(volumes),
+               [](const std::string &line) { return line.starts_with("volume"); });
+  return volumes;
+}
+
 static std::string format(const char *pattern, auto... values) {
   char text[200];
   std::snprintf(text, sizeof(text), pattern, values...);
@@ -103,12 +110,7 @@ static void addSet(READING &reading, const DDF_SET &set) {
 }
 
 READING readAsWe(DISKS &disks) {
-  std::vector<DDF_SOURCE> sources;
-  for (SPARSE_DISK &disk : disks) {
-    sources.push_back(disk.source());
-  }
-  DDF_MODEL *model = nullptr;
-  ddfRead(sources.data(), static_cast<UINT32>(sources.size()), &g_ourController, &model);
+  DDF_MODEL *model = readModel(disks, &g_ourController);
   READING reading = {{}, modelFault(*model)};
   for (UINT32 i = 0; i < model->setCount; ++i) {
     addSet(reading, model->sets[i]);

@@ -3,15 +3,19 @@
 
 #include "tests/ddf/disks.h"
 
+using TEXTS = std::vector<std::string>; // sorted
+
 // A line each volume that is assembled, each spare and each failed disk, sorted; the same texts from both readers. The
 // fault is what no disk may ever lead a reader to, or empty.
 struct READING {
-  std::vector<std::string> lines;
+  TEXTS lines;
   std::string fault;
 
   std::string text() const;
   bool operator==(const READING &) const = default;
 };
+
+TEXTS volumesOf(const READING &reading);
 
 READING readAsWe(DISKS &disks);
 // By what mdadm does: of a disk the primary copy if its header is whole, even if it is open, but not if the secondary

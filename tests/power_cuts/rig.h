@@ -1,9 +1,8 @@
 // A machine over recording disks, with the controller and the driver, and the commands that the proof sends.
 #pragma once
 
-#include "raid_mgmt.h"
+#include "tests/disk_controller/machine.h"
 #include "tests/power_cuts/recorder.h"
-#include "tests/support/world.h"
 
 using PORTS = std::vector<UINT32>;
 
@@ -21,23 +20,23 @@ struct ORDER {
 
 ORDER createOrder(const std::string &name, UINT32 level, const PORTS &ports);
 ORDER deleteOrder(const std::string &name);
+ORDER renameOrder(const std::string &was, const std::string &name);
+ORDER spareOrder(UINT32 port, UINT8 hotspare);
+ORDER failOrder(UINT32 port);
 
-class Rig : public World {
+struct RECORDED { // before the machine that writes into it
+  explicit RECORDED(const DISKS &disks) { recorder.begin(disks); }
+  Recorder recorder;
+};
+
+class Rig : public RECORDED, public Machine {
 public:
   explicit Rig(const DISKS &disks);
-  ~Rig();
 
   EFI_STATUS run(const ORDER &order);
-  // Takes the disk away, as its handle does when it is pulled, and puts it back.
-  void pull(size_t disk) { devices_[disk].reset(); }
-  void plug(size_t disk);
-
-  Recorder recorder;
+  // Takes the disk away, as its handle does when it is pulled.
+  void pull(size_t disk) { devices[disk].reset(); }
 
 private:
   UINT32 idOf(const std::string &volume);
-
-  RAID_MGMT_PROTOCOL *mgmt_ = nullptr;
-  EFI_HANDLE image_ = nullptr;
-  std::vector<std::unique_ptr<BlockDevice>> devices_;
 };

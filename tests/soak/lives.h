@@ -11,6 +11,8 @@ struct SOAK_FIGURES {
 };
 extern SOAK_FIGURES g_figures;
 extern std::vector<std::string> g_story; // the steps of the life that is running
+// Counts what was done and goes on with the story.
+void tell(const std::string &what, const std::string &story);
 
 // A simulated controller: calls of the protocol against the model, the client, faults, disks that come and go,
 // restarts.

@@ -33,14 +33,7 @@ struct READINGS {
 
 // The volumes are those of one reading or of the other. A list of failed disks may outlive the last volume.
 bool isEither(const READING &cut, const READING &before, const READING &after) {
-  auto volumes = [](const READING &reading) {
-    std::string text;
-    for (const std::string &line : reading.lines) {
-      text += line.starts_with("volume") ? line + "\n" : "";
-    }
-    return text;
-  };
-  return volumes(cut) == volumes(before) || volumes(cut) == volumes(after);
+  return volumesOf(cut) == volumesOf(before) || volumesOf(cut) == volumesOf(after);
 }
 
 // One life of the machine, from power on to power off. The disks outlive it.
@@ -71,11 +64,6 @@ public:
   }
 
 private:
-  void tell(const std::string &what, const std::string &story) {
-    g_figures.counts[what] += 1;
-    g_story.push_back(story);
-  }
-
   UINT32 anyPort() { return random_.below(static_cast<UINT32>(rig_.recorder.disks.size())); }
 
   void replaceDisk() {
@@ -110,22 +98,18 @@ private:
 
   ORDER randomOrder() {
     static const std::vector<UINT32> levels = {RAID_LEVEL_0, RAID_LEVEL_1, RAID_LEVEL_5, RAID_LEVEL_6, RAID_LEVEL_10};
-    std::string volume = std::string(1, static_cast<char>('a' + random_.below(4)));
-    ORDER disk = {.command = RAID_COMMAND_CHANGE, .objectType = RAID_OBJECT_PHYSICAL_DISK, .ports = {anyPort()}};
+    auto anyName = [&] { return std::string(1, static_cast<char>('a' + random_.below(4))); };
+    std::string volume = anyName();
+    UINT32 port = anyPort();
     switch (random_.below(10)) {
     case 0:
       return deleteOrder(volume);
     case 1:
-      disk.state = RAID_STATE_FAILED;
-      return disk;
+      return failOrder(port);
     case 2:
-      disk.hotspare = random_.chance(50) ? RAID_HOTSPARE_GLOBAL : RAID_HOTSPARE_NONE;
-      return disk;
+      return spareOrder(port, random_.chance(50) ? RAID_HOTSPARE_GLOBAL : RAID_HOTSPARE_NONE);
     case 3:
-      return {.command = RAID_COMMAND_CHANGE,
-              .objectType = RAID_OBJECT_VIRTUAL_DISK,
-              .volume = std::string(1, static_cast<char>('a' + random_.below(4))),
-              .was = volume};
+      return renameOrder(volume, anyName());
     case 4:
       return {.command = random_.chance(80) ? RAID_COMMAND_IMPORT : RAID_COMMAND_DELETE,
               .objectType = RAID_OBJECT_ADAPTER};

@@ -69,11 +69,6 @@ private:
     return save(world, random, /* distorted= */ false);
   }
 
-  void tell(const std::string &what, const std::string &story) {
-    g_figures.counts[what] += 1;
-    g_story.push_back(story);
-  }
-
   void callModel() {
     saved_ = random_.chance(20) ? save(world_, random_, random_.chance(60)) : saved_;
     CALL call = randomCall(random_, STATE(world_.sim), saved_);

@@ -10,6 +10,11 @@
 SOAK_FIGURES g_figures;
 std::vector<std::string> g_story;
 
+void tell(const std::string &what, const std::string &story) {
+  g_figures.counts[what] += 1;
+  g_story.push_back(story);
+}
+
 static constexpr unsigned long long LIVES = 8;
 
 static unsigned long long numberOf(const char *variable, unsigned long long usual) {
