@@ -113,7 +113,7 @@ static EFI_STATUS changeConfiguration(RAID_MGMT_PROTOCOL *mgmt, const RAID_CONFI
   RAID_CONFIG *request = nullptr;
   UINT32 count = 0; // not looked at: commands need no adapter beside them
   EFI_STATUS status = readConfig(text, &request, &count);
-  if (!EFI_ERROR(status) && request->commandCount != 0) {
+  if (!EFI_ERROR(status) && request != nullptr && request->commandCount != 0) {
     return runChanges(mgmt, request, saved, output);
   }
   releaseConfig(request);

@@ -1,5 +1,6 @@
 // Set_Live through the published table: what its arguments ask for, statuses, and whose the texts are afterwards.
 #include "driver/live/live.h"
+#include "driver/xml/xml.h"
 #include "tests/live/request_text.h"
 
 // Marks in SET_CASE.
@@ -93,6 +94,25 @@ TEST(SetLive, ArgumentsDecideWhatIsDoneAndWhoseTheTextsAre) {
     World world("demo");
     runCase(world, row);
   }
+}
+
+// The service's status is not trusted: there is nothing to run without a tree.
+TEST(SetLive, ASuccessWithoutATreeIsNoRequest) {
+  static decltype(XML_PROTOCOL::Parse) parse;
+  World world("demo");
+  getXMLProto();
+  parse = g_xmlProtocol->Parse;
+  g_xmlProtocol->Parse = [](XML_PROTOCOL *service, const CHAR8 *text, XML_NODE **root) EFIAPI -> EFI_STATUS {
+    bool isRequest = std::string(text).starts_with("<raidData");
+    return isRequest ? EFI_SUCCESS : parse(service, text, root);
+  };
+  simClearLog(world.sim);
+  ANSWER answer = world.set({NORMAL, nullptr, "<raidData><Method name='Clear'/></raidData>"});
+  g_xmlProtocol->Parse = parse;
+  EXPECT_FALSE(answer.hasText);
+  EXPECT_TRUE(answer.requestFreed);
+  EXPECT_EQ(simCommandCount(world.sim), 0U);
+  world.expectBalanced();
 }
 
 TEST(SetLive, RefusesBadArgumentsBeforeAnythingIsTouched) {
