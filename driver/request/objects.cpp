@@ -140,7 +140,8 @@ static EFI_STATUS parseNestedEnclosure(const XML_NODE *element, RAID_ENCLOSURE_R
 EFI_STATUS parseEnclosure(const XML_NODE *element, RAID_ENCLOSURE_RECORD *record, RAID_CONFIG *config) {
   bool isWhole = element != nullptr && record != nullptr && config != nullptr;
   if (isWhole && !makeRoomForDisks(element, config)) {
-    return EFI_OUT_OF_RESOURCES;
+    logEntered("parseEnclosure");
+    return logExit("parseEnclosure", EFI_OUT_OF_RESOURCES);
   }
   return parseNestedEnclosure(element, record, config);
 }

@@ -47,8 +47,8 @@ template <class T> inline bool growArray(T *&array, UINT32 count) {
   return true;
 }
 
-// Makes the configuration's arrays, of which it has none yet, for the records of all that is nested in an "Enclosure"
-// or "Adapter" element; what they hold is undefined until a record is read. False without memory.
+// Makes room in the configuration's arrays, behind the records that they hold, for those of all that is nested in an
+// "Enclosure" or "Adapter" element; what is there is undefined until a record is read. False without memory.
 bool makeRoomForDisks(const XML_NODE *enclosure, RAID_CONFIG *config);
 bool makeRoomForAll(const XML_NODE *adapter, RAID_CONFIG *config);
 

@@ -31,15 +31,14 @@ EFI_STATUS ParseRAIDData(XML_NODE *raidData, RAID_CONFIG **configs, UINT32 *coun
 // Appends the "Method" element's command to config's list. A failing method adds nothing.
 EFI_STATUS parseMethod(XML_NODE *method, RAID_CONFIG *config);
 
-// Reads an "Adapter" element into config->adapter (a new record), and what is nested in it into keyId and the arrays,
-// of which config has none yet. After a failure adapter is null; the arrays keep what was read, the record that failed
-// included.
+// Reads an "Adapter" element into config->adapter (a new record), and what is nested in it into the arrays and keyId.
+// After a failure adapter is null; the arrays keep what was read, the record that failed included.
 //   EFI_INVALID_PARAMETER  a null argument, an object of another kind, a misshapen element
 //   EFI_NOT_FOUND          a text that is not in the value table of a strict field
 EFI_STATUS parseAdapter(const XML_NODE *element, RAID_CONFIG *config);
 
-// Read the element into the caller's record, whose earlier content is overwritten; disks inside an enclosure go
-// into config, which has none yet. Statuses as parseAdapter. After a failure the record owns its FQDD text at most.
+// Read the element into the caller's record, whose earlier content is overwritten; disks inside an enclosure are
+// appended to config. Statuses as parseAdapter. After a failure the record owns its FQDD text at most.
 EFI_STATUS parseEnclosure(const XML_NODE *element, RAID_ENCLOSURE_RECORD *record, RAID_CONFIG *config);
 EFI_STATUS parsePD(const XML_NODE *element, RAID_PD_RECORD *record);
 EFI_STATUS parseVD(const XML_NODE *element, RAID_VD_RECORD *record);

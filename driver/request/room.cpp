@@ -11,17 +11,26 @@ static UINT32 childrenNamed(const XML_NODE *parent, const CHAR8 *name) {
   return count;
 }
 
-// False without memory.
-template <class T> static bool makeRoom(T *&records, UINT32 count) {
-  if (count == 0) {
+// Room for so many more. False without memory, which changes nothing.
+template <class T> static bool makeRoom(T *&records, UINT32 count, UINT32 more) {
+  if (more == 0) {
     return true;
   }
-  records = static_cast<T *>(poolAllocate(count * sizeof(T)));
-  return records != nullptr;
+  T *larger = static_cast<T *>(poolAllocate((UINTN{count} + more) * sizeof(T)));
+  if (larger == nullptr) {
+    return false;
+  }
+  if (count != 0) {
+    copyBytes(larger, records, count * sizeof(T));
+  }
+  poolFree(records);
+  records = larger;
+  return true;
 }
 
 bool makeRoomForDisks(const XML_NODE *enclosure, RAID_CONFIG *config) {
-  return makeRoom(config->physicalDisks, childrenNamed(enclosure, adapterRow(FORMAT_PHYSICAL_DISK).Element));
+  return makeRoom(config->physicalDisks, config->physicalDiskCount,
+                  childrenNamed(enclosure, adapterRow(FORMAT_PHYSICAL_DISK).Element));
 }
 
 bool makeRoomForAll(const XML_NODE *adapter, RAID_CONFIG *config) {
@@ -36,6 +45,7 @@ bool makeRoomForAll(const XML_NODE *adapter, RAID_CONFIG *config) {
     }
   }
   UINT32 virtualDisks = childrenNamed(adapter, adapterRow(FORMAT_VIRTUAL_DISK).Element);
-  return makeRoom(config->enclosures, enclosures) && makeRoom(config->physicalDisks, disks) &&
-         makeRoom(config->logicalDisks, virtualDisks);
+  return makeRoom(config->enclosures, config->enclosureCount, enclosures) &&
+         makeRoom(config->physicalDisks, config->physicalDiskCount, disks) &&
+         makeRoom(config->logicalDisks, config->logicalDiskCount, virtualDisks);
 }

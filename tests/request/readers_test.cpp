@@ -1,5 +1,6 @@
 // What the readings of single documents do not show.
 #include "base/log.h"
+#include "base/pool.h"
 #include "tests/request/parsed.h"
 
 namespace {
@@ -41,6 +42,27 @@ TEST(Readers, AnEnclosureCountsUpTo255Disks) {
   ASSERT_EQ(name(parsed.status), name(EFI_SUCCESS));
   EXPECT_EQ(parsed.config->enclosures[0].PDCount, 255);
   EXPECT_EQ(parsed.config->physicalDiskCount, 257U);
+}
+
+TEST(Readers, DisksOfAnEnclosureAreAppended) {
+  ReadingWorld world;
+  getXMLProto();
+  XML_NODE *root = nullptr;
+  g_xmlProtocol->Parse(g_xmlProtocol, "<Enclosure><PD><WWN>A</WWN></PD><PD><WWN>B</WWN></PD></Enclosure>", &root);
+  auto *config = poolNew<RAID_CONFIG>();
+  for (UINT32 count : {2U, 4U}) {
+    RAID_ENCLOSURE_RECORD enclosure;
+    EXPECT_EQ(name(parseEnclosure(root, &enclosure, config)), name(EFI_SUCCESS));
+    ASSERT_EQ(config->physicalDiskCount, count);
+    EXPECT_EQ(config->physicalDisks[1].WWN, 0xBU);
+    EXPECT_EQ(config->physicalDisks[count - 2].WWN, 0xAU);
+  }
+  world.firmware.failAllocation(1);
+  RAID_ENCLOSURE_RECORD enclosure;
+  EXPECT_EQ(name(parseEnclosure(root, &enclosure, config)), name(EFI_OUT_OF_RESOURCES));
+  EXPECT_EQ(config->physicalDiskCount, 4U);
+  releaseConfig(config);
+  FreeXMLNode(root);
 }
 
 TEST(Readers, RefuseNullArguments) {
