@@ -225,8 +225,8 @@ static XML_NODE *createValidationSummary(const CHAR8 *function, const RAID_CMD_B
   const RAID_CONFIG *saved = static_cast<const RAID_CONFIG *>(block->ObjectData);
   XML_NODE siblings = {};
   LOG_BUILDER builder = {function, &siblings, nullptr};
-  if (addWide(builder, "AdapterFwVer", saved->adapter->FirmwareVersion) &&
-      addDecimal(builder, "RestoreVDs", saved->logicalDiskCount) &&
+  const CHAR16 *firmware = saved->adapter == nullptr ? nullptr : saved->adapter->FirmwareVersion;
+  if (addWide(builder, "AdapterFwVer", firmware) && addDecimal(builder, "RestoreVDs", saved->logicalDiskCount) &&
       addDecimal(builder, "AvailablePDs", block->ObjectIdCount)) {
     addDecimal(builder, "UsablePDs", usableDisks(saved, block->ObjectIds));
   }

@@ -34,6 +34,7 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
   memset(key.KeyID, 'k', RAID_KEY_ID_SIZE);
   memset(key.Passphrase, 'p', RAID_PASSPHRASE_SIZE);
   key.Mode = RAID_KEY_MODE_LKM;
+  RAID_CONFIG empty = {};
   RAID_KEY_RECORD remote = key;
   remote.Mode = RAID_KEY_MODE_RKM;
   memset(remote.KeyID, 0, 4); // begins as an adapter record does
@@ -52,6 +53,9 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
       {{0, 0x106, 4, 2, ids, &volume, 0}, "GENERIC COMMAND = 106", "<Object>None</Object>"},
       {{0, 5, 4, 0, nullptr, nullptr, 0}, "IMPORT_FOREIGN", "<Object>LogicalDisk</Object>"},
       {{2, 0, 7, 0, nullptr, nullptr, 0}, "GENERIC COMMAND = 0", ""},
+      {{0, 0, ~0U, 3, nullptr, &empty, 0},
+       "GENERIC COMMAND = 0",
+       "<AdapterFwVer/><RestoreVDs>0</RestoreVDs><AvailablePDs>3</AvailablePDs><UsablePDs>0</UsablePDs>"},
       {{2, 2, 4, 1, unknown, nullptr, 0}, "DELETE", "<VD><TargetId>7</TargetId></VD>"},
       {{2, 3, 4, 2, ids, &volume, 0},
        "CREATE",
