@@ -53,8 +53,8 @@ std::string describe(const STATE &state) {
     text += line(narrow(adapter.Rates[i].Name), adapter.record.Rates[i].EditableValue >> RAID_RATE_VALUE_SHIFT);
   }
   for (const SIM_DISK &disk : state.disks.items) {
-    text += "\ndisk " +
-            line(disk.record.ObjectID, "state", disk.record.State, "spare", disk.record.Hotspare, "of", listOf(disk));
+    text += "\ndisk " + line(disk.record.ObjectID, "state", UINT64{disk.record.State}, "spare", disk.record.Hotspare,
+                             "of", listOf(disk));
   }
   for (const SIM_VIRTUAL_DISK &volume : state.virtualDisks.items) {
     text += "\nvolume " + line(volume.record.ObjectID, "target", volume.record.TargetID, narrow(volume.Name)) +
