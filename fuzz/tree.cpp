@@ -10,11 +10,6 @@
 #include "fuzz/pure.h"
 #include "host_firmware/state.h"
 
-struct PLACE {
-  XML_NODE *node, *parent;
-  size_t root; // whose tree it is in
-};
-
 static std::vector<XML_NODE *> g_roots;
 
 static size_t sizeOf(const XML_NODE *node) {
@@ -25,11 +20,11 @@ static size_t sizeOf(const XML_NODE *node) {
   return size;
 }
 
-// The number-th element of a tree, in document order.
-static PLACE pick(XML_NODE *node, XML_NODE *parent, size_t root, size_t &number) {
-  PLACE found = {number-- == 0 ? node : nullptr, parent, root};
-  for (XML_NODE *child = node->FirstChild; child != nullptr && found.node == nullptr; child = child->NextSibling) {
-    found = pick(child, node, root, number);
+// The number-th element of a tree in document order, or null.
+static XML_NODE *pick(XML_NODE *node, size_t &number) {
+  XML_NODE *found = number-- == 0 ? node : nullptr;
+  for (XML_NODE *child = node->FirstChild; child != nullptr && found == nullptr; child = child->NextSibling) {
+    found = pick(child, number);
   }
   return found;
 }
@@ -71,42 +66,19 @@ static void linkIn(XML_NODE *parent, XML_NODE *node, bool first) {
   mustHold(first || child == node, "last child");
 }
 
-static void linkOut(const PLACE &place) {
-  XML_NODE *node = place.node, *next = node->NextSibling;
-  (node->PrevSibling != nullptr ? node->PrevSibling->NextSibling : place.parent->FirstChild) = next;
-  next != nullptr ? void(next->PrevSibling = node->PrevSibling) : void();
-  node->NextSibling = node->PrevSibling = nullptr;
-  g_roots.push_back(node);
-}
-
 // What is not memory of a parsed document.
-static void freeOwn(void *memory) {
-  g_firmware->pool.holds(memory) ? poolFree(memory) : void();
-}
-
 static void replaceText(CHAR8 *&text, const std::string &value) {
-  freeOwn(text);
+  g_firmware->pool.holds(text) ? poolFree(text) : void();
   text = textDuplicate(value.c_str());
 }
 
-// A name that is there gets another value, or goes.
-static void setAttribute(XML_NODE *node, const std::string &name, const std::string &value, bool goes) {
-  XML_ATTRIBUTE **link = &node->Attributes;
-  while (*link != nullptr && name != (*link)->Name) {
-    link = &(*link)->Next;
+// A name that is there gets another value.
+static void setAttribute(XML_NODE *node, const std::string &name, const std::string &value) {
+  XML_ATTRIBUTE *attribute = node->Attributes;
+  while (attribute != nullptr && name != attribute->Name) {
+    attribute = attribute->Next;
   }
-  XML_ATTRIBUTE *attribute = *link;
-  if (attribute == nullptr) {
-    AddXMLAttribute(name.c_str(), value.c_str(), node);
-    mustHold(*link != nullptr && name == (*link)->Name && value == (*link)->Value && (*link)->Next == nullptr, "added");
-  } else if (!goes) {
-    replaceText(attribute->Value, value);
-  } else {
-    *link = attribute->Next;
-    freeOwn(attribute->Value);
-    freeOwn(attribute->Name);
-    freeOwn(attribute);
-  }
+  attribute != nullptr ? replaceText(attribute->Value, value) : AddXMLAttribute(name.c_str(), value.c_str(), node);
 }
 
 // Written and read again: a tree of its own.
@@ -124,22 +96,19 @@ static XML_NODE *copyOf(XML_NODE *node) {
 static void step(FuzzInput &input) {
   static const std::string NAMES[] = {"a", "PD", "Name-of-more-than-16-characters", "\xC3\xA4:_"};
   constexpr size_t MOST = 200;
-  uint8_t what = input.byte(), number = input.byte();
-  size_t at = number % MOST;
-  PLACE place = {};
-  for (size_t i = 0; i < g_roots.size() && place.node == nullptr; ++i) {
-    place = pick(g_roots[i], nullptr, i, at);
+  uint8_t what = input.byte();
+  size_t number = input.byte() % MOST, root = 0;
+  XML_NODE *node = nullptr;
+  for (; root < g_roots.size() && (node = pick(g_roots[root], number)) == nullptr; ++root) {
   }
-  XML_NODE *node = place.node;
   const std::string &name = NAMES[what / 8 % 4];
+  bool first = what / 8 % 2 == 0;
   if (node == nullptr || what % 8 == 0) {
     g_roots.push_back(made(name));
-  } else if (what % 8 == 1) {
-    linkIn(node, made(name), what / 8 % 2 == 0);
-  } else if (what % 8 == 2 && place.parent != nullptr) {
-    linkOut(place);
-  } else if (what % 8 == 3 && place.root + 1 != g_roots.size()) {
-    linkIn(node, g_roots.back(), what / 8 % 2 == 0);
+  } else if (what % 8 < 3) {
+    linkIn(node, made(name), first);
+  } else if (what % 8 == 3 && root + 1 != g_roots.size()) {
+    linkIn(node, g_roots.back(), first);
     g_roots.pop_back();
   } else if (what % 8 == 4 || what % 8 == 5) {
     std::string text = input.text();
@@ -147,12 +116,12 @@ static void step(FuzzInput &input) {
       bool isAllowed = static_cast<unsigned char>(letter) >= ' ' || std::strchr("\t\n\r", letter) != nullptr;
       letter = isAllowed ? letter : '?';
     }
-    what % 8 == 5 ? setAttribute(node, name, text, what >= 128) : replaceText(node->Content, text);
+    what % 8 == 5 ? setAttribute(node, name, text) : replaceText(node->Content, text);
   } else if (what % 8 == 6 && sizeOf(node) < MOST / 2 && g_roots.size() < MOST) {
     g_roots.push_back(copyOf(node));
   } else if (what % 8 == 7) {
-    FreeXMLNode(g_roots[place.root]);
-    g_roots.erase(g_roots.begin() + static_cast<ptrdiff_t>(place.root));
+    FreeXMLNode(g_roots[root]);
+    g_roots.erase(g_roots.begin() + static_cast<ptrdiff_t>(root));
   }
 }
 

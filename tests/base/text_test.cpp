@@ -7,33 +7,6 @@
 #include "base/text.h"
 #include "host_firmware/host_firmware.h"
 
-TEST(Text, NumbersAreReadAsDocumentsWriteThem) {
-  const struct {
-    const char *text;
-    UINT64 decimal, hex;
-  } cases[] = {
-      {nullptr, 0, 0},
-      {"", 0, 0},
-      {"  64", 64, 0x64},
-      {"\t64", 0, 0},
-      {"12ab", 12, 0x12AB},
-      {"x1F", 0, 0x1F},
-      {"0x1f", 0, 0x1F},
-      {" 000X00a", 0, 0xA},
-      {"00xx1", 0, 0},
-      {"-1", 0, 0},
-      {"18446744073709551615", ~0ULL, ~0ULL},
-      {"18446744073709551616", ~0ULL, ~0ULL},
-      {"FFFFFFFFFFFFFFFF", 0, ~0ULL},
-      {"10000000000000000", 10000000000000000ULL, ~0ULL},
-  };
-  for (const auto &row : cases) {
-    SCOPED_TRACE(row.text == nullptr ? "null" : row.text);
-    EXPECT_EQ(parseDecimal(row.text), row.decimal);
-    EXPECT_EQ(parseHex(row.text), row.hex);
-  }
-}
-
 TEST(Text, NarrowingKeepsLowBytesWithinTheLimit) {
   CHAR8 buffer[8];
   EXPECT_EQ(textNarrow(buffer, u"\uFF80\u0141bcdef", 4), 4U);
@@ -42,7 +15,9 @@ TEST(Text, NarrowingKeepsLowBytesWithinTheLimit) {
   EXPECT_STREQ(buffer, "");
 }
 
-TEST(Pool, NothingAndTooMuchGiveNull) {
+TEST(Base, NothingAndTooMuchGiveNothing) {
+  EXPECT_EQ(parseDecimal(nullptr), 0U);
+  EXPECT_EQ(parseHex(nullptr), 0U);
   EXPECT_EQ(textDuplicate(static_cast<const CHAR8 *>(nullptr)), nullptr);
   EXPECT_EQ(poolNew<UINT64>(~UINTN{0} / 8 + 1), nullptr);
   POOL_ARRAY<void *> full = {nullptr, 0xFFFFFFF0, 0xFFFFFFF0};
@@ -83,46 +58,30 @@ static FORMATTED EFIAPI formatted(UINTN capacity, const CHAR16 *text, ...) {
   return result;
 }
 
-TEST(Print, ConversionsGiveTheTextsThatUefiGives) {
+TEST(Print, WhatTheLibraryHasNotIsPrintedAsUefiPrintsIt) {
   static const EFI_TIME time = {2026, 3, 9, 7, 5, 59, 0, 0, 0, 0, 0};
   static const EFI_GUID guid = {0x13F6F5D9, 0x02F8, 0x4976, {0xA0, 0x70, 0x7B, 0x23, 0xB1, 0xA3, 0xA2, 0x26}};
   const struct {
     FORMATTED output;
     const CHAR16 *wanted;
   } cases[] = {
-      {formatted(64, u"%d|%5d|%-5d|%05d|%05.2d", -5, -5, -5, -5, -5), u"-5|   -5|-5   |-0005|  -05"},
-      {formatted(64, u"%u %lu", 0xFFFFFFFFU, UINT64{~0ULL}), u"4294967295 18446744073709551615"},
-      {formatted(64, u"%x|%4x|%04x|%8X|%X", 0xABCD, 0xAB, 0xAB, 0xAB, 0), u"ABCD|  AB|00AB|000000AB|0"},
-      {formatted(64, u"%lx %Lx", UINT64{0x123456789ABCDEF0}, UINT64{1} << 32), u"123456789ABCDEF0 100000000"},
       {formatted(64, u"%a|%-4a|%.2a|%s|%S", "text", "ab", "abc", u"wide", u"too"), u"text|ab  |ab|wide|too"},
       {formatted(64, u"%a %s", static_cast<CHAR8 *>(nullptr), static_cast<CHAR16 *>(nullptr)),
        u"<null string> <null string>"},
       {formatted(64, u"%r, %r", EFI_NOT_FOUND, EFI_SUCCESS), u"Not Found, Success"},
       {formatted(64, u"%r", EFI_ERROR_CODE(0x12345)), u"00012345"},
-      {formatted(64, u"%04a", "ab"), u"  ab"},
-      {formatted(64, u"%,d %,d %,015ld %,d", 1234567, -100, INT64_MIN, 12),
-       u"1,234,567 -100 -9,223,372,036,854,775,808 12"},
-      {formatted(64, u"%+d|% d|%+05d|%+ d|%+u|%.4d|%6.3x", 7, 7, 7, -7, 7, -7, 10), u"+7| 7|+0007|-7|7|-0007|   00A"},
       {formatted(64, u"%*d|%-*d|%*d|%.*a", UINTN{4}, 7, UINTN{4}, 7, -3, 7, UINTN{2}, "abc"), u"   7|7   |7  |ab"},
-      {formatted(64, u"%i %hd %hhd %hu %hx %zu %lld", 7, 0x18000, 0x1FF, -1, 0x1ABCD, UINT64{1} << 40, INT64{-1}),
-       u"7 -32768 -1 65535 ABCD 1099511627776 -1"},
       {formatted(64, u"%g|%g", &guid, nullptr), u"13F6F5D9-02F8-4976-A070-7B23B1A3A226|<null guid>"},
       {formatted(64, u"%t|%19t|%t", &time, &time, nullptr), u"03/09/2026  07:05|  03/09/2026  07:05|<null time>"},
       {formatted(64, u"%q %f %#x %a", 1, 1.5, 2, "last"), u"q f #x last"}, // an argument each, whatever it is
       {formatted(64, u"100%% %5%%-3c|", UINT64{'!'}), u"100% %!  |"},
       {formatted(8, u"%99999999999999999999d", 7), u"       "},
       {formatted(8, u"%-*d", UINTN{0x7FFFFFFF}, 7), u"7      "},
-      {formatted(64, u"%-05d|%-5x|%08d|%1d", 7, 10, INT32_MIN, 12), u"7    |A    |-2147483648|12"},
-      {formatted(64, u"%ld %lX %16lX", UINT64{1} << 63, UINT64{0xAB}, UINT64{0xAB}),
-       u"-9223372036854775808 AB 00000000000000AB"},
       {formatted(64, u"%.0a|%.9S|%-6.2s|%4c", "gone", u"short", u"cut", UINT64{'!'}), u"|short|cu    |   !"},
       {formatted(64, u"%12r|%-12r|%r", EFI_TIMEOUT, EFI_TIMEOUT, UINT64{0xABCDEF12}),
        u"    Time out|Time out    |ABCDEF12"},
-      {formatted(64, u"%p|%8p", UINT64{0xAB}, UINT64{0xAB}), u"AB|000000AB"},
       {formatted(64, u"%a", "\xE9"), u"\u00E9"},
       {formatted(64, u"cut %"), u"cut "},
-      {formatted(5, u"%a", "longer"), u"long"},
-      {formatted(1, u"%d", 7), u""},
   };
   for (const auto &row : cases) {
     EXPECT_EQ(std::u16string(row.output.text), std::u16string(row.wanted));
