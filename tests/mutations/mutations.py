@@ -22,7 +22,7 @@ SOURCE = pathlib.Path(__file__).resolve().parents[2]
 # The host tests by the names that CTest has, quick ones first, each with the targets it needs; those of a room are one
 # program, which runs as a whole.
 ROOMS = ("base xml request restore inventory live xml_service unload_guard binding debug_log health host_firmware "
-         "sim_controller ddf disk_controller schema examples packed_start power_cuts sweeps xyl model").split()
+         "sim_controller ddf disk_controller schema examples packed_start soak power_cuts sweeps xyl model").split()
 SCRIPTS = {"schema.made": "make_schemas", "schema.made_json": "make_json_schemas", "fuzz.dictionary": "make_dictionary",
            "fuzz.replay": "fuzz_replay", "schema.json": "xyl", "report.pages": "xyl", "redfish.clients": "xyl",
            "readme.story": "xyl", "readme.redfish": "xyl"}
@@ -36,10 +36,10 @@ LIKELY = {"driver/controller/": "live binding", "driver/xml/": "xml inventory", 
           "xyl/redfish/": "redfish.clients", "xyl/report/": "report.pages", "xyl/": "xyl"}
 
 # The only tests that know files of these folders.
-DISK_TESTS = "ddf disk_controller power_cuts fuzz.replay xyl"
+DISK_TESTS = "ddf disk_controller soak power_cuts fuzz.replay xyl"
 REACH = {"providers/ddf/": DISK_TESTS, "providers/ddf_change/": DISK_TESTS, "providers/disk_controller/": DISK_TESTS,
          "providers/health/": "health", "xyl/packed_start/": "packed_start",
-         "xyl/": "xyl schema.json report.pages redfish.clients readme.story readme.redfish"}
+         "xyl/": "xyl soak schema.json report.pages redfish.clients readme.story readme.redfish"}
 
 # The sanitizers judge; a fault that takes ever more memory must not take the machine's.
 ENVIRONMENT = dict(os.environ, ASAN_OPTIONS="hard_rss_limit_mb=3000", UBSAN_OPTIONS="print_stacktrace=0")
