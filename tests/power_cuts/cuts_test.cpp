@@ -26,12 +26,7 @@ struct STORY {
 };
 
 const ORDER g_wide = createOrder("wide", RAID_LEVEL_5, {2, 0, 1});
-const ORDER g_reset = {.command = RAID_COMMAND_DELETE, .objectType = RAID_OBJECT_ADAPTER};
-
-ORDER foreignOrder(UINT32 command) {
-  return {.command = command, .objectType = RAID_OBJECT_ADAPTER};
-}
-
+const ORDER g_reset = {RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER};
 const STORY g_stories[] = {
     {"create on fresh disks", FRESH, 3, {}, {g_wide}, {0, 1}},
     {"create where disks join", SMALL, 4, {}, {createOrder("four", RAID_LEVEL_10, {3, 1, 2, 0})}, {0, 3}},
@@ -47,8 +42,8 @@ const STORY g_stories[] = {
     {"a spare no more", SMALL, 3, {spareOrder(2, RAID_HOTSPARE_GLOBAL)}, {spareOrder(2, 0)}, {0, 1}},
     {"another name", SMALL, 3, {g_wide}, {renameOrder("volume", "new")}, {0, 2}},
     {"a failed disk", SMALL, 3, {g_wide}, {failOrder(2)}, {0, 1}},
-    {"import", "two-sets", 0, {}, {foreignOrder(RAID_COMMAND_IMPORT)}, {}},
-    {"clear", "two-sets", 0, {}, {foreignOrder(RAID_COMMAND_CLEAR)}, {}, true},
+    {"import", "two-sets", 0, {}, {{RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER}}, {}},
+    {"clear", "two-sets", 0, {}, {{RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER}}, {}, true},
     {"reset", SMALL, 4, {g_wide, spareOrder(3, RAID_HOTSPARE_GLOBAL)}, {g_reset}, {0, 1}, true},
     {"restore", SMALL, 4, {g_wide, spareOrder(3, RAID_HOTSPARE_GLOBAL)}, {}, {0, 1}, true},
 };
@@ -160,7 +155,7 @@ public:
       }
     });
     EXPECT_GT(count, 10U);
-    RecordProperty(count);
+    std::printf("    %s: %zu states, %zu events\n", story_.name, count, log_.size());
   }
 
   // Every step-th call of that kind fails.
@@ -224,10 +219,6 @@ private:
           << name(status) << ", " << READER_NAMES[i] << ":\n"
           << reading.text() << rig_.log();
     }
-  }
-
-  void RecordProperty(size_t count) {
-    std::printf("    %s: %zu states, %zu events\n", story_.name, count, log_.size());
   }
 
   EFI_STATUS runOrder(size_t i) {

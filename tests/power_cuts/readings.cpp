@@ -163,19 +163,12 @@ BYTES sectorsOf(SPARSE_DISK &disk, UINT64 lba, UINT64 count) {
 }
 
 UINT64 headerChecksum(const BYTES &header) {
-  static const auto table = [] {
-    std::array<UINT32, 256> made{};
-    for (UINT32 i = 0; i < 256; ++i) {
-      made[i] = i;
-      for (int bit = 0; bit < 8; ++bit) {
-        made[i] = made[i] >> 1 ^ ((made[i] & 1) != 0 ? 0xEDB88320U : 0);
-      }
-    }
-    return made;
-  }();
   UINT32 sum = 0;
   for (size_t i = 0; i < header.size(); ++i) {
-    sum = sum >> 8 ^ table[(sum ^ (i >= 4 && i < 8 ? 0xFF : header[i])) & 0xFF];
+    sum ^= i >= 4 && i < 8 ? 0xFF : header[i];
+    for (int bit = 0; bit < 8; ++bit) {
+      sum = sum >> 1 ^ ((sum & 1) != 0 ? 0xEDB88320U : 0);
+    }
   }
   return sum;
 }
@@ -243,26 +236,18 @@ const UINT8 *entryOf(const BYTES &list, size_t place, const UINT8 *bytes, size_t
 
 // What md has a personality for.
 bool isMapped(const UINT8 *record) {
+  constexpr struct {
+    unsigned level, layouts; // a bit each
+    size_t least;            // members
+  } ROWS[] = {{0x00, 0x1, 1}, {0x1F, 0x1, 1}, {0x04, 0x2, 3}, {0x05, 0xD, 3}, {0x06, 0xE, 4}, {0x11, 0x3, 3}};
   size_t members = number(record + 64, 2);
-  unsigned level = record[67], layout = record[68];
-  if (record[69] > 1) {
-    return level == 1 && layout == members - 2 && members <= 3 && (record[71] == 0 || record[71] == 3);
+  unsigned level = record[67], layout = record[68], spans = record[69], over = record[71];
+  if (level == 0x01) {
+    return layout == members - 2 && members <= 3 && (spans <= 1 || over == 0 || over == 3);
   }
-  switch (level) {
-  case 0x00:
-  case 0x1F:
-    return layout == 0 && members >= 1;
-  case 0x01:
-    return (members == 2 && layout == 0) || (members == 3 && layout == 1);
-  case 0x04:
-    return layout == 1 && members >= 3;
-  case 0x05:
-    return (layout == 0 || layout == 2 || layout == 3) && members >= 3;
-  case 0x06:
-    return layout >= 1 && layout <= 3 && members >= 4;
-  default:
-    return level == 0x11 && layout <= 1 && members >= 3;
-  }
+  return spans <= 1 && std::any_of(std::begin(ROWS), std::end(ROWS), [&](const auto &row) {
+           return row.level == level && layout < 32 && (row.layouts >> layout & 1) != 0 && members >= row.least;
+         });
 }
 
 // The disks of one set.
@@ -305,18 +290,13 @@ private:
     }
   }
 
-  const LINUX_DISK *diskOf(const UINT8 *reference) {
+  size_t numberOf(const UINT8 *reference) {
     for (const LINUX_DISK &disk : disks_) {
       if (std::memcmp(reference, &disk.parts[PD_DATA][32], 4) == 0) {
-        return &disk;
+        return disk.number;
       }
     }
-    return nullptr;
-  }
-
-  size_t numberOf(const UINT8 *reference) {
-    const LINUX_DISK *disk = diskOf(reference);
-    return disk == nullptr ? NOWHERE : disk->number;
+    return NOWHERE;
   }
 
   // A spanned volume that lacks a span is left out.

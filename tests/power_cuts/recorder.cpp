@@ -61,29 +61,23 @@ using CHOICE = std::vector<bool>;
 std::set<CHOICE> choicesOf(size_t count, std::mt19937 &random) {
   constexpr size_t FEW = 5, BY_CHANCE = 24;
   std::set<CHOICE> choices = {CHOICE(count, false)};
-  if (count <= FEW) {
-    for (size_t bits = 0; bits < size_t{1} << count; ++bits) {
-      CHOICE choice(count);
-      for (size_t i = 0; i < count; ++i) {
-        choice[i] = (bits >> i & 1) != 0;
-      }
-      choices.insert(choice);
-    }
-    return choices;
-  }
-  CHOICE beginning(count, false);
-  for (size_t i = 0; i < count; ++i) {
-    CHOICE alone(count, false), others(count, true);
-    beginning[i] = alone[i] = true;
-    others[i] = false;
-    choices.insert({beginning, alone, others});
-  }
-  for (size_t n = 0; n < BY_CHANCE; ++n) {
+  auto add = [&](auto isIn) {
     CHOICE choice(count);
     for (size_t i = 0; i < count; ++i) {
-      choice[i] = random() % 2 == 0;
+      choice[i] = isIn(i);
     }
     choices.insert(choice);
+  };
+  for (size_t bits = 0; count <= FEW && bits < size_t{1} << count; ++bits) {
+    add([=](size_t i) { return (bits >> i & 1) != 0; });
+  }
+  for (size_t last = 0; count > FEW && last < count; ++last) {
+    add([=](size_t i) { return i <= last; });
+    add([=](size_t i) { return i == last; });
+    add([=](size_t i) { return i != last; });
+  }
+  for (size_t n = 0; count > FEW && n < BY_CHANCE; ++n) {
+    add([&](size_t) { return random() % 2 == 0; });
   }
   return choices;
 }

@@ -4,31 +4,23 @@ static constexpr UINT32 FIRST_DISK = 1025000;        // the id of the disk in po
 static constexpr UINT64 VOLUME_SIZE = 64 * 1024 * 6; // bytes: a few strips
 
 ORDER createOrder(const std::string &name, UINT32 level, const PORTS &ports) {
-  return {.command = RAID_COMMAND_CREATE,
-          .objectType = RAID_OBJECT_VIRTUAL_DISK,
-          .ports = ports,
-          .volume = name,
-          .level = level};
+  return {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, ports, 0, 0, name, {}, level};
 }
 
 ORDER deleteOrder(const std::string &name) {
-  return {.command = RAID_COMMAND_DELETE, .objectType = RAID_OBJECT_VIRTUAL_DISK, .volume = name};
+  return {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {}, 0, 0, name};
 }
 
 ORDER renameOrder(const std::string &was, const std::string &name) {
-  return {.command = RAID_COMMAND_CHANGE, .objectType = RAID_OBJECT_VIRTUAL_DISK, .volume = name, .was = was};
+  return {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, {}, 0, 0, name, was};
 }
 
 ORDER spareOrder(UINT32 port, UINT8 hotspare) {
-  return {
-      .command = RAID_COMMAND_CHANGE, .objectType = RAID_OBJECT_PHYSICAL_DISK, .ports = {port}, .hotspare = hotspare};
+  return {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {port}, hotspare};
 }
 
 ORDER failOrder(UINT32 port) {
-  return {.command = RAID_COMMAND_CHANGE,
-          .objectType = RAID_OBJECT_PHYSICAL_DISK,
-          .ports = {port},
-          .state = RAID_STATE_FAILED};
+  return {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {port}, 0, RAID_STATE_FAILED};
 }
 
 Rig::Rig(const DISKS &disks)
@@ -39,18 +31,15 @@ UINT32 Rig::idOf(const std::string &volume) {
   RAID_CMD_RESULT result = {};
   UINT32 id = 0;
   recorder.paused = true;
-  EFI_STATUS status = mgmt->Execute(mgmt, &block, &result);
+  mgmt->Execute(mgmt, &block, &result); // without an answer there is no record
   recorder.paused = false;
-  if (EFI_ERROR(status)) {
-    return id;
-  }
   auto *records = static_cast<RAID_VD_RECORD *>(result.Data);
   UINT32 count = result.DataSize / RAID_RECORD_SIZE;
   for (UINT32 i = 0; i < count; ++i) {
     std::u16string found = records[i].Name;
     id = std::string(found.begin(), found.end()) == volume ? records[i].ObjectID : id;
   }
-  mgmt->FreeRecords(mgmt, result.Data, count);
+  count != 0 ? mgmt->FreeRecords(mgmt, result.Data, count) : EFI_SUCCESS;
   return id;
 }
 
@@ -58,7 +47,6 @@ EFI_STATUS Rig::run(const ORDER &order) {
   union {
     RAID_VD_RECORD volume;
     RAID_PD_RECORD disk;
-    UINT8 bytes[1024];
   } data = {};
   std::u16string named(order.volume.begin(), order.volume.end());
   std::vector<UINT32> ids;

@@ -11,11 +11,11 @@ struct ORDER {
   UINT32 command;
   UINT32 objectType;
   PORTS ports = {};
+  UINT8 hotspare = 0;      // RAID_HOTSPARE_
+  UINT64 state = 0;        // RAID_STATE_ that a disk gets
   std::string volume = {}; // the one that is meant; of a Create and a Change of name the name it gets
   std::string was = {};    // of a Change of name: the name it has
   UINT32 level = 0;        // RAID_LEVEL_
-  UINT64 state = 0;        // RAID_STATE_ that a disk gets
-  UINT8 hotspare = 0;      // RAID_HOTSPARE_
 };
 
 ORDER createOrder(const std::string &name, UINT32 level, const PORTS &ports);
