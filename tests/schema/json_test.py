@@ -3,6 +3,7 @@
 import copy
 import json
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -37,13 +38,14 @@ def validator(name):
 
 
 def members(document, path=""):
-    """The paths of all members, without the numbers of array items."""
+    """The paths of all members, without the numbers of array items, bare and with their values."""
     if isinstance(document, list):
         for item in document:
             yield from members(item, path)
     elif isinstance(document, dict):
         for name, value in document.items():
             yield path + "/" + name
+            yield f"{path}/{name}={json.dumps(value, separators=(',', ':'))}"
             yield from members(value, path + "/" + name)
 
 
@@ -59,27 +61,41 @@ def damaged(document):
     yield "with a new member", {**document, "new member": 0}
 
 
-LINES = (  # schema, command line, exit codes, members that have to be there
-    ("list", "list --preset demo", 0, "/controllers/disks/Online"),
-    ("identify", "identify --preset demo", 0, ""),
-    ("show", "show --preset demo", 0, "/Adapter/Enclosure/PD/FQDD /Adapter/VD/CurrentCachePolicy/ReadPolicy"),
+LINES = (  # schema, command line, exit codes, members that have to be there, some with the value of one
+    ("list", "list --preset demo", 0, '/controllers/disks={"Online":12,"Ready":8}'),
+    ("identify", "identify --preset demo", 0, "/words=[1,4,220,3989569538,0]"),
+    ("show", "show --preset demo", 0,
+     "/Adapter/Enclosure/PD/FQDD /Adapter/Enclosure/PD/VD=[2,3] /Adapter/Enclosure/PD/Size=2000398934016 "
+     '/Adapter/VD/CurrentCachePolicy/WritePolicy=["Write Back"] /Adapter/Rate/Value=30 '
+     '/Adapter/CorrectUnconfiguredAreas=true /Adapter/Keyid="demo-key-1"'),
     ("show", "show --preset empty", 0, ""),
     ("show", "show --preset sas", 0, ""),
     ("show", "show --preset large", 0, ""),
     ("show", "show saved.xml", 0, "/PCILocation /Adapter/Keyid /Adapter/RAIDLevelParams/MaxDisks"),
-    ("sim-show", "sim show box.json", 0, "/pulledDisks/id /foreignVirtualDisks/disks /pendingFaults"),
+    ("sim-show", "sim show box.json", 0,
+     '/pulledDisks/place="302:0" /foreignVirtualDisks/disks /pendingFaults /enclosures/emptySlots=["301:2","301:11"]'),
     ("sim-presets", "sim presets", 0, ""),
-    ("verify", "verify saved.xml --controller box.json", 1, "/differences/name"),
-    ("diff", "diff saved.xml --controller box.json", 1, "/differences/element"),
-    ("plan", "plan saved.xml --controller box.json", 0, "/settings/rate /disks/current"),
+    ("verify", "verify saved.xml --preset demo", 0, "/differences=[]"),
+    ("verify", "verify saved.xml --controller box.json", 1,
+     '/result=256 /differences/what="rate changed" /differences/name="Rebuild" /differences/saved="30" '
+     '/differences/current="31"'),
+    ("diff", "diff saved.xml --controller box.json", 1,
+     '/differences/kind="changed" /differences/object="adapter" /differences/name="adapter" /differences/oldId=0 '
+     '/differences/newId=0 /differences/element="FirmwareVersion" /differences/what="firmware version" '
+     '/differences/old="21.3.4-0001" /differences/new="22.0"'),
+    ("plan", "plan saved.xml --controller box.json", 0,
+     '/settings/rate /disks/current /steps/step="Validate" /destroyed=[]'),
     ("plan", "plan saved.xml --rebuild --controller box.json", 1,
-     "/virtualDisks/reason /virtualDisks/disks /destroyed/disks /commands/ids"),
+     '/virtualDisks/reason="no partner for saved disks 1012" /virtualDisks/disks=[1001,1002] /commands/ids '
+     "/destroyed/disks=[1003,1004,1005,1006] /securityKeyRemoved=true /complete=false "
+     '/hotSpares=[1008] /hotSparesNotMade/saved=1007 /disks/reason="the same disk in the same place"'),
     ("plan", "plan saved.xml --controller replaced.json", 1, "/missing/foreignMembers /notBroughtBack"),
-    ("plan", "plan delete.xml --controller box.json", 1, "/changes/wrong"),
-    ("steps", "apply delete.xml --yes --controller box.json", 4, "/steps/object"),
+    ("plan", "plan delete.xml --controller box.json", 1, "/changes/wrong /changes/destroys=true"),
+    ("steps", "apply delete.xml --yes --controller box.json", 4,
+     '/steps/step="DELETE" /steps/result="Fail" /steps/object="virtual disk 77" /status="Not Found"'),
     ("steps", "replace saved.xml --controller box.json", 0, ""),
     ("steps", "restore saved.xml --rebuild --partial --discard-foreign --no-backup --yes --controller box.json", 4,
-     "/verdict/notDone/name /verdict/notRestorable/name"),
+     '/verdict/notDone/element="VD" /verdict/notRestorable/name /failedSteps=5'),
     ("steps", "import --controller replaced.json", 0, "/steps/result"),
     ("steps", "create --level 5 --count 3 --controller replaced.json", 0, "/steps/object"),
     ("identify", "identify 1001 --preset demo", 0, "/steps/step"),
@@ -114,12 +130,16 @@ def main():
         document = json.loads(printed or "{}")
         errors = sorted(check.iter_errors(document), key=lambda error: -len(error.path))
         faults.extend(f"{line}: {error.json_path}: {error.message[:200]}" for error in errors[:3])
-        absent = set(wanted.split()) - set(members(document))
+        absent = set(re.split(" (?=/)", wanted)) - {"", *members(document)}
         if absent:
             faults.append(f"{line}: the document has no {absent}, so the test is none")
         faults.extend(f"{line}: the schema takes it {how}" for how, other in damaged(document)
                       if check.is_valid(other) and (name, how) not in OPTIONAL)
         seen[name] = True
+    for line, code in (("show delete.xml", 4), ("restore saved.xml --rebuild --controller box.json", 2),
+                       ("get --preset demo", 2), ("plan box.json --preset demo", 4)):
+        if xyl(line + " --json", (code,)):
+            faults.append(f"{line}: neither a document nor nothing")
     for file in os.listdir(SCHEMAS):
         name = file.removesuffix(".schema.json")
         if name != file and name not in seen and name != "log":

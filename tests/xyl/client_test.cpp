@@ -14,9 +14,7 @@ TEST(Xyl, SaysWhatIsWrongInOneLine) {
         "2 sim frob => unknown command 'sim'|xyl help",
         "2 get --frob => unknown option '--frob'",
         "2 get --preset demo -o => -o needs a value|FILE",
-        "2 get --output= --preset demo => needs a value",
         "2 get --preset demo --preset sas => --preset is given twice",
-        "2 restore saved.xml --yes=1 => --yes takes no value",
         "2 list --preset demo -o x => 'list' does not take option --output|xyl help list",
         "2 verify --preset demo => 'verify' needs an argument SAVED.xml",
         "2 show a b => 'show' does not take the argument 'b'",
@@ -28,7 +26,6 @@ TEST(Xyl, SaysWhatIsWrongInOneLine) {
         "3 get --controller none.json => cannot read 'none.json': Not Found|xyl sim new",
         "3 get --preset demo -c 18446744073709551617 => no controller 18446744073709551617",
         "3 get --preset demo -c 1x => no controller 1x",
-        "4 get --preset demo -o no/folder.xml => cannot write 'no/folder.xml': Not Found",
         "2 log => --log trace",
         "4 show /dev/null => the file is empty",
         "4 show utf16 => UTF-16|-o FILE",
@@ -74,7 +71,7 @@ TEST(Xyl, QuietLeavesErrorsAndFiles) {
   client.expect({"2 get --preset demo --quiet => give --output", "2 show saved.xml --quiet --json => exclude",
                  "0 get --preset demo --quiet -o quiet.xml => ", "0 !cmp quiet.xml saved.xml",
                  "0 sim pull lab.json 1003 --quiet", "1 diff saved.xml --controller lab.json --quiet",
-                 "4 get --preset demo --quiet -o no/folder.xml => cannot write",
+                 "4 get --preset demo --quiet -o no/folder.xml => cannot write 'no/folder.xml': Not Found",
                  "2 restore saved.xml --rebuild --partial --no-backup --quiet --controller lab.json => give --yes"});
   EXPECT_EQ(client.expect({"1 restore saved.xml --rebuild --partial --no-backup --yes --quiet --controller lab.json"}),
             "");
@@ -93,15 +90,14 @@ TEST(Xyl, ShowsWhatTheControllerHolds) {
       "   1  System   RAID 1   600.12 GB  Online  WB ARA DIO  1001, 1002\n";
   Client client("demo");
   client.expect(
-      {"0 list --preset demo =>   1  Harrier R6 Integrated, PCI 03:00.0, WWN 5EEDADA000001000\n     virtual disks: "
-       "5 Online\n     disks: 12 Online, 8 Ready\n",
-       "0 !cp lab.json box.json; xyl sim pull box.json 1003; xyl sim replace-disk box.json 1012",
-       "0 list --controller box.json => virtual disks: 2 Online, 3 Degraded\n",
+      {"0 !cp lab.json box.json; xyl sim pull box.json 1003; xyl sim replace-disk box.json 1012",
+       "0 list --controller box.json =>   1  Harrier R6 Integrated, PCI 03:00.0, WWN 5EEDADA000001000\n     "
+       "virtual disks: 2 Online, 3 Degraded\n     disks: ",
        "0 identify -c 1 --preset demo => revision 1\nwords    00000001 00000004 000000DC EDCC0002 00000000\n",
        "0 get --preset=demo --output=demo.xml => demo.xml: Harrier R6 Integrated, PCI 03:00.0, WWN 5EEDADA000001000, "
        "read 2",
        "0 !xyl --preset demo get | cmp - demo.xml && cmp demo.xml saved.xml", show,
-       "0 !xyl show --preset demo >shown; xyl show saved.xml | cmp - shown", "0 !xyl show -- saved.xml | cmp - shown",
+       "0 !xyl show --preset demo >shown; xyl show -- saved.xml | cmp - shown",
        "0 !xyl show --preset demo --log trace 2>log | cmp - shown && cat log => TRACE RAIDXYLGet_Live: Exit. Success",
        "0 show --preset direct => \nDirectly attached disks: 8\n",
        "0 show --preset empty => Key id       -\n\nVirtual disks: 0\n"});
@@ -110,13 +106,8 @@ TEST(Xyl, ShowsWhatTheControllerHolds) {
 TEST(Xyl, TablesFitWhateverTheNames) {
   Client client("demo");
   client.expect({"0 sim pull lab.json 1003", "0 get --controller lab.json -o pulled.xml"});
-  std::string pulled = client.read("pulled.xml");
-  for (const char *edit : {"<Name>Data<|<Name>D\xC3\xA4t and quite a lot more<", "<Slot>4<|<Slot>14<"}) {
-    std::string text = edit;
-    size_t bar = text.find('|');
-    client.writeEdited("odd.xml", pulled, text.substr(0, bar), text.substr(bar + 1));
-    pulled = client.read("odd.xml");
-  }
+  client.writeEdited("odd.xml", client.read("pulled.xml"), "<Name>Data<", "<Name>D\xC3\xA4t and quite a lot more<");
+  client.writeEdited("odd.xml", client.read("odd.xml"), "<Slot>4<", "<Slot>14<");
   client.expect({"0 show odd.xml =>     10  1011  |    14  1005  |"
                  "   2  D\xC3\xA4t and quite...  RAID 5     4.00 TB  Degraded  WB ARA DIO  1003 missing,\n|"
                  "  1004, 1005,\n|  1006\n   3  Scratch           RAID 5     2.00 TB",
@@ -170,11 +161,8 @@ TEST(Xyl, VerifySaysWhatChangedAndSettingsComeBack) {
   Client client("demo");
   client.expect(
       {"0 !cp lab.json demo.json",
-       "0 " + verify +
-           " => no difference\nresult 0x0\nController: Harrier R6 Integrated, PCI 03:00.0, WWN "
-           "5EEDADA000001000\nCompared: |Not compared: ",
-       "0 sim pull lab.json 1001",
-       "0 sim pull lab.json 1003",
+       "0 " + verify + " => no difference\nresult 0x0\nController: Harrier|Compared: |Not compared: ",
+       "0 !xyl sim pull lab.json 1001 && xyl sim pull lab.json 1003",
        "0 " + verify + " => Not compared: |disks|In all 'xyl diff' finds 8 differences\n",
        "0 !cp demo.json lab.json",
        "0 " + edit + "CheckConsistencyMode\": \"Normal/s//CheckConsistencyMode\": \"Stop On Error/' lab.json",
@@ -188,12 +176,10 @@ TEST(Xyl, VerifySaysWhatChangedAndSettingsComeBack) {
        "1 " + verify + " => firmware higher: 21.3.4-0001 (saved) -> 21.10.0 (now)\nresult 0x80\n",
        "0 " + rate,
        "1 " + verify + " => 30 (saved) -> 31 (now)\nresult 0x100\n",
-       "0 restore saved.xml --controller lab.json => as it was saved\nthe restore succeeded on Harrier R6 Integrated, "
-       "PCI "
-       "03:00.0, WWN 5EEDADA000001000\n",
+       "0 restore saved.xml --controller lab.json => as it was saved\nthe restore succeeded on Harrier R6",
        "0 " + same,
        "0 " + rate,
-       "0 replace saved.xml --controller lab.json => the replacement succeeded on Harrier R6 Integrated, PCI 03:00.0",
+       "0 replace saved.xml --controller lab.json => the replacement succeeded on Harrier R6",
        "0 " + same});
 }
 
@@ -206,24 +192,19 @@ TEST(Xyl, RebuildIsShownConfirmedAndReported) {
       {"0 !cp lab.json demo.json",
        // The demo's key is in no document.
        "2 restore saved.xml --rebuild --yes --controller lab.json => the security key, whose passphrase|--partial",
-       "2 restore saved.xml --rebuild --partial --controller lab.json => Controller: Harrier R6 Integrated, PCI "
-       "03:00.0, "
-       "WWN 5EEDADA000001000\n|  virtual disk 2 \"Data\", RAID 5, 4.00 TB, on disks "
-       "1003, 1004, 1005, 1006\n|  the security key\n|"
+       "2 restore saved.xml --rebuild --partial --controller lab.json => Controller: Harrier R6 Integrated, PCI 03:|"
+       "  virtual disk 2 \"Data\", RAID 5, 4.00 TB, on disks 1003, 1004, 1005, 1006\n|  the security key\n|"
        "Disks that lose their contents: 1001, 1002, 1003, 1004, 1005, 1006, 1012, 1013, 1014, 1015, 1016, 1017\n|"
        "  hot spares on disks 1007, 1008\n|Saved disks without a partner: -\n|--yes",
        "0 !cmp lab.json demo.json && test $(ls | wc -l) = 3",
        "0 " + REBUILD +
-           " => The rebuild destroys|Saved disks without a partner: -\n|"
-           "   6  RemoveCtrlKey         Success   -                     -\n|"
-           "   8  CreateVD              Success   -                     virtual disk System, RAID 1, disks 1002, "
-           "1001\n|"
-           "  14  ChangePD              Success   -                     disk 1008 disk-07.enclosure-0.adapter-0, hot "
-           "spare Global\n|"
+           " => The rebuild destroys|   6  RemoveCtrlKey         Success   -                     -\n|"
+           "   8  CreateVD              Success   -                     virtual disk System, RAID 1, disks 1002, |"
+           "  14  ChangePD              Success   -                     disk 1008 disk-07.enclosure-0.adapter-0, hot |"
            "What no restore brings back:\n|key id: demo-key-1 -> -\nthe restore succeeded on Harrier",
        "0 !head -c 13 log.xml => <RaidRestore>", "0 !cmp log.before.xml saved.xml",
        // What was kept is not lost by the next one.
-       "4 restore saved.xml --rebuild --partial --yes --log-file log.xml --controller lab.json => 'log.xml' exists",
+       "4 " + REBUILD + " => 'log.xml' exists",
        "4 !rm log.xml; xyl " + REBUILD + " => kept there; --no-backup|'log.before.xml' exists",
        "0 " + REBUILD + " --no-backup", "0 !cmp log.before.xml saved.xml",
        // A log that cannot be written is all that went wrong.
@@ -251,27 +232,25 @@ TEST(Xyl, RestoreNamesWhatItCannotBringBack) {
 
 TEST(Xyl, RestoreSaysWhatWentWrong) {
   Client client("demo");
-  client.expect(
-      {"0 sim fail-next lab.json create out-of-resources",
-       "4 " + REBUILD +
-           " => \"System\", RAID 1, 600.12 GB, on disks 1001, 1002\n|"
-           "What went wrong:\n|  virtual disk 1 \"System\" removed|but 1 of its steps failed\n",
-       // What a settings restore leaves alone is said, and is no success.
-       "0 get --controller lab.json -o three.xml", "0 sim new --preset demo lab.json --force",
-       "0 restore saved.xml --controller lab.json => is as it was saved",
-       "1 !xyl sim pull lab.json 1001; xyl sim pull lab.json 1002; echo '<raidData><Method name=\"Delete\"><Object"
-       "Type>Virtual Disk</ObjectType><OID>3</OID></Method></raidData>' >c.xml; xyl apply c.xml --yes "
-       "--controller lab.json && xyl restore saved.xml --controller lab.json => could not do:\n|\"Scratch\" removed"});
+  client.expect({"0 sim fail-next lab.json create out-of-resources",
+                 "4 " + REBUILD +
+                     " => \"System\", RAID 1, 600.12 GB, on disks 1001, 1002\n|"
+                     "What went wrong:\n|  virtual disk 1 \"System\" removed|but 1 of its steps failed\n",
+                 // What a settings restore leaves alone is said, and is no success.
+                 "0 get --controller lab.json -o three.xml", "0 sim new --preset demo lab.json --force",
+                 "0 restore saved.xml --controller lab.json => is as it was saved",
+                 "0 !xyl sim pull lab.json 1001 && xyl sim pull lab.json 1002",
+                 "0 delete 3 --yes --controller lab.json",
+                 "1 restore saved.xml --controller lab.json => could not do:\n|\"Scratch\" removed"});
 }
 
 TEST(Xyl, ImportComesBeforeARebuild) {
   Client client("demo");
-  const std::string rebuild = "restore saved.xml --rebuild --partial --yes --controller lab.json";
   client.expect(
       {"0 sim replace-adapter lab.json", "0 !cp lab.json foreign.json",
        "1 plan saved.xml --controller lab.json => virtual disk 2 \"Data\", RAID 5, 4.00 TB: NOT ON THE "
        "CONTROLLER|'xyl import' may bring back with their data|\"Data\", RAID 5, 4.00 TB: 4 of its 4 disks",
-       "2 " + rebuild + " => 'xyl import' may bring|--discard-foreign. Nothing was changed",
+       "2 " + REBUILD + " => 'xyl import' may bring|--discard-foreign. Nothing was changed",
        "0 !cmp lab.json foreign.json",
        "0 import --controller lab.json => IMPORT_FOREIGN|the import succeeded on Harrier",
        "1 restore saved.xml --controller lab.json => adapter replaced|could not do:\n  disk 1007 changed, "
@@ -279,7 +258,7 @@ TEST(Xyl, ImportComesBeforeARebuild) {
        "0 show --controller lab.json => Virtual disks: 5\n", "4 import --controller lab.json => Not Found",
        "0 !mv foreign.json lab.json; xyl sim pull lab.json 1003",
        "1 plan saved.xml --controller lab.json => \"Data\", RAID 5, 4.00 TB: 3 of its 4 disks are here",
-       "1 " + rebuild + " --discard-foreign => foreign configurations, on disks 1001, 1002, 1004|\"Data\" removed",
+       "1 " + REBUILD + " --discard-foreign => foreign configurations, on disks 1001, 1002, 1004|\"Data\" removed",
        "0 show --controller lab.json => Virtual disks: 3\n", "0 sim new --preset sas host.json",
        "0 get --controller host.json -o host.xml", "0 sim foreign host.json 0 1003 1004",
        "0 plan host.xml --rebuild --controller host.json => lose their contents: 1001, 1002, 1003, 1004",
@@ -300,9 +279,8 @@ TEST(Xyl, ApplyRunsAndReportsAndKeepsTheState) {
   std::string printed = client.expect(
       {"4 apply misspelt.xml --controller lab.json => 1 of the 2 methods in 'misspelt.xml' cannot be read",
        "0 show --controller lab.json => Virtual disks: 5\n",
-       "2 apply changes.xml --controller lab.json => Controller: Harrier|   1  Delete        virtual disk 5 \"Fast\", "
-       "RAID "
-       "1, 480.10 GB: DESTROYED, with all data\n   2  Lock          the adapter\n|--yes. Nothing was changed",
+       "2 apply changes.xml --controller lab.json => Controller: Harrier|   1  Delete        virtual disk 5 \"Fast\", |"
+       " 480.10 GB: DESTROYED, with all data\n   2  Lock          the adapter\n|--yes. Nothing was changed",
        "0 show --controller lab.json => Virtual disks: 5\n",
        "4 apply changes.xml --yes --controller lab.json --log-file log.xml =>    1  DELETE                Success   -"
        "                     virtual disk 5\n|   2  LOCK                  Fail      |the change failed on Harrier"});
