@@ -36,8 +36,7 @@ static std::string hex(const UINT8 *bytes, size_t size) {
 }
 
 static std::string padded(const UINT8 *bytes, size_t size) {
-  std::string text(reinterpret_cast<const char *>(bytes), size);
-  text = text.substr(0, text.find('\0'));
+  std::string text = std::string(reinterpret_cast<const char *>(bytes), size).c_str(); // up to a NUL
   return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
@@ -220,8 +219,7 @@ bool load(SPARSE_DISK &disk, size_t at, LINUX_DISK *found) {
 }
 
 bool isFree(const UINT8 *entry) {
-  static const BYTES NO_GUID(24, 0xFF);
-  return std::memcmp(entry, NO_GUID.data(), NO_GUID.size()) == 0;
+  return std::all_of(entry, entry + 24, [](UINT8 byte) { return byte == 0xFF; }); // no GUID
 }
 
 // The entry with these bytes at a place of it, or null.
@@ -339,8 +337,7 @@ private:
       if (isFree(entry)) {
         continue;
       }
-      unsigned type = static_cast<unsigned>(number(entry + 28, 2)),
-               state = static_cast<unsigned>(number(entry + 30, 2));
+      unsigned type = entry[28] << 8 | entry[29], state = entry[30] << 8 | entry[31];
       entryOf(list, 24, entry + 24, 4) != entry ? complain("two disks with one reference") : void();
       if (isSpecial(type, state)) {
         reading_.lines.push_back(diskLine(numberOf(entry + 24), type, state));
