@@ -21,8 +21,8 @@ struct FAKE_DRIVER {
   EFI_BOOT_SERVICES *services;
   std::string *calls; // gets name once per Start, "-" and name per Stop
   char name;
-  bool startFails;
-  bool keepsHold; // Stop fails
+  bool startFails = false;
+  bool keepsHold = false; // Stop fails
 };
 
 // OpenProtocol of the fake protocol in the name of the driver behind binding.
@@ -55,12 +55,7 @@ static EFI_STATUS EFIAPI fakeStop(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HAND
 
 // Publishes driver on a handle of its own, which is also its image.
 static EFI_HANDLE addDriver(Firmware &firmware, FAKE_DRIVER &driver, std::string &calls, char name, UINT32 version) {
-  driver = {{fakeSupported, fakeStart, fakeStop, version, nullptr, nullptr},
-            firmware.bootServices(),
-            &calls,
-            name,
-            /* startFails= */ false,
-            /* keepsHold= */ false};
+  driver = {{fakeSupported, fakeStart, fakeStop, version, nullptr, nullptr}, firmware.bootServices(), &calls, name};
   EFI_HANDLE handle = addHandle(firmware, g_bindingGuid, &driver.binding);
   driver.binding.ImageHandle = driver.binding.DriverBindingHandle = handle;
   return handle;
@@ -82,9 +77,9 @@ TEST(Pool, NoticesMisuseOnce) {
   static const struct {
     const char *name;
     void (*act)(Firmware &firmware, EFI_BOOT_SERVICES *services, char *block); // of 20 bytes
-    const char *complaint;                                                     // null: none
+    const char *complaint;                                                     // empty: none
   } misuses[] = {
-      {"proper use", [](auto &, auto services, char *block) { services->FreePool(block); }, nullptr},
+      {"proper use", [](auto &, auto services, char *block) { services->FreePool(block); }, ""},
       {"one byte behind, live", [](auto &, auto, char *block) { stray(block, 20); }, "outside of its bounds"},
       {"one byte before, freed",
        [](auto &, auto services, char *block) {
@@ -115,10 +110,8 @@ TEST(Pool, NoticesMisuseOnce) {
     misuse.act(firmware, firmware.bootServices(), static_cast<char *>(allocate(firmware, 20)));
     firmware.complaints();
     std::vector<std::string> complaints = firmware.takeComplaints();
-    ASSERT_EQ(complaints.size(), misuse.complaint == nullptr ? 0u : 1u);
-    if (misuse.complaint != nullptr) {
-      EXPECT_NE(complaints[0].find(misuse.complaint), std::string::npos) << complaints[0];
-    }
+    ASSERT_EQ(complaints.size(), *misuse.complaint == 0 ? 0u : 1u);
+    EXPECT_TRUE(complaints.empty() || complaints[0].find(misuse.complaint) != std::string::npos) << complaints[0];
     EXPECT_TRUE(firmware.complaints().empty());
   }
 }
@@ -172,15 +165,10 @@ protected:
 };
 
 TEST_F(Protocols, OpensOfTwoAgents) {
-  enum : UINT32 {
-    GET = EFI_OPEN_PROTOCOL_GET_PROTOCOL,
-    CHILD = EFI_OPEN_PROTOCOL_BY_CHILD_CONTROLLER,
-    DRIVER = EFI_OPEN_PROTOCOL_BY_DRIVER,
-    EXCLUSIVE = EFI_OPEN_PROTOCOL_EXCLUSIVE
-  };
+  constexpr UINT32 GET = EFI_OPEN_PROTOCOL_GET_PROTOCOL, CHILD = EFI_OPEN_PROTOCOL_BY_CHILD_CONTROLLER,
+                   DRIVER = EFI_OPEN_PROTOCOL_BY_DRIVER, EXCLUSIVE = EFI_OPEN_PROTOCOL_EXCLUSIVE;
   struct {
-    UINT32 first;  // by agent 0
-    UINT32 second; // by agent
+    UINT32 first, second; // by agent 0, by agent
     int agent;
     EFI_STATUS wanted;
   } rows[] = {
@@ -225,8 +213,8 @@ TEST_F(Protocols, AbsentDeadAndNull) {
   EXPECT_EQ(services->UninstallProtocolInterface(handle, &g_fakeGuid, &found), EFI_NOT_FOUND);
   EXPECT_EQ(services->UninstallProtocolInterface(handle, &g_fakeGuid, &value), EFI_SUCCESS);
   // Several are installed all or not at all.
-  EXPECT_EQ(services->InstallMultipleProtocolInterfaces(&none, &g_fakeGuid, &value, &g_otherGuid, nullptr, &g_fakeGuid,
-                                                        &value, nullptr),
+  auto install = services->InstallMultipleProtocolInterfaces;
+  EXPECT_EQ(install(&none, &g_fakeGuid, &value, &g_otherGuid, nullptr, &g_fakeGuid, &value, nullptr),
             EFI_INVALID_PARAMETER);
   EXPECT_EQ(none, nullptr);
   EXPECT_EQ(services->LocateProtocol(&g_fakeGuid, nullptr, &found), EFI_NOT_FOUND);
@@ -272,9 +260,8 @@ TEST_F(DriverModel, WhatIsHeldStaysUntilItsDriverLetsGo) {
   EXPECT_EQ(disconnect(newerImage), EFI_NOT_FOUND);
   EXPECT_EQ(services->UninstallProtocolInterface(controller, &g_fakeGuid, &value), EFI_ACCESS_DENIED);
   services->InstallProtocolInterface(&controller, &g_otherGuid, EFI_NATIVE_INTERFACE, &value);
-  EXPECT_EQ(
-      services->UninstallMultipleProtocolInterfaces(controller, &g_otherGuid, &value, &g_fakeGuid, &value, nullptr),
-      EFI_INVALID_PARAMETER);
+  auto uninstallBoth = services->UninstallMultipleProtocolInterfaces;
+  EXPECT_EQ(uninstallBoth(controller, &g_otherGuid, &value, &g_fakeGuid, &value, nullptr), EFI_INVALID_PARAMETER);
   void *found = nullptr;
   EXPECT_EQ(services->HandleProtocol(controller, &g_fakeGuid, &found), EFI_SUCCESS);
   EXPECT_EQ(services->UninstallProtocolInterface(controller, &g_otherGuid, &value), EFI_SUCCESS) << "was put back";
@@ -286,10 +273,8 @@ TEST_F(DriverModel, WhatIsHeldStaysUntilItsDriverLetsGo) {
 }
 
 struct IMAGE_LIFE {
-  const char *name;
-  EFI_STATUS entry;
-  bool setsUnload, leavesProtocol, holds;
-  EFI_STATUS unload;
+  std::string does; // u: sets Unload, p: leaves a protocol, h: holds a controller
+  EFI_STATUS entry, unload;
   size_t complaints;
 };
 static const EFI_GUID g_loadedGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
@@ -301,13 +286,14 @@ static EFI_STATUS EFIAPI imageUnload(EFI_HANDLE) {
 }
 
 static EFI_STATUS EFIAPI imageEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *table) {
+  auto does = [](char what) { return g_life->does.find(what) != std::string::npos; };
   void *found = nullptr;
   table->BootServices->HandleProtocol(image, &g_loadedGuid, &found);
-  static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(found)->Unload = g_life->setsUnload ? imageUnload : nullptr;
-  if (g_life->leavesProtocol) {
+  static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(found)->Unload = does('u') ? imageUnload : nullptr;
+  if (does('p')) {
     table->BootServices->InstallProtocolInterface(&image, &g_otherGuid, 0, nullptr);
   }
-  if (g_life->holds) {
+  if (does('h')) {
     table->BootServices->OpenProtocol(g_controller, &g_fakeGuid, &found, image, g_controller,
                                       EFI_OPEN_PROTOCOL_BY_DRIVER);
   }
@@ -316,15 +302,15 @@ static EFI_STATUS EFIAPI imageEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *table) {
 
 TEST_F(DriverModel, ImagesComeAndGo) {
   const IMAGE_LIFE lives[] = {
-      {"tidy", EFI_SUCCESS, true, false, false, EFI_SUCCESS, 0},
-      {"without unload", EFI_SUCCESS, false, false, false, EFI_UNSUPPORTED, 0},
-      {"leaves a protocol", EFI_SUCCESS, true, true, false, EFI_SUCCESS, 1},
-      {"holds a controller", EFI_SUCCESS, true, false, true, EFI_SUCCESS, 1},
-      {"fails untidily", EFI_NOT_FOUND, true, true, true, EFI_INVALID_PARAMETER, 2},
+      {"u", EFI_SUCCESS, EFI_SUCCESS, 0},
+      {"", EFI_SUCCESS, EFI_UNSUPPORTED, 0},
+      {"up", EFI_SUCCESS, EFI_SUCCESS, 1},
+      {"uh", EFI_SUCCESS, EFI_SUCCESS, 1},
+      {"uph", EFI_NOT_FOUND, EFI_INVALID_PARAMETER, 2},
   };
   g_controller = controller;
   for (const IMAGE_LIFE &life : lives) {
-    SCOPED_TRACE(life.name);
+    SCOPED_TRACE(life.does);
     g_life = &life;
     EFI_HANDLE image = nullptr;
     EXPECT_EQ(firmware.loadImage(imageEntry, &image), life.entry);
