@@ -26,12 +26,9 @@ TEST(Size, EveryNumberOfDigitsIsTheBytesThatItSays) {
   for (size_t whole = 0; whole < 24; ++whole) {
     for (size_t places = 0; places < 24; ++places) {
       for (const char *unit : {"", "B", "MB", " gB", "Tb", "  TB"}) {
-        for (const char *digit : {"0", "1", "9"}) {
-          std::string text;
-          for (size_t i = 0; i < whole + places; ++i) {
-            text += (i == whole ? "." : "") + std::string(digit);
-          }
-          EXPECT_EQ(parseSize((text + unit).c_str()), sizeOf(text + unit)) << text << unit;
+        for (char digit : {'0', '1', '9'}) {
+          std::string text = std::string(whole, digit) + (places == 0 ? "" : ".") + std::string(places, digit) + unit;
+          EXPECT_EQ(parseSize(text.c_str()), sizeOf(text)) << text;
         }
       }
     }

@@ -62,14 +62,15 @@ public:
 
   // Runs steps, "CODE LINE => PARTS": the exit code, a command line of xyl (of the system's shell behind a '!') and the
   // parts of what is printed, each behind the one before it, separated by '|'. A step with code 0 or 1 says nothing on
-  // the error output, any other one says one line. The standard input is no terminal. Returns what the last step
-  // printed.
+  // the error output, any other one says one line. The standard input is no terminal, and $LAB is the controller.
+  // Returns what the last step printed.
   std::string expect(const std::vector<std::string> &steps) {
     std::string printed;
     for (const std::string &step : steps) {
       size_t arrow = std::min(step.find(" => "), step.size());
       std::string line = step[2] == '!' ? step.substr(3, arrow - 3) : "xyl " + step.substr(2, arrow - 2);
-      std::string start = "PATH=" RAIDXYL_BINARY_DIR "/xyl:$PATH; cd '" + folder_ + "work'; { ";
+      std::string start =
+          "PATH=" RAIDXYL_BINARY_DIR "/xyl:$PATH LAB='--controller lab.json'; cd '" + folder_ + "work'; { ";
       int status = std::system((start + line + "; } </dev/null >../out 2>../error").c_str());
       std::string error = read("../error");
       printed = read("../out") + error;

@@ -30,7 +30,6 @@ TEST(Xyl, SaysWhatIsWrongInOneLine) {
         "4 show /dev/null => the file is empty",
         "4 show utf16 => UTF-16|-o FILE",
         "4 show nul => NUL bytes",
-        "4 show bare.xml => bare.xml has no adapter",
         "4 verify cut.xml --preset demo => 'cut.xml' is no saved configuration: Aborted",
         "2 restore saved.xml --rebuild --preserve-vd --preset demo => exclude each other",
         "4 restore bare.xml --preset demo => bare.xml is no usable configuration",
@@ -70,17 +69,15 @@ TEST(Xyl, QuietLeavesErrorsAndFiles) {
   Client client("demo");
   client.expect({"2 get --preset demo --quiet => give --output", "2 show saved.xml --quiet --json => exclude",
                  "0 get --preset demo --quiet -o quiet.xml => ", "0 !cmp quiet.xml saved.xml",
-                 "0 sim pull lab.json 1003 --quiet", "1 diff saved.xml --controller lab.json --quiet",
+                 "0 sim pull lab.json 1003 --quiet", "1 diff saved.xml $LAB --quiet",
                  "4 get --preset demo --quiet -o no/folder.xml => cannot write 'no/folder.xml': Not Found",
-                 "2 restore saved.xml --rebuild --partial --no-backup --quiet --controller lab.json => give --yes"});
-  EXPECT_EQ(client.expect({"1 restore saved.xml --rebuild --partial --no-backup --yes --quiet --controller lab.json"}),
-            "");
+                 "2 restore saved.xml --rebuild --partial --no-backup --quiet $LAB => give --yes"});
+  EXPECT_EQ(client.expect({"1 restore saved.xml --rebuild --partial --no-backup --yes --quiet $LAB"}), "");
 }
 
 TEST(Xyl, ShowsWhatTheControllerHolds) {
   const std::string show =
-      "0 show --preset demo => "
-      "Adapter      Harrier R6 Integrated\nFirmware     21.3.4-0001\n|"
+      "0 show --preset demo => Adapter      Harrier R6 Integrated\nFirmware     21.3.4-0001\n|"
       "RAID levels  RAID 0, RAID 1, RAID 5, RAID 6, RAID 10, RAID 50, RAID 60\nKey id       demo-key-1\n|"
       "Enclosure 301, Shelf 0: 12 slots, 11 disks\n|"
       "     2  1003  HARRIER HS10K Enterprise  SAS     2.00 TB  Online  VD 2, 3\n|"
@@ -105,7 +102,7 @@ TEST(Xyl, ShowsWhatTheControllerHolds) {
 
 TEST(Xyl, TablesFitWhateverTheNames) {
   Client client("demo");
-  client.expect({"0 sim pull lab.json 1003", "0 get --controller lab.json -o pulled.xml"});
+  client.expect({"0 sim pull lab.json 1003", "0 get $LAB -o pulled.xml"});
   client.writeEdited("odd.xml", client.read("pulled.xml"), "<Name>Data<", "<Name>D\xC3\xA4t and quite a lot more<");
   client.writeEdited("odd.xml", client.read("odd.xml"), "<Slot>4<", "<Slot>14<");
   client.expect({"0 show odd.xml =>     10  1011  |    14  1005  |"
@@ -116,19 +113,18 @@ TEST(Xyl, TablesFitWhateverTheNames) {
 
 TEST(Xyl, OutputsSpareWhatStandsThere) {
   Client client("demo");
-  client.expect(
-      {"0 !cp lab.json before.json; cp saved.xml first.xml; mkdir folder",
-       "4 get --controller lab.json -o saved.xml => 'saved.xml' exists; write to another file, or overwrite",
-       "4 report saved.xml -o first.xml => 'first.xml' exists", "4 get --preset demo -o folder --force",
-       "2 get --controller lab.json -o ./lab.json --force => keeps the controller",
-       "2 restore saved.xml --controller lab.json --log-file ../work/saved.xml --force => the command reads",
-       "0 sim firmware lab.json 2", "0 get --controller lab.json -o saved.xml --force", "1 !cmp saved.xml first.xml",
-       "0 !cp before.json lab.json; ln -s first.xml link.xml",
-       // What cannot be written is known before anything changes.
-       "4 restore first.xml --controller lab.json --log-file no/log.xml => cannot write 'no/log.xml'",
-       "2 restore first.xml --controller lab.json --log-file link.xml --force => 'link.xml' is what the command reads",
-       "4 restore first.xml --controller lab.json --log-file saved.xml => 'saved.xml' exists",
-       "0 !cmp lab.json before.json && test $(ls | wc -l) = 6"});
+  client.expect({"0 !cp lab.json before.json; cp saved.xml first.xml; mkdir folder",
+                 "4 get $LAB -o saved.xml => 'saved.xml' exists; write to another file, or overwrite",
+                 "4 report saved.xml -o first.xml => 'first.xml' exists", "4 get --preset demo -o folder --force",
+                 "2 get $LAB -o ./lab.json --force => keeps the controller",
+                 "2 restore saved.xml $LAB --log-file ../work/saved.xml --force => the command reads",
+                 "0 sim firmware lab.json 2", "0 get $LAB -o saved.xml --force", "1 !cmp saved.xml first.xml",
+                 "0 !cp before.json lab.json; ln -s first.xml link.xml",
+                 // What cannot be written is known before anything changes.
+                 "4 restore first.xml $LAB --log-file no/log.xml => cannot write 'no/log.xml'",
+                 "2 restore first.xml $LAB --log-file link.xml --force => 'link.xml' is what the command reads",
+                 "4 restore first.xml $LAB --log-file saved.xml => 'saved.xml' exists",
+                 "0 !cmp lab.json before.json && test $(ls | wc -l) = 6"});
 }
 
 TEST(Xyl, IncompleteDocumentsAreRefused) {
@@ -141,58 +137,50 @@ TEST(Xyl, IncompleteDocumentsAreRefused) {
                {"getkeyid", "the key identifier is missing"}};
   for (const auto &row : cases) {
     const std::string fail = std::string("0 sim fail-next lab.json ") + row.fault;
-    client.expect(
-        {fail, std::string("4 get --controller lab.json -o new.xml => the inventory is not complete: |") + row.said,
-         "1 !test -e new.xml", fail, "4 get --controller lab.json -o gaps.xml --force --incomplete => not complete",
-         "4 plan gaps.xml --controller lab.json => gaps.xml is not complete: |--incomplete",
-         "0 !cp lab.json before.json", "4 restore gaps.xml --controller lab.json => gaps.xml is not complete",
-         "0 !cmp lab.json before.json"});
+    client.expect({fail, std::string("4 get $LAB -o new.xml => the inventory is not complete: |") + row.said,
+                   "1 !test -e new.xml", fail, "4 get $LAB -o gaps.xml --force --incomplete => not complete",
+                   "4 plan gaps.xml $LAB => gaps.xml is not complete: |--incomplete", "0 !cp lab.json before.json",
+                   "4 restore gaps.xml $LAB => gaps.xml is not complete", "0 !cmp lab.json before.json"});
   }
   // A pulled disk is missing rightly, a controller without disks is whole.
-  client.expect({"0 sim pull lab.json 1003", "0 get --controller lab.json -o degraded.xml",
-                 "0 get --preset empty -o empty.xml", "0 get --preset direct -o direct.xml"});
+  client.expect({"0 sim pull lab.json 1003", "0 get $LAB -o degraded.xml", "0 get --preset empty -o empty.xml",
+                 "0 get --preset direct -o direct.xml"});
 }
 
 TEST(Xyl, VerifySaysWhatChangedAndSettingsComeBack) {
-  const std::string verify = "verify saved.xml --controller lab.json";
-  const std::string same = "!xyl get --controller lab.json | cmp - saved.xml";
-  const std::string edit = "!cp demo.json lab.json; sed -i '0,/";
-  const std::string rate = edit + "\"Value\": 30/s//\"Value\": 31/' lab.json";
   Client client("demo");
+  client.expect({"0 !cp lab.json demo.json",
+                 "0 verify saved.xml $LAB => no difference\nresult 0x0\nController: Harrier|Compared: |Not compared: ",
+                 "0 !xyl sim pull lab.json 1001 && xyl sim pull lab.json 1003",
+                 "0 verify saved.xml $LAB => Not compared: |disks|In all 'xyl diff' finds 8 differences\n"});
+  const char *const edits[][3] = {
+      {"CheckConsistencyMode\": \"Normal", "CheckConsistencyMode\": \"Stop On Error",
+       "setting changed, CheckConsistencyMode: Normal (saved) -> Stop On Error (now)\nresult 0x100\n"},
+      {"0x5EEDADA000001000", "0x5EEDADA000001001",
+       "adapter replaced, WWN: 5EEDADA000001000 (saved) -> 5EEDADA000001001 (now)\nresult 0x2\n"},
+      {"21.3.4-0001", "21.3.3-0001", "firmware lower: 21.3.4-0001 (saved) -> 21.3.3-0001 (now)\nresult 0x40\n"},
+      {"21.3.4-0001", "21.10.0", "firmware higher: 21.3.4-0001 (saved) -> 21.10.0 (now)\nresult 0x80\n"},
+      {"\"Value\": 30", "\"Value\": 31", "30 (saved) -> 31 (now)\nresult 0x100\n"},
+  };
+  for (const auto &[from, to, said] : edits) {
+    client.expect({std::string("1 !cp demo.json lab.json; sed -i '0,/") + from + "/s//" + to +
+                   "/' lab.json; xyl verify saved.xml $LAB => " + said});
+  }
+  const std::string same = "0 !xyl get $LAB | cmp - saved.xml";
   client.expect(
-      {"0 !cp lab.json demo.json",
-       "0 " + verify + " => no difference\nresult 0x0\nController: Harrier|Compared: |Not compared: ",
-       "0 !xyl sim pull lab.json 1001 && xyl sim pull lab.json 1003",
-       "0 " + verify + " => Not compared: |disks|In all 'xyl diff' finds 8 differences\n",
-       "0 !cp demo.json lab.json",
-       "0 " + edit + "CheckConsistencyMode\": \"Normal/s//CheckConsistencyMode\": \"Stop On Error/' lab.json",
-       "1 " + verify +
-           " => setting changed, CheckConsistencyMode: Normal (saved) -> Stop On Error (now)\nresult 0x100\n",
-       "0 " + edit + "0x5EEDADA000001000/s//0x5EEDADA000001001/' lab.json",
-       "1 " + verify + " => adapter replaced, WWN: 5EEDADA000001000 (saved) -> 5EEDADA000001001 (now)\nresult 0x2\n",
-       "0 " + edit + "21.3.4-0001/s//21.3.3-0001/' lab.json",
-       "1 " + verify + " => firmware lower: 21.3.4-0001 (saved) -> 21.3.3-0001 (now)\nresult 0x40\n",
-       "0 " + edit + "21.3.4-0001/s//21.10.0/' lab.json",
-       "1 " + verify + " => firmware higher: 21.3.4-0001 (saved) -> 21.10.0 (now)\nresult 0x80\n",
-       "0 " + rate,
-       "1 " + verify + " => 30 (saved) -> 31 (now)\nresult 0x100\n",
-       "0 restore saved.xml --controller lab.json => as it was saved\nthe restore succeeded on Harrier R6",
-       "0 " + same,
-       "0 " + rate,
-       "0 replace saved.xml --controller lab.json => the replacement succeeded on Harrier R6",
-       "0 " + same});
+      {"0 !cp lab.json other.json", "0 restore saved.xml $LAB => as it was saved\nthe restore succeeded on Harrier R6",
+       same, "0 !mv other.json lab.json", "0 replace saved.xml $LAB => the replacement succeeded on Harrier R6", same});
 }
 
-static const std::string REBUILD =
-    "restore saved.xml --rebuild --partial --yes --log-file log.xml --controller lab.json";
+static const std::string REBUILD = "restore saved.xml --rebuild --partial --yes --log-file log.xml $LAB";
 
 TEST(Xyl, RebuildIsShownConfirmedAndReported) {
   Client client("demo");
   client.expect(
       {"0 !cp lab.json demo.json",
        // The demo's key is in no document.
-       "2 restore saved.xml --rebuild --yes --controller lab.json => the security key, whose passphrase|--partial",
-       "2 restore saved.xml --rebuild --partial --controller lab.json => Controller: Harrier R6 Integrated, PCI 03:|"
+       "2 restore saved.xml --rebuild --yes $LAB => the security key, whose passphrase|--partial",
+       "2 restore saved.xml --rebuild --partial $LAB => Controller: Harrier R6 Integrated, PCI 03:|"
        "  virtual disk 2 \"Data\", RAID 5, 4.00 TB, on disks 1003, 1004, 1005, 1006\n|  the security key\n|"
        "Disks that lose their contents: 1001, 1002, 1003, 1004, 1005, 1006, 1012, 1013, 1014, 1015, 1016, 1017\n|"
        "  hot spares on disks 1007, 1008\n|Saved disks without a partner: -\n|--yes",
@@ -208,10 +196,9 @@ TEST(Xyl, RebuildIsShownConfirmedAndReported) {
        "4 !rm log.xml; xyl " + REBUILD + " => kept there; --no-backup|'log.before.xml' exists",
        "0 " + REBUILD + " --no-backup", "0 !cmp log.before.xml saved.xml",
        // A log that cannot be written is all that went wrong.
-       "4 restore saved.xml --log-file /dev/full --controller lab.json => the restore succeeded|xyl: the restore is "
-       "done, "
-       "but its log is lost: cannot write '/dev/full': Volume Full\n",
-       "0 show --controller lab.json => Key id       -\n|Virtual disks: 5\n"});
+       "4 restore saved.xml --log-file /dev/full $LAB => the restore succeeded|xyl: the restore is done, but its log "
+       "is lost: cannot write '/dev/full': Volume Full\n",
+       "0 show $LAB => Key id       -\n|Virtual disks: 5\n"});
 }
 
 TEST(Xyl, RestoreNamesWhatItCannotBringBack) {
@@ -224,7 +211,7 @@ TEST(Xyl, RestoreNamesWhatItCannotBringBack) {
            "  hot spare 1007: NOT MADE, its virtual disk gets another id|Saved disks without a partner: 1001\n|"
            "CreateVD              Fail      Out of Resources      virtual disk System|"
            "What this restore could not do:\n|  virtual disk 1 \"System\" removed|the restore succeeded on",
-       "0 show --controller lab.json => Virtual disks: 4\n",
+       "0 show $LAB => Virtual disks: 4\n",
        // The ids in the Adapter element count, which come after those in the Inventory.
        "0 !cp lab.json before.json; sed -i '0,/<SubdeviceID>/!s/<SubdeviceID>2/<SubdeviceID>3/' saved.xml",
        "4 " + REBUILD + " --force => another kind of adapter; nothing was changed", "0 !cmp lab.json before.json"});
@@ -237,29 +224,27 @@ TEST(Xyl, RestoreSaysWhatWentWrong) {
                      " => \"System\", RAID 1, 600.12 GB, on disks 1001, 1002\n|"
                      "What went wrong:\n|  virtual disk 1 \"System\" removed|but 1 of its steps failed\n",
                  // What a settings restore leaves alone is said, and is no success.
-                 "0 get --controller lab.json -o three.xml", "0 sim new --preset demo lab.json --force",
-                 "0 restore saved.xml --controller lab.json => is as it was saved",
-                 "0 !xyl sim pull lab.json 1001 && xyl sim pull lab.json 1002",
-                 "0 delete 3 --yes --controller lab.json",
-                 "1 restore saved.xml --controller lab.json => could not do:\n|\"Scratch\" removed"});
+                 "0 get $LAB -o three.xml", "0 sim new --preset demo lab.json --force",
+                 "0 restore saved.xml $LAB => is as it was saved",
+                 "0 !xyl sim pull lab.json 1001 && xyl sim pull lab.json 1002", "0 delete 3 --yes $LAB",
+                 "1 restore saved.xml $LAB => could not do:\n|\"Scratch\" removed"});
 }
 
 TEST(Xyl, ImportComesBeforeARebuild) {
   Client client("demo");
   client.expect(
       {"0 sim replace-adapter lab.json", "0 !cp lab.json foreign.json",
-       "1 plan saved.xml --controller lab.json => virtual disk 2 \"Data\", RAID 5, 4.00 TB: NOT ON THE "
-       "CONTROLLER|'xyl import' may bring back with their data|\"Data\", RAID 5, 4.00 TB: 4 of its 4 disks",
+       "1 plan saved.xml $LAB => virtual disk 2 \"Data\", RAID 5, 4.00 TB: NOT ON THE CONTROLLER|'xyl import' may "
+       "bring back with their data|\"Data\", RAID 5, 4.00 TB: 4 of its 4 disks",
        "2 " + REBUILD + " => 'xyl import' may bring|--discard-foreign. Nothing was changed",
-       "0 !cmp lab.json foreign.json",
-       "0 import --controller lab.json => IMPORT_FOREIGN|the import succeeded on Harrier",
-       "1 restore saved.xml --controller lab.json => adapter replaced|could not do:\n  disk 1007 changed, "
-       "hotspare: Dedicated -> -\n|the restore succeeded",
-       "0 show --controller lab.json => Virtual disks: 5\n", "4 import --controller lab.json => Not Found",
+       "0 !cmp lab.json foreign.json", "0 import $LAB => IMPORT_FOREIGN|the import succeeded on Harrier",
+       "1 restore saved.xml $LAB => adapter replaced|could not do:\n  disk 1007 changed, hotspare: |the "
+       "restore succeeded",
+       "0 show $LAB => Virtual disks: 5\n", "4 import $LAB => Not Found",
        "0 !mv foreign.json lab.json; xyl sim pull lab.json 1003",
-       "1 plan saved.xml --controller lab.json => \"Data\", RAID 5, 4.00 TB: 3 of its 4 disks are here",
+       "1 plan saved.xml $LAB => \"Data\", RAID 5, 4.00 TB: 3 of its 4 disks are here",
        "1 " + REBUILD + " --discard-foreign => foreign configurations, on disks 1001, 1002, 1004|\"Data\" removed",
-       "0 show --controller lab.json => Virtual disks: 3\n", "0 sim new --preset sas host.json",
+       "0 show $LAB => Virtual disks: 3\n", "0 sim new --preset sas host.json",
        "0 get --controller host.json -o host.xml", "0 sim foreign host.json 0 1003 1004",
        "0 plan host.xml --rebuild --controller host.json => lose their contents: 1001, 1002, 1003, 1004",
        "0 sim replace-adapter host.json",
@@ -277,43 +262,39 @@ TEST(Xyl, ApplyRunsAndReportsAndKeepsTheState) {
   client.write("misspelt.xml", "<raidData><Method name=\"Destroy\"/>" + remove + "</raidData>");
   // The controller has a key already, so the second command is refused; the first stays done.
   std::string printed = client.expect(
-      {"4 apply misspelt.xml --controller lab.json => 1 of the 2 methods in 'misspelt.xml' cannot be read",
-       "0 show --controller lab.json => Virtual disks: 5\n",
-       "2 apply changes.xml --controller lab.json => Controller: Harrier|   1  Delete        virtual disk 5 \"Fast\", |"
+      {"4 apply misspelt.xml $LAB => 1 of the 2 methods in 'misspelt.xml' cannot be read",
+       "0 show $LAB => Virtual disks: 5\n",
+       "2 apply changes.xml $LAB => Controller: Harrier|   1  Delete        virtual disk 5 \"Fast\", |"
        " 480.10 GB: DESTROYED, with all data\n   2  Lock          the adapter\n|--yes. Nothing was changed",
-       "0 show --controller lab.json => Virtual disks: 5\n",
-       "4 apply changes.xml --yes --controller lab.json --log-file log.xml =>    1  DELETE                Success   -"
-       "                     virtual disk 5\n|   2  LOCK                  Fail      |the change failed on Harrier"});
+       "0 show $LAB => Virtual disks: 5\n",
+       "4 apply changes.xml --yes $LAB --log-file log.xml =>    1  DELETE                Success   -  |"
+       "  virtual disk 5\n|   2  LOCK                  Fail      |the change failed on Harrier"});
   client.write("shown", printed + client.read("log.xml"));
   client.expect({"1 !grep -e Secret-17 -e U2VjcmV0 shown", "0 !head -c 12 log.xml => <RaidConfig>",
-                 "0 show --controller lab.json => Virtual disks: 4\n"});
+                 "0 show $LAB => Virtual disks: 4\n"});
 }
 
 TEST(Xyl, PlanOfChangesSaysWhatIsDestroyed) {
   Client client("demo");
-  const struct {
-    const char *method, *said;
-    int code;
-  } cases[] = {
-      {"Delete\"><ObjectType>Adapter</ObjectType>", "all virtual disks: 1 \"System\", RAID 1, |DESTROYED", 0},
-      {"Delete\"><ObjectType>Virtual Disk</ObjectType><OID>77</OID>", "virtual disk 77 (not there): DESTR|will fail",
-       1},
-      {"Clear\"><ObjectType>Adapter</ObjectType>", "no disk is foreign|will fail: nothing is foreign", 1},
-      {"SecureErase\"><ObjectType>Adapter</ObjectType>", "the security key, |DESTROYED", 0},
-      {"Init\"><ObjectType>Virtual Disk</ObjectType><OID>2</OID>", "\"Data\", RAID 5, 4.00 TB: DESTROYED", 0},
-      {"Create\"><ObjectType>Virtual Disk</ObjectType><OID>1009</OID><OID>1010</OID><Object><VD><ObjectType>Virtual "
-       "Disk</ObjectType><Name>New</Name><RAIDLevel>RAID 1</RAIDLevel></VD></Object>",
-       "virtual disk \"New\", RAID 1, on disk 1009; disk 1010\n", 0},
-      {"Create\"><ObjectType>Virtual Disk</ObjectType><OID>1009</OID><OID>1003</OID>",
-       "data on disk 1003, beside which there is room: AT RISK", 0},
-      {"Change\"><ObjectType>Physical Disk</ObjectType><OID>1018</OID>", "  Change        disk 1018\n", 0},
+  const auto plan = [](const std::string &code, const std::string &method, const std::string &options = " => ") {
+    return code + " !echo '<raidData><Method name=\"" + method + "</Method></raidData>' >c.xml; xyl plan c.xml $LAB" +
+           options;
   };
-  for (const auto &row : cases) {
-    client.write("c.xml", std::string("<raidData><Method name=\"") + row.method + "</Method></raidData>");
-    client.expect({std::to_string(row.code) + " plan c.xml --controller lab.json => " + row.said});
-  }
-  // With a saved configuration a disk is the one in the same place.
-  client.write("c.xml", std::string("<raidData><Method name=\"") + cases[5].method + "</Method></raidData>");
-  client.expect({"0 sim replace-disk lab.json 1009", "1 plan c.xml --controller lab.json => disk 1009 (not there)",
-                 "0 plan c.xml --saved saved.xml --controller lab.json => on disk 1021; disk 1010\n"});
+  const std::string adapter = "\"><ObjectType>Adapter</ObjectType>";
+  const std::string volume = "\"><ObjectType>Virtual Disk</ObjectType>";
+  const std::string create = "Create" + volume +
+                             "<OID>1009</OID><OID>1010</OID><Object><VD><ObjectType>Virtual Disk"
+                             "</ObjectType><Name>New</Name><RAIDLevel>RAID 1</RAIDLevel></VD></Object>";
+  client.expect(
+      {plan("0", "Delete" + adapter) + "all virtual disks: 1 \"System\", RAID 1, |DESTROYED",
+       plan("1", "Delete" + volume + "<OID>77</OID>") + "virtual disk 77 (not there): DESTR|will fail",
+       plan("1", "Clear" + adapter) + "no disk is foreign|will fail: nothing is foreign",
+       plan("0", "SecureErase" + adapter) + "the security key, |DESTROYED",
+       plan("0", "Init" + volume + "<OID>2</OID>") + "\"Data\", RAID 5, 4.00 TB: DESTROYED",
+       plan("0", create) + "virtual disk \"New\", RAID 1, on disk 1009; disk 1010\n",
+       plan("0", "Create" + volume + "<OID>1009</OID><OID>1003</OID>") + "data on disk 1003, beside which |: AT RISK",
+       plan("0", "Change\"><ObjectType>Physical Disk</ObjectType><OID>1018</OID>") + "  Change        disk 1018\n",
+       // With a saved configuration a disk is the one in the same place.
+       "0 sim replace-disk lab.json 1009", plan("1", create) + "disk 1009 (not there)",
+       plan("0", create, " --saved saved.xml => ") + "on disk 1021; disk 1010\n"});
 }

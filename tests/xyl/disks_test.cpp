@@ -5,10 +5,7 @@ static const std::string UNPACK = "!" RAIDXYL_SOURCE_DIR "/tests/firmware/unpack
 
 TEST(Disks, AreServedLikeAnyController) {
   Client client("empty");
-  std::string disks;
-  for (int i = 0; i < 5; ++i) {
-    disks += " --disk " + std::to_string(i) + ".img";
-  }
+  const std::string disks = " --disk 0.img --disk 1.img --disk 2.img --disk 3.img --disk 4.img";
   client.expect({"0 " + UNPACK + "rebuilding.disks . && cksum *.img >before.txt",
                  "0 list" + disks + " => RAID over the machine's disks|2 Degraded|3 Online",
                  "0 show" + disks + " => 5 disks|Failed|Degraded|mirror|RAID 1 |parity|RAID 5 ",
@@ -22,8 +19,7 @@ TEST(Disks, AreServedLikeAnyController) {
                  "3 list --disk . => neither a file nor a block device",
                  "3 list --disk /dev/null => neither a file nor a block device",
                  "0 !flock 0.img sh -c 'xyl show --disk 0.img 2>&1; test $?  = 3' => another program works on it",
-                 "2 list --disk 0.img --preset demo => exclude each other",
-                 "2 list --preset demo --preset demo => given twice"});
+                 "2 list --disk 0.img --preset demo => exclude each other"});
 }
 
 // Blank disks become volumes, and what was saved comes back on two fresh ones in other ports.

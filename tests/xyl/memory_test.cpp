@@ -24,9 +24,8 @@ static size_t countInMemory(pid_t process, const std::string &part) {
     for (unsigned long at = from; at < to; at += piece.size() - part.size()) {
       // What was never touched cannot be read, and holds nothing.
       ssize_t length = pread(memory, piece.data(), std::min<unsigned long>(piece.size(), to - at), at);
-      const char *found = piece.data(), *end = found + std::max<ssize_t>(length, 0);
-      while ((found = static_cast<char *>(memmem(found, end - found, part.data(), part.size()))) != nullptr) {
-        ++found;
+      std::string_view read(piece.data(), std::max<ssize_t>(length, 0));
+      for (size_t found = 0; (found = read.find(part, found)) != read.npos; ++found) {
         ++count;
       }
     }

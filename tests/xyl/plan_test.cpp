@@ -6,7 +6,7 @@
 #include "driver/request/request.h"
 #include "driver/restore/restore.h"
 #include "driver/xml/xml.h"
-#include "tests/support/world.h"
+#include "tests/live/request_text.h"
 #include "xyl/verdict/verdict.h"
 
 static std::string commandText(UINT32 command, UINT32 objectType, const UINT32 *ids, UINT32 count) {
@@ -44,10 +44,8 @@ struct PLANNED {
 
 static std::string executedCommands(const World &world) {
   std::string text;
-  for (UINT64 i = 0; i < simCommandCount(world.sim); ++i) {
-    const auto &[block, ids] = std::tie(simCommand(world.sim, i)->block, simCommand(world.sim, i)->ids);
-    bool isGet = block.Command == RAID_COMMAND_GET;
-    text += isGet ? "" : commandText(block.Command, block.ObjectType, ids, block.ObjectIdCount);
+  for (const SIM_LOG_ENTRY *entry : sentCommands(world)) {
+    text += commandText(entry->block.Command, entry->block.ObjectType, entry->ids, entry->block.ObjectIdCount);
   }
   return text;
 }
@@ -99,9 +97,7 @@ TEST(Plan, IsWhatTheRestoreDoes) {
     for (const char *options : {RESTORE, RESTORE_REBUILD}) {
       SCOPED_TRACE(std::string(row.name) + (options == RESTORE ? "" : ", rebuild"));
       World world(row.preset);
-      std::string saved = world.get().text;
-      ASSERT_NE(saved.find(row.from), std::string::npos);
-      saved.replace(saved.find(row.from), row.from.size(), row.to);
+      const std::string saved = replaced(world.get().text, row.from, row.to);
       row.change(world.sim);
       std::string before = world.get().text;
       world.clearLog();
@@ -138,15 +134,14 @@ TEST(Plan, CountsWhatFitsAsTheDefinitionSays) {
     }
     const RAID_PD_RECORD saved = disks.back();
     disks.pop_back();
-    UINT32 first = ~0U, wanted[DISK_FIT_COUNT] = {}, counts[DISK_FIT_COUNT];
+    const auto inPlace = [&](const RAID_PD_RECORD &disk) { return samePlace(saved, disk); };
+    UINT32 wanted[DISK_FIT_COUNT] = {}, counts[DISK_FIT_COUNT];
     for (const RAID_PD_RECORD &disk : disks) {
-      bool inPlace = samePlace(saved, disk);
-      first = inPlace ? std::min(first, static_cast<UINT32>(&disk - disks.data())) : first;
-      wanted[diskFit(saved, disk)] += inPlace ? 0 : 1;
+      wanted[diskFit(saved, disk)] += inPlace(disk) ? 0 : 1;
     }
     FIT_INDEX fits;
     ASSERT_EQ(makeFitIndex(&fits, disks.data(), static_cast<UINT32>(disks.size())), EFI_SUCCESS);
-    EXPECT_EQ(firstInPlace(fits, saved), std::min(first, fits.Count)) << round;
+    EXPECT_EQ(firstInPlace(fits, saved), std::find_if(disks.begin(), disks.end(), inPlace) - disks.begin()) << round;
     countElsewhere(fits, saved, counts);
     EXPECT_TRUE(std::equal(counts, counts + DISK_FIT_COUNT, wanted)) << round;
     freeFitIndex(&fits);
@@ -189,11 +184,11 @@ TEST(Plan, KnowsWhoseFaultADifferenceIs) {
 
 TEST(Plan, GivesReasons) {
   Client client("demo");
-  const std::string rebuild = "1 plan saved.xml --rebuild --controller lab.json => ";
+  const std::string rebuild = "1 plan saved.xml --rebuild $LAB => ";
   client.expect(
-      {"0 plan saved.xml --controller lab.json => stay as they are.\n\nAdapter settings that differ: 0|   3  Validate",
+      {"0 plan saved.xml $LAB => stay as they are.\n\nAdapter settings that differ: 0|   3  Validate",
        "0 !sed -i 's/\"Normal\"/\"Stop On Error\"/; s/\"Value\": 12$/\"Value\": 13/' lab.json",
-       "0 plan saved.xml --controller lab.json => brought back: 2\n  check consistency mode: Stop On Error -> Normal\n|"
+       "0 plan saved.xml $LAB => brought back: 2\n  check consistency mode: Stop On Error -> Normal\n|"
        "  rate Spin Up Delay: 13 -> 12\n|   4  ChangeAdapter ",
        rebuild + "destroys, with all data:\n  virtual disk 1 \"System\"|  the security key\n|creates:|"
                  "on disks 1003, 1004, 1005, 1006\n|hot spares on disks 1007, 1008\n|"
@@ -211,7 +206,7 @@ TEST(Plan, GivesReasons) {
                  "  CreateVD              virtual disk Data, |: not done, Out of Resources\n",
        "0 !cmp lab.json before.json",
        "0 !sed -z 's|</RAIDLevelDesc>\\n          <Attributes>|&<Attrib>FDE</Attrib>|' saved.xml > encrypted.xml",
-       "1 plan encrypted.xml --rebuild --controller lab.json => \"Archive\", RAID 10, 8.00 TB: NOT CREATED, disk 1012 |"
+       "1 plan encrypted.xml --rebuild $LAB => \"Archive\", RAID 10, 8.00 TB: NOT CREATED, disk 1012 |"
        "Failed\n|Not brought back: the encryption of 1 of the saved virtual disks\n",
        "0 sim pull lab.json 1008", rebuild + "  hot spare 1008: NOT MADE, no partner for it\n",
        "1 plan saved.xml --rebuild --preset empty => NOT CREATED, the controller has no disks\n|hot spares on disks "

@@ -1,7 +1,7 @@
 // The shell front: its entry point under the host's firmware, with a shell that keeps files in memory.
 #include <algorithm>
-#include <fstream>
 #include <map>
+#include <regex>
 
 #include "tests/support/world.h"
 #include "xyl/shell_front/shell_front.h"
@@ -21,11 +21,6 @@ struct DISK {
   static inline int renameFault; // the rename that fails, counted from 1 on; 0: none
 
   static OPEN &of(EFI_SHELL_FILE_HANDLE file) { return *static_cast<OPEN *>(file); }
-  static size_t others(const std::u16string &name) {
-    size_t bytes = 0;
-    std::for_each(files.begin(), files.end(), [&](auto &row) { bytes += row.first == name ? 0 : row.second.size(); });
-    return bytes;
-  }
   static EFI_STATUS EFIAPI open(const CHAR16 *name, EFI_SHELL_FILE_HANDLE *file, UINT64 mode) {
     if (mode != EFI_FILE_MODE_CREATE && files.count(name) == 0) {
       return EFI_NOT_FOUND;
@@ -60,8 +55,6 @@ struct DISK {
     return EFI_SUCCESS;
   }
   static EFI_STATUS EFIAPI write(EFI_SHELL_FILE_HANDLE file, UINTN *size, void *buffer) {
-    size_t free = room - std::min(room, others(of(file).name) + of(file).place);
-    *size = std::min<size_t>(*size, free);
     files[of(file).name].replace(of(file).place, *size, static_cast<const char *>(buffer), *size);
     return EFI_SUCCESS;
   }
@@ -77,7 +70,9 @@ struct DISK {
     const std::u16string old = of(file).name;
     const std::u16string name = old.substr(0, old.find_last_of(u":\\") + 1) + info->FileName;
     if (name == old) {
-      bool fits = info->FileSize <= room && others(old) <= room - info->FileSize;
+      size_t others = 0;
+      std::for_each(files.begin(), files.end(), [&](auto &row) { others += row.first == old ? 0 : row.second.size(); });
+      bool fits = info->FileSize + others <= room;
       files[old].resize(fits ? info->FileSize : files[old].size());
       return fits ? EFI_SUCCESS : EFI_VOLUME_FULL;
     }
@@ -178,28 +173,20 @@ TEST_F(XylShell, StatusesAreThoseOfTheShellAndFilesWhole) {
   expect(u"log --json", EFI_SUCCESS, "\n    \"TRACE RAIDXYLVerify: Exit. Success\",\n");
 }
 
-// A console that takes no large pieces, as serial ones, and may fail.
-struct CONSOLE {
-  static inline std::string text;
-  static inline int fault; // the piece that fails, counted from 1 on; 0: none
-
-  static EFI_STATUS EFIAPI put(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *, const CHAR16 *piece) {
-    std::u16string wide(piece);
-    if (wide.size() > 200 || --fault == 0) {
-      return EFI_DEVICE_ERROR;
-    }
-    std::copy_if(wide.begin(), wide.end(), std::back_inserter(text), [](CHAR16 unit) { return unit != u'\r'; });
-    return EFI_SUCCESS;
-  }
-};
-
+// On a console that takes no large pieces, as serial ones, and may fail.
 TEST_F(XylShell, PrintsWholeDocumentsOrFails) {
+  static std::string text;
+  static int fault = 0; // the piece that fails, counted from 1 on; 0: none
   EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = world_.firmware.systemTable()->ConOut;
   auto *put = console->OutputString;
-  console->OutputString = CONSOLE::put;
+  console->OutputString = [](EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *, const CHAR16 *piece) EFIAPI -> EFI_STATUS {
+    std::u16string wide(piece);
+    std::copy_if(wide.begin(), wide.end(), std::back_inserter(text), [](CHAR16 unit) { return unit != u'\r'; });
+    return wide.size() > 200 || --fault == 0 ? EFI_DEVICE_ERROR : EFI_SUCCESS;
+  };
   expect(u"get", EFI_SUCCESS);
-  EXPECT_EQ(CONSOLE::text, world_.get().text);
-  CONSOLE::fault = 500;
+  EXPECT_EQ(text, world_.get().text);
+  fault = 500;
   expect(u"get", EFI_DEVICE_ERROR);
   console->OutputString = put;
 }
@@ -245,8 +232,7 @@ TEST_F(XylShell, ChoosesAmongControllers) {
   expect(u"delete 3 --yes -c 03:00.0", EFI_INVALID_PARAMETER, "'03:00.0' is the name of 2 controllers");
   second->adapter.record.WWN = 0x5EEDADA000001000ULL;
   EXPECT_EQ(run(u"list", /* balanced= */ false), EFI_SUCCESS);
-  EXPECT_TRUE(said("  2  Harrier H2 Host Adapter, PCI 03:00.0, WWN 5EEDADA000001000\n"
-                   "     virtual disks: 1 Online\n     disks: 2 Online, 2 Ready\n"));
+  EXPECT_TRUE(said("  2  Harrier H2 Host Adapter, PCI 03:00.0, WWN 5EEDADA000001000\n     virtual disks: 1 Online\n"));
   // What names leave with the firmware by contract, given back for the books.
   for (SIM_CONTROLLER *sim : {world_.sim, second}) {
     while (sim->books.out.count != 0) {
@@ -259,13 +245,9 @@ TEST_F(XylShell, ChoosesAmongControllers) {
 }
 
 TEST_F(XylShell, ManualIsTheHelp) {
-  std::ifstream manual(RAIDXYL_SOURCE_DIR "/xyl/shell_front/xyl.man");
-  std::string text;
-  for (std::string line; std::getline(manual, line);) {
-    text += line[0] == '.' ? "" : line + "\n";
-  }
+  const std::string text = std::regex_replace(sourceFile("xyl/shell_front/xyl.man"), std::regex("(^|\n)[.].*"), "");
   ASSERT_EQ(run(u"help"), EFI_SUCCESS);
-  EXPECT_EQ(text, console_) << "xyl/shell_front/xyl.man has to say what 'xyl help' says";
+  EXPECT_EQ(text, "\n" + console_) << "xyl/shell_front/xyl.man has to say what 'xyl help' says";
 }
 
 TEST_F(XylShell, RebuildWantsATypedYes) {
@@ -283,9 +265,10 @@ TEST_F(XylShell, RebuildWantsATypedYes) {
 TEST_F(XylShell, KeepsPassphrasesToItself) {
   // Refused by the controller, which has a key; refused by the client for its second method; and not even XML.
   for (const std::string rest : {"</raidData>", "<Method name=\"Destroy\"/></raidData>", ""}) {
-    DISK::files[u"key.xml"] = "<raidData><Method name=\"Lock\"><Object><Key><Mode>LKM</Mode><KeyID>k</KeyID>"
-                              "<Passphrase>" PASSPHRASE_BASE64 "</Passphrase></Key></Object></Method>" +
-                              rest;
+    DISK::files[u"key.xml"] =
+        "<raidData><Method name=\"Lock\"><Object><Key><Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>" PASSPHRASE_BASE64
+        "</Passphrase></Key></Object></Method>" +
+        rest;
     for (const char16_t *verb : {u"apply", u"show", u"diff", u"verify", u"plan"}) {
       EXPECT_EQ(run(verb + std::u16string(u" key.xml")) == EFI_SUCCESS, *verb == u'p' && rest == "</raidData>");
       EXPECT_FALSE(said(PASSPHRASE) || said(PASSPHRASE_BASE64));

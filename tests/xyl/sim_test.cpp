@@ -6,10 +6,10 @@ TEST(ControllerFile, KeepsEveryPresetWhole) {
     Client client(preset);
     // Replacing the settings by the same ones saves the file again, byte for byte, and nothing beside it.
     client.expect({"0 !xyl get --preset " + preset + " | cmp - saved.xml",
-                   "0 !cp lab.json before.json; xyl restore saved.xml --controller lab.json => succeeded",
+                   "0 !cp lab.json before.json; xyl restore saved.xml $LAB => succeeded",
                    "0 !cmp lab.json before.json && ls => before.json\nlab.json\nsaved.xml\n",
                    "0 sim new --from saved.xml lab.json --force",
-                   "0 !xyl get --controller lab.json | cmp - saved.xml && test $(ls | wc -l) = 3"});
+                   "0 !xyl get $LAB | cmp - saved.xml && test $(ls | wc -l) = 3"});
   }
 }
 
@@ -41,12 +41,12 @@ TEST(ControllerFile, IsCheckedBeforeItIsUsed) {
   };
   for (const DAMAGE &damage : damages) {
     client.writeEdited("lab.json", whole, damage.from, damage.to);
-    client.expect({std::string("4 get --controller lab.json => xyl: cannot use 'lab.json': |") + damage.said});
+    client.expect({std::string("4 get $LAB => xyl: cannot use 'lab.json': |") + damage.said});
   }
   // Cut at places all over the file it is never taken for a whole one.
   for (size_t length = 0; length + 2 < whole.size(); length += 4999) {
     client.write("lab.json", whole.substr(0, length));
-    client.expect({"4 list --controller lab.json"});
+    client.expect({"4 list $LAB"});
   }
 }
 
@@ -67,8 +67,8 @@ TEST(ControllerFile, IsReplacedInOneStepByOneAtATime) {
        // While another one has it, reading goes on, unless that would use up a fault.
        "4 !flock lab.json xyl sim pull lab.json 1001 => 'lab.json' is being changed by another xyl; try again",
        "4 !flock lab.json xyl sim new --preset sas lab.json --force => another xyl",
-       "0 !flock lab.json xyl show --controller lab.json => Enclosure 301", "0 sim fail-next lab.json get:vd",
-       "4 !flock lab.json xyl show --controller lab.json => another xyl"});
+       "0 !flock lab.json xyl show $LAB => Enclosure 301", "0 sim fail-next lab.json get:vd",
+       "4 !flock lab.json xyl show $LAB => another xyl"});
 }
 
 TEST(ControllerFile, IsMadeOnlyFromGoodDocuments) {
@@ -130,20 +130,17 @@ TEST(XylSim, DisksComeAndGo) {
   client.expect(
       {"0 sim pull lab.json 301:2 => disk 1003 (301:2) is pulled\n|virtual disk 2 \"Data\" is Degraded\n|3 \"Scr",
        "0 sim show lab.json =>   301:2           -  empty\n|Pulled disks: 1\n  301:2        1003  HS10K Enterprise",
-       "0 show --controller lab.json => Enclosure 301, Shelf 0: 12 slots, 10 disks|Data|Degraded",
        // In another slot it is the same disk, by its new names.
        "0 sim insert lab.json 1003 0:11 => disk 1003 (301:11) is back, Online\n|\"Data\" is Online\n",
-       "0 sim pull lab.json disk-11.enclosure-0.adapter-0 => disk 1003 (301:11) is pulled",
-       "0 sim insert lab.json 1003 301:2 => is back, Online",
        "0 sim fail lab.json 0:0 => disk 1001 (301:0) has failed\n|\"System\" is Degraded\n",
        "0 sim replace-disk lab.json 1001 --size 1.2TB => disk 1021 (301:0) is new: HS10K Enterprise, 1.20 TB\n",
        "0 sim replace-disk lab.json 1002 --model gs-t480 --size 5000000000 => GS-T480, 5.00 GB|\"System\" is Offline",
        "0 sim insert lab.json new 302:10 --model archive => disk 1023 (302:10) is new: KT7200 Archive, 4.00 TB",
        "0 sim show lab.json => 301:1        1022  GS-T480           SATA|Pulled disks: 2\n|Failed",
        // What has failed stays so; what the controller does not know any more is foreign.
-       "0 sim insert lab.json 1001 301:11 => disk 1001 (301:11) is back, Failed\n|\"System\" is Offline",
+       "0 sim insert lab.json 1001 301:2 => disk 1001 (301:2) is back, Failed\n|\"System\" is Offline",
        "0 sim pull lab.json 1017 => \"Fast\" is Degraded",
-       "1 restore saved.xml --rebuild --partial --no-backup --yes --controller lab.json => could not do",
+       "1 restore saved.xml --rebuild --partial --no-backup --yes $LAB => could not do",
        "0 sim insert lab.json 302:5 => disk 1017 (302:5) is back, Foreign\n", "0 sim new --preset direct direct.json",
        "0 sim insert direct.json new direct:8 => disk 1009 (direct:8) is new: GS-T480, 480.10 GB",
        "0 sim show direct.json => Key          none\n|Attached to the adapter directly\n  direct:0     1001  "});
@@ -159,13 +156,11 @@ TEST(XylSim, AdaptersChangeAndFaultsWait) {
        "0 sim fail-next lab.json import 'Security Violation' => the next Import fails: Security Violation\n",
        "0 sim fail-next lab.json get:adapter => the next Get:adapter fails: Device Error\n",
        "0 sim fail-next lab.json get:adapter not-ready => number 2 of the next Get:adapter fails: Not Ready\n",
-       "4 get --controller lab.json => Device Error", "4 get --controller lab.json => Not Ready",
-       "0 show --controller lab.json => Key id       -\n|Virtual disks: 0\n",
+       "4 get $LAB => Device Error", "4 get $LAB => Not Ready", "0 show $LAB => Key id       -\n|Virtual disks: 0\n",
        "0 sim show lab.json => Pending faults: 1\n  the next Import fails: Security Violation\n",
-       "4 import --controller lab.json => Security Violation", "0 import --controller lab.json",
-       "0 show --controller lab.json => Virtual disks: 6\n",
+       "4 import $LAB => Security Violation", "0 import $LAB", "0 show $LAB => Virtual disks: 6\n",
        // What a file of before there was such a member leaves out is zero.
-       "0 !sed -i '/\"FanCount\"/d' lab.json", "0 get --controller lab.json => <FanCount>0<",
+       "0 !sed -i '/\"FanCount\"/d' lab.json", "0 get $LAB => <FanCount>0<",
        "0 !for i in $(seq 16); do xyl sim fail-next lab.json any; done => number 16 of the next command fails",
        "4 sim fail-next lab.json any => 16 faults are pending|xyl sim clear-faults lab.json",
        "0 sim clear-faults lab.json => removed faults: 16\n"});

@@ -11,23 +11,19 @@ TEST(Verbs, WriteDocumentsThatWork) {
   } cases[] = {
       {"create --level 1 --disks disk-07.enclosure-1.adapter-0,1:6 --name 'A<&>B' --size 0.5TB --stripe 128k "
        "--cache 'write through,enabled' --spare 1020",
-       "<OID>1019<|<OID>1018<|<Name>A&lt;&amp;&gt;B<|<Size>500000000000<|128 Kb|<CachePolicy>Direct I/O<|Write "
-       "Through<|"
-       "Adaptive Read Ahead<|<DiskPolicy>Enabled<|<OID>1020<|Dedicated<|<VD>1048576<",
+       "<OID>1019<|<OID>1018<|<Name>A&lt;&amp;&gt;B<|<CachePolicy>Direct I/O<|Write Through<|Adaptive Read Ahead<|"
+       "<DiskPolicy>Enabled<|<OID>1020<|Dedicated<|<VD>1048576<",
        "<ObjectID>1020<|Dedicated<|<VD>6<|<ObjectID>6<|A&lt;&amp;&gt;B<|RAID 1<|500000000000<|128 Kb<|Write Through<"},
       // Three of 4 TB there are, and two of 900 GB that are smaller.
-      {"create --level 5 --count 3", "<OID>1018<|<OID>1019<|<OID>1020<",
-       "<TargetID>5<|<RAIDLevel>RAID 5<|<PD>1020<|<PD>1018<"},
-      {"create --level raid0 --count 2", "<OID>1009<|<OID>1010<",
-       "<TargetID>5<|<RAIDLevel>RAID 0<|<PD>1010<|<PD>1009<"},
+      {"create --level 5 --count 3", "<OID>1018<", "<TargetID>5<|<RAIDLevel>RAID 5<|<PD>1020<|<PD>1019<|<PD>1018<"},
+      {"create --level raid0 --count 2", "<OID>1009<", "<TargetID>5<|<RAIDLevel>RAID 0<|<PD>1010<|<PD>1009<"},
       {"create --level 0 --count 2 --size 2TB", "<OID>1018<|<OID>1019<", "<TargetID>5<|<Size>2000000000000<|<PD>1019<"},
       {"delete Scratch 5", "Delete|<OID>3<|<OID>5<", "<ObjectID>1015<|<State>Ready<"},
       {"spare 301:8 1010 --for System", "<OID>1009<|<OID>1010<|Dedicated<|<VD>1<", nullptr},
       {"spare 302:8", "<OID>1020<|Global<", "<ObjectID>1020<|Global<"},
       {"spare 1008 --remove", "<OID>1008<|Not Hotspare<", nullptr},
       {"set 'copy back=off' rebuild=44 patrolread=manual 'patrol read=20'",
-       "<CopyBackMode>Off<|<CorrectUnconfiguredAreas>True<|<PatrolReadMode>Manual<|<Name>Rebuild<|<Value>44<|"
-       "<Name>Patrol Read<|<Value>20<",
+       "<Name>Rebuild<|<Value>44<|<Name>Patrol Read<|<Value>20<",
        "<CopyBackMode>Off<|<CorrectUnconfiguredAreas>True<|<PatrolReadMode>Manual<|<Value>44<|<Value>20<"},
       {"set correct=false", "<PatrolReadMode>Auto<", "<CopyBackMode>On w/ SMART</CopyBackMode>\n"},
       {"key rekey --key-id k2 --passphrase-file key --old-passphrase-file old",
@@ -36,24 +32,20 @@ TEST(Verbs, WriteDocumentsThatWork) {
       {"identify --disk 301:2 --disk 1001 1002", "Identify|<OID>1002<|<OID>1003<|<OID>1001<", nullptr},
   };
   for (const auto &row : cases) {
-    const std::string verb = std::string(row.verb) + " --controller lab.json";
-    const std::string yes = verb.rfind("identify", 0) == 0 ? "" : " --yes";
+    const std::string verb = std::string(row.verb) + " $LAB", yes = verb[0] == 'i' ? "" : " --yes";
     client.expect({"0 sim new --preset demo lab.json --force", "0 !cp lab.json before.json",
-                   "0 " + verb + " --show => " + row.shown,
-                   "0 !xyl " + verb +
-                       " --show | xmllint --noout --schema " RAIDXYL_SOURCE_DIR
-                       "/schema/changes.xsd - 2>/dev/null && cmp lab.json before.json",
-                   "0 " + verb + yes + " => Success|succeeded on Harrier"});
+                   "0 !xyl " + verb + " --show | tee shown => " + row.shown,
+                   "0 !xmllint --noout --schema " RAIDXYL_SOURCE_DIR "/schema/changes.xsd shown 2>/dev/null",
+                   "0 !cmp lab.json before.json", "0 " + verb + yes + " => Success|succeeded on Harrier"});
     if (row.now != nullptr) {
-      client.expect({std::string("0 get --controller lab.json => ") + row.now});
+      client.expect({std::string("0 get $LAB => ") + row.now});
     }
   }
-  client.expect({"0 sim new --preset demo lab.json --force", "0 delete Scratch 5 --yes --controller lab.json",
-                 "0 create --level 5 --count 3 --controller lab.json => Picked 3 of the kind SATA solid state disk, "
-                 "480.10 GB: 1011 (301:10), 1016 (302:4), 1017 (302:5)\n|virtual disk, RAID 5, disks 1011, ",
-                 "0 sim new --preset empty lab.json --force",
-                 "0 key lock --key-id k --passphrase-file key --controller lab.json",
-                 "0 get --controller lab.json => <Keyid>k<"});
+  client.expect({"0 sim new --preset demo lab.json --force", "0 delete Scratch 5 --yes $LAB",
+                 "0 create --level 5 --count 3 $LAB => Picked 3 of the kind SATA solid state disk, 480.10 GB: 1011 "
+                 "(301:10), 1016 (302:4), 1017 (302:5)\n|virtual disk, RAID 5, disks 1011, ",
+                 "0 sim new --preset empty lab.json --force", "0 key lock --key-id k --passphrase-file key $LAB",
+                 "0 get $LAB => <Keyid>k<"});
 }
 
 TEST(Verbs, RefuseBeforeAnythingIsSent) {
@@ -95,22 +87,22 @@ TEST(Verbs, RefuseBeforeAnythingIsSent) {
            "2 key rekey => give --key-id",
            "4 key rekey --key-id k --old-passphrase-file long => no passphrase of 1 to 32 bytes",
            "3 key rekey --key-id k --old-passphrase-file none => cannot read 'none'",
-           "2 !setsid -w xyl key rekey --key-id k --controller lab.json => nobody can be asked for the passphrase",
+           "2 !setsid -w xyl key rekey --key-id k $LAB => nobody can be asked for the passphrase",
            "3 identify --disk 999 => no disk '999'",
            "2 identify --show => with a disk",
        }) {
     std::string step = mistake;
     if (step[2] != '!') {
-      step.insert(step.find(" => "), " --controller lab.json");
+      step.insert(step.find(" => "), " $LAB");
     }
     client.expect({step});
   }
   // What only the controller knows to be wrong.
   client.expect({"0 !cmp lab.json before.json", "0 sim fail-next lab.json identify unsupported",
-                 "4 identify --disk 1003 --controller lab.json => the identification failed on Harrier|Unsupported",
+                 "4 identify --disk 1003 $LAB => the identification failed on Harrier|Unsupported",
                  R"(0 !sed -i 's/"MaxLDs": 64/"MaxLDs": 5/; s/^        "HDD",$/&"FDE",/' lab.json)",
-                 "4 create --level 0 --count 1 --controller lab.json => holds 5 virtual disks, as many as it can",
-                 "4 key erase --yes --controller lab.json => the key locks virtual disks 1, 2, 3, 4; 'xyl delete'"});
+                 "4 create --level 0 --count 1 $LAB => holds 5 virtual disks, as many as it can",
+                 "4 key erase --yes $LAB => the key locks virtual disks 1, 2, 3, 4; 'xyl delete'"});
 }
 
 TEST(Verbs, PassphrasesAreTypedUnseen) {
@@ -134,5 +126,5 @@ TEST(Verbs, PassphrasesAreTypedUnseen) {
     EXPECT_EQ(text.find("Tall"), std::string::npos) << text;
     EXPECT_TRUE(text.ends_with("\necho \r\n")) << text;
   }
-  client.expect({"0 get --controller lab.json => <Keyid>typed<"});
+  client.expect({"0 get $LAB => <Keyid>typed<"});
 }
