@@ -38,10 +38,11 @@ const std::vector<FIELD> g_fields = {
     {OF(HEADER, DDF_HEADER, sequence), {{0, "sequence *, newest"}}},
     {OF(HEADER, DDF_HEADER, openFlag), only(0, DAMAGED)},
     {OF(HEADER, DDF_HEADER, foreignFlag), only(0, FOREIGN)},
+    // At 0 the member ends where the copy begins; from SECONDARY - LENGTH + 1 on the copies overlap.
     {OF(HEADER, DDF_HEADER, primaryLba),
-     {{0, "@0 outside"}, // the member ends where the first copy begins
+     {{0, "@0 outside"},
       {BLOCKS, BY_SECONDARY},
-      {SECONDARY - LENGTH + 1, DAMAGED}, // copies that overlap
+      {SECONDARY - LENGTH + 1, DAMAGED},
       {SECONDARY + LENGTH, BY_SECONDARY},
       {PRIMARY, SAME},
       {PRIMARY + 1, BY_SECONDARY}}},
@@ -66,13 +67,14 @@ const std::vector<FIELD> g_fields = {
     {HEADER, 204, 4, only(2, DAMAGED)},
     {HEADER, 208, 4, only(VDS, DAMAGED)},
     {HEADER, 212, 4, only(2, DAMAGED)},
+    // From LENGTH on the records, which are free then, lie behind all else.
     {HEADER,
      216,
      4,
      {{0, DAMAGED},
       {RECORD, SAME},
       {RECORD + 1, DAMAGED},
-      {LENGTH, NO_RECORD}, // free records behind all else
+      {LENGTH, NO_RECORD},
       {PRIMARY - SECONDARY - 6, BY_SECONDARY},
       {PRIMARY - SECONDARY - 5, DAMAGED}}},
     {HEADER, 220, 4, {{0, DAMAGED}, {2, UNORDERED}, {6, SAME}, {7, DAMAGED}}},
@@ -91,13 +93,7 @@ const std::vector<FIELD> g_fields = {
     {VDS, 10, 2, {{0, ORPHAN}, {1, SAME}, {16, DAMAGED}}},
     {VDS, 64, 1, only('L', NO_RECORD)},
     {ENTRY_OF(VDS, DDF_VD_ENTRY, state),
-     {{0, SAME},
-      {1, " degraded ("},
-      {2, " optimal ("},
-      {3, " failed ("},
-      {5, "partially"},
-      {6, " failed ("},
-      {7, ANY}}},
+     {{0, SAME}, {1, "degraded ("}, {2, "optimal ("}, {3, "failed ("}, {5, "partially"}, {6, "failed ("}, {7, ANY}}},
     {VDS, 64 + 48, 1, {{0, "\"\""}, {1, "\"?olume\""}, {' ', "olume\""}, {127, "\"?olume\""}}}, // its name
     {OF(RECORD, DDF_RECORD, signature), only(DDF_RECORD_SIGNATURE, NO_RECORD)},
     {RECORD, 8, 1, only('L', ORPHAN)},

@@ -1,4 +1,4 @@
-// Changes of sets: what they leave, what they refuse, and in which order they write.
+// Changes of sets: what they leave, and what they refuse. In which order they write is judged where the power goes.
 
 #include <algorithm>
 #include <cstring>
@@ -15,14 +15,10 @@ static DDF_GUID guidOf(const char *text, size_t number) {
   return guid;
 }
 
-// Disks that are written, with a log of it: "0:so1" is disk 0, the secondary header, open, sequence 1; "." a section;
-// "p" the primary, "c" closed; "A" and "Z" an anchor and its end; "F" a flush.
+// Disks that are written.
 class Rig {
 public:
-  explicit Rig(size_t count) : disks(count) {
-    for (SPARSE_DISK &disk : disks) {
-      disk.sectors = TEST_DISK_SECTORS;
-    }
+  explicit Rig(size_t count) : disks(count, {TEST_DISK_SECTORS, {}}) {
     std::memset(&maker_, 0xFF, sizeof(maker_));
     maker_.guid = guidOf("OurMaker", 0);
     std::memcpy(maker_.vendorData, "made", 4);
@@ -30,16 +26,13 @@ public:
 
   // Reads the disks, and lets a change do its work on them.
   EFI_STATUS run(const std::function<EFI_STATUS(DDF_WRITER *)> &change) {
-    log.clear();
+    const DISKS before = disks;
     std::vector<DDF_SOURCE> sources;
-    std::vector<LINK> links;
     std::vector<DDF_TARGET> targets;
-    for (size_t i = 0; i < disks.size(); ++i) {
-      sources.push_back(disks[i].source());
-      links.push_back({this, i});
-    }
-    for (LINK &link : links) {
-      targets.push_back({write, flush, &link, guidOf("Disk", link.disk), link.disk != unusable});
+    for (SPARSE_DISK &disk : disks) {
+      size_t number = sources.size();
+      sources.push_back(disk.source());
+      targets.push_back({write, flush, &disk, guidOf("Disk", number), number != unusable});
     }
     DDF_MODEL *model = nullptr;
     EFI_STATUS status = ddfRead(sources.data(), static_cast<UINT32>(sources.size()), &maker_.guid, &model);
@@ -52,6 +45,8 @@ public:
       }
       ddfFree(model);
     }
+    auto isSame = [](const SPARSE_DISK &a, const SPARSE_DISK &b) { return a.kept == b.kept; };
+    changed = !std::equal(disks.begin(), disks.end(), before.begin(), isSame);
     return status;
   }
 
@@ -65,41 +60,19 @@ public:
   }
 
   DISKS disks;
-  std::string log, trouble;
+  std::string trouble;
+  bool changed = false; // by the last run
   size_t unusable = ~size_t{0};
 
 private:
-  struct LINK {
-    Rig *rig;
-    size_t disk;
-  };
-
-  void note(size_t disk, const std::string &text) {
-    std::string from = std::to_string(disk) + ":";
-    log += text == "F" || text == "." ? text : (log.empty() ? "" : " ") + from + text;
-  }
-
   static EFI_STATUS write(void *context, UINT64 lba, UINTN count, const void *buffer) {
-    auto [rig, number] = *static_cast<LINK *>(context);
-    SPARSE_DISK &disk = rig->disks[number];
-    const auto *header = static_cast<const DDF_HEADER *>(buffer);
-    bool isHeader = header->signature == DDF_HEADER_SIGNATURE;
-    EXPECT_TRUE(lba >= disk.sectors - DDF_RESERVE && count <= disk.sectors - lba) << lba;
-    std::string what = lba == disk.sectors - 1 ? (isHeader ? "A" : "Z") : ".";
-    if (what == "." && isHeader) {
-      what = std::string(header->type == DDF_PRIMARY ? "p" : "s") + (header->openFlag == DDF_CLOSED ? "c" : "o") +
-             std::to_string(header->sequence);
-    }
-    rig->note(number, what);
-    disk.write(lba, buffer, count);
+    auto *disk = static_cast<SPARSE_DISK *>(context);
+    EXPECT_TRUE(lba >= disk->sectors - DDF_RESERVE && count <= disk->sectors - lba) << lba;
+    disk->write(lba, buffer, count);
     return EFI_SUCCESS;
   }
 
-  static EFI_STATUS flush(void *context) {
-    auto [rig, number] = *static_cast<LINK *>(context);
-    rig->note(number, "F");
-    return EFI_SUCCESS;
-  }
+  static EFI_STATUS flush(void *) { return EFI_SUCCESS; }
 
   DDF_CONTROLLER_DATA maker_;
 };
@@ -107,7 +80,6 @@ private:
 // --- What is made ---
 
 TEST_F(Ddf, VolumesAreMadeAsLinuxTakesThem) {
-  constexpr UINT64 MUCH = UINT64{1} << 60;
   struct CASE {
     const char *name;
     UINT8 level, qualifier, strip;
@@ -126,10 +98,9 @@ TEST_F(Ddf, VolumesAreMadeAsLinuxTakesThem) {
       {"no pages", 5, 3, 2, {0, 1, 2}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "strip"},
       {"no strip", 0, 0, 0xFF, {0}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "strip"},
       {"uneven", 0, 0, 7, {0}, 129, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "whole strips"},
-      {"odd", 1, 0, 0xFF, {0, 1}, 7, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "whole strips"},
       {"ghost", 0, 0, 7, {4}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, ""},
       {"last", 0, 0, 7, {2}, 128, 4096 - 127, EFI_VOLUME_FULL, "2: has no room"},
-      {"behind", 0, 0, 7, {2}, 0, MUCH, EFI_VOLUME_FULL, "2: has no room"},
+      {"behind", 0, 0, 7, {2}, 0, UINT64{1} << 60, EFI_VOLUME_FULL, "2: has no room"},
   };
   for (const CASE &row : cases) {
     SCOPED_TRACE(row.name);
@@ -138,7 +109,7 @@ TEST_F(Ddf, VolumesAreMadeAsLinuxTakesThem) {
               row.status);
     std::string text = row.status == EFI_SUCCESS ? readText(rig.disks) : rig.trouble;
     EXPECT_NE(text.find(row.text), std::string::npos) << text;
-    EXPECT_EQ(rig.log.empty(), row.status != EFI_SUCCESS) << rig.log;
+    EXPECT_EQ(rig.changed, row.status == EFI_SUCCESS);
   }
 }
 
@@ -176,69 +147,56 @@ TEST_F(Ddf, ChangesFollowEachOther) {
       EXPECT_NE(text.find(part), std::string::npos) << what << ": " << part << " in\n" << text;
     }
   };
-  auto change = [&](const std::function<EFI_STATUS(DDF_WRITER *)> &does) { return rig.run(does); };
+  auto fail = [&](UINT32 pd) { return rig.run([=](DDF_WRITER *writer) { return ddfFailDisk(writer, 0, pd); }); };
+  auto remove = [&](UINT32 volume) {
+    return rig.run([=](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, volume); });
+  };
   auto spare = [&](UINT32 disk, DDF_SPARE_KIND kind, std::vector<UINT32> volumes) {
-    return change([&](DDF_WRITER *writer) {
+    return rig.run([&](DDF_WRITER *writer) {
       return ddfSetSpare(writer, DDF_NONE, disk, kind, volumes.data(), static_cast<UINT32>(volumes.size()));
     });
   };
-  step("no set", EFI_NOT_FOUND, spare(5, DDF_SPARE_GLOBAL, {}), {"5: there is no set"});
   step("first", EFI_SUCCESS, rig.create(1, 0, 0xFF, "a", 1024, {0, 1}), {"volume 0: \"a\" optimal"});
   step("gap", EFI_SUCCESS, rig.create(0, 0, 7, "b", 1024, {1, 2}), {"members 1@1024, 2@0", "1024 a member"});
   step("name", EFI_INVALID_PARAMETER, rig.create(0, 0, 7, "a", 128, {3}), {"another volume of the set has the name"});
   step("global", EFI_SUCCESS, spare(5, DDF_SPARE_GLOBAL, {}), {"pd 3: disk 5, online, type global spare"});
   step("dedicated", EFI_SUCCESS, spare(5, DDF_SPARE_FOR_VOLUMES, {0, 1}), {"spare for volumes 0 1,"});
-  step("used as a member", EFI_ACCESS_DENIED, rig.create(0, 0, 7, "c", 128, {5}), {"5: waits as a spare"});
-  step("settings", EFI_SUCCESS, change([](DDF_WRITER *writer) {
-         DDF_VOLUME_SETTINGS settings = {DDF_SET_NAME | DDF_SET_ACCESS | DDF_SET_CACHE, DDF_READ_ONLY, 0x21, "new"};
-         return ddfChangeVolume(writer, 0, 0, settings);
-       }),
+  step("settings", EFI_SUCCESS, rig.run([](DDF_WRITER *writer) {
+    DDF_VOLUME_SETTINGS settings = {DDF_SET_NAME | DDF_SET_ACCESS | DDF_SET_CACHE, DDF_READ_ONLY, 0x21, "new"};
+    return ddfChangeVolume(writer, 0, 0, settings);
+  }),
        {"volume 0: \"new\" optimal (entry: optimal, not initialised, read only)"});
-  step("vendor's data", EFI_SUCCESS, change([](DDF_WRITER *writer) {
-         const DDF_SET &set = writer->model->sets[0];
-         EXPECT_EQ(set.volumes[0].record->cache[7], 0x21);
-         EXPECT_EQ(set.volumes[0].record->sequence, 2u);
-         EXPECT_EQ(std::memcmp(set.controller->vendorData, "made", 4), 0);
-         return ddfSetVendorData(writer, 0, "kept", 4);
-       }),
+  step("vendor's data", EFI_SUCCESS, rig.run([](DDF_WRITER *writer) {
+    const DDF_SET &set = writer->model->sets[0];
+    EXPECT_EQ(set.volumes[0].record->cache[7], 0x21);
+    EXPECT_EQ(set.volumes[0].record->sequence, 2u);
+    EXPECT_EQ(std::memcmp(set.controller->vendorData, "made", 4), 0);
+    return ddfSetVendorData(writer, 0, "kept", 4);
+  }),
        {"volume 1: \"b\" optimal"});
   DISKS before = rig.disks;
-  step("failed", EFI_SUCCESS, change([](DDF_WRITER *writer) {
-         EXPECT_EQ(std::memcmp(writer->model->sets[0].controller->vendorData, "kept", 4), 0);
-         return ddfFailDisk(writer, 0, 1);
-       }),
+  step("failed", EFI_SUCCESS, fail(1),
        {"pd 1: disk 1, online failed", "\"new\" degraded (entry: degraded", "\"b\" failed (entry: failed"});
   EXPECT_EQ(rig.disks[1].kept, before[1].kept);
   step("back to work", EFI_ACCESS_DENIED, rig.create(0, 0, 7, "c", 128, {1}), {"1: has failed"});
   // The failed disk has records of both: it goes before them.
-  step("deleted", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 1); }),
+  step("deleted", EFI_SUCCESS, remove(1),
        {"disk 1: other", "disk 2: other", "spare for volumes 0,", "members 0@0, 1@0 missing"});
-  step("last", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 0); }),
-       {"disk 0: other\n", "disk 5: other\n"});
+  step("last", EFI_SUCCESS, remove(0), {"disk 0: other\n", "disk 5: other\n"});
   EXPECT_EQ(readText(rig.disks).find("set 0"), std::string::npos);
   step("three copies", EFI_SUCCESS, rig.create(1, 1, 0xFF, "a", 128, {0, 1, 2}), {});
   step("other", EFI_SUCCESS, rig.create(0, 0, 7, "b", 128, {0}), {});
   SPARSE_DISK away = rig.disks[2];
   rig.disks[2] = rig.disks[5];
-  step("lost", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfFailDisk(writer, 0, 2); }),
+  step("lost", EFI_SUCCESS, fail(2),
        {"pd 2: missing, failed missing", "\"a\" partially optimal (entry: partially optimal"});
-  step("one away", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 0); }), {});
+  step("one away", EFI_SUCCESS, remove(0), {});
   rig.disks[2] = away;
-  step("and back", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 0); }),
-       {"disk 0: other\n", "disk 2: other\n"});
+  step("and back", EFI_SUCCESS, remove(0), {"disk 0: other\n", "disk 2: other\n"});
   step("again", EFI_SUCCESS, rig.create(5, 3, 7, "a", 0, {0, 1, 2}), {"volume 0: \"a\" optimal"});
-  step("spare", EFI_SUCCESS, spare(4, DDF_SPARE_GLOBAL, {}), {"disk 4, online, type global spare"});
-  step("no spare", EFI_SUCCESS, spare(4, DDF_NO_SPARE, {}), {"disk 4: other"});
-  changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { copy.header.foreignFlag = 1; });
-  step("foreign", EFI_ACCESS_DENIED, rig.create(0, 0, 7, "b", 128, {0}), {"0: belongs to a foreign set"});
-  step("imported", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfImportSet(writer, 0); }), {});
-  step("spare again", EFI_SUCCESS, spare(4, DDF_SPARE_GLOBAL, {}), {"pd 3: disk 4, online, type global spare"});
-  step("failed spare", EFI_SUCCESS, change([](DDF_WRITER *writer) { return ddfFailDisk(writer, 0, 3); }),
-       {"pd 3: disk 4, online failed, type none"});
-  step("all", EFI_SUCCESS, change([](DDF_WRITER *writer) {
-         EXPECT_FALSE(writer->model->sets[0].foreign);
-         return ddfDeleteSet(writer, 0);
-       }),
+  step("spare", EFI_SUCCESS, spare(4, DDF_SPARE_GLOBAL, {}), {"pd 3: disk 4, online, type global spare"});
+  step("failed spare", EFI_SUCCESS, fail(3), {"pd 3: disk 4, online failed, type none"});
+  step("all", EFI_SUCCESS, rig.run([](DDF_WRITER *writer) { return ddfDeleteSet(writer, 0); }),
        {"disk 0: other\n", "disk 1: other\n", "disk 2: other\n", "disk 4: other\n"});
 }
 
@@ -255,6 +213,17 @@ TEST_F(Ddf, RecordsAndListsEnd) {
 
 // --- What must not be written ---
 
+#define SPOIL(...) [](Rig &rig) { __VA_ARGS__; }
+#define SPOIL_COPIES(...) SPOIL(changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { __VA_ARGS__; }))
+
+static const std::string g_fileSystem = std::string(DDF_SECTOR, 'S').replace(56, 2, "\x53\xEF");
+
+static void eraseLists(SPARSE_DISK &disk) {
+  for (UINT64 at : {0, 32768}) {
+    disk.kept.erase(TEST_DISK_SECTORS - DDF_RESERVE + at + 2);
+  }
+}
+
 TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
   struct CASE {
     const char *name;
@@ -262,32 +231,16 @@ TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
     std::vector<UINT32> members;
     const char *trouble;
   } const cases[] = {
-      {"contents",
-       [](Rig &rig) { rig.disks[3].write(2, std::string(512, 'S').replace(56, 2, "\x53\xEF").data(), 1); },
-       {2, 3},
-       "3: ext file system"},
-      {"not to be written", [](Rig &rig) { rig.unusable = 3; }, {2, 3}, "3: must not be written"},
-      {"member not to be written", [](Rig &rig) { rig.unusable = 1; }, {2, 3}, "1: must not be written"},
-      {"too small", [](Rig &rig) { rig.disks[2].sectors = DDF_RESERVE; }, {2, 3}, "2: too small"},
-      {"unreadable", [](Rig &rig) { rig.disks[2].sectors = 0; }, {2, 3}, "2: cannot be read"},
-      {"copy of a member", [](Rig &rig) { rig.disks[3] = rig.disks[1]; }, {2}, "3: another disk has its identity"},
-      {"damaged",
-       [](Rig &rig) {
-         for (UINT64 at : {0, 32768})
-           rig.disks[1].kept.erase(TEST_DISK_SECTORS - DDF_RESERVE + at + 2);
-       },
-       {2},
-       "1: no good copy"},
-      {"records without an entry",
-       [](Rig &rig) {
-         changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { ddfRecordSlot(copy, 0)->guid.bytes[9]++; });
-       },
-       {2},
-       "records that are not understood"},
-      {"offsets that Linux ignores",
-       [](Rig &rig) { changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { copy.header.maxPartitions = 63; }); },
-       {2},
-       "Linux would misplace"},
+      {"contents", SPOIL(rig.disks[3].write(2, g_fileSystem.data(), 1)), {2, 3}, "3: ext file system"},
+      {"not to be written", SPOIL(rig.unusable = 3), {2, 3}, "3: must not be written"},
+      {"member not to be written", SPOIL(rig.unusable = 1), {2, 3}, "1: must not be written"},
+      {"too small", SPOIL(rig.disks[2].sectors = DDF_RESERVE), {2, 3}, "2: too small"},
+      {"unreadable", SPOIL(rig.disks[2].sectors = 0), {2, 3}, "2: cannot be read"},
+      {"copy of a member", SPOIL(rig.disks[3] = rig.disks[1]), {2}, "3: another disk has its identity"},
+      {"damaged", SPOIL(eraseLists(rig.disks[1])), {2}, "1: no good copy"},
+      {"records without an entry", SPOIL_COPIES(ddfRecordSlot(copy, 0)->guid.bytes[9]++), {2}, "not understood"},
+      {"another controller's", SPOIL_COPIES(ddfControllerData(copy)->guid.bytes[23]++), {0}, "0: belongs to a foreign"},
+      {"offsets that Linux ignores", SPOIL_COPIES(copy.header.maxPartitions = 63), {2}, "Linux would misplace"},
   };
   for (const CASE &row : cases) {
     SCOPED_TRACE(row.name);
@@ -296,42 +249,17 @@ TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
     row.spoil(rig);
     EXPECT_EQ(rig.create(0, 0, 7, "new", 128, row.members), EFI_ACCESS_DENIED);
     EXPECT_NE(rig.trouble.find(row.trouble), std::string::npos) << rig.trouble;
-    EXPECT_EQ(rig.log, "");
+    EXPECT_FALSE(rig.changed);
   }
-}
-
-// --- Order ---
-
-TEST_F(Ddf, TheCopyThatNobodyReadsIsWrittenFirst) {
-  Rig rig(2);
-  ASSERT_EQ(rig.create(0, 0, 7, "a", 128, {0}), EFI_SUCCESS);
-  EXPECT_EQ(rig.log, "0:so0F.....F 0:sc1F 0:po0F.....F 0:pc1F 0:AF " // a set of one disk
-                     "0:so1F.....F 0:sc2F 0:po1F.....F 0:pc2F "      // the entry
-                     "0:so2F.....F 0:sc3F 0:po2F.....F 0:pc3F");     // the record
-  ASSERT_EQ(rig.create(0, 0, 7, "b", 128, {1}), EFI_SUCCESS);
-  EXPECT_EQ(rig.log.substr(0, 50), "1:so0F.....F 1:sc3F 1:po0F.....F 1:pc3F 1:AF 0:so3");
-  // What was torn is written before what is good: here the primary copy.
-  rig.disks[0].kept.erase(TEST_DISK_SECTORS - DDF_RESERVE + 32768);
-  ASSERT_EQ(rig.run([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 0); }), EFI_SUCCESS);
-  EXPECT_EQ(rig.log, "0:po5F.....F 0:pc6F 0:so5F.....F 0:sc6F 1:so5F.....F 1:sc6F 1:po5F.....F 1:pc6F " // repair
-                     "0:so6F.....F 0:sc7F 0:po6F.....F 0:pc7F 1:so6F.....F 1:sc7F 1:po6F.....F 1:pc7F " // records
-                     "1:so7F.....F 1:sc8F 1:po7F.....F 1:pc8F 0:ZF");                                   // entry
 }
 
 TEST_F(Ddf, WithoutMemoryNothingIsWritten) {
   DISKS made = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 512}, 0, DDF_SMALL_LIMITS);
-  for (unsigned nth = 1;; ++nth) {
+  sweepMemory([&] {
     Rig rig(4);
     std::copy(made.begin(), made.end(), rig.disks.begin());
-    firmware_.failAllocation(nth, FAIL_MODE::fromThenOn);
     EFI_STATUS status = rig.create(5, 3, 7, "new", 512, {1, 2, 3});
-    bool failed = firmware_.allocationFailed();
-    firmware_.failAllocation(0);
-    ASSERT_EQ(status, failed ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS) << nth;
-    ASSERT_EQ(rig.log.empty(), failed) << nth;
-    if (!failed) {
-      EXPECT_GT(nth, 40u);
-      break;
-    }
-  }
+    EXPECT_EQ(rig.changed, status != EFI_OUT_OF_RESOURCES);
+    return status == EFI_SUCCESS;
+  });
 }

@@ -31,5 +31,22 @@ protected:
     EXPECT_EQ(firmware_.complaints(), std::vector<std::string>{});
   }
 
+  // Calls act, which leaves nothing and tells whether it did its work, with each allocation failing in turn: once, and
+  // from then on.
+  template <class ACT> void sweepMemory(ACT act) {
+    for (FAIL_MODE mode : {FAIL_MODE::once, FAIL_MODE::fromThenOn}) {
+      bool failed = true;
+      for (unsigned nth = 1; failed && !HasFailure(); ++nth) {
+        firmware_.failAllocation(nth, mode);
+        bool done = act();
+        failed = firmware_.allocationFailed();
+        firmware_.failAllocation(0);
+        EXPECT_EQ(done, !failed) << nth;
+        EXPECT_EQ(firmware_.pool().liveAllocations, 0u) << nth;
+        EXPECT_TRUE(failed || nth > 40);
+      }
+    }
+  }
+
   Firmware firmware_;
 };
