@@ -3,16 +3,9 @@
 #include "tests/disk_controller/machine.h"
 
 #include <cstring>
+#include <regex>
 
 namespace {
-
-DISKS blankDisks(size_t count) {
-  DISKS disks(count);
-  for (SPARSE_DISK &disk : disks) {
-    disk.sectors = TEST_DISK_SECTORS;
-  }
-  return disks;
-}
 
 std::vector<UINT32> idsOf(std::initializer_list<UINT32> ports) {
   std::vector<UINT32> ids;
@@ -30,7 +23,7 @@ struct WISH {
   const char16_t *name = nullptr;
 };
 
-RAID_VD_RECORD recordOf(const WISH &wish) {
+EFI_STATUS send(Machine &machine, UINT32 command, const WISH &wish, std::vector<UINT32> ids) {
   RAID_VD_RECORD record = {};
   record.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
   record.RAIDLevel = wish.level;
@@ -44,12 +37,11 @@ RAID_VD_RECORD recordOf(const WISH &wish) {
   record.CurrentCachePolicy = wish.cache;
   record.AccessPolicy = wish.access;
   record.Name = const_cast<CHAR16 *>(wish.name);
-  return record;
+  return machine.run(command, RAID_OBJECT_VIRTUAL_DISK, std::move(ids), &record);
 }
 
 EFI_STATUS create(Machine &machine, const WISH &wish, std::vector<UINT32> ids) {
-  RAID_VD_RECORD record = recordOf(wish);
-  return machine.run(RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, std::move(ids), &record);
+  return send(machine, RAID_COMMAND_CREATE, wish, std::move(ids));
 }
 
 EFI_STATUS changeDisk(Machine &machine, UINT32 id, UINT8 spare, UINT64 state = 0, std::vector<UINT32> volumes = {}) {
@@ -63,7 +55,7 @@ EFI_STATUS changeDisk(Machine &machine, UINT32 id, UINT8 spare, UINT64 state = 0
 }
 
 // What the first set's last volume is on the disks: level, qualifier, strip, blocks and start of members, access,
-// cache.
+// cache, how far it is initialised, name.
 std::string volumeOn(DISKS &disks) {
   DDF_MODEL *model = readModel(disks);
   std::string text = "none";
@@ -71,17 +63,17 @@ std::string volumeOn(DISKS &disks) {
     const DDF_VOLUME &volume = model->sets[0].volumes[model->sets[0].volumeCount - 1];
     const DDF_RECORD &record = *volume.record;
     char line[128];
-    std::snprintf(line, sizeof(line), "%02X,%u strip %u %llu@%llu access %u cache %02X init %u %s", record.level,
-                  record.qualifier, record.strip, (unsigned long long)volume.memberBlocks,
-                  (unsigned long long)volume.members[0].start, volume.entry->init >> DDF_ACCESS_SHIFT, record.cache[7],
-                  volume.entry->init & DDF_INIT_BITS, volume.name);
+    std::snprintf(line, sizeof(line), "%02X,%u %u %llu@%llu %u %02X %u %s", record.level, record.qualifier,
+                  record.strip, (unsigned long long)volume.memberBlocks, (unsigned long long)volume.members[0].start,
+                  volume.entry->init >> DDF_ACCESS_SHIFT, record.cache[7], volume.entry->init & DDF_INIT_BITS,
+                  volume.name);
     text = volume.assembles ? line : "does not assemble";
   }
   ddfFree(model);
   return text;
 }
 
-// Disks of 4096 blocks below the metadata; strips of 64 KiB have 128.
+// Disks of 4096 blocks below the metadata; strips of 64 KiB have 128. The last one has no room where it is wished for.
 TEST(DiskCommands, WhatACreateWrites) {
   constexpr UINT64 MIB = 0x100000;
   const struct {
@@ -89,37 +81,35 @@ TEST(DiskCommands, WhatACreateWrites) {
     UINT32 members;
     const char *wanted;
   } cases[] = {
-      {{.level = RAID_LEVEL_0}, 1, "00,0 strip 7 4096@0 access 0 cache 00 init 2 "},
-      {{.level = RAID_LEVEL_0, .stripe = RAID_STRIPE_SIZE_512B, .size = 3 * 512 + 1, .name = u"sixteen.letters."},
+      {{.level = RAID_LEVEL_0}, 1, "00,0 7 4096@0 0 00 2 "},
+      {{.level = RAID_LEVEL_0, .stripe = RAID_STRIPE_SIZE_512B, .size = 1537, .name = u"sixteen.letters."},
        2,
-       "00,0 strip 0 8@0 access 0 cache 00 init 2 sixteen.letters."},
-      {{.level = RAID_LEVEL_1, .size = MIB}, 2, "01,0 strip 255 2048@0 access 0 cache 00 init 0 "},
+       "00,0 0 8@0 0 00 2 sixteen.letters."},
+      {{.level = RAID_LEVEL_1, .size = MIB}, 2, "01,0 255 2048@0 0 00 0 "},
       {{.level = RAID_LEVEL_1, .stripe = RAID_STRIPE_SIZE_16MB, .cache = RAID_CACHE_READ_AHEAD},
        3,
-       "01,1 strip 15 4096@0 access 0 cache 04 init 0 "},
-      {{.level = RAID_LEVEL_4, .size = 2 * MIB}, 3, "04,1 strip 7 2048@0 access 0 cache 00 init 0 "},
-      {{.level = RAID_LEVEL_5, .size = MIB + 1, .access = RAID_ACCESS_POLICY_READ_ONLY},
-       3,
-       "05,3 strip 7 1152@0 access 2 cache 00 init 0 "},
+       "01,1 15 4096@0 0 04 0 "},
+      {{.level = RAID_LEVEL_4, .size = 2 * MIB}, 3, "04,1 7 2048@0 0 00 0 "},
+      {{.level = RAID_LEVEL_5, .size = MIB + 1, .access = RAID_ACCESS_POLICY_READ_ONLY}, 3, "05,3 7 1152@0 2 00 0 "},
       {{.level = RAID_LEVEL_5, .rlq = RAID_RLQ_0, .stripe = RAID_STRIPE_SIZE_4KB, .size = MIB, .start = 8},
        3,
-       "05,0 strip 3 1024@8 access 0 cache 00 init 0 "},
+       "05,0 3 1024@8 0 00 0 "},
       {{.level = RAID_LEVEL_6, .rlq = RAID_RLQ_1, .size = MIB, .access = RAID_ACCESS_POLICY_NO_ACCESS},
        4,
-       "06,1 strip 7 1024@0 access 3 cache 00 init 0 "},
+       "06,1 7 1024@0 3 00 0 "},
       {{.level = RAID_LEVEL_10,
         .spans = 2,
         .each = 2,
         .size = MIB,
-        .start = 4000, // has no room there
+        .start = 4000,
         .cache = RAID_CACHE_WRITE_BACK | RAID_CACHE_READ_ADAPTIVE,
         .srl = RAID_SRL_3},
        4,
-       "11,0 strip 7 1024@0 access 0 cache 0D init 0 "},
+       "11,0 7 1024@0 0 0D 0 "},
   };
   for (const auto &row : cases) {
     SCOPED_TRACE(row.wanted);
-    DISKS disks = blankDisks(4);
+    DISKS disks(4, {TEST_DISK_SECTORS, {}});
     Machine machine(disks);
     machine.mayWrite = true;
     std::vector<UINT32> ids = idsOf({0, 1, 2, 3});
@@ -127,24 +117,34 @@ TEST(DiskCommands, WhatACreateWrites) {
     EXPECT_EQ(name(create(machine, row.wish, ids)), name(EFI_SUCCESS));
     EXPECT_EQ(volumeOn(disks), row.wanted);
     EXPECT_TRUE(machine.book.unflushed.empty());
-    RAID_VD_RECORD other = recordOf({.level = 0, .size = 7 * MIB});
-    EXPECT_EQ(name(machine.run(RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, {1}, &other)), name(EFI_UNSUPPORTED));
+    EXPECT_EQ(name(send(machine, RAID_COMMAND_CHANGE, {.level = 0, .size = 7 * MIB}, {1})), name(EFI_UNSUPPORTED));
     EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {1, 1})), name(EFI_SUCCESS));
     EXPECT_EQ(volumeOn(disks), "none");
   }
 }
 
-// Nothing is written, and the log says why.
+// Nothing is written, and the log says why, as the disks' names do where it is theirs.
 TEST(DiskCommands, RefusedCreates) {
-  DISKS disks = blankDisks(9);
+  DISKS disks(10, {TEST_DISK_SECTORS, {}});
   SECTOR_BYTES gpt{};
   std::memcpy(gpt.data(), "EFI PART", 8);
   disks[4].write(1, gpt.data(), 1);
   disks[7].failAfter = 0;
+  disks[9].sectors = DDF_RESERVE;
   Machine machine(disks);
   machine.devices[5]->media().ReadOnly = 1;
   machine.devices[6]->media().BlockSize = 4096;
   machine.book.stuck = &disks[8];
+  const std::string text = machine.get().text;
+  EXPECT_EQ(countOf(machine.log(), "is not used: "), 5U);
+  const std::regex disk("<Name>SATA disk 0-1F-2:([^<]*)[^]*?<State>([^<]*)");
+  std::string states;
+  for (std::sregex_iterator at(text.begin(), text.end(), disk), end; at != end; ++at) {
+    states += at->format("$1: $2, ");
+  }
+  EXPECT_EQ(states, "0: Ready, 1: Ready, 2: Ready, 3: Ready, 4 (GPT): Offline, 5 (it is write-protected): Offline, "
+                    "6 (its blocks are not of 512 bytes): Offline, 7 (cannot be read): Failed, 8: Ready, "
+                    "9 (it is too small): Offline, ");
   constexpr UINT32 FIVE = RAID_LEVEL_5;
   const struct {
     WISH wish;
@@ -187,12 +187,17 @@ TEST(DiskCommands, RefusedCreates) {
   // Without the pass-through nothing flushes, whatever FlushBlocks returns.
   machine.firmware.failService("LocateDevicePath", machine.devices.size() + 1, EFI_NOT_FOUND);
   EXPECT_EQ(name(create(machine, {.level = FIVE}, idsOf({0, 1, 2}))), name(EFI_DEVICE_ERROR));
+  // What is no disk.
+  machine.devices[0]->media().RemovableMedia = 1;
+  machine.devices[1]->media().MediaPresent = 0;
+  machine.devices[2]->media().LogicalPartition = 1;
+  EXPECT_EQ(countOf(machine.get().text, "<Name>SATA disk"), 7U);
 }
 
 // Spares, failed disks, and one that is not there any more.
 TEST(DiskCommands, DisksThatChange) {
   constexpr UINT32 SPARE = 1025003, OTHER = 1025004;
-  DISKS disks = blankDisks(5);
+  DISKS disks(5, {TEST_DISK_SECTORS, {}});
   disks[4].sectors -= 2048;
   {
     Machine machine(disks);
@@ -235,21 +240,28 @@ TEST(DiskCommands, DisksThatChange) {
   EXPECT_EQ(readText(disks).find("spare"), std::string::npos);
 }
 
-// Without memory nothing is written, nothing leaks, and the next try works.
+// Without memory nothing is read or written, nothing leaks, and the next try works.
 TEST(DiskCommands, MemoryFails) {
-  DISKS disks = blankDisks(3);
+  DISKS disks(4, {TEST_DISK_SECTORS, {}});
   Machine machine(disks);
   machine.mayWrite = true;
+  EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_1, .size = 0x100000}, idsOf({0, 1}))), name(EFI_SUCCESS));
+  for (UINT32 type : {RAID_OBJECT_PHYSICAL_DISK, RAID_OBJECT_VIRTUAL_DISK}) {
+    auto get = [&] { return machine.run(RAID_COMMAND_GET, type); };
+    machine.sweepMemory(get, [](EFI_STATUS status) {
+      EXPECT_TRUE(status == EFI_SUCCESS || status == EFI_OUT_OF_RESOURCES) << name(status);
+    });
+  }
   size_t writes = 0;
   auto act = [&] {
     writes = machine.book.writes;
-    return create(machine, {.level = RAID_LEVEL_5}, idsOf({0, 1, 2}));
+    return create(machine, {.level = RAID_LEVEL_5}, idsOf({1, 2, 3}));
   };
   machine.sweepMemory(act, [&](EFI_STATUS status) {
     if (EFI_ERROR(status)) {
       EXPECT_EQ(machine.book.writes, writes);
     } else { // what the disks say of themselves may do without
-      EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER)), name(EFI_SUCCESS));
+      EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {2})), name(EFI_SUCCESS));
     }
   });
 }
@@ -257,7 +269,7 @@ TEST(DiskCommands, MemoryFails) {
 // A volume that is deleted leaves its file system on the disks: they take a new one as long as the controller runs, and
 // only if nothing else has come.
 TEST(DiskCommands, WhatADeletedVolumeHeld) {
-  DISKS disks = blankDisks(2);
+  DISKS disks(2, {TEST_DISK_SECTORS, {}});
   std::string super(DDF_SECTOR, '\0');
   auto write = [&](size_t disk, const char *magic) { disks[disk].write(2, super.replace(56, 2, magic, 2).data(), 1); };
   const auto mirror = [&](Machine &machine) { return create(machine, {.level = RAID_LEVEL_1}, idsOf({0, 1})); };
@@ -283,7 +295,7 @@ TEST(DiskCommands, WhatADeletedVolumeHeld) {
 
 // Settings are kept in memory until there is a set, then in it; a foreign set is left alone, imported or cleared.
 TEST(DiskCommands, Adapter) {
-  DISKS disks = blankDisks(2);
+  DISKS disks(2, {TEST_DISK_SECTORS, {}});
   RAID_ADAPTER_RECORD settings = {};
   settings.LearnMode = RAID_MODE_PRESENT | RAID_LEARN_MODE_WARN;
   CHAR16 rate[] = u"Rebuild";
@@ -360,7 +372,7 @@ EFI_STATUS EFIAPI stopFileSystem(EFI_DRIVER_BINDING_PROTOCOL *, EFI_HANDLE handl
 // It stays while a volume that stays has the disk's first block, and goes before that volume does.
 TEST(DiskCommands, FileSystemsOfTheFirmware) {
   const EFI_GUID pathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID, bindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
-  DISKS disks = blankDisks(3);
+  DISKS disks(3, {TEST_DISK_SECTORS, {}});
   Machine machine(disks);
   machine.mayWrite = true;
   FILE_SYSTEM system;

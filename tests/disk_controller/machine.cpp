@@ -12,20 +12,16 @@ public:
   uint64_t sectors() const override { return disk_.sectors; }
   bool writable() const override { return true; }
   bool read(uint64_t sector, uint64_t count, void *buffer) override {
-    ++book_.reads;
     DDF_SOURCE source = disk_.source();
     return disk_.failAfter != 0 && !EFI_ERROR(source.read(source.context, sector, count, buffer));
   }
   bool write(uint64_t sector, uint64_t count, const void *buffer) override {
-    if (++book_.writes == book_.failWrite) {
-      return false;
-    }
+    ++book_.writes;
     book_.unflushed.insert(&disk_);
     disk_.write(sector, buffer, count);
     return true;
   }
   bool flush() override {
-    ++book_.flushes;
     book_.unflushed.erase(&disk_);
     return book_.stuck != &disk_;
   }
@@ -35,31 +31,29 @@ private:
   DISK_BOOK &book_;
 };
 
-} // namespace
-
-std::vector<uint8_t> ataIdentity(const std::string &serial, const std::string &model, uint64_t wwn, bool solidState) {
+// 512 bytes as ATA's IDENTIFY DEVICE gives them.
+std::vector<uint8_t> ataIdentity(size_t disk) {
   std::vector<uint8_t> bytes(512);
   auto setWord = [&](size_t word, uint64_t value) {
     bytes[2 * word] = static_cast<uint8_t>(value);
     bytes[2 * word + 1] = static_cast<uint8_t>(value >> 8);
   };
-  auto setText = [&](size_t word, size_t words, std::string text) {
-    text.resize(2 * words, ' ');
-    for (size_t i = 0; i < words; ++i) {
-      setWord(word + i, static_cast<uint64_t>(text[2 * i]) << 8 | static_cast<uint8_t>(text[2 * i + 1]));
-    }
-  };
-  setText(10, 10, serial);
-  setText(23, 4, "2.5");
-  setText(27, 20, model);
+  std::string texts(74, ' '); // from word 10 on: serial number, revision, model, the characters of a word in turn
+  std::string serial = "S" + std::to_string(disk), model = "Test disk";
+  texts.replace(0, serial.size(), serial).replace(26, 3, "2.5").replace(34, model.size(), model);
+  for (size_t i = 0; i < texts.size(); ++i) {
+    bytes[20 + (i ^ 1)] = static_cast<uint8_t>(texts[i]);
+  }
   setWord(76, 0x000E); // three generations
   setWord(87, 0x4100);
-  for (size_t i = 0; i < 4; ++i) {
-    setWord(108 + i, wwn >> (48 - 16 * i));
-  }
-  setWord(217, solidState ? 1 : 7200);
+  setWord(108, 0x5000);
+  setWord(109, 0xC500);
+  setWord(111, disk);
+  setWord(217, disk % 2 == 1 ? 1 : 7200); // every other one is solid state
   return bytes;
 }
+
+} // namespace
 
 Machine::Machine(DISKS &disks)
     : Machine(disks.size(), [&](size_t disk) { return std::make_unique<SparseStore>(disks[disk], book); }) {}
@@ -81,8 +75,7 @@ Machine::Machine(size_t count, std::function<std::unique_ptr<SectorStore>(size_t
 }
 
 void Machine::plug(size_t disk) {
-  auto identity = ataIdentity("S" + std::to_string(disk), "Test disk", 0x5000C50000000000 + disk, disk % 2 == 1);
-  devices[disk] = std::make_unique<BlockDevice>(storeOf_(disk), static_cast<uint16_t>(disk), identity);
+  devices[disk] = std::make_unique<BlockDevice>(storeOf_(disk), static_cast<uint16_t>(disk), ataIdentity(disk));
 }
 
 EFI_STATUS Machine::run(UINT32 command, UINT32 objectType, std::vector<UINT32> ids, const void *data) {
@@ -90,7 +83,10 @@ EFI_STATUS Machine::run(UINT32 command, UINT32 objectType, std::vector<UINT32> i
                           0};
   RAID_CMD_RESULT result = {};
   EFI_STATUS status = mgmt->Execute(mgmt, &block, &result);
-  EXPECT_EQ(result.Data, nullptr);
+  if (result.Data != nullptr) {
+    EXPECT_FALSE(EFI_ERROR(status));
+    EXPECT_EQ(name(mgmt->FreeRecords(mgmt, result.Data, result.DataSize / RAID_RECORD_SIZE)), name(EFI_SUCCESS));
+  }
   return status;
 }
 

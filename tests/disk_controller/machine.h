@@ -11,11 +11,8 @@
 
 // What the disks of a machine were asked to do.
 struct DISK_BOOK {
-  size_t reads = 0;
   size_t writes = 0;
-  size_t flushes = 0;
   std::set<const SPARSE_DISK *> unflushed; // written since their last flush
-  size_t failWrite = 0;                    // the write that fails, counted from 1; 0: none does
   const SPARSE_DISK *stuck = nullptr;      // its flushes fail
 };
 
@@ -29,7 +26,7 @@ public:
 
   // Puts a disk that was taken out of devices back into its port.
   void plug(size_t disk);
-  // A command without an answer.
+  // A command whose answer, if there is one, is given back at once.
   EFI_STATUS run(UINT32 command, UINT32 objectType, std::vector<UINT32> ids = {}, const void *data = nullptr);
 
   // Calls act with each allocation failing in turn until there is memory for all of it, and afterFailure each time that
@@ -45,6 +42,3 @@ private:
   std::function<std::unique_ptr<SectorStore>(size_t disk)> storeOf_;
   EFI_HANDLE image_ = nullptr;
 };
-
-// 512 bytes as ATA's IDENTIFY DEVICE gives them.
-std::vector<uint8_t> ataIdentity(const std::string &serial, const std::string &model, uint64_t wwn, bool solidState);
