@@ -90,27 +90,12 @@ void happen(SIM_CONTROLLER *sim, RANDOM &random) {
   }
   UINT32 ids[] = {sim->disks.items[random.below(count)].record.ObjectID,
                   sim->disks.items[random.below(count)].record.ObjectID};
-  switch (kind) {
-  case 2:
-    simPullDisk(sim, ids[0]);
-    break;
-  case 3:
-    simFailDisk(sim, ids[0]);
-    break;
-  case 4:
-    simReplaceAdapter(sim);
-    break;
-  case 5:
-  case 6:
-    simSwapDisks(sim, ids[0], ids[1]);
-    break;
-  case 7:
-  case 8:
-    simReplaceDisk(sim, ids[0], (random.chance(80) ? 900 : 300) * GB);
-    break;
-  default:
-    simMakeForeign(sim, /* RAID 0 */ 2, ids, ids[0] == ids[1] ? 1 : 2); // or not, when they are in use
-  }
+  kind == 2   ? simPullDisk(sim, ids[0])
+  : kind == 3 ? simFailDisk(sim, ids[0])
+  : kind == 4 ? simReplaceAdapter(sim)
+  : kind < 7  ? simSwapDisks(sim, ids[0], ids[1])
+  : kind < 9  ? simReplaceDisk(sim, ids[0], (random.chance(80) ? 900 : 300) * GB)
+              : simMakeForeign(sim, /* RAID 0 */ 2, ids, ids[0] == ids[1] ? 1 : 2); // or not, when they are in use
 }
 
 // --- Saved documents ---
@@ -118,33 +103,16 @@ void happen(SIM_CONTROLLER *sim, RANDOM &random) {
 // States that the document of no controller shows. Where there is no disk or virtual disk, what is done to it is lost.
 static void (*const g_distortions[])(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &volume, RANDOM &random) = {
     [](auto sim, auto &, auto &, auto &) { sim->adapter.record.PCIID.DeviceID ^= 1; },
-    [](auto sim, auto &, auto &, auto &random) {
-      UINT32 mode = random.below(MODES);
-      simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
-    },
-    [](auto sim, auto &, auto &, auto &) { sim->disks.count = 0; },
-    [](auto sim, auto &, auto &, auto &) { sim->virtualDisks.count = 0; },
-    [](auto sim, auto &disk, auto &, auto &) { // two in one place
-      disk.record.EnclosureObjectID = sim->disks.items[0].record.EnclosureObjectID;
-      disk.record.EnclosureDeviceID = sim->disks.items[0].record.EnclosureDeviceID;
-      disk.record.Slot = sim->disks.items[0].record.Slot;
-      disk.record.Port = sim->disks.items[0].record.Port;
-    },
     [](auto, auto &disk, auto &, auto &) { disk.FQDD[0] = u'x'; }, // in no place
     [](auto sim, auto &disk, auto &, auto &) { disk.record.ObjectID = sim->disks.items[0].record.ObjectID; },
     [](auto, auto &disk, auto &, auto &) { disk.record.ObjectID = 1; }, // as a virtual disk has
-    [](auto, auto &disk, auto &, auto &) { disk.record.Size *= 2; },
+    [](auto, auto &, auto &volume, auto &) { volume.PDs[0] = UNKNOWN_DISK; },
     [](auto sim, auto &, auto &, auto &random) { // all of them spares
       std::for_each(sim->disks.items, sim->disks.items + sim->disks.count, [&](SIM_DISK &each) {
         each.record.Hotspare = static_cast<UINT8>(1 + random.below(2));
         each.VDs[each.record.VDCount++] = 1 + random.below(2);
       });
     },
-    [](auto sim, auto &, auto &, auto &) {
-      std::for_each(sim->disks.items, sim->disks.items + sim->disks.count,
-                    [](SIM_DISK &each) { each.record.Port ^= 1; });
-    },
-    [](auto, auto &, auto &volume, auto &) { volume.PDs[0] = UNKNOWN_DISK; },
     [](auto, auto &, auto &volume, auto &) { volume.record.PDCount = 0; },
     [](auto, auto &, auto &volume, auto &) { volume.record.Attributes |= RAID_VD_ATTRIBUTE_FDE; },
     [](auto sim, auto &disk, auto &, auto &) {
@@ -316,26 +284,19 @@ static METHOD randomKeys(RANDOM &random) {
 
 // Methods without an object.
 static METHOD randomPlain(RANDOM &random, const CHOICES &choices) {
-  static const std::vector<std::pair<const char *, COMMAND>> all = {{"Import", {RAID_COMMAND_IMPORT, 0}},
-                                                                    {"Import", {RAID_COMMAND_IMPORT, 0}},
-                                                                    {"Import", {RAID_COMMAND_IMPORT, 0}},
-                                                                    {"Clear", {RAID_COMMAND_CLEAR, 0}},
-                                                                    {"Clear", {RAID_COMMAND_CLEAR, 0}},
-                                                                    {"Delete", {RAID_COMMAND_DELETE, 0}},
-                                                                    {"SecureErase", {RAID_COMMAND_SECURE_ERASE, 0}},
-                                                                    {"SecureErase", {RAID_COMMAND_SECURE_ERASE, 0}},
-                                                                    {"GetKeyID", {RAID_COMMAND_GET_KEY_ID, 0}},
-                                                                    {"Get", {RAID_COMMAND_GET, 3}},
-                                                                    {"Get", {RAID_COMMAND_GET, 4}},
-                                                                    {"Identify", {RAID_COMMAND_IDENTIFY, 0}},
-                                                                    {"Identify", {RAID_COMMAND_IDENTIFY, ~0U}},
-                                                                    {"GetBounds", {RAID_COMMAND_GET_BOUNDS, 0}},
-                                                                    {"Lock", {RAID_COMMAND_LOCK, 0}},
-                                                                    {"Delete", {RAID_COMMAND_DELETE, 4}},
-                                                                    {"Change", {RAID_COMMAND_CHANGE, 4}}};
-  auto [name, command] = random.oneOf(all);
-  command.ids = random.chance(5) ? someOf(random, choices.disks, 1) : IDS{};
-  return methodOf(name, command, "");
+  static const char *const names[] = {"Import",      "Import",      "Import",   "Clear",  "Clear", "Delete",
+                                      "SecureErase", "SecureErase", "GetKeyID", "Get",    "Get",   "Identify",
+                                      "Identify",    "GetBounds",   "Lock",     "Delete", "Change"};
+  static const UINT32 commands[] = {RAID_COMMAND_IMPORT,       RAID_COMMAND_IMPORT,       RAID_COMMAND_IMPORT,
+                                    RAID_COMMAND_CLEAR,        RAID_COMMAND_CLEAR,        RAID_COMMAND_DELETE,
+                                    RAID_COMMAND_SECURE_ERASE, RAID_COMMAND_SECURE_ERASE, RAID_COMMAND_GET_KEY_ID,
+                                    RAID_COMMAND_GET,          RAID_COMMAND_GET,          RAID_COMMAND_IDENTIFY,
+                                    RAID_COMMAND_IDENTIFY,     RAID_COMMAND_GET_BOUNDS,   RAID_COMMAND_LOCK,
+                                    RAID_COMMAND_DELETE,       RAID_COMMAND_CHANGE};
+  static const UINT32 types[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 3, 4, 0, ~0U, 0, 0, 4, 4};
+  UINT32 plain = random.below(static_cast<UINT32>(std::size(names)));
+  IDS ids = random.chance(5) ? someOf(random, choices.disks, 1) : IDS{};
+  return methodOf(names[plain], {commands[plain], types[plain], ids}, "");
 }
 
 static METHOD randomMethod(RANDOM &random, const STATE &state, CHOICES &choices) {
