@@ -1,3 +1,4 @@
+#include "base/pool.h"
 #include "driver/xml/xml.h"
 #include "tests/support/world.h"
 
@@ -43,8 +44,27 @@ TEST(XmlHelpers, TheServiceIsLocatedOnce) {
   World world;
   uint64_t before = world.firmware.serviceCalls("LocateProtocol");
   world.get();
-  uint64_t first = world.firmware.serviceCalls("LocateProtocol");
   world.get();
-  EXPECT_EQ(first, before + 1);
-  EXPECT_EQ(world.firmware.serviceCalls("LocateProtocol"), first);
+  EXPECT_EQ(world.firmware.serviceCalls("LocateProtocol"), before + 1);
+}
+
+TEST(Base64, WantsAllItsArguments) {
+  World world({.preset = nullptr, .connect = false});
+  UINT8 out[4] = {1, 1, 1, 1};
+  UINT64 length = 99;
+  Base64Decode(nullptr, out, &length);
+  Base64Decode("QUJD", nullptr, &length);
+  Base64Decode("QUJD", out, nullptr);
+  EXPECT_TRUE(length == 99 && out[0] == 1);
+  EXPECT_EQ(countOf(world.log(), "Exit. NULL params"), 3U);
+  EXPECT_EQ(Base64DecodedLength(nullptr), 0U);
+}
+
+TEST(Records, ACopyOfOneWithoutTextsHasNone) {
+  World world({.preset = nullptr, .connect = false});
+  RAID_PD_RECORD disk = {};
+  auto *copy = static_cast<RAID_PD_RECORD *>(copyRecord(&disk, RAID_OBJECT_PHYSICAL_DISK));
+  ASSERT_NE(copy, nullptr);
+  EXPECT_TRUE(copy->Name == nullptr && copy->FQDD == nullptr);
+  poolFree(copy);
 }
