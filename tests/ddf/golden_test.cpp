@@ -93,7 +93,7 @@ TEST_F(Ddf, DisksLeftBehindAreBroughtToWhatMdadmWrote) {
       add(slot, slot->signature == DDF_RECORD_SIGNATURE ? copy.header.recordLength * DDF_SECTOR : 0);
     }
     for (DDF_SECTION section : {DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS, DDF_PD_DATA}) {
-      add(copy.sections[section], copy.header.sections[section].length * DDF_SECTOR);
+      add(copy.sections[section], size_t{copy.header.sections[section].length} * DDF_SECTOR);
     }
     return pieces;
   };
