@@ -88,10 +88,8 @@ TEST_F(Health, SaysWhatIsWrongUntilItIsForgotten) {
 
   uint32_t spares[] = {1018, 1019};
   ASSERT_EQ(simMakeForeign(sim, RAID_LEVEL_1, spares, 2), EFI_SUCCESS);
-  ASSERT_EQ(simFailDisk(sim, 1001), EFI_SUCCESS);
-  ASSERT_EQ(simPullDisk(sim, 1012), EFI_SUCCESS);
-  ASSERT_EQ(simPullDisk(sim, 1016), EFI_SUCCESS);
-  ASSERT_EQ(simPullDisk(sim, 1017), EFI_SUCCESS);
+  ASSERT_EQ(simFailDisk(sim, 1001) | simPullDisk(sim, 1012), EFI_SUCCESS);
+  ASSERT_EQ(simPullDisk(sim, 1016) | simPullDisk(sim, 1017), EFI_SUCCESS);
   ASSERT_EQ(simSwapDisks(sim, 1003, 1006), EFI_SUCCESS); // ids out of order
   simFindDisk(sim, 1020)->record.State = RAID_STATE_DEGRADED;
   simFindVirtualDisk(sim, 5)->Name[0] = 0;

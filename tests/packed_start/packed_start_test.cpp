@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -58,8 +59,7 @@ TEST(Lzma, UnpacksWhatThePackerMakes) {
   for (const BYTES &data : {BYTES(), BYTES(1, 'x'), BYTES(100000), mixed}) {
     for (LZMA_SHAPE shape : {LZMA_SHAPE{3, 0, 0}, LZMA_SHAPE{2, 2, 2}, LZMA_SHAPE{0, 4, 4}}) {
       BYTES unpacked(data.size());
-      EXPECT_TRUE(unpack(pack(data, shape), shape, unpacked));
-      EXPECT_TRUE(unpacked == data) << data.size();
+      EXPECT_TRUE(unpack(pack(data, shape), shape, unpacked) && unpacked == data) << data.size();
     }
   }
 }
@@ -128,18 +128,15 @@ EFI_STATUS EFIAPI clearAttributes(EFI_MEMORY_ATTRIBUTE_PROTOCOL *, UINT64 addres
 
 // Where the packed image's code leads.
 EFI_STATUS EFIAPI inside(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
-  EXPECT_EQ(image, &g_attributes);
-  EXPECT_EQ(systemTable, g_systemTable);
+  EXPECT_TRUE(image == &g_attributes && systemTable == g_systemTable);
   EXPECT_EQ(g_attributes.pages[0], EFI_MEMORY_RO);
   EXPECT_EQ(g_attributes.pages[1], EFI_MEMORY_RO | EFI_MEMORY_XP);
   EXPECT_EQ(g_attributes.pages[2], EFI_MEMORY_XP);
   UINT64 *variable = reinterpret_cast<UINT64 **>(g_attributes.memory + PAGE)[1];
   EXPECT_EQ(reinterpret_cast<UINT64>(variable), g_attributes.memory + 2 * PAGE);
   EXPECT_EQ(*variable, 0x1234U);
-  for (UINT32 i = 1; i < PAGE / sizeof(UINT64); ++i) {
-    EXPECT_EQ(variable[i], 0U);
-  }
-  *variable = 0;
+  EXPECT_TRUE(std::all_of(variable + 1, variable + PAGE / sizeof(UINT64), [](UINT64 word) { return word == 0; }));
+  *variable = 0; // can be written
   ++g_attributes.runs;
   return RESULT;
 }
@@ -187,9 +184,10 @@ TEST(PackedStart, RunsProtectedAndLeavesNothing) {
     EFI_HANDLE handle = nullptr;
     firmware.bootServices()->InstallProtocolInterface(&handle, &guid, EFI_NATIVE_INTERFACE, &g_attributes);
     BYTES packed = pack(smallImage(row.addressAt), shape);
-    UINT32 packedSize = static_cast<UINT32>(packed.size()) - row.cut;
+    packed.resize(packed.size() - row.cut);
     firmware.failAllocation(row.failing);
-    EXPECT_EQ(startPacked({packed.data(), packedSize, shape, 2 * PAGE + 8, 1, PAGE, 2 * PAGE, row.size, 0},
+    EXPECT_EQ(startPacked({packed.data(), static_cast<UINT32>(packed.size()), shape, 2 * PAGE + 8, 1, PAGE, 2 * PAGE,
+                           row.size, 0},
                           &g_attributes, firmware.systemTable()),
               row.status);
     EXPECT_EQ(g_attributes.runs, row.status == RESULT ? 1 : 0);

@@ -76,24 +76,22 @@ TEST(Xyl, QuietLeavesErrorsAndFiles) {
 }
 
 TEST(Xyl, ShowsWhatTheControllerHolds) {
-  const std::string show =
-      "0 show --preset demo => Adapter      Harrier R6 Integrated\nFirmware     21.3.4-0001\n|"
-      "RAID levels  RAID 0, RAID 1, RAID 5, RAID 6, RAID 10, RAID 50, RAID 60\nKey id       demo-key-1\n|"
-      "Enclosure 301, Shelf 0: 12 slots, 11 disks\n|"
-      "     2  1003  HARRIER HS10K Enterprise  SAS     2.00 TB  Online  VD 2, 3\n|"
-      "     6  1007  HARRIER HS10K Enterprise  SAS     2.00 TB  Ready   spare of VD 2\n|"
-      "     7  1008  HARRIER HS10K Enterprise  SAS     2.00 TB  Ready   global spare\n|"
-      "     8  1020  -                       SATA    4.00 TB  Ready   -\n|"
-      "   1  System   RAID 1   600.12 GB  Online  WB ARA DIO  1001, 1002\n";
   Client client("demo");
   client.expect(
       {"0 !cp lab.json box.json; xyl sim pull box.json 1003; xyl sim replace-disk box.json 1012",
        "0 list --controller box.json =>   1  Harrier R6 Integrated, PCI 03:00.0, WWN 5EEDADA000001000\n     "
        "virtual disks: 2 Online, 3 Degraded\n     disks: ",
        "0 identify -c 1 --preset demo => revision 1\nwords    00000001 00000004 000000DC EDCC0002 00000000\n",
-       "0 get --preset=demo --output=demo.xml => demo.xml: Harrier R6 Integrated, PCI 03:00.0, WWN 5EEDADA000001000, "
-       "read 2",
-       "0 !xyl --preset demo get | cmp - demo.xml && cmp demo.xml saved.xml", show,
+       "0 get --preset=demo --output=demo.xml => demo.xml: Harrier R6 Integrated, PCI 03:00.0, WWN 5EED|, read 2",
+       "0 !xyl --preset demo get | cmp - demo.xml && cmp demo.xml saved.xml",
+       "0 show --preset demo => Adapter      Harrier R6 Integrated\nFirmware     21.3.4-0001\n|"
+       "RAID levels  RAID 0, RAID 1, RAID 5, RAID 6, RAID 10, RAID 50, RAID 60\nKey id       demo-key-1\n|"
+       "Enclosure 301, Shelf 0: 12 slots, 11 disks\n|"
+       "     2  1003  HARRIER HS10K Enterprise  SAS     2.00 TB  Online  VD 2, 3\n|"
+       "     6  1007  HARRIER HS10K Enterprise  SAS     2.00 TB  Ready   spare of VD 2\n|"
+       "     7  1008  HARRIER HS10K Enterprise  SAS     2.00 TB  Ready   global spare\n|"
+       "     8  1020  -                       SATA    4.00 TB  Ready   -\n|"
+       "   1  System   RAID 1   600.12 GB  Online  WB ARA DIO  1001, 1002\n",
        "0 !xyl show --preset demo >shown; xyl show -- saved.xml | cmp - shown",
        "0 !xyl show --preset demo --log trace 2>log | cmp - shown && cat log => TRACE RAIDXYLGet_Live: Exit. Success",
        "0 show --preset direct => \nDirectly attached disks: 8\n",
@@ -102,13 +100,13 @@ TEST(Xyl, ShowsWhatTheControllerHolds) {
 
 TEST(Xyl, TablesFitWhateverTheNames) {
   Client client("demo");
-  client.expect({"0 sim pull lab.json 1003", "0 get $LAB -o pulled.xml"});
-  client.writeEdited("odd.xml", client.read("pulled.xml"), "<Name>Data<", "<Name>D\xC3\xA4t and quite a lot more<");
-  client.writeEdited("odd.xml", client.read("odd.xml"), "<Slot>4<", "<Slot>14<");
-  client.expect({"0 show odd.xml =>     10  1011  |    14  1005  |"
-                 "   2  D\xC3\xA4t and quite...  RAID 5     4.00 TB  Degraded  WB ARA DIO  1003 missing,\n|"
-                 "  1004, 1005,\n|  1006\n   3  Scratch           RAID 5     2.00 TB",
-                 "1 !LC_ALL=C.UTF-8; export LC_ALL; xyl show odd.xml | grep -aE '.{81}'"});
+  client.expect(
+      {"0 sim pull lab.json 1003",
+       "0 !xyl get $LAB | sed 's/<Name>Data</<Name>D\xC3\xA4t and quite a lot more</; s/<Slot>4</<Slot>14</' >odd",
+       "0 show odd =>     10  1011  |    14  1005  |"
+       "   2  D\xC3\xA4t and quite...  RAID 5     4.00 TB  Degraded  WB ARA DIO  1003 missing,\n|"
+       "  1004, 1005,\n|  1006\n   3  Scratch           RAID 5     2.00 TB",
+       "1 !LC_ALL=C.UTF-8; export LC_ALL; xyl show odd | grep -aE '.{81}'"});
 }
 
 TEST(Xyl, OutputsSpareWhatStandsThere) {
@@ -238,8 +236,8 @@ TEST(Xyl, ImportComesBeforeARebuild) {
        "bring back with their data|\"Data\", RAID 5, 4.00 TB: 4 of its 4 disks",
        "2 " + REBUILD + " => 'xyl import' may bring|--discard-foreign. Nothing was changed",
        "0 !cmp lab.json foreign.json", "0 import $LAB => IMPORT_FOREIGN|the import succeeded on Harrier",
-       "1 restore saved.xml $LAB => adapter replaced|could not do:\n  disk 1007 changed, hotspare: |the "
-       "restore succeeded",
+       "1 restore saved.xml $LAB => adapter replaced|could not do:\n  disk 1007 changed, hotspare: |the restore "
+       "succeeded",
        "0 show $LAB => Virtual disks: 5\n", "4 import $LAB => Not Found",
        "0 !mv foreign.json lab.json; xyl sim pull lab.json 1003",
        "1 plan saved.xml $LAB => \"Data\", RAID 5, 4.00 TB: 3 of its 4 disks are here",
@@ -248,8 +246,7 @@ TEST(Xyl, ImportComesBeforeARebuild) {
        "0 get --controller host.json -o host.xml", "0 sim foreign host.json 0 1003 1004",
        "0 plan host.xml --rebuild --controller host.json => lose their contents: 1001, 1002, 1003, 1004",
        "0 sim replace-adapter host.json",
-       "2 restore host.xml --rebuild --partial --yes --controller host.json => 1 of the saved virtual disks lie on "
-       "foreign"});
+       "2 restore host.xml --rebuild --partial --yes --controller host.json => 1 of the saved |lie on foreign"});
 }
 
 TEST(Xyl, ApplyRunsAndReportsAndKeepsTheState) {

@@ -21,7 +21,6 @@ TEST(Jobs, MistakesAreToldWithTheirLine) {
       {"list\nend", "line 2: 'end' wants one of return, reset and shutdown"},
       {"end reset now", "line 1: 'end' wants"},
       {"end reset\nlist", "line 2: stands behind the end and would never run"},
-      {"end reset\nagain", "line 2: stands behind the end"},
       {"show \"a b.xml", "line 1: a quotation mark has no partner"},
       {"show %SERIAL.xml", "line 1: a percent sign has no partner; %% stands for one"},
       {"show %HOST%.xml", "line 1: there are %SERIAL% and %UUID%, and no %HOST"},

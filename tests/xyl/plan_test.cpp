@@ -200,7 +200,7 @@ TEST(Plan, GivesReasons) {
                  "\"Data\", RAID 5, 4.00 TB: NOT CREATED, no partner for saved disks 1005\n|hot spares on disks 1008\n|"
                  "  hot spare 1007: NOT MADE, no partner for it\n|without a partner: 1005, 1007\n|"
                  "  1001   600.12 GB  1007     the first that fits; disk 1021 in its place is too small\n|"
-                 "  1005     2.00 TB  -        its place is empty; of the others 5 are taken, 7 are too small, 7 are "
+                 "  1005     2.00 TB  -        its place is empty; of the others 5 are taken, 7 are too small, 7 "
                  "|other protocol\n|"
                  "  1012     4.00 TB  1012     the same disk in the same place; BUT IT IS Failed\n|"
                  "  CreateVD              virtual disk Data, |: not done, Out of Resources\n",
@@ -209,8 +209,7 @@ TEST(Plan, GivesReasons) {
        "1 plan encrypted.xml --rebuild $LAB => \"Archive\", RAID 10, 8.00 TB: NOT CREATED, disk 1012 |"
        "Failed\n|Not brought back: the encryption of 1 of the saved virtual disks\n",
        "0 sim pull lab.json 1008", rebuild + "  hot spare 1008: NOT MADE, no partner for it\n",
-       "1 plan saved.xml --rebuild --preset empty => NOT CREATED, the controller has no disks\n|hot spares on disks "
-       "-\n",
+       "1 plan saved.xml --rebuild --preset empty => NOT CREATED, the controller has no disks\n|spares on disks -\n",
        "0 sim new --preset sas host.json", "0 get --controller host.json -o host.xml",
        "0 !sed -i 's|<MaxLDs>|<CopyBackMode>On</CopyBackMode>&|' host.xml",
        "1 plan host.xml --controller host.json => differ: 1; this adapter does not take any, they stay as they are\n"
