@@ -14,14 +14,7 @@ static const DISKS &baseDisks(bool spanned) {
   static const auto make = [](const TEST_VOLUME &volume) {
     DISKS disks = makeDisks(volume, 1, LIMITS);
     changeDisks(disks, [&](DDF_COPY &copy, size_t disk) {
-      if (disk + 1 == disks.size() && volume.spans > 1) {
-        ddfPdEntry(copy, static_cast<UINT32>(disk))->type = DDF_PD_SPARE;
-        auto *spare = reinterpret_cast<DDF_SPARE_RECORD *>(ddfRecordSlot(copy, 2));
-        spare->signature = DDF_SPARE_SIGNATURE;
-        spare->type = DDF_SPARE_DEDICATED;
-        spare->entries = 1;
-        reinterpret_cast<DDF_SPARE_ENTRY *>(spare + 1)->guid = ddfVdEntry(copy, 0)->guid;
-      }
+      volume.spans > 1 ? dedicateSpare(copy, disk, static_cast<UINT32>(disks.size() - 1)) : void();
     });
     return disks;
   };
