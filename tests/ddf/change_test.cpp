@@ -156,7 +156,9 @@ TEST_F(Ddf, ChangesFollowEachOther) {
       return ddfSetSpare(writer, DDF_NONE, disk, kind, volumes.data(), static_cast<UINT32>(volumes.size()));
     });
   };
-  step("first", EFI_SUCCESS, rig.create(1, 0, 0xFF, "a", 1024, {0, 1}), {"volume 0: \"a\" optimal"});
+  // The set, its entry, the records: a step each.
+  step("first", EFI_SUCCESS, rig.create(1, 0, 0xFF, "a", 1024, {0, 1}),
+       {"set 0: sequence 3", "volume 0: \"a\" optimal"});
   step("gap", EFI_SUCCESS, rig.create(0, 0, 7, "b", 1024, {1, 2}), {"members 1@1024, 2@0", "1024 a member"});
   step("name", EFI_INVALID_PARAMETER, rig.create(0, 0, 7, "a", 128, {3}), {"another volume of the set has the name"});
   step("global", EFI_SUCCESS, spare(5, DDF_SPARE_GLOBAL, {}), {"pd 3: disk 5, online, type global spare"});
