@@ -27,6 +27,8 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
   std::u16string longText = u"\x0141" + std::u16string(70, u'n'); // its first unit ends in 0x41, an A
   disk.ObjectType = RAID_OBJECT_PHYSICAL_DISK;
   disk.Hotspare = 1;
+  RAID_PD_RECORD spare = disk;
+  spare.Hotspare = 2;
   volume.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
   volume.Name = longText.data();
   volume.RAIDLevel = 0x2000;
@@ -68,6 +70,7 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
       {{2, 4, 0, 0, nullptr, nullptr, 0}, "CHANGE", "<Adapter/>"},
       {{3, 12, 3, 1, ids, &key, 0}, "LOCK", known + "</PD>"},
       {{0, 4, 3, 0, nullptr, &disk, 0}, "CHANGE", "<PD><HotSpare>Dedicated</HotSpare></PD>"},
+      {{0, 4, 3, 0, nullptr, &spare, 0}, "CHANGE", "<PD><HotSpare>Global</HotSpare></PD>"},
       {{0, 12, 0, 0, nullptr, &adapter, 0}, "LOCK", ""},
       {{0, 4, 3, 2, ids, &disk, 0}, "CHANGE", known + "<HotSpare>Dedicated</HotSpare></PD>"},
       {{3, 12, 0, 0, nullptr, &key, 0},

@@ -1,0 +1,67 @@
+// Redfish requests with bodies of any bytes. What is refused is told as JSON with whole messages; what is accepted is a
+// change document that the driver reads and runs, whatever the controller says to it.
+
+#include "driver/xml/xml.h"
+#include "fuzz/support.h"
+#include "xyl/redfish/request.h"
+
+static std::string g_error;
+
+// Of the world's controller at its start.
+static const REDFISH_MODEL &startModel() {
+  static const REDFISH_MODEL *made = [] {
+    XYL_HOST host = {};
+    host.WriteError = [](const XYL_HOST *, const CHAR8 *text, UINTN length) { g_error.append(text, length); };
+    auto *model = new REDFISH_MODEL;
+    XML_NODE *root = nullptr;
+    mustHold(!EFI_ERROR(g_xmlProtocol->Parse(g_xmlProtocol, fuzzWorld().get().text.c_str(), &root)), "inventory");
+    readRedfishModel(&host, root, model);
+    FreeXMLNode(root);
+    return model;
+  }();
+  return *made;
+}
+
+static void checkRefusal(const REDFISH_REFUSAL &refusal) {
+  mustHold(!refusal.problems->empty(), "a refusal without a reason");
+  for (const REDFISH_PROBLEM &problem : *refusal.problems) {
+    mustHold(problemText(problem) != problem.key, std::string("a message that is not known: ") + problem.key);
+  }
+  std::string body = errorBody(refusal).dump(2, ' ', /* ensure_ascii= */ false, Json::error_handler_t::replace);
+  mustHold(Json::accept(body), "an answer that is no JSON: " + body);
+}
+
+// Any of the URIs that take something, or what the input says.
+static std::string uriOf(const REDFISH_MODEL &model, uint8_t kind, FuzzInput &input) {
+  switch (kind) {
+  case 0:
+    return volumesUri(model);
+  case 1:
+    return volumeUri(model, model.volumes[0]);
+  case 2:
+    return volumeUri(model, model.volumes[1]) + "/Actions/Volume.CheckConsistency";
+  case 3:
+    return driveUri(model, model.disks[6].object);
+  case 4:
+    return controllerUri(model);
+  default:
+    return storageUri(model) + input.text();
+  }
+}
+
+// A document is written to memory that doubles, and a body is kept as a tree that no pool counts.
+FUZZ_TARGET(redfish, {{1 << 19, 4096}, {1 << 20, 16384}, {200000000, 1000000}, {64, 8}}) {
+  const REDFISH_MODEL &model = startModel();
+  uint8_t what = input.byte();
+  std::string uri = uriOf(model, what & 7, input), body = input.text();
+  CHANGE_WRITER writer = {};
+  try {
+    const char *methods[] = {"POST", "PATCH", "DELETE", "GET"};
+    putRequest({model, methods[what >> 3 & 3], uri, body}, &writer);
+    closeDocument(&writer);
+    mustHold(fuzzSet(NORMAL, "", textOf(writer.Text)) != EFI_UNSUPPORTED, "accepted, and nothing to do");
+  } catch (const REDFISH_REFUSAL &refusal) {
+    checkRefusal(refusal);
+  }
+  freeText(&writer.Text);
+}
