@@ -243,6 +243,7 @@ TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
       {"records without an entry", SPOIL_COPIES(ddfRecordSlot(copy, 0)->guid.bytes[9]++), {2}, "not understood"},
       {"another controller's", SPOIL_COPIES(ddfControllerData(copy)->guid.bytes[23]++), {0}, "0: belongs to a foreign"},
       {"offsets that Linux ignores", SPOIL_COPIES(copy.header.maxPartitions = 63), {2}, "Linux would misplace"},
+      {"a list of another length", SPOIL_COPIES(copy.header.maxPds = 255), {2}, "2: cannot have the layout"},
   };
   for (const CASE &row : cases) {
     SCOPED_TRACE(row.name);
@@ -253,6 +254,21 @@ TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
     EXPECT_NE(rig.trouble.find(row.trouble), std::string::npos) << rig.trouble;
     EXPECT_FALSE(rig.changed);
   }
+}
+
+TEST_F(Ddf, AFullListTakesNoMoreDisks) {
+  Rig rig(3);
+  ASSERT_EQ(rig.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
+  changeDisks(rig.disks, [](DDF_COPY &copy, size_t) {
+    for (UINT32 i = 2; i < ddfPdCapacity(copy); ++i) {
+      *ddfPdEntry(copy, i) = *ddfPdEntry(copy, 0);
+      ddfPdEntry(copy, i)->guid = guidOf("Gone", i);
+      ddfPdEntry(copy, i)->reference = i;
+    }
+  });
+  EXPECT_EQ(rig.create(0, 0, 7, "new", 128, {2}), EFI_VOLUME_FULL);
+  EXPECT_NE(rig.trouble.find("no room for more disks"), std::string::npos) << rig.trouble;
+  EXPECT_FALSE(rig.changed);
 }
 
 TEST_F(Ddf, WithoutMemoryNothingIsWritten) {
