@@ -2,6 +2,8 @@
 // together, and what is read and written back is read as the same. A change on top is refused, or leaves what is sound
 // again; it writes into no volume.
 
+#include <algorithm>
+
 #include "fuzz/pure.h"
 #include "providers/ddf_change/ddf_change.h"
 #include "tests/ddf/describe.h"
@@ -113,9 +115,11 @@ static WRITABLE writableOf(const DDF_MODEL &model, DISKS &disks, UINT32 number, 
   const DDF_DISK &disk = model.disks[number];
   WRITABLE writable = {&disks[number], disk.kind != DDF_DISK_MEMBER, {}, writes};
   for (UINT32 i = 0; disk.kind == DDF_DISK_MEMBER && i < model.sets[disk.set].pds[disk.pd].partCount; ++i) {
-    const DDF_PART &part = model.sets[disk.set].pds[disk.pd].parts[i];
-    const DDF_VOLUME &volume = model.sets[disk.set].volumes[part.volume];
-    writable.members.push_back({volume.members[part.member].start, volume.memberBlocks});
+    const DDF_PD &pd = model.sets[disk.set].pds[disk.pd];
+    const DDF_VOLUME &volume = model.sets[disk.set].volumes[pd.parts[i].volume];
+    UINT64 start = volume.members[pd.parts[i].member].start;
+    // A record may claim more, up to the metadata itself.
+    writable.members.push_back({start, start < pd.limit ? std::min(volume.memberBlocks, pd.limit - start) : 0});
   }
   return writable;
 }
