@@ -168,8 +168,16 @@ TEST_F(Ddf, ChangesFollowEachOther) {
     return ddfChangeVolume(writer, 0, 0, settings);
   }),
        {"volume 0: \"new\" optimal (entry: optimal, not initialised, read only)"});
+  step("access", EFI_SUCCESS, rig.run([](DDF_WRITER *writer) {
+    return ddfChangeVolume(writer, 0, 1, {DDF_SET_ACCESS, DDF_BLOCKED, 0, {}});
+  }),
+       {"volume 1: \"b\" optimal (entry: optimal, initialised, blocked)"});
   step("vendor's data", EFI_SUCCESS, rig.run([](DDF_WRITER *writer) {
     const DDF_SET &set = writer->model->sets[0];
+    const DDF_COPY &copy = writer->model->disks[5].copy;
+    EXPECT_EQ(ddfRecordSlot(copy, ddfRecordCapacity(copy) - 1)->signature, DDF_SPARE_SIGNATURE);
+    constexpr UINTN ROOM = sizeof(DDF_CONTROLLER_DATA::vendorData);
+    EXPECT_EQ(ddfSetVendorData(writer, 0, set.controller, ROOM + 1), EFI_INVALID_PARAMETER);
     EXPECT_EQ(set.volumes[0].record->cache[7], 0x21);
     EXPECT_EQ(set.volumes[0].record->sequence, 2u);
     EXPECT_EQ(std::memcmp(set.controller->vendorData, "made", 4), 0);
@@ -181,6 +189,7 @@ TEST_F(Ddf, ChangesFollowEachOther) {
        {"pd 1: disk 1, online failed", "\"new\" degraded (entry: degraded", "\"b\" failed (entry: failed"});
   EXPECT_EQ(rig.disks[1].kept, before[1].kept);
   step("back to work", EFI_ACCESS_DENIED, rig.create(0, 0, 7, "c", 128, {1}), {"1: has failed"});
+  step("as a spare", EFI_ACCESS_DENIED, spare(1, DDF_SPARE_GLOBAL, {}), {"1: has failed"});
   // The failed disk has records of both: it goes before them.
   step("deleted", EFI_SUCCESS, remove(1),
        {"disk 1: other", "disk 2: other", "spare for volumes 0,", "members 0@0, 1@0 missing"});
@@ -200,6 +209,16 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   step("failed spare", EFI_SUCCESS, fail(3), {"pd 3: disk 4, online failed, type none"});
   step("all", EFI_SUCCESS, rig.run([](DDF_WRITER *writer) { return ddfDeleteSet(writer, 0); }),
        {"disk 0: other\n", "disk 1: other\n", "disk 2: other\n", "disk 4: other\n"});
+}
+
+// Of a set that others made, whose member ends where no other can begin.
+TEST_F(Ddf, MembersBeginInGapsAtWholeGrains) {
+  Rig rig(2);
+  ASSERT_EQ(rig.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
+  changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { ddfRecordSlot(copy, 0)->memberBlocks = 1021; });
+  EXPECT_EQ(rig.create(0, 0, 7, "within", 128, {0}, 512), EFI_VOLUME_FULL);
+  EXPECT_EQ(rig.create(0, 0, 7, "behind", 128, {0}), EFI_SUCCESS) << rig.trouble;
+  EXPECT_NE(readText(rig.disks).find("members 0@1024"), std::string::npos) << readText(rig.disks);
 }
 
 TEST_F(Ddf, RecordsAndListsEnd) {
