@@ -218,7 +218,7 @@ REFUSED = (  # method, URI, body, status, message, property
     ("PATCH", ONE, '{"DisplayName":' + "[" * 100000 + "]" * 100000 + "}", 400, "UnrecognizedRequestBody", ""),
     ("PATCH", ONE, {}, 400, "EmptyJSON", ""),
     ("PATCH", ONE, {"@odata.etag": "x"}, 400, "NoOperation", ""),
-    ("PATCH", ONE, {"Colour": "red"}, 400, "PropertyUnknown", "Colour"),
+    ("PATCH", ONE, {"Colour": "red", "Shape": 7}, 400, "PropertyUnknown", "Colour"),  # both, the first one first
     ("PATCH", ONE, {"Links": {"Oem": {}}}, 400, "PropertyUnknown", "Links/Oem"),
     ("PATCH", ONE, {"RAIDType": "RAID6"}, 400, "PropertyNotWritable", "RAIDType"),
     ("PATCH", ONE, {"Status": {}}, 400, "PropertyNotWritable", "Status"),

@@ -39,7 +39,7 @@ static void diffPartners(DIFF *diff, DIFFERENCE_OBJECT kind, const DIFF_OBJECT &
     putDescription(&difference.New, kind, oldObject.Partner->Node);
     addDifference(diff->Out, difference);
   }
-  if (kind == DIFFERENCE_DISK && isMoved(diff, oldObject)) {
+  if (kind == DIFFERENCE_DISK && isMoved(oldObject)) {
     DIFFERENCE difference = wholeDifference(DIFFERENCE_MOVED, kind, oldObject);
     putPlace(&difference.Old, oldObject);
     putPlace(&difference.New, *oldObject.Partner);

@@ -58,7 +58,7 @@ static bool isExempt(const FIELD_WALK &walk, const CHAR8 *element) {
     case EXEMPT_ALWAYS:
       return true;
     case EXEMPT_MOVED:
-      return walk.Kind == DIFFERENCE_DISK && isMoved(walk.Diff, *walk.Object);
+      return walk.Kind == DIFFERENCE_DISK && isMoved(*walk.Object);
     case EXEMPT_REPLACED:
       return isReplaced(walk.Kind, *walk.Object);
     }

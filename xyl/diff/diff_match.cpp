@@ -42,17 +42,13 @@ static void addPlaceIn(TEXT_KEYS *keys, const DIFF_OBJECT &disk, const CHAR8 *ki
 }
 
 // The new document's enclosure in which the disk of either side stands, or null.
-static const XML_NODE *newEnclosure(const DIFF *diff, DIFF_SIDE side, const DIFF_OBJECT &disk) {
-  if (side == DIFF_NEW) {
-    return disk.Holder;
-  }
-  const DIFF_OBJECT *holder = objectWithId(diff, DIFF_OLD, DIFFERENCE_ENCLOSURE, childText(disk.Holder, "ObjectID"));
-  return holder != nullptr && holder->Partner != nullptr ? holder->Partner->Node : nullptr;
+static const DIFF_OBJECT *newEnclosure(DIFF_SIDE side, const DIFF_OBJECT &disk) {
+  return side == DIFF_NEW ? disk.Holder : disk.Holder->Partner;
 }
 
 // Disks in enclosures are in the same place when their enclosures are partners; where one of the two is in none, the
 // enclosure's id that both name decides.
-static void addPlace(TEXT_KEYS *keys, const DIFF *diff, DIFF_SIDE side, const DIFF_OBJECT &disk) {
+static void addPlace(TEXT_KEYS *keys, const DIFF *, DIFF_SIDE side, const DIFF_OBJECT &disk) {
   const CHAR8 *id = childText(disk.Node, "EnclosureObjectID");
   bool isOld = side == DIFF_OLD;
   if (!isInEnclosure(disk)) {
@@ -60,7 +56,7 @@ static void addPlace(TEXT_KEYS *keys, const DIFF *diff, DIFF_SIDE side, const DI
     addPlaceIn(keys, disk, isOld ? "old direct" : "new direct", id);
     return;
   }
-  const XML_NODE *enclosure = newEnclosure(diff, side, disk);
+  const DIFF_OBJECT *enclosure = newEnclosure(side, disk);
   if (enclosure != nullptr) {
     CHAR8 address[21];
     formatDecimal(address, reinterpret_cast<UINTN>(enclosure));

@@ -16,8 +16,8 @@ static constexpr OBJECT_ELEMENT g_elements[DIFFERENCE_OBJECT_COUNT] = {
     {nullptr, false}, {"Enclosure", false}, {"PD", true}, {"VD", false}};
 
 // Appends the holder's objects; counts only while Items is null.
-static void appendObjects(DIFF_OBJECTS *objects, const XML_NODE *holder, const OBJECT_ELEMENT &element) {
-  for (const XML_NODE *node = childNamed(holder, element.Element); node != nullptr; node = nextSame(node)) {
+static void appendObjects(DIFF_OBJECTS *objects, const DIFF_OBJECT *holder, const OBJECT_ELEMENT &element) {
+  for (const XML_NODE *node = childNamed(holder->Node, element.Element); node != nullptr; node = nextSame(node)) {
     if (objects->Items != nullptr) {
       objects->Items[objects->Count] = {node, holder, nullptr};
     }
@@ -25,12 +25,14 @@ static void appendObjects(DIFF_OBJECTS *objects, const XML_NODE *holder, const O
   }
 }
 
-static void appendAll(DIFF_OBJECTS *objects, const XML_NODE *adapter, const OBJECT_ELEMENT &element) {
-  const XML_NODE *enclosure = element.InEnclosures ? childNamed(adapter, "Enclosure") : nullptr;
-  for (; enclosure != nullptr; enclosure = nextSame(enclosure)) {
-    appendObjects(objects, enclosure, element);
+// Of a document whose objects of the kinds before this one are there.
+static void appendAll(DIFF_OBJECTS *document, UINTN kind) {
+  const OBJECT_ELEMENT &element = g_elements[kind];
+  const DIFF_OBJECTS &enclosures = document[DIFFERENCE_ENCLOSURE];
+  for (UINT32 i = 0; element.InEnclosures && i < enclosures.Count; ++i) {
+    appendObjects(&document[kind], &enclosures.Items[i], element);
   }
-  appendObjects(objects, adapter, element);
+  appendObjects(&document[kind], document[DIFFERENCE_ADAPTER].Items, element);
 }
 
 EFI_STATUS collectObjects(DIFF *diff, DIFF_SIDE side, const XML_NODE *adapter) {
@@ -38,7 +40,7 @@ EFI_STATUS collectObjects(DIFF *diff, DIFF_SIDE side, const XML_NODE *adapter) {
     DIFF_OBJECTS *objects = &diff->Objects[side][kind];
     UINT32 count = 1;
     if (kind != DIFFERENCE_ADAPTER) {
-      appendAll(objects, adapter, g_elements[kind]);
+      appendAll(diff->Objects[side], kind);
       count = objects->Count;
     }
     objects->Items = poolNew<DIFF_OBJECT>(count + 1);
@@ -49,7 +51,7 @@ EFI_STATUS collectObjects(DIFF *diff, DIFF_SIDE side, const XML_NODE *adapter) {
     if (kind == DIFFERENCE_ADAPTER) {
       objects->Items[objects->Count++] = {adapter, nullptr, nullptr};
     } else {
-      appendAll(objects, adapter, g_elements[kind]);
+      appendAll(diff->Objects[side], kind);
     }
     for (UINT32 i = 0; i < objects->Count; ++i) {
       addKey(&objects->Ids, &objects->Items[i], childText(objects->Items[i].Node, "ObjectID"));
@@ -93,7 +95,7 @@ bool sameChild(const XML_NODE *a, const XML_NODE *b, const CHAR8 *name) {
 }
 
 bool isInEnclosure(const DIFF_OBJECT &disk) {
-  return textEqual(disk.Holder->Name, "Enclosure");
+  return textEqual(disk.Holder->Node->Name, "Enclosure");
 }
 
 bool isReplaced(DIFFERENCE_OBJECT kind, const DIFF_OBJECT &object) {
@@ -110,18 +112,15 @@ bool isReplaced(DIFFERENCE_OBJECT kind, const DIFF_OBJECT &object) {
 }
 
 // Whether a disk of each side stand in the same enclosure. Enclosures have their partners before disks do.
-static bool sameHolder(const DIFF *diff, const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
-  if (!isInEnclosure(a) || !isInEnclosure(b)) {
-    return equalChild(a.Node, b.Node, "EnclosureObjectID");
-  }
-  const DIFF_OBJECT *holder = objectWithId(diff, DIFF_OLD, DIFFERENCE_ENCLOSURE, childText(a.Holder, "ObjectID"));
-  return holder != nullptr && holder->Partner != nullptr && holder->Partner->Node == b.Holder;
+static bool sameHolder(const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
+  return isInEnclosure(a) && isInEnclosure(b) ? a.Holder->Partner == b.Holder
+                                              : equalChild(a.Node, b.Node, "EnclosureObjectID");
 }
 
-bool isMoved(const DIFF *diff, const DIFF_OBJECT &oldDisk) {
+bool isMoved(const DIFF_OBJECT &oldDisk) {
   const DIFF_OBJECT &newDisk = *oldDisk.Partner;
   return !equalChild(oldDisk.Node, newDisk.Node, "Slot") || !equalChild(oldDisk.Node, newDisk.Node, "Port") ||
-         !sameHolder(diff, oldDisk, newDisk);
+         !sameHolder(oldDisk, newDisk);
 }
 
 // --- Words ---
@@ -143,7 +142,7 @@ void putObjectName(TEXT *text, DIFFERENCE_OBJECT kind, const XML_NODE *node) {
 void putPlace(TEXT *text, const DIFF_OBJECT &disk) {
   if (isInEnclosure(disk)) {
     putText(text, "enclosure ");
-    putText(text, childText(disk.Holder, "ObjectID"));
+    putText(text, childText(disk.Holder->Node, "ObjectID"));
   } else {
     putText(text, "direct, port ");
     putText(text, childText(disk.Node, "Port"));

@@ -9,7 +9,7 @@ enum DIFF_SIDE { DIFF_OLD, DIFF_NEW, DIFF_SIDE_COUNT };
 // An object of one document. Its partner is what it is compared with in the other document, or null.
 struct DIFF_OBJECT {
   const XML_NODE *Node;
-  const XML_NODE *Holder; // the enclosure or adapter that a disk is in
+  const DIFF_OBJECT *Holder; // the enclosure or adapter that a disk is in
   DIFF_OBJECT *Partner;
 };
 
@@ -44,7 +44,7 @@ bool isInEnclosure(const DIFF_OBJECT &disk);
 // Whether two partners are two things all the same: another disk in a place, another adapter.
 bool isReplaced(DIFFERENCE_OBJECT kind, const DIFF_OBJECT &object);
 // Whether a disk stands elsewhere than its partner.
-bool isMoved(const DIFF *diff, const DIFF_OBJECT &oldDisk);
+bool isMoved(const DIFF_OBJECT &oldDisk);
 
 // "disk 1003" and the like; where a disk is; what an object is, in a few words.
 void putObjectName(TEXT *text, DIFFERENCE_OBJECT kind, const XML_NODE *node);
