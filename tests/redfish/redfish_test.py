@@ -6,6 +6,7 @@ Resources are also compared with the standard's own schemas, where the folder SO
 import http.client
 import json
 import os
+import pathlib
 import subprocess
 import sys
 import tempfile
@@ -232,6 +233,7 @@ REFUSED = (  # method, URI, body, status, message, property
      "Links/DedicatedSpareDrives"),
     ("DELETE", STORAGE + "/Volumes/9", None, 404, "ResourceMissingAtURI", ""),
     ("DELETE", STORAGE + "/Drives/1001", None, 405, "OperationNotAllowed", ""),
+    ("PATCH", ONE + "/Actions/Volume.CheckConsistency", {}, 405, "OperationNotAllowed", ""),
     ("DELETE", ONE, {"@Redfish.OperationApplyTime": "OnReset"}, 400, "PropertyValueNotInList",
      "@Redfish.OperationApplyTime"),
     ("POST", VOLUMES, {"RAIDType": "RAID1"}, 400, "CreateFailedMissingReqProperties", "Links/Drives"),
@@ -295,6 +297,12 @@ def write_files():
     xyl(*words, "-o", "saved.xml", "--force", code=2)
     xyl("redfish", "saved.xml", "three", "-o", "x", code=2)
     xyl("redfish", "--request", "/dev/null", "DELETE", "--preset", "demo", code=2)
+    saved = pathlib.Path("saved.xml").read_text()
+    pathlib.Path("fixed.xml").write_text(saved.replace("<Editable>true", "<Editable>false"))
+    pathlib.Path("rate.json").write_text('{"ControllerRates": {"RebuildRatePercent": 40}}')
+    words = ("redfish", "--request", "rate.json", "PATCH", STORAGE + "/Controllers/0")
+    check("<Value>40</Value>" in xyl(*words, "saved.xml"), "no rate")
+    check("PropertyNotWritable" in xyl(*words, "fixed.xml", code=4), "a rate that cannot be set")
 
 
 with tempfile.TemporaryDirectory() as place:
