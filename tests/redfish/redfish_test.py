@@ -287,6 +287,8 @@ def write_files():
     xyl("redfish", "saved.xml", "one")
     xyl("redfish", "two/deep", "--controller", "box.json")
     check(not subprocess.run(["diff", "-r", "one", "two/deep"], check=False).returncode, "trees differ")
+    server = json.loads(pathlib.Path("one/redfish/v1/Chassis/Server/index.json").read_text())
+    check(not server["Links"]["Drives"], "drives in enclosures are the server's, too")
     xyl("redfish", "saved.xml", "one", code=4)
     xyl("redfish", "saved.xml", "one", "--force")
     os.makedirs("other/redfish/v1")
