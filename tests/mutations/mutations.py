@@ -39,7 +39,7 @@ LIKELY = {"driver/controller/": "live binding", "driver/xml/": "xml inventory", 
 DISK_TESTS = "ddf disk_controller soak power_cuts fuzz.replay xyl"
 REACH = {"providers/ddf/": DISK_TESTS, "providers/ddf_change/": DISK_TESTS, "providers/disk_controller/": DISK_TESTS,
          "providers/health/": "health", "xyl/packed_start/": "packed_start",
-         "xyl/": "xyl soak schema.json report.pages redfish.clients readme.story readme.redfish"}
+         "xyl/": "xyl soak fuzz.replay schema.json report.pages redfish.clients readme.story readme.redfish"}
 
 # The sanitizers judge; a fault that takes ever more memory must not take the machine's.
 ENVIRONMENT = dict(os.environ, ASAN_OPTIONS="hard_rss_limit_mb=3000", UBSAN_OPTIONS="print_stacktrace=0")

@@ -112,8 +112,20 @@ TEST_F(Volumes, ShareDisks) {
   EXPECT_EQ(volumes[1].record.Size, 3 * (ROOM - (500ULL << 20)));
   EXPECT_EQ(volumes[1].PDs[0], ids[2]);
   EXPECT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {volumes[0].record.ObjectID}), EFI_SUCCESS);
+  EXPECT_EQ(disk(0).record.UsedSize, ROOM - (500ULL << 20));
   EXPECT_EQ(create(world, LEVEL_5, members(3)), EFI_VOLUME_FULL); // the room is in front of what is there
   EXPECT_STREQ(simStateFault(world.sim), nullptr);
+}
+
+TEST_F(Volumes, GoWithTheirLastDisk) {
+  ASSERT_EQ(simMakeForeign(world.sim, LEVEL_1, ids.data(), 2), EFI_SUCCESS);
+  ASSERT_EQ(simFailDisk(world.sim, ids[1]), EFI_SUCCESS);
+  EXPECT_EQ(simPullDisk(world.sim, ids[0]), EFI_SUCCESS);
+  EXPECT_EQ(world.sim->foreignDisks.count, 1U);
+  EXPECT_EQ(simPullDisk(world.sim, ids[1]), EFI_SUCCESS);
+  EXPECT_EQ(world.sim->foreignDisks.count, 0U);
+  ASSERT_EQ(simReinsertDisk(world.sim, ids[1], 301, 1), EFI_SUCCESS);
+  EXPECT_EQ(disk(1).record.State, RAID_STATE_FAILED) << "a failed disk comes back as one";
 }
 
 TEST_F(Volumes, DegradeAndFailByTheirLevel) {
