@@ -60,8 +60,8 @@ TEST(Diff, RecognisesThings) {
        "1 !sed -z 's/RAID 10\\(<.RAIDLevel>\\n          <R\\)/RAID 1\\1/g; "
        "s/>RAID 10\\(<.RAIDLevel>\\n            <MinDisks>\\)4/>RAID 1\\12/g'" +
            diff +
-           "adapter changed, RAID level desc RAID 10: present -> -\nvirtual disk 4 \"Archive\" changed, RAID level: "
-           "RAID 10 -> RAID 1\ndifferences: 2\n",
+           "adapter changed, RAID level desc RAID 10: present -> -\nadapter changed, RAID level desc RAID 1: - -> "
+           "present\nvirtual disk 4 \"Archive\" changed, RAID level: RAID 10 -> RAID 1\ndifferences: 3\n",
        "1 !sed 's/<MaxDisks>256</<MaxDisks>255</'" + diff +
            "adapter changed, RAID level desc RAID 10, max disks: 256 -> 255\n|RAID 50, max disks|RAID 60, max disks|"
            "virtual disk 4 \"Archive\" changed, level, max disks: 256 -> 255\n",

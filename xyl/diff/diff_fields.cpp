@@ -196,7 +196,7 @@ struct KEYED_SIDE {
   TEXT_KEYS Keys;
 };
 
-// Compares an element with the other side's first one of the same key; what both have is compared once, for the old.
+// Compares an element with its partner of the other side, if any; what both have is compared once, for the old.
 static void diffOneKeyed(const FIELD_WALK &walk, DIFF_SIDE side, const XML_NODE *mine, const XML_NODE *other,
                          const FIELD_TABLE &fields) {
   if (other != nullptr && side == DIFF_NEW) {
@@ -217,7 +217,8 @@ static void diffOneKeyed(const FIELD_WALK &walk, DIFF_SIDE side, const XML_NODE 
   freeText(&prefix);
 }
 
-// Compares the elements of that name that have the same text in their child key, along fields.
+// Compares the elements of that name that have the same text in their child key, along fields: of several with one text
+// the first with the first, the second with the second.
 static void diffKeyed(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD_ROW &row, const FIELD_ROW &inner,
                       const FIELD_TABLE &fields) {
   KEYED_SIDE sides[DIFF_SIDE_COUNT] = {{childNamed(pair.Old, inner.Element), {}},
@@ -233,7 +234,7 @@ static void diffKeyed(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD
   inside.Element = row.Element;
   for (UINTN i = 0; i < DIFF_SIDE_COUNT && !EFI_ERROR(walk.Diff->Out->Status); ++i) {
     for (const XML_NODE *mine = sides[i].First; mine != nullptr; mine = nextSame(mine)) {
-      const void *other = thingNamed(sides[DIFF_NEW - i].Keys, childText(mine, fields.Rows[0].Element));
+      const void *other = takeNamed(&sides[DIFF_NEW - i].Keys, childText(mine, fields.Rows[0].Element));
       diffOneKeyed(inside, static_cast<DIFF_SIDE>(i), mine, static_cast<const XML_NODE *>(other), fields);
     }
   }

@@ -109,3 +109,12 @@ const void *thingNamed(const TEXT_KEYS &keys, const CHAR8 *text) {
   UINT32 place = firstEqual(keys, {text, textLength(text)});
   return place < keys.Count ? keys.Items[place].Thing : nullptr;
 }
+
+const void *takeNamed(TEXT_KEYS *keys, const CHAR8 *text) {
+  UINT32 first = firstEqual(*keys, {text, textLength(text)});
+  if (first == keys->Count) {
+    return nullptr;
+  }
+  UINT32 &next = keys->Items[first].Next;
+  return next < keys->Count && equalKeys(*keys, next, first) ? keys->Items[next++].Thing : nullptr;
+}

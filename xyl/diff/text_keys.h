@@ -36,3 +36,6 @@ bool equalKeys(const TEXT_KEYS &keys, UINT32 a, UINT32 b);
 
 // The thing whose key of one part, the first added of equal ones, is text; or null.
 const void *thingNamed(const TEXT_KEYS &keys, const CHAR8 *text);
+
+// The same, but each call takes the next of equal ones; null behind the last.
+const void *takeNamed(TEXT_KEYS *keys, const CHAR8 *text);
