@@ -250,11 +250,12 @@ TEST_F(XylShell, ManualIsTheHelp) {
 
 TEST_F(XylShell, RebuildWantsATypedYes) {
   ASSERT_EQ(run(u"get -o saved.xml"), EFI_SUCCESS);
+  world_.sim->adapter.Name[7] = u'\a'; // a bell
   for (const char *keys : {"no\r", "\r", "yess\r", "yesno\b\byes\r", "yes\x1b", "yex\bs\r"}) {
     bool yes = std::string(keys) == "yex\bs\r";
     world_.firmware.typeKeys(keys);
     expect(u"restore saved.xml --rebuild --partial --no-backup", yes ? EFI_SUCCESS : EFI_ABORTED,
-           "Go on with Harrier R6 Integrated, PCI 03:00.0, WWN 5EEDADA000001000? Type yes: ");
+           "Go on with Harrier?R6 Integrated, PCI 03:00.0, WWN 5EEDADA000001000? Type yes: ");
     EXPECT_EQ(said("ResetConfig"), yes) << keys;
   }
 }
