@@ -208,8 +208,8 @@ static void changeOnTop(DISKS &disks, FuzzInput input) {
   ddfFree(model);
 }
 
-// Of six disks, read five times: a header may claim half a MiB for each of the six sections of both copies, of which one
-// is kept.
+// Of six disks, read five times: a header may claim half a MiB for each of the six sections of both copies, of which
+// one is kept.
 constexpr uint64_t COPY = 6 * 1024 * DDF_SECTOR;
 static constexpr FUZZ_LIMITS COST = {{8 * COPY, 0}, {6 * 5 * 2 * COPY, 0}, {300000000, 100000}};
 
