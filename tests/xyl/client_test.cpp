@@ -178,15 +178,19 @@ TEST(Xyl, RebuildIsShownConfirmedAndReported) {
       {"0 !cp lab.json demo.json",
        // The demo's key is in no document.
        "2 restore saved.xml --rebuild --yes $LAB => the security key, whose passphrase|--partial",
-       "2 restore saved.xml --rebuild --partial $LAB => Controller: Harrier R6 Integrated, PCI 03:|"
+       "2 restore saved.xml --rebuild --partial $LAB => Controller: Harrier R6 Integrated, PCI 03:00.0, WWN "
+       "5EEDADA000001000\n|"
        "  virtual disk 2 \"Data\", RAID 5, 4.00 TB, on disks 1003, 1004, 1005, 1006\n|  the security key\n|"
        "Disks that lose their contents: 1001, 1002, 1003, 1004, 1005, 1006, 1012, 1013, 1014, 1015, 1016, 1017\n|"
        "  hot spares on disks 1007, 1008\n|Saved disks without a partner: -\n|--yes",
        "0 !cmp lab.json demo.json && test $(ls | wc -l) = 3",
        "0 " + REBUILD +
-           " => The rebuild destroys|   6  RemoveCtrlKey         Success   -                     -\n|"
-           "   8  CreateVD              Success   -                     virtual disk System, RAID 1, disks 1002, |"
-           "  14  ChangePD              Success   -                     disk 1008 disk-07.enclosure-0.adapter-0, hot |"
+           " => The rebuild destroys|Saved disks without a partner: -\n|   6  RemoveCtrlKey         Success   -        "
+           "             -\n|"
+           "   8  CreateVD              Success   -                     virtual disk System, RAID 1, disks 1002, "
+           "1001\n|"
+           "  14  ChangePD              Success   -                     disk 1008 disk-07.enclosure-0.adapter-0, hot "
+           "spare Global\n|"
            "What no restore brings back:\n|key id: demo-key-1 -> -\nthe restore succeeded on Harrier",
        "0 !head -c 13 log.xml => <RaidRestore>", "0 !cmp log.before.xml saved.xml",
        // What was kept is not lost by the next one.
@@ -236,8 +240,8 @@ TEST(Xyl, ImportComesBeforeARebuild) {
        "bring back with their data|\"Data\", RAID 5, 4.00 TB: 4 of its 4 disks",
        "2 " + REBUILD + " => 'xyl import' may bring|--discard-foreign. Nothing was changed",
        "0 !cmp lab.json foreign.json", "0 import $LAB => IMPORT_FOREIGN|the import succeeded on Harrier",
-       "1 restore saved.xml $LAB => adapter replaced|could not do:\n  disk 1007 changed, hotspare: |the restore "
-       "succeeded",
+       "1 restore saved.xml $LAB => adapter replaced|could not do:\n  disk 1007 changed, hotspare: Dedicated "
+       "-> -\n|the restore succeeded",
        "0 show $LAB => Virtual disks: 5\n", "4 import $LAB => Not Found",
        "0 !mv foreign.json lab.json; xyl sim pull lab.json 1003",
        "1 plan saved.xml $LAB => \"Data\", RAID 5, 4.00 TB: 3 of its 4 disks are here",
@@ -246,7 +250,8 @@ TEST(Xyl, ImportComesBeforeARebuild) {
        "0 get --controller host.json -o host.xml", "0 sim foreign host.json 0 1003 1004",
        "0 plan host.xml --rebuild --controller host.json => lose their contents: 1001, 1002, 1003, 1004",
        "0 sim replace-adapter host.json",
-       "2 restore host.xml --rebuild --partial --yes --controller host.json => 1 of the saved |lie on foreign"});
+       "2 restore host.xml --rebuild --partial --yes --controller host.json => 1 of the saved virtual disks lie on "
+       "foreign"});
 }
 
 TEST(Xyl, ApplyRunsAndReportsAndKeepsTheState) {
@@ -261,8 +266,8 @@ TEST(Xyl, ApplyRunsAndReportsAndKeepsTheState) {
   std::string printed = client.expect(
       {"4 apply misspelt.xml $LAB => 1 of the 2 methods in 'misspelt.xml' cannot be read",
        "0 show $LAB => Virtual disks: 5\n",
-       "2 apply changes.xml $LAB => Controller: Harrier|   1  Delete        virtual disk 5 \"Fast\", |"
-       " 480.10 GB: DESTROYED, with all data\n   2  Lock          the adapter\n|--yes. Nothing was changed",
+       "2 apply changes.xml $LAB => Controller: Harrier|   1  Delete        virtual disk 5 \"Fast\", RAID 1, "
+       "480.10 GB: DESTROYED, with all data\n   2  Lock          the adapter\n|--yes. Nothing was changed",
        "0 show $LAB => Virtual disks: 5\n",
        "4 apply changes.xml --yes $LAB --log-file log.xml =>    1  DELETE                Success   -  |"
        "  virtual disk 5\n|   2  LOCK                  Fail      |the change failed on Harrier"});
@@ -289,7 +294,8 @@ TEST(Xyl, PlanOfChangesSaysWhatIsDestroyed) {
        plan("0", "SecureErase" + adapter) + "the security key, |DESTROYED",
        plan("0", "Init" + volume + "<OID>2</OID>") + "\"Data\", RAID 5, 4.00 TB: DESTROYED",
        plan("0", create) + "virtual disk \"New\", RAID 1, on disk 1009; disk 1010\n",
-       plan("0", "Create" + volume + "<OID>1009</OID><OID>1003</OID>") + "data on disk 1003, beside which |: AT RISK",
+       plan("0", "Create" + volume + "<OID>1009</OID><OID>1003</OID>") +
+           "data on disk 1003, beside which there is room: AT RISK",
        plan("0", "Change\"><ObjectType>Physical Disk</ObjectType><OID>1018</OID>") + "  Change        disk 1018\n",
        // With a saved configuration a disk is the one in the same place.
        "0 sim replace-disk lab.json 1009", plan("1", create) + "disk 1009 (not there)",
