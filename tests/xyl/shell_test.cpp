@@ -230,7 +230,8 @@ TEST_F(XylShell, ChoosesAmongControllers) {
   expect(u"delete 3 --yes -c 03:00.0", EFI_INVALID_PARAMETER, "'03:00.0' is the name of 2 controllers");
   second->adapter.record.WWN = 0x5EEDADA000001000ULL;
   EXPECT_EQ(run(u"list", /* balanced= */ false), EFI_SUCCESS);
-  EXPECT_TRUE(said("  2  Harrier H2 Host Adapter, PCI 03:00.0, WWN 5EEDADA000001000\n     virtual disks: 1 Online\n"));
+  EXPECT_TRUE(said("  2  Harrier H2 Host Adapter, PCI 03:00.0, WWN 5EEDADA000001000\n     virtual disks: 1 Online\n    "
+                   " disks: 2 Online, 2 Ready\n"));
   // What names leave with the firmware by contract, given back for the books.
   for (SIM_CONTROLLER *sim : {world_.sim, second}) {
     while (sim->books.out.count != 0) {

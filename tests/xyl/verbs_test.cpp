@@ -11,7 +11,8 @@ TEST(Verbs, WriteDocumentsThatWork) {
   } cases[] = {
       {"create --level 1 --disks disk-07.enclosure-1.adapter-0,1:6 --name 'A<&>B' --size 0.5TB --stripe 128k "
        "--cache 'write through,enabled' --spare 1020",
-       "<OID>1019<|<OID>1018<|<Name>A&lt;&amp;&gt;B<|<CachePolicy>Direct I/O<|Write Through<|Adaptive Read Ahead<|"
+       "<OID>1019<|<OID>1018<|<Name>A&lt;&amp;&gt;B<|<Size>500000000000<|128 Kb|<CachePolicy>Direct I/O<|Write "
+       "Through<|Adaptive Read Ahead<|"
        "<DiskPolicy>Enabled<|<OID>1020<|Dedicated<|<VD>1048576<",
        "<ObjectID>1020<|Dedicated<|<VD>6<|<ObjectID>6<|A&lt;&amp;&gt;B<|RAID 1<|500000000000<|128 Kb<|Write Through<"},
       // Three of 4 TB there are, and two of 900 GB that are smaller.
@@ -23,7 +24,8 @@ TEST(Verbs, WriteDocumentsThatWork) {
       {"spare 302:8", "<OID>1020<|Global<", "<ObjectID>1020<|Global<"},
       {"spare 1008 --remove", "<OID>1008<|Not Hotspare<", nullptr},
       {"set 'copy back=off' rebuild=44 patrolread=manual 'patrol read=20'",
-       "<Name>Rebuild<|<Value>44<|<Name>Patrol Read<|<Value>20<",
+       "<CopyBackMode>Off<|<CorrectUnconfiguredAreas>True<|<PatrolReadMode>Manual<|<Name>Rebuild<|<Value>44<|<Name>"
+       "Patrol Read<|<Value>20<",
        "<CopyBackMode>Off<|<CorrectUnconfiguredAreas>True<|<PatrolReadMode>Manual<|<Value>44<|<Value>20<"},
       {"set correct=false", "<PatrolReadMode>Auto<", "<CopyBackMode>On w/ SMART</CopyBackMode>\n"},
       {"key rekey --key-id k2 --passphrase-file key --old-passphrase-file old",
