@@ -5,23 +5,27 @@ fuzz.py [SECONDS] [TARGET...]   each target for that long (60), on its corpus be
         --sum SECONDS           that long in sum over the targets instead
         --jobs N                so many at a time
         --no-results            leaves RESULTS.md alone
-        --grow                  runs nothing; adds what reached new code to fuzz/corpus/, small inputs first
+        --grow                  runs nothing; adds what reached new code to fuzz/evolved/TARGET.tar.xz, small inputs first
 """
 import argparse
 import concurrent.futures
 import datetime
 import hashlib
+import lzma
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
+import tarfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FUZZ = ROOT / "fuzz"
 RESULTS = FUZZ / "RESULTS.md"
 INTERRUPTED = 72  # libFuzzer's exit code then
-ROOM = 32768  # bytes that a target's corpus may grow by at a time
+UNPACKED = ROOT / "build/fuzz/fuzz/evolved"  # by the build
+ROOM = 32768  # bytes that a target's evolved inputs may grow by at a time
 
 HEAD = """# What the fuzzers ran
 
@@ -64,8 +68,8 @@ def run(name, seconds):
     work = work_of(name)
     options = [f"-max_total_time={seconds}", "-timeout=30", "-reload=0", "-print_final_stats=1", f"-artifact_prefix={work}/"]
     with open(work / "log", "wb") as log:
-        done = subprocess.run(command(name, *options, f"{work}/corpus", f"fuzz/corpus/{name}"), cwd=ROOT, env=environment(),
-                              stdout=log, stderr=subprocess.STDOUT)
+        done = subprocess.run(command(name, *options, f"{work}/corpus", f"fuzz/corpus/{name}", UNPACKED / name), cwd=ROOT,
+                              env=environment(), stdout=log, stderr=subprocess.STDOUT)
     text = (work / "log").read_text(errors="replace")
     if done.returncode != 0:
         what = "stopped" if done.returncode == INTERRUPTED else "FAULT"
@@ -110,20 +114,34 @@ def record(results):
     RESULTS.write_text(HEAD + "".join(lines))
 
 
+def pack(name, files):
+    """The same inputs give the same archive."""
+    with lzma.open(FUZZ / "evolved" / f"{name}.tar.xz", "wb", preset=9) as packed, \
+            tarfile.open(fileobj=packed, mode="w", format=tarfile.USTAR_FORMAT) as archive:
+        for file in sorted(files, key=lambda file: file.name):
+            entry = tarfile.TarInfo(file.name)
+            entry.size = file.stat().st_size
+            with open(file, "rb") as content:
+                archive.addfile(entry, content)
+
+
 def grow(name):
-    """Edges alone decide here, not how often they were passed: a corpus is replayed by every ./run test."""
-    corpus = FUZZ / "corpus" / name
-    before = set(corpus.iterdir())
-    options = ["-merge=1", "-use_counters=0", str(corpus), f"{work_of(name)}/corpus"]
+    """Edges alone decide here, not how often they were passed: what is kept is replayed by every ./run test."""
+    merged = work_of(name) / "merged"
+    shutil.rmtree(merged, ignore_errors=True)
+    for known in (FUZZ / "corpus" / name, UNPACKED / name):
+        shutil.copytree(known, merged, dirs_exist_ok=True)
+    before = set(merged.iterdir())
+    options = ["-merge=1", "-use_counters=0", str(merged), f"{work_of(name)}/corpus"]
     subprocess.run(command(name, *options), cwd=ROOT, env=environment(), check=True, stdout=subprocess.DEVNULL,
                    stderr=subprocess.DEVNULL)
-    kept = size = 0
-    for file in sorted(set(corpus.iterdir()) - before, key=lambda file: file.stat().st_size):
-        if size + file.stat().st_size > ROOM:
-            file.unlink()
-        else:
-            kept, size = kept + 1, size + file.stat().st_size
-    print(f"{name:12} {kept} inputs more, {size:,} bytes", flush=True)
+    kept, size = [], 0
+    for file in sorted(set(merged.iterdir()) - before, key=lambda file: file.stat().st_size):
+        if size + file.stat().st_size <= ROOM:
+            kept.append(file)
+            size += file.stat().st_size
+    pack(name, [*(UNPACKED / name).iterdir(), *kept])
+    print(f"{name:12} {len(kept)} inputs more, {size:,} bytes", flush=True)
 
 
 def main():

@@ -1,9 +1,10 @@
-// Runs every file of the corpora through its target, without an engine, each target in a process of its own, since a
-// process has one firmware. FUZZ_TARGETS comes from the build: X(name) each.
+// Runs every file of the folders' corpora through its target, without an engine, each target in a process of its own,
+// since a process has one firmware. FUZZ_TARGETS comes from the build: X(name) each.
 
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -25,7 +26,7 @@ struct TARGET {
 static const TARGET g_targets[] = {FUZZ_TARGETS};
 #undef X
 
-static int replayAll(const TARGET &target, const std::filesystem::path &folder) {
+static bool replayAll(const TARGET &target, const std::filesystem::path &folder) {
   std::set<std::filesystem::path> files(std::filesystem::directory_iterator(folder), {});
   std::printf("%s: %zu inputs\n", target.name, files.size());
   for (const std::filesystem::path &file : files) {
@@ -35,18 +36,21 @@ static int replayAll(const TARGET &target, const std::filesystem::path &folder) 
     std::string bytes{std::istreambuf_iterator<char>(stream), {}};
     target.run(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
   }
-  return files.empty() ? 1 : 0;
+  return !files.empty();
 }
 
 int main(int argc, char **argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: %s CORPUS-FOLDER\n", argv[0]);
+  if (argc < 2) {
+    std::fprintf(stderr, "usage: %s FOLDER...\n", argv[0]);
     return 2;
   }
   for (const TARGET &target : g_targets) {
     pid_t child = fork();
     if (child == 0) {
-      std::exit(replayAll(target, std::filesystem::path(argv[1]) / target.name));
+      bool isWhole = std::all_of(argv + 1, argv + argc, [&](const char *folder) {
+        return replayAll(target, std::filesystem::path(folder) / target.name);
+      });
+      std::exit(isWhole ? 0 : 1);
     }
     int status = 0;
     if (child < 0 || waitpid(child, &status, 0) != child || status != 0) {
