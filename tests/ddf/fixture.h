@@ -8,11 +8,12 @@
 #include "base/pool.h"
 #include "tests/ddf/describe.h"
 #include "tests/ddf/disks.h"
+#include "tests/support/paths.h"
 
 // Calls test with the name and the disks of every recording.
 template <class TEST> void forEachRecording(TEST test) {
   size_t count = 0;
-  for (const auto &entry : std::filesystem::directory_iterator(GOLDEN_DIR)) {
+  for (const auto &entry : std::filesystem::directory_iterator(goldenDir())) {
     if (entry.path().extension() == ".disks") {
       SCOPED_TRACE(entry.path().stem());
       DISKS disks = loadDisks(entry.path());

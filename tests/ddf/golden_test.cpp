@@ -6,6 +6,7 @@
 #include <set>
 
 #include "tests/ddf/fixture.h"
+#include "tests/support/paths.h"
 #include "tests/support/world.h"
 
 TEST_F(Ddf, RecordingsReadAsTheirModels) {
@@ -58,7 +59,7 @@ TEST_F(Ddf, CopiesAreWrittenAsMdadmWroteThem) {
 
 // A new set that is given the names of mdadm's own has the same headers, and the same sections but for the entries.
 TEST_F(Ddf, NewCopiesAreLaidOutAsMdadmDoes) {
-  DISKS disks = loadDisks(GOLDEN_DIR "/empty.disks");
+  DISKS disks = loadDisks(goldenDir() + "/empty.disks");
   DDF_MODEL *model = readModel(disks);
   ASSERT_NE(model, nullptr);
   const DDF_COPY &theirs = model->disks[0].copy;
@@ -104,8 +105,8 @@ TEST_F(Ddf, DisksLeftBehindAreBroughtToWhatMdadmWrote) {
                {"disks-behind", "rebuilt"}, {"secondary-newer", "rebuilt"}};
   for (const auto &row : cases) {
     SCOPED_TRACE(row.from);
-    DISKS from = loadDisks(std::string(GOLDEN_DIR "/") + row.from + ".disks");
-    DISKS to = loadDisks(std::string(GOLDEN_DIR "/") + row.to + ".disks");
+    DISKS from = loadDisks(goldenDir() + "/" + row.from + ".disks");
+    DISKS to = loadDisks(goldenDir() + "/" + row.to + ".disks");
     DDF_MODEL *model = readModel(from), *wanted = readModel(to);
     for (UINT32 i = 0; i < model->diskCount; ++i) {
       DDF_COPY copy;

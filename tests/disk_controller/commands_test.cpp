@@ -1,6 +1,7 @@
 // Commands that change what the disks keep: what is written for what is asked, and what is refused before a write.
 #include "providers/disk_controller/settings.h"
 #include "tests/disk_controller/machine.h"
+#include "tests/support/paths.h"
 
 #include <cstring>
 #include <regex>
@@ -339,7 +340,7 @@ TEST(DiskCommands, Adapter) {
 
 // A set of Linux's keeps what Linux wrote there.
 TEST(DiskCommands, SettingsBesideLinux) {
-  DISKS disks = loadDisks(GOLDEN_DIR "/levels.disks");
+  DISKS disks = loadDisks(goldenDir() + "/levels.disks");
   Machine machine(disks);
   RAID_ADAPTER_RECORD settings = {};
   settings.CopyBackMode = RAID_MODE_PRESENT | RAID_COPY_BACK_MODE_ON;

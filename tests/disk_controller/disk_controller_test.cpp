@@ -5,6 +5,7 @@
 
 #include "tests/ddf/fixture.h"
 #include "tests/disk_controller/machine.h"
+#include "tests/support/paths.h"
 
 namespace {
 
@@ -39,8 +40,8 @@ TEST(DiskController, InventoriesOfRecordings) {
 
 // Places that one number cannot tell apart, and sets that came together.
 TEST(DiskController, IdsAreUnique) {
-  DISKS disks = loadDisks(GOLDEN_DIR "/levels.disks");
-  DISKS more = loadDisks(GOLDEN_DIR "/alone.disks");
+  DISKS disks = loadDisks(goldenDir() + "/levels.disks");
+  DISKS more = loadDisks(goldenDir() + "/alone.disks");
   size_t first = disks.size();
   disks.insert(disks.end(), more.begin(), more.end());
   disks.resize(102);
@@ -61,7 +62,7 @@ TEST(DiskController, IdsAreUnique) {
 
 // A caller of the protocol: odd blocks, ids, and what is given back.
 TEST(DiskController, Commands) {
-  DISKS disks = loadDisks(GOLDEN_DIR "/levels.disks");
+  DISKS disks = loadDisks(goldenDir() + "/levels.disks");
   Machine machine(disks);
   EXPECT_EQ(name(machine.run(RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, {1025001, 7})), name(EFI_NOT_FOUND));
   EXPECT_EQ(name(machine.run(RAID_COMMAND_GET, RAID_OBJECT_BATTERY)), name(EFI_UNSUPPORTED));

@@ -6,6 +6,7 @@
 #include "base/pool.h"
 #include "tests/power_cuts/readings.h"
 #include "tests/power_cuts/rig.h"
+#include "tests/support/paths.h"
 
 namespace {
 
@@ -63,7 +64,7 @@ DISKS disksOf(const STORY &story) {
     setSystemTable(firmware.systemTable());
     disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 300}, /* extraDisks= */ 0, {15, 15, 4, 16});
   } else if (start != FRESH) {
-    return loadDisks(GOLDEN_DIR "/" + start + ".disks");
+    return loadDisks(goldenDir() + "/" + start + ".disks");
   }
   disks.resize(story.disks, {TEST_DISK_SECTORS, {}});
   return disks;

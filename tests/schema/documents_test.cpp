@@ -4,6 +4,7 @@
 #include "driver/xml/xml.h"
 #include "tests/live/request_text.h"
 #include "tests/support/kept_state.h"
+#include "tests/support/paths.h"
 #include "validator.h"
 
 static void expectValid(const std::string &schema, const std::string &document) {
@@ -41,7 +42,7 @@ TEST(Documents, InventoriesAndRestoreLogs) {
 }
 
 TEST(Documents, Examples) {
-  for (const auto &entry : std::filesystem::directory_iterator(RAIDXYL_SOURCE_DIR "/tests/firmware/documents")) {
+  for (const auto &entry : std::filesystem::directory_iterator(sourceDir() + "/tests/firmware/documents")) {
     World world("demo");
     expectValidChange(world, sourceFile("tests/firmware/documents/" + entry.path().filename().string()));
   }

@@ -2,6 +2,7 @@
 
 #include <libxml/xmlschemas.h>
 
+#include "tests/support/paths.h"
 #include <map>
 #include <memory>
 
@@ -14,7 +15,7 @@ static xmlSchema *rulesOf(const std::string &schema) {
   static std::map<std::string, OWNED<xmlSchema>> known;
   auto found = known.find(schema);
   if (found == known.end()) {
-    std::string path = RAIDXYL_SOURCE_DIR "/schema/" + schema;
+    std::string path = sourceDir() + "/schema/" + schema;
     OWNED<xmlSchemaParserCtxt> parser(xmlSchemaNewParserCtxt(path.c_str()), xmlSchemaFreeParserCtxt);
     found = known.emplace(schema, OWNED<xmlSchema>(xmlSchemaParse(parser.get()), xmlSchemaFree)).first;
   }

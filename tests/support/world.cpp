@@ -1,4 +1,5 @@
 #include "tests/support/world.h"
+#include "tests/support/paths.h"
 
 #include <cstring>
 #include <fstream>
@@ -228,7 +229,7 @@ void World::expectBalanced(const std::string &where) {
 }
 
 std::string sourceFile(const std::string &name) {
-  std::ifstream file(RAIDXYL_SOURCE_DIR "/" + name, std::ios::binary);
+  std::ifstream file(sourceDir() + "/" + name, std::ios::binary);
   std::stringstream text;
   text << file.rdbuf();
   EXPECT_TRUE(file.good()) << name;
@@ -237,7 +238,7 @@ std::string sourceFile(const std::string &name) {
 
 void expectGolden(const std::string &name, const std::string &text) {
   if (std::getenv("GOLDEN") != nullptr) {
-    std::ofstream(RAIDXYL_SOURCE_DIR "/tests/" + name, std::ios::binary) << text;
+    std::ofstream(sourceDir() + "/tests/" + name, std::ios::binary) << text;
   }
   EXPECT_EQ(text, sourceFile("tests/" + name)) << name;
 }

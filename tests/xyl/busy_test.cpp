@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "tests/support/paths.h"
 #include "xyl/host/files.h"
 #include "xyl/host_front/busy.h"
 
@@ -30,7 +31,7 @@ TEST(Busy, CountsAndErasesItsLine) {
 // Whoever waits gets the lock as soon as it is free, however long that takes.
 TEST(FileLock, WaitsForTheOtherOne) {
   FileLock first, second;
-  const std::string file = RAIDXYL_SOURCE_DIR "/README.md";
+  const std::string file = sourceDir() + "/README.md";
   ASSERT_EQ(first.take(file, std::chrono::milliseconds(0)), EFI_SUCCESS);
   EXPECT_EQ(second.take(file, std::chrono::milliseconds(1)), EFI_NOT_READY);
   std::atomic<bool> taken = false;

@@ -14,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/paths.h"
 #include "xyl/xyl.h"
 
 // A front that appends all that is written to a text.
@@ -70,7 +71,7 @@ public:
       size_t arrow = std::min(step.find(" => "), step.size());
       std::string line = step[2] == '!' ? step.substr(3, arrow - 3) : "xyl " + step.substr(2, arrow - 2);
       std::string start =
-          "PATH=" RAIDXYL_BINARY_DIR "/xyl:$PATH LAB='--controller lab.json'; cd '" + folder_ + "work'; { ";
+          "PATH=" + binaryDir() + "/xyl:$PATH LAB='--controller lab.json'; cd '" + folder_ + "work'; { ";
       int status = std::system((start + line + "; } </dev/null >../out 2>../error").c_str());
       std::string error = read("../error");
       printed = read("../out") + error;

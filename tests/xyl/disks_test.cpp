@@ -1,7 +1,8 @@
 // The controller over disk images.
 #include "client.h"
+#include "tests/support/paths.h"
 
-static const std::string UNPACK = "!" RAIDXYL_SOURCE_DIR "/tests/firmware/unpack_disks.py " GOLDEN_DIR "/";
+static const std::string UNPACK = "!" + sourceDir() + "/tests/firmware/unpack_disks.py " + goldenDir() + "/";
 
 TEST(Disks, AreServedLikeAnyController) {
   Client client("empty");

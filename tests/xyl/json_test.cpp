@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include "client.h"
+#include "tests/support/paths.h"
 #include "xyl/output/output.h"
 
 using nlohmann::json;
@@ -63,7 +64,7 @@ TEST(Controls, AreShownNotSent) {
 
 TEST(Colours, AreForTerminalsOnly) {
   for (const std::string environment : {"TERM=xterm", "TERM=xterm NO_COLOR=1", "TERM=dumb"}) {
-    std::string text = onTerminal(environment + " " RAIDXYL_BINARY_DIR "/xyl/xyl show --preset demo");
+    std::string text = onTerminal(environment + " " + binaryDir() + "/xyl/xyl show --preset demo");
     bool isColoured = environment == "TERM=xterm";
     EXPECT_NE(text.find(isColoured ? "\x1b[32mOnline\x1b[0m  " : "Online  VD 1"), std::string::npos) << text;
     EXPECT_EQ(text.find('\x1b') != std::string::npos, isColoured);

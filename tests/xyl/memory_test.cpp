@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "client.h"
+#include "tests/support/paths.h"
 
 // How often part stands in the memory that the process may write to.
 static size_t countInMemory(pid_t process, const std::string &part) {
@@ -39,7 +40,7 @@ static pid_t runToItsEnd(const std::string &folder, const std::string &arguments
   pid_t process = fork();
   if (process == 0) {
     ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-    std::string line = "cd '" + folder + "' && exec " RAIDXYL_BINARY_DIR "/xyl/xyl " + arguments + " >/dev/null 2>&1";
+    std::string line = "cd '" + folder + "' && exec " + binaryDir() + "/xyl/xyl " + arguments + " >/dev/null 2>&1";
     setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // it cannot look for leaks in a traced process
     execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
     _exit(127);

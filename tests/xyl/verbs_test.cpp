@@ -1,5 +1,6 @@
 // The verbs: the documents that they write, what these do, and what is refused before anything is sent.
 #include "client.h"
+#include "tests/support/paths.h"
 
 // Each document is valid, showing it changes nothing, and what it does is found in the inventory.
 TEST(Verbs, WriteDocumentsThatWork) {
@@ -37,7 +38,7 @@ TEST(Verbs, WriteDocumentsThatWork) {
     const std::string verb = std::string(row.verb) + " $LAB", yes = verb[0] == 'i' ? "" : " --yes";
     client.expect({"0 sim new --preset demo lab.json --force", "0 !cp lab.json before.json",
                    "0 !xyl " + verb + " --show | tee shown => " + row.shown,
-                   "0 !xmllint --noout --schema " RAIDXYL_SOURCE_DIR "/schema/changes.xsd shown 2>/dev/null",
+                   "0 !xmllint --noout --schema " + sourceDir() + "/schema/changes.xsd shown 2>/dev/null",
                    "0 !cmp lab.json before.json", "0 " + verb + yes + " => Success|succeeded on Harrier"});
     if (row.now != nullptr) {
       client.expect({std::string("0 get $LAB => ") + row.now});
@@ -109,8 +110,7 @@ TEST(Verbs, RefuseBeforeAnythingIsSent) {
 
 TEST(Verbs, PassphrasesAreTypedUnseen) {
   Client client("demo");
-  const std::string line = "cd '" + client.folder() +
-                           "' && " RAIDXYL_BINARY_DIR
+  const std::string line = "cd '" + client.folder() + "' && " + binaryDir() +
                            "/xyl/xyl key rekey --key-id typed --controller lab.json; stty -a | grep -o -- '-*echo '";
   const struct {
     std::vector<std::string> answers;
