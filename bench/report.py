@@ -224,11 +224,10 @@ def read_firmware(folder):
 def image_part(builds):
     rows = []
     for build in builds:
-        for image, size, unpacked, code, constants, rooms in sizes.measure(build):
+        for image, size, code, constants, rooms in sizes.measure(build):
             largest = ", ".join(f"{room} {count:,}" for room, count in rooms.most_common(6))
-            rows.append([f"{build.name}, {image}", f"{size:,}", f"{unpacked:,}" if unpacked else "", f"{code:,}",
-                         f"{constants:,}", largest])
-    return table(["build, image", "file", "unpacked", "code", "read-only data", "where most of them are"], rows)
+            rows.append([f"{build.name}, {image}", f"{size:,}", f"{code:,}", f"{constants:,}", largest])
+    return table(["build, image", "file", "code", "read-only data", "where most of them are"], rows)
 
 
 def main():

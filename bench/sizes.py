@@ -1,6 +1,5 @@
 #!/usr/bin/env python3
-"""Where the bytes of the images are: bytes by room, from the linker's map and the names that each room's objects define. Of
-an image that unpacks itself these are the bytes of what it unpacks.
+"""Where the bytes of the images are: bytes by room, from the linker's map and the names that each room's objects define.
 
 sizes.py EFI_BUILD...   (build/efi-x64, build/efi-aarch64: prints a table; bench/report.py uses the routines)
 """
@@ -22,12 +21,6 @@ def image_size(build, image):
     return (image_folder(build) / (image + ".efi")).stat().st_size
 
 
-def unpacked_file(build, image):
-    """What the image has packed in itself, or None."""
-    file = image_folder(build) / "unpacked" / (image + ".efi")
-    return file if file.exists() else None
-
-
 def room_of(path):
     """The room of an object; of the client's core each folder is one."""
     room = re.search(r"room_(\w+)\.dir/(.*)", path)
@@ -36,8 +29,7 @@ def room_of(path):
 
 
 def objects_of(build, image):
-    folder = "unpacked/" if unpacked_file(build, image) else ""
-    rule = re.search(rf"^build (?:\S*/)?{folder}{image}\.efi: (.*)$", (build / "build.ninja").read_text(), re.M)
+    rule = re.search(rf"^build (?:\S*/)?{image}\.efi: (.*)$", (build / "build.ninja").read_text(), re.M)
     return [build / word for word in rule[1].split() if word.endswith(".obj")]
 
 
@@ -85,22 +77,18 @@ def read_map(path, names):
 
 
 def measure(build):
-    """For each image: its name, bytes of the file, of what it unpacks or 0, of code, of read-only data, and by room."""
+    """For each image: its name, bytes of the file, of code, of read-only data, and by room."""
     for image in IMAGES:
-        unpacked = unpacked_file(build, image)
-        map_file = build / (image + ("_unpacked.map" if unpacked else ".map"))
-        rooms, sections = read_map(map_file, names_by_room(objects_of(build, image)))
-        unpacked_size = unpacked.stat().st_size if unpacked else 0
-        yield image, image_size(build, image), unpacked_size, sections[".text"], sections[".rdata"], +rooms
+        rooms, sections = read_map(build / (image + ".map"), names_by_room(objects_of(build, image)))
+        yield image, image_size(build, image), sections[".text"], sections[".rdata"], +rooms
 
 
 def main():
     for build in map(pathlib.Path, sys.argv[1:]):
         print(build.name)
-        for image, size, unpacked, _, _, rooms in measure(build):
+        for image, size, _, _, rooms in measure(build):
             parts = ", ".join(f"{room} {count:,}" for room, count in rooms.most_common())
-            whole = f"unpacked {unpacked:,}: " if unpacked else ""
-            print(f"  {image + '.efi':<15} {size:>7,}  {whole}{parts}")
+            print(f"  {image + '.efi':<15} {size:>7,}  {parts}")
 
 
 if __name__ == "__main__":

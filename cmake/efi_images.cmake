@@ -21,32 +21,14 @@ function(add_efi_image name subsystem entry)
     -lldmap:${PROJECT_BINARY_DIR}/${name}.map)
 endfunction()
 
-# add_packed_image(NAME SUBSYSTEM ENTRY ROOMS...): the same as unpacked/NAME.efi; NAME.efi has it packed in itself.
-find_program(RAIDXYL_PYTHON python3 HINTS /usr/bin REQUIRED)
-function(add_packed_image name subsystem entry)
-  add_efi_image(${name}_unpacked ${subsystem} ${entry} ${ARGN})
-  set_target_properties(${name}_unpacked PROPERTIES
-    OUTPUT_NAME ${name}
-    RUNTIME_OUTPUT_DIRECTORY ${RAIDXYL_EFI_OUTPUT}/unpacked)
-  set(script ${PROJECT_SOURCE_DIR}/cmake/pack_image.py)
-  set(packed ${PROJECT_BINARY_DIR}/${name}_packed.cpp)
-  add_custom_command(OUTPUT ${packed} DEPENDS ${name}_unpacked ${script} VERBATIM
-                     COMMAND ${RAIDXYL_PYTHON} ${script} $<TARGET_FILE:${name}_unpacked> ${packed})
-  # The table stays one, with an address: an image without relocations looks like one that cannot be moved.
-  set_source_files_properties(${packed} PROPERTIES COMPILE_OPTIONS -fno-lto)
-  add_efi_image(${name} ${subsystem} PackedEntry base xyl_packed_start)
-  target_sources(${name} PRIVATE ${packed})
-  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
-endfunction()
-
 add_efi_image(RaidXyl efi_boot_service_driver RaidXylEntry ${DRIVER_ROOMS})
 add_efi_image(XmlService efi_boot_service_driver XmlServiceEntry base unload_guard xml_service)
 add_efi_image(DebugLog efi_boot_service_driver DebugLogEntry base unload_guard debug_log)
 add_efi_image(RaidSim efi_boot_service_driver RaidSimEntry base answers levels sim_controller)
 add_efi_image(RaidDisks efi_boot_service_driver RaidDisksEntry base answers ddf ddf_change disk_controller)
 add_efi_image(RaidHealth efi_boot_service_driver RaidHealthEntry base health)
-add_packed_image(xyl efi_application XylEntry ${DRIVER_ROOMS} xyl_core xyl_firmware xyl_shell_front)
-add_packed_image(RaidBoot efi_application MediumEntry ${DRIVER_ROOMS} xyl_core xyl_firmware xyl_medium_front)
+add_efi_image(xyl efi_application XylEntry ${DRIVER_ROOMS} xyl_core xyl_firmware xyl_shell_front)
+add_efi_image(RaidBoot efi_application MediumEntry ${DRIVER_ROOMS} xyl_core xyl_firmware xyl_medium_front)
 
 # What only the runs in firmware need: the guest's own checks, and the benchmark.
 add_freestanding_room(tests/firmware/guest)

@@ -62,12 +62,11 @@ check_marks() {
     " Type: ExtendedDLLCharacteristics (0x14) ExtendedCharacteristics [ (0x40) " ] || complain "is not marked for that"
 }
 
-# How large an image may be: flash has little room. Who needs more looks first at what ./run efi says of the rooms. Those
-# below unpacked/ are packed into those of their name.
+# How large an image may be: flash has little room. Who needs more looks first at what ./run efi says of the rooms.
 limit_of() {
   case $1 in
   RaidXyl) echo "$driver_limit" ;;
-  unpacked/*) echo $((192 * 1024)) ;;
+  xyl | RaidBoot) echo $((192 * 1024)) ;;
   XmlService) echo $((22 * 1024)) ;;
   DebugLog) echo $((12 * 1024)) ;;
   *) echo $((96 * 1024)) ;;
@@ -97,7 +96,7 @@ trap 'rm -f "$headers" "$headers.bad"' EXIT
 for image in RaidXyl XmlService DebugLog RaidSim RaidDisks RaidHealth; do
   check_image "$image" EFI_BOOT_SERVICE_DRIVER
 done
-for image in xyl RaidBoot unpacked/xyl unpacked/RaidBoot; do
+for image in xyl RaidBoot; do
   check_image $image EFI_APPLICATION
 done
 [ "$failures" -eq 0 ]

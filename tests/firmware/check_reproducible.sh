@@ -26,7 +26,7 @@ fi
 
 differences=0
 compared=0
-for file in build/$folder/*.efi build/$folder/guest/*.efi build/$folder/unpacked/*.efi; do
+for file in build/$folder/*.efi build/$folder/guest/*.efi; do
   name=${file#build/"$folder"/}
   compared=$((compared + 1))
   cmp "$file" "$images/$name" || differences=$((differences + 1))

@@ -63,8 +63,6 @@ check providers/disk_controller free $shared providers/ddf providers/ddf_change 
 providers="$providers providers/sim_controller providers/disk_controller"
 check host_firmware host
 
-check xyl/packed_start free # what unpacks the client knows nothing of it
-
 # The client's core, bottom up; each folder may use those before it.
 below="$driver xyl"
 for room in output command_line documents steps guard controllers show diff plan verdict change verbs transcript jobs; do
