@@ -1,3 +1,4 @@
+#include "base/text.h"
 #include "providers/health/findings.h"
 #include "providers/health/health.h"
 
@@ -9,6 +10,7 @@ static const EFI_GUID g_readyToBootGuid = EFI_EVENT_GROUP_READY_TO_BOOT;
 
 // --- Names: firmware shows them above the messages ---
 
+static constexpr CHAR8 LANGUAGES[] = "en-US";
 static CHAR16 g_driverName[] = u"RAID health";
 // The last name that was asked for; it stays good until the next one is.
 static CHAR16 *g_controllerName;
@@ -16,6 +18,9 @@ static CHAR16 *g_controllerName;
 static EFI_STATUS EFIAPI getDriverName(EFI_COMPONENT_NAME2_PROTOCOL *, const CHAR8 *language, CHAR16 **name) {
   if (language == nullptr || name == nullptr) {
     return EFI_INVALID_PARAMETER;
+  }
+  if (!textEqual(language, LANGUAGES)) {
+    return EFI_UNSUPPORTED;
   }
   *name = g_driverName;
   return EFI_SUCCESS;
@@ -27,7 +32,8 @@ static EFI_STATUS EFIAPI getControllerName(EFI_COMPONENT_NAME2_PROTOCOL *, EFI_H
     return EFI_INVALID_PARAMETER;
   }
   void *mgmt = nullptr;
-  if (child != nullptr || EFI_ERROR(g_bootServices->HandleProtocol(controller, &g_managementGuid, &mgmt))) {
+  if (!textEqual(language, LANGUAGES) || child != nullptr ||
+      EFI_ERROR(g_bootServices->HandleProtocol(controller, &g_managementGuid, &mgmt))) {
     return EFI_UNSUPPORTED;
   }
   poolFree(g_controllerName);
@@ -36,7 +42,7 @@ static EFI_STATUS EFIAPI getControllerName(EFI_COMPONENT_NAME2_PROTOCOL *, EFI_H
   return g_controllerName == nullptr ? EFI_UNSUPPORTED : EFI_SUCCESS;
 }
 
-static EFI_COMPONENT_NAME2_PROTOCOL g_names = {getDriverName, getControllerName, "en-US"};
+static EFI_COMPONENT_NAME2_PROTOCOL g_names = {getDriverName, getControllerName, LANGUAGES};
 
 // --- When answers are old: a boot is attempted, or a controller has come ---
 

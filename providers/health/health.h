@@ -10,12 +10,12 @@
 extern "C" EFI_STATUS EFIAPI RaidHealthEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable);
 
 // A controller is Healthy or Failed: every other state makes the boot manager act, and nothing that it could do helps.
-// Asked of no controller in particular: of all together, without messages. A first question to a controller costs a Get
-// of its virtual disks and one of its disks; the answer is kept until healthForget. Messages are the caller's pool
-// memory, null for a healthy controller or in a firmware without a database of texts, and can be read until then. There
-// is no form, and Repair has nothing to do.
-//   EFI_INVALID_PARAMETER  no place for the status, or a child without its controller
-//   EFI_UNSUPPORTED        a child, or a handle without the protocol; every Repair
+// Asked of no controller in particular: of all together, without messages; the child is ignored then. A first question
+// to a controller costs a Get of its virtual disks and one of its disks; the answer is kept until healthForget.
+// Messages are the caller's pool memory, null for a healthy controller or in a firmware without a database of texts,
+// and can be read until then. There is no form, and Repair has nothing to do.
+//   EFI_INVALID_PARAMETER  no place for the status
+//   EFI_UNSUPPORTED        a child of a controller, or a handle without the protocol; every Repair
 //   EFI_OUT_OF_RESOURCES   no memory
 extern EFI_DRIVER_HEALTH_PROTOCOL g_driverHealth;
 

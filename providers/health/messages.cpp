@@ -4,6 +4,7 @@
 #include "base/text.h"
 
 static const EFI_GUID g_databaseGuid = EFI_HII_DATABASE_PROTOCOL_GUID;
+// The lists' own, but for their number in the first part.
 static const EFI_GUID g_listGuid = {0x6f1f6b52, 0x8d0c, 0x4a77, {0x9b, 0x1e, 0x53, 0x0a, 0xe4, 0x27, 0xc8, 0x90}};
 
 // --- The languages ---
@@ -122,7 +123,7 @@ static void putLanguage(UINT8 *&at, const LANGUAGE &language, const POOL_ARRAY<F
   copyBytes(start + offsetof(EFI_HII_STRING_PACKAGE_HEADER, Language), language.Tag, textLength(language.Tag) + 1);
 }
 
-static UINT8 *makeList(const POOL_ARRAY<FINDING> &findings) {
+static UINT8 *makeList(const POOL_ARRAY<FINDING> &findings, UINT32 number) {
   UINT8 *list = static_cast<UINT8 *>(poolAllocate(mostBytes(findings.count)));
   if (list == nullptr) {
     return nullptr;
@@ -135,6 +136,7 @@ static UINT8 *makeList(const POOL_ARRAY<FINDING> &findings) {
   copyBytes(at, &end, sizeof(end));
   at += sizeof(end);
   EFI_HII_PACKAGE_LIST_HEADER header = {g_listGuid, static_cast<UINT32>(at - list)};
+  header.Guid.Data1 += number;
   copyBytes(list, &header, sizeof(header));
   return list;
 }
@@ -145,7 +147,8 @@ static EFI_HII_DATABASE_PROTOCOL *database() {
   return EFI_ERROR(status) ? nullptr : static_cast<EFI_HII_DATABASE_PROTOCOL *>(found);
 }
 
-EFI_STATUS publishMessages(const POOL_ARRAY<FINDING> &findings, EFI_HANDLE driver, EFI_HII_HANDLE *handle) {
+EFI_STATUS publishMessages(const POOL_ARRAY<FINDING> &findings, EFI_HANDLE driver, UINT32 number,
+                           EFI_HII_HANDLE *handle) {
   *handle = nullptr;
   EFI_HII_DATABASE_PROTOCOL *texts = database();
   if (texts == nullptr) {
@@ -153,7 +156,7 @@ EFI_STATUS publishMessages(const POOL_ARRAY<FINDING> &findings, EFI_HANDLE drive
   }
   constexpr UINT32 most = 0xFFFFFF / (1 + TEXT_CAPACITY * sizeof(CHAR16)) - 2; // a package's length has 24 bits
   static_assert(most < 0xFFFF - MESSAGE_FIRST);
-  UINT8 *list = findings.count <= most ? makeList(findings) : nullptr;
+  UINT8 *list = findings.count <= most ? makeList(findings, number) : nullptr;
   if (list == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }

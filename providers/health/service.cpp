@@ -50,7 +50,7 @@ static EFI_STATUS ask(KEPT *kept) {
   POOL_ARRAY<FINDING> findings = {};
   EFI_STATUS status = findFaults(kept->Mgmt, &findings);
   if (!EFI_ERROR(status) && findings.count != 0) {
-    status = publishMessages(findings, g_textsOwner, &kept->Texts);
+    status = publishMessages(findings, g_textsOwner, g_kept.count, &kept->Texts);
   }
   kept->FindingCount = findings.count;
   poolFree(findings.items);
@@ -125,7 +125,7 @@ static EFI_STATUS EFIAPI getHealthStatus(EFI_DRIVER_HEALTH_PROTOCOL *, EFI_HANDL
   if (form != nullptr) {
     *form = nullptr;
   }
-  if (health == nullptr || (controller == nullptr && child != nullptr)) {
+  if (health == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
   *health = EfiDriverHealthStatusHealthy;

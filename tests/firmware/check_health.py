@@ -73,7 +73,7 @@ class Console:
 
 
 def health_page(console):
-    """The help text beside the controller on the firmware's page."""
+    """The firmware's page, with the messages beside the first and, once it is selected, the second controller."""
     console.want("Device Manager")
     console.select("take you to the Device Manager")
     console.press(b"\r")
@@ -82,7 +82,11 @@ def health_page(console):
     console.want("RAID health Harrier R6 Integrated")
     console.want("Failed.")
     console.read_until("nothing more", seconds=3)
-    return console.text()
+    page = console.text()
+    assert page.count("RAID health Harrier R6 Integrated") == 3, f"not three controllers on the page:\n{page}"
+    console.press(DOWN)
+    console.read_until("nothing more", seconds=3)
+    return page + console.text()
 
 
 def printed_lines(console, language):

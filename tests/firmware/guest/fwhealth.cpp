@@ -1,5 +1,5 @@
 // fwhealth.efi: a boot option that asks driver health about simulated controllers, prints what it is told, one line a
-// message ("health LANGUAGE: ..."), and leaves a controller with a failed disk behind for the firmware's own page.
+// message ("health LANGUAGE: ..."), and leaves three controllers with a failed disk behind for the firmware's own page.
 #include "base/pool.h"
 #include "base/print.h"
 #include "images.h"
@@ -9,6 +9,7 @@
 #include "world.h"
 
 static constexpr EFI_GUID g_healthGuid = EFI_DRIVER_HEALTH_PROTOCOL_GUID;
+static constexpr EFI_GUID g_nameGuid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
 static constexpr EFI_GUID g_stringGuid = EFI_HII_STRING_PROTOCOL_GUID;
 static constexpr UINTN CALIBRATION_MICROSECONDS = 100000;
 
@@ -63,6 +64,7 @@ static void printMessages(const EFI_DRIVER_HEALTH_HII_MESSAGE *messages, const C
 
 static void checkFailed(EFI_HANDLE controller) {
   EFI_DRIVER_HEALTH_PROTOCOL *health = locateHealth();
+  check(healthOfAll() == EfiDriverHealthStatusFailed, u"all together are not well");
   EFI_DRIVER_HEALTH_STATUS result = EfiDriverHealthStatusHealthy;
   EFI_DRIVER_HEALTH_HII_MESSAGE *messages = nullptr;
   EFI_STATUS status = health->GetHealthStatus(health, controller, nullptr, &result, &messages, nullptr);
@@ -72,6 +74,29 @@ static void checkFailed(EFI_HANDLE controller) {
     printMessages(messages, "de-DE");
     poolFree(messages);
   }
+}
+
+static void checkNames(EFI_HANDLE image, EFI_HANDLE controller) {
+  auto names = static_cast<EFI_COMPONENT_NAME2_PROTOCOL *>(interfaceOn(image, &g_nameGuid));
+  CHAR16 *name = nullptr;
+  static constexpr const CHAR8 *languages[] = {"zz-ZZ", "en-US"};
+  for (const CHAR8 *language : languages) {
+    EFI_STATUS wanted = language == languages[0] ? EFI_UNSUPPORTED : EFI_SUCCESS;
+    check(names->GetDriverName(names, language, &name) == wanted &&
+              names->GetControllerName(names, controller, nullptr, language, &name) == wanted,
+          u"names in %a", language);
+  }
+}
+
+// Every controller that there is, which is ill; so many of them.
+static void checkAllFailed(UINTN wanted) {
+  UINTN count = 0;
+  EFI_HANDLE *controllers = handlesWith(&g_mgmtGuid, &count);
+  check(count == wanted, u"%lu controllers", count);
+  for (UINTN i = 0; i < count; i++) {
+    checkFailed(controllers[i]);
+  }
+  poolFree(controllers);
 }
 
 // The first answer about the largest controller, and one that was kept.
@@ -96,6 +121,7 @@ static void measure() {
 
 static constexpr CHAR16 LARGE[] = u"large";
 static constexpr CHAR16 FAILED[] = u"demo failed";
+static constexpr CHAR16 OTHER[] = u"direct failed";
 
 extern "C" EFI_STATUS EFIAPI FwHealthEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);
@@ -113,8 +139,12 @@ extern "C" EFI_STATUS EFIAPI FwHealthEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *s
   checkFailed(controller);
   unload(health);
   check(locateHealth() == nullptr, u"nothing stays of driver health");
-  load(image, u"\\RaidHealth.efi", nullptr, 0);
-  checkFailed(controller);
+  health = load(image, u"\\RaidHealth.efi", nullptr, 0);
+  checkNames(health, controller);
+  load(image, u"\\RaidSim.efi", OTHER, sizeof(OTHER));
+  checkAllFailed(2);
+  load(image, u"\\RaidSim.efi", OTHER, sizeof(OTHER));
+  checkAllFailed(3);
   EFI_STATUS status = reportEnd(u"health");
   Print(u"health done\n");
   return status;
