@@ -4,7 +4,6 @@
 #include "base/text.h"
 
 static constexpr UINTN PRINT_CAPACITY = 320;
-static constexpr UINTN PIECE_CAPACITY = 128;
 
 struct STATUS_TEXT {
   EFI_STATUS Status;
@@ -167,9 +166,9 @@ static void putStatusWords(OUTPUT &out, const CONVERSION &conversion, EFI_STATUS
     putText(out, conversion, text);
     return;
   }
-  CHAR8 digits[9];
-  formatHex(digits, status & 0xFFFFFFFFU, 8);
-  putField(out, conversion, digits, 8);
+  CHAR8 digits[17];
+  formatHex(digits, status, 16);
+  putField(out, conversion, digits, 16);
 }
 
 static void putGuid(OUTPUT &out, const CONVERSION &conversion, const EFI_GUID *guid) {
@@ -362,14 +361,14 @@ static void putConsole(CHAR16 *text) {
   }
 }
 
-void printText(const CHAR8 *text) {
-  CHAR16 piece[PIECE_CAPACITY];
+void printText(const CHAR8 *text, const CHAR8 *second, const CHAR8 *third) {
+  const CHAR8 *pieces[] = {text, second, third};
+  CHAR16 line[PRINT_CAPACITY];
   UINTN length = 0;
-  do {
-    length = textWiden(piece, text, PIECE_CAPACITY - 1);
-    putConsole(piece);
-    text += length;
-  } while (*text != 0);
+  for (const CHAR8 *piece : pieces) {
+    length += textWiden(line + length, piece, PRINT_CAPACITY - 1 - length);
+  }
+  putConsole(line);
 }
 
 UINTN EFIAPI Print(const CHAR16 *format, ...) {

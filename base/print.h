@@ -14,7 +14,7 @@
 //   p          as lX
 //   a, s S     8-bit text, UCS-2 text
 //   c          one UCS-2 character
-//   r          EFI_STATUS as text
+//   r          EFI_STATUS as text; one without a name as 16 hexadecimal digits
 //   g, t       EFI_GUID *, EFI_TIME *
 //   %          a percent sign, without an argument
 // Another type prints its letter and passes over one argument. Null texts print as "<null string>".
@@ -23,9 +23,9 @@ UINTN formatText(CHAR16 *buffer, UINTN capacity, const CHAR16 *format, EFI_VA_LI
 // The text of a status as %r prints it, or null for one without a name.
 const CHAR8 *statusText(EFI_STATUS status);
 
-// Writes a text without conversions to the console, if there is one. An image that prints nothing else does without the
-// formatting.
-void printText(const CHAR8 *text);
+// Writes up to three texts, one behind the other, to the console in one call, if there is one; what is beyond 319
+// characters is cut. An image that prints nothing else does without the formatting.
+void printText(const CHAR8 *text, const CHAR8 *second = "", const CHAR8 *third = "");
 
 // Formats at most 319 characters and writes them to the console, if there is one. Returns the number of characters
 // formatted.

@@ -22,6 +22,7 @@ static EFI_STATUS EFIAPI outputString(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *, const C
   if (string == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
+  g_console->calls++;
   for (; *string != 0; ++string) {
     if (*string != u'\r') {
       appendUtf8(g_console->written, *string);

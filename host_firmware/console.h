@@ -9,6 +9,7 @@ struct CONSOLE {
   EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL out; // one console at a time: the callbacks reach it through g_console
   EFI_SIMPLE_TEXT_INPUT_PROTOCOL in;
   std::string written; // UTF-8 with line feeds
+  uint64_t calls;      // that wrote it
   std::deque<CHAR16> keys;
 };
 

@@ -92,6 +92,10 @@ std::string Firmware::takeConsole() {
   return std::exchange(state_->console.written, {});
 }
 
+uint64_t Firmware::consoleCalls() const {
+  return state_->console.calls;
+}
+
 void Firmware::setConsolePresent(bool present) {
   state_->systemTable.ConOut = present ? &state_->console.out : nullptr;
 }

@@ -64,6 +64,8 @@ public:
 
   // What was written to the console since the last call, as UTF-8 with line feeds.
   std::string takeConsole();
+  // How many calls have written to the console so far.
+  uint64_t consoleCalls() const;
   // Removes or restores the system table's ConOut.
   void setConsolePresent(bool present);
   // Characters that ConIn gives to the reader, in order.

@@ -42,9 +42,7 @@ static const CHAR8 *declinedModel(const RAID_PCI_IDENTITY &id) {
 static void printNumber(const CHAR8 *what, UINT32 value) {
   CHAR8 digits[17];
   formatShortHex(digits, value);
-  printText(what);
-  printText(digits);
-  printText("\n");
+  printText(what, digits, "\n");
 }
 
 static EFI_STATUS EFIAPI supported(EFI_DRIVER_BINDING_PROTOCOL *, EFI_HANDLE controller, EFI_DEVICE_PATH_PROTOCOL *) {

@@ -38,8 +38,7 @@ static UINT32 compareModes(const RAID_ADAPTER_RECORD *live, const RAID_ADAPTER_R
     if (check.LogLine != nullptr) {
       LogPrint(LOG_WARN, VERIFY, check.LogLine);
     } else {
-      printText(VERIFY);
-      printText(check.ConsoleLine);
+      printText(VERIFY, check.ConsoleLine);
     }
     result = VERIFY_CONFIG_CHANGE;
   }

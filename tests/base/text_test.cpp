@@ -69,7 +69,7 @@ TEST(Print, WhatTheLibraryHasNotIsPrintedAsUefiPrintsIt) {
       {formatted(64, u"%a %s", static_cast<CHAR8 *>(nullptr), static_cast<CHAR16 *>(nullptr)),
        u"<null string> <null string>"},
       {formatted(64, u"%r, %r", EFI_NOT_FOUND, EFI_SUCCESS), u"Not Found, Success"},
-      {formatted(64, u"%r", EFI_ERROR_CODE(0x12345)), u"00012345"},
+      {formatted(64, u"%r", EFI_ERROR_CODE(0x12345)), u"8000000000012345"},
       {formatted(64, u"%*d|%-*d|%*d|%.*a", UINTN{4}, 7, UINTN{4}, 7, -3, 7, UINTN{2}, "abc"), u"   7|7   |7  |ab"},
       {formatted(64, u"%g|%g", &guid, nullptr), u"13F6F5D9-02F8-4976-A070-7B23B1A3A226|<null guid>"},
       {formatted(64, u"%t|%19t|%t", &time, &time, nullptr), u"03/09/2026  07:05|  03/09/2026  07:05|<null time>"},
@@ -79,7 +79,7 @@ TEST(Print, WhatTheLibraryHasNotIsPrintedAsUefiPrintsIt) {
       {formatted(8, u"%-*d", UINTN{0x7FFFFFFF}, 7), u"7      "},
       {formatted(64, u"%.0a|%.9S|%-6.2s|%4c", "gone", u"short", u"cut", UINT64{'!'}), u"|short|cu    |   !"},
       {formatted(64, u"%12r|%-12r|%r", EFI_TIMEOUT, EFI_TIMEOUT, UINT64{0xABCDEF12}),
-       u"    Time out|Time out    |ABCDEF12"},
+       u"    Time out|Time out    |00000000ABCDEF12"},
       {formatted(64, u"%a", "\xE9"), u"\u00E9"},
       {formatted(64, u"cut %"), u"cut "},
   };
@@ -89,12 +89,13 @@ TEST(Print, WhatTheLibraryHasNotIsPrintedAsUefiPrintsIt) {
   }
 }
 
-TEST(Print, PlainTextsAreWrittenWholeWhereThereIsAConsole) {
+TEST(Print, PlainTextsAreOneLineWhereThereIsAConsole) {
   Firmware firmware;
   setSystemTable(firmware.systemTable());
-  std::string text(300, '.'); // more than is widened at once
-  printText(text.c_str());
-  EXPECT_EQ(firmware.takeConsole(), text);
+  std::string text(300, '.');
+  printText(text.c_str(), "0123456789", "012345678|cut");
+  EXPECT_EQ(firmware.takeConsole(), text + "0123456789012345678");
+  EXPECT_EQ(firmware.consoleCalls(), 1U);
   firmware.setConsolePresent(false);
   printText("nobody sees this");
 }

@@ -34,6 +34,7 @@ TEST(Binding, PublishesTheTableAndTellsTheIdentity) {
   World world;
   EXPECT_EQ(world.console(), "Entered Binding start\nAbout to do get AdapterAdapter VendorID : 4E54\n"
                              "Adapter DeviceID : 91\nAdapter SubVendorID : 4E54\nAdapter SubDeviceID : 2016\n");
+  EXPECT_EQ(world.firmware.consoleCalls(), 6U);
   ASSERT_NE(world.xyl, nullptr);
   EXPECT_EQ(world.xyl->Revision, 1U);
   UINTN signature = *reinterpret_cast<UINTN *>(reinterpret_cast<UINT8 *>(world.xyl) - 16);

@@ -61,6 +61,7 @@ TEST(Verify, DifferencesAreBitsAndMessages) {
     simSetMode(world.sim, row.mode, row.value);
     world.clearLog();
     world.console();
+    UINT64 calls = world.firmware.consoleCalls();
     ANSWER answer = world.verify(saved);
     EXPECT_EQ(name(answer.status), name(EFI_SUCCESS));
     EXPECT_EQ(answer.result, row.result);
@@ -68,7 +69,9 @@ TEST(Verify, DifferencesAreBitsAndMessages) {
     for (size_t at = 0, end; (end = log.find('\n', at)) != std::string::npos; at = end + 1) {
       said += log[at] == 'T' ? "" : log.substr(at, end + 1 - at);
     }
-    EXPECT_EQ(said + world.console(), row.said);
+    said += world.console();
+    EXPECT_EQ(said, row.said);
+    EXPECT_EQ(world.firmware.consoleCalls() - calls, countOf(said, PRINTED));
     world.expectBalanced();
   }
 }
