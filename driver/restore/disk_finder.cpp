@@ -9,6 +9,10 @@ static GROUPED_DISK grouped(DISK_GROUPING grouping, const RAID_PD_RECORD &disk, 
   return {(grouping == GROUPED_BY_PLACE ? place << 1 : 0) | medium, disk.Protocol, number};
 }
 
+static bool isSameGroup(const GROUPED_DISK &a, const GROUPED_DISK &b) {
+  return a.Group == b.Group && a.Protocol == b.Protocol;
+}
+
 static bool isBefore(const GROUPED_DISK &a, const GROUPED_DISK &b) {
   if (a.Group != b.Group) {
     return a.Group < b.Group;
@@ -39,8 +43,8 @@ static void fillTrees(const DISK_FINDER &finder) {
   }
 }
 
-EFI_STATUS makeFinder(DISK_FINDER *finder, const RAID_PD_RECORD *disks, UINT32 count, DISK_GROUPING grouping) {
-  *finder = {};
+void makeFinder(DISK_FINDER *finder, const RAID_PD_RECORD *disks, UINT32 count, DISK_GROUPING grouping) {
+  *finder = {disks, count, grouping, nullptr, 0, {}};
   UINT32 leaves = 1;
   while (leaves < count) {
     leaves *= 2;
@@ -49,9 +53,10 @@ EFI_STATUS makeFinder(DISK_FINDER *finder, const RAID_PD_RECORD *disks, UINT32 c
   UINTN treeSize = 2 * UINTN{leaves} * sizeof(UINT32);
   UINT8 *block = static_cast<UINT8 *>(poolAllocateZero(orderSize + DISK_CHOICE_COUNT * treeSize));
   if (block == nullptr) {
-    return EFI_OUT_OF_RESOURCES;
+    return;
   }
-  *finder = {disks, count, grouping, reinterpret_cast<GROUPED_DISK *>(block), leaves, {}};
+  finder->Order = reinterpret_cast<GROUPED_DISK *>(block);
+  finder->Leaves = leaves;
   for (UINTN choice = 0; choice < DISK_CHOICE_COUNT; ++choice) {
     finder->Largest[choice] = reinterpret_cast<UINT32 *>(block + orderSize + choice * treeSize);
   }
@@ -60,7 +65,6 @@ EFI_STATUS makeFinder(DISK_FINDER *finder, const RAID_PD_RECORD *disks, UINT32 c
   }
   sortArray(finder->Order, count, isBefore);
   fillTrees(*finder);
-  return EFI_SUCCESS;
 }
 
 void freeFinder(DISK_FINDER *finder) {
@@ -69,12 +73,31 @@ void freeFinder(DISK_FINDER *finder) {
 }
 
 UINT32 groupOf(const DISK_FINDER &finder, const RAID_PD_RECORD &saved) {
+  if (finder.Order == nullptr) {
+    return 0;
+  }
   GROUPED_DISK first = grouped(finder.Grouping, saved, /* number= */ 0);
   return static_cast<UINT32>(
       countBefore(finder.Order, finder.Count, [=](const GROUPED_DISK &disk) { return isBefore(disk, first); }));
 }
 
+static UINT32 walkToLargeEnough(const DISK_FINDER &finder, const RAID_PD_RECORD &saved, DISK_CHOICE choice,
+                                UINT32 place) {
+  GROUPED_DISK wanted = grouped(finder.Grouping, saved, /* number= */ 0);
+  for (; place < finder.Count; ++place) {
+    const RAID_PD_RECORD &disk = finder.Disks[place];
+    bool isChosen = choice == DISK_ANY || (disk.Attributes & RAID_PD_ATTRIBUTE_FDE) != 0;
+    if (isChosen && disk.Size >= saved.Size && isSameGroup(grouped(finder.Grouping, disk, place), wanted)) {
+      break;
+    }
+  }
+  return place;
+}
+
 UINT32 findLargeEnough(const DISK_FINDER &finder, const RAID_PD_RECORD &saved, DISK_CHOICE choice, UINT32 place) {
+  if (finder.Order == nullptr) {
+    return walkToLargeEnough(finder, saved, choice, place);
+  }
   const UINT32 *tree = finder.Largest[choice];
   auto hasOne = [&](UINT32 node) { return tree[node] != 0 && finder.Disks[tree[node] - 1].Size >= saved.Size; };
   if (place >= finder.Count) {
@@ -97,11 +120,13 @@ UINT32 findLargeEnough(const DISK_FINDER &finder, const RAID_PD_RECORD &saved, D
   }
   const GROUPED_DISK &found = finder.Order[node - finder.Leaves];
   GROUPED_DISK wanted = grouped(finder.Grouping, saved, /* number= */ 0);
-  bool isInGroup = found.Group == wanted.Group && found.Protocol == wanted.Protocol;
-  return isInGroup ? node - finder.Leaves : finder.Count;
+  return isSameGroup(found, wanted) ? node - finder.Leaves : finder.Count;
 }
 
 void removeDisk(DISK_FINDER *finder, UINT32 place) {
+  if (finder->Order == nullptr) {
+    return;
+  }
   for (UINT32 *tree : finder->Largest) {
     UINT32 node = finder->Leaves + place;
     tree[node] = 0;

@@ -20,20 +20,26 @@ struct DISK_FINDER {
   const RAID_PD_RECORD *Disks; // not owned
   UINT32 Count;
   DISK_GROUPING Grouping;
-  GROUPED_DISK *Order; // pool: by group and, within one, as the disks stand
+  GROUPED_DISK *Order; // pool: by group and, within one, as the disks stand; null without memory, see makeFinder
   UINT32 Leaves;       // of the trees: a power of two, Count at least
   // In Order's block: trees over Order, node n above 2n and 2n + 1, the leaves from Leaves on. Each node has the number
   // of the largest disk below it plus 1, or 0 without one.
   UINT32 *Largest[DISK_CHOICE_COUNT];
 };
 
-// EFI_OUT_OF_RESOURCES without memory. freeFinder gives back what the finder needs, also after a failure.
-EFI_STATUS makeFinder(DISK_FINDER *finder, const RAID_PD_RECORD *disks, UINT32 count, DISK_GROUPING grouping);
+// Without memory all disks are looked at one after the other, and their places are their numbers. freeFinder gives back
+// what the finder needs.
+void makeFinder(DISK_FINDER *finder, const RAID_PD_RECORD *disks, UINT32 count, DISK_GROUPING grouping);
 void freeFinder(DISK_FINDER *finder);
 
-// The place in Order at which the saved disk's group begins, if there is one.
+// The number of the disk at a place.
+inline UINT32 diskAt(const DISK_FINDER &finder, UINT32 place) {
+  return finder.Order != nullptr ? finder.Order[place].Number : place;
+}
+
+// The place at which the saved disk's group begins, if there is one.
 UINT32 groupOf(const DISK_FINDER &finder, const RAID_PD_RECORD &saved);
 // The first place from there on of a disk of the saved disk's group that is at least as large; Count without one.
 UINT32 findLargeEnough(const DISK_FINDER &finder, const RAID_PD_RECORD &saved, DISK_CHOICE choice, UINT32 place);
-// The disk at that place is not found any more.
+// The disk at that place need not be found any more.
 void removeDisk(DISK_FINDER *finder, UINT32 place);

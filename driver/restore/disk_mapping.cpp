@@ -37,11 +37,33 @@ static DISK_CHOICE choiceFor(const RAID_PD_RECORD &saved) {
   return (saved.Attributes & RAID_PD_ATTRIBUTE_FDE) != 0 ? DISK_ENCRYPTING : DISK_ANY;
 }
 
-// Logs the foreign disks that the search for a disk's place comes by: those up to number. foreign lists them all, and
-// ends with one behind all disks.
-static void logForeign(const UINT32 *foreign, UINT32 number) {
-  for (; isLogging() && *foreign <= number; ++foreign) {
-    LogPrint(LOG_TRACE, MAP_DISKS, "Foreign Disk detected");
+static bool isForeign(const RAID_PD_RECORD &disk) {
+  return disk.SecureState == RAID_SECURE_STATE_FOREIGN;
+}
+
+// The numbers of the foreign disks, and one behind all disks: pool, or null without memory.
+static UINT32 *listForeign(const MAPPING &run) {
+  UINT32 *foreign = poolNew<UINT32>(UINTN{run.CurrentCount} + 1);
+  if (foreign == nullptr) {
+    return nullptr;
+  }
+  UINT32 count = 0;
+  for (UINT32 j = 0; j < run.CurrentCount; ++j) {
+    foreign[count] = j;
+    count += isForeign(run.Current[j]) ? 1 : 0;
+  }
+  foreign[count] = run.CurrentCount;
+  return foreign;
+}
+
+// Logs the foreign disks that the search for a disk's place comes by: those up to number. foreign is what listForeign
+// gave.
+static void logForeign(const MAPPING &run, const UINT32 *foreign, UINT32 number) {
+  for (UINT32 j = 0; isLogging() && j <= number; ++j) {
+    j = foreign != nullptr ? *foreign++ : j;
+    if (j <= number && isForeign(run.Current[j])) {
+      LogPrint(LOG_TRACE, MAP_DISKS, "Foreign Disk detected");
+    }
   }
 }
 
@@ -51,10 +73,10 @@ static void mapInPlace(const MAPPING &run, const DISK_FINDER &finder, const UINT
     const RAID_PD_RECORD &saved = run.Saved->physicalDisks[i];
     UINT32 place = findLargeEnough(finder, saved, choiceFor(saved), groupOf(finder, saved));
     bool isFound = place < run.CurrentCount;
-    UINT32 number = isFound ? finder.Order[place].Number : run.CurrentCount - 1;
-    logForeign(foreign, number);
-    run.Map[i] = isFound ? run.Current[number].ObjectID + 1 : 0;
-    if (run.Map[i] != 0) {
+    UINT32 number = isFound ? diskAt(finder, place) : run.CurrentCount - 1;
+    logForeign(run, foreign, number);
+    if (isFound) {
+      run.Map[i] = run.Current[number].ObjectID + 1;
       LogPrint(LOG_TRACE, MAP_DISKS, " 1: pdMap [ %x ] =  %x", i, run.Map[i]);
     }
   }
@@ -63,7 +85,7 @@ static void mapInPlace(const MAPPING &run, const DISK_FINDER &finder, const UINT
 // Which disks some entry of the map holds: those with the id of a taken one.
 struct TAKEN_DISKS {
   RECORD_INDEX Index;
-  UINT8 *Flags; // pool; of the first disk of each id
+  UINT8 *Flags; // pool; of the first disk of each id; null without memory: the map is looked through then
 };
 
 static UINT8 *takenFlag(const TAKEN_DISKS &taken, UINT32 objectId) {
@@ -72,21 +94,34 @@ static UINT8 *takenFlag(const TAKEN_DISKS &taken, UINT32 objectId) {
 }
 
 static void takeEntry(const TAKEN_DISKS &taken, UINT32 entry) {
-  UINT8 *flag = takenFlag(taken, entry - 1);
+  UINT8 *flag = taken.Flags != nullptr ? takenFlag(taken, entry - 1) : nullptr;
   if (flag != nullptr) {
     *flag = 1;
   }
 }
 
+// Whether some entry of the map holds the current disk's id.
+static bool isTaken(const MAPPING &run, const TAKEN_DISKS &taken, UINT32 objectId) {
+  if (taken.Flags != nullptr) {
+    return *takenFlag(taken, objectId) != 0;
+  }
+  UINT32 i = 0;
+  while (i < run.Saved->physicalDiskCount && run.Map[i] != objectId + 1) {
+    ++i;
+  }
+  return i < run.Saved->physicalDiskCount;
+}
+
 // The map entry of the first suitable disk anywhere that no entry holds, or 0. Every free disk that is suitable but for
 // encryption is logged on the way there; without a log nobody asks for them.
-static UINT32 findAnywhere(const RAID_PD_RECORD &saved, DISK_FINDER *finder, const TAKEN_DISKS &taken) {
+static UINT32 findAnywhere(const MAPPING &run, const RAID_PD_RECORD &saved, DISK_FINDER *finder,
+                           const TAKEN_DISKS &taken) {
   DISK_CHOICE choice = isLogging() ? DISK_ANY : choiceFor(saved);
   UINT32 place = groupOf(*finder, saved);
   while ((place = findLargeEnough(*finder, saved, choice, place)) < finder->Count) {
-    const RAID_PD_RECORD &current = finder->Disks[finder->Order[place].Number];
-    if (*takenFlag(taken, current.ObjectID) != 0) {
-      removeDisk(finder, place);
+    const RAID_PD_RECORD &current = run.Current[diskAt(*finder, place)];
+    if (isTaken(run, taken, current.ObjectID)) {
+      removeDisk(finder, place++);
       continue;
     }
     LogPrint(LOG_TRACE, MAP_DISKS, " 2 restore pd secureState = %x, driveattributes = %x ", UINT32{saved.SecureState},
@@ -111,7 +146,7 @@ static void mapElsewhere(const MAPPING &run, DISK_FINDER *finder, const TAKEN_DI
     if (run.Map[i] != 0) {
       continue;
     }
-    run.Map[i] = findAnywhere(run.Saved->physicalDisks[i], finder, taken);
+    run.Map[i] = findAnywhere(run, run.Saved->physicalDisks[i], finder, taken);
     if (run.Map[i] != 0) {
       takeEntry(taken, run.Map[i]);
       LogPrint(LOG_TRACE, MAP_DISKS, " 2: pdMap [ %x ] =  %x", i, run.Map[i]);
@@ -119,39 +154,25 @@ static void mapElsewhere(const MAPPING &run, DISK_FINDER *finder, const TAKEN_DI
   }
 }
 
-static EFI_STATUS runInPlace(const MAPPING &run) {
+static void runInPlace(const MAPPING &run) {
   DISK_FINDER finder;
-  EFI_STATUS status = makeFinder(&finder, run.Current, run.CurrentCount, GROUPED_BY_PLACE);
-  UINT32 *foreign = EFI_ERROR(status) ? nullptr : poolNew<UINT32>(UINTN{run.CurrentCount} + 1);
-  if (foreign != nullptr) {
-    UINT32 count = 0;
-    for (UINT32 j = 0; j < run.CurrentCount; ++j) {
-      foreign[count] = j;
-      count += run.Current[j].SecureState == RAID_SECURE_STATE_FOREIGN ? 1 : 0;
-    }
-    foreign[count] = run.CurrentCount;
-    mapInPlace(run, finder, foreign);
-  }
-  status = foreign == nullptr ? EFI_OUT_OF_RESOURCES : status;
+  makeFinder(&finder, run.Current, run.CurrentCount, GROUPED_BY_PLACE);
+  UINT32 *foreign = listForeign(run);
+  mapInPlace(run, finder, foreign);
   poolFree(foreign);
   freeFinder(&finder);
-  return status;
 }
 
-static EFI_STATUS runElsewhere(const MAPPING &run) {
+static void runElsewhere(const MAPPING &run) {
   DISK_FINDER finder;
+  makeFinder(&finder, run.Current, run.CurrentCount, GROUPED_BY_KIND);
   TAKEN_DISKS taken = {};
-  EFI_STATUS status = makeFinder(&finder, run.Current, run.CurrentCount, GROUPED_BY_KIND);
-  taken.Flags = EFI_ERROR(status) ? nullptr : poolNew<UINT8>(run.CurrentCount);
-  if (taken.Flags != nullptr) {
-    indexRecords(&taken.Index, run.Current, run.CurrentCount);
-    mapElsewhere(run, &finder, taken);
-    freeRecordIndex(&taken.Index);
-  }
-  status = taken.Flags == nullptr ? EFI_OUT_OF_RESOURCES : status;
+  taken.Flags = poolNew<UINT8>(run.CurrentCount);
+  indexRecords(&taken.Index, run.Current, run.CurrentCount);
+  mapElsewhere(run, &finder, taken);
+  freeRecordIndex(&taken.Index);
   poolFree(taken.Flags);
   freeFinder(&finder);
-  return status;
 }
 
 static bool isMapFull(const MAPPING &run) {
@@ -167,11 +188,13 @@ EFI_STATUS _MapPDsRestoreToCurrent(const RAID_PD_RECORD *currentDisks, UINT32 cu
                                    const RAID_CONFIG *restoreCfg, UINT32 *pdMap) {
   logEntered(MAP_DISKS);
   MAPPING run = {restoreCfg, currentDisks, currentCount, pdMap};
-  EFI_STATUS status = currentCount == 0 ? EFI_SUCCESS : runInPlace(run);
-  if (!EFI_ERROR(status) && currentCount != 0 && !isMapFull(run)) {
-    status = runElsewhere(run);
+  if (currentCount != 0) {
+    runInPlace(run);
   }
-  return logExit(MAP_DISKS, status);
+  if (currentCount != 0 && !isMapFull(run)) {
+    runElsewhere(run);
+  }
+  return logExit(MAP_DISKS, EFI_SUCCESS);
 }
 
 // The place on the bus may differ: it is the kind of adapter that counts.
@@ -196,11 +219,7 @@ static EFI_STATUS validate(const RAID_ADAPTER_RECORD *currentAdapter, const RAID
     LogPrint(LOG_ERROR, "_ValidateRestore", "Out of memoryfor pdMap");
     return EFI_OUT_OF_RESOURCES;
   }
-  EFI_STATUS status = _MapPDsRestoreToCurrent(currentDisks, currentCount, restoreCfg, *pdMap);
-  if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, "_ValidateRestore", "Out of memoryfor pdMap");
-  }
-  return status;
+  return _MapPDsRestoreToCurrent(currentDisks, currentCount, restoreCfg, *pdMap);
 }
 
 EFI_STATUS _ValidateRestore(const RAID_ADAPTER_RECORD *currentAdapter, const RAID_PD_RECORD *currentDisks,

@@ -29,7 +29,8 @@ EFI_STATUS parseRunTimeXML(const CHAR8 *text, UINT32 *runModeFlag);
 EFI_STATUS _ValidateRestore(const RAID_ADAPTER_RECORD *currentAdapter, const RAID_PD_RECORD *currentDisks,
                             UINT32 currentCount, const RAID_CONFIG *restoreCfg, UINT32 **pdMap);
 
-// Fills pdMap, which has restoreCfg->physicalDiskCount zero entries. EFI_OUT_OF_RESOURCES without memory.
+// Fills pdMap, which has restoreCfg->physicalDiskCount zero entries. Returns EFI_SUCCESS: without memory it only takes
+// longer.
 EFI_STATUS _MapPDsRestoreToCurrent(const RAID_PD_RECORD *currentDisks, UINT32 currentCount,
                                    const RAID_CONFIG *restoreCfg, UINT32 *pdMap);
 

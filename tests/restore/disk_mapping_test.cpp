@@ -49,7 +49,7 @@ static std::string byDefinition(const DISKS &saved, const DISKS &current, MAP &m
         lines += inPlace || isTaken || (fit != DISK_FITS && fit != DISK_NOT_ENCRYPTING) ? "" : "rc";
         if (fit == DISK_FITS && (inPlace ? samePlace(saved[i], current[j]) : !isTaken)) {
           map[i] = entry;
-          lines += entry == 0 ? "" : inPlace ? "1" : "2";
+          lines += inPlace ? "1" : "2";
           break;
         }
       }
@@ -90,6 +90,11 @@ TEST(DiskMapping, IsWhatTheDefinitionSays) {
     std::string lines = byDefinition(disks[0], disks[1], wanted);
     world.clearLog();
     ASSERT_EQ(mapped(disks[0], disks[1]), wanted) << round;
+    ASSERT_EQ(loggedLines(world.log()), lines) << round;
+    world.clearLog();
+    world.firmware.failAllocation(1 + below(5), below(2) == 0 ? FAIL_MODE::once : FAIL_MODE::fromThenOn);
+    ASSERT_EQ(mapped(disks[0], disks[1]), wanted) << round;
+    world.firmware.failAllocation(0);
     ASSERT_EQ(loggedLines(world.log()), lines) << round;
     g_logPaused = true; // what only the log needs is left out then
     ASSERT_EQ(mapped(disks[0], disks[1]), wanted) << round;
