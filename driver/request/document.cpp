@@ -128,7 +128,8 @@ static EFI_STATUS readRoot(XML_NODE *root, RAID_CONFIG **configs, UINT32 *count)
   if (isNamed(root, "raidData")) {
     return ParseRAIDData(root, configs, count, 0, 0, 0);
   }
-  LogPrint(LOG_ERROR, PARSE_BLOB, "DOC head is %a, I don't know how to parse this", loggableWord(root->Name));
+  LOGGABLE_TEXT shown;
+  LogPrint(LOG_ERROR, PARSE_BLOB, "DOC head is %a, I don't know how to parse this", loggableText(root->Name, shown));
   *count = 0;
   return EFI_INVALID_PARAMETER;
 }

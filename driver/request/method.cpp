@@ -142,7 +142,8 @@ static bool findCommand(const XML_NODE *method, RAID_CMD_BLOCK *command) {
     if (!textEqual(attribute->Name, "name")) {
       continue;
     }
-    LogPrint(LOG_TRACE, PARSE_METHOD, "Found method name, it is %a", loggableWord(attribute->Value));
+    LOGGABLE_TEXT shown;
+    LogPrint(LOG_TRACE, PARSE_METHOD, "Found method name, it is %a", loggableText(attribute->Value, shown));
     UINT64 value = GetValueFromName(attribute->Value, g_commandTable);
     if (value != VALUE_NOT_FOUND) {
       command->Command = static_cast<UINT32>(value);

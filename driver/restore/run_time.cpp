@@ -40,7 +40,8 @@ static bool applyText(const XML_NODE *element, const RUN_MODE_TEXT (&texts)[coun
 template <UINTN count>
 static EFI_STATUS applyPlain(const XML_NODE *element, const RUN_MODE_TEXT (&texts)[count], UINT32 *flags) {
   if (!applyText(element, texts, flags)) {
-    LogPrint(LOG_ERROR, "parseRunTimeXML", "Node content is invalid: %a", element->Content);
+    LOGGABLE_TEXT shown;
+    LogPrint(LOG_ERROR, "parseRunTimeXML", "Node content is invalid: %a", loggableText(element->Content, shown));
     return EFI_INVALID_PARAMETER;
   }
   return EFI_SUCCESS;
@@ -62,7 +63,9 @@ static EFI_STATUS applyRaid(const XML_NODE *element, UINT32 *flags) {
     return EFI_INVALID_PARAMETER;
   }
   if (!applyText(option, g_preserveTexts, flags)) {
-    LogPrint(LOG_ERROR, "parseRunTimeXML", "PreserveVDConfig Node content is invalid: %a", option->Content);
+    LOGGABLE_TEXT shown;
+    LogPrint(LOG_ERROR, "parseRunTimeXML", "PreserveVDConfig Node content is invalid: %a",
+             loggableText(option->Content, shown));
     return EFI_INVALID_PARAMETER;
   }
   bool preserved = textEqual(option->Content, "True");
@@ -104,7 +107,9 @@ static EFI_STATUS applyElement(const XML_NODE *element, UINT32 *flags) {
 static EFI_STATUS applyDocument(const XML_NODE *root, UINT32 *flags) {
   *flags |= RUN_MODE_PRESERVE_VD;
   if (!textEqual(root->Name, "RunMode")) {
-    LogPrint(LOG_ERROR, "parseRunTimeXML", "DOC head is %a, I don't know how to parse this", loggableWord(root->Name));
+    LOGGABLE_TEXT shown;
+    LogPrint(LOG_ERROR, "parseRunTimeXML", "DOC head is %a, I don't know how to parse this",
+             loggableText(root->Name, shown));
     return EFI_INVALID_PARAMETER;
   }
   if (root->FirstChild == nullptr) {

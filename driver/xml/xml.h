@@ -46,7 +46,9 @@ void LinkXMLSibling(XML_NODE *last, XML_NODE *node);
 // The parent's last child, or null.
 XML_NODE *LastXMLChild(const XML_NODE *parent);
 
-// What a message may show of a name that a document has in the place of a known one: the name when it is a command or a
-// document's root, but for the case of its letters and an "s" too many, else "(unknown)". A passphrase that stands in
-// the wrong place must not get into the log.
-const CHAR8 *loggableWord(const CHAR8 *name);
+// What a message shows of a document's text, which may be anything: its first 100 characters, those that are not
+// printable ASCII as "?". A null text stays null.
+struct LOGGABLE_TEXT {
+  CHAR8 Text[101];
+};
+const CHAR8 *loggableText(const CHAR8 *text, LOGGABLE_TEXT &buffer);
