@@ -134,31 +134,44 @@ static EFI_STATUS readRoot(XML_NODE *root, RAID_CONFIG **configs, UINT32 *count)
   return EFI_INVALID_PARAMETER;
 }
 
-// Overwrites the texts of an element, of its attributes and of what is below it, down to the depth at which an object's
-// innermost field stands.
-static void wipeElement(const XML_NODE *element, UINTN depth) {
+static void wipeTexts(const XML_NODE *element) {
   if (element->Content != nullptr) {
     wipeBytes(element->Content, textLength(element->Content));
   }
   for (const XML_ATTRIBUTE *attribute = element->Attributes; attribute != nullptr; attribute = attribute->Next) {
     wipeBytes(attribute->Value, textLength(attribute->Value));
   }
-  for (const XML_NODE *child = element->FirstChild; child != nullptr && depth != 0; child = child->NextSibling) {
-    wipeElement(child, depth - 1);
+}
+
+// Links the children back to one another.
+static void linkBack(const XML_NODE *parent) {
+  XML_NODE *last = nullptr;
+  for (XML_NODE *child = parent->FirstChild; child != nullptr; child = child->NextSibling) {
+    child->PrevSibling = last;
+    last = child;
   }
 }
 
-// A service need not overwrite what it gives back, and a passphrase may stand in any method: one that was left out, or
-// never reached, and under a misspelt name.
-static void wipeMethods(const XML_NODE *parent, UINTN depth) {
-  static constexpr const CHAR8 *above[] = {"Configuration", "raidData"};
-  static constexpr UINTN FIELD_DEPTH = 6; // Object, Adapter, Enclosure, PD, Attributes, Attrib
-  for (const XML_NODE *child = parent->FirstChild; child != nullptr; child = child->NextSibling) {
-    if (isNamed(child, "Method")) {
-      wipeElement(child, FIELD_DEPTH);
-    } else if (depth < sizeof(above) / sizeof(above[0]) && isNamed(child, above[depth])) {
-      wipeMethods(child, depth + 1);
+// Overwrites every text of the tree. A service need not do so when it gives them back, and a passphrase may stand
+// anywhere: in a method that was left out or never reached, under a misspelt name, in a wrong place. Documents may be
+// of any depth, so that the way up is not kept on the stack: PrevSibling leads to the parent meanwhile.
+static void wipeTree(XML_NODE *root) {
+  for (XML_NODE *node = root;;) {
+    wipeTexts(node);
+    if (node->FirstChild != nullptr) {
+      node->FirstChild->PrevSibling = node;
+      node = node->FirstChild;
+      continue;
     }
+    while (node != root && node->NextSibling == nullptr) {
+      node = node->PrevSibling;
+      linkBack(node);
+    }
+    if (node == root) {
+      return;
+    }
+    node->NextSibling->PrevSibling = node->PrevSibling;
+    node = node->NextSibling;
   }
 }
 
@@ -180,7 +193,7 @@ static EFI_STATUS parseBlob(const CHAR8 *text, RAID_CONFIG **configs, UINT32 *co
     return status;
   }
   status = readRoot(root, configs, count);
-  wipeMethods(root, 0);
+  wipeTree(root);
   FreeXMLNode(root);
   return status;
 }

@@ -19,7 +19,8 @@
 //   EFI_NOT_FOUND          no XML service, or a text that is in no value table
 //   EFI_UNSUPPORTED        an empty raidData
 //   other                  the status of the XML service
-// No text of a method is left in the tree that the service made, however the reading went: it may be a passphrase.
+// No content and no attribute's value is left in the tree that the service made, however the reading went: any may be a
+// passphrase.
 EFI_STATUS ParseXMLBlob(const CHAR8 *text, RAID_CONFIG **configs, UINT32 *count);
 
 // The same from the tree on, for an "xylComponent" and a "raidData" element; bus, device and function go into each

@@ -15,6 +15,18 @@ std::string method(const std::string &command, const std::string &children) {
 int g_treesWithSecret;
 EFI_STATUS(EFIAPI *g_freeNode)(XML_PROTOCOL *, XML_NODE *);
 
+// A tree that is given back is also linked as the service made it.
+bool isAsMade(const XML_NODE *parent) {
+  const XML_NODE *last = nullptr;
+  for (const XML_NODE *child = parent->FirstChild; child != nullptr; child = child->NextSibling) {
+    if (child->PrevSibling != last || !isAsMade(child)) {
+      return false;
+    }
+    last = child;
+  }
+  return true;
+}
+
 bool holdsSecret(const XML_NODE *node) {
   bool found = node->Content != nullptr && strstr(node->Content, ENCODED.c_str()) != nullptr;
   found |= node->Attributes != nullptr && ENCODED == node->Attributes->Value;
@@ -25,7 +37,7 @@ bool holdsSecret(const XML_NODE *node) {
 }
 
 EFI_STATUS EFIAPI lookAndFree(XML_PROTOCOL *service, XML_NODE *node) {
-  g_treesWithSecret += holdsSecret(node) ? 1 : 0;
+  g_treesWithSecret += holdsSecret(node) || !isAsMade(node) ? 1 : 0;
   return g_freeNode(service, node);
 }
 
@@ -44,6 +56,9 @@ TEST(Keys, TextsAreWiped) {
       method("Lock", "<Object><key><passphrase>" + ENCODED + "</passphrase></key></Object>" + key),
       "<Adapter><LearnMode/></Adapter>" + lock,
       "</raidData><raidData>" + lock,
+      "<Adapter><x/>" + lock + "<x/></Adapter>",
+      "</raidData><raiddata><Methods>" + lock + "</Methods></raiddata><raidData>",
+      method("Lock", method("Lock", "<a><b><c><d>" + lock + "</d></c></b></a>")),
   };
   getXMLProto();
   g_freeNode = g_xmlProtocol->FreeNode;
