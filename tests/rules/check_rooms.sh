@@ -48,6 +48,7 @@ check providers/unload_guard free # what two providers share
 check providers/health free
 check providers/ddf free          # a format, no image of its own
 check providers/ddf_change free providers/ddf # what changes it
+check providers/volume_map free providers/ddf # where volumes lie
 providers=""
 shared="" # what providers of the management protocol share
 for room in answers levels; do
