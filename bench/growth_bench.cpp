@@ -3,6 +3,7 @@
 
 #include "bench/benches.h"
 #include "bench/growing_controller.h"
+#include "xml_protocol.h"
 
 struct CONTROLLER_ROW {
   const char *name;
@@ -79,6 +80,20 @@ static void get(benchmark::State &state, const CONTROLLER_ROW &row, UINT32 count
   measureGrowth(state, [&] { return timed([&] { world.get(); }); });
 }
 
+// What somebody else has read lives meanwhile.
+static void getBesideDocument(benchmark::State &state, const CONTROLLER_ROW &row, UINT32 count) {
+  GrowingController controller(row.fill, count);
+  MeasuredWorld world(controller.protocol());
+  std::string text = "<raidData>";
+  while (text.size() < 8U << 20) {
+    text += "<Unknown>u</Unknown>";
+  }
+  XML_NODE *root = nullptr;
+  mustSucceed(world.xml->Parse(world.xml, (text + "</raidData>").c_str(), &root), "Parse");
+  measureGrowth(state, [&] { return timed([&] { world.get(); }); });
+  world.xml->FreeNode(world.xml, root);
+}
+
 static void verifyInventory(benchmark::State &state, const CONTROLLER_ROW &row, UINT32 count) {
   GrowingController controller(row.fill, count);
   MeasuredWorld world(controller.protocol());
@@ -98,6 +113,7 @@ void addGrowthBenches() {
     addGrowth("get", get, row);
     addGrowth("verify", verifyInventory, row);
   }
+  addGrowth("get beside 8 MiB of another document", getBesideDocument, g_controllers[2]);
   for (const DOCUMENT_ROW &row : g_documents) {
     addGrowth("verify", verifyDocument, row);
   }

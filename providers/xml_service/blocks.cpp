@@ -8,11 +8,10 @@ static constexpr UINTN FIRST_SIZE = EFI_PAGE_SIZE;
 static constexpr UINTN USUAL_SIZE = UINTN{32} * EFI_PAGE_SIZE;
 static constexpr UINTN PART = 64;
 
-static DOCUMENT *g_parsed;
 static DOCUMENT *g_created; // the one that is being filled, or null
 
 void forgetDocuments() {
-  g_parsed = nullptr;
+  forgetParsedBlocks();
   g_created = nullptr;
 }
 
@@ -24,7 +23,7 @@ static BLOCK *newBlock(UINTN size, UINTN room) {
   BLOCK *block = static_cast<BLOCK *>(pagesAllocate(pages));
   if (block != nullptr) {
     UINT8 *end = reinterpret_cast<UINT8 *>(block) + size;
-    *block = {nullptr, nullptr, blockTexts(block), end, end};
+    *block = {nullptr, nullptr, blockTexts(block), end, end, nullptr, nullptr};
   }
   return block;
 }
@@ -34,6 +33,9 @@ static void putBlock(DOCUMENT *document, BLOCK *block) {
   block->next = document->block;
   document->block = block;
   document->size += blockSize(block);
+  if (document->isParsed) {
+    addParsedBlock(block);
+  }
 }
 
 static DOCUMENT *newSizedDocument(UINTN size, UINTN room) {
@@ -52,14 +54,10 @@ DOCUMENT *newDocument() {
 
 DOCUMENT *newParsedDocument() {
   DOCUMENT *document = newDocument();
-  if (document == nullptr) {
-    return nullptr;
+  if (document != nullptr) {
+    document->isParsed = true;
+    addParsedBlock(document->block);
   }
-  document->next = g_parsed;
-  if (document->next != nullptr) {
-    document->next->previous = document;
-  }
-  g_parsed = document;
   return document;
 }
 
@@ -74,25 +72,16 @@ bool addBlock(DOCUMENT *document, UINTN room) {
   return true;
 }
 
-static void forget(DOCUMENT *document) {
+void releaseDocument(DOCUMENT *document) {
   if (document == g_created) {
     g_created = nullptr;
   }
-  if (document == g_parsed) {
-    g_parsed = document->next;
-  }
-  if (document->previous != nullptr) {
-    document->previous->next = document->next;
-  }
-  if (document->next != nullptr) {
-    document->next->previous = document->previous;
-  }
-}
-
-void releaseDocument(DOCUMENT *document) {
-  forget(document);
+  bool isParsed = document->isParsed; // which goes with its block
   for (BLOCK *block = document->block; block != nullptr;) {
     BLOCK *next = block->next;
+    if (isParsed) {
+      removeParsedBlock(block);
+    }
     // What is free may hold the rests of texts that were dropped.
     CHAR8 *texts = blockTexts(block);
     wipeBytes(texts, static_cast<UINTN>(reinterpret_cast<CHAR8 *>(block->records) - texts));
@@ -118,15 +107,4 @@ SERVICE_NODE *newNode(const CHAR8 *name) {
   copyBytes(block->texts, name, nameSize);
   block->texts += nameSize;
   return node;
-}
-
-BLOCK *parsedBlock(const void *address) {
-  for (const DOCUMENT *document = g_parsed; document != nullptr; document = document->next) {
-    for (BLOCK *block = document->block; block != nullptr; block = block->next) {
-      if (liesIn(block, address)) {
-        return block;
-      }
-    }
-  }
-  return nullptr;
 }

@@ -17,16 +17,17 @@ struct BLOCK {
   CHAR8 *texts;   // where the next text begins
   UINT8 *records; // the last record that was taken; what lies between is free
   UINT8 *end;
+  BLOCK *lower; // parsed documents': see parsed_blocks.cpp
+  BLOCK *higher;
 };
 
 // Lies in its first block.
 struct DOCUMENT {
-  DOCUMENT *previous; // of all parsed ones that live
-  DOCUMENT *next;
   DOCUMENT *emptied; // the next of those that a release left without elements
   UINTN liveNodes;
   UINTN size;   // bytes of all blocks
   BLOCK *block; // the newest one, from which is taken
+  bool isParsed;
 };
 
 // An element as the service allocates it. ServiceOwn is the BLOCK that it lies in.
@@ -102,5 +103,9 @@ inline bool liesIn(const BLOCK *block, const void *address) {
   return reinterpret_cast<UINTN>(address) - reinterpret_cast<UINTN>(block) < blockSize(block);
 }
 
-// The block of a parsed document that address lies in, or null.
+// parsed_blocks.cpp: the blocks of all parsed documents, found by address however many there are.
+void forgetParsedBlocks();
+void addParsedBlock(BLOCK *block);
+void removeParsedBlock(BLOCK *block);
+// The block that address lies in, or null.
 BLOCK *parsedBlock(const void *address);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <random>
 
 #include "fixture.h"
 #include "tests/support/world.h"
@@ -104,6 +105,25 @@ TEST_F(XmlService, WhatLiesInADocumentIsNotFreedAlone) {
     EXPECT_EQ(xml->Serialize(xml, broken, &text), EFI_INVALID_PARAMETER);
     FreeXMLNode(broken);
   }
+}
+
+// Nor when there are many documents, which come and go in any order.
+TEST_F(XmlService, WhatLiesInOneOfManyDocumentsIsNotFreedAlone) {
+  std::mt19937 random(33);
+  std::vector<XML_NODE *> documents;
+  for (size_t i = 0; i < 1000; i++) {
+    size_t place = random() % (documents.size() + 1);
+    documents.insert(documents.begin() + place, parse("<p>" + repeated(1 + random() % 200, "<q>text</q>") + "</p>"));
+    XML_NODE *created = CreateXMLNode("o");
+    XML_NODE *owner = documents[random() % documents.size()];
+    created->Content = owner->FirstChild->Content;
+    EXPECT_EQ(xml->FreeNode(xml, created), EFI_INVALID_PARAMETER);
+    if (random() % 2 == 0) {
+      FreeXMLNode(documents.back());
+      documents.pop_back();
+    }
+  }
+  std::for_each(documents.begin(), documents.end(), FreeXMLNode);
 }
 
 // Documents carry passphrases: what held one is overwritten before the pool gets it back.
