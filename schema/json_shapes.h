@@ -116,7 +116,9 @@ static constexpr JSON_MEMBER g_jsonMembers[] = {
     {"steps", "steps", "[step]"},
     {"steps", "failedSteps", "number"},
     {"steps", "status", "text"},
+    {"steps", "failure?", "text"},
     {"steps", "verdict?", "verdict"},
+    {"steps", "backup?", "text"},
     {"step", "step", "text"},
     {"step", "result", "stepResult"},
     {"step", "status", "text"},
@@ -124,6 +126,10 @@ static constexpr JSON_MEMBER g_jsonMembers[] = {
     {"verdict", "notRestorable", "[difference]"},
     {"verdict", "notDone", "[difference]"},
     {"verdict", "wrong", "[difference]"},
+
+    {"failure", "failure", "text"},
+    {"failure", "exitCode", "number"},
+    {"failure", "status", "text"},
 
     {"logLines", "lines", "[text]"},
 
@@ -204,4 +210,5 @@ static constexpr JSON_DOCUMENT g_jsonDocuments[] = {
     {"sim presets", "sim-presets", "presets", nullptr},
     {"sim show", "sim-show", "simulator", nullptr},
     {"help", "help", "help", nullptr},
+    {"", "failure", "failure", nullptr}, // of any command that has nothing else to print
 };

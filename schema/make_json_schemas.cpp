@@ -242,6 +242,16 @@ static const JSON_DOCUMENT *documentOf(const char *command) {
   return nullptr;
 }
 
+static bool writeSchema(const std::string &folder, const JSON_DOCUMENT &document) {
+  std::string path = folder + "/" + document.File + ".schema.json";
+  std::ofstream file(path);
+  if (!(file << schemaOf(document).dump(1) << "\n").flush()) {
+    std::fprintf(stderr, "%s cannot be written\n", path.c_str());
+    return false;
+  }
+  return true;
+}
+
 int main(int count, char **arguments) {
   if (count != 2) {
     std::fprintf(stderr, "usage: make_json_schemas FOLDER\n");
@@ -256,12 +266,9 @@ int main(int count, char **arguments) {
       std::fprintf(stderr, "'%s' has no row in json_shapes.h\n", g_xylCommands[i].Name);
       return 1;
     }
-    std::string path = std::string(arguments[1]) + "/" + document->File + ".schema.json";
-    std::ofstream file(path);
-    if (!(file << schemaOf(*document).dump(1) << "\n").flush()) {
-      std::fprintf(stderr, "%s cannot be written\n", path.c_str());
+    if (!writeSchema(arguments[1], *document)) {
       return 1;
     }
   }
-  return 0;
+  return writeSchema(arguments[1], *documentOf("")) ? 0 : 1;
 }

@@ -29,7 +29,7 @@
 
 const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {"-c", "--number", "N", XYL_FRONT_BOTH, "work on controller N of 'xyl list', or of that PCI place, WWN or name"},
-    {"-o", "--output", "FILE", XYL_FRONT_BOTH, "write the document to FILE"},
+    {"-o", "--output", "FILE", XYL_FRONT_BOTH, "write the document to FILE; - is the standard output"},
     {nullptr, "--saved", "SAVED.xml", XYL_FRONT_BOTH, "saved configuration whose disk ids the request uses"},
     {nullptr, "--log-file", "FILE", XYL_FRONT_BOTH, "write the log of the steps to FILE, as XML"},
     {nullptr, "--preserve-vd", nullptr, XYL_FRONT_BOTH, "keep the virtual disks, restore only settings (the default)"},
@@ -47,7 +47,8 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--size", "SIZE", XYL_FRONT_BOTH, "size of what is new, as 600GB or 1.2TB (decimal) or in bytes"},
     {nullptr, "--model", "MODEL", XYL_FRONT_HOST, HOST_TEXT("model of the new disk, or a part of its name")},
     {nullptr, "--json", nullptr, XYL_FRONT_BOTH, "print the result as one JSON document; messages stay apart"},
-    {nullptr, "--incomplete", nullptr, XYL_FRONT_BOTH, "take a document that lacks what it refers to"},
+    {nullptr, "--incomplete", nullptr, XYL_FRONT_BOTH,
+     "go on with what lacks what it refers to, or could not be read whole"},
     {nullptr, "--partial", nullptr, XYL_FRONT_BOTH, "rebuild although not all that was saved comes back"},
     {nullptr, "--discard-foreign", nullptr, XYL_FRONT_BOTH, "rebuild although 'xyl import' could bring data back"},
     {nullptr, "--no-backup", nullptr, XYL_FRONT_BOTH, "do not keep what the controller holds before a rebuild"},
@@ -61,7 +62,8 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--count", "N", XYL_FRONT_BOTH, "pick N Ready disks of one kind, the smallest that will do"},
     {nullptr, "--stripe", "SIZE", XYL_FRONT_BOTH, "stripe size, as 64KB"},
     {nullptr, "--cache", "WORD,WORD", XYL_FRONT_BOTH, "cache policies, as \"write back,no read ahead\""},
-    {nullptr, "--name", "NAME", XYL_FRONT_BOTH, "name of the virtual disk"},
+    {nullptr, "--name", "NAME", XYL_FRONT_BOTH,
+     "name of the virtual disk: up to 63 characters, 16 on a machine's disks"},
     {nullptr, "--spare", "DISK,DISK", XYL_FRONT_BOTH, "hot spares for the virtual disk"},
     {nullptr, "--for", "VD,VD", XYL_FRONT_BOTH, "virtual disks that the hot spare stands by for; without it all"},
     {nullptr, "--remove", nullptr, XYL_FRONT_BOTH, "make hot spares free disks again"},
@@ -100,7 +102,7 @@ const XYL_COMMAND g_xylCommands[] = {
      HOST_TEXT("xyl get --preset demo -o saved.xml\nxyl get --controller lab.json"),
      "xyl get -o fs0:\\saved.xml\nxyl get -c 2", runGet},
 
-    {"show", "[SAVED.xml]", 0, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
+    {"show", "[SAVED.xml]", 0, 1, ON_CONTROLLER | OPTION(INCOMPLETE) | OPTION(JSON), PLAIN_OUTCOMES, XYL_FRONT_BOTH,
      XYL_NEEDS_CONTROLLER_OR_FILE, false, "shows a short summary of the configuration",
      "Shows the adapter, the enclosures with the disks in their slots, directly attached disks, virtual disks and the\n"
      "key identifier, of the controller or of a saved document. Sizes are decimal (1 GB is 1000000000 bytes). Cache\n"
@@ -109,16 +111,18 @@ const XYL_COMMAND g_xylCommands[] = {
      "I/O, CIO cached. A member that is not there is called missing. 'show --json' has every field and whole texts.",
      HOST_TEXT("xyl show --preset demo\nxyl show saved.xml"), "xyl show\nxyl show fs0:\\saved.xml", runShow},
 
-    {"verify", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH,
-     XYL_NEEDS_CONTROLLER, false, "compares a saved configuration with the controller",
+    {"verify", "SAVED.xml", 1, 1, ON_CONTROLLER | OPTION(INCOMPLETE) | OPTION(JSON),
+     PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER, false,
+     "compares a saved configuration with the controller",
      "Says whether the adapter was replaced, which of its settings and rates changed and whether its firmware is "
      "lower\n"
      "or higher than when SAVED.xml was written, and prints the driver's result word, what was compared and what not,\n"
      "and how many differences 'diff' finds in all. Nothing is changed.",
      HOST_TEXT("xyl verify saved.xml --controller lab.json"), "xyl verify fs0:\\saved.xml", runVerify},
 
-    {"diff", "OLD.xml [NEW.xml]", 1, 2, ON_CONTROLLER | OPTION(JSON), PLAIN_OUTCOMES | OUTCOME(DIFFERENT),
-     XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER_OR_FILE, false, "shows what differs between two configurations",
+    {"diff", "OLD.xml [NEW.xml]", 1, 2, ON_CONTROLLER | OPTION(INCOMPLETE) | OPTION(JSON),
+     PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER_OR_FILE, false,
+     "shows what differs between two configurations",
      "Compares two saved documents, or one with the controller, field by field. A disk is recognised by its WWN or\n"
      "serial number wherever it is, else by its place; a virtual disk by its name, FQDD and members. Ids do not count.",
      HOST_TEXT("xyl diff monday.xml tuesday.xml\nxyl diff saved.xml --controller lab.json"),
@@ -149,7 +153,8 @@ const XYL_COMMAND g_xylCommands[] = {
      "matching disks; what that means is shown first, and a typed yes or --yes is wanted. Where not all can come back\n"
      "it wants --partial as well, and where 'import' could bring data back --discard-foreign. What the controller "
      "held\n"
-     "is kept beside the log, or without one beside SAVED.xml, as NAME.before.xml. The steps are shown as a table, "
+     "is kept beside the log, or without one beside SAVED.xml, as NAME.before.xml, or -2 and so on. The steps are "
+     "shown as a table, "
      "and\n"
      "then what differs from SAVED.xml now: what no restore brings back, what this one could not do, which gives the\n"
      "return value for differences, and what went wrong. Steps done before a failure stay done.",
@@ -239,8 +244,9 @@ const XYL_COMMAND g_xylCommands[] = {
      "xyl apply fs0:\\changes.xml --saved fs0:\\saved.xml", runApply},
 
 #ifndef RAIDXYL_EFI
-    {"report", "[SAVED.xml] [LOG.xml] [NEWER.xml]", 0, 3, ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE),
-     PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false, "draws a configuration as an HTML page",
+    {"report", "[SAVED.xml] [LOG.xml] [NEWER.xml]", 0, 3,
+     ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE) | OPTION(INCOMPLETE), PLAIN_OUTCOMES, XYL_FRONT_HOST,
+     XYL_NEEDS_NOTHING, false, "draws a configuration as an HTML page",
      "Writes one page to FILE, or prints it: the slots with their disks, virtual disks, hot spares and the adapter, "
      "of\n"
      "SAVED.xml or, without it, of the controller. With NEWER.xml the page shows that one and marks what differs from\n"

@@ -15,9 +15,19 @@ enum XYL_OUTCOME {
   XYL_OUTCOME_COUNT
 };
 
+// What programs tell apart beyond the outcome.
+enum XYL_REASON {
+  XYL_REASON_OTHER,
+  XYL_REASON_DECLINED,  // nobody said yes, so nothing was changed
+  XYL_REASON_EXISTS,    // an output would replace a file
+  XYL_REASON_DOCUMENT,  // what was read is no document of the kind
+  XYL_REASON_INCOMPLETE // a document lacks what it refers to, or the controller did not tell all
+};
+
 struct XYL_RESULT {
   XYL_OUTCOME Outcome;
   EFI_STATUS Status; // what the shell application returns
+  XYL_REASON Reason = XYL_REASON_OTHER;
 };
 
 inline bool isFailure(const XYL_RESULT &result) {
@@ -54,6 +64,7 @@ struct XYL_HOST {
   const CHAR8 *ServerName = nullptr; // what people call the machine; null: as its firmware does
   bool Terminal = false;             // the standard output is a terminal, which may take bytes for commands
   bool Colours = false;              // and understands colour sequences
+  UINTN Columns = 80;                // of a line, for tables
   // Told when a call of the driver that may take long begins and when it is over, so that the front can show to a
   // person that time passes. Null: it does not.
   void (*Busy)(const XYL_HOST *host, bool begins) = nullptr;
@@ -139,6 +150,9 @@ bool xylHelp(const XYL_HOST *host, const XYL_REQUEST &request);
 
 // With --quiet leaves a front only what is written as an error: nothing is printed, shown as busy or asked.
 void xylSilence(XYL_HOST *host, const XYL_REQUEST &request);
+
+// With --json, says as a document why a command failed that has begun none.
+void xylTellFailure(const XYL_HOST *host, const XYL_REQUEST &request, const XYL_RESULT &result);
 
 // Runs a parsed command of the core on the boot services of host->SystemTable. Nothing of it stays allocated.
 XYL_RESULT xylRun(const XYL_HOST *host, const XYL_REQUEST &request);

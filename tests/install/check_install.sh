@@ -35,6 +35,7 @@ bash -euc '
   completes "" show s
   completes "restore" help res
   completes "presets pull" help sim p
+  completes "lock" key l
   completes "--version" --ver
   completes "-o" get -o
   completes "" sim fail-next cre

@@ -138,7 +138,11 @@ def main():
     xyl("get --controller box.json -o after.xml")
     os.utime("saved.xml", (1000000000, 1000000000))
     report("saved.xml", "From saved.xml, written 2001-09-09 01:46 UTC.")
+    edit("saved.xml", "bare.xml", (b"<Hotspare>Global<", b"<Hotspare><"), (b"demo-key-1", b""))
+    edit("saved.xml", "newer.xml", (b"21.3.4-0001", b"21.3.5-0001"))
     for line, style, words in (
+        ("saved.xml bare.xml", "call bad", "Security key demo-key-1 of saved.xml is gone Hot spare disk 1008 of saved.xml is"),
+        ("saved.xml newer.xml", "call open", "in order, and 1 difference from saved.xml"),
         ("saved.xml", "call", "Every disk and every virtual disk is in order"),
         ("saved.xml change.xml", "call open", "In saved.xml every disk"),
         ("saved.xml log.xml after.xml", "call bad", 'virtual disk 4 "Archive" of saved.xml is gone: RAID 10'),

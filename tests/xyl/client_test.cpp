@@ -11,13 +11,19 @@ TEST(Xyl, SaysWhatIsWrongInOneLine) {
   client.write("bare.xml", "<raidData><Method name=\"Delete\"/></raidData>");
   for (const char *mistake :
        {"2  => no command|xyl help",
-        "2 sim frob => unknown command 'sim'|xyl help",
+        "2 frob => unknown command 'frob'|xyl help",
+        "2 sim frob => 'sim' has no command 'frob'; it has new, presets,",
+        "2 key => behind it comes one of lock, rekey, erase,",
         "2 get --frob => unknown option '--frob'",
         "2 get --preset demo -o => -o needs a value|FILE",
         "2 get --preset demo --preset sas => --preset is given twice",
         "2 list --preset demo -o x => 'list' does not take option --output|xyl help list",
         "2 verify --preset demo => 'verify' needs an argument SAVED.xml",
         "2 show a b => 'show' does not take the argument 'b'",
+        "2 delete '' --preset demo --yes => argument 1 of 'delete' is empty; nothing was done",
+        "2 delete 1,,2 --preset demo --yes => a name in a list of virtual disks is empty",
+        "2 show saved.xml --preset demo => asks no controller; leave out --preset",
+        "2 report saved.xml -c 1 => asks no controller; leave out --number",
         "2 $(seq 41) => too many arguments from '41'",
         "2 get => no controller|--preset|--controller",
         "2 get --preset demo --controller x => exclude each other",
@@ -68,6 +74,7 @@ TEST(Xyl, HelpComesFromTheTables) {
 TEST(Xyl, QuietLeavesErrorsAndFiles) {
   Client client("demo");
   client.expect({"2 get --preset demo --quiet => give --output", "2 show saved.xml --quiet --json => exclude",
+                 "2 restore saved.xml $LAB --json --log-file - => no place for the log",
                  "0 get --preset demo --quiet -o quiet.xml => ", "0 !cmp quiet.xml saved.xml",
                  "0 sim pull lab.json 1003 --quiet", "1 diff saved.xml $LAB --quiet",
                  "4 get --preset demo --quiet -o no/folder.xml => cannot write 'no/folder.xml': Not Found",
@@ -100,13 +107,16 @@ TEST(Xyl, ShowsWhatTheControllerHolds) {
 
 TEST(Xyl, TablesFitWhateverTheNames) {
   Client client("demo");
-  client.expect(
-      {"0 sim pull lab.json 1003",
-       "0 !xyl get $LAB | sed 's/<Name>Data</<Name>D\xC3\xA4t and quite a lot more</; s/<Slot>4</<Slot>14</' >odd",
-       "0 show odd =>     10  1011  |    14  1005  |"
-       "   2  D\xC3\xA4t and quite...  RAID 5     4.00 TB  Degraded  WB ARA DIO  1003 missing,\n|"
-       "  1004, 1005,\n|  1006\n   3  Scratch           RAID 5     2.00 TB",
-       "1 !LC_ALL=C.UTF-8; export LC_ALL; xyl show odd | grep -aE '.{81}'"});
+  client.expect({"0 sim pull lab.json 1003",
+                 "0 !xyl get $LAB | sed 's/<Name>Data</<Name>D\\&#195;\\&#164;t and quite a lot more</; "
+                 "s/<Slot>4</<Slot>14</' >odd",
+                 "0 show odd =>     10  1011  |    14  1005  |"
+                 "   2  D\xC3\xA4t and quite...  RAID 5     4.00 TB  Degraded  WB ARA DIO  1003 missing,\n|"
+                 "  1004, 1005,\n|  1006\n   3  Scratch           RAID 5     2.00 TB",
+                 "1 !LC_ALL=C.UTF-8; export LC_ALL; xyl show odd | grep -aE '.{81}'",
+                 "1 !LC_ALL=C.UTF-8; export LC_ALL; COLUMNS=50 xyl show odd | grep -aE '^ .{50}'",
+                 "0 !COLUMNS=50 xyl show odd => 1004  HARRIER ...  SAS  |  Online\n      VD 2, 3\n|Degraded  WB ...\n  "
+                 "    1003 missing, 1004, 1005, 1006\n"});
 }
 
 TEST(Xyl, OutputsSpareWhatStandsThere) {
@@ -116,7 +126,10 @@ TEST(Xyl, OutputsSpareWhatStandsThere) {
                  "4 report saved.xml -o first.xml => 'first.xml' exists", "4 get --preset demo -o folder --force",
                  "2 get $LAB -o ./lab.json --force => keeps the controller",
                  "2 restore saved.xml $LAB --log-file ../work/saved.xml --force => the command reads",
-                 "0 sim firmware lab.json 2", "0 get $LAB -o saved.xml --force", "1 !cmp saved.xml first.xml",
+                 "2 sim new --from saved.xml ./saved.xml --force => the command reads",
+                 "2 get --disk saved.xml -o ./saved.xml --force => the command reads",
+                 "0 !xyl get $LAB -o - | cmp - saved.xml", "0 sim firmware lab.json 2",
+                 "0 get $LAB -o saved.xml --force", "1 !cmp saved.xml first.xml",
                  "0 !cp before.json lab.json; ln -s first.xml link.xml",
                  // What cannot be written is known before anything changes.
                  "4 restore first.xml $LAB --log-file no/log.xml => cannot write 'no/log.xml'",
@@ -139,7 +152,15 @@ TEST(Xyl, IncompleteDocumentsAreRefused) {
                    "1 !test -e new.xml", fail, "4 get $LAB -o gaps.xml --force --incomplete => not complete",
                    "4 plan gaps.xml $LAB => gaps.xml is not complete: |--incomplete", "0 !cp lab.json before.json",
                    "4 restore gaps.xml $LAB => gaps.xml is not complete", "0 !cmp lab.json before.json"});
+    // What was not told is not taken for what is not there.
+    for (const char *command : {"show", "report", "diff saved.xml", "verify saved.xml"}) {
+      client.expect({fail, std::string("4 ") + command + " $LAB => the inventory is not complete: "});
+    }
   }
+  client.expect({"0 sim fail-next lab.json get:pd",
+                 "0 !xyl report --incomplete $LAB 2>&1 => not complete|did not tell all that it has",
+                 "0 sim fail-next lab.json get:pd",
+                 "4 list $LAB => Device Error\nxyl: controller 1 does not tell all"});
   // A pulled disk is missing rightly, a controller without disks is whole.
   client.expect({"0 sim pull lab.json 1003", "0 get $LAB -o degraded.xml", "0 get --preset empty -o empty.xml",
                  "0 get --preset direct -o direct.xml"});
@@ -191,12 +212,13 @@ TEST(Xyl, RebuildIsShownConfirmedAndReported) {
            "1001\n|"
            "  14  ChangePD              Success   -                     disk 1008 disk-07.enclosure-0.adapter-0, hot "
            "spare Global\n|"
-           "What no restore brings back:\n|key id: demo-key-1 -> -\nthe restore succeeded on Harrier",
+           "What no restore brings back:\n|key id: demo-key-1 -> -\nWhat the controller held before is in "
+           "'log.before.xml'\nthe restore succeeded on Harrier",
        "0 !head -c 13 log.xml => <RaidRestore>", "0 !cmp log.before.xml saved.xml",
        // What was kept is not lost by the next one.
-       "4 " + REBUILD + " => 'log.xml' exists",
-       "4 !rm log.xml; xyl " + REBUILD + " => kept there; --no-backup|'log.before.xml' exists",
-       "0 " + REBUILD + " --no-backup", "0 !cmp log.before.xml saved.xml",
+       "4 " + REBUILD + " => 'log.xml' exists", "0 " + REBUILD + " --force => before is in 'log.before-2.xml'\n",
+       "0 !cmp log.before.xml saved.xml && xyl diff log.before-2.xml $LAB",
+       "0 !rm log.xml; xyl " + REBUILD + " --no-backup && ! test -e log.before-3.xml",
        // A log that cannot be written is all that went wrong.
        "4 restore saved.xml --log-file /dev/full $LAB => the restore succeeded|xyl: the restore is done, but its log "
        "is lost: cannot write '/dev/full': Volume Full\n",

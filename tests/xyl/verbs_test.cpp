@@ -23,8 +23,8 @@ TEST(Verbs, WriteDocumentsThatWork) {
       {"delete Scratch 5", "Delete|<OID>3<|<OID>5<", "<ObjectID>1015<|<State>Ready<"},
       {"spare 301:8 1010 --for System", "<OID>1009<|<OID>1010<|Dedicated<|<VD>1<", nullptr},
       {"spare 302:8", "<OID>1020<|Global<", "<ObjectID>1020<|Global<"},
-      {"spare 1008 --remove", "<OID>1008<|Not Hotspare<", nullptr},
-      {"set 'copy back=off' rebuild=44 patrolread=manual 'patrol read=20'",
+      {"spare 1008 1007 --remove", "<OID>1008<|Not Hotspare<", nullptr},
+      {"set 'copy back=off' rebuild=44% patrolread=manual 'patrol read=20'",
        "<CopyBackMode>Off<|<CorrectUnconfiguredAreas>True<|<PatrolReadMode>Manual<|<Name>Rebuild<|<Value>44<|<Name>"
        "Patrol Read<|<Value>20<",
        "<CopyBackMode>Off<|<CorrectUnconfiguredAreas>True<|<PatrolReadMode>Manual<|<Value>44<|<Value>20<"},
@@ -44,11 +44,14 @@ TEST(Verbs, WriteDocumentsThatWork) {
       client.expect({std::string("0 get $LAB => ") + row.now});
     }
   }
-  client.expect({"0 sim new --preset demo lab.json --force", "0 delete Scratch 5 --yes $LAB",
-                 "0 create --level 5 --count 3 $LAB => Picked 3 of the kind SATA solid state disk, 480.10 GB: 1011 "
-                 "(301:10), 1016 (302:4), 1017 (302:5)\n|virtual disk, RAID 5, disks 1011, ",
-                 "0 sim new --preset empty lab.json --force", "0 key lock --key-id k --passphrase-file key $LAB",
-                 "0 get $LAB => <Keyid>k<"});
+  client.expect(
+      {"0 sim new --preset demo lab.json --force", "0 delete Scratch 5 --yes $LAB",
+       "0 create --level 5 --count 3 $LAB => Picked 3 of the kind SATA solid state disk, 480.10 GB: 1011 "
+       "(301:10), 1016 (302:4), 1017 (302:5)\n|virtual disk, RAID 5, disks 1011, ",
+       "0 spare 1010 1009 $LAB => disk 1010, hot spare Global\n|disk 1009, hot spare Global\n",
+       "4 key rekey --key-id k --passphrase-file old --old-passphrase-file key $LAB => the old passphrase is not",
+       "0 sim new --preset empty lab.json --force", "0 key lock --key-id k --passphrase-file key $LAB",
+       "0 get $LAB => <Keyid>k<"});
 }
 
 TEST(Verbs, RefuseBeforeAnythingIsSent) {
@@ -63,7 +66,7 @@ TEST(Verbs, RefuseBeforeAnythingIsSent) {
            "4 create --level 10 --disks 1009,1010,1018,1019,1020 => an even number",
            "4 create --level 50 --count 7 => two or more equal spans; 7 disks",
            "4 create --level 5 --count 4 => no 4 Ready disks|1009, 1010, 1011, 1018, 1019, 1020",
-           "4 create --level 1 --disks 1009,1003 --size 1GB => --size 1GB is more than|0.09 MB",
+           "4 create --level 1 --disks 1009,1003 => 1003 (301:2) is Online and full",
            "4 create --level 1 --disks 1009,1007 => 1007 (301:6) is a hot spare",
            "2 create --level 1 --disks 1009,301:8 => '301:8' is named twice",
            "2 create --level 1 --disks 1009,1010 --spare 1010 => a member and the spare",
@@ -78,13 +81,19 @@ TEST(Verbs, RefuseBeforeAnythingIsSent) {
            "2 create --level 1 --count 2 --name \xC3\xA9 => not plain ASCII",
            "3 delete Nothing => there is no virtual disk 'Nothing'; write an id, a name",
            "2 delete 3 => nobody can be asked; give --yes",
-           "4 spare 1003 => disk 1003 is Online; a hot spare has to be Ready, as 1009,",
+           "4 spare 1003 => disk 1003 is Online and full; a hot spare has to be Ready, as 1009,",
            "4 spare 1009 --remove => disk 1009 is no hot spare",
            "4 spare 1009 --for 2 => too small for virtual disk 2, of which each member holds 1.33 TB",
            "2 set rebuild => write NAME=VALUE",
            "4 set learn=auto => no mode 'learn' to set; it has CheckConsistencyMode, ",
            "4 set spin=3 => no rate 'spin' to set; it has Rebuild, Background Initialization, ",
-           "2 set rebuild=128 => from 0 to 127",
+           "2 set rebuild=101 => from 0 to 100",
+           "2 set rebuild=101% => from 0 to 100",
+           "2 set c=on => 'c' may be CheckConsistencyMode, CopyBackMode,",
+           "2 set copy=o => 'o' may be Off, On, On w/ SMART; write more",
+           "2 create --level 1 --count 2 --size 10 => write its unit, as 10GB",
+           "2 create --level 1 --count 2 --cache write => 'write' may be Write Through, Write Back;",
+           "2 create --level 1 --count 2 --name $(seq -s '' 0 36) => at most 63 characters",
            "2 set copy=maybe => one of Off, On, SMART, On w/ SMART",
            "4 key lock --key-id k => has a key; 'xyl key rekey'",
            "2 key rekey => give --key-id",
@@ -126,4 +135,9 @@ TEST(Verbs, PassphrasesAreTypedUnseen) {
     EXPECT_TRUE(text.ends_with("\necho \r\n")) << text;
   }
   client.expect({"0 get $LAB => <Keyid>typed<"});
+  std::string ended =
+      onTerminal("cd '" + client.folder() + "'; " + binaryDir() +
+                 "/xyl/xyl key rekey --key-id k --controller lab.json & sleep 1; kill $!; wait; stty -a "
+                 "| grep -o -- '-*echo '");
+  EXPECT_TRUE(ended.ends_with("\necho \r\n")) << ended;
 }

@@ -20,12 +20,12 @@ XYL_RESULT readRequest(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR
   UINT32 readable = !EFI_ERROR(status) && *request != nullptr ? (*request)->commandCount : 0;
   if (EFI_ERROR(status)) {
     complain(context.Host, "'%a' is no change document: %a; nothing was changed", name, statusWords(status));
-    return failed(status);
+    return failed(status, XYL_REASON_DOCUMENT);
   }
   if (readable != methods) {
     complain(context.Host, "%d of the %d methods in '%a' cannot be read, look for misspelt names; nothing was changed",
              methods - readable, methods, name);
-    return failed(EFI_INVALID_PARAMETER);
+    return failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
   }
   return succeeded();
 }
@@ -63,10 +63,10 @@ static XYL_RESULT tellNothing(const XYL_CONTEXT &context, const CHANGE_REQUEST &
   if (parsed.adapter != nullptr) {
     complain(context.Host, "'%a' is a configuration and has no methods, so nothing was done; 'xyl restore' takes it",
              request.Name);
-    return failed(EFI_INVALID_PARAMETER);
+    return failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
   }
   complain(context.Host, "'%a' has no methods, so nothing was done", request.Name);
-  return failed(EFI_INVALID_PARAMETER);
+  return failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
 }
 
 // What every method may add to the log, with room for the names of its members.
@@ -104,6 +104,7 @@ XYL_RESULT applyChanges(const XYL_CONTEXT &context, const CONTROLLER &controller
   change.What = request.What;
   change.Options.PreserveVd = true;
   change.Request = request.Text;
+  change.Violation = request.Violation;
   XYL_RESULT result = succeeded();
   if (hasOption(context, XYL_OPTION_SHOW)) {
     sayDocument(context.Host, change.Request.Text, change.Request.Size);

@@ -17,6 +17,7 @@ struct CHANGE_REQUEST {
   // Done when everything else is ready, before the document is sent, which a failure prevents. Null: nothing.
   XYL_RESULT (*Prepare)(const XYL_CONTEXT &context, const CONTROLLER &controller, void *data);
   void *PrepareData;
+  const CHAR8 *Violation = nullptr; // what EFI_SECURITY_VIOLATION means, for a message
 };
 
 // Runs a change document as the options say: checks it, shows it and asks when it destroys something, makes sure of the

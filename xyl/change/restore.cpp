@@ -49,15 +49,15 @@ static XYL_RESULT checkRebuild(const XYL_CONTEXT &context, const RESTORE_PLAN &p
   return succeeded();
 }
 
-// NAME.before.xml beside the log, or without one beside the saved document.
+// NAME.before of the log's name, or without one of the saved document's.
 static bool putBackupName(TEXT *name, const XYL_CONTEXT &context) {
   const CHAR8 *log = context.Request->Options[XYL_OPTION_LOG_FILE];
-  putText(name, log != nullptr ? log : context.Request->Operands[0]);
+  putText(name, log != nullptr && !isStandardOutput(log) ? log : context.Request->Operands[0]);
   if (!name->Failed && name->Length > 4 && textEqual(name->Chars + name->Length - 4, ".xml")) {
     name->Length -= 4;
     name->Chars[name->Length] = 0;
   }
-  putText(name, ".before.xml");
+  putText(name, ".before");
   return !name->Failed;
 }
 
@@ -71,7 +71,7 @@ static XYL_RESULT openBackup(const XYL_CONTEXT &context, RESTORE_RUN *run) {
     if (!putBackupName(&run->BackupName, context)) {
       return failed(EFI_OUT_OF_RESOURCES);
     }
-    result = openOutput(context, textOf(run->BackupName), run->Before.Size, &run->Backup);
+    result = openNumbered(context, &run->BackupName, ".xml", run->Before.Size, &run->Backup);
     if (isFailure(result) && !hasOption(context, XYL_OPTION_JSON)) {
       say(context.Host, "The controller's present configuration is kept there; --no-backup leaves that out.\n");
     }
@@ -120,7 +120,7 @@ static XYL_RESULT confirmRebuild(const XYL_CONTEXT &context, RESTORE_RUN *run) {
     result = openBackup(context, run);
   }
   if (!isFailure(result)) {
-    result = askToGoOn(context, run->Controller.Identity, "rebuild");
+    result = askToGoOn(context, run->Controller.Identity, "rebuild", run->Backup.File);
   }
   if (!isFailure(result) && run->Backup.Handle != nullptr) {
     result = writeOutput(context, &run->Backup, run->Before.Text, run->Before.Size, "nothing was changed: ");
@@ -176,6 +176,17 @@ static XYL_RESULT judge(const XYL_CONTEXT &context, const VERDICT &verdict) {
   return verdict.Counts[BLAME_PLAN] != 0 ? different() : succeeded();
 }
 
+static void tellBackup(const XYL_CONTEXT &context, const RESTORE_RUN &run, JSON *json) {
+  if (run.Backup.File == nullptr) {
+    return;
+  }
+  if (hasOption(context, XYL_OPTION_JSON)) {
+    jsonText(json, "backup", run.Backup.File);
+  } else {
+    say(context.Host, "What the controller held before is in '%a'\n", run.Backup.File);
+  }
+}
+
 static XYL_RESULT runRestoreSteps(const XYL_CONTEXT &context, RESTORE_RUN *run) {
   CHANGED changed;
   XYL_RESULT read = callSetLive(context, run->Controller, &run->Change, &changed);
@@ -183,6 +194,7 @@ static XYL_RESULT runRestoreSteps(const XYL_CONTEXT &context, RESTORE_RUN *run) 
   tellSteps(context, run->Controller, &json, &changed);
   VERDICT verdict = {};
   XYL_RESULT compared = readBack(context, *run, &json, &verdict);
+  tellBackup(context, *run, &json);
   if (hasOption(context, XYL_OPTION_JSON)) {
     jsonEnd(&json);
   }

@@ -71,6 +71,9 @@ void tellSteps(const XYL_CONTEXT &context, const CONTROLLER &controller, JSON *j
   writeSteps(json, changed->LogRoot, &changed->Counts);
   jsonNumber(json, "failedSteps", changed->Counts.Failed);
   jsonText(json, "status", statusWords(changed->Status));
+  if (EFI_ERROR(changed->Status) || changed->Counts.Failed != 0) {
+    jsonText(json, "failure", changed->Counts.Changes != 0 ? "half done" : "failed");
+  }
 }
 
 static XYL_RESULT keepLog(const XYL_CONTEXT &context, CHANGE *change, const CHAR8 *log) {
@@ -97,8 +100,9 @@ XYL_RESULT tellOutcome(const XYL_CONTEXT &context, const CONTROLLER &controller,
   putIdentity(&where, controller.Identity);
   XYL_RESULT result = succeeded();
   if (EFI_ERROR(changed.Status)) {
-    complain(context.Host, "the %a failed on %a: %a; what was done before stays done", change->What, textOf(where),
-             statusWords(changed.Status));
+    const CHAR8 *why = changed.Status == EFI_SECURITY_VIOLATION ? change->Violation : nullptr;
+    complain(context.Host, "the %a failed on %a: %a%a%a; what was done before stays done", change->What, textOf(where),
+             statusWords(changed.Status), why != nullptr ? ", " : "", why != nullptr ? why : "");
     result = failed(changed.Status);
   } else if (changed.Counts.Failed > expectedFailures) {
     complain(context.Host, "the %a on %a came to its end, but %d of its steps failed", change->What, textOf(where),

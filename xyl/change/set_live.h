@@ -10,7 +10,8 @@ struct CHANGE {
   RUN_OPTIONS Options;
   DOCUMENT_TEXT Saved;
   DOCUMENT_TEXT Request;
-  OUTPUT LogFile; // opened before
+  OUTPUT LogFile;         // opened before
+  const CHAR8 *Violation; // what EFI_SECURITY_VIOLATION means, or null
 };
 
 // What the call left.

@@ -1,6 +1,7 @@
 // The tables of options and commands; parser and help work from them on both fronts.
 #pragma once
 
+#include "base/text.h"
 #include "xyl/output/output.h"
 #include "xyl/xyl.h"
 
@@ -60,9 +61,17 @@ extern const UINTN g_xylCommandCount;
 // Whether the word stands before others in the command's name, and the front has the command.
 bool isInGroup(const XYL_HOST *host, const XYL_COMMAND &command, const CHAR8 *word);
 
+// Refuses options that name a controller which the command would not ask, since it has documents.
+XYL_RESULT refuseController(const XYL_HOST *host, const XYL_REQUEST &request);
+
 static_assert(XYL_OPTION_COUNT <= 64, "a command's options fit into its mask");
 inline bool takesOption(UINT64 options, UINTN id) {
   return (options >> id & 1) != 0;
+}
+
+// Whether the name of an output is "-", which stands for the standard output.
+inline bool isStandardOutput(const CHAR8 *file) {
+  return file != nullptr && textEqual(file, "-");
 }
 
 inline bool hasOption(const XYL_CONTEXT &context, XYL_OPTION_ID id) {

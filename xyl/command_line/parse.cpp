@@ -135,6 +135,28 @@ static bool namesGroup(const XYL_HOST *host, const CHAR8 *word) {
   return i < g_xylCommandCount;
 }
 
+// A command of two words of which the second is missing or unknown. There may be no pool yet.
+static void complainOfGroup(const XYL_HOST *host, const CHAR8 *group, const CHAR8 *word) {
+  CHAR8 verbs[256] = {};
+  UINTN length = 0;
+  for (UINTN i = 0; i < g_xylCommandCount; ++i) {
+    if (!isInGroup(host, g_xylCommands[i], group)) {
+      continue;
+    }
+    const CHAR8 *parts[] = {length != 0 ? ", " : "", g_xylCommands[i].Name + textLength(group) + 1};
+    for (const CHAR8 *part : parts) {
+      UINTN most = sizeof(verbs) - 1 - length;
+      UINTN size = textLength(part) < most ? textLength(part) : most;
+      copyBytes(verbs + length, part, size);
+      length += size;
+    }
+  }
+  complain(host,
+           *word != 0 ? "'%a' has no command '%a'; it has %a, and 'xyl help %a' tells more"
+                      : "'%a%a' is part of a command; behind it comes one of %a, and 'xyl help %a' tells more",
+           group, word, verbs, group);
+}
+
 // Finds the command that the words at from name and steps *from over it; null with a message for an unknown one.
 static const XYL_COMMAND *findCommand(const XYL_HOST *host, const WORDS &words, UINTN *from) {
   for (UINTN i = 0; i < g_xylCommandCount; ++i) {
@@ -144,7 +166,11 @@ static const XYL_COMMAND *findCommand(const XYL_HOST *host, const WORDS &words, 
       return &g_xylCommands[i];
     }
   }
-  complain(host, "unknown command '%a'; 'xyl help' lists the commands", words.Words[*from]);
+  if (namesGroup(host, words.Words[*from])) {
+    complainOfGroup(host, words.Words[*from], *from + 1 < words.Count ? words.Words[*from + 1] : "");
+  } else {
+    complain(host, "unknown command '%a'; 'xyl help' lists the commands", words.Words[*from]);
+  }
   return nullptr;
 }
 
@@ -157,9 +183,23 @@ static XYL_RESULT checkQuiet(const XYL_HOST *host, const XYL_REQUEST &request) {
     complain(host, "--quiet and --json exclude each other; give one of them");
     return wrongUsage();
   }
-  if (takesOption(request.Command->Options, XYL_OPTION_OUTPUT) && request.Options[XYL_OPTION_OUTPUT] == nullptr) {
+  const CHAR8 *output = request.Options[XYL_OPTION_OUTPUT];
+  if (takesOption(request.Command->Options, XYL_OPTION_OUTPUT) && (output == nullptr || isStandardOutput(output))) {
     complain(host, "--quiet leaves nothing of '%a'; give --output FILE as well", request.Command->Name);
     return wrongUsage();
+  }
+  return succeeded();
+}
+
+// What is printed besides must not stand in the way of a log, nor a log in that of a document.
+static XYL_RESULT checkLogFile(const XYL_HOST *host, const XYL_REQUEST &request) {
+  static constexpr XYL_OPTION_ID others[] = {XYL_OPTION_QUIET, XYL_OPTION_JSON};
+  for (XYL_OPTION_ID id : others) {
+    if (request.Options[id] != nullptr && isStandardOutput(request.Options[XYL_OPTION_LOG_FILE])) {
+      complain(host, "%a leaves no place for the log on the standard output; give --log-file FILE",
+               g_xylOptions[id].Long);
+      return wrongUsage();
+    }
   }
   return succeeded();
 }
@@ -173,11 +213,18 @@ static XYL_RESULT checkOptions(const XYL_HOST *host, const XYL_REQUEST &request)
       return wrongUsage();
     }
   }
-  return checkQuiet(host, request);
+  XYL_RESULT result = checkQuiet(host, request);
+  return isFailure(result) ? result : checkLogFile(host, request);
 }
 
 static XYL_RESULT checkOperands(const XYL_HOST *host, const XYL_REQUEST &request) {
   const XYL_COMMAND &command = *request.Command;
+  for (UINTN i = 0; i < request.OperandCount; ++i) {
+    if (*request.Operands[i] == 0) { // as a variable of a script that is not set
+      complain(host, "argument %d of '%a' is empty; nothing was done", static_cast<UINT32>(i + 1), command.Name);
+      return wrongUsage();
+    }
+  }
   if (request.OperandCount < command.OperandsMin) {
     complain(host, "'%a' needs an argument %a; see 'xyl help %a'", command.Name, command.Operands, command.Name);
     return wrongUsage();
@@ -224,7 +271,11 @@ XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *argum
     request->Operands[request->OperandCount++] = words.Words[at];
   }
   result = checkOptions(host, *request);
-  return isFailure(result) ? result : checkOperands(host, *request);
+  if (!isFailure(result)) {
+    result = checkOperands(host, *request);
+  }
+  bool asksNone = request->Command->Needs == XYL_NEEDS_CONTROLLER_OR_FILE && !xylNeedsController(*request);
+  return isFailure(result) || !asksNone ? result : refuseController(host, *request);
 }
 
 XYL_RESULT xylRun(const XYL_HOST *host, const XYL_REQUEST &request) {
@@ -232,5 +283,8 @@ XYL_RESULT xylRun(const XYL_HOST *host, const XYL_REQUEST &request) {
     return succeeded();
   }
   setSystemTable(host->SystemTable);
-  return request.Command->Run(XYL_CONTEXT{host, &request});
+  jsonForget();
+  XYL_RESULT result = request.Command->Run(XYL_CONTEXT{host, &request});
+  xylTellFailure(host, request, result);
+  return result;
 }

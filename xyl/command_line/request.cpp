@@ -18,6 +18,19 @@ bool xylNeedsController(const XYL_REQUEST &request) {
          (needs == XYL_NEEDS_CONTROLLER_OR_FILE && request.OperandCount < request.Command->OperandsMax);
 }
 
+XYL_RESULT refuseController(const XYL_HOST *host, const XYL_REQUEST &request) {
+  static constexpr XYL_OPTION_ID sources[] = {XYL_OPTION_CONTROLLER, XYL_OPTION_PRESET, XYL_OPTION_DISK,
+                                              XYL_OPTION_NUMBER};
+  for (XYL_OPTION_ID id : sources) {
+    if (request.Options[id] != nullptr) {
+      complain(host, "'%a' reads the documents that it is given and asks no controller; leave out %a",
+               request.Command->Name, g_xylOptions[id].Long);
+      return wrongUsage();
+    }
+  }
+  return succeeded();
+}
+
 bool xylChangesController(const XYL_REQUEST &request) {
   return request.Command != nullptr && !request.Help && request.Command->ChangesController;
 }
@@ -43,4 +56,26 @@ void xylSilence(XYL_HOST *host, const XYL_REQUEST &request) {
     host->Busy = nullptr;
     host->AskYes = askNobody; // nobody saw what is asked about
   }
+}
+
+// Usage errors and what is not there have outcomes of their own.
+static const CHAR8 *failureWord(const XYL_RESULT &result) {
+  static constexpr const CHAR8 *reasons[] = {"failed", "declined", "exists", "bad document", "incomplete"};
+  bool isPlain = result.Reason == XYL_REASON_OTHER;
+  return isPlain && result.Outcome == XYL_USAGE       ? "usage"
+         : isPlain && result.Outcome == XYL_NOT_FOUND ? "not found"
+                                                      : reasons[result.Reason];
+}
+
+void xylTellFailure(const XYL_HOST *host, const XYL_REQUEST &request, const XYL_RESULT &result) {
+  if (request.Options[XYL_OPTION_JSON] == nullptr || !isFailure(result) || jsonIsBegun()) {
+    return;
+  }
+  JSON json = {};
+  json.Host = host;
+  jsonObject(&json, nullptr);
+  jsonText(&json, "failure", failureWord(result));
+  jsonNumber(&json, "exitCode", result.Outcome);
+  jsonText(&json, "status", statusWords(result.Status));
+  jsonEnd(&json);
 }

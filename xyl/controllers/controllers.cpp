@@ -188,8 +188,11 @@ XYL_RESULT openController(const XYL_CONTEXT &context, CONTROLLER *controller) {
   return succeeded();
 }
 
-XYL_RESULT readWholeInventory(const XYL_CONTEXT &context, const CONTROLLER &controller, DOCUMENT_TEXT *document,
-                              bool *isWhole) {
+// What an inventory has to hold: all that the controller has, or all that it refers to as well.
+enum WHOLENESS { WHOLE_ANSWERS, WHOLE_DOCUMENT };
+
+static XYL_RESULT readChecked(const XYL_CONTEXT &context, const CONTROLLER &controller, WHOLENESS wanted,
+                              DOCUMENT_TEXT *document, bool *isWhole) {
   static constexpr const CHAR8 *NAME = "the inventory";
   XYL_RESULT result = readInventory(context, controller.Operations, document);
   if (isFailure(result)) {
@@ -199,7 +202,10 @@ XYL_RESULT readWholeInventory(const XYL_CONTEXT &context, const CONTROLLER &cont
   result = readConfiguration(context, NAME, document->Text, &config);
   if (!isFailure(result)) {
     TEXT gaps = {};
-    EFI_STATUS status = putGaps(&gaps, *config);
+    EFI_STATUS status = wanted == WHOLE_DOCUMENT ? putGaps(&gaps, *config) : EFI_SUCCESS;
+    if (wanted == WHOLE_ANSWERS) {
+      putKeyGap(&gaps, *config);
+    }
     status = EFI_ERROR(status) ? status : putCountGaps(&gaps, controller.Management, *config);
     *isWhole = gaps.Length == 0;
     result = judgeGaps(context, NAME, status, &gaps);
@@ -209,4 +215,14 @@ XYL_RESULT readWholeInventory(const XYL_CONTEXT &context, const CONTROLLER &cont
     releaseDocument(document);
   }
   return result;
+}
+
+XYL_RESULT readWholeInventory(const XYL_CONTEXT &context, const CONTROLLER &controller, DOCUMENT_TEXT *document,
+                              bool *isWhole) {
+  return readChecked(context, controller, WHOLE_DOCUMENT, document, isWhole);
+}
+
+XYL_RESULT readToldInventory(const XYL_CONTEXT &context, const CONTROLLER &controller, DOCUMENT_TEXT *document,
+                             bool *isWhole) {
+  return readChecked(context, controller, WHOLE_ANSWERS, document, isWhole);
 }

@@ -43,6 +43,10 @@ XYL_RESULT openController(const XYL_CONTEXT &context, CONTROLLER *controller);
 XYL_RESULT readWholeInventory(const XYL_CONTEXT &context, const CONTROLLER &controller, DOCUMENT_TEXT *document,
                               bool *isWhole);
 
+// The same for commands that only show: a virtual disk all of whose members were pulled is as the controller tells it.
+XYL_RESULT readToldInventory(const XYL_CONTEXT &context, const CONTROLLER &controller, DOCUMENT_TEXT *document,
+                             bool *isWhole);
+
 // The machine as its firmware has it; texts are the firmware's, "" where it tells none.
 struct SERVER {
   const CHAR8 *Maker;

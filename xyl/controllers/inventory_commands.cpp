@@ -82,12 +82,13 @@ static void writeListed(JSON *json, const LISTED &listed) {
   jsonEnd(json);
 }
 
-static void list(const XYL_CONTEXT &context, JSON *json, EFI_HANDLE handle, UINT32 number) {
+static XYL_RESULT list(const XYL_CONTEXT &context, JSON *json, EFI_HANDLE handle, UINT32 number) {
   LISTED listed = {};
   listed.Number = number;
   RAID_MGMT_PROTOCOL *controller = nullptr;
-  if (isFailure(managementOf(context, handle, &controller))) {
-    return;
+  XYL_RESULT result = managementOf(context, handle, &controller);
+  if (isFailure(result)) {
+    return result;
   }
   if (EFI_ERROR(readIdentity(controller, &listed.Identity))) {
     textNarrow(listed.Identity.Name, controllerName(handle), sizeof(listed.Identity.Name) - 1);
@@ -99,12 +100,22 @@ static void list(const XYL_CONTEXT &context, JSON *json, EFI_HANDLE handle, UINT
   } else {
     sayListed(context.Host, listed);
   }
+  EFI_STATUS status = EFI_ERROR(listed.Volumes.Status) ? listed.Volumes.Status : listed.Disks.Status;
+  if (EFI_ERROR(status)) {
+    complain(context.Host, "controller %d does not tell all that it has: %a", number, statusWords(status));
+    return failed(status);
+  }
+  return succeeded();
 }
 
-static void listAll(const XYL_CONTEXT &context, JSON *json, const CONTROLLERS &controllers) {
+// The first failure counts.
+static XYL_RESULT listAll(const XYL_CONTEXT &context, JSON *json, const CONTROLLERS &controllers) {
+  XYL_RESULT result = succeeded();
   for (UINTN i = 0; i < controllers.Count; ++i) {
-    list(context, json, controllers.Handles[i], static_cast<UINT32>(i + 1));
+    XYL_RESULT listed = list(context, json, controllers.Handles[i], static_cast<UINT32>(i + 1));
+    result = isFailure(result) ? result : listed;
   }
+  return result;
 }
 
 XYL_RESULT runList(const XYL_CONTEXT &context) {
@@ -118,14 +129,14 @@ XYL_RESULT runList(const XYL_CONTEXT &context) {
     json.Host = context.Host;
     jsonObject(&json, nullptr);
     jsonArray(&json, "controllers");
-    listAll(context, &json, controllers);
+    result = listAll(context, &json, controllers);
     jsonEnd(&json);
     jsonEnd(&json);
   } else {
-    listAll(context, /* json= */ nullptr, controllers);
+    result = listAll(context, /* json= */ nullptr, controllers);
   }
   poolFree(controllers.Handles);
-  return succeeded();
+  return result;
 }
 
 static void writeIdentity(const XYL_HOST *host, const RAID_XYL_IDENTIFY_DATA &data) {
@@ -164,7 +175,7 @@ XYL_RESULT runIdentify(const XYL_CONTEXT &context) {
 
 // For people, beside the document, which has neither: where it came from and when, by the machine's clock.
 static void sayOrigin(const XYL_HOST *host, const CHAR8 *file, const CONTROLLER &controller) {
-  if (host->IsSameFile(host, file, "/dev/stdout")) {
+  if (isStandardOutput(file) || host->IsSameFile(host, file, "/dev/stdout")) {
     return; // it would stand behind the document
   }
   sayText(host, file);

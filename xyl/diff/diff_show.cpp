@@ -97,7 +97,8 @@ static XYL_RESULT readDocuments(const XYL_CONTEXT &context, DIFF_DOCUMENTS *docu
       documents->Names[i] = "the inventory";
       result = openController(context, &documents->Controller);
       if (!isFailure(result)) {
-        result = readInventory(context, documents->Controller.Operations, &documents->Texts[i]);
+        bool isWhole = true;
+        result = readToldInventory(context, documents->Controller, &documents->Texts[i], &isWhole);
       }
     }
     if (!isFailure(result)) {
@@ -106,7 +107,7 @@ static XYL_RESULT readDocuments(const XYL_CONTEXT &context, DIFF_DOCUMENTS *docu
     if (!isFailure(result) && adapterOf(documents->Roots[i]) == nullptr) {
       complain(context.Host, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
                documents->Names[i]);
-      result = failed(EFI_INVALID_PARAMETER);
+      result = failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
     }
     if (isFailure(result)) {
       return result;

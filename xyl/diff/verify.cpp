@@ -156,7 +156,8 @@ static XYL_RESULT showTrees(const XYL_CONTEXT &context, const CONTROLLER &contro
 static XYL_RESULT explain(const XYL_CONTEXT &context, const CONTROLLER &controller, const CHAR8 *savedText,
                           UINT32 bits) {
   DOCUMENT_TEXT live;
-  XYL_RESULT result = readInventory(context, controller.Operations, &live);
+  bool isWhole = true;
+  XYL_RESULT result = readToldInventory(context, controller, &live, &isWhole);
   if (isFailure(result)) {
     return result;
   }
@@ -185,7 +186,7 @@ static XYL_RESULT verify(const XYL_CONTEXT &context, const CONTROLLER &controlle
   EFI_STATUS status = operations->Verify(operations, &parameter, &input, /* NewData= */ nullptr, &bits);
   if (status == EFI_ABORTED || status == EFI_INVALID_PARAMETER) {
     complain(context.Host, "'%a' is no saved configuration: %a", file, statusWords(status));
-    return failed(status);
+    return failed(status, XYL_REASON_DOCUMENT);
   }
   if (EFI_ERROR(status)) {
     complain(context.Host, "the controller cannot be compared with '%a': %a", file, statusWords(status));

@@ -42,7 +42,7 @@ XYL_RESULT readDocument(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_
   if (reason != nullptr) {
     complain(context.Host, "cannot use '%a': %a", file, reason);
     releaseDocument(document);
-    return failed(EFI_INVALID_PARAMETER);
+    return failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
   }
   return succeeded();
 }
@@ -87,7 +87,7 @@ XYL_RESULT parseTree(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 
   EFI_STATUS status = xml->Parse(xml, text, root);
   if (*root == nullptr) {
     complain(context.Host, "%a is not a well-formed XML document", name);
-    return failed(EFI_ERROR(status) ? status : EFI_INVALID_PARAMETER);
+    return failed(EFI_ERROR(status) ? status : EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
   }
   return succeeded();
 }
@@ -137,7 +137,7 @@ XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, cons
     *config = nullptr;
     complain(context.Host, "%a is no usable configuration: %a; 'xyl get -o FILE' writes one", name,
              statusWords(status));
-    return failed(status);
+    return failed(status, XYL_REASON_DOCUMENT);
   }
   return succeeded();
 }

@@ -90,6 +90,9 @@ static void putReferences(TEXT *gaps, const RAID_CONFIG &config, const ID_INDEX 
   putLost(gaps, members, " members of virtual disks are not listed", "disk ", " of virtual disk ");
   putLost(gaps, uses, " virtual disks that disks belong to are not listed", "virtual disk ", " of disk ");
   putLost(gaps, places, " disks are in enclosures that are not listed", "enclosure ", " of disk ");
+}
+
+void putKeyGap(TEXT *gaps, const RAID_CONFIG &config) {
   if ((config.adapter->Attributes & RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY) != 0 && config.keyId == nullptr) {
     beginGap(gaps);
     putText(gaps, "the key identifier is missing");
@@ -105,6 +108,7 @@ EFI_STATUS putGaps(TEXT *gaps, const RAID_CONFIG &config) {
               makeIndex(&volumes, config.logicalDisks, config.logicalDiskCount);
   if (made) {
     putReferences(gaps, config, enclosures, disks, volumes);
+    putKeyGap(gaps, config);
   }
   freeIndex(&volumes);
   freeIndex(&disks);
@@ -155,7 +159,7 @@ XYL_RESULT judgeGaps(const XYL_CONTEXT &context, const CHAR8 *name, EFI_STATUS s
   } else if (gaps->Length != 0) {
     complain(context.Host, "%a is not complete: %a%a", name, textOf(*gaps),
              isWanted ? "" : "; --incomplete takes it all the same");
-    result = isWanted ? succeeded() : failed(EFI_ABORTED);
+    result = isWanted ? succeeded() : failed(EFI_ABORTED, XYL_REASON_INCOMPLETE);
   }
   freeText(gaps);
   return result;

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "xyl/command_line/command_line.h"
@@ -72,6 +73,17 @@ static bool hasColours() {
   return !plain && isatty(STDOUT_FILENO) != 0;
 }
 
+// The columns of a line: what COLUMNS says, else the terminal, but no more than anywhere else.
+static UINTN columnsOfLine() {
+  const char *text = std::getenv("COLUMNS");
+  unsigned long columns = text != nullptr ? std::strtoul(text, nullptr, 10) : 0;
+  winsize size = {};
+  if (columns == 0 && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) {
+    columns = size.ws_col;
+  }
+  return columns != 0 && columns < 80 ? columns : 80;
+}
+
 static std::string optionOf(const XYL_REQUEST &request, XYL_OPTION_ID id) {
   return request.Options[id] != nullptr ? request.Options[id] : "";
 }
@@ -112,6 +124,12 @@ static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &reque
   if (sources > 1) {
     complain(&host, "--preset, --controller and --disk exclude each other; give one of them");
     return wrongUsage();
+  }
+  if (!needsController(request) && (isReport(request) || isRedfish(request))) {
+    XYL_RESULT result = refuseController(&host, request);
+    if (isFailure(result)) {
+      return result;
+    }
   }
   if (!needsController(request)) {
     options->preset.clear();
@@ -174,6 +192,7 @@ int main(int argc, char **argv) {
                    readFile, openHostOutput, closeHostOutput, isSameHostFile, askYes};
   host.Terminal = isatty(STDOUT_FILENO) != 0;
   host.Colours = hasColours();
+  host.Columns = columnsOfLine();
   host.AskSecret = askHostSecret;
   host.Busy = showBusy;
   XYL_REQUEST request;
@@ -193,6 +212,7 @@ int main(int argc, char **argv) {
     complain(&host, "there is not enough memory");
     result = failed(EFI_OUT_OF_RESOURCES);
   }
+  xylTellFailure(&host, request, result);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     complain(&host, "the output cannot be written");
     result = failed(EFI_DEVICE_ERROR);

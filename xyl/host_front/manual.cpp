@@ -153,6 +153,19 @@ static std::string presetNames() {
   return names;
 }
 
+// The first words of commands of two.
+static std::vector<std::string> groups() {
+  std::vector<std::string> words;
+  for (const XYL_COMMAND *command : hostCommands()) {
+    std::string name = command->Name;
+    name.resize(std::min(name.find(' '), name.size()));
+    if (name != command->Name && (words.empty() || words.back() != name)) {
+      words.push_back(name);
+    }
+  }
+  return words;
+}
+
 // The words that name commands so far; behind "help" they name what help is about.
 static void writeCommandCases(const XYL_HOST &host) {
   for (const char *before : {"", "help "}) {
@@ -166,8 +179,10 @@ static void writeCommandCases(const XYL_HOST &host) {
       put(host, "\" ;;\n");
     }
   }
-  put(host, "    \" sim\" | \"help sim\") command=\"${command:+help }sim\" ;;\n"
-            "    \"sim fail-next \"*) [[ $word == -* ]] || (( ++given )) ;;\n");
+  for (const std::string &group : groups()) {
+    put(host, "    \" " + group + "\" | \"help " + group + "\") command=\"${command:+help }" + group + "\" ;;\n");
+  }
+  put(host, "    \"sim fail-next \"*) [[ $word == -* ]] || (( ++given )) ;;\n");
 }
 
 // What may come behind each command.
@@ -175,7 +190,9 @@ static void writeWordCases(const XYL_HOST &host) {
   put(host, "    \"\") words=\"" + wordsOf("") + "\"\n      [[ $current == -* ]] && words=\"--version " +
                 optionsOf(~0ULL) + "\" ;;\n");
   put(host, "    help) words=\"" + wordsOf("") + "\"\n      [[ $current == -* ]] && words=\"--help --json\" ;;\n");
-  put(host, "    sim | \"help sim\") words=\"" + wordsOf("sim ") + "\" ;;\n");
+  for (const std::string &group : groups()) {
+    put(host, "    " + group + " | \"help " + group + "\") words=\"" + wordsOf(group + " ") + "\" ;;\n");
+  }
   for (const XYL_COMMAND *command : hostCommands()) {
     std::string name = command->Name;
     put(host, "    \"" + name + "\")\n");

@@ -3,6 +3,16 @@
 #include "base/text.h"
 #include "xyl/output/utf8.h"
 
+static bool g_isBegun = false;
+
+bool jsonIsBegun() {
+  return g_isBegun;
+}
+
+void jsonForget() {
+  g_isBegun = false;
+}
+
 static void write(const JSON *json, const CHAR8 *text) {
   json->Host->WriteOut(json->Host, text, textLength(text));
 }
@@ -54,6 +64,7 @@ static void beginValue(JSON *json, const CHAR8 *name) {
 
 static void openContainer(JSON *json, const CHAR8 *name, const CHAR8 *opening, CHAR8 closing) {
   beginValue(json, name);
+  g_isBegun = true;
   write(json, opening);
   json->Closing[json->Depth++] = closing;
   json->HasMembers = false;

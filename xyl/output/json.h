@@ -20,6 +20,10 @@ void jsonArray(JSON *json, const CHAR8 *name);
 // Ends the innermost object or array; the last one ends the document with a line feed.
 void jsonEnd(JSON *json);
 
+// Whether a document was begun since jsonForget.
+bool jsonIsBegun();
+void jsonForget();
+
 void jsonText(JSON *json, const CHAR8 *name, const CHAR8 *text);
 void jsonWide(JSON *json, const CHAR8 *name, const CHAR16 *text); // low bytes, as documents have them; null is ""
 void jsonNumber(JSON *json, const CHAR8 *name, UINT64 number);

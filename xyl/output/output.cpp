@@ -180,3 +180,11 @@ UINT64 parseSize(const CHAR8 *text) {
   }
   return number < SIZE_LIMIT / (unit / scale) ? number * (unit / scale) : 0;
 }
+
+bool lacksUnit(const CHAR8 *size) {
+  UINTN digits = 0;
+  while (size[digits] >= '0' && size[digits] <= '9') {
+    ++digits;
+  }
+  return digits != 0 && size[digits] == 0 && parseDecimal(size) < 1000000;
+}

@@ -41,6 +41,9 @@ void formatSize(CHAR8 (&buffer)[SIZE_TEXT_CAPACITY], UINT64 bytes);
 // up.
 UINT64 parseSize(const CHAR8 *text);
 
+// Whether a size has digits only and can hardly be meant in bytes, being below a megabyte.
+bool lacksUnit(const CHAR8 *size);
+
 inline XYL_RESULT succeeded() {
   return {XYL_SUCCESS, EFI_SUCCESS};
 }
@@ -53,6 +56,6 @@ inline XYL_RESULT wrongUsage() {
 inline XYL_RESULT notFound() {
   return {XYL_NOT_FOUND, EFI_NOT_FOUND};
 }
-inline XYL_RESULT failed(EFI_STATUS status) {
-  return {XYL_FAILED, status};
+inline XYL_RESULT failed(EFI_STATUS status, XYL_REASON reason = XYL_REASON_OTHER) {
+  return {XYL_FAILED, status, reason};
 }

@@ -37,14 +37,16 @@ static bool isLog(const XML_NODE *root) {
 }
 
 static XYL_RESULT readLive(const XYL_CONTEXT &context, REPORT *report, REPORT_INPUT *input) {
-  RAID_XYL_PROTOCOL *operations = nullptr;
-  XYL_RESULT result = selectController(context, &operations);
+  CONTROLLER controller;
+  XYL_RESULT result = openController(context, &controller);
   if (isFailure(result)) {
     return result;
   }
   input->configuration = &input->trees[0];
   report->source = "the controller itself";
-  result = readInventory(context, operations, &input->configuration->document);
+  bool isWhole = true;
+  result = readToldInventory(context, controller, &input->configuration->document, &isWhole);
+  report->isWhole = isWhole;
   return isFailure(result)
              ? result
              : parseTree(context, "the inventory", input->configuration->document.Text, &input->configuration->root);

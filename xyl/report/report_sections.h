@@ -16,6 +16,7 @@ struct REPORT {
   std::string written;           // when the file was written, or empty
   std::string comparedWith;      // the older document's file
   std::string logSource;         // the log's file
+  bool isWhole = true;           // the controller told all that it has
   const XML_NODE *log = nullptr; // its root
   const REPORT_CHANGES *changes = nullptr;
 };

@@ -70,10 +70,25 @@ static void putGone(std::string &list, const REPORT &report) {
           {name, report.comparedWith, documentText(textOf(difference->Old))});
     }
   }
+  const DIFFERENCES &all = *report.changes->list;
+  for (UINT32 i = 0; i < all.Count; ++i) {
+    const DIFFERENCE &difference = all.Items[i];
+    bool isLost = difference.Element != nullptr && difference.New.Length == 0;
+    if (isLost && textEqual(difference.Element, "Hotspare")) {
+      put(list, "<li>Hot spare <a href=\"#differences\">%</a> of % is none now</li>\n",
+          {documentText(textOf(difference.Name)), report.comparedWith});
+    } else if (isLost && textEqual(difference.Element, "Keyid")) {
+      put(list, "<li>Security key <a href=\"#differences\">%</a> of % is gone</li>\n",
+          {documentText(textOf(difference.Old)), report.comparedWith});
+    }
+  }
 }
 
 // Appends a list entry for each thing that is not as it should be.
 static void putAttention(std::string &list, const REPORT &report) {
+  if (!report.isWhole) {
+    put(list, "<li>The controller did not tell all that it has: what is not shown may be there</li>\n");
+  }
   putGone(list, report);
   for (size_t i = 0; i < report.model.volumes.size(); ++i) {
     const REPORT_VOLUME &volume = report.model.volumes[i];
@@ -116,6 +131,12 @@ void putSummary(REPORT &report) {
         "<p class=\"call open\">In % every disk and every virtual disk is in order. What the log's steps left "
         "is shown with the configuration that was read after them as a third file.</p>\n",
         {report.source});
+  } else if (list.empty() && report.changes != nullptr && report.changes->list->Count != 0) {
+    put(report.page,
+        "<p class=\"call open\">Every disk and every virtual disk is in order, and <a href=\"#differences\">%</a> from "
+        "% "
+        "there is to look at.</p>\n",
+        {countText(report.changes->list->Count, "difference"), report.comparedWith});
   } else if (list.empty()) {
     put(report.page, "<p class=\"call\">Every disk and every virtual disk is in order.</p>\n");
   } else {

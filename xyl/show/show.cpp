@@ -240,7 +240,7 @@ static XYL_RESULT showDocument(const XYL_CONTEXT &context, const CHAR8 *name, co
     result = showAll(context.Host, adapter, childNamed(root, "Inventory"));
   } else {
     complain(context.Host, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one", name);
-    result = failed(EFI_INVALID_PARAMETER);
+    result = failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
   }
   freeTree(root);
   return result;
@@ -254,10 +254,11 @@ XYL_RESULT runShow(const XYL_CONTEXT &context) {
     name = context.Request->Operands[0];
     result = readDocument(context, name, &document);
   } else {
-    RAID_XYL_PROTOCOL *operations = nullptr;
-    result = selectController(context, &operations);
+    CONTROLLER controller;
+    bool isWhole = true;
+    result = openController(context, &controller);
     if (!isFailure(result)) {
-      result = readInventory(context, operations, &document);
+      result = readToldInventory(context, controller, &document, &isWhole);
     }
   }
   if (isFailure(result)) {

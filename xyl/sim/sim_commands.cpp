@@ -61,6 +61,9 @@ static XYL_RESULT newController(const SIM_JOB &job) {
     throw USAGE_ERROR("'sim new' needs --preset NAME ('xyl sim presets' lists the names) or --from SAVED.xml, one of "
                       "them");
   }
+  if (document != nullptr && job.host.IsSameFile(&job.host, document, job.file().c_str())) {
+    throw USAGE_ERROR("'" + job.file() + "' is what the command reads; write to another file");
+  }
   SIM_OWNER owner;
   if (preset != nullptr) {
     owner = makePreset(preset);
@@ -151,6 +154,9 @@ static void takeDriveOptions(const SIM_JOB &job, SIM_DRIVE *drive) {
     drive->size = parseSize(size);
     if (drive->size == 0) {
       throw USAGE_ERROR("'" + std::string(size) + "' is no size; write it as 600GB, 1.2TB or in bytes");
+    }
+    if (lacksUnit(size)) {
+      throw USAGE_ERROR("'" + std::string(size) + "' is a number of bytes; write its unit, as " + size + "GB");
     }
   }
 }

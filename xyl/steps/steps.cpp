@@ -105,6 +105,8 @@ void readStep(const XML_NODE *operation, LOG_STEP *step) {
 
 static void countStep(const LOG_STEP &step, STEP_COUNTS *counts) {
   ++counts->Steps;
+  bool reads = textEqual(step.Name, "GetLive") || textEqual(step.Name, "Validate");
+  counts->Changes += !reads && !step.Failed ? 1 : 0;
   if (step.Failed) {
     counts->FirstFailure = counts->Failed == 0 ? step.Status : counts->FirstFailure;
     ++counts->Failed;
@@ -113,14 +115,16 @@ static void countStep(const LOG_STEP &step, STEP_COUNTS *counts) {
 
 void saySteps(const XYL_HOST *host, const XML_NODE *log, STEP_COUNTS *counts) {
   *counts = {};
-  say(host, "%4a  %-20a  %-8a  %-20a  %a\n", "", "Step", "Result", "Code", "Object");
+  bool isWide = host->Columns >= 80;
+  say(host, isWide ? "%4a  %-20a  %-8a  %-20a  %a\n" : "%4a  %-20a  %-8a\n", "", "Step", "Result", "Code", "Object");
   LOG_STEP step;
   for (const XML_NODE *node = childNamed(log, "Operation"); node != nullptr; node = nextSame(node)) {
     readStep(node, &step);
     countStep(step, counts);
     say(host, "%4d  %-20a  ", counts->Steps, orNone(step.Name));
     sayMarked(host, orNone(step.Result), 8);
-    say(host, "  %-20a  %a\n", step.Status == EFI_SUCCESS ? "-" : statusWords(step.Status), orNone(step.Object.Text));
+    const CHAR8 *code = step.Status == EFI_SUCCESS ? "-" : statusWords(step.Status);
+    say(host, isWide ? "  %-20a  %a\n" : "\n      %a  %a\n", code, orNone(step.Object.Text));
   }
 }
 

@@ -18,6 +18,7 @@ void readStep(const XML_NODE *operation, LOG_STEP *step);
 struct STEP_COUNTS {
   UINT32 Steps;
   UINT32 Failed;
+  UINT32 Changes;          // that were done: what only reads or compares is none
   EFI_STATUS FirstFailure; // of those counted, EFI_SUCCESS without one
 };
 

@@ -4,6 +4,9 @@
 // Names the new virtual disk within its document.
 static constexpr UINT32 NEW_VOLUME = 0x00100000;
 
+// What any controller takes; some take less.
+static constexpr UINT32 NAME_MAX = 63;
+
 // Reads an option whose value is one of a table's, those in the mask; *value is 0 when it is not given.
 static XYL_RESULT readValue(const XYL_CONTEXT &context, XYL_OPTION_ID option, const VALUE_NAME_TABLE *table,
                             UINT32 mask, UINT32 *value) {
@@ -12,14 +15,18 @@ static XYL_RESULT readValue(const XYL_CONTEXT &context, XYL_OPTION_ID option, co
   if (text == nullptr) {
     return succeeded();
   }
-  UINT64 meant = valueMeant(text, table);
-  if (meant == VALUE_NOT_FOUND || (meant & mask) == 0) {
+  MEANING meaning = {text, 0, 0, false};
+  offerTable(&meaning, table, mask);
+  if (isAmbiguous(meaning)) {
+    return refuseAmbiguous(context, meaning);
+  }
+  if (!isClear(meaning)) {
     WORD_LIST names = {};
     appendNames(names, table, mask);
     complain(context.Host, "%a cannot be '%a' here; it is one of %a", g_xylOptions[option].Long, text, names.Text);
     return wrongUsage();
   }
-  *value = static_cast<UINT32>(meant);
+  *value = static_cast<UINT32>(meaning.Value);
   return succeeded();
 }
 
@@ -42,12 +49,15 @@ static XYL_RESULT readLevel(const XYL_CONTEXT &context, const RAID_ADAPTER_RECOR
 
 // One word of --cache, of any of the groups.
 static XYL_RESULT readCacheWord(const XYL_CONTEXT &context, const CHAR8 *word, CREATION *creation) {
+  UINT32 available = creation->Level->AvailableCachePolicy;
   MEANING meaning = {word, 0, 0, false};
   for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
-    offerTable(&meaning, g_cachePolicyGroups.Rows[i].Names);
+    offerTable(&meaning, g_cachePolicyGroups.Rows[i].Names, available);
   }
-  UINT32 available = creation->Level->AvailableCachePolicy;
-  if (!isClear(meaning) || (meaning.Value & available) == 0) {
+  if (isAmbiguous(meaning)) {
+    return refuseAmbiguous(context, meaning);
+  }
+  if (!isClear(meaning)) {
     WORD_LIST names = {};
     for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
       appendNames(names, g_cachePolicyGroups.Rows[i].Names, available);
@@ -90,6 +100,10 @@ static XYL_RESULT readSize(const XYL_CONTEXT &context, CREATION *creation) {
     complain(context.Host, "'%a' is no size; write it as 600GB, 1.2TB or in bytes", text);
     return wrongUsage();
   }
+  if (text != nullptr && lacksUnit(text)) {
+    complain(context.Host, "'%a' is a number of bytes; write its unit, as %aGB", text, text);
+    return wrongUsage();
+  }
   return succeeded();
 }
 
@@ -99,6 +113,10 @@ static XYL_RESULT checkName(const XYL_CONTEXT &context) {
   for (const CHAR8 *at = name; at != nullptr && *at != 0; ++at) {
     if (*at < ' ' || *at > '~') {
       complain(context.Host, "the name '%a' is not plain ASCII", name);
+      return wrongUsage();
+    }
+    if (at - name >= NAME_MAX) {
+      complain(context.Host, "a name has at most %d characters", NAME_MAX);
       return wrongUsage();
     }
   }

@@ -107,6 +107,10 @@ bool makeChoice(CHOICE *choice, UINT32 count) {
 
 static XYL_RESULT chooseOne(const XYL_CONTEXT &context, const RAID_CONFIG &config, const OBJECT_KIND &kind,
                             const CHAR8 *name, CHOICE *choice) {
+  if (*name == 0) { // a virtual disk may have that for a name
+    complain(context.Host, "a name in a list of %as is empty", kind.Name);
+    return wrongUsage();
+  }
   UINT32 place = kind.Find(config, name);
   if (place == SEVERAL) {
     complain(context.Host, "'%a' may be several; name the %a by its id", name, kind.Name);
@@ -174,7 +178,8 @@ bool isFree(const RAID_PD_RECORD &disk) {
 
 UINT64 roomOf(const RAID_PD_RECORD &disk) {
   if (disk.State == RAID_STATE_ONLINE && isUsable(disk)) {
-    return disk.FreeSize;
+    // What alignment has left over is no room.
+    return disk.FreeSize > disk.Size >> 16 ? disk.FreeSize : 0;
   }
   return isFree(disk) ? disk.Size : 0;
 }

@@ -57,12 +57,15 @@ static XYL_RESULT setRate(const XYL_CONTEXT &context, const CHAR8 *name, const C
       offerName(&meaning, rate, i);
     }
   }
+  if (isAmbiguous(meaning)) {
+    return refuseAmbiguous(context, meaning);
+  }
   if (!isClear(meaning)) {
     return complainOfName(context, settings->Adapter, name, /* isRate= */ true);
   }
   UINT64 number = parseDecimal(value);
-  if (number > 0x7F) {
-    complain(context.Host, "a rate is a number from 0 to 127, not %a", value);
+  if (number > 100) {
+    complain(context.Host, "a rate is a percentage from 0 to 100, not %a", value);
     return wrongUsage();
   }
   settings->Adapter.Rates[meaning.Value].EditableValue =
@@ -79,23 +82,40 @@ static XYL_RESULT setMode(const XYL_CONTEXT &context, const CHAR8 *name, const C
       offerName(&meaning, row.Element, i);
     }
   }
+  if (isAmbiguous(meaning)) {
+    return refuseAmbiguous(context, meaning);
+  }
   if (!isClear(meaning)) {
     return complainOfName(context, settings->Adapter, name, /* isRate= */ false);
   }
   const FIELD_ROW &row = g_adapterFields.Rows[meaning.Value];
   const VALUE_NAME_TABLE *table = row.Format == FORMAT_MARK ? g_boolTable : row.Names;
-  UINT64 meant = valueMeant(value, table);
-  if (meant == VALUE_NOT_FOUND) {
+  MEANING meant = {value, 0, 0, false};
+  offerTable(&meant, table);
+  if (isAmbiguous(meant)) {
+    return refuseAmbiguous(context, meant);
+  }
+  if (!isClear(meant)) {
     WORD_LIST names = {};
     appendNames(names, table);
     complain(context.Host, "%a cannot be '%a'; it is one of %a", row.Element, value, names.Text);
     return wrongUsage();
   }
-  UINT64 bits = row.Format == FORMAT_MARK && meant != 0 ? row.Mask : meant;
+  UINT64 bits = row.Format == FORMAT_MARK && meant.Value != 0 ? row.Mask : meant.Value;
   UINT64 others = fieldLoad(&settings->Adapter, row.Place) & ~UINT64{row.Mask};
   fieldStore(&settings->Adapter, row.Place, others | bits);
   settings->Rows |= 1ULL << meaning.Value;
   return succeeded();
+}
+
+// "40" or "40%"
+static bool isRate(const CHAR8 *value) {
+  ITEM number = {};
+  UINTN length = textLength(value);
+  bool hasSign = length != 0 && value[length - 1] == '%';
+  length -= hasSign ? 1 : 0;
+  copyBytes(number.Text, value, length < sizeof(number.Text) ? length : 0);
+  return isNumber(number.Text);
 }
 
 // "NAME=VALUE": a number sets a rate, anything else a mode.
@@ -111,7 +131,7 @@ static XYL_RESULT readSetting(const XYL_CONTEXT &context, const CHAR8 *word, SET
     return wrongUsage();
   }
   const CHAR8 *value = word + length + 1;
-  return isNumber(value) ? setRate(context, name.Text, value, settings) : setMode(context, name.Text, value, settings);
+  return isRate(value) ? setRate(context, name.Text, value, settings) : setMode(context, name.Text, value, settings);
 }
 
 // Modes that share a byte go together, since the controller takes it as a whole.

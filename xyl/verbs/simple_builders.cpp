@@ -42,17 +42,22 @@ XYL_RESULT buildIdentify(const XYL_CONTEXT &context, const RAID_CONFIG &config, 
 
 // --- spare ---
 
-void putSpareChange(CHANGE_WRITER *writer, const RAID_CONFIG &config, const SPARE_CHANGE &change) {
+static void putSpare(CHANGE_WRITER *writer, const RAID_PD_RECORD &disk, const SPARE_CHANGE &change) {
   openMethod(writer, "Change", "Physical Disk");
-  for (UINT32 i = 0; i < change.Disks->Count; ++i) {
-    putElement(writer, "OID", config.physicalDisks[change.Disks->Places[i]].ObjectID);
-  }
+  putElement(writer, "OID", disk.ObjectID);
   openObject(writer, "PD", "Physical Disk");
   putElement(writer, "Hotspare", GetNameFromValue(change.Kind, g_hotspareTable));
   for (UINT32 i = 0; i < change.VolumeCount; ++i) {
     putElement(writer, "VD", change.Volumes[i]);
   }
   closeMethod(writer);
+}
+
+// A method for each disk, since a step of a log names one.
+void putSpareChange(CHANGE_WRITER *writer, const RAID_CONFIG &config, const SPARE_CHANGE &change) {
+  for (UINT32 i = 0; i < change.Disks->Count; ++i) {
+    putSpare(writer, config.physicalDisks[change.Disks->Places[i]], change);
+  }
 }
 
 static XYL_RESULT checkSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, const RAID_PD_RECORD &disk,

@@ -11,6 +11,7 @@ struct VERB {
   const CHAR8 *Command; // its name
   const CHAR8 *What;    // what it does, in messages
   XYL_RESULT (*Build)(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
+  const CHAR8 *Violation = nullptr; // what EFI_SECURITY_VIOLATION means
 };
 
 static constexpr VERB g_verbs[] = {
@@ -19,7 +20,7 @@ static constexpr VERB g_verbs[] = {
     {"delete", "deletion", buildDelete},
     {"spare", "hot spare change", buildSpare},
     {"key lock", "key setting", buildLock},
-    {"key rekey", "key change", buildRekey},
+    {"key rekey", "key change", buildRekey, "the old passphrase is not that of the key"},
     {"key erase", "key removal", buildErase},
     {"set", "setting change", buildSet},
     {"identify", "identification", buildIdentify},
@@ -65,7 +66,7 @@ XYL_RESULT runVerb(const XYL_CONTEXT &context) {
   CONTROLLER controller;
   XYL_RESULT result = openController(context, &controller);
   WIPE wipe = {};
-  CHANGE_REQUEST request = {verb->Command, verb->What, {}, /* SavedOf= */ nullptr, runWipe, &wipe};
+  CHANGE_REQUEST request = {verb->Command, verb->What, {}, /* SavedOf= */ nullptr, runWipe, &wipe, verb->Violation};
   if (!isFailure(result)) {
     result = build(context, controller, *verb, &wipe, &request.Text);
   }

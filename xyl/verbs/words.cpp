@@ -33,14 +33,19 @@ void offerName(MEANING *meaning, const CHAR8 *name, UINT64 value) {
   bool isKnown = meaning->Count != 0 && meaning->Value == value;
   if (likeness == LIKENESS_SAME && !meaning->IsSame) {
     *meaning = {meaning->Text, value, 1, true};
+    append(meaning->Names, "", name);
   } else if (likeness != LIKENESS_NONE && !isKnown && (!meaning->IsSame || likeness == LIKENESS_SAME)) {
     meaning->Value = value;
     ++meaning->Count;
+    append(meaning->Names, ", ", name);
   }
 }
 
-void offerTable(MEANING *meaning, const VALUE_NAME_TABLE *table) {
+void offerTable(MEANING *meaning, const VALUE_NAME_TABLE *table, UINT64 mask) {
   for (; table->Name != nullptr; ++table) {
+    if (mask != ~0ULL && (table->Value & mask) == 0) {
+      continue;
+    }
     offerName(meaning, table->Name, table->Value);
     static constexpr UINTN PREFIX = sizeof("RAID ") - 1;
     if (compareWords("RAID", table->Name) == LIKENESS_BEGINS) {
@@ -49,10 +54,9 @@ void offerTable(MEANING *meaning, const VALUE_NAME_TABLE *table) {
   }
 }
 
-UINT64 valueMeant(const CHAR8 *text, const VALUE_NAME_TABLE *table) {
-  MEANING meaning = {text, 0, 0, false};
-  offerTable(&meaning, table);
-  return isClear(meaning) ? meaning.Value : VALUE_NOT_FOUND;
+XYL_RESULT refuseAmbiguous(const XYL_CONTEXT &context, const MEANING &meaning) {
+  complain(context.Host, "'%a' may be %a; write more of it", meaning.Text, meaning.Names.Text);
+  return wrongUsage();
 }
 
 void appendNames(WORD_LIST &list, const VALUE_NAME_TABLE *table, UINT64 mask) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "driver/xml/xml.h"
+#include "xyl/command_line/command_line.h"
 #include "xyl/documents/documents.h"
 
 // Finds out which of several names a text means: the one that is the same but for case, blanks and marks, or else the
@@ -11,6 +12,7 @@ struct MEANING {
   UINT64 Value; // of the name that is meant
   UINTN Count;  // of names that may be meant
   bool IsSame;
+  WORD_LIST Names = {}; // those
 };
 
 // Names of one value count once.
@@ -20,11 +22,14 @@ inline bool isClear(const MEANING &meaning) {
   return meaning.Count == 1;
 }
 
-// Offers every name of the table; "RAID 5" also as "5".
-void offerTable(MEANING *meaning, const VALUE_NAME_TABLE *table);
+inline bool isAmbiguous(const MEANING &meaning) {
+  return meaning.Count > 1;
+}
+// Says which names an ambiguous text may mean.
+XYL_RESULT refuseAmbiguous(const XYL_CONTEXT &context, const MEANING &meaning);
 
-// The value that the text means in the table; VALUE_NOT_FOUND when it is none or not clear.
-UINT64 valueMeant(const CHAR8 *text, const VALUE_NAME_TABLE *table);
+// Offers every name of the table whose value has bits of the mask; "RAID 5" also as "5".
+void offerTable(MEANING *meaning, const VALUE_NAME_TABLE *table, UINT64 mask = ~0ULL);
 
 // Appends the names of those bits of the mask that the table has, or of all its values.
 void appendNames(WORD_LIST &list, const VALUE_NAME_TABLE *table, UINT64 mask = ~0ULL);
