@@ -1,5 +1,5 @@
-// Tables for terminals of 80 columns or fewer. Every column is as wide as its widest text; the last one is broken at its
-// commas. Where there is no room, texts are cut, and then the last column gets lines of its own.
+// Tables for terminals of 80 columns or fewer. Every column is as wide as its widest text; the last one is broken at
+// its commas. Where there is no room, texts are cut, and then the last column gets lines of its own.
 #pragma once
 
 #include "base/array.h"
