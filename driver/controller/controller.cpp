@@ -1,5 +1,7 @@
 #include "driver/controller/controller.h"
 
+#include "base/log.h"
+
 RAID_CMD_BLOCK makeCommand(UINT32 command, UINT32 objectType) {
   RAID_CMD_BLOCK block = {};
   block.Revision = RAID_BLOCK_REVISION;
@@ -10,7 +12,13 @@ RAID_CMD_BLOCK makeCommand(UINT32 command, UINT32 objectType) {
 
 EFI_STATUS executeCommand(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
   *result = {};
-  return mgmt->Execute(mgmt, block, result);
+  EFI_STATUS status = mgmt->Execute(mgmt, block, result);
+  bool isOdd = result->DataSize % RAID_RECORD_SIZE != 0 || (result->Data == nullptr) != (result->DataSize == 0);
+  if (block->Command == RAID_COMMAND_GET && !EFI_ERROR(status) && isOdd) {
+    LogPrint(LOG_WARN, "executeCommand", "Get of type %d: DataSize %d is not that of records", block->ObjectType,
+             result->DataSize);
+  }
+  return status;
 }
 
 EFI_STATUS issueCommand(RAID_MGMT_PROTOCOL *mgmt, UINT32 command, UINT32 objectType, RAID_CMD_RESULT *result) {

@@ -4,6 +4,7 @@
 #include "driver/inventory/inventory.h"
 #include "driver/xml/xml.h"
 
+static constexpr const CHAR8 *ADD_FIELDS = "addFieldsToXML";
 static constexpr UINTN WIDE_DECIMAL_SIZE = 64;
 
 EFI_STATUS pushTextElement(const CHAR8 *name, CHAR8 *content, XML_NODE *parent) {
@@ -57,12 +58,16 @@ static CHAR8 *hexText(UINT64 value, unsigned digits) {
   return text;
 }
 
-static CHAR8 *nameText(UINT64 value, const VALUE_NAME_TABLE *names, UINTN limit) {
-  const CHAR8 *name = GetNameFromValue(value, names);
-  CHAR8 *text = poolNew<CHAR8>(limit + 1);
+// A document in which a strict field has no name cannot be read back.
+static CHAR8 *nameText(UINT64 value, const FIELD_ROW &row) {
+  const CHAR8 *name = GetNameFromValue(value, row.Names);
+  if (isLogging() && (row.Flags & FIELD_STRICT) != 0 && GetValueFromName(name, row.Names) != value) {
+    LogPrint(LOG_WARN, ADD_FIELDS, "%a has the value %x, which has no name", row.Element, static_cast<UINT32>(value));
+  }
+  CHAR8 *text = poolNew<CHAR8>(row.Length + 1U);
   if (text != nullptr) {
     UINTN length = textLength(name);
-    copyBytes(text, name, length < limit ? length : limit);
+    copyBytes(text, name, length < row.Length ? length : row.Length);
   }
   return text;
 }
@@ -104,7 +109,7 @@ static CHAR8 *fixedText(const void *record, const FIELD_ROW &row) {
 static EFI_STATUS pushItems(UINT32 mask, const FIELD_ROW &row, XML_NODE *container) {
   while (mask != 0) {
     UINT32 bit = 0x80000000U >> __builtin_clz(mask);
-    EFI_STATUS status = pushTextElement(row.Item, nameText(bit, row.Names, row.Length), container);
+    EFI_STATUS status = pushTextElement(row.Item, nameText(bit, row), container);
     if (EFI_ERROR(status)) {
       return status;
     }
@@ -160,6 +165,17 @@ static void addRatesToXML(const RAID_RATE *rates, const FIELD_ROW &row, XML_NODE
   }
 }
 
+// Tells of levels without an entry among count ones.
+static void checkLevels(const RAID_ADAPTER_RECORD *adapter, UINT32 count) {
+  UINT32 missing = adapter->SupportedRAIDLevels;
+  for (UINT32 i = 0; i < count; ++i) {
+    missing &= ~adapter->RAIDLevelParams[i].RAIDLevel;
+  }
+  if (missing != 0) {
+    LogPrint(LOG_WARN, ADD_FIELDS, "RAIDLevelParams has no entry for the bits %x of SupportedRAIDLevels", missing);
+  }
+}
+
 // A descriptor that fails leaves its part incomplete and the next one is written all the same.
 static EFI_STATUS addLevelParamsToXML(const RAID_ADAPTER_RECORD *adapter, const FIELD_ROW &row, XML_NODE *parent) {
   XML_NODE *container = pushContainer(row.Element, parent);
@@ -168,6 +184,7 @@ static EFI_STATUS addLevelParamsToXML(const RAID_ADAPTER_RECORD *adapter, const 
   }
   const RAID_LEVEL_PARAMS *params = adapter->RAIDLevelParams;
   UINT32 count = params == nullptr ? 0 : static_cast<UINT32>(__builtin_popcount(adapter->SupportedRAIDLevels));
+  checkLevels(adapter, count);
   while (count-- > 0) {
     addRAIDLevelDescToXML(&params[count], container);
   }
@@ -230,7 +247,7 @@ static EFI_STATUS addFieldToXML(const void *record, const FIELD_ROW &row, XML_NO
   case FORMAT_FIXED_TEXT:
     return pushTextElement(row.Element, fixedText(record, row), parent);
   case FORMAT_NAME:
-    return pushTextElement(row.Element, nameText(fieldValue(record, row), row.Names, row.Length), parent);
+    return pushTextElement(row.Element, nameText(fieldValue(record, row), row), parent);
   case FORMAT_BOOLEAN:
     return pushTextElement(row.Element, textDuplicate(GetNameFromValue(fieldValue(record, row), g_boolTable)), parent);
   case FORMAT_MARK:
