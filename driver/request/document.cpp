@@ -33,7 +33,8 @@ static EFI_STATUS readRaidData(XML_NODE *raidData, RAID_CONFIG **configs, UINT32
       if (parseMethod(child, *slot) == EFI_OUT_OF_RESOURCES) {
         LogPrint(LOG_ERROR, "ParseRAIDData", "Out of memory, a method is left out");
       }
-      fresh = false; // the next adapter keeps the commands
+      g_unreadElement.Text[0] = 0; // fails nothing but its method
+      fresh = false;               // the next adapter keeps the commands
     }
     if (!isNamed(child, "Adapter")) {
       continue;
@@ -183,6 +184,7 @@ static EFI_STATUS parseBlob(const CHAR8 *text, RAID_CONFIG **configs, UINT32 *co
   if (g_xmlProtocol == nullptr) {
     return EFI_NOT_FOUND;
   }
+  g_unreadElement.Text[0] = 0;
   LogPrint(LOG_TRACE, PARSE_BLOB, "About to Parse the XML blob...");
   XML_NODE *root = nullptr;
   EFI_STATUS status = g_xmlProtocol->Parse(g_xmlProtocol, text, &root);

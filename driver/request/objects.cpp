@@ -73,6 +73,15 @@ static EFI_STATUS readRow(const XML_NODE *element, const FIELD_ROW &row, OBJECT_
   return readField(element, row, reading.Record);
 }
 
+LOGGABLE_TEXT g_unreadElement;
+
+// Elements around it come later.
+static void noteUnread(const XML_NODE *element) {
+  if (g_unreadElement.Text[0] == 0) {
+    loggableText(element->Name, g_unreadElement);
+  }
+}
+
 EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading) {
   const FIELD_TABLE *tables[] = {&g_headerFields, objectFields(reading.Kind)};
   UINT32 expected[] = {0, 0};
@@ -85,12 +94,14 @@ EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading) {
       const FIELD_ROW *row = readingRow(*tables[i], child->Name, &expected[i]);
       EFI_STATUS status = row == nullptr ? EFI_SUCCESS : readRow(child, *row, reading);
       if (EFI_ERROR(status)) {
+        noteUnread(child);
         return status;
       }
       wanted = row == nullptr || (row->Flags & FIELD_SHARED) != 0;
       first = wanted ? first : i;
     }
     if (objectType(reading.Record) != reading.Kind) {
+      noteUnread(child);
       return EFI_INVALID_PARAMETER;
     }
   }

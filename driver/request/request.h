@@ -2,6 +2,7 @@
 // Parsers log "Entered." and "Exit. %r" under their own names and fail with EFI_OUT_OF_RESOURCES without memory.
 #pragma once
 
+#include "driver/xml/xml.h"
 #include "raid_records.h"
 #include "xml_protocol.h"
 
@@ -22,6 +23,9 @@
 // No content and no attribute's value is left in the tree that the service made, however the reading went: any may be a
 // passphrase.
 EFI_STATUS ParseXMLBlob(const CHAR8 *text, RAID_CONFIG **configs, UINT32 *count);
+
+// The name of the element, the innermost one, at which the last ParseXMLBlob failed; empty when there is none to tell.
+extern LOGGABLE_TEXT g_unreadElement;
 
 // The same from the tree on, for an "xylComponent" and a "raidData" element; bus, device and function go into each
 // adapter record. The tree stays the caller's, with the passphrases in it.

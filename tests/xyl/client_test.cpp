@@ -8,7 +8,9 @@ TEST(Xyl, SaysWhatIsWrongInOneLine) {
   client.write("cut.xml", client.read("saved.xml").substr(0, 5000));
   client.write("empty.xml", "<raidData><Other/></raidData>");
   client.expect({"0 !xyl import --preset demo --show >import.xml"});
-  client.write("bare.xml", "<raidData><Method name=\"Delete\"/></raidData>");
+  client.write("bare.xml",
+               "<raidData><Method name=\"Delete\"><Object><PD><Protocol/></PD></Object></Method></raidData>");
+  client.write("mode.xml", "<raidData><Adapter><MaxLDs/><LearnMode>Often</LearnMode></Adapter></raidData>");
   for (const char *mistake :
        {"2  => no command|xyl help",
         "2 frob => unknown command 'frob'|xyl help",
@@ -38,7 +40,8 @@ TEST(Xyl, SaysWhatIsWrongInOneLine) {
         "4 show nul => NUL bytes",
         "4 verify cut.xml --preset demo => 'cut.xml' is no saved configuration: Aborted",
         "2 restore saved.xml --rebuild --preserve-vd --preset demo => exclude each other",
-        "4 restore bare.xml --preset demo => bare.xml is no usable configuration",
+        "4 restore bare.xml --preset demo => bare.xml is no usable configuration: Invalid Parameter;",
+        "4 restore mode.xml --preset demo => mode.xml is no usable configuration: Not Found at the element LearnMode;",
         "4 apply saved.xml --preset demo => is a configuration and has no methods, so nothing was done; 'xyl restore'",
         "4 apply empty.xml --preset demo => 'empty.xml' has no methods, so nothing was done",
         "4 apply import.xml --saved cut.xml --preset demo => cut.xml is no usable configuration",

@@ -135,8 +135,9 @@ XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, cons
   if (EFI_ERROR(status)) {
     releaseConfig(*config);
     *config = nullptr;
-    complain(context.Host, "%a is no usable configuration: %a; 'xyl get -o FILE' writes one", name,
-             statusWords(status));
+    const CHAR8 *element = g_unreadElement.Text;
+    complain(context.Host, "%a is no usable configuration: %a%a%a; 'xyl get -o FILE' writes one", name,
+             statusWords(status), *element != 0 ? " at the element " : "", element);
     return failed(status, XYL_REASON_DOCUMENT);
   }
   return succeeded();
