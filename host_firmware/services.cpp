@@ -224,9 +224,9 @@ static EFI_STATUS EFIAPI ProtocolsPerHandle(EFI_HANDLE handle, EFI_GUID ***proto
 static EFI_STATUS EFIAPI LocateHandleBuffer(int searchType, const EFI_GUID *protocol, void *, UINTN *count,
                                             EFI_HANDLE **handles) {
   ENTER(LocateHandleBuffer)
-  bool all = searchType == EFI_LOCATE_ALL_HANDLES;
+  bool all = searchType == AllHandles;
   if (count == nullptr || handles == nullptr ||
-      (!all && (searchType != EFI_LOCATE_BY_PROTOCOL || protocol == nullptr))) {
+      (!all && (searchType != ByProtocol || protocol == nullptr))) {
     return EFI_INVALID_PARAMETER;
   }
   *count = 0;

@@ -15,13 +15,14 @@
 
 // The start of every record.
 #define HEADER(Type, Id, NameText, FqddText)                                                                           \
-  .ObjectType = (Type), .ObjectID = (Id), .Name = (CHAR16 *)(NameText), .ObjVersion = 1, .FQDD = (CHAR16 *)(FqddText)
+  .ObjectType = (Type), .ObjectID = (Id), .Name = (NameText), .ObjVersion = 1, .FQDD = (FqddText)
 
 #define LEVEL(Level, Fewest, Most)                                                                                     \
   {                                                                                                                    \
     .RAIDLevel = (Level), .MinDisks = (Fewest), .MaxDisks = (Most), .DefaultCachePolicy = RAID_CACHE_WRITE_THROUGH,    \
     .AvailableCachePolicy = RAID_CACHE_WRITE_THROUGH, .StripeSize = RAID_STRIPE_SIZE_64KB,                             \
-    .AvailableStripeSize = RAID_STRIPE_SIZE_64KB | RAID_STRIPE_SIZE_128KB, .BoundsMask = RAID_BOUNDS_FULL_DISK_ONLY    \
+    .AvailableStripeSize = RAID_STRIPE_SIZE_64KB | RAID_STRIPE_SIZE_128KB, .AvailableProtocols = RAID_PROTOCOL_SAS,    \
+    .Attributes = RAID_LEVEL_ATTRIBUTE_HDD, .BoundsMask = RAID_BOUNDS_FULL_DISK_ONLY                                   \
   }
 static RAID_LEVEL_PARAMS g_Levels[] = {LEVEL(RAID_LEVEL_0, 1, DISK_COUNT), LEVEL(RAID_LEVEL_1, 2, 2)};
 
@@ -32,12 +33,12 @@ static const RAID_ADAPTER_RECORD g_NewAdapter = {
     .SupportedRAIDLevels = RAID_LEVEL_0 | RAID_LEVEL_1, // two bits, so two entries at RAIDLevelParams
     .Attributes = RAID_ADAPTER_ATTRIBUTE_HIDES_PDS,     // so that a restore changes its settings
     .MaxLDs = VOLUME_COUNT,
-    .FirmwareVersion = (CHAR16 *)u"1.2.3-4",
+    .FirmwareVersion = u"1.2.3-4",
     .RAIDLevelParams = g_Levels,
     .CheckConsistencyMode = RAID_MODE_PRESENT | RAID_CHECK_CONSISTENCY_MODE_NORMAL,
     .PatrolReadMode = RAID_MODE_PRESENT | RAID_PATROL_READ_MODE_MANUAL,
     .CopyBackMode = RAID_MODE_PRESENT | RAID_COPY_BACK_MODE_OFF,
-    .Rates = {{(CHAR16 *)u"Rebuild", 30 << RAID_RATE_VALUE_SHIFT}}, // not editable
+    .Rates = {{u"Rebuild", 30 << RAID_RATE_VALUE_SHIFT}}, // not editable
 };
 
 static const RAID_PD_RECORD g_NewDisk = {
@@ -51,11 +52,11 @@ static const RAID_PD_RECORD g_NewDisk = {
     .CapableSpeeds = RAID_SPEED_3_GBS | RAID_SPEED_6_GBS,
 };
 
-static const CHAR16 *const g_DiskFqdds[DISK_COUNT] = {
+static CHAR16 g_DiskFqdds[DISK_COUNT][NAME_UNITS] = {
     u"Disk.Direct.0:RAID.Example.1-1", u"Disk.Direct.1:RAID.Example.1-1", u"Disk.Direct.2:RAID.Example.1-1",
     u"Disk.Direct.3:RAID.Example.1-1", u"Disk.Direct.4:RAID.Example.1-1", u"Disk.Direct.5:RAID.Example.1-1",
 };
-static const CHAR16 *const g_VolumeFqdds[VOLUME_COUNT] = {
+static CHAR16 g_VolumeFqdds[VOLUME_COUNT][NAME_UNITS] = {
     u"Disk.Virtual.0:RAID.Example.1-1", u"Disk.Virtual.1:RAID.Example.1-1", u"Disk.Virtual.2:RAID.Example.1-1"};
 
 // The controller. What records point to stands beside them and stays good for every answer.
@@ -364,7 +365,7 @@ EFI_STATUS InstallExampleController(EFI_SYSTEM_TABLE *SystemTable, UINT64 Wwn, E
     g_Disks[i].ObjectID = 11 + i; // no id of a volume
     g_Disks[i].DeviceID = i;
     g_Disks[i].Slot = (UINT8)i;
-    g_Disks[i].FQDD = (CHAR16 *)g_DiskFqdds[i];
+    g_Disks[i].FQDD = g_DiskFqdds[i];
   }
   g_Bs->SetMem(g_Volumes, sizeof(g_Volumes), 0);
   return g_Bs->InstallMultipleProtocolInterfaces(Controller, &g_MgmtGuid, &g_Mgmt, &g_MgmtAltGuid, &g_Mgmt, NULL);

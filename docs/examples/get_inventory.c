@@ -23,7 +23,7 @@ EFI_STATUS GetInventories(EFI_SYSTEM_TABLE *SystemTable, DOCUMENT_CONSUMER Consu
   EFI_BOOT_SERVICES *Bs = SystemTable->BootServices;
   UINTN Count = 0;
   EFI_HANDLE *Handles = NULL;
-  EFI_STATUS Status = Bs->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &RaidXylGuid, NULL, &Count, &Handles);
+  EFI_STATUS Status = Bs->LocateHandleBuffer(ByProtocol, &RaidXylGuid, NULL, &Count, &Handles);
   for (UINTN i = 0; i < Count && !EFI_ERROR(Status); ++i) {
     void *Xyl = NULL;
     Status = Bs->HandleProtocol(Handles[i], &RaidXylGuid, &Xyl);

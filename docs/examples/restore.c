@@ -19,9 +19,9 @@ static CHAR8 *PoolCopy(EFI_BOOT_SERVICES *Bs, const CHAR8 *Text, UINT32 *Size) {
 }
 
 // Set_Live alone does not tell which texts it has freed. When Verify has read the saved document, it frees both.
-static EFI_STATUS CheckSaved(RAID_XYL_PROTOCOL *Xyl, const CHAR8 *Saved) {
+static EFI_STATUS CheckSaved(RAID_XYL_PROTOCOL *Xyl, CHAR8 *Saved) {
   RAID_XYL_PARAMETER Parameter = {RAID_XYL_REVISION, 0};
-  RAID_XYL_BUFFER Document = {RAID_XYL_REVISION, 0, (void *)Saved};
+  RAID_XYL_BUFFER Document = {RAID_XYL_REVISION, 0, Saved};
   RAID_XYL_BUFFER Input = {RAID_XYL_REVISION, sizeof(Document), &Document};
   UINT32 Differences = 0;
   return Xyl->Verify(Xyl, &Parameter, &Input, NULL, &Differences);
@@ -31,10 +31,10 @@ static EFI_STATUS CheckSaved(RAID_XYL_PROTOCOL *Xyl, const CHAR8 *Saved) {
 // ones anew, so that all data is lost; else only the adapter's settings are restored. The log goes to Consume, also
 // after a failure. A volume that could not be made anew is in the log only; the status is that of the restore as a
 // whole.
-EFI_STATUS RestoreSaved(EFI_SYSTEM_TABLE *SystemTable, RAID_XYL_PROTOCOL *Xyl, const CHAR8 *Saved, BOOLEAN Rebuild,
+EFI_STATUS RestoreSaved(EFI_SYSTEM_TABLE *SystemTable, RAID_XYL_PROTOCOL *Xyl, CHAR8 *Saved, BOOLEAN Rebuild,
                         DOCUMENT_CONSUMER Consume);
 
-EFI_STATUS RestoreSaved(EFI_SYSTEM_TABLE *SystemTable, RAID_XYL_PROTOCOL *Xyl, const CHAR8 *Saved, BOOLEAN Rebuild,
+EFI_STATUS RestoreSaved(EFI_SYSTEM_TABLE *SystemTable, RAID_XYL_PROTOCOL *Xyl, CHAR8 *Saved, BOOLEAN Rebuild,
                         DOCUMENT_CONSUMER Consume) {
   static const CHAR8 KeepVolumes[] = "<RunMode><Mode>Restore</Mode></RunMode>";
   static const CHAR8 MakeAnew[] =

@@ -12,7 +12,7 @@ static constexpr EFI_GUID g_debugLogGuid = DEBUG_LOG_PROTOCOL_GUID;
 static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
   UINTN count = 0;
   EFI_HANDLE *handles = nullptr;
-  EFI_STATUS status = g_bootServices->LocateHandleBuffer(EFI_LOCATE_ALL_HANDLES, /* Protocol= */ nullptr,
+  EFI_STATUS status = g_bootServices->LocateHandleBuffer(AllHandles, /* Protocol= */ nullptr,
                                                          /* SearchKey= */ nullptr, &count, &handles);
   if (EFI_ERROR(status)) {
     return status;

@@ -34,8 +34,7 @@ UEFI_STATIC_ASSERT(sizeof(EFI_TABLE_HEADER) == 24, "table header size");
 #define EFI_OPEN_PROTOCOL_EXCLUSIVE 0x20U
 
 // Search kinds of LocateHandleBuffer.
-#define EFI_LOCATE_ALL_HANDLES 0
-#define EFI_LOCATE_BY_PROTOCOL 2
+typedef enum EFI_LOCATE_SEARCH_TYPE { AllHandles, ByRegisterNotify, ByProtocol } EFI_LOCATE_SEARCH_TYPE;
 
 #define EFI_NATIVE_INTERFACE 0
 

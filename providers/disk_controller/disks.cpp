@@ -47,7 +47,7 @@ EFI_STATUS findDisks(DISK_LIST *list) {
   *list = {};
   UINTN count = 0;
   EFI_HANDLE *handles = nullptr;
-  EFI_STATUS status = g_bootServices->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &g_blockIoGuid,
+  EFI_STATUS status = g_bootServices->LocateHandleBuffer(ByProtocol, &g_blockIoGuid,
                                                          /* SearchKey= */ nullptr, &count, &handles);
   if (EFI_ERROR(status)) {
     return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;

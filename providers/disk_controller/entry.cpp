@@ -52,7 +52,7 @@ static void openLog(EFI_HANDLE image) {
   UINTN count = 0;
   EFI_HANDLE *handles = nullptr;
   void *log = nullptr;
-  if (EFI_ERROR(g_bootServices->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &g_logGuid, /* SearchKey= */ nullptr, &count,
+  if (EFI_ERROR(g_bootServices->LocateHandleBuffer(ByProtocol, &g_logGuid, /* SearchKey= */ nullptr, &count,
                                                    &handles))) {
     return;
   }

@@ -40,7 +40,7 @@ static bool leadsThrough(const UINT8 *inner, const UINT8 *outer) {
 template <class VISIT> static EFI_STATUS eachWith(const EFI_GUID &guid, VISIT visit) {
   UINTN count = 0;
   EFI_HANDLE *handles = nullptr;
-  EFI_STATUS status = g_bootServices->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &guid,
+  EFI_STATUS status = g_bootServices->LocateHandleBuffer(ByProtocol, &guid,
                                                          /* SearchKey= */ nullptr, &count, &handles);
   if (EFI_ERROR(status)) {
     return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;

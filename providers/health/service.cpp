@@ -99,7 +99,7 @@ static EFI_DRIVER_HEALTH_STATUS statusOf(const KEPT &kept) {
 static EFI_STATUS judgeAll(EFI_DRIVER_HEALTH_STATUS *health) {
   UINTN count = 0;
   EFI_HANDLE *handles = nullptr;
-  EFI_STATUS status = g_bootServices->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &g_managementGuid,
+  EFI_STATUS status = g_bootServices->LocateHandleBuffer(ByProtocol, &g_managementGuid,
                                                          /* SearchKey= */ nullptr, &count, &handles);
   if (EFI_ERROR(status)) {
     return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;

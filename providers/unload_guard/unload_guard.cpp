@@ -38,7 +38,7 @@ static bool isRaidDriver(EFI_HANDLE handle, EFI_STATUS *status) {
 static EFI_STATUS findRaidDriver(bool *found) {
   UINTN count = 0;
   EFI_HANDLE *handles = nullptr;
-  EFI_STATUS status = g_bootServices->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &g_componentName2Guid,
+  EFI_STATUS status = g_bootServices->LocateHandleBuffer(ByProtocol, &g_componentName2Guid,
                                                          /* SearchKey= */ nullptr, &count, &handles);
   if (EFI_ERROR(status)) {
     return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;

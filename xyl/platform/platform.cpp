@@ -80,7 +80,7 @@ void Platform::connectDisks() {
   EFI_BOOT_SERVICES *services = firmware_.bootServices();
   UINTN count = 0;
   EFI_HANDLE *handles = nullptr;
-  EFI_STATUS status = services->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &managementGuid, nullptr, &count, &handles);
+  EFI_STATUS status = services->LocateHandleBuffer(ByProtocol, &managementGuid, nullptr, &count, &handles);
   if (EFI_ERROR(status)) {
     throw CLIENT_ERROR(status, std::string("the controller over disks is not there: ") + statusText(status));
   }

@@ -31,7 +31,7 @@ static constexpr INSTANCE g_instances[] = {
 EFI_HANDLE *handlesWith(const EFI_GUID *protocol, UINTN *count) {
   EFI_HANDLE *handles = nullptr;
   *count = 0;
-  int search = protocol == nullptr ? EFI_LOCATE_ALL_HANDLES : EFI_LOCATE_BY_PROTOCOL;
+  int search = protocol == nullptr ? AllHandles : ByProtocol;
   if (EFI_ERROR(g_bootServices->LocateHandleBuffer(search, protocol, /* SearchKey= */ nullptr, count, &handles))) {
     *count = 0;
     return nullptr;
