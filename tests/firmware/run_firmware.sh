@@ -4,8 +4,8 @@
 # Environment: JOBS the table (tests/firmware/jobs.txt), IMAGES the images (build/efi or build/efi-aarch64), XYL the host
 # client that gives the documents to compare with, WORK the folder for disk and results (build/firmware-ARCH), LIMIT
 # seconds until QEMU is stopped, QEMU_OPTIONS more words for QEMU's command line, DISKS a recording of five disks
-# (tests/ddf), which stand on an AHCI, an NVMe, a virtio-scsi (two) and a virtio-blk function. Runs in the same folder
-# wait for each other.
+# (tests/ddf), which stand on an AHCI, an NVMe, a virtio-scsi (two) and a virtio-blk function, DRIVERS a folder of further
+# images for the disk. Runs in the same folder wait for each other.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -102,6 +102,7 @@ make_disk() {
   make_documents
   mcopy -i "$work/disk.img" "$images"/*.efi "$images"/*.man "$images"/guest/*.efi \
     "$work/startup.nsh" "$work/documents"/*.xml ::/
+  [ -z "${DRIVERS:-}" ] || find "$DRIVERS" -name '*.efi' -exec mcopy -o -i "$work/disk.img" {} :: ';'
   fill_disk
 }
 
