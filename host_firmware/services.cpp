@@ -225,8 +225,7 @@ static EFI_STATUS EFIAPI LocateHandleBuffer(int searchType, const EFI_GUID *prot
                                             EFI_HANDLE **handles) {
   ENTER(LocateHandleBuffer)
   bool all = searchType == AllHandles;
-  if (count == nullptr || handles == nullptr ||
-      (!all && (searchType != ByProtocol || protocol == nullptr))) {
+  if (count == nullptr || handles == nullptr || (!all && (searchType != ByProtocol || protocol == nullptr))) {
     return EFI_INVALID_PARAMETER;
   }
   *count = 0;

@@ -66,8 +66,7 @@ Machine::Machine(size_t count, std::function<std::unique_ptr<SectorStore>(size_t
   EXPECT_EQ(name(firmware.loadImage(RaidDisksEntry, &image_)), name(EFI_SUCCESS));
   UINTN found = 0;
   EFI_HANDLE *handles = nullptr;
-  EXPECT_EQ(name(services->LocateHandleBuffer(ByProtocol, &g_mgmtGuid, nullptr, &found, &handles)),
-            name(EFI_SUCCESS));
+  EXPECT_EQ(name(services->LocateHandleBuffer(ByProtocol, &g_mgmtGuid, nullptr, &found, &handles)), name(EFI_SUCCESS));
   controller = handles[0];
   services->FreePool(handles);
   mgmt = protocolOn<RAID_MGMT_PROTOCOL>(controller, g_mgmtGuid);

@@ -12,8 +12,8 @@ static const EFI_GUID g_componentName2Guid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
 
 XYL_RESULT findControllers(const XYL_CONTEXT &context, CONTROLLERS *controllers) {
   *controllers = {};
-  EFI_STATUS status = g_bootServices->LocateHandleBuffer(ByProtocol, &g_raidXylGuid, nullptr,
-                                                         &controllers->Count, &controllers->Handles);
+  EFI_STATUS status = g_bootServices->LocateHandleBuffer(ByProtocol, &g_raidXylGuid, nullptr, &controllers->Count,
+                                                         &controllers->Handles);
   if (status == EFI_NOT_FOUND) {
     complain(context.Host, "the driver is bound to no controller; load RaidXyl.efi and connect the controller");
     return notFound();

@@ -160,8 +160,7 @@ static EFI_STATUS loadDriver(const XYL_HOST *host, EFI_HANDLE image, const CHAR1
 static void connectAll() {
   EFI_HANDLE *handles = nullptr;
   UINTN count = 0;
-  g_bootServices->LocateHandleBuffer(AllHandles, /* Protocol= */ nullptr, /* SearchKey= */ nullptr, &count,
-                                     &handles);
+  g_bootServices->LocateHandleBuffer(AllHandles, /* Protocol= */ nullptr, /* SearchKey= */ nullptr, &count, &handles);
   for (UINTN i = 0; handles != nullptr && i < count; ++i) {
     // Most handles are no controllers, which is no fault.
     g_bootServices->ConnectController(handles[i], /* DriverImages= */ nullptr, /* Remaining= */ nullptr,
