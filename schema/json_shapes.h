@@ -71,6 +71,7 @@ static constexpr JSON_MEMBER g_jsonMembers[] = {
     {"restorePlan", "settings", "[setting]"},
     {"restorePlan", "commands", "[plannedCommand]"},
     {"restorePlan", "steps", "[step]"},
+    {"restorePlan", "verdict", "verdict"},
     {"destroyedVolume", "id", "number"},
     {"destroyedVolume", "name", "text"},
     {"destroyedVolume", "level", "raidLevel"},

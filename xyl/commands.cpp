@@ -124,7 +124,9 @@ const XYL_COMMAND g_xylCommands[] = {
      PLAIN_OUTCOMES | OUTCOME(DIFFERENT), XYL_FRONT_BOTH, XYL_NEEDS_CONTROLLER_OR_FILE, false,
      "shows what differs between two configurations",
      "Compares two saved documents, or one with the controller, field by field. A disk is recognised by its WWN or\n"
-     "serial number wherever it is, else by its place; a virtual disk by its name, FQDD and members. Ids do not count.",
+     "serial number wherever it is, else by its place; a virtual disk by its name, FQDD and members. Ids do not "
+     "count,\n"
+     "nor does the order of members in a span or a pair of mirrors, which is another one after a rebuild.",
      HOST_TEXT("xyl diff monday.xml tuesday.xml\nxyl diff saved.xml --controller lab.json"),
      "xyl diff fs0:\\saved.xml\nxyl diff fs0:\\monday.xml fs0:\\tuesday.xml", runDiff},
 
@@ -134,8 +136,9 @@ const XYL_COMMAND g_xylCommands[] = {
      "shows what 'restore' or 'apply' would do, without doing it",
      "Runs the restore up to the controller and shows what would reach it: the steps, the settings that change, the\n"
      "virtual disks that go and come, and for each saved disk which one stands in for it and why; and what 'import'\n"
-     "may bring back instead. When something that was saved would not come back, the return value is that for\n"
-     "differences. Of a change document it shows what each method does, and what is destroyed.",
+     "may bring back instead. At the end stands what 'restore' will say then. When something that was saved would not\n"
+     "be there, the return value is that for differences, as that of 'restore' then is. Of a change document it shows "
+     "what each method does, and what is destroyed.",
      HOST_TEXT("xyl plan saved.xml --controller lab.json\nxyl plan saved.xml --rebuild --controller lab.json\n"
                "xyl plan changes.xml --controller lab.json"),
      "xyl plan fs0:\\saved.xml --rebuild\nxyl plan fs0:\\changes.xml", runPlan},
@@ -156,8 +159,9 @@ const XYL_COMMAND g_xylCommands[] = {
      "is kept beside the log, or without one beside SAVED.xml, as NAME.before.xml, or -2 and so on. The steps are "
      "shown as a table, "
      "and\n"
-     "then what differs from SAVED.xml now: what no restore brings back, what this one could not do, which gives the\n"
-     "return value for differences, and what went wrong. Steps done before a failure stay done.",
+     "then what differs from SAVED.xml now: what no restore brings back, what this one could not do, and what went\n"
+     "wrong. The return value is that for differences when a virtual disk, hot spare, setting or key is not there. "
+     "Steps done before a failure stay done.",
      HOST_TEXT(
          "xyl restore saved.xml --controller lab.json\nxyl restore saved.xml --rebuild --partial --yes --log-file "
          "log.xml --controller lab.json"),

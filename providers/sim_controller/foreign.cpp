@@ -31,7 +31,8 @@ void simVolumeToForeign(SIM_CONTROLLER *sim, UINT32 objectId) {
 
 static bool anyForeign(const SIM_CONTROLLER *sim) {
   for (UINT32 i = 0; i < sim->disks.count; i++) {
-    if (sim->disks.items[i].record.State == RAID_STATE_FOREIGN) {
+    const RAID_PD_RECORD &disk = sim->disks.items[i].record;
+    if (disk.State == RAID_STATE_FOREIGN || disk.SecureState == RAID_SECURE_STATE_FOREIGN) {
       return true;
     }
   }

@@ -75,6 +75,7 @@ static void rejoin(SIM_CONTROLLER *sim, SIM_DISK *disk) {
   bool held = disk->record.State == RAID_STATE_FOREIGN ||
               (disk->record.State != RAID_STATE_READY && disk->record.UsedSize != 0);
   UINT64 used = 0;
+  bool encrypted = false;
   bool failed = disk->record.State == RAID_STATE_FAILED;
   disk->record.Hotspare = 0;
   disk->record.VDCount = 0;
@@ -83,10 +84,12 @@ static void rejoin(SIM_CONTROLLER *sim, SIM_DISK *disk) {
     if (simHasMember(volume, disk->record.ObjectID) && disk->record.VDCount < SIM_DISK_VDS) {
       disk->VDs[disk->record.VDCount++] = volume->record.ObjectID;
       used += volume->memberSize;
+      encrypted = encrypted || (volume->record.Attributes & RAID_VD_ATTRIBUTE_FDE) != 0;
     }
   }
   if (disk->record.VDCount != 0) {
     disk->record.State = RAID_STATE_ONLINE;
+    disk->record.SecureState = encrypted ? RAID_SECURE_STATE_SECURED : 0;
     disk->record.UsedSize = used < disk->record.Size ? used : disk->record.Size;
   } else if (held) {
     disk->record.State = RAID_STATE_FOREIGN;

@@ -66,7 +66,7 @@ check host_firmware host
 
 # The client's core, bottom up; each folder may use those before it.
 below="$driver xyl"
-for room in output command_line documents steps guard controllers show diff plan verdict change verbs transcript jobs; do
+for room in output command_line documents steps guard controllers show diff plan change verbs transcript jobs; do
   check "xyl/$room" free $below
   below="$below xyl/$room"
 done

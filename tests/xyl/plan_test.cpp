@@ -7,7 +7,7 @@
 #include "driver/restore/restore.h"
 #include "driver/xml/xml.h"
 #include "tests/live/request_text.h"
-#include "xyl/verdict/verdict.h"
+#include "xyl/plan/plan.h"
 
 static std::string commandText(UINT32 command, UINT32 objectType, const UINT32 *ids, UINT32 count) {
   std::string text = std::string(GetNameFromValue(command, g_commandTable)) + " " + std::to_string(objectType);
@@ -22,10 +22,12 @@ struct PLANNED {
     UINT32 count = 1, mode = 0;
     EXPECT_EQ(ParseXMLBlob(saved.c_str(), &config, &count), EFI_SUCCESS);
     EXPECT_EQ(parseRunTimeXML(options, &mode), EFI_SUCCESS);
-    EXPECT_EQ(planRestore(&world.sim->protocol, config, mode, &plan), EFI_SUCCESS);
+    EXPECT_EQ(g_xmlProtocol->Parse(g_xmlProtocol, saved.c_str(), &root), EFI_SUCCESS);
+    EXPECT_EQ(planRestore(&world.sim->protocol, {config, root}, mode, &plan), EFI_SUCCESS);
   }
   ~PLANNED() {
     freePlan(&plan);
+    FreeXMLNode(root);
     releaseConfig(config);
   }
 
@@ -39,6 +41,7 @@ struct PLANNED {
   }
 
   RAID_CONFIG *config = nullptr;
+  XML_NODE *root = nullptr;
   RESTORE_PLAN plan = {};
 };
 
@@ -163,22 +166,20 @@ TEST(Plan, KnowsWhoseFaultADifferenceIs) {
       {saved.find(member), member.size(), "<PD>1000", BLAME_RESTORE},
       {saved.find(online), online.size(), "<State>Failed", BLAME_NOBODY},
       {saved.rfind(online), online.size(), "<State>Degraded", BLAME_RESTORE},
-      {saved.find(mode), mode.size(), "", BLAME_PLAN},
+      {saved.find(mode), mode.size(), "", BLAME_RESTORE},
   };
   for (const auto &row : cases) {
     std::string now = saved;
     now.replace(row.place, row.length, row.now);
-    XML_NODE *trees[2] = {};
+    XML_NODE *tree = nullptr;
     VERDICT verdict = {};
-    EXPECT_EQ(g_xmlProtocol->Parse(g_xmlProtocol, saved.c_str(), &trees[0]), EFI_SUCCESS);
-    EXPECT_EQ(g_xmlProtocol->Parse(g_xmlProtocol, now.c_str(), &trees[1]), EFI_SUCCESS);
-    EXPECT_EQ(makeVerdict(planned.plan, trees[0], trees[1], &verdict), EFI_SUCCESS);
+    EXPECT_EQ(g_xmlProtocol->Parse(g_xmlProtocol, now.c_str(), &tree), EFI_SUCCESS);
+    EXPECT_EQ(makeVerdict(planned.plan, planned.root, tree, &planned.plan.Verdict, &verdict), EFI_SUCCESS);
     for (int blame = 0; blame < BLAME_COUNT; ++blame) {
       EXPECT_EQ(verdict.Counts[blame], blame == row.blame ? 1U : 0U) << row.now << " " << blame;
     }
     freeVerdict(&verdict);
-    FreeXMLNode(trees[0]);
-    FreeXMLNode(trees[1]);
+    FreeXMLNode(tree);
   }
 }
 
@@ -188,8 +189,9 @@ TEST(Plan, GivesReasons) {
   client.expect(
       {"0 plan saved.xml $LAB => stay as they are.\n\nAdapter settings that differ: 0|   3  Validate",
        "0 !sed -i 's/\"Normal\"/\"Stop On Error\"/; s/\"Value\": 12$/\"Value\": 13/' lab.json",
-       "0 plan saved.xml $LAB => brought back: 2\n  check consistency mode: Stop On Error -> Normal\n|"
-       "  rate Spin Up Delay: 13 -> 12\n|   4  ChangeAdapter ",
+       "1 plan saved.xml $LAB => brought back: 2\n  check consistency mode: Stop On Error -> Normal\n|"
+       "  rate Spin Up Delay: 13 -> 12 (this adapter does not change it)\n|   4  ChangeAdapter |"
+       "does not do:\n  adapter changed, rate Spin Up Delay, value: 12 -> 13\n",
        rebuild + "destroys, with all data:\n  virtual disk 1 \"System\"|  the security key\n|creates:|"
                  "on disks 1003, 1004, 1005, 1006\n|hot spares on disks 1007, 1008\n|"
                  "   1020     4.00 TB  1020     the same disk in the same place\n|  14  ChangePD ",
@@ -219,7 +221,7 @@ TEST(Plan, GivesReasons) {
        // Without WWN and serial number nobody knows.
        R"(0 !sed -i 's/"WWN": .*"/"WWN": "0x0"/; s/"SerialNumber": .*"/"SerialNumber": ""/' host.json)",
        "0 !sed -i 's/<WWN>.*</<WWN>0</; s/<SerialNumber>.*</<SerialNumber></' host.xml",
-       "1 plan host.xml --rebuild --controller host.json =>   1001     another disk in the same place\n",
+       "1 plan host.xml --rebuild --controller host.json =>   1001     a disk in the same place, nothing tells",
        "4 plan saved.xml --controller host.json => another kind of adapter; nothing was changed",
        "3 plan none.xml --preset demo => cannot read 'none.xml'",
        "4 plan lab.json --preset demo => lab.json is not a well-formed XML document"});

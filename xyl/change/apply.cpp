@@ -53,7 +53,7 @@ static XYL_RESULT sendChanges(const XYL_CONTEXT &context, const CONTROLLER &cont
   if (hasOption(context, XYL_OPTION_JSON)) {
     jsonEnd(&json);
   }
-  XYL_RESULT told = tellOutcome(context, controller, change, changed, /* expectedFailures= */ 0);
+  XYL_RESULT told = tellOutcome(context, controller, change, changed, /* expected= */ {});
   freeChanged(&changed);
   return isFailure(told) ? told : result;
 }

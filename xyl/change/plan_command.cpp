@@ -7,7 +7,7 @@
 #include "xyl/change/set_live.h"
 #include "xyl/plan/plan.h"
 
-static XYL_RESULT planOfRestore(const XYL_CONTEXT &context, const CONTROLLER &controller, RAID_CONFIG *saved) {
+static XYL_RESULT planOfRestore(const XYL_CONTEXT &context, const CONTROLLER &controller, const SAVED_DOCUMENT &saved) {
   RUN_OPTIONS options = {/* Restore= */ true, /* PreserveVd= */ !hasOption(context, XYL_OPTION_REBUILD),
                          hasOption(context, XYL_OPTION_STOP_ON_ERROR)};
   RESTORE_PLAN plan;
@@ -52,13 +52,18 @@ static XYL_RESULT planOf(const XYL_CONTEXT &context, const CONTROLLER &controlle
     return planOfChanges(context, controller, file, document.Text);
   }
   RAID_CONFIG *saved = nullptr;
+  XML_NODE *root = nullptr;
   result = readConfiguration(context, file, document.Text, &saved);
   if (!isFailure(result)) {
     result = checkGaps(context, file, *saved);
   }
   if (!isFailure(result)) {
-    result = planOfRestore(context, controller, saved);
+    result = parseTree(context, file, document.Text, &root);
   }
+  if (!isFailure(result)) {
+    result = planOfRestore(context, controller, {saved, root});
+  }
+  freeTree(root);
   releaseConfig(saved);
   return result;
 }

@@ -6,7 +6,7 @@
 #include "xyl/change/change.h"
 #include "xyl/change/saved.h"
 #include "xyl/change/set_live.h"
-#include "xyl/verdict/verdict.h"
+#include "xyl/plan/plan.h"
 
 // All that a restore holds.
 struct RESTORE_RUN {
@@ -36,9 +36,11 @@ static XYL_RESULT checkRebuild(const XYL_CONTEXT &context, const RESTORE_PLAN &p
   UINT32 foreign = foreignVolumes(plan);
   if (foreign != 0 && !hasOption(context, XYL_OPTION_DISCARD_FOREIGN)) {
     complain(context.Host,
-             "%d of the saved virtual disks lie on foreign disks that are here: 'xyl import' may bring them back with "
-             "their data. A rebuild destroys them; that needs --discard-foreign. Nothing was changed",
-             foreign);
+             "%d of the saved virtual disks lie on foreign disks that are here%a. A rebuild destroys them; that needs "
+             "--discard-foreign. Nothing was changed",
+             foreign,
+             importableVolumes(plan) != 0 ? ": 'xyl import' may bring them back with their data"
+                                          : ", too few of them to import");
     return wrongUsage();
   }
   if (!isPlanComplete(plan) && !hasOption(context, XYL_OPTION_PARTIAL)) {
@@ -98,7 +100,8 @@ static XYL_RESULT prepareRestore(const XYL_CONTEXT &context, RESTORE_RUN *run) {
     result = parseTree(context, file, run->Change.Saved.Text, &run->SavedRoot);
   }
   if (!isFailure(result)) {
-    result = makePlan(context, run->Controller.Management, run->Saved, run->Change.Options, &run->Plan);
+    result =
+        makePlan(context, run->Controller.Management, {run->Saved, run->SavedRoot}, run->Change.Options, &run->Plan);
   }
   if (!isFailure(result)) {
     result = checkPlan(context, run->Plan);
@@ -152,14 +155,14 @@ static XYL_RESULT readBack(const XYL_CONTEXT &context, const RESTORE_RUN &run, J
   XML_NODE *root = nullptr;
   result = parseTree(context, "the inventory", now.Text, &root);
   if (!isFailure(result)) {
-    EFI_STATUS status = makeVerdict(run.Plan, run.SavedRoot, root, verdict);
+    EFI_STATUS status = makeVerdict(run.Plan, run.SavedRoot, root, &run.Plan.Verdict, verdict);
     if (EFI_ERROR(status)) {
       complain(context.Host, "what came back cannot be compared with what was saved: %a", statusWords(status));
       result = failed(status);
     } else if (hasOption(context, XYL_OPTION_JSON)) {
       writeVerdict(json, *verdict);
     } else {
-      sayVerdict(context.Host, *verdict);
+      sayVerdict(context.Host, *verdict, /* isToCome= */ false);
     }
   }
   freeDifferences(&verdict->Differences); // its texts are the trees'
@@ -173,7 +176,7 @@ static XYL_RESULT judge(const XYL_CONTEXT &context, const VERDICT &verdict) {
     complain(context.Host, "%d differences should not be there after the restore", verdict.Counts[BLAME_RESTORE]);
     return failed(EFI_DEVICE_ERROR);
   }
-  return verdict.Counts[BLAME_PLAN] != 0 ? different() : succeeded();
+  return verdict.Losses != 0 ? different() : succeeded();
 }
 
 static void tellBackup(const XYL_CONTEXT &context, const RESTORE_RUN &run, JSON *json) {
@@ -198,7 +201,9 @@ static XYL_RESULT runRestoreSteps(const XYL_CONTEXT &context, RESTORE_RUN *run) 
   if (hasOption(context, XYL_OPTION_JSON)) {
     jsonEnd(&json);
   }
-  XYL_RESULT result = tellOutcome(context, run->Controller, &run->Change, changed, expectedFailures(run->Plan));
+  EXPECTED expected = {expectedFailures(run->Plan),
+                       isFailure(compared) || verdict.Losses != 0 || verdict.Counts[BLAME_RESTORE] != 0};
+  XYL_RESULT result = tellOutcome(context, run->Controller, &run->Change, changed, expected);
   freeChanged(&changed);
   if (!isFailure(result) && !isFailure(compared)) {
     result = judge(context, verdict);
@@ -250,7 +255,7 @@ XYL_RESULT runReplace(const XYL_CONTEXT &context) {
   if (hasOption(context, XYL_OPTION_JSON)) {
     jsonEnd(&json);
   }
-  XYL_RESULT told = tellOutcome(context, controller, &change, changed, /* expectedFailures= */ 0);
+  XYL_RESULT told = tellOutcome(context, controller, &change, changed, /* expected= */ {});
   freeChanged(&changed);
   return isFailure(told) ? told : result;
 }

@@ -95,7 +95,7 @@ static XYL_RESULT keepLog(const XYL_CONTEXT &context, CHANGE *change, const CHAR
 }
 
 XYL_RESULT tellOutcome(const XYL_CONTEXT &context, const CONTROLLER &controller, CHANGE *change, const CHANGED &changed,
-                       UINT32 expectedFailures) {
+                       const EXPECTED &expected) {
   TEXT where = {};
   putIdentity(&where, controller.Identity);
   XYL_RESULT result = succeeded();
@@ -104,12 +104,15 @@ XYL_RESULT tellOutcome(const XYL_CONTEXT &context, const CONTROLLER &controller,
     complain(context.Host, "the %a failed on %a: %a%a%a; what was done before stays done", change->What, textOf(where),
              statusWords(changed.Status), why != nullptr ? ", " : "", why != nullptr ? why : "");
     result = failed(changed.Status);
-  } else if (changed.Counts.Failed > expectedFailures) {
+  } else if (changed.Counts.Failed > expected.Failures) {
     complain(context.Host, "the %a on %a came to its end, but %d of its steps failed", change->What, textOf(where),
              changed.Counts.Failed);
     result = failed(changed.Counts.FirstFailure);
   } else if (!hasOption(context, XYL_OPTION_JSON)) {
-    say(context.Host, "the %a succeeded on %a\n", change->What, textOf(where));
+    bool isWhole = !expected.IsLeftShort && changed.Counts.Failed == 0;
+    say(context.Host,
+        isWhole ? "the %a succeeded on %a\n" : "the %a on %a came to its end; what it left is told above\n",
+        change->What, textOf(where));
   }
   freeText(&where);
   XYL_RESULT kept = keepLog(context, change, changed.Log);

@@ -33,6 +33,12 @@ void freeChanged(CHANGED *changed);
 // Begins what is told of a change: the steps as a table, or as members of a JSON document that stays open.
 void tellSteps(const XYL_CONTEXT &context, const CONTROLLER &controller, JSON *json, CHANGED *changed);
 
-// Tells how the change went, of whose steps expectedFailures were announced, and writes its log.
+// What was announced of a change.
+struct EXPECTED {
+  UINT32 Failures;  // of its steps
+  bool IsLeftShort; // it came to its end, but something is left
+};
+
+// Tells how the change went, and writes its log.
 XYL_RESULT tellOutcome(const XYL_CONTEXT &context, const CONTROLLER &controller, CHANGE *change, const CHANGED &changed,
-                       UINT32 expectedFailures);
+                       const EXPECTED &expected);

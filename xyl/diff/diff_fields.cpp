@@ -4,6 +4,7 @@
 #include "base/pool.h"
 #include "base/text.h"
 #include "driver/xml/xml.h"
+#include "xyl/diff/diff_members.h"
 #include "xyl/diff/text_keys.h"
 #include "xyl/output/output.h"
 
@@ -131,27 +132,6 @@ static void putIds(TEXT *text, const FIELD_WALK &walk, DIFF_SIDE side, const XML
   }
 }
 
-// Whether an id of the old document and one of the new name the same object.
-static bool sameObject(const FIELD_WALK &walk, DIFFERENCE_OBJECT kind, const XML_NODE *oldId, const XML_NODE *newId) {
-  const DIFF_OBJECT *oldObject = objectWithId(walk.Diff, DIFF_OLD, kind, nodeText(oldId));
-  const DIFF_OBJECT *newObject = objectWithId(walk.Diff, DIFF_NEW, kind, nodeText(newId));
-  if (oldObject == nullptr || newObject == nullptr) {
-    return oldObject == newObject && textEqual(nodeText(oldId), nodeText(newId));
-  }
-  return oldObject->Partner == newObject;
-}
-
-static bool sameIds(const FIELD_WALK &walk, const NODE_PAIR &pair, const CHAR8 *element) {
-  DIFFERENCE_OBJECT kind = walk.Kind == DIFFERENCE_VOLUME ? DIFFERENCE_DISK : DIFFERENCE_VOLUME;
-  const XML_NODE *oldId = childNamed(pair.Old, element);
-  const XML_NODE *newId = childNamed(pair.New, element);
-  while (oldId != nullptr && newId != nullptr && sameObject(walk, kind, oldId, newId)) {
-    oldId = nextSame(oldId);
-    newId = nextSame(newId);
-  }
-  return oldId == nullptr && newId == nullptr;
-}
-
 static bool isSpare(const XML_NODE *disk) {
   return *childText(disk, "Hotspare") != 0;
 }
@@ -262,7 +242,7 @@ static void diffValue(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD
     break;
   case FORMAT_ID_LIST:
     // The members of a virtual disk stand there; only a spare's virtual disks stand nowhere else.
-    if (sameIds(walk, pair, row.Element) ||
+    if (sameIds(walk.Diff, walk.Kind, *walk.Object, row.Element) ||
         (walk.Kind == DIFFERENCE_DISK && !isSpare(pair.Old) && !isSpare(pair.New))) {
       return;
     }

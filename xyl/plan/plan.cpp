@@ -3,9 +3,11 @@
 
 #include "base/log.h"
 #include "base/pool.h"
+#include "base/text.h"
 #include "driver/controller/controller.h"
 #include "driver/restore/restore.h"
 #include "xyl/plan/plan_facts.h"
+#include "xyl/plan/prediction.h"
 
 // The controller that the restore talks to.
 struct RECORDER {
@@ -96,10 +98,60 @@ static EFI_STATUS dryRun(RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan)
   if (status != EFI_OUT_OF_RESOURCES) {
     status = makeFitIndex(&plan->Fits, static_cast<RAID_PD_RECORD *>(plan->Disks.Data), recordCount(&plan->Disks));
   }
-  return EFI_ERROR(status) ? status : judgePlan(plan);
+  return status;
 }
 
-EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan) {
+// Whether a reason could not be written for want of memory.
+static bool lacksReasons(const RESTORE_PLAN &plan) {
+  bool isShort = false;
+  for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
+    isShort = isShort || plan.VolumePlans[i].WhyNot.Failed;
+  }
+  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
+    isShort = isShort || plan.DiskPlans[i].WhyNoSpare.Failed;
+  }
+  return isShort;
+}
+
+// A restore that leaves the virtual disks alone finds those on the controller that its verdict does not miss.
+static void findMissing(RESTORE_PLAN *plan) {
+  for (UINT32 i = 0; i < plan->Saved->logicalDiskCount; ++i) {
+    plan->VolumePlans[i].IsThere = true;
+  }
+  for (UINT32 i = 0; i < plan->Verdict.Differences.Count; ++i) {
+    const DIFFERENCE &difference = plan->Verdict.Differences.Items[i];
+    if (difference.Object == DIFFERENCE_VOLUME && difference.Kind == DIFFERENCE_REMOVED) {
+      UINT32 id = static_cast<UINT32>(parseDecimal(childText(difference.OldNode, "ObjectID")));
+      UINT32 place = placeOf(plan->SavedVolumeIndex, id);
+      if (place != ID_NONE) {
+        plan->VolumePlans[place].IsThere = false;
+      }
+    }
+  }
+}
+
+// What comes of the commands, in the end.
+static EFI_STATUS judgeAll(RESTORE_PLAN *plan, const XML_NODE *savedRoot) {
+  EFI_STATUS status = judgePlan(plan);
+  if (EFI_ERROR(status) || EFI_ERROR(plan->Status)) {
+    return status;
+  }
+  status = predictAfter(plan);
+  if (!EFI_ERROR(status) && lacksReasons(*plan)) {
+    status = EFI_OUT_OF_RESOURCES;
+  }
+  if (!EFI_ERROR(status)) {
+    status = makeVerdict(*plan, savedRoot, plan->After, /* planned= */ nullptr, &plan->Verdict);
+  }
+  if (!EFI_ERROR(status) && plan->PreservesVolumes) {
+    findMissing(plan);
+  }
+  return status;
+}
+
+EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, const SAVED_DOCUMENT &document, UINT32 runMode,
+                       RESTORE_PLAN *plan) {
+  RAID_CONFIG *saved = document.Config;
   *plan = {};
   plan->Controller = controller;
   plan->Saved = saved;
@@ -117,11 +169,12 @@ EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved, UINT3
   // A log that tells of a restore that never happened would mislead.
   g_logPaused = true;
   status = dryRun(saved, runMode, plan);
+  status = EFI_ERROR(status) ? status : judgeAll(plan, document.Root);
   g_logPaused = false;
   return status;
 }
 
-static EFI_STATUS planOptions(RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved, const RUN_OPTIONS &options,
+static EFI_STATUS planOptions(RAID_MGMT_PROTOCOL *controller, const SAVED_DOCUMENT &saved, const RUN_OPTIONS &options,
                               RESTORE_PLAN *plan) {
   CHAR8 *text = makeRunOptions(options);
   if (text == nullptr) {
@@ -133,7 +186,7 @@ static EFI_STATUS planOptions(RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved
   return EFI_ERROR(status) ? status : planRestore(controller, saved, runMode, plan);
 }
 
-XYL_RESULT makePlan(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved,
+XYL_RESULT makePlan(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, const SAVED_DOCUMENT &saved,
                     const RUN_OPTIONS &options, RESTORE_PLAN *plan) {
   *plan = {};
   EFI_STATUS status = planOptions(controller, saved, options, plan);
@@ -163,6 +216,8 @@ void freePlan(RESTORE_PLAN *plan) {
     freeIndex(index);
   }
   freeFitIndex(&plan->Fits);
+  freeVerdict(&plan->Verdict);
+  freeTree(plan->After);
   freeTree(plan->Log);
   RAID_CMD_RESULT *answers[] = {&plan->Adapter, &plan->Disks, &plan->Volumes};
   for (RAID_CMD_RESULT *answer : answers) {

@@ -6,6 +6,7 @@
 #include "xyl/controllers/controllers.h"
 #include "xyl/plan/change_plan.h"
 #include "xyl/plan/disk_fits.h"
+#include "xyl/plan/verdict.h"
 
 // A command that would change the controller.
 struct PLAN_COMMAND {
@@ -23,6 +24,7 @@ struct VOLUME_PLAN {
   TEXT WhyNot;           // why it does not come about in a rebuild; empty when it does
   UINT32 ForeignMembers; // members that are here, with data of another controller
   bool IsThere;          // on the controller now
+  bool MayBeImported; // it is not there, and so many of its members are here that its level can do without the others
 };
 
 // What becomes of a saved disk.
@@ -50,29 +52,38 @@ struct RESTORE_PLAN {
   DISK_PLAN *DiskPlans;     // pool; one for each saved disk
   UINT32 *Uses;             // pool; for how many saved disks each current one stands in
   bool *LosesContents;      // pool; of each current disk: it belongs to a virtual disk now or later, or is foreign
-  bool VolumesShift;        // a saved virtual disk does not come back, so that ids of others change
   ID_INDEX CurrentIndex;    // of the controller's disks
   ID_INDEX VolumeIndex;     // of its virtual disks
   ID_INDEX SavedIndex;      // of the saved disks
   ID_INDEX SavedVolumeIndex;
+  XML_NODE *After; // the document of the controller as the restore will leave it; null for one that would fail
+  VERDICT Verdict; // on that document
 };
 
-// Plans the restore of saved, which it changes as a restore does, with the run mode that the driver would make of the
-// options. A restore that would fail is a plan with that Status; a failure of planning itself is returned. The caller
-// gives the plan to freePlan either way, before it releases saved.
-EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan);
+// A saved document, parsed both ways.
+struct SAVED_DOCUMENT {
+  RAID_CONFIG *Config;
+  const XML_NODE *Root;
+};
+
+// Plans the restore of saved, whose records it changes as a restore does, with the run mode that the driver would make
+// of the options. A restore that would fail is a plan with that Status; a failure of planning itself is returned. The
+// caller gives the plan to freePlan either way, before it releases saved.
+EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, const SAVED_DOCUMENT &saved, UINT32 runMode, RESTORE_PLAN *plan);
 void freePlan(RESTORE_PLAN *plan);
 
 // The same from the options that the driver would get; a failure comes with a message.
-XYL_RESULT makePlan(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, RAID_CONFIG *saved,
+XYL_RESULT makePlan(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, const SAVED_DOCUMENT &saved,
                     const RUN_OPTIONS &options, RESTORE_PLAN *plan);
 
-// Whether all saved settings, virtual disks and hot spares would come back, and the security key.
+// Whether all saved settings, virtual disks and hot spares would be there, and the security key.
 bool isPlanComplete(const RESTORE_PLAN &plan);
 // Whether an element of the adapter is a setting that a restore brings back.
 bool isSetting(const CHAR8 *element);
-// How many of the saved virtual disks lie on foreign disks that are here, so that an import may bring them back.
+// How many of the saved virtual disks lie on foreign disks that are here, and how many of these an import may bring
+// back.
 UINT32 foreignVolumes(const RESTORE_PLAN &plan);
+UINT32 importableVolumes(const RESTORE_PLAN &plan);
 
 // A restore that would fail gives a message and that failure.
 XYL_RESULT checkPlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan);

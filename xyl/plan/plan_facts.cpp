@@ -64,7 +64,9 @@ void putDiskReason(TEXT *text, const RESTORE_PLAN &plan, UINT32 index) {
   }
   bool isSame = plan.DiskPlans[index].Twin == static_cast<UINT32>(current - currentDisks(plan)) + 1;
   if (samePlace(saved, *current)) {
-    putText(text, isSame ? "the same disk in the same place" : "another disk in the same place");
+    putText(text, isSame                                ? "the same disk in the same place"
+                  : isKnown(saved) || isKnown(*current) ? "another disk in the same place"
+                                                        : "a disk in the same place, nothing tells whether the same");
   } else {
     putText(text, isSame ? "the same disk in another place; " : "the first that fits; ");
     putWhyNotInPlace(text, plan, saved);
@@ -126,6 +128,7 @@ static void findModes(const RESTORE_PLAN &plan, SETTINGS *settings) {
       setting->Element = row.Element;
       copyText(setting->Current, current);
       copyText(setting->Saved, saved);
+      setting->IsFixed = textEqual(current, "-");
     }
   }
 }
@@ -141,6 +144,7 @@ static void findRates(const RESTORE_PLAN &plan, SETTINGS *settings) {
     textNarrow(setting->Rate, rate.Name, sizeof(setting->Rate) - 1);
     formatDecimal(setting->Current, rate.EditableValue >> 1);
     copyText(setting->Saved, "-");
+    setting->IsFixed = (rate.EditableValue & RAID_RATE_EDITABLE) == 0;
     for (UINTN j = 0; j < RAID_RATE_COUNT; ++j) {
       RAID_RATE saved = plan.Saved->adapter->Rates[j];
       if (saved.Name != nullptr && textEqual(saved.Name, rate.Name)) {

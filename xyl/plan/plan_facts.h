@@ -24,7 +24,8 @@ EFI_STATUS judgePlan(RESTORE_PLAN *plan);
 // The controller's disk of that id, or null.
 const RAID_PD_RECORD *findCurrent(const RESTORE_PLAN &plan, UINT32 id);
 bool isForeign(const RAID_PD_RECORD &disk);
-bool isLost(const RAID_PD_RECORD &disk); // of no use to the controller
+bool isLost(const RAID_PD_RECORD &disk);  // of no use to the controller
+bool isKnown(const RAID_PD_RECORD &disk); // by a WWN or a serial number
 // Whether the saved security key, or the saved security mode, is gone afterwards.
 bool losesKey(const RESTORE_PLAN &plan);
 bool losesSecurityMode(const RESTORE_PLAN &plan);
@@ -38,6 +39,7 @@ struct SETTING {
   CHAR8 Rate[64];       // the rate's name; empty for a mode
   CHAR8 Current[32];
   CHAR8 Saved[32]; // "-" for none
+  bool IsFixed;    // on this adapter
 };
 
 struct SETTINGS {

@@ -186,6 +186,7 @@ XYL_RESULT writePlan(const XYL_CONTEXT &context, const CONTROLLER &controller, c
   writeCommands(&json, plan);
   STEP_COUNTS counts;
   writeSteps(&json, plan.Log, &counts);
+  writeVerdict(&json, plan.Verdict);
   jsonEnd(&json);
   return succeeded();
 }

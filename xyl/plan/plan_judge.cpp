@@ -30,6 +30,10 @@ static bool isNamed(const RAID_PD_RECORD &disk) {
   return false;
 }
 
+bool isKnown(const RAID_PD_RECORD &disk) {
+  return disk.WWN != 0 || isNamed(disk);
+}
+
 static bool isSameDisk(const RAID_PD_RECORD &a, const RAID_PD_RECORD &b) {
   if (a.WWN != 0 || b.WWN != 0) {
     return a.WWN == b.WWN;
@@ -109,46 +113,6 @@ static void putWhyNotSent(TEXT *why, const RESTORE_PLAN &plan, const RAID_VD_REC
   }
 }
 
-static void putDisk(TEXT *text, UINT32 id, const CHAR8 *is) {
-  putText(text, "disk ");
-  putNumber(text, id);
-  putText(text, is);
-}
-
-// Why the controller will refuse the command; nothing when it has no reason to.
-static void putWhyRefused(TEXT *why, const RESTORE_PLAN &plan, const RAID_VD_RECORD &volume,
-                          const PLAN_COMMAND &command) {
-  if (recordCount(&plan.Disks) == 0) {
-    putText(why, "the controller has no disks");
-    return;
-  }
-  if (command.IdCount == 0) {
-    putText(why, "it was saved without members");
-    return;
-  }
-  if ((currentAdapter(plan)->SupportedRAIDLevels & volume.RAIDLevel) == 0) {
-    putText(why, "the adapter has no ");
-    putText(why, GetNameFromValue(volume.RAIDLevel, g_raidLevelTable));
-    return;
-  }
-  for (UINT32 j = 0; j < command.IdCount; ++j) {
-    const RAID_PD_RECORD *disk = findCurrent(plan, command.Ids[j]);
-    if (disk == nullptr) {
-      putDisk(why, command.Ids[j], " is not there");
-      return;
-    }
-    if (isLost(*disk)) {
-      putDisk(why, disk->ObjectID, " is ");
-      putText(why, GetNameFromValue(disk->State, g_stateTable));
-      return;
-    }
-    if (plan.Uses[disk - currentDisks(plan)] > 1) {
-      putDisk(why, disk->ObjectID, " would stand in for several saved ones");
-      return;
-    }
-  }
-}
-
 // Whether the virtual disk is on the controller now: one of its level on one of its disks, by its name or its place.
 static bool isThere(const RESTORE_PLAN &plan, const RAID_VD_RECORD &volume, const RAID_PD_RECORD &disk) {
   const UINT32 *ids = disk.VDs;
@@ -168,12 +132,22 @@ static bool isThere(const RESTORE_PLAN &plan, const RAID_VD_RECORD &volume, cons
   return false;
 }
 
+// How many members a virtual disk can do without, at best.
+static UINT32 dispensableMembers(const RAID_VD_RECORD &volume) {
+  static constexpr UINT32 ONE = RAID_LEVEL_3 | RAID_LEVEL_4 | RAID_LEVEL_5 | RAID_LEVEL_30 | RAID_LEVEL_50;
+  static constexpr UINT32 TWO = RAID_LEVEL_6 | RAID_LEVEL_60;
+  UINT32 spans = volume.SpanDepth != 0 ? volume.SpanDepth : 1;
+  bool isMirror = (volume.RAIDLevel & (RAID_LEVEL_1 | RAID_LEVEL_10)) != 0;
+  return isMirror                        ? volume.PDCount / 2
+         : (volume.RAIDLevel & ONE) != 0 ? spans
+         : (volume.RAIDLevel & TWO) != 0 ? 2 * spans
+                                         : 0;
+}
+
 static void judgeVolume(RESTORE_PLAN *plan, UINT32 index) {
   const RAID_VD_RECORD &volume = plan->Saved->logicalDisks[index];
   VOLUME_PLAN *judged = &plan->VolumePlans[index];
-  if (judged->Command != 0) {
-    putWhyRefused(&judged->WhyNot, *plan, volume, plan->Commands[judged->Command - 1]);
-  } else if (!plan->PreservesVolumes) {
+  if (judged->Command == 0 && !plan->PreservesVolumes) {
     putWhyNotSent(&judged->WhyNot, *plan, volume, judged->Logged);
   }
   const UINT32 *members = volume.PDs;
@@ -182,10 +156,12 @@ static void judgeVolume(RESTORE_PLAN *plan, UINT32 index) {
     UINT32 twin = place != ID_NONE ? plan->DiskPlans[place].Twin : 0;
     if (twin != 0) {
       const RAID_PD_RECORD &disk = currentDisks(*plan)[twin - 1];
-      judged->ForeignMembers += isForeign(disk) ? 1 : 0;
+      judged->ForeignMembers += disk.State == RAID_STATE_FOREIGN ? 1 : 0;
       judged->IsThere = judged->IsThere || isThere(*plan, volume, disk);
     }
   }
+  UINT32 others = members != nullptr ? volume.PDCount - judged->ForeignMembers : 0;
+  judged->MayBeImported = !judged->IsThere && judged->ForeignMembers != 0 && others <= dispensableMembers(volume);
 }
 
 // Brings each virtual disk together with its command and with its step, of which the log has one as far as it comes.
@@ -215,42 +191,11 @@ static void findCreations(RESTORE_PLAN *plan) {
 
 // --- Hot spares ---
 
-// A dedicated spare is sent with the ids that its virtual disks had. They have them again only when all are created.
-static bool hasItsVolumes(const RESTORE_PLAN &plan, const RAID_PD_RECORD &spare) {
-  if (spare.Hotspare != RAID_HOTSPARE_DEDICATED) {
-    return true;
-  }
-  const UINT32 *ids = spare.VDs;
-  for (UINT32 i = 0; ids != nullptr && i < spare.VDCount; ++i) {
-    UINT32 place = placeOf(plan.SavedVolumeIndex, ids[i]);
-    if (place == ID_NONE || plan.VolumePlans[place].WhyNot.Length != 0) {
-      return false;
-    }
-  }
-  return ids != nullptr;
-}
-
 static void judgeSpare(RESTORE_PLAN *plan, UINT32 index) {
-  const RAID_PD_RECORD &saved = plan->Saved->physicalDisks[index];
   DISK_PLAN *judged = &plan->DiskPlans[index];
-  TEXT *why = &judged->WhyNoSpare;
-  if (saved.Hotspare == RAID_HOTSPARE_NONE || plan->PreservesVolumes) {
-    return;
-  }
-  if (judged->SpareCommand == 0) {
-    putText(why, hasNoPartner(*plan, index) ? "no partner for it" : "the restore ends before it");
-    return;
-  }
-  const RAID_PD_RECORD *disk = findCurrent(*plan, plan->Commands[judged->SpareCommand - 1].Ids[0]);
-  if (disk == nullptr || isLost(*disk)) {
-    putDisk(why, plan->Commands[judged->SpareCommand - 1].Ids[0], " is ");
-    putText(why, disk != nullptr ? GetNameFromValue(disk->State, g_stateTable) : "not there");
-  } else if (plan->Uses[disk - currentDisks(*plan)] > 1) {
-    putDisk(why, disk->ObjectID, " would stand in for several saved ones");
-  } else if (!hasItsVolumes(*plan, saved)) {
-    putText(why, "not all its virtual disks come back");
-  } else if (saved.Hotspare == RAID_HOTSPARE_DEDICATED && plan->VolumesShift) {
-    putText(why, "its virtual disk gets another id, since one before it does not come back");
+  bool isSent = judged->SpareCommand != 0;
+  if (plan->Saved->physicalDisks[index].Hotspare != RAID_HOTSPARE_NONE && !plan->PreservesVolumes && !isSent) {
+    putText(&judged->WhyNoSpare, hasNoPartner(*plan, index) ? "no partner for it" : "the restore ends before it");
   }
 }
 
@@ -314,17 +259,13 @@ EFI_STATUS judgePlan(RESTORE_PLAN *plan) {
   countUses(plan);
   findLostContents(plan);
   findCreations(plan);
-  bool isShort = false;
   for (UINT32 i = 0; i < plan->Saved->logicalDiskCount; ++i) {
     judgeVolume(plan, i);
-    plan->VolumesShift = plan->VolumesShift || plan->VolumePlans[i].WhyNot.Length != 0;
-    isShort = isShort || plan->VolumePlans[i].WhyNot.Failed;
   }
   for (UINT32 i = 0; i < plan->Saved->physicalDiskCount; ++i) {
     judgeSpare(plan, i);
-    isShort = isShort || plan->DiskPlans[i].WhyNoSpare.Failed;
   }
-  return isShort ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
+  return EFI_SUCCESS;
 }
 
 bool losesKey(const RESTORE_PLAN &plan) {
@@ -338,30 +279,22 @@ bool losesSecurityMode(const RESTORE_PLAN &plan) {
   return saved != 0 && (saved != current || losesKey(plan));
 }
 
-static bool comesBack(const RESTORE_PLAN &plan, const VOLUME_PLAN &volume) {
-  return plan.PreservesVolumes ? volume.IsThere : volume.WhyNot.Length == 0;
-}
-
 bool isPlanComplete(const RESTORE_PLAN &plan) {
-  SETTINGS settings;
-  findSettings(plan, &settings);
-  bool isShort =
-      EFI_ERROR(plan.Status) || losesKey(plan) || losesSecurityMode(plan) ||
-      (!plan.PreservesVolumes && plan.EncryptedVolumes != 0) ||
-      (settings.Count != 0 && findCommand(plan, RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, nullptr) == nullptr);
-  for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
-    isShort = isShort || !comesBack(plan, plan.VolumePlans[i]);
-  }
-  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
-    isShort = isShort || plan.DiskPlans[i].WhyNoSpare.Length != 0;
-  }
-  return !isShort;
+  return !EFI_ERROR(plan.Status) && plan.Verdict.Losses == 0;
 }
 
 UINT32 foreignVolumes(const RESTORE_PLAN &plan) {
   UINT32 count = 0;
   for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
     count += plan.VolumePlans[i].ForeignMembers != 0 ? 1 : 0;
+  }
+  return count;
+}
+
+UINT32 importableVolumes(const RESTORE_PLAN &plan) {
+  UINT32 count = 0;
+  for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
+    count += plan.VolumePlans[i].MayBeImported ? 1 : 0;
   }
   return count;
 }

@@ -123,19 +123,23 @@ static void sayMissing(const XYL_HOST *host, const RESTORE_PLAN &plan) {
   }
 }
 
-// The saved virtual disks that an import may bring back, if there are any.
-static void sayForeign(const XYL_HOST *host, const RESTORE_PLAN &plan) {
-  if (foreignVolumes(plan) == 0) {
-    return;
-  }
-  say(host, "'xyl import' may bring back with their data, from disks that are here and foreign:\n");
+// The saved virtual disks of which foreign disks are here: those that an import may bring back, or the others.
+static void sayForeignThat(const XYL_HOST *host, const RESTORE_PLAN &plan, bool areWhole, const CHAR8 *words) {
   for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
     UINT32 members = plan.VolumePlans[i].ForeignMembers;
-    if (members != 0) {
+    if (members != 0 && plan.VolumePlans[i].MayBeImported == areWhole) {
+      sayLines(host, words);
+      words = "";
       sayVolume(host, plan.Saved->logicalDisks[i]);
       say(host, ": %d of its %d disks are here\n", members, plan.Saved->logicalDisks[i].PDCount);
     }
   }
+}
+
+static void sayForeign(const XYL_HOST *host, const RESTORE_PLAN &plan) {
+  sayForeignThat(host, plan, true,
+                 "'xyl import' may bring back with their data, from disks that are here and foreign:\n");
+  sayForeignThat(host, plan, false, "Too few foreign disks are here to import:\n");
 }
 
 XYL_RESULT checkPlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan) {
@@ -203,7 +207,10 @@ static EFI_STATUS saySettings(const XYL_HOST *host, const RESTORE_PLAN &plan) {
     TEXT words = {};
     putElementWords(&words, setting.Element);
     say(host, "  %a%a%a: %a -> %a%a\n", textOf(words), *setting.Rate != 0 ? " " : "", setting.Rate, setting.Current,
-        setting.Saved, textEqual(setting.Saved, "-") ? " (not saved, stays)" : "");
+        setting.Saved,
+        textEqual(setting.Saved, "-") ? " (not saved, stays)"
+        : isSent && setting.IsFixed   ? " (this adapter does not change it)"
+                                      : "");
     bool isShort = words.Failed;
     freeText(&words);
     if (isShort) {
@@ -242,6 +249,8 @@ static XYL_RESULT showPlan(const XYL_CONTEXT &context, const CONTROLLER &control
     return failed(status);
   }
   saySteps(context.Host, plan);
+  say(context.Host, "\n");
+  sayVerdict(context.Host, plan.Verdict, /* isToCome= */ true);
   return succeeded();
 }
 

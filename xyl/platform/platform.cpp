@@ -9,9 +9,10 @@
 #include "providers/disk_controller/disk_controller.h"
 #include "providers/xml_service/xml_service.h"
 
+// Nobody sees a log that was not asked for, and its lines are many.
 static std::u16string logOptions(const std::string &level) {
   if (level.empty()) {
-    return {};
+    return u"error";
   }
   std::u16string options = u"console";
   return level == "trace" ? options : options + u" " + std::u16string(level.begin(), level.end());
