@@ -137,8 +137,8 @@ const XYL_COMMAND g_xylCommands[] = {
      "Runs the restore up to the controller and shows what would reach it: the steps, the settings that change, the\n"
      "virtual disks that go and come, and for each saved disk which one stands in for it and why; and what 'import'\n"
      "may bring back instead. At the end stands what 'restore' will say then. When something that was saved would not\n"
-     "be there, the return value is that for differences, as that of 'restore' then is. Of a change document it shows "
-     "what each method does, and what is destroyed.",
+     "be there, the return value is that for differences, as that of 'restore' then is.\n"
+     "Of a change document it shows what each method does, and what is destroyed.",
      HOST_TEXT("xyl plan saved.xml --controller lab.json\nxyl plan saved.xml --rebuild --controller lab.json\n"
                "xyl plan changes.xml --controller lab.json"),
      "xyl plan fs0:\\saved.xml --rebuild\nxyl plan fs0:\\changes.xml", runPlan},
@@ -160,7 +160,7 @@ const XYL_COMMAND g_xylCommands[] = {
      "shown as a table, "
      "and\n"
      "then what differs from SAVED.xml now: what no restore brings back, what this one could not do, and what went\n"
-     "wrong. The return value is that for differences when a virtual disk, hot spare, setting or key is not there. "
+     "wrong. The return value is that for differences when a virtual disk, hot spare, setting or key is not there.\n"
      "Steps done before a failure stay done.",
      HOST_TEXT(
          "xyl restore saved.xml --controller lab.json\nxyl restore saved.xml --rebuild --partial --yes --log-file "

@@ -83,19 +83,20 @@ LINES = (  # schema, command line, exit codes, members that have to be there, so
      '/differences/kind="changed" /differences/object="adapter" /differences/name="adapter" /differences/oldId=0 '
      '/differences/newId=0 /differences/element="FirmwareVersion" /differences/what="firmware version" '
      '/differences/old="21.3.4-0001" /differences/new="22.0"'),
-    ("plan", "plan saved.xml --controller box.json", 0,
+    ("plan", "plan saved.xml --controller box.json", 1,
      '/settings/rate /disks/current /steps/step="Validate" /destroyed=[]'),
     ("plan", "plan saved.xml --rebuild --controller box.json", 1,
      '/virtualDisks/reason="no partner for saved disks 1012" /virtualDisks/disks=[1001,1002] /commands/ids '
      "/destroyed/disks=[1003,1004,1005,1006] /securityKeyRemoved=true /complete=false "
-     '/hotSpares=[1008] /hotSparesNotMade/saved=1007 /disks/reason="the same disk in the same place"'),
+     '/hotSpares=[1007,1008] /disks/reason="the same disk in the same place" /verdict/notDone/kind="removed"'),
+    ("plan", "plan saved.xml --rebuild --preset empty", 1, "/hotSparesNotMade/saved=1007"),
     ("plan", "plan saved.xml --controller replaced.json", 1, "/missing/foreignMembers /notBroughtBack"),
     ("plan", "plan delete.xml --controller box.json", 1, "/changes/wrong /changes/destroys=true"),
     ("steps", "apply delete.xml --yes --controller box.json", 4,
      '/steps/step="DELETE" /steps/result="Fail" /steps/object="virtual disk 77" /status="Not Found" /failure="failed"'),
     ("steps", "replace saved.xml --controller box.json", 0, ""),
     ("steps", "restore saved.xml --rebuild --partial --discard-foreign --no-backup --yes --controller box.json", 4,
-     '/verdict/notDone/element="VD" /verdict/notRestorable/name /failedSteps=5 /failure="half done"'),
+     '/verdict/notDone/kind="removed" /verdict/notRestorable/name /failedSteps=5 /failure="half done"'),
     ("steps", "import --controller replaced.json", 0, "/steps/result"),
     ("steps", "create --level 5 --count 3 --controller replaced.json", 0, "/steps/object"),
     ("identify", "identify 1001 --preset demo", 0, "/steps/step"),
