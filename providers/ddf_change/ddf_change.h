@@ -9,7 +9,8 @@
 //
 // Before its first step a change brings all disks of the set to the set's newest state, and finishes what an earlier
 // one left behind: entries without any record, disks that were about to join or to leave, disks that were away while
-// their last volume was deleted. Disks that the set's list marks as failed or missing are not written.
+// their last volume was deleted. Disks that are there and marked as failed get the same lists, since Linux assembles
+// little of a set whose lists differ in length; one that cannot be written loses its anchor.
 //
 // Nothing outside the metadata is written: what lies on the blocks of a new or a deleted volume stays.
 #pragma once

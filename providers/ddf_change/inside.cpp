@@ -23,7 +23,8 @@ void tidyList(DDF_COPY *copy, DDF_SECTION list) {
       used++;
     }
   }
-  head->used = static_cast<UINT16>(used);
+  bool keeps = list == DDF_PD_RECORDS && head->used > used && head->used <= capacity;
+  head->used = keeps ? UINT16{head->used} : static_cast<UINT16>(used);
 }
 
 DDF_VD_ENTRY *findVolumeEntry(const DDF_COPY &copy, const DDF_GUID &guid) {

@@ -139,13 +139,17 @@ static EFI_STATUS evict(WORK *work, UINT32 pd) {
   DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), pd);
   UINT32 disk = work->set->pds[pd].disk;
   entry->state = entry->state | DDF_PD_MISSING;
+  if (work->places[disk] < work->count) {
+    work->disks[work->places[disk]].gone = true;
+  }
   work->places[disk] = EVICTED;
   return freeDisk(work->writer, disk);
 }
 
 static bool isLostOne(const WORK &work, UINT32 pd) {
   UINT32 disk = work.set->pds[pd].disk;
-  return disk != DDF_NONE && work.places[disk] == DDF_NONE;
+  UINT32 place = disk != DDF_NONE ? work.places[disk] : EVICTED;
+  return place == DDF_NONE || (place < work.count && work.disks[place].lost);
 }
 
 EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume) {
@@ -164,8 +168,21 @@ static EFI_STATUS evictReturned(WORK *work) {
   EFI_STATUS status = EFI_SUCCESS;
   for (UINT32 i = 0; work->set != nullptr && i < work->set->pdCount && !EFI_ERROR(status); i++) {
     if (isLostOne(*work, i) && ddfHoldings(*work->writer->model, work->set->pds[i].disk).deleted != 0) {
-      work->behind = true;
+      work->edited = true;
       status = evict(work, i);
+    }
+  }
+  return status;
+}
+
+// Brings disks that are behind to where their set is: Linux leaves out those that are more than one step behind.
+static EFI_STATUS catchUp(WORK *work) {
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = 0; i < work->members && !EFI_ERROR(status); i++) {
+    WORK_DISK *disk = &work->disks[i];
+    if (work->writer->model->disks[disk->disk].lagging && !disk->gone) {
+      ddfSeal(&disk->copy);
+      status = writeMember(work, disk, work->sequence);
     }
   }
   return status;
@@ -174,6 +191,9 @@ static EFI_STATUS evictReturned(WORK *work) {
 EFI_STATUS beginWriting(WORK *work) {
   const DDF_MODEL &model = *work->writer->model;
   EFI_STATUS status = evictReturned(work);
+  if (!EFI_ERROR(status)) {
+    status = catchUp(work);
+  }
   for (UINT32 i = 0; i < model.diskCount && work->set != nullptr && !EFI_ERROR(status); i++) {
     const DDF_DISK &disk = model.disks[i];
     if (disk.kind == DDF_DISK_STALE && &model.sets[disk.set] == work->set) {
@@ -182,7 +202,7 @@ EFI_STATUS beginWriting(WORK *work) {
   }
   UINT32 all = work->count;
   work->count = work->members;
-  if (!EFI_ERROR(status) && work->behind) {
+  if (!EFI_ERROR(status) && work->edited) {
     status = writeStep(work);
   }
   work->count = all;
@@ -213,7 +233,8 @@ static void removeEntry(WORK *work, UINT32 pd) {
 
 static bool anyStays(WORK *work, UINT32 who) {
   for (UINT32 i = 0; i < work->set->pdCount; i++) {
-    if (placeOf(*work, i) < work->count && stays(work, i, who)) {
+    UINT32 place = placeOf(*work, i);
+    if (place < work->count && !work->disks[place].lost && stays(work, i, who)) {
       return true;
     }
   }
@@ -222,10 +243,11 @@ static bool anyStays(WORK *work, UINT32 who) {
 
 // Marks who leaves and takes them out of the list. Disks marked as failed that are there stay in the list, or else
 // would come back as disks that their set does not know.
-static void markLeaving(WORK *work, UINT32 who, bool keepFirst) {
+static void markLeaving(WORK *work, UINT32 who, bool keepLead) {
   for (UINT32 i = 0; i < work->set->pdCount; i++) {
     UINT32 place = placeOf(*work, i);
-    if (stays(work, i, who) || place == DDF_NONE || (keepFirst && place == 0)) {
+    bool lost = place == DDF_NONE || (place < work->count && work->disks[place].lost && who == LEAVE_UNUSED);
+    if (stays(work, i, who) || lost || (keepLead && place == work->lead)) {
       continue;
     }
     removeEntry(work, i);
@@ -235,7 +257,7 @@ static void markLeaving(WORK *work, UINT32 who, bool keepFirst) {
   }
 }
 
-// The disks that stay have the step before the others go. Without any, the first one stays until the others are gone.
+// The disks that stay have the step before the others go. Without any, the leading one stays until the others are gone.
 EFI_STATUS writeLeaving(WORK *work, UINT32 who) {
   bool ends = !anyStays(work, who);
   EFI_STATUS status = ends ? evictLost(work, nullptr) : EFI_SUCCESS;
@@ -244,9 +266,9 @@ EFI_STATUS writeLeaving(WORK *work, UINT32 who) {
     status = writeStep(work);
   }
   for (UINT32 i = 0; i < work->count && !EFI_ERROR(status); i++) {
-    if (work->disks[i].leaves) {
+    if (work->disks[i].leaves && !work->disks[i].gone) {
       status = freeDisk(work->writer, work->disks[i].disk);
     }
   }
-  return !ends || EFI_ERROR(status) ? status : freeDisk(work->writer, work->disks[0].disk);
+  return !ends || EFI_ERROR(status) ? status : freeDisk(work->writer, work->disks[work->lead].disk);
 }

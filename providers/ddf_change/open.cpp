@@ -138,7 +138,6 @@ static EFI_STATUS addMember(WORK *work, UINT32 number) {
   added->held = disk.copy.header.sequence;
   added->first = disk.used == DDF_PRIMARY ? DDF_SECONDARY : DDF_PRIMARY;
   work->places[number] = work->count++;
-  work->behind = work->behind || disk.lagging;
   return EFI_SUCCESS;
 }
 
@@ -154,23 +153,45 @@ static void dropEmptyVolumes(WORK *work) {
     DDF_VD_ENTRY *entry = ddfVdEntry(lead(work), i);
     if (set.volumes[i].record == nullptr) {
       __builtin_memset(entry, 0xFF, sizeof(*entry));
-      work->behind = true;
+      work->edited = true;
     }
   }
   tidyList(&lead(work), DDF_VD_RECORDS);
 }
 
+static bool canBeWritten(const WORK &work, UINT32 number) {
+  const DDF_DISK &disk = work.writer->model->disks[number];
+  return work.writer->targets[number].usable && !disk.misplaced && disk.copy.header.secondaryLba != DDF_NO_LBA;
+}
+
+// One that is lost need not be among them.
+static EFI_STATUS addLost(WORK *work, UINT32 number) {
+  UINT32 count = work->count;
+  EFI_STATUS status = canBeWritten(*work, number) ? addMember(work, number) : EFI_SUCCESS;
+  if (status == EFI_ACCESS_DENIED) {
+    work->writer->trouble = {DDF_NONE, nullptr};
+    return EFI_SUCCESS;
+  }
+  work->disks[count].lost = work->count != count;
+  return status;
+}
+
 static EFI_STATUS addMembers(WORK *work, UINT32 without) {
   const DDF_SET &set = *work->set;
+  work->lead = DDF_NONE;
   for (UINT32 i = 0; i < set.pdCount; i++) {
     UINT32 disk = set.pds[i].disk;
-    EFI_STATUS status =
-        disk == DDF_NONE || i == without || isMarkedLost(set.pds[i]) ? EFI_SUCCESS : addMember(work, disk);
+    if (disk == DDF_NONE || i == without) {
+      continue;
+    }
+    bool lost = isMarkedLost(set.pds[i]);
+    work->lead = lost || work->lead != DDF_NONE ? work->lead : work->count;
+    EFI_STATUS status = lost ? addLost(work, disk) : addMember(work, disk);
     if (EFI_ERROR(status)) {
       return status;
     }
   }
-  if (work->count == 0) {
+  if (work->lead == DDF_NONE) {
     return refuse(work->writer, EFI_ACCESS_DENIED, set.newest, "its set has no disk that works");
   }
   work->members = work->count;

@@ -77,17 +77,23 @@ static EFI_STATUS checkVolumes(WORK *work, const SPARE_PLAN &plan) {
 
 // --- The change ---
 
-// The disk itself is the first one that is written: its record and the list change together.
+// The disk itself is the first one that is written: its record and the list change together. One that joins is the last
+// one, and has its record before the list names it.
 static EFI_STATUS writeSpare(WORK *work, const SPARE_PLAN &plan) {
   constexpr UINT32 SPARE_BITS = DDF_PD_GLOBAL_SPARE | DDF_PD_SPARE;
   constexpr UINT32 BITS[] = {0, DDF_PD_GLOBAL_SPARE, DDF_PD_SPARE}; // by DDF_SPARE_KIND
   const DDF_DISK &disk = work->writer->model->disks[plan.disk];
-  UINT32 pd = disk.kind == DDF_DISK_MEMBER ? disk.pd : work->set->pdCount;
-  putFirst(work, work->places[plan.disk]);
+  bool joins = disk.kind != DDF_DISK_MEMBER;
+  UINT32 pd = joins ? work->set->pdCount : disk.pd;
+  if (!joins) {
+    putFirst(work, work->places[plan.disk]);
+  }
   DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), pd);
   entry->type = static_cast<UINT16>((entry->type & ~SPARE_BITS) | BITS[plan.kind]);
-  if (plan.kind == DDF_SPARE_FOR_VOLUMES) {
+  if (plan.kind == DDF_SPARE_FOR_VOLUMES && !joins) {
     fillSpareRecord(work, plan, lead(work));
+  } else if (joins) {
+    return writeStep(work);
   } else if (DDF_SPARE_RECORD *record = findSpareRecord(lead(work))) {
     freeSlot(lead(work), record);
   }
@@ -100,6 +106,9 @@ static EFI_STATUS changeSpare(WORK *work, const SPARE_PLAN &plan) {
   EFI_STATUS status = joins ? joinDisks(work, &plan.disk, 1) : EFI_SUCCESS;
   if (!EFI_ERROR(status) && plan.kind == DDF_SPARE_FOR_VOLUMES) {
     status = checkVolumes(work, plan);
+  }
+  if (!EFI_ERROR(status) && plan.kind == DDF_SPARE_FOR_VOLUMES && joins) {
+    fillSpareRecord(work, plan, work->disks[work->places[plan.disk]].copy);
   }
   if (!EFI_ERROR(status)) {
     status = beginWriting(work);

@@ -1,6 +1,6 @@
 // Writing: one copy, one disk, one step over all disks; anchors.
 
-#include "providers/ddf_change/work.h"
+#include "providers/ddf_change/step.h"
 
 EFI_STATUS refuse(DDF_WRITER *writer, EFI_STATUS status, UINT32 disk, const CHAR8 *what) {
   writer->trouble = {disk, what};
@@ -91,12 +91,24 @@ EFI_STATUS writeDisk(WORK *work, WORK_DISK *disk, UINT32 sequence) {
   return status;
 }
 
+EFI_STATUS writeMember(WORK *work, WORK_DISK *disk, UINT32 sequence) {
+  EFI_STATUS status = writeDisk(work, disk, sequence);
+  if (!EFI_ERROR(status) || !disk->lost || EFI_ERROR(zeroAnchor(work->writer, disk->disk))) {
+    return status;
+  }
+  disk->gone = true;
+  work->places[disk->disk] = EVICTED;
+  work->writer->trouble = {DDF_NONE, nullptr};
+  return EFI_SUCCESS;
+}
+
 // --- Steps ---
 
 void shareLists(WORK *work) {
   constexpr DDF_SECTION SHARED[] = {DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS};
-  for (UINT32 i = 1; i < work->count; i++) {
-    for (DDF_SECTION section : SHARED) {
+  for (UINT32 i = 0; i < work->count; i++) {
+    for (UINT32 j = 0; i != work->lead && j < sizeof(SHARED) / sizeof(SHARED[0]); j++) {
+      DDF_SECTION section = SHARED[j];
       copyBytes(work->disks[i].copy.sections[section], lead(work).sections[section],
                 UINTN{lead(work).header.sections[section].length} * DDF_SECTOR);
     }
@@ -110,26 +122,26 @@ EFI_STATUS writeStep(WORK *work) {
   work->sequence++;
   EFI_STATUS status = EFI_SUCCESS;
   for (UINT32 i = 0; i < work->count && !EFI_ERROR(status); i++) {
-    if (!work->disks[i].leaves) {
+    if (!work->disks[i].leaves && !work->disks[i].gone) {
       ddfSeal(&work->disks[i].copy);
-      status = writeDisk(work, &work->disks[i], work->sequence);
+      status = writeMember(work, &work->disks[i], work->sequence);
     }
   }
   return status;
 }
 
-// The lists stay with the first place.
 void putFirst(WORK *work, UINT32 place) {
   constexpr DDF_SECTION SHARED[] = {DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS};
-  WORK_DISK &first = work->disks[0], &other = work->disks[place];
-  work->places[first.disk] = place;
-  work->places[other.disk] = 0;
-  WORK_DISK moved = first;
-  first = other;
-  other = moved;
+  WORK_DISK *disks = work->disks;
   for (DDF_SECTION section : SHARED) {
-    UINT8 *bytes = first.copy.sections[section];
-    first.copy.sections[section] = other.copy.sections[section];
-    other.copy.sections[section] = bytes;
+    UINT8 *bytes = disks[place].copy.sections[section];
+    disks[place].copy.sections[section] = lead(work).sections[section];
+    lead(work).sections[section] = bytes;
   }
+  WORK_DISK moved = disks[place];
+  disks[place] = disks[0];
+  disks[0] = moved;
+  work->lead = 0;
+  work->places[disks[place].disk] = disks[place].gone ? EVICTED : place;
+  work->places[disks[0].disk] = 0;
 }

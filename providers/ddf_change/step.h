@@ -7,5 +7,8 @@
 EFI_STATUS writeDisk(WORK *work, WORK_DISK *disk, UINT32 sequence);
 EFI_STATUS writeAnchor(WORK *work, const WORK_DISK &disk);
 
-// Gives the first disk's lists to the others.
+// The same; a lost disk that cannot be written loses its anchor instead.
+EFI_STATUS writeMember(WORK *work, WORK_DISK *disk, UINT32 sequence);
+
+// Gives the leading disk's lists to the others.
 void shareLists(WORK *work);

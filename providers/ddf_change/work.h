@@ -9,22 +9,27 @@ struct WORK_DISK {
   DDF_COPY copy;
   UINT32 held;           // sequence of the copy that readers go by
   DDF_HEADER_TYPE first; // the copy to write first: the one that readers do not go by
+  bool lost;             // by the set's list; written as far as it can be, so that Linux finds one list everywhere
   bool leaves;           // is not written any more, and loses its anchor at the end
+  bool gone;             // has no anchor any more
 };
 
 constexpr UINT32 EVICTED = 0xFFFFFFFE; // is not among them, and has lost its anchor
 
-// Lists of physical and virtual disks are changed in the first disk's copy, which writeStep hands to the others. Until
-// one is removed, the set's pds and then those that joined are the used entries, in this order.
+// Lists of physical and virtual disks are changed in the leading disk's copy, which writeStep hands to the others.
+// Until one is removed, the set's pds and then those that joined are the used entries, in this order; the disks have
+// it, too, and are written in it. Linux assembles little while the lists of its disks differ in length, unless those
+// that come first have the new one and disks that join have it last.
 struct WORK {
   DDF_WRITER *writer;
   const DDF_SET *set; // null: a new one
   WORK_DISK *disks;   // pool, with room for those that join
   UINT32 count;
   UINT32 members;  // the first ones; those behind join
+  UINT32 lead;     // the first one that is not lost
   UINT32 *places;  // pool: of each of the model's disks among these, DDF_NONE, or EVICTED
   UINT32 sequence; // of the set
-  bool behind;     // not every copy on the disks is as it should be
+  bool edited;     // the lists are not as they are on the disks
 };
 
 // --- The way through a change: open, join, write; close in any case ---
@@ -53,7 +58,7 @@ EFI_STATUS zeroAnchor(DDF_WRITER *writer, UINT32 disk);
 EFI_STATUS freeDisk(DDF_WRITER *writer, UINT32 disk);
 
 // Takes the anchors from disks that are marked as failed and hold a record of a volume that is to be deleted, or from
-// all of these with null: they are not written otherwise, and a record without an entry confuses Linux.
+// all of these with null: they may not be written otherwise, and a record without an entry confuses Linux.
 EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume);
 
 // Lets disks leave: those that neither hold a part of a volume nor wait as a spare, all, or one of the set's pds. This
@@ -83,10 +88,11 @@ bool isMarkedLost(const DDF_PD &pd); // failed or missing, by the set's list
 // --- Inside copies ---
 
 inline DDF_COPY &lead(WORK *work) {
-  return work->disks[0].copy;
+  return work->disks[work->lead].copy;
 }
 
-// Moves the used entries of a list to its front and counts them.
+// Moves the used entries of a list to its front and counts them. The count of disks never gets less: for Linux it is
+// the length of the list.
 void tidyList(DDF_COPY *copy, DDF_SECTION list);
 
 DDF_VD_ENTRY *findVolumeEntry(const DDF_COPY &copy, const DDF_GUID &guid);

@@ -138,7 +138,8 @@ struct LINUX_DISK {
   size_t number; // in the order of the disks
   UINT64 sectors;
   BYTES header, parts[PARTS];
-  UINT64 rank; // the sequence, less one when open
+  UINT64 rank;     // the sequence, less one when open
+  UINT64 sequence; // of the header
 };
 
 struct LINUX_RECORD {
@@ -203,7 +204,7 @@ bool load(SPARSE_DISK &disk, size_t at, LINUX_DISK *found) {
   if (used.header.empty()) {
     return false;
   }
-  *found = {at, disk.sectors, used.header, {}, used.sequence - (used.open ? 1 : 0)};
+  *found = {at, disk.sectors, used.header, {}, used.sequence - (used.open ? 1 : 0), used.sequence};
   for (size_t part = 0; part < PARTS; ++part) {
     UINT64 length = number(&used.header[192 + 8 * part + 4], 4);
     bool isList = part == PD_LIST || part == VD_LIST;
@@ -231,6 +232,64 @@ const UINT8 *entryOf(const BYTES &list, size_t place, const UINT8 *bytes, size_t
   }
   return nullptr;
 }
+
+// Which disks of a set mdadm puts together, when it finds them in this order: it asks each whether the newest disk has
+// failed, in a table whose rows lie where the length of the list on the disk before says, and are read by the length of
+// the newest one's.
+class Assembly {
+public:
+  explicit Assembly(const std::vector<const LINUX_DISK *> &disks) : disks_(disks), answers_(disks.size() * 4200) {
+    UINT64 stride = lengthOf(0);
+    for (size_t i = 0; i < disks.size(); ++i) {
+      answer(i, stride);
+      stride = lengthOf(i);
+      bool isNewer = newest_ == NOWHERE || disks[i]->sequence > disks[newest_]->sequence;
+      newest_ = works(i) && isNewer ? i : newest_;
+    }
+  }
+
+  std::vector<const LINUX_DISK *> taken() const {
+    std::vector<const LINUX_DISK *> taken;
+    for (size_t i = 0; newest_ != NOWHERE && i < disks_.size(); ++i) {
+      bool isTrusted = i == newest_ || answers_[i * lengthOf(newest_) + placeOf(newest_)] != 0;
+      bool isNew = disks_[i]->sequence + 1 >= disks_[newest_]->sequence;
+      works(i) && isTrusted &&isNew ? taken.push_back(disks_[i]) : void();
+    }
+    return taken;
+  }
+
+private:
+  const BYTES &list(size_t disk) const { return disks_[disk]->parts[PD_LIST]; }
+  UINT64 lengthOf(size_t disk) const { return number(&list(disk)[8], 2); }
+  size_t capacity(size_t disk) const { return (list(disk).size() - LIST_HEAD) / ENTRY; }
+  const UINT8 *entry(size_t disk, size_t at) const { return &list(disk)[LIST_HEAD + at * ENTRY]; }
+
+  size_t placeOf(size_t disk) const {
+    size_t at = 0;
+    while (at < capacity(disk) && std::memcmp(entry(disk, at) + 24, &disks_[disk]->parts[PD_DATA][32], 4) != 0) {
+      ++at;
+    }
+    return at;
+  }
+
+  bool works(size_t disk) const {
+    size_t at = placeOf(disk);
+    return at < capacity(disk) && (entry(disk, at)[31] & 0x42) == 0; // failed, missing
+  }
+
+  void answer(size_t disk, UINT64 stride) {
+    for (size_t i = 0, at = 0; i < stride; ++i, ++at) {
+      for (; at < capacity(disk) && number(entry(disk, at) + 24, 4) == 0xFFFFFFFF; ++at) {
+      }
+      bool isFine = i < lengthOf(disk) && at < capacity(disk) && (entry(disk, at)[31] & 0x02) == 0;
+      answers_[disk * stride + i] = isFine ? 1 : 0;
+    }
+  }
+
+  const std::vector<const LINUX_DISK *> &disks_;
+  std::vector<UINT8> answers_;
+  size_t newest_ = NOWHERE;
+};
 
 // What md has a personality for.
 bool isMapped(const UINT8 *record) {
@@ -260,6 +319,13 @@ public:
     for (const LINUX_DISK &disk : disks_) {
       collect(disk);
     }
+    std::vector<const LINUX_DISK *> order;
+    for (const LINUX_DISK &disk : disks_) {
+      order.push_back(&disk);
+    }
+    taken_[0] = Assembly(order).taken();
+    std::reverse(order.begin(), order.end());
+    taken_[1] = Assembly(order).taken();
     for (const auto &[guid, parts] : volumes_) {
       addVolume(parts);
     }
@@ -297,6 +363,28 @@ private:
     return NOWHERE;
   }
 
+  bool isTaken(const UINT8 *reference, size_t order) const {
+    return std::any_of(taken_[order].begin(), taken_[order].end(), [&](const LINUX_DISK *disk) {
+      return std::memcmp(reference, &disk->parts[PD_DATA][32], 4) == 0;
+    });
+  }
+
+  // Whether a record's members that have not failed are put together as far as the level needs them: all as soon as one
+  // that is lost anyway is too many.
+  bool starts(const LINUX_RECORD &record, size_t order) {
+    size_t members = std::min<size_t>(number(record.bytes + 64, 2), record.most), lost = 0, left = 0;
+    for (size_t i = 0; i < members; ++i) {
+      const UINT8 *reference = record.bytes + 512 + 4 * i;
+      const UINT8 *pd = entryOf(newest_->parts[PD_LIST], 24, reference, 4);
+      bool isLost = pd == nullptr || (pd[31] & 0x02) != 0 || numberOf(reference) == NOWHERE;
+      lost += isLost ? 1 : 0;
+      left += !isLost && !isTaken(reference, order) ? 1 : 0;
+    }
+    unsigned level = record.bytes[67];
+    size_t spare = level == 0x01 ? members - 1 : level == 0x06 ? 2 : level == 0x04 || level == 0x05 || level == 0x11;
+    return left == 0 || lost + left <= spare;
+  }
+
   // A spanned volume that lacks a span is left out.
   void addVolume(const std::map<UINT8, LINUX_RECORD> &spans) {
     const UINT8 *first = spans.begin()->second.bytes;
@@ -309,6 +397,7 @@ private:
                                   {first[67], first[68], first[66], first[69], first[71]}, blocks);
     for (const auto &[position, record] : spans) {
       isMapped(record.bytes) ? void() : complain("a volume that cannot be mapped");
+      starts(record, 0) && starts(record, 1) ? void() : complain("a volume that does not start");
       for (size_t i = 0; i < std::min<size_t>(number(record.bytes + 64, 2), record.most); ++i) {
         const UINT8 *reference = record.bytes + 512 + 4 * i;
         UINT64 start = number(record.bytes + 512 + 4 * record.most + 8 * i, 8);
@@ -348,6 +437,7 @@ private:
   std::vector<LINUX_DISK> disks_;
   READING &reading_;
   const LINUX_DISK *newest_;
+  std::vector<const LINUX_DISK *> taken_[2]; // found in the order of the disks, and the other way round
   std::map<std::string, std::map<UINT8, LINUX_RECORD>> volumes_;          // by GUID, by place of the span
   std::map<std::string, std::vector<std::pair<UINT64, UINT64>>> members_; // by reference
 };

@@ -1,0 +1,70 @@
+#!/bin/sh
+# Volumes of sets whose disks do not all tell the same are started by Linux: after a disk was marked as failed while it is
+# plugged in, after Linux did that itself, and after a cut of the power while a disk joined.
+# Environment: XYL the host's client (build/release/xyl/xyl). What comes out stays in build/linux/histories.
+set -eu
+here=$(cd "$(dirname "$0")" && pwd)
+root=$(cd "$here/../.." && pwd)
+xyl=${XYL:-$root/build/release/xyl/xyl}
+work=$root/build/linux/histories
+rm -rf "$work"
+mkdir -p "$work"
+cd "$work"
+
+# mirror NAME: three disks, two of them with a mirror.
+mirror() {
+  truncate -s 128M "$1"0 "$1"1 "$1"2
+  disks="--disk $1""0 --disk $1""1 --disk $1""2"
+  "$xyl" create --level 1 --disks 251:0,251:1 --size 8MB --name "$1" $disks
+}
+
+mirror failed
+cat >fail.xml <<'XML'
+<raidData><Method name="Change"><ObjectType>Physical Disk</ObjectType><OID>1025001</OID><Object><PD>
+<ObjectType>Physical Disk</ObjectType><State>Failed</State></PD></Object></Method></raidData>
+XML
+"$xyl" apply fail.xml $disks
+"$xyl" spare 251:2 $disks
+
+mirror linux
+{
+  echo '. /guest.sh
+set -e
+assemble set vda vdb
+wait_until quiet
+mdadm --fail /dev/md/linux_0 /dev/vdb
+settle vda
+mdadm --remove /dev/md/set /dev/vdb || true
+stop_all'
+} >fail.sh
+cp linux1 kept
+"$here/boot.sh" "$work/fail" fail.sh linux0 linux1
+cp kept linux1 # it was unplugged
+"$xyl" create --level 0 --disks 251:2 --size 8MB --name more $disks
+
+# The first disk has the list with the new spare, the second one not: disks that join are written last.
+mirror cut
+cp cut1 before
+"$xyl" spare 251:2 $disks
+cp before cut1
+
+letters="a b c d e f g h i j k l m n o p"
+histories= images=
+for name in failed linux cut; do
+  group=
+  for number in 0 1 2; do
+    group="$group${group:+,}vd${letters%% *}"
+    letters=${letters#* }
+    images="$images $name$number"
+  done
+  histories="$histories $name:$group"
+done
+{
+  echo "HISTORIES='$histories'"
+  cat "$here/jobs/start.sh"
+} >start.sh
+"$here/boot.sh" "$work/start" start.sh $images
+cat "$work/start/results.txt"
+for name in failed linux cut; do
+  [ "$(grep -c "^started $name .*: ${name}_0" "$work/start/results.txt")" = 2 ] || { echo "linux: $name does not start"; exit 1; }
+done
