@@ -5,7 +5,7 @@ add_library(raidxyl ${driver_objects})
 public_includes(raidxyl)
 
 objects_of(provider_objects unload_guard xml_service debug_log answers levels sim_controller health ddf
-                            ddf_change volume_map disk_controller)
+                            ddf_change log_user volume_map volumes disk_controller)
 add_library(raidxyl_providers ${provider_objects})
 public_includes(raidxyl_providers)
 target_link_libraries(raidxyl_providers PUBLIC raidxyl)

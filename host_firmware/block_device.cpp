@@ -108,7 +108,7 @@ struct BlockDevice::BLOCK_IO {
   // What firmware checks before it asks the disk.
   static EFI_STATUS check(const BlockDevice &device, UINT32 mediaId, UINT64 lba, UINTN size, const void *buffer) {
     if (mediaId != device.media_.MediaId) {
-      return EFI_ERROR_CODE(13); // the media changed
+      return EFI_MEDIA_CHANGED;
     }
     if (size % SECTOR_SIZE != 0) {
       return EFI_BAD_BUFFER_SIZE;

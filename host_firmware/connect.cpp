@@ -61,7 +61,12 @@ EFI_STATUS disconnectDrivers(Database &database, EFI_HANDLE controller, EFI_HAND
     if (binding == nullptr) {
       return EFI_INVALID_PARAMETER;
     }
-    EFI_STATUS status = binding->Stop(binding, controller, /* NumberOfChildren= */ 0, /* Children= */ nullptr);
+    std::vector<EFI_HANDLE> children = database.childrenOf(controller, agent);
+    EFI_STATUS status =
+        children.empty() ? EFI_SUCCESS : binding->Stop(binding, controller, children.size(), children.data());
+    if (!EFI_ERROR(status)) {
+      status = binding->Stop(binding, controller, /* NumberOfChildren= */ 0, /* Children= */ nullptr);
+    }
     stopped = !EFI_ERROR(status) || stopped;
   }
   // What Stop answers goes no further: a driver that keeps its hold counts as none that could be disconnected.

@@ -88,6 +88,21 @@ uint64_t Firmware::serviceCalls(const std::string &service) const {
   return state_->services[requireService(service)].calls;
 }
 
+void Firmware::signalGroup(const EFI_GUID &group) {
+  std::map<EFI_EVENT, GROUP_EVENT> waiting = state_->events;
+  for (auto &[event, what] : waiting) {
+    if (guidEqual(what.group, group)) {
+      EFI_TPL before = state_->bootServices.RaiseTPL(EFI_TPL_CALLBACK);
+      what.notify(event, const_cast<void *>(what.context));
+      state_->bootServices.RestoreTPL(before);
+    }
+  }
+}
+
+size_t Firmware::liveEvents() const {
+  return state_->events.size();
+}
+
 std::string Firmware::takeConsole() {
   return std::exchange(state_->console.written, {});
 }

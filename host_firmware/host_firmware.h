@@ -62,6 +62,11 @@ public:
   // How often the named boot service was called since construction.
   uint64_t serviceCalls(const std::string &service) const;
 
+  // Calls what waits for an event group, as firmware does at EFI_TPL_CALLBACK.
+  void signalGroup(const EFI_GUID &group);
+  // Events that were created and not closed.
+  size_t liveEvents() const;
+
   // What was written to the console since the last call, as UTF-8 with line feeds.
   std::string takeConsole();
   // How many calls have written to the console so far.

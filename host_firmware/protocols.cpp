@@ -73,6 +73,20 @@ std::vector<EFI_HANDLE> Database::driversOf(EFI_HANDLE controller) const {
   return agents;
 }
 
+std::vector<EFI_HANDLE> Database::childrenOf(EFI_HANDLE controller, EFI_HANDLE agent) const {
+  std::vector<EFI_HANDLE> children;
+  auto found = handles_.find(controller);
+  for (const PROTOCOL_ENTRY &entry : found == handles_.end() ? std::list<PROTOCOL_ENTRY>{} : found->second) {
+    for (const PROTOCOL_OPEN &open : entry.opens) {
+      bool isChild = (open.attributes & EFI_OPEN_PROTOCOL_BY_CHILD_CONTROLLER) != 0 && open.agent == agent;
+      if (isChild && std::find(children.begin(), children.end(), open.controller) == children.end()) {
+        children.push_back(open.controller);
+      }
+    }
+  }
+  return children;
+}
+
 EFI_STATUS Database::close(EFI_HANDLE handle, const EFI_GUID &guid, EFI_HANDLE agent, EFI_HANDLE controller) {
   if (!alive(handle) || !alive(agent) || (controller != nullptr && !alive(controller))) {
     return EFI_INVALID_PARAMETER;

@@ -43,6 +43,9 @@ public:
   // Agents that hold a protocol of the controller BY_DRIVER, each once.
   std::vector<EFI_HANDLE> driversOf(EFI_HANDLE controller) const;
 
+  // Controllers that an agent has the controller's protocols open for as its children, each once.
+  std::vector<EFI_HANDLE> childrenOf(EFI_HANDLE controller, EFI_HANDLE agent) const;
+
   EFI_STATUS install(EFI_HANDLE *handle, const EFI_GUID &guid, void *interface);
   // Takes an entry out, whoever has it open; its handle goes with its last one.
   void remove(EFI_HANDLE handle, const PROTOCOL_ENTRY *entry);

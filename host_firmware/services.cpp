@@ -22,6 +22,24 @@ static EFI_STATUS entered(SERVICE service) {
     return wanted;                                                                                                     \
   }
 
+// What fails in a test has no status here.
+static EFI_TPL EFIAPI RaiseTPL(EFI_TPL wanted) {
+  static_cast<void>(entered(SERVICE_RaiseTPL));
+  EFI_TPL before = g_firmware->priority;
+  if (wanted < before) {
+    g_firmware->complaints.push_back("priority: raised to a lower one");
+  }
+  g_firmware->priority = wanted;
+  return before;
+}
+
+static void EFIAPI restoreTpl(EFI_TPL before) {
+  if (before > g_firmware->priority) {
+    g_firmware->complaints.push_back("priority: restored to a higher one");
+  }
+  g_firmware->priority = before;
+}
+
 // A pool array of count Ts for the caller.
 template <class T> static EFI_STATUS poolArray(size_t count, T **array) {
   void *memory = nullptr;
@@ -120,6 +138,18 @@ static EFI_STATUS EFIAPI UnloadImage(EFI_HANDLE image) {
   return unloadImageOn(image);
 }
 
+// Events of a group happen when a test says so.
+static EFI_STATUS EFIAPI CreateEventEx(UINT32 type, EFI_TPL, EFI_EVENT_NOTIFY notify, const void *context,
+                                       const EFI_GUID *group, EFI_EVENT *event) {
+  ENTER(CreateEventEx)
+  if (type != EFI_EVENT_NOTIFY_SIGNAL || notify == nullptr || group == nullptr || event == nullptr) {
+    return EFI_INVALID_PARAMETER;
+  }
+  *event = reinterpret_cast<EFI_EVENT>(uintptr_t{0xE000} + g_firmware->services[SERVICE_CreateEventEx].calls);
+  g_firmware->events[*event] = {notify, context, *group};
+  return EFI_SUCCESS;
+}
+
 // Nothing happens here by itself, so there are no timers.
 static EFI_STATUS EFIAPI CreateEvent(UINT32, EFI_TPL, EFI_EVENT_NOTIFY, void *, EFI_EVENT *) {
   ENTER(CreateEvent)
@@ -131,9 +161,9 @@ static EFI_STATUS EFIAPI SetTimer(EFI_EVENT, int, UINT64) {
   return EFI_INVALID_PARAMETER;
 }
 
-static EFI_STATUS EFIAPI CloseEvent(EFI_EVENT) {
+static EFI_STATUS EFIAPI CloseEvent(EFI_EVENT event) {
   ENTER(CloseEvent)
-  return EFI_INVALID_PARAMETER;
+  return g_firmware->events.erase(event) == 1 ? EFI_SUCCESS : EFI_INVALID_PARAMETER;
 }
 
 static EFI_STATUS EFIAPI GetNextMonotonicCount(UINT64 *count) {
@@ -420,6 +450,7 @@ void fillTables() {
 #define X(name) boot.name = name;
   FIRMWARE_SERVICES(X)
 #undef X
+  boot.RestoreTPL = restoreTpl;
   boot.CopyMem = CopyMem;
   boot.SetMem = SetMem;
   EFI_RUNTIME_SERVICES &runtime = g_firmware->runtimeServices;

@@ -9,6 +9,7 @@
 
 // The boot services of the table that do something; in the order of the table.
 #define FIRMWARE_SERVICES(X)                                                                                           \
+  X(RaiseTPL)                                                                                                          \
   X(AllocatePages)                                                                                                     \
   X(FreePages)                                                                                                         \
   X(GetMemoryMap)                                                                                                      \
@@ -38,7 +39,8 @@
   X(LocateHandleBuffer)                                                                                                \
   X(LocateProtocol)                                                                                                    \
   X(InstallMultipleProtocolInterfaces)                                                                                 \
-  X(UninstallMultipleProtocolInterfaces)
+  X(UninstallMultipleProtocolInterfaces)                                                                               \
+  X(CreateEventEx)
 
 enum SERVICE {
 #define X(name) SERVICE_##name,
@@ -58,6 +60,12 @@ struct IMAGE {
   std::vector<CHAR16> options;
 };
 
+struct GROUP_EVENT {
+  EFI_EVENT_NOTIFY notify;
+  const void *context;
+  EFI_GUID group;
+};
+
 struct FIRMWARE_STATE {
   COMPLAINTS complaints;
   Pool pool{complaints};
@@ -66,6 +74,8 @@ struct FIRMWARE_STATE {
   std::map<EFI_HANDLE, std::unique_ptr<IMAGE>> images;
   SERVICE_BOOK services[SERVICE_COUNT]{};
   uint64_t monotonicCount = 0;
+  EFI_TPL priority = 4; // an application's
+  std::map<EFI_EVENT, GROUP_EVENT> events;
   EFI_BOOT_SERVICES bootServices{};
   EFI_RUNTIME_SERVICES runtimeServices{};
   EFI_SYSTEM_TABLE systemTable{};

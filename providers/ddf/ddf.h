@@ -9,6 +9,11 @@
 
 constexpr UINT32 DDF_NONE = 0xFFFFFFFF; // no index
 
+// By which a set tells that our controller over disks made it: vendor, then a name of sixteen characters. It is the
+// same on every machine, so that a set that moves along with its disks is none of a foreign controller.
+inline constexpr DDF_GUID DDF_OUR_CONTROLLER = {{'R', 'A', 'I', 'D', 'X', 'Y', 'L', ' ', 'F', 'i', 'r', 'm',
+                                                 'w', 'a', 'r', 'e', ' ', 'd', 'i', 's', 'k', 's', ' ', ' '}};
+
 // A disk to look at. read gets count sectors from lba on, which lie inside the disk, into buffer, which may have any
 // alignment.
 struct DDF_SOURCE {

@@ -51,7 +51,7 @@ static void makeMaker(const VIEW &view, DDF_CONTROLLER_DATA *maker) {
   static constexpr CHAR8 product[] = "RAID over disks ";
   static_assert(sizeof(product) == sizeof(maker->product) + 1);
   __builtin_memset(maker, 0xFF, sizeof(*maker));
-  maker->guid = g_ourController;
+  maker->guid = DDF_OUR_CONTROLLER;
   copyBytes(maker->product, product, sizeof(maker->product));
   copyBytes(maker->vendorData, &view.Settings, sizeof(view.Settings));
 }

@@ -31,7 +31,7 @@ template <UINTN N> static void setField(CHAR8 (&field)[N], const CHAR8 *text) {
 
 // A name for the controller made of its GUID, in the form of those that vendors make up themselves.
 static UINT64 ourWwn() {
-  return 0x3000000000000000ULL | ddfChecksum(g_ourController.bytes, sizeof(g_ourController.bytes));
+  return 0x3000000000000000ULL | ddfChecksum(DDF_OUR_CONTROLLER.bytes, sizeof(DDF_OUR_CONTROLLER.bytes));
 }
 
 static EFI_STATUS addAdapter(const VIEW &view, RAID_ANSWER *answer) {

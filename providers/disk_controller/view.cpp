@@ -5,10 +5,6 @@
 #include "base/text.h"
 #include "providers/disk_controller/freed.h"
 
-// Vendor, then a name of sixteen characters.
-const DDF_GUID g_ourController = {{'R', 'A', 'I', 'D', 'X', 'Y', 'L', ' ', 'F', 'i', 'r', 'm',
-                                   'w', 'a', 'r', 'e', ' ', 'd', 'i', 's', 'k', 's', ' ', ' '}};
-
 // Arrays have room for one item more than they need: a machine may have none, and firmware may refuse no bytes.
 
 // --- Disks ---
@@ -163,7 +159,7 @@ static EFI_STATUS numberVolumes(VIEW *view) {
 // --- All of it ---
 
 bool isOurs(const DDF_SET &set) {
-  return !set.foreign && ddfSameGuid(set.controller->guid, g_ourController);
+  return !set.foreign && ddfSameGuid(set.controller->guid, DDF_OUR_CONTROLLER);
 }
 
 static void findSettings(VIEW *view) {
@@ -183,7 +179,7 @@ EFI_STATUS openView(VIEW *view, const SETTINGS &settings) {
     status = makeSources(view);
   }
   if (!EFI_ERROR(status)) {
-    status = ddfRead(view->Sources, view->List.Count, &g_ourController, &view->Model);
+    status = ddfRead(view->Sources, view->List.Count, &DDF_OUR_CONTROLLER, &view->Model);
   }
   if (!EFI_ERROR(status)) {
     clearFreed(view);

@@ -6,10 +6,6 @@
 #include "providers/disk_controller/disk_io.h"
 #include "providers/disk_controller/settings.h"
 
-// The GUID by which a set tells that this controller made it. It is the same on every machine: a set that moves along
-// with its disks is none of a foreign controller.
-extern const DDF_GUID g_ourController;
-
 // Ids of disks and virtual disks are disjoint, and documents have room for seven digits.
 #define DISK_ID_FIRST 1000000U
 #define MISSING_ID_FIRST 9000000U

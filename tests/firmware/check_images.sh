@@ -93,7 +93,7 @@ check_image() {
 
 headers=$(mktemp)
 trap 'rm -f "$headers" "$headers.bad"' EXIT
-for image in RaidXyl XmlService DebugLog RaidSim RaidDisks RaidHealth; do
+for image in RaidXyl XmlService DebugLog RaidSim RaidDisks RaidVolumes RaidHealth; do
   check_image "$image" EFI_BOOT_SERVICE_DRIVER
 done
 for image in xyl RaidBoot; do

@@ -109,7 +109,7 @@ static void addSet(READING &reading, const DDF_SET &set) {
 }
 
 READING readAsWe(DISKS &disks) {
-  DDF_MODEL *model = readModel(disks, &g_ourController);
+  DDF_MODEL *model = readModel(disks, &DDF_OUR_CONTROLLER);
   READING reading = {{}, modelFault(*model)};
   for (UINT32 i = 0; i < model->setCount; ++i) {
     addSet(reading, model->sets[i]);

@@ -46,6 +46,7 @@ driver=$below
 
 check providers/unload_guard free # what two providers share
 check providers/health free
+check providers/log_user free
 check providers/ddf free          # a format, no image of its own
 check providers/ddf_change free providers/ddf # what changes it
 check providers/volume_map free providers/ddf # where volumes lie
@@ -60,7 +61,8 @@ for room in xml_service debug_log; do
   providers="$providers providers/$room"
 done
 check providers/sim_controller free $shared
-check providers/disk_controller free $shared providers/ddf providers/ddf_change providers/unload_guard
+check providers/disk_controller free $shared providers/ddf providers/ddf_change providers/unload_guard providers/log_user
+check providers/volumes free providers/ddf providers/volume_map providers/log_user
 providers="$providers providers/sim_controller providers/disk_controller"
 check host_firmware host
 

@@ -1,0 +1,11 @@
+// The block device that a volume is for firmware.
+#pragma once
+
+#include "providers/volumes/state.h"
+
+namespace volumes {
+
+// Fills in the protocol and its media by the volume's map.
+void makeBlockIo(Volume *volume);
+
+} // namespace volumes
