@@ -8,6 +8,7 @@
 #include "providers/disk_controller/moment.h"
 #include "providers/disk_controller/names.h"
 #include "providers/disk_controller/objects.h"
+#include "providers/disk_controller/shown_volumes.h"
 
 // --- The log ---
 
@@ -113,6 +114,7 @@ EFI_STATUS runChange(DISK_CONTROLLER *controller, CHANGE_STEP step, void *contex
     bool again = change.Again;
     closeChange(&change);
     if (!again) {
+      refreshVolumes();
       break;
     }
   }
@@ -152,8 +154,22 @@ static EFI_STATUS readyDisk(CHANGE *change, UINT32 disk, UINT32 ending) {
   return isStuck ? refuseDisk(view, disk, "it cannot be flushed", EFI_DEVICE_ERROR) : EFI_SUCCESS;
 }
 
+// Nobody may read what is no more.
+static EFI_STATUS hideVolumes(const DDF_SET &set, UINT32 ending) {
+  for (UINT32 i = 0; i < set.volumeCount; ++i) {
+    if (ending == ALL_VOLUMES || ending == i) {
+      EFI_STATUS status = hideVolume(set.volumes[i]);
+      if (EFI_ERROR(status)) {
+        LogPrint(LOG_WARN, RAID_DISKS, "virtual disk %a: firmware uses it (%r)", set.volumes[i].name, status);
+        return status;
+      }
+    }
+  }
+  return EFI_SUCCESS;
+}
+
 EFI_STATUS readyDisks(CHANGE *change, const DDF_SET *set, UINT32 ending, const UINT32 *disks, UINT32 count) {
-  EFI_STATUS status = EFI_SUCCESS;
+  EFI_STATUS status = set != nullptr ? hideVolumes(*set, ending) : EFI_SUCCESS;
   bool again = false;
   for (UINT32 i = 0; set != nullptr && i < set->pdCount && !EFI_ERROR(status); ++i) {
     if (set->pds[i].disk != DDF_NONE) {

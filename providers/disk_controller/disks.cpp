@@ -5,6 +5,7 @@
 #include "providers/disk_controller/disk_identity.h"
 #include "providers/disk_controller/disk_place.h"
 #include "providers/disk_controller/file_systems.h"
+#include "providers/disk_controller/shown_volumes.h"
 #include "uefi/protocols.h"
 
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
@@ -20,7 +21,7 @@ static bool isDisk(EFI_HANDLE handle, DISK *disk) {
   disk->BlockIo = static_cast<EFI_BLOCK_IO_PROTOCOL *>(found);
   const EFI_BLOCK_IO_MEDIA *media = disk->BlockIo->Media;
   return media != nullptr && media->MediaPresent && !media->LogicalPartition && !media->RemovableMedia &&
-         media->BlockSize != 0 && !isOnUsb(handle);
+         media->BlockSize != 0 && !isOnUsb(handle) && !isShownVolume(handle);
 }
 
 static const CHAR8 *whyUnfit(const EFI_BLOCK_IO_MEDIA &media) {

@@ -98,7 +98,11 @@ EFI_STATUS closeFileSystems(const DISK &disk, bool *any) {
 }
 
 bool hasRunningImages(const DISK &disk) {
-  const UINT8 *path = pathOf(disk.Handle);
+  return hasRunningImages(disk.Handle);
+}
+
+bool hasRunningImages(EFI_HANDLE from) {
+  const UINT8 *path = pathOf(from);
   bool any = false;
   EFI_STATUS status = eachWith(g_loadedImageGuid, [&](EFI_HANDLE handle) {
     void *found = nullptr;

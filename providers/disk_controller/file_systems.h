@@ -12,3 +12,4 @@ EFI_STATUS closeFileSystems(const DISK &disk, bool *any);
 
 // Whether an image that is loaded came from the disk or a partition of it. True when that cannot be found out.
 bool hasRunningImages(const DISK &disk);
+bool hasRunningImages(EFI_HANDLE device); // of any device

@@ -8,6 +8,7 @@ namespace volumes {
 
 State g_state;
 
+static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_bindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
 static const EFI_GUID g_nameGuid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
 static const EFI_GUID g_volumesGuid = RAID_VOLUMES_PROTOCOL_GUID;
@@ -26,10 +27,36 @@ static EFI_STATUS EFIAPI hideVolume(RAID_VOLUMES_PROTOCOL *, const UINT8 *id) {
   return volume == nullptr ? EFI_SUCCESS : hide(volume);
 }
 
-static EFI_STATUS EFIAPI refresh(RAID_VOLUMES_PROTOCOL *) {
+static EFI_STATUS lookAtAll() {
   EFI_STATUS status = look(/* set= */ nullptr, Patience::show);
   connectVolumes();
   return status;
+}
+
+static void connect(EFI_HANDLE handle) {
+  g_bootServices->ConnectController(handle, /* DriverImages= */ nullptr, /* Remaining= */ nullptr, /* Recursive= */ 1);
+}
+
+// Disks that got their first metadata are nobody's yet, or still those of others.
+static EFI_STATUS takeNewDisks() {
+  UINTN count = 0;
+  EFI_HANDLE *handles = nullptr;
+  EFI_STATUS status = g_bootServices->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &g_blockIoGuid,
+                                                         /* SearchKey= */ nullptr, &count, &handles);
+  g_state.isEntering = true;
+  for (UINTN i = 0; i < count && !EFI_ERROR(status); ++i) {
+    if (!EFI_ERROR(g_binding.Supported(&g_binding, handles[i], /* Remaining= */ nullptr))) {
+      connect(handles[i]);
+    }
+  }
+  g_state.isEntering = false;
+  poolFree(handles);
+  return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
+}
+
+static EFI_STATUS EFIAPI refresh(RAID_VOLUMES_PROTOCOL *) {
+  EFI_STATUS status = takeNewDisks();
+  return EFI_ERROR(status) ? status : lookAtAll();
 }
 
 static EFI_STATUS EFIAPI find(RAID_VOLUMES_PROTOCOL *, const UINT8 *id, EFI_HANDLE *handle, const CHAR8 **why) {
@@ -50,7 +77,7 @@ static EFI_EVENT g_bootEvent;
 
 static void EFIAPI onReadyToBoot(EFI_EVENT, void *) {
   if (g_state.isLookDue) {
-    EFI_STATUS status = refresh(&g_volumes);
+    EFI_STATUS status = lookAtAll();
     static_cast<void>(status); // nobody is there to hear of it
   }
 }
@@ -84,10 +111,6 @@ static void freeState() {
   }
   closeLog(g_state.image);
   g_state = {};
-}
-
-static void connect(EFI_HANDLE handle) {
-  g_bootServices->ConnectController(handle, /* DriverImages= */ nullptr, /* Remaining= */ nullptr, /* Recursive= */ 1);
 }
 
 // The disks' handles; null without any or without memory, which *status tells apart.
@@ -137,7 +160,7 @@ static EFI_STATUS connectAll() {
   }
   g_state.isEntering = false;
   poolFree(handles);
-  return EFI_ERROR(status) ? status : refresh(&g_volumes);
+  return EFI_ERROR(status) ? status : lookAtAll();
 }
 
 static EFI_STATUS begin(EFI_HANDLE image) {

@@ -5,6 +5,7 @@
 
 #include "base/pool.h"
 #include "providers/volumes/volumes.h"
+#include "raid_disks.h"
 #include "raid_volumes.h"
 #include "tests/disk_controller/machine.h"
 #include "uefi/health.h"
@@ -58,13 +59,16 @@ class ReadStore : public SectorStore {
 public:
   ReadStore(DISKS &disks, size_t disk, READS &reads) : disks_(disks), disk_(disk), reads_(reads) {}
   uint64_t sectors() const override { return disks_[disk_].sectors; }
-  bool writable() const override { return false; }
+  bool writable() const override { return true; }
   bool read(uint64_t sector, uint64_t count, void *buffer) override {
     DDF_SOURCE source = disks_[disk_].source();
     reads_.sectors += count;
     return reads_.broken.count(disk_) == 0 && !EFI_ERROR(source.read(source.context, sector, count, buffer));
   }
-  bool write(uint64_t, uint64_t, const void *) override { return false; }
+  bool write(uint64_t sector, uint64_t count, const void *buffer) override {
+    disks_[disk_].write(sector, buffer, count);
+    return true;
+  }
   bool flush() override { return true; }
 
 private:
@@ -337,6 +341,44 @@ TEST(Volumes, WhatIsInUseStays) {
   EXPECT_EQ(name(protocol->Refresh(protocol)), name(EFI_SUCCESS));
   EXPECT_EQ(box.state(), "hidden");
   EXPECT_EQ(name(protocol->Find(protocol, id.bytes, nullptr, nullptr)), name(EFI_NOT_FOUND));
+}
+
+// The controller over the same disks: a volume is none of them, it says what firmware sees, and it takes a volume away
+// before that ends, or leaves both.
+TEST(Volumes, TheControllerTakesVolumesAwayBeforeTheyEnd) {
+  static const EFI_GUID disksGuid = RAID_DISKS_PROTOCOL_GUID;
+  static EFI_GUID loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
+  Box box(disksOf(g_mirror));
+  Machine &machine = box.machine;
+  auto *disks = machine.protocolOn<RAID_DISKS_PROTOCOL>(machine.controller, disksGuid);
+  EFI_HANDLE handle = nullptr, image = nullptr;
+  const CHAR8 *why = nullptr;
+  EXPECT_EQ(countOf(machine.get().text, "<Slot>"), 3u);
+  EXPECT_EQ(name(disks->FindVolume(disks, 1, &handle, &why)), name(EFI_SUCCESS));
+  EXPECT_EQ(handle, box.shown()[0]);
+  auto erase = [&] { return name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {1})); };
+  EFI_LOADED_IMAGE_PROTOCOL loaded = {};
+  loaded.DeviceHandle = handle;
+  ASSERT_EQ(machine.services->InstallProtocolInterface(&image, &loadedImageGuid, 0, &loaded), EFI_SUCCESS);
+  EXPECT_EQ(erase(), name(EFI_ACCESS_DENIED));
+  EXPECT_EQ(machine.services->UninstallProtocolInterface(image, &loadedImageGuid, &loaded), EFI_SUCCESS);
+  box.user.isStubborn = true;
+  EXPECT_EQ(erase(), name(EFI_ACCESS_DENIED));
+  EXPECT_EQ(box.state(), "shown ABC");
+  box.user.isStubborn = false;
+  EXPECT_EQ(erase(), name(EFI_SUCCESS));
+  EXPECT_EQ(box.state(), "hidden");
+  EXPECT_EQ(name(disks->FindVolume(disks, 1, &handle, &why)), name(EFI_NOT_FOUND));
+  // Made anew where it was, on disks of which firmware's drivers have one meanwhile.
+  box.pull(0), box.plug(0);
+  RAID_VD_RECORD record = {};
+  record.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
+  record.RAIDLevel = RAID_LEVEL_1;
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, {1025000, 1025001}, &record)),
+            name(EFI_SUCCESS));
+  EXPECT_EQ(box.state(), "shown ABC");
+  EXPECT_EQ(name(box.unload()), name(EFI_SUCCESS));
+  EXPECT_EQ(name(disks->FindVolume(disks, 1, &handle, &why)), name(EFI_UNSUPPORTED));
 }
 
 // Two sets of 32 disks: each disk's metadata is read once when they are there, and twice when they come one by one.

@@ -1,0 +1,18 @@
+// Volumes that another driver shows to firmware as block devices, where there is one.
+#pragma once
+
+#include "providers/ddf/ddf.h"
+#include "uefi/protocols.h"
+
+// Whether a block device is such a volume.
+bool isShownVolume(EFI_HANDLE handle);
+
+// Takes a volume that ends away from firmware; EFI_SUCCESS also where nobody shows it. EFI_ACCESS_DENIED when images
+// that are running were loaded from it, or a driver does not let go.
+EFI_STATUS hideVolume(const DDF_VOLUME &volume);
+
+// Lets the driver look at the disks as they are now.
+void refreshVolumes();
+
+// As RAID_DISKS_PROTOCOL has it.
+EFI_STATUS findShownVolume(const DDF_VOLUME &volume, EFI_HANDLE *handle, const CHAR8 **why);
