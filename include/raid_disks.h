@@ -1,6 +1,5 @@
 // RAID_DISKS_PROTOCOL: on the handle of a controller over disks that firmware sees as block devices too, beside
-// RAID_MGMT_PROTOCOL. It tells what keeps a disk from holding volumes, and what of
-// them firmware sees. Nothing is written through it.
+// RAID_MGMT_PROTOCOL. It tells what keeps a disk from holding volumes. Nothing is written through it.
 #ifndef RAIDXYL_RAID_DISKS_H
 #define RAIDXYL_RAID_DISKS_H
 
@@ -37,12 +36,6 @@ struct RAID_DISKS_PROTOCOL {
   //   EFI_UNSUPPORTED        it is free, or nothing that is on it is the reason why it is not
   //   EFI_OUT_OF_RESOURCES   no memory
   EFI_STATUS(EFIAPI *FindContents)(RAID_DISKS_PROTOCOL *This, UINT32 ObjectId, RAID_DISK_CONTENTS *Contents);
-  // Looks at the virtual disk of that ObjectID. *Handle: the one on which firmware sees it as a block device, or null,
-  // and *Why is then a constant text that says why it does not.
-  //   EFI_NOT_FOUND          there is none, or the driver has not met its disks
-  //   EFI_UNSUPPORTED        no driver shows volumes
-  //   EFI_OUT_OF_RESOURCES   no memory
-  EFI_STATUS(EFIAPI *FindVolume)(RAID_DISKS_PROTOCOL *This, UINT32 ObjectId, EFI_HANDLE *Handle, const CHAR8 **Why);
 };
 
 #endif

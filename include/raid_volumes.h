@@ -33,6 +33,11 @@ struct RAID_VOLUMES_PROTOCOL {
   // *Handle: the volume's; null when firmware does not see it, and *Why is then a constant text that says why.
   //   EFI_NOT_FOUND          no volume on the disks has that identity
   EFI_STATUS(EFIAPI *Find)(RAID_VOLUMES_PROTOCOL *This, const UINT8 *Id, EFI_HANDLE *Handle, const CHAR8 **Why);
+  // The same of each volume that is known, for Index 0, 1, 2 ..., and *Name, its name and level, which stays with the
+  // driver until the next look.
+  //   EFI_NOT_FOUND          there are not so many
+  EFI_STATUS(EFIAPI *List)
+  (RAID_VOLUMES_PROTOCOL *This, UINT32 Index, const CHAR16 **Name, EFI_HANDLE *Handle, const CHAR8 **Why);
 };
 
 #endif

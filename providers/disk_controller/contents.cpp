@@ -2,7 +2,6 @@
 
 #include "providers/disk_controller/file_systems.h"
 #include "providers/disk_controller/objects.h"
-#include "providers/disk_controller/shown_volumes.h"
 
 // Partition tables, superblocks and their copies that are looked for lie within so many sectors of an end of the disk.
 static constexpr UINT64 END_SECTORS = 2048;
@@ -59,22 +58,6 @@ EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *, UINT32 objectId, RAID_DISK
   }
   if (!EFI_ERROR(status)) {
     status = describe(view, index, contents);
-  }
-  closeView(&view);
-  return status;
-}
-
-EFI_STATUS EFIAPI findVolumeInFirmware(RAID_DISKS_PROTOCOL *, UINT32 objectId, EFI_HANDLE *handle, const CHAR8 **why) {
-  *handle = nullptr;
-  *why = nullptr;
-  VIEW view;
-  UINT32 index = 0;
-  EFI_STATUS status = openView(&view, g_defaultSettings);
-  if (!EFI_ERROR(status)) {
-    status = findObjects(view, RAID_OBJECT_VIRTUAL_DISK, &objectId, 1, &index);
-  }
-  if (!EFI_ERROR(status)) {
-    status = findShownVolume(*view.Volumes[index].Volume, handle, why);
   }
   closeView(&view);
   return status;

@@ -3,7 +3,5 @@
 
 #include "raid_disks.h"
 
-// RAID_DISKS_PROTOCOL's members.
+// RAID_DISKS_PROTOCOL's member.
 EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *protocol, UINT32 objectId, RAID_DISK_CONTENTS *contents);
-EFI_STATUS EFIAPI findVolumeInFirmware(RAID_DISKS_PROTOCOL *protocol, UINT32 objectId, EFI_HANDLE *handle,
-                                       const CHAR8 **why);

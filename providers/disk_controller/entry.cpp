@@ -27,7 +27,7 @@ static CONTROLLER_PATH g_path = {
 };
 
 static DISK_CONTROLLER g_controller = {{disksExecute, disksUnused, disksFreeRecords, /* Revision= */ 2}, {}, {}};
-static RAID_DISKS_PROTOCOL g_disks = {findContents, findVolumeInFirmware};
+static RAID_DISKS_PROTOCOL g_disks = {findContents};
 static EFI_HANDLE g_handle;
 
 static EFI_STATUS install() {

@@ -25,21 +25,15 @@ static RAID_VOLUMES_PROTOCOL *findDriver() {
              : static_cast<RAID_VOLUMES_PROTOCOL *>(found);
 }
 
-EFI_STATUS findShownVolume(const DDF_VOLUME &volume, EFI_HANDLE *handle, const CHAR8 **why) {
-  RAID_VOLUMES_PROTOCOL *driver = findDriver();
-  *handle = nullptr;
-  *why = nullptr;
-  return driver == nullptr ? EFI_UNSUPPORTED : driver->Find(driver, volume.entry->guid.bytes, handle, why);
-}
-
 EFI_STATUS hideVolume(const DDF_VOLUME &volume) {
+  RAID_VOLUMES_PROTOCOL *driver = findDriver();
+  const UINT8 *id = volume.entry->guid.bytes;
   EFI_HANDLE handle = nullptr;
   const CHAR8 *why = nullptr;
-  if (EFI_ERROR(findShownVolume(volume, &handle, &why)) || handle == nullptr) {
+  if (driver == nullptr || EFI_ERROR(driver->Find(driver, id, &handle, &why)) || handle == nullptr) {
     return EFI_SUCCESS;
   }
-  RAID_VOLUMES_PROTOCOL *driver = findDriver();
-  return hasRunningImages(handle) ? EFI_ACCESS_DENIED : driver->Hide(driver, volume.entry->guid.bytes);
+  return hasRunningImages(handle) ? EFI_ACCESS_DENIED : driver->Hide(driver, id);
 }
 
 void refreshVolumes() {

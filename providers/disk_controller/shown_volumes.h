@@ -13,6 +13,3 @@ EFI_STATUS hideVolume(const DDF_VOLUME &volume);
 
 // Lets the driver look at the disks as they are now.
 void refreshVolumes();
-
-// As RAID_DISKS_PROTOCOL has it.
-EFI_STATUS findShownVolume(const DDF_VOLUME &volume, EFI_HANDLE *handle, const CHAR8 **why);

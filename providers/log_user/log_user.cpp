@@ -9,8 +9,8 @@ void openLog(EFI_HANDLE image) {
   UINTN count = 0;
   EFI_HANDLE *handles = nullptr;
   void *log = nullptr;
-  if (EFI_ERROR(g_bootServices->LocateHandleBuffer(ByProtocol, &g_logGuid, /* SearchKey= */ nullptr, &count,
-                                                   &handles))) {
+  if (EFI_ERROR(
+          g_bootServices->LocateHandleBuffer(ByProtocol, &g_logGuid, /* SearchKey= */ nullptr, &count, &handles))) {
     return;
   }
   if (!EFI_ERROR(g_bootServices->OpenProtocol(handles[0], &g_logGuid, &log, image, /* Controller= */ nullptr,

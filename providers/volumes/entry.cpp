@@ -41,7 +41,7 @@ static void connect(EFI_HANDLE handle) {
 static EFI_STATUS takeNewDisks() {
   UINTN count = 0;
   EFI_HANDLE *handles = nullptr;
-  EFI_STATUS status = g_bootServices->LocateHandleBuffer(EFI_LOCATE_BY_PROTOCOL, &g_blockIoGuid,
+  EFI_STATUS status = g_bootServices->LocateHandleBuffer(ByProtocol, &g_blockIoGuid,
                                                          /* SearchKey= */ nullptr, &count, &handles);
   g_state.isEntering = true;
   for (UINTN i = 0; i < count && !EFI_ERROR(status); ++i) {
@@ -69,7 +69,22 @@ static EFI_STATUS EFIAPI find(RAID_VOLUMES_PROTOCOL *, const UINT8 *id, EFI_HAND
   return EFI_SUCCESS;
 }
 
-static RAID_VOLUMES_PROTOCOL g_volumes = {hideVolume, refresh, find};
+static EFI_STATUS EFIAPI list(RAID_VOLUMES_PROTOCOL *, UINT32 index, const CHAR16 **name, EFI_HANDLE *handle,
+                              const CHAR8 **why) {
+  const Volume *volume = g_state.list;
+  for (; volume != nullptr && index > 0; --index) {
+    volume = volume->next;
+  }
+  if (volume == nullptr) {
+    return EFI_NOT_FOUND;
+  }
+  *name = volume->name;
+  *handle = volume->handle;
+  *why = volume->why;
+  return EFI_SUCCESS;
+}
+
+static RAID_VOLUMES_PROTOCOL g_volumes = {hideVolume, refresh, find, list};
 
 // --- When firmware boots, members that have not come are not waited for any longer ---
 

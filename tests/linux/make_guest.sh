@@ -5,8 +5,9 @@ set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 guest=$(cd "$here/../.." && pwd)/build/linux
 . "$here/../../cmake/apt.sh"
-packages="mdadm busybox-static e2fsprogs libext2fs2 libcom-err2 libblkid1 libuuid1 libudev1"
-modules="virtio_pci virtio_blk virtio_scsi ahci sd_mod nvme crc32c_generic raid0 raid1 raid10 raid456 linear ext4"
+packages="mdadm systemd-boot-efi busybox-static e2fsprogs libext2fs2 libcom-err2 libblkid1 libuuid1 libudev1"
+modules="virtio_pci virtio_blk virtio_scsi ahci sd_mod nvme crc32c_generic raid0 raid1 raid10 raid456 linear ext4 vfat
+  nls_cp437 nls_ascii nls_iso8859-1"
 
 mkdir -p "$guest"
 exec 9>"$guest/lock"

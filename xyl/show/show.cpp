@@ -3,6 +3,8 @@
 #include "base/pool.h"
 #include "base/sort.h"
 #include "base/text.h"
+#include "raid_disks.h"
+#include "raid_volumes.h"
 #include "xyl/controllers/controllers.h"
 #include "xyl/documents/documents.h"
 
@@ -217,6 +219,32 @@ static bool showVirtualDisks(const XYL_HOST *host, const XML_NODE *adapter) {
   return volumes == 0 || sayTable(host, &table);
 }
 
+// Whether a controller works on the disks that firmware sees.
+static bool isOverDisks(EFI_HANDLE controller) {
+  static const EFI_GUID disksGuid = RAID_DISKS_PROTOCOL_GUID;
+  void *disks = nullptr;
+  return controller != nullptr && !EFI_ERROR(g_bootServices->HandleProtocol(controller, &disksGuid, &disks));
+}
+
+// Which volumes firmware sees as block devices, where a driver shows them.
+static void showInFirmware(const XYL_HOST *host) {
+  static const EFI_GUID volumesGuid = RAID_VOLUMES_PROTOCOL_GUID;
+  void *found = nullptr;
+  if (EFI_ERROR(g_bootServices->LocateProtocol(&volumesGuid, /* Registration= */ nullptr, &found))) {
+    return;
+  }
+  RAID_VOLUMES_PROTOCOL *driver = static_cast<RAID_VOLUMES_PROTOCOL *>(found);
+  const CHAR16 *name = nullptr;
+  EFI_HANDLE handle = nullptr;
+  const CHAR8 *why = nullptr;
+  say(host, "\nBlock devices of the firmware\n");
+  for (UINT32 i = 0; !EFI_ERROR(driver->List(driver, i, &name, &handle, &why)); ++i) {
+    CHAR8 text[64];
+    textNarrow(text, name, sizeof(text) - 1);
+    say(host, handle != nullptr ? "%a\n" : "not %a: %a\n", text, why);
+  }
+}
+
 static XYL_RESULT showAll(const XYL_HOST *host, const XML_NODE *adapter, const XML_NODE *inventory) {
   showAdapter(host, adapter, inventory);
   bool isDone = showEnclosures(host, adapter);
@@ -227,7 +255,9 @@ static XYL_RESULT showAll(const XYL_HOST *host, const XML_NODE *adapter, const X
   return isDone ? succeeded() : failed(EFI_OUT_OF_RESOURCES);
 }
 
-static XYL_RESULT showDocument(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text) {
+// controller: that it is of, null: none that is here.
+static XYL_RESULT showDocument(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text,
+                               EFI_HANDLE controller) {
   XML_NODE *root = nullptr;
   XYL_RESULT result = parseTree(context, name, text, &root);
   if (isFailure(result)) {
@@ -238,6 +268,9 @@ static XYL_RESULT showDocument(const XYL_CONTEXT &context, const CHAR8 *name, co
     writeConfiguration(context.Host, adapter, childNamed(root, "Inventory"));
   } else if (adapter != nullptr) {
     result = showAll(context.Host, adapter, childNamed(root, "Inventory"));
+    if (isOverDisks(controller)) {
+      showInFirmware(context.Host);
+    }
   } else {
     complain(context.Host, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one", name);
     result = failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
@@ -250,6 +283,7 @@ XYL_RESULT runShow(const XYL_CONTEXT &context) {
   DOCUMENT_TEXT document;
   XYL_RESULT result;
   const CHAR8 *name = "the inventory";
+  EFI_HANDLE handle = nullptr;
   if (context.Request->OperandCount != 0) {
     name = context.Request->Operands[0];
     result = readDocument(context, name, &document);
@@ -257,6 +291,7 @@ XYL_RESULT runShow(const XYL_CONTEXT &context) {
     CONTROLLER controller;
     bool isWhole = true;
     result = openController(context, &controller);
+    handle = isFailure(result) ? nullptr : controller.Handle;
     if (!isFailure(result)) {
       result = readToldInventory(context, controller, &document, &isWhole);
     }
@@ -264,7 +299,7 @@ XYL_RESULT runShow(const XYL_CONTEXT &context) {
   if (isFailure(result)) {
     return result;
   }
-  result = showDocument(context, name, document.Text);
+  result = showDocument(context, name, document.Text, handle);
   releaseDocument(&document);
   return result;
 }

@@ -1,0 +1,165 @@
+#!/bin/sh
+# Machines boot from volumes: firmware with RaidVolumes.efi, the boot loader and the kernel on the volume's system
+# partition, mdadm, the root on the volume's second partition. Whole, and with each member pulled out.
+# Environment: XYL the host's client (build/release/xyl/xyl), IMAGES build/efi, BUSES "ahci nvme", LIMIT the seconds
+# until QEMU is stopped (300). What comes out stays in build/linux/boots.
+set -eu
+here=$(cd "$(dirname "$0")" && pwd)
+root=$(cd "$here/../.." && pwd)
+guest=$root/build/linux
+xyl=${XYL:-$root/build/release/xyl/xyl}
+images=${IMAGES:-$root/build/efi}
+work=$guest/boots
+firmware=/usr/share/OVMF
+size=83886080 # of each volume
+# Level and disks; the letters are the images' names.
+levels="1:a,b 5:c,d,e 10:f,g,h,i"
+
+fail() { echo "boots: $*"; exit 1; }
+split() { echo "$1" | tr , ' '; }
+
+rm -rf "$work"
+mkdir -p "$work"
+cd "$work"
+
+# --- What the volumes hold: a system partition with a boot loader, and a root with a file whose checksum is beside it ---
+
+make_contents() {
+  mkdir -p job tree
+  cp "$here/jobs/booted.sh" job/job
+  cp "$here/guest.sh" job
+  (cd job && printf 'job\nguest.sh\n' | cpio -o -H newc --quiet) >job.cpio
+  cat "$guest/initramfs" job.cpio >initrd
+  printf 'title guest\nlinux /vmlinuz\ninitrd /initrd\noptions %s\n' "console=ttyS0 quiet loglevel=5 mitigations=off \
+tsc=reliable no_timer_check panic=-1 generation=old" >guest.conf
+  truncate -s $size contents
+  sgdisk -n 1:2048:+40M -t 1:ef00 -n 2:0:0 -t 2:8300 contents >/dev/null
+  mformat -i contents@@1M -T $((40 * 2048)) ::
+  mmd -i contents@@1M ::/EFI ::/EFI/BOOT ::/loader ::/loader/entries
+  mcopy -i contents@@1M "$guest"/unpacked/usr/lib/systemd/boot/efi/systemd-bootx64.efi ::/EFI/BOOT/BOOTX64.EFI
+  mcopy -i contents@@1M "$guest"/unpacked/boot/vmlinuz-* ::/vmlinuz
+  mcopy -i contents@@1M initrd ::/initrd
+  mcopy -i contents@@1M guest.conf ::/loader/entries/guest.conf
+  mcopy -i contents@@1M "$images/RaidVolumes.efi" ::/RaidVolumes.efi
+  head -c 4M /dev/urandom >tree/file
+  (cd tree && md5sum file >sums)
+  start=$(sgdisk -i 2 contents | sed -n 's/^First sector: \([0-9]*\).*/\1/p')
+  truncate -s $((size - start * 512 - 1048576)) root.ext4
+  /sbin/mke2fs -q -t ext4 -d tree root.ext4
+  dd if=root.ext4 of=contents bs=512 seek="$start" conv=notrunc 2>/dev/null
+}
+
+# Our client makes the volumes, Linux fills them and builds their redundancy.
+make_volumes() {
+  sets=
+  all=
+  letters="a b c d e f g h i"
+  for row in $levels; do
+    options=
+    port=0
+    disks=
+    for image in $(split "${row#*:}"); do
+      truncate -s 128M "$image"
+      options="$options --disk $image"
+      disks="$disks${disks:+,}251:$port"
+      port=$((port + 1))
+      all="$all $image"
+    done
+    # shellcheck disable=SC2086
+    "$xyl" create --level "${row%%:*}" --disks "$disks" --size $size --name "boot${row%%:*}" $options >>made.txt
+    sets="$sets set${row%%:*}:$(split "${row#*:}" | sed 's/\([a-z]\)/vd\1/g' | tr ' ' ,)"
+  done
+  { echo "SETS='$sets' CONTENTS=vdj"; cat "$here/jobs/fill.sh"; } >fill.sh
+  # shellcheck disable=SC2086
+  "$here/boot.sh" "$work/fill" fill.sh $all contents
+}
+
+# --- Firmware ---
+
+# start_machine OUT STICK DISKS...: BUS:IMAGE each.
+start_machine() {
+  out=$1 stick=$2
+  shift 2
+  mkdir -p "$out"
+  [ -f "$out/vars" ] || cp vars "$out/vars"
+  devices=
+  number=0
+  for disk in "$@"; do
+    case $disk in
+    ahci:*) device="ide-hd,bus=ide.$((number + 1)),drive=d$number,serial=boot-$number" ;;
+    nvme:*) device="nvme,drive=d$number,serial=boot-$number" ;;
+    esac
+    devices="$devices -drive if=none,id=d$number,format=raw,file=${disk#*:}${SNAPSHOT-,snapshot=on} -device $device"
+    number=$((number + 1))
+  done
+  [ -z "$stick" ] || devices="-drive if=none,id=stick,format=raw,file=$stick -device ide-hd,bus=ide.0,drive=stick $devices"
+  # shellcheck disable=SC2086
+  timeout "${LIMIT:-300}" qemu-system-x86_64 -accel tcg -machine q35 -cpu max -m 768 -nodefaults -display none -no-reboot \
+    -drive "if=pflash,format=raw,readonly=on,file=$firmware/OVMF_CODE_4M.fd" \
+    -drive "if=pflash,format=raw,file=$out/vars" -serial "file:$out/console.txt" -serial "file:$out/results.txt" \
+    $devices || true
+}
+
+# A stick with the driver, and firmware's variables: the driver first, then the file on the volume, by its partition.
+prepare_firmware() {
+  cp $firmware/OVMF_VARS_4M.fd vars
+  cat >startup.nsh <<'NSH'
+@echo -off
+bcfg driver add 0 fs0:\RaidVolumes.efi "RAID volumes"
+load fs0:\RaidVolumes.efi
+map -r >nul
+for %i in 0 1 2 3
+  if exist fs%i:\EFI\BOOT\BOOTX64.EFI then
+    bcfg boot addp 0 fs%i:\EFI\BOOT\BOOTX64.EFI "volume"
+  endif
+endfor
+reset -s
+NSH
+  truncate -s 16M stick
+  mformat -i stick ::
+  mcopy -i stick "$images/RaidVolumes.efi" startup.nsh ::/
+  start_machine prepare stick ahci:c ahci:d ahci:e # of a mirror firmware would boot a half
+  grep -a -q 'bcfg: Add Boot0' prepare/console.txt || cat prepare/console.txt
+  cp prepare/vars vars
+  mdel -i stick ::/startup.nsh
+}
+
+# boot NAME GENERATION STICK DISKS...
+boot() {
+  what=$1 generation=$2
+  shift 2
+  start_machine "$what" "$@"
+  shift
+  if ! grep -a -q "booted from .*, $# disks" "$what/results.txt" || ! grep -a -q '^file: OK' "$what/results.txt" ||
+    ! grep -a -q "^generation=$generation" "$what/results.txt"; then
+    cat "$what/console.txt" "$what/results.txt"
+    fail "$what did not boot"
+  fi
+  echo "boots: $what, $# disks: booted"
+}
+
+# From every volume, whole and with each of its disks pulled out.
+boot_all() {
+  bus=$1
+  for row in $levels; do
+    level=${row%%:*}
+    disks=$(split "${row#*:}" | sed "s/\([a-z]\)/$bus:\1/g")
+    # shellcheck disable=SC2086
+    boot "$bus-$level-whole" old stick $disks
+    for image in $(split "${row#*:}"); do
+      # shellcheck disable=SC2086
+      boot "$bus-$level-without-$image" old stick $(echo " $disks" | sed "s/ $bus:$image//")
+    done
+  done
+}
+
+make_contents
+make_volumes
+prepare_firmware
+for bus in ${BUSES:-ahci nvme}; do
+  boot_all "$bus"
+done
+
+# What Linux writes to the system partition is what the next boot finds.
+SNAPSHOT= boot "rewritten" old stick ahci:c ahci:d ahci:e
+boot "rewritten-again" new stick ahci:c ahci:d ahci:e
