@@ -27,6 +27,7 @@ struct STORY {
 };
 
 const ORDER g_wide = createOrder("wide", RAID_LEVEL_5, {2, 0, 1});
+const ORDER g_stripes = createOrder("stripes", RAID_LEVEL_0, {2, 0, 1});
 const ORDER g_pair = createOrder("pair", RAID_LEVEL_0, {3, 1});
 const ORDER g_reset = {RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER};
 const STORY g_stories[] = {
@@ -36,7 +37,7 @@ const STORY g_stories[] = {
     {"create in a set of mdadm", "written", 0, {}, {createOrder("more", RAID_LEVEL_1, {0, 1})}, {2, 3}},
     {"create where a disk is behind", BEHIND, 3, {g_wide}, {createOrder("more", RAID_LEVEL_0, {0, 2})}, {1, 2}},
     {"delete", SMALL, 3, {g_wide}, {deleteOrder("volume")}, {0, 1}},
-    {"delete where a disk leaves", SMALL, 4, {g_wide, g_pair}, {deleteOrder("pair")}, {0, 2}},
+    {"delete where a disk leaves", SMALL, 4, {g_stripes, g_pair}, {deleteOrder("pair")}, {0, 2}},
     {"delete the last one", SMALL, 2, {}, {deleteOrder("volume")}, {0, 1}},
     {"delete spans of mdadm", "levels", 0, {}, {deleteOrder("r10six")}, {0, 1}},
     {"delete beside a failed disk", SMALL, 3, {g_wide, failOrder(1)}, {deleteOrder("volume")}, {0, 2}},
