@@ -34,7 +34,7 @@ unpack() {
     dpkg-deb -x "$package" "$unpacked"
   done
   extract_kernel "$unpacked"/boot/vmlinuz-*
-  touch "$unpacked/complete"
+  echo "$packages" >"$unpacked/complete"
 }
 
 # QEMU starts the unpacked kernel directly, which saves the guest unpacking it.
@@ -86,7 +86,7 @@ make_initramfs() {
   mv "$guest/initramfs.new" "$guest/initramfs"
 }
 
-[ -f "$unpacked/complete" ] || unpack
+[ "$(cat "$unpacked/complete" 2>/dev/null)" = "$packages" ] || unpack
 if [ ! -f "$guest/initramfs" ] || [ "$here/init" -nt "$guest/initramfs" ] || [ "$0" -nt "$guest/initramfs" ]; then
   make_initramfs
 fi

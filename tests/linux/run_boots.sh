@@ -100,28 +100,56 @@ start_machine() {
     $devices || true
 }
 
-# A stick with the driver, and firmware's variables: the driver first, then the file on the volume, by its partition.
-prepare_firmware() {
+# prepare OUT DISKS...: lets the shell run what comes in, and keeps firmware's variables as OUT.vars.
+prepare() {
+  out=$1
+  shift
+  { printf '@echo -off\n'; cat; printf 'reset -s\n'; } >startup.nsh
+  mcopy -o -i stick startup.nsh ::/
+  start_machine "$out" stick "$@"
+  mdel -i stick ::/startup.nsh
+  cp "$out/vars" "$out.vars"
+}
+
+# A stick with the driver, and firmware's variables: the driver first, then the loader on the volume, by its partition.
+# Of a mirror firmware would boot a half, so a RAID 5 lends its disks.
+prepare_stick() {
   cp $firmware/OVMF_VARS_4M.fd vars
-  cat >startup.nsh <<'NSH'
-@echo -off
+  truncate -s 16M stick
+  mformat -i stick ::
+  mcopy -i stick "$images"/RaidVolumes.efi "$images"/RaidDisks.efi "$images"/RaidXyl.efi "$images"/XmlService.efi \
+    "$images"/xyl.efi ::/
+  prepare from-stick ahci:c ahci:d ahci:e <<'NSH'
 bcfg driver add 0 fs0:\RaidVolumes.efi "RAID volumes"
 load fs0:\RaidVolumes.efi
-map -r >nul
+map -r
 for %i in 0 1 2 3
   if exist fs%i:\EFI\BOOT\BOOTX64.EFI then
     bcfg boot addp 0 fs%i:\EFI\BOOT\BOOTX64.EFI "volume"
   endif
 endfor
-reset -s
 NSH
-  truncate -s 16M stick
-  mformat -i stick ::
-  mcopy -i stick "$images/RaidVolumes.efi" startup.nsh ::/
-  start_machine prepare stick ahci:c ahci:d ahci:e # of a mirror firmware would boot a half
-  grep -a -q 'bcfg: Add Boot0' prepare/console.txt || cat prepare/console.txt
-  cp prepare/vars vars
-  mdel -i stick ::/startup.nsh
+  cp from-stick.vars vars
+}
+
+# The driver from the mirror's own system partition, and no stick any more. What the client says is kept.
+prepare_own() {
+  prepare from-itself ahci:a ahci:b <<'NSH'
+bcfg driver rm 0
+map -r
+for %i in 0 1 2 3
+  if exist fs%i:\EFI\BOOT\BOOTX64.EFI then
+    bcfg driver addp 0 fs%i:\RaidVolumes.efi "RAID volumes"
+  endif
+endfor
+for %i in 0 1 2 3
+  if exist fs%i:\xyl.efi then
+    fs%i:
+    load XmlService.efi RaidDisks.efi RaidXyl.efi
+    xyl show
+  endif
+endfor
+NSH
 }
 
 # boot NAME GENERATION STICK DISKS...
@@ -155,10 +183,53 @@ boot_all() {
 
 make_contents
 make_volumes
-prepare_firmware
+prepare_stick
 for bus in ${BUSES:-ahci nvme}; do
   boot_all "$bus"
 done
+
+# From a mirror alone.
+prepare_own
+grep -a -q 'boot1 (RAID 1)' from-itself/console.txt || fail "the client does not show what firmware sees"
+for disks in "ahci:a ahci:b" ahci:a ahci:b; do
+  cp from-itself.vars vars
+  # shellcheck disable=SC2086
+  boot "from-itself-$(echo $disks | tr -d ' :')" old "" $disks
+done
+cp from-stick.vars vars
+
+# Firmware of the other architecture reads the same volumes.
+read_on_aarch64() {
+  truncate -s 16M arm-stick
+  mformat -i arm-stick ::
+  cat >startup.nsh <<'NSH'
+@echo -off
+load fs0:\RaidVolumes.efi
+map -r
+for %i in 0 1 2 3
+  if exist fs%i:\loader\entries\guest.conf then
+    type fs%i:\loader\entries\guest.conf
+  endif
+endfor
+reset -s
+NSH
+  mcopy -i arm-stick "${IMAGES_AARCH64:-$root/build/efi-aarch64}/RaidVolumes.efi" startup.nsh ::/
+  number=0
+  devices="-drive if=none,id=stick,format=raw,file=arm-stick -device virtio-blk-pci,drive=stick,bootindex=0"
+  for image in "$@"; do
+    devices="$devices -drive if=none,id=d$number,format=raw,file=$image,snapshot=on -device virtio-blk-pci,drive=d$number"
+    number=$((number + 1))
+  done
+  # shellcheck disable=SC2086
+  timeout "${LIMIT:-300}" qemu-system-aarch64 -accel tcg -machine virt -cpu cortex-a57 -m 512 -nodefaults -display none \
+    -no-reboot -bios /usr/share/qemu-efi-aarch64/QEMU_EFI.fd -boot menu=on,splash-time=0 -serial file:arm.txt $devices ||
+    true
+  grep -a -q generation=old arm.txt || { cat arm.txt; fail "AArch64 firmware does not read the volume on $*"; }
+  echo "boots: AArch64 reads the volume on $*"
+}
+read_on_aarch64 c d e
+read_on_aarch64 d e
+read_on_aarch64 f h
 
 # What Linux writes to the system partition is what the next boot finds.
 SNAPSHOT= boot "rewritten" old stick ahci:c ahci:d ahci:e

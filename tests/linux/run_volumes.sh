@@ -89,6 +89,13 @@ for name in striped striped-coarse mirror mirror-of-three four five five-left fi
   ten-of-six restored ahci nvme; do
   grep -q -x "rebuilt ${name}_0" use/results.txt || fail "Linux has not read $name after the rebuild"
 done
+# What Linux read of each volume is what we read, whole and without any three disks.
+mkdir read
+"${READ:-$root/build/test/tests/read_volumes}" read $levels || fail "volumes are not read as the members allow"
+for volume in read/*; do
+  grep -q "^sum ${volume#read/} $(md5sum <"$volume" | cut -c1-32)" use/results.txt || fail "Linux reads ${volume#read/} otherwise"
+done
+
 "$xyl" show $level_options | tee show.txt
 [ "$(grep -c ' RAID .* Online ' show.txt)" = 13 ] || fail "not all virtual disks are Online after Linux"
 grep -q '1025000 .* Failed' show.txt || fail "the disk that failed in Linux is not Failed"

@@ -41,5 +41,6 @@ done
 for volume in $volumes; do read_back "$volume" degraded; done
 wait_until whole
 for volume in $volumes; do read_back "$volume" rebuilt; done
+for volume in $volumes; do echo "sum ${volume%_0} $(md5sum <"/dev/md/$volume")"; done
 cat /proc/mdstat
 stop_all
