@@ -10,7 +10,6 @@ guest=$root/build/linux
 xyl=${XYL:-$root/build/release/xyl/xyl}
 images=${IMAGES:-$root/build/efi}
 work=$guest/boots
-firmware=/usr/share/OVMF
 size=83886080 # of each volume
 # Level and disks; the letters are the images' names.
 levels="1:a,b 5:c,d,e 10:f,g,h,i"
@@ -22,32 +21,9 @@ rm -rf "$work"
 mkdir -p "$work"
 cd "$work"
 
-# --- What the volumes hold: a system partition with a boot loader, and a root with a file whose checksum is beside it ---
+. "$here/system.sh"
 
-make_contents() {
-  mkdir -p job tree
-  cp "$here/jobs/booted.sh" job/job
-  cp "$here/guest.sh" job
-  (cd job && printf 'job\nguest.sh\n' | cpio -o -H newc --quiet) >job.cpio
-  cat "$guest/initramfs" job.cpio >initrd
-  printf 'title guest\nlinux /vmlinuz\ninitrd /initrd\noptions %s\n' "console=ttyS0 quiet loglevel=5 mitigations=off \
-tsc=reliable no_timer_check panic=-1 generation=old" >guest.conf
-  truncate -s $size contents
-  sgdisk -n 1:2048:+40M -t 1:ef00 -n 2:0:0 -t 2:8300 contents >/dev/null
-  mformat -i contents@@1M -T $((40 * 2048)) ::
-  mmd -i contents@@1M ::/EFI ::/EFI/BOOT ::/loader ::/loader/entries
-  mcopy -i contents@@1M "$guest"/unpacked/usr/lib/systemd/boot/efi/systemd-bootx64.efi ::/EFI/BOOT/BOOTX64.EFI
-  mcopy -i contents@@1M "$guest"/unpacked/boot/vmlinuz-* ::/vmlinuz
-  mcopy -i contents@@1M initrd ::/initrd
-  mcopy -i contents@@1M guest.conf ::/loader/entries/guest.conf
-  mcopy -i contents@@1M "$images/RaidVolumes.efi" ::/RaidVolumes.efi
-  head -c 4M /dev/urandom >tree/file
-  (cd tree && md5sum file >sums)
-  start=$(sgdisk -i 2 contents | sed -n 's/^First sector: \([0-9]*\).*/\1/p')
-  truncate -s $((size - start * 512 - 1048576)) root.ext4
-  /sbin/mke2fs -q -t ext4 -d tree root.ext4
-  dd if=root.ext4 of=contents bs=512 seek="$start" conv=notrunc 2>/dev/null
-}
+# --- The volumes ---
 
 # Our client makes the volumes, Linux fills them and builds their redundancy.
 make_volumes() {
@@ -75,30 +51,6 @@ make_volumes() {
 }
 
 # --- Firmware ---
-
-# start_machine OUT STICK DISKS...: BUS:IMAGE each.
-start_machine() {
-  out=$1 stick=$2
-  shift 2
-  mkdir -p "$out"
-  [ -f "$out/vars" ] || cp vars "$out/vars"
-  devices=
-  number=0
-  for disk in "$@"; do
-    case $disk in
-    ahci:*) device="ide-hd,bus=ide.$((number + 1)),drive=d$number,serial=boot-$number" ;;
-    nvme:*) device="nvme,drive=d$number,serial=boot-$number" ;;
-    esac
-    devices="$devices -drive if=none,id=d$number,format=raw,file=${disk#*:}${SNAPSHOT-,snapshot=on} -device $device"
-    number=$((number + 1))
-  done
-  [ -z "$stick" ] || devices="-drive if=none,id=stick,format=raw,file=$stick -device ide-hd,bus=ide.0,drive=stick $devices"
-  # shellcheck disable=SC2086
-  timeout "${LIMIT:-300}" qemu-system-x86_64 -accel tcg -machine q35 -cpu max -m 768 -nodefaults -display none -no-reboot \
-    -drive "if=pflash,format=raw,readonly=on,file=$firmware/OVMF_CODE_4M.fd" \
-    -drive "if=pflash,format=raw,file=$out/vars" -serial "file:$out/console.txt" -serial "file:$out/results.txt" \
-    $devices || true
-}
 
 # prepare OUT DISKS...: lets the shell run what comes in, and keeps firmware's variables as OUT.vars.
 prepare() {
@@ -132,14 +84,17 @@ NSH
   cp from-stick.vars vars
 }
 
-# The driver from the mirror's own system partition, and no stick any more. What the client says is kept.
+# The driver from the system partition that it shows, and no stick any more: all volumes hold the same. What the client
+# says is kept.
 prepare_own() {
-  prepare from-itself ahci:a ahci:b <<'NSH'
-bcfg driver rm 0
+  cp $firmware/OVMF_VARS_4M.fd vars
+  prepare from-itself ahci:c ahci:d ahci:e <<'NSH'
+load fs0:\RaidVolumes.efi
 map -r
 for %i in 0 1 2 3
   if exist fs%i:\EFI\BOOT\BOOTX64.EFI then
     bcfg driver addp 0 fs%i:\RaidVolumes.efi "RAID volumes"
+    bcfg boot addp 0 fs%i:\EFI\BOOT\BOOTX64.EFI "volume"
   endif
 endfor
 for %i in 0 1 2 3
@@ -181,7 +136,7 @@ boot_all() {
   done
 }
 
-make_contents
+make_contents $size
 make_volumes
 prepare_stick
 for bus in ${BUSES:-ahci nvme}; do
@@ -190,7 +145,7 @@ done
 
 # From a mirror alone.
 prepare_own
-grep -a -q 'boot1 (RAID 1)' from-itself/console.txt || fail "the client does not show what firmware sees"
+grep -a -q '^boot5 (RAID 5)' from-itself/console.txt || fail "the client does not show what firmware sees"
 for disks in "ahci:a ahci:b" ahci:a ahci:b; do
   cp from-itself.vars vars
   # shellcheck disable=SC2086
