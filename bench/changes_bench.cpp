@@ -4,10 +4,10 @@
 #include "base/pool.h"
 #include "bench/benches.h"
 #include "bench/growing_controller.h"
+#include "client/compare/compare.h"
+#include "client/plan/plan_facts.h"
 #include "driver/request/request.h"
 #include "driver/restore/restore.h"
-#include "xyl/diff/diff.h"
-#include "xyl/plan/plan_facts.h"
 
 static const char *const REBUILD = "<RunMode><Mode>Restore</Mode><Raid><PreserveVDConfig>False</PreserveVDConfig>"
                                    "</Raid></RunMode>";

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "host_firmware/host_firmware.h"
+#include "host/firmware/firmware.h"
 
 // Where the images lie, with a slash at its end; empty: the measured code is that of the benchmarks' own build, which
 // profilers can read.

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host_firmware/host_firmware.h"
+#include "host/firmware/firmware.h"
 #include "providers/sim_controller/sim_controller.h"
 #include "raid_xyl.h"
 #include "xml_protocol.h"

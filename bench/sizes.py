@@ -25,7 +25,7 @@ def room_of(path):
     """The room of an object; of the client's core each folder is one."""
     room = re.search(r"room_(\w+)\.dir/(.*)", path)
     folder = room[2].split("/")[0]
-    return "xyl/" + (folder if "." not in folder else "commands") if room[1] == "xyl_core" else room[1]
+    return "client/" + (folder if "." not in folder else "commands") if room[1] == "client" else room[1]
 
 
 def objects_of(build, image):

@@ -4,14 +4,13 @@ objects_of(driver_objects ${DRIVER_ROOMS})
 add_library(raidxyl ${driver_objects})
 public_includes(raidxyl)
 
-objects_of(provider_objects unload_guard xml_service debug_log answers levels sim_controller health ddf
+objects_of(provider_objects unload_guard xml_service debug_log sim_controller health ddf
                             ddf_change log_user volume_map volumes disk_controller)
 add_library(raidxyl_providers ${provider_objects})
 public_includes(raidxyl_providers)
 target_link_libraries(raidxyl_providers PUBLIC raidxyl)
 
-file(GLOB firmware_sources CONFIGURE_DEPENDS host_firmware/*.cpp)
-add_host_library(raidxyl_firmware ${firmware_sources})
+add_subdirectory(host)
 
 include(cmake/install.cmake)
 

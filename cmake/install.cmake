@@ -18,8 +18,8 @@ install(FILES ${PROJECT_BINARY_DIR}/RaidXylConfig.cmake ${PROJECT_BINARY_DIR}/Ra
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/RaidXyl)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/raidxyl)
-foreach(header base/array.h base/pool.h driver/binding/binding.h host_firmware/block_device.h
-               host_firmware/host_firmware.h providers/answers/answers.h providers/debug_log/debug_log_provider.h
+foreach(header base/array.h base/pool.h driver/binding/binding.h host/firmware/block_device.h
+               host/firmware/firmware.h records/answers.h providers/debug_log/debug_log_provider.h
                providers/sim_controller/sim_controller.h providers/xml_service/xml_service.h)
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/raidxyl/${folder})

@@ -27,19 +27,23 @@ if(RAIDXYL_FUZZ)
   list(APPEND RAIDXYL_HOST_OPTIONS -fsanitize=fuzzer-no-link -fno-sanitize-coverage=trace-cmp,stack-depth)
 endif()
 
-# add_freestanding_room(FOLDER): all sources of FOLDER as the object library room_<last part of FOLDER>.
+# add_room_library(NAME SOURCES...): freestanding sources as the object library room_NAME.
+function(add_room_library name)
+  add_library(room_${name} OBJECT ${ARGN})
+  target_include_directories(room_${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+  target_compile_options(room_${name} PRIVATE ${RAIDXYL_WARNINGS} ${RAIDXYL_FREESTANDING} ${RAIDXYL_HOST_OPTIONS})
+endfunction()
+
+# add_freestanding_room(FOLDER): all sources in FOLDER and below as the room library of its last part.
 function(add_freestanding_room folder)
   get_filename_component(name ${folder} NAME)
-  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
   if(NOT RAIDXYL_EFI)
     list(FILTER sources EXCLUDE REGEX /efi_runtime) # nothing in it for the host
   endif()
-  if(NOT sources)
-    return()
+  if(sources)
+    add_room_library(${name} ${sources})
   endif()
-  add_library(room_${name} OBJECT ${sources})
-  target_include_directories(room_${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
-  target_compile_options(room_${name} PRIVATE ${RAIDXYL_WARNINGS} ${RAIDXYL_FREESTANDING} ${RAIDXYL_HOST_OPTIONS})
 endfunction()
 
 # public_includes(TARGET): headers by room, and those of include/ by name; installed ones stand in one folder.

@@ -3,8 +3,8 @@
 
 #include <vector>
 
+#include "client/jobs/jobs.h"
 #include "fuzz/pure.h"
-#include "xyl/jobs/jobs.h"
 
 static std::string g_out, g_error;
 

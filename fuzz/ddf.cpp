@@ -6,8 +6,8 @@
 
 #include "fuzz/pure.h"
 #include "providers/ddf_change/ddf_change.h"
-#include "tests/ddf/describe.h"
-#include "tests/ddf/disks.h"
+#include "tests/providers/ddf/describe.h"
+#include "tests/providers/ddf/disks.h"
 
 static constexpr DDF_LIMITS LIMITS = {15, 15, 2, 16}; // as small as Linux takes them
 

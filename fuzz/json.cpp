@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include "fuzz/pure.h"
-#include "xyl/controller_file/controller_file.h"
-#include "xyl/controller_file/controller_state.h"
-#include "xyl/controller_file/state_json.h"
+#include "host/controller_file/controller_file.h"
+#include "host/controller_file/controller_state.h"
+#include "host/controller_file/state_json.h"
 
 // A file in memory that has a name.
 static std::string storeFile(const std::string &text) {

@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 
 #include "base/pool.h"
+#include "client/client.h"
 #include "fuzz/support.h"
-#include "xyl/xyl.h"
 
 static std::string g_documents[2], g_out, g_error;
 static decltype(RAID_MGMT_PROTOCOL::Execute) g_execute;

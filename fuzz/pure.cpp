@@ -8,7 +8,7 @@
 
 #include "base/pool.h"
 #include "driver/xml/xml.h"
-#include "host_firmware/state.h"
+#include "host/firmware/state.h"
 #include "providers/xml_service/xml_service.h"
 
 uint64_t FuzzInput::number(unsigned bytes) {

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "host_firmware/host_firmware.h"
+#include "host/firmware/firmware.h"
 
 // An input, read from its front. What is missing at its end is 0.
 class FuzzInput {

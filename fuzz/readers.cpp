@@ -6,9 +6,9 @@
 
 #include "base/print.h"
 #include "base/text.h"
+#include "client/output/output.h"
 #include "driver/xml/xml.h"
 #include "fuzz/pure.h"
-#include "xyl/output/output.h"
 
 constexpr size_t ROOM = 256; // longer texts are cut
 

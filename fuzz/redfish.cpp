@@ -3,7 +3,7 @@
 
 #include "driver/xml/xml.h"
 #include "fuzz/support.h"
-#include "xyl/redfish/request.h"
+#include "host/redfish/request.h"
 
 // Of the world's controller at its start.
 static const REDFISH_MODEL &startModel() {

@@ -1,7 +1,7 @@
 #include "fuzz/support.h"
 
 #include "driver/xml/xml.h"
-#include "host_firmware/state.h"
+#include "host/firmware/state.h"
 #include "tests/support/kept_state.h"
 
 // --- The world ---

@@ -8,7 +8,7 @@
 #include "base/text.h"
 #include "driver/xml/xml.h"
 #include "fuzz/pure.h"
-#include "host_firmware/state.h"
+#include "host/firmware/state.h"
 
 static std::vector<XML_NODE *> g_roots;
 

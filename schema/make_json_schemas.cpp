@@ -8,10 +8,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "client/command_line/command_line.h"
+#include "client/compare/compare.h"
 #include "schema/field_use.h"
 #include "schema/json_shapes.h"
-#include "xyl/command_line/command_line.h"
-#include "xyl/diff/diff.h"
 
 using JSON_VALUE = nlohmann::ordered_json;
 

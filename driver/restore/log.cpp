@@ -5,21 +5,6 @@
 #include "base/text.h"
 #include "driver/xml/xml.h"
 
-const RAID_PD_RECORD *g_curPdArray;
-UINT32 g_curPdCount;
-static RECORD_INDEX g_curPdIndex;
-
-void setCurrentDisks(const RAID_PD_RECORD *disks, UINT32 count) {
-  g_curPdArray = disks;
-  g_curPdCount = count;
-  indexRecords(&g_curPdIndex, disks, count);
-}
-
-const RAID_PD_RECORD *findCurrentDisk(UINT32 objectId) {
-  UINT32 number = firstWithId(g_curPdIndex, objectId);
-  return number == g_curPdIndex.Count ? nullptr : &g_curPdArray[number];
-}
-
 #define PRINT_PIECE 100
 
 // Names of operations whose caller gives none.
@@ -36,15 +21,6 @@ static constexpr VALUE_NAME_TABLE g_operationTable[] = {
 
 static const CHAR8 *flagText(UINT32 runModeFlag, UINT32 flag) {
   return (runModeFlag & flag) != 0 ? "True" : "False";
-}
-
-XML_NODE *addLogElement(LOG_BUILDER &builder, XML_NODE *child) {
-  if (child == nullptr) {
-    LogPrint(LOG_TRACE, builder.Function, "Failed to create XML Node");
-  } else {
-    builder.Last = AppendXMLChildAfter(builder.Parent, builder.Last, child);
-  }
-  return child;
 }
 
 void _RestoreLogInit(UINT32 runModeFlag, RESTORE_LOG *log) {

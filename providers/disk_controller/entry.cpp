@@ -1,9 +1,9 @@
 #include "providers/disk_controller/disk_controller.h"
 
 #include "base/pool.h"
-#include "providers/disk_controller/contents.h"
-#include "providers/disk_controller/freed.h"
-#include "providers/disk_controller/service.h"
+#include "providers/disk_controller/commands/service.h"
+#include "providers/disk_controller/model/contents.h"
+#include "providers/disk_controller/model/freed.h"
 #include "providers/log_user/log_user.h"
 
 static const EFI_GUID g_managementGuid = RAID_MGMT_PROTOCOL_GUID;

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "base/array.h"
-#include "providers/answers/answers.h"
+#include "records/answers.h"
 #include "uefi/protocols.h"
 
 #define SIM_TEXT_UNITS 64     // of every wide text, NUL included; an empty text is answered as a null pointer
@@ -20,38 +20,41 @@
 // reserved stretches, and pointers, which are null here. What they lead to stands beside the record in room of a fixed
 // size, under the pointer's name; an empty text is answered as a null pointer.
 
-#define SIM_TEXT_ROOM(member) CHAR16 member[SIM_TEXT_UNITS];
-#define SIM_LEVELS_ROOM(member, mask) RAID_LEVEL_PARAMS member[SIM_LEVEL_CAPACITY];
-#define SIM_RATES_ROOM(member) SIM_RATE_ROOM member[RAID_RATE_COUNT];
-#define SIM_DISK_ROOM(member, count) UINT32 member[SIM_DISK_VDS];
-#define SIM_VD_ROOM(member, count) UINT32 member[SIM_VD_PDS];
-
 struct SIM_RATE_ROOM {
   CHAR16 Name[SIM_TEXT_UNITS]; // empty: an unused slot
 };
 
 struct SIM_ADAPTER {
   RAID_ADAPTER_RECORD record; // the key decides over RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY and, if there, the mode
-  RAID_ADAPTER_LEADS(SIM_TEXT_ROOM, , SIM_LEVELS_ROOM, SIM_RATES_ROOM)
+  CHAR16 Name[SIM_TEXT_UNITS];
+  CHAR16 FQDD[SIM_TEXT_UNITS];
+  CHAR16 FirmwareVersion[SIM_TEXT_UNITS];
+  RAID_LEVEL_PARAMS RAIDLevelParams[SIM_LEVEL_CAPACITY];
+  SIM_RATE_ROOM Rates[RAID_RATE_COUNT];
   UINT32 levelCount; // the number of bits in SupportedRAIDLevels, or 0: descriptors are answered as a null pointer
 };
 
 struct SIM_ENCLOSURE {
   RAID_ENCLOSURE_RECORD record; // its ObjectID is never SIM_DIRECT
-  RAID_ENCLOSURE_LEADS(SIM_TEXT_ROOM, , , )
+  CHAR16 Name[SIM_TEXT_UNITS];
+  CHAR16 FQDD[SIM_TEXT_UNITS];
 };
 
 // ObjectID travels with the drive; Name and FQDD belong to the slot. FreeSize is answered as what UsedSize leaves. VDs
 // are the virtual disks on the disk, or those that a dedicated hot spare serves.
 struct SIM_DISK {
   RAID_PD_RECORD record;
-  RAID_PD_LEADS(SIM_TEXT_ROOM, SIM_DISK_ROOM, , )
+  CHAR16 Name[SIM_TEXT_UNITS];
+  CHAR16 FQDD[SIM_TEXT_UNITS];
+  UINT32 VDs[SIM_DISK_VDS];
 };
 
 // PDs go span by span; a pulled member's id stays.
 struct SIM_VIRTUAL_DISK {
   RAID_VD_RECORD record;
-  RAID_VD_LEADS(SIM_TEXT_ROOM, SIM_VD_ROOM, , )
+  CHAR16 Name[SIM_TEXT_UNITS];
+  CHAR16 FQDD[SIM_TEXT_UNITS];
+  UINT32 PDs[SIM_VD_PDS];
   UINT64 memberSize; // bytes taken from each member
 };
 

@@ -5,7 +5,7 @@
 #include "base/array.h"
 #include "base/print.h"
 #include "base/text.h"
-#include "host_firmware/host_firmware.h"
+#include "host/firmware/firmware.h"
 
 TEST(Text, NarrowingKeepsLowBytesWithinTheLimit) {
   CHAR8 buffer[8];

@@ -1,7 +1,7 @@
 // The examples of the documents, put together: the callers in C on the provider in C, which nothing else here serves.
 #include <regex>
 
-#include "tests/live/request_text.h"
+#include "tests/driver/live/request_text.h"
 
 extern "C" {
 typedef void (*CONSUMER)(const CHAR8 *document, UINT32 length);

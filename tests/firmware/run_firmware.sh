@@ -4,7 +4,7 @@
 # Environment: JOBS the table (tests/firmware/jobs.txt), IMAGES the images (build/efi or build/efi-aarch64), XYL the host
 # client that gives the documents to compare with, WORK the folder for disk and results (build/firmware-ARCH), LIMIT
 # seconds until QEMU is stopped, QEMU_OPTIONS more words for QEMU's command line, DISKS a recording of five disks
-# (tests/ddf), which stand on an AHCI, an NVMe, a virtio-scsi (two) and a virtio-blk function, DRIVERS a folder of further
+# (tests/providers/ddf), which stand on an AHCI, an NVMe, a virtio-scsi (two) and a virtio-blk function, DRIVERS a folder of further
 # images for the disk. Runs in the same folder wait for each other.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
@@ -35,7 +35,7 @@ aarch64)
   ;;
 esac
 jobs=${JOBS:-$here/jobs.txt}
-xyl=$(realpath "${XYL:-$root/build/release/xyl/xyl}")
+xyl=$(realpath "${XYL:-$root/build/release/bin/xyl}")
 work=${WORK:-$root/build/firmware-$arch}
 mkdir -p "$(dirname "$work")"
 exec 9>"$work.lock"

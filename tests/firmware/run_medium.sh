@@ -9,7 +9,7 @@ root=$(cd "$here/../.." && pwd)
 arch=${1:-}
 limit=${LIMIT:-100}
 export IMAGES_X64="${IMAGES_X64:-$root/build/efi}" IMAGES_AA64="${IMAGES_AA64:-$root/build/efi-aarch64}"
-XYL=$(realpath "${XYL:-$root/build/release/xyl/xyl}")
+XYL=$(realpath "${XYL:-$root/build/release/bin/xyl}")
 export XYL
 case $arch in
 x64)
@@ -58,7 +58,7 @@ begin() {
 make() {
   cat >"$story/jobs/jobs.txt"
   made=0
-  "$root/xyl/medium_front/make_medium.sh" "$story/jobs" "$story/medium.$1" >"$story/made.txt" 2>&1 || made=$?
+  "$root/tools/make_medium.sh" "$story/jobs" "$story/medium.$1" >"$story/made.txt" 2>&1 || made=$?
   [ "$made" = "${2:-0}" ] || complain "making the medium left $made: $(cat "$story/made.txt")"
 }
 

@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "base/pool.h"
-#include "host_firmware/host_firmware.h"
-#include "tests/ddf/describe.h"
-#include "tests/ddf/disks.h"
+#include "host/firmware/firmware.h"
+#include "tests/providers/ddf/describe.h"
+#include "tests/providers/ddf/disks.h"
 
 static EFI_STATUS readImage(void *context, UINT64 lba, UINTN count, void *buffer) {
   ssize_t size = static_cast<ssize_t>(count * DDF_SECTOR);

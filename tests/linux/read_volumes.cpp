@@ -10,7 +10,7 @@
 #include <memory>
 
 #include "base/pool.h"
-#include "host_firmware/host_firmware.h"
+#include "host/firmware/firmware.h"
 #include "providers/volume_map/volume_map.h"
 
 using BYTES = std::vector<char>;

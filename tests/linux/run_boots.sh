@@ -1,13 +1,13 @@
 #!/bin/sh
 # Machines boot from volumes: firmware with RaidVolumes.efi, the boot loader and the kernel on the volume's system
 # partition, mdadm, the root on the volume's second partition. Whole, and with each member pulled out.
-# Environment: XYL the host's client (build/release/xyl/xyl), IMAGES build/efi, BUSES "ahci nvme", LIMIT the seconds
+# Environment: XYL the host's client (build/release/bin/xyl), IMAGES build/efi, BUSES "ahci nvme", LIMIT the seconds
 # until QEMU is stopped (300). What comes out stays in build/linux/boots.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
 guest=$root/build/linux
-xyl=${XYL:-$root/build/release/xyl/xyl}
+xyl=${XYL:-$root/build/release/bin/xyl}
 images=${IMAGES:-$root/build/efi}
 work=$guest/boots
 size=83886080 # of each volume

@@ -2,7 +2,7 @@
 # A system on the volume that disk images hold.
 #   run_system.sh install IMAGE...   a Linux guest puts a boot loader, a kernel and a root there
 #   run_system.sh boot IMAGE...      firmware with RaidVolumes.efi boots it; prints what the system says
-# Environment: XYL the host's client (build/release/xyl/xyl).
+# Environment: XYL the host's client (build/release/bin/xyl).
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -23,7 +23,7 @@ fail() { echo "$what: $*"; exit 1; }
 
 install_system() {
   # shellcheck disable=SC2086
-  size=$("${XYL:-$root/build/release/xyl/xyl}" show --json $options |
+  size=$("${XYL:-$root/build/release/bin/xyl}" show --json $options |
     python3 -c 'import json, sys; print(json.load(sys.stdin)["Adapter"]["VD"][0]["Size"])')
   make_contents "$size"
   disks=

@@ -1,6 +1,6 @@
 #include "tests/model/random.h"
 
-#include "tests/live/request_text.h"
+#include "tests/driver/live/request_text.h"
 
 static constexpr UINT64 GB = 1000000000ULL;
 static constexpr UINT32 UNKNOWN_DISK = 7777;

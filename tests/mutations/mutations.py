@@ -21,7 +21,7 @@ SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
 # The host tests by the names that CTest has, quick ones first, each with the targets it needs; those of a room are one
 # program, which runs as a whole.
-ROOMS = ("base xml request restore inventory live xml_service unload_guard binding debug_log health host_firmware "
+ROOMS = ("base xml request restore inventory live xml_service unload_guard binding debug_log health host/firmware "
          "sim_controller ddf disk_controller schema examples packed_start soak power_cuts sweeps xyl model").split()
 SCRIPTS = {"schema.made": "make_schemas", "schema.made_json": "make_json_schemas", "fuzz.dictionary": "make_dictionary",
            "fuzz.replay": "fuzz_replay", "schema.json": "xyl", "report.pages": "xyl", "redfish.clients": "xyl",
@@ -33,7 +33,7 @@ LIKELY = {"driver/controller/": "live binding", "driver/xml/": "xml inventory", 
           "driver/binding/": "binding", "providers/xml_service/": "xml_service", "providers/debug_log/": "debug_log",
           "providers/unload_guard/": "unload_guard", "providers/ddf/": "ddf", "providers/ddf_change/": "ddf disk_controller",
           "providers/disk_controller/": "disk_controller", "providers/sim_controller/": "sim_controller",
-          "xyl/redfish/": "redfish.clients", "xyl/report/": "report.pages", "xyl/": "xyl"}
+          "host/redfish/": "redfish.clients", "host/report/": "report.pages", "xyl/": "xyl"}
 
 # The only tests that know files of these folders.
 DISK_TESTS = "ddf disk_controller soak power_cuts fuzz.replay xyl"

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "providers/disk_controller/view.h"
-#include "tests/ddf/describe.h"
+#include "providers/disk_controller/model/view.h"
+#include "tests/providers/ddf/describe.h"
 
 std::string READING::text() const {
   std::string text = fault.empty() ? "" : "FAULT: " + fault + "\n";

@@ -1,7 +1,7 @@
 // What two readers find on disks: ours, and a model of Linux's that shares no code with it.
 #pragma once
 
-#include "tests/ddf/disks.h"
+#include "tests/providers/ddf/disks.h"
 
 using TEXTS = std::vector<std::string>; // sorted
 

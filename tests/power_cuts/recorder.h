@@ -4,8 +4,8 @@
 #include <memory>
 #include <set>
 
-#include "host_firmware/block_device.h"
-#include "tests/ddf/disks.h"
+#include "host/firmware/block_device.h"
+#include "tests/providers/ddf/disks.h"
 
 enum DISK_CALL { DISK_READ, DISK_WRITE, DISK_FLUSH, DISK_CALLS };
 

@@ -1,8 +1,8 @@
 // A machine over recording disks, with the controller and the driver, and the commands that the proof sends.
 #pragma once
 
-#include "tests/disk_controller/machine.h"
 #include "tests/power_cuts/recorder.h"
+#include "tests/providers/disk_controller/machine.h"
 
 using PORTS = std::vector<UINT32>;
 

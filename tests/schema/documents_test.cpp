@@ -2,7 +2,7 @@
 #include <filesystem>
 
 #include "driver/xml/xml.h"
-#include "tests/live/request_text.h"
+#include "tests/driver/live/request_text.h"
 #include "tests/support/kept_state.h"
 #include "tests/support/paths.h"
 #include "validator.h"
@@ -21,7 +21,7 @@ static std::string expectValidChange(World &world, const std::string &request, c
 }
 
 TEST(Documents, InventoriesAndRestoreLogs) {
-  expectValid("XYLSchema.xsd", sourceFile("tests/inventory/document.xml"));
+  expectValid("XYLSchema.xsd", sourceFile("tests/driver/inventory/document.xml"));
   for (UINT32 i = 0; simPresetAt(i) != nullptr; ++i) {
     SCOPED_TRACE(simPresetAt(i)->name);
     World world(simPresetAt(i)->name);

@@ -1,6 +1,6 @@
 // What the driver refuses to read is not valid. Some of what it reads is not valid either: docs/schemas.md.
-#include "tests/live/request_text.h"
-#include "tests/request/parsed.h"
+#include "tests/driver/live/request_text.h"
+#include "tests/driver/request/parsed.h"
 #include "validator.h"
 
 enum KIND { INVENTORY, CHANGES, OPTIONS, RESTORE_LOG, CHANGE_LOG, KIND_COUNT };

@@ -3,8 +3,8 @@
 
 #include <map>
 
+#include "client/client.h"
 #include "tests/model/random.h"
-#include "xyl/xyl.h"
 
 class SoakClient {
 public:

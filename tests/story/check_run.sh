@@ -4,13 +4,13 @@
 set -eu
 place=$(mktemp -d)
 trap 'rm -rf "$place"' EXIT
-mkdir -p "$place/checkout/build/release/xyl" "$place/elsewhere"
+mkdir -p "$place/checkout/build/release/bin" "$place/elsewhere"
 cp -r "$1/run" "$1/cmake" "$place/checkout"
 cat >"$place/checkout/build/release/build.ninja" <<'NINJA'
 rule copy
   command = cp $in $out
-build xyl/xyl: copy ../../client
-build xyl: phony xyl/xyl
+build bin/xyl: copy ../../client
+build xyl: phony bin/xyl
 NINJA
 cd "$place/elsewhere"
 echo text >file

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "debug_log_ring.h"
-#include "host_firmware/host_firmware.h"
+#include "host/firmware/firmware.h"
 #include "providers/sim_controller/sim_controller.h"
 #include "raid_xyl.h"
 

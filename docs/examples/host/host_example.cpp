@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "driver/binding/binding.h"
-#include "host_firmware/host_firmware.h"
+#include "host/firmware/firmware.h"
 #include "providers/sim_controller/sim_controller.h"
 #include "providers/xml_service/xml_service.h"
 #include "raid_xyl.h"

@@ -1,0 +1,12 @@
+// Saved configurations that a change goes by.
+#pragma once
+
+#include "client/controllers/controllers.h"
+#include "raid_records.h"
+
+// Refuses a configuration that lacks what it refers to, unless --incomplete is given.
+XYL_RESULT checkGaps(const XYL_CONTEXT &context, const CHAR8 *name, const RAID_CONFIG &config);
+
+// Reads a saved configuration and makes sure that it is one, and complete: the driver then takes over all texts of the
+// call. After a failure there is nothing to give back.
+XYL_RESULT readSaved(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_TEXT *saved, RAID_CONFIG **config);

@@ -1,0 +1,126 @@
+// The machine's name from the tables that firmware hands over (SMBIOS).
+#include "base/pool.h"
+#include "base/text.h"
+#include "client/controllers/controllers.h"
+
+static constexpr EFI_GUID g_smbiosGuid = {0xEB9D2D31, 0x2D88, 0x11D3, {0x9A, 0x16, 0x00, 0x90, 0x27, 0x3F, 0xC1, 0x4D}};
+static constexpr EFI_GUID g_smbios3Guid = {
+    0xF2FD1544, 0x9794, 0x4A2C, {0x99, 0x2E, 0xE5, 0xBB, 0xCF, 0x20, 0xE3, 0x94}};
+
+#define STRUCTURE_SYSTEM 1
+#define STRUCTURE_END 127
+#define STRUCTURE_HEADER 4U
+
+// The structures, one after the other.
+struct STRUCTURES {
+  const UINT8 *At;
+  UINTN Size;
+};
+
+static UINT64 littleEndian(const UINT8 *bytes, UINTN count) {
+  UINT64 value = 0;
+  while (count-- > 0) {
+    value = value << 8 | bytes[count];
+  }
+  return value;
+}
+
+static const UINT8 *findTable(const EFI_SYSTEM_TABLE *system, const EFI_GUID &guid) {
+  for (UINTN i = 0; system->ConfigurationTable != nullptr && i < system->NumberOfTableEntries; ++i) {
+    if (__builtin_memcmp(&system->ConfigurationTable[i].VendorGuid, &guid, sizeof(guid)) == 0) {
+      return static_cast<const UINT8 *>(system->ConfigurationTable[i].VendorTable);
+    }
+  }
+  return nullptr;
+}
+
+// The entry points tell where the structures are: the newer one in 64 bits, the older one in 32.
+static STRUCTURES findStructures(const EFI_SYSTEM_TABLE *system) {
+  const UINT8 *entry = findTable(system, g_smbios3Guid);
+  if (entry != nullptr && __builtin_memcmp(entry, "_SM3_", 5) == 0) {
+    return {reinterpret_cast<const UINT8 *>(littleEndian(entry + 0x10, 8)), littleEndian(entry + 0x0C, 4)};
+  }
+  entry = findTable(system, g_smbiosGuid);
+  if (entry != nullptr && __builtin_memcmp(entry, "_SM_", 4) == 0) {
+    return {reinterpret_cast<const UINT8 *>(littleEndian(entry + 0x18, 4)), littleEndian(entry + 0x16, 2)};
+  }
+  return {nullptr, 0};
+}
+
+// The size of the structure at the beginning with the strings behind it, which end in two zeros; 0 when it is cut.
+static UINTN structureSize(const STRUCTURES &rest) {
+  if (rest.Size < STRUCTURE_HEADER || rest.At[1] < STRUCTURE_HEADER) {
+    return 0;
+  }
+  for (UINTN end = rest.At[1]; end + 2 <= rest.Size; ++end) {
+    if (rest.At[end] == 0 && rest.At[end + 1] == 0) {
+      return end + 2;
+    }
+  }
+  return 0;
+}
+
+// String number of a structure of that size, counted from 1; "" for none.
+static const CHAR8 *stringOf(const UINT8 *structure, UINTN size, UINT8 number) {
+  UINTN at = structure[1];
+  for (; number > 1 && at < size && structure[at] != 0; --number) {
+    at += textLength(reinterpret_cast<const CHAR8 *>(structure + at)) + 1;
+  }
+  return number == 0 || at >= size ? "" : reinterpret_cast<const CHAR8 *>(structure + at);
+}
+
+// The first three numbers of a UUID are little-endian. All ones and all zeros mean that it is not set.
+static void formatUuid(CHAR8 (&text)[37], const UINT8 *uuid) {
+  static constexpr UINT8 order[16] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
+  UINT8 ones = 0xFF;
+  UINT8 any = 0;
+  CHAR8 *at = text;
+  for (UINTN i = 0; i < 16; ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) {
+      *at++ = '-';
+    }
+    formatHex(at, uuid[order[i]], 2);
+    at += 2;
+    ones &= uuid[i];
+    any |= uuid[i];
+  }
+  text[ones == 0xFF || any == 0 ? 0 : 36] = 0;
+}
+
+static void readSystem(SERVER *server, const UINT8 *structure, UINTN size) {
+  const CHAR8 **texts[] = {&server->Maker, &server->Product, nullptr, &server->Serial};
+  for (UINTN i = 0; i < 4; ++i) {
+    if (texts[i] != nullptr && structure[1] > 4 + i) {
+      *texts[i] = stringOf(structure, size, structure[4 + i]);
+    }
+  }
+  if (structure[1] >= 0x18) {
+    formatUuid(server->Uuid, structure + 8);
+  }
+}
+
+void readServer(SERVER *server, const EFI_SYSTEM_TABLE *system) {
+  *server = {"", "", "", ""};
+  STRUCTURES rest = findStructures(system);
+  for (UINTN size = 0; rest.At != nullptr && (size = structureSize(rest)) != 0 && *rest.At != STRUCTURE_END;) {
+    if (*rest.At == STRUCTURE_SYSTEM) {
+      readSystem(server, rest.At, size);
+      return;
+    }
+    rest = {rest.At + size, rest.Size - size};
+  }
+}
+
+void putServerName(TEXT *name, const XYL_HOST *host) {
+  if (host->ServerName != nullptr) {
+    putText(name, host->ServerName);
+    return;
+  }
+  SERVER server;
+  readServer(&server, host->SystemTable);
+  putText(name, server.Maker);
+  putText(name, *server.Maker != 0 && *server.Product != 0 ? " " : "");
+  putText(name, server.Product);
+  putText(name, *server.Serial != 0 ? ", serial number " : "");
+  putText(name, server.Serial);
+}

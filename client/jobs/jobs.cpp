@@ -1,0 +1,290 @@
+#include "client/jobs/jobs.h"
+
+#include "base/text.h"
+#include "client/controllers/controllers.h"
+
+const CHAR8 *const g_jobConditions[] = {"", "ok:", "different:", "failed:"};
+const CHAR8 *const g_jobEnds[] = {"return", "reset", "shutdown"};
+
+#define JOB_WORDS_MAX 100U
+
+// What is known while the file is read.
+struct READER {
+  const XYL_HOST *Host;
+  const JOB_NAMES *Names;
+  JOB_FILE *Jobs;
+  UINT32 Number;   // of the line
+  bool HasMistake; // anywhere
+  bool IsOver;     // behind an unconditional end
+};
+
+static void mistake(READER *reader, const CHAR8 *what, const CHAR8 *which = "") {
+  complain(reader->Host, "job file, line %d: %a%a", reader->Number, what, which);
+  reader->HasMistake = true;
+}
+
+// --- Words ---
+
+struct CURSOR {
+  const CHAR8 *At;
+  const CHAR8 *End; // of the line
+};
+
+static bool isBlank(CHAR8 letter) {
+  return letter == ' ' || letter == '\t' || letter == '\r';
+}
+
+// Takes what stands behind a percent sign, up to the next one.
+static void takeName(READER *reader, CURSOR *cursor, TEXT *to) {
+  TEXT name = {};
+  for (; cursor->At != cursor->End && *cursor->At != '%'; ++cursor->At) {
+    putBytes(&name, cursor->At, 1);
+  }
+  bool isClosed = cursor->At != cursor->End;
+  cursor->At += isClosed ? 1 : 0;
+  const JOB_NAME *row = nullptr;
+  for (UINTN i = 0; i < reader->Names->Count; ++i) {
+    row = textEqual(reader->Names->Rows[i].Name, textOf(name)) ? &reader->Names->Rows[i] : row;
+  }
+  if (!isClosed) {
+    mistake(reader, "a percent sign has no partner; %% stands for one");
+  } else if (name.Length == 0) {
+    putText(to, "%");
+  } else if (row == nullptr) {
+    mistake(reader, "there are %SERIAL% and %UUID%, and no %", textOf(name));
+  } else if (row->Value != nullptr && *row->Value == 0) {
+    mistake(reader, "this machine's firmware does not tell its %", textOf(name));
+  } else {
+    const CHAR8 *mark = row->Value != nullptr ? "" : "%";
+    putText(to, mark);
+    putText(to, row->Value != nullptr ? row->Value : row->Name);
+    putText(to, mark);
+  }
+  freeText(&name);
+}
+
+// Takes one word; false at the end of the line.
+static bool takeWord(READER *reader, CURSOR *cursor, TEXT *word) {
+  while (cursor->At != cursor->End && isBlank(*cursor->At)) {
+    ++cursor->At;
+  }
+  if (cursor->At == cursor->End) {
+    return false;
+  }
+  bool isQuoted = false;
+  while (cursor->At != cursor->End && (isQuoted || !isBlank(*cursor->At))) {
+    CHAR8 letter = *cursor->At++;
+    if (letter == '"') {
+      isQuoted = !isQuoted;
+    } else if (letter == '%') {
+      takeName(reader, cursor, word);
+    } else {
+      putBytes(word, &letter, 1);
+    }
+  }
+  if (isQuoted) {
+    mistake(reader, "a quotation mark has no partner");
+  }
+  return true;
+}
+
+static bool hasBlank(const CHAR8 *text) {
+  while (*text != 0 && !isBlank(*text)) {
+    ++text;
+  }
+  return *text != 0;
+}
+
+static void addWord(JOB_LINE *line, const TEXT &word) {
+  const CHAR8 *mark = word.Length == 0 || hasBlank(textOf(word)) ? "\"" : "";
+  const CHAR8 *parts[] = {line->WordCount != 0 ? " " : "", mark, textOf(word), mark};
+  for (const CHAR8 *part : parts) {
+    putText(&line->Text, part);
+  }
+  putBytes(&line->Words, textOf(word), word.Length + 1);
+  ++line->WordCount;
+}
+
+static void takeWords(READER *reader, CURSOR cursor, JOB_LINE *line) {
+  bool isFirst = true;
+  for (TEXT word = {}; takeWord(reader, &cursor, &word); freeText(&word), isFirst = false) {
+    UINTN condition = JOB_FAILED;
+    while (isFirst && condition != JOB_ALWAYS && !textEqual(textOf(word), g_jobConditions[condition])) {
+      --condition;
+    }
+    if (isFirst && condition != JOB_ALWAYS) {
+      line->Condition = static_cast<JOB_CONDITION>(condition);
+    } else if (isFirst && word.Length != 0 && word.Chars[word.Length - 1] == ':') {
+      mistake(reader, "conditions are ok:, different: and failed:, not ", textOf(word));
+    } else {
+      addWord(line, word);
+    }
+    if (word.Failed) {
+      reader->HasMistake = true;
+    }
+  }
+  if (line->Text.Failed || line->Words.Failed) {
+    mistake(reader, "there is not enough memory");
+  }
+}
+
+// --- What a line says ---
+
+static const CHAR8 *wordOf(const JOB_LINE &line, UINTN index) {
+  const CHAR8 *word = textOf(line.Words);
+  for (; index != 0; --index) {
+    word += textLength(word) + 1;
+  }
+  return word;
+}
+
+static void readEnd(READER *reader, JOB_LINE *line) {
+  UINTN end = JOB_SHUTDOWN;
+  while (line->WordCount == 2 && end != JOB_RETURN && !textEqual(wordOf(*line, 1), g_jobEnds[end])) {
+    --end;
+  }
+  if (line->WordCount != 2 || !textEqual(wordOf(*line, 1), g_jobEnds[end])) {
+    mistake(reader, "'end' wants one of return, reset and shutdown");
+  }
+  line->End = static_cast<JOB_END>(end);
+  reader->IsOver = reader->IsOver || line->Condition == JOB_ALWAYS;
+}
+
+XYL_RESULT parseJob(const XYL_HOST *host, const JOB_LINE &line, XYL_REQUEST *request) {
+  const CHAR8 *words[JOB_WORDS_MAX];
+  for (UINTN i = 0; i < line.WordCount; ++i) {
+    words[i] = wordOf(line, i);
+  }
+  return xylParse(host, line.WordCount, words, request);
+}
+
+// Without the prefix and the line feed that are for a message of its own.
+static const CHAR8 *messageOf(TEXT *told) {
+  UINTN prefix = 5;
+  if (told->Length <= prefix) {
+    return "the command line is wrong";
+  }
+  told->Chars[told->Length - 1] = 0;
+  return told->Chars + prefix;
+}
+
+static void checkCommand(READER *reader, const JOB_LINE &line) {
+  if (line.WordCount > JOB_WORDS_MAX) {
+    mistake(reader, "there are too many words");
+    return;
+  }
+  TEXT told = {};
+  XYL_HOST host = capturingHost(&told, XYL_FRONT_SHELL);
+  XYL_REQUEST request;
+  if (isFailure(parseJob(&host, line, &request))) {
+    mistake(reader, messageOf(&told));
+  } else if (xylChangesController(request) && request.Options[XYL_OPTION_YES] != nullptr) {
+    const CHAR8 *controller = request.Options[XYL_OPTION_NUMBER];
+    if (controller == nullptr || isControllerNumber(controller)) {
+      mistake(reader, "--yes wants -c with the controller's PCI place, WWN or name");
+    }
+  }
+  freeText(&told);
+}
+
+static void readLine(READER *reader, CURSOR cursor) {
+  JOB_LINE *line = arrayAppend(reader->Jobs->Lines);
+  if (line == nullptr) {
+    mistake(reader, "there is not enough memory");
+    return;
+  }
+  line->Number = reader->Number;
+  line->End = JOB_GOES_ON;
+  bool hadMistake = reader->HasMistake;
+  reader->HasMistake = false;
+  bool wasOver = reader->IsOver;
+  takeWords(reader, cursor, line);
+  const CHAR8 *first = textOf(line->Words);
+  if (reader->HasMistake) {
+    // Told already.
+  } else if (wasOver) {
+    mistake(reader, "stands behind the end and would never run");
+  } else if (line->WordCount == 0) {
+    mistake(reader, "a condition wants a command behind it");
+  } else if (line->WordCount == 1 && line->Condition == JOB_ALWAYS && textEqual(first, "again")) {
+    reader->Jobs->Again = true;
+    freeText(&line->Text);
+    freeText(&line->Words);
+    --reader->Jobs->Lines.count;
+  } else if (line->Condition != JOB_ALWAYS && reader->Jobs->Lines.count == 1) {
+    mistake(reader, "a condition wants a line before it");
+  } else if (textEqual(first, "end")) {
+    readEnd(reader, line);
+  } else {
+    checkCommand(reader, *line);
+  }
+  reader->HasMistake = reader->HasMistake || hadMistake;
+}
+
+// --- The file ---
+
+static bool isText(const CHAR8 *text, UINTN size) {
+  for (UINTN i = 0; i < size; ++i) {
+    if (text[i] == 0) {
+      return false; // as in UTF-16
+    }
+  }
+  return true;
+}
+
+static void readLines(READER *reader, const CHAR8 *text, UINTN size) {
+  bool hasMark = size >= 3 && __builtin_memcmp(text, "\xEF\xBB\xBF", 3) == 0;
+  const CHAR8 *end = text + size;
+  for (const CHAR8 *at = text + (hasMark ? 3 : 0); at != end;) {
+    CURSOR cursor = {at, at};
+    while (cursor.End != end && *cursor.End != '\n') {
+      ++cursor.End;
+    }
+    at = cursor.End != end ? cursor.End + 1 : end;
+    ++reader->Number;
+    while (cursor.At != cursor.End && isBlank(*cursor.At)) {
+      ++cursor.At;
+    }
+    if (cursor.At != cursor.End && *cursor.At != '#') {
+      readLine(reader, cursor);
+    }
+  }
+  if (reader->Jobs->Lines.count == 0 && !reader->HasMistake) {
+    mistake(reader, "there is nothing to do");
+  }
+}
+
+XYL_RESULT readJobs(const XYL_HOST *host, const CHAR8 *text, UINTN size, const JOB_NAMES &names, JOB_FILE *jobs) {
+  *jobs = {};
+  READER reader = {host, &names, jobs, /* Number= */ 0, /* HasMistake= */ false, /* IsOver= */ false};
+  if (size > JOB_FILE_LIMIT) {
+    mistake(&reader, "the file is larger than 64 KB");
+  } else if (!isText(text, size)) {
+    mistake(&reader, "the file is no UTF-8 text");
+  } else {
+    readLines(&reader, text, size);
+  }
+  return reader.HasMistake ? wrongUsage() : succeeded();
+}
+
+void freeJobs(JOB_FILE *jobs) {
+  for (UINT32 i = 0; i < jobs->Lines.count; ++i) {
+    freeText(&jobs->Lines.items[i].Text);
+    freeText(&jobs->Lines.items[i].Words);
+  }
+  poolFree(jobs->Lines.items);
+  *jobs = {};
+}
+
+bool isJobFor(JOB_CONDITION condition, XYL_OUTCOME outcome) {
+  switch (condition) {
+  case JOB_OK:
+    return outcome == XYL_SUCCESS;
+  case JOB_DIFFERENT:
+    return outcome == XYL_DIFFERENT;
+  case JOB_FAILED:
+    return outcome > XYL_DIFFERENT;
+  default:
+    return true;
+  }
+}

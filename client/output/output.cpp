@@ -1,0 +1,190 @@
+#include "client/output/output.h"
+
+#include "base/pool.h"
+#include "base/print.h"
+#include "base/text.h"
+#include "client/output/utf8.h"
+
+static constexpr UINTN LINE_CAPACITY = 701;
+
+using WRITE = void (*)(const XYL_HOST *host, const CHAR8 *text, UINTN length);
+
+// Stands for a line feed of a format while the line is made, so that those of arguments are told from it.
+static constexpr CHAR16 LINE_BREAK = 0xFFFF;
+
+// Writes what a terminal may take for a command as \xNN; line feeds and tabs may be allowed.
+static void writeShown(const XYL_HOST *host, WRITE write, const CHAR8 *text, UINTN length, bool allowsLines) {
+  UINTN plain = 0; // begins what is not written yet
+  for (UINTN i = 0; i < length;) {
+    UINT32 character = 0;
+    UINTN bytes = utf8Decode(text + i, length - i, &character);
+    bytes = bytes == 0 ? 1 : bytes;
+    if (isControl(character) && !(allowsLines && (character == '\n' || character == '\t'))) {
+      CHAR8 escape[5] = "\\x";
+      formatHex(escape + 2, character, 2);
+      write(host, text + plain, i - plain);
+      write(host, escape, 4);
+      plain = i + bytes;
+    }
+    i += bytes;
+  }
+  write(host, text + plain, length - plain);
+}
+
+static void writeFormatted(const XYL_HOST *host, WRITE write, const CHAR8 *format, EFI_VA_LIST arguments) {
+  CHAR16 marked[LINE_CAPACITY];
+  CHAR16 wide[LINE_CAPACITY];
+  CHAR8 line[LINE_CAPACITY];
+  UINTN end = 0;
+  for (; format[end] != 0 && end + 1 < LINE_CAPACITY; ++end) {
+    marked[end] = format[end] == '\n' ? LINE_BREAK : static_cast<UINT8>(format[end]);
+  }
+  marked[end] = 0;
+  formatText(wide, LINE_CAPACITY, marked, arguments);
+  for (const CHAR16 *at = wide; *at != 0; ++at) {
+    UINTN length = 0;
+    for (; *at != 0 && *at != LINE_BREAK; ++at) {
+      line[length++] = static_cast<CHAR8>(*at);
+    }
+    writeShown(host, write, line, length, /* allowsLines= */ false);
+    if (*at == 0) {
+      return;
+    }
+    write(host, "\n", 1);
+  }
+}
+
+void EFIAPI say(const XYL_HOST *host, const CHAR8 *format, ...) {
+  EFI_VA_LIST arguments;
+  EFI_VA_START(arguments, format);
+  writeFormatted(host, host->WriteOut, format, arguments);
+  EFI_VA_END(arguments);
+}
+
+void EFIAPI complain(const XYL_HOST *host, const CHAR8 *format, ...) {
+  EFI_VA_LIST arguments;
+  EFI_VA_START(arguments, format);
+  host->WriteError(host, "xyl: ", 5);
+  writeFormatted(host, host->WriteError, format, arguments);
+  host->WriteError(host, "\n", 1);
+  EFI_VA_END(arguments);
+}
+
+void sayText(const XYL_HOST *host, const CHAR8 *text) {
+  writeShown(host, host->WriteOut, text, textLength(text), /* allowsLines= */ false);
+}
+
+void sayLines(const XYL_HOST *host, const CHAR8 *text) {
+  writeShown(host, host->WriteOut, text, textLength(text), /* allowsLines= */ true);
+}
+
+void complainLines(const XYL_HOST *host, const CHAR8 *text) {
+  writeShown(host, host->WriteError, text, textLength(text), /* allowsLines= */ true);
+}
+
+void sayDocument(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
+  if (host->Terminal) {
+    writeShown(host, host->WriteOut, text, length, /* allowsLines= */ true);
+  } else {
+    host->WriteOut(host, text, length);
+  }
+}
+
+static constexpr struct {
+  const CHAR8 *Word;
+  const CHAR8 *Colour;
+} g_marks[] = {
+    {"Success", "\x1b[32m"}, {"Online", "\x1b[32m"},   {"Fail", "\x1b[31m"},    {"Failed", "\x1b[31m"},
+    {"Offline", "\x1b[31m"}, {"Degraded", "\x1b[33m"}, {"Foreign", "\x1b[33m"},
+};
+
+void sayMarked(const XYL_HOST *host, const CHAR8 *word, UINTN width) {
+  const CHAR8 *colour = "";
+  for (const auto &mark : g_marks) {
+    if (host->Colours && textEqual(word, mark.Word)) {
+      colour = mark.Colour;
+    }
+  }
+  host->WriteOut(host, colour, textLength(colour));
+  sayText(host, word);
+  host->WriteOut(host, "\x1b[0m", *colour != 0 ? 4 : 0);
+  for (UINTN length = textLength(word); length < width; ++length) {
+    sayText(host, " ");
+  }
+}
+
+const CHAR8 *statusWords(EFI_STATUS status) {
+  const CHAR8 *words = statusText(status);
+  return words != nullptr ? words : "unknown status";
+}
+
+struct SIZE_UNIT {
+  UINT64 Bytes;
+  const CHAR8 *Name;
+};
+
+static constexpr SIZE_UNIT g_sizeUnits[] = {{1000000000000, " TB"}, {1000000000, " GB"}, {1000000, " MB"}};
+
+void formatSize(CHAR8 (&buffer)[SIZE_TEXT_CAPACITY], UINT64 bytes) {
+  const SIZE_UNIT *unit = g_sizeUnits;
+  while (bytes < unit->Bytes && unit != &g_sizeUnits[2]) {
+    ++unit;
+  }
+  UINT64 hundredths = bytes % unit->Bytes * 100 / unit->Bytes;
+  UINTN length = formatDecimal(buffer, bytes / unit->Bytes);
+  buffer[length++] = '.';
+  buffer[length++] = static_cast<CHAR8>('0' + hundredths / 10);
+  buffer[length++] = static_cast<CHAR8>('0' + hundredths % 10);
+  copyBytes(buffer + length, unit->Name, 4);
+}
+
+static constexpr UINT64 SIZE_LIMIT = 1000000000000000000ULL;
+
+// The bytes of a unit, whose letters may be large or small; 0 for another text.
+static UINT64 unitOf(const CHAR8 *text) {
+  static constexpr struct {
+    const CHAR8 *Name;
+    UINT64 Bytes;
+  } units[] = {{"", 1}, {"MB", 1000000}, {"GB", 1000000000}, {"TB", 1000000000000}};
+  for (const auto &unit : units) {
+    UINTN i = 0;
+    while (unit.Name[i] != 0 && (text[i] == unit.Name[i] || text[i] == unit.Name[i] - 'A' + 'a')) {
+      ++i;
+    }
+    if (unit.Name[i] == 0 && text[i] == 0) {
+      return unit.Bytes;
+    }
+  }
+  return 0;
+}
+
+UINT64 parseSize(const CHAR8 *text) {
+  UINT64 number = 0;
+  UINT64 scale = 1;
+  bool isFraction = false;
+  for (; (*text >= '0' && *text <= '9') || (*text == '.' && !isFraction); ++text) {
+    if (*text == '.') {
+      isFraction = true;
+      continue;
+    }
+    if (number >= SIZE_LIMIT / 10 || scale >= SIZE_LIMIT / 10) {
+      return 0;
+    }
+    number = number * 10 + static_cast<UINT64>(*text - '0');
+    scale *= isFraction ? 10 : 1;
+  }
+  text += *text == ' ' ? 1 : 0;
+  UINT64 unit = unitOf(text);
+  if (unit == 0 || unit % scale != 0) {
+    return 0; // no unit, or a part of a byte
+  }
+  return number < SIZE_LIMIT / (unit / scale) ? number * (unit / scale) : 0;
+}
+
+bool lacksUnit(const CHAR8 *size) {
+  UINTN digits = 0;
+  while (size[digits] >= '0' && size[digits] <= '9') {
+    ++digits;
+  }
+  return digits != 0 && size[digits] == 0 && parseDecimal(size) < 1000000;
+}

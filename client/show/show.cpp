@@ -1,0 +1,305 @@
+// show: a summary of an inventory document.
+#include "client/show/show.h"
+#include "base/pool.h"
+#include "base/sort.h"
+#include "base/text.h"
+#include "client/controllers/controllers.h"
+#include "client/documents/documents.h"
+#include "raid_disks.h"
+#include "raid_volumes.h"
+
+static UINT32 countChildren(const XML_NODE *node, const CHAR8 *name) {
+  UINT32 count = 0;
+  for (const XML_NODE *child = childNamed(node, name); child != nullptr; child = nextSame(child)) {
+    ++count;
+  }
+  return count;
+}
+
+static void showAdapter(const XYL_HOST *host, const XML_NODE *adapter, const XML_NODE *inventory) {
+  const XML_NODE *pci = childNamed(adapter, "PCIID");
+  const XML_NODE *location = childNamed(childNamed(inventory, "Identifier"), "PCILocation");
+  WORD_LIST levels = {};
+  appendChildren(levels, childNamed(adapter, "SupportedRAIDLevels"), "RaidLevel");
+  say(host, "Adapter      %a\n", orNone(childText(adapter, "Name")));
+  say(host, "Firmware     %a\n", orNone(childText(adapter, "FirmwareVersion")));
+  say(host, "WWN          %a\n", childText(adapter, "WWN"));
+  say(host, "PCI ids      %a:%a, subsystem %a:%a\n", childText(pci, "VendorID"), childText(pci, "DeviceID"),
+      childText(pci, "SubvendorID"), childText(pci, "SubdeviceID"));
+  if (location != nullptr) {
+    say(host, "PCI place    bus %a, device %a, function %a\n", childText(location, "PCIBus"),
+        childText(location, "PCIDevice"), childText(location, "PCIFunction"));
+  }
+  say(host, "RAID levels  %a\n", orNone(levels.Text));
+  say(host, "Key id       %a\n", orNone(childText(adapter, "Keyid")));
+}
+
+// What a disk is used for.
+static void describeUse(WORD_LIST &use, const XML_NODE *disk) {
+  const CHAR8 *spare = childText(disk, "Hotspare");
+  WORD_LIST volumes = {};
+  appendReversed(volumes, disk, "VD");
+  if (textEqual(spare, "Global")) {
+    append(use, "", "global spare");
+  } else if (textEqual(spare, "Dedicated")) {
+    append(use, "", "spare of ");
+  }
+  if (*volumes.Text != 0) {
+    append(use, *spare != 0 ? "" : " ", "VD ");
+    append(use, "", volumes.Text);
+  }
+}
+
+static void addSize(TABLE *table, const XML_NODE *node) {
+  CHAR8 size[SIZE_TEXT_CAPACITY];
+  formatSize(size, parseDecimal(childText(node, "Size")));
+  addCell(table, size);
+}
+
+static void addDisk(TABLE *table, const XML_NODE *disk) {
+  WORD_LIST model = {};
+  append(model, "", childText(disk, "ManufactureName"));
+  append(model, " ", childText(disk, "ModelName"));
+  WORD_LIST use = {};
+  describeUse(use, disk);
+  addCell(table, childText(disk, "Slot"));
+  addCell(table, childText(disk, "ObjectID"));
+  addCell(table, orNone(model.Text));
+  addCell(table, childText(disk, "Protocol"));
+  addSize(table, disk);
+  addCell(table, childText(disk, "State"));
+  addCell(table, orNone(use.Text));
+}
+
+static constexpr TABLE_COLUMN g_diskColumns[] = {
+    {"Slot", 4, true, false}, {"Id", 10, true, false},   {"Model", 24, false, false}, {"Bus", 7, false, false},
+    {"Size", 9, true, false}, {"State", 8, false, true}, {"Use", 999, false, false},
+};
+
+// In the order of the slots, whatever the document's is.
+static bool showDisks(const XYL_HOST *host, const XML_NODE *parent) {
+  struct PLACED {
+    UINT64 Slot;
+    UINT32 Number; // disks that say the same slot stay in the document's order
+    const XML_NODE *Disk;
+  };
+  UINT32 count = countChildren(parent, "PD");
+  PLACED *placed = poolNew<PLACED>(UINTN{count} + 1);
+  if (placed == nullptr) {
+    return false;
+  }
+  const XML_NODE *disk = childNamed(parent, "PD");
+  for (UINT32 i = 0; i < count; ++i, disk = nextSame(disk)) {
+    placed[i] = {parseDecimal(childText(disk, "Slot")), i, disk};
+  }
+  sortArray(placed, count,
+            [](const PLACED &a, const PLACED &b) { return a.Slot != b.Slot ? a.Slot < b.Slot : a.Number < b.Number; });
+  TABLE table = {g_diskColumns, sizeof(g_diskColumns) / sizeof(g_diskColumns[0]), {}, false};
+  for (UINT32 i = 0; i < count; ++i) {
+    addDisk(&table, placed[i].Disk);
+  }
+  poolFree(placed);
+  return count == 0 || sayTable(host, &table);
+}
+
+static bool showEnclosures(const XYL_HOST *host, const XML_NODE *adapter) {
+  bool isDone = true;
+  const XML_NODE *enclosure = childNamed(adapter, "Enclosure");
+  for (; enclosure != nullptr; enclosure = nextSame(enclosure)) {
+    UINT32 disks = countChildren(enclosure, "PD");
+    say(host, "\nEnclosure %a, %a: %a slots, %d disk%a\n", childText(enclosure, "ObjectID"),
+        orNone(childText(enclosure, "Name")), childText(enclosure, "SlotCount"), disks, disks == 1 ? "" : "s");
+    isDone = showDisks(host, enclosure) && isDone;
+  }
+  if (childNamed(adapter, "PD") != nullptr) {
+    say(host, "\nDirectly attached disks: %d\n", countChildren(adapter, "PD"));
+    isDone = showDisks(host, adapter) && isDone;
+  }
+  return isDone;
+}
+
+// --- Virtual disks ---
+
+static void addIds(UINT64 *ids, UINT32 *count, const XML_NODE *parent) {
+  for (const XML_NODE *disk = childNamed(parent, "PD"); disk != nullptr; disk = nextSame(disk)) {
+    ids[(*count)++] = parseDecimal(childText(disk, "ObjectID"));
+  }
+}
+
+// The ids of all disks in order, and their number; null without memory. The caller frees them.
+static UINT64 *diskIds(const XML_NODE *adapter, UINT32 *count) {
+  UINT32 room = countChildren(adapter, "PD");
+  const XML_NODE *enclosure = childNamed(adapter, "Enclosure");
+  for (; enclosure != nullptr; enclosure = nextSame(enclosure)) {
+    room += countChildren(enclosure, "PD");
+  }
+  UINT64 *ids = poolNew<UINT64>(UINTN{room} + 1);
+  *count = 0;
+  if (ids != nullptr) {
+    addIds(ids, count, adapter);
+    for (enclosure = childNamed(adapter, "Enclosure"); enclosure != nullptr; enclosure = nextSame(enclosure)) {
+      addIds(ids, count, enclosure);
+    }
+    sortKeys(ids, *count);
+  }
+  return ids;
+}
+
+// The members in the controller's order, and which of them are not there.
+static void describeMembers(TEXT *members, const XML_NODE *volume, const UINT64 *ids, UINT32 count) {
+  const XML_NODE *node = volume->FirstChild;
+  while (node != nullptr && node->NextSibling != nullptr) {
+    node = node->NextSibling;
+  }
+  for (; node != nullptr; node = node->PrevSibling) {
+    if (textEqual(node->Name, "PD")) {
+      UINT64 id = parseDecimal(nodeText(node));
+      UINTN at = lowerBound(ids, count, id);
+      putText(members, members->Length != 0 ? ", " : "");
+      putText(members, nodeText(node));
+      putText(members, at < count && ids[at] == id ? "" : " missing");
+    }
+  }
+}
+
+// What tables have room for.
+static constexpr struct {
+  const CHAR8 *Policy;
+  const CHAR8 *Short;
+} g_cacheWords[] = {
+    {"Write Back", "WB"}, {"Write Through", "WT"},  {"Force Write Back", "FWB"}, {"Adaptive Read Ahead", "ARA"},
+    {"Read Ahead", "RA"}, {"No Read Ahead", "NRA"}, {"Direct I/O", "DIO"},       {"Cache I/O", "CIO"},
+};
+
+static void describeCache(WORD_LIST &cache, const XML_NODE *volume) {
+  const XML_NODE *policy = childNamed(volume, "CurrentCachePolicy");
+  for (const auto &word : g_cacheWords) {
+    const XML_NODE *item = policy != nullptr ? policy->FirstChild : nullptr;
+    while (item != nullptr && !textEqual(nodeText(item), word.Policy)) {
+      item = item->NextSibling;
+    }
+    append(cache, " ", item != nullptr ? word.Short : "");
+  }
+}
+
+static constexpr TABLE_COLUMN g_volumeColumns[] = {
+    {"Id", 10, true, false},   {"Name", 16, false, false},  {"Level", 7, false, false},   {"Size", 9, true, false},
+    {"State", 8, false, true}, {"Cache", 12, false, false}, {"Disks", 999, false, false},
+};
+
+static void addVolume(TABLE *table, const XML_NODE *volume, const UINT64 *ids, UINT32 count) {
+  WORD_LIST cache = {};
+  describeCache(cache, volume);
+  TEXT members = {};
+  describeMembers(&members, volume, ids, count);
+  addCell(table, childText(volume, "ObjectID"));
+  addCell(table, orNone(childText(volume, "Name")));
+  addCell(table, childText(volume, "RAIDLevel"));
+  addSize(table, volume);
+  addCell(table, childText(volume, "State"));
+  addCell(table, orNone(cache.Text));
+  addCell(table, orNone(textOf(members)));
+  table->Failed = table->Failed || members.Failed;
+  freeText(&members);
+}
+
+static bool showVirtualDisks(const XYL_HOST *host, const XML_NODE *adapter) {
+  UINT32 volumes = countChildren(adapter, "VD");
+  say(host, "\nVirtual disks: %d\n", volumes);
+  UINT32 count = 0;
+  UINT64 *ids = diskIds(adapter, &count);
+  if (ids == nullptr) {
+    return false;
+  }
+  TABLE table = {g_volumeColumns, sizeof(g_volumeColumns) / sizeof(g_volumeColumns[0]), {}, false};
+  for (const XML_NODE *volume = childNamed(adapter, "VD"); volume != nullptr; volume = nextSame(volume)) {
+    addVolume(&table, volume, ids, count);
+  }
+  poolFree(ids);
+  return volumes == 0 || sayTable(host, &table);
+}
+
+// Whether a controller works on the disks that firmware sees.
+static bool isOverDisks(EFI_HANDLE controller) {
+  static const EFI_GUID disksGuid = RAID_DISKS_PROTOCOL_GUID;
+  void *disks = nullptr;
+  return controller != nullptr && !EFI_ERROR(g_bootServices->HandleProtocol(controller, &disksGuid, &disks));
+}
+
+// Which volumes firmware sees as block devices, where a driver shows them.
+static void showInFirmware(const XYL_HOST *host) {
+  static const EFI_GUID volumesGuid = RAID_VOLUMES_PROTOCOL_GUID;
+  void *found = nullptr;
+  if (EFI_ERROR(g_bootServices->LocateProtocol(&volumesGuid, /* Registration= */ nullptr, &found))) {
+    return;
+  }
+  RAID_VOLUMES_PROTOCOL *driver = static_cast<RAID_VOLUMES_PROTOCOL *>(found);
+  const CHAR16 *name = nullptr;
+  EFI_HANDLE handle = nullptr;
+  const CHAR8 *why = nullptr;
+  say(host, "\nBlock devices of the firmware\n");
+  for (UINT32 i = 0; !EFI_ERROR(driver->List(driver, i, &name, &handle, &why)); ++i) {
+    CHAR8 text[64];
+    textNarrow(text, name, sizeof(text) - 1);
+    say(host, handle != nullptr ? "%a\n" : "not %a: %a\n", text, why);
+  }
+}
+
+static XYL_RESULT showAll(const XYL_HOST *host, const XML_NODE *adapter, const XML_NODE *inventory) {
+  showAdapter(host, adapter, inventory);
+  bool isDone = showEnclosures(host, adapter);
+  isDone = showVirtualDisks(host, adapter) && isDone;
+  if (!isDone) {
+    complain(host, "there is not enough memory, so a table is missing");
+  }
+  return isDone ? succeeded() : failed(EFI_OUT_OF_RESOURCES);
+}
+
+// controller: that it is of, null: none that is here.
+static XYL_RESULT showDocument(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text,
+                               EFI_HANDLE controller) {
+  XML_NODE *root = nullptr;
+  XYL_RESULT result = parseTree(context, name, text, &root);
+  if (isFailure(result)) {
+    return result;
+  }
+  const XML_NODE *adapter = adapterOf(root);
+  if (adapter != nullptr && hasOption(context, XYL_OPTION_JSON)) {
+    writeConfiguration(context.Host, adapter, childNamed(root, "Inventory"));
+  } else if (adapter != nullptr) {
+    result = showAll(context.Host, adapter, childNamed(root, "Inventory"));
+    if (isOverDisks(controller)) {
+      showInFirmware(context.Host);
+    }
+  } else {
+    complain(context.Host, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one", name);
+    result = failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
+  }
+  freeTree(root);
+  return result;
+}
+
+XYL_RESULT runShow(const XYL_CONTEXT &context) {
+  DOCUMENT_TEXT document;
+  XYL_RESULT result;
+  const CHAR8 *name = "the inventory";
+  EFI_HANDLE handle = nullptr;
+  if (context.Request->OperandCount != 0) {
+    name = context.Request->Operands[0];
+    result = readDocument(context, name, &document);
+  } else {
+    CONTROLLER controller;
+    bool isWhole = true;
+    result = openController(context, &controller);
+    handle = isFailure(result) ? nullptr : controller.Handle;
+    if (!isFailure(result)) {
+      result = readToldInventory(context, controller, &document, &isWhole);
+    }
+  }
+  if (isFailure(result)) {
+    return result;
+  }
+  result = showDocument(context, name, document.Text, handle);
+  releaseDocument(&document);
+  return result;
+}

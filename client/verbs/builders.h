@@ -1,0 +1,30 @@
+// What the verbs put into their change documents. Each checks what is asked for against the controller's inventory; a
+// failure comes with a message.
+#pragma once
+
+#include "client/verbs/change_writer.h"
+#include "client/verbs/objects.h"
+
+XYL_RESULT buildCreate(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
+XYL_RESULT buildDelete(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
+XYL_RESULT buildSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
+XYL_RESULT buildLock(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
+XYL_RESULT buildRekey(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
+XYL_RESULT buildErase(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
+XYL_RESULT buildSet(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
+XYL_RESULT buildIdentify(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
+XYL_RESULT buildImport(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
+
+// The Change method that makes the disks spares of those virtual disks (ids or references; none: of all), or frees
+// them.
+struct SPARE_CHANGE {
+  UINT64 Kind; // RAID_HOTSPARE_
+  const CHOICE *Disks;
+  const UINT32 *Volumes;
+  UINT32 VolumeCount;
+};
+void putSpareChange(CHANGE_WRITER *writer, const RAID_CONFIG &config, const SPARE_CHANGE &change);
+
+inline XYL_RESULT refused() {
+  return failed(EFI_INVALID_PARAMETER);
+}

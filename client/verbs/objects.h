@@ -1,0 +1,36 @@
+// Disks and virtual disks of the controller, by the names that people give them.
+#pragma once
+
+#include "client/guard/guard.h"
+#include "client/verbs/words.h"
+
+// Places in the configuration's list, in the order in which they were chosen, each once.
+struct CHOICE {
+  UINT32 *Places; // pool
+  UINT32 Count;
+};
+
+// Add what the text names, separated by commas: a disk by its id, FQDD or place, a virtual disk by its id, name or
+// FQDD. A failure comes with a message. The caller gives the choice, also then, to freeChoice.
+XYL_RESULT chooseDisks(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHAR8 *names, CHOICE *choice);
+XYL_RESULT chooseVolumes(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHAR8 *names, CHOICE *choice);
+void freeChoice(CHOICE *choice);
+
+// The same for all operands of the request.
+typedef XYL_RESULT (*CHOOSE)(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHAR8 *names, CHOICE *choice);
+XYL_RESULT chooseOperands(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHOOSE choose, CHOICE *choice);
+
+// Room for count places; false without memory.
+bool makeChoice(CHOICE *choice, UINT32 count);
+
+// Whether the disk is free: Ready, no hot spare, and not locked.
+bool isFree(const RAID_PD_RECORD &disk);
+// What a virtual disk can take of the disk, in the disk's unit: of a free one all, of one that is Online what others
+// have left, of any other nothing.
+UINT64 roomOf(const RAID_PD_RECORD &disk);
+// What a disk is that is not free: "Online", "Online and full", "a hot spare".
+const CHAR8 *stateOf(const RAID_PD_RECORD &disk);
+// The ids of the free disks.
+void appendFree(WORD_LIST &list, const RAID_CONFIG &config);
+// "1003 (301:2)"
+void appendDisk(WORD_LIST &list, const CHAR8 *separator, const RAID_CONFIG &config, const RAID_PD_RECORD &disk);

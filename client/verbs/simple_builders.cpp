@@ -1,0 +1,124 @@
+// The verbs that need little more than the objects' ids: import, delete, spare, identify.
+#include "client/verbs/builders.h"
+#include "client/verbs/layout.h"
+
+XYL_RESULT buildImport(const XYL_CONTEXT &, const RAID_CONFIG &, CHANGE_WRITER *writer) {
+  openMethod(writer, "Import", "Adapter");
+  return succeeded();
+}
+
+XYL_RESULT buildDelete(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer) {
+  CHOICE volumes = {};
+  XYL_RESULT result = chooseOperands(context, config, chooseVolumes, &volumes);
+  if (!isFailure(result)) {
+    openMethod(writer, "Delete", "Virtual Disk");
+    for (UINT32 i = 0; i < volumes.Count; ++i) {
+      putElement(writer, "OID", config.logicalDisks[volumes.Places[i]].ObjectID);
+    }
+  }
+  freeChoice(&volumes);
+  return result;
+}
+
+XYL_RESULT buildIdentify(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer) {
+  const XYL_REQUEST &request = *context.Request;
+  CHOICE disks = {};
+  XYL_RESULT result = chooseOperands(context, config, chooseDisks, &disks);
+  if (!isFailure(result)) {
+    result = chooseDisks(context, config, request.Options[XYL_OPTION_BLINK], &disks);
+  }
+  for (UINTN i = 0; xylDisksAreNames(request) && i < request.DiskCount && !isFailure(result); ++i) {
+    result = chooseDisks(context, config, request.Disks[i], &disks);
+  }
+  if (!isFailure(result)) {
+    openMethod(writer, "Identify", "Physical Disk");
+    for (UINT32 i = 0; i < disks.Count; ++i) {
+      putElement(writer, "OID", config.physicalDisks[disks.Places[i]].ObjectID);
+    }
+  }
+  freeChoice(&disks);
+  return result;
+}
+
+// --- spare ---
+
+static void putSpare(CHANGE_WRITER *writer, const RAID_PD_RECORD &disk, const SPARE_CHANGE &change) {
+  openMethod(writer, "Change", "Physical Disk");
+  putElement(writer, "OID", disk.ObjectID);
+  openObject(writer, "PD", "Physical Disk");
+  putElement(writer, "Hotspare", GetNameFromValue(change.Kind, g_hotspareTable));
+  for (UINT32 i = 0; i < change.VolumeCount; ++i) {
+    putElement(writer, "VD", change.Volumes[i]);
+  }
+  closeMethod(writer);
+}
+
+// A method for each disk, since a step of a log names one.
+void putSpareChange(CHANGE_WRITER *writer, const RAID_CONFIG &config, const SPARE_CHANGE &change) {
+  for (UINT32 i = 0; i < change.Disks->Count; ++i) {
+    putSpare(writer, config.physicalDisks[change.Disks->Places[i]], change);
+  }
+}
+
+static XYL_RESULT checkSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, const RAID_PD_RECORD &disk,
+                             const CHOICE &volumes, UINT64 kind) {
+  if (kind == RAID_HOTSPARE_NONE && disk.Hotspare == RAID_HOTSPARE_NONE) {
+    complain(context.Host, "disk %d is no hot spare", disk.ObjectID);
+    return refused();
+  }
+  if (kind != RAID_HOTSPARE_NONE && disk.State != RAID_STATE_READY) {
+    WORD_LIST ready = {};
+    appendFree(ready, config);
+    complain(context.Host, "disk %d is %a; a hot spare has to be Ready, as %a", disk.ObjectID, stateOf(disk),
+             orNone(ready.Text));
+    return refused();
+  }
+  for (UINT32 i = 0; i < volumes.Count; ++i) {
+    const RAID_VD_RECORD &volume = config.logicalDisks[volumes.Places[i]];
+    XYL_RESULT result = checkSpareFits(context, config, disk, volume);
+    if (isFailure(result)) {
+      return result;
+    }
+  }
+  return succeeded();
+}
+
+static XYL_RESULT checkSpares(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHOICE &disks,
+                              const CHOICE &volumes, UINT64 kind) {
+  for (UINT32 i = 0; i < disks.Count; ++i) {
+    XYL_RESULT result = checkSpare(context, config, config.physicalDisks[disks.Places[i]], volumes, kind);
+    if (isFailure(result)) {
+      return result;
+    }
+  }
+  return succeeded();
+}
+
+XYL_RESULT buildSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer) {
+  const CHAR8 *names = context.Request->Options[XYL_OPTION_FOR];
+  bool frees = hasOption(context, XYL_OPTION_REMOVE);
+  if (names != nullptr && frees) {
+    complain(context.Host, "--for and --remove exclude each other; give one of them");
+    return wrongUsage();
+  }
+  UINT64 kind = names != nullptr ? RAID_HOTSPARE_DEDICATED : RAID_HOTSPARE_GLOBAL;
+  kind = frees ? RAID_HOTSPARE_NONE : kind;
+  CHOICE disks = {};
+  CHOICE volumes = {};
+  XYL_RESULT result = chooseOperands(context, config, chooseDisks, &disks);
+  if (!isFailure(result)) {
+    result = chooseVolumes(context, config, names, &volumes);
+  }
+  if (!isFailure(result)) {
+    result = checkSpares(context, config, disks, volumes, kind);
+  }
+  if (!isFailure(result)) {
+    for (UINT32 i = 0; i < volumes.Count; ++i) {
+      volumes.Places[i] = config.logicalDisks[volumes.Places[i]].ObjectID;
+    }
+    putSpareChange(writer, config, {kind, &disks, volumes.Places, volumes.Count});
+  }
+  freeChoice(&volumes);
+  freeChoice(&disks);
+  return result;
+}

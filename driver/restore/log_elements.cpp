@@ -1,0 +1,28 @@
+// What the log and the details of its steps both work with: the current disks, and elements in their order.
+#include "base/log.h"
+#include "driver/restore/steps.h"
+#include "driver/xml/xml.h"
+
+const RAID_PD_RECORD *g_curPdArray;
+UINT32 g_curPdCount;
+static RECORD_INDEX g_curPdIndex;
+
+void setCurrentDisks(const RAID_PD_RECORD *disks, UINT32 count) {
+  g_curPdArray = disks;
+  g_curPdCount = count;
+  indexRecords(&g_curPdIndex, disks, count);
+}
+
+const RAID_PD_RECORD *findCurrentDisk(UINT32 objectId) {
+  UINT32 number = firstWithId(g_curPdIndex, objectId);
+  return number == g_curPdIndex.Count ? nullptr : &g_curPdArray[number];
+}
+
+XML_NODE *addLogElement(LOG_BUILDER &builder, XML_NODE *child) {
+  if (child == nullptr) {
+    LogPrint(LOG_TRACE, builder.Function, "Failed to create XML Node");
+  } else {
+    builder.Last = AppendXMLChildAfter(builder.Parent, builder.Last, child);
+  }
+  return child;
+}

@@ -1,0 +1,6 @@
+// What the sources of the host program share: failures, files, texts.
+#pragma once
+
+#include "host/common/errors.h"
+#include "host/common/files.h"
+#include "host/common/texts.h"

@@ -1,0 +1,270 @@
+#include "host/controller_file/controller_file.h"
+
+#include <algorithm>
+
+#include "base/print.h"
+#include "base/text.h"
+#include "client/documents/documents.h"
+#include "driver/request/request.h"
+
+struct PARSED {
+  DOCUMENT_TEXT text = {};
+  XML_NODE *root = nullptr; // for what the reader of requests has no use for
+  RAID_CONFIG *config = nullptr;
+
+  PARSED() = default;
+  PARSED(const PARSED &) = delete;
+  PARSED &operator=(const PARSED &) = delete;
+  ~PARSED() {
+    releaseConfig(config);
+    freeTree(root);
+    releaseDocument(&text);
+  }
+};
+
+[[noreturn]] static void refuse(const std::string &what) {
+  throw CLIENT_ERROR(EFI_INVALID_PARAMETER, what);
+}
+
+// Documents are 8-bit; the reader extends the sign of what it widens.
+static void copyText(CHAR16 *to, const CHAR16 *from) {
+  UINTN length = from == nullptr ? 0 : textLength(from);
+  if (length >= SIM_TEXT_UNITS) {
+    refuse("a name in it has more than " + std::to_string(SIM_TEXT_UNITS - 1) + " characters");
+  }
+  for (UINTN i = 0; i < length; ++i) {
+    to[i] = static_cast<CHAR16>(from[i] & 0xFF);
+  }
+  to[length] = 0;
+}
+
+// Takes the record over but for what its pointers lead to; texts are copied to the object's rooms.
+template <class OBJECT, class RECORD> static void copyRecord(OBJECT *object, UINT32 objectType, const RECORD &record) {
+  object->record = record;
+  SIM_ROOMS rooms = simRooms(objectType);
+  for (UINT32 i = 0; i < rooms.count; ++i) {
+    FIELD_PLACE place = {rooms.rows[i].pointer, sizeof(void *)};
+    if (rooms.rows[i].isText) {
+      copyText(static_cast<CHAR16 *>(simRoomOf(objectType, object, place.Offset)),
+               static_cast<const CHAR16 *>(fieldPointer(&record, place)));
+    }
+    fieldStorePointer(&object->record, place, nullptr);
+  }
+}
+
+// Pads a member of a record as a controller answers it.
+template <size_t width> static void pad(CHAR8 (&member)[width]) {
+  simSetFixed(member, width, std::string(member, simFixedLength(member, width)).c_str());
+}
+
+static void copyReversed(UINT32 *to, size_t room, const UINT32 *ids, UINT32 count, const char *what) {
+  if (count > room) {
+    refuse(std::string(what) + " more than " + std::to_string(room) + " others");
+  }
+  std::reverse_copy(ids, ids + count, to);
+}
+
+// Whether the document leaves a value out, which then gets another one.
+static bool isGap(const XML_NODE *element, const char *name) {
+  return childNamed(element, name) == nullptr;
+}
+
+static void copyAdapter(SIM_ADAPTER *adapter, const RAID_ADAPTER_RECORD &record, const XML_NODE *element) {
+  copyRecord(adapter, RAID_OBJECT_ADAPTER, record);
+  RAID_ADAPTER_RECORD &kept = adapter->record;
+  kept.Attributes &= ~RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY;
+  kept.MaxLDs = isGap(element, "MaxLDs") ? 64 : kept.MaxLDs;
+  kept.MaxPDsPerSpan = isGap(element, "MaxPDsPerSpan") ? 32 : kept.MaxPDsPerSpan;
+  kept.MaxSpansPerLD = isGap(element, "MaxSpansPerLD") ? 8 : kept.MaxSpansPerLD;
+  if (record.RAIDLevelParams != nullptr) {
+    adapter->levelCount = static_cast<UINT32>(__builtin_popcount(record.SupportedRAIDLevels));
+    std::copy_n(record.RAIDLevelParams, adapter->levelCount, adapter->RAIDLevelParams);
+  }
+}
+
+static void copyEnclosure(SIM_ENCLOSURE *enclosure, const RAID_ENCLOSURE_RECORD &record) {
+  copyRecord(enclosure, RAID_OBJECT_ENCLOSURE, record);
+  enclosure->record.PDCount = 0;
+  pad(enclosure->record.ServiceTag);
+  pad(enclosure->record.AssetTag);
+  pad(enclosure->record.Revision);
+}
+
+// enclosure is the one that the element stands in, or null.
+static void copyDisk(SIM_DISK *disk, const RAID_PD_RECORD &record, const XML_NODE *element,
+                     const SIM_ENCLOSURE *enclosure) {
+  copyRecord(disk, RAID_OBJECT_PHYSICAL_DISK, record);
+  copyReversed(disk->VDs, SIM_DISK_VDS, record.VDs, record.VDCount, "a disk lists");
+  RAID_PD_RECORD &kept = disk->record;
+  pad(kept.ManufactureName);
+  pad(kept.ModelName);
+  pad(kept.Revision);
+  pad(kept.SerialNumber);
+  // The reader puts the object id in the place of the device id.
+  bool hasDeviceId = !isGap(element, "DeviceID");
+  kept.DeviceID = hasDeviceId ? static_cast<UINT32>(parseDecimal(childText(element, "DeviceID"))) : kept.ObjectID;
+  if (enclosure == nullptr) {
+    kept.EnclosureDeviceID = RAID_ENCLOSURE_NONE; // documents have no room for all its digits
+  } else {
+    const RAID_ENCLOSURE_RECORD &around = enclosure->record;
+    kept.EnclosureObjectID = isGap(element, "EnclosureObjectID") ? around.ObjectID : kept.EnclosureObjectID;
+    kept.EnclosureDeviceID = isGap(element, "EnclosureDeviceID") ? around.DeviceID : kept.EnclosureDeviceID;
+  }
+  if (isGap(element, "State")) {
+    kept.State = kept.VDCount != 0 && kept.Hotspare == RAID_HOTSPARE_NONE ? RAID_STATE_ONLINE : RAID_STATE_READY;
+  }
+}
+
+// What each member gives. One that holds nothing else tells it exactly.
+static UINT64 memberSizeOf(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK &volume) {
+  for (UINT32 i = 0; i < volume.record.PDCount; ++i) {
+    const SIM_DISK *disk = simFindDisk(sim, volume.PDs[i]);
+    if (disk != nullptr && disk->record.VDCount == 1 && disk->record.UsedSize != 0) {
+      return disk->record.UsedSize;
+    }
+  }
+  return simMemberSize(volume.record.RAIDLevel, volume.record.SpanDepth, volume.record.PDCount, volume.record.Size);
+}
+
+static void copyLevel(SIM_VIRTUAL_DISK *volume, const SIM_ADAPTER &adapter) {
+  for (UINT32 i = 0; volume->record.RAIDLevelDesc.RAIDLevel == 0 && i < adapter.levelCount; ++i) {
+    if (adapter.RAIDLevelParams[i].RAIDLevel == volume->record.RAIDLevel) {
+      volume->record.RAIDLevelDesc = adapter.RAIDLevelParams[i];
+    }
+  }
+}
+
+static void copyVirtualDisk(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *volume, const RAID_VD_RECORD &record,
+                            const XML_NODE *element) {
+  copyRecord(volume, RAID_OBJECT_VIRTUAL_DISK, record);
+  copyReversed(volume->PDs, SIM_VD_PDS, record.PDs, record.PDCount, "a virtual disk lists");
+  copyLevel(volume, sim->adapter);
+  RAID_VD_RECORD &kept = volume->record;
+  kept.State = isGap(element, "State") ? RAID_STATE_ONLINE : kept.State;
+  kept.AccessPolicy = isGap(element, "AccessPolicy") ? RAID_ACCESS_POLICY_READ_WRITE : kept.AccessPolicy;
+  kept.DiskCachePolicy = isGap(element, "DiskCachePolicy") ? RAID_CACHE_DISK_DEFAULT : kept.DiskCachePolicy;
+  kept.SpanDepth = isGap(element, "SpanDepth") ? 1 : kept.SpanDepth;
+  kept.PDsPerSpan = isGap(element, "PDsPerSpan") ? kept.PDCount : kept.PDsPerSpan;
+  volume->memberSize = memberSizeOf(sim, *volume);
+}
+
+template <class T> static T *added(POOL_ARRAY<T> &array) {
+  T *item = arrayAppend(array);
+  if (item == nullptr) {
+    throw CLIENT_ERROR(EFI_OUT_OF_RESOURCES, "there is no memory for the controller");
+  }
+  return item;
+}
+
+// A document without the number of slots gets the fewest that hold its disks.
+static void countSlots(SIM_CONTROLLER *sim) {
+  for (UINT32 i = 0; i < sim->enclosures.count; ++i) {
+    RAID_ENCLOSURE_RECORD &enclosure = sim->enclosures.items[i].record;
+    for (UINT32 j = 0; j < sim->disks.count; ++j) {
+      const RAID_PD_RECORD &disk = sim->disks.items[j].record;
+      if (disk.EnclosureObjectID == enclosure.ObjectID && disk.Slot >= enclosure.SlotCount && disk.Slot < 255) {
+        enclosure.SlotCount = static_cast<UINT8>(disk.Slot + 1);
+      }
+    }
+  }
+}
+
+// The reader appends its records in the order of the elements, so both are walked side by side.
+static void copyObjects(SIM_CONTROLLER *sim, const RAID_CONFIG &config, const XML_NODE *adapter) {
+  UINT32 enclosures = 0;
+  UINT32 disks = 0;
+  for (const XML_NODE *child = adapter->FirstChild; child != nullptr; child = child->NextSibling) {
+    if (textEqual(child->Name, "Enclosure") && enclosures < config.enclosureCount) {
+      SIM_ENCLOSURE *enclosure = added(sim->enclosures);
+      copyEnclosure(enclosure, config.enclosures[enclosures++]);
+      const XML_NODE *inside = childNamed(child, "PD");
+      for (; inside != nullptr && disks < config.physicalDiskCount; inside = nextSame(inside)) {
+        copyDisk(added(sim->disks), config.physicalDisks[disks++], inside, enclosure);
+      }
+    } else if (textEqual(child->Name, "PD") && disks < config.physicalDiskCount) {
+      copyDisk(added(sim->disks), config.physicalDisks[disks++], child, nullptr);
+    }
+  }
+  // Their sizes on the members follow from the disks.
+  UINT32 volumes = 0;
+  const XML_NODE *element = childNamed(adapter, "VD");
+  for (; element != nullptr && volumes < config.logicalDiskCount; element = nextSame(element)) {
+    copyVirtualDisk(sim, added(sim->virtualDisks), config.logicalDisks[volumes++], element);
+  }
+  countSlots(sim);
+}
+
+static void copyKey(SIM_CONTROLLER *sim, const RAID_CONFIG &config) {
+  if (config.keyId == nullptr) {
+    return;
+  }
+  UINT8 mode = sim->adapter.record.SecurityMode & static_cast<UINT8>(~RAID_MODE_PRESENT);
+  const CHAR8 *keyId = reinterpret_cast<const RAID_KEY_RECORD *>(config.keyId)->KeyID;
+  sim->key.present = true;
+  sim->key.mode = mode == RAID_KEY_MODE_RKM ? RAID_KEY_MODE_RKM : RAID_KEY_MODE_LKM;
+  copyBytes(sim->key.keyId, keyId, simFixedLength(keyId, RAID_KEY_ID_SIZE));
+  copyBytes(sim->key.passphrase, SIM_DOCUMENT_PASSPHRASE, sizeof(SIM_DOCUMENT_PASSPHRASE));
+  sim->adapter.record.SecurityMode = 0;
+}
+
+// The ids that the next disks and virtual disks get.
+static void chooseIds(SIM_CONTROLLER *sim) {
+  UINT32 last = 1000;
+  UINT32 first = sim->virtualDisks.count == 0 ? 1 : ~0U;
+  for (UINT32 i = 0; i < sim->disks.count; ++i) {
+    last = std::max<UINT32>(last, sim->disks.items[i].record.ObjectID);
+  }
+  for (UINT32 i = 0; i < sim->virtualDisks.count; ++i) {
+    const SIM_VIRTUAL_DISK &volume = sim->virtualDisks.items[i];
+    first = std::min<UINT32>(first, volume.record.ObjectID);
+    for (UINT32 j = 0; j < volume.record.PDCount; ++j) {
+      last = std::max(last, volume.PDs[j]); // it may have been pulled
+    }
+  }
+  sim->nextDiskId = last + 1;
+  sim->firstVirtualDiskId = first;
+}
+
+static SIM_OWNER makeController(const PARSED &parsed) {
+  SIM_CONTROLLER *sim = nullptr;
+  EFI_STATUS status = simCreateEmpty(&sim);
+  if (EFI_ERROR(status)) {
+    throw CLIENT_ERROR(status, "there is no memory for the controller");
+  }
+  SIM_OWNER owner(sim);
+  const XML_NODE *adapter = adapterOf(parsed.root);
+  if (adapter == nullptr || nextSame(adapter) != nullptr) {
+    refuse("it has more than one adapter; leave one in it");
+  }
+  copyAdapter(&sim->adapter, *parsed.config->adapter, adapter);
+  copyKey(sim, *parsed.config);
+  copyObjects(sim, *parsed.config, adapter);
+  chooseIds(sim);
+  const CHAR8 *fault = simStateFault(sim);
+  if (fault != nullptr) {
+    refuse(std::string(fault) + "; correct that place, or save the document anew with 'xyl get -o'");
+  }
+  return owner;
+}
+
+XYL_RESULT makeFromDocument(const XYL_CONTEXT &context, const CHAR8 *file, SIM_OWNER *owner) {
+  PARSED parsed;
+  XYL_RESULT result = readDocument(context, file, &parsed.text);
+  if (!isFailure(result)) {
+    result = parseTree(context, file, parsed.text.Text, &parsed.root);
+  }
+  if (isFailure(result)) {
+    return result;
+  }
+  UINT32 count = 1;
+  EFI_STATUS status = ParseXMLBlob(parsed.text.Text, &parsed.config, &count);
+  try {
+    if (EFI_ERROR(status) || parsed.config == nullptr || parsed.config->adapter == nullptr) {
+      refuse(EFI_ERROR(status) ? statusText(status) : "it has no adapter; 'xyl get -o' saves a document with one");
+    }
+    *owner = makeController(parsed);
+  } catch (const CLIENT_ERROR &error) {
+    throw CLIENT_ERROR(error.status, "cannot use '" + std::string(file) + "': " + error.what());
+  }
+  return succeeded();
+}

@@ -1,0 +1,232 @@
+#include "base/text.h"
+#include "host/common/common.h"
+#include "host/controller_file/state_json.h"
+
+[[noreturn]] static void refuse(const std::string &where, const std::string &what) {
+  throw CLIENT_ERROR(EFI_INVALID_PARAMETER, where + ": " + what);
+}
+
+static UINT64 numberFrom(const Json &value, const std::string &where, UINT64 limit) {
+  if (!value.is_number_unsigned() || value.get<UINT64>() > limit) {
+    refuse(where, "a whole number from 0 to " + std::to_string(limit) + " is wanted");
+  }
+  return value.get<UINT64>();
+}
+
+// A number, or a name in one of the tables of groups.
+static UINT64 namedFrom(const Json &value, const std::string &where, const FIELD_TABLE &groups, UINT64 limit) {
+  if (!value.is_string()) {
+    return numberFrom(value, where, limit);
+  }
+  for (UINT32 i = 0; i < groups.RowCount; ++i) {
+    UINT64 found = GetValueFromName(value.get_ref<const std::string &>().c_str(), groups.Rows[i].Names);
+    if (found != VALUE_NOT_FOUND && found <= limit) {
+      return found;
+    }
+  }
+  refuse(where, "'" + value.get<std::string>() + "' is no value of this member");
+}
+
+static UINT64 namedFrom(const Json &value, const std::string &where, const VALUE_NAME_TABLE *table, UINT64 limit) {
+  FIELD_ROW row = {};
+  row.Names = table;
+  return namedFrom(value, where, FIELD_TABLE{&row, 1}, limit);
+}
+
+static bool areHexDigits(const std::string &text, size_t from) {
+  return text.size() > from && text.find_first_not_of("0123456789abcdefABCDEF", from) == std::string::npos;
+}
+
+std::string STATE_READER::placeOfItem(const char *name, size_t index) const {
+  return placeOf(name) + "[" + std::to_string(index) + "]";
+}
+
+// Null for one that is missing.
+const Json *STATE_READER::member(const char *name) {
+  if (!json.is_object()) {
+    refuse(path, "an object is wanted");
+  }
+  known.insert(name);
+  auto found = json.find(name);
+  return found == json.end() ? nullptr : &*found;
+}
+
+const Json &STATE_READER::wanted(const char *name) {
+  const Json *value = member(name);
+  if (value == nullptr) {
+    refuse(placeOf(name), "this member is missing");
+  }
+  return *value;
+}
+
+const Json &STATE_READER::array(const char *name, const Json &value, UINT64 limit) const {
+  if (!value.is_array()) {
+    refuse(placeOf(name), "a list is wanted");
+  }
+  if (value.size() > limit) {
+    refuse(placeOf(name), "at most " + std::to_string(limit) + " entries are possible");
+  }
+  return value;
+}
+
+std::string STATE_READER::textIn(const char *name, const Json &value) const {
+  if (!value.is_string()) {
+    refuse(placeOf(name), "a text is wanted");
+  }
+  return value.get<std::string>();
+}
+
+void STATE_READER::number(const char *name, UINT64 &value, UINT64 limit) {
+  if (const Json *from = member(name)) {
+    value = numberFrom(*from, placeOf(name), limit);
+  }
+}
+
+void STATE_READER::numbers(const char *name, UINT32 *values, UINT64 &count, UINT64 limit) {
+  const Json *from = member(name);
+  if (from == nullptr) {
+    return;
+  }
+  count = array(name, *from, limit).size();
+  for (size_t i = 0; i < count; ++i) {
+    values[i] = static_cast<UINT32>(numberFrom((*from)[i], placeOfItem(name, i), 0xFFFFFFFF));
+  }
+}
+
+void STATE_READER::hex(const char *name, UINT64 &value, unsigned digits) {
+  const Json *from = member(name);
+  if (from == nullptr) {
+    return;
+  }
+  std::string text = textIn(name, *from);
+  if (text.size() > 2 + digits || text.compare(0, 2, "0x") != 0 || !areHexDigits(text, 2)) {
+    refuse(placeOf(name), "\"0x\" and 1 to " + std::to_string(digits) + " hexadecimal digits are wanted");
+  }
+  value = parseHex(text.c_str());
+}
+
+void STATE_READER::flag(const char *name, bool &value) {
+  const Json *from = member(name);
+  if (from == nullptr) {
+    return;
+  }
+  if (!from->is_boolean()) {
+    refuse(placeOf(name), "true or false is wanted");
+  }
+  value = from->get<bool>();
+}
+
+// Copies a text of at most limit characters, none above the highest, and returns its length.
+template <class T>
+static size_t copyText(const std::string &text, T *to, size_t limit, char16_t highest, const std::string &where) {
+  std::u16string units = fromUtf8(text);
+  if (units.size() > limit) {
+    refuse(where, "at most " + std::to_string(limit) + " characters are possible");
+  }
+  for (size_t i = 0; i < units.size(); ++i) {
+    if (units[i] == 0 || units[i] > highest) {
+      refuse(where, "it holds a character that has no place there");
+    }
+    to[i] = static_cast<T>(units[i]);
+  }
+  return units.size();
+}
+
+void STATE_READER::text(const char *name, CHAR16 *value, size_t units) {
+  if (const Json *from = member(name)) {
+    value[copyText(textIn(name, *from), value, units - 1, 0xFFFF, placeOf(name))] = 0;
+  }
+}
+
+void STATE_READER::text(const char *name, CHAR8 *value, size_t units) {
+  if (const Json *from = member(name)) {
+    value[copyText(textIn(name, *from), value, units - 1, 0xFF, placeOf(name))] = 0;
+  }
+}
+
+void STATE_READER::fixed(const char *name, CHAR8 *value, size_t width) {
+  if (const Json *from = member(name)) {
+    std::string text(width + 1, 0);
+    copyText(textIn(name, *from), text.data(), width, 0xFF, placeOf(name));
+    simSetFixed(value, width, text.c_str());
+  }
+}
+
+void STATE_READER::bytes(const char *name, UINT8 *value, size_t count) {
+  const Json *from = member(name);
+  if (from == nullptr) {
+    return;
+  }
+  std::string digits = textIn(name, *from);
+  if (digits.size() != 2 * count || !areHexDigits(digits, 0)) {
+    refuse(placeOf(name), std::to_string(2 * count) + " hexadecimal digits are wanted");
+  }
+  for (size_t i = 0; i < count; ++i) {
+    value[i] = static_cast<UINT8>(std::stoul(digits.substr(2 * i, 2), nullptr, 16));
+  }
+}
+
+void STATE_READER::named(const char *name, UINT64 &value, const VALUE_NAME_TABLE *table, UINT64 limit) {
+  if (const Json *from = member(name)) {
+    value = namedFrom(*from, placeOf(name), table, limit);
+  }
+}
+
+void STATE_READER::namedOrNone(const char *name, bool &present, UINT64 &value, const VALUE_NAME_TABLE *table,
+                               UINT64 limit) {
+  const Json *from = member(name);
+  present = from != nullptr && !from->is_null();
+  value = present ? namedFrom(*from, placeOf(name), table, limit) : 0;
+}
+
+void STATE_READER::mask(const char *name, UINT64 &value, const FIELD_TABLE &groups, UINT64 limit) {
+  const Json *from = member(name);
+  if (from == nullptr) {
+    return;
+  }
+  value = 0;
+  for (size_t i = 0; i < array(name, *from, 64).size(); ++i) {
+    value |= namedFrom((*from)[i], placeOfItem(name, i), groups, limit);
+  }
+}
+
+void STATE_READER::numberOrAny(const char *name, UINT32 &value, const VALUE_NAME_TABLE *table) {
+  const Json &from = wanted(name);
+  value = from == "any" ? SIM_ANY : static_cast<UINT32>(namedFrom(from, placeOf(name), table, 0xFFFFFFFF));
+}
+
+void STATE_READER::status(const char *name, EFI_STATUS &value) {
+  const Json &from = wanted(name);
+  value = from.is_string() ? errorNamed(from.get<std::string>())
+                           : static_cast<EFI_STATUS>(numberFrom(from, placeOf(name), ~0ULL));
+  if (from.is_string() && value == EFI_SUCCESS) {
+    refuse(placeOf(name), "'" + from.get<std::string>() + "' is no error status");
+  }
+}
+
+void STATE_READER::object(const char *name, const ITEM &item) {
+  STATE_READER inner(wanted(name), placeOf(name));
+  item(inner);
+  inner.refuseUnknown();
+}
+
+void STATE_READER::list(const char *name, UINT64 &count, UINT64 limit, const ITEMS &items) {
+  const Json &values = array(name, wanted(name), limit);
+  count = values.size();
+  for (size_t i = 0; i < count; ++i) {
+    STATE_READER inner(values[i], placeOfItem(name, i));
+    items(inner, i);
+    inner.refuseUnknown();
+  }
+}
+
+void STATE_READER::refuseUnknown() const {
+  if (!json.is_object()) {
+    refuse(path, "an object is wanted");
+  }
+  for (const auto &entry : json.items()) {
+    if (known.count(entry.key()) == 0) {
+      refuse(placeOf(entry.key()), "there is no such member");
+    }
+  }
+}

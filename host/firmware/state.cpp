@@ -1,0 +1,3 @@
+#include "host/firmware/state.h"
+
+FIRMWARE_STATE *g_firmware;

@@ -1,0 +1,50 @@
+#include "host/medium/medium.h"
+
+#include "client/jobs/jobs.h"
+#include "host/common/common.h"
+#include "host/medium/unpack.h"
+
+static void showJobs(const XYL_HOST &host, const JOB_FILE &jobs) {
+  for (UINT32 i = 0; i < jobs.Lines.count; ++i) {
+    const JOB_LINE &line = jobs.Lines.items[i];
+    say(&host, "%4d  %-10a  %a\n", line.Number, g_jobConditions[line.Condition], textOf(line.Text));
+  }
+  if (jobs.Again) {
+    say(&host, "Runs at every boot.\n");
+  }
+}
+
+static XYL_RESULT checkJobs(const XYL_HOST &host, const XYL_REQUEST &request) {
+  std::string content;
+  EFI_STATUS status = readHostFile(request.Operands[0], &content);
+  if (EFI_ERROR(status)) {
+    complain(&host, "cannot read '%a': %a", request.Operands[0], statusWords(status));
+    return status == EFI_NOT_FOUND ? notFound() : failed(status);
+  }
+  static constexpr JOB_NAME rows[] = {{"SERIAL", nullptr}, {"UUID", nullptr}}; // the machine will know
+  JOB_FILE jobs;
+  XYL_RESULT result = readJobs(&host, content.data(), content.size(), {rows, 2}, &jobs);
+  if (!isFailure(result)) {
+    showJobs(host, jobs);
+  }
+  freeJobs(&jobs);
+  return result;
+}
+
+static constexpr struct {
+  const CHAR8 *Name;
+  XYL_RESULT (*Run)(const XYL_HOST &host, const XYL_REQUEST &request);
+} g_commands[] = {{"jobs", checkJobs}, {"unpack", runUnpack}};
+
+bool isMediumCommand(const XYL_REQUEST &request) {
+  return xylIsCommand(request, g_commands[0].Name) || xylIsCommand(request, g_commands[1].Name);
+}
+
+XYL_RESULT runMediumCommand(const XYL_HOST &host, const XYL_REQUEST &request) {
+  for (const auto &command : g_commands) {
+    if (xylIsCommand(request, command.Name)) {
+      return command.Run(host, request);
+    }
+  }
+  return wrongUsage();
+}

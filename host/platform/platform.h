@@ -1,0 +1,50 @@
+// The platform of one run of the host program: firmware, providers, a controller (simulated, or over disks) and the
+// driver bound to it.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/controller_file/controller_file.h"
+#include "host/firmware/firmware.h"
+
+// Where the controller comes from; with all empty there is none.
+struct PLATFORM_OPTIONS {
+  std::string preset;
+  std::string controllerFile;
+  std::vector<std::string> disks; // images and block devices, which stand in the ports of one function
+  std::string logLevel;           // empty: no log on the console
+  bool changes = false;           // the controller's file will be saved, disks are opened for writing
+};
+
+class Platform {
+public:
+  // Throws CLIENT_ERROR.
+  explicit Platform(const PLATFORM_OPTIONS &options);
+  // Takes everything down and returns what the books say was done wrong, one line each.
+  std::vector<std::string> close(bool namesWereAsked);
+
+  EFI_SYSTEM_TABLE *systemTable() { return firmware_.systemTable(); }
+  // What the driver wrote to the console, as far as the user wants to see it: the log, or why nothing was bound.
+  std::string takeConsole();
+  // Writes the state back to the controller's file, if it came from one and may have changed: also a command that only
+  // reads uses up pending faults. Throws CLIENT_ERROR.
+  void saveController();
+
+private:
+  void load(EFI_IMAGE_ENTRY entry, const char *name, const std::u16string &options = {});
+  void loadController();
+  void connectSimulated();
+  void loadDisks();
+  void connectDisks();
+
+  PLATFORM_OPTIONS options_;
+  FileLock lock_;
+  Firmware firmware_;
+  SIM_OWNER sim_;                                   // after the firmware, whose pool it lives in
+  std::vector<std::unique_ptr<BlockDevice>> disks_; // likewise
+  EFI_HANDLE overDisks_ = nullptr;                  // the controller over them
+  std::vector<EFI_HANDLE> images_;
+  bool showsConsole_ = false;
+};

@@ -1,0 +1,221 @@
+// The host program: the client's commands against a simulated controller.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <memory>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "client/command_line/command_line.h"
+#include "host/common/common.h"
+#include "host/medium/medium.h"
+#include "host/platform/platform.h"
+#include "host/program/busy.h"
+#include "host/program/manual.h"
+#include "host/program/outputs.h"
+#include "host/program/secret.h"
+#include "host/redfish/redfish.h"
+#include "host/report/report.h"
+#include "host/simulator/simulator.h"
+
+static void writeOut(const XYL_HOST *, const CHAR8 *text, UINTN length) {
+  std::fwrite(text, 1, length, stdout);
+}
+
+static void writeError(const XYL_HOST *, const CHAR8 *text, UINTN length) {
+  std::fflush(stdout);
+  std::fwrite(text, 1, length, stderr);
+}
+
+static EFI_STATUS readFile(const XYL_HOST *, const CHAR8 *name, CHAR8 **data, UINTN *size) {
+  std::string content;
+  EFI_STATUS status = readHostFile(name, &content);
+  if (!EFI_ERROR(status)) {
+    *data = static_cast<CHAR8 *>(poolAllocate(content.size() + 1));
+    status = *data == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
+  }
+  if (!EFI_ERROR(status)) {
+    std::memcpy(*data, content.c_str(), content.size() + 1);
+    *size = content.size();
+  }
+  wipeBytes(content.data(), content.size()); // change documents may hold passphrases
+  return status;
+}
+
+static XYL_ANSWER askYes(const XYL_HOST *, const CHAR8 *question) {
+  if (isatty(STDIN_FILENO) == 0) {
+    return XYL_ANSWER_NO_TERMINAL;
+  }
+  std::fflush(stdout);
+  std::fputs(question, stderr);
+  std::string line;
+  std::getline(std::cin, line);
+  return line == "yes" ? XYL_ANSWER_YES : XYL_ANSWER_NO;
+}
+
+static std::unique_ptr<Busy> g_busy;
+
+static void showBusy(const XYL_HOST *host, bool begins) {
+  if (!begins) {
+    g_busy.reset();
+  } else if (isatty(STDERR_FILENO) != 0) {
+    auto write = [host](const std::string &text) { writeError(host, text.c_str(), text.size()); };
+    g_busy = std::make_unique<Busy>(write, std::chrono::seconds(1));
+  }
+}
+
+static bool hasColours() {
+  const char *none = std::getenv("NO_COLOR");
+  const char *terminal = std::getenv("TERM");
+  bool plain = (none != nullptr && *none != 0) || (terminal != nullptr && std::strcmp(terminal, "dumb") == 0);
+  return !plain && isatty(STDOUT_FILENO) != 0;
+}
+
+// The columns of a line: what COLUMNS says, else the terminal, but no more than anywhere else.
+static UINTN columnsOfLine() {
+  const char *text = std::getenv("COLUMNS");
+  unsigned long columns = text != nullptr ? std::strtoul(text, nullptr, 10) : 0;
+  winsize size = {};
+  if (columns == 0 && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) {
+    columns = size.ws_col;
+  }
+  return columns != 0 && columns < 80 ? columns : 80;
+}
+
+static std::string optionOf(const XYL_REQUEST &request, XYL_OPTION_ID id) {
+  return request.Options[id] != nullptr ? request.Options[id] : "";
+}
+
+static bool isReport(const XYL_REQUEST &request) {
+  return xylIsCommand(request, "report");
+}
+
+static bool isRedfish(const XYL_REQUEST &request) {
+  return xylIsCommand(request, "redfish");
+}
+
+static bool needsController(const XYL_REQUEST &request) {
+  return xylNeedsController(request) || (isReport(request) && request.OperandCount == 0) ||
+         (isRedfish(request) && redfishNeedsController(request));
+}
+
+static XYL_RESULT runCommand(const XYL_HOST &host, const XYL_REQUEST &request) {
+  XYL_CONTEXT context = {&host, &request};
+  if (isMediumCommand(request)) {
+    return runMediumCommand(host, request);
+  }
+  return isReport(request) ? runReport(context) : isRedfish(request) ? runRedfish(context) : xylRun(&host, request);
+}
+
+// Checks what the options say about the controller and the log.
+static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &request, PLATFORM_OPTIONS *options) {
+  options->preset = optionOf(request, XYL_OPTION_PRESET);
+  options->controllerFile = optionOf(request, XYL_OPTION_CONTROLLER);
+  options->disks.assign(request.Disks, request.Disks + (xylDisksAreNames(request) ? 0 : request.DiskCount));
+  options->logLevel = optionOf(request, XYL_OPTION_LOG);
+  const std::string &level = options->logLevel;
+  if (!level.empty() && level != "trace" && level != "warn" && level != "error") {
+    complain(&host, "--log wants trace, warn or error, not '%a'", level.c_str());
+    return wrongUsage();
+  }
+  int sources = !options->preset.empty() + !options->controllerFile.empty() + !options->disks.empty();
+  if (sources > 1) {
+    complain(&host, "--preset, --controller and --disk exclude each other; give one of them");
+    return wrongUsage();
+  }
+  if (!needsController(request) && (isReport(request) || isRedfish(request))) {
+    XYL_RESULT result = refuseController(&host, request);
+    if (isFailure(result)) {
+      return result;
+    }
+  }
+  if (!needsController(request)) {
+    options->preset.clear();
+    options->controllerFile.clear();
+    options->disks.clear();
+  } else if (sources == 0) {
+    complain(&host, "no controller is given; use --preset NAME ('xyl sim presets'), --controller FILE "
+                    "('xyl sim new') or --disk FILE");
+    return wrongUsage();
+  }
+  return succeeded();
+}
+
+// The file of a simulated controller stands for its server; disks are this machine's.
+static std::string serverName(const PLATFORM_OPTIONS &options) {
+  char name[256] = "";
+  if (!options.disks.empty() && gethostname(name, sizeof(name) - 1) != 0) {
+    name[0] = 0;
+  }
+  return options.controllerFile + name;
+}
+
+static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
+  PLATFORM_OPTIONS options;
+  XYL_RESULT result = platformOptions(host, request, &options);
+  if (isFailure(result)) {
+    return result;
+  }
+  options.changes = xylChangesController(request);
+  Platform platform(options);
+  host.SystemTable = platform.systemTable();
+  std::string server = serverName(options);
+  host.ServerName = server.c_str();
+  result = runCommand(host, request);
+  std::fflush(stdout);
+  // Also after a failure: steps done before it stay done.
+  platform.saveController();
+  std::string console = platform.takeConsole();
+  for (const std::string &fault : platform.close(/* namesWereAsked= */ xylIsCommand(request, "list"))) {
+    complain(&host, "internal error: %a", fault.c_str());
+    result = failed(EFI_DEVICE_ERROR);
+  }
+  console += platform.takeConsole();
+  complainLines(&host, console.c_str());
+  return result;
+}
+
+static XYL_RESULT runRequest(XYL_HOST &host, const XYL_REQUEST &request) {
+  if (xylHelp(&host, request)) {
+    return succeeded();
+  }
+  if (isManualCommand(request)) {
+    return runManualCommand(host, request);
+  }
+  return isSimCommand(request) ? runSimCommand(host, request) : runOnPlatform(host, request);
+}
+
+int main(int argc, char **argv) {
+  XYL_HOST host = {nullptr,  XYL_FRONT_HOST, nullptr,         writeOut,       writeError,
+                   readFile, openHostOutput, closeHostOutput, isSameHostFile, askYes};
+  host.Terminal = isatty(STDOUT_FILENO) != 0;
+  host.Colours = hasColours();
+  host.Columns = columnsOfLine();
+  host.AskSecret = askHostSecret;
+  host.Busy = showBusy;
+  XYL_REQUEST request;
+  XYL_RESULT result = xylParse(&host, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);
+  try {
+    if (!isFailure(result)) {
+      xylSilence(&host, request);
+      result = runRequest(host, request);
+    }
+  } catch (const USAGE_ERROR &error) {
+    complain(&host, "%a", error.what());
+    result = wrongUsage();
+  } catch (const CLIENT_ERROR &error) {
+    complain(&host, "%a", error.what());
+    result = {error.status == EFI_NOT_FOUND ? XYL_NOT_FOUND : XYL_FAILED, error.status};
+  } catch (const std::bad_alloc &) {
+    complain(&host, "there is not enough memory");
+    result = failed(EFI_OUT_OF_RESOURCES);
+  }
+  xylTellFailure(&host, request, result);
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    complain(&host, "the output cannot be written");
+    result = failed(EFI_DEVICE_ERROR);
+  }
+  return result.Outcome;
+}

@@ -1,0 +1,172 @@
+#include "host/redfish/body.h"
+
+#include <algorithm>
+#include <set>
+
+#define GIVEN_MAX 100 // bytes of a value in a message
+#define DEPTH_MAX 16  // of a body; a text is written, and a copy made, by routines that call themselves
+
+const REDFISH_WANT *REDFISH_WANTS::find(const std::string &element) const {
+  auto found = byElement.find(element);
+  return found == byElement.end() ? nullptr : &found->second;
+}
+
+Json parseBody(const std::string &text) {
+  bool isDeep = false;
+  auto measure = [&](int depth, Json::parse_event_t, Json &) {
+    isDeep = isDeep || depth > DEPTH_MAX;
+    return !isDeep;
+  };
+  Json body = Json::parse(text, measure, /* exceptions= */ false);
+  if (body.is_discarded() && !isDeep) {
+    refuse("MalformedJSON");
+  }
+  if (!body.is_object() || isDeep) {
+    refuse("UnrecognizedRequestBody");
+  }
+  return body;
+}
+
+struct READER {
+  const REDFISH_MODEL &model;
+  const REDFISH_TAKES &takes;
+  REDFISH_WANTS wants = {};
+  REDFISH_REFUSAL refusal = {};
+
+  void problem(const char *key, std::vector<std::string> arguments, const std::string &property) {
+    refusal.problems->push_back({key, std::move(arguments), property});
+  }
+};
+
+static std::string givenText(const Json &value) {
+  std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+  if (text.size() <= GIVEN_MAX) {
+    return text;
+  }
+  size_t length = GIVEN_MAX;
+  while ((text[length] & 0xC0) == 0x80) { // not within a character
+    --length;
+  }
+  return text.substr(0, length) + "...";
+}
+
+// A drive of this storage, by its URI.
+static const Json *driveAt(const REDFISH_MODEL &model, const std::string &uri) {
+  std::string place = storageUri(model) + "/Drives/";
+  std::string id = uri.rfind(place, 0) == 0 ? uri.substr(place.size()) : "";
+  bool isNumber = !id.empty() && id.size() < 11 && id.find_first_not_of("0123456789") == std::string::npos;
+  auto found = isNumber ? model.diskById.find(std::stoull(id)) : model.diskById.end();
+  return found == model.diskById.end() ? nullptr : &model.disks[found->second].object;
+}
+
+static Json readDrives(READER *reader, const std::string &property, const Json &value) {
+  Json ids = Json::array();
+  std::set<UINT64> seen;
+  for (const Json &link : value) {
+    const Json *uri = link.is_object() ? memberAt(link, "@odata.id") : nullptr;
+    const Json *drive = uri != nullptr && uri->is_string() ? driveAt(reader->model, uri->get<std::string>()) : nullptr;
+    if (drive == nullptr || !seen.insert(idOf(*drive)).second) {
+      reader->problem("PropertyValueNotInList", {givenText(link), property}, property);
+      continue;
+    }
+    ids.push_back(idOf(*drive));
+  }
+  return ids;
+}
+
+// Documents are read byte by byte, so a text that is more than ASCII would not come back as it was.
+static bool isPlainText(const std::string &text) {
+  bool isPlain = std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+  return isPlain && !text.empty() && text.front() != ' ' && text.back() != ' ';
+}
+
+static bool hasType(const REDFISH_FIELD &field, const Json &value) {
+  switch (field.form) {
+  case FORM_TEXT:
+    return value.is_string();
+  case FORM_AMOUNT:
+  case FORM_RATE:
+    return value.is_number();
+  case FORM_LINKS:
+    return value.is_array();
+  default:
+    Json sample = Json::parse(field.values[0].value);
+    return sample.type() == value.type() || (sample.is_number() && value.is_number());
+  }
+}
+
+// The key of the message that a value of the right type deserves, or null.
+static const char *whyNot(const REDFISH_FIELD &field, const Json &value) {
+  switch (field.form) {
+  case FORM_TEXT:
+    return isPlainText(value.get<std::string>()) ? nullptr : "PropertyValueFormatError";
+  case FORM_AMOUNT:
+    return value.is_number_unsigned() && value > 0 ? nullptr : "PropertyValueOutOfRange";
+  case FORM_RATE:
+    return value.is_number_unsigned() && value <= 100 ? nullptr : "PropertyValueOutOfRange";
+  case FORM_LINKS:
+    return nullptr;
+  default:
+    return wordOf(field, value).is_null() ? "PropertyValueNotInList" : nullptr;
+  }
+}
+
+static void readValue(READER *reader, const REDFISH_FIELD &field, const Json &value) {
+  std::string property = field.property;
+  std::string given = givenText(value);
+  const char *why = hasType(field, value) ? whyNot(field, value) : "PropertyValueTypeError";
+  if (why != nullptr) {
+    return reader->problem(why, {given, property}, property);
+  }
+  Json word = field.form == FORM_LINKS ? readDrives(reader, property, value) : value;
+  word = field.values.empty() ? word : wordOf(field, value);
+  const REDFISH_WANT *other = reader->wants.find(field.element);
+  if (other != nullptr && other->word != word) {
+    return reader->problem("PropertyValueConflict", {property, other->property}, property);
+  }
+  REDFISH_WANT &want = reader->wants.byElement[field.element];
+  want.word = word;
+  want.property = property;
+  want.given = given;
+}
+
+// Annotations tell nothing that is to be done, but for the time to do it at.
+static void readAnnotation(READER *reader, const std::string &name, const Json &value) {
+  if (name == "@Redfish.OperationApplyTime" && value != "Immediate") {
+    reader->problem("PropertyValueNotInList", {givenText(value), name}, name);
+  }
+}
+
+static void readMembers(READER *reader, const std::string &inside, const Json &members) {
+  const REDFISH_TABLE &table = reader->takes.table;
+  for (const auto &[name, value] : members.items()) {
+    std::string path = inside + name;
+    if (name.find("@odata.") != std::string::npos || name.find("@Redfish.") != std::string::npos) {
+      readAnnotation(reader, path, value);
+      continue;
+    }
+    auto leadsTo = [&](const REDFISH_FIELD &field) { return std::string(field.property).rfind(path + "/", 0) == 0; };
+    auto field =
+        std::find_if(table.begin(), table.end(), [&](const REDFISH_FIELD &row) { return row.property == path; });
+    bool isKnown = field != table.end() || reader->takes.resource.contains(path);
+    if (field == table.end() && value.is_object() && std::any_of(table.begin(), table.end(), leadsTo)) {
+      readMembers(reader, path + "/", value);
+    } else if (field != table.end() && (field->writable & reader->takes.when) != 0) {
+      readValue(reader, *field, value);
+    } else {
+      reader->problem(isKnown ? "PropertyNotWritable" : "PropertyUnknown", {path}, path);
+    }
+  }
+}
+
+REDFISH_WANTS readBody(const REDFISH_MODEL &model, const Json &body, const REDFISH_TAKES &takes) {
+  READER reader = {model, takes};
+  if (body.empty()) {
+    refuse("EmptyJSON");
+  }
+  readMembers(&reader, "", body);
+  if (!reader.refusal.problems->empty()) {
+    throw reader.refusal;
+  }
+  return reader.wants;
+}

@@ -1,0 +1,36 @@
+// A Redfish request as methods of a change document.
+#pragma once
+
+#include "client/verbs/verbs.h"
+#include "host/redfish/messages.h"
+#include "host/redfish/resources.h"
+
+struct REDFISH_REQUEST {
+  const REDFISH_MODEL &model;
+  std::string method;
+  std::string uri;
+  std::string body;
+};
+
+// Writes the methods. Throws REDFISH_REFUSAL for what cannot be expressed or what the configuration does not allow.
+void putRequest(const REDFISH_REQUEST &request, CHANGE_WRITER *writer);
+
+// A request for one resource.
+struct REDFISH_CALL {
+  const REDFISH_MODEL &model;
+  Json body;     // null where there is none
+  Json resource; // as it is
+  UINT64 id;     // of what the URI names
+  CHANGE_WRITER *writer;
+};
+
+// What may be asked for of volumes.
+void createVolume(const REDFISH_CALL &call);
+void changeVolume(const REDFISH_CALL &call);
+void deleteVolume(const REDFISH_CALL &call);
+void checkVolume(const REDFISH_CALL &call);
+
+// Makes the disk a hot spare of the kind, of those virtual disks where it is a dedicated one.
+void putHotspare(CHANGE_WRITER *writer, UINT64 disk, const char *kind, const std::vector<UINT64> &volumes);
+// Refuses a disk that cannot be taken, for a property with that value.
+void needReady(const REDFISH_MODEL &model, const Json &disk, const std::string &property, const std::string &value);

@@ -1,0 +1,230 @@
+// Requests for volumes.
+#include <algorithm>
+#include <set>
+
+#include "driver/xml/xml.h"
+#include "host/redfish/body.h"
+#include "host/redfish/request.h"
+
+// Names the new virtual disk within its document.
+static constexpr UINT64 NEW_VOLUME = 0x00100000;
+
+static void putWord(CHANGE_WRITER *writer, const char *element, const Json &word) {
+  if (word.is_number()) {
+    putElement(writer, element, word.get<UINT64>());
+  } else {
+    putElement(writer, element, word.get<std::string>().c_str());
+  }
+}
+
+// The adapter's descriptor of the level, or an empty object.
+static Json levelOf(const REDFISH_MODEL &model, const Json &word) {
+  for (const Json &level : itemsOf(model.adapter, "RAIDLevelParams")) {
+    if (level.value("RAIDLevel", Json()) == word) {
+      return level;
+    }
+  }
+  return Json::object();
+}
+
+// Refuses a word that is not among those that there are; a list that the document lacks allows all.
+static void needOffered(const REDFISH_WANT *want, const Json *offered) {
+  if (want != nullptr && offered != nullptr &&
+      std::find(offered->begin(), offered->end(), want->word) == offered->end()) {
+    refuse("PropertyValueNotInList", {want->given, want->property}, want->property);
+  }
+}
+
+// Refuses what the level does not offer.
+static void checkLevel(const REDFISH_WANTS &wants, const Json &level) {
+  static constexpr struct {
+    const char *element;
+    const char *offered;
+  } rows[] = {{"StripeSize", "AvailableStripeSize"},
+              {"CurrentCachePolicy/WritePolicy", "AvailableCachePolicy/WritePolicy"},
+              {"CurrentCachePolicy/ReadPolicy", "AvailableCachePolicy/ReadPolicy"}};
+  for (const auto &row : rows) {
+    needOffered(wants.find(row.element), memberAt(level, row.offered));
+  }
+}
+
+// The policy is one word to the controller, so the groups that are not wanted are given as they are.
+static void putCache(CHANGE_WRITER *writer, const REDFISH_WANTS &wants, const Json *policy) {
+  std::string element = "CurrentCachePolicy/";
+  if (wants.find(element + "WritePolicy") == nullptr && wants.find(element + "ReadPolicy") == nullptr) {
+    return;
+  }
+  openElement(writer, "CurrentCachePolicy");
+  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
+    const char *group = g_cachePolicyGroups.Rows[i].Element;
+    const REDFISH_WANT *want = wants.find(element + group);
+    Json words = policy != nullptr ? itemsOf(*policy, group) : Json::array();
+    if (want != nullptr || !words.empty()) {
+      putWord(writer, group, want != nullptr ? want->word : words[0]);
+    }
+  }
+  closeElement(writer);
+}
+
+static void putWanted(CHANGE_WRITER *writer, const REDFISH_WANTS &wants, const char *element) {
+  const REDFISH_WANT *want = wants.find(element);
+  if (want != nullptr) {
+    putWord(writer, element, want->word);
+  }
+}
+
+// --- Hot spares ---
+
+static std::vector<UINT64> spared(const Json &disk) {
+  return disk.value("Hotspare", "") == "Dedicated" ? disk.value("VD", std::vector<UINT64>()) : std::vector<UINT64>();
+}
+
+static std::set<UINT64> idsOf(const REDFISH_WANT &want) {
+  return {want.word.begin(), want.word.end()};
+}
+
+static const Json &diskOf(const REDFISH_MODEL &model, UINT64 id) {
+  return model.disks[model.diskById.at(id)].object;
+}
+
+// Makes the disk a spare of one more virtual disk.
+static void putSpare(const REDFISH_CALL &call, const REDFISH_WANT &want, const Json &disk, UINT64 volume) {
+  needReady(call.model, disk, want.property, want.given);
+  std::vector<UINT64> volumes = spared(disk);
+  volumes.push_back(volume);
+  putHotspare(call.writer, idOf(disk), "Dedicated", volumes);
+}
+
+// The virtual disk's spares become those that are wanted; a spare of other virtual disks stays one of these.
+static void putSpares(const REDFISH_CALL &call, const REDFISH_WANT &want) {
+  std::set<UINT64> wanted = idsOf(want);
+  for (size_t place : placesOf(call.model.sparesOf, call.id)) {
+    const Json &disk = call.model.disks[place].object;
+    if (wanted.erase(idOf(disk)) == 0) {
+      std::vector<UINT64> volumes = spared(disk);
+      std::erase(volumes, call.id);
+      putHotspare(call.writer, idOf(disk), volumes.empty() ? "Not Hotspare" : "Dedicated", volumes);
+    }
+  }
+  for (UINT64 id : wanted) {
+    putSpare(call, want, diskOf(call.model, id), call.id);
+  }
+}
+
+// --- POST ---
+
+static const REDFISH_WANT &need(const REDFISH_WANTS &wants, const char *element, const char *property) {
+  const REDFISH_WANT *want = wants.find(element);
+  if (want == nullptr || want->word.empty()) {
+    refuse("CreateFailedMissingReqProperties", {property}, property);
+  }
+  return *want;
+}
+
+static void checkMembers(const REDFISH_CALL &call, const REDFISH_WANTS &wants, const REDFISH_WANT &members) {
+  const REDFISH_WANT *span = wants.find("PDsPerSpan");
+  const REDFISH_WANT *spares = wants.find(ELEMENT_SPARES);
+  std::set<UINT64> taken = spares != nullptr ? idsOf(*spares) : std::set<UINT64>();
+  if (span != nullptr && members.word.size() % span->word.get<UINT64>() != 0) {
+    refuse("PropertyValueConflict", {span->property, members.property}, span->property);
+  }
+  for (UINT64 id : members.word) {
+    const Json &disk = diskOf(call.model, id);
+    needReady(call.model, disk, members.property, members.given);
+    if (disk.contains("Hotspare")) {
+      refuse("PropertyValueResourceConflict", {members.property, members.given, driveUri(call.model, disk)},
+             members.property);
+    }
+    if (spares != nullptr && taken.contains(id)) {
+      refuse("PropertyValueConflict", {spares->property, members.property}, spares->property);
+    }
+  }
+}
+
+static void putMembers(CHANGE_WRITER *writer, const REDFISH_WANTS &wants, const Json &members) {
+  for (UINT64 id : members) {
+    putElement(writer, "OID", id);
+  }
+  openObject(writer, "VD", "Virtual Disk");
+  const REDFISH_WANT *span = wants.find("PDsPerSpan");
+  if (span != nullptr) {
+    putElement(writer, "SpanDepth", members.size() / span->word.get<UINT64>());
+    putElement(writer, "PDsPerSpan", span->word.get<UINT64>());
+  }
+}
+
+void createVolume(const REDFISH_CALL &call) {
+  REDFISH_WANTS wants = readBody(call.model, call.body, {g_volumeFields, WRITE_CREATE, nullptr});
+  if (call.model.volumes.size() >= call.model.adapter.value("MaxLDs", UINT64{~0ULL})) {
+    refuse("CreateLimitReachedForResource");
+  }
+  const REDFISH_WANT &level = need(wants, "RAIDLevel", "RAIDType");
+  const REDFISH_WANT &members = need(wants, ELEMENT_MEMBERS, "Links/Drives");
+  Json descriptor = levelOf(call.model, level.word);
+  needOffered(&level, memberAt(call.model.adapter, "SupportedRAIDLevels"));
+  checkLevel(wants, descriptor);
+  checkMembers(call, wants, members);
+  openMethod(call.writer, "Create", "Virtual Disk");
+  putMembers(call.writer, wants, members.word);
+  putElement(call.writer, "TargetID", NEW_VOLUME);
+  for (const char *element : {"Name", "RAIDLevel", "Size", "StripeSize", "AccessPolicy"}) {
+    putWanted(call.writer, wants, element);
+  }
+  putCache(call.writer, wants, memberAt(descriptor, "DefaultCachePolicy"));
+  const REDFISH_WANT *encrypted = wants.find("Attributes");
+  if (encrypted != nullptr && encrypted->word == "FDE") {
+    openElement(call.writer, "Attributes");
+    putWord(call.writer, "Attrib", encrypted->word);
+    closeElement(call.writer);
+  }
+  closeMethod(call.writer);
+  const REDFISH_WANT *spares = wants.find(ELEMENT_SPARES);
+  if (spares == nullptr) {
+    return;
+  }
+  for (UINT64 id : spares->word) {
+    putSpare(call, *spares, diskOf(call.model, id), NEW_VOLUME);
+  }
+}
+
+// --- PATCH, DELETE and the action ---
+
+void changeVolume(const REDFISH_CALL &call) {
+  REDFISH_WANTS wants = readBody(call.model, call.body, {g_volumeFields, WRITE_CHANGE, call.resource});
+  const Json &volume = call.model.volumes[call.model.volumeById.at(call.id)];
+  const REDFISH_WANT *spares = wants.find(ELEMENT_SPARES);
+  checkLevel(wants, volume.value("RAIDLevelDesc", Json::object()));
+  if (wants.byElement.size() > (spares != nullptr ? 1U : 0U)) {
+    openMethod(call.writer, "Change", "Virtual Disk");
+    putElement(call.writer, "OID", call.id);
+    openObject(call.writer, "VD", "Virtual Disk");
+    putWanted(call.writer, wants, "Name");
+    putWanted(call.writer, wants, "AccessPolicy");
+    putCache(call.writer, wants, memberAt(volume, "CurrentCachePolicy"));
+    closeMethod(call.writer);
+  }
+  if (spares != nullptr) {
+    putSpares(call, *spares);
+  }
+  if (textOf(call.writer->Text)[0] == 0) {
+    refuse("NoOperation");
+  }
+}
+
+// A body may say when.
+static void putMethod(const REDFISH_CALL &call, const char *command) {
+  if (!call.body.is_null() && !call.body.empty()) {
+    readBody(call.model, call.body, {{}, WRITE_CHANGE, nullptr});
+  }
+  openMethod(call.writer, command, "Virtual Disk");
+  putElement(call.writer, "OID", call.id);
+  closeMethod(call.writer);
+}
+
+void deleteVolume(const REDFISH_CALL &call) {
+  putMethod(call, "Delete");
+}
+
+void checkVolume(const REDFISH_CALL &call) {
+  putMethod(call, "Check");
+}

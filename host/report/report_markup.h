@@ -1,0 +1,12 @@
+// Pieces of markup: the sign and the words of a status; the letter of a volume; links.
+#pragma once
+
+#include "host/report/report_model.h"
+
+// The outlines that putSign refers to; once a page.
+void putSigns(std::string &page);
+void putSign(std::string &page, std::string_view style);
+void putStatus(std::string &page, const REPORT_STATUS &status);
+void putBadge(std::string &page, const REPORT_MODEL &model, size_t volume);
+void putDiskLink(std::string &page, const REPORT_DISK &disk);
+void putVolumeLink(std::string &page, const REPORT_MODEL &model, size_t volume);

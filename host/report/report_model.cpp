@@ -1,0 +1,160 @@
+#include "host/report/report_model.h"
+
+#include "base/text.h"
+#include "host/common/common.h"
+
+static constexpr struct {
+  const char *state;
+  REPORT_STATUS status;
+} g_states[] = {
+    {"Online", {"online", "Online", false}},      {"Ready", {"ready", "Ready", false}},
+    {"Degraded", {"degraded", "Degraded", true}}, {"Failed", {"failed", "Failed", true}},
+    {"Foreign", {"foreign", "Foreign", true}},    {"Offline", {"offline", "Offline", true}},
+};
+static constexpr REPORT_STATUS g_unknown = {"unknown", "Unknown", true};
+static constexpr REPORT_STATUS g_globalSpare = {"spare", "Global spare", false};
+static constexpr REPORT_STATUS g_dedicatedSpare = {"spare", "Dedicated spare", false};
+
+static const REPORT_STATUS *statusOf(const XML_NODE *node) {
+  const CHAR8 *state = childText(node, "State");
+  for (const auto &row : g_states) {
+    if (textEqual(state, row.state)) {
+      return &row.status;
+    }
+  }
+  return &g_unknown;
+}
+
+// What a disk serves as is shown while it is well.
+static const REPORT_STATUS *diskStatusOf(const XML_NODE *disk) {
+  const REPORT_STATUS *status = statusOf(disk);
+  const CHAR8 *spare = childText(disk, "Hotspare");
+  if (status->wantsAttention) {
+    return status;
+  }
+  return textEqual(spare, "Global") ? &g_globalSpare : textEqual(spare, "Dedicated") ? &g_dedicatedSpare : status;
+}
+
+std::string fieldOf(const XML_NODE *node, const CHAR8 *name) {
+  std::string text = documentText(childText(node, name));
+  // Fixed fields are padded with blanks.
+  return text.erase(text.find_last_not_of(' ') + 1);
+}
+
+UINT64 numberOf(const XML_NODE *node, const CHAR8 *name) {
+  return parseDecimal(childText(node, name));
+}
+
+std::string listOf(const XML_NODE *node) {
+  std::string list;
+  for (const XML_NODE *child = node != nullptr ? node->FirstChild : nullptr; child != nullptr;
+       child = child->NextSibling) {
+    list += (list.empty() ? "" : ", ") + documentText(nodeText(child));
+  }
+  return list;
+}
+
+// A number stays on the line of its unit.
+static std::string withoutBreaks(std::string text) {
+  size_t blank = text.find(' ');
+  return blank == std::string::npos ? text : text.replace(blank, 1, "\xC2\xA0");
+}
+
+std::string sizeOf(const XML_NODE *node, const CHAR8 *name) {
+  return withoutBreaks(sizeText(numberOf(node, name)));
+}
+
+std::string modelOfDisk(const XML_NODE *disk) {
+  std::string maker = fieldOf(disk, "ManufactureName");
+  std::string model = fieldOf(disk, "ModelName");
+  return maker + (maker.empty() || model.empty() ? "" : " ") + model;
+}
+
+static bool hasAttribute(const XML_NODE *node, const CHAR8 *name) {
+  const XML_NODE *attribute = childNamed(childNamed(node, "Attributes"), "Attrib");
+  while (attribute != nullptr && !textEqual(nodeText(attribute), name)) {
+    attribute = nextSame(attribute);
+  }
+  return attribute != nullptr;
+}
+
+std::string kindOfDisk(const XML_NODE *disk) {
+  std::string kind = fieldOf(disk, "Protocol") + (hasAttribute(disk, "SSD") ? " SSD" : " HDD");
+  std::string secure = normalised(fieldOf(disk, "SecureState"));
+  return kind + (hasAttribute(disk, "FDE") ? ", self-encrypting" : "") + (secure.empty() ? "" : ", " + secure);
+}
+
+std::string spareWords(const XML_NODE *disk) {
+  const CHAR8 *spare = childText(disk, "Hotspare");
+  return textEqual(spare, "Global") ? "global hot spare" : textEqual(spare, "Dedicated") ? "dedicated hot spare" : "";
+}
+
+std::string enclosureTitle(const XML_NODE *enclosure) {
+  std::string name = fieldOf(enclosure, "Name");
+  return "Enclosure " + fieldOf(enclosure, "ObjectID") + (name.empty() ? "" : ", " + name);
+}
+
+std::string volumeTitle(const REPORT_VOLUME &volume) {
+  std::string name = fieldOf(volume.node, "Name");
+  return name.empty() ? "virtual disk " + fieldOf(volume.node, "ObjectID") : name;
+}
+
+// A, B, ... Z, AA, AB, ...
+static std::string letterOf(size_t index) {
+  std::string letter(1, static_cast<char>('A' + index % 26));
+  return index < 26 ? letter : letterOf(index / 26 - 1) + letter;
+}
+
+static void addDisks(REPORT_MODEL *model, const XML_NODE *holder, const XML_NODE *enclosure) {
+  std::string place = enclosure != nullptr ? fieldOf(enclosure, "ObjectID") : "direct";
+  for (const XML_NODE *disk = childNamed(holder, "PD"); disk != nullptr; disk = nextSame(disk)) {
+    std::string anchor = "d" + std::to_string(model->disks.size() + 1);
+    model->disks.push_back({disk, enclosure, {}, diskStatusOf(disk), place + ":" + fieldOf(disk, "Slot"), anchor});
+  }
+}
+
+using INDEX_BY_ID = std::map<std::string, size_t>;
+
+template <class OBJECTS> static INDEX_BY_ID indexById(const OBJECTS &objects) {
+  INDEX_BY_ID index;
+  for (size_t i = 0; i < objects.size(); ++i) {
+    index.emplace(childText(objects[i].node, "ObjectID"), i);
+  }
+  return index;
+}
+
+// Documents list ids in the reverse of the controller's order.
+static void resolveIds(const XML_NODE *node, const CHAR8 *name, const INDEX_BY_ID &index, std::vector<size_t> *found,
+                       std::vector<std::string> *missing) {
+  for (const XML_NODE *id = childNamed(node, name); id != nullptr; id = nextSame(id)) {
+    auto place = index.find(nodeText(id));
+    if (place != index.end()) {
+      found->insert(found->begin(), place->second);
+    } else if (missing != nullptr) {
+      missing->insert(missing->begin(), documentText(nodeText(id)));
+    }
+  }
+}
+
+REPORT_MODEL readModel(const XML_NODE *root) {
+  REPORT_MODEL model = {childNamed(root, "Inventory"), adapterOf(root), {}, {}, {}};
+  const XML_NODE *enclosure = childNamed(model.adapter, "Enclosure");
+  for (; enclosure != nullptr; enclosure = nextSame(enclosure)) {
+    model.enclosures.push_back(enclosure);
+    addDisks(&model, enclosure, enclosure);
+  }
+  addDisks(&model, model.adapter, nullptr);
+  for (const XML_NODE *volume = childNamed(model.adapter, "VD"); volume != nullptr; volume = nextSame(volume)) {
+    size_t number = model.volumes.size();
+    model.volumes.push_back({volume, letterOf(number), {}, {}, statusOf(volume), "v" + std::to_string(number + 1)});
+  }
+  INDEX_BY_ID diskIndex = indexById(model.disks);
+  INDEX_BY_ID volumeIndex = indexById(model.volumes);
+  for (REPORT_DISK &disk : model.disks) {
+    resolveIds(disk.node, "VD", volumeIndex, &disk.volumes, nullptr);
+  }
+  for (REPORT_VOLUME &volume : model.volumes) {
+    resolveIds(volume.node, "PD", diskIndex, &volume.disks, &volume.missingDisks);
+  }
+  return model;
+}

@@ -1,0 +1,413 @@
+// The summary, and virtual disks, hot spares, disks and the adapter as tables.
+#include "base/text.h"
+#include "host/common/common.h"
+#include "host/report/report_sections.h"
+
+static void putFact(std::string &page, std::string_view name, std::string_view value) {
+  put(page, "<div><dt>%</dt><dd>%</dd></div>\n", {name, value});
+}
+
+static void putSection(REPORT &report, std::string_view anchor, std::string_view title) {
+  put(report.page, "<section class=\"%\" aria-labelledby=\"%\"><h2 id=\"%\">%</h2>\n", {anchor, anchor, anchor, title});
+}
+
+// --- Summary ---
+
+template <class OBJECTS> static std::string countStates(const OBJECTS &objects) {
+  std::map<std::string, size_t> counts;
+  for (const auto &object : objects) {
+    ++counts[object.status->words];
+  }
+  std::string text;
+  for (const auto &[words, count] : counts) {
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + words;
+  }
+  return text;
+}
+
+static void putStat(std::string &page, std::string_view name, std::string_view figure, std::string_view more) {
+  put(page, "<div><dt>%</dt><dd><b>%</b><br/>%</dd></div>\n", {name, figure, more});
+}
+
+static std::string totalOf(const REPORT_MODEL &model, const CHAR8 *element) {
+  UINT64 total = 0;
+  for (const REPORT_DISK &disk : model.disks) {
+    total += numberOf(disk.node, element);
+  }
+  return sizeText(total);
+}
+
+static void putStats(REPORT &report) {
+  const REPORT_MODEL &model = report.model;
+  std::string &page = report.page;
+  UINT64 slots = 0;
+  for (const XML_NODE *enclosure : model.enclosures) {
+    slots += numberOf(enclosure, "SlotCount");
+  }
+  UINT64 volumeBytes = 0;
+  for (const REPORT_VOLUME &volume : model.volumes) {
+    volumeBytes += numberOf(volume.node, "Size");
+  }
+  put(page, "<dl class=\"facts stats\">\n");
+  putStat(page, "Disks", std::to_string(model.disks.size()), countStates(model.disks));
+  putStat(page, "Virtual disks", std::to_string(model.volumes.size()), countStates(model.volumes));
+  putStat(page, "Usable in virtual disks", sizeText(volumeBytes),
+          totalOf(model, "Size") + " on disks, " + totalOf(model, "FreeSize") + " of it free");
+  putStat(page, "Enclosures", std::to_string(model.enclosures.size()), std::to_string(slots) + " slots");
+  putStat(page, "Firmware", orDash(fieldOf(model.adapter, "FirmwareVersion")), "WWN " + fieldOf(model.adapter, "WWN"));
+  put(page, "</dl>\n");
+}
+
+// What the older document has and the newer one has not.
+static void putGone(std::string &list, const REPORT &report) {
+  if (report.changes == nullptr) {
+    return;
+  }
+  for (const auto &removed : {report.changes->removedVolumes, report.changes->removedDisks}) {
+    for (const DIFFERENCE *difference : removed) {
+      std::string name = documentText(textOf(difference->Name));
+      put(list, "<li><a href=\"#differences\">%</a> of % is gone: %</li>\n",
+          {name, report.comparedWith, documentText(textOf(difference->Old))});
+    }
+  }
+  const DIFFERENCES &all = *report.changes->list;
+  for (UINT32 i = 0; i < all.Count; ++i) {
+    const DIFFERENCE &difference = all.Items[i];
+    bool isLost = difference.Element != nullptr && difference.New.Length == 0;
+    if (isLost && textEqual(difference.Element, "Hotspare")) {
+      put(list, "<li>Hot spare <a href=\"#differences\">%</a> of % is none now</li>\n",
+          {documentText(textOf(difference.Name)), report.comparedWith});
+    } else if (isLost && textEqual(difference.Element, "Keyid")) {
+      put(list, "<li>Security key <a href=\"#differences\">%</a> of % is gone</li>\n",
+          {documentText(textOf(difference.Old)), report.comparedWith});
+    }
+  }
+}
+
+// Appends a list entry for each thing that is not as it should be.
+static void putAttention(std::string &list, const REPORT &report) {
+  if (!report.isWhole) {
+    put(list, "<li>The controller did not tell all that it has: what is not shown may be there</li>\n");
+  }
+  putGone(list, report);
+  for (size_t i = 0; i < report.model.volumes.size(); ++i) {
+    const REPORT_VOLUME &volume = report.model.volumes[i];
+    if (volume.status->wantsAttention) {
+      put(list, "<li>Virtual disk ");
+      putVolumeLink(list, report.model, i);
+      putStatus(list, *volume.status);
+      put(list, "</li>\n");
+    }
+    for (const std::string &id : volume.missingDisks) {
+      put(list, "<li>Virtual disk ");
+      putVolumeLink(list, report.model, i);
+      put(list, "lacks its disk %, which is not there</li>\n", {id});
+    }
+  }
+  for (const REPORT_DISK &disk : report.model.disks) {
+    if (disk.status->wantsAttention) {
+      put(list, "<li>Disk ");
+      putDiskLink(list, disk);
+      put(list, " ");
+      putStatus(list, *disk.status);
+      put(list, "</li>\n");
+    }
+  }
+  REPORT_STEPS steps = countSteps(report.log);
+  if (steps.failed != 0) {
+    put(list, "<li><a href=\"#log\">%</a> of the log failed</li>\n", {countText(steps.failed, "step")});
+  }
+}
+
+void putSummary(REPORT &report) {
+  putSection(report, "summary", "Summary");
+  putStats(report);
+  std::string list;
+  putAttention(list, report);
+  // With one configuration nobody knows whether it was read before the log's steps or after them.
+  bool isUnsure = report.log != nullptr && report.changes == nullptr;
+  if (list.empty() && isUnsure) {
+    put(report.page,
+        "<p class=\"call open\">In % every disk and every virtual disk is in order. What the log's steps left "
+        "is shown with the configuration that was read after them as a third file.</p>\n",
+        {report.source});
+  } else if (list.empty() && report.changes != nullptr && report.changes->list->Count != 0) {
+    put(report.page,
+        "<p class=\"call open\">Every disk and every virtual disk is in order, and <a href=\"#differences\">%</a> from "
+        "% "
+        "there is to look at.</p>\n",
+        {countText(report.changes->list->Count, "difference"), report.comparedWith});
+  } else if (list.empty()) {
+    put(report.page, "<p class=\"call\">Every disk and every virtual disk is in order.</p>\n");
+  } else {
+    put(report.page, "<div class=\"call bad\"><strong>Wants attention</strong>\n<ul>\n");
+    put(report.page, list);
+    put(report.page, "</ul></div>\n");
+  }
+  put(report.page, "</section>\n");
+}
+
+// --- Virtual disks and hot spares ---
+
+static std::string volumeShape(const XML_NODE *volume) {
+  UINT64 spans = numberOf(volume, "SpanDepth");
+  std::string shape = spans > 1 ? std::to_string(spans) + " spans of " + fieldOf(volume, "PDsPerSpan") + ", " : "";
+  return shape + "stripe " + orDash(fieldOf(volume, "StripeSize"));
+}
+
+static std::string memberLinks(const REPORT &report, const REPORT_VOLUME &volume) {
+  std::string links = "<span class=\"list\">";
+  for (size_t disk : volume.disks) {
+    putDiskLink(links, report.model.disks[disk]);
+    put(links, " ");
+  }
+  for (const std::string &id : volume.missingDisks) {
+    put(links, "<strong>disk % is missing</strong> ", {id});
+  }
+  return links + "</span>";
+}
+
+static std::string cacheWords(const XML_NODE *policy) {
+  std::string words;
+  for (const CHAR8 *name : {"CachePolicy", "WritePolicy", "ReadPolicy"}) {
+    std::string word = fieldOf(policy, name);
+    words += (words.empty() || word.empty() ? "" : ", ") + word;
+  }
+  return orDash(words);
+}
+
+static void putVolumeRow(HtmlTable &table, const REPORT &report, size_t number) {
+  const REPORT_VOLUME &volume = report.model.volumes[number];
+  std::string name;
+  put(name, "<span>");
+  putBadge(name, report.model, number);
+  put(name, " % ", {volumeTitle(volume)});
+  putMark(name, report.changes, volume.node);
+  put(name, "<small>id %, target %, %</small></span>",
+      {fieldOf(volume.node, "ObjectID"), orDash(fieldOf(volume.node, "TargetID")), fieldOf(volume.node, "FQDD")});
+  table.row(volume.anchor);
+  table.cell(name);
+  std::string level;
+  put(level, "<span>%<small>%</small></span>", {fieldOf(volume.node, "RAIDLevel"), volumeShape(volume.node)});
+  table.cell(level);
+  table.text(sizeOf(volume.node, "Size"));
+  std::string state;
+  putStatus(state, *volume.status);
+  table.cell(state);
+  const XML_NODE *policy = childNamed(volume.node, "CurrentCachePolicy");
+  std::string cache;
+  put(cache, "<span>%<small>disk policy %, access %, disk cache policy %</small></span>",
+      {cacheWords(policy), orDash(fieldOf(policy, "DiskPolicy")), orDash(fieldOf(volume.node, "AccessPolicy")),
+       orDash(fieldOf(volume.node, "DiskCachePolicy"))});
+  table.cell(cache);
+  table.cell(memberLinks(report, volume));
+}
+
+void putVolumes(REPORT &report) {
+  putSection(report, "volumes", "Virtual disks");
+  if (report.model.volumes.empty()) {
+    put(report.page, "<p>There are no virtual disks.</p>\n");
+  } else {
+    HtmlTable table(report.page, "Virtual disks with their members in the controller's order",
+                    {"Name", "Level", "Size", "State", "Cache", "Members"});
+    for (size_t i = 0; i < report.model.volumes.size(); ++i) {
+      putVolumeRow(table, report, i);
+    }
+  }
+  put(report.page, "</section>\n");
+}
+
+static std::string volumeLinks(const REPORT &report, const REPORT_DISK &disk) {
+  std::string links = "<span class=\"list\">";
+  for (size_t volume : disk.volumes) {
+    putVolumeLink(links, report.model, volume);
+  }
+  return links + "</span>";
+}
+
+static void putSpareRow(HtmlTable &table, const REPORT &report, const REPORT_DISK &disk) {
+  std::string link;
+  putDiskLink(link, disk);
+  table.row();
+  table.cell(link);
+  table.text(spareWords(disk.node));
+  table.cell(disk.volumes.empty() ? "every virtual disk that it fits" : volumeLinks(report, disk));
+  table.text(sizeOf(disk.node, "Size") + " " + kindOfDisk(disk.node));
+  std::string state;
+  putStatus(state, *disk.status);
+  table.cell(state);
+}
+
+void putSpares(REPORT &report) {
+  std::vector<const REPORT_DISK *> spares;
+  for (const REPORT_DISK &disk : report.model.disks) {
+    if (!spareWords(disk.node).empty()) {
+      spares.push_back(&disk);
+    }
+  }
+  putSection(report, "spares", "Hot spares");
+  if (spares.empty()) {
+    put(report.page, "<p>There are no hot spares.</p>\n");
+  } else {
+    HtmlTable table(report.page, "Hot spares and what they stand by for", {"Place", "Kind", "For", "Disk", "State"});
+    for (const REPORT_DISK *disk : spares) {
+      putSpareRow(table, report, *disk);
+    }
+  }
+  put(report.page, "</section>\n");
+}
+
+// --- Disks ---
+
+static std::string madeOn(const XML_NODE *disk) {
+  std::string year = fieldOf(disk, "ManufactureYear");
+  return year.empty() ? "" : ", week " + orDash(fieldOf(disk, "ManufactureWeek")) + " of " + year;
+}
+
+static void putDiskRow(HtmlTable &table, const REPORT &report, const REPORT_DISK &disk) {
+  std::string place = "<span>";
+  putDiskLink(place, disk);
+  put(place, " ");
+  putMark(place, report.changes, disk.node);
+  put(place, "<small>id %</small></span>", {fieldOf(disk.node, "ObjectID")});
+  table.row(disk.anchor);
+  table.cell(place);
+  std::string identity;
+  std::string revision = fieldOf(disk.node, "Revision");
+  put(identity, "<span>%%<small>S/N %%</small></span>",
+      {orDash(modelOfDisk(disk.node)), revision.empty() ? "" : ", " + revision,
+       orDash(fieldOf(disk.node, "SerialNumber")), madeOn(disk.node)});
+  table.cell(identity);
+  std::string kind;
+  put(kind, "<span>%<small>%</small></span>",
+      {kindOfDisk(disk.node), orDash(listOf(childNamed(disk.node, "CapableSpeeds")))});
+  table.cell(kind);
+  std::string size;
+  put(size, "<span>%<small>% free</small></span>", {sizeOf(disk.node, "Size"), sizeOf(disk.node, "FreeSize")});
+  table.cell(size);
+  std::string state;
+  putStatus(state, *disk.status);
+  table.cell(state);
+  table.cell(disk.volumes.empty() ? orDash("") : volumeLinks(report, disk));
+  std::string address;
+  put(address, "<span><small>%<br/>WWN %</small></span>",
+      {orDash(fieldOf(disk.node, "FQDD")), orDash(fieldOf(disk.node, "WWN"))});
+  table.cell(address);
+}
+
+void putDisks(REPORT &report) {
+  putSection(report, "disks", "Disks");
+  if (report.model.disks.empty()) {
+    put(report.page, "<p>There are no disks.</p>\n");
+  } else {
+    HtmlTable table(report.page, "Disks, enclosure by enclosure, then those attached to the adapter",
+                    {"Place", "Disk", "Kind", "Size", "State", "Virtual disks", "Address"});
+    for (const REPORT_DISK &disk : report.model.disks) {
+      putDiskRow(table, report, disk);
+    }
+  }
+  put(report.page, "</section>\n");
+}
+
+// --- Adapter ---
+
+struct ELEMENT_TITLE {
+  const char *element;
+  const char *title;
+};
+
+static void putAdapterFacts(REPORT &report) {
+  static constexpr ELEMENT_TITLE texts[] = {{"Name", "Model"},
+                                            {"FirmwareVersion", "Firmware"},
+                                            {"WWN", "WWN"},
+                                            {"FQDD", "FQDD"},
+                                            {"Keyid", "Key identifier"},
+                                            {"MaxLDs", "Most virtual disks"},
+                                            {"MaxPDsPerSpan", "Most disks in a span"},
+                                            {"MaxSpansPerLD", "Most spans in a virtual disk"}};
+  static constexpr ELEMENT_TITLE lists[] = {{"SupportedDiskProtocols", "Protocols"},
+                                            {"CapableSpeeds", "Speeds"},
+                                            {"SupportedRAIDLevels", "RAID levels"},
+                                            {"Attributes", "Abilities"}};
+  std::string &page = report.page;
+  const XML_NODE *adapter = report.model.adapter;
+  const XML_NODE *pci = childNamed(adapter, "PCIID");
+  const XML_NODE *location = childNamed(childNamed(report.model.inventory, "Identifier"), "PCILocation");
+  put(page, "<dl class=\"facts\">\n");
+  for (const ELEMENT_TITLE &row : texts) {
+    putFact(page, row.title, orDash(fieldOf(adapter, row.element)));
+  }
+  putFact(page, "PCI ids",
+          fieldOf(pci, "VendorID") + ":" + fieldOf(pci, "DeviceID") + ", subsystem " + fieldOf(pci, "SubvendorID") +
+              ":" + fieldOf(pci, "SubdeviceID"));
+  putFact(page, "PCI place",
+          location == nullptr ? orDash("")
+                              : "bus " + fieldOf(location, "PCIBus") + ", device " + fieldOf(location, "PCIDevice") +
+                                    ", function " + fieldOf(location, "PCIFunction") +
+                                    (textEqual(childText(pci, "Embedded"), "true") ? ", on the board" : ""));
+  for (const ELEMENT_TITLE &row : lists) {
+    putFact(page, row.title, orDash(listOf(childNamed(adapter, row.element))));
+  }
+  put(page, "</dl>\n");
+}
+
+static void putSettings(REPORT &report) {
+  static constexpr ELEMENT_TITLE settings[] = {{"SecurityMode", "Security mode"},
+                                               {"CheckConsistencyMode", "Consistency check"},
+                                               {"LearnMode", "Battery learning"},
+                                               {"LoadBalanceMode", "Load balance"},
+                                               {"UncertifiedMode", "Uncertified disks"},
+                                               {"CopyBackMode", "Copy back"},
+                                               {"CorrectUnconfiguredAreas", "Correct unconfigured areas"},
+                                               {"PatrolReadMode", "Patrol read"}};
+  HtmlTable table(report.page, "Settings; a dash is what the controller does not report", {"Setting", "Value"});
+  for (const ELEMENT_TITLE &row : settings) {
+    table.row();
+    table.text(row.title);
+    table.text(orDash(fieldOf(report.model.adapter, row.element)));
+  }
+}
+
+static void putRates(REPORT &report) {
+  const XML_NODE *rate = childNamed(report.model.adapter, "Rate");
+  if (rate == nullptr) {
+    return;
+  }
+  HtmlTable table(report.page, "Rates", {"Rate", "Value", "Editable"});
+  for (; rate != nullptr; rate = nextSame(rate)) {
+    table.row();
+    table.text(fieldOf(rate, "Name"));
+    table.text(fieldOf(rate, "Value"));
+    table.text(textEqual(childText(rate, "Editable"), "false") ? "no" : "yes");
+  }
+}
+
+static void putLevels(REPORT &report) {
+  const XML_NODE *level = childNamed(childNamed(report.model.adapter, "RAIDLevelParams"), "RAIDLevelDesc");
+  if (level == nullptr) {
+    return;
+  }
+  HtmlTable table(report.page, "What the adapter can make",
+                  {"Level", "Disks", "Stripe sizes", "Default cache", "Bounds"});
+  for (; level != nullptr; level = nextSame(level)) {
+    table.row();
+    table.text(fieldOf(level, "RAIDLevel"));
+    table.text(fieldOf(level, "MinDisks") + " to " + fieldOf(level, "MaxDisks"));
+    table.text(listOf(childNamed(level, "AvailableStripeSize")) + "; default " + fieldOf(level, "StripeSize"));
+    table.text(orDash(listOf(childNamed(level, "DefaultCachePolicy"))));
+    table.text(orDash(listOf(childNamed(level, "BoundsMask"))));
+  }
+}
+
+void putAdapter(REPORT &report) {
+  putSection(report, "adapter", "Adapter");
+  putMark(report.page, report.changes, report.model.adapter);
+  putAdapterFacts(report);
+  put(report.page, "<div class=\"pair\"><div>\n");
+  putSettings(report);
+  put(report.page, "</div><div>\n");
+  putRates(report);
+  put(report.page, "</div></div>\n");
+  putLevels(report);
+  put(report.page, "</section>\n");
+}

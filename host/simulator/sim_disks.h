@@ -1,0 +1,22 @@
+// The names that users give to disks and places of a simulated controller.
+#pragma once
+
+#include "host/controller_file/controller_file.h"
+
+struct SIM_PLACE {
+  UINT32 enclosureObjectId; // SIM_DIRECT: none
+  UINT8 slot;
+};
+
+// "301:2", or "direct:2" outside of enclosures.
+std::string placeText(const SIM_PLACE &place);
+std::string placeText(const SIM_DISK &disk);
+
+// The disk with that id, FQDD or place. Throws CLIENT_ERROR that says where to look; file is the controller's.
+SIM_DISK &diskNamed(SIM_CONTROLLER *sim, const std::string &file, const std::string &name);
+// Likewise among the pulled disks, where a place is the one that the disk came from last.
+SIM_DISK &pulledDiskNamed(SIM_CONTROLLER *sim, const std::string &file, const std::string &name);
+
+// The place of that name, enclosure:slot (the enclosure's id or position) or direct:slot, taken or not. Throws
+// CLIENT_ERROR for one that does not exist.
+SIM_PLACE placeNamed(SIM_CONTROLLER *sim, const std::string &name);

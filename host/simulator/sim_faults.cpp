@@ -1,0 +1,77 @@
+#include "host/simulator/sim_faults.h"
+
+#include "base/print.h"
+#include "host/common/common.h"
+
+static constexpr VALUE_NAME_TABLE g_faultObjects[] = {
+    {"adapter", RAID_OBJECT_ADAPTER},
+    {"enclosure", RAID_OBJECT_ENCLOSURE},
+    {"pd", RAID_OBJECT_PHYSICAL_DISK},
+    {"vd", RAID_OBJECT_VIRTUAL_DISK},
+    {nullptr, 0},
+};
+
+std::string faultText(const SIM_FAULT &fault) {
+  std::string command = fault.command == SIM_ANY ? "command" : GetNameFromValue(fault.command, g_commandTable);
+  std::string object =
+      fault.objectType == SIM_ANY ? "" : std::string(":") + GetNameFromValue(fault.objectType, g_faultObjects);
+  std::string which = fault.nth == 1 ? "the next " : "number " + std::to_string(fault.nth) + " of the next ";
+  const CHAR8 *words = statusText(fault.status);
+  std::string what = fault.kind == SIM_FAULT_STATUS
+                         ? std::string(" fails: ") + (words != nullptr ? words : "unknown status")
+                         : " has an answer of another shape";
+  return which + command + object + (fault.once ? "" : ", and all later ones,") + what;
+}
+
+static std::string namesOf(const VALUE_NAME_TABLE *table, UINT64 limit) {
+  std::string names;
+  for (; table->Name != nullptr && table->Value <= limit; ++table) {
+    names += std::string(table->Name) + ", ";
+  }
+  return names;
+}
+
+static UINT32 faultValue(const std::string &name, const VALUE_NAME_TABLE *table, UINT64 limit, const char *what) {
+  UINT64 value = normalised(name) == "any" ? SIM_ANY : valueNamed(name, table);
+  if (value != SIM_ANY && value > limit) {
+    throw USAGE_ERROR("'" + name + "' is no " + what + "; there are " + namesOf(table, limit) + "any");
+  }
+  return static_cast<UINT32>(value);
+}
+
+XYL_RESULT failNext(const SIM_JOB &job) {
+  std::string command = job.operand(1);
+  size_t colon = command.find(':');
+  std::string object = colon == std::string::npos ? "any" : command.substr(colon + 1);
+  // What comes behind GetKeyID is the driver's own business and never reaches the controller.
+  SIM_FAULT fault = {SIM_FAULT_STATUS,
+                     faultValue(command.substr(0, colon), g_commandTable, RAID_COMMAND_GET_KEY_ID, "command"),
+                     faultValue(object, g_faultObjects, RAID_OBJECT_VIRTUAL_DISK, "object"),
+                     1,
+                     /* once= */ true,
+                     EFI_DEVICE_ERROR,
+                     0};
+  if (job.request.OperandCount > 2) {
+    fault.status = errorNamed(job.operand(2));
+    if (fault.status == EFI_SUCCESS) {
+      throw USAGE_ERROR("'" + job.operand(2) +
+                        "' is no error status; write one as device-error, not-ready or out-of-resources");
+    }
+  }
+  for (UINT32 i = 0; i < job.sim->faultCount; ++i) {
+    const SIM_FAULT &other = job.sim->faults[i];
+    fault.nth += other.once && other.command == fault.command && other.objectType == fault.objectType ? 1 : 0;
+  }
+  if (!simAddFault(job.sim, fault)) {
+    throw CLIENT_ERROR(EFI_OUT_OF_RESOURCES, std::to_string(SIM_FAULT_CAPACITY) + " faults are pending; 'xyl sim " +
+                                                 "clear-faults " + job.file() + "' removes them");
+  }
+  say(&job.host, "%a\n", faultText(fault).c_str());
+  return succeeded();
+}
+
+XYL_RESULT clearFaults(const SIM_JOB &job) {
+  say(&job.host, "removed faults: %u\n", job.sim->faultCount);
+  simClearFaults(job.sim);
+  return succeeded();
+}

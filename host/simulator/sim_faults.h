@@ -1,0 +1,11 @@
+// Faults that are planned.
+#pragma once
+
+#include "host/simulator/sim_job.h"
+
+// What a pending fault will do, as "the next Create fails: Device Error".
+std::string faultText(const SIM_FAULT &fault);
+
+// The commands. Throw CLIENT_ERROR.
+XYL_RESULT failNext(const SIM_JOB &job);
+XYL_RESULT clearFaults(const SIM_JOB &job);

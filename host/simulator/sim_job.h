@@ -1,0 +1,15 @@
+// A run of a command on the file of a simulated controller.
+#pragma once
+
+#include "client/command_line/command_line.h"
+#include "host/controller_file/controller_file.h"
+
+struct SIM_JOB {
+  const XYL_HOST &host;
+  const XYL_REQUEST &request;
+  SIM_CONTROLLER *sim; // null for commands without a controller
+
+  std::string operand(UINTN index) const { return request.Operands[index]; }
+  std::string file() const { return operand(0); }
+  bool wantsJson() const { return request.Options[XYL_OPTION_JSON] != nullptr; }
+};

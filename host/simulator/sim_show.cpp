@@ -1,0 +1,103 @@
+#include "host/simulator/sim_show.h"
+
+#include "base/print.h"
+#include "host/common/common.h"
+#include "host/simulator/sim_disks.h"
+#include "host/simulator/sim_faults.h"
+#include "host/simulator/sim_json.h"
+
+static constexpr const CHAR8 *DISK_LINE = "  %-10a  %5u  %-16a  %-4a  %11a  %-8a  %a\n";
+
+static std::string roleOf(const SIM_DISK &disk) {
+  std::string role = disk.record.Hotspare == 0 ? "" : disk.record.Hotspare == 1 ? "hot spare of " : "global hot spare";
+  for (UINT32 i = 0; i < disk.record.VDCount; ++i) {
+    role += (i == 0 ? "VD " : ", ") + std::to_string(disk.VDs[i]);
+  }
+  return role.empty() ? "-" : role;
+}
+
+static std::string modelOf(const SIM_DISK &disk) {
+  std::string model = fixedText(disk.record.ModelName);
+  size_t first = model.find_first_not_of(' ');
+  return first == std::string::npos ? "-" : model.substr(first);
+}
+
+static void showDisk(const SIM_JOB &job, const SIM_DISK &disk, const std::string &role) {
+  say(&job.host, DISK_LINE, placeText(disk).c_str(), disk.record.ObjectID, modelOf(disk).c_str(),
+      GetNameFromValue(disk.record.Protocol, g_protocolTable), sizeText(disk.record.Size).c_str(),
+      GetNameFromValue(disk.record.State, g_stateTable), role.c_str());
+}
+
+static void showSlots(const SIM_JOB &job, const SIM_ENCLOSURE &enclosure) {
+  say(&job.host, "\nEnclosure %u, %a, %u slots\n", enclosure.record.ObjectID, toUtf8(enclosure.Name).c_str(),
+      static_cast<UINT32>(enclosure.record.SlotCount));
+  for (UINT32 slot = 0; slot < enclosure.record.SlotCount; ++slot) {
+    SIM_PLACE place = {enclosure.record.ObjectID, static_cast<UINT8>(slot)};
+    const SIM_DISK *disk = simFindDiskAt(job.sim, place.enclosureObjectId, place.slot);
+    if (disk != nullptr) {
+      showDisk(job, *disk, roleOf(*disk));
+    } else {
+      say(&job.host, "  %-10a      -  empty\n", placeText(place).c_str());
+    }
+  }
+}
+
+static void showDirectDisks(const SIM_JOB &job) {
+  bool titled = false;
+  for (UINT32 i = 0; i < job.sim->disks.count; ++i) {
+    const SIM_DISK &disk = job.sim->disks.items[i];
+    if (disk.record.EnclosureObjectID == SIM_DIRECT) {
+      sayLines(&job.host, titled ? "" : "\nAttached to the adapter directly\n");
+      showDisk(job, disk, roleOf(disk));
+      titled = true;
+    }
+  }
+}
+
+static void showForeign(const SIM_JOB &job) {
+  say(&job.host, "\nForeign virtual disks: %u\n", job.sim->foreignDisks.count);
+  for (UINT32 i = 0; i < job.sim->foreignDisks.count; ++i) {
+    const SIM_VIRTUAL_DISK &volume = job.sim->foreignDisks.items[i];
+    std::string members;
+    for (UINT32 j = 0; j < volume.record.PDCount; ++j) {
+      members += (j == 0 ? "" : ", ") + std::to_string(volume.PDs[j]);
+    }
+    say(&job.host, "  \"%a\", %a, %a, on disks %a\n", toUtf8(volume.Name).c_str(),
+        GetNameFromValue(volume.record.RAIDLevel, g_raidLevelTable), sizeText(volume.record.Size).c_str(),
+        members.c_str());
+  }
+}
+
+static void showKey(const SIM_JOB &job) {
+  const SIM_KEY &key = job.sim->key;
+  if (key.present) {
+    say(&job.host, "Key          %a, mode %a; the file holds its passphrase\n", toUtf8(key.keyId).c_str(),
+        GetNameFromValue(key.mode, g_keyModeTable));
+  } else {
+    say(&job.host, "Key          none\n");
+  }
+}
+
+XYL_RESULT showController(const SIM_JOB &job) {
+  if (job.wantsJson()) {
+    return writeController(job);
+  }
+  const SIM_CONTROLLER &sim = *job.sim;
+  say(&job.host, "Adapter      %a\nFirmware     %a\n", toUtf8(sim.adapter.Name).c_str(),
+      toUtf8(sim.adapter.FirmwareVersion).c_str());
+  showKey(job);
+  for (UINT32 i = 0; i < sim.enclosures.count; ++i) {
+    showSlots(job, sim.enclosures.items[i]);
+  }
+  showDirectDisks(job);
+  say(&job.host, "\nPulled disks: %u\n", sim.pulledDisks.count);
+  for (UINT32 i = 0; i < sim.pulledDisks.count; ++i) {
+    showDisk(job, sim.pulledDisks.items[i], "was there");
+  }
+  showForeign(job);
+  say(&job.host, "\nPending faults: %u\n", sim.faultCount);
+  for (UINT32 i = 0; i < sim.faultCount; ++i) {
+    say(&job.host, "  %a\n", faultText(sim.faults[i]).c_str());
+  }
+  return succeeded();
+}

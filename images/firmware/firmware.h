@@ -1,0 +1,36 @@
+// What the fronts in firmware share: files, the console, and texts between firmware (UCS-2) and the command core
+// (UTF-8).
+#pragma once
+
+#include "client/client.h"
+#include "uefi/protocols.h"
+
+// What these fronts keep behind XYL_HOST's Context.
+struct FIRMWARE_CONTEXT {
+  EFI_SHELL_PROTOCOL *Files; // only its file functions are called
+  EFI_STATUS Written;        // of the console's output so far; the first failure stays
+};
+
+inline FIRMWARE_CONTEXT *firmwareContext(const XYL_HOST *host) {
+  return static_cast<FIRMWARE_CONTEXT *>(host->Context);
+}
+
+// As XYL_HOST has them.
+EFI_STATUS firmwareReadFile(const XYL_HOST *host, const CHAR8 *name, CHAR8 **data, UINTN *size);
+EFI_STATUS firmwareOpenOutput(const XYL_HOST *host, const CHAR8 *name, UINTN room, bool replaces, void **output);
+EFI_STATUS firmwareCloseOutput(const XYL_HOST *host, void *output, const CHAR8 *data, UINTN size);
+bool firmwareIsSameFile(const XYL_HOST *host, const CHAR8 *a, const CHAR8 *b);
+void firmwareWrite(const XYL_HOST *host, const CHAR8 *text, UINTN length);
+void firmwareBusy(const XYL_HOST *host, bool begins); // a dot for every second
+
+// Behind the name of an output while it is written, and of the old file while both change places.
+#define FIRMWARE_NEW_SUFFIX ".xyl-new"
+#define FIRMWARE_OLD_SUFFIX ".xyl-old"
+
+// A pool text in UTF-8 that the caller owns, or null without memory.
+CHAR8 *utf8FromWide(const CHAR16 *text);
+
+// A pool text in UCS-2 of length bytes that the caller owns, or null without memory. A byte that begins no valid
+// sequence is taken as one character by itself, so any 8-bit text can be shown; characters above 0xFFFF become "?".
+// With carriageReturns every line feed gets a carriage return in front, as consoles want it.
+CHAR16 *wideFromUtf8(const CHAR8 *text, UINTN length, bool carriageReturns);

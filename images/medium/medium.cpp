@@ -1,0 +1,228 @@
+// The client on a boot medium.
+#include "images/medium/medium.h"
+
+#include "base/crc32.h"
+#include "base/print.h"
+#include "base/text.h"
+#include "client/transcript/transcript.h"
+#include "images/medium/run.h"
+
+#define JOBS_NAME "jobs.txt"
+#define PRINTED_LIMIT 0x10000U // bytes of what a line prints that the result keeps
+
+// --- What the commands get ---
+
+static void writeBoth(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
+  firmwareWrite(host, text, length);
+  TEXT *printed = &mediumOf(host)->Printed;
+  UINTN room = PRINTED_LIMIT - (printed->Length < PRINTED_LIMIT ? printed->Length : PRINTED_LIMIT);
+  putBytes(printed, text, length < room ? length : room);
+}
+
+static XYL_ANSWER askNobody(const XYL_HOST *, const CHAR8 *) {
+  return XYL_ANSWER_NO_TERMINAL;
+}
+
+// --- A line ---
+
+// The controller that the line worked on; without one of its own nothing is told.
+static void noteController(const XYL_HOST *host, const XYL_REQUEST &request, JOB_RECORD *record) {
+  if (!xylNeedsController(request)) {
+    return;
+  }
+  TEXT unheard = {};
+  XYL_HOST silent = capturingHost(&unheard, host->Front);
+  CONTROLLER controller;
+  record->HasController = !isFailure(openController(XYL_CONTEXT{&silent, &request}, &controller));
+  record->Controller = controller.Identity;
+  freeText(&unheard);
+}
+
+static XYL_RESULT runCommand(const XYL_HOST *host, const JOB_LINE &line, JOB_RECORD *record) {
+  XYL_HOST own = *host;
+  XYL_REQUEST request;
+  XYL_RESULT result = parseJob(&own, line, &request);
+  if (!isFailure(result)) {
+    xylSilence(&own, request);
+    result = xylRun(&own, request);
+    noteController(host, request, record);
+  }
+  return result;
+}
+
+// Runs a command line and keeps what it printed. The result on the medium tells before that it runs.
+static EFI_STATUS runLine(JOB_RUN *run, UINT32 index) {
+  const JOB_LINE &line = run->File.Lines.items[index];
+  JOB_RECORD *record = &run->Records.items[index];
+  MEDIUM *medium = mediumOf(run->Host);
+  record->State = JOB_RUNNING;
+  readClock(&record->Started);
+  EFI_STATUS status = medium->Keeps ? writeResult(*run) : EFI_SUCCESS;
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  say(run->Host, "==> %d/%d %a\n", index + 1, run->File.Lines.count, textOf(line.Text));
+  freeText(&medium->Printed);
+  record->Result = runCommand(run->Host, line, record);
+  record->Printed = medium->Printed;
+  medium->Printed = {};
+  record->State = JOB_RAN;
+  EFI_TIME now;
+  readClock(&now);
+  UINT64 started = secondsOf(record->Started);
+  UINT64 ended = secondsOf(now);
+  record->Seconds = ended > started ? ended - started : 0; // somebody may set the clock, or it may fail
+  say(run->Host, "==> %d/%d %a, exit code %d, %a, %ld s\n", index + 1, run->File.Lines.count,
+      outcomeWord(record->Result.Outcome), static_cast<UINT32>(record->Result.Outcome),
+      statusWords(record->Result.Status), record->Seconds);
+  freeText(&medium->Printed);
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS runLines(JOB_RUN *run) {
+  XYL_OUTCOME last = XYL_SUCCESS;
+  for (UINT32 i = 0; i < run->File.Lines.count; ++i) {
+    const JOB_LINE &line = run->File.Lines.items[i];
+    JOB_RECORD *record = &run->Records.items[i];
+    if (!isJobFor(line.Condition, last)) {
+      record->State = JOB_PASSED_OVER;
+    } else if (line.End != JOB_GOES_ON) {
+      readClock(&record->Started);
+      record->State = JOB_RAN;
+      run->End = line.End;
+      return EFI_SUCCESS;
+    } else {
+      EFI_STATUS status = runLine(run, i);
+      if (EFI_ERROR(status)) {
+        return status;
+      }
+      last = record->Result.Outcome;
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+// --- The job ---
+
+// Letters that a file name cannot have become underscores.
+static void makeFileName(CHAR8 *name) {
+  for (; *name != 0; ++name) {
+    bool isPlain = (*name >= '0' && *name <= '9') || ((*name | 0x20) >= 'a' && (*name | 0x20) <= 'z') || *name == '-' ||
+                   *name == '.' || *name == '_';
+    *name = isPlain ? *name : '_';
+  }
+}
+
+// Reads the job file and, after a mistake in it, keeps what was told.
+static EFI_STATUS readJobFile(JOB_RUN *run) {
+  CHAR8 *text = nullptr;
+  UINTN size = 0;
+  EFI_STATUS status = run->Host->ReadFile(run->Host, JOBS_NAME, &text, &size);
+  if (EFI_ERROR(status)) {
+    complain(run->Host, "cannot read '\\raidxyl\\%a': %a", JOBS_NAME, statusWords(status));
+    return status;
+  }
+  formatHex(run->Job, crc32Of(text, size), 8);
+  CHAR8 *serial = textDuplicate(run->Server.Serial);
+  if (serial != nullptr) {
+    makeFileName(serial);
+    const JOB_NAME rows[] = {{"SERIAL", serial}, {"UUID", run->Server.Uuid}};
+    XYL_RESULT result = readJobs(run->Host, text, size, {rows, 2}, &run->File);
+    run->Mistakes = mediumOf(run->Host)->Printed;
+    mediumOf(run->Host)->Printed = {};
+    status = isFailure(result) ? EFI_INVALID_PARAMETER : EFI_SUCCESS;
+  }
+  poolFree(serial);
+  poolFree(text);
+  return serial == nullptr ? EFI_OUT_OF_RESOURCES : status;
+}
+
+static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
+  readServer(&run->Server, run->Host->SystemTable);
+  readClock(&run->Started);
+  EFI_STATUS status = readJobFile(run);
+  bool isRefused = status == EFI_INVALID_PARAMETER;
+  if (EFI_ERROR(status) && !isRefused) {
+    return status;
+  }
+  if (hasResult(*run) && !run->File.Again) {
+    complain(run->Host,
+             "this job has run, or begun to, and \\raidxyl\\%a tells what came of it. Without that file, or "
+             "with the line 'again' in %a, it runs anew",
+             RESULT_NAME, JOBS_NAME);
+    return EFI_ALREADY_STARTED;
+  }
+  if (isRefused) {
+    complain(run->Host, "the job file has mistakes; nothing was run");
+    run->State = "refused";
+    writeResult(*run);
+    return status;
+  }
+  run->State = "running";
+  run->Records.items = poolNew<JOB_RECORD>(run->File.Lines.count);
+  if (run->Records.items == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  run->Records.count = run->File.Lines.count;
+  loadDrivers(run->Host, image, &run->Drivers);
+  status = runLines(run);
+  if (!EFI_ERROR(status)) {
+    run->State = "done";
+    status = writeResult(*run);
+  }
+  return status;
+}
+
+static void freeRun(JOB_RUN *run) {
+  for (UINT32 i = 0; i < run->Records.count; ++i) {
+    freeText(&run->Records.items[i].Printed);
+  }
+  poolFree(run->Records.items);
+  poolFree(run->Drivers.items);
+  freeText(&run->Mistakes);
+  freeJobs(&run->File);
+}
+
+// Types of ResetSystem.
+#define RESET_COLD 0
+#define RESET_SHUTDOWN 2
+
+static void endMachine(EFI_SYSTEM_TABLE *systemTable, JOB_END end) {
+  if (end != JOB_RETURN) {
+    systemTable->RuntimeServices->ResetSystem(end == JOB_RESET ? RESET_COLD : RESET_SHUTDOWN, EFI_SUCCESS,
+                                              /* DataSize= */ 0, /* Data= */ nullptr);
+  }
+}
+
+extern "C" EFI_STATUS EFIAPI MediumEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
+  setSystemTable(systemTable);
+  // The boot manager's five minutes are not for what a restore takes.
+  g_bootServices->SetWatchdogTimer(/* Timeout= */ 0, /* Code= */ 0, /* DataSize= */ 0, /* Data= */ nullptr);
+  MEDIUM medium = {};
+  XYL_HOST host = {};
+  host.Front = XYL_FRONT_SHELL;
+  host.SystemTable = systemTable;
+  host.WriteOut = writeBoth;
+  host.WriteError = writeBoth;
+  host.AskYes = askNobody;
+  host.Terminal = true;
+  host.Busy = firmwareBusy;
+  EFI_STATUS status = openMedium(image, &medium, &host);
+  if (EFI_ERROR(status)) {
+    Print(u"xyl: the medium has no folder \\raidxyl that can be read: %r\r\n", status);
+    return status;
+  }
+  JOB_RUN run = {};
+  run.Host = &host;
+  status = runJob(image, &run);
+  bool isDone = !EFI_ERROR(status);
+  say(&host, "==> %a\n", isDone ? g_jobEnds[run.End] : "return");
+  JOB_END end = run.End;
+  freeRun(&run);
+  closeMedium(&medium);
+  if (isDone) {
+    endMachine(systemTable, end);
+  }
+  // After a success the boot manager would show its menu and wait for a person.
+  return isDone ? EFI_ABORTED : status;
+}

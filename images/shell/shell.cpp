@@ -1,0 +1,166 @@
+// The client as a UEFI Shell application.
+#include "images/shell/shell.h"
+#include "base/pool.h"
+#include "base/print.h"
+#include "base/text.h"
+#include "client/client.h"
+#include "client/output/output.h"
+#include "images/firmware/firmware.h"
+#include "uefi/protocols.h"
+
+static const EFI_GUID g_shellGuid = EFI_SHELL_PROTOCOL_GUID;
+static const EFI_GUID g_shellParametersGuid = EFI_SHELL_PARAMETERS_PROTOCOL_GUID;
+
+// A file that stands in for the keyboard ("<") says at its end for ever that there is a key, and then has none.
+static constexpr UINTN IDLE_WAKES = 1000;
+
+// Waits for one key.
+static EFI_STATUS readKey(const XYL_HOST *host, EFI_INPUT_KEY *key) {
+  EFI_SIMPLE_TEXT_INPUT_PROTOCOL *keyboard = host->SystemTable->ConIn;
+  EFI_STATUS status = EFI_NOT_READY;
+  for (UINTN i = 0; status == EFI_NOT_READY && i < IDLE_WAKES; ++i) {
+    UINTN index = 0;
+    status = g_bootServices->WaitForEvent(1, &keyboard->WaitForKey, &index);
+    if (!EFI_ERROR(status)) {
+      status = keyboard->ReadKeyStroke(keyboard, key);
+    }
+  }
+  return status;
+}
+
+static constexpr UINT16 SCAN_ESCAPE = 0x17;
+static constexpr CHAR16 BYTE_ORDER_MARK = 0xFEFF; // the first unit of such a file
+
+static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
+  if (host->SystemTable->ConIn == nullptr) {
+    return XYL_ANSWER_NO_TERMINAL;
+  }
+  firmwareWrite(host, question, textLength(question));
+  CHAR16 line[4] = {};
+  UINTN length = 0;
+  for (;;) {
+    EFI_INPUT_KEY key = {};
+    if (EFI_ERROR(readKey(host, &key))) {
+      return XYL_ANSWER_NO_TERMINAL;
+    }
+    CHAR16 unit = key.UnicodeChar;
+    if (key.ScanCode == SCAN_ESCAPE) {
+      length = 0;
+      break;
+    }
+    if (unit == u'\r' || unit == u'\n') {
+      break;
+    }
+    if (unit == u'\b' && length != 0) {
+      --length;
+      firmwareWrite(host, "\b \b", 3);
+    } else if (unit >= u' ' && unit != BYTE_ORDER_MARK) {
+      // A longer answer is none that matters, but it must not become a yes by being cut.
+      if (length < 4) {
+        line[length] = unit;
+      }
+      ++length;
+      CHAR8 echo = unit < 0x80 ? static_cast<CHAR8>(unit) : '?';
+      firmwareWrite(host, &echo, 1);
+    }
+  }
+  firmwareWrite(host, "\n", 1);
+  bool yes = length == 3 && line[0] == u'y' && line[1] == u'e' && line[2] == u's';
+  return yes ? XYL_ANSWER_YES : XYL_ANSWER_NO;
+}
+
+// Gives the line the bytes of one unit.
+static SECRET_STATE typeUnit(SECRET_LINE *line, CHAR16 unit) {
+  if (unit == BYTE_ORDER_MARK) {
+    return SECRET_OPEN;
+  }
+  CHAR16 wide[2] = {unit, 0};
+  CHAR8 *bytes = utf8FromWide(wide);
+  SECRET_STATE state = bytes != nullptr ? SECRET_OPEN : SECRET_CANCELLED;
+  for (const CHAR8 *at = bytes; state == SECRET_OPEN && *at != 0; ++at) {
+    state = typeSecret(line, static_cast<UINT8>(*at));
+  }
+  if (bytes != nullptr) {
+    wipeBytes(bytes, textLength(bytes));
+    poolFree(bytes);
+  }
+  return state;
+}
+
+static EFI_STATUS askSecret(const XYL_HOST *host, const CHAR8 *question, CHAR8 *secret, UINTN capacity) {
+  if (host->SystemTable->ConIn == nullptr) {
+    return EFI_NOT_FOUND;
+  }
+  firmwareWrite(host, question, textLength(question));
+  SECRET_LINE line = {secret, capacity, 0};
+  SECRET_STATE state = SECRET_OPEN;
+  while (state == SECRET_OPEN) {
+    EFI_INPUT_KEY key = {};
+    bool isGivenUp = EFI_ERROR(readKey(host, &key)) || key.ScanCode == SCAN_ESCAPE;
+    state = isGivenUp ? SECRET_CANCELLED : typeUnit(&line, key.UnicodeChar);
+  }
+  firmwareWrite(host, "\n", 1);
+  return endSecret(&line, state);
+}
+
+// Parses and runs the arguments behind the program's name.
+static EFI_STATUS runArguments(XYL_HOST *host, UINTN count, const CHAR8 *const *arguments) {
+  XYL_REQUEST request;
+  XYL_RESULT result = xylParse(host, count, arguments, &request);
+  if (!isFailure(result)) {
+    xylSilence(host, request);
+    bool hasPages = request.Options[XYL_OPTION_PAGES] != nullptr;
+    if (hasPages) {
+      firmwareContext(host)->Files->EnablePageBreak();
+    }
+    result = xylRun(host, request);
+    if (hasPages) {
+      firmwareContext(host)->Files->DisablePageBreak();
+    }
+  }
+  EFI_STATUS written = firmwareContext(host)->Written;
+  if (EFI_ERROR(written) && result.Outcome <= XYL_DIFFERENT) {
+    complain(host, "the output cannot be written: %a", statusWords(written));
+    return written;
+  }
+  return result.Status;
+}
+
+static EFI_STATUS runShellParameters(XYL_HOST *host, const EFI_SHELL_PARAMETERS_PROTOCOL *parameters) {
+  UINTN count = parameters->Argc > 0 ? parameters->Argc - 1 : 0;
+  CHAR8 **arguments = poolNew<CHAR8 *>(count + 1);
+  if (arguments == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINTN i = 0; i < count && !EFI_ERROR(status); ++i) {
+    arguments[i] = utf8FromWide(parameters->Argv[i + 1]);
+    status = arguments[i] != nullptr ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+  }
+  if (!EFI_ERROR(status)) {
+    status = runArguments(host, count, arguments);
+  }
+  for (UINTN i = 0; i < count; ++i) {
+    poolFree(arguments[i]);
+  }
+  poolFree(arguments);
+  return status;
+}
+
+extern "C" EFI_STATUS EFIAPI XylEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
+  setSystemTable(systemTable);
+  void *parameters = nullptr;
+  void *shell = nullptr;
+  if (EFI_ERROR(g_bootServices->HandleProtocol(image, &g_shellParametersGuid, &parameters)) ||
+      EFI_ERROR(g_bootServices->LocateProtocol(&g_shellGuid, nullptr, &shell))) {
+    Print(u"xyl: this program runs in a UEFI Shell\r\n");
+    return EFI_UNSUPPORTED;
+  }
+  FIRMWARE_CONTEXT context = {static_cast<EFI_SHELL_PROTOCOL *>(shell), EFI_SUCCESS};
+  XYL_HOST host = {&context,         XYL_FRONT_SHELL,    systemTable,         firmwareWrite,      firmwareWrite,
+                   firmwareReadFile, firmwareOpenOutput, firmwareCloseOutput, firmwareIsSameFile, askYes};
+  host.AskSecret = askSecret;
+  host.Terminal = true;
+  host.Busy = firmwareBusy;
+  return runShellParameters(&host, static_cast<EFI_SHELL_PARAMETERS_PROTOCOL *>(parameters));
+}

@@ -1,0 +1,7 @@
+// The table of commands, and the checks that all of them share.
+#pragma once
+
+#include "providers/disk_controller/commands/service.h"
+
+// Runs a command on the disks as they are. The answer is released after a failure. Statuses as disksExecute says.
+EFI_STATUS runDiskCommand(DISK_CONTROLLER *controller, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer);

@@ -1,0 +1,41 @@
+#include "providers/disk_controller/commands/disk_check.h"
+
+EFI_STATUS checkDisk(const VIEW &view, UINT32 disk) {
+  const DDF_DISK &found = view.Model->disks[disk];
+  const DDF_PD *member = memberOf(view, disk);
+  CHAR8 why[96];
+  whyUnusable(view, disk, why, sizeof(why));
+  if (why[0] != 0) {
+    bool holdsOther = view.List.Items[disk].Unusable == nullptr && found.kind == DDF_DISK_OTHER &&
+                      view.List.Items[disk].Sectors > DDF_RESERVE;
+    return refuseDisk(view, disk, why, holdsOther ? EFI_ACCESS_DENIED : EFI_NOT_READY);
+  }
+  if (member == nullptr) {
+    return EFI_SUCCESS;
+  }
+  if (setOf(view, disk)->foreign) {
+    return refuseDisk(view, disk, "it is another controller's", EFI_ACCESS_DENIED);
+  }
+  bool failed = (member->entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0;
+  return failed ? refuseDisk(view, disk, "it failed", EFI_NOT_READY) : EFI_SUCCESS;
+}
+
+const DDF_SET *joinedSet(const VIEW &view, const UINT32 *disks, UINT32 count) {
+  const DDF_MODEL &model = *view.Model;
+  for (UINT32 i = 0; i < count; ++i) {
+    if (setOf(view, disks[i]) != nullptr) {
+      return setOf(view, disks[i]);
+    }
+  }
+  const DDF_SET *made = nullptr;
+  UINT32 others = 0;
+  for (UINT32 i = 0; i < model.setCount; ++i) {
+    const DDF_SET &set = model.sets[i];
+    if (isOurs(set)) {
+      return &set;
+    }
+    made = set.foreign ? made : &set;
+    others += set.foreign ? 0U : 1U;
+  }
+  return others == 1 ? made : nullptr;
+}

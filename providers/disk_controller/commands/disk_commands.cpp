@@ -1,0 +1,200 @@
+#include "providers/disk_controller/commands/disk_commands.h"
+
+#include "base/log.h"
+#include "base/pool.h"
+#include "providers/disk_controller/commands/disk_check.h"
+#include "providers/disk_controller/model/objects.h"
+
+struct DISK_JOB {
+  const RAID_PD_RECORD *Wanted;
+  UINT32 Id;
+};
+
+static UINT32 setNumber(const VIEW &view, const DDF_SET *set) {
+  return set == nullptr ? DDF_NONE : static_cast<UINT32>(set - view.Model->sets);
+}
+
+// --- Failed ---
+
+// disk is DDF_NONE for a missing one.
+static EFI_STATUS failMember(CHANGE *change, const DDF_SET *set, UINT32 pd, UINT32 disk) {
+  UINT16 wanted = disk == DDF_NONE ? DDF_PD_FAILED | DDF_PD_MISSING : DDF_PD_FAILED;
+  if ((set->pds[pd].entry->state & wanted) == wanted) {
+    return EFI_SUCCESS;
+  }
+  if (set->foreign) {
+    return refuse("a member of another controller's set", EFI_ACCESS_DENIED);
+  }
+  change->Left = disk;
+  EFI_STATUS status = readyDisks(change, set, NO_VOLUME, /* disks= */ nullptr, 0);
+  if (!EFI_ERROR(status)) {
+    status = ddfFailDisk(&change->Writer, setNumber(change->View, set), pd);
+  }
+  if (!EFI_ERROR(status)) {
+    LogPrint(LOG_WARN, RAID_DISKS, "disk %u of its set is marked as failed%a", pd,
+             disk == DDF_NONE ? " and missing" : "");
+  }
+  return status;
+}
+
+// Whether a volume can be used without one of its members, which is there.
+static bool survives(const DDF_VOLUME &volume, UINT32 member) {
+  if (volume.state == DDF_VD_FAILED || volume.members[member].state != DDF_MEMBER_GOOD) {
+    return true; // it is lost, or does without the member already
+  }
+  if (volume.state == DDF_VD_DEGRADED) {
+    bool isPair = volume.level == DDF_LEVEL_10 && volume.memberCount % 2 == 0;
+    return isPair && volume.members[member ^ 1].state == DDF_MEMBER_GOOD;
+  }
+  return volume.level != DDF_LEVEL_0 && volume.level != DDF_LEVEL_LINEAR && volume.level != DDF_LEVEL_UNKNOWN;
+}
+
+static EFI_STATUS failDisk(CHANGE *change, UINT32 disk) {
+  const DDF_SET *set = setOf(change->View, disk);
+  if (set == nullptr) {
+    return refuseDisk(change->View, disk, "it is in no set, so it cannot be marked as failed", EFI_INVALID_PARAMETER);
+  }
+  const DDF_PD &pd = *memberOf(change->View, disk);
+  for (UINT32 i = 0; i < pd.partCount; ++i) {
+    if (!survives(set->volumes[pd.parts[i].volume], pd.parts[i].member)) {
+      return refuseDisk(change->View, disk, "a virtual disk would be lost without it", EFI_ACCESS_DENIED);
+    }
+  }
+  return failMember(change, set, change->View.Model->disks[disk].pd, disk);
+}
+
+// --- Spares ---
+
+static EFI_STATUS checkSpare(const VIEW &view, UINT32 disk) {
+  EFI_STATUS status = checkDisk(view, disk);
+  const DDF_PD *member = memberOf(view, disk);
+  bool isMember = !EFI_ERROR(status) && member != nullptr && member->partCount != 0;
+  return isMember ? refuseDisk(view, disk, "it is a member of a virtual disk", EFI_ACCESS_DENIED) : status;
+}
+
+static UINT64 roomOf(const VIEW &view, UINT32 disk) {
+  const DDF_PD *member = memberOf(view, disk);
+  return member != nullptr ? member->limit : view.List.Items[disk].Sectors - DDF_RESERVE;
+}
+
+// Replaces the numbers of virtual disks by those in their set.
+static EFI_STATUS placeVolumes(const VIEW &view, UINT32 disk, UINT32 *numbers, UINT32 count, const DDF_SET **set) {
+  for (UINT32 i = 0; i < count; ++i) {
+    const VIEW_VOLUME &volume = view.Volumes[numbers[i]];
+    *set = i == 0 ? volume.Set : *set;
+    if (volume.Set != *set) {
+      return refuseDisk(view, disk, "a spare for virtual disks of several sets", EFI_INVALID_PARAMETER);
+    }
+    if (volume.Volume->memberBlocks > roomOf(view, disk)) {
+      return refuseDisk(view, disk, "it is too small for the virtual disk", EFI_VOLUME_FULL);
+    }
+    numbers[i] = static_cast<UINT32>(volume.Volume - volume.Set->volumes);
+  }
+  return EFI_SUCCESS;
+}
+
+// Linux takes a spare in the place of a member that is known to be lost, not of one that is just not there.
+static void tellMissing(const VIEW &view, const DDF_SET &set) {
+  for (UINT32 i = 0; i < set.pdCount; ++i) {
+    const DDF_PD &pd = set.pds[i];
+    if (pd.disk == DDF_NONE && pd.partCount != 0 && (pd.entry->state & DDF_PD_FAILED) == 0) {
+      LogPrint(LOG_WARN, RAID_DISKS, "disk %u is missing and not marked as failed, so no spare replaces it",
+               diskIdOf(view, set, i));
+    }
+  }
+}
+
+static EFI_STATUS setSpare(CHANGE *change, UINT32 disk, const DDF_SET *set, DDF_SPARE_KIND kind, const UINT32 *volumes,
+                           UINT32 count) {
+  const VIEW &view = change->View;
+  const DDF_SET *joined = set != nullptr ? set : joinedSet(view, &disk, 1);
+  if (joined == nullptr) {
+    return refuseDisk(view, disk, "there is no set that a spare could join", EFI_NOT_FOUND);
+  }
+  EFI_STATUS status = readyDisks(change, joined, NO_VOLUME, &disk, 1);
+  if (!EFI_ERROR(status)) {
+    status = ddfSetSpare(&change->Writer, setNumber(view, joined), disk, kind, volumes, count);
+  }
+  if (!EFI_ERROR(status)) {
+    tellDisk(view, disk, kind == DDF_NO_SPARE ? "it is no hot spare any more" : "it is a hot spare");
+    tellMissing(view, *joined);
+  }
+  return status;
+}
+
+static EFI_STATUS makeDedicated(CHANGE *change, UINT32 disk, const RAID_PD_RECORD &wanted) {
+  if (wanted.VDCount == 0 || wanted.VDs == nullptr) {
+    return refuseDisk(change->View, disk, "a dedicated spare for no virtual disk", EFI_INVALID_PARAMETER);
+  }
+  UINT32 *numbers = poolNew<UINT32>(wanted.VDCount);
+  const DDF_SET *set = nullptr;
+  if (numbers == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  EFI_STATUS status = findObjects(change->View, RAID_OBJECT_VIRTUAL_DISK, wanted.VDs, wanted.VDCount, numbers);
+  if (status == EFI_NOT_FOUND) {
+    refuseDisk(change->View, disk, "a spare for a virtual disk that is not there", status);
+  }
+  if (!EFI_ERROR(status)) {
+    status = placeVolumes(change->View, disk, numbers, wanted.VDCount, &set);
+  }
+  if (!EFI_ERROR(status)) {
+    status = setSpare(change, disk, set, DDF_SPARE_FOR_VOLUMES, numbers, wanted.VDCount);
+  }
+  poolFree(numbers);
+  return status;
+}
+
+static EFI_STATUS changeSpare(CHANGE *change, UINT32 disk, const RAID_PD_RECORD &wanted) {
+  const DDF_PD *member = memberOf(change->View, disk);
+  bool isSpare = member != nullptr && member->spare != DDF_NO_SPARE;
+  DDF_DISK_KIND kind = change->View.Model->disks[disk].kind;
+  bool isKnown = kind != DDF_DISK_UNREADABLE && kind != DDF_DISK_DAMAGED;
+  if (wanted.Hotspare == RAID_HOTSPARE_NONE && !isSpare && isKnown) {
+    return EFI_SUCCESS;
+  }
+  EFI_STATUS status = checkSpare(change->View, disk);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  if (wanted.Hotspare == RAID_HOTSPARE_DEDICATED) {
+    return makeDedicated(change, disk, wanted);
+  }
+  DDF_SPARE_KIND spare = wanted.Hotspare == RAID_HOTSPARE_GLOBAL ? DDF_SPARE_GLOBAL : DDF_NO_SPARE;
+  return setSpare(change, disk, /* set= */ nullptr, spare, /* volumes= */ nullptr, 0);
+}
+
+// --- Both ---
+
+// A saved spare may have been Failed in its time: it is the spare that is asked for.
+static bool wantsFailed(const RAID_PD_RECORD &wanted) {
+  return wanted.Hotspare == RAID_HOTSPARE_NONE && wanted.State == RAID_STATE_FAILED;
+}
+
+static EFI_STATUS diskStep(CHANGE *change, void *context) {
+  const DISK_JOB &job = *static_cast<DISK_JOB *>(context);
+  UINT32 disk = 0;
+  EFI_STATUS status = findObjects(change->View, RAID_OBJECT_PHYSICAL_DISK, &job.Id, 1, &disk);
+  if (status == EFI_NOT_FOUND) {
+    UINT32 pd = 0;
+    const DDF_SET *set = findMissing(change->View, job.Id, &pd);
+    return set != nullptr && wantsFailed(*job.Wanted) ? failMember(change, set, pd, DDF_NONE)
+                                                      : refuse("there is no such disk", status);
+  }
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  return wantsFailed(*job.Wanted) ? failDisk(change, disk) : changeSpare(change, disk, *job.Wanted);
+}
+
+EFI_STATUS changeDisks(DISK_CONTROLLER *controller, const RAID_PD_RECORD &wanted, const UINT32 *ids, UINT32 count) {
+  if (wanted.Hotspare > RAID_HOTSPARE_GLOBAL) {
+    return refuse("a kind of spare without a meaning", EFI_INVALID_PARAMETER);
+  }
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = 0; i < count && !EFI_ERROR(status); ++i) {
+    DISK_JOB job = {&wanted, ids[i]};
+    status = runChange(controller, diskStep, &job);
+  }
+  return status;
+}

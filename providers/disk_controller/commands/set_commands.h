@@ -1,0 +1,12 @@
+// Commands on the adapter: on all sets of one kind, each of which is a change of its own.
+#pragma once
+
+#include "providers/disk_controller/commands/service.h"
+
+// Deletes all volumes and sets that are not foreign.
+EFI_STATUS resetSets(DISK_CONTROLLER *controller);
+// Take over and delete foreign sets. EFI_NOT_FOUND when there are none.
+EFI_STATUS importSets(DISK_CONTROLLER *controller);
+EFI_STATUS clearSets(DISK_CONTROLLER *controller);
+// Keeps modes and rates in all sets of ours, or in memory as long as there is none. Statuses also of changeSettings.
+EFI_STATUS changeAdapter(DISK_CONTROLLER *controller, const RAID_ADAPTER_RECORD &wanted);

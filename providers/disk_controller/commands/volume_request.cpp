@@ -1,0 +1,209 @@
+#include "providers/disk_controller/commands/volume_request.h"
+
+#include "base/pool.h"
+#include "base/text.h"
+#include "providers/disk_controller/metadata/levels.h"
+
+static bool isOneBit(UINT32 value) {
+  return value != 0 && (value & (value - 1)) == 0;
+}
+
+static UINT8 bitNumber(UINT32 bit) {
+  return static_cast<UINT8>(__builtin_ctz(bit));
+}
+
+static EFI_STATUS wrong(const CHAR8 **why, const CHAR8 *text, EFI_STATUS status) {
+  *why = text;
+  return status;
+}
+
+// One value of those on offer, or 0. EFI_INVALID_PARAMETER for several, EFI_UNSUPPORTED for another one.
+static EFI_STATUS checkValue(UINT32 value, UINT32 offered, const CHAR8 *what, const CHAR8 **why) {
+  if (value != 0 && !isOneBit(value)) {
+    return wrong(why, what, EFI_INVALID_PARAMETER);
+  }
+  return (value & ~offered) != 0 ? wrong(why, what, EFI_UNSUPPORTED) : EFI_SUCCESS;
+}
+
+// --- Name, access, cache ---
+
+static EFI_STATUS decodeName(const CHAR16 *name, CHAR8 (&to)[16], const CHAR8 **why) {
+  UINTN length = textLength(name);
+  if (length > sizeof(to)) {
+    return wrong(why, "the name has more than 16 characters", EFI_INVALID_PARAMETER);
+  }
+  zeroBytes(to, sizeof(to));
+  for (UINTN i = 0; i < length; ++i) {
+    if (name[i] <= ' ' || name[i] > '~') {
+      return wrong(why, "the name has characters other than ASCII, or blanks", EFI_INVALID_PARAMETER);
+    }
+    to[i] = static_cast<CHAR8>(name[i]);
+  }
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS decodeAccess(UINT32 policy, UINT8 *access, const CHAR8 **why) {
+  switch (policy) {
+  case RAID_ACCESS_POLICY_READ_WRITE:
+    *access = DDF_READ_WRITE;
+    return EFI_SUCCESS;
+  case RAID_ACCESS_POLICY_READ_ONLY:
+    *access = DDF_READ_ONLY;
+    return EFI_SUCCESS;
+  case RAID_ACCESS_POLICY_NO_ACCESS:
+    *access = DDF_BLOCKED;
+    return EFI_SUCCESS;
+  default:
+    return wrong(why, "an access policy without a meaning", EFI_INVALID_PARAMETER);
+  }
+}
+
+static EFI_STATUS decodeCache(UINT32 policy, UINT8 *cache, const CHAR8 **why) {
+  static constexpr UINT32 groups[] = {RAID_CACHE_WRITE_MASK, RAID_CACHE_READ_MASK, RAID_CACHE_DISK_MASK,
+                                      RAID_CACHE_IO_MASK};
+  if ((policy & ~RAID_CACHE_ALL) != 0) {
+    return wrong(why, "a cache policy without a meaning", EFI_INVALID_PARAMETER);
+  }
+  for (UINT32 group : groups) {
+    EFI_STATUS status = checkValue(policy & group, g_offeredLevels[0].AvailableCachePolicy, "the cache policy", why);
+    if (EFI_ERROR(status)) {
+      return status;
+    }
+  }
+  UINT8 bits = (policy & RAID_CACHE_WRITE_BACK) != 0 ? DDF_CACHE_WRITE_BACK : 0;
+  bits |= (policy & (RAID_CACHE_READ_AHEAD | RAID_CACHE_READ_ADAPTIVE)) != 0 ? DDF_CACHE_READ_AHEAD : 0;
+  bits |= (policy & RAID_CACHE_READ_ADAPTIVE) != 0 ? DDF_CACHE_ADAPTIVE_READ : 0;
+  *cache = bits;
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS decodeSettings(const RAID_VD_RECORD &wanted, DDF_VOLUME_SETTINGS *settings, const CHAR8 **why) {
+  zeroBytes(settings, sizeof(*settings));
+  settings->which = (wanted.Name != nullptr ? DDF_SET_NAME : 0) | (wanted.AccessPolicy != 0 ? DDF_SET_ACCESS : 0) |
+                    (wanted.CurrentCachePolicy != 0 ? DDF_SET_CACHE : 0);
+  EFI_STATUS status = checkValue(wanted.DiskCachePolicy, RAID_CACHE_DISK_DEFAULT, "the disks' cache policy", why);
+  if (!EFI_ERROR(status) && (settings->which & DDF_SET_NAME) != 0) {
+    status = decodeName(wanted.Name, settings->name, why);
+  }
+  if (!EFI_ERROR(status) && (settings->which & DDF_SET_ACCESS) != 0) {
+    status = decodeAccess(wanted.AccessPolicy, &settings->access, why);
+  }
+  if (!EFI_ERROR(status) && (settings->which & DDF_SET_CACHE) != 0) {
+    status = decodeCache(wanted.CurrentCachePolicy, &settings->cache, why);
+  }
+  return status;
+}
+
+// --- Level and members ---
+
+// What a level is on the disk, and how many of its members hold data: all but lost, or one in copies.
+struct LEVEL_ROW {
+  UINT32 RaidLevel;
+  UINT8 Level;
+  UINT32 Lost;
+};
+
+static constexpr LEVEL_ROW g_levelRows[] = {
+    {RAID_LEVEL_0, DDF_RAID_0, 0}, {RAID_LEVEL_1, DDF_RAID_1, 0}, {RAID_LEVEL_4, DDF_RAID_4, 1},
+    {RAID_LEVEL_5, DDF_RAID_5, 1}, {RAID_LEVEL_6, DDF_RAID_6, 2}, {RAID_LEVEL_10, DDF_RAID_1E, 0},
+};
+
+static const LEVEL_ROW *levelRow(UINT32 raidLevel) {
+  for (const LEVEL_ROW &row : g_levelRows) {
+    if (row.RaidLevel == raidLevel) {
+      return &row;
+    }
+  }
+  return nullptr;
+}
+
+static UINT32 dataMembers(const LEVEL_ROW &row, UINT32 count) {
+  return row.RaidLevel == RAID_LEVEL_1 ? 1 : row.RaidLevel == RAID_LEVEL_10 ? count / 2 : count - row.Lost;
+}
+
+// Members are pairs one after the other, whatever spans of an even number of members were asked for.
+static EFI_STATUS checkShape(const RAID_VD_RECORD &wanted, UINT32 count, const CHAR8 **why) {
+  UINT32 spans = wanted.SpanDepth;
+  UINT32 each = wanted.PDsPerSpan;
+  if ((spans != 0 && count % spans != 0) || (each != 0 && count % each != 0) ||
+      (spans != 0 && each != 0 && count / spans != each)) {
+    return wrong(why, "the spans do not make up the members", EFI_INVALID_PARAMETER);
+  }
+  each = each != 0 ? each : spans != 0 ? count / spans : 2;
+  bool isPairs = wanted.RAIDLevel == RAID_LEVEL_10;
+  bool isOne = spans <= 1 && (wanted.PDsPerSpan == 0 || wanted.PDsPerSpan == count);
+  bool fits = isPairs ? count % 2 == 0 && each % 2 == 0 : isOne;
+  return fits ? EFI_SUCCESS : wrong(why, "spans that the level does not have", EFI_UNSUPPORTED);
+}
+
+static EFI_STATUS checkLevel(const RAID_VD_RECORD &wanted, const RAID_LEVEL_PARAMS &level, UINT32 count,
+                             const CHAR8 **why) {
+  if (!isOneBit(wanted.RAIDLevel)) {
+    return wrong(why, "no level, or several", EFI_INVALID_PARAMETER);
+  }
+  if (level.MaxDisks == 0) {
+    return wrong(why, "a level that Linux does not assemble", EFI_UNSUPPORTED);
+  }
+  if (count < level.MinDisks || count > level.MaxDisks) {
+    return wrong(why, "too few or too many disks for the level", EFI_UNSUPPORTED);
+  }
+  if ((wanted.Attributes & (RAID_VD_ATTRIBUTE_FDE | RAID_VD_ATTRIBUTE_EEDP | RAID_VD_ATTRIBUTE_CACHECADE)) != 0) {
+    return wrong(why, "an attribute that these disks do not have", EFI_UNSUPPORTED);
+  }
+  EFI_STATUS status = checkValue(wanted.RLQ, level.AvailableRLQ, "the level's qualifier", why);
+  if (!EFI_ERROR(status)) {
+    status = checkValue(wanted.SRL, level.AvailableSRL, "the secondary level", why);
+  }
+  if (!EFI_ERROR(status)) {
+    status = checkValue(wanted.StripeSize, level.AvailableStripeSize, "the stripe size", why);
+  }
+  return EFI_ERROR(status) ? status : checkShape(wanted, count, why);
+}
+
+// Of mirrors the qualifier counts the copies.
+static EFI_STATUS decodeQualifier(const RAID_VD_RECORD &wanted, const RAID_LEVEL_PARAMS &level, UINT32 count,
+                                  UINT8 *qualifier, const CHAR8 **why) {
+  UINT32 rlq = wanted.RLQ != 0 ? wanted.RLQ : level.DefaultRLQ;
+  if (wanted.RAIDLevel == RAID_LEVEL_1) {
+    rlq = count == 2 ? RAID_RLQ_0 : RAID_RLQ_1;
+    if (wanted.RLQ != 0 && wanted.RLQ != rlq) {
+      return wrong(why, "the level's qualifier does not fit the number of disks", EFI_UNSUPPORTED);
+    }
+  }
+  *qualifier = bitNumber(rlq);
+  return EFI_SUCCESS;
+}
+
+// Whole strips and pages of each member, so that at least size bytes have room.
+static UINT64 blocksOf(UINT64 size, UINT32 members, UINT8 strip) {
+  UINT64 sectors = size / DDF_SECTOR + (size % DDF_SECTOR != 0 ? 1 : 0);
+  UINT64 blocks = sectors / members + (sectors % members != 0 ? 1 : 0);
+  UINT64 grain = strip == DDF_NO_STRIP || 1ULL << strip < DDF_MEMBER_GRAIN ? DDF_MEMBER_GRAIN : 1ULL << strip;
+  return (blocks + grain - 1) / grain * grain;
+}
+
+EFI_STATUS decodeVolume(const RAID_VD_RECORD &wanted, UINT32 count, DDF_NEW_VOLUME *volume, const CHAR8 **why) {
+  zeroBytes(volume, sizeof(*volume));
+  RAID_LEVEL_PARAMS level = offeredLevel(wanted.RAIDLevel);
+  DDF_VOLUME_SETTINGS settings = {};
+  EFI_STATUS status = checkLevel(wanted, level, count, why);
+  if (!EFI_ERROR(status)) {
+    status = decodeQualifier(wanted, level, count, &volume->qualifier, why);
+  }
+  if (!EFI_ERROR(status)) {
+    status = decodeSettings(wanted, &settings, why);
+  }
+  const LEVEL_ROW *row = levelRow(wanted.RAIDLevel);
+  if (EFI_ERROR(status) || row == nullptr) {
+    return status;
+  }
+  UINT32 stripe = wanted.StripeSize != 0 ? wanted.StripeSize : level.StripeSize;
+  volume->level = row->Level;
+  volume->strip = stripe != 0 ? bitNumber(stripe) : DDF_NO_STRIP;
+  volume->diskCount = count;
+  volume->memberBlocks = wanted.Size == 0 ? 0 : blocksOf(wanted.Size, dataMembers(*row, count), volume->strip);
+  copyBytes(volume->name, settings.name, sizeof(volume->name));
+  volume->access = settings.access;
+  volume->cache = settings.cache;
+  return EFI_SUCCESS;
+}

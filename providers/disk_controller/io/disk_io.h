@@ -1,0 +1,23 @@
+// Sectors of a disk, read and written through the firmware, and flushed so that they are on the medium.
+#pragma once
+
+#include "providers/disk_controller/io/disks.h"
+
+#define DISK_PAGE_SIZE 4096U
+#define DISK_BUFFER_SIZE 0x20000U
+
+// A disk and the buffer that its sectors pass through, since firmware wants aligned ones: DISK_BUFFER_SIZE bytes, at a
+// page's boundary.
+struct DISK_ACCESS {
+  const DISK *Disk;
+  UINT8 *Buffer;
+};
+
+// context leads to a DISK_ACCESS; count sectors of 512 bytes from lba on. The firmware's status.
+EFI_STATUS readDisk(void *context, UINT64 lba, UINTN count, void *buffer);
+EFI_STATUS writeDisk(void *context, UINT64 lba, UINTN count, const void *buffer);
+
+// What was written is on the medium when it returns EFI_SUCCESS. FlushBlocks does it but for disks behind ATA
+// controllers, where it may do nothing: these get the command itself. EFI_UNSUPPORTED where the firmware has no way to
+// send it, else the firmware's status.
+EFI_STATUS flushDisk(void *context);

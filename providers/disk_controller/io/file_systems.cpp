@@ -1,0 +1,115 @@
+#include "providers/disk_controller/io/file_systems.h"
+
+#include "base/pool.h"
+#include "uefi/protocols.h"
+
+static const EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
+static const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
+static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
+static const EFI_GUID g_diskIoGuid = EFI_DISK_IO_PROTOCOL_GUID;
+
+static const UINT8 *pathOf(EFI_HANDLE handle) {
+  void *path = nullptr;
+  return EFI_ERROR(g_bootServices->HandleProtocol(handle, &g_devicePathGuid, &path)) ? nullptr
+                                                                                     : static_cast<UINT8 *>(path);
+}
+
+// Bytes of a path without its end.
+static UINTN pathSize(const UINT8 *path) {
+  UINTN size = 0;
+  while (path[size] != 0x7F) {
+    UINTN node = path[size + 2] | static_cast<UINTN>(path[size + 3]) << 8;
+    if (node < 4) {
+      break;
+    }
+    size += node;
+  }
+  return size;
+}
+
+// Whether the inner path is the outer one or leads on from it.
+static bool leadsThrough(const UINT8 *inner, const UINT8 *outer) {
+  if (inner == nullptr || outer == nullptr) {
+    return false;
+  }
+  UINTN size = pathSize(outer);
+  return pathSize(inner) >= size && __builtin_memcmp(inner, outer, size) == 0;
+}
+
+// Calls visit with each handle that has the protocol. EFI_OUT_OF_RESOURCES.
+template <class VISIT> static EFI_STATUS eachWith(const EFI_GUID &guid, VISIT visit) {
+  UINTN count = 0;
+  EFI_HANDLE *handles = nullptr;
+  EFI_STATUS status = g_bootServices->LocateHandleBuffer(ByProtocol, &guid,
+                                                         /* SearchKey= */ nullptr, &count, &handles);
+  if (EFI_ERROR(status)) {
+    return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
+  }
+  for (UINTN i = 0; i < count; ++i) {
+    visit(handles[i]);
+  }
+  poolFree(handles);
+  return EFI_SUCCESS;
+}
+
+template <class VISIT> static EFI_STATUS eachFileSystem(VISIT visit) {
+  return eachWith(g_fileSystemGuid, visit);
+}
+
+EFI_STATUS markFileSystems(DISK_LIST *list) {
+  return eachFileSystem([=](EFI_HANDLE handle) {
+    const UINT8 *path = pathOf(handle);
+    for (UINT32 i = 0; i < list->Count; ++i) {
+      DISK &disk = list->Items[i];
+      disk.HasFileSystem = disk.HasFileSystem || leadsThrough(path, pathOf(disk.Handle));
+    }
+  });
+}
+
+// A file system's driver manages the handle through its disk I/O. Others on the handle, such as the disk's own, stay.
+static void closeFileSystem(EFI_HANDLE handle) {
+  EFI_OPEN_PROTOCOL_INFORMATION_ENTRY *entries = nullptr;
+  UINTN count = 0;
+  if (EFI_ERROR(g_bootServices->OpenProtocolInformation(handle, &g_diskIoGuid, &entries, &count))) {
+    return;
+  }
+  for (UINTN i = 0; i < count; ++i) {
+    if ((entries[i].Attributes & EFI_OPEN_PROTOCOL_BY_DRIVER) != 0) {
+      g_bootServices->DisconnectController(handle, entries[i].AgentHandle, /* Child= */ nullptr);
+    }
+  }
+  poolFree(entries);
+}
+
+EFI_STATUS closeFileSystems(const DISK &disk, bool *any) {
+  const UINT8 *path = pathOf(disk.Handle);
+  *any = false;
+  bool isLeft = false;
+  EFI_STATUS status = eachFileSystem([&](EFI_HANDLE handle) {
+    if (leadsThrough(pathOf(handle), path)) {
+      *any = true;
+      closeFileSystem(handle);
+    }
+  });
+  if (!EFI_ERROR(status)) {
+    status = eachFileSystem([&](EFI_HANDLE handle) { isLeft = isLeft || leadsThrough(pathOf(handle), path); });
+  }
+  return !EFI_ERROR(status) && isLeft ? EFI_ACCESS_DENIED : status;
+}
+
+bool hasRunningImages(const DISK &disk) {
+  return hasRunningImages(disk.Handle);
+}
+
+bool hasRunningImages(EFI_HANDLE from) {
+  const UINT8 *path = pathOf(from);
+  bool any = false;
+  EFI_STATUS status = eachWith(g_loadedImageGuid, [&](EFI_HANDLE handle) {
+    void *found = nullptr;
+    if (!EFI_ERROR(g_bootServices->HandleProtocol(handle, &g_loadedImageGuid, &found))) {
+      EFI_HANDLE device = static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(found)->DeviceHandle;
+      any = any || (device != nullptr && leadsThrough(pathOf(device), path));
+    }
+  });
+  return EFI_ERROR(status) || any;
+}

@@ -1,0 +1,64 @@
+#include "providers/disk_controller/model/contents.h"
+
+#include "providers/disk_controller/io/file_systems.h"
+#include "providers/disk_controller/model/objects.h"
+
+// Partition tables, superblocks and their copies that are looked for lie within so many sectors of an end of the disk.
+static constexpr UINT64 END_SECTORS = 2048;
+
+static void addArea(RAID_DISK_CONTENTS *contents, UINT64 sectors, UINT64 lba, UINT64 count) {
+  if (lba < sectors && count <= sectors - lba) {
+    contents->Areas[contents->AreaCount++] = {lba, count};
+  }
+}
+
+// Both ends, and headers of this format where writers put them, and where the anchor says.
+static EFI_STATUS addAreas(const DDF_SOURCE &source, RAID_DISK_CONTENTS *contents) {
+  DDF_HEADER anchor;
+  EFI_STATUS status = source.read(source.context, source.sectors - 1, 1, &anchor);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  addArea(contents, source.sectors, 0, END_SECTORS);
+  addArea(contents, source.sectors, source.sectors - DDF_RESERVE, 1);
+  addArea(contents, source.sectors, source.sectors - DDF_RESERVE / 2, 1);
+  if (anchor.signature == DDF_HEADER_SIGNATURE) {
+    addArea(contents, source.sectors, anchor.primaryLba, 1);
+    addArea(contents, source.sectors, anchor.secondaryLba, 1);
+  }
+  addArea(contents, source.sectors, source.sectors - END_SECTORS, END_SECTORS); // with the anchor last
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS describe(const VIEW &view, UINT32 index, RAID_DISK_CONTENTS *contents) {
+  const DISK &disk = view.List.Items[index];
+  const DDF_DISK &found = view.Model->disks[index];
+  if (found.kind == DDF_DISK_MEMBER) {
+    return EFI_ACCESS_DENIED;
+  }
+  whyUnusable(view, index, contents->Holds, sizeof(contents->Holds));
+  bool isInTheWay = contents->Holds[0] != 0 && found.kind != DDF_DISK_UNREADABLE;
+  if (!isInTheWay || disk.Unusable != nullptr || disk.Sectors <= DDF_RESERVE) {
+    return EFI_UNSUPPORTED;
+  }
+  if (hasRunningImages(disk)) {
+    return EFI_WRITE_PROTECTED;
+  }
+  contents->Handle = disk.Handle;
+  return addAreas(view.Sources[index], contents);
+}
+
+EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *, UINT32 objectId, RAID_DISK_CONTENTS *contents) {
+  *contents = {};
+  VIEW view;
+  UINT32 index = 0;
+  EFI_STATUS status = openView(&view, g_defaultSettings);
+  if (!EFI_ERROR(status)) {
+    status = findObjects(view, RAID_OBJECT_PHYSICAL_DISK, &objectId, 1, &index);
+  }
+  if (!EFI_ERROR(status)) {
+    status = describe(view, index, contents);
+  }
+  closeView(&view);
+  return status;
+}

@@ -1,0 +1,402 @@
+#include "providers/disk_controller/model/records.h"
+
+#include "base/log.h"
+#include "base/pool.h"
+#include "base/text.h"
+#include "providers/disk_controller/metadata/levels.h"
+#include "providers/disk_controller/model/names.h"
+#include "providers/disk_controller/model/objects.h"
+
+#define SECTOR_SIZE 512ULL
+
+static void startHeader(void *record, UINT32 objectType, UINT32 objectId, CHAR16 *name, CHAR16 *fqdd) {
+  RAID_RECORD_HEADER *header = static_cast<RAID_RECORD_HEADER *>(record);
+  zeroBytes(record, RAID_RECORD_SIZE);
+  header->ObjectType = objectType;
+  header->ObjectID = objectId;
+  header->ObjVersion = 1;
+  header->Name = name;
+  header->FQDD = fqdd;
+}
+
+// Pads with blanks; what does not fit is cut.
+template <UINTN N> static void setField(CHAR8 (&field)[N], const CHAR8 *text) {
+  UINTN length = textLength(text);
+  for (UINTN i = 0; i < N; ++i) {
+    field[i] = i < length ? text[i] : length == 0 ? 0 : ' ';
+  }
+}
+
+// --- The adapter ---
+
+// A name for the controller made of its GUID, in the form of those that vendors make up themselves.
+static UINT64 ourWwn() {
+  return 0x3000000000000000ULL | ddfChecksum(DDF_OUR_CONTROLLER.bytes, sizeof(DDF_OUR_CONTROLLER.bytes));
+}
+
+static EFI_STATUS addAdapter(const VIEW &view, RAID_ANSWER *answer) {
+  static CHAR16 name[] = u"RAID over the machine's disks";
+  static CHAR16 fqdd[] = u"RAID.Disks.1";
+  static CHAR16 version[] = RAIDXYL_VERSION;
+  RAID_ADAPTER_RECORD record;
+  startHeader(&record, RAID_OBJECT_ADAPTER, 0, name, fqdd);
+  record.WWN = ourWwn();
+  // A restore compares it: the same on every machine, and no real device's.
+  record.PCIID.VendorID = 0x4E54;
+  record.PCIID.DeviceID = 0x0D1F;
+  record.PCIID.SubvendorID = 0x4E54;
+  record.PCIID.SubdeviceID = 0x0001;
+  record.PCIID.EmbeddedIndex = RAID_PCI_EMBEDDED;
+  record.SupportedRAIDLevels = OFFERED_LEVELS;
+  record.SupportedDiskProtocols = RAID_PROTOCOL_SATA | RAID_PROTOCOL_SAS;
+  record.Attributes = RAID_ADAPTER_ATTRIBUTE_SAS_SATA_HDD_MIX | RAID_ADAPTER_ATTRIBUTE_SSD_HDD_MIX |
+                      RAID_ADAPTER_ATTRIBUTE_SAS_SATA_SSD_MIX;
+  record.MaxLDs = DDF_SMALL_LIMITS.vds;
+  record.MaxPDsPerSpan = DDF_SMALL_LIMITS.elements;
+  record.MaxSpansPerLD = DDF_SMALL_LIMITS.elements / 2;
+  record.FirmwareVersion = version;
+  RATE_NAMES rates;
+  showSettings(view.Settings, &record, &rates);
+  record.RAIDLevelParams = const_cast<RAID_LEVEL_PARAMS *>(g_offeredLevels); // copied, not changed
+  return answerAdd(answer, &record);
+}
+
+// --- Enclosures ---
+
+static EFI_STATUS addEnclosure(const VIEW &view, UINT32 index, RAID_ANSWER *answer) {
+  const VIEW_ENCLOSURE &enclosure = view.Enclosures[index];
+  CHAR16 name[NAME_CAPACITY];
+  CHAR16 fqdd[NAME_CAPACITY];
+  enclosureName(enclosure, name);
+  enclosureFqdd(enclosure, fqdd);
+  RAID_ENCLOSURE_RECORD record;
+  startHeader(&record, RAID_OBJECT_ENCLOSURE, enclosure.ObjectId, name, fqdd);
+  record.DeviceID = enclosure.ObjectId;
+  record.SlotCount = static_cast<UINT8>(enclosure.SlotCount > 255 ? 255 : enclosure.SlotCount);
+  record.Position = static_cast<UINT8>(index);
+  return answerAdd(answer, &record);
+}
+
+// --- Disks ---
+
+static UINT64 stateOf(const VIEW &view, UINT32 disk) {
+  const DDF_PD *member = memberOf(view, disk);
+  if (view.List.Items[disk].Unusable != nullptr) {
+    return RAID_STATE_OFFLINE;
+  }
+  if (view.Model->disks[disk].kind == DDF_DISK_UNREADABLE) {
+    return RAID_STATE_FAILED;
+  }
+  if (member == nullptr) {
+    CHAR8 why[2];
+    whyUnusable(view, disk, why, sizeof(why));
+    return why[0] == 0 ? RAID_STATE_READY : RAID_STATE_OFFLINE;
+  }
+  UINT16 state = member->entry->state;
+  if (setOf(view, disk)->foreign) {
+    return RAID_STATE_FOREIGN;
+  }
+  if ((state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0) {
+    return RAID_STATE_FAILED;
+  }
+  if ((state & DDF_PD_REBUILDING) != 0) {
+    return RAID_STATE_DEGRADED;
+  }
+  return member->usedBlocks == 0 && member->spare == DDF_NO_SPARE ? RAID_STATE_READY : RAID_STATE_ONLINE;
+}
+
+static void setSizes(const VIEW &view, UINT32 disk, RAID_PD_RECORD *record) {
+  const DDF_PD *member = memberOf(view, disk);
+  UINT64 sectors = view.List.Items[disk].Sectors;
+  if (member != nullptr) {
+    record->Size = member->limit * SECTOR_SIZE;
+    record->UsedSize = member->usedBlocks * SECTOR_SIZE;
+    record->FreeSize = setOf(view, disk)->foreign ? 0 : member->freeBlocks * SECTOR_SIZE;
+    return;
+  }
+  record->Size = sectors > DDF_RESERVE ? (sectors - DDF_RESERVE) * SECTOR_SIZE : 0;
+  record->FreeSize = record->State == RAID_STATE_READY ? record->Size : 0;
+}
+
+static void setIdentity(const DISK &disk, RAID_PD_RECORD *record) {
+  static constexpr UINT32 protocols[] = {RAID_PROTOCOL_SATA, RAID_PROTOCOL_UNKNOWN, RAID_PROTOCOL_SAS,
+                                         RAID_PROTOCOL_UNKNOWN};
+  const DISK_IDENTITY &identity = disk.Identity;
+  record->Protocol = protocols[disk.Place.Bus];
+  record->WWN = identity.Wwn;
+  record->CapableSpeeds = identity.Speeds;
+  record->Attributes = identity.SolidState ? RAID_PD_ATTRIBUTE_SSD : 0;
+  setField(record->ManufactureName, identity.Vendor);
+  setField(record->ModelName, identity.Model);
+  setField(record->Revision, identity.Revision);
+  setField(record->SerialNumber, identity.Serial);
+}
+
+// The virtual disks that each disk holds or stands by for, as lists one after the other.
+struct DISK_LISTS {
+  UINT32 *Ids;   // pool
+  UINT32 *Start; // pool; of each disk of the view, and the end of the last one's
+};
+
+static void freeLists(DISK_LISTS *lists) {
+  poolFree(lists->Ids);
+  poolFree(lists->Start);
+  *lists = {};
+}
+
+// Calls visit with each pair of a disk and a virtual disk that it belongs to; a disk twice in one virtual disk counts
+// once.
+template <class VISIT> static void eachUse(const VIEW &view, VISIT visit) {
+  for (UINT32 v = 0; v < view.VolumeCount; ++v) {
+    const VIEW_VOLUME &volume = view.Volumes[v];
+    for (UINT32 m = 0; m < volume.Volume->memberCount; ++m) {
+      const DDF_MEMBER &member = volume.Volume->members[m];
+      UINT32 disk = member.pd == DDF_NONE ? DDF_NONE : volume.Set->pds[member.pd].disk;
+      if (disk != DDF_NONE && member.state != DDF_MEMBER_REPEATED) {
+        visit(disk, volume);
+      }
+    }
+  }
+}
+
+// The same for dedicated spares.
+template <class VISIT> static void eachSpare(const VIEW &view, VISIT visit) {
+  UINT32 first = 0; // of the set's volumes in the view
+  for (UINT32 s = 0; s < view.Model->setCount; ++s) {
+    const DDF_SET &set = view.Model->sets[s];
+    for (UINT32 p = 0; !set.foreign && p < set.pdCount; ++p) {
+      const DDF_PD &pd = set.pds[p];
+      for (UINT32 i = 0; pd.disk != DDF_NONE && pd.spare == DDF_SPARE_FOR_VOLUMES && i < pd.spareForCount; ++i) {
+        visit(pd.disk, view.Volumes[first + pd.spareFor[i]]);
+      }
+    }
+    first += set.foreign ? 0 : set.volumeCount;
+  }
+}
+
+static EFI_STATUS makeLists(const VIEW &view, DISK_LISTS *lists) {
+  UINT32 count = view.List.Count;
+  *lists = {};
+  lists->Start = poolNew<UINT32>(UINTN{count} + 2);
+  if (lists->Start == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  // Counted two places on, so that filling leaves the starts where they belong.
+  UINT32 *starts = lists->Start;
+  auto counting = [=](UINT32 disk, const VIEW_VOLUME &) { starts[disk + 2] += 1; };
+  eachUse(view, counting);
+  eachSpare(view, counting);
+  for (UINT32 i = 2; i < count + 2; ++i) {
+    starts[i] += starts[i - 1];
+  }
+  lists->Ids = poolNew<UINT32>(UINTN{starts[count + 1]} + 1);
+  if (lists->Ids == nullptr) {
+    freeLists(lists);
+    return EFI_OUT_OF_RESOURCES;
+  }
+  UINT32 *ids = lists->Ids;
+  auto filling = [=](UINT32 disk, const VIEW_VOLUME &volume) { ids[starts[disk + 1]++] = volume.ObjectId; };
+  eachUse(view, filling);
+  eachSpare(view, filling);
+  return EFI_SUCCESS;
+}
+
+static void logUnusable(const CHAR16 *fqdd, const VIEW &view, UINT32 disk) {
+  CHAR8 why[96];
+  whyUnusable(view, disk, why, sizeof(why));
+  if (why[0] != 0) {
+    LogPrint(LOG_WARN, RAID_DISKS, "%s is not used: %a", fqdd, static_cast<const CHAR8 *>(why));
+  }
+}
+
+static EFI_STATUS addDisk(const VIEW &view, UINT32 index, const DISK_LISTS &lists, RAID_ANSWER *answer) {
+  CHAR16 name[NAME_CAPACITY];
+  CHAR16 fqdd[NAME_CAPACITY];
+  diskName(view, index, name);
+  diskFqdd(view, index, fqdd);
+  logUnusable(fqdd, view, index);
+  const VIEW_DISK &disk = view.Disks[index];
+  const DDF_PD *member = memberOf(view, index);
+  RAID_PD_RECORD record;
+  startHeader(&record, RAID_OBJECT_PHYSICAL_DISK, disk.ObjectId, name, fqdd);
+  record.DeviceID = disk.ObjectId;
+  record.EnclosureObjectID = view.Enclosures[disk.Enclosure].ObjectId;
+  record.EnclosureDeviceID = record.EnclosureObjectID;
+  record.Port = disk.Port;
+  record.Slot = disk.Slot;
+  record.State = stateOf(view, index);
+  setSizes(view, index, &record);
+  setIdentity(view.List.Items[index], &record);
+  if (member != nullptr && (member->entry->state & DDF_PD_SMART) != 0) {
+    record.Attributes |= RAID_PD_ATTRIBUTE_SMART;
+  }
+  if (member != nullptr && !setOf(view, index)->foreign) {
+    record.Hotspare = member->spare == DDF_SPARE_GLOBAL        ? RAID_HOTSPARE_GLOBAL
+                      : member->spare == DDF_SPARE_FOR_VOLUMES ? RAID_HOTSPARE_DEDICATED
+                                                               : RAID_HOTSPARE_NONE;
+  }
+  UINT32 count = lists.Start[index + 1] - lists.Start[index];
+  record.VDCount = static_cast<UINT8>(count < 255 ? count : 255);
+  record.VDs = count == 0 ? nullptr : lists.Ids + lists.Start[index];
+  return answerAdd(answer, &record);
+}
+
+// --- Virtual disks ---
+
+static UINT32 cachePolicyOf(const DDF_RECORD *record) {
+  UINT8 bits = record == nullptr ? 0 : record->cache[7];
+  UINT32 write = (bits & DDF_CACHE_WRITE_BACK) != 0 ? RAID_CACHE_WRITE_BACK : RAID_CACHE_WRITE_THROUGH;
+  UINT32 read = (bits & DDF_CACHE_READ_AHEAD) == 0      ? RAID_CACHE_READ_NO_AHEAD
+                : (bits & DDF_CACHE_ADAPTIVE_READ) != 0 ? RAID_CACHE_READ_ADAPTIVE
+                                                        : RAID_CACHE_READ_AHEAD;
+  return write | read | RAID_CACHE_DISK_DEFAULT | RAID_CACHE_IO_DIRECT;
+}
+
+static UINT32 accessPolicyOf(const DDF_VD_ENTRY &entry) {
+  switch (entry.init >> DDF_ACCESS_SHIFT) {
+  case DDF_READ_WRITE:
+    return RAID_ACCESS_POLICY_READ_WRITE;
+  case DDF_READ_ONLY:
+    return RAID_ACCESS_POLICY_READ_ONLY;
+  default:
+    return RAID_ACCESS_POLICY_NO_ACCESS;
+  }
+}
+
+static UINT64 stateOfVolume(DDF_VD_STATE state) {
+  switch (state) {
+  case DDF_VD_OPTIMAL:
+    return RAID_STATE_ONLINE;
+  case DDF_VD_DEGRADED:
+  case DDF_VD_PARTIALLY_OPTIMAL:
+    return RAID_STATE_DEGRADED;
+  default:
+    return RAID_STATE_FAILED;
+  }
+}
+
+void describeLayout(const DDF_VOLUME &volume, RAID_VD_RECORD *record) {
+  record->Size = volume.blocks * SECTOR_SIZE;
+  record->StartingLba = volume.memberCount == 0 ? 0 : volume.members[0].start;
+  record->RAIDLevel = raidLevelOf(volume.level);
+  record->RAIDLevelDesc = offeredLevel(record->RAIDLevel);
+  record->SpanDepth = 1;
+  record->PDsPerSpan = volume.memberCount;
+  if (volume.level == DDF_LEVEL_10 && volume.memberCount > 1 && volume.memberCount % 2 == 0) {
+    record->SpanDepth = volume.spans > 1 ? volume.spans : volume.memberCount / 2;
+    record->PDsPerSpan = volume.memberCount / record->SpanDepth;
+  }
+  if (volume.record == nullptr) {
+    return;
+  }
+  const DDF_RECORD &source = *volume.record;
+  record->RLQ = source.qualifier < 4 ? 1U << source.qualifier : RAID_RLQ_UNKNOWN;
+  record->SRL = source.secondaryLevel < 4 && volume.spans > 1 ? 1U << source.secondaryLevel : RAID_SRL_UNKNOWN;
+  record->StripeSize = source.strip < 16 ? 1U << source.strip : RAID_STRIPE_SIZE_DEFAULT;
+}
+
+static UINT32 attributesOf(const VIEW &view, const VIEW_VOLUME &volume) {
+  UINT32 attributes = 0;
+  for (UINT32 i = 0; i < volume.Volume->memberCount; ++i) {
+    UINT32 pd = volume.Volume->members[i].pd;
+    UINT32 index = pd == DDF_NONE ? DDF_NONE : volume.Set->pds[pd].disk;
+    if (index == DDF_NONE) {
+      continue;
+    }
+    const DISK &disk = view.List.Items[index];
+    attributes |= disk.Identity.SolidState ? RAID_VD_ATTRIBUTE_SSD : RAID_VD_ATTRIBUTE_HDD;
+    attributes |= disk.Place.Bus == DISK_BUS_SATA   ? RAID_VD_ATTRIBUTE_SATA
+                  : disk.Place.Bus == DISK_BUS_SCSI ? RAID_VD_ATTRIBUTE_SAS
+                                                    : 0;
+  }
+  return attributes;
+}
+
+// The ids of the members in their order; null without memory or members.
+static UINT32 *memberIds(const VIEW &view, const VIEW_VOLUME &volume) {
+  UINT32 count = volume.Volume->memberCount;
+  UINT32 *ids = count == 0 ? nullptr : poolNew<UINT32>(count);
+  for (UINT32 i = 0; ids != nullptr && i < count; ++i) {
+    ids[i] = diskIdOf(view, *volume.Set, volume.Volume->members[i].pd);
+  }
+  return ids;
+}
+
+static EFI_STATUS addVolume(const VIEW &view, UINT32 index, RAID_ANSWER *answer) {
+  const VIEW_VOLUME &source = view.Volumes[index];
+  const DDF_VOLUME &volume = *source.Volume;
+  CHAR16 fqdd[NAME_CAPACITY];
+  CHAR16 name[sizeof(volume.name)];
+  volumeFqdd(source, fqdd);
+  for (UINTN i = 0; i < sizeof(volume.name); ++i) {
+    name[i] = static_cast<CHAR16>(volume.name[i]);
+  }
+  RAID_VD_RECORD record;
+  startHeader(&record, RAID_OBJECT_VIRTUAL_DISK, source.ObjectId, name, fqdd);
+  record.TargetID = source.TargetId;
+  record.State = stateOfVolume(volume.state);
+  record.CurrentCachePolicy = cachePolicyOf(volume.record);
+  record.AccessPolicy = accessPolicyOf(*volume.entry);
+  record.DiskCachePolicy = RAID_CACHE_DISK_DEFAULT;
+  record.Attributes = attributesOf(view, source);
+  describeLayout(volume, &record);
+  UINT32 *ids = memberIds(view, source);
+  if (ids == nullptr && volume.memberCount != 0) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  record.PDCount = volume.memberCount;
+  record.PDs = ids;
+  EFI_STATUS status = answerAdd(answer, &record);
+  poolFree(ids);
+  return status;
+}
+
+// --- Get ---
+
+static EFI_STATUS addObject(const VIEW &view, UINT32 objectType, UINT32 number, const DISK_LISTS &lists,
+                            RAID_ANSWER *answer) {
+  switch (objectType) {
+  case RAID_OBJECT_ADAPTER:
+    return addAdapter(view, answer);
+  case RAID_OBJECT_ENCLOSURE:
+    return addEnclosure(view, number, answer);
+  case RAID_OBJECT_PHYSICAL_DISK:
+    return addDisk(view, number, lists, answer);
+  default:
+    return addVolume(view, number, answer);
+  }
+}
+
+static EFI_STATUS addObjects(const VIEW &view, UINT32 objectType, const UINT32 *numbers, UINT32 count,
+                             RAID_ANSWER *answer) {
+  DISK_LISTS lists;
+  EFI_STATUS status = makeLists(view, &lists);
+  if (!EFI_ERROR(status)) {
+    status = answerStart(answer, objectType, count);
+  }
+  for (UINT32 i = 0; i < count && !EFI_ERROR(status); ++i) {
+    status = addObject(view, objectType, numbers == nullptr ? i : numbers[i], lists, answer);
+  }
+  if (EFI_ERROR(status)) {
+    answerRelease(answer);
+  }
+  freeLists(&lists);
+  return status;
+}
+
+EFI_STATUS answerRecords(const VIEW &view, UINT32 objectType, const UINT32 *ids, UINT32 idCount, RAID_ANSWER *answer) {
+  UINT32 count = 0;
+  if (!countObjects(view, objectType, &count)) {
+    return EFI_UNSUPPORTED;
+  }
+  if (idCount == 0) {
+    return addObjects(view, objectType, /* numbers= */ nullptr, count, answer);
+  }
+  UINT32 *numbers = poolNew<UINT32>(idCount);
+  EFI_STATUS status = numbers == nullptr ? EFI_OUT_OF_RESOURCES : findObjects(view, objectType, ids, idCount, numbers);
+  if (!EFI_ERROR(status)) {
+    status = addObjects(view, objectType, numbers, idCount, answer);
+  }
+  poolFree(numbers);
+  return status;
+}

@@ -1,0 +1,48 @@
+#include "providers/sim_controller/commands/service.h"
+
+#include "providers/sim_controller/commands/command_log.h"
+#include "providers/sim_controller/commands/commands.h"
+#include "providers/sim_controller/commands/faults.h"
+
+SIM_CONTROLLER *simFromProtocol(RAID_MGMT_PROTOCOL *protocol) {
+  return reinterpret_cast<SIM_CONTROLLER *>(reinterpret_cast<UINTN>(protocol) - offsetof(SIM_CONTROLLER, protocol));
+}
+
+// Runs the command under a fault or none; the answer is empty on failure.
+static EFI_STATUS runUnder(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, const SIM_FAULT *fault,
+                           RAID_ANSWER *answer) {
+  if (fault != nullptr && fault->kind == SIM_FAULT_STATUS) {
+    return fault->status;
+  }
+  EFI_STATUS status = simRunCommand(sim, block, answer);
+  if (EFI_ERROR(status) || fault == nullptr) {
+    return status;
+  }
+  return simShape(answer, fault);
+}
+
+EFI_STATUS EFIAPI simExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
+  if (protocol == nullptr || block == nullptr || result == nullptr) {
+    return EFI_INVALID_PARAMETER;
+  }
+  SIM_CONTROLLER *sim = simFromProtocol(protocol);
+  result->Data = nullptr;
+  result->DataSize = 0;
+  SIM_LOG_ENTRY *entry = simLogCommand(sim, block);
+  RAID_ANSWER answer = {};
+  entry->status = booksBegin(&sim->books);
+  if (!EFI_ERROR(entry->status)) {
+    entry->status = runUnder(sim, block, simNextFault(sim, block), &answer);
+  }
+  if (!EFI_ERROR(entry->status)) {
+    booksHandOut(&sim->books, &answer, result);
+  }
+  return entry->status;
+}
+
+EFI_STATUS EFIAPI simFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count) {
+  if (protocol == nullptr) {
+    return EFI_INVALID_PARAMETER;
+  }
+  return booksTakeBack(&simFromProtocol(protocol)->books, data, count);
+}

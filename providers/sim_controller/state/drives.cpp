@@ -1,0 +1,95 @@
+#include "providers/sim_controller/state/drives.h"
+
+#include "base/text.h"
+#include "providers/sim_controller/state/objects.h"
+
+#define PD_ATTRIBUTE_SSD_FDE (RAID_PD_ATTRIBUTE_SSD | RAID_PD_ATTRIBUTE_FDE)
+#define SPEEDS_SAS (RAID_SPEED_3_GBS | RAID_SPEED_6_GBS)
+#define SPEEDS_SATA (RAID_SPEED_1_5_GBS | RAID_SPEED_3_GBS | RAID_SPEED_6_GBS)
+#define WWN_PREFIX 0x5EED000000000000ULL
+
+// Texts as drives report them; one model name is right-aligned, as some are.
+struct DRIVE_MODEL {
+  UINT32 protocol;
+  UINT8 kind; // SSD and FDE bits
+  const CHAR8 *manufactureName;
+  const CHAR8 *modelName;
+  const CHAR8 *revision;
+  const CHAR8 *serialPrefix;
+  UINT32 speeds;
+};
+
+static constexpr DRIVE_MODEL g_models[] = {
+    {RAID_PROTOCOL_SAS, 0, "HARRIER", "HS10K Enterprise", "A04", "HS", SPEEDS_SAS},
+    {RAID_PROTOCOL_SAS, RAID_PD_ATTRIBUTE_FDE, "HARRIER", "HS10K SED", "A06", "HE", SPEEDS_SAS},
+    {RAID_PROTOCOL_SAS, RAID_PD_ATTRIBUTE_SSD, "GLIMMER", "GS-E12", "0021", "GE", SPEEDS_SAS},
+    {RAID_PROTOCOL_SATA, 0, "KESTREL", "  KT7200 Archive", "K1", "KT", SPEEDS_SATA},
+    {RAID_PROTOCOL_SATA, RAID_PD_ATTRIBUTE_SSD, "GLIMMER", "GS-T480", "0113", "GT", SPEEDS_SATA},
+};
+
+// Any other combination of protocol and kind.
+static constexpr DRIVE_MODEL g_plainModel = {0, 0, "GENERIC", "Disk", "1.0", "GN", SPEEDS_SAS};
+
+static const DRIVE_MODEL *findModel(const SIM_DRIVE &drive) {
+  for (const DRIVE_MODEL &model : g_models) {
+    if (model.protocol == drive.protocol && model.kind == (drive.attributes & PD_ATTRIBUTE_SSD_FDE)) {
+      return &model;
+    }
+  }
+  return &g_plainModel;
+}
+
+static void fillDrive(SIM_DISK *disk, const SIM_DRIVE &drive) {
+  const DRIVE_MODEL *model = findModel(drive);
+  disk->record.ObjVersion = 1;
+  disk->record.Size = drive.size;
+  disk->record.Protocol = drive.protocol;
+  disk->record.Attributes = drive.attributes;
+  disk->record.State = RAID_STATE_READY;
+  disk->record.CapableSpeeds = model->speeds;
+  disk->record.WWN = WWN_PREFIX | static_cast<UINT64>(disk->record.ObjectID) << 8;
+  simSetFixed(disk->record.ManufactureName, sizeof(disk->record.ManufactureName), model->manufactureName);
+  simSetFixed(disk->record.ModelName, sizeof(disk->record.ModelName), model->modelName);
+  simSetFixed(disk->record.Revision, sizeof(disk->record.Revision), model->revision);
+  CHAR8 serialNumber[sizeof(disk->record.SerialNumber) + 1];
+  UINTN prefix = textLength(model->serialPrefix);
+  copyBytes(serialNumber, model->serialPrefix, prefix);
+  formatHex(serialNumber + prefix, disk->record.WWN >> 8, 8);
+  simSetFixed(disk->record.SerialNumber, sizeof(disk->record.SerialNumber), serialNumber);
+  disk->record.ManufactureYear = 2012;
+  disk->record.ManufactureWeek = static_cast<UINT16>(1 + disk->record.ObjectID % 52);
+  disk->record.ManufactureDay = static_cast<UINT16>(1 + disk->record.ObjectID % 7);
+}
+
+const CHAR8 *simDriveModel(UINT32 index, SIM_DRIVE *drive) {
+  if (index >= sizeof(g_models) / sizeof(g_models[0])) {
+    return nullptr;
+  }
+  drive->protocol = g_models[index].protocol;
+  drive->attributes = g_models[index].kind | RAID_PD_ATTRIBUTE_SMART;
+  drive->attributes |= drive->protocol == RAID_PROTOCOL_SAS ? RAID_PD_ATTRIBUTE_EEDP : 0;
+  return g_models[index].modelName;
+}
+
+void simPlaceDisk(SIM_CONTROLLER *sim, SIM_DISK *disk, UINT32 enclosureObjectId, UINT8 slot) {
+  const SIM_ENCLOSURE *enclosure = simFindEnclosure(sim, enclosureObjectId);
+  disk->record.EnclosureObjectID = enclosureObjectId;
+  disk->record.EnclosureDeviceID = enclosure == nullptr ? RAID_ENCLOSURE_NONE : enclosure->record.DeviceID;
+  disk->record.Port = static_cast<UINT8>(
+      enclosure == nullptr ? slot / 4 : enclosure->record.MultipathPort >> RAID_ENCLOSURE_PORT_SHIFT);
+  disk->record.Slot = slot;
+  simNamePlace(sim, disk);
+}
+
+SIM_DISK *simAddDrive(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot, const SIM_DRIVE &drive) {
+  SIM_DISK *disk = arrayAppend(sim->disks);
+  if (disk == nullptr) {
+    return nullptr;
+  }
+  disk->record.ObjectID = sim->nextDiskId;
+  disk->record.DeviceID = disk->record.ObjectID > 1000 ? disk->record.ObjectID - 1000 : disk->record.ObjectID;
+  sim->nextDiskId += 1;
+  simPlaceDisk(sim, disk, enclosureObjectId, slot);
+  fillDrive(disk, drive);
+  return disk;
+}

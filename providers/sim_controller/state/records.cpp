@@ -1,0 +1,87 @@
+#include "providers/sim_controller/state/records.h"
+
+#include "providers/sim_controller/state/objects.h"
+
+// Reserved stretches are not zero on hardware either.
+#define RESERVED_PATTERN 0x5A
+
+#define FILL_RESERVED(member) __builtin_memset(member, RESERVED_PATTERN, sizeof(member))
+
+// The object's record, whose pointers lead to the object's rooms.
+template <class RECORD, class OBJECT> static RECORD recordOf(UINT32 objectType, const OBJECT &object) {
+  RECORD record = object.record;
+  SIM_ROOMS rooms = simRooms(objectType);
+  for (UINT32 i = 0; i < rooms.count; i++) {
+    const void *room = reinterpret_cast<const UINT8 *>(&object) + rooms.rows[i].room;
+    copyBytes(reinterpret_cast<UINT8 *>(&record) + rooms.rows[i].pointer, &room, sizeof(room));
+  }
+  record.ObjectType = objectType;
+  record.FQDD = record.ObjVersion == 0 ? nullptr : record.FQDD;
+  FILL_RESERVED(record.ReservedHeader);
+  return record;
+}
+
+static EFI_STATUS addAdapter(const SIM_CONTROLLER *sim, UINT32, RAID_ANSWER *answer) {
+  RAID_ADAPTER_RECORD record = recordOf<RAID_ADAPTER_RECORD>(RAID_OBJECT_ADAPTER, sim->adapter);
+  record.RAIDLevelParams = sim->adapter.levelCount == 0 ? nullptr : record.RAIDLevelParams;
+  record.Attributes &= ~RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY;
+  if (sim->key.present) {
+    record.Attributes |= RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY;
+    record.SecurityMode = static_cast<UINT8>(RAID_MODE_PRESENT | sim->key.mode);
+  }
+  record.PCIID.Reserved = RESERVED_PATTERN;
+  FILL_RESERVED(record.Reserved1);
+  FILL_RESERVED(record.Reserved2);
+  return answerAdd(answer, &record);
+}
+
+static EFI_STATUS addEnclosure(const SIM_CONTROLLER *sim, UINT32 index, RAID_ANSWER *answer) {
+  RAID_ENCLOSURE_RECORD record = recordOf<RAID_ENCLOSURE_RECORD>(RAID_OBJECT_ENCLOSURE, sim->enclosures.items[index]);
+  FILL_RESERVED(record.Reserved);
+  return answerAdd(answer, &record);
+}
+
+static EFI_STATUS addDisk(const SIM_CONTROLLER *sim, UINT32 index, RAID_ANSWER *answer) {
+  RAID_PD_RECORD record = recordOf<RAID_PD_RECORD>(RAID_OBJECT_PHYSICAL_DISK, sim->disks.items[index]);
+  record.FreeSize = record.Size - record.UsedSize;
+  FILL_RESERVED(record.Reserved);
+  return answerAdd(answer, &record);
+}
+
+static EFI_STATUS addVirtualDisk(const SIM_CONTROLLER *sim, UINT32 index, RAID_ANSWER *answer) {
+  RAID_VD_RECORD record = recordOf<RAID_VD_RECORD>(RAID_OBJECT_VIRTUAL_DISK, sim->virtualDisks.items[index]);
+  FILL_RESERVED(record.Reserved);
+  return answerAdd(answer, &record);
+}
+
+static EFI_STATUS addRecord(const SIM_CONTROLLER *sim, UINT32 objectType, UINT32 index, RAID_ANSWER *answer) {
+  switch (objectType) {
+  case RAID_OBJECT_ADAPTER:
+    return addAdapter(sim, index, answer);
+  case RAID_OBJECT_ENCLOSURE:
+    return addEnclosure(sim, index, answer);
+  case RAID_OBJECT_PHYSICAL_DISK:
+    return addDisk(sim, index, answer);
+  default:
+    return addVirtualDisk(sim, index, answer);
+  }
+}
+
+EFI_STATUS simAnswerRecords(SIM_CONTROLLER *sim, UINT32 objectType, const UINT32 *ids, UINT32 idCount,
+                            RAID_ANSWER *answer) {
+  UINT32 count = idCount == 0 ? simObjectCount(sim, objectType) : idCount;
+  EFI_STATUS status = answerStart(answer, objectType, count);
+  for (UINT32 i = 0; !EFI_ERROR(status) && i < count; i++) {
+    UINT32 index = i;
+    bool found = idCount == 0 || simObjectIndex(sim, objectType, ids[i], &index);
+    status = found ? addRecord(sim, objectType, index, answer) : EFI_NOT_FOUND;
+  }
+  if (EFI_ERROR(status)) {
+    answerRelease(answer);
+  }
+  return status;
+}
+
+EFI_STATUS simAnswerKeyId(SIM_CONTROLLER *sim, RAID_ANSWER *answer) {
+  return sim->key.present ? answerText(answer, sim->key.keyId) : EFI_NOT_FOUND;
+}

@@ -1,0 +1,228 @@
+// A plan and the restore that it is for: the same commands and the same log, and nothing done before its time.
+#include <cstring>
+#include <random>
+
+#include "client.h"
+#include "client/plan/plan.h"
+#include "driver/request/request.h"
+#include "driver/restore/restore.h"
+#include "driver/xml/xml.h"
+#include "tests/driver/live/request_text.h"
+
+static std::string commandText(UINT32 command, UINT32 objectType, const UINT32 *ids, UINT32 count) {
+  std::string text = std::string(GetNameFromValue(command, g_commandTable)) + " " + std::to_string(objectType);
+  for (UINT32 i = 0; i < count; ++i) {
+    text += " " + std::to_string(ids[i]);
+  }
+  return text + "\n";
+}
+
+struct PLANNED {
+  PLANNED(World &world, const std::string &saved, const char *options) {
+    UINT32 count = 1, mode = 0;
+    EXPECT_EQ(ParseXMLBlob(saved.c_str(), &config, &count), EFI_SUCCESS);
+    EXPECT_EQ(parseRunTimeXML(options, &mode), EFI_SUCCESS);
+    EXPECT_EQ(g_xmlProtocol->Parse(g_xmlProtocol, saved.c_str(), &root), EFI_SUCCESS);
+    EXPECT_EQ(planRestore(&world.sim->protocol, {config, root}, mode, &plan), EFI_SUCCESS);
+  }
+  ~PLANNED() {
+    freePlan(&plan);
+    FreeXMLNode(root);
+    releaseConfig(config);
+  }
+
+  std::string commands() const {
+    std::string text;
+    for (UINT32 i = 0; i < plan.CommandCount; ++i) {
+      const PLAN_COMMAND &command = plan.Commands[i];
+      text += commandText(command.Command, command.ObjectType, command.Ids, command.IdCount);
+    }
+    return text;
+  }
+
+  RAID_CONFIG *config = nullptr;
+  XML_NODE *root = nullptr;
+  RESTORE_PLAN plan = {};
+};
+
+static std::string executedCommands(const World &world) {
+  std::string text;
+  for (const SIM_LOG_ENTRY *entry : sentCommands(world)) {
+    text += commandText(entry->block.Command, entry->block.ObjectType, entry->ids, entry->block.ObjectIdCount);
+  }
+  return text;
+}
+
+static void replaceAll(SIM_CONTROLLER *sim) {
+  simReplaceAdapter(sim);
+  simReplaceDisk(sim, 1003, 0);
+  simSetRate(sim, u"Rebuild", 77);
+}
+
+static void loseDisks(SIM_CONTROLLER *sim) {
+  simReplaceDisk(sim, 1001, 1000000000);
+  simPullDisk(sim, 1005);
+  simPullDisk(sim, 1007);
+  simSwapDisks(sim, 1002, 1003);
+}
+
+static void becomeOther(SIM_CONTROLLER *sim) {
+  sim->adapter.record.PCIID.SubdeviceID ^= 1;
+}
+
+TEST(Plan, IsWhatTheRestoreDoes) {
+  const auto nothing = [](SIM_CONTROLLER *) {};
+  // Of the first virtual disk.
+  const std::string attribute = "</RAIDLevelDesc>\n          <Attributes>\n            <Attrib>HDD";
+  const struct {
+    const char *name;
+    const char *preset;
+    void (*change)(SIM_CONTROLLER *sim);
+    bool isComplete; // with a rebuild
+    EFI_STATUS status = EFI_SUCCESS;
+    std::string from = {}, to = {}; // in the saved document
+  } cases[] = {
+      {"as saved, but for the key", "demo", nothing, false},
+      {"settings, an adapter and a disk", "demo", replaceAll, false},
+      {"disks too small, gone and elsewhere", "demo", loseDisks, false},
+      {"no enclosures", "direct", loseDisks, false},
+      {"few settings", "sas", nothing, true},
+      {"settings that the adapter does not take", "sas", nothing, false, EFI_SUCCESS, "<MaxLDs>",
+       "<CopyBackMode>On</CopyBackMode><MaxLDs>"},
+      {"no disks", "empty", nothing, true},
+      {"many disks", "large", nothing, true},
+      {"encryption", "demo", nothing, false, EFI_SUCCESS, attribute, "</RAIDLevelDesc><Attributes><Attrib>FDE"},
+      {"CacheCade", "sas", nothing, false, EFI_SUCCESS, attribute, "</RAIDLevelDesc><Attributes><Attrib>CacheCade"},
+      {"an unknown member", "direct", nothing, false, EFI_INVALID_PARAMETER, "<PD>1", "<PD>771"},
+      {"another kind of adapter", "demo", becomeOther, false, EFI_UNSUPPORTED},
+  };
+  for (const auto &row : cases) {
+    for (const char *options : {RESTORE, RESTORE_REBUILD}) {
+      SCOPED_TRACE(std::string(row.name) + (options == RESTORE ? "" : ", rebuild"));
+      World world(row.preset);
+      const std::string saved = replaced(world.get().text, row.from, row.to);
+      row.change(world.sim);
+      std::string before = world.get().text;
+      world.clearLog();
+      PLANNED planned(world, saved, options);
+      EXPECT_EQ(world.get().text, before);
+      EXPECT_EQ(world.log().find("RaidRestore"), std::string::npos);
+      simClearLog(world.sim);
+      ANSWER answer = world.set({options, saved.c_str()});
+      EXPECT_EQ(executedCommands(world), planned.commands());
+      EXPECT_EQ(name(planned.plan.Status), name(answer.status));
+      // The controller's refusals are the only thing that a plan cannot know.
+      CHAR8 *log = XMLNodeToText(planned.plan.Log);
+      EXPECT_EQ(answer.text, std::strstr(log, "<RaidRestore>"));
+      poolFree(log);
+      if (options == RESTORE_REBUILD) {
+        EXPECT_EQ(name(planned.plan.Status), name(row.status));
+        EXPECT_EQ(isPlanComplete(planned.plan), row.isComplete);
+      }
+    }
+  }
+}
+
+TEST(Plan, CountsWhatFitsAsTheDefinitionSays) {
+  World world(WORLD_OPTIONS{.preset = nullptr});
+  std::mt19937 random(7);
+  for (int round = 0; round < 500; ++round) {
+    std::vector<RAID_PD_RECORD> disks(random() % 12 + 1);
+    for (RAID_PD_RECORD &disk : disks) {
+      disk.EnclosureObjectID = random() % 2;
+      disk.Slot = random() % 2;
+      disk.Size = random() % 4;
+      disk.Protocol = random() % 2;
+      disk.Attributes = static_cast<UINT8>(random() % 4 << 1);
+    }
+    const RAID_PD_RECORD saved = disks.back();
+    disks.pop_back();
+    const auto inPlace = [&](const RAID_PD_RECORD &disk) { return samePlace(saved, disk); };
+    UINT32 wanted[DISK_FIT_COUNT] = {}, counts[DISK_FIT_COUNT];
+    for (const RAID_PD_RECORD &disk : disks) {
+      wanted[diskFit(saved, disk)] += inPlace(disk) ? 0 : 1;
+    }
+    FIT_INDEX fits;
+    ASSERT_EQ(makeFitIndex(&fits, disks.data(), static_cast<UINT32>(disks.size())), EFI_SUCCESS);
+    EXPECT_EQ(firstInPlace(fits, saved), std::find_if(disks.begin(), disks.end(), inPlace) - disks.begin()) << round;
+    countElsewhere(fits, saved, counts);
+    EXPECT_TRUE(std::equal(counts, counts + DISK_FIT_COUNT, wanted)) << round;
+    freeFitIndex(&fits);
+  }
+}
+
+// What a controller might have made of a rebuild, and of which controller nobody has one at hand.
+TEST(Plan, KnowsWhoseFaultADifferenceIs) {
+  World world("direct"); // a mirror of 1001 and 1002
+  std::string saved = world.get().text;
+  simSetRate(world.sim, u"Rebuild", 77); // settings are sent
+  PLANNED planned(world, saved, RESTORE_REBUILD);
+  const std::string online = "<State>Online", member = "<PD>1001", mode = "<CopyBackMode>On w/ SMART</CopyBackMode>";
+  const struct {
+    size_t place, length;
+    const char *now;
+    BLAME blame;
+  } cases[] = {
+      {saved.find(member), member.size(), "<PD>1000", BLAME_RESTORE},
+      {saved.find(online), online.size(), "<State>Failed", BLAME_NOBODY},
+      {saved.rfind(online), online.size(), "<State>Degraded", BLAME_RESTORE},
+      {saved.find(mode), mode.size(), "", BLAME_RESTORE},
+  };
+  for (const auto &row : cases) {
+    std::string now = saved;
+    now.replace(row.place, row.length, row.now);
+    XML_NODE *tree = nullptr;
+    VERDICT verdict = {};
+    EXPECT_EQ(g_xmlProtocol->Parse(g_xmlProtocol, now.c_str(), &tree), EFI_SUCCESS);
+    EXPECT_EQ(makeVerdict(planned.plan, planned.root, tree, &planned.plan.Verdict, &verdict), EFI_SUCCESS);
+    for (int blame = 0; blame < BLAME_COUNT; ++blame) {
+      EXPECT_EQ(verdict.Counts[blame], blame == row.blame ? 1U : 0U) << row.now << " " << blame;
+    }
+    freeVerdict(&verdict);
+    FreeXMLNode(tree);
+  }
+}
+
+TEST(Plan, GivesReasons) {
+  Client client("demo");
+  const std::string rebuild = "1 plan saved.xml --rebuild $LAB => ";
+  client.expect(
+      {"0 plan saved.xml $LAB => stay as they are.\n\nAdapter settings that differ: 0|   3  Validate",
+       "0 !sed -i 's/\"Normal\"/\"Stop On Error\"/; s/\"Value\": 12$/\"Value\": 13/' lab.json",
+       "1 plan saved.xml $LAB => brought back: 2\n  check consistency mode: Stop On Error -> Normal\n|"
+       "  rate Spin Up Delay: 13 -> 12 (this adapter does not change it)\n|   4  ChangeAdapter |"
+       "does not do:\n  adapter changed, rate Spin Up Delay, value: 12 -> 13\n",
+       rebuild + "destroys, with all data:\n  virtual disk 1 \"System\"|  the security key\n|creates:|"
+                 "on disks 1003, 1004, 1005, 1006\n|hot spares on disks 1007, 1008\n|"
+                 "   1020     4.00 TB  1020     the same disk in the same place\n|  14  ChangePD ",
+       "0 !xyl sim replace-disk lab.json 1001 --size 500GB && xyl sim pull lab.json 1005",
+       "0 !xyl sim pull lab.json 1007 && xyl sim insert lab.json 1007 302:10 && xyl sim fail lab.json 1012",
+       "0 !cp lab.json before.json",
+       rebuild + "\"System\", RAID 1, 600.12 GB, on disks 1007, 1002|"
+                 "\"Data\", RAID 5, 4.00 TB: NOT CREATED, no partner for saved disks 1005\n|hot spares on disks 1008\n|"
+                 "  hot spare 1007: NOT MADE, no partner for it\n|without a partner: 1005, 1007\n|"
+                 "  1001   600.12 GB  1007     the first that fits; disk 1021 in its place is too small\n|"
+                 "  1005     2.00 TB  -        its place is empty; of the others 5 are taken, 7 are too small, 7 "
+                 "|other protocol\n|"
+                 "  1012     4.00 TB  1012     the same disk in the same place; BUT IT IS Failed\n|"
+                 "  CreateVD              virtual disk Data, |: not done, Out of Resources\n",
+       "0 !cmp lab.json before.json",
+       "0 !sed -z 's|</RAIDLevelDesc>\\n          <Attributes>|&<Attrib>FDE</Attrib>|' saved.xml > encrypted.xml",
+       "1 plan encrypted.xml --rebuild $LAB => \"Archive\", RAID 10, 8.00 TB: NOT CREATED, disk 1012 |"
+       "Failed\n|Not brought back: the encryption of 1 of the saved virtual disks\n",
+       "0 sim pull lab.json 1008", rebuild + "  hot spare 1008: NOT MADE, no partner for it\n",
+       "1 plan saved.xml --rebuild --preset empty => NOT CREATED, the controller has no disks\n|spares on disks -\n",
+       "0 sim new --preset sas host.json", "0 get --controller host.json -o host.xml",
+       "0 !sed -i 's|<MaxLDs>|<CopyBackMode>On</CopyBackMode>&|' host.xml",
+       "1 plan host.xml --controller host.json => differ: 1; this adapter does not take any, they stay as they are\n"
+       "  copy back mode: - -> On\n",
+       "0 !sed -z 's|<Slot>1</Slot>|<Slot/>|; s|<Port>1</Port>|<Port/>|' host.xml > same.xml",
+       "1 plan same.xml --rebuild --controller host.json => NOT CREATED, disk 1001 would stand in for several saved ",
+       // Without WWN and serial number nobody knows.
+       R"(0 !sed -i 's/"WWN": .*"/"WWN": "0x0"/; s/"SerialNumber": .*"/"SerialNumber": ""/' host.json)",
+       "0 !sed -i 's/<WWN>.*</<WWN>0</; s/<SerialNumber>.*</<SerialNumber></' host.xml",
+       "1 plan host.xml --rebuild --controller host.json =>   1001     a disk in the same place, nothing tells",
+       "4 plan saved.xml --controller host.json => another kind of adapter; nothing was changed",
+       "3 plan none.xml --preset demo => cannot read 'none.xml'",
+       "4 plan lab.json --preset demo => lab.json is not a well-formed XML document"});
+}

@@ -1,0 +1,148 @@
+// The pieces of a log: what stands under "Detail" for every kind of block, how a log is handed over and printed.
+#include "tests/driver/live/request_text.h"
+
+#include "driver/controller/controller.h"
+#include "driver/restore/steps.h"
+
+// A log of the operations that add adds.
+template <class T> static std::string logOf(T add) {
+  XML_NODE *root = CreateXMLNode("RaidConfig");
+  RESTORE_LOG log = {root, nullptr};
+  add(&log);
+  RAID_XYL_BUFFER element = {};
+  RAID_XYL_BUFFER output = {1, 32, &element};
+  updateResultLog(&output, root, LOG_KIND_CONFIG);
+  FreeXMLNode(root);
+  std::string text = element.Data == nullptr ? "" : static_cast<const char *>(element.Data);
+  EXPECT_EQ(element.Size, text.empty() ? 0 : text.size() + 1);
+  g_bootServices->FreePool(element.Data);
+  return onOneLine(text);
+}
+
+TEST(RestoreLog, DetailFollowsCommandAndObject) {
+  RAID_ADAPTER_RECORD adapter = {};
+  RAID_PD_RECORD disk = {}, current[2] = {};
+  RAID_VD_RECORD volume = {};
+  RAID_KEY_RECORD key = {};
+  std::u16string longText = u"\x0141" + std::u16string(70, u'n'); // its first unit ends in 0x41, an A
+  disk.ObjectType = RAID_OBJECT_PHYSICAL_DISK;
+  disk.Hotspare = 1;
+  RAID_PD_RECORD spare = disk;
+  spare.Hotspare = 2;
+  volume.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
+  volume.Name = longText.data();
+  volume.RAIDLevel = 0x2000;
+  volume.Attributes = 0xFF7F;
+  memset(key.KeyID, 'k', RAID_KEY_ID_SIZE);
+  memset(key.Passphrase, 'p', RAID_PASSPHRASE_SIZE);
+  key.Mode = RAID_KEY_MODE_LKM;
+  RAID_CONFIG empty = {};
+  RAID_KEY_RECORD remote = key;
+  remote.Mode = RAID_KEY_MODE_RKM;
+  memset(remote.KeyID, 0, 4); // begins as an adapter record does
+  current[1].ObjectID = 0xAB;
+  current[1].FQDD = const_cast<CHAR16 *>(u"disk-3");
+  UINT32 ids[] = {0xAB, 7};
+  UINT32 unknown[] = {7};
+  const std::string narrowed = "A" + std::string(62, 'n');
+  const std::string known = "<PD><ObjectId>AB</ObjectId><FQDD>disk-3</FQDD>";
+  const std::string members = "<PDs>" + known + "</PD><PD><ObjectId>7</ObjectId></PD></PDs>";
+  struct {
+    RAID_CMD_BLOCK block;
+    const char *name;
+    std::string detail;
+  } cases[] = {
+      {{0, 0x106, 4, 2, ids, &volume, 0}, "GENERIC COMMAND = 106", "<Object>None</Object>"},
+      {{0, 5, 4, 0, nullptr, nullptr, 0}, "IMPORT_FOREIGN", "<Object>LogicalDisk</Object>"},
+      {{2, 0, 7, 0, nullptr, nullptr, 0}, "GENERIC COMMAND = 0", ""},
+      {{0, 0, ~0U, 3, nullptr, &empty, 0},
+       "GENERIC COMMAND = 0",
+       "<AdapterFwVer/><RestoreVDs>0</RestoreVDs><AvailablePDs>3</AvailablePDs><UsablePDs>0</UsablePDs>"},
+      {{2, 2, 4, 1, unknown, nullptr, 0}, "DELETE", "<VD><TargetId>7</TargetId></VD>"},
+      {{2, 3, 4, 2, ids, &volume, 0},
+       "CREATE",
+       "<VD><TargetId>AB</TargetId>" + element("Name", narrowed) +
+           "<RaidLevel>RAID 50</RaidLevel><Cachecade>False</Cachecade>" + members + "</VD>"},
+      // Data of another kind than the block says, ids that are not there: what can be built is.
+      {{2, 3, 4, 2, nullptr, nullptr, 0}, "CREATE", "<VD/>"},
+      {{2, 3, 4, 1, unknown, &disk, 0}, "CREATE", "<VD><TargetId>7</TargetId></VD>"},
+      {{3, 3, 4, 1, unknown, &key, 0}, "CREATE", "<VD><TargetId>7</TargetId></VD>"},
+      {{2, 4, 0, 0, nullptr, nullptr, 0}, "CHANGE", "<Adapter/>"},
+      {{3, 12, 3, 1, ids, &key, 0}, "LOCK", known + "</PD>"},
+      {{0, 4, 3, 0, nullptr, &disk, 0}, "CHANGE", "<PD><HotSpare>Dedicated</HotSpare></PD>"},
+      {{0, 4, 3, 0, nullptr, &spare, 0}, "CHANGE", "<PD><HotSpare>Global</HotSpare></PD>"},
+      {{0, 12, 0, 0, nullptr, &adapter, 0}, "LOCK", ""},
+      {{0, 4, 3, 2, ids, &disk, 0}, "CHANGE", known + "<HotSpare>Dedicated</HotSpare></PD>"},
+      {{3, 12, 0, 0, nullptr, &key, 0},
+       "LOCK",
+       "<Key><Mode>LKM</Mode>" + element("KeyId", std::string(RAID_KEY_ID_SIZE, 'k')) + "</Key>"},
+      {{3, 14, 0, 0, nullptr, &remote, 0}, "REKEY", "<NewKey><Mode>RKM</Mode></NewKey>"},
+  };
+  World world(WORLD_OPTIONS{.preset = nullptr});
+  setCurrentDisks(current, 2);
+  world.markBalance();
+  std::string all;
+  for (auto &row : cases) {
+    world.clearLog();
+    std::string text =
+        logOf([&](RESTORE_LOG *log) { _RestoreLogAddProgressNode(nullptr, EFI_SUCCESS, &row.block, log); });
+    EXPECT_EQ(text, element("RaidConfig", operation(row.name, "0", row.detail))) << &row - cases;
+    EXPECT_EQ(countOf(world.log(), "Failed to create detail XML Node"), row.detail.empty() ? 1u : 0u) << &row - cases;
+    all += text + world.log();
+    world.expectBalanced();
+  }
+  _RestoreLogCreateDetailNode(&cases[0].block, nullptr);
+  setCurrentDisks(/* disks= */ nullptr, 0);
+  EXPECT_EQ(countOf(all, "ppp"), 0u) << "a passphrase was written";
+}
+
+TEST(RestoreLog, IsNoneWithoutTheXmlService) {
+  World world(WORLD_OPTIONS{.preset = nullptr, .xmlService = false});
+  RESTORE_LOG log = {};
+  _RestoreLogInit(RUN_MODE_RESTORE, &log);
+  EXPECT_EQ(log.Root, nullptr);
+  EXPECT_EQ(countOf(world.log(), "Error in getXMLProto"), 1u);
+}
+
+TEST(RestoreLog, IsHandedOverFromItsRootOnAndPrintedInPiecesOfAHundred) {
+  World world(WORLD_OPTIONS{.preset = nullptr});
+  RESTORE_LOG log = {CreateXMLNode("Old"), nullptr}, none = {};
+  _RestoreLogInit(0, nullptr);
+  _RestoreLogAddProgressNode("Lost", EFI_SUCCESS, nullptr, nullptr);
+  _RestoreLogAddProgressNode("Lost", EFI_SUCCESS, nullptr, &none);
+  EXPECT_EQ(none.Root, nullptr);
+  _RestoreLogInit(RUN_MODE_RESTORE | RUN_MODE_STOP_ON_ERROR, &log);
+  _RestoreLogAddProgressNode("Warned", 4, nullptr, &log);
+  _RestoreLogAddProgressNode(nullptr, EFI_ERROR_BIT | 0x1BCDEF0123ULL, nullptr, &log);
+  XML_NODE *root = log.Root;
+  char nothing;
+  RAID_XYL_BUFFER output = {5, 6, &nothing};
+  world.clearLog();
+  updateResultLog(&output, root, LOG_KIND_CONFIG); // the root has another name: it is only printed
+  updateResultLog(nullptr, root, LOG_KIND_RESTORE);
+  EXPECT_EQ(countOf(world.log(), "PrintRestoreLog: <?xml"), 1u);
+  world.firmware.failAllocation(3); // the first two are the serialised text
+  updateResultLog(&output, root, LOG_KIND_RESTORE);
+  EXPECT_EQ(countOf(world.log(), "Error allocating memory for log data"), 1u);
+  EXPECT_EQ(countOf(world.log(), "PrintRestoreLog: <RaidRestore>"), 1u);
+  EXPECT_EQ(output.Data, &nothing);
+  updateResultLog(&output, root, LOG_KIND_RESTORE);
+  std::string text = static_cast<const char *>(output.Data);
+  EXPECT_EQ(onOneLine(text), std::string() +
+                                 "<RaidRestore><Options><PreserveVD>False</PreserveVD><StopOnError>True</StopOnError>"
+                                 "</Options>" +
+                                 operation("Warned", "4", "") + operation("GENERIC COMMAND = 0", "1BCDEF0123", "") +
+                                 "</RaidRestore>");
+  EXPECT_EQ(output.Size, text.size() + 1);
+  world.services->FreePool(output.Data);
+  FreeXMLNode(root);
+  PrintRestoreLog(nullptr);
+  for (size_t length : {99u, 200u}) {
+    world.clearLog();
+    PrintRestoreLog(std::string(length, 'x').c_str());
+    std::string piece = "TRACE PrintRestoreLog: " + std::string(100, 'x') + "\n";
+    EXPECT_EQ(world.log(),
+              (length == 99 ? "" : piece + piece) + "TRACE PrintRestoreLog: " + std::string(length % 100, 'x') + "\n");
+  }
+  world.expectBalanced();
+}

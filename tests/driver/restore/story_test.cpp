@@ -1,0 +1,222 @@
+// Whole stories of Set_Live, element for element and line for line: tests/driver/restore/stories/ holds what they must
+// say. GOLDEN=1 in the environment writes the files anew.
+#include <set>
+#include <sstream>
+
+#include "tests/driver/live/request_text.h"
+#include "tests/support/kept_state.h"
+
+static constexpr UINT64 GB = 1000000000ULL;
+
+// What the restore and the operation said, repetitions counted; that of the readers before them has its own tests, and
+// the log document stands behind.
+static std::vector<std::string> linesSaid(World &world) {
+  std::vector<std::string> lines;
+  std::istringstream log(world.log());
+  for (std::string line; std::getline(log, line);) {
+    std::string function = line.substr(line.find(' ') + 1);
+    bool counts = function[0] == '_' || function.starts_with("Ra") || function.starts_with("RAIDXYL") ||
+                  function.starts_with("updateResultLog") || function.starts_with("parseRunTime");
+    size_t address = line.find("g_curPdArray\t   = ");
+    if (address != std::string::npos) {
+      line.replace(address + 18, line.find(',') - address - 18, "ADDRESS");
+    }
+    if (counts || function.starts_with("PrintRestoreLog: <?xml")) {
+      lines.push_back(counts ? line : "TRACE PrintRestoreLog: the whole document");
+    }
+  }
+  return lines;
+}
+
+static std::string joined(const std::vector<std::string> &lines) {
+  std::string text;
+  for (size_t i = 0, next; i < lines.size(); i = next) {
+    for (next = i + 1; next < lines.size() && lines[next] == lines[i]; ++next) {
+    }
+    text += lines[i] + (next == i + 1 ? "" : "  (" + std::to_string(next - i) + " times)") + "\n";
+  }
+  return text;
+}
+
+static const char *const SAVED = "saved"; // what Get_Live said before what happened
+
+struct STORY {
+  const char *name;
+  const char *preset;
+  void (*happens)(World &world); // or null
+  const char *options;
+  const char *saved; // SAVED, null or a text
+  std::string request = {};
+  const char *from = "", *to = ""; // in the saved document
+};
+
+static std::string tell(World &world, const STORY &story, const std::string &saved) {
+  std::string document = replaced(saved, story.from, story.to);
+  world.clearLog();
+  ANSWER answer = world.set({story.options, story.saved == SAVED ? document.c_str() : story.saved,
+                             story.request.empty() ? nullptr : story.request.c_str()});
+  world.expectBalanced(story.name);
+  return name(answer.status) + "\n\n" + joined(linesSaid(world)) + "\n" + answer.text;
+}
+
+static void fault(World &world, SIM_FAULT_KIND kind, UINT32 objectType, UINT32 bytes) {
+  simAddFault(world.sim, {kind, RAID_COMMAND_GET, objectType, 1, false, EFI_SUCCESS, bytes});
+}
+
+static const std::string GONE = "<raidData>" + method("Identify", "Adapter") + dedicateSpare(1010, {1}) + "</raidData>";
+
+// clang-format off
+static const STORY g_stories[] = {
+    {"preserve", "direct", [](World &world) { simSetRate(world.sim, u"Rebuild", 77); }, RESTORE, SAVED},
+    {"preserve_mode", "direct", [](World &world) { simSetMode(world.sim, SIM_MODE_LEARN, 0x81); }, RESTORE, SAVED},
+    {"preserve_all", "direct", nullptr, RESTORE, SAVED},
+    {"host_adapter", "sas", nullptr, RESTORE_REBUILD, SAVED, {}, "</RAIDLevelDesc>\n          <Attributes>", "</RAIDLevelDesc><Attributes><Attrib>CacheCade</Attrib>"},
+    {"other_adapter", "empty", [](World &world) { world.sim->adapter.record.PCIID.SubdeviceID ^= 1; }, RESTORE_REBUILD, SAVED},
+    {"unknown_member", "direct", nullptr, RESTORE_REBUILD, SAVED, {}, "<PD>1", "<PD>771"},
+    {"no_disks", "direct", [](World &world) { fault(world, SIM_FAULT_NO_DATA, RAID_OBJECT_PHYSICAL_DISK, 0); }, RESTORE_REBUILD, SAVED},
+    {"short_adapter", "direct", [](World &world) { fault(world, SIM_FAULT_SIZE, RAID_OBJECT_ADAPTER, 511); }, RESTORE_REBUILD, SAVED},
+    {"replace", "direct", nullptr, NORMAL, SAVED},
+    {"change", "demo", nullptr, NORMAL, SAVED,
+     "<raidData>" + createVolume("RAID 1", reference(0), {1009, 1010}) + dedicateSpare(1018, {reference(0)}) +
+         method("Change", "Adapter", {}, "<Adapter><CopyBackMode>Off</CopyBackMode></Adapter>") +
+         method("GetKeyID", "Adapter") + method("SecureErase", "Adapter") +
+         method("Lock", "Adapter", {}, "<Key><Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>" PASSPHRASE_BASE64 "</Passphrase></Key>") +
+         method("Delete", "Virtual Disk", {77}) + method("Identify", "Adapter") + "</raidData>"},
+    {"gone_disk", "demo", [](World &world) { simPullDisk(world.sim, 1010); }, NORMAL, SAVED, GONE},
+    // A text above 0x7F is not the same after reading, and where there is none nothing is found.
+    {"odd_fqdd", "demo", [](World &world) { simFindDisk(world.sim, 1010)->FQDD[0] = 0xE4; }, NORMAL, SAVED, GONE, "<FQDD>disk-09.enclosure-0", "<FQDD>&#228;isk-09.enclosure-0"},
+    {"no_fqdd", "demo", nullptr, NORMAL, SAVED, GONE, "<FQDD>disk-09.enclosure-0.adapter-0</FQDD>", ""},
+    {"no_options", "empty", nullptr, "x", nullptr},
+    {"no_mode", "empty", nullptr, "<RunMode><StopOnError>True</StopOnError></RunMode>", nullptr},
+    {"no_request", "empty", nullptr, NORMAL, nullptr, "x"},
+};
+// clang-format on
+
+TEST(Stories, AreToldLineForLine) {
+  for (const STORY &story : g_stories) {
+    World world(story.preset);
+    std::string saved = world.get().text;
+    if (story.happens != nullptr) {
+      story.happens(world);
+    }
+    expectGolden(std::string("restore/stories/") + story.name + ".txt", tell(world, story, saved));
+  }
+}
+
+// Disks of the preset: 1001 and 1002 System, 1003 to 1006 Data and Scratch, 1007 and 1008 hot spares, 1009 and 1010
+// encrypting (here Secret), 1011 solid state (here Cache), 1012 to 1015 Archive, 1016 and 1017 Fast. New ones begin
+// with 1021.
+static void happen(SIM_CONTROLLER *sim) {
+  simSetMode(sim, SIM_MODE_COPY_BACK, 0x80);
+  simSetMode(sim, SIM_MODE_PATROL_READ, 0x84);
+  simSetRate(sim, u"Patrol Read", 99);
+  simSwapDisks(sim, 1001, 1009);       // a plain and an encrypting one: no Secret
+  simReplaceDisk(sim, 1008, 500 * GB); // too small for a spare
+  UINT32 shelf = simFindDisk(sim, 1012)->record.EnclosureObjectID;
+  simPullDisk(sim, 1012); // stood in for by a new one elsewhere
+  simInsertDisk(sim, shelf, 9, {5000 * GB, 0x10, 1});
+  simReplaceDisk(sim, 1011, 100 * GB); // too small: no Cache
+  const UINT32 foreign[] = {1018, 1019};
+  simMakeForeign(sim, /* RAID 1 */ 4, foreign, 2);
+}
+
+// Beside the preset's virtual disks an encrypted one and a cache, and a rate that is not the default.
+static void addVolumes(World &world) {
+  const char *const secret = "<VD><Name>Secret</Name><RAIDLevel>RAID 1</RAIDLevel><Attributes><Attrib>FDE</Attrib>"
+                             "</Attributes></VD>";
+  const char *const cache = "<VD><Name>Cache</Name><RAIDLevel>RAID 0</RAIDLevel><Attributes><Attrib>CacheCade</Attrib>"
+                            "</Attributes></VD>";
+  ANSWER answer = applyRequest(world, method("Create", "Virtual Disk", {1009, 1010}, secret) +
+                                          method("Create", "Virtual Disk", {1011}, cache));
+  ASSERT_EQ(name(answer.status), name(EFI_SUCCESS)) << answer.text;
+  simSetRate(world.sim, u"Patrol Read", 7);
+}
+
+TEST(Stories, ARebuildBringsBackWhatWasSaved) {
+  World world("demo");
+  addVolumes(world);
+  std::string saved = world.get().text;
+  happen(world.sim);
+  world.markBalance();
+  expectGolden("restore/stories/rebuild.txt", tell(world, {"", "", nullptr, RESTORE_REBUILD, SAVED}, saved));
+  EXPECT_EQ(world.verify(saved).result, 0u);
+  EXPECT_FALSE(world.sim->key.present);
+  EXPECT_EQ(simStateFault(world.sim), nullptr);
+}
+
+static void giveKey(World &world) {
+  world.sim->key = {true, "k", {'p'}, RAID_KEY_MODE_LKM};
+}
+
+static const STORY g_failing[] = {
+    {"rebuild", "direct", nullptr, RESTORE_REBUILD, SAVED},
+    {"rebuild, stopping", "direct", giveKey, STOPPING, SAVED},
+    {"replace", "direct", nullptr, NORMAL, SAVED},
+    {"change", "direct", nullptr, NORMAL, SAVED,
+     "<raidData>" + dedicateSpare(1006, {1}) + method("Delete", "Virtual Disk", {1}) +
+         createVolume("RAID 0", reference(0), {1001}) + dedicateSpare(1006, {reference(0)}) + "</raidData>"},
+};
+
+// Runs a story again and again from the same state.
+struct RERUN {
+  const STORY &story;
+  World world{story.preset};
+  std::string saved = world.get().text;
+  KEPT_STATE start{world.sim};
+  std::vector<std::string> usual = {};
+
+  explicit RERUN(const STORY &of) : story(of) {
+    if (story.happens != nullptr) {
+      story.happens(world);
+      start = KEPT_STATE(world.sim);
+    }
+    run();
+    usual = linesSaid(world);
+  }
+  std::string run() {
+    start.putBack(world.sim);
+    return tell(world, story, saved);
+  }
+  // What was said that is not said when nothing fails.
+  std::vector<std::string> unusual() {
+    std::vector<std::string> lines = linesSaid(world);
+    std::erase_if(lines, [&](auto &line) { return std::find(usual.begin(), usual.end(), line) != usual.end(); });
+    return lines;
+  }
+};
+
+TEST(Stories, OfEachFailingCommand) {
+  std::string told;
+  for (const STORY &story : g_failing) {
+    RERUN rerun(story);
+    for (UINT64 n = 1;; ++n) {
+      simFailCommand(rerun.world.sim, n, /* once= */ true, EFI_DEVICE_ERROR);
+      std::string text = rerun.run();
+      if (rerun.world.sim->faultHits == 0) {
+        break;
+      }
+      simClearFaults(rerun.world.sim);
+      told += std::string(story.name) + ", command " + std::to_string(n) + ": " + text.substr(0, text.find('\n') + 1) +
+              joined(rerun.unusual()) + "\n";
+    }
+  }
+  expectGolden("restore/stories/failing_commands.txt", told);
+}
+
+TEST(Stories, OfMemoryThatRunsOut) {
+  std::set<std::string> told;
+  for (const STORY &story : g_failing) {
+    RERUN rerun(story);
+    uint64_t failed = 1;
+    for (uint64_t n = 1; failed != 0; ++n) {
+      failed = rerun.world.firmware.pool().failedAllocations;
+      rerun.world.firmware.failAllocation(n);
+      rerun.run();
+      failed = rerun.world.firmware.pool().failedAllocations - failed;
+      for (const std::string &line : rerun.unusual()) {
+        told.insert(line);
+      }
+    }
+  }
+  expectGolden("restore/stories/failing_memory.txt", joined({told.begin(), told.end()}));
+}

@@ -1,0 +1,311 @@
+// The shell front: its entry point under the host's firmware, with a shell that keeps files in memory.
+#include <algorithm>
+#include <map>
+#include <regex>
+
+#include "images/shell/shell.h"
+#include "tests/support/world.h"
+
+static const EFI_GUID g_shellGuid = EFI_SHELL_PROTOCOL_GUID, g_parametersGuid = EFI_SHELL_PARAMETERS_PROTOCOL_GUID;
+
+// A disk whose files behave as on FAT: opening with CREATE leaves what is in them, and renaming replaces nothing.
+struct DISK {
+  struct OPEN {
+    std::u16string name;
+    size_t place;
+  };
+  static inline std::map<std::u16string, std::string> files;
+  static inline int opens;
+  static inline int breaks;      // of pages: 1 for on, 10 for off
+  static inline size_t room;     // bytes that all files may have
+  static inline int renameFault; // the rename that fails, counted from 1 on; 0: none
+
+  static OPEN &of(EFI_SHELL_FILE_HANDLE file) { return *static_cast<OPEN *>(file); }
+  static EFI_STATUS EFIAPI open(const CHAR16 *name, EFI_SHELL_FILE_HANDLE *file, UINT64 mode) {
+    if (mode != EFI_FILE_MODE_CREATE && files.count(name) == 0) {
+      return EFI_NOT_FOUND;
+    }
+    files[name];
+    *file = new OPEN{name, 0};
+    ++opens;
+    return EFI_SUCCESS;
+  }
+  static EFI_STATUS EFIAPI close(EFI_SHELL_FILE_HANDLE file) {
+    delete static_cast<OPEN *>(file);
+    return --opens >= 0 ? EFI_SUCCESS : EFI_ABORTED;
+  }
+  static EFI_STATUS EFIAPI flush(EFI_SHELL_FILE_HANDLE) { return EFI_SUCCESS; }
+  static EFI_STATUS EFIAPI remove(const CHAR16 *name) { return files.erase(name) != 0 ? EFI_SUCCESS : EFI_NOT_FOUND; }
+  static EFI_STATUS EFIAPI removeOpen(EFI_SHELL_FILE_HANDLE file) {
+    files.erase(of(file).name);
+    return close(file);
+  }
+  static EFI_STATUS EFIAPI getSize(EFI_SHELL_FILE_HANDLE file, UINT64 *size) {
+    *size = files[of(file).name].size();
+    return EFI_SUCCESS;
+  }
+  // At most 1000 bytes at a time, as a file system may.
+  static EFI_STATUS EFIAPI read(EFI_SHELL_FILE_HANDLE file, UINTN *size, void *buffer) {
+    *size = files[of(file).name].copy(static_cast<char *>(buffer), std::min<size_t>(*size, 1000), of(file).place);
+    of(file).place += *size;
+    return EFI_SUCCESS;
+  }
+  static EFI_STATUS EFIAPI seek(EFI_SHELL_FILE_HANDLE file, UINT64 place) {
+    of(file).place = place;
+    return EFI_SUCCESS;
+  }
+  static EFI_STATUS EFIAPI write(EFI_SHELL_FILE_HANDLE file, UINTN *size, void *buffer) {
+    files[of(file).name].replace(of(file).place, *size, static_cast<const char *>(buffer), *size);
+    return EFI_SUCCESS;
+  }
+  static EFI_FILE_INFO *EFIAPI getInfo(EFI_SHELL_FILE_HANDLE file) {
+    auto *info = static_cast<EFI_FILE_INFO *>(poolAllocateZero(sizeof(EFI_FILE_INFO) + 200));
+    info->FileSize = files[of(file).name].size();
+    info->Attribute = of(file).name.ends_with(u'\\') ? EFI_FILE_DIRECTORY : 0;
+    std::u16string base = of(file).name.substr(of(file).name.find_last_of(u":\\") + 1);
+    base.copy(info->FileName, 99);
+    return info;
+  }
+  static EFI_STATUS EFIAPI setInfo(EFI_SHELL_FILE_HANDLE file, const EFI_FILE_INFO *info) {
+    const std::u16string old = of(file).name;
+    const std::u16string name = old.substr(0, old.find_last_of(u":\\") + 1) + info->FileName;
+    if (name == old) {
+      size_t others = 0;
+      std::for_each(files.begin(), files.end(), [&](auto &row) { others += row.first == old ? 0 : row.second.size(); });
+      bool fits = info->FileSize + others <= room;
+      files[old].resize(fits ? info->FileSize : files[old].size());
+      return fits ? EFI_SUCCESS : EFI_VOLUME_FULL;
+    }
+    if (files.count(name) != 0 || --renameFault == 0) {
+      return EFI_ACCESS_DENIED;
+    }
+    files[name] = files[old];
+    files.erase(old);
+    of(file).name = name;
+    return EFI_SUCCESS;
+  }
+  static const CHAR16 *EFIAPI currentFolder(const CHAR16 *) { return u"fs0:\\logs"; }
+};
+
+class XylShell : public testing::Test {
+protected:
+  XylShell() {
+    DISK::files.clear();
+    DISK::opens = DISK::breaks = 0;
+    DISK::room = ~0ULL;
+    DISK::renameFault = 0;
+    shell_.OpenFileByName = DISK::open;
+    shell_.CloseFile = DISK::close;
+    shell_.ReadFile = DISK::read;
+    shell_.WriteFile = DISK::write;
+    shell_.DeleteFileByName = DISK::remove;
+    shell_.FlushFile = DISK::flush;
+    shell_.GetFileSize = DISK::getSize;
+    shell_.DeleteFile = DISK::removeOpen;
+    shell_.SetFilePosition = DISK::seek;
+    shell_.GetFileInfo = DISK::getInfo;
+    shell_.SetFileInfo = DISK::setInfo;
+    shell_.GetCurDir = DISK::currentFolder;
+    shell_.EnablePageBreak = []() EFIAPI { DISK::breaks += 1; };
+    shell_.DisablePageBreak = []() EFIAPI { DISK::breaks += 10; };
+    world_.services->InstallMultipleProtocolInterfaces(&handle_, &g_shellGuid, &shell_, &g_parametersGuid, &parameters_,
+                                                       static_cast<void *>(nullptr));
+    world_.console();
+    world_.markBalance();
+  }
+  ~XylShell() override {
+    world_.services->UninstallMultipleProtocolInterfaces(handle_, &g_shellGuid, &shell_, &g_parametersGuid,
+                                                         &parameters_, static_cast<void *>(nullptr));
+  }
+
+  // The status that the shell would see of "xyl" and the words of line; what was shown is in console_.
+  EFI_STATUS run(const std::u16string &line, bool balanced = true) {
+    std::u16string words = u"xyl " + line;
+    std::vector<CHAR16 *> argv;
+    for (size_t at = 0; at < words.size(); at = std::min(words.find(u' ', at), words.size() - 1) + 1) {
+      argv.push_back(&words[at]);
+    }
+    std::replace(words.begin(), words.end(), u' ', u'\0');
+    parameters_.Argv = argv.data();
+    parameters_.Argc = argv.size();
+    EFI_STATUS status = XylEntry(handle_, world_.firmware.systemTable());
+    console_ = world_.console();
+    EXPECT_EQ(DISK::opens, 0);
+    if (balanced) {
+      world_.expectBalanced();
+    }
+    return status;
+  }
+  void expect(const std::u16string &line, EFI_STATUS status, const std::string &part = {}) {
+    EXPECT_EQ(name(run(line)), name(status)) << part;
+    EXPECT_TRUE(said(part)) << part << console_;
+  }
+  bool said(const std::string &part) const { return console_.find(part) != std::string::npos; }
+
+  World world_{"demo"};
+  EFI_SHELL_PROTOCOL shell_{};
+  EFI_SHELL_PARAMETERS_PROTOCOL parameters_{};
+  EFI_HANDLE handle_ = nullptr;
+  std::string console_;
+};
+
+TEST_F(XylShell, StatusesAreThoseOfTheShellAndFilesWhole) {
+  DISK::files[u"no.xml"] = "<raidData/>";
+  simSetMode(world_.sim, SIM_MODE_COPY_BACK, RAID_MODE_PRESENT | 0);
+  expect(u"get -o fs0:\\saved.xml", EFI_SUCCESS);
+  expect(u"", EFI_INVALID_PARAMETER, "no command");
+  expect(u"sim presets", EFI_INVALID_PARAMETER, "unknown command");
+  EXPECT_EQ(DISK::breaks, 0);
+  expect(u"show -b", EFI_SUCCESS);
+  EXPECT_EQ(DISK::breaks, 11); // pages are for the command alone
+  expect(u"get --preset demo", EFI_INVALID_PARAMETER, "unknown option");
+  expect(u"get -c 2", EFI_NOT_FOUND, "no controller 2");
+  expect(u"show none.xml", EFI_NOT_FOUND, "cannot read 'none.xml': Not Found");
+  expect(u"verify no.xml", EFI_ABORTED, "no saved configuration");
+  expect(u"verify fs0:\\saved.xml", EFI_SUCCESS, "result 0x0");
+  expect(u"help verify", EFI_SUCCESS, "  0x1B   there are differences");
+  simSetMode(world_.sim, SIM_MODE_COPY_BACK, RAID_MODE_PRESENT | 1);
+  expect(u"verify fs0:\\saved.xml", EFI_ERROR_CODE(27), "CopyBackMode: Off (saved) -> On (now)");
+  expect(u"diff fs0:\\saved.xml", EFI_ERROR_CODE(27), "adapter changed, copy back mode: Off -> On\n");
+  expect(u"plan fs0:\\saved.xml", EFI_SUCCESS, "copy back mode: On -> Off\n");
+  expect(u"log --json", EFI_SUCCESS, "\n    \"TRACE RAIDXYLVerify: Exit. Success\",\n");
+}
+
+// On a console that takes no large pieces, as serial ones, and may fail.
+TEST_F(XylShell, PrintsWholeDocumentsOrFails) {
+  static std::string text;
+  static int fault = 0; // the piece that fails, counted from 1 on; 0: none
+  EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = world_.firmware.systemTable()->ConOut;
+  auto *put = console->OutputString;
+  console->OutputString = [](EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *, const CHAR16 *piece) EFIAPI -> EFI_STATUS {
+    std::u16string wide(piece);
+    std::copy_if(wide.begin(), wide.end(), std::back_inserter(text), [](CHAR16 unit) { return unit != u'\r'; });
+    return wide.size() > 200 || --fault == 0 ? EFI_DEVICE_ERROR : EFI_SUCCESS;
+  };
+  expect(u"get", EFI_SUCCESS);
+  EXPECT_EQ(text, world_.get().text);
+  fault = 500;
+  expect(u"get", EFI_DEVICE_ERROR);
+  console->OutputString = put;
+}
+
+TEST_F(XylShell, OutputsAreWholeOrUntouched) {
+  const std::u16string file = u"fs0:\\é€.xml";
+  DISK::files[file] = std::string(1000000, 'x');
+  expect(u"get -o " + file, EFI_ALREADY_STARTED, "'fs0:\\é€.xml' exists; write to another file, or overwrite");
+  // A longer file of that name must not show through, and names are more than ASCII.
+  expect(u"get --force -o " + file, EFI_SUCCESS);
+  const std::string text = world_.get().text;
+  EXPECT_EQ(DISK::files[file], text);
+  expect(u"show " + file, EFI_SUCCESS, "Adapter      Harrier R6 Integrated\nFirmware");
+  DISK::files[u"fs0:\\folder\\"];
+  expect(u"get -o fs0:\\folder\\", EFI_INVALID_PARAMETER, "cannot write");
+  for (int fault : {0, 1, 2}) {
+    DISK::files = {{file, "old"}, {u"fs0:\\other", std::string(1000, ' ')}};
+    DISK::room = fault == 0 ? text.size() + 100 : ~0ULL;
+    DISK::renameFault = fault;
+    expect(u"get --force -o " + file, fault == 0 ? EFI_VOLUME_FULL : EFI_ACCESS_DENIED,
+           "cannot write 'fs0:\\é€.xml': ");
+    EXPECT_EQ(DISK::files[file], "old");
+    EXPECT_EQ(DISK::files.size(), 2u);
+  }
+}
+
+TEST_F(XylShell, ChoosesAmongControllers) {
+  SIM_CONTROLLER *second = nullptr;
+  EFI_HANDLE handle = nullptr;
+  ASSERT_EQ(simCreate("sas", &second) | simInstall(second, &handle), EFI_SUCCESS);
+  ASSERT_EQ(world_.services->ConnectController(handle, nullptr, nullptr, 1), EFI_SUCCESS);
+  world_.console();
+  world_.markBalance();
+  expect(u"show", EFI_INVALID_PARAMETER, "2 controllers are bound; choose one with -c N, 'xyl list' shows them\n");
+  expect(u"show -c 2", EFI_SUCCESS, "Adapter      Harrier H2 Host Adapter\n");
+  second->adapter.record.PCIID.PCIBus = 4;
+  second->adapter.record.WWN = 0x1234567890123456;
+  expect(u"show -c 04:00.0", EFI_SUCCESS, "Adapter      Harrier H2 Host Adapter\n");
+  expect(u"show -c 1234567890123456", EFI_SUCCESS, "Adapter      Harrier H2 Host Adapter\n");
+  expect(u"show -c 03:00.0", EFI_SUCCESS, "Adapter      Harrier R6 Integrated\n");
+  expect(u"show -c 123456789012345", EFI_NOT_FOUND, "there is no controller 123456789012345");
+  second->adapter.record.PCIID.PCIBus = 3;
+  expect(u"delete 3 --yes -c 03:00.0", EFI_INVALID_PARAMETER, "'03:00.0' is the name of 2 controllers");
+  second->adapter.record.WWN = 0x5EEDADA000001000ULL;
+  EXPECT_EQ(run(u"list", /* balanced= */ false), EFI_SUCCESS);
+  EXPECT_TRUE(said("  2  Harrier H2 Host Adapter, PCI 03:00.0, WWN 5EEDADA000001000\n     virtual disks: 1 Online\n    "
+                   " disks: 2 Online, 2 Ready\n"));
+  // What names leave with the firmware by contract, given back for the books.
+  for (SIM_CONTROLLER *sim : {world_.sim, second}) {
+    while (sim->books.out.count != 0) {
+      ASSERT_EQ(sim->protocol.FreeRecords(&sim->protocol, sim->books.out.items[0].data, 1), EFI_SUCCESS);
+    }
+  }
+  world_.expectBalanced();
+  EXPECT_EQ(world_.services->DisconnectController(handle, nullptr, nullptr), EFI_SUCCESS);
+  EXPECT_EQ(simDestroy(second), EFI_SUCCESS);
+}
+
+TEST_F(XylShell, ManualIsTheHelp) {
+  const std::string text = std::regex_replace(sourceFile("images/shell/xyl.man"), std::regex("(^|\n)[.].*"), "");
+  ASSERT_EQ(run(u"help"), EFI_SUCCESS);
+  EXPECT_EQ(text, "\n" + console_) << "images/shell/xyl.man has to say what 'xyl help' says";
+}
+
+TEST_F(XylShell, RebuildWantsATypedYes) {
+  ASSERT_EQ(run(u"get -o saved.xml"), EFI_SUCCESS);
+  world_.sim->adapter.Name[7] = u'\a'; // a bell
+  for (const char *keys : {"no\r", "\r", "yess\r", "yesno\b\byes\r", "yes\x1b", "yex\bs\r"}) {
+    bool yes = std::string(keys) == "yex\bs\r";
+    world_.firmware.typeKeys(keys);
+    expect(u"restore saved.xml --rebuild --partial --no-backup",
+           yes ? EFI_ERROR_CODE(27) : EFI_ABORTED, // the key is lost
+           "Go on with Harrier?R6 Integrated, PCI 03:00.0, WWN 5EEDADA000001000? Type yes: ");
+    EXPECT_EQ(said("ResetConfig"), yes) << keys;
+  }
+}
+
+// What the world looks for in freed memory.
+TEST_F(XylShell, KeepsPassphrasesToItself) {
+  // Refused by the controller, which has a key; refused by the client for its second method; and not even XML.
+  for (const std::string rest : {"</raidData>", "<Method name=\"Destroy\"/></raidData>", ""}) {
+    const char *lock =
+        "<raidData><Method name=\"Lock\"><Object><Key><Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>" PASSPHRASE_BASE64
+        "</Passphrase></Key></Object></Method>";
+    DISK::files[u"key.xml"] = lock + rest;
+    for (const char16_t *verb : {u"apply", u"show", u"diff", u"verify", u"plan"}) {
+      EXPECT_EQ(run(verb + std::u16string(u" key.xml")) == EFI_SUCCESS, *verb == u'p' && rest == "</raidData>");
+      EXPECT_FALSE(said(PASSPHRASE) || said(PASSPHRASE_BASE64));
+    }
+  }
+  // One that is typed, and one from a file.
+  DISK::files[u"old.txt"] = "Tall-Grass-42\r\n";
+  world_.firmware.typeKeys(std::string(PASSPHRASE) + "!\b\r" + PASSPHRASE + "\r");
+  expect(u"key rekey --key-id k --old-passphrase-file old.txt", EFI_SUCCESS, "\nThe same again: \n");
+  EXPECT_FALSE(said(PASSPHRASE) || said(PASSPHRASE_BASE64));
+  DISK::files[u"old.txt"] = PASSPHRASE;
+  expect(u"key rekey --key-id k --old-passphrase-file old.txt --passphrase-file old.txt", EFI_SUCCESS);
+  world_.firmware.typeKeys("Tall\x1B");
+  expect(u"key rekey --key-id k", EFI_ABORTED, "no passphrase was given");
+}
+
+TEST_F(XylShell, SurvivesEveryFailure) {
+  ASSERT_EQ(run(u"get -o saved.xml"), EFI_SUCCESS);
+  simReplaceAdapter(world_.sim); // so that much differs
+  world_.markBalance();
+  for (const char16_t *line : {u"show", u"show saved.xml", u"verify saved.xml", u"diff saved.xml",
+                               u"plan saved.xml --rebuild", u"create --level 1 --count 2 --show"}) {
+    // The console needs memory for every line, so a lost line is no failure, but nothing may stay behind. Behind the
+    // first places the sweep takes longer steps.
+    bool failed = true;
+    for (uint64_t n = 1; failed; n += 1 + n / 60) {
+      world_.firmware.failAllocation(n);
+      run(line);
+      failed = world_.firmware.allocationFailed();
+      world_.firmware.failAllocation(0);
+      EXPECT_TRUE(failed || n > 10);
+    }
+    for (UINT64 n = 1; n < 12; ++n) {
+      simFailCommand(world_.sim, n, /* once= */ true, EFI_DEVICE_ERROR);
+      run(line);
+      simClearFaults(world_.sim);
+    }
+  }
+}

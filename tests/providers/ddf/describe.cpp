@@ -1,0 +1,196 @@
+#include "tests/providers/ddf/describe.h"
+
+#include <algorithm>
+#include <sstream>
+
+static std::string faultText(const DDF_FAULT &fault) {
+  CHAR8 text[80];
+  ddfFaultText(fault, text, sizeof(text));
+  return text;
+}
+
+static std::string bits(unsigned value, std::initializer_list<std::pair<unsigned, const char *>> names) {
+  std::string text;
+  for (auto [bit, name] : names) {
+    text += (value & bit) != 0 ? std::string(text.empty() ? "" : " ") + name : "";
+  }
+  return text.empty() ? "none" : text;
+}
+
+static const char *stateName(unsigned state) {
+  constexpr const char *NAMES[] = {"optimal", "degraded",          "deleted", "missing",
+                                   "failed",  "partially optimal", "offline", "?"};
+  return NAMES[state & DDF_VD_STATE_BITS];
+}
+
+// --- Disks ---
+
+static void describeDisk(std::ostream &out, const DDF_DISK &disk) {
+  constexpr const char *KINDS[] = {"other", "unreadable", "damaged", "stale", "member"};
+  out << KINDS[disk.kind];
+  if (disk.set != DDF_NONE) {
+    out << " of set " << disk.set;
+  }
+  if (disk.kind == DDF_DISK_MEMBER) {
+    out << " as pd " << disk.pd << ", sequence " << disk.copy.header.sequence
+        << (disk.used == DDF_PRIMARY ? "" : ", by its secondary copy") << (disk.lagging ? ", lagging" : "");
+  }
+  out << (disk.holds[0] != 0 ? std::string(", holds ") + disk.holds : "");
+  out << (disk.fault.what != nullptr ? ", " + faultText(disk.fault) : "") << '\n';
+  for (int i = 0; i < 2; ++i) {
+    if (disk.copyFaults[i].what != nullptr) {
+      out << "  " << (i == 0 ? "primary" : "secondary") << ": " << faultText(disk.copyFaults[i]) << '\n';
+    }
+  }
+}
+
+static void describePd(std::ostream &out, const DDF_PD &pd) {
+  constexpr const char *SPARES[] = {"", ", global spare", ", spare for volumes"};
+  out << (pd.disk == DDF_NONE ? "missing" : "disk " + std::to_string(pd.disk)) << ", "
+      << bits(pd.entry->state, {{DDF_PD_ONLINE, "online"},
+                                {DDF_PD_FAILED, "failed"},
+                                {DDF_PD_REBUILDING, "rebuilding"},
+                                {DDF_PD_MISSING, "missing"}})
+      << ", type "
+      << bits(pd.entry->type,
+              {{DDF_PD_MEMBER, "member"}, {DDF_PD_GLOBAL_SPARE, "global spare"}, {DDF_PD_SPARE, "spare"}})
+      << SPARES[pd.spare];
+  for (UINT32 i = 0; i < pd.spareForCount; ++i) {
+    out << ' ' << pd.spareFor[i];
+  }
+  out << ", used " << pd.usedBlocks << ", free " << pd.freeBlocks << ':';
+  for (UINT32 i = 0; i < pd.gapCount; ++i) {
+    out << ' ' << pd.gaps[i].start << '+' << pd.gaps[i].blocks;
+  }
+  out << '\n';
+}
+
+// --- Volumes ---
+
+static void describeMembers(std::ostream &out, const DDF_VOLUME &volume) {
+  constexpr const char *STATES[] = {"", " rebuilding", " failed", " missing", " unknown", " outside", " repeated"};
+  for (UINT32 i = 0; i < volume.memberCount; ++i) {
+    const DDF_MEMBER &member = volume.members[i];
+    out << (i == 0 ? "    members" : "") << (i % volume.spanMembers == 0 && i != 0 ? " |" : "") << ' ';
+    out << (member.pd == DDF_NONE ? "?" : std::to_string(member.pd));
+    out << '@' << member.start << STATES[member.state] << (i + 1 == volume.memberCount ? "\n" : ",");
+  }
+}
+
+static void describeVolume(std::ostream &out, const DDF_VOLUME &volume) {
+  constexpr const char *LEVELS[] = {"unknown level", "RAID 0", "RAID 1",  "RAID 4",
+                                    "RAID 5",        "RAID 6", "RAID 10", "linear"};
+  constexpr const char *INIT[] = {"not initialised", "quickly initialised", "initialised", "?"};
+  constexpr const char *ACCESS[] = {"read/write", "?", "read only", "blocked"};
+  const DDF_VD_ENTRY &entry = *volume.entry;
+  out << '"' << volume.name << "\" " << stateName(volume.state) << " (entry: " << stateName(entry.state)
+      << ((entry.state & DDF_VD_INCONSISTENT) != 0 ? ", inconsistent" : "") << ", " << INIT[entry.init & DDF_INIT_BITS]
+      << ", " << ACCESS[entry.init >> DDF_ACCESS_SHIFT] << ')';
+  out << (volume.fault.what != nullptr ? ", " + faultText(volume.fault) : "") << '\n';
+  if (volume.memberCount == 0) {
+    return;
+  }
+  const DDF_RECORD &record = *volume.record;
+  out << "    " << LEVELS[volume.level] << " (" << unsigned{record.level} << ", " << unsigned{record.qualifier}
+      << ", secondary " << unsigned{record.secondaryLevel} << ')' << (volume.assembles ? "" : ", not for Linux") << ", "
+      << volume.blocks << " blocks, " << volume.memberBlocks << " a member, strip " << volume.stripBlocks << '\n';
+  describeMembers(out, volume);
+}
+
+std::string describe(const DDF_MODEL &model) {
+  std::ostringstream out;
+  for (UINT32 i = 0; i < model.diskCount; ++i) {
+    out << "disk " << i << ": ";
+    describeDisk(out, model.disks[i]);
+  }
+  for (UINT32 i = 0; i < model.setCount; ++i) {
+    const DDF_SET &set = model.sets[i];
+    out << "set " << i << ": sequence " << set.sequence << ", newest disk " << set.newest
+        << (set.foreign ? ", foreign" : "") << (set.ordered ? "" : ", not ordered") << (set.sound ? "" : ", not sound");
+    out << (set.orphans != 0 ? ", orphans " + std::to_string(set.orphans) : "") << '\n';
+    for (UINT32 j = 0; j < set.pdCount; ++j) {
+      out << "  pd " << j << ": ";
+      describePd(out, set.pds[j]);
+    }
+    for (UINT32 j = 0; j < set.volumeCount; ++j) {
+      out << "  volume " << j << ": ";
+      describeVolume(out, set.volumes[j]);
+    }
+  }
+  return out.str();
+}
+
+// --- What holds for every model ---
+
+static std::string diskFault(const DDF_MODEL &model, UINT32 number) {
+  const DDF_DISK &disk = model.disks[number];
+  bool good = disk.kind == DDF_DISK_MEMBER || disk.kind == DDF_DISK_STALE;
+  if (good != (disk.set != DDF_NONE) || good != (disk.copy.sections[0] != nullptr)) {
+    return "set or copy of another kind of disk";
+  }
+  if ((disk.kind == DDF_DISK_MEMBER || disk.kind == DDF_DISK_OTHER) != (disk.fault.what == nullptr)) {
+    return "a disk without a reason, or with one too many";
+  }
+  if (disk.kind == DDF_DISK_MEMBER && model.sets[disk.set].pds[disk.pd].disk != number) {
+    return "a member that its set does not name";
+  }
+  return {};
+}
+
+static std::string spaceFault(const DDF_PD &pd) {
+  UINT64 at = 0, free = 0;
+  for (UINT32 i = 0; i < pd.gapCount; ++i) {
+    const DDF_GAP &gap = pd.gaps[i];
+    if (gap.blocks == 0 || gap.start < at || gap.start > pd.limit || gap.blocks > pd.limit - gap.start) {
+      return "gaps that overlap or lie outside";
+    }
+    at = gap.start + gap.blocks + 1;
+    free += gap.blocks;
+  }
+  return free != pd.freeBlocks || free + pd.usedBlocks != pd.limit ? "blocks that are neither free nor used" : "";
+}
+
+static bool meetsGap(const DDF_PD &pd, UINT64 start, UINT64 end) {
+  return std::any_of(pd.gaps, pd.gaps + pd.gapCount,
+                     [&](const DDF_GAP &gap) { return gap.start < end && start < gap.start + gap.blocks; });
+}
+
+static std::string volumeFault(const DDF_SET &set, const DDF_VOLUME &volume) {
+  if ((volume.memberCount == 0) != (volume.fault.what != nullptr)) {
+    return "a volume without members or reason";
+  }
+  if (ddfStateOfMembers(volume) == DDF_VD_FAILED && volume.state != DDF_VD_FAILED) {
+    return "a volume that is better than its members";
+  }
+  UINT32 lost = 0;
+  for (UINT32 i = 0; i < volume.memberCount; ++i) {
+    const DDF_MEMBER &member = volume.members[i];
+    lost += member.state != DDF_MEMBER_GOOD ? 1 : 0;
+    if (member.state != DDF_MEMBER_GOOD) {
+      continue;
+    }
+    const DDF_PD &pd = set.pds[member.pd];
+    UINT64 end = member.start + volume.record->memberBlocks;
+    if (pd.disk == DDF_NONE || end < member.start || end > pd.limit || meetsGap(pd, member.start, end)) {
+      return "a member outside its disk or in a gap";
+    }
+  }
+  return lost != 0 && volume.state == DDF_VD_OPTIMAL ? "an optimal volume that lost members" : "";
+}
+
+std::string modelFault(const DDF_MODEL &model) {
+  std::string fault;
+  for (UINT32 i = 0; i < model.diskCount && fault.empty(); ++i) {
+    fault = diskFault(model, i);
+  }
+  for (UINT32 i = 0; i < model.setCount && fault.empty(); ++i) {
+    const DDF_SET &set = model.sets[i];
+    for (UINT32 j = 0; j < set.pdCount && fault.empty(); ++j) {
+      fault = spaceFault(set.pds[j]);
+    }
+    for (UINT32 j = 0; j < set.volumeCount && fault.empty(); ++j) {
+      fault = volumeFault(set, set.volumes[j]);
+    }
+  }
+  return fault;
+}

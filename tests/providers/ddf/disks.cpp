@@ -1,0 +1,258 @@
+#include "tests/providers/ddf/disks.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+
+#include "tests/providers/ddf/describe.h"
+
+// --- Sectors ---
+
+void SPARSE_DISK::write(UINT64 lba, const void *bytes, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    SECTOR_BYTES sector;
+    std::memcpy(sector.data(), static_cast<const UINT8 *>(bytes) + i * DDF_SECTOR, DDF_SECTOR);
+    bool filler = sector[0] == 0xFF && std::memcmp(sector.data(), sector.data() + 1, DDF_SECTOR - 1) == 0;
+    filler ? void(kept.erase(lba + i)) : void(kept[lba + i] = sector);
+  }
+}
+
+SECTOR_BYTES SPARSE_DISK::read(UINT64 lba) const {
+  auto at = kept.find(lba);
+  SECTOR_BYTES bytes;
+  bytes.fill(0xFF);
+  return at == kept.end() ? bytes : at->second;
+}
+
+static EFI_STATUS readSparse(void *context, UINT64 lba, UINTN count, void *buffer) {
+  auto *disk = static_cast<SPARSE_DISK *>(context);
+  if (disk->failAfter-- == 0 || count > disk->sectors || lba > disk->sectors - count) {
+    return EFI_DEVICE_ERROR;
+  }
+  std::memset(buffer, 0xFF, count * DDF_SECTOR);
+  for (auto at = disk->kept.lower_bound(lba); at != disk->kept.end() && at->first < lba + count; ++at) {
+    std::memcpy(static_cast<UINT8 *>(buffer) + (at->first - lba) * DDF_SECTOR, at->second.data(), DDF_SECTOR);
+  }
+  return EFI_SUCCESS;
+}
+
+DDF_SOURCE SPARSE_DISK::source() {
+  return {readSparse, this, sectors};
+}
+
+// A file has per disk: its sectors, the number of sectors kept, and for each of these its place and bytes; numbers are
+// little-endian, of eight bytes.
+DISKS loadDisks(const std::string &file) {
+  std::ifstream in(file, std::ios::binary);
+  DISKS disks;
+  auto number = [&] {
+    uint64_t value = 0;
+    in.read(reinterpret_cast<char *>(&value), sizeof(value));
+    return value;
+  };
+  for (uint64_t sectors = number(); in; sectors = number()) {
+    SPARSE_DISK disk;
+    disk.sectors = sectors;
+    for (uint64_t count = number(); count > 0 && in; --count) {
+      uint64_t lba = number();
+      in.read(reinterpret_cast<char *>(disk.kept[lba].data()), DDF_SECTOR);
+    }
+    disks.push_back(std::move(disk));
+  }
+  return disks;
+}
+
+// --- Models ---
+
+DDF_MODEL *readModel(DISKS &disks, const DDF_GUID *ours) {
+  std::vector<DDF_SOURCE> sources;
+  for (SPARSE_DISK &disk : disks) {
+    sources.push_back(disk.source());
+  }
+  DDF_MODEL *model = nullptr;
+  ddfRead(sources.data(), static_cast<UINT32>(sources.size()), ours, &model);
+  return model;
+}
+
+std::string readText(DISKS &disks) {
+  DDF_MODEL *model = readModel(disks);
+  std::string text = describe(*model);
+  ddfFree(model);
+  return text;
+}
+
+// --- Changes ---
+
+static void writeHeaders(SPARSE_DISK &disk, const DDF_COPY &copy) {
+  for (DDF_HEADER_TYPE type : {DDF_PRIMARY, DDF_SECONDARY, DDF_ANCHOR}) {
+    DDF_HEADER header;
+    ddfMakeHeader(copy, type, DDF_CLOSED, copy.header.sequence, copy.header.time, &header);
+    UINT64 lba = type == DDF_PRIMARY  ? copy.header.primaryLba
+                 : type == DDF_ANCHOR ? disk.sectors - 1
+                                      : copy.header.secondaryLba;
+    lba == DDF_NO_LBA ? void() : disk.write(lba, &header, 1);
+  }
+}
+
+void storeCopy(SPARSE_DISK &disk, DDF_COPY &copy) {
+  ddfSeal(&copy);
+  writeHeaders(disk, copy);
+  for (DDF_HEADER_TYPE type : {DDF_PRIMARY, DDF_SECONDARY}) {
+    UINT64 lba = type == DDF_PRIMARY ? copy.header.primaryLba : copy.header.secondaryLba;
+    for (int section = 0; lba != DDF_NO_LBA && section < DDF_SECTIONS; ++section) {
+      DDF_EXTENT extent = ddfSectionExtent(copy, type, static_cast<DDF_SECTION>(section));
+      disk.write(extent.lba, copy.sections[section], extent.sectors);
+    }
+  }
+}
+
+void changeDisks(DISKS &disks, const std::function<void(DDF_COPY &copy, size_t disk)> &change) {
+  DDF_MODEL *model = readModel(disks);
+  for (UINT32 i = 0; i < model->diskCount; ++i) {
+    DDF_COPY copy;
+    if (model->disks[i].copy.sections[0] != nullptr && ddfDuplicateCopy(model->disks[i].copy, &copy) == EFI_SUCCESS) {
+      change(copy, i);
+      // A change of the header only: the sections' lengths in memory stay what they are.
+      DDF_COPY sections = copy;
+      sections.header = model->disks[i].copy.header;
+      storeCopy(disks[i], sections);
+      writeHeaders(disks[i], copy);
+      ddfFreeCopy(&copy);
+    }
+  }
+  ddfFree(model);
+}
+
+void dedicateSpare(DDF_COPY &copy, size_t disk, UINT32 pd) {
+  ddfPdEntry(copy, pd)->type = DDF_PD_SPARE;
+  if (disk == pd) {
+    auto *spare = reinterpret_cast<DDF_SPARE_RECORD *>(ddfRecordSlot(copy, ddfRecordCapacity(copy) - 1));
+    spare->signature = DDF_SPARE_SIGNATURE;
+    spare->type = DDF_SPARE_DEDICATED;
+    spare->entries = 0xFFFF; // the first one is an entry
+    reinterpret_cast<DDF_SPARE_ENTRY *>(spare + 1)->guid = ddfVdEntry(copy, 0)->guid;
+  }
+}
+
+static void mend(SPARSE_DISK &disk, UINT64 lba, UINT64 count) {
+  constexpr UINT64 MOST = 1024;
+  if (count == 0 || count > MOST || count > disk.sectors || lba > disk.sectors - count) {
+    return;
+  }
+  std::vector<UINT8> bytes(count * DDF_SECTOR);
+  readSparse(&disk, lba, count, bytes.data());
+  DDF_LIST_HEAD *head = reinterpret_cast<DDF_LIST_HEAD *>(bytes.data());
+  head->crc = ddfChecksum(bytes.data(), bytes.size());
+  disk.write(lba, bytes.data(), 1);
+}
+
+static void mendCopy(SPARSE_DISK &disk, UINT64 lba) {
+  if (lba >= disk.sectors) {
+    return;
+  }
+  SECTOR_BYTES bytes = disk.read(lba);
+  const DDF_HEADER *header = reinterpret_cast<const DDF_HEADER *>(bytes.data());
+  for (int section = 0; section < DDF_SECTIONS; ++section) {
+    UINT64 from = lba + header->sections[section].offset, length = header->sections[section].length;
+    if (section != DDF_RECORDS) {
+      mend(disk, from, length);
+      continue;
+    }
+    UINT64 step = header->recordLength;
+    for (UINT64 at = 0; step != 0 && at + step <= length && length <= 1024; at += step) {
+      if (disk.kept.count(from + at) != 0) {
+        mend(disk, from + at, step);
+      }
+    }
+  }
+  mend(disk, lba, 1);
+}
+
+void mendChecksums(SPARSE_DISK &disk) {
+  if (disk.sectors == 0) {
+    return;
+  }
+  disk.failAfter = ~UINT64{0};
+  SECTOR_BYTES bytes = disk.read(disk.sectors - 1);
+  const DDF_HEADER *anchor = reinterpret_cast<const DDF_HEADER *>(bytes.data());
+  mendCopy(disk, anchor->primaryLba);
+  mendCopy(disk, anchor->secondaryLba);
+  mend(disk, disk.sectors - 1, 1);
+}
+
+// --- New sets ---
+
+static DDF_GUID testGuid(char kind, UINT32 number) {
+  DDF_GUID guid;
+  std::memset(guid.bytes, kind, sizeof(guid.bytes));
+  std::memcpy(guid.bytes, "Linux-MD", 8); // of a friend
+  guid.bytes[23] = static_cast<UINT8>(number);
+  return guid;
+}
+
+static UINT32 testReference(UINT32 disk) {
+  return 0x5EED0000 + disk * 7919; // no order that a disk's number has
+}
+
+static void addPds(DDF_COPY &copy, UINT32 count, UINT32 members) {
+  for (UINT32 i = 0; i < count; ++i) {
+    DDF_PD_ENTRY *entry = ddfPdEntry(copy, i);
+    entry->guid = testGuid('D', i);
+    entry->reference = testReference(i);
+    entry->type = i < members ? DDF_PD_MEMBER : DDF_PD_GLOBAL_SPARE;
+    entry->state = DDF_PD_ONLINE;
+    entry->configuredSize = TEST_DISK_SECTORS - DDF_RESERVE;
+  }
+}
+
+static void addVolume(DDF_COPY &copy, const TEST_VOLUME &volume, UINT32 disk) {
+  DDF_VD_ENTRY *entry = ddfVdEntry(copy, 0);
+  entry->guid = testGuid('V', 0);
+  entry->number = 0;
+  entry->type = 0;
+  entry->state = DDF_VD_OPTIMAL;
+  entry->init = DDF_INIT_FULL;
+  std::memcpy(entry->name, "volume\0\0\0\0\0\0\0\0\0\0", sizeof(entry->name));
+  if (disk >= volume.spans * volume.spanMembers) {
+    return;
+  }
+  UINT32 span = disk / volume.spanMembers;
+  DDF_RECORD *record = ddfRecordSlot(copy, 0);
+  record->signature = DDF_RECORD_SIGNATURE;
+  record->guid = entry->guid;
+  record->sequence = 1;
+  record->elements = static_cast<UINT16>(volume.spanMembers);
+  record->strip = volume.strip;
+  record->level = volume.level;
+  record->qualifier = volume.qualifier;
+  record->secondaryCount = static_cast<UINT8>(volume.spans);
+  record->secondaryElement = static_cast<UINT8>(span);
+  record->secondaryLevel = volume.secondaryLevel;
+  record->memberBlocks = volume.memberBlocks;
+  record->blocks = 0;
+  for (UINT32 i = 0; i < volume.spanMembers; ++i) {
+    ddfReferences(record)[i] = testReference(span * volume.spanMembers + i);
+    ddfStarts(copy, record)[i] = 0;
+  }
+}
+
+DISKS makeDisks(const TEST_VOLUME &volume, UINT32 extraDisks, const DDF_LIMITS &limits) {
+  UINT32 members = volume.spans * volume.spanMembers;
+  DISKS disks(members + extraDisks);
+  for (UINT32 i = 0; i < disks.size(); ++i) {
+    DDF_NEW_COPY wanted = {TEST_DISK_SECTORS, limits, testGuid('S', 0), testGuid('C', 0),
+                           {1, 2, 3, 4},      {},     testGuid('D', i), testReference(i)};
+    DDF_COPY copy;
+    if (ddfNewCopy(wanted, &copy) != EFI_SUCCESS) {
+      return {};
+    }
+    copy.header.sequence = 1;
+    copy.header.time = 0;
+    addPds(copy, static_cast<UINT32>(disks.size()), members);
+    addVolume(copy, volume, i);
+    disks[i].sectors = TEST_DISK_SECTORS;
+    storeCopy(disks[i], copy);
+    ddfFreeCopy(&copy);
+  }
+  return disks;
+}

@@ -1,0 +1,57 @@
+// Disks in memory with metadata: loaded from a recording, made, changed, damaged.
+#pragma once
+
+#include <array>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/firmware/firmware.h"
+#include "providers/ddf/ddf.h"
+
+using SECTOR_BYTES = std::array<UINT8, DDF_SECTOR>;
+
+// Sectors that are not kept read as FF.
+struct SPARSE_DISK {
+  UINT64 sectors = 0;
+  std::map<UINT64, SECTOR_BYTES> kept;
+  UINT64 failAfter = ~UINT64{0}; // reads that succeed before one fails
+
+  void write(UINT64 lba, const void *bytes, size_t count);
+  SECTOR_BYTES read(UINT64 lba) const;
+  DDF_SOURCE source();
+};
+using DISKS = std::vector<SPARSE_DISK>;
+
+// The disks of a recording, as tests/linux/snapshots.py packs them.
+DISKS loadDisks(const std::string &file);
+
+// Without memory null; the caller frees it.
+DDF_MODEL *readModel(DISKS &disks, const DDF_GUID *ours = nullptr);
+// The model as a text.
+std::string readText(DISKS &disks);
+
+// Writes both copies, closed, and the anchor.
+void storeCopy(SPARSE_DISK &disk, DDF_COPY &copy);
+
+// Changes the copies of all disks that have a good one, as a writer would.
+void changeDisks(DISKS &disks, const std::function<void(DDF_COPY &copy, size_t disk)> &change);
+
+// Makes disk pd a spare for the first volume; its own copy has the record, which claims more entries than it has room
+// for.
+void dedicateSpare(DDF_COPY &copy, size_t disk, UINT32 pd);
+
+// Sets all checksums that the disk's headers lead to, whatever the rest holds.
+void mendChecksums(SPARSE_DISK &disk);
+
+// What a set for tests consists of: disks of equal size that all take part in one volume. spans > 1: so many records.
+struct TEST_VOLUME {
+  UINT8 level, qualifier, secondaryLevel;
+  UINT32 spans, spanMembers;
+  UINT8 strip;
+  UINT64 memberBlocks;
+};
+DISKS makeDisks(const TEST_VOLUME &volume, UINT32 extraDisks, const DDF_LIMITS &limits);
+
+constexpr UINT64 TEST_DISK_SECTORS = DDF_RESERVE + 4096;

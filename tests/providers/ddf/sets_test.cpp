@@ -1,0 +1,354 @@
+// Sets that are made here: all levels with every choice of lost disks, and metadata that is valid by its checksums and
+// wrong in what it says.
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <sstream>
+
+#include "tests/providers/ddf/fixture.h"
+
+// Which disks hold the copies of a strip, a digit each ("01 12 20"); or how many disks may be lost.
+struct LEVEL_CASE {
+  TEST_VOLUME volume;
+  const char *text;
+  UINT64 blocks;
+  const char *copies;
+  int spare;
+};
+
+constexpr LEVEL_CASE g_levels[] = {
+    {{0x00, 0, 0xFF, 1, 3, 7, 300}, "RAID 0 (0, 0, secondary 255), 768 blocks", 768, nullptr, 0},
+    {{0x01, 0, 0xFF, 1, 2, 0xFF, 300}, "RAID 1 (1, 0, secondary 255), 300 blocks", 300, "01", 0},
+    {{0x01, 1, 0xFF, 1, 3, 7, 300}, "RAID 1 (1, 1, secondary 255), 300 blocks", 300, "012", 0},
+    {{0x04, 1, 0xFF, 1, 3, 7, 256}, "RAID 4 (4, 1, secondary 255), 512 blocks", 512, nullptr, 1},
+    {{0x05, 2, 0xFF, 1, 4, 7, 256}, "RAID 5 (5, 2, secondary 255), 768 blocks", 768, nullptr, 1},
+    {{0x06, 3, 0xFF, 1, 5, 7, 256}, "RAID 6 (6, 3, secondary 255), 768 blocks", 768, nullptr, 2},
+    {{0x11, 0, 0xFF, 1, 3, 7, 256}, "RAID 10 (17, 0, secondary 255), 384 blocks", 384, "01 02 12", 0},
+    {{0x11, 0, 0xFF, 1, 4, 7, 256}, "RAID 10 (17, 0, secondary 255), 512 blocks", 512, "01 23", 0},
+    {{0x11, 0, 0xFF, 1, 6, 7, 300}, "RAID 10 (17, 0, secondary 255), 768 blocks", 768, "01 23 45", 0},
+    {{0x11, 1, 0xFF, 1, 4, 7, 256}, "RAID 10 (17, 1, secondary 255), 512 blocks", 512, "01 12 23 30", 0},
+    {{0x01, 0, 0, 2, 2, 7, 256}, "RAID 10 (1, 0, secondary 0), 512 blocks", 512, "01 23", 0},
+    {{0x01, 1, 3, 2, 3, 7, 256}, "RAID 10 (1, 1, secondary 3), 512 blocks", 512, "012 345", 0},
+    {{0x1F, 0, 0xFF, 1, 2, 7, 300}, "linear (31, 0, secondary 255), 600 blocks", 600, nullptr, 0},
+    // What Linux cannot map.
+    {{0x01, 1, 0xFF, 1, 2, 7, 256}, "RAID 1 (1, 1, secondary 255), not for Linux, 256 blocks", 256, "01", 0},
+    {{0x01, 0, 0xFF, 1, 3, 7, 256}, "RAID 1 (1, 0, secondary 255), not for Linux, 256 blocks", 256, "012", 0},
+    {{0x01, 8, 0xFF, 1, 2, 7, 256}, "RAID 1 (1, 8, secondary 255), not for Linux, 256 blocks", 256, "01", 0},
+    {{0x05, 0, 0xFF, 1, 1, 7, 256}, "RAID 5 (5, 0, secondary 255), not for Linux, 0 blocks", 0, nullptr, 1},
+    {{0x05, 1, 0xFF, 1, 3, 7, 256}, "RAID 5 (5, 1, secondary 255), not for Linux, 512 blocks", 512, nullptr, 1},
+    {{0x06, 0, 0xFF, 1, 4, 7, 256}, "RAID 6 (6, 0, secondary 255), not for Linux, 512 blocks", 512, nullptr, 2},
+    {{0x05, 3, 3, 2, 3, 7, 256}, "unknown level (5, 3, secondary 3), not for Linux", 1536, nullptr, 0},
+    {{0x15, 0, 0xFF, 1, 3, 7, 256}, "unknown level (21, 0, secondary 255), not for Linux", 768, nullptr, 0},
+};
+
+static bool isFailed(const LEVEL_CASE &row, unsigned lost) {
+  if (row.copies == nullptr) {
+    return std::popcount(lost) > row.spare;
+  }
+  std::istringstream strips(row.copies);
+  auto isLost = [=](char disk) { return (lost >> (disk - '0') & 1) != 0; };
+  return std::any_of(std::istream_iterator<std::string>(strips), {},
+                     [=](const std::string &strip) { return std::all_of(strip.begin(), strip.end(), isLost); });
+}
+
+TEST_F(Ddf, LevelsLoseTheDisksThatTheyCanSpare) {
+  for (const LEVEL_CASE &row : g_levels) {
+    SCOPED_TRACE(row.text);
+    UINT32 members = row.volume.spans * row.volume.spanMembers;
+    DISKS all = makeDisks(row.volume, /* extraDisks= */ 1, DDF_SMALL_LIMITS);
+    EXPECT_NE(readText(all).find(row.text), std::string::npos) << readText(all);
+    for (unsigned lost = 0; lost < 1U << members; ++lost) {
+      DISKS disks;
+      for (UINT32 i = 0; i < all.size(); ++i) {
+        if ((lost >> i & 1) == 0) {
+          disks.push_back(all[i]);
+        }
+      }
+      DDF_MODEL *model = readModel(disks);
+      ASSERT_NE(model, nullptr);
+      EXPECT_EQ(modelFault(*model), "");
+      const DDF_VOLUME &volume = model->sets[0].volumes[0];
+      bool failed = lost == (1U << members) - 1 || isFailed(row, lost);
+      EXPECT_EQ(volume.state == DDF_VD_FAILED, failed) << "lost " << lost;
+      EXPECT_EQ(volume.state == DDF_VD_OPTIMAL, lost == 0) << "lost " << lost;
+      EXPECT_EQ(volume.blocks, volume.memberCount == 0 ? 0 : row.blocks);
+      EXPECT_TRUE(model->sets[0].sound);
+      ddfFree(model);
+    }
+  }
+}
+
+// --- What a set may say ---
+
+static DDF_RECORD *record(DDF_COPY &copy) {
+  return ddfRecordSlot(copy, 0);
+}
+
+typedef void (*SET_CHANGE)(DDF_COPY &copy, size_t disk);
+
+struct SET_CASE {
+  const char *name;
+  SET_CHANGE change; // of two disks of a mirror, 256 blocks from 0 on, and a spare
+  const char *text;  // what the model then has
+};
+
+#define CHANGE(...)                                                                                                    \
+  [](DDF_COPY &copy, size_t disk) {                                                                                    \
+    (void)copy, (void)disk;                                                                                            \
+    __VA_ARGS__;                                                                                                       \
+  }
+
+static const SET_CASE g_cases[] = {
+    {"nothing changed", CHANGE(), "members 0@0, 1@0\n"},
+    // Members.
+    {"one disk twice", CHANGE(ddfReferences(record(copy))[1] = ddfReferences(record(copy))[0]), "0@0, 0@0 repeated\n"},
+    {"no disk, but an entry",
+     CHANGE(ddfReferences(record(copy))[0] = DDF_NO_REFERENCE; ddfPdEntry(copy, 2)->reference = DDF_NO_REFERENCE),
+     "members ?@0 unknown, 1@0\n"},
+    // Records.
+    {"span beyond the last", CHANGE(record(copy)->secondaryCount = 2; record(copy)->secondaryElement = 2),
+     "impossible counts"},
+    {"members without end", CHANGE(record(copy)->secondaryCount = 200), "too many members"},
+    {"the newer record counts", CHANGE(if (disk == 1) { record(copy)->sequence = 7, record(copy)->blocks = 9; }),
+     " 9 blocks"},
+    // Lists.
+    {"entries alike", CHANGE(*ddfVdEntry(copy, 9) = *ddfVdEntry(copy, 0)), "another entry has its identity"},
+    {"free entry with old numbers", CHANGE(std::memset(&ddfPdEntry(copy, 2)->guid, 0xFF, 24)),
+     "disk 2: stale of set 0, not in the list"},
+    {"references alike", CHANGE(ddfPdEntry(copy, 2)->reference = ddfPdEntry(copy, 0)->reference),
+     "disk 2: stale of set 0, not in the list"},
+    {"no entries", CHANGE(for (UINT32 i = 0; i < 3; ++i) std::memset(&ddfPdEntry(copy, i)->guid, 0xFF, 24)),
+     "disk 0: stale of set 0, not in the list"},
+    // Volumes and spares.
+    {"states of the entry",
+     CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_DEGRADED | DDF_VD_INCONSISTENT; ddfVdEntry(copy, 0)->init = 0x81),
+     "\"volume\" degraded (entry: degraded, inconsistent, quickly initialised, read only)"},
+    {"a name of any bytes", CHANGE(std::memcpy(ddfVdEntry(copy, 0)->name, "a b\x1b\x80 c     \0xyz", 16)),
+     "\"a b?? c\""},
+    {"global spare", CHANGE(), "type global spare, global spare, used 0"},
+    {"spare without its record", CHANGE(ddfPdEntry(copy, 2)->type = DDF_PD_SPARE), "type spare, global spare"},
+    {"dedicated spare", CHANGE(dedicateSpare(copy, disk, 2)), "type spare, spare for volumes 0, used 0"},
+    {"spare that is not dedicated",
+     CHANGE(dedicateSpare(copy, disk, 2);
+            reinterpret_cast<DDF_SPARE_RECORD *>(ddfRecordSlot(copy, 16))->type = disk == 2 ? 0 : 0xFF),
+     "type spare, global spare"},
+    {"failed spare", CHANGE(ddfPdEntry(copy, 2)->state = DDF_PD_ONLINE | DDF_PD_FAILED), "type global spare, used 0"},
+    // Headers.
+    {"no name", CHANGE(std::memset(&copy.header.guid, 0xFF, 24)), "disk 0: damaged, header of another kind: anchor"},
+    {"copy on the anchor", CHANGE(copy.header.secondaryLba = TEST_DISK_SECTORS - 1),
+     "secondary: header outside the disk"},
+};
+
+static void hasText(DISKS &disks, const std::string &wanted) {
+  DDF_MODEL *model = readModel(disks);
+  std::string fault = modelFault(*model), text = describe(*model);
+  EXPECT_EQ(fault, "");
+  EXPECT_NE(text.find(wanted), std::string::npos) << text;
+  ddfFree(model);
+}
+
+TEST_F(Ddf, WhatASetSaysIsJudged) {
+  for (const SET_CASE &row : g_cases) {
+    SCOPED_TRACE(row.name);
+    DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 1, DDF_SMALL_LIMITS);
+    changeDisks(disks, row.change);
+    hasText(disks, row.text);
+  }
+}
+
+// The space of volumes that overlap is not counted twice, and nothing of it looks free. The first lies in the second,
+// the last one ends behind the limit.
+TEST_F(Ddf, GapsLieBetweenVolumes) {
+  DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 0, DDF_SMALL_LIMITS);
+  changeDisks(disks, [](DDF_COPY &copy, size_t) {
+    constexpr UINT64 STARTS[] = {300, 100, 2000, 3900};
+    for (UINT32 i = 0; i < 4; ++i) {
+      *ddfVdEntry(copy, i) = *ddfVdEntry(copy, 0);
+      ddfVdEntry(copy, i)->guid.bytes[10] = static_cast<UINT8>(i);
+      std::memcpy(ddfRecordSlot(copy, i), ddfRecordSlot(copy, 0), UINT32{copy.header.recordLength} * DDF_SECTOR);
+      ddfRecordSlot(copy, i)->guid = ddfVdEntry(copy, i)->guid;
+      ddfStarts(copy, ddfRecordSlot(copy, i))[0] = STARTS[i];
+      ddfRecordSlot(copy, i)->memberBlocks = i == 1 ? 500 : 256;
+    }
+  });
+  hasText(disks, "pd 0: disk 0, online, type member, used 952, free 3144: 0+100 600+1400 2256+1644\n");
+}
+
+TEST_F(Ddf, ASectionMayBeLonger) {
+  DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 0, DDF_SMALL_LIMITS);
+  DDF_MODEL *model = readModel(disks);
+  for (UINT32 i = 0; i < 2; ++i) {
+    DDF_COPY copy = model->disks[i].copy; // with the same sections, but for the first
+    std::vector<UINT8> longer(2 * DDF_SECTOR, 0xFF);
+    std::memcpy(longer.data(), copy.sections[DDF_CONTROLLER], DDF_SECTOR);
+    copy.sections[DDF_CONTROLLER] = longer.data();
+    copy.header.sections[DDF_CONTROLLER].length = 2;
+    for (int section = DDF_CONTROLLER + 1; section < DDF_SECTIONS; ++section) {
+      copy.header.sections[section].offset = copy.header.sections[section].offset + 1;
+    }
+    storeCopy(disks[i], copy);
+  }
+  ddfFree(model);
+  hasText(disks, "newest disk 0, not ordered\n");
+}
+
+TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
+  const struct {
+    const char *name;
+    SET_CHANGE change;
+    UINT32 disk;
+    EFI_STATUS status;
+    bool leftover; // whether the disk is one
+  } cases[] = {
+      {"no such disk", CHANGE(), 3, EFI_INVALID_PARAMETER, false},
+      {"a volume's", CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1), 1, EFI_INVALID_PARAMETER, false},
+      {"with an unknown volume",
+       CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1; record(copy)->guid.bytes[9] ^= disk == 1), 1,
+       EFI_INVALID_PARAMETER, false},
+      {"empty", CHANGE(ddfPdEntry(copy, 2)->guid.bytes[9] ^= 1), 2, EFI_INVALID_PARAMETER, true},
+      {"longer records", CHANGE(if (disk == 2) { copy.header.recordLength = 17; }), 2, EFI_UNSUPPORTED, false},
+      {"fewer elements", CHANGE(if (disk == 2) { copy.header.maxElements = 63; }), 2, EFI_UNSUPPORTED, false},
+      {"no slot",
+       CHANGE(*ddfVdEntry(copy, 9) = *ddfVdEntry(copy, 0); ddfVdEntry(copy, 9)->guid.bytes[9] ^= 1;
+              for (UINT32 i = 0; disk == 0 && i < 17; ++i) { ddfRecordSlot(copy, i)->signature = 0x12345678; }),
+       0, EFI_VOLUME_FULL, false},
+      {"a volume that was deleted meanwhile",
+       CHANGE(copy.header.sequence = disk == 0 ? 1 : 2; record(copy)->guid.bytes[9] ^= disk == 0), 0, EFI_SUCCESS,
+       false},
+      {"a record that its set does not know", CHANGE(record(copy)->guid.bytes[9] ^= 1), 0, EFI_SUCCESS, false},
+  };
+  for (const auto &row : cases) {
+    SCOPED_TRACE(row.name);
+    DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 1, DDF_SMALL_LIMITS);
+    changeDisks(disks, row.change);
+    DDF_MODEL *model = readModel(disks);
+    DDF_COPY copy;
+    EXPECT_EQ(ddfCurrentCopy(*model, row.disk, &copy), row.status);
+    EXPECT_EQ(copy.sections[0] != nullptr, row.status == EFI_SUCCESS);
+    UINT32 records = 0;
+    for (UINT32 i = 0; copy.sections[0] != nullptr && i < ddfRecordCapacity(copy); ++i) {
+      records += ddfRecordSlot(copy, i)->signature == DDF_RECORD_SIGNATURE ? 1 : 0;
+    }
+    EXPECT_EQ(records, row.status == EFI_SUCCESS ? 1u : 0u);
+    EXPECT_EQ(row.disk < model->diskCount && ddfIsLeftover(*model, row.disk), row.leftover);
+    ddfFreeCopy(&copy);
+    ddfFree(model);
+  }
+}
+
+TEST_F(Ddf, NewCopiesNeedRoom) {
+  const std::pair<UINT64, DDF_LIMITS> cases[] = {
+      {DDF_RESERVE, DDF_SMALL_LIMITS}, {TEST_DISK_SECTORS, {0, 63, 16, 64}}, {TEST_DISK_SECTORS, {63, 63, 1023, 256}}};
+  for (const auto &[sectors, limits] : cases) {
+    DDF_COPY copy;
+    EXPECT_EQ(ddfNewCopy({sectors, limits, {}, {}, {}, {}, {}, 0}, &copy), EFI_INVALID_PARAMETER);
+    EXPECT_EQ(copy.sections[0], nullptr);
+  }
+}
+
+// Disks of one set that do not agree: nothing of one is read by the measures of another, and nothing is given up.
+TEST_F(Ddf, WhatDoesNotFitTogetherIsNotMixed) {
+  const SET_CHANGE changes[] = {
+      CHANGE(record(copy)->strip = disk < 2 ? 7 : 8),
+      CHANGE(record(copy)->level = disk < 2 ? DDF_RAID_1 : DDF_RAID_0),
+      CHANGE(record(copy)->qualifier = disk < 2 ? 0 : 1),
+      CHANGE(record(copy)->secondaryCount = disk < 2 ? 2 : 3),
+      CHANGE(record(copy)->secondaryLevel = disk < 2 ? DDF_SECONDARY_SPANNED : DDF_SECONDARY_STRIPED),
+      CHANGE(record(copy)->memberBlocks = disk < 2 ? 256 : 255),
+      CHANGE(record(copy)->memberBlocks = disk < 2 ? 256 : 0),
+      CHANGE(record(copy)->elements = disk < 2 ? 2 : 60),
+  };
+  DISKS disks;
+  for (auto change : changes) {
+    disks = makeDisks({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256}, 0, DDF_SMALL_LIMITS);
+    changeDisks(disks, change);
+    hasText(disks, "members 0@0, 1@0, | ?@0 unknown, ?@0 unknown\n");
+  }
+  DISKS others = makeDisks({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256}, 0, DDF_LINUX_LIMITS);
+  disks[1] = others[1];
+  hasText(disks, "members 0@0, 1@0, | ?@0 unknown, ?@0 unknown\n");
+  DDF_MODEL *model = readModel(disks);
+  DDF_COPY current;
+  EXPECT_EQ(ddfCurrentCopy(*model, 1, &current), EFI_UNSUPPORTED);
+  ASSERT_EQ(ddfCurrentCopy(*model, 2, &current), EFI_SUCCESS);
+  EXPECT_EQ(std::memcmp(record(current), record(model->disks[2].copy), DDF_SECTOR), 0);
+  ddfFreeCopy(&current);
+  ddfFree(model);
+
+  const DISKS whole = others;
+  for (size_t field :
+       {offsetof(DDF_HEADER, guid), offsetof(DDF_HEADER, revision) + 4, offsetof(DDF_HEADER, primaryLba) + 7,
+        offsetof(DDF_HEADER, secondaryLba) + 7, offsetof(DDF_HEADER, workspaceLba)}) {
+    others = whole;
+    others[0].kept[TEST_DISK_SECTORS - 32768][field] ^= 2; // of the revision, 01.00.00
+    mendChecksums(others[0]);
+    hasText(others, "primary: header does not match the anchor\n");
+  }
+}
+
+// Boot sectors that are no partition table, small disks, texts with less room than there is to say.
+TEST_F(Ddf, SignaturesTellWhatADiskHolds) {
+  const std::string table = "\x80" + std::string(3, 0) + "\x83";
+  const struct {
+    UINT64 sectors;
+    std::vector<std::pair<size_t, std::string>> pieces; // where, what
+    const char *text;
+  } cases[] = {
+      {2000, {}, ""},
+      {2000, {{446, table}, {510, "\x55\xAA"}}, "partitions"},
+      {2000, {{446, table}, {510, "\x55\xAB"}}, ""},
+      {2000, {{446, table}, {462, "\x01"}, {510, "\x55\xAA"}}, ""},
+      {1, {{3, "NTFS    "}}, "NTFS"},
+      {2000, {{0, "LUKS\xba\xbe"}, {512, "EFI PART"}, {1024 + 56, "\x53\xef"}}, "encrypted volume, GPT, "},
+  };
+  for (const auto &row : cases) {
+    std::string image(3 * DDF_SECTOR, 0);
+    for (const auto &[at, bytes] : row.pieces) {
+      image.replace(at, bytes.size(), bytes);
+    }
+    DISKS disks(1, {row.sectors, {}});
+    disks[0].write(0, image.data(), std::min<size_t>(row.sectors, 3));
+    CHAR8 text[24];
+    EXPECT_EQ(ddfFindContents(disks[0].source(), text, sizeof(text)), EFI_SUCCESS);
+    EXPECT_STREQ(text, row.text);
+  }
+  CHAR8 cut[8];
+  ddfFaultText({"wrong checksum", "anchor"}, cut, sizeof(cut));
+  EXPECT_STREQ(cut, "wrong c");
+}
+
+// --- Reads that fail, memory that runs out ---
+
+TEST_F(Ddf, ReadsThatFailAreReasons) {
+  DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 0, DDF_SMALL_LIMITS);
+  const char *const wanted[] = {"unreadable, cannot be read",
+                                "primary: header cannot be read",
+                                "primary: cannot be read: controller data",
+                                nullptr,
+                                nullptr,
+                                nullptr,
+                                "primary: cannot be read: disk data",
+                                "secondary: header cannot be read"};
+  for (size_t i = 0; i < std::size(wanted); ++i) {
+    disks[0].failAfter = i;
+    std::string text = readText(disks);
+    EXPECT_TRUE(wanted[i] == nullptr || text.find(wanted[i]) != std::string::npos) << i << ": " << text;
+    EXPECT_NE(text.find(i == 0 ? "\"volume\" degraded" : "\"volume\" optimal"), std::string::npos) << i << ": " << text;
+  }
+  DISKS blank = {{TEST_DISK_SECTORS, {}, 1}};
+  EXPECT_NE(readText(blank).find("unreadable, cannot be read"), std::string::npos); // behind the anchor
+  DISKS none;
+  EXPECT_EQ(readText(none), "");
+}
+
+TEST_F(Ddf, MemoryThatRunsOutLeavesNothing) {
+  DISKS disks = makeDisks({DDF_RAID_1, 0, 3, 2, 2, 7, 256}, 1, DDF_SMALL_LIMITS);
+  changeDisks(disks, [](DDF_COPY &copy, size_t disk) { dedicateSpare(copy, disk, 4); });
+  sweepMemory([&] {
+    DDF_MODEL *model = readModel(disks);
+    bool done = model != nullptr;
+    ddfFree(model);
+    return done;
+  });
+}

@@ -1,0 +1,303 @@
+// Changes of sets: what they leave, and what they refuse. In which order they write is judged where the power goes.
+
+#include <algorithm>
+#include <cstring>
+#include <set>
+
+#include "providers/ddf_change/ddf_change.h"
+#include "tests/providers/ddf/fixture.h"
+
+static DDF_GUID guidOf(const char *text, size_t number) {
+  DDF_GUID guid;
+  std::memset(guid.bytes, '-', sizeof(guid.bytes));
+  std::memcpy(guid.bytes, text, std::strlen(text));
+  guid.bytes[23] = static_cast<UINT8>('0' + number);
+  return guid;
+}
+
+// Disks that are written.
+class Rig {
+public:
+  explicit Rig(size_t count) : disks(count, {TEST_DISK_SECTORS, {}}) {
+    std::memset(&maker_, 0xFF, sizeof(maker_));
+    maker_.guid = guidOf("OurMaker", 0);
+    std::memcpy(maker_.vendorData, "made", 4);
+  }
+
+  // Reads the disks, and lets a change do its work on them.
+  EFI_STATUS run(const std::function<EFI_STATUS(DDF_WRITER *)> &change) {
+    const DISKS before = disks;
+    std::vector<DDF_SOURCE> sources;
+    std::vector<DDF_TARGET> targets;
+    for (SPARSE_DISK &disk : disks) {
+      size_t number = sources.size();
+      sources.push_back(disk.source());
+      targets.push_back({write, flush, &disk, guidOf("Disk", number), number != unusable});
+    }
+    DDF_MODEL *model = nullptr;
+    EFI_STATUS status = ddfRead(sources.data(), static_cast<UINT32>(sources.size()), &maker_.guid, &model);
+    if (status == EFI_SUCCESS) {
+      DDF_WRITER writer = {model, targets.data(), &maker_, 1000, [] { return 0xFFFFFFFEU; }, {}, {}};
+      status = change(&writer);
+      trouble = writer.trouble.what == nullptr ? "" : writer.trouble.what;
+      if (writer.trouble.disk != DDF_NONE) {
+        trouble = std::to_string(writer.trouble.disk) + ": " + trouble;
+      }
+      ddfFree(model);
+    }
+    auto isSame = [](const SPARSE_DISK &a, const SPARSE_DISK &b) { return a.kept == b.kept; };
+    changed = !std::equal(disks.begin(), disks.end(), before.begin(), isSame);
+    return status;
+  }
+
+  EFI_STATUS create(UINT8 level, UINT8 qualifier, UINT8 strip, const char *name, UINT64 blocks,
+                    const std::vector<UINT32> &members, UINT64 start = DDF_ANYWHERE) {
+    DDF_NEW_VOLUME wanted = {
+        level,  qualifier, strip, 0, DDF_CACHE_READ_AHEAD, {}, members.data(), static_cast<UINT32>(members.size()),
+        blocks, start};
+    std::memcpy(wanted.name, name, std::min(std::strlen(name), sizeof(wanted.name)));
+    return run([&](DDF_WRITER *writer) { return ddfCreateVolume(writer, wanted); });
+  }
+
+  DISKS disks;
+  std::string trouble;
+  bool changed = false; // by the last run
+  size_t unusable = ~size_t{0};
+
+private:
+  static EFI_STATUS write(void *context, UINT64 lba, UINTN count, const void *buffer) {
+    auto *disk = static_cast<SPARSE_DISK *>(context);
+    EXPECT_TRUE(lba >= disk->sectors - DDF_RESERVE && count <= disk->sectors - lba) << lba;
+    disk->write(lba, buffer, count);
+    return EFI_SUCCESS;
+  }
+
+  static EFI_STATUS flush(void *) { return EFI_SUCCESS; }
+
+  DDF_CONTROLLER_DATA maker_;
+};
+
+// --- What is made ---
+
+TEST_F(Ddf, VolumesAreMadeAsLinuxTakesThem) {
+  struct CASE {
+    const char *name;
+    UINT8 level, qualifier, strip;
+    std::vector<UINT32> members;
+    UINT64 blocks, start;
+    EFI_STATUS status;
+    const char *text; // of the model, or the trouble
+  } const cases[] = {
+      {"five", 5, 2, 7, {2, 1, 0, 3}, 0, DDF_ANYWHERE, EFI_SUCCESS, "members 0@0, 1@0, 2@0, 3@0"},
+      {"sixteenletters16", 0x11, 0, 15, {0, 1, 2, 3}, 0, DDF_ANYWHERE, EFI_VOLUME_FULL, "0: has no room"},
+      {"sixteenletters16", 0x11, 0, 12, {0, 1, 2, 3}, 0, DDF_ANYWHERE, EFI_SUCCESS, "RAID 10 (17, 0, secondary 255)"},
+      {"raid 1 of 2", 1, 1, 7, {0, 1}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
+      {"five", 5, 1, 7, {0, 1, 2}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
+      {"offset copies", 0x11, 1, 7, {0, 1, 2, 3}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
+      {"linear", 0x1F, 0, 7, {0, 1}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
+      {"no pages", 5, 3, 2, {0, 1, 2}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "strip"},
+      {"no strip", 0, 0, 0xFF, {0}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "strip"},
+      {"uneven", 0, 0, 7, {0}, 129, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "whole strips"},
+      {"ghost", 0, 0, 7, {4}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, ""},
+      {"last", 0, 0, 7, {2}, 128, 4096 - 127, EFI_VOLUME_FULL, "2: has no room"},
+      {"behind", 0, 0, 7, {2}, 0, UINT64{1} << 60, EFI_VOLUME_FULL, "2: has no room"},
+  };
+  for (const CASE &row : cases) {
+    SCOPED_TRACE(row.name);
+    Rig rig(4);
+    EXPECT_EQ(rig.create(row.level, row.qualifier, row.strip, row.name, row.blocks, row.members, row.start),
+              row.status);
+    std::string text = row.status == EFI_SUCCESS ? readText(rig.disks) : rig.trouble;
+    EXPECT_NE(text.find(row.text), std::string::npos) << text;
+    EXPECT_EQ(rig.changed, row.status == EFI_SUCCESS);
+  }
+}
+
+// What a set's lists must be beside their meaning: Linux counts on no gap before the number of entries, which
+// stays when disks leave.
+static std::string listFault(DISKS &disks) {
+  std::string faults;
+  DDF_MODEL *model = readModel(disks);
+  for (UINT32 i = 0; i < model->setCount; ++i) {
+    const DDF_SET &set = model->sets[i];
+    const DDF_COPY &copy = model->disks[set.newest].copy;
+    auto used = [&](DDF_SECTION list) { return UINT32{reinterpret_cast<DDF_LIST_HEAD *>(copy.sections[list])->used}; };
+    bool gaps =
+        (set.pdCount != 0 && set.pds[set.pdCount - 1].entry != ddfPdEntry(copy, set.pdCount - 1)) ||
+        (set.volumeCount != 0 && set.volumes[set.volumeCount - 1].entry != ddfVdEntry(copy, set.volumeCount - 1));
+    faults += gaps ? "gaps " : "";
+    faults += used(DDF_PD_RECORDS) < set.pdCount || used(DDF_VD_RECORDS) != set.volumeCount ? "counts " : "";
+    std::set<UINT32> numbers;
+    for (UINT32 j = 0; j < set.volumeCount; ++j) {
+      faults += numbers.insert(set.volumes[j].entry->number).second ? "" : "numbers ";
+    }
+  }
+  ddfFree(model);
+  return faults;
+}
+
+// --- A story ---
+
+TEST_F(Ddf, ChangesFollowEachOther) {
+  Rig rig(6);
+  auto step = [&](const char *what, EFI_STATUS wanted, EFI_STATUS status, const std::vector<std::string> &texts) {
+    EXPECT_EQ(status, wanted) << what << ": " << rig.trouble;
+    EXPECT_EQ(listFault(rig.disks), "") << what;
+    std::string text = rig.trouble + "\n" + readText(rig.disks);
+    for (const std::string &part : texts) {
+      EXPECT_NE(text.find(part), std::string::npos) << what << ": " << part << " in\n" << text;
+    }
+  };
+  auto fail = [&](UINT32 pd) { return rig.run([=](DDF_WRITER *writer) { return ddfFailDisk(writer, 0, pd); }); };
+  auto remove = [&](UINT32 volume) {
+    return rig.run([=](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, volume); });
+  };
+  auto spare = [&](UINT32 disk, DDF_SPARE_KIND kind, std::vector<UINT32> volumes) {
+    return rig.run([&](DDF_WRITER *writer) {
+      return ddfSetSpare(writer, DDF_NONE, disk, kind, volumes.data(), static_cast<UINT32>(volumes.size()));
+    });
+  };
+  // The set, its entry, the records: a step each.
+  step("first", EFI_SUCCESS, rig.create(1, 0, 0xFF, "a", 1024, {0, 1}),
+       {"set 0: sequence 3", "volume 0: \"a\" optimal"});
+  step("gap", EFI_SUCCESS, rig.create(0, 0, 7, "b", 1024, {1, 2}), {"members 1@1024, 2@0", "1024 a member"});
+  step("name", EFI_INVALID_PARAMETER, rig.create(0, 0, 7, "a", 128, {3}), {"another volume of the set has the name"});
+  step("global", EFI_SUCCESS, spare(5, DDF_SPARE_GLOBAL, {}), {"pd 3: disk 5, online, type global spare"});
+  step("dedicated", EFI_SUCCESS, spare(5, DDF_SPARE_FOR_VOLUMES, {0, 1}), {"spare for volumes 0 1,"});
+  step("settings", EFI_SUCCESS, rig.run([](DDF_WRITER *writer) {
+    DDF_VOLUME_SETTINGS settings = {DDF_SET_NAME | DDF_SET_ACCESS | DDF_SET_CACHE, DDF_READ_ONLY, 0x21, "new"};
+    return ddfChangeVolume(writer, 0, 0, settings);
+  }),
+       {"volume 0: \"new\" optimal (entry: optimal, not initialised, read only)"});
+  step("access", EFI_SUCCESS, rig.run([](DDF_WRITER *writer) {
+    return ddfChangeVolume(writer, 0, 1, {DDF_SET_ACCESS, DDF_BLOCKED, 0, {}});
+  }),
+       {"volume 1: \"b\" optimal (entry: optimal, initialised, blocked)"});
+  step("vendor's data", EFI_SUCCESS, rig.run([](DDF_WRITER *writer) {
+    const DDF_SET &set = writer->model->sets[0];
+    const DDF_COPY &copy = writer->model->disks[5].copy;
+    EXPECT_EQ(ddfRecordSlot(copy, ddfRecordCapacity(copy) - 1)->signature, DDF_SPARE_SIGNATURE);
+    constexpr UINTN ROOM = sizeof(DDF_CONTROLLER_DATA::vendorData);
+    EXPECT_EQ(ddfSetVendorData(writer, 0, set.controller, ROOM + 1), EFI_INVALID_PARAMETER);
+    EXPECT_EQ(set.volumes[0].record->cache[7], 0x21);
+    EXPECT_EQ(set.volumes[0].record->sequence, 2u);
+    EXPECT_EQ(std::memcmp(set.controller->vendorData, "made", 4), 0);
+    return ddfSetVendorData(writer, 0, "kept", 4);
+  }),
+       {"volume 1: \"b\" optimal"});
+  DISKS before = rig.disks;
+  step("failed", EFI_SUCCESS, fail(1),
+       {"pd 1: disk 1, online failed", "\"new\" degraded (entry: degraded", "\"b\" failed (entry: failed"});
+  EXPECT_EQ(rig.disks[1].kept, before[1].kept);
+  step("back to work", EFI_ACCESS_DENIED, rig.create(0, 0, 7, "c", 128, {1}), {"1: has failed"});
+  step("as a spare", EFI_ACCESS_DENIED, spare(1, DDF_SPARE_GLOBAL, {}), {"1: has failed"});
+  // The failed disk has records of both: it goes before them.
+  step("deleted", EFI_SUCCESS, remove(1),
+       {"disk 1: other", "disk 2: other", "spare for volumes 0,", "members 0@0, 1@0 missing"});
+  step("last", EFI_SUCCESS, remove(0), {"disk 0: other\n", "disk 5: other\n"});
+  EXPECT_EQ(readText(rig.disks).find("set 0"), std::string::npos);
+  step("three copies", EFI_SUCCESS, rig.create(1, 1, 0xFF, "a", 128, {0, 1, 2}), {});
+  step("other", EFI_SUCCESS, rig.create(0, 0, 7, "b", 128, {0}), {});
+  SPARSE_DISK away = rig.disks[2];
+  rig.disks[2] = rig.disks[5];
+  step("lost", EFI_SUCCESS, fail(2),
+       {"pd 2: missing, failed missing", "\"a\" partially optimal (entry: partially optimal"});
+  step("one away", EFI_SUCCESS, remove(0), {});
+  rig.disks[2] = away;
+  step("and back", EFI_SUCCESS, remove(0), {"disk 0: other\n", "disk 2: other\n"});
+  step("again", EFI_SUCCESS, rig.create(5, 3, 7, "a", 0, {0, 1, 2}), {"volume 0: \"a\" optimal"});
+  step("spare", EFI_SUCCESS, spare(4, DDF_SPARE_GLOBAL, {}), {"pd 3: disk 4, online, type global spare"});
+  step("failed spare", EFI_SUCCESS, fail(3), {"pd 3: disk 4, online failed, type none"});
+  step("all", EFI_SUCCESS, rig.run([](DDF_WRITER *writer) { return ddfDeleteSet(writer, 0); }),
+       {"disk 0: other\n", "disk 1: other\n", "disk 2: other\n", "disk 4: other\n"});
+}
+
+// Of a set that others made, whose member ends where no other can begin.
+TEST_F(Ddf, MembersBeginInGapsAtWholeGrains) {
+  Rig rig(2);
+  ASSERT_EQ(rig.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
+  changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { ddfRecordSlot(copy, 0)->memberBlocks = 1021; });
+  EXPECT_EQ(rig.create(0, 0, 7, "within", 128, {0}, 512), EFI_VOLUME_FULL);
+  EXPECT_EQ(rig.create(0, 0, 7, "behind", 128, {0}), EFI_SUCCESS) << rig.trouble;
+  EXPECT_NE(readText(rig.disks).find("members 0@1024"), std::string::npos) << readText(rig.disks);
+}
+
+TEST_F(Ddf, RecordsAndListsEnd) {
+  Rig rig(2);
+  rig.disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 512}, 0, DDF_SMALL_LIMITS);
+  for (int volume = 1; volume < 16; ++volume) {
+    EXPECT_EQ(rig.create(0, 0, 0, std::to_string(volume).c_str(), 8, {0}), EFI_SUCCESS) << volume;
+  }
+  EXPECT_EQ(rig.create(0, 0, 0, "16", 8, {0}), EFI_VOLUME_FULL); // Linux needs the last slot
+  EXPECT_EQ(rig.trouble, "0: takes part in as many volumes as it can");
+  EXPECT_EQ(listFault(rig.disks), "");
+}
+
+// --- What must not be written ---
+
+#define SPOIL(...) [](Rig &rig) { __VA_ARGS__; }
+#define SPOIL_COPIES(...) SPOIL(changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { __VA_ARGS__; }))
+
+static const std::string g_fileSystem = std::string(DDF_SECTOR, 'S').replace(56, 2, "\x53\xEF");
+
+static void eraseLists(SPARSE_DISK &disk) {
+  for (UINT64 at : {0, 32768}) {
+    disk.kept.erase(TEST_DISK_SECTORS - DDF_RESERVE + at + 2);
+  }
+}
+
+TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
+  struct CASE {
+    const char *name;
+    void (*spoil)(Rig &rig); // disks 0 and 1 are a mirror, 2 and 3 are fresh
+    std::vector<UINT32> members;
+    const char *trouble;
+  } const cases[] = {
+      {"contents", SPOIL(rig.disks[3].write(2, g_fileSystem.data(), 1)), {2, 3}, "3: ext file system"},
+      {"not to be written", SPOIL(rig.unusable = 3), {2, 3}, "3: must not be written"},
+      {"member not to be written", SPOIL(rig.unusable = 1), {2, 3}, "1: must not be written"},
+      {"too small", SPOIL(rig.disks[2].sectors = DDF_RESERVE), {2, 3}, "2: too small"},
+      {"unreadable", SPOIL(rig.disks[2].sectors = 0), {2, 3}, "2: cannot be read"},
+      {"copy of a member", SPOIL(rig.disks[3] = rig.disks[1]), {2}, "3: another disk has its identity"},
+      {"damaged", SPOIL(eraseLists(rig.disks[1])), {2}, "1: no good copy"},
+      {"records without an entry", SPOIL_COPIES(ddfRecordSlot(copy, 0)->guid.bytes[9]++), {2}, "not understood"},
+      {"another controller's", SPOIL_COPIES(ddfControllerData(copy)->guid.bytes[23]++), {0}, "0: belongs to a foreign"},
+      {"offsets that Linux ignores", SPOIL_COPIES(copy.header.maxPartitions = 63), {2}, "Linux would misplace"},
+      {"a list of another length", SPOIL_COPIES(copy.header.maxPds = 255), {2}, "2: cannot have the layout"},
+  };
+  for (const CASE &row : cases) {
+    SCOPED_TRACE(row.name);
+    Rig rig(4);
+    ASSERT_EQ(rig.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
+    row.spoil(rig);
+    EXPECT_EQ(rig.create(0, 0, 7, "new", 128, row.members), EFI_ACCESS_DENIED);
+    EXPECT_NE(rig.trouble.find(row.trouble), std::string::npos) << rig.trouble;
+    EXPECT_FALSE(rig.changed);
+  }
+}
+
+TEST_F(Ddf, AFullListTakesNoMoreDisks) {
+  Rig rig(3);
+  ASSERT_EQ(rig.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
+  changeDisks(rig.disks, [](DDF_COPY &copy, size_t) {
+    for (UINT32 i = 2; i < ddfPdCapacity(copy); ++i) {
+      *ddfPdEntry(copy, i) = *ddfPdEntry(copy, 0);
+      ddfPdEntry(copy, i)->guid = guidOf("Gone", i);
+      ddfPdEntry(copy, i)->reference = i;
+    }
+  });
+  EXPECT_EQ(rig.create(0, 0, 7, "new", 128, {2}), EFI_VOLUME_FULL);
+  EXPECT_NE(rig.trouble.find("no room for more disks"), std::string::npos) << rig.trouble;
+  EXPECT_FALSE(rig.changed);
+}
+
+TEST_F(Ddf, WithoutMemoryNothingIsWritten) {
+  DISKS made = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 512}, 0, DDF_SMALL_LIMITS);
+  sweepMemory([&] {
+    Rig rig(4);
+    std::copy(made.begin(), made.end(), rig.disks.begin());
+    EFI_STATUS status = rig.create(5, 3, 7, "new", 512, {1, 2, 3});
+    EXPECT_EQ(rig.changed, status != EFI_OUT_OF_RESOURCES);
+    return status == EFI_SUCCESS;
+  });
+}

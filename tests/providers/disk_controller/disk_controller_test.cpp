@@ -1,0 +1,84 @@
+// The controller over disks: what its documents tell of recordings of real ones.
+
+#include <regex>
+#include <set>
+
+#include "tests/providers/ddf/fixture.h"
+#include "tests/providers/disk_controller/machine.h"
+#include "tests/support/paths.h"
+
+namespace {
+
+// A line an object of the document: its element, and its fields with their texts. The limits of levels are left out.
+std::string condensed(std::string document) {
+  static const std::regex limits("<(RAIDLevelParams|RAIDLevelDesc)>[^]*?</\\1>\\s*");
+  static const std::regex element("<(/?)([A-Za-z]+)[^>]*>([^<]*)");
+  document = std::regex_replace(document.substr(document.find("<Adapter>")), limits, "");
+  std::string text;
+  for (std::sregex_iterator at(document.begin(), document.end(), element), end; at != end; ++at) {
+    std::string tag = (*at)[2];
+    bool isObject = tag == "Adapter" || tag == "Enclosure" || tag == "VD" || tag == "PD";
+    std::string value = (*at)[3];
+    bool isLeaf = value.find_first_not_of(" \n") != std::string::npos;
+    if ((*at)[1].length() == 0 && (isLeaf || isObject)) {
+      text += isLeaf ? " " + tag + "=" + value : "\n" + tag;
+    }
+  }
+  return text.substr(1) + "\n";
+}
+
+TEST(DiskController, InventoriesOfRecordings) {
+  forEachRecording([&](const std::string &recording, DISKS &disks) {
+    Machine machine(disks);
+    ANSWER first = machine.get();
+    ASSERT_EQ(name(first.status), name(EFI_SUCCESS));
+    EXPECT_EQ(machine.get().text, first.text);
+    EXPECT_EQ(name(machine.verify(first.text).status), name(EFI_SUCCESS));
+    expectGolden("disk_controller/inventories/" + recording + ".txt", condensed(first.text));
+  });
+}
+
+// Places that one number cannot tell apart, and sets that came together.
+TEST(DiskController, IdsAreUnique) {
+  DISKS disks = loadDisks(goldenDir() + "/levels.disks");
+  DISKS more = loadDisks(goldenDir() + "/alone.disks");
+  size_t first = disks.size();
+  disks.insert(disks.end(), more.begin(), more.end());
+  disks.resize(102);
+  Machine machine(disks);
+  changeDisks(disks, [=](DDF_COPY &copy, size_t disk) {
+    DDF_VD_ENTRY *entry = ddfVdEntry(copy, 0);
+    entry->number = disk < first ? entry->number : 112; // as another set's
+  });
+  std::string text = machine.get().text;
+  for (const char *id : {"ObjectID", "TargetID"}) {
+    std::set<std::string> seen;
+    const std::regex element(std::string("<") + id + ">([0-9]+)");
+    for (std::sregex_iterator at(text.begin(), text.end(), element), end; at != end; ++at) {
+      EXPECT_TRUE(seen.insert((*at)[1]).second) << id << " " << (*at)[1];
+    }
+  }
+}
+
+// A caller of the protocol: odd blocks, ids, and what is given back.
+TEST(DiskController, Commands) {
+  DISKS disks = loadDisks(goldenDir() + "/levels.disks");
+  Machine machine(disks);
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, {1025001, 7})), name(EFI_NOT_FOUND));
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_GET, RAID_OBJECT_BATTERY)), name(EFI_UNSUPPORTED));
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_LOCK, RAID_OBJECT_ADAPTER)), name(EFI_UNSUPPORTED));
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_GET_KEY_ID, RAID_OBJECT_ADAPTER)), name(EFI_UNSUPPORTED));
+  UINT32 ids[] = {1025001, 1025000, 1025001};
+  RAID_CMD_BLOCK block = {2, RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, 3, nullptr, nullptr, 0};
+  RAID_CMD_RESULT result = {};
+  EXPECT_EQ(name(machine.mgmt->Execute(machine.mgmt, &block, &result)), name(EFI_INVALID_PARAMETER)) << "no ids";
+  block.ObjectIds = ids;
+  block.Revision = 4;
+  EXPECT_EQ(name(machine.mgmt->Execute(machine.mgmt, &block, &result)), name(EFI_INVALID_PARAMETER));
+  block.Revision = 2;
+  ASSERT_EQ(name(machine.mgmt->Execute(machine.mgmt, &block, &result)), name(EFI_SUCCESS));
+  EXPECT_EQ(result.DataSize, 3 * RAID_RECORD_SIZE);
+  EXPECT_EQ(name(machine.mgmt->FreeRecords(machine.mgmt, result.Data, 3)), name(EFI_SUCCESS));
+}
+
+} // namespace

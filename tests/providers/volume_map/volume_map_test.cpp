@@ -1,0 +1,421 @@
+// Volumes read through the map against a plain model, which writes the members down row by row; and which volumes are
+// read at all.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <sstream>
+
+#include "providers/volume_map/volume_map.h"
+#include "tests/providers/ddf/fixture.h"
+
+using volume_map::Judgement;
+using volume_map::Map;
+using volume_map::Readiness;
+using BYTES = std::vector<UINT8>;
+
+// --- The model ---
+
+constexpr int P = -1, Q = -2;
+
+// What the members hold in a row of a level with parity: numbers of data strips, counted from the row's first, or P, Q.
+static std::vector<int> rowOf(const Map &map, UINT64 row) {
+  int n = static_cast<int>(map.memberCount), r = static_cast<int>(row % map.memberCount);
+  std::vector<int> held(map.memberCount, 0);
+  bool six = map.level == DDF_LEVEL_6, rotates = map.qualifier == 3 && map.level != DDF_LEVEL_4;
+  int p = map.level == DDF_LEVEL_4 ? n - 1
+          : !six                   ? (map.qualifier == 0 ? r : n - 1 - r)
+          : map.qualifier == 1     ? r
+          : map.qualifier == 2     ? (2 * n - 2 - r) % n
+                                   : n - 1 - r;
+  held[p] = P;
+  six ? void(held[(p + (rotates ? n - 1 : 1)) % n] = Q) : void();
+  for (int i = 0, data = 0; i < n; ++i) {
+    int &place = held[rotates ? (p + 1 + i) % n : i];
+    place = place < 0 ? place : data++;
+  }
+  return held;
+}
+
+// Twice in the field whose polynomial is 11D.
+static UINT8 twice(UINT8 a) {
+  return static_cast<UINT8>(a * 2 ^ (a >= 0x80 ? 0x11D : 0));
+}
+
+struct MODEL {
+  Map map = {};
+  UINT64 rows = 0;
+  BYTES volume;
+  std::vector<BYTES> members;                // whole disks up to the volume's end
+  std::vector<std::vector<bool>> unreadable; // pages of each member's part
+  UINTN largest = 0;                         // request
+};
+
+static size_t stripSize(const Map &map) {
+  return size_t{map.stripBlocks} * DDF_SECTOR;
+}
+
+static void writeParityRow(MODEL &model, UINT64 row) {
+  const Map &map = model.map;
+  size_t size = stripSize(map);
+  std::vector<int> held = rowOf(map, row);
+  size_t data = static_cast<size_t>(std::count_if(held.begin(), held.end(), [](int what) { return what >= 0; }));
+  auto strip = [&](size_t member) {
+    return model.members[member].data() + map.members[member].start * DDF_SECTOR + row * size;
+  };
+  BYTES p(size), q(size);
+  for (size_t i = held.size(); i-- > 0;) { // q by Horner's rule, places of parities being zero
+    for (size_t at = 0; at < size; ++at) {
+      UINT8 byte = held[i] < 0 ? UINT8{0} : model.volume[(row * data + static_cast<size_t>(held[i])) * size + at];
+      p[at] ^= byte;
+      q[at] = twice(q[at]) ^ byte;
+      held[i] >= 0 ? void(strip(i)[at] = byte) : void();
+    }
+  }
+  for (size_t i = 0; i < held.size(); ++i) {
+    held[i] < 0 ? void(std::memcpy(strip(i), held[i] == P ? p.data() : q.data(), size)) : void();
+  }
+}
+
+// Copies: strips are dealt out to the members one by one, each as often as there are copies.
+static void writeCopies(MODEL &model) {
+  const Map &map = model.map;
+  size_t size = map.level == DDF_LEVEL_1 ? model.volume.size() : stripSize(map), turn = 0;
+  for (size_t strip = 0; strip < model.volume.size() / size; ++strip) {
+    for (UINT32 copy = 0; copy < map.copies; ++copy, ++turn) {
+      size_t member = turn % map.memberCount;
+      std::memcpy(model.members[member].data() + map.members[member].start * DDF_SECTOR + turn / map.memberCount * size,
+                  model.volume.data() + strip * size, size);
+    }
+  }
+}
+
+// Fills volume and members from what the map has: level, qualifier, members, strip.
+static void fill(MODEL &model, std::mt19937 &random) {
+  Map &map = model.map;
+  UINT32 parities = map.level == DDF_LEVEL_6 ? 2 : map.level == DDF_LEVEL_4 || map.level == DDF_LEVEL_5 ? 1 : 0;
+  UINT64 strips = model.rows * (map.memberCount - parities) / map.copies;
+  map.blocks = map.level == DDF_LEVEL_1 ? model.rows * 8 : strips * map.stripBlocks;
+  model.volume.resize(map.blocks * DDF_SECTOR);
+  std::generate(model.volume.begin(), model.volume.end(), [&] { return static_cast<UINT8>(random()); });
+  UINT64 memberBlocks = map.level == DDF_LEVEL_1 ? map.blocks : model.rows * map.stripBlocks;
+  for (UINT32 i = 0; i < map.memberCount; ++i) {
+    map.members[i] = {random() % 20, i, true};
+    model.members.emplace_back((map.members[i].start + memberBlocks) * DDF_SECTOR);
+    model.unreadable.emplace_back(memberBlocks / 8 + 1);
+  }
+  for (UINT64 row = 0; parities != 0 && row < model.rows; ++row) {
+    writeParityRow(model, row);
+  }
+  parities == 0 ? writeCopies(model) : void();
+}
+
+static EFI_STATUS readModel(void *context, UINT32 member, UINT64 block, UINTN count, void *buffer) {
+  auto &model = *static_cast<MODEL *>(context);
+  const BYTES &disk = model.members[member];
+  EXPECT_TRUE(model.map.members[member].readable);
+  if (count == 0 || (block + count) * DDF_SECTOR > disk.size() || block < model.map.members[member].start) {
+    ADD_FAILURE() << "outside of member " << member;
+    return EFI_DEVICE_ERROR;
+  }
+  model.largest = std::max(model.largest, count);
+  std::memcpy(buffer, disk.data() + block * DDF_SECTOR, count * DDF_SECTOR);
+  UINT64 from = block - model.map.members[member].start;
+  for (UINT64 page = from / 8; page <= (from + count - 1) / 8; ++page) {
+    if (model.unreadable[member][page]) {
+      std::memset(buffer, 0xEE, count * DDF_SECTOR);
+      return EFI_DEVICE_ERROR;
+    }
+  }
+  return EFI_SUCCESS;
+}
+
+// Whether a block can be had at all.
+static bool isHad(const MODEL &model, UINT64 block) {
+  const Map &map = model.map;
+  auto lost = [&](UINT32 member, UINT64 at) {
+    return !map.members[member].readable || model.unreadable[member][at / 8];
+  };
+  UINT64 size = map.level == DDF_LEVEL_1 ? map.blocks : map.stripBlocks, strip = block / size, within = block % size;
+  if (map.level == DDF_LEVEL_0 || map.level == DDF_LEVEL_1 || map.level == DDF_LEVEL_10) {
+    UINT64 turn = strip * map.copies;
+    return !std::all_of(&map.members[0], &map.members[map.copies], [&](const volume_map::Member &) {
+      UINT64 now = turn++;
+      return lost(static_cast<UINT32>(now % map.memberCount), now / map.memberCount * size + within);
+    });
+  }
+  UINT32 spare = map.level == DDF_LEVEL_6 ? 2 : 1, missing = 0;
+  UINT64 row = strip / (map.memberCount - spare), at = row * size + within;
+  std::vector<int> held = rowOf(map, row);
+  bool own = false;
+  for (UINT32 i = 0; i < map.memberCount; ++i) {
+    missing += lost(i, at) ? 1 : 0;
+    own = own || (held[i] == static_cast<int>(strip % (map.memberCount - spare)) && !lost(i, at));
+  }
+  return own || (map.parityHolds && missing <= spare);
+}
+
+static void checkRead(MODEL &model, UINT64 block, UINTN count) {
+  BYTES scratch(size_t{16} * DDF_SECTOR), buffer(count * DDF_SECTOR + 1, 0x77);
+  volume_map::Access access = {readModel, &model, scratch.data(), 16};
+  EFI_STATUS status = volume_map::read(model.map, access, block, count, buffer.data());
+  bool had = true;
+  for (UINT64 i = block; i < block + count; i += 8 - i % 8) {
+    had = had && isHad(model, i);
+  }
+  EXPECT_EQ(status, had ? EFI_SUCCESS : EFI_DEVICE_ERROR) << block << ", " << count;
+  EXPECT_TRUE(!had || std::memcmp(buffer.data(), model.volume.data() + block * DDF_SECTOR, count * DDF_SECTOR) == 0)
+      << block << ", " << count;
+  EXPECT_EQ(buffer.back(), 0x77);
+}
+
+struct LAYOUT {
+  DDF_VOLUME_LEVEL level;
+  UINT8 qualifier;
+  UINT32 copies, fewest, most;
+};
+constexpr LAYOUT g_layouts[] = {
+    {DDF_LEVEL_0, 0, 1, 1, 6},   {DDF_LEVEL_1, 0, 2, 2, 2}, {DDF_LEVEL_1, 1, 3, 3, 3},  {DDF_LEVEL_4, 1, 1, 3, 6},
+    {DDF_LEVEL_5, 0, 1, 3, 7},   {DDF_LEVEL_5, 2, 1, 3, 7}, {DDF_LEVEL_5, 3, 1, 3, 7},  {DDF_LEVEL_6, 1, 1, 4, 8},
+    {DDF_LEVEL_6, 2, 1, 4, 8},   {DDF_LEVEL_6, 3, 1, 4, 8}, {DDF_LEVEL_10, 0, 2, 3, 7}, {DDF_LEVEL_10, 0, 3, 6, 6},
+    {DDF_LEVEL_6, 3, 1, 63, 64},
+};
+
+static MODEL makeModel(const LAYOUT &layout, std::mt19937 &random) {
+  MODEL model;
+  model.map.level = layout.level;
+  model.map.qualifier = layout.qualifier;
+  model.map.parityHolds = random() % 8 != 0;
+  model.map.copies = layout.copies;
+  model.map.memberCount = layout.fewest + static_cast<UINT32>(random()) % (layout.most - layout.fewest + 1);
+  model.map.stripBlocks = layout.level == DDF_LEVEL_1 ? 0 : 8U << random() % 3;
+  model.rows = model.map.memberCount > 8 ? 2 : model.map.memberCount * 2U + random() % 5;
+  fill(model, random);
+  return model;
+}
+
+// Whole, without up to three members, and with pages here and there that cannot be read.
+TEST(VolumeMap, BlocksAreReadOrRefusedAsTheModelSays) {
+  std::mt19937 random(30);
+  for (int turn = 0; turn < 130 && !HasFailure(); ++turn) {
+    const LAYOUT &layout = g_layouts[turn % std::size(g_layouts)];
+    MODEL model = makeModel(layout, random);
+    SCOPED_TRACE(std::to_string(turn) + ": level " + std::to_string(layout.level) + ", " +
+                 std::to_string(layout.qualifier) + ", members " + std::to_string(model.map.memberCount));
+    checkRead(model, 0, model.map.blocks);
+    for (auto lost = random() % 4; lost > 0; --lost) {
+      model.map.members[random() % model.map.memberCount].readable = false;
+    }
+    for (auto bad = random() % 6; bad > 0; --bad) {
+      auto &pages = model.unreadable[random() % model.map.memberCount];
+      pages[random() % pages.size()] = true;
+    }
+    for (int request = 0; request < 20; ++request) {
+      UINT64 block = random() % model.map.blocks;
+      checkRead(model, block, 1 + random() % std::min<UINT64>(model.map.blocks - block, 80));
+    }
+  }
+}
+
+// A mirror's request goes to the disk as it came: a file that lies in one piece is read with one.
+TEST(VolumeMap, MirrorsDoNotCutRequests) {
+  std::mt19937 random(1);
+  for (const LAYOUT &layout : {g_layouts[1], LAYOUT{DDF_LEVEL_0, 0, 1, 1, 1}}) {
+    MODEL model = makeModel(layout, random);
+    checkRead(model, 0, model.map.blocks);
+    EXPECT_EQ(model.largest, model.map.blocks);
+  }
+}
+
+// What the kernel's own layouts look like: members one after the other, their rows separated by blanks.
+TEST(VolumeMap, StripsLieWhereLinuxPutsThem) {
+  const struct {
+    LAYOUT layout;
+    const char *members;
+  } cases[] = {
+      {{DDF_LEVEL_0, 0, 1, 2, 2}, "0 2 4 / 1 3 5"},
+      {{DDF_LEVEL_5, 0, 1, 3, 3}, "P 2 4 P / 0 P 5 6 / 1 3 P 7"},
+      {{DDF_LEVEL_5, 2, 1, 3, 3}, "0 2 P 6 / 1 P 4 7 / P 3 5 P"},
+      {{DDF_LEVEL_5, 3, 1, 3, 3}, "0 3 P 6 / 1 P 4 7 / P 2 5 P"},
+      {{DDF_LEVEL_6, 1, 1, 4, 4}, "P 2 4 P / P P 5 6 / 0 P P 7 / 1 3 P P"},
+      {{DDF_LEVEL_6, 2, 1, 4, 4}, "0 2 P P / 1 P P 6 / P P 4 7 / P 3 5 P"},
+      {{DDF_LEVEL_6, 3, 1, 4, 4}, "0 3 P P / 1 P P 6 / P P 4 7 / P 2 5 P"},
+      {{DDF_LEVEL_10, 0, 2, 4, 4}, "0 2 4 / 0 2 4 / 1 3 5 / 1 3 5"},
+      {{DDF_LEVEL_10, 0, 2, 3, 3}, "0 1 3 4 / 0 2 3 5 / 1 2 4 5"},
+  };
+  for (const auto &row : cases) {
+    SCOPED_TRACE(row.members);
+    MODEL model;
+    model.map.level = row.layout.level;
+    model.map.qualifier = row.layout.qualifier;
+    model.map.copies = row.layout.copies;
+    model.map.stripBlocks = 8;
+    std::istringstream words(row.members);
+    UINT64 strips = 0;
+    for (std::string word = "/"; words || word != ""; word.clear(), words >> word) {
+      if (word == "/") {
+        model.map.members[model.map.memberCount++].readable = true;
+        model.members.emplace_back();
+        model.unreadable.emplace_back(16);
+      } else if (word != "") {
+        model.members.back().resize(model.members.back().size() + 8 * DDF_SECTOR, static_cast<UINT8>(word[0]));
+        strips = std::max<UINT64>(strips, word[0] == 'P' ? 0 : word[0] - '0' + 1U);
+      }
+    }
+    model.map.blocks = strips * 8;
+    for (UINT64 strip = 0; strip < strips; ++strip) {
+      model.volume.resize((strip + 1) * 8 * DDF_SECTOR, static_cast<UINT8>('0' + strip));
+    }
+    BYTES buffer(model.volume.size());
+    volume_map::Access access = {readModel, &model, nullptr, 0};
+    EXPECT_EQ(volume_map::read(model.map, access, 0, model.map.blocks, buffer.data()), EFI_SUCCESS);
+    EXPECT_TRUE(buffer == model.volume);
+  }
+}
+
+// --- Judgement ---
+
+typedef void (*SET_CHANGE)(DDF_COPY &copy, UINT32 disk);
+
+struct JUDGE_CASE {
+  const char *name;
+  TEST_VOLUME volume;
+  unsigned gone; // disks that are not plugged in, bit by bit
+  SET_CHANGE change;
+  const char *wanted; // "ready", "degraded" or the reason, then the members that are read
+};
+
+#define CHANGE(...)                                                                                                    \
+  [](DDF_COPY &copy, UINT32 disk) {                                                                                    \
+    (void)copy, (void)disk;                                                                                            \
+    __VA_ARGS__;                                                                                                       \
+  }
+#define STATE(pd, bits) ddfPdEntry(copy, pd)->state = (bits)
+
+constexpr TEST_VOLUME g_mirror = {DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 257};
+constexpr TEST_VOLUME g_triple = {DDF_RAID_1, 1, DDF_NO_SECONDARY, 1, 3, DDF_NO_STRIP, 256};
+constexpr TEST_VOLUME g_striped = {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 2, 0, 256};
+constexpr TEST_VOLUME g_five = {DDF_RAID_5, 3, DDF_NO_SECONDARY, 1, 3, 7, 256};
+constexpr TEST_VOLUME g_six = {DDF_RAID_6, 3, DDF_NO_SECONDARY, 1, 5, 7, 256};
+constexpr TEST_VOLUME g_ten = {DDF_RAID_1E, 0, DDF_NO_SECONDARY, 1, 3, 7, 256};
+constexpr TEST_VOLUME g_pairs = {DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256};
+constexpr UINT16 FAILED = DDF_PD_ONLINE | DDF_PD_FAILED, AWAY = DDF_PD_FAILED | DDF_PD_MISSING;
+
+static const JUDGE_CASE g_cases[] = {
+    {"mirror", g_mirror, 0, CHANGE(), "ready 01 256"},
+    {"strips", g_striped, 0, CHANGE(), "ready 01 512"},
+    {"triple", g_triple, 0, CHANGE(), "ready 012 256"},
+    {"five", g_five, 0, CHANGE(), "ready 012 512"},
+    {"six", g_six, 0, CHANGE(), "ready 01234 768"},
+    {"ten of three", g_ten, 0, CHANGE(), "ready 012 384"},
+    {"pairs", g_pairs, 0, CHANGE(), "ready 0123 512"},
+    // Members that are away, and whether anybody said that they are.
+    {"one away", g_mirror, 1, CHANGE(), "degraded 1 256"},
+    {"one away for good", g_mirror, 1, CHANGE(STATE(0, AWAY)), "ready 1 256"},
+    {"a disk of strips", g_striped, 1, CHANGE(), "too few of its members are there"},
+    {"two of six", g_six, 3, CHANGE(STATE(0, AWAY)), "degraded 234 768"},
+    {"three of six", g_six, 7, CHANGE(), "too few of its members are there"},
+    {"neighbours of ten", g_ten, 3, CHANGE(), "too few of its members are there"},
+    {"a pair, with its record", g_pairs, 3, CHANGE(), "too few of its members are there"},
+    {"one of each pair", g_pairs, 9, CHANGE(STATE(0, AWAY)), "degraded 12 512"},
+    {"no disk named", g_five, 0, CHANGE(ddfReferences(ddfRecordSlot(copy, 0))[0] = DDF_NO_REFERENCE), "ready 12 512"},
+    // Members that are there.
+    {"failed", g_mirror, 0, CHANGE(STATE(0, FAILED)), "ready 1 256"},
+    {"rebuilding", g_mirror, 0,
+     CHANGE(STATE(0, DDF_PD_ONLINE | DDF_PD_REBUILDING); ddfVdEntry(copy, 0)->state = DDF_VD_DEGRADED), "ready 1 256"},
+    {"rebuilding another volume", g_mirror, 0, CHANGE(STATE(0, DDF_PD_ONLINE | DDF_PD_REBUILDING)), "ready 01 256"},
+    {"rebuilding under strips", g_striped, 0,
+     CHANGE(STATE(0, DDF_PD_ONLINE | DDF_PD_REBUILDING); ddfVdEntry(copy, 0)->state = DDF_VD_DEGRADED), "ready 01 512"},
+    {"outside its disk", g_mirror, 0, CHANGE(ddfPdEntry(copy, 1)->configuredSize = 9),
+     "a member does not lie inside its disk"},
+    {"twice", g_mirror, 0, CHANGE(ddfReferences(ddfRecordSlot(copy, 0))[1] = ddfPdEntry(copy, 0)->reference),
+     "one disk is two of its members"},
+    // Parity that cannot be trusted is not used; data and copies may.
+    {"dirty", g_five, 0, CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_INCONSISTENT), "ready 012 512, no parity"},
+    {"dirty and one away", g_five, 2, CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_INCONSISTENT),
+     "its parity is not to be trusted, and a member is missing"},
+    {"never built and one away", g_six, 2, CHANGE(ddfVdEntry(copy, 0)->init = DDF_INIT_QUICK),
+     "its parity is not to be trusted, and a member is missing"},
+    {"dirty mirror and one away", g_mirror, 2, CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_INCONSISTENT),
+     "degraded 0 256, no parity"},
+    // What is not read, whatever is there.
+    {"foreign", g_mirror, 0, CHANGE(copy.header.foreignFlag = 1), "it is another controller's and was not imported"},
+    {"blocked", g_mirror, 0, CHANGE(ddfVdEntry(copy, 0)->init = DDF_INIT_FULL | DDF_BLOCKED << DDF_ACCESS_SHIFT),
+     "access to it is blocked"},
+    {"for reading only", g_mirror, 0,
+     CHANGE(ddfVdEntry(copy, 0)->init = DDF_INIT_FULL | DDF_READ_ONLY << DDF_ACCESS_SHIFT), "ready 01 256"},
+    {"deleted", g_mirror, 0, CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_DELETED), "it is marked as deleted"},
+    {"offline", g_mirror, 0, CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_OFFLINE),
+     "it is marked as failed, missing or offline"},
+    {"morphing", g_mirror, 0, CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_MORPHING), "its layout is being changed"},
+    {"no record", g_mirror, 0, CHANGE(ddfRecordSlot(copy, 0)->signature = DDF_FREE_RECORD), "no disk has its record"},
+    {"far or offset", {DDF_RAID_1E, 1, DDF_NO_SECONDARY, 1, 4, 7, 256}, 0, CHANGE(), "its level is not read here"},
+    {"one behind the other",
+     {DDF_CONCAT, 0, DDF_NO_SECONDARY, 1, 2, 7, 256},
+     0,
+     CHANGE(),
+     "its level is not read here"},
+    {"no qualifier of Linux",
+     {DDF_RAID_5, 1, DDF_NO_SECONDARY, 1, 3, 7, 256},
+     0,
+     CHANGE(),
+     "its level is not read here"},
+    {"65 members", {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 65, 7, 256}, 0, CHANGE(), "it has too many members"},
+    {"small strips",
+     {DDF_RAID_5, 3, DDF_NO_SECONDARY, 1, 3, 2, 256},
+     0,
+     CHANGE(),
+     "Linux takes no strips of that size"},
+    {"no strips",
+     {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256},
+     0,
+     CHANGE(),
+     "Linux takes no strips of that size"},
+    {"no whole strip",
+     {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 2, 9, 256},
+     0,
+     CHANGE(),
+     "Linux takes no strips of that size"},
+    // Halves that ran apart.
+    {"each without the other", g_mirror, 0, CHANGE(STATE(disk ^ 1, AWAY)),
+     "its halves were used apart, and each calls the other failed"},
+    {"one the longer", g_mirror, 0, CHANGE(STATE(disk ^ 1, AWAY); copy.header.sequence = disk == 1 ? 6 : 5),
+     "its halves were used apart, and each calls the other failed"},
+    {"one against two", g_triple, 0,
+     CHANGE(disk == 0 ? void(STATE(0, DDF_PD_ONLINE)) : void(STATE(0, AWAY));
+            if (disk == 0) { STATE(1, AWAY), STATE(2, AWAY); } copy.header.sequence = disk == 0 ? 5 : 6),
+     "its halves were used apart, and each calls the other failed"},
+    {"one saw another go that came back since", g_six, 0,
+     CHANGE(disk == 0 ? STATE(1, AWAY) : STATE(0, AWAY); copy.header.sequence = disk == 0 ? 5 : 6), "ready 1234 768"},
+};
+
+static std::string judgeAll(DISKS &disks) {
+  DDF_MODEL *model = readModel(disks);
+  const DDF_SET &set = model->sets[0];
+  Map map = {};
+  Judgement judgement = volume_map::judge(*model, set, set.volumes[0], &map);
+  std::string text = judgement.why == nullptr ? "" : judgement.why;
+  if (judgement.why == nullptr) {
+    text = judgement.readiness == Readiness::ready ? "ready " : "degraded ";
+    for (UINT32 i = 0; i < map.memberCount; ++i) {
+      text += map.members[i].readable ? std::to_string(i) : "";
+    }
+    text += " " + std::to_string(map.blocks) + (map.parityHolds ? "" : ", no parity");
+  }
+  ddfFree(model);
+  return text;
+}
+
+TEST_F(Ddf, VolumesAreJudgedByWhatTheirSetSays) {
+  for (const JUDGE_CASE &row : g_cases) {
+    SCOPED_TRACE(row.name);
+    DISKS all = makeDisks(row.volume, /* extraDisks= */ 1, {127, 63, 16, 256}), disks;
+    changeDisks(all, [&](DDF_COPY &copy, size_t disk) { row.change(copy, static_cast<UINT32>(disk)); });
+    for (size_t i = 0; i < all.size(); ++i) {
+      i < 8 && (row.gone >> i & 1) != 0 ? void() : disks.push_back(all[i]);
+    }
+    EXPECT_EQ(judgeAll(disks), row.wanted);
+  }
+}

@@ -1,7 +1,0 @@
-// Which object of one document is which of the other.
-#pragma once
-
-#include "xyl/diff/diff_objects.h"
-
-// Finds the objects' partners. EFI_OUT_OF_RESOURCES without memory.
-EFI_STATUS matchObjects(DIFF *diff);

@@ -1,8 +1,0 @@
-// Outputs of the host program, as XYL_HOST has them.
-#pragma once
-
-#include "xyl/xyl.h"
-
-EFI_STATUS openHostOutput(const XYL_HOST *host, const CHAR8 *name, UINTN room, bool replaces, void **output);
-EFI_STATUS closeHostOutput(const XYL_HOST *host, void *output, const CHAR8 *data, UINTN size);
-bool isSameHostFile(const XYL_HOST *host, const CHAR8 *a, const CHAR8 *b);

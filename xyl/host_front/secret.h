@@ -1,6 +1,0 @@
-// Passphrases from the terminal, as XYL_HOST has them.
-#pragma once
-
-#include "xyl/xyl.h"
-
-EFI_STATUS askHostSecret(const XYL_HOST *host, const CHAR8 *question, CHAR8 *secret, UINTN capacity);

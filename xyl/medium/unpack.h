@@ -1,6 +1,0 @@
-// Cuts the files out of the log of a console.
-#pragma once
-
-#include "xyl/command_line/command_line.h"
-
-XYL_RESULT runUnpack(const XYL_HOST &host, const XYL_REQUEST &request);

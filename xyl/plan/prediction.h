@@ -1,7 +1,0 @@
-// What the controller will hold after a plan: its own records, with what each command does to them.
-#pragma once
-
-#include "xyl/plan/plan.h"
-
-// Fills in which commands of a judged plan the controller will refuse, and the document that it gives afterwards.
-EFI_STATUS predictAfter(RESTORE_PLAN *plan);

@@ -1,7 +1,0 @@
-// report: one HTML page, without scripts and without anything from the network, that shows a configuration.
-#pragma once
-
-#include "xyl/command_line/command_line.h"
-
-// The command. The platform of the host program must be up. Throws CLIENT_ERROR and USAGE_ERROR.
-XYL_RESULT runReport(const XYL_CONTEXT &context);
