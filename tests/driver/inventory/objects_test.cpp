@@ -135,7 +135,7 @@ TEST(Inventory, TheWholeDocumentIsAsReadersExpectIt) {
   CHAR8 key[] = "key <1>";
   RAID_CONFIG config = {&adapter, 2,       enclosures, 8,       disks, 1,       &volume, key, nullptr,
                         0,        nullptr, 0,          nullptr, 0,     nullptr, nullptr, 0,   nullptr};
-  expectGolden("inventory/document.xml", documentOf(config));
+  expectGolden("driver/inventory/document.xml", documentOf(config));
 }
 
 TEST(Inventory, PlacementFollowsTheEnclosures) {

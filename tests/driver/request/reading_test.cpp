@@ -149,7 +149,7 @@ TEST(Readings, AreAsTheyWere) {
       world.expectBalanced(line);
     }
   }
-  expectGolden("request/readings.txt", readings);
+  expectGolden("driver/request/readings.txt", readings);
 }
 
 } // namespace

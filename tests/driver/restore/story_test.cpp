@@ -99,7 +99,7 @@ TEST(Stories, AreToldLineForLine) {
     if (story.happens != nullptr) {
       story.happens(world);
     }
-    expectGolden(std::string("restore/stories/") + story.name + ".txt", tell(world, story, saved));
+    expectGolden(std::string("driver/restore/stories/") + story.name + ".txt", tell(world, story, saved));
   }
 }
 
@@ -138,7 +138,7 @@ TEST(Stories, ARebuildBringsBackWhatWasSaved) {
   std::string saved = world.get().text;
   happen(world.sim);
   world.markBalance();
-  expectGolden("restore/stories/rebuild.txt", tell(world, {"", "", nullptr, RESTORE_REBUILD, SAVED}, saved));
+  expectGolden("driver/restore/stories/rebuild.txt", tell(world, {"", "", nullptr, RESTORE_REBUILD, SAVED}, saved));
   EXPECT_EQ(world.verify(saved).result, 0u);
   EXPECT_FALSE(world.sim->key.present);
   EXPECT_EQ(simStateFault(world.sim), nullptr);
@@ -200,7 +200,7 @@ TEST(Stories, OfEachFailingCommand) {
               joined(rerun.unusual()) + "\n";
     }
   }
-  expectGolden("restore/stories/failing_commands.txt", told);
+  expectGolden("driver/restore/stories/failing_commands.txt", told);
 }
 
 TEST(Stories, OfMemoryThatRunsOut) {
@@ -218,5 +218,5 @@ TEST(Stories, OfMemoryThatRunsOut) {
       }
     }
   }
-  expectGolden("restore/stories/failing_memory.txt", joined({told.begin(), told.end()}));
+  expectGolden("driver/restore/stories/failing_memory.txt", joined({told.begin(), told.end()}));
 }

@@ -14,7 +14,7 @@ TEST_F(Ddf, RecordingsReadAsTheirModels) {
     DDF_MODEL *model = readModel(disks);
     ASSERT_NE(model, nullptr);
     EXPECT_EQ(modelFault(*model), "");
-    expectGolden("ddf/models/" + name + ".txt", describe(*model));
+    expectGolden("providers/ddf/models/" + name + ".txt", describe(*model));
     ddfFree(model);
   });
 }

@@ -34,7 +34,7 @@ TEST(DiskController, InventoriesOfRecordings) {
     ASSERT_EQ(name(first.status), name(EFI_SUCCESS));
     EXPECT_EQ(machine.get().text, first.text);
     EXPECT_EQ(name(machine.verify(first.text).status), name(EFI_SUCCESS));
-    expectGolden("disk_controller/inventories/" + recording + ".txt", condensed(first.text));
+    expectGolden("providers/disk_controller/inventories/" + recording + ".txt", condensed(first.text));
   });
 }
 
