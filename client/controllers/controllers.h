@@ -47,7 +47,8 @@ XYL_RESULT readWholeInventory(const XYL_CONTEXT &context, const CONTROLLER &cont
 XYL_RESULT readToldInventory(const XYL_CONTEXT &context, const CONTROLLER &controller, DOCUMENT_TEXT *document,
                              bool *isWhole);
 
-// The machine as its firmware has it; texts are the firmware's, "" where it tells none.
+// The machine as its firmware has it; texts are the firmware's, "" where it tells none, or only what makers leave for
+// others to fill in ("Default string", "To be filled by O.E.M.", zeros).
 struct SERVER {
   const CHAR8 *Maker;
   const CHAR8 *Product;

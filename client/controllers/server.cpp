@@ -69,6 +69,68 @@ static const CHAR8 *stringOf(const UINT8 *structure, UINTN size, UINT8 number) {
   return number == 0 || at >= size ? "" : reinterpret_cast<const CHAR8 *>(structure + at);
 }
 
+// --- What makers leave where nobody wrote anything: the same in many machines, so it names none ---
+
+// Without blanks and signs, in small letters.
+static constexpr const CHAR8 *g_placeholders[] = {"0123456789",
+                                                  "1234567890",
+                                                  "123456789",
+                                                  "default",
+                                                  "defaultstring",
+                                                  "empty",
+                                                  "invalid",
+                                                  "na",
+                                                  "none",
+                                                  "notapplicable",
+                                                  "notavailable",
+                                                  "notdefined",
+                                                  "notset",
+                                                  "notspecified",
+                                                  "null",
+                                                  "oem",
+                                                  "serialnumber",
+                                                  "systemmanufacturer",
+                                                  "systemname",
+                                                  "systemproductname",
+                                                  "systemserialnumber",
+                                                  "tobefilled",
+                                                  "tobefilledbyoem",
+                                                  "undefined",
+                                                  "unknown",
+                                                  "unspecified"};
+static constexpr const CHAR8 *g_placeholderUuids[] = {"03000200-0400-0500-0006-000700080009",
+                                                      "00020003-0004-0005-0006-000700080009",
+                                                      "12345678-1234-5678-90AB-CDDEEFAABBCC"};
+
+static constexpr UINTN PLACEHOLDER_CAPACITY = 20; // a longer text is none of them
+
+// Keeps letters and digits. A text of one letter or digit that programs fill memory with counts as empty.
+static UINTN plainText(CHAR8 (&plain)[PLACEHOLDER_CAPACITY], const CHAR8 *text) {
+  UINTN length = 0;
+  bool isFilling = true;
+  for (; *text != 0; ++text) {
+    bool isLetter = (*text | 0x20) >= 'a' && (*text | 0x20) <= 'z';
+    if (!isLetter && !(*text >= '0' && *text <= '9')) {
+      continue;
+    }
+    CHAR8 unit = static_cast<CHAR8>(isLetter ? *text | 0x20 : *text);
+    plain[length < PLACEHOLDER_CAPACITY - 1 ? length : PLACEHOLDER_CAPACITY - 1] = unit;
+    isFilling = isFilling && (unit == '0' || unit == 'x' || unit == 'f') && unit == plain[0];
+    ++length;
+  }
+  plain[length < PLACEHOLDER_CAPACITY ? length : 0] = 0;
+  return isFilling ? 0 : length;
+}
+
+static bool isPlaceholder(const CHAR8 *text) {
+  CHAR8 plain[PLACEHOLDER_CAPACITY];
+  bool is = plainText(plain, text) == 0;
+  for (const CHAR8 *placeholder : g_placeholders) {
+    is = is || textEqual(plain, placeholder);
+  }
+  return is;
+}
+
 // The first three numbers of a UUID are little-endian. All ones and all zeros mean that it is not set.
 static void formatUuid(CHAR8 (&text)[37], const UINT8 *uuid) {
   static constexpr UINT8 order[16] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
@@ -84,14 +146,20 @@ static void formatUuid(CHAR8 (&text)[37], const UINT8 *uuid) {
     ones &= uuid[i];
     any |= uuid[i];
   }
-  text[ones == 0xFF || any == 0 ? 0 : 36] = 0;
+  bool isSet = ones != 0xFF && any != 0;
+  text[36] = 0;
+  for (const CHAR8 *placeholder : g_placeholderUuids) {
+    isSet = isSet && !textEqual(text, placeholder);
+  }
+  text[isSet ? 36 : 0] = 0;
 }
 
 static void readSystem(SERVER *server, const UINT8 *structure, UINTN size) {
   const CHAR8 **texts[] = {&server->Maker, &server->Product, nullptr, &server->Serial};
   for (UINTN i = 0; i < 4; ++i) {
     if (texts[i] != nullptr && structure[1] > 4 + i) {
-      *texts[i] = stringOf(structure, size, structure[4 + i]);
+      const CHAR8 *text = stringOf(structure, size, structure[4 + i]);
+      *texts[i] = isPlaceholder(text) ? "" : text;
     }
   }
   if (structure[1] >= 0x18) {
