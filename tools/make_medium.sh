@@ -5,13 +5,14 @@
 # Environment: IMAGES_X64, IMAGES_AA64 the images (build/efi, build/efi-aarch64), XYL the host client (build/release);
 # SIGN_KEY and SIGN_CERT in PEM sign what firmware loads, for Secure Boot.
 set -eu
+export LC_ALL=C.UTF-8 # names on the medium are those of the folder
 root=$(cd "$(dirname "$0")/.." && pwd)
 jobs=$1
 out=$2
 xyl=${XYL:-$root/build/release/bin/xyl}
 
 fail() {
-  echo "medium: $*" >&2
+  printf 'medium: %s\n' "$*" >&2
   exit 2
 }
 
@@ -39,6 +40,17 @@ add_images() {
   [ ! -d "$jobs/drivers/$1" ] || cp -r "$jobs/drivers/$1"/. "$tree/EFI/raidxyl/$1"
 }
 
+# Firmware reads FAT, which has not every name that a folder may have, and takes X and x for one.
+check_names() {
+  bad=$(cd "$tree" && find . -mindepth 1 \( -name '*["*:<>?|\\]*' -o -name '*[[:cntrl:]]*' -o -name '*[. ]' \) -print |
+    head -n 1)
+  [ -z "$bad" ] || fail "'$bad': on the medium, which is FAT, a name has none of \" * : < > ? \\ | and no period or" \
+    "blank at its end"
+  twins=$(cd "$tree" && find . -mindepth 1 | awk '{ key = tolower($0) } key in seen { print seen[key] " and " $0; exit }
+    { seen[key] = $0 }')
+  [ -z "$twins" ] || fail "$twins are one name on the medium, which is FAT"
+}
+
 # make_fat FILE OFFSET KIB: formats KIB at OFFSET bytes of FILE and fills it; large ones as FAT32.
 make_fat() {
   kind=
@@ -57,6 +69,7 @@ if [ -n "${SIGN_KEY:-}" ]; then
 fi
 cp -r "$jobs"/. "$tree/raidxyl"
 rm -rf "$tree/raidxyl/drivers" "$tree"/raidxyl/result.json* # a result that was copied back is of another medium
+check_names
 used=$(du -sk --apparent-size "$tree" | cut -f 1)
 
 # Beside its place, so that a failure leaves what was there.

@@ -11,37 +11,63 @@ static bool isPlain(const CHAR8 *at, const CHAR8 *end) {
   return (*at > ' ' && *at < 0x7F && *at != '=') || (*at == ' ' && !endsLine);
 }
 
+struct LINE {
+  const XYL_HOST *Host;
+  UINTN Length;
+  CHAR8 Chars[LINE_LENGTH + 1];
+};
+
+static void endLine(LINE *line) {
+  line->Chars[line->Length++] = '\n';
+  line->Host->WriteOut(line->Host, line->Chars, line->Length);
+  line->Length = 0;
+}
+
+// Ends the line, which goes on in the next one.
+static void breakLine(LINE *line) {
+  line->Chars[line->Length++] = '=';
+  endLine(line);
+}
+
+static void putQuoted(LINE *line, const CHAR8 *at, const CHAR8 *end) {
+  if (line->Length + 4 > LINE_LENGTH) {
+    breakLine(line);
+  }
+  if (isPlain(at, end)) {
+    line->Chars[line->Length++] = *at;
+    return;
+  }
+  line->Chars[line->Length++] = '=';
+  formatHex(line->Chars + line->Length, static_cast<UINT8>(*at), 2);
+  line->Length += 2;
+}
+
+// A console may wrap a long line, and may not have every letter.
+static void sayName(const XYL_HOST *host, const CHAR8 *name) {
+  LINE line = {host, sizeof(TRANSCRIPT_FILE) - 1, TRANSCRIPT_FILE};
+  const CHAR8 *end = name + textLength(name);
+  for (; name != end; ++name) {
+    putQuoted(&line, name, end);
+  }
+  endLine(&line);
+}
+
 static void sayBody(const XYL_HOST *host, const CHAR8 *at, const CHAR8 *end) {
-  CHAR8 line[LINE_LENGTH + 4];
-  UINTN length = 0;
+  LINE line = {host, 0, ""};
   for (; at != end; ++at) {
-    if (*at != '\n' && length + 4 > LINE_LENGTH) {
-      line[length++] = '='; // the line goes on
-      line[length++] = '\n';
-      host->WriteOut(host, line, length);
-      length = 0;
-    }
-    if (*at == '\n' || isPlain(at, end)) {
-      line[length++] = *at;
-    } else {
-      line[length++] = '=';
-      formatHex(line + length, static_cast<UINT8>(*at), 2);
-      length += 2;
-    }
     if (*at == '\n') {
-      host->WriteOut(host, line, length);
-      length = 0;
+      endLine(&line);
+    } else {
+      putQuoted(&line, at, end);
     }
   }
-  if (length != 0) {
-    line[length++] = '=';
-    line[length++] = '\n';
-    host->WriteOut(host, line, length);
+  if (line.Length != 0) {
+    breakLine(&line);
   }
 }
 
 void sayFile(const XYL_HOST *host, const CHAR8 *name, const CHAR8 *data, UINTN size) {
-  say(host, "%a%a\n", TRANSCRIPT_FILE, name);
+  sayName(host, name);
   sayBody(host, data, data + size);
   say(host, "%a%lu %08X\n", TRANSCRIPT_END, size, crc32Of(data, size));
 }

@@ -5,7 +5,7 @@
 
 #include "client/output/output.h"
 
-#define TRANSCRIPT_FILE "===== raidxyl file " // and its name
+#define TRANSCRIPT_FILE "===== raidxyl file " // and its name, quoted-printable too
 #define TRANSCRIPT_END "===== raidxyl end "   // and its size in bytes and its CRC-32 in eight digits
 
 // Writes the file to the standard output.

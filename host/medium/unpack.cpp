@@ -17,6 +17,26 @@ struct LOGGED_FILE {
   bool isWhole = false;
 };
 
+// What a log has between its marks.
+struct LOGGED {
+  std::map<std::string, LOGGED_FILE> files; // by name; of several with one name the last counts
+  int nameless = 0;                         // files whose first mark is not there
+};
+
+// The plain letters of a log that a program kept as UTF-16; quoted-printable has no others.
+static std::string narrowText(const std::string &log) {
+  bool isLittle = log.starts_with("\xFF\xFE");
+  if (!isLittle && !log.starts_with("\xFE\xFF")) {
+    return log;
+  }
+  std::string narrow;
+  for (size_t i = 2; i + 1 < log.size(); i += 2) {
+    bool isPlain = log[isLittle ? i + 1 : i] == 0;
+    narrow += isPlain ? log[isLittle ? i : i + 1] : '?';
+  }
+  return narrow;
+}
+
 // Without what steers a terminal, and without carriage returns.
 static std::string plainText(const std::string &log) {
   std::string plain;
@@ -31,20 +51,20 @@ static std::string plainText(const std::string &log) {
   return plain;
 }
 
-// Appends a line of quoted-printable text.
-static void decode(std::string line, std::string *content) {
+// Appends what a line of quoted-printable text says; whether the next line goes on with it.
+static bool decode(std::string line, std::string *content) {
   line.erase(line.find_last_not_of(" \t") + 1);
   for (size_t i = 0; i < line.size(); ++i) {
     if (line[i] != '=') {
       *content += line[i];
     } else if (i + 1 == line.size()) {
-      return; // the line goes on
+      return true;
     } else {
       *content += static_cast<char>(std::strtoul(line.substr(i + 1, 2).c_str(), nullptr, 16));
       i += 2;
     }
   }
-  *content += '\n';
+  return false;
 }
 
 // What stands behind the mark, if the line has it.
@@ -64,36 +84,68 @@ static bool isWhole(const std::string &content, const std::string &end) {
   return size == content.size() && std::strtoul(crc.c_str(), nullptr, 16) == crc32Of(content.data(), content.size());
 }
 
-// The files by name; of several with one name the last counts.
-static std::map<std::string, LOGGED_FILE> filesOf(const std::string &log) {
-  std::map<std::string, LOGGED_FILE> files;
+// Reads a log line by line.
+struct LOG_READER {
+  LOGGED logged;
   LOGGED_FILE *open = nullptr;
-  std::istringstream lines(plainText(log));
-  std::string rest;
-  for (std::string line; std::getline(lines, line);) {
-    if (isMarked(line, TRANSCRIPT_FILE, &rest)) {
-      open = &files[rest];
-      *open = {};
-    } else if (open != nullptr && isMarked(line, TRANSCRIPT_END, &rest)) {
-      open->isWhole = isWhole(open->content, rest);
-      open = nullptr;
-    } else if (open != nullptr) {
-      decode(line, &open->content);
+  std::string name;
+  bool isInName = false; // the next line goes on with it
+
+  void begin() {
+    open = &logged.files[name];
+    *open = {};
+  }
+  void end(const std::string &mark) {
+    if (isInName) {
+      begin(); // cut within its name
+    }
+    logged.nameless += open == nullptr ? 1 : 0;
+    if (open != nullptr) {
+      open->isWhole = isWhole(open->content, mark);
+    }
+    open = nullptr;
+    isInName = false;
+  }
+  void readName(const std::string &line) {
+    isInName = decode(line, &name);
+    if (!isInName) {
+      begin();
     }
   }
-  return files;
+  void read(const std::string &line) {
+    std::string rest;
+    if (isMarked(line, TRANSCRIPT_FILE, &rest)) {
+      open = nullptr;
+      name = "";
+      readName(rest);
+    } else if (isMarked(line, TRANSCRIPT_END, &rest)) {
+      end(rest);
+    } else if (isInName) {
+      readName(line);
+    } else if (open != nullptr && !decode(line, &open->content)) {
+      open->content += '\n';
+    }
+  }
+};
+
+static LOGGED filesOf(const std::string &log) {
+  LOG_READER reader;
+  std::istringstream lines(plainText(narrowText(log)));
+  for (std::string line; std::getline(lines, line);) {
+    reader.read(line);
+  }
+  return reader.logged;
 }
 
-// The path below the folder that a name of the medium becomes; a log may come from anywhere, and leads nowhere else.
+// The path below the folder that a name of the medium becomes, or an empty one: a log may come from anywhere, and leads
+// nowhere else.
 static fs::path pathOf(std::string name) {
   for (char &letter : name) {
     letter = letter == '\\' ? '/' : letter;
   }
   fs::path path = fs::path(name).relative_path().lexically_normal();
-  if (path.empty() || *path.begin() == ".." || !path.has_filename() || path == ".") {
-    throw CLIENT_ERROR(EFI_INVALID_PARAMETER, "'" + name + "' in the log is no name for a file here");
-  }
-  return path;
+  bool isBelow = !path.empty() && *path.begin() != ".." && path.has_filename() && path != ".";
+  return isBelow && name.find('\0') == std::string::npos ? path : fs::path();
 }
 
 static void writeFile(const fs::path &path, const std::string &content, FILE_REPLACES replaces) {
@@ -109,6 +161,29 @@ static void writeFile(const fs::path &path, const std::string &content, FILE_REP
   }
 }
 
+// Writes one file; what is in its way is told.
+static EFI_STATUS tryFile(const XYL_HOST &host, const fs::path &path, const std::string &content,
+                          FILE_REPLACES replaces) {
+  try {
+    writeFile(path, content, replaces);
+  } catch (const CLIENT_ERROR &error) {
+    complain(&host, "%a", error.what());
+    return error.status;
+  }
+  say(&host, "%10lu  %a\n", UINT64{content.size()}, path.c_str());
+  return EFI_SUCCESS;
+}
+
+// Tells what came, but not as it was.
+static void tellDamage(const XYL_HOST &host, const LOGGED &logged, const std::string &damaged) {
+  if (!damaged.empty()) {
+    complain(&host, "these came cut or changed, and were left out: %a", damaged.c_str());
+  }
+  if (logged.nameless != 0) {
+    complain(&host, "files without the line that names them were left out: %d", logged.nameless);
+  }
+}
+
 XYL_RESULT runUnpack(const XYL_HOST &host, const XYL_REQUEST &request) {
   const CHAR8 *log = request.Operands[0];
   std::string content;
@@ -119,23 +194,21 @@ XYL_RESULT runUnpack(const XYL_HOST &host, const XYL_REQUEST &request) {
   }
   FILE_REPLACES replaces = request.Options[XYL_OPTION_FORCE] != nullptr ? FILE_REPLACES_OLD : FILE_REPLACES_NONE;
   std::string damaged;
-  std::map<std::string, LOGGED_FILE> files = filesOf(content);
-  for (const auto &[name, file] : files) {
-    fs::path path = fs::path(request.Operands[1]) / pathOf(name);
-    if (!file.isWhole) {
-      damaged += (damaged.empty() ? "" : ", ") + name;
-      continue;
+  LOGGED logged = filesOf(content);
+  for (const auto &[name, file] : logged.files) {
+    fs::path path = pathOf(name);
+    if (!file.isWhole || path.empty()) {
+      damaged += (damaged.empty() ? "" : ", ") + (path.empty() ? "'" + name + "', no name for a file here" : name);
+    } else {
+      EFI_STATUS written = tryFile(host, fs::path(request.Operands[1]) / path, file.content, replaces);
+      status = EFI_ERROR(written) ? written : status;
     }
-    writeFile(path, file.content, replaces);
-    say(&host, "%10lu  %a\n", UINT64{file.content.size()}, path.c_str());
   }
-  if (files.empty()) {
+  tellDamage(host, logged, damaged);
+  if (logged.files.empty() && logged.nameless == 0) {
     complain(&host, "there are no results in '%a'", log);
     return notFound();
   }
-  if (!damaged.empty()) {
-    complain(&host, "these came cut or changed, and were left out: %a", damaged.c_str());
-    return failed(EFI_VOLUME_CORRUPTED);
-  }
-  return succeeded();
+  bool isWhole = damaged.empty() && logged.nameless == 0;
+  return EFI_ERROR(status) ? failed(status) : isWhole ? succeeded() : failed(EFI_VOLUME_CORRUPTED);
 }

@@ -1,4 +1,5 @@
 // The drivers on the medium.
+#include "base/sort.h"
 #include "base/text.h"
 #include "images/medium/run.h"
 
@@ -11,19 +12,13 @@ static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 #define DRIVER_FOLDER "\\EFI\\raidxyl\\aa64\\"
 #endif
 
-#define INFO_CAPACITY 1024U
-#define DRIVERS_MAX 64U
-#define PATH_CAPACITY 128U
-
-struct DRIVER_PATH {
-  CHAR16 Text[PATH_CAPACITY];
-};
+#define INFO_CAPACITY 1024U // a name has at most 255 units
 
 // --- Which there are ---
 
 static bool isImage(const EFI_FILE_INFO &info) {
   UINTN length = textLength(info.FileName);
-  if ((info.Attribute & EFI_FILE_DIRECTORY) != 0 || length < 5 || length >= sizeof(MEDIUM_DRIVER::Name) / 2) {
+  if ((info.Attribute & EFI_FILE_DIRECTORY) != 0 || length < 5) {
     return false;
   }
   const CHAR16 *name = info.FileName; // goes on behind the structure
@@ -31,17 +26,16 @@ static bool isImage(const EFI_FILE_INFO &info) {
   return end[0] == u'.' && (end[1] | 0x20) == u'e' && (end[2] | 0x20) == u'f' && (end[3] | 0x20) == u'i';
 }
 
-// Adds the name at its place in their order.
 static bool addName(POOL_ARRAY<MEDIUM_DRIVER> *drivers, const CHAR16 *name) {
-  if (drivers->count == DRIVERS_MAX || arrayAppend(*drivers) == nullptr) {
-    return false;
+  MEDIUM_DRIVER *driver = arrayAppend(*drivers);
+  if (driver != nullptr) {
+    driver->Name = textDuplicate(name);
   }
-  UINT32 at = drivers->count - 1;
-  for (; at != 0 && textCompare(drivers->items[at - 1].Name, name) > 0; --at) {
-    drivers->items[at] = drivers->items[at - 1];
+  if (driver != nullptr && driver->Name == nullptr) {
+    --drivers->count;
+    driver = nullptr;
   }
-  copyBytes(drivers->items[at].Name, name, (textLength(name) + 1) * sizeof(CHAR16));
-  return true;
+  return driver != nullptr;
 }
 
 static EFI_STATUS listDrivers(const XYL_HOST *host, POOL_ARRAY<MEDIUM_DRIVER> *drivers) {
@@ -67,10 +61,16 @@ static EFI_STATUS listDrivers(const XYL_HOST *host, POOL_ARRAY<MEDIUM_DRIVER> *d
 
 // --- One driver ---
 
-static void makePath(DRIVER_PATH *path, const CHAR16 *name) {
-  UINTN length = sizeof(DRIVER_FOLDER) - 1;
-  copyBytes(path->Text, u"" DRIVER_FOLDER, length * sizeof(CHAR16));
-  copyBytes(path->Text + length, name, (textLength(name) + 1) * sizeof(CHAR16));
+// The path of a file in the drivers' folder; pool memory, or null.
+static CHAR16 *pathOf(const CHAR16 *name) {
+  constexpr UINTN length = sizeof(DRIVER_FOLDER) - 1;
+  UINTN size = (textLength(name) + 1) * sizeof(CHAR16);
+  CHAR16 *path = static_cast<CHAR16 *>(poolAllocate(length * sizeof(CHAR16) + size));
+  if (path != nullptr) {
+    copyBytes(path, u"" DRIVER_FOLDER, length * sizeof(CHAR16));
+    copyBytes(path + length, name, size);
+  }
+  return path;
 }
 
 #define NODE_END 0x7F
@@ -106,26 +106,29 @@ static EFI_DEVICE_PATH_PROTOCOL *devicePathOf(EFI_HANDLE image, const CHAR16 *fi
   return reinterpret_cast<EFI_DEVICE_PATH_PROTOCOL *>(path);
 }
 
-// What NAME.opt beside NAME.efi says, as firmware hands options over; pool memory, or null.
-static CHAR16 *readOptions(const XYL_HOST *host, const DRIVER_PATH &path) {
-  DRIVER_PATH name = path;
-  copyBytes(name.Text + textLength(name.Text) - 3, u"opt", 3 * sizeof(CHAR16));
-  CHAR8 *narrow = utf8FromWide(name.Text);
+// What NAME.opt beside NAME.efi says, as firmware hands options over; pool memory, or null. Editors put a byte order
+// mark before a text and a line feed behind it, which are no part of it.
+static CHAR16 *readOptions(const XYL_HOST *host, const CHAR16 *path) {
+  CHAR8 *name = utf8FromWide(path);
   CHAR8 *text = nullptr;
   UINTN size = 0;
-  if (narrow != nullptr && EFI_ERROR(firmwareReadFile(host, narrow, &text, &size))) {
+  if (name != nullptr) {
+    copyBytes(name + textLength(name) - 3, "opt", 3);
+  }
+  if (name != nullptr && EFI_ERROR(firmwareReadFile(host, name, &text, &size))) {
     text = nullptr;
   }
-  poolFree(narrow);
+  poolFree(name);
   while (text != nullptr && size != 0 && (text[size - 1] == '\n' || text[size - 1] == '\r')) {
     --size;
   }
-  CHAR16 *options = text != nullptr ? wideFromUtf8(text, size, /* carriageReturns= */ false) : nullptr;
+  UINTN mark = text != nullptr && size >= 3 && __builtin_memcmp(text, "\xEF\xBB\xBF", 3) == 0 ? 3 : 0;
+  CHAR16 *options = text != nullptr ? wideFromUtf8(text + mark, size - mark, /* carriageReturns= */ false) : nullptr;
   poolFree(text);
   return options;
 }
 
-static EFI_STATUS startDriver(const XYL_HOST *host, EFI_HANDLE driver, const DRIVER_PATH &path) {
+static EFI_STATUS startDriver(const XYL_HOST *host, EFI_HANDLE driver, const CHAR16 *path) {
   void *found = nullptr;
   EFI_STATUS status = g_bootServices->HandleProtocol(driver, &g_loadedImageGuid, &found);
   if (EFI_ERROR(status)) {
@@ -140,10 +143,8 @@ static EFI_STATUS startDriver(const XYL_HOST *host, EFI_HANDLE driver, const DRI
   return g_bootServices->StartImage(driver, /* ExitDataSize= */ nullptr, /* ExitData= */ nullptr);
 }
 
-static EFI_STATUS loadDriver(const XYL_HOST *host, EFI_HANDLE image, const CHAR16 *name) {
-  DRIVER_PATH path;
-  makePath(&path, name);
-  EFI_DEVICE_PATH_PROTOCOL *device = devicePathOf(image, path.Text);
+static EFI_STATUS loadAt(const XYL_HOST *host, EFI_HANDLE image, const CHAR16 *path) {
+  EFI_DEVICE_PATH_PROTOCOL *device = devicePathOf(image, path);
   EFI_HANDLE driver = nullptr;
   EFI_STATUS status = g_bootServices->LoadImage(/* BootPolicy= */ 0, image, device, /* Source= */ nullptr,
                                                 /* SourceSize= */ 0, &driver);
@@ -155,6 +156,19 @@ static EFI_STATUS loadDriver(const XYL_HOST *host, EFI_HANDLE image, const CHAR1
     g_bootServices->UnloadImage(driver); // loaded, and not trusted
   }
   return status;
+}
+
+static EFI_STATUS loadDriver(const XYL_HOST *host, EFI_HANDLE image, const CHAR16 *name) {
+  CHAR16 *path = pathOf(name);
+  EFI_STATUS status = path == nullptr ? EFI_OUT_OF_RESOURCES : loadAt(host, image, path);
+  poolFree(path);
+  return status;
+}
+
+static void tellFailure(const XYL_HOST *host, const MEDIUM_DRIVER &driver) {
+  CHAR8 *name = utf8FromWide(driver.Name);
+  complain(host, "driver %a: %a", name != nullptr ? name : "", statusWords(driver.Status));
+  poolFree(name);
 }
 
 static void connectAll() {
@@ -169,17 +183,27 @@ static void connectAll() {
   poolFree(handles);
 }
 
-EFI_STATUS loadDrivers(const XYL_HOST *host, EFI_HANDLE image, POOL_ARRAY<MEDIUM_DRIVER> *drivers) {
+void loadDrivers(const XYL_HOST *host, EFI_HANDLE image, POOL_ARRAY<MEDIUM_DRIVER> *drivers) {
   EFI_STATUS status = listDrivers(host, drivers);
+  if (EFI_ERROR(status)) {
+    complain(host, "cannot read '%a': %a", DRIVER_FOLDER, statusWords(status));
+  }
+  sortArray(drivers->items, drivers->count,
+            [](const MEDIUM_DRIVER &a, const MEDIUM_DRIVER &b) { return textCompare(a.Name, b.Name) < 0; });
   for (UINT32 i = 0; i < drivers->count; ++i) {
     MEDIUM_DRIVER &driver = drivers->items[i];
     driver.Status = loadDriver(host, image, driver.Name);
     if (EFI_ERROR(driver.Status)) {
-      CHAR8 name[sizeof(driver.Name) / 2];
-      textNarrow(name, driver.Name, sizeof(name) - 1);
-      complain(host, "driver %a: %a", name, statusWords(driver.Status));
+      tellFailure(host, driver);
     }
   }
   connectAll();
-  return status;
+}
+
+void freeDrivers(POOL_ARRAY<MEDIUM_DRIVER> *drivers) {
+  for (UINT32 i = 0; i < drivers->count; ++i) {
+    poolFree(drivers->items[i].Name);
+  }
+  poolRelease(drivers->items);
+  *drivers = {};
 }

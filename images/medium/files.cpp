@@ -9,7 +9,7 @@ static const EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 static const EFI_GUID g_fileInfoGuid = EFI_FILE_INFO_GUID;
 
-#define NAME_CAPACITY 256U // units of a path
+#define NAME_CAPACITY 512U // units of a path
 #define INFO_CAPACITY 1024U
 
 // The shell's file functions have no context.

@@ -178,7 +178,7 @@ static void freeRun(JOB_RUN *run) {
     freeText(&run->Records.items[i].Printed);
   }
   poolFree(run->Records.items);
-  poolFree(run->Drivers.items);
+  freeDrivers(&run->Drivers);
   freeText(&run->Mistakes);
   freeJobs(&run->File);
 }

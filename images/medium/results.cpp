@@ -57,10 +57,12 @@ static void writeMachine(JSON *json, const SERVER &server) {
 static void writeDrivers(JSON *json, const POOL_ARRAY<MEDIUM_DRIVER> &drivers) {
   jsonArray(json, "drivers");
   for (UINT32 i = 0; i < drivers.count; ++i) {
+    CHAR8 *name = utf8FromWide(drivers.items[i].Name);
     jsonObject(json, nullptr);
-    jsonWide(json, "file", drivers.items[i].Name);
+    jsonText(json, "file", name != nullptr ? name : "");
     jsonText(json, "status", statusWords(drivers.items[i].Status));
     jsonEnd(json);
+    poolFree(name);
   }
   jsonEnd(json);
 }

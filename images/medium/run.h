@@ -38,13 +38,14 @@ EFI_STATUS writeOnMedium(const XYL_HOST *host, const CHAR8 *name, const TEXT &te
 
 // What came of a driver on the medium.
 struct MEDIUM_DRIVER {
-  CHAR16 Name[64];
+  CHAR16 *Name; // pool
   EFI_STATUS Status;
 };
 
 // Loads and starts the drivers in the order of their names, each with what a file NAME.opt beside it says as its
-// options, and connects every controller. The caller frees the items.
-EFI_STATUS loadDrivers(const XYL_HOST *host, EFI_HANDLE image, POOL_ARRAY<MEDIUM_DRIVER> *drivers);
+// options, and connects every controller. What fails is told. The caller frees the drivers.
+void loadDrivers(const XYL_HOST *host, EFI_HANDLE image, POOL_ARRAY<MEDIUM_DRIVER> *drivers);
+void freeDrivers(POOL_ARRAY<MEDIUM_DRIVER> *drivers);
 
 // --- Results ---
 

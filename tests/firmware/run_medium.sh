@@ -188,6 +188,13 @@ delete Data --yes
 end shutdown
 JOBS
   has made.txt "line 2: --yes wants -c"
+  for name in 'a?' 'a\b' a. Jobs.txt; do
+    : >"mistake/jobs/$name"
+    echo end shutdown | make img 2
+    has made.txt "on the medium, which is FAT"
+    rm "mistake/jobs/$name"
+  done
+  printf 'get -o saved.xml\ndelete Data --yes\nend shutdown\n' >mistake/jobs/jobs.txt
   cp mistake/jobs/jobs.txt mistake/wrong.txt
   echo end shutdown | make img
   mcopy -o -i mistake/medium.img@@1M mistake/wrong.txt ::/raidxyl/jobs.txt

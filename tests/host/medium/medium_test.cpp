@@ -48,8 +48,15 @@ TEST(Unpack, TakesWholeFilesAndNothingElse) {
   EXPECT_EQ(client.read("out/a/b.xml"), "<a b=\"\xC3\xA9\"/>\n \n");
   client.writeEdited("log", whole + "===== raidxyl file c\r\nx\r\n===== raidxyl end 1 00000000\r\n", "more", "");
   client.expect({"4 unpack log new => left out: c", "0 !test ! -e new/c && cat new/a/b.xml"});
-  client.writeEdited("log", whole, "file a\\b.xml\r\n<", "file ..\\b.xml\r\n<");
-  client.expect({"4 unpack log new", "0 !test ! -e b.xml"});
+  // A mark that is damaged costs its own file.
+  const std::string two = whole + "===== raidxyl file c\r\nx=\r\n===== raidxyl end 1 8CDC1683\r\n";
+  client.writeEdited("log", two, "file a\\b.xml\r\n<", "file ..\\b.xml\r\n<");
+  client.expect(
+      {"4 unpack log new1 => 1  new1/c\n|left out: '..\\b.xml', no name for a file here", "0 !test ! -e b.xml"});
+  client.writeEdited("log", two, "raidxyl file c", "raidx#l file c");
+  client.expect({"4 unpack log new2 => new2/a/b.xml\n|without the line that names them were left out: 1"});
+  client.writeEdited("log", two, "raidxyl file c", "raidxyl file c=");
+  client.expect({"4 unpack log new3 => new3/a/b.xml\n|left out: cx"});
   client.writeEdited("log", whole, "=20\r\n", "");
   client.expect({"4 unpack log cut => left out: a\\b.xml"});
   client.write("log", "nothing");
@@ -57,19 +64,28 @@ TEST(Unpack, TakesWholeFilesAndNothingElse) {
 }
 
 TEST(Unpack, BringsBackWhatAMediumSaid) {
-  std::string file;
+  std::string file, name = "f\xC3\xBCr = " + std::string(100, 'n');
   for (int i = 0; i < 512; ++i) {
     file += std::string(static_cast<size_t>(i % 80), 'x') + static_cast<char>(i) + (i % 3 == 0 ? " \n" : "");
   }
   std::string log;
   XYL_HOST host = hostInto(log);
-  sayFile(&host, "a", file.data(), file.size());
+  sayFile(&host, name.c_str(), file.data(), file.size());
   std::istringstream lines(log);
   for (std::string line; std::getline(lines, line);) {
     EXPECT_TRUE(line.size() <= 76 && (line.empty() || line.back() != ' ')) << line;
   }
   Client client("empty");
-  client.write("log", log);
-  client.expect({"0 unpack log out"});
-  EXPECT_EQ(client.read("out/a"), file);
+  // As a console's log, and as a program keeps it that writes UTF-16, in both orders of bytes.
+  std::string wide[] = {"\xFF\xFE", "\xFE\xFF"};
+  for (char letter : log) {
+    wide[0] += {letter, '\0'};
+    wide[1] += {'\0', letter};
+  }
+  for (const std::string &text : {log, wide[0], wide[1]}) {
+    client.write("log", text);
+    client.expect({"0 unpack log out --force"});
+    EXPECT_EQ(client.read("out/" + name), file);
+    client.expect({"0 !rm -r out"});
+  }
 }

@@ -7,6 +7,12 @@
 static const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 static const EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
 
+#if defined(__x86_64__)
+#define ARCH u"x64"
+#else
+#define ARCH u"aa64"
+#endif
+
 class Medium : public testing::Test {
 protected:
   Medium() {
@@ -99,4 +105,20 @@ TEST_F(Medium, WhatMakersLeaveInTheSerialNumberIsNone) {
   STICK::file(u"jobs.txt") = "get -o %UUID%.xml\n";
   structures_.replace(8, 16, std::string("\0\x02\0\x03\0\x04\0\x05\0\x06\0\x07\0\x08\0\x09", 16));
   expect(EFI_INVALID_PARAMETER, "does not tell its %UUID");
+}
+
+TEST_F(Medium, TellsEveryDriverInTheOrderOfNames) {
+  STICK::file(u"jobs.txt") = "list\n";
+  const std::u16string folder = u"\\efi\\raidxyl\\" ARCH u"\\";
+  const std::u16string longName = std::u16string(74, u'n') + u"\u4E2D.efi";
+  STICK::files[folder + longName];
+  STICK::files[folder + u"d.opt"];
+  for (char16_t i = 0; i < 80; ++i) {
+    STICK::files[folder + u"d" + static_cast<char16_t>(u'z' - i / 10) + static_cast<char16_t>(u'0' + i % 10) + u".efi"];
+  }
+  expect(EFI_ABORTED, "driver ds0.efi: Unsupported\n"); // this firmware loads no files
+  EXPECT_TRUE(said("driver " + std::string(74, 'n') + "\xE4\xB8\xAD.efi: Unsupported\n"));
+  const std::string &result = STICK::file(u"result.json");
+  EXPECT_EQ(countOf(result, "\"Unsupported\""), 81u);
+  EXPECT_LT(result.find("ds0.efi"), result.find("dz0.efi"));
 }

@@ -67,6 +67,7 @@ private:
   static EFI_STATUS EFIAPI open(EFI_FILE_PROTOCOL *from, EFI_FILE_PROTOCOL **file, const CHAR16 *part, UINT64 mode,
                                 UINT64 attributes) {
     std::u16string name = lower(*part == u'\\' ? part : of(from).name + u"\\" + part);
+    name.resize(name.find_last_not_of(u'\\') + 1);
     if (files.count(name) == 0 && !isFolder(name)) {
       EFI_STATUS status = mode == EFI_FILE_MODE_CREATE ? change() : EFI_NOT_FOUND;
       if (EFI_ERROR(status)) {
