@@ -1,85 +1,75 @@
 #!/usr/bin/env python3
-"""Puts every fault of faults.txt into a copy of the sources and tells which test catches it.
+"""Puts small faults into a copy of the sources, one after the other, and tells which of them no test catches.
 
-mutations.py --check: only looks whether the list fits the sources.
-mutations.py FOLDER [--continue] [WORD...]: works in FOLDER and leaves the user's tree alone; with words only the faults
-whose name or file has one of them. FOLDER/results.tsv gets a line a fault as it is judged. With --continue a fault is
-not tried again that was caught when it and its file were what they are now. Exit code 1 when a fault was missed or does
-not build.
+mutations.py FOLDER [ROOM...] [--count N] [--seed N] [--continue]: N (20) of all the faults that the sources of the rooms
+(folders; all that host tests run by default) can have, chosen by the seed (1). Those that do not compile or change no
+instruction do not count. Works in FOLDER and leaves the user's tree alone; FOLDER/results.tsv gets a line a fault as it
+is judged. With --continue a fault is not tried again that was caught when its file was what it is now. Exit code 1 when a
+fault went uncaught.
 """
+import argparse
 import collections
 import hashlib
+import json
 import os
 import pathlib
+import random
 import re
 import resource
+import shlex
 import subprocess
 import sys
 import time
 
+from faults import faults_of
+
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
-# The host tests by the names that CTest has, quick ones first, each with the targets it needs; those of a room are one
-# program, which runs as a whole.
-ROOMS = ("base xml request restore inventory live xml_service unload_guard binding debug_log health host/firmware "
-         "sim_controller ddf disk_controller schema examples packed_start soak power_cuts sweeps xyl model").split()
-SCRIPTS = {"schema.made": "make_schemas", "schema.made_json": "make_json_schemas", "fuzz.dictionary": "make_dictionary",
-           "fuzz.replay": "fuzz_replay", "schema.json": "xyl", "report.pages": "xyl", "redfish.clients": "xyl",
+# Rooms of which the host tests run something; what only firmware runs is left out.
+ROOMS = ["base", "records", "driver", "providers", "client", "images/firmware", "images/shell", "host"]
+ONLY_FIRMWARE = re.compile("/(efi_runtime|entry)")
+
+# The tests that CTest has, quick ones first: the rooms' programs, run as a whole, and others with the target they need.
+PROGRAMS = ("base xml unload_guard debug_log health binding inventory live request restore sim_controller xml_service "
+            "firmware ddf ddf_change volume_map volumes disk_controller schema examples client soak model sweeps "
+            "power_cuts").split()
+SCRIPTS = {"fuzz.replay": "fuzz_replay", "schema.made": "make_schemas", "schema.made_json": "make_json_schemas",
+           "fuzz.dictionary": "make_dictionary", "schema.json": "xyl", "report.pages": "xyl", "redfish.clients": "xyl",
            "readme.story": "xyl", "readme.redfish": "xyl"}
+OF_XYL = " fuzz.replay " + " ".join(name for name, target in SCRIPTS.items() if target == "xyl")
 
-# Which tests come before the others for a file; what caught its neighbours comes before these.
-LIKELY = {"driver/controller/": "live binding", "driver/xml/": "xml inventory", "driver/inventory/": "inventory live",
-          "driver/request/": "request live", "driver/restore/": "restore live", "driver/live/": "live restore",
-          "driver/binding/": "binding", "providers/xml_service/": "xml_service", "providers/debug_log/": "debug_log",
-          "providers/unload_guard/": "unload_guard", "providers/ddf/": "ddf", "providers/ddf_change/": "ddf disk_controller",
-          "providers/disk_controller/": "disk_controller", "providers/sim_controller/": "sim_controller",
-          "host/redfish/": "redfish.clients", "host/report/": "report.pages", "xyl/": "xyl"}
+# Folders without tests of their own name: which tests come first.
+FIRST = {"records": "inventory sim_controller disk_controller", "driver/controller": "live binding",
+         "providers/log_user": "volumes", "images": "client", "host/redfish": "redfish.clients client",
+         "host/report": "report.pages", "host": "client"}
 
-# The only tests that know files of these folders.
-DISK_TESTS = "ddf disk_controller soak power_cuts fuzz.replay xyl"
-REACH = {"providers/ddf/": DISK_TESTS, "providers/ddf_change/": DISK_TESTS, "providers/disk_controller/": DISK_TESTS,
-         "providers/health/": "health", "xyl/packed_start/": "packed_start",
-         "xyl/": "xyl soak fuzz.replay schema.json report.pages redfish.clients readme.story readme.redfish"}
+# The only tests that run code of these folders; of others any may.
+DISKS = "disk_controller volumes power_cuts client soak fuzz.replay"
+WORLD = ("xml binding inventory live request restore sim_controller xml_service debug_log schema examples client sweeps "
+         "model soak " + " ".join(SCRIPTS))
+REACH = {"driver": WORLD, "providers/sim_controller": WORLD, "providers/xml_service": WORLD, "providers/debug_log": WORLD,
+         "providers/ddf": "ddf ddf_change volume_map " + DISKS, "providers/ddf_change": "ddf_change " + DISKS,
+         "providers/disk_controller": DISKS, "providers/volume_map": "volume_map volumes power_cuts",
+         "providers/volumes": "volumes", "providers/log_user": "volumes disk_controller", "providers/health": "health",
+         "providers/unload_guard": "unload_guard xml_service debug_log", "images": "client",
+         "client": "client soak" + OF_XYL, "host": "client" + OF_XYL, "host/firmware": " ".join(PROGRAMS)}
 
 # The sanitizers judge; a fault that takes ever more memory must not take the machine's.
 ENVIRONMENT = dict(os.environ, ASAN_OPTIONS="hard_rss_limit_mb=3000", UBSAN_OPTIONS="print_stacktrace=0")
 STUCK = 1800  # seconds after which a test that waits for something is ended
 
 
-class Fault:
-    def __init__(self, paragraph):
-        lines = paragraph.split("\n")
-        self.text, self.name, self.file = paragraph, lines[0][2:], lines[1]
-        self.old = "\n".join(line[2:] for line in lines[2:] if line.startswith("- "))
-        self.new = "\n".join(line[2:] for line in lines[2:] if line.startswith("+ "))
-        if not lines[0].startswith("= ") or not self.old or any(line[:2] not in ("- ", "+ ") for line in lines[2:]):
-            sys.exit("faults.txt: this is no fault:\n" + paragraph)
-
-    def problem(self):
-        path = SOURCE / self.file
-        count = path.read_text().count(self.old) if path.exists() else -1
-        if count == 1:
-            return None
-        return f"{self.name}: " + (f"no file {self.file}" if count < 0 else f"{count} places in {self.file}")
-
-    def stages(self):
-        """The tests that can catch it, likely ones first."""
-        def row_of(table):
-            return next((row.split() for prefix, row in table.items() if self.file.startswith(prefix)), [])
-        likely, reach = row_of(LIKELY), row_of(REACH) or [*ROOMS, *SCRIPTS]
-        return likely + [name for name in reach if name not in likely]
-
-    def key(self):
-        return hashlib.sha256(self.text.encode() + b"\0" + (SOURCE / self.file).read_bytes()).hexdigest()[:16]
+def row_of(table, file):
+    """The row of the innermost folder that has one."""
+    return next((table[str(folder)].split() for folder in pathlib.Path(file).parents if str(folder) in table), [])
 
 
-def read_faults():
-    text = pathlib.Path(__file__).with_name("faults.txt").read_text()
-    faults = [Fault(part) for part in re.split(r"\n\n+", text.strip("\n")) if not part.startswith("#")]
-    problems = [problem for problem in (fault.problem() for fault in faults) if problem]
-    if problems:
-        sys.exit("the old text of a fault must stand once in its file:\n" + "\n".join(problems))
-    return faults
+def tests_of(file):
+    """The tests that can catch a fault in a file, likely ones first."""
+    mirrors = [folder.name for folder in pathlib.Path(file).parents
+               if folder.name in PROGRAMS and (SOURCE / "tests" / folder).is_dir()]
+    likely = mirrors[:1] + row_of(FIRST, file)
+    return list(dict.fromkeys(likely + (row_of(REACH, file) or [*PROGRAMS, *SCRIPTS])))
 
 
 class Tree:
@@ -88,17 +78,17 @@ class Tree:
     def __init__(self, folder):
         self.source, self.build = folder, folder / "build" / "mutations"
         self.seconds = {}
+        self.objects = {}
         self.catches = collections.defaultdict(collections.Counter)
 
-    def copy_sources(self):
+    def prepare(self):
         listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=SOURCE,
                                 check=True, capture_output=True).stdout.decode().split("\0")
         wanted = {name for name in listed if name and (SOURCE / name).is_file()}
-        if self.source.exists():
-            for path in self.source.rglob("*"):
-                name = path.relative_to(self.source)
-                if path.is_file() and name.parts[0] != "build" and str(name) not in wanted:
-                    path.unlink()
+        for path in self.source.rglob("*"):
+            name = path.relative_to(self.source)
+            if path.is_file() and name.parts[0] != "build" and str(name) not in wanted:
+                path.unlink()
         for name in wanted:
             target = self.source / name
             content = (SOURCE / name).read_bytes()
@@ -106,14 +96,20 @@ class Tree:
                 target.parent.mkdir(parents=True, exist_ok=True)
                 target.write_bytes(content)
             target.chmod((SOURCE / name).stat().st_mode)
+        code, output = self.run(["cmake", "--preset", "mutations"])
+        if code != 0:
+            sys.exit(output)
+        rows = json.loads((self.build / "compile_commands.json").read_text())
+        self.commands = {os.path.relpath(row["file"], self.source): row for row in rows}
 
-    def run(self, command, cpu_seconds=None):
+    def run(self, command, cpu_seconds=None, cwd=None):
         """Exit code (None: took too long) and output; what was started ends with it."""
         def limit():
             if cpu_seconds is not None:
                 resource.setrlimit(resource.RLIMIT_CPU, (cpu_seconds, cpu_seconds))
-        process = subprocess.Popen(command, cwd=self.source, env=ENVIRONMENT, stdin=subprocess.DEVNULL, preexec_fn=limit,
-                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
+        process = subprocess.Popen(command, cwd=cwd or self.source, env=ENVIRONMENT, stdin=subprocess.DEVNULL,
+                                   preexec_fn=limit, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                   start_new_session=True)
         try:
             output = process.communicate(timeout=STUCK)[0]
             return process.returncode, output.decode(errors="replace")
@@ -121,8 +117,28 @@ class Tree:
             os.killpg(process.pid, 9)
             return None, process.communicate()[0].decode(errors="replace")
 
-    def stage(self, name, cases=()):
-        """None when it passes, or those cases of a room's do, else what failed."""
+    def object_of(self, file):
+        """The file's instructions, optimised and without sanitizers, which know lines and columns; null: does not compile."""
+        row = self.commands[file]
+        command = shlex.split(row["command"])
+        command[command.index("-o") + 1] = str(self.build / "fault.o")
+        code, _ = self.run([*command, "-fno-sanitize=all", "-O2"], cwd=row["directory"])
+        return (self.build / "fault.o").read_bytes() if code == 0 else None
+
+    def counts(self, fault):
+        """Whether the fault compiles, and to something else."""
+        path = self.source / fault.file
+        text = path.read_text()
+        if fault.file not in self.objects:
+            self.objects[fault.file] = self.object_of(fault.file)
+        try:
+            path.write_text(fault.put_into(text))
+            return self.object_of(fault.file) not in (None, self.objects[fault.file])
+        finally:
+            path.write_text(text)
+
+    def test(self, name, cases=()):
+        """None when it passes, or those cases of a program's do, else what failed."""
         code, output = self.run(["ninja", "-C", str(self.build), SCRIPTS.get(name, "test_" + name)])
         if code != 0:
             return "does not build", output
@@ -142,77 +158,86 @@ class Tree:
         case = [case.group(1)] if case else re.findall(r"\[ RUN      \] ([\w./]+)", output)[-1:]
         return "/".join([name] + case) + (" (hangs)" if code in (None, -9, -24) else ""), output
 
-    def prepare(self):
-        self.copy_sources()
-        code, output = self.run(["cmake", "--preset", "mutations"])
-        if code != 0:
-            sys.exit(output)
-
-    def guesses(self, fault, hint):
-        """The cases that caught the fault some time, or its neighbours, by test."""
+    def guesses(self, file):
+        """The cases that caught faults of the file, by test."""
         cases = {}
-        for caught in [hint] + [caught for caught, _ in self.catches[os.path.dirname(fault.file)].most_common(5)]:
+        for caught, _ in self.catches[file].most_common(5):
             name, _, case = caught.removesuffix(" (hangs)").partition("/")
-            if name in fault.stages():
+            if name in tests_of(file):
                 cases.setdefault(name, []).extend([case] if case else [])
         return cases
 
-    def judge(self, fault, hint):
-        """What catches the fault; only time depends on the hint, an earlier result."""
+    def judge(self, fault):
+        """What catches the fault."""
         path = self.source / fault.file
-        content = path.read_text()
+        text = path.read_text()
         try:
-            for name, cases in [*self.guesses(fault, hint).items(), *((name, ()) for name in fault.stages())]:
+            for name, cases in [*self.guesses(fault.file).items(), *((name, ()) for name in tests_of(fault.file))]:
                 if name not in self.seconds:  # its first time: it must pass without a fault
-                    path.write_text(content)
-                    if failed := self.stage(name):
+                    path.write_text(text)
+                    if failed := self.test(name):
                         sys.exit(f"{failed[1]}\nwithout a fault: {failed[0]}")
-                if path.read_text() == content:
-                    path.write_text(content.replace(fault.old, fault.new))
-                if failed := self.stage(name, cases):
-                    self.catches[os.path.dirname(fault.file)][failed[0]] += 1
+                if path.read_text() == text:
+                    path.write_text(fault.put_into(text))
+                if failed := self.test(name, cases):
+                    self.catches[fault.file][failed[0]] += 1
                     return failed[0]
-            return "MISSED"
+            return "UNCAUGHT"
         finally:
-            path.write_text(content)
+            path.write_text(text)
+
+
+def sources(rooms):
+    listed = subprocess.run(["git", "ls-files", "--", *(f"{room}/*.cpp" for room in rooms)], cwd=SOURCE, check=True,
+                            capture_output=True, text=True).stdout.split()
+    if not listed:
+        sys.exit("no sources in " + " ".join(rooms))
+    return [file for file in listed if not ONLY_FIRMWARE.search(file)]
+
+
+def read_arguments():
+    parser = argparse.ArgumentParser(prog="./run mutations", description=__doc__.split("\n")[0])
+    parser.add_argument("folder", type=lambda text: pathlib.Path(text).resolve(), help=argparse.SUPPRESS)
+    parser.add_argument("rooms", nargs="*", default=ROOMS, metavar="ROOM")
+    parser.add_argument("--count", type=int, default=20)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--continue", dest="goes_on", action="store_true")
+    return parser.parse_intermixed_args()
 
 
 def main():
-    faults = read_faults()
-    if sys.argv[1:] == ["--check"]:
-        return 0
-    options = [word for word in sys.argv[1:] if word.startswith("-")]
-    if options not in ([], ["--continue"]) or len(sys.argv) == 1 + len(options):
-        sys.exit(__doc__)
-    folder, *words = [word for word in sys.argv[1:] if not word.startswith("-")]
-    folder = pathlib.Path(folder).resolve()
-    faults = [fault for fault in faults if not words or any(word in fault.name + " " + fault.file for word in words)]
-    folder.mkdir(parents=True, exist_ok=True)
-    notes = folder / "results.tsv"
-    rows = [line.split("\t") for line in notes.read_text().splitlines()] if notes.exists() else []
-    earlier = {key: result for key, _, result, _ in rows} if options else {}
-    hints = {name: result for _, _, result, name in rows}
-    commit = subprocess.run(["git", "describe", "--always", "--dirty"], cwd=SOURCE, check=True, capture_output=True,
-                            text=True).stdout.strip()
-    keys = {fault: fault.key() for fault in faults}  # of the sources that are copied now
-    tree = Tree(folder / "tree")
+    arguments = read_arguments()
+    faults = list(faults_of(SOURCE, sources(arguments.rooms)))
+    random.Random(arguments.seed).shuffle(faults)
+    print(f"{len(faults)} faults in {' '.join(arguments.rooms)}; {arguments.count} of them by seed {arguments.seed}")
+    tree = Tree(arguments.folder / "tree")
+    tree.source.mkdir(parents=True, exist_ok=True)
     tree.prepare()
+    notes = arguments.folder / "results.tsv"
+    earlier = {}
+    for key, result, name in (line.split("\t") for line in notes.read_text().splitlines()) if notes.exists() else []:
+        earlier[key] = result
+        tree.catches[name.partition(":")[0]][result] += 1  # a hint, which only saves time
     results = {}
-    with notes.open("a" if words or options else "w") as file:
+    with notes.open("a") as file:
         for fault in faults:
+            if len(results) >= arguments.count:
+                break
             begin = time.monotonic()
-            results[fault] = earlier.get(keys[fault], "MISSED")
-            if results[fault] in ("MISSED", "does not build"):
-                results[fault] = tree.judge(fault, hints.get(fault.name, ""))
-                file.write("\t".join([keys[fault], commit, results[fault], fault.name]) + "\n")
+            key = hashlib.sha256((str(fault) + "\0" + fault.put_into((SOURCE / fault.file).read_text())).encode())
+            key = key.hexdigest()[:16]
+            if not arguments.goes_on or earlier.get(key, "UNCAUGHT") == "UNCAUGHT":
+                if not tree.counts(fault):
+                    continue
+                earlier[key] = tree.judge(fault)
+                file.write(f"{key}\t{earlier[key]}\t{fault}\n")
                 file.flush()
-                print(f"{len(results):4}  {time.monotonic() - begin:5.0f} s  {fault.name}: {results[fault]}", flush=True)
+            results[fault] = earlier[key]
+            print(f"{len(results):4}  {time.monotonic() - begin:4.0f} s  {fault}: {results[fault]}", flush=True)
 
-    print()
-    uncaught = [fault for fault in faults if results[fault] in ("MISSED", "does not build")]
-    for fault in uncaught:
-        print(f"{results[fault]}: {fault.name}")
-    print(f"{len(faults)} faults: {len(faults) - len(uncaught)} caught")
+    uncaught = [fault for fault, result in results.items() if result == "UNCAUGHT"]
+    print("", *(f"uncaught: {fault}" for fault in uncaught), sep="\n")
+    print(f"{len(results)} faults: {len(results) - len(uncaught)} caught")
     return 1 if uncaught else 0
 
 
