@@ -6,8 +6,6 @@
 
 namespace volumes {
 
-State g_state;
-
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_bindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
 static const EFI_GUID g_nameGuid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;

@@ -86,18 +86,23 @@ def wrong_includes(sources):
 
 def symbols(sources, build):
     """For each source of a room: what its object defines, and what it needs."""
+    objects = {}
+    for file in sorted(build.rglob("*.o")):
+        path = re.sub(r"^(.*/)?CMakeFiles/[^/]*\.dir/", r"\1", str(file.relative_to(build)))[:-2]
+        if (sources / path).exists() and room_of(path):
+            objects[path] = file
+    if not objects:
+        return {}, {}
+    names = subprocess.run(["nm", "-A", "-P", *objects.values()], check=True, capture_output=True, text=True).stdout
+    paths = {str(file): path for path, file in objects.items()}
     defined, needed = {}, collections.defaultdict(set)
-    objects = {file: str(file.relative_to(build)) for file in sorted(build.rglob("*.o"))}
-    for file, name in objects.items():
-        path = re.sub(r"^(.*/)?CMakeFiles/[^/]*\.dir/", r"\1", name)[:-2]
-        if not (sources / path).exists() or not room_of(path):
-            continue
-        for line in subprocess.run(["nm", "-P", file], check=True, capture_output=True, text=True).stdout.splitlines():
-            symbol, kind = line.split()[:2]
-            if kind in "TDBRA":
-                defined[symbol] = path
-            elif kind == "U":
-                needed[path].add(symbol)
+    for line in names.splitlines():
+        file, symbol, kind = line.split()[:3]
+        path = paths[file[:-1]]
+        if kind in "TDBRA":
+            defined[symbol] = path
+        elif kind == "U":
+            needed[path].add(symbol)
     return defined, needed
 
 
