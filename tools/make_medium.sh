@@ -68,7 +68,7 @@ if [ -n "${SIGN_KEY:-}" ]; then
   done
 fi
 cp -r "$jobs"/. "$tree/raidxyl"
-rm -rf "$tree/raidxyl/drivers" "$tree"/raidxyl/result.json* # a result that was copied back is of another medium
+rm -rf "$tree/raidxyl/drivers" "$tree/raidxyl/results" # results that were copied back are of another medium
 check_names
 used=$(du -sk --apparent-size "$tree" | cut -f 1)
 

@@ -244,11 +244,21 @@ EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_HOST *host) {
   makeShell();
   medium->Firmware.Files = &g_shell;
   host->Context = medium;
-  host->ReadFile = medium->Keeps ? firmwareReadFile : readMemory;
-  host->OpenOutput = medium->Keeps ? firmwareOpenOutput : openMemory;
-  host->CloseOutput = medium->Keeps ? firmwareCloseOutput : closeMemory;
+  host->ReadFile = firmwareReadFile;
+  host->OpenOutput = firmwareOpenOutput;
+  host->CloseOutput = firmwareCloseOutput;
   host->IsSameFile = firmwareIsSameFile;
+  if (!medium->Keeps) {
+    keepNothing(host);
+  }
   return status;
+}
+
+void keepNothing(XYL_HOST *host) {
+  mediumOf(host)->Keeps = false;
+  host->ReadFile = readMemory;
+  host->OpenOutput = openMemory;
+  host->CloseOutput = closeMemory;
 }
 
 void closeMedium(MEDIUM *medium) {

@@ -50,15 +50,17 @@ static XYL_RESULT runCommand(const XYL_HOST *host, const JOB_LINE &line, JOB_REC
   return result;
 }
 
-// Runs a command line and keeps what it printed. The result on the medium tells before that it runs.
+// Runs a command line and keeps what it printed. The medium tells before that it runs.
 static EFI_STATUS runLine(JOB_RUN *run, UINT32 index) {
   const JOB_LINE &line = run->File.Lines.items[index];
   JOB_RECORD *record = &run->Records.items[index];
   MEDIUM *medium = mediumOf(run->Host);
   record->State = JOB_RUNNING;
   readClock(&record->Started);
-  EFI_STATUS status = medium->Keeps ? writeResult(*run) : EFI_SUCCESS;
+  EFI_STATUS status = medium->Keeps ? tellProgress(run, index) : EFI_SUCCESS;
   if (EFI_ERROR(status)) {
+    complain(run->Host, "the medium does not take what a line comes to: %a; no further line runs", statusWords(status));
+    record->State = JOB_NOT_REACHED;
     return status;
   }
   say(run->Host, "==> %d/%d %a\n", index + 1, run->File.Lines.count, textOf(line.Text));
@@ -104,15 +106,6 @@ static EFI_STATUS runLines(JOB_RUN *run) {
 
 // --- The job ---
 
-// Letters that a file name cannot have become underscores.
-static void makeFileName(CHAR8 *name) {
-  for (; *name != 0; ++name) {
-    bool isPlain = (*name >= '0' && *name <= '9') || ((*name | 0x20) >= 'a' && (*name | 0x20) <= 'z') || *name == '-' ||
-                   *name == '.' || *name == '_';
-    *name = isPlain ? *name : '_';
-  }
-}
-
 // Reads the job file and, after a mistake in it, keeps what was told.
 static EFI_STATUS readJobFile(JOB_RUN *run) {
   CHAR8 *text = nullptr;
@@ -137,6 +130,53 @@ static EFI_STATUS readJobFile(JOB_RUN *run) {
   return serial == nullptr ? EFI_OUT_OF_RESOURCES : status;
 }
 
+static bool hasRun(const JOB_RUN &run) {
+  if (run.File.Again || !hasResult(run)) {
+    return false;
+  }
+  bool isNameless = *run.Server.Serial == 0 && *run.Server.Uuid == 0;
+  complain(
+      run.Host,
+      "this job has run, or begun to, and \\raidxyl\\%a tells what came of it. Without that file, or with the line "
+      "'again' in %a, it runs anew%a",
+      resultName(run, RESULT_SUFFIX).Text, JOBS_NAME,
+      isNameless ? ". This machine tells neither serial number nor UUID, so it may have been another one" : "");
+  return true;
+}
+
+// What cannot be kept on the medium is shown.
+static void showAfter(EFI_STATUS status, JOB_RUN *run) {
+  if (EFI_ERROR(status) && mediumOf(run->Host)->Keeps) {
+    complain(run->Host, "nothing can be kept on the medium; files are shown here instead");
+    keepNothing(run->Host);
+  }
+}
+
+static void endResult(JOB_RUN *run, const CHAR8 *state) {
+  run->State = state;
+  EFI_STATUS status = writeResult(*run);
+  showAfter(status, run);
+  if (EFI_ERROR(status)) {
+    writeResult(*run);
+  }
+  endProgress(run);
+}
+
+// Before a driver gets the chance to hang the medium tells that the job has begun.
+static void beginResult(EFI_HANDLE image, JOB_RUN *run) {
+  run->State = "running";
+  if (mediumOf(run->Host)->Keeps) {
+    showAfter(writeResult(*run), run);
+  }
+  loadDrivers(run->Host, image, &run->Drivers);
+  if (mediumOf(run->Host)->Keeps) {
+    showAfter(writeResult(*run), run);
+  }
+  if (mediumOf(run->Host)->Keeps) {
+    showAfter(beginProgress(run), run);
+  }
+}
+
 static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
   readServer(&run->Server, run->Host->SystemTable);
   readClock(&run->Started);
@@ -145,31 +185,22 @@ static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
   if (EFI_ERROR(status) && !isRefused) {
     return status;
   }
-  if (hasResult(*run) && !run->File.Again) {
-    complain(run->Host,
-             "this job has run, or begun to, and \\raidxyl\\%a tells what came of it. Without that file, or "
-             "with the line 'again' in %a, it runs anew",
-             RESULT_NAME, JOBS_NAME);
+  if (hasRun(*run)) {
     return EFI_ALREADY_STARTED;
   }
   if (isRefused) {
     complain(run->Host, "the job file has mistakes; nothing was run");
-    run->State = "refused";
-    writeResult(*run);
+    endResult(run, "refused");
     return status;
   }
-  run->State = "running";
   run->Records.items = poolNew<JOB_RECORD>(run->File.Lines.count);
   if (run->Records.items == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   run->Records.count = run->File.Lines.count;
-  loadDrivers(run->Host, image, &run->Drivers);
+  beginResult(image, run);
   status = runLines(run);
-  if (!EFI_ERROR(status)) {
-    run->State = "done";
-    status = writeResult(*run);
-  }
+  endResult(run, EFI_ERROR(status) ? "stopped" : "done");
   return status;
 }
 

@@ -1,4 +1,4 @@
-// result.json: what ran, when, on which machine and controller, and what came of it.
+// The result: what ran, when, on which machine and controller, and what came of it.
 #include "base/text.h"
 #include "images/medium/run.h"
 
@@ -43,15 +43,44 @@ static void writeTime(JSON *json, const CHAR8 *name, const EFI_TIME &time) {
   jsonText(json, name, text);
 }
 
+// --- Names ---
+
+void makeFileName(CHAR8 *name) {
+  for (; *name != 0; ++name) {
+    bool isPlain = (*name >= '0' && *name <= '9') || ((*name | 0x20) >= 'a' && (*name | 0x20) <= 'z') || *name == '-' ||
+                   *name == '.' || *name == '_';
+    *name = isPlain ? *name : '_';
+  }
+}
+
+static constexpr UINTN SERIAL_LIMIT = 64; // letters of it in a name
+
+RESULT_NAME resultName(const JOB_RUN &run, const CHAR8 *suffix) {
+  CHAR8 serial[SERIAL_LIMIT + 1] = "";
+  UINTN length = textLength(run.Server.Serial);
+  copyBytes(serial, run.Server.Serial, length < SERIAL_LIMIT ? length : SERIAL_LIMIT);
+  makeFileName(serial);
+  bool hasBoth = *serial != 0 && *run.Server.Uuid != 0;
+  bool hasNone = *serial == 0 && *run.Server.Uuid == 0;
+  RESULT_NAME name = {};
+  CHAR8 *at = name.Text;
+  const CHAR8 *parts[] = {"results\\", serial, hasBoth ? "-" : hasNone ? "unnamed" : "", run.Server.Uuid, suffix};
+  for (const CHAR8 *part : parts) {
+    copyBytes(at, part, textLength(part));
+    at += textLength(part);
+  }
+  return name;
+}
+
 // --- The document ---
 
-static void writeMachine(JSON *json, const SERVER &server) {
+// What tells whose result it is comes first, and is compared.
+static void writeHead(JSON *json, const JOB_RUN &run) {
+  jsonObject(json, nullptr);
+  jsonText(json, "job", run.Job);
   jsonObject(json, "machine");
-  jsonText(json, "maker", server.Maker);
-  jsonText(json, "product", server.Product);
-  jsonText(json, "serial", server.Serial);
-  jsonText(json, "uuid", server.Uuid);
-  jsonEnd(json);
+  jsonText(json, "serial", run.Server.Serial);
+  jsonText(json, "uuid", run.Server.Uuid);
 }
 
 static void writeDrivers(JSON *json, const POOL_ARRAY<MEDIUM_DRIVER> &drivers) {
@@ -67,8 +96,7 @@ static void writeDrivers(JSON *json, const POOL_ARRAY<MEDIUM_DRIVER> &drivers) {
   jsonEnd(json);
 }
 
-// What was printed waits for the end: the result is written before each line, and would be all that came before it.
-static void writeLine(JSON *json, const JOB_LINE &line, const JOB_RECORD &record, bool isDone) {
+void writeLine(JSON *json, const JOB_LINE &line, const JOB_RECORD &record, bool hasPrinted) {
   static constexpr const CHAR8 *states[] = {"not reached", "passed over", "running", "ran"};
   jsonObject(json, nullptr);
   jsonNumber(json, "line", line.Number);
@@ -88,35 +116,47 @@ static void writeLine(JSON *json, const JOB_LINE &line, const JOB_RECORD &record
     if (record.HasController) {
       writeIdentity(json, record.Controller);
     }
-    if (isDone) {
+    if (hasPrinted) {
       jsonText(json, "printed", textOf(record.Printed));
     }
   }
   jsonEnd(json);
 }
 
+static void writeEnd(JSON *json, const JOB_RUN &run) {
+  EFI_TIME now;
+  readClock(&now);
+  writeTime(json, "ended", now);
+  jsonText(json, "end", g_jobEnds[run.End]);
+}
+
+// A run that is not over tells its lines beside the result.
+static void writeLines(JSON *json, const JOB_RUN &run) {
+  jsonArray(json, "lines");
+  for (UINT32 i = 0; i < run.Records.count; ++i) {
+    writeLine(json, run.File.Lines.items[i], run.Records.items[i], /* hasPrinted= */ true);
+  }
+  jsonEnd(json);
+}
+
 static void writeDocument(JSON *json, const JOB_RUN &run) {
-  jsonObject(json, nullptr);
-  jsonText(json, "job", run.Job);
+  bool isOver = !textEqual(run.State, "running");
+  writeHead(json, run);
+  jsonText(json, "maker", run.Server.Maker);
+  jsonText(json, "product", run.Server.Product);
+  jsonEnd(json);
   jsonText(json, "state", run.State);
-  writeMachine(json, run.Server);
   writeTime(json, "started", run.Started);
-  bool isDone = !textEqual(run.State, "running");
-  if (isDone) {
-    EFI_TIME now;
-    readClock(&now);
-    writeTime(json, "ended", now);
-    jsonText(json, "end", g_jobEnds[run.End]);
+  if (isOver) {
+    writeEnd(json, run);
   }
   if (run.Mistakes.Length != 0) {
     jsonText(json, "mistakes", textOf(run.Mistakes));
   }
   writeDrivers(json, run.Drivers);
-  jsonArray(json, "lines");
-  for (UINT32 i = 0; i < run.Records.count; ++i) {
-    writeLine(json, run.File.Lines.items[i], run.Records.items[i], isDone);
+  if (isOver) {
+    writeLines(json, run);
   }
-  jsonEnd(json);
   jsonEnd(json);
 }
 
@@ -126,9 +166,10 @@ EFI_STATUS writeResult(const JOB_RUN &run) {
   JSON json = {};
   json.Host = &host;
   writeDocument(&json, run);
-  EFI_STATUS status = writeOnMedium(run.Host, RESULT_NAME, text);
+  RESULT_NAME name = resultName(run, RESULT_SUFFIX);
+  EFI_STATUS status = writeOnMedium(run.Host, name.Text, text);
   if (EFI_ERROR(status)) {
-    complain(run.Host, "cannot write '%a': %a", RESULT_NAME, statusWords(status));
+    complain(run.Host, "cannot write '%a': %a", name.Text, statusWords(status));
   }
   freeText(&text);
   return status;
@@ -136,11 +177,13 @@ EFI_STATUS writeResult(const JOB_RUN &run) {
 
 // --- An earlier boot ---
 
-// Whether text begins as a whole result of the job does.
-static bool isResultOf(const CHAR8 *text, UINTN size, const CHAR8 *job) {
+// Whether text is whole and begins as a result of this job on this machine does.
+static bool isResultOf(const CHAR8 *text, UINTN size, const JOB_RUN &run) {
   TEXT start = {};
-  putText(&start, "{\n  \"job\": \"");
-  putText(&start, job);
+  XYL_HOST host = capturingHost(&start, run.Host->Front);
+  JSON json = {};
+  json.Host = &host;
+  writeHead(&json, run);
   bool is = !start.Failed && size > start.Length && __builtin_memcmp(text, start.Chars, start.Length) == 0 &&
             text[size - 2] == '}' && text[size - 1] == '\n';
   freeText(&start);
@@ -149,14 +192,14 @@ static bool isResultOf(const CHAR8 *text, UINTN size, const CHAR8 *job) {
 
 // A power cut may have come while a new result took the place of the old one.
 bool hasResult(const JOB_RUN &run) {
-  static constexpr const CHAR8 *names[] = {RESULT_NAME, RESULT_NAME FIRMWARE_OLD_SUFFIX,
-                                           RESULT_NAME FIRMWARE_NEW_SUFFIX};
+  static constexpr const CHAR8 *suffixes[] = {RESULT_SUFFIX, RESULT_SUFFIX FIRMWARE_OLD_SUFFIX,
+                                              RESULT_SUFFIX FIRMWARE_NEW_SUFFIX};
   bool has = false;
-  for (const CHAR8 *name : names) {
+  for (const CHAR8 *suffix : suffixes) {
     CHAR8 *text = nullptr;
     UINTN size = 0;
-    if (!has && !EFI_ERROR(run.Host->ReadFile(run.Host, name, &text, &size))) {
-      has = isResultOf(text, size, run.Job);
+    if (!has && !EFI_ERROR(run.Host->ReadFile(run.Host, resultName(run, suffix).Text, &text, &size))) {
+      has = isResultOf(text, size, run);
       poolFree(text);
     }
   }

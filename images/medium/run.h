@@ -6,8 +6,6 @@
 #include "client/jobs/jobs.h"
 #include "images/firmware/firmware.h"
 
-#define RESULT_NAME "result.json"
-
 // A file that cannot be kept on the medium; later lines read it here.
 struct MEMORY_FILE {
   CHAR8 *Name; // pool
@@ -31,6 +29,8 @@ inline MEDIUM *mediumOf(const XYL_HOST *host) {
 // Opens the medium that the image comes from and makes the host's functions for files those of the medium.
 EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_HOST *host);
 void closeMedium(MEDIUM *medium);
+// From now on files are kept in memory and shown on the console.
+void keepNothing(XYL_HOST *host);
 // Writes a whole file, also over an old one.
 EFI_STATUS writeOnMedium(const XYL_HOST *host, const CHAR8 *name, const TEXT &text);
 
@@ -63,22 +63,43 @@ struct JOB_RECORD {
 };
 
 struct JOB_RUN {
-  const XYL_HOST *Host;
+  XYL_HOST *Host;
   SERVER Server;
   CHAR8 Job[9]; // CRC-32 of the job file
   JOB_FILE File;
   POOL_ARRAY<MEDIUM_DRIVER> Drivers;
   POOL_ARRAY<JOB_RECORD> Records; // of the lines
-  const CHAR8 *State;             // "running", "done" or "refused"
+  const CHAR8 *State;             // "running", "done", "stopped" or "refused"
   TEXT Mistakes;                  // of a refused job file
   EFI_TIME Started;
   JOB_END End;
+  EFI_SHELL_FILE_HANDLE Progress; // null: not told
+  UINT32 Running;                 // the line that was told last
 };
+
+// Names of what tells of a run on this machine; several machines may use one medium.
+struct RESULT_NAME {
+  CHAR8 Text[160];
+};
+#define RESULT_SUFFIX ".json"
+#define PROGRESS_SUFFIX ".lines"
+RESULT_NAME resultName(const JOB_RUN &run, const CHAR8 *suffix);
+// Letters that a file name cannot have become underscores.
+void makeFileName(CHAR8 *name);
 
 // Writes the result as it is now.
 EFI_STATUS writeResult(const JOB_RUN &run);
-// Whether an earlier boot began the same job file on this medium.
+// Whether an earlier boot of this machine began the same job file on this medium.
 bool hasResult(const JOB_RUN &run);
+// One line's part of it; what was printed is only for the end.
+void writeLine(JSON *json, const JOB_LINE &line, const JOB_RECORD &record, bool hasPrinted);
+
+// Begins to tell which lines ran, beside the result of a run that is not over.
+EFI_STATUS beginProgress(JOB_RUN *run);
+// Tells what came of the lines before, and that this one runs.
+EFI_STATUS tellProgress(JOB_RUN *run, UINT32 index);
+// Once the result is kept it is of no more use.
+void endProgress(JOB_RUN *run);
 
 void readClock(EFI_TIME *time);
 UINT64 secondsOf(const EFI_TIME &time); // counted from some day; only differences mean something

@@ -3,9 +3,11 @@
 by write and half of each, and the files of the boot medium are looked at each time.
   power_cuts.py IMAGE_BEFORE LOG OFFSET WORK FINAL
 LOG is that of QEMU's blklogwrites, OFFSET where the file system begins, FINAL the folder \\raidxyl as the run left it. A
-file is whole or absent; what ran is told by a result, under its name or under one of those that it changes places with."""
+file is whole or absent; what ran is told by a result, under its name or under one of those that it changes places with.
+What grows line by line beside it keeps the lines that it had, whatever comes behind them."""
 import json
 import os
+import re
 import shutil
 import struct
 import subprocess
@@ -51,17 +53,33 @@ def job_of(content):
         return None
 
 
+def results(found):
+    """Names of whole results."""
+    return [name for name in found if re.fullmatch(r"results/.*\.json(\.xyl-(old|new))?", name) and job_of(found[name])]
+
+
+def lines_told(found):
+    """How many lines at the beginning of what grows are whole; without end once the run is over."""
+    if any(json.loads(found[name])["state"] == "done" for name in results(found)):
+        return float("inf")
+    content = b"".join(found[name] or b"" for name in found if name.endswith(".lines"))
+    for count, line in enumerate(content.split(b"\n")):
+        try:
+            json.loads(line)
+        except ValueError:
+            return count
+    return 0
+
+
 def faults(found, first, last):
     """What is wrong with the files; first and last are those before and after the run."""
-    results = [name for name in ("result.json", "result.json.xyl-old", "result.json.xyl-new")
-               if name in found and job_of(found[name])]
     for name, content in found.items():
-        if name == "result.json" and not job_of(content):
-            yield "result.json is cut"
-        elif name != "result.json" and not name.endswith((".xyl-new", ".xyl-old")) and \
-                content not in (first.get(name), last.get(name)):
+        if name.startswith("results/") and name.endswith(".json"):
+            if not job_of(content):
+                yield f"{name} is cut"
+        elif not name.endswith((".lines", ".xyl-new", ".xyl-old")) and content not in (first.get(name), last.get(name)):
             yield f"{name} is cut"
-        elif name in last and name not in first and not results:
+        elif name in last and name not in first and not results(found):
             yield f"{name} is there without a result"
     for name in first:
         if name not in found:
@@ -75,7 +93,7 @@ def load(folder):
 
 shutil.copyfile(before, work + "/cut.img")
 first, last = files(), load(final)
-cuts, failures, began = 0, 0, False
+cuts, failures, began, lines = 0, 0, False, 0
 with open(work + "/cut.img", "r+b", buffering=0) as image:
     for place, data in entries():
         for length in sorted({len(data) // SECTOR // 2 * SECTOR, len(data)}):
@@ -84,13 +102,17 @@ with open(work + "/cut.img", "r+b", buffering=0) as image:
             cuts += 1
             found = files()
             told = list(faults(found, first, last))
-            if began and not any(name.startswith("result.json") and job_of(found[name]) for name in found):
+            if began and not results(found):
                 told.append("the result is gone")
-            began = began or "result.json" in found
+            count = lines_told(found)
+            if count < lines:
+                told.append("lines that were told are gone")
+            lines = max(lines, count) if count != float("inf") else lines
+            began = began or bool(results(found))
             failures += len(told)
             for fault in told:
                 print(f"power cut {cuts}: {fault}")
 if found != last:
     sys.exit("the log does not lead to the image")
 print(f"{cuts} power cuts, {failures} faults")
-sys.exit(failures != 0 or cuts < 20)
+sys.exit(failures != 0 or cuts < 20 or lines < 5)

@@ -1,6 +1,8 @@
 // The front of boot media: its entry point under the host's firmware, with a medium and a machine of the tests' own.
 #include "images/medium/medium.h"
 
+#include <regex>
+
 #include "tests/images/medium/stick.h"
 #include "tests/support/world.h"
 
@@ -12,6 +14,8 @@ static const EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
 #else
 #define ARCH u"aa64"
 #endif
+
+#define FIRST_RESULT u"results\\sn_42-00000000-0000-0000-0000-000000000001"
 
 class Medium : public testing::Test {
 protected:
@@ -118,7 +122,60 @@ TEST_F(Medium, TellsEveryDriverInTheOrderOfNames) {
   }
   expect(EFI_ABORTED, "driver ds0.efi: Unsupported\n"); // this firmware loads no files
   EXPECT_TRUE(said("driver " + std::string(74, 'n') + "\xE4\xB8\xAD.efi: Unsupported\n"));
-  const std::string &result = STICK::file(u"result.json");
+  const std::string &result = STICK::file(FIRST_RESULT u".json");
   EXPECT_EQ(countOf(result, "\"Unsupported\""), 81u);
   EXPECT_LT(result.find("ds0.efi"), result.find("dz0.efi"));
+}
+
+TEST_F(Medium, ResultsAreThoseOfAJobAndAMachine) {
+  STICK::file(u"jobs.txt") = "get -o %SERIAL%.xml\n";
+  expect(EFI_ABORTED, "==> 1/1 ok");
+  const auto after = STICK::files;
+  EXPECT_EQ(after.size(), 4u); // job, document, the folder and its result
+  expect(EFI_ALREADY_STARTED, "this job has run, or begun to, and \\raidxyl\\results\\SN_42-");
+  EXPECT_EQ(STICK::files, after);
+  // Other machines, of which some are told apart by one thing only.
+  const struct {
+    const char *serial;
+    uint8_t uuid;
+  } machines[] = {{"SN/42", 2}, {"SN/43", 1}, {"", 1}, {"SN/42", 0}};
+  STICK::file(u"jobs.txt") = "list\n";
+  for (const auto &machine : machines) {
+    describeMachine(machine.serial, machine.uuid);
+    expect(EFI_ABORTED, "==> 1/1 ok");
+    expect(EFI_ALREADY_STARTED, "this job has run");
+  }
+  STICK::file(u"jobs.txt") = "list \n"; // another job
+  expect(EFI_ABORTED, "==> 1/1 ok");
+  describeMachine("", 0);
+  expect(EFI_ABORTED, "==> 1/1 ok");
+  expect(EFI_ALREADY_STARTED, "so it may have been another one");
+  EXPECT_EQ(after.at(u"\\raidxyl\\" FIRST_RESULT u".json"), STICK::file(FIRST_RESULT u".json"));
+}
+
+// A medium that takes no further change, however many it took.
+TEST_F(Medium, TellsWhatRanOnTheMediumOrOnTheConsole) {
+  const std::string job = "list\nfailed: list\nget -o a.xml\nlist\n";
+  STICK::file(u"jobs.txt") = job;
+  boot();
+  ASSERT_TRUE(STICK::file(FIRST_RESULT u".json").find("\"state\": \"done\"") != std::string::npos);
+  EXPECT_FALSE(STICK::has(FIRST_RESULT u".lines"));
+  const std::regex told("(\\{\"line\": [^\n]*\\}\n)*"), running("\n\\{\"line\": 3,[^\n]*\"state\": \"running\"");
+  size_t stopped = 0;
+  for (int writable = 0, all = STICK::writes; writable < all; ++writable) {
+    STICK::clear();
+    STICK::file(u"jobs.txt") = job;
+    STICK::writable = writable;
+    EFI_STATUS status = boot();
+    bool isShown = said("===== raidxyl file results\\SN_42-");
+    bool isKept = STICK::file(FIRST_RESULT u".json").find("\"ended\": ") != std::string::npos;
+    EXPECT_TRUE(isShown || isKept) << writable << console_;
+    EXPECT_TRUE(said(status == EFI_ABORTED ? "==> 4/4 ok" : "no further line runs")) << writable << console_;
+    EXPECT_TRUE(writable != 0 || (said("===== raidxyl file a.xml\n") && said("nothing can be kept on the medium")));
+    stopped += status == EFI_ABORTED ? 0 : 1;
+    std::string lines = STICK::has(FIRST_RESULT u".lines") ? STICK::file(FIRST_RESULT u".lines") : "";
+    EXPECT_TRUE(std::regex_match(lines, told)) << lines;
+    EXPECT_TRUE(std::regex_search(lines, running) || !STICK::has(u"a.xml") || isKept) << writable << lines;
+  }
+  EXPECT_GT(stopped, 0u);
 }
