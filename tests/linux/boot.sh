@@ -3,11 +3,11 @@
 #   boot.sh WORK JOB DISK...
 # WORK is a folder for what comes out: results.txt (what the job printed), console.txt (the kernel's messages). JOB is a
 # shell script; it finds guest.sh beside it. DISKs are raw images, which become /dev/vda, /dev/vdb and so on, or
-# BUS:IMAGE with BUS one of virtio, ahci, nvme. LIMIT is the seconds until QEMU is stopped (300). False when the job did
-# not come to its end with status 0.
+# BUS:IMAGE with BUS one of virtio, ahci, nvme. Environment: LIMIT the seconds until QEMU is stopped (300), GUEST the
+# guest's folder (build/linux). False when the job did not come to its end with status 0.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
-guest=$(cd "$here/../.." && pwd)/build/linux
+guest=${GUEST:-$(cd "$here/../.." && pwd)/build/linux}
 work=$1
 job=$2
 shift 2

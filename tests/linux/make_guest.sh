@@ -1,11 +1,15 @@
 #!/bin/sh
-# Makes the Linux guest of run_linux.sh below build/linux/: vmlinux and initramfs, from the distribution's packages,
-# which are unpacked there and not installed. What is there already is kept; newer scripts renew the initramfs.
+# Makes the Linux guest that boot.sh boots: vmlinux and initramfs, from the distribution's packages, which are unpacked and
+# not installed. What is there already is kept; newer scripts renew the initramfs.
+#   make_guest.sh [SUITE]
+# Environment: GUEST its folder (build/linux). With a SUITE, such as sid, the packages are that suite's, from lists of its
+# own: the machine's apt knows nothing of them.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
-guest=$(cd "$here/../.." && pwd)/build/linux
+guest=${GUEST:-$(cd "$here/../.." && pwd)/build/linux}
+suite=${1:-}
 . "$here/../../cmake/apt.sh"
-packages="mdadm systemd-boot-efi busybox-static e2fsprogs libext2fs2 libcom-err2 libblkid1 libuuid1 libudev1"
+programs="mdadm systemd-boot-efi busybox-static e2fsprogs libc6"
 modules="virtio_pci virtio_blk virtio_scsi ahci sd_mod nvme crc32c_generic raid0 raid1 raid10 raid456 linear ext4 vfat
   nls_cp437 nls_ascii nls_iso8859-1"
 
@@ -16,16 +20,45 @@ unpacked=$guest/unpacked
 
 # --- The packages ---
 
+# Lets apt forget the machine's sources and lists.
+use_suite() {
+  lists=$guest/apt
+  mkdir -p "$lists/lists/partial" "$lists/cache/archives/partial"
+  keyring=/usr/share/keyrings/debian-archive-keyring.gpg
+  echo "deb [signed-by=$keyring] http://deb.debian.org/debian $suite main" >"$lists/sources.list"
+  cat >"$lists/apt.conf" <<APT
+Dir::State::Lists "$lists/lists";
+Dir::State::Status "/dev/null";
+Dir::Cache "$lists/cache";
+Dir::Etc::SourceList "$lists/sources.list";
+Dir::Etc::SourceParts "/dev/null";
+Dir::Etc::PreferencesParts "/dev/null";
+APT::Sandbox::User "root";
+APT
+  export APT_CONFIG="$lists/apt.conf"
+}
+
+# depends PACKAGE PATTERN: those of its dependencies that have such a name.
+depends() { apt-cache depends "$1" | sed -n "s/.*Depends: \\($2\\)\$/\\1/p"; }
+
+# A kernel's modules and libraries have other names in other suites.
 download() {
-  kernel=$(apt-cache depends linux-image-amd64 | sed -n 's/.*Depends: \(linux-image-[0-9].*\)/\1/p') &&
-    [ -n "$kernel" ] && apt-get download -q "$kernel" $packages
+  kernel=$(depends linux-image-amd64 'linux-image-[0-9].*') &&
+    [ -n "$kernel" ] &&
+    apt-get download -q $programs "$kernel" $(depends "$kernel" 'linux-\(binary\|modules\)-[0-9].*') \
+      $(depends e2fsprogs 'lib[a-z].*' | sort -u) $(depends mdadm 'libudev.*')
 }
 
 unpack() {
   rm -rf "$unpacked" "$guest/packages"
   mkdir -p "$unpacked" "$guest/packages"
+  for folder in bin sbin lib lib64; do
+    mkdir -p "$unpacked/usr/$folder"
+    ln -s "usr/$folder" "$unpacked/$folder" # where older packages still have their files
+  done
   cd "$guest/packages"
-  echo "==> fetching the guest's packages (80 MB)"
+  echo "==> fetching the guest's packages${suite:+ of $suite} (100 MB)"
+  [ -z "$suite" ] || use_suite
   if ! download >download.log 2>&1; then
     patient_apt update
     download >download.log 2>&1 || { cat download.log >&2; exit 1; }
@@ -33,44 +66,52 @@ unpack() {
   for package in *.deb; do
     dpkg-deb -x "$package" "$unpacked"
   done
-  extract_kernel "$unpacked"/boot/vmlinuz-*
-  echo "$packages" >"$unpacked/complete"
+  extract_kernel
+  echo "$programs" >"$unpacked/complete"
 }
 
-# QEMU starts the unpacked kernel directly, which saves the guest unpacking it.
+# QEMU starts an unpacked kernel directly, which saves the guest unpacking it; one that is not of xz unpacks itself.
 extract_kernel() {
-  python3 - "$1" "$guest/vmlinux" <<'PYTHON'
+  image=$(ls "$unpacked"/boot/vmlinuz-* "$unpacked"/lib/modules/*/vmlinuz 2>/dev/null | head -n 1)
+  python3 - "$image" "$guest/vmlinux" <<'PYTHON'
 import lzma, sys
 image = open(sys.argv[1], "rb").read()
-payload = image[image.index(b"\xfd7zXZ\0"):]
-open(sys.argv[2], "wb").write(lzma.LZMADecompressor().decompress(payload))
+at = image.find(b"\xfd7zXZ\0")
+open(sys.argv[2], "wb").write(lzma.LZMADecompressor().decompress(image[at:]) if at > 0 else image)
 PYTHON
-  strip -s "$guest/vmlinux"
+  cmp -s "$image" "$guest/vmlinux" || strip -s "$guest/vmlinux"
 }
 
 # --- The initramfs ---
 
+# The suite's own loader finds its libraries: the machine's may be too old for them.
 copy_programs() {
+  libraries=$unpacked/lib/x86_64-linux-gnu
+  loader=$libraries/ld-linux-x86-64.so.2
   cp "$unpacked/bin/busybox" "$root/bin"
   cp "$unpacked/sbin/mdadm" "$unpacked/sbin/mdmon" "$unpacked/sbin/mke2fs" "$root/sbin"
-  libraries=$unpacked/lib/x86_64-linux-gnu:$unpacked/usr/lib/x86_64-linux-gnu
-  LD_LIBRARY_PATH=$libraries ldd "$root"/sbin/* | grep -o '/[^ ]*\.so[^ ]*' | sort -u | while read -r library; do
-    case $library in
-    */ld-linux*) cp -L "$library" "$root/lib64" ;;
-    *) cp -L "$library" "$root/lib" ;;
-    esac
+  for program in "$root"/sbin/*; do
+    "$loader" --inhibit-cache --library-path "$libraries" --list "$program"
+  done | sed -n 's/.* => \([^ ]*\) .*/\1/p' | sort -u | while read -r library; do
+    cp -L "$library" "$root/lib"
   done
+  cp -L "$loader" "$root/lib64"
 }
 
-# The modules with those that they need, in the order in which the guest loads them.
+# The modules with those that they need, in the order in which the guest loads them. Some kernels have some built in, or
+# not at all.
 copy_modules() {
   version=$(ls "$unpacked/lib/modules")
   /sbin/depmod -b "$unpacked" "$version"
   for module in $modules; do
-    /sbin/modprobe -d "$unpacked" -S "$version" --show-depends "$module"
+    /sbin/modprobe -d "$unpacked" -S "$version" --show-depends "$module" 2>/dev/null || true
   done | sed -n 's/^insmod \([^ ]*\).*/\1/p' | awk '!seen[$0]++' | while read -r file; do
-    cp "$file" "$root/modules"
-    basename "$file" >>"$root/modules/order"
+    name=$(basename "$file" .xz)
+    case $file in
+    *.xz) xz -dc "$file" >"$root/modules/$name" ;;
+    *) cp "$file" "$root/modules" ;;
+    esac
+    echo "$name" >>"$root/modules/order"
   done
 }
 
@@ -86,7 +127,7 @@ make_initramfs() {
   mv "$guest/initramfs.new" "$guest/initramfs"
 }
 
-[ "$(cat "$unpacked/complete" 2>/dev/null)" = "$packages" ] || unpack
+[ "$(cat "$unpacked/complete" 2>/dev/null)" = "$programs" ] || unpack
 if [ ! -f "$guest/initramfs" ] || [ "$here/init" -nt "$guest/initramfs" ] || [ "$0" -nt "$guest/initramfs" ]; then
   make_initramfs
 fi

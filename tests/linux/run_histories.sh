@@ -1,12 +1,13 @@
 #!/bin/sh
 # Volumes of sets whose disks do not all tell the same are started by Linux: after a disk was marked as failed while it is
 # plugged in, after Linux did that itself, and after a cut of the power while a disk joined.
-# Environment: XYL the host's client (build/release/bin/xyl). What comes out stays in build/linux/histories.
+# Environment: XYL the host's client (build/release/bin/xyl). GUEST the guest (build/linux). What comes out
+# stays in its folder histories.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
 xyl=${XYL:-$root/build/release/bin/xyl}
-work=$root/build/linux/histories
+work=${GUEST:-$root/build/linux}/histories
 rm -rf "$work"
 mkdir -p "$work"
 cd "$work"

@@ -1,12 +1,13 @@
 #!/bin/sh
 # Virtual disks that our clients make, on the host and in firmware, are used by Linux: assembled, written, degraded,
 # rebuilt; then deleted. What firmware wrote was recorded: see writes.py.
-# Environment: XYL the host's client (build/release/bin/xyl). What comes out stays in build/linux/volumes.
+# Environment: XYL the host's client (build/release/bin/xyl). GUEST the guest (build/linux). What comes out
+# stays in its folder volumes.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
 xyl=${XYL:-$root/build/release/bin/xyl}
-work=$root/build/linux/volumes
+work=${GUEST:-$root/build/linux}/volumes
 
 fail() { echo "linux: $*"; exit 1; }
 images() { for name in "$@"; do rm -f "$name" && truncate -s 128M "$name"; done; }
