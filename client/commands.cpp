@@ -188,8 +188,8 @@ const XYL_COMMAND g_xylCommands[] = {
      "What is not given is left to the controller; without --size the virtual disk takes all the room. The members\n"
      "have to be Ready, or Online with room beside other virtual disks, and what is asked for has to be what the\n"
      "controller can do. Where partitions, a file system or other metadata on a disk of the machine are in the way,\n"
-     "--wipe shows what they are, wants a typed yes or --yes, and destroys them; disks of virtual disks are not\n"
-     "wiped.\n" VERB_DISK_TEXT ".",
+     "--wipe shows what they are, wants a typed yes or --yes, and destroys them; disks of virtual disks are wiped\n"
+     "only when 'show' tells that nothing else can be done with their set.\n" VERB_DISK_TEXT ".",
      HOST_TEXT("xyl create --level 1 --disks 301:8,301:9 --name Builds --controller lab.json\n"
                "xyl create --level 5 --count 3 --size 2TB --cache \"write back\" --show --controller lab.json"),
      "xyl create --level 1 --disks 301:8,301:9 --name Builds --spare 301:6\nxyl create --level 5 --count 3 --show",

@@ -31,7 +31,8 @@ typedef struct RAID_DISKS_PROTOCOL RAID_DISKS_PROTOCOL;
 struct RAID_DISKS_PROTOCOL {
   // Looks at the disk of that ObjectID.
   //   EFI_NOT_FOUND          there is none
-  //   EFI_ACCESS_DENIED      it belongs to a set of volumes, which the controller's own commands change
+  //   EFI_ACCESS_DENIED      it belongs to a set of volumes, which the controller's own commands change; of a set that
+  //                          they cannot change, disks are told of as others are
   //   EFI_WRITE_PROTECTED    images that are running were loaded from it
   //   EFI_UNSUPPORTED        it is free, or nothing that is on it is the reason why it is not
   //   EFI_OUT_OF_RESOURCES   no memory

@@ -50,6 +50,18 @@ static void describeUse(WORD_LIST &use, const XML_NODE *disk) {
   }
 }
 
+// Where the name tells in brackets what keeps a disk from being used, that is as good as its use.
+static void describeFault(WORD_LIST &use, const XML_NODE *disk) {
+  const CHAR8 *name = childText(disk, "Name");
+  UINTN length = textLength(name), from = 0;
+  while (from < length && name[from] != '(') {
+    ++from;
+  }
+  if (from < length && name[length - 1] == ')') {
+    append(use, " ", name + from);
+  }
+}
+
 static void addSize(TABLE *table, const XML_NODE *node) {
   CHAR8 size[SIZE_TEXT_CAPACITY];
   formatSize(size, parseDecimal(childText(node, "Size")));
@@ -62,6 +74,7 @@ static void addDisk(TABLE *table, const XML_NODE *disk) {
   append(model, " ", childText(disk, "ModelName"));
   WORD_LIST use = {};
   describeUse(use, disk);
+  describeFault(use, disk);
   addCell(table, childText(disk, "Slot"));
   addCell(table, childText(disk, "ObjectID"));
   addCell(table, orNone(model.Text));

@@ -22,7 +22,8 @@ static XYL_RESULT refuseDisk(const XYL_CONTEXT &context, const WORD_LIST &name, 
 static const CHAR8 *whyNotWiped(EFI_STATUS status) {
   switch (status) {
   case EFI_ACCESS_DENIED:
-    return "it belongs to a set of virtual disks; 'xyl delete' and 'xyl spare --remove' make it free";
+    return "it belongs to a set; 'xyl delete' or 'xyl spare --remove' frees it, a Clear if it is foreign, a Change to "
+           "Ready if it failed";
   case EFI_WRITE_PROTECTED:
     return "programs that are running were loaded from it";
   case EFI_UNSUPPORTED:

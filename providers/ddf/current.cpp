@@ -3,7 +3,7 @@
 #include "providers/ddf/copy.h"
 #include "providers/ddf/set_stages.h"
 
-static bool sameLengths(const DDF_HEADER &a, const DDF_HEADER &b) {
+bool ddfSameLayout(const DDF_HEADER &a, const DDF_HEADER &b) {
   for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
     if (a.sections[i].length != b.sections[i].length) {
       return false;
@@ -45,7 +45,7 @@ static bool isUnderstood(const DDF_VOLUME &volume) {
 
 // Renews the records in the slots of volumes that have a part here, and frees those of volumes that certainly have
 // none (any more). wanted has a record for each volume, null where the disk needs none or, afterwards, has it.
-static void renewSlots(const DDF_SET &set, const SET_INDEX &index, bool outdated, const DDF_RECORD **wanted,
+static void renewSlots(const DDF_SET &set, const SET_INDEX &index, const DDF_COPY &newest, const DDF_RECORD **wanted,
                        DDF_COPY *copy) {
   UINT32 slots = ddfRecordCapacity(*copy);
   for (UINT32 at = 0; at < slots; at++) {
@@ -55,7 +55,7 @@ static void renewSlots(const DDF_SET &set, const SET_INDEX &index, bool outdated
     }
     UINT32 volume = findVolume(set, index, slot->guid);
     if (volume == DDF_NONE) {
-      outdated ? void(__builtin_memset(slot, 0xFF, recordSize(copy->header))) : void();
+      ddfIsDeleted(newest, slot->guid) ? void(__builtin_memset(slot, 0xFF, recordSize(copy->header))) : void();
     } else if (wanted[volume] != nullptr) {
       copyBytes(slot, wanted[volume], recordSize(copy->header));
       wanted[volume] = nullptr;
@@ -65,7 +65,7 @@ static void renewSlots(const DDF_SET &set, const SET_INDEX &index, bool outdated
   }
 }
 
-static EFI_STATUS renewRecords(const DDF_SET &set, const DDF_PD &pd, bool outdated, DDF_COPY *copy) {
+static EFI_STATUS renewRecords(const DDF_SET &set, const DDF_PD &pd, const DDF_COPY &newest, DDF_COPY *copy) {
   SET_INDEX index = {};
   const DDF_RECORD **wanted = poolNew<const DDF_RECORD *>(set.volumeCount + UINTN{1});
   EFI_STATUS status = EFI_OUT_OF_RESOURCES;
@@ -74,7 +74,7 @@ static EFI_STATUS renewRecords(const DDF_SET &set, const DDF_PD &pd, bool outdat
     for (UINT32 i = 0; i < pd.partCount; i++) {
       wanted[pd.parts[i].volume] = recordOf(set, pd.parts[i]);
     }
-    renewSlots(set, index, outdated, wanted, copy);
+    renewSlots(set, index, newest, wanted, copy);
     UINT32 from = 0;
     for (UINT32 i = 0; i < set.volumeCount && !EFI_ERROR(status); i++) {
       DDF_RECORD *slot = wanted[i] != nullptr ? findFreeSlot(*copy, &from) : nullptr;
@@ -98,7 +98,7 @@ EFI_STATUS ddfCurrentCopy(const DDF_MODEL &model, UINT32 disk, DDF_COPY *copy) {
   const DDF_DISK &member = model.disks[disk];
   const DDF_SET &set = model.sets[member.set];
   const DDF_COPY &newest = model.disks[set.newest].copy;
-  if (!sameLengths(member.copy.header, newest.header)) {
+  if (!ddfSameLayout(member.copy.header, newest.header)) {
     return EFI_UNSUPPORTED;
   }
   EFI_STATUS status = ddfDuplicateCopy(member.copy, copy);
@@ -111,7 +111,8 @@ EFI_STATUS ddfCurrentCopy(const DDF_MODEL &model, UINT32 disk, DDF_COPY *copy) {
   for (DDF_SECTION section : SHARED) {
     copySection(newest, section, copy);
   }
-  status = renewRecords(set, set.pds[member.pd], isOutdated(set, member.copy), copy);
+  ddfPassDeleted(newest, *copy);
+  status = renewRecords(set, set.pds[member.pd], newest, copy);
   if (EFI_ERROR(status)) {
     ddfFreeCopy(copy);
     return status;
@@ -135,13 +136,14 @@ DDF_HOLDINGS ddfHoldings(const DDF_MODEL &model, UINT32 disk) {
   DDF_HOLDINGS holdings = {};
   const DDF_COPY &copy = model.disks[disk].copy;
   const DDF_SET &set = model.sets[model.disks[disk].set];
+  const DDF_COPY &newest = model.disks[set.newest].copy;
   UINT32 slots = ddfRecordCapacity(copy);
   for (UINT32 at = 0; at < slots; at++) {
     const DDF_RECORD *record = ddfRecordSlot(copy, at);
     if (record->signature == DDF_RECORD_SIGNATURE) {
-      UINT32 &count = hasEntry(set, record->guid) ? holdings.known
-                      : isOutdated(set, copy)     ? holdings.deleted
-                                                  : holdings.unknown;
+      UINT32 &count = hasEntry(set, record->guid)          ? holdings.known
+                      : ddfIsDeleted(newest, record->guid) ? holdings.deleted
+                                                           : holdings.unknown;
       count++;
     }
   }

@@ -40,7 +40,8 @@ enum DDF_DISK_KIND {
   DDF_DISK_OTHER,      // has no such metadata; holds tells what else was found
   DDF_DISK_UNREADABLE, // a read that was needed to tell failed
   DDF_DISK_DAMAGED,    // has metadata, but no copy that can be trusted
-  DDF_DISK_STALE,      // has a good copy, but its set does not know it (any more), or has another disk in its place
+  DDF_DISK_STALE,      // has a good copy, but its set does not know it (any more), or has another disk in its place, or
+                       // was changed apart from it
   DDF_DISK_MEMBER,     // belongs to its set
 };
 
@@ -49,7 +50,7 @@ struct DDF_DISK {
   DDF_SOURCE source;
   DDF_DISK_KIND kind;
   UINT32 set; // of a member or a stale disk, else DDF_NONE
-  UINT32 pd;  // of a member: its place in the set's pds; of a stale disk: the place that another one has, or DDF_NONE
+  UINT32 pd;  // of a member: its place in the set's pds; of a stale disk: the place that it cannot have, or DDF_NONE
   // Why the disk is not a member, and why its primary and its secondary copy are not used. A copy that is only older
   // than the other one has no fault.
   DDF_FAULT fault;
@@ -150,8 +151,10 @@ struct DDF_SET {
   UINT32 pdCount;
   DDF_VOLUME *volumes; // used entries of the list, in its order
   UINT32 volumeCount;
-  UINT32 orphans; // records of volumes that have no entry, on disks that are as new as the set
-  bool sound;     // no orphans, and every record is understood: what looks free is free
+  UINT32 apart;       // stale disks that were changed without the newest one
+  UINT32 orphans;     // records of volumes that have no entry and were not deleted
+  bool sound;         // no orphans, and every record is understood: what looks free is free
+  const CHAR8 *stuck; // why it can be neither changed nor deleted: a fault as below, or that no disk works; or null
 };
 
 struct DDF_MODEL {
@@ -179,6 +182,11 @@ DDF_HOLDINGS ddfHoldings(const DDF_MODEL &model, UINT32 disk);
 // Whether a disk carries metadata of a set that does not list it, and holds nothing: a change that was to bring it in
 // or to take it out was stopped, or all its volumes were deleted while it was away.
 bool ddfIsLeftover(const DDF_MODEL &model, UINT32 disk);
+
+// Why a set can be neither changed nor deleted, and why one of its disks keeps it from that: constant texts, or null.
+// Such a set ends when its disks are wiped.
+const CHAR8 *ddfSetFault(const DDF_SET &set);
+const CHAR8 *ddfDiskFault(const DDF_MODEL &model, UINT32 disk);
 
 // Writes what signatures in the first and last sectors of a disk tell ("GPT", "ext file system, LVM"), cut to size
 // bytes with a NUL; empty for none. Returns EFI_SUCCESS or the status of a read that failed. The format's own anchor is
@@ -217,6 +225,13 @@ UINT32 ddfChecksum(const void *bytes, UINTN size);
 // Sets the checksum of every section and of every record of a copy.
 void ddfSeal(DDF_COPY *copy);
 
+// Disks remember the last seven volumes of their set that were deleted, so that one that was away meanwhile may lose
+// its records of them: notes one, in memory; whether it is noted; hands all notes on. In a place that another maker
+// uses nothing is noted.
+void ddfNoteDeleted(const DDF_COPY &copy, const DDF_GUID &volume);
+bool ddfIsDeleted(const DDF_COPY &copy, const DDF_GUID &volume);
+void ddfPassDeleted(const DDF_COPY &from, const DDF_COPY &to);
+
 // Makes the sector of one of the disk's headers from the copy's header. The anchor's sequence and open flag are fixed.
 void ddfMakeHeader(const DDF_COPY &copy, DDF_HEADER_TYPE type, DDF_OPEN_FLAG open, UINT32 sequence, UINT32 time,
                    DDF_HEADER *header);
@@ -230,7 +245,7 @@ DDF_EXTENT ddfSectionExtent(const DDF_COPY &copy, DDF_HEADER_TYPE type, DDF_SECT
 
 // Makes the copy that a member of a set should have by all that its set knows: its own identity and spare record, the
 // newest lists, and the newest record of every volume that has a part on it, in the slot in which it has an older one.
-// Records of volumes that have no entry stay, but for those on a disk that is behind its set. The sequence is the
+// Records of volumes that have no entry stay, but for those of volumes that were deleted. The sequence is the
 // set's. Returns EFI_SUCCESS, EFI_INVALID_PARAMETER for a disk that is no member, EFI_UNSUPPORTED when its sections
 // differ from the newest disk's in length, EFI_VOLUME_FULL when no slot is left, or EFI_OUT_OF_RESOURCES; on failure
 // *copy is empty. The caller gives it back with ddfFreeCopy.
@@ -276,6 +291,9 @@ constexpr UINT32 DDF_RESERVE = 65536; // sectors at the end of a disk that no vo
 // a disk that is too small or limits without room, or EFI_OUT_OF_RESOURCES; on failure *copy is empty. The caller gives
 // it back with ddfFreeCopy.
 EFI_STATUS ddfNewCopy(const DDF_NEW_COPY &wanted, DDF_COPY *copy);
+
+// Whether the sections of two headers have the same lengths.
+bool ddfSameLayout(const DDF_HEADER &a, const DDF_HEADER &b);
 
 // A copy of its own with the same bytes; statuses and ownership as above.
 EFI_STATUS ddfDuplicateCopy(const DDF_COPY &from, DDF_COPY *copy);

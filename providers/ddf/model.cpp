@@ -96,7 +96,7 @@ static bool readSet(DDF_MODEL *model, DDF_SET *set, const GOOD_DISK *good, UINTN
   set->controller = ddfControllerData(newest.copy);
   set->sequence = good[0].sequence;
   set->ordered = true;
-  if (!collectPds(newest, set) || !indexReferences(*set, index)) {
+  if (!collectPds(newest, set) || !indexReferences(*set, index) || !listVolumes(*model, set, index)) {
     return false;
   }
   for (UINTN i = 0; i < count; i++) {
@@ -106,7 +106,12 @@ static bool readSet(DDF_MODEL *model, DDF_SET *set, const GOOD_DISK *good, UINTN
     disk.lagging = disk.lagging || disk.copy.header.sequence != set->sequence;
     set->ordered = set->ordered && isOrdered(disk.copy.header);
   }
-  return readVolumes(*model, set, index) && readSpares(*model, set, *index) && readSpace(set);
+  setApart(model, set, *index);
+  if (!readVolumes(*model, set, *index) || !readSpares(*model, set, *index) || !readSpace(set)) {
+    return false;
+  }
+  set->stuck = whyStuck(*model, *set);
+  return true;
 }
 
 // Sets are numbered by their first disk, which the sorted order does not tell.

@@ -116,6 +116,28 @@ static bool isSibling(const DDF_RECORD &a, const DDF_RECORD &b) {
          a.memberBlocks == b.memberBlocks;
 }
 
+// Whether two records of a span put it in the same places. Of two that do not, the newer one counts.
+static bool isSamePlace(const RECORD_KEY &a, const RECORD_KEY &b) {
+  UINT32 count = a.record->elements;
+  return isSibling(*a.record, *b.record) &&
+         __builtin_memcmp(ddfReferences(a.record), ddfReferences(b.record), sizeof(DDF_U32) * count) == 0 &&
+         __builtin_memcmp(ddfStarts(*a.copy, a.record), ddfStarts(*b.copy, b.record), sizeof(DDF_U64) * count) == 0;
+}
+
+// keys are the records of one volume: whether two of one age say different things.
+static bool contradict(const RECORD_KEY *keys, UINTN count) {
+  UINTN first = 0; // of its span and age
+  for (UINTN i = 1; i < count; i++) {
+    bool isEqual = keys[i].position == keys[first].position && keys[i].record->sequence == keys[first].record->sequence;
+    first = isEqual ? first : i;
+    bool isJudged = isEqual && recordFault(keys[first]) == nullptr && recordFault(keys[i]) == nullptr;
+    if (isJudged && !isSamePlace(keys[first], keys[i])) {
+      return true;
+    }
+  }
+  return false;
+}
+
 // --- Members ---
 
 static DDF_MEMBER_STATE memberState(const DDF_SET &set, const DDF_MEMBER &member, UINT64 blocks) {
@@ -204,7 +226,9 @@ static bool readVolume(const DDF_SET &set, const SET_INDEX &index, const RECORD_
     return true;
   }
   volume->record = keys[from].record;
-  volume->fault = {recordFault(keys[from]), nullptr};
+  const CHAR8 *fault = recordFault(keys[from]);
+  fault = fault == nullptr && contradict(keys + from, end - from) ? "records that contradict each other" : fault;
+  volume->fault = {fault, nullptr};
   if (volume->fault.what != nullptr) {
     return true;
   }
@@ -219,11 +243,7 @@ static bool readVolume(const DDF_SET &set, const SET_INDEX &index, const RECORD_
 
 // A disk that was away while a volume was deleted still has its record. A new volume has its entry on all disks before
 // any has its record.
-bool isOutdated(const DDF_SET &set, const DDF_COPY &copy) {
-  return copy.header.sequence < set.sequence;
-}
-
-static bool readAll(DDF_SET *set, const SET_INDEX &index, const RECORD_KEY *keys, UINTN count) {
+static bool readAll(const DDF_COPY &newest, DDF_SET *set, const SET_INDEX &index, const RECORD_KEY *keys, UINTN count) {
   set->sound = true;
   for (UINT32 i = 0; i < set->volumeCount; i++) {
     DDF_VOLUME *volume = &set->volumes[i];
@@ -239,21 +259,22 @@ static bool readAll(DDF_SET *set, const SET_INDEX &index, const RECORD_KEY *keys
   }
   for (UINTN i = 0; i < count; i++) {
     bool isKnown = findVolume(*set, index, keys[i].record->guid) != DDF_NONE;
-    set->orphans += isKnown || isOutdated(*set, *keys[i].copy) ? 0 : 1;
+    set->orphans += isKnown || ddfIsDeleted(newest, keys[i].record->guid) ? 0 : 1;
   }
   set->sound = set->sound && set->orphans == 0;
   return true;
 }
 
-bool readVolumes(const DDF_MODEL &model, DDF_SET *set, SET_INDEX *index) {
-  if (!collectVolumes(model.disks[set->newest].copy, set) || !indexVolumes(*set, index)) {
-    return false;
-  }
+bool listVolumes(const DDF_MODEL &model, DDF_SET *set, SET_INDEX *index) {
+  return collectVolumes(model.disks[set->newest].copy, set) && indexVolumes(*set, index);
+}
+
+bool readVolumes(const DDF_MODEL &model, DDF_SET *set, const SET_INDEX &index) {
   RECORD_KEY *keys = poolNew<RECORD_KEY>(countRecords(model, *set) + 1);
   if (keys == nullptr) {
     return false;
   }
-  bool done = readAll(set, *index, keys, collectRecords(model, *set, keys));
+  bool done = readAll(model.disks[set->newest].copy, set, index, keys, collectRecords(model, *set, keys));
   poolFree(keys);
   return done;
 }

@@ -108,6 +108,10 @@ EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, DDF_SPARE_KI
 // other members leave them in. The disk itself is not written.
 EFI_STATUS ddfFailDisk(DDF_WRITER *writer, UINT32 set, UINT32 pd);
 
+// Frees a disk of the set's list that is there and marked as failed: its anchor goes, and its entry, or when volumes
+// have it as a member, it is marked as missing.
+EFI_STATUS ddfFreeFailed(DDF_WRITER *writer, UINT32 set, UINT32 pd);
+
 // Makes a foreign set one of ours, without the foreign flag.
 EFI_STATUS ddfImportSet(DDF_WRITER *writer, UINT32 set);
 

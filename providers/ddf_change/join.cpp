@@ -66,7 +66,10 @@ static EFI_STATUS joinDisk(WORK *work, UINT32 number, UINT32 reference, const DD
     ddfFreeCopy(&added->copy);
     return refuse(work->writer, EFI_ACCESS_DENIED, number, "cannot have the layout of its set's metadata");
   }
-  added->copy.header.foreignFlag = work->count != 0 ? lead(work).header.foreignFlag : 0;
+  if (work->count != 0) {
+    added->copy.header.foreignFlag = lead(work).header.foreignFlag;
+    ddfPassDeleted(lead(work), added->copy);
+  }
   added->disk = number;
   added->first = DDF_SECONDARY;
   work->places[number] = work->count++;
@@ -161,6 +164,10 @@ EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume) {
     }
   }
   return status;
+}
+
+EFI_STATUS evictOne(WORK *work, UINT32 pd) {
+  return isLostOne(*work, pd) ? evict(work, pd) : EFI_SUCCESS;
 }
 
 // The same for those that were away while a volume was deleted.

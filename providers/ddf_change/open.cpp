@@ -3,8 +3,6 @@
 
 #include "providers/ddf_change/work.h"
 
-constexpr UINT32 MOST_STEPS = 0x10000; // of one change; sequence numbers must have room for them
-
 bool isMarkedLost(const DDF_PD &pd) {
   return (pd.entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0;
 }
@@ -59,11 +57,8 @@ static EFI_STATUS checkDisks(DDF_WRITER *writer, UINT32 number, UINT32 without) 
     if (written && !writer->targets[i].usable) {
       return refuse(writer, EFI_ACCESS_DENIED, i, "must not be written");
     }
-    if (written && disk.copy.header.secondaryLba == DDF_NO_LBA) {
-      return refuse(writer, EFI_ACCESS_DENIED, i, "has no second copy of its metadata");
-    }
-    if (written && disk.misplaced) {
-      return refuse(writer, EFI_ACCESS_DENIED, i, "has no room where its metadata belongs");
+    if (const CHAR8 *what = written ? ddfDiskFault(*writer->model, i) : nullptr) {
+      return refuse(writer, EFI_ACCESS_DENIED, i, what);
     }
   }
   return EFI_SUCCESS;
@@ -71,10 +66,7 @@ static EFI_STATUS checkDisks(DDF_WRITER *writer, UINT32 number, UINT32 without) 
 
 static EFI_STATUS checkSet(DDF_WRITER *writer, UINT32 number, UINT32 without) {
   const DDF_SET &set = writer->model->sets[number];
-  const CHAR8 *what = !set.sound                               ? "its set has records that are not understood"
-                      : !set.ordered                           ? "its set has metadata that Linux would misplace"
-                      : set.sequence > 0xFFFFFFFF - MOST_STEPS ? "its set has no sequence numbers left"
-                                                               : nullptr;
+  const CHAR8 *what = ddfSetFault(set);
   return what != nullptr ? refuse(writer, EFI_ACCESS_DENIED, set.newest, what) : checkDisks(writer, number, without);
 }
 
@@ -109,7 +101,7 @@ UINT32 chooseSet(const DDF_WRITER &writer) {
   UINT32 ofLinux = DDF_NONE, count = 0;
   for (UINT32 i = 0; i < writer.model->setCount; i++) {
     const DDF_SET &set = writer.model->sets[i];
-    if (set.foreign) {
+    if (set.foreign || set.stuck != nullptr) {
       continue;
     }
     if (ddfSameGuid(set.controller->guid, writer.maker->guid)) {
@@ -160,8 +152,7 @@ static void dropEmptyVolumes(WORK *work) {
 }
 
 static bool canBeWritten(const WORK &work, UINT32 number) {
-  const DDF_DISK &disk = work.writer->model->disks[number];
-  return work.writer->targets[number].usable && !disk.misplaced && disk.copy.header.secondaryLba != DDF_NO_LBA;
+  return work.writer->targets[number].usable && ddfDiskFault(*work.writer->model, number) == nullptr;
 }
 
 // One that is lost need not be among them.

@@ -53,6 +53,9 @@ static void dropEntry(WORK *work, const DDF_GUID &volume) {
   if (entry != nullptr) {
     __builtin_memset(entry, 0xFF, sizeof(*entry));
   }
+  for (UINT32 i = 0; i < work->count; i++) {
+    ddfNoteDeleted(work->disks[i].copy, volume);
+  }
 }
 
 // Disks without a part in another volume are no members, those without a record of what they are for no spares.
@@ -136,6 +139,33 @@ EFI_STATUS ddfDeleteSet(DDF_WRITER *writer, UINT32 set) {
   }
   if (!EFI_ERROR(status)) {
     status = removeAll(&work);
+  }
+  closeWork(&work);
+  return status;
+}
+
+EFI_STATUS ddfFreeFailed(DDF_WRITER *writer, UINT32 set, UINT32 pd) {
+  EFI_STATUS status = checkTarget(writer, set, FOREIGN_REFUSED);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  const DDF_SET &target = writer->model->sets[set];
+  if (pd >= target.pdCount || target.pds[pd].disk == DDF_NONE || !isMarkedLost(target.pds[pd])) {
+    return EFI_INVALID_PARAMETER;
+  }
+  if (!writer->targets[target.pds[pd].disk].usable) {
+    return refuse(writer, EFI_ACCESS_DENIED, target.pds[pd].disk, "must not be written");
+  }
+  WORK work;
+  status = openWork(writer, set, 0, DDF_NONE, &work);
+  if (!EFI_ERROR(status)) {
+    status = beginWriting(&work);
+  }
+  if (!EFI_ERROR(status)) {
+    status = evictOne(&work, pd);
+  }
+  if (!EFI_ERROR(status)) {
+    status = target.pds[pd].partCount == 0 ? writeLeaving(&work, pd) : writeStep(&work);
   }
   closeWork(&work);
   return status;

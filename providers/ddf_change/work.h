@@ -61,6 +61,9 @@ EFI_STATUS freeDisk(DDF_WRITER *writer, UINT32 disk);
 // all of these with null: they may not be written otherwise, and a record without an entry confuses Linux.
 EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume);
 
+// The same for one of the set's pds.
+EFI_STATUS evictOne(WORK *work, UINT32 pd);
+
 // Lets disks leave: those that neither hold a part of a volume nor wait as a spare, all, or one of the set's pds. This
 // is a step, and the last one of a change. Nothing may have been removed from the list of physical disks before.
 constexpr UINT32 LEAVE_UNUSED = 0xFFFFFFFF, LEAVE_ALL = 0xFFFFFFFE;

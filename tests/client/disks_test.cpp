@@ -41,6 +41,24 @@ TEST(Disks, AreSetUpAndRestored) {
                  "0 show" + others + " => Virtual disks: 0"});
 }
 
+// Each half of a mirror was used alone. What one has and the other one does not know stays until one of them is wiped.
+TEST(Disks, TellOfHalvesThatWereChangedApart) {
+  const std::string both = " --disk 0.img --disk 1.img";
+  for (const std::string loser : {"0", "1"}) {
+    Client client("empty");
+    const std::string wipe = " create --wipe --level 0 --name new --disks 251:" + loser;
+    client.expect(
+        {"0 !truncate -s 64M 0.img 1.img", "0 create --level 1 --disks 251:0,251:1 --name sys --size 8MB" + both,
+         "0 create --level 0 --disks 251:0 --name left --size 8MB --yes --disk 0.img",
+         "0 create --level 0 --disks 251:0 --name right --size 8MB --yes --disk 1.img",
+         "0 show" + both + " => Online|(some disks of its set|Offline|(changed apart from its set)|Degraded",
+         "0 !cksum *.img >before.txt", "4 create --level 0 --disks 251:0 --yes" + both + " => Access Denied",
+         "4 delete left --yes" + both + " => Access Denied", "0 !cksum *.img | cmp - before.txt",
+         "0" + wipe + " --yes" + both + " => changed apart|creation succeeded",
+         "0 show" + both + " => Virtual disks: 3|sys |" + (loser == "1" ? "left" : "right") + " |new |Online"});
+  }
+}
+
 TEST(Disks, AreWipedForAVirtualDiskWhenAPersonAgrees) {
   Client client("empty");
   std::string disks, names;

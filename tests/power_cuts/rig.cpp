@@ -15,12 +15,16 @@ ORDER renameOrder(const std::string &was, const std::string &name) {
   return {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, {}, 0, 0, name, was};
 }
 
-ORDER spareOrder(UINT32 port, UINT8 hotspare) {
-  return {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {port}, hotspare};
+ORDER spareOrder(UINT32 port, UINT8 hotspare, const std::string &volume) {
+  return {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {port}, hotspare, 0, volume};
 }
 
 ORDER failOrder(UINT32 port) {
   return {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {port}, 0, RAID_STATE_FAILED};
+}
+
+ORDER readyOrder(UINT32 port) {
+  return {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {port}, 0, RAID_STATE_READY};
 }
 
 Rig::Rig(const DISKS &disks)
@@ -53,6 +57,7 @@ EFI_STATUS Rig::run(const ORDER &order) {
   for (UINT32 port : order.ports) {
     ids.push_back(FIRST_DISK + port);
   }
+  UINT32 spared = order.volume.empty() ? 0 : idOf(order.volume);
   bool isCreate = order.command == RAID_COMMAND_CREATE;
   if (order.objectType == RAID_OBJECT_VIRTUAL_DISK) {
     data.volume.ObjectType = order.objectType;
@@ -64,6 +69,8 @@ EFI_STATUS Rig::run(const ORDER &order) {
     data.disk.ObjectType = order.objectType;
     data.disk.State = order.state;
     data.disk.Hotspare = order.hotspare;
+    data.disk.VDCount = order.volume.empty() ? 0 : 1;
+    data.disk.VDs = &spared;
   }
   return Machine::run(order.command, order.objectType, ids, &data);
 }

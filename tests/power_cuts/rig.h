@@ -13,7 +13,7 @@ struct ORDER {
   PORTS ports = {};
   UINT8 hotspare = 0;      // RAID_HOTSPARE_
   UINT64 state = 0;        // RAID_STATE_ that a disk gets
-  std::string volume = {}; // the one that is meant; of a Create and a Change of name the name it gets
+  std::string volume = {}; // the one that is meant, or gets a spare; of a Create and a Change of name the name it gets
   std::string was = {};    // of a Change of name: the name it has
   UINT32 level = 0;        // RAID_LEVEL_
 };
@@ -21,8 +21,9 @@ struct ORDER {
 ORDER createOrder(const std::string &name, UINT32 level, const PORTS &ports);
 ORDER deleteOrder(const std::string &name);
 ORDER renameOrder(const std::string &was, const std::string &name);
-ORDER spareOrder(UINT32 port, UINT8 hotspare);
+ORDER spareOrder(UINT32 port, UINT8 hotspare, const std::string &volume = {});
 ORDER failOrder(UINT32 port);
+ORDER readyOrder(UINT32 port);
 
 struct RECORDED { // before the machine that writes into it
   explicit RECORDED(const DISKS &disks) { recorder.begin(disks); }

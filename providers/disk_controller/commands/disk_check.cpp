@@ -8,7 +8,7 @@ EFI_STATUS checkDisk(const VIEW &view, UINT32 disk) {
   if (why[0] != 0) {
     bool holdsOther = view.List.Items[disk].Unusable == nullptr && found.kind == DDF_DISK_OTHER &&
                       view.List.Items[disk].Sectors > DDF_RESERVE;
-    return refuseDisk(view, disk, why, holdsOther ? EFI_ACCESS_DENIED : EFI_NOT_READY);
+    return refuseDisk(view, disk, why, holdsOther || member != nullptr ? EFI_ACCESS_DENIED : EFI_NOT_READY);
   }
   if (member == nullptr) {
     return EFI_SUCCESS;
@@ -31,11 +31,14 @@ const DDF_SET *joinedSet(const VIEW &view, const UINT32 *disks, UINT32 count) {
   UINT32 others = 0;
   for (UINT32 i = 0; i < model.setCount; ++i) {
     const DDF_SET &set = model.sets[i];
+    if (set.foreign || set.stuck != nullptr) {
+      continue;
+    }
     if (isOurs(set)) {
       return &set;
     }
-    made = set.foreign ? made : &set;
-    others += set.foreign ? 0U : 1U;
+    made = &set;
+    others += 1;
   }
   return others == 1 ? made : nullptr;
 }

@@ -63,6 +63,25 @@ static EFI_STATUS failDisk(CHANGE *change, UINT32 disk) {
   return failMember(change, set, change->View.Model->disks[disk].pd, disk);
 }
 
+// What a disk that failed is changed to otherwise.
+static EFI_STATUS changeFailed(CHANGE *change, UINT32 disk, UINT64 state) {
+  if (state != RAID_STATE_READY) {
+    return refuseDisk(change->View, disk, "it failed; a change to Ready frees it", EFI_NOT_READY);
+  }
+  const DDF_SET *set = setOf(change->View, disk);
+  if (set->foreign) {
+    return refuseDisk(change->View, disk, "a member of another controller's set", EFI_ACCESS_DENIED);
+  }
+  EFI_STATUS status = readyDisks(change, set, NO_VOLUME, /* disks= */ nullptr, 0);
+  if (!EFI_ERROR(status)) {
+    status = ddfFreeFailed(&change->Writer, setNumber(change->View, set), change->View.Model->disks[disk].pd);
+  }
+  if (!EFI_ERROR(status)) {
+    tellDisk(change->View, disk, "it failed, and has left its set");
+  }
+  return status;
+}
+
 // --- Spares ---
 
 static EFI_STATUS checkSpare(const VIEW &view, UINT32 disk) {
@@ -171,6 +190,13 @@ static bool wantsFailed(const RAID_PD_RECORD &wanted) {
   return wanted.Hotspare == RAID_HOTSPARE_NONE && wanted.State == RAID_STATE_FAILED;
 }
 
+// Of a disk that failed. Of others the state follows from what they are used for.
+static bool wantsState(const VIEW &view, UINT32 disk, const RAID_PD_RECORD &wanted) {
+  const DDF_PD *member = memberOf(view, disk);
+  return member != nullptr && (member->entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0 &&
+         wanted.Hotspare == RAID_HOTSPARE_NONE && wanted.State != 0;
+}
+
 static EFI_STATUS diskStep(CHANGE *change, void *context) {
   const DISK_JOB &job = *static_cast<DISK_JOB *>(context);
   UINT32 disk = 0;
@@ -184,7 +210,11 @@ static EFI_STATUS diskStep(CHANGE *change, void *context) {
   if (EFI_ERROR(status)) {
     return status;
   }
-  return wantsFailed(*job.Wanted) ? failDisk(change, disk) : changeSpare(change, disk, *job.Wanted);
+  if (wantsFailed(*job.Wanted)) {
+    return failDisk(change, disk);
+  }
+  return wantsState(change->View, disk, *job.Wanted) ? changeFailed(change, disk, job.Wanted->State)
+                                                     : changeSpare(change, disk, *job.Wanted);
 }
 
 EFI_STATUS changeDisks(DISK_CONTROLLER *controller, const RAID_PD_RECORD &wanted, const UINT32 *ids, UINT32 count) {

@@ -25,15 +25,26 @@ static RAID_VOLUMES_PROTOCOL *findDriver() {
              : static_cast<RAID_VOLUMES_PROTOCOL *>(found);
 }
 
-EFI_STATUS hideVolume(const DDF_VOLUME &volume) {
-  RAID_VOLUMES_PROTOCOL *driver = findDriver();
-  const UINT8 *id = volume.entry->guid.bytes;
+// The volume's handle, or null.
+static EFI_HANDLE findHandle(RAID_VOLUMES_PROTOCOL *driver, const DDF_VOLUME &volume) {
   EFI_HANDLE handle = nullptr;
   const CHAR8 *why = nullptr;
-  if (driver == nullptr || EFI_ERROR(driver->Find(driver, id, &handle, &why)) || handle == nullptr) {
+  bool found = driver != nullptr && !EFI_ERROR(driver->Find(driver, volume.entry->guid.bytes, &handle, &why));
+  return found ? handle : nullptr;
+}
+
+bool isRunningVolume(const DDF_VOLUME &volume) {
+  EFI_HANDLE handle = findHandle(findDriver(), volume);
+  return handle != nullptr && hasRunningImages(handle);
+}
+
+EFI_STATUS hideVolume(const DDF_VOLUME &volume) {
+  RAID_VOLUMES_PROTOCOL *driver = findDriver();
+  EFI_HANDLE handle = findHandle(driver, volume);
+  if (handle == nullptr) {
     return EFI_SUCCESS;
   }
-  return hasRunningImages(handle) ? EFI_ACCESS_DENIED : driver->Hide(driver, id);
+  return hasRunningImages(handle) ? EFI_ACCESS_DENIED : driver->Hide(driver, volume.entry->guid.bytes);
 }
 
 void refreshVolumes() {

@@ -11,5 +11,8 @@ bool isShownVolume(EFI_HANDLE handle);
 // that are running were loaded from it, or a driver does not let go.
 EFI_STATUS hideVolume(const DDF_VOLUME &volume);
 
+// Whether images that are running were loaded from a volume that firmware sees.
+bool isRunningVolume(const DDF_VOLUME &volume);
+
 // Lets the driver look at the disks as they are now.
 void refreshVolumes();

@@ -1,6 +1,7 @@
 #include "providers/disk_controller/model/contents.h"
 
 #include "providers/disk_controller/io/file_systems.h"
+#include "providers/disk_controller/io/shown_volumes.h"
 #include "providers/disk_controller/model/objects.h"
 
 // Partition tables, superblocks and their copies that are looked for lie within so many sectors of an end of the disk.
@@ -30,10 +31,20 @@ static EFI_STATUS addAreas(const DDF_SOURCE &source, RAID_DISK_CONTENTS *content
   return EFI_SUCCESS;
 }
 
+static bool holdsRunningVolume(const VIEW &view, UINT32 index) {
+  const DDF_PD *member = memberOf(view, index);
+  for (UINT32 i = 0; member != nullptr && i < member->partCount; ++i) {
+    if (isRunningVolume(setOf(view, index)->volumes[member->parts[i].volume])) {
+      return true;
+    }
+  }
+  return false;
+}
+
 static EFI_STATUS describe(const VIEW &view, UINT32 index, RAID_DISK_CONTENTS *contents) {
   const DISK &disk = view.List.Items[index];
   const DDF_DISK &found = view.Model->disks[index];
-  if (found.kind == DDF_DISK_MEMBER) {
+  if (setOf(view, index) != nullptr && setOf(view, index)->stuck == nullptr) {
     return EFI_ACCESS_DENIED;
   }
   whyUnusable(view, index, contents->Holds, sizeof(contents->Holds));
@@ -41,7 +52,7 @@ static EFI_STATUS describe(const VIEW &view, UINT32 index, RAID_DISK_CONTENTS *c
   if (!isInTheWay || disk.Unusable != nullptr || disk.Sectors <= DDF_RESERVE) {
     return EFI_UNSUPPORTED;
   }
-  if (hasRunningImages(disk)) {
+  if (hasRunningImages(disk) || holdsRunningVolume(view, index)) {
     return EFI_WRITE_PROTECTED;
   }
   contents->Handle = disk.Handle;

@@ -102,7 +102,9 @@ static UINT64 stateOf(const VIEW &view, UINT32 disk) {
   if ((state & DDF_PD_REBUILDING) != 0) {
     return RAID_STATE_DEGRADED;
   }
-  return member->usedBlocks == 0 && member->spare == DDF_NO_SPARE ? RAID_STATE_READY : RAID_STATE_ONLINE;
+  bool isEmpty = member->usedBlocks == 0 && member->spare == DDF_NO_SPARE;
+  bool isStuck = isEmpty && setOf(view, disk)->stuck != nullptr;
+  return isStuck ? RAID_STATE_OFFLINE : isEmpty ? RAID_STATE_READY : RAID_STATE_ONLINE;
 }
 
 static void setSizes(const VIEW &view, UINT32 disk, RAID_PD_RECORD *record) {
@@ -205,7 +207,8 @@ static void logUnusable(const CHAR16 *fqdd, const VIEW &view, UINT32 disk) {
   CHAR8 why[96];
   whyUnusable(view, disk, why, sizeof(why));
   if (why[0] != 0) {
-    LogPrint(LOG_WARN, RAID_DISKS, "%s is not used: %a", fqdd, static_cast<const CHAR8 *>(why));
+    const CHAR8 *what = setOf(view, disk) == nullptr ? "is not used" : "stays as it is";
+    LogPrint(LOG_WARN, RAID_DISKS, "%s %a: %a", fqdd, what, static_cast<const CHAR8 *>(why));
   }
 }
 

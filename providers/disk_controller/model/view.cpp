@@ -252,5 +252,7 @@ void whyUnusable(const VIEW &view, UINT32 disk, CHAR8 *text, UINTN size) {
     setText(text, size, isTooSmall ? "it is too small" : isMounted ? "a file system of the firmware" : found.holds);
   } else if (found.kind != DDF_DISK_MEMBER) {
     ddfFaultText(found.fault, text, size);
+  } else if (setOf(view, disk)->stuck != nullptr) {
+    setText(text, size, setOf(view, disk)->stuck);
   }
 }

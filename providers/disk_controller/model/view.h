@@ -61,5 +61,6 @@ const DDF_PD *memberOf(const VIEW &view, UINT32 disk);
 UINT32 diskIdOf(const VIEW &view, const DDF_SET &set, UINT32 pd);
 // The set that lists a missing disk of that id, and *pd, its place in the list; null when there is none.
 const DDF_SET *findMissing(const VIEW &view, UINT32 id, UINT32 *pd);
-// Why a disk can hold no volumes, in words, or an empty text; size bytes at most with the NUL.
+// Why a disk can hold no volumes, or no others than it has, in words, or an empty text; size bytes at most with the
+// NUL.
 void whyUnusable(const VIEW &view, UINT32 disk, CHAR8 *text, UINTN size);

@@ -193,6 +193,8 @@ TEST_F(Ddf, ASectionMayBeLonger) {
   hasText(disks, "newest disk 0, not ordered\n");
 }
 
+static DDF_GUID g_gone; // a volume that disk 0 alone has
+
 TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
   const struct {
     const char *name;
@@ -214,8 +216,9 @@ TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
               for (UINT32 i = 0; disk == 0 && i < 17; ++i) { ddfRecordSlot(copy, i)->signature = 0x12345678; }),
        0, EFI_VOLUME_FULL, false},
       {"a volume that was deleted meanwhile",
-       CHANGE(copy.header.sequence = disk == 0 ? 1 : 2; record(copy)->guid.bytes[9] ^= disk == 0), 0, EFI_SUCCESS,
-       false},
+       CHANGE(copy.header.sequence = disk == 0 ? 1 : 2; record(copy)->guid.bytes[9] ^= disk == 0;
+              if (disk == 0) { g_gone = record(copy)->guid; } ddfNoteDeleted(copy, g_gone)),
+       0, EFI_SUCCESS, false},
       {"a record that its set does not know", CHANGE(record(copy)->guid.bytes[9] ^= 1), 0, EFI_SUCCESS, false},
   };
   for (const auto &row : cases) {

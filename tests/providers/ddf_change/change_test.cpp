@@ -37,7 +37,7 @@ public:
     DDF_MODEL *model = nullptr;
     EFI_STATUS status = ddfRead(sources.data(), static_cast<UINT32>(sources.size()), &maker_.guid, &model);
     if (status == EFI_SUCCESS) {
-      DDF_WRITER writer = {model, targets.data(), &maker_, 1000, [] { return 0xFFFFFFFEU; }, {}, {}};
+      DDF_WRITER writer = {model, targets.data(), &maker_, time, [] { return 0xFFFFFFFEU; }, {}, {}};
       status = change(&writer);
       trouble = writer.trouble.what == nullptr ? "" : writer.trouble.what;
       if (writer.trouble.disk != DDF_NONE) {
@@ -63,6 +63,7 @@ public:
   std::string trouble;
   bool changed = false; // by the last run
   size_t unusable = ~size_t{0};
+  UINT32 time = 1000;
 
 private:
   static EFI_STATUS write(void *context, UINT64 lba, UINTN count, const void *buffer) {
@@ -246,6 +247,11 @@ static void eraseLists(SPARSE_DISK &disk) {
   }
 }
 
+static void moveMember(DISKS &disks) {
+  changeDisks(disks,
+              [](DDF_COPY &copy, size_t disk) { ddfStarts(copy, ddfRecordSlot(copy, 0))[0] = disk == 1 ? 8 : 0; });
+}
+
 TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
   struct CASE {
     const char *name;
@@ -260,9 +266,10 @@ TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
       {"unreadable", SPOIL(rig.disks[2].sectors = 0), {2, 3}, "2: cannot be read"},
       {"copy of a member", SPOIL(rig.disks[3] = rig.disks[1]), {2}, "3: another disk has its identity"},
       {"damaged", SPOIL(eraseLists(rig.disks[1])), {2}, "1: no good copy"},
-      {"records without an entry", SPOIL_COPIES(ddfRecordSlot(copy, 0)->guid.bytes[9]++), {2}, "not understood"},
+      {"records without an entry", SPOIL_COPIES(ddfRecordSlot(copy, 0)->guid.bytes[9]++), {0}, "not understood"},
+      {"members in two places", SPOIL(moveMember(rig.disks)), {0}, "not understood"},
       {"another controller's", SPOIL_COPIES(ddfControllerData(copy)->guid.bytes[23]++), {0}, "0: belongs to a foreign"},
-      {"offsets that Linux ignores", SPOIL_COPIES(copy.header.maxPartitions = 63), {2}, "Linux would misplace"},
+      {"offsets that Linux ignores", SPOIL_COPIES(copy.header.maxPartitions = 63), {0}, "Linux would misplace"},
       {"a list of another length", SPOIL_COPIES(copy.header.maxPds = 255), {2}, "2: cannot have the layout"},
   };
   for (const CASE &row : cases) {
@@ -273,6 +280,67 @@ TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
     EXPECT_EQ(rig.create(0, 0, 7, "new", 128, row.members), EFI_ACCESS_DENIED);
     EXPECT_NE(rig.trouble.find(row.trouble), std::string::npos) << rig.trouble;
     EXPECT_FALSE(rig.changed);
+  }
+}
+
+// Each half was used without the other one, and nothing of either may go before somebody tells which one counts.
+TEST_F(Ddf, HalvesThatWereChangedApartWait) {
+  const struct {
+    const char *name;
+    std::function<EFI_STATUS(Rig &rig, UINT32 own)> change; // of each half
+  } cases[] = {
+      {"volumes", [](Rig &rig, UINT32 own) { return rig.create(0, 0, 7, own == 0 ? "left" : "right", 128, {own}); }},
+      {"the other one failed",
+       [](Rig &rig, UINT32 own) {
+         return rig.run([=](DDF_WRITER *writer) { return ddfFailDisk(writer, 0, 1 - own); });
+       }},
+  };
+  for (const auto &row : cases) {
+    SCOPED_TRACE(row.name);
+    Rig whole(3);
+    ASSERT_EQ(whole.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
+    Rig halves[2] = {whole, whole};
+    for (UINT32 own = 0; own < 2; ++own) {
+      halves[own].disks[1 - own].kept.clear();
+      halves[own].time += own;
+      ASSERT_EQ(row.change(halves[own], own), EFI_SUCCESS) << halves[own].trouble;
+    }
+    // Of two of one age the first one counts; once more, and the second one does.
+    for (UINT32 newer = 0; newer < 2; ++newer) {
+      whole.disks[0] = halves[0].disks[0];
+      whole.disks[1] = halves[1].disks[1];
+      std::string text = readText(whole.disks), other = std::to_string(1 - newer);
+      EXPECT_NE(text.find("disk " + other + ": stale"), std::string::npos) << text;
+      EXPECT_NE(text.find("changed apart from its set"), std::string::npos) << text;
+      EXPECT_EQ(whole.create(0, 0, 7, "new", 128, {newer}), EFI_ACCESS_DENIED);
+      EXPECT_NE(whole.trouble.find("changed apart"), std::string::npos) << whole.trouble;
+      EXPECT_EQ(whole.create(0, 0, 7, "new", 128, {1 - newer}), EFI_ACCESS_DENIED);
+      EXPECT_EQ(whole.run([](DDF_WRITER *writer) { return ddfDeleteSet(writer, 0); }), EFI_ACCESS_DENIED);
+      EXPECT_FALSE(whole.changed);
+      whole.disks[newer].kept.clear(); // so it is the other one
+      EXPECT_EQ(whole.create(0, 0, 7, "new", 128, {1 - newer}), EFI_SUCCESS) << whole.trouble;
+      EXPECT_NE(readText(whole.disks).find("\"mirror\" degraded"), std::string::npos);
+      EXPECT_EQ(halves[1].create(0, 0, 7, std::to_string(newer).c_str(), 128, {1}), EFI_SUCCESS) << halves[1].trouble;
+    }
+  }
+}
+
+// A disk that was away while volumes were deleted: of the last seven it is known that they were.
+TEST_F(Ddf, DeletedVolumesAreRemembered) {
+  for (UINT32 deleted : {7U, 8U}) {
+    Rig rig(2);
+    ASSERT_EQ(rig.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
+    for (UINT32 i = 0; i < deleted; ++i) {
+      ASSERT_EQ(rig.create(1, 0, 0xFF, std::to_string(i).c_str(), 64, {0, 1}), EFI_SUCCESS);
+    }
+    SPARSE_DISK away = rig.disks[1];
+    rig.disks[1].kept.clear();
+    for (UINT32 i = 0; i < deleted; ++i) {
+      ASSERT_EQ(rig.run([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 1); }), EFI_SUCCESS);
+    }
+    rig.disks[1] = away;
+    EXPECT_EQ(rig.create(0, 0, 7, "new", 128, {1}), deleted == 7 ? EFI_SUCCESS : EFI_ACCESS_DENIED) << rig.trouble;
+    EXPECT_EQ(readText(rig.disks).find("orphans"), std::string::npos);
   }
 }
 

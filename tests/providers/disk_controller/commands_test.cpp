@@ -241,6 +241,29 @@ TEST(DiskCommands, DisksThatChange) {
   EXPECT_EQ(readText(disks).find("spare"), std::string::npos);
 }
 
+// A disk that failed and is there stays so until it is changed to Ready: then its volumes miss it, and it is free.
+TEST(DiskCommands, AFailedDiskIsFreed) {
+  constexpr UINT32 MEMBER = 1025001, SPARE = 1025002;
+  DISKS disks(3, {TEST_DISK_SECTORS, {}});
+  Machine machine(disks);
+  machine.mayWrite = true;
+  EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_1, .size = 0x100000}, idsOf({0, 1}))), name(EFI_SUCCESS));
+  EXPECT_EQ(name(changeDisk(machine, SPARE, RAID_HOTSPARE_GLOBAL)), name(EFI_SUCCESS));
+  for (UINT32 disk : {MEMBER, SPARE}) {
+    EXPECT_EQ(name(changeDisk(machine, disk, RAID_HOTSPARE_NONE, RAID_STATE_FAILED)), name(EFI_SUCCESS));
+    EXPECT_EQ(name(changeDisk(machine, disk, RAID_HOTSPARE_NONE, RAID_STATE_ONLINE)), name(EFI_NOT_READY));
+    EXPECT_EQ(countOf(machine.get().text, "<State>Failed"), 1U);
+    EXPECT_EQ(name(changeDisk(machine, disk, RAID_HOTSPARE_NONE, RAID_STATE_READY)), name(EFI_SUCCESS));
+    EXPECT_EQ(countOf(machine.get().text, "<State>Failed"), 0U);
+  }
+  std::string text = readText(disks);
+  for (const char *part : {"disk 1: other", "disk 2: other", "pd 1: missing, online failed missing", "degraded"}) {
+    EXPECT_NE(text.find(part), std::string::npos) << part << " in\n" << text;
+  }
+  EXPECT_EQ(text.find("pd 2"), std::string::npos) << text;
+  EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_0}, {MEMBER, SPARE})), name(EFI_SUCCESS));
+}
+
 // Without memory nothing is read or written, nothing leaks, and the next try works.
 TEST(DiskCommands, MemoryFails) {
   DISKS disks(4, {TEST_DISK_SECTORS, {}});
