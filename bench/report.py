@@ -210,6 +210,21 @@ def firmware_instructions(folder, arch, preset, what):
     return counted[what][1] / counted["second"] * 1e9 / 16  # an instruction takes 16 ns of the counted machine's time
 
 
+READ_FROM = {"raw": "a disk", "mirror": "RAID 1 of two", "five": "RAID 5 of three", "missing": "RAID 5, a disk away"}
+
+
+def volumes_part(folder):
+    """Files read in firmware, as ratios to the time that a disk by itself takes."""
+    seconds = {}
+    for name in READ_FROM:
+        found = read_firmware(folder / "read" / name)
+        size, ticks = found["read"]
+        seconds[name] = ticks / found["second"]
+    rows = [[what, f"{seconds[name] * 1000:,.0f}", f"{seconds[name] / seconds['raw']:.1f}"]
+            for name, what in READ_FROM.items()]
+    return table([f"{size >> 20} MiB from", "ms", "of a disk"], rows)
+
+
 def read_firmware(folder):
     found = {}
     for line in (folder / "debug.txt").read_text().splitlines():
@@ -237,6 +252,7 @@ def main():
     template = (pathlib.Path(__file__).parent / "results.in.md").read_text()
     parts = {"goals": goals_part(runs, firmware, builds), "xml": xml_part(runs), "operations": operations_part(runs),
              "growth": growth_part(runs), "elements": elements_part(runs), "firmware": firmware_part(runs, firmware),
+             "volumes": volumes_part(firmware),
              "images": image_part(builds)}
     text = re.sub(r"@(\w+)@\n", lambda part: parts[part[1]], template)
     (pathlib.Path(__file__).parent / "RESULTS.md").write_text(text)
