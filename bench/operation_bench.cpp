@@ -103,6 +103,15 @@ static void peerGet(benchmark::State &state, const CONTROLLER_KIND &kind) {
           [&] { return timed([&] { benchmark::DoNotOptimize(peerInventory(config)); }); });
 }
 
+static void peerGetOfTexts(benchmark::State &state, const CONTROLLER_KIND &kind) {
+  MeasuredWorld world(kind);
+  std::string document = world.document();
+  READY_TEXTS texts = readyTexts(document);
+  mustBeSame(document, peerInventory(texts));
+  measure(state, world, countObjects(kind),
+          [&] { return timed([&] { benchmark::DoNotOptimize(peerInventory(texts)); }); });
+}
+
 static void peerVerify(benchmark::State &state, const CONTROLLER_KIND &kind) {
   size_t objects = countObjects(kind);
   MeasuredWorld world(kind);
@@ -128,6 +137,7 @@ void addOperationBenches() {
                                                     std::to_string(kind.virtualDisks) + " volumes";
     add("operations/get/" + size + "/ours", kind, get);
     add("operations/get/" + size + "/pugixml", kind, peerGet);
+    add("operations/get/" + size + "/texts", kind, peerGetOfTexts);
     add("operations/verify/" + size + "/ours", kind, verify);
     add("operations/verify/" + size + "/pugixml", kind, peerVerify);
     add("operations/restore/" + size + "/ours", kind, restore);
@@ -140,6 +150,7 @@ void addOperationBenches() {
     std::string size = std::to_string(slots * GROWING_ENCLOSURES);
     add("growth/get/" + size + "/ours", kind, get);
     add("growth/get/" + size + "/pugixml", kind, peerGet);
+    add("growth/get/" + size + "/texts", kind, peerGetOfTexts);
     add("growth/verify/" + size + "/ours", kind, verify);
     add("growth/verify/" + size + "/pugixml", kind, peerVerify);
     kind.virtualDisks = 1; // for the change to name

@@ -222,6 +222,44 @@ std::string peerInventory(const RAID_CONFIG &config) {
   return printed(document);
 }
 
+static void flatten(xml_node node, size_t depth, READY_TEXTS &out) {
+  READY_ELEMENT element = {depth, node.name(), node.child_value(), {}};
+  for (pugi::xml_attribute attribute : node.attributes()) {
+    element.attributes.emplace_back(attribute.name(), attribute.value());
+  }
+  out.push_back(element);
+  for (xml_node child : node.children()) {
+    if (child.type() == pugi::node_element) {
+      flatten(child, depth + 1, out);
+    }
+  }
+}
+
+READY_TEXTS readyTexts(const std::string &document) {
+  pugi::xml_document parsed;
+  parsed.load_string(document.c_str());
+  READY_TEXTS texts;
+  flatten(parsed.document_element(), 0, texts);
+  return texts;
+}
+
+std::string peerInventory(const READY_TEXTS &texts) {
+  pugi::xml_document document;
+  std::vector<xml_node> open = {document}; // the parents of what comes next
+  for (const READY_ELEMENT &element : texts) {
+    open.resize(element.depth + 1);
+    xml_node node = open.back().append_child(element.name.c_str());
+    for (const auto &[name, value] : element.attributes) {
+      node.append_attribute(name.c_str()).set_value(value.c_str());
+    }
+    if (!element.text.empty()) {
+      node.text().set(element.text.c_str());
+    }
+    open.push_back(node);
+  }
+  return printed(document);
+}
+
 struct BYTE_COUNTER : pugi::xml_tree_walker {
   uint64_t bytes = 0;
   bool for_each(xml_node &node) override {

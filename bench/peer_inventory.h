@@ -4,11 +4,25 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "raid_records.h"
 
 // Builds the document of config and prints it.
 std::string peerInventory(const RAID_CONFIG &config);
+
+// An element of a document in the document's order.
+struct READY_ELEMENT {
+  size_t depth;
+  std::string name, text;
+  std::vector<std::pair<std::string, std::string>> attributes;
+};
+using READY_TEXTS = std::vector<READY_ELEMENT>;
+READY_TEXTS readyTexts(const std::string &document);
+
+// Builds the document of texts that are there already, and prints it: no record is read, no number made a text.
+std::string peerInventory(const READY_TEXTS &texts);
 
 // Parses text and walks it once; returns the bytes of the names and texts that it saw.
 uint64_t peerWalk(const std::string &text);
