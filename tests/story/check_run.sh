@@ -5,7 +5,7 @@ set -eu
 place=$(mktemp -d)
 trap 'rm -rf "$place"' EXIT
 mkdir -p "$place/checkout/build/release/bin" "$place/elsewhere"
-cp -r "$1/run" "$1/cmake" "$place/checkout"
+cp -r "$1/run" "$1/cmake" "$1/tools" "$place/checkout"
 cat >"$place/checkout/build/release/build.ninja" <<'NINJA'
 rule copy
   command = cp $in $out

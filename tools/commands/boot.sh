@@ -1,0 +1,1 @@
+. tools/commands/install.sh

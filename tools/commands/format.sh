@@ -1,0 +1,2 @@
+need $LINT_PACKAGES
+sources | xargs clang-format -i

@@ -1,0 +1,27 @@
+if [ $# -gt 0 ]; then
+  need $LINUX_PACKAGES
+  tests/linux/make_guest.sh
+  root=$PWD
+  cd "$caller" # file names are those of the caller's folder
+  exec "$root/tests/linux/run_job.sh" "$@"
+fi
+need $BUILD_PACKAGES $TEST_PACKAGES $LINUX_PACKAGES $EFI_PACKAGES $FIRMWARE_PACKAGES
+build_efi
+build test --target ddf_show
+build test --target read_volumes
+build release --target xyl
+say "booting the Linux guest"
+tests/linux/run_linux.sh
+newest=$PWD/build/linux-newest
+GUEST=$newest tests/linux/make_guest.sh sid
+for guest in "$PWD/build/linux" "$newest"; do
+  say "what Linux makes of virtual disks that firmware and the client make (${guest##*/})"
+  GUEST=$guest tests/linux/run_volumes.sh
+  say "whether Linux starts sets whose disks do not all tell the same (${guest##*/})"
+  GUEST=$guest tests/linux/run_histories.sh
+done
+say "machines that boot from volumes"
+tests/linux/run_boots.sh
+say "the story of the README"
+tests/story/check_story.sh README.md "Disks that every machine has" "$PWD/run"
+tests/story/check_story.sh README.md "A machine that boots from a RAID" "$PWD/run"
