@@ -29,13 +29,16 @@ truncate -s 256M mirror0 mirror1 five0 five1 five2
 
 # --- Firmware ---
 
-# read NAME IMAGE...
+# read_file NAME IMAGE...; the disks come after the one that firmware runs from, which so is fs0.
 read_file() {
   name=$1
   shift
   machine=
+  function=4
   for image in "$@"; do
-    machine="$machine -drive if=none,id=$image,format=raw,file=$work/$image -device nvme,drive=$image,serial=$image"
+    machine="$machine -drive if=none,id=$image,format=raw,file=$work/$image
+      -device nvme,drive=$image,serial=$image,addr=1f.$function"
+    function=$((function + 1))
   done
   JOBS=$here/volumes.txt WORK=$work/$name QEMU_OPTIONS=$machine XYL=$xyl "$root/tests/firmware/run_firmware.sh" x64
 }
