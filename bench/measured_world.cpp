@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "base/pool.h"
-#include "base/print.h"
+#include "base/status_text.h"
 #include "bench/image.h"
 #include "driver/binding/binding.h"
 #include "driver/xml/xml.h"

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/print.h"
+#include "base/format.h"
 #include "base/text.h"
 #include "client/output/output.h"
 #include "driver/xml/xml.h"

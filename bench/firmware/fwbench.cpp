@@ -2,8 +2,8 @@
 // to QEMU's debug channel:
 //   bench OPERATION ALLOCATIONS TICKS
 // and one that says how many ticks a second has. The ticks are the fewest of several runs.
+#include "base/format.h"
 #include "base/pool.h"
-#include "base/print.h"
 #include "base/text.h"
 #include "raid_xyl.h"
 #include "tests/firmware/guest/machine.h"

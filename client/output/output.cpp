@@ -1,7 +1,8 @@
 #include "client/output/output.h"
 
+#include "base/format.h"
 #include "base/pool.h"
-#include "base/print.h"
+#include "base/status_text.h"
 #include "base/text.h"
 #include "client/output/utf8.h"
 

@@ -11,7 +11,7 @@
 // Nothing but line feeds of a format, and colours, reaches a terminal that it could take for a command: other control
 // characters and bytes from 0x7F to 0x9F, unless these are part of valid UTF-8, are written as \xNN.
 
-// Writes to the standard output; conversions of base/print.h. A line above 700 characters is cut.
+// Writes to the standard output; conversions of base/format.h. A line above 700 characters is cut.
 void EFIAPI say(const XYL_HOST *host, const CHAR8 *format, ...);
 
 // Writes "xyl: ", the message and a line feed to the error output.

@@ -1,7 +1,7 @@
 #include "driver/binding/instances.h"
 
+#include "base/console.h"
 #include "base/pool.h"
-#include "base/print.h"
 #include "base/text.h"
 #include "driver/controller/controller.h"
 #include "driver/live/live.h"

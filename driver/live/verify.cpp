@@ -1,5 +1,5 @@
+#include "base/console.h"
 #include "base/log.h"
-#include "base/print.h"
 #include "base/text.h"
 #include "driver/controller/controller.h"
 #include "driver/live/live.h"

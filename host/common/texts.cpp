@@ -3,7 +3,7 @@
 #include <cctype>
 #include <cstdlib>
 
-#include "base/print.h"
+#include "base/status_text.h"
 #include "client/output/output.h"
 
 static void appendUtf8(std::string &to, UINT32 unit) {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/print.h"
+#include "base/status_text.h"
 #include "base/text.h"
 #include "client/documents/documents.h"
 #include "driver/request/request.h"

@@ -1,6 +1,6 @@
 #include "host/controller_file/controller_file.h"
 
-#include "base/print.h"
+#include "base/status_text.h"
 #include "host/common/common.h"
 #include "host/controller_file/controller_state.h"
 #include "host/controller_file/state_json.h"

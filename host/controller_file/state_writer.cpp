@@ -1,4 +1,4 @@
-#include "base/print.h"
+#include "base/status_text.h"
 #include "base/text.h"
 #include "host/common/common.h"
 #include "host/controller_file/state_json.h"

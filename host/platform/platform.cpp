@@ -3,7 +3,7 @@
 #include <ctime>
 #include <random>
 
-#include "base/print.h"
+#include "base/status_text.h"
 #include "driver/binding/binding.h"
 #include "providers/debug_log/debug_log_provider.h"
 #include "providers/disk_controller/disk_controller.h"

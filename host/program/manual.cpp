@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "base/print.h"
+#include "base/status_text.h"
 #include "host/common/common.h"
 #include "providers/sim_controller/sim_controller.h"
 

@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 
 #include "base/pool.h"
-#include "base/print.h"
+#include "base/status_text.h"
 #include "base/text.h"
 #include "client/controllers/controllers.h"
 #include "client/guard/guard.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "base/print.h"
+#include "base/status_text.h"
 #include "base/text.h"
 #include "host/common/common.h"
 #include "host/controller_file/controller_file.h"

@@ -1,6 +1,6 @@
 #include "host/simulator/sim_faults.h"
 
-#include "base/print.h"
+#include "base/status_text.h"
 #include "host/common/common.h"
 
 static constexpr VALUE_NAME_TABLE g_faultObjects[] = {

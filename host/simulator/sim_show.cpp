@@ -1,6 +1,5 @@
 #include "host/simulator/sim_show.h"
 
-#include "base/print.h"
 #include "host/common/common.h"
 #include "host/simulator/sim_disks.h"
 #include "host/simulator/sim_faults.h"

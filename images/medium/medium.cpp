@@ -1,8 +1,8 @@
 // The client on a boot medium.
 #include "images/medium/medium.h"
 
+#include "base/console.h"
 #include "base/crc32.h"
-#include "base/print.h"
 #include "base/text.h"
 #include "client/transcript/transcript.h"
 #include "images/medium/run.h"

@@ -1,7 +1,7 @@
 // The client as a UEFI Shell application.
 #include "images/shell/shell.h"
+#include "base/console.h"
 #include "base/pool.h"
-#include "base/print.h"
 #include "base/text.h"
 #include "client/client.h"
 #include "client/output/output.h"

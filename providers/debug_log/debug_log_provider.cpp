@@ -1,7 +1,7 @@
 #include "providers/debug_log/debug_log_provider.h"
 
+#include "base/format.h"
 #include "base/pool.h"
-#include "base/print.h"
 #include "debug_log.h"
 #include "debug_log_ring.h"
 #include "providers/debug_log/ring.h"

@@ -1,6 +1,6 @@
 #include "providers/health/messages.h"
 
-#include "base/print.h"
+#include "base/format.h"
 #include "base/text.h"
 
 static const EFI_GUID g_databaseGuid = EFI_HII_DATABASE_PROTOCOL_GUID;

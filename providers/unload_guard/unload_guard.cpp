@@ -1,7 +1,7 @@
 #include "providers/unload_guard/unload_guard.h"
 
+#include "base/console.h"
 #include "base/pool.h"
-#include "base/print.h"
 #include "base/text.h"
 
 static constexpr EFI_GUID g_componentName2Guid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;

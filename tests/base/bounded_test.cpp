@@ -2,7 +2,8 @@
 
 #include <cstdio>
 
-#include "base/print.h"
+#include "base/console.h"
+#include "base/format.h"
 #include "base/text.h"
 
 TEST(Text, EveryShortTextIsTheNumberThatTheLibraryReads) {

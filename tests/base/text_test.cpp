@@ -3,7 +3,8 @@
 #include <string>
 
 #include "base/array.h"
-#include "base/print.h"
+#include "base/console.h"
+#include "base/format.h"
 #include "base/text.h"
 #include "host/firmware/firmware.h"
 

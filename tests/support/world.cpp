@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "base/pool.h"
-#include "base/print.h"
+#include "base/status_text.h"
 #include "driver/binding/binding.h"
 #include "providers/debug_log/debug_log_provider.h"
 #include "providers/xml_service/xml_service.h"

@@ -1,6 +1,6 @@
 #include "providers/disk_controller/model/names.h"
 
-#include "base/print.h"
+#include "base/format.h"
 
 static const CHAR8 *busName(DISK_BUS bus) {
   static constexpr const CHAR8 *names[] = {"SATA", "NVMe", "SCSI", "Block"};

@@ -1,7 +1,7 @@
 // fwhealth.efi: a boot option that asks driver health about simulated controllers, prints what it is told, one line a
 // message ("health LANGUAGE: ..."), and leaves three controllers with a failed disk behind for the firmware's own page.
+#include "base/console.h"
 #include "base/pool.h"
-#include "base/print.h"
 #include "images.h"
 #include "machine.h"
 #include "report.h"

@@ -1,5 +1,5 @@
 #include "report.h"
-#include "base/print.h"
+#include "base/format.h"
 #include "base/text.h"
 #include "machine.h"
 

@@ -1,4 +1,4 @@
-// Print formatting with UEFI conversions, and the console.
+// Formatting with UEFI conversions.
 #pragma once
 
 #include "uefi/types.h"
@@ -19,14 +19,3 @@
 //   %          a percent sign, without an argument
 // Another type prints its letter and passes over one argument. Null texts print as "<null string>".
 UINTN formatText(CHAR16 *buffer, UINTN capacity, const CHAR16 *format, EFI_VA_LIST arguments);
-
-// The text of a status as %r prints it, or null for one without a name.
-const CHAR8 *statusText(EFI_STATUS status);
-
-// Writes up to three texts, one behind the other, to the console in one call, if there is one; what is beyond 319
-// characters is cut. An image that prints nothing else does without the formatting.
-void printText(const CHAR8 *text, const CHAR8 *second = "", const CHAR8 *third = "");
-
-// Formats at most 319 characters and writes them to the console, if there is one. Returns the number of characters
-// formatted.
-UINTN EFIAPI Print(const CHAR16 *format, ...);

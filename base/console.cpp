@@ -1,0 +1,33 @@
+#include "base/console.h"
+
+#include "base/format.h"
+#include "base/pool.h"
+#include "base/text.h"
+
+static constexpr UINTN PRINT_CAPACITY = 320;
+
+static void putConsole(CHAR16 *text) {
+  if (g_systemTable->ConOut != nullptr) {
+    g_systemTable->ConOut->OutputString(g_systemTable->ConOut, text);
+  }
+}
+
+void printText(const CHAR8 *text, const CHAR8 *second, const CHAR8 *third) {
+  const CHAR8 *pieces[] = {text, second, third};
+  CHAR16 line[PRINT_CAPACITY];
+  UINTN length = 0;
+  for (const CHAR8 *piece : pieces) {
+    length += textWiden(line + length, piece, PRINT_CAPACITY - 1 - length);
+  }
+  putConsole(line);
+}
+
+UINTN EFIAPI Print(const CHAR16 *format, ...) {
+  CHAR16 buffer[PRINT_CAPACITY];
+  EFI_VA_LIST arguments;
+  EFI_VA_START(arguments, format);
+  UINTN length = formatText(buffer, PRINT_CAPACITY, format, arguments);
+  EFI_VA_END(arguments);
+  putConsole(buffer);
+  return length;
+}
