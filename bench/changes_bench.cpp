@@ -112,9 +112,12 @@ static void plan(benchmark::State &state, const STORY &story, UINT32 count) {
   GrowingController controller(addPlacedDisks, count);
   MeasuredWorld world(controller.protocol());
   std::string text = world.document();
-  RAID_CONFIG *saved = nullptr;
+  RAID_CONFIG *config = nullptr;
   UINT32 configs = 1;
-  mustSucceed(ParseXMLBlob(text.c_str(), &saved, &configs), "parse");
+  XML_NODE *root = nullptr;
+  mustSucceed(ParseXMLBlob(text.c_str(), &config, &configs), "parse");
+  mustSucceed(world.xml->Parse(world.xml, text.c_str(), &root), "parse");
+  const SAVED_DOCUMENT saved = {config, root};
   story.happens(controller.answers);
   measureGrowth(state, [&] {
     double start = cpuSeconds();
@@ -129,7 +132,8 @@ static void plan(benchmark::State &state, const STORY &story, UINT32 count) {
     freePlan(&made);
     return cpuSeconds() - start;
   });
-  releaseConfig(saved);
+  releaseConfig(config);
+  world.xml->FreeNode(world.xml, root);
 }
 
 void addChangeBenches() {
