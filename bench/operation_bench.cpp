@@ -104,12 +104,12 @@ static void peerGet(benchmark::State &state, const CONTROLLER_KIND &kind) {
 }
 
 static void peerGetOfTexts(benchmark::State &state, const CONTROLLER_KIND &kind) {
+  size_t objects = countObjects(kind);
   MeasuredWorld world(kind);
   std::string document = world.document();
   READY_TEXTS texts = readyTexts(document);
   mustBeSame(document, peerInventory(texts));
-  measure(state, world, countObjects(kind),
-          [&] { return timed([&] { benchmark::DoNotOptimize(peerInventory(texts)); }); });
+  measure(state, world, objects, [&] { return timed([&] { benchmark::DoNotOptimize(peerInventory(texts)); }); });
 }
 
 static void peerVerify(benchmark::State &state, const CONTROLLER_KIND &kind) {
