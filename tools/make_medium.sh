@@ -69,6 +69,7 @@ if [ -n "${SIGN_KEY:-}" ]; then
 fi
 cp -r "$jobs"/. "$tree/raidxyl"
 rm -rf "$tree/raidxyl/drivers" "$tree/raidxyl/results" # results that were copied back are of another medium
+od -An -N16 -tx1 /dev/urandom | tr -d ' \n' >"$tree/raidxyl/medium.id" # by it a machine knows a medium again
 check_names
 used=$(du -sk --apparent-size "$tree" | cut -f 1)
 

@@ -16,6 +16,7 @@ struct READER {
   UINT32 Number;   // of the line
   bool HasMistake; // anywhere
   bool IsOver;     // behind an unconditional end
+  UINT32 Limit;    // of the lines from here on
 };
 
 static void mistake(READER *reader, const CHAR8 *what, const CHAR8 *which = "") {
@@ -150,6 +151,39 @@ static void readEnd(READER *reader, JOB_LINE *line) {
   reader->IsOver = reader->IsOver || line->Condition == JOB_ALWAYS;
 }
 
+#define LIMIT_MAX 1440U // minutes
+
+static void readLimit(READER *reader, const JOB_LINE &line) {
+  const CHAR8 *text = line.WordCount == 2 ? wordOf(line, 1) : "";
+  bool isNumber = *text != 0;
+  for (const CHAR8 *at = text; *at != 0; ++at) {
+    isNumber = isNumber && *at >= '0' && *at <= '9';
+  }
+  UINT64 minutes = parseDecimal(text);
+  if (!isNumber || minutes > LIMIT_MAX) {
+    mistake(reader, "'limit' wants minutes, at most 1440; 0 is none");
+    return;
+  }
+  reader->Limit = static_cast<UINT32>(minutes);
+}
+
+// Takes what is no line of the job, but says how it runs.
+static bool takeSetting(READER *reader, const JOB_LINE &line) {
+  const CHAR8 *first = textOf(line.Words);
+  if (line.Condition != JOB_ALWAYS) {
+    return false;
+  }
+  if (line.WordCount == 1 && textEqual(first, "again")) {
+    reader->Jobs->Again = true;
+    return true;
+  }
+  bool isLimit = line.WordCount != 0 && textEqual(first, "limit");
+  if (isLimit) {
+    readLimit(reader, line);
+  }
+  return isLimit;
+}
+
 XYL_RESULT parseJob(const XYL_HOST *host, const JOB_LINE &line, XYL_REQUEST *request) {
   const CHAR8 *words[JOB_WORDS_MAX];
   for (UINTN i = 0; i < line.WordCount; ++i) {
@@ -195,6 +229,7 @@ static void readLine(READER *reader, CURSOR cursor) {
   }
   line->Number = reader->Number;
   line->End = JOB_GOES_ON;
+  line->Limit = reader->Limit;
   bool hadMistake = reader->HasMistake;
   reader->HasMistake = false;
   bool wasOver = reader->IsOver;
@@ -206,8 +241,7 @@ static void readLine(READER *reader, CURSOR cursor) {
     mistake(reader, "stands behind the end and would never run");
   } else if (line->WordCount == 0) {
     mistake(reader, "a condition wants a command behind it");
-  } else if (line->WordCount == 1 && line->Condition == JOB_ALWAYS && textEqual(first, "again")) {
-    reader->Jobs->Again = true;
+  } else if (takeSetting(reader, *line)) {
     freeText(&line->Text);
     freeText(&line->Words);
     --reader->Jobs->Lines.count;
@@ -256,7 +290,7 @@ static void readLines(READER *reader, const CHAR8 *text, UINTN size) {
 
 XYL_RESULT readJobs(const XYL_HOST *host, const CHAR8 *text, UINTN size, const JOB_NAMES &names, JOB_FILE *jobs) {
   *jobs = {};
-  READER reader = {host, &names, jobs, /* Number= */ 0, /* HasMistake= */ false, /* IsOver= */ false};
+  READER reader = {host, &names, jobs, /* Number= */ 0, /* HasMistake= */ false, /* IsOver= */ false, /* Limit= */ 0};
   if (size > JOB_FILE_LIMIT) {
     mistake(&reader, "the file is larger than 64 KB");
   } else if (!isText(text, size)) {

@@ -1,6 +1,7 @@
 // The job file of a boot medium: the command lines that run, and how the machine goes on.
 //
 //   # a comment
+//   limit 30
 //   verify saved\%SERIAL%.xml
 //   ok: end shutdown
 //   different: restore saved\%SERIAL%.xml --rebuild --yes -c 03:00.0
@@ -30,6 +31,7 @@ struct JOB_LINE {
   TEXT Text;   // for people, without the condition
   TEXT Words;  // WordCount of them, each with its NUL
   UINT32 WordCount;
+  UINT32 Limit; // minutes that it may take; 0: any time
 };
 
 struct JOB_FILE {

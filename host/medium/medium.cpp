@@ -5,8 +5,13 @@
 #include "host/medium/unpack.h"
 
 static void showJobs(const XYL_HOST &host, const JOB_FILE &jobs) {
+  UINT32 limit = 0;
   for (UINT32 i = 0; i < jobs.Lines.count; ++i) {
     const JOB_LINE &line = jobs.Lines.items[i];
+    if (line.Limit != limit) {
+      say(&host, line.Limit != 0 ? "Each line may take %d minutes.\n" : "Lines may take any time.\n", line.Limit);
+      limit = line.Limit;
+    }
     say(&host, "%4d  %-10a  %a\n", line.Number, g_jobConditions[line.Condition], textOf(line.Text));
   }
   if (jobs.Again) {

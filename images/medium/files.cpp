@@ -19,11 +19,18 @@ static EFI_FILE_PROTOCOL *fileOf(EFI_SHELL_FILE_HANDLE file) {
   return static_cast<EFI_FILE_PROTOCOL *>(file);
 }
 
+static void closeFolder() {
+  if (g_folder != nullptr) {
+    g_folder->Close(g_folder);
+    g_folder = nullptr;
+  }
+}
+
 // --- Functions of a shell ---
 
 static EFI_STATUS openOne(const CHAR16 *name, EFI_SHELL_FILE_HANDLE *file, UINT64 mode, UINT64 attributes) {
   EFI_FILE_PROTOCOL *opened = nullptr;
-  EFI_STATUS status = g_folder->Open(g_folder, &opened, name, mode, attributes);
+  EFI_STATUS status = g_folder == nullptr ? EFI_NO_MEDIA : g_folder->Open(g_folder, &opened, name, mode, attributes);
   *file = opened;
   return status;
 }
@@ -218,14 +225,11 @@ static bool isInMemory(EFI_HANDLE device) {
   return node[0] != NODE_END;
 }
 
-EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_HOST *host) {
+// Opens the folder for the mode, or null.
+static EFI_STATUS openFolder(EFI_HANDLE device, UINT64 mode) {
+  g_folder = nullptr;
   void *found = nullptr;
-  EFI_STATUS status = g_bootServices->HandleProtocol(image, &g_loadedImageGuid, &found);
-  if (EFI_ERROR(status)) {
-    return status;
-  }
-  EFI_HANDLE device = static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(found)->DeviceHandle;
-  status = g_bootServices->HandleProtocol(device, &g_fileSystemGuid, &found);
+  EFI_STATUS status = g_bootServices->HandleProtocol(device, &g_fileSystemGuid, &found);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -235,12 +239,32 @@ EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_HOST *host) {
   if (EFI_ERROR(status)) {
     return status;
   }
-  status = root->Open(root, &g_folder, u"\\raidxyl", EFI_FILE_MODE_READ_WRITE, 0);
-  medium->Keeps = !EFI_ERROR(status) && !isInMemory(device);
-  if (EFI_ERROR(status)) {
-    status = root->Open(root, &g_folder, u"\\raidxyl", EFI_FILE_MODE_READ, 0);
-  }
+  EFI_FILE_PROTOCOL *folder = nullptr;
+  status = root->Open(root, &folder, u"\\raidxyl", mode, 0);
+  g_folder = EFI_ERROR(status) ? nullptr : folder;
   root->Close(root);
+  return status;
+}
+
+static void useMemory(XYL_HOST *host) {
+  mediumOf(host)->Keeps = false;
+  host->ReadFile = readMemory;
+  host->OpenOutput = openMemory;
+  host->CloseOutput = closeMemory;
+}
+
+EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_HOST *host) {
+  void *found = nullptr;
+  EFI_STATUS status = g_bootServices->HandleProtocol(image, &g_loadedImageGuid, &found);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  medium->Device = static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(found)->DeviceHandle;
+  status = openFolder(medium->Device, EFI_FILE_MODE_READ_WRITE);
+  medium->Keeps = !EFI_ERROR(status) && !isInMemory(medium->Device);
+  if (EFI_ERROR(status)) {
+    status = openFolder(medium->Device, EFI_FILE_MODE_READ);
+  }
   makeShell();
   medium->Firmware.Files = &g_shell;
   host->Context = medium;
@@ -249,16 +273,21 @@ EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_HOST *host) {
   host->CloseOutput = firmwareCloseOutput;
   host->IsSameFile = firmwareIsSameFile;
   if (!medium->Keeps) {
-    keepNothing(host);
+    useMemory(host);
   }
   return status;
 }
 
 void keepNothing(XYL_HOST *host) {
-  mediumOf(host)->Keeps = false;
-  host->ReadFile = readMemory;
-  host->OpenOutput = openMemory;
-  host->CloseOutput = closeMemory;
+  EFI_HANDLE device = mediumOf(host)->Device;
+  closeFolder();
+  g_bootServices->DisconnectController(device, /* DriverImage= */ nullptr, /* Child= */ nullptr);
+  g_bootServices->ConnectController(device, /* DriverImages= */ nullptr, /* Remaining= */ nullptr, /* Recursive= */ 1);
+  EFI_STATUS status = openFolder(device, EFI_FILE_MODE_READ);
+  if (EFI_ERROR(status)) {
+    complain(host, "the medium cannot be read any more: %a", statusWords(status));
+  }
+  useMemory(host);
 }
 
 void closeMedium(MEDIUM *medium) {
@@ -268,7 +297,7 @@ void closeMedium(MEDIUM *medium) {
   }
   poolRelease(medium->Files.items);
   freeText(&medium->Printed);
-  g_folder->Close(g_folder);
+  closeFolder();
 }
 
 EFI_STATUS writeOnMedium(const XYL_HOST *host, const CHAR8 *name, const TEXT &text) {

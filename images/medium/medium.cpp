@@ -50,11 +50,23 @@ static XYL_RESULT runCommand(const XYL_HOST *host, const JOB_LINE &line, JOB_REC
   return result;
 }
 
+#define LIMIT_CODE 0x10000U // the first that is not the firmware's own
+
+// Lets the firmware reset the machine after so many minutes; 0 is never.
+static void setLimit(const XYL_HOST *host, UINT32 minutes) {
+  EFI_STATUS status = g_bootServices->SetWatchdogTimer(UINTN{minutes} * 60, LIMIT_CODE, /* DataSize= */ 0,
+                                                       /* Data= */ nullptr);
+  if (EFI_ERROR(status) && minutes != 0) {
+    complain(host, "the firmware takes no limit of %d minutes: %a", minutes, statusWords(status));
+  }
+}
+
 // Runs a command line and keeps what it printed. The medium tells before that it runs.
 static EFI_STATUS runLine(JOB_RUN *run, UINT32 index) {
   const JOB_LINE &line = run->File.Lines.items[index];
   JOB_RECORD *record = &run->Records.items[index];
   MEDIUM *medium = mediumOf(run->Host);
+  setLimit(run->Host, line.Limit);
   record->State = JOB_RUNNING;
   readClock(&record->Started);
   EFI_STATUS status = medium->Keeps ? tellProgress(run, index) : EFI_SUCCESS;
@@ -115,7 +127,8 @@ static EFI_STATUS readJobFile(JOB_RUN *run) {
     complain(run->Host, "cannot read '\\raidxyl\\%a': %a", JOBS_NAME, statusWords(status));
     return status;
   }
-  formatHex(run->Job, crc32Of(text, size), 8);
+  run->Sum = crc32Of(text, size);
+  formatHex(run->Job, run->Sum, 8);
   CHAR8 *serial = textDuplicate(run->Server.Serial);
   if (serial != nullptr) {
     makeFileName(serial);
@@ -148,11 +161,13 @@ static bool hasRun(const JOB_RUN &run) {
 static void showAfter(EFI_STATUS status, JOB_RUN *run) {
   if (EFI_ERROR(status) && mediumOf(run->Host)->Keeps) {
     complain(run->Host, "nothing can be kept on the medium; files are shown here instead");
+    closeProgress(run);
     keepNothing(run->Host);
   }
 }
 
 static void endResult(JOB_RUN *run, const CHAR8 *state) {
+  setLimit(run->Host, 0);
   run->State = state;
   EFI_STATUS status = writeResult(*run);
   showAfter(status, run);
@@ -162,12 +177,34 @@ static void endResult(JOB_RUN *run, const CHAR8 *state) {
   endProgress(run);
 }
 
-// Before a driver gets the chance to hang the medium tells that the job has begun.
-static void beginResult(EFI_HANDLE image, JOB_RUN *run) {
+// Tells that the job has begun, on the medium or else in the machine; false when that tells already that it has.
+static bool beginOnce(JOB_RUN *run) {
   run->State = "running";
   if (mediumOf(run->Host)->Keeps) {
     showAfter(writeResult(*run), run);
   }
+  if (mediumOf(run->Host)->Keeps || run->File.Again) {
+    forgetDone();
+    return true;
+  }
+  if (isDone(*run)) {
+    complain(run->Host,
+             "this machine has begun the job of this medium before, and nothing was told to it since. With the line "
+             "'again' in %a, or from a medium that is made anew, it runs again",
+             JOBS_NAME);
+    return false;
+  }
+  EFI_STATUS status = noteDone(*run);
+  if (EFI_ERROR(status)) {
+    complain(run->Host, "the machine does not remember this job, which runs at the next boot too: %a",
+             statusWords(status));
+  }
+  return true;
+}
+
+// A driver may hang, so the job is told to have begun by now.
+static void bringUp(EFI_HANDLE image, JOB_RUN *run) {
+  setLimit(run->Host, run->File.Lines.items[0].Limit);
   loadDrivers(run->Host, image, &run->Drivers);
   if (mediumOf(run->Host)->Keeps) {
     showAfter(writeResult(*run), run);
@@ -198,7 +235,10 @@ static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
     return EFI_OUT_OF_RESOURCES;
   }
   run->Records.count = run->File.Lines.count;
-  beginResult(image, run);
+  if (!beginOnce(run)) {
+    return EFI_ALREADY_STARTED;
+  }
+  bringUp(image, run);
   status = runLines(run);
   endResult(run, EFI_ERROR(status) ? "stopped" : "done");
   return status;

@@ -67,11 +67,16 @@ EFI_STATUS tellProgress(JOB_RUN *run, UINT32 index) {
   return status;
 }
 
-void endProgress(JOB_RUN *run) {
-  if (run->Progress != nullptr && mediumOf(run->Host)->Keeps) {
-    filesOf(*run)->DeleteFile(run->Progress); // closes it too
-  } else if (run->Progress != nullptr) {
+void closeProgress(JOB_RUN *run) {
+  if (run->Progress != nullptr) {
     filesOf(*run)->CloseFile(run->Progress);
+    run->Progress = nullptr;
   }
-  run->Progress = nullptr;
+}
+
+void endProgress(JOB_RUN *run) {
+  if (run->Progress != nullptr) {
+    filesOf(*run)->DeleteFile(run->Progress); // closes it too
+    run->Progress = nullptr;
+  }
 }

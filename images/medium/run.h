@@ -15,7 +15,8 @@ struct MEMORY_FILE {
 
 struct MEDIUM {
   FIRMWARE_CONTEXT Firmware; // first: XYL_HOST's Context leads here
-  bool Keeps;                // what is written stays; otherwise files go to the console
+  EFI_HANDLE Device;
+  bool Keeps; // what is written stays; otherwise files go to the console
   POOL_ARRAY<MEMORY_FILE> Files;
   TEXT Printed; // by the line that runs
 };
@@ -29,7 +30,8 @@ inline MEDIUM *mediumOf(const XYL_HOST *host) {
 // Opens the medium that the image comes from and makes the host's functions for files those of the medium.
 EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_HOST *host);
 void closeMedium(MEDIUM *medium);
-// From now on files are kept in memory and shown on the console.
+// From now on files are kept in memory and shown on the console. No file of the medium may be open: after a failed
+// write its file system keeps what it could not write, and fails at all that it is asked, so it is started anew.
 void keepNothing(XYL_HOST *host);
 // Writes a whole file, also over an old one.
 EFI_STATUS writeOnMedium(const XYL_HOST *host, const CHAR8 *name, const TEXT &text);
@@ -65,7 +67,8 @@ struct JOB_RECORD {
 struct JOB_RUN {
   XYL_HOST *Host;
   SERVER Server;
-  CHAR8 Job[9]; // CRC-32 of the job file
+  UINT32 Sum;   // CRC-32 of the job file
+  CHAR8 Job[9]; // and in digits
   JOB_FILE File;
   POOL_ARRAY<MEDIUM_DRIVER> Drivers;
   POOL_ARRAY<JOB_RECORD> Records; // of the lines
@@ -98,8 +101,21 @@ void writeLine(JSON *json, const JOB_LINE &line, const JOB_RECORD &record, bool 
 EFI_STATUS beginProgress(JOB_RUN *run);
 // Tells what came of the lines before, and that this one runs.
 EFI_STATUS tellProgress(JOB_RUN *run, UINT32 index);
+// Leaves it as it is.
+void closeProgress(JOB_RUN *run);
 // Once the result is kept it is of no more use.
 void endProgress(JOB_RUN *run);
+
+// --- What the machine remembers, where the medium keeps nothing ---
+
+#define MEDIUM_ID_NAME "medium.id"
+
+// Whether the machine's variable tells that the job of this medium was begun, and none after it.
+bool isDone(const JOB_RUN &run);
+EFI_STATUS noteDone(const JOB_RUN &run);
+void forgetDone();
+
+// --- Time ---
 
 void readClock(EFI_TIME *time);
 UINT64 secondsOf(const EFI_TIME &time); // counted from some day; only differences mean something

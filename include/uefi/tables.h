@@ -160,13 +160,24 @@ UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, CopyMem) == 352, "boot services l
 UEFI_STATIC_ASSERT(offsetof(EFI_BOOT_SERVICES, CreateEventEx) == 368, "boot services layout");
 UEFI_STATIC_ASSERT(sizeof(EFI_BOOT_SERVICES) == 376, "boot services size");
 
+#define EFI_VARIABLE_NON_VOLATILE 1U
+#define EFI_VARIABLE_BOOTSERVICE_ACCESS 2U
+
 typedef struct EFI_RUNTIME_SERVICES {
   EFI_TABLE_HEADER Hdr;
   EFI_STATUS(EFIAPI *GetTime)(EFI_TIME *Time, void *Capabilities);
-  void *NotCalled1[9];
+  void *NotCalled1[5];
+  EFI_STATUS(EFIAPI *GetVariable)
+  (const CHAR16 *Name, const EFI_GUID *Vendor, UINT32 *Attributes, UINTN *Size, void *Data);
+  void *NotCalled3;
+  EFI_STATUS(EFIAPI *SetVariable)
+  (const CHAR16 *Name, const EFI_GUID *Vendor, UINT32 Attributes, UINTN Size, const void *Data); // Size 0: deletes it
+  void *NotCalled4;
   void(EFIAPI *ResetSystem)(int ResetType, EFI_STATUS Status, UINTN DataSize, void *Data);
   void *NotCalled2[3];
 } EFI_RUNTIME_SERVICES;
+UEFI_STATIC_ASSERT(offsetof(EFI_RUNTIME_SERVICES, GetVariable) == 72, "runtime services layout");
+UEFI_STATIC_ASSERT(offsetof(EFI_RUNTIME_SERVICES, SetVariable) == 88, "runtime services layout");
 UEFI_STATIC_ASSERT(offsetof(EFI_RUNTIME_SERVICES, ResetSystem) == 104, "runtime services layout");
 UEFI_STATIC_ASSERT(sizeof(EFI_RUNTIME_SERVICES) == 136, "runtime services size");
 

@@ -4,12 +4,15 @@
 
 TEST(Jobs, MistakesAreToldWithTheirLine) {
   Client client("empty");
-  client.write("jobs.txt", "\xEF\xBB\xBF# comment\r\n\r\nagain\r\nlist\r\n\tok:  show \"my\\%SERIAL%.xml\" 100%%\r\n"
-                           "failed: end reset\r\ndelete a -c 1\r\ndelete \"b c\" --yes -c 03:00.0\r\nend shutdown");
+  client.write("jobs.txt",
+               "\xEF\xBB\xBF# comment\r\n\r\nagain\r\nlist\r\n\tok:  show \"my\\%SERIAL%.xml\" 100%%\r\n"
+               "failed: end reset\r\ndelete a -c 1\r\nlimit 5\r\ndelete \"b c\" --yes -c 03:00.0\r\nend shutdown");
   client.expect({"2 jobs jobs.txt => line 5: 'show' does not take the argument '100%'", "3 jobs none.txt",
                  "0 !sed -i 's/ 100%%//; /end shutdown/d' jobs.txt",
                  "0 jobs jobs.txt =>    4              list\n|   5  ok:         show my\\%SERIAL%.xml\n|end reset\n|"
-                 "delete a -c 1\n|   8              delete \"b c\" --yes -c 03:00.0\nRuns at every boot.\n",
+                 "delete a -c 1\n|Each line may take 5 minutes.\n   9              delete \"b c\" --yes -c "
+                 "03:00.0\nRuns at every "
+                 "boot.\n",
                  "0 !xyl jobs jobs.txt | head -n 1 =>    4 "});
   const struct {
     std::string jobs, message;
@@ -21,6 +24,10 @@ TEST(Jobs, MistakesAreToldWithTheirLine) {
       {"list\nend", "line 2: 'end' wants one of return, reset and shutdown"},
       {"end reset now", "line 1: 'end' wants"},
       {"end reset\nlist", "line 2: stands behind the end and would never run"},
+      {"limit 1441\nlist", "line 1: 'limit' wants minutes"},
+      {"limit 1m\nlist", "line 1: 'limit' wants minutes"},
+      {"limit\nlist", "line 1: 'limit' wants minutes"},
+      {"limit 5", "there is nothing to do"},
       {"show \"a b.xml", "line 1: a quotation mark has no partner"},
       {"show %SERIAL.xml", "line 1: a percent sign has no partner; %% stands for one"},
       {"show %HOST%.xml", "line 1: there are %SERIAL% and %UUID%, and no %HOST"},

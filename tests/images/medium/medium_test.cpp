@@ -28,6 +28,22 @@ protected:
     table->NumberOfTableEntries = 1;
     table->ConfigurationTable = &entry_;
     table->RuntimeServices->ResetSystem = [](int type, EFI_STATUS, UINTN, void *) EFIAPI { reset_ = type; };
+    table->RuntimeServices->GetVariable = [](const CHAR16 *, const EFI_GUID *, UINT32 *, UINTN *size, void *data)
+                                              EFIAPI -> EFI_STATUS {
+      *size = variable_.copy(static_cast<char *>(data), *size);
+      return *size == 0 ? EFI_NOT_FOUND : EFI_SUCCESS;
+    };
+    table->RuntimeServices->SetVariable = [](const CHAR16 *, const EFI_GUID *, UINT32, UINTN size, const void *data)
+                                              EFIAPI -> EFI_STATUS {
+      variable_.assign(static_cast<const char *>(data), variableRoom_ ? size : 0);
+      return variableRoom_ ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+    };
+    services_->SetWatchdogTimer = [](UINTN seconds, UINT64, UINTN, CHAR16 *) EFIAPI -> EFI_STATUS {
+      limits_.push_back(seconds);
+      return EFI_SUCCESS;
+    };
+    variable_.clear();
+    variableRoom_ = true;
     describeMachine("SN/42", 1);
     world_.console();
     world_.markBalance();
@@ -52,6 +68,7 @@ protected:
   // Boots the medium; what was shown is in console_.
   EFI_STATUS boot() {
     reset_ = -1;
+    limits_.clear();
     EFI_STATUS status = MediumEntry(handle_, world_.firmware.systemTable());
     console_ = world_.console();
     EXPECT_EQ(STICK::opens, 0);
@@ -71,6 +88,9 @@ protected:
   EFI_CONFIGURATION_TABLE entry_{{0xF2FD1544, 0x9794, 0x4A2C, {0x99, 0x2E, 0xE5, 0xBB, 0xCF, 0x20, 0xE3, 0x94}}, {}};
   std::string smbios_, structures_, console_;
   static inline int reset_;
+  static inline std::string variable_;
+  static inline bool variableRoom_;
+  static inline std::vector<UINTN> limits_;
 };
 
 TEST_F(Medium, WhatMakersLeaveInTheSerialNumberIsNone) {
@@ -166,6 +186,7 @@ TEST_F(Medium, TellsWhatRanOnTheMediumOrOnTheConsole) {
     STICK::clear();
     STICK::file(u"jobs.txt") = job;
     STICK::writable = writable;
+    variable_.clear();
     EFI_STATUS status = boot();
     bool isShown = said("===== raidxyl file results\\SN_42-");
     bool isKept = STICK::file(FIRST_RESULT u".json").find("\"ended\": ") != std::string::npos;
@@ -178,4 +199,36 @@ TEST_F(Medium, TellsWhatRanOnTheMediumOrOnTheConsole) {
     EXPECT_TRUE(std::regex_search(lines, running) || !STICK::has(u"a.xml") || isKept) << writable << lines;
   }
   EXPECT_GT(stopped, 0u);
+}
+
+TEST_F(Medium, MachineRemembersTheJobOfAMediumThatKeepsNothing) {
+  const std::string job = "list\n", again = "list\nagain\n", other = "list \n";
+  STICK::writable = 0;
+  const struct {
+    std::string job;
+    bool runs;
+    const char *medium;
+    int writable;
+  } boots[] = {{job, true, "a", 0},          {job, false, "a", 0}, {job, true, "b", 0},         {job, false, "b", 0},
+               {other, true, "b", 0},        {job, true, "b", 0},  {again, true, "b", 0},       {again, true, "b", 0},
+               {job, true, "b", 0},          {job, false, "b", 0}, {other, true, "b", 1 << 30}, {job, true, "b", 0},
+               {again + "x", false, "b", 0}, {job, false, "b", 0}};
+  for (const auto &row : boots) {
+    STICK::clear();
+    STICK::writable = row.writable;
+    STICK::file(u"jobs.txt") = row.job;
+    STICK::file(u"medium.id") = row.medium;
+    boot();
+    EXPECT_EQ(said("==> 1/1 ok"), row.runs) << &row - boots << console_;
+  }
+  variableRoom_ = false;
+  STICK::file(u"jobs.txt") = other;
+  expect(EFI_ABORTED, "the machine does not remember this job");
+}
+
+TEST_F(Medium, LimitsAreForTheLinesBehindThemAndForDrivers) {
+  STICK::file(u"jobs.txt") = "limit 3\nlist\nlimit 7\nfailed: list\nlist\nlimit 0\nlist\nend reset\n";
+  boot();
+  EXPECT_EQ(limits_, (std::vector<UINTN>{0, 180, 180, 420, 0, 0}));
+  EXPECT_EQ(reset_, 0);
 }

@@ -18,6 +18,7 @@ struct STICK {
   static inline int opens;
   static inline int writes;   // calls that changed it
   static inline int writable; // calls that may
+  static inline bool isStuck; // with what it could not write, until it is opened anew
   static inline EFI_SIMPLE_FILE_SYSTEM_PROTOCOL system;
 
   static std::string &file(const std::u16string &name) { return files[u"\\raidxyl\\" + name]; }
@@ -25,9 +26,11 @@ struct STICK {
   // Empties it; what takes part in a file system is made anew.
   static void clear() {
     files.clear();
+    isStuck = false;
     opens = writes = 0;
     writable = 1 << 30;
     system.OpenVolume = [](EFI_SIMPLE_FILE_SYSTEM_PROTOCOL *, EFI_FILE_PROTOCOL **root) EFIAPI -> EFI_STATUS {
+      isStuck = false;
       *root = make(u"");
       return EFI_SUCCESS;
     };
@@ -44,7 +47,10 @@ private:
     auto next = files.lower_bound(name + u"\\");
     return next != files.end() && next->first.starts_with(name + u"\\");
   }
-  static EFI_STATUS change() { return ++writes <= writable ? EFI_SUCCESS : EFI_WRITE_PROTECTED; }
+  static EFI_STATUS change() {
+    isStuck = ++writes > writable;
+    return isStuck ? EFI_WRITE_PROTECTED : EFI_SUCCESS;
+  }
 
   static EFI_FILE_PROTOCOL *make(const std::u16string &name) {
     OPEN *made = new OPEN{};
@@ -66,6 +72,9 @@ private:
   }
   static EFI_STATUS EFIAPI open(EFI_FILE_PROTOCOL *from, EFI_FILE_PROTOCOL **file, const CHAR16 *part, UINT64 mode,
                                 UINT64 attributes) {
+    if (isStuck) {
+      return EFI_UNSUPPORTED;
+    }
     std::u16string name = lower(*part == u'\\' ? part : of(from).name + u"\\" + part);
     name.resize(name.find_last_not_of(u'\\') + 1);
     if (files.count(name) == 0 && !isFolder(name)) {

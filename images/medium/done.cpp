@@ -1,0 +1,54 @@
+// What the machine remembers of media that keep nothing: the job that it did last. A medium that stays attached would
+// rebuild its controllers at every boot.
+#include "base/crc32.h"
+#include "images/medium/run.h"
+
+static constexpr EFI_GUID g_ownGuid = {0x303ab25c, 0xd761, 0x402c, {0xbf, 0xbd, 0xaa, 0x15, 0x5b, 0x7b, 0xc0, 0x93}};
+static constexpr const CHAR16 *g_variable = u"RaidXylJob";
+
+struct DONE {
+  UINT32 Job;    // CRC-32 of the job file
+  UINT32 Medium; // CRC-32 of the file that no other medium has; 0: it has none either
+};
+
+static DONE doneBy(const JOB_RUN &run) {
+  CHAR8 *text = nullptr;
+  UINTN size = 0;
+  DONE done = {run.Sum, 0};
+  if (!EFI_ERROR(run.Host->ReadFile(run.Host, MEDIUM_ID_NAME, &text, &size))) {
+    done.Medium = crc32Of(text, size);
+    poolFree(text);
+  }
+  return done;
+}
+
+// Whether the variable is there; one of another size tells of no job.
+static bool readDone(DONE *done) {
+  UINTN size = sizeof(*done);
+  UINT32 attributes = 0;
+  EFI_STATUS status = g_systemTable->RuntimeServices->GetVariable(g_variable, &g_ownGuid, &attributes, &size, done);
+  if (EFI_ERROR(status) || size != sizeof(*done)) {
+    *done = {};
+  }
+  return status != EFI_NOT_FOUND;
+}
+
+bool isDone(const JOB_RUN &run) {
+  DONE wanted = doneBy(run);
+  DONE done;
+  return readDone(&done) && done.Job == wanted.Job && done.Medium == wanted.Medium;
+}
+
+EFI_STATUS noteDone(const JOB_RUN &run) {
+  DONE done = doneBy(run);
+  return g_systemTable->RuntimeServices->SetVariable(
+      g_variable, &g_ownGuid, EFI_VARIABLE_NON_VOLATILE | EFI_VARIABLE_BOOTSERVICE_ACCESS, sizeof(done), &done);
+}
+
+void forgetDone() {
+  DONE done;
+  if (readDone(&done)) {
+    g_systemTable->RuntimeServices->SetVariable(g_variable, &g_ownGuid, /* Attributes= */ 0, /* Size= */ 0,
+                                                /* Data= */ nullptr);
+  }
+}
