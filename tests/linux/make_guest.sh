@@ -102,7 +102,7 @@ copy_programs() {
 # not at all.
 copy_modules() {
   version=$(ls "$unpacked/lib/modules")
-  /sbin/depmod -b "$unpacked" "$version"
+  /sbin/depmod -b "$unpacked" "$version" 2>/dev/null # newer packages keep the lists that it misses elsewhere
   for module in $modules; do
     /sbin/modprobe -d "$unpacked" -S "$version" --show-depends "$module" 2>/dev/null || true
   done | sed -n 's/^insmod \([^ ]*\).*/\1/p' | awk '!seen[$0]++' | while read -r file; do

@@ -31,6 +31,8 @@ volume() {
   [ "$stripe" = - ] || echo "<StripeSize>$stripe</StripeSize>"
   echo '</VD></Object></Method>'
 }
+names="striped striped-coarse mirror mirror-of-three four five five-left five-right six six-zero six-restart ten ten-of-six
+  striped-fine mirror-late four-coarse five-fine five-left-six five-right-three six-of-six"
 levels="l0 l1 l2 l3 l4 l5 l6"
 level_options=$(options $levels)
 images $levels
@@ -49,6 +51,13 @@ images $levels
   volume six-restart 6 2 "64 Kb" 8000000 0 1 2 3
   volume ten 10 - "64 Kb" 8000000 0 1 2 3
   volume ten-of-six 10 0 "8 Kb" 12000000 0 1 2 3 4 5
+  volume striped-fine 0 - "4 Kb" 8000000 5 1
+  volume mirror-late 1 - - 8000000 4 3
+  volume four-coarse 4 - "256 Kb" 8000000 2 4 3
+  volume five-fine 5 3 "8 Kb" 8000000 1 2 3 4 5
+  volume five-left-six 5 2 "64 Kb" 10000000 0 1 2 3 4 5
+  volume five-right-three 5 0 "128 Kb" 8000000 5 4 3
+  volume six-of-six 6 3 "16 Kb" 8000000 5 4 3 2 1 0
   echo '</raidData>'
 } >levels.xml
 "$xyl" apply levels.xml $level_options
@@ -86,8 +95,7 @@ JOBS=$here/create.txt WORK=$work/firmware QEMU_OPTIONS=$machine XYL=$xyl "$root/
   cat "$here/jobs/volumes.sh"
 } >use.sh
 "$here/boot.sh" "$work/use" use.sh $levels new0 new1 $made
-for name in striped striped-coarse mirror mirror-of-three four five five-left five-right six six-zero six-restart ten \
-  ten-of-six restored ahci nvme; do
+for name in $names restored ahci nvme; do
   grep -q -x "rebuilt ${name}_0" use/results.txt || fail "Linux has not read $name after the rebuild"
 done
 # What Linux read of each volume is what we read, whole and without any three disks.
@@ -98,7 +106,7 @@ for volume in read/*; do
 done
 
 "$xyl" show $level_options | tee show.txt
-[ "$(grep -c ' RAID .* Online ' show.txt)" = 13 ] || fail "not all virtual disks are Online after Linux"
+[ "$(grep -c ' RAID .* Online ' show.txt)" = 20 ] || fail "not all virtual disks are Online after Linux"
 grep -q '1025000 .* Failed' show.txt || fail "the disk that failed in Linux is not Failed"
 
 # --- Deleted; and what a power cut left ---
