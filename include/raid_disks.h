@@ -8,11 +8,11 @@
 #define RAID_DISKS_PROTOCOL_GUID                                                                                       \
   {                                                                                                                    \
     0x7f3c1b0a, 0x98d6, 0x4c52, {                                                                                      \
-      0x8d, 0x0e, 0x41, 0xc6, 0x5b, 0x27, 0xe9, 0x13                                                                   \
+      0x8d, 0x0e, 0x41, 0xc6, 0x5b, 0x27, 0xe9, 0x14                                                                   \
     }                                                                                                                  \
   }
 
-#define RAID_DISK_AREAS_MAX 6
+#define RAID_DISK_AREAS_MAX 24
 
 typedef struct RAID_DISK_AREA {
   UINT64 Lba;
@@ -33,6 +33,7 @@ struct RAID_DISKS_PROTOCOL {
   //   EFI_NOT_FOUND          there is none
   //   EFI_ACCESS_DENIED      it belongs to a set of volumes, which the controller's own commands change; of a set that
   //                          they cannot change, disks are told of as others are
+  //   EFI_NOT_READY          a set lists it as missing
   //   EFI_WRITE_PROTECTED    images that are running were loaded from it
   //   EFI_UNSUPPORTED        it is free, or nothing that is on it is the reason why it is not
   //   EFI_OUT_OF_RESOURCES   no memory

@@ -24,6 +24,8 @@ static const CHAR8 *whyNotWiped(EFI_STATUS status) {
   case EFI_ACCESS_DENIED:
     return "it belongs to a set; 'xyl delete' or 'xyl spare --remove' frees it, a Clear if it is foreign, a Change to "
            "Ready if it failed";
+  case EFI_NOT_READY:
+    return "a set lists it as missing; that member has to be marked as failed first";
   case EFI_WRITE_PROTECTED:
     return "programs that are running were loaded from it";
   case EFI_UNSUPPORTED:

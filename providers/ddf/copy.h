@@ -16,3 +16,4 @@ UINT64 copyLength(const DDF_HEADER &header);
 
 // Judges one disk by itself: kind (DDF_DISK_MEMBER stands for a good copy), faults, copy.
 EFI_STATUS readDisk(DDF_DISK *disk);
+void setUnreadable(DDF_DISK *disk);

@@ -61,6 +61,9 @@ struct DDF_DISK {
   bool misplaced;  // of a member: a copy has no room on the disk where the header wants it, so none can be written
   bool lagging;    // of a member: not both of its copies are good and as new as the set
   CHAR8 holds[80]; // of other disks: what was found, in words, or empty
+  UINT64 stray;    // of other disks: where a header of a disk of another size lies, 0: nowhere
+  bool searched;   // ddfSearch has looked at it
+  bool released;   // of other disks: it was set free, and what was on it then is still there, which nobody wants
 };
 
 enum DDF_SPARE_KIND { DDF_NO_SPARE, DDF_SPARE_GLOBAL, DDF_SPARE_FOR_VOLUMES };
@@ -189,9 +192,34 @@ const CHAR8 *ddfSetFault(const DDF_SET &set);
 const CHAR8 *ddfDiskFault(const DDF_MODEL &model, UINT32 disk);
 
 // Writes what signatures in the first and last sectors of a disk tell ("GPT", "ext file system, LVM"), cut to size
-// bytes with a NUL; empty for none. Returns EFI_SUCCESS or the status of a read that failed. The format's own anchor is
-// among them.
+// bytes with a NUL; empty for none. Returns EFI_SUCCESS, EFI_OUT_OF_RESOURCES or the status of a read that failed. The
+// format's own headers are among them.
 EFI_STATUS ddfFindContents(const DDF_SOURCE &source, CHAR8 *text, UINTN size);
+
+// --- Whether a disk is free ---
+
+// A disk of no set is free when it is blank, as far as it is searched: each sector of its first MiB, its last 34 MiB
+// and of some places in between has one byte all over, 00 or FF. Or when it was set free, and has the mark of that.
+
+struct DDF_AREA {
+  UINT64 lba;
+  UINT64 sectors;
+};
+constexpr UINT32 DDF_SAMPLES = 16;
+constexpr UINT32 DDF_AREAS = DDF_SAMPLES + 2;
+
+// Stores where a disk is searched and returns how many areas these are, the last one first.
+UINT32 ddfAreas(UINT64 sectors, DDF_AREA (&areas)[DDF_AREAS]);
+
+// Searches a disk of no set that carries nothing by its signatures, once, and completes holds, released and kind. Reads
+// up to 35 MiB. Disks that are too small for a set are left as they are. Returns EFI_SUCCESS or EFI_OUT_OF_RESOURCES.
+EFI_STATUS ddfSearch(DDF_MODEL *model, UINT32 disk);
+
+// Makes the mark of a disk that is set free with what is on it: read are its first and last MiB and the samples.
+// buffer has DDF_BUFFER_SIZE bytes. Returns EFI_SUCCESS or the status of a read that failed.
+constexpr UINT32 DDF_BUFFER_SECTORS = 128;
+constexpr UINTN DDF_BUFFER_SIZE = UINTN{DDF_BUFFER_SECTORS} * DDF_SECTOR;
+EFI_STATUS ddfMakeFreeMark(const DDF_SOURCE &source, UINT8 *buffer, DDF_FREE_MARK *mark);
 
 // A fault, of which what is not null, as a text for people ("wrong checksum: virtual disk records"), cut to size bytes
 // with a NUL.

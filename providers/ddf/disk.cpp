@@ -49,6 +49,11 @@ static EFI_STATUS readCopies(DDF_DISK *disk, const DDF_HEADER &anchor) {
   return EFI_SUCCESS;
 }
 
+void setUnreadable(DDF_DISK *disk) {
+  disk->kind = DDF_DISK_UNREADABLE;
+  disk->fault = {"cannot be read", nullptr};
+}
+
 EFI_STATUS readDisk(DDF_DISK *disk) {
   const DDF_SOURCE &source = disk->source;
   disk->kind = DDF_DISK_OTHER;
@@ -62,11 +67,12 @@ EFI_STATUS readDisk(DDF_DISK *disk) {
     disk->kind = DDF_DISK_DAMAGED;
     return EFI_SUCCESS;
   }
-  if (!read || EFI_ERROR(ddfFindContents(source, disk->holds, sizeof(disk->holds)))) {
-    disk->kind = DDF_DISK_UNREADABLE;
-    disk->fault = {"cannot be read", nullptr};
+  EFI_STATUS status = read ? ddfFindContents(source, disk->holds, sizeof(disk->holds)) : EFI_DEVICE_ERROR;
+  if (EFI_ERROR(status) && status != EFI_OUT_OF_RESOURCES) {
+    setUnreadable(disk);
+    return EFI_SUCCESS;
   }
-  return EFI_SUCCESS;
+  return status;
 }
 
 // Appends as much of part as size leaves room for.

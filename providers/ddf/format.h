@@ -279,3 +279,17 @@ struct DDF_DISK_DATA {
   UINT8 pad[442];
 };
 static_assert(sizeof(DDF_DISK_DATA) == DDF_SECTOR && offsetof(DDF_DISK_DATA, scratch) == 38);
+
+// --- What is no part of the format: this room's mark in the last sector of a disk that was set free ---
+
+constexpr UINT32 DDF_FREE_SIGNATURE = 0x52585946;
+
+struct DDF_FREE_MARK {
+  DDF_U32 signature;
+  DDF_U32 crc;
+  DDF_GUID maker;
+  DDF_U64 sectors; // of the disk
+  DDF_U64 digest;  // of what was on it
+  UINT8 pad[464];
+};
+static_assert(sizeof(DDF_FREE_MARK) == DDF_SECTOR);

@@ -3,62 +3,7 @@
 
 #include "base/text.h"
 #include "providers/ddf/bytes.h"
-
-enum FROM : UINT8 {
-  FROM_START,
-  FROM_END,    // sector 1 is the last one
-  FROM_END_IF, // the same, unless the last one is blank
-  FROM_END_64, // sectors before the last whole 64 KiB
-  FROM_END_8,  // sectors before the last whole 4 KiB
-};
-
-struct SIGNATURE_ROW {
-  FROM from;
-  UINT8 length;
-  UINT16 offset; // in the sector
-  UINT32 sector;
-  const CHAR8 *bytes;
-  const CHAR8 *name;
-};
-
-#define SIGNATURE(from, sector, offset, bytes, name)                                                                   \
-  { from, sizeof(bytes) - 1, offset, sector, bytes, name }
-
-// By sector, so that each is read once.
-static constexpr SIGNATURE_ROW g_signatures[] = {
-    SIGNATURE(FROM_START, 0, 3, "NTFS    ", "NTFS"),
-    SIGNATURE(FROM_START, 0, 3, "EXFAT   ", "exFAT"),
-    SIGNATURE(FROM_START, 0, 54, "FAT", "FAT"),
-    SIGNATURE(FROM_START, 0, 82, "FAT32", "FAT"),
-    SIGNATURE(FROM_START, 0, 0, "XFSB", "XFS"),
-    SIGNATURE(FROM_START, 0, 0, "LUKS\xba\xbe", "encrypted volume"),
-    SIGNATURE(FROM_START, 0, 0, "LABELONE", "LVM"),
-    SIGNATURE(FROM_START, 0, 0, "\xfc\x4e\x2b\xa9", "Linux RAID"),
-    SIGNATURE(FROM_START, 1, 0, "EFI PART", "GPT"),
-    SIGNATURE(FROM_START, 1, 0, "LABELONE", "LVM"),
-    SIGNATURE(FROM_START, 2, 56, "\x53\xef", "ext file system"),
-    SIGNATURE(FROM_START, 2, 0, "LABELONE", "LVM"),
-    SIGNATURE(FROM_START, 2, 0, "\x10\x20\xf5\xf2", "F2FS"),
-    SIGNATURE(FROM_START, 2, 0, "H+\0\4", "HFS+"),
-    SIGNATURE(FROM_START, 3, 0, "LABELONE", "LVM"),
-    SIGNATURE(FROM_START, 7, 502, "SWAPSPACE2", "swap space"),
-    SIGNATURE(FROM_START, 8, 0, "\xfc\x4e\x2b\xa9", "Linux RAID"),
-    SIGNATURE(FROM_START, 8, 24, "\xc6\x85\x73\xf6\x4e\x1a\x45\xca", "bcache"),
-    SIGNATURE(FROM_START, 64, 0, "JFS1", "JFS"),
-    SIGNATURE(FROM_START, 64, 1, "CD001", "ISO 9660"),
-    SIGNATURE(FROM_START, 128, 52, "ReIsEr", "ReiserFS"),
-    SIGNATURE(FROM_START, 128, 64, "_BHRfS_M", "Btrfs"),
-    SIGNATURE(FROM_START, 256, 0, "\x0c\xb1\xba\0\0\0\0\0", "ZFS"),
-    SIGNATURE(FROM_END_64, 128, 0, "\xfc\x4e\x2b\xa9", "Linux RAID"),
-    SIGNATURE(FROM_END_8, 16, 0, "\xfc\x4e\x2b\xa9", "Linux RAID"),
-    SIGNATURE(FROM_END, 2, 0, "Intel Raid ISM Cfg Sig. ", "RAID metadata of a chip set"),
-    SIGNATURE(FROM_END, 1, 0, "EFI PART", "GPT"),
-    SIGNATURE(FROM_END, 1, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
-    // Headers where Linux, and this room, put them: metadata whose anchor was lost. Where it was deleted, the anchor is
-    // blank and the rest is still there.
-    SIGNATURE(FROM_END_IF, DDF_RESERVE / 2, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
-    SIGNATURE(FROM_END_IF, DDF_RESERVE, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
-};
+#include "providers/ddf/signature_rows.h"
 
 // A boot sector counts as a partition table when what stands there reads like one; a lone mark may be a boot loader's.
 static bool isPartitionTable(const UINT8 *sector) {
@@ -87,11 +32,6 @@ static UINT64 rowSector(const SIGNATURE_ROW &row, UINT64 sectors) {
   return row.sector <= end ? end - row.sector : sectors;
 }
 
-static bool isBlank(const UINT8 *sector) {
-  UINT8 first = sector[0];
-  return (first == 0x00 || first == 0xFF) && __builtin_memcmp(sector, sector + 1, DDF_SECTOR - 1) == 0;
-}
-
 struct FOUND {
   CHAR8 *text;
   UINTN size;
@@ -115,31 +55,55 @@ static void addName(FOUND *found, const CHAR8 *name) {
   found->text[found->used] = 0;
 }
 
-EFI_STATUS ddfFindContents(const DDF_SOURCE &source, CHAR8 *text, UINTN size) {
-  FOUND found = {text, size, 0};
-  text[0] = 0;
-  UINT8 bytes[DDF_SECTOR];
-  UINT64 held = source.sectors; // none
-  bool blankEnd = true;
+// Some sectors of a disk. Rows that lie near each other are looked at in one of them.
+struct WINDOW {
+  UINT8 *bytes; // pool
+  UINT64 first;
+  UINT64 count;
+};
+constexpr UINT64 WINDOW_SECTORS = 64;
+
+static EFI_STATUS moveWindow(const DDF_SOURCE &source, UINT64 sector, WINDOW *window) {
+  if (window->count != 0 && sector >= window->first && sector - window->first < window->count) {
+    return EFI_SUCCESS;
+  }
+  UINT64 left = source.sectors - sector;
+  window->first = sector;
+  window->count = left < WINDOW_SECTORS ? left : WINDOW_SECTORS;
+  return source.read(source.context, sector, window->count, window->bytes);
+}
+
+static EFI_STATUS findSignatures(const DDF_SOURCE &source, WINDOW *window, FOUND *found) {
+  UINT64 last = source.sectors; // none
   for (const SIGNATURE_ROW &row : g_signatures) {
     UINT64 sector = rowSector(row, source.sectors);
-    if (sector == source.sectors || (row.from == FROM_END_IF && blankEnd)) {
+    if (sector == source.sectors) {
       continue;
     }
-    if (sector != held) {
-      EFI_STATUS status = source.read(source.context, sector, 1, bytes);
-      if (EFI_ERROR(status)) {
-        return status;
-      }
-      held = sector;
-      blankEnd = sector == source.sectors - 1 ? isBlank(bytes) : blankEnd;
-      if (sector == 0 && isPartitionTable(bytes)) {
-        addName(&found, "partitions");
-      }
+    EFI_STATUS status = moveWindow(source, sector, window);
+    if (EFI_ERROR(status)) {
+      return status;
     }
+    const UINT8 *bytes = window->bytes + (sector - window->first) * DDF_SECTOR;
+    if (sector == 0 && last != 0 && isPartitionTable(bytes)) {
+      addName(found, "partitions");
+    }
+    last = sector;
     if (__builtin_memcmp(bytes + row.offset, row.bytes, row.length) == 0) {
-      addName(&found, row.name);
+      addName(found, row.name);
     }
   }
   return EFI_SUCCESS;
+}
+
+EFI_STATUS ddfFindContents(const DDF_SOURCE &source, CHAR8 *text, UINTN size) {
+  FOUND found = {text, size, 0};
+  text[0] = 0;
+  WINDOW window = {static_cast<UINT8 *>(poolAllocate(WINDOW_SECTORS * DDF_SECTOR)), 0, 0};
+  if (window.bytes == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  EFI_STATUS status = findSignatures(source, &window, &found);
+  poolFree(window.bytes);
+  return status;
 }

@@ -5,7 +5,8 @@
 // sections, flush, header closed with the next sequence number, flush: the commit of the disk), then the primary one in
 // the same way. A volume is there from its first record on and until its last one is gone, so it is made in two steps,
 // first entry, then records, and deleted in two, the other way round. A disk that joins a set gets its copies and,
-// last, its anchor before the set's list names it; one that leaves loses its anchor after the list has lost it.
+// last, its anchor before the set's list names it; one that leaves loses its anchor after the list has lost it. In the
+// anchor's place both have the mark of a free disk, one that joins before anything else is written to it.
 //
 // Before its first step a change brings all disks of the set to the set's newest state, and finishes what an earlier
 // one left behind: entries without any record, disks that were about to join or to leave, disks that were away while
@@ -36,17 +37,15 @@ struct DDF_TROUBLE {
 
 // A model to change. It is used up by a change that has written: read anew before the next one.
 struct DDF_WRITER {
-  const DDF_MODEL *model;           // just read by ddfRead
+  DDF_MODEL *model;                 // just read by ddfRead; disks that are to join are searched
   const DDF_TARGET *targets;        // of each of its disks
   const DDF_CONTROLLER_DATA *maker; // GUID, type, product and vendor data for sets that are made anew; ours is its GUID
   UINT32 time;                      // seconds since 1980
   UINT32 (*random)(void);           // for GUIDs and references
   // Set by every change.
   DDF_TROUBLE trouble;
-  DDF_GUID made; // by ddfCreateVolume: the new volume's GUID
-  // Of each of the model's disks, or null: set to 1 when a deletion has made it a disk of no set, also by a change that
-  // fails later.
-  UINT8 *freed = nullptr;
+  DDF_GUID made;           // by ddfCreateVolume: the new volume's GUID
+  UINT8 *buffer = nullptr; // its own, during a change
 };
 
 // Statuses that all changes have in common; but for EFI_DEVICE_ERROR nothing was written.

@@ -56,9 +56,19 @@ static bool hasLayoutOf(const DDF_HEADER &a, const DDF_HEADER &b) {
   return a.recordLength == b.recordLength;
 }
 
+static EFI_STATUS makeMark(WORK *work, UINT32 number, DDF_FREE_MARK *mark) {
+  const DDF_DISK &disk = work->writer->model->disks[number];
+  EFI_STATUS status = disk.released ? EFI_SUCCESS : ddfMakeFreeMark(disk.source, work->writer->buffer, mark);
+  return EFI_ERROR(status) ? refuse(work->writer, EFI_ACCESS_DENIED, number, "cannot be read") : status;
+}
+
 static EFI_STATUS joinDisk(WORK *work, UINT32 number, UINT32 reference, const DDF_GUID &set) {
   WORK_DISK *added = &work->disks[work->count];
-  EFI_STATUS status = makeCopy(work, number, reference, set, &added->copy);
+  EFI_STATUS status = makeMark(work, number, &added->mark);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
+  status = makeCopy(work, number, reference, set, &added->copy);
   if (status == EFI_OUT_OF_RESOURCES) {
     return status;
   }
@@ -119,8 +129,8 @@ static EFI_STATUS writeJoining(WORK *work) {
   for (UINT32 i = work->members; i < work->count && !EFI_ERROR(status); i++) {
     WORK_DISK *disk = &work->disks[i];
     ddfSeal(&disk->copy);
-    if (work->writer->model->disks[disk->disk].kind == DDF_DISK_STALE) {
-      status = zeroAnchor(work->writer, disk->disk);
+    if (!work->writer->model->disks[disk->disk].released) {
+      status = writeFreeMark(work->writer, disk->disk, disk->mark);
     }
     if (!EFI_ERROR(status)) {
       status = writeDisk(work, disk, work->sequence);

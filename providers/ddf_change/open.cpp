@@ -87,6 +87,10 @@ bool isOutside(const DDF_MODEL &model, UINT32 disk) {
 
 EFI_STATUS checkFresh(DDF_WRITER *writer, UINT32 disk) {
   const DDF_DISK &judged = writer->model->disks[disk];
+  EFI_STATUS status = ddfSearch(writer->model, disk);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
   const CHAR8 *what = !isOutside(*writer->model, disk)       ? judged.fault.what
                       : judged.holds[0] != 0                 ? judged.holds
                       : !writer->targets[disk].usable        ? "must not be written"
@@ -197,6 +201,7 @@ EFI_STATUS openWork(DDF_WRITER *writer, UINT32 set, UINT32 room, UINT32 without,
   const DDF_MODEL &model = *writer->model;
   *work = {};
   work->writer = writer;
+  writer->buffer = nullptr;
   work->set = set == DDF_NONE ? nullptr : &model.sets[set];
   EFI_STATUS status = work->set != nullptr ? checkSet(writer, set, without) : EFI_SUCCESS;
   if (EFI_ERROR(status)) {
@@ -204,7 +209,8 @@ EFI_STATUS openWork(DDF_WRITER *writer, UINT32 set, UINT32 room, UINT32 without,
   }
   work->disks = poolNew<WORK_DISK>(UINTN{1} + room + (work->set != nullptr ? work->set->pdCount : 0));
   work->places = poolNew<UINT32>(model.diskCount + UINTN{1});
-  if (work->disks == nullptr || work->places == nullptr) {
+  writer->buffer = static_cast<UINT8 *>(poolAllocate(DDF_BUFFER_SIZE));
+  if (work->disks == nullptr || work->places == nullptr || writer->buffer == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   for (UINT32 i = 0; i < model.diskCount; i++) {
@@ -219,5 +225,6 @@ void closeWork(WORK *work) {
   }
   poolFree(work->disks);
   poolFree(work->places);
+  poolRelease(work->writer->buffer);
   *work = {};
 }

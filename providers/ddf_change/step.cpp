@@ -21,28 +21,33 @@ static EFI_STATUS flush(DDF_WRITER *writer, UINT32 disk) {
   return failed ? refuse(writer, EFI_DEVICE_ERROR, disk, "cannot be flushed") : EFI_SUCCESS;
 }
 
-static EFI_STATUS putAnchor(DDF_WRITER *writer, UINT32 disk, const DDF_HEADER &anchor) {
-  EFI_STATUS status = put(writer, disk, writer->model->disks[disk].source.sectors - 1, 1, &anchor);
+static EFI_STATUS putAnchor(DDF_WRITER *writer, UINT32 disk, const void *anchor) {
+  EFI_STATUS status = put(writer, disk, writer->model->disks[disk].source.sectors - 1, 1, anchor);
   return EFI_ERROR(status) ? status : flush(writer, disk);
 }
 
 EFI_STATUS zeroAnchor(DDF_WRITER *writer, UINT32 disk) {
   DDF_HEADER nothing = {};
-  return putAnchor(writer, disk, nothing);
+  return putAnchor(writer, disk, &nothing);
 }
 
+EFI_STATUS writeFreeMark(DDF_WRITER *writer, UINT32 disk, const DDF_FREE_MARK &mark) {
+  return putAnchor(writer, disk, &mark);
+}
+
+// What comes behind it has been decided: a read that fails is tried again, and does not stop it.
 EFI_STATUS freeDisk(DDF_WRITER *writer, UINT32 disk) {
-  EFI_STATUS status = zeroAnchor(writer, disk);
-  if (!EFI_ERROR(status) && writer->freed != nullptr) {
-    writer->freed[disk] = 1;
-  }
-  return status;
+  const DDF_SOURCE &source = writer->model->disks[disk].source;
+  DDF_FREE_MARK mark;
+  bool made = !EFI_ERROR(ddfMakeFreeMark(source, writer->buffer, &mark)) ||
+              !EFI_ERROR(ddfMakeFreeMark(source, writer->buffer, &mark));
+  return made ? writeFreeMark(writer, disk, mark) : zeroAnchor(writer, disk);
 }
 
 EFI_STATUS writeAnchor(WORK *work, const WORK_DISK &disk) {
   DDF_HEADER anchor;
   ddfMakeHeader(disk.copy, DDF_ANCHOR, DDF_OPEN_ANCHOR, 0, work->writer->time, &anchor);
-  return putAnchor(work->writer, disk.disk, anchor);
+  return putAnchor(work->writer, disk.disk, &anchor);
 }
 
 // --- Copies ---

@@ -12,6 +12,7 @@ struct WORK_DISK {
   bool lost;             // by the set's list; written as far as it can be, so that Linux finds one list everywhere
   bool leaves;           // is not written any more, and loses its anchor at the end
   bool gone;             // has no anchor any more
+  DDF_FREE_MARK mark;    // of one that joins and has none
 };
 
 constexpr UINT32 EVICTED = 0xFFFFFFFE; // is not among them, and has lost its anchor
@@ -53,9 +54,11 @@ EFI_STATUS beginWriting(WORK *work);
 // Writes the copies as they are now to all disks that do not leave.
 EFI_STATUS writeStep(WORK *work);
 
-// Take the anchor from a disk, be it one of the work or not; freeDisk since its volumes were deleted.
+// Take the anchor from a disk, be it one of the work or not; freeDisk since its volumes were deleted: it leaves the
+// mark of a free disk, if it can be made.
 EFI_STATUS zeroAnchor(DDF_WRITER *writer, UINT32 disk);
 EFI_STATUS freeDisk(DDF_WRITER *writer, UINT32 disk);
+EFI_STATUS writeFreeMark(DDF_WRITER *writer, UINT32 disk, const DDF_FREE_MARK &mark);
 
 // Takes the anchors from disks that are marked as failed and hold a record of a volume that is to be deleted, or from
 // all of these with null: they may not be written otherwise, and a record without an entry confuses Linux.

@@ -3,7 +3,6 @@
 #include "base/pool.h"
 #include "providers/disk_controller/commands/service.h"
 #include "providers/disk_controller/model/contents.h"
-#include "providers/disk_controller/model/freed.h"
 #include "providers/log_user/log_user.h"
 
 static const EFI_GUID g_managementGuid = RAID_MGMT_PROTOCOL_GUID;
@@ -63,7 +62,6 @@ extern "C" EFI_STATUS EFIAPI RaidDisksEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *
   setSystemTable(systemTable);
   void *found = nullptr;
   g_controller.Settings = g_defaultSettings;
-  forgetFreed();
   EFI_STATUS status = g_bootServices->HandleProtocol(image, &g_loadedImageGuid, &found);
   if (!EFI_ERROR(status)) {
     status = booksOpen(&g_controller.Books);

@@ -16,6 +16,13 @@ TEST(Disks, AreServedLikeAnyController) {
                  "0 show --disk 4.img --disk 3.img --disk 2.img --disk 1.img --disk 0.img => Degraded|Failed",
                  "0 show --disk 1.img --disk 2.img => parity|Failed", "0 !cksum *.img | cmp - before.txt",
                  "0 !truncate -s 64M blank.img", "0 show --disk blank.img => Ready|Virtual disks: 0",
+                 // As QEMU locks what a machine writes to: it may be read.
+                 "0 !python3 -c 'import fcntl, struct, subprocess\n"
+                 "with open(\"0.img\", \"r+b\") as image:\n"
+                 "  fcntl.fcntl(image, 37, struct.pack(\"hhqqixxxx\", fcntl.F_RDLCK, 0, 101, 1, 0))\n"
+                 "  assert subprocess.call([\"xyl\", \"show\", \"--disk\", \"0.img\"]) == 0\n"
+                 "  assert subprocess.call(\"xyl delete 1 --yes --disk 0.img 2>&1\", shell=True) == 3' "
+                 "=> another program works on it",
                  "3 list --disk gone.img => 'gone.img' cannot be used: No such file",
                  "3 list --disk /dev/null => neither a file nor a block device",
                  "0 !flock 0.img sh -c 'xyl show --disk 0.img 2>&1; test $?  = 3' => another program works on it",
@@ -37,8 +44,14 @@ TEST(Disks, AreSetUpAndRestored) {
                  "4 create --level 1 --count 2 --name 'a b'" + disks, "0 get -o kept.xml" + disks,
                  "0 restore kept.xml --rebuild --yes" + others,
                  "0 show" + others + " => global spare|sys |8.00 MB|WB|scratch ",
-                 "0 verify kept.xml" + others + " => no difference", "0 delete sys scratch rest --yes" + others,
-                 "0 show" + others + " => Virtual disks: 0"});
+                 "0 verify kept.xml" + others + " => no difference",
+                 // What the volumes held is nobody's any more; what nobody knows is somebody's.
+                 "0 !dd if=/dev/urandom of=4.img bs=1M count=3 conv=notrunc 2>/dev/null",
+                 "0 delete sys scratch rest --yes" + others, "0 show" + others + " => Virtual disks: 0",
+                 "0 create --level 0 --disks 1025002 --name again" + others,
+                 "0 !dd if=/dev/urandom of=6.img bs=1M count=64 2>/dev/null",
+                 "4 create --level 0 --disks 1025000 --name x --disk 6.img => 1025000 (251:0) is Offline",
+                 "0 show --disk 6.img => Offline"});
 }
 
 // Each half of a mirror was used alone. What one has and the other one does not know stays until one of them is wiped.

@@ -78,7 +78,7 @@ images $made
 mformat -i f0 :: # firmware opens its file system; create --wipe closes and destroys it
 machine="-device ich9-ahci,id=ahci,addr=1f.6"
 for name in $made; do
-  truncate -s 8M "$name.log"
+  truncate -s 64M "$name.log" # with what --wipe writes
   machine="$machine -blockdev driver=file,node-name=$name,filename=$work/$name
     -blockdev driver=file,node-name=l$name,filename=$work/$name.log
     -blockdev driver=blklogwrites,node-name=d$name,file=$name,log=l$name"

@@ -5,7 +5,6 @@
 #include "providers/disk_controller/io/file_systems.h"
 #include "providers/disk_controller/io/shown_volumes.h"
 #include "providers/disk_controller/model/disk_guid.h"
-#include "providers/disk_controller/model/freed.h"
 #include "providers/disk_controller/model/moment.h"
 #include "providers/disk_controller/model/names.h"
 #include "providers/disk_controller/model/objects.h"
@@ -89,13 +88,11 @@ static EFI_STATUS openChange(DISK_CONTROLLER *controller, CHANGE *change) {
   change->Writer.time = secondsSince1980();
   change->Writer.random = nextRandom;
   change->Writer.trouble = {DDF_NONE, nullptr};
-  change->Writer.freed = change->Freed = poolNew<UINT8>(UINTN{change->View.List.Count} + 1);
-  return change->Freed == nullptr ? EFI_OUT_OF_RESOURCES : status;
+  return status;
 }
 
 static void closeChange(CHANGE *change) {
   poolRelease(change->Targets);
-  poolRelease(change->Freed);
   closeView(&change->View);
 }
 
@@ -106,7 +103,6 @@ EFI_STATUS runChange(DISK_CONTROLLER *controller, CHANGE_STEP step, void *contex
     status = openChange(controller, &change);
     if (!EFI_ERROR(status)) {
       status = step(&change, context);
-      rememberFreed(change.View, change.Freed);
       if (EFI_ERROR(status)) {
         tellTrouble(change, status);
       }
@@ -143,7 +139,8 @@ static bool isWritten(const CHANGE &change, UINT32 disk) {
 static EFI_STATUS readyDisk(CHANGE *change, UINT32 disk, UINT32 ending) {
   const VIEW &view = change->View;
   const DDF_SET *set = setOf(view, disk);
-  if (view.List.Items[disk].HasFileSystem && set != nullptr && !holdsFirstBlock(*set, *memberOf(view, disk), ending)) {
+  bool isUsed = set != nullptr && holdsFirstBlock(*set, *memberOf(view, disk), ending);
+  if (view.List.Items[disk].HasFileSystem && !isUsed) {
     EFI_STATUS status = closeFileSystems(view.List.Items[disk], &change->Again);
     if (EFI_ERROR(status)) {
       change->Again = false;

@@ -9,7 +9,6 @@
 struct CHANGE {
   VIEW View;
   DDF_TARGET *Targets; // pool; of the view's disks
-  UINT8 *Freed;        // pool; likewise: what the writer tells
   DDF_CONTROLLER_DATA Maker;
   DDF_WRITER Writer;
   UINT32 Left; // of the list: a disk that the writer leaves alone, or DDF_NONE

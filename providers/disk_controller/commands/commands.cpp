@@ -69,6 +69,9 @@ static EFI_STATUS answerGet(DISK_CONTROLLER *controller, const RAID_CMD_BLOCK *b
   EFI_STATUS status = openView(&view, controller->Settings);
   if (!EFI_ERROR(status)) {
     controller->Settings = view.Settings;
+    status = block->ObjectType == RAID_OBJECT_PHYSICAL_DISK ? searchDisks(view) : EFI_SUCCESS;
+  }
+  if (!EFI_ERROR(status)) {
     status = answerRecords(view, block->ObjectType, block->ObjectIds, block->ObjectIdCount, answer);
   }
   closeView(&view);

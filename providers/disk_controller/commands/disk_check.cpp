@@ -3,6 +3,10 @@
 EFI_STATUS checkDisk(const VIEW &view, UINT32 disk) {
   const DDF_DISK &found = view.Model->disks[disk];
   const DDF_PD *member = memberOf(view, disk);
+  EFI_STATUS status = ddfSearch(view.Model, disk);
+  if (EFI_ERROR(status)) {
+    return status;
+  }
   CHAR8 why[96];
   whyUnusable(view, disk, why, sizeof(why));
   if (why[0] != 0) {

@@ -1,6 +1,7 @@
 #include "providers/disk_controller/io/file_systems.h"
 
 #include "base/pool.h"
+#include "base/sort.h"
 #include "uefi/protocols.h"
 
 static const EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
@@ -56,14 +57,42 @@ template <class VISIT> static EFI_STATUS eachFileSystem(VISIT visit) {
   return eachWith(g_fileSystemGuid, visit);
 }
 
-EFI_STATUS markFileSystems(DISK_LIST *list) {
-  return eachFileSystem([=](EFI_HANDLE handle) {
-    const UINT8 *path = pathOf(handle);
-    for (UINT32 i = 0; i < list->Count; ++i) {
-      DISK &disk = list->Items[i];
+static UINT32 hashOn(UINT32 hash, const UINT8 *bytes, UINTN size) {
+  for (UINTN i = 0; i < size; ++i) {
+    hash = (hash ^ bytes[i]) * 16777619U;
+  }
+  return hash;
+}
+
+// Marks the disks whose paths are a beginning of the path. keys: of the disks, by the hashes of their paths.
+static void markDisksOf(const UINT8 *path, const UINT64 *keys, DISK_LIST *list) {
+  UINT32 hash = 0;
+  UINTN whole = path == nullptr ? 0 : pathSize(path);
+  for (UINTN size = 0; size < whole;) {
+    UINTN node = path[size + 2] | static_cast<UINTN>(path[size + 3]) << 8;
+    hash = hashOn(hash, path + size, node);
+    size += node;
+    for (UINTN at = lowerBound(keys, list->Count, indexKey(hash, 0)); at < list->Count && keys[at] >> 32 == hash;
+         ++at) {
+      DISK &disk = list->Items[static_cast<UINT32>(keys[at])];
       disk.HasFileSystem = disk.HasFileSystem || leadsThrough(path, pathOf(disk.Handle));
     }
-  });
+  }
+}
+
+EFI_STATUS markFileSystems(DISK_LIST *list) {
+  UINT64 *keys = poolNew<UINT64>(UINTN{list->Count} + 1);
+  if (keys == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  for (UINT32 i = 0; i < list->Count; ++i) {
+    const UINT8 *path = pathOf(list->Items[i].Handle);
+    keys[i] = indexKey(path == nullptr ? 0 : hashOn(0, path, pathSize(path)), i);
+  }
+  sortKeys(keys, list->Count);
+  EFI_STATUS status = eachFileSystem([=](EFI_HANDLE handle) { markDisksOf(pathOf(handle), keys, list); });
+  poolFree(keys);
+  return status;
 }
 
 // A file system's driver manages the handle through its disk I/O. Others on the handle, such as the disk's own, stay.

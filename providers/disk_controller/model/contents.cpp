@@ -4,30 +4,30 @@
 #include "providers/disk_controller/io/shown_volumes.h"
 #include "providers/disk_controller/model/objects.h"
 
-// Partition tables, superblocks and their copies that are looked for lie within so many sectors of an end of the disk.
-static constexpr UINT64 END_SECTORS = 2048;
-
 static void addArea(RAID_DISK_CONTENTS *contents, UINT64 sectors, UINT64 lba, UINT64 count) {
   if (lba < sectors && count <= sectors - lba) {
     contents->Areas[contents->AreaCount++] = {lba, count};
   }
 }
 
-// Both ends, and headers of this format where writers put them, and where the anchor says.
-static EFI_STATUS addAreas(const DDF_SOURCE &source, RAID_DISK_CONTENTS *contents) {
+// Headers of this format where the anchor says, and all that is searched.
+static EFI_STATUS addAreas(const DDF_DISK &disk, RAID_DISK_CONTENTS *contents) {
+  const DDF_SOURCE &source = disk.source;
   DDF_HEADER anchor;
   EFI_STATUS status = source.read(source.context, source.sectors - 1, 1, &anchor);
   if (EFI_ERROR(status)) {
     return status;
   }
-  addArea(contents, source.sectors, 0, END_SECTORS);
-  addArea(contents, source.sectors, source.sectors - DDF_RESERVE, 1);
-  addArea(contents, source.sectors, source.sectors - DDF_RESERVE / 2, 1);
+  addArea(contents, disk.stray != 0 ? source.sectors : 0, disk.stray, 1);
+  static_assert(DDF_AREAS + 3 <= RAID_DISK_AREAS_MAX);
   if (anchor.signature == DDF_HEADER_SIGNATURE) {
     addArea(contents, source.sectors, anchor.primaryLba, 1);
     addArea(contents, source.sectors, anchor.secondaryLba, 1);
   }
-  addArea(contents, source.sectors, source.sectors - END_SECTORS, END_SECTORS); // with the anchor last
+  DDF_AREA areas[DDF_AREAS];
+  for (UINT32 i = ddfAreas(source.sectors, areas); i > 0; --i) { // with the anchor last
+    addArea(contents, source.sectors, areas[i - 1].lba, areas[i - 1].sectors);
+  }
   return EFI_SUCCESS;
 }
 
@@ -48,6 +48,9 @@ static EFI_STATUS describe(const VIEW &view, UINT32 index, RAID_DISK_CONTENTS *c
     return EFI_ACCESS_DENIED;
   }
   whyUnusable(view, index, contents->Holds, sizeof(contents->Holds));
+  if (view.Disks[index].IsMissed) {
+    return EFI_NOT_READY;
+  }
   bool isInTheWay = contents->Holds[0] != 0 && found.kind != DDF_DISK_UNREADABLE;
   if (!isInTheWay || disk.Unusable != nullptr || disk.Sectors <= DDF_RESERVE) {
     return EFI_UNSUPPORTED;
@@ -56,7 +59,7 @@ static EFI_STATUS describe(const VIEW &view, UINT32 index, RAID_DISK_CONTENTS *c
     return EFI_WRITE_PROTECTED;
   }
   contents->Handle = disk.Handle;
-  return addAreas(view.Sources[index], contents);
+  return addAreas(found, contents);
 }
 
 EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *, UINT32 objectId, RAID_DISK_CONTENTS *contents) {
@@ -66,6 +69,9 @@ EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *, UINT32 objectId, RAID_DISK
   EFI_STATUS status = openView(&view, g_defaultSettings);
   if (!EFI_ERROR(status)) {
     status = findObjects(view, RAID_OBJECT_PHYSICAL_DISK, &objectId, 1, &index);
+  }
+  if (!EFI_ERROR(status)) {
+    status = ddfSearch(view.Model, index);
   }
   if (!EFI_ERROR(status)) {
     status = describe(view, index, contents);

@@ -32,12 +32,13 @@ static DDF_GUID guidByChance() {
 }
 
 // Namespaces of one NVMe controller share its serial number, but not their own.
+static bool tellsIdentity(const DISK &disk) {
+  return disk.Place.Bus == DISK_BUS_NVME ? disk.Identity.Wwn != 0 : disk.Identity.Serial[0] != 0;
+}
+
 static DDF_GUID guidOf(const DISK &disk) {
   const DISK_IDENTITY &identity = disk.Identity;
   bool isNvme = disk.Place.Bus == DISK_BUS_NVME;
-  if (isNvme ? identity.Wwn == 0 : identity.Serial[0] == 0) {
-    return guidByChance();
-  }
   const CHAR8 *vendor = isNvme ? "NVMe" : disk.Place.Bus == DISK_BUS_SATA ? "ATA" : identity.Vendor;
   DDF_GUID guid = {};
   putText(guid.bytes, VENDOR_SIZE, vendor[0] != 0 ? vendor : "SCSI");
@@ -75,7 +76,7 @@ static EFI_STATUS makeKeys(const VIEW &view, const DDF_GUID *guids, UINT64 **key
 
 EFI_STATUS makeDiskGuids(const VIEW &view, DDF_GUID *guids) {
   for (UINT32 i = 0; i < view.List.Count; ++i) {
-    guids[i] = guidOf(view.List.Items[i]);
+    guids[i] = tellsIdentity(view.List.Items[i]) ? guidOf(view.List.Items[i]) : guidByChance();
   }
   UINT64 *keys = nullptr;
   UINT32 count = 0;
@@ -92,5 +93,49 @@ EFI_STATUS makeDiskGuids(const VIEW &view, DDF_GUID *guids) {
     }
   }
   poolFree(keys);
+  return EFI_SUCCESS;
+}
+
+// --- Disks that sets miss ---
+
+static int compareGuids(const DDF_GUID &a, const DDF_GUID &b) {
+  return __builtin_memcmp(&a, &b, sizeof(DDF_GUID));
+}
+
+// Calls visit with the entry of each disk that is not there and not given up. Of sets that no command can change, wiped
+// disks are free.
+template <class VISIT> static void eachMissing(const DDF_MODEL &model, VISIT visit) {
+  for (UINT32 i = 0; i < model.setCount; ++i) {
+    for (UINT32 p = 0; model.sets[i].stuck == nullptr && p < model.sets[i].pdCount; ++p) {
+      const DDF_PD &pd = model.sets[i].pds[p];
+      if (pd.disk == DDF_NONE && (pd.entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) == 0) {
+        visit(*pd.entry);
+      }
+    }
+  }
+}
+
+EFI_STATUS markMissed(VIEW *view) {
+  UINTN count = 0;
+  eachMissing(*view->Model, [&](const DDF_PD_ENTRY &) { ++count; });
+  if (count == 0) {
+    return EFI_SUCCESS;
+  }
+  DDF_GUID *missing = poolNew<DDF_GUID>(count);
+  if (missing == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  DDF_GUID *next = missing;
+  eachMissing(*view->Model, [&](const DDF_PD_ENTRY &entry) { *next++ = entry.guid; });
+  sortArray(missing, count, [](const DDF_GUID &a, const DDF_GUID &b) { return compareGuids(a, b) < 0; });
+  for (UINT32 i = 0; i < view->List.Count; ++i) {
+    const DISK &disk = view->List.Items[i];
+    if (view->Model->disks[i].kind == DDF_DISK_OTHER && tellsIdentity(disk)) {
+      DDF_GUID guid = guidOf(disk);
+      UINTN at = countBefore(missing, count, [&](const DDF_GUID &other) { return compareGuids(other, guid) < 0; });
+      view->Disks[i].IsMissed = at < count && ddfSameGuid(missing[at], guid);
+    }
+  }
+  poolFree(missing);
   return EFI_SUCCESS;
 }

@@ -3,7 +3,7 @@
 #include "base/pool.h"
 #include "base/sort.h"
 #include "base/text.h"
-#include "providers/disk_controller/model/freed.h"
+#include "providers/disk_controller/model/disk_guid.h"
 
 // Arrays have room for one item more than they need: a machine may have none, and firmware may refuse no bytes.
 
@@ -182,9 +182,11 @@ EFI_STATUS openView(VIEW *view, const SETTINGS &settings) {
     status = ddfRead(view->Sources, view->List.Count, &DDF_OUR_CONTROLLER, &view->Model);
   }
   if (!EFI_ERROR(status)) {
-    clearFreed(view);
     findSettings(view);
     status = numberDisks(view);
+  }
+  if (!EFI_ERROR(status)) {
+    status = markMissed(view);
   }
   return EFI_ERROR(status) ? status : numberVolumes(view);
 }
@@ -198,6 +200,14 @@ void closeView(VIEW *view) {
   poolFree(view->Pages);
   freeDisks(&view->List);
   *view = {};
+}
+
+EFI_STATUS searchDisks(const VIEW &view) {
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = 0; i < view.List.Count && !EFI_ERROR(status); ++i) {
+    status = ddfSearch(view.Model, i);
+  }
+  return status;
 }
 
 const DDF_SET *setOf(const VIEW &view, UINT32 disk) {
@@ -247,9 +257,13 @@ void whyUnusable(const VIEW &view, UINT32 disk, CHAR8 *text, UINTN size) {
   if (unusable != nullptr) {
     setText(text, size, unusable);
   } else if (found.kind == DDF_DISK_OTHER || ddfIsLeftover(*view.Model, disk)) {
-    bool isTooSmall = found.holds[0] == 0 && view.List.Items[disk].Sectors <= DDF_RESERVE;
-    bool isMounted = found.holds[0] == 0 && view.List.Items[disk].HasFileSystem;
-    setText(text, size, isTooSmall ? "it is too small" : isMounted ? "a file system of the firmware" : found.holds);
+    bool isMounted = view.List.Items[disk].HasFileSystem && !found.released;
+    const CHAR8 *why = found.holds[0] != 0                            ? found.holds
+                       : view.List.Items[disk].Sectors <= DDF_RESERVE ? "it is too small"
+                       : view.Disks[disk].IsMissed                    ? "a set lists it as missing"
+                       : isMounted                                    ? "a file system of the firmware"
+                                                                      : "";
+    setText(text, size, why);
   } else if (found.kind != DDF_DISK_MEMBER) {
     ddfFaultText(found.fault, text, size);
   } else if (setOf(view, disk)->stuck != nullptr) {

@@ -23,6 +23,7 @@ struct VIEW_DISK {
   UINT32 Enclosure; // index
   UINT8 Slot;
   UINT8 Port;
+  bool IsMissed; // it is in no set, and a set lists the disk of its serial number as one that is not there
 };
 
 struct VIEW_VOLUME {
@@ -50,6 +51,10 @@ struct VIEW {
 // closeView, also after a failure, and keeps nothing of it beyond one command. EFI_OUT_OF_RESOURCES.
 EFI_STATUS openView(VIEW *view, const SETTINGS &settings);
 void closeView(VIEW *view);
+
+// Searches the disks that are in no set, so that it is known which of them are free; until then they are what their
+// signatures tell. EFI_OUT_OF_RESOURCES.
+EFI_STATUS searchDisks(const VIEW &view);
 
 // Whether this controller made the set or has taken it over. Linux makes some, too, which are not foreign either.
 bool isOurs(const DDF_SET &set);

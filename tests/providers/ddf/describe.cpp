@@ -35,7 +35,7 @@ static void describeDisk(std::ostream &out, const DDF_DISK &disk) {
     out << " as pd " << disk.pd << ", sequence " << disk.copy.header.sequence
         << (disk.used == DDF_PRIMARY ? "" : ", by its secondary copy") << (disk.lagging ? ", lagging" : "");
   }
-  out << (disk.holds[0] != 0 ? std::string(", holds ") + disk.holds : "");
+  out << (disk.holds[0] != 0 ? std::string(", holds ") + disk.holds : "") << (disk.released ? ", set free" : "");
   out << (disk.fault.what != nullptr ? ", " + faultText(disk.fault) : "") << '\n';
   for (int i = 0; i < 2; ++i) {
     if (disk.copyFaults[i].what != nullptr) {

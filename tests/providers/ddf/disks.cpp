@@ -29,6 +29,7 @@ static EFI_STATUS readSparse(void *context, UINT64 lba, UINTN count, void *buffe
   if (disk->failAfter-- == 0 || count > disk->sectors || lba > disk->sectors - count) {
     return EFI_DEVICE_ERROR;
   }
+  disk->readSectors += count;
   std::memset(buffer, 0xFF, count * DDF_SECTOR);
   for (auto at = disk->kept.lower_bound(lba); at != disk->kept.end() && at->first < lba + count; ++at) {
     std::memcpy(static_cast<UINT8 *>(buffer) + (at->first - lba) * DDF_SECTOR, at->second.data(), DDF_SECTOR);
@@ -76,6 +77,16 @@ DDF_MODEL *readModel(DISKS &disks, const DDF_GUID *ours) {
 
 std::string readText(DISKS &disks) {
   DDF_MODEL *model = readModel(disks);
+  std::string text = describe(*model);
+  ddfFree(model);
+  return text;
+}
+
+std::string searchedText(DISKS &disks) {
+  DDF_MODEL *model = readModel(disks);
+  for (UINT32 i = 0; i < model->diskCount; ++i) {
+    ddfSearch(model, i);
+  }
   std::string text = describe(*model);
   ddfFree(model);
   return text;

@@ -17,6 +17,7 @@ struct SPARSE_DISK {
   UINT64 sectors = 0;
   std::map<UINT64, SECTOR_BYTES> kept;
   UINT64 failAfter = ~UINT64{0}; // reads that succeed before one fails
+  UINT64 readSectors = 0;
 
   void write(UINT64 lba, const void *bytes, size_t count);
   SECTOR_BYTES read(UINT64 lba) const;
@@ -31,6 +32,8 @@ DISKS loadDisks(const std::string &file);
 DDF_MODEL *readModel(DISKS &disks, const DDF_GUID *ours = nullptr);
 // The model as a text.
 std::string readText(DISKS &disks);
+// The same after all disks were searched.
+std::string searchedText(DISKS &disks);
 
 // Writes both copies, closed, and the anchor.
 void storeCopy(SPARSE_DISK &disk, DDF_COPY &copy);

@@ -144,7 +144,7 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   auto step = [&](const char *what, EFI_STATUS wanted, EFI_STATUS status, const std::vector<std::string> &texts) {
     EXPECT_EQ(status, wanted) << what << ": " << rig.trouble;
     EXPECT_EQ(listFault(rig.disks), "") << what;
-    std::string text = rig.trouble + "\n" + readText(rig.disks);
+    std::string text = rig.trouble + "\n" + searchedText(rig.disks);
     for (const std::string &part : texts) {
       EXPECT_NE(text.find(part), std::string::npos) << what << ": " << part << " in\n" << text;
     }
@@ -195,7 +195,7 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   // The failed disk has records of both: it goes before them.
   step("deleted", EFI_SUCCESS, remove(1),
        {"disk 1: other", "disk 2: other", "spare for volumes 0,", "members 0@0, 1@0 missing"});
-  step("last", EFI_SUCCESS, remove(0), {"disk 0: other\n", "disk 5: other\n"});
+  step("last", EFI_SUCCESS, remove(0), {"disk 0: other, set free\n", "disk 5: other, set free\n"});
   EXPECT_EQ(readText(rig.disks).find("set 0"), std::string::npos);
   step("three copies", EFI_SUCCESS, rig.create(1, 1, 0xFF, "a", 128, {0, 1, 2}), {});
   step("other", EFI_SUCCESS, rig.create(0, 0, 7, "b", 128, {0}), {});
@@ -205,12 +205,12 @@ TEST_F(Ddf, ChangesFollowEachOther) {
        {"pd 2: missing, failed missing", "\"a\" partially optimal (entry: partially optimal"});
   step("one away", EFI_SUCCESS, remove(0), {});
   rig.disks[2] = away;
-  step("and back", EFI_SUCCESS, remove(0), {"disk 0: other\n", "disk 2: other\n"});
+  step("and back", EFI_SUCCESS, remove(0), {"disk 0: other, set free\n", "disk 2: other, set free\n"});
   step("again", EFI_SUCCESS, rig.create(5, 3, 7, "a", 0, {0, 1, 2}), {"volume 0: \"a\" optimal"});
   step("spare", EFI_SUCCESS, spare(4, DDF_SPARE_GLOBAL, {}), {"pd 3: disk 4, online, type global spare"});
   step("failed spare", EFI_SUCCESS, fail(3), {"pd 3: disk 4, online failed, type none"});
   step("all", EFI_SUCCESS, rig.run([](DDF_WRITER *writer) { return ddfDeleteSet(writer, 0); }),
-       {"disk 0: other\n", "disk 1: other\n", "disk 2: other\n", "disk 4: other\n"});
+       {"disk 0: other, set free\n", "disk 1: other, set free\n", "disk 2: other, set free\n", "disk 4: other, set free\n"});
 }
 
 // Of a set that others made, whose member ends where no other can begin.

@@ -1,0 +1,164 @@
+// Disks that carry nothing by their signatures: whether they are free.
+
+#include "base/text.h"
+#include "providers/ddf/copy.h"
+#include "providers/ddf/free_mark.h"
+
+// --- Headers of disks of another size ---
+
+static bool isHeader(const UINT8 *sector) {
+  const DDF_HEADER *header = reinterpret_cast<const DDF_HEADER *>(sector);
+  return header->signature == DDF_HEADER_SIGNATURE && header->type <= DDF_SECONDARY &&
+         headerFault(*header, static_cast<DDF_HEADER_TYPE>(header->type)).what == nullptr;
+}
+
+// A number of sectors that disks have; 0 behind the last one.
+static UINT64 usualSize(UINT32 at) {
+  // Sizes in GB as they are sold: makers have agreed on how many sectors these are. Virtual disks are powers of two.
+  constexpr UINT16 SOLD[] = {60,    64,    80,    120,   128,   160,   200,   240,   250,   256,   300,
+                             320,   400,   480,   500,   512,   600,   640,   750,   800,   900,   960,
+                             1000,  1024,  1200,  1500,  1600,  1800,  1920,  2000,  2048,  2400,  3000,
+                             3200,  3840,  4000,  5000,  6000,  6400,  7680,  8000,  10000, 12000, 12800,
+                             14000, 15360, 16000, 18000, 20000, 22000, 24000, 26000, 28000, 30000, 30720};
+  constexpr UINT32 COUNT = sizeof(SOLD) / sizeof(SOLD[0]);
+  constexpr UINT32 LEAST_SHIFT = 17, MOST_SHIFT = 36; // 64 MiB to 32 TiB
+  if (at < COUNT) {
+    return 97696368 + 1953504 * (UINT64{SOLD[at]} - 50);
+  }
+  UINT32 shift = LEAST_SHIFT + at - COUNT;
+  return shift <= MOST_SHIFT ? UINT64{1} << shift : 0;
+}
+
+// *found is the sector, or stays 0.
+static EFI_STATUS findAnchor(const DDF_SOURCE &source, UINT64 size, UINT64 *found) {
+  UINT8 sector[DDF_SECTOR];
+  if (size == 0 || size >= source.sectors) {
+    return EFI_SUCCESS;
+  }
+  EFI_STATUS status = source.read(source.context, size - 1, 1, sector);
+  *found = !EFI_ERROR(status) && isHeader(sector) ? size - 1 : 0;
+  return status;
+}
+
+// Of the disks that a set misses, the sizes of the first few.
+static EFI_STATUS findMissingSizes(const DDF_MODEL &model, const DDF_SOURCE &source, UINT64 *found) {
+  constexpr UINT32 MOST = 8;
+  UINT64 sizes[MOST] = {};
+  UINT32 count = 0;
+  for (UINT32 i = 0; i < model.setCount && count < MOST; i++) {
+    const DDF_SET &set = model.sets[i];
+    for (UINT32 j = 0; j < set.pdCount && count < MOST; j++) {
+      UINT64 size = set.pds[j].disk == DDF_NONE ? set.pds[j].entry->configuredSize + DDF_RESERVE : 0;
+      bool isNew = size > DDF_RESERVE && (count == 0 || sizes[count - 1] != size);
+      sizes[count] = isNew ? size : sizes[count];
+      count += isNew ? 1 : 0;
+    }
+  }
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = 0; i < count && !EFI_ERROR(status) && *found == 0; i++) {
+    status = findAnchor(source, sizes[i], found);
+  }
+  return status;
+}
+
+static EFI_STATUS findAnchors(const DDF_MODEL &model, const DDF_SOURCE &source, UINT64 *found) {
+  EFI_STATUS status = findMissingSizes(model, source, found);
+  for (UINT32 i = 0; usualSize(i) != 0 && !EFI_ERROR(status) && *found == 0; i++) {
+    status = findAnchor(source, usualSize(i), found);
+  }
+  return status;
+}
+
+// --- What nobody knows ---
+
+// Whether sectors have one byte all over, 00 or FF.
+static bool isBlank(const UINT8 *bytes, UINT64 sectors) {
+  UINT64 first;
+  copyBytes(&first, bytes, sizeof(first));
+  return first + 1 <= 1 && __builtin_memcmp(bytes, bytes + sizeof(first), sectors * DDF_SECTOR - sizeof(first)) == 0;
+}
+
+struct FINDING {
+  UINT64 header; // of a disk of another size, 0: none
+  UINT64 data;   // the first sector that is not blank, DDF_NO_LBA: none
+};
+
+// Data end the search of an area, but for that of the last one, which may have a header farther on.
+static EFI_STATUS searchArea(const DDF_SOURCE &source, const DDF_AREA &area, bool isTail, UINT8 *buffer,
+                             FINDING *finding) {
+  return eachPart(source, area, buffer, [=](const UINT8 *bytes, UINT64 lba, UINT64 count) {
+    for (UINT64 i = isBlank(bytes, count) ? count : 0; i < count; i++) {
+      const UINT8 *sector = bytes + i * DDF_SECTOR;
+      bool blank = isBlank(sector, 1);
+      finding->data = blank || finding->data != DDF_NO_LBA ? finding->data : lba + i;
+      bool isFirst = finding->header == 0 && !blank && isTail && isHeader(sector);
+      finding->header = isFirst ? lba + i : finding->header;
+    }
+    return finding->header == 0 && (isTail || finding->data == DDF_NO_LBA);
+  });
+}
+
+// The last area comes first, since headers say more than data.
+static EFI_STATUS searchAreas(const DDF_SOURCE &source, UINT8 *buffer, FINDING *finding) {
+  DDF_AREA areas[DDF_AREAS];
+  UINT32 count = ddfAreas(source.sectors, areas);
+  EFI_STATUS status = searchArea(source, areas[0], true, buffer, finding);
+  UINT64 behind = finding->data;
+  finding->data = DDF_NO_LBA;
+  for (UINT32 i = 1; i < count && !EFI_ERROR(status) && finding->header == 0 && finding->data == DDF_NO_LBA; i++) {
+    status = searchArea(source, areas[i], false, buffer, finding);
+  }
+  finding->data = finding->data != DDF_NO_LBA ? finding->data : behind;
+  return status;
+}
+
+static void tell(const FINDING &finding, DDF_DISK *disk) {
+  constexpr CHAR8 OTHER_SIZE[] = "metadata of a disk of another size", DATA[] = "data that is not known, at byte ";
+  static_assert(sizeof(OTHER_SIZE) <= sizeof(disk->holds) && sizeof(DATA) + 20 <= sizeof(disk->holds));
+  disk->stray = finding.header;
+  if (finding.header != 0) {
+    copyBytes(disk->holds, OTHER_SIZE, sizeof(OTHER_SIZE));
+  } else if (finding.data != DDF_NO_LBA) {
+    copyBytes(disk->holds, DATA, sizeof(DATA));
+    formatDecimal(disk->holds + sizeof(DATA) - 1, finding.data * DDF_SECTOR);
+  }
+}
+
+// Released disks are free whatever their signatures tell.
+static EFI_STATUS searchDisk(const DDF_MODEL &model, DDF_DISK *disk, UINT8 *buffer) {
+  FINDING finding = {0, DDF_NO_LBA};
+  EFI_STATUS status = readFreeMark(disk->source, buffer, &disk->released);
+  if (disk->released) {
+    disk->holds[0] = 0;
+  }
+  if (EFI_ERROR(status) || disk->released || disk->holds[0] != 0) {
+    return status;
+  }
+  status = findAnchors(model, disk->source, &finding.header);
+  if (!EFI_ERROR(status)) {
+    status = searchAreas(disk->source, buffer, &finding);
+  }
+  if (!EFI_ERROR(status)) {
+    tell(finding, disk);
+  }
+  return status;
+}
+
+EFI_STATUS ddfSearch(DDF_MODEL *model, UINT32 number) {
+  DDF_DISK *disk = &model->disks[number];
+  if (disk->searched || disk->kind != DDF_DISK_OTHER || disk->source.sectors <= DDF_RESERVE) {
+    return EFI_SUCCESS;
+  }
+  UINT8 *buffer = static_cast<UINT8 *>(poolAllocate(DDF_BUFFER_SIZE));
+  if (buffer == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  if (EFI_ERROR(searchDisk(*model, disk, buffer))) {
+    disk->holds[0] = 0;
+    disk->released = false;
+    setUnreadable(disk);
+  }
+  disk->searched = true;
+  poolFree(buffer);
+  return EFI_SUCCESS;
+}
