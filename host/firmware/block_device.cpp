@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <map>
 
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -72,6 +76,44 @@ static std::unique_ptr<SectorStore> refuse(int file, std::string *problem, const
   return nullptr;
 }
 
+// Programs lock in two ways that know nothing of each other: util-linux by flock, virtual machines by open file
+// descriptions. Both locks go with the file.
+static bool isLocked(int file, bool writable) {
+  struct flock all {};
+  all.l_type = writable ? F_WRLCK : F_RDLCK;
+  all.l_whence = SEEK_SET; // from the start, without an end
+  if (flock(file, (writable ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
+    return true;
+  }
+  return fcntl(file, F_OFD_SETLK, &all) != 0 && (errno == EAGAIN || errno == EACCES);
+}
+
+// The loop device behind which the file is, or an empty text.
+static std::string loopOver(const struct stat &info) {
+  std::error_code error;
+  for (const auto &device : std::filesystem::directory_iterator("/sys/block", error)) {
+    std::string backing;
+    struct stat other {};
+    std::getline(std::ifstream(device.path() / "loop/backing_file"), backing);
+    if (!backing.empty() && stat(backing.c_str(), &other) == 0 && other.st_dev == info.st_dev &&
+        other.st_ino == info.st_ino) {
+      return device.path().filename();
+    }
+  }
+  return "";
+}
+
+// Why a file that is open, and lockable, is not used, or an empty text.
+static std::string whyUnfit(int file, const struct stat &info, bool writable) {
+  int sectorSize = SECTOR_SIZE;
+  if (S_ISBLK(info.st_mode)) {
+    return ioctl(file, BLKSSZGET, &sectorSize) == 0 && sectorSize != SECTOR_SIZE ? "its blocks are not of 512 bytes"
+                                                                                 : "";
+  }
+  std::string loop = writable ? loopOver(info) : "";
+  return loop.empty() ? "" : "it is in use, by the loop device " + loop;
+}
+
 std::unique_ptr<SectorStore> openStore(const std::string &name, STORE_ACCESS access, std::string *problem) {
   struct stat info {};
   if (stat(name.c_str(), &info) != 0) {
@@ -88,8 +130,12 @@ std::unique_ptr<SectorStore> openStore(const std::string &name, STORE_ACCESS acc
   if (file < 0) {
     return refuse(file, problem, errno == EBUSY ? "it is in use" : std::strerror(errno));
   }
-  if (flock(file, (writable ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
+  if (isLocked(file, writable)) {
     return refuse(file, problem, "another program works on it");
+  }
+  std::string unfit = whyUnfit(file, info, writable);
+  if (!unfit.empty()) {
+    return refuse(file, problem, unfit.c_str());
   }
   off_t size = lseek(file, 0, SEEK_END);
   if (size < static_cast<off_t>(SECTOR_SIZE)) {
