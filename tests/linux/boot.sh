@@ -3,7 +3,8 @@
 #   boot.sh WORK JOB DISK...
 # WORK is a folder for what comes out: results.txt (what the job printed), console.txt (the kernel's messages). JOB is a
 # shell script; it finds guest.sh beside it. DISKs are raw images, which become /dev/vda, /dev/vdb and so on, or
-# BUS:IMAGE with BUS one of virtio, ahci, nvme. Environment: LIMIT the seconds until QEMU is stopped (300), GUEST the
+# BUS:IMAGE with BUS one of virtio, ahci, nvme, scsi (whose disks have the
+# targets and units NUMBER / 64 and NUMBER % 64). Environment: LIMIT the seconds until QEMU is stopped (300), GUEST the
 # guest's folder (build/linux). False when the job did not come to its end with status 0.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
@@ -20,10 +21,15 @@ cat "$guest/initramfs" "$work/job.cpio" >"$work/initrd"
 
 number=0
 count=$#
+controllers=
+case " $*" in
+*" scsi:"*) controllers="-device virtio-scsi-pci,id=scsi" ;;
+esac
 for disk in "$@"; do
   image=${disk#*:}
   case $disk in
   ahci:*) device="ide-hd,drive=d$number,serial=disk-$number" ;;
+  scsi:*) device="scsi-hd,bus=scsi.0,scsi-id=$((number / 64)),lun=$((number % 64)),drive=d$number" ;;
   nvme:*) device="nvme,drive=d$number,serial=disk-$number" ;;
   *) device="virtio-blk-pci,drive=d$number" ;;
   esac
@@ -35,7 +41,7 @@ shift "$count"
 # no_timer_check: on a loaded host the timer's interrupt comes too late for the kernel's check, and it gives up.
 echo "qemu-system-x86_64 -accel tcg -kernel vmlinux -initrd $work/initrd, $count disks"
 timeout "${LIMIT:-300}" qemu-system-x86_64 -accel tcg -machine q35 -cpu max -m 512 -nodefaults -display none \
-  -no-reboot -serial "file:$work/console.txt" -serial "file:$work/results.txt" \
+  $controllers -no-reboot -serial "file:$work/console.txt" -serial "file:$work/results.txt" \
   -kernel "$guest/vmlinux" -initrd "$work/initrd" \
   -append "console=ttyS0 quiet loglevel=5 nokaslr mitigations=off tsc=reliable no_timer_check panic=-1" "$@" || true
 sed -i 's/\r$//' "$work/results.txt"

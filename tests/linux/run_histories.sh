@@ -1,6 +1,6 @@
 #!/bin/sh
 # Volumes of sets whose disks do not all tell the same are started by Linux: after a disk was marked as failed while it is
-# plugged in, after Linux did that itself, and after a cut of the power while a disk joined.
+# plugged in, after Linux did that itself, and when the client was killed at any write while a disk joined.
 # Environment: XYL the host's client (build/release/bin/xyl). GUEST the guest (build/linux). What comes out
 # stays in its folder histories.
 set -eu
@@ -43,15 +43,9 @@ cp linux1 kept
 cp kept linux1 # it was unplugged
 "$xyl" create --level 0 --disks 251:2 --size 8MB --name more $disks
 
-# The first disk has the list with the new spare, the second one not: disks that join are written last.
-mirror cut
-cp cut1 before
-"$xyl" spare 251:2 $disks
-cp before cut1
-
 letters="a b c d e f g h i j k l m n o p"
 histories= images=
-for name in failed linux cut; do
+for name in failed linux; do
   group=
   for number in 0 1 2; do
     group="$group${group:+,}vd${letters%% *}"
@@ -66,6 +60,41 @@ done
 } >start.sh
 "$here/boot.sh" "$work/start" start.sh $images
 cat "$work/start/results.txt"
-for name in failed linux cut; do
+for name in failed linux; do
   [ "$(grep -c "^started $name .*: ${name}_0" "$work/start/results.txt")" = 2 ] || { echo "linux: $name does not start"; exit 1; }
 done
+
+# cuts KIND STEP OPTION...: sets in each of which the client is killed at another write while it makes a disk a spare, at
+# every STEPth.
+sets=
+cuts() {
+  kind=$1 step=$2
+  shift 2
+  at=1 code=137 count=0
+  while [ "$code" = 137 ]; do
+    code=0
+    mirror "$kind$at" >/dev/null
+    strace -qq -o strace.txt -e trace=pwrite64 -e "inject=pwrite64:signal=KILL:when=$at" \
+      "$xyl" spare 251:2 "$@" $disks >spare.txt 2>&1 || code=$?
+    [ "$code" != 137 ] || sets="$sets $kind$at"
+    at=$((at + step)) count=$((count + 1))
+  done
+  [ "$code" = 0 ] && [ "$at" -gt 40 ] || { cat spare.txt; echo "linux: the join was not cut as it should be"; exit 1; }
+  echo "$kind: killed at $((count - 1)) writes"
+}
+cuts global 1
+cuts dedicated 7 --for 1
+
+images=
+for set in $sets; do
+  images="$images scsi:${set}0 scsi:${set}1 scsi:${set}2"
+done
+{
+  echo "SETS='$sets'"
+  cat "$here/jobs/cuts.sh"
+} >cuts.sh
+LIMIT=900 "$here/boot.sh" "$work/cuts" cuts.sh $images
+for set in $sets; do
+  grep -q "^started $set .*: ${set}_0" "$work/cuts/results.txt" || { cat "$work/cuts/results.txt"; echo "linux: $set does not start"; exit 1; }
+done
+echo "all of them start"
