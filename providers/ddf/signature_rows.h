@@ -21,7 +21,7 @@ struct SIGNATURE_ROW {
 
 #define SIGNATURE(from, sector, offset, bytes, name)                                                                   \
   { from, sizeof(bytes) - 1, offset, sector, bytes, name }
-#define PROMISE(sector) SIGNATURE(FROM_END, sector, 0, "Promise Technology, Inc.", "Promise RAID")
+#define OTHER_RAID(sector) SIGNATURE(FROM_END, sector, 0, "Promise Technology, Inc.", "another RAID's metadata")
 
 // By sector, so that sectors that lie together are read together.
 static constexpr SIGNATURE_ROW g_signatures[] = {
@@ -76,8 +76,8 @@ static constexpr SIGNATURE_ROW g_signatures[] = {
     SIGNATURE(FROM_START, 8, 24, "\xc6\x85\x73\xf6\x4e\x1a\x45\xca", "bcache"),
     SIGNATURE(FROM_START, 8, 24, "\xc6\x85\x73\xf6\x66\xce\x90\xa9", "bcachefs"),
     SIGNATURE(FROM_START, 9, 4, "!Stra0tis\x86\xff\x02^\x41rh", "Stratis"),
-    SIGNATURE(FROM_START, 9, 32, "\xf0\x16\x78\x5a", "HighPoint RAID"),
-    SIGNATURE(FROM_START, 9, 32, "\xfd\x16\x78\x5a", "HighPoint RAID"),
+    SIGNATURE(FROM_START, 9, 32, "\xf0\x16\x78\x5a", "another RAID's metadata"),
+    SIGNATURE(FROM_START, 9, 32, "\xfd\x16\x78\x5a", "another RAID's metadata"),
     SIGNATURE(FROM_START, 15, 502, "SWAPSPACE2", "swap space"),
     SIGNATURE(FROM_START, 16, 0, "OCFSV2", "OCFS2"),
     SIGNATURE(FROM_START, 16, 52, "ReIsEr", "ReiserFS"),
@@ -102,35 +102,35 @@ static constexpr SIGNATURE_ROW g_signatures[] = {
     // Headers where Linux, and this room, put them: metadata whose anchor was lost.
     SIGNATURE(FROM_END, DDF_RESERVE, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
     SIGNATURE(FROM_END, DDF_RESERVE / 2, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
-    PROMISE(3087),
-    PROMISE(991),
-    PROMISE(974),
-    PROMISE(951),
-    PROMISE(911),
-    PROMISE(735),
-    PROMISE(675),
-    PROMISE(591),
-    PROMISE(399),
-    PROMISE(256),
-    PROMISE(255),
+    OTHER_RAID(3087),
+    OTHER_RAID(991),
+    OTHER_RAID(974),
+    OTHER_RAID(951),
+    OTHER_RAID(911),
+    OTHER_RAID(735),
+    OTHER_RAID(675),
+    OTHER_RAID(591),
+    OTHER_RAID(399),
+    OTHER_RAID(256),
+    OTHER_RAID(255),
     SIGNATURE(FROM_END_64, 128, 0, "\xfc\x4e\x2b\xa9", "Linux RAID"),
     SIGNATURE(FROM_END_64, 128, 0, "\xa9\x2b\x4e\xfc", "Linux RAID"), // of a machine with the other byte order
-    PROMISE(63),
+    OTHER_RAID(63),
     SIGNATURE(FROM_END_8, 16, 0, "\xfc\x4e\x2b\xa9", "Linux RAID"),
-    PROMISE(16),
-    SIGNATURE(FROM_END, 11, 0, "\xf3\x16\x78\x5a", "HighPoint RAID"),
-    SIGNATURE(FROM_END, 11, 0, "\xfd\x16\x78\x5a", "HighPoint RAID"),
+    OTHER_RAID(16),
+    SIGNATURE(FROM_END, 11, 0, "\xf3\x16\x78\x5a", "another RAID's metadata"),
+    SIGNATURE(FROM_END, 11, 0, "\xfd\x16\x78\x5a", "another RAID's metadata"),
     SIGNATURE(FROM_END_8, 8, 0, "EFI PART", "GPT"), // of blocks of 4096 bytes
     SIGNATURE(FROM_END_8, 8, 60, "\x83\x74\x02", "DRBD"),
     SIGNATURE(FROM_END, 2, 0, "Intel Raid ISM Cfg Sig. ", "RAID metadata of a chip set"),
-    SIGNATURE(FROM_END, 2, 0, "NVIDIA", "NVIDIA RAID"),
+    SIGNATURE(FROM_END, 2, 0, "NVIDIA", "another RAID's metadata"),
     SIGNATURE(FROM_END, 1, 0, "EFI PART", "GPT"),
     SIGNATURE(FROM_END, 1, 0, "\xde\x11\xde\x11", "RAID metadata (DDF)"),
-    SIGNATURE(FROM_END, 1, 0, "\x37\xfc\x4d\x1e", "Adaptec RAID"),
-    SIGNATURE(FROM_END, 1, 0, "$XIDE$", "LSI RAID"),
-    SIGNATURE(FROM_END, 1, 0, "JM", "JMicron RAID"),
-    SIGNATURE(FROM_END, 1, 0, "\x55\xaa", "VIA RAID"),
-    SIGNATURE(FROM_END, 1, 96, "\0\0\0\x2f", "Silicon Image RAID"),
+    SIGNATURE(FROM_END, 1, 0, "\x37\xfc\x4d\x1e", "another RAID's metadata"),
+    SIGNATURE(FROM_END, 1, 0, "$XIDE$", "another RAID's metadata"),
+    SIGNATURE(FROM_END, 1, 0, "JM", "another RAID's metadata"),
+    SIGNATURE(FROM_END, 1, 0, "\x55\xaa", "another RAID's metadata"),
+    SIGNATURE(FROM_END, 1, 96, "\0\0\0\x2f", "another RAID's metadata"),
 };
-#undef PROMISE
+#undef OTHER_RAID
 #undef SIGNATURE
