@@ -475,3 +475,86 @@ TEST_F(Ddf, MemoryThatRunsOutLeavesNothing) {
     return done;
   });
 }
+
+// --- What keeps a set from being changed ---
+
+static void addOwnVolume(DDF_COPY &copy) {
+  ddfVdEntry(copy, 0)->guid.bytes[9] ^= 1;
+  record(copy)->guid.bytes[9] ^= 1;
+}
+
+static void noteOther(DDF_COPY &copy) {
+  DDF_GUID other = record(copy)->guid;
+  other.bytes[9] ^= 1;
+  ddfNoteDeleted(copy, other);
+}
+
+TEST_F(Ddf, ASetThatIsStuckTellsWhy) {
+  const SET_CASE cases[] = {
+      {"nothing changed", CHANGE(), nullptr},
+      {"a volume of its own", CHANGE(if (disk == 1) { addOwnVolume(copy); }), "changed apart"},
+      {"which was deleted",
+       CHANGE(disk == 1   ? addOwnVolume(copy)
+              : disk == 0 ? noteOther(copy)
+                          : void()),
+       nullptr},
+      {"which nobody noted",
+       CHANGE(std::memset(ddfDiskData(copy)->scratch, 'x', 32); disk == 1   ? addOwnVolume(copy)
+                                                                : disk == 0 ? noteOther(copy)
+                                                                            : void()),
+       "changed apart"},
+      {"a record without an entry", CHANGE(record(copy)->guid.bytes[9] ^= disk == 1), "not understood"},
+      {"the newest disk failed", CHANGE(if (disk == 1) { ddfPdEntry(copy, 0)->state = 3; }), "changed apart"},
+      {"and says so", CHANGE(ddfPdEntry(copy, 0)->state = 3), nullptr},
+      {"the newest disk is not listed", CHANGE(std::memset(&ddfPdEntry(copy, 0)->guid, disk == 0 ? 0xFF : 1, 24)),
+       nullptr},
+      {"or not by another", CHANGE(if (disk == 1) { ddfPdEntry(copy, 0)->reference = 1; }), nullptr},
+      {"another start", CHANGE(ddfStarts(copy, record(copy))[0] = disk), "not understood"},
+      {"another member", CHANGE(ddfReferences(record(copy))[1] = disk == 1 ? 7 : 8), "not understood"},
+      {"another size", CHANGE(record(copy)->memberBlocks = 64 + disk), "not understood"},
+      {"another age", CHANGE(ddfStarts(copy, record(copy))[0] = disk; record(copy)->sequence = disk == 1 ? 2 : 1),
+       nullptr},
+      {"no record at all", CHANGE(record(copy)->secondaryCount = disk == 1 ? 200 : 1), nullptr},
+      {"the last sequences", CHANGE(copy.header.sequence = 0xFFFFFFF0), "no sequence numbers"},
+      {"a gap", CHANGE(copy.header.maxPartitions = 15), "Linux would misplace"},
+      {"one copy", CHANGE(copy.header.secondaryLba = DDF_NO_LBA), "no place to write"},
+      {"no room", CHANGE(copy.header.secondaryLba = TEST_DISK_SECTORS - 2), "no place to write"},
+      {"another layout", CHANGE(copy.header.maxElements = disk == 2 ? 63 : 64), "no place to write"},
+      {"all failed", CHANGE(for (UINT32 i = 0; i < 3; ++i) ddfPdEntry(copy, i)->state = 3), "no disk that works"},
+  };
+  for (const SET_CASE &row : cases) {
+    SCOPED_TRACE(row.name);
+    DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 1, DDF_SMALL_LIMITS);
+    changeDisks(disks, row.change);
+    DDF_MODEL *model = readModel(disks);
+    const CHAR8 *stuck = model->sets[0].stuck;
+    EXPECT_EQ(stuck == nullptr, row.text == nullptr) << (stuck == nullptr ? "" : stuck);
+    EXPECT_TRUE(stuck == nullptr || row.text == nullptr || std::strstr(stuck, row.text) != nullptr) << stuck;
+    ddfFree(model);
+  }
+}
+
+// Notes of deleted volumes have a place that was blank, and what another maker has there stays.
+TEST_F(Ddf, DeletedVolumesAreNotedWhereNobodyElseWrites) {
+  const DDF_GUID volume = {{'v'}};
+  DDF_COPY copies[2];
+  for (DDF_COPY &copy : copies) {
+    ASSERT_EQ(ddfNewCopy({TEST_DISK_SECTORS, DDF_SMALL_LIMITS, {}, {}, {}, {}, {}, 1}, &copy), EFI_SUCCESS);
+  }
+  UINT8 *scratch = ddfDiskData(copies[0])->scratch;
+  EXPECT_FALSE(ddfIsDeleted(copies[0], volume));
+  for (int fill : {0, 0xFF, static_cast<int>(' '), static_cast<int>('x'), 1}) {
+    std::memset(scratch, fill == 1 ? 0 : fill, 32);
+    scratch[31] = fill == 1 ? 1 : scratch[31];
+    bool isFree = fill != 'x' && fill != 1;
+    ddfPassDeleted(copies[1], copies[0]); // the first time none
+    EXPECT_EQ(ddfIsDeleted(copies[0], volume), isFree && ddfIsDeleted(copies[1], volume));
+    ddfNoteDeleted(copies[0], volume);
+    EXPECT_EQ(ddfIsDeleted(copies[0], volume), isFree);
+    ddfPassDeleted(copies[0], copies[1]);
+    EXPECT_TRUE(ddfIsDeleted(copies[1], volume));
+  }
+  for (DDF_COPY &copy : copies) {
+    ddfFreeCopy(&copy);
+  }
+}
