@@ -49,11 +49,12 @@ void ddfNoteDeleted(const DDF_COPY &copy, const DDF_GUID &volume) {
 bool ddfIsDeleted(const DDF_COPY &copy, const DDF_GUID &volume) {
   const DELETED_NOTE *note = noteIn(copy);
   UINT32 sum = sumOf(volume);
-  bool found = false;
-  for (const DDF_U32 &noted : note->sums) {
-    found = found || noted == sum;
+  for (UINTN i = 0; isNote(*note) && i < sizeof(note->sums) / sizeof(note->sums[0]); i++) {
+    if (note->sums[i] == sum) {
+      return true;
+    }
   }
-  return found && isNote(*note);
+  return false;
 }
 
 void ddfPassDeleted(const DDF_COPY &from, const DDF_COPY &to) {

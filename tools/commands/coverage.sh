@@ -1,7 +1,7 @@
 need $BUILD_PACKAGES $TEST_PACKAGES clang llvm libclang-rt-14-dev
 folder=build/coverage
 # The tests that take lines and branches of the measured rooms; the others add none.
-usual="base binding ddf inventory live request restore schema sweeps unload_guard xml xml_service"
+usual="base binding ddf ddf_change inventory live request restore schema sweeps unload_guard xml xml_service"
 tests=""
 for name in ${*:-$usual}; do
   tests="$tests test_$name"

@@ -193,7 +193,16 @@ TEST_F(Ddf, ASectionMayBeLonger) {
   hasText(disks, "newest disk 0, not ordered\n");
 }
 
-static DDF_GUID g_gone; // a volume that disk 0 alone has
+static void addOwnVolume(DDF_COPY &copy) {
+  ddfVdEntry(copy, 0)->guid.bytes[9] ^= 1;
+  record(copy)->guid.bytes[9] ^= 1;
+}
+
+static void noteOther(DDF_COPY &copy) {
+  DDF_GUID other = record(copy)->guid;
+  other.bytes[9] ^= 1;
+  ddfNoteDeleted(copy, other);
+}
 
 TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
   const struct {
@@ -216,9 +225,12 @@ TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
               for (UINT32 i = 0; disk == 0 && i < 17; ++i) { ddfRecordSlot(copy, i)->signature = 0x12345678; }),
        0, EFI_VOLUME_FULL, false},
       {"a volume that was deleted meanwhile",
-       CHANGE(copy.header.sequence = disk == 0 ? 1 : 2; record(copy)->guid.bytes[9] ^= disk == 0;
-              if (disk == 0) { g_gone = record(copy)->guid; } ddfNoteDeleted(copy, g_gone)),
-       0, EFI_SUCCESS, false},
+       CHANGE(copy.header.sequence = disk == 0 ? 1 : 2; disk == 0 ? addOwnVolume(copy) : noteOther(copy)), 0,
+       EFI_SUCCESS, false},
+      {"empty since then",
+       CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1; disk == 1 ? addOwnVolume(copy) : noteOther(copy)), 1,
+       EFI_INVALID_PARAMETER, true},
+      {"a volume of its own", CHANGE(if (disk == 1) { addOwnVolume(copy); }), 1, EFI_INVALID_PARAMETER, false},
       {"a record that its set does not know", CHANGE(record(copy)->guid.bytes[9] ^= 1), 0, EFI_SUCCESS, false},
   };
   for (const auto &row : cases) {
@@ -477,17 +489,6 @@ TEST_F(Ddf, MemoryThatRunsOutLeavesNothing) {
 }
 
 // --- What keeps a set from being changed ---
-
-static void addOwnVolume(DDF_COPY &copy) {
-  ddfVdEntry(copy, 0)->guid.bytes[9] ^= 1;
-  record(copy)->guid.bytes[9] ^= 1;
-}
-
-static void noteOther(DDF_COPY &copy) {
-  DDF_GUID other = record(copy)->guid;
-  other.bytes[9] ^= 1;
-  ddfNoteDeleted(copy, other);
-}
 
 TEST_F(Ddf, ASetThatIsStuckTellsWhy) {
   const SET_CASE cases[] = {
