@@ -113,6 +113,8 @@ private:
     case 4:
       return {.command = random_.chance(80) ? RAID_COMMAND_IMPORT : RAID_COMMAND_DELETE,
               .objectType = RAID_OBJECT_ADAPTER};
+    case 5:
+      return readyOrder(port);
     default:
       return createOrder(volume, random_.oneOf(levels), somePorts());
     }
