@@ -115,7 +115,7 @@ enum XYL_OPTION_ID {
   XYL_OPTION_COUNT
 };
 
-#define XYL_WORDS_MAX 40 // of a command line, options not counted
+#define XYL_WORDS_MAX 72 // of a command line, options not counted: a controller has up to 64 virtual disks
 #define XYL_DISKS_MAX 64
 
 struct XYL_COMMAND;

@@ -44,7 +44,7 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--force", nullptr, XYL_FRONT_BOTH, "overwrite an existing file"},
     {nullptr, "--from", "SAVED.xml", XYL_FRONT_HOST,
      HOST_TEXT("make the controller that a saved configuration describes")},
-    {nullptr, "--size", "SIZE", XYL_FRONT_BOTH, "size of what is new, as 600GB or 1.2TB (decimal) or in bytes"},
+    {nullptr, "--size", "SIZE", XYL_FRONT_BOTH, "size of what is new, as 600GB (decimal), 64GiB (binary) or in bytes"},
     {nullptr, "--model", "MODEL", XYL_FRONT_HOST, HOST_TEXT("model of the new disk, or a part of its name")},
     {nullptr, "--json", nullptr, XYL_FRONT_BOTH, "print the result as one JSON document; messages stay apart"},
     {nullptr, "--incomplete", nullptr, XYL_FRONT_BOTH,

@@ -8,7 +8,7 @@
 #define RAID_DISKS_PROTOCOL_GUID                                                                                       \
   {                                                                                                                    \
     0x7f3c1b0a, 0x98d6, 0x4c52, {                                                                                      \
-      0x8d, 0x0e, 0x41, 0xc6, 0x5b, 0x27, 0xe9, 0x14                                                                   \
+      0x8d, 0x0e, 0x41, 0xc6, 0x5b, 0x27, 0xe9, 0x15                                                                   \
     }                                                                                                                  \
   }
 
@@ -38,6 +38,11 @@ struct RAID_DISKS_PROTOCOL {
   //   EFI_UNSUPPORTED        it is free, or nothing that is on it is the reason why it is not
   //   EFI_OUT_OF_RESOURCES   no memory
   EFI_STATUS(EFIAPI *FindContents)(RAID_DISKS_PROTOCOL *This, UINT32 ObjectId, RAID_DISK_CONTENTS *Contents);
+  // From now on the controller keeps what it has read of the disks, so that a program's questions that belong together
+  // cost one look at them; what was kept before is dropped. Changes look at the disks themselves, and drop it, too. A
+  // program that writes to disks calls it anew, and each ends with DropLook.
+  void(EFIAPI *KeepLook)(RAID_DISKS_PROTOCOL *This);
+  void(EFIAPI *DropLook)(RAID_DISKS_PROTOCOL *This);
 };
 
 #endif

@@ -77,3 +77,6 @@ inline bool isStandardOutput(const CHAR8 *file) {
 inline bool hasOption(const XYL_CONTEXT &context, XYL_OPTION_ID id) {
   return context.Request->Options[id] != nullptr;
 }
+
+// The disks of the machine may not be any more as they were: the next question to their controller looks at them again.
+void lookAgain();

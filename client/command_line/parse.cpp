@@ -1,6 +1,7 @@
 #include "base/pool.h"
 #include "base/text.h"
 #include "client/command_line/command_line.h"
+#include "client/command_line/looks.h"
 
 // The command line split into options (in the request) and words.
 struct WORDS {
@@ -284,7 +285,9 @@ XYL_RESULT xylRun(const XYL_HOST *host, const XYL_REQUEST &request) {
   }
   setSystemTable(host->SystemTable);
   jsonForget();
+  LOOKS looks = beginLooks();
   XYL_RESULT result = request.Command->Run(XYL_CONTEXT{host, &request});
+  endLooks(&looks);
   xylTellFailure(host, request, result);
   return result;
 }

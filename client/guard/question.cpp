@@ -1,4 +1,5 @@
 // The question before something is lost.
+#include "client/command_line/command_line.h"
 #include "client/guard/guard.h"
 
 static XYL_ANSWER ask(const XYL_CONTEXT &context, const CONTROLLER_IDENTITY &identity, const CHAR8 *keptIn) {
@@ -30,6 +31,7 @@ XYL_RESULT askToGoOn(const XYL_CONTEXT &context, const CONTROLLER_IDENTITY &iden
   }
   switch (ask(context, identity, keptIn)) {
   case XYL_ANSWER_YES:
+    lookAgain(); // it may have taken long
     return succeeded();
   case XYL_ANSWER_NO:
     complain(context.Host, "the %a was declined; nothing was changed", what);

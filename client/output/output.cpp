@@ -146,7 +146,15 @@ static UINT64 unitOf(const CHAR8 *text) {
   static constexpr struct {
     const CHAR8 *Name;
     UINT64 Bytes;
-  } units[] = {{"", 1}, {"MB", 1000000}, {"GB", 1000000000}, {"TB", 1000000000000}};
+  } units[] = {{"", 1},
+               {"KB", 1000},
+               {"MB", 1000000},
+               {"GB", 1000000000},
+               {"TB", 1000000000000},
+               {"KIB", 1ULL << 10},
+               {"MIB", 1ULL << 20},
+               {"GIB", 1ULL << 30},
+               {"TIB", 1ULL << 40}};
   for (const auto &unit : units) {
     UINTN i = 0;
     while (unit.Name[i] != 0 && (text[i] == unit.Name[i] || text[i] == unit.Name[i] - 'A' + 'a')) {
@@ -157,6 +165,18 @@ static UINT64 unitOf(const CHAR8 *text) {
     }
   }
   return 0;
+}
+
+// The same fraction in its lowest terms: 1.5 of a binary unit is whole, too.
+static void reduce(UINT64 *number, UINT64 *scale) {
+  UINT64 divisor = *scale;
+  for (UINT64 rest = *number; rest != 0;) {
+    UINT64 next = divisor % rest;
+    divisor = rest;
+    rest = next;
+  }
+  *number /= divisor;
+  *scale /= divisor;
 }
 
 UINT64 parseSize(const CHAR8 *text) {
@@ -176,10 +196,13 @@ UINT64 parseSize(const CHAR8 *text) {
   }
   text += *text == ' ' ? 1 : 0;
   UINT64 unit = unitOf(text);
+  if (unit > 1 && unit % 1000 != 0) {
+    reduce(&number, &scale);
+  }
   if (unit == 0 || unit % scale != 0) {
     return 0; // no unit, or a part of a byte
   }
-  return number < SIZE_LIMIT / (unit / scale) ? number * (unit / scale) : 0;
+  return number < (SIZE_LIMIT + unit / scale - 1) / (unit / scale) ? number * (unit / scale) : 0;
 }
 
 bool lacksUnit(const CHAR8 *size) {

@@ -69,8 +69,8 @@ static XYL_RESULT checkSpare(const XYL_CONTEXT &context, const RAID_CONFIG &conf
   if (kind != RAID_HOTSPARE_NONE && disk.State != RAID_STATE_READY) {
     WORD_LIST ready = {};
     appendFree(ready, config);
-    complain(context.Host, "disk %d is %a; a hot spare has to be Ready, as %a", disk.ObjectID, stateOf(disk),
-             orNone(ready.Text));
+    complain(context.Host, "disk %d is %a; a hot spare has to be Ready, %a%a", disk.ObjectID, stateOf(disk),
+             ready.Text[0] != 0 ? "as " : "and no disk is", ready.Text);
     return refused();
   }
   for (UINT32 i = 0; i < volumes.Count; ++i) {

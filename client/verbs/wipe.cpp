@@ -1,6 +1,7 @@
 #include "client/verbs/wipe.h"
 
 #include "base/pool.h"
+#include "client/command_line/command_line.h"
 #include "driver/controller/controller.h"
 #include "uefi/storage.h"
 
@@ -198,6 +199,7 @@ XYL_RESULT runWipe(const XYL_CONTEXT &context, const CONTROLLER &controller, voi
   XYL_RESULT result = askToGoOn(context, controller.Identity, "wipe");
   if (!isFailure(result)) {
     result = wipeDisks(context, wipe);
+    lookAgain();
   }
   return isFailure(result) ? result : checkWiped(context, controller, wipe);
 }

@@ -3,6 +3,7 @@
 #include "base/pool.h"
 #include "providers/disk_controller/commands/service.h"
 #include "providers/disk_controller/model/contents.h"
+#include "providers/disk_controller/model/kept_view.h"
 #include "providers/log_user/log_user.h"
 
 static const EFI_GUID g_managementGuid = RAID_MGMT_PROTOCOL_GUID;
@@ -26,7 +27,7 @@ static CONTROLLER_PATH g_path = {
 };
 
 static DISK_CONTROLLER g_controller = {{disksExecute, disksUnused, disksFreeRecords, /* Revision= */ 2}, {}, {}};
-static RAID_DISKS_PROTOCOL g_disks = {findContents};
+static RAID_DISKS_PROTOCOL g_disks = {findContents, keepLook, dropLook};
 static EFI_HANDLE g_handle;
 
 static EFI_STATUS install() {
@@ -51,6 +52,7 @@ static EFI_STATUS EFIAPI unloadDisks(EFI_HANDLE image) {
   }
   if (!EFI_ERROR(status)) {
     g_handle = nullptr;
+    dropLook(&g_disks);
     closeLog(image);
     booksClose(&g_controller.Books);
     g_controller.Books = {};

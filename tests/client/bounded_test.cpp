@@ -7,7 +7,7 @@ static UINT64 sizeOf(const std::string &text) {
   std::string number = text.substr(0, end), unit = text.substr(end);
   unit = unit.starts_with(' ') ? unit.substr(1) : unit;
   std::transform(unit.begin(), unit.end(), unit.begin(), [](unsigned char c) { return std::toupper(c); });
-  size_t zeros = unit.empty() ? 0 : unit == "MB" ? 6 : unit == "GB" ? 9 : unit == "TB" ? 12 : 99;
+  size_t zeros = unit.empty() ? 0 : unit == "KB" ? 3 : unit == "MB" ? 6 : unit == "GB" ? 9 : unit == "TB" ? 12 : 99;
   size_t places = point == text.npos ? 0 : end - point - 1;
   if (zeros == 99 || places > zeros || std::count(number.begin(), number.end(), '.') > 1) {
     return 0;
@@ -20,6 +20,20 @@ static UINT64 sizeOf(const std::string &text) {
 TEST(Size, EveryShortTextIsTheBytesThatItSays) {
   forAllTexts("09. mBTg", 6,
               [](std::string_view text) { EXPECT_EQ(parseSize(text.data()), sizeOf(std::string(text))) << text; });
+}
+
+TEST(Size, BinaryUnits) {
+  const std::pair<const char *, UINT64> cases[] = {{"64KiB", 65536},
+                                                   {"1.5 mib", 1572864},
+                                                   {"0.1KiB", 0},
+                                                   {"2TIB", 2199023255552},
+                                                   {"931322574GiB", 999999999339134976},
+                                                   {"931322575GiB", 0},
+                                                   {"8Ki", 0},
+                                                   {"8KiBB", 0}};
+  for (const auto &[text, bytes] : cases) {
+    EXPECT_EQ(parseSize(text), bytes) << text;
+  }
 }
 
 TEST(Size, EveryNumberOfDigitsIsTheBytesThatItSays) {

@@ -26,7 +26,7 @@ TEST(Xyl, SaysWhatIsWrongInOneLine) {
         "2 delete 1,,2 --preset demo --yes => a name in a list of virtual disks is empty",
         "2 show saved.xml --preset demo => asks no controller; leave out --preset",
         "2 report saved.xml -c 1 => asks no controller; leave out --number",
-        "2 $(seq 41) => too many arguments from '41'",
+        "2 $(seq 73) => too many arguments from '73'",
         "2 get => no controller|--preset|--controller",
         "2 get --preset demo --controller x => exclude each other",
         "2 get --preset demo --log loud => trace, warn or error|'loud'",

@@ -45,6 +45,7 @@ TEST(Disks, AreSetUpAndRestored) {
                  "0 restore kept.xml --rebuild --yes" + others,
                  "0 show" + others + " => global spare|sys |8.00 MB|WB|scratch ",
                  "0 verify kept.xml" + others + " => no difference",
+                 "4 spare 251:0 --disk 1.img => a hot spare has to be Ready, and no disk is",
                  // What the volumes held is nobody's any more; what nobody knows is somebody's.
                  "0 !dd if=/dev/urandom of=4.img bs=1M count=3 conv=notrunc 2>/dev/null",
                  "0 delete sys scratch rest --yes" + others, "0 show" + others + " => Virtual disks: 0",

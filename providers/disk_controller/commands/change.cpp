@@ -5,6 +5,7 @@
 #include "providers/disk_controller/io/file_systems.h"
 #include "providers/disk_controller/io/shown_volumes.h"
 #include "providers/disk_controller/model/disk_guid.h"
+#include "providers/disk_controller/model/kept_view.h"
 #include "providers/disk_controller/model/moment.h"
 #include "providers/disk_controller/model/names.h"
 #include "providers/disk_controller/model/objects.h"
@@ -74,6 +75,7 @@ static EFI_STATUS makeTargets(CHANGE *change) {
 static EFI_STATUS openChange(DISK_CONTROLLER *controller, CHANGE *change) {
   zeroBytes(change, sizeof(*change));
   change->Left = DDF_NONE;
+  forgetView();
   EFI_STATUS status = openView(&change->View, controller->Settings);
   if (EFI_ERROR(status)) {
     return status;

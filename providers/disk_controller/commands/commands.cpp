@@ -4,6 +4,7 @@
 #include "providers/disk_controller/commands/disk_commands.h"
 #include "providers/disk_controller/commands/set_commands.h"
 #include "providers/disk_controller/commands/volume_commands.h"
+#include "providers/disk_controller/model/kept_view.h"
 #include "providers/disk_controller/model/records.h"
 
 enum IDS_RULE : UINT8 { IDS_IGNORED, IDS_REQUIRED };
@@ -65,16 +66,17 @@ static constexpr COMMAND_ROW g_rows[] = {
 };
 
 static EFI_STATUS answerGet(DISK_CONTROLLER *controller, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
-  VIEW view;
-  EFI_STATUS status = openView(&view, controller->Settings);
+  VIEW own;
+  VIEW *view = nullptr;
+  EFI_STATUS status = takeView(&own, controller->Settings, &view);
   if (!EFI_ERROR(status)) {
-    controller->Settings = view.Settings;
-    status = block->ObjectType == RAID_OBJECT_PHYSICAL_DISK ? searchDisks(view) : EFI_SUCCESS;
+    controller->Settings = view->Settings;
+    status = block->ObjectType == RAID_OBJECT_PHYSICAL_DISK ? searchDisks(*view) : EFI_SUCCESS;
   }
   if (!EFI_ERROR(status)) {
-    status = answerRecords(view, block->ObjectType, block->ObjectIds, block->ObjectIdCount, answer);
+    status = answerRecords(*view, block->ObjectType, block->ObjectIds, block->ObjectIdCount, answer);
   }
-  closeView(&view);
+  closeView(&own);
   return status;
 }
 

@@ -5,6 +5,7 @@
 #include "base/sort.h"
 #include "providers/disk_controller/commands/disk_check.h"
 #include "providers/disk_controller/commands/volume_request.h"
+#include "providers/disk_controller/model/kept_view.h"
 #include "providers/disk_controller/model/objects.h"
 #include "providers/disk_controller/model/records.h"
 
@@ -138,13 +139,14 @@ static EFI_STATUS volumeStep(CHANGE *change, void *context) {
 }
 
 static EFI_STATUS eachVolume(DISK_CONTROLLER *controller, const UINT32 *ids, UINT32 count, const VOLUME_JOB &what) {
-  VIEW view;
+  VIEW own;
+  VIEW *view = nullptr;
   VOLUME_NAMES names = {};
-  EFI_STATUS status = openView(&view, controller->Settings);
+  EFI_STATUS status = takeView(&own, controller->Settings, &view);
   if (!EFI_ERROR(status)) {
-    status = nameVolumes(view, ids, count, &names);
+    status = nameVolumes(*view, ids, count, &names);
   }
-  closeView(&view);
+  closeView(&own);
   for (UINT32 i = 0; i < names.Count && !EFI_ERROR(status); ++i) {
     VOLUME_JOB job = what;
     job.Name = names.Items[i];

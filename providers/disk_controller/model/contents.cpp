@@ -2,6 +2,7 @@
 
 #include "providers/disk_controller/io/file_systems.h"
 #include "providers/disk_controller/io/shown_volumes.h"
+#include "providers/disk_controller/model/kept_view.h"
 #include "providers/disk_controller/model/objects.h"
 
 static void addArea(RAID_DISK_CONTENTS *contents, UINT64 sectors, UINT64 lba, UINT64 count) {
@@ -64,9 +65,10 @@ static EFI_STATUS describe(const VIEW &view, UINT32 index, RAID_DISK_CONTENTS *c
 
 EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *, UINT32 objectId, RAID_DISK_CONTENTS *contents) {
   *contents = {};
-  VIEW view;
+  VIEW own = {};
   UINT32 index = 0;
-  EFI_STATUS status = openView(&view, g_defaultSettings);
+  EFI_STATUS status = keptView() != nullptr ? EFI_SUCCESS : openView(&own, g_defaultSettings);
+  const VIEW &view = keptView() != nullptr ? *keptView() : own;
   if (!EFI_ERROR(status)) {
     status = findObjects(view, RAID_OBJECT_PHYSICAL_DISK, &objectId, 1, &index);
   }
@@ -76,6 +78,6 @@ EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *, UINT32 objectId, RAID_DISK
   if (!EFI_ERROR(status)) {
     status = describe(view, index, contents);
   }
-  closeView(&view);
+  closeView(&own);
   return status;
 }

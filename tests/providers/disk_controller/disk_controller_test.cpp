@@ -3,6 +3,7 @@
 #include <regex>
 #include <set>
 
+#include "raid_disks.h"
 #include "tests/providers/ddf/fixture.h"
 #include "tests/providers/disk_controller/machine.h"
 #include "tests/support/paths.h"
@@ -79,6 +80,44 @@ TEST(DiskController, Commands) {
   ASSERT_EQ(name(machine.mgmt->Execute(machine.mgmt, &block, &result)), name(EFI_SUCCESS));
   EXPECT_EQ(result.DataSize, 3 * RAID_RECORD_SIZE);
   EXPECT_EQ(name(machine.mgmt->FreeRecords(machine.mgmt, result.Data, 3)), name(EFI_SUCCESS));
+}
+
+// Questions that belong together cost one look; changes look themselves.
+TEST(DiskController, ALookIsKeptAsLongAsItIsTrue) {
+  static const EFI_GUID disksGuid = RAID_DISKS_PROTOCOL_GUID;
+  DISKS disks = loadDisks(goldenDir() + "/alone.disks");
+  disks.resize(disks.size() + 1, {TEST_DISK_SECTORS, {}});
+  Machine machine(disks);
+  machine.mayWrite = true;
+  auto *look = machine.protocolOn<RAID_DISKS_PROTOCOL>(machine.controller, disksGuid);
+  auto readBy = [&](auto act) {
+    UINT64 before = disks.back().readSectors;
+    act();
+    return disks.back().readSectors - before;
+  };
+  auto get = [&] { machine.run(RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK); };
+  UINT64 once = readBy(get);
+  EXPECT_EQ(readBy(get), once);
+  look->KeepLook(look);
+  EXPECT_EQ(readBy(get), once);
+  EXPECT_EQ(readBy(get), 0U);
+  SECTOR_BYTES data{};
+  data[7] = 1;
+  disks.back().write(3, data.data(), 1);
+  EXPECT_NE(machine.get().text.find("<State>Ready"), std::string::npos);
+  look->KeepLook(look);
+  EXPECT_EQ(machine.get().text.find("<State>Ready"), std::string::npos);
+  disks.back().kept.clear();
+  EXPECT_EQ(machine.get().text.find("<State>Ready"), std::string::npos);
+  RAID_PD_RECORD none = {};
+  none.ObjectType = RAID_OBJECT_PHYSICAL_DISK;
+  UINT32 id = 1025000 + static_cast<UINT32>(disks.size()) - 1;
+  EXPECT_EQ(name(machine.run(RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {id}, &none)), name(EFI_SUCCESS));
+  EXPECT_NE(machine.get().text.find("<State>Ready"), std::string::npos);
+  look->DropLook(look);
+  EXPECT_EQ(readBy(get), once);
+  look->KeepLook(look); // and goes with the controller
+  get();
 }
 
 } // namespace

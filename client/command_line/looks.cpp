@@ -1,0 +1,39 @@
+#include "client/command_line/looks.h"
+#include "client/command_line/command_line.h"
+
+#include "base/pool.h"
+
+static const EFI_GUID g_disksGuid = RAID_DISKS_PROTOCOL_GUID;
+
+static RAID_DISKS_PROTOCOL *disksOf(EFI_HANDLE handle) {
+  void *found = nullptr;
+  bool isThere = !EFI_ERROR(g_bootServices->HandleProtocol(handle, &g_disksGuid, &found));
+  return isThere ? static_cast<RAID_DISKS_PROTOCOL *>(found) : nullptr;
+}
+
+LOOKS beginLooks() {
+  LOOKS looks = {};
+  if (EFI_ERROR(g_bootServices->LocateHandleBuffer(ByProtocol, &g_disksGuid, /* SearchKey= */ nullptr, &looks.Count,
+                                                   &looks.Handles))) {
+    return {};
+  }
+  for (UINTN i = 0; i < looks.Count; ++i) {
+    RAID_DISKS_PROTOCOL *disks = disksOf(looks.Handles[i]);
+    disks != nullptr ? disks->KeepLook(disks) : void();
+  }
+  return looks;
+}
+
+void endLooks(LOOKS *looks) {
+  for (UINTN i = 0; i < looks->Count; ++i) {
+    RAID_DISKS_PROTOCOL *disks = disksOf(looks->Handles[i]);
+    disks != nullptr ? disks->DropLook(disks) : void();
+  }
+  poolFree(looks->Handles);
+  *looks = {};
+}
+
+void lookAgain() {
+  LOOKS looks = beginLooks();
+  poolFree(looks.Handles);
+}
