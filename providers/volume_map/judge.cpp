@@ -162,16 +162,34 @@ static bool takeOut(const DDF_SET &set, const DDF_VOLUME &volume, const DDF_COPY
   return any;
 }
 
+static bool isMember(const DDF_VOLUME &volume, UINT32 pd) {
+  for (UINT32 i = 0; i < volume.memberCount; ++i) {
+    if (volume.members[i].pd == pd) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Whether a disk that is there had a part of the volume and is not read, since its set goes on without it.
+static bool isLeftBehind(const DDF_SET &set, const DDF_VOLUME &volume, const DDF_DISK &disk) {
+  if (disk.pd == DDF_NONE || (disk.kind != DDF_DISK_STALE && disk.kind != DDF_DISK_MEMBER)) {
+    return false;
+  }
+  bool isLost = (set.pds[disk.pd].entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0;
+  return isLost && isMember(volume, disk.pd);
+}
+
 // A disk that failed says nothing about the others' failures: it was not there any more. One that does was used after
 // it had left the others, and where these could not do without both, each side went on alone.
 static bool ranApart(const DDF_MODEL &model, const DDF_SET &set, const DDF_VOLUME &volume, const Map &map) {
-  for (UINT32 i = 0; i < volume.memberCount; ++i) {
-    const DDF_MEMBER &member = volume.members[i];
-    if (member.state != DDF_MEMBER_FAILED || set.pds[member.pd].disk == DDF_NONE) {
+  for (UINT32 i = 0; i < model.diskCount; ++i) {
+    const DDF_DISK &disk = model.disks[i];
+    if (disk.set != static_cast<UINT32>(&set - model.sets) || !isLeftBehind(set, volume, disk)) {
       continue;
     }
     Map without = map;
-    if (takeOut(set, volume, model.disks[set.pds[member.pd].disk].copy, &without) && !isReadable(without)) {
+    if (takeOut(set, volume, disk.copy, &without) && !isReadable(without)) {
       return true;
     }
   }
