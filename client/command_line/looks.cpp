@@ -19,7 +19,9 @@ LOOKS beginLooks() {
   }
   for (UINTN i = 0; i < looks.Count; ++i) {
     RAID_DISKS_PROTOCOL *disks = disksOf(looks.Handles[i]);
-    disks != nullptr ? disks->KeepLook(disks) : void();
+    if (disks != nullptr) {
+      disks->KeepLook(disks);
+    }
   }
   return looks;
 }
@@ -27,7 +29,9 @@ LOOKS beginLooks() {
 void endLooks(LOOKS *looks) {
   for (UINTN i = 0; i < looks->Count; ++i) {
     RAID_DISKS_PROTOCOL *disks = disksOf(looks->Handles[i]);
-    disks != nullptr ? disks->DropLook(disks) : void();
+    if (disks != nullptr) {
+      disks->DropLook(disks);
+    }
   }
   poolFree(looks->Handles);
   *looks = {};

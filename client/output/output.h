@@ -37,8 +37,8 @@ const CHAR8 *statusWords(EFI_STATUS status);
 // A number of bytes in decimal units with two places, as "1.20 TB".
 void formatSize(CHAR8 (&buffer)[SIZE_TEXT_CAPACITY], UINT64 bytes);
 
-// The bytes of a size as people write it: "600GB", "1.2 TB" (decimal), "64KiB", "8GiB" (binary), or in bytes. 0 for what
-// is none, or 10^18 and up.
+// The bytes of a size as people write it: "600GB", "1.2 TB" (decimal), "64KiB", "8GiB" (binary), or in bytes. 0 for
+// what is none, or 10^18 and up.
 UINT64 parseSize(const CHAR8 *text);
 
 // Whether a size has digits only and can hardly be meant in bytes, being below a megabyte.

@@ -210,7 +210,8 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   step("spare", EFI_SUCCESS, spare(4, DDF_SPARE_GLOBAL, {}), {"pd 3: disk 4, online, type global spare"});
   step("failed spare", EFI_SUCCESS, fail(3), {"pd 3: disk 4, online failed, type none"});
   step("all", EFI_SUCCESS, rig.run([](DDF_WRITER *writer) { return ddfDeleteSet(writer, 0); }),
-       {"disk 0: other, set free\n", "disk 1: other, set free\n", "disk 2: other, set free\n", "disk 4: other, set free\n"});
+       {"disk 0: other, set free\n", "disk 1: other, set free\n", "disk 2: other, set free\n",
+        "disk 4: other, set free\n"});
 }
 
 // Of a set that others made, whose member ends where no other can begin.
