@@ -179,6 +179,33 @@ JOBS
   result "[x.get('exitCode') for x in l] == [1, None, 0, 1, 0, None, None] and r['end'] == 'reset'"
 }
 
+# The driver of volumes comes with the medium: the job's client tells what firmware sees, and so it stays afterwards.
+sees_volumes() {
+  begin volumes ""
+  for folder in x64 aa64; do
+    images=$IMAGES_X64
+    [ $folder = x64 ] || images=$IMAGES_AA64
+    rm volumes/jobs/drivers/$folder/RaidSim.*
+    cp "$images/RaidDisks.efi" "$images/RaidVolumes.efi" volumes/jobs/drivers/$folder
+  done
+  truncate -s 64M volumes/half0 volumes/half1
+  "$XYL" create --level 1 --disks 251:0,251:1 --size 16MiB --name boot --disk volumes/half0 --disk volumes/half1 >/dev/null
+  mformat -i volumes/half0 -T 32768 ::
+  echo "from the volume" | mcopy -i volumes/half0 - ::/volume.txt
+  dd if=volumes/half0 of=volumes/half1 bs=1M count=16 conv=notrunc status=none
+  make img <<'JOBS'
+show
+end return
+JOBS
+  printf '%s\r\n' '@echo -off' 'for %i in 0 1 2 3' '  if exist fs%i:\volume.txt then' '    type fs%i:\volume.txt' '  endif' \
+    endfor 'reset -s' | mcopy -i volumes/medium.img@@1M - ::/startup.nsh
+  boot_usb log.txt -drive if=none,id=h0,format=raw,file=volumes/half0 -device virtio-blk-pci,drive=h0 \
+    -drive if=none,id=h1,format=raw,file=volumes/half1 -device virtio-blk-pci,drive=h1
+  collect
+  result "r['state'] == 'done' and 'boot (RAID 1)' in l[0]['printed']"
+  [ "$(grep -c 'from the volume' volumes/log.txt)" = 1 ] || complain "the volume's file is not there once"
+}
+
 shows_results_of_a_cd() {
   begin cd demo
   make iso <<'JOBS'
@@ -385,8 +412,8 @@ JOBS
 }
 
 $(echo "$qemu" | sed 's/ .*//;q') --version | head -n 1
-for name in ${STORIES:-saves_an_inventory restores_a_replaced_adapter shows_results_of_a_cd refuses_mistakes
-  boots_over_the_network boots_by_ipxe survives_power_cuts trusts_signed_media}; do
+for name in ${STORIES:-saves_an_inventory restores_a_replaced_adapter sees_volumes shows_results_of_a_cd
+  refuses_mistakes boots_over_the_network boots_by_ipxe survives_power_cuts trusts_signed_media}; do
   before=$failures
   $name
   [ "$failures" = "$before" ] && echo "medium $arch: $name: ok"
