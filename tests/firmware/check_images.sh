@@ -66,7 +66,8 @@ check_marks() {
 limit_of() {
   case $1 in
   RaidXyl) echo "$driver_limit" ;;
-  xyl | RaidBoot) echo $((192 * 1024)) ;;
+  xyl) echo $((192 * 1024)) ;;
+  RaidBoot) echo $((200 * 1024)) ;; # it also keeps what machines have done
   XmlService) echo $((22 * 1024)) ;;
   DebugLog) echo $((12 * 1024)) ;;
   *) echo $((96 * 1024)) ;;
