@@ -23,7 +23,7 @@ static UINT64 usualSize(UINT32 at) {
   constexpr UINT32 COUNT = sizeof(SOLD) / sizeof(SOLD[0]);
   constexpr UINT32 LEAST_SHIFT = 17, MOST_SHIFT = 36; // 64 MiB to 32 TiB
   if (at < COUNT) {
-    return 97696368 + 1953504 * (UINT64{SOLD[at]} - 50);
+    return 21168 + 1953504 * UINT64{SOLD[at]};
   }
   UINT32 shift = LEAST_SHIFT + at - COUNT;
   return shift <= MOST_SHIFT ? UINT64{1} << shift : 0;
