@@ -180,7 +180,10 @@ static void writeCommandCases(const XYL_HOST &host) {
     }
   }
   for (const std::string &group : groups()) {
-    put(host, "    \" " + group + "\" | \"help " + group + "\") command=\"${command:+help }" + group + "\" ;;\n");
+    put(host, "    \" " + group);
+    put(host, "\" | \"help " + group);
+    put(host, "\") command=\"${command:+help }" + group);
+    put(host, "\" ;;\n");
   }
   put(host, "    \"sim fail-next \"*) [[ $word == -* ]] || (( ++given )) ;;\n");
 }
@@ -191,7 +194,10 @@ static void writeWordCases(const XYL_HOST &host) {
                 optionsOf(~0ULL) + "\" ;;\n");
   put(host, "    help) words=\"" + wordsOf("") + "\"\n      [[ $current == -* ]] && words=\"--help --json\" ;;\n");
   for (const std::string &group : groups()) {
-    put(host, "    " + group + " | \"help " + group + "\") words=\"" + wordsOf(group + " ") + "\" ;;\n");
+    put(host, "    " + group);
+    put(host, " | \"help " + group);
+    put(host, "\") words=\"" + wordsOf(group + " "));
+    put(host, "\" ;;\n");
   }
   for (const XYL_COMMAND *command : hostCommands()) {
     std::string name = command->Name;

@@ -34,8 +34,9 @@ static EFI_STATUS addAreas(const DDF_DISK &disk, RAID_DISK_CONTENTS *contents) {
 
 static bool holdsRunningVolume(const VIEW &view, UINT32 index) {
   const DDF_PD *member = memberOf(view, index);
-  for (UINT32 i = 0; member != nullptr && i < member->partCount; ++i) {
-    if (isRunningVolume(setOf(view, index)->volumes[member->parts[i].volume])) {
+  const DDF_SET *set = setOf(view, index);
+  for (UINT32 i = 0; member != nullptr && set != nullptr && i < member->partCount; ++i) {
+    if (isRunningVolume(set->volumes[member->parts[i].volume])) {
       return true;
     }
   }
