@@ -68,8 +68,9 @@ EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *, UINT32 objectId, RAID_DISK
   *contents = {};
   VIEW own = {};
   UINT32 index = 0;
-  EFI_STATUS status = keptView() != nullptr ? EFI_SUCCESS : openView(&own, g_defaultSettings);
-  const VIEW &view = keptView() != nullptr ? *keptView() : own;
+  const VIEW *kept = keptView();
+  EFI_STATUS status = kept != nullptr ? EFI_SUCCESS : openView(&own, g_defaultSettings);
+  const VIEW &view = kept != nullptr ? *kept : own;
   if (!EFI_ERROR(status)) {
     status = findObjects(view, RAID_OBJECT_PHYSICAL_DISK, &objectId, 1, &index);
   }
