@@ -98,7 +98,7 @@ EFI_STATUS hide(Volume *volume) {
   if (volume->handle == nullptr) {
     return EFI_SUCCESS;
   }
-  Disk *members[volume_map::mostMembers];
+  Disk *members[volume_map::mostMembers] = {};
   for (UINT32 i = 0; i < volume->map.memberCount; ++i) {
     members[i] = volume->members[i];
     closeMember(volume, i);
