@@ -36,7 +36,7 @@ struct RAID_DISKS_PROTOCOL {
   //   EFI_NOT_READY          a set lists it as missing
   //   EFI_WRITE_PROTECTED    images that are running were loaded from it
   //   EFI_UNSUPPORTED        it is free, or nothing that is on it is the reason why it is not
-  //   EFI_OUT_OF_RESOURCES   no memory
+  //   EFI_OUT_OF_RESOURCES   no memory; and what reading the disk comes to
   EFI_STATUS(EFIAPI *FindContents)(RAID_DISKS_PROTOCOL *This, UINT32 ObjectId, RAID_DISK_CONTENTS *Contents);
   // From now on the controller keeps what it has read of the disks, so that a program's questions that belong together
   // cost one look at them; what was kept before is dropped. Changes look at the disks themselves, and drop it, too. A

@@ -1,4 +1,5 @@
 // The drivers on the medium.
+#include "base/device_path.h"
 #include "base/sort.h"
 #include "base/text.h"
 #include "images/medium/run.h"
@@ -73,7 +74,6 @@ static CHAR16 *pathOf(const CHAR16 *name) {
   return path;
 }
 
-#define NODE_END 0x7F
 #define NODE_MEDIA 4
 #define NODE_FILE 4
 
@@ -88,10 +88,7 @@ static EFI_DEVICE_PATH_PROTOCOL *devicePathOf(EFI_HANDLE image, const CHAR16 *fi
     return nullptr;
   }
   const UINT8 *from = static_cast<const UINT8 *>(device);
-  UINTN before = 0;
-  while (from[before] != NODE_END) {
-    before += static_cast<UINTN>(from[before + 2] | from[before + 3] << 8);
-  }
+  UINTN before = pathSize(from);
   UINTN text = (textLength(file) + 1) * sizeof(CHAR16);
   UINTN node = text + 4;
   UINT8 *path = static_cast<UINT8 *>(poolAllocate(before + node + 4));
@@ -100,7 +97,7 @@ static EFI_DEVICE_PATH_PROTOCOL *devicePathOf(EFI_HANDLE image, const CHAR16 *fi
     const UINT8 header[4] = {NODE_MEDIA, NODE_FILE, static_cast<UINT8>(node), static_cast<UINT8>(node >> 8)};
     copyBytes(path + before, header, 4);
     copyBytes(path + before + 4, file, text);
-    static constexpr UINT8 end[4] = {NODE_END, 0xFF, 4, 0};
+    static constexpr UINT8 end[4] = {PATH_END, 0xFF, 4, 0};
     copyBytes(path + before + node, end, 4);
   }
   return reinterpret_cast<EFI_DEVICE_PATH_PROTOCOL *>(path);

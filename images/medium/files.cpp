@@ -1,4 +1,5 @@
 // The medium's files: the functions that a shell would have, and what stands in where nothing can be kept.
+#include "base/device_path.h"
 #include "base/text.h"
 #include "client/transcript/transcript.h"
 #include "images/medium/run.h"
@@ -210,7 +211,6 @@ static EFI_STATUS closeMemory(const XYL_HOST *host, void *output, const CHAR8 *d
 
 #define NODE_MEDIA 4
 #define NODE_RAM_DISK 9
-#define NODE_END 0x7F
 
 // A medium that came over the network lies in memory and goes with it.
 static bool isInMemory(EFI_HANDLE device) {
@@ -219,10 +219,10 @@ static bool isInMemory(EFI_HANDLE device) {
     return false;
   }
   const UINT8 *node = static_cast<const UINT8 *>(found);
-  while (node[0] != NODE_END && !(node[0] == NODE_MEDIA && node[1] == NODE_RAM_DISK)) {
-    node += node[2] | node[3] << 8;
+  while (nodeSize(node) != 0 && !(node[0] == NODE_MEDIA && node[1] == NODE_RAM_DISK)) {
+    node += nodeSize(node);
   }
-  return node[0] != NODE_END;
+  return nodeSize(node) != 0;
 }
 
 // Opens the folder for the mode, or null.

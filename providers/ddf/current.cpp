@@ -54,12 +54,10 @@ static void renewSlots(const DDF_SET &set, const SET_INDEX &index, const DDF_COP
       continue;
     }
     UINT32 volume = findVolume(set, index, slot->guid);
-    if (volume == DDF_NONE) {
-      ddfIsDeleted(newest, slot->guid) ? void(__builtin_memset(slot, 0xFF, recordSize(copy->header))) : void();
-    } else if (wanted[volume] != nullptr) {
+    if (volume != DDF_NONE && wanted[volume] != nullptr) {
       copyBytes(slot, wanted[volume], recordSize(copy->header));
       wanted[volume] = nullptr;
-    } else if (isUnderstood(set.volumes[volume])) {
+    } else if (volume != DDF_NONE ? isUnderstood(set.volumes[volume]) : ddfIsDeleted(newest, slot->guid)) {
       __builtin_memset(slot, 0xFF, recordSize(copy->header));
     }
   }

@@ -2,6 +2,7 @@
 // the last few identities, the newest first. By it a disk that was away meanwhile is told from one that was changed
 // without the others.
 
+#include "base/crc32.h"
 #include "providers/ddf/bytes.h"
 
 struct DELETED_NOTE {
@@ -13,7 +14,7 @@ static_assert(sizeof(DELETED_NOTE) == sizeof(DDF_DISK_DATA::scratch));
 static constexpr CHAR8 MARK[4] = {'g', 'o', 'n', 'e'};
 
 static UINT32 sumOf(const DDF_GUID &volume) {
-  return ddfChecksum(&volume, sizeof(volume));
+  return crc32Of(&volume, sizeof(volume));
 }
 
 static DELETED_NOTE *noteIn(const DDF_COPY &copy) {

@@ -52,6 +52,8 @@ static EFI_STATUS readCopies(DDF_DISK *disk, const DDF_HEADER &anchor) {
 void setUnreadable(DDF_DISK *disk) {
   disk->kind = DDF_DISK_UNREADABLE;
   disk->fault = {"cannot be read", nullptr};
+  disk->holds[0] = 0; // what was found by then is not all
+  disk->released = false;
 }
 
 EFI_STATUS readDisk(DDF_DISK *disk) {

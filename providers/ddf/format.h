@@ -287,9 +287,8 @@ constexpr UINT32 DDF_FREE_SIGNATURE = 0x52585946;
 struct DDF_FREE_MARK {
   DDF_U32 signature;
   DDF_U32 crc;
-  DDF_GUID maker;
   DDF_U64 sectors; // of the disk
   DDF_U64 digest;  // of what was on it
-  UINT8 pad[464];
+  UINT8 pad[488];
 };
 static_assert(sizeof(DDF_FREE_MARK) == DDF_SECTOR);

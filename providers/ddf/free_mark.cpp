@@ -23,8 +23,8 @@ static UINT64 digestOn(UINT64 digest, const UINT8 *bytes, UINT64 sectors) {
 static EFI_STATUS makeDigest(const DDF_SOURCE &source, UINT8 *buffer, UINT64 *digest) {
   DDF_AREA areas[DDF_AREAS];
   UINT32 count = ddfAreas(source.sectors, areas);
-  UINT64 end = areas[0].sectors < MIB ? areas[0].sectors : MIB;
-  areas[0] = {source.sectors - end, end - 1};
+  UINT64 mark = source.sectors - 1, from = areas[0].sectors > MIB ? source.sectors - MIB : areas[0].lba;
+  areas[0] = {from, from < mark ? mark - from : 0};
   *digest = 0;
   for (UINT32 i = 0; i < count; i++) {
     EFI_STATUS status = eachPart(source, areas[i], buffer, [=](const UINT8 *bytes, UINT64, UINT64 sectors) {
@@ -43,7 +43,6 @@ EFI_STATUS ddfMakeFreeMark(const DDF_SOURCE &source, UINT8 *buffer, DDF_FREE_MAR
   EFI_STATUS status = makeDigest(source, buffer, &digest);
   *mark = {};
   mark->signature = DDF_FREE_SIGNATURE;
-  mark->maker = DDF_OUR_CONTROLLER;
   mark->sectors = source.sectors;
   mark->digest = digest;
   mark->crc = ddfChecksum(mark, sizeof(*mark));
@@ -55,7 +54,7 @@ EFI_STATUS readFreeMark(const DDF_SOURCE &source, UINT8 *buffer, bool *released)
   *released = false;
   EFI_STATUS status = source.read(source.context, source.sectors - 1, 1, &mark);
   bool marked = !EFI_ERROR(status) && mark.signature == DDF_FREE_SIGNATURE && mark.sectors == source.sectors &&
-                ddfSameGuid(mark.maker, DDF_OUR_CONTROLLER) && mark.crc == ddfChecksum(&mark, sizeof(mark));
+                mark.crc == ddfChecksum(&mark, sizeof(mark));
   if (!marked) {
     return status;
   }

@@ -29,44 +29,49 @@ static UINT64 usualSize(UINT32 at) {
   return shift <= MOST_SHIFT ? UINT64{1} << shift : 0;
 }
 
-// *found is the sector, or stays 0.
-static EFI_STATUS findAnchor(const DDF_SOURCE &source, UINT64 size, UINT64 *found) {
-  UINT8 sector[DDF_SECTOR];
-  if (size == 0 || size >= source.sectors) {
-    return EFI_SUCCESS;
+// Where a header is looked for that ends a disk of another size.
+struct ANCHOR_SEARCH {
+  const DDF_SOURCE &source;
+  UINT64 last; // size that was tried last
+  UINT64 found;
+  EFI_STATUS status;
+};
+
+// Whether the search is over.
+static bool tryAnchor(ANCHOR_SEARCH *search, UINT64 size) {
+  const DDF_SOURCE &source = search->source;
+  UINT64 anchor = size - 1; // of 0, which a set may claim, beyond any disk
+  if (size == search->last || anchor >= source.sectors - 1) {
+    return false;
   }
-  EFI_STATUS status = source.read(source.context, size - 1, 1, sector);
-  *found = !EFI_ERROR(status) && isHeader(sector) ? size - 1 : 0;
-  return status;
+  search->last = size;
+  UINT8 sector[DDF_SECTOR];
+  search->status = source.read(source.context, anchor, 1, sector);
+  search->found = !EFI_ERROR(search->status) && isHeader(sector) ? anchor : 0;
+  return EFI_ERROR(search->status) || search->found != 0;
 }
 
-// Of the disks that a set misses, the sizes of the first few.
-static EFI_STATUS findMissingSizes(const DDF_MODEL &model, const DDF_SOURCE &source, UINT64 *found) {
-  constexpr UINT32 MOST = 8;
-  UINT64 sizes[MOST] = {};
-  UINT32 count = 0;
-  for (UINT32 i = 0; i < model.setCount && count < MOST; i++) {
-    const DDF_SET &set = model.sets[i];
-    for (UINT32 j = 0; j < set.pdCount && count < MOST; j++) {
-      UINT64 size = set.pds[j].disk == DDF_NONE ? set.pds[j].entry->configuredSize + DDF_RESERVE : 0;
-      bool isNew = size > DDF_RESERVE && (count == 0 || sizes[count - 1] != size);
-      sizes[count] = isNew ? size : sizes[count];
-      count += isNew ? 1 : 0;
+// Of the disks that sets miss. Those of one set mostly have one size.
+static bool tryMissing(ANCHOR_SEARCH *search, const DDF_MODEL &model) {
+  for (UINT32 i = 0; i < model.setCount; i++) {
+    for (UINT32 j = 0; j < model.sets[i].pdCount; j++) {
+      const DDF_PD &pd = model.sets[i].pds[j];
+      if (pd.disk == DDF_NONE && tryAnchor(search, pd.entry->configuredSize + DDF_RESERVE)) {
+        return true;
+      }
     }
   }
-  EFI_STATUS status = EFI_SUCCESS;
-  for (UINT32 i = 0; i < count && !EFI_ERROR(status) && *found == 0; i++) {
-    status = findAnchor(source, sizes[i], found);
-  }
-  return status;
+  return false;
 }
 
 static EFI_STATUS findAnchors(const DDF_MODEL &model, const DDF_SOURCE &source, UINT64 *found) {
-  EFI_STATUS status = findMissingSizes(model, source, found);
-  for (UINT32 i = 0; usualSize(i) != 0 && !EFI_ERROR(status) && *found == 0; i++) {
-    status = findAnchor(source, usualSize(i), found);
+  ANCHOR_SEARCH search = {source, 0, 0, EFI_SUCCESS};
+  bool isOver = tryMissing(&search, model);
+  for (UINT32 i = 0; !isOver && usualSize(i) != 0; i++) {
+    isOver = tryAnchor(&search, usualSize(i));
   }
-  return status;
+  *found = search.found;
+  return search.status;
 }
 
 // --- What nobody knows ---
@@ -154,8 +159,6 @@ EFI_STATUS ddfSearch(DDF_MODEL *model, UINT32 number) {
     return EFI_OUT_OF_RESOURCES;
   }
   if (EFI_ERROR(searchDisk(*model, disk, buffer))) {
-    disk->holds[0] = 0;
-    disk->released = false;
     setUnreadable(disk);
   }
   disk->searched = true;

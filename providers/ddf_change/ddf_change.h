@@ -56,6 +56,10 @@ struct DDF_WRITER {
 //   EFI_DEVICE_ERROR       a write or a flush failed, on the disk that the trouble names; the next change repairs. Or a
 //                          disk that may be the one that the set misses cannot be read: mark the missing one as failed
 
+// The set that disks join which are in none, one of ours or else the only other one; DDF_NONE when there is none. ours:
+// the GUID of the caller's controller.
+UINT32 ddfChooseSet(const DDF_MODEL &model, const DDF_GUID &ours);
+
 constexpr UINT64 DDF_ANYWHERE = ~UINT64{0};
 
 // Members are whole pages, and begin at one where the writer chooses: Linux counts in halves of these, and takes two

@@ -47,15 +47,6 @@ static EFI_STATUS makeCopy(WORK *work, UINT32 number, UINT32 reference, const DD
   return status;
 }
 
-static bool hasLayoutOf(const DDF_HEADER &a, const DDF_HEADER &b) {
-  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
-    if (a.sections[i].length != b.sections[i].length) {
-      return false;
-    }
-  }
-  return a.recordLength == b.recordLength;
-}
-
 static EFI_STATUS makeMark(WORK *work, UINT32 number, DDF_FREE_MARK *mark) {
   const DDF_DISK &disk = work->writer->model->disks[number];
   EFI_STATUS status = disk.released ? EFI_SUCCESS : ddfMakeFreeMark(disk.source, work->writer->buffer, mark);
@@ -72,7 +63,7 @@ static EFI_STATUS joinDisk(WORK *work, UINT32 number, UINT32 reference, const DD
   if (status == EFI_OUT_OF_RESOURCES) {
     return status;
   }
-  if (EFI_ERROR(status) || (work->count != 0 && !hasLayoutOf(added->copy.header, lead(work).header))) {
+  if (EFI_ERROR(status) || (work->count != 0 && !ddfSameLayout(added->copy.header, lead(work).header))) {
     ddfFreeCopy(&added->copy);
     return refuse(work->writer, EFI_ACCESS_DENIED, number, "cannot have the layout of its set's metadata");
   }

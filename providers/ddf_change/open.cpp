@@ -101,14 +101,14 @@ EFI_STATUS checkFresh(DDF_WRITER *writer, UINT32 disk) {
 
 // --- Which set ---
 
-UINT32 chooseSet(const DDF_WRITER &writer) {
+UINT32 ddfChooseSet(const DDF_MODEL &model, const DDF_GUID &ours) {
   UINT32 ofLinux = DDF_NONE, count = 0;
-  for (UINT32 i = 0; i < writer.model->setCount; i++) {
-    const DDF_SET &set = writer.model->sets[i];
+  for (UINT32 i = 0; i < model.setCount; i++) {
+    const DDF_SET &set = model.sets[i];
     if (set.foreign || set.stuck != nullptr) {
       continue;
     }
-    if (ddfSameGuid(set.controller->guid, writer.maker->guid)) {
+    if (ddfSameGuid(set.controller->guid, ours)) {
       return i;
     }
     ofLinux = i;

@@ -33,7 +33,7 @@ EFI_STATUS checkMembers(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted, UINT32
     }
   }
   poolFree(seen);
-  *set = *set == DDF_NONE ? chooseSet(*writer) : *set;
+  *set = *set == DDF_NONE ? ddfChooseSet(*writer->model, writer->maker->guid) : *set;
   return status;
 }
 

@@ -47,7 +47,7 @@ static void fillSpareRecord(WORK *work, const SPARE_PLAN &plan, const DDF_COPY &
 static EFI_STATUS checkDisk(DDF_WRITER *writer, const SPARE_PLAN &plan, UINT32 *set) {
   const DDF_DISK &disk = writer->model->disks[plan.disk];
   if (disk.kind != DDF_DISK_MEMBER) {
-    *set = *set == DDF_NONE ? chooseSet(*writer) : *set;
+    *set = *set == DDF_NONE ? ddfChooseSet(*writer->model, writer->maker->guid) : *set;
     EFI_STATUS status = checkFresh(writer, plan.disk);
     return EFI_ERROR(status) || *set != DDF_NONE
                ? status

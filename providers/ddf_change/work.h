@@ -86,9 +86,6 @@ EFI_STATUS checkFresh(DDF_WRITER *writer, UINT32 disk);
 // Whether a disk belongs to no set, if it can be used at all: what checkFresh decides about.
 bool isOutside(const DDF_MODEL &model, UINT32 disk);
 
-// The set that disks join which are in none: DDF_NONE when there is none.
-UINT32 chooseSet(const DDF_WRITER &writer);
-
 bool isMarkedLost(const DDF_PD &pd); // failed or missing, by the set's list
 
 // --- Inside copies ---

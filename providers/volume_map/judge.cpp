@@ -171,13 +171,14 @@ static bool isMember(const DDF_VOLUME &volume, UINT32 pd) {
   return false;
 }
 
-// Whether a disk that is there had a part of the volume and is not read, since its set goes on without it.
+// Whether a disk that is there had a part of the volume and is not read, since its set goes on without it: it is none
+// of the set's any more, or marked as lost.
 static bool isLeftBehind(const DDF_SET &set, const DDF_VOLUME &volume, const DDF_DISK &disk) {
   if (disk.pd == DDF_NONE || (disk.kind != DDF_DISK_STALE && disk.kind != DDF_DISK_MEMBER)) {
     return false;
   }
   bool isLost = (set.pds[disk.pd].entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0;
-  return isLost && isMember(volume, disk.pd);
+  return (isLost || disk.kind == DDF_DISK_STALE) && isMember(volume, disk.pd);
 }
 
 // A disk that failed says nothing about the others' failures: it was not there any more. One that does was used after

@@ -105,7 +105,9 @@ EFI_STATUS hide(Volume *volume) {
   }
   if (EFI_ERROR(uninstall(volume))) {
     for (UINT32 i = 0; i < volume->map.memberCount; ++i) {
-      members[i] != nullptr ? openMember(volume, i, members[i]) : void();
+      if (members[i] != nullptr) {
+        openMember(volume, i, members[i]);
+      }
     }
     LogPrint(LOG_WARN, "RaidVolumes", "%s is in use and stays", volume->name);
     return EFI_ACCESS_DENIED;
@@ -122,7 +124,9 @@ EFI_STATUS renew(Volume *volume, const volume_map::Map &map, Disk *const *member
     Disk *wanted = map.members[i].readable ? members[i] : nullptr;
     if (volume->members[i] != wanted) {
       closeMember(volume, i);
-      wanted != nullptr ? openMember(volume, i, wanted) : void();
+      if (wanted != nullptr) {
+        openMember(volume, i, wanted);
+      }
     }
   }
   return volume_map::isReadable(volume->map) ? EFI_SUCCESS : hide(volume);

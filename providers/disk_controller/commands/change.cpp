@@ -131,8 +131,8 @@ static bool holdsFirstBlock(const DDF_SET &set, const DDF_PD &pd, UINT32 ending)
   return false;
 }
 
-// Failed members are not written to.
-static bool isWritten(const CHANGE &change, UINT32 disk) {
+// Failed members are written to as far as they let themselves be, and stop nothing.
+static bool mustBeWritten(const CHANGE &change, UINT32 disk) {
   const DDF_PD *member = memberOf(change.View, disk);
   bool isFailed = member != nullptr && (member->entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0;
   return disk != change.Left && !isFailed;
@@ -149,7 +149,7 @@ static EFI_STATUS readyDisk(CHANGE *change, UINT32 disk, UINT32 ending) {
       return refuseDisk(view, disk, "a file system that firmware does not close", status);
     }
   }
-  bool isStuck = isWritten(*change, disk) && EFI_ERROR(flushDisk(&view.Accesses[disk]));
+  bool isStuck = mustBeWritten(*change, disk) && EFI_ERROR(flushDisk(&view.Accesses[disk]));
   return isStuck ? refuseDisk(view, disk, "it cannot be flushed", EFI_DEVICE_ERROR) : EFI_SUCCESS;
 }
 

@@ -1,5 +1,7 @@
 #include "providers/disk_controller/commands/disk_check.h"
 
+#include "providers/ddf_change/ddf_change.h"
+
 EFI_STATUS checkDisk(const VIEW &view, UINT32 disk) {
   const DDF_DISK &found = view.Model->disks[disk];
   const DDF_PD *member = memberOf(view, disk);
@@ -25,24 +27,12 @@ EFI_STATUS checkDisk(const VIEW &view, UINT32 disk) {
 }
 
 const DDF_SET *joinedSet(const VIEW &view, const UINT32 *disks, UINT32 count) {
-  const DDF_MODEL &model = *view.Model;
   for (UINT32 i = 0; i < count; ++i) {
     if (setOf(view, disks[i]) != nullptr) {
       return setOf(view, disks[i]);
     }
   }
-  const DDF_SET *made = nullptr;
-  UINT32 others = 0;
-  for (UINT32 i = 0; i < model.setCount; ++i) {
-    const DDF_SET &set = model.sets[i];
-    if (set.foreign || set.stuck != nullptr) {
-      continue;
-    }
-    if (isOurs(set)) {
-      return &set;
-    }
-    made = &set;
-    others += 1;
-  }
-  return others == 1 ? made : nullptr;
+  const DDF_MODEL &model = *view.Model;
+  UINT32 chosen = ddfChooseSet(model, DDF_OUR_CONTROLLER);
+  return chosen != DDF_NONE ? &model.sets[chosen] : nullptr;
 }

@@ -1,5 +1,6 @@
 #include "providers/disk_controller/io/disk_place.h"
 
+#include "base/device_path.h"
 #include "base/pool.h"
 
 // Types of device path nodes, type in the high byte.
@@ -16,16 +17,16 @@ static UINT16 word(const UINT8 *bytes) {
 }
 
 // A number for a node of a kind that is not taken apart, so that two such disks have two places.
-static UINT64 numberOf(const UINT8 *node, UINT16 length) {
+static UINT64 numberOf(const UINT8 *node, UINTN length) {
   UINT32 hash = 2166136261U;
-  for (UINT16 i = 0; i < length; ++i) {
+  for (UINTN i = 0; i < length; ++i) {
     hash = (hash ^ node[i]) * 16777619U;
   }
   return hash;
 }
 
 // Applies a node of that many bytes.
-static void applyNode(const UINT8 *node, UINT16 length, DISK_PLACE *place) {
+static void applyNode(const UINT8 *node, UINTN length, DISK_PLACE *place) {
   switch (node[0] << 8 | node[1]) {
   case NODE_PCI:
     if (length >= 6) {
@@ -68,9 +69,9 @@ DISK_PLACE placeOf(EFI_DEVICE_PATH_PROTOCOL *path, EFI_HANDLE *controller) {
     return place;
   }
   const UINT8 *node = reinterpret_cast<const UINT8 *>(path);
-  for (UINT16 length = word(node + 2); node[0] != 0x7F && length >= 4; length = word(node + 2)) {
-    applyNode(node, length, &place);
-    node += length;
+  while (UINTN size = nodeSize(node)) {
+    applyNode(node, size, &place);
+    node += size;
   }
   EFI_DEVICE_PATH_PROTOCOL *rest = path;
   void *found = nullptr;

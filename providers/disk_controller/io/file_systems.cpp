@@ -1,5 +1,6 @@
 #include "providers/disk_controller/io/file_systems.h"
 
+#include "base/device_path.h"
 #include "base/pool.h"
 #include "base/sort.h"
 #include "uefi/protocols.h"
@@ -13,19 +14,6 @@ static const UINT8 *pathOf(EFI_HANDLE handle) {
   void *path = nullptr;
   return EFI_ERROR(g_bootServices->HandleProtocol(handle, &g_devicePathGuid, &path)) ? nullptr
                                                                                      : static_cast<UINT8 *>(path);
-}
-
-// Bytes of a path without its end.
-static UINTN pathSize(const UINT8 *path) {
-  UINTN size = 0;
-  while (path[size] != 0x7F) {
-    UINTN node = path[size + 2] | static_cast<UINTN>(path[size + 3]) << 8;
-    if (node < 4) {
-      break;
-    }
-    size += node;
-  }
-  return size;
 }
 
 // Whether the inner path is the outer one or leads on from it.
@@ -69,7 +57,7 @@ static void markDisksOf(const UINT8 *path, const UINT64 *keys, DISK_LIST *list) 
   UINT32 hash = 0;
   UINTN whole = path == nullptr ? 0 : pathSize(path);
   for (UINTN size = 0; size < whole;) {
-    UINTN node = path[size + 2] | static_cast<UINTN>(path[size + 3]) << 8;
+    UINTN node = nodeSize(path + size);
     hash = hashOn(hash, path + size, node);
     size += node;
     for (UINTN at = lowerBound(keys, list->Count, indexKey(hash, 0)); at < list->Count && keys[at] >> 32 == hash;

@@ -264,6 +264,19 @@ TEST(DiskCommands, AFailedDiskIsFreed) {
   EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_0}, {MEMBER, SPARE})), name(EFI_SUCCESS));
 }
 
+// A member whose metadata were lost looks blank, and its set still waits for it.
+TEST(DiskCommands, ADiskThatASetMissesIsNotFree) {
+  DISKS disks(2, {TEST_DISK_SECTORS, {}});
+  Machine machine(disks);
+  machine.mayWrite = true;
+  EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_1, .size = 0x100000}, idsOf({0, 1}))), name(EFI_SUCCESS));
+  disks[1].kept.clear();
+  EXPECT_EQ(countOf(machine.get().text, "(a set lists it as missing)"), 1U);
+  EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_0}, idsOf({1}))), name(EFI_ACCESS_DENIED));
+  EXPECT_EQ(name(changeDisk(machine, 9000001, RAID_HOTSPARE_NONE, RAID_STATE_FAILED)), name(EFI_SUCCESS));
+  EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_0}, idsOf({1}))), name(EFI_SUCCESS));
+}
+
 // Without memory nothing is read or written, nothing leaks, and the next try works.
 TEST(DiskCommands, MemoryFails) {
   DISKS disks(4, {TEST_DISK_SECTORS, {}});

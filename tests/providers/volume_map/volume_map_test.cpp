@@ -383,6 +383,9 @@ static const JUDGE_CASE g_cases[] = {
      "its halves were used apart, and each calls the other failed"},
     {"one the longer", g_mirror, 0, CHANGE(STATE(disk ^ 1, AWAY); copy.header.sequence = disk == 1 ? 6 : 5),
      "its halves were used apart, and each calls the other failed"},
+    {"one without the other, which went on unasked", g_mirror, 0,
+     CHANGE(if (disk == 0) { STATE(1, AWAY); } copy.header.sequence = disk == 0 ? 5 : 6),
+     "its halves were used apart, and each calls the other failed"},
     {"one against two", g_triple, 0,
      CHANGE(disk == 0 ? void(STATE(0, DDF_PD_ONLINE)) : void(STATE(0, AWAY));
             if (disk == 0) { STATE(1, AWAY), STATE(2, AWAY); } copy.header.sequence = disk == 0 ? 5 : 6),

@@ -10,7 +10,7 @@
 TEST_F(XmlService, EveryAllocationMayFail) {
   std::string attributes;
   for (size_t i = 0; i < 3000; i++) {
-    attributes += " a" + std::to_string(i) + "=''";
+    attributes += " a" + std::to_string(i) + "='" + std::string(i % 7, 'v') + "'";
   }
   // Each needs several blocks, of records or for one text.
   const std::string documents[] = {
