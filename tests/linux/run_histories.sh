@@ -1,8 +1,8 @@
 #!/bin/sh
 # Volumes of sets whose disks do not all tell the same are started by Linux: after a disk was marked as failed while it is
 # plugged in, after Linux did that itself, and when the client was killed at any write while a disk joined.
-# Environment: XYL the host's client (build/release/bin/xyl). GUEST the guest (build/linux). What comes out
-# stays in its folder histories.
+# Environment: XYL the host's client (build/release/bin/xyl), GUEST the guest (build/linux). What comes out stays in the
+# guest's folder, in histories.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)

@@ -26,7 +26,7 @@ from faults import faults_of
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
 # Rooms of which the host tests run something; what only firmware runs is left out.
-ROOMS = ["base", "records", "driver", "providers", "client", "images/firmware", "images/shell", "host"]
+ROOMS = ["base", "records", "driver", "providers", "client", "images", "host"]
 ONLY_FIRMWARE = re.compile("/(efi_runtime|entry)")
 
 # The tests that CTest has, quick ones first: the rooms' programs, run as a whole, and others with the target they need.
