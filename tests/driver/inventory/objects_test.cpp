@@ -5,6 +5,8 @@
 #include "driver/xml/xml.h"
 #include "tests/support/world.h"
 
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers" // members that no record names are zero
+
 namespace {
 
 CHAR16 *wide(const CHAR16 *text) {
@@ -22,6 +24,11 @@ std::string documentOf(const RAID_CONFIG &config) {
 // Reserved bytes are not zero, as with hardware.
 template <class... FIELD> void spoil(FIELD &...fields) {
   (memset(&fields, 0xEE, sizeof(fields)), ...);
+}
+
+// Fills an identity text, which has no end of its own.
+template <size_t SIZE> void put(CHAR8 (&field)[SIZE], std::string_view text) {
+  text.copy(field, SIZE);
 }
 
 RAID_PD_RECORD makeDisk(UINT32 id, UINT32 enclosure) {
@@ -47,90 +54,76 @@ std::string texts(const std::string &document, const std::string &name) {
 // element by element.
 TEST(Inventory, TheWholeDocumentIsAsReadersExpectIt) {
   World world({.preset = nullptr, .connect = false});
+  // clang-format off
   RAID_LEVEL_PARAMS levels[] = {
-      {0x2, 1, 32, 0x20000022, 0x30000777, 0x80, 0xF8, 0x3, 1, 0x3, 2, 0xF, 0x30, 0xFF},
-      {0x40, 3, 1234567, 0, 0, 0, 0, 0, 0, 0, 0, 0x10, 0x40, 0x100},
-  };
-  RAID_ADAPTER_RECORD adapter = {};
-  adapter.ObjectID = 12345678;
-  adapter.Name = wide(u"Adapter <1> \u00e9 & \"co\"");
-  adapter.ObjVersion = 1;
-  adapter.FQDD = wide(u"adapter-0");
-  adapter.WWN = 0x1F;
-  adapter.PCIID = {0x3E, 0x2D, 0x5C, 0x1A2B, 3, 0, 255, 0xEE, 0x00000003};
-  adapter.SupportedRAIDLevels = 0x42;
-  adapter.SupportedDiskProtocols = 0x30;
-  adapter.Attributes = 0x1C4;
-  adapter.MaxLDs = 64;
-  adapter.MaxPDsPerSpan = 32;
-  adapter.MaxSpansPerLD = 8;
-  adapter.FirmwareVersion = wide(u"21.2.0-0007");
-  adapter.RAIDLevelParams = levels;
-  const UINT8 modes[] = {0xC0, 0x02, 0x80, 0x85, 0x81, 0xFB, 0x83}; // in their order
-  memcpy(&adapter.SecurityMode, modes, sizeof(modes));
-  adapter.Rates[0] = {wide(u"Rebuild"), 0x65};
-  adapter.Rates[3] = {wide(u""), 0xFE};
-  adapter.CapableSpeeds = 0x805;
+      {.RAIDLevel = RAID_LEVEL_0, .MinDisks = 1, .MaxDisks = 32,
+       .DefaultCachePolicy = RAID_CACHE_IO_CACHED | RAID_CACHE_READ_AHEAD | RAID_CACHE_WRITE_BACK,
+       .AvailableCachePolicy = RAID_CACHE_ALL, .StripeSize = RAID_STRIPE_SIZE_64KB,
+       .AvailableStripeSize = RAID_STRIPE_SIZE_4KB | RAID_STRIPE_SIZE_64KB, .BoundsMask = RAID_BOUNDS_ALL,
+       .DefaultRLQ = RAID_RLQ_0, .AvailableRLQ = RAID_RLQ_0 | RAID_RLQ_1, .DefaultSRL = RAID_SRL_1,
+       .AvailableSRL = RAID_SRL_ALL, .AvailableProtocols = RAID_PROTOCOL_SATA | RAID_PROTOCOL_SAS,
+       .Attributes = RAID_LEVEL_ATTRIBUTE_ALL},
+      // A number that is cut, bits that have no name.
+      {.RAIDLevel = RAID_LEVEL_5, .MinDisks = 3, .MaxDisks = 1234567, .AvailableSRL = RAID_SRL_ALL + 1,
+       .AvailableProtocols = RAID_PROTOCOL_ALL + 1, .Attributes = RAID_LEVEL_ATTRIBUTE_ALL + 1}};
+  RAID_ADAPTER_RECORD adapter = {
+      .ObjectID = 12345678, .Name = wide(u"Adapter <1> \u00e9 & \"co\""), .ObjVersion = 1, .FQDD = wide(u"adapter-0"),
+      .WWN = 0x1F,
+      .PCIID = {0x3E, 0x2D, 0x5C, 0x1A2B, 3, 4, 255, 0xEE, 1 << RAID_PCI_INDEX_SHIFT | RAID_PCI_EMBEDDED},
+      .SupportedRAIDLevels = RAID_LEVEL_0 | RAID_LEVEL_5,
+      .SupportedDiskProtocols = RAID_PROTOCOL_SATA | RAID_PROTOCOL_SAS,
+      .Attributes = RAID_ADAPTER_ATTRIBUTE_HIDES_PDS | RAID_ADAPTER_ATTRIBUTE_ENCRYPTION |
+                    RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY | 4,
+      .MaxLDs = 64, .MaxPDsPerSpan = 32, .MaxSpansPerLD = 8, .FirmwareVersion = wide(u"21.2.0-0007"),
+      .RAIDLevelParams = levels, .SecurityMode = RAID_MODE_PRESENT | RAID_SECURITY_MODE_RKM_PENDING,
+      .UncertifiedMode = RAID_UNCERTIFIED_MODE_WARN, // not present
+      .LoadBalanceMode = RAID_MODE_PRESENT | RAID_LOAD_BALANCE_MODE_AUTO, .LearnMode = RAID_MODE_PRESENT | 5,
+      .CheckConsistencyMode = RAID_MODE_PRESENT | RAID_CHECK_CONSISTENCY_MODE_STOP_ON_ERROR,
+      .PatrolReadMode = 0xFF & ~RAID_PATROL_READ_MODE_MANUAL, // automatic; some bits do not count
+      .CopyBackMode = RAID_MODE_PRESENT | RAID_COPY_BACK_MODE_ON_SMART,
+      .Rates = {{wide(u"Rebuild"), 50 << RAID_RATE_VALUE_SHIFT | RAID_RATE_EDITABLE}, {}, {}, {wide(u""), 0xFE}},
+      .CapableSpeeds = RAID_SPEED_1_5_GBS | RAID_SPEED_6_GBS | 0x800};
   RAID_ENCLOSURE_RECORD enclosures[] = {
-      {RAID_OBJECT_ENCLOSURE, 0, nullptr, 0, nullptr, {}, 8, 0, 0, 0, 0, 0, 0, 0, 0, "IGNORED", {}, {}, {}},
-      {RAID_OBJECT_ENCLOSURE, 0, wide(u"Box"), 23, nullptr, {}, 9, 255, 0, 0, 0x05, 1, 2, 3, 4, {}, {}, {}, {}}};
-  memcpy(enclosures[1].ServiceTag, "ABC1234   ", 10);
-  memcpy(enclosures[1].Revision, "1.02", 4);
-
-  UINT32 volumes[] = {3, 5};
-  RAID_PD_RECORD disks[8] = {makeDisk(1, 9), makeDisk(2, RAID_ENCLOSURE_NONE), makeDisk(3, 7)};
-  disks[0].ObjVersion = 1;
-  disks[0].FQDD = wide(u"disk-1");
-  disks[0].DeviceID = 99;
-  disks[0].EnclosureObjectID = 4;
-  disks[0].Size = ~0ULL;
-  disks[0].State = 7;
-  disks[0].WWN = 0xABCDEF0123456789;
-  disks[0].Protocol = 0x20;
-  disks[0].Slot = 11;
-  disks[0].Hotspare = 2;
-  disks[0].Attributes = 0x0E;
-  disks[0].CapableSpeeds = 7;
-  disks[0].SecureState = 4;
-  disks[0].ManufactureYear = 20111;
-  disks[0].ManufactureDay = 7;
-  disks[0].VDCount = 2;
-  disks[0].VDs = volumes;
-  memcpy(disks[0].ManufactureName, "MAKER  X", 8);
-  memcpy(disks[0].ModelName, "  \tST9146 A     ", 16);
-  memcpy(disks[0].Revision, "A\0\0B", 4);
-  memcpy(disks[0].SerialNumber, "12345678901234567890", 20);
-  disks[1].State = 0x100000001;
-  disks[1].SecureState = 3;
-  disks[1].VDCount = 2;
-  memcpy(disks[1].SerialNumber, "HIDDEN", 7);
+      {.ObjectType = RAID_OBJECT_ENCLOSURE, .DeviceID = 8, .ServiceTag = "IGNORED"}, // as its ObjVersion says
+      {.ObjectType = RAID_OBJECT_ENCLOSURE, .Name = wide(u"Box"), .ObjVersion = 23, .DeviceID = 9, .SlotCount = 255,
+       .Position = 7, .MultipathPort = 2 << RAID_ENCLOSURE_PORT_SHIFT | RAID_ENCLOSURE_MULTIPATH, .EMMCount = 1,
+       .FanCount = 2, .PSUCount = 3, .TempProbeCount = 4}};
+  UINT32 volumes[] = {3, 5}, members[] = {4, 5, 6};
+  RAID_PD_RECORD disks[8] = {
+      {.ObjectType = RAID_OBJECT_PHYSICAL_DISK, .ObjectID = 1, .ObjVersion = 1, .FQDD = wide(u"disk-1"),
+       .DeviceID = 99, .EnclosureObjectID = 4, .EnclosureDeviceID = 9, .Size = ~0ULL, .FreeSize = 12, .UsedSize = 34,
+       .State = RAID_STATE_DEGRADED, .WWN = 0xABCDEF0123456789, .Protocol = RAID_PROTOCOL_SAS, .Port = 3, .Slot = 11,
+       .Hotspare = RAID_HOTSPARE_GLOBAL, .Attributes = RAID_PD_ATTRIBUTE_SSD | RAID_PD_ATTRIBUTE_FDE | 8,
+       .CapableSpeeds = RAID_SPEED_ALL, .SecureState = RAID_SECURE_STATE_FOREIGN, .ManufactureYear = 20111,
+       .ManufactureDay = 7, .VDCount = 2, .VDs = volumes},
+      {.ObjectType = RAID_OBJECT_PHYSICAL_DISK, .ObjectID = 2, .EnclosureDeviceID = RAID_ENCLOSURE_NONE,
+       .State = 0x100000001, .SecureState = 3, .SerialNumber = "HIDDEN", .VDCount = 2},
+      makeDisk(3, 7)};
+  RAID_VD_RECORD volume = {
+      .ObjectType = RAID_OBJECT_VIRTUAL_DISK, .ObjectID = 3, .Name = wide(u"Data"), .TargetID = 12,
+      .RAIDLevel = RAID_LEVEL_5, .RLQ = RAID_RLQ_1, .Size = 56, .State = RAID_STATE_ONLINE,
+      .StripeSize = RAID_STRIPE_SIZE_1MB,
+      .CurrentCachePolicy = RAID_CACHE_IO_DIRECT | RAID_CACHE_DISK_DEFAULT | RAID_CACHE_READ_AHEAD | RAID_CACHE_WRITE_BACK,
+      .AccessPolicy = RAID_ACCESS_POLICY_READ_WRITE, .SpanDepth = 2, .SRL = RAID_SRL_0, .PDsPerSpan = 3,
+      .StartingLba = ~0ULL, .RAIDLevelDesc = {.RAIDLevel = RAID_LEVEL_5}, .Attributes = RAID_VD_ATTRIBUTE_HDD | 0x40,
+      .PDCount = 3, .PDs = members};
+  // clang-format on
+  put(enclosures[1].ServiceTag, "ABC1234   ");
+  put(enclosures[1].Revision, "1.02");
+  put(disks[0].ManufactureName, "MAKER  X");
+  put(disks[0].ModelName, "  \tST9146 A     ");
+  put(disks[0].Revision, {"A\0\0B", 4});
+  put(disks[0].SerialNumber, "12345678901234567890");
   // Identity texts are trimmed, each in its way.
   const char *const identities[] = {"      ST9146  ", "                ", "AB12 CD34       ", "", "0123456789ABCDEF"};
   for (UINT32 i = 3; i < 8; ++i) {
     disks[i] = makeDisk(1 + i, RAID_ENCLOSURE_NONE);
     disks[i].ObjVersion = 1;
-    strncpy(disks[i].ModelName, identities[i - 3], sizeof(disks[i].ModelName));
-    memcpy(disks[i].SerialNumber, disks[i].ModelName, sizeof(disks[i].ModelName));
+    put(disks[i].ModelName, identities[i - 3]);
+    put(disks[i].SerialNumber, identities[i - 3]);
   }
-
-  UINT32 members[] = {4, 5, 6};
-  RAID_VD_RECORD volume = {};
-  volume.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
-  volume.ObjectID = 3;
-  volume.Name = wide(u"Data");
-  volume.RAIDLevel = 0x40;
-  volume.RLQ = 2;
-  volume.SRL = 1;
-  volume.State = 1;
-  volume.CurrentCachePolicy = 0x10000122;
-  volume.AccessPolicy = 6;
-  volume.RAIDLevelDesc.RAIDLevel = 0x40;
-  volume.Attributes = 0x48;
-  volume.StartingLba = ~0ULL;
-  volume.PDCount = 3;
-  volume.PDs = members;
   spoil(adapter.ReservedHeader, adapter.Reserved1, adapter.Reserved2, enclosures[0].Reserved, enclosures[1].Reserved,
-        volume.ReservedHeader, volume.Reserved);
+        disks[0].Reserved, volume.ReservedHeader, volume.Reserved);
 
   CHAR8 key[] = "key <1>";
   RAID_CONFIG config = {&adapter, 2,       enclosures, 8,       disks, 1,       &volume, key, nullptr,
