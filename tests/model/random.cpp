@@ -35,15 +35,16 @@ static const struct {
 
 static UINT8 randomMode(RANDOM &random, size_t mode) {
   UINT32 value = random.below(static_cast<UINT32>(g_modes[mode].names.size()));
-  value = mode == PATROL_READ ? value * 4 + 0x40 * random.below(2) : value;
-  return random.chance(15) ? 0 : static_cast<UINT8>(0x80 | value);
+  value = mode == PATROL_READ ? value * 4 + RAID_PATROL_READ_MODE_CORRECT_AREAS * random.below(2) : value;
+  return random.chance(15) ? 0 : static_cast<UINT8>(RAID_MODE_PRESENT | value);
 }
 
 static void insertDisks(SIM_CONTROLLER *sim, RANDOM &random) {
-  static const std::vector<SIM_DRIVE> drives = {
-      {600 * GB, 0x20, 0}, {600 * GB, 0x20, 0}, {600 * GB, 0x20, 0},
-      {600 * GB, 0x20, 0}, {900 * GB, 0x20, 0}, {600 * GB, 0x10, 0},
-      {600 * GB, 0x20, 4}, {600 * GB, 0x20, 4}, {600 * GB, 0x20, RAID_PD_ATTRIBUTE_SSD}};
+  constexpr UINT32 SAS = RAID_PROTOCOL_SAS, SATA = RAID_PROTOCOL_SATA;
+  constexpr UINT8 FDE = RAID_PD_ATTRIBUTE_FDE, SSD = RAID_PD_ATTRIBUTE_SSD;
+  static const std::vector<SIM_DRIVE> drives = {{600 * GB, SAS, 0},   {600 * GB, SAS, 0},   {600 * GB, SAS, 0},
+                                                {600 * GB, SAS, 0},   {900 * GB, SAS, 0},   {600 * GB, SATA, 0},
+                                                {600 * GB, SAS, FDE}, {600 * GB, SAS, FDE}, {600 * GB, SAS, SSD}};
   IDS places; // enclosure * 10 + slot; none is direct
   for (UINT32 enclosure = 0; enclosure <= sim->enclosures.count; ++enclosure) {
     for (UINT32 slot = random.below(4); slot-- > 0;) {
@@ -79,23 +80,33 @@ void makeController(SIM_CONTROLLER *sim, RANDOM &random, const SIM_ADAPTER &pris
   insertDisks(sim, random);
 }
 
+static void changeSettings(SIM_CONTROLLER *sim, RANDOM &random) {
+  UINT32 mode = random.below(MODES);
+  simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
+  sim->adapter.record.Rates[0].EditableValue =
+      static_cast<UINT8>(random.below(128) << RAID_RATE_VALUE_SHIFT | RAID_RATE_EDITABLE);
+}
+
+// What happens to one disk or to two, which may be the same.
+static void (*const g_events[])(SIM_CONTROLLER *sim, const UINT32 *ids, RANDOM &random) = {
+    [](auto sim, auto ids, auto &) { simPullDisk(sim, ids[0]); },
+    [](auto sim, auto ids, auto &) { simFailDisk(sim, ids[0]); },
+    [](auto sim, auto, auto &) { simReplaceAdapter(sim); },
+    [](auto sim, auto ids, auto &) { simSwapDisks(sim, ids[0], ids[1]); },
+    [](auto sim, auto ids, auto &random) { simReplaceDisk(sim, ids[0], (random.chance(80) ? 900 : 300) * GB); },
+    // Or not, when they are in use.
+    [](auto sim, auto ids, auto &) { simMakeForeign(sim, RAID_LEVEL_0, ids, ids[0] == ids[1] ? 1 : 2); },
+    [](auto sim, auto, auto &random) { changeSettings(sim, random); },
+};
+
 void happen(SIM_CONTROLLER *sim, RANDOM &random) {
-  UINT32 mode = random.below(6), count = sim->disks.count, kind = random.below(12);
-  if (kind < 2 || count == 0) {
-    simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
-    UINT8 value = static_cast<UINT8>(random.below(128));
-    sim->adapter.record.Rates[0].EditableValue =
-        static_cast<UINT8>(value << RAID_RATE_VALUE_SHIFT | RAID_RATE_EDITABLE);
-    return;
+  UINT32 count = sim->disks.count;
+  if (count == 0) {
+    return changeSettings(sim, random);
   }
   UINT32 ids[] = {sim->disks.items[random.below(count)].record.ObjectID,
                   sim->disks.items[random.below(count)].record.ObjectID};
-  kind == 2   ? simPullDisk(sim, ids[0])
-  : kind == 3 ? simFailDisk(sim, ids[0])
-  : kind == 4 ? simReplaceAdapter(sim)
-  : kind < 7  ? simSwapDisks(sim, ids[0], ids[1])
-  : kind < 9  ? simReplaceDisk(sim, ids[0], (random.chance(80) ? 900 : 300) * GB)
-              : simMakeForeign(sim, /* RAID 0 */ 2, ids, ids[0] == ids[1] ? 1 : 2); // or not, when they are in use
+  g_events[random.below(std::size(g_events))](sim, ids, random);
 }
 
 // --- Saved documents ---
@@ -183,7 +194,7 @@ struct CHOICES {
 
 static METHOD randomCreate(RANDOM &random, CHOICES &choices) {
   static const char *const levels[] = {"RAID 0", "RAID 1", "RAID 5"};
-  static const UINT32 values[] = {0x2, 0x4, 0x40};
+  static const UINT32 values[] = {RAID_LEVEL_0, RAID_LEVEL_1, RAID_LEVEL_5};
   static const std::vector<UINT32> targets = {0, 0x00100000, 0x00100001, 0x00100001, 0x00100002};
   static const std::vector<UINT32> attributes = {
       0, 0, 0, 0, 0, 0, 0, 0, RAID_VD_ATTRIBUTE_FDE, RAID_VD_ATTRIBUTE_CACHECADE};
@@ -221,7 +232,7 @@ static METHOD randomSpare(RANDOM &random, CHOICES &choices) {
                   element("PD", element("Hotspare", kinds[spare.hotspare]) + numbers("VD", spare.volumes)));
 }
 
-static const std::string WRITE_THROUGH = // 1
+static const std::string WRITE_THROUGH =
     "<CurrentCachePolicy><WritePolicy>Write Through</WritePolicy></CurrentCachePolicy>";
 
 static METHOD randomVolumeCommand(RANDOM &random, const CHOICES &choices) {
@@ -235,7 +246,7 @@ static METHOD randomVolumeCommand(RANDOM &random, const CHOICES &choices) {
   }
   SIM_VIRTUAL_DISK changes = {};
   setWide(changes.Name, random.chance(50) ? "Renamed" : "");
-  changes.record.CurrentCachePolicy = random.chance(50) ? 0x1 : 0;
+  changes.record.CurrentCachePolicy = random.chance(50) ? RAID_CACHE_WRITE_THROUGH : 0;
   return methodOf("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, ids, changes},
                   element("VD", element("Name", narrow(changes.Name)) +
                                     (changes.record.CurrentCachePolicy == 0 ? "" : WRITE_THROUGH)));
@@ -247,7 +258,8 @@ static METHOD randomSettings(RANDOM &random, const SIM_ADAPTER &current) {
   for (size_t mode = 0; mode < MODES; ++mode) {
     UINT8 value = modesOf(wanted)[mode] = randomMode(random, mode);
     UINT32 index = mode == PATROL_READ ? value % 16 / 4 : value % 16;
-    text += mode == PATROL_READ && (value & 0x40) != 0 ? element("CorrectUnconfiguredAreas", "True") : "";
+    bool alsoFree = mode == PATROL_READ && (value & RAID_PATROL_READ_MODE_CORRECT_AREAS) != 0;
+    text += alsoFree ? element("CorrectUnconfiguredAreas", "True") : "";
     text += value == 0 ? "" : element(g_modes[mode].element, g_modes[mode].names[index]);
   }
   for (size_t i = 0; i < RAID_RATE_COUNT; ++i) {
@@ -284,19 +296,26 @@ static METHOD randomKeys(RANDOM &random) {
 
 // Methods without an object.
 static METHOD randomPlain(RANDOM &random, const CHOICES &choices) {
-  static const char *const names[] = {"Import",      "Import",      "Import",   "Clear",  "Clear", "Delete",
-                                      "SecureErase", "SecureErase", "GetKeyID", "Get",    "Get",   "Identify",
-                                      "Identify",    "GetBounds",   "Lock",     "Delete", "Change"};
-  static const UINT32 commands[] = {RAID_COMMAND_IMPORT,       RAID_COMMAND_IMPORT,       RAID_COMMAND_IMPORT,
-                                    RAID_COMMAND_CLEAR,        RAID_COMMAND_CLEAR,        RAID_COMMAND_DELETE,
-                                    RAID_COMMAND_SECURE_ERASE, RAID_COMMAND_SECURE_ERASE, RAID_COMMAND_GET_KEY_ID,
-                                    RAID_COMMAND_GET,          RAID_COMMAND_GET,          RAID_COMMAND_IDENTIFY,
-                                    RAID_COMMAND_IDENTIFY,     RAID_COMMAND_GET_BOUNDS,   RAID_COMMAND_LOCK,
-                                    RAID_COMMAND_DELETE,       RAID_COMMAND_CHANGE};
-  static const UINT32 types[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 3, 4, 0, ~0U, 0, 0, 4, 4};
-  UINT32 plain = random.below(static_cast<UINT32>(std::size(names)));
+  constexpr UINT32 DISK = RAID_OBJECT_PHYSICAL_DISK, VOLUME = RAID_OBJECT_VIRTUAL_DISK, UNKNOWN = ~0U;
+  static const struct {
+    const char *name;
+    UINT32 command, type;
+  } rows[] = {{"Import", RAID_COMMAND_IMPORT, 0},
+              {"Clear", RAID_COMMAND_CLEAR, 0},
+              {"SecureErase", RAID_COMMAND_SECURE_ERASE, 0},
+              {"Delete", RAID_COMMAND_DELETE, 0},
+              {"Delete", RAID_COMMAND_DELETE, VOLUME},
+              {"Get", RAID_COMMAND_GET, DISK},
+              {"Get", RAID_COMMAND_GET, VOLUME},
+              {"Identify", RAID_COMMAND_IDENTIFY, 0},
+              {"Identify", RAID_COMMAND_IDENTIFY, UNKNOWN},
+              {"GetKeyID", RAID_COMMAND_GET_KEY_ID, 0},
+              {"GetBounds", RAID_COMMAND_GET_BOUNDS, 0},
+              {"Lock", RAID_COMMAND_LOCK, 0},
+              {"Change", RAID_COMMAND_CHANGE, VOLUME}};
+  const auto &row = rows[random.below(std::size(rows))];
   IDS ids = random.chance(5) ? someOf(random, choices.disks, 1) : IDS{};
-  return methodOf(names[plain], {commands[plain], types[plain], ids}, "");
+  return methodOf(row.name, {row.command, row.type, ids}, "");
 }
 
 static METHOD randomMethod(RANDOM &random, const STATE &state, CHOICES &choices) {
