@@ -90,32 +90,136 @@ TEST(Key, IsKeptWhileAVirtualDiskNeedsIt) {
   EXPECT_EQ(run(world, RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER), EFI_SUCCESS);
 }
 
+// A fault, and what makes it in the demo's state; the disk is one of two members of the volume.
+#define MADE_BY(...)                                                                                                   \
+  [](SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &volume) {                                                  \
+    (void)sim, (void)disk, (void)volume;                                                                               \
+    __VA_ARGS__;                                                                                                       \
+  }
+
+template <class T> static void fill(T &text) {
+  std::memset(&text, 'x', sizeof(text));
+}
+
+// One more virtual disk, which is on no disk.
+static SIM_VIRTUAL_DISK &append(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK like) {
+  like.record.PDCount = 0;
+  like.record.TargetID = 99;
+  return *arrayAppend(sim->virtualDisks) = like;
+}
+
 TEST(StateFault, FindsWhatAFileMayHoldWrong) {
-  struct {
-    const char *what;
-    void (*damage)(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &volume);
+  const struct {
+    const char *fault;
+    void (*make)(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &volume);
   } cases[] = {
-      {"text without end", [](auto, auto &disk, auto &) { std::memset(disk.Name, 'x', sizeof(disk.Name)); }},
-      {"list longer than its room",
-       [](auto, auto &disk, auto &) {
-         for (; disk.record.VDCount < SIM_DISK_VDS; ++disk.record.VDCount) {
-           disk.VDs[disk.record.VDCount] = disk.VDs[0];
-         }
-         ++disk.record.VDCount; // all others are good, so only the count can give it away
-       }},
-      {"members beyond their room", [](auto, auto &, auto &volume) { volume.record.PDCount = 1 << 20; }},
-      {"unknown virtual disk", [](auto, auto &disk, auto &) { disk.VDs[0] = 99; }},
-      {"id of both kinds", [](auto sim, auto &, auto &) { sim->virtualDisks.items[4].record.ObjectID = 1021; }},
-      {"target id twice", [](auto sim, auto &, auto &) { sim->virtualDisks.items[1].record.TargetID = 0; }},
-      {"more used than there is", [](auto, auto &disk, auto &) { disk.record.UsedSize = disk.record.Size + 1; }},
-      {"state 6", [](auto, auto &disk, auto &) { disk.record.State = 6; }},
-      {"patrol read mode 0x0C", [](auto sim, auto &, auto &) { sim->adapter.record.PatrolReadMode = 0x8C; }},
-      {"key mode 3", [](auto sim, auto &, auto &) { sim->key.mode = 3; }},
+      {"an adapter text has no end", MADE_BY(fill(sim->adapter.FirmwareVersion))},
+      {"the adapter supports a level without a name", MADE_BY(sim->adapter.record.SupportedRAIDLevels ^= 0x20000)},
+      {"the adapter supports a protocol without a name", MADE_BY(sim->adapter.record.SupportedDiskProtocols = 0x40)},
+      {"an adapter attribute has no name", MADE_BY(sim->adapter.record.Attributes = 4)},
+      {"an adapter speed has no name", MADE_BY(sim->adapter.record.CapableSpeeds = 8)},
+      {"too many level descriptors", MADE_BY(sim->adapter.levelCount = SIM_LEVEL_CAPACITY + 1)},
+      {"level descriptors do not match the supported levels", MADE_BY(--sim->adapter.levelCount)},
+      {nullptr, MADE_BY(sim->adapter.levelCount = 0)},
+      {"an adapter mode has no name", MADE_BY(sim->adapter.record.PatrolReadMode = 0x8C)},
+      {"an adapter mode has no name", MADE_BY(sim->adapter.record.CopyBackMode = 0x84)},
+      {nullptr, MADE_BY(sim->adapter.record.CopyBackMode = 0x04)}, // not present
+      {"the security mode has no name", MADE_BY(sim->adapter.record.SecurityMode = 0x83)},
+      {nullptr, MADE_BY(sim->adapter.record.SecurityMode = 0xC0)},
+      {"an enclosure text has no end", MADE_BY(fill(sim->enclosures.items[1].Name))},
+      {"an enclosure has the id that stands for none", MADE_BY(sim->enclosures.items[1].record.ObjectID = SIM_DIRECT)},
+      {"two enclosures have one id", MADE_BY(sim->enclosures.items[1].record.ObjectID = 301)},
+      {"a disk text has no end", MADE_BY(fill(disk.FQDD))},
+      {"a disk has an id that is still to be given", MADE_BY(sim->nextDiskId = 1020)},
+      {"more of a disk is used than there is", MADE_BY(disk.record.UsedSize = disk.record.Size + 1)},
+      {nullptr, MADE_BY(disk.record.UsedSize = disk.record.Size)},
+      {"a disk state has no name", MADE_BY(disk.record.State = 6)},
+      {"a disk state has no name", MADE_BY(disk.record.State = 33)},
+      {"a disk protocol has no name", MADE_BY(disk.record.Protocol = RAID_PROTOCOL_SAS | RAID_PROTOCOL_SATA)},
+      {"a hot spare kind has no name", MADE_BY(disk.record.Hotspare = RAID_HOTSPARE_GLOBAL + 1)},
+      {"a disk attribute has no name", MADE_BY(disk.record.Attributes = 8)},
+      {"a disk speed has no name", MADE_BY(disk.record.CapableSpeeds = 8)},
+      {"a secure state has no name", MADE_BY(disk.record.SecureState = 3)},
+      // All that it lists is good, so only the count can give it away.
+      {"a disk lists too many virtual disks",
+       MADE_BY(disk.record.VDCount = SIM_DISK_VDS + 1; std::fill_n(disk.VDs, SIM_DISK_VDS, disk.VDs[0]))},
+      {"two disks have one id", MADE_BY(sim->disks.items[1].record.ObjectID = disk.record.ObjectID)},
+      {"a disk is in an unknown enclosure", MADE_BY(disk.record.EnclosureObjectID = 7)},
+      {"a disk's two enclosure ids do not match", MADE_BY(disk.record.EnclosureDeviceID = 7)},
+      {"two disks are in one slot", MADE_BY(sim->disks.items[1].record.Slot = disk.record.Slot)},
+      {"a disk lists an unknown virtual disk", MADE_BY(disk.VDs[0] = 99)},
+      {"a pulled disk has another one's id",
+       MADE_BY(simPullDisk(sim, 1020); sim->pulledDisks.items[0].record.ObjectID = 1001)},
+      {"a virtual disk and a pulled disk have one id",
+       MADE_BY(simPullDisk(sim, 1020); sim->pulledDisks.items[0].record.ObjectID = 5)},
+      {"a disk attribute has no name",
+       MADE_BY(simPullDisk(sim, 1020); sim->pulledDisks.items[0].record.Attributes = 8)},
+      {"a virtual disk text has no end", MADE_BY(fill(volume.Name))},
+      {"a virtual disk's level has no name", MADE_BY(volume.record.RAIDLevel = 0)},
+      {"a virtual disk's level has no name", MADE_BY(volume.record.RAIDLevel = RAID_LEVEL_0 | RAID_LEVEL_1)},
+      {"a virtual disk's level qualifier has no name", MADE_BY(volume.record.RLQ = RAID_RLQ_ALL)},
+      {"a virtual disk's level qualifier has no name", MADE_BY(volume.record.SRL = RAID_SRL_ALL)},
+      {"a virtual disk state has no name", MADE_BY(volume.record.State = 6)},
+      {"a stripe size has no name", MADE_BY(volume.record.StripeSize = RAID_STRIPE_SIZE_ALL)},
+      {"a cache policy has no name", MADE_BY(volume.record.CurrentCachePolicy = 8)},
+      {"an access policy has no name", MADE_BY(volume.record.AccessPolicy = 0)},
+      {"an access policy has no name", MADE_BY(volume.record.AccessPolicy = 3)},
+      {"a disk cache policy has no name", MADE_BY(volume.record.DiskCachePolicy = 0)},
+      {"a disk cache policy has no name", MADE_BY(volume.record.DiskCachePolicy = RAID_CACHE_WRITE_BACK)},
+      {"a virtual disk attribute has no name", MADE_BY(volume.record.Attributes = 0x40)},
+      {"a virtual disk has too many members", MADE_BY(volume.record.PDCount = SIM_VD_PDS + 1)},
+      {"a virtual disk lies beyond every disk", MADE_BY(volume.record.StartingLba = ~0ULL / SIM_BLOCK_SIZE)},
+      {"two virtual disks have one id", MADE_BY(append(sim, volume))},
+      {"a virtual disk and a disk have one id", MADE_BY(append(sim, volume).record.ObjectID = 1018)},
+      {"two virtual disks have one target id", MADE_BY(sim->virtualDisks.items[1].record.TargetID = 0)},
+      {"a member does not list its virtual disk", MADE_BY(volume.PDs[0] = 1018)},
+      {nullptr, MADE_BY(volume.PDs[0] = 99)}, // it was pulled
+      {"the key's id has no end", MADE_BY(fill(sim->key.keyId))},
+      {"the key's mode has no name", MADE_BY(sim->key.mode = 3)},
+      {"too many faults are planned", MADE_BY(sim->faultCount = SIM_FAULT_CAPACITY + 1)},
+      {"a planned fault has no such kind",
+       MADE_BY(simFailKind(sim, SIM_ANY, SIM_ANY, EFI_NOT_FOUND); sim->faults[0].kind = SIM_FAULT_KIND(5))},
   };
   for (const auto &row : cases) {
     World world(bare("demo"));
     ASSERT_STREQ(simStateFault(world.sim), nullptr);
-    row.damage(world.sim, world.sim->disks.items[0], world.sim->virtualDisks.items[0]);
-    EXPECT_NE(simStateFault(world.sim), nullptr) << row.what;
+    KEPT_STATE kept(world.sim);
+    row.make(world.sim, world.sim->disks.items[0], world.sim->virtualDisks.items[0]);
+    EXPECT_STREQ(simStateFault(world.sim), row.fault) << &row - cases;
+    kept.putBack(world.sim);
+  }
+}
+
+// Of a level's descriptor all numbers are masks or one of their bits, but the two that count disks.
+TEST(StateFault, FindsWhatIsWrongInALevel) {
+  const UINT32 wrong[] = {RAID_LEVEL_0 | RAID_LEVEL_1,
+                          0,
+                          0,
+                          0x08,
+                          0x80,
+                          RAID_STRIPE_SIZE_ALL,
+                          RAID_STRIPE_SIZE_ALL + 1,
+                          RAID_BOUNDS_ALL + 1,
+                          RAID_RLQ_ALL,
+                          RAID_RLQ_ALL + 1,
+                          RAID_SRL_ALL,
+                          RAID_SRL_ALL + 1,
+                          RAID_PROTOCOL_ALL + 1,
+                          RAID_LEVEL_ATTRIBUTE_ALL + 1};
+  World world(bare("demo"));
+  SIM_VIRTUAL_DISK &volume = world.sim->virtualDisks.items[0];
+  const std::pair<RAID_LEVEL_PARAMS *, const char *> levels[] = {
+      {&world.sim->adapter.RAIDLevelParams[6], "a level descriptor has a value without a name"},
+      {&volume.record.RAIDLevelDesc, "a virtual disk's level descriptor has a value without a name"}};
+  for (const auto &[level, fault] : levels) {
+    const RAID_LEVEL_PARAMS kept = *level;
+    for (size_t i = 0; i < std::size(wrong); ++i) {
+      std::memcpy(reinterpret_cast<UINT8 *>(level) + i * sizeof(UINT32), &wrong[i], sizeof(UINT32));
+      EXPECT_STREQ(simStateFault(world.sim), wrong[i] == 0 ? nullptr : fault) << i;
+      *level = kept;
+    }
+    level->RAIDLevel = 0;
+    EXPECT_STREQ(simStateFault(world.sim), fault);
+    *level = kept;
   }
 }
