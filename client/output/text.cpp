@@ -56,10 +56,10 @@ static void capture(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
   putBytes(static_cast<TEXT *>(host->Context), text, length);
 }
 
-XYL_HOST capturingHost(TEXT *text, XYL_FRONT front) {
+XYL_HOST capturingHost(TEXT *text, XYL_FRONT kind) {
   XYL_HOST host = {};
   host.Context = text;
-  host.Front = front;
+  host.Front = kind;
   host.WriteOut = capture;
   host.WriteError = capture;
   return host;

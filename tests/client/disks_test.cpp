@@ -1,5 +1,5 @@
 // The controller over disk images.
-#include "client.h"
+#include "tests/client/client.h"
 #include "tests/support/paths.h"
 
 static const std::string UNPACK = "!" + sourceDir() + "/tests/firmware/unpack_disks.py " + goldenDir() + "/";

@@ -5,7 +5,7 @@
 #include <sys/ptrace.h>
 #include <unistd.h>
 
-#include "client.h"
+#include "tests/client/client.h"
 #include "tests/support/paths.h"
 
 // How often part stands in the memory that the process may write to.

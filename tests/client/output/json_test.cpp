@@ -1,8 +1,8 @@
 // What no document must do to its reader, JSON or not.
 #include <nlohmann/json.hpp>
 
-#include "client.h"
 #include "client/output/output.h"
+#include "tests/client/client.h"
 #include "tests/support/paths.h"
 
 using nlohmann::json;

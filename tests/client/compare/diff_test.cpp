@@ -1,5 +1,5 @@
 // What differs between two documents, and who is compared with whom.
-#include "client.h"
+#include "tests/client/client.h"
 
 TEST(Diff, SaysWhatHappened) {
   Client client("demo");

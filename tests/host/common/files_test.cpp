@@ -7,7 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "client.h"
+#include "tests/client/client.h"
 
 static int g_signal = 0; // comes while a file is made safe, when it has its content but not its name
 

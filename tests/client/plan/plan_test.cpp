@@ -2,11 +2,11 @@
 #include <cstring>
 #include <random>
 
-#include "client.h"
 #include "client/plan/plan.h"
 #include "driver/request/request.h"
 #include "driver/restore/restore.h"
 #include "driver/xml/xml.h"
+#include "tests/client/client.h"
 #include "tests/driver/live/request_text.h"
 
 static std::string commandText(UINT32 command, UINT32 objectType, const UINT32 *ids, UINT32 count) {

@@ -1,5 +1,5 @@
 // The verbs: the documents that they write, what these do, and what is refused before anything is sent.
-#include "client.h"
+#include "tests/client/client.h"
 #include "tests/support/paths.h"
 
 // Each document is valid, showing it changes nothing, and what it does is found in the inventory.
