@@ -291,20 +291,29 @@ private:
   size_t newest_ = NOWHERE;
 };
 
-// What md has a personality for.
+// What md has a personality for, but for mirrors.
+constexpr struct LINUX_LEVEL {
+  unsigned level, layouts; // a bit each
+  size_t least, spare;     // members
+} LINUX_LEVELS[] = {{0x00, 0x1, 1, 0}, {0x1F, 0x1, 1, 0}, {0x04, 0x2, 3, 1},
+                    {0x05, 0xD, 3, 1}, {0x06, 0xE, 4, 2}, {0x11, 0x3, 3, 1}};
+constexpr unsigned MIRROR = 0x01;
+
+const LINUX_LEVEL *levelOf(unsigned number) {
+  auto row = std::find_if(std::begin(LINUX_LEVELS), std::end(LINUX_LEVELS),
+                          [=](const LINUX_LEVEL &level) { return level.level == number; });
+  return row == std::end(LINUX_LEVELS) ? nullptr : row;
+}
+
 bool isMapped(const UINT8 *record) {
-  constexpr struct {
-    unsigned level, layouts; // a bit each
-    size_t least;            // members
-  } ROWS[] = {{0x00, 0x1, 1}, {0x1F, 0x1, 1}, {0x04, 0x2, 3}, {0x05, 0xD, 3}, {0x06, 0xE, 4}, {0x11, 0x3, 3}};
   size_t members = number(record + 64, 2);
-  unsigned level = record[67], layout = record[68], spans = record[69], over = record[71];
-  if (level == 0x01) {
+  unsigned layout = record[68], spans = record[69], over = record[71];
+  if (record[67] == MIRROR) {
     return layout == members - 2 && members <= 3 && (spans <= 1 || over == 0 || over == 3);
   }
-  return spans <= 1 && std::any_of(std::begin(ROWS), std::end(ROWS), [&](const auto &row) {
-           return row.level == level && layout < 32 && (row.layouts >> layout & 1) != 0 && members >= row.least;
-         });
+  const LINUX_LEVEL *level = levelOf(record[67]);
+  return spans <= 1 && level != nullptr && layout < 32 && (level->layouts >> layout & 1) != 0 &&
+         members >= level->least;
 }
 
 // The disks of one set.
@@ -380,8 +389,8 @@ private:
       lost += isLost ? 1 : 0;
       left += !isLost && !isTaken(reference, order) ? 1 : 0;
     }
-    unsigned level = record.bytes[67];
-    size_t spare = level == 0x01 ? members - 1 : level == 0x06 ? 2 : level == 0x04 || level == 0x05 || level == 0x11;
+    const LINUX_LEVEL *level = levelOf(record.bytes[67]);
+    size_t spare = record.bytes[67] == MIRROR ? members - 1 : level == nullptr ? 0 : level->spare;
     return left == 0 || lost + left <= spare;
   }
 
@@ -415,7 +424,9 @@ private:
     }
     auto &members = members_[hex(pd + 24, 4)];
     for (auto [otherStart, otherEnd] : members) {
-      start < otherEnd &&otherStart < start + blocks ? complain("members that meet") : void();
+      if (start < otherEnd && otherStart < start + blocks) {
+        complain("members that meet");
+      }
     }
     members.emplace_back(start, start + blocks);
   }

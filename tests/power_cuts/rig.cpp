@@ -4,27 +4,41 @@ static constexpr UINT32 FIRST_DISK = 1025000;        // the id of the disk in po
 static constexpr UINT64 VOLUME_SIZE = 64 * 1024 * 6; // bytes: a few strips
 
 ORDER createOrder(const std::string &name, UINT32 level, const PORTS &ports) {
-  return {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, ports, 0, 0, name, {}, level};
+  return {.command = RAID_COMMAND_CREATE,
+          .objectType = RAID_OBJECT_VIRTUAL_DISK,
+          .ports = ports,
+          .volume = name,
+          .level = level};
 }
 
 ORDER deleteOrder(const std::string &name) {
-  return {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {}, 0, 0, name};
+  return {.command = RAID_COMMAND_DELETE, .objectType = RAID_OBJECT_VIRTUAL_DISK, .volume = name};
 }
 
 ORDER renameOrder(const std::string &was, const std::string &name) {
-  return {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, {}, 0, 0, name, was};
+  return {.command = RAID_COMMAND_CHANGE, .objectType = RAID_OBJECT_VIRTUAL_DISK, .volume = name, .was = was};
 }
 
 ORDER spareOrder(UINT32 port, UINT8 hotspare, const std::string &volume) {
-  return {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {port}, hotspare, 0, volume};
+  return {.command = RAID_COMMAND_CHANGE,
+          .objectType = RAID_OBJECT_PHYSICAL_DISK,
+          .ports = {port},
+          .hotspare = hotspare,
+          .volume = volume};
 }
 
 ORDER failOrder(UINT32 port) {
-  return {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {port}, 0, RAID_STATE_FAILED};
+  return {.command = RAID_COMMAND_CHANGE,
+          .objectType = RAID_OBJECT_PHYSICAL_DISK,
+          .ports = {port},
+          .state = RAID_STATE_FAILED};
 }
 
 ORDER readyOrder(UINT32 port) {
-  return {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {port}, 0, RAID_STATE_READY};
+  return {.command = RAID_COMMAND_CHANGE,
+          .objectType = RAID_OBJECT_PHYSICAL_DISK,
+          .ports = {port},
+          .state = RAID_STATE_READY};
 }
 
 Rig::Rig(const DISKS &disks)
