@@ -92,7 +92,7 @@ def changes(code, statuses):
         begin, end = match.start(1) + 1, closing(code, match.start(1))
         if ";" not in code[begin:end] and not re.fullmatch(r"[^ ]+ [=!]= [^ ]+", code[begin:end]):
             yield begin, end, lambda text, begin=begin, end=end: f"!({text[begin:end]})"
-    for match in re.finditer(r"(?<![\w.])(0x[0-9A-Fa-f]+|[0-9]+)(?=[uUlL]*\b(?!\.))", code):
+    for match in re.finditer(r"(?<![\w.])(0x[0-9A-Fa-f]+|0|[1-9][0-9]*)(?=[uUlL]*\b(?!\.))", code):
         # Even ones become greater, odd ones less.
         yield *match.span(1), lambda text, old=match[1]: (hex if "x" in old else str)(int(old, 0) ^ 1)
     for match in re.finditer(r"\b(?:true|false)\b", code):
