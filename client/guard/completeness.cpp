@@ -1,11 +1,11 @@
 // Whether a configuration holds what it refers to.
 #include "client/guard/guard.h"
-#include "client/guard/ids.h"
 #include "driver/controller/controller.h"
 #include "raid_values.h"
+#include "records/ids.h"
 
 static bool holds(const ID_INDEX &index, UINT32 id) {
-  return placeOf(index, id) != ID_NONE;
+  return findId(index, id) != ID_NONE;
 }
 
 // References of one kind that lead nowhere; the first one is told.
@@ -103,16 +103,16 @@ EFI_STATUS putGaps(TEXT *gaps, const RAID_CONFIG &config) {
   ID_INDEX enclosures = {};
   ID_INDEX disks = {};
   ID_INDEX volumes = {};
-  bool made = makeIndex(&enclosures, config.enclosures, config.enclosureCount) &&
-              makeIndex(&disks, config.physicalDisks, config.physicalDiskCount) &&
-              makeIndex(&volumes, config.logicalDisks, config.logicalDiskCount);
+  bool made = indexRecords(&enclosures, config.enclosures, config.enclosureCount) &&
+              indexRecords(&disks, config.physicalDisks, config.physicalDiskCount) &&
+              indexRecords(&volumes, config.logicalDisks, config.logicalDiskCount);
   if (made) {
     putReferences(gaps, config, enclosures, disks, volumes);
     putKeyGap(gaps, config);
   }
-  freeIndex(&volumes);
-  freeIndex(&disks);
-  freeIndex(&enclosures);
+  freeIds(&volumes);
+  freeIds(&disks);
+  freeIds(&enclosures);
   return made && !gaps->Failed ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 

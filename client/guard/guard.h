@@ -3,7 +3,6 @@
 #pragma once
 
 #include "client/documents/documents.h"
-#include "client/guard/ids.h"
 #include "client/output/output.h"
 
 // --- The controller ---

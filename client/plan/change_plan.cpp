@@ -1,9 +1,12 @@
 #include "client/plan/change_plan.h"
 
+#include "base/pool.h"
+#include "base/sort.h"
 #include "base/text.h"
 #include "driver/controller/controller.h"
 #include "driver/xml/xml.h"
 #include "raid_values.h"
+#include "records/ids.h"
 
 // What the steps are described from.
 struct FACTS {
@@ -53,10 +56,10 @@ static EFI_STATUS readFacts(RAID_MGMT_PROTOCOL *controller, const RAID_CONFIG *s
   }
   UINT32 count = recordCount(&facts->Disks);
   facts->Places = poolNew<UINT64>(UINTN{count} + 1);
-  bool made = facts->Places != nullptr && makeIndex(&facts->DiskIndex, disksOf(*facts), count) &&
-              makeIndex(&facts->VolumeIndex, volumesOf(*facts), recordCount(&facts->Volumes)) &&
-              makeIndex(&facts->SavedIndex, saved != nullptr ? saved->physicalDisks : nullptr,
-                        saved != nullptr ? saved->physicalDiskCount : 0);
+  bool made = facts->Places != nullptr && indexRecords(&facts->DiskIndex, disksOf(*facts), count) &&
+              indexRecords(&facts->VolumeIndex, volumesOf(*facts), recordCount(&facts->Volumes)) &&
+              indexRecords(&facts->SavedIndex, saved != nullptr ? saved->physicalDisks : nullptr,
+                           saved != nullptr ? saved->physicalDiskCount : 0);
   if (!made) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -70,7 +73,7 @@ static EFI_STATUS readFacts(RAID_MGMT_PROTOCOL *controller, const RAID_CONFIG *s
 static void freeFacts(RAID_MGMT_PROTOCOL *controller, FACTS *facts) {
   ID_INDEX *indices[] = {&facts->DiskIndex, &facts->VolumeIndex, &facts->SavedIndex};
   for (ID_INDEX *index : indices) {
-    freeIndex(index);
+    freeIds(index);
   }
   poolFree(facts->Places);
   giveBack(controller, &facts->Disks);
@@ -81,9 +84,9 @@ static void freeFacts(RAID_MGMT_PROTOCOL *controller, FACTS *facts) {
 
 // The controller's disk that a command's id means, or null. With a saved configuration it is the one in the same place.
 static const RAID_PD_RECORD *diskOf(const FACTS &facts, UINT32 command, UINT32 id) {
-  UINT32 saved = placeOf(facts.SavedIndex, id);
+  UINT32 saved = findId(facts.SavedIndex, id);
   if (saved == ID_NONE || (command != RAID_COMMAND_CREATE && command != RAID_COMMAND_CHANGE)) {
-    UINT32 place = placeOf(facts.DiskIndex, id);
+    UINT32 place = findId(facts.DiskIndex, id);
     return place != ID_NONE ? &disksOf(facts)[place] : nullptr;
   }
   const CHAR16 *fqdd = facts.Saved->physicalDisks[saved].FQDD;
@@ -122,7 +125,7 @@ static void putNamed(CHANGE_STEP *step, const FACTS &facts, const RAID_CMD_BLOCK
     putText(&step->What, i != 0 ? "; " : "");
     bool isVolume = command.ObjectType == RAID_OBJECT_VIRTUAL_DISK;
     putText(&step->What, isVolume ? "virtual disk " : "disk ");
-    UINT32 place = placeOf(facts.VolumeIndex, id);
+    UINT32 place = findId(facts.VolumeIndex, id);
     const RAID_PD_RECORD *disk = isVolume ? nullptr : diskOf(facts, command.Command, id);
     putNumber(&step->What, disk != nullptr ? disk->ObjectID : id);
     if (isVolume && place != ID_NONE) {

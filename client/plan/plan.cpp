@@ -122,7 +122,7 @@ static void findMissing(RESTORE_PLAN *plan) {
     const DIFFERENCE &difference = plan->Verdict.Differences.Items[i];
     if (difference.Object == DIFFERENCE_VOLUME && difference.Kind == DIFFERENCE_REMOVED) {
       UINT32 id = static_cast<UINT32>(parseDecimal(childText(difference.OldNode, "ObjectID")));
-      UINT32 place = placeOf(plan->SavedVolumeIndex, id);
+      UINT32 place = findId(plan->SavedVolumeIndex, id);
       if (place != ID_NONE) {
         plan->VolumePlans[place].IsThere = false;
       }
@@ -213,7 +213,7 @@ void freePlan(RESTORE_PLAN *plan) {
   }
   ID_INDEX *indices[] = {&plan->CurrentIndex, &plan->VolumeIndex, &plan->SavedIndex, &plan->SavedVolumeIndex};
   for (ID_INDEX *index : indices) {
-    freeIndex(index);
+    freeIds(index);
   }
   freeFitIndex(&plan->Fits);
   freeVerdict(&plan->Verdict);

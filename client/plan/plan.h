@@ -7,6 +7,7 @@
 #include "client/plan/disk_fits.h"
 #include "client/plan/verdict.h"
 #include "raid_records.h"
+#include "records/ids.h"
 
 // A command that would change the controller.
 struct PLAN_COMMAND {

@@ -1,5 +1,6 @@
 // What would come of the commands of a plan: which the controller will refuse, and what could be imported instead.
 #include "base/pool.h"
+#include "base/sort.h"
 #include "base/text.h"
 #include "client/plan/plan_facts.h"
 #include "client/steps/steps.h"
@@ -70,7 +71,7 @@ static EFI_STATUS findTwins(RESTORE_PLAN *plan) {
 // --- Virtual disks ---
 
 const RAID_PD_RECORD *findCurrent(const RESTORE_PLAN &plan, UINT32 id) {
-  UINT32 place = placeOf(plan.CurrentIndex, id);
+  UINT32 place = findId(plan.CurrentIndex, id);
   return place != ID_NONE ? &currentDisks(plan)[place] : nullptr;
 }
 
@@ -91,7 +92,7 @@ static void putWithoutPartner(TEXT *why, const RESTORE_PLAN &plan, const RAID_VD
   const CHAR8 *separator = " ";
   const UINT32 *members = volume.PDs;
   for (UINT32 j = members != nullptr ? volume.PDCount : 0; j-- > 0;) {
-    if (hasNoPartner(plan, placeOf(plan.SavedIndex, members[j]))) {
+    if (hasNoPartner(plan, findId(plan.SavedIndex, members[j]))) {
       putText(why, separator);
       putNumber(why, members[j]);
       separator = ", ";
@@ -117,7 +118,7 @@ static void putWhyNotSent(TEXT *why, const RESTORE_PLAN &plan, const RAID_VD_REC
 static bool isThere(const RESTORE_PLAN &plan, const RAID_VD_RECORD &volume, const RAID_PD_RECORD &disk) {
   const UINT32 *ids = disk.VDs;
   for (UINT32 i = 0; ids != nullptr && i < disk.VDCount; ++i) {
-    UINT32 place = placeOf(plan.VolumeIndex, ids[i]);
+    UINT32 place = findId(plan.VolumeIndex, ids[i]);
     const RAID_VD_RECORD *current = place != ID_NONE ? &currentVolumes(plan)[place] : nullptr;
     if (current == nullptr || current->RAIDLevel != volume.RAIDLevel) {
       continue;
@@ -152,7 +153,7 @@ static void judgeVolume(RESTORE_PLAN *plan, UINT32 index) {
   }
   const UINT32 *members = volume.PDs;
   for (UINT32 j = 0; members != nullptr && j < volume.PDCount; ++j) {
-    UINT32 place = placeOf(plan->SavedIndex, members[j]);
+    UINT32 place = findId(plan->SavedIndex, members[j]);
     UINT32 twin = place != ID_NONE ? plan->DiskPlans[place].Twin : 0;
     if (twin != 0) {
       const RAID_PD_RECORD &disk = currentDisks(*plan)[twin - 1];
@@ -203,7 +204,7 @@ static void judgeSpare(RESTORE_PLAN *plan, UINT32 index) {
 
 static void countUses(RESTORE_PLAN *plan) {
   for (UINT32 i = 0; plan->Map != nullptr && i < plan->Saved->physicalDiskCount; ++i) {
-    UINT32 place = plan->Map[i] != 0 ? placeOf(plan->CurrentIndex, plan->Map[i] - 1) : ID_NONE;
+    UINT32 place = plan->Map[i] != 0 ? findId(plan->CurrentIndex, plan->Map[i] - 1) : ID_NONE;
     if (place != ID_NONE) {
       ++plan->Uses[place];
     }
@@ -212,7 +213,7 @@ static void countUses(RESTORE_PLAN *plan) {
 
 static void markLost(RESTORE_PLAN *plan, const UINT32 *ids, UINT32 count) {
   for (UINT32 i = 0; ids != nullptr && i < count; ++i) {
-    UINT32 place = placeOf(plan->CurrentIndex, ids[i]);
+    UINT32 place = findId(plan->CurrentIndex, ids[i]);
     if (place != ID_NONE) {
       plan->LosesContents[place] = true;
     }
@@ -241,10 +242,10 @@ static EFI_STATUS makeRoom(RESTORE_PLAN *plan) {
   plan->LosesContents = poolNew<bool>(UINTN{recordCount(&plan->Disks)} + 1);
   bool made = plan->VolumePlans != nullptr && plan->DiskPlans != nullptr && plan->Uses != nullptr &&
               plan->LosesContents != nullptr &&
-              makeIndex(&plan->CurrentIndex, currentDisks(*plan), recordCount(&plan->Disks)) &&
-              makeIndex(&plan->VolumeIndex, currentVolumes(*plan), recordCount(&plan->Volumes)) &&
-              makeIndex(&plan->SavedIndex, saved.physicalDisks, saved.physicalDiskCount) &&
-              makeIndex(&plan->SavedVolumeIndex, saved.logicalDisks, saved.logicalDiskCount);
+              indexRecords(&plan->CurrentIndex, currentDisks(*plan), recordCount(&plan->Disks)) &&
+              indexRecords(&plan->VolumeIndex, currentVolumes(*plan), recordCount(&plan->Volumes)) &&
+              indexRecords(&plan->SavedIndex, saved.physicalDisks, saved.physicalDiskCount) &&
+              indexRecords(&plan->SavedVolumeIndex, saved.logicalDisks, saved.logicalDiskCount);
   return made ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 

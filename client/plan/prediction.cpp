@@ -1,6 +1,7 @@
 #include "client/plan/prediction.h"
 
 #include "base/pool.h"
+#include "base/sort.h"
 #include "base/text.h"
 #include "client/plan/plan_facts.h"
 #include "driver/live/live.h"
@@ -173,7 +174,7 @@ static void changeAdapter(MODEL *model, const RAID_ADAPTER_RECORD &saved) {
 // --- Virtual disks ---
 
 static RAID_PD_RECORD *modelDisk(const MODEL &model, UINT32 id) {
-  UINT32 place = placeOf(model.Plan->CurrentIndex, id);
+  UINT32 place = findId(model.Plan->CurrentIndex, id);
   return place != ID_NONE ? &model.Disks[place] : nullptr;
 }
 

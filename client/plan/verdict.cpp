@@ -1,6 +1,7 @@
 #include "client/plan/verdict.h"
 
 #include "base/pool.h"
+#include "base/sort.h"
 #include "base/text.h"
 #include "client/plan/plan_facts.h"
 
@@ -50,7 +51,7 @@ static bool isSpare(const XML_NODE *disk) {
 }
 
 static MEANING meaningOfSpare(const RESTORE_PLAN &plan, const DIFFERENCE &difference) {
-  UINT32 place = placeOf(plan.SavedIndex, idOf(difference.OldNode));
+  UINT32 place = findId(plan.SavedIndex, idOf(difference.OldNode));
   if (plan.PreservesVolumes || place == ID_NONE) {
     return LEFT;
   }
@@ -61,7 +62,7 @@ static MEANING meaningOfSpare(const RESTORE_PLAN &plan, const DIFFERENCE &differ
 
 // Of a saved disk that is gone or of no use any more.
 static MEANING meaningOfLostDisk(const RESTORE_PLAN &plan, const XML_NODE *saved) {
-  UINT32 place = placeOf(plan.SavedIndex, idOf(saved));
+  UINT32 place = findId(plan.SavedIndex, idOf(saved));
   bool comesBack = !plan.PreservesVolumes && place != ID_NONE && plan.DiskPlans[place].WhyNoSpare.Length == 0;
   return isSpare(saved) && !comesBack ? LOST : OTHERWISE;
 }
@@ -123,7 +124,7 @@ static bool hasMembers(const XML_NODE *volume, const UINT32 *ids, UINT32 count) 
 
 static bool missesMember(const RESTORE_PLAN &plan, const XML_NODE *volume) {
   const XML_NODE *id = childNamed(volume, "PD");
-  while (id != nullptr && placeOf(plan.CurrentIndex, static_cast<UINT32>(parseDecimal(nodeText(id)))) != ID_NONE) {
+  while (id != nullptr && findId(plan.CurrentIndex, static_cast<UINT32>(parseDecimal(nodeText(id)))) != ID_NONE) {
     id = nextSame(id);
   }
   return id != nullptr;
@@ -160,7 +161,7 @@ static MEANING meaningOfVolume(const RESTORE_PLAN &plan, const DIFFERENCE &diffe
   if (difference.Kind == DIFFERENCE_ADDED) {
     return plan.PreservesVolumes ? LEFT : STANDS_IN; // a rebuild would remove it
   }
-  UINT32 place = placeOf(plan.SavedVolumeIndex, idOf(difference.OldNode));
+  UINT32 place = findId(plan.SavedVolumeIndex, idOf(difference.OldNode));
   return difference.Kind == DIFFERENCE_CHANGED && place != ID_NONE
              ? meaningOfVolumeField(plan, difference, plan.VolumePlans[place])
              : LEFT;

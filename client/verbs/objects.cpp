@@ -2,6 +2,7 @@
 
 #include "base/pool.h"
 #include "base/text.h"
+#include "records/ids.h"
 
 static constexpr UINT32 SEVERAL = ID_NONE - 1;
 

@@ -23,19 +23,3 @@ UINT32 recordCount(const RAID_CMD_RESULT *result);
 
 // Gives an answer's data back with its record count (DataSize >> 9) and clears the descriptor. No data: does nothing.
 void giveBack(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_RESULT *result);
-
-// Finding records by their ObjectID without looking at all of them.
-struct RECORD_INDEX {
-  const void *Records; // RAID_RECORD_SIZE bytes each; not owned, and they keep their ids while the index is used
-  UINT32 Count;
-  UINT64 *Order; // pool: ObjectID << 32 | number of each record, sorted; null without memory: all are looked at then
-};
-
-// Indexes count records, which may be null; an earlier index is given back. *index is {} at first.
-void indexRecords(RECORD_INDEX *index, const void *records, UINT32 count);
-
-// Gives back what the index needs and empties it.
-void freeRecordIndex(RECORD_INDEX *index);
-
-// The number of the first record with the id; index.Count without one.
-UINT32 firstWithId(const RECORD_INDEX &index, UINT32 objectId);

@@ -6,6 +6,7 @@
 #include "driver/controller/controller.h"
 #include "driver/request/request.h"
 #include "driver/restore/restore.h"
+#include "records/ids.h"
 
 static constexpr UINT32 LD_MAP_CAPACITY = 65;
 
@@ -146,12 +147,12 @@ static EFI_STATUS readVirtualDisks(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_RESULT *li
 static const RAID_VD_RECORD *findNewDisk(const RAID_CMD_RESULT &before, const RAID_CMD_RESULT &after) {
   const RAID_VD_RECORD *disk = static_cast<const RAID_VD_RECORD *>(after.Data);
   const RAID_VD_RECORD *end = disk + recordCount(&after);
-  RECORD_INDEX old = {};
+  ID_INDEX old = {};
   indexRecords(&old, before.Data, recordCount(&before));
-  while (disk != end && firstWithId(old, disk->ObjectID) != old.Count) {
+  while (disk != end && findId(old, disk->ObjectID) != ID_NONE) {
     ++disk;
   }
-  freeRecordIndex(&old);
+  freeIds(&old);
   return disk == end ? nullptr : disk;
 }
 

@@ -3,13 +3,14 @@
 #include "base/log.h"
 #include "base/pool.h"
 #include "driver/controller/controller.h"
+#include "records/ids.h"
 
 // What the creation of every saved virtual disk needs.
 struct CREATION {
   RAID_MGMT_PROTOCOL *Mgmt;
   const RAID_ADAPTER_RECORD *CurrentAdapter;
   const RAID_CONFIG *Saved;
-  RECORD_INDEX SavedDisks;
+  ID_INDEX SavedDisks;
   const UINT32 *PdMap;
   RESTORE_LOG *Log;
 };
@@ -50,10 +51,10 @@ static void logNotCreated(const CREATION &run, EFI_STATUS why, RAID_VD_RECORD *d
   _RestoreLogAddProgressNode("CreateVD", why, &block, run.Log);
 }
 
-// The index of the first saved disk with the id; the number of saved disks without one.
+// The number of the first saved disk with the id, or ID_NONE.
 static UINT32 findPdInRestore(const CREATION &run, UINT32 objectId) {
   LogPrint(LOG_TRACE, "_findPdInRestore", "Inside _findPdInRestore");
-  return firstWithId(run.SavedDisks, objectId);
+  return findId(run.SavedDisks, objectId);
 }
 
 // Fills ids with the current ids of the members. *complete is cleared when a member has no disk; its entry stays 0. All
@@ -62,7 +63,7 @@ static EFI_STATUS translateMembers(const CREATION &run, const UINT32 *members, U
                                    bool *complete) {
   for (UINT32 j = 0; j < count && run.PdMap != nullptr; ++j) {
     UINT32 index = findPdInRestore(run, members[j]);
-    if (index == run.SavedDisks.Count) {
+    if (index == ID_NONE) {
       LogPrint(LOG_ERROR, "_CreateOrChangeVDs", "Could not find VD pd in restore PD array");
       return EFI_INVALID_PARAMETER;
     }
@@ -145,7 +146,7 @@ static EFI_STATUS restoreVDs(CREATION &run, UINT32 runModeFlag) {
   for (UINT32 v = 0; v < run.Saved->logicalDiskCount && !EFI_ERROR(status); ++v) {
     status = restoreVD(run, &run.Saved->logicalDisks[v]);
   }
-  freeRecordIndex(&run.SavedDisks);
+  freeIds(&run.SavedDisks);
   return status;
 }
 

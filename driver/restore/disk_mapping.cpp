@@ -2,6 +2,7 @@
 #include "base/pool.h"
 #include "driver/controller/controller.h"
 #include "driver/restore/disk_finder.h"
+#include "records/ids.h"
 
 static constexpr const CHAR8 *MAP_DISKS = "_MapPDsRestoreToCurrent";
 
@@ -84,13 +85,13 @@ static void mapInPlace(const MAPPING &run, const DISK_FINDER &finder, const UINT
 
 // Which disks some entry of the map holds: those with the id of a taken one.
 struct TAKEN_DISKS {
-  RECORD_INDEX Index;
+  ID_INDEX Index;
   UINT8 *Flags; // pool; of the first disk of each id; null without memory: the map is looked through then
 };
 
 static UINT8 *takenFlag(const TAKEN_DISKS &taken, UINT32 objectId) {
-  UINT32 number = firstWithId(taken.Index, objectId);
-  return number < taken.Index.Count ? &taken.Flags[number] : nullptr;
+  UINT32 number = findId(taken.Index, objectId);
+  return number != ID_NONE ? &taken.Flags[number] : nullptr;
 }
 
 static void takeEntry(const TAKEN_DISKS &taken, UINT32 entry) {
@@ -170,7 +171,7 @@ static void runElsewhere(const MAPPING &run) {
   taken.Flags = poolNew<UINT8>(run.CurrentCount);
   indexRecords(&taken.Index, run.Current, run.CurrentCount);
   mapElsewhere(run, &finder, taken);
-  freeRecordIndex(&taken.Index);
+  freeIds(&taken.Index);
   poolFree(taken.Flags);
   freeFinder(&finder);
 }

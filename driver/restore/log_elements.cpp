@@ -2,10 +2,11 @@
 #include "base/log.h"
 #include "driver/restore/steps.h"
 #include "driver/xml/xml.h"
+#include "records/ids.h"
 
 const RAID_PD_RECORD *g_curPdArray;
 UINT32 g_curPdCount;
-static RECORD_INDEX g_curPdIndex;
+static ID_INDEX g_curPdIndex;
 
 void setCurrentDisks(const RAID_PD_RECORD *disks, UINT32 count) {
   g_curPdArray = disks;
@@ -14,8 +15,8 @@ void setCurrentDisks(const RAID_PD_RECORD *disks, UINT32 count) {
 }
 
 const RAID_PD_RECORD *findCurrentDisk(UINT32 objectId) {
-  UINT32 number = firstWithId(g_curPdIndex, objectId);
-  return number == g_curPdIndex.Count ? nullptr : &g_curPdArray[number];
+  UINT32 number = findId(g_curPdIndex, objectId);
+  return number == ID_NONE ? nullptr : &g_curPdArray[number];
 }
 
 XML_NODE *addLogElement(LOG_BUILDER &builder, XML_NODE *child) {

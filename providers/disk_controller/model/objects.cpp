@@ -1,27 +1,29 @@
 #include "providers/disk_controller/model/objects.h"
 
-#include "base/pool.h"
-#include "base/sort.h"
 #include "raid_mgmt.h"
+#include "records/ids.h"
 
 struct OBJECTS {
   UINT32 Count;
-  UINT32 (*Id)(const VIEW &view, UINT32 index);
+  const UINT32 *Ids; // of the first
+  UINTN Stride;      // bytes from one id to the next
 };
+
+static constexpr UINT32 ADAPTER_ID = 0;
 
 static bool objectsOf(const VIEW &view, UINT32 objectType, OBJECTS *objects) {
   switch (objectType) {
   case RAID_OBJECT_ADAPTER:
-    *objects = {1, [](const VIEW &, UINT32) { return UINT32{0}; }};
+    *objects = {1, &ADAPTER_ID, sizeof(ADAPTER_ID)};
     return true;
   case RAID_OBJECT_ENCLOSURE:
-    *objects = {view.EnclosureCount, [](const VIEW &from, UINT32 i) { return from.Enclosures[i].ObjectId; }};
+    *objects = {view.EnclosureCount, &view.Enclosures->ObjectId, sizeof(VIEW_ENCLOSURE)};
     return true;
   case RAID_OBJECT_PHYSICAL_DISK:
-    *objects = {view.List.Count, [](const VIEW &from, UINT32 i) { return from.Disks[i].ObjectId; }};
+    *objects = {view.List.Count, &view.Disks->ObjectId, sizeof(VIEW_DISK)};
     return true;
   case RAID_OBJECT_VIRTUAL_DISK:
-    *objects = {view.VolumeCount, [](const VIEW &from, UINT32 i) { return from.Volumes[i].ObjectId; }};
+    *objects = {view.VolumeCount, &view.Volumes->ObjectId, sizeof(VIEW_VOLUME)};
     return true;
   default:
     return false;
@@ -40,21 +42,13 @@ EFI_STATUS findObjects(const VIEW &view, UINT32 objectType, const UINT32 *ids, U
   if (!objectsOf(view, objectType, &objects)) {
     return EFI_UNSUPPORTED;
   }
-  UINT64 *index = poolNew<UINT64>(UINTN{objects.Count} + 1);
-  if (index == nullptr) {
-    return EFI_OUT_OF_RESOURCES;
-  }
-  for (UINT32 i = 0; i < objects.Count; ++i) {
-    index[i] = indexKey(objects.Id(view, i), i);
-  }
-  sortKeys(index, objects.Count);
-  EFI_STATUS status = EFI_SUCCESS;
+  ID_INDEX index = {};
+  EFI_STATUS status = indexIds(&index, objects.Ids, objects.Count, objects.Stride) ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
   for (UINT32 i = 0; i < count && !EFI_ERROR(status); ++i) {
-    UINTN at = lowerBound(index, objects.Count, indexKey(ids[i], 0));
-    bool isFound = at < objects.Count && index[at] >> 32 == ids[i];
-    numbers[i] = isFound ? static_cast<UINT32>(index[at]) : 0;
-    status = isFound ? EFI_SUCCESS : EFI_NOT_FOUND;
+    UINT32 number = findId(index, ids[i]);
+    numbers[i] = number != ID_NONE ? number : 0;
+    status = number != ID_NONE ? EFI_SUCCESS : EFI_NOT_FOUND;
   }
-  poolFree(index);
+  freeIds(&index);
   return status;
 }
