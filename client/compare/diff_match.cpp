@@ -138,13 +138,13 @@ static constexpr struct {
 // The first object with a key equal to the one given that is still alone, or null.
 static DIFF_OBJECT *firstAlone(TEXT_KEYS *keys, const TEXT_KEYS &oldKeys, const TEXT_KEY &key) {
   UINT32 first = firstEqualKey(*keys, oldKeys, key);
-  if (first == keys->Count) {
+  if (first == keys->All.count) {
     return nullptr;
   }
   // Whoever has a partner keeps it, so those that were passed over once need not be looked at again.
-  UINT32 *next = &keys->Items[first].Next;
-  for (; *next < keys->Count && equalKeys(*keys, *next, first); ++*next) {
-    const DIFF_OBJECT *object = static_cast<const DIFF_OBJECT *>(keys->Items[*next].Thing);
+  UINT32 *next = &keys->All.items[first].Next;
+  for (; *next < keys->All.count && equalKeys(*keys, *next, first); ++*next) {
+    const DIFF_OBJECT *object = static_cast<const DIFF_OBJECT *>(keys->All.items[*next].Thing);
     if (object->Partner == nullptr) {
       return const_cast<DIFF_OBJECT *>(object);
     }
@@ -155,12 +155,12 @@ static DIFF_OBJECT *firstAlone(TEXT_KEYS *keys, const TEXT_KEYS &oldKeys, const 
 // Gives each old object the first new one that shares a key with it.
 static void joinPartners(TEXT_KEYS *newKeys, const TEXT_KEYS &oldKeys) {
   DIFF_OBJECT *partner = nullptr;
-  for (UINT32 i = 0; i < oldKeys.Count; ++i) {
-    DIFF_OBJECT *found = firstAlone(newKeys, oldKeys, oldKeys.Items[i]);
+  for (UINT32 i = 0; i < oldKeys.All.count; ++i) {
+    DIFF_OBJECT *found = firstAlone(newKeys, oldKeys, oldKeys.All.items[i]);
     // Both stand in the array of the new document's objects.
     partner = found != nullptr && (partner == nullptr || found < partner) ? found : partner;
-    const void *object = oldKeys.Items[i].Thing;
-    bool hasMoreKeys = i + 1 < oldKeys.Count && oldKeys.Items[i + 1].Thing == object;
+    const void *object = oldKeys.All.items[i].Thing;
+    bool hasMoreKeys = i + 1 < oldKeys.All.count && oldKeys.All.items[i + 1].Thing == object;
     if (partner != nullptr && !hasMoreKeys) {
       DIFF_OBJECT *old = static_cast<DIFF_OBJECT *>(const_cast<void *>(object));
       old->Partner = partner;

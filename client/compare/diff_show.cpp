@@ -29,13 +29,13 @@ void sayDifference(const XYL_HOST *host, const DIFFERENCE &difference) {
 }
 
 static void sayDifferences(const XYL_HOST *host, const DIFFERENCES &differences) {
-  for (UINT32 i = 0; i < differences.Count; ++i) {
-    sayDifference(host, differences.Items[i]);
+  for (UINT32 i = 0; i < differences.All.count; ++i) {
+    sayDifference(host, differences.All.items[i]);
   }
-  if (differences.Count == 0) {
+  if (differences.All.count == 0) {
     say(host, "no difference\n");
   } else {
-    say(host, "differences: %d\n", differences.Count);
+    say(host, "differences: %d\n", differences.All.count);
   }
 }
 
@@ -69,8 +69,8 @@ static void writeDifferences(const XYL_HOST *host, const CONTROLLER *controller,
   json.Host = host;
   jsonObject(&json, nullptr);
   jsonArray(&json, "differences");
-  for (UINT32 i = 0; i < differences.Count; ++i) {
-    writeDifference(&json, differences.Items[i]);
+  for (UINT32 i = 0; i < differences.All.count; ++i) {
+    writeDifference(&json, differences.All.items[i]);
   }
   jsonEnd(&json);
   if (controller != nullptr) {
@@ -120,7 +120,7 @@ static XYL_RESULT compare(const XYL_CONTEXT &context, const DIFF_DOCUMENTS &docu
   DIFFERENCES differences;
   const CONTROLLER *controller = documents.Controller.Operations == nullptr ? nullptr : &documents.Controller;
   EFI_STATUS status = diffDocuments(documents.Roots[0], documents.Roots[1], &differences);
-  XYL_RESULT result = differences.Count == 0 ? succeeded() : different();
+  XYL_RESULT result = differences.All.count == 0 ? succeeded() : different();
   if (EFI_ERROR(status)) {
     complain(context.Host, "the documents cannot be compared: %a", statusWords(status));
     result = failed(status);

@@ -1,6 +1,5 @@
 #include "client/compare/differences.h"
 
-#include "base/pool.h"
 #include "base/text.h"
 
 const CHAR8 *differenceKindName(DIFFERENCE_KIND kind) {
@@ -20,40 +19,23 @@ static void freeDifference(DIFFERENCE *difference) {
   freeText(&difference->New);
 }
 
-static bool makeRoom(DIFFERENCES *differences) {
-  if (differences->Count < differences->Capacity) {
-    return true;
-  }
-  UINT32 capacity = 2 * differences->Capacity + 16;
-  DIFFERENCE *items = poolNew<DIFFERENCE>(capacity);
-  if (items == nullptr) {
-    return false;
-  }
-  if (differences->Count != 0) {
-    copyBytes(items, differences->Items, differences->Count * sizeof(DIFFERENCE));
-  }
-  poolFree(differences->Items);
-  differences->Items = items;
-  differences->Capacity = capacity;
-  return true;
-}
-
 void addDifference(DIFFERENCES *differences, const DIFFERENCE &difference) {
   DIFFERENCE taken = difference;
   bool complete = !taken.Name.Failed && !taken.What.Failed && !taken.Old.Failed && !taken.New.Failed;
-  if (complete && makeRoom(differences)) {
-    differences->Items[differences->Count++] = taken;
+  DIFFERENCE *added = complete ? arrayAppend(differences->All) : nullptr;
+  if (added == nullptr) {
+    freeDifference(&taken);
+    differences->Status = EFI_OUT_OF_RESOURCES;
     return;
   }
-  freeDifference(&taken);
-  differences->Status = EFI_OUT_OF_RESOURCES;
+  *added = taken;
 }
 
 void freeDifferences(DIFFERENCES *differences) {
-  for (UINT32 i = 0; i < differences->Count; ++i) {
-    freeDifference(&differences->Items[i]);
+  for (UINT32 i = 0; i < differences->All.count; ++i) {
+    freeDifference(&differences->All.items[i]);
   }
-  poolFree(differences->Items);
+  poolFree(differences->All.items);
   *differences = {};
 }
 

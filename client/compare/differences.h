@@ -1,6 +1,7 @@
 // The differences between two documents, as they are told.
 #pragma once
 
+#include "base/array.h"
 #include "client/documents/documents.h"
 #include "client/output/output.h"
 
@@ -34,10 +35,8 @@ struct DIFFERENCE {
 };
 
 struct DIFFERENCES {
-  DIFFERENCE *Items; // pool; adapter, enclosures, disks and volumes in this order
-  UINT32 Count;
-  UINT32 Capacity;
-  EFI_STATUS Status; // of what was added so far
+  POOL_ARRAY<DIFFERENCE> All; // adapter, enclosures, disks and volumes in this order
+  EFI_STATUS Status;          // of what was added so far
 };
 
 // "changed", "added" and so on; "adapter", "enclosure", "disk", "virtual disk".

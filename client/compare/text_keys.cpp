@@ -1,43 +1,25 @@
 #include "client/compare/text_keys.h"
 
-#include "base/pool.h"
 #include "base/sort.h"
 #include "base/text.h"
 
 // Between the parts of a key; no XML text has it.
 static constexpr CHAR8 PART_SEPARATOR[] = "\x1F";
 
-static bool makeRoom(TEXT_KEYS *keys) {
-  if (keys->Count < keys->Capacity) {
-    return true;
-  }
-  UINT32 capacity = 2 * keys->Capacity + 16;
-  TEXT_KEY *items = poolNew<TEXT_KEY>(capacity);
-  if (items == nullptr) {
-    keys->Texts.Failed = true;
-    return false;
-  }
-  if (keys->Count != 0) {
-    copyBytes(items, keys->Items, keys->Count * sizeof(TEXT_KEY));
-  }
-  poolFree(keys->Items);
-  keys->Items = items;
-  keys->Capacity = capacity;
-  return true;
-}
-
 void addKey(TEXT_KEYS *keys, const void *thing, const CHAR8 *text) {
-  if (makeRoom(keys)) {
-    UINTN start = keys->Texts.Length;
-    putText(&keys->Texts, text);
-    keys->Items[keys->Count] = {start, keys->Texts.Length - start, thing, keys->Count, 0};
-    ++keys->Count;
+  TEXT_KEY *key = arrayAppend(keys->All);
+  if (key == nullptr) {
+    keys->Texts.Failed = true;
+    return;
   }
+  UINTN start = keys->Texts.Length;
+  putText(&keys->Texts, text);
+  *key = {start, keys->Texts.Length - start, thing, keys->All.count - 1, 0};
 }
 
 void addKeyPart(TEXT_KEYS *keys, const CHAR8 *text) {
-  if (keys->Count != 0) {
-    TEXT_KEY *key = &keys->Items[keys->Count - 1];
+  if (keys->All.count != 0) {
+    TEXT_KEY *key = &keys->All.items[keys->All.count - 1];
     putText(&keys->Texts, PART_SEPARATOR);
     putText(&keys->Texts, text);
     key->Length = keys->Texts.Length - key->Start;
@@ -45,7 +27,7 @@ void addKeyPart(TEXT_KEYS *keys, const CHAR8 *text) {
 }
 
 void dropKey(TEXT_KEYS *keys) {
-  keys->Count -= keys->Count != 0 ? 1 : 0;
+  keys->All.count -= keys->All.count != 0 ? 1 : 0;
 }
 
 // A text that is no part of a set.
@@ -75,26 +57,26 @@ void sortTextKeys(TEXT_KEYS *keys) {
   if (keys->Texts.Failed) {
     return;
   }
-  sortArray(keys->Items, keys->Count, [keys](const TEXT_KEY &a, const TEXT_KEY &b) {
+  sortArray(keys->All.items, keys->All.count, [keys](const TEXT_KEY &a, const TEXT_KEY &b) {
     int order = compareTexts(textOfKey(*keys, a), textOfKey(*keys, b));
     return order != 0 ? order < 0 : a.Order < b.Order;
   });
-  for (UINT32 i = 0; i < keys->Count; ++i) {
-    keys->Items[i].Next = i;
+  for (UINT32 i = 0; i < keys->All.count; ++i) {
+    keys->All.items[i].Next = i;
   }
 }
 
 void freeKeys(TEXT_KEYS *keys) {
   freeText(&keys->Texts);
-  poolFree(keys->Items);
+  poolFree(keys->All.items);
   *keys = {};
 }
 
 static UINT32 firstEqual(const TEXT_KEYS &keys, const KEY_TEXT &text) {
-  UINTN place = countBefore(keys.Items, keys.Count,
+  UINTN place = countBefore(keys.All.items, keys.All.count,
                             [&](const TEXT_KEY &key) { return compareTexts(textOfKey(keys, key), text) < 0; });
-  bool isFound = place < keys.Count && compareTexts(textOfKey(keys, keys.Items[place]), text) == 0;
-  return isFound ? static_cast<UINT32>(place) : keys.Count;
+  bool isFound = place < keys.All.count && compareTexts(textOfKey(keys, keys.All.items[place]), text) == 0;
+  return isFound ? static_cast<UINT32>(place) : keys.All.count;
 }
 
 UINT32 firstEqualKey(const TEXT_KEYS &keys, const TEXT_KEYS &others, const TEXT_KEY &key) {
@@ -102,19 +84,19 @@ UINT32 firstEqualKey(const TEXT_KEYS &keys, const TEXT_KEYS &others, const TEXT_
 }
 
 bool equalKeys(const TEXT_KEYS &keys, UINT32 a, UINT32 b) {
-  return compareTexts(textOfKey(keys, keys.Items[a]), textOfKey(keys, keys.Items[b])) == 0;
+  return compareTexts(textOfKey(keys, keys.All.items[a]), textOfKey(keys, keys.All.items[b])) == 0;
 }
 
 const void *thingNamed(const TEXT_KEYS &keys, const CHAR8 *text) {
   UINT32 place = firstEqual(keys, {text, textLength(text)});
-  return place < keys.Count ? keys.Items[place].Thing : nullptr;
+  return place < keys.All.count ? keys.All.items[place].Thing : nullptr;
 }
 
 const void *takeNamed(TEXT_KEYS *keys, const CHAR8 *text) {
   UINT32 first = firstEqual(*keys, {text, textLength(text)});
-  if (first == keys->Count) {
+  if (first == keys->All.count) {
     return nullptr;
   }
-  UINT32 &next = keys->Items[first].Next;
-  return next < keys->Count && equalKeys(*keys, next, first) ? keys->Items[next++].Thing : nullptr;
+  UINT32 &next = keys->All.items[first].Next;
+  return next < keys->All.count && equalKeys(*keys, next, first) ? keys->All.items[next++].Thing : nullptr;
 }

@@ -1,6 +1,7 @@
 // Finding by text: things under the texts that they have, so that no two documents are compared each with each.
 #pragma once
 
+#include "base/array.h"
 #include "client/output/output.h"
 
 struct TEXT_KEY {
@@ -14,9 +15,7 @@ struct TEXT_KEY {
 // Starts empty ({}); Texts.Failed tells that memory ran out.
 struct TEXT_KEYS {
   TEXT Texts;
-  TEXT_KEY *Items; // pool; sorted by sortTextKeys: equal ones in the order of the adding
-  UINT32 Count;
-  UINT32 Capacity;
+  POOL_ARRAY<TEXT_KEY> All; // sorted by sortTextKeys: equal ones in the order of the adding
 };
 
 // Begins a key of the thing with a text; more parts follow. Keys are equal when all their parts are.
@@ -28,7 +27,7 @@ void dropKey(TEXT_KEYS *keys);
 void sortTextKeys(TEXT_KEYS *keys);
 void freeKeys(TEXT_KEYS *keys);
 
-// The number of the first sorted key that equals key, one of others; keys.Count without one.
+// The number of the first sorted key that equals key, one of others; keys.All.count without one.
 UINT32 firstEqualKey(const TEXT_KEYS &keys, const TEXT_KEYS &others, const TEXT_KEY &key);
 
 // Whether two keys of the set, by number, are equal.

@@ -142,7 +142,7 @@ static XYL_RESULT showTrees(const XYL_CONTEXT &context, const CONTROLLER &contro
                             const XML_NODE *live, UINT32 bits) {
   DIFFERENCES all = {};
   EFI_STATUS status = diffDocuments(saved, live, &all);
-  VERIFIED verified = {&controller, bits, all.Count};
+  VERIFIED verified = {&controller, bits, all.All.count};
   freeDifferences(&all);
   if (EFI_ERROR(status)) {
     complain(context.Host, "the documents cannot be compared: %a", statusWords(status));

@@ -28,25 +28,12 @@ static bool copyIds(const RAID_CMD_BLOCK *block, PLAN_COMMAND *command) {
   return true;
 }
 
-// Appends the command; the array has room for a power of two.
 static EFI_STATUS keepCommand(RESTORE_PLAN *plan, const RAID_CMD_BLOCK *block) {
-  UINT32 count = plan->CommandCount;
-  if ((count & (count - 1)) == 0) {
-    PLAN_COMMAND *grown = poolNew<PLAN_COMMAND>(count == 0 ? 1 : UINTN{count} * 2);
-    if (grown == nullptr) {
-      return EFI_OUT_OF_RESOURCES;
-    }
-    if (count != 0) {
-      copyBytes(grown, plan->Commands, count * sizeof(PLAN_COMMAND));
-    }
-    poolFree(plan->Commands);
-    plan->Commands = grown;
-  }
   PLAN_COMMAND command = {block->Command, block->ObjectType, block->ObjectIdCount, nullptr, block->ObjectData};
-  if (!copyIds(block, &command)) {
+  if (!arrayReserve(plan->Commands, 1) || !copyIds(block, &command)) {
     return EFI_OUT_OF_RESOURCES;
   }
-  plan->Commands[plan->CommandCount++] = command;
+  *arrayAppend(plan->Commands) = command;
   return EFI_SUCCESS;
 }
 
@@ -118,8 +105,8 @@ static void findMissing(RESTORE_PLAN *plan) {
   for (UINT32 i = 0; i < plan->Saved->logicalDiskCount; ++i) {
     plan->VolumePlans[i].IsThere = true;
   }
-  for (UINT32 i = 0; i < plan->Verdict.Differences.Count; ++i) {
-    const DIFFERENCE &difference = plan->Verdict.Differences.Items[i];
+  for (UINT32 i = 0; i < plan->Verdict.Differences.All.count; ++i) {
+    const DIFFERENCE &difference = plan->Verdict.Differences.All.items[i];
     if (difference.Object == DIFFERENCE_VOLUME && difference.Kind == DIFFERENCE_REMOVED) {
       UINT32 id = static_cast<UINT32>(parseDecimal(childText(difference.OldNode, "ObjectID")));
       UINT32 place = findId(plan->SavedVolumeIndex, id);
@@ -198,8 +185,8 @@ XYL_RESULT makePlan(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, 
 }
 
 void freePlan(RESTORE_PLAN *plan) {
-  for (UINT32 i = 0; i < plan->CommandCount; ++i) {
-    poolFree(plan->Commands[i].Ids);
+  for (UINT32 i = 0; i < plan->Commands.count; ++i) {
+    poolFree(plan->Commands.items[i].Ids);
   }
   for (UINT32 i = 0; plan->VolumePlans != nullptr && i < plan->Saved->logicalDiskCount; ++i) {
     freeText(&plan->VolumePlans[i].WhyNot);
@@ -207,7 +194,8 @@ void freePlan(RESTORE_PLAN *plan) {
   for (UINT32 i = 0; plan->DiskPlans != nullptr && i < plan->Saved->physicalDiskCount; ++i) {
     freeText(&plan->DiskPlans[i].WhyNoSpare);
   }
-  void *arrays[] = {plan->Commands, plan->Map, plan->VolumePlans, plan->DiskPlans, plan->Uses, plan->LosesContents};
+  void *arrays[] = {plan->Commands.items, plan->Map,  plan->VolumePlans,
+                    plan->DiskPlans,      plan->Uses, plan->LosesContents};
   for (void *array : arrays) {
     poolFree(array);
   }

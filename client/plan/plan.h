@@ -2,6 +2,7 @@
 // down everything else.
 #pragma once
 
+#include "base/array.h"
 #include "client/controllers/controllers.h"
 #include "client/plan/change_plan.h"
 #include "client/plan/disk_fits.h"
@@ -39,13 +40,12 @@ struct RESTORE_PLAN {
   RAID_MGMT_PROTOCOL *Controller;
   const RAID_CONFIG *Saved;
   bool PreservesVolumes;
-  UINT32 EncryptedVolumes; // of the saved ones; they are created without encryption
-  EFI_STATUS Status;       // what the restore would return
-  XML_NODE *Log;           // the log of its steps
-  PLAN_COMMAND *Commands;  // pool; in the order in which they would be sent
-  UINT32 CommandCount;
-  UINT32 *Map;             // per saved disk the partner's ObjectID + 1, or 0; null without disks
-  RAID_CMD_RESULT Adapter; // the controller's answers to Get; no data when it has none
+  UINT32 EncryptedVolumes;           // of the saved ones; they are created without encryption
+  EFI_STATUS Status;                 // what the restore would return
+  XML_NODE *Log;                     // the log of its steps
+  POOL_ARRAY<PLAN_COMMAND> Commands; // in the order in which they would be sent
+  UINT32 *Map;                       // per saved disk the partner's ObjectID + 1, or 0; null without disks
+  RAID_CMD_RESULT Adapter;           // the controller's answers to Get; no data when it has none
   RAID_CMD_RESULT Disks;
   RAID_CMD_RESULT Volumes;
   FIT_INDEX Fits;           // of the controller's disks

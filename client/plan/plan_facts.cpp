@@ -6,8 +6,8 @@
 #include "driver/xml/xml.h"
 
 const PLAN_COMMAND *findCommand(const RESTORE_PLAN &plan, UINT32 command, UINT32 objectType, const void *data) {
-  for (UINT32 i = 0; i < plan.CommandCount; ++i) {
-    const PLAN_COMMAND &planned = plan.Commands[i];
+  for (UINT32 i = 0; i < plan.Commands.count; ++i) {
+    const PLAN_COMMAND &planned = plan.Commands.items[i];
     if (planned.Command == command && planned.ObjectType == objectType && (data == nullptr || planned.Data == data)) {
       return &planned;
     }

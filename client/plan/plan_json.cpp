@@ -59,7 +59,7 @@ static void writeCreated(JSON *json, const RESTORE_PLAN &plan) {
     writeVolumeMembers(json, plan.Saved->logicalDisks[i]);
     jsonBool(json, "created", judged.WhyNot.Length == 0);
     if (judged.WhyNot.Length == 0) {
-      writeMembers(json, plan.Commands[judged.Command - 1]);
+      writeMembers(json, plan.Commands.items[judged.Command - 1]);
     } else {
       jsonText(json, "reason", textOf(judged.WhyNot));
     }
@@ -103,7 +103,7 @@ static void writeSpares(JSON *json, const RESTORE_PLAN &plan) {
   for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
     const DISK_PLAN &judged = plan.DiskPlans[i];
     if (judged.SpareCommand != 0 && judged.WhyNoSpare.Length == 0) {
-      jsonNumber(json, nullptr, plan.Commands[judged.SpareCommand - 1].Ids[0]);
+      jsonNumber(json, nullptr, plan.Commands.items[judged.SpareCommand - 1].Ids[0]);
     }
   }
   jsonEnd(json);
@@ -158,8 +158,8 @@ static void writeSettings(JSON *json, const RESTORE_PLAN &plan) {
 
 static void writeCommands(JSON *json, const RESTORE_PLAN &plan) {
   jsonArray(json, "commands");
-  for (UINT32 i = 0; i < plan.CommandCount; ++i) {
-    const PLAN_COMMAND &command = plan.Commands[i];
+  for (UINT32 i = 0; i < plan.Commands.count; ++i) {
+    const PLAN_COMMAND &command = plan.Commands.items[i];
     jsonObject(json, nullptr);
     jsonText(json, "command", GetNameFromValue(command.Command, g_commandTable));
     jsonText(json, "object", GetNameFromValue(command.ObjectType, g_objectTypeTable));

@@ -167,8 +167,8 @@ static void judgeVolume(RESTORE_PLAN *plan, UINT32 index) {
 
 // Brings each virtual disk together with its command and with its step, of which the log has one as far as it comes.
 static void findCreations(RESTORE_PLAN *plan) {
-  for (UINT32 i = 0; i < plan->CommandCount; ++i) {
-    const PLAN_COMMAND &command = plan->Commands[i];
+  for (UINT32 i = 0; i < plan->Commands.count; ++i) {
+    const PLAN_COMMAND &command = plan->Commands.items[i];
     if (command.Command == RAID_COMMAND_CREATE) {
       const RAID_VD_RECORD *volume = static_cast<const RAID_VD_RECORD *>(command.Data);
       plan->VolumePlans[volume - plan->Saved->logicalDisks].Command = i + 1;
@@ -224,9 +224,9 @@ static void findLostContents(RESTORE_PLAN *plan) {
   for (UINT32 i = 0; i < recordCount(&plan->Volumes); ++i) {
     markLost(plan, currentVolumes(*plan)[i].PDs, currentVolumes(*plan)[i].PDCount);
   }
-  for (UINT32 i = 0; i < plan->CommandCount; ++i) {
-    if (plan->Commands[i].Command == RAID_COMMAND_CREATE) {
-      markLost(plan, plan->Commands[i].Ids, plan->Commands[i].IdCount);
+  for (UINT32 i = 0; i < plan->Commands.count; ++i) {
+    if (plan->Commands.items[i].Command == RAID_COMMAND_CREATE) {
+      markLost(plan, plan->Commands.items[i].Ids, plan->Commands.items[i].IdCount);
     }
   }
   for (UINT32 i = 0; i < recordCount(&plan->Disks); ++i) {

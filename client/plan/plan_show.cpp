@@ -63,7 +63,7 @@ static void sayCreatedVolume(const XYL_HOST *host, const RESTORE_PLAN &plan, UIN
     say(host, ": NOT CREATED, %a\n", textOf(judged.WhyNot));
     return;
   }
-  const PLAN_COMMAND &command = plan.Commands[judged.Command - 1];
+  const PLAN_COMMAND &command = plan.Commands.items[judged.Command - 1];
   WORD_LIST disks = {};
   for (UINT32 j = command.IdCount; j-- > 0;) {
     appendNumber(disks, ", ", command.Ids[j]);
@@ -77,7 +77,7 @@ static void saySpares(const XYL_HOST *host, const RESTORE_PLAN &plan) {
   for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
     const DISK_PLAN &judged = plan.DiskPlans[i];
     if (judged.SpareCommand != 0 && judged.WhyNoSpare.Length == 0) {
-      appendNumber(spares, ", ", plan.Commands[judged.SpareCommand - 1].Ids[0]);
+      appendNumber(spares, ", ", plan.Commands.items[judged.SpareCommand - 1].Ids[0]);
     }
     if (plan.Map == nullptr || plan.Map[i] == 0) {
       appendNumber(alone, ", ", plan.Saved->physicalDisks[i].ObjectID);

@@ -196,7 +196,7 @@ static bool isMemberAgain(const MODEL &model, const PLAN_COMMAND &command, UINT3
 // Why the controller will refuse the command with that number; nothing when it has no reason to.
 static void putWhyRefused(TEXT *why, const MODEL &model, const RAID_VD_RECORD &volume, UINT32 number) {
   const RESTORE_PLAN &plan = *model.Plan;
-  const PLAN_COMMAND &command = plan.Commands[number];
+  const PLAN_COMMAND &command = plan.Commands.items[number];
   if (recordCount(&plan.Disks) == 0) {
     putText(why, "the controller has no disks");
     return;
@@ -255,7 +255,7 @@ static CHAR16 *fqddOf(const MODEL &model, UINT32 target) {
 }
 
 static void createVolume(MODEL *model, const RAID_VD_RECORD &saved, UINT32 number) {
-  const PLAN_COMMAND &command = model->Plan->Commands[number];
+  const PLAN_COMMAND &command = model->Plan->Commands.items[number];
   const RAID_VD_RECORD *before = model->VolumeCount != 0 ? &model->Volumes[model->VolumeCount - 1] : nullptr;
   UINT32 id = before != nullptr ? before->ObjectID + 1 : model->FirstId;
   while (modelDisk(*model, id) != nullptr) {
@@ -323,7 +323,7 @@ static void makeSpare(const MODEL &model, const RAID_PD_RECORD &saved, UINT32 id
 
 static void applyCommand(MODEL *model, UINT32 number) {
   RESTORE_PLAN *plan = model->Plan;
-  const PLAN_COMMAND &command = plan->Commands[number];
+  const PLAN_COMMAND &command = plan->Commands.items[number];
   switch (command.Command) {
   case RAID_COMMAND_DELETE:
     deleteConfiguration(model);
@@ -408,7 +408,7 @@ static EFI_STATUS writeModel(MODEL *model, XML_NODE **tree) {
 EFI_STATUS predictAfter(RESTORE_PLAN *plan) {
   MODEL model = {};
   bool hasRoom = startModel(&model, plan);
-  for (UINT32 i = 0; hasRoom && i < plan->CommandCount; ++i) {
+  for (UINT32 i = 0; hasRoom && i < plan->Commands.count; ++i) {
     applyCommand(&model, i);
   }
   hasRoom = hasRoom && (plan->PreservesVolumes || listVolumes(&model));

@@ -134,7 +134,7 @@ static MEANING meaningOfMembers(const RESTORE_PLAN &plan, const DIFFERENCE &diff
   if (plan.PreservesVolumes) {
     return missesMember(plan, difference.NewNode) ? LOST : LEFT;
   }
-  const PLAN_COMMAND *command = volume.Command != 0 ? &plan.Commands[volume.Command - 1] : nullptr;
+  const PLAN_COMMAND *command = volume.Command != 0 ? &plan.Commands.items[volume.Command - 1] : nullptr;
   bool isAsPlanned = command != nullptr && hasMembers(difference.NewNode, command->Ids, command->IdCount);
   return isAsPlanned ? OTHERWISE : LEFT;
 }
@@ -198,10 +198,10 @@ static bool sameDifference(const DIFFERENCE &a, const DIFFERENCE &b) {
 
 static bool names(const VERDICT &verdict, const DIFFERENCE &difference) {
   UINT32 hash = objectHash(difference);
-  UINT32 count = verdict.Differences.Count;
+  UINT32 count = verdict.Differences.All.count;
   for (UINTN at = lowerBound(verdict.Order, count, indexKey(hash, 0)); at < count && verdict.Order[at] >> 32 == hash;
        ++at) {
-    if (sameDifference(verdict.Differences.Items[static_cast<UINT32>(verdict.Order[at])], difference)) {
+    if (sameDifference(verdict.Differences.All.items[static_cast<UINT32>(verdict.Order[at])], difference)) {
       return true;
     }
   }
@@ -215,14 +215,14 @@ EFI_STATUS makeVerdict(const RESTORE_PLAN &plan, const XML_NODE *saved, const XM
   if (EFI_ERROR(status)) {
     return status;
   }
-  UINT32 count = verdict->Differences.Count;
+  UINT32 count = verdict->Differences.All.count;
   verdict->Blames = poolNew<BLAME>(UINTN{count} + 1);
   verdict->Order = poolNew<UINT64>(UINTN{count} + 1);
   if (verdict->Blames == nullptr || verdict->Order == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   for (UINT32 i = 0; i < count; ++i) {
-    const DIFFERENCE &difference = verdict->Differences.Items[i];
+    const DIFFERENCE &difference = verdict->Differences.All.items[i];
     auto meaning = g_meanings[meaningOf(plan, difference)];
     bool isWrong = planned != nullptr && meaning.IsPlanned && !names(*planned, difference);
     verdict->Blames[i] = isWrong ? BLAME_RESTORE : meaning.Blame;
@@ -252,10 +252,10 @@ static constexpr struct {
                            {"What went wrong", "", "wrong"}}; // which no plan knows
 
 static void sayBlamed(const XYL_HOST *host, const VERDICT &verdict, UINTN blame) {
-  for (UINT32 i = 0; i < verdict.Differences.Count; ++i) {
+  for (UINT32 i = 0; i < verdict.Differences.All.count; ++i) {
     if (verdict.Blames[i] == blame) {
       sayText(host, "  ");
-      sayDifference(host, verdict.Differences.Items[i]);
+      sayDifference(host, verdict.Differences.All.items[i]);
     }
   }
 }
@@ -272,11 +272,11 @@ void sayVerdict(const XYL_HOST *host, const VERDICT &verdict, bool isToCome) {
   if (namesAny) {
     return;
   }
-  if (verdict.Differences.Count == 0) {
+  if (verdict.Differences.All.count == 0) {
     say(host, "the controller %a as it was saved\n", isToCome ? "will be" : "is");
   } else {
     say(host, "all that was saved %a back; 'xyl diff' finds %d differences that come with virtual disks made anew\n",
-        isToCome ? "comes" : "is", verdict.Differences.Count);
+        isToCome ? "comes" : "is", verdict.Differences.All.count);
   }
 }
 
@@ -284,9 +284,9 @@ void writeVerdict(JSON *json, const VERDICT &verdict) {
   jsonObject(json, "verdict");
   for (UINTN kind = 0; kind < BLAME_COUNT; ++kind) {
     jsonArray(json, g_blames[kind].Member);
-    for (UINT32 i = 0; i < verdict.Differences.Count; ++i) {
+    for (UINT32 i = 0; i < verdict.Differences.All.count; ++i) {
       if (verdict.Blames[i] == kind) {
-        writeDifference(json, verdict.Differences.Items[i]);
+        writeDifference(json, verdict.Differences.All.items[i]);
       }
     }
     jsonEnd(json);

@@ -13,8 +13,8 @@ static constexpr struct {
 
 REPORT_CHANGES readChanges(const DIFFERENCES &list) {
   REPORT_CHANGES changes = {&list, {}, {}, {}};
-  for (UINT32 i = 0; i < list.Count; ++i) {
-    const DIFFERENCE *difference = &list.Items[i];
+  for (UINT32 i = 0; i < list.All.count; ++i) {
+    const DIFFERENCE *difference = &list.All.items[i];
     if (difference->NewNode == nullptr) {
       if (difference->Object == DIFFERENCE_DISK) {
         changes.removedDisks.push_back(difference);

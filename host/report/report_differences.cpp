@@ -42,13 +42,14 @@ void putDifferences(REPORT &report) {
   const DIFFERENCES &list = *report.changes->list;
   std::string &page = report.page;
   put(page, "<section aria-labelledby=\"differences\"><h2 id=\"differences\">Differences</h2>\n");
-  put(page, list.Count == 0 ? "<p class=\"call\">Nothing differs from %.</p>\n" : "<p class=\"call open\">From %: ",
+  put(page, list.All.count == 0 ? "<p class=\"call\">Nothing differs from %.</p>\n" : "<p class=\"call open\">From %: ",
       {report.comparedWith});
-  if (list.Count != 0) {
-    put(page, "%. The pictures show the newer configuration with marks.</p>\n", {countText(list.Count, "difference")});
+  if (list.All.count != 0) {
+    put(page, "%. The pictures show the newer configuration with marks.</p>\n",
+        {countText(list.All.count, "difference")});
     HtmlTable table(page, "What differs, object by object", {"Object", "Kind", "What", "Before", "Now"});
-    for (UINT32 i = 0; i < list.Count; ++i) {
-      putDifference(table, report, list.Items[i]);
+    for (UINT32 i = 0; i < list.All.count; ++i) {
+      putDifference(table, report, list.All.items[i]);
     }
   }
   put(page, "</section>\n");

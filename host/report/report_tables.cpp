@@ -71,8 +71,8 @@ static void putGone(std::string &list, const REPORT &report) {
     }
   }
   const DIFFERENCES &all = *report.changes->list;
-  for (UINT32 i = 0; i < all.Count; ++i) {
-    const DIFFERENCE &difference = all.Items[i];
+  for (UINT32 i = 0; i < all.All.count; ++i) {
+    const DIFFERENCE &difference = all.All.items[i];
     bool isLost = difference.Element != nullptr && difference.New.Length == 0;
     if (isLost && textEqual(difference.Element, "Hotspare")) {
       put(list, "<li>Hot spare <a href=\"#differences\">%</a> of % is none now</li>\n",
@@ -131,12 +131,12 @@ void putSummary(REPORT &report) {
         "<p class=\"call open\">In % every disk and every virtual disk is in order. What the log's steps left "
         "is shown with the configuration that was read after them as a third file.</p>\n",
         {report.source});
-  } else if (list.empty() && report.changes != nullptr && report.changes->list->Count != 0) {
+  } else if (list.empty() && report.changes != nullptr && report.changes->list->All.count != 0) {
     put(report.page,
         "<p class=\"call open\">Every disk and every virtual disk is in order, and <a href=\"#differences\">%</a> from "
         "% "
         "there is to look at.</p>\n",
-        {countText(report.changes->list->Count, "difference"), report.comparedWith});
+        {countText(report.changes->list->All.count, "difference"), report.comparedWith});
   } else if (list.empty()) {
     put(report.page, "<p class=\"call\">Every disk and every virtual disk is in order.</p>\n");
   } else {

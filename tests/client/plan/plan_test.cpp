@@ -33,8 +33,8 @@ struct PLANNED {
 
   std::string commands() const {
     std::string text;
-    for (UINT32 i = 0; i < plan.CommandCount; ++i) {
-      const PLAN_COMMAND &command = plan.Commands[i];
+    for (UINT32 i = 0; i < plan.Commands.count; ++i) {
+      const PLAN_COMMAND &command = plan.Commands.items[i];
       text += commandText(command.Command, command.ObjectType, command.Ids, command.IdCount);
     }
     return text;
