@@ -13,6 +13,8 @@
 #include "bench/image.h"
 #include "driver/binding/binding.h"
 #include "driver/xml/xml.h"
+#include "providers/sim_controller/presets.h"
+#include "providers/sim_controller/sim_controller.h"
 #include "providers/xml_service/xml_service.h"
 
 double cpuSeconds() {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "host/firmware/firmware.h"
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/state.h"
 #include "raid_xyl.h"
 #include "xml_protocol.h"
 

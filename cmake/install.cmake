@@ -20,10 +20,13 @@ install(FILES ${PROJECT_BINARY_DIR}/RaidXylConfig.cmake ${PROJECT_BINARY_DIR}/Ra
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/raidxyl)
 foreach(header base/array.h base/pool.h driver/binding/binding.h host/firmware/block_device.h
                host/firmware/firmware.h records/answers.h providers/debug_log/debug_log_provider.h
-               providers/sim_controller/sim_controller.h providers/xml_service/xml_service.h)
+               providers/xml_service/xml_service.h)
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/raidxyl/${folder})
 endforeach()
+
+file(GLOB headers ${PROJECT_SOURCE_DIR}/providers/sim_controller/*.h)
+install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/raidxyl/providers/sim_controller)
 
 # The client writes its own pages.
 foreach(page man completion)

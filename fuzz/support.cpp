@@ -2,6 +2,8 @@
 
 #include "driver/xml/xml.h"
 #include "host/firmware/state.h"
+#include "providers/sim_controller/presets.h"
+#include "providers/sim_controller/sim_controller.h"
 #include "tests/support/kept_state.h"
 
 // --- The world ---

@@ -5,6 +5,7 @@
 
 #include "base/status_text.h"
 #include "client/output/output.h"
+#include "providers/sim_controller/fixed_text.h"
 
 static void appendUtf8(std::string &to, UINT32 unit) {
   char bytes[4];

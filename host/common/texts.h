@@ -4,7 +4,6 @@
 #include <string>
 
 #include "driver/xml/xml.h"
-#include "providers/sim_controller/sim_controller.h"
 
 std::string toUtf8(const CHAR16 *text);
 std::string toUtf8(const CHAR8 *text);

@@ -6,6 +6,9 @@
 #include "base/text.h"
 #include "client/documents/documents.h"
 #include "driver/request/request.h"
+#include "providers/sim_controller/fixed_text.h"
+#include "providers/sim_controller/rooms.h"
+#include "providers/sim_controller/sim_controller.h"
 
 struct PARSED {
   DOCUMENT_TEXT text = {};

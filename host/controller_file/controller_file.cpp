@@ -4,6 +4,7 @@
 #include "host/common/common.h"
 #include "host/controller_file/controller_state.h"
 #include "host/controller_file/state_json.h"
+#include "providers/sim_controller/presets.h"
 
 static constexpr UINT64 FILE_FORMAT = 2; // 1: members had names of their own
 static constexpr std::chrono::seconds LOCK_PATIENCE(2);

@@ -7,6 +7,7 @@
 #include "client/command_line/command_line.h"
 #include "host/common/common.h"
 #include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/state.h"
 
 struct SIM_DELETER {
   void operator()(SIM_CONTROLLER *sim) const { simDestroy(sim); }

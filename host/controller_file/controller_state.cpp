@@ -1,6 +1,7 @@
 #include "host/controller_file/controller_state.h"
 
 #include "host/common/common.h"
+#include "providers/sim_controller/rooms.h"
 
 static constexpr UINT64 OBJECTS_LIMIT = 100000;
 

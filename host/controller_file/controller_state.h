@@ -2,7 +2,7 @@
 #pragma once
 
 #include "host/controller_file/state_visitor.h"
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/state.h"
 
 // Visits the whole state. What the records tell goes along the tables of the documents and has their names; what only
 // the simulator knows begins with a small letter. Throws what the visitor throws.

@@ -1,6 +1,8 @@
 #include "base/text.h"
 #include "host/common/common.h"
 #include "host/controller_file/state_json.h"
+#include "providers/sim_controller/faults.h"
+#include "providers/sim_controller/fixed_text.h"
 
 [[noreturn]] static void refuse(const std::string &where, const std::string &what) {
   throw CLIENT_ERROR(EFI_INVALID_PARAMETER, where + ": " + what);

@@ -4,7 +4,6 @@
 #include <functional>
 
 #include "driver/xml/xml.h"
-#include "providers/sim_controller/sim_controller.h"
 
 // Every call names a member of the file's current object, and gives its value, which a reader replaces. A reader throws
 // CLIENT_ERROR for a member that is not of its kind.

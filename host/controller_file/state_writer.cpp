@@ -2,6 +2,7 @@
 #include "base/text.h"
 #include "host/common/common.h"
 #include "host/controller_file/state_json.h"
+#include "providers/sim_controller/faults.h"
 
 static std::string hexOf(UINT64 value, unsigned digits) {
   char text[17];

@@ -7,6 +7,7 @@
 #include "driver/binding/binding.h"
 #include "providers/debug_log/debug_log_provider.h"
 #include "providers/disk_controller/disk_controller.h"
+#include "providers/sim_controller/sim_controller.h"
 #include "providers/xml_service/xml_service.h"
 
 // Nobody sees a log that was not asked for, and its lines are many.

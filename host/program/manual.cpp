@@ -6,7 +6,7 @@
 
 #include "base/status_text.h"
 #include "host/common/common.h"
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/presets.h"
 
 static void put(const XYL_HOST &host, const std::string &text) {
   host.WriteOut(&host, text.c_str(), text.size());

@@ -13,6 +13,9 @@
 #include "host/simulator/sim_job.h"
 #include "host/simulator/sim_json.h"
 #include "host/simulator/sim_show.h"
+#include "providers/sim_controller/drives.h"
+#include "providers/sim_controller/hand.h"
+#include "providers/sim_controller/presets.h"
 
 static std::string volumeText(const SIM_VIRTUAL_DISK &volume) {
   return "virtual disk " + std::to_string(volume.record.ObjectID) + " \"" + toUtf8(volume.Name) + "\"";

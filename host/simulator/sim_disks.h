@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/controller_file/controller_file.h"
+#include "providers/sim_controller/state.h"
 
 struct SIM_PLACE {
   UINT32 enclosureObjectId; // SIM_DIRECT: none

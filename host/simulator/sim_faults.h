@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/simulator/sim_job.h"
+#include "providers/sim_controller/faults.h"
 
 // What a pending fault will do, as "the next Create fails: Device Error".
 std::string faultText(const SIM_FAULT &fault);

@@ -3,6 +3,7 @@
 
 #include "client/command_line/command_line.h"
 #include "host/controller_file/controller_file.h"
+#include "providers/sim_controller/state.h"
 
 struct SIM_JOB {
   const XYL_HOST &host;

@@ -4,6 +4,7 @@
 #include "host/common/common.h"
 #include "host/simulator/sim_disks.h"
 #include "host/simulator/sim_faults.h"
+#include "providers/sim_controller/presets.h"
 
 static void writeText(JSON *json, const char *name, const std::string &text) {
   jsonText(json, name, text.c_str());

@@ -1,4 +1,6 @@
 // The image that brings simulated controllers to firmware.
+#include "providers/sim_controller/hand.h"
+#include "providers/sim_controller/presets.h"
 #include "providers/sim_controller/sim_controller.h"
 
 static SIM_CONTROLLER *g_sims[SIM_IMAGE_CAPACITY];

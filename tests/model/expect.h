@@ -1,6 +1,7 @@
 // What one call of Set_Live must do: the commands that reach the controller, the status, the log and the state.
 #pragma once
 
+#include "providers/sim_controller/state.h"
 #include "tests/model/state.h"
 
 struct METHOD {

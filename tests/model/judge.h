@@ -1,6 +1,7 @@
 // Calls of Set_Live against the model.
 #pragma once
 
+#include "providers/sim_controller/state.h"
 #include "tests/model/random.h"
 
 // Makes the call and compares what comes of it with what the model says. Empty when everything is as it must be.

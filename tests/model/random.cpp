@@ -1,5 +1,7 @@
 #include "tests/model/random.h"
 
+#include "providers/sim_controller/drives.h"
+#include "providers/sim_controller/hand.h"
 #include "tests/driver/live/request_text.h"
 
 static constexpr UINT64 GB = 1000000000ULL;

@@ -1,6 +1,7 @@
 // Random controllers, events and calls that make sense more often than not.
 #pragma once
 
+#include "providers/sim_controller/state.h"
 #include "tests/model/expect.h"
 #include "tests/support/world.h"
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <variant>
 
+#include "providers/sim_controller/command_log.h"
+#include "providers/sim_controller/state.h"
 #include "tests/support/kept_state.h"
 
 using IDS = std::vector<UINT32>;

@@ -2,6 +2,8 @@
 #include <filesystem>
 
 #include "driver/xml/xml.h"
+#include "providers/sim_controller/hand.h"
+#include "providers/sim_controller/presets.h"
 #include "tests/driver/live/request_text.h"
 #include "tests/support/kept_state.h"
 #include "tests/support/paths.h"

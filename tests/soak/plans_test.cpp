@@ -1,6 +1,7 @@
 // A thousand random situations: what a plan says of a restore is what the restore then says of itself.
 #include <nlohmann/json.hpp>
 
+#include "providers/sim_controller/hand.h"
 #include "tests/model/judge.h"
 #include "tests/soak/client.h"
 

@@ -1,5 +1,6 @@
 #include <nlohmann/json.hpp>
 
+#include "providers/sim_controller/hand.h"
 #include "tests/model/judge.h"
 #include "tests/soak/client.h"
 #include "tests/soak/lives.h"

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/state.h"
 
 // Arrays of a controller only grow, so there is room for what was in them before.
 template <class T> struct KEPT_ARRAY {

@@ -9,6 +9,8 @@
 #include "base/status_text.h"
 #include "driver/binding/binding.h"
 #include "providers/debug_log/debug_log_provider.h"
+#include "providers/sim_controller/presets.h"
+#include "providers/sim_controller/sim_controller.h"
 #include "providers/xml_service/xml_service.h"
 
 const char *const RESTORE = "<RunMode><Mode>Restore</Mode><StopOnError>False</StopOnError></RunMode>";

@@ -9,7 +9,7 @@
 
 #include "debug_log_ring.h"
 #include "host/firmware/firmware.h"
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/state.h"
 #include "raid_xyl.h"
 
 struct WORLD_OPTIONS {

@@ -1,6 +1,7 @@
 // What holds after every run of an operation, whatever failed in it.
 #pragma once
 
+#include "providers/sim_controller/state.h"
 #include "tests/support/kept_state.h"
 #include "tests/support/world.h"
 

@@ -1,5 +1,6 @@
 // Every operation with documents of every kind, while each allocation and each command of the controller fails: one,
 // all from one on, and where it is short any two of them. One set of rules judges all runs.
+#include "providers/sim_controller/hand.h"
 #include "tests/driver/live/request_text.h"
 #include "tests/sweeps/rules.h"
 

@@ -4,6 +4,8 @@
 
 #include "driver/binding/binding.h"
 #include "host/firmware/firmware.h"
+#include "providers/sim_controller/hand.h"
+#include "providers/sim_controller/presets.h"
 #include "providers/sim_controller/sim_controller.h"
 #include "providers/xml_service/xml_service.h"
 #include "raid_xyl.h"

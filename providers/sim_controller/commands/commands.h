@@ -1,7 +1,7 @@
 // Which commands there are for which objects.
 #pragma once
 
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/state.h"
 
 // Runs a command whose block may hold anything; *answer starts zero and is filled by commands that have data.
 EFI_STATUS simRunCommand(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer);

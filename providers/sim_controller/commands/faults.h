@@ -1,7 +1,8 @@
 // Planned faults.
 #pragma once
 
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/faults.h"
+#include "providers/sim_controller/state.h"
 
 // The fault that strikes this command, or null; counts it down.
 const SIM_FAULT *simNextFault(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);

@@ -1,7 +1,7 @@
 // Configuration that another adapter wrote.
 #pragma once
 
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/state.h"
 
 // Hands a virtual disk and its members over to the foreign side, which has room for it.
 void simVolumeToForeign(SIM_CONTROLLER *sim, UINT32 objectId);

@@ -3,6 +3,7 @@
 #include "providers/sim_controller/commands/command_log.h"
 #include "providers/sim_controller/commands/commands.h"
 #include "providers/sim_controller/commands/faults.h"
+#include "providers/sim_controller/sim_controller.h"
 
 SIM_CONTROLLER *simFromProtocol(RAID_MGMT_PROTOCOL *protocol) {
   return reinterpret_cast<SIM_CONTROLLER *>(reinterpret_cast<UINTN>(protocol) - offsetof(SIM_CONTROLLER, protocol));

@@ -1,7 +1,7 @@
 // Whether a virtual disk may be created, and what it would be.
 #pragma once
 
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/state.h"
 
 // A virtual disk that may be created.
 struct SIM_VOLUME_PLAN {

@@ -1,7 +1,7 @@
 // Virtual disks: made, removed, judged.
 #pragma once
 
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/state.h"
 
 // Creates a virtual disk; *objectId may be null.
 EFI_STATUS simCreateVolume(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,

@@ -1,5 +1,8 @@
 // The life of a controller: made, installed, taken down, destroyed.
+#include "providers/sim_controller/command_log.h"
 #include "providers/sim_controller/commands/service.h"
+#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/state.h"
 
 static const EFI_GUID g_mgmtGuid = RAID_MGMT_PROTOCOL_GUID;
 static const EFI_GUID g_alternateGuid = RAID_MGMT_ALT_PROTOCOL_GUID;

@@ -3,6 +3,8 @@
 #include "providers/sim_controller/commands/foreign.h"
 #include "providers/sim_controller/commands/key.h"
 #include "providers/sim_controller/commands/volumes.h"
+#include "providers/sim_controller/drives.h"
+#include "providers/sim_controller/hand.h"
 #include "providers/sim_controller/state/drives.h"
 #include "providers/sim_controller/state/modes.h"
 #include "providers/sim_controller/state/objects.h"

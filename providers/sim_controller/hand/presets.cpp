@@ -1,6 +1,10 @@
 // Ready-made controllers.
+#include "providers/sim_controller/presets.h"
 #include "base/text.h"
 #include "providers/sim_controller/commands/volumes.h"
+#include "providers/sim_controller/drives.h"
+#include "providers/sim_controller/fixed_text.h"
+#include "providers/sim_controller/sim_controller.h"
 #include "providers/sim_controller/state/drives.h"
 #include "providers/sim_controller/state/objects.h"
 

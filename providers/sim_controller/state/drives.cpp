@@ -1,6 +1,7 @@
 #include "providers/sim_controller/state/drives.h"
 
 #include "base/text.h"
+#include "providers/sim_controller/fixed_text.h"
 #include "providers/sim_controller/state/objects.h"
 
 #define PD_ATTRIBUTE_SSD_FDE (RAID_PD_ATTRIBUTE_SSD | RAID_PD_ATTRIBUTE_FDE)

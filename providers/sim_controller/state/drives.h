@@ -1,7 +1,8 @@
 // Drives as they come out of the box, and the places that they go to.
 #pragma once
 
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/drives.h"
+#include "providers/sim_controller/state.h"
 
 // Puts a disk of the state into a place: enclosure, port, slot and names.
 void simPlaceDisk(SIM_CONTROLLER *sim, SIM_DISK *disk, UINT32 enclosureObjectId, UINT8 slot);

@@ -1,7 +1,7 @@
 // The adapter's modes.
 #pragma once
 
-#include "providers/sim_controller/sim_controller.h"
+#include "raid_records.h"
 
 // Bit n for each value n.
 template <class... T> constexpr UINT16 simBitsOf(T... values) {

@@ -1,7 +1,7 @@
 // The objects of the state: found, counted, named.
 #pragma once
 
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/state.h"
 
 // A text under construction in room for SIM_TEXT_UNITS; what does not fit is cut.
 struct SIM_TEXT {

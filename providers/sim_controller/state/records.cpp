@@ -1,5 +1,6 @@
 #include "providers/sim_controller/state/records.h"
 
+#include "providers/sim_controller/rooms.h"
 #include "providers/sim_controller/state/objects.h"
 
 // Reserved stretches are not zero on hardware either.

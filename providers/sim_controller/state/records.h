@@ -1,7 +1,7 @@
 // The state as records: what Get and GetKeyID answer.
 #pragma once
 
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/state.h"
 
 // Fills *answer with deep copies of the objects of a type, those of ids or (idCount 0) all. EFI_NOT_FOUND for none or
 // an unknown id, EFI_OUT_OF_RESOURCES with everything released.

@@ -1,6 +1,6 @@
-// Where the state keeps what does not fit into a record.
-#include "base/text.h"
-#include "providers/sim_controller/sim_controller.h"
+#include "providers/sim_controller/rooms.h"
+
+#include "providers/sim_controller/state.h"
 #include "records/pointers.h"
 
 template <UINT32 COUNT> struct ROOM_TABLE { SIM_ROOM rows[COUNT]; };
@@ -81,22 +81,4 @@ void *simRoomOf(UINT32 objectType, void *object, UINTN pointer) {
     }
   }
   return nullptr;
-}
-
-bool simSetFixed(CHAR8 *member, UINTN width, const CHAR8 *text) {
-  UINTN length = textLength(text);
-  if (length > width) {
-    return false;
-  }
-  __builtin_memset(member, length == 0 ? 0 : ' ', width);
-  copyBytes(member, text, length);
-  return true;
-}
-
-UINTN simFixedLength(const CHAR8 *member, UINTN width) {
-  UINTN length = 0;
-  for (UINTN i = 0; i < width && member[i] != 0; i++) {
-    length = member[i] == ' ' ? length : i + 1;
-  }
-  return length;
 }

@@ -1,4 +1,5 @@
 // Whether a state that came from outside can be worked with.
+#include "providers/sim_controller/rooms.h"
 #include "providers/sim_controller/state/modes.h"
 #include "providers/sim_controller/state/objects.h"
 #include "records/levels.h"

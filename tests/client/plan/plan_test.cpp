@@ -6,6 +6,7 @@
 #include "driver/request/request.h"
 #include "driver/restore/restore.h"
 #include "driver/xml/xml.h"
+#include "providers/sim_controller/hand.h"
 #include "tests/client/client.h"
 #include "tests/driver/live/request_text.h"
 

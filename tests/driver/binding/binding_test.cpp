@@ -1,6 +1,7 @@
 #include "driver/binding/binding.h"
 #include "driver/binding/instances.h"
 #include "driver/live/live.h"
+#include "providers/sim_controller/sim_controller.h"
 #include "tests/support/world.h"
 
 static const EFI_GUID g_raidXylGuid = RAID_XYL_PROTOCOL_GUID;

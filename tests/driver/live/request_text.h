@@ -1,6 +1,8 @@
 // Change documents for tests, and what the controller and the log got.
 #pragma once
 
+#include "providers/sim_controller/command_log.h"
+#include "providers/sim_controller/state.h"
 #include "tests/support/world.h"
 
 // Run-time options that rebuild and end at the first failure.

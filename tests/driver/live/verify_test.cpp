@@ -1,5 +1,6 @@
 // Verify: which differences are which bits and messages, how versions compare, and what is no answer.
 #include "driver/live/live.h"
+#include "providers/sim_controller/hand.h"
 #include "tests/driver/live/request_text.h"
 
 using EDITS = std::vector<std::pair<const char *, const char *>>;

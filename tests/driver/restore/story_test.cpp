@@ -3,6 +3,7 @@
 #include <set>
 #include <sstream>
 
+#include "providers/sim_controller/hand.h"
 #include "tests/driver/live/request_text.h"
 #include "tests/support/kept_state.h"
 

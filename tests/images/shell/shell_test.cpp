@@ -4,6 +4,9 @@
 #include <regex>
 
 #include "images/shell/shell.h"
+#include "providers/sim_controller/hand.h"
+#include "providers/sim_controller/presets.h"
+#include "providers/sim_controller/sim_controller.h"
 #include "tests/support/world.h"
 
 static const EFI_GUID g_shellGuid = EFI_SHELL_PROTOCOL_GUID, g_parametersGuid = EFI_SHELL_PARAMETERS_PROTOCOL_GUID;

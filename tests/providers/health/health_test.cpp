@@ -4,6 +4,9 @@
 #include <map>
 
 #include "providers/health/health.h"
+#include "providers/sim_controller/hand.h"
+#include "providers/sim_controller/presets.h"
+#include "providers/sim_controller/sim_controller.h"
 #include "tests/support/world.h"
 
 using LANGUAGES = std::map<std::string, std::vector<std::string>>; // Latin-1 texts by language, the first its name

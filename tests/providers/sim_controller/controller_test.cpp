@@ -1,5 +1,6 @@
 // Answers and the books behind them, what is refused, and states that do not hold.
 #include "base/text.h"
+#include "providers/sim_controller/hand.h"
 #include "tests/providers/sim_controller/commands.h"
 
 // Each misuse of an answer of 21 disks leaves it out, is noted once and changes nothing.

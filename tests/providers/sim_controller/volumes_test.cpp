@@ -1,4 +1,5 @@
 // Create, Delete, Change and foreign configuration.
+#include "providers/sim_controller/hand.h"
 #include "tests/providers/sim_controller/commands.h"
 
 enum : UINT32 { LEVEL_0 = 2, LEVEL_1 = 4, LEVEL_5 = 0x40, LEVEL_6 = 0x80, LEVEL_10 = 0x800, LEVEL_50 = 0x2000 };
