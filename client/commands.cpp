@@ -74,7 +74,10 @@ const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT] = {
     {nullptr, "--disk", "DISK", XYL_FRONT_SHELL, "make the disk blink"},
     {"-b", "--pages", nullptr, XYL_FRONT_SHELL, "stop after each page of what is printed"},
     {nullptr, "--wipe", nullptr, XYL_FRONT_BOTH, "first destroy what keeps the disks from being Ready"},
-    {nullptr, "--request", "BODY.json", XYL_FRONT_HOST, "the body of a Redfish request, for METHOD and URI"},
+    {nullptr, "--request", "BODY.json", XYL_FRONT_HOST,
+     HOST_TEXT("the body of a Redfish request, for METHOD and URI; - is the standard input")},
+    {nullptr, "--if-match", "ETAG", XYL_FRONT_HOST,
+     HOST_TEXT("run the request only while its resource has this entity tag")},
 };
 
 const XYL_COMMAND g_xylCommands[] = {
@@ -261,15 +264,19 @@ const XYL_COMMAND g_xylCommands[] = {
      "xyl report saved.xml log.xml after.xml -o report.html\nxyl report --preset demo -o report.html",
      "", nullptr},
     {"redfish", "[SAVED.xml] DIRECTORY | METHOD URI [SAVED.xml]", 1, 3,
-     ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE) | OPTION(INCOMPLETE) | OPTION(REQUEST), PLAIN_OUTCOMES,
-     XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false, "writes a configuration as Redfish resources, or a request as changes",
+     ON_CONTROLLER | OPTION(OUTPUT) | OPTION(FORCE) | OPTION(INCOMPLETE) | OPTION(REQUEST) | OPTION(YES) |
+         OPTION(IF_MATCH),
+     PLAIN_OUTCOMES, XYL_FRONT_HOST, XYL_NEEDS_NOTHING, false,
+     "writes a configuration as Redfish resources, or a request as changes",
      "Writes the resources of a Redfish service that tells the configuration to DIRECTORY/redfish, an index.json each, "
      "of\n"
      "SAVED.xml or, without it, of the controller. With --request it writes the change document that does what a "
      "POST,\n"
      "PATCH or DELETE asks for; BODY.json is the request's body, /dev/null for none. A request that cannot be "
      "expressed\n"
-     "is refused, and the output is the error body that the service answers. docs/redfish.md tells what maps to what.",
+     "is refused, and the output is the error body that the service answers. docs/redfish.md tells what maps to what.\n"
+     "DIRECTORY - prints all resources as one JSON document. With --yes the request is run on the controller, and the\n"
+     "output is one JSON document with the status and the body of the answer.",
      "xyl redfish saved.xml mockup\nxyl redfish mockup --controller lab.json --force\n"
      "xyl redfish --request body.json PATCH /redfish/v1/Systems/1/Storage/0/Volumes/3 saved.xml -o changes.xml",
      "", nullptr},

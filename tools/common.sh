@@ -2,11 +2,11 @@
 
 BUILD_PACKAGES="g++ cmake ninja-build nlohmann-json3-dev"
 EFI_PACKAGES="clang lld llvm cmake ninja-build python3"
-TEST_PACKAGES="libgtest-dev libxml2-utils libxml2-dev python3 python3-jsonschema python3-sushy gnu-efi"
+TEST_PACKAGES="libgtest-dev libxml2-utils libxml2-dev python3 python3-jsonschema python3-aiohttp python3-sushy gnu-efi"
 FIRMWARE_PACKAGES="ovmf qemu-system-x86 qemu-system-arm qemu-efi-aarch64 mtools gdisk xorriso sbsigntool openssl ipxe"
 FUZZ_PACKAGES="clang libclang-rt-14-dev libgtest-dev python3"
 BENCH_PACKAGES="libbenchmark-dev libpugixml-dev libtinyxml2-dev libxml2-dev python3"
-REDFISH_PACKAGES="python3 python3-sushy"
+REDFISH_PACKAGES="python3 python3-aiohttp python3-sushy"
 REPORT_PACKAGES="chromium fonts-dejavu-core python3"
 MEDIUM_PACKAGES="gdisk mtools xorriso"
 LINUX_PACKAGES="qemu-system-x86 cpio kmod binutils python3 strace xz-utils"

@@ -158,7 +158,7 @@ static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
   if (isFailure(result)) {
     return result;
   }
-  options.changes = xylChangesController(request);
+  options.changes = xylChangesController(request) || (isRedfish(request) && redfishChangesController(request));
   Platform platform(options);
   host.SystemTable = platform.systemTable();
   std::string server = serverName(options);

@@ -1,8 +1,9 @@
-#include "client/controllers/controllers.h"
 #include "host/common/common.h"
 #include "host/redfish/mockup.h"
+#include "host/redfish/perform.h"
 #include "host/redfish/redfish.h"
 #include "host/redfish/request.h"
+#include "host/redfish/source.h"
 
 // Operands that stand beside a saved document: METHOD and URI, or DIRECTORY.
 static UINTN ownOperands(const XYL_REQUEST &request) {
@@ -13,38 +14,21 @@ bool redfishNeedsController(const XYL_REQUEST &request) {
   return request.OperandCount <= ownOperands(request);
 }
 
-// A document and its tree, given back at the end.
-struct REDFISH_SOURCE {
-  DOCUMENT_TEXT document = {};
-  XML_NODE *root = nullptr;
-
-  REDFISH_SOURCE() = default;
-  REDFISH_SOURCE(const REDFISH_SOURCE &) = delete;
-  REDFISH_SOURCE &operator=(const REDFISH_SOURCE &) = delete;
-  ~REDFISH_SOURCE() {
-    freeTree(root);
-    releaseDocument(&document);
-  }
-};
-
-static XYL_RESULT readLive(const XYL_CONTEXT &context, REDFISH_SOURCE *source) {
-  CONTROLLER controller;
-  bool isWhole = false;
-  XYL_RESULT result = openController(context, &controller);
-  return isFailure(result) ? result : readWholeInventory(context, controller, &source->document, &isWhole);
+bool redfishChangesController(const XYL_REQUEST &request) {
+  return request.Options[XYL_OPTION_REQUEST] != nullptr && request.Options[XYL_OPTION_YES] != nullptr;
 }
 
-static XYL_RESULT readSource(const XYL_CONTEXT &context, const CHAR8 *file, REDFISH_SOURCE *source) {
-  const CHAR8 *name = file != nullptr ? file : "the inventory";
-  XYL_RESULT result = file != nullptr ? readDocument(context, file, &source->document) : readLive(context, source);
-  if (!isFailure(result)) {
-    result = parseTree(context, name, source->document.Text, &source->root);
+// All resources by their URIs, and the methods that change them, as one document.
+static XYL_RESULT printTree(const XYL_CONTEXT &context, const REDFISH_RESOURCES &resources) {
+  std::string text = R"({"resources":)";
+  char separator = '{';
+  for (const auto &[uri, resource] : resources) {
+    text += separator + Json(uri).dump() + ":" + resource.dump();
+    separator = ',';
   }
-  if (!isFailure(result) && adapterOf(source->root) == nullptr) {
-    complain(context.Host, "%a has no adapter, so it is no configuration document", name);
-    result = failed(EFI_INVALID_PARAMETER);
-  }
-  return result;
+  text += R"(},"methods":)" + methodsOf(resources).dump() + "}\n";
+  context.Host->WriteOut(context.Host, text.c_str(), text.size());
+  return succeeded();
 }
 
 static XYL_RESULT writeTree(const XYL_CONTEXT &context, const REDFISH_MODEL &model, const CHAR8 *directory) {
@@ -53,6 +37,9 @@ static XYL_RESULT writeTree(const XYL_CONTEXT &context, const REDFISH_MODEL &mod
     return wrongUsage();
   }
   REDFISH_RESOURCES resources = makeResources(model);
+  if (isStandardOutput(directory)) {
+    return printTree(context, resources);
+  }
   writeMockup(directory, resources, hasOption(context, XYL_OPTION_FORCE));
   say(context.Host, "%d resources in %a/redfish\n", static_cast<UINT32>(resources.size()), directory);
   return succeeded();
@@ -82,23 +69,27 @@ static XYL_RESULT writeChanges(const XYL_CONTEXT &context, CHANGE_WRITER *writer
   return succeeded();
 }
 
-// The text goes whatever happens.
-struct WRITER_HOLDER {
-  CHANGE_WRITER writer = {};
-
-  WRITER_HOLDER() = default;
-  WRITER_HOLDER(const WRITER_HOLDER &) = delete;
-  WRITER_HOLDER &operator=(const WRITER_HOLDER &) = delete;
-  ~WRITER_HOLDER() { freeText(&writer.Text); }
-};
-
-static XYL_RESULT answerRequest(const XYL_CONTEXT &context, const REDFISH_MODEL &model) {
-  const CHAR8 *const *operands = context.Request->Operands;
-  const CHAR8 *file = context.Request->Options[XYL_OPTION_REQUEST];
+static std::string readBody(const CHAR8 *file) {
   std::string body;
-  EFI_STATUS status = readHostFile(file, &body);
+  EFI_STATUS status = readHostFile(isStandardOutput(file) ? "/dev/stdin" : file, &body);
   if (EFI_ERROR(status)) {
     throw CLIENT_ERROR(status, std::string("cannot read '") + file + "': " + statusWords(status));
+  }
+  return body;
+}
+
+static XYL_RESULT answerRequest(const XYL_CONTEXT &context, const CHAR8 *document) {
+  const CHAR8 *const *operands = context.Request->Operands;
+  const CHAR8 *const *options = context.Request->Options;
+  std::string body = readBody(options[XYL_OPTION_REQUEST]);
+  if (redfishChangesController(*context.Request)) {
+    const CHAR8 *etag = options[XYL_OPTION_IF_MATCH];
+    return performRequest(context, {operands[0], operands[1], body, etag != nullptr ? etag : ""});
+  }
+  REDFISH_MODEL model;
+  XYL_RESULT result = readRedfishSource(context, document, &model);
+  if (isFailure(result)) {
+    return result;
   }
   WRITER_HOLDER holder;
   try {
@@ -109,22 +100,31 @@ static XYL_RESULT answerRequest(const XYL_CONTEXT &context, const REDFISH_MODEL 
   return writeChanges(context, &holder.writer);
 }
 
+static XYL_RESULT wrongWords(const XYL_CONTEXT &context, const CHAR8 *words) {
+  complain(context.Host, "%a", words);
+  return wrongUsage();
+}
+
 XYL_RESULT runRedfish(const XYL_CONTEXT &context) {
   const XYL_REQUEST &request = *context.Request;
   UINTN own = ownOperands(request);
   if (request.OperandCount < own || request.OperandCount > own + 1) {
-    complain(context.Host, own == 1 ? "write 'xyl redfish [SAVED.xml] DIRECTORY', or METHOD and URI with --request"
-                                    : "--request wants METHOD URI [SAVED.xml]");
-    return wrongUsage();
+    return wrongWords(context, own == 1 ? "write 'xyl redfish [SAVED.xml] DIRECTORY', or METHOD and URI with --request"
+                                        : "--request wants METHOD URI [SAVED.xml]");
   }
   bool isLive = redfishNeedsController(request);
-  const CHAR8 *file = isLive ? nullptr : request.Operands[own == 1 ? 0 : 2];
-  REDFISH_SOURCE source;
-  XYL_RESULT result = readSource(context, file, &source);
-  if (isFailure(result)) {
-    return result;
+  bool runs = redfishChangesController(request);
+  if (runs && (!isLive || hasOption(context, XYL_OPTION_OUTPUT))) {
+    return wrongWords(context, "--yes runs the request on a controller; leave out the document and --output");
+  }
+  if (!runs && (hasOption(context, XYL_OPTION_YES) || hasOption(context, XYL_OPTION_IF_MATCH))) {
+    return wrongWords(context, "--yes goes with --request, and --if-match with both");
+  }
+  const CHAR8 *document = isLive ? nullptr : request.Operands[own == 1 ? 0 : 2];
+  if (own == 2) {
+    return answerRequest(context, document);
   }
   REDFISH_MODEL model;
-  readRedfishModel(context.Host, source.root, &model);
-  return own == 2 ? answerRequest(context, model) : writeTree(context, model, request.Operands[isLive ? 0 : 1]);
+  XYL_RESULT result = readRedfishSource(context, document, &model);
+  return isFailure(result) ? result : writeTree(context, model, request.Operands[isLive ? 0 : 1]);
 }

@@ -12,6 +12,7 @@ struct REDFISH_PROBLEM {
   const char *key;                    // "PropertyUnknown"
   std::vector<std::string> arguments; // as the registry orders them
   std::string property;               // path that it is about; "": none
+  std::string resolution = "";        // what happened or may be done, in words; "": what the registry says
 };
 
 // Thrown to where the request is answered.
@@ -24,5 +25,9 @@ struct REDFISH_REFUSAL {
 // The message in words.
 std::string problemText(const REDFISH_PROBLEM &problem);
 
-// The body of the answer.
+// The message as an object of "@Message.ExtendedInfo".
+Json messageOf(const REDFISH_PROBLEM &problem);
+
+// The body of the answer, and its HTTP status, which the first message decides.
 Json errorBody(const REDFISH_REFUSAL &refusal);
+unsigned httpStatusOf(const REDFISH_REFUSAL &refusal);

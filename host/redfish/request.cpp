@@ -1,5 +1,9 @@
 #include "host/redfish/request.h"
 
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
 #include "host/redfish/body.h"
 
 // --- Drives ---
@@ -55,55 +59,93 @@ static void changeController(const REDFISH_CALL &call) {
 
 struct ROUTE {
   const char *method;
-  const char *before; // the id, behind the storage's URI
-  const char *behind; // null: there is no id
+  const char *resource; // behind the root; * stands for a name
+  const char *action;   // behind the resource
   bool hasBody;
   void (*call)(const REDFISH_CALL &call);
 };
 
 static constexpr ROUTE g_routes[] = {
-    {"POST", "/Volumes", nullptr, true, createVolume},
-    {"PATCH", "/Volumes/", "", true, changeVolume},
-    {"DELETE", "/Volumes/", "", false, deleteVolume},
-    {"POST", "/Volumes/", "/Actions/Volume.CheckConsistency", false, checkVolume},
-    {"PATCH", "/Drives/", "", true, changeDrive},
-    {"PATCH", "/Controllers/", "", true, changeController},
+    {"POST", "/Systems/1/Storage/*/Volumes", "", true, createVolume},
+    {"PATCH", "/Systems/1/Storage/*/Volumes/*", "", true, changeVolume},
+    {"DELETE", "/Systems/1/Storage/*/Volumes/*", "", false, deleteVolume},
+    {"POST", "/Systems/1/Storage/*/Volumes/*", "/Actions/Volume.CheckConsistency", false, checkVolume},
+    {"PATCH", "/Systems/1/Storage/*/Drives/*", "", true, changeDrive},
+    {"PATCH", "/Systems/1/Storage/*/Controllers/*", "", true, changeController},
 };
 
-// Whether the URI is that of the route; the resource's URI and the id are then left in the others.
-static bool fits(const ROUTE &route, const std::string &uri, std::string *resource, std::string *id) {
-  std::string behind = route.behind != nullptr ? route.behind : "";
-  if (!uri.starts_with(route.before) || !uri.ends_with(behind)) {
-    return false;
+// Whether the text is what the pattern says, of which a * stands for anything without a slash.
+static bool fits(std::string_view pattern, std::string_view text) {
+  while (!pattern.empty()) {
+    size_t star = pattern.find('*');
+    if (!text.starts_with(pattern.substr(0, star))) {
+      return false;
+    }
+    if (star == std::string_view::npos) {
+      return text.size() == pattern.size();
+    }
+    text.remove_prefix(star);
+    pattern.remove_prefix(star + 1);
+    text.remove_prefix(std::min(text.find('/'), text.size()));
   }
-  size_t length = std::string(route.before).size();
-  *id = uri.size() > length + behind.size() ? uri.substr(length, uri.size() - length - behind.size()) : "";
-  *resource = route.before + *id;
-  return id->empty() == (route.behind == nullptr) && id->find('/') == std::string::npos;
+  return text.empty();
 }
 
-void putRequest(const REDFISH_REQUEST &request, CHANGE_WRITER *writer) {
-  REDFISH_RESOURCES resources = makeResources(request.model);
-  std::string uri = request.uri;
+static bool fits(const ROUTE &route, const std::string &resource) {
+  return resource.starts_with(REDFISH_ROOT) && fits(route.resource, resource.substr(std::strlen(REDFISH_ROOT)));
+}
+
+// Clients may write a slash behind a URI.
+static std::string withoutSlash(std::string uri) {
   while (uri.size() > 1 && uri.back() == '/') {
     uri.pop_back();
   }
-  std::string storage = storageUri(request.model);
-  bool isThere = resources.contains(uri);
-  std::string inside = uri.starts_with(storage) ? uri.substr(storage.size()) : "";
+  return uri;
+}
+
+std::string targetOf(const std::string &uri, const REDFISH_RESOURCES &resources) {
+  std::string resource = withoutSlash(uri);
+  resource.erase(std::min(resource.find("/Actions/"), resource.size()));
+  return resources.contains(resource) ? resource : "";
+}
+
+Json methodsOf(const REDFISH_RESOURCES &resources) {
+  std::map<std::string, Json> all; // a JSON object would look through all its members for each
+  for (const auto &[uri, resource] : resources) {
+    for (const ROUTE &route : g_routes) {
+      if (fits(route, uri)) {
+        all[uri + route.action].push_back(route.method);
+      }
+    }
+  }
+  return all;
+}
+
+// The number at the end of the URI of a resource that has one.
+static UINT64 numberAtEnd(const std::string &uri) {
+  std::string name = uri.substr(uri.rfind('/') + 1);
+  bool isNumber = !name.empty() && name.find_first_not_of("0123456789") == std::string::npos;
+  return isNumber ? std::stoull(name) : 0;
+}
+
+void putRequest(const REDFISH_REQUEST &request, const REDFISH_RESOURCES &resources, CHANGE_WRITER *writer) {
+  std::string target = targetOf(request.uri, resources);
+  std::string action = withoutSlash(request.uri).substr(target.size());
+  bool isThere = !target.empty() && action.empty();
   for (const ROUTE &route : g_routes) {
-    std::string resource;
-    std::string id;
-    if (!fits(route, inside, &resource, &id) || !resources.contains(storage + resource)) {
+    if (target.empty() || action != route.action || !fits(route, target)) {
       continue;
     }
     isThere = true;
     if (request.method == route.method) {
       Json body = route.hasBody || !request.body.empty() ? parseBody(request.body) : Json();
-      UINT64 number = id.empty() ? 0 : std::stoull(id); // a resource has it, so it is one
-      return route.call({request.model, std::move(body), resources[storage + resource], number, writer});
+      return route.call({request.model, std::move(body), resources.at(target), numberAtEnd(target), writer});
     }
   }
   refuse(isThere ? "OperationNotAllowed" : "ResourceMissingAtURI",
          isThere ? std::vector<std::string>() : std::vector<std::string>{request.uri});
+}
+
+void putRequest(const REDFISH_REQUEST &request, CHANGE_WRITER *writer) {
+  putRequest(request, makeResources(request.model), writer);
 }

@@ -12,15 +12,33 @@ struct REDFISH_REQUEST {
   std::string body;
 };
 
+// Gives the text back that no command has taken over.
+struct WRITER_HOLDER {
+  CHANGE_WRITER writer = {};
+
+  WRITER_HOLDER() = default;
+  WRITER_HOLDER(const WRITER_HOLDER &) = delete;
+  WRITER_HOLDER &operator=(const WRITER_HOLDER &) = delete;
+  ~WRITER_HOLDER() { freeText(&writer.Text); }
+};
+
 // Writes the methods. Throws REDFISH_REFUSAL for what cannot be expressed or what the configuration does not allow.
 void putRequest(const REDFISH_REQUEST &request, CHANGE_WRITER *writer);
+// The same, with the resources that the model makes.
+void putRequest(const REDFISH_REQUEST &request, const REDFISH_RESOURCES &resources, CHANGE_WRITER *writer);
+
+// The resource that a request to the URI is about, which is that of an action as well; "" for none.
+std::string targetOf(const std::string &uri, const REDFISH_RESOURCES &resources);
+
+// What may be asked of resources and actions beside reading: methods by URI.
+Json methodsOf(const REDFISH_RESOURCES &resources);
 
 // A request for one resource.
 struct REDFISH_CALL {
   const REDFISH_MODEL &model;
-  Json body;     // null where there is none
-  Json resource; // as it is
-  UINT64 id;     // of what the URI names
+  Json body;            // null where there is none
+  const Json &resource; // as it is
+  UINT64 id;            // of what the URI names
   CHANGE_WRITER *writer;
 };
 

@@ -1,5 +1,7 @@
 #include "host/redfish/resources.h"
 
+#include <cstdio>
+
 #define SERVICE_ROOT REDFISH_ROOT "/"
 #define SYSTEM REDFISH_ROOT "/Systems/1"
 #define CHECK_ACTION "Volume.CheckConsistency"
@@ -97,7 +99,10 @@ struct MAKER {
   std::map<std::string, ROLLUP> byChassis = {};
   std::map<std::string, Json> drivesOf = {}; // links, by chassis
 
-  void put(const Json &resource) { made[resource["@odata.id"]] = resource; }
+  void put(Json resource) {
+    std::string uri = resource["@odata.id"];
+    made.emplace(std::move(uri), std::move(resource));
+  }
 };
 
 static void makeDrives(MAKER *maker) {
@@ -120,7 +125,7 @@ static void makeDrives(MAKER *maker) {
     drive["Links"]["Storage"] = linkTo(storageUri(model));
     rest.erase("State");
     putOem(&drive, "PhysicalDisk", rest);
-    maker->put(drive);
+    maker->put(std::move(drive));
     maker->all.add(health);
     maker->byChassis[disk.chassis].add(health);
     maker->drivesOf[disk.chassis].push_back(linkTo(uri));
@@ -154,14 +159,14 @@ static void makeVolumes(MAKER *maker) {
     volume["Actions"]["#" CHECK_ACTION] = {{"target", uri + "/Actions/" CHECK_ACTION}};
     rest.erase("State");
     putOem(&volume, "VirtualDisk", rest);
-    maker->put(volume);
+    maker->put(std::move(volume));
     maker->all.add(health);
     members.push_back(linkTo(uri));
   }
   Json volumes = collection(volumesUri(model), "VolumeCollection", members);
   volumes["@Redfish.OperationApplyTimeSupport"] = {{"@odata.type", "#Settings.v1_4_0.OperationApplyTimeSupport"},
                                                    {"SupportedValues", {"Immediate"}}};
-  maker->put(volumes);
+  maker->put(std::move(volumes));
 }
 
 // The adapter is a storage and its controller, which the storage tells in the old form as well.
@@ -200,8 +205,8 @@ static void makeStorage(MAKER *maker) {
     enclosures.push_back(linkTo(chassisUri(idText(enclosure))));
   }
   putLinks(&storage["Links"], "Enclosures", enclosures);
-  maker->put(storage);
-  maker->put(controller);
+  maker->put(std::move(storage));
+  maker->put(std::move(controller));
   maker->put(
       collection(uri + "/Controllers", "StorageControllerCollection", Json::array({linkTo(controllerUri(model))})));
 }
@@ -214,7 +219,7 @@ static void putChassis(MAKER *maker, Json chassis, const std::string &id) {
   putLinks(&chassis["Links"], "Drives", drives);
   putLinks(&chassis["Links"], "Storage", Json::array({linkTo(storageUri(maker->model))}));
   putLinks(&chassis["Links"], "ComputerSystems", Json::array({linkTo(SYSTEM)}));
-  maker->put(chassis);
+  maker->put(std::move(chassis));
   maker->put(collection(uri + "/Drives", "DriveCollection", drives));
 }
 
@@ -248,7 +253,7 @@ static void makeSystem(MAKER *maker) {
   system["Boot"] = Json::object(); // clients insist on these two
   system["Actions"] = Json::object();
   putLinks(&system["Links"], "Chassis", Json::array({linkTo(chassisUri(CHASSIS_OF_SERVER))}));
-  maker->put(system);
+  maker->put(std::move(system));
   maker->put(collection(SYSTEM "/Storage", "StorageCollection", Json::array({linkTo(storageUri(maker->model))})));
   maker->put(collection(REDFISH_ROOT "/Systems", "ComputerSystemCollection", Json::array({linkTo(SYSTEM)})));
 }
@@ -266,8 +271,21 @@ static void makeRoot(MAKER *maker) {
       resource(REDFISH_ROOT "/SessionService", "#SessionService.v1_2_0.SessionService", "SessionService", "Sessions");
   sessions["ServiceEnabled"] = false;
   sessions["Sessions"] = linkTo(REDFISH_ROOT "/SessionService/Sessions");
-  maker->put(sessions);
+  maker->put(std::move(sessions));
   maker->put(collection(REDFISH_ROOT "/SessionService/Sessions", "SessionCollection", Json::array()));
+}
+
+// The tag tells whether a resource is still what it was: FNV-1a of all of it.
+static void putTag(Json *resource) {
+  UINT64 hash = 0xCBF29CE484222325;
+  for (char c : resource->dump()) {
+    hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+  }
+  char tag[24];
+  std::snprintf(tag, sizeof(tag), "\"%016llX\"", static_cast<unsigned long long>(hash));
+  if (resource->contains("@odata.id")) {
+    (*resource)["@odata.etag"] = tag;
+  }
 }
 
 REDFISH_RESOURCES makeResources(const REDFISH_MODEL &model) {
@@ -277,5 +295,8 @@ REDFISH_RESOURCES makeResources(const REDFISH_MODEL &model) {
   for (auto *make : makers) {
     make(&maker);
   }
-  return maker.made;
+  for (auto &[uri, resource] : maker.made) {
+    putTag(&resource);
+  }
+  return std::move(maker.made);
 }

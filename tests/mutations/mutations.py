@@ -37,13 +37,13 @@ PROGRAMS = ("base xml unload_guard debug_log health binding inventory live reque
             "firmware ddf ddf_change volume_map volumes disk_controller schema examples client soak model sweeps "
             "power_cuts").split()
 SCRIPTS = {"fuzz.replay": "fuzz_replay", "schema.made": "make_schemas", "schema.made_json": "make_json_schemas",
-           "fuzz.dictionary": "make_dictionary", "schema.json": "xyl", "report.pages": "xyl", "redfish.clients": "xyl",
+           "fuzz.dictionary": "make_dictionary", "schema.json": "xyl", "report.pages": "xyl", "redfish.clients": "xyl", "redfish.service": "xyl",
            "readme.story": "xyl", "readme.redfish": "xyl"}
 OF_XYL = " fuzz.replay " + " ".join(name for name, target in SCRIPTS.items() if target == "xyl")
 
 # Folders without tests of their own name: which tests come first.
 FIRST = {"records": "inventory sim_controller disk_controller", "driver/controller": "live binding",
-         "providers/log_user": "volumes", "images": "client", "host/redfish": "redfish.clients client",
+         "providers/log_user": "volumes", "images": "client", "host/redfish": "redfish.clients redfish.service client",
          "host/report": "report.pages", "host": "client"}
 
 # The only tests that run code of these folders; of others any may.

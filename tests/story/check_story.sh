@@ -18,7 +18,7 @@ else
 front=\$1
 shift
 [ "\$front" = redfish ] || exec "$(realpath "$3")" "\$@"
-exec /usr/bin/python3 "$docs/examples/redfish_service.py" --xyl "$(realpath "$3")" "\$@"
+exec /usr/bin/python3 -B "$docs/../host/redfish_service" --xyl "$(realpath "$3")" "\$@"
 RUN
 fi
 chmod +x "$place/run"

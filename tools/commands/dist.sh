@@ -8,6 +8,7 @@ cp build/efi/*.efi build/efi/xyl.man "$bundle/efi/x64"
 cp build/efi-aarch64/*.efi build/efi-aarch64/xyl.man "$bundle/efi/aarch64"
 cp schema/*.xsd schema/*.schema.json "$bundle/schema"
 cp -r include docs README.md CHANGELOG.md SECURITY.md "$bundle"
+mkdir "$bundle/host" && cp -r host/redfish_service "$bundle/host"
 mkdir "$bundle/bench" "$bundle/fuzz" && cp bench/RESULTS.md "$bundle/bench" && cp fuzz/RESULTS.md "$bundle/fuzz"
 tests/rules/check_links.sh "$bundle"
 (cd "$bundle" && find . -type f ! -name SHA256SUMS | LC_ALL=C sort | xargs sha256sum >SHA256SUMS)

@@ -2,4 +2,4 @@ need $BUILD_PACKAGES $REDFISH_PACKAGES
 build release --target xyl >&2
 root=$PWD
 cd "$caller" # file names are those of the caller's folder
-exec /usr/bin/python3 "$root/docs/examples/redfish_service.py" --xyl "$root/build/release/bin/xyl" "$@"
+exec /usr/bin/python3 -B "$root/host/redfish_service" --xyl "$root/build/release/bin/xyl" "$@"

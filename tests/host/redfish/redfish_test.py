@@ -3,45 +3,19 @@
 
 Resources are also compared with the standard's own schemas, where the folder SOURCES/../shared/redfish has them.
 """
-import http.client
 import json
 import os
 import pathlib
 import subprocess
-import sys
 import tempfile
 
 import jsonschema
 import sushy
 import sushy.auth
 
-XYL, SOURCES = (os.path.abspath(argument) for argument in sys.argv[1:])
+from support import (SOURCES, STORAGE, ask, check, conclude, drive, message_of, new_box, served, shown, tree_of, xyl)
+
 SCHEMAS = os.path.join(SOURCES, "..", "shared", "redfish")
-sys.path.insert(0, os.path.join(SOURCES, "docs", "examples"))
-sys.dont_write_bytecode = True
-import redfish_service  # pylint: disable=wrong-import-position
-
-STORAGE = "/redfish/v1/Systems/1/Storage/0"
-faults = []
-
-
-def check(holds, *words):
-    if not holds:
-        faults.append(" ".join(map(str, words)))
-
-
-def xyl(*words, code=0):
-    run = subprocess.run([XYL, *words], capture_output=True, text=True, check=False)
-    check(run.returncode == code, words, run.returncode, run.stderr)
-    return run.stdout
-
-
-def shown(box):
-    return json.loads(xyl("show", "--json", "--controller", box))["Adapter"]
-
-
-def drive(number):
-    return {"@odata.id": f"{STORAGE}/Drives/{number}"}
 
 
 # --- Schemas and links ---
@@ -112,14 +86,18 @@ def members(volume):
 
 def read_controller(preset, damage, health, states):
     name = f"{preset} {damage}:"
-    xyl("sim", "new", "--preset", preset, "box.json", "--force")
+    new_box(preset)
     for step in filter(None, damage.split(",")):
         verb, *words = step.split()
         xyl("sim", verb, "box.json", *words)
-    box = redfish_service.Box(XYL, ["box.json"], ["--controller", "box.json"])
-    check_tree(name, box.tree())
+    check_tree(name, tree_of())
+    with served() as (address, _):
+        read_service(name, address, health, states)
+
+
+def read_service(name, address, health, states):
     wanted = shown("box.json")
-    root = sushy.Sushy(redfish_service.start(box)[0], auth=sushy.auth.BasicAuth("a", "b"))
+    root = sushy.Sushy(address, auth=sushy.auth.BasicAuth("a", "b"))
     system = root.get_system("/redfish/v1/Systems/1")
     storage = system.storage.get_members()[0]
     disks = [disk for holder in (*wanted["Enclosure"], wanted) for disk in holder["PD"]]
@@ -163,9 +141,12 @@ def spares():
 
 def change_volumes():
     """Every writable property of a volume survives: request, change document, controller, document, resource."""
-    xyl("sim", "new", "--preset", "demo", "box.json", "--force")
-    box = redfish_service.Box(XYL, ["box.json"], ["--controller", "box.json"])
-    address, _ = redfish_service.start(box)
+    new_box()
+    with served() as (address, _):
+        change_served(address)
+
+
+def change_served(address):
     storage = sushy.Sushy(address, auth=sushy.auth.BasicAuth("a", "b")).get_system("/redfish/v1/Systems/1").storage
     volumes = storage.get_members()[0].volumes
     for number in (2, 3):
@@ -196,19 +177,12 @@ def change_volumes():
     encrypted = {"RAIDType": "RAID1", "Encrypted": True, "Links": {"Drives": [drive(1009), drive(1010)]}}
     answer, _ = request(address, "POST", f"{STORAGE}/Volumes", encrypted, 201)
     check(covers(answer, encrypted), answer)
-    return address
 
 
-def request(address, method, uri, body, status, **headers):
-    connection = http.client.HTTPConnection(address.split("//")[1])
-    data = body if isinstance(body, (str, type(None))) else json.dumps(body)
-    headers = {name.replace("_", "-"): value for name, value in headers.items()}
-    connection.request(method, uri, data, {"Content-Type": "application/json", **headers})
-    answer = connection.getresponse()
-    text = answer.read().decode()
-    connection.close()
-    check(answer.status == status, method, uri, body, "answers", answer.status, text)
-    return json.loads(text) if text else None, answer.headers
+def request(address, method, uri, body, wanted, **headers):
+    status, told, answer = ask(address, method, uri, body, **headers)
+    check(status == wanted, method, uri, body, "answers", status, answer)
+    return answer or None, told
 
 
 VOLUMES, ONE = STORAGE + "/Volumes", STORAGE + "/Volumes/2"
@@ -259,13 +233,17 @@ REFUSED = (  # method, URI, body, status, message, property
 
 def refuse_requests():
     """What cannot be done is told, with the property, and changes nothing."""
-    xyl("sim", "new", "--preset", "demo", "box.json", "--force")
+    new_box()
+    with served() as (address, _):
+        refuse_served(address)
+
+
+def refuse_served(address):
     before = shown("box.json")
-    address, _ = redfish_service.start(redfish_service.Box(XYL, ["box.json"], ["--controller", "box.json"]))
     for method, uri, body, status, message, name in REFUSED:
         answer, _ = request(address, method, uri, body, status)
         told = (answer or {}).get("error", {}).get("@Message.ExtendedInfo", [{}])[0]
-        check(told.get("MessageId") == "Base.1.18." + message, method, uri, body, told)
+        check(message_of(answer) == message, method, uri, body, told)
         check(told.get("RelatedProperties", ["#/"]) == ["#/" + name], method, uri, body, told)
         if "@odata.type" in told and os.path.isdir(SCHEMAS):
             check(not schema_errors(told), told, *schema_errors(told))
@@ -314,7 +292,6 @@ with tempfile.TemporaryDirectory() as place:
     change_volumes()
     refuse_requests()
     write_files()
-print("\n".join(faults) or "all that was asked for was told and done")
 if not os.path.isdir(SCHEMAS):
     print(f"skipped: {SCHEMAS} is not there, so no resource was compared with the standard's schemas")
-sys.exit(1 if faults else 0)
+conclude("all that was asked for was told and done")
