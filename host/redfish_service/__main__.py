@@ -3,8 +3,9 @@
     redfish_service [--xyl PROGRAM] [--port N] [--host ADDRESS] [--users FILE] [--tls CERT.pem]
                     (BOX.json | --disk IMAGE...) [-- COMMAND...]
 
-Serves until it is interrupted, or while COMMAND runs, which finds the address in the variable REDFISH. Without --host it
-serves this machine alone, on the loopback address, and asks nobody who they are; any other address wants users and TLS.
+Serves until it is interrupted, or while COMMAND runs, which finds the address in the variable REDFISH. Without --host
+it serves this machine alone, on the loopback address, and asks nobody who they are; any other address wants users and
+TLS.
 """
 import argparse
 import asyncio

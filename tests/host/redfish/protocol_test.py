@@ -1,0 +1,190 @@
+#!/usr/bin/python3
+"""protocol_test.py XYL SOURCES: the rules of the protocol, a row each, by the sections of DSP0266."""
+import base64
+import json
+import os
+import re
+import socket
+import subprocess
+import tempfile
+
+from support import STORAGE, XYL, SERVICE, ask, check, conclude, message_of, new_box, place_of, served
+
+ROOT = "/redfish/v1/"
+VOLUMES, ONE = STORAGE + "/Volumes", STORAGE + "/Volumes/2"
+CHECK = ONE + "/Actions/Volume.CheckConsistency"
+SESSIONS, REGISTRIES = ROOT + "SessionService/Sessions", ROOT + "Registries"
+LOGIN = {"UserName": "somebody", "Password": "something"}
+NAME = {"DisplayName": "b"}
+JSON = r"application/json(;charset=utf-8)?"
+ETAG = "ETAG"  # stands for the tag of ONE
+
+ROWS = (  # section, method, URI, headers, body, status, headers of the answer, what its body says
+    ("6.6 protocol version", "GET", "/redfish", {}, None, 200, {"Content-Type": JSON}, {"v1": ROOT}),
+    ("6.6", "GET", "/redfish/", {}, None, 200, {}, {"v1": ROOT}),
+    ("7.2.3 root", "GET", ROOT, {}, None, 200, {"OData-Version": "4.0", "Content-Type": JSON}, {"@odata.id": ROOT}),
+    ("7.2.3 a slash or none", "GET", "/redfish/v1", {}, None, 200, {}, {"@odata.id": ROOT}),
+    ("8.4.3 service document", "GET", ROOT + "odata", {}, None, 200, {"Content-Type": JSON},
+     {"@odata.context": ROOT + "$metadata"}),
+    ("8.4.2 metadata", "GET", ROOT + "$metadata", {}, None, 200, {"Content-Type": "application/xml"},
+     'Extends="ServiceRoot.v1_20_0.ServiceContainer"'),
+    ("8.4.2", "GET", ROOT + "$metadata", {}, None, 200, {}, 'Namespace="DataStorageLoSCapabilities"'),
+    ("absolute URI (RFC 9112, 3.2.2)", "GET", "http://HOST" + ONE, {}, None, 200, {}, {"Id": "2"}),
+    ("absolute URI of others", "GET", "http://evil.example" + ONE, {}, None, 400, {}, "HeaderInvalid"),
+    ("another name", "GET", ONE, {"Host": "evil.example"}, None, 400, {}, "HeaderInvalid"),
+    ("7.1 OData-Version", "GET", ROOT, {"OData-Version": "4.0"}, None, 200, {}, None),
+    ("7.1", "GET", ROOT, {"OData-Version": "4.1"}, None, 412, {}, "HeaderInvalid"),
+    ("7.1 Accept", "GET", ROOT, {"Accept": "application/json, text/html"}, None, 200, {}, None),
+    ("7.1", "GET", ROOT, {"Accept": "text/html"}, None, 406, {}, "HeaderInvalid"),
+    ("7.1 Content-Type", "PATCH", ONE, {"Content-Type": "text/plain"}, NAME, 415, {}, "HeaderInvalid"),
+    ("7.1", "PATCH", ONE, {"Content-Type": "application/json; charset=utf-8"}, NAME, 200, {}, NAME),
+    ("7.1 chunks", "PATCH", ONE, {"Transfer-Encoding": "chunked"}, NAME, 200, {}, NAME),
+    ("7.3 only", "GET", ROOT + "Systems?only", {}, None, 200, {}, {"Id": "1"}),
+    ("7.3 only, of many", "GET", VOLUMES + "?only", {}, None, 200, {}, {"Members@odata.count": 5}),
+    ("7.3 only, of one thing", "GET", ONE + "?only", {}, None, 400, {}, "QueryNotSupportedOnResource"),
+    ("7.3 $expand", "GET", VOLUMES + "?$expand=.($levels=1)", {}, None, 200, {}, '"RAIDType"'),
+    ("7.3 $expand, wrong", "GET", VOLUMES + "?$expand=x", {}, None, 400, {}, "QueryParameterValueFormatError"),
+    ("7.3 $expand, far", "GET", VOLUMES + "?$expand=.($levels=99)", {}, None, 400, {}, "QueryParameterOutOfRange"),
+    ("7.3 two of them", "GET", VOLUMES + "?$expand=.&only", {}, None, 400, {}, "QueryCombinationInvalid"),
+    ("7.3 not served", "GET", VOLUMES + "?$filter=x", {}, None, 501, {}, "QueryParameterUnsupported"),
+    ("7.3 not served", "GET", VOLUMES + "?$top=1", {}, None, 501, {}, "QueryParameterUnsupported"),
+    ("7.3 not known", "GET", ONE + "?colour=red", {}, None, 200, {}, {"Id": "2"}),
+    ("7.3 with a change", "PATCH", ONE + "?only", {}, NAME, 400, {}, "QueryNotSupportedOnOperation"),
+    ("7.4 HEAD", "HEAD", ONE, {}, None, 200, {"ETag": '"[0-9A-F]+"', "Content-Length": "[1-9][0-9]+"}, ""),
+    ("7.4", "HEAD", VOLUMES + "/9", {}, None, 404, {}, ""),
+    ("7.8 PUT", "PUT", ONE, {}, NAME, 405, {"Allow": "GET, HEAD, PATCH, DELETE, OPTIONS"}, "OperationNotAllowed"),
+    ("7.9 POST", "POST", ONE, {}, NAME, 405, {"Allow": ".*PATCH.*"}, "OperationNotAllowed"),
+    ("7.11 action", "GET", CHECK, {}, None, 405, {"Allow": "POST, OPTIONS"}, "OperationNotAllowed"),
+    ("7.6 PATCH of a collection", "PATCH", VOLUMES, {}, NAME, 405, {"Allow": "GET, HEAD, POST, OPTIONS"},
+     "OperationNotAllowed"),
+    ("6.2 unknown method", "PROPFIND", ONE, {}, None, 501, {"Content-Type": JSON}, "OperationNotAllowed"),
+    ("6.2 no method", "JUMP", ONE, {}, None, 501, {}, "OperationNotAllowed"),
+    ("6.2 OPTIONS", "OPTIONS", ONE, {}, None, 204, {"Allow": "GET, HEAD, PATCH, DELETE, OPTIONS"}, ""),
+    ("6.2 OPTIONS", "OPTIONS", VOLUMES + "/9", {}, None, 404, {}, "ResourceMissingAtURI"),
+    ("8.3 too much", "PATCH", ONE, {}, json.dumps({"DisplayName": "x" * (1 << 20)}), 413, {}, "PayloadTooLarge"),
+    ("7.6 PATCH of nothing", "PATCH", VOLUMES + "/9", {}, NAME, 404, {}, "ResourceMissingAtURI"),
+    ("8.1 Allow", "GET", VOLUMES, {}, None, 200, {"Allow": "GET, HEAD, POST, OPTIONS"}, None),
+    ("8.1 Cache-Control", "GET", ONE, {}, None, 200, {"Cache-Control": "no-cache"}, None),
+    ("8.2 Link", "GET", ONE, {}, None, 200, {"Link": "<http[^>]*/Volume.v1_10_2.json>; rel=describedby"}, None),
+    ("6.5 If-None-Match", "GET", ONE, {"If-None-Match": ETAG}, None, 304, {"ETag": ".*"}, ""),
+    ("6.5 a list", "GET", ONE, {"If-None-Match": '"x", ' + ETAG}, None, 304, {}, ""),
+    ("6.5 weak", "GET", ONE, {"If-None-Match": "W/" + ETAG}, None, 304, {}, ""),
+    ("6.5 any", "GET", ONE, {"If-None-Match": "*"}, None, 304, {}, ""),
+    ("6.5 another", "GET", ONE, {"If-None-Match": '"x"'}, None, 200, {}, {"Id": "2"}),
+    ("6.5 no tag", "GET", ONE, {"If-None-Match": "x"}, None, 400, {}, "HeaderInvalid"),
+    ("6.5 of a change", "PATCH", ONE, {"If-None-Match": ETAG}, NAME, 412, {}, "PreconditionFailed"),
+    ("6.5 If-Match", "PATCH", ONE, {"If-Match": '"x"'}, NAME, 412, {}, "PreconditionFailed"),
+    ("6.5 weak", "PATCH", ONE, {"If-Match": "W/" + ETAG}, NAME, 412, {}, "PreconditionFailed"),
+    ("6.5 a list", "PATCH", ONE, {"If-Match": '"x",' + ETAG}, NAME, 200, {"ETag": '"[0-9A-F]+"'}, NAME),
+    ("6.5 any", "PATCH", ONE, {"If-Match": "*"}, NAME, 200, {}, NAME),
+    ("6.5 of nothing", "PATCH", VOLUMES + "/9", {"If-Match": "*"}, NAME, 404, {}, "ResourceMissingAtURI"),
+    ("9.5 registry", "GET", REGISTRIES, {}, None, 200, {}, {"Members@odata.count": 1}),
+    ("9.5", "GET", REGISTRIES + "/Base", {}, None, 200, {}, {"Registry": "Base.1.22"}),
+    ("9.5", "GET", REGISTRIES + "/Base/Base.1.22.1", {}, None, 200, {}, {"RegistryVersion": "1.22.1"}),
+    ("13.3 login", "POST", SESSIONS, {}, LOGIN, 201, {"X-Auth-Token": ".{20,}", "Location": SESSIONS + "/[0-9]+"},
+     {"UserName": "somebody", "Password": None}),
+    ("13.3 by Members", "POST", SESSIONS + "/Members", {}, LOGIN, 201, {"X-Auth-Token": ".+"},
+     {"UserName": "somebody"}),
+    ("13.3 without a name", "POST", SESSIONS, {}, {"Password": "x"}, 400, {}, "CreateFailedMissingReqProperties"),
+    ("13.3 of a kind", "POST", SESSIONS, {}, {"UserName": 1, "Password": "x"}, 400, {}, "PropertyValueTypeError"),
+    ("13.3 no JSON", "POST", SESSIONS, {}, "{", 400, {}, "MalformedJSON"),
+    ("13.3 a token of nobody", "GET", ONE, {"X-Auth-Token": "x"}, None, 401, {"WWW-Authenticate": "Basic .*"},
+     "NoValidSession"),
+    ("13.3", "DELETE", SESSIONS + "/99", {}, None, 404, {}, "ResourceMissingAtURI"),
+)
+
+
+def covers(body, wanted):
+    if isinstance(wanted, dict):
+        return isinstance(body, dict) and all(body.get(name) == value for name, value in wanted.items())
+    return wanted is None or (body == wanted if wanted == "" else wanted in (message_of(body), "") or
+                              wanted in (body if isinstance(body, str) else json.dumps(body)))
+
+
+def check_rows(address):
+    host = ":".join(map(str, place_of(address)))
+    for rule, method, uri, headers, body, status, told, says in ROWS:
+        tag = ask(address, "GET", ONE)[1]["ETag"]
+        headers = {name.replace("-", "_"): value.replace(ETAG, tag) for name, value in headers.items()}
+        data = body
+        if "Transfer_Encoding" in headers:
+            data = json.dumps(body).encode()
+            data = b"%x\r\n%s\r\n0\r\n\r\n" % (len(data), data)
+        found, answered, text = ask(address, method, uri.replace("HOST", host), data, **headers)
+        row = (rule, method, uri, headers)
+        check(found == status, *row, "answers", found, text)
+        for name, pattern in told.items():
+            check(re.fullmatch(pattern, answered.get(name, "")), *row, "has", name, answered.get(name))
+        check(covers(text, says), *row, "says", text)
+
+
+def no_request(address):
+    """What is no HTTP is answered in JSON, too (8.6), and two requests may come in one piece."""
+    with socket.create_connection(place_of(address), timeout=30) as connection:
+        connection.sendall(b"GET / nonsense\r\n\r\n")
+        check(b'"UnrecognizedRequestBody"' in connection.recv(65536).replace(b"Base.1.22.", b""), "no HTTP")
+    host = ":".join(map(str, place_of(address)))
+    both = f"GET {ONE} HTTP/1.1\r\nHost: {host}\r\n\r\n"
+    with socket.create_connection(place_of(address), timeout=30) as connection:
+        connection.sendall((both + both.replace("\r\n\r\n", "\r\nConnection: close\r\n\r\n")).encode())
+        answer = b""
+        while part := connection.recv(65536):
+            answer += part
+    check(answer.count(b"HTTP/1.1 200") == 2, "two requests in one piece")
+
+
+def expand(address):
+    """Links lead to what they name, as far as asked for (7.3)."""
+    system = ask(address, "GET", ROOT + "Systems/1?$expand=.($levels=2)")[2]
+    check(system["Storage"]["Members"][0]["Id"] == "0", "two levels", system["Storage"])
+    check(list(system["Links"]["Chassis"][0]) == ["@odata.id"], "links are not asked for", system["Links"])
+    links = ask(address, "GET", ROOT + "Systems/1?$expand=~")[2]
+    check("ChassisType" in links["Links"]["Chassis"][0] and list(links["Storage"]) == ["@odata.id"], "links", links)
+
+
+def log_in(address):
+    """A session is there from login to logout (13.3)."""
+    _, headers, session = ask(address, "POST", SESSIONS, LOGIN)
+    token, uri = headers["X-Auth-Token"], headers["Location"]
+    check(ask(address, "GET", uri, X_Auth_Token=token)[2] == session, "no session", session)
+    check(uri in json.dumps(ask(address, "GET", SESSIONS)[2]), "the session is not among the members")
+    check(ask(address, "DELETE", uri, X_Auth_Token=token)[0] == 204, "logout")
+    check(ask(address, "GET", uri, X_Auth_Token=token)[0] == 401, "a session that has ended")
+
+
+def with_users():
+    """With users everything but the way in wants one of them (13.3, 13.4)."""
+    with open("users", "w", encoding="utf-8") as file:
+        file.write("admin:se:cret\n")
+    for mode, words, tells in ((0o644, ("--users", "users", "box.json"), "chmod"),
+                               (0o600, ("--host", "0.0.0.0", "--users", "users", "box.json"), "--tls"),
+                               (0o600, ("--host", "0.0.0.0", "--tls", "x", "box.json"), "--users")):
+        os.chmod("users", mode)
+        run = subprocess.run(["/usr/bin/python3", "-B", SERVICE, "--xyl", XYL, *words], capture_output=True, text=True,
+                             check=False)
+        check(run.returncode != 0 and tells in run.stderr, words, run)
+    rows = (("GET", "/redfish", {}, None, 200), ("GET", ROOT, {}, None, 200), ("GET", ROOT + "odata", {}, None, 200),
+            ("GET", ROOT + "$metadata", {}, None, 200), ("GET", ONE, {}, None, 401), ("DELETE", ONE, {}, None, 401),
+            ("GET", ONE, {"Authorization": "Basic " + base64.b64encode(b"admin:se:cret").decode()}, None, 200),
+            ("GET", ONE, {"Authorization": "Basic " + base64.b64encode(b"admin:other").decode()}, None, 401),
+            ("GET", ONE, {"Authorization": "Basic =="}, None, 401), ("GET", ROOT + "nothing", {}, None, 401),
+            ("POST", SESSIONS, {}, LOGIN, 401), ("POST", ROOT, {}, LOGIN, 401),
+            ("POST", SESSIONS, {}, {"UserName": "admin", "Password": "se:cret"}, 201))
+    with served("--users", "users", "box.json") as (address, _):
+        for method, uri, headers, body, status in rows:
+            found, told, text = ask(address, method, uri, body, **headers)
+            check(found == status, method, uri, headers, "answers", found, text)
+            check(found != 401 or "WWW-Authenticate" in told, method, uri, "does not say how to log in")
+        check(ask(address, "GET", ONE, X_Auth_Token=told["X-Auth-Token"])[0] == 200, "a token")
+
+
+with tempfile.TemporaryDirectory() as place:
+    os.chdir(place)
+    new_box()
+    with served() as (where, _):
+        check_rows(where)
+        no_request(where)
+        expand(where)
+        log_in(where)
+    with_users()
+conclude("the rules of the protocol hold")
