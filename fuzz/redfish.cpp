@@ -55,7 +55,11 @@ FUZZ_TARGET(redfish, {{1 << 19, 4096}, {1 << 20, 16384}, {200000000, 1000000}, {
   CHANGE_WRITER writer = {};
   try {
     const char *methods[] = {"POST", "PATCH", "DELETE", "GET"};
-    putRequest({model, methods[what >> 3 & 3], uri, body}, &writer);
+    std::vector<REDFISH_PROBLEM> notes;
+    putRequest({model, methods[what >> 3 & 3], uri, body}, makeResources(model), &writer, &notes);
+    if (isEmpty(writer)) {
+      return; // it is so already
+    }
     closeDocument(&writer);
     mustHold(fuzzSet(NORMAL, "", textOf(writer.Text)) != EFI_UNSUPPORTED, "accepted, and nothing to do");
   } catch (const REDFISH_REFUSAL &refusal) {

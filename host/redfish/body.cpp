@@ -52,11 +52,11 @@ static std::string givenText(const Json &value) {
 
 // A drive of this storage, by its URI.
 static const Json *driveAt(const REDFISH_MODEL &model, const std::string &uri) {
-  std::string place = storageUri(model) + "/Drives/";
-  std::string id = uri.rfind(place, 0) == 0 ? uri.substr(place.size()) : "";
+  std::string id = uri.substr(uri.rfind('/') + 1);
   bool isNumber = !id.empty() && id.size() < 11 && id.find_first_not_of("0123456789") == std::string::npos;
   auto found = isNumber ? model.diskById.find(std::stoull(id)) : model.diskById.end();
-  return found == model.diskById.end() ? nullptr : &model.disks[found->second].object;
+  const Json *drive = found == model.diskById.end() ? nullptr : &model.disks[found->second].object;
+  return drive != nullptr && driveUri(model, *drive) == uri ? drive : nullptr;
 }
 
 static Json readDrives(READER *reader, const std::string &property, const Json &value) {
@@ -130,19 +130,28 @@ static void readValue(READER *reader, const REDFISH_FIELD &field, const Json &va
   want.given = given;
 }
 
-// Annotations tell nothing that is to be done, but for the time to do it at.
-static void readAnnotation(READER *reader, const std::string &name, const Json &value) {
-  if (name == "@Redfish.OperationApplyTime" && value != "Immediate") {
-    reader->problem("PropertyValueNotInList", {givenText(value), name}, name);
+// Wherever the time to do it at stands, it has to be now; other annotations tell nothing that is to be done.
+static void readTimes(READER *reader, const std::string &inside, const Json &value) {
+  for (const auto &[name, member] : value.items()) {
+    std::string path = inside + name;
+    if (value.is_object() && name == "@Redfish.OperationApplyTime" && member != "Immediate") {
+      reader->problem("PropertyValueNotInList", {givenText(member), name}, path);
+    } else if (member.is_structured()) {
+      readTimes(reader, path + "/", member);
+    }
   }
+}
+
+static bool isAnnotation(const std::string &name) {
+  return name.find("@odata.") != std::string::npos || name.find("@Redfish.") != std::string::npos ||
+         name.find("@Message.") != std::string::npos;
 }
 
 static void readMembers(READER *reader, const std::string &inside, const Json &members) {
   const REDFISH_TABLE &table = reader->takes.table;
   for (const auto &[name, value] : members.items()) {
     std::string path = inside + name;
-    if (name.find("@odata.") != std::string::npos || name.find("@Redfish.") != std::string::npos) {
-      readAnnotation(reader, path, value);
+    if (isAnnotation(name)) {
       continue;
     }
     auto leadsTo = [&](const REDFISH_FIELD &field) { return std::string(field.property).rfind(path + "/", 0) == 0; };
@@ -154,7 +163,7 @@ static void readMembers(READER *reader, const std::string &inside, const Json &m
     } else if (field != table.end() && (field->writable & reader->takes.when) != 0) {
       readValue(reader, *field, value);
     } else {
-      reader->problem(isKnown ? "PropertyNotWritable" : "PropertyUnknown", {path}, path);
+      reader->wants.notes.push_back({isKnown ? "PropertyNotWritable" : "PropertyUnknown", {path}, path});
     }
   }
 }
@@ -164,8 +173,14 @@ REDFISH_WANTS readBody(const REDFISH_MODEL &model, const Json &body, const REDFI
   if (body.empty()) {
     refuse("EmptyJSON");
   }
+  readTimes(&reader, "", body);
   readMembers(&reader, "", body);
-  if (!reader.refusal.problems->empty()) {
+  std::vector<REDFISH_PROBLEM> &problems = *reader.refusal.problems;
+  bool changesNothing = takes.when != WRITE_CHANGE || reader.wants.byElement.empty();
+  if (!problems.empty() || changesNothing) {
+    problems.insert(problems.end(), reader.wants.notes.begin(), reader.wants.notes.end());
+  }
+  if (!problems.empty()) {
     throw reader.refusal;
   }
   return reader.wants;

@@ -16,6 +16,7 @@ struct REDFISH_WANT {
 
 struct REDFISH_WANTS {
   std::map<std::string, REDFISH_WANT> byElement;
+  std::vector<REDFISH_PROBLEM> notes; // of a change: what cannot be written, beside what can
 
   // The element's, or null.
   const REDFISH_WANT *find(const std::string &element) const;
@@ -31,5 +32,6 @@ struct REDFISH_TAKES {
 // The body as JSON; throws REDFISH_REFUSAL for what is no object.
 Json parseBody(const std::string &text);
 
-// Throws REDFISH_REFUSAL with all that cannot be.
+// Throws REDFISH_REFUSAL with all that cannot be. A change is not refused for properties that are unknown or only to be
+// read as long as there are others.
 REDFISH_WANTS readBody(const REDFISH_MODEL &model, const Json &body, const REDFISH_TAKES &takes);

@@ -92,10 +92,17 @@ static XYL_RESULT answerRequest(const XYL_CONTEXT &context, const CHAR8 *documen
     return result;
   }
   WRITER_HOLDER holder;
+  std::vector<REDFISH_PROBLEM> notes;
   try {
-    putRequest({model, operands[0], operands[1], body}, &holder.writer);
+    putRequest({model, operands[0], operands[1], body}, makeResources(model), &holder.writer, &notes);
+    if (isEmpty(holder.writer)) {
+      refuse("NoOperation");
+    }
   } catch (const REDFISH_REFUSAL &refusal) {
     return tellRefusal(context, refusal);
+  }
+  for (const REDFISH_PROBLEM &note : notes) {
+    complain(context.Host, "%a It is left out.", problemText(note).c_str());
   }
   return writeChanges(context, &holder.writer);
 }

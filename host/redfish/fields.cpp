@@ -39,6 +39,11 @@ static constexpr REDFISH_VALUE g_isEncrypted[] = {{"FDE", "true"}, {"", "false"}
 static constexpr REDFISH_VALUE g_encryptionAbility[] = {{"FDE", R"("SelfEncryptingDrive")"}, {"", R"("None")"}};
 static constexpr REDFISH_VALUE g_media[] = {{"SSD", R"("SSD")"}, {"", R"("HDD")"}};
 
+static constexpr REDFISH_VALUE g_bootOverrides[] = {{"Disabled", R"("Disabled")"}};
+static constexpr REDFISH_VALUE g_bootModes[] = {{"UEFI", R"("UEFI")"}};
+static constexpr REDFISH_VALUE g_bootTargets[] = {{"None", R"("None")"}};
+static constexpr REDFISH_VALUE g_initializations[] = {{"Fast", R"("Fast")"}, {"Slow", R"("Slow")"}};
+
 static constexpr unsigned WRITE_BOTH = WRITE_CREATE | WRITE_CHANGE;
 
 static constexpr REDFISH_FIELD g_storageRows[] = {
@@ -96,11 +101,24 @@ static constexpr REDFISH_FIELD g_volumeRows[] = {
     {ELEMENT_SPARES, "Links/DedicatedSpareDrives", FORM_LINKS, WRITE_BOTH},
 };
 
+static constexpr REDFISH_FIELD g_systemRows[] = {
+    {"enabled", "Boot/BootSourceOverrideEnabled", FORM_VALUE, WRITE_CHANGE, g_bootOverrides},
+    {"mode", "Boot/BootSourceOverrideMode", FORM_VALUE, WRITE_CHANGE, g_bootModes},
+    {"target", "Boot/BootSourceOverrideTarget", FORM_VALUE, WRITE_CHANGE, g_bootTargets},
+};
+
+// How thoroughly, the controller decides.
+static constexpr REDFISH_FIELD g_initializeRows[] = {
+    {"type", "InitializeType", FORM_VALUE, WRITE_CHANGE, g_initializations},
+};
+
 const REDFISH_TABLE g_storageFields = g_storageRows;
 const REDFISH_TABLE g_controllerFields = g_controllerRows;
 const REDFISH_TABLE g_chassisFields = g_chassisRows;
 const REDFISH_TABLE g_driveFields = g_driveRows;
 const REDFISH_TABLE g_volumeFields = g_volumeRows;
+const REDFISH_TABLE g_systemFields = g_systemRows;
+const REDFISH_TABLE g_initializeFields = g_initializeRows;
 
 static Json::json_pointer pointerOf(const std::string &path) {
   return Json::json_pointer("/" + path);
@@ -119,6 +137,17 @@ static Json valueOf(const REDFISH_FIELD &field, const Json &word) {
     }
   }
   return nullptr;
+}
+
+Json knownValues(const REDFISH_FIELD &field, const Json &words) {
+  Json values = Json::array();
+  for (const Json &word : words) {
+    Json value = valueOf(field, word);
+    if (!value.is_null()) {
+      values.push_back(value);
+    }
+  }
+  return values;
 }
 
 // The values of all words, or null.

@@ -45,6 +45,8 @@ extern const REDFISH_TABLE g_controllerFields;
 extern const REDFISH_TABLE g_chassisFields;
 extern const REDFISH_TABLE g_driveFields;
 extern const REDFISH_TABLE g_volumeFields;
+extern const REDFISH_TABLE g_systemFields;     // of no element: what may be asked for is there
+extern const REDFISH_TABLE g_initializeFields; // of the action
 
 // The elements of lists of links, as wanted by a request.
 #define ELEMENT_MEMBERS "PD"
@@ -56,6 +58,9 @@ const Json *memberAt(const Json &object, const std::string &path);
 // Moves what the table has from the object, which has the members of 'show --json', to the resource. What has no value
 // in Redfish stays.
 void moveFields(REDFISH_TABLE table, Json *object, Json *resource);
+
+// The values of those words that Redfish has values for.
+Json knownValues(const REDFISH_FIELD &field, const Json &words);
 
 // The word for a value of Redfish; null when the row has none.
 Json wordOf(const REDFISH_FIELD &field, const Json &value);

@@ -13,6 +13,12 @@ struct MESSAGE_ROW {
 
 // Of the standard's registry "Base", which clients look the keys up in.
 static constexpr MESSAGE_ROW g_messages[] = {
+    {"ActionParameterUnknown", "The action %1 was submitted with the invalid parameter %2.", 400, "Warning"},
+    {"ActionParameterValueNotInList",
+     "The value '%1' for the parameter %2 in the action %3 is not in the list of acceptable values.", 400, "Warning"},
+    {"ActionParameterValueTypeError",
+     "The value '%1' for the parameter %2 in the action %3 is not a type that the parameter can accept.", 400,
+     "Warning"},
     {"CreateFailedMissingReqProperties",
      "The create operation failed because the required property %1 was missing from the request.", 400, "Critical"},
     {"CreateLimitReachedForResource",

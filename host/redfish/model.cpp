@@ -107,7 +107,7 @@ std::string controllerUri(const REDFISH_MODEL &model) {
 }
 
 std::string driveUri(const REDFISH_MODEL &model, const Json &disk) {
-  return storageUri(model) + "/Drives/" + idText(disk);
+  return REDFISH_ROOT "/Chassis/" + model.disks[model.diskById.at(idOf(disk))].chassis + "/Drives/" + idText(disk);
 }
 
 std::string volumesUri(const REDFISH_MODEL &model) {

@@ -101,6 +101,21 @@ static std::string createdBy(const REDFISH_LOOK &before, const REDFISH_LOOK &aft
   return "";
 }
 
+// What a change has left out stands beside where it would be.
+static void putNotes(Json *answer, const std::vector<REDFISH_PROBLEM> &notes) {
+  for (const REDFISH_PROBLEM &note : notes) {
+    Json *holder = &(*answer)["body"];
+    std::string name = note.property;
+    size_t slash = name.find('/');
+    if (slash != std::string::npos && holder->contains(name.substr(0, slash)) &&
+        holder->at(name.substr(0, slash)).is_object()) {
+      holder = &holder->at(name.substr(0, slash));
+      name.erase(0, slash + 1);
+    }
+    (*holder)[name + "@Message.ExtendedInfo"].push_back(messageOf(note));
+  }
+}
+
 static void print(const XYL_CONTEXT &context, const Json &answer) {
   std::string text = answer.dump(-1, ' ', /* ensure_ascii= */ false, Json::error_handler_t::replace) + "\n";
   context.Host->WriteOut(context.Host, text.c_str(), text.size());
@@ -137,10 +152,13 @@ static void needMatch(const REDFISH_DEED &deed, const REDFISH_LOOK &look) {
 }
 
 // The change document; throws REDFISH_REFUSAL.
-static void write(const REDFISH_DEED &deed, const REDFISH_LOOK &look, CHANGE_WRITER *writer) {
+static void write(const REDFISH_DEED &deed, const REDFISH_LOOK &look, CHANGE_WRITER *writer,
+                  std::vector<REDFISH_PROBLEM> *notes) {
   needMatch(deed, look);
-  putRequest({look.model, deed.method, deed.uri, deed.body}, look.resources, writer);
-  closeDocument(writer);
+  putRequest({look.model, deed.method, deed.uri, deed.body}, look.resources, writer, notes);
+  if (!isEmpty(*writer)) {
+    closeDocument(writer);
+  }
   if (writer->Text.Failed) {
     throw std::bad_alloc();
   }
@@ -155,10 +173,17 @@ XYL_RESULT performRequest(const XYL_CONTEXT &context, const REDFISH_DEED &deed) 
     return result;
   }
   WRITER_HOLDER holder;
+  std::vector<REDFISH_PROBLEM> notes;
   try {
-    write(deed, before, &holder.writer);
+    write(deed, before, &holder.writer, &notes);
   } catch (const REDFISH_REFUSAL &refusal) {
     print(context, refused(refusal));
+    return succeeded();
+  }
+  if (isEmpty(holder.writer)) {
+    Json answer = doneAnswer(deed, before, before, /* problem= */ nullptr);
+    putNotes(&answer, notes);
+    print(context, answer);
     return succeeded();
   }
   TOLD told;
@@ -177,6 +202,9 @@ XYL_RESULT performRequest(const XYL_CONTEXT &context, const REDFISH_DEED &deed) 
   }
   Json answer = isDone ? doneAnswer(deed, before, after, isFailure(result) ? &problem : nullptr)
                        : refused({std::make_shared<std::vector<REDFISH_PROBLEM>>(1, problem)});
+  if (isDone) {
+    putNotes(&answer, notes);
+  }
   print(context, answer);
   return succeeded();
 }

@@ -6,13 +6,29 @@
 
 #include "host/redfish/body.h"
 
+REDFISH_WANTS readChange(const REDFISH_CALL &call, REDFISH_TABLE table) {
+  REDFISH_WANTS wants = readBody(call.model, call.body, {table, WRITE_CHANGE, call.resource});
+  if (wants.byElement.empty()) {
+    refuse("NoOperation");
+  }
+  *call.notes = wants.notes;
+  return wants;
+}
+
+// --- The system ---
+
+// All that may be asked for is there already, since a storage service starts no system.
+static void changeSystem(const REDFISH_CALL &call) {
+  readChange(call, g_systemFields);
+}
+
 // --- Drives ---
 
 static void changeDrive(const REDFISH_CALL &call) {
-  REDFISH_WANTS wants = readBody(call.model, call.body, {g_driveFields, WRITE_CHANGE, call.resource});
+  REDFISH_WANTS wants = readChange(call, g_driveFields);
   const REDFISH_WANT *spare = wants.find("Hotspare");
-  if (spare == nullptr || call.resource["HotspareType"] == spare->given) {
-    refuse("NoOperation");
+  if (call.resource.at("HotspareType") == spare->given) {
+    return;
   }
   // Of which volume a drive is to be a spare, the volume tells.
   if (spare->word == "Dedicated") {
@@ -36,10 +52,7 @@ static bool isEditable(const Json &adapter, const std::string &rate) {
 }
 
 static void changeController(const REDFISH_CALL &call) {
-  REDFISH_WANTS wants = readBody(call.model, call.body, {g_controllerFields, WRITE_CHANGE, call.resource});
-  if (wants.byElement.empty()) {
-    refuse("NoOperation");
-  }
+  REDFISH_WANTS wants = readChange(call, g_controllerFields);
   openMethod(call.writer, "Change", "Adapter");
   openObject(call.writer, "Adapter", "Adapter");
   for (const auto &[rate, want] : wants.byElement) {
@@ -70,7 +83,9 @@ static constexpr ROUTE g_routes[] = {
     {"PATCH", "/Systems/1/Storage/*/Volumes/*", "", true, changeVolume},
     {"DELETE", "/Systems/1/Storage/*/Volumes/*", "", false, deleteVolume},
     {"POST", "/Systems/1/Storage/*/Volumes/*", "/Actions/Volume.CheckConsistency", false, checkVolume},
-    {"PATCH", "/Systems/1/Storage/*/Drives/*", "", true, changeDrive},
+    {"POST", "/Systems/1/Storage/*/Volumes/*", "/Actions/Volume.Initialize", false, initializeVolume},
+    {"PATCH", "/Systems/1", "", true, changeSystem},
+    {"PATCH", "/Chassis/*/Drives/*", "", true, changeDrive},
     {"PATCH", "/Systems/1/Storage/*/Controllers/*", "", true, changeController},
 };
 
@@ -91,8 +106,10 @@ static bool fits(std::string_view pattern, std::string_view text) {
   return text.empty();
 }
 
+// What is made of no object takes nothing.
 static bool fits(const ROUTE &route, const std::string &resource) {
-  return resource.starts_with(REDFISH_ROOT) && fits(route.resource, resource.substr(std::strlen(REDFISH_ROOT)));
+  return !resource.ends_with("/" CAPABILITIES) && resource.starts_with(REDFISH_ROOT) &&
+         fits(route.resource, resource.substr(std::strlen(REDFISH_ROOT)));
 }
 
 // Clients may write a slash behind a URI.
@@ -128,7 +145,8 @@ static UINT64 numberAtEnd(const std::string &uri) {
   return isNumber ? std::stoull(name) : 0;
 }
 
-void putRequest(const REDFISH_REQUEST &request, const REDFISH_RESOURCES &resources, CHANGE_WRITER *writer) {
+void putRequest(const REDFISH_REQUEST &request, const REDFISH_RESOURCES &resources, CHANGE_WRITER *writer,
+                std::vector<REDFISH_PROBLEM> *notes) {
   std::string target = targetOf(request.uri, resources);
   std::string action = withoutSlash(request.uri).substr(target.size());
   bool isThere = !target.empty() && action.empty();
@@ -139,13 +157,9 @@ void putRequest(const REDFISH_REQUEST &request, const REDFISH_RESOURCES &resourc
     isThere = true;
     if (request.method == route.method) {
       Json body = route.hasBody || !request.body.empty() ? parseBody(request.body) : Json();
-      return route.call({request.model, std::move(body), resources.at(target), numberAtEnd(target), writer});
+      return route.call({request.model, std::move(body), resources.at(target), numberAtEnd(target), writer, notes});
     }
   }
   refuse(isThere ? "OperationNotAllowed" : "ResourceMissingAtURI",
          isThere ? std::vector<std::string>() : std::vector<std::string>{request.uri});
-}
-
-void putRequest(const REDFISH_REQUEST &request, CHANGE_WRITER *writer) {
-  putRequest(request, makeResources(request.model), writer);
 }

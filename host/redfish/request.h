@@ -22,10 +22,13 @@ struct WRITER_HOLDER {
   ~WRITER_HOLDER() { freeText(&writer.Text); }
 };
 
-// Writes the methods. Throws REDFISH_REFUSAL for what cannot be expressed or what the configuration does not allow.
-void putRequest(const REDFISH_REQUEST &request, CHANGE_WRITER *writer);
-// The same, with the resources that the model makes.
-void putRequest(const REDFISH_REQUEST &request, const REDFISH_RESOURCES &resources, CHANGE_WRITER *writer);
+// Writes the methods; none for a change to what is there already. *notes gets what a change leaves out, since it cannot
+// be written. Throws REDFISH_REFUSAL for what cannot be expressed or what the configuration does not allow.
+void putRequest(const REDFISH_REQUEST &request, const REDFISH_RESOURCES &resources, CHANGE_WRITER *writer,
+                std::vector<REDFISH_PROBLEM> *notes);
+inline bool isEmpty(const CHANGE_WRITER &writer) {
+  return writer.Text.Length == 0 && !writer.Text.Failed;
+}
 
 // The resource that a request to the URI is about, which is that of an action as well; "" for none.
 std::string targetOf(const std::string &uri, const REDFISH_RESOURCES &resources);
@@ -40,13 +43,18 @@ struct REDFISH_CALL {
   const Json &resource; // as it is
   UINT64 id;            // of what the URI names
   CHANGE_WRITER *writer;
+  std::vector<REDFISH_PROBLEM> *notes; // what a change leaves out
 };
+
+// What the body of a PATCH wants by the table, something at least; keeps the notes.
+struct REDFISH_WANTS readChange(const REDFISH_CALL &call, REDFISH_TABLE table);
 
 // What may be asked for of volumes.
 void createVolume(const REDFISH_CALL &call);
 void changeVolume(const REDFISH_CALL &call);
 void deleteVolume(const REDFISH_CALL &call);
 void checkVolume(const REDFISH_CALL &call);
+void initializeVolume(const REDFISH_CALL &call);
 
 // Makes the disk a hot spare of the kind, of those virtual disks where it is a dedicated one.
 void putHotspare(CHANGE_WRITER *writer, UINT64 disk, const char *kind, const std::vector<UINT64> &volumes);

@@ -4,7 +4,9 @@
 
 #define SERVICE_ROOT REDFISH_ROOT "/"
 #define SYSTEM REDFISH_ROOT "/Systems/1"
+#define MANAGER REDFISH_ROOT "/Managers/1"
 #define CHECK_ACTION "Volume.CheckConsistency"
+#define INITIALIZE_ACTION "Volume.Initialize"
 
 // --- Pieces ---
 
@@ -132,6 +134,44 @@ static void makeDrives(MAKER *maker) {
   }
 }
 
+// What the table lets be written of a new volume, with the values that the controller offers.
+static Json creationOf(const REDFISH_MODEL &model) {
+  Json creation = Json::object();
+  for (const REDFISH_FIELD &field : g_volumeFields) {
+    std::string element = field.element;
+    bool isRequired = element == "RAIDLevel" || element == ELEMENT_MEMBERS;
+    if ((field.writable & WRITE_CREATE) == 0) {
+      continue;
+    }
+    Json::json_pointer place("/" + std::string(field.property) +
+                             (isRequired ? "@Redfish.RequiredOnCreate" : "@Redfish.OptionalOnCreate"));
+    creation[place] = true;
+    const Json *offered = element == "RAIDLevel" ? memberAt(model.adapter, "SupportedRAIDLevels") : nullptr;
+    if (offered != nullptr) {
+      Json::json_pointer values("/" + std::string(field.property) + "@Redfish.AllowableValues");
+      creation[values] = knownValues(field, *offered);
+    }
+  }
+  return creation;
+}
+
+static void putCapabilities(MAKER *maker, Json *volumes) {
+  const REDFISH_MODEL &model = maker->model;
+  std::string uri = volumesUri(model) + "/" CAPABILITIES;
+  Json capabilities = resource(uri, "#Volume.v1_10_2.Volume", CAPABILITIES, "Capabilities of new virtual disks");
+  capabilities.update(creationOf(model));
+  maker->put(std::move(capabilities));
+  Json use = {{"CapabilitiesObject", linkTo(uri)},
+              {"UseCase", "VolumeCreation"},
+              {"Links", {{"TargetCollection", linkTo(volumesUri(model))}}}};
+  Json all = {{"@odata.type", "#CollectionCapabilities.v1_4_0.CollectionCapabilities"},
+              {"Capabilities", Json::array({use})}};
+  if (model.adapter.contains("MaxLDs")) {
+    all["MaxMembers"] = model.adapter["MaxLDs"];
+  }
+  (*volumes)["@Redfish.CollectionCapabilities"] = all;
+}
+
 static void makeVolumes(MAKER *maker) {
   const REDFISH_MODEL &model = maker->model;
   Json members = Json::array();
@@ -157,6 +197,8 @@ static void makeVolumes(MAKER *maker) {
     putLinks(&volume["Links"], "DedicatedSpareDrives", spares);
     volume["Links"]["OwningStorageResource"] = linkTo(storageUri(model));
     volume["Actions"]["#" CHECK_ACTION] = {{"target", uri + "/Actions/" CHECK_ACTION}};
+    volume["Actions"]["#" INITIALIZE_ACTION] = {{"target", uri + "/Actions/" INITIALIZE_ACTION},
+                                                {"InitializeType@Redfish.AllowableValues", {"Fast", "Slow"}}};
     rest.erase("State");
     putOem(&volume, "VirtualDisk", rest);
     maker->put(std::move(volume));
@@ -166,6 +208,7 @@ static void makeVolumes(MAKER *maker) {
   Json volumes = collection(volumesUri(model), "VolumeCollection", members);
   volumes["@Redfish.OperationApplyTimeSupport"] = {{"@odata.type", "#Settings.v1_4_0.OperationApplyTimeSupport"},
                                                    {"SupportedValues", {"Immediate"}}};
+  putCapabilities(maker, &volumes);
   maker->put(std::move(volumes));
 }
 
@@ -242,20 +285,39 @@ static void makeChassis(MAKER *maker) {
       resource(chassisUri(CHASSIS_OF_SERVER), "#Chassis.v1_28_0.Chassis", CHASSIS_OF_SERVER, CHASSIS_OF_SERVER);
   server["ChassisType"] = "Other";
   putLinks(&server["Links"], "Contains", inside);
+  putLinks(&server["Links"], "ManagedBy", Json::array({linkTo(MANAGER)}));
   putChassis(maker, server, CHASSIS_OF_SERVER);
   maker->put(collection(REDFISH_ROOT "/Chassis", "ChassisCollection", members));
 }
 
 static void makeSystem(MAKER *maker) {
+  Json boot = {{"enabled", "Disabled"}, {"mode", "UEFI"}, {"target", "None"}};
   Json system = resource(SYSTEM, "#ComputerSystem.v1_27_0.ComputerSystem", "1", CHASSIS_OF_SERVER);
   system["Status"] = maker->all.status();
   system["Storage"] = linkTo(SYSTEM "/Storage");
-  system["Boot"] = Json::object(); // clients insist on these two
-  system["Actions"] = Json::object();
+  system["PowerState"] = "On"; // or nobody would answer
+  moveFields(g_systemFields, &boot, &system);
+  for (const REDFISH_FIELD &field : g_systemFields) {
+    Json::json_pointer values("/" + std::string(field.property) + "@Redfish.AllowableValues");
+    system[values] = Json::array({system[Json::json_pointer("/" + std::string(field.property))]});
+  }
+  system["Actions"] = Json::object(); // clients insist on it
+  putLinks(&system["Links"], "ManagedBy", Json::array({linkTo(MANAGER)}));
   putLinks(&system["Links"], "Chassis", Json::array({linkTo(chassisUri(CHASSIS_OF_SERVER))}));
   maker->put(std::move(system));
   maker->put(collection(SYSTEM "/Storage", "StorageCollection", Json::array({linkTo(storageUri(maker->model))})));
   maker->put(collection(REDFISH_ROOT "/Systems", "ComputerSystemCollection", Json::array({linkTo(SYSTEM)})));
+}
+
+// What answers for the system is no more than the service.
+static void makeManager(MAKER *maker) {
+  Json manager = resource(MANAGER, "#Manager.v1_20_0.Manager", "1", "RAID configuration service");
+  manager["ManagerType"] = "Service";
+  manager["Status"] = {{"State", "Enabled"}, {"Health", "OK"}};
+  putLinks(&manager["Links"], "ManagerForServers", Json::array({linkTo(SYSTEM)}));
+  putLinks(&manager["Links"], "ManagerForChassis", Json::array({linkTo(chassisUri(CHASSIS_OF_SERVER))}));
+  maker->put(std::move(manager));
+  maker->put(collection(REDFISH_ROOT "/Managers", "ManagerCollection", Json::array({linkTo(MANAGER)})));
 }
 
 static void makeRoot(MAKER *maker) {
@@ -263,6 +325,7 @@ static void makeRoot(MAKER *maker) {
   root["RedfishVersion"] = "1.20.0";
   root["Systems"] = linkTo(REDFISH_ROOT "/Systems");
   root["Chassis"] = linkTo(REDFISH_ROOT "/Chassis");
+  root["Managers"] = linkTo(REDFISH_ROOT "/Managers");
   root["SessionService"] = linkTo(REDFISH_ROOT "/SessionService");
   root["Links"]["Sessions"] = linkTo(REDFISH_ROOT "/SessionService/Sessions");
   maker->made[REDFISH_ROOT] = root;
@@ -290,8 +353,8 @@ static void putTag(Json *resource) {
 
 REDFISH_RESOURCES makeResources(const REDFISH_MODEL &model) {
   MAKER maker = {model};
-  static constexpr void (*makers[])(MAKER *) = {makeDrives,  makeVolumes, makeStorage,
-                                                makeChassis, makeSystem,  makeRoot};
+  static constexpr void (*makers[])(MAKER *) = {makeDrives, makeVolumes, makeStorage, makeChassis,
+                                                makeSystem, makeManager, makeRoot};
   for (auto *make : makers) {
     make(&maker);
   }

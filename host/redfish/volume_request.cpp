@@ -1,5 +1,6 @@
 // Requests for volumes.
 #include <algorithm>
+#include <cstring>
 #include <set>
 
 #include "driver/xml/xml.h"
@@ -121,6 +122,15 @@ static const REDFISH_WANT &need(const REDFISH_WANTS &wants, const char *element,
   return *want;
 }
 
+// As 'create' takes disks: what is free, or has room beside other virtual disks that alignment has not left over.
+static bool hasRoom(const Json &disk) {
+  std::string secure = disk.value("SecureState", "");
+  std::string state = disk.value("State", "");
+  UINT64 free = disk.value("FreeSize", UINT64{0});
+  bool isUsable = !disk.contains("Hotspare") && secure != "LOCKED" && secure != "FOREIGN";
+  return isUsable && (state == "Ready" || (state == "Online" && free > disk.value("Size", UINT64{0}) >> 16));
+}
+
 static void checkMembers(const REDFISH_CALL &call, const REDFISH_WANTS &wants, const REDFISH_WANT &members) {
   const REDFISH_WANT *span = wants.find("PDsPerSpan");
   const REDFISH_WANT *spares = wants.find(ELEMENT_SPARES);
@@ -130,8 +140,7 @@ static void checkMembers(const REDFISH_CALL &call, const REDFISH_WANTS &wants, c
   }
   for (UINT64 id : members.word) {
     const Json &disk = diskOf(call.model, id);
-    needReady(call.model, disk, members.property, members.given);
-    if (disk.contains("Hotspare")) {
+    if (!hasRoom(disk)) {
       refuse("PropertyValueResourceConflict", {members.property, members.given, driveUri(call.model, disk)},
              members.property);
     }
@@ -190,7 +199,7 @@ void createVolume(const REDFISH_CALL &call) {
 // --- PATCH, DELETE and the action ---
 
 void changeVolume(const REDFISH_CALL &call) {
-  REDFISH_WANTS wants = readBody(call.model, call.body, {g_volumeFields, WRITE_CHANGE, call.resource});
+  REDFISH_WANTS wants = readChange(call, g_volumeFields);
   const Json &volume = call.model.volumes[call.model.volumeById.at(call.id)];
   const REDFISH_WANT *spares = wants.find(ELEMENT_SPARES);
   checkLevel(wants, volume.value("RAIDLevelDesc", Json::object()));
@@ -206,15 +215,38 @@ void changeVolume(const REDFISH_CALL &call) {
   if (spares != nullptr) {
     putSpares(call, *spares);
   }
-  if (textOf(call.writer->Text)[0] == 0) {
-    refuse("NoOperation");
-  }
 }
 
-// A body may say when.
-static void putMethod(const REDFISH_CALL &call, const char *command) {
-  if (!call.body.is_null() && !call.body.empty()) {
-    readBody(call.model, call.body, {{}, WRITE_CHANGE, nullptr});
+// The same problems of what is no property but a parameter.
+static REDFISH_REFUSAL ofAction(const REDFISH_REFUSAL &refusal, const char *action) {
+  static constexpr const char *keys[][2] = {{"PropertyUnknown", "ActionParameterUnknown"},
+                                            {"PropertyValueNotInList", "ActionParameterValueNotInList"},
+                                            {"PropertyValueTypeError", "ActionParameterValueTypeError"}};
+  REDFISH_REFUSAL other = refusal;
+  for (REDFISH_PROBLEM &problem : *other.problems) {
+    for (const auto &[key, parameterKey] : keys) {
+      bool isFirst = std::strcmp(problem.key, key) == 0 && std::strcmp(key, "PropertyUnknown") == 0;
+      if (std::strcmp(problem.key, key) == 0) {
+        problem.arguments.insert(isFirst ? problem.arguments.begin() : problem.arguments.end(), action);
+        problem.key = parameterKey;
+        break;
+      }
+    }
+  }
+  return other;
+}
+
+// A body may say when, or how. The action is null for none.
+static void putMethod(const REDFISH_CALL &call, const char *command, const char *action, REDFISH_TABLE parameters) {
+  try {
+    if (!call.body.is_null() && !call.body.empty()) {
+      REDFISH_WANTS wants = readBody(call.model, call.body, {parameters, WRITE_CHANGE, nullptr});
+      if (!wants.notes.empty()) {
+        throw REDFISH_REFUSAL{std::make_shared<std::vector<REDFISH_PROBLEM>>(wants.notes)};
+      }
+    }
+  } catch (const REDFISH_REFUSAL &refusal) {
+    throw action != nullptr ? ofAction(refusal, action) : refusal;
   }
   openMethod(call.writer, command, "Virtual Disk");
   putElement(call.writer, "OID", call.id);
@@ -222,9 +254,13 @@ static void putMethod(const REDFISH_CALL &call, const char *command) {
 }
 
 void deleteVolume(const REDFISH_CALL &call) {
-  putMethod(call, "Delete");
+  putMethod(call, "Delete", nullptr, {});
 }
 
 void checkVolume(const REDFISH_CALL &call) {
-  putMethod(call, "Check");
+  putMethod(call, "Check", "Volume.CheckConsistency", {});
+}
+
+void initializeVolume(const REDFISH_CALL &call) {
+  putMethod(call, "Init", "Volume.Initialize", g_initializeFields);
 }

@@ -37,9 +37,8 @@ PROGRAMS = ("base xml unload_guard debug_log health binding inventory live reque
             "firmware ddf ddf_change volume_map volumes disk_controller schema examples client soak model sweeps "
             "power_cuts").split()
 SCRIPTS = {"fuzz.replay": "fuzz_replay", "schema.made": "make_schemas", "schema.made_json": "make_json_schemas",
-           "fuzz.dictionary": "make_dictionary", "schema.json": "xyl", "report.pages": "xyl", "redfish.clients": "xyl", "redfish.service": "xyl",
-           "redfish.protocol": "xyl",
-           "readme.story": "xyl", "readme.redfish": "xyl"}
+           "fuzz.dictionary": "make_dictionary", "schema.json": "xyl", "report.pages": "xyl", "redfish.clients": "xyl",
+           "redfish.service": "xyl", "redfish.protocol": "xyl", "readme.story": "xyl", "readme.redfish": "xyl"}
 OF_XYL = " fuzz.replay " + " ".join(name for name, target in SCRIPTS.items() if target == "xyl")
 
 # Folders without tests of their own name: which tests come first.

@@ -168,8 +168,8 @@ def change_served(address):
     request(address, "PATCH", made.path, {"Links": {"DedicatedSpareDrives": []}}, 200)
     check(spares() == [None, [5]], "a spare of others", spares())
     request(address, "POST", made.path + "/Actions/Volume.CheckConsistency", None, 204)
-    request(address, "PATCH", f"{STORAGE}/Drives/1007", {"HotspareType": "Global"}, 200)
-    request(address, "PATCH", f"{STORAGE}/Drives/1008", {"HotspareType": "None"}, 200)
+    request(address, "PATCH", drive(1007)["@odata.id"], {"HotspareType": "Global"}, 200)
+    request(address, "PATCH", drive(1008)["@odata.id"], {"HotspareType": "None"}, 200)
     request(address, "PATCH", f"{STORAGE}/Controllers/0", {"ControllerRates": {"RebuildRatePercent": 77}}, 200)
     adapter = shown("box.json")
     check(spares() == ["Global", None], "spares", spares())
@@ -186,6 +186,8 @@ def request(address, method, uri, body, wanted, **headers):
 
 
 VOLUMES, ONE = STORAGE + "/Volumes", STORAGE + "/Volumes/2"
+FIRST, FREE = drive(1003)["@odata.id"], drive(1018)["@odata.id"]
+INITIALIZE = ONE + "/Actions/Volume.Initialize"
 PAIR = {"RAIDType": "RAID1", "Links": {"Drives": [drive(1018), drive(1019)]}}
 REFUSED = (  # method, URI, body, status, message, property
     ("PATCH", ONE, "{", 400, "MalformedJSON", ""),
@@ -206,7 +208,7 @@ REFUSED = (  # method, URI, body, status, message, property
     ("PATCH", ONE, {"Links": {"DedicatedSpareDrives": [drive(77)]}}, 400, "PropertyValueNotInList",
      "Links/DedicatedSpareDrives"),
     ("DELETE", STORAGE + "/Volumes/9", None, 404, "ResourceMissingAtURI", ""),
-    ("DELETE", STORAGE + "/Drives/1001", None, 405, "OperationNotAllowed", ""),
+    ("DELETE", drive(1001)["@odata.id"], None, 405, "OperationNotAllowed", ""),
     ("PATCH", ONE + "/Actions/Volume.CheckConsistency", {}, 405, "OperationNotAllowed", ""),
     ("DELETE", ONE, {"@Redfish.OperationApplyTime": "OnReset"}, 400, "PropertyValueNotInList",
      "@Redfish.OperationApplyTime"),
@@ -223,9 +225,22 @@ REFUSED = (  # method, URI, body, status, message, property
     ("POST", VOLUMES, {**PAIR, "Links": {"Drives": [drive(1018), drive(1018)]}}, 400, "PropertyValueNotInList",
      "Links/Drives"),
     ("POST", VOLUMES, {**PAIR, "RAIDType": "RAID60"}, 400, "GeneralError", ""),  # of the controller itself
-    ("PATCH", STORAGE + "/Drives/1003", {"HotspareType": "Global"}, 400, "PropertyValueResourceConflict", "HotspareType"),
-    ("PATCH", STORAGE + "/Drives/1018", {"HotspareType": "Dedicated"}, 400, "PropertyValueConflict", "HotspareType"),
-    ("PATCH", STORAGE + "/Drives/1018", {"HotspareType": "None"}, 400, "NoOperation", ""),
+    ("PATCH", FIRST, {"HotspareType": "Global"}, 400, "PropertyValueResourceConflict", "HotspareType"),
+    ("PATCH", FREE, {"HotspareType": "Dedicated"}, 400, "PropertyValueConflict", "HotspareType"),
+    ("POST", VOLUMES, {**PAIR, "Links": {"Drives": [drive(1018), {"@odata.id": FREE.replace("1018", "0001019")}]}}, 400,
+     "PropertyValueNotInList", "Links/Drives"),
+    ("POST", VOLUMES, {**PAIR, "Links": {"Drives": [drive(1018), {"@odata.id": f"{STORAGE}/Drives/1019"}]}}, 400,
+     "PropertyValueNotInList", "Links/Drives"),
+    ("POST", VOLUMES, {**PAIR, "Links": {**PAIR["Links"], "@Redfish.OperationApplyTime": "OnReset"}}, 400,
+     "PropertyValueNotInList", "Links/@Redfish.OperationApplyTime"),
+    ("POST", INITIALIZE, {"InitializeType": "Skip"}, 400, "ActionParameterValueNotInList", "InitializeType"),
+    ("POST", INITIALIZE, {"InitializeType": 1}, 400, "ActionParameterValueTypeError", "InitializeType"),
+    ("POST", INITIALIZE, {"Colour": "red"}, 400, "ActionParameterUnknown", "Colour"),
+    ("POST", VOLUMES + "/Capabilities/Actions/Volume.Initialize", {}, 404, "ResourceMissingAtURI", ""),
+    ("DELETE", VOLUMES + "/Capabilities", None, 405, "OperationNotAllowed", ""),
+    ("PATCH", "/redfish/v1/Systems/1", {"Boot": {"BootSourceOverrideTarget": "Pxe"}}, 400, "PropertyValueNotInList",
+     "Boot/BootSourceOverrideTarget"),
+    ("PATCH", "/redfish/v1/Systems/1", {"PowerState": "Off"}, 400, "PropertyNotWritable", "PowerState"),
     ("PATCH", STORAGE + "/Controllers/0", {"ControllerRates": {"RebuildRatePercent": 101}}, 400,
      "PropertyValueOutOfRange", "ControllerRates/RebuildRatePercent"),
 )
@@ -255,6 +270,33 @@ def refuse_served(address):
     check(shown("box.json") == before, "a refused request changes the controller")
     answer, headers = request(address, "PATCH", ONE, {"DisplayName": "b"}, 200, If_Match=etag)
     check(answer["Name"] == "b" and headers["ETag"] != etag, "ETag", answer)
+
+
+def change_partly():
+    """What is there already, and what can be written beside what cannot, is done (DSP0266, 7.6)."""
+    new_box()
+    same = {"BootSourceOverrideEnabled": "Disabled", "BootSourceOverrideMode": "UEFI", "BootSourceOverrideTarget": "None"}
+    rows = (("PATCH", FREE, {"HotspareType": "None"}, 200, {}), ("PATCH", ONE, {"DisplayName": "Data"}, 200, {}),
+            ("PATCH", "/redfish/v1/Systems/1", {"Boot": same}, 200, {}),
+            ("PATCH", ONE, {"DisplayName": "part", "Colour": "red"}, 200, {"Colour": "PropertyUnknown"}),
+            ("PATCH", ONE, {"DisplayName": "more", "Name/x": 1, "a~": 1}, 200,
+             {"Name/x": "PropertyUnknown", "a~": "PropertyUnknown"}),
+            ("PATCH", FREE, {"HotspareType": "None", "Model": "x"}, 200, {"Model": "PropertyNotWritable"}),
+            ("POST", INITIALIZE, {"InitializeType": "Fast"}, 204, {}), ("POST", INITIALIZE, {}, 204, {}))
+    with served() as (address, _):
+        for method, uri, body, status, notes in rows:
+            answer, _ = request(address, method, uri, body, status)
+            told = {name.partition("@Message")[0]: value[0]["MessageId"].rpartition(".")[2]
+                    for name, value in (answer or {}).items() if "@Message.ExtendedInfo" in name}
+            check(told == notes, uri, body, "tells", told)
+        check(request(address, "GET", ONE, None, 200)[0]["Name"] == "more", "what can be written is not")
+        small = {"RAIDType": "RAID1", "CapacityBytes": 10 ** 9, "Links": {"Drives": [drive(1018), drive(1019)]}}
+        for _ in range(2):  # the second one on disks that are Online, with room
+            request(address, "POST", VOLUMES, small, 201)
+        whole = {key: value for key, value in small.items() if key != "CapacityBytes"}
+        request(address, "POST", VOLUMES, whole, 201)
+        answer, _ = request(address, "POST", VOLUMES, small, 400)
+        check(message_of(answer) == "PropertyValueResourceConflict", "disks without room", answer)
 
 
 # --- Files ---
@@ -291,6 +333,7 @@ with tempfile.TemporaryDirectory() as place:
         read_controller(*row)
     change_volumes()
     refuse_requests()
+    change_partly()
     write_files()
 if not os.path.isdir(SCHEMAS):
     print(f"skipped: {SCHEMAS} is not there, so no resource was compared with the standard's schemas")
