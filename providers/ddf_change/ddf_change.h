@@ -4,9 +4,10 @@
 // A change is one step or several; in each, disk after disk, the secondary copy is written (header open, flush,
 // sections, flush, header closed with the next sequence number, flush: the commit of the disk), then the primary one in
 // the same way. A volume is there from its first record on and until its last one is gone, so it is made in two steps,
-// first entry, then records, and deleted in two, the other way round. A disk that joins a set gets its copies and,
-// last, its anchor before the set's list names it; one that leaves loses its anchor after the list has lost it. In the
-// anchor's place both have the mark of a free disk, one that joins before anything else is written to it.
+// first entry, then records, and deleted in two, the other way round. Before a disk joins a set, the set's list is made
+// long enough on all disks; the disk then gets its copies and, last, its anchor before the list names it; one that
+// leaves loses its anchor after the list has lost it. In the anchor's place both have the mark of a free disk, one that
+// joins before anything else is written to it.
 //
 // Before its first step a change brings all disks of the set to the set's newest state, and finishes what an earlier
 // one left behind: entries without any record, disks that were about to join or to leave, disks that were away while

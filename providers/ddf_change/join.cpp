@@ -107,16 +107,52 @@ EFI_STATUS joinDisks(WORK *work, const UINT32 *disks, UINT32 count) {
   return EFI_SUCCESS;
 }
 
+// Calls act for disks that are marked as failed, are there, and come before the leading one in the list.
+template <class ACT> static EFI_STATUS eachLostBefore(WORK *work, ACT act) {
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = 0; i < work->lead && !EFI_ERROR(status); i++) {
+    status = work->disks[i].gone ? EFI_SUCCESS : act(&work->disks[i]);
+  }
+  return status;
+}
+
+// Makes the list of disks as long on all disks as it will be, before others come. Meanwhile the leading disk is the
+// newest one, and of those that are there the first.
+static EFI_STATUS lengthenList(WORK *work) {
+  DDF_LIST_HEAD *head = reinterpret_cast<DDF_LIST_HEAD *>(lead(work).sections[DDF_PD_RECORDS]);
+  UINT32 length = work->set->pdCount + work->count - work->members;
+  if (head->used >= length) {
+    return EFI_SUCCESS;
+  }
+  head->used = static_cast<UINT16>(length);
+  shareLists(work);
+  for (UINT32 i = 0; i < work->members; i++) {
+    ddfSeal(&work->disks[i].copy);
+    work->disks[i].behind = i > work->lead;
+  }
+  work->sequence++;
+  EFI_STATUS status = eachLostBefore(work, [=](WORK_DISK *disk) { return zeroAnchor(work->writer, disk->disk); });
+  if (!EFI_ERROR(status)) {
+    status = writeMember(work, &work->disks[work->lead], work->sequence);
+  }
+  if (!EFI_ERROR(status)) {
+    status = catchUp(work);
+  }
+  return EFI_ERROR(status) ? status : eachLostBefore(work, [=](WORK_DISK *disk) { return writeReturning(work, disk); });
+}
+
 // A disk that joins has the lists as they are before it is in them: whoever reads it meanwhile sees a disk that its set
 // does not know. A new set is at first that of its first disk alone.
 static EFI_STATUS writeJoining(WORK *work) {
+  EFI_STATUS status = EFI_SUCCESS;
   if (work->set == nullptr) {
     enter(work, work->disks[0], 0);
     tidyList(&lead(work), DDF_PD_RECORDS);
     work->sequence = 1;
+  } else {
+    status = lengthenList(work);
   }
   shareLists(work);
-  EFI_STATUS status = EFI_SUCCESS;
   for (UINT32 i = work->members; i < work->count && !EFI_ERROR(status); i++) {
     WORK_DISK *disk = &work->disks[i];
     ddfSeal(&disk->copy);
@@ -178,19 +214,6 @@ static EFI_STATUS evictReturned(WORK *work) {
     if (isLostOne(*work, i) && ddfHoldings(*work->writer->model, work->set->pds[i].disk).deleted != 0) {
       work->edited = true;
       status = evict(work, i);
-    }
-  }
-  return status;
-}
-
-// Brings disks that are behind to where their set is: Linux leaves out those that are more than one step behind.
-static EFI_STATUS catchUp(WORK *work) {
-  EFI_STATUS status = EFI_SUCCESS;
-  for (UINT32 i = 0; i < work->members && !EFI_ERROR(status); i++) {
-    WORK_DISK *disk = &work->disks[i];
-    if (work->writer->model->disks[disk->disk].lagging && !disk->gone) {
-      ddfSeal(&disk->copy);
-      status = writeMember(work, disk, work->sequence);
     }
   }
   return status;

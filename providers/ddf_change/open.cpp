@@ -133,6 +133,7 @@ static EFI_STATUS addMember(WORK *work, UINT32 number) {
   added->disk = number;
   added->held = disk.copy.header.sequence;
   added->first = disk.used == DDF_PRIMARY ? DDF_SECONDARY : DDF_PRIMARY;
+  added->behind = disk.lagging;
   work->places[number] = work->count++;
   return EFI_SUCCESS;
 }

@@ -96,8 +96,19 @@ EFI_STATUS writeDisk(WORK *work, WORK_DISK *disk, UINT32 sequence) {
   return status;
 }
 
-EFI_STATUS writeMember(WORK *work, WORK_DISK *disk, UINT32 sequence) {
-  EFI_STATUS status = writeDisk(work, disk, sequence);
+// Of two copies that are alike only the headers.
+static EFI_STATUS raiseDisk(WORK *work, WORK_DISK *disk, UINT32 sequence) {
+  EFI_STATUS status = EFI_SUCCESS;
+  if (disk->held != sequence) {
+    status = putHeader(work, *disk, DDF_SECONDARY, DDF_CLOSED, sequence);
+    status = EFI_ERROR(status) ? status : putHeader(work, *disk, DDF_PRIMARY, DDF_CLOSED, sequence);
+  }
+  disk->held = sequence;
+  return status;
+}
+
+// A lost disk that could not be written loses its anchor instead.
+static EFI_STATUS written(WORK *work, WORK_DISK *disk, EFI_STATUS status) {
   if (!EFI_ERROR(status) || !disk->lost || EFI_ERROR(zeroAnchor(work->writer, disk->disk))) {
     return status;
   }
@@ -105,6 +116,34 @@ EFI_STATUS writeMember(WORK *work, WORK_DISK *disk, UINT32 sequence) {
   work->places[disk->disk] = EVICTED;
   work->writer->trouble = {DDF_NONE, nullptr};
   return EFI_SUCCESS;
+}
+
+EFI_STATUS writeMember(WORK *work, WORK_DISK *disk, UINT32 sequence) {
+  return written(work, disk, writeDisk(work, disk, sequence));
+}
+
+EFI_STATUS writeReturning(WORK *work, WORK_DISK *disk) {
+  EFI_STATUS status = writeDisk(work, disk, work->sequence);
+  return written(work, disk, EFI_ERROR(status) ? status : writeAnchor(work, *disk));
+}
+
+EFI_STATUS catchUp(WORK *work) {
+  EFI_STATUS status = EFI_SUCCESS;
+  for (UINT32 i = 0; i < work->members && !EFI_ERROR(status); i++) {
+    WORK_DISK *disk = &work->disks[i];
+    if (disk->behind && !disk->gone) {
+      ddfSeal(&disk->copy);
+      status = writeMember(work, disk, disk->held);
+    }
+  }
+  for (UINT32 i = 0; i < work->members && !EFI_ERROR(status); i++) {
+    WORK_DISK *disk = &work->disks[i];
+    if (disk->behind && !disk->gone) {
+      status = written(work, disk, raiseDisk(work, disk, work->sequence));
+    }
+    disk->behind = false;
+  }
+  return status;
 }
 
 // --- Steps ---

@@ -9,6 +9,11 @@ EFI_STATUS writeAnchor(WORK *work, const WORK_DISK &disk);
 
 // The same; a lost disk that cannot be written loses its anchor instead.
 EFI_STATUS writeMember(WORK *work, WORK_DISK *disk, UINT32 sequence);
+EFI_STATUS writeReturning(WORK *work, WORK_DISK *disk); // with its anchor, which it had lost
+
+// Writes the disks that are behind, and only then gives them the set's sequence: until all have the lists of those that
+// are not behind, these are the newest ones.
+EFI_STATUS catchUp(WORK *work);
 
 // Gives the leading disk's lists to the others.
 void shareLists(WORK *work);

@@ -9,6 +9,7 @@ struct WORK_DISK {
   DDF_COPY copy;
   UINT32 held;           // sequence of the copy that readers go by
   DDF_HEADER_TYPE first; // the copy to write first: the one that readers do not go by
+  bool behind;           // lacks a part of what its set has written already
   bool lost;             // by the set's list; written as far as it can be, so that Linux finds one list everywhere
   bool leaves;           // is not written any more, and loses its anchor at the end
   bool gone;             // has no anchor any more
@@ -19,8 +20,9 @@ constexpr UINT32 EVICTED = 0xFFFFFFFE; // is not among them, and has lost its an
 
 // Lists of physical and virtual disks are changed in the leading disk's copy, which writeStep hands to the others.
 // Until one is removed, the set's pds and then those that joined are the used entries, in this order; the disks have
-// it, too, and are written in it. Linux assembles little while the lists of its disks differ in length, unless those
-// that come first have the new one and disks that join have it last.
+// it, too, and are written in it. Linux assembles little while the lists of its disks differ in length, unless one disk
+// alone is the newest and the first of the list, no disk is there that the list does not have yet, and the list has no
+// failed disk among the first ones.
 struct WORK {
   DDF_WRITER *writer;
   const DDF_SET *set; // null: a new one
