@@ -38,7 +38,7 @@ PROGRAMS = ("base xml unload_guard debug_log health binding inventory live reque
             "power_cuts").split()
 SCRIPTS = {"fuzz.replay": "fuzz_replay", "schema.made": "make_schemas", "schema.made_json": "make_json_schemas",
            "fuzz.dictionary": "make_dictionary", "schema.json": "xyl", "report.pages": "xyl", "redfish.clients": "xyl",
-           "redfish.service": "xyl", "redfish.protocol": "xyl", "readme.story": "xyl", "readme.redfish": "xyl"}
+           "redfish.service": "xyl", "redfish.protocol": "xyl", "redfish.at_once": "xyl", "readme.story": "xyl", "readme.redfish": "xyl"}
 OF_XYL = " fuzz.replay " + " ".join(name for name, target in SCRIPTS.items() if target == "xyl")
 
 # Folders without tests of their own name: which tests come first.

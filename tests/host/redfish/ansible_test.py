@@ -5,17 +5,32 @@ import os
 import subprocess
 import tempfile
 
-from support import conclude, new_box, served, xyl
+from support import check, conclude, new_box, served, xyl
 
 COMMANDS = "GetStorageControllerInventory,GetDiskInventory,GetVolumeInventory"
 
 
-def ask(address):
-    options = f"category=Systems command={COMMANDS} baseuri={address.split('//')[1]} username=somebody password=something"
+def run(module, **options):
+    words = " ".join(f"{name}={value}" for name, value in options.items())
     setting = {"ANSIBLE_LOAD_CALLBACK_PLUGINS": "1", "ANSIBLE_STDOUT_CALLBACK": "json"}
-    run = subprocess.run(["ansible", "localhost", "-m", "community.general.redfish_info", "-a", options], check=True,
-                         capture_output=True, text=True, env={**os.environ, **setting})
-    return json.loads(run.stdout)["plays"][0]["tasks"][0]["hosts"]["localhost"]["redfish_facts"]
+    done = subprocess.run(["ansible", "localhost", "-m", "community.general." + module, "-a", words], check=False,
+                          capture_output=True, text=True, env={**os.environ, **setting})
+    return json.loads(done.stdout)["plays"][0]["tasks"][0]["hosts"]["localhost"]
+
+
+def ask(address):
+    """What it reads in a session that it makes, and ends."""
+    where = {"baseuri": address.split("//")[1]}
+    user = {"username": "somebody", "password": "something"}
+    made = run("redfish_command", category="Sessions", command="CreateSession", **where, **user)["session"]
+    facts = run("redfish_info", category="Systems", command=COMMANDS, auth_token=made["token"], **where)
+    run("redfish_command", category="Sessions", command="DeleteSession", auth_token=made["token"],
+        session_uri=made["uri"], **where)
+    after = run("redfish_info", category="Systems", command=COMMANDS, auth_token=made["token"], **where)
+    check("redfish_facts" not in after, "Ansible reads in a session that has ended")
+    check(run("redfish_info", category="Systems", command=COMMANDS, **where, **user)["redfish_facts"] ==
+          facts["redfish_facts"], "Ansible reads another thing without a session")
+    return facts["redfish_facts"]
 
 
 def main():

@@ -158,7 +158,8 @@ def change_served(address):
     check(covers(volume, {"Name": "Builds", "RAIDLevel": "RAID 10", "PDsPerSpan": 2, "StripeSize": "128 Kb"}), volume)
     request(address, "PATCH", made.path, CHANGE, 200)
     made.refresh(force=True)
-    check(covers(made.json, {**VOLUME, "Name": "Data", **CHANGE, "Links": {**VOLUME["Links"], **CHANGE["Links"]}}), made.json)
+    wanted = {**VOLUME, "Name": "Data", **CHANGE, "Links": {**VOLUME["Links"], **CHANGE["Links"]}}
+    check(covers(made.json, wanted), made.json)
     check(spares() == [None, [made.json["Oem"]["RaidXyl"]["ObjectID"]]], "spares", spares())
     request(address, "PATCH", made.path, {"ReadCachePolicy": "Off"}, 200)
     check(shown("box.json")["VD"][-1]["CurrentCachePolicy"] ==
@@ -246,10 +247,23 @@ REFUSED = (  # method, URI, body, status, message, property
 )
 
 
+def check_own(address):
+    """What the service tells of itself is valid, too."""
+    session = request(address, "POST", "/redfish/v1/SessionService/Sessions", {"UserName": "a", "Password": "b"}, 201)
+    for uri in ("", "SessionService", "SessionService/Sessions", session[1]["Location"].removeprefix("/redfish/v1/"),
+                "Registries", "Registries/Base", "Registries/Base/Base.1.22.1"):
+        resource, _ = request(address, "GET", "/redfish/v1/" + uri, None, 200)
+        if os.path.isdir(SCHEMAS):
+            check(not schema_errors(resource), uri, *schema_errors(resource))
+        for link in links(resource):
+            request(address, "GET", link, None, 200)
+
+
 def refuse_requests():
     """What cannot be done is told, with the property, and changes nothing."""
     new_box()
     with served() as (address, _):
+        check_own(address)
         refuse_served(address)
 
 
@@ -275,7 +289,8 @@ def refuse_served(address):
 def change_partly():
     """What is there already, and what can be written beside what cannot, is done (DSP0266, 7.6)."""
     new_box()
-    same = {"BootSourceOverrideEnabled": "Disabled", "BootSourceOverrideMode": "UEFI", "BootSourceOverrideTarget": "None"}
+    same = {"BootSourceOverrideEnabled": "Disabled", "BootSourceOverrideMode": "UEFI",
+            "BootSourceOverrideTarget": "None"}
     rows = (("PATCH", FREE, {"HotspareType": "None"}, 200, {}), ("PATCH", ONE, {"DisplayName": "Data"}, 200, {}),
             ("PATCH", "/redfish/v1/Systems/1", {"Boot": same}, 200, {}),
             ("PATCH", ONE, {"DisplayName": "part", "Colour": "red"}, 200, {"Colour": "PropertyUnknown"}),
