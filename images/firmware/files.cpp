@@ -9,21 +9,20 @@ static constexpr const CHAR16 *NEW_SUFFIX = WIDE(FIRMWARE_NEW_SUFFIX);
 static constexpr const CHAR16 *OLD_SUFFIX = WIDE(FIRMWARE_OLD_SUFFIX);
 
 struct OUTPUT_FILE {
-  EFI_SHELL_FILE_HANDLE File; // of the new file
+  OPEN_FILE File; // of the new file
   CHAR16 *Name;
   CHAR16 *NewName;
   CHAR16 *OldName;
 };
 
-static EFI_STATUS openByName(const XYL_HOST *host, const CHAR16 *name, UINT64 mode, EFI_SHELL_FILE_HANDLE *file) {
-  *file = nullptr;
-  return firmwareContext(host)->Files->OpenFileByName(name, file, mode);
+static FIRMWARE_FILES *filesOf(const XYL_HOST *host) {
+  return firmwareContext(host)->Files;
 }
 
 // --- Reading ---
 
 // Reads size bytes into a new pool buffer with a NUL behind them.
-static EFI_STATUS readOpenFile(EFI_SHELL_PROTOCOL *shell, EFI_SHELL_FILE_HANDLE file, UINTN size, CHAR8 **data) {
+static EFI_STATUS readOpenFile(FIRMWARE_FILES *files, OPEN_FILE file, UINTN size, CHAR8 **data) {
   *data = static_cast<CHAR8 *>(poolAllocate(size + 1));
   if (*data == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -32,7 +31,7 @@ static EFI_STATUS readOpenFile(EFI_SHELL_PROTOCOL *shell, EFI_SHELL_FILE_HANDLE 
   EFI_STATUS status = EFI_SUCCESS;
   while (done < size && !EFI_ERROR(status)) {
     UINTN part = size - done;
-    status = shell->ReadFile(file, &part, *data + done);
+    status = files->Read(files, file, &part, *data + done);
     if (!EFI_ERROR(status) && part == 0) {
       status = EFI_END_OF_FILE;
     }
@@ -52,20 +51,20 @@ EFI_STATUS firmwareReadFile(const XYL_HOST *host, const CHAR8 *name, CHAR8 **dat
   if (wide == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
-  EFI_SHELL_FILE_HANDLE file = nullptr;
-  EFI_STATUS status = openByName(host, wide, EFI_FILE_MODE_READ, &file);
+  FIRMWARE_FILES *files = filesOf(host);
+  OPEN_FILE file = nullptr;
+  EFI_STATUS status = files->Open(files, wide, EFI_FILE_MODE_READ, &file);
   poolFree(wide);
   if (EFI_ERROR(status)) {
     return status;
   }
   UINT64 length = 0;
-  status = shell->GetFileSize(file, &length);
+  status = files->GetSize(files, file, &length);
   if (!EFI_ERROR(status)) {
-    status = length > XYL_FILE_LIMIT ? EFI_BAD_BUFFER_SIZE : readOpenFile(shell, file, length, data);
+    status = length > XYL_FILE_LIMIT ? EFI_BAD_BUFFER_SIZE : readOpenFile(files, file, length, data);
     *size = length;
   }
-  shell->CloseFile(file);
+  files->Close(files, file);
   return status;
 }
 
@@ -138,7 +137,7 @@ static void plainName(CHAR16 *name) {
 // directory, or of its file system when it begins with a backslash.
 static CHAR16 *wholeName(const XYL_HOST *host, const CHAR8 *name) {
   CHAR16 *wide = wideFromUtf8(name, textLength(name), /* carriageReturns= */ false);
-  const CHAR16 *directory = wide != nullptr ? firmwareContext(host)->Files->GetCurDir(nullptr) : nullptr;
+  const CHAR16 *directory = wide != nullptr ? filesOf(host)->CurrentFolder(filesOf(host)) : nullptr;
   if (directory != nullptr && !hasFileSystem(wide)) {
     CHAR16 *stem = joined(directory, u"\\");
     if (stem != nullptr && plainUnit(*wide) == u'\\') {
@@ -171,10 +170,15 @@ bool firmwareIsSameFile(const XYL_HOST *host, const CHAR8 *a, const CHAR8 *b) {
 
 // --- Outputs ---
 
+EFI_STATUS deleteNamed(FIRMWARE_FILES *files, const CHAR16 *name) {
+  OPEN_FILE file = nullptr;
+  EFI_STATUS status = files->Open(files, name, EFI_FILE_MODE_READ_WRITE, &file);
+  return EFI_ERROR(status) ? status : files->Delete(files, file);
+}
+
 // Sets the size of an open file or, with a name, renames it.
-static EFI_STATUS changeInfo(const XYL_HOST *host, EFI_SHELL_FILE_HANDLE file, UINT64 size, const CHAR16 *name) {
-  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
-  EFI_FILE_INFO *info = shell->GetFileInfo(file);
+static EFI_STATUS changeInfo(FIRMWARE_FILES *files, OPEN_FILE file, UINT64 size, const CHAR16 *name) {
+  EFI_FILE_INFO *info = files->GetInfo(files, file);
   if (info == nullptr) {
     return EFI_DEVICE_ERROR;
   }
@@ -190,43 +194,42 @@ static EFI_STATUS changeInfo(const XYL_HOST *host, EFI_SHELL_FILE_HANDLE file, U
   copyBytes(changed->FileName, newName, nameSize);
   changed->Size = whole;
   changed->FileSize = name != nullptr ? info->FileSize : size;
-  EFI_STATUS status = shell->SetFileInfo(file, changed);
+  EFI_STATUS status = files->SetInfo(files, file, changed);
   poolFree(changed);
   poolFree(info);
   return status;
 }
 
 // Renames a file to another name in its directory.
-static EFI_STATUS renameFile(const XYL_HOST *host, const CHAR16 *from, const CHAR16 *to) {
-  EFI_SHELL_FILE_HANDLE file = nullptr;
-  EFI_STATUS status = openByName(host, from, EFI_FILE_MODE_READ_WRITE, &file);
+static EFI_STATUS renameFile(FIRMWARE_FILES *files, const CHAR16 *from, const CHAR16 *to) {
+  OPEN_FILE file = nullptr;
+  EFI_STATUS status = files->Open(files, from, EFI_FILE_MODE_READ_WRITE, &file);
   if (EFI_ERROR(status)) {
     return status;
   }
-  status = changeInfo(host, file, 0, baseName(to));
-  EFI_STATUS closed = firmwareContext(host)->Files->CloseFile(file);
+  status = changeInfo(files, file, 0, baseName(to));
+  EFI_STATUS closed = files->Close(files, file);
   return EFI_ERROR(status) ? status : closed;
 }
 
 // Whether there is a file of that name; a directory and a file that cannot be written are failures.
-static EFI_STATUS findOld(const XYL_HOST *host, const CHAR16 *name, bool *exists) {
-  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
-  EFI_SHELL_FILE_HANDLE file = nullptr;
-  EFI_STATUS status = openByName(host, name, EFI_FILE_MODE_READ, &file);
+static EFI_STATUS findOld(FIRMWARE_FILES *files, const CHAR16 *name, bool *exists) {
+  OPEN_FILE file = nullptr;
+  EFI_STATUS status = files->Open(files, name, EFI_FILE_MODE_READ, &file);
   *exists = !EFI_ERROR(status);
   if (!*exists) {
     return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
   }
-  EFI_FILE_INFO *info = shell->GetFileInfo(file);
+  EFI_FILE_INFO *info = files->GetInfo(files, file);
   bool isDirectory = info != nullptr && (info->Attribute & EFI_FILE_DIRECTORY) != 0;
   poolFree(info);
-  shell->CloseFile(file);
+  files->Close(files, file);
   if (isDirectory) {
     return EFI_INVALID_PARAMETER;
   }
-  status = openByName(host, name, EFI_FILE_MODE_READ_WRITE, &file);
+  status = files->Open(files, name, EFI_FILE_MODE_READ_WRITE, &file);
   if (!EFI_ERROR(status)) {
-    shell->CloseFile(file);
+    files->Close(files, file);
   }
   return status;
 }
@@ -256,10 +259,9 @@ static OUTPUT_FILE *newOutput(const CHAR8 *name) {
 }
 
 // Makes the new file, as large as it may become.
-static EFI_STATUS reserve(const XYL_HOST *host, OUTPUT_FILE *output, UINTN room, bool replaces) {
-  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
+static EFI_STATUS reserve(FIRMWARE_FILES *files, OUTPUT_FILE *output, UINTN room, bool replaces) {
   bool exists = false;
-  EFI_STATUS status = findOld(host, output->Name, &exists);
+  EFI_STATUS status = findOld(files, output->Name, &exists);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -267,14 +269,14 @@ static EFI_STATUS reserve(const XYL_HOST *host, OUTPUT_FILE *output, UINTN room,
     return EFI_ALREADY_STARTED;
   }
   // What a run left that was cut off. Opening with CREATE would not shorten it.
-  shell->DeleteFileByName(output->NewName);
-  status = openByName(host, output->NewName, EFI_FILE_MODE_CREATE, &output->File);
+  deleteNamed(files, output->NewName);
+  status = files->Open(files, output->NewName, EFI_FILE_MODE_CREATE, &output->File);
   if (EFI_ERROR(status)) {
     return status;
   }
-  status = changeInfo(host, output->File, room, nullptr);
+  status = changeInfo(files, output->File, room, nullptr);
   if (EFI_ERROR(status)) {
-    shell->DeleteFile(output->File); // closes it too
+    files->Delete(files, output->File); // closes it too
   }
   return status;
 }
@@ -285,7 +287,7 @@ EFI_STATUS firmwareOpenOutput(const XYL_HOST *host, const CHAR8 *name, UINTN roo
   if (file == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  EFI_STATUS status = reserve(host, file, room, replaces);
+  EFI_STATUS status = reserve(filesOf(host), file, room, replaces);
   if (EFI_ERROR(status)) {
     freeOutput(file);
     return status;
@@ -294,63 +296,60 @@ EFI_STATUS firmwareOpenOutput(const XYL_HOST *host, const CHAR8 *name, UINTN roo
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS writeWhole(const XYL_HOST *host, EFI_SHELL_FILE_HANDLE file, const CHAR8 *data, UINTN size) {
-  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
-  EFI_STATUS status = shell->SetFilePosition(file, 0);
+static EFI_STATUS writeWhole(FIRMWARE_FILES *files, OPEN_FILE file, const CHAR8 *data, UINTN size) {
+  EFI_STATUS status = files->SetPosition(files, file, 0);
   if (EFI_ERROR(status)) {
     return status;
   }
-  // The shell's interface has no const; it does not write to the buffer.
   UINTN written = size;
-  status = shell->WriteFile(file, &written, const_cast<CHAR8 *>(data));
+  status = files->Write(files, file, &written, data);
   if (!EFI_ERROR(status) && written != size) {
     status = EFI_VOLUME_FULL;
   }
   if (!EFI_ERROR(status)) {
-    status = changeInfo(host, file, size, nullptr);
+    status = changeInfo(files, file, size, nullptr);
   }
-  return EFI_ERROR(status) ? status : shell->FlushFile(file);
+  return EFI_ERROR(status) ? status : files->Flush(files, file);
 }
 
 // No file system of the firmware replaces a file by renaming: the old one steps aside, and back when that fails.
-static EFI_STATUS putInPlace(const XYL_HOST *host, const OUTPUT_FILE &output) {
-  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
+static EFI_STATUS putInPlace(FIRMWARE_FILES *files, const OUTPUT_FILE &output) {
   bool exists = false;
-  EFI_STATUS status = findOld(host, output.Name, &exists);
+  EFI_STATUS status = findOld(files, output.Name, &exists);
   if (!EFI_ERROR(status) && exists) {
-    shell->DeleteFileByName(output.OldName);
-    status = renameFile(host, output.Name, output.OldName);
+    deleteNamed(files, output.OldName);
+    status = renameFile(files, output.Name, output.OldName);
   }
   if (EFI_ERROR(status)) {
     return status;
   }
-  status = renameFile(host, output.NewName, output.Name);
+  status = renameFile(files, output.NewName, output.Name);
   if (EFI_ERROR(status)) {
     if (exists) {
-      renameFile(host, output.OldName, output.Name);
+      renameFile(files, output.OldName, output.Name);
     }
     return status;
   }
   if (exists) {
-    shell->DeleteFileByName(output.OldName);
+    deleteNamed(files, output.OldName);
   }
   return EFI_SUCCESS;
 }
 
 EFI_STATUS firmwareCloseOutput(const XYL_HOST *host, void *handle, const CHAR8 *data, UINTN size) {
   OUTPUT_FILE *output = static_cast<OUTPUT_FILE *>(handle);
-  EFI_SHELL_PROTOCOL *shell = firmwareContext(host)->Files;
+  FIRMWARE_FILES *files = filesOf(host);
   EFI_STATUS status = EFI_SUCCESS;
   if (data != nullptr) {
-    status = writeWhole(host, output->File, data, size);
+    status = writeWhole(files, output->File, data, size);
   }
   if (data == nullptr || EFI_ERROR(status)) {
-    shell->DeleteFile(output->File);
+    files->Delete(files, output->File);
   } else {
-    status = shell->CloseFile(output->File);
-    status = EFI_ERROR(status) ? status : putInPlace(host, *output);
+    status = files->Close(files, output->File);
+    status = EFI_ERROR(status) ? status : putInPlace(files, *output);
     if (EFI_ERROR(status)) {
-      shell->DeleteFileByName(output->NewName);
+      deleteNamed(files, output->NewName);
     }
   }
   freeOutput(output);

@@ -3,12 +3,12 @@
 #pragma once
 
 #include "client/client.h"
-#include "uefi/protocols.h"
+#include "images/firmware/files.h"
 
 // What these fronts keep behind XYL_HOST's Context.
 struct FIRMWARE_CONTEXT {
-  EFI_SHELL_PROTOCOL *Files; // only its file functions are called
-  EFI_STATUS Written;        // of the console's output so far; the first failure stays
+  FIRMWARE_FILES *Files;
+  EFI_STATUS Written; // of the console's output so far; the first failure stays
 };
 
 inline FIRMWARE_CONTEXT *firmwareContext(const XYL_HOST *host) {

@@ -40,9 +40,9 @@ static bool addName(POOL_ARRAY<MEDIUM_DRIVER> *drivers, const CHAR16 *name) {
 }
 
 static EFI_STATUS listDrivers(const XYL_HOST *host, POOL_ARRAY<MEDIUM_DRIVER> *drivers) {
-  EFI_SHELL_PROTOCOL *files = firmwareContext(host)->Files;
-  EFI_SHELL_FILE_HANDLE folder = nullptr;
-  EFI_STATUS status = files->OpenFileByName(u"" DRIVER_FOLDER, &folder, EFI_FILE_MODE_READ);
+  FIRMWARE_FILES *files = firmwareContext(host)->Files;
+  OPEN_FILE folder = nullptr;
+  EFI_STATUS status = files->Open(files, u"" DRIVER_FOLDER, EFI_FILE_MODE_READ, &folder);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -50,13 +50,13 @@ static EFI_STATUS listDrivers(const XYL_HOST *host, POOL_ARRAY<MEDIUM_DRIVER> *d
   status = info == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
   for (UINTN size = INFO_CAPACITY; !EFI_ERROR(status) && size != 0;) {
     size = INFO_CAPACITY;
-    status = files->ReadFile(folder, &size, info);
+    status = files->Read(files, folder, &size, info);
     if (!EFI_ERROR(status) && size != 0 && isImage(*info) && !addName(drivers, info->FileName)) {
       status = EFI_OUT_OF_RESOURCES;
     }
   }
   poolFree(info);
-  files->CloseFile(folder);
+  files->Close(files, folder);
   return status;
 }
 

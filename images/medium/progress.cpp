@@ -3,7 +3,7 @@
 #include "base/text.h"
 #include "images/medium/run.h"
 
-static EFI_SHELL_PROTOCOL *filesOf(const JOB_RUN &run) {
+static FIRMWARE_FILES *filesOf(const JOB_RUN &run) {
   return firmwareContext(run.Host)->Files;
 }
 
@@ -18,8 +18,9 @@ EFI_STATUS beginProgress(JOB_RUN *run) {
   if (name == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  filesOf(*run)->DeleteFileByName(name); // of an earlier run, which creating would not shorten
-  EFI_STATUS status = filesOf(*run)->OpenFileByName(name, &run->Progress, EFI_FILE_MODE_CREATE);
+  FIRMWARE_FILES *files = filesOf(*run);
+  deleteNamed(files, name); // of an earlier run, which creating would not shorten
+  EFI_STATUS status = files->Open(files, name, EFI_FILE_MODE_CREATE, &run->Progress);
   run->Progress = EFI_ERROR(status) ? nullptr : run->Progress;
   poolFree(name);
   return status;
@@ -56,11 +57,11 @@ EFI_STATUS tellProgress(JOB_RUN *run, UINT32 index) {
   for (UINT32 i = run->Running; i <= index; ++i) {
     putRecord(&text, *run, i);
   }
+  FIRMWARE_FILES *files = filesOf(*run);
   UINTN size = text.Length;
-  EFI_STATUS status = text.Failed ? EFI_OUT_OF_RESOURCES
-                                  : filesOf(*run)->WriteFile(run->Progress, &size, const_cast<CHAR8 *>(textOf(text)));
+  EFI_STATUS status = text.Failed ? EFI_OUT_OF_RESOURCES : files->Write(files, run->Progress, &size, textOf(text));
   if (!EFI_ERROR(status)) {
-    status = size == text.Length ? filesOf(*run)->FlushFile(run->Progress) : EFI_VOLUME_FULL;
+    status = size == text.Length ? files->Flush(files, run->Progress) : EFI_VOLUME_FULL;
   }
   run->Running = index;
   freeText(&text);
@@ -69,14 +70,14 @@ EFI_STATUS tellProgress(JOB_RUN *run, UINT32 index) {
 
 void closeProgress(JOB_RUN *run) {
   if (run->Progress != nullptr) {
-    filesOf(*run)->CloseFile(run->Progress);
+    filesOf(*run)->Close(filesOf(*run), run->Progress);
     run->Progress = nullptr;
   }
 }
 
 void endProgress(JOB_RUN *run) {
   if (run->Progress != nullptr) {
-    filesOf(*run)->DeleteFile(run->Progress); // closes it too
+    filesOf(*run)->Delete(filesOf(*run), run->Progress); // closes it too
     run->Progress = nullptr;
   }
 }

@@ -5,6 +5,7 @@
 #include "client/controllers/controllers.h"
 #include "client/jobs/jobs.h"
 #include "images/firmware/firmware.h"
+#include "images/medium/file_system.h"
 
 // A file that cannot be kept on the medium; later lines read it here.
 struct MEMORY_FILE {
@@ -15,6 +16,7 @@ struct MEMORY_FILE {
 
 struct MEDIUM {
   FIRMWARE_CONTEXT Firmware; // first: XYL_HOST's Context leads here
+  FILE_SYSTEM FileSystem;    // of Device
   EFI_HANDLE Device;
   bool Keeps; // what is written stays; otherwise files go to the console
   POOL_ARRAY<MEMORY_FILE> Files;
@@ -76,8 +78,8 @@ struct JOB_RUN {
   TEXT Mistakes;                  // of a refused job file
   EFI_TIME Started;
   JOB_END End;
-  EFI_SHELL_FILE_HANDLE Progress; // null: not told
-  UINT32 Running;                 // the line that was told last
+  OPEN_FILE Progress; // null: not told
+  UINT32 Running;     // the line that was told last
 };
 
 // Names of what tells of a run on this machine; several machines may use one medium.

@@ -6,6 +6,7 @@
 #include "client/client.h"
 #include "client/output/output.h"
 #include "images/firmware/firmware.h"
+#include "images/shell/files.h"
 #include "uefi/protocols.h"
 
 static const EFI_GUID g_shellGuid = EFI_SHELL_PROTOCOL_GUID;
@@ -104,18 +105,19 @@ static EFI_STATUS askSecret(const XYL_HOST *host, const CHAR8 *question, CHAR8 *
 }
 
 // Parses and runs the arguments behind the program's name.
-static EFI_STATUS runArguments(XYL_HOST *host, UINTN count, const CHAR8 *const *arguments) {
+static EFI_STATUS runArguments(XYL_HOST *host, const EFI_SHELL_PROTOCOL *shell, UINTN count,
+                               const CHAR8 *const *arguments) {
   XYL_REQUEST request;
   XYL_RESULT result = xylParse(host, count, arguments, &request);
   if (!isFailure(result)) {
     xylSilence(host, request);
     bool hasPages = request.Options[XYL_OPTION_PAGES] != nullptr;
     if (hasPages) {
-      firmwareContext(host)->Files->EnablePageBreak();
+      shell->EnablePageBreak();
     }
     result = xylRun(host, request);
     if (hasPages) {
-      firmwareContext(host)->Files->DisablePageBreak();
+      shell->DisablePageBreak();
     }
   }
   EFI_STATUS written = firmwareContext(host)->Written;
@@ -126,7 +128,8 @@ static EFI_STATUS runArguments(XYL_HOST *host, UINTN count, const CHAR8 *const *
   return result.Status;
 }
 
-static EFI_STATUS runShellParameters(XYL_HOST *host, const EFI_SHELL_PARAMETERS_PROTOCOL *parameters) {
+static EFI_STATUS runShellParameters(XYL_HOST *host, const EFI_SHELL_PROTOCOL *shell,
+                                     const EFI_SHELL_PARAMETERS_PROTOCOL *parameters) {
   UINTN count = parameters->Argc > 0 ? parameters->Argc - 1 : 0;
   CHAR8 **arguments = poolNew<CHAR8 *>(count + 1);
   if (arguments == nullptr) {
@@ -138,7 +141,7 @@ static EFI_STATUS runShellParameters(XYL_HOST *host, const EFI_SHELL_PARAMETERS_
     status = arguments[i] != nullptr ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
   }
   if (!EFI_ERROR(status)) {
-    status = runArguments(host, count, arguments);
+    status = runArguments(host, shell, count, arguments);
   }
   for (UINTN i = 0; i < count; ++i) {
     poolFree(arguments[i]);
@@ -150,17 +153,19 @@ static EFI_STATUS runShellParameters(XYL_HOST *host, const EFI_SHELL_PARAMETERS_
 extern "C" EFI_STATUS EFIAPI XylEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);
   void *parameters = nullptr;
-  void *shell = nullptr;
+  void *found = nullptr;
   if (EFI_ERROR(g_bootServices->HandleProtocol(image, &g_shellParametersGuid, &parameters)) ||
-      EFI_ERROR(g_bootServices->LocateProtocol(&g_shellGuid, nullptr, &shell))) {
+      EFI_ERROR(g_bootServices->LocateProtocol(&g_shellGuid, nullptr, &found))) {
     Print(u"xyl: this program runs in a UEFI Shell\r\n");
     return EFI_UNSUPPORTED;
   }
-  FIRMWARE_CONTEXT context = {static_cast<EFI_SHELL_PROTOCOL *>(shell), EFI_SUCCESS};
+  EFI_SHELL_PROTOCOL *shell = static_cast<EFI_SHELL_PROTOCOL *>(found);
+  SHELL_FILES files = filesOfShell(shell);
+  FIRMWARE_CONTEXT context = {&files.Files, EFI_SUCCESS};
   XYL_HOST host = {&context,         XYL_FRONT_SHELL,    systemTable,         firmwareWrite,      firmwareWrite,
                    firmwareReadFile, firmwareOpenOutput, firmwareCloseOutput, firmwareIsSameFile, askYes};
   host.AskSecret = askSecret;
   host.Terminal = true;
   host.Busy = firmwareBusy;
-  return runShellParameters(&host, static_cast<EFI_SHELL_PARAMETERS_PROTOCOL *>(parameters));
+  return runShellParameters(&host, shell, static_cast<EFI_SHELL_PARAMETERS_PROTOCOL *>(parameters));
 }

@@ -25,6 +25,7 @@ ENTRY_POINTS = ["providers/" + room for room in "xml_service debug_log sim_contr
 
 # A folder that others may include by another header than the one of its name, or by more than that.
 HEADERS = {
+    "images/firmware": ["files", "firmware"],
     "providers/debug_log": ["debug_log_provider"],  # include/ has a debug_log.h
     "providers/sim_controller": "sim_controller state rooms fixed_text faults command_log drives hand presets".split(),
     "records": ["answers", "ids", "levels", "pointers"],
@@ -46,6 +47,7 @@ KNOWN = {
     "providers/ddf_change": ["providers/ddf"],
     "providers/volume_map": ["providers/ddf"],
     "providers/xml_service": ["providers/unload_guard"],
+    "images/firmware": ["files", "firmware"],
     "providers/debug_log": ["providers/unload_guard"],
     **stairs(SIMULATOR, ["records", "providers/sim_controller"]),
     "providers/sim_controller": ["records"] + SIMULATOR,
