@@ -14,6 +14,7 @@ TEST(Text, NarrowingKeepsLowBytesWithinTheLimit) {
   EXPECT_EQ(buffer, std::string("\x80") + "Abc");
   EXPECT_EQ(textNarrow(buffer, nullptr, 4), 0U);
   EXPECT_STREQ(buffer, "");
+  EXPECT_EQ(textLength(u"wide"), 4U);
 }
 
 TEST(Base, NothingAndTooMuchGiveNothing) {
