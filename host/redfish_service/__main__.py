@@ -26,6 +26,7 @@ from service import BODY_MAX, Service
 from sessions import Sessions, read_users
 
 BACKLOG = 512
+ANSWER_PATIENCE = 2  # seconds that clients have at the end to take their answers
 
 
 def arguments(words):
@@ -73,7 +74,8 @@ async def serving(controller, given, log=None):
     service = Service(controller, Sessions(read_users(given.users) if given.users else None), hosts)
     runner = web.ServerRunner(Server(service.handle, access_log=log, access_log_format='"%r" %s'))
     await runner.setup()
-    site = web.TCPSite(runner, given.host, given.port, ssl_context=tls_of(given), backlog=BACKLOG)
+    site = web.TCPSite(runner, given.host, given.port, ssl_context=tls_of(given), backlog=BACKLOG,
+                       shutdown_timeout=ANSWER_PATIENCE)
     await site.start()
     name = f"[{given.host}]" if ":" in given.host else given.host
     port = runner.addresses[0][1]
@@ -99,9 +101,14 @@ async def run_command(command, address, ended):
 async def main(words):
     split = words.index("--") if "--" in words else len(words)
     given, command = arguments(words[:split]), words[split + 1:]
-    ended = asyncio.Event()
+    ended, loop = asyncio.Event(), asyncio.get_running_loop()
+
+    def end(*_):
+        with contextlib.suppress(RuntimeError):  # the loop has ended already
+            loop.call_soon_threadsafe(ended.set)
+
     for number in (signal.SIGINT, signal.SIGTERM):
-        asyncio.get_running_loop().add_signal_handler(number, ended.set)
+        signal.signal(number, end)  # stays when the loop's own handlers go
     log = logging.getLogger("requests")
     if not command:
         logging.basicConfig(level=logging.INFO, format="%(asctime)s %(message)s")
@@ -115,6 +122,9 @@ async def main(words):
 
 if __name__ == "__main__":
     try:
-        sys.exit(asyncio.run(main(sys.argv[1:])))
+        result = asyncio.run(main(sys.argv[1:]))
+        for ending in (signal.SIGINT, signal.SIGTERM):
+            signal.signal(ending, signal.SIG_IGN)  # the interpreter would take its handlers away at its end
+        sys.exit(result)
     except OSError as fault:
         sys.exit(f"redfish_service: {fault}")

@@ -57,7 +57,7 @@ def root_with(root):
 def methods(own):
     """What may be asked of these beside reading."""
     ones = {uri: ["DELETE"] for uri in own if uri.startswith(LIST + "/")}
-    return ones | {LIST: ["POST"], LIST + "/Members": ["POST"]}
+    return ones | {LIST: ["POST"]}
 
 
 def odata(root):

@@ -61,7 +61,7 @@ class Service:
 
     def __init__(self, controller, sessions, hosts):
         self.controller, self.sessions, self.hosts = controller, sessions, hosts
-        self.changes = set()  # that are under way
+        self.changes, self.is_ending = set(), False  # changes that are under way
 
     async def handle(self, request):
         """The handler of the library."""
@@ -75,7 +75,9 @@ class Service:
     async def answer(self, request):
         self.check_head(request)
         path = request.path.rstrip("/") or "/"
-        is_login = request.method == "POST" and path in (own_resources.LIST, own_resources.LIST + "/Members")
+        if request.method == "POST":
+            path = path.removesuffix("/Members")  # the same as the collection
+        is_login = request.method == "POST" and path == own_resources.LIST
         if not is_login and not (request.method in ("GET", "HEAD") and path in OPEN):
             self.sessions.check(request.headers)
         body = await self.body_of(request)
@@ -109,6 +111,8 @@ class Service:
 
     async def body_of(self, request):
         """The whole body: a request of which a part is missing does nothing."""
+        if request.headers.get("Expect", "").lower() == "100-continue" and not request.content.is_eof():
+            request.transport.write(b"HTTP/1.1 100 Continue\r\n\r\n")
         try:
             return await asyncio.wait_for(request.read(), BODY_PATIENCE)
         except web.HTTPRequestEntityTooLarge as problem:
@@ -149,6 +153,8 @@ class Service:
     async def change(self, request, path, tree, body):
         if path.startswith(own_resources.LIST):
             return self.change_sessions(request, path, tree, body)
+        if self.is_ending:
+            raise Refusal(503, "ServiceShuttingDown")
         target = path.partition("/Actions/")[0]
         etag = etag_of(tree.get(target))
         conditions.check(request.headers, etag, reads=False)
@@ -181,6 +187,7 @@ class Service:
         return Answer(201, resource, Location=resource["@odata.id"], X_Auth_Token=session.token)
 
     async def finish(self):
-        """Waits for the changes that are under way."""
-        if self.changes:
+        """Waits for the changes that are under way; no others begin."""
+        self.is_ending = True
+        while self.changes:
             await asyncio.wait(self.changes)

@@ -85,6 +85,7 @@ ROWS = (  # section, method, URI, headers, body, status, headers of the answer, 
      {"UserName": "somebody", "Password": None}),
     ("13.3 by Members", "POST", SESSIONS + "/Members", {}, LOGIN, 201, {"X-Auth-Token": ".+"},
      {"UserName": "somebody"}),
+    ("7.9 by Members", "POST", VOLUMES + "/Members", {}, {}, 400, {}, "EmptyJSON"),
     ("13.3 without a name", "POST", SESSIONS, {}, {"Password": "x"}, 400, {}, "CreateFailedMissingReqProperties"),
     ("13.3 of a kind", "POST", SESSIONS, {}, {"UserName": 1, "Password": "x"}, 400, {}, "PropertyValueTypeError"),
     ("13.3 no JSON", "POST", SESSIONS, {}, "{", 400, {}, "MalformedJSON"),
@@ -129,6 +130,12 @@ def no_request(address):
         answer = read_all(connection)
         check(b" 400 " in answer and b"Base.1.22.UnrecognizedRequestBody" in answer, "no HTTP:", answer)
     host = ":".join(map(str, place_of(address)))
+    head = f"PATCH {ONE} HTTP/1.1\r\nHost: {host}\r\nContent-Type: application/json\r\nExpect: 100-continue\r\n"
+    with socket.create_connection(place_of(address), timeout=30) as connection:
+        connection.sendall(f"{head}Connection: close\r\nContent-Length: 19\r\n\r\n".encode())
+        check(b" 100 " in connection.recv(99), "a client that waits to be asked for the body")
+        connection.sendall(b'{"DisplayName":"b"}')
+        check(b" 200 " in read_all(connection), "the body behind it")
     both = f"GET {ONE} HTTP/1.1\r\nHost: {host}\r\n\r\n"
     with socket.create_connection(place_of(address), timeout=30) as connection:
         connection.sendall((both + both.replace("\r\n\r\n", "\r\nConnection: close\r\n\r\n")).encode())

@@ -157,6 +157,23 @@ def tell_what_cannot_be_read():
         check(ask(address, "GET", ONE)[2]["Name"] == "Date", "another file of the same size and time is not seen")
 
 
+def tell_of_disks():
+    """Disk images are served like a box, and what an image is changed by beside is seen."""
+    words = []
+    for name in ("a.img", "b.img"):
+        with open(name, "wb") as image:
+            image.truncate(128 << 20)
+        words += ["--disk", name]
+    with served(*words) as (address, _):
+        drives = ask(address, "GET", STORAGE)[2]["Drives"]
+        body = {"RAIDType": "RAID1", "Name": "images", "Links": {"Drives": drives}}
+        status, headers, answer = ask(address, "POST", VOLUMES, body)
+        check(status == 201 and answer["Links"]["Drives"] == drives, "no volume on images:", answer)
+        check(ask(address, "GET", headers["Location"])[2]["Name"] == "images", "the volume on images is not there")
+        xyl("delete", "images", "--yes", *words)
+        check(ask(address, "GET", headers["Location"])[0] == 404, "what was done beside is not seen")
+
+
 # --- Interrupts ---
 
 def interrupt():
@@ -192,5 +209,6 @@ with tempfile.TemporaryDirectory() as place:
     read_beside_silent_tls()
     tell_half_of_changes()
     tell_what_cannot_be_read()
+    tell_of_disks()
     interrupt()
 conclude("answers are whole, their own and true")
