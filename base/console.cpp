@@ -13,11 +13,11 @@ static void putConsole(CHAR16 *text) {
 }
 
 void printText(const CHAR8 *text, const CHAR8 *second, const CHAR8 *third) {
-  const CHAR8 *pieces[] = {text, second, third};
+  const CHAR8 *parts[] = {text, second, third};
   CHAR16 line[PRINT_CAPACITY];
   UINTN length = 0;
-  for (const CHAR8 *piece : pieces) {
-    length += textWiden(line + length, piece, PRINT_CAPACITY - 1 - length);
+  for (const CHAR8 *part : parts) {
+    length += textWiden(line + length, part, PRINT_CAPACITY - 1 - length);
   }
   putConsole(line);
 }

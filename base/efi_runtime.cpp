@@ -7,10 +7,10 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "base/pieces.h"
+#include "base/vector.h"
 
-// Records and documents are copied whole, so pieces are worth their few instructions; texts are short, so that there is
-// no loop over what is left. Any address will do.
+// Records and documents are copied whole, so vectors are worth their few instructions; texts are short, so that there
+// is no loop over what is left. Any address will do.
 typedef uint64_t __attribute__((aligned(1), may_alias)) WORD;
 typedef uint32_t __attribute__((aligned(1), may_alias)) HALF_WORD;
 
@@ -26,12 +26,12 @@ template <class T> static inline void copyEnds(char *to, const char *from, size_
 extern "C" void *memcpy(void *memory, const void *source, size_t size) {
   auto to = static_cast<char *>(memory);
   auto from = static_cast<const char *>(source);
-  if (size >= PIECE_SIZE) {
-    PIECE tail = loadPiece(from + size - PIECE_SIZE);
-    for (size_t at = 0; at < size - PIECE_SIZE; at += PIECE_SIZE) {
-      storePiece(to + at, loadPiece(from + at));
+  if (size >= VECTOR_SIZE) {
+    VECTOR tail = loadVector(from + size - VECTOR_SIZE);
+    for (size_t at = 0; at < size - VECTOR_SIZE; at += VECTOR_SIZE) {
+      storeVector(to + at, loadVector(from + at));
     }
-    storePiece(to + size - PIECE_SIZE, tail);
+    storeVector(to + size - VECTOR_SIZE, tail);
   } else if (size >= sizeof(WORD)) {
     copyEnds<WORD>(to, from, size);
   } else if (size >= sizeof(HALF_WORD)) {
@@ -64,12 +64,12 @@ extern "C" void *memmove(void *to, const void *from, size_t size) {
 extern "C" void *memset(void *memory, int value, size_t size) {
   auto to = static_cast<char *>(memory);
   char *end = to + size;
-  PIECE pattern = PIECE{} + static_cast<uint8_t>(value);
-  for (; static_cast<size_t>(end - to) >= PIECE_SIZE; to += PIECE_SIZE) {
-    storePiece(to, pattern);
+  VECTOR pattern = VECTOR{} + static_cast<uint8_t>(value);
+  for (; static_cast<size_t>(end - to) >= VECTOR_SIZE; to += VECTOR_SIZE) {
+    storeVector(to, pattern);
   }
-  if (size >= PIECE_SIZE) {
-    storePiece(end - PIECE_SIZE, pattern);
+  if (size >= VECTOR_SIZE) {
+    storeVector(end - VECTOR_SIZE, pattern);
     return memory;
   }
   while (to < end) {
@@ -89,43 +89,43 @@ extern "C" int memcmp(const void *left, const void *right, size_t size) {
   return 0;
 }
 
-// A piece may have more than the text when it lies in one page with the text's character: then it may be read.
-static inline bool mayReadPiece(const char *at) {
+// A vector may have more than the text when it lies in one page with the text's character: then it may be read.
+static inline bool mayReadVector(const char *at) {
   constexpr size_t PAGE_SIZE = 4096;
-  return reinterpret_cast<uintptr_t>(at) % PAGE_SIZE <= PAGE_SIZE - PIECE_SIZE;
+  return reinterpret_cast<uintptr_t>(at) % PAGE_SIZE <= PAGE_SIZE - VECTOR_SIZE;
 }
 
 // Documents are measured whole.
 extern "C" size_t strlen(const char *text) {
   const char *at = text;
   for (;;) {
-    if (!mayReadPiece(at)) {
+    if (!mayReadVector(at)) {
       if (*at == 0) {
         return static_cast<size_t>(at - text);
       }
       ++at;
       continue;
     }
-    size_t length = charactersBefore(loadPiece(at) == 0);
-    if (length != PIECE_SIZE) {
+    size_t length = charactersBefore(loadVector(at) == 0);
+    if (length != VECTOR_SIZE) {
       return static_cast<size_t>(at - text) + length;
     }
-    at += PIECE_SIZE; // not length, which the next turn would have to wait for
+    at += VECTOR_SIZE; // not length, which the next turn would have to wait for
   }
 }
 
 // Elements are known by their names.
 extern "C" int strcmp(const char *left, const char *right) {
-  for (size_t same = PIECE_SIZE; same == PIECE_SIZE; left += same, right += same) {
-    while (!mayReadPiece(left) || !mayReadPiece(right)) {
+  for (size_t same = VECTOR_SIZE; same == VECTOR_SIZE; left += same, right += same) {
+    while (!mayReadVector(left) || !mayReadVector(right)) {
       if (*left != *right || *left == 0) {
         return static_cast<uint8_t>(*left) - static_cast<uint8_t>(*right);
       }
       ++left;
       ++right;
     }
-    PIECE piece = loadPiece(left);
-    same = charactersBefore((piece != loadPiece(right)) | (piece == 0));
+    VECTOR vector = loadVector(left);
+    same = charactersBefore((vector != loadVector(right)) | (vector == 0));
   }
   return static_cast<uint8_t>(*left) - static_cast<uint8_t>(*right);
 }

@@ -7,7 +7,7 @@
 // character.
 static const CHAR8 *skipBehind(const CHAR8 *at, const CHAR8 *mark) {
   for (; isClass(*at, CLASS_ALLOWED); at++) {
-    const CHAR8 *behind = skipMark(at, mark);
+    const CHAR8 *behind = skipMarkup(at, mark);
     if (behind != nullptr) {
       return behind;
     }
@@ -63,7 +63,7 @@ static constexpr DECLARATION_ITEM g_declarationItems[] = {
 static const CHAR8 *readDeclaration(PARSER *parser, const CHAR8 *at) {
   for (const DECLARATION_ITEM &item : g_declarationItems) {
     const CHAR8 *name = skipBlanks(at);
-    const CHAR8 *nameEnd = name != at ? skipMark(name, item.name) : nullptr;
+    const CHAR8 *nameEnd = name != at ? skipMarkup(name, item.name) : nullptr;
     if (nameEnd == nullptr) {
       if (item.required) {
         return nullptr;
@@ -80,14 +80,14 @@ static const CHAR8 *readDeclaration(PARSER *parser, const CHAR8 *at) {
       return nullptr;
     }
   }
-  return skipMark(skipBlanks(at), "?>");
+  return skipMarkup(skipBlanks(at), "?>");
 }
 
 // A byte order mark and an XML declaration, which may stand at the very start only.
 static const CHAR8 *readStart(PARSER *parser, const CHAR8 *at) {
-  const CHAR8 *behind = skipMark(at, "\xEF\xBB\xBF");
+  const CHAR8 *behind = skipMarkup(at, "\xEF\xBB\xBF");
   at = behind != nullptr ? behind : at;
-  behind = skipMark(at, "<?xml");
+  behind = skipMarkup(at, "<?xml");
   return behind != nullptr && isClass(*behind, CLASS_BLANK) ? readDeclaration(parser, behind) : at;
 }
 
@@ -102,17 +102,17 @@ static const CHAR8 *skipInstruction(const CHAR8 *target) {
   const CHAR8 *at = skipName(target);
   bool isXml =
       at - target == 3 && lowerCase(target[0]) == 'x' && lowerCase(target[1]) == 'm' && lowerCase(target[2]) == 'l';
-  bool ended = isClass(*at, CLASS_BLANK) || skipMark(at, "?>") != nullptr;
+  bool ended = isClass(*at, CLASS_BLANK) || skipMarkup(at, "?>") != nullptr;
   return at == target || isXml || !ended ? nullptr : skipBehind(at, "?>");
 }
 
 // Markup that leaves no trace in the tree. Where none begins, at itself.
 static const CHAR8 *skipComments(const CHAR8 *at) {
-  const CHAR8 *comment = skipMark(at, "<!--");
+  const CHAR8 *comment = skipMarkup(at, "<!--");
   if (comment != nullptr) {
     return skipComment(comment);
   }
-  const CHAR8 *instruction = skipMark(at, "<?");
+  const CHAR8 *instruction = skipMarkup(at, "<?");
   return instruction != nullptr ? skipInstruction(instruction) : at;
 }
 
@@ -126,8 +126,8 @@ static const CHAR8 *skipSurroundings(const CHAR8 *at) {
   return at;
 }
 
-// The next piece of the open element: text, a tag, or what is skipped.
-static const CHAR8 *readPiece(PARSER *parser, const CHAR8 *at) {
+// The next part of the open element: text, a tag, or what is skipped.
+static const CHAR8 *readPart(PARSER *parser, const CHAR8 *at) {
   if (*at != '<') {
     return readCharacters(parser, at);
   }
@@ -137,7 +137,7 @@ static const CHAR8 *readPiece(PARSER *parser, const CHAR8 *at) {
   if (at[1] != '!' && at[1] != '?') {
     return readStartTag(parser, at);
   }
-  const CHAR8 *section = skipMark(at, "<![CDATA[");
+  const CHAR8 *section = skipMarkup(at, "<![CDATA[");
   if (section != nullptr) {
     return readCData(parser, section);
   }
@@ -150,7 +150,7 @@ static bool readDocument(PARSER *parser, const CHAR8 *at) {
   at = at != nullptr ? skipSurroundings(at) : nullptr;
   at = at != nullptr && *at == '<' ? readStartTag(parser, at) : nullptr;
   while (at != nullptr && parser->open != nullptr) {
-    at = readPiece(parser, readLeaves(parser, at));
+    at = readPart(parser, readLeaves(parser, at));
   }
   at = at != nullptr ? skipSurroundings(at) : nullptr;
   return at != nullptr && *at == 0;

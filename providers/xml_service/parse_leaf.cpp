@@ -4,19 +4,19 @@
 #include "providers/xml_service/parser.h"
 #include "providers/xml_service/runs.h"
 
-// What is looked at from a tag's name on: two pieces of text between two names, and what encloses them.
-static constexpr UINTN LEAF_SIZE = 2 * GUESS_SIZE + 3 * PIECE_SIZE;
+// What is looked at from a tag's name on: two vectors of text between two names, and what encloses them.
+static constexpr UINTN LEAF_SIZE = 2 * GUESS_SIZE + 3 * VECTOR_SIZE;
 
-// What a leaf takes of a block at most: a name of one piece, a text of two, and their ends.
-static constexpr UINTN LEAF_ROOM = sizeof(SERVICE_NODE) + 3 * PIECE_SIZE + 2;
+// What a leaf takes of a block at most: a name of one vector, a text of two, and their ends.
+static constexpr UINTN LEAF_ROOM = sizeof(SERVICE_NODE) + 3 * VECTOR_SIZE + 2;
 
-// Puts up to two pieces of text at to. Returns the place behind the text.
+// Puts up to two vectors of text at to. Returns the place behind the text.
 static const CHAR8 *takeText(const CHAR8 *at, CHAR8 *to) {
-  UINTN length = PIECE_SIZE;
-  for (int i = 0; i < 2 && length == PIECE_SIZE; i++) {
-    PIECE piece = loadPiece(at);
-    storePiece(to, piece);
-    length = charactersBefore(markTextEnds(piece));
+  UINTN length = VECTOR_SIZE;
+  for (int i = 0; i < 2 && length == VECTOR_SIZE; i++) {
+    VECTOR vector = loadVector(at);
+    storeVector(to, vector);
+    length = charactersBefore(maskTextEnds(vector));
     at += length;
     to += length;
   }
@@ -25,9 +25,9 @@ static const CHAR8 *takeText(const CHAR8 *at, CHAR8 *to) {
 
 // Whether the same characters stand at a and b, and a tag's end behind a.
 static inline bool isEndTag(const CHAR8 *a, const CHAR8 *b, UINTN length) {
-  UINTN same = charactersBefore(loadPiece(a) != loadPiece(b));
-  if (same == PIECE_SIZE && length > PIECE_SIZE) {
-    same += charactersBefore(loadPiece(a + PIECE_SIZE) != loadPiece(b + PIECE_SIZE));
+  UINTN same = charactersBefore(loadVector(a) != loadVector(b));
+  if (same == VECTOR_SIZE && length > VECTOR_SIZE) {
+    same += charactersBefore(loadVector(a + VECTOR_SIZE) != loadVector(b + VECTOR_SIZE));
   }
   return same >= length && a[length] == '>';
 }
@@ -45,12 +45,12 @@ static const CHAR8 *readLeaf(PARSER *parser, const CHAR8 *start) {
   if (nameLength != 0) {
     name = twin->Name; // nobody changes a name
   } else {
-    PIECE piece = loadPiece(start);
-    nameLength = charactersBefore(markNameEnds(piece));
-    if (nameLength == 0 || nameLength == PIECE_SIZE || start[nameLength] != '>') {
+    VECTOR vector = loadVector(start);
+    nameLength = charactersBefore(maskNameEnds(vector));
+    if (nameLength == 0 || nameLength == VECTOR_SIZE || start[nameLength] != '>') {
       return nullptr;
     }
-    storePiece(name, piece);
+    storeVector(name, vector);
     name[nameLength] = 0;
     content = name + nameLength + 1;
   }

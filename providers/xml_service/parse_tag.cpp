@@ -81,10 +81,10 @@ const CHAR8 *readStartTag(PARSER *parser, const CHAR8 *start) {
 // copy may still be on the way to memory, and reading it back would have to wait.
 static inline const CHAR8 *skipOpenName(const PARSER *parser, const CHAR8 *at) {
   UINTN length = parser->nameLength;
-  if (length - 1 >= PIECE_SIZE || !hasPiece(parser, at)) {
-    return skipMark(at, parser->open->Name);
+  if (length - 1 >= VECTOR_SIZE || !hasVector(parser, at)) {
+    return skipMarkup(at, parser->open->Name);
   }
-  return charactersBefore(loadPiece(at) != loadPiece(parser->name)) >= length ? at + length : nullptr;
+  return charactersBefore(loadVector(at) != loadVector(parser->name)) >= length ? at + length : nullptr;
 }
 
 const CHAR8 *readEndTag(PARSER *parser, const CHAR8 *at) {

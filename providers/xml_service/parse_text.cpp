@@ -44,7 +44,7 @@ static const CHAR8 *readReference(const CHAR8 *at, CHAR8 *character) {
     return readNumber(at + 2, character);
   }
   for (const NAMED_REFERENCE &reference : g_namedReferences) {
-    const CHAR8 *behind = skipMark(at + 1, reference.text);
+    const CHAR8 *behind = skipMarkup(at + 1, reference.text);
     if (behind != nullptr) {
       *character = reference.character;
       return behind;
@@ -62,8 +62,8 @@ static bool isSectionEnd(const CHAR8 *at) {
   return at[0] == ']' && at[1] == ']' && at[2] == '>';
 }
 
-// What a text's place has room for at every moment: a piece, a character behind a piece's end, and the NUL.
-static constexpr UINTN TEXT_ROOM = PIECE_SIZE + 8;
+// What a text's place has room for at every moment: a vector, a character behind a vector's end, and the NUL.
+static constexpr UINTN TEXT_ROOM = VECTOR_SIZE + 8;
 
 // Takes the text that is being made to a block with room for twice of it. Returns where it ends there, or null.
 static CHAR8 *moveText(PARSER *parser, const CHAR8 *end) {
@@ -80,7 +80,7 @@ static CHAR8 *moveText(PARSER *parser, const CHAR8 *end) {
 
 // Adds a run of characters that mean themselves to the text that ends at *to. ENDS marks at least what is not of the
 // class PLAIN.
-template <MARKS ENDS(PIECE piece), CHARACTER_CLASS PLAIN>
+template <VECTOR_MASK ENDS(VECTOR vector), CHARACTER_CLASS PLAIN>
 static const CHAR8 *takeRun(PARSER *parser, const CHAR8 *at, CHAR8 **end) {
   CHAR8 *to = *end;
   for (;;) {
@@ -90,13 +90,13 @@ static const CHAR8 *takeRun(PARSER *parser, const CHAR8 *at, CHAR8 **end) {
         return nullptr;
       }
     }
-    if (hasPiece(parser, at)) {
-      PIECE piece = loadPiece(at);
-      storePiece(to, piece);
-      UINTN length = charactersBefore(ENDS(piece));
+    if (hasVector(parser, at)) {
+      VECTOR vector = loadVector(at);
+      storeVector(to, vector);
+      UINTN length = charactersBefore(ENDS(vector));
       at += length;
       to += length;
-      if (length == PIECE_SIZE) {
+      if (length == VECTOR_SIZE) {
         continue;
       }
     }
@@ -123,7 +123,7 @@ const CHAR8 *readName(PARSER *parser, const CHAR8 *at, CHAR8 **name, UINTN *leng
     return nullptr;
   }
   CHAR8 *end = parser->document->block->texts;
-  at = takeRun<markNameEnds, CLASS_NAME>(parser, at, &end);
+  at = takeRun<maskNameEnds, CLASS_NAME>(parser, at, &end);
   if (at != nullptr) {
     *length = static_cast<UINTN>(end - parser->document->block->texts);
     *name = endText(parser, end);
@@ -144,7 +144,7 @@ const CHAR8 *readCharacters(PARSER *parser, const CHAR8 *at) {
     return tag;
   }
   beginContent(parser);
-  at = takeRun<markTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
+  at = takeRun<maskTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
   while (at != nullptr && *at != '<') {
     if (*at == '&') {
       at = readReference(at, parser->contentEnd);
@@ -161,14 +161,14 @@ const CHAR8 *readCharacters(PARSER *parser, const CHAR8 *at) {
       return nullptr;
     }
     parser->contentEnd++;
-    at = takeRun<markTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
+    at = takeRun<maskTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
   }
   return at;
 }
 
 const CHAR8 *readCData(PARSER *parser, const CHAR8 *at) {
   beginContent(parser);
-  at = takeRun<markTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
+  at = takeRun<maskTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
   while (at != nullptr && !isSectionEnd(at)) {
     if (*at == '\r') {
       at = skipLineEnd(at);
@@ -180,7 +180,7 @@ const CHAR8 *readCData(PARSER *parser, const CHAR8 *at) {
       return nullptr;
     }
     parser->contentEnd++;
-    at = takeRun<markTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
+    at = takeRun<maskTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
   }
   return at != nullptr ? at + 3 : nullptr;
 }
@@ -191,7 +191,7 @@ const CHAR8 *readValue(PARSER *parser, const CHAR8 *at, CHAR8 **value) {
     return nullptr;
   }
   CHAR8 *to = parser->document->block->texts;
-  at = takeRun<markValueEnds, CLASS_VALUE>(parser, at + 1, &to);
+  at = takeRun<maskValueEnds, CLASS_VALUE>(parser, at + 1, &to);
   while (at != nullptr && *at != quote) {
     if (*at == '&') {
       at = readReference(at, to);
@@ -208,7 +208,7 @@ const CHAR8 *readValue(PARSER *parser, const CHAR8 *at, CHAR8 **value) {
       return nullptr;
     }
     to++;
-    at = takeRun<markValueEnds, CLASS_VALUE>(parser, at, &to);
+    at = takeRun<maskValueEnds, CLASS_VALUE>(parser, at, &to);
   }
   if (at == nullptr) {
     return nullptr;

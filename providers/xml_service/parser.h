@@ -2,7 +2,7 @@
 // it read, or null when the document is not well-formed there (PARSER::failure then says what Parse returns).
 #pragma once
 
-#include "base/pieces.h"
+#include "base/vector.h"
 #include "providers/xml_service/blocks.h"
 #include "providers/xml_service/characters.h"
 
@@ -36,19 +36,19 @@ inline const CHAR8 *skipName(const CHAR8 *at) {
   return isClass(*at, CLASS_NAME_START) ? skipClass(at + 1, CLASS_NAME) : at;
 }
 
-// The place behind mark when at begins with it, else null.
-inline const CHAR8 *skipMark(const CHAR8 *at, const CHAR8 *mark) {
-  for (; *mark != 0; mark++, at++) {
-    if (*at != *mark) {
+// The place behind markup when at begins with it, else null.
+inline const CHAR8 *skipMarkup(const CHAR8 *at, const CHAR8 *markup) {
+  for (; *markup != 0; markup++, at++) {
+    if (*at != *markup) {
       return nullptr;
     }
   }
   return at;
 }
 
-// Whether a piece of the user's text may be read.
-inline bool hasPiece(const PARSER *parser, const CHAR8 *at) {
-  return static_cast<UINTN>(parser->end - at) >= PIECE_SIZE;
+// Whether a vector of the user's text may be read.
+inline bool hasVector(const PARSER *parser, const CHAR8 *at) {
+  return static_cast<UINTN>(parser->end - at) >= VECTOR_SIZE;
 }
 
 // Skips a line feed and the blanks behind it: most of what stands between two tags.
@@ -57,16 +57,16 @@ inline const CHAR8 *skipIndentation(const PARSER *parser, const CHAR8 *at) {
     return at;
   }
   at++;
-  UINTN length = PIECE_SIZE;
-  while (length == PIECE_SIZE && hasPiece(parser, at)) {
-    length = charactersBefore(loadPiece(at) != ' ');
+  UINTN length = VECTOR_SIZE;
+  while (length == VECTOR_SIZE && hasVector(parser, at)) {
+    length = charactersBefore(loadVector(at) != ' ');
     at += length;
   }
   return at;
 }
 
 // GUESS_SIZE bytes must be there to be read for a guess.
-inline constexpr UINTN GUESS_SIZE = 2 * PIECE_SIZE + 1;
+inline constexpr UINTN GUESS_SIZE = 2 * VECTOR_SIZE + 1;
 
 // Links node behind the last child of the open element.
 inline void linkNode(PARSER *parser, SERVICE_NODE *node) {

@@ -1,18 +1,18 @@
-// Where a run of characters may end: everything that the class in the name does not hold is marked, and some of what it
-// holds.
+// Where a run of characters may end: everything that the class in the name does not hold is in the mask, and some of
+// what it holds.
 #pragma once
 
-#include "base/pieces.h"
+#include "base/vector.h"
 
-inline MARKS markNameEnds(PIECE piece) { // all but letters
-  return ((piece | 0x20) - 'a') > 'z' - 'a';
+inline VECTOR_MASK maskNameEnds(VECTOR vector) { // all but letters
+  return ((vector | 0x20) - 'a') > 'z' - 'a';
 }
-inline MARKS markTextEnds(PIECE piece) {
-  return (piece < 0x20) | (piece == '<') | (piece == '&') | (piece == ']');
+inline VECTOR_MASK maskTextEnds(VECTOR vector) {
+  return (vector < 0x20) | (vector == '<') | (vector == '&') | (vector == ']');
 }
-inline MARKS markValueEnds(PIECE piece) {
-  return (piece < 0x20) | (piece == '<') | (piece == '&') | (piece == '"') | (piece == '\'');
+inline VECTOR_MASK maskValueEnds(VECTOR vector) {
+  return (vector < 0x20) | (vector == '<') | (vector == '&') | (vector == '"') | (vector == '\'');
 }
-inline MARKS markEscapes(PIECE piece) { // of both classes that Serialize writes as they are
-  return (piece < 0x20) | (piece > 0x7F) | (piece == '<') | (piece == '>') | (piece == '&') | (piece == '"');
+inline VECTOR_MASK maskEscapes(VECTOR vector) { // of both classes that Serialize writes as they are
+  return (vector < 0x20) | (vector > 0x7F) | (vector == '<') | (vector == '>') | (vector == '&') | (vector == '"');
 }

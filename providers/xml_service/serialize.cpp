@@ -19,10 +19,10 @@ struct WRITER {
   EFI_STATUS status; // after an error nothing more is written
 };
 
-// Makes sure that there is room for count bytes and another piece; false without memory.
+// Makes sure that there is room for count bytes and another vector; false without memory.
 static bool reserve(WRITER *writer, UINTN count) {
   BLOCK *block = writer->document->block;
-  count += PIECE_SIZE;
+  count += VECTOR_SIZE;
   if (static_cast<UINTN>(block->records - reinterpret_cast<UINT8 *>(writer->at)) >= count) {
     return true;
   }
@@ -43,9 +43,9 @@ static void putBytes(WRITER *writer, const CHAR8 *bytes, UINTN count) {
   }
 }
 
-// Writes a few characters of markup where another piece has room.
-template <UINTN SIZE> static inline void putMark(WRITER *writer, const CHAR8 (&mark)[SIZE]) {
-  copyBytes(writer->at, mark, SIZE - 1);
+// Writes a few characters of markup where another vector has room.
+template <UINTN SIZE> static inline void putMarkup(WRITER *writer, const CHAR8 (&markup)[SIZE]) {
+  copyBytes(writer->at, markup, SIZE - 1);
   writer->at += SIZE - 1;
 }
 
@@ -86,12 +86,12 @@ static void putEscaped(WRITER *writer, const CHAR8 *text, UINTN length, CHARACTE
   if (!reserve(writer, length)) {
     return;
   }
-  // The copy may be looked at in pieces: what lies behind it is ours, too.
+  // The copy may be looked at in vectors: what lies behind it is ours, too.
   copyBytes(writer->at, text, length);
   UINTN clean = 0;
-  UINTN clear = PIECE_SIZE;
-  for (; clean < length && clear == PIECE_SIZE; clean += clear) {
-    clear = charactersBefore(markEscapes(loadPiece(writer->at + clean)));
+  UINTN clear = VECTOR_SIZE;
+  for (; clean < length && clear == VECTOR_SIZE; clean += clear) {
+    clear = charactersBefore(maskEscapes(loadVector(writer->at + clean)));
   }
   if (clean >= length) {
     writer->at += length;
@@ -115,11 +115,11 @@ static void putAttributes(WRITER *writer, const XML_ATTRIBUTE *attribute) {
       writer->status = EFI_INVALID_PARAMETER;
       return;
     }
-    putMark(writer, " ");
+    putMarkup(writer, " ");
     putBytes(writer, attribute->Name, textLength(attribute->Name));
-    putMark(writer, "=\"");
+    putMarkup(writer, "=\"");
     putEscaped(writer, attribute->Value, textLength(attribute->Value), CLASS_PLAIN_VALUE);
-    putMark(writer, "\"");
+    putMarkup(writer, "\"");
   }
 }
 
@@ -132,41 +132,41 @@ static void putIndentation(WRITER *writer, UINTN level) {
 
 static void putName(WRITER *writer, const CHAR8 *name) {
   // Names lie in blocks, in front of a record or of room for more.
-  PIECE piece = loadPiece(name);
-  UINTN length = charactersBefore(piece == 0);
-  if (length == PIECE_SIZE) {
+  VECTOR vector = loadVector(name);
+  UINTN length = charactersBefore(vector == 0);
+  if (length == VECTOR_SIZE) {
     putBytes(writer, name, textLength(name));
-  } else if (reserve(writer, PIECE_SIZE)) {
-    storePiece(writer->at, piece);
+  } else if (reserve(writer, VECTOR_SIZE)) {
+    storeVector(writer->at, vector);
     writer->at += length;
   }
 }
 
 static void putEndTag(WRITER *writer, const CHAR8 *name) {
-  putMark(writer, "</");
+  putMarkup(writer, "</");
   putName(writer, name);
-  putMark(writer, ">\n");
+  putMarkup(writer, ">\n");
 }
 
 // The start tag and the text, and for an element without children also its end.
 static void putElement(WRITER *writer, const SERVICE_NODE *node, UINTN level) {
   bool hasText = node->Content != nullptr && *node->Content != 0;
   putIndentation(writer, level);
-  putMark(writer, "<");
+  putMarkup(writer, "<");
   putName(writer, node->Name);
   putAttributes(writer, node->Attributes);
   if (!hasText && node->FirstChild == nullptr) {
-    putMark(writer, "/>\n");
+    putMarkup(writer, "/>\n");
     return;
   }
-  putMark(writer, ">");
+  putMarkup(writer, ">");
   if (hasText) {
     putEscaped(writer, node->Content, textLength(node->Content), CLASS_PLAIN_TEXT);
   }
   if (node->FirstChild == nullptr) {
     putEndTag(writer, node->Name);
   } else {
-    putMark(writer, "\n");
+    putMarkup(writer, "\n");
   }
 }
 

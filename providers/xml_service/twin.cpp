@@ -7,14 +7,14 @@
 // read beyond its end, since a record or room for more lies behind it, and what is read of the document has no NUL.
 static UINTN guessName(const CHAR8 *at, const SERVICE_NODE *node) {
   UINTN length = 0;
-  for (const CHAR8 *name = node->Name; length <= PIECE_SIZE; name += PIECE_SIZE) {
-    PIECE piece = loadPiece(name);
-    UINTN part = charactersBefore(piece == 0);
-    if (charactersBefore(loadPiece(at + length) != piece) != part) {
+  for (const CHAR8 *name = node->Name; length <= VECTOR_SIZE; name += VECTOR_SIZE) {
+    VECTOR vector = loadVector(name);
+    UINTN part = charactersBefore(vector == 0);
+    if (charactersBefore(loadVector(at + length) != vector) != part) {
       return 0;
     }
     length += part;
-    if (part != PIECE_SIZE) {
+    if (part != VECTOR_SIZE) {
       return at[length] == '>' ? length : 0;
     }
   }
