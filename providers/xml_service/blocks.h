@@ -32,8 +32,8 @@ struct DOCUMENT {
 
 // An element as the service allocates it. ServiceOwn is the BLOCK that it lies in.
 struct SERVICE_NODE : XML_NODE {
-  SERVICE_NODE *parent; // set by whoever walks the tree, for the time of the walk: users do not keep it
-  SERVICE_NODE *twin;   // Parse's: an earlier element of the same name that this one will resemble, or null
+  SERVICE_NODE *parent;    // set by whoever walks the tree, for the time of the walk: users do not keep it
+  SERVICE_NODE *predicted; // Parse's: an earlier element of the same name that this one will resemble, or null
 };
 
 inline SERVICE_NODE *serviceNode(XML_NODE *node) {

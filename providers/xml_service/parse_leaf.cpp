@@ -38,12 +38,12 @@ static const CHAR8 *readLeaf(PARSER *parser, const CHAR8 *start) {
   if (static_cast<UINTN>(parser->end - start) < LEAF_SIZE || freeBytes(block) < LEAF_ROOM) {
     return nullptr;
   }
-  SERVICE_NODE *twin = nullptr;
-  UINTN nameLength = findTwin(parser, start, &twin);
+  SERVICE_NODE *predicted = nullptr;
+  UINTN nameLength = findPredicted(parser, start, &predicted);
   CHAR8 *name = block->texts;
   CHAR8 *content = name;
   if (nameLength != 0) {
-    name = twin->Name; // nobody changes a name
+    name = predicted->Name; // nobody changes a name
   } else {
     VECTOR vector = loadVector(start);
     nameLength = charactersBefore(maskNameEnds(vector));
@@ -61,7 +61,7 @@ static const CHAR8 *readLeaf(PARSER *parser, const CHAR8 *start) {
   }
   SERVICE_NODE *node = takeNode(parser->document);
   node->Name = name;
-  node->twin = twin;
+  node->predicted = predicted;
   node->Content = content;
   block->texts = content + (end - text);
   *block->texts++ = 0;

@@ -4,7 +4,7 @@ static void openNode(PARSER *parser, SERVICE_NODE *node, const CHAR8 *name, UINT
   parser->open = node;
   parser->name = name;
   parser->previous = nullptr;
-  parser->twin = node->twin != nullptr ? serviceNode(node->twin->FirstChild) : nullptr;
+  parser->predicted = node->predicted != nullptr ? serviceNode(node->predicted->FirstChild) : nullptr;
   parser->nameLength = nameLength;
   parser->contentEnd = nullptr;
 }
@@ -42,11 +42,11 @@ static const CHAR8 *readAttributes(PARSER *parser, SERVICE_NODE *node, const CHA
 
 const CHAR8 *readStartTag(PARSER *parser, const CHAR8 *start) {
   CHAR8 *name = nullptr;
-  SERVICE_NODE *twin = nullptr;
-  UINTN nameLength = findTwin(parser, start + 1, &twin);
+  SERVICE_NODE *predicted = nullptr;
+  UINTN nameLength = findPredicted(parser, start + 1, &predicted);
   const CHAR8 *at = start + 1 + nameLength;
   if (nameLength != 0) {
-    name = twin->Name; // nobody changes a name
+    name = predicted->Name; // nobody changes a name
   } else {
     at = readName(parser, at, &name, &nameLength);
     if (at == nullptr) {
@@ -58,7 +58,7 @@ const CHAR8 *readStartTag(PARSER *parser, const CHAR8 *start) {
     return failWithoutMemory(parser);
   }
   node->Name = name;
-  node->twin = twin;
+  node->predicted = predicted;
   linkNode(parser, node);
   if (*at != '>') {
     at = readAttributes(parser, node, at);

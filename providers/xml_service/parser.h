@@ -12,12 +12,12 @@ struct PARSER {
   const CHAR8 *end; // the NUL of the user's text
   DOCUMENT *document;
   SERVICE_NODE *root;
-  SERVICE_NODE *open;     // the innermost element that is not ended, null outside the root
-  SERVICE_NODE *previous; // the last child of open so far, or null
-  SERVICE_NODE *twin;     // what the next child of open is expected to be like, or null
-  const CHAR8 *name;      // of open, in its start tag
-  UINTN nameLength;       // 0 when open has a child
-  CHAR8 *contentEnd;      // the end of what open's content has so far, or null before it begins
+  SERVICE_NODE *open;      // the innermost element that is not ended, null outside the root
+  SERVICE_NODE *previous;  // the last child of open so far, or null
+  SERVICE_NODE *predicted; // what the next child of open is expected to be like, or null
+  const CHAR8 *name;       // of open, in its start tag
+  UINTN nameLength;        // 0 when open has a child
+  CHAR8 *contentEnd;       // the end of what open's content has so far, or null before it begins
   EFI_STATUS failure;
 };
 
@@ -81,25 +81,25 @@ inline void linkNode(PARSER *parser, SERVICE_NODE *node) {
   }
 }
 
-// What is expected behind node. One that came as a surprise has the element as its twin that was expected there.
-inline SERVICE_NODE *behindTwin(const SERVICE_NODE *node) {
-  SERVICE_NODE *twin = node->twin;
-  return twin != nullptr && twin->Name == node->Name ? serviceNode(twin->NextSibling) : twin;
+// What is expected behind node. One that came as a surprise keeps the element that was expected there.
+inline SERVICE_NODE *predictedBehind(const SERVICE_NODE *node) {
+  SERVICE_NODE *predicted = node->predicted;
+  return predicted != nullptr && predicted->Name == node->Name ? serviceNode(predicted->NextSibling) : predicted;
 }
 
 // Ends node, the last child of what is open then.
 inline void closeNode(PARSER *parser, SERVICE_NODE *node) {
   parser->open = node->parent;
   parser->previous = node;
-  parser->twin = behindTwin(node);
+  parser->predicted = predictedBehind(node);
   parser->nameLength = 0;
   parser->contentEnd = nullptr;
 }
 
-// twin.cpp: how long the name is that stands at at, and ends its tag there, when it is that of the element which is
-// expected there, or of one near it; that is *twin. 0 when the name comes as a surprise; *twin then is what was
-// expected, or null.
-UINTN findTwin(const PARSER *parser, const CHAR8 *at, SERVICE_NODE **twin);
+// prediction.cpp: how long the name is that stands at at, and ends its tag there, when it is that of the element which
+// is expected there, or of one near it; that is *predicted. 0 when the name comes as a surprise; *predicted then is
+// what was expected, or null.
+UINTN findPredicted(const PARSER *parser, const CHAR8 *at, SERVICE_NODE **predicted);
 
 // parse_text.cpp
 

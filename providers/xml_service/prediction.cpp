@@ -21,17 +21,17 @@ static UINTN guessName(const CHAR8 *at, const SERVICE_NODE *node) {
   return 0;
 }
 
-UINTN findTwin(const PARSER *parser, const CHAR8 *at, SERVICE_NODE **twin) {
+UINTN findPredicted(const PARSER *parser, const CHAR8 *at, SERVICE_NODE **predicted) {
   static constexpr int GUESSES = 4;
-  *twin = parser->twin;
+  *predicted = parser->predicted;
   if (static_cast<UINTN>(parser->end - at) < GUESS_SIZE) {
     return 0;
   }
-  SERVICE_NODE *guess = parser->twin;
+  SERVICE_NODE *guess = parser->predicted;
   for (int i = 0; i < GUESSES && guess != nullptr; i++) {
     UINTN length = guessName(at, guess);
     if (length != 0) {
-      *twin = guess;
+      *predicted = guess;
       return length;
     }
     guess = serviceNode(guess->NextSibling);
@@ -39,7 +39,7 @@ UINTN findTwin(const PARSER *parser, const CHAR8 *at, SERVICE_NODE **twin) {
   // A list of equals.
   UINTN length = parser->previous != nullptr ? guessName(at, parser->previous) : 0;
   if (length != 0) {
-    *twin = parser->previous;
+    *predicted = parser->previous;
   }
   return length;
 }
