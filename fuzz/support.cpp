@@ -65,9 +65,9 @@ static void runInWorld(FuzzInput input) {
   mustHold(!secretsFreed(), "a passphrase was given back");
   mustHold(world.firmware.pool().liveAllocations == allocations && held() == bytes, "memory left or lost");
   mustHold(world.sim->commandCount - commands <= g_limits->commands.of(input.left()), "too many commands");
-  const RAID_BOOKS &books = world.sim->books;
-  mustHold(books.mistakeCount == 0, books.mistakeCount == 0 ? "" : books.mistakes[0].reason);
-  mustHold(booksBalanced(&world.sim->books), "answers of the controller did not come back");
+  const RAID_ACCOUNTING &accounting = world.sim->accounting;
+  mustHold(accounting.mistakeCount == 0, accounting.mistakeCount == 0 ? "" : accounting.mistakes[0].reason);
+  mustHold(accountingBalanced(&world.sim->accounting), "answers of the controller did not come back");
   const CHAR8 *fault = simStateFault(world.sim);
   mustHold(fault == nullptr, std::string("controller state: ") + (fault == nullptr ? "" : fault));
 }

@@ -1,5 +1,5 @@
-// What every provider of RAID_MGMT_PROTOCOL does with its answers: records are deep copies in pool memory, books are
-// kept of what is out, and FreeRecords takes back only that.
+// What every provider of RAID_MGMT_PROTOCOL does with its answers: records are deep copies in pool memory, what is out
+// is accounted for, and FreeRecords takes back only that.
 #pragma once
 
 #include "base/array.h"
@@ -34,7 +34,7 @@ EFI_STATUS answerResize(RAID_ANSWER *answer, UINT64 size);
 // Gives back what an answer holds and leaves it zero-filled.
 void answerRelease(RAID_ANSWER *answer);
 
-// --- The books ---
+// --- Accounting ---
 
 // Something given to FreeRecords that should not have been. It is left as it was.
 struct RAID_MISTAKE {
@@ -45,7 +45,8 @@ struct RAID_MISTAKE {
 
 #define RAID_MISTAKE_CAPACITY 16
 
-struct RAID_BOOKS {
+// What was handed out, and what came back.
+struct RAID_ACCOUNTING {
   UINT64 handedOut;    // answers with data
   UINT64 returned;     // of those
   UINT64 driverCopies; // disk records that the driver assembled and gave to FreeRecords
@@ -55,26 +56,27 @@ struct RAID_BOOKS {
   POOL_ARRAY<void *> justReturned; // since the last command, to notice what is given back twice; never grows
 };
 
-// Opens zero-filled books; EFI_OUT_OF_RESOURCES leaves them to be closed. Closing gives back every answer that is out.
-EFI_STATUS booksOpen(RAID_BOOKS *books);
-void booksClose(RAID_BOOKS *books);
+// Opens a zero-filled one; EFI_OUT_OF_RESOURCES leaves it to be closed. Closing gives back every answer that is
+// out.
+EFI_STATUS accountingOpen(RAID_ACCOUNTING *accounting);
+void accountingClose(RAID_ACCOUNTING *accounting);
 
-// Bytes of pool memory that the books hold for themselves.
-UINT64 booksPoolBytes(const RAID_BOOKS *books);
+// Bytes of pool memory that the accounting holds for itself.
+UINT64 accountingPoolBytes(const RAID_ACCOUNTING *accounting);
 
 // Before a command: makes room for its answer, since one that has changed something must not fail for want of it.
 // EFI_OUT_OF_RESOURCES.
-EFI_STATUS booksBegin(RAID_BOOKS *books);
+EFI_STATUS accountingBegin(RAID_ACCOUNTING *accounting);
 
-// After it: sets *result to the answer and, where that has data, enters it. The books take the answer over.
-void booksHandOut(RAID_BOOKS *books, const RAID_ANSWER *answer, RAID_CMD_RESULT *result);
+// After it: sets *result to the answer and, where that has data, enters it. The accounting takes the answer over.
+void accountingHandOut(RAID_ACCOUNTING *accounting, const RAID_ANSWER *answer, RAID_CMD_RESULT *result);
 
 // FreeRecords. It takes an answer with its record count, DataSize >> 9 (0 for a text); an answer of less than one
 // record and an adapter answer also with 1. Any other pointer with the count 1 is taken for a disk record that the
 // driver assembled (pool memory of 512 bytes, Name and FQDD pool texts or null, VDs null), as the contract says, and is
 // freed with its texts. What is given back once more before the next command is noticed by its address. Mistakes return
 // EFI_INVALID_PARAMETER, are noted and change nothing else.
-EFI_STATUS booksTakeBack(RAID_BOOKS *books, void *data, UINT32 count);
+EFI_STATUS accountingTakeBack(RAID_ACCOUNTING *accounting, void *data, UINT32 count);
 
 // Whether every answer came back and nothing wrong was given to FreeRecords.
-bool booksBalanced(const RAID_BOOKS *books);
+bool accountingBalanced(const RAID_ACCOUNTING *accounting);

@@ -145,7 +145,7 @@ std::vector<std::string> Platform::close(bool namesWereAsked) {
   if (sim_ != nullptr) {
     firmware_.bootServices()->DisconnectController(sim_->handle, nullptr, nullptr);
     // The record behind a controller's name stays out by contract.
-    if (sim_->books.mistakeCount != 0 || (!namesWereAsked && !booksBalanced(&sim_->books))) {
+    if (sim_->accounting.mistakeCount != 0 || (!namesWereAsked && !accountingBalanced(&sim_->accounting))) {
       faults.push_back("the records that the controller handed out did not come back as they should");
     }
     sim_.reset();

@@ -54,8 +54,8 @@ static EFI_STATUS EFIAPI unloadDisks(EFI_HANDLE image) {
     g_handle = nullptr;
     dropLook(&g_disks);
     closeLog(image);
-    booksClose(&g_controller.Books);
-    g_controller.Books = {};
+    accountingClose(&g_controller.Accounting);
+    g_controller.Accounting = {};
   }
   return status;
 }
@@ -66,14 +66,14 @@ extern "C" EFI_STATUS EFIAPI RaidDisksEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *
   g_controller.Settings = g_defaultSettings;
   EFI_STATUS status = g_bootServices->HandleProtocol(image, &g_loadedImageGuid, &found);
   if (!EFI_ERROR(status)) {
-    status = booksOpen(&g_controller.Books);
+    status = accountingOpen(&g_controller.Accounting);
   }
   if (!EFI_ERROR(status)) {
     status = install();
   }
   if (EFI_ERROR(status)) {
-    booksClose(&g_controller.Books);
-    g_controller.Books = {};
+    accountingClose(&g_controller.Accounting);
+    g_controller.Accounting = {};
     return status;
   }
   openLog(image);

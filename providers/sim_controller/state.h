@@ -113,7 +113,7 @@ struct SIM_CONTROLLER {
   UINT64 commandCount; // commands executed, failed ones included
   SIM_LOG_ENTRY *log;  // SIM_LOG_CAPACITY entries, used as a ring
   UINT64 logFirst;     // commandCount at simClearLog
-  RAID_BOOKS books;
+  RAID_ACCOUNTING accounting;
   RAID_MGMT_PROTOCOL protocol;
   SIM_DEVICE_PATH devicePath;
   EFI_HANDLE handle; // null: not installed

@@ -31,7 +31,7 @@ std::string judge(World &world, const CALL &call) {
   bool freed = answer.optionsFreed && answer.savedFreed == (hasMode && call.saved != nullptr) &&
                answer.requestFreed == (hasMode && call.hasRequest);
   wrong += freed ? "" : "the documents were not freed as they must be\n";
-  bool balanced = world.firmware.pool().liveAllocations == allocations && booksBalanced(&world.sim->books);
+  bool balanced = world.firmware.pool().liveAllocations == allocations && accountingBalanced(&world.sim->accounting);
   wrong += balanced ? "" : "memory or records were left behind\n";
   STATE now(world.sim);
   auto &is = now.virtualDisks.items, &mustBe = state.virtualDisks.items;

@@ -146,7 +146,7 @@ private:
     g_story.back() += ": " + std::to_string(outcome);
     g_figures.counts["changes by xyl that succeeded"] += !line.reads && outcome == XYL_SUCCESS ? 1 : 0;
     EXPECT_EQ(world_.firmware.pool().liveAllocations, allocations) << "memory was left";
-    EXPECT_TRUE(booksBalanced(&world_.sim->books));
+    EXPECT_TRUE(accountingBalanced(&world_.sim->accounting));
     EXPECT_EQ((client_.out + client_.errors).find(PASSPHRASE), std::string::npos);
     EXPECT_LT(outcome, XYL_OUTCOME_COUNT);
     EXPECT_TRUE(!line.reads || before.isIn(world_.sim)) << "a command that only reads changed the controller";

@@ -100,7 +100,7 @@ EFI_STATUS World::unloadDriver() {
 }
 
 EFI_STATUS World::removeController() {
-  EXPECT_TRUE(booksBalanced(&sim->books));
+  EXPECT_TRUE(accountingBalanced(&sim->accounting));
   EFI_STATUS status = simDestroy(sim);
   if (!EFI_ERROR(status)) {
     sim = nullptr;
@@ -226,7 +226,7 @@ void World::expectBalanced(const std::string &where) {
   EXPECT_EQ(firmware.complaints(), std::vector<std::string>{}) << where;
   EXPECT_EQ(secretsFreed_, 0) << where << ": the passphrase was given back";
   if (sim != nullptr) {
-    EXPECT_TRUE(booksBalanced(&sim->books)) << where;
+    EXPECT_TRUE(accountingBalanced(&sim->accounting)) << where;
   }
 }
 

@@ -82,8 +82,8 @@ public:
     return static_cast<T *>(interfaceOn(handle, guid));
   }
 
-  // Pool, controller books, open protocols and complaints are as they were at the last mark, and no block that went
-  // back to the pool held the passphrase. The constructor leaves a mark, connect, disconnect and the like another.
+  // Pool, controller accounting, open protocols and complaints are as they were at the last mark, and no block that
+  // went back to the pool held the passphrase. The constructor leaves a mark, connect, disconnect and the like another.
   void markBalance();
   void expectBalanced(const std::string &where = {});
 

@@ -12,22 +12,23 @@ EFI_STATUS EFIAPI disksExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *blo
     return EFI_INVALID_PARAMETER;
   }
   DISK_CONTROLLER *controller = controllerOf(protocol);
-  RAID_BOOKS *books = &controller->Books;
+  RAID_ACCOUNTING *accounting = &controller->Accounting;
   result->Data = nullptr;
   result->DataSize = 0;
   RAID_ANSWER answer = {};
-  EFI_STATUS status = booksBegin(books);
+  EFI_STATUS status = accountingBegin(accounting);
   if (!EFI_ERROR(status)) {
     status = runDiskCommand(controller, block, &answer);
   }
   if (!EFI_ERROR(status)) {
-    booksHandOut(books, &answer, result);
+    accountingHandOut(accounting, &answer, result);
   }
   return status;
 }
 
 EFI_STATUS EFIAPI disksFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count) {
-  return protocol == nullptr ? EFI_INVALID_PARAMETER : booksTakeBack(&controllerOf(protocol)->Books, data, count);
+  return protocol == nullptr ? EFI_INVALID_PARAMETER
+                             : accountingTakeBack(&controllerOf(protocol)->Accounting, data, count);
 }
 
 EFI_STATUS EFIAPI disksUnused(RAID_MGMT_PROTOCOL *) {

@@ -6,7 +6,7 @@
 
 struct DISK_CONTROLLER {
   RAID_MGMT_PROTOCOL Protocol;
-  RAID_BOOKS Books;
+  RAID_ACCOUNTING Accounting;
   SETTINGS Settings; // what the disks keep, or what was set while there was no set to keep it
 };
 
@@ -22,6 +22,6 @@ struct DISK_CONTROLLER {
 //   EFI_ACCESS_DENIED, EFI_NOT_READY, EFI_VOLUME_FULL   a disk that holds something else, cannot be used, has no room
 //   EFI_OUT_OF_RESOURCES   no memory
 EFI_STATUS EFIAPI disksExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result);
-// As booksTakeBack.
+// As accountingTakeBack.
 EFI_STATUS EFIAPI disksFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count);
 EFI_STATUS EFIAPI disksUnused(RAID_MGMT_PROTOCOL *protocol);

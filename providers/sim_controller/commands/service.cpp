@@ -31,12 +31,12 @@ EFI_STATUS EFIAPI simExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block
   result->DataSize = 0;
   SIM_LOG_ENTRY *entry = simLogCommand(sim, block);
   RAID_ANSWER answer = {};
-  entry->status = booksBegin(&sim->books);
+  entry->status = accountingBegin(&sim->accounting);
   if (!EFI_ERROR(entry->status)) {
     entry->status = runUnder(sim, block, simNextFault(sim, block), &answer);
   }
   if (!EFI_ERROR(entry->status)) {
-    booksHandOut(&sim->books, &answer, result);
+    accountingHandOut(&sim->accounting, &answer, result);
   }
   return entry->status;
 }
@@ -45,5 +45,5 @@ EFI_STATUS EFIAPI simFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT3
   if (protocol == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  return booksTakeBack(&simFromProtocol(protocol)->books, data, count);
+  return accountingTakeBack(&simFromProtocol(protocol)->accounting, data, count);
 }

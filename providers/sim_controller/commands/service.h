@@ -41,5 +41,5 @@
 // Check, Identify, Init, ExportLog, DiscardCache: succeed for existing objects.
 EFI_STATUS EFIAPI simExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result);
 
-// RAID_MGMT_PROTOCOL.FreeRecords, which goes by the books (records/answers.h).
+// RAID_MGMT_PROTOCOL.FreeRecords, which goes by the accounting (records/answers.h).
 EFI_STATUS EFIAPI simFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count);

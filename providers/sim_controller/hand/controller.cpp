@@ -21,7 +21,7 @@ static EFI_STATUS EFIAPI unusedMember(RAID_MGMT_PROTOCOL *) {
 }
 
 static void freeController(SIM_CONTROLLER *sim) {
-  booksClose(&sim->books);
+  accountingClose(&sim->accounting);
   poolFree(sim->enclosures.items);
   poolFree(sim->disks.items);
   poolFree(sim->virtualDisks.items);
@@ -44,7 +44,7 @@ EFI_STATUS simCreateEmpty(SIM_CONTROLLER **sim) {
   made->log = poolNew<SIM_LOG_ENTRY>(SIM_LOG_CAPACITY);
   bool complete = made->log != nullptr && arrayStart(made->enclosures, 4) && arrayStart(made->disks, 32) &&
                   arrayStart(made->virtualDisks, 8) && arrayStart(made->foreignDisks, 8) &&
-                  arrayStart(made->pulledDisks, 8) && !EFI_ERROR(booksOpen(&made->books));
+                  arrayStart(made->pulledDisks, 8) && !EFI_ERROR(accountingOpen(&made->accounting));
   if (!complete) {
     freeController(made);
     return EFI_OUT_OF_RESOURCES;
@@ -75,7 +75,7 @@ template <class T> static UINT64 arrayBytes(const POOL_ARRAY<T> &array) {
 UINT64 simPoolBytes(const SIM_CONTROLLER *sim) {
   return sizeof(SIM_CONTROLLER) + sizeof(SIM_LOG_ENTRY) * SIM_LOG_CAPACITY + arrayBytes(sim->enclosures) +
          arrayBytes(sim->disks) + arrayBytes(sim->virtualDisks) + arrayBytes(sim->foreignDisks) +
-         arrayBytes(sim->pulledDisks) + booksPoolBytes(&sim->books);
+         arrayBytes(sim->pulledDisks) + accountingPoolBytes(&sim->accounting);
 }
 
 static void setDevicePath(SIM_DEVICE_PATH *path, UINT32 number) {

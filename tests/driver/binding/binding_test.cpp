@@ -74,7 +74,7 @@ TEST(Binding, ExcludedModelsAreHeldButNotServed) {
       continue;
     }
     EXPECT_TRUE(world.console().ends_with(row.declined));
-    EXPECT_TRUE(booksBalanced(&world.sim->books));
+    EXPECT_TRUE(accountingBalanced(&world.sim->accounting));
     // Held BY_DRIVER: supported as a new controller, but neither started again nor stopped.
     EXPECT_EQ(supported(world), EFI_SUCCESS);
     EXPECT_EQ(start(world), EFI_ALREADY_STARTED);
@@ -178,7 +178,7 @@ TEST(Names, DriverAndController) {
   EXPECT_EQ(std::u16string(name), world.sim->adapter.Name);
   EXPECT_EQ(simCommand(world.sim, simCommandCount(world.sim) - 1)->block.Revision, 1U);
   // The record behind a handed-out name stays with the caller; here the test gives it back.
-  void *record = world.sim->books.out.items[world.sim->books.out.count - 1].data;
+  void *record = world.sim->accounting.out.items[world.sim->accounting.out.count - 1].data;
   world.sim->protocol.FreeRecords(&world.sim->protocol, record, 1);
 
   EXPECT_EQ(table->GetControllerName(table, world.controller, world.driver, "en", &name), EFI_UNSUPPORTED);
@@ -191,10 +191,10 @@ TEST(Names, DriverAndController) {
   }
   // Nothing but Execute is called through this interface, even when an answer is too short.
   simShapeAnswer(world.sim, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, SIM_FAULT_SIZE, 15);
-  UINT32 answers = world.sim->books.out.count;
+  UINT32 answers = world.sim->accounting.out.count;
   EXPECT_EQ(nameOf(world.controller, &name), EFI_UNSUPPORTED);
-  ASSERT_EQ(world.sim->books.out.count, answers + 1);
-  world.sim->protocol.FreeRecords(&world.sim->protocol, world.sim->books.out.items[answers].data, 0);
+  ASSERT_EQ(world.sim->accounting.out.count, answers + 1);
+  world.sim->protocol.FreeRecords(&world.sim->protocol, world.sim->accounting.out.items[answers].data, 0);
   simClearFaults(world.sim);
   simShapeAnswer(world.sim, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, SIM_FAULT_NO_DATA, 0);
   EXPECT_EQ(nameOf(world.controller, &name), EFI_UNSUPPORTED);

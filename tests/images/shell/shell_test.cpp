@@ -235,10 +235,10 @@ TEST_F(XylShell, ChoosesAmongControllers) {
   EXPECT_EQ(run(u"list", /* balanced= */ false), EFI_SUCCESS);
   EXPECT_TRUE(said("  2  Harrier H2 Host Adapter, PCI 03:00.0, WWN 5EEDADA000001000\n     virtual disks: 1 Online\n    "
                    " disks: 2 Online, 2 Ready\n"));
-  // What names leave with the firmware by contract, given back for the books.
+  // What names leave with the firmware by contract, given back for the accounting.
   for (SIM_CONTROLLER *sim : {world_.sim, second}) {
-    while (sim->books.out.count != 0) {
-      ASSERT_EQ(sim->protocol.FreeRecords(&sim->protocol, sim->books.out.items[0].data, 1), EFI_SUCCESS);
+    while (sim->accounting.out.count != 0) {
+      ASSERT_EQ(sim->protocol.FreeRecords(&sim->protocol, sim->accounting.out.items[0].data, 1), EFI_SUCCESS);
     }
   }
   world_.expectBalanced();

@@ -1,10 +1,10 @@
-// Answers and the books behind them, what is refused, and states that do not hold.
+// Answers and their accounting, what is refused, and states that do not hold.
 #include "base/text.h"
 #include "providers/sim_controller/hand.h"
 #include "tests/providers/sim_controller/commands.h"
 
 // Each misuse of an answer of 21 disks leaves it out, is noted once and changes nothing.
-TEST(Books, NoteEachMisuse) {
+TEST(Accounting, NoteEachMisuse) {
   World world(bare("demo"));
   // As the driver assembles a record: fresh texts, no list, though VDCount still says what was there.
   auto *stillListing = static_cast<RAID_PD_RECORD *>(poolAllocateZero(RAID_RECORD_SIZE));
@@ -37,19 +37,19 @@ TEST(Books, NoteEachMisuse) {
   UINT32 mistakes = 0;
   for (const auto &row : cases) {
     EXPECT_EQ(name(freeRecords(row.data, row.count)), name(EFI_INVALID_PARAMETER)) << row.what;
-    EXPECT_EQ(world.sim->books.mistakeCount, ++mistakes) << row.what;
+    EXPECT_EQ(world.sim->accounting.mistakeCount, ++mistakes) << row.what;
     EXPECT_EQ(world.firmware.pool().liveAllocations, live) << row.what;
   }
   EXPECT_EQ(freeRecords(disks.Data, count), EFI_SUCCESS);
   EXPECT_EQ(freeRecords(keyId.Data, 0), EFI_SUCCESS);
-  EXPECT_FALSE(booksBalanced(&world.sim->books)) << "mistakes are not forgotten";
-  world.sim->books.mistakeCount = 0;
+  EXPECT_FALSE(accountingBalanced(&world.sim->accounting)) << "mistakes are not forgotten";
+  world.sim->accounting.mistakeCount = 0;
 
   // What was no copy becomes one.
   poolFree(stillListing->VDs);
   stillListing->VDs = nullptr;
   EXPECT_EQ(freeRecords(stillListing, 1), EFI_SUCCESS);
-  EXPECT_EQ(world.sim->books.driverCopies, 1u);
+  EXPECT_EQ(world.sim->accounting.driverCopies, 1u);
   world.expectBalanced();
 }
 
