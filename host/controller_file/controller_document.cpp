@@ -6,8 +6,8 @@
 #include "base/text.h"
 #include "client/documents/documents.h"
 #include "driver/request/request.h"
+#include "providers/sim_controller/buffers.h"
 #include "providers/sim_controller/fixed_text.h"
-#include "providers/sim_controller/rooms.h"
 #include "providers/sim_controller/sim_controller.h"
 
 struct PARSED {
@@ -41,14 +41,14 @@ static void copyText(CHAR16 *to, const CHAR16 *from) {
   to[length] = 0;
 }
 
-// Takes the record over but for what its pointers lead to; texts are copied to the object's rooms.
+// Takes the record over but for what its pointers lead to; texts are copied to the object's buffers.
 template <class OBJECT, class RECORD> static void copyRecord(OBJECT *object, UINT32 objectType, const RECORD &record) {
   object->record = record;
-  SIM_ROOMS rooms = simRooms(objectType);
-  for (UINT32 i = 0; i < rooms.count; ++i) {
-    FIELD_PLACE place = {rooms.rows[i].pointer, sizeof(void *)};
-    if (rooms.rows[i].isText) {
-      copyText(static_cast<CHAR16 *>(simRoomOf(objectType, object, place.Offset)),
+  SIM_BUFFERS buffers = simBuffers(objectType);
+  for (UINT32 i = 0; i < buffers.count; ++i) {
+    FIELD_PLACE place = {buffers.rows[i].pointer, sizeof(void *)};
+    if (buffers.rows[i].isText) {
+      copyText(static_cast<CHAR16 *>(simBufferOf(objectType, object, place.Offset)),
                static_cast<const CHAR16 *>(fieldPointer(&record, place)));
     }
     fieldStorePointer(&object->record, place, nullptr);

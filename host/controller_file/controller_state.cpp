@@ -1,7 +1,7 @@
 #include "host/controller_file/controller_state.h"
 
 #include "host/common/common.h"
-#include "providers/sim_controller/rooms.h"
+#include "providers/sim_controller/buffers.h"
 
 static constexpr UINT64 OBJECTS_LIMIT = 100000;
 
@@ -13,7 +13,7 @@ struct RECORD_PART {
   UINTN offset;
 
   RECORD_PART inside(UINTN at) const { return {objectType, object, start + at, offset + at}; }
-  void *room(const FIELD_ROW &row) const { return simRoomOf(objectType, object, offset + row.Place.Offset); }
+  void *buffer(const FIELD_ROW &row) const { return simBufferOf(objectType, object, offset + row.Place.Offset); }
 };
 
 // What the controller itself fills in.
@@ -71,11 +71,11 @@ static void visitValue(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_RO
   setValue(part, row, value);
 }
 
-// A list in a room beside the record; count is kept in the record.
+// A list in a buffer beside the record; count is kept in the record.
 static void visitIds(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_ROW &row) {
   UINT64 count = fieldLoad(part.start, row.Count);
   UINT64 limit = part.objectType == RAID_OBJECT_PHYSICAL_DISK ? SIM_DISK_VDS : SIM_VD_PDS;
-  v.numbers(row.Element, static_cast<UINT32 *>(part.room(row)), count, limit);
+  v.numbers(row.Element, static_cast<UINT32 *>(part.buffer(row)), count, limit);
   fieldStore(part.start, row.Count, count);
 }
 
@@ -107,7 +107,7 @@ static void visitField(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_RO
   case FORMAT_CACHE_POLICY:
     return visitValue(v, part, row);
   case FORMAT_WIDE_TEXT:
-    return v.text(row.Element, static_cast<CHAR16 *>(part.room(row)), SIM_TEXT_UNITS);
+    return v.text(row.Element, static_cast<CHAR16 *>(part.buffer(row)), SIM_TEXT_UNITS);
   case FORMAT_FIXED_TEXT:
     return v.fixed(row.Element, reinterpret_cast<CHAR8 *>(part.start + row.Place.Offset), row.Place.Width);
   case FORMAT_PCI_IDENTITY:

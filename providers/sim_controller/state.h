@@ -2,8 +2,8 @@
 // counts blocks of SIM_BLOCK_SIZE.
 //
 // What a record tells is kept in that record, as it is answered but for what the controller fills in: ObjectType, the
-// reserved stretches, and pointers, which are null here. What they lead to stands beside the record in room of a fixed
-// size, under the pointer's name; an empty text is answered as a null pointer.
+// reserved stretches, and pointers, which are null here. What they lead to stands beside the record in a buffer of a
+// fixed size, under the pointer's name; an empty text is answered as a null pointer.
 #pragma once
 
 #include "base/array.h"
@@ -21,8 +21,8 @@
 
 // --- Objects ---
 
-// The room of a rate's name.
-struct SIM_RATE_ROOM {
+// The buffer of a rate's name.
+struct SIM_RATE_NAME {
   CHAR16 Name[SIM_TEXT_UNITS]; // empty: an unused slot
 };
 
@@ -33,7 +33,7 @@ struct SIM_ADAPTER {
   CHAR16 FQDD[SIM_TEXT_UNITS];
   CHAR16 FirmwareVersion[SIM_TEXT_UNITS];
   RAID_LEVEL_PARAMS RAIDLevelParams[SIM_LEVEL_CAPACITY];
-  SIM_RATE_ROOM Rates[RAID_RATE_COUNT];
+  SIM_RATE_NAME Rates[RAID_RATE_COUNT];
   UINT32 levelCount; // the number of bits in SupportedRAIDLevels, or 0: descriptors are answered as a null pointer
 };
 

@@ -27,7 +27,7 @@ ENTRY_POINTS = ["providers/" + room for room in "xml_service debug_log sim_contr
 HEADERS = {
     "images/firmware": ["files", "firmware"],
     "providers/debug_log": ["debug_log_provider"],  # include/ has a debug_log.h
-    "providers/sim_controller": "sim_controller state rooms fixed_text faults command_log drives hand presets".split(),
+    "providers/sim_controller": "sim_controller state buffers fixed_text faults command_log drives hand presets".split(),
     "records": ["answers", "ids", "levels", "pointers"],
 }
 

@@ -1,6 +1,6 @@
 #include "providers/sim_controller/state/records.h"
 
-#include "providers/sim_controller/rooms.h"
+#include "providers/sim_controller/buffers.h"
 #include "providers/sim_controller/state/objects.h"
 
 // Reserved stretches are not zero on hardware either.
@@ -8,13 +8,13 @@
 
 #define FILL_RESERVED(member) __builtin_memset(member, RESERVED_PATTERN, sizeof(member))
 
-// The object's record, whose pointers lead to the object's rooms.
+// The object's record, whose pointers lead to the object's buffers.
 template <class RECORD, class OBJECT> static RECORD recordOf(UINT32 objectType, const OBJECT &object) {
   RECORD record = object.record;
-  SIM_ROOMS rooms = simRooms(objectType);
-  for (UINT32 i = 0; i < rooms.count; i++) {
-    const void *room = reinterpret_cast<const UINT8 *>(&object) + rooms.rows[i].room;
-    copyBytes(reinterpret_cast<UINT8 *>(&record) + rooms.rows[i].pointer, &room, sizeof(room));
+  SIM_BUFFERS buffers = simBuffers(objectType);
+  for (UINT32 i = 0; i < buffers.count; i++) {
+    const void *buffer = reinterpret_cast<const UINT8 *>(&object) + buffers.rows[i].buffer;
+    copyBytes(reinterpret_cast<UINT8 *>(&record) + buffers.rows[i].pointer, &buffer, sizeof(buffer));
   }
   record.ObjectType = objectType;
   record.FQDD = record.ObjVersion == 0 ? nullptr : record.FQDD;

@@ -1,5 +1,5 @@
 // Whether a state that came from outside can be worked with.
-#include "providers/sim_controller/rooms.h"
+#include "providers/sim_controller/buffers.h"
 #include "providers/sim_controller/state/modes.h"
 #include "providers/sim_controller/state/objects.h"
 #include "records/levels.h"
@@ -18,17 +18,17 @@ static constexpr UINT32 SECURITY_MODES = simBitsOf(RAID_SECURITY_MODE_LKM, RAID_
     }                                                                                                                  \
   } while (false)
 
-// Whether every text in an object's rooms ends.
+// Whether every text in an object's buffers ends.
 static bool textsEnd(UINT32 objectType, const void *object) {
-  SIM_ROOMS rooms = simRooms(objectType);
-  for (UINT32 i = 0; i < rooms.count; i++) {
-    const UINT8 *room = static_cast<const UINT8 *>(object) + rooms.rows[i].room;
+  SIM_BUFFERS buffers = simBuffers(objectType);
+  for (UINT32 i = 0; i < buffers.count; i++) {
+    const UINT8 *buffer = static_cast<const UINT8 *>(object) + buffers.rows[i].buffer;
     CHAR16 unit = 1;
-    for (UINT32 at = 0; rooms.rows[i].isText && unit != 0; at++) {
+    for (UINT32 at = 0; buffers.rows[i].isText && unit != 0; at++) {
       if (at == SIM_TEXT_UNITS) {
         return false;
       }
-      copyBytes(&unit, room + at * sizeof(unit), sizeof(unit));
+      copyBytes(&unit, buffer + at * sizeof(unit), sizeof(unit));
     }
   }
   return true;
