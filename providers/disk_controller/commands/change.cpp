@@ -4,11 +4,12 @@
 #include "base/pool.h"
 #include "providers/disk_controller/io/file_systems.h"
 #include "providers/disk_controller/io/shown_volumes.h"
+#include "providers/disk_controller/model/clock.h"
 #include "providers/disk_controller/model/disk_guid.h"
 #include "providers/disk_controller/model/kept_view.h"
-#include "providers/disk_controller/model/moment.h"
 #include "providers/disk_controller/model/names.h"
 #include "providers/disk_controller/model/objects.h"
+#include "providers/disk_controller/model/random.h"
 
 // --- The log ---
 

@@ -3,7 +3,7 @@
 #include "base/pool.h"
 #include "base/sort.h"
 #include "base/text.h"
-#include "providers/disk_controller/model/moment.h"
+#include "providers/disk_controller/model/random.h"
 
 #define VENDOR_SIZE 8
 #define NUMBER_SIZE 16

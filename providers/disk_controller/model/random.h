@@ -1,13 +1,11 @@
-// What is different each time: the time, and numbers by chance.
+// Numbers by chance.
 #pragma once
 
 #include "providers/disk_controller/model/view.h"
 
-// By the firmware's clock, whose time zone does not matter here; 0 without one.
-UINT32 secondsSince1980();
-
 // Makes the numbers that follow depend on the time, on the disks and what they hold, and on a count of the firmware
 // that never comes back.
 void stirRandom(const VIEW &view);
+
 // The next number.
 UINT32 nextRandom();

@@ -1,4 +1,4 @@
-#include "providers/disk_controller/model/moment.h"
+#include "providers/disk_controller/model/clock.h"
 
 #include <gtest/gtest.h>
 
