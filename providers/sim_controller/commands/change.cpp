@@ -47,11 +47,11 @@ static EFI_STATUS checkSpare(SIM_CONTROLLER *sim, const SIM_DISK *disk, const RA
     return EFI_ACCESS_DENIED;
   }
   for (UINT32 i = 0; record->Hotspare == RAID_HOTSPARE_DEDICATED && i < record->VDCount; i++) {
-    const SIM_VIRTUAL_DISK *volume = simFindVirtualDisk(sim, record->VDs[i]);
-    if (volume == nullptr) {
+    const SIM_VIRTUAL_DISK *virtualDisk = simFindVirtualDisk(sim, record->VDs[i]);
+    if (virtualDisk == nullptr) {
       return EFI_NOT_FOUND;
     }
-    if (volume->memberSize > disk->record.Size) {
+    if (virtualDisk->memberSize > disk->record.Size) {
       return EFI_VOLUME_FULL;
     }
   }
@@ -91,29 +91,30 @@ EFI_STATUS simChangeDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
   return EFI_SUCCESS;
 }
 
-static bool volumeChangeIsValid(const SIM_VIRTUAL_DISK *volume, const RAID_VD_RECORD *record) {
+static bool virtualDiskChangeIsValid(const SIM_VIRTUAL_DISK *virtualDisk, const RAID_VD_RECORD *record) {
   bool nameFits = record->Name == nullptr || textLength(record->Name) < SIM_TEXT_UNITS;
-  return nameFits && (record->CurrentCachePolicy & ~volume->record.RAIDLevelDesc.AvailableCachePolicy) == 0 &&
+  return nameFits && (record->CurrentCachePolicy & ~virtualDisk->record.RAIDLevelDesc.AvailableCachePolicy) == 0 &&
          levelIsDiskCachePolicy(record->DiskCachePolicy) && levelIsAccessPolicy(record->AccessPolicy);
 }
 
-EFI_STATUS simChangeVolumes(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
+EFI_STATUS simChangeVirtualDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
   const RAID_VD_RECORD *record = static_cast<const RAID_VD_RECORD *>(block->ObjectData);
   for (UINT32 i = 0; i < block->ObjectIdCount; i++) {
-    if (!volumeChangeIsValid(simFindVirtualDisk(sim, block->ObjectIds[i]), record)) {
+    if (!virtualDiskChangeIsValid(simFindVirtualDisk(sim, block->ObjectIds[i]), record)) {
       return EFI_INVALID_PARAMETER;
     }
   }
   for (UINT32 i = 0; i < block->ObjectIdCount; i++) {
-    SIM_VIRTUAL_DISK *volume = simFindVirtualDisk(sim, block->ObjectIds[i]);
+    SIM_VIRTUAL_DISK *virtualDisk = simFindVirtualDisk(sim, block->ObjectIds[i]);
     if (record->Name != nullptr) {
-      simSetText(volume->Name, record->Name);
+      simSetText(virtualDisk->Name, record->Name);
     }
-    volume->record.CurrentCachePolicy =
-        record->CurrentCachePolicy == 0 ? volume->record.CurrentCachePolicy : record->CurrentCachePolicy;
-    volume->record.DiskCachePolicy =
-        record->DiskCachePolicy == 0 ? volume->record.DiskCachePolicy : record->DiskCachePolicy;
-    volume->record.AccessPolicy = record->AccessPolicy == 0 ? volume->record.AccessPolicy : record->AccessPolicy;
+    virtualDisk->record.CurrentCachePolicy =
+        record->CurrentCachePolicy == 0 ? virtualDisk->record.CurrentCachePolicy : record->CurrentCachePolicy;
+    virtualDisk->record.DiskCachePolicy =
+        record->DiskCachePolicy == 0 ? virtualDisk->record.DiskCachePolicy : record->DiskCachePolicy;
+    virtualDisk->record.AccessPolicy =
+        record->AccessPolicy == 0 ? virtualDisk->record.AccessPolicy : record->AccessPolicy;
   }
   return EFI_SUCCESS;
 }

@@ -5,4 +5,4 @@
 
 EFI_STATUS simChangeAdapter(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);
 EFI_STATUS simChangeDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);
-EFI_STATUS simChangeVolumes(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);
+EFI_STATUS simChangeVirtualDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);

@@ -13,13 +13,13 @@ static void logRecord(SIM_LOG_ENTRY *entry, const void *data, UINT32 objectType)
   entry->dataSize = RAID_RECORD_SIZE;
   copyBytes(entry->data, data, RAID_RECORD_SIZE);
   const RAID_PD_RECORD *disk = static_cast<const RAID_PD_RECORD *>(data);
-  const RAID_VD_RECORD *volume = static_cast<const RAID_VD_RECORD *>(data);
+  const RAID_VD_RECORD *virtualDisk = static_cast<const RAID_VD_RECORD *>(data);
   if (type == RAID_OBJECT_PHYSICAL_DISK && disk->VDs != nullptr) {
     entry->listCount = disk->VDCount;
     logIds(entry->list, disk->VDs, disk->VDCount);
-  } else if (type == RAID_OBJECT_VIRTUAL_DISK && volume->PDs != nullptr) {
-    entry->listCount = volume->PDCount;
-    logIds(entry->list, volume->PDs, volume->PDCount);
+  } else if (type == RAID_OBJECT_VIRTUAL_DISK && virtualDisk->PDs != nullptr) {
+    entry->listCount = virtualDisk->PDCount;
+    logIds(entry->list, virtualDisk->PDs, virtualDisk->PDCount);
   }
 }
 

@@ -4,7 +4,7 @@
 #include "providers/sim_controller/commands/change.h"
 #include "providers/sim_controller/commands/foreign.h"
 #include "providers/sim_controller/commands/key.h"
-#include "providers/sim_controller/commands/volumes.h"
+#include "providers/sim_controller/commands/virtual_disks.h"
 #include "providers/sim_controller/state/objects.h"
 #include "providers/sim_controller/state/records.h"
 
@@ -32,9 +32,9 @@ static EFI_STATUS runDeleteAdapter(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, 
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS runDeleteVolumes(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+static EFI_STATUS runDeleteVirtualDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
   for (UINT32 i = 0; i < block->ObjectIdCount; i++) {
-    simDeleteVolume(sim, block->ObjectIds[i]);
+    simDeleteVirtualDisk(sim, block->ObjectIds[i]);
   }
   return EFI_SUCCESS;
 }
@@ -48,8 +48,8 @@ static EFI_STATUS runImport(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, RAID_AN
 }
 
 static EFI_STATUS runCreate(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
-  return simCreateVolume(sim, static_cast<const RAID_VD_RECORD *>(block->ObjectData), block->ObjectIds,
-                         block->ObjectIdCount, nullptr);
+  return simCreateVirtualDisk(sim, static_cast<const RAID_VD_RECORD *>(block->ObjectData), block->ObjectIds,
+                              block->ObjectIdCount, nullptr);
 }
 
 static EFI_STATUS runChangeAdapter(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
@@ -60,8 +60,8 @@ static EFI_STATUS runChangeDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *bloc
   return simChangeDisks(sim, block);
 }
 
-static EFI_STATUS runChangeVolumes(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
-  return simChangeVolumes(sim, block);
+static EFI_STATUS runChangeVirtualDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return simChangeVirtualDisks(sim, block);
 }
 
 static EFI_STATUS runLock(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
@@ -87,10 +87,10 @@ static constexpr COMMAND_ROW g_commandRows[] = {
     {RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, IDS_OPTIONAL, DATA_IGNORED, runGet},
     {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, IDS_MEMBERS, DATA_RECORD, runCreate},
     {RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runDeleteAdapter},
-    {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_IGNORED, runDeleteVolumes},
+    {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_IGNORED, runDeleteVirtualDisks},
     {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_RECORD, runChangeAdapter},
     {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, IDS_REQUIRED, DATA_RECORD, runChangeDisks},
-    {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_RECORD, runChangeVolumes},
+    {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_RECORD, runChangeVirtualDisks},
     {RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runClear},
     {RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runImport},
     {RAID_COMMAND_LOCK, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_KEY, runLock},

@@ -1,6 +1,6 @@
 #include "providers/sim_controller/commands/foreign.h"
 
-#include "providers/sim_controller/commands/volumes.h"
+#include "providers/sim_controller/commands/virtual_disks.h"
 #include "providers/sim_controller/state/objects.h"
 
 // A failed drive stays failed, but it leaves its virtual disks like the others.
@@ -10,7 +10,7 @@ static void diskToForeign(SIM_DISK *disk) {
   disk->record.State = disk->record.State == RAID_STATE_FAILED ? RAID_STATE_FAILED : RAID_STATE_FOREIGN;
 }
 
-void simVolumeToForeign(SIM_CONTROLLER *sim, UINT32 objectId) {
+void simVirtualDiskToForeign(SIM_CONTROLLER *sim, UINT32 objectId) {
   UINT32 index = 0;
   if (!arrayReserve(sim->foreignDisks, 1) || !simObjectIndex(sim, RAID_OBJECT_VIRTUAL_DISK, objectId, &index)) {
     return;
@@ -60,11 +60,11 @@ EFI_STATUS simClearForeign(SIM_CONTROLLER *sim) {
 }
 
 static void importOne(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK *foreign) {
-  SIM_VIRTUAL_DISK *volume = arrayAppend(sim->virtualDisks);
-  copyBytes(volume, foreign, sizeof(*volume));
-  simGiveIds(sim, volume);
-  for (UINT32 i = 0; i < volume->record.PDCount; i++) {
-    SIM_DISK *disk = simFindDisk(sim, volume->PDs[i]);
+  SIM_VIRTUAL_DISK *virtualDisk = arrayAppend(sim->virtualDisks);
+  copyBytes(virtualDisk, foreign, sizeof(*virtualDisk));
+  simGiveIds(sim, virtualDisk);
+  for (UINT32 i = 0; i < virtualDisk->record.PDCount; i++) {
+    SIM_DISK *disk = simFindDisk(sim, virtualDisk->PDs[i]);
     if (disk != nullptr) {
       releaseForeign(disk);
     }
@@ -91,7 +91,7 @@ EFI_STATUS simImportForeign(SIM_CONTROLLER *sim) {
     simTakeMembers(sim, &sim->virtualDisks.items[i]);
   }
   for (UINT32 i = first; i < sim->virtualDisks.count; i++) {
-    simJudgeVolume(sim, &sim->virtualDisks.items[i]);
+    simJudgeVirtualDisk(sim, &sim->virtualDisks.items[i]);
   }
   sim->foreignDisks.count = 0;
   return EFI_SUCCESS;

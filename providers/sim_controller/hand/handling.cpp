@@ -2,7 +2,7 @@
 #include "base/text.h"
 #include "providers/sim_controller/commands/foreign.h"
 #include "providers/sim_controller/commands/key.h"
-#include "providers/sim_controller/commands/volumes.h"
+#include "providers/sim_controller/commands/virtual_disks.h"
 #include "providers/sim_controller/drives.h"
 #include "providers/sim_controller/hand.h"
 #include "providers/sim_controller/state/drives.h"
@@ -20,9 +20,9 @@ static bool placeExists(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slo
   return enclosure != nullptr && slot < enclosure->record.SlotCount;
 }
 
-static bool hasAnyMember(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK *volume) {
-  for (UINT32 i = 0; i < volume->record.PDCount; i++) {
-    if (simFindDisk(sim, volume->PDs[i]) != nullptr) {
+static bool hasAnyMember(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK *virtualDisk) {
+  for (UINT32 i = 0; i < virtualDisk->record.PDCount; i++) {
+    if (simFindDisk(sim, virtualDisk->PDs[i]) != nullptr) {
       return true;
     }
   }
@@ -40,7 +40,7 @@ EFI_STATUS simPullDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
   }
   copyBytes(pulled, &sim->disks.items[index], sizeof(*pulled));
   arrayRemove(sim->disks, index);
-  simJudgeVolumesOf(sim, objectId);
+  simJudgeVirtualDisksOf(sim, objectId);
   for (UINT32 i = sim->foreignDisks.count; i > 0; i--) {
     if (!hasAnyMember(sim, &sim->foreignDisks.items[i - 1])) {
       arrayRemove(sim->foreignDisks, i - 1);
@@ -82,11 +82,11 @@ static void rejoin(SIM_CONTROLLER *sim, SIM_DISK *disk) {
   disk->record.Hotspare = 0;
   disk->record.VDCount = 0;
   for (UINT32 i = 0; i < sim->virtualDisks.count; i++) {
-    const SIM_VIRTUAL_DISK *volume = &sim->virtualDisks.items[i];
-    if (simHasMember(volume, disk->record.ObjectID) && disk->record.VDCount < SIM_DISK_VDS) {
-      disk->VDs[disk->record.VDCount++] = volume->record.ObjectID;
-      used += volume->memberSize;
-      encrypted = encrypted || (volume->record.Attributes & RAID_VD_ATTRIBUTE_FDE) != 0;
+    const SIM_VIRTUAL_DISK *virtualDisk = &sim->virtualDisks.items[i];
+    if (simHasMember(virtualDisk, disk->record.ObjectID) && disk->record.VDCount < SIM_DISK_VDS) {
+      disk->VDs[disk->record.VDCount++] = virtualDisk->record.ObjectID;
+      used += virtualDisk->memberSize;
+      encrypted = encrypted || (virtualDisk->record.Attributes & RAID_VD_ATTRIBUTE_FDE) != 0;
     }
   }
   if (disk->record.VDCount != 0) {
@@ -119,7 +119,7 @@ EFI_STATUS simReinsertDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT32 enclosur
   arrayRemove(sim->pulledDisks, static_cast<UINT32>(pulled - sim->pulledDisks.items));
   simPlaceDisk(sim, disk, enclosureObjectId, slot);
   rejoin(sim, disk);
-  simJudgeVolumesOf(sim, objectId);
+  simJudgeVirtualDisksOf(sim, objectId);
   return EFI_SUCCESS;
 }
 
@@ -176,7 +176,7 @@ EFI_STATUS simFailDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
     return EFI_NOT_FOUND;
   }
   disk->record.State = RAID_STATE_FAILED;
-  simJudgeVolumesOf(sim, objectId);
+  simJudgeVirtualDisksOf(sim, objectId);
   return EFI_SUCCESS;
 }
 
@@ -193,9 +193,9 @@ EFI_STATUS simMakeForeign(SIM_CONTROLLER *sim, UINT32 raidLevel, const UINT32 *o
   RAID_VD_RECORD wanted = {};
   wanted.RAIDLevel = raidLevel;
   UINT32 objectId = 0;
-  EFI_STATUS status = simCreateVolume(sim, &wanted, objectIds, count, &objectId);
+  EFI_STATUS status = simCreateVirtualDisk(sim, &wanted, objectIds, count, &objectId);
   if (!EFI_ERROR(status)) {
-    simVolumeToForeign(sim, objectId);
+    simVirtualDiskToForeign(sim, objectId);
   }
   return status;
 }
@@ -206,7 +206,7 @@ EFI_STATUS simReplaceAdapter(SIM_CONTROLLER *sim) {
   }
   simFreeSpares(sim);
   while (sim->virtualDisks.count != 0) {
-    simVolumeToForeign(sim, sim->virtualDisks.items[0].record.ObjectID);
+    simVirtualDiskToForeign(sim, sim->virtualDisks.items[0].record.ObjectID);
   }
   simForgetKey(sim);
   sim->adapter.record.WWN += ADAPTER_WWN_STEP;

@@ -1,7 +1,7 @@
 // Ready-made controllers.
 #include "providers/sim_controller/presets.h"
 #include "base/text.h"
-#include "providers/sim_controller/commands/volumes.h"
+#include "providers/sim_controller/commands/virtual_disks.h"
 #include "providers/sim_controller/drives.h"
 #include "providers/sim_controller/fixed_text.h"
 #include "providers/sim_controller/sim_controller.h"
@@ -197,7 +197,7 @@ static bool addDrives(SIM_CONTROLLER *sim, const DRIVE_ROW *rows, UINT32 rowCoun
   return true;
 }
 
-struct VOLUME_ROW {
+struct VIRTUAL_DISK_ROW {
   const CHAR16 *name; // null: as the controller names it
   UINT32 level;
   UINT32 firstDisk; // index; members follow each other
@@ -205,7 +205,7 @@ struct VOLUME_ROW {
   UINT64 size; // 0: all there is
 };
 
-static EFI_STATUS addVolume(SIM_CONTROLLER *sim, const VOLUME_ROW &row) {
+static EFI_STATUS addVirtualDisk(SIM_CONTROLLER *sim, const VIRTUAL_DISK_ROW &row) {
   UINT32 ids[SIM_VD_PDS];
   if (row.count > SIM_VD_PDS || row.firstDisk > sim->disks.count || row.count > sim->disks.count - row.firstDisk) {
     return EFI_INVALID_PARAMETER;
@@ -217,12 +217,12 @@ static EFI_STATUS addVolume(SIM_CONTROLLER *sim, const VOLUME_ROW &row) {
   wanted.Name = const_cast<CHAR16 *>(row.name);
   wanted.RAIDLevel = row.level;
   wanted.Size = row.size;
-  return simCreateVolume(sim, &wanted, ids, row.count, nullptr);
+  return simCreateVirtualDisk(sim, &wanted, ids, row.count, nullptr);
 }
 
-template <UINT32 count> static EFI_STATUS addVolumes(SIM_CONTROLLER *sim, const VOLUME_ROW (&rows)[count]) {
-  for (const VOLUME_ROW &row : rows) {
-    EFI_STATUS status = addVolume(sim, row);
+template <UINT32 count> static EFI_STATUS addVirtualDisks(SIM_CONTROLLER *sim, const VIRTUAL_DISK_ROW (&rows)[count]) {
+  for (const VIRTUAL_DISK_ROW &row : rows) {
+    EFI_STATUS status = addVirtualDisk(sim, row);
     if (EFI_ERROR(status)) {
       return status;
     }
@@ -230,11 +230,11 @@ template <UINT32 count> static EFI_STATUS addVolumes(SIM_CONTROLLER *sim, const 
   return EFI_SUCCESS;
 }
 
-static void addSpare(SIM_CONTROLLER *sim, UINT32 diskIndex, UINT8 kind, UINT32 volumeIndex) {
+static void addSpare(SIM_CONTROLLER *sim, UINT32 diskIndex, UINT8 kind, UINT32 virtualDiskIndex) {
   SIM_DISK *disk = &sim->disks.items[diskIndex];
   disk->record.Hotspare = kind;
   if (kind == RAID_HOTSPARE_DEDICATED) {
-    disk->VDs[disk->record.VDCount++] = sim->virtualDisks.items[volumeIndex].record.ObjectID;
+    disk->VDs[disk->record.VDCount++] = sim->virtualDisks.items[virtualDiskIndex].record.ObjectID;
   }
 }
 
@@ -261,7 +261,7 @@ static EFI_STATUS buildDemo(SIM_CONTROLLER *sim) {
       {1, 6, 2, SATA_4000, 1},   // ready
       {1, 8, 1, SATA_4000, 0},   // ready; slots 9 to 11 are empty, as is slot 11 of the other shelf
   };
-  static constexpr VOLUME_ROW volumes[] = {
+  static constexpr VIRTUAL_DISK_ROW virtualDisks[] = {
       {u"System", RAID_LEVEL_1, 0, 2, 0},  {u"Data", RAID_LEVEL_5, 2, 4, 4000000000000},
       {u"Scratch", RAID_LEVEL_5, 2, 4, 0}, {u"Archive", RAID_LEVEL_10, 11, 4, 0},
       {u"Fast", RAID_LEVEL_1, 15, 2, 0},
@@ -271,7 +271,7 @@ static EFI_STATUS buildDemo(SIM_CONTROLLER *sim) {
       !addDrives(sim, drives, sizeof(drives) / sizeof(drives[0]))) {
     return EFI_OUT_OF_RESOURCES;
   }
-  EFI_STATUS status = addVolumes(sim, volumes);
+  EFI_STATUS status = addVirtualDisks(sim, virtualDisks);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -291,12 +291,13 @@ static EFI_STATUS buildDirect(SIM_CONTROLLER *sim) {
       {DIRECT, 6, 1, SAS_600, 1},
       {DIRECT, 7, 1, SAS_600, 0},
   };
-  static constexpr VOLUME_ROW volumes[] = {{u"Boot", RAID_LEVEL_1, 0, 2, 0}, {nullptr, RAID_LEVEL_5, 2, 3, 0}};
+  static constexpr VIRTUAL_DISK_ROW virtualDisks[] = {{u"Boot", RAID_LEVEL_1, 0, 2, 0},
+                                                      {nullptr, RAID_LEVEL_5, 2, 3, 0}};
   fillAdapter(&sim->adapter, ADAPTER_RAID);
   if (!addDrives(sim, drives, sizeof(drives) / sizeof(drives[0]))) {
     return EFI_OUT_OF_RESOURCES;
   }
-  EFI_STATUS status = addVolumes(sim, volumes);
+  EFI_STATUS status = addVirtualDisks(sim, virtualDisks);
   if (!EFI_ERROR(status)) {
     addSpare(sim, 5, RAID_HOTSPARE_GLOBAL, 0);
   }
@@ -305,12 +306,12 @@ static EFI_STATUS buildDirect(SIM_CONTROLLER *sim) {
 
 static EFI_STATUS buildSas(SIM_CONTROLLER *sim) {
   static constexpr DRIVE_ROW drives[] = {{0, 0, 2, SAS_600, 1}, {0, 2, 2, SATA_4000, 1}};
-  static constexpr VOLUME_ROW volumes[] = {{nullptr, RAID_LEVEL_1, 0, 2, 0}};
+  static constexpr VIRTUAL_DISK_ROW virtualDisks[] = {{nullptr, RAID_LEVEL_1, 0, 2, 0}};
   fillAdapter(&sim->adapter, ADAPTER_HOST);
   if (!addEnclosure(sim, 0, 8, 1) || !addDrives(sim, drives, sizeof(drives) / sizeof(drives[0]))) {
     return EFI_OUT_OF_RESOURCES;
   }
-  return addVolumes(sim, volumes);
+  return addVirtualDisks(sim, virtualDisks);
 }
 
 static EFI_STATUS buildEmpty(SIM_CONTROLLER *sim) {
@@ -319,7 +320,7 @@ static EFI_STATUS buildEmpty(SIM_CONTROLLER *sim) {
 }
 
 // Virtual disks by turns over the disks in order; those that are left stay ready but for a few global hot spares.
-static EFI_STATUS addSizedVolumes(SIM_CONTROLLER *sim, UINT32 virtualDisks) {
+static EFI_STATUS addSizedVirtualDisks(SIM_CONTROLLER *sim, UINT32 virtualDisks) {
   static constexpr struct {
     UINT32 level;
     UINT32 disks;
@@ -331,7 +332,7 @@ static EFI_STATUS addSizedVolumes(SIM_CONTROLLER *sim, UINT32 virtualDisks) {
     if (turns[turn].disks > sim->disks.count - next) {
       break;
     }
-    EFI_STATUS status = addVolume(sim, {nullptr, turns[turn].level, next, turns[turn].disks, 0});
+    EFI_STATUS status = addVirtualDisk(sim, {nullptr, turns[turn].level, next, turns[turn].disks, 0});
     if (EFI_ERROR(status)) {
       return status;
     }
@@ -355,7 +356,7 @@ static EFI_STATUS buildSized(SIM_CONTROLLER *sim, UINT32 enclosures, UINT32 slot
       return EFI_OUT_OF_RESOURCES;
     }
   }
-  return addSizedVolumes(sim, virtualDisks);
+  return addSizedVirtualDisks(sim, virtualDisks);
 }
 
 static EFI_STATUS buildLarge(SIM_CONTROLLER *sim) {

@@ -83,9 +83,9 @@ bool simDiskLists(const SIM_DISK *disk, UINT32 virtualDiskId) {
   return false;
 }
 
-bool simHasMember(const SIM_VIRTUAL_DISK *volume, UINT32 diskId) {
-  for (UINT32 i = 0; i < volume->record.PDCount; i++) {
-    if (volume->PDs[i] == diskId) {
+bool simHasMember(const SIM_VIRTUAL_DISK *virtualDisk, UINT32 diskId) {
+  for (UINT32 i = 0; i < virtualDisk->record.PDCount; i++) {
+    if (virtualDisk->PDs[i] == diskId) {
       return true;
     }
   }
@@ -143,15 +143,15 @@ void simNamePlace(SIM_CONTROLLER *sim, SIM_DISK *disk) {
   simAddNumber(fqdd, sim->adapter.record.PCIID.EmbeddedIndex >> RAID_PCI_INDEX_SHIFT, 1);
 }
 
-void simNameVolume(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *volume) {
-  SIM_TEXT fqdd = simText(volume->FQDD);
+void simNameVirtualDisk(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *virtualDisk) {
+  SIM_TEXT fqdd = simText(virtualDisk->FQDD);
   simAddText(fqdd, u"volume-");
-  simAddNumber(fqdd, volume->record.TargetID, 1);
+  simAddNumber(fqdd, virtualDisk->record.TargetID, 1);
   simAddText(fqdd, u".adapter-");
   simAddNumber(fqdd, sim->adapter.record.PCIID.EmbeddedIndex >> RAID_PCI_INDEX_SHIFT, 1);
-  if (volume->Name[0] == 0) {
-    SIM_TEXT name = simText(volume->Name);
+  if (virtualDisk->Name[0] == 0) {
+    SIM_TEXT name = simText(virtualDisk->Name);
     simAddText(name, u"Virtual Disk ");
-    simAddNumber(name, volume->record.TargetID, 1);
+    simAddNumber(name, virtualDisk->record.TargetID, 1);
   }
 }

@@ -17,10 +17,10 @@ bool simSetText(CHAR16 *to, const CHAR16 *from);
 
 // Sets Name and FQDD from the place that a disk is in; FQDD and, if it has none, Name from a virtual disk's target id.
 void simNamePlace(SIM_CONTROLLER *sim, SIM_DISK *disk);
-void simNameVolume(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *volume);
+void simNameVirtualDisk(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *virtualDisk);
 
 bool simDiskLists(const SIM_DISK *disk, UINT32 virtualDiskId);
-bool simHasMember(const SIM_VIRTUAL_DISK *volume, UINT32 diskId);
+bool simHasMember(const SIM_VIRTUAL_DISK *virtualDisk, UINT32 diskId);
 
 // Number of objects of a type, and the place of one among them; unknown types have none.
 UINT32 simObjectCount(SIM_CONTROLLER *sim, UINT32 objectType);

@@ -129,38 +129,40 @@ static const CHAR8 *diskFault(SIM_CONTROLLER *sim, const SIM_DISK &disk) {
 }
 
 // What holds for foreign ones too.
-static const CHAR8 *volumeFault(SIM_CONTROLLER *, const SIM_VIRTUAL_DISK &volume) {
-  CHECK(textsEnd(RAID_OBJECT_VIRTUAL_DISK, &volume), "a virtual disk text has no end");
-  CHECK(volume.record.RAIDLevel != 0 && isValueOf(volume.record.RAIDLevel, RAID_LEVEL_ALL),
+static const CHAR8 *virtualDiskFault(SIM_CONTROLLER *, const SIM_VIRTUAL_DISK &virtualDisk) {
+  CHECK(textsEnd(RAID_OBJECT_VIRTUAL_DISK, &virtualDisk), "a virtual disk text has no end");
+  CHECK(virtualDisk.record.RAIDLevel != 0 && isValueOf(virtualDisk.record.RAIDLevel, RAID_LEVEL_ALL),
         "a virtual disk's level has no name");
-  CHECK(levelIsNamed(volume.record.RAIDLevelDesc), "a virtual disk's level descriptor has a value without a name");
-  CHECK(isValueOf(volume.record.RLQ, RAID_RLQ_ALL) && isValueOf(volume.record.SRL, RAID_SRL_ALL),
+  CHECK(levelIsNamed(virtualDisk.record.RAIDLevelDesc), "a virtual disk's level descriptor has a value without a name");
+  CHECK(isValueOf(virtualDisk.record.RLQ, RAID_RLQ_ALL) && isValueOf(virtualDisk.record.SRL, RAID_SRL_ALL),
         "a virtual disk's level qualifier has no name");
-  CHECK(isNamedNumber(volume.record.State, STATES), "a virtual disk state has no name");
-  CHECK(isValueOf(volume.record.StripeSize, RAID_STRIPE_SIZE_ALL), "a stripe size has no name");
-  CHECK(isIn(volume.record.CurrentCachePolicy, RAID_CACHE_ALL), "a cache policy has no name");
-  CHECK(volume.record.AccessPolicy != 0 && levelIsAccessPolicy(volume.record.AccessPolicy),
+  CHECK(isNamedNumber(virtualDisk.record.State, STATES), "a virtual disk state has no name");
+  CHECK(isValueOf(virtualDisk.record.StripeSize, RAID_STRIPE_SIZE_ALL), "a stripe size has no name");
+  CHECK(isIn(virtualDisk.record.CurrentCachePolicy, RAID_CACHE_ALL), "a cache policy has no name");
+  CHECK(virtualDisk.record.AccessPolicy != 0 && levelIsAccessPolicy(virtualDisk.record.AccessPolicy),
         "an access policy has no name");
-  CHECK(volume.record.DiskCachePolicy != 0 && levelIsDiskCachePolicy(volume.record.DiskCachePolicy),
+  CHECK(virtualDisk.record.DiskCachePolicy != 0 && levelIsDiskCachePolicy(virtualDisk.record.DiskCachePolicy),
         "a disk cache policy has no name");
-  CHECK(isIn(volume.record.Attributes, RAID_VD_ATTRIBUTE_ALL), "a virtual disk attribute has no name");
-  CHECK(volume.record.PDCount <= SIM_VD_PDS, "a virtual disk has too many members");
-  CHECK(volume.record.StartingLba <= ~0ULL / SIM_BLOCK_SIZE - volume.memberSize / SIM_BLOCK_SIZE - 1,
+  CHECK(isIn(virtualDisk.record.Attributes, RAID_VD_ATTRIBUTE_ALL), "a virtual disk attribute has no name");
+  CHECK(virtualDisk.record.PDCount <= SIM_VD_PDS, "a virtual disk has too many members");
+  CHECK(virtualDisk.record.StartingLba <= ~0ULL / SIM_BLOCK_SIZE - virtualDisk.memberSize / SIM_BLOCK_SIZE - 1,
         "a virtual disk lies beyond every disk");
   return nullptr;
 }
 
-static const CHAR8 *ownVolumeFault(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK &volume) {
-  CHECK(simFindVirtualDisk(sim, volume.record.ObjectID) == &volume, "two virtual disks have one id");
-  CHECK(simFindDisk(sim, volume.record.ObjectID) == nullptr, "a virtual disk and a disk have one id");
+static const CHAR8 *ownVirtualDiskFault(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK &virtualDisk) {
+  CHECK(simFindVirtualDisk(sim, virtualDisk.record.ObjectID) == &virtualDisk, "two virtual disks have one id");
+  CHECK(simFindDisk(sim, virtualDisk.record.ObjectID) == nullptr, "a virtual disk and a disk have one id");
   for (UINT32 i = 0; i < sim->virtualDisks.count; i++) {
     const SIM_VIRTUAL_DISK &other = sim->virtualDisks.items[i];
-    CHECK(&other == &volume || other.record.TargetID != volume.record.TargetID, "two virtual disks have one target id");
+    CHECK(&other == &virtualDisk || other.record.TargetID != virtualDisk.record.TargetID,
+          "two virtual disks have one target id");
   }
   // A member that was pulled is known to nobody any more; one that is there lists the virtual disk.
-  for (UINT32 i = 0; i < volume.record.PDCount; i++) {
-    const SIM_DISK *disk = simFindDisk(sim, volume.PDs[i]);
-    CHECK(disk == nullptr || simDiskLists(disk, volume.record.ObjectID), "a member does not list its virtual disk");
+  for (UINT32 i = 0; i < virtualDisk.record.PDCount; i++) {
+    const SIM_DISK *disk = simFindDisk(sim, virtualDisk.PDs[i]);
+    CHECK(disk == nullptr || simDiskLists(disk, virtualDisk.record.ObjectID),
+          "a member does not list its virtual disk");
   }
   return nullptr;
 }
@@ -200,8 +202,8 @@ const CHAR8 *simStateFault(const SIM_CONTROLLER *state) {
   fault = fault != nullptr ? fault : firstFault(sim, sim->enclosures, enclosureFault);
   fault = fault != nullptr ? fault : firstFault(sim, sim->disks, diskFault);
   fault = fault != nullptr ? fault : firstFault(sim, sim->pulledDisks, pulledFault);
-  fault = fault != nullptr ? fault : firstFault(sim, sim->virtualDisks, volumeFault);
-  fault = fault != nullptr ? fault : firstFault(sim, sim->foreignDisks, volumeFault);
+  fault = fault != nullptr ? fault : firstFault(sim, sim->virtualDisks, virtualDiskFault);
+  fault = fault != nullptr ? fault : firstFault(sim, sim->foreignDisks, virtualDiskFault);
   // Last, since it walks the lists that the others have judged.
-  return fault != nullptr ? fault : firstFault(sim, sim->virtualDisks, ownVolumeFault);
+  return fault != nullptr ? fault : firstFault(sim, sim->virtualDisks, ownVirtualDiskFault);
 }

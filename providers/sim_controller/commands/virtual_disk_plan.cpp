@@ -1,4 +1,4 @@
-#include "providers/sim_controller/commands/volume_plan.h"
+#include "providers/sim_controller/commands/virtual_disk_plan.h"
 
 #include "providers/sim_controller/state/objects.h"
 #include "records/levels.h"
@@ -17,12 +17,12 @@ UINT64 simMemberSize(UINT32 raidLevel, UINT32 spanDepth, UINT32 pdCount, UINT64 
 
 static bool isSameGroup(SIM_CONTROLLER *sim, const SIM_DISK *disk, const UINT32 *ids, UINT32 count) {
   for (UINT32 v = 0; v < disk->record.VDCount; v++) {
-    const SIM_VIRTUAL_DISK *volume = simFindVirtualDisk(sim, disk->VDs[v]);
-    if (volume == nullptr || volume->record.PDCount != count) {
+    const SIM_VIRTUAL_DISK *virtualDisk = simFindVirtualDisk(sim, disk->VDs[v]);
+    if (virtualDisk == nullptr || virtualDisk->record.PDCount != count) {
       return false;
     }
     for (UINT32 i = 0; i < count; i++) {
-      if (!simHasMember(volume, ids[i])) {
+      if (!simHasMember(virtualDisk, ids[i])) {
         return false;
       }
     }
@@ -67,7 +67,7 @@ static EFI_STATUS checkMembers(SIM_CONTROLLER *sim, const UINT32 *ids, UINT32 co
 
 // Media and protocols of the members against the level; the virtual disk's attributes follow from them.
 static EFI_STATUS planMedia(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
-                            SIM_VOLUME_PLAN *plan) {
+                            SIM_VIRTUAL_DISK_PLAN *plan) {
   UINT32 media = 0;
   UINT32 protocols = 0;
   bool allEncrypt = true;
@@ -104,15 +104,16 @@ static EFI_STATUS planMedia(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, c
 static UINT64 usedEnd(SIM_CONTROLLER *sim, const SIM_DISK *disk) {
   UINT64 end = 0;
   for (UINT32 i = 0; i < disk->record.VDCount; i++) {
-    const SIM_VIRTUAL_DISK *volume = simFindVirtualDisk(sim, disk->VDs[i]);
-    UINT64 last = volume == nullptr ? 0 : volume->record.StartingLba * SIM_BLOCK_SIZE + volume->memberSize;
+    const SIM_VIRTUAL_DISK *virtualDisk = simFindVirtualDisk(sim, disk->VDs[i]);
+    UINT64 last =
+        virtualDisk == nullptr ? 0 : virtualDisk->record.StartingLba * SIM_BLOCK_SIZE + virtualDisk->memberSize;
     end = last > end ? last : end;
   }
   return end;
 }
 
 static EFI_STATUS planSpace(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
-                            SIM_VOLUME_PLAN *plan) {
+                            SIM_VIRTUAL_DISK_PLAN *plan) {
   UINT64 room = ~0ULL;
   for (UINT32 i = 0; i < count; i++) {
     const SIM_DISK *disk = simFindDisk(sim, ids[i]);
@@ -134,8 +135,8 @@ static EFI_STATUS planSpace(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, c
   return EFI_SUCCESS;
 }
 
-EFI_STATUS simPlanVolume(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
-                         SIM_VOLUME_PLAN *plan) {
+EFI_STATUS simPlanVirtualDisk(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
+                              SIM_VIRTUAL_DISK_PLAN *plan) {
   zeroBytes(plan, sizeof(*plan));
   if (count == 0 || count > SIM_VD_PDS) {
     return EFI_INVALID_PARAMETER;

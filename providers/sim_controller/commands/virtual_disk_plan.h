@@ -4,7 +4,7 @@
 #include "providers/sim_controller/state.h"
 
 // A virtual disk that may be created.
-struct SIM_VOLUME_PLAN {
+struct SIM_VIRTUAL_DISK_PLAN {
   RAID_LEVEL_PARAMS level;
   UINT32 spanDepth;
   UINT32 pdsPerSpan;
@@ -15,5 +15,5 @@ struct SIM_VOLUME_PLAN {
 };
 
 // Checks a Create by all rules but the room for names; statuses as the command's. wanted is not kept.
-EFI_STATUS simPlanVolume(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
-                         SIM_VOLUME_PLAN *plan);
+EFI_STATUS simPlanVirtualDisk(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
+                              SIM_VIRTUAL_DISK_PLAN *plan);
