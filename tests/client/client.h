@@ -63,15 +63,16 @@ public:
 
   // Runs steps, "CODE LINE => PARTS": the exit code, a command line of xyl (of the system's shell behind a '!') and the
   // parts of what is printed, each behind the one before it, separated by '|'. A step with code 0 or 1 says nothing on
-  // the error output, any other one says one line. The standard input is no terminal, and $LAB is the controller.
-  // Returns what the last step printed.
+  // the error output, any other one says one line. A part behind a '^' follows at once. The standard input is no
+  // terminal, $LAB is the controller, $TESTS and $RECORDED are where tests and recordings lie. Returns what the last
+  // step printed.
   std::string expect(const std::vector<std::string> &steps) {
     std::string printed;
     for (const std::string &step : steps) {
       size_t arrow = std::min(step.find(" => "), step.size());
       std::string line = step[2] == '!' ? step.substr(3, arrow - 3) : "xyl " + step.substr(2, arrow - 2);
-      std::string start =
-          "PATH=" + binaryDir() + "/bin:$PATH LAB='--controller lab.json'; cd '" + folder_ + "work'; { ";
+      std::string start = "PATH=" + binaryDir() + "/bin:$PATH LAB='--controller lab.json' TESTS='" + sourceDir() +
+                          "/tests' RECORDED='" + goldenDir() + "'" + variables_ + "; cd '" + folder_ + "work'; { ";
       int status = std::system((start + line + "; } </dev/null >../out 2>../error").c_str());
       std::string error = read("../error");
       printed = read("../out") + error;
@@ -81,6 +82,9 @@ public:
     }
     return printed;
   }
+
+  // A variable of the steps from now on; it may have others in it.
+  void set(const std::string &name, const std::string &value) { variables_ += " " + name + "=\"" + value + "\""; }
 
   std::string path(const std::string &file) const { return folder_ + "work/" + file; }
 
@@ -105,11 +109,12 @@ private:
     size_t from = 0;
     std::istringstream list(parts);
     for (std::string part; from != std::string::npos && std::getline(list, part, '|');) {
-      from = text.find(part, from);
-      from += from == std::string::npos ? 0 : part.size();
+      bool isNext = part.starts_with('^');
+      size_t found = text.find(part.substr(isNext), from);
+      from = found == std::string::npos || (isNext && found != from) ? std::string::npos : found + part.size() - isNext;
     }
     return from != std::string::npos;
   }
 
-  std::string folder_;
+  std::string folder_, variables_;
 };

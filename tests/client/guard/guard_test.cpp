@@ -1,25 +1,6 @@
 // What stands in the way of outputs and of incomplete documents.
 #include "tests/client/client.h"
 
-TEST(Guard, OutputsSpareWhatStandsThere) {
-  Client client("demo");
-  client.expect({"0 !cp lab.json before.json; cp saved.xml first.xml; mkdir folder",
-                 "4 get $LAB -o saved.xml => 'saved.xml' exists; write to another file, or overwrite",
-                 "4 report saved.xml -o first.xml => 'first.xml' exists", "4 get --preset demo -o folder --force",
-                 "2 get $LAB -o ./lab.json --force => keeps the controller",
-                 "2 restore saved.xml $LAB --log-file ../work/saved.xml --force => the command reads",
-                 "2 sim new --from saved.xml ./saved.xml --force => the command reads",
-                 "2 get --disk saved.xml -o ./saved.xml --force => the command reads",
-                 "0 !xyl get $LAB -o - | cmp - saved.xml", "0 sim firmware lab.json 2",
-                 "0 get $LAB -o saved.xml --force", "1 !cmp saved.xml first.xml",
-                 "0 !cp before.json lab.json; ln -s first.xml link.xml",
-                 // What cannot be written is known before anything changes.
-                 "4 restore first.xml $LAB --log-file no/log.xml => cannot write 'no/log.xml'",
-                 "2 restore first.xml $LAB --log-file link.xml --force => 'link.xml' is what the command reads",
-                 "4 restore first.xml $LAB --log-file saved.xml => 'saved.xml' exists",
-                 "0 !cmp lab.json before.json && test $(ls | wc -l) = 6"});
-}
-
 TEST(Guard, IncompleteDocumentsAreRefused) {
   Client client("demo");
   const struct {

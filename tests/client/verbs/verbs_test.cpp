@@ -54,69 +54,6 @@ TEST(Verbs, WriteDocumentsThatWork) {
        "0 get $LAB => <Keyid>k<"});
 }
 
-TEST(Verbs, RefuseBeforeAnythingIsSent) {
-  Client client("demo");
-  client.write("long", std::string(33, 'x'));
-  client.expect({"0 !cp lab.json before.json"});
-  for (const char *mistake : {
-           "2 create => give --level LEVEL, one of RAID 0, RAID 1, RAID 5,",
-           "2 create --level 3 => cannot be '3' here; it is one of RAID 0, RAID 1,",
-           "2 create --level 1 => either --disks DISK,DISK or --count N",
-           "4 create --level 1 --count 3 => RAID 1 takes 2 to 2 disks here, not 3",
-           "4 create --level 10 --disks 1009,1010,1018,1019,1020 => an even number",
-           "4 create --level 50 --count 7 => two or more equal spans; 7 disks",
-           "4 create --level 5 --count 4 => no 4 Ready disks|1009, 1010, 1011, 1018, 1019, 1020",
-           "4 create --level 1 --disks 1009,1003 => 1003 (301:2) is Online and full",
-           "4 create --level 1 --disks 1009,1007 => 1007 (301:6) is a hot spare",
-           "2 create --level 1 --disks 1009,301:8 => '301:8' is named twice",
-           "2 create --level 1 --disks 1009,1010 --spare 1010 => a member and the spare",
-           "3 create --level 1 --disks 1009,301:11 => no disk '301:11'; write an id",
-           "4 create --level 1 --disks 1010,1011 => disk 1011, a SATA solid state disk, cannot",
-           "4 create --level 0 --disks 1009,1010 --size 2TB => --size 2TB is more than|1.80 TB",
-           "4 create --level 1 --disks 1018,1019 --spare 1010 => mixes no SAS and SATA",
-           "2 create --level 1 --count 2 --size 2XB => '2XB' is no size",
-           "2 create --level 1 --count 2 --stripe 32kb => one of 64 Kb, 128 Kb,",
-           "2 create --level 1 --count 2 --cache 'write back,through' => 'through' here; there are Direct I/O, ",
-           "2 create --level 1 --count 2 --cache 'write back,write through' => two words of one kind",
-           "2 create --level 1 --count 2 --name \xC3\xA9 => not plain ASCII",
-           "3 delete Nothing => there is no virtual disk 'Nothing'; write an id, a name",
-           "2 delete 3 => nobody can be asked; give --yes",
-           "4 spare 1003 => disk 1003 is Online and full; a hot spare has to be Ready, as 1009,",
-           "4 spare 1009 --remove => disk 1009 is no hot spare",
-           "4 spare 1009 --for 2 => too small for virtual disk 2, of which each member holds 1.33 TB",
-           "2 set rebuild => write NAME=VALUE",
-           "4 set learn=auto => no mode 'learn' to set; it has CheckConsistencyMode, ",
-           "4 set spin=3 => no rate 'spin' to set; it has Rebuild, Background Initialization, ",
-           "2 set rebuild=101 => from 0 to 100",
-           "2 set rebuild=101% => from 0 to 100",
-           "2 set c=on => 'c' may be CheckConsistencyMode, CopyBackMode,",
-           "2 set copy=o => 'o' may be Off, On, On w/ SMART; write more",
-           "2 create --level 1 --count 2 --size 10 => write its unit, as 10GB",
-           "2 create --level 1 --count 2 --cache write => 'write' may be Write Through, Write Back;",
-           "2 create --level 1 --count 2 --name $(seq -s '' 0 36) => at most 63 characters",
-           "2 set copy=maybe => one of Off, On, SMART, On w/ SMART",
-           "4 key lock --key-id k => has a key; 'xyl key rekey'",
-           "2 key rekey => give --key-id",
-           "4 key rekey --key-id k --old-passphrase-file long => no passphrase of 1 to 32 bytes",
-           "3 key rekey --key-id k --old-passphrase-file none => cannot read 'none'",
-           "2 !setsid -w xyl key rekey --key-id k $LAB => nobody can be asked for the passphrase",
-           "3 identify --disk 999 => no disk '999'",
-           "2 identify --show => with a disk",
-       }) {
-    std::string step = mistake;
-    if (step[2] != '!') {
-      step.insert(step.find(" => "), " $LAB");
-    }
-    client.expect({step});
-  }
-  // What only the controller knows to be wrong.
-  client.expect({"0 !cmp lab.json before.json", "0 sim fail-next lab.json identify unsupported",
-                 "4 identify --disk 1003 $LAB => the identification failed on Harrier|Unsupported",
-                 R"(0 !sed -i 's/"MaxLDs": 64/"MaxLDs": 5/; s/^        "HDD",$/&"FDE",/' lab.json)",
-                 "4 create --level 0 --count 1 $LAB => holds 5 virtual disks, as many as it can",
-                 "4 key erase --yes $LAB => the key locks virtual disks 1, 2, 3, 4; 'xyl delete'"});
-}
-
 TEST(Verbs, PassphrasesAreTypedUnseen) {
   Client client("demo");
   const std::string line = "cd '" + client.folder() + "' && " + binaryDir() +
