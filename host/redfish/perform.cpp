@@ -138,7 +138,7 @@ static Json doneAnswer(const REDFISH_DEED &deed, const REDFISH_LOOK &before, con
     answer["body"] = after.resources.at(shown);
   }
   if (problem != nullptr) {
-    answer["body"]["@Message.ExtendedInfo"] = {messageOf(*problem)};
+    answer["body"]["@Message.ExtendedInfo"] = Json::array({messageOf(*problem)});
     answer["status"] = shown.empty() ? 200 : answer["status"].get<int>();
   }
   return answer;

@@ -33,7 +33,7 @@ static XYL_RESULT readModel(const XYL_CONTEXT &context, const CHAR8 *name, REDFI
 XYL_RESULT readRedfishController(const XYL_CONTEXT &context, const CONTROLLER &controller, REDFISH_MODEL *model) {
   REDFISH_SOURCE source;
   bool isWhole = false;
-  XYL_RESULT result = readWholeInventory(context, controller, &source.document, &isWhole);
+  XYL_RESULT result = readToldInventory(context, controller, &source.document, &isWhole);
   return isFailure(result) ? result : readModel(context, "the inventory", &source, model);
 }
 

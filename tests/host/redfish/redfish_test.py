@@ -76,6 +76,7 @@ CONTROLLERS = (  # preset, what happens, health of all, states of volumes
     ("demo", "pull 1003", "Warning", "Enabled"),
     ("demo", "fail 1003", "Critical", "Enabled"),
     ("demo", "pull 1003,pull 1004", "Critical", "Enabled UnavailableOffline"),
+    ("demo", "pull 1001,pull 1002", "Critical", "Enabled UnavailableOffline"),
     ("demo", "replace-adapter", "Warning", ""),
 )
 
