@@ -78,7 +78,7 @@ EFI_STATUS answerAdd(RAID_ANSWER *answer, const void *record) {
   UINT8 *copy = answer->records + static_cast<UINTN>(answer->recordCount) * RAID_RECORD_SIZE;
   const UINT8 *from = static_cast<const UINT8 *>(record);
   copyBytes(copy, from, RAID_RECORD_SIZE);
-  // What is released after a failure must not lead to what is the caller's.
+  // What is released after a failure must not point to what is the caller's.
   eachPointer(answer->objectType, copy, [](const RECORD_POINTER &, UINT8 *place) {
     zeroBytes(place, sizeof(void *));
     return true;

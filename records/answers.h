@@ -21,7 +21,7 @@ struct RAID_ANSWER {
 // tell, EFI_OUT_OF_RESOURCES.
 EFI_STATUS answerStart(RAID_ANSWER *answer, UINT32 objectType, UINT32 count);
 
-// Adds a deep copy of a record: of all that its pointers lead to, where an empty text or list becomes null. There is
+// Adds a deep copy of a record: of all that its pointers own, where an empty text or list becomes null. There is
 // room for it. EFI_OUT_OF_RESOURCES leaves the answer to be released.
 EFI_STATUS answerAdd(RAID_ANSWER *answer, const void *record);
 

@@ -1,4 +1,4 @@
-// What the pointers of a record lead to, for whoever copies, releases or keeps a record.
+// The owned pointers of a record, for whoever copies, releases or keeps one.
 #pragma once
 
 #include "raid_records.h"

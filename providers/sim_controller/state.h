@@ -2,7 +2,7 @@
 // counts blocks of SIM_BLOCK_SIZE.
 //
 // What a record tells is kept in that record, as it is answered but for what the controller fills in: ObjectType, the
-// reserved stretches, and pointers, which are null here. What they lead to stands beside the record in a buffer of a
+// reserved stretches, and pointers, which are null here. What they own stands beside the record in a buffer of a
 // fixed size, under the pointer's name; an empty text is answered as a null pointer.
 #pragma once
 

@@ -8,7 +8,7 @@
 
 #define FILL_RESERVED(member) __builtin_memset(member, RESERVED_PATTERN, sizeof(member))
 
-// The object's record, whose pointers lead to the object's buffers.
+// The object's record, whose pointers are to the object's buffers.
 template <class RECORD, class OBJECT> static RECORD recordOf(UINT32 objectType, const OBJECT &object) {
   RECORD record = object.record;
   SIM_BUFFERS buffers = simBuffers(objectType);
