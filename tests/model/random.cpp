@@ -82,33 +82,34 @@ void makeController(SIM_CONTROLLER *sim, RANDOM &random, const SIM_ADAPTER &pris
   insertDisks(sim, random);
 }
 
-static void changeSettings(SIM_CONTROLLER *sim, RANDOM &random) {
-  UINT32 mode = random.below(MODES);
+static void changeSettings(SIM_CONTROLLER *sim, UINT32 mode, RANDOM &random) {
   simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
   sim->adapter.record.Rates[0].EditableValue =
       static_cast<UINT8>(random.below(128) << RAID_RATE_VALUE_SHIFT | RAID_RATE_EDITABLE);
 }
 
 // What happens to one disk or to two, which may be the same.
-static void (*const g_events[])(SIM_CONTROLLER *sim, const UINT32 *ids, RANDOM &random) = {
-    [](auto sim, auto ids, auto &) { simPullDisk(sim, ids[0]); },
-    [](auto sim, auto ids, auto &) { simFailDisk(sim, ids[0]); },
-    [](auto sim, auto, auto &) { simReplaceAdapter(sim); },
-    [](auto sim, auto ids, auto &) { simSwapDisks(sim, ids[0], ids[1]); },
-    [](auto sim, auto ids, auto &random) { simReplaceDisk(sim, ids[0], (random.chance(80) ? 900 : 300) * GB); },
-    // Or not, when they are in use.
-    [](auto sim, auto ids, auto &) { simMakeForeign(sim, RAID_LEVEL_0, ids, ids[0] == ids[1] ? 1 : 2); },
-    [](auto sim, auto, auto &random) { changeSettings(sim, random); },
+using EVENT = void (*)(SIM_CONTROLLER *sim, const UINT32 *ids, RANDOM &random);
+static constexpr EVENT PULL = [](auto sim, auto ids, auto &) { simPullDisk(sim, ids[0]); };
+static constexpr EVENT FAIL = [](auto sim, auto ids, auto &) { simFailDisk(sim, ids[0]); };
+static constexpr EVENT NEW_ADAPTER = [](auto sim, auto, auto &) { simReplaceAdapter(sim); };
+static constexpr EVENT SWAP = [](auto sim, auto ids, auto &) { simSwapDisks(sim, ids[0], ids[1]); };
+static constexpr EVENT REPLACE = [](auto sim, auto ids, auto &random) {
+  simReplaceDisk(sim, ids[0], (random.chance(80) ? 900 : 300) * GB);
+};
+static constexpr EVENT FOREIGN = [](auto sim, auto ids, auto &) { // or not, when they are in use
+  simMakeForeign(sim, RAID_LEVEL_0, ids, ids[0] == ids[1] ? 1 : 2);
 };
 
 void happen(SIM_CONTROLLER *sim, RANDOM &random) {
-  UINT32 count = sim->disks.count;
-  if (count == 0) {
-    return changeSettings(sim, random);
+  static constexpr EVENT events[] = {PULL, FAIL, NEW_ADAPTER, SWAP, SWAP, REPLACE, REPLACE, FOREIGN, FOREIGN, FOREIGN};
+  UINT32 mode = random.below(MODES), count = sim->disks.count, kind = random.below(2 + std::size(events));
+  if (kind < 2 || count == 0) {
+    return changeSettings(sim, mode, random);
   }
   UINT32 ids[] = {sim->disks.items[random.below(count)].record.ObjectID,
                   sim->disks.items[random.below(count)].record.ObjectID};
-  g_events[random.below(std::size(g_events))](sim, ids, random);
+  events[kind - 2](sim, ids, random);
 }
 
 // --- Saved documents ---
@@ -303,17 +304,21 @@ static METHOD randomPlain(RANDOM &random, const CHOICES &choices) {
     const char *name;
     UINT32 command, type;
   } rows[] = {{"Import", RAID_COMMAND_IMPORT, 0},
+              {"Import", RAID_COMMAND_IMPORT, 0},
+              {"Import", RAID_COMMAND_IMPORT, 0},
               {"Clear", RAID_COMMAND_CLEAR, 0},
-              {"SecureErase", RAID_COMMAND_SECURE_ERASE, 0},
+              {"Clear", RAID_COMMAND_CLEAR, 0},
               {"Delete", RAID_COMMAND_DELETE, 0},
-              {"Delete", RAID_COMMAND_DELETE, VOLUME},
+              {"SecureErase", RAID_COMMAND_SECURE_ERASE, 0},
+              {"SecureErase", RAID_COMMAND_SECURE_ERASE, 0},
+              {"GetKeyID", RAID_COMMAND_GET_KEY_ID, 0},
               {"Get", RAID_COMMAND_GET, DISK},
               {"Get", RAID_COMMAND_GET, VOLUME},
               {"Identify", RAID_COMMAND_IDENTIFY, 0},
               {"Identify", RAID_COMMAND_IDENTIFY, UNKNOWN},
-              {"GetKeyID", RAID_COMMAND_GET_KEY_ID, 0},
               {"GetBounds", RAID_COMMAND_GET_BOUNDS, 0},
               {"Lock", RAID_COMMAND_LOCK, 0},
+              {"Delete", RAID_COMMAND_DELETE, VOLUME},
               {"Change", RAID_COMMAND_CHANGE, VOLUME}};
   const auto &row = rows[random.below(std::size(rows))];
   IDS ids = random.chance(5) ? someOf(random, choices.disks, 1) : IDS{};
