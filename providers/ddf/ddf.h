@@ -217,7 +217,7 @@ EFI_STATUS ddfSearch(DDF_MODEL *model, UINT32 disk);
 
 // Makes the mark of a disk that is set free with what is on it: read are its first and last MiB and the samples.
 // buffer has DDF_BUFFER_SIZE bytes. Returns EFI_SUCCESS or the status of a read that failed.
-constexpr UINT32 DDF_BUFFER_SECTORS = 128;
+constexpr UINT32 DDF_BUFFER_SECTORS = 2048;
 constexpr UINTN DDF_BUFFER_SIZE = UINTN{DDF_BUFFER_SECTORS} * DDF_SECTOR;
 EFI_STATUS ddfMakeFreeMark(const DDF_SOURCE &source, UINT8 *buffer, DDF_FREE_MARK *mark);
 

@@ -35,7 +35,7 @@ class Disk:
 
     def letters(self):
         """Each write as a letter: o s c an opened header, sections, a closed header of the secondary copy, O S C of the
-        primary one, a the anchor, z the mark of a free disk in its place, x anything else; f a flush."""
+        primary one, a the anchor, z the mark of a free disk in its place, x anything else; f a flush. A header that is closed alone has another number."""
         text, copy = "", ""
         for write in self.writes:
             if write is None:
@@ -52,22 +52,25 @@ class Disk:
         return text
 
     def changes(self):
-        """[(sequence, rank, first write, end)] of the changes, the anchor within the one that it ends. A disk leaves its
-        set when the others have it no more, which is their next change, and may come back to that."""
+        """[(sequence, rank, first write, end)] of the changes, the anchor within the one that it ends. Where a set grows,
+        one disk has the longer list first, the others get it under their old number and raise that, and then a disk
+        joins. A disk leaves its set when the others have it no more, which is their next change, and may come back."""
         letters = self.letters()
-        starts = [at for at, letter in enumerate(letters) if letter in "oz"] + [len(letters)]
+        starts = [match.start() for match in re.finditer("[oz]|(?<=[Ca])f+c", letters)] + [len(letters)]
         sequence = left = 0
         for start, end in zip(starts, starts[1:]):
             if letters[start] == "z":
                 left = sequence + 1
                 yield left, 1, start, end
                 continue
-            closed = letters.index("c", start)
+            closed, before = letters.index("c", start), sequence
             sequence = struct.unpack(">I", self.writes[closed][1][40:44])[0]
-            yield sequence, 2 if sequence == left else 0, start, end
+            raises, joins = letters[start] == "f", "a" in letters[start:end]
+            rank = 3 if joins else 2 if raises or sequence == left else 1 if sequence == before else 0
+            yield sequence + (rank == 1), rank, start, end
 
 
-CHANGE = re.compile(r"(of+s+f+cf+Of+S+f+Cf+(af+)?(zf+)?)+")
+CHANGE = re.compile(r"(of+s+f+cf+Of+S+f+Cf+(cf+Cf+)?(af+)?(zf+)?)+")
 
 
 def check_order(disk):

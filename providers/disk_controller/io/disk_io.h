@@ -4,7 +4,7 @@
 #include "providers/disk_controller/io/disks.h"
 
 #define DISK_PAGE_SIZE 4096U
-#define DISK_BUFFER_SIZE 0x20000U
+#define DISK_BUFFER_SIZE 0x100000U
 
 // A disk and the buffer that its sectors pass through, since firmware wants aligned ones: DISK_BUFFER_SIZE bytes, at a
 // page's boundary.
