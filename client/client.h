@@ -36,6 +36,17 @@ inline bool isFailure(const XYL_RESULT &result) {
 
 enum XYL_ANSWER { XYL_ANSWER_NO, XYL_ANSWER_YES, XYL_ANSWER_NO_TERMINAL };
 
+struct XYL_COMMAND;
+
+// The commands that a front has, in the order of the help.
+struct XYL_COMMANDS {
+  const XYL_COMMAND *Rows = nullptr;
+  UINTN Count = 0;
+};
+
+// The client's own, which the fronts in firmware have.
+extern const XYL_COMMANDS g_xylCommands;
+
 // What a front gives the core. Texts are 8-bit (UTF-8 in names).
 struct XYL_HOST {
   void *Context; // the front's own
@@ -61,6 +72,7 @@ struct XYL_HOST {
   // the caller overwrites. EFI_NOT_FOUND: nobody can be asked; EFI_ABORTED: the person gave up; EFI_BAD_BUFFER_SIZE:
   // the line is longer. Without success nothing stays in secret. Null is nobody.
   EFI_STATUS (*AskSecret)(const XYL_HOST *host, const CHAR8 *question, CHAR8 *secret, UINTN capacity) = nullptr;
+  XYL_COMMANDS Commands = {};        // for xylParse and xylHelp
   const CHAR8 *ServerName = nullptr; // what people call the machine; null: as its firmware does
   bool Terminal = false;             // the standard output is a terminal, which may take bytes for commands
   bool Colours = false;              // and understands colour sequences
@@ -119,8 +131,6 @@ enum XYL_OPTION_ID {
 #define XYL_WORDS_MAX 72 // of a command line, options not counted: a controller has up to 64 virtual disks
 #define XYL_DISKS_MAX 64
 
-struct XYL_COMMAND;
-
 // A parsed command line; its texts are the caller's arguments.
 struct XYL_REQUEST {
   const XYL_COMMAND *Command; // null only for the version, the general help and that of a group
@@ -140,8 +150,8 @@ bool xylNeedsController(const XYL_REQUEST &request);
 bool xylChangesController(const XYL_REQUEST &request);
 // Whether the values of XYL_OPTION_DISK name disks of a controller that another option gives: 'identify' has it so.
 bool xylDisksAreNames(const XYL_REQUEST &request);
-// Whether the command is called name.
-bool xylIsCommand(const XYL_REQUEST &request, const CHAR8 *name);
+// Whether it asks for the names of controllers, whose records then stay with the firmware.
+bool xylAsksNames(const XYL_REQUEST &request);
 
 // Parses the arguments behind the program's name. A mistake is told on the error output and gives XYL_USAGE.
 XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments, XYL_REQUEST *request);
@@ -155,5 +165,5 @@ void xylSilence(XYL_HOST *host, const XYL_REQUEST &request);
 // With --json, says as a document why a command failed that has begun none.
 void xylTellFailure(const XYL_HOST *host, const XYL_REQUEST &request, const XYL_RESULT &result);
 
-// Runs a parsed command of the core on the boot services of host->SystemTable. Nothing of it stays allocated.
+// Runs a parsed command on the boot services of host->SystemTable. Nothing of it stays allocated.
 XYL_RESULT xylRun(const XYL_HOST *host, const XYL_REQUEST &request);

@@ -5,6 +5,7 @@
 
 #include "client/jobs/jobs.h"
 #include "fuzz/pure.h"
+#include "host/program/host_commands.h"
 
 static std::string g_out, g_error;
 
@@ -13,6 +14,7 @@ static XYL_HOST hostOf(XYL_FRONT front) {
   g_error.clear();
   XYL_HOST host = {};
   host.Front = front;
+  host.Commands = front == XYL_FRONT_HOST ? g_hostCommands : g_xylCommands;
   host.SystemTable = g_systemTable;
   host.WriteOut = [](const XYL_HOST *, const CHAR8 *text, UINTN length) { g_out.append(text, length); };
   host.WriteError = [](const XYL_HOST *, const CHAR8 *text, UINTN length) { g_error.append(text, length); };
@@ -26,7 +28,7 @@ static void checkRequest(const XYL_HOST &host, const XYL_REQUEST &request) {
     return mustHold(!g_out.empty(), "no help");
   }
   const XYL_COMMAND &command = *request.Command;
-  mustHold((command.Fronts & host.Front) != 0, "a command of the other front");
+  mustHold(&command >= begin(host.Commands) && &command < end(host.Commands), "a command of the other front");
   mustHold(request.OperandCount >= command.OperandsMin && request.OperandCount <= command.OperandsMax, "operands");
   for (UINTN i = 0; i < XYL_OPTION_COUNT; ++i) {
     const CHAR8 *value = request.Options[i];

@@ -10,6 +10,7 @@
 
 #include "client/command_line/command_line.h"
 #include "client/compare/compare.h"
+#include "host/program/host_commands.h"
 #include "schema/field_use.h"
 #include "schema/json_shapes.h"
 
@@ -257,13 +258,13 @@ int main(int count, char **arguments) {
     std::fprintf(stderr, "usage: make_json_schemas FOLDER\n");
     return 2;
   }
-  for (UINTN i = 0; i < g_xylCommandCount; ++i) {
-    if ((g_xylCommands[i].Options & (1ULL << XYL_OPTION_JSON)) == 0) {
+  for (const XYL_COMMAND &command : g_hostCommands) {
+    if (!takesOption(command.Options, XYL_OPTION_JSON)) {
       continue;
     }
-    const JSON_DOCUMENT *document = documentOf(g_xylCommands[i].Name);
+    const JSON_DOCUMENT *document = documentOf(command.Name);
     if (document == nullptr) {
-      std::fprintf(stderr, "'%s' has no row in json_shapes.h\n", g_xylCommands[i].Name);
+      std::fprintf(stderr, "'%s' has no row in json_shapes.h\n", command.Name);
       return 1;
     }
     if (!writeSchema(arguments[1], *document)) {

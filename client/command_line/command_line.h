@@ -15,7 +15,7 @@ struct XYL_OPTION {
 };
 
 // Indexed by XYL_OPTION_ID.
-extern const XYL_OPTION g_xylOptions[XYL_OPTION_COUNT];
+extern const XYL_OPTION (&g_xylOptions)[XYL_OPTION_COUNT];
 
 // What an outcome leaves for the caller, and what it means.
 struct XYL_OUTCOME_TEXT {
@@ -27,11 +27,12 @@ struct XYL_OUTCOME_TEXT {
 // Indexed by XYL_OUTCOME.
 extern const XYL_OUTCOME_TEXT g_xylOutcomes[XYL_OUTCOME_COUNT];
 
-enum XYL_NEEDS {
-  XYL_NEEDS_NOTHING,
-  XYL_NEEDS_CONTROLLER,
-  XYL_NEEDS_CONTROLLER_OR_FILE // a controller unless all operands are given
-};
+// What most commands may end with.
+inline constexpr UINT32 XYL_PLAIN_OUTCOMES =
+    1U << XYL_SUCCESS | 1U << XYL_USAGE | 1U << XYL_NOT_FOUND | 1U << XYL_FAILED;
+
+// What a request needs a controller for.
+enum XYL_NEED { XYL_NEED_NOTHING, XYL_NEED_TO_READ, XYL_NEED_TO_CHANGE };
 
 struct XYL_CONTEXT {
   const XYL_HOST *Host;
@@ -39,30 +40,39 @@ struct XYL_CONTEXT {
 };
 
 struct XYL_COMMAND {
-  const CHAR8 *Name;     // one or two words
-  const CHAR8 *Operands; // as the synopsis shows them
-  UINTN OperandsMin;
-  UINTN OperandsMax;
-  UINT64 Options;  // bits 1 << XYL_OPTION_ID
-  UINT32 Outcomes; // bits 1 << XYL_OUTCOME
-  XYL_FRONT Fronts;
-  XYL_NEEDS Needs;
-  bool ChangesController;
-  const CHAR8 *Summary;
-  const CHAR8 *Description;
-  const CHAR8 *HostExamples;
-  const CHAR8 *ShellExamples;
-  XYL_RESULT (*Run)(const XYL_CONTEXT &context); // null: the front's own command, and help
+  const CHAR8 *Name = nullptr; // one or two words
+  const CHAR8 *Operands = "";  // as the synopsis shows them
+  UINTN OperandsMin = 0;
+  UINTN OperandsMax = 0;
+  UINT64 Options = 0;                                     // bits 1 << XYL_OPTION_ID
+  UINT32 Outcomes = XYL_PLAIN_OUTCOMES;                   // bits 1 << XYL_OUTCOME
+  XYL_NEED (*Need)(const XYL_REQUEST &request) = nullptr; // null: no request needs any
+  bool ChangesController = false;                         // whatever the request
+  bool AsksNames = false;                                 // of controllers, which the firmware keeps from then on
+  bool NamesDisks = false;                                // takes XYL_OPTION_DISK for the names of a controller's disks
+  const CHAR8 *Summary = nullptr;
+  const CHAR8 *Description = nullptr; // a paragraph a line; help breaks them
+  const CHAR8 *HostExamples = nullptr;
+  const CHAR8 *ShellExamples = nullptr;
+  XYL_RESULT (*Run)(const XYL_CONTEXT &context); // no row may leave it out
 };
 
-extern const XYL_COMMAND g_xylCommands[];
-extern const UINTN g_xylCommandCount;
+inline const XYL_COMMAND *begin(const XYL_COMMANDS &commands) {
+  return commands.Rows;
+}
+inline const XYL_COMMAND *end(const XYL_COMMANDS &commands) {
+  return commands.Rows + commands.Count;
+}
 
-// Whether the word stands before others in the command's name, and the front has the command.
-bool isInGroup(const XYL_HOST *host, const XYL_COMMAND &command, const CHAR8 *word);
+// For Need: each request needs a controller; or unless all operands, which are documents, are given.
+XYL_NEED needController(const XYL_REQUEST &request);
+XYL_NEED needControllerOrFile(const XYL_REQUEST &request);
 
-// Refuses options that name a controller which the command would not ask, since it has documents.
-XYL_RESULT refuseController(const XYL_HOST *host, const XYL_REQUEST &request);
+// Whether the word stands before others in the command's name.
+bool isInGroup(const XYL_COMMAND &command, const CHAR8 *word);
+
+// help: prints what the request, or the command line, asks about.
+XYL_RESULT runHelp(const XYL_CONTEXT &context);
 
 static_assert(XYL_OPTION_COUNT <= 64, "a command's options fit into its mask");
 inline bool takesOption(UINT64 options, UINTN id) {

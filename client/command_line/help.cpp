@@ -44,6 +44,30 @@ static void sayOutcomes(const XYL_HOST *host, UINT32 outcomes) {
   }
 }
 
+static constexpr UINTN HELP_COLUMNS = 113;
+
+// The bytes of the text that go on its first line: whole words, or more where one is too long.
+static UINTN lineOf(const CHAR8 *text) {
+  UINTN end = 0;
+  for (UINTN at = 0; at <= HELP_COLUMNS || end == 0; ++at) {
+    if (text[at] == 0 || text[at] == '\n') {
+      return at;
+    }
+    end = text[at] == ' ' ? at : end;
+  }
+  return end;
+}
+
+static void sayParagraphs(const XYL_HOST *host, const CHAR8 *text) {
+  while (*text != 0) {
+    UINTN length = lineOf(text);
+    host->WriteOut(host, text, length);
+    host->WriteOut(host, "\n", 1);
+    text += length;
+    text += *text != 0 ? 1 : 0;
+  }
+}
+
 // Every line of text behind two blanks.
 static void sayIndented(const XYL_HOST *host, const CHAR8 *text) {
   while (*text != 0) {
@@ -61,8 +85,7 @@ static void sayIndented(const XYL_HOST *host, const CHAR8 *text) {
 static void helpOnCommand(const XYL_HOST *host, const XYL_COMMAND &command) {
   say(host, "xyl %a - %a\n\nUsage:\n  xyl %a%a%a%a\n\n", command.Name, command.Summary, command.Name,
       command.Options != 0 ? " [OPTIONS]" : "", *command.Operands != 0 ? " " : "", command.Operands);
-  sayLines(host, command.Description);
-  say(host, "\n");
+  sayParagraphs(host, command.Description);
   sayOptions(host, command.Options);
   say(host, "\nExamples:\n");
   sayIndented(host, host->Front == XYL_FRONT_SHELL ? command.ShellExamples : command.HostExamples);
@@ -70,9 +93,8 @@ static void helpOnCommand(const XYL_HOST *host, const XYL_COMMAND &command) {
 }
 
 static void sayCommands(const XYL_HOST *host, const CHAR8 *group) {
-  for (UINTN i = 0; i < g_xylCommandCount; ++i) {
-    const XYL_COMMAND &command = g_xylCommands[i];
-    if (group != nullptr ? isInGroup(host, command, group) : (command.Fronts & host->Front) != 0) {
+  for (const XYL_COMMAND &command : host->Commands) {
+    if (group == nullptr || isInGroup(command, group)) {
       say(host, host->Front == XYL_FRONT_HOST ? "  %-19a  %a\n" : "  %-12a  %a\n", command.Name, command.Summary);
     }
   }
@@ -112,11 +134,9 @@ static void writeCommand(JSON *json, const XYL_HOST *host, const XYL_COMMAND &co
 
 static void writeCommands(JSON *json, const XYL_HOST *host, const XYL_REQUEST &request) {
   jsonArray(json, "commands");
-  for (UINTN i = 0; i < g_xylCommandCount; ++i) {
-    const XYL_COMMAND &command = g_xylCommands[i];
+  for (const XYL_COMMAND &command : host->Commands) {
     bool isWanted = request.Command != nullptr ? &command == request.Command
-                    : request.Group != nullptr ? isInGroup(host, command, request.Group)
-                                               : (command.Fronts & host->Front) != 0;
+                                               : request.Group == nullptr || isInGroup(command, request.Group);
     if (isWanted) {
       writeCommand(json, host, command);
     }
@@ -162,11 +182,11 @@ static void writeHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
   jsonEnd(&json);
 }
 
-bool xylHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
+XYL_RESULT runHelp(const XYL_CONTEXT &context) {
+  const XYL_HOST *host = context.Host;
+  const XYL_REQUEST &request = *context.Request;
   if (request.Version) {
     say(host, "xyl %a\n", RAIDXYL_VERSION);
-  } else if (!request.Help) {
-    return false;
   } else if (request.Options[XYL_OPTION_JSON] != nullptr) {
     writeHelp(host, request);
   } else if (request.Command != nullptr) {
@@ -176,5 +196,13 @@ bool xylHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
   } else {
     helpOnProgram(host);
   }
-  return true;
+  return succeeded();
+}
+
+bool xylHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
+  bool isAsked = request.Version || request.Help;
+  if (isAsked) {
+    runHelp({host, &request});
+  }
+  return isAsked;
 }

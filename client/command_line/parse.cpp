@@ -129,22 +129,23 @@ static bool namesCommand(const WORDS &words, UINTN from, const CHAR8 *name, UINT
 }
 
 static bool namesGroup(const XYL_HOST *host, const CHAR8 *word) {
-  UINTN i = 0;
-  while (i < g_xylCommandCount && !isInGroup(host, g_xylCommands[i], word)) {
-    ++i;
+  for (const XYL_COMMAND &command : host->Commands) {
+    if (isInGroup(command, word)) {
+      return true;
+    }
   }
-  return i < g_xylCommandCount;
+  return false;
 }
 
 // A command of two words of which the second is missing or unknown. There may be no pool yet.
 static void complainOfGroup(const XYL_HOST *host, const CHAR8 *group, const CHAR8 *word) {
   CHAR8 verbs[256] = {};
   UINTN length = 0;
-  for (UINTN i = 0; i < g_xylCommandCount; ++i) {
-    if (!isInGroup(host, g_xylCommands[i], group)) {
+  for (const XYL_COMMAND &command : host->Commands) {
+    if (!isInGroup(command, group)) {
       continue;
     }
-    const CHAR8 *parts[] = {length != 0 ? ", " : "", g_xylCommands[i].Name + textLength(group) + 1};
+    const CHAR8 *parts[] = {length != 0 ? ", " : "", command.Name + textLength(group) + 1};
     for (const CHAR8 *part : parts) {
       UINTN most = sizeof(verbs) - 1 - length;
       UINTN size = textLength(part) < most ? textLength(part) : most;
@@ -160,11 +161,11 @@ static void complainOfGroup(const XYL_HOST *host, const CHAR8 *group, const CHAR
 
 // Finds the command that the words at from name and steps *from over it; null with a message for an unknown one.
 static const XYL_COMMAND *findCommand(const XYL_HOST *host, const WORDS &words, UINTN *from) {
-  for (UINTN i = 0; i < g_xylCommandCount; ++i) {
+  for (const XYL_COMMAND &command : host->Commands) {
     UINTN taken = 0;
-    if ((g_xylCommands[i].Fronts & host->Front) != 0 && namesCommand(words, *from, g_xylCommands[i].Name, &taken)) {
+    if (namesCommand(words, *from, command.Name, &taken)) {
       *from += taken;
-      return &g_xylCommands[i];
+      return &command;
     }
   }
   if (namesGroup(host, words.Words[*from])) {
@@ -238,6 +239,20 @@ static XYL_RESULT checkOperands(const XYL_HOST *host, const XYL_REQUEST &request
   return succeeded();
 }
 
+// Refuses options that name a controller which the command would not ask, since it has documents.
+static XYL_RESULT refuseController(const XYL_HOST *host, const XYL_REQUEST &request) {
+  static constexpr XYL_OPTION_ID sources[] = {XYL_OPTION_CONTROLLER, XYL_OPTION_PRESET, XYL_OPTION_DISK,
+                                              XYL_OPTION_NUMBER};
+  for (XYL_OPTION_ID id : sources) {
+    if (request.Options[id] != nullptr) {
+      complain(host, "'%a' reads the documents that it is given and asks no controller; leave out %a",
+               request.Command->Name, g_xylOptions[id].Long);
+      return wrongUsage();
+    }
+  }
+  return succeeded();
+}
+
 XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments, XYL_REQUEST *request) {
   *request = {};
   WORDS words = {};
@@ -275,7 +290,7 @@ XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *argum
   if (!isFailure(result)) {
     result = checkOperands(host, *request);
   }
-  bool asksNone = request->Command->Needs == XYL_NEEDS_CONTROLLER_OR_FILE && !xylNeedsController(*request);
+  bool asksNone = request->Command->Need != nullptr && !xylNeedsController(*request);
   return isFailure(result) || !asksNone ? result : refuseController(host, *request);
 }
 

@@ -2,46 +2,42 @@
 #include "base/text.h"
 #include "client/command_line/command_line.h"
 
-bool isInGroup(const XYL_HOST *host, const XYL_COMMAND &command, const CHAR8 *word) {
+bool isInGroup(const XYL_COMMAND &command, const CHAR8 *word) {
   const CHAR8 *name = command.Name;
   for (; *word != 0 && *word == *name; ++word, ++name) {
   }
-  return *word == 0 && *name == ' ' && (command.Fronts & host->Front) != 0;
+  return *word == 0 && *name == ' ';
+}
+
+XYL_NEED needController(const XYL_REQUEST &) {
+  return XYL_NEED_TO_READ;
+}
+
+XYL_NEED needControllerOrFile(const XYL_REQUEST &request) {
+  return request.OperandCount < request.Command->OperandsMax ? XYL_NEED_TO_READ : XYL_NEED_NOTHING;
+}
+
+static XYL_NEED needOf(const XYL_REQUEST &request) {
+  bool isRun = request.Command != nullptr && !request.Help && request.Command->Need != nullptr;
+  return isRun ? request.Command->Need(request) : XYL_NEED_NOTHING;
 }
 
 bool xylNeedsController(const XYL_REQUEST &request) {
-  if (request.Command == nullptr || request.Help) {
-    return false;
-  }
-  XYL_NEEDS needs = request.Command->Needs;
-  return needs == XYL_NEEDS_CONTROLLER ||
-         (needs == XYL_NEEDS_CONTROLLER_OR_FILE && request.OperandCount < request.Command->OperandsMax);
-}
-
-XYL_RESULT refuseController(const XYL_HOST *host, const XYL_REQUEST &request) {
-  static constexpr XYL_OPTION_ID sources[] = {XYL_OPTION_CONTROLLER, XYL_OPTION_PRESET, XYL_OPTION_DISK,
-                                              XYL_OPTION_NUMBER};
-  for (XYL_OPTION_ID id : sources) {
-    if (request.Options[id] != nullptr) {
-      complain(host, "'%a' reads the documents that it is given and asks no controller; leave out %a",
-               request.Command->Name, g_xylOptions[id].Long);
-      return wrongUsage();
-    }
-  }
-  return succeeded();
+  return needOf(request) != XYL_NEED_NOTHING;
 }
 
 bool xylChangesController(const XYL_REQUEST &request) {
-  return request.Command != nullptr && !request.Help && request.Command->ChangesController;
+  return needOf(request) == XYL_NEED_TO_CHANGE ||
+         (request.Command != nullptr && !request.Help && request.Command->ChangesController);
 }
 
 bool xylDisksAreNames(const XYL_REQUEST &request) {
   bool isGiven = request.Options[XYL_OPTION_PRESET] != nullptr || request.Options[XYL_OPTION_CONTROLLER] != nullptr;
-  return isGiven && request.DiskCount != 0 && xylIsCommand(request, "identify");
+  return isGiven && request.DiskCount != 0 && request.Command != nullptr && request.Command->NamesDisks;
 }
 
-bool xylIsCommand(const XYL_REQUEST &request, const CHAR8 *name) {
-  return request.Command != nullptr && textEqual(request.Command->Name, name);
+bool xylAsksNames(const XYL_REQUEST &request) {
+  return request.Command != nullptr && request.Command->AsksNames;
 }
 
 static void writeNothing(const XYL_HOST *, const CHAR8 *, UINTN) {}

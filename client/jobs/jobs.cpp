@@ -209,6 +209,7 @@ static void checkCommand(READER *reader, const JOB_LINE &line) {
   }
   TEXT told = {};
   XYL_HOST host = capturingHost(&told, XYL_FRONT_SHELL);
+  host.Commands = g_xylCommands;
   XYL_REQUEST request;
   if (isFailure(parseJob(&host, line, &request))) {
     mistake(reader, messageOf(&told));

@@ -8,22 +8,9 @@
 #include "driver/request/request.h"
 
 struct VERB {
-  const CHAR8 *Command; // its name
-  const CHAR8 *What;    // what it does, in messages
+  const CHAR8 *What; // what it does, in messages
   XYL_RESULT (*Build)(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
   const CHAR8 *Violation = nullptr; // what EFI_SECURITY_VIOLATION means
-};
-
-static constexpr VERB g_verbs[] = {
-    {"import", "import", buildImport},
-    {"create", "creation", buildCreate},
-    {"delete", "deletion", buildDelete},
-    {"spare", "hot spare change", buildSpare},
-    {"key lock", "key setting", buildLock},
-    {"key rekey", "key change", buildRekey, "the old passphrase is not that of the key"},
-    {"key erase", "key removal", buildErase},
-    {"set", "setting change", buildSet},
-    {"identify", "identification", buildIdentify},
 };
 
 // Writes the verb's document, for what the controller holds now. The caller gives *document to freeDocument.
@@ -58,17 +45,14 @@ static XYL_RESULT build(const XYL_CONTEXT &context, const CONTROLLER &controller
   return result;
 }
 
-XYL_RESULT runVerb(const XYL_CONTEXT &context) {
-  const VERB *verb = g_verbs;
-  while (!xylIsCommand(*context.Request, verb->Command)) {
-    ++verb;
-  }
+static XYL_RESULT runVerb(const XYL_CONTEXT &context, const VERB &verb) {
   CONTROLLER controller;
   XYL_RESULT result = openController(context, &controller);
   WIPE wipe = {};
-  CHANGE_REQUEST request = {verb->Command, verb->What, {}, /* SavedOf= */ nullptr, runWipe, &wipe, verb->Violation};
+  CHANGE_REQUEST request = {
+      context.Request->Command->Name, verb.What, {}, /* SavedOf= */ nullptr, runWipe, &wipe, verb.Violation};
   if (!isFailure(result)) {
-    result = build(context, controller, *verb, &wipe, &request.Text);
+    result = build(context, controller, verb, &wipe, &request.Text);
   }
   if (!isFailure(result)) {
     result = applyChanges(context, controller, request);
@@ -77,10 +61,42 @@ XYL_RESULT runVerb(const XYL_CONTEXT &context) {
   return result;
 }
 
+XYL_RESULT runImport(const XYL_CONTEXT &context) {
+  return runVerb(context, {"import", buildImport});
+}
+
+XYL_RESULT runCreate(const XYL_CONTEXT &context) {
+  return runVerb(context, {"creation", buildCreate});
+}
+
+XYL_RESULT runDelete(const XYL_CONTEXT &context) {
+  return runVerb(context, {"deletion", buildDelete});
+}
+
+XYL_RESULT runSpare(const XYL_CONTEXT &context) {
+  return runVerb(context, {"hot spare change", buildSpare});
+}
+
+XYL_RESULT runKeyLock(const XYL_CONTEXT &context) {
+  return runVerb(context, {"key setting", buildLock});
+}
+
+XYL_RESULT runKeyRekey(const XYL_CONTEXT &context) {
+  return runVerb(context, {"key change", buildRekey, "the old passphrase is not that of the key"});
+}
+
+XYL_RESULT runKeyErase(const XYL_CONTEXT &context) {
+  return runVerb(context, {"key removal", buildErase});
+}
+
+XYL_RESULT runSet(const XYL_CONTEXT &context) {
+  return runVerb(context, {"setting change", buildSet});
+}
+
 XYL_RESULT runIdentifyOf(const XYL_CONTEXT &context) {
   const XYL_REQUEST &request = *context.Request;
   if (request.OperandCount != 0 || hasOption(context, XYL_OPTION_BLINK) || xylDisksAreNames(request)) {
-    return runVerb(context);
+    return runVerb(context, {"identification", buildIdentify});
   }
   if (hasOption(context, XYL_OPTION_SHOW)) {
     complain(context.Host, "--show goes with a disk");

@@ -3,4 +3,5 @@
 
 #include "host/common/errors.h"
 #include "host/common/files.h"
+#include "host/common/guarded.h"
 #include "host/common/texts.h"

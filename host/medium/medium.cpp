@@ -2,7 +2,6 @@
 
 #include "client/jobs/jobs.h"
 #include "host/common/common.h"
-#include "host/medium/unpack.h"
 
 static void showJobs(const XYL_HOST &host, const JOB_FILE &jobs) {
   UINT32 limit = 0;
@@ -19,7 +18,9 @@ static void showJobs(const XYL_HOST &host, const JOB_FILE &jobs) {
   }
 }
 
-static XYL_RESULT checkJobs(const XYL_HOST &host, const XYL_REQUEST &request) {
+XYL_RESULT runJobs(const XYL_CONTEXT &context) {
+  const XYL_HOST &host = *context.Host;
+  const XYL_REQUEST &request = *context.Request;
   std::string content;
   EFI_STATUS status = readHostFile(request.Operands[0], &content);
   if (EFI_ERROR(status)) {
@@ -34,22 +35,4 @@ static XYL_RESULT checkJobs(const XYL_HOST &host, const XYL_REQUEST &request) {
   }
   freeJobs(&jobs);
   return result;
-}
-
-static constexpr struct {
-  const CHAR8 *Name;
-  XYL_RESULT (*Run)(const XYL_HOST &host, const XYL_REQUEST &request);
-} g_commands[] = {{"jobs", checkJobs}, {"unpack", runUnpack}};
-
-bool isMediumCommand(const XYL_REQUEST &request) {
-  return xylIsCommand(request, g_commands[0].Name) || xylIsCommand(request, g_commands[1].Name);
-}
-
-XYL_RESULT runMediumCommand(const XYL_HOST &host, const XYL_REQUEST &request) {
-  for (const auto &command : g_commands) {
-    if (xylIsCommand(request, command.Name)) {
-      return command.Run(host, request);
-    }
-  }
-  return wrongUsage();
 }

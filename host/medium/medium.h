@@ -2,8 +2,7 @@
 #pragma once
 
 #include "client/command_line/command_line.h"
+#include "host/medium/unpack.h"
 
-// Whether a request is for runMediumCommand.
-bool isMediumCommand(const XYL_REQUEST &request);
-// jobs or unpack. Throws CLIENT_ERROR.
-XYL_RESULT runMediumCommand(const XYL_HOST &host, const XYL_REQUEST &request);
+// jobs. Throws CLIENT_ERROR.
+XYL_RESULT runJobs(const XYL_CONTEXT &context);

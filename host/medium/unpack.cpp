@@ -184,7 +184,9 @@ static void tellDamage(const XYL_HOST &host, const LOGGED &logged, const std::st
   }
 }
 
-XYL_RESULT runUnpack(const XYL_HOST &host, const XYL_REQUEST &request) {
+XYL_RESULT runUnpack(const XYL_CONTEXT &context) {
+  const XYL_HOST &host = *context.Host;
+  const XYL_REQUEST &request = *context.Request;
   const CHAR8 *log = request.Operands[0];
   std::string content;
   EFI_STATUS status = readHostFile(log, &content);

@@ -3,4 +3,5 @@
 
 #include "client/command_line/command_line.h"
 
-XYL_RESULT runUnpack(const XYL_HOST &host, const XYL_REQUEST &request);
+// The command. Throws CLIENT_ERROR.
+XYL_RESULT runUnpack(const XYL_CONTEXT &context);

@@ -10,15 +10,11 @@
 
 #include "client/command_line/command_line.h"
 #include "host/common/common.h"
-#include "host/medium/medium.h"
 #include "host/platform/platform.h"
 #include "host/program/busy.h"
-#include "host/program/manual.h"
+#include "host/program/host_commands.h"
 #include "host/program/outputs.h"
 #include "host/program/secret.h"
-#include "host/redfish/redfish.h"
-#include "host/report/report.h"
-#include "host/simulator/simulator.h"
 
 static void writeOut(const XYL_HOST *, const CHAR8 *text, UINTN length) {
   std::fwrite(text, 1, length, stdout);
@@ -88,27 +84,6 @@ static std::string optionOf(const XYL_REQUEST &request, XYL_OPTION_ID id) {
   return request.Options[id] != nullptr ? request.Options[id] : "";
 }
 
-static bool isReport(const XYL_REQUEST &request) {
-  return xylIsCommand(request, "report");
-}
-
-static bool isRedfish(const XYL_REQUEST &request) {
-  return xylIsCommand(request, "redfish");
-}
-
-static bool needsController(const XYL_REQUEST &request) {
-  return xylNeedsController(request) || (isReport(request) && request.OperandCount == 0) ||
-         (isRedfish(request) && redfishNeedsController(request));
-}
-
-static XYL_RESULT runCommand(const XYL_HOST &host, const XYL_REQUEST &request) {
-  XYL_CONTEXT context = {&host, &request};
-  if (isMediumCommand(request)) {
-    return runMediumCommand(host, request);
-  }
-  return isReport(request) ? runReport(context) : isRedfish(request) ? runRedfish(context) : xylRun(&host, request);
-}
-
 // Checks what the options say about the controller and the log.
 static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &request, PLATFORM_OPTIONS *options) {
   options->preset = optionOf(request, XYL_OPTION_PRESET);
@@ -125,13 +100,7 @@ static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &reque
     complain(&host, "--preset, --controller and --disk exclude each other; give one of them");
     return wrongUsage();
   }
-  if (!needsController(request) && (isReport(request) || isRedfish(request))) {
-    XYL_RESULT result = refuseController(&host, request);
-    if (isFailure(result)) {
-      return result;
-    }
-  }
-  if (!needsController(request)) {
+  if (!xylNeedsController(request)) {
     options->preset.clear();
     options->controllerFile.clear();
     options->disks.clear();
@@ -158,17 +127,17 @@ static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
   if (isFailure(result)) {
     return result;
   }
-  options.changes = xylChangesController(request) || (isRedfish(request) && redfishChangesController(request));
+  options.changes = xylChangesController(request);
   Platform platform(options);
   host.SystemTable = platform.systemTable();
   std::string server = serverName(options);
   host.ServerName = server.c_str();
-  result = runCommand(host, request);
+  result = xylRun(&host, request);
   std::fflush(stdout);
   // Also after a failure: steps done before it stay done.
   platform.saveController();
   std::string console = platform.takeConsole();
-  for (const std::string &fault : platform.close(/* namesWereAsked= */ xylIsCommand(request, "list"))) {
+  for (const std::string &fault : platform.close(/* namesWereAsked= */ xylAsksNames(request))) {
     complain(&host, "internal error: %a", fault.c_str());
     result = failed(EFI_DEVICE_ERROR);
   }
@@ -177,40 +146,22 @@ static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
   return result;
 }
 
-static XYL_RESULT runRequest(XYL_HOST &host, const XYL_REQUEST &request) {
-  if (xylHelp(&host, request)) {
-    return succeeded();
-  }
-  if (isManualCommand(request)) {
-    return runManualCommand(host, request);
-  }
-  return isSimCommand(request) ? runSimCommand(host, request) : runOnPlatform(host, request);
-}
-
 int main(int argc, char **argv) {
   XYL_HOST host = {nullptr,  XYL_FRONT_HOST, nullptr,         writeOut,       writeError,
                    readFile, openHostOutput, closeHostOutput, isSameHostFile, askYes};
   host.Terminal = isatty(STDOUT_FILENO) != 0;
   host.Colours = hasColours();
   host.Columns = columnsOfLine();
+  host.Commands = g_hostCommands;
   host.AskSecret = askHostSecret;
   host.Busy = showBusy;
   XYL_REQUEST request;
   XYL_RESULT result = xylParse(&host, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);
-  try {
-    if (!isFailure(result)) {
-      xylSilence(&host, request);
-      result = runRequest(host, request);
-    }
-  } catch (const USAGE_ERROR &error) {
-    complain(&host, "%a", error.what());
-    result = wrongUsage();
-  } catch (const CLIENT_ERROR &error) {
-    complain(&host, "%a", error.what());
-    result = {error.status == EFI_NOT_FOUND ? XYL_NOT_FOUND : XYL_FAILED, error.status};
-  } catch (const std::bad_alloc &) {
-    complain(&host, "there is not enough memory");
-    result = failed(EFI_OUT_OF_RESOURCES);
+  if (!isFailure(result)) {
+    xylSilence(&host, request);
+  }
+  if (!isFailure(result) && !xylHelp(&host, request)) {
+    result = guarded(host, [&] { return runOnPlatform(host, request); });
   }
   xylTellFailure(&host, request, result);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {

@@ -12,16 +12,6 @@ static void put(const XYL_HOST &host, const std::string &text) {
   host.WriteOut(&host, text.c_str(), text.size());
 }
 
-static std::vector<const XYL_COMMAND *> hostCommands() {
-  std::vector<const XYL_COMMAND *> commands;
-  for (UINTN i = 0; i < g_xylCommandCount; ++i) {
-    if ((g_xylCommands[i].Fronts & XYL_FRONT_HOST) != 0) {
-      commands.push_back(&g_xylCommands[i]);
-    }
-  }
-  return commands;
-}
-
 // --- The manual page ---
 
 // Text as the formatter shows it: nothing in it is taken for a request, and a dash stays one that can be copied.
@@ -64,7 +54,8 @@ static std::string commandRoff(const XYL_COMMAND &command) {
   return out + ".PP\n.nf\n.RS\n" + roff(command.HostExamples) + "\n.RE\n.fi\n";
 }
 
-static void writeManual(const XYL_HOST &host) {
+XYL_RESULT runMan(const XYL_CONTEXT &context) {
+  const XYL_HOST &host = *context.Host;
   put(host,
       ".TH XYL 1 \"\" \"RaidXyl\" \"User Commands\"\n"
       ".SH NAME\nxyl \\- manages RAID controllers through the RaidXyl driver\n"
@@ -75,8 +66,8 @@ static void writeManual(const XYL_HOST &host) {
       "(\\fB\\-\\-controller\\fR); the program of the same name for the UEFI Shell works on real ones.\n"
       "Documents are XML.\n"
       ".SH COMMANDS\n");
-  for (const XYL_COMMAND *command : hostCommands()) {
-    put(host, commandRoff(*command));
+  for (const XYL_COMMAND &command : host.Commands) {
+    put(host, commandRoff(command));
   }
   put(host, ".SH OPTIONS\nOptions may stand before or behind the command.\n");
   for (const XYL_OPTION &option : g_xylOptions) {
@@ -89,16 +80,17 @@ static void writeManual(const XYL_HOST &host) {
     put(host, std::string(".TP\n") + outcome.HostCode + "\n" + roff(outcome.Meaning) + ".\n");
   }
   put(host, ".SH ENVIRONMENT\n.TP\nNO_COLOR\nWhen set and not empty, states are shown without colours.\n");
+  return succeeded();
 }
 
 // --- The completion ---
 
 // The words that may follow prefix in the name of a command, each once; a command and its kin stand together.
-static std::string wordsOf(const std::string &prefix) {
+static std::string wordsOf(const XYL_COMMANDS &commands, const std::string &prefix) {
   std::string words;
   std::string last;
-  for (const XYL_COMMAND *command : hostCommands()) {
-    std::string name = command->Name;
+  for (const XYL_COMMAND &command : commands) {
+    std::string name = command.Name;
     if (!name.starts_with(prefix)) {
       continue;
     }
@@ -154,12 +146,12 @@ static std::string presetNames() {
 }
 
 // The first words of commands of two.
-static std::vector<std::string> groups() {
+static std::vector<std::string> groupsOf(const XYL_COMMANDS &commands) {
   std::vector<std::string> words;
-  for (const XYL_COMMAND *command : hostCommands()) {
-    std::string name = command->Name;
+  for (const XYL_COMMAND &command : commands) {
+    std::string name = command.Name;
     name.resize(std::min(name.find(' '), name.size()));
-    if (name != command->Name && (words.empty() || words.back() != name)) {
+    if (name != command.Name && (words.empty() || words.back() != name)) {
       words.push_back(name);
     }
   }
@@ -169,8 +161,8 @@ static std::vector<std::string> groups() {
 // The words that name commands so far; behind "help" they name what help is about.
 static void writeCommandCases(const XYL_HOST &host) {
   for (const char *before : {"", "help "}) {
-    for (const XYL_COMMAND *command : hostCommands()) {
-      std::string name = command->Name;
+    for (const XYL_COMMAND &command : host.Commands) {
+      std::string name = command.Name;
       std::string whole = before + name;
       put(host, *before == 0 && name.find(' ') == std::string::npos ? "    \" " : "    \"");
       put(host, whole);
@@ -179,7 +171,7 @@ static void writeCommandCases(const XYL_HOST &host) {
       put(host, "\" ;;\n");
     }
   }
-  for (const std::string &group : groups()) {
+  for (const std::string &group : groupsOf(host.Commands)) {
     put(host, "    \" " + group);
     put(host, "\" | \"help " + group);
     put(host, "\") command=\"${command:+help }" + group);
@@ -190,27 +182,29 @@ static void writeCommandCases(const XYL_HOST &host) {
 
 // What may come behind each command.
 static void writeWordCases(const XYL_HOST &host) {
-  put(host, "    \"\") words=\"" + wordsOf("") + "\"\n      [[ $current == -* ]] && words=\"--version " +
+  put(host, "    \"\") words=\"" + wordsOf(host.Commands, "") + "\"\n      [[ $current == -* ]] && words=\"--version " +
                 optionsOf(~0ULL) + "\" ;;\n");
-  put(host, "    help) words=\"" + wordsOf("") + "\"\n      [[ $current == -* ]] && words=\"--help --json\" ;;\n");
-  for (const std::string &group : groups()) {
+  put(host, "    help) words=\"" + wordsOf(host.Commands, "") +
+                "\"\n      [[ $current == -* ]] && words=\"--help --json\" ;;\n");
+  for (const std::string &group : groupsOf(host.Commands)) {
     put(host, "    " + group);
     put(host, " | \"help " + group);
-    put(host, "\") words=\"" + wordsOf(group + " "));
+    put(host, "\") words=\"" + wordsOf(host.Commands, group + " "));
     put(host, "\" ;;\n");
   }
-  for (const XYL_COMMAND *command : hostCommands()) {
-    std::string name = command->Name;
+  for (const XYL_COMMAND &command : host.Commands) {
+    std::string name = command.Name;
     put(host, "    \"" + name + "\")\n");
     if (name == "sim fail-next") {
       put(host, "      [[ $given == 1 ]] && words=\"" + commandNames() + "\"\n      [[ $given == 2 ]] && words=\"" +
                     errorNames() + "\"\n");
     }
-    put(host, "      [[ $current == -* ]] && words=\"" + optionsOf(command->Options) + "\" ;;\n");
+    put(host, "      [[ $current == -* ]] && words=\"" + optionsOf(command.Options) + "\" ;;\n");
   }
 }
 
-static void writeCompletion(const XYL_HOST &host) {
+XYL_RESULT runCompletion(const XYL_CONTEXT &context) {
+  const XYL_HOST &host = *context.Host;
   put(host, "# Completion of xyl for bash: source this file, or put it where bash-completion looks for it.\n"
             "_xyl() {\n"
             "  local current=\"${COMP_WORDS[COMP_CWORD]}\" previous=\"${COMP_WORDS[COMP_CWORD-1]}\"\n"
@@ -233,26 +227,5 @@ static void writeCompletion(const XYL_HOST &host) {
             "  COMPREPLY=($(compgen -W \"$words\" -- \"$current\"))\n"
             "}\n"
             "complete -o default -F _xyl xyl\n");
-}
-
-struct MANUAL_COMMAND {
-  const char *name;
-  void (*write)(const XYL_HOST &host);
-};
-
-static constexpr MANUAL_COMMAND g_manualCommands[] = {{"man", writeManual}, {"completion", writeCompletion}};
-
-static const MANUAL_COMMAND *commandOf(const XYL_REQUEST &request) {
-  auto found = std::find_if(std::begin(g_manualCommands), std::end(g_manualCommands),
-                            [&](const MANUAL_COMMAND &command) { return xylIsCommand(request, command.name); });
-  return found != std::end(g_manualCommands) ? found : nullptr;
-}
-
-bool isManualCommand(const XYL_REQUEST &request) {
-  return commandOf(request) != nullptr;
-}
-
-XYL_RESULT runManualCommand(const XYL_HOST &host, const XYL_REQUEST &request) {
-  commandOf(request)->write(host);
   return succeeded();
 }

@@ -3,7 +3,6 @@
 
 #include "client/command_line/command_line.h"
 
-// Whether a request is for runManualCommand.
-bool isManualCommand(const XYL_REQUEST &request);
-// man or completion: writes the page (for man) or the script (for bash) to the standard output.
-XYL_RESULT runManualCommand(const XYL_HOST &host, const XYL_REQUEST &request);
+// The commands: they write the page (for man) or the script (for bash) to the standard output.
+XYL_RESULT runMan(const XYL_CONTEXT &context);
+XYL_RESULT runCompletion(const XYL_CONTEXT &context);

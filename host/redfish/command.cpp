@@ -10,12 +10,16 @@ static UINTN ownOperands(const XYL_REQUEST &request) {
   return request.Options[XYL_OPTION_REQUEST] != nullptr ? 2 : 1;
 }
 
-bool redfishNeedsController(const XYL_REQUEST &request) {
+static bool readsController(const XYL_REQUEST &request) {
   return request.OperandCount <= ownOperands(request);
 }
 
-bool redfishChangesController(const XYL_REQUEST &request) {
+static bool runsRequest(const XYL_REQUEST &request) {
   return request.Options[XYL_OPTION_REQUEST] != nullptr && request.Options[XYL_OPTION_YES] != nullptr;
+}
+
+XYL_NEED redfishNeed(const XYL_REQUEST &request) {
+  return !readsController(request) ? XYL_NEED_NOTHING : runsRequest(request) ? XYL_NEED_TO_CHANGE : XYL_NEED_TO_READ;
 }
 
 // All resources by their URIs, and the methods that change them, as one document.
@@ -82,7 +86,7 @@ static XYL_RESULT answerRequest(const XYL_CONTEXT &context, const CHAR8 *documen
   const CHAR8 *const *operands = context.Request->Operands;
   const CHAR8 *const *options = context.Request->Options;
   std::string body = readBody(options[XYL_OPTION_REQUEST]);
-  if (redfishChangesController(*context.Request)) {
+  if (runsRequest(*context.Request)) {
     const CHAR8 *etag = options[XYL_OPTION_IF_MATCH];
     return performRequest(context, {operands[0], operands[1], body, etag != nullptr ? etag : ""});
   }
@@ -119,8 +123,8 @@ XYL_RESULT runRedfish(const XYL_CONTEXT &context) {
     return wrongWords(context, own == 1 ? "write 'xyl redfish [SAVED.xml] DIRECTORY', or METHOD and URI with --request"
                                         : "--request wants METHOD URI [SAVED.xml]");
   }
-  bool isLive = redfishNeedsController(request);
-  bool runs = redfishChangesController(request);
+  bool isLive = readsController(request);
+  bool runs = runsRequest(request);
   if (runs && (!isLive || hasOption(context, XYL_OPTION_OUTPUT))) {
     return wrongWords(context, "--yes runs the request on a controller; leave out the document and --output");
   }

@@ -3,11 +3,8 @@
 
 #include "client/command_line/command_line.h"
 
-// Whether the command takes its configuration from a controller, since its operands name no document.
-bool redfishNeedsController(const XYL_REQUEST &request);
-
-// Whether the command runs a request on its controller.
-bool redfishChangesController(const XYL_REQUEST &request);
+// A controller when the operands name no document: to read the configuration, or to run a request on it.
+XYL_NEED redfishNeed(const XYL_REQUEST &request);
 
 // The command. The platform of the host program must be up. Throws CLIENT_ERROR and USAGE_ERROR.
 XYL_RESULT runRedfish(const XYL_CONTEXT &context);

@@ -134,6 +134,10 @@ static void writePage(REPORT *report, const REPORT_INPUT &input) {
   report->changes = nullptr;
 }
 
+XYL_NEED reportNeed(const XYL_REQUEST &request) {
+  return request.OperandCount == 0 ? XYL_NEED_TO_READ : XYL_NEED_NOTHING;
+}
+
 XYL_RESULT runReport(const XYL_CONTEXT &context) {
   REPORT report;
   REPORT_INPUT input;

@@ -3,5 +3,8 @@
 
 #include "client/command_line/command_line.h"
 
+// A controller, whose page it is, when no document is named.
+XYL_NEED reportNeed(const XYL_REQUEST &request);
+
 // The command. The platform of the host program must be up. Throws CLIENT_ERROR and USAGE_ERROR.
 XYL_RESULT runReport(const XYL_CONTEXT &context);

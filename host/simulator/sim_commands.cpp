@@ -7,12 +7,8 @@
 #include "base/text.h"
 #include "host/common/common.h"
 #include "host/controller_file/controller_file.h"
-#include "host/platform/platform.h"
 #include "host/simulator/sim_disks.h"
-#include "host/simulator/sim_faults.h"
-#include "host/simulator/sim_job.h"
 #include "host/simulator/sim_json.h"
-#include "host/simulator/sim_show.h"
 #include "providers/sim_controller/drives.h"
 #include "providers/sim_controller/hand.h"
 #include "providers/sim_controller/presets.h"
@@ -46,7 +42,7 @@ static void sayVolumesOn(const SIM_JOB &job, UINT32 diskId) {
 
 // --- Controllers ---
 
-static XYL_RESULT listPresets(const SIM_JOB &job) {
+XYL_RESULT listPresets(const SIM_JOB &job) {
   if (job.wantsJson()) {
     return writePresets(job);
   }
@@ -56,7 +52,7 @@ static XYL_RESULT listPresets(const SIM_JOB &job) {
   return succeeded();
 }
 
-static XYL_RESULT newController(const SIM_JOB &job) {
+XYL_RESULT newController(const SIM_JOB &job) {
   const CHAR8 *preset = job.request.Options[XYL_OPTION_PRESET];
   const CHAR8 *document = job.request.Options[XYL_OPTION_FROM];
   bool replaces = job.request.Options[XYL_OPTION_FORCE] != nullptr;
@@ -85,7 +81,7 @@ static XYL_RESULT newController(const SIM_JOB &job) {
   return succeeded();
 }
 
-static XYL_RESULT replaceAdapter(const SIM_JOB &job) {
+XYL_RESULT replaceAdapter(const SIM_JOB &job) {
   check(simReplaceAdapter(job.sim), "the adapter cannot be replaced");
   CHAR8 wwn[17];
   formatHex(wwn, job.sim->adapter.record.WWN, 16);
@@ -93,7 +89,7 @@ static XYL_RESULT replaceAdapter(const SIM_JOB &job) {
   return succeeded();
 }
 
-static XYL_RESULT setFirmware(const SIM_JOB &job) {
+XYL_RESULT setFirmware(const SIM_JOB &job) {
   std::u16string version = fromUtf8(job.operand(1));
   if (version.empty() || EFI_ERROR(simSetFirmware(job.sim, version.c_str()))) {
     throw USAGE_ERROR("a firmware version has 1 to " + std::to_string(SIM_TEXT_UNITS - 1) + " characters");
@@ -103,7 +99,7 @@ static XYL_RESULT setFirmware(const SIM_JOB &job) {
 
 // --- Disks ---
 
-static XYL_RESULT pullDisk(const SIM_JOB &job) {
+XYL_RESULT pullDisk(const SIM_JOB &job) {
   const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(1));
   std::string text = diskText(disk);
   UINT32 id = disk.record.ObjectID;
@@ -113,7 +109,7 @@ static XYL_RESULT pullDisk(const SIM_JOB &job) {
   return succeeded();
 }
 
-static XYL_RESULT failDisk(const SIM_JOB &job) {
+XYL_RESULT failDisk(const SIM_JOB &job) {
   const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(1));
   check(simFailDisk(job.sim, disk.record.ObjectID), diskText(disk) + " cannot fail");
   say(&job.host, "%a has failed\n", diskText(disk).c_str());
@@ -172,7 +168,7 @@ static void insertNew(const SIM_JOB &job, const SIM_PLACE &place, const SIM_DRIV
       sizeText(disk->record.Size).c_str());
 }
 
-static XYL_RESULT replaceDisk(const SIM_JOB &job) {
+XYL_RESULT replaceDisk(const SIM_JOB &job) {
   const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(1));
   SIM_PLACE place = {disk.record.EnclosureObjectID, disk.record.Slot};
   SIM_DRIVE drive = {disk.record.Size, disk.record.Protocol, disk.record.Attributes};
@@ -223,7 +219,7 @@ static XYL_RESULT insertPulled(const SIM_JOB &job) {
   return succeeded();
 }
 
-static XYL_RESULT insertDisk(const SIM_JOB &job) {
+XYL_RESULT insertDisk(const SIM_JOB &job) {
   if (job.operand(1) != "new") {
     return insertPulled(job);
   }
@@ -249,7 +245,7 @@ static UINT32 levelNamed(const std::string &name) {
   return static_cast<UINT32>(level);
 }
 
-static XYL_RESULT makeForeign(const SIM_JOB &job) {
+XYL_RESULT makeForeign(const SIM_JOB &job) {
   UINT32 level = levelNamed(job.operand(1));
   UINT32 ids[XYL_WORDS_MAX] = {};
   UINT32 count = 0;
@@ -276,60 +272,24 @@ static XYL_RESULT makeForeign(const SIM_JOB &job) {
   return succeeded();
 }
 
-// --- The commands ---
+// --- Runs ---
 
-struct SIM_COMMAND {
-  const CHAR8 *name;
-  bool needsController; // the first operand is its file; whether it is saved stands in the client's table
-  XYL_RESULT (*run)(const SIM_JOB &job);
-};
-
-static constexpr SIM_COMMAND g_commands[] = {
-    {"sim presets", false, listPresets}, {"sim new", false, newController},
-    {"sim show", true, showController},  {"sim pull", true, pullDisk},
-    {"sim insert", true, insertDisk},    {"sim replace-disk", true, replaceDisk},
-    {"sim fail", true, failDisk},        {"sim replace-adapter", true, replaceAdapter},
-    {"sim foreign", true, makeForeign},  {"sim firmware", true, setFirmware},
-    {"sim fail-next", true, failNext},   {"sim clear-faults", true, clearFaults},
-};
-
-static const SIM_COMMAND *commandOf(const XYL_REQUEST &request) {
-  for (const SIM_COMMAND &command : g_commands) {
-    if (xylIsCommand(request, command.name)) {
-      return &command;
-    }
-  }
-  return nullptr;
+XYL_RESULT runSimAlone(const XYL_CONTEXT &context, SIM_WORK work) {
+  return work(SIM_JOB{*context.Host, *context.Request, /* sim= */ nullptr});
 }
 
-bool isSimCommand(const XYL_REQUEST &request) {
-  return commandOf(request) != nullptr;
-}
-
-static XYL_RESULT runOnFile(const XYL_HOST &host, const XYL_REQUEST &request, const SIM_COMMAND &command) {
+XYL_RESULT runSimOnFile(const XYL_CONTEXT &context, SIM_WORK work) {
+  const XYL_REQUEST &request = *context.Request;
   const char *file = request.Operands[0];
   FileLock lock;
   if (xylChangesController(request)) {
     lockController(file, &lock);
   }
   SIM_OWNER owner = loadController(file);
-  XYL_RESULT result = command.run(SIM_JOB{host, request, owner.get()});
+  XYL_RESULT result = work(SIM_JOB{*context.Host, request, owner.get()});
   if (!isFailure(result) && xylChangesController(request)) {
     saveController(file, *owner);
   }
   // cppcheck-suppress returnDanglingLifetime ; a result is two numbers
-  return result;
-}
-
-XYL_RESULT runSimCommand(XYL_HOST &host, const XYL_REQUEST &request) {
-  const SIM_COMMAND &command = *commandOf(request);
-  Platform platform({});
-  host.SystemTable = platform.systemTable();
-  XYL_RESULT result =
-      command.needsController ? runOnFile(host, request, command) : command.run(SIM_JOB{host, request, nullptr});
-  for (const std::string &fault : platform.close(/* namesWereAsked= */ false)) {
-    complain(&host, "internal error: %a", fault.c_str());
-    result = failed(EFI_DEVICE_ERROR);
-  }
   return result;
 }

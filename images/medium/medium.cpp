@@ -277,6 +277,7 @@ extern "C" EFI_STATUS EFIAPI MediumEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *sys
   host.WriteError = writeBoth;
   host.AskYes = askNobody;
   host.Terminal = true;
+  host.Commands = g_xylCommands;
   host.Busy = firmwareBusy;
   EFI_STATUS status = openMedium(image, &medium, &host);
   if (EFI_ERROR(status)) {

@@ -164,6 +164,7 @@ extern "C" EFI_STATUS EFIAPI XylEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *system
   FIRMWARE_CONTEXT context = {&files.Files, EFI_SUCCESS};
   XYL_HOST host = {&context,         XYL_FRONT_SHELL,    systemTable,         firmwareWrite,      firmwareWrite,
                    firmwareReadFile, firmwareOpenOutput, firmwareCloseOutput, firmwareIsSameFile, askYes};
+  host.Commands = g_xylCommands;
   host.AskSecret = askSecret;
   host.Terminal = true;
   host.Busy = firmwareBusy;

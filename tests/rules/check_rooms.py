@@ -25,6 +25,8 @@ ENTRY_POINTS = ["providers/" + room for room in "xml_service debug_log sim_contr
 
 # A folder that others may include by another header than the one of its name, or by more than that.
 HEADERS = {
+    **{room: [room.rpartition("/")[2], "commands"] for room in CLIENT + HOST},  # rows for the table of a front
+    "client/command_line": ["command_line", "commands", "rows"],
     "images/firmware": ["files", "firmware"],
     "providers/debug_log": ["debug_log_provider"],  # include/ has a debug_log.h
     "providers/sim_controller": "sim_controller state buffers fixed_text faults command_log drives hand presets".split(),

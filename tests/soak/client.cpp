@@ -60,6 +60,7 @@ XYL_OUTCOME SoakClient::run(const std::string &line) {
                    keepText,   keepError,       readFile,
                    openOutput, closeOutput,     isSameFile,
                    askYes};
+  host.Commands = g_xylCommands;
   std::istringstream stream(line);
   std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
   std::vector<const CHAR8 *> arguments;
