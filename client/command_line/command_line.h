@@ -4,6 +4,7 @@
 #include "base/text.h"
 #include "client/client.h"
 #include "client/output/output.h"
+#include "raid_disks.h"
 
 struct XYL_OPTION {
   const CHAR8 *Short; // null: none
@@ -87,6 +88,9 @@ inline bool isStandardOutput(const CHAR8 *file) {
 inline bool hasOption(const XYL_CONTEXT &context, XYL_OPTION_ID id) {
   return context.Request->Options[id] != nullptr;
 }
+
+// What a controller over disks of the machine tells of them; null: it is another one.
+RAID_DISKS_PROTOCOL *machineDisksOf(EFI_HANDLE controller);
 
 // The disks of the machine may not be any more as they were: the next question to their controller looks at them again.
 void lookAgain();

@@ -5,7 +5,7 @@
 
 static const EFI_GUID g_disksGuid = RAID_DISKS_PROTOCOL_GUID;
 
-static RAID_DISKS_PROTOCOL *disksOf(EFI_HANDLE handle) {
+RAID_DISKS_PROTOCOL *machineDisksOf(EFI_HANDLE handle) {
   void *found = nullptr;
   bool isThere = !EFI_ERROR(g_bootServices->HandleProtocol(handle, &g_disksGuid, &found));
   return isThere ? static_cast<RAID_DISKS_PROTOCOL *>(found) : nullptr;
@@ -18,7 +18,7 @@ LOOKS beginLooks() {
     return {};
   }
   for (UINTN i = 0; i < looks.Count; ++i) {
-    RAID_DISKS_PROTOCOL *disks = disksOf(looks.Handles[i]);
+    RAID_DISKS_PROTOCOL *disks = machineDisksOf(looks.Handles[i]);
     if (disks != nullptr) {
       disks->KeepLook(disks);
     }
@@ -28,7 +28,7 @@ LOOKS beginLooks() {
 
 void endLooks(LOOKS *looks) {
   for (UINTN i = 0; i < looks->Count; ++i) {
-    RAID_DISKS_PROTOCOL *disks = disksOf(looks->Handles[i]);
+    RAID_DISKS_PROTOCOL *disks = machineDisksOf(looks->Handles[i]);
     if (disks != nullptr) {
       disks->DropLook(disks);
     }

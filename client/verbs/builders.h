@@ -2,6 +2,7 @@
 // failure comes with a message.
 #pragma once
 
+#include "client/controllers/controllers.h"
 #include "client/verbs/change_writer.h"
 #include "client/verbs/objects.h"
 
@@ -14,6 +15,9 @@ XYL_RESULT buildErase(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHA
 XYL_RESULT buildSet(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
 XYL_RESULT buildIdentify(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
 XYL_RESULT buildImport(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
+
+// Whether what --name gives can be the name of a new virtual disk there; a failure comes with a message.
+XYL_RESULT checkNewName(const XYL_CONTEXT &context, const CONTROLLER &controller);
 
 // The Change method that makes the disks spares of those virtual disks (ids or references; none: of all), or frees
 // them.

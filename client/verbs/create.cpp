@@ -4,9 +4,6 @@
 // Names the new virtual disk within its document.
 static constexpr UINT32 NEW_VOLUME = 0x00100000;
 
-// What any controller takes; some take less.
-static constexpr UINT32 NAME_MAX = 63;
-
 // Reads an option whose value is one of a table's, those in the mask; *value is 0 when it is not given.
 static XYL_RESULT readValue(const XYL_CONTEXT &context, XYL_OPTION_ID option, const VALUE_NAME_TABLE *table,
                             UINT32 mask, UINT32 *value) {
@@ -107,22 +104,6 @@ static XYL_RESULT readSize(const XYL_CONTEXT &context, CREATION *creation) {
   return succeeded();
 }
 
-// Documents are read byte by byte, so a name that is more than ASCII would not come back as it was.
-static XYL_RESULT checkName(const XYL_CONTEXT &context) {
-  const CHAR8 *name = context.Request->Options[XYL_OPTION_NAME];
-  for (const CHAR8 *at = name; at != nullptr && *at != 0; ++at) {
-    if (*at < ' ' || *at > '~') {
-      complain(context.Host, "the name '%a' is not plain ASCII", name);
-      return wrongUsage();
-    }
-    if (at - name >= NAME_MAX) {
-      complain(context.Host, "a name has at most %d characters", NAME_MAX);
-      return wrongUsage();
-    }
-  }
-  return succeeded();
-}
-
 static XYL_RESULT readCreation(const XYL_CONTEXT &context, const RAID_CONFIG &config, CREATION *creation) {
   const RAID_ADAPTER_RECORD &adapter = *config.adapter;
   if (config.logicalDiskCount >= adapter.MaxLDs) {
@@ -130,10 +111,7 @@ static XYL_RESULT readCreation(const XYL_CONTEXT &context, const RAID_CONFIG &co
              config.logicalDiskCount);
     return refused();
   }
-  XYL_RESULT result = checkName(context);
-  if (!isFailure(result)) {
-    result = readLevel(context, adapter, creation);
-  }
+  XYL_RESULT result = readLevel(context, adapter, creation);
   if (!isFailure(result)) {
     result = readValue(context, XYL_OPTION_STRIPE, g_stripeSizeTable, creation->Level->AvailableStripeSize,
                        &creation->Stripe);

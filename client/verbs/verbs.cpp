@@ -11,6 +11,8 @@ struct VERB {
   const CHAR8 *What; // what it does, in messages
   XYL_RESULT (*Build)(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
   const CHAR8 *Violation = nullptr; // what EFI_SECURITY_VIOLATION means
+  // Looks at the request before anything else; null: nothing to look at.
+  XYL_RESULT (*Check)(const XYL_CONTEXT &context, const CONTROLLER &controller) = nullptr;
 };
 
 // Writes the verb's document, for what the controller holds now. The caller gives *document to freeDocument.
@@ -51,6 +53,9 @@ static XYL_RESULT runVerb(const XYL_CONTEXT &context, const VERB &verb) {
   WIPE wipe = {};
   CHANGE_REQUEST request = {
       context.Request->Command->Name, verb.What, {}, /* SavedOf= */ nullptr, runWipe, &wipe, verb.Violation};
+  if (!isFailure(result) && verb.Check != nullptr) {
+    result = verb.Check(context, controller);
+  }
   if (!isFailure(result)) {
     result = build(context, controller, verb, &wipe, &request.Text);
   }
@@ -66,7 +71,7 @@ XYL_RESULT runImport(const XYL_CONTEXT &context) {
 }
 
 XYL_RESULT runCreate(const XYL_CONTEXT &context) {
-  return runVerb(context, {"creation", buildCreate});
+  return runVerb(context, {"creation", buildCreate, /* Violation= */ nullptr, checkNewName});
 }
 
 XYL_RESULT runDelete(const XYL_CONTEXT &context) {

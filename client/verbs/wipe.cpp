@@ -5,7 +5,6 @@
 #include "driver/controller/controller.h"
 #include "uefi/storage.h"
 
-static const EFI_GUID g_disksGuid = RAID_DISKS_PROTOCOL_GUID;
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_diskIoGuid = EFI_DISK_IO_PROTOCOL_GUID;
 
@@ -62,11 +61,7 @@ XYL_RESULT planWipe(const XYL_CONTEXT &context, const CONTROLLER &controller, RA
     complain(context.Host, "--wipe goes with --disks, which names the disks");
     return wrongUsage();
   }
-  void *found = nullptr;
-  RAID_DISKS_PROTOCOL *disks = nullptr;
-  if (!EFI_ERROR(g_bootServices->HandleProtocol(controller.Handle, &g_disksGuid, &found))) {
-    disks = static_cast<RAID_DISKS_PROTOCOL *>(found);
-  }
+  RAID_DISKS_PROTOCOL *disks = machineDisksOf(controller.Handle);
   CHOICE choice = {};
   XYL_RESULT result = chooseDisks(context, *config, context.Request->Options[XYL_OPTION_DISKS], &choice);
   if (!isFailure(result)) {
