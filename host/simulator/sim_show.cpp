@@ -1,11 +1,17 @@
 #include "host/simulator/sim_show.h"
 
+#include <new>
+#include <vector>
+
 #include "host/common/common.h"
 #include "host/simulator/sim_disks.h"
 #include "host/simulator/sim_faults.h"
 #include "host/simulator/sim_json.h"
 
-static constexpr const CHAR8 *DISK_LINE = "  %-10a  %5u  %-16a  %-4a  %11a  %-8a  %a\n";
+static constexpr TABLE_COLUMN g_columns[] = {
+    {"Place", 16, true, false}, {"Id", 10, true, false},   {"Model", 24, false, false}, {"Bus", 7, false, false},
+    {"Size", 11, true, false},  {"State", 8, false, true}, {"Use", 999, false, false},
+};
 
 static std::string roleOf(const SIM_DISK &disk) {
   std::string role = disk.record.Hotspare == 0 ? "" : disk.record.Hotspare == 1 ? "hot spare of " : "global hot spare";
@@ -21,35 +27,66 @@ static std::string modelOf(const SIM_DISK &disk) {
   return first == std::string::npos ? "-" : model.substr(first);
 }
 
-static void showDisk(const SIM_JOB &job, const SIM_DISK &disk, const std::string &role) {
-  say(&job.host, DISK_LINE, placeText(disk).c_str(), disk.record.ObjectID, modelOf(disk).c_str(),
-      GetNameFromValue(disk.record.Protocol, g_protocolTable), sizeText(disk.record.Size).c_str(),
-      GetNameFromValue(disk.record.State, g_stateTable), role.c_str());
+static void addRow(TABLE *table, const std::vector<std::string> &cells) {
+  for (const std::string &cell : cells) {
+    addCell(table, cell.c_str());
+  }
+}
+
+static void addDisk(TABLE *table, const SIM_DISK &disk, const std::string &use) {
+  addRow(table, {placeText(disk), std::to_string(disk.record.ObjectID), modelOf(disk),
+                 GetNameFromValue(disk.record.Protocol, g_protocolTable), sizeText(disk.record.Size),
+                 GetNameFromValue(disk.record.State, g_stateTable), use});
+}
+
+static TABLE newTable() {
+  return {g_columns, std::size(g_columns), {}, false};
+}
+
+static void show(const SIM_JOB &job, TABLE *table) {
+  if (!sayTable(&job.host, table)) {
+    throw std::bad_alloc();
+  }
 }
 
 static void showSlots(const SIM_JOB &job, const SIM_ENCLOSURE &enclosure) {
   say(&job.host, "\nEnclosure %u, %a, %u slots\n", enclosure.record.ObjectID, toUtf8(enclosure.Name).c_str(),
       static_cast<UINT32>(enclosure.record.SlotCount));
+  TABLE table = newTable();
   for (UINT32 slot = 0; slot < enclosure.record.SlotCount; ++slot) {
     SIM_PLACE place = {enclosure.record.ObjectID, static_cast<UINT8>(slot)};
     const SIM_DISK *disk = simFindDiskAt(job.sim, place.enclosureObjectId, place.slot);
     if (disk != nullptr) {
-      showDisk(job, *disk, roleOf(*disk));
+      addDisk(&table, *disk, roleOf(*disk));
     } else {
-      say(&job.host, "  %-10a      -  empty\n", placeText(place).c_str());
+      addRow(&table, {placeText(place), "-", "empty", "-", "-", "-", "-"});
     }
   }
+  show(job, &table);
 }
 
 static void showDirectDisks(const SIM_JOB &job) {
-  bool titled = false;
+  TABLE table = newTable();
   for (UINT32 i = 0; i < job.sim->disks.count; ++i) {
     const SIM_DISK &disk = job.sim->disks.items[i];
     if (disk.record.EnclosureObjectID == SIM_DIRECT) {
-      sayLines(&job.host, titled ? "" : "\nAttached to the adapter directly\n");
-      showDisk(job, disk, roleOf(disk));
-      titled = true;
+      addDisk(&table, disk, roleOf(disk));
     }
+  }
+  if (table.Cells.count != 0 || table.Failed) {
+    sayLines(&job.host, "\nAttached to the adapter directly\n");
+    show(job, &table);
+  }
+}
+
+static void showPulledDisks(const SIM_JOB &job) {
+  say(&job.host, "\nPulled disks: %u\n", job.sim->pulledDisks.count);
+  TABLE table = newTable();
+  for (UINT32 i = 0; i < job.sim->pulledDisks.count; ++i) {
+    addDisk(&table, job.sim->pulledDisks.items[i], "was there");
+  }
+  if (job.sim->pulledDisks.count != 0) {
+    show(job, &table);
   }
 }
 
@@ -89,10 +126,7 @@ XYL_RESULT showController(const SIM_JOB &job) {
     showSlots(job, sim.enclosures.items[i]);
   }
   showDirectDisks(job);
-  say(&job.host, "\nPulled disks: %u\n", sim.pulledDisks.count);
-  for (UINT32 i = 0; i < sim.pulledDisks.count; ++i) {
-    showDisk(job, sim.pulledDisks.items[i], "was there");
-  }
+  showPulledDisks(job);
   showForeign(job);
   say(&job.host, "\nPending faults: %u\n", sim.faultCount);
   for (UINT32 i = 0; i < sim.faultCount; ++i) {

@@ -64,6 +64,6 @@ TEST(ControllerFile, IsMadeOnlyFromGoodDocuments) {
   client.expect(
       {"0 !sed -i '/<\\(MaxLDs\\|SlotCount\\|AccessPolicy\\|EnclosureDeviceID\\|State\\)>/d' saved.xml",
        "0 sim new --from saved.xml new.json",
-       "0 sim show new.json => Enclosure 301, Shelf 0, 11 slots\n|  Online    VD 1\n",
+       "0 sim show new.json => Enclosure 301, Shelf 0, 11 slots\n|  Online  VD 1\n",
        "1 restore saved.xml --rebuild --partial --no-backup --yes --controller new.json => to its end; what it left"});
 }
