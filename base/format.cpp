@@ -3,11 +3,15 @@
 #include "base/status_text.h"
 #include "base/text.h"
 
+namespace {
+
 struct OUTPUT {
   CHAR16 *Buffer;
   UINTN Capacity; // units that fit, without the NUL
   UINTN Length;
 };
+
+} // namespace
 
 struct CONVERSION {
   bool Left;

@@ -8,6 +8,8 @@ const CHAR8 *const g_jobEnds[] = {"return", "reset", "shutdown"};
 
 #define JOB_WORDS_MAX 100U
 
+namespace {
+
 // What is known while the file is read.
 struct READER {
   const XYL_HOST *Host;
@@ -18,6 +20,8 @@ struct READER {
   bool IsOver;     // behind an unconditional end
   UINT32 Limit;    // of the lines from here on
 };
+
+} // namespace
 
 static void mistake(READER *reader, const CHAR8 *what, const CHAR8 *which = "") {
   complain(reader->Host, "job file, line %d: %a%a", reader->Number, what, which);

@@ -5,6 +5,8 @@
 #include "base/text.h"
 #include "client/plan/plan_facts.h"
 
+namespace {
+
 // What a difference means.
 enum MEANING : UINT8 {
   FOLLOWS,   // it follows from another one, or comes with virtual disks that are made anew
@@ -13,6 +15,8 @@ enum MEANING : UINT8 {
   LOST,      // gone, and no restore brings it back
   LEFT       // this restore leaves it so
 };
+
+} // namespace
 
 // Indexed by MEANING.
 static constexpr struct {

@@ -3,12 +3,16 @@
 
 #include "base/text.h"
 
+namespace {
+
 // What the words of the command line have made of the adapter so far.
 struct SETTINGS {
   RAID_ADAPTER_RECORD Adapter;
   UINT64 Rows;  // of g_adapterFields that are named, a bit each
   UINT32 Rates; // likewise
 };
+
+} // namespace
 
 // Security modes come and go with the key.
 static bool isSetting(const FIELD_ROW &row) {

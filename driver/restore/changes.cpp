@@ -5,6 +5,8 @@
 #include "driver/controller/controller.h"
 #include "records/ids.h"
 
+namespace {
+
 // What the creation of every saved virtual disk needs.
 struct CREATION {
   RAID_MGMT_PROTOCOL *Mgmt;
@@ -14,6 +16,8 @@ struct CREATION {
   const UINT32 *PdMap;
   RESTORE_LOG *Log;
 };
+
+} // namespace
 
 // Sends the block, whose answer nobody needs, and logs it as the step.
 static EFI_STATUS sendLogged(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, const CHAR8 *step, RESTORE_LOG *log) {

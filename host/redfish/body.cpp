@@ -27,6 +27,8 @@ Json parseBody(const std::string &text) {
   return body;
 }
 
+namespace {
+
 struct READER {
   const REDFISH_MODEL &model;
   const REDFISH_TAKES &takes;
@@ -37,6 +39,8 @@ struct READER {
     refusal.problems->push_back({key, std::move(arguments), property});
   }
 };
+
+} // namespace
 
 static std::string givenText(const Json &value) {
   std::string text = value.is_string() ? value.get<std::string>() : value.dump();
