@@ -5,4 +5,4 @@ static_assert(areWhole(g_all, XYL_FRONT_SHELL), "a command lacks its name, a tex
 static_assert(areDistinct(g_all), "two commands have the same name, or one is called as the group of another");
 
 static constexpr auto g_rows = kept(g_all);
-constinit const XYL_COMMANDS g_xylCommands = {g_rows.Rows, ROW_COUNT<decltype(g_rows)>};
+constinit const XYL_COMMANDS g_xylCommands = {g_rows.Rows, sizeof(g_rows.Rows) / sizeof(g_rows.Rows[0])};

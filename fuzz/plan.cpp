@@ -34,7 +34,6 @@ static XYL_OUTCOME run(std::vector<const CHAR8 *> words, bool json) {
   g_error.clear();
   XYL_HOST host = {};
   host.Front = XYL_FRONT_HOST;
-  host.Commands = g_xylCommands;
   host.SystemTable = fuzzWorld().firmware.systemTable();
   host.Commands = g_xylCommands;
   host.WriteOut = [](const XYL_HOST *, const CHAR8 *text, UINTN length) { g_out.append(text, length); };

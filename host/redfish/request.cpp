@@ -6,15 +6,6 @@
 
 #include "host/redfish/body.h"
 
-REDFISH_WANTS readChange(const REDFISH_CALL &call, REDFISH_TABLE table) {
-  REDFISH_WANTS wants = readBody(call.model, call.body, {table, WRITE_CHANGE, call.resource});
-  if (wants.byElement.empty()) {
-    refuse("NoOperation");
-  }
-  *call.notes = wants.notes;
-  return wants;
-}
-
 // --- The system ---
 
 // All that may be asked for is there already, since a storage service starts no system.

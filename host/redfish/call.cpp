@@ -1,5 +1,15 @@
-// Hot spares, which requests for drives and for volumes make.
+// What requests for drives and for volumes have in common.
+#include "host/redfish/body.h"
 #include "host/redfish/request.h"
+
+REDFISH_WANTS readChange(const REDFISH_CALL &call, REDFISH_TABLE table) {
+  REDFISH_WANTS wants = readBody(call.model, call.body, {table, WRITE_CHANGE, call.resource});
+  if (wants.byElement.empty()) {
+    refuse("NoOperation");
+  }
+  *call.notes = wants.notes;
+  return wants;
+}
 
 void putHotspare(CHANGE_WRITER *writer, UINT64 disk, const char *kind, const std::vector<UINT64> &volumes) {
   openMethod(writer, "Change", "Physical Disk");
