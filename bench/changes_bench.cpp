@@ -23,11 +23,11 @@ static void addPlacedDisks(ANSWERS &answers, UINT32 count) {
     disk.Hotspare = 2;
     disk.Size = disk.WWN = 1 + i;
   }
-  addVolumes(answers, count, 1);
+  addVirtualDisks(answers, count, 1);
   answers.ids.resize(count);
   for (UINT32 i = 0; i < count; ++i) {
     answers.ids[i] = i;
-    answers.volumes[i].PDs = &answers.ids[i];
+    answers.virtualDisks[i].PDs = &answers.ids[i];
   }
 }
 

@@ -22,7 +22,7 @@ void addDisks(ANSWERS &answers, UINT32 count, UINT32 enclosures) {
   }
 }
 
-void addVolumes(ANSWERS &answers, UINT32 count, UINT32 members) {
+void addVirtualDisks(ANSWERS &answers, UINT32 count, UINT32 members) {
   answers.ids.resize(members);
   for (UINT32 i = 0; i < count; ++i) {
     RAID_VD_RECORD record = {};
@@ -32,7 +32,7 @@ void addVolumes(ANSWERS &answers, UINT32 count, UINT32 members) {
     record.AccessPolicy = RAID_ACCESS_POLICY_READ_WRITE;
     record.PDCount = members;
     record.PDs = answers.ids.data();
-    answers.volumes.push_back(record);
+    answers.virtualDisks.push_back(record);
   }
 }
 
@@ -58,7 +58,7 @@ static EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *, RAID_CMD_BLOCK *block, RA
     answerWith(result, g_answers->disks.data(), g_answers->disks.size());
     break;
   case RAID_OBJECT_VIRTUAL_DISK:
-    answerWith(result, g_answers->volumes.data(), g_answers->volumes.size());
+    answerWith(result, g_answers->virtualDisks.data(), g_answers->virtualDisks.size());
     break;
   default:
     return EFI_UNSUPPORTED;

@@ -17,14 +17,14 @@ struct ANSWERS {
   RAID_ADAPTER_RECORD adapter = {};
   std::vector<RAID_ENCLOSURE_RECORD> enclosures;
   std::vector<RAID_PD_RECORD> disks;
-  std::vector<RAID_VD_RECORD> volumes;
+  std::vector<RAID_VD_RECORD> virtualDisks;
   std::vector<UINT32> ids;
 };
 
 // Append so many objects.
 void addEnclosures(ANSWERS &answers, UINT32 count);
 void addDisks(ANSWERS &answers, UINT32 count, UINT32 enclosures); // 0: they are in none
-void addVolumes(ANSWERS &answers, UINT32 count, UINT32 members);
+void addVirtualDisks(ANSWERS &answers, UINT32 count, UINT32 members);
 
 // Answers every Get, has no key, and lets every other command succeed. One at a time.
 class GrowingController {

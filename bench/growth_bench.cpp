@@ -23,8 +23,8 @@ static const CONTROLLER_ROW g_controllers[] = {
        addEnclosures(answers, count);
        addDisks(answers, count, count);
      }},
-    {"virtual disks", [](ANSWERS &answers, UINT32 count) { addVolumes(answers, count, 0); }},
-    {"disks of a virtual disk", [](ANSWERS &answers, UINT32 count) { addVolumes(answers, 1, count); }},
+    {"virtual disks", [](ANSWERS &answers, UINT32 count) { addVirtualDisks(answers, count, 0); }},
+    {"disks of a virtual disk", [](ANSWERS &answers, UINT32 count) { addVirtualDisks(answers, 1, count); }},
 };
 
 // A document for Verify: what stands around the elements, and one of them.

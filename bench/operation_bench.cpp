@@ -14,7 +14,7 @@ static const char *const REBUILD = "<RunMode><Mode>Restore</Mode><StopOnError>Tr
                                    "<PreserveVDConfig>False</PreserveVDConfig></Raid></RunMode>";
 static const char *const NORMAL = "<RunMode><Mode>Normal</Mode></RunMode>";
 
-// Gives the first volume a name.
+// Gives the first virtual disk a name.
 static const char *const CHANGES = "<raidData>"
                                    "<Method name=\"Change\"><ObjectType>Virtual Disk</ObjectType><OID>1</OID>"
                                    "<Object><VD><ObjectType>Virtual Disk</ObjectType><Name>A</Name></VD></Object>"

@@ -20,7 +20,7 @@ struct PAIR {
   }
 };
 
-// An operation by number on a controller, which it must find as it was, but for the order of a volume's disks.
+// An operation by number on a controller, which it must find as it was, but for the order of a virtual disk's disks.
 static void operate(PAIR &pair, size_t controller, int operation) {
   pair.world.select(controller);
   if (operation % 3 == 0) {

@@ -3,7 +3,7 @@
 
 #include "uefi/tables.h"
 
-enum XYL_FRONT { XYL_FRONT_HOST = 1, XYL_FRONT_SHELL = 2, XYL_FRONT_BOTH = 3 };
+enum XYL_FRONTS { XYL_FRONT_HOST = 1, XYL_FRONT_SHELL = 2, XYL_FRONT_BOTH = 3 };
 
 // How a command ended; the host program's exit codes follow it.
 enum XYL_OUTCOME {
@@ -48,30 +48,30 @@ struct XYL_COMMANDS {
 extern const XYL_COMMANDS g_xylCommands;
 
 // What a front gives the core. Texts are 8-bit (UTF-8 in names).
-struct XYL_HOST {
+struct XYL_FRONT {
   void *Context; // the front's own
-  XYL_FRONT Front;
+  XYL_FRONTS Kind;
   EFI_SYSTEM_TABLE *SystemTable; // only needed by xylRun
-  void (*WriteOut)(const XYL_HOST *host, const CHAR8 *text, UINTN length);
-  void (*WriteError)(const XYL_HOST *host, const CHAR8 *text, UINTN length);
+  void (*WriteOut)(const XYL_FRONT *front, const CHAR8 *text, UINTN length);
+  void (*WriteError)(const XYL_FRONT *front, const CHAR8 *text, UINTN length);
   // Reads a whole file into pool memory of *size bytes and a NUL behind them; the caller frees *data. A file above
   // XYL_FILE_LIMIT is EFI_BAD_BUFFER_SIZE.
-  EFI_STATUS (*ReadFile)(const XYL_HOST *host, const CHAR8 *name, CHAR8 **data, UINTN *size);
+  EFI_STATUS (*ReadFile)(const XYL_FRONT *front, const CHAR8 *name, CHAR8 **data, UINTN *size);
   // Opens an output: makes sure that the file can be written and that there is room for that many bytes. What stands
   // under the name stays as it is. EFI_ALREADY_STARTED when there is a plain file and it may not be replaced;
   // EFI_INVALID_PARAMETER for a directory.
-  EFI_STATUS (*OpenOutput)(const XYL_HOST *host, const CHAR8 *name, UINTN room, bool replaces, void **output);
+  EFI_STATUS (*OpenOutput)(const XYL_FRONT *front, const CHAR8 *name, UINTN room, bool replaces, void **output);
   // Writes the whole file beside its place, flushes it and puts it there; on failure what stood there is untouched.
   // Null data: nothing is written. The output is gone either way.
-  EFI_STATUS (*CloseOutput)(const XYL_HOST *host, void *output, const CHAR8 *data, UINTN size);
+  EFI_STATUS (*CloseOutput)(const XYL_FRONT *front, void *output, const CHAR8 *data, UINTN size);
   // Whether two names are those of one file; names of files that do not exist are compared as texts.
-  bool (*IsSameFile)(const XYL_HOST *host, const CHAR8 *a, const CHAR8 *b);
+  bool (*IsSameFile)(const XYL_FRONT *front, const CHAR8 *a, const CHAR8 *b);
   // Puts the question to a person at a terminal; only a typed "yes" is a yes.
-  XYL_ANSWER (*AskYes)(const XYL_HOST *host, const CHAR8 *question);
+  XYL_ANSWER (*AskYes)(const XYL_FRONT *front, const CHAR8 *question);
   // Puts the question to a person and reads a line that is not shown, of less than capacity bytes, into secret, which
   // the caller overwrites. EFI_NOT_FOUND: nobody can be asked; EFI_ABORTED: the person gave up; EFI_BAD_BUFFER_SIZE:
   // the line is longer. Without success nothing stays in secret. Null is nobody.
-  EFI_STATUS (*AskSecret)(const XYL_HOST *host, const CHAR8 *question, CHAR8 *secret, UINTN capacity) = nullptr;
+  EFI_STATUS (*AskSecret)(const XYL_FRONT *front, const CHAR8 *question, CHAR8 *secret, UINTN capacity) = nullptr;
   XYL_COMMANDS Commands = {};        // for xylParse and xylHelp
   const CHAR8 *ServerName = nullptr; // what people call the machine; null: as its firmware does
   bool Terminal = false;             // the standard output is a terminal, which may take bytes for commands
@@ -79,7 +79,7 @@ struct XYL_HOST {
   UINTN Columns = 80;                // of a line, for tables
   // Told when a call of the driver that may take long begins and when it is over, so that the front can show to a
   // person that time passes. Null: it does not.
-  void (*Busy)(const XYL_HOST *host, bool begins) = nullptr;
+  void (*Busy)(const XYL_FRONT *front, bool begins) = nullptr;
 };
 
 #define XYL_FILE_LIMIT 0x10000000ULL
@@ -154,16 +154,16 @@ bool xylDisksAreNames(const XYL_REQUEST &request);
 bool xylAsksNames(const XYL_REQUEST &request);
 
 // Parses the arguments behind the program's name. A mistake is told on the error output and gives XYL_USAGE.
-XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments, XYL_REQUEST *request);
+XYL_RESULT xylParse(const XYL_FRONT *front, UINTN count, const CHAR8 *const *arguments, XYL_REQUEST *request);
 
 // Prints the help or the version when the request asks for it; whether it did.
-bool xylHelp(const XYL_HOST *host, const XYL_REQUEST &request);
+bool xylHelp(const XYL_FRONT *front, const XYL_REQUEST &request);
 
 // With --quiet leaves a front only what is written as an error: nothing is printed, shown as busy or asked.
-void xylSilence(XYL_HOST *host, const XYL_REQUEST &request);
+void xylSilence(XYL_FRONT *front, const XYL_REQUEST &request);
 
 // With --json, says as a document why a command failed that has begun none.
-void xylTellFailure(const XYL_HOST *host, const XYL_REQUEST &request, const XYL_RESULT &result);
+void xylTellFailure(const XYL_FRONT *front, const XYL_REQUEST &request, const XYL_RESULT &result);
 
 // Runs a parsed command on the boot services of host->SystemTable. Nothing of it stays allocated.
-XYL_RESULT xylRun(const XYL_HOST *host, const XYL_REQUEST &request);
+XYL_RESULT xylRun(const XYL_FRONT *front, const XYL_REQUEST &request);

@@ -9,31 +9,31 @@
 
 static std::string g_out, g_error;
 
-static XYL_HOST hostOf(XYL_FRONT front) {
+static XYL_FRONT frontOf(XYL_FRONTS kind) {
   g_out.clear();
   g_error.clear();
-  XYL_HOST host = {};
-  host.Front = front;
-  host.Commands = front == XYL_FRONT_HOST ? g_hostCommands : g_xylCommands;
-  host.SystemTable = g_systemTable;
-  host.WriteOut = [](const XYL_HOST *, const CHAR8 *text, UINTN length) { g_out.append(text, length); };
-  host.WriteError = [](const XYL_HOST *, const CHAR8 *text, UINTN length) { g_error.append(text, length); };
-  host.Terminal = true;
-  return host;
+  XYL_FRONT front = {};
+  front.Kind = kind;
+  front.Commands = kind == XYL_FRONT_HOST ? g_hostCommands : g_xylCommands;
+  front.SystemTable = g_systemTable;
+  front.WriteOut = [](const XYL_FRONT *, const CHAR8 *text, UINTN length) { g_out.append(text, length); };
+  front.WriteError = [](const XYL_FRONT *, const CHAR8 *text, UINTN length) { g_error.append(text, length); };
+  front.Terminal = true;
+  return front;
 }
 
-static void checkRequest(const XYL_HOST &host, const XYL_REQUEST &request) {
+static void checkRequest(const XYL_FRONT &front, const XYL_REQUEST &request) {
   mustHold(request.Command != nullptr || request.Version || request.Help, "nothing is asked for");
-  if (xylHelp(&host, request)) {
+  if (xylHelp(&front, request)) {
     return mustHold(!g_out.empty(), "no help");
   }
   const XYL_COMMAND &command = *request.Command;
-  mustHold(&command >= begin(host.Commands) && &command < end(host.Commands), "a command of the other front");
+  mustHold(&command >= begin(front.Commands) && &command < end(front.Commands), "a command of the other front");
   mustHold(request.OperandCount >= command.OperandsMin && request.OperandCount <= command.OperandsMax, "operands");
   for (UINTN i = 0; i < XYL_OPTION_COUNT; ++i) {
     const CHAR8 *value = request.Options[i];
     mustHold(value == nullptr || takesOption(command.Options, i), "an option of another command");
-    mustHold(value == nullptr || (g_xylOptions[i].Fronts & host.Front) != 0, "an option of the other front");
+    mustHold(value == nullptr || (g_xylOptions[i].Fronts & front.Kind) != 0, "an option of the other front");
     mustHold(value == nullptr || (*value != 0) == (g_xylOptions[i].Value != nullptr), "the value of an option");
   }
   mustHold((request.DiskCount != 0) == (request.Options[XYL_OPTION_DISK] != nullptr), "disks");
@@ -47,7 +47,7 @@ static void checkTold(bool isFailure) {
   }
 }
 
-static void checkLine(XYL_FRONT front, FuzzInput &input) {
+static void checkLine(XYL_FRONTS kind, FuzzInput &input) {
   std::vector<std::string> words;
   while (!input.atEnd()) {
     words.push_back(input.text());
@@ -57,20 +57,20 @@ static void checkLine(XYL_FRONT front, FuzzInput &input) {
   for (const std::string &word : words) {
     arguments.push_back(word.c_str());
   }
-  XYL_HOST host = hostOf(front);
+  XYL_FRONT front = frontOf(kind);
   XYL_REQUEST request;
-  XYL_RESULT result = xylParse(&host, arguments.size(), arguments.data(), &request);
+  XYL_RESULT result = xylParse(&front, arguments.size(), arguments.data(), &request);
   mustHold(result.Outcome == XYL_SUCCESS || result.Outcome == XYL_USAGE, "outcome of parsing");
   checkTold(isFailure(result));
-  isFailure(result) ? void() : checkRequest(host, request);
+  isFailure(result) ? void() : checkRequest(front, request);
 }
 
 // The lines that a job file is read as make the same file again, whose percent signs are those of names.
 static void checkJobs(const std::string &text, bool again) {
   static constexpr JOB_NAME ROWS[] = {{"SERIAL", "S 1"}, {"UUID", nullptr}};
-  XYL_HOST host = hostOf(XYL_FRONT_SHELL);
+  XYL_FRONT front = frontOf(XYL_FRONT_SHELL);
   JOB_FILE jobs;
-  XYL_RESULT result = readJobs(&host, text.data(), text.size(), {ROWS, 2}, &jobs);
+  XYL_RESULT result = readJobs(&front, text.data(), text.size(), {ROWS, 2}, &jobs);
   checkTold(isFailure(result));
   std::string same = jobs.Again ? "again\n" : "";
   for (UINT32 i = 0; i < jobs.Lines.count && !isFailure(result); ++i) {
@@ -78,8 +78,8 @@ static void checkJobs(const std::string &text, bool again) {
     XYL_REQUEST request;
     same += std::string(g_jobConditions[line.Condition]) + " " + textOf(line.Text) + "\n";
     if (line.End == JOB_GOES_ON) {
-      mustHold(!isFailure(parseJob(&host, line, &request)), "a line of a job that does not parse");
-      checkRequest(host, request);
+      mustHold(!isFailure(parseJob(&front, line, &request)), "a line of a job that does not parse");
+      checkRequest(front, request);
     }
   }
   freeJobs(&jobs);

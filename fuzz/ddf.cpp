@@ -1,6 +1,6 @@
 // Disk metadata: a sound set, changed byte by byte and given good checksums again. Whatever it says, the model holds
 // together, and what is read and written back is read as the same. A change on top is refused, or leaves what is sound
-// again; it writes into no volume.
+// again; it writes into no virtual disk.
 
 #include <algorithm>
 
@@ -13,10 +13,10 @@ static constexpr DDF_LIMITS LIMITS = {15, 15, 2, 16}; // as small as Linux takes
 
 // Two mirrored pairs or a RAID 5, with a spare of either kind.
 static const DISKS &baseDisks(bool spanned) {
-  static const auto make = [](const TEST_VOLUME &volume) {
-    DISKS disks = makeDisks(volume, 1, LIMITS);
+  static const auto make = [](const TEST_VIRTUAL_DISK &virtualDisk) {
+    DISKS disks = makeDisks(virtualDisk, 1, LIMITS);
     changeDisks(disks, [&](DDF_COPY &copy, size_t disk) {
-      volume.spans > 1 ? dedicateSpare(copy, disk, static_cast<UINT32>(disks.size() - 1)) : void();
+      virtualDisk.spans > 1 ? dedicateSpare(copy, disk, static_cast<UINT32>(disks.size() - 1)) : void();
     });
     return disks;
   };
@@ -116,10 +116,10 @@ static WRITABLE writableOf(const DDF_MODEL &model, DISKS &disks, UINT32 number, 
   WRITABLE writable = {&disks[number], disk.kind != DDF_DISK_MEMBER, {}, writes};
   for (UINT32 i = 0; disk.kind == DDF_DISK_MEMBER && i < model.sets[disk.set].pds[disk.pd].partCount; ++i) {
     const DDF_PD &pd = model.sets[disk.set].pds[disk.pd];
-    const DDF_VOLUME &volume = model.sets[disk.set].volumes[pd.parts[i].volume];
-    UINT64 start = volume.members[pd.parts[i].member].start;
+    const DDF_VIRTUAL_DISK &virtualDisk = model.sets[disk.set].virtualDisks[pd.parts[i].virtualDisk];
+    UINT64 start = virtualDisk.members[pd.parts[i].member].start;
     // A record may claim more, up to the metadata itself.
-    writable.members.push_back({start, start < pd.limit ? std::min(volume.memberBlocks, pd.limit - start) : 0});
+    writable.members.push_back({start, start < pd.limit ? std::min(virtualDisk.memberBlocks, pd.limit - start) : 0});
   }
   return writable;
 }
@@ -137,18 +137,18 @@ static EFI_STATUS change(DDF_WRITER &writer, FuzzInput &input) {
   if (set >= writer.model->setCount && kind % 7 > 1) {
     return EFI_NOT_FOUND;
   }
-  bool hasVolume = set < writer.model->setCount && number < writer.model->sets[set].volumeCount;
+  bool hasVirtualDisk = set < writer.model->setCount && number < writer.model->sets[set].virtualDiskCount;
   switch (kind % 7) {
   case 0: {
-    DDF_NEW_VOLUME volume = {};
-    volume.level = levels[level].level;
-    volume.qualifier = levels[level].qualifier;
-    volume.strip = 7;
-    volume.disks = disks;
-    volume.diskCount = count;
-    volume.memberBlocks = input.number(2);
-    volume.start = DDF_ANYWHERE;
-    return ddfCreateVolume(&writer, volume);
+    DDF_NEW_VIRTUAL_DISK virtualDisk = {};
+    virtualDisk.level = levels[level].level;
+    virtualDisk.qualifier = levels[level].qualifier;
+    virtualDisk.strip = 7;
+    virtualDisk.disks = disks;
+    virtualDisk.diskCount = count;
+    virtualDisk.memberBlocks = input.number(2);
+    virtualDisk.start = DDF_ANYWHERE;
+    return ddfCreateVirtualDisk(&writer, virtualDisk);
   }
   case 1:
     return ddfSetSpare(&writer, DDF_NONE, disks[0], (number & 1) != 0 ? DDF_SPARE_GLOBAL : DDF_NO_SPARE, nullptr, 0);
@@ -159,18 +159,19 @@ static EFI_STATUS change(DDF_WRITER &writer, FuzzInput &input) {
   case 4:
     return number < writer.model->sets[set].pdCount ? ddfFailDisk(&writer, set, number) : EFI_NOT_FOUND;
   case 5:
-    return hasVolume ? ddfDeleteVolume(&writer, set, number) : EFI_NOT_FOUND;
+    return hasVirtualDisk ? ddfDeleteVirtualDisk(&writer, set, number) : EFI_NOT_FOUND;
   default:
-    return hasVolume ? ddfChangeVolume(&writer, set, number, {DDF_SET_ACCESS, DDF_READ_ONLY, 0, {}}) : EFI_NOT_FOUND;
+    return hasVirtualDisk ? ddfChangeVirtualDisk(&writer, set, number, {DDF_SET_ACCESS, DDF_READ_ONLY, 0, {}})
+                          : EFI_NOT_FOUND;
   }
 }
 
-// How many volumes there are; all is whether all sets are sound.
-static UINT32 countVolumes(const DDF_MODEL &model, bool *all) {
+// How many virtual disks there are; all is whether all sets are sound.
+static UINT32 countVirtualDisks(const DDF_MODEL &model, bool *all) {
   UINT32 count = 0;
   *all = true;
   for (UINT32 i = 0; i < model.setCount; ++i) {
-    count += model.sets[i].volumeCount;
+    count += model.sets[i].virtualDiskCount;
     *all = *all && model.sets[i].sound;
   }
   return count;
@@ -184,7 +185,7 @@ static void changeOnTop(DISKS &disks, FuzzInput input) {
   writes = writes == 0xFF ? DDF_NONE : writes;
   DDF_MODEL *model = readModel(disks);
   bool wasSound = false, isSound = false;
-  UINT32 before = countVolumes(*model, &wasSound);
+  UINT32 before = countVirtualDisks(*model, &wasSound);
   std::vector<WRITABLE> writables;
   for (UINT32 i = 0; i < model->diskCount; ++i) {
     writables.push_back(writableOf(*model, disks, i, &writes));
@@ -202,7 +203,7 @@ static void changeOnTop(DISKS &disks, FuzzInput input) {
   model = readModel(disks);
   std::string fault = modelFault(*model);
   mustHold(fault.empty(), fault);
-  UINT32 after = countVolumes(*model, &isSound);
+  UINT32 after = countVirtualDisks(*model, &isSound);
   mustHold(isSound || !wasSound, "not sound any more");
   mustHold(after >= before || !EFI_ERROR(status) || writes == 0, "a change that failed lost a volume");
   ddfFree(model);

@@ -37,12 +37,12 @@ static SIM_OWNER load(const std::string &text) {
 }
 
 static SIM_OWNER make(std::string text) {
-  XYL_HOST host = {};
-  host.Context = &text;
-  host.Front = XYL_FRONT_HOST;
-  host.SystemTable = g_systemTable;
-  host.WriteOut = host.WriteError = [](const XYL_HOST *, const CHAR8 *, UINTN) {};
-  host.ReadFile = [](const XYL_HOST *from, const CHAR8 *, CHAR8 **data, UINTN *size) {
+  XYL_FRONT front = {};
+  front.Context = &text;
+  front.Kind = XYL_FRONT_HOST;
+  front.SystemTable = g_systemTable;
+  front.WriteOut = front.WriteError = [](const XYL_FRONT *, const CHAR8 *, UINTN) {};
+  front.ReadFile = [](const XYL_FRONT *from, const CHAR8 *, CHAR8 **data, UINTN *size) {
     const auto &document = *static_cast<const std::string *>(from->Context);
     *size = document.size();
     *data = static_cast<CHAR8 *>(poolAllocate(*size + 1));
@@ -52,7 +52,7 @@ static SIM_OWNER make(std::string text) {
   XYL_REQUEST request = {};
   SIM_OWNER owner;
   try {
-    XYL_RESULT result = makeFromDocument({&host, &request}, "saved.xml", &owner);
+    XYL_RESULT result = makeFromDocument({&front, &request}, "saved.xml", &owner);
     mustHold(isFailure(result) == (owner == nullptr), "a controller of a failure");
   } catch (const CLIENT_ERROR &error) {
     mustHold(EFI_ERROR(error.status), "a failure without status");

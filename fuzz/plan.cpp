@@ -18,7 +18,7 @@ static EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block
   return g_execute(mgmt, block, result);
 }
 
-static EFI_STATUS readFile(const XYL_HOST *, const CHAR8 *name, CHAR8 **data, UINTN *size) {
+static EFI_STATUS readFile(const XYL_FRONT *, const CHAR8 *name, CHAR8 **data, UINTN *size) {
   const std::string &document = g_documents[*name == 'a' ? 0 : 1];
   *size = document.size();
   *data = static_cast<CHAR8 *>(poolAllocate(*size + 1));
@@ -32,19 +32,19 @@ static EFI_STATUS readFile(const XYL_HOST *, const CHAR8 *name, CHAR8 **data, UI
 static XYL_OUTCOME run(std::vector<const CHAR8 *> words, bool json) {
   g_out.clear();
   g_error.clear();
-  XYL_HOST host = {};
-  host.Front = XYL_FRONT_HOST;
-  host.SystemTable = fuzzWorld().firmware.systemTable();
-  host.Commands = g_xylCommands;
-  host.WriteOut = [](const XYL_HOST *, const CHAR8 *text, UINTN length) { g_out.append(text, length); };
-  host.WriteError = [](const XYL_HOST *, const CHAR8 *text, UINTN length) { g_error.append(text, length); };
-  host.ReadFile = readFile;
-  host.AskYes = [](const XYL_HOST *, const CHAR8 *) { return XYL_ANSWER_NO_TERMINAL; };
+  XYL_FRONT front = {};
+  front.Kind = XYL_FRONT_HOST;
+  front.SystemTable = fuzzWorld().firmware.systemTable();
+  front.Commands = g_xylCommands;
+  front.WriteOut = [](const XYL_FRONT *, const CHAR8 *text, UINTN length) { g_out.append(text, length); };
+  front.WriteError = [](const XYL_FRONT *, const CHAR8 *text, UINTN length) { g_error.append(text, length); };
+  front.ReadFile = readFile;
+  front.AskYes = [](const XYL_FRONT *, const CHAR8 *) { return XYL_ANSWER_NO_TERMINAL; };
   json ? words.push_back("--json") : void();
   XYL_REQUEST request;
-  XYL_RESULT result = xylParse(&host, words.size(), words.data(), &request);
+  XYL_RESULT result = xylParse(&front, words.size(), words.data(), &request);
   mustHold(!isFailure(result), "a command line: " + g_error);
-  result = xylRun(&host, request);
+  result = xylRun(&front, request);
   mustHold((result.Outcome > XYL_DIFFERENT) == !g_error.empty(), "a failure and its message: " + g_error + g_out);
   bool isWhole = !json || result.Outcome > XYL_DIFFERENT || nlohmann::json::accept(g_out);
   mustHold(isWhole, "no JSON: " + g_out);

@@ -8,12 +8,12 @@
 // Of the world's controller at its start.
 static const REDFISH_MODEL &startModel() {
   static const REDFISH_MODEL *made = [] {
-    XYL_HOST host = {};
-    host.WriteError = [](const XYL_HOST *, const CHAR8 *, UINTN) {};
+    XYL_FRONT front = {};
+    front.WriteError = [](const XYL_FRONT *, const CHAR8 *, UINTN) {};
     auto *model = new REDFISH_MODEL;
     XML_NODE *root = nullptr;
     mustHold(!EFI_ERROR(g_xmlProtocol->Parse(g_xmlProtocol, fuzzWorld().get().text.c_str(), &root)), "inventory");
-    readRedfishModel(&host, root, model);
+    readRedfishModel(&front, root, model);
     FreeXMLNode(root);
     return model;
   }();

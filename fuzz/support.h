@@ -11,8 +11,8 @@ void runJudged(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits = WORL
 
 #define FUZZ_TARGET(name, ...) FUZZ_TARGET_BY(runJudged, name __VA_OPT__(, ) __VA_ARGS__)
 
-// The world with a small controller: one enclosure, eight disks, two volumes, a hot spare, a key. It lasts as long as
-// the process; an expectation of its own that fails ends that too.
+// The world with a small controller: one enclosure, eight disks, two virtual disks, a hot spare, a key. It lasts as
+// long as the process; an expectation of its own that fails ends that too.
 World &fuzzWorld();
 
 // Puts the controller's state back to its start.

@@ -19,11 +19,11 @@ XYL_RESULT readRequest(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR
   EFI_STATUS status = ParseXMLBlob(text, request, &count);
   UINT32 readable = !EFI_ERROR(status) && *request != nullptr ? (*request)->commandCount : 0;
   if (EFI_ERROR(status)) {
-    complain(context.Host, "'%a' is no change document: %a; nothing was changed", name, statusWords(status));
+    complain(context.Front, "'%a' is no change document: %a; nothing was changed", name, statusWords(status));
     return failed(status, XYL_REASON_DOCUMENT);
   }
   if (readable != methods) {
-    complain(context.Host, "%d of the %d methods in '%a' cannot be read, look for misspelt names; nothing was changed",
+    complain(context.Front, "%d of the %d methods in '%a' cannot be read, look for misspelt names; nothing was changed",
              methods - readable, methods, name);
     return failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
   }
@@ -61,11 +61,11 @@ static XYL_RESULT sendChanges(const XYL_CONTEXT &context, const CONTROLLER &cont
 // Says that there was nothing to do.
 static XYL_RESULT tellNothing(const XYL_CONTEXT &context, const CHANGE_REQUEST &request, const RAID_CONFIG &parsed) {
   if (parsed.adapter != nullptr) {
-    complain(context.Host, "'%a' is a configuration and has no methods, so nothing was done; 'xyl restore' takes it",
+    complain(context.Front, "'%a' is a configuration and has no methods, so nothing was done; 'xyl restore' takes it",
              request.Name);
     return failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
   }
-  complain(context.Host, "'%a' has no methods, so nothing was done", request.Name);
+  complain(context.Front, "'%a' has no methods, so nothing was done", request.Name);
   return failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
 }
 
@@ -107,7 +107,7 @@ XYL_RESULT applyChanges(const XYL_CONTEXT &context, const CONTROLLER &controller
   change.Violation = request.Violation;
   XYL_RESULT result = succeeded();
   if (hasOption(context, XYL_OPTION_SHOW)) {
-    sayDocument(context.Host, change.Request.Text, change.Request.Size);
+    sayDocument(context.Front, change.Request.Text, change.Request.Size);
   } else {
     RAID_CONFIG *parsed = nullptr;
     RAID_CONFIG *saved = nullptr;

@@ -33,19 +33,19 @@ static void freeRun(const XYL_CONTEXT &context, RESTORE_RUN *run) {
 // --- What must be so before anything changes ---
 
 static XYL_RESULT checkRebuild(const XYL_CONTEXT &context, const RESTORE_PLAN &plan) {
-  UINT32 foreign = foreignVolumes(plan);
+  UINT32 foreign = foreignVirtualDisks(plan);
   if (foreign != 0 && !hasOption(context, XYL_OPTION_DISCARD_FOREIGN)) {
-    complain(context.Host,
+    complain(context.Front,
              "%d of the saved virtual disks lie on foreign disks that are here%a. A rebuild destroys them; that needs "
              "--discard-foreign. Nothing was changed",
              foreign,
-             importableVolumes(plan) != 0 ? ": 'xyl import' may bring them back with their data"
-                                          : ", too few of them to import");
+             importableVirtualDisks(plan) != 0 ? ": 'xyl import' may bring them back with their data"
+                                               : ", too few of them to import");
     return wrongUsage();
   }
   if (!isPlanComplete(plan) && !hasOption(context, XYL_OPTION_PARTIAL)) {
-    complain(context.Host, "not all that was saved would come back, as 'xyl plan --rebuild' shows, and what is there "
-                           "would be destroyed before; that needs --partial. Nothing was changed");
+    complain(context.Front, "not all that was saved would come back, as 'xyl plan --rebuild' shows, and what is there "
+                            "would be destroyed before; that needs --partial. Nothing was changed");
     return wrongUsage();
   }
   return succeeded();
@@ -64,7 +64,7 @@ static bool putBackupName(TEXT *name, const XYL_CONTEXT &context) {
 }
 
 static XYL_RESULT openBackup(const XYL_CONTEXT &context, RESTORE_RUN *run) {
-  if (!run->Plan.PreservesVolumes && !hasOption(context, XYL_OPTION_NO_BACKUP)) {
+  if (!run->Plan.PreservesVirtualDisks && !hasOption(context, XYL_OPTION_NO_BACKUP)) {
     bool isWhole = true;
     XYL_RESULT result = readWholeInventory(context, run->Controller, &run->Before, &isWhole);
     if (isFailure(result)) {
@@ -75,7 +75,7 @@ static XYL_RESULT openBackup(const XYL_CONTEXT &context, RESTORE_RUN *run) {
     }
     result = openNumbered(context, &run->BackupName, ".xml", run->Before.Size, &run->Backup);
     if (isFailure(result) && !hasOption(context, XYL_OPTION_JSON)) {
-      say(context.Host, "The controller's present configuration is kept there; --no-backup leaves that out.\n");
+      say(context.Front, "The controller's present configuration is kept there; --no-backup leaves that out.\n");
     }
     return result;
   }
@@ -137,7 +137,7 @@ static XYL_RESULT confirmRebuild(const XYL_CONTEXT &context, RESTORE_RUN *run) {
 static UINT32 expectedFailures(const RESTORE_PLAN &plan) {
   UINT32 count = 0;
   for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
-    count += plan.VolumePlans[i].WhyNot.Length != 0 ? 1 : 0;
+    count += plan.VirtualDiskPlans[i].WhyNot.Length != 0 ? 1 : 0;
   }
   for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
     count += plan.DiskPlans[i].SpareCommand != 0 && plan.DiskPlans[i].WhyNoSpare.Length != 0 ? 1 : 0;
@@ -157,12 +157,12 @@ static XYL_RESULT readBack(const XYL_CONTEXT &context, const RESTORE_RUN &run, J
   if (!isFailure(result)) {
     EFI_STATUS status = makeVerdict(run.Plan, run.SavedRoot, root, &run.Plan.Verdict, verdict);
     if (EFI_ERROR(status)) {
-      complain(context.Host, "what came back cannot be compared with what was saved: %a", statusWords(status));
+      complain(context.Front, "what came back cannot be compared with what was saved: %a", statusWords(status));
       result = failed(status);
     } else if (hasOption(context, XYL_OPTION_JSON)) {
       writeVerdict(json, *verdict);
     } else {
-      sayVerdict(context.Host, *verdict, /* isToCome= */ false);
+      sayVerdict(context.Front, *verdict, /* isToCome= */ false);
     }
   }
   freeDifferences(&verdict->Differences); // its texts are the trees'
@@ -173,7 +173,7 @@ static XYL_RESULT readBack(const XYL_CONTEXT &context, const RESTORE_RUN &run, J
 
 static XYL_RESULT judge(const XYL_CONTEXT &context, const VERDICT &verdict) {
   if (verdict.Counts[BLAME_RESTORE] != 0) {
-    complain(context.Host, "%d differences should not be there after the restore", verdict.Counts[BLAME_RESTORE]);
+    complain(context.Front, "%d differences should not be there after the restore", verdict.Counts[BLAME_RESTORE]);
     return failed(EFI_DEVICE_ERROR);
   }
   return verdict.Losses != 0 ? different() : succeeded();
@@ -186,7 +186,7 @@ static void tellBackup(const XYL_CONTEXT &context, const RESTORE_RUN &run, JSON 
   if (hasOption(context, XYL_OPTION_JSON)) {
     jsonText(json, "backup", run.Backup.File);
   } else {
-    say(context.Host, "What the controller held before is in '%a'\n", run.Backup.File);
+    say(context.Front, "What the controller held before is in '%a'\n", run.Backup.File);
   }
 }
 
@@ -216,7 +216,7 @@ static XYL_RESULT runRestoreSteps(const XYL_CONTEXT &context, RESTORE_RUN *run) 
 XYL_RESULT runRestore(const XYL_CONTEXT &context) {
   bool rebuild = hasOption(context, XYL_OPTION_REBUILD);
   if (rebuild && hasOption(context, XYL_OPTION_PRESERVE_VD)) {
-    complain(context.Host, "--rebuild and --preserve-vd exclude each other; give one of them");
+    complain(context.Front, "--rebuild and --preserve-vd exclude each other; give one of them");
     return wrongUsage();
   }
   RESTORE_RUN run = {};

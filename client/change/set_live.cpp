@@ -30,13 +30,13 @@ static EFI_STATUS send(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations
   if (change->Request.Text != nullptr) {
     output = {RAID_XYL_REVISION, sizeof(outputs), outputs};
   }
-  bool shows = context.Host->Busy != nullptr && !hasOption(context, XYL_OPTION_JSON);
+  bool shows = context.Front->Busy != nullptr && !hasOption(context, XYL_OPTION_JSON);
   if (shows) {
-    context.Host->Busy(context.Host, true);
+    context.Front->Busy(context.Front, true);
   }
   EFI_STATUS status = operations->Set_Live(operations, &parameter, &input, &output);
   if (shows) {
-    context.Host->Busy(context.Host, false);
+    context.Front->Busy(context.Front, false);
   }
   *log = static_cast<CHAR8 *>(change->Request.Text != nullptr ? outputs[0].Data : output.Data);
   change->Saved = {};
@@ -60,12 +60,12 @@ void freeChanged(CHANGED *changed) {
 void tellSteps(const XYL_CONTEXT &context, const CONTROLLER &controller, JSON *json, CHANGED *changed) {
   if (!hasOption(context, XYL_OPTION_JSON)) {
     if (changed->LogRoot != nullptr) {
-      saySteps(context.Host, changed->LogRoot, &changed->Counts);
+      saySteps(context.Front, changed->LogRoot, &changed->Counts);
     }
     return;
   }
   *json = {};
-  json->Host = context.Host;
+  json->Front = context.Front;
   jsonObject(json, nullptr);
   writeIdentity(json, controller.Identity);
   writeSteps(json, changed->LogRoot, &changed->Counts);
@@ -82,7 +82,7 @@ static XYL_RESULT keepLog(const XYL_CONTEXT &context, CHANGE *change, const CHAR
   }
   if (log == nullptr) {
     dropOutput(context, &change->LogFile);
-    complain(context.Host, "no log came back, so none was written");
+    complain(context.Front, "no log came back, so none was written");
     return succeeded();
   }
   TEXT before = {};
@@ -101,16 +101,16 @@ XYL_RESULT tellOutcome(const XYL_CONTEXT &context, const CONTROLLER &controller,
   XYL_RESULT result = succeeded();
   if (EFI_ERROR(changed.Status)) {
     const CHAR8 *why = changed.Status == EFI_SECURITY_VIOLATION ? change->Violation : nullptr;
-    complain(context.Host, "the %a failed on %a: %a%a%a; what was done before stays done", change->What, textOf(where),
+    complain(context.Front, "the %a failed on %a: %a%a%a; what was done before stays done", change->What, textOf(where),
              statusWords(changed.Status), why != nullptr ? ", " : "", why != nullptr ? why : "");
     result = failed(changed.Status);
   } else if (changed.Counts.Failed > expected.Failures) {
-    complain(context.Host, "the %a on %a came to its end, but %d of its steps failed", change->What, textOf(where),
+    complain(context.Front, "the %a on %a came to its end, but %d of its steps failed", change->What, textOf(where),
              changed.Counts.Failed);
     result = failed(changed.Counts.FirstFailure);
   } else if (!hasOption(context, XYL_OPTION_JSON)) {
     bool isWhole = !expected.IsLeftShort && changed.Counts.Failed == 0;
-    say(context.Host,
+    say(context.Front,
         isWhole ? "the %a succeeded on %a\n" : "the %a on %a came to its end; what it left is told above\n",
         change->What, textOf(where));
   }

@@ -10,7 +10,7 @@ struct XYL_OPTION {
   const CHAR8 *Short; // null: none
   const CHAR8 *Long;
   const CHAR8 *Value; // name of the value, null for a switch
-  XYL_FRONT Fronts;
+  XYL_FRONTS Fronts;
   const CHAR8 *Help;
   bool Repeats = false; // may be given several times
 };
@@ -36,7 +36,7 @@ inline constexpr UINT32 XYL_PLAIN_OUTCOMES =
 enum XYL_NEED { XYL_NEED_NOTHING, XYL_NEED_TO_READ, XYL_NEED_TO_CHANGE };
 
 struct XYL_CONTEXT {
-  const XYL_HOST *Host;
+  const XYL_FRONT *Front;
   const XYL_REQUEST *Request;
 };
 

@@ -9,7 +9,7 @@ const XYL_OUTCOME_TEXT g_xylOutcomes[XYL_OUTCOME_COUNT] = {
     {"4", "other", "the operation failed; the message says how"},
 };
 
-static void sayOption(const XYL_HOST *host, const XYL_OPTION &option) {
+static void sayOption(const XYL_FRONT *front, const XYL_OPTION &option) {
   CHAR8 synopsis[64] = {};
   UINTN length = 0;
   const CHAR8 *parts[] = {option.Short, option.Short != nullptr ? ", " : nullptr, option.Long,
@@ -19,27 +19,27 @@ static void sayOption(const XYL_HOST *host, const XYL_OPTION &option) {
       synopsis[length++] = *part;
     }
   }
-  say(host, "  %-24a  %a\n", synopsis, option.Help);
+  say(front, "  %-24a  %a\n", synopsis, option.Help);
 }
 
-static void sayOptions(const XYL_HOST *host, UINT64 options) {
-  say(host, "\nOptions, before or behind the command:\n");
+static void sayOptions(const XYL_FRONT *front, UINT64 options) {
+  say(front, "\nOptions, before or behind the command:\n");
   for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
-    if (takesOption(options, id) && (g_xylOptions[id].Fronts & host->Front) != 0) {
-      sayOption(host, g_xylOptions[id]);
+    if (takesOption(options, id) && (g_xylOptions[id].Fronts & front->Kind) != 0) {
+      sayOption(front, g_xylOptions[id]);
     }
   }
   // The firmware shell takes -? for itself: it shows xyl.man for "xyl -?" and refuses it behind a command.
-  say(host, "  %-24a  %a\n", host->Front == XYL_FRONT_SHELL ? "-h, --help" : "-h, --help, -?", "show help");
-  say(host, "  %-24a  %a\n", "--version", "show the version");
+  say(front, "  %-24a  %a\n", front->Kind == XYL_FRONT_SHELL ? "-h, --help" : "-h, --help, -?", "show help");
+  say(front, "  %-24a  %a\n", "--version", "show the version");
 }
 
-static void sayOutcomes(const XYL_HOST *host, UINT32 outcomes) {
-  say(host, "\nReturn values%a:\n", host->Front == XYL_FRONT_SHELL ? " (in %lasterror%)" : "");
+static void sayOutcomes(const XYL_FRONT *front, UINT32 outcomes) {
+  say(front, "\nReturn values%a:\n", front->Kind == XYL_FRONT_SHELL ? " (in %lasterror%)" : "");
   for (UINTN i = 0; i < XYL_OUTCOME_COUNT; ++i) {
     if ((outcomes & (1U << i)) != 0) {
       const XYL_OUTCOME_TEXT &row = g_xylOutcomes[i];
-      say(host, "  %-5a  %a\n", host->Front == XYL_FRONT_SHELL ? row.ShellCode : row.HostCode, row.Meaning);
+      say(front, "  %-5a  %a\n", front->Kind == XYL_FRONT_SHELL ? row.ShellCode : row.HostCode, row.Meaning);
     }
   }
 }
@@ -58,65 +58,65 @@ static UINTN lineOf(const CHAR8 *text) {
   return end;
 }
 
-static void sayParagraphs(const XYL_HOST *host, const CHAR8 *text) {
+static void sayParagraphs(const XYL_FRONT *front, const CHAR8 *text) {
   while (*text != 0) {
     UINTN length = lineOf(text);
-    host->WriteOut(host, text, length);
-    host->WriteOut(host, "\n", 1);
+    front->WriteOut(front, text, length);
+    front->WriteOut(front, "\n", 1);
     text += length;
     text += *text != 0 ? 1 : 0;
   }
 }
 
 // Every line of text behind two blanks.
-static void sayIndented(const XYL_HOST *host, const CHAR8 *text) {
+static void sayIndented(const XYL_FRONT *front, const CHAR8 *text) {
   while (*text != 0) {
     const CHAR8 *end = text;
     while (*end != 0 && *end != '\n') {
       ++end;
     }
-    host->WriteOut(host, "  ", 2);
-    host->WriteOut(host, text, static_cast<UINTN>(end - text));
-    host->WriteOut(host, "\n", 1);
+    front->WriteOut(front, "  ", 2);
+    front->WriteOut(front, text, static_cast<UINTN>(end - text));
+    front->WriteOut(front, "\n", 1);
     text = *end != 0 ? end + 1 : end;
   }
 }
 
-static void helpOnCommand(const XYL_HOST *host, const XYL_COMMAND &command) {
-  say(host, "xyl %a - %a\n\nUsage:\n  xyl %a%a%a%a\n\n", command.Name, command.Summary, command.Name,
+static void helpOnCommand(const XYL_FRONT *front, const XYL_COMMAND &command) {
+  say(front, "xyl %a - %a\n\nUsage:\n  xyl %a%a%a%a\n\n", command.Name, command.Summary, command.Name,
       command.Options != 0 ? " [OPTIONS]" : "", *command.Operands != 0 ? " " : "", command.Operands);
-  sayParagraphs(host, command.Description);
-  sayOptions(host, command.Options);
-  say(host, "\nExamples:\n");
-  sayIndented(host, host->Front == XYL_FRONT_SHELL ? command.ShellExamples : command.HostExamples);
-  sayOutcomes(host, command.Outcomes);
+  sayParagraphs(front, command.Description);
+  sayOptions(front, command.Options);
+  say(front, "\nExamples:\n");
+  sayIndented(front, front->Kind == XYL_FRONT_SHELL ? command.ShellExamples : command.HostExamples);
+  sayOutcomes(front, command.Outcomes);
 }
 
-static void sayCommands(const XYL_HOST *host, const CHAR8 *group) {
-  for (const XYL_COMMAND &command : host->Commands) {
+static void sayCommands(const XYL_FRONT *front, const CHAR8 *group) {
+  for (const XYL_COMMAND &command : front->Commands) {
     if (group == nullptr || isInGroup(command, group)) {
-      say(host, host->Front == XYL_FRONT_HOST ? "  %-19a  %a\n" : "  %-12a  %a\n", command.Name, command.Summary);
+      say(front, front->Kind == XYL_FRONT_HOST ? "  %-19a  %a\n" : "  %-12a  %a\n", command.Name, command.Summary);
     }
   }
 }
 
-static void helpOnProgram(const XYL_HOST *host) {
-  say(host, "xyl - manages the RAID controllers that the RaidXyl driver serves\n\n");
-  say(host, "Usage:\n  xyl COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands ('xyl help COMMAND' tells more):\n");
-  sayCommands(host, /* group= */ nullptr);
-  sayOptions(host, ~0ULL);
-  sayOutcomes(host, ~0U);
+static void helpOnProgram(const XYL_FRONT *front) {
+  say(front, "xyl - manages the RAID controllers that the RaidXyl driver serves\n\n");
+  say(front, "Usage:\n  xyl COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands ('xyl help COMMAND' tells more):\n");
+  sayCommands(front, /* group= */ nullptr);
+  sayOptions(front, ~0ULL);
+  sayOutcomes(front, ~0U);
 }
 
-static void helpOnGroup(const XYL_HOST *host, const CHAR8 *group) {
-  say(host, "Usage:\n  xyl %a COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands ('xyl help %a COMMAND' tells more):\n", group,
+static void helpOnGroup(const XYL_FRONT *front, const CHAR8 *group) {
+  say(front, "Usage:\n  xyl %a COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands ('xyl help %a COMMAND' tells more):\n", group,
       group);
-  sayCommands(host, group);
+  sayCommands(front, group);
 }
 
 // --- For programs ---
 
-static void writeCommand(JSON *json, const XYL_HOST *host, const XYL_COMMAND &command) {
+static void writeCommand(JSON *json, const XYL_FRONT *front, const XYL_COMMAND &command) {
   jsonObject(json, nullptr);
   jsonText(json, "name", command.Name);
   jsonText(json, "operands", command.Operands);
@@ -124,7 +124,7 @@ static void writeCommand(JSON *json, const XYL_HOST *host, const XYL_COMMAND &co
   jsonBool(json, "changesController", command.ChangesController);
   jsonArray(json, "options");
   for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
-    if (takesOption(command.Options, id) && (g_xylOptions[id].Fronts & host->Front) != 0) {
+    if (takesOption(command.Options, id) && (g_xylOptions[id].Fronts & front->Kind) != 0) {
       jsonText(json, nullptr, g_xylOptions[id].Long);
     }
   }
@@ -132,22 +132,22 @@ static void writeCommand(JSON *json, const XYL_HOST *host, const XYL_COMMAND &co
   jsonEnd(json);
 }
 
-static void writeCommands(JSON *json, const XYL_HOST *host, const XYL_REQUEST &request) {
+static void writeCommands(JSON *json, const XYL_FRONT *front, const XYL_REQUEST &request) {
   jsonArray(json, "commands");
-  for (const XYL_COMMAND &command : host->Commands) {
+  for (const XYL_COMMAND &command : front->Commands) {
     bool isWanted = request.Command != nullptr ? &command == request.Command
                                                : request.Group == nullptr || isInGroup(command, request.Group);
     if (isWanted) {
-      writeCommand(json, host, command);
+      writeCommand(json, front, command);
     }
   }
   jsonEnd(json);
 }
 
-static void writeOptions(JSON *json, const XYL_HOST *host) {
+static void writeOptions(JSON *json, const XYL_FRONT *front) {
   jsonArray(json, "options");
   for (const XYL_OPTION &option : g_xylOptions) {
-    if ((option.Fronts & host->Front) == 0) {
+    if ((option.Fronts & front->Kind) == 0) {
       continue;
     }
     jsonObject(json, nullptr);
@@ -164,17 +164,17 @@ static void writeOptions(JSON *json, const XYL_HOST *host) {
   jsonEnd(json);
 }
 
-static void writeHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
+static void writeHelp(const XYL_FRONT *front, const XYL_REQUEST &request) {
   JSON json = {};
-  json.Host = host;
+  json.Front = front;
   jsonObject(&json, nullptr);
   jsonText(&json, "version", RAIDXYL_VERSION);
-  writeCommands(&json, host, request);
-  writeOptions(&json, host);
+  writeCommands(&json, front, request);
+  writeOptions(&json, front);
   jsonArray(&json, "outcomes");
   for (const XYL_OUTCOME_TEXT &outcome : g_xylOutcomes) {
     jsonObject(&json, nullptr);
-    jsonText(&json, "code", host->Front == XYL_FRONT_SHELL ? outcome.ShellCode : outcome.HostCode);
+    jsonText(&json, "code", front->Kind == XYL_FRONT_SHELL ? outcome.ShellCode : outcome.HostCode);
     jsonText(&json, "meaning", outcome.Meaning);
     jsonEnd(&json);
   }
@@ -183,26 +183,26 @@ static void writeHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
 }
 
 XYL_RESULT runHelp(const XYL_CONTEXT &context) {
-  const XYL_HOST *host = context.Host;
+  const XYL_FRONT *front = context.Front;
   const XYL_REQUEST &request = *context.Request;
   if (request.Version) {
-    say(host, "xyl %a\n", RAIDXYL_VERSION);
+    say(front, "xyl %a\n", RAIDXYL_VERSION);
   } else if (request.Options[XYL_OPTION_JSON] != nullptr) {
-    writeHelp(host, request);
+    writeHelp(front, request);
   } else if (request.Command != nullptr) {
-    helpOnCommand(host, *request.Command);
+    helpOnCommand(front, *request.Command);
   } else if (request.Group != nullptr) {
-    helpOnGroup(host, request.Group);
+    helpOnGroup(front, request.Group);
   } else {
-    helpOnProgram(host);
+    helpOnProgram(front);
   }
   return succeeded();
 }
 
-bool xylHelp(const XYL_HOST *host, const XYL_REQUEST &request) {
+bool xylHelp(const XYL_FRONT *front, const XYL_REQUEST &request) {
   bool isAsked = request.Version || request.Help;
   if (isAsked) {
-    runHelp({host, &request});
+    runHelp({front, &request});
   }
   return isAsked;
 }

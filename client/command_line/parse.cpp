@@ -25,11 +25,11 @@ static const CHAR8 *valueBehind(const CHAR8 *argument, const CHAR8 *name) {
 }
 
 // Finds the option that argument names; *value is what stands behind its "=", or null.
-static UINTN findOption(const XYL_HOST *host, const CHAR8 *argument, const CHAR8 **value) {
+static UINTN findOption(const XYL_FRONT *front, const CHAR8 *argument, const CHAR8 **value) {
   *value = nullptr;
   for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
     const XYL_OPTION &option = g_xylOptions[id];
-    if ((option.Fronts & host->Front) == 0) {
+    if ((option.Fronts & front->Kind) == 0) {
       continue;
     }
     if (textEqual(argument, option.Long) || (option.Short != nullptr && textEqual(argument, option.Short))) {
@@ -44,29 +44,29 @@ static UINTN findOption(const XYL_HOST *host, const CHAR8 *argument, const CHAR8
 }
 
 // Takes the option at *at and its value, and leaves *at on the last argument taken.
-static XYL_RESULT takeOption(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments, UINTN *at,
+static XYL_RESULT takeOption(const XYL_FRONT *front, UINTN count, const CHAR8 *const *arguments, UINTN *at,
                              XYL_REQUEST *request) {
   const CHAR8 *argument = arguments[*at];
   const CHAR8 *value = nullptr;
-  UINTN id = findOption(host, argument, &value);
+  UINTN id = findOption(front, argument, &value);
   if (id == XYL_OPTION_COUNT) {
-    complain(host, "unknown option '%a'; 'xyl help' lists the options", argument);
+    complain(front, "unknown option '%a'; 'xyl help' lists the options", argument);
     return wrongUsage();
   }
   const XYL_OPTION &option = g_xylOptions[id];
   if (request->Options[id] != nullptr && !option.Repeats) {
-    complain(host, "option %a is given twice; give it once", option.Long);
+    complain(front, "option %a is given twice; give it once", option.Long);
     return wrongUsage();
   }
   if (option.Value == nullptr && value != nullptr) {
-    complain(host, "option %a takes no value; leave out '=%a'", option.Long, value);
+    complain(front, "option %a takes no value; leave out '=%a'", option.Long, value);
     return wrongUsage();
   }
   if (option.Value != nullptr && value == nullptr && *at + 1 < count) {
     value = arguments[++*at];
   }
   if (option.Value != nullptr && (value == nullptr || *value == 0)) {
-    complain(host, "option %a needs a value; write %a %a", argument, argument, option.Value);
+    complain(front, "option %a needs a value; write %a %a", argument, argument, option.Value);
     return wrongUsage();
   }
   request->Options[id] = value != nullptr ? value : "";
@@ -74,15 +74,15 @@ static XYL_RESULT takeOption(const XYL_HOST *host, UINTN count, const CHAR8 *con
     return succeeded();
   }
   if (request->DiskCount == XYL_DISKS_MAX) {
-    complain(host, "option %a is given too often; %u disks are served at most", option.Long, UINT32{XYL_DISKS_MAX});
+    complain(front, "option %a is given too often; %u disks are served at most", option.Long, UINT32{XYL_DISKS_MAX});
     return wrongUsage();
   }
   request->Disks[request->DiskCount++] = value;
   return succeeded();
 }
 
-static XYL_RESULT splitArguments(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments, XYL_REQUEST *request,
-                                 WORDS *words) {
+static XYL_RESULT splitArguments(const XYL_FRONT *front, UINTN count, const CHAR8 *const *arguments,
+                                 XYL_REQUEST *request, WORDS *words) {
   bool optionsEnded = false;
   for (UINTN i = 0; i < count; ++i) {
     const CHAR8 *argument = arguments[i];
@@ -93,12 +93,12 @@ static XYL_RESULT splitArguments(const XYL_HOST *host, UINTN count, const CHAR8 
     } else if (!optionsEnded && textEqual(argument, "--")) {
       optionsEnded = true;
     } else if (!optionsEnded && argument[0] == '-' && argument[1] != 0) {
-      XYL_RESULT result = takeOption(host, count, arguments, &i, request);
+      XYL_RESULT result = takeOption(front, count, arguments, &i, request);
       if (isFailure(result)) {
         return result;
       }
     } else if (words->Count == XYL_WORDS_MAX) {
-      complain(host, "too many arguments from '%a' on; 'xyl help' lists the commands", argument);
+      complain(front, "too many arguments from '%a' on; 'xyl help' lists the commands", argument);
       return wrongUsage();
     } else {
       words->Words[words->Count++] = argument;
@@ -128,8 +128,8 @@ static bool namesCommand(const WORDS &words, UINTN from, const CHAR8 *name, UINT
   return false;
 }
 
-static bool namesGroup(const XYL_HOST *host, const CHAR8 *word) {
-  for (const XYL_COMMAND &command : host->Commands) {
+static bool namesGroup(const XYL_FRONT *front, const CHAR8 *word) {
+  for (const XYL_COMMAND &command : front->Commands) {
     if (isInGroup(command, word)) {
       return true;
     }
@@ -138,10 +138,10 @@ static bool namesGroup(const XYL_HOST *host, const CHAR8 *word) {
 }
 
 // A command of two words of which the second is missing or unknown. There may be no pool yet.
-static void complainOfGroup(const XYL_HOST *host, const CHAR8 *group, const CHAR8 *word) {
+static void complainOfGroup(const XYL_FRONT *front, const CHAR8 *group, const CHAR8 *word) {
   CHAR8 verbs[256] = {};
   UINTN length = 0;
-  for (const XYL_COMMAND &command : host->Commands) {
+  for (const XYL_COMMAND &command : front->Commands) {
     if (!isInGroup(command, group)) {
       continue;
     }
@@ -153,52 +153,52 @@ static void complainOfGroup(const XYL_HOST *host, const CHAR8 *group, const CHAR
       length += size;
     }
   }
-  complain(host,
+  complain(front,
            *word != 0 ? "'%a' has no command '%a'; it has %a, and 'xyl help %a' tells more"
                       : "'%a%a' is part of a command; behind it comes one of %a, and 'xyl help %a' tells more",
            group, word, verbs, group);
 }
 
 // Finds the command that the words at from name and steps *from over it; null with a message for an unknown one.
-static const XYL_COMMAND *findCommand(const XYL_HOST *host, const WORDS &words, UINTN *from) {
-  for (const XYL_COMMAND &command : host->Commands) {
+static const XYL_COMMAND *findCommand(const XYL_FRONT *front, const WORDS &words, UINTN *from) {
+  for (const XYL_COMMAND &command : front->Commands) {
     UINTN taken = 0;
     if (namesCommand(words, *from, command.Name, &taken)) {
       *from += taken;
       return &command;
     }
   }
-  if (namesGroup(host, words.Words[*from])) {
-    complainOfGroup(host, words.Words[*from], *from + 1 < words.Count ? words.Words[*from + 1] : "");
+  if (namesGroup(front, words.Words[*from])) {
+    complainOfGroup(front, words.Words[*from], *from + 1 < words.Count ? words.Words[*from + 1] : "");
   } else {
-    complain(host, "unknown command '%a'; 'xyl help' lists the commands", words.Words[*from]);
+    complain(front, "unknown command '%a'; 'xyl help' lists the commands", words.Words[*from]);
   }
   return nullptr;
 }
 
 // What is asked for must not be what --quiet leaves out.
-static XYL_RESULT checkQuiet(const XYL_HOST *host, const XYL_REQUEST &request) {
+static XYL_RESULT checkQuiet(const XYL_FRONT *front, const XYL_REQUEST &request) {
   if (request.Options[XYL_OPTION_QUIET] == nullptr) {
     return succeeded();
   }
   if (request.Options[XYL_OPTION_JSON] != nullptr) {
-    complain(host, "--quiet and --json exclude each other; give one of them");
+    complain(front, "--quiet and --json exclude each other; give one of them");
     return wrongUsage();
   }
   const CHAR8 *output = request.Options[XYL_OPTION_OUTPUT];
   if (takesOption(request.Command->Options, XYL_OPTION_OUTPUT) && (output == nullptr || isStandardOutput(output))) {
-    complain(host, "--quiet leaves nothing of '%a'; give --output FILE as well", request.Command->Name);
+    complain(front, "--quiet leaves nothing of '%a'; give --output FILE as well", request.Command->Name);
     return wrongUsage();
   }
   return succeeded();
 }
 
 // What is printed besides must not stand in the way of a log, nor a log in that of a document.
-static XYL_RESULT checkLogFile(const XYL_HOST *host, const XYL_REQUEST &request) {
+static XYL_RESULT checkLogFile(const XYL_FRONT *front, const XYL_REQUEST &request) {
   static constexpr XYL_OPTION_ID others[] = {XYL_OPTION_QUIET, XYL_OPTION_JSON};
   for (XYL_OPTION_ID id : others) {
     if (request.Options[id] != nullptr && isStandardOutput(request.Options[XYL_OPTION_LOG_FILE])) {
-      complain(host, "%a leaves no place for the log on the standard output; give --log-file FILE",
+      complain(front, "%a leaves no place for the log on the standard output; give --log-file FILE",
                g_xylOptions[id].Long);
       return wrongUsage();
     }
@@ -206,33 +206,33 @@ static XYL_RESULT checkLogFile(const XYL_HOST *host, const XYL_REQUEST &request)
   return succeeded();
 }
 
-static XYL_RESULT checkOptions(const XYL_HOST *host, const XYL_REQUEST &request) {
+static XYL_RESULT checkOptions(const XYL_FRONT *front, const XYL_REQUEST &request) {
   const XYL_COMMAND &command = *request.Command;
   for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
     if (request.Options[id] != nullptr && !takesOption(command.Options, id)) {
-      complain(host, "'%a' does not take option %a; see 'xyl help %a'", command.Name, g_xylOptions[id].Long,
+      complain(front, "'%a' does not take option %a; see 'xyl help %a'", command.Name, g_xylOptions[id].Long,
                command.Name);
       return wrongUsage();
     }
   }
-  XYL_RESULT result = checkQuiet(host, request);
-  return isFailure(result) ? result : checkLogFile(host, request);
+  XYL_RESULT result = checkQuiet(front, request);
+  return isFailure(result) ? result : checkLogFile(front, request);
 }
 
-static XYL_RESULT checkOperands(const XYL_HOST *host, const XYL_REQUEST &request) {
+static XYL_RESULT checkOperands(const XYL_FRONT *front, const XYL_REQUEST &request) {
   const XYL_COMMAND &command = *request.Command;
   for (UINTN i = 0; i < request.OperandCount; ++i) {
     if (*request.Operands[i] == 0) { // as a variable of a script that is not set
-      complain(host, "argument %d of '%a' is empty; nothing was done", static_cast<UINT32>(i + 1), command.Name);
+      complain(front, "argument %d of '%a' is empty; nothing was done", static_cast<UINT32>(i + 1), command.Name);
       return wrongUsage();
     }
   }
   if (request.OperandCount < command.OperandsMin) {
-    complain(host, "'%a' needs an argument %a; see 'xyl help %a'", command.Name, command.Operands, command.Name);
+    complain(front, "'%a' needs an argument %a; see 'xyl help %a'", command.Name, command.Operands, command.Name);
     return wrongUsage();
   }
   if (request.OperandCount > command.OperandsMax) {
-    complain(host, "'%a' does not take the argument '%a'; see 'xyl help %a'", command.Name,
+    complain(front, "'%a' does not take the argument '%a'; see 'xyl help %a'", command.Name,
              request.Operands[command.OperandsMax], command.Name);
     return wrongUsage();
   }
@@ -240,12 +240,12 @@ static XYL_RESULT checkOperands(const XYL_HOST *host, const XYL_REQUEST &request
 }
 
 // Refuses options that name a controller which the command would not ask, since it has documents.
-static XYL_RESULT refuseController(const XYL_HOST *host, const XYL_REQUEST &request) {
+static XYL_RESULT refuseController(const XYL_FRONT *front, const XYL_REQUEST &request) {
   static constexpr XYL_OPTION_ID sources[] = {XYL_OPTION_CONTROLLER, XYL_OPTION_PRESET, XYL_OPTION_DISK,
                                               XYL_OPTION_NUMBER};
   for (XYL_OPTION_ID id : sources) {
     if (request.Options[id] != nullptr) {
-      complain(host, "'%a' reads the documents that it is given and asks no controller; leave out %a",
+      complain(front, "'%a' reads the documents that it is given and asks no controller; leave out %a",
                request.Command->Name, g_xylOptions[id].Long);
       return wrongUsage();
     }
@@ -253,10 +253,10 @@ static XYL_RESULT refuseController(const XYL_HOST *host, const XYL_REQUEST &requ
   return succeeded();
 }
 
-XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *arguments, XYL_REQUEST *request) {
+XYL_RESULT xylParse(const XYL_FRONT *front, UINTN count, const CHAR8 *const *arguments, XYL_REQUEST *request) {
   *request = {};
   WORDS words = {};
-  XYL_RESULT result = splitArguments(host, count, arguments, request, &words);
+  XYL_RESULT result = splitArguments(front, count, arguments, request, &words);
   if (isFailure(result) || request->Version) {
     return result;
   }
@@ -269,14 +269,14 @@ XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *argum
     if (request->Help) {
       return succeeded();
     }
-    complain(host, "no command is given; 'xyl help' lists the commands");
+    complain(front, "no command is given; 'xyl help' lists the commands");
     return wrongUsage();
   }
-  if (request->Help && at + 1 == words.Count && namesGroup(host, words.Words[at])) {
+  if (request->Help && at + 1 == words.Count && namesGroup(front, words.Words[at])) {
     request->Group = words.Words[at];
     return succeeded();
   }
-  request->Command = findCommand(host, words, &at);
+  request->Command = findCommand(front, words, &at);
   if (request->Command == nullptr) {
     return wrongUsage();
   }
@@ -286,23 +286,23 @@ XYL_RESULT xylParse(const XYL_HOST *host, UINTN count, const CHAR8 *const *argum
   for (; at < words.Count; ++at) {
     request->Operands[request->OperandCount++] = words.Words[at];
   }
-  result = checkOptions(host, *request);
+  result = checkOptions(front, *request);
   if (!isFailure(result)) {
-    result = checkOperands(host, *request);
+    result = checkOperands(front, *request);
   }
   bool asksNone = request->Command->Need != nullptr && !xylNeedsController(*request);
-  return isFailure(result) || !asksNone ? result : refuseController(host, *request);
+  return isFailure(result) || !asksNone ? result : refuseController(front, *request);
 }
 
-XYL_RESULT xylRun(const XYL_HOST *host, const XYL_REQUEST &request) {
-  if (xylHelp(host, request)) {
+XYL_RESULT xylRun(const XYL_FRONT *front, const XYL_REQUEST &request) {
+  if (xylHelp(front, request)) {
     return succeeded();
   }
-  setSystemTable(host->SystemTable);
+  setSystemTable(front->SystemTable);
   jsonForget();
   LOOKS looks = beginLooks();
-  XYL_RESULT result = request.Command->Run(XYL_CONTEXT{host, &request});
+  XYL_RESULT result = request.Command->Run(XYL_CONTEXT{front, &request});
   endLooks(&looks);
-  xylTellFailure(host, request, result);
+  xylTellFailure(front, request, result);
   return result;
 }

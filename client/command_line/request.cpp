@@ -40,17 +40,17 @@ bool xylAsksNames(const XYL_REQUEST &request) {
   return request.Command != nullptr && request.Command->AsksNames;
 }
 
-static void writeNothing(const XYL_HOST *, const CHAR8 *, UINTN) {}
+static void writeNothing(const XYL_FRONT *, const CHAR8 *, UINTN) {}
 
-static XYL_ANSWER askNobody(const XYL_HOST *, const CHAR8 *) {
+static XYL_ANSWER askNobody(const XYL_FRONT *, const CHAR8 *) {
   return XYL_ANSWER_NO_TERMINAL;
 }
 
-void xylSilence(XYL_HOST *host, const XYL_REQUEST &request) {
+void xylSilence(XYL_FRONT *front, const XYL_REQUEST &request) {
   if (request.Options[XYL_OPTION_QUIET] != nullptr) {
-    host->WriteOut = writeNothing;
-    host->Busy = nullptr;
-    host->AskYes = askNobody; // nobody saw what is asked about
+    front->WriteOut = writeNothing;
+    front->Busy = nullptr;
+    front->AskYes = askNobody; // nobody saw what is asked about
   }
 }
 
@@ -63,12 +63,12 @@ static const CHAR8 *failureWord(const XYL_RESULT &result) {
                                                       : reasons[result.Reason];
 }
 
-void xylTellFailure(const XYL_HOST *host, const XYL_REQUEST &request, const XYL_RESULT &result) {
+void xylTellFailure(const XYL_FRONT *front, const XYL_REQUEST &request, const XYL_RESULT &result) {
   if (request.Options[XYL_OPTION_JSON] == nullptr || !isFailure(result) || jsonIsBegun()) {
     return;
   }
   JSON json = {};
-  json.Host = host;
+  json.Front = front;
   jsonObject(&json, nullptr);
   jsonText(&json, "failure", failureWord(result));
   jsonNumber(&json, "exitCode", result.Outcome);

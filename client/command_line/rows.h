@@ -71,7 +71,7 @@ constexpr bool isWritten(const CHAR8 *text) {
 }
 
 // Whether a row says all that help and parser want of it on that front.
-constexpr bool isWhole(const XYL_COMMAND &row, XYL_FRONT front) {
+constexpr bool isWhole(const XYL_COMMAND &row, XYL_FRONTS front) {
   return isWritten(row.Name) && isWritten(row.Summary) && isWritten(row.Description) &&
          isWritten(front == XYL_FRONT_HOST ? row.HostExamples : row.ShellExamples) &&
          row.OperandsMin <= row.OperandsMax && isWritten(row.Operands) == (row.OperandsMax != 0);
@@ -89,7 +89,7 @@ constexpr bool covers(const CHAR8 *a, const CHAR8 *b) {
 static_assert(covers("key", "key lock") && covers("key", "key") && !covers("key", "keys") &&
               !covers("key lock", "key"));
 
-template <UINTN COUNT> constexpr bool areWhole(const COMMAND_TABLE<COUNT> &table, XYL_FRONT front) {
+template <UINTN COUNT> constexpr bool areWhole(const COMMAND_TABLE<COUNT> &table, XYL_FRONTS front) {
   for (const XYL_COMMAND &row : table.Rows) {
     if (!isWhole(row, front)) {
       return false;

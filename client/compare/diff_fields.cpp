@@ -80,7 +80,7 @@ static void putWhat(TEXT *text, const FIELD_WALK &walk, const FIELD_ROW *field) 
     putText(text, "key id");
     break;
   case FORMAT_ID_LIST:
-    putText(text, walk.Kind == DIFFERENCE_VOLUME ? "members" : "spare of");
+    putText(text, walk.Kind == DIFFERENCE_VIRTUAL_DISK ? "members" : "spare of");
     break;
   default:
     putElementWords(text, row.Element);
@@ -116,7 +116,7 @@ static void putItems(TEXT *text, const XML_NODE *container) {
 
 // The objects of an id list, from the last to the first: documents list ids in the reverse of the controller's order.
 static void putIds(TEXT *text, const FIELD_WALK &walk, DIFF_SIDE side, const XML_NODE *parent, const CHAR8 *element) {
-  DIFFERENCE_OBJECT kind = walk.Kind == DIFFERENCE_VOLUME ? DIFFERENCE_DISK : DIFFERENCE_VOLUME;
+  DIFFERENCE_OBJECT kind = walk.Kind == DIFFERENCE_VIRTUAL_DISK ? DIFFERENCE_DISK : DIFFERENCE_VIRTUAL_DISK;
   for (const XML_NODE *id = LastXMLChild(parent); id != nullptr; id = id->PrevSibling) {
     if (!textEqual(id->Name, element)) {
       continue;

@@ -86,18 +86,18 @@ static const CHAR8 *newMemberId(const DIFF *diff, DIFF_SIDE side, const XML_NODE
   return disk != nullptr && disk->Partner != nullptr ? childText(disk->Partner->Node, "ObjectID") : nullptr;
 }
 
-// Members whose disks the volume's own document does not have are known by their ids alone, as is a volume that has
-// neither members nor a name: a document does not differ from itself.
-static void addMembers(TEXT_KEYS *keys, const DIFF *diff, DIFF_SIDE side, const DIFF_OBJECT &volume) {
-  const XML_NODE *member = childNamed(volume.Node, "PD");
-  bool hasName = isDistinct(childText(volume.Node, "Name")) || isDistinct(childText(volume.Node, "FQDD"));
+// Members whose disks the virtual disk's own document does not have are known by their ids alone, as is a virtual disk
+// that has neither members nor a name: a document does not differ from itself.
+static void addMembers(TEXT_KEYS *keys, const DIFF *diff, DIFF_SIDE side, const DIFF_OBJECT &virtualDisk) {
+  const XML_NODE *member = childNamed(virtualDisk.Node, "PD");
+  bool hasName = isDistinct(childText(virtualDisk.Node, "Name")) || isDistinct(childText(virtualDisk.Node, "FQDD"));
   if (member == nullptr && hasName) {
     return;
   }
-  addKey(keys, &volume, childText(volume.Node, "StartingLba"));
+  addKey(keys, &virtualDisk, childText(virtualDisk.Node, "StartingLba"));
   if (member == nullptr) {
     addKeyPart(keys, "volume");
-    addKeyPart(keys, childText(volume.Node, "ObjectID"));
+    addKeyPart(keys, childText(virtualDisk.Node, "ObjectID"));
   }
   for (; member != nullptr; member = nextSame(member)) {
     bool isHere = objectWithId(diff, side, DIFFERENCE_DISK, nodeText(member)) != nullptr;
@@ -111,13 +111,13 @@ static void addMembers(TEXT_KEYS *keys, const DIFF *diff, DIFF_SIDE side, const 
   }
 }
 
-static void addFqddAndMember(TEXT_KEYS *keys, const DIFF *diff, DIFF_SIDE side, const DIFF_OBJECT &volume) {
-  const CHAR8 *fqdd = childText(volume.Node, "FQDD");
-  const XML_NODE *member = isDistinct(fqdd) ? childNamed(volume.Node, "PD") : nullptr;
+static void addFqddAndMember(TEXT_KEYS *keys, const DIFF *diff, DIFF_SIDE side, const DIFF_OBJECT &virtualDisk) {
+  const CHAR8 *fqdd = childText(virtualDisk.Node, "FQDD");
+  const XML_NODE *member = isDistinct(fqdd) ? childNamed(virtualDisk.Node, "PD") : nullptr;
   for (; member != nullptr; member = nextSame(member)) {
     const CHAR8 *id = newMemberId(diff, side, member);
     if (id != nullptr) {
-      addKey(keys, &volume, fqdd);
+      addKey(keys, &virtualDisk, fqdd);
       addKeyPart(keys, id);
     }
   }
@@ -128,11 +128,16 @@ static constexpr struct {
   DIFFERENCE_OBJECT Kind;
   ADD_KEYS AddKeys;
 } g_ways[] = {
-    {DIFFERENCE_ADAPTER, addNothing},    {DIFFERENCE_ENCLOSURE, addServiceTag},
-    {DIFFERENCE_ENCLOSURE, addId},       {DIFFERENCE_DISK, addWwn},
-    {DIFFERENCE_DISK, addSerialNumber},  {DIFFERENCE_DISK, addPlace},
-    {DIFFERENCE_VOLUME, addNameAndFqdd}, {DIFFERENCE_VOLUME, addName},
-    {DIFFERENCE_VOLUME, addMembers},     {DIFFERENCE_VOLUME, addFqddAndMember},
+    {DIFFERENCE_ADAPTER, addNothing},
+    {DIFFERENCE_ENCLOSURE, addServiceTag},
+    {DIFFERENCE_ENCLOSURE, addId},
+    {DIFFERENCE_DISK, addWwn},
+    {DIFFERENCE_DISK, addSerialNumber},
+    {DIFFERENCE_DISK, addPlace},
+    {DIFFERENCE_VIRTUAL_DISK, addNameAndFqdd},
+    {DIFFERENCE_VIRTUAL_DISK, addName},
+    {DIFFERENCE_VIRTUAL_DISK, addMembers},
+    {DIFFERENCE_VIRTUAL_DISK, addFqddAndMember},
 };
 
 // The first object with a key equal to the one given that is still alone, or null.

@@ -15,9 +15,9 @@ static UINTN countIds(const XML_NODE *parent, const CHAR8 *element) {
 // How many neighbours of a virtual disk's members fail together; of a spare's virtual disks all are alike.
 static UINTN groupSize(DIFFERENCE_OBJECT kind, const XML_NODE *node, UINTN count) {
   const CHAR8 *level = childText(node, "RAIDLevel");
-  UINTN size = kind != DIFFERENCE_VOLUME     ? count
-               : textEqual(level, "RAID 10") ? 2
-                                             : static_cast<UINTN>(parseDecimal(childText(node, "PDsPerSpan")));
+  UINTN size = kind != DIFFERENCE_VIRTUAL_DISK ? count
+               : textEqual(level, "RAID 10")   ? 2
+                                               : static_cast<UINTN>(parseDecimal(childText(node, "PDsPerSpan")));
   return size != 0 && count % size == 0 ? size : count;
 }
 
@@ -64,7 +64,7 @@ static bool sameGroups(UINT64 *const (&ids)[DIFF_SIDE_COUNT], UINTN *const (&gro
 
 bool sameIds(const DIFF *diff, DIFFERENCE_OBJECT kind, const DIFF_OBJECT &oldObject, const CHAR8 *element) {
   const XML_NODE *nodes[DIFF_SIDE_COUNT] = {oldObject.Node, oldObject.Partner->Node};
-  DIFFERENCE_OBJECT named = kind == DIFFERENCE_VOLUME ? DIFFERENCE_DISK : DIFFERENCE_VOLUME;
+  DIFFERENCE_OBJECT named = kind == DIFFERENCE_VIRTUAL_DISK ? DIFFERENCE_DISK : DIFFERENCE_VIRTUAL_DISK;
   UINTN count = countIds(nodes[DIFF_OLD], element);
   UINTN size = groupSize(kind, nodes[DIFF_OLD], count);
   if (count == 0 || countIds(nodes[DIFF_NEW], element) != count || groupSize(kind, nodes[DIFF_NEW], count) != size) {

@@ -132,7 +132,7 @@ void putObjectName(TEXT *text, DIFFERENCE_OBJECT kind, const XML_NODE *node) {
   }
   putText(text, " ");
   putText(text, childText(node, "ObjectID"));
-  if (kind == DIFFERENCE_VOLUME) {
+  if (kind == DIFFERENCE_VIRTUAL_DISK) {
     putText(text, " \"");
     putText(text, childText(node, "Name"));
     putText(text, "\"");

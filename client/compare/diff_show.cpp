@@ -6,36 +6,36 @@
 #include "client/documents/documents.h"
 #include "client/output/output.h"
 
-void sayDifference(const XYL_HOST *host, const DIFFERENCE &difference) {
+void sayDifference(const XYL_FRONT *front, const DIFFERENCE &difference) {
   const CHAR8 *oldText = orNone(textOf(difference.Old));
   const CHAR8 *newText = orNone(textOf(difference.New));
   // Lists may be longer than a formatted line.
-  sayText(host, textOf(difference.Name));
-  sayText(host, " ");
-  sayText(host, differenceKindName(difference.Kind));
-  sayText(host, difference.Element != nullptr ? ", " : "");
-  sayText(host, textOf(difference.What));
-  sayText(host, ": ");
+  sayText(front, textOf(difference.Name));
+  sayText(front, " ");
+  sayText(front, differenceKindName(difference.Kind));
+  sayText(front, difference.Element != nullptr ? ", " : "");
+  sayText(front, textOf(difference.What));
+  sayText(front, ": ");
   if (difference.Kind != DIFFERENCE_ADDED) {
-    sayText(host, oldText);
+    sayText(front, oldText);
   }
   if (difference.Kind != DIFFERENCE_ADDED && difference.Kind != DIFFERENCE_REMOVED) {
-    sayText(host, " -> ");
+    sayText(front, " -> ");
   }
   if (difference.Kind != DIFFERENCE_REMOVED) {
-    sayText(host, newText);
+    sayText(front, newText);
   }
-  say(host, "\n");
+  say(front, "\n");
 }
 
-static void sayDifferences(const XYL_HOST *host, const DIFFERENCES &differences) {
+static void sayDifferences(const XYL_FRONT *front, const DIFFERENCES &differences) {
   for (UINT32 i = 0; i < differences.All.count; ++i) {
-    sayDifference(host, differences.All.items[i]);
+    sayDifference(front, differences.All.items[i]);
   }
   if (differences.All.count == 0) {
-    say(host, "no difference\n");
+    say(front, "no difference\n");
   } else {
-    say(host, "differences: %d\n", differences.All.count);
+    say(front, "differences: %d\n", differences.All.count);
   }
 }
 
@@ -64,9 +64,9 @@ void writeDifference(JSON *json, const DIFFERENCE &difference) {
 }
 
 // The controller is null where two documents are compared.
-static void writeDifferences(const XYL_HOST *host, const CONTROLLER *controller, const DIFFERENCES &differences) {
+static void writeDifferences(const XYL_FRONT *front, const CONTROLLER *controller, const DIFFERENCES &differences) {
   JSON json = {};
-  json.Host = host;
+  json.Front = front;
   jsonObject(&json, nullptr);
   jsonArray(&json, "differences");
   for (UINT32 i = 0; i < differences.All.count; ++i) {
@@ -105,7 +105,7 @@ static XYL_RESULT readDocuments(const XYL_CONTEXT &context, DIFF_DOCUMENTS *docu
       result = parseTree(context, documents->Names[i], documents->Texts[i].Text, &documents->Roots[i]);
     }
     if (!isFailure(result) && adapterOf(documents->Roots[i]) == nullptr) {
-      complain(context.Host, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
+      complain(context.Front, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
                documents->Names[i]);
       result = failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
     }
@@ -122,17 +122,17 @@ static XYL_RESULT compare(const XYL_CONTEXT &context, const DIFF_DOCUMENTS &docu
   EFI_STATUS status = diffDocuments(documents.Roots[0], documents.Roots[1], &differences);
   XYL_RESULT result = differences.All.count == 0 ? succeeded() : different();
   if (EFI_ERROR(status)) {
-    complain(context.Host, "the documents cannot be compared: %a", statusWords(status));
+    complain(context.Front, "the documents cannot be compared: %a", statusWords(status));
     result = failed(status);
   } else if (hasOption(context, XYL_OPTION_JSON)) {
-    writeDifferences(context.Host, controller, differences);
+    writeDifferences(context.Front, controller, differences);
   } else {
     if (controller != nullptr) {
-      say(context.Host, "Controller: ");
-      sayIdentity(context.Host, controller->Identity);
-      say(context.Host, "\n");
+      say(context.Front, "Controller: ");
+      sayIdentity(context.Front, controller->Identity);
+      say(context.Front, "\n");
     }
-    sayDifferences(context.Host, differences);
+    sayDifferences(context.Front, differences);
   }
   freeDifferences(&differences);
   return result;

@@ -18,7 +18,7 @@ enum DIFFERENCE_OBJECT {
   DIFFERENCE_ADAPTER,
   DIFFERENCE_ENCLOSURE,
   DIFFERENCE_DISK,
-  DIFFERENCE_VOLUME,
+  DIFFERENCE_VIRTUAL_DISK,
   DIFFERENCE_OBJECT_COUNT
 };
 
@@ -35,7 +35,7 @@ struct DIFFERENCE {
 };
 
 struct DIFFERENCES {
-  POOL_ARRAY<DIFFERENCE> All; // adapter, enclosures, disks and volumes in this order
+  POOL_ARRAY<DIFFERENCE> All; // adapter, enclosures, disks and virtual disks in this order
   EFI_STATUS Status;          // of what was added so far
 };
 
@@ -47,7 +47,7 @@ const CHAR8 *differenceObjectName(DIFFERENCE_OBJECT object);
 void putElementWords(TEXT *text, const CHAR8 *element);
 
 // Shows a difference as one line, and writes it as an object of an open array.
-void sayDifference(const XYL_HOST *host, const DIFFERENCE &difference);
+void sayDifference(const XYL_FRONT *front, const DIFFERENCE &difference);
 void writeDifference(JSON *json, const DIFFERENCE &difference);
 
 // Adds one difference of two partners, or of one object and null. It takes the texts over, also without memory.

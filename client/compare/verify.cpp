@@ -18,13 +18,13 @@ struct ADAPTERS {
 
 // Where the differences go: lines, or members of an array.
 struct VERIFY_OUT {
-  const XYL_HOST *Host;
+  const XYL_FRONT *Front;
   JSON *Json; // null for lines
 };
 
 static void tell(const VERIFY_OUT &out, const CHAR8 *what, const CHAR8 *name, const CHAR8 *saved, const CHAR8 *live) {
   if (out.Json == nullptr) {
-    say(out.Host, "%a%a%a: %a (saved) -> %a (now)\n", what, *name != 0 ? ", " : "", name, saved, live);
+    say(out.Front, "%a%a%a: %a (saved) -> %a (now)\n", what, *name != 0 ? ", " : "", name, saved, live);
     return;
   }
   jsonObject(out.Json, nullptr);
@@ -83,7 +83,7 @@ static void explainBits(const VERIFY_OUT &out, const ADAPTERS &adapters, UINT32 
     UINTN found = explainSettings(out, adapters);
     found += explainRates(out, adapters);
     if (found == 0 && out.Json == nullptr) {
-      say(out.Host, "a setting or rate changed that the documents do not show\n");
+      say(out.Front, "a setting or rate changed that the documents do not show\n");
     }
   }
   const CHAR8 *firmware = (bits & VERIFY_FW_LOWER) != 0 ? "firmware lower" : "firmware higher";
@@ -103,25 +103,25 @@ struct VERIFIED {
   UINT32 Differences; // of all that the documents hold
 };
 
-static void sayVerified(const XYL_HOST *host, const ADAPTERS &adapters, const VERIFIED &verified) {
-  explainBits({host, /* Json= */ nullptr}, adapters, verified.Bits);
-  sayLines(host, verified.Bits == 0 ? "no difference\n" : "");
-  say(host, "result 0x%x\nController: ", verified.Bits);
-  sayIdentity(host, verified.Controller->Identity);
-  say(host, "\nCompared: %a\nNot compared: %a\n", COMPARED, NOT_COMPARED);
+static void sayVerified(const XYL_FRONT *front, const ADAPTERS &adapters, const VERIFIED &verified) {
+  explainBits({front, /* Json= */ nullptr}, adapters, verified.Bits);
+  sayLines(front, verified.Bits == 0 ? "no difference\n" : "");
+  say(front, "result 0x%x\nController: ", verified.Bits);
+  sayIdentity(front, verified.Controller->Identity);
+  say(front, "\nCompared: %a\nNot compared: %a\n", COMPARED, NOT_COMPARED);
   if (verified.Differences != 0) {
-    say(host, "In all 'xyl diff' finds %d differences\n", verified.Differences);
+    say(front, "In all 'xyl diff' finds %d differences\n", verified.Differences);
   }
 }
 
 static void showVerdict(const XYL_CONTEXT &context, const ADAPTERS &adapters, const VERIFIED &verified) {
   UINT32 bits = verified.Bits;
   if (!hasOption(context, XYL_OPTION_JSON)) {
-    sayVerified(context.Host, adapters, verified);
+    sayVerified(context.Front, adapters, verified);
     return;
   }
   JSON json = {};
-  json.Host = context.Host;
+  json.Front = context.Front;
   jsonObject(&json, nullptr);
   writeIdentity(&json, verified.Controller->Identity);
   jsonNumber(&json, "result", bits);
@@ -130,7 +130,7 @@ static void showVerdict(const XYL_CONTEXT &context, const ADAPTERS &adapters, co
   jsonBool(&json, "firmwareLower", (bits & VERIFY_FW_LOWER) != 0);
   jsonBool(&json, "firmwareHigher", (bits & VERIFY_FW_HIGHER) != 0);
   jsonArray(&json, "differences");
-  explainBits({context.Host, &json}, adapters, bits);
+  explainBits({context.Front, &json}, adapters, bits);
   jsonEnd(&json);
   jsonText(&json, "compared", COMPARED);
   jsonText(&json, "notCompared", NOT_COMPARED);
@@ -145,7 +145,7 @@ static XYL_RESULT showTrees(const XYL_CONTEXT &context, const CONTROLLER &contro
   VERIFIED verified = {&controller, bits, all.All.count};
   freeDifferences(&all);
   if (EFI_ERROR(status)) {
-    complain(context.Host, "the documents cannot be compared: %a", statusWords(status));
+    complain(context.Front, "the documents cannot be compared: %a", statusWords(status));
     return failed(status);
   }
   showVerdict(context, {adapterOf(saved), adapterOf(live)}, verified);
@@ -185,11 +185,11 @@ static XYL_RESULT verify(const XYL_CONTEXT &context, const CONTROLLER &controlle
   UINT32 bits = 0;
   EFI_STATUS status = operations->Verify(operations, &parameter, &input, /* NewData= */ nullptr, &bits);
   if (status == EFI_ABORTED || status == EFI_INVALID_PARAMETER) {
-    complain(context.Host, "'%a' is no saved configuration: %a", file, statusWords(status));
+    complain(context.Front, "'%a' is no saved configuration: %a", file, statusWords(status));
     return failed(status, XYL_REASON_DOCUMENT);
   }
   if (EFI_ERROR(status)) {
-    complain(context.Host, "the controller cannot be compared with '%a': %a", file, statusWords(status));
+    complain(context.Front, "the controller cannot be compared with '%a': %a", file, statusWords(status));
     return failed(status);
   }
   XYL_RESULT result = explain(context, controller, saved.Text, bits);

@@ -15,11 +15,11 @@ XYL_RESULT findControllers(const XYL_CONTEXT &context, CONTROLLERS *controllers)
   EFI_STATUS status = g_bootServices->LocateHandleBuffer(ByProtocol, &g_raidXylGuid, nullptr, &controllers->Count,
                                                          &controllers->Handles);
   if (status == EFI_NOT_FOUND) {
-    complain(context.Host, "the driver is bound to no controller; load RaidXyl.efi and connect the controller");
+    complain(context.Front, "the driver is bound to no controller; load RaidXyl.efi and connect the controller");
     return notFound();
   }
   if (EFI_ERROR(status)) {
-    complain(context.Host, "cannot look for controllers: %a", statusWords(status));
+    complain(context.Front, "cannot look for controllers: %a", statusWords(status));
     return failed(status);
   }
   return succeeded();
@@ -83,11 +83,11 @@ static XYL_RESULT findNamed(const XYL_CONTEXT &context, const CONTROLLERS &contr
     return succeeded();
   }
   if (found != 0) {
-    complain(context.Host, "'%a' is the name of %d controllers; choose one by its WWN, 'xyl list' shows them", text,
+    complain(context.Front, "'%a' is the name of %d controllers; choose one by its WWN, 'xyl list' shows them", text,
              static_cast<UINT32>(found));
     return wrongUsage();
   }
-  complain(context.Host, "there is no controller %a; 'xyl list' shows what there is", text);
+  complain(context.Front, "there is no controller %a; 'xyl list' shows what there is", text);
   return notFound();
 }
 
@@ -107,7 +107,7 @@ static XYL_RESULT chooseIndex(const XYL_CONTEXT &context, const CONTROLLERS &con
     if (controllers.Count == 1) {
       return succeeded();
     }
-    complain(context.Host, "%d controllers are bound; choose one with -c N, 'xyl list' shows them",
+    complain(context.Front, "%d controllers are bound; choose one with -c N, 'xyl list' shows them",
              static_cast<UINT32>(controllers.Count));
     return wrongUsage();
   }
@@ -116,7 +116,7 @@ static XYL_RESULT chooseIndex(const XYL_CONTEXT &context, const CONTROLLERS &con
   }
   UINT64 number = parseDecimal(text);
   if (number == 0 || number > controllers.Count) {
-    complain(context.Host, "there is no controller %a; 'xyl list' shows what there is", text);
+    complain(context.Front, "there is no controller %a; 'xyl list' shows what there is", text);
     return notFound();
   }
   *index = number - 1;
@@ -140,7 +140,7 @@ static XYL_RESULT chooseHandle(const XYL_CONTEXT &context, EFI_HANDLE *chosen) {
 static XYL_RESULT openOn(const XYL_CONTEXT &context, EFI_HANDLE handle, const EFI_GUID &guid, void **found) {
   EFI_STATUS status = g_bootServices->HandleProtocol(handle, &guid, found);
   if (EFI_ERROR(status)) {
-    complain(context.Host, "the controller cannot be reached: %a", statusWords(status));
+    complain(context.Front, "the controller cannot be reached: %a", statusWords(status));
     return failed(status);
   }
   return succeeded();
@@ -182,7 +182,7 @@ XYL_RESULT openController(const XYL_CONTEXT &context, CONTROLLER *controller) {
   }
   EFI_STATUS status = readIdentity(controller->Management, &controller->Identity);
   if (EFI_ERROR(status)) {
-    complain(context.Host, "the controller's adapter cannot be read: %a", statusWords(status));
+    complain(context.Front, "the controller's adapter cannot be read: %a", statusWords(status));
     return failed(status);
   }
   return succeeded();

@@ -59,7 +59,7 @@ void readServer(SERVER *server, const EFI_SYSTEM_TABLE *system);
 
 // Appends what people call the machine: the front's word for it, or maker, product and serial number as firmware has
 // them. Nothing when nobody knows.
-void putServerName(TEXT *name, const XYL_HOST *host);
+void putServerName(TEXT *name, const XYL_FRONT *front);
 
 // The commands that read a controller: list, identify, get, log.
 XYL_RESULT runList(const XYL_CONTEXT &context);

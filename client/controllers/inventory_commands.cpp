@@ -31,7 +31,7 @@ template <class T> static void countStates(RAID_MGMT_PROTOCOL *controller, UINT3
   giveBack(controller, &answer);
 }
 
-static void sayStates(const XYL_HOST *host, const CHAR8 *kind, const STATES &states) {
+static void sayStates(const XYL_FRONT *front, const CHAR8 *kind, const STATES &states) {
   WORD_LIST list = {};
   for (UINTN state = 0; state < STATE_COUNT; ++state) {
     if (states.Counts[state] != 0) {
@@ -39,7 +39,7 @@ static void sayStates(const XYL_HOST *host, const CHAR8 *kind, const STATES &sta
       append(list, " ", GetNameFromValue(state, g_stateTable));
     }
   }
-  say(host, "     %a: %a\n", kind,
+  say(front, "     %a: %a\n", kind,
       EFI_ERROR(states.Status) ? statusWords(states.Status)
       : *list.Text != 0        ? list.Text
                                : "none");
@@ -59,16 +59,16 @@ static void writeStates(JSON *json, const CHAR8 *name, const STATES &states) {
 struct LISTED {
   UINT32 Number;
   CONTROLLER_IDENTITY Identity;
-  STATES Volumes;
+  STATES VirtualDisks;
   STATES Disks;
 };
 
-static void sayListed(const XYL_HOST *host, const LISTED &listed) {
-  say(host, "%3d  ", listed.Number);
-  sayIdentity(host, listed.Identity);
-  say(host, "\n");
-  sayStates(host, "virtual disks", listed.Volumes);
-  sayStates(host, "disks", listed.Disks);
+static void sayListed(const XYL_FRONT *front, const LISTED &listed) {
+  say(front, "%3d  ", listed.Number);
+  sayIdentity(front, listed.Identity);
+  say(front, "\n");
+  sayStates(front, "virtual disks", listed.VirtualDisks);
+  sayStates(front, "disks", listed.Disks);
 }
 
 static void writeListed(JSON *json, const LISTED &listed) {
@@ -77,7 +77,7 @@ static void writeListed(JSON *json, const LISTED &listed) {
   jsonText(json, "name", listed.Identity.Name);
   jsonText(json, "pci", listed.Identity.Place);
   jsonText(json, "wwn", listed.Identity.Wwn);
-  writeStates(json, "virtualDisks", listed.Volumes);
+  writeStates(json, "virtualDisks", listed.VirtualDisks);
   writeStates(json, "disks", listed.Disks);
   jsonEnd(json);
 }
@@ -93,16 +93,16 @@ static XYL_RESULT list(const XYL_CONTEXT &context, JSON *json, EFI_HANDLE handle
   if (EFI_ERROR(readIdentity(controller, &listed.Identity))) {
     textNarrow(listed.Identity.Name, controllerName(handle), sizeof(listed.Identity.Name) - 1);
   }
-  countStates<RAID_VD_RECORD>(controller, RAID_OBJECT_VIRTUAL_DISK, &listed.Volumes);
+  countStates<RAID_VD_RECORD>(controller, RAID_OBJECT_VIRTUAL_DISK, &listed.VirtualDisks);
   countStates<RAID_PD_RECORD>(controller, RAID_OBJECT_PHYSICAL_DISK, &listed.Disks);
   if (json != nullptr) {
     writeListed(json, listed);
   } else {
-    sayListed(context.Host, listed);
+    sayListed(context.Front, listed);
   }
-  EFI_STATUS status = EFI_ERROR(listed.Volumes.Status) ? listed.Volumes.Status : listed.Disks.Status;
+  EFI_STATUS status = EFI_ERROR(listed.VirtualDisks.Status) ? listed.VirtualDisks.Status : listed.Disks.Status;
   if (EFI_ERROR(status)) {
-    complain(context.Host, "controller %d does not tell all that it has: %a", number, statusWords(status));
+    complain(context.Front, "controller %d does not tell all that it has: %a", number, statusWords(status));
     return failed(status);
   }
   return succeeded();
@@ -126,7 +126,7 @@ XYL_RESULT runList(const XYL_CONTEXT &context) {
   }
   if (hasOption(context, XYL_OPTION_JSON)) {
     JSON json = {};
-    json.Host = context.Host;
+    json.Front = context.Front;
     jsonObject(&json, nullptr);
     jsonArray(&json, "controllers");
     result = listAll(context, &json, controllers);
@@ -139,9 +139,9 @@ XYL_RESULT runList(const XYL_CONTEXT &context) {
   return result;
 }
 
-static void writeIdentity(const XYL_HOST *host, const RAID_XYL_IDENTIFY_DATA &data) {
+static void writeIdentity(const XYL_FRONT *front, const RAID_XYL_IDENTIFY_DATA &data) {
   JSON json = {};
-  json.Host = host;
+  json.Front = front;
   jsonObject(&json, nullptr);
   jsonNumber(&json, "revision", data.Words[0]);
   jsonArray(&json, "words");
@@ -161,37 +161,37 @@ XYL_RESULT runIdentify(const XYL_CONTEXT &context) {
   RAID_XYL_IDENTIFY_DATA data = {};
   EFI_STATUS status = operations->Identify_Live(operations, &data);
   if (EFI_ERROR(status)) {
-    complain(context.Host, "the driver does not identify itself: %a", statusWords(status));
+    complain(context.Front, "the driver does not identify itself: %a", statusWords(status));
     return failed(status);
   }
   if (hasOption(context, XYL_OPTION_JSON)) {
-    writeIdentity(context.Host, data);
+    writeIdentity(context.Front, data);
     return succeeded();
   }
-  say(context.Host, "revision %d\nwords    %08x %08x %08x %08x %08x\n", data.Words[0], data.Words[0], data.Words[1],
+  say(context.Front, "revision %d\nwords    %08x %08x %08x %08x %08x\n", data.Words[0], data.Words[0], data.Words[1],
       data.Words[2], data.Words[3], data.Words[4]);
   return succeeded();
 }
 
 // For people, beside the document, which has neither: where it came from and when, by the machine's clock.
-static void sayOrigin(const XYL_HOST *host, const CHAR8 *file, const CONTROLLER &controller) {
-  if (isStandardOutput(file) || host->IsSameFile(host, file, "/dev/stdout")) {
+static void sayOrigin(const XYL_FRONT *front, const CHAR8 *file, const CONTROLLER &controller) {
+  if (isStandardOutput(file) || front->IsSameFile(front, file, "/dev/stdout")) {
     return; // it would stand behind the document
   }
-  sayText(host, file);
-  say(host, ": ");
-  sayIdentity(host, controller.Identity);
+  sayText(front, file);
+  say(front, ": ");
+  sayIdentity(front, controller.Identity);
   TEXT server = {};
-  putServerName(&server, host);
+  putServerName(&server, front);
   if (server.Length != 0) {
-    say(host, ", in %a", textOf(server));
+    say(front, ", in %a", textOf(server));
   }
   freeText(&server);
   EFI_TIME now = {};
-  if (!EFI_ERROR(host->SystemTable->RuntimeServices->GetTime(&now, /* Capabilities= */ nullptr))) {
-    say(host, ", read %04d-%02d-%02d %02d:%02d:%02d", now.Year, now.Month, now.Day, now.Hour, now.Minute, now.Second);
+  if (!EFI_ERROR(front->SystemTable->RuntimeServices->GetTime(&now, /* Capabilities= */ nullptr))) {
+    say(front, ", read %04d-%02d-%02d %02d:%02d:%02d", now.Year, now.Month, now.Day, now.Hour, now.Minute, now.Second);
   }
-  say(host, "\n");
+  say(front, "\n");
 }
 
 XYL_RESULT runGet(const XYL_CONTEXT &context) {
@@ -208,11 +208,11 @@ XYL_RESULT runGet(const XYL_CONTEXT &context) {
   }
   const CHAR8 *file = context.Request->Options[XYL_OPTION_OUTPUT];
   if (file == nullptr) {
-    sayDocument(context.Host, document.Text, document.Size);
+    sayDocument(context.Front, document.Text, document.Size);
   } else {
     result = writeDocument(context, file, document.Text, document.Size);
     if (!isFailure(result)) {
-      sayOrigin(context.Host, file, controller);
+      sayOrigin(context.Front, file, controller);
     }
   }
   releaseDocument(&document);
@@ -220,9 +220,9 @@ XYL_RESULT runGet(const XYL_CONTEXT &context) {
 }
 
 // Cuts the text into its lines.
-static void writeLines(const XYL_HOST *host, CHAR8 *text) {
+static void writeLines(const XYL_FRONT *front, CHAR8 *text) {
   JSON json = {};
-  json.Host = host;
+  json.Front = front;
   jsonObject(&json, nullptr);
   jsonArray(&json, "lines");
   while (*text != 0) {
@@ -240,27 +240,27 @@ static void writeLines(const XYL_HOST *host, CHAR8 *text) {
 }
 
 XYL_RESULT runLog(const XYL_CONTEXT &context) {
-  if (context.Host->Front == XYL_FRONT_HOST) {
-    complain(context.Host, "nothing is kept between runs; give --log trace to the command whose log you want");
+  if (context.Front->Kind == XYL_FRONT_HOST) {
+    complain(context.Front, "nothing is kept between runs; give --log trace to the command whose log you want");
     return wrongUsage();
   }
   static const EFI_GUID ringGuid = DEBUG_LOG_RING_PROTOCOL_GUID;
   void *found = nullptr;
   if (EFI_ERROR(g_bootServices->LocateProtocol(&ringGuid, nullptr, &found))) {
-    complain(context.Host, "there is no log to show; load DebugLog.efi before the driver");
+    complain(context.Front, "there is no log to show; load DebugLog.efi before the driver");
     return notFound();
   }
   DEBUG_LOG_RING_PROTOCOL *ring = static_cast<DEBUG_LOG_RING_PROTOCOL *>(found);
   CHAR8 *text = nullptr;
   EFI_STATUS status = ring->GetText(ring, &text);
   if (EFI_ERROR(status)) {
-    complain(context.Host, "the log cannot be read: %a", statusWords(status));
+    complain(context.Front, "the log cannot be read: %a", statusWords(status));
     return failed(status);
   }
   if (hasOption(context, XYL_OPTION_JSON)) {
-    writeLines(context.Host, text);
+    writeLines(context.Front, text);
   } else {
-    sayLines(context.Host, text);
+    sayLines(context.Front, text);
   }
   poolFree(text);
   return succeeded();

@@ -179,13 +179,13 @@ void readServer(SERVER *server, const EFI_SYSTEM_TABLE *system) {
   }
 }
 
-void putServerName(TEXT *name, const XYL_HOST *host) {
-  if (host->ServerName != nullptr) {
-    putText(name, host->ServerName);
+void putServerName(TEXT *name, const XYL_FRONT *front) {
+  if (front->ServerName != nullptr) {
+    putText(name, front->ServerName);
     return;
   }
   SERVER server;
-  readServer(&server, host->SystemTable);
+  readServer(&server, front->SystemTable);
   putText(name, server.Maker);
   putText(name, *server.Maker != 0 && *server.Product != 0 ? " " : "");
   putText(name, server.Product);

@@ -32,15 +32,15 @@ void releaseDocument(DOCUMENT_TEXT *document) {
 
 XYL_RESULT readDocument(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_TEXT *document) {
   *document = {};
-  EFI_STATUS status = context.Host->ReadFile(context.Host, file, &document->Text, &document->Size);
+  EFI_STATUS status = context.Front->ReadFile(context.Front, file, &document->Text, &document->Size);
   if (EFI_ERROR(status)) {
-    complain(context.Host, "cannot read '%a': %a", file, statusWords(status));
+    complain(context.Front, "cannot read '%a': %a", file, statusWords(status));
     document->Text = nullptr;
     return status == EFI_NOT_FOUND ? notFound() : failed(status);
   }
   const CHAR8 *reason = whyNoText(*document);
   if (reason != nullptr) {
-    complain(context.Host, "cannot use '%a': %a", file, reason);
+    complain(context.Front, "cannot use '%a': %a", file, reason);
     releaseDocument(document);
     return failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
   }
@@ -53,7 +53,7 @@ XYL_RESULT readInventory(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operatio
   RAID_XYL_BUFFER output = {};
   EFI_STATUS status = operations->Get_Live(operations, &parameter, &output);
   if (EFI_ERROR(status)) {
-    complain(context.Host, "the inventory cannot be read: %a", statusWords(status));
+    complain(context.Front, "the inventory cannot be read: %a", statusWords(status));
     return failed(status);
   }
   document->Text = static_cast<CHAR8 *>(output.Data);
@@ -66,7 +66,7 @@ static XYL_RESULT findXmlService(const XYL_CONTEXT &context, XML_PROTOCOL **xml)
   EFI_STATUS status = g_bootServices->LocateProtocol(&g_xmlGuid, nullptr, &found);
   *xml = static_cast<XML_PROTOCOL *>(found);
   if (EFI_ERROR(status)) {
-    complain(context.Host, "there is no XML service; load XmlService.efi");
+    complain(context.Front, "there is no XML service; load XmlService.efi");
     return failed(status);
   }
   return succeeded();
@@ -86,7 +86,7 @@ XYL_RESULT parseTree(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 
   }
   EFI_STATUS status = xml->Parse(xml, text, root);
   if (*root == nullptr) {
-    complain(context.Host, "%a is not a well-formed XML document", name);
+    complain(context.Front, "%a is not a well-formed XML document", name);
     return failed(EFI_ERROR(status) ? status : EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
   }
   return succeeded();
@@ -136,7 +136,7 @@ XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, cons
     releaseConfig(*config);
     *config = nullptr;
     const CHAR8 *element = g_unreadElement.Text;
-    complain(context.Host, "%a is no usable configuration: %a%a%a; 'xyl get -o FILE' writes one", name,
+    complain(context.Front, "%a is no usable configuration: %a%a%a; 'xyl get -o FILE' writes one", name,
              statusWords(status), *element != 0 ? " at the element " : "", element);
     return failed(status, XYL_REASON_DOCUMENT);
   }

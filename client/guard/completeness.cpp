@@ -43,16 +43,16 @@ static void putLost(TEXT *gaps, const LOST &lost, const CHAR8 *what, const CHAR8
 }
 
 // A member that was pulled is missing rightly, but then its virtual disk is not Online, and others are there.
-static void findLostMembers(const RAID_VD_RECORD &volume, const ID_INDEX &disks, LOST *lost) {
-  const UINT32 *members = volume.PDs;
+static void findLostMembers(const RAID_VD_RECORD &virtualDisk, const ID_INDEX &disks, LOST *lost) {
+  const UINT32 *members = virtualDisk.PDs;
   LOST missing = {};
-  for (UINT32 i = 0; members != nullptr && i < volume.PDCount; ++i) {
+  for (UINT32 i = 0; members != nullptr && i < virtualDisk.PDCount; ++i) {
     if (!holds(disks, members[i])) {
-      addLost(&missing, volume.ObjectID, members[i]);
+      addLost(&missing, virtualDisk.ObjectID, members[i]);
     }
   }
-  bool isOnline = volume.State == RAID_STATE_ONLINE;
-  if (missing.Count != 0 && (isOnline || missing.Count == volume.PDCount)) {
+  bool isOnline = virtualDisk.State == RAID_STATE_ONLINE;
+  if (missing.Count != 0 && (isOnline || missing.Count == virtualDisk.PDCount)) {
     *lost = {lost->Count + missing.Count, lost->Count == 0 ? missing.From : lost->From,
              lost->Count == 0 ? missing.To : lost->To};
   }
@@ -63,17 +63,17 @@ static bool isDirect(const RAID_PD_RECORD &disk) {
   return disk.EnclosureDeviceID == RAID_ENCLOSURE_NONE || disk.EnclosureDeviceID == RAID_ENCLOSURE_NONE / 1000;
 }
 
-static void findLostVolumes(const RAID_PD_RECORD &disk, const ID_INDEX &volumes, LOST *lost) {
+static void findLostVirtualDisks(const RAID_PD_RECORD &disk, const ID_INDEX &virtualDisks, LOST *lost) {
   const UINT32 *ids = disk.VDs;
   for (UINT32 i = 0; ids != nullptr && i < disk.VDCount; ++i) {
-    if (!holds(volumes, ids[i])) {
+    if (!holds(virtualDisks, ids[i])) {
       addLost(lost, disk.ObjectID, ids[i]);
     }
   }
 }
 
 static void putReferences(TEXT *gaps, const RAID_CONFIG &config, const ID_INDEX &enclosures, const ID_INDEX &disks,
-                          const ID_INDEX &volumes) {
+                          const ID_INDEX &virtualDisks) {
   LOST members = {};
   LOST uses = {};
   LOST places = {};
@@ -82,7 +82,7 @@ static void putReferences(TEXT *gaps, const RAID_CONFIG &config, const ID_INDEX 
   }
   for (UINT32 i = 0; i < config.physicalDiskCount; ++i) {
     const RAID_PD_RECORD &disk = config.physicalDisks[i];
-    findLostVolumes(disk, volumes, &uses);
+    findLostVirtualDisks(disk, virtualDisks, &uses);
     if (!isDirect(disk) && !holds(enclosures, disk.EnclosureObjectID)) {
       addLost(&places, disk.ObjectID, disk.EnclosureObjectID);
     }
@@ -102,15 +102,15 @@ void putKeyGap(TEXT *gaps, const RAID_CONFIG &config) {
 EFI_STATUS putGaps(TEXT *gaps, const RAID_CONFIG &config) {
   ID_INDEX enclosures = {};
   ID_INDEX disks = {};
-  ID_INDEX volumes = {};
+  ID_INDEX virtualDisks = {};
   bool made = indexRecords(&enclosures, config.enclosures, config.enclosureCount) &&
               indexRecords(&disks, config.physicalDisks, config.physicalDiskCount) &&
-              indexRecords(&volumes, config.logicalDisks, config.logicalDiskCount);
+              indexRecords(&virtualDisks, config.logicalDisks, config.logicalDiskCount);
   if (made) {
-    putReferences(gaps, config, enclosures, disks, volumes);
+    putReferences(gaps, config, enclosures, disks, virtualDisks);
     putKeyGap(gaps, config);
   }
-  freeIds(&volumes);
+  freeIds(&virtualDisks);
   freeIds(&disks);
   freeIds(&enclosures);
   return made && !gaps->Failed ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
@@ -154,10 +154,10 @@ XYL_RESULT judgeGaps(const XYL_CONTEXT &context, const CHAR8 *name, EFI_STATUS s
   bool isWanted = hasOption(context, XYL_OPTION_INCOMPLETE);
   XYL_RESULT result = succeeded();
   if (EFI_ERROR(status)) {
-    complain(context.Host, "%a cannot be checked: %a", name, statusWords(status));
+    complain(context.Front, "%a cannot be checked: %a", name, statusWords(status));
     result = failed(status);
   } else if (gaps->Length != 0) {
-    complain(context.Host, "%a is not complete: %a%a", name, textOf(*gaps),
+    complain(context.Front, "%a is not complete: %a%a", name, textOf(*gaps),
              isWanted ? "" : "; --incomplete takes it all the same");
     result = isWanted ? succeeded() : failed(EFI_ABORTED, XYL_REASON_INCOMPLETE);
   }

@@ -17,7 +17,7 @@ struct CONTROLLER_IDENTITY {
 EFI_STATUS readIdentity(RAID_MGMT_PROTOCOL *controller, CONTROLLER_IDENTITY *identity);
 // "Harrier R6 Integrated, PCI 03:00.0, WWN 5EEDADA000001000"
 void putIdentity(TEXT *text, const CONTROLLER_IDENTITY &identity);
-void sayIdentity(const XYL_HOST *host, const CONTROLLER_IDENTITY &identity);
+void sayIdentity(const XYL_FRONT *front, const CONTROLLER_IDENTITY &identity);
 // The member "controller" of an open object.
 void writeIdentity(JSON *json, const CONTROLLER_IDENTITY &identity);
 

@@ -40,8 +40,8 @@ void putIdentity(TEXT *text, const CONTROLLER_IDENTITY &identity) {
   }
 }
 
-void sayIdentity(const XYL_HOST *host, const CONTROLLER_IDENTITY &identity) {
-  say(host, "%a, PCI %a, WWN %a", orNone(identity.Name), identity.Place, identity.Wwn);
+void sayIdentity(const XYL_FRONT *front, const CONTROLLER_IDENTITY &identity) {
+  say(front, "%a, PCI %a, WWN %a", orNone(identity.Name), identity.Place, identity.Wwn);
 }
 
 void writeIdentity(JSON *json, const CONTROLLER_IDENTITY &identity) {

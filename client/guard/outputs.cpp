@@ -11,17 +11,17 @@ static constexpr XYL_OPTION_ID g_inputs[] = {XYL_OPTION_SAVED, XYL_OPTION_FROM, 
 static bool isInput(const XYL_CONTEXT &context, const CHAR8 *file) {
   const XYL_REQUEST &request = *context.Request;
   for (UINTN i = 0; i < request.OperandCount; ++i) {
-    if (context.Host->IsSameFile(context.Host, file, request.Operands[i])) {
+    if (context.Front->IsSameFile(context.Front, file, request.Operands[i])) {
       return true;
     }
   }
   for (XYL_OPTION_ID id : g_inputs) {
-    if (request.Options[id] != nullptr && context.Host->IsSameFile(context.Host, file, request.Options[id])) {
+    if (request.Options[id] != nullptr && context.Front->IsSameFile(context.Front, file, request.Options[id])) {
       return true;
     }
   }
   for (UINTN i = 0; i < request.DiskCount; ++i) {
-    if (context.Host->IsSameFile(context.Host, file, request.Disks[i])) {
+    if (context.Front->IsSameFile(context.Front, file, request.Disks[i])) {
       return true;
     }
   }
@@ -30,12 +30,12 @@ static bool isInput(const XYL_CONTEXT &context, const CHAR8 *file) {
 
 static XYL_RESULT checkName(const XYL_CONTEXT &context, const CHAR8 *file) {
   const CHAR8 *kept = context.Request->Options[XYL_OPTION_CONTROLLER];
-  if (kept != nullptr && context.Host->IsSameFile(context.Host, file, kept)) {
-    complain(context.Host, "'%a' keeps the controller; write to another file", file);
+  if (kept != nullptr && context.Front->IsSameFile(context.Front, file, kept)) {
+    complain(context.Front, "'%a' keeps the controller; write to another file", file);
     return wrongUsage();
   }
   if (isInput(context, file)) {
-    complain(context.Host, "'%a' is what the command reads; write to another file", file);
+    complain(context.Front, "'%a' is what the command reads; write to another file", file);
     return wrongUsage();
   }
   return succeeded();
@@ -55,13 +55,13 @@ XYL_RESULT openOutput(const XYL_CONTEXT &context, const CHAR8 *file, UINTN room,
     return result;
   }
   EFI_STATUS status =
-      context.Host->OpenOutput(context.Host, file, room, hasOption(context, XYL_OPTION_FORCE), &output->Handle);
+      context.Front->OpenOutput(context.Front, file, room, hasOption(context, XYL_OPTION_FORCE), &output->Handle);
   if (status == EFI_ALREADY_STARTED) {
-    complain(context.Host, "'%a' exists; write to another file, or overwrite it with --force", file);
+    complain(context.Front, "'%a' exists; write to another file, or overwrite it with --force", file);
     return failed(status, XYL_REASON_EXISTS);
   }
   if (EFI_ERROR(status)) {
-    complain(context.Host, "cannot write '%a': %a", file, statusWords(status));
+    complain(context.Front, "cannot write '%a': %a", file, statusWords(status));
     return failed(status);
   }
   return succeeded();
@@ -79,12 +79,12 @@ XYL_RESULT openNumbered(const XYL_CONTEXT &context, TEXT *name, const CHAR8 *end
       putNumber(name, number);
     }
     putText(name, ending);
-    status = name->Failed
-                 ? EFI_OUT_OF_RESOURCES
-                 : context.Host->OpenOutput(context.Host, textOf(*name), room, /* replaces= */ false, &output->Handle);
+    status = name->Failed ? EFI_OUT_OF_RESOURCES
+                          : context.Front->OpenOutput(context.Front, textOf(*name), room, /* replaces= */ false,
+                                                      &output->Handle);
   }
   if (EFI_ERROR(status)) {
-    complain(context.Host, "cannot write '%a': %a", textOf(*name), statusWords(status));
+    complain(context.Front, "cannot write '%a': %a", textOf(*name), statusWords(status));
     return failed(status);
   }
   output->File = textOf(*name);
@@ -93,14 +93,14 @@ XYL_RESULT openNumbered(const XYL_CONTEXT &context, TEXT *name, const CHAR8 *end
 
 XYL_RESULT writeOutput(const XYL_CONTEXT &context, OUTPUT *output, const CHAR8 *text, UINTN size, const CHAR8 *before) {
   if (output->Handle == &g_standardOutput) {
-    sayDocument(context.Host, text, size);
+    sayDocument(context.Front, text, size);
     output->Handle = nullptr;
     return succeeded();
   }
-  EFI_STATUS status = context.Host->CloseOutput(context.Host, output->Handle, text, size);
+  EFI_STATUS status = context.Front->CloseOutput(context.Front, output->Handle, text, size);
   output->Handle = nullptr;
   if (EFI_ERROR(status)) {
-    complain(context.Host, "%acannot write '%a': %a", before, output->File, statusWords(status));
+    complain(context.Front, "%acannot write '%a': %a", before, output->File, statusWords(status));
     return failed(status);
   }
   return succeeded();
@@ -108,7 +108,7 @@ XYL_RESULT writeOutput(const XYL_CONTEXT &context, OUTPUT *output, const CHAR8 *
 
 void dropOutput(const XYL_CONTEXT &context, OUTPUT *output) {
   if (output->Handle != nullptr && output->Handle != &g_standardOutput) {
-    context.Host->CloseOutput(context.Host, output->Handle, /* data= */ nullptr, 0);
+    context.Front->CloseOutput(context.Front, output->Handle, /* data= */ nullptr, 0);
     output->Handle = nullptr;
   }
 }

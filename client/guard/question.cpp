@@ -15,7 +15,7 @@ static XYL_ANSWER ask(const XYL_CONTEXT &context, const CONTROLLER_IDENTITY &ide
   putText(&question, "Go on with ");
   putIdentity(&question, identity);
   putText(&question, "? Type yes: ");
-  XYL_ANSWER answer = question.Failed ? XYL_ANSWER_NO_TERMINAL : context.Host->AskYes(context.Host, textOf(question));
+  XYL_ANSWER answer = question.Failed ? XYL_ANSWER_NO_TERMINAL : context.Front->AskYes(context.Front, textOf(question));
   freeText(&question);
   return answer;
 }
@@ -26,7 +26,7 @@ XYL_RESULT askToGoOn(const XYL_CONTEXT &context, const CONTROLLER_IDENTITY &iden
     return succeeded();
   }
   if (hasOption(context, XYL_OPTION_JSON)) {
-    complain(context.Host, "--json leaves no room for a question; look at 'xyl plan' and give --yes");
+    complain(context.Front, "--json leaves no room for a question; look at 'xyl plan' and give --yes");
     return {XYL_USAGE, EFI_INVALID_PARAMETER, XYL_REASON_DECLINED};
   }
   switch (ask(context, identity, keptIn)) {
@@ -34,10 +34,10 @@ XYL_RESULT askToGoOn(const XYL_CONTEXT &context, const CONTROLLER_IDENTITY &iden
     lookAgain(); // it may have taken long
     return succeeded();
   case XYL_ANSWER_NO:
-    complain(context.Host, "the %a was declined; nothing was changed", what);
+    complain(context.Front, "the %a was declined; nothing was changed", what);
     return failed(EFI_ABORTED, XYL_REASON_DECLINED);
   default:
-    complain(context.Host, "the %a destroys data and nobody can be asked; give --yes. Nothing was changed", what);
+    complain(context.Front, "the %a destroys data and nobody can be asked; give --yes. Nothing was changed", what);
     return {XYL_USAGE, EFI_INVALID_PARAMETER, XYL_REASON_DECLINED};
   }
 }

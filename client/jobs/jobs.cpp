@@ -12,7 +12,7 @@ namespace {
 
 // What is known while the file is read.
 struct READER {
-  const XYL_HOST *Host;
+  const XYL_FRONT *Front;
   const JOB_NAMES *Names;
   JOB_FILE *Jobs;
   UINT32 Number;   // of the line
@@ -24,7 +24,7 @@ struct READER {
 } // namespace
 
 static void mistake(READER *reader, const CHAR8 *what, const CHAR8 *which = "") {
-  complain(reader->Host, "job file, line %d: %a%a", reader->Number, what, which);
+  complain(reader->Front, "job file, line %d: %a%a", reader->Number, what, which);
   reader->HasMistake = true;
 }
 
@@ -188,12 +188,12 @@ static bool takeSetting(READER *reader, const JOB_LINE &line) {
   return isLimit;
 }
 
-XYL_RESULT parseJob(const XYL_HOST *host, const JOB_LINE &line, XYL_REQUEST *request) {
+XYL_RESULT parseJob(const XYL_FRONT *front, const JOB_LINE &line, XYL_REQUEST *request) {
   const CHAR8 *words[JOB_WORDS_MAX];
   for (UINTN i = 0; i < line.WordCount; ++i) {
     words[i] = wordOf(line, i);
   }
-  return xylParse(host, line.WordCount, words, request);
+  return xylParse(front, line.WordCount, words, request);
 }
 
 // Without the prefix and the line feed that are for a message of its own.
@@ -212,10 +212,10 @@ static void checkCommand(READER *reader, const JOB_LINE &line) {
     return;
   }
   TEXT told = {};
-  XYL_HOST host = capturingHost(&told, XYL_FRONT_SHELL);
-  host.Commands = g_xylCommands;
+  XYL_FRONT front = capturingFront(&told, XYL_FRONT_SHELL);
+  front.Commands = g_xylCommands;
   XYL_REQUEST request;
-  if (isFailure(parseJob(&host, line, &request))) {
+  if (isFailure(parseJob(&front, line, &request))) {
     mistake(reader, messageOf(&told));
   } else if (xylChangesController(request) && request.Options[XYL_OPTION_YES] != nullptr) {
     const CHAR8 *controller = request.Options[XYL_OPTION_NUMBER];
@@ -293,9 +293,9 @@ static void readLines(READER *reader, const CHAR8 *text, UINTN size) {
   }
 }
 
-XYL_RESULT readJobs(const XYL_HOST *host, const CHAR8 *text, UINTN size, const JOB_NAMES &names, JOB_FILE *jobs) {
+XYL_RESULT readJobs(const XYL_FRONT *front, const CHAR8 *text, UINTN size, const JOB_NAMES &names, JOB_FILE *jobs) {
   *jobs = {};
-  READER reader = {host, &names, jobs, /* Number= */ 0, /* HasMistake= */ false, /* IsOver= */ false, /* Limit= */ 0};
+  READER reader = {front, &names, jobs, /* Number= */ 0, /* HasMistake= */ false, /* IsOver= */ false, /* Limit= */ 0};
   if (size > JOB_FILE_LIMIT) {
     mistake(&reader, "the file is larger than 64 KB");
   } else if (!isText(text, size)) {

@@ -51,11 +51,11 @@ struct JOB_NAMES {
 
 // Reads a job file of size bytes; the caller frees it, also after a mistake. Each mistake is told on the error output,
 // with its line, and gives XYL_USAGE.
-XYL_RESULT readJobs(const XYL_HOST *host, const CHAR8 *text, UINTN size, const JOB_NAMES &names, JOB_FILE *jobs);
+XYL_RESULT readJobs(const XYL_FRONT *front, const CHAR8 *text, UINTN size, const JOB_NAMES &names, JOB_FILE *jobs);
 void freeJobs(JOB_FILE *jobs);
 
 // Parses the words of a command line; the request's texts are the line's.
-XYL_RESULT parseJob(const XYL_HOST *host, const JOB_LINE &line, XYL_REQUEST *request);
+XYL_RESULT parseJob(const XYL_FRONT *front, const JOB_LINE &line, XYL_REQUEST *request);
 
 // Whether the line is for an outcome.
 bool isJobFor(JOB_CONDITION condition, XYL_OUTCOME outcome);

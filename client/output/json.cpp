@@ -14,7 +14,7 @@ void jsonForget() {
 }
 
 static void write(const JSON *json, const CHAR8 *text) {
-  json->Host->WriteOut(json->Host, text, textLength(text));
+  json->Front->WriteOut(json->Front, text, textLength(text));
 }
 
 static void beginLine(const JSON *json) {
@@ -41,7 +41,7 @@ static void writeText(const JSON *json, const CHAR8 *text) {
       text += length;
       continue;
     }
-    json->Host->WriteOut(json->Host, plain, static_cast<UINTN>(text - plain));
+    json->Front->WriteOut(json->Front, plain, static_cast<UINTN>(text - plain));
     writeEscape(json, character);
     text += length == 0 ? 1 : length;
     plain = text;

@@ -7,7 +7,7 @@
 #define JSON_DEPTH_MAX 16
 
 struct JSON {
-  const XYL_HOST *Host;
+  const XYL_FRONT *Front;
   UINTN Depth;
   CHAR8 Closing[JSON_DEPTH_MAX]; // of the open objects and arrays
   bool HasMembers;               // the innermost open one

@@ -8,13 +8,13 @@
 
 static constexpr UINTN LINE_CAPACITY = 701;
 
-using WRITE = void (*)(const XYL_HOST *host, const CHAR8 *text, UINTN length);
+using WRITE = void (*)(const XYL_FRONT *front, const CHAR8 *text, UINTN length);
 
 // Stands for a line feed of a format while the line is made, so that those of arguments are told from it.
 static constexpr CHAR16 LINE_BREAK = 0xFFFF;
 
 // Writes what a terminal may take for a command as \xNN; line feeds and tabs may be allowed.
-static void writeShown(const XYL_HOST *host, WRITE write, const CHAR8 *text, UINTN length, bool allowsLines) {
+static void writeShown(const XYL_FRONT *front, WRITE write, const CHAR8 *text, UINTN length, bool allowsLines) {
   UINTN plain = 0; // begins what is not written yet
   for (UINTN i = 0; i < length;) {
     UINT32 character = 0;
@@ -23,16 +23,16 @@ static void writeShown(const XYL_HOST *host, WRITE write, const CHAR8 *text, UIN
     if (isControl(character) && !(allowsLines && (character == '\n' || character == '\t'))) {
       CHAR8 escape[5] = "\\x";
       formatHex(escape + 2, character, 2);
-      write(host, text + plain, i - plain);
-      write(host, escape, 4);
+      write(front, text + plain, i - plain);
+      write(front, escape, 4);
       plain = i + bytes;
     }
     i += bytes;
   }
-  write(host, text + plain, length - plain);
+  write(front, text + plain, length - plain);
 }
 
-static void writeFormatted(const XYL_HOST *host, WRITE write, const CHAR8 *format, EFI_VA_LIST arguments) {
+static void writeFormatted(const XYL_FRONT *front, WRITE write, const CHAR8 *format, EFI_VA_LIST arguments) {
   CHAR16 marked[LINE_CAPACITY];
   CHAR16 wide[LINE_CAPACITY];
   CHAR8 line[LINE_CAPACITY];
@@ -47,47 +47,47 @@ static void writeFormatted(const XYL_HOST *host, WRITE write, const CHAR8 *forma
     for (; *at != 0 && *at != LINE_BREAK; ++at) {
       line[length++] = static_cast<CHAR8>(*at);
     }
-    writeShown(host, write, line, length, /* allowsLines= */ false);
+    writeShown(front, write, line, length, /* allowsLines= */ false);
     if (*at == 0) {
       return;
     }
-    write(host, "\n", 1);
+    write(front, "\n", 1);
   }
 }
 
-void EFIAPI say(const XYL_HOST *host, const CHAR8 *format, ...) {
+void EFIAPI say(const XYL_FRONT *front, const CHAR8 *format, ...) {
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, format);
-  writeFormatted(host, host->WriteOut, format, arguments);
+  writeFormatted(front, front->WriteOut, format, arguments);
   EFI_VA_END(arguments);
 }
 
-void EFIAPI complain(const XYL_HOST *host, const CHAR8 *format, ...) {
+void EFIAPI complain(const XYL_FRONT *front, const CHAR8 *format, ...) {
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, format);
-  host->WriteError(host, "xyl: ", 5);
-  writeFormatted(host, host->WriteError, format, arguments);
-  host->WriteError(host, "\n", 1);
+  front->WriteError(front, "xyl: ", 5);
+  writeFormatted(front, front->WriteError, format, arguments);
+  front->WriteError(front, "\n", 1);
   EFI_VA_END(arguments);
 }
 
-void sayText(const XYL_HOST *host, const CHAR8 *text) {
-  writeShown(host, host->WriteOut, text, textLength(text), /* allowsLines= */ false);
+void sayText(const XYL_FRONT *front, const CHAR8 *text) {
+  writeShown(front, front->WriteOut, text, textLength(text), /* allowsLines= */ false);
 }
 
-void sayLines(const XYL_HOST *host, const CHAR8 *text) {
-  writeShown(host, host->WriteOut, text, textLength(text), /* allowsLines= */ true);
+void sayLines(const XYL_FRONT *front, const CHAR8 *text) {
+  writeShown(front, front->WriteOut, text, textLength(text), /* allowsLines= */ true);
 }
 
-void complainLines(const XYL_HOST *host, const CHAR8 *text) {
-  writeShown(host, host->WriteError, text, textLength(text), /* allowsLines= */ true);
+void complainLines(const XYL_FRONT *front, const CHAR8 *text) {
+  writeShown(front, front->WriteError, text, textLength(text), /* allowsLines= */ true);
 }
 
-void sayDocument(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
-  if (host->Terminal) {
-    writeShown(host, host->WriteOut, text, length, /* allowsLines= */ true);
+void sayDocument(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
+  if (front->Terminal) {
+    writeShown(front, front->WriteOut, text, length, /* allowsLines= */ true);
   } else {
-    host->WriteOut(host, text, length);
+    front->WriteOut(front, text, length);
   }
 }
 
@@ -99,18 +99,18 @@ static constexpr struct {
     {"Offline", "\x1b[31m"}, {"Degraded", "\x1b[33m"}, {"Foreign", "\x1b[33m"},
 };
 
-void sayMarked(const XYL_HOST *host, const CHAR8 *word, UINTN width) {
+void sayMarked(const XYL_FRONT *front, const CHAR8 *word, UINTN width) {
   const CHAR8 *colour = "";
   for (const auto &mark : g_marks) {
-    if (host->Colours && textEqual(word, mark.Word)) {
+    if (front->Colours && textEqual(word, mark.Word)) {
       colour = mark.Colour;
     }
   }
-  host->WriteOut(host, colour, textLength(colour));
-  sayText(host, word);
-  host->WriteOut(host, "\x1b[0m", *colour != 0 ? 4 : 0);
+  front->WriteOut(front, colour, textLength(colour));
+  sayText(front, word);
+  front->WriteOut(front, "\x1b[0m", *colour != 0 ? 4 : 0);
   for (UINTN length = textLength(word); length < width; ++length) {
-    sayText(host, " ");
+    sayText(front, " ");
   }
 }
 

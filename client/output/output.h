@@ -12,23 +12,23 @@
 // characters and bytes from 0x7F to 0x9F, unless these are part of valid UTF-8, are written as \xNN.
 
 // Writes to the standard output; conversions of base/format.h. A line above 700 characters is cut.
-void EFIAPI say(const XYL_HOST *host, const CHAR8 *format, ...);
+void EFIAPI say(const XYL_FRONT *front, const CHAR8 *format, ...);
 
 // Writes "xyl: ", the message and a line feed to the error output.
-void EFIAPI complain(const XYL_HOST *host, const CHAR8 *format, ...);
+void EFIAPI complain(const XYL_FRONT *front, const CHAR8 *format, ...);
 
 // Writes a text of any length to the standard output.
-void sayText(const XYL_HOST *host, const CHAR8 *text);
+void sayText(const XYL_FRONT *front, const CHAR8 *text);
 
 // Likewise one of several lines, which may hold line feeds and tabs; to the error output.
-void sayLines(const XYL_HOST *host, const CHAR8 *text);
-void complainLines(const XYL_HOST *host, const CHAR8 *text);
+void sayLines(const XYL_FRONT *front, const CHAR8 *text);
+void complainLines(const XYL_FRONT *front, const CHAR8 *text);
 
 // Writes a document as it is, to a terminal as sayLines does.
-void sayDocument(const XYL_HOST *host, const CHAR8 *text, UINTN length);
+void sayDocument(const XYL_FRONT *front, const CHAR8 *text, UINTN length);
 
 // Writes a word for a state or result, padded to width, in a colour of its own where the front has colours.
-void sayMarked(const XYL_HOST *host, const CHAR8 *word, UINTN width);
+void sayMarked(const XYL_FRONT *front, const CHAR8 *word, UINTN width);
 
 // The words for a status, also for one without a name.
 const CHAR8 *statusWords(EFI_STATUS status);

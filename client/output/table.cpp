@@ -54,9 +54,9 @@ void addCell(TABLE *table, const CHAR8 *text) {
   *cell = copy;
 }
 
-static void sayBlanks(const XYL_HOST *host, UINTN count) {
+static void sayBlanks(const XYL_FRONT *front, UINTN count) {
   for (; count != 0; --count) {
-    sayText(host, " ");
+    sayText(front, " ");
   }
 }
 
@@ -81,7 +81,7 @@ static UINTN longestPiece(const CHAR8 *text) {
 }
 
 // Writes the text from the column start on, and goes on below it behind a comma where it does not fit.
-static void sayBroken(const XYL_HOST *host, CHAR8 *text, UINTN start) {
+static void sayBroken(const XYL_FRONT *front, CHAR8 *text, UINTN start) {
   UINTN at = start;
   while (*text != 0) {
     CHAR8 *end = text;
@@ -92,15 +92,15 @@ static void sayBroken(const XYL_HOST *host, CHAR8 *text, UINTN start) {
     CHAR8 behind = *end;
     *end = 0;
     UINTN columns = columnsOf(text);
-    if (at != start && at + 1 + columns > host->Columns) {
-      say(host, "\n");
-      sayBlanks(host, start);
+    if (at != start && at + 1 + columns > front->Columns) {
+      say(front, "\n");
+      sayBlanks(front, start);
       at = start;
     } else if (at != start) {
-      sayBlanks(host, 1);
+      sayBlanks(front, 1);
       ++at;
     }
-    sayText(host, text);
+    sayText(front, text);
     at += columns;
     *end = behind;
     text = behind != 0 ? end + 1 : end;
@@ -128,7 +128,7 @@ static constexpr UINTN BELOW = 6; // where these begin
 
 // Takes columns from the texts that are widest until what stands behind them has its place on the line; numbers, sizes,
 // states and short words stay whole. False when there is no place.
-static bool narrow(const XYL_HOST *host, const TABLE &table, UINTN behind, UINTN *widths) {
+static bool narrow(const XYL_FRONT *front, const TABLE &table, UINTN behind, UINTN *widths) {
   static constexpr UINTN LEAST = 6;
   UINTN last = table.ColumnCount - 1;
   for (;;) {
@@ -140,14 +140,14 @@ static bool narrow(const XYL_HOST *host, const TABLE &table, UINTN behind, UINTN
       bool gives = !column.IsRight && !column.IsMarked && column.Most > 8 && widths[i] > LEAST;
       widest = gives && (widest == last || widths[i] > widths[widest]) ? i : widest;
     }
-    if (total <= host->Columns || widest == last) {
-      return total <= host->Columns;
+    if (total <= front->Columns || widest == last) {
+      return total <= front->Columns;
     }
     --widths[widest];
   }
 }
 
-static void layOut(const XYL_HOST *host, const TABLE &table, WIDTHS *widths) {
+static void layOut(const XYL_FRONT *front, const TABLE &table, WIDTHS *widths) {
   *widths = {};
   for (UINTN i = 0; i < table.ColumnCount; ++i) {
     widths->Columns[i] = columnsOf(table.Columns[i].Title);
@@ -163,65 +163,65 @@ static void layOut(const XYL_HOST *host, const TABLE &table, WIDTHS *widths) {
     column = column < last ? column + 1 : 0;
   }
   WIDTHS whole = *widths;
-  if (!narrow(host, table, 2 + longest, widths->Columns)) {
+  if (!narrow(front, table, 2 + longest, widths->Columns)) {
     *widths = whole;
     widths->IsBelow = true;
-    narrow(host, table, 0, widths->Columns);
+    narrow(front, table, 0, widths->Columns);
   }
 }
 
 // Before the last column: its place on the line, or on the next.
-static void sayStart(const XYL_HOST *host, bool isBelow) {
+static void sayStart(const XYL_FRONT *front, bool isBelow) {
   if (isBelow) {
-    say(host, "\n");
+    say(front, "\n");
   }
-  sayBlanks(host, isBelow ? BELOW : 2);
+  sayBlanks(front, isBelow ? BELOW : 2);
 }
 
-static void sayTitles(const XYL_HOST *host, const TABLE &table, const WIDTHS &widths) {
+static void sayTitles(const XYL_FRONT *front, const TABLE &table, const WIDTHS &widths) {
   for (UINTN i = 0; i < table.ColumnCount; ++i) {
     const TABLE_COLUMN &column = table.Columns[i];
     bool isLast = i + 1 == table.ColumnCount;
     UINTN blanks = widths.Columns[i] - columnsOf(column.Title);
-    sayStart(host, isLast && widths.IsBelow);
-    sayBlanks(host, column.IsRight ? blanks : 0);
-    sayText(host, column.Title);
-    sayBlanks(host, column.IsRight || isLast ? 0 : blanks);
+    sayStart(front, isLast && widths.IsBelow);
+    sayBlanks(front, column.IsRight ? blanks : 0);
+    sayText(front, column.Title);
+    sayBlanks(front, column.IsRight || isLast ? 0 : blanks);
   }
-  say(host, "\n");
+  say(front, "\n");
 }
 
-static void sayRow(const XYL_HOST *host, const TABLE &table, const WIDTHS &widths, CHAR8 *const *cells) {
+static void sayRow(const XYL_FRONT *front, const TABLE &table, const WIDTHS &widths, CHAR8 *const *cells) {
   UINTN at = 2;
   for (UINTN i = 0; i < table.ColumnCount; ++i) {
     const TABLE_COLUMN &column = table.Columns[i];
     bool isLast = i + 1 == table.ColumnCount;
-    sayStart(host, isLast && widths.IsBelow);
+    sayStart(front, isLast && widths.IsBelow);
     if (isLast) {
-      sayBroken(host, cells[i], widths.IsBelow ? BELOW : at);
+      sayBroken(front, cells[i], widths.IsBelow ? BELOW : at);
       continue;
     }
     cutTo(cells[i], widths.Columns[i]);
     UINTN blanks = widths.Columns[i] - columnsOf(cells[i]);
     if (column.IsMarked) {
-      sayMarked(host, cells[i], widths.Columns[i]);
+      sayMarked(front, cells[i], widths.Columns[i]);
     } else {
-      sayBlanks(host, column.IsRight ? blanks : 0);
-      sayText(host, cells[i]);
-      sayBlanks(host, column.IsRight ? 0 : blanks);
+      sayBlanks(front, column.IsRight ? blanks : 0);
+      sayText(front, cells[i]);
+      sayBlanks(front, column.IsRight ? 0 : blanks);
     }
     at += widths.Columns[i] + 2;
   }
-  say(host, "\n");
+  say(front, "\n");
 }
 
-bool sayTable(const XYL_HOST *host, TABLE *table) {
+bool sayTable(const XYL_FRONT *front, TABLE *table) {
   if (!table->Failed) {
     WIDTHS widths;
-    layOut(host, *table, &widths);
-    sayTitles(host, *table, widths);
+    layOut(front, *table, &widths);
+    sayTitles(front, *table, widths);
     for (UINT32 i = 0; i < table->Cells.count; i += static_cast<UINT32>(table->ColumnCount)) {
-      sayRow(host, *table, widths, &table->Cells.items[i]);
+      sayRow(front, *table, widths, &table->Cells.items[i]);
     }
   }
   for (UINT32 i = 0; i < table->Cells.count; ++i) {

@@ -24,7 +24,7 @@ void addCell(TABLE *table, const CHAR8 *text);
 
 // Prints the table with its titles, two blanks before each column, and frees it. False, with nothing printed, when it
 // failed.
-bool sayTable(const XYL_HOST *host, TABLE *table);
+bool sayTable(const XYL_FRONT *front, TABLE *table);
 
 // The columns that the text takes on a terminal.
 UINTN columnsOf(const CHAR8 *text);

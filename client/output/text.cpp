@@ -52,17 +52,17 @@ const CHAR8 *textOf(const TEXT &text) {
   return text.Chars != nullptr ? text.Chars : "";
 }
 
-static void capture(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
-  putBytes(static_cast<TEXT *>(host->Context), text, length);
+static void capture(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
+  putBytes(static_cast<TEXT *>(front->Context), text, length);
 }
 
-XYL_HOST capturingHost(TEXT *text, XYL_FRONT kind) {
-  XYL_HOST host = {};
-  host.Context = text;
-  host.Front = kind;
-  host.WriteOut = capture;
-  host.WriteError = capture;
-  return host;
+XYL_FRONT capturingFront(TEXT *text, XYL_FRONTS kind) {
+  XYL_FRONT front = {};
+  front.Context = text;
+  front.Kind = kind;
+  front.WriteOut = capture;
+  front.WriteError = capture;
+  return front;
 }
 
 void freeText(TEXT *text) {

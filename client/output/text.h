@@ -20,7 +20,7 @@ void putNumber(TEXT *text, UINT64 number);
 const CHAR8 *textOf(const TEXT &text);
 
 // What only prints gets a host that appends to the text; it has nothing else.
-XYL_HOST capturingHost(TEXT *text, XYL_FRONT kind);
+XYL_FRONT capturingFront(TEXT *text, XYL_FRONTS kind);
 
 // Overwrites the memory, gives it back and empties the text.
 void freeText(TEXT *text);

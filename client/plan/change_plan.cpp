@@ -12,9 +12,9 @@
 struct FACTS {
   const RAID_CONFIG *Saved; // or null
   RAID_CMD_RESULT Disks;
-  RAID_CMD_RESULT Volumes;
+  RAID_CMD_RESULT VirtualDisks;
   ID_INDEX DiskIndex;
-  ID_INDEX VolumeIndex;
+  ID_INDEX VirtualDiskIndex;
   ID_INDEX SavedIndex;
   UINT64 *Places; // pool; the disks by their FQDD
 };
@@ -23,8 +23,8 @@ static const RAID_PD_RECORD *disksOf(const FACTS &facts) {
   return static_cast<const RAID_PD_RECORD *>(facts.Disks.Data);
 }
 
-static const RAID_VD_RECORD *volumesOf(const FACTS &facts) {
-  return static_cast<const RAID_VD_RECORD *>(facts.Volumes.Data);
+static const RAID_VD_RECORD *virtualDisksOf(const FACTS &facts) {
+  return static_cast<const RAID_VD_RECORD *>(facts.VirtualDisks.Data);
 }
 
 // --- Reading ---
@@ -49,7 +49,7 @@ static EFI_STATUS readFacts(RAID_MGMT_PROTOCOL *controller, const RAID_CONFIG *s
   facts->Saved = saved;
   EFI_STATUS status = readList(controller, RAID_OBJECT_PHYSICAL_DISK, &facts->Disks);
   if (!EFI_ERROR(status)) {
-    status = readList(controller, RAID_OBJECT_VIRTUAL_DISK, &facts->Volumes);
+    status = readList(controller, RAID_OBJECT_VIRTUAL_DISK, &facts->VirtualDisks);
   }
   if (EFI_ERROR(status)) {
     return status;
@@ -57,7 +57,7 @@ static EFI_STATUS readFacts(RAID_MGMT_PROTOCOL *controller, const RAID_CONFIG *s
   UINT32 count = recordCount(&facts->Disks);
   facts->Places = poolNew<UINT64>(UINTN{count} + 1);
   bool made = facts->Places != nullptr && indexRecords(&facts->DiskIndex, disksOf(*facts), count) &&
-              indexRecords(&facts->VolumeIndex, volumesOf(*facts), recordCount(&facts->Volumes)) &&
+              indexRecords(&facts->VirtualDiskIndex, virtualDisksOf(*facts), recordCount(&facts->VirtualDisks)) &&
               indexRecords(&facts->SavedIndex, saved != nullptr ? saved->physicalDisks : nullptr,
                            saved != nullptr ? saved->physicalDiskCount : 0);
   if (!made) {
@@ -71,13 +71,13 @@ static EFI_STATUS readFacts(RAID_MGMT_PROTOCOL *controller, const RAID_CONFIG *s
 }
 
 static void freeFacts(RAID_MGMT_PROTOCOL *controller, FACTS *facts) {
-  ID_INDEX *indices[] = {&facts->DiskIndex, &facts->VolumeIndex, &facts->SavedIndex};
+  ID_INDEX *indices[] = {&facts->DiskIndex, &facts->VirtualDiskIndex, &facts->SavedIndex};
   for (ID_INDEX *index : indices) {
     freeIds(index);
   }
   poolFree(facts->Places);
   giveBack(controller, &facts->Disks);
-  giveBack(controller, &facts->Volumes);
+  giveBack(controller, &facts->VirtualDisks);
 }
 
 // --- Objects ---
@@ -103,34 +103,34 @@ static const RAID_PD_RECORD *diskOf(const FACTS &facts, UINT32 command, UINT32 i
   return nullptr;
 }
 
-static void putVolume(TEXT *text, const RAID_VD_RECORD &volume) {
+static void putVirtualDisk(TEXT *text, const RAID_VD_RECORD &virtualDisk) {
   CHAR8 size[SIZE_TEXT_CAPACITY];
   CHAR8 name[64];
-  formatSize(size, volume.Size);
-  textNarrow(name, volume.Name, sizeof(name) - 1);
+  formatSize(size, virtualDisk.Size);
+  textNarrow(name, virtualDisk.Name, sizeof(name) - 1);
   putText(text, "\"");
   putText(text, name);
   putText(text, "\", ");
-  putText(text, GetNameFromValue(volume.RAIDLevel, g_raidLevelTable));
-  if (volume.Size != 0) {
+  putText(text, GetNameFromValue(virtualDisk.RAIDLevel, g_raidLevelTable));
+  if (virtualDisk.Size != 0) {
     putText(text, ", ");
     putText(text, size);
   }
 }
 
-// The volumes and disks that the command names.
+// The virtual disks and disks that the command names.
 static void putNamed(CHANGE_STEP *step, const FACTS &facts, const RAID_CMD_BLOCK &command) {
   for (UINT32 i = 0; i < command.ObjectIdCount; ++i) {
     UINT32 id = command.ObjectIds[i];
     putText(&step->What, i != 0 ? "; " : "");
-    bool isVolume = command.ObjectType == RAID_OBJECT_VIRTUAL_DISK;
-    putText(&step->What, isVolume ? "virtual disk " : "disk ");
-    UINT32 place = findId(facts.VolumeIndex, id);
-    const RAID_PD_RECORD *disk = isVolume ? nullptr : diskOf(facts, command.Command, id);
+    bool isVirtualDisk = command.ObjectType == RAID_OBJECT_VIRTUAL_DISK;
+    putText(&step->What, isVirtualDisk ? "virtual disk " : "disk ");
+    UINT32 place = findId(facts.VirtualDiskIndex, id);
+    const RAID_PD_RECORD *disk = isVirtualDisk ? nullptr : diskOf(facts, command.Command, id);
     putNumber(&step->What, disk != nullptr ? disk->ObjectID : id);
-    if (isVolume && place != ID_NONE) {
+    if (isVirtualDisk && place != ID_NONE) {
       putText(&step->What, " ");
-      putVolume(&step->What, volumesOf(facts)[place]);
+      putVirtualDisk(&step->What, virtualDisksOf(facts)[place]);
     } else if (disk == nullptr) {
       putText(&step->What, " (not there)");
       step->Wrong = "it names what is not there";
@@ -138,13 +138,13 @@ static void putNamed(CHANGE_STEP *step, const FACTS &facts, const RAID_CMD_BLOCK
   }
 }
 
-static void putAllVolumes(CHANGE_STEP *step, const FACTS &facts) {
+static void putAllVirtualDisks(CHANGE_STEP *step, const FACTS &facts) {
   putText(&step->What, "hot spare assignments and all virtual disks");
-  for (UINT32 i = 0; i < recordCount(&facts.Volumes); ++i) {
+  for (UINT32 i = 0; i < recordCount(&facts.VirtualDisks); ++i) {
     putText(&step->What, i == 0 ? ": " : "; ");
-    putNumber(&step->What, volumesOf(facts)[i].ObjectID);
+    putNumber(&step->What, virtualDisksOf(facts)[i].ObjectID);
     putText(&step->What, " ");
-    putVolume(&step->What, volumesOf(facts)[i]);
+    putVirtualDisk(&step->What, virtualDisksOf(facts)[i]);
   }
 }
 
@@ -173,7 +173,7 @@ static void putForeign(CHANGE_STEP *step, const FACTS &facts) {
 static void describeDelete(CHANGE_STEP *step, const FACTS &facts, const RAID_CMD_BLOCK &command) {
   step->Destroys = true;
   if (command.ObjectType == RAID_OBJECT_ADAPTER) {
-    putAllVolumes(step, facts);
+    putAllVirtualDisks(step, facts);
   } else {
     putNamed(step, facts, command);
   }
@@ -207,10 +207,10 @@ static void describeLoss(CHANGE_STEP *step, const FACTS &facts, const RAID_CMD_B
 }
 
 static void describeCreate(CHANGE_STEP *step, const FACTS &facts, const RAID_CMD_BLOCK &command) {
-  const RAID_VD_RECORD *volume = static_cast<const RAID_VD_RECORD *>(command.ObjectData);
+  const RAID_VD_RECORD *virtualDisk = static_cast<const RAID_VD_RECORD *>(command.ObjectData);
   putText(&step->What, "virtual disk ");
-  if (volume != nullptr && volume->ObjectType == RAID_OBJECT_VIRTUAL_DISK) {
-    putVolume(&step->What, *volume);
+  if (virtualDisk != nullptr && virtualDisk->ObjectType == RAID_OBJECT_VIRTUAL_DISK) {
+    putVirtualDisk(&step->What, *virtualDisk);
     putText(&step->What, ", ");
   }
   putText(&step->What, "on ");
@@ -284,7 +284,7 @@ XYL_RESULT planChanges(const XYL_CONTEXT &context, const CONTROLLER &controller,
   }
   freeFacts(controller.Management, &facts);
   if (EFI_ERROR(status)) {
-    complain(context.Host, "the change cannot be planned: %a; nothing was changed", statusWords(status));
+    complain(context.Front, "the change cannot be planned: %a; nothing was changed", statusWords(status));
     return failed(status);
   }
   return succeeded();
@@ -306,22 +306,22 @@ static const CHAR8 *lossOf(const CHANGE_STEP &step) {
   return step.IsAtRisk ? ", beside which there is room: AT RISK" : ": DESTROYED, with all data";
 }
 
-static void sayChanges(const XYL_HOST *host, const CONTROLLER &controller, const CHANGE_PLAN &plan) {
-  say(host, "Controller: ");
-  sayIdentity(host, controller.Identity);
-  say(host, "\n");
+static void sayChanges(const XYL_FRONT *front, const CONTROLLER &controller, const CHANGE_PLAN &plan) {
+  say(front, "Controller: ");
+  sayIdentity(front, controller.Identity);
+  say(front, "\n");
   for (UINT32 i = 0; i < plan.Count; ++i) {
     const CHANGE_STEP &step = plan.Steps[i];
-    say(host, "%4d  %-12a  ", i + 1, GetNameFromValue(step.Command, g_commandTable));
-    sayText(host, textOf(step.What)); // may be longer than a formatted line
-    say(host, "%a%a%a\n", lossOf(step), step.Wrong != nullptr ? "; will fail: " : "",
+    say(front, "%4d  %-12a  ", i + 1, GetNameFromValue(step.Command, g_commandTable));
+    sayText(front, textOf(step.What)); // may be longer than a formatted line
+    say(front, "%a%a%a\n", lossOf(step), step.Wrong != nullptr ? "; will fail: " : "",
         step.Wrong != nullptr ? step.Wrong : "");
   }
 }
 
-static void writeChanges(const XYL_HOST *host, const CONTROLLER &controller, const CHANGE_PLAN &plan) {
+static void writeChanges(const XYL_FRONT *front, const CONTROLLER &controller, const CHANGE_PLAN &plan) {
   JSON json = {};
-  json.Host = host;
+  json.Front = front;
   jsonObject(&json, nullptr);
   writeIdentity(&json, controller.Identity);
   jsonBool(&json, "destroys", plan.Destroys);
@@ -345,9 +345,9 @@ static void writeChanges(const XYL_HOST *host, const CONTROLLER &controller, con
 
 XYL_RESULT tellChanges(const XYL_CONTEXT &context, const CONTROLLER &controller, const CHANGE_PLAN &plan) {
   if (hasOption(context, XYL_OPTION_JSON)) {
-    writeChanges(context.Host, controller, plan);
+    writeChanges(context.Front, controller, plan);
   } else {
-    sayChanges(context.Host, controller, plan);
+    sayChanges(context.Front, controller, plan);
   }
   return plan.Fails ? different() : succeeded();
 }

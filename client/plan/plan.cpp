@@ -92,7 +92,7 @@ static EFI_STATUS dryRun(RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan)
 static bool lacksReasons(const RESTORE_PLAN &plan) {
   bool isShort = false;
   for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
-    isShort = isShort || plan.VolumePlans[i].WhyNot.Failed;
+    isShort = isShort || plan.VirtualDiskPlans[i].WhyNot.Failed;
   }
   for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
     isShort = isShort || plan.DiskPlans[i].WhyNoSpare.Failed;
@@ -103,15 +103,15 @@ static bool lacksReasons(const RESTORE_PLAN &plan) {
 // A restore that leaves the virtual disks alone finds those on the controller that its verdict does not miss.
 static void findMissing(RESTORE_PLAN *plan) {
   for (UINT32 i = 0; i < plan->Saved->logicalDiskCount; ++i) {
-    plan->VolumePlans[i].IsThere = true;
+    plan->VirtualDiskPlans[i].IsThere = true;
   }
   for (UINT32 i = 0; i < plan->Verdict.Differences.All.count; ++i) {
     const DIFFERENCE &difference = plan->Verdict.Differences.All.items[i];
-    if (difference.Object == DIFFERENCE_VOLUME && difference.Kind == DIFFERENCE_REMOVED) {
+    if (difference.Object == DIFFERENCE_VIRTUAL_DISK && difference.Kind == DIFFERENCE_REMOVED) {
       UINT32 id = static_cast<UINT32>(parseDecimal(childText(difference.OldNode, "ObjectID")));
-      UINT32 place = findId(plan->SavedVolumeIndex, id);
+      UINT32 place = findId(plan->SavedVirtualDiskIndex, id);
       if (place != ID_NONE) {
-        plan->VolumePlans[place].IsThere = false;
+        plan->VirtualDiskPlans[place].IsThere = false;
       }
     }
   }
@@ -130,7 +130,7 @@ static EFI_STATUS judgeAll(RESTORE_PLAN *plan, const XML_NODE *savedRoot) {
   if (!EFI_ERROR(status)) {
     status = makeVerdict(*plan, savedRoot, plan->After, /* planned= */ nullptr, &plan->Verdict);
   }
-  if (!EFI_ERROR(status) && plan->PreservesVolumes) {
+  if (!EFI_ERROR(status) && plan->PreservesVirtualDisks) {
     findMissing(plan);
   }
   return status;
@@ -142,13 +142,13 @@ EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, const SAVED_DOCUMENT &doc
   *plan = {};
   plan->Controller = controller;
   plan->Saved = saved;
-  plan->PreservesVolumes = (runMode & RUN_MODE_PRESERVE_VD) != 0;
+  plan->PreservesVirtualDisks = (runMode & RUN_MODE_PRESERVE_VD) != 0;
   for (UINT32 i = 0; i < saved->logicalDiskCount; ++i) {
-    plan->EncryptedVolumes += (saved->logicalDisks[i].Attributes & RAID_VD_ATTRIBUTE_FDE) != 0 ? 1 : 0;
+    plan->EncryptedVirtualDisks += (saved->logicalDisks[i].Attributes & RAID_VD_ATTRIBUTE_FDE) != 0 ? 1 : 0;
   }
-  EFI_STATUS status = issueCommand(controller, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, &plan->Volumes);
+  EFI_STATUS status = issueCommand(controller, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, &plan->VirtualDisks);
   if (EFI_ERROR(status)) {
-    plan->Volumes = {};
+    plan->VirtualDisks = {};
     if (status != EFI_NOT_FOUND) {
       return status;
     }
@@ -178,7 +178,7 @@ XYL_RESULT makePlan(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, 
   *plan = {};
   EFI_STATUS status = planOptions(controller, saved, options, plan);
   if (EFI_ERROR(status)) {
-    complain(context.Host, "the restore cannot be planned: %a; nothing was changed", statusWords(status));
+    complain(context.Front, "the restore cannot be planned: %a; nothing was changed", statusWords(status));
     return failed(status);
   }
   return succeeded();
@@ -188,18 +188,18 @@ void freePlan(RESTORE_PLAN *plan) {
   for (UINT32 i = 0; i < plan->Commands.count; ++i) {
     poolFree(plan->Commands.items[i].Ids);
   }
-  for (UINT32 i = 0; plan->VolumePlans != nullptr && i < plan->Saved->logicalDiskCount; ++i) {
-    freeText(&plan->VolumePlans[i].WhyNot);
+  for (UINT32 i = 0; plan->VirtualDiskPlans != nullptr && i < plan->Saved->logicalDiskCount; ++i) {
+    freeText(&plan->VirtualDiskPlans[i].WhyNot);
   }
   for (UINT32 i = 0; plan->DiskPlans != nullptr && i < plan->Saved->physicalDiskCount; ++i) {
     freeText(&plan->DiskPlans[i].WhyNoSpare);
   }
-  void *arrays[] = {plan->Commands.items, plan->Map,  plan->VolumePlans,
+  void *arrays[] = {plan->Commands.items, plan->Map,  plan->VirtualDiskPlans,
                     plan->DiskPlans,      plan->Uses, plan->LosesContents};
   for (void *array : arrays) {
     poolFree(array);
   }
-  ID_INDEX *indices[] = {&plan->CurrentIndex, &plan->VolumeIndex, &plan->SavedIndex, &plan->SavedVolumeIndex};
+  ID_INDEX *indices[] = {&plan->CurrentIndex, &plan->VirtualDiskIndex, &plan->SavedIndex, &plan->SavedVirtualDiskIndex};
   for (ID_INDEX *index : indices) {
     freeIds(index);
   }
@@ -207,7 +207,7 @@ void freePlan(RESTORE_PLAN *plan) {
   freeVerdict(&plan->Verdict);
   freeTree(plan->After);
   freeTree(plan->Log);
-  RAID_CMD_RESULT *answers[] = {&plan->Adapter, &plan->Disks, &plan->Volumes};
+  RAID_CMD_RESULT *answers[] = {&plan->Adapter, &plan->Disks, &plan->VirtualDisks};
   for (RAID_CMD_RESULT *answer : answers) {
     if (plan->Controller != nullptr) {
       giveBack(plan->Controller, answer);

@@ -20,7 +20,7 @@ struct PLAN_COMMAND {
 };
 
 // What becomes of a saved virtual disk.
-struct VOLUME_PLAN {
+struct VIRTUAL_DISK_PLAN {
   UINT32 Command;        // the number of the command that creates it plus 1; 0: none
   EFI_STATUS Logged;     // of its step in the log
   TEXT WhyNot;           // why it does not come about in a rebuild; empty when it does
@@ -39,24 +39,24 @@ struct DISK_PLAN {
 struct RESTORE_PLAN {
   RAID_MGMT_PROTOCOL *Controller;
   const RAID_CONFIG *Saved;
-  bool PreservesVolumes;
-  UINT32 EncryptedVolumes;           // of the saved ones; they are created without encryption
+  bool PreservesVirtualDisks;
+  UINT32 EncryptedVirtualDisks;      // of the saved ones; they are created without encryption
   EFI_STATUS Status;                 // what the restore would return
   XML_NODE *Log;                     // the log of its steps
   POOL_ARRAY<PLAN_COMMAND> Commands; // in the order in which they would be sent
   UINT32 *Map;                       // per saved disk the partner's ObjectID + 1, or 0; null without disks
   RAID_CMD_RESULT Adapter;           // the controller's answers to Get; no data when it has none
   RAID_CMD_RESULT Disks;
-  RAID_CMD_RESULT Volumes;
-  FIT_INDEX Fits;           // of the controller's disks
-  VOLUME_PLAN *VolumePlans; // pool; one for each saved virtual disk
-  DISK_PLAN *DiskPlans;     // pool; one for each saved disk
-  UINT32 *Uses;             // pool; for how many saved disks each current one stands in
-  bool *LosesContents;      // pool; of each current disk: it belongs to a virtual disk now or later, or is foreign
-  ID_INDEX CurrentIndex;    // of the controller's disks
-  ID_INDEX VolumeIndex;     // of its virtual disks
-  ID_INDEX SavedIndex;      // of the saved disks
-  ID_INDEX SavedVolumeIndex;
+  RAID_CMD_RESULT VirtualDisks;
+  FIT_INDEX Fits;                      // of the controller's disks
+  VIRTUAL_DISK_PLAN *VirtualDiskPlans; // pool; one for each saved virtual disk
+  DISK_PLAN *DiskPlans;                // pool; one for each saved disk
+  UINT32 *Uses;                        // pool; for how many saved disks each current one stands in
+  bool *LosesContents;       // pool; of each current disk: it belongs to a virtual disk now or later, or is foreign
+  ID_INDEX CurrentIndex;     // of the controller's disks
+  ID_INDEX VirtualDiskIndex; // of its virtual disks
+  ID_INDEX SavedIndex;       // of the saved disks
+  ID_INDEX SavedVirtualDiskIndex;
   XML_NODE *After; // the document of the controller as the restore will leave it; null for one that would fail
   VERDICT Verdict; // on that document
 };
@@ -83,8 +83,8 @@ bool isPlanComplete(const RESTORE_PLAN &plan);
 bool isSetting(const CHAR8 *element);
 // How many of the saved virtual disks lie on foreign disks that are here, and how many of these an import may bring
 // back.
-UINT32 foreignVolumes(const RESTORE_PLAN &plan);
-UINT32 importableVolumes(const RESTORE_PLAN &plan);
+UINT32 foreignVirtualDisks(const RESTORE_PLAN &plan);
+UINT32 importableVirtualDisks(const RESTORE_PLAN &plan);
 
 // A restore that would fail gives a message and that failure.
 XYL_RESULT checkPlan(const XYL_CONTEXT &context, const RESTORE_PLAN &plan);

@@ -11,8 +11,8 @@ inline const RAID_ADAPTER_RECORD *currentAdapter(const RESTORE_PLAN &plan) {
 inline const RAID_PD_RECORD *currentDisks(const RESTORE_PLAN &plan) {
   return static_cast<const RAID_PD_RECORD *>(plan.Disks.Data);
 }
-inline const RAID_VD_RECORD *currentVolumes(const RESTORE_PLAN &plan) {
-  return static_cast<const RAID_VD_RECORD *>(plan.Volumes.Data);
+inline const RAID_VD_RECORD *currentVirtualDisks(const RESTORE_PLAN &plan) {
+  return static_cast<const RAID_VD_RECORD *>(plan.VirtualDisks.Data);
 }
 
 // The planned command of that kind whose data is the record (null: any), or null.

@@ -14,27 +14,27 @@ static void writeIds(JSON *json, const CHAR8 *name, const UINT32 *ids, UINT32 co
   jsonEnd(json);
 }
 
-static void writeVolumeMembers(JSON *json, const RAID_VD_RECORD &volume) {
-  jsonNumber(json, "id", volume.ObjectID);
-  jsonWide(json, "name", volume.Name);
-  jsonText(json, "level", GetNameFromValue(volume.RAIDLevel, g_raidLevelTable));
-  jsonNumber(json, "size", volume.Size);
+static void writeVirtualDiskMembers(JSON *json, const RAID_VD_RECORD &virtualDisk) {
+  jsonNumber(json, "id", virtualDisk.ObjectID);
+  jsonWide(json, "name", virtualDisk.Name);
+  jsonText(json, "level", GetNameFromValue(virtualDisk.RAIDLevel, g_raidLevelTable));
+  jsonNumber(json, "size", virtualDisk.Size);
 }
 
 static void writeDestroyed(JSON *json, const RESTORE_PLAN &plan) {
   jsonArray(json, "destroyed");
-  for (UINT32 i = 0; !plan.PreservesVolumes && i < recordCount(&plan.Volumes); ++i) {
-    const RAID_VD_RECORD &volume = currentVolumes(plan)[i];
+  for (UINT32 i = 0; !plan.PreservesVirtualDisks && i < recordCount(&plan.VirtualDisks); ++i) {
+    const RAID_VD_RECORD &virtualDisk = currentVirtualDisks(plan)[i];
     jsonObject(json, nullptr);
-    writeVolumeMembers(json, volume);
-    writeIds(json, "disks", volume.PDs, volume.PDCount);
+    writeVirtualDiskMembers(json, virtualDisk);
+    writeIds(json, "disks", virtualDisk.PDs, virtualDisk.PDCount);
     jsonEnd(json);
   }
   jsonEnd(json);
   jsonBool(json, "securityKeyRemoved",
            findCommand(plan, RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER, nullptr) != nullptr);
   jsonArray(json, "contentsLost");
-  for (UINT32 i = 0; !plan.PreservesVolumes && i < recordCount(&plan.Disks); ++i) {
+  for (UINT32 i = 0; !plan.PreservesVirtualDisks && i < recordCount(&plan.Disks); ++i) {
     if (plan.LosesContents[i]) {
       jsonNumber(json, nullptr, currentDisks(plan)[i].ObjectID);
     }
@@ -53,10 +53,10 @@ static void writeMembers(JSON *json, const PLAN_COMMAND &command) {
 
 static void writeCreated(JSON *json, const RESTORE_PLAN &plan) {
   jsonArray(json, "virtualDisks");
-  for (UINT32 i = 0; !plan.PreservesVolumes && i < plan.Saved->logicalDiskCount; ++i) {
-    const VOLUME_PLAN &judged = plan.VolumePlans[i];
+  for (UINT32 i = 0; !plan.PreservesVirtualDisks && i < plan.Saved->logicalDiskCount; ++i) {
+    const VIRTUAL_DISK_PLAN &judged = plan.VirtualDiskPlans[i];
     jsonObject(json, nullptr);
-    writeVolumeMembers(json, plan.Saved->logicalDisks[i]);
+    writeVirtualDiskMembers(json, plan.Saved->logicalDisks[i]);
     jsonBool(json, "created", judged.WhyNot.Length == 0);
     if (judged.WhyNot.Length == 0) {
       writeMembers(json, plan.Commands.items[judged.Command - 1]);
@@ -72,10 +72,10 @@ static void writeCreated(JSON *json, const RESTORE_PLAN &plan) {
 static void writeElsewhere(JSON *json, const RESTORE_PLAN &plan) {
   jsonArray(json, "missing");
   for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
-    const VOLUME_PLAN &judged = plan.VolumePlans[i];
+    const VIRTUAL_DISK_PLAN &judged = plan.VirtualDiskPlans[i];
     if (!judged.IsThere) {
       jsonObject(json, nullptr);
-      writeVolumeMembers(json, plan.Saved->logicalDisks[i]);
+      writeVirtualDiskMembers(json, plan.Saved->logicalDisks[i]);
       jsonNumber(json, "members", plan.Saved->logicalDisks[i].PDCount);
       jsonNumber(json, "foreignMembers", judged.ForeignMembers);
       jsonEnd(json);
@@ -92,7 +92,7 @@ static void writeNotBroughtBack(JSON *json, const RESTORE_PLAN &plan) {
   if (losesSecurityMode(plan)) {
     jsonText(json, nullptr, "security mode");
   }
-  if (!plan.PreservesVolumes && plan.EncryptedVolumes != 0) {
+  if (!plan.PreservesVirtualDisks && plan.EncryptedVirtualDisks != 0) {
     jsonText(json, nullptr, "encryption");
   }
   jsonEnd(json);
@@ -171,10 +171,10 @@ static void writeCommands(JSON *json, const RESTORE_PLAN &plan) {
 
 XYL_RESULT writePlan(const XYL_CONTEXT &context, const CONTROLLER &controller, const RESTORE_PLAN &plan) {
   JSON json = {};
-  json.Host = context.Host;
+  json.Front = context.Front;
   jsonObject(&json, nullptr);
   writeIdentity(&json, controller.Identity);
-  jsonBool(&json, "rebuild", !plan.PreservesVolumes);
+  jsonBool(&json, "rebuild", !plan.PreservesVirtualDisks);
   jsonBool(&json, "complete", isPlanComplete(plan));
   writeDestroyed(&json, plan);
   writeCreated(&json, plan);

@@ -87,11 +87,11 @@ static bool hasNoPartner(const RESTORE_PLAN &plan, UINT32 savedPlace) {
   return savedPlace == ID_NONE || plan.Map == nullptr || plan.Map[savedPlace] == 0;
 }
 
-static void putWithoutPartner(TEXT *why, const RESTORE_PLAN &plan, const RAID_VD_RECORD &volume) {
+static void putWithoutPartner(TEXT *why, const RESTORE_PLAN &plan, const RAID_VD_RECORD &virtualDisk) {
   putText(why, "no partner for saved disks");
   const CHAR8 *separator = " ";
-  const UINT32 *members = volume.PDs;
-  for (UINT32 j = members != nullptr ? volume.PDCount : 0; j-- > 0;) {
+  const UINT32 *members = virtualDisk.PDs;
+  for (UINT32 j = members != nullptr ? virtualDisk.PDCount : 0; j-- > 0;) {
     if (hasNoPartner(plan, findId(plan.SavedIndex, members[j]))) {
       putText(why, separator);
       putNumber(why, members[j]);
@@ -101,13 +101,13 @@ static void putWithoutPartner(TEXT *why, const RESTORE_PLAN &plan, const RAID_VD
 }
 
 // Why no command for the virtual disk is sent.
-static void putWhyNotSent(TEXT *why, const RESTORE_PLAN &plan, const RAID_VD_RECORD &volume, EFI_STATUS logged) {
+static void putWhyNotSent(TEXT *why, const RESTORE_PLAN &plan, const RAID_VD_RECORD &virtualDisk, EFI_STATUS logged) {
   switch (logged) {
   case EFI_UNSUPPORTED:
     putText(why, "the adapter has no CacheCade");
     break;
   case EFI_OUT_OF_RESOURCES:
-    putWithoutPartner(why, plan, volume);
+    putWithoutPartner(why, plan, virtualDisk);
     break;
   default:
     putText(why, "the restore ends before it");
@@ -115,18 +115,18 @@ static void putWhyNotSent(TEXT *why, const RESTORE_PLAN &plan, const RAID_VD_REC
 }
 
 // Whether the virtual disk is on the controller now: one of its level on one of its disks, by its name or its place.
-static bool isThere(const RESTORE_PLAN &plan, const RAID_VD_RECORD &volume, const RAID_PD_RECORD &disk) {
+static bool isThere(const RESTORE_PLAN &plan, const RAID_VD_RECORD &virtualDisk, const RAID_PD_RECORD &disk) {
   const UINT32 *ids = disk.VDs;
   for (UINT32 i = 0; ids != nullptr && i < disk.VDCount; ++i) {
-    UINT32 place = findId(plan.VolumeIndex, ids[i]);
-    const RAID_VD_RECORD *current = place != ID_NONE ? &currentVolumes(plan)[place] : nullptr;
-    if (current == nullptr || current->RAIDLevel != volume.RAIDLevel) {
+    UINT32 place = findId(plan.VirtualDiskIndex, ids[i]);
+    const RAID_VD_RECORD *current = place != ID_NONE ? &currentVirtualDisks(plan)[place] : nullptr;
+    if (current == nullptr || current->RAIDLevel != virtualDisk.RAIDLevel) {
       continue;
     }
-    const CHAR16 *name = volume.Name;
+    const CHAR16 *name = virtualDisk.Name;
     const CHAR16 *currentName = current->Name;
     bool sameName = name != nullptr && currentName != nullptr && textEqual(name, currentName);
-    if (sameName || current->StartingLba == volume.StartingLba) {
+    if (sameName || current->StartingLba == virtualDisk.StartingLba) {
       return true;
     }
   }
@@ -134,35 +134,35 @@ static bool isThere(const RESTORE_PLAN &plan, const RAID_VD_RECORD &volume, cons
 }
 
 // How many members a virtual disk can do without, at best.
-static UINT32 dispensableMembers(const RAID_VD_RECORD &volume) {
+static UINT32 dispensableMembers(const RAID_VD_RECORD &virtualDisk) {
   static constexpr UINT32 ONE = RAID_LEVEL_3 | RAID_LEVEL_4 | RAID_LEVEL_5 | RAID_LEVEL_30 | RAID_LEVEL_50;
   static constexpr UINT32 TWO = RAID_LEVEL_6 | RAID_LEVEL_60;
-  UINT32 spans = volume.SpanDepth != 0 ? volume.SpanDepth : 1;
-  bool isMirror = (volume.RAIDLevel & (RAID_LEVEL_1 | RAID_LEVEL_10)) != 0;
-  return isMirror                        ? volume.PDCount / 2
-         : (volume.RAIDLevel & ONE) != 0 ? spans
-         : (volume.RAIDLevel & TWO) != 0 ? 2 * spans
-                                         : 0;
+  UINT32 spans = virtualDisk.SpanDepth != 0 ? virtualDisk.SpanDepth : 1;
+  bool isMirror = (virtualDisk.RAIDLevel & (RAID_LEVEL_1 | RAID_LEVEL_10)) != 0;
+  return isMirror                             ? virtualDisk.PDCount / 2
+         : (virtualDisk.RAIDLevel & ONE) != 0 ? spans
+         : (virtualDisk.RAIDLevel & TWO) != 0 ? 2 * spans
+                                              : 0;
 }
 
-static void judgeVolume(RESTORE_PLAN *plan, UINT32 index) {
-  const RAID_VD_RECORD &volume = plan->Saved->logicalDisks[index];
-  VOLUME_PLAN *judged = &plan->VolumePlans[index];
-  if (judged->Command == 0 && !plan->PreservesVolumes) {
-    putWhyNotSent(&judged->WhyNot, *plan, volume, judged->Logged);
+static void judgeVirtualDisk(RESTORE_PLAN *plan, UINT32 index) {
+  const RAID_VD_RECORD &virtualDisk = plan->Saved->logicalDisks[index];
+  VIRTUAL_DISK_PLAN *judged = &plan->VirtualDiskPlans[index];
+  if (judged->Command == 0 && !plan->PreservesVirtualDisks) {
+    putWhyNotSent(&judged->WhyNot, *plan, virtualDisk, judged->Logged);
   }
-  const UINT32 *members = volume.PDs;
-  for (UINT32 j = 0; members != nullptr && j < volume.PDCount; ++j) {
+  const UINT32 *members = virtualDisk.PDs;
+  for (UINT32 j = 0; members != nullptr && j < virtualDisk.PDCount; ++j) {
     UINT32 place = findId(plan->SavedIndex, members[j]);
     UINT32 twin = place != ID_NONE ? plan->DiskPlans[place].Twin : 0;
     if (twin != 0) {
       const RAID_PD_RECORD &disk = currentDisks(*plan)[twin - 1];
       judged->ForeignMembers += disk.State == RAID_STATE_FOREIGN ? 1 : 0;
-      judged->IsThere = judged->IsThere || isThere(*plan, volume, disk);
+      judged->IsThere = judged->IsThere || isThere(*plan, virtualDisk, disk);
     }
   }
-  UINT32 others = members != nullptr ? volume.PDCount - judged->ForeignMembers : 0;
-  judged->MayBeImported = !judged->IsThere && judged->ForeignMembers != 0 && others <= dispensableMembers(volume);
+  UINT32 others = members != nullptr ? virtualDisk.PDCount - judged->ForeignMembers : 0;
+  judged->MayBeImported = !judged->IsThere && judged->ForeignMembers != 0 && others <= dispensableMembers(virtualDisk);
 }
 
 // Brings each virtual disk together with its command and with its step, of which the log has one as far as it comes.
@@ -170,8 +170,8 @@ static void findCreations(RESTORE_PLAN *plan) {
   for (UINT32 i = 0; i < plan->Commands.count; ++i) {
     const PLAN_COMMAND &command = plan->Commands.items[i];
     if (command.Command == RAID_COMMAND_CREATE) {
-      const RAID_VD_RECORD *volume = static_cast<const RAID_VD_RECORD *>(command.Data);
-      plan->VolumePlans[volume - plan->Saved->logicalDisks].Command = i + 1;
+      const RAID_VD_RECORD *virtualDisk = static_cast<const RAID_VD_RECORD *>(command.Data);
+      plan->VirtualDiskPlans[virtualDisk - plan->Saved->logicalDisks].Command = i + 1;
     } else if (command.Command == RAID_COMMAND_CHANGE && command.ObjectType == RAID_OBJECT_PHYSICAL_DISK) {
       const RAID_PD_RECORD *disk = static_cast<const RAID_PD_RECORD *>(command.Data);
       plan->DiskPlans[disk - plan->Saved->physicalDisks].SpareCommand = i + 1;
@@ -182,11 +182,11 @@ static void findCreations(RESTORE_PLAN *plan) {
   for (const XML_NODE *node = childNamed(plan->Log, "Operation"); node != nullptr; node = nextSame(node)) {
     readStep(node, &step);
     if (textEqual(step.Name, "CreateVD") && index < plan->Saved->logicalDiskCount) {
-      plan->VolumePlans[index++].Logged = step.Status;
+      plan->VirtualDiskPlans[index++].Logged = step.Status;
     }
   }
   for (; index < plan->Saved->logicalDiskCount; ++index) {
-    plan->VolumePlans[index].Logged = EFI_ABORTED;
+    plan->VirtualDiskPlans[index].Logged = EFI_ABORTED;
   }
 }
 
@@ -195,7 +195,7 @@ static void findCreations(RESTORE_PLAN *plan) {
 static void judgeSpare(RESTORE_PLAN *plan, UINT32 index) {
   DISK_PLAN *judged = &plan->DiskPlans[index];
   bool isSent = judged->SpareCommand != 0;
-  if (plan->Saved->physicalDisks[index].Hotspare != RAID_HOTSPARE_NONE && !plan->PreservesVolumes && !isSent) {
+  if (plan->Saved->physicalDisks[index].Hotspare != RAID_HOTSPARE_NONE && !plan->PreservesVirtualDisks && !isSent) {
     putText(&judged->WhyNoSpare, hasNoPartner(*plan, index) ? "no partner for it" : "the restore ends before it");
   }
 }
@@ -221,8 +221,8 @@ static void markLost(RESTORE_PLAN *plan, const UINT32 *ids, UINT32 count) {
 }
 
 static void findLostContents(RESTORE_PLAN *plan) {
-  for (UINT32 i = 0; i < recordCount(&plan->Volumes); ++i) {
-    markLost(plan, currentVolumes(*plan)[i].PDs, currentVolumes(*plan)[i].PDCount);
+  for (UINT32 i = 0; i < recordCount(&plan->VirtualDisks); ++i) {
+    markLost(plan, currentVirtualDisks(*plan)[i].PDs, currentVirtualDisks(*plan)[i].PDCount);
   }
   for (UINT32 i = 0; i < plan->Commands.count; ++i) {
     if (plan->Commands.items[i].Command == RAID_COMMAND_CREATE) {
@@ -236,16 +236,16 @@ static void findLostContents(RESTORE_PLAN *plan) {
 
 static EFI_STATUS makeRoom(RESTORE_PLAN *plan) {
   const RAID_CONFIG &saved = *plan->Saved;
-  plan->VolumePlans = poolNew<VOLUME_PLAN>(UINTN{saved.logicalDiskCount} + 1);
+  plan->VirtualDiskPlans = poolNew<VIRTUAL_DISK_PLAN>(UINTN{saved.logicalDiskCount} + 1);
   plan->DiskPlans = poolNew<DISK_PLAN>(UINTN{saved.physicalDiskCount} + 1);
   plan->Uses = poolNew<UINT32>(UINTN{recordCount(&plan->Disks)} + 1);
   plan->LosesContents = poolNew<bool>(UINTN{recordCount(&plan->Disks)} + 1);
-  bool made = plan->VolumePlans != nullptr && plan->DiskPlans != nullptr && plan->Uses != nullptr &&
+  bool made = plan->VirtualDiskPlans != nullptr && plan->DiskPlans != nullptr && plan->Uses != nullptr &&
               plan->LosesContents != nullptr &&
               indexRecords(&plan->CurrentIndex, currentDisks(*plan), recordCount(&plan->Disks)) &&
-              indexRecords(&plan->VolumeIndex, currentVolumes(*plan), recordCount(&plan->Volumes)) &&
+              indexRecords(&plan->VirtualDiskIndex, currentVirtualDisks(*plan), recordCount(&plan->VirtualDisks)) &&
               indexRecords(&plan->SavedIndex, saved.physicalDisks, saved.physicalDiskCount) &&
-              indexRecords(&plan->SavedVolumeIndex, saved.logicalDisks, saved.logicalDiskCount);
+              indexRecords(&plan->SavedVirtualDiskIndex, saved.logicalDisks, saved.logicalDiskCount);
   return made ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 
@@ -261,7 +261,7 @@ EFI_STATUS judgePlan(RESTORE_PLAN *plan) {
   findLostContents(plan);
   findCreations(plan);
   for (UINT32 i = 0; i < plan->Saved->logicalDiskCount; ++i) {
-    judgeVolume(plan, i);
+    judgeVirtualDisk(plan, i);
   }
   for (UINT32 i = 0; i < plan->Saved->physicalDiskCount; ++i) {
     judgeSpare(plan, i);
@@ -271,7 +271,7 @@ EFI_STATUS judgePlan(RESTORE_PLAN *plan) {
 
 bool losesKey(const RESTORE_PLAN &plan) {
   bool hasKey = (currentAdapter(plan)->Attributes & RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY) != 0;
-  return plan.Saved->keyId != nullptr && (!plan.PreservesVolumes || !hasKey);
+  return plan.Saved->keyId != nullptr && (!plan.PreservesVirtualDisks || !hasKey);
 }
 
 bool losesSecurityMode(const RESTORE_PLAN &plan) {
@@ -284,18 +284,18 @@ bool isPlanComplete(const RESTORE_PLAN &plan) {
   return !EFI_ERROR(plan.Status) && plan.Verdict.Losses == 0;
 }
 
-UINT32 foreignVolumes(const RESTORE_PLAN &plan) {
+UINT32 foreignVirtualDisks(const RESTORE_PLAN &plan) {
   UINT32 count = 0;
   for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
-    count += plan.VolumePlans[i].ForeignMembers != 0 ? 1 : 0;
+    count += plan.VirtualDiskPlans[i].ForeignMembers != 0 ? 1 : 0;
   }
   return count;
 }
 
-UINT32 importableVolumes(const RESTORE_PLAN &plan) {
+UINT32 importableVirtualDisks(const RESTORE_PLAN &plan) {
   UINT32 count = 0;
   for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
-    count += plan.VolumePlans[i].MayBeImported ? 1 : 0;
+    count += plan.VirtualDiskPlans[i].MayBeImported ? 1 : 0;
   }
   return count;
 }

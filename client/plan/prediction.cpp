@@ -11,8 +11,8 @@
 
 // A disk of the model.
 struct MODEL_DISK {
-  UINT32 Volume; // the number of the last virtual disk on it plus 1; 0: none
-  UINT32 Asked;  // the number of the last command that names it plus 1
+  UINT32 VirtualDisk; // the number of the last virtual disk on it plus 1; 0: none
+  UINT32 Asked;       // the number of the last command that names it plus 1
 };
 
 // The controller as it will be. It answers as one, so that the driver writes its document.
@@ -21,10 +21,10 @@ struct MODEL {
   RESTORE_PLAN *Plan;
   bool HasKey;
   RAID_ADAPTER_RECORD Adapter;
-  RAID_PD_RECORD *Disks;   // pool
-  MODEL_DISK *DiskStates;  // pool; of each
-  RAID_VD_RECORD *Volumes; // pool; room for those that are there and those that were saved
-  UINT32 VolumeCount;
+  RAID_PD_RECORD *Disks;        // pool
+  MODEL_DISK *DiskStates;       // pool; of each
+  RAID_VD_RECORD *VirtualDisks; // pool; room for those that are there and those that were saved
+  UINT32 VirtualDiskCount;
   UINT32 *Lists;   // pool; the virtual disks on each disk
   UINT64 *Targets; // pool; the saved virtual disks by their target ids
   UINT32 FirstId;
@@ -48,7 +48,7 @@ static EFI_STATUS EFIAPI modelExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLO
   } else if (block->Command == RAID_COMMAND_GET && block->ObjectType == RAID_OBJECT_PHYSICAL_DISK) {
     answer(result, model->Disks, recordCount(&model->Plan->Disks));
   } else if (block->Command == RAID_COMMAND_GET && block->ObjectType == RAID_OBJECT_VIRTUAL_DISK) {
-    answer(result, model->Volumes, model->VolumeCount);
+    answer(result, model->VirtualDisks, model->VirtualDiskCount);
   } else {
     return controller->Execute(controller, block, result);
   }
@@ -57,7 +57,7 @@ static EFI_STATUS EFIAPI modelExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLO
 
 static EFI_STATUS EFIAPI modelFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count) {
   const MODEL *model = reinterpret_cast<MODEL *>(protocol);
-  bool isOwn = data == &model->Adapter || data == model->Disks || data == model->Volumes;
+  bool isOwn = data == &model->Adapter || data == model->Disks || data == model->VirtualDisks;
   RAID_MGMT_PROTOCOL *controller = model->Plan->Controller;
   return isOwn ? EFI_SUCCESS : controller->FreeRecords(controller, data, count);
 }
@@ -66,15 +66,15 @@ static EFI_STATUS EFIAPI modelFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *da
 
 // Virtual disks get the lowest free ids, which stay as far from their target ids as they are.
 static UINT32 firstId(const RESTORE_PLAN &plan) {
-  bool isEmpty = recordCount(&plan.Volumes) == 0;
-  const RAID_VD_RECORD *volume = isEmpty ? plan.Saved->logicalDisks : currentVolumes(plan);
-  bool isKnown = (!isEmpty || plan.Saved->logicalDiskCount != 0) && volume->ObjectID >= volume->TargetID;
-  return isKnown ? volume->ObjectID - volume->TargetID : 1;
+  bool isEmpty = recordCount(&plan.VirtualDisks) == 0;
+  const RAID_VD_RECORD *virtualDisk = isEmpty ? plan.Saved->logicalDisks : currentVirtualDisks(plan);
+  bool isKnown = (!isEmpty || plan.Saved->logicalDiskCount != 0) && virtualDisk->ObjectID >= virtualDisk->TargetID;
+  return isKnown ? virtualDisk->ObjectID - virtualDisk->TargetID : 1;
 }
 
 static bool startModel(MODEL *model, RESTORE_PLAN *plan) {
   UINT32 disks = recordCount(&plan->Disks);
-  UINT32 volumes = recordCount(&plan->Volumes);
+  UINT32 virtualDisks = recordCount(&plan->VirtualDisks);
   model->Protocol.Execute = modelExecute;
   model->Protocol.FreeRecords = modelFreeRecords;
   model->Protocol.Revision = plan->Controller->Revision;
@@ -84,9 +84,9 @@ static bool startModel(MODEL *model, RESTORE_PLAN *plan) {
   model->Disks = poolNew<RAID_PD_RECORD>(UINTN{disks} + 1);
   model->DiskStates = poolNew<MODEL_DISK>(UINTN{disks} + 1);
   UINT32 saved = plan->Saved->logicalDiskCount;
-  model->Volumes = poolNew<RAID_VD_RECORD>(UINTN{volumes} + saved + 1);
+  model->VirtualDisks = poolNew<RAID_VD_RECORD>(UINTN{virtualDisks} + saved + 1);
   model->Targets = poolNew<UINT64>(UINTN{saved} + 1);
-  if (model->Disks == nullptr || model->DiskStates == nullptr || model->Volumes == nullptr ||
+  if (model->Disks == nullptr || model->DiskStates == nullptr || model->VirtualDisks == nullptr ||
       model->Targets == nullptr) {
     return false;
   }
@@ -97,16 +97,16 @@ static bool startModel(MODEL *model, RESTORE_PLAN *plan) {
   if (disks != 0) {
     copyBytes(model->Disks, plan->Disks.Data, UINTN{disks} * sizeof(RAID_PD_RECORD));
   }
-  if (volumes != 0) {
-    copyBytes(model->Volumes, plan->Volumes.Data, UINTN{volumes} * sizeof(RAID_VD_RECORD));
+  if (virtualDisks != 0) {
+    copyBytes(model->VirtualDisks, plan->VirtualDisks.Data, UINTN{virtualDisks} * sizeof(RAID_VD_RECORD));
   }
-  model->VolumeCount = volumes;
+  model->VirtualDiskCount = virtualDisks;
   model->FirstId = firstId(*plan);
   return true;
 }
 
 static void freeModel(MODEL *model) {
-  void *arrays[] = {model->Disks, model->DiskStates, model->Volumes, model->Lists, model->Targets};
+  void *arrays[] = {model->Disks, model->DiskStates, model->VirtualDisks, model->Lists, model->Targets};
   for (void *array : arrays) {
     poolFree(array);
   }
@@ -120,7 +120,7 @@ static void setUsed(RAID_PD_RECORD *disk, UINT64 size) {
 }
 
 static void deleteConfiguration(MODEL *model) {
-  model->VolumeCount = 0;
+  model->VirtualDiskCount = 0;
   for (UINT32 i = 0; i < recordCount(&model->Plan->Disks); ++i) {
     RAID_PD_RECORD *disk = &model->Disks[i];
     bool isMember = disk->Hotspare == RAID_HOTSPARE_NONE && disk->VDCount != 0;
@@ -187,14 +187,14 @@ static void putDisk(TEXT *text, UINT32 id, const CHAR8 *is) {
 // Whether a disk that stands in for several saved ones can be a member of this one: no member twice, and beside another
 // virtual disk only where that has the same members.
 static bool isMemberAgain(const MODEL &model, const PLAN_COMMAND &command, UINT32 place, UINT32 number) {
-  UINT32 beside = model.DiskStates[place].Volume;
+  UINT32 beside = model.DiskStates[place].VirtualDisk;
   const RAID_PD_RECORD *first = modelDisk(model, command.Ids[0]);
-  return model.DiskStates[place].Asked == number || beside != model.DiskStates[first - model.Disks].Volume ||
-         (beside != 0 && model.Volumes[beside - 1].PDCount != command.IdCount);
+  return model.DiskStates[place].Asked == number || beside != model.DiskStates[first - model.Disks].VirtualDisk ||
+         (beside != 0 && model.VirtualDisks[beside - 1].PDCount != command.IdCount);
 }
 
 // Why the controller will refuse the command with that number; nothing when it has no reason to.
-static void putWhyRefused(TEXT *why, const MODEL &model, const RAID_VD_RECORD &volume, UINT32 number) {
+static void putWhyRefused(TEXT *why, const MODEL &model, const RAID_VD_RECORD &virtualDisk, UINT32 number) {
   const RESTORE_PLAN &plan = *model.Plan;
   const PLAN_COMMAND &command = plan.Commands.items[number];
   if (recordCount(&plan.Disks) == 0) {
@@ -205,9 +205,9 @@ static void putWhyRefused(TEXT *why, const MODEL &model, const RAID_VD_RECORD &v
     putText(why, "it was saved without members");
     return;
   }
-  if ((model.Adapter.SupportedRAIDLevels & volume.RAIDLevel) == 0) {
+  if ((model.Adapter.SupportedRAIDLevels & virtualDisk.RAIDLevel) == 0) {
     putText(why, "the adapter has no ");
-    putText(why, GetNameFromValue(volume.RAIDLevel, g_raidLevelTable));
+    putText(why, GetNameFromValue(virtualDisk.RAIDLevel, g_raidLevelTable));
     return;
   }
   for (UINT32 j = 0; j < command.IdCount; ++j) {
@@ -231,19 +231,19 @@ static void putWhyRefused(TEXT *why, const MODEL &model, const RAID_VD_RECORD &v
 }
 
 // What a virtual disk takes of each member.
-static UINT64 shareOf(const RAID_VD_RECORD &volume) {
+static UINT64 shareOf(const RAID_VD_RECORD &virtualDisk) {
   static constexpr struct {
     UINT32 Levels;
     UINT32 Parity; // members of each span without data
   } parities[] = {{RAID_LEVEL_3 | RAID_LEVEL_4 | RAID_LEVEL_5 | RAID_LEVEL_30 | RAID_LEVEL_50, 1},
                   {RAID_LEVEL_6 | RAID_LEVEL_60, 2}};
-  UINT32 spans = volume.SpanDepth != 0 ? volume.SpanDepth : 1;
-  UINT32 without = (volume.RAIDLevel & (RAID_LEVEL_1 | RAID_LEVEL_10)) != 0 ? volume.PDCount / 2 : 0;
+  UINT32 spans = virtualDisk.SpanDepth != 0 ? virtualDisk.SpanDepth : 1;
+  UINT32 without = (virtualDisk.RAIDLevel & (RAID_LEVEL_1 | RAID_LEVEL_10)) != 0 ? virtualDisk.PDCount / 2 : 0;
   for (const auto &row : parities) {
-    without += (row.Levels & volume.RAIDLevel) != 0 ? row.Parity * spans : 0;
+    without += (row.Levels & virtualDisk.RAIDLevel) != 0 ? row.Parity * spans : 0;
   }
-  UINT32 members = without < volume.PDCount ? volume.PDCount - without : 1;
-  return volume.Size / members;
+  UINT32 members = without < virtualDisk.PDCount ? virtualDisk.PDCount - without : 1;
+  return virtualDisk.Size / members;
 }
 
 // The FQDD goes with the target id; null where no saved virtual disk tells.
@@ -254,36 +254,37 @@ static CHAR16 *fqddOf(const MODEL &model, UINT32 target) {
   return isKnown ? model.Plan->Saved->logicalDisks[static_cast<UINT32>(model.Targets[at])].FQDD : nullptr;
 }
 
-static void createVolume(MODEL *model, const RAID_VD_RECORD &saved, UINT32 number) {
+static void createVirtualDisk(MODEL *model, const RAID_VD_RECORD &saved, UINT32 number) {
   const PLAN_COMMAND &command = model->Plan->Commands.items[number];
-  const RAID_VD_RECORD *before = model->VolumeCount != 0 ? &model->Volumes[model->VolumeCount - 1] : nullptr;
+  const RAID_VD_RECORD *before =
+      model->VirtualDiskCount != 0 ? &model->VirtualDisks[model->VirtualDiskCount - 1] : nullptr;
   UINT32 id = before != nullptr ? before->ObjectID + 1 : model->FirstId;
   while (modelDisk(*model, id) != nullptr) {
     ++id;
   }
-  RAID_VD_RECORD *volume = &model->Volumes[model->VolumeCount++];
-  *volume = saved;
-  volume->ObjectID = id;
-  volume->TargetID = before != nullptr ? before->TargetID + 1 : 0;
-  volume->FQDD = fqddOf(*model, volume->TargetID);
-  volume->State = RAID_STATE_ONLINE;
-  volume->PDs = command.Ids;
-  volume->PDCount = command.IdCount;
+  RAID_VD_RECORD *virtualDisk = &model->VirtualDisks[model->VirtualDiskCount++];
+  *virtualDisk = saved;
+  virtualDisk->ObjectID = id;
+  virtualDisk->TargetID = before != nullptr ? before->TargetID + 1 : 0;
+  virtualDisk->FQDD = fqddOf(*model, virtualDisk->TargetID);
+  virtualDisk->State = RAID_STATE_ONLINE;
+  virtualDisk->PDs = command.Ids;
+  virtualDisk->PDCount = command.IdCount;
   for (UINT32 j = 0; j < command.IdCount; ++j) {
     RAID_PD_RECORD *disk = modelDisk(*model, command.Ids[j]);
     disk->State = RAID_STATE_ONLINE;
-    setUsed(disk, disk->UsedSize + shareOf(*volume));
-    model->DiskStates[disk - model->Disks].Volume = model->VolumeCount;
+    setUsed(disk, disk->UsedSize + shareOf(*virtualDisk));
+    model->DiskStates[disk - model->Disks].VirtualDisk = model->VirtualDiskCount;
   }
 }
 
 // --- Hot spares ---
 
 // The virtual disk of the model with that id, or null. They were created one after the other.
-static const RAID_VD_RECORD *modelVolume(const MODEL &model, UINT32 id) {
-  UINTN at =
-      countBefore(model.Volumes, model.VolumeCount, [&](const RAID_VD_RECORD &volume) { return volume.ObjectID < id; });
-  return at < model.VolumeCount && model.Volumes[at].ObjectID == id ? &model.Volumes[at] : nullptr;
+static const RAID_VD_RECORD *modelVirtualDisk(const MODEL &model, UINT32 id) {
+  UINTN at = countBefore(model.VirtualDisks, model.VirtualDiskCount,
+                         [&](const RAID_VD_RECORD &virtualDisk) { return virtualDisk.ObjectID < id; });
+  return at < model.VirtualDiskCount && model.VirtualDisks[at].ObjectID == id ? &model.VirtualDisks[at] : nullptr;
 }
 
 static void putWhyNoSpare(TEXT *why, const MODEL &model, const RAID_PD_RECORD &saved, UINT32 id) {
@@ -301,11 +302,11 @@ static void putWhyNoSpare(TEXT *why, const MODEL &model, const RAID_PD_RECORD &s
     putText(why, "it was saved without virtual disks");
   }
   for (UINT32 i = 0; ids != nullptr && i < saved.VDCount && why->Length == 0; ++i) {
-    const RAID_VD_RECORD *volume = modelVolume(model, ids[i]);
-    if (volume == nullptr) {
+    const RAID_VD_RECORD *virtualDisk = modelVirtualDisk(model, ids[i]);
+    if (virtualDisk == nullptr) {
       putText(why, "no virtual disk will have the id ");
       putNumber(why, ids[i]);
-    } else if (shareOf(*volume) > disk->Size) {
+    } else if (shareOf(*virtualDisk) > disk->Size) {
       putDisk(why, id, " is too small for virtual disk ");
       putNumber(why, ids[i]);
     }
@@ -335,11 +336,11 @@ static void applyCommand(MODEL *model, UINT32 number) {
     eraseKey(model);
     break;
   case RAID_COMMAND_CREATE: {
-    const RAID_VD_RECORD *volume = static_cast<const RAID_VD_RECORD *>(command.Data);
-    TEXT *why = &plan->VolumePlans[volume - plan->Saved->logicalDisks].WhyNot;
-    putWhyRefused(why, *model, *volume, number);
+    const RAID_VD_RECORD *virtualDisk = static_cast<const RAID_VD_RECORD *>(command.Data);
+    TEXT *why = &plan->VirtualDiskPlans[virtualDisk - plan->Saved->logicalDisks].WhyNot;
+    putWhyRefused(why, *model, *virtualDisk, number);
     if (why->Length == 0) {
-      createVolume(model, *volume, number);
+      createVirtualDisk(model, *virtualDisk, number);
     }
     break;
   }
@@ -358,13 +359,13 @@ static void applyCommand(MODEL *model, UINT32 number) {
 }
 
 // Gives the members of the virtual disks, of which all are new, their lists.
-static bool listVolumes(MODEL *model) {
+static bool listVirtualDisks(MODEL *model) {
   UINTN total = 0;
-  for (UINT32 v = 0; v < model->VolumeCount; ++v) {
-    const RAID_VD_RECORD &volume = model->Volumes[v];
-    total += volume.PDCount;
-    for (UINT32 j = 0; j < volume.PDCount; ++j) {
-      RAID_PD_RECORD *disk = modelDisk(*model, static_cast<const UINT32 *>(volume.PDs)[j]);
+  for (UINT32 v = 0; v < model->VirtualDiskCount; ++v) {
+    const RAID_VD_RECORD &virtualDisk = model->VirtualDisks[v];
+    total += virtualDisk.PDCount;
+    for (UINT32 j = 0; j < virtualDisk.PDCount; ++j) {
+      RAID_PD_RECORD *disk = modelDisk(*model, static_cast<const UINT32 *>(virtualDisk.PDs)[j]);
       disk->VDCount = static_cast<UINT8>(disk->VDCount + 1);
     }
   }
@@ -381,11 +382,11 @@ static bool listVolumes(MODEL *model) {
       disk->VDCount = 0;
     }
   }
-  for (UINT32 v = 0; v < model->VolumeCount; ++v) {
-    const RAID_VD_RECORD &volume = model->Volumes[v];
-    for (UINT32 j = 0; j < volume.PDCount; ++j) {
-      RAID_PD_RECORD *disk = modelDisk(*model, static_cast<const UINT32 *>(volume.PDs)[j]);
-      static_cast<UINT32 *>(disk->VDs)[disk->VDCount] = volume.ObjectID;
+  for (UINT32 v = 0; v < model->VirtualDiskCount; ++v) {
+    const RAID_VD_RECORD &virtualDisk = model->VirtualDisks[v];
+    for (UINT32 j = 0; j < virtualDisk.PDCount; ++j) {
+      RAID_PD_RECORD *disk = modelDisk(*model, static_cast<const UINT32 *>(virtualDisk.PDs)[j]);
+      static_cast<UINT32 *>(disk->VDs)[disk->VDCount] = virtualDisk.ObjectID;
       disk->VDCount = static_cast<UINT8>(disk->VDCount + 1);
     }
   }
@@ -411,7 +412,7 @@ EFI_STATUS predictAfter(RESTORE_PLAN *plan) {
   for (UINT32 i = 0; hasRoom && i < plan->Commands.count; ++i) {
     applyCommand(&model, i);
   }
-  hasRoom = hasRoom && (plan->PreservesVolumes || listVolumes(&model));
+  hasRoom = hasRoom && (plan->PreservesVirtualDisks || listVirtualDisks(&model));
   EFI_STATUS status = hasRoom ? writeModel(&model, &plan->After) : EFI_OUT_OF_RESOURCES;
   freeModel(&model);
   return status;

@@ -56,7 +56,7 @@ static bool isSpare(const XML_NODE *disk) {
 
 static MEANING meaningOfSpare(const RESTORE_PLAN &plan, const DIFFERENCE &difference) {
   UINT32 place = findId(plan.SavedIndex, idOf(difference.OldNode));
-  if (plan.PreservesVolumes || place == ID_NONE) {
+  if (plan.PreservesVirtualDisks || place == ID_NONE) {
     return LEFT;
   }
   bool standsIn =
@@ -67,7 +67,7 @@ static MEANING meaningOfSpare(const RESTORE_PLAN &plan, const DIFFERENCE &differ
 // Of a saved disk that is gone or of no use any more.
 static MEANING meaningOfLostDisk(const RESTORE_PLAN &plan, const XML_NODE *saved) {
   UINT32 place = findId(plan.SavedIndex, idOf(saved));
-  bool comesBack = !plan.PreservesVolumes && place != ID_NONE && plan.DiskPlans[place].WhyNoSpare.Length == 0;
+  bool comesBack = !plan.PreservesVirtualDisks && place != ID_NONE && plan.DiskPlans[place].WhyNoSpare.Length == 0;
   return isSpare(saved) && !comesBack ? LOST : OTHERWISE;
 }
 
@@ -97,18 +97,18 @@ static MEANING meaningOfDisk(const RESTORE_PLAN &plan, const DIFFERENCE &differe
 
 // --- Virtual disks ---
 
-static UINT32 countIds(const XML_NODE *volume) {
+static UINT32 countIds(const XML_NODE *virtualDisk) {
   UINT32 count = 0;
-  for (const XML_NODE *id = childNamed(volume, "PD"); id != nullptr; id = nextSame(id)) {
+  for (const XML_NODE *id = childNamed(virtualDisk, "PD"); id != nullptr; id = nextSame(id)) {
     ++count;
   }
   return count;
 }
 
-// Whether the volume's members are those ids, in whatever order.
-static bool hasMembers(const XML_NODE *volume, const UINT32 *ids, UINT32 count) {
+// Whether the virtual disk's members are those ids, in whatever order.
+static bool hasMembers(const XML_NODE *virtualDisk, const UINT32 *ids, UINT32 count) {
   UINT64 *keys = poolNew<UINT64>(UINTN{count} + 1);
-  if (keys == nullptr || countIds(volume) != count) {
+  if (keys == nullptr || countIds(virtualDisk) != count) {
     poolFree(keys);
     return false;
   }
@@ -117,7 +117,7 @@ static bool hasMembers(const XML_NODE *volume, const UINT32 *ids, UINT32 count) 
   }
   sortKeys(keys, count);
   bool all = true;
-  for (const XML_NODE *id = childNamed(volume, "PD"); id != nullptr && all; id = nextSame(id)) {
+  for (const XML_NODE *id = childNamed(virtualDisk, "PD"); id != nullptr && all; id = nextSame(id)) {
     UINT64 key = parseDecimal(nodeText(id));
     UINTN at = lowerBound(keys, count, key);
     all = at < count && keys[at] == key;
@@ -126,48 +126,50 @@ static bool hasMembers(const XML_NODE *volume, const UINT32 *ids, UINT32 count) 
   return all;
 }
 
-static bool missesMember(const RESTORE_PLAN &plan, const XML_NODE *volume) {
-  const XML_NODE *id = childNamed(volume, "PD");
+static bool missesMember(const RESTORE_PLAN &plan, const XML_NODE *virtualDisk) {
+  const XML_NODE *id = childNamed(virtualDisk, "PD");
   while (id != nullptr && findId(plan.CurrentIndex, static_cast<UINT32>(parseDecimal(nodeText(id)))) != ID_NONE) {
     id = nextSame(id);
   }
   return id != nullptr;
 }
 
-static MEANING meaningOfMembers(const RESTORE_PLAN &plan, const DIFFERENCE &difference, const VOLUME_PLAN &volume) {
-  if (plan.PreservesVolumes) {
+static MEANING meaningOfMembers(const RESTORE_PLAN &plan, const DIFFERENCE &difference,
+                                const VIRTUAL_DISK_PLAN &virtualDisk) {
+  if (plan.PreservesVirtualDisks) {
     return missesMember(plan, difference.NewNode) ? LOST : LEFT;
   }
-  const PLAN_COMMAND *command = volume.Command != 0 ? &plan.Commands.items[volume.Command - 1] : nullptr;
+  const PLAN_COMMAND *command = virtualDisk.Command != 0 ? &plan.Commands.items[virtualDisk.Command - 1] : nullptr;
   bool isAsPlanned = command != nullptr && hasMembers(difference.NewNode, command->Ids, command->IdCount);
   return isAsPlanned ? OTHERWISE : LEFT;
 }
 
-static MEANING meaningOfVolumeField(const RESTORE_PLAN &plan, const DIFFERENCE &difference, const VOLUME_PLAN &volume) {
+static MEANING meaningOfVirtualDiskField(const RESTORE_PLAN &plan, const DIFFERENCE &difference,
+                                         const VIRTUAL_DISK_PLAN &virtualDisk) {
   // What the controller hands out as it likes.
   static constexpr const CHAR8 *given[] = {"TargetID", "FQDD", "StartingLba", nullptr};
   if (textEqual(difference.Element, "State")) {
     return textEqual(textOf(difference.New), "Online") ? FOLLOWS : LOST;
   }
   if (textEqual(difference.Element, "PD")) {
-    return meaningOfMembers(plan, difference, volume);
+    return meaningOfMembers(plan, difference, virtualDisk);
   }
-  if (plan.PreservesVolumes) {
+  if (plan.PreservesVirtualDisks) {
     return LEFT;
   }
   if (isOneOf(difference.Element, given)) {
     return FOLLOWS;
   }
-  return textEqual(difference.Element, "Attributes") && plan.EncryptedVolumes != 0 ? LOST : LEFT;
+  return textEqual(difference.Element, "Attributes") && plan.EncryptedVirtualDisks != 0 ? LOST : LEFT;
 }
 
-static MEANING meaningOfVolume(const RESTORE_PLAN &plan, const DIFFERENCE &difference) {
+static MEANING meaningOfVirtualDisk(const RESTORE_PLAN &plan, const DIFFERENCE &difference) {
   if (difference.Kind == DIFFERENCE_ADDED) {
-    return plan.PreservesVolumes ? LEFT : STANDS_IN; // a rebuild would remove it
+    return plan.PreservesVirtualDisks ? LEFT : STANDS_IN; // a rebuild would remove it
   }
-  UINT32 place = findId(plan.SavedVolumeIndex, idOf(difference.OldNode));
+  UINT32 place = findId(plan.SavedVirtualDiskIndex, idOf(difference.OldNode));
   return difference.Kind == DIFFERENCE_CHANGED && place != ID_NONE
-             ? meaningOfVolumeField(plan, difference, plan.VolumePlans[place])
+             ? meaningOfVirtualDiskField(plan, difference, plan.VirtualDiskPlans[place])
              : LEFT;
 }
 
@@ -180,8 +182,8 @@ static MEANING meaningOf(const RESTORE_PLAN &plan, const DIFFERENCE &difference)
     return meaningOfAdapter(difference);
   case DIFFERENCE_DISK:
     return meaningOfDisk(plan, difference);
-  case DIFFERENCE_VOLUME:
-    return meaningOfVolume(plan, difference);
+  case DIFFERENCE_VIRTUAL_DISK:
+    return meaningOfVirtualDisk(plan, difference);
   default:
     return OTHERWISE;
   }
@@ -255,31 +257,31 @@ static constexpr struct {
                            {"What this restore could not do", "What this restore does not do", "notDone"},
                            {"What went wrong", "", "wrong"}}; // which no plan knows
 
-static void sayBlamed(const XYL_HOST *host, const VERDICT &verdict, UINTN blame) {
+static void sayBlamed(const XYL_FRONT *front, const VERDICT &verdict, UINTN blame) {
   for (UINT32 i = 0; i < verdict.Differences.All.count; ++i) {
     if (verdict.Blames[i] == blame) {
-      sayText(host, "  ");
-      sayDifference(host, verdict.Differences.All.items[i]);
+      sayText(front, "  ");
+      sayDifference(front, verdict.Differences.All.items[i]);
     }
   }
 }
 
-void sayVerdict(const XYL_HOST *host, const VERDICT &verdict, bool isToCome) {
+void sayVerdict(const XYL_FRONT *front, const VERDICT &verdict, bool isToCome) {
   bool namesAny = false;
   for (UINTN blame = 0; blame < BLAME_COUNT; ++blame) {
     if (verdict.Counts[blame] != 0) {
       namesAny = true;
-      say(host, "%a:\n", isToCome ? g_blames[blame].WordsToCome : g_blames[blame].Words);
-      sayBlamed(host, verdict, blame);
+      say(front, "%a:\n", isToCome ? g_blames[blame].WordsToCome : g_blames[blame].Words);
+      sayBlamed(front, verdict, blame);
     }
   }
   if (namesAny) {
     return;
   }
   if (verdict.Differences.All.count == 0) {
-    say(host, "the controller %a as it was saved\n", isToCome ? "will be" : "is");
+    say(front, "the controller %a as it was saved\n", isToCome ? "will be" : "is");
   } else {
-    say(host, "all that was saved %a back; 'xyl diff' finds %d differences that come with virtual disks made anew\n",
+    say(front, "all that was saved %a back; 'xyl diff' finds %d differences that come with virtual disks made anew\n",
         isToCome ? "comes" : "is", verdict.Differences.All.count);
   }
 }

@@ -31,6 +31,6 @@ EFI_STATUS makeVerdict(const RESTORE_PLAN &plan, const XML_NODE *saved, const XM
 void freeVerdict(VERDICT *verdict);
 
 // Says what is left, of a restore to come or of one that was.
-void sayVerdict(const XYL_HOST *host, const VERDICT &verdict, bool isToCome);
+void sayVerdict(const XYL_FRONT *front, const VERDICT &verdict, bool isToCome);
 // The member "verdict" of an open object.
 void writeVerdict(JSON *json, const VERDICT &verdict);

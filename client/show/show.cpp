@@ -16,37 +16,37 @@ static UINT32 countChildren(const XML_NODE *node, const CHAR8 *name) {
   return count;
 }
 
-static void showAdapter(const XYL_HOST *host, const XML_NODE *adapter, const XML_NODE *inventory) {
+static void showAdapter(const XYL_FRONT *front, const XML_NODE *adapter, const XML_NODE *inventory) {
   const XML_NODE *pci = childNamed(adapter, "PCIID");
   const XML_NODE *location = childNamed(childNamed(inventory, "Identifier"), "PCILocation");
   WORD_LIST levels = {};
   appendChildren(levels, childNamed(adapter, "SupportedRAIDLevels"), "RaidLevel");
-  say(host, "Adapter      %a\n", orNone(childText(adapter, "Name")));
-  say(host, "Firmware     %a\n", orNone(childText(adapter, "FirmwareVersion")));
-  say(host, "WWN          %a\n", childText(adapter, "WWN"));
-  say(host, "PCI ids      %a:%a, subsystem %a:%a\n", childText(pci, "VendorID"), childText(pci, "DeviceID"),
+  say(front, "Adapter      %a\n", orNone(childText(adapter, "Name")));
+  say(front, "Firmware     %a\n", orNone(childText(adapter, "FirmwareVersion")));
+  say(front, "WWN          %a\n", childText(adapter, "WWN"));
+  say(front, "PCI ids      %a:%a, subsystem %a:%a\n", childText(pci, "VendorID"), childText(pci, "DeviceID"),
       childText(pci, "SubvendorID"), childText(pci, "SubdeviceID"));
   if (location != nullptr) {
-    say(host, "PCI place    bus %a, device %a, function %a\n", childText(location, "PCIBus"),
+    say(front, "PCI place    bus %a, device %a, function %a\n", childText(location, "PCIBus"),
         childText(location, "PCIDevice"), childText(location, "PCIFunction"));
   }
-  say(host, "RAID levels  %a\n", orNone(levels.Text));
-  say(host, "Key id       %a\n", orNone(childText(adapter, "Keyid")));
+  say(front, "RAID levels  %a\n", orNone(levels.Text));
+  say(front, "Key id       %a\n", orNone(childText(adapter, "Keyid")));
 }
 
 // What a disk is used for.
 static void describeUse(WORD_LIST &use, const XML_NODE *disk) {
   const CHAR8 *spare = childText(disk, "Hotspare");
-  WORD_LIST volumes = {};
-  appendReversed(volumes, disk, "VD");
+  WORD_LIST virtualDisks = {};
+  appendReversed(virtualDisks, disk, "VD");
   if (textEqual(spare, "Global")) {
     append(use, "", "global spare");
   } else if (textEqual(spare, "Dedicated")) {
     append(use, "", "spare of ");
   }
-  if (*volumes.Text != 0) {
+  if (*virtualDisks.Text != 0) {
     append(use, *spare != 0 ? "" : " ", "VD ");
-    append(use, "", volumes.Text);
+    append(use, "", virtualDisks.Text);
   }
 }
 
@@ -90,7 +90,7 @@ static constexpr TABLE_COLUMN g_diskColumns[] = {
 };
 
 // In the order of the slots, whatever the document's is.
-static bool showDisks(const XYL_HOST *host, const XML_NODE *parent) {
+static bool showDisks(const XYL_FRONT *front, const XML_NODE *parent) {
   struct PLACED {
     UINT64 Slot;
     UINT32 Number; // disks that say the same slot stay in the document's order
@@ -112,21 +112,21 @@ static bool showDisks(const XYL_HOST *host, const XML_NODE *parent) {
     addDisk(&table, placed[i].Disk);
   }
   poolFree(placed);
-  return count == 0 || sayTable(host, &table);
+  return count == 0 || sayTable(front, &table);
 }
 
-static bool showEnclosures(const XYL_HOST *host, const XML_NODE *adapter) {
+static bool showEnclosures(const XYL_FRONT *front, const XML_NODE *adapter) {
   bool isDone = true;
   const XML_NODE *enclosure = childNamed(adapter, "Enclosure");
   for (; enclosure != nullptr; enclosure = nextSame(enclosure)) {
     UINT32 disks = countChildren(enclosure, "PD");
-    say(host, "\nEnclosure %a, %a: %a slots, %d disk%a\n", childText(enclosure, "ObjectID"),
+    say(front, "\nEnclosure %a, %a: %a slots, %d disk%a\n", childText(enclosure, "ObjectID"),
         orNone(childText(enclosure, "Name")), childText(enclosure, "SlotCount"), disks, disks == 1 ? "" : "s");
-    isDone = showDisks(host, enclosure) && isDone;
+    isDone = showDisks(front, enclosure) && isDone;
   }
   if (childNamed(adapter, "PD") != nullptr) {
-    say(host, "\nDirectly attached disks: %d\n", countChildren(adapter, "PD"));
-    isDone = showDisks(host, adapter) && isDone;
+    say(front, "\nDirectly attached disks: %d\n", countChildren(adapter, "PD"));
+    isDone = showDisks(front, adapter) && isDone;
   }
   return isDone;
 }
@@ -159,8 +159,8 @@ static UINT64 *diskIds(const XML_NODE *adapter, UINT32 *count) {
 }
 
 // The members in the controller's order, and which of them are not there.
-static void describeMembers(TEXT *members, const XML_NODE *volume, const UINT64 *ids, UINT32 count) {
-  const XML_NODE *node = volume->FirstChild;
+static void describeMembers(TEXT *members, const XML_NODE *virtualDisk, const UINT64 *ids, UINT32 count) {
+  const XML_NODE *node = virtualDisk->FirstChild;
   while (node != nullptr && node->NextSibling != nullptr) {
     node = node->NextSibling;
   }
@@ -184,8 +184,8 @@ static constexpr struct {
     {"Read Ahead", "RA"}, {"No Read Ahead", "NRA"}, {"Direct I/O", "DIO"},       {"Cache I/O", "CIO"},
 };
 
-static void describeCache(WORD_LIST &cache, const XML_NODE *volume) {
-  const XML_NODE *policy = childNamed(volume, "CurrentCachePolicy");
+static void describeCache(WORD_LIST &cache, const XML_NODE *virtualDisk) {
+  const XML_NODE *policy = childNamed(virtualDisk, "CurrentCachePolicy");
   for (const auto &word : g_cacheWords) {
     const XML_NODE *item = policy != nullptr ? policy->FirstChild : nullptr;
     while (item != nullptr && !textEqual(nodeText(item), word.Policy)) {
@@ -195,41 +195,42 @@ static void describeCache(WORD_LIST &cache, const XML_NODE *volume) {
   }
 }
 
-static constexpr TABLE_COLUMN g_volumeColumns[] = {
+static constexpr TABLE_COLUMN g_virtualDiskColumns[] = {
     {"Id", 10, true, false},   {"Name", 16, false, false},  {"Level", 7, false, false},   {"Size", 9, true, false},
     {"State", 8, false, true}, {"Cache", 12, false, false}, {"Disks", 999, false, false},
 };
 
-static void addVolume(TABLE *table, const XML_NODE *volume, const UINT64 *ids, UINT32 count) {
+static void addVirtualDisk(TABLE *table, const XML_NODE *virtualDisk, const UINT64 *ids, UINT32 count) {
   WORD_LIST cache = {};
-  describeCache(cache, volume);
+  describeCache(cache, virtualDisk);
   TEXT members = {};
-  describeMembers(&members, volume, ids, count);
-  addCell(table, childText(volume, "ObjectID"));
-  addCell(table, orNone(childText(volume, "Name")));
-  addCell(table, childText(volume, "RAIDLevel"));
-  addSize(table, volume);
-  addCell(table, childText(volume, "State"));
+  describeMembers(&members, virtualDisk, ids, count);
+  addCell(table, childText(virtualDisk, "ObjectID"));
+  addCell(table, orNone(childText(virtualDisk, "Name")));
+  addCell(table, childText(virtualDisk, "RAIDLevel"));
+  addSize(table, virtualDisk);
+  addCell(table, childText(virtualDisk, "State"));
   addCell(table, orNone(cache.Text));
   addCell(table, orNone(textOf(members)));
   table->Failed = table->Failed || members.Failed;
   freeText(&members);
 }
 
-static bool showVirtualDisks(const XYL_HOST *host, const XML_NODE *adapter) {
-  UINT32 volumes = countChildren(adapter, "VD");
-  say(host, "\nVirtual disks: %d\n", volumes);
+static bool showVirtualDisks(const XYL_FRONT *front, const XML_NODE *adapter) {
+  UINT32 virtualDisks = countChildren(adapter, "VD");
+  say(front, "\nVirtual disks: %d\n", virtualDisks);
   UINT32 count = 0;
   UINT64 *ids = diskIds(adapter, &count);
   if (ids == nullptr) {
     return false;
   }
-  TABLE table = {g_volumeColumns, sizeof(g_volumeColumns) / sizeof(g_volumeColumns[0]), {}, false};
-  for (const XML_NODE *volume = childNamed(adapter, "VD"); volume != nullptr; volume = nextSame(volume)) {
-    addVolume(&table, volume, ids, count);
+  TABLE table = {g_virtualDiskColumns, sizeof(g_virtualDiskColumns) / sizeof(g_virtualDiskColumns[0]), {}, false};
+  for (const XML_NODE *virtualDisk = childNamed(adapter, "VD"); virtualDisk != nullptr;
+       virtualDisk = nextSame(virtualDisk)) {
+    addVirtualDisk(&table, virtualDisk, ids, count);
   }
   poolFree(ids);
-  return volumes == 0 || sayTable(host, &table);
+  return virtualDisks == 0 || sayTable(front, &table);
 }
 
 // Whether a controller works on the disks that firmware sees.
@@ -240,7 +241,7 @@ static bool isOverDisks(EFI_HANDLE controller) {
 }
 
 // Which volumes firmware sees as block devices, where a driver shows them.
-static void showInFirmware(const XYL_HOST *host) {
+static void showInFirmware(const XYL_FRONT *front) {
   static const EFI_GUID volumesGuid = RAID_VOLUMES_PROTOCOL_GUID;
   void *found = nullptr;
   if (EFI_ERROR(g_bootServices->LocateProtocol(&volumesGuid, /* Registration= */ nullptr, &found))) {
@@ -250,20 +251,20 @@ static void showInFirmware(const XYL_HOST *host) {
   const CHAR16 *name = nullptr;
   EFI_HANDLE handle = nullptr;
   const CHAR8 *why = nullptr;
-  say(host, "\nBlock devices of the firmware\n");
+  say(front, "\nBlock devices of the firmware\n");
   for (UINT32 i = 0; !EFI_ERROR(driver->List(driver, i, &name, &handle, &why)); ++i) {
     CHAR8 text[64];
     textNarrow(text, name, sizeof(text) - 1);
-    say(host, handle != nullptr ? "%a\n" : "not %a: %a\n", text, why);
+    say(front, handle != nullptr ? "%a\n" : "not %a: %a\n", text, why);
   }
 }
 
-static XYL_RESULT showAll(const XYL_HOST *host, const XML_NODE *adapter, const XML_NODE *inventory) {
-  showAdapter(host, adapter, inventory);
-  bool isDone = showEnclosures(host, adapter);
-  isDone = showVirtualDisks(host, adapter) && isDone;
+static XYL_RESULT showAll(const XYL_FRONT *front, const XML_NODE *adapter, const XML_NODE *inventory) {
+  showAdapter(front, adapter, inventory);
+  bool isDone = showEnclosures(front, adapter);
+  isDone = showVirtualDisks(front, adapter) && isDone;
   if (!isDone) {
-    complain(host, "there is not enough memory, so a table is missing");
+    complain(front, "there is not enough memory, so a table is missing");
   }
   return isDone ? succeeded() : failed(EFI_OUT_OF_RESOURCES);
 }
@@ -278,14 +279,15 @@ static XYL_RESULT showDocument(const XYL_CONTEXT &context, const CHAR8 *name, co
   }
   const XML_NODE *adapter = adapterOf(root);
   if (adapter != nullptr && hasOption(context, XYL_OPTION_JSON)) {
-    writeConfiguration(context.Host, adapter, childNamed(root, "Inventory"));
+    writeConfiguration(context.Front, adapter, childNamed(root, "Inventory"));
   } else if (adapter != nullptr) {
-    result = showAll(context.Host, adapter, childNamed(root, "Inventory"));
+    result = showAll(context.Front, adapter, childNamed(root, "Inventory"));
     if (isOverDisks(controller)) {
-      showInFirmware(context.Host);
+      showInFirmware(context.Front);
     }
   } else {
-    complain(context.Host, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one", name);
+    complain(context.Front, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
+             name);
     result = failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
   }
   freeTree(root);

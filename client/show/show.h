@@ -5,7 +5,7 @@
 
 // Writes the adapter, all that is nested in it, and the PCI location of the inventory (null: none). Members are called
 // as the documents' elements.
-void writeConfiguration(const XYL_HOST *host, const XML_NODE *adapter, const XML_NODE *inventory);
+void writeConfiguration(const XYL_FRONT *front, const XML_NODE *adapter, const XML_NODE *inventory);
 
 // The command.
 XYL_RESULT runShow(const XYL_CONTEXT &context);

@@ -119,9 +119,9 @@ static void writeFields(JSON *json, const XML_NODE *node, const FIELD_TABLE &fie
   }
 }
 
-void writeConfiguration(const XYL_HOST *host, const XML_NODE *adapter, const XML_NODE *inventory) {
+void writeConfiguration(const XYL_FRONT *front, const XML_NODE *adapter, const XML_NODE *inventory) {
   JSON json = {};
-  json.Host = host;
+  json.Front = front;
   jsonObject(&json, nullptr);
   jsonObject(&json, "Adapter");
   writeFields(&json, adapter, g_headerFields);

@@ -23,17 +23,17 @@ static void describeDisk(WORD_LIST &words, const XML_NODE *disk, bool) {
 }
 
 // The log lists the command's ids as disks; they are that only when it creates, else they name the virtual disk.
-static void describeVolume(WORD_LIST &words, const XML_NODE *volume, bool creates) {
+static void describeVirtualDisk(WORD_LIST &words, const XML_NODE *virtualDisk, bool creates) {
   append(words, "", "virtual disk");
   if (!creates) {
-    appendNumber(words, " ", parseHex(childText(volume, "TargetId")));
+    appendNumber(words, " ", parseHex(childText(virtualDisk, "TargetId")));
   }
-  append(words, " ", childText(volume, "Name"));
-  const CHAR8 *level = childText(volume, "RaidLevel");
+  append(words, " ", childText(virtualDisk, "Name"));
+  const CHAR8 *level = childText(virtualDisk, "RaidLevel");
   if (*level != 0 && !textEqual(level, "Unknown")) {
     append(words, ", ", level);
   }
-  const XML_NODE *disk = creates ? childNamed(childNamed(volume, "PDs"), "PD") : nullptr;
+  const XML_NODE *disk = creates ? childNamed(childNamed(virtualDisk, "PDs"), "PD") : nullptr;
   for (const CHAR8 *separator = ", disks "; disk != nullptr; disk = nextSame(disk), separator = ", ") {
     appendNumber(words, separator, parseHex(childText(disk, "ObjectId")));
   }
@@ -76,8 +76,8 @@ struct DETAIL_WORDS {
 };
 
 static constexpr DETAIL_WORDS g_details[] = {
-    {"Object", describeObject}, {"Adapter", describeSettings}, {"AdapterFwVer", describeValidation},
-    {"VD", describeVolume},     {"PD", describeDisk},          {"Key", describeKey},
+    {"Object", describeObject},  {"Adapter", describeSettings}, {"AdapterFwVer", describeValidation},
+    {"VD", describeVirtualDisk}, {"PD", describeDisk},          {"Key", describeKey},
     {"NewKey", describeKey},
 };
 
@@ -113,18 +113,18 @@ static void countStep(const LOG_STEP &step, STEP_COUNTS *counts) {
   }
 }
 
-void saySteps(const XYL_HOST *host, const XML_NODE *log, STEP_COUNTS *counts) {
+void saySteps(const XYL_FRONT *front, const XML_NODE *log, STEP_COUNTS *counts) {
   *counts = {};
-  bool isWide = host->Columns >= 80;
-  say(host, isWide ? "%4a  %-20a  %-8a  %-20a  %a\n" : "%4a  %-20a  %-8a\n", "", "Step", "Result", "Code", "Object");
+  bool isWide = front->Columns >= 80;
+  say(front, isWide ? "%4a  %-20a  %-8a  %-20a  %a\n" : "%4a  %-20a  %-8a\n", "", "Step", "Result", "Code", "Object");
   LOG_STEP step;
   for (const XML_NODE *node = childNamed(log, "Operation"); node != nullptr; node = nextSame(node)) {
     readStep(node, &step);
     countStep(step, counts);
-    say(host, "%4d  %-20a  ", counts->Steps, orNone(step.Name));
-    sayMarked(host, orNone(step.Result), 8);
+    say(front, "%4d  %-20a  ", counts->Steps, orNone(step.Name));
+    sayMarked(front, orNone(step.Result), 8);
     const CHAR8 *code = step.Status == EFI_SUCCESS ? "-" : statusWords(step.Status);
-    say(host, isWide ? "  %-20a  %a\n" : "\n      %a  %a\n", code, orNone(step.Object.Text));
+    say(front, isWide ? "  %-20a  %a\n" : "\n      %a  %a\n", code, orNone(step.Object.Text));
   }
 }
 

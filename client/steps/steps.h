@@ -26,4 +26,4 @@ struct STEP_COUNTS {
 void writeSteps(JSON *json, const XML_NODE *log, STEP_COUNTS *counts);
 
 // Shows the steps of a log as a table.
-void saySteps(const XYL_HOST *host, const XML_NODE *log, STEP_COUNTS *counts);
+void saySteps(const XYL_FRONT *front, const XML_NODE *log, STEP_COUNTS *counts);

@@ -12,14 +12,14 @@ static bool isPlain(const CHAR8 *at, const CHAR8 *end) {
 }
 
 struct LINE {
-  const XYL_HOST *Host;
+  const XYL_FRONT *Front;
   UINTN Length;
   CHAR8 Chars[LINE_LENGTH + 1];
 };
 
 static void endLine(LINE *line) {
   line->Chars[line->Length++] = '\n';
-  line->Host->WriteOut(line->Host, line->Chars, line->Length);
+  line->Front->WriteOut(line->Front, line->Chars, line->Length);
   line->Length = 0;
 }
 
@@ -43,8 +43,8 @@ static void putQuoted(LINE *line, const CHAR8 *at, const CHAR8 *end) {
 }
 
 // A console may wrap a long line, and may not have every letter.
-static void sayName(const XYL_HOST *host, const CHAR8 *name) {
-  LINE line = {host, sizeof(TRANSCRIPT_FILE) - 1, TRANSCRIPT_FILE};
+static void sayName(const XYL_FRONT *front, const CHAR8 *name) {
+  LINE line = {front, sizeof(TRANSCRIPT_FILE) - 1, TRANSCRIPT_FILE};
   const CHAR8 *end = name + textLength(name);
   for (; name != end; ++name) {
     putQuoted(&line, name, end);
@@ -52,8 +52,8 @@ static void sayName(const XYL_HOST *host, const CHAR8 *name) {
   endLine(&line);
 }
 
-static void sayBody(const XYL_HOST *host, const CHAR8 *at, const CHAR8 *end) {
-  LINE line = {host, 0, ""};
+static void sayBody(const XYL_FRONT *front, const CHAR8 *at, const CHAR8 *end) {
+  LINE line = {front, 0, ""};
   for (; at != end; ++at) {
     if (*at == '\n') {
       endLine(&line);
@@ -66,8 +66,8 @@ static void sayBody(const XYL_HOST *host, const CHAR8 *at, const CHAR8 *end) {
   }
 }
 
-void sayFile(const XYL_HOST *host, const CHAR8 *name, const CHAR8 *data, UINTN size) {
-  sayName(host, name);
-  sayBody(host, data, data + size);
-  say(host, "%a%lu %08X\n", TRANSCRIPT_END, size, crc32Of(data, size));
+void sayFile(const XYL_FRONT *front, const CHAR8 *name, const CHAR8 *data, UINTN size) {
+  sayName(front, name);
+  sayBody(front, data, data + size);
+  say(front, "%a%lu %08X\n", TRANSCRIPT_END, size, crc32Of(data, size));
 }

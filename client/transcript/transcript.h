@@ -9,4 +9,4 @@
 #define TRANSCRIPT_END "===== raidxyl end "   // and its size in bytes and its CRC-32 in eight digits
 
 // Writes the file to the standard output.
-void sayFile(const XYL_HOST *host, const CHAR8 *name, const CHAR8 *data, UINTN size);
+void sayFile(const XYL_FRONT *front, const CHAR8 *name, const CHAR8 *data, UINTN size);

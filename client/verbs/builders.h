@@ -24,8 +24,8 @@ XYL_RESULT checkNewName(const XYL_CONTEXT &context, const CONTROLLER &controller
 struct SPARE_CHANGE {
   UINT64 Kind; // RAID_HOTSPARE_
   const CHOICE *Disks;
-  const UINT32 *Volumes;
-  UINT32 VolumeCount;
+  const UINT32 *VirtualDisks;
+  UINT32 VirtualDiskCount;
 };
 void putSpareChange(CHANGE_WRITER *writer, const RAID_CONFIG &config, const SPARE_CHANGE &change);
 

@@ -2,7 +2,7 @@
 #include "client/verbs/create_disks.h"
 
 // Names the new virtual disk within its document.
-static constexpr UINT32 NEW_VOLUME = 0x00100000;
+static constexpr UINT32 NEW_VIRTUAL_DISK = 0x00100000;
 
 // Reads an option whose value is one of a table's, those in the mask; *value is 0 when it is not given.
 static XYL_RESULT readValue(const XYL_CONTEXT &context, XYL_OPTION_ID option, const VALUE_NAME_TABLE *table,
@@ -20,7 +20,7 @@ static XYL_RESULT readValue(const XYL_CONTEXT &context, XYL_OPTION_ID option, co
   if (!isClear(meaning)) {
     WORD_LIST names = {};
     appendNames(names, table, mask);
-    complain(context.Host, "%a cannot be '%a' here; it is one of %a", g_xylOptions[option].Long, text, names.Text);
+    complain(context.Front, "%a cannot be '%a' here; it is one of %a", g_xylOptions[option].Long, text, names.Text);
     return wrongUsage();
   }
   *value = static_cast<UINT32>(meaning.Value);
@@ -32,13 +32,13 @@ static XYL_RESULT readLevel(const XYL_CONTEXT &context, const RAID_ADAPTER_RECOR
   if (!hasOption(context, XYL_OPTION_LEVEL)) {
     WORD_LIST names = {};
     appendNames(names, g_raidLevelTable, adapter.SupportedRAIDLevels);
-    complain(context.Host, "give --level LEVEL, one of %a", orNone(names.Text));
+    complain(context.Front, "give --level LEVEL, one of %a", orNone(names.Text));
     return wrongUsage();
   }
   XYL_RESULT result = readValue(context, XYL_OPTION_LEVEL, g_raidLevelTable, adapter.SupportedRAIDLevels, &level);
   creation->Level = isFailure(result) ? nullptr : levelOf(adapter, level);
   if (!isFailure(result) && creation->Level == nullptr) {
-    complain(context.Host, "the controller does not describe %a", GetNameFromValue(level, g_raidLevelTable));
+    complain(context.Front, "the controller does not describe %a", GetNameFromValue(level, g_raidLevelTable));
     return failed(EFI_UNSUPPORTED);
   }
   return result;
@@ -59,13 +59,13 @@ static XYL_RESULT readCacheWord(const XYL_CONTEXT &context, const CHAR8 *word, C
     for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
       appendNames(names, g_cachePolicyGroups.Rows[i].Names, available);
     }
-    complain(context.Host, "--cache cannot be '%a' here; there are %a", word, orNone(names.Text));
+    complain(context.Front, "--cache cannot be '%a' here; there are %a", word, orNone(names.Text));
     return wrongUsage();
   }
   for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
     UINT32 group = g_cachePolicyGroups.Rows[i].Mask;
     if ((meaning.Value & group) != 0 && (creation->Cache & group) != 0) {
-      complain(context.Host, "--cache has two words of one kind, of which the second is '%a'", word);
+      complain(context.Front, "--cache has two words of one kind, of which the second is '%a'", word);
       return wrongUsage();
     }
   }
@@ -94,11 +94,11 @@ static XYL_RESULT readSize(const XYL_CONTEXT &context, CREATION *creation) {
   const CHAR8 *text = context.Request->Options[XYL_OPTION_SIZE];
   creation->Size = text != nullptr ? parseSize(text) : 0;
   if (text != nullptr && creation->Size == 0) {
-    complain(context.Host, "'%a' is no size; write it as 600GB, 1.2TB or in bytes", text);
+    complain(context.Front, "'%a' is no size; write it as 600GB, 1.2TB or in bytes", text);
     return wrongUsage();
   }
   if (text != nullptr && lacksUnit(text)) {
-    complain(context.Host, "'%a' is a number of bytes; write its unit, as %aGB", text, text);
+    complain(context.Front, "'%a' is a number of bytes; write its unit, as %aGB", text, text);
     return wrongUsage();
   }
   return succeeded();
@@ -107,7 +107,7 @@ static XYL_RESULT readSize(const XYL_CONTEXT &context, CREATION *creation) {
 static XYL_RESULT readCreation(const XYL_CONTEXT &context, const RAID_CONFIG &config, CREATION *creation) {
   const RAID_ADAPTER_RECORD &adapter = *config.adapter;
   if (config.logicalDiskCount >= adapter.MaxLDs) {
-    complain(context.Host, "the controller holds %d virtual disks, as many as it can; 'xyl delete' makes room",
+    complain(context.Front, "the controller holds %d virtual disks, as many as it can; 'xyl delete' makes room",
              config.logicalDiskCount);
     return refused();
   }
@@ -144,7 +144,7 @@ static void putCreation(const XYL_CONTEXT &context, const RAID_CONFIG &config, c
   if (name != nullptr) {
     putElement(writer, "Name", name);
   }
-  putElement(writer, "TargetID", NEW_VOLUME);
+  putElement(writer, "TargetID", NEW_VIRTUAL_DISK);
   putElement(writer, "RAIDLevel", GetNameFromValue(creation.Level->RAIDLevel, g_raidLevelTable));
   if (creation.Size != 0) {
     putElement(writer, "Size", creation.Size);
@@ -157,7 +157,7 @@ static void putCreation(const XYL_CONTEXT &context, const RAID_CONFIG &config, c
   }
   closeMethod(writer);
   if (creation.Spares.Count != 0) {
-    putSpareChange(writer, config, {RAID_HOTSPARE_DEDICATED, &creation.Spares, &NEW_VOLUME, 1});
+    putSpareChange(writer, config, {RAID_HOTSPARE_DEDICATED, &creation.Spares, &NEW_VIRTUAL_DISK, 1});
   }
 }
 

@@ -97,14 +97,14 @@ static void sayMembers(const XYL_CONTEXT &context, const RAID_CONFIG &config, co
   for (UINT32 i = 0; i < members.Count; ++i) {
     appendDisk(names, ", ", config, config.physicalDisks[members.Places[i]]);
   }
-  say(context.Host, "Picked %d of the kind %a, %a: %a\n", members.Count, kind.Text, size, names.Text);
+  say(context.Front, "Picked %d of the kind %a, %a: %a\n", members.Count, kind.Text, size, names.Text);
 }
 
 static XYL_RESULT pickMembers(const XYL_CONTEXT &context, const RAID_CONFIG &config, UINT32 count, CREATION *creation) {
   CHOICE candidates = {};
   if (!makeChoice(&candidates, config.physicalDiskCount) || !makeChoice(&creation->Members, config.physicalDiskCount)) {
     freeChoice(&candidates);
-    complain(context.Host, "there is not enough memory");
+    complain(context.Front, "there is not enough memory");
     return failed(EFI_OUT_OF_RESOURCES);
   }
   collectCandidates(config, *creation, &candidates);
@@ -118,7 +118,7 @@ static XYL_RESULT pickMembers(const XYL_CONTEXT &context, const RAID_CONFIG &con
   } else {
     WORD_LIST ready = {};
     appendFree(ready, config);
-    complain(context.Host,
+    complain(context.Front,
              "there are no %d Ready disks of one medium, protocol and encryption with the room; Ready "
              "are %a",
              count, orNone(ready.Text));
@@ -138,7 +138,7 @@ static XYL_RESULT checkFree(const XYL_CONTEXT &context, const RAID_CONFIG &confi
       WORD_LIST ready = {};
       appendDisk(name, "", config, disk);
       appendFree(ready, config);
-      complain(context.Host, "disk %a is %a; Ready are %a", name.Text, stateOf(disk), orNone(ready.Text));
+      complain(context.Front, "disk %a is %a; Ready are %a", name.Text, stateOf(disk), orNone(ready.Text));
       return refused();
     }
   }
@@ -148,7 +148,7 @@ static XYL_RESULT checkFree(const XYL_CONTEXT &context, const RAID_CONFIG &confi
 static XYL_RESULT checkSpares(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CREATION &creation) {
   for (UINT32 i = 0; i < creation.Spares.Count; ++i) {
     if (isChosen(creation.Members, creation.Spares.Places[i])) {
-      complain(context.Host, "disk %d cannot be a member and the spare",
+      complain(context.Front, "disk %d cannot be a member and the spare",
                config.physicalDisks[creation.Spares.Places[i]].ObjectID);
       return wrongUsage();
     }
@@ -167,7 +167,7 @@ static XYL_RESULT checkKinds(const XYL_CONTEXT &context, const RAID_CONFIG &conf
       if (why != nullptr) {
         WORD_LIST kind = {};
         appendKind(kind, "", disk);
-        complain(context.Host, "disk %d, a %a, cannot be in it: %a", disk.ObjectID, kind.Text, why);
+        complain(context.Front, "disk %d, a %a, cannot be in it: %a", disk.ObjectID, kind.Text, why);
         return refused();
       }
     }
@@ -190,14 +190,14 @@ static XYL_RESULT checkRoom(const XYL_CONTEXT &context, const RAID_CONFIG &confi
   CHAR8 size[SIZE_TEXT_CAPACITY];
   if (share > member) {
     formatSize(size, member * creation.Layout.DataMembers);
-    complain(context.Host, "--size %a is more than the disks have room for, which is %a",
+    complain(context.Front, "--size %a is more than the disks have room for, which is %a",
              context.Request->Options[XYL_OPTION_SIZE], size);
     return refused();
   }
   UINT64 wanted = creation.Size != 0 ? share : member;
   if (creation.Layout.DataMembers != 0 && smallestOf(config, creation.Spares) < wanted) {
     formatSize(size, wanted);
-    complain(context.Host, "the spare is smaller than what each member holds, which is %a", size);
+    complain(context.Front, "the spare is smaller than what each member holds, which is %a", size);
     return refused();
   }
   return succeeded();
@@ -207,7 +207,7 @@ static XYL_RESULT readCount(const XYL_CONTEXT &context, UINT32 *count) {
   const CHAR8 *text = context.Request->Options[XYL_OPTION_HOW_MANY];
   UINT64 number = parseDecimal(text);
   if (!isNumber(text) || number == 0 || number > 0xFFFFFFFFU) {
-    complain(context.Host, "--count wants a number of disks, not '%a'", text);
+    complain(context.Front, "--count wants a number of disks, not '%a'", text);
     return wrongUsage();
   }
   *count = static_cast<UINT32>(number);
@@ -217,7 +217,7 @@ static XYL_RESULT readCount(const XYL_CONTEXT &context, UINT32 *count) {
 XYL_RESULT chooseMembers(const XYL_CONTEXT &context, const RAID_CONFIG &config, CREATION *creation) {
   bool picks = hasOption(context, XYL_OPTION_HOW_MANY);
   if (picks == hasOption(context, XYL_OPTION_DISKS)) {
-    complain(context.Host, "give either --disks DISK,DISK or --count N");
+    complain(context.Front, "give either --disks DISK,DISK or --count N");
     return wrongUsage();
   }
   XYL_RESULT result = chooseDisks(context, config, context.Request->Options[XYL_OPTION_SPARE], &creation->Spares);

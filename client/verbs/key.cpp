@@ -14,9 +14,9 @@ struct PASSPHRASE {
 static XYL_RESULT readFromFile(const XYL_CONTEXT &context, const CHAR8 *file, PASSPHRASE *passphrase) {
   CHAR8 *text = nullptr;
   UINTN size = 0;
-  EFI_STATUS status = context.Host->ReadFile(context.Host, file, &text, &size);
+  EFI_STATUS status = context.Front->ReadFile(context.Front, file, &text, &size);
   if (EFI_ERROR(status)) {
-    complain(context.Host, "cannot read '%a': %a", file, statusWords(status));
+    complain(context.Front, "cannot read '%a': %a", file, statusWords(status));
     return status == EFI_NOT_FOUND ? notFound() : failed(status);
   }
   UINTN length = 0;
@@ -28,27 +28,28 @@ static XYL_RESULT readFromFile(const XYL_CONTEXT &context, const CHAR8 *file, PA
   wipeBytes(text, size);
   poolFree(text);
   if (!fits) {
-    complain(context.Host, "the first line of '%a' is no passphrase of 1 to 32 bytes", file);
+    complain(context.Front, "the first line of '%a' is no passphrase of 1 to 32 bytes", file);
     return refused();
   }
   return succeeded();
 }
 
 static XYL_RESULT askFor(const XYL_CONTEXT &context, const CHAR8 *question, PASSPHRASE *passphrase) {
-  EFI_STATUS status = context.Host->AskSecret != nullptr
-                          ? context.Host->AskSecret(context.Host, question, passphrase->Text, sizeof(passphrase->Text))
-                          : EFI_NOT_FOUND;
+  EFI_STATUS status =
+      context.Front->AskSecret != nullptr
+          ? context.Front->AskSecret(context.Front, question, passphrase->Text, sizeof(passphrase->Text))
+          : EFI_NOT_FOUND;
   if (status == EFI_NOT_FOUND) {
-    complain(context.Host, "nobody can be asked for the passphrase; give --passphrase-file FILE, and of the old one "
-                           "--old-passphrase-file FILE");
+    complain(context.Front, "nobody can be asked for the passphrase; give --passphrase-file FILE, and of the old one "
+                            "--old-passphrase-file FILE");
     return wrongUsage();
   }
   if (!EFI_ERROR(status) && passphrase->Text[0] == 0) {
     status = EFI_ABORTED;
   }
   if (EFI_ERROR(status)) {
-    complain(context.Host, status == EFI_BAD_BUFFER_SIZE ? "a passphrase has at most 32 bytes; nothing was changed"
-                                                         : "no passphrase was given; nothing was changed");
+    complain(context.Front, status == EFI_BAD_BUFFER_SIZE ? "a passphrase has at most 32 bytes; nothing was changed"
+                                                          : "no passphrase was given; nothing was changed");
     return failed(status);
   }
   return succeeded();
@@ -62,7 +63,7 @@ static XYL_RESULT askForNew(const XYL_CONTEXT &context, PASSPHRASE *passphrase) 
     result = askFor(context, "The same again: ", &again);
   }
   if (!isFailure(result) && !textEqual(passphrase->Text, again.Text)) {
-    complain(context.Host, "the two passphrases differ; nothing was changed");
+    complain(context.Front, "the two passphrases differ; nothing was changed");
     result = failed(EFI_ABORTED);
   }
   wipeBytes(&again, sizeof(again));
@@ -120,12 +121,12 @@ static XYL_RESULT putPassphrase(const XYL_CONTEXT &context, const PASSPHRASE_ROW
 static XYL_RESULT checkKeyId(const XYL_CONTEXT &context) {
   const CHAR8 *id = context.Request->Options[XYL_OPTION_KEY_ID];
   if (id == nullptr) {
-    complain(context.Host, "give --key-id ID, by which people find the passphrase again");
+    complain(context.Front, "give --key-id ID, by which people find the passphrase again");
     return wrongUsage();
   }
   for (const CHAR8 *at = id; *at != 0; ++at) {
     if (*at < ' ' || *at > '~' || at - id >= RAID_KEY_ID_SIZE) {
-      complain(context.Host, "a key id is plain ASCII of at most %d characters", RAID_KEY_ID_SIZE);
+      complain(context.Front, "a key id is plain ASCII of at most %d characters", RAID_KEY_ID_SIZE);
       return wrongUsage();
     }
   }
@@ -136,12 +137,12 @@ static XYL_RESULT checkKeyId(const XYL_CONTEXT &context) {
 static XYL_RESULT checkAdapter(const XYL_CONTEXT &context, const RAID_ADAPTER_RECORD &adapter, bool wantsKey) {
   bool hasKey = (adapter.Attributes & RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY) != 0;
   if (!wantsKey && (adapter.Attributes & RAID_ADAPTER_ATTRIBUTE_ENCRYPTION) == 0) {
-    complain(context.Host, "the adapter cannot lock disks, so it takes no key");
+    complain(context.Front, "the adapter cannot lock disks, so it takes no key");
     return failed(EFI_UNSUPPORTED);
   }
   if (wantsKey != hasKey) {
-    complain(context.Host, hasKey ? "the adapter has a key; 'xyl key rekey' changes it"
-                                  : "the adapter has no key; 'xyl key lock' sets one");
+    complain(context.Front, hasKey ? "the adapter has a key; 'xyl key rekey' changes it"
+                                   : "the adapter has no key; 'xyl key lock' sets one");
     return refused();
   }
   return succeeded();
@@ -186,7 +187,7 @@ XYL_RESULT buildErase(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHA
     }
   }
   if (!isFailure(result) && *secured.Text != 0) {
-    complain(context.Host, "the key locks virtual disks %a; 'xyl delete' them first", secured.Text);
+    complain(context.Front, "the key locks virtual disks %a; 'xyl delete' them first", secured.Text);
     return refused();
   }
   if (!isFailure(result)) {

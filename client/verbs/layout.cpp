@@ -42,7 +42,7 @@ XYL_RESULT checkCount(const XYL_CONTEXT &context, const RAID_ADAPTER_RECORD &ada
   *layout = {};
   const CHAR8 *name = GetNameFromValue(level.RAIDLevel, g_raidLevelTable);
   if (count < level.MinDisks || count > level.MaxDisks) {
-    complain(context.Host, "%a takes %d to %d disks here, not %d", name, level.MinDisks, level.MaxDisks, count);
+    complain(context.Front, "%a takes %d to %d disks here, not %d", name, level.MinDisks, level.MaxDisks, count);
     return failed(EFI_INVALID_PARAMETER);
   }
   const RAID_LEVEL_LAYOUT *rule = levelLayout(level.RAIDLevel);
@@ -51,7 +51,7 @@ XYL_RESULT checkCount(const XYL_CONTEXT &context, const RAID_ADAPTER_RECORD &ada
   }
   layout->DataMembers = dataMembers(adapter, *rule, level, count);
   if (layout->DataMembers == 0) {
-    complain(context.Host, "%a needs %a; %d disks cannot be divided so", name,
+    complain(context.Front, "%a needs %a; %d disks cannot be divided so", name,
              rule->mirrored ? "an even number of disks" : "two or more equal spans", count);
     return failed(EFI_INVALID_PARAMETER);
   }
@@ -107,31 +107,32 @@ const CHAR8 *whyNotTogether(const RAID_LEVEL_PARAMS &level, const DISK_KINDS &ki
 // --- Spares ---
 
 XYL_RESULT checkSpareFits(const XYL_CONTEXT &context, const RAID_CONFIG &config, const RAID_PD_RECORD &disk,
-                          const RAID_VD_RECORD &volume) {
+                          const RAID_VD_RECORD &virtualDisk) {
   DISK_KINDS kinds = {};
   addKind(&kinds, disk);
   for (UINT32 i = 0; i < config.physicalDiskCount; ++i) {
     const RAID_PD_RECORD &member = config.physicalDisks[i];
     bool isMember = false;
     for (UINT32 v = 0; member.Hotspare == RAID_HOTSPARE_NONE && v < member.VDCount; ++v) {
-      isMember = isMember || member.VDs[v] == volume.ObjectID;
+      isMember = isMember || member.VDs[v] == virtualDisk.ObjectID;
     }
     if (isMember) {
       addKind(&kinds, member);
     }
   }
-  const CHAR8 *why = whyNotTogether(volume.RAIDLevelDesc, kinds);
+  const CHAR8 *why = whyNotTogether(virtualDisk.RAIDLevelDesc, kinds);
   if (why != nullptr) {
-    complain(context.Host, "disk %d is no spare for virtual disk %d: %a", disk.ObjectID, volume.ObjectID, why);
+    complain(context.Front, "disk %d is no spare for virtual disk %d: %a", disk.ObjectID, virtualDisk.ObjectID, why);
     return failed(EFI_INVALID_PARAMETER);
   }
-  const RAID_LEVEL_LAYOUT *rule = levelLayout(volume.RAIDLevel);
-  LAYOUT layout = {rule != nullptr ? dataMembers(*config.adapter, *rule, volume.RAIDLevelDesc, volume.PDCount) : 0};
-  if (disk.Size < shareOf(layout, volume.Size)) {
+  const RAID_LEVEL_LAYOUT *rule = levelLayout(virtualDisk.RAIDLevel);
+  LAYOUT layout = {rule != nullptr ? dataMembers(*config.adapter, *rule, virtualDisk.RAIDLevelDesc, virtualDisk.PDCount)
+                                   : 0};
+  if (disk.Size < shareOf(layout, virtualDisk.Size)) {
     CHAR8 size[SIZE_TEXT_CAPACITY];
-    formatSize(size, shareOf(layout, volume.Size));
-    complain(context.Host, "disk %d is too small for virtual disk %d, of which each member holds %a", disk.ObjectID,
-             volume.ObjectID, size);
+    formatSize(size, shareOf(layout, virtualDisk.Size));
+    complain(context.Front, "disk %d is too small for virtual disk %d, of which each member holds %a", disk.ObjectID,
+             virtualDisk.ObjectID, size);
     return failed(EFI_INVALID_PARAMETER);
   }
   return succeeded();

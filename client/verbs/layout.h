@@ -32,4 +32,4 @@ void appendKind(WORD_LIST &list, const CHAR8 *separator, const RAID_PD_RECORD &d
 // Fails with a message when the disk is too small for a spare of the virtual disk, or of a kind that does not go with
 // its members.
 XYL_RESULT checkSpareFits(const XYL_CONTEXT &context, const RAID_CONFIG &config, const RAID_PD_RECORD &disk,
-                          const RAID_VD_RECORD &volume);
+                          const RAID_VD_RECORD &virtualDisk);

@@ -74,14 +74,14 @@ static UINT32 findDisk(const RAID_CONFIG &config, const CHAR8 *name) {
 
 // --- Virtual disks ---
 
-static UINT32 findVolume(const RAID_CONFIG &config, const CHAR8 *name) {
+static UINT32 findVirtualDisk(const RAID_CONFIG &config, const CHAR8 *name) {
   UINT32 found = ID_NONE;
   for (UINT32 i = 0; i < config.logicalDiskCount; ++i) {
-    const RAID_VD_RECORD &volume = config.logicalDisks[i];
-    if (isNumber(name) && volume.ObjectID == parseDecimal(name)) {
+    const RAID_VD_RECORD &virtualDisk = config.logicalDisks[i];
+    if (isNumber(name) && virtualDisk.ObjectID == parseDecimal(name)) {
       return i;
     }
-    if (isText(volume.Name, name) || isText(volume.FQDD, name)) {
+    if (isText(virtualDisk.Name, name) || isText(virtualDisk.FQDD, name)) {
       found = found == ID_NONE ? i : SEVERAL;
     }
   }
@@ -97,7 +97,7 @@ struct OBJECT_KIND {
 };
 
 static constexpr OBJECT_KIND g_diskKind = {"disk", "an id, an FQDD, enclosure:slot or direct:slot", findDisk};
-static constexpr OBJECT_KIND g_volumeKind = {"virtual disk", "an id, a name or an FQDD", findVolume};
+static constexpr OBJECT_KIND g_virtualDiskKind = {"virtual disk", "an id, a name or an FQDD", findVirtualDisk};
 
 bool makeChoice(CHOICE *choice, UINT32 count) {
   if (choice->Places == nullptr) {
@@ -109,21 +109,21 @@ bool makeChoice(CHOICE *choice, UINT32 count) {
 static XYL_RESULT chooseOne(const XYL_CONTEXT &context, const RAID_CONFIG &config, const OBJECT_KIND &kind,
                             const CHAR8 *name, CHOICE *choice) {
   if (*name == 0) { // a virtual disk may have that for a name
-    complain(context.Host, "a name in a list of %as is empty", kind.Name);
+    complain(context.Front, "a name in a list of %as is empty", kind.Name);
     return wrongUsage();
   }
   UINT32 place = kind.Find(config, name);
   if (place == SEVERAL) {
-    complain(context.Host, "'%a' may be several; name the %a by its id", name, kind.Name);
+    complain(context.Front, "'%a' may be several; name the %a by its id", name, kind.Name);
     return notFound();
   }
   if (place == ID_NONE) {
-    complain(context.Host, "there is no %a '%a'; write %a, as 'xyl show' lists them", kind.Name, name, kind.Names);
+    complain(context.Front, "there is no %a '%a'; write %a, as 'xyl show' lists them", kind.Name, name, kind.Names);
     return notFound();
   }
   for (UINT32 i = 0; i < choice->Count; ++i) {
     if (choice->Places[i] == place) {
-      complain(context.Host, "%a '%a' is named twice; name it once", kind.Name, name);
+      complain(context.Front, "%a '%a' is named twice; name it once", kind.Name, name);
       return wrongUsage();
     }
   }
@@ -134,7 +134,7 @@ static XYL_RESULT chooseOne(const XYL_CONTEXT &context, const RAID_CONFIG &confi
 static XYL_RESULT chooseAll(const XYL_CONTEXT &context, const RAID_CONFIG &config, const OBJECT_KIND &kind,
                             UINT32 count, const CHAR8 *names, CHOICE *choice) {
   if (!makeChoice(choice, count)) {
-    complain(context.Host, "there is not enough memory");
+    complain(context.Front, "there is not enough memory");
     return failed(EFI_OUT_OF_RESOURCES);
   }
   ITEM item;
@@ -149,8 +149,9 @@ XYL_RESULT chooseDisks(const XYL_CONTEXT &context, const RAID_CONFIG &config, co
   return chooseAll(context, config, g_diskKind, config.physicalDiskCount, names, choice);
 }
 
-XYL_RESULT chooseVolumes(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHAR8 *names, CHOICE *choice) {
-  return chooseAll(context, config, g_volumeKind, config.logicalDiskCount, names, choice);
+XYL_RESULT chooseVirtualDisks(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHAR8 *names,
+                              CHOICE *choice) {
+  return chooseAll(context, config, g_virtualDiskKind, config.logicalDiskCount, names, choice);
 }
 
 XYL_RESULT chooseOperands(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHOOSE choose, CHOICE *choice) {

@@ -13,7 +13,8 @@ struct CHOICE {
 // Add what the text names, separated by commas: a disk by its id, FQDD or place, a virtual disk by its id, name or
 // FQDD. A failure comes with a message. The caller gives the choice, also then, to freeChoice.
 XYL_RESULT chooseDisks(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHAR8 *names, CHOICE *choice);
-XYL_RESULT chooseVolumes(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHAR8 *names, CHOICE *choice);
+XYL_RESULT chooseVirtualDisks(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHAR8 *names,
+                              CHOICE *choice);
 void freeChoice(CHOICE *choice);
 
 // The same for all operands of the request.

@@ -47,7 +47,7 @@ static XYL_RESULT complainOfName(const XYL_CONTEXT &context, const RAID_ADAPTER_
       append(names, ", ", rate);
     }
   }
-  complain(context.Host, "the adapter has no %a '%a' to set; it has %a", isRate ? "rate" : "mode", name,
+  complain(context.Front, "the adapter has no %a '%a' to set; it has %a", isRate ? "rate" : "mode", name,
            orNone(names.Text));
   return refused();
 }
@@ -69,7 +69,7 @@ static XYL_RESULT setRate(const XYL_CONTEXT &context, const CHAR8 *name, const C
   }
   UINT64 number = parseDecimal(value);
   if (number > 100) {
-    complain(context.Host, "a rate is a percentage from 0 to 100, not %a", value);
+    complain(context.Front, "a rate is a percentage from 0 to 100, not %a", value);
     return wrongUsage();
   }
   settings->Adapter.Rates[meaning.Value].EditableValue =
@@ -102,7 +102,7 @@ static XYL_RESULT setMode(const XYL_CONTEXT &context, const CHAR8 *name, const C
   if (!isClear(meant)) {
     WORD_LIST names = {};
     appendNames(names, table);
-    complain(context.Host, "%a cannot be '%a'; it is one of %a", row.Element, value, names.Text);
+    complain(context.Front, "%a cannot be '%a'; it is one of %a", row.Element, value, names.Text);
     return wrongUsage();
   }
   UINT64 bits = row.Format == FORMAT_MARK && meant.Value != 0 ? row.Mask : meant.Value;
@@ -131,7 +131,7 @@ static XYL_RESULT readSetting(const XYL_CONTEXT &context, const CHAR8 *word, SET
     ++length;
   }
   if (word[length] != '=' || length == 0) {
-    complain(context.Host, "'%a' is no setting; write NAME=VALUE", word);
+    complain(context.Front, "'%a' is no setting; write NAME=VALUE", word);
     return wrongUsage();
   }
   const CHAR8 *value = word + length + 1;

@@ -8,15 +8,15 @@ XYL_RESULT buildImport(const XYL_CONTEXT &, const RAID_CONFIG &, CHANGE_WRITER *
 }
 
 XYL_RESULT buildDelete(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer) {
-  CHOICE volumes = {};
-  XYL_RESULT result = chooseOperands(context, config, chooseVolumes, &volumes);
+  CHOICE virtualDisks = {};
+  XYL_RESULT result = chooseOperands(context, config, chooseVirtualDisks, &virtualDisks);
   if (!isFailure(result)) {
     openMethod(writer, "Delete", "Virtual Disk");
-    for (UINT32 i = 0; i < volumes.Count; ++i) {
-      putElement(writer, "OID", config.logicalDisks[volumes.Places[i]].ObjectID);
+    for (UINT32 i = 0; i < virtualDisks.Count; ++i) {
+      putElement(writer, "OID", config.logicalDisks[virtualDisks.Places[i]].ObjectID);
     }
   }
-  freeChoice(&volumes);
+  freeChoice(&virtualDisks);
   return result;
 }
 
@@ -47,8 +47,8 @@ static void putSpare(CHANGE_WRITER *writer, const RAID_PD_RECORD &disk, const SP
   putElement(writer, "OID", disk.ObjectID);
   openObject(writer, "PD", "Physical Disk");
   putElement(writer, "Hotspare", GetNameFromValue(change.Kind, g_hotspareTable));
-  for (UINT32 i = 0; i < change.VolumeCount; ++i) {
-    putElement(writer, "VD", change.Volumes[i]);
+  for (UINT32 i = 0; i < change.VirtualDiskCount; ++i) {
+    putElement(writer, "VD", change.VirtualDisks[i]);
   }
   closeMethod(writer);
 }
@@ -61,21 +61,21 @@ void putSpareChange(CHANGE_WRITER *writer, const RAID_CONFIG &config, const SPAR
 }
 
 static XYL_RESULT checkSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, const RAID_PD_RECORD &disk,
-                             const CHOICE &volumes, UINT64 kind) {
+                             const CHOICE &virtualDisks, UINT64 kind) {
   if (kind == RAID_HOTSPARE_NONE && disk.Hotspare == RAID_HOTSPARE_NONE) {
-    complain(context.Host, "disk %d is no hot spare", disk.ObjectID);
+    complain(context.Front, "disk %d is no hot spare", disk.ObjectID);
     return refused();
   }
   if (kind != RAID_HOTSPARE_NONE && disk.State != RAID_STATE_READY) {
     WORD_LIST ready = {};
     appendFree(ready, config);
-    complain(context.Host, "disk %d is %a; a hot spare has to be Ready, %a%a", disk.ObjectID, stateOf(disk),
+    complain(context.Front, "disk %d is %a; a hot spare has to be Ready, %a%a", disk.ObjectID, stateOf(disk),
              ready.Text[0] != 0 ? "as " : "and no disk is", ready.Text);
     return refused();
   }
-  for (UINT32 i = 0; i < volumes.Count; ++i) {
-    const RAID_VD_RECORD &volume = config.logicalDisks[volumes.Places[i]];
-    XYL_RESULT result = checkSpareFits(context, config, disk, volume);
+  for (UINT32 i = 0; i < virtualDisks.Count; ++i) {
+    const RAID_VD_RECORD &virtualDisk = config.logicalDisks[virtualDisks.Places[i]];
+    XYL_RESULT result = checkSpareFits(context, config, disk, virtualDisk);
     if (isFailure(result)) {
       return result;
     }
@@ -84,9 +84,9 @@ static XYL_RESULT checkSpare(const XYL_CONTEXT &context, const RAID_CONFIG &conf
 }
 
 static XYL_RESULT checkSpares(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHOICE &disks,
-                              const CHOICE &volumes, UINT64 kind) {
+                              const CHOICE &virtualDisks, UINT64 kind) {
   for (UINT32 i = 0; i < disks.Count; ++i) {
-    XYL_RESULT result = checkSpare(context, config, config.physicalDisks[disks.Places[i]], volumes, kind);
+    XYL_RESULT result = checkSpare(context, config, config.physicalDisks[disks.Places[i]], virtualDisks, kind);
     if (isFailure(result)) {
       return result;
     }
@@ -98,27 +98,27 @@ XYL_RESULT buildSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHA
   const CHAR8 *names = context.Request->Options[XYL_OPTION_FOR];
   bool frees = hasOption(context, XYL_OPTION_REMOVE);
   if (names != nullptr && frees) {
-    complain(context.Host, "--for and --remove exclude each other; give one of them");
+    complain(context.Front, "--for and --remove exclude each other; give one of them");
     return wrongUsage();
   }
   UINT64 kind = names != nullptr ? RAID_HOTSPARE_DEDICATED : RAID_HOTSPARE_GLOBAL;
   kind = frees ? RAID_HOTSPARE_NONE : kind;
   CHOICE disks = {};
-  CHOICE volumes = {};
+  CHOICE virtualDisks = {};
   XYL_RESULT result = chooseOperands(context, config, chooseDisks, &disks);
   if (!isFailure(result)) {
-    result = chooseVolumes(context, config, names, &volumes);
+    result = chooseVirtualDisks(context, config, names, &virtualDisks);
   }
   if (!isFailure(result)) {
-    result = checkSpares(context, config, disks, volumes, kind);
+    result = checkSpares(context, config, disks, virtualDisks, kind);
   }
   if (!isFailure(result)) {
-    for (UINT32 i = 0; i < volumes.Count; ++i) {
-      volumes.Places[i] = config.logicalDisks[volumes.Places[i]].ObjectID;
+    for (UINT32 i = 0; i < virtualDisks.Count; ++i) {
+      virtualDisks.Places[i] = config.logicalDisks[virtualDisks.Places[i]].ObjectID;
     }
-    putSpareChange(writer, config, {kind, &disks, volumes.Places, volumes.Count});
+    putSpareChange(writer, config, {kind, &disks, virtualDisks.Places, virtualDisks.Count});
   }
-  freeChoice(&volumes);
+  freeChoice(&virtualDisks);
   freeChoice(&disks);
   return result;
 }

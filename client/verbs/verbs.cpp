@@ -37,7 +37,7 @@ static XYL_RESULT build(const XYL_CONTEXT &context, const CONTROLLER &controller
     closeDocument(&writer);
   }
   if (!isFailure(result) && writer.Text.Failed) {
-    complain(context.Host, "there is not enough memory");
+    complain(context.Front, "there is not enough memory");
     result = failed(EFI_OUT_OF_RESOURCES);
   }
   if (isFailure(result)) {
@@ -104,7 +104,7 @@ XYL_RESULT runIdentifyOf(const XYL_CONTEXT &context) {
     return runVerb(context, {"identification", buildIdentify});
   }
   if (hasOption(context, XYL_OPTION_SHOW)) {
-    complain(context.Host, "--show goes with a disk");
+    complain(context.Front, "--show goes with a disk");
     return wrongUsage();
   }
   return runIdentify(context);

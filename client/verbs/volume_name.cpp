@@ -13,15 +13,15 @@ XYL_RESULT checkNewName(const XYL_CONTEXT &context, const CONTROLLER &controller
   const CHAR8 *where = isOnDisks ? " on a machine's disks" : "";
   for (const CHAR8 *at = name; at != nullptr && *at != 0; ++at) {
     if (*at < ' ' || *at > '~') {
-      complain(context.Host, "the name '%a' is not plain ASCII", name);
+      complain(context.Front, "the name '%a' is not plain ASCII", name);
       return wrongUsage();
     }
     if (isOnDisks && *at == ' ') {
-      complain(context.Host, "the name '%a' has a blank, and a name%a has none", name, where);
+      complain(context.Front, "the name '%a' has a blank, and a name%a has none", name, where);
       return wrongUsage();
     }
     if (at - name >= most) {
-      complain(context.Host, "a name%a has at most %d characters", where, most);
+      complain(context.Front, "a name%a has at most %d characters", where, most);
       return wrongUsage();
     }
   }

@@ -15,7 +15,7 @@ static constexpr UINTN ZERO_BLOCKS = 128; // written at once
 // --- What is to be wiped ---
 
 static XYL_RESULT refuseDisk(const XYL_CONTEXT &context, const WORD_LIST &name, const CHAR8 *why) {
-  complain(context.Host, "disk %a cannot be wiped: %a", name.Text, why);
+  complain(context.Front, "disk %a cannot be wiped: %a", name.Text, why);
   return failed(EFI_INVALID_PARAMETER);
 }
 
@@ -58,7 +58,7 @@ static XYL_RESULT addDisk(const XYL_CONTEXT &context, RAID_DISKS_PROTOCOL *disks
 
 XYL_RESULT planWipe(const XYL_CONTEXT &context, const CONTROLLER &controller, RAID_CONFIG *config, WIPE *wipe) {
   if (!hasOption(context, XYL_OPTION_DISKS)) {
-    complain(context.Host, "--wipe goes with --disks, which names the disks");
+    complain(context.Front, "--wipe goes with --disks, which names the disks");
     return wrongUsage();
   }
   RAID_DISKS_PROTOCOL *disks = machineDisksOf(controller.Handle);
@@ -69,7 +69,7 @@ XYL_RESULT planWipe(const XYL_CONTEXT &context, const CONTROLLER &controller, RA
   }
   wipe->Disks = poolNew<DISK_TO_WIPE>(UINTN{choice.Count} + 1);
   if (wipe->Disks == nullptr && !isFailure(result)) {
-    complain(context.Host, "there is not enough memory");
+    complain(context.Front, "there is not enough memory");
     result = failed(EFI_OUT_OF_RESOURCES);
   }
   for (UINT32 i = 0; i < choice.Count && !isFailure(result); ++i) {
@@ -85,12 +85,12 @@ XYL_RESULT planWipe(const XYL_CONTEXT &context, const CONTROLLER &controller, RA
 // --- Wiping ---
 
 static void tellLosses(const XYL_CONTEXT &context, const WIPE &wipe) {
-  say(context.Host, "What is on these disks is lost:\n");
+  say(context.Front, "What is on these disks is lost:\n");
   for (UINT32 i = 0; i < wipe.Count; ++i) {
     const DISK_TO_WIPE &disk = wipe.Disks[i];
     CHAR8 size[SIZE_TEXT_CAPACITY];
     formatSize(size, disk.Bytes);
-    say(context.Host, "  disk %a, %a: %a\n", disk.Name.Text, size, disk.Contents.Holds);
+    say(context.Front, "  disk %a, %a: %a\n", disk.Name.Text, size, disk.Contents.Holds);
   }
 }
 
@@ -138,7 +138,7 @@ static EFI_STATUS wipeAreas(const RAID_DISK_CONTENTS &contents, const void *zero
 static XYL_RESULT wipeDisks(const XYL_CONTEXT &context, const WIPE &wipe) {
   UINT8 *pages = static_cast<UINT8 *>(poolAllocateZero(ZERO_BLOCKS * BLOCK + PAGE));
   if (pages == nullptr) {
-    complain(context.Host, "there is not enough memory; nothing was changed");
+    complain(context.Front, "there is not enough memory; nothing was changed");
     return failed(EFI_OUT_OF_RESOURCES);
   }
   UINTN misaligned = reinterpret_cast<UINTN>(pages) % PAGE;
@@ -150,7 +150,7 @@ static XYL_RESULT wipeDisks(const XYL_CONTEXT &context, const WIPE &wipe) {
     g_bootServices->ConnectController(disk.Contents.Handle, /* DriverImages= */ nullptr, /* Remaining= */ nullptr,
                                       /* Recursive= */ true);
     if (EFI_ERROR(status)) {
-      complain(context.Host, "disk %a cannot be written: %a; a part of it may be lost already", disk.Name.Text,
+      complain(context.Front, "disk %a cannot be written: %a; a part of it may be lost already", disk.Name.Text,
                statusWords(status));
       result = failed(status);
     }
@@ -163,7 +163,7 @@ static XYL_RESULT checkWiped(const XYL_CONTEXT &context, const CONTROLLER &contr
   RAID_CMD_RESULT answer;
   EFI_STATUS status = issueCommand(controller.Management, RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, &answer);
   if (EFI_ERROR(status)) {
-    complain(context.Host, "after the wipe the disks cannot be read: %a", statusWords(status));
+    complain(context.Front, "after the wipe the disks cannot be read: %a", statusWords(status));
     return failed(status);
   }
   const RAID_PD_RECORD *records = static_cast<const RAID_PD_RECORD *>(answer.Data);
@@ -175,7 +175,7 @@ static XYL_RESULT checkWiped(const XYL_CONTEXT &context, const CONTROLLER &contr
       ++at;
     }
     if (at == count || !isFree(records[at])) {
-      complain(context.Host, "disk %a was wiped and still is not free", wipe.Disks[i].Name.Text);
+      complain(context.Front, "disk %a was wiped and still is not free", wipe.Disks[i].Name.Text);
       result = failed(EFI_DEVICE_ERROR);
     }
   }

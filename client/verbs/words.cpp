@@ -55,7 +55,7 @@ void offerTable(MEANING *meaning, const VALUE_NAME_TABLE *table, UINT64 mask) {
 }
 
 XYL_RESULT refuseAmbiguous(const XYL_CONTEXT &context, const MEANING &meaning) {
-  complain(context.Host, "'%a' may be %a; write more of it", meaning.Text, meaning.Names.Text);
+  complain(context.Front, "'%a' may be %a; write more of it", meaning.Text, meaning.Names.Text);
   return wrongUsage();
 }
 

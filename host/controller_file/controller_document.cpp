@@ -119,36 +119,37 @@ static void copyDisk(SIM_DISK *disk, const RAID_PD_RECORD &record, const XML_NOD
 }
 
 // What each member gives. One that holds nothing else tells it exactly.
-static UINT64 memberSizeOf(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK &volume) {
-  for (UINT32 i = 0; i < volume.record.PDCount; ++i) {
-    const SIM_DISK *disk = simFindDisk(sim, volume.PDs[i]);
+static UINT64 memberSizeOf(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK &virtualDisk) {
+  for (UINT32 i = 0; i < virtualDisk.record.PDCount; ++i) {
+    const SIM_DISK *disk = simFindDisk(sim, virtualDisk.PDs[i]);
     if (disk != nullptr && disk->record.VDCount == 1 && disk->record.UsedSize != 0) {
       return disk->record.UsedSize;
     }
   }
-  return simMemberSize(volume.record.RAIDLevel, volume.record.SpanDepth, volume.record.PDCount, volume.record.Size);
+  return simMemberSize(virtualDisk.record.RAIDLevel, virtualDisk.record.SpanDepth, virtualDisk.record.PDCount,
+                       virtualDisk.record.Size);
 }
 
-static void copyLevel(SIM_VIRTUAL_DISK *volume, const SIM_ADAPTER &adapter) {
-  for (UINT32 i = 0; volume->record.RAIDLevelDesc.RAIDLevel == 0 && i < adapter.levelCount; ++i) {
-    if (adapter.RAIDLevelParams[i].RAIDLevel == volume->record.RAIDLevel) {
-      volume->record.RAIDLevelDesc = adapter.RAIDLevelParams[i];
+static void copyLevel(SIM_VIRTUAL_DISK *virtualDisk, const SIM_ADAPTER &adapter) {
+  for (UINT32 i = 0; virtualDisk->record.RAIDLevelDesc.RAIDLevel == 0 && i < adapter.levelCount; ++i) {
+    if (adapter.RAIDLevelParams[i].RAIDLevel == virtualDisk->record.RAIDLevel) {
+      virtualDisk->record.RAIDLevelDesc = adapter.RAIDLevelParams[i];
     }
   }
 }
 
-static void copyVirtualDisk(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *volume, const RAID_VD_RECORD &record,
+static void copyVirtualDisk(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *virtualDisk, const RAID_VD_RECORD &record,
                             const XML_NODE *element) {
-  copyRecord(volume, RAID_OBJECT_VIRTUAL_DISK, record);
-  copyReversed(volume->PDs, SIM_VD_PDS, record.PDs, record.PDCount, "a virtual disk lists");
-  copyLevel(volume, sim->adapter);
-  RAID_VD_RECORD &kept = volume->record;
+  copyRecord(virtualDisk, RAID_OBJECT_VIRTUAL_DISK, record);
+  copyReversed(virtualDisk->PDs, SIM_VD_PDS, record.PDs, record.PDCount, "a virtual disk lists");
+  copyLevel(virtualDisk, sim->adapter);
+  RAID_VD_RECORD &kept = virtualDisk->record;
   kept.State = isGap(element, "State") ? RAID_STATE_ONLINE : kept.State;
   kept.AccessPolicy = isGap(element, "AccessPolicy") ? RAID_ACCESS_POLICY_READ_WRITE : kept.AccessPolicy;
   kept.DiskCachePolicy = isGap(element, "DiskCachePolicy") ? RAID_CACHE_DISK_DEFAULT : kept.DiskCachePolicy;
   kept.SpanDepth = isGap(element, "SpanDepth") ? 1 : kept.SpanDepth;
   kept.PDsPerSpan = isGap(element, "PDsPerSpan") ? kept.PDCount : kept.PDsPerSpan;
-  volume->memberSize = memberSizeOf(sim, *volume);
+  virtualDisk->memberSize = memberSizeOf(sim, *virtualDisk);
 }
 
 template <class T> static T *added(POOL_ARRAY<T> &array) {
@@ -189,10 +190,10 @@ static void copyObjects(SIM_CONTROLLER *sim, const RAID_CONFIG &config, const XM
     }
   }
   // Their sizes on the members follow from the disks.
-  UINT32 volumes = 0;
+  UINT32 virtualDisks = 0;
   const XML_NODE *element = childNamed(adapter, "VD");
-  for (; element != nullptr && volumes < config.logicalDiskCount; element = nextSame(element)) {
-    copyVirtualDisk(sim, added(sim->virtualDisks), config.logicalDisks[volumes++], element);
+  for (; element != nullptr && virtualDisks < config.logicalDiskCount; element = nextSame(element)) {
+    copyVirtualDisk(sim, added(sim->virtualDisks), config.logicalDisks[virtualDisks++], element);
   }
   countSlots(sim);
 }
@@ -218,10 +219,10 @@ static void chooseIds(SIM_CONTROLLER *sim) {
     last = std::max<UINT32>(last, sim->disks.items[i].record.ObjectID);
   }
   for (UINT32 i = 0; i < sim->virtualDisks.count; ++i) {
-    const SIM_VIRTUAL_DISK &volume = sim->virtualDisks.items[i];
-    first = std::min<UINT32>(first, volume.record.ObjectID);
-    for (UINT32 j = 0; j < volume.record.PDCount; ++j) {
-      last = std::max(last, volume.PDs[j]); // it may have been pulled
+    const SIM_VIRTUAL_DISK &virtualDisk = sim->virtualDisks.items[i];
+    first = std::min<UINT32>(first, virtualDisk.record.ObjectID);
+    for (UINT32 j = 0; j < virtualDisk.record.PDCount; ++j) {
+      last = std::max(last, virtualDisk.PDs[j]); // it may have been pulled
     }
   }
   sim->nextDiskId = last + 1;

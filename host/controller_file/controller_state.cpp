@@ -157,9 +157,9 @@ static void visit(STATE_VISITOR &v, SIM_DISK &disk) {
   visitRecord(v, RAID_OBJECT_PHYSICAL_DISK, disk, g_pdFields);
 }
 
-static void visit(STATE_VISITOR &v, SIM_VIRTUAL_DISK &volume) {
-  visitRecord(v, RAID_OBJECT_VIRTUAL_DISK, volume, g_vdFields);
-  v.number("memberSize", volume.memberSize, ~0ULL);
+static void visit(STATE_VISITOR &v, SIM_VIRTUAL_DISK &virtualDisk) {
+  visitRecord(v, RAID_OBJECT_VIRTUAL_DISK, virtualDisk, g_vdFields);
+  v.number("memberSize", virtualDisk.memberSize, ~0ULL);
 }
 
 template <class T> static STATE_VISITOR::ITEMS itemsOf(POOL_ARRAY<T> &array) {

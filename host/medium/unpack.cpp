@@ -162,36 +162,36 @@ static void writeFile(const fs::path &path, const std::string &content, FILE_REP
 }
 
 // Writes one file; what is in its way is told.
-static EFI_STATUS tryFile(const XYL_HOST &host, const fs::path &path, const std::string &content,
+static EFI_STATUS tryFile(const XYL_FRONT &front, const fs::path &path, const std::string &content,
                           FILE_REPLACES replaces) {
   try {
     writeFile(path, content, replaces);
   } catch (const CLIENT_ERROR &error) {
-    complain(&host, "%a", error.what());
+    complain(&front, "%a", error.what());
     return error.status;
   }
-  say(&host, "%10lu  %a\n", UINT64{content.size()}, path.c_str());
+  say(&front, "%10lu  %a\n", UINT64{content.size()}, path.c_str());
   return EFI_SUCCESS;
 }
 
 // Tells what came, but not as it was.
-static void tellDamage(const XYL_HOST &host, const LOGGED &logged, const std::string &damaged) {
+static void tellDamage(const XYL_FRONT &front, const LOGGED &logged, const std::string &damaged) {
   if (!damaged.empty()) {
-    complain(&host, "these came cut or changed, and were left out: %a", damaged.c_str());
+    complain(&front, "these came cut or changed, and were left out: %a", damaged.c_str());
   }
   if (logged.nameless != 0) {
-    complain(&host, "files without the line that names them were left out: %d", logged.nameless);
+    complain(&front, "files without the line that names them were left out: %d", logged.nameless);
   }
 }
 
 XYL_RESULT runUnpack(const XYL_CONTEXT &context) {
-  const XYL_HOST &host = *context.Host;
+  const XYL_FRONT &front = *context.Front;
   const XYL_REQUEST &request = *context.Request;
   const CHAR8 *log = request.Operands[0];
   std::string content;
   EFI_STATUS status = readHostFile(log, &content);
   if (EFI_ERROR(status)) {
-    complain(&host, "cannot read '%a': %a", log, statusWords(status));
+    complain(&front, "cannot read '%a': %a", log, statusWords(status));
     return status == EFI_NOT_FOUND ? notFound() : failed(status);
   }
   FILE_REPLACES replaces = request.Options[XYL_OPTION_FORCE] != nullptr ? FILE_REPLACES_OLD : FILE_REPLACES_NONE;
@@ -202,13 +202,13 @@ XYL_RESULT runUnpack(const XYL_CONTEXT &context) {
     if (!file.isWhole || path.empty()) {
       damaged += (damaged.empty() ? "" : ", ") + (path.empty() ? "'" + name + "', no name for a file here" : name);
     } else {
-      EFI_STATUS written = tryFile(host, fs::path(request.Operands[1]) / path, file.content, replaces);
+      EFI_STATUS written = tryFile(front, fs::path(request.Operands[1]) / path, file.content, replaces);
       status = EFI_ERROR(written) ? written : status;
     }
   }
-  tellDamage(host, logged, damaged);
+  tellDamage(front, logged, damaged);
   if (logged.files.empty() && logged.nameless == 0) {
-    complain(&host, "there are no results in '%a'", log);
+    complain(&front, "there are no results in '%a'", log);
     return notFound();
   }
   bool isWhole = damaged.empty() && logged.nameless == 0;

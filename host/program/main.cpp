@@ -16,16 +16,16 @@
 #include "host/program/outputs.h"
 #include "host/program/secret.h"
 
-static void writeOut(const XYL_HOST *, const CHAR8 *text, UINTN length) {
+static void writeOut(const XYL_FRONT *, const CHAR8 *text, UINTN length) {
   std::fwrite(text, 1, length, stdout);
 }
 
-static void writeError(const XYL_HOST *, const CHAR8 *text, UINTN length) {
+static void writeError(const XYL_FRONT *, const CHAR8 *text, UINTN length) {
   std::fflush(stdout);
   std::fwrite(text, 1, length, stderr);
 }
 
-static EFI_STATUS readFile(const XYL_HOST *, const CHAR8 *name, CHAR8 **data, UINTN *size) {
+static EFI_STATUS readFile(const XYL_FRONT *, const CHAR8 *name, CHAR8 **data, UINTN *size) {
   std::string content;
   EFI_STATUS status = readHostFile(name, &content);
   if (!EFI_ERROR(status)) {
@@ -40,7 +40,7 @@ static EFI_STATUS readFile(const XYL_HOST *, const CHAR8 *name, CHAR8 **data, UI
   return status;
 }
 
-static XYL_ANSWER askYes(const XYL_HOST *, const CHAR8 *question) {
+static XYL_ANSWER askYes(const XYL_FRONT *, const CHAR8 *question) {
   if (isatty(STDIN_FILENO) == 0) {
     return XYL_ANSWER_NO_TERMINAL;
   }
@@ -53,11 +53,11 @@ static XYL_ANSWER askYes(const XYL_HOST *, const CHAR8 *question) {
 
 static std::unique_ptr<Busy> g_busy;
 
-static void showBusy(const XYL_HOST *host, bool begins) {
+static void showBusy(const XYL_FRONT *front, bool begins) {
   if (!begins) {
     g_busy.reset();
   } else if (isatty(STDERR_FILENO) != 0) {
-    auto write = [host](const std::string &text) { writeError(host, text.c_str(), text.size()); };
+    auto write = [front](const std::string &text) { writeError(front, text.c_str(), text.size()); };
     g_busy = std::make_unique<Busy>(write, std::chrono::seconds(1));
   }
 }
@@ -85,19 +85,19 @@ static std::string optionOf(const XYL_REQUEST &request, XYL_OPTION_ID id) {
 }
 
 // Checks what the options say about the controller and the log.
-static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &request, PLATFORM_OPTIONS *options) {
+static XYL_RESULT platformOptions(const XYL_FRONT &front, const XYL_REQUEST &request, PLATFORM_OPTIONS *options) {
   options->preset = optionOf(request, XYL_OPTION_PRESET);
   options->controllerFile = optionOf(request, XYL_OPTION_CONTROLLER);
   options->disks.assign(request.Disks, request.Disks + (xylDisksAreNames(request) ? 0 : request.DiskCount));
   options->logLevel = optionOf(request, XYL_OPTION_LOG);
   const std::string &level = options->logLevel;
   if (!level.empty() && level != "trace" && level != "warn" && level != "error") {
-    complain(&host, "--log wants trace, warn or error, not '%a'", level.c_str());
+    complain(&front, "--log wants trace, warn or error, not '%a'", level.c_str());
     return wrongUsage();
   }
   int sources = !options->preset.empty() + !options->controllerFile.empty() + !options->disks.empty();
   if (sources > 1) {
-    complain(&host, "--preset, --controller and --disk exclude each other; give one of them");
+    complain(&front, "--preset, --controller and --disk exclude each other; give one of them");
     return wrongUsage();
   }
   if (!xylNeedsController(request)) {
@@ -105,8 +105,8 @@ static XYL_RESULT platformOptions(const XYL_HOST &host, const XYL_REQUEST &reque
     options->controllerFile.clear();
     options->disks.clear();
   } else if (sources == 0) {
-    complain(&host, "no controller is given; use --preset NAME ('xyl sim presets'), --controller FILE "
-                    "('xyl sim new') or --disk FILE");
+    complain(&front, "no controller is given; use --preset NAME ('xyl sim presets'), --controller FILE "
+                     "('xyl sim new') or --disk FILE");
     return wrongUsage();
   }
   return succeeded();
@@ -121,51 +121,51 @@ static std::string serverName(const PLATFORM_OPTIONS &options) {
   return options.controllerFile + name;
 }
 
-static XYL_RESULT runOnPlatform(XYL_HOST &host, const XYL_REQUEST &request) {
+static XYL_RESULT runOnPlatform(XYL_FRONT &front, const XYL_REQUEST &request) {
   PLATFORM_OPTIONS options;
-  XYL_RESULT result = platformOptions(host, request, &options);
+  XYL_RESULT result = platformOptions(front, request, &options);
   if (isFailure(result)) {
     return result;
   }
   options.changes = xylChangesController(request);
   Platform platform(options);
-  host.SystemTable = platform.systemTable();
+  front.SystemTable = platform.systemTable();
   std::string server = serverName(options);
-  host.ServerName = server.c_str();
-  result = xylRun(&host, request);
+  front.ServerName = server.c_str();
+  result = xylRun(&front, request);
   std::fflush(stdout);
   // Also after a failure: steps done before it stay done.
   platform.saveController();
   std::string console = platform.takeConsole();
   for (const std::string &fault : platform.close(/* namesWereAsked= */ xylAsksNames(request))) {
-    complain(&host, "internal error: %a", fault.c_str());
+    complain(&front, "internal error: %a", fault.c_str());
     result = failed(EFI_DEVICE_ERROR);
   }
   console += platform.takeConsole();
-  complainLines(&host, console.c_str());
+  complainLines(&front, console.c_str());
   return result;
 }
 
 int main(int argc, char **argv) {
-  XYL_HOST host = {nullptr,  XYL_FRONT_HOST, nullptr,         writeOut,       writeError,
-                   readFile, openHostOutput, closeHostOutput, isSameHostFile, askYes};
-  host.Terminal = isatty(STDOUT_FILENO) != 0;
-  host.Colours = hasColours();
-  host.Columns = columnsOfLine();
-  host.Commands = g_hostCommands;
-  host.AskSecret = askHostSecret;
-  host.Busy = showBusy;
+  XYL_FRONT front = {nullptr,  XYL_FRONT_HOST, nullptr,         writeOut,       writeError,
+                     readFile, openHostOutput, closeHostOutput, isSameHostFile, askYes};
+  front.Terminal = isatty(STDOUT_FILENO) != 0;
+  front.Colours = hasColours();
+  front.Columns = columnsOfLine();
+  front.Commands = g_hostCommands;
+  front.AskSecret = askHostSecret;
+  front.Busy = showBusy;
   XYL_REQUEST request;
-  XYL_RESULT result = xylParse(&host, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);
+  XYL_RESULT result = xylParse(&front, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);
   if (!isFailure(result)) {
-    xylSilence(&host, request);
+    xylSilence(&front, request);
   }
-  if (!isFailure(result) && !xylHelp(&host, request)) {
-    result = guarded(host, [&] { return runOnPlatform(host, request); });
+  if (!isFailure(result) && !xylHelp(&front, request)) {
+    result = guarded(front, [&] { return runOnPlatform(front, request); });
   }
-  xylTellFailure(&host, request, result);
+  xylTellFailure(&front, request, result);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    complain(&host, "the output cannot be written");
+    complain(&front, "the output cannot be written");
     result = failed(EFI_DEVICE_ERROR);
   }
   return result.Outcome;

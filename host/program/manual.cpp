@@ -8,8 +8,8 @@
 #include "host/common/common.h"
 #include "providers/sim_controller/presets.h"
 
-static void put(const XYL_HOST &host, const std::string &text) {
-  host.WriteOut(&host, text.c_str(), text.size());
+static void put(const XYL_FRONT &front, const std::string &text) {
+  front.WriteOut(&front, text.c_str(), text.size());
 }
 
 // --- The manual page ---
@@ -55,8 +55,8 @@ static std::string commandRoff(const XYL_COMMAND &command) {
 }
 
 XYL_RESULT runMan(const XYL_CONTEXT &context) {
-  const XYL_HOST &host = *context.Host;
-  put(host,
+  const XYL_FRONT &front = *context.Front;
+  put(front,
       ".TH XYL 1 \"\" \"RaidXyl\" \"User Commands\"\n"
       ".SH NAME\nxyl \\- manages RAID controllers through the RaidXyl driver\n"
       ".SH SYNOPSIS\n.B xyl\n\\fICOMMAND\\fR [\\fIOPTIONS\\fR] [\\fIARGUMENTS\\fR]\n"
@@ -66,20 +66,20 @@ XYL_RESULT runMan(const XYL_CONTEXT &context) {
       "(\\fB\\-\\-controller\\fR); the program of the same name for the UEFI Shell works on real ones.\n"
       "Documents are XML.\n"
       ".SH COMMANDS\n");
-  for (const XYL_COMMAND &command : host.Commands) {
-    put(host, commandRoff(command));
+  for (const XYL_COMMAND &command : front.Commands) {
+    put(front, commandRoff(command));
   }
-  put(host, ".SH OPTIONS\nOptions may stand before or behind the command.\n");
+  put(front, ".SH OPTIONS\nOptions may stand before or behind the command.\n");
   for (const XYL_OPTION &option : g_xylOptions) {
     if ((option.Fronts & XYL_FRONT_HOST) != 0) {
-      put(host, optionRoff(option));
+      put(front, optionRoff(option));
     }
   }
-  put(host, ".SH EXIT STATUS\n");
+  put(front, ".SH EXIT STATUS\n");
   for (const XYL_OUTCOME_TEXT &outcome : g_xylOutcomes) {
-    put(host, std::string(".TP\n") + outcome.HostCode + "\n" + roff(outcome.Meaning) + ".\n");
+    put(front, std::string(".TP\n") + outcome.HostCode + "\n" + roff(outcome.Meaning) + ".\n");
   }
-  put(host, ".SH ENVIRONMENT\n.TP\nNO_COLOR\nWhen set and not empty, states are shown without colours.\n");
+  put(front, ".SH ENVIRONMENT\n.TP\nNO_COLOR\nWhen set and not empty, states are shown without colours.\n");
   return succeeded();
 }
 
@@ -159,73 +159,73 @@ static std::vector<std::string> groupsOf(const XYL_COMMANDS &commands) {
 }
 
 // The words that name commands so far; behind "help" they name what help is about.
-static void writeCommandCases(const XYL_HOST &host) {
+static void writeCommandCases(const XYL_FRONT &front) {
   for (const char *before : {"", "help "}) {
-    for (const XYL_COMMAND &command : host.Commands) {
+    for (const XYL_COMMAND &command : front.Commands) {
       std::string name = command.Name;
       std::string whole = before + name;
-      put(host, *before == 0 && name.find(' ') == std::string::npos ? "    \" " : "    \"");
-      put(host, whole);
-      put(host, "\") command=\"");
-      put(host, whole);
-      put(host, "\" ;;\n");
+      put(front, *before == 0 && name.find(' ') == std::string::npos ? "    \" " : "    \"");
+      put(front, whole);
+      put(front, "\") command=\"");
+      put(front, whole);
+      put(front, "\" ;;\n");
     }
   }
-  for (const std::string &group : groupsOf(host.Commands)) {
-    put(host, "    \" " + group);
-    put(host, "\" | \"help " + group);
-    put(host, "\") command=\"${command:+help }" + group);
-    put(host, "\" ;;\n");
+  for (const std::string &group : groupsOf(front.Commands)) {
+    put(front, "    \" " + group);
+    put(front, "\" | \"help " + group);
+    put(front, "\") command=\"${command:+help }" + group);
+    put(front, "\" ;;\n");
   }
-  put(host, "    \"sim fail-next \"*) [[ $word == -* ]] || (( ++given )) ;;\n");
+  put(front, "    \"sim fail-next \"*) [[ $word == -* ]] || (( ++given )) ;;\n");
 }
 
 // What may come behind each command.
-static void writeWordCases(const XYL_HOST &host) {
-  put(host, "    \"\") words=\"" + wordsOf(host.Commands, "") + "\"\n      [[ $current == -* ]] && words=\"--version " +
-                optionsOf(~0ULL) + "\" ;;\n");
-  put(host, "    help) words=\"" + wordsOf(host.Commands, "") +
-                "\"\n      [[ $current == -* ]] && words=\"--help --json\" ;;\n");
-  for (const std::string &group : groupsOf(host.Commands)) {
-    put(host, "    " + group);
-    put(host, " | \"help " + group);
-    put(host, "\") words=\"" + wordsOf(host.Commands, group + " "));
-    put(host, "\" ;;\n");
+static void writeWordCases(const XYL_FRONT &front) {
+  put(front, "    \"\") words=\"" + wordsOf(front.Commands, "") +
+                 "\"\n      [[ $current == -* ]] && words=\"--version " + optionsOf(~0ULL) + "\" ;;\n");
+  put(front, "    help) words=\"" + wordsOf(front.Commands, "") +
+                 "\"\n      [[ $current == -* ]] && words=\"--help --json\" ;;\n");
+  for (const std::string &group : groupsOf(front.Commands)) {
+    put(front, "    " + group);
+    put(front, " | \"help " + group);
+    put(front, "\") words=\"" + wordsOf(front.Commands, group + " "));
+    put(front, "\" ;;\n");
   }
-  for (const XYL_COMMAND &command : host.Commands) {
+  for (const XYL_COMMAND &command : front.Commands) {
     std::string name = command.Name;
-    put(host, "    \"" + name + "\")\n");
+    put(front, "    \"" + name + "\")\n");
     if (name == "sim fail-next") {
-      put(host, "      [[ $given == 1 ]] && words=\"" + commandNames() + "\"\n      [[ $given == 2 ]] && words=\"" +
-                    errorNames() + "\"\n");
+      put(front, "      [[ $given == 1 ]] && words=\"" + commandNames() + "\"\n      [[ $given == 2 ]] && words=\"" +
+                     errorNames() + "\"\n");
     }
-    put(host, "      [[ $current == -* ]] && words=\"" + optionsOf(command.Options) + "\" ;;\n");
+    put(front, "      [[ $current == -* ]] && words=\"" + optionsOf(command.Options) + "\" ;;\n");
   }
 }
 
 XYL_RESULT runCompletion(const XYL_CONTEXT &context) {
-  const XYL_HOST &host = *context.Host;
-  put(host, "# Completion of xyl for bash: source this file, or put it where bash-completion looks for it.\n"
-            "_xyl() {\n"
-            "  local current=\"${COMP_WORDS[COMP_CWORD]}\" previous=\"${COMP_WORDS[COMP_CWORD-1]}\"\n"
-            "  local command=\"\" word words=\"\" given=0\n"
-            "  for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
-            "    case \"$command $word\" in\n");
-  writeCommandCases(host);
-  put(host, "    esac\n"
-            "  done\n"
-            "  case \"$previous\" in\n"
-            "  --preset) words=\"" +
-                presetNames() +
-                "\" ;;\n"
-                "  --log) words=\"trace warn error\" ;;\n"
-                "  *)\n"
-                "    case \"$command\" in\n");
-  writeWordCases(host);
-  put(host, "    esac ;;\n"
-            "  esac\n"
-            "  COMPREPLY=($(compgen -W \"$words\" -- \"$current\"))\n"
-            "}\n"
-            "complete -o default -F _xyl xyl\n");
+  const XYL_FRONT &front = *context.Front;
+  put(front, "# Completion of xyl for bash: source this file, or put it where bash-completion looks for it.\n"
+             "_xyl() {\n"
+             "  local current=\"${COMP_WORDS[COMP_CWORD]}\" previous=\"${COMP_WORDS[COMP_CWORD-1]}\"\n"
+             "  local command=\"\" word words=\"\" given=0\n"
+             "  for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
+             "    case \"$command $word\" in\n");
+  writeCommandCases(front);
+  put(front, "    esac\n"
+             "  done\n"
+             "  case \"$previous\" in\n"
+             "  --preset) words=\"" +
+                 presetNames() +
+                 "\" ;;\n"
+                 "  --log) words=\"trace warn error\" ;;\n"
+                 "  *)\n"
+                 "    case \"$command\" in\n");
+  writeWordCases(front);
+  put(front, "    esac ;;\n"
+             "  esac\n"
+             "  COMPREPLY=($(compgen -W \"$words\" -- \"$current\"))\n"
+             "}\n"
+             "complete -o default -F _xyl xyl\n");
   return succeeded();
 }

@@ -64,7 +64,7 @@ static EFI_STATUS prepare(HOST_OUTPUT *output, UINTN room) {
   return takeRoom(output, room, exists);
 }
 
-EFI_STATUS openHostOutput(const XYL_HOST *, const CHAR8 *name, UINTN room, bool replaces, void **output) {
+EFI_STATUS openHostOutput(const XYL_FRONT *, const CHAR8 *name, UINTN room, bool replaces, void **output) {
   *output = nullptr;
   auto opened = std::make_unique<HOST_OUTPUT>(name, replaces ? FILE_REPLACES_OLD : FILE_REPLACES_NONE);
   EFI_STATUS status = prepare(opened.get(), room);
@@ -74,7 +74,7 @@ EFI_STATUS openHostOutput(const XYL_HOST *, const CHAR8 *name, UINTN room, bool 
   return status;
 }
 
-EFI_STATUS closeHostOutput(const XYL_HOST *, void *output, const CHAR8 *data, UINTN size) {
+EFI_STATUS closeHostOutput(const XYL_FRONT *, void *output, const CHAR8 *data, UINTN size) {
   std::unique_ptr<HOST_OUTPUT> opened(static_cast<HOST_OUTPUT *>(output));
   std::string name = opened->name;
   FILE_REPLACES replaces = opened->replaces;
@@ -82,7 +82,7 @@ EFI_STATUS closeHostOutput(const XYL_HOST *, void *output, const CHAR8 *data, UI
   return data == nullptr ? EFI_SUCCESS : writeHostFile(name, std::string(data, size), replaces);
 }
 
-bool isSameHostFile(const XYL_HOST *, const CHAR8 *a, const CHAR8 *b) {
+bool isSameHostFile(const XYL_FRONT *, const CHAR8 *a, const CHAR8 *b) {
   std::error_code error;
   if (fs::equivalent(a, b, error) && !error) {
     return true;

@@ -98,7 +98,7 @@ private:
   termios before_ = {};
 };
 
-EFI_STATUS askHostSecret(const XYL_HOST *, const CHAR8 *question, CHAR8 *secret, UINTN capacity) {
+EFI_STATUS askHostSecret(const XYL_FRONT *, const CHAR8 *question, CHAR8 *secret, UINTN capacity) {
   std::fflush(stdout);
   QuietTerminal terminal;
   if (!terminal.good()) {

@@ -3,4 +3,4 @@
 
 #include "client/client.h"
 
-EFI_STATUS askHostSecret(const XYL_HOST *host, const CHAR8 *question, CHAR8 *secret, UINTN capacity);
+EFI_STATUS askHostSecret(const XYL_FRONT *front, const CHAR8 *question, CHAR8 *secret, UINTN capacity);

@@ -31,13 +31,13 @@ static XYL_RESULT printTree(const XYL_CONTEXT &context, const REDFISH_RESOURCES 
     separator = ',';
   }
   text += R"(},"methods":)" + methodsOf(resources).dump() + "}\n";
-  context.Host->WriteOut(context.Host, text.c_str(), text.size());
+  context.Front->WriteOut(context.Front, text.c_str(), text.size());
   return succeeded();
 }
 
 static XYL_RESULT writeTree(const XYL_CONTEXT &context, const REDFISH_MODEL &model, const CHAR8 *directory) {
   if (hasOption(context, XYL_OPTION_OUTPUT)) {
-    complain(context.Host, "--output goes with --request; the resources are written to a directory");
+    complain(context.Front, "--output goes with --request; the resources are written to a directory");
     return wrongUsage();
   }
   REDFISH_RESOURCES resources = makeResources(model);
@@ -45,7 +45,7 @@ static XYL_RESULT writeTree(const XYL_CONTEXT &context, const REDFISH_MODEL &mod
     return printTree(context, resources);
   }
   writeMockup(directory, resources, hasOption(context, XYL_OPTION_FORCE));
-  say(context.Host, "%d resources in %a/redfish\n", static_cast<UINT32>(resources.size()), directory);
+  say(context.Front, "%d resources in %a/redfish\n", static_cast<UINT32>(resources.size()), directory);
   return succeeded();
 }
 
@@ -53,9 +53,9 @@ static XYL_RESULT writeTree(const XYL_CONTEXT &context, const REDFISH_MODEL &mod
 static XYL_RESULT tellRefusal(const XYL_CONTEXT &context, const REDFISH_REFUSAL &refusal) {
   // The URI need not be UTF-8.
   std::string body = errorBody(refusal).dump(2, ' ', /* ensure_ascii= */ false, Json::error_handler_t::replace) + "\n";
-  context.Host->WriteOut(context.Host, body.c_str(), body.size());
+  context.Front->WriteOut(context.Front, body.c_str(), body.size());
   const REDFISH_PROBLEM &first = refusal.problems->front();
-  complain(context.Host, "%a", problemText(first).c_str());
+  complain(context.Front, "%a", problemText(first).c_str());
   return std::string(first.key) == "ResourceMissingAtURI" ? notFound() : failed(EFI_INVALID_PARAMETER);
 }
 
@@ -63,13 +63,13 @@ static XYL_RESULT writeChanges(const XYL_CONTEXT &context, CHANGE_WRITER *writer
   closeDocument(writer);
   const CHAR8 *file = context.Request->Options[XYL_OPTION_OUTPUT];
   if (writer->Text.Failed) {
-    complain(context.Host, "there is not enough memory");
+    complain(context.Front, "there is not enough memory");
     return failed(EFI_OUT_OF_RESOURCES);
   }
   if (file != nullptr) {
     return writeDocument(context, file, textOf(writer->Text), writer->Text.Length);
   }
-  sayDocument(context.Host, textOf(writer->Text), writer->Text.Length);
+  sayDocument(context.Front, textOf(writer->Text), writer->Text.Length);
   return succeeded();
 }
 
@@ -106,13 +106,13 @@ static XYL_RESULT answerRequest(const XYL_CONTEXT &context, const CHAR8 *documen
     return tellRefusal(context, refusal);
   }
   for (const REDFISH_PROBLEM &note : notes) {
-    complain(context.Host, "%a It is left out.", problemText(note).c_str());
+    complain(context.Front, "%a It is left out.", problemText(note).c_str());
   }
   return writeChanges(context, &holder.writer);
 }
 
 static XYL_RESULT wrongWords(const XYL_CONTEXT &context, const CHAR8 *words) {
-  complain(context.Host, "%a", words);
+  complain(context.Front, "%a", words);
   return wrongUsage();
 }
 

@@ -5,13 +5,13 @@
 #include "client/show/show.h"
 #include "host/common/common.h"
 
-static void keepText(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
-  static_cast<std::string *>(host->Context)->append(text, length);
+static void keepText(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
+  static_cast<std::string *>(front->Context)->append(text, length);
 }
 
-static Json showJson(const XYL_HOST *host, const XML_NODE *root) {
+static Json showJson(const XYL_FRONT *front, const XML_NODE *root) {
   std::string text;
-  XYL_HOST keeper = *host;
+  XYL_FRONT keeper = *front;
   keeper.Context = &text;
   keeper.WriteOut = keepText;
   writeConfiguration(&keeper, adapterOf(root), childNamed(root, "Inventory"));
@@ -71,8 +71,8 @@ static void linkObjects(REDFISH_MODEL *model) {
   }
 }
 
-void readRedfishModel(const XYL_HOST *host, const XML_NODE *root, REDFISH_MODEL *model) {
-  Json shown = showJson(host, root);
+void readRedfishModel(const XYL_FRONT *front, const XML_NODE *root, REDFISH_MODEL *model) {
+  Json shown = showJson(front, root);
   model->adapter = std::move(shown["Adapter"]);
   model->location = shown.value("PCILocation", Json::object());
   takeEnclosures(model);

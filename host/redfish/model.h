@@ -27,7 +27,7 @@ struct REDFISH_MODEL {
 };
 
 // Of a document's tree, which has an adapter. Throws CLIENT_ERROR where objects of a kind have one id.
-void readRedfishModel(const XYL_HOST *host, const XML_NODE *root, REDFISH_MODEL *model);
+void readRedfishModel(const XYL_FRONT *front, const XML_NODE *root, REDFISH_MODEL *model);
 
 #define REDFISH_ROOT "/redfish/v1"
 #define CHASSIS_OF_SERVER "Server" // holds the adapter and the disks outside enclosures

@@ -29,20 +29,20 @@ struct TOLD {
   std::string error;
 };
 
-static void keepOut(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
-  static_cast<TOLD *>(host->Context)->out.append(text, length);
+static void keepOut(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
+  static_cast<TOLD *>(front->Context)->out.append(text, length);
 }
 
-static void keepError(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
-  static_cast<TOLD *>(host->Context)->error.append(text, length);
+static void keepError(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
+  static_cast<TOLD *>(front->Context)->error.append(text, length);
 }
 
 // Takes the document over.
 static XYL_RESULT apply(const XYL_CONTEXT &context, const CONTROLLER &controller, CHANGE_WRITER *writer, TOLD *told) {
-  XYL_HOST host = *context.Host;
-  host.Context = told;
-  host.WriteOut = keepOut;
-  host.WriteError = keepError;
+  XYL_FRONT front = *context.Front;
+  front.Context = told;
+  front.WriteOut = keepOut;
+  front.WriteError = keepError;
   XYL_REQUEST request = *context.Request;
   request.Options[XYL_OPTION_JSON] = "";
   CHANGE_REQUEST change = {"the request",
@@ -52,7 +52,7 @@ static XYL_RESULT apply(const XYL_CONTEXT &context, const CONTROLLER &controller
                            /* Prepare= */ nullptr,
                            /* PrepareData= */ nullptr};
   writer->Text = {};
-  XYL_RESULT result = applyChanges({&host, &request}, controller, change);
+  XYL_RESULT result = applyChanges({&front, &request}, controller, change);
   lookAgain();
   return result;
 }
@@ -118,7 +118,7 @@ static void putNotes(Json *answer, const std::vector<REDFISH_PROBLEM> &notes) {
 
 static void print(const XYL_CONTEXT &context, const Json &answer) {
   std::string text = answer.dump(-1, ' ', /* ensure_ascii= */ false, Json::error_handler_t::replace) + "\n";
-  context.Host->WriteOut(context.Host, text.c_str(), text.size());
+  context.Front->WriteOut(context.Front, text.c_str(), text.size());
 }
 
 static Json refused(const REDFISH_REFUSAL &refusal) {

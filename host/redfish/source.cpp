@@ -23,10 +23,10 @@ static XYL_RESULT readModel(const XYL_CONTEXT &context, const CHAR8 *name, REDFI
     return result;
   }
   if (adapterOf(source->root) == nullptr) {
-    complain(context.Host, "%a has no adapter, so it is no configuration document", name);
+    complain(context.Front, "%a has no adapter, so it is no configuration document", name);
     return failed(EFI_INVALID_PARAMETER);
   }
-  readRedfishModel(context.Host, source->root, model);
+  readRedfishModel(context.Front, source->root, model);
   return succeeded();
 }
 

@@ -61,14 +61,14 @@ static XYL_RESULT takeDocument(const XYL_CONTEXT &context, const CHAR8 *name, RE
     return succeeded();
   }
   if (adapterOf(tree->root) == nullptr) {
-    complain(context.Host,
+    complain(context.Front,
              isLog(tree->root) ? "%a is a log; give the configuration first, and one log at most"
                                : "%a has no adapter, so it is no configuration document",
              name);
     return failed(EFI_INVALID_PARAMETER);
   }
   if (input->older != nullptr) {
-    complain(context.Host, "%a is a third configuration; only two can be compared", name);
+    complain(context.Front, "%a is a third configuration; only two can be compared", name);
     return failed(EFI_INVALID_PARAMETER);
   }
   input->older = input->configuration;
@@ -99,8 +99,8 @@ static XYL_RESULT readFiles(const XYL_CONTEXT &context, REPORT *report, REPORT_I
 }
 
 static void writeSections(REPORT *report) {
-  static constexpr void (*sections[])(REPORT & report) = {putPageStart,  putSummary, putLog,    putDifferences,
-                                                          putEnclosures, putVolumes, putSpares, putDisks,
+  static constexpr void (*sections[])(REPORT & report) = {putPageStart,  putSummary,      putLog,    putDifferences,
+                                                          putEnclosures, putVirtualDisks, putSpares, putDisks,
                                                           putAdapter,    putPageEnd};
   for (auto *put : sections) {
     put(*report);
@@ -151,6 +151,6 @@ XYL_RESULT runReport(const XYL_CONTEXT &context) {
   if (file != nullptr) {
     return writeDocument(context, file, report.page.c_str(), report.page.size());
   }
-  context.Host->WriteOut(context.Host, report.page.c_str(), report.page.size());
+  context.Front->WriteOut(context.Front, report.page.c_str(), report.page.size());
   return succeeded();
 }

@@ -18,8 +18,8 @@ REPORT_CHANGES readChanges(const DIFFERENCES &list) {
     if (difference->NewNode == nullptr) {
       if (difference->Object == DIFFERENCE_DISK) {
         changes.removedDisks.push_back(difference);
-      } else if (difference->Object == DIFFERENCE_VOLUME) {
-        changes.removedVolumes.push_back(difference);
+      } else if (difference->Object == DIFFERENCE_VIRTUAL_DISK) {
+        changes.removedVirtualDisks.push_back(difference);
       }
       continue;
     }

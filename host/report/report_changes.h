@@ -12,7 +12,7 @@ struct REPORT_CHANGES {
   const DIFFERENCES *list;
   std::map<const XML_NODE *, const DIFFERENCE *> first; // by NewNode; the object's weightiest
   std::vector<const DIFFERENCE *> removedDisks;
-  std::vector<const DIFFERENCE *> removedVolumes;
+  std::vector<const DIFFERENCE *> removedVirtualDisks;
 };
 
 REPORT_CHANGES readChanges(const DIFFERENCES &list);

@@ -8,9 +8,9 @@ static std::string anchorOf(const REPORT &report, const XML_NODE *node) {
       return disk.anchor;
     }
   }
-  for (const REPORT_VOLUME &volume : report.model.volumes) {
-    if (volume.node == node) {
-      return volume.anchor;
+  for (const REPORT_VIRTUAL_DISK &virtualDisk : report.model.virtualDisks) {
+    if (virtualDisk.node == node) {
+      return virtualDisk.anchor;
     }
   }
   return node == report.model.adapter ? "adapter" : "";

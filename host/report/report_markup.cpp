@@ -16,17 +16,18 @@ void putStatus(std::string &page, const REPORT_STATUS &status) {
   put(page, "%</span>", {status.words});
 }
 
-void putBadge(std::string &page, const REPORT_MODEL &model, size_t volume) {
-  put(page, R"(<span class="badge hue%">%</span>)", {std::to_string(volume % 8), model.volumes[volume].letter});
+void putBadge(std::string &page, const REPORT_MODEL &model, size_t virtualDisk) {
+  put(page, R"(<span class="badge hue%">%</span>)",
+      {std::to_string(virtualDisk % 8), model.virtualDisks[virtualDisk].letter});
 }
 
 void putDiskLink(std::string &page, const REPORT_DISK &disk) {
   put(page, R"(<a href="#s%">%</a>)", {disk.anchor, disk.place});
 }
 
-void putVolumeLink(std::string &page, const REPORT_MODEL &model, size_t volume) {
-  const REPORT_VOLUME &target = model.volumes[volume];
+void putVirtualDiskLink(std::string &page, const REPORT_MODEL &model, size_t virtualDisk) {
+  const REPORT_VIRTUAL_DISK &target = model.virtualDisks[virtualDisk];
   put(page, R"(<a href="#%">)", {target.anchor});
-  putBadge(page, model, volume);
-  put(page, " %</a> ", {volumeTitle(target)});
+  putBadge(page, model, virtualDisk);
+  put(page, " %</a> ", {virtualDiskTitle(target)});
 }

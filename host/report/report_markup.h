@@ -1,4 +1,4 @@
-// Pieces of markup: the sign and the words of a status; the letter of a volume; links.
+// Pieces of markup: the sign and the words of a status; the letter of a virtual disk; links.
 #pragma once
 
 #include "host/report/report_model.h"
@@ -7,6 +7,6 @@
 void putSigns(std::string &page);
 void putSign(std::string &page, std::string_view style);
 void putStatus(std::string &page, const REPORT_STATUS &status);
-void putBadge(std::string &page, const REPORT_MODEL &model, size_t volume);
+void putBadge(std::string &page, const REPORT_MODEL &model, size_t virtualDisk);
 void putDiskLink(std::string &page, const REPORT_DISK &disk);
-void putVolumeLink(std::string &page, const REPORT_MODEL &model, size_t volume);
+void putVirtualDiskLink(std::string &page, const REPORT_MODEL &model, size_t virtualDisk);

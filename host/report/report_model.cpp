@@ -94,9 +94,9 @@ std::string enclosureTitle(const XML_NODE *enclosure) {
   return "Enclosure " + fieldOf(enclosure, "ObjectID") + (name.empty() ? "" : ", " + name);
 }
 
-std::string volumeTitle(const REPORT_VOLUME &volume) {
-  std::string name = fieldOf(volume.node, "Name");
-  return name.empty() ? "virtual disk " + fieldOf(volume.node, "ObjectID") : name;
+std::string virtualDiskTitle(const REPORT_VIRTUAL_DISK &virtualDisk) {
+  std::string name = fieldOf(virtualDisk.node, "Name");
+  return name.empty() ? "virtual disk " + fieldOf(virtualDisk.node, "ObjectID") : name;
 }
 
 // A, B, ... Z, AA, AB, ...
@@ -144,17 +144,19 @@ REPORT_MODEL readModel(const XML_NODE *root) {
     addDisks(&model, enclosure, enclosure);
   }
   addDisks(&model, model.adapter, nullptr);
-  for (const XML_NODE *volume = childNamed(model.adapter, "VD"); volume != nullptr; volume = nextSame(volume)) {
-    size_t number = model.volumes.size();
-    model.volumes.push_back({volume, letterOf(number), {}, {}, statusOf(volume), "v" + std::to_string(number + 1)});
+  for (const XML_NODE *virtualDisk = childNamed(model.adapter, "VD"); virtualDisk != nullptr;
+       virtualDisk = nextSame(virtualDisk)) {
+    size_t number = model.virtualDisks.size();
+    model.virtualDisks.push_back(
+        {virtualDisk, letterOf(number), {}, {}, statusOf(virtualDisk), "v" + std::to_string(number + 1)});
   }
   INDEX_BY_ID diskIndex = indexById(model.disks);
-  INDEX_BY_ID volumeIndex = indexById(model.volumes);
+  INDEX_BY_ID virtualDiskIndex = indexById(model.virtualDisks);
   for (REPORT_DISK &disk : model.disks) {
-    resolveIds(disk.node, "VD", volumeIndex, &disk.volumes, nullptr);
+    resolveIds(disk.node, "VD", virtualDiskIndex, &disk.virtualDisks, nullptr);
   }
-  for (REPORT_VOLUME &volume : model.volumes) {
-    resolveIds(volume.node, "PD", diskIndex, &volume.disks, &volume.missingDisks);
+  for (REPORT_VIRTUAL_DISK &virtualDisk : model.virtualDisks) {
+    resolveIds(virtualDisk.node, "PD", diskIndex, &virtualDisk.disks, &virtualDisk.missingDisks);
   }
   return model;
 }

@@ -17,14 +17,14 @@ struct REPORT_STATUS {
 
 struct REPORT_DISK {
   const XML_NODE *node;
-  const XML_NODE *enclosure;   // null: attached to the adapter
-  std::vector<size_t> volumes; // indices, in the controller's order
+  const XML_NODE *enclosure;        // null: attached to the adapter
+  std::vector<size_t> virtualDisks; // indices, in the controller's order
   const REPORT_STATUS *status;
   std::string place;  // "301:2", "direct:2"
   std::string anchor; // of its row in the table; its slot's is this behind an "s"
 };
 
-struct REPORT_VOLUME {
+struct REPORT_VIRTUAL_DISK {
   const XML_NODE *node;
   std::string letter;                    // marks it in the pictures
   std::vector<size_t> disks;             // indices of its members, in the controller's order
@@ -39,7 +39,7 @@ struct REPORT_MODEL {
   const XML_NODE *adapter;
   std::vector<const XML_NODE *> enclosures;
   std::vector<REPORT_DISK> disks;
-  std::vector<REPORT_VOLUME> volumes;
+  std::vector<REPORT_VIRTUAL_DISK> virtualDisks;
 };
 
 REPORT_MODEL readModel(const XML_NODE *root);
@@ -55,4 +55,4 @@ std::string modelOfDisk(const XML_NODE *disk);
 std::string kindOfDisk(const XML_NODE *disk);
 std::string spareWords(const XML_NODE *disk);
 std::string enclosureTitle(const XML_NODE *enclosure);
-std::string volumeTitle(const REPORT_VOLUME &volume);
+std::string virtualDiskTitle(const REPORT_VIRTUAL_DISK &virtualDisk);

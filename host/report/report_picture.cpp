@@ -9,7 +9,7 @@
 static constexpr UINT64 SLOT_LIMIT = 256;
 static constexpr size_t BADGES_SHOWN = 3;
 // With more virtual disks their table has to explain the letters.
-static constexpr size_t VOLUMES_IN_LEGEND = 16;
+static constexpr size_t VIRTUAL_DISKS_IN_LEGEND = 16;
 
 // What a screen reader says for a slot, and what the bar below the page shows.
 static std::string slotWords(const REPORT &report, const REPORT_DISK &disk) {
@@ -17,9 +17,9 @@ static std::string slotWords(const REPORT &report, const REPORT_DISK &disk) {
   std::string spare = spareWords(disk.node);
   words +=
       spare.empty() || normalised(spare).find(normalised(disk.status->words).substr(0, 5)) == 0 ? "" : ", " + spare;
-  for (size_t volume : disk.volumes) {
-    const REPORT_VOLUME &target = report.model.volumes[volume];
-    words += std::string(spare.empty() ? ", in " : ", for ") + target.letter + " " + volumeTitle(target);
+  for (size_t virtualDisk : disk.virtualDisks) {
+    const REPORT_VIRTUAL_DISK &target = report.model.virtualDisks[virtualDisk];
+    words += std::string(spare.empty() ? ", in " : ", for ") + target.letter + " " + virtualDiskTitle(target);
   }
   words += ", " + sizeOf(disk.node, "Size") + " " + kindOfDisk(disk.node);
   std::string model = modelOfDisk(disk.node);
@@ -41,11 +41,11 @@ static void putDiskSlot(REPORT &report, const REPORT_DISK &disk) {
   putSlotTop(report, fieldOf(disk.node, "Slot"));
   putMark(page, report.changes, disk.node);
   put(page, "</span><span class=\"badges\">");
-  for (size_t i = 0; i < std::min(disk.volumes.size(), BADGES_SHOWN); ++i) {
-    putBadge(page, report.model, disk.volumes[i]);
+  for (size_t i = 0; i < std::min(disk.virtualDisks.size(), BADGES_SHOWN); ++i) {
+    putBadge(page, report.model, disk.virtualDisks[i]);
   }
-  if (disk.volumes.size() > BADGES_SHOWN) {
-    put(page, "<b>+%</b>", {std::to_string(disk.volumes.size() - BADGES_SHOWN)});
+  if (disk.virtualDisks.size() > BADGES_SHOWN) {
+    put(page, "<b>+%</b>", {std::to_string(disk.virtualDisks.size() - BADGES_SHOWN)});
   }
   put(page, "</span><span class=\"size\">%</span><span class=\"state\">", {sizeOf(disk.node, "Size")});
   putSign(page, disk.status->style);
@@ -169,9 +169,10 @@ static void putLegend(REPORT &report) {
       put(page, "</li>");
     }
   }
-  for (size_t i = 0; i < report.model.volumes.size() && report.model.volumes.size() <= VOLUMES_IN_LEGEND; ++i) {
+  for (size_t i = 0;
+       i < report.model.virtualDisks.size() && report.model.virtualDisks.size() <= VIRTUAL_DISKS_IN_LEGEND; ++i) {
     put(page, "<li>");
-    putVolumeLink(page, report.model, i);
+    putVirtualDiskLink(page, report.model, i);
     put(page, "</li>");
   }
   put(page,

@@ -30,7 +30,7 @@ void putSummary(REPORT &report);
 void putLog(REPORT &report);
 void putDifferences(REPORT &report);
 void putEnclosures(REPORT &report);
-void putVolumes(REPORT &report);
+void putVirtualDisks(REPORT &report);
 void putSpares(REPORT &report);
 void putDisks(REPORT &report);
 void putAdapter(REPORT &report);

@@ -44,14 +44,14 @@ static void putStats(REPORT &report) {
   for (const XML_NODE *enclosure : model.enclosures) {
     slots += numberOf(enclosure, "SlotCount");
   }
-  UINT64 volumeBytes = 0;
-  for (const REPORT_VOLUME &volume : model.volumes) {
-    volumeBytes += numberOf(volume.node, "Size");
+  UINT64 virtualDiskBytes = 0;
+  for (const REPORT_VIRTUAL_DISK &virtualDisk : model.virtualDisks) {
+    virtualDiskBytes += numberOf(virtualDisk.node, "Size");
   }
   put(page, "<dl class=\"facts stats\">\n");
   putStat(page, "Disks", std::to_string(model.disks.size()), countStates(model.disks));
-  putStat(page, "Virtual disks", std::to_string(model.volumes.size()), countStates(model.volumes));
-  putStat(page, "Usable in virtual disks", sizeText(volumeBytes),
+  putStat(page, "Virtual disks", std::to_string(model.virtualDisks.size()), countStates(model.virtualDisks));
+  putStat(page, "Usable in virtual disks", sizeText(virtualDiskBytes),
           totalOf(model, "Size") + " on disks, " + totalOf(model, "FreeSize") + " of it free");
   putStat(page, "Enclosures", std::to_string(model.enclosures.size()), std::to_string(slots) + " slots");
   putStat(page, "Firmware", orDash(fieldOf(model.adapter, "FirmwareVersion")), "WWN " + fieldOf(model.adapter, "WWN"));
@@ -63,7 +63,7 @@ static void putGone(std::string &list, const REPORT &report) {
   if (report.changes == nullptr) {
     return;
   }
-  for (const auto &removed : {report.changes->removedVolumes, report.changes->removedDisks}) {
+  for (const auto &removed : {report.changes->removedVirtualDisks, report.changes->removedDisks}) {
     for (const DIFFERENCE *difference : removed) {
       std::string name = documentText(textOf(difference->Name));
       put(list, "<li><a href=\"#differences\">%</a> of % is gone: %</li>\n",
@@ -90,17 +90,17 @@ static void putAttention(std::string &list, const REPORT &report) {
     put(list, "<li>The controller did not tell all that it has: what is not shown may be there</li>\n");
   }
   putGone(list, report);
-  for (size_t i = 0; i < report.model.volumes.size(); ++i) {
-    const REPORT_VOLUME &volume = report.model.volumes[i];
-    if (volume.status->wantsAttention) {
+  for (size_t i = 0; i < report.model.virtualDisks.size(); ++i) {
+    const REPORT_VIRTUAL_DISK &virtualDisk = report.model.virtualDisks[i];
+    if (virtualDisk.status->wantsAttention) {
       put(list, "<li>Virtual disk ");
-      putVolumeLink(list, report.model, i);
-      putStatus(list, *volume.status);
+      putVirtualDiskLink(list, report.model, i);
+      putStatus(list, *virtualDisk.status);
       put(list, "</li>\n");
     }
-    for (const std::string &id : volume.missingDisks) {
+    for (const std::string &id : virtualDisk.missingDisks) {
       put(list, "<li>Virtual disk ");
-      putVolumeLink(list, report.model, i);
+      putVirtualDiskLink(list, report.model, i);
       put(list, "lacks its disk %, which is not there</li>\n", {id});
     }
   }
@@ -149,19 +149,19 @@ void putSummary(REPORT &report) {
 
 // --- Virtual disks and hot spares ---
 
-static std::string volumeShape(const XML_NODE *volume) {
-  UINT64 spans = numberOf(volume, "SpanDepth");
-  std::string shape = spans > 1 ? std::to_string(spans) + " spans of " + fieldOf(volume, "PDsPerSpan") + ", " : "";
-  return shape + "stripe " + orDash(fieldOf(volume, "StripeSize"));
+static std::string virtualDiskShape(const XML_NODE *virtualDisk) {
+  UINT64 spans = numberOf(virtualDisk, "SpanDepth");
+  std::string shape = spans > 1 ? std::to_string(spans) + " spans of " + fieldOf(virtualDisk, "PDsPerSpan") + ", " : "";
+  return shape + "stripe " + orDash(fieldOf(virtualDisk, "StripeSize"));
 }
 
-static std::string memberLinks(const REPORT &report, const REPORT_VOLUME &volume) {
+static std::string memberLinks(const REPORT &report, const REPORT_VIRTUAL_DISK &virtualDisk) {
   std::string links = "<span class=\"list\">";
-  for (size_t disk : volume.disks) {
+  for (size_t disk : virtualDisk.disks) {
     putDiskLink(links, report.model.disks[disk]);
     put(links, " ");
   }
-  for (const std::string &id : volume.missingDisks) {
+  for (const std::string &id : virtualDisk.missingDisks) {
     put(links, "<strong>disk % is missing</strong> ", {id});
   }
   return links + "</span>";
@@ -176,51 +176,53 @@ static std::string cacheWords(const XML_NODE *policy) {
   return orDash(words);
 }
 
-static void putVolumeRow(HtmlTable &table, const REPORT &report, size_t number) {
-  const REPORT_VOLUME &volume = report.model.volumes[number];
+static void putVirtualDiskRow(HtmlTable &table, const REPORT &report, size_t number) {
+  const REPORT_VIRTUAL_DISK &virtualDisk = report.model.virtualDisks[number];
   std::string name;
   put(name, "<span>");
   putBadge(name, report.model, number);
-  put(name, " % ", {volumeTitle(volume)});
-  putMark(name, report.changes, volume.node);
+  put(name, " % ", {virtualDiskTitle(virtualDisk)});
+  putMark(name, report.changes, virtualDisk.node);
   put(name, "<small>id %, target %, %</small></span>",
-      {fieldOf(volume.node, "ObjectID"), orDash(fieldOf(volume.node, "TargetID")), fieldOf(volume.node, "FQDD")});
-  table.row(volume.anchor);
+      {fieldOf(virtualDisk.node, "ObjectID"), orDash(fieldOf(virtualDisk.node, "TargetID")),
+       fieldOf(virtualDisk.node, "FQDD")});
+  table.row(virtualDisk.anchor);
   table.cell(name);
   std::string level;
-  put(level, "<span>%<small>%</small></span>", {fieldOf(volume.node, "RAIDLevel"), volumeShape(volume.node)});
+  put(level, "<span>%<small>%</small></span>",
+      {fieldOf(virtualDisk.node, "RAIDLevel"), virtualDiskShape(virtualDisk.node)});
   table.cell(level);
-  table.text(sizeOf(volume.node, "Size"));
+  table.text(sizeOf(virtualDisk.node, "Size"));
   std::string state;
-  putStatus(state, *volume.status);
+  putStatus(state, *virtualDisk.status);
   table.cell(state);
-  const XML_NODE *policy = childNamed(volume.node, "CurrentCachePolicy");
+  const XML_NODE *policy = childNamed(virtualDisk.node, "CurrentCachePolicy");
   std::string cache;
   put(cache, "<span>%<small>disk policy %, access %, disk cache policy %</small></span>",
-      {cacheWords(policy), orDash(fieldOf(policy, "DiskPolicy")), orDash(fieldOf(volume.node, "AccessPolicy")),
-       orDash(fieldOf(volume.node, "DiskCachePolicy"))});
+      {cacheWords(policy), orDash(fieldOf(policy, "DiskPolicy")), orDash(fieldOf(virtualDisk.node, "AccessPolicy")),
+       orDash(fieldOf(virtualDisk.node, "DiskCachePolicy"))});
   table.cell(cache);
-  table.cell(memberLinks(report, volume));
+  table.cell(memberLinks(report, virtualDisk));
 }
 
-void putVolumes(REPORT &report) {
+void putVirtualDisks(REPORT &report) {
   putSection(report, "volumes", "Virtual disks");
-  if (report.model.volumes.empty()) {
+  if (report.model.virtualDisks.empty()) {
     put(report.page, "<p>There are no virtual disks.</p>\n");
   } else {
     HtmlTable table(report.page, "Virtual disks with their members in the controller's order",
                     {"Name", "Level", "Size", "State", "Cache", "Members"});
-    for (size_t i = 0; i < report.model.volumes.size(); ++i) {
-      putVolumeRow(table, report, i);
+    for (size_t i = 0; i < report.model.virtualDisks.size(); ++i) {
+      putVirtualDiskRow(table, report, i);
     }
   }
   put(report.page, "</section>\n");
 }
 
-static std::string volumeLinks(const REPORT &report, const REPORT_DISK &disk) {
+static std::string virtualDiskLinks(const REPORT &report, const REPORT_DISK &disk) {
   std::string links = "<span class=\"list\">";
-  for (size_t volume : disk.volumes) {
-    putVolumeLink(links, report.model, volume);
+  for (size_t virtualDisk : disk.virtualDisks) {
+    putVirtualDiskLink(links, report.model, virtualDisk);
   }
   return links + "</span>";
 }
@@ -231,7 +233,7 @@ static void putSpareRow(HtmlTable &table, const REPORT &report, const REPORT_DIS
   table.row();
   table.cell(link);
   table.text(spareWords(disk.node));
-  table.cell(disk.volumes.empty() ? "every virtual disk that it fits" : volumeLinks(report, disk));
+  table.cell(disk.virtualDisks.empty() ? "every virtual disk that it fits" : virtualDiskLinks(report, disk));
   table.text(sizeOf(disk.node, "Size") + " " + kindOfDisk(disk.node));
   std::string state;
   putStatus(state, *disk.status);
@@ -288,7 +290,7 @@ static void putDiskRow(HtmlTable &table, const REPORT &report, const REPORT_DISK
   std::string state;
   putStatus(state, *disk.status);
   table.cell(state);
-  table.cell(disk.volumes.empty() ? orDash("") : volumeLinks(report, disk));
+  table.cell(disk.virtualDisks.empty() ? orDash("") : virtualDiskLinks(report, disk));
   std::string address;
   put(address, "<span><small>%<br/>WWN %</small></span>",
       {orDash(fieldOf(disk.node, "FQDD")), orDash(fieldOf(disk.node, "WWN"))});

@@ -13,8 +13,8 @@
 #include "providers/sim_controller/hand.h"
 #include "providers/sim_controller/presets.h"
 
-static std::string volumeText(const SIM_VIRTUAL_DISK &volume) {
-  return "virtual disk " + std::to_string(volume.record.ObjectID) + " \"" + toUtf8(volume.Name) + "\"";
+static std::string virtualDiskText(const SIM_VIRTUAL_DISK &virtualDisk) {
+  return "virtual disk " + std::to_string(virtualDisk.record.ObjectID) + " \"" + toUtf8(virtualDisk.Name) + "\"";
 }
 
 static std::string diskText(const SIM_DISK &disk) {
@@ -28,12 +28,13 @@ static void check(EFI_STATUS status, const std::string &what) {
 }
 
 // Says how the virtual disks stand that count a disk among their members.
-static void sayVolumesOn(const SIM_JOB &job, UINT32 diskId) {
+static void sayVirtualDisksOn(const SIM_JOB &job, UINT32 diskId) {
   for (UINT32 i = 0; i < job.sim->virtualDisks.count; ++i) {
-    const SIM_VIRTUAL_DISK &volume = job.sim->virtualDisks.items[i];
-    for (UINT32 j = 0; j < volume.record.PDCount; ++j) {
-      if (volume.PDs[j] == diskId) {
-        say(&job.host, "%a is %a\n", volumeText(volume).c_str(), GetNameFromValue(volume.record.State, g_stateTable));
+    const SIM_VIRTUAL_DISK &virtualDisk = job.sim->virtualDisks.items[i];
+    for (UINT32 j = 0; j < virtualDisk.record.PDCount; ++j) {
+      if (virtualDisk.PDs[j] == diskId) {
+        say(&job.front, "%a is %a\n", virtualDiskText(virtualDisk).c_str(),
+            GetNameFromValue(virtualDisk.record.State, g_stateTable));
         break;
       }
     }
@@ -47,7 +48,7 @@ XYL_RESULT listPresets(const SIM_JOB &job) {
     return writePresets(job);
   }
   for (UINT32 i = 0; simPresetAt(i) != nullptr; ++i) {
-    say(&job.host, "%-8a  %a\n", simPresetAt(i)->name, simPresetAt(i)->description);
+    say(&job.front, "%-8a  %a\n", simPresetAt(i)->name, simPresetAt(i)->description);
   }
   return succeeded();
 }
@@ -60,14 +61,14 @@ XYL_RESULT newController(const SIM_JOB &job) {
     throw USAGE_ERROR("'sim new' needs --preset NAME ('xyl sim presets' lists the names) or --from SAVED.xml, one of "
                       "them");
   }
-  if (document != nullptr && job.host.IsSameFile(&job.host, document, job.file().c_str())) {
+  if (document != nullptr && job.front.IsSameFile(&job.front, document, job.file().c_str())) {
     throw USAGE_ERROR("'" + job.file() + "' is what the command reads; write to another file");
   }
   SIM_OWNER owner;
   if (preset != nullptr) {
     owner = makePreset(preset);
   } else {
-    XYL_RESULT result = makeFromDocument(XYL_CONTEXT{&job.host, &job.request}, document, &owner);
+    XYL_RESULT result = makeFromDocument(XYL_CONTEXT{&job.front, &job.request}, document, &owner);
     if (isFailure(result)) {
       return result;
     }
@@ -85,7 +86,7 @@ XYL_RESULT replaceAdapter(const SIM_JOB &job) {
   check(simReplaceAdapter(job.sim), "the adapter cannot be replaced");
   CHAR8 wwn[17];
   formatHex(wwn, job.sim->adapter.record.WWN, 16);
-  say(&job.host, "the adapter's WWN is %a now; foreign virtual disks: %u\n", wwn, job.sim->foreignDisks.count);
+  say(&job.front, "the adapter's WWN is %a now; foreign virtual disks: %u\n", wwn, job.sim->foreignDisks.count);
   return succeeded();
 }
 
@@ -104,16 +105,16 @@ XYL_RESULT pullDisk(const SIM_JOB &job) {
   std::string text = diskText(disk);
   UINT32 id = disk.record.ObjectID;
   check(simPullDisk(job.sim, id), text + " cannot be pulled");
-  say(&job.host, "%a is pulled\n", text.c_str());
-  sayVolumesOn(job, id);
+  say(&job.front, "%a is pulled\n", text.c_str());
+  sayVirtualDisksOn(job, id);
   return succeeded();
 }
 
 XYL_RESULT failDisk(const SIM_JOB &job) {
   const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(1));
   check(simFailDisk(job.sim, disk.record.ObjectID), diskText(disk) + " cannot fail");
-  say(&job.host, "%a has failed\n", diskText(disk).c_str());
-  sayVolumesOn(job, disk.record.ObjectID);
+  say(&job.front, "%a has failed\n", diskText(disk).c_str());
+  sayVirtualDisksOn(job, disk.record.ObjectID);
   return succeeded();
 }
 
@@ -164,7 +165,7 @@ static void insertNew(const SIM_JOB &job, const SIM_PLACE &place, const SIM_DRIV
   UINT32 id = 0;
   check(simInsertDisk(job.sim, place.enclosureObjectId, place.slot, drive, &id), "the disk cannot be inserted");
   const SIM_DISK *disk = simFindDisk(job.sim, id);
-  say(&job.host, "%a is new: %a, %a\n", diskText(*disk).c_str(), trimmed(fixedText(disk->record.ModelName)).c_str(),
+  say(&job.front, "%a is new: %a, %a\n", diskText(*disk).c_str(), trimmed(fixedText(disk->record.ModelName)).c_str(),
       sizeText(disk->record.Size).c_str());
 }
 
@@ -176,7 +177,7 @@ XYL_RESULT replaceDisk(const SIM_JOB &job) {
   takeDriveOptions(job, &drive);
   check(simPullDisk(job.sim, oldId), diskText(disk) + " cannot be pulled");
   insertNew(job, place, drive);
-  sayVolumesOn(job, oldId);
+  sayVirtualDisksOn(job, oldId);
   return succeeded();
 }
 
@@ -214,8 +215,8 @@ static XYL_RESULT insertPulled(const SIM_JOB &job) {
   wantEmpty(job, place);
   check(simReinsertDisk(job.sim, id, place.enclosureObjectId, place.slot), "the disk cannot be inserted");
   const SIM_DISK *disk = simFindDisk(job.sim, id);
-  say(&job.host, "%a is back, %a\n", diskText(*disk).c_str(), GetNameFromValue(disk->record.State, g_stateTable));
-  sayVolumesOn(job, id);
+  say(&job.front, "%a is back, %a\n", diskText(*disk).c_str(), GetNameFromValue(disk->record.State, g_stateTable));
+  sayVirtualDisksOn(job, id);
   return succeeded();
 }
 
@@ -267,7 +268,7 @@ XYL_RESULT makeForeign(const SIM_JOB &job) {
                                    "' are the limits");
   }
   const SIM_VIRTUAL_DISK &made = job.sim->foreignDisks.items[job.sim->foreignDisks.count - 1];
-  say(&job.host, "a foreign %a of %a is on them\n", GetNameFromValue(level, g_raidLevelTable),
+  say(&job.front, "a foreign %a of %a is on them\n", GetNameFromValue(level, g_raidLevelTable),
       sizeText(made.record.Size).c_str());
   return succeeded();
 }
@@ -275,7 +276,7 @@ XYL_RESULT makeForeign(const SIM_JOB &job) {
 // --- Runs ---
 
 XYL_RESULT runSimAlone(const XYL_CONTEXT &context, SIM_WORK work) {
-  return work(SIM_JOB{*context.Host, *context.Request, /* sim= */ nullptr});
+  return work(SIM_JOB{*context.Front, *context.Request, /* sim= */ nullptr});
 }
 
 XYL_RESULT runSimOnFile(const XYL_CONTEXT &context, SIM_WORK work) {
@@ -286,7 +287,7 @@ XYL_RESULT runSimOnFile(const XYL_CONTEXT &context, SIM_WORK work) {
     lockController(file, &lock);
   }
   SIM_OWNER owner = loadController(file);
-  XYL_RESULT result = work(SIM_JOB{*context.Host, request, owner.get()});
+  XYL_RESULT result = work(SIM_JOB{*context.Front, request, owner.get()});
   if (!isFailure(result) && xylChangesController(request)) {
     saveController(file, *owner);
   }

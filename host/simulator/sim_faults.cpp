@@ -66,12 +66,12 @@ XYL_RESULT failNext(const SIM_JOB &job) {
     throw CLIENT_ERROR(EFI_OUT_OF_RESOURCES, std::to_string(SIM_FAULT_CAPACITY) + " faults are pending; 'xyl sim " +
                                                  "clear-faults " + job.file() + "' removes them");
   }
-  say(&job.host, "%a\n", faultText(fault).c_str());
+  say(&job.front, "%a\n", faultText(fault).c_str());
   return succeeded();
 }
 
 XYL_RESULT clearFaults(const SIM_JOB &job) {
-  say(&job.host, "removed faults: %u\n", job.sim->faultCount);
+  say(&job.front, "removed faults: %u\n", job.sim->faultCount);
   simClearFaults(job.sim);
   return succeeded();
 }

@@ -6,7 +6,7 @@
 #include "providers/sim_controller/state.h"
 
 struct SIM_JOB {
-  const XYL_HOST &host;
+  const XYL_FRONT &front;
   const XYL_REQUEST &request;
   SIM_CONTROLLER *sim; // null for commands without a controller
 

@@ -61,12 +61,12 @@ static void writeEnclosure(JSON *json, SIM_CONTROLLER *sim, const SIM_ENCLOSURE 
 static void writeForeign(JSON *json, const SIM_CONTROLLER &sim) {
   jsonArray(json, "foreignVirtualDisks");
   for (UINT32 i = 0; i < sim.foreignDisks.count; ++i) {
-    const SIM_VIRTUAL_DISK &volume = sim.foreignDisks.items[i];
+    const SIM_VIRTUAL_DISK &virtualDisk = sim.foreignDisks.items[i];
     jsonObject(json, nullptr);
-    writeText(json, "name", toUtf8(volume.Name));
-    jsonText(json, "level", GetNameFromValue(volume.record.RAIDLevel, g_raidLevelTable));
-    jsonNumber(json, "size", volume.record.Size);
-    writeIds(json, "disks", volume.PDs, volume.record.PDCount);
+    writeText(json, "name", toUtf8(virtualDisk.Name));
+    jsonText(json, "level", GetNameFromValue(virtualDisk.record.RAIDLevel, g_raidLevelTable));
+    jsonNumber(json, "size", virtualDisk.record.Size);
+    writeIds(json, "disks", virtualDisk.PDs, virtualDisk.record.PDCount);
     jsonEnd(json);
   }
   jsonEnd(json);
@@ -75,7 +75,7 @@ static void writeForeign(JSON *json, const SIM_CONTROLLER &sim) {
 XYL_RESULT writeController(const SIM_JOB &job) {
   const SIM_CONTROLLER &sim = *job.sim;
   JSON json = {};
-  json.Host = &job.host;
+  json.Front = &job.front;
   jsonObject(&json, nullptr);
   writeText(&json, "adapter", toUtf8(sim.adapter.Name));
   writeText(&json, "firmware", toUtf8(sim.adapter.FirmwareVersion));
@@ -103,7 +103,7 @@ XYL_RESULT writeController(const SIM_JOB &job) {
 
 XYL_RESULT writePresets(const SIM_JOB &job) {
   JSON json = {};
-  json.Host = &job.host;
+  json.Front = &job.front;
   jsonObject(&json, nullptr);
   jsonArray(&json, "presets");
   for (UINT32 i = 0; simPresetAt(i) != nullptr; ++i) {

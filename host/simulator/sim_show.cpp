@@ -44,13 +44,13 @@ static TABLE newTable() {
 }
 
 static void show(const SIM_JOB &job, TABLE *table) {
-  if (!sayTable(&job.host, table)) {
+  if (!sayTable(&job.front, table)) {
     throw std::bad_alloc();
   }
 }
 
 static void showSlots(const SIM_JOB &job, const SIM_ENCLOSURE &enclosure) {
-  say(&job.host, "\nEnclosure %u, %a, %u slots\n", enclosure.record.ObjectID, toUtf8(enclosure.Name).c_str(),
+  say(&job.front, "\nEnclosure %u, %a, %u slots\n", enclosure.record.ObjectID, toUtf8(enclosure.Name).c_str(),
       static_cast<UINT32>(enclosure.record.SlotCount));
   TABLE table = newTable();
   for (UINT32 slot = 0; slot < enclosure.record.SlotCount; ++slot) {
@@ -74,13 +74,13 @@ static void showDirectDisks(const SIM_JOB &job) {
     }
   }
   if (table.Cells.count != 0 || table.Failed) {
-    sayLines(&job.host, "\nAttached to the adapter directly\n");
+    sayLines(&job.front, "\nAttached to the adapter directly\n");
     show(job, &table);
   }
 }
 
 static void showPulledDisks(const SIM_JOB &job) {
-  say(&job.host, "\nPulled disks: %u\n", job.sim->pulledDisks.count);
+  say(&job.front, "\nPulled disks: %u\n", job.sim->pulledDisks.count);
   TABLE table = newTable();
   for (UINT32 i = 0; i < job.sim->pulledDisks.count; ++i) {
     addDisk(&table, job.sim->pulledDisks.items[i], "was there");
@@ -91,15 +91,15 @@ static void showPulledDisks(const SIM_JOB &job) {
 }
 
 static void showForeign(const SIM_JOB &job) {
-  say(&job.host, "\nForeign virtual disks: %u\n", job.sim->foreignDisks.count);
+  say(&job.front, "\nForeign virtual disks: %u\n", job.sim->foreignDisks.count);
   for (UINT32 i = 0; i < job.sim->foreignDisks.count; ++i) {
-    const SIM_VIRTUAL_DISK &volume = job.sim->foreignDisks.items[i];
+    const SIM_VIRTUAL_DISK &virtualDisk = job.sim->foreignDisks.items[i];
     std::string members;
-    for (UINT32 j = 0; j < volume.record.PDCount; ++j) {
-      members += (j == 0 ? "" : ", ") + std::to_string(volume.PDs[j]);
+    for (UINT32 j = 0; j < virtualDisk.record.PDCount; ++j) {
+      members += (j == 0 ? "" : ", ") + std::to_string(virtualDisk.PDs[j]);
     }
-    say(&job.host, "  \"%a\", %a, %a, on disks %a\n", toUtf8(volume.Name).c_str(),
-        GetNameFromValue(volume.record.RAIDLevel, g_raidLevelTable), sizeText(volume.record.Size).c_str(),
+    say(&job.front, "  \"%a\", %a, %a, on disks %a\n", toUtf8(virtualDisk.Name).c_str(),
+        GetNameFromValue(virtualDisk.record.RAIDLevel, g_raidLevelTable), sizeText(virtualDisk.record.Size).c_str(),
         members.c_str());
   }
 }
@@ -107,10 +107,10 @@ static void showForeign(const SIM_JOB &job) {
 static void showKey(const SIM_JOB &job) {
   const SIM_KEY &key = job.sim->key;
   if (key.present) {
-    say(&job.host, "Key          %a, mode %a; the file holds its passphrase\n", toUtf8(key.keyId).c_str(),
+    say(&job.front, "Key          %a, mode %a; the file holds its passphrase\n", toUtf8(key.keyId).c_str(),
         GetNameFromValue(key.mode, g_keyModeTable));
   } else {
-    say(&job.host, "Key          none\n");
+    say(&job.front, "Key          none\n");
   }
 }
 
@@ -119,7 +119,7 @@ XYL_RESULT showController(const SIM_JOB &job) {
     return writeController(job);
   }
   const SIM_CONTROLLER &sim = *job.sim;
-  say(&job.host, "Adapter      %a\nFirmware     %a\n", toUtf8(sim.adapter.Name).c_str(),
+  say(&job.front, "Adapter      %a\nFirmware     %a\n", toUtf8(sim.adapter.Name).c_str(),
       toUtf8(sim.adapter.FirmwareVersion).c_str());
   showKey(job);
   for (UINT32 i = 0; i < sim.enclosures.count; ++i) {
@@ -128,9 +128,9 @@ XYL_RESULT showController(const SIM_JOB &job) {
   showDirectDisks(job);
   showPulledDisks(job);
   showForeign(job);
-  say(&job.host, "\nPending faults: %u\n", sim.faultCount);
+  say(&job.front, "\nPending faults: %u\n", sim.faultCount);
   for (UINT32 i = 0; i < sim.faultCount; ++i) {
-    say(&job.host, "  %a\n", faultText(sim.faults[i]).c_str());
+    say(&job.front, "  %a\n", faultText(sim.faults[i]).c_str());
   }
   return succeeded();
 }

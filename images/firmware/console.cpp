@@ -13,13 +13,13 @@ static void writeLine(FIRMWARE_CONTEXT *context, EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL
   }
 }
 
-void firmwareWrite(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
-  EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = host->SystemTable->ConOut;
+void firmwareWrite(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
+  EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = front->SystemTable->ConOut;
   for (UINTN begin = 0; console != nullptr && begin < length;) {
     UINTN end = begin;
     while (end < length && text[end++] != '\n') {
     }
-    writeLine(firmwareContext(host), console, text + begin, end - begin);
+    writeLine(firmwareContext(front), console, text + begin, end - begin);
     begin = end;
   }
 }
@@ -31,18 +31,18 @@ static EFI_EVENT g_dotTimer; // null: none
 static bool g_dotWritten;
 
 static void EFIAPI writeDot(EFI_EVENT, void *context) {
-  EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = static_cast<const XYL_HOST *>(context)->SystemTable->ConOut;
+  EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL *console = static_cast<const XYL_FRONT *>(context)->SystemTable->ConOut;
   if (console != nullptr) {
     console->OutputString(console, u".");
     g_dotWritten = true;
   }
 }
 
-void firmwareBusy(const XYL_HOST *host, bool begins) {
+void firmwareBusy(const XYL_FRONT *front, bool begins) {
   if (begins) {
     g_dotWritten = false;
     EFI_STATUS status = g_bootServices->CreateEvent(EFI_EVENT_TIMER | EFI_EVENT_NOTIFY_SIGNAL, EFI_TPL_CALLBACK,
-                                                    writeDot, const_cast<XYL_HOST *>(host), &g_dotTimer);
+                                                    writeDot, const_cast<XYL_FRONT *>(front), &g_dotTimer);
     if (EFI_ERROR(status)) {
       g_dotTimer = nullptr;
     } else {
@@ -55,6 +55,6 @@ void firmwareBusy(const XYL_HOST *host, bool begins) {
     g_dotTimer = nullptr;
   }
   if (g_dotWritten) {
-    firmwareWrite(host, "\n", 1);
+    firmwareWrite(front, "\n", 1);
   }
 }

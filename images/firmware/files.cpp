@@ -15,8 +15,8 @@ struct OUTPUT_FILE {
   CHAR16 *OldName;
 };
 
-static FIRMWARE_FILES *filesOf(const XYL_HOST *host) {
-  return firmwareContext(host)->Files;
+static FIRMWARE_FILES *filesOf(const XYL_FRONT *front) {
+  return firmwareContext(front)->Files;
 }
 
 // --- Reading ---
@@ -46,12 +46,12 @@ static EFI_STATUS readOpenFile(FIRMWARE_FILES *files, OPEN_FILE file, UINTN size
   return EFI_SUCCESS;
 }
 
-EFI_STATUS firmwareReadFile(const XYL_HOST *host, const CHAR8 *name, CHAR8 **data, UINTN *size) {
+EFI_STATUS firmwareReadFile(const XYL_FRONT *front, const CHAR8 *name, CHAR8 **data, UINTN *size) {
   CHAR16 *wide = wideFromUtf8(name, textLength(name), /* carriageReturns= */ false);
   if (wide == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  FIRMWARE_FILES *files = filesOf(host);
+  FIRMWARE_FILES *files = filesOf(front);
   OPEN_FILE file = nullptr;
   EFI_STATUS status = files->Open(files, wide, EFI_FILE_MODE_READ, &file);
   poolFree(wide);
@@ -135,9 +135,9 @@ static void plainName(CHAR16 *name) {
 
 // The whole name as plainName leaves it, or null without memory. A name without a file system is one of the current
 // directory, or of its file system when it begins with a backslash.
-static CHAR16 *wholeName(const XYL_HOST *host, const CHAR8 *name) {
+static CHAR16 *wholeName(const XYL_FRONT *front, const CHAR8 *name) {
   CHAR16 *wide = wideFromUtf8(name, textLength(name), /* carriageReturns= */ false);
-  const CHAR16 *directory = wide != nullptr ? filesOf(host)->CurrentFolder(filesOf(host)) : nullptr;
+  const CHAR16 *directory = wide != nullptr ? filesOf(front)->CurrentFolder(filesOf(front)) : nullptr;
   if (directory != nullptr && !hasFileSystem(wide)) {
     CHAR16 *stem = joined(directory, u"\\");
     if (stem != nullptr && plainUnit(*wide) == u'\\') {
@@ -158,9 +158,9 @@ static CHAR16 *wholeName(const XYL_HOST *host, const CHAR8 *name) {
   return wide;
 }
 
-bool firmwareIsSameFile(const XYL_HOST *host, const CHAR8 *a, const CHAR8 *b) {
-  CHAR16 *first = wholeName(host, a);
-  CHAR16 *second = wholeName(host, b);
+bool firmwareIsSameFile(const XYL_FRONT *front, const CHAR8 *a, const CHAR8 *b) {
+  CHAR16 *first = wholeName(front, a);
+  CHAR16 *second = wholeName(front, b);
   // Without memory the safe answer.
   bool same = first == nullptr || second == nullptr || textEqual(first, second);
   poolFree(first);
@@ -281,13 +281,13 @@ static EFI_STATUS reserve(FIRMWARE_FILES *files, OUTPUT_FILE *output, UINTN room
   return status;
 }
 
-EFI_STATUS firmwareOpenOutput(const XYL_HOST *host, const CHAR8 *name, UINTN room, bool replaces, void **output) {
+EFI_STATUS firmwareOpenOutput(const XYL_FRONT *front, const CHAR8 *name, UINTN room, bool replaces, void **output) {
   *output = nullptr;
   OUTPUT_FILE *file = newOutput(name);
   if (file == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  EFI_STATUS status = reserve(filesOf(host), file, room, replaces);
+  EFI_STATUS status = reserve(filesOf(front), file, room, replaces);
   if (EFI_ERROR(status)) {
     freeOutput(file);
     return status;
@@ -336,9 +336,9 @@ static EFI_STATUS putInPlace(FIRMWARE_FILES *files, const OUTPUT_FILE &output) {
   return EFI_SUCCESS;
 }
 
-EFI_STATUS firmwareCloseOutput(const XYL_HOST *host, void *handle, const CHAR8 *data, UINTN size) {
+EFI_STATUS firmwareCloseOutput(const XYL_FRONT *front, void *handle, const CHAR8 *data, UINTN size) {
   OUTPUT_FILE *output = static_cast<OUTPUT_FILE *>(handle);
-  FIRMWARE_FILES *files = filesOf(host);
+  FIRMWARE_FILES *files = filesOf(front);
   EFI_STATUS status = EFI_SUCCESS;
   if (data != nullptr) {
     status = writeWhole(files, output->File, data, size);

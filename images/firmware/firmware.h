@@ -11,17 +11,17 @@ struct FIRMWARE_CONTEXT {
   EFI_STATUS Written; // of the console's output so far; the first failure stays
 };
 
-inline FIRMWARE_CONTEXT *firmwareContext(const XYL_HOST *host) {
-  return static_cast<FIRMWARE_CONTEXT *>(host->Context);
+inline FIRMWARE_CONTEXT *firmwareContext(const XYL_FRONT *front) {
+  return static_cast<FIRMWARE_CONTEXT *>(front->Context);
 }
 
 // As XYL_HOST has them.
-EFI_STATUS firmwareReadFile(const XYL_HOST *host, const CHAR8 *name, CHAR8 **data, UINTN *size);
-EFI_STATUS firmwareOpenOutput(const XYL_HOST *host, const CHAR8 *name, UINTN room, bool replaces, void **output);
-EFI_STATUS firmwareCloseOutput(const XYL_HOST *host, void *output, const CHAR8 *data, UINTN size);
-bool firmwareIsSameFile(const XYL_HOST *host, const CHAR8 *a, const CHAR8 *b);
-void firmwareWrite(const XYL_HOST *host, const CHAR8 *text, UINTN length);
-void firmwareBusy(const XYL_HOST *host, bool begins); // a dot for every second
+EFI_STATUS firmwareReadFile(const XYL_FRONT *front, const CHAR8 *name, CHAR8 **data, UINTN *size);
+EFI_STATUS firmwareOpenOutput(const XYL_FRONT *front, const CHAR8 *name, UINTN room, bool replaces, void **output);
+EFI_STATUS firmwareCloseOutput(const XYL_FRONT *front, void *output, const CHAR8 *data, UINTN size);
+bool firmwareIsSameFile(const XYL_FRONT *front, const CHAR8 *a, const CHAR8 *b);
+void firmwareWrite(const XYL_FRONT *front, const CHAR8 *text, UINTN length);
+void firmwareBusy(const XYL_FRONT *front, bool begins); // a dot for every second
 
 // Behind the name of an output while it is written, and of the old file while both change places.
 #define FIRMWARE_NEW_SUFFIX ".xyl-new"

@@ -15,7 +15,7 @@ static DONE doneBy(const JOB_RUN &run) {
   CHAR8 *text = nullptr;
   UINTN size = 0;
   DONE done = {run.Sum, 0};
-  if (!EFI_ERROR(run.Host->ReadFile(run.Host, MEDIUM_ID_NAME, &text, &size))) {
+  if (!EFI_ERROR(run.Front->ReadFile(run.Front, MEDIUM_ID_NAME, &text, &size))) {
     done.Medium = crc32Of(text, size);
     poolFree(text);
   }

@@ -39,8 +39,8 @@ static bool addName(POOL_ARRAY<MEDIUM_DRIVER> *drivers, const CHAR16 *name) {
   return driver != nullptr;
 }
 
-static EFI_STATUS listDrivers(const XYL_HOST *host, POOL_ARRAY<MEDIUM_DRIVER> *drivers) {
-  FIRMWARE_FILES *files = firmwareContext(host)->Files;
+static EFI_STATUS listDrivers(const XYL_FRONT *front, POOL_ARRAY<MEDIUM_DRIVER> *drivers) {
+  FIRMWARE_FILES *files = firmwareContext(front)->Files;
   OPEN_FILE folder = nullptr;
   EFI_STATUS status = files->Open(files, u"" DRIVER_FOLDER, EFI_FILE_MODE_READ, &folder);
   if (EFI_ERROR(status)) {
@@ -105,14 +105,14 @@ static EFI_DEVICE_PATH_PROTOCOL *devicePathOf(EFI_HANDLE image, const CHAR16 *fi
 
 // What NAME.opt beside NAME.efi says, as firmware hands options over; pool memory, or null. Editors put a byte order
 // mark before a text and a line feed behind it, which are no part of it.
-static CHAR16 *readOptions(const XYL_HOST *host, const CHAR16 *path) {
+static CHAR16 *readOptions(const XYL_FRONT *front, const CHAR16 *path) {
   CHAR8 *name = utf8FromWide(path);
   CHAR8 *text = nullptr;
   UINTN size = 0;
   if (name != nullptr) {
     copyBytes(name + textLength(name) - 3, "opt", 3);
   }
-  if (name != nullptr && EFI_ERROR(firmwareReadFile(host, name, &text, &size))) {
+  if (name != nullptr && EFI_ERROR(firmwareReadFile(front, name, &text, &size))) {
     text = nullptr;
   }
   poolFree(name);
@@ -125,14 +125,14 @@ static CHAR16 *readOptions(const XYL_HOST *host, const CHAR16 *path) {
   return options;
 }
 
-static EFI_STATUS startDriver(const XYL_HOST *host, EFI_HANDLE driver, const CHAR16 *path) {
+static EFI_STATUS startDriver(const XYL_FRONT *front, EFI_HANDLE driver, const CHAR16 *path) {
   void *found = nullptr;
   EFI_STATUS status = g_bootServices->HandleProtocol(driver, &g_loadedImageGuid, &found);
   if (EFI_ERROR(status)) {
     return status;
   }
   auto loaded = static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(found);
-  CHAR16 *options = readOptions(host, path); // stays: a driver may keep the pointer
+  CHAR16 *options = readOptions(front, path); // stays: a driver may keep the pointer
   if (options != nullptr) {
     loaded->LoadOptions = options;
     loaded->LoadOptionsSize = static_cast<UINT32>((textLength(options) + 1) * sizeof(CHAR16));
@@ -140,14 +140,14 @@ static EFI_STATUS startDriver(const XYL_HOST *host, EFI_HANDLE driver, const CHA
   return g_bootServices->StartImage(driver, /* ExitDataSize= */ nullptr, /* ExitData= */ nullptr);
 }
 
-static EFI_STATUS loadAt(const XYL_HOST *host, EFI_HANDLE image, const CHAR16 *path) {
+static EFI_STATUS loadAt(const XYL_FRONT *front, EFI_HANDLE image, const CHAR16 *path) {
   EFI_DEVICE_PATH_PROTOCOL *device = devicePathOf(image, path);
   EFI_HANDLE driver = nullptr;
   EFI_STATUS status = g_bootServices->LoadImage(/* BootPolicy= */ 0, image, device, /* Source= */ nullptr,
                                                 /* SourceSize= */ 0, &driver);
   poolFree(device);
   if (!EFI_ERROR(status)) {
-    return startDriver(host, driver, path);
+    return startDriver(front, driver, path);
   }
   if (driver != nullptr) {
     g_bootServices->UnloadImage(driver); // loaded, and not trusted
@@ -155,16 +155,16 @@ static EFI_STATUS loadAt(const XYL_HOST *host, EFI_HANDLE image, const CHAR16 *p
   return status;
 }
 
-static EFI_STATUS loadDriver(const XYL_HOST *host, EFI_HANDLE image, const CHAR16 *name) {
+static EFI_STATUS loadDriver(const XYL_FRONT *front, EFI_HANDLE image, const CHAR16 *name) {
   CHAR16 *path = pathOf(name);
-  EFI_STATUS status = path == nullptr ? EFI_OUT_OF_RESOURCES : loadAt(host, image, path);
+  EFI_STATUS status = path == nullptr ? EFI_OUT_OF_RESOURCES : loadAt(front, image, path);
   poolFree(path);
   return status;
 }
 
-static void tellFailure(const XYL_HOST *host, const MEDIUM_DRIVER &driver) {
+static void tellFailure(const XYL_FRONT *front, const MEDIUM_DRIVER &driver) {
   CHAR8 *name = utf8FromWide(driver.Name);
-  complain(host, "driver %a: %a", name != nullptr ? name : "", statusWords(driver.Status));
+  complain(front, "driver %a: %a", name != nullptr ? name : "", statusWords(driver.Status));
   poolFree(name);
 }
 
@@ -180,18 +180,18 @@ static void connectAll() {
   poolFree(handles);
 }
 
-void loadDrivers(const XYL_HOST *host, EFI_HANDLE image, POOL_ARRAY<MEDIUM_DRIVER> *drivers) {
-  EFI_STATUS status = listDrivers(host, drivers);
+void loadDrivers(const XYL_FRONT *front, EFI_HANDLE image, POOL_ARRAY<MEDIUM_DRIVER> *drivers) {
+  EFI_STATUS status = listDrivers(front, drivers);
   if (EFI_ERROR(status)) {
-    complain(host, "cannot read '%a': %a", DRIVER_FOLDER, statusWords(status));
+    complain(front, "cannot read '%a': %a", DRIVER_FOLDER, statusWords(status));
   }
   sortArray(drivers->items, drivers->count,
             [](const MEDIUM_DRIVER &a, const MEDIUM_DRIVER &b) { return textCompare(a.Name, b.Name) < 0; });
   for (UINT32 i = 0; i < drivers->count; ++i) {
     MEDIUM_DRIVER &driver = drivers->items[i];
-    driver.Status = loadDriver(host, image, driver.Name);
+    driver.Status = loadDriver(front, image, driver.Name);
     if (EFI_ERROR(driver.Status)) {
-      tellFailure(host, driver);
+      tellFailure(front, driver);
     }
   }
   connectAll();

@@ -9,20 +9,20 @@ static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 
 // --- Where nothing can be kept: memory, and the console ---
 
-static MEMORY_FILE *findMemory(const XYL_HOST *host, const CHAR8 *name) {
-  POOL_ARRAY<MEMORY_FILE> &files = mediumOf(host)->Files;
+static MEMORY_FILE *findMemory(const XYL_FRONT *front, const CHAR8 *name) {
+  POOL_ARRAY<MEMORY_FILE> &files = mediumOf(front)->Files;
   for (UINT32 i = 0; i < files.count; ++i) {
-    if (firmwareIsSameFile(host, files.items[i].Name, name)) {
+    if (firmwareIsSameFile(front, files.items[i].Name, name)) {
       return &files.items[i];
     }
   }
   return nullptr;
 }
 
-static EFI_STATUS readMemory(const XYL_HOST *host, const CHAR8 *name, CHAR8 **data, UINTN *size) {
-  const MEMORY_FILE *file = findMemory(host, name);
+static EFI_STATUS readMemory(const XYL_FRONT *front, const CHAR8 *name, CHAR8 **data, UINTN *size) {
+  const MEMORY_FILE *file = findMemory(front, name);
   if (file == nullptr || file->Data == nullptr) {
-    return firmwareReadFile(host, name, data, size);
+    return firmwareReadFile(front, name, data, size);
   }
   *data = static_cast<CHAR8 *>(poolAllocate(file->Size + 1));
   if (*data == nullptr) {
@@ -34,26 +34,26 @@ static EFI_STATUS readMemory(const XYL_HOST *host, const CHAR8 *name, CHAR8 **da
 }
 
 // A file of the medium would be hidden, so it counts as one that is there.
-static bool isThere(const XYL_HOST *host, const CHAR8 *name) {
+static bool isThere(const XYL_FRONT *front, const CHAR8 *name) {
   CHAR8 *data = nullptr;
   UINTN size = 0;
-  bool there = !EFI_ERROR(readMemory(host, name, &data, &size));
+  bool there = !EFI_ERROR(readMemory(front, name, &data, &size));
   poolFree(data);
   return there;
 }
 
-static EFI_STATUS openMemory(const XYL_HOST *host, const CHAR8 *name, UINTN, bool replaces, void **output) {
-  if (!replaces && isThere(host, name)) {
+static EFI_STATUS openMemory(const XYL_FRONT *front, const CHAR8 *name, UINTN, bool replaces, void **output) {
+  if (!replaces && isThere(front, name)) {
     return EFI_ALREADY_STARTED;
   }
   *output = textDuplicate(name);
   return *output == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
 }
 
-static EFI_STATUS keepInMemory(const XYL_HOST *host, const CHAR8 *name, const CHAR8 *data, UINTN size) {
-  MEMORY_FILE *file = findMemory(host, name);
+static EFI_STATUS keepInMemory(const XYL_FRONT *front, const CHAR8 *name, const CHAR8 *data, UINTN size) {
+  MEMORY_FILE *file = findMemory(front, name);
   if (file == nullptr) {
-    file = arrayAppend(mediumOf(host)->Files);
+    file = arrayAppend(mediumOf(front)->Files);
   }
   CHAR8 *copy = static_cast<CHAR8 *>(poolAllocateZero(size + 1));
   if (file == nullptr || copy == nullptr) {
@@ -68,14 +68,14 @@ static EFI_STATUS keepInMemory(const XYL_HOST *host, const CHAR8 *name, const CH
   return file->Name != nullptr ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 
-static EFI_STATUS closeMemory(const XYL_HOST *host, void *output, const CHAR8 *data, UINTN size) {
+static EFI_STATUS closeMemory(const XYL_FRONT *front, void *output, const CHAR8 *data, UINTN size) {
   CHAR8 *name = static_cast<CHAR8 *>(output);
   EFI_STATUS status = EFI_SUCCESS;
   if (data != nullptr) {
-    XYL_HOST console = *host;
+    XYL_FRONT console = *front;
     console.WriteOut = firmwareWrite;
     sayFile(&console, name, data, size);
-    status = keepInMemory(host, name, data, size);
+    status = keepInMemory(front, name, data, size);
   }
   poolFree(name);
   return status;
@@ -99,14 +99,14 @@ static bool isInMemory(EFI_HANDLE device) {
   return nodeSize(node) != 0;
 }
 
-static void useMemory(XYL_HOST *host) {
-  mediumOf(host)->Keeps = false;
-  host->ReadFile = readMemory;
-  host->OpenOutput = openMemory;
-  host->CloseOutput = closeMemory;
+static void useMemory(XYL_FRONT *front) {
+  mediumOf(front)->Keeps = false;
+  front->ReadFile = readMemory;
+  front->OpenOutput = openMemory;
+  front->CloseOutput = closeMemory;
 }
 
-EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_HOST *host) {
+EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_FRONT *front) {
   void *found = nullptr;
   EFI_STATUS status = g_bootServices->HandleProtocol(image, &g_loadedImageGuid, &found);
   if (EFI_ERROR(status)) {
@@ -119,28 +119,28 @@ EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_HOST *host) {
     status = openFileSystem(medium->Device, EFI_FILE_MODE_READ, &medium->FileSystem);
   }
   medium->Firmware.Files = &medium->FileSystem.Files;
-  host->Context = medium;
-  host->ReadFile = firmwareReadFile;
-  host->OpenOutput = firmwareOpenOutput;
-  host->CloseOutput = firmwareCloseOutput;
-  host->IsSameFile = firmwareIsSameFile;
+  front->Context = medium;
+  front->ReadFile = firmwareReadFile;
+  front->OpenOutput = firmwareOpenOutput;
+  front->CloseOutput = firmwareCloseOutput;
+  front->IsSameFile = firmwareIsSameFile;
   if (!medium->Keeps) {
-    useMemory(host);
+    useMemory(front);
   }
   return status;
 }
 
-void keepNothing(XYL_HOST *host) {
-  MEDIUM *medium = mediumOf(host);
+void keepNothing(XYL_FRONT *front) {
+  MEDIUM *medium = mediumOf(front);
   EFI_HANDLE device = medium->Device;
   closeFileSystem(&medium->FileSystem);
   g_bootServices->DisconnectController(device, /* DriverImage= */ nullptr, /* Child= */ nullptr);
   g_bootServices->ConnectController(device, /* DriverImages= */ nullptr, /* Remaining= */ nullptr, /* Recursive= */ 1);
   EFI_STATUS status = openFileSystem(device, EFI_FILE_MODE_READ, &medium->FileSystem);
   if (EFI_ERROR(status)) {
-    complain(host, "the medium cannot be read any more: %a", statusWords(status));
+    complain(front, "the medium cannot be read any more: %a", statusWords(status));
   }
-  useMemory(host);
+  useMemory(front);
 }
 
 void closeMedium(MEDIUM *medium) {
@@ -153,9 +153,9 @@ void closeMedium(MEDIUM *medium) {
   closeFileSystem(&medium->FileSystem);
 }
 
-EFI_STATUS writeOnMedium(const XYL_HOST *host, const CHAR8 *name, const TEXT &text) {
+EFI_STATUS writeOnMedium(const XYL_FRONT *front, const CHAR8 *name, const TEXT &text) {
   void *output = nullptr;
   EFI_STATUS status =
-      text.Failed ? EFI_OUT_OF_RESOURCES : host->OpenOutput(host, name, text.Length, /* replaces= */ true, &output);
-  return EFI_ERROR(status) ? status : host->CloseOutput(host, output, textOf(text), text.Length);
+      text.Failed ? EFI_OUT_OF_RESOURCES : front->OpenOutput(front, name, text.Length, /* replaces= */ true, &output);
+  return EFI_ERROR(status) ? status : front->CloseOutput(front, output, textOf(text), text.Length);
 }

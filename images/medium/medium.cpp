@@ -12,40 +12,40 @@
 
 // --- What the commands get ---
 
-static void writeBoth(const XYL_HOST *host, const CHAR8 *text, UINTN length) {
-  firmwareWrite(host, text, length);
-  TEXT *printed = &mediumOf(host)->Printed;
+static void writeBoth(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
+  firmwareWrite(front, text, length);
+  TEXT *printed = &mediumOf(front)->Printed;
   UINTN room = PRINTED_LIMIT - (printed->Length < PRINTED_LIMIT ? printed->Length : PRINTED_LIMIT);
   putBytes(printed, text, length < room ? length : room);
 }
 
-static XYL_ANSWER askNobody(const XYL_HOST *, const CHAR8 *) {
+static XYL_ANSWER askNobody(const XYL_FRONT *, const CHAR8 *) {
   return XYL_ANSWER_NO_TERMINAL;
 }
 
 // --- A line ---
 
 // The controller that the line worked on; without one of its own nothing is told.
-static void noteController(const XYL_HOST *host, const XYL_REQUEST &request, JOB_RECORD *record) {
+static void noteController(const XYL_FRONT *front, const XYL_REQUEST &request, JOB_RECORD *record) {
   if (!xylNeedsController(request)) {
     return;
   }
   TEXT unheard = {};
-  XYL_HOST silent = capturingHost(&unheard, host->Front);
+  XYL_FRONT silent = capturingFront(&unheard, front->Kind);
   CONTROLLER controller;
   record->HasController = !isFailure(openController(XYL_CONTEXT{&silent, &request}, &controller));
   record->Controller = controller.Identity;
   freeText(&unheard);
 }
 
-static XYL_RESULT runCommand(const XYL_HOST *host, const JOB_LINE &line, JOB_RECORD *record) {
-  XYL_HOST own = *host;
+static XYL_RESULT runCommand(const XYL_FRONT *front, const JOB_LINE &line, JOB_RECORD *record) {
+  XYL_FRONT own = *front;
   XYL_REQUEST request;
   XYL_RESULT result = parseJob(&own, line, &request);
   if (!isFailure(result)) {
     xylSilence(&own, request);
     result = xylRun(&own, request);
-    noteController(host, request, record);
+    noteController(front, request, record);
   }
   return result;
 }
@@ -53,11 +53,11 @@ static XYL_RESULT runCommand(const XYL_HOST *host, const JOB_LINE &line, JOB_REC
 #define LIMIT_CODE 0x10000U // the first that is not the firmware's own
 
 // Lets the firmware reset the machine after so many minutes; 0 is never.
-static void setLimit(const XYL_HOST *host, UINT32 minutes) {
+static void setLimit(const XYL_FRONT *front, UINT32 minutes) {
   EFI_STATUS status = g_bootServices->SetWatchdogTimer(UINTN{minutes} * 60, LIMIT_CODE, /* DataSize= */ 0,
                                                        /* Data= */ nullptr);
   if (EFI_ERROR(status) && minutes != 0) {
-    complain(host, "the firmware takes no limit of %d minutes: %a", minutes, statusWords(status));
+    complain(front, "the firmware takes no limit of %d minutes: %a", minutes, statusWords(status));
   }
 }
 
@@ -65,19 +65,20 @@ static void setLimit(const XYL_HOST *host, UINT32 minutes) {
 static EFI_STATUS runLine(JOB_RUN *run, UINT32 index) {
   const JOB_LINE &line = run->File.Lines.items[index];
   JOB_RECORD *record = &run->Records.items[index];
-  MEDIUM *medium = mediumOf(run->Host);
-  setLimit(run->Host, line.Limit);
+  MEDIUM *medium = mediumOf(run->Front);
+  setLimit(run->Front, line.Limit);
   record->State = JOB_RUNNING;
   readClock(&record->Started);
   EFI_STATUS status = medium->Keeps ? tellProgress(run, index) : EFI_SUCCESS;
   if (EFI_ERROR(status)) {
-    complain(run->Host, "the medium does not take what a line comes to: %a; no further line runs", statusWords(status));
+    complain(run->Front, "the medium does not take what a line comes to: %a; no further line runs",
+             statusWords(status));
     record->State = JOB_NOT_REACHED;
     return status;
   }
-  say(run->Host, "==> %d/%d %a\n", index + 1, run->File.Lines.count, textOf(line.Text));
+  say(run->Front, "==> %d/%d %a\n", index + 1, run->File.Lines.count, textOf(line.Text));
   freeText(&medium->Printed);
-  record->Result = runCommand(run->Host, line, record);
+  record->Result = runCommand(run->Front, line, record);
   record->Printed = medium->Printed;
   medium->Printed = {};
   record->State = JOB_RAN;
@@ -86,7 +87,7 @@ static EFI_STATUS runLine(JOB_RUN *run, UINT32 index) {
   UINT64 started = secondsOf(record->Started);
   UINT64 ended = secondsOf(now);
   record->Seconds = ended > started ? ended - started : 0; // somebody may set the clock, or it may fail
-  say(run->Host, "==> %d/%d %a, exit code %d, %a, %ld s\n", index + 1, run->File.Lines.count,
+  say(run->Front, "==> %d/%d %a, exit code %d, %a, %ld s\n", index + 1, run->File.Lines.count,
       outcomeWord(record->Result.Outcome), static_cast<UINT32>(record->Result.Outcome),
       statusWords(record->Result.Status), record->Seconds);
   freeText(&medium->Printed);
@@ -122,9 +123,9 @@ static EFI_STATUS runLines(JOB_RUN *run) {
 static EFI_STATUS readJobFile(JOB_RUN *run) {
   CHAR8 *text = nullptr;
   UINTN size = 0;
-  EFI_STATUS status = run->Host->ReadFile(run->Host, JOBS_NAME, &text, &size);
+  EFI_STATUS status = run->Front->ReadFile(run->Front, JOBS_NAME, &text, &size);
   if (EFI_ERROR(status)) {
-    complain(run->Host, "cannot read '\\raidxyl\\%a': %a", JOBS_NAME, statusWords(status));
+    complain(run->Front, "cannot read '\\raidxyl\\%a': %a", JOBS_NAME, statusWords(status));
     return status;
   }
   run->Sum = crc32Of(text, size);
@@ -133,9 +134,9 @@ static EFI_STATUS readJobFile(JOB_RUN *run) {
   if (serial != nullptr) {
     makeFileName(serial);
     const JOB_NAME rows[] = {{"SERIAL", serial}, {"UUID", run->Server.Uuid}};
-    XYL_RESULT result = readJobs(run->Host, text, size, {rows, 2}, &run->File);
-    run->Mistakes = mediumOf(run->Host)->Printed;
-    mediumOf(run->Host)->Printed = {};
+    XYL_RESULT result = readJobs(run->Front, text, size, {rows, 2}, &run->File);
+    run->Mistakes = mediumOf(run->Front)->Printed;
+    mediumOf(run->Front)->Printed = {};
     status = isFailure(result) ? EFI_INVALID_PARAMETER : EFI_SUCCESS;
   }
   poolFree(serial);
@@ -149,7 +150,7 @@ static bool hasRun(const JOB_RUN &run) {
   }
   bool isNameless = *run.Server.Serial == 0 && *run.Server.Uuid == 0;
   complain(
-      run.Host,
+      run.Front,
       "this job has run, or begun to, and \\raidxyl\\%a tells what came of it. Without that file, or with the line "
       "'again' in %a, it runs anew%a",
       resultName(run, RESULT_SUFFIX).Text, JOBS_NAME,
@@ -159,15 +160,15 @@ static bool hasRun(const JOB_RUN &run) {
 
 // What cannot be kept on the medium is shown.
 static void showAfter(EFI_STATUS status, JOB_RUN *run) {
-  if (EFI_ERROR(status) && mediumOf(run->Host)->Keeps) {
-    complain(run->Host, "nothing can be kept on the medium; files are shown here instead");
+  if (EFI_ERROR(status) && mediumOf(run->Front)->Keeps) {
+    complain(run->Front, "nothing can be kept on the medium; files are shown here instead");
     closeProgress(run);
-    keepNothing(run->Host);
+    keepNothing(run->Front);
   }
 }
 
 static void endResult(JOB_RUN *run, const CHAR8 *state) {
-  setLimit(run->Host, 0);
+  setLimit(run->Front, 0);
   run->State = state;
   EFI_STATUS status = writeResult(*run);
   showAfter(status, run);
@@ -180,15 +181,15 @@ static void endResult(JOB_RUN *run, const CHAR8 *state) {
 // Tells that the job has begun, on the medium or else in the machine; false when that tells already that it has.
 static bool beginOnce(JOB_RUN *run) {
   run->State = "running";
-  if (mediumOf(run->Host)->Keeps) {
+  if (mediumOf(run->Front)->Keeps) {
     showAfter(writeResult(*run), run);
   }
-  if (mediumOf(run->Host)->Keeps || run->File.Again) {
+  if (mediumOf(run->Front)->Keeps || run->File.Again) {
     forgetDone();
     return true;
   }
   if (isDone(*run)) {
-    complain(run->Host,
+    complain(run->Front,
              "this machine has begun the job of this medium before, and nothing was told to it since. With the line "
              "'again' in %a, or from a medium that is made anew, it runs again",
              JOBS_NAME);
@@ -196,7 +197,7 @@ static bool beginOnce(JOB_RUN *run) {
   }
   EFI_STATUS status = noteDone(*run);
   if (EFI_ERROR(status)) {
-    complain(run->Host, "the machine does not remember this job, which runs at the next boot too: %a",
+    complain(run->Front, "the machine does not remember this job, which runs at the next boot too: %a",
              statusWords(status));
   }
   return true;
@@ -204,18 +205,18 @@ static bool beginOnce(JOB_RUN *run) {
 
 // A driver may hang, so the job is told to have begun by now.
 static void bringUp(EFI_HANDLE image, JOB_RUN *run) {
-  setLimit(run->Host, run->File.Lines.items[0].Limit);
-  loadDrivers(run->Host, image, &run->Drivers);
-  if (mediumOf(run->Host)->Keeps) {
+  setLimit(run->Front, run->File.Lines.items[0].Limit);
+  loadDrivers(run->Front, image, &run->Drivers);
+  if (mediumOf(run->Front)->Keeps) {
     showAfter(writeResult(*run), run);
   }
-  if (mediumOf(run->Host)->Keeps) {
+  if (mediumOf(run->Front)->Keeps) {
     showAfter(beginProgress(run), run);
   }
 }
 
 static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
-  readServer(&run->Server, run->Host->SystemTable);
+  readServer(&run->Server, run->Front->SystemTable);
   readClock(&run->Started);
   EFI_STATUS status = readJobFile(run);
   bool isRefused = status == EFI_INVALID_PARAMETER;
@@ -226,7 +227,7 @@ static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
     return EFI_ALREADY_STARTED;
   }
   if (isRefused) {
-    complain(run->Host, "the job file has mistakes; nothing was run");
+    complain(run->Front, "the job file has mistakes; nothing was run");
     endResult(run, "refused");
     return status;
   }
@@ -270,25 +271,25 @@ extern "C" EFI_STATUS EFIAPI MediumEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *sys
   // The boot manager's five minutes are not for what a restore takes.
   g_bootServices->SetWatchdogTimer(/* Timeout= */ 0, /* Code= */ 0, /* DataSize= */ 0, /* Data= */ nullptr);
   MEDIUM medium = {};
-  XYL_HOST host = {};
-  host.Front = XYL_FRONT_SHELL;
-  host.SystemTable = systemTable;
-  host.WriteOut = writeBoth;
-  host.WriteError = writeBoth;
-  host.AskYes = askNobody;
-  host.Terminal = true;
-  host.Commands = g_xylCommands;
-  host.Busy = firmwareBusy;
-  EFI_STATUS status = openMedium(image, &medium, &host);
+  XYL_FRONT front = {};
+  front.Kind = XYL_FRONT_SHELL;
+  front.SystemTable = systemTable;
+  front.WriteOut = writeBoth;
+  front.WriteError = writeBoth;
+  front.AskYes = askNobody;
+  front.Terminal = true;
+  front.Commands = g_xylCommands;
+  front.Busy = firmwareBusy;
+  EFI_STATUS status = openMedium(image, &medium, &front);
   if (EFI_ERROR(status)) {
     Print(u"xyl: the medium has no folder \\raidxyl that can be read: %r\r\n", status);
     return status;
   }
   JOB_RUN run = {};
-  run.Host = &host;
+  run.Front = &front;
   status = runJob(image, &run);
   bool isDone = !EFI_ERROR(status);
-  say(&host, "==> %a\n", isDone ? g_jobEnds[run.End] : "return");
+  say(&front, "==> %a\n", isDone ? g_jobEnds[run.End] : "return");
   JOB_END end = run.End;
   freeRun(&run);
   closeMedium(&medium);

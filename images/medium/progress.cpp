@@ -4,7 +4,7 @@
 #include "images/medium/run.h"
 
 static FIRMWARE_FILES *filesOf(const JOB_RUN &run) {
-  return firmwareContext(run.Host)->Files;
+  return firmwareContext(run.Front)->Files;
 }
 
 // The name as the file functions want it; pool memory, or null.
@@ -43,9 +43,9 @@ static void putCompact(TEXT *to, const TEXT &text) {
 
 static void putRecord(TEXT *to, const JOB_RUN &run, UINT32 index) {
   TEXT text = {};
-  XYL_HOST host = capturingHost(&text, run.Host->Front);
+  XYL_FRONT front = capturingFront(&text, run.Front->Kind);
   JSON json = {};
-  json.Host = &host;
+  json.Front = &front;
   writeLine(&json, run.File.Lines.items[index], run.Records.items[index], /* hasPrinted= */ false);
   putCompact(to, text);
   to->Failed = to->Failed || text.Failed;

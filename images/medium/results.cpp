@@ -162,14 +162,14 @@ static void writeDocument(JSON *json, const JOB_RUN &run) {
 
 EFI_STATUS writeResult(const JOB_RUN &run) {
   TEXT text = {};
-  XYL_HOST host = capturingHost(&text, run.Host->Front);
+  XYL_FRONT front = capturingFront(&text, run.Front->Kind);
   JSON json = {};
-  json.Host = &host;
+  json.Front = &front;
   writeDocument(&json, run);
   RESULT_NAME name = resultName(run, RESULT_SUFFIX);
-  EFI_STATUS status = writeOnMedium(run.Host, name.Text, text);
+  EFI_STATUS status = writeOnMedium(run.Front, name.Text, text);
   if (EFI_ERROR(status)) {
-    complain(run.Host, "cannot write '%a': %a", name.Text, statusWords(status));
+    complain(run.Front, "cannot write '%a': %a", name.Text, statusWords(status));
   }
   freeText(&text);
   return status;
@@ -180,9 +180,9 @@ EFI_STATUS writeResult(const JOB_RUN &run) {
 // Whether text is whole and begins as a result of this job on this machine does.
 static bool isResultOf(const CHAR8 *text, UINTN size, const JOB_RUN &run) {
   TEXT start = {};
-  XYL_HOST host = capturingHost(&start, run.Host->Front);
+  XYL_FRONT front = capturingFront(&start, run.Front->Kind);
   JSON json = {};
-  json.Host = &host;
+  json.Front = &front;
   writeHead(&json, run);
   bool is = !start.Failed && size > start.Length && __builtin_memcmp(text, start.Chars, start.Length) == 0 &&
             text[size - 2] == '}' && text[size - 1] == '\n';
@@ -198,7 +198,7 @@ bool hasResult(const JOB_RUN &run) {
   for (const CHAR8 *suffix : suffixes) {
     CHAR8 *text = nullptr;
     UINTN size = 0;
-    if (!has && !EFI_ERROR(run.Host->ReadFile(run.Host, resultName(run, suffix).Text, &text, &size))) {
+    if (!has && !EFI_ERROR(run.Front->ReadFile(run.Front, resultName(run, suffix).Text, &text, &size))) {
       has = isResultOf(text, size, run);
       poolFree(text);
     }

@@ -23,20 +23,20 @@ struct MEDIUM {
   TEXT Printed; // by the line that runs
 };
 
-inline MEDIUM *mediumOf(const XYL_HOST *host) {
-  return static_cast<MEDIUM *>(host->Context);
+inline MEDIUM *mediumOf(const XYL_FRONT *front) {
+  return static_cast<MEDIUM *>(front->Context);
 }
 
 // --- The medium: names are those below \raidxyl, or begin with a backslash ---
 
 // Opens the medium that the image comes from and makes the host's functions for files those of the medium.
-EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_HOST *host);
+EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_FRONT *front);
 void closeMedium(MEDIUM *medium);
 // From now on files are kept in memory and shown on the console. No file of the medium may be open: after a failed
 // write its file system keeps what it could not write, and fails at all that it is asked, so it is started anew.
-void keepNothing(XYL_HOST *host);
+void keepNothing(XYL_FRONT *front);
 // Writes a whole file, also over an old one.
-EFI_STATUS writeOnMedium(const XYL_HOST *host, const CHAR8 *name, const TEXT &text);
+EFI_STATUS writeOnMedium(const XYL_FRONT *front, const CHAR8 *name, const TEXT &text);
 
 // --- Drivers ---
 
@@ -48,7 +48,7 @@ struct MEDIUM_DRIVER {
 
 // Loads and starts the drivers in the order of their names, each with what a file NAME.opt beside it says as its
 // options, and connects every controller. What fails is told. The caller frees the drivers.
-void loadDrivers(const XYL_HOST *host, EFI_HANDLE image, POOL_ARRAY<MEDIUM_DRIVER> *drivers);
+void loadDrivers(const XYL_FRONT *front, EFI_HANDLE image, POOL_ARRAY<MEDIUM_DRIVER> *drivers);
 void freeDrivers(POOL_ARRAY<MEDIUM_DRIVER> *drivers);
 
 // --- Results ---
@@ -67,7 +67,7 @@ struct JOB_RECORD {
 };
 
 struct JOB_RUN {
-  XYL_HOST *Host;
+  XYL_FRONT *Front;
   SERVER Server;
   UINT32 Sum;   // CRC-32 of the job file
   CHAR8 Job[9]; // and in digits

@@ -16,8 +16,8 @@ static const EFI_GUID g_shellParametersGuid = EFI_SHELL_PARAMETERS_PROTOCOL_GUID
 static constexpr UINTN IDLE_WAKES = 1000;
 
 // Waits for one key.
-static EFI_STATUS readKey(const XYL_HOST *host, EFI_INPUT_KEY *key) {
-  EFI_SIMPLE_TEXT_INPUT_PROTOCOL *keyboard = host->SystemTable->ConIn;
+static EFI_STATUS readKey(const XYL_FRONT *front, EFI_INPUT_KEY *key) {
+  EFI_SIMPLE_TEXT_INPUT_PROTOCOL *keyboard = front->SystemTable->ConIn;
   EFI_STATUS status = EFI_NOT_READY;
   for (UINTN i = 0; status == EFI_NOT_READY && i < IDLE_WAKES; ++i) {
     UINTN index = 0;
@@ -32,16 +32,16 @@ static EFI_STATUS readKey(const XYL_HOST *host, EFI_INPUT_KEY *key) {
 static constexpr UINT16 SCAN_ESCAPE = 0x17;
 static constexpr CHAR16 BYTE_ORDER_MARK = 0xFEFF; // the first unit of such a file
 
-static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
-  if (host->SystemTable->ConIn == nullptr) {
+static XYL_ANSWER askYes(const XYL_FRONT *front, const CHAR8 *question) {
+  if (front->SystemTable->ConIn == nullptr) {
     return XYL_ANSWER_NO_TERMINAL;
   }
-  firmwareWrite(host, question, textLength(question));
+  firmwareWrite(front, question, textLength(question));
   CHAR16 line[4] = {};
   UINTN length = 0;
   for (;;) {
     EFI_INPUT_KEY key = {};
-    if (EFI_ERROR(readKey(host, &key))) {
+    if (EFI_ERROR(readKey(front, &key))) {
       return XYL_ANSWER_NO_TERMINAL;
     }
     CHAR16 unit = key.UnicodeChar;
@@ -54,7 +54,7 @@ static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
     }
     if (unit == u'\b' && length != 0) {
       --length;
-      firmwareWrite(host, "\b \b", 3);
+      firmwareWrite(front, "\b \b", 3);
     } else if (unit >= u' ' && unit != BYTE_ORDER_MARK) {
       // A longer answer is none that matters, but it must not become a yes by being cut.
       if (length < 4) {
@@ -62,10 +62,10 @@ static XYL_ANSWER askYes(const XYL_HOST *host, const CHAR8 *question) {
       }
       ++length;
       CHAR8 echo = unit < 0x80 ? static_cast<CHAR8>(unit) : '?';
-      firmwareWrite(host, &echo, 1);
+      firmwareWrite(front, &echo, 1);
     }
   }
-  firmwareWrite(host, "\n", 1);
+  firmwareWrite(front, "\n", 1);
   bool yes = length == 3 && line[0] == u'y' && line[1] == u'e' && line[2] == u's';
   return yes ? XYL_ANSWER_YES : XYL_ANSWER_NO;
 }
@@ -88,47 +88,47 @@ static SECRET_STATE typeUnit(SECRET_LINE *line, CHAR16 unit) {
   return state;
 }
 
-static EFI_STATUS askSecret(const XYL_HOST *host, const CHAR8 *question, CHAR8 *secret, UINTN capacity) {
-  if (host->SystemTable->ConIn == nullptr) {
+static EFI_STATUS askSecret(const XYL_FRONT *front, const CHAR8 *question, CHAR8 *secret, UINTN capacity) {
+  if (front->SystemTable->ConIn == nullptr) {
     return EFI_NOT_FOUND;
   }
-  firmwareWrite(host, question, textLength(question));
+  firmwareWrite(front, question, textLength(question));
   SECRET_LINE line = {secret, capacity, 0};
   SECRET_STATE state = SECRET_OPEN;
   while (state == SECRET_OPEN) {
     EFI_INPUT_KEY key = {};
-    bool isGivenUp = EFI_ERROR(readKey(host, &key)) || key.ScanCode == SCAN_ESCAPE;
+    bool isGivenUp = EFI_ERROR(readKey(front, &key)) || key.ScanCode == SCAN_ESCAPE;
     state = isGivenUp ? SECRET_CANCELLED : typeUnit(&line, key.UnicodeChar);
   }
-  firmwareWrite(host, "\n", 1);
+  firmwareWrite(front, "\n", 1);
   return endSecret(&line, state);
 }
 
 // Parses and runs the arguments behind the program's name.
-static EFI_STATUS runArguments(XYL_HOST *host, const EFI_SHELL_PROTOCOL *shell, UINTN count,
+static EFI_STATUS runArguments(XYL_FRONT *front, const EFI_SHELL_PROTOCOL *shell, UINTN count,
                                const CHAR8 *const *arguments) {
   XYL_REQUEST request;
-  XYL_RESULT result = xylParse(host, count, arguments, &request);
+  XYL_RESULT result = xylParse(front, count, arguments, &request);
   if (!isFailure(result)) {
-    xylSilence(host, request);
+    xylSilence(front, request);
     bool hasPages = request.Options[XYL_OPTION_PAGES] != nullptr;
     if (hasPages) {
       shell->EnablePageBreak();
     }
-    result = xylRun(host, request);
+    result = xylRun(front, request);
     if (hasPages) {
       shell->DisablePageBreak();
     }
   }
-  EFI_STATUS written = firmwareContext(host)->Written;
+  EFI_STATUS written = firmwareContext(front)->Written;
   if (EFI_ERROR(written) && result.Outcome <= XYL_DIFFERENT) {
-    complain(host, "the output cannot be written: %a", statusWords(written));
+    complain(front, "the output cannot be written: %a", statusWords(written));
     return written;
   }
   return result.Status;
 }
 
-static EFI_STATUS runShellParameters(XYL_HOST *host, const EFI_SHELL_PROTOCOL *shell,
+static EFI_STATUS runShellParameters(XYL_FRONT *front, const EFI_SHELL_PROTOCOL *shell,
                                      const EFI_SHELL_PARAMETERS_PROTOCOL *parameters) {
   UINTN count = parameters->Argc > 0 ? parameters->Argc - 1 : 0;
   CHAR8 **arguments = poolNew<CHAR8 *>(count + 1);
@@ -141,7 +141,7 @@ static EFI_STATUS runShellParameters(XYL_HOST *host, const EFI_SHELL_PROTOCOL *s
     status = arguments[i] != nullptr ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
   }
   if (!EFI_ERROR(status)) {
-    status = runArguments(host, shell, count, arguments);
+    status = runArguments(front, shell, count, arguments);
   }
   for (UINTN i = 0; i < count; ++i) {
     poolFree(arguments[i]);
@@ -162,11 +162,11 @@ extern "C" EFI_STATUS EFIAPI XylEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *system
   EFI_SHELL_PROTOCOL *shell = static_cast<EFI_SHELL_PROTOCOL *>(found);
   SHELL_FILES files = filesOfShell(shell);
   FIRMWARE_CONTEXT context = {&files.Files, EFI_SUCCESS};
-  XYL_HOST host = {&context,         XYL_FRONT_SHELL,    systemTable,         firmwareWrite,      firmwareWrite,
-                   firmwareReadFile, firmwareOpenOutput, firmwareCloseOutput, firmwareIsSameFile, askYes};
-  host.Commands = g_xylCommands;
-  host.AskSecret = askSecret;
-  host.Terminal = true;
-  host.Busy = firmwareBusy;
-  return runShellParameters(&host, shell, static_cast<EFI_SHELL_PARAMETERS_PROTOCOL *>(parameters));
+  XYL_FRONT front = {&context,         XYL_FRONT_SHELL,    systemTable,         firmwareWrite,      firmwareWrite,
+                     firmwareReadFile, firmwareOpenOutput, firmwareCloseOutput, firmwareIsSameFile, askYes};
+  front.Commands = g_xylCommands;
+  front.AskSecret = askSecret;
+  front.Terminal = true;
+  front.Busy = firmwareBusy;
+  return runShellParameters(&front, shell, static_cast<EFI_SHELL_PARAMETERS_PROTOCOL *>(parameters));
 }

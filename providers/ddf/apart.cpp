@@ -23,22 +23,23 @@ static bool givesUp(const DDF_COPY &copy, const DDF_COPY &newest) {
   return own != nullptr && entry != nullptr && (own->state & LOST) == 0 && (entry->state & LOST) != 0;
 }
 
-static bool lists(const DDF_COPY &copy, const DDF_GUID &volume) {
+static bool lists(const DDF_COPY &copy, const DDF_GUID &virtualDisk) {
   UINT32 capacity = ddfVdCapacity(copy);
   for (UINT32 at = 0; at < capacity; at++) {
-    if (ddfSameGuid(ddfVdEntry(copy, at)->guid, volume)) {
+    if (ddfSameGuid(ddfVdEntry(copy, at)->guid, virtualDisk)) {
       return true;
     }
   }
   return false;
 }
 
-// Whether the disk has a part of a volume that the newest one neither has nor had.
-static bool hasOwnVolume(const DDF_SET &set, const SET_INDEX &index, const DDF_COPY &copy, const DDF_COPY &newest) {
+// Whether the disk has a part of a virtual disk that the newest one neither has nor had.
+static bool hasOwnVirtualDisk(const DDF_SET &set, const SET_INDEX &index, const DDF_COPY &copy,
+                              const DDF_COPY &newest) {
   UINT32 slots = ddfRecordCapacity(copy);
   for (UINT32 at = 0; at < slots; at++) {
     const DDF_RECORD *record = ddfRecordSlot(copy, at);
-    if (record->signature == DDF_RECORD_SIGNATURE && findVolume(set, index, record->guid) == DDF_NONE &&
+    if (record->signature == DDF_RECORD_SIGNATURE && findVirtualDisk(set, index, record->guid) == DDF_NONE &&
         !ddfIsDeleted(newest, record->guid) && lists(copy, record->guid)) {
       return true;
     }
@@ -54,7 +55,7 @@ void setApart(DDF_MODEL *model, DDF_SET *set, const SET_INDEX &index) {
       continue;
     }
     DDF_DISK *disk = &model->disks[number];
-    if (givesUp(disk->copy, newest) || hasOwnVolume(*set, index, disk->copy, newest)) {
+    if (givesUp(disk->copy, newest) || hasOwnVirtualDisk(*set, index, disk->copy, newest)) {
       disk->kind = DDF_DISK_STALE;
       disk->fault = {"changed apart from its set", nullptr};
       set->pds[i].disk = DDF_NONE;

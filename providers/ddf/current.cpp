@@ -18,8 +18,8 @@ static void copySection(const DDF_COPY &from, UINT32 section, DDF_COPY *to) {
 
 // The newest record of the span that a part belongs to.
 static const DDF_RECORD *recordOf(const DDF_SET &set, const DDF_PART &part) {
-  const DDF_VOLUME &volume = set.volumes[part.volume];
-  return volume.records[part.member / volume.spanMembers];
+  const DDF_VIRTUAL_DISK &virtualDisk = set.virtualDisks[part.virtualDisk];
+  return virtualDisk.records[part.member / virtualDisk.spanMembers];
 }
 
 static DDF_RECORD *findFreeSlot(const DDF_COPY &copy, UINT32 *from) {
@@ -33,18 +33,19 @@ static DDF_RECORD *findFreeSlot(const DDF_COPY &copy, UINT32 *from) {
   return nullptr;
 }
 
-// Whether it is known which disks a volume has parts on.
-static bool isUnderstood(const DDF_VOLUME &volume) {
-  for (UINT32 i = 0; i < volume.spans; i++) {
-    if (volume.records[i] == nullptr) {
+// Whether it is known which disks a virtual disk has parts on.
+static bool isUnderstood(const DDF_VIRTUAL_DISK &virtualDisk) {
+  for (UINT32 i = 0; i < virtualDisk.spans; i++) {
+    if (virtualDisk.records[i] == nullptr) {
       return false;
     }
   }
-  return volume.memberCount != 0;
+  return virtualDisk.memberCount != 0;
 }
 
-// Renews the records in the slots of volumes that have a part here, and frees those of volumes that certainly have
-// none (any more). wanted has a record for each volume, null where the disk needs none or, afterwards, has it.
+// Renews the records in the slots of virtual disks that have a part here, and frees those of virtual disks that
+// certainly have none (any more). wanted has a record for each virtual disk, null where the disk needs none or,
+// afterwards, has it.
 static void renewSlots(const DDF_SET &set, const SET_INDEX &index, const DDF_COPY &newest, const DDF_RECORD **wanted,
                        DDF_COPY *copy) {
   UINT32 slots = ddfRecordCapacity(*copy);
@@ -53,11 +54,12 @@ static void renewSlots(const DDF_SET &set, const SET_INDEX &index, const DDF_COP
     if (slot->signature != DDF_RECORD_SIGNATURE) {
       continue;
     }
-    UINT32 volume = findVolume(set, index, slot->guid);
-    if (volume != DDF_NONE && wanted[volume] != nullptr) {
-      copyBytes(slot, wanted[volume], recordSize(copy->header));
-      wanted[volume] = nullptr;
-    } else if (volume != DDF_NONE ? isUnderstood(set.volumes[volume]) : ddfIsDeleted(newest, slot->guid)) {
+    UINT32 virtualDisk = findVirtualDisk(set, index, slot->guid);
+    if (virtualDisk != DDF_NONE && wanted[virtualDisk] != nullptr) {
+      copyBytes(slot, wanted[virtualDisk], recordSize(copy->header));
+      wanted[virtualDisk] = nullptr;
+    } else if (virtualDisk != DDF_NONE ? isUnderstood(set.virtualDisks[virtualDisk])
+                                       : ddfIsDeleted(newest, slot->guid)) {
       __builtin_memset(slot, 0xFF, recordSize(copy->header));
     }
   }
@@ -65,16 +67,16 @@ static void renewSlots(const DDF_SET &set, const SET_INDEX &index, const DDF_COP
 
 static EFI_STATUS renewRecords(const DDF_SET &set, const DDF_PD &pd, const DDF_COPY &newest, DDF_COPY *copy) {
   SET_INDEX index = {};
-  const DDF_RECORD **wanted = poolNew<const DDF_RECORD *>(set.volumeCount + UINTN{1});
+  const DDF_RECORD **wanted = poolNew<const DDF_RECORD *>(set.virtualDiskCount + UINTN{1});
   EFI_STATUS status = EFI_OUT_OF_RESOURCES;
-  if (wanted != nullptr && indexVolumes(set, &index)) {
+  if (wanted != nullptr && indexVirtualDisks(set, &index)) {
     status = EFI_SUCCESS;
     for (UINT32 i = 0; i < pd.partCount; i++) {
-      wanted[pd.parts[i].volume] = recordOf(set, pd.parts[i]);
+      wanted[pd.parts[i].virtualDisk] = recordOf(set, pd.parts[i]);
     }
     renewSlots(set, index, newest, wanted, copy);
     UINT32 from = 0;
-    for (UINT32 i = 0; i < set.volumeCount && !EFI_ERROR(status); i++) {
+    for (UINT32 i = 0; i < set.virtualDiskCount && !EFI_ERROR(status); i++) {
       DDF_RECORD *slot = wanted[i] != nullptr ? findFreeSlot(*copy, &from) : nullptr;
       if (slot != nullptr) {
         copyBytes(slot, wanted[i], recordSize(copy->header));
@@ -84,7 +86,7 @@ static EFI_STATUS renewRecords(const DDF_SET &set, const DDF_PD &pd, const DDF_C
     }
   }
   poolFree(wanted);
-  poolFree(index.volumes);
+  poolFree(index.virtualDisks);
   return status;
 }
 
@@ -122,8 +124,8 @@ EFI_STATUS ddfCurrentCopy(const DDF_MODEL &model, UINT32 disk, DDF_COPY *copy) {
 // --- What a disk still holds ---
 
 static bool hasEntry(const DDF_SET &set, const DDF_GUID &guid) {
-  for (UINT32 i = 0; i < set.volumeCount; i++) {
-    if (ddfSameGuid(set.volumes[i].entry->guid, guid)) {
+  for (UINT32 i = 0; i < set.virtualDiskCount; i++) {
+    if (ddfSameGuid(set.virtualDisks[i].entry->guid, guid)) {
       return true;
     }
   }

@@ -1,5 +1,5 @@
-// Disks with metadata in the Disk Data Format: read, judged, and brought into one model of sets, disks and volumes;
-// and the parts of which a writer puts new metadata together. Nothing here writes to a disk.
+// Disks with metadata in the Disk Data Format: read, judged, and brought into one model of sets, disks and virtual
+// disks; and the parts of which a writer puts new metadata together. Nothing here writes to a disk.
 //
 // All blocks and addresses count sectors of 512 bytes. Whatever a disk holds, nothing outside it is read, and memory
 // and time are bounded by what the disks hold.
@@ -66,17 +66,17 @@ struct DDF_DISK {
   bool released;   // of other disks: it was set free, and what was on it then is still there, which nobody wants
 };
 
-enum DDF_SPARE_KIND { DDF_NO_SPARE, DDF_SPARE_GLOBAL, DDF_SPARE_FOR_VOLUMES };
+enum DDF_SPARE_KIND { DDF_NO_SPARE, DDF_SPARE_GLOBAL, DDF_SPARE_FOR_VIRTUAL_DISKS };
 
 struct DDF_GAP {
   UINT64 start;
   UINT64 blocks;
 };
 
-// A member of a volume of the set.
+// A member of a virtual disk of the set.
 struct DDF_PART {
-  UINT32 volume;
-  UINT32 member; // of the volume
+  UINT32 virtualDisk;
+  UINT32 member; // of the virtual disk
 };
 
 // A disk that its set lists.
@@ -84,12 +84,12 @@ struct DDF_PD {
   const DDF_PD_ENTRY *entry; // in the set's newest copy
   UINT32 disk;               // among the model's disks, DDF_NONE: missing
   DDF_SPARE_KIND spare;
-  UINT32 *spareFor; // volumes of the set
+  UINT32 *spareFor; // virtual disks of the set
   UINT32 spareForCount;
-  DDF_PART *parts; // members of volumes that lie on it, by start
+  DDF_PART *parts; // members of virtual disks that lie on it, by start
   UINT32 partCount;
   UINT64 limit;      // members end before it
-  UINT64 usedBlocks; // by members of volumes
+  UINT64 usedBlocks; // by members of virtual disks
   UINT64 freeBlocks;
   DDF_GAP *gaps; // by start
   UINT32 gapCount;
@@ -102,7 +102,7 @@ enum DDF_MEMBER_STATE {
   DDF_MEMBER_MISSING,  // its disk is not there
   DDF_MEMBER_UNKNOWN,  // no disk of the set's list
   DDF_MEMBER_OUTSIDE,  // does not lie inside its disk
-  DDF_MEMBER_REPEATED, // its disk has an earlier member of the volume already
+  DDF_MEMBER_REPEATED, // its disk has an earlier member of the virtual disk already
 };
 
 struct DDF_MEMBER {
@@ -112,7 +112,7 @@ struct DDF_MEMBER {
   DDF_MEMBER_STATE state;
 };
 
-enum DDF_VOLUME_LEVEL {
+enum DDF_VIRTUAL_DISK_LEVEL {
   DDF_LEVEL_UNKNOWN,
   DDF_LEVEL_0,
   DDF_LEVEL_1,
@@ -123,14 +123,14 @@ enum DDF_VOLUME_LEVEL {
   DDF_LEVEL_LINEAR,
 };
 
-struct DDF_VOLUME {
+struct DDF_VIRTUAL_DISK {
   const DDF_VD_ENTRY *entry;
   const DDF_RECORD *record;   // the newest one of the first span that has any; null: nothing but the entry exists
   const DDF_RECORD **records; // of each span, the newest one, or null
   CHAR8 name[17];             // printable, without the padding
-  DDF_VOLUME_LEVEL level;
+  DDF_VIRTUAL_DISK_LEVEL level;
   bool assembles;     // Linux accepts level, qualifier and members
-  UINT32 spans;       // records that make the volume
+  UINT32 spans;       // records that make the virtual disk
   UINT32 spanMembers; // members of each
   DDF_MEMBER *members;
   UINT32 memberCount;  // spans x spanMembers, in order; 0 with a fault
@@ -152,10 +152,10 @@ struct DDF_SET {
   bool ordered; // all its copies have their sections where a writer puts them that ignores the offsets
   DDF_PD *pds;  // used entries of the list, in its order
   UINT32 pdCount;
-  DDF_VOLUME *volumes; // used entries of the list, in its order
-  UINT32 volumeCount;
+  DDF_VIRTUAL_DISK *virtualDisks; // used entries of the list, in its order
+  UINT32 virtualDiskCount;
   UINT32 apart;       // stale disks that were changed without the newest one
-  UINT32 orphans;     // records of volumes that have no entry and were not deleted
+  UINT32 orphans;     // records of virtual disks that have no entry and were not deleted
   bool sound;         // no orphans, and every record is understood: what looks free is free
   const CHAR8 *stuck; // why it can be neither changed nor deleted: a fault as below, or that no disk works; or null
 };
@@ -175,7 +175,7 @@ EFI_STATUS ddfRead(const DDF_SOURCE *sources, UINT32 count, const DDF_GUID *ours
 // Gives a model back; null is ignored.
 void ddfFree(DDF_MODEL *model);
 
-// Records of volumes on a disk that is a member of a set or stale: of those that the set has, of those that were
+// Records of virtual disks on a disk that is a member of a set or stale: of those that the set has, of those that were
 // deleted while the disk was away, and others that the set does not know.
 struct DDF_HOLDINGS {
   UINT32 known, deleted, unknown;
@@ -183,7 +183,7 @@ struct DDF_HOLDINGS {
 DDF_HOLDINGS ddfHoldings(const DDF_MODEL &model, UINT32 disk);
 
 // Whether a disk carries metadata of a set that does not list it, and holds nothing: a change that was to bring it in
-// or to take it out was stopped, or all its volumes were deleted while it was away.
+// or to take it out was stopped, or all its virtual disks were deleted while it was away.
 bool ddfIsLeftover(const DDF_MODEL &model, UINT32 disk);
 
 // Why a set can be neither changed nor deleted, and why one of its disks keeps it from that: constant texts, or null.
@@ -229,7 +229,7 @@ void ddfFaultText(const DDF_FAULT &fault, CHAR8 *text, UINTN size);
 
 UINT32 ddfPdCapacity(const DDF_COPY &copy);
 UINT32 ddfVdCapacity(const DDF_COPY &copy);
-UINT32 ddfRecordCapacity(const DDF_COPY &copy); // slots, each for a volume's record or a spare record
+UINT32 ddfRecordCapacity(const DDF_COPY &copy); // slots, each for a virtual disk's record or a spare record
 
 // Entries and slots by their place, which lies below the capacity.
 DDF_PD_ENTRY *ddfPdEntry(const DDF_COPY &copy, UINT32 at);
@@ -238,7 +238,7 @@ DDF_RECORD *ddfRecordSlot(const DDF_COPY &copy, UINT32 at);
 DDF_CONTROLLER_DATA *ddfControllerData(const DDF_COPY &copy);
 DDF_DISK_DATA *ddfDiskData(const DDF_COPY &copy);
 
-// The arrays behind a record of a volume; both have room for header.maxElements.
+// The arrays behind a record of a virtual disk; both have room for header.maxElements.
 DDF_U32 *ddfReferences(DDF_RECORD *record);
 DDF_U64 *ddfStarts(const DDF_COPY &copy, DDF_RECORD *record);
 
@@ -253,11 +253,11 @@ UINT32 ddfChecksum(const void *bytes, UINTN size);
 // Sets the checksum of every section and of every record of a copy.
 void ddfSeal(DDF_COPY *copy);
 
-// Disks remember the last seven volumes of their set that were deleted, so that one that was away meanwhile may lose
-// its records of them: notes one, in memory; whether it is noted; hands all notes on. In a place that another maker
-// uses nothing is noted.
-void ddfNoteDeleted(const DDF_COPY &copy, const DDF_GUID &volume);
-bool ddfIsDeleted(const DDF_COPY &copy, const DDF_GUID &volume);
+// Disks remember the last seven virtual disks of their set that were deleted, so that one that was away meanwhile may
+// lose its records of them: notes one, in memory; whether it is noted; hands all notes on. In a place that another
+// maker uses nothing is noted.
+void ddfNoteDeleted(const DDF_COPY &copy, const DDF_GUID &virtualDisk);
+bool ddfIsDeleted(const DDF_COPY &copy, const DDF_GUID &virtualDisk);
 void ddfPassDeleted(const DDF_COPY &from, const DDF_COPY &to);
 
 // Makes the sector of one of the disk's headers from the copy's header. The anchor's sequence and open flag are fixed.
@@ -272,31 +272,31 @@ struct DDF_EXTENT {
 DDF_EXTENT ddfSectionExtent(const DDF_COPY &copy, DDF_HEADER_TYPE type, DDF_SECTION section);
 
 // Makes the copy that a member of a set should have by all that its set knows: its own identity and spare record, the
-// newest lists, and the newest record of every volume that has a part on it, in the slot in which it has an older one.
-// Records of volumes that have no entry stay, but for those of volumes that were deleted. The sequence is the
-// set's. Returns EFI_SUCCESS, EFI_INVALID_PARAMETER for a disk that is no member, EFI_UNSUPPORTED when its sections
-// differ from the newest disk's in length, EFI_VOLUME_FULL when no slot is left, or EFI_OUT_OF_RESOURCES; on failure
-// *copy is empty. The caller gives it back with ddfFreeCopy.
+// newest lists, and the newest record of every virtual disk that has a part on it, in the slot in which it has an older
+// one. Records of virtual disks that have no entry stay, but for those of virtual disks that were deleted. The sequence
+// is the set's. Returns EFI_SUCCESS, EFI_INVALID_PARAMETER for a disk that is no member, EFI_UNSUPPORTED when its
+// sections differ from the newest disk's in length, EFI_VOLUME_FULL when no slot is left, or EFI_OUT_OF_RESOURCES; on
+// failure *copy is empty. The caller gives it back with ddfFreeCopy.
 EFI_STATUS ddfCurrentCopy(const DDF_MODEL &model, UINT32 disk, DDF_COPY *copy);
 
 // What a record without a secondary level describes; its strip, if it has one, is at most 2 GiB.
 struct DDF_SHAPE {
-  DDF_VOLUME_LEVEL level;
+  DDF_VIRTUAL_DISK_LEVEL level;
   bool assembles;      // Linux accepts level, qualifier and number of members
   UINT64 memberBlocks; // whole strips
   UINT64 blocks;       // the record's, or computed when these cannot be
 };
 DDF_SHAPE ddfShapeOf(const DDF_RECORD &record);
 
-// The state that a volume's members leave it in, by their states, whatever its entry says.
-DDF_VD_STATE ddfStateOfMembers(const DDF_VOLUME &volume);
+// The state that a virtual disk's members leave it in, by their states, whatever its entry says.
+DDF_VD_STATE ddfStateOfMembers(const DDF_VIRTUAL_DISK &virtualDisk);
 
 // What the lists and records of a set have room for; pds + 1 and vds + 1 are multiples of 8. Linux takes lists of 15,
 // 63, 255, 1023 and 4095 entries, and 16, 64, 256, 1024 and 4096 elements.
 struct DDF_LIMITS {
   UINT16 pds;
   UINT16 vds;
-  UINT16 partitions; // volumes a disk takes part in
+  UINT16 partitions; // virtual disks a disk takes part in
   UINT16 elements;   // members of a record
 };
 constexpr DDF_LIMITS DDF_LINUX_LIMITS = {1023, 255, 64, 256}; // what Linux itself writes, 618 sectors a copy
@@ -313,7 +313,7 @@ struct DDF_NEW_COPY {
   DDF_GUID disk;
   UINT32 reference;
 };
-constexpr UINT32 DDF_RESERVE = 65536; // sectors at the end of a disk that no volume uses
+constexpr UINT32 DDF_RESERVE = 65536; // sectors at the end of a disk that no virtual disk uses
 
 // Makes a copy without entries and records, laid out as Linux writes it. Returns EFI_SUCCESS, EFI_INVALID_PARAMETER for
 // a disk that is too small or limits without room, or EFI_OUT_OF_RESOURCES; on failure *copy is empty. The caller gives

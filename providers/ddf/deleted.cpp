@@ -13,8 +13,8 @@ static_assert(sizeof(DELETED_NOTE) == sizeof(DDF_DISK_DATA::scratch));
 
 static constexpr CHAR8 MARK[4] = {'g', 'o', 'n', 'e'};
 
-static UINT32 sumOf(const DDF_GUID &volume) {
-  return crc32Of(&volume, sizeof(volume));
+static UINT32 sumOf(const DDF_GUID &virtualDisk) {
+  return crc32Of(&virtualDisk, sizeof(virtualDisk));
 }
 
 static DELETED_NOTE *noteIn(const DDF_COPY &copy) {
@@ -32,7 +32,7 @@ static bool isBlank(const DDF_COPY &copy) {
          __builtin_memcmp(scratch, scratch + 1, sizeof(DDF_DISK_DATA::scratch) - 1) == 0;
 }
 
-void ddfNoteDeleted(const DDF_COPY &copy, const DDF_GUID &volume) {
+void ddfNoteDeleted(const DDF_COPY &copy, const DDF_GUID &virtualDisk) {
   DELETED_NOTE *note = noteIn(copy);
   if (isBlank(copy)) {
     __builtin_memset(note, 0xFF, sizeof(*note));
@@ -43,13 +43,13 @@ void ddfNoteDeleted(const DDF_COPY &copy, const DDF_GUID &volume) {
     for (UINTN i = COUNT; i-- > 1;) {
       note->sums[i] = note->sums[i - 1];
     }
-    note->sums[0] = sumOf(volume);
+    note->sums[0] = sumOf(virtualDisk);
   }
 }
 
-bool ddfIsDeleted(const DDF_COPY &copy, const DDF_GUID &volume) {
+bool ddfIsDeleted(const DDF_COPY &copy, const DDF_GUID &virtualDisk) {
   const DELETED_NOTE *note = noteIn(copy);
-  UINT32 sum = sumOf(volume);
+  UINT32 sum = sumOf(virtualDisk);
   for (UINTN i = 0; isNote(*note) && i < sizeof(note->sums) / sizeof(note->sums[0]); i++) {
     if (note->sums[i] == sum) {
       return true;

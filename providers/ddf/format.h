@@ -29,7 +29,7 @@ typedef DDF_NUMBER<UINT16> DDF_U16;
 typedef DDF_NUMBER<UINT32> DDF_U32;
 typedef DDF_NUMBER<UINT64> DDF_U64;
 
-// The name of a set, a disk or a volume; all bytes FF: none.
+// The name of a set, a disk or a virtual disk; all bytes FF: none.
 struct DDF_GUID {
   UINT8 bytes[24];
 };
@@ -91,7 +91,7 @@ struct DDF_HEADER {
   DDF_U64 workspaceLba;
   DDF_U16 maxPds;
   DDF_U16 maxVds;
-  DDF_U16 maxPartitions; // volumes a disk takes part in
+  DDF_U16 maxPartitions; // virtual disks a disk takes part in
   DDF_U16 recordLength;  // sectors
   DDF_U16 maxElements;   // members that a record has room for
   UINT8 pad3[54];
@@ -183,7 +183,7 @@ static_assert(sizeof(DDF_LIST_HEAD) == 64);
 static_assert(sizeof(DDF_PD_ENTRY) == 64 && offsetof(DDF_PD_ENTRY, path) == 40);
 static_assert(sizeof(DDF_VD_ENTRY) == 64 && offsetof(DDF_VD_ENTRY, name) == 48);
 
-// --- Sections of a disk's own: records of the volumes that it takes part in, and its identity ---
+// --- Sections of a disk's own: records of the virtual disks that it takes part in, and its identity ---
 
 enum DDF_LEVEL : UINT8 {
   DDF_RAID_0 = 0x00,
@@ -198,12 +198,12 @@ constexpr UINT8 DDF_NO_STRIP = 0xFF;
 constexpr UINT8 DDF_NO_SECONDARY = 0xFF;
 enum DDF_SECONDARY_LEVEL : UINT8 { DDF_SECONDARY_STRIPED = 0, DDF_SECONDARY_SPANNED = 3 };
 
-// The fixed part of a record of a volume. Behind it, at DDF_RECORD_ARRAYS, stand maxElements member references (U32)
-// and as many start LBAs (U64).
+// The fixed part of a record of a virtual disk. Behind it, at DDF_RECORD_ARRAYS, stand maxElements member references
+// (U32) and as many start LBAs (U64).
 struct DDF_RECORD {
   DDF_U32 signature;
   DDF_U32 crc;
-  DDF_GUID guid; // of the volume
+  DDF_GUID guid; // of the virtual disk
   DDF_U32 time;
   DDF_U32 sequence;
   UINT8 pad1[24];
@@ -211,11 +211,11 @@ struct DDF_RECORD {
   UINT8 strip;            // 512 << n bytes, DDF_NO_STRIP
   UINT8 level;            // DDF_LEVEL
   UINT8 qualifier;        // where parity and copies lie
-  UINT8 secondaryCount;   // records that make the volume
+  UINT8 secondaryCount;   // records that make the virtual disk
   UINT8 secondaryElement; // which of them this is
   UINT8 secondaryLevel;   // DDF_SECONDARY_LEVEL, DDF_NO_SECONDARY
   DDF_U64 memberBlocks;
-  DDF_U64 blocks; // of the volume
+  DDF_U64 blocks; // of the virtual disk
   UINT8 pad2[8];
   DDF_U32 spares[8];
   UINT8 cache[8];
@@ -261,7 +261,7 @@ struct DDF_SPARE_RECORD {
   UINT8 pad2[8];
 };
 struct DDF_SPARE_ENTRY {
-  DDF_GUID guid; // of the volume
+  DDF_GUID guid; // of the virtual disk
   DDF_U16 secondaryElement;
   UINT8 pad[6];
 };

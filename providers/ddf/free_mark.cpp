@@ -1,6 +1,6 @@
-// The mark in the last sector of a disk that was set free. What volumes held stays on it, so that it looks like a disk
-// that carries something. The mark tells it from one on which somebody has gone on with what is there: it has a digest
-// of the places where file systems, tables and volume managers keep what they change when they are used.
+// The mark in the last sector of a disk that was set free. What virtual disks held stays on it, so that it looks like a
+// disk that carries something. The mark tells it from one on which somebody has gone on with what is there: it has a
+// digest of the places where file systems, tables and virtual disk managers keep what they change when they are used.
 
 #include "providers/ddf/free_mark.h"
 

@@ -8,7 +8,7 @@ struct LEVEL_ROW {
   UINT8 qualifiers; // bit n: Linux knows qualifier n
   UINT16 fewest;    // members
   UINT16 most;
-  DDF_VOLUME_LEVEL meaning;
+  DDF_VIRTUAL_DISK_LEVEL meaning;
   UINT8 parities;
 };
 
@@ -52,11 +52,11 @@ static UINT32 countLost(const DDF_MEMBER *members, UINT32 count) {
 
 // --- State ---
 
-static DDF_VD_STATE stateOfSpans(const DDF_VOLUME &volume) {
+static DDF_VD_STATE stateOfSpans(const DDF_VIRTUAL_DISK &virtualDisk) {
   DDF_VD_STATE state = DDF_VD_OPTIMAL;
-  for (UINT32 span = 0; span < volume.spans; span++) {
-    UINT32 lost = countLost(volume.members + UINTN{span} * volume.spanMembers, volume.spanMembers);
-    if (lost == volume.spanMembers) {
+  for (UINT32 span = 0; span < virtualDisk.spans; span++) {
+    UINT32 lost = countLost(virtualDisk.members + UINTN{span} * virtualDisk.spanMembers, virtualDisk.spanMembers);
+    if (lost == virtualDisk.spanMembers) {
       return DDF_VD_FAILED;
     }
     state = lost != 0 ? DDF_VD_DEGRADED : state;
@@ -65,28 +65,28 @@ static DDF_VD_STATE stateOfSpans(const DDF_VOLUME &volume) {
 }
 
 // Two copies, on neighbours: pairs when their number is even and copies stand in one row, else round the circle.
-static DDF_VD_STATE stateOfCopies(const DDF_VOLUME &volume) {
-  UINT32 count = volume.memberCount;
-  bool pairs = volume.record->qualifier == 0 && count % 2 == 0;
+static DDF_VD_STATE stateOfCopies(const DDF_VIRTUAL_DISK &virtualDisk) {
+  UINT32 count = virtualDisk.memberCount;
+  bool pairs = virtualDisk.record->qualifier == 0 && count % 2 == 0;
   for (UINT32 i = 0; i < count; i += pairs ? 2 : 1) {
-    if (isLost(volume.members[i]) && isLost(volume.members[(i + 1) % count])) {
+    if (isLost(virtualDisk.members[i]) && isLost(virtualDisk.members[(i + 1) % count])) {
       return DDF_VD_FAILED;
     }
   }
-  return countLost(volume.members, count) != 0 ? DDF_VD_DEGRADED : DDF_VD_OPTIMAL;
+  return countLost(virtualDisk.members, count) != 0 ? DDF_VD_DEGRADED : DDF_VD_OPTIMAL;
 }
 
-static DDF_VD_STATE stateOfMembers(const DDF_VOLUME &volume, UINT32 parities) {
-  if (volume.spans > 1) {
-    return volume.level == DDF_LEVEL_10                         ? stateOfSpans(volume)
-           : countLost(volume.members, volume.memberCount) != 0 ? DDF_VD_FAILED
-                                                                : DDF_VD_OPTIMAL;
+static DDF_VD_STATE stateOfMembers(const DDF_VIRTUAL_DISK &virtualDisk, UINT32 parities) {
+  if (virtualDisk.spans > 1) {
+    return virtualDisk.level == DDF_LEVEL_10                              ? stateOfSpans(virtualDisk)
+           : countLost(virtualDisk.members, virtualDisk.memberCount) != 0 ? DDF_VD_FAILED
+                                                                          : DDF_VD_OPTIMAL;
   }
-  if (volume.level == DDF_LEVEL_10) {
-    return stateOfCopies(volume);
+  if (virtualDisk.level == DDF_LEVEL_10) {
+    return stateOfCopies(virtualDisk);
   }
-  UINT32 spare = volume.level == DDF_LEVEL_1 ? volume.memberCount - 1 : parities;
-  UINT32 lost = countLost(volume.members, volume.memberCount);
+  UINT32 spare = virtualDisk.level == DDF_LEVEL_1 ? virtualDisk.memberCount - 1 : parities;
+  UINT32 lost = countLost(virtualDisk.members, virtualDisk.memberCount);
   if (lost == 0) {
     return DDF_VD_OPTIMAL;
   }
@@ -104,62 +104,63 @@ static DDF_VD_STATE worseState(DDF_VD_STATE members, UINT8 entryState) {
 // --- Size ---
 
 // What the members give; at most 256 of 2^48 blocks.
-static UINT64 computeBlocks(const DDF_VOLUME &volume, UINT32 parities) {
-  UINT64 blocks = volume.memberBlocks;
-  if (volume.spans > 1) {
-    return volume.spans * blocks * (volume.record->level == DDF_RAID_1 ? 1 : volume.spanMembers);
+static UINT64 computeBlocks(const DDF_VIRTUAL_DISK &virtualDisk, UINT32 parities) {
+  UINT64 blocks = virtualDisk.memberBlocks;
+  if (virtualDisk.spans > 1) {
+    return virtualDisk.spans * blocks * (virtualDisk.record->level == DDF_RAID_1 ? 1 : virtualDisk.spanMembers);
   }
-  if (volume.level == DDF_LEVEL_1) {
+  if (virtualDisk.level == DDF_LEVEL_1) {
     return blocks;
   }
-  if (volume.level == DDF_LEVEL_10) {
-    UINT64 both = volume.memberCount * blocks / 2;
-    return volume.stripBlocks != 0 ? both - both % volume.stripBlocks : both;
+  if (virtualDisk.level == DDF_LEVEL_10) {
+    UINT64 both = virtualDisk.memberCount * blocks / 2;
+    return virtualDisk.stripBlocks != 0 ? both - both % virtualDisk.stripBlocks : both;
   }
-  return volume.memberCount > parities ? (volume.memberCount - parities) * blocks : 0;
+  return virtualDisk.memberCount > parities ? (virtualDisk.memberCount - parities) * blocks : 0;
 }
 
 // Fills in level and sizes, which the record tells; returns how many members parity takes.
-static UINT32 readLevel(DDF_VOLUME *volume) {
-  const DDF_RECORD &record = *volume->record;
+static UINT32 readLevel(DDF_VIRTUAL_DISK *virtualDisk) {
+  const DDF_RECORD &record = *virtualDisk->record;
   bool exact = false;
   const LEVEL_ROW *row = findLevel(record, &exact);
-  bool spanned = volume->spans > 1;
+  bool spanned = virtualDisk->spans > 1;
   bool mirrors = record.level == DDF_RAID_1 &&
                  (record.secondaryLevel == DDF_SECONDARY_STRIPED || record.secondaryLevel == DDF_SECONDARY_SPANNED);
   UINT32 parities = row != nullptr && !spanned ? row->parities : 0;
-  volume->level = row == nullptr ? DDF_LEVEL_UNKNOWN : row->meaning;
+  virtualDisk->level = row == nullptr ? DDF_LEVEL_UNKNOWN : row->meaning;
   if (spanned) {
-    volume->level = mirrors ? DDF_LEVEL_10 : DDF_LEVEL_UNKNOWN;
+    virtualDisk->level = mirrors ? DDF_LEVEL_10 : DDF_LEVEL_UNKNOWN;
   }
-  volume->assembles = exact && (!spanned || mirrors);
-  bool strips = record.strip != DDF_NO_STRIP && volume->level != DDF_LEVEL_1 && volume->level != DDF_LEVEL_LINEAR;
-  volume->stripBlocks = record.strip != DDF_NO_STRIP ? 1U << record.strip : 0;
-  volume->memberBlocks = record.memberBlocks;
+  virtualDisk->assembles = exact && (!spanned || mirrors);
+  bool strips =
+      record.strip != DDF_NO_STRIP && virtualDisk->level != DDF_LEVEL_1 && virtualDisk->level != DDF_LEVEL_LINEAR;
+  virtualDisk->stripBlocks = record.strip != DDF_NO_STRIP ? 1U << record.strip : 0;
+  virtualDisk->memberBlocks = record.memberBlocks;
   if (strips) {
-    volume->memberBlocks -= volume->memberBlocks % volume->stripBlocks;
+    virtualDisk->memberBlocks -= virtualDisk->memberBlocks % virtualDisk->stripBlocks;
   }
-  UINT64 computed = computeBlocks(*volume, parities);
+  UINT64 computed = computeBlocks(*virtualDisk, parities);
   bool plausible = record.blocks != 0 && record.blocks <= computed;
-  volume->blocks = plausible ? UINT64{record.blocks} : computed;
+  virtualDisk->blocks = plausible ? UINT64{record.blocks} : computed;
   return parities;
 }
 
-void judgeVolume(DDF_VOLUME *volume) {
-  UINT32 parities = readLevel(volume);
-  volume->state = worseState(stateOfMembers(*volume, parities), volume->entry->state);
+void judgeVirtualDisk(DDF_VIRTUAL_DISK *virtualDisk) {
+  UINT32 parities = readLevel(virtualDisk);
+  virtualDisk->state = worseState(stateOfMembers(*virtualDisk, parities), virtualDisk->entry->state);
 }
 
 DDF_SHAPE ddfShapeOf(const DDF_RECORD &record) {
-  DDF_VOLUME volume = {};
-  volume.record = &record;
-  volume.spans = 1;
-  volume.memberCount = volume.spanMembers = record.elements;
-  readLevel(&volume);
-  return {volume.level, volume.assembles, volume.memberBlocks, volume.blocks};
+  DDF_VIRTUAL_DISK virtualDisk = {};
+  virtualDisk.record = &record;
+  virtualDisk.spans = 1;
+  virtualDisk.memberCount = virtualDisk.spanMembers = record.elements;
+  readLevel(&virtualDisk);
+  return {virtualDisk.level, virtualDisk.assembles, virtualDisk.memberBlocks, virtualDisk.blocks};
 }
 
-DDF_VD_STATE ddfStateOfMembers(const DDF_VOLUME &volume) {
-  DDF_VOLUME judged = volume;
+DDF_VD_STATE ddfStateOfMembers(const DDF_VIRTUAL_DISK &virtualDisk) {
+  DDF_VIRTUAL_DISK judged = virtualDisk;
   return judged.memberCount == 0 ? DDF_VD_FAILED : stateOfMembers(judged, readLevel(&judged));
 }

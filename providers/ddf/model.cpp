@@ -96,7 +96,7 @@ static bool readSet(DDF_MODEL *model, DDF_SET *set, const GOOD_DISK *good, UINTN
   set->controller = ddfControllerData(newest.copy);
   set->sequence = good[0].sequence;
   set->ordered = true;
-  if (!collectPds(newest, set) || !indexReferences(*set, index) || !listVolumes(*model, set, index)) {
+  if (!collectPds(newest, set) || !indexReferences(*set, index) || !listVirtualDisks(*model, set, index)) {
     return false;
   }
   for (UINTN i = 0; i < count; i++) {
@@ -107,7 +107,7 @@ static bool readSet(DDF_MODEL *model, DDF_SET *set, const GOOD_DISK *good, UINTN
     set->ordered = set->ordered && isOrdered(disk.copy.header);
   }
   setApart(model, set, *index);
-  if (!readVolumes(*model, set, *index) || !readSpares(*model, set, *index) || !readSpace(set)) {
+  if (!readVirtualDisks(*model, set, *index) || !readSpares(*model, set, *index) || !readSpace(set)) {
     return false;
   }
   set->stuck = whyStuck(*model, *set);
@@ -151,8 +151,8 @@ static bool readRanges(DDF_MODEL *model, const GOOD_DISK *good, const SET_RANGE 
     SET_INDEX index = {};
     bool done = readSet(model, set, good + range.from, range.count, &index);
     poolFree(index.references);
-    poolFree(index.volumes);
-    poolFree(index.lastVolumes);
+    poolFree(index.virtualDisks);
+    poolFree(index.lastVirtualDisks);
     if (!done) {
       return false;
     }
@@ -223,12 +223,12 @@ static void freeSet(DDF_SET *set) {
     poolFree(set->pds[i].gaps);
     poolFree(set->pds[i].parts);
   }
-  for (UINT32 i = 0; i < set->volumeCount && set->volumes != nullptr; i++) {
-    poolFree(set->volumes[i].members);
-    poolFree(set->volumes[i].records);
+  for (UINT32 i = 0; i < set->virtualDiskCount && set->virtualDisks != nullptr; i++) {
+    poolFree(set->virtualDisks[i].members);
+    poolFree(set->virtualDisks[i].records);
   }
   poolFree(set->pds);
-  poolFree(set->volumes);
+  poolFree(set->virtualDisks);
 }
 
 void ddfFree(DDF_MODEL *model) {

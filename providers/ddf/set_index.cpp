@@ -2,8 +2,8 @@
 
 bool indexReferences(const DDF_SET &set, SET_INDEX *index) {
   index->references = poolNew<REFERENCE_KEY>(set.pdCount + UINTN{1});
-  index->lastVolumes = poolNew<UINT32>(set.pdCount + UINTN{1});
-  if (index->references == nullptr || index->lastVolumes == nullptr) {
+  index->lastVirtualDisks = poolNew<UINT32>(set.pdCount + UINTN{1});
+  if (index->references == nullptr || index->lastVirtualDisks == nullptr) {
     return false;
   }
   for (UINT32 i = 0; i < set.pdCount; i++) {
@@ -22,24 +22,24 @@ UINT32 findReference(const DDF_SET &set, const SET_INDEX &index, UINT32 referenc
   return found ? index.references[at].pd : DDF_NONE;
 }
 
-bool indexVolumes(const DDF_SET &set, SET_INDEX *index) {
-  index->volumes = poolNew<VOLUME_KEY>(set.volumeCount + UINTN{1});
-  if (index->volumes == nullptr) {
+bool indexVirtualDisks(const DDF_SET &set, SET_INDEX *index) {
+  index->virtualDisks = poolNew<VIRTUAL_DISK_KEY>(set.virtualDiskCount + UINTN{1});
+  if (index->virtualDisks == nullptr) {
     return false;
   }
-  for (UINT32 i = 0; i < set.volumeCount; i++) {
-    index->volumes[i] = {&set.volumes[i].entry->guid, i};
+  for (UINT32 i = 0; i < set.virtualDiskCount; i++) {
+    index->virtualDisks[i] = {&set.virtualDisks[i].entry->guid, i};
   }
-  sortArray(index->volumes, set.volumeCount, [](const VOLUME_KEY &a, const VOLUME_KEY &b) {
+  sortArray(index->virtualDisks, set.virtualDiskCount, [](const VIRTUAL_DISK_KEY &a, const VIRTUAL_DISK_KEY &b) {
     int order = compareGuids(*a.guid, *b.guid);
-    return order != 0 ? order < 0 : a.volume < b.volume;
+    return order != 0 ? order < 0 : a.virtualDisk < b.virtualDisk;
   });
   return true;
 }
 
-UINT32 findVolume(const DDF_SET &set, const SET_INDEX &index, const DDF_GUID &guid) {
-  UINTN at = countBefore(index.volumes, set.volumeCount,
-                         [&](const VOLUME_KEY &key) { return compareGuids(*key.guid, guid) < 0; });
-  bool found = at < set.volumeCount && ddfSameGuid(*index.volumes[at].guid, guid);
-  return found ? index.volumes[at].volume : DDF_NONE;
+UINT32 findVirtualDisk(const DDF_SET &set, const SET_INDEX &index, const DDF_GUID &guid) {
+  UINTN at = countBefore(index.virtualDisks, set.virtualDiskCount,
+                         [&](const VIRTUAL_DISK_KEY &key) { return compareGuids(*key.guid, guid) < 0; });
+  bool found = at < set.virtualDiskCount && ddfSameGuid(*index.virtualDisks[at].guid, guid);
+  return found ? index.virtualDisks[at].virtualDisk : DDF_NONE;
 }

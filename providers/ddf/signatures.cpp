@@ -1,4 +1,4 @@
-// What else a disk may carry: partition tables, file systems, volume managers, other RAID metadata, told by their
+// What else a disk may carry: partition tables, file systems, virtual disk managers, other RAID metadata, told by their
 // signatures.
 
 #include "base/text.h"

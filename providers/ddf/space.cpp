@@ -1,4 +1,4 @@
-// How much of each disk of a set volumes use, and where the gaps are.
+// How much of each disk of a set virtual disks use, and where the gaps are.
 
 #include "providers/ddf/set_stages.h"
 
@@ -12,16 +12,16 @@ struct USED_PIECE {
 // Pieces of all members that lie on a known disk, even a missing one, cut at the disk's limit.
 static UINTN collectPieces(const DDF_SET &set, USED_PIECE *pieces) {
   UINTN count = 0;
-  for (UINT32 i = 0; i < set.volumeCount; i++) {
-    const DDF_VOLUME &volume = set.volumes[i];
-    for (UINT32 j = 0; j < volume.memberCount; j++) {
-      const DDF_MEMBER &member = volume.members[j];
+  for (UINT32 i = 0; i < set.virtualDiskCount; i++) {
+    const DDF_VIRTUAL_DISK &virtualDisk = set.virtualDisks[i];
+    for (UINT32 j = 0; j < virtualDisk.memberCount; j++) {
+      const DDF_MEMBER &member = virtualDisk.members[j];
       if (member.pd == DDF_NONE) {
         continue;
       }
       UINT64 limit = set.pds[member.pd].limit;
       UINT64 start = member.start < limit ? member.start : limit;
-      UINT64 blocks = volume.record->memberBlocks;
+      UINT64 blocks = virtualDisk.record->memberBlocks;
       pieces[count++] = {member.pd, {i, j}, start, fits(start, blocks, limit) ? start + blocks : limit};
     }
   }
@@ -29,7 +29,7 @@ static UINTN collectPieces(const DDF_SET &set, USED_PIECE *pieces) {
     if (a.pd != b.pd) {
       return a.pd < b.pd;
     }
-    return a.start != b.start ? a.start < b.start : a.part.volume < b.part.volume;
+    return a.start != b.start ? a.start < b.start : a.part.virtualDisk < b.part.virtualDisk;
   });
   return count;
 }
@@ -76,8 +76,8 @@ static bool readAllPds(DDF_SET *set, const USED_PIECE *pieces, UINTN count) {
 
 bool readSpace(DDF_SET *set) {
   UINTN members = 0;
-  for (UINT32 i = 0; i < set->volumeCount; i++) {
-    members += set->volumes[i].memberCount;
+  for (UINT32 i = 0; i < set->virtualDiskCount; i++) {
+    members += set->virtualDisks[i].memberCount;
   }
   USED_PIECE *pieces = poolNew<USED_PIECE>(members + 1);
   if (pieces == nullptr) {

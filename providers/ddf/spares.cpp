@@ -1,4 +1,4 @@
-// Which disks of a set wait as spares, and for which volumes.
+// Which disks of a set wait as spares, and for which virtual disks.
 
 #include "providers/ddf/set_stages.h"
 
@@ -29,9 +29,9 @@ static bool readDedication(const DDF_COPY &copy, const DDF_SET &set, const SET_I
     return false;
   }
   for (UINTN i = 0; i < count; i++) {
-    UINT32 volume = findVolume(set, index, entries[i].guid);
-    if (volume != DDF_NONE) {
-      pd->spareFor[pd->spareForCount++] = volume;
+    UINT32 virtualDisk = findVirtualDisk(set, index, entries[i].guid);
+    if (virtualDisk != DDF_NONE) {
+      pd->spareFor[pd->spareForCount++] = virtualDisk;
     }
   }
   return true;
@@ -51,7 +51,7 @@ bool readSpares(const DDF_MODEL &model, DDF_SET *set, const SET_INDEX &index) {
     if (record == nullptr || (record->type & DDF_SPARE_DEDICATED) == 0) {
       continue;
     }
-    pd->spare = DDF_SPARE_FOR_VOLUMES;
+    pd->spare = DDF_SPARE_FOR_VIRTUAL_DISKS;
     if (!readDedication(copy, *set, index, *record, pd)) {
       return false;
     }

@@ -1,8 +1,9 @@
-// The volumes of a set: entries from the set's list, each with the newest record that a disk has for each of its spans.
+// The virtual disks of a set: entries from the set's list, each with the newest record that a disk has for each of its
+// spans.
 
 #include "providers/ddf/set_stages.h"
 
-constexpr UINT32 MOST_MEMBERS = 256;            // of a volume
+constexpr UINT32 MOST_MEMBERS = 256;            // of a virtual disk
 constexpr UINT64 MOST_BLOCKS = UINT64{1} << 48; // of a member
 constexpr UINT32 MOST_STRIP_SHIFT = 22;         // 2 GiB
 
@@ -29,20 +30,20 @@ static bool isBefore(const RECORD_KEY &a, const RECORD_KEY &b) {
 
 // --- Entries ---
 
-static bool collectVolumes(const DDF_COPY &copy, DDF_SET *set) {
+static bool collectVirtualDisks(const DDF_COPY &copy, DDF_SET *set) {
   UINT32 capacity = ddfVdCapacity(copy);
   for (UINT32 at = 0; at < capacity; at++) {
-    set->volumeCount += ddfIsFree(ddfVdEntry(copy, at)->guid) ? 0 : 1;
+    set->virtualDiskCount += ddfIsFree(ddfVdEntry(copy, at)->guid) ? 0 : 1;
   }
-  set->volumes = poolNew<DDF_VOLUME>(set->volumeCount + UINTN{1});
-  if (set->volumes == nullptr) {
+  set->virtualDisks = poolNew<DDF_VIRTUAL_DISK>(set->virtualDiskCount + UINTN{1});
+  if (set->virtualDisks == nullptr) {
     return false;
   }
-  DDF_VOLUME *volume = set->volumes;
+  DDF_VIRTUAL_DISK *virtualDisk = set->virtualDisks;
   for (UINT32 at = 0; at < capacity; at++) {
     const DDF_VD_ENTRY *entry = ddfVdEntry(copy, at);
     if (!ddfIsFree(entry->guid)) {
-      (volume++)->entry = entry;
+      (virtualDisk++)->entry = entry;
     }
   }
   return true;
@@ -108,7 +109,7 @@ static const CHAR8 *recordFault(const RECORD_KEY &key) {
   return nullptr;
 }
 
-// Whether two records describe spans of one volume: the eight bytes that begin with the member count, but for the
+// Whether two records describe spans of one virtual disk: the eight bytes that begin with the member count, but for the
 // span's number, and the size.
 static bool isSibling(const DDF_RECORD &a, const DDF_RECORD &b) {
   return a.elements == b.elements && a.strip == b.strip && a.level == b.level && a.qualifier == b.qualifier &&
@@ -124,7 +125,7 @@ static bool isSamePlace(const RECORD_KEY &a, const RECORD_KEY &b) {
          __builtin_memcmp(ddfStarts(*a.copy, a.record), ddfStarts(*b.copy, b.record), sizeof(DDF_U64) * count) == 0;
 }
 
-// keys are the records of one volume: whether two of one age say different things.
+// keys are the records of one virtual disk: whether two of one age say different things.
 static bool contradict(const RECORD_KEY *keys, UINTN count) {
   UINTN first = 0; // of its span and age
   for (UINTN i = 1; i < count; i++) {
@@ -163,8 +164,8 @@ static bool isRepeated(const SET_INDEX &index, UINT32 pd, UINT32 number) {
   if (pd == DDF_NONE) {
     return false;
   }
-  bool repeated = index.lastVolumes[pd] == number;
-  index.lastVolumes[pd] = number;
+  bool repeated = index.lastVirtualDisks[pd] == number;
+  index.lastVirtualDisks[pd] = number;
   return repeated;
 }
 
@@ -184,92 +185,92 @@ static void readSpan(const DDF_SET &set, const SET_INDEX &index, const RECORD_KE
   }
 }
 
-// keys are the records of this volume. Spans without a record have unknown members.
+// keys are the records of this virtual disk. Spans without a record have unknown members.
 static bool readMembers(const DDF_SET &set, const SET_INDEX &index, const RECORD_KEY *keys, UINTN count,
-                        DDF_VOLUME *volume) {
-  const DDF_RECORD &record = *volume->record;
-  UINT32 number = static_cast<UINT32>(volume - set.volumes) + 1;
-  volume->spans = record.secondaryCount;
-  volume->spanMembers = record.elements;
-  UINT32 members = volume->spans * volume->spanMembers;
-  volume->members = poolNew<DDF_MEMBER>(members);
-  volume->records = poolNew<const DDF_RECORD *>(volume->spans);
-  if (volume->members == nullptr || volume->records == nullptr) {
+                        DDF_VIRTUAL_DISK *virtualDisk) {
+  const DDF_RECORD &record = *virtualDisk->record;
+  UINT32 number = static_cast<UINT32>(virtualDisk - set.virtualDisks) + 1;
+  virtualDisk->spans = record.secondaryCount;
+  virtualDisk->spanMembers = record.elements;
+  UINT32 members = virtualDisk->spans * virtualDisk->spanMembers;
+  virtualDisk->members = poolNew<DDF_MEMBER>(members);
+  virtualDisk->records = poolNew<const DDF_RECORD *>(virtualDisk->spans);
+  if (virtualDisk->members == nullptr || virtualDisk->records == nullptr) {
     return false;
   }
-  volume->memberCount = members;
+  virtualDisk->memberCount = members;
   for (UINT32 i = 0; i < members; i++) {
-    volume->members[i] = {DDF_NONE, DDF_NO_REFERENCE, 0, DDF_MEMBER_UNKNOWN};
+    virtualDisk->members[i] = {DDF_NONE, DDF_NO_REFERENCE, 0, DDF_MEMBER_UNKNOWN};
   }
   for (UINTN i = 0; i < count; i++) {
     bool newest = i == 0 || keys[i].position != keys[i - 1].position;
     if (newest && recordFault(keys[i]) == nullptr && isSibling(*keys[i].record, record)) {
-      volume->records[keys[i].position] = keys[i].record;
-      readSpan(set, index, keys[i], number, volume->members + UINTN{keys[i].position} * volume->spanMembers);
+      virtualDisk->records[keys[i].position] = keys[i].record;
+      readSpan(set, index, keys[i], number, virtualDisk->members + UINTN{keys[i].position} * virtualDisk->spanMembers);
     }
   }
   return true;
 }
 
-static bool readVolume(const DDF_SET &set, const SET_INDEX &index, const RECORD_KEY *keys, UINTN count,
-                       DDF_VOLUME *volume) {
-  readName(*volume->entry, volume->name);
-  volume->state = DDF_VD_FAILED;
+static bool readVirtualDisk(const DDF_SET &set, const SET_INDEX &index, const RECORD_KEY *keys, UINTN count,
+                            DDF_VIRTUAL_DISK *virtualDisk) {
+  readName(*virtualDisk->entry, virtualDisk->name);
+  virtualDisk->state = DDF_VD_FAILED;
   UINTN from = countBefore(
-      keys, count, [&](const RECORD_KEY &key) { return compareGuids(key.record->guid, volume->entry->guid) < 0; });
+      keys, count, [&](const RECORD_KEY &key) { return compareGuids(key.record->guid, virtualDisk->entry->guid) < 0; });
   UINTN end = from;
-  while (end < count && ddfSameGuid(keys[end].record->guid, volume->entry->guid)) {
+  while (end < count && ddfSameGuid(keys[end].record->guid, virtualDisk->entry->guid)) {
     end++;
   }
   if (from == end) {
-    volume->fault = {"no disk has its record", nullptr};
+    virtualDisk->fault = {"no disk has its record", nullptr};
     return true;
   }
-  volume->record = keys[from].record;
+  virtualDisk->record = keys[from].record;
   const CHAR8 *fault = recordFault(keys[from]);
   fault = fault == nullptr && contradict(keys + from, end - from) ? "records that contradict each other" : fault;
-  volume->fault = {fault, nullptr};
-  if (volume->fault.what != nullptr) {
+  virtualDisk->fault = {fault, nullptr};
+  if (virtualDisk->fault.what != nullptr) {
     return true;
   }
-  if (!readMembers(set, index, keys + from, end - from, volume)) {
+  if (!readMembers(set, index, keys + from, end - from, virtualDisk)) {
     return false;
   }
-  judgeVolume(volume);
+  judgeVirtualDisk(virtualDisk);
   return true;
 }
 
-// --- All volumes ---
+// --- All virtual disks ---
 
-// A disk that was away while a volume was deleted still has its record. A new volume has its entry on all disks before
-// any has its record.
+// A disk that was away while a virtual disk was deleted still has its record. A new virtual disk has its entry on all
+// disks before any has its record.
 static bool readAll(const DDF_COPY &newest, DDF_SET *set, const SET_INDEX &index, const RECORD_KEY *keys, UINTN count) {
   set->sound = true;
-  for (UINT32 i = 0; i < set->volumeCount; i++) {
-    DDF_VOLUME *volume = &set->volumes[i];
-    if (findVolume(*set, index, volume->entry->guid) != i) {
-      readName(*volume->entry, volume->name);
-      volume->state = DDF_VD_FAILED;
-      volume->fault = {"another entry has its identity", nullptr};
+  for (UINT32 i = 0; i < set->virtualDiskCount; i++) {
+    DDF_VIRTUAL_DISK *virtualDisk = &set->virtualDisks[i];
+    if (findVirtualDisk(*set, index, virtualDisk->entry->guid) != i) {
+      readName(*virtualDisk->entry, virtualDisk->name);
+      virtualDisk->state = DDF_VD_FAILED;
+      virtualDisk->fault = {"another entry has its identity", nullptr};
       set->sound = false;
-    } else if (!readVolume(*set, index, keys, count, volume)) {
+    } else if (!readVirtualDisk(*set, index, keys, count, virtualDisk)) {
       return false;
     }
-    set->sound = set->sound && (volume->record == nullptr || volume->fault.what == nullptr);
+    set->sound = set->sound && (virtualDisk->record == nullptr || virtualDisk->fault.what == nullptr);
   }
   for (UINTN i = 0; i < count; i++) {
-    bool isKnown = findVolume(*set, index, keys[i].record->guid) != DDF_NONE;
+    bool isKnown = findVirtualDisk(*set, index, keys[i].record->guid) != DDF_NONE;
     set->orphans += isKnown || ddfIsDeleted(newest, keys[i].record->guid) ? 0 : 1;
   }
   set->sound = set->sound && set->orphans == 0;
   return true;
 }
 
-bool listVolumes(const DDF_MODEL &model, DDF_SET *set, SET_INDEX *index) {
-  return collectVolumes(model.disks[set->newest].copy, set) && indexVolumes(*set, index);
+bool listVirtualDisks(const DDF_MODEL &model, DDF_SET *set, SET_INDEX *index) {
+  return collectVirtualDisks(model.disks[set->newest].copy, set) && indexVirtualDisks(*set, index);
 }
 
-bool readVolumes(const DDF_MODEL &model, DDF_SET *set, const SET_INDEX &index) {
+bool readVirtualDisks(const DDF_MODEL &model, DDF_SET *set, const SET_INDEX &index) {
   RECORD_KEY *keys = poolNew<RECORD_KEY>(countRecords(model, *set) + 1);
   if (keys == nullptr) {
     return false;

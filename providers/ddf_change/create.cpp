@@ -1,4 +1,4 @@
-// Making a volume.
+// Making a virtual disk.
 
 #include "providers/ddf_change/place.h"
 
@@ -7,7 +7,7 @@
 // Linux wants whole pages where there is redundancy. Larger strips than 16 MiB nobody has tried.
 constexpr UINT8 PAGE_SHIFT = 3, MOST_SHIFT = 15;
 
-static bool isStripTaken(const DDF_NEW_VOLUME &wanted) {
+static bool isStripTaken(const DDF_NEW_VIRTUAL_DISK &wanted) {
   if (wanted.level == DDF_RAID_1 && wanted.strip == DDF_NO_STRIP) {
     return true;
   }
@@ -16,7 +16,7 @@ static bool isStripTaken(const DDF_NEW_VOLUME &wanted) {
 
 // Of what Linux assembles, a concatenation needs a module of its own and copies with an offset have been tried on four
 // disks only.
-static bool isLevelTaken(const DDF_NEW_VOLUME &wanted) {
+static bool isLevelTaken(const DDF_NEW_VIRTUAL_DISK &wanted) {
   DDF_RECORD record = {};
   record.level = wanted.level;
   record.qualifier = wanted.qualifier;
@@ -26,7 +26,7 @@ static bool isLevelTaken(const DDF_NEW_VOLUME &wanted) {
          (wanted.level != DDF_RAID_1E || wanted.qualifier == 0);
 }
 
-static EFI_STATUS checkWanted(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted) {
+static EFI_STATUS checkWanted(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wanted) {
   if (wanted.diskCount == 0) {
     return EFI_INVALID_PARAMETER;
   }
@@ -47,14 +47,14 @@ static EFI_STATUS checkWanted(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted) 
 
 static void markNumbers(const DDF_MODEL &model, UINT8 *used) {
   for (UINT32 i = 0; i < model.setCount; i++) {
-    for (UINT32 j = 0; j < model.sets[i].volumeCount; j++) {
-      UINT32 number = model.sets[i].volumes[j].entry->number;
+    for (UINT32 j = 0; j < model.sets[i].virtualDiskCount; j++) {
+      UINT32 number = model.sets[i].virtualDisks[j].entry->number;
       used[number / 8] = static_cast<UINT8>(used[number / 8] | 1U << number % 8);
     }
   }
 }
 
-// The lowest number that no volume of any set has; false without memory. There are more numbers than entries.
+// The lowest number that no virtual disk of any set has; false without memory. There are more numbers than entries.
 static bool newNumber(const DDF_MODEL &model, UINT16 *number) {
   UINT8 *used = poolNew<UINT8>(0x10000 / 8);
   if (used == nullptr) {
@@ -72,7 +72,7 @@ static bool newNumber(const DDF_MODEL &model, UINT16 *number) {
 
 // --- Entry and records ---
 
-static void enterVolume(WORK *work, const DDF_NEW_VOLUME &wanted, UINT16 number) {
+static void enterVirtualDisk(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, UINT16 number) {
   DDF_VD_ENTRY *entry = findFreeEntry(lead(work));
   __builtin_memset(entry, 0xFF, sizeof(*entry));
   entry->guid = work->writer->made;
@@ -85,7 +85,7 @@ static void enterVolume(WORK *work, const DDF_NEW_VOLUME &wanted, UINT16 number)
   copyBytes(entry->name, wanted.name, sizeof(entry->name));
 }
 
-static void fillRecord(WORK *work, const DDF_NEW_VOLUME &wanted, const PLACES &places, WORK_DISK *disk) {
+static void fillRecord(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, const PLACES &places, WORK_DISK *disk) {
   constexpr UINT8 RATE = 0x80; // as Linux has it
   DDF_RECORD *record = findFreeRecord(disk->copy);
   freeSlot(disk->copy, record);
@@ -112,7 +112,7 @@ static void fillRecord(WORK *work, const DDF_NEW_VOLUME &wanted, const PLACES &p
   }
 }
 
-static void markMembers(WORK *work, const DDF_NEW_VOLUME &wanted) {
+static void markMembers(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted) {
   UINT32 joined = work->set != nullptr ? work->set->pdCount : 0;
   for (UINT32 i = 0; i < wanted.diskCount; i++) {
     UINT32 place = work->places[wanted.disks[i]];
@@ -124,7 +124,7 @@ static void markMembers(WORK *work, const DDF_NEW_VOLUME &wanted) {
 
 // --- The change ---
 
-static EFI_STATUS joinFresh(WORK *work, const DDF_NEW_VOLUME &wanted) {
+static EFI_STATUS joinFresh(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted) {
   UINT32 *fresh = poolNew<UINT32>(wanted.diskCount);
   if (fresh == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -140,12 +140,13 @@ static EFI_STATUS joinFresh(WORK *work, const DDF_NEW_VOLUME &wanted) {
   return status;
 }
 
-static EFI_STATUS writeVolume(WORK *work, const DDF_NEW_VOLUME &wanted, const PLACES &places, UINT16 number) {
+static EFI_STATUS writeVirtualDisk(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, const PLACES &places,
+                                   UINT16 number) {
   EFI_STATUS status = beginWriting(work);
   if (EFI_ERROR(status)) {
     return status;
   }
-  enterVolume(work, wanted, number);
+  enterVirtualDisk(work, wanted, number);
   status = writeStep(work);
   if (EFI_ERROR(status)) {
     return status;
@@ -157,7 +158,7 @@ static EFI_STATUS writeVolume(WORK *work, const DDF_NEW_VOLUME &wanted, const PL
   return writeStep(work);
 }
 
-static EFI_STATUS create(WORK *work, const DDF_NEW_VOLUME &wanted, PLACES *places) {
+static EFI_STATUS create(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES *places) {
   UINT16 number = 0;
   EFI_STATUS status = findPlaces(work, wanted, places);
   if (!EFI_ERROR(status)) {
@@ -173,13 +174,13 @@ static EFI_STATUS create(WORK *work, const DDF_NEW_VOLUME &wanted, PLACES *place
     return EFI_OUT_OF_RESOURCES;
   }
   DDF_GUID guid = newGuid(*work->writer);
-  for (; findVolumeEntry(lead(work), guid) != nullptr; guid.bytes[sizeof(guid.bytes) - 1]++) {
+  for (; findVirtualDiskEntry(lead(work), guid) != nullptr; guid.bytes[sizeof(guid.bytes) - 1]++) {
   }
   work->writer->made = guid;
-  return writeVolume(work, wanted, *places, number);
+  return writeVirtualDisk(work, wanted, *places, number);
 }
 
-EFI_STATUS ddfCreateVolume(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted) {
+EFI_STATUS ddfCreateVirtualDisk(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wanted) {
   writer->trouble = {DDF_NONE, nullptr};
   writer->made = {};
   UINT32 set = DDF_NONE;

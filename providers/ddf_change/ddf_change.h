@@ -1,20 +1,20 @@
-// Changes of sets of disks: each leaves, wherever the power goes or a write fails, the volumes as they were or as they
-// shall be, for this project's reader and for Linux's.
+// Changes of sets of disks: each leaves, wherever the power goes or a write fails, the virtual disks as they were or as
+// they shall be, for this project's reader and for Linux's.
 //
 // A change is one step or several; in each, disk after disk, the secondary copy is written (header open, flush,
 // sections, flush, header closed with the next sequence number, flush: the commit of the disk), then the primary one in
-// the same way. A volume is there from its first record on and until its last one is gone, so it is made in two steps,
-// first entry, then records, and deleted in two, the other way round. Before a disk joins a set, the set's list is made
-// long enough on all disks; the disk then gets its copies and, last, its anchor before the list names it; one that
-// leaves loses its anchor after the list has lost it. In the anchor's place both have the mark of a free disk, one that
-// joins before anything else is written to it.
+// the same way. A virtual disk is there from its first record on and until its last one is gone, so it is made in two
+// steps, first entry, then records, and deleted in two, the other way round. Before a disk joins a set, the set's list
+// is made long enough on all disks; the disk then gets its copies and, last, its anchor before the list names it; one
+// that leaves loses its anchor after the list has lost it. In the anchor's place both have the mark of a free disk, one
+// that joins before anything else is written to it.
 //
 // Before its first step a change brings all disks of the set to the set's newest state, and finishes what an earlier
 // one left behind: entries without any record, disks that were about to join or to leave, disks that were away while
 // their last volume was deleted. Disks that are there and marked as failed get the same lists, since Linux assembles
 // little of a set whose lists differ in length; one that cannot be written loses its anchor.
 //
-// Nothing outside the metadata is written: what lies on the blocks of a new or a deleted volume stays.
+// Nothing outside the metadata is written: what lies on the blocks of a new or a deleted virtual disk stays.
 #pragma once
 
 #include "providers/ddf/ddf.h"
@@ -45,7 +45,7 @@ struct DDF_WRITER {
   UINT32 (*random)(void);           // for GUIDs and references
   // Set by every change.
   DDF_TROUBLE trouble;
-  DDF_GUID made;           // by ddfCreateVolume: the new volume's GUID
+  DDF_GUID made;           // by ddfCreateVolume: the new virtual disk's GUID
   UINT8 *buffer = nullptr; // its own, during a change
 };
 
@@ -64,10 +64,10 @@ UINT32 ddfChooseSet(const DDF_MODEL &model, const DDF_GUID &ours);
 constexpr UINT64 DDF_ANYWHERE = ~UINT64{0};
 
 // Members are whole pages, and begin at one where the writer chooses: Linux counts in halves of these, and takes two
-// volumes for one on top of the other when an odd sector is between them.
+// virtual disks for one on top of the other when an odd sector is between them.
 constexpr UINT64 DDF_MEMBER_GRAIN = 8;
 
-struct DDF_NEW_VOLUME {
+struct DDF_NEW_VIRTUAL_DISK {
   UINT8 level; // DDF_LEVEL, qualifier and strip as in a record
   UINT8 qualifier;
   UINT8 strip;
@@ -80,40 +80,43 @@ struct DDF_NEW_VOLUME {
   UINT64 start;        // on each member; DDF_ANYWHERE: the first gap that fits
 };
 
-// Makes a volume. Disks that are in no set join the one of the others; without others, a set of ours, else the only one
-// that Linux made, else a new set. A spare is refused, also one that Linux made of a disk without a volume. RAID 0 is
-// initialised from the start; of other levels Linux builds the redundancy. EFI_UNSUPPORTED: Linux would not assemble
-// it. EFI_INVALID_PARAMETER: also a name that is taken or has blanks.
-EFI_STATUS ddfCreateVolume(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted);
+// Makes a virtual disk. Disks that are in no set join the one of the others; without others, a set of ours, else the
+// only one that Linux made, else a new set. A spare is refused, also one that Linux made of a disk without a volume.
+// RAID 0 is initialised from the start; of other levels Linux builds the redundancy. EFI_UNSUPPORTED: Linux would not
+// assemble it. EFI_INVALID_PARAMETER: also a name that is taken or has blanks.
+EFI_STATUS ddfCreateVirtualDisk(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wanted);
 
-// Deletes a volume. Disks that then hold no volume and are no spare leave the set, which ends with its last disk.
-EFI_STATUS ddfDeleteVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume);
+// Deletes a virtual disk. Disks that then hold no virtual disk and are no spare leave the set, which ends with its last
+// disk.
+EFI_STATUS ddfDeleteVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDisk);
 
-// Deletes all volumes one after the other and dissolves the set; it may be a foreign one.
+// Deletes all virtual disks one after the other and dissolves the set; it may be a foreign one.
 EFI_STATUS ddfDeleteSet(DDF_WRITER *writer, UINT32 set);
 
-// What of a volume to change.
+// What of a virtual disk to change.
 enum DDF_SETTING : UINT8 { DDF_SET_NAME = 0x01, DDF_SET_ACCESS = 0x02, DDF_SET_CACHE = 0x04 };
-struct DDF_VOLUME_SETTINGS {
+struct DDF_VIRTUAL_DISK_SETTINGS {
   UINT8 which; // DDF_SETTING
   UINT8 access;
   UINT8 cache;
   CHAR8 name[16]; // padded with zeros
 };
-EFI_STATUS ddfChangeVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume, const DDF_VOLUME_SETTINGS &settings);
+EFI_STATUS ddfChangeVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDisk,
+                                const DDF_VIRTUAL_DISK_SETTINGS &settings);
 
 // Makes a disk a global spare, a spare for some volumes of the set (Linux forgets for which with its first own change),
 // or none. A disk that is in no set joins set; DDF_NONE: the one that ddfCreateVolume would choose, EFI_NOT_FOUND if
-// there is none. A disk that is no spare any more and holds no volume leaves. Of a member, set is its own or DDF_NONE.
-EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, DDF_SPARE_KIND kind, const UINT32 *volumes,
-                       UINT32 volumeCount);
+// there is none. A disk that is no spare any more and holds no virtual disk leaves. Of a member, set is its own or
+// DDF_NONE.
+EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, DDF_SPARE_KIND kind, const UINT32 *virtualDisks,
+                       UINT32 virtualDiskCount);
 
-// Marks a disk of the set's list as failed, and as missing when it is not there; its volumes get the state that the
-// other members leave them in. The disk itself is not written.
+// Marks a disk of the set's list as failed, and as missing when it is not there; its virtual disks get the state that
+// the other members leave them in. The disk itself is not written.
 EFI_STATUS ddfFailDisk(DDF_WRITER *writer, UINT32 set, UINT32 pd);
 
-// Frees a disk of the set's list that is there and marked as failed: its anchor goes, and its entry, or when volumes
-// have it as a member, it is marked as missing.
+// Frees a disk of the set's list that is there and marked as failed: its anchor goes, and its entry, or when virtual
+// disks have it as a member, it is marked as missing.
 EFI_STATUS ddfFreeFailed(DDF_WRITER *writer, UINT32 set, UINT32 pd);
 
 // Makes a foreign set one of ours, without the foreign flag.

@@ -27,7 +27,7 @@ void tidyList(DDF_COPY *copy, DDF_SECTION list) {
   head->used = keeps ? UINT16{head->used} : static_cast<UINT16>(used);
 }
 
-DDF_VD_ENTRY *findVolumeEntry(const DDF_COPY &copy, const DDF_GUID &guid) {
+DDF_VD_ENTRY *findVirtualDiskEntry(const DDF_COPY &copy, const DDF_GUID &guid) {
   UINT32 capacity = ddfVdCapacity(copy);
   for (UINT32 i = 0; i < capacity; i++) {
     if (ddfSameGuid(ddfVdEntry(copy, i)->guid, guid)) {

@@ -192,11 +192,12 @@ static bool isLostOne(const WORK &work, UINT32 pd) {
   return place == DDF_NONE || (place < work.count && work.disks[place].lost);
 }
 
-EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume) {
+EFI_STATUS evictLost(WORK *work, const DDF_GUID *virtualDisk) {
   EFI_STATUS status = EFI_SUCCESS;
   for (UINT32 i = 0; i < work->set->pdCount && !EFI_ERROR(status); i++) {
-    if (isLostOne(*work, i) && (volume == nullptr || findRecord(work->writer->model->disks[work->set->pds[i].disk].copy,
-                                                                *volume) != nullptr)) {
+    if (isLostOne(*work, i) &&
+        (virtualDisk == nullptr ||
+         findRecord(work->writer->model->disks[work->set->pds[i].disk].copy, *virtualDisk) != nullptr)) {
       status = evict(work, i);
     }
   }
@@ -207,7 +208,7 @@ EFI_STATUS evictOne(WORK *work, UINT32 pd) {
   return isLostOne(*work, pd) ? evict(work, pd) : EFI_SUCCESS;
 }
 
-// The same for those that were away while a volume was deleted.
+// The same for those that were away while a virtual disk was deleted.
 static EFI_STATUS evictReturned(WORK *work) {
   EFI_STATUS status = EFI_SUCCESS;
   for (UINT32 i = 0; work->set != nullptr && i < work->set->pdCount && !EFI_ERROR(status); i++) {

@@ -138,17 +138,17 @@ static EFI_STATUS addMember(WORK *work, UINT32 number) {
   return EFI_SUCCESS;
 }
 
-// Entries without any record are what a cut left of a volume, unless a disk that is not there has one.
-static void dropEmptyVolumes(WORK *work) {
+// Entries without any record are what a cut left of a virtual disk, unless a disk that is not there has one.
+static void dropEmptyVirtualDisks(WORK *work) {
   const DDF_SET &set = *work->set;
   for (UINT32 i = 0; i < set.pdCount; i++) {
     if (set.pds[i].disk == DDF_NONE) {
       return;
     }
   }
-  for (UINT32 i = 0; i < set.volumeCount; i++) {
+  for (UINT32 i = 0; i < set.virtualDiskCount; i++) {
     DDF_VD_ENTRY *entry = ddfVdEntry(lead(work), i);
-    if (set.volumes[i].record == nullptr) {
+    if (set.virtualDisks[i].record == nullptr) {
       __builtin_memset(entry, 0xFF, sizeof(*entry));
       work->edited = true;
     }
@@ -194,7 +194,7 @@ static EFI_STATUS addMembers(WORK *work, UINT32 without) {
   work->sequence = set.sequence;
   tidyList(&lead(work), DDF_PD_RECORDS);
   tidyList(&lead(work), DDF_VD_RECORDS);
-  dropEmptyVolumes(work);
+  dropEmptyVirtualDisks(work);
   return EFI_SUCCESS;
 }
 

@@ -19,7 +19,7 @@ static EFI_STATUS checkMember(DDF_WRITER *writer, UINT32 number, UINT32 *set) {
   return what != nullptr ? refuse(writer, EFI_ACCESS_DENIED, number, what) : EFI_SUCCESS;
 }
 
-EFI_STATUS checkMembers(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted, UINT32 *set) {
+EFI_STATUS checkMembers(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wanted, UINT32 *set) {
   UINT8 *seen = poolNew<UINT8>(writer->model->diskCount + UINTN{1});
   EFI_STATUS status = seen != nullptr ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
   for (UINT32 i = 0; i < wanted.diskCount && !EFI_ERROR(status); i++) {
@@ -39,7 +39,7 @@ EFI_STATUS checkMembers(DDF_WRITER *writer, const DDF_NEW_VOLUME &wanted, UINT32
 
 // --- Room on the disks ---
 
-UINT64 memberGrain(const DDF_NEW_VOLUME &wanted) {
+UINT64 memberGrain(const DDF_NEW_VIRTUAL_DISK &wanted) {
   UINT64 strip = wanted.level == DDF_RAID_1 ? 1 : UINT64{1} << wanted.strip;
   return strip > DDF_MEMBER_GRAIN ? strip : DDF_MEMBER_GRAIN;
 }
@@ -80,7 +80,7 @@ static UINT64 mostRoom(const GAPS &gaps, UINT64 start) {
 }
 
 // The blocks that fit on every member, at most as many as wanted.
-static UINT64 commonRoom(const DDF_MODEL &model, const DDF_NEW_VOLUME &wanted, UINT32 *smallest) {
+static UINT64 commonRoom(const DDF_MODEL &model, const DDF_NEW_VIRTUAL_DISK &wanted, UINT32 *smallest) {
   constexpr UINT64 MOST_BLOCKS = UINT64{1} << 48; // of a member; readers take no more
   UINT64 blocks = wanted.memberBlocks != 0 ? wanted.memberBlocks : MOST_BLOCKS;
   for (UINT32 i = 0; i < wanted.diskCount; i++) {
@@ -94,7 +94,7 @@ static UINT64 commonRoom(const DDF_MODEL &model, const DDF_NEW_VOLUME &wanted, U
   return blocks - blocks % memberGrain(wanted);
 }
 
-EFI_STATUS findPlaces(WORK *work, const DDF_NEW_VOLUME &wanted, PLACES *places) {
+EFI_STATUS findPlaces(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES *places) {
   const DDF_MODEL &model = *work->writer->model;
   UINT32 smallest = DDF_NONE;
   places->memberBlocks = commonRoom(model, wanted, &smallest);
@@ -168,7 +168,7 @@ EFI_STATUS checkName(WORK *work, const CHAR8 (&name)[16], const DDF_VD_ENTRY *ow
   return EFI_SUCCESS;
 }
 
-EFI_STATUS checkRoom(WORK *work, const DDF_NEW_VOLUME &wanted) {
+EFI_STATUS checkRoom(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted) {
   if (wanted.diskCount > lead(work).header.maxElements) {
     return refuse(work->writer, EFI_VOLUME_FULL, DDF_NONE, "the set's records have no room for so many members");
   }

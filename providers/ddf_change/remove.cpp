@@ -1,11 +1,11 @@
-// Deleting volumes and sets: first the records from all disks, then the entry.
+// Deleting virtual disks and sets: first the records from all disks, then the entry.
 
 #include "providers/ddf_change/work.h"
 
-// --- What a volume has on a disk ---
+// --- What a virtual disk has on a disk ---
 
-// Without its last volume a spare record goes, too: the disk is no spare any more.
-static bool dropFromSpare(const DDF_COPY &copy, const DDF_GUID &volume) {
+// Without its last virtual disk a spare record goes, too: the disk is no spare any more.
+static bool dropFromSpare(const DDF_COPY &copy, const DDF_GUID &virtualDisk) {
   DDF_SPARE_RECORD *record = findSpareRecord(copy);
   if (record == nullptr) {
     return false;
@@ -14,7 +14,7 @@ static bool dropFromSpare(const DDF_COPY &copy, const DDF_GUID &volume) {
   UINTN count = record->entries < room ? UINTN{record->entries} : room, kept = 0;
   DDF_SPARE_ENTRY *entries = reinterpret_cast<DDF_SPARE_ENTRY *>(record + 1);
   for (UINTN i = 0; i < count; i++) {
-    if (!ddfSameGuid(entries[i].guid, volume)) {
+    if (!ddfSameGuid(entries[i].guid, virtualDisk)) {
       entries[kept++] = entries[i];
     }
   }
@@ -29,73 +29,73 @@ static bool dropFromSpare(const DDF_COPY &copy, const DDF_GUID &volume) {
   return true;
 }
 
-static bool dropRecord(const DDF_COPY &copy, const DDF_GUID &volume) {
-  DDF_RECORD *record = findRecord(copy, volume);
+static bool dropRecord(const DDF_COPY &copy, const DDF_GUID &virtualDisk) {
+  DDF_RECORD *record = findRecord(copy, virtualDisk);
   if (record != nullptr) {
     freeSlot(copy, record);
   }
   return record != nullptr;
 }
 
-static EFI_STATUS writeWithoutRecords(WORK *work, const DDF_GUID &volume) {
+static EFI_STATUS writeWithoutRecords(WORK *work, const DDF_GUID &virtualDisk) {
   bool changed = false;
   for (UINT32 i = 0; i < work->count; i++) {
-    changed = dropRecord(work->disks[i].copy, volume) || changed;
-    changed = dropFromSpare(work->disks[i].copy, volume) || changed;
+    changed = dropRecord(work->disks[i].copy, virtualDisk) || changed;
+    changed = dropFromSpare(work->disks[i].copy, virtualDisk) || changed;
   }
   return changed ? writeStep(work) : EFI_SUCCESS;
 }
 
 // --- Lists ---
 
-static void dropEntry(WORK *work, const DDF_GUID &volume) {
-  DDF_VD_ENTRY *entry = findVolumeEntry(lead(work), volume);
+static void dropEntry(WORK *work, const DDF_GUID &virtualDisk) {
+  DDF_VD_ENTRY *entry = findVirtualDiskEntry(lead(work), virtualDisk);
   if (entry != nullptr) {
     __builtin_memset(entry, 0xFF, sizeof(*entry));
   }
   for (UINT32 i = 0; i < work->count; i++) {
-    ddfNoteDeleted(work->disks[i].copy, volume);
+    ddfNoteDeleted(work->disks[i].copy, virtualDisk);
   }
 }
 
-// Disks without a part in another volume are no members, those without a record of what they are for no spares.
-static void renewTypes(WORK *work, UINT32 volume) {
+// Disks without a part in another virtual disk are no members, those without a record of what they are for no spares.
+static void renewTypes(WORK *work, UINT32 virtualDisk) {
   const DDF_SET &set = *work->set;
   for (UINT32 i = 0; i < set.pdCount; i++) {
     const DDF_PD &pd = set.pds[i];
     DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), i);
     bool member = false;
     for (UINT32 j = 0; j < pd.partCount && !member; j++) {
-      member = pd.parts[j].volume != volume;
+      member = pd.parts[j].virtualDisk != virtualDisk;
     }
     UINT32 type = entry->type;
     type = member ? type : type & ~UINT32{DDF_PD_MEMBER};
     UINT32 place = pd.disk != DDF_NONE ? work->places[pd.disk] : DDF_NONE;
-    bool forNone =
-        pd.spare == DDF_SPARE_FOR_VOLUMES && place < work->count && findSpareRecord(work->disks[place].copy) == nullptr;
+    bool forNone = pd.spare == DDF_SPARE_FOR_VIRTUAL_DISKS && place < work->count &&
+                   findSpareRecord(work->disks[place].copy) == nullptr;
     entry->type = static_cast<UINT16>(forNone ? type & ~UINT32{DDF_PD_SPARE} : type);
   }
 }
 
 // --- Changes ---
 
-static EFI_STATUS removeVolume(WORK *work, const DDF_GUID &volume) {
-  EFI_STATUS status = evictLost(work, &volume);
+static EFI_STATUS removeVirtualDisk(WORK *work, const DDF_GUID &virtualDisk) {
+  EFI_STATUS status = evictLost(work, &virtualDisk);
   if (!EFI_ERROR(status)) {
-    status = writeWithoutRecords(work, volume);
+    status = writeWithoutRecords(work, virtualDisk);
   }
   if (!EFI_ERROR(status)) {
-    dropEntry(work, volume);
+    dropEntry(work, virtualDisk);
   }
   return status;
 }
 
-EFI_STATUS ddfDeleteVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume) {
+EFI_STATUS ddfDeleteVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDisk) {
   EFI_STATUS status = checkTarget(writer, set, FOREIGN_REFUSED);
   if (EFI_ERROR(status)) {
     return status;
   }
-  if (volume >= writer->model->sets[set].volumeCount) {
+  if (virtualDisk >= writer->model->sets[set].virtualDiskCount) {
     return EFI_INVALID_PARAMETER;
   }
   WORK work;
@@ -104,23 +104,23 @@ EFI_STATUS ddfDeleteVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume) {
     status = beginWriting(&work);
   }
   if (!EFI_ERROR(status)) {
-    status = removeVolume(&work, writer->model->sets[set].volumes[volume].entry->guid);
+    status = removeVirtualDisk(&work, writer->model->sets[set].virtualDisks[virtualDisk].entry->guid);
   }
   if (!EFI_ERROR(status)) {
-    renewTypes(&work, volume);
+    renewTypes(&work, virtualDisk);
     status = writeLeaving(&work, LEAVE_UNUSED);
   }
   closeWork(&work);
   return status;
 }
 
-// The last volume's entry goes with the step in which the disks leave.
+// The last virtual disk's entry goes with the step in which the disks leave.
 static EFI_STATUS removeAll(WORK *work) {
   const DDF_SET &set = *work->set;
   EFI_STATUS status = EFI_SUCCESS;
-  for (UINT32 i = 0; i < set.volumeCount && !EFI_ERROR(status); i++) {
-    status = removeVolume(work, set.volumes[i].entry->guid);
-    if (!EFI_ERROR(status) && i + 1 < set.volumeCount) {
+  for (UINT32 i = 0; i < set.virtualDiskCount && !EFI_ERROR(status); i++) {
+    status = removeVirtualDisk(work, set.virtualDisks[i].entry->guid);
+    if (!EFI_ERROR(status) && i + 1 < set.virtualDiskCount) {
       status = writeStep(work);
     }
   }

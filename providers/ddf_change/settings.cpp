@@ -1,4 +1,4 @@
-// Changes that need one step: settings of a volume, a disk that failed, whose set it is, the vendor's data.
+// Changes that need one step: settings of a virtual disk, a disk that failed, whose set it is, the vendor's data.
 
 #include "providers/ddf_change/place.h"
 
@@ -25,11 +25,11 @@ static EFI_STATUS prepareNothing(WORK *) {
   return EFI_SUCCESS;
 }
 
-// --- A volume's settings ---
+// --- A virtual disk's settings ---
 
-static void setCache(WORK *work, const DDF_GUID &volume, UINT8 cache) {
+static void setCache(WORK *work, const DDF_GUID &virtualDisk, UINT8 cache) {
   for (UINT32 i = 0; i < work->count; i++) {
-    DDF_RECORD *record = findRecord(work->disks[i].copy, volume);
+    DDF_RECORD *record = findRecord(work->disks[i].copy, virtualDisk);
     if (record != nullptr) {
       record->cache[sizeof(record->cache) - 1] = cache;
       record->sequence = record->sequence + 1;
@@ -38,8 +38,8 @@ static void setCache(WORK *work, const DDF_GUID &volume, UINT8 cache) {
   }
 }
 
-static void editVolume(WORK *work, const DDF_GUID &volume, const DDF_VOLUME_SETTINGS &settings) {
-  DDF_VD_ENTRY *entry = findVolumeEntry(lead(work), volume);
+static void editVirtualDisk(WORK *work, const DDF_GUID &virtualDisk, const DDF_VIRTUAL_DISK_SETTINGS &settings) {
+  DDF_VD_ENTRY *entry = findVirtualDiskEntry(lead(work), virtualDisk);
   if ((settings.which & DDF_SET_NAME) != 0) {
     copyBytes(entry->name, settings.name, sizeof(entry->name));
   }
@@ -48,33 +48,34 @@ static void editVolume(WORK *work, const DDF_GUID &volume, const DDF_VOLUME_SETT
     entry->init = static_cast<UINT8>((entry->init & OTHER_BITS) | settings.access << DDF_ACCESS_SHIFT);
   }
   if ((settings.which & DDF_SET_CACHE) != 0) {
-    setCache(work, volume, settings.cache);
+    setCache(work, virtualDisk, settings.cache);
   }
 }
 
 // The entry and the records change together on a disk that has a record.
-static void putFirstWithRecord(WORK *work, const DDF_GUID &volume) {
+static void putFirstWithRecord(WORK *work, const DDF_GUID &virtualDisk) {
   for (UINT32 i = 0; i < work->count; i++) {
-    if (findRecord(work->disks[i].copy, volume) != nullptr) {
+    if (findRecord(work->disks[i].copy, virtualDisk) != nullptr) {
       putFirst(work, i);
       return;
     }
   }
 }
 
-EFI_STATUS ddfChangeVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume, const DDF_VOLUME_SETTINGS &settings) {
+EFI_STATUS ddfChangeVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDisk,
+                                const DDF_VIRTUAL_DISK_SETTINGS &settings) {
   EFI_STATUS status = checkTarget(writer, set, FOREIGN_REFUSED);
   if (EFI_ERROR(status)) {
     return status;
   }
   bool access = (settings.which & DDF_SET_ACCESS) != 0;
-  if (volume >= writer->model->sets[set].volumeCount ||
+  if (virtualDisk >= writer->model->sets[set].virtualDiskCount ||
       (access && (settings.access == 1 || settings.access > DDF_BLOCKED))) {
     return EFI_INVALID_PARAMETER;
   }
-  const DDF_GUID &guid = writer->model->sets[set].volumes[volume].entry->guid;
+  const DDF_GUID &guid = writer->model->sets[set].virtualDisks[virtualDisk].entry->guid;
   auto prepare = [&](WORK *work) {
-    const DDF_VD_ENTRY *entry = findVolumeEntry(lead(work), guid);
+    const DDF_VD_ENTRY *entry = findVirtualDiskEntry(lead(work), guid);
     if (entry == nullptr) {
       return refuse(writer, EFI_INVALID_PARAMETER, DDF_NONE, "the volume was never finished");
     }
@@ -82,7 +83,7 @@ EFI_STATUS ddfChangeVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume, const 
   };
   return inOneStep(writer, set, DDF_NONE, prepare, [&](WORK *work) {
     putFirstWithRecord(work, guid);
-    editVolume(work, guid, settings);
+    editVirtualDisk(work, guid, settings);
   });
 }
 
@@ -90,20 +91,20 @@ EFI_STATUS ddfChangeVolume(DDF_WRITER *writer, UINT32 set, UINT32 volume, const 
 
 static UINT32 mostMembers(const DDF_SET &set) {
   UINT32 most = 0;
-  for (UINT32 i = 0; i < set.volumeCount; i++) {
-    most = set.volumes[i].memberCount > most ? set.volumes[i].memberCount : most;
+  for (UINT32 i = 0; i < set.virtualDiskCount; i++) {
+    most = set.virtualDisks[i].memberCount > most ? set.virtualDisks[i].memberCount : most;
   }
   return most;
 }
 
-// members has room for those of any volume.
-static DDF_VD_STATE stateWithout(DDF_VOLUME volume, UINT32 pd, DDF_MEMBER *members) {
-  copyBytes(members, volume.members, sizeof(*members) * volume.memberCount);
-  for (UINT32 i = 0; i < volume.memberCount; i++) {
+// members has room for those of any virtual disk.
+static DDF_VD_STATE stateWithout(DDF_VIRTUAL_DISK virtualDisk, UINT32 pd, DDF_MEMBER *members) {
+  copyBytes(members, virtualDisk.members, sizeof(*members) * virtualDisk.memberCount);
+  for (UINT32 i = 0; i < virtualDisk.memberCount; i++) {
     members[i].state = members[i].pd == pd ? DDF_MEMBER_FAILED : members[i].state;
   }
-  volume.members = members;
-  return ddfStateOfMembers(volume);
+  virtualDisk.members = members;
+  return ddfStateOfMembers(virtualDisk);
 }
 
 static void markFailed(WORK *work, UINT32 number, DDF_MEMBER *members) {
@@ -114,9 +115,10 @@ static void markFailed(WORK *work, UINT32 number, DDF_MEMBER *members) {
   entry->state = static_cast<UINT16>(state);
   entry->type = static_cast<UINT16>(entry->type & ~(DDF_PD_GLOBAL_SPARE | DDF_PD_SPARE));
   for (UINT32 i = 0; i < pd.partCount; i++) {
-    const DDF_VOLUME &volume = work->set->volumes[pd.parts[i].volume];
-    DDF_VD_ENTRY *of = findVolumeEntry(lead(work), volume.entry->guid);
-    of->state = static_cast<UINT8>((of->state & ~UINT32{DDF_VD_STATE_BITS}) | stateWithout(volume, number, members));
+    const DDF_VIRTUAL_DISK &virtualDisk = work->set->virtualDisks[pd.parts[i].virtualDisk];
+    DDF_VD_ENTRY *of = findVirtualDiskEntry(lead(work), virtualDisk.entry->guid);
+    of->state =
+        static_cast<UINT8>((of->state & ~UINT32{DDF_VD_STATE_BITS}) | stateWithout(virtualDisk, number, members));
   }
 }
 

@@ -5,8 +5,8 @@
 struct SPARE_PLAN {
   UINT32 disk;
   DDF_SPARE_KIND kind;
-  const UINT32 *volumes;
-  UINT32 volumeCount;
+  const UINT32 *virtualDisks;
+  UINT32 virtualDiskCount;
 };
 
 // The last slot is where Linux puts its own.
@@ -33,11 +33,11 @@ static void fillSpareRecord(WORK *work, const SPARE_PLAN &plan, const DDF_COPY &
   record->signature = DDF_SPARE_SIGNATURE;
   record->time = work->writer->time;
   record->type = DDF_SPARE_DEDICATED;
-  record->entries = static_cast<UINT16>(plan.volumeCount);
+  record->entries = static_cast<UINT16>(plan.virtualDiskCount);
   record->maximum = static_cast<UINT16>(spareRoom(copy));
   DDF_SPARE_ENTRY *entries = reinterpret_cast<DDF_SPARE_ENTRY *>(record + 1);
-  for (UINT32 i = 0; i < plan.volumeCount; i++) {
-    entries[i].guid = work->set->volumes[plan.volumes[i]].entry->guid;
+  for (UINT32 i = 0; i < plan.virtualDiskCount; i++) {
+    entries[i].guid = work->set->virtualDisks[plan.virtualDisks[i]].entry->guid;
     entries[i].secondaryElement = 0;
   }
 }
@@ -62,16 +62,16 @@ static EFI_STATUS checkDisk(DDF_WRITER *writer, const SPARE_PLAN &plan, UINT32 *
   return works ? EFI_SUCCESS : refuse(writer, EFI_ACCESS_DENIED, plan.disk, "has failed");
 }
 
-static EFI_STATUS checkVolumes(WORK *work, const SPARE_PLAN &plan) {
-  for (UINT32 i = 0; i < plan.volumeCount; i++) {
-    UINT32 volume = plan.volumes[i];
-    if (volume >= work->set->volumeCount ||
-        findVolumeEntry(lead(work), work->set->volumes[volume].entry->guid) == nullptr) {
+static EFI_STATUS checkVirtualDisks(WORK *work, const SPARE_PLAN &plan) {
+  for (UINT32 i = 0; i < plan.virtualDiskCount; i++) {
+    UINT32 virtualDisk = plan.virtualDisks[i];
+    if (virtualDisk >= work->set->virtualDiskCount ||
+        findVirtualDiskEntry(lead(work), work->set->virtualDisks[virtualDisk].entry->guid) == nullptr) {
       return EFI_INVALID_PARAMETER;
     }
   }
   const DDF_COPY &copy = work->disks[work->places[plan.disk]].copy;
-  bool room = plan.volumeCount <= spareRoom(copy) && findSpareSlot(copy) != nullptr;
+  bool room = plan.virtualDiskCount <= spareRoom(copy) && findSpareSlot(copy) != nullptr;
   return room ? EFI_SUCCESS : refuse(work->writer, EFI_VOLUME_FULL, plan.disk, "has no room for a spare's record");
 }
 
@@ -90,7 +90,7 @@ static EFI_STATUS writeSpare(WORK *work, const SPARE_PLAN &plan) {
   }
   DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), pd);
   entry->type = static_cast<UINT16>((entry->type & ~SPARE_BITS) | BITS[plan.kind]);
-  if (plan.kind == DDF_SPARE_FOR_VOLUMES && !joins) {
+  if (plan.kind == DDF_SPARE_FOR_VIRTUAL_DISKS && !joins) {
     fillSpareRecord(work, plan, lead(work));
   } else if (joins) {
     return writeStep(work);
@@ -104,10 +104,10 @@ static EFI_STATUS writeSpare(WORK *work, const SPARE_PLAN &plan) {
 static EFI_STATUS changeSpare(WORK *work, const SPARE_PLAN &plan) {
   bool joins = work->writer->model->disks[plan.disk].kind != DDF_DISK_MEMBER;
   EFI_STATUS status = joins ? joinDisks(work, &plan.disk, 1) : EFI_SUCCESS;
-  if (!EFI_ERROR(status) && plan.kind == DDF_SPARE_FOR_VOLUMES) {
-    status = checkVolumes(work, plan);
+  if (!EFI_ERROR(status) && plan.kind == DDF_SPARE_FOR_VIRTUAL_DISKS) {
+    status = checkVirtualDisks(work, plan);
   }
-  if (!EFI_ERROR(status) && plan.kind == DDF_SPARE_FOR_VOLUMES && joins) {
+  if (!EFI_ERROR(status) && plan.kind == DDF_SPARE_FOR_VIRTUAL_DISKS && joins) {
     fillSpareRecord(work, plan, work->disks[work->places[plan.disk]].copy);
   }
   if (!EFI_ERROR(status)) {
@@ -116,18 +116,18 @@ static EFI_STATUS changeSpare(WORK *work, const SPARE_PLAN &plan) {
   return EFI_ERROR(status) ? status : writeSpare(work, plan);
 }
 
-EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, DDF_SPARE_KIND kind, const UINT32 *volumes,
-                       UINT32 volumeCount) {
+EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, DDF_SPARE_KIND kind, const UINT32 *virtualDisks,
+                       UINT32 virtualDiskCount) {
   writer->trouble = {DDF_NONE, nullptr};
   const DDF_MODEL &model = *writer->model;
   if (disk >= model.diskCount || (set != DDF_NONE && set >= model.setCount) ||
-      (kind == DDF_SPARE_FOR_VOLUMES && volumeCount == 0)) {
+      (kind == DDF_SPARE_FOR_VIRTUAL_DISKS && virtualDiskCount == 0)) {
     return EFI_INVALID_PARAMETER;
   }
   if (kind == DDF_NO_SPARE && isOutside(model, disk)) {
     return EFI_SUCCESS;
   }
-  SPARE_PLAN plan = {disk, kind, volumes, volumeCount};
+  SPARE_PLAN plan = {disk, kind, virtualDisks, virtualDiskCount};
   EFI_STATUS status = checkDisk(writer, plan, &set);
   if (!EFI_ERROR(status)) {
     status = checkTarget(writer, set, FOREIGN_REFUSED);

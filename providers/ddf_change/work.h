@@ -56,21 +56,21 @@ EFI_STATUS beginWriting(WORK *work);
 // Writes the copies as they are now to all disks that do not leave.
 EFI_STATUS writeStep(WORK *work);
 
-// Take the anchor from a disk, be it one of the work or not; freeDisk since its volumes were deleted: it leaves the
-// mark of a free disk, if it can be made.
+// Take the anchor from a disk, be it one of the work or not; freeDisk since its virtual disks were deleted: it leaves
+// the mark of a free disk, if it can be made.
 EFI_STATUS zeroAnchor(DDF_WRITER *writer, UINT32 disk);
 EFI_STATUS freeDisk(DDF_WRITER *writer, UINT32 disk);
 EFI_STATUS writeFreeMark(DDF_WRITER *writer, UINT32 disk, const DDF_FREE_MARK &mark);
 
-// Takes the anchors from disks that are marked as failed and hold a record of a volume that is to be deleted, or from
-// all of these with null: they may not be written otherwise, and a record without an entry confuses Linux.
-EFI_STATUS evictLost(WORK *work, const DDF_GUID *volume);
+// Takes the anchors from disks that are marked as failed and hold a record of a virtual disk that is to be deleted, or
+// from all of these with null: they may not be written otherwise, and a record without an entry confuses Linux.
+EFI_STATUS evictLost(WORK *work, const DDF_GUID *virtualDisk);
 
 // The same for one of the set's pds.
 EFI_STATUS evictOne(WORK *work, UINT32 pd);
 
-// Lets disks leave: those that neither hold a part of a volume nor wait as a spare, all, or one of the set's pds. This
-// is a step, and the last one of a change. Nothing may have been removed from the list of physical disks before.
+// Lets disks leave: those that neither hold a part of a virtual disk nor wait as a spare, all, or one of the set's pds.
+// This is a step, and the last one of a change. Nothing may have been removed from the list of physical disks before.
 constexpr UINT32 LEAVE_UNUSED = 0xFFFFFFFF, LEAVE_ALL = 0xFFFFFFFE;
 EFI_STATUS writeLeaving(WORK *work, UINT32 who);
 
@@ -100,12 +100,12 @@ inline DDF_COPY &lead(WORK *work) {
 // the length of the list.
 void tidyList(DDF_COPY *copy, DDF_SECTION list);
 
-DDF_VD_ENTRY *findVolumeEntry(const DDF_COPY &copy, const DDF_GUID &guid);
+DDF_VD_ENTRY *findVirtualDiskEntry(const DDF_COPY &copy, const DDF_GUID &guid);
 DDF_RECORD *findRecord(const DDF_COPY &copy, const DDF_GUID &guid); // also among the records of a failed disk
 DDF_SPARE_RECORD *findSpareRecord(const DDF_COPY &copy);
 inline void freeSlot(const DDF_COPY &copy, void *slot) {
   __builtin_memset(slot, 0xFF, UINTN{copy.header.recordLength} * DDF_SECTOR);
 }
 
-// A GUID of this controller that is none of the set's volumes.
+// A GUID of this controller that is none of the set's virtual disks.
 DDF_GUID newGuid(const DDF_WRITER &writer);

@@ -112,55 +112,57 @@ static bool addDisks(POOL_ARRAY<FINDING> *findings, const GET_ANSWER &answer, DI
 
 // --- Virtual disks ---
 
-static UINT32 countMissing(const RAID_VD_RECORD &volume, const DISKS &disks) {
+static UINT32 countMissing(const RAID_VD_RECORD &virtualDisk, const DISKS &disks) {
   UINT32 missing = 0;
-  for (UINT32 i = 0; volume.PDs != nullptr && i < volume.PDCount; i++) {
-    UINT32 id = volume.PDs[i];
+  for (UINT32 i = 0; virtualDisk.PDs != nullptr && i < virtualDisk.PDCount; i++) {
+    UINT32 id = virtualDisk.PDs[i];
     UINTN at = countBefore(disks.Ids, disks.Count, [id](UINT32 other) { return other < id; });
     missing += at < disks.Count && disks.Ids[at] == id ? 0 : 1;
   }
   return missing;
 }
 
-static FINDING *addAboutVolume(POOL_ARRAY<FINDING> *findings, FINDING_KIND kind, const RAID_VD_RECORD &volume) {
+static FINDING *addAboutVirtualDisk(POOL_ARRAY<FINDING> *findings, FINDING_KIND kind,
+                                    const RAID_VD_RECORD &virtualDisk) {
   FINDING *finding = addFinding(findings, kind);
   if (finding != nullptr) {
-    finding->State = volume.State;
-    finding->RAIDLevel = volume.RAIDLevel;
-    setSubject(finding, volume.Name, volume.ObjectID);
+    finding->State = virtualDisk.State;
+    finding->RAIDLevel = virtualDisk.RAIDLevel;
+    setSubject(finding, virtualDisk.Name, virtualDisk.ObjectID);
   }
   return finding;
 }
 
-static bool addVolume(POOL_ARRAY<FINDING> *findings, const RAID_VD_RECORD &volume, UINT32 missing) {
-  bool well =
-      volume.State == RAID_STATE_ONLINE || volume.State == RAID_STATE_READY || volume.State == RAID_STATE_UNKNOWN;
-  if (!well && addAboutVolume(findings, FINDING_VOLUME, volume) == nullptr) {
+static bool addVirtualDisk(POOL_ARRAY<FINDING> *findings, const RAID_VD_RECORD &virtualDisk, UINT32 missing) {
+  bool well = virtualDisk.State == RAID_STATE_ONLINE || virtualDisk.State == RAID_STATE_READY ||
+              virtualDisk.State == RAID_STATE_UNKNOWN;
+  if (!well && addAboutVirtualDisk(findings, FINDING_VIRTUAL_DISK, virtualDisk) == nullptr) {
     return false;
   }
   if (missing == 0) {
     return true;
   }
-  FINDING *finding = addAboutVolume(findings, FINDING_MEMBERS, volume);
+  FINDING *finding = addAboutVirtualDisk(findings, FINDING_MEMBERS, virtualDisk);
   if (finding != nullptr) {
     finding->Number = missing;
-    finding->Of = volume.PDCount;
+    finding->Of = virtualDisk.PDCount;
   }
   return finding != nullptr;
 }
 
 // --- All of it ---
 
-static bool addAll(POOL_ARRAY<FINDING> *findings, const GET_ANSWER &volumes, const GET_ANSWER &disks, DISKS *known) {
-  if (!addSilence(findings, volumes) || !addSilence(findings, disks)) {
+static bool addAll(POOL_ARRAY<FINDING> *findings, const GET_ANSWER &virtualDisks, const GET_ANSWER &disks,
+                   DISKS *known) {
+  if (!addSilence(findings, virtualDisks) || !addSilence(findings, disks)) {
     return false;
   }
   POOL_ARRAY<FINDING> aboutDisks = {}; // virtual disks come first
   bool added = addDisks(&aboutDisks, disks, known);
-  const RAID_VD_RECORD *records = static_cast<const RAID_VD_RECORD *>(volumes.Result.Data);
+  const RAID_VD_RECORD *records = static_cast<const RAID_VD_RECORD *>(virtualDisks.Result.Data);
   bool unread = EFI_ERROR(disks.Status) && disks.Status != EFI_NOT_FOUND;
-  for (UINT32 i = 0; added && i < volumes.Count; i++) {
-    added = addVolume(findings, records[i], unread ? 0 : countMissing(records[i], *known));
+  for (UINT32 i = 0; added && i < virtualDisks.Count; i++) {
+    added = addVirtualDisk(findings, records[i], unread ? 0 : countMissing(records[i], *known));
   }
   added = added && arrayReserve(*findings, aboutDisks.count);
   for (UINT32 i = 0; added && i < aboutDisks.count; i++) {
@@ -171,13 +173,13 @@ static bool addAll(POOL_ARRAY<FINDING> *findings, const GET_ANSWER &volumes, con
 }
 
 EFI_STATUS findFaults(RAID_MGMT_PROTOCOL *mgmt, POOL_ARRAY<FINDING> *findings) {
-  GET_ANSWER volumes = getAll(mgmt, RAID_OBJECT_VIRTUAL_DISK);
+  GET_ANSWER virtualDisks = getAll(mgmt, RAID_OBJECT_VIRTUAL_DISK);
   GET_ANSWER disks = getAll(mgmt, RAID_OBJECT_PHYSICAL_DISK);
   DISKS known = {};
-  bool added = addAll(findings, volumes, disks, &known);
+  bool added = addAll(findings, virtualDisks, disks, &known);
   poolFree(known.Ids);
   giveBack(mgmt, disks);
-  giveBack(mgmt, volumes);
+  giveBack(mgmt, virtualDisks);
   return added ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 

@@ -6,7 +6,7 @@
 
 enum FINDING_KIND : UINT8 {
   FINDING_SILENT,        // the controller failed a Get; Number: the status
-  FINDING_VOLUME,        // a virtual disk in State
+  FINDING_VIRTUAL_DISK,  // a virtual disk in State
   FINDING_MEMBERS,       // Number of the Of members of a virtual disk are not there
   FINDING_DISK,          // a disk with a name, in State
   FINDING_NAMELESS_DISK, // one whose Subject is its id

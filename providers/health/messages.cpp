@@ -72,7 +72,7 @@ static UINTN EFIAPI writeText(CHAR16 *buffer, const CHAR16 *format, ...) {
 static UINTN describe(const LANGUAGE &language, const FINDING &finding, CHAR16 *buffer) {
   const CHAR16 *format = language.Formats[finding.Kind];
   switch (finding.Kind) {
-  case FINDING_VOLUME:
+  case FINDING_VIRTUAL_DISK:
     return writeText(buffer, format, finding.Subject, levelWord(finding.RAIDLevel), stateWord(language, finding.State));
   case FINDING_MEMBERS:
     return writeText(buffer, format, finding.Subject, levelWord(finding.RAIDLevel), finding.Number, finding.Of);

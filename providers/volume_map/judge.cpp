@@ -5,7 +5,7 @@
 
 namespace volume_map {
 
-static bool isParity(DDF_VOLUME_LEVEL level) {
+static bool isParity(DDF_VIRTUAL_DISK_LEVEL level) {
   return level == DDF_LEVEL_4 || level == DDF_LEVEL_5 || level == DDF_LEVEL_6;
 }
 
@@ -34,7 +34,7 @@ static const CHAR8 *whyBarredByEntry(const DDF_SET &set, const DDF_VD_ENTRY &ent
 }
 
 // Linux reads level 11 with qualifier 1 otherwise than its name says, so that nobody can tell what its maker meant.
-static const CHAR8 *whyBarredByRecord(const DDF_VOLUME &volume) {
+static const CHAR8 *whyBarredByRecord(const DDF_VIRTUAL_DISK &volume) {
   if (volume.fault.what != nullptr) {
     return volume.fault.what;
   }
@@ -51,7 +51,7 @@ static const CHAR8 *whyBarredByRecord(const DDF_VOLUME &volume) {
   return !hasStrips || volume.memberBlocks == 0 ? "Linux takes no strips of that size" : nullptr;
 }
 
-static const CHAR8 *whyBarredByMembers(const DDF_VOLUME &volume) {
+static const CHAR8 *whyBarredByMembers(const DDF_VIRTUAL_DISK &volume) {
   for (UINT32 i = 0; i < volume.memberCount; ++i) {
     switch (volume.members[i].state) {
     case DDF_MEMBER_OUTSIDE:
@@ -69,13 +69,13 @@ static const CHAR8 *whyBarredByMembers(const DDF_VOLUME &volume) {
 
 // A disk that is being rebuilt holds the volume up to a point that nobody has noted; but the bit is the disk's, so that
 // other volumes on it are not concerned.
-static bool isGood(const DDF_VOLUME &volume, const DDF_MEMBER &member) {
+static bool isGood(const DDF_VIRTUAL_DISK &volume, const DDF_MEMBER &member) {
   bool rebuilds = volume.level != DDF_LEVEL_0 && (volume.entry->state & DDF_VD_STATE_BITS) != DDF_VD_OPTIMAL;
   return member.state == DDF_MEMBER_GOOD || (member.state == DDF_MEMBER_REBUILDING && !rebuilds);
 }
 
 // Whether a member may come yet that would be read.
-static bool isAwaited(const DDF_SET &set, const DDF_VOLUME &volume, UINT32 member) {
+static bool isAwaited(const DDF_SET &set, const DDF_VIRTUAL_DISK &volume, UINT32 member) {
   const DDF_MEMBER &found = volume.members[member];
   if (found.state == DDF_MEMBER_UNKNOWN) {
     return volume.records[member / volume.spanMembers] == nullptr; // with its span's record
@@ -84,7 +84,7 @@ static bool isAwaited(const DDF_SET &set, const DDF_VOLUME &volume, UINT32 membe
   return found.state == DDF_MEMBER_MISSING && (set.pds[found.pd].entry->state & gone) == 0;
 }
 
-static void fillMap(const DDF_SET &set, const DDF_VOLUME &volume, Map *map) {
+static void fillMap(const DDF_SET &set, const DDF_VIRTUAL_DISK &volume, Map *map) {
   const DDF_VD_ENTRY &entry = *volume.entry;
   *map = {};
   map->level = volume.level;
@@ -143,7 +143,7 @@ bool isReadable(const Map &map) {
 // --- Halves that ran apart ---
 
 // Takes the members that a disk's own list calls failed out of the map; whether there were any that were read.
-static bool takeOut(const DDF_SET &set, const DDF_VOLUME &volume, const DDF_COPY &copy, Map *map) {
+static bool takeOut(const DDF_SET &set, const DDF_VIRTUAL_DISK &volume, const DDF_COPY &copy, Map *map) {
   bool any = false;
   UINT32 capacity = ddfPdCapacity(copy);
   for (UINT32 at = 0; at < capacity; ++at) {
@@ -162,7 +162,7 @@ static bool takeOut(const DDF_SET &set, const DDF_VOLUME &volume, const DDF_COPY
   return any;
 }
 
-static bool isMember(const DDF_VOLUME &volume, UINT32 pd) {
+static bool isMember(const DDF_VIRTUAL_DISK &volume, UINT32 pd) {
   for (UINT32 i = 0; i < volume.memberCount; ++i) {
     if (volume.members[i].pd == pd) {
       return true;
@@ -173,7 +173,7 @@ static bool isMember(const DDF_VOLUME &volume, UINT32 pd) {
 
 // Whether a disk that is there had a part of the volume and is not read, since its set goes on without it: it is none
 // of the set's any more, or marked as lost.
-static bool isLeftBehind(const DDF_SET &set, const DDF_VOLUME &volume, const DDF_DISK &disk) {
+static bool isLeftBehind(const DDF_SET &set, const DDF_VIRTUAL_DISK &volume, const DDF_DISK &disk) {
   if (disk.pd == DDF_NONE || (disk.kind != DDF_DISK_STALE && disk.kind != DDF_DISK_MEMBER)) {
     return false;
   }
@@ -183,7 +183,7 @@ static bool isLeftBehind(const DDF_SET &set, const DDF_VOLUME &volume, const DDF
 
 // A disk that failed says nothing about the others' failures: it was not there any more. One that does was used after
 // it had left the others, and where these could not do without both, each side went on alone.
-static bool ranApart(const DDF_MODEL &model, const DDF_SET &set, const DDF_VOLUME &volume, const Map &map) {
+static bool ranApart(const DDF_MODEL &model, const DDF_SET &set, const DDF_VIRTUAL_DISK &volume, const Map &map) {
   for (UINT32 i = 0; i < model.diskCount; ++i) {
     const DDF_DISK &disk = model.disks[i];
     if (disk.set != static_cast<UINT32>(&set - model.sets) || !isLeftBehind(set, volume, disk)) {
@@ -199,7 +199,7 @@ static bool ranApart(const DDF_MODEL &model, const DDF_SET &set, const DDF_VOLUM
 
 // --- The judgement ---
 
-Judgement judge(const DDF_MODEL &model, const DDF_SET &set, const DDF_VOLUME &volume, Map *map) {
+Judgement judge(const DDF_MODEL &model, const DDF_SET &set, const DDF_VIRTUAL_DISK &volume, Map *map) {
   const CHAR8 *why = whyBarredByEntry(set, *volume.entry);
   why = why != nullptr ? why : whyBarredByRecord(volume);
   why = why != nullptr ? why : whyBarredByMembers(volume);

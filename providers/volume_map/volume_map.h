@@ -18,7 +18,7 @@ struct Member {
 
 // How a volume lies on its members; all that reading takes.
 struct Map {
-  DDF_VOLUME_LEVEL level;
+  DDF_VIRTUAL_DISK_LEVEL level;
   UINT8 qualifier;
   bool parityHolds; // redundancy was built, and nothing happened to it
   UINT32 copies;    // of level 1 and 10
@@ -41,7 +41,7 @@ struct Judgement {
 };
 
 // Judges a volume of the model's set, and fills the map, which counts for degraded and ready ones.
-Judgement judge(const DDF_MODEL &model, const DDF_SET &set, const DDF_VOLUME &volume, Map *map);
+Judgement judge(const DDF_MODEL &model, const DDF_SET &set, const DDF_VIRTUAL_DISK &volume, Map *map);
 
 // Whether the members that are readable are enough.
 bool isReadable(const Map &map);

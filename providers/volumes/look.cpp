@@ -9,7 +9,7 @@ namespace volumes {
 
 // --- One volume ---
 
-static const CHAR8 *levelName(DDF_VOLUME_LEVEL level) {
+static const CHAR8 *levelName(DDF_VIRTUAL_DISK_LEVEL level) {
   switch (level) {
   case DDF_LEVEL_0:
     return " (RAID 0)";
@@ -30,7 +30,7 @@ static const CHAR8 *levelName(DDF_VOLUME_LEVEL level) {
   return "";
 }
 
-static void makeName(const DDF_VOLUME &found, Volume *volume) {
+static void makeName(const DDF_VIRTUAL_DISK &found, Volume *volume) {
   const CHAR8 *name = found.name[0] != 0 ? found.name : "Volume";
   UINTN length = textWiden(volume->name, name, sizeof(found.name));
   textWiden(volume->name + length, levelName(found.level), sizeof(" (RAID 10)"));
@@ -78,7 +78,7 @@ static void showOrRenew(Volume *volume, const volume_map::Map &map, Disk *const 
 }
 
 // False without memory.
-static bool treat(const DDF_MODEL &model, const DDF_SET &set, const DDF_VOLUME &found, Disk *const *disks,
+static bool treat(const DDF_MODEL &model, const DDF_SET &set, const DDF_VIRTUAL_DISK &found, Disk *const *disks,
                   Patience patience) {
   Volume *volume = knownVolume(found.entry->guid);
   if (volume == nullptr) {
@@ -149,8 +149,8 @@ static EFI_STATUS treatModel(const DDF_MODEL &model, Disk *const *disks, const D
   noteSets(model, disks);
   for (UINT32 i = 0; i < model.setCount; ++i) {
     const DDF_SET &set = model.sets[i];
-    for (UINT32 j = 0; j < set.volumeCount; ++j) {
-      if (!treat(model, set, set.volumes[j], disks, patience)) {
+    for (UINT32 j = 0; j < set.virtualDiskCount; ++j) {
+      if (!treat(model, set, set.virtualDisks[j], disks, patience)) {
         return EFI_OUT_OF_RESOURCES;
       }
     }

@@ -18,13 +18,13 @@
 #include "tests/support/paths.h"
 
 // A front that appends all that is written to a text.
-inline XYL_HOST hostInto(std::string &text) {
-  XYL_HOST host = {};
-  host.Context = &text;
-  host.WriteOut = host.WriteError = [](const XYL_HOST *to, const CHAR8 *part, UINTN length) {
+inline XYL_FRONT frontInto(std::string &text) {
+  XYL_FRONT front = {};
+  front.Context = &text;
+  front.WriteOut = front.WriteError = [](const XYL_FRONT *to, const CHAR8 *part, UINTN length) {
     static_cast<std::string *>(to->Context)->append(part, length);
   };
-  return host;
+  return front;
 }
 
 // What a command of the system's shell shows on a terminal, where each answer is typed when its question has come.

@@ -35,7 +35,7 @@ static EFI_STATUS readMember(void *context, UINT32 member, UINT64 block, UINTN c
 }
 
 // Empty when it is refused.
-static BYTES readVolume(const DDF_MODEL &model, const DDF_SET &set, const DDF_VOLUME &volume) {
+static BYTES readVolume(const DDF_MODEL &model, const DDF_SET &set, const DDF_VIRTUAL_DISK &volume) {
   volume_map::Map map = {};
   volume_map::Judgement judgement = volume_map::judge(model, set, volume, &map);
   if (judgement.why != nullptr) {
@@ -57,8 +57,8 @@ struct COUNTS {
 static void compare(const DDF_MODEL &model, std::map<std::string, COUNTS> &volumes) {
   for (UINT32 i = 0; i < model.setCount; ++i) {
     const DDF_SET &set = model.sets[i];
-    for (UINT32 j = 0; j < set.volumeCount; ++j) {
-      const DDF_VOLUME &volume = set.volumes[j];
+    for (UINT32 j = 0; j < set.virtualDiskCount; ++j) {
+      const DDF_VIRTUAL_DISK &volume = set.virtualDisks[j];
       COUNTS &counts = volumes[volume.name];
       BYTES bytes = readVolume(model, set, volume);
       bool allowed = ddfStateOfMembers(volume) != DDF_VD_FAILED;

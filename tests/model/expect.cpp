@@ -103,15 +103,15 @@ using REFERENCES = std::map<UINT32, UINT32>;
 
 static void resolve(const REFERENCES &references, COMMAND *command) {
   SPARE *spare = std::get_if<SPARE>(&command->payload);
-  for (size_t i = 0; spare != nullptr && !command->ids.empty() && i < spare->volumes.size(); ++i) {
-    auto known = references.find(spare->volumes[i]);
-    if ((spare->volumes[i] & 0x0FF00000) != 0 && known != references.end()) {
-      spare->volumes[i] = known->second;
+  for (size_t i = 0; spare != nullptr && !command->ids.empty() && i < spare->virtualDisks.size(); ++i) {
+    auto known = references.find(spare->virtualDisks[i]);
+    if ((spare->virtualDisks[i] & 0x0FF00000) != 0 && known != references.end()) {
+      spare->virtualDisks[i] = known->second;
     }
   }
 }
 
-static IDS volumeIds(WIRE &wire, EFI_STATUS *status) {
+static IDS virtualDiskIds(WIRE &wire, EFI_STATUS *status) {
   bool hasData = false;
   *status = get(wire, RAID_OBJECT_VIRTUAL_DISK, &hasData);
   IDS ids;
@@ -124,12 +124,12 @@ static IDS volumeIds(WIRE &wire, EFI_STATUS *status) {
 // A Create is told by the lists before and after it; when the second cannot be read, it counts as failed.
 static EFI_STATUS sendCreate(WIRE &wire, const COMMAND &command, REFERENCES *references) {
   EFI_STATUS status = EFI_SUCCESS;
-  IDS before = volumeIds(wire, &status);
+  IDS before = virtualDiskIds(wire, &status);
   status = wire.send(command);
   if (EFI_ERROR(status)) {
     return status;
   }
-  IDS after = volumeIds(wire, &status);
+  IDS after = virtualDiskIds(wire, &status);
   auto created = std::find_if(after.begin(), after.end(), [&](UINT32 id) { return !contains(before, id); });
   auto *wanted = std::get_if<SIM_VIRTUAL_DISK>(&command.payload);
   if (after.size() == before.size() + 1 && created != after.end() && wanted != nullptr) {
@@ -163,9 +163,9 @@ static EFI_STATUS runMethods(WIRE &wire) {
     }
     resolve(references, &command);
     bool isKey = command.command == RAID_COMMAND_LOCK || command.command == RAID_COMMAND_REKEY;
-    bool isVolume = command.objectType == RAID_OBJECT_VIRTUAL_DISK;
-    command.revision = isKey ? 3 : isVolume || command.objectType == RAID_OBJECT_ADAPTER ? 2 : command.revision;
-    bool creates = isVolume && command.command == RAID_COMMAND_CREATE;
+    bool isVirtualDisk = command.objectType == RAID_OBJECT_VIRTUAL_DISK;
+    command.revision = isKey ? 3 : isVirtualDisk || command.objectType == RAID_OBJECT_ADAPTER ? 2 : command.revision;
+    bool creates = isVirtualDisk && command.command == RAID_COMMAND_CREATE;
     EFI_STATUS status = creates ? sendCreate(wire, command, &references) : wire.send(command);
     wire.note(operationName(command.command), status);
     if (EFI_ERROR(status)) {
@@ -242,7 +242,7 @@ static EFI_STATUS clearAll(WIRE &wire, bool hadKey) {
   return status;
 }
 
-// The disk that stands in for a member. Ids stay 0 without a map; *status tells why a volume cannot be created.
+// The disk that stands in for a member. Ids stay 0 without a map; *status tells why a virtual disk cannot be created.
 static UINT32 standInFor(const WIRE &wire, const MAP &map, UINT32 member, EFI_STATUS *status) {
   for (size_t i = 0; i < map.size(); ++i) {
     if (wire.call.saved->state.disks.items[i].record.ObjectID == member) {
@@ -255,14 +255,14 @@ static UINT32 standInFor(const WIRE &wire, const MAP &map, UINT32 member, EFI_ST
 }
 
 // Only a member that is none of the saved disks ends the restore.
-static EFI_STATUS createVolumes(WIRE &wire, const MAP &map) {
-  for (SIM_VIRTUAL_DISK volume : wire.call.saved->state.virtualDisks.items) {
-    bool impossible = (volume.record.Attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0 &&
+static EFI_STATUS createVirtualDisks(WIRE &wire, const MAP &map) {
+  for (SIM_VIRTUAL_DISK virtualDisk : wire.call.saved->state.virtualDisks.items) {
+    bool impossible = (virtualDisk.record.Attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0 &&
                       (wire.state.adapter.record.Attributes & RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE) == 0;
     EFI_STATUS status = impossible ? EFI_UNSUPPORTED : EFI_SUCCESS;
     IDS members;
-    for (UINT32 i = 0; !impossible && i < volume.record.PDCount && status != EFI_INVALID_PARAMETER; ++i) {
-      members.push_back(standInFor(wire, map, volume.PDs[i], &status));
+    for (UINT32 i = 0; !impossible && i < virtualDisk.record.PDCount && status != EFI_INVALID_PARAMETER; ++i) {
+      members.push_back(standInFor(wire, map, virtualDisk.PDs[i], &status));
     }
     if (status == EFI_INVALID_PARAMETER) {
       return status;
@@ -271,8 +271,8 @@ static EFI_STATUS createVolumes(WIRE &wire, const MAP &map) {
       wire.note("CreateVD", status);
       continue;
     }
-    volume.record.Attributes &= ~RAID_VD_ATTRIBUTE_FDE;
-    wire.step("CreateVD", {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, members, volume});
+    virtualDisk.record.Attributes &= ~RAID_VD_ATTRIBUTE_FDE;
+    wire.step("CreateVD", {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, members, virtualDisk});
   }
   return EFI_SUCCESS;
 }
@@ -283,7 +283,7 @@ static EFI_STATUS createSpares(WIRE &wire, const MAP &map) {
     if (disk.record.Hotspare == 0 || !map[i].has_value()) {
       continue;
     }
-    // The volumes are those of the saved document, whatever ids they have now.
+    // The virtual disks are those of the saved document, whatever ids they have now.
     SPARE spare = {disk.record.Hotspare, listOf(disk)};
     EFI_STATUS status = wire.step("ChangePD", {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {*map[i]}, spare});
     if (EFI_ERROR(status) && wire.call.stopOnError) {
@@ -326,7 +326,7 @@ static EFI_STATUS restore(WIRE &wire) {
   }
   status = clearAll(wire, before.key.present);
   status = EFI_ERROR(status) ? status : changeSettings(wire);
-  status = EFI_ERROR(status) ? status : createVolumes(wire, map);
+  status = EFI_ERROR(status) ? status : createVirtualDisks(wire, map);
   return EFI_ERROR(status) ? status : createSpares(wire, map);
 }
 

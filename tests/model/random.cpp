@@ -115,20 +115,21 @@ void happen(SIM_CONTROLLER *sim, RANDOM &random) {
 // --- Saved documents ---
 
 // States that the document of no controller shows. Where there is no disk or virtual disk, what is done to it is lost.
-static void (*const g_distortions[])(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &volume, RANDOM &random) = {
+static void (*const g_distortions[])(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &virtualDisk,
+                                     RANDOM &random) = {
     [](auto sim, auto &, auto &, auto &) { sim->adapter.record.PCIID.DeviceID ^= 1; },
     [](auto, auto &disk, auto &, auto &) { disk.FQDD[0] = u'x'; }, // in no place
     [](auto sim, auto &disk, auto &, auto &) { disk.record.ObjectID = sim->disks.items[0].record.ObjectID; },
     [](auto, auto &disk, auto &, auto &) { disk.record.ObjectID = 1; }, // as a virtual disk has
-    [](auto, auto &, auto &volume, auto &) { volume.PDs[0] = UNKNOWN_DISK; },
+    [](auto, auto &, auto &virtualDisk, auto &) { virtualDisk.PDs[0] = UNKNOWN_DISK; },
     [](auto sim, auto &, auto &, auto &random) { // all of them spares
       std::for_each(sim->disks.items, sim->disks.items + sim->disks.count, [&](SIM_DISK &each) {
         each.record.Hotspare = static_cast<UINT8>(1 + random.below(2));
         each.VDs[each.record.VDCount++] = 1 + random.below(2);
       });
     },
-    [](auto, auto &, auto &volume, auto &) { volume.record.PDCount = 0; },
-    [](auto, auto &, auto &volume, auto &) { volume.record.Attributes |= RAID_VD_ATTRIBUTE_FDE; },
+    [](auto, auto &, auto &virtualDisk, auto &) { virtualDisk.record.PDCount = 0; },
+    [](auto, auto &, auto &virtualDisk, auto &) { virtualDisk.record.Attributes |= RAID_VD_ATTRIBUTE_FDE; },
     [](auto sim, auto &disk, auto &, auto &) {
       SIM_VIRTUAL_DISK *cache = arrayAppend(sim->virtualDisks);
       cache->record.RAIDLevelDesc = sim->adapter.RAIDLevelParams[0];
@@ -140,11 +141,12 @@ static void (*const g_distortions[])(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VI
 
 static void distort(SIM_CONTROLLER *sim, RANDOM &random) {
   SIM_DISK noDisk = {};
-  SIM_VIRTUAL_DISK noVolume = {};
-  UINT32 disks = sim->disks.count, volumes = sim->virtualDisks.count;
+  SIM_VIRTUAL_DISK noVirtualDisk = {};
+  UINT32 disks = sim->disks.count, virtualDisks = sim->virtualDisks.count;
   SIM_DISK &disk = disks == 0 ? noDisk : sim->disks.items[random.below(disks)];
-  SIM_VIRTUAL_DISK &volume = volumes == 0 ? noVolume : sim->virtualDisks.items[random.below(volumes)];
-  g_distortions[random.below(std::size(g_distortions))](sim, disk, volume, random);
+  SIM_VIRTUAL_DISK &virtualDisk =
+      virtualDisks == 0 ? noVirtualDisk : sim->virtualDisks.items[random.below(virtualDisks)];
+  g_distortions[random.below(std::size(g_distortions))](sim, disk, virtualDisk, random);
 }
 
 SAVED save(World &world, RANDOM &random, bool distorted) {
@@ -162,8 +164,8 @@ SAVED save(World &world, RANDOM &random, bool distorted) {
   for (SIM_DISK &disk : disks) {
     std::reverse(disk.VDs, disk.VDs + disk.record.VDCount);
   }
-  for (SIM_VIRTUAL_DISK &volume : saved.state.virtualDisks.items) {
-    std::reverse(volume.PDs, volume.PDs + volume.record.PDCount);
+  for (SIM_VIRTUAL_DISK &virtualDisk : saved.state.virtualDisks.items) {
+    std::reverse(virtualDisk.PDs, virtualDisk.PDs + virtualDisk.record.PDCount);
   }
   return saved;
 }
@@ -191,7 +193,7 @@ static METHOD methodOf(const char *name, COMMAND command, const std::string &obj
 // What a method chooses from.
 struct CHOICES {
   IDS disks; // all that there are, and in a call with a saved document those that it has
-  IDS ready, volumes;
+  IDS ready, virtualDisks;
   IDS references; // target ids that earlier methods asked for
 };
 
@@ -202,24 +204,24 @@ static METHOD randomCreate(RANDOM &random, CHOICES &choices) {
   static const std::vector<UINT32> attributes = {
       0, 0, 0, 0, 0, 0, 0, 0, RAID_VD_ATTRIBUTE_FDE, RAID_VD_ATTRIBUTE_CACHECADE};
   UINT32 count = 1 + random.below(3), level = random.chance(90) ? count - 1 : 0;
-  SIM_VIRTUAL_DISK volume = {};
-  volume.record.RAIDLevel = values[level];
-  volume.record.TargetID = random.oneOf(targets);
-  volume.record.Size = random.chance(25) ? 10 * GB : 0;
-  setWide(volume.Name, random.chance(30) ? "Named" : "");
-  volume.record.Attributes = random.oneOf(attributes);
+  SIM_VIRTUAL_DISK virtualDisk = {};
+  virtualDisk.record.RAIDLevel = values[level];
+  virtualDisk.record.TargetID = random.oneOf(targets);
+  virtualDisk.record.Size = random.chance(25) ? 10 * GB : 0;
+  setWide(virtualDisk.Name, random.chance(30) ? "Named" : "");
+  virtualDisk.record.Attributes = random.oneOf(attributes);
   IDS members = someOf(random, random.chance(85) ? choices.ready : choices.disks, count);
-  choices.references.push_back(volume.record.TargetID);
+  choices.references.push_back(virtualDisk.record.TargetID);
   std::erase_if(choices.ready, [&](UINT32 id) { return contains(members, id); });
   if (random.chance(4)) {
     return methodOf("Create", {RAID_COMMAND_CREATE, 3 + random.below(2), members}, "");
   }
-  const char *attribute = volume.record.Attributes == RAID_VD_ATTRIBUTE_FDE ? "FDE" : "CacheCade";
+  const char *attribute = virtualDisk.record.Attributes == RAID_VD_ATTRIBUTE_FDE ? "FDE" : "CacheCade";
   return methodOf(
-      "Create", {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, members, volume},
-      element("VD", numbers("TargetID", {volume.record.TargetID}) + element("Name", narrow(volume.Name)) +
-                        element("RAIDLevel", levels[level]) + element("Size", std::to_string(volume.record.Size)) +
-                        element("Attributes", volume.record.Attributes == 0 ? "" : element("a", attribute))));
+      "Create", {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, members, virtualDisk},
+      element("VD", numbers("TargetID", {virtualDisk.record.TargetID}) + element("Name", narrow(virtualDisk.Name)) +
+                        element("RAIDLevel", levels[level]) + element("Size", std::to_string(virtualDisk.record.Size)) +
+                        element("Attributes", virtualDisk.record.Attributes == 0 ? "" : element("a", attribute))));
 }
 
 static METHOD randomSpare(RANDOM &random, CHOICES &choices) {
@@ -227,23 +229,24 @@ static METHOD randomSpare(RANDOM &random, CHOICES &choices) {
   SPARE spare = {random.below(3), {}};
   for (UINT32 i = spare.hotspare == 1 ? random.below(3) : 0; i != 0; --i) {
     bool refers = !choices.references.empty() && random.chance(60);
-    IDS volumes = choices.volumes.empty() ? IDS{5} : choices.volumes;
-    spare.volumes.push_back(random.chance(8) ? 0x00100009U : random.oneOf(refers ? choices.references : volumes));
+    IDS virtualDisks = choices.virtualDisks.empty() ? IDS{5} : choices.virtualDisks;
+    spare.virtualDisks.push_back(random.chance(8) ? 0x00100009U
+                                                  : random.oneOf(refers ? choices.references : virtualDisks));
   }
   IDS disks = someOf(random, random.chance(75) ? choices.ready : choices.disks, random.chance(85) ? 1 : 2);
   return methodOf("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, disks, spare},
-                  element("PD", element("Hotspare", kinds[spare.hotspare]) + numbers("VD", spare.volumes)));
+                  element("PD", element("Hotspare", kinds[spare.hotspare]) + numbers("VD", spare.virtualDisks)));
 }
 
 static const std::string WRITE_THROUGH =
     "<CurrentCachePolicy><WritePolicy>Write Through</WritePolicy></CurrentCachePolicy>";
 
-static METHOD randomVolumeCommand(RANDOM &random, const CHOICES &choices) {
-  IDS volumes = choices.volumes;
-  if (volumes.empty() || random.chance(6)) {
-    volumes.push_back(40);
+static METHOD randomVirtualDiskCommand(RANDOM &random, const CHOICES &choices) {
+  IDS virtualDisks = choices.virtualDisks;
+  if (virtualDisks.empty() || random.chance(6)) {
+    virtualDisks.push_back(40);
   }
-  IDS ids = someOf(random, volumes, random.chance(85) ? 1 : 2);
+  IDS ids = someOf(random, virtualDisks, random.chance(85) ? 1 : 2);
   if (random.chance(50)) {
     return methodOf("Delete", {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, ids}, "");
   }
@@ -299,7 +302,7 @@ static METHOD randomKeys(RANDOM &random) {
 
 // Methods without an object.
 static METHOD randomPlain(RANDOM &random, const CHOICES &choices) {
-  constexpr UINT32 DISK = RAID_OBJECT_PHYSICAL_DISK, VOLUME = RAID_OBJECT_VIRTUAL_DISK, UNKNOWN = ~0U;
+  constexpr UINT32 DISK = RAID_OBJECT_PHYSICAL_DISK, VIRTUAL_DISK = RAID_OBJECT_VIRTUAL_DISK, UNKNOWN = ~0U;
   static const struct {
     const char *name;
     UINT32 command, type;
@@ -313,13 +316,13 @@ static METHOD randomPlain(RANDOM &random, const CHOICES &choices) {
               {"SecureErase", RAID_COMMAND_SECURE_ERASE, 0},
               {"GetKeyID", RAID_COMMAND_GET_KEY_ID, 0},
               {"Get", RAID_COMMAND_GET, DISK},
-              {"Get", RAID_COMMAND_GET, VOLUME},
+              {"Get", RAID_COMMAND_GET, VIRTUAL_DISK},
               {"Identify", RAID_COMMAND_IDENTIFY, 0},
               {"Identify", RAID_COMMAND_IDENTIFY, UNKNOWN},
               {"GetBounds", RAID_COMMAND_GET_BOUNDS, 0},
               {"Lock", RAID_COMMAND_LOCK, 0},
-              {"Delete", RAID_COMMAND_DELETE, VOLUME},
-              {"Change", RAID_COMMAND_CHANGE, VOLUME}};
+              {"Delete", RAID_COMMAND_DELETE, VIRTUAL_DISK},
+              {"Change", RAID_COMMAND_CHANGE, VIRTUAL_DISK}};
   const auto &row = rows[random.below(std::size(rows))];
   IDS ids = random.chance(5) ? someOf(random, choices.disks, 1) : IDS{};
   return methodOf(row.name, {row.command, row.type, ids}, "");
@@ -331,7 +334,7 @@ static METHOD randomMethod(RANDOM &random, const STATE &state, CHOICES &choices)
   UINT32 roll = random.below(100);
   METHOD made = roll < 36   ? randomCreate(random, choices)
                 : roll < 58 ? randomSpare(random, choices)
-                : roll < 68 ? randomVolumeCommand(random, choices)
+                : roll < 68 ? randomVirtualDiskCommand(random, choices)
                 : roll < 75 ? randomSettings(random, state.adapter)
                 : roll < 83 ? randomKeys(random)
                             : randomPlain(random, choices);
@@ -353,8 +356,8 @@ static CHOICES choicesOf(const STATE &state, const CALL &call) {
   for (size_t i = 0; call.saved != nullptr && i < call.saved->state.disks.items.size(); ++i) {
     choices.disks.push_back(call.saved->state.disks.items[i].record.ObjectID);
   }
-  for (const SIM_VIRTUAL_DISK &volume : state.virtualDisks.items) {
-    choices.volumes.push_back(volume.record.ObjectID);
+  for (const SIM_VIRTUAL_DISK &virtualDisk : state.virtualDisks.items) {
+    choices.virtualDisks.push_back(virtualDisk.record.ObjectID);
   }
   return choices;
 }

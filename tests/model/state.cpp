@@ -34,14 +34,14 @@ template <class... T> static std::string line(const T &...parts) {
   return text;
 }
 
-static std::string volumeText(UINT32 level, UINT64 size, UINT32 policy, UINT32 attributes, const IDS &members) {
+static std::string virtualDiskText(UINT32 level, UINT64 size, UINT32 policy, UINT32 attributes, const IDS &members) {
   UINT32 counting = RAID_VD_ATTRIBUTE_FDE | RAID_VD_ATTRIBUTE_CACHECADE;
   return line("level", level, "size", size, "policy", policy, "attributes", attributes & counting, "on", members);
 }
 
-static std::string describe(const SIM_VIRTUAL_DISK &volume) {
-  return volumeText(volume.record.RAIDLevel, volume.record.Size, volume.record.CurrentCachePolicy,
-                    volume.record.Attributes, listOf(volume));
+static std::string describe(const SIM_VIRTUAL_DISK &virtualDisk) {
+  return virtualDiskText(virtualDisk.record.RAIDLevel, virtualDisk.record.Size, virtualDisk.record.CurrentCachePolicy,
+                         virtualDisk.record.Attributes, listOf(virtualDisk));
 }
 
 std::string describe(const STATE &state) {
@@ -56,12 +56,13 @@ std::string describe(const STATE &state) {
     text += "\ndisk " + line(disk.record.ObjectID, "state", UINT64{disk.record.State}, "spare", disk.record.Hotspare,
                              "of", listOf(disk));
   }
-  for (const SIM_VIRTUAL_DISK &volume : state.virtualDisks.items) {
-    text += "\nvolume " + line(volume.record.ObjectID, "target", volume.record.TargetID, narrow(volume.Name)) +
-            describe(volume);
+  for (const SIM_VIRTUAL_DISK &virtualDisk : state.virtualDisks.items) {
+    text += "\nvolume " +
+            line(virtualDisk.record.ObjectID, "target", virtualDisk.record.TargetID, narrow(virtualDisk.Name)) +
+            describe(virtualDisk);
   }
-  for (const SIM_VIRTUAL_DISK &volume : state.foreignDisks.items) {
-    text += "\nforeign " + narrow(volume.Name) + describe(volume);
+  for (const SIM_VIRTUAL_DISK &virtualDisk : state.foreignDisks.items) {
+    text += "\nforeign " + narrow(virtualDisk.Name) + describe(virtualDisk);
   }
   return text + "\n";
 }
@@ -81,9 +82,9 @@ std::string describe(const COMMAND &command) {
   const size_t sizes[] = {0, RAID_RECORD_SIZE, RAID_RECORD_SIZE, RAID_RECORD_SIZE, keys * sizeof(RAID_KEY_RECORD)};
   std::string text = describe(block, command.ids, sizes[command.payload.index()]);
   if (auto *spare = std::get_if<SPARE>(&command.payload)) {
-    text += line("spare", spare->hotspare, "of", spare->volumes);
-  } else if (auto *volume = std::get_if<SIM_VIRTUAL_DISK>(&command.payload)) {
-    text += line("target", volume->record.TargetID) + describe(*volume);
+    text += line("spare", spare->hotspare, "of", spare->virtualDisks);
+  } else if (auto *virtualDisk = std::get_if<SIM_VIRTUAL_DISK>(&command.payload)) {
+    text += line("target", virtualDisk->record.TargetID) + describe(*virtualDisk);
   }
   return text;
 }
@@ -100,7 +101,7 @@ std::string describe(const SIM_LOG_ENTRY *arrived) {
     RAID_VD_RECORD record;
     copyBytes(&record, arrived->data, sizeof record);
     text += line("target", UINT32{record.TargetID}) +
-            volumeText(record.RAIDLevel, record.Size, record.CurrentCachePolicy, record.Attributes, list);
+            virtualDiskText(record.RAIDLevel, record.Size, record.CurrentCachePolicy, record.Attributes, list);
   }
   return text;
 }
@@ -109,35 +110,36 @@ std::string describe(const SIM_LOG_ENTRY *arrived) {
 
 // The lowest number from first on that no virtual disk has.
 static UINT32 lowestFree(const STATE &state, UINT32 first, UINT32 (*numberOf)(const SIM_VIRTUAL_DISK &)) {
-  const auto &volumes = state.virtualDisks.items;
-  while (std::any_of(volumes.begin(), volumes.end(), [&](auto &volume) { return numberOf(volume) == first; })) {
+  const auto &virtualDisks = state.virtualDisks.items;
+  while (std::any_of(virtualDisks.begin(), virtualDisks.end(),
+                     [&](auto &virtualDisk) { return numberOf(virtualDisk) == first; })) {
     ++first;
   }
   return first;
 }
 
-static void add(STATE &state, SIM_VIRTUAL_DISK volume) {
-  volume.record.ObjectID = lowestFree(state, 1, [](auto &other) -> UINT32 { return other.record.ObjectID; });
-  volume.record.TargetID = lowestFree(state, 0, [](auto &other) -> UINT32 { return other.record.TargetID; });
-  if (volume.Name[0] == 0) {
-    setWide(volume.Name, "Virtual Disk " + std::to_string(volume.record.TargetID));
+static void add(STATE &state, SIM_VIRTUAL_DISK virtualDisk) {
+  virtualDisk.record.ObjectID = lowestFree(state, 1, [](auto &other) -> UINT32 { return other.record.ObjectID; });
+  virtualDisk.record.TargetID = lowestFree(state, 0, [](auto &other) -> UINT32 { return other.record.TargetID; });
+  if (virtualDisk.Name[0] == 0) {
+    setWide(virtualDisk.Name, "Virtual Disk " + std::to_string(virtualDisk.record.TargetID));
   }
-  for (UINT32 member : listOf(volume)) {
+  for (UINT32 member : listOf(virtualDisk)) {
     if (SIM_DISK *disk = find(state.disks.items, member)) { // one that was pulled stays a member
-      disk->VDs[disk->record.VDCount++] = volume.record.ObjectID;
+      disk->VDs[disk->record.VDCount++] = virtualDisk.record.ObjectID;
       disk->record.State = disk->record.State == RAID_STATE_FAILED ? disk->record.State : RAID_STATE_ONLINE;
     }
   }
-  state.virtualDisks.items.push_back(volume);
+  state.virtualDisks.items.push_back(virtualDisk);
 }
 
 static void create(STATE &state, const COMMAND &command) {
-  SIM_VIRTUAL_DISK volume = std::get<SIM_VIRTUAL_DISK>(command.payload);
-  volume.record.PDCount = static_cast<UINT32>(command.ids.size());
-  std::copy(command.ids.begin(), command.ids.end(), volume.PDs);
-  volume.record.CurrentCachePolicy =
-      volume.record.CurrentCachePolicy == 0 ? 0x10000142 : volume.record.CurrentCachePolicy;
-  add(state, volume);
+  SIM_VIRTUAL_DISK virtualDisk = std::get<SIM_VIRTUAL_DISK>(command.payload);
+  virtualDisk.record.PDCount = static_cast<UINT32>(command.ids.size());
+  std::copy(command.ids.begin(), command.ids.end(), virtualDisk.PDs);
+  virtualDisk.record.CurrentCachePolicy =
+      virtualDisk.record.CurrentCachePolicy == 0 ? 0x10000142 : virtualDisk.record.CurrentCachePolicy;
+  add(state, virtualDisk);
 }
 
 static void remove(STATE &state, UINT32 id) {
@@ -150,7 +152,7 @@ static void remove(STATE &state, UINT32 id) {
     }
     disk.record.VDCount = left;
   }
-  std::erase_if(state.virtualDisks.items, [&](auto &volume) { return volume.record.ObjectID == id; });
+  std::erase_if(state.virtualDisks.items, [&](auto &virtualDisk) { return virtualDisk.record.ObjectID == id; });
 }
 
 static void reset(STATE &state) {
@@ -184,9 +186,9 @@ static void changeSpare(SIM_DISK &disk, const SPARE &spare) {
   }
   disk.record.Hotspare = static_cast<UINT8>(spare.hotspare);
   disk.record.VDCount = 0;
-  for (UINT32 volume : spare.hotspare == 1 ? spare.volumes : IDS{}) {
-    if (!contains(listOf(disk), volume)) {
-      disk.VDs[disk.record.VDCount++] = volume;
+  for (UINT32 virtualDisk : spare.hotspare == 1 ? spare.virtualDisks : IDS{}) {
+    if (!contains(listOf(disk), virtualDisk)) {
+      disk.VDs[disk.record.VDCount++] = virtualDisk;
     }
   }
 }
@@ -201,10 +203,11 @@ static void change(STATE &state, const COMMAND &command) {
       continue;
     }
     const auto &wanted = std::get<SIM_VIRTUAL_DISK>(command.payload);
-    SIM_VIRTUAL_DISK &volume = *find(state.virtualDisks.items, id);
-    setWide(volume.Name, narrow(wanted.Name[0] != 0 ? wanted.Name : volume.Name));
-    volume.record.CurrentCachePolicy =
-        wanted.record.CurrentCachePolicy != 0 ? wanted.record.CurrentCachePolicy : volume.record.CurrentCachePolicy;
+    SIM_VIRTUAL_DISK &virtualDisk = *find(state.virtualDisks.items, id);
+    setWide(virtualDisk.Name, narrow(wanted.Name[0] != 0 ? wanted.Name : virtualDisk.Name));
+    virtualDisk.record.CurrentCachePolicy = wanted.record.CurrentCachePolicy != 0
+                                                ? wanted.record.CurrentCachePolicy
+                                                : virtualDisk.record.CurrentCachePolicy;
   }
 }
 
@@ -212,9 +215,9 @@ static void endForeign(STATE &state, bool imported) {
   for (SIM_DISK &disk : state.disks.items) {
     disk.record.State = disk.record.State == RAID_STATE_FOREIGN ? RAID_STATE_READY : disk.record.State;
   }
-  for (const SIM_VIRTUAL_DISK &volume : state.foreignDisks.items) {
+  for (const SIM_VIRTUAL_DISK &virtualDisk : state.foreignDisks.items) {
     if (imported) {
-      add(state, volume);
+      add(state, virtualDisk);
     }
   }
   state.foreignDisks.items.clear();

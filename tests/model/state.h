@@ -15,7 +15,7 @@ using STATE = KEPT_STATE;
 // What goes with a command.
 struct SPARE {
   UINT32 hotspare;
-  IDS volumes;
+  IDS virtualDisks;
 };
 struct KEYS {
   SIM_KEY key;     // of a Rekey, the new one
@@ -46,8 +46,8 @@ bool contains(const IDS &ids, UINT32 id);
 inline IDS listOf(const SIM_DISK &disk) {
   return {disk.VDs, disk.VDs + disk.record.VDCount};
 }
-inline IDS listOf(const SIM_VIRTUAL_DISK &volume) {
-  return {volume.PDs, volume.PDs + volume.record.PDCount};
+inline IDS listOf(const SIM_VIRTUAL_DISK &virtualDisk) {
+  return {virtualDisk.PDs, virtualDisk.PDs + virtualDisk.record.PDCount};
 }
 
 // The first with that id in a vector of disks or virtual disks, or null.

@@ -10,9 +10,9 @@
 
 namespace {
 
-// What the disks hold at first: nothing; on the first two a small set with a mirror, "volume"; the same on disks that
-// stand in another order than the set lists them; the first, and the last order before the story was cut when just the
-// first disk's one copy had it; or what mdadm wrote.
+// What the disks hold at first: nothing; on the first two a small set with a mirror, "virtual disk"; the same on disks
+// that stand in another order than the set lists them; the first, and the last order before the story was cut when just
+// the first disk's one copy had it; or what mdadm wrote.
 #define FRESH "fresh"
 #define SMALL "small"
 #define TURNED "turned"
@@ -24,8 +24,8 @@ struct STORY {
   size_t disks;
   std::vector<ORDER> before;
   std::vector<ORDER> orders; // the story; empty: a restore of what there is, over itself
-  PORTS next;                // disks for the volume that is created after a cut
-  bool inPieces = false;     // some of the old volumes, or some of the new ones, are allowed in between
+  PORTS next;                // disks for the virtual disk that is created after a cut
+  bool inPieces = false;     // some of the old virtual disks, or some of the new ones, are allowed in between
 };
 
 const ORDER g_wide = createOrder("wide", RAID_LEVEL_5, {2, 0, 1});
@@ -109,7 +109,7 @@ READING masked(READING reading) {
 
 TEXTS namesOf(const READING &reading) {
   TEXTS names;
-  for (const std::string &line : volumesOf(reading)) {
+  for (const std::string &line : virtualDisksOf(reading)) {
     names.push_back(line.substr(0, line.find('"', line.find('"') + 1)));
   }
   return names;
@@ -284,7 +284,7 @@ private:
     return static_cast<size_t>(at - stages_.begin()) + (at == stages_.end() ? 1 : 0);
   }
 
-  // A volume can be created on what a cut left, and everything deleted.
+  // A virtual disk can be created on what a cut left, and everything deleted.
   void goOn(const DISKS &disks) {
     rig_.recorder.begin(disks);
     rig_.clearLog();
@@ -292,10 +292,10 @@ private:
     ASSERT_EQ(name(rig_.run(createOrder("next", RAID_LEVEL_0, story_.next))), name(EFI_SUCCESS))
         << was.text() << rig_.log();
     READING is = expectSettled();
-    TEXTS volumes = volumesOf(is);
-    std::erase_if(volumes, [](const std::string &line) { return line.starts_with("volume \"next\""); });
-    EXPECT_EQ(volumes, volumesOf(was));
-    EXPECT_EQ(volumesOf(is).size(), volumes.size() + 1) << is.text();
+    TEXTS virtualDisks = virtualDisksOf(is);
+    std::erase_if(virtualDisks, [](const std::string &line) { return line.starts_with("volume \"next\""); });
+    EXPECT_EQ(virtualDisks, virtualDisksOf(was));
+    EXPECT_EQ(virtualDisksOf(is).size(), virtualDisks.size() + 1) << is.text();
     ASSERT_EQ(name(rig_.run(g_reset)), name(EFI_SUCCESS)) << is.text() << rig_.log();
     EXPECT_EQ(expectSettled().text(), "");
   }

@@ -14,11 +14,11 @@ std::string READING::text() const {
   return text;
 }
 
-TEXTS volumesOf(const READING &reading) {
-  TEXTS volumes;
-  std::copy_if(reading.lines.begin(), reading.lines.end(), std::back_inserter(volumes),
+TEXTS virtualDisksOf(const READING &reading) {
+  TEXTS virtualDisks;
+  std::copy_if(reading.lines.begin(), reading.lines.end(), std::back_inserter(virtualDisks),
                [](const std::string &line) { return line.starts_with("volume"); });
-  return volumes;
+  return virtualDisks;
 }
 
 static std::string format(const char *pattern, auto... values) {
@@ -42,9 +42,9 @@ static std::string padded(const UINT8 *bytes, size_t size) {
 
 constexpr size_t NOWHERE = ~size_t{0};
 
-// What a line tells of a volume, but for its members.
-static std::string volumeLine(const std::string &name, const UINT8 *guid, unsigned state, unsigned init,
-                              const unsigned (&layout)[5], UINT64 blocks) {
+// What a line tells of a virtual disk, but for its members.
+static std::string virtualDiskLine(const std::string &name, const UINT8 *guid, unsigned state, unsigned init,
+                                   const unsigned (&layout)[5], UINT64 blocks) {
   return format("volume \"%s\" %s, state %02X, init %02X, level %02X/%u, strip %u, %u of %02X, %llu a member:",
                 name.c_str(), hex(guid + 16, 8).c_str(), state, init, layout[0], layout[1], layout[2], layout[3],
                 layout[4], static_cast<unsigned long long>(blocks));
@@ -83,18 +83,19 @@ static size_t placeOf(const DDF_PD *pd) {
 static void addSet(READING &reading, const DDF_SET &set) {
   set.foreign ? reading.lines.push_back("a foreign set") : void();
   reading.fault += set.sound ? "" : "a set that is not sound";
-  for (UINT32 i = 0; i < set.volumeCount; ++i) {
-    const DDF_VOLUME &volume = set.volumes[i];
-    if (volume.memberCount == 0 || std::count(volume.records, volume.records + volume.spans, nullptr) != 0) {
+  for (UINT32 i = 0; i < set.virtualDiskCount; ++i) {
+    const DDF_VIRTUAL_DISK &virtualDisk = set.virtualDisks[i];
+    if (virtualDisk.memberCount == 0 ||
+        std::count(virtualDisk.records, virtualDisk.records + virtualDisk.spans, nullptr) != 0) {
       continue; // nothing but an entry, or a span is lost
     }
-    const DDF_RECORD &record = *volume.record;
-    std::string line =
-        volumeLine(volume.name, volume.entry->guid.bytes, volume.entry->state, volume.entry->init,
-                   {record.level, record.qualifier, record.strip, record.secondaryCount, record.secondaryLevel},
-                   record.memberBlocks);
-    for (UINT32 j = 0; j < volume.memberCount; ++j) {
-      const DDF_MEMBER &member = volume.members[j];
+    const DDF_RECORD &record = *virtualDisk.record;
+    std::string line = virtualDiskLine(
+        virtualDisk.name, virtualDisk.entry->guid.bytes, virtualDisk.entry->state, virtualDisk.entry->init,
+        {record.level, record.qualifier, record.strip, record.secondaryCount, record.secondaryLevel},
+        record.memberBlocks);
+    for (UINT32 j = 0; j < virtualDisk.memberCount; ++j) {
+      const DDF_MEMBER &member = virtualDisk.members[j];
       const DDF_PD *pd = member.pd == DDF_NONE ? nullptr : &set.pds[member.pd];
       line += memberText(placeOf(pd), pd == nullptr ? 0U : UINT16{pd->entry->state}, member.start);
     }
@@ -335,8 +336,8 @@ public:
     taken_[0] = Assembly(order).taken();
     std::reverse(order.begin(), order.end());
     taken_[1] = Assembly(order).taken();
-    for (const auto &[guid, parts] : volumes_) {
-      addVolume(parts);
+    for (const auto &[guid, parts] : virtual_disks_) {
+      addVirtualDisk(parts);
     }
     addDisks();
   }
@@ -356,7 +357,7 @@ private:
         complain("a record without entry on disk " + std::to_string(disk.number));
         continue;
       }
-      LINUX_RECORD &known = volumes_[hex(record + 8, 24)][record[70]];
+      LINUX_RECORD &known = virtual_disks_[hex(record + 8, 24)][record[70]];
       if (known.bytes == nullptr || known.sequence < number(record + 36, 4)) {
         known = {record, number(record + 36, 4), most};
       }
@@ -394,16 +395,16 @@ private:
     return left == 0 || lost + left <= spare;
   }
 
-  // A spanned volume that lacks a span is left out.
-  void addVolume(const std::map<UINT8, LINUX_RECORD> &spans) {
+  // A spanned virtual disk that lacks a span is left out.
+  void addVirtualDisk(const std::map<UINT8, LINUX_RECORD> &spans) {
     const UINT8 *first = spans.begin()->second.bytes;
     if (spans.size() < first[69]) {
       return;
     }
     const UINT8 *entry = entryOf(newest_->parts[VD_LIST], 0, first + 8, 24);
     UINT64 blocks = number(first + 72, 8);
-    std::string line = volumeLine(padded(entry + 48, 16), entry, entry[32], entry[33],
-                                  {first[67], first[68], first[66], first[69], first[71]}, blocks);
+    std::string line = virtualDiskLine(padded(entry + 48, 16), entry, entry[32], entry[33],
+                                       {first[67], first[68], first[66], first[69], first[71]}, blocks);
     for (const auto &[position, record] : spans) {
       isMapped(record.bytes) ? void() : complain("a volume that cannot be mapped");
       starts(record, 0) && starts(record, 1) ? void() : complain("a volume that does not start");
@@ -449,7 +450,7 @@ private:
   READING &reading_;
   const LINUX_DISK *newest_;
   std::vector<const LINUX_DISK *> taken_[2]; // found in the order of the disks, and the other way round
-  std::map<std::string, std::map<UINT8, LINUX_RECORD>> volumes_;          // by GUID, by place of the span
+  std::map<std::string, std::map<UINT8, LINUX_RECORD>> virtual_disks_;    // by GUID, by place of the span
   std::map<std::string, std::vector<std::pair<UINT64, UINT64>>> members_; // by reference
 };
 

@@ -5,8 +5,8 @@
 
 using TEXTS = std::vector<std::string>; // sorted
 
-// A line each volume that is assembled, each spare and each failed disk, sorted; the same texts from both readers. The
-// fault is what no disk may ever lead a reader to, or empty.
+// A line each virtual disk that is assembled, each spare and each failed disk, sorted; the same texts from both
+// readers. The fault is what no disk may ever lead a reader to, or empty.
 struct READING {
   TEXTS lines;
   std::string fault;
@@ -15,11 +15,11 @@ struct READING {
   bool operator==(const READING &) const = default;
 };
 
-TEXTS volumesOf(const READING &reading);
+TEXTS virtualDisksOf(const READING &reading);
 
 READING readAsWe(DISKS &disks);
 // By what mdadm does: of a disk the primary copy if its header is whole, even if it is open, but not if the secondary
-// is newer; no checksum but those of headers; lists from the disk with the highest sequence; of each volume the newest
-// record, wherever it is. Faults: a record of a volume without an entry, which makes mdadm crash; a volume that it
-// cannot map, which makes it loop; members that meet or lie outside their disks.
+// is newer; no checksum but those of headers; lists from the disk with the highest sequence; of each virtual disk the
+// newest record, wherever it is. Faults: a record of a volume without an entry, which makes mdadm crash; a volume that
+// it cannot map, which makes it loop; members that meet or lie outside their disks.
 READING readAsLinux(DISKS &disks);

@@ -1,30 +1,30 @@
 #include "tests/power_cuts/rig.h"
 
-static constexpr UINT32 FIRST_DISK = 1025000;        // the id of the disk in port 0
-static constexpr UINT64 VOLUME_SIZE = 64 * 1024 * 6; // bytes: a few strips
+static constexpr UINT32 FIRST_DISK = 1025000;              // the id of the disk in port 0
+static constexpr UINT64 VIRTUAL_DISK_SIZE = 64 * 1024 * 6; // bytes: a few strips
 
 ORDER createOrder(const std::string &name, UINT32 level, const PORTS &ports) {
   return {.command = RAID_COMMAND_CREATE,
           .objectType = RAID_OBJECT_VIRTUAL_DISK,
           .ports = ports,
-          .volume = name,
+          .virtualDisk = name,
           .level = level};
 }
 
 ORDER deleteOrder(const std::string &name) {
-  return {.command = RAID_COMMAND_DELETE, .objectType = RAID_OBJECT_VIRTUAL_DISK, .volume = name};
+  return {.command = RAID_COMMAND_DELETE, .objectType = RAID_OBJECT_VIRTUAL_DISK, .virtualDisk = name};
 }
 
 ORDER renameOrder(const std::string &was, const std::string &name) {
-  return {.command = RAID_COMMAND_CHANGE, .objectType = RAID_OBJECT_VIRTUAL_DISK, .volume = name, .was = was};
+  return {.command = RAID_COMMAND_CHANGE, .objectType = RAID_OBJECT_VIRTUAL_DISK, .virtualDisk = name, .was = was};
 }
 
-ORDER spareOrder(UINT32 port, UINT8 hotspare, const std::string &volume) {
+ORDER spareOrder(UINT32 port, UINT8 hotspare, const std::string &virtualDisk) {
   return {.command = RAID_COMMAND_CHANGE,
           .objectType = RAID_OBJECT_PHYSICAL_DISK,
           .ports = {port},
           .hotspare = hotspare,
-          .volume = volume};
+          .virtualDisk = virtualDisk};
 }
 
 ORDER failOrder(UINT32 port) {
@@ -44,7 +44,7 @@ ORDER readyOrder(UINT32 port) {
 Rig::Rig(const DISKS &disks)
     : RECORDED(disks), Machine(disks.size(), [this](size_t disk) { return recorder.store(disk); }) {}
 
-UINT32 Rig::idOf(const std::string &volume) {
+UINT32 Rig::idOf(const std::string &virtualDisk) {
   RAID_CMD_BLOCK block = {2, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, 0, nullptr, nullptr, 0};
   RAID_CMD_RESULT result = {};
   UINT32 id = 0;
@@ -55,7 +55,7 @@ UINT32 Rig::idOf(const std::string &volume) {
   UINT32 count = result.DataSize / RAID_RECORD_SIZE;
   for (UINT32 i = 0; i < count; ++i) {
     std::u16string found = records[i].Name;
-    id = std::string(found.begin(), found.end()) == volume ? records[i].ObjectID : id;
+    id = std::string(found.begin(), found.end()) == virtualDisk ? records[i].ObjectID : id;
   }
   count != 0 ? mgmt->FreeRecords(mgmt, result.Data, count) : EFI_SUCCESS;
   return id;
@@ -63,27 +63,27 @@ UINT32 Rig::idOf(const std::string &volume) {
 
 EFI_STATUS Rig::run(const ORDER &order) {
   union {
-    RAID_VD_RECORD volume;
+    RAID_VD_RECORD virtualDisk;
     RAID_PD_RECORD disk;
   } data = {};
-  std::u16string named(order.volume.begin(), order.volume.end());
+  std::u16string named(order.virtualDisk.begin(), order.virtualDisk.end());
   std::vector<UINT32> ids;
   for (UINT32 port : order.ports) {
     ids.push_back(FIRST_DISK + port);
   }
-  UINT32 spared = order.volume.empty() ? 0 : idOf(order.volume);
+  UINT32 spared = order.virtualDisk.empty() ? 0 : idOf(order.virtualDisk);
   bool isCreate = order.command == RAID_COMMAND_CREATE;
   if (order.objectType == RAID_OBJECT_VIRTUAL_DISK) {
-    data.volume.ObjectType = order.objectType;
-    data.volume.Name = named.data();
-    data.volume.RAIDLevel = order.level;
-    data.volume.Size = isCreate ? VOLUME_SIZE : 0;
-    isCreate ? void() : ids.push_back(idOf(order.was.empty() ? order.volume : order.was));
+    data.virtualDisk.ObjectType = order.objectType;
+    data.virtualDisk.Name = named.data();
+    data.virtualDisk.RAIDLevel = order.level;
+    data.virtualDisk.Size = isCreate ? VIRTUAL_DISK_SIZE : 0;
+    isCreate ? void() : ids.push_back(idOf(order.was.empty() ? order.virtualDisk : order.was));
   } else if (order.objectType == RAID_OBJECT_PHYSICAL_DISK) {
     data.disk.ObjectType = order.objectType;
     data.disk.State = order.state;
     data.disk.Hotspare = order.hotspare;
-    data.disk.VDCount = order.volume.empty() ? 0 : 1;
+    data.disk.VDCount = order.virtualDisk.empty() ? 0 : 1;
     data.disk.VDs = &spared;
   }
   return Machine::run(order.command, order.objectType, ids, &data);

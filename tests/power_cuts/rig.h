@@ -6,22 +6,23 @@
 
 using PORTS = std::vector<UINT32>;
 
-// A command to the controller. Volumes go by their names, disks by their ports; what is empty or 0 is not sent.
+// A command to the controller. Virtual disks go by their names, disks by their ports; what is empty or 0 is not sent.
 struct ORDER {
   UINT32 command;
   UINT32 objectType;
   PORTS ports = {};
-  UINT8 hotspare = 0;      // RAID_HOTSPARE_
-  UINT64 state = 0;        // RAID_STATE_ that a disk gets
-  std::string volume = {}; // the one that is meant, or gets a spare; of a Create and a Change of name the name it gets
-  std::string was = {};    // of a Change of name: the name it has
-  UINT32 level = 0;        // RAID_LEVEL_
+  UINT8 hotspare = 0; // RAID_HOTSPARE_
+  UINT64 state = 0;   // RAID_STATE_ that a disk gets
+  std::string virtualDisk =
+      {};               // the one that is meant, or gets a spare; of a Create and a Change of name the name it gets
+  std::string was = {}; // of a Change of name: the name it has
+  UINT32 level = 0;     // RAID_LEVEL_
 };
 
 ORDER createOrder(const std::string &name, UINT32 level, const PORTS &ports);
 ORDER deleteOrder(const std::string &name);
 ORDER renameOrder(const std::string &was, const std::string &name);
-ORDER spareOrder(UINT32 port, UINT8 hotspare, const std::string &volume = {});
+ORDER spareOrder(UINT32 port, UINT8 hotspare, const std::string &virtualDisk = {});
 ORDER failOrder(UINT32 port);
 ORDER readyOrder(UINT32 port);
 
@@ -39,5 +40,5 @@ public:
   void pull(size_t disk) { devices[disk].reset(); }
 
 private:
-  UINT32 idOf(const std::string &volume);
+  UINT32 idOf(const std::string &virtualDisk);
 };

@@ -14,7 +14,7 @@ public:
   XYL_OUTCOME run(const std::string &line);
 
   // A line with its marks filled in: %D a disk, %V a virtual disk, %L a level, %N a name that hardly anything has.
-  static std::string fill(const std::string &line, RANDOM &random, const IDS &disks, const IDS &volumes);
+  static std::string fill(const std::string &line, RANDOM &random, const IDS &disks, const IDS &virtualDisks);
 
   std::map<std::string, std::string> files;
   std::string out, errors;

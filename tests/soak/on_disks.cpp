@@ -31,9 +31,9 @@ struct READINGS {
   std::string text() const { return "we:\n" + ours.text() + ours.fault + "Linux:\n" + ofLinux.text() + ofLinux.fault; }
 };
 
-// The volumes are those of one reading or of the other. A list of failed disks may outlive the last volume.
+// The virtual disks are those of one reading or of the other. A list of failed disks may outlive the last virtual disk.
 bool isEither(const READING &cut, const READING &before, const READING &after) {
-  return volumesOf(cut) == volumesOf(before) || volumesOf(cut) == volumesOf(after);
+  return virtualDisksOf(cut) == virtualDisksOf(before) || virtualDisksOf(cut) == virtualDisksOf(after);
 }
 
 // One life of the machine, from power on to power off. The disks outlive it.
@@ -99,24 +99,24 @@ private:
   ORDER randomOrder() {
     static const std::vector<UINT32> levels = {RAID_LEVEL_0, RAID_LEVEL_1, RAID_LEVEL_5, RAID_LEVEL_6, RAID_LEVEL_10};
     auto anyName = [&] { return std::string(1, static_cast<char>('a' + random_.below(4))); };
-    std::string volume = anyName();
+    std::string virtualDisk = anyName();
     UINT32 port = anyPort();
     switch (random_.below(10)) {
     case 0:
-      return deleteOrder(volume);
+      return deleteOrder(virtualDisk);
     case 1:
       return failOrder(port);
     case 2:
       return spareOrder(port, random_.chance(50) ? RAID_HOTSPARE_GLOBAL : RAID_HOTSPARE_NONE);
     case 3:
-      return renameOrder(volume, anyName());
+      return renameOrder(virtualDisk, anyName());
     case 4:
       return {.command = random_.chance(80) ? RAID_COMMAND_IMPORT : RAID_COMMAND_DELETE,
               .objectType = RAID_OBJECT_ADAPTER};
     case 5:
       return readyOrder(port);
     default:
-      return createOrder(volume, random_.oneOf(levels), somePorts());
+      return createOrder(virtualDisk, random_.oneOf(levels), somePorts());
     }
   }
 
@@ -129,13 +129,13 @@ private:
         ports += " " + std::to_string(port);
       }
       tell("commands to disks", "command " + std::to_string(order.command) + " " + std::to_string(order.objectType) +
-                                    " \"" + order.volume + "\" was \"" + order.was + "\" level " +
+                                    " \"" + order.virtualDisk + "\" was \"" + order.was + "\" level " +
                                     std::to_string(order.level) + " state " + std::to_string(order.state) + " spare " +
                                     std::to_string(order.hotspare) + " disks" + ports);
       *inPieces = order.objectType == RAID_OBJECT_ADAPTER;
       return !EFI_ERROR(rig_.run(order));
     }
-    IDS disks, volumes;
+    IDS disks, virtualDisks;
     for (UINT32 port = 0; port < rig_.recorder.disks.size(); ++port) {
       disks.push_back(FIRST_DISK + port);
     }

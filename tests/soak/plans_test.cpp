@@ -81,13 +81,13 @@ private:
         ids.push_back(disk.ObjectID);
       }
     }
-    RAID_VD_RECORD volume = {};
-    volume.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
-    volume.RAIDLevel = levels[count - 1];
-    volume.Size = random_.chance(60) ? 100000000000ULL : 0;
-    volume.Name = random_.chance(80) ? name : nullptr;
+    RAID_VD_RECORD virtualDisk = {};
+    virtualDisk.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
+    virtualDisk.RAIDLevel = levels[count - 1];
+    virtualDisk.Size = random_.chance(60) ? 100000000000ULL : 0;
+    virtualDisk.Name = random_.chance(80) ? name : nullptr;
     for (UINT32 i = 1 + random_.below(2); i-- > 0;) { // two on the same disks
-      send(RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, ids, &volume);
+      send(RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, ids, &virtualDisk);
     }
   }
 

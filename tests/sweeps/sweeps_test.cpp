@@ -45,8 +45,8 @@ static const std::string SHELF_DISKS = "<PD><ObjectID>1003</ObjectID><FQDD>disk-
                                        "<PD><ObjectID>1004</ObjectID><FQDD>disk-03.enclosure-0.adapter-0</FQDD></PD>";
 static const std::string MIRROR = "<VD><Name>Boot</Name><RAIDLevel>RAID 1</RAIDLevel><PD>1001</PD><PD>1002</PD></VD>";
 
-static const std::string CREATE = createVolume("RAID 1", reference(0), {1003, 1004});
-static const std::string CREATE_ONE = createVolume("RAID 0", reference(0), {1003});
+static const std::string CREATE = createVirtualDisk("RAID 1", reference(0), {1003, 1004});
+static const std::string CREATE_ONE = createVirtualDisk("RAID 0", reference(0), {1003});
 static const std::string DEDICATE = dedicateSpare(1004, {reference(0)});
 static const std::string RENAME = method("Change", "Virtual Disk", {1}, "<VD><Name>New</Name></VD>");
 static const std::string DELETE_ONE = method("Delete", "Virtual Disk", {1});

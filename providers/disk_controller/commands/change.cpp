@@ -113,7 +113,7 @@ EFI_STATUS runChange(DISK_CONTROLLER *controller, CHANGE_STEP step, void *contex
     bool again = change.Again;
     closeChange(&change);
     if (!again) {
-      refreshVolumes();
+      refreshVirtualDisks();
       break;
     }
   }
@@ -123,9 +123,9 @@ EFI_STATUS runChange(DISK_CONTROLLER *controller, CHANGE_STEP step, void *contex
 // --- Disks before they are written to ---
 
 static bool holdsFirstBlock(const DDF_SET &set, const DDF_PD &pd, UINT32 ending) {
-  for (UINT32 i = 0; i < pd.partCount && ending != ALL_VOLUMES; ++i) {
+  for (UINT32 i = 0; i < pd.partCount && ending != ALL_VIRTUAL_DISKS; ++i) {
     const DDF_PART &part = pd.parts[i];
-    if (part.volume != ending && set.volumes[part.volume].members[part.member].start == 0) {
+    if (part.virtualDisk != ending && set.virtualDisks[part.virtualDisk].members[part.member].start == 0) {
       return true;
     }
   }
@@ -156,11 +156,11 @@ static EFI_STATUS readyDisk(CHANGE *change, UINT32 disk, UINT32 ending) {
 
 // Nobody may read what is no more.
 static EFI_STATUS hideVolumes(const DDF_SET &set, UINT32 ending) {
-  for (UINT32 i = 0; i < set.volumeCount; ++i) {
-    if (ending == ALL_VOLUMES || ending == i) {
-      EFI_STATUS status = hideVolume(set.volumes[i]);
+  for (UINT32 i = 0; i < set.virtualDiskCount; ++i) {
+    if (ending == ALL_VIRTUAL_DISKS || ending == i) {
+      EFI_STATUS status = hideVolume(set.virtualDisks[i]);
       if (EFI_ERROR(status)) {
-        LogPrint(LOG_WARN, RAID_DISKS, "virtual disk %a: firmware uses it (%r)", set.volumes[i].name, status);
+        LogPrint(LOG_WARN, RAID_DISKS, "virtual disk %a: firmware uses it (%r)", set.virtualDisks[i].name, status);
         return status;
       }
     }

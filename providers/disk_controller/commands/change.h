@@ -1,5 +1,5 @@
 // One change of the disks: a view made afresh, and what the writer of metadata wants to know beside it. The writer
-// leaves volumes as they were or as they shall be, wherever it is stopped.
+// leaves virtual disks as they were or as they shall be, wherever it is stopped.
 #pragma once
 
 #include "providers/ddf_change/ddf_change.h"
@@ -22,9 +22,9 @@ typedef EFI_STATUS (*CHANGE_STEP)(CHANGE *change, void *context);
 // the disk that stood in the way and the reason are logged. The step's status, or EFI_OUT_OF_RESOURCES.
 EFI_STATUS runChange(DISK_CONTROLLER *controller, CHANGE_STEP step, void *context);
 
-// Of the volumes of a set, those that do not stay.
-#define NO_VOLUME 0xFFFFFFFFU
-#define ALL_VOLUMES 0xFFFFFFFEU
+// Of the virtual disks of a set, those that do not stay.
+#define NO_VIRTUAL_DISK 0xFFFFFFFFU
+#define ALL_VIRTUAL_DISKS 0xFFFFFFFEU
 
 // Before disks are written to: those of a set (null: of none), and count others or the same. Firmware's file systems
 // are closed where no volume that stays has the disk's first block, since there firmware looks for them, and all disks

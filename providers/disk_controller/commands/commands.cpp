@@ -23,15 +23,15 @@ template <class RECORD> static const RECORD &dataOf(const RAID_CMD_BLOCK *block)
 }
 
 static EFI_STATUS runCreate(DISK_CONTROLLER *controller, const RAID_CMD_BLOCK *block) {
-  return createVolume(controller, dataOf<RAID_VD_RECORD>(block), block->ObjectIds, block->ObjectIdCount);
+  return createVirtualDisk(controller, dataOf<RAID_VD_RECORD>(block), block->ObjectIds, block->ObjectIdCount);
 }
 
-static EFI_STATUS runDeleteVolumes(DISK_CONTROLLER *controller, const RAID_CMD_BLOCK *block) {
-  return deleteVolumes(controller, block->ObjectIds, block->ObjectIdCount);
+static EFI_STATUS runDeleteVirtualDisks(DISK_CONTROLLER *controller, const RAID_CMD_BLOCK *block) {
+  return deleteVirtualDisks(controller, block->ObjectIds, block->ObjectIdCount);
 }
 
-static EFI_STATUS runChangeVolumes(DISK_CONTROLLER *controller, const RAID_CMD_BLOCK *block) {
-  return changeVolumes(controller, dataOf<RAID_VD_RECORD>(block), block->ObjectIds, block->ObjectIdCount);
+static EFI_STATUS runChangeVirtualDisks(DISK_CONTROLLER *controller, const RAID_CMD_BLOCK *block) {
+  return changeVirtualDisks(controller, dataOf<RAID_VD_RECORD>(block), block->ObjectIds, block->ObjectIdCount);
 }
 
 static EFI_STATUS runChangeDisks(DISK_CONTROLLER *controller, const RAID_CMD_BLOCK *block) {
@@ -56,9 +56,9 @@ static EFI_STATUS runClear(DISK_CONTROLLER *controller, const RAID_CMD_BLOCK *) 
 
 static constexpr COMMAND_ROW g_rows[] = {
     {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_RECORD, runCreate},
-    {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_IGNORED, runDeleteVolumes},
+    {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_IGNORED, runDeleteVirtualDisks},
     {RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER, IDS_IGNORED, DATA_IGNORED, runReset},
-    {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_RECORD, runChangeVolumes},
+    {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_RECORD, runChangeVirtualDisks},
     {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, IDS_REQUIRED, DATA_RECORD, runChangeDisks},
     {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, IDS_IGNORED, DATA_RECORD, runChangeAdapter},
     {RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER, IDS_IGNORED, DATA_IGNORED, runImport},

@@ -26,7 +26,7 @@ static EFI_STATUS failMember(CHANGE *change, const DDF_SET *set, UINT32 pd, UINT
     return refuse("a member of another controller's set", EFI_ACCESS_DENIED);
   }
   change->Left = disk;
-  EFI_STATUS status = readyDisks(change, set, NO_VOLUME, /* disks= */ nullptr, 0);
+  EFI_STATUS status = readyDisks(change, set, NO_VIRTUAL_DISK, /* disks= */ nullptr, 0);
   if (!EFI_ERROR(status)) {
     status = ddfFailDisk(&change->Writer, setNumber(change->View, set), pd);
   }
@@ -37,16 +37,17 @@ static EFI_STATUS failMember(CHANGE *change, const DDF_SET *set, UINT32 pd, UINT
   return status;
 }
 
-// Whether a volume can be used without one of its members, which is there.
-static bool survives(const DDF_VOLUME &volume, UINT32 member) {
-  if (volume.state == DDF_VD_FAILED || volume.members[member].state != DDF_MEMBER_GOOD) {
+// Whether a virtual disk can be used without one of its members, which is there.
+static bool survives(const DDF_VIRTUAL_DISK &virtualDisk, UINT32 member) {
+  if (virtualDisk.state == DDF_VD_FAILED || virtualDisk.members[member].state != DDF_MEMBER_GOOD) {
     return true; // it is lost, or does without the member already
   }
-  if (volume.state == DDF_VD_DEGRADED) {
-    bool isPair = volume.level == DDF_LEVEL_10 && volume.memberCount % 2 == 0;
-    return isPair && volume.members[member ^ 1].state == DDF_MEMBER_GOOD;
+  if (virtualDisk.state == DDF_VD_DEGRADED) {
+    bool isPair = virtualDisk.level == DDF_LEVEL_10 && virtualDisk.memberCount % 2 == 0;
+    return isPair && virtualDisk.members[member ^ 1].state == DDF_MEMBER_GOOD;
   }
-  return volume.level != DDF_LEVEL_0 && volume.level != DDF_LEVEL_LINEAR && volume.level != DDF_LEVEL_UNKNOWN;
+  return virtualDisk.level != DDF_LEVEL_0 && virtualDisk.level != DDF_LEVEL_LINEAR &&
+         virtualDisk.level != DDF_LEVEL_UNKNOWN;
 }
 
 static EFI_STATUS failDisk(CHANGE *change, UINT32 disk) {
@@ -56,7 +57,7 @@ static EFI_STATUS failDisk(CHANGE *change, UINT32 disk) {
   }
   const DDF_PD &pd = *memberOf(change->View, disk);
   for (UINT32 i = 0; i < pd.partCount; ++i) {
-    if (!survives(set->volumes[pd.parts[i].volume], pd.parts[i].member)) {
+    if (!survives(set->virtualDisks[pd.parts[i].virtualDisk], pd.parts[i].member)) {
       return refuseDisk(change->View, disk, "a virtual disk would be lost without it", EFI_ACCESS_DENIED);
     }
   }
@@ -72,7 +73,7 @@ static EFI_STATUS changeFailed(CHANGE *change, UINT32 disk, UINT64 state) {
   if (set->foreign) {
     return refuseDisk(change->View, disk, "a member of another controller's set", EFI_ACCESS_DENIED);
   }
-  EFI_STATUS status = readyDisks(change, set, NO_VOLUME, /* disks= */ nullptr, 0);
+  EFI_STATUS status = readyDisks(change, set, NO_VIRTUAL_DISK, /* disks= */ nullptr, 0);
   if (!EFI_ERROR(status)) {
     status = ddfFreeFailed(&change->Writer, setNumber(change->View, set), change->View.Model->disks[disk].pd);
   }
@@ -97,17 +98,17 @@ static UINT64 roomOf(const VIEW &view, UINT32 disk) {
 }
 
 // Replaces the numbers of virtual disks by those in their set.
-static EFI_STATUS placeVolumes(const VIEW &view, UINT32 disk, UINT32 *numbers, UINT32 count, const DDF_SET **set) {
+static EFI_STATUS placeVirtualDisks(const VIEW &view, UINT32 disk, UINT32 *numbers, UINT32 count, const DDF_SET **set) {
   for (UINT32 i = 0; i < count; ++i) {
-    const VIEW_VOLUME &volume = view.Volumes[numbers[i]];
-    *set = i == 0 ? volume.Set : *set;
-    if (volume.Set != *set) {
+    const VIEW_VIRTUAL_DISK &virtualDisk = view.VirtualDisks[numbers[i]];
+    *set = i == 0 ? virtualDisk.Set : *set;
+    if (virtualDisk.Set != *set) {
       return refuseDisk(view, disk, "a spare for virtual disks of several sets", EFI_INVALID_PARAMETER);
     }
-    if (volume.Volume->memberBlocks > roomOf(view, disk)) {
+    if (virtualDisk.VirtualDisk->memberBlocks > roomOf(view, disk)) {
       return refuseDisk(view, disk, "it is too small for the virtual disk", EFI_VOLUME_FULL);
     }
-    numbers[i] = static_cast<UINT32>(volume.Volume - volume.Set->volumes);
+    numbers[i] = static_cast<UINT32>(virtualDisk.VirtualDisk - virtualDisk.Set->virtualDisks);
   }
   return EFI_SUCCESS;
 }
@@ -123,16 +124,16 @@ static void tellMissing(const VIEW &view, const DDF_SET &set) {
   }
 }
 
-static EFI_STATUS setSpare(CHANGE *change, UINT32 disk, const DDF_SET *set, DDF_SPARE_KIND kind, const UINT32 *volumes,
-                           UINT32 count) {
+static EFI_STATUS setSpare(CHANGE *change, UINT32 disk, const DDF_SET *set, DDF_SPARE_KIND kind,
+                           const UINT32 *virtualDisks, UINT32 count) {
   const VIEW &view = change->View;
   const DDF_SET *joined = set != nullptr ? set : joinedSet(view, &disk, 1);
   if (joined == nullptr) {
     return refuseDisk(view, disk, "there is no set that a spare could join", EFI_NOT_FOUND);
   }
-  EFI_STATUS status = readyDisks(change, joined, NO_VOLUME, &disk, 1);
+  EFI_STATUS status = readyDisks(change, joined, NO_VIRTUAL_DISK, &disk, 1);
   if (!EFI_ERROR(status)) {
-    status = ddfSetSpare(&change->Writer, setNumber(view, joined), disk, kind, volumes, count);
+    status = ddfSetSpare(&change->Writer, setNumber(view, joined), disk, kind, virtualDisks, count);
   }
   if (!EFI_ERROR(status)) {
     tellDisk(view, disk, kind == DDF_NO_SPARE ? "it is no hot spare any more" : "it is a hot spare");
@@ -155,10 +156,10 @@ static EFI_STATUS makeDedicated(CHANGE *change, UINT32 disk, const RAID_PD_RECOR
     refuseDisk(change->View, disk, "a spare for a virtual disk that is not there", status);
   }
   if (!EFI_ERROR(status)) {
-    status = placeVolumes(change->View, disk, numbers, wanted.VDCount, &set);
+    status = placeVirtualDisks(change->View, disk, numbers, wanted.VDCount, &set);
   }
   if (!EFI_ERROR(status)) {
-    status = setSpare(change, disk, set, DDF_SPARE_FOR_VOLUMES, numbers, wanted.VDCount);
+    status = setSpare(change, disk, set, DDF_SPARE_FOR_VIRTUAL_DISKS, numbers, wanted.VDCount);
   }
   poolFree(numbers);
   return status;
@@ -180,7 +181,7 @@ static EFI_STATUS changeSpare(CHANGE *change, UINT32 disk, const RAID_PD_RECORD 
     return makeDedicated(change, disk, wanted);
   }
   DDF_SPARE_KIND spare = wanted.Hotspare == RAID_HOTSPARE_GLOBAL ? DDF_SPARE_GLOBAL : DDF_NO_SPARE;
-  return setSpare(change, disk, /* set= */ nullptr, spare, /* volumes= */ nullptr, 0);
+  return setSpare(change, disk, /* set= */ nullptr, spare, /* virtual disks= */ nullptr, 0);
 }
 
 // --- Both ---

@@ -37,7 +37,7 @@ static EFI_STATUS collectSets(DISK_CONTROLLER *controller, SET_FILTER isMeant, S
 struct SET_JOB {
   EFI_STATUS (*Change)(DDF_WRITER *writer, UINT32 set, const SET_JOB &job);
   const CHAR8 *Done; // for the log
-  UINT32 Ending;     // of its volumes
+  UINT32 Ending;     // of its virtual disks
   const SETTINGS *Settings;
   DDF_GUID Set;
 };
@@ -102,16 +102,17 @@ static bool isForeign(const DDF_SET &set) {
 
 EFI_STATUS resetSets(DISK_CONTROLLER *controller) {
   auto isMeant = [](const DDF_SET &set) { return !set.foreign; };
-  return changeAll(controller, isMeant, {deleteSet, "its set is deleted", ALL_VOLUMES, nullptr, {}}, EFI_SUCCESS);
+  return changeAll(controller, isMeant, {deleteSet, "its set is deleted", ALL_VIRTUAL_DISKS, nullptr, {}}, EFI_SUCCESS);
 }
 
 EFI_STATUS clearSets(DISK_CONTROLLER *controller) {
-  return changeAll(controller, isForeign, {deleteSet, "its foreign set is deleted", ALL_VOLUMES, nullptr, {}},
+  return changeAll(controller, isForeign, {deleteSet, "its foreign set is deleted", ALL_VIRTUAL_DISKS, nullptr, {}},
                    EFI_NOT_FOUND);
 }
 
 EFI_STATUS importSets(DISK_CONTROLLER *controller) {
-  return changeAll(controller, isForeign, {importSet, "its set is taken over", NO_VOLUME, nullptr, {}}, EFI_NOT_FOUND);
+  return changeAll(controller, isForeign, {importSet, "its set is taken over", NO_VIRTUAL_DISK, nullptr, {}},
+                   EFI_NOT_FOUND);
 }
 
 EFI_STATUS changeAdapter(DISK_CONTROLLER *controller, const RAID_ADAPTER_RECORD &wanted) {
@@ -126,7 +127,7 @@ EFI_STATUS changeAdapter(DISK_CONTROLLER *controller, const RAID_ADAPTER_RECORD 
   }
   bool isNew = __builtin_memcmp(&settings, &controller->Settings, sizeof(settings)) != 0;
   if (!EFI_ERROR(status) && isNew) {
-    status = changeSets(controller, sets, {keepSettings, "its set keeps the settings", NO_VOLUME, &settings, {}});
+    status = changeSets(controller, sets, {keepSettings, "its set keeps the settings", NO_VIRTUAL_DISK, &settings, {}});
   }
   if (!EFI_ERROR(status)) {
     controller->Settings = settings;

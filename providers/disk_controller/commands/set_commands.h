@@ -3,7 +3,7 @@
 
 #include "providers/disk_controller/commands/service.h"
 
-// Deletes all volumes and sets that are not foreign.
+// Deletes all virtual disks and sets that are not foreign.
 EFI_STATUS resetSets(DISK_CONTROLLER *controller);
 // Take over and delete foreign sets. EFI_NOT_FOUND when there are none.
 EFI_STATUS importSets(DISK_CONTROLLER *controller);

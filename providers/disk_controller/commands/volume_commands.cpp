@@ -9,7 +9,7 @@
 #include "providers/disk_controller/model/objects.h"
 #include "providers/disk_controller/model/records.h"
 
-static void tellVolume(const CHAR8 (&name)[16], const CHAR8 *what) {
+static void tellVirtualDisk(const CHAR8 (&name)[16], const CHAR8 *what) {
   CHAR8 text[sizeof(name) + 1] = {};
   copyBytes(text, name, sizeof(name));
   LogPrint(LOG_WARN, RAID_DISKS, "virtual disk %a: %a", static_cast<const CHAR8 *>(text), what);
@@ -36,16 +36,16 @@ static EFI_STATUS findMembers(const VIEW &view, const CREATION &creation) {
   return status;
 }
 
-// The place that a saved volume had is a wish: where it is taken, the first gap that fits is as good.
-static EFI_STATUS writeVolume(CHANGE *change, DDF_NEW_VOLUME *volume, UINT64 wish) {
+// The place that a saved virtual disk had is a wish: where it is taken, the first gap that fits is as good.
+static EFI_STATUS writeVirtualDisk(CHANGE *change, DDF_NEW_VIRTUAL_DISK *virtualDisk, UINT64 wish) {
   EFI_STATUS status = EFI_VOLUME_FULL;
   if (wish != 0) {
-    volume->start = wish;
-    status = ddfCreateVolume(&change->Writer, *volume);
+    virtualDisk->start = wish;
+    status = ddfCreateVirtualDisk(&change->Writer, *virtualDisk);
   }
   if (status == EFI_VOLUME_FULL) {
-    volume->start = DDF_ANYWHERE;
-    status = ddfCreateVolume(&change->Writer, *volume);
+    virtualDisk->start = DDF_ANYWHERE;
+    status = ddfCreateVirtualDisk(&change->Writer, *virtualDisk);
   }
   return status;
 }
@@ -53,29 +53,30 @@ static EFI_STATUS writeVolume(CHANGE *change, DDF_NEW_VOLUME *volume, UINT64 wis
 static EFI_STATUS createStep(CHANGE *change, void *context) {
   const CREATION &creation = *static_cast<CREATION *>(context);
   const VIEW &view = change->View;
-  DDF_NEW_VOLUME volume;
+  DDF_NEW_VIRTUAL_DISK virtualDisk;
   const CHAR8 *why = nullptr;
-  EFI_STATUS status = decodeVolume(*creation.Wanted, creation.Count, &volume, &why);
+  EFI_STATUS status = decodeVirtualDisk(*creation.Wanted, creation.Count, &virtualDisk, &why);
   if (EFI_ERROR(status)) {
     return refuse(why, status);
   }
   status = findMembers(view, creation);
   if (!EFI_ERROR(status)) {
     const DDF_SET *set = joinedSet(view, creation.Disks, creation.Count);
-    status = readyDisks(change, set, NO_VOLUME, creation.Disks, creation.Count);
+    status = readyDisks(change, set, NO_VIRTUAL_DISK, creation.Disks, creation.Count);
   }
   if (EFI_ERROR(status)) {
     return status;
   }
-  volume.disks = creation.Disks;
-  status = writeVolume(change, &volume, creation.Wanted->StartingLba);
+  virtualDisk.disks = creation.Disks;
+  status = writeVirtualDisk(change, &virtualDisk, creation.Wanted->StartingLba);
   if (!EFI_ERROR(status)) {
-    tellVolume(volume.name, "created");
+    tellVirtualDisk(virtualDisk.name, "created");
   }
   return status;
 }
 
-EFI_STATUS createVolume(DISK_CONTROLLER *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids, UINT32 count) {
+EFI_STATUS createVirtualDisk(DISK_CONTROLLER *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids,
+                             UINT32 count) {
   UINT32 *disks = poolNew<UINT32>(count);
   if (disks == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -88,21 +89,21 @@ EFI_STATUS createVolume(DISK_CONTROLLER *controller, const RAID_VD_RECORD &wante
 
 // --- Several virtual disks, one after the other ---
 
-// A volume by what does not change when others come and go.
-struct VOLUME_NAME {
+// A virtual disk by what does not change when others come and go.
+struct VIRTUAL_DISK_NAME {
   DDF_GUID Set;
-  DDF_GUID Volume;
+  DDF_GUID VirtualDisk;
 };
 
-struct VOLUME_NAMES {
-  VOLUME_NAME *Items; // pool
+struct VIRTUAL_DISK_NAMES {
+  VIRTUAL_DISK_NAME *Items; // pool
   UINT32 Count;
 };
 
 // One that is named twice counts once.
-static EFI_STATUS nameVolumes(const VIEW &view, const UINT32 *ids, UINT32 count, VOLUME_NAMES *names) {
+static EFI_STATUS nameVirtualDisks(const VIEW &view, const UINT32 *ids, UINT32 count, VIRTUAL_DISK_NAMES *names) {
   UINT32 *numbers = poolNew<UINT32>(count);
-  names->Items = poolNew<VOLUME_NAME>(count);
+  names->Items = poolNew<VIRTUAL_DISK_NAME>(count);
   EFI_STATUS status = numbers == nullptr || names->Items == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
   if (!EFI_ERROR(status)) {
     status = findObjects(view, RAID_OBJECT_VIRTUAL_DISK, ids, count, numbers);
@@ -112,81 +113,83 @@ static EFI_STATUS nameVolumes(const VIEW &view, const UINT32 *ids, UINT32 count,
   }
   for (UINT32 i = 0; i < count && !EFI_ERROR(status); ++i) {
     if (i == 0 || numbers[i] != numbers[i - 1]) {
-      const VIEW_VOLUME &volume = view.Volumes[numbers[i]];
-      names->Items[names->Count++] = {volume.Set->guid, volume.Volume->entry->guid};
+      const VIEW_VIRTUAL_DISK &virtualDisk = view.VirtualDisks[numbers[i]];
+      names->Items[names->Count++] = {virtualDisk.Set->guid, virtualDisk.VirtualDisk->entry->guid};
     }
   }
   poolFree(numbers);
   return status == EFI_NOT_FOUND ? refuse("there is no such virtual disk", status) : status;
 }
 
-// A step for one of the volumes; also what it is told.
-struct VOLUME_JOB {
-  EFI_STATUS (*Change)(CHANGE *change, const VIEW_VOLUME &volume, const VOLUME_JOB &job);
+// A step for one of the virtual disks; also what it is told.
+struct VIRTUAL_DISK_JOB {
+  EFI_STATUS (*Change)(CHANGE *change, const VIEW_VIRTUAL_DISK &virtualDisk, const VIRTUAL_DISK_JOB &job);
   const RAID_VD_RECORD *Wanted; // of a Change
-  VOLUME_NAME Name;
+  VIRTUAL_DISK_NAME Name;
 };
 
-static EFI_STATUS volumeStep(CHANGE *change, void *context) {
-  const VOLUME_JOB &job = *static_cast<VOLUME_JOB *>(context);
-  for (UINT32 i = 0; i < change->View.VolumeCount; ++i) {
-    const VIEW_VOLUME &volume = change->View.Volumes[i];
-    if (ddfSameGuid(volume.Set->guid, job.Name.Set) && ddfSameGuid(volume.Volume->entry->guid, job.Name.Volume)) {
-      return job.Change(change, volume, job);
+static EFI_STATUS virtualDiskStep(CHANGE *change, void *context) {
+  const VIRTUAL_DISK_JOB &job = *static_cast<VIRTUAL_DISK_JOB *>(context);
+  for (UINT32 i = 0; i < change->View.VirtualDiskCount; ++i) {
+    const VIEW_VIRTUAL_DISK &virtualDisk = change->View.VirtualDisks[i];
+    if (ddfSameGuid(virtualDisk.Set->guid, job.Name.Set) &&
+        ddfSameGuid(virtualDisk.VirtualDisk->entry->guid, job.Name.VirtualDisk)) {
+      return job.Change(change, virtualDisk, job);
     }
   }
   return refuse("a virtual disk is gone", EFI_NOT_FOUND);
 }
 
-static EFI_STATUS eachVolume(DISK_CONTROLLER *controller, const UINT32 *ids, UINT32 count, const VOLUME_JOB &what) {
+static EFI_STATUS eachVirtualDisk(DISK_CONTROLLER *controller, const UINT32 *ids, UINT32 count,
+                                  const VIRTUAL_DISK_JOB &what) {
   VIEW own;
   VIEW *view = nullptr;
-  VOLUME_NAMES names = {};
+  VIRTUAL_DISK_NAMES names = {};
   EFI_STATUS status = takeView(&own, controller->Settings, &view);
   if (!EFI_ERROR(status)) {
-    status = nameVolumes(*view, ids, count, &names);
+    status = nameVirtualDisks(*view, ids, count, &names);
   }
   closeView(&own);
   for (UINT32 i = 0; i < names.Count && !EFI_ERROR(status); ++i) {
-    VOLUME_JOB job = what;
+    VIRTUAL_DISK_JOB job = what;
     job.Name = names.Items[i];
-    status = runChange(controller, volumeStep, &job);
+    status = runChange(controller, virtualDiskStep, &job);
   }
   poolFree(names.Items);
   return status;
 }
 
-static UINT32 setNumber(const CHANGE &change, const VIEW_VOLUME &volume) {
-  return static_cast<UINT32>(volume.Set - change.View.Model->sets);
+static UINT32 setNumber(const CHANGE &change, const VIEW_VIRTUAL_DISK &virtualDisk) {
+  return static_cast<UINT32>(virtualDisk.Set - change.View.Model->sets);
 }
 
-static UINT32 volumeNumber(const VIEW_VOLUME &volume) {
-  return static_cast<UINT32>(volume.Volume - volume.Set->volumes);
+static UINT32 virtualDiskNumber(const VIEW_VIRTUAL_DISK &virtualDisk) {
+  return static_cast<UINT32>(virtualDisk.VirtualDisk - virtualDisk.Set->virtualDisks);
 }
 
 // --- Delete ---
 
-static EFI_STATUS deleteVolume(CHANGE *change, const VIEW_VOLUME &volume, const VOLUME_JOB &) {
-  EFI_STATUS status = readyDisks(change, volume.Set, volumeNumber(volume), /* disks= */ nullptr, 0);
+static EFI_STATUS deleteVirtualDisk(CHANGE *change, const VIEW_VIRTUAL_DISK &virtualDisk, const VIRTUAL_DISK_JOB &) {
+  EFI_STATUS status = readyDisks(change, virtualDisk.Set, virtualDiskNumber(virtualDisk), /* disks= */ nullptr, 0);
   if (!EFI_ERROR(status)) {
-    status = ddfDeleteVolume(&change->Writer, setNumber(*change, volume), volumeNumber(volume));
+    status = ddfDeleteVirtualDisk(&change->Writer, setNumber(*change, virtualDisk), virtualDiskNumber(virtualDisk));
   }
   if (!EFI_ERROR(status)) {
-    tellVolume(volume.Volume->entry->name, "deleted");
+    tellVirtualDisk(virtualDisk.VirtualDisk->entry->name, "deleted");
   }
   return status;
 }
 
-EFI_STATUS deleteVolumes(DISK_CONTROLLER *controller, const UINT32 *ids, UINT32 count) {
-  return eachVolume(controller, ids, count, {deleteVolume, nullptr, {}});
+EFI_STATUS deleteVirtualDisks(DISK_CONTROLLER *controller, const UINT32 *ids, UINT32 count) {
+  return eachVirtualDisk(controller, ids, count, {deleteVirtualDisk, nullptr, {}});
 }
 
 // --- Change ---
 
-// Whether the record asks for something else than the volume is; 0 asks for nothing.
-static bool asksForMore(const VIEW_VOLUME &volume, const RAID_VD_RECORD &wanted) {
+// Whether the record asks for something else than the virtual disk is; 0 asks for nothing.
+static bool asksForMore(const VIEW_VIRTUAL_DISK &virtualDisk, const RAID_VD_RECORD &wanted) {
   RAID_VD_RECORD now = {};
-  describeLayout(*volume.Volume, &now);
+  describeLayout(*virtualDisk.VirtualDisk, &now);
   const struct {
     UINT64 Wanted;
     UINT64 Now;
@@ -208,27 +211,30 @@ static bool asksForMore(const VIEW_VOLUME &volume, const RAID_VD_RECORD &wanted)
   return false;
 }
 
-static EFI_STATUS changeVolume(CHANGE *change, const VIEW_VOLUME &volume, const VOLUME_JOB &job) {
-  DDF_VOLUME_SETTINGS settings;
+static EFI_STATUS changeVirtualDisk(CHANGE *change, const VIEW_VIRTUAL_DISK &virtualDisk, const VIRTUAL_DISK_JOB &job) {
+  DDF_VIRTUAL_DISK_SETTINGS settings;
   const CHAR8 *why = nullptr;
   EFI_STATUS status = decodeSettings(*job.Wanted, &settings, &why);
   if (EFI_ERROR(status)) {
     return refuse(why, status);
   }
-  if (asksForMore(volume, *job.Wanted)) {
+  if (asksForMore(virtualDisk, *job.Wanted)) {
     return refuse("level, size and place of a virtual disk stay as they are", EFI_UNSUPPORTED);
   }
-  status = settings.which == 0 ? EFI_SUCCESS : readyDisks(change, volume.Set, NO_VOLUME, /* disks= */ nullptr, 0);
+  status =
+      settings.which == 0 ? EFI_SUCCESS : readyDisks(change, virtualDisk.Set, NO_VIRTUAL_DISK, /* disks= */ nullptr, 0);
   if (EFI_ERROR(status) || settings.which == 0) {
     return status;
   }
-  status = ddfChangeVolume(&change->Writer, setNumber(*change, volume), volumeNumber(volume), settings);
+  status =
+      ddfChangeVirtualDisk(&change->Writer, setNumber(*change, virtualDisk), virtualDiskNumber(virtualDisk), settings);
   if (!EFI_ERROR(status)) {
-    tellVolume(volume.Volume->entry->name, "changed");
+    tellVirtualDisk(virtualDisk.VirtualDisk->entry->name, "changed");
   }
   return status;
 }
 
-EFI_STATUS changeVolumes(DISK_CONTROLLER *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids, UINT32 count) {
-  return eachVolume(controller, ids, count, {changeVolume, &wanted, {}});
+EFI_STATUS changeVirtualDisks(DISK_CONTROLLER *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids,
+                              UINT32 count) {
+  return eachVirtualDisk(controller, ids, count, {changeVirtualDisk, &wanted, {}});
 }

@@ -9,10 +9,12 @@
 //                          sets
 //   EFI_NOT_READY          a disk that failed or cannot be used
 //   EFI_VOLUME_FULL        no room
-EFI_STATUS createVolume(DISK_CONTROLLER *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids, UINT32 count);
+EFI_STATUS createVirtualDisk(DISK_CONTROLLER *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids,
+                             UINT32 count);
 
 // In the order of their numbers; the first that cannot be deleted or changed ends the command. EFI_NOT_FOUND, before
-// anything is written, for an id that no virtual disk has. What a volume keeps for its life is not changed:
+// anything is written, for an id that no virtual disk has. What a virtual disk keeps for its life is not changed:
 // EFI_UNSUPPORTED.
-EFI_STATUS deleteVolumes(DISK_CONTROLLER *controller, const UINT32 *ids, UINT32 count);
-EFI_STATUS changeVolumes(DISK_CONTROLLER *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids, UINT32 count);
+EFI_STATUS deleteVirtualDisks(DISK_CONTROLLER *controller, const UINT32 *ids, UINT32 count);
+EFI_STATUS changeVirtualDisks(DISK_CONTROLLER *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids,
+                              UINT32 count);

@@ -77,7 +77,7 @@ static EFI_STATUS decodeCache(UINT32 policy, UINT8 *cache, const CHAR8 **why) {
   return EFI_SUCCESS;
 }
 
-EFI_STATUS decodeSettings(const RAID_VD_RECORD &wanted, DDF_VOLUME_SETTINGS *settings, const CHAR8 **why) {
+EFI_STATUS decodeSettings(const RAID_VD_RECORD &wanted, DDF_VIRTUAL_DISK_SETTINGS *settings, const CHAR8 **why) {
   zeroBytes(settings, sizeof(*settings));
   settings->which = (wanted.Name != nullptr ? DDF_SET_NAME : 0) | (wanted.AccessPolicy != 0 ? DDF_SET_ACCESS : 0) |
                     (wanted.CurrentCachePolicy != 0 ? DDF_SET_CACHE : 0);
@@ -182,13 +182,14 @@ static UINT64 blocksOf(UINT64 size, UINT32 members, UINT8 strip) {
   return (blocks + grain - 1) / grain * grain;
 }
 
-EFI_STATUS decodeVolume(const RAID_VD_RECORD &wanted, UINT32 count, DDF_NEW_VOLUME *volume, const CHAR8 **why) {
-  zeroBytes(volume, sizeof(*volume));
+EFI_STATUS decodeVirtualDisk(const RAID_VD_RECORD &wanted, UINT32 count, DDF_NEW_VIRTUAL_DISK *virtualDisk,
+                             const CHAR8 **why) {
+  zeroBytes(virtualDisk, sizeof(*virtualDisk));
   RAID_LEVEL_PARAMS level = offeredLevel(wanted.RAIDLevel);
-  DDF_VOLUME_SETTINGS settings = {};
+  DDF_VIRTUAL_DISK_SETTINGS settings = {};
   EFI_STATUS status = checkLevel(wanted, level, count, why);
   if (!EFI_ERROR(status)) {
-    status = decodeQualifier(wanted, level, count, &volume->qualifier, why);
+    status = decodeQualifier(wanted, level, count, &virtualDisk->qualifier, why);
   }
   if (!EFI_ERROR(status)) {
     status = decodeSettings(wanted, &settings, why);
@@ -198,12 +199,13 @@ EFI_STATUS decodeVolume(const RAID_VD_RECORD &wanted, UINT32 count, DDF_NEW_VOLU
     return status;
   }
   UINT32 stripe = wanted.StripeSize != 0 ? wanted.StripeSize : level.StripeSize;
-  volume->level = row->Level;
-  volume->strip = stripe != 0 ? bitNumber(stripe) : DDF_NO_STRIP;
-  volume->diskCount = count;
-  volume->memberBlocks = wanted.Size == 0 ? 0 : blocksOf(wanted.Size, dataMembers(*row, count), volume->strip);
-  copyBytes(volume->name, settings.name, sizeof(volume->name));
-  volume->access = settings.access;
-  volume->cache = settings.cache;
+  virtualDisk->level = row->Level;
+  virtualDisk->strip = stripe != 0 ? bitNumber(stripe) : DDF_NO_STRIP;
+  virtualDisk->diskCount = count;
+  virtualDisk->memberBlocks =
+      wanted.Size == 0 ? 0 : blocksOf(wanted.Size, dataMembers(*row, count), virtualDisk->strip);
+  copyBytes(virtualDisk->name, settings.name, sizeof(virtualDisk->name));
+  virtualDisk->access = settings.access;
+  virtualDisk->cache = settings.cache;
   return EFI_SUCCESS;
 }

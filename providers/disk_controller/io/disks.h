@@ -37,7 +37,7 @@ struct DISK {
   DISK_PLACE Place;
   DISK_IDENTITY Identity;
   UINT64 Sectors;        // of 512 bytes; of another size: as many bytes as that
-  const CHAR8 *Unusable; // why it can hold no volumes whatever is on it, or null
+  const CHAR8 *Unusable; // why it can hold no virtual disks whatever is on it, or null
   bool HasFileSystem;    // firmware has one on it or on its partitions
 };
 

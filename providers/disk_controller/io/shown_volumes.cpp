@@ -25,29 +25,29 @@ static RAID_VOLUMES_PROTOCOL *findDriver() {
              : static_cast<RAID_VOLUMES_PROTOCOL *>(found);
 }
 
-// The volume's handle, or null.
-static EFI_HANDLE findHandle(RAID_VOLUMES_PROTOCOL *driver, const DDF_VOLUME &volume) {
+// The virtual disk's handle, or null.
+static EFI_HANDLE findHandle(RAID_VOLUMES_PROTOCOL *driver, const DDF_VIRTUAL_DISK &virtualDisk) {
   EFI_HANDLE handle = nullptr;
   const CHAR8 *why = nullptr;
-  bool found = driver != nullptr && !EFI_ERROR(driver->Find(driver, volume.entry->guid.bytes, &handle, &why));
+  bool found = driver != nullptr && !EFI_ERROR(driver->Find(driver, virtualDisk.entry->guid.bytes, &handle, &why));
   return found ? handle : nullptr;
 }
 
-bool isRunningVolume(const DDF_VOLUME &volume) {
-  EFI_HANDLE handle = findHandle(findDriver(), volume);
+bool isRunningVirtualDisk(const DDF_VIRTUAL_DISK &virtualDisk) {
+  EFI_HANDLE handle = findHandle(findDriver(), virtualDisk);
   return handle != nullptr && hasRunningImages(handle);
 }
 
-EFI_STATUS hideVolume(const DDF_VOLUME &volume) {
+EFI_STATUS hideVolume(const DDF_VIRTUAL_DISK &virtualDisk) {
   RAID_VOLUMES_PROTOCOL *driver = findDriver();
-  EFI_HANDLE handle = findHandle(driver, volume);
+  EFI_HANDLE handle = findHandle(driver, virtualDisk);
   if (handle == nullptr) {
     return EFI_SUCCESS;
   }
-  return hasRunningImages(handle) ? EFI_ACCESS_DENIED : driver->Hide(driver, volume.entry->guid.bytes);
+  return hasRunningImages(handle) ? EFI_ACCESS_DENIED : driver->Hide(driver, virtualDisk.entry->guid.bytes);
 }
 
-void refreshVolumes() {
+void refreshVirtualDisks() {
   RAID_VOLUMES_PROTOCOL *driver = findDriver();
   if (driver != nullptr) {
     EFI_STATUS status = driver->Refresh(driver);

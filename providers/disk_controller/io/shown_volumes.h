@@ -4,15 +4,15 @@
 #include "providers/ddf/ddf.h"
 #include "uefi/protocols.h"
 
-// Whether a block device is such a volume.
+// Whether a block device is such a virtual disk.
 bool isShownVolume(EFI_HANDLE handle);
 
 // Takes a volume that ends away from firmware; EFI_SUCCESS also where nobody shows it. EFI_ACCESS_DENIED when images
 // that are running were loaded from it, or a driver does not let go.
-EFI_STATUS hideVolume(const DDF_VOLUME &volume);
+EFI_STATUS hideVolume(const DDF_VIRTUAL_DISK &virtualDisk);
 
 // Whether images that are running were loaded from a volume that firmware sees.
-bool isRunningVolume(const DDF_VOLUME &volume);
+bool isRunningVirtualDisk(const DDF_VIRTUAL_DISK &virtualDisk);
 
 // Lets the driver look at the disks as they are now.
-void refreshVolumes();
+void refreshVirtualDisks();

@@ -51,7 +51,7 @@ RAID_LEVEL_PARAMS offeredLevel(UINT32 raidLevel) {
   return none;
 }
 
-UINT32 raidLevelOf(DDF_VOLUME_LEVEL level) {
+UINT32 raidLevelOf(DDF_VIRTUAL_DISK_LEVEL level) {
   switch (level) {
   case DDF_LEVEL_0:
     return RAID_LEVEL_0;

@@ -13,6 +13,6 @@ extern const RAID_LEVEL_PARAMS g_offeredLevels[OFFERED_LEVEL_COUNT];
 // The descriptor of that level; for one that is not offered, zeros but for the level itself.
 RAID_LEVEL_PARAMS offeredLevel(UINT32 raidLevel);
 
-// The records' level for that of a volume. One that is not known, or a concatenation, is a plain volume: documents have
-// no other word for it that their readers take.
-UINT32 raidLevelOf(DDF_VOLUME_LEVEL level);
+// The records' level for that of a virtual disk. One that is not known, or a concatenation, is a plain virtual disk:
+// documents have no other word for it that their readers take.
+UINT32 raidLevelOf(DDF_VIRTUAL_DISK_LEVEL level);

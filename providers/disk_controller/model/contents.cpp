@@ -32,11 +32,11 @@ static EFI_STATUS addAreas(const DDF_DISK &disk, RAID_DISK_CONTENTS *contents) {
   return EFI_SUCCESS;
 }
 
-static bool holdsRunningVolume(const VIEW &view, UINT32 index) {
+static bool holdsRunningVirtualDisk(const VIEW &view, UINT32 index) {
   const DDF_PD *member = memberOf(view, index);
   const DDF_SET *set = setOf(view, index);
   for (UINT32 i = 0; member != nullptr && set != nullptr && i < member->partCount; ++i) {
-    if (isRunningVolume(set->volumes[member->parts[i].volume])) {
+    if (isRunningVirtualDisk(set->virtualDisks[member->parts[i].virtualDisk])) {
       return true;
     }
   }
@@ -57,7 +57,7 @@ static EFI_STATUS describe(const VIEW &view, UINT32 index, RAID_DISK_CONTENTS *c
   if (!isInTheWay || disk.Unusable != nullptr || disk.Sectors <= DDF_RESERVE) {
     return EFI_UNSUPPORTED;
   }
-  if (hasRunningImages(disk) || holdsRunningVolume(view, index)) {
+  if (hasRunningImages(disk) || holdsRunningVirtualDisk(view, index)) {
     return EFI_WRITE_PROTECTED;
   }
   contents->Handle = disk.Handle;

@@ -1,4 +1,4 @@
-// What keeps disks from holding volumes, and where it lies.
+// What keeps disks from holding virtual disks, and where it lies.
 #pragma once
 
 #include "raid_disks.h"

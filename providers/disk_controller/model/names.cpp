@@ -59,6 +59,6 @@ void enclosureName(const VIEW_ENCLOSURE &enclosure, CHAR16 *text) {
   format(text, isCommon(enclosure) ? u"%a disks" : u"%a ports of %s", busName(enclosure.Bus), where);
 }
 
-void volumeFqdd(const VIEW_VOLUME &volume, CHAR16 *text) {
-  format(text, u"Disk.Virtual.%u", volume.TargetId);
+void virtualDiskFqdd(const VIEW_VIRTUAL_DISK &virtualDisk, CHAR16 *text) {
+  format(text, u"Disk.Virtual.%u", virtualDisk.TargetId);
 }

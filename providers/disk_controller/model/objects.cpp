@@ -23,7 +23,7 @@ static bool objectsOf(const VIEW &view, UINT32 objectType, OBJECTS *objects) {
     *objects = {view.List.Count, &view.Disks->ObjectId, sizeof(VIEW_DISK)};
     return true;
   case RAID_OBJECT_VIRTUAL_DISK:
-    *objects = {view.VolumeCount, &view.Volumes->ObjectId, sizeof(VIEW_VOLUME)};
+    *objects = {view.VirtualDiskCount, &view.VirtualDisks->ObjectId, sizeof(VIEW_VIRTUAL_DISK)};
     return true;
   default:
     return false;

@@ -149,13 +149,13 @@ static void freeLists(DISK_LISTS *lists) {
 // Calls visit with each pair of a disk and a virtual disk that it belongs to; a disk twice in one virtual disk counts
 // once.
 template <class VISIT> static void eachUse(const VIEW &view, VISIT visit) {
-  for (UINT32 v = 0; v < view.VolumeCount; ++v) {
-    const VIEW_VOLUME &volume = view.Volumes[v];
-    for (UINT32 m = 0; m < volume.Volume->memberCount; ++m) {
-      const DDF_MEMBER &member = volume.Volume->members[m];
-      UINT32 disk = member.pd == DDF_NONE ? DDF_NONE : volume.Set->pds[member.pd].disk;
+  for (UINT32 v = 0; v < view.VirtualDiskCount; ++v) {
+    const VIEW_VIRTUAL_DISK &virtualDisk = view.VirtualDisks[v];
+    for (UINT32 m = 0; m < virtualDisk.VirtualDisk->memberCount; ++m) {
+      const DDF_MEMBER &member = virtualDisk.VirtualDisk->members[m];
+      UINT32 disk = member.pd == DDF_NONE ? DDF_NONE : virtualDisk.Set->pds[member.pd].disk;
       if (disk != DDF_NONE && member.state != DDF_MEMBER_REPEATED) {
-        visit(disk, volume);
+        visit(disk, virtualDisk);
       }
     }
   }
@@ -163,16 +163,16 @@ template <class VISIT> static void eachUse(const VIEW &view, VISIT visit) {
 
 // The same for dedicated spares.
 template <class VISIT> static void eachSpare(const VIEW &view, VISIT visit) {
-  UINT32 first = 0; // of the set's volumes in the view
+  UINT32 first = 0; // of the set's virtual disks in the view
   for (UINT32 s = 0; s < view.Model->setCount; ++s) {
     const DDF_SET &set = view.Model->sets[s];
     for (UINT32 p = 0; !set.foreign && p < set.pdCount; ++p) {
       const DDF_PD &pd = set.pds[p];
-      for (UINT32 i = 0; pd.disk != DDF_NONE && pd.spare == DDF_SPARE_FOR_VOLUMES && i < pd.spareForCount; ++i) {
-        visit(pd.disk, view.Volumes[first + pd.spareFor[i]]);
+      for (UINT32 i = 0; pd.disk != DDF_NONE && pd.spare == DDF_SPARE_FOR_VIRTUAL_DISKS && i < pd.spareForCount; ++i) {
+        visit(pd.disk, view.VirtualDisks[first + pd.spareFor[i]]);
       }
     }
-    first += set.foreign ? 0 : set.volumeCount;
+    first += set.foreign ? 0 : set.virtualDiskCount;
   }
 }
 
@@ -185,7 +185,7 @@ static EFI_STATUS makeLists(const VIEW &view, DISK_LISTS *lists) {
   }
   // Counted two places on, so that filling leaves the starts where they belong.
   UINT32 *starts = lists->Start;
-  auto counting = [=](UINT32 disk, const VIEW_VOLUME &) { starts[disk + 2] += 1; };
+  auto counting = [=](UINT32 disk, const VIEW_VIRTUAL_DISK &) { starts[disk + 2] += 1; };
   eachUse(view, counting);
   eachSpare(view, counting);
   for (UINT32 i = 2; i < count + 2; ++i) {
@@ -197,7 +197,9 @@ static EFI_STATUS makeLists(const VIEW &view, DISK_LISTS *lists) {
     return EFI_OUT_OF_RESOURCES;
   }
   UINT32 *ids = lists->Ids;
-  auto filling = [=](UINT32 disk, const VIEW_VOLUME &volume) { ids[starts[disk + 1]++] = volume.ObjectId; };
+  auto filling = [=](UINT32 disk, const VIEW_VIRTUAL_DISK &virtualDisk) {
+    ids[starts[disk + 1]++] = virtualDisk.ObjectId;
+  };
   eachUse(view, filling);
   eachSpare(view, filling);
   return EFI_SUCCESS;
@@ -234,9 +236,9 @@ static EFI_STATUS addDisk(const VIEW &view, UINT32 index, const DISK_LISTS &list
     record.Attributes |= RAID_PD_ATTRIBUTE_SMART;
   }
   if (member != nullptr && !setOf(view, index)->foreign) {
-    record.Hotspare = member->spare == DDF_SPARE_GLOBAL        ? RAID_HOTSPARE_GLOBAL
-                      : member->spare == DDF_SPARE_FOR_VOLUMES ? RAID_HOTSPARE_DEDICATED
-                                                               : RAID_HOTSPARE_NONE;
+    record.Hotspare = member->spare == DDF_SPARE_GLOBAL              ? RAID_HOTSPARE_GLOBAL
+                      : member->spare == DDF_SPARE_FOR_VIRTUAL_DISKS ? RAID_HOTSPARE_DEDICATED
+                                                                     : RAID_HOTSPARE_NONE;
   }
   UINT32 count = lists.Start[index + 1] - lists.Start[index];
   record.VDCount = static_cast<UINT8>(count < 255 ? count : 255);
@@ -266,7 +268,7 @@ static UINT32 accessPolicyOf(const DDF_VD_ENTRY &entry) {
   }
 }
 
-static UINT64 stateOfVolume(DDF_VD_STATE state) {
+static UINT64 stateOfVirtualDisk(DDF_VD_STATE state) {
   switch (state) {
   case DDF_VD_OPTIMAL:
     return RAID_STATE_ONLINE;
@@ -278,31 +280,31 @@ static UINT64 stateOfVolume(DDF_VD_STATE state) {
   }
 }
 
-void describeLayout(const DDF_VOLUME &volume, RAID_VD_RECORD *record) {
-  record->Size = volume.blocks * SECTOR_SIZE;
-  record->StartingLba = volume.memberCount == 0 ? 0 : volume.members[0].start;
-  record->RAIDLevel = raidLevelOf(volume.level);
+void describeLayout(const DDF_VIRTUAL_DISK &virtualDisk, RAID_VD_RECORD *record) {
+  record->Size = virtualDisk.blocks * SECTOR_SIZE;
+  record->StartingLba = virtualDisk.memberCount == 0 ? 0 : virtualDisk.members[0].start;
+  record->RAIDLevel = raidLevelOf(virtualDisk.level);
   record->RAIDLevelDesc = offeredLevel(record->RAIDLevel);
   record->SpanDepth = 1;
-  record->PDsPerSpan = volume.memberCount;
-  if (volume.level == DDF_LEVEL_10 && volume.memberCount > 1 && volume.memberCount % 2 == 0) {
-    record->SpanDepth = volume.spans > 1 ? volume.spans : volume.memberCount / 2;
-    record->PDsPerSpan = volume.memberCount / record->SpanDepth;
+  record->PDsPerSpan = virtualDisk.memberCount;
+  if (virtualDisk.level == DDF_LEVEL_10 && virtualDisk.memberCount > 1 && virtualDisk.memberCount % 2 == 0) {
+    record->SpanDepth = virtualDisk.spans > 1 ? virtualDisk.spans : virtualDisk.memberCount / 2;
+    record->PDsPerSpan = virtualDisk.memberCount / record->SpanDepth;
   }
-  if (volume.record == nullptr) {
+  if (virtualDisk.record == nullptr) {
     return;
   }
-  const DDF_RECORD &source = *volume.record;
+  const DDF_RECORD &source = *virtualDisk.record;
   record->RLQ = source.qualifier < 4 ? 1U << source.qualifier : RAID_RLQ_UNKNOWN;
-  record->SRL = source.secondaryLevel < 4 && volume.spans > 1 ? 1U << source.secondaryLevel : RAID_SRL_UNKNOWN;
+  record->SRL = source.secondaryLevel < 4 && virtualDisk.spans > 1 ? 1U << source.secondaryLevel : RAID_SRL_UNKNOWN;
   record->StripeSize = source.strip < 16 ? 1U << source.strip : RAID_STRIPE_SIZE_DEFAULT;
 }
 
-static UINT32 attributesOf(const VIEW &view, const VIEW_VOLUME &volume) {
+static UINT32 attributesOf(const VIEW &view, const VIEW_VIRTUAL_DISK &virtualDisk) {
   UINT32 attributes = 0;
-  for (UINT32 i = 0; i < volume.Volume->memberCount; ++i) {
-    UINT32 pd = volume.Volume->members[i].pd;
-    UINT32 index = pd == DDF_NONE ? DDF_NONE : volume.Set->pds[pd].disk;
+  for (UINT32 i = 0; i < virtualDisk.VirtualDisk->memberCount; ++i) {
+    UINT32 pd = virtualDisk.VirtualDisk->members[i].pd;
+    UINT32 index = pd == DDF_NONE ? DDF_NONE : virtualDisk.Set->pds[pd].disk;
     if (index == DDF_NONE) {
       continue;
     }
@@ -316,38 +318,38 @@ static UINT32 attributesOf(const VIEW &view, const VIEW_VOLUME &volume) {
 }
 
 // The ids of the members in their order; null without memory or members.
-static UINT32 *memberIds(const VIEW &view, const VIEW_VOLUME &volume) {
-  UINT32 count = volume.Volume->memberCount;
+static UINT32 *memberIds(const VIEW &view, const VIEW_VIRTUAL_DISK &virtualDisk) {
+  UINT32 count = virtualDisk.VirtualDisk->memberCount;
   UINT32 *ids = count == 0 ? nullptr : poolNew<UINT32>(count);
   for (UINT32 i = 0; ids != nullptr && i < count; ++i) {
-    ids[i] = diskIdOf(view, *volume.Set, volume.Volume->members[i].pd);
+    ids[i] = diskIdOf(view, *virtualDisk.Set, virtualDisk.VirtualDisk->members[i].pd);
   }
   return ids;
 }
 
-static EFI_STATUS addVolume(const VIEW &view, UINT32 index, RAID_ANSWER *answer) {
-  const VIEW_VOLUME &source = view.Volumes[index];
-  const DDF_VOLUME &volume = *source.Volume;
+static EFI_STATUS addVirtualDisk(const VIEW &view, UINT32 index, RAID_ANSWER *answer) {
+  const VIEW_VIRTUAL_DISK &source = view.VirtualDisks[index];
+  const DDF_VIRTUAL_DISK &virtualDisk = *source.VirtualDisk;
   CHAR16 fqdd[NAME_CAPACITY];
-  CHAR16 name[sizeof(volume.name)];
-  volumeFqdd(source, fqdd);
-  for (UINTN i = 0; i < sizeof(volume.name); ++i) {
-    name[i] = static_cast<CHAR16>(volume.name[i]);
+  CHAR16 name[sizeof(virtualDisk.name)];
+  virtualDiskFqdd(source, fqdd);
+  for (UINTN i = 0; i < sizeof(virtualDisk.name); ++i) {
+    name[i] = static_cast<CHAR16>(virtualDisk.name[i]);
   }
   RAID_VD_RECORD record;
   startHeader(&record, RAID_OBJECT_VIRTUAL_DISK, source.ObjectId, name, fqdd);
   record.TargetID = source.TargetId;
-  record.State = stateOfVolume(volume.state);
-  record.CurrentCachePolicy = cachePolicyOf(volume.record);
-  record.AccessPolicy = accessPolicyOf(*volume.entry);
+  record.State = stateOfVirtualDisk(virtualDisk.state);
+  record.CurrentCachePolicy = cachePolicyOf(virtualDisk.record);
+  record.AccessPolicy = accessPolicyOf(*virtualDisk.entry);
   record.DiskCachePolicy = RAID_CACHE_DISK_DEFAULT;
   record.Attributes = attributesOf(view, source);
-  describeLayout(volume, &record);
+  describeLayout(virtualDisk, &record);
   UINT32 *ids = memberIds(view, source);
-  if (ids == nullptr && volume.memberCount != 0) {
+  if (ids == nullptr && virtualDisk.memberCount != 0) {
     return EFI_OUT_OF_RESOURCES;
   }
-  record.PDCount = volume.memberCount;
+  record.PDCount = virtualDisk.memberCount;
   record.PDs = ids;
   EFI_STATUS status = answerAdd(answer, &record);
   poolFree(ids);
@@ -366,7 +368,7 @@ static EFI_STATUS addObject(const VIEW &view, UINT32 objectType, UINT32 number, 
   case RAID_OBJECT_PHYSICAL_DISK:
     return addDisk(view, number, lists, answer);
   default:
-    return addVolume(view, number, answer);
+    return addVirtualDisk(view, number, answer);
   }
 }
 

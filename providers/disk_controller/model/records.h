@@ -11,5 +11,5 @@
 // After a failure the answer is empty.
 EFI_STATUS answerRecords(const VIEW &view, UINT32 objectType, const UINT32 *ids, UINT32 idCount, RAID_ANSWER *answer);
 
-// Sets what a volume keeps for its life: level, size, shape and place.
-void describeLayout(const DDF_VOLUME &volume, RAID_VD_RECORD *record);
+// Sets what a virtual disk keeps for its life: level, size, shape and place.
+void describeLayout(const DDF_VIRTUAL_DISK &virtualDisk, RAID_VD_RECORD *record);

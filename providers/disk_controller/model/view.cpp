@@ -116,28 +116,28 @@ static EFI_STATUS numberDisks(VIEW *view) {
   return fits ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 
-// --- Volumes ---
+// --- Virtual disks ---
 
-static UINT32 volumeTotal(const DDF_MODEL &model) {
+static UINT32 virtualDiskTotal(const DDF_MODEL &model) {
   UINT32 count = 0;
   for (UINT32 i = 0; i < model.setCount; ++i) {
-    count += model.sets[i].foreign ? 0 : model.sets[i].volumeCount;
+    count += model.sets[i].foreign ? 0 : model.sets[i].virtualDiskCount;
   }
   return count;
 }
 
 // Target ids are the numbers that the entries carry; one that is taken becomes the next free one.
-static EFI_STATUS numberVolumes(VIEW *view) {
+static EFI_STATUS numberVirtualDisks(VIEW *view) {
   const DDF_MODEL &model = *view->Model;
-  UINT32 total = volumeTotal(model);
-  view->Volumes = poolNew<VIEW_VOLUME>(UINTN{total} + 1);
+  UINT32 total = virtualDiskTotal(model);
+  view->VirtualDisks = poolNew<VIEW_VIRTUAL_DISK>(UINTN{total} + 1);
   UINT64 *keys = poolNew<UINT64>(UINTN{total} + 1);
-  bool fits = view->Volumes != nullptr && keys != nullptr;
+  bool fits = view->VirtualDisks != nullptr && keys != nullptr;
   for (UINT32 i = 0; fits && i < model.setCount; ++i) {
     const DDF_SET &set = model.sets[i];
-    for (UINT32 j = 0; !set.foreign && j < set.volumeCount; ++j) {
-      keys[view->VolumeCount] = indexKey(set.volumes[j].entry->number, view->VolumeCount);
-      view->Volumes[view->VolumeCount++] = {0, 0, &set, &set.volumes[j]};
+    for (UINT32 j = 0; !set.foreign && j < set.virtualDiskCount; ++j) {
+      keys[view->VirtualDiskCount] = indexKey(set.virtualDisks[j].entry->number, view->VirtualDiskCount);
+      view->VirtualDisks[view->VirtualDiskCount++] = {0, 0, &set, &set.virtualDisks[j]};
     }
   }
   if (fits) {
@@ -147,9 +147,9 @@ static EFI_STATUS numberVolumes(VIEW *view) {
   for (UINT32 i = 0; fits && i < total; ++i) {
     UINT32 wanted = static_cast<UINT32>(keys[i] >> 32);
     UINT32 target = wanted > next ? wanted : next;
-    VIEW_VOLUME &volume = view->Volumes[static_cast<UINT32>(keys[i])];
-    volume.TargetId = target;
-    volume.ObjectId = target + 1;
+    VIEW_VIRTUAL_DISK &virtualDisk = view->VirtualDisks[static_cast<UINT32>(keys[i])];
+    virtualDisk.TargetId = target;
+    virtualDisk.ObjectId = target + 1;
     next = target + 1;
   }
   poolFree(keys);
@@ -188,11 +188,11 @@ EFI_STATUS openView(VIEW *view, const SETTINGS &settings) {
   if (!EFI_ERROR(status)) {
     status = markMissed(view);
   }
-  return EFI_ERROR(status) ? status : numberVolumes(view);
+  return EFI_ERROR(status) ? status : numberVirtualDisks(view);
 }
 
 void closeView(VIEW *view) {
-  poolFree(view->Volumes);
+  poolFree(view->VirtualDisks);
   poolFree(view->Enclosures);
   poolFree(view->Disks);
   ddfFree(view->Model);

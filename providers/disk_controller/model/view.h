@@ -26,11 +26,11 @@ struct VIEW_DISK {
   bool IsMissed; // it is in no set, and a set lists the disk of its serial number as one that is not there
 };
 
-struct VIEW_VOLUME {
+struct VIEW_VIRTUAL_DISK {
   UINT32 ObjectId;
   UINT32 TargetId;
   const DDF_SET *Set;
-  const DDF_VOLUME *Volume;
+  const DDF_VIRTUAL_DISK *VirtualDisk;
 };
 
 struct VIEW {
@@ -41,8 +41,8 @@ struct VIEW {
   VIEW_DISK *Disks;           // pool; likewise
   VIEW_ENCLOSURE *Enclosures; // pool
   UINT32 EnclosureCount;
-  VIEW_VOLUME *Volumes; // pool; those that are not foreign
-  UINT32 VolumeCount;
+  VIEW_VIRTUAL_DISK *VirtualDisks; // pool; those that are not foreign
+  UINT32 VirtualDiskCount;
   SETTINGS Settings; // of the first set of ours that keeps some, else those that were handed in
   UINT8 *Pages;      // pool; what is read goes through it, since firmware wants aligned buffers
 };
@@ -66,6 +66,6 @@ const DDF_PD *memberOf(const VIEW &view, UINT32 disk);
 UINT32 diskIdOf(const VIEW &view, const DDF_SET &set, UINT32 pd);
 // The set that lists a missing disk of that id, and *pd, its place in the list; null when there is none.
 const DDF_SET *findMissing(const VIEW &view, UINT32 id, UINT32 *pd);
-// Why a disk can hold no volumes, or no others than it has, in words, or an empty text; size bytes at most with the
-// NUL.
+// Why a disk can hold no virtual disks, or no others than it has, in words, or an empty text; size bytes at most with
+// the NUL.
 void whyUnusable(const VIEW &view, UINT32 disk, CHAR8 *text, UINTN size);

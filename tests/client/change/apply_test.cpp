@@ -30,18 +30,18 @@ TEST(Apply, PlanOfChangesSaysWhatIsDestroyed) {
            options;
   };
   const std::string adapter = "\"><ObjectType>Adapter</ObjectType>";
-  const std::string volume = "\"><ObjectType>Virtual Disk</ObjectType>";
-  const std::string create = "Create" + volume +
+  const std::string virtualDisk = "\"><ObjectType>Virtual Disk</ObjectType>";
+  const std::string create = "Create" + virtualDisk +
                              "<OID>1009</OID><OID>1010</OID><Object><VD><ObjectType>Virtual Disk"
                              "</ObjectType><Name>New</Name><RAIDLevel>RAID 1</RAIDLevel></VD></Object>";
   client.expect(
       {plan("0", "Delete" + adapter) + "all virtual disks: 1 \"System\", RAID 1, |DESTROYED",
-       plan("1", "Delete" + volume + "<OID>77</OID>") + "virtual disk 77 (not there): DESTR|will fail",
+       plan("1", "Delete" + virtualDisk + "<OID>77</OID>") + "virtual disk 77 (not there): DESTR|will fail",
        plan("1", "Clear" + adapter) + "no disk is foreign|will fail: nothing is foreign",
        plan("0", "SecureErase" + adapter) + "the security key, |DESTROYED",
-       plan("0", "Init" + volume + "<OID>2</OID>") + "\"Data\", RAID 5, 4.00 TB: DESTROYED",
+       plan("0", "Init" + virtualDisk + "<OID>2</OID>") + "\"Data\", RAID 5, 4.00 TB: DESTROYED",
        plan("0", create) + "virtual disk \"New\", RAID 1, on disk 1009; disk 1010\n",
-       plan("0", "Create" + volume + "<OID>1009</OID><OID>1003</OID>") +
+       plan("0", "Create" + virtualDisk + "<OID>1009</OID><OID>1003</OID>") +
            "data on disk 1003, beside which there is room: AT RISK",
        plan("0", "Change\"><ObjectType>Physical Disk</ObjectType><OID>1018</OID>") + "  Change        disk 1018\n",
        // With a saved configuration a disk is the one in the same place.

@@ -9,7 +9,7 @@ using nlohmann::json;
 
 TEST(Json, IsValidWhateverTheTexts) {
   std::string out;
-  XYL_HOST host = hostInto(out);
+  XYL_FRONT front = frontInto(out);
   const struct {
     const char *text, *read;
   } texts[] = {
@@ -21,7 +21,7 @@ TEST(Json, IsValidWhateverTheTexts) {
       {"\xE2\x82", "\xC3\xA2\xC2\x82"},                                                 // cut
   };
   JSON writer = {};
-  writer.Host = &host;
+  writer.Front = &front;
   jsonObject(&writer, nullptr);
   jsonArray(&writer, "texts");
   for (const auto &row : texts) {
@@ -42,17 +42,17 @@ TEST(Controls, AreShownNotSent) {
   const char *text = "a\x1b\x9b\n\xC3\xA9\xC2\x9B\x7F\xE9";
   const std::string shown = "a\\x1B\\x9B\\x0A\xC3\xA9\\x9B\\x7F\xE9", lines = "a\\x1B\\x9B\n\xC3\xA9\\x9B\\x7F\xE9";
   std::string out;
-  XYL_HOST host = hostInto(out);
-  say(&host, "%a|\n", text);
-  complain(&host, "%a", text);
-  sayText(&host, text);
-  sayMarked(&host, text, 0);
+  XYL_FRONT front = frontInto(out);
+  say(&front, "%a|\n", text);
+  complain(&front, "%a", text);
+  sayText(&front, text);
+  sayMarked(&front, text, 0);
   EXPECT_EQ(out, shown + "|\nxyl: " + shown + "\n" + shown + shown);
   out.clear();
-  sayLines(&host, text);
-  sayDocument(&host, text, std::strlen(text));
-  host.Terminal = true;
-  sayDocument(&host, text, std::strlen(text));
+  sayLines(&front, text);
+  sayDocument(&front, text, std::strlen(text));
+  front.Terminal = true;
+  sayDocument(&front, text, std::strlen(text));
   EXPECT_EQ(out, lines + text + lines);
 
   Client client("demo");

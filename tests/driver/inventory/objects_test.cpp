@@ -88,18 +88,18 @@ TEST(Inventory, TheWholeDocumentIsAsReadersExpectIt) {
       {.ObjectType = RAID_OBJECT_ENCLOSURE, .Name = wide(u"Box"), .ObjVersion = 23, .DeviceID = 9, .SlotCount = 255,
        .Position = 7, .MultipathPort = 2 << RAID_ENCLOSURE_PORT_SHIFT | RAID_ENCLOSURE_MULTIPATH, .EMMCount = 1,
        .FanCount = 2, .PSUCount = 3, .TempProbeCount = 4}};
-  UINT32 volumes[] = {3, 5}, members[] = {4, 5, 6};
+  UINT32 virtualDisks[] = {3, 5}, members[] = {4, 5, 6};
   RAID_PD_RECORD disks[8] = {
       {.ObjectType = RAID_OBJECT_PHYSICAL_DISK, .ObjectID = 1, .ObjVersion = 1, .FQDD = wide(u"disk-1"),
        .DeviceID = 99, .EnclosureObjectID = 4, .EnclosureDeviceID = 9, .Size = ~0ULL, .FreeSize = 12, .UsedSize = 34,
        .State = RAID_STATE_DEGRADED, .WWN = 0xABCDEF0123456789, .Protocol = RAID_PROTOCOL_SAS, .Port = 3, .Slot = 11,
        .Hotspare = RAID_HOTSPARE_GLOBAL, .Attributes = RAID_PD_ATTRIBUTE_SSD | RAID_PD_ATTRIBUTE_FDE | 8,
        .CapableSpeeds = RAID_SPEED_ALL, .SecureState = RAID_SECURE_STATE_FOREIGN, .ManufactureYear = 20111,
-       .ManufactureDay = 7, .VDCount = 2, .VDs = volumes},
+       .ManufactureDay = 7, .VDCount = 2, .VDs = virtualDisks},
       {.ObjectType = RAID_OBJECT_PHYSICAL_DISK, .ObjectID = 2, .EnclosureDeviceID = RAID_ENCLOSURE_NONE,
        .State = 0x100000001, .SecureState = 3, .SerialNumber = "HIDDEN", .VDCount = 2},
       makeDisk(3, 7)};
-  RAID_VD_RECORD volume = {
+  RAID_VD_RECORD virtualDisk = {
       .ObjectType = RAID_OBJECT_VIRTUAL_DISK, .ObjectID = 3, .Name = wide(u"Data"), .TargetID = 12,
       .RAIDLevel = RAID_LEVEL_5, .RLQ = RAID_RLQ_1, .Size = 56, .State = RAID_STATE_ONLINE,
       .StripeSize = RAID_STRIPE_SIZE_1MB,
@@ -123,11 +123,11 @@ TEST(Inventory, TheWholeDocumentIsAsReadersExpectIt) {
     put(disks[i].SerialNumber, identities[i - 3]);
   }
   spoil(adapter.ReservedHeader, adapter.Reserved1, adapter.Reserved2, enclosures[0].Reserved, enclosures[1].Reserved,
-        disks[0].Reserved, volume.ReservedHeader, volume.Reserved);
+        disks[0].Reserved, virtualDisk.ReservedHeader, virtualDisk.Reserved);
 
   CHAR8 key[] = "key <1>";
-  RAID_CONFIG config = {&adapter, 2,       enclosures, 8,       disks, 1,       &volume, key, nullptr,
-                        0,        nullptr, 0,          nullptr, 0,     nullptr, nullptr, 0,   nullptr};
+  RAID_CONFIG config = {&adapter, 2,       enclosures, 8,       disks, 1,       &virtualDisk, key, nullptr,
+                        0,        nullptr, 0,          nullptr, 0,     nullptr, nullptr,      0,   nullptr};
   expectGolden("driver/inventory/document.xml", documentOf(config));
 }
 
@@ -189,12 +189,12 @@ TEST(Inventory, AnObjectWithoutItsElementEndsTheDocument) {
   RAID_ADAPTER_RECORD adapter = {};
   RAID_ENCLOSURE_RECORD enclosures[2] = {};
   RAID_PD_RECORD disk = makeDisk(1, 0);
-  RAID_VD_RECORD volume = {};
+  RAID_VD_RECORD virtualDisk = {};
   RAID_CONFIG config = {};
   config.adapter = &adapter;
   config.enclosures = enclosures;
   config.physicalDisks = &disk;
-  config.logicalDisks = &volume;
+  config.logicalDisks = &virtualDisk;
   config.physicalDiskCount = config.logicalDiskCount = 1;
   documentOf(config); // the service is found
   g_createNode = g_xmlProtocol->CreateNode;
@@ -223,12 +223,12 @@ TEST(Inventory, ArgumentsAndTheXmlServiceMustBeThere) {
   XML_NODE node = {};
   RAID_ADAPTER_RECORD adapter = {};
   RAID_PD_RECORD disk = makeDisk(1, 8);
-  RAID_VD_RECORD volume = {};
+  RAID_VD_RECORD virtualDisk = {};
   for (EFI_STATUS status :
        {cacheToXML(nullptr, &text), cacheToXML(&config, nullptr), addHeaderToXML(nullptr, &node),
         addHeaderToXML(&disk, nullptr), addAdapterToXML(nullptr, &node), addAdapterToXML(&adapter, nullptr),
         addPDToXML(nullptr, &node), addPDToXML(&disk, nullptr), addLDsToXML(nullptr, &node),
-        addLDsToXML(&volume, nullptr), addKeyidToXML(nullptr, &node), addKeyidToXML("k", nullptr)}) {
+        addLDsToXML(&virtualDisk, nullptr), addKeyidToXML(nullptr, &node), addKeyidToXML("k", nullptr)}) {
     EXPECT_EQ(status, EFI_INVALID_PARAMETER);
   }
   EXPECT_EQ(cacheToXML(&config, &text), EFI_OUT_OF_RESOURCES);

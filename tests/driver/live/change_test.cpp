@@ -30,15 +30,15 @@ static EFI_STATUS EFIAPI executeOddly(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *
   return status;
 }
 
-TEST(ChangeRun, MapsNoVolumeThatIsNotNewOrWasNotDescribed) {
+TEST(ChangeRun, MapsNoVirtualDiskThatIsNotNewOrWasNotDescribed) {
   for (bool isDescribed : {true, false}) {
     World world("demo");
     IDS ready = readyDisks(world);
     g_oldSize = isDescribed ? world.sim->virtualDisks.count << RAID_RECORD_SHIFT : ~0U;
     g_execute = world.sim->protocol.Execute;
     world.sim->protocol.Execute = executeOddly;
-    std::string create =
-        isDescribed ? createVolume("RAID 0", reference(0), {ready[0]}) : method("Create", "Virtual Disk", {ready[0]});
+    std::string create = isDescribed ? createVirtualDisk("RAID 0", reference(0), {ready[0]})
+                                     : method("Create", "Virtual Disk", {ready[0]});
     ANSWER answer = applyRequest(world, create + dedicateSpare(ready[1], {reference(0)}));
     EXPECT_EQ(name(answer.status), name(EFI_NOT_FOUND));
     ASSERT_EQ(sentCommands(world).size(), 2u) << answer.text;
@@ -47,22 +47,22 @@ TEST(ChangeRun, MapsNoVolumeThatIsNotNewOrWasNotDescribed) {
   }
 }
 
-TEST(ChangeRun, RemembersTheFirst65CreatedVolumes) {
+TEST(ChangeRun, RemembersTheFirst65CreatedVirtualDisks) {
   World world("large");
   world.sim->adapter.record.MaxLDs = 500;
   IDS ready = readyDisks(world);
   ASSERT_GE(ready.size(), 71u);
   std::string methods;
   for (UINT32 i = 0; i < 70; ++i) {
-    methods += createVolume("RAID 0", reference(i), {ready[i]});
+    methods += createVirtualDisk("RAID 0", reference(i), {ready[i]});
   }
   for (UINT32 i = 0; i < 70; ++i) {
     methods += dedicateSpare(ready[70], {reference(i)});
   }
-  UINT32 volumes = world.sim->virtualDisks.count;
+  UINT32 virtualDisks = world.sim->virtualDisks.count;
   ANSWER answer = applyRequest(world, methods);
   EXPECT_EQ(name(answer.status), name(EFI_NOT_FOUND)); // no virtual disk is known by a reference
-  EXPECT_EQ(world.sim->virtualDisks.count, volumes + 70);
+  EXPECT_EQ(world.sim->virtualDisks.count, virtualDisks + 70);
   EXPECT_EQ(countOf(answer.text, "name=\"CREATE\""), 70u);
   EXPECT_EQ(countOf(answer.text, "name=\"CHANGE\""), 66u);
   EXPECT_EQ(countOf(answer.text, ">Fail<"), 1u);

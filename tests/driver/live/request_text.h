@@ -33,14 +33,14 @@ inline std::string method(const std::string &name, const std::string &objectType
   return text + (object.empty() ? "" : element("Object", object)) + "</Method>";
 }
 
-inline std::string createVolume(const std::string &level, UINT32 targetId, const IDS &disks) {
+inline std::string createVirtualDisk(const std::string &level, UINT32 targetId, const IDS &disks) {
   return method("Create", "Virtual Disk", disks,
                 element("VD", element("TargetID", targetId) + element("RAIDLevel", level)));
 }
 
-inline std::string dedicateSpare(UINT32 disk, const IDS &volumes) {
+inline std::string dedicateSpare(UINT32 disk, const IDS &virtualDisks) {
   std::string record = element("Hotspare", "Dedicated");
-  for (UINT32 id : volumes) {
+  for (UINT32 id : virtualDisks) {
     record += element("VD", id);
   }
   return method("Change", "Physical Disk", {disk}, element("PD", record));

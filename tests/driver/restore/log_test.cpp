@@ -22,17 +22,17 @@ template <class T> static std::string logOf(T add) {
 TEST(RestoreLog, DetailFollowsCommandAndObject) {
   RAID_ADAPTER_RECORD adapter = {};
   RAID_PD_RECORD disk = {}, current[2] = {};
-  RAID_VD_RECORD volume = {};
+  RAID_VD_RECORD virtualDisk = {};
   RAID_KEY_RECORD key = {};
   std::u16string longText = u"\x0141" + std::u16string(70, u'n'); // its first unit ends in 0x41, an A
   disk.ObjectType = RAID_OBJECT_PHYSICAL_DISK;
   disk.Hotspare = 1;
   RAID_PD_RECORD spare = disk;
   spare.Hotspare = 2;
-  volume.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
-  volume.Name = longText.data();
-  volume.RAIDLevel = 0x2000;
-  volume.Attributes = 0xFF7F;
+  virtualDisk.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
+  virtualDisk.Name = longText.data();
+  virtualDisk.RAIDLevel = 0x2000;
+  virtualDisk.Attributes = 0xFF7F;
   memset(key.KeyID, 'k', RAID_KEY_ID_SIZE);
   memset(key.Passphrase, 'p', RAID_PASSPHRASE_SIZE);
   key.Mode = RAID_KEY_MODE_LKM;
@@ -52,14 +52,14 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
     const char *name;
     std::string detail;
   } cases[] = {
-      {{0, 0x106, 4, 2, ids, &volume, 0}, "GENERIC COMMAND = 106", "<Object>None</Object>"},
+      {{0, 0x106, 4, 2, ids, &virtualDisk, 0}, "GENERIC COMMAND = 106", "<Object>None</Object>"},
       {{0, 5, 4, 0, nullptr, nullptr, 0}, "IMPORT_FOREIGN", "<Object>LogicalDisk</Object>"},
       {{2, 0, 7, 0, nullptr, nullptr, 0}, "GENERIC COMMAND = 0", ""},
       {{0, 0, ~0U, 3, nullptr, &empty, 0},
        "GENERIC COMMAND = 0",
        "<AdapterFwVer/><RestoreVDs>0</RestoreVDs><AvailablePDs>3</AvailablePDs><UsablePDs>0</UsablePDs>"},
       {{2, 2, 4, 1, unknown, nullptr, 0}, "DELETE", "<VD><TargetId>7</TargetId></VD>"},
-      {{2, 3, 4, 2, ids, &volume, 0},
+      {{2, 3, 4, 2, ids, &virtualDisk, 0},
        "CREATE",
        "<VD><TargetId>AB</TargetId>" + element("Name", narrowed) +
            "<RaidLevel>RAID 50</RaidLevel><Cachecade>False</Cachecade>" + members + "</VD>"},

@@ -78,7 +78,7 @@ static const STORY g_stories[] = {
     {"short_adapter", "direct", [](World &world) { fault(world, SIM_FAULT_SIZE, RAID_OBJECT_ADAPTER, 511); }, RESTORE_REBUILD, SAVED},
     {"replace", "direct", nullptr, NORMAL, SAVED},
     {"change", "demo", nullptr, NORMAL, SAVED,
-     "<raidData>" + createVolume("RAID 1", reference(0), {1009, 1010}) + dedicateSpare(1018, {reference(0)}) +
+     "<raidData>" + createVirtualDisk("RAID 1", reference(0), {1009, 1010}) + dedicateSpare(1018, {reference(0)}) +
          method("Change", "Adapter", {}, "<Adapter><CopyBackMode>Off</CopyBackMode></Adapter>") +
          method("GetKeyID", "Adapter") + method("SecureErase", "Adapter") +
          method("Lock", "Adapter", {}, "<Key><Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>" PASSPHRASE_BASE64 "</Passphrase></Key>") +
@@ -122,7 +122,7 @@ static void happen(SIM_CONTROLLER *sim) {
 }
 
 // Beside the preset's virtual disks an encrypted one and a cache, and a rate that is not the default.
-static void addVolumes(World &world) {
+static void addVirtualDisks(World &world) {
   const char *const secret = "<VD><Name>Secret</Name><RAIDLevel>RAID 1</RAIDLevel><Attributes><Attrib>FDE</Attrib>"
                              "</Attributes></VD>";
   const char *const cache = "<VD><Name>Cache</Name><RAIDLevel>RAID 0</RAIDLevel><Attributes><Attrib>CacheCade</Attrib>"
@@ -135,7 +135,7 @@ static void addVolumes(World &world) {
 
 TEST(Stories, ARebuildBringsBackWhatWasSaved) {
   World world("demo");
-  addVolumes(world);
+  addVirtualDisks(world);
   std::string saved = world.get().text;
   happen(world.sim);
   world.markBalance();
@@ -155,7 +155,7 @@ static const STORY g_failing[] = {
     {"replace", "direct", nullptr, NORMAL, SAVED},
     {"change", "direct", nullptr, NORMAL, SAVED,
      "<raidData>" + dedicateSpare(1006, {1}) + method("Delete", "Virtual Disk", {1}) +
-         createVolume("RAID 0", reference(0), {1001}) + dedicateSpare(1006, {reference(0)}) + "</raidData>"},
+         createVirtualDisk("RAID 0", reference(0), {1001}) + dedicateSpare(1006, {reference(0)}) + "</raidData>"},
 };
 
 // Runs a story again and again from the same state.

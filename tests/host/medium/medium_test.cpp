@@ -76,8 +76,8 @@ TEST(Unpack, BringsBackWhatAMediumSaid) {
     file += std::string(static_cast<size_t>(i % 80), 'x') + static_cast<char>(i) + (i % 3 == 0 ? " \n" : "");
   }
   std::string log;
-  XYL_HOST host = hostInto(log);
-  sayFile(&host, name.c_str(), file.data(), file.size());
+  XYL_FRONT front = frontInto(log);
+  sayFile(&front, name.c_str(), file.data(), file.size());
   std::istringstream lines(log);
   for (std::string line; std::getline(lines, line);) {
     EXPECT_TRUE(line.size() <= 76 && (line.empty() || line.back() != ' ')) << line;

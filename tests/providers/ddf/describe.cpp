@@ -65,36 +65,37 @@ static void describePd(std::ostream &out, const DDF_PD &pd) {
   out << '\n';
 }
 
-// --- Volumes ---
+// --- Virtual disks ---
 
-static void describeMembers(std::ostream &out, const DDF_VOLUME &volume) {
+static void describeMembers(std::ostream &out, const DDF_VIRTUAL_DISK &virtualDisk) {
   constexpr const char *STATES[] = {"", " rebuilding", " failed", " missing", " unknown", " outside", " repeated"};
-  for (UINT32 i = 0; i < volume.memberCount; ++i) {
-    const DDF_MEMBER &member = volume.members[i];
-    out << (i == 0 ? "    members" : "") << (i % volume.spanMembers == 0 && i != 0 ? " |" : "") << ' ';
+  for (UINT32 i = 0; i < virtualDisk.memberCount; ++i) {
+    const DDF_MEMBER &member = virtualDisk.members[i];
+    out << (i == 0 ? "    members" : "") << (i % virtualDisk.spanMembers == 0 && i != 0 ? " |" : "") << ' ';
     out << (member.pd == DDF_NONE ? "?" : std::to_string(member.pd));
-    out << '@' << member.start << STATES[member.state] << (i + 1 == volume.memberCount ? "\n" : ",");
+    out << '@' << member.start << STATES[member.state] << (i + 1 == virtualDisk.memberCount ? "\n" : ",");
   }
 }
 
-static void describeVolume(std::ostream &out, const DDF_VOLUME &volume) {
+static void describeVirtualDisk(std::ostream &out, const DDF_VIRTUAL_DISK &virtualDisk) {
   constexpr const char *LEVELS[] = {"unknown level", "RAID 0", "RAID 1",  "RAID 4",
                                     "RAID 5",        "RAID 6", "RAID 10", "linear"};
   constexpr const char *INIT[] = {"not initialised", "quickly initialised", "initialised", "?"};
   constexpr const char *ACCESS[] = {"read/write", "?", "read only", "blocked"};
-  const DDF_VD_ENTRY &entry = *volume.entry;
-  out << '"' << volume.name << "\" " << stateName(volume.state) << " (entry: " << stateName(entry.state)
+  const DDF_VD_ENTRY &entry = *virtualDisk.entry;
+  out << '"' << virtualDisk.name << "\" " << stateName(virtualDisk.state) << " (entry: " << stateName(entry.state)
       << ((entry.state & DDF_VD_INCONSISTENT) != 0 ? ", inconsistent" : "") << ", " << INIT[entry.init & DDF_INIT_BITS]
       << ", " << ACCESS[entry.init >> DDF_ACCESS_SHIFT] << ')';
-  out << (volume.fault.what != nullptr ? ", " + faultText(volume.fault) : "") << '\n';
-  if (volume.memberCount == 0) {
+  out << (virtualDisk.fault.what != nullptr ? ", " + faultText(virtualDisk.fault) : "") << '\n';
+  if (virtualDisk.memberCount == 0) {
     return;
   }
-  const DDF_RECORD &record = *volume.record;
-  out << "    " << LEVELS[volume.level] << " (" << unsigned{record.level} << ", " << unsigned{record.qualifier}
-      << ", secondary " << unsigned{record.secondaryLevel} << ')' << (volume.assembles ? "" : ", not for Linux") << ", "
-      << volume.blocks << " blocks, " << volume.memberBlocks << " a member, strip " << volume.stripBlocks << '\n';
-  describeMembers(out, volume);
+  const DDF_RECORD &record = *virtualDisk.record;
+  out << "    " << LEVELS[virtualDisk.level] << " (" << unsigned{record.level} << ", " << unsigned{record.qualifier}
+      << ", secondary " << unsigned{record.secondaryLevel} << ')' << (virtualDisk.assembles ? "" : ", not for Linux")
+      << ", " << virtualDisk.blocks << " blocks, " << virtualDisk.memberBlocks << " a member, strip "
+      << virtualDisk.stripBlocks << '\n';
+  describeMembers(out, virtualDisk);
 }
 
 std::string describe(const DDF_MODEL &model) {
@@ -112,9 +113,9 @@ std::string describe(const DDF_MODEL &model) {
       out << "  pd " << j << ": ";
       describePd(out, set.pds[j]);
     }
-    for (UINT32 j = 0; j < set.volumeCount; ++j) {
+    for (UINT32 j = 0; j < set.virtualDiskCount; ++j) {
       out << "  volume " << j << ": ";
-      describeVolume(out, set.volumes[j]);
+      describeVirtualDisk(out, set.virtualDisks[j]);
     }
   }
   return out.str();
@@ -155,27 +156,27 @@ static bool meetsGap(const DDF_PD &pd, UINT64 start, UINT64 end) {
                      [&](const DDF_GAP &gap) { return gap.start < end && start < gap.start + gap.blocks; });
 }
 
-static std::string volumeFault(const DDF_SET &set, const DDF_VOLUME &volume) {
-  if ((volume.memberCount == 0) != (volume.fault.what != nullptr)) {
+static std::string virtualDiskFault(const DDF_SET &set, const DDF_VIRTUAL_DISK &virtualDisk) {
+  if ((virtualDisk.memberCount == 0) != (virtualDisk.fault.what != nullptr)) {
     return "a volume without members or reason";
   }
-  if (ddfStateOfMembers(volume) == DDF_VD_FAILED && volume.state != DDF_VD_FAILED) {
+  if (ddfStateOfMembers(virtualDisk) == DDF_VD_FAILED && virtualDisk.state != DDF_VD_FAILED) {
     return "a volume that is better than its members";
   }
   UINT32 lost = 0;
-  for (UINT32 i = 0; i < volume.memberCount; ++i) {
-    const DDF_MEMBER &member = volume.members[i];
+  for (UINT32 i = 0; i < virtualDisk.memberCount; ++i) {
+    const DDF_MEMBER &member = virtualDisk.members[i];
     lost += member.state != DDF_MEMBER_GOOD ? 1 : 0;
     if (member.state != DDF_MEMBER_GOOD) {
       continue;
     }
     const DDF_PD &pd = set.pds[member.pd];
-    UINT64 end = member.start + volume.record->memberBlocks;
+    UINT64 end = member.start + virtualDisk.record->memberBlocks;
     if (pd.disk == DDF_NONE || end < member.start || end > pd.limit || meetsGap(pd, member.start, end)) {
       return "a member outside its disk or in a gap";
     }
   }
-  return lost != 0 && volume.state == DDF_VD_OPTIMAL ? "an optimal volume that lost members" : "";
+  return lost != 0 && virtualDisk.state == DDF_VD_OPTIMAL ? "an optimal volume that lost members" : "";
 }
 
 std::string modelFault(const DDF_MODEL &model) {
@@ -188,8 +189,8 @@ std::string modelFault(const DDF_MODEL &model) {
     for (UINT32 j = 0; j < set.pdCount && fault.empty(); ++j) {
       fault = spaceFault(set.pds[j]);
     }
-    for (UINT32 j = 0; j < set.volumeCount && fault.empty(); ++j) {
-      fault = volumeFault(set, set.volumes[j]);
+    for (UINT32 j = 0; j < set.virtualDiskCount && fault.empty(); ++j) {
+      fault = virtualDiskFault(set, set.virtualDisks[j]);
     }
   }
   return fault;

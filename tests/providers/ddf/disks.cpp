@@ -216,7 +216,7 @@ static void addPds(DDF_COPY &copy, UINT32 count, UINT32 members) {
   }
 }
 
-static void addVolume(DDF_COPY &copy, const TEST_VOLUME &volume, UINT32 disk) {
+static void addVirtualDisk(DDF_COPY &copy, const TEST_VIRTUAL_DISK &virtualDisk, UINT32 disk) {
   DDF_VD_ENTRY *entry = ddfVdEntry(copy, 0);
   entry->guid = testGuid('V', 0);
   entry->number = 0;
@@ -224,31 +224,31 @@ static void addVolume(DDF_COPY &copy, const TEST_VOLUME &volume, UINT32 disk) {
   entry->state = DDF_VD_OPTIMAL;
   entry->init = DDF_INIT_FULL;
   std::memcpy(entry->name, "volume\0\0\0\0\0\0\0\0\0\0", sizeof(entry->name));
-  if (disk >= volume.spans * volume.spanMembers) {
+  if (disk >= virtualDisk.spans * virtualDisk.spanMembers) {
     return;
   }
-  UINT32 span = disk / volume.spanMembers;
+  UINT32 span = disk / virtualDisk.spanMembers;
   DDF_RECORD *record = ddfRecordSlot(copy, 0);
   record->signature = DDF_RECORD_SIGNATURE;
   record->guid = entry->guid;
   record->sequence = 1;
-  record->elements = static_cast<UINT16>(volume.spanMembers);
-  record->strip = volume.strip;
-  record->level = volume.level;
-  record->qualifier = volume.qualifier;
-  record->secondaryCount = static_cast<UINT8>(volume.spans);
+  record->elements = static_cast<UINT16>(virtualDisk.spanMembers);
+  record->strip = virtualDisk.strip;
+  record->level = virtualDisk.level;
+  record->qualifier = virtualDisk.qualifier;
+  record->secondaryCount = static_cast<UINT8>(virtualDisk.spans);
   record->secondaryElement = static_cast<UINT8>(span);
-  record->secondaryLevel = volume.secondaryLevel;
-  record->memberBlocks = volume.memberBlocks;
+  record->secondaryLevel = virtualDisk.secondaryLevel;
+  record->memberBlocks = virtualDisk.memberBlocks;
   record->blocks = 0;
-  for (UINT32 i = 0; i < volume.spanMembers; ++i) {
-    ddfReferences(record)[i] = testReference(span * volume.spanMembers + i);
+  for (UINT32 i = 0; i < virtualDisk.spanMembers; ++i) {
+    ddfReferences(record)[i] = testReference(span * virtualDisk.spanMembers + i);
     ddfStarts(copy, record)[i] = 0;
   }
 }
 
-DISKS makeDisks(const TEST_VOLUME &volume, UINT32 extraDisks, const DDF_LIMITS &limits) {
-  UINT32 members = volume.spans * volume.spanMembers;
+DISKS makeDisks(const TEST_VIRTUAL_DISK &virtualDisk, UINT32 extraDisks, const DDF_LIMITS &limits) {
+  UINT32 members = virtualDisk.spans * virtualDisk.spanMembers;
   DISKS disks(members + extraDisks);
   for (UINT32 i = 0; i < disks.size(); ++i) {
     DDF_NEW_COPY wanted = {TEST_DISK_SECTORS, limits, testGuid('S', 0), testGuid('C', 0),
@@ -260,7 +260,7 @@ DISKS makeDisks(const TEST_VOLUME &volume, UINT32 extraDisks, const DDF_LIMITS &
     copy.header.sequence = 1;
     copy.header.time = 0;
     addPds(copy, static_cast<UINT32>(disks.size()), members);
-    addVolume(copy, volume, i);
+    addVirtualDisk(copy, virtualDisk, i);
     disks[i].sectors = TEST_DISK_SECTORS;
     storeCopy(disks[i], copy);
     ddfFreeCopy(&copy);

@@ -41,20 +41,21 @@ void storeCopy(SPARSE_DISK &disk, DDF_COPY &copy);
 // Changes the copies of all disks that have a good one, as a writer would.
 void changeDisks(DISKS &disks, const std::function<void(DDF_COPY &copy, size_t disk)> &change);
 
-// Makes disk pd a spare for the first volume; its own copy has the record, which claims more entries than it has room
-// for.
+// Makes disk pd a spare for the first virtual disk; its own copy has the record, which claims more entries than it has
+// room for.
 void dedicateSpare(DDF_COPY &copy, size_t disk, UINT32 pd);
 
 // Sets all checksums that the disk's headers lead to, whatever the rest holds.
 void mendChecksums(SPARSE_DISK &disk);
 
-// What a set for tests consists of: disks of equal size that all take part in one volume. spans > 1: so many records.
-struct TEST_VOLUME {
+// What a set for tests consists of: disks of equal size that all take part in one virtual disk. spans > 1: so many
+// records.
+struct TEST_VIRTUAL_DISK {
   UINT8 level, qualifier, secondaryLevel;
   UINT32 spans, spanMembers;
   UINT8 strip;
   UINT64 memberBlocks;
 };
-DISKS makeDisks(const TEST_VOLUME &volume, UINT32 extraDisks, const DDF_LIMITS &limits);
+DISKS makeDisks(const TEST_VIRTUAL_DISK &virtualDisk, UINT32 extraDisks, const DDF_LIMITS &limits);
 
 constexpr UINT64 TEST_DISK_SECTORS = DDF_RESERVE + 4096;

@@ -10,7 +10,7 @@
 
 // Which disks hold the copies of a strip, a digit each ("01 12 20"); or how many disks may be lost.
 struct LEVEL_CASE {
-  TEST_VOLUME volume;
+  TEST_VIRTUAL_DISK virtualDisk;
   const char *text;
   UINT64 blocks;
   const char *copies;
@@ -55,8 +55,8 @@ static bool isFailed(const LEVEL_CASE &row, unsigned lost) {
 TEST_F(Ddf, LevelsLoseTheDisksThatTheyCanSpare) {
   for (const LEVEL_CASE &row : g_levels) {
     SCOPED_TRACE(row.text);
-    UINT32 members = row.volume.spans * row.volume.spanMembers;
-    DISKS all = makeDisks(row.volume, /* extraDisks= */ 1, DDF_SMALL_LIMITS);
+    UINT32 members = row.virtualDisk.spans * row.virtualDisk.spanMembers;
+    DISKS all = makeDisks(row.virtualDisk, /* extraDisks= */ 1, DDF_SMALL_LIMITS);
     EXPECT_NE(readText(all).find(row.text), std::string::npos) << readText(all);
     for (unsigned lost = 0; lost < 1U << members; ++lost) {
       DISKS disks;
@@ -68,11 +68,11 @@ TEST_F(Ddf, LevelsLoseTheDisksThatTheyCanSpare) {
       DDF_MODEL *model = readModel(disks);
       ASSERT_NE(model, nullptr);
       EXPECT_EQ(modelFault(*model), "");
-      const DDF_VOLUME &volume = model->sets[0].volumes[0];
+      const DDF_VIRTUAL_DISK &virtualDisk = model->sets[0].virtualDisks[0];
       bool failed = lost == (1U << members) - 1 || isFailed(row, lost);
-      EXPECT_EQ(volume.state == DDF_VD_FAILED, failed) << "lost " << lost;
-      EXPECT_EQ(volume.state == DDF_VD_OPTIMAL, lost == 0) << "lost " << lost;
-      EXPECT_EQ(volume.blocks, volume.memberCount == 0 ? 0 : row.blocks);
+      EXPECT_EQ(virtualDisk.state == DDF_VD_FAILED, failed) << "lost " << lost;
+      EXPECT_EQ(virtualDisk.state == DDF_VD_OPTIMAL, lost == 0) << "lost " << lost;
+      EXPECT_EQ(virtualDisk.blocks, virtualDisk.memberCount == 0 ? 0 : row.blocks);
       EXPECT_TRUE(model->sets[0].sound);
       ddfFree(model);
     }
@@ -120,7 +120,7 @@ static const SET_CASE g_cases[] = {
      "disk 2: stale of set 0, not in the list"},
     {"no entries", CHANGE(for (UINT32 i = 0; i < 3; ++i) std::memset(&ddfPdEntry(copy, i)->guid, 0xFF, 24)),
      "disk 0: stale of set 0, not in the list"},
-    // Volumes and spares.
+    // Virtual disks and spares.
     {"states of the entry",
      CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_DEGRADED | DDF_VD_INCONSISTENT; ddfVdEntry(copy, 0)->init = 0x81),
      "\"volume\" degraded (entry: degraded, inconsistent, quickly initialised, read only)"},
@@ -157,9 +157,9 @@ TEST_F(Ddf, WhatASetSaysIsJudged) {
   }
 }
 
-// The space of volumes that overlap is not counted twice, and nothing of it looks free. The first lies in the second,
-// the last one ends behind the limit.
-TEST_F(Ddf, GapsLieBetweenVolumes) {
+// The space of virtual disks that overlap is not counted twice, and nothing of it looks free. The first lies in the
+// second, the last one ends behind the limit.
+TEST_F(Ddf, GapsLieBetweenVirtualDisks) {
   DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 0, DDF_SMALL_LIMITS);
   changeDisks(disks, [](DDF_COPY &copy, size_t) {
     constexpr UINT64 STARTS[] = {300, 100, 2000, 3900};
@@ -193,7 +193,7 @@ TEST_F(Ddf, ASectionMayBeLonger) {
   hasText(disks, "newest disk 0, not ordered\n");
 }
 
-static void addOwnVolume(DDF_COPY &copy) {
+static void addOwnVirtualDisk(DDF_COPY &copy) {
   ddfVdEntry(copy, 0)->guid.bytes[9] ^= 1;
   record(copy)->guid.bytes[9] ^= 1;
 }
@@ -225,12 +225,12 @@ TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
               for (UINT32 i = 0; disk == 0 && i < 17; ++i) { ddfRecordSlot(copy, i)->signature = 0x12345678; }),
        0, EFI_VOLUME_FULL, false},
       {"a volume that was deleted meanwhile",
-       CHANGE(copy.header.sequence = disk == 0 ? 1 : 2; disk == 0 ? addOwnVolume(copy) : noteOther(copy)), 0,
+       CHANGE(copy.header.sequence = disk == 0 ? 1 : 2; disk == 0 ? addOwnVirtualDisk(copy) : noteOther(copy)), 0,
        EFI_SUCCESS, false},
       {"empty since then",
-       CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1; disk == 1 ? addOwnVolume(copy) : noteOther(copy)), 1,
+       CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1; disk == 1 ? addOwnVirtualDisk(copy) : noteOther(copy)), 1,
        EFI_INVALID_PARAMETER, true},
-      {"a volume of its own", CHANGE(if (disk == 1) { addOwnVolume(copy); }), 1, EFI_INVALID_PARAMETER, false},
+      {"a volume of its own", CHANGE(if (disk == 1) { addOwnVirtualDisk(copy); }), 1, EFI_INVALID_PARAMETER, false},
       {"a record that its set does not know", CHANGE(record(copy)->guid.bytes[9] ^= 1), 0, EFI_SUCCESS, false},
   };
   for (const auto &row : cases) {
@@ -342,14 +342,14 @@ TEST_F(Ddf, MemoryThatRunsOutLeavesNothing) {
 TEST_F(Ddf, ASetThatIsStuckTellsWhy) {
   const SET_CASE cases[] = {
       {"nothing changed", CHANGE(), nullptr},
-      {"a volume of its own", CHANGE(if (disk == 1) { addOwnVolume(copy); }), "changed apart"},
+      {"a volume of its own", CHANGE(if (disk == 1) { addOwnVirtualDisk(copy); }), "changed apart"},
       {"which was deleted",
-       CHANGE(disk == 1   ? addOwnVolume(copy)
+       CHANGE(disk == 1   ? addOwnVirtualDisk(copy)
               : disk == 0 ? noteOther(copy)
                           : void()),
        nullptr},
       {"which nobody noted",
-       CHANGE(std::memset(ddfDiskData(copy)->scratch, 'x', 32); disk == 1   ? addOwnVolume(copy)
+       CHANGE(std::memset(ddfDiskData(copy)->scratch, 'x', 32); disk == 1   ? addOwnVirtualDisk(copy)
                                                                 : disk == 0 ? noteOther(copy)
                                                                             : void()),
        "changed apart"},
@@ -384,25 +384,25 @@ TEST_F(Ddf, ASetThatIsStuckTellsWhy) {
   }
 }
 
-// Notes of deleted volumes have a place that was blank, and what another maker has there stays.
-TEST_F(Ddf, DeletedVolumesAreNotedWhereNobodyElseWrites) {
-  const DDF_GUID volume = {{'v'}};
+// Notes of deleted virtual disks have a place that was blank, and what another maker has there stays.
+TEST_F(Ddf, DeletedVirtualDisksAreNotedWhereNobodyElseWrites) {
+  const DDF_GUID virtualDisk = {{'v'}};
   DDF_COPY copies[2];
   for (DDF_COPY &copy : copies) {
     ASSERT_EQ(ddfNewCopy({TEST_DISK_SECTORS, DDF_SMALL_LIMITS, {}, {}, {}, {}, {}, 1}, &copy), EFI_SUCCESS);
   }
   UINT8 *scratch = ddfDiskData(copies[0])->scratch;
-  EXPECT_FALSE(ddfIsDeleted(copies[0], volume));
+  EXPECT_FALSE(ddfIsDeleted(copies[0], virtualDisk));
   for (int fill : {0, 0xFF, static_cast<int>(' '), static_cast<int>('x'), 1}) {
     std::memset(scratch, fill == 1 ? 0 : fill, 32);
     scratch[31] = fill == 1 ? 1 : scratch[31];
     bool isFree = fill != 'x' && fill != 1;
     ddfPassDeleted(copies[1], copies[0]); // the first time none
-    EXPECT_EQ(ddfIsDeleted(copies[0], volume), isFree && ddfIsDeleted(copies[1], volume));
-    ddfNoteDeleted(copies[0], volume);
-    EXPECT_EQ(ddfIsDeleted(copies[0], volume), isFree);
+    EXPECT_EQ(ddfIsDeleted(copies[0], virtualDisk), isFree && ddfIsDeleted(copies[1], virtualDisk));
+    ddfNoteDeleted(copies[0], virtualDisk);
+    EXPECT_EQ(ddfIsDeleted(copies[0], virtualDisk), isFree);
     ddfPassDeleted(copies[0], copies[1]);
-    EXPECT_TRUE(ddfIsDeleted(copies[1], volume));
+    EXPECT_TRUE(ddfIsDeleted(copies[1], virtualDisk));
   }
   for (DDF_COPY &copy : copies) {
     ddfFreeCopy(&copy);

@@ -53,11 +53,11 @@ public:
 
   EFI_STATUS create(UINT8 level, UINT8 qualifier, UINT8 strip, const char *name, UINT64 blocks,
                     const std::vector<UINT32> &members, UINT64 start = DDF_ANYWHERE) {
-    DDF_NEW_VOLUME wanted = {
+    DDF_NEW_VIRTUAL_DISK wanted = {
         level,  qualifier, strip, 0, DDF_CACHE_READ_AHEAD, {}, members.data(), static_cast<UINT32>(members.size()),
         blocks, start};
     std::memcpy(wanted.name, name, std::min(std::strlen(name), sizeof(wanted.name)));
-    return run([&](DDF_WRITER *writer) { return ddfCreateVolume(writer, wanted); });
+    return run([&](DDF_WRITER *writer) { return ddfCreateVirtualDisk(writer, wanted); });
   }
 
   DISKS disks;
@@ -81,7 +81,7 @@ private:
 
 // --- What is made ---
 
-TEST_F(Ddf, VolumesAreMadeAsLinuxTakesThem) {
+TEST_F(Ddf, VirtualDisksAreMadeAsLinuxTakesThem) {
   struct CASE {
     const char *name;
     UINT8 level, qualifier, strip;
@@ -124,14 +124,14 @@ static std::string listFault(DISKS &disks) {
     const DDF_SET &set = model->sets[i];
     const DDF_COPY &copy = model->disks[set.newest].copy;
     auto used = [&](DDF_SECTION list) { return UINT32{reinterpret_cast<DDF_LIST_HEAD *>(copy.sections[list])->used}; };
-    bool gaps =
-        (set.pdCount != 0 && set.pds[set.pdCount - 1].entry != ddfPdEntry(copy, set.pdCount - 1)) ||
-        (set.volumeCount != 0 && set.volumes[set.volumeCount - 1].entry != ddfVdEntry(copy, set.volumeCount - 1));
+    bool gaps = (set.pdCount != 0 && set.pds[set.pdCount - 1].entry != ddfPdEntry(copy, set.pdCount - 1)) ||
+                (set.virtualDiskCount != 0 &&
+                 set.virtualDisks[set.virtualDiskCount - 1].entry != ddfVdEntry(copy, set.virtualDiskCount - 1));
     faults += gaps ? "gaps " : "";
-    faults += used(DDF_PD_RECORDS) < set.pdCount || used(DDF_VD_RECORDS) != set.volumeCount ? "counts " : "";
+    faults += used(DDF_PD_RECORDS) < set.pdCount || used(DDF_VD_RECORDS) != set.virtualDiskCount ? "counts " : "";
     std::set<UINT32> numbers;
-    for (UINT32 j = 0; j < set.volumeCount; ++j) {
-      faults += numbers.insert(set.volumes[j].entry->number).second ? "" : "numbers ";
+    for (UINT32 j = 0; j < set.virtualDiskCount; ++j) {
+      faults += numbers.insert(set.virtualDisks[j].entry->number).second ? "" : "numbers ";
     }
   }
   ddfFree(model);
@@ -161,31 +161,31 @@ TEST_F(Ddf, ChangesFollowEachOther) {
     told += rig.changed ? "references" + referencesOf(rig.disks) + "\n" + searchedText(rig.disks) + "\n" : "\n";
   };
   auto fail = [&](UINT32 pd) { return rig.run([=](DDF_WRITER *writer) { return ddfFailDisk(writer, 0, pd); }); };
-  auto remove = [&](UINT32 volume) {
-    return rig.run([=](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, volume); });
+  auto remove = [&](UINT32 virtualDisk) {
+    return rig.run([=](DDF_WRITER *writer) { return ddfDeleteVirtualDisk(writer, 0, virtualDisk); });
   };
-  auto spare = [&](UINT32 disk, DDF_SPARE_KIND kind, std::vector<UINT32> volumes) {
+  auto spare = [&](UINT32 disk, DDF_SPARE_KIND kind, std::vector<UINT32> virtualDisks) {
     return rig.run([&](DDF_WRITER *writer) {
-      return ddfSetSpare(writer, DDF_NONE, disk, kind, volumes.data(), static_cast<UINT32>(volumes.size()));
+      return ddfSetSpare(writer, DDF_NONE, disk, kind, virtualDisks.data(), static_cast<UINT32>(virtualDisks.size()));
     });
   };
   step("first", rig.create(1, 0, 0xFF, "a", 1024, {0, 1}));
   step("gap", rig.create(0, 0, 7, "b", 1024, {1, 2}));
   step("a name that there is", rig.create(0, 0, 7, "a", 128, {3}));
   step("global", spare(5, DDF_SPARE_GLOBAL, {}));
-  step("dedicated", spare(5, DDF_SPARE_FOR_VOLUMES, {0, 1}));
-  step("joins dedicated", spare(4, DDF_SPARE_FOR_VOLUMES, {1}));
-  step("for no volume that there is", spare(4, DDF_SPARE_FOR_VOLUMES, {2}));
+  step("dedicated", spare(5, DDF_SPARE_FOR_VIRTUAL_DISKS, {0, 1}));
+  step("joins dedicated", spare(4, DDF_SPARE_FOR_VIRTUAL_DISKS, {1}));
+  step("for no volume that there is", spare(4, DDF_SPARE_FOR_VIRTUAL_DISKS, {2}));
   step("leaves", spare(4, DDF_NO_SPARE, {}));
   step("is none", spare(4, DDF_NO_SPARE, {}));
   step("a member as a spare", spare(0, DDF_SPARE_GLOBAL, {}));
   step("and no more", spare(0, DDF_NO_SPARE, {}));
   step("settings", rig.run([](DDF_WRITER *writer) {
-    DDF_VOLUME_SETTINGS settings = {DDF_SET_NAME | DDF_SET_ACCESS | DDF_SET_CACHE, DDF_READ_ONLY, 0x21, "new"};
-    return ddfChangeVolume(writer, 0, 0, settings);
+    DDF_VIRTUAL_DISK_SETTINGS settings = {DDF_SET_NAME | DDF_SET_ACCESS | DDF_SET_CACHE, DDF_READ_ONLY, 0x21, "new"};
+    return ddfChangeVirtualDisk(writer, 0, 0, settings);
   }));
   step("access", rig.run([](DDF_WRITER *writer) {
-    return ddfChangeVolume(writer, 0, 1, {DDF_SET_ACCESS, DDF_BLOCKED, 0, {}});
+    return ddfChangeVirtualDisk(writer, 0, 1, {DDF_SET_ACCESS, DDF_BLOCKED, 0, {}});
   }));
   step("vendor's data", rig.run([](DDF_WRITER *writer) {
     const DDF_SET &set = writer->model->sets[0];
@@ -193,8 +193,8 @@ TEST_F(Ddf, ChangesFollowEachOther) {
     EXPECT_EQ(ddfRecordSlot(copy, ddfRecordCapacity(copy) - 1)->signature, DDF_SPARE_SIGNATURE);
     constexpr UINTN ROOM = sizeof(DDF_CONTROLLER_DATA::vendorData);
     EXPECT_EQ(ddfSetVendorData(writer, 0, set.controller, ROOM + 1), EFI_INVALID_PARAMETER);
-    EXPECT_EQ(set.volumes[0].record->cache[7], 0x21);
-    EXPECT_EQ(set.volumes[0].record->sequence, 2u);
+    EXPECT_EQ(set.virtualDisks[0].record->cache[7], 0x21);
+    EXPECT_EQ(set.virtualDisks[0].record->sequence, 2u);
     EXPECT_EQ(std::memcmp(set.controller->vendorData, "made", 4), 0);
     return ddfSetVendorData(writer, 0, "kept", 4);
   }));
@@ -233,8 +233,8 @@ TEST_F(Ddf, MembersBeginInGapsAtWholeGrains) {
 TEST_F(Ddf, RecordsAndListsEnd) {
   Rig rig(2);
   rig.disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 512}, 0, DDF_SMALL_LIMITS);
-  for (int volume = 1; volume < 16; ++volume) {
-    EXPECT_EQ(rig.create(0, 0, 0, std::to_string(volume).c_str(), 8, {0}), EFI_SUCCESS) << volume;
+  for (int virtualDisk = 1; virtualDisk < 16; ++virtualDisk) {
+    EXPECT_EQ(rig.create(0, 0, 0, std::to_string(virtualDisk).c_str(), 8, {0}), EFI_SUCCESS) << virtualDisk;
   }
   EXPECT_EQ(rig.create(0, 0, 0, "16", 8, {0}), EFI_VOLUME_FULL); // Linux needs the last slot
   EXPECT_EQ(rig.trouble, "0: takes part in as many volumes as it can");
@@ -332,8 +332,8 @@ TEST_F(Ddf, HalvesThatWereChangedApartWait) {
   }
 }
 
-// A disk that was away while volumes were deleted: of the last seven it is known that they were.
-TEST_F(Ddf, DeletedVolumesAreRemembered) {
+// A disk that was away while virtual disks were deleted: of the last seven it is known that they were.
+TEST_F(Ddf, DeletedVirtualDisksAreRemembered) {
   for (UINT32 deleted : {7U, 8U}) {
     Rig rig(2);
     ASSERT_EQ(rig.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
@@ -343,7 +343,7 @@ TEST_F(Ddf, DeletedVolumesAreRemembered) {
     SPARSE_DISK away = rig.disks[1];
     rig.disks[1].kept.clear();
     for (UINT32 i = 0; i < deleted; ++i) {
-      ASSERT_EQ(rig.run([](DDF_WRITER *writer) { return ddfDeleteVolume(writer, 0, 1); }), EFI_SUCCESS);
+      ASSERT_EQ(rig.run([](DDF_WRITER *writer) { return ddfDeleteVirtualDisk(writer, 0, 1); }), EFI_SUCCESS);
     }
     rig.disks[1] = away;
     EXPECT_EQ(rig.create(0, 0, 7, "new", 128, {1}), deleted == 7 ? EFI_SUCCESS : EFI_ACCESS_DENIED) << rig.trouble;

@@ -45,30 +45,32 @@ EFI_STATUS create(Machine &machine, const WISH &wish, std::vector<UINT32> ids) {
   return send(machine, RAID_COMMAND_CREATE, wish, std::move(ids));
 }
 
-EFI_STATUS changeDisk(Machine &machine, UINT32 id, UINT8 spare, UINT64 state = 0, std::vector<UINT32> volumes = {}) {
+EFI_STATUS changeDisk(Machine &machine, UINT32 id, UINT8 spare, UINT64 state = 0,
+                      std::vector<UINT32> virtualDisks = {}) {
   RAID_PD_RECORD record = {};
   record.ObjectType = RAID_OBJECT_PHYSICAL_DISK;
   record.Hotspare = spare;
   record.State = state;
-  record.VDs = volumes.data();
-  record.VDCount = static_cast<UINT8>(volumes.size());
+  record.VDs = virtualDisks.data();
+  record.VDCount = static_cast<UINT8>(virtualDisks.size());
   return machine.run(RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {id}, &record);
 }
 
-// What the first set's last volume is on the disks: level, qualifier, strip, blocks and start of members, access,
+// What the first set's last virtual disk is on the disks: level, qualifier, strip, blocks and start of members, access,
 // cache, how far it is initialised, name.
-std::string volumeOn(DISKS &disks) {
+std::string virtualDiskOn(DISKS &disks) {
   DDF_MODEL *model = readModel(disks);
   std::string text = "none";
-  if (model->setCount == 1 && model->sets[0].volumeCount != 0 && model->sets[0].volumes[0].record != nullptr) {
-    const DDF_VOLUME &volume = model->sets[0].volumes[model->sets[0].volumeCount - 1];
-    const DDF_RECORD &record = *volume.record;
+  if (model->setCount == 1 && model->sets[0].virtualDiskCount != 0 &&
+      model->sets[0].virtualDisks[0].record != nullptr) {
+    const DDF_VIRTUAL_DISK &virtualDisk = model->sets[0].virtualDisks[model->sets[0].virtualDiskCount - 1];
+    const DDF_RECORD &record = *virtualDisk.record;
     char line[128];
     std::snprintf(line, sizeof(line), "%02X,%u %u %llu@%llu %u %02X %u %s", record.level, record.qualifier,
-                  record.strip, (unsigned long long)volume.memberBlocks, (unsigned long long)volume.members[0].start,
-                  volume.entry->init >> DDF_ACCESS_SHIFT, record.cache[7], volume.entry->init & DDF_INIT_BITS,
-                  volume.name);
-    text = volume.assembles ? line : "does not assemble";
+                  record.strip, (unsigned long long)virtualDisk.memberBlocks,
+                  (unsigned long long)virtualDisk.members[0].start, virtualDisk.entry->init >> DDF_ACCESS_SHIFT,
+                  record.cache[7], virtualDisk.entry->init & DDF_INIT_BITS, virtualDisk.name);
+    text = virtualDisk.assembles ? line : "does not assemble";
   }
   ddfFree(model);
   return text;
@@ -116,11 +118,11 @@ TEST(DiskCommands, WhatACreateWrites) {
     std::vector<UINT32> ids = idsOf({0, 1, 2, 3});
     ids.resize(row.members);
     EXPECT_EQ(name(create(machine, row.wish, ids)), name(EFI_SUCCESS));
-    EXPECT_EQ(volumeOn(disks), row.wanted);
+    EXPECT_EQ(virtualDiskOn(disks), row.wanted);
     EXPECT_TRUE(machine.book.unflushed.empty());
     EXPECT_EQ(name(send(machine, RAID_COMMAND_CHANGE, {.level = 0, .size = 7 * MIB}, {1})), name(EFI_UNSUPPORTED));
     EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {1, 1})), name(EFI_SUCCESS));
-    EXPECT_EQ(volumeOn(disks), "none");
+    EXPECT_EQ(virtualDiskOn(disks), "none");
   }
 }
 
@@ -235,13 +237,14 @@ TEST(DiskCommands, DisksThatChange) {
   DDF_MODEL *model = readModel(disks);
   EXPECT_EQ(model->sets[0].pds[1].entry->state & (DDF_PD_FAILED | DDF_PD_MISSING), DDF_PD_FAILED | DDF_PD_MISSING);
   EXPECT_EQ(model->sets[0].pds[3].spare, DDF_SPARE_GLOBAL);
-  EXPECT_EQ(model->sets[0].volumes[0].state, DDF_VD_DEGRADED);
+  EXPECT_EQ(model->sets[0].virtualDisks[0].state, DDF_VD_DEGRADED);
   ddfFree(model);
   EXPECT_EQ(name(changeDisk(machine, SPARE, RAID_HOTSPARE_NONE)), name(EFI_SUCCESS));
   EXPECT_EQ(readText(disks).find("spare"), std::string::npos);
 }
 
-// A disk that failed and is there stays so until it is changed to Ready: then its volumes miss it, and it is free.
+// A disk that failed and is there stays so until it is changed to Ready: then its virtual disks miss it, and it is
+// free.
 TEST(DiskCommands, AFailedDiskIsFreed) {
   constexpr UINT32 MEMBER = 1025001, SPARE = 1025002;
   DISKS disks(3, {TEST_DISK_SECTORS, {}});
@@ -303,9 +306,9 @@ TEST(DiskCommands, MemoryFails) {
   });
 }
 
-// A volume that is deleted leaves its file system on the disks: they take a new one, also when the machine was started
-// anew, and only if nothing else has come.
-TEST(DiskCommands, WhatADeletedVolumeHeld) {
+// A virtual disk that is deleted leaves its file system on the disks: they take a new one, also when the machine was
+// started anew, and only if nothing else has come.
+TEST(DiskCommands, WhatADeletedVirtualDiskHeld) {
   DISKS disks(2, {TEST_DISK_SECTORS, {}});
   std::string super(DDF_SECTOR, '\0');
   auto write = [&](size_t disk, const char *magic) { disks[disk].write(2, super.replace(56, 2, magic, 2).data(), 1); };
@@ -371,7 +374,7 @@ TEST(DiskCommands, Adapter) {
   EXPECT_EQ(countOf(text, "<Name>Rebuild") + countOf(text, "<Value>50"), 2U);
   changeDisks(disks, [](DDF_COPY &copy, size_t) { copy.header.foreignFlag = 1; });
   EXPECT_EQ(name(machine.run(RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER)), name(EFI_SUCCESS));
-  EXPECT_EQ(volumeOn(disks), "none");
+  EXPECT_EQ(virtualDiskOn(disks), "none");
   EXPECT_EQ(countOf(machine.get().text, "<State>Ready"), 2U);
 }
 
@@ -391,7 +394,7 @@ const EFI_GUID g_diskIoGuid = EFI_DISK_IO_PROTOCOL_GUID;
 // A partition of the disk in port 0 with a file system on it, which its driver lets go or not.
 struct FILE_SYSTEM {
   EFI_DRIVER_BINDING_PROTOCOL binding{};
-  EFI_SIMPLE_FILE_SYSTEM_PROTOCOL volume{};
+  EFI_SIMPLE_FILE_SYSTEM_PROTOCOL virtualDisk{};
   UINT8 path[36] = {2, 1,  12, 0, 0xD0, 0x41, 0x03, 0x0A, 0, 0, 0, 0, 1, 1, 6,    0,    2, 0x1F,
                     3, 18, 10, 0, 0,    0,    0xFF, 0xFF, 0, 0, 4, 1, 4, 0, 0x7F, 0xFF, 4, 0};
   EFI_HANDLE partition = nullptr, driver = nullptr;
@@ -403,11 +406,11 @@ EFI_STATUS EFIAPI stopFileSystem(EFI_DRIVER_BINDING_PROTOCOL *, EFI_HANDLE handl
   if (!g_fileSystem->letsGo) {
     return EFI_DEVICE_ERROR;
   }
-  g_bootServices->UninstallProtocolInterface(handle, &g_fileSystemGuid, &g_fileSystem->volume);
+  g_bootServices->UninstallProtocolInterface(handle, &g_fileSystemGuid, &g_fileSystem->virtualDisk);
   return g_bootServices->CloseProtocol(handle, &g_diskIoGuid, g_fileSystem->driver, handle);
 }
 
-// It stays while a volume that stays has the disk's first block, and goes before that volume does.
+// It stays while a virtual disk that stays has the disk's first block, and goes before that virtual disk does.
 TEST(DiskCommands, FileSystemsOfTheFirmware) {
   const EFI_GUID pathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID, bindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
   DISKS disks(3, {TEST_DISK_SECTORS, {}});
@@ -418,7 +421,7 @@ TEST(DiskCommands, FileSystemsOfTheFirmware) {
   EFI_BOOT_SERVICES *services = machine.firmware.bootServices();
   services->InstallProtocolInterface(&system.partition, &pathGuid, EFI_NATIVE_INTERFACE, system.path);
   services->InstallProtocolInterface(&system.partition, &g_diskIoGuid, EFI_NATIVE_INTERFACE, &system);
-  services->InstallProtocolInterface(&system.partition, &g_fileSystemGuid, EFI_NATIVE_INTERFACE, &system.volume);
+  services->InstallProtocolInterface(&system.partition, &g_fileSystemGuid, EFI_NATIVE_INTERFACE, &system.virtualDisk);
   system.binding.Stop = stopFileSystem;
   services->InstallProtocolInterface(&system.driver, &bindingGuid, EFI_NATIVE_INTERFACE, &system.binding);
   void *diskIo = nullptr;
@@ -440,7 +443,7 @@ TEST(DiskCommands, FileSystemsOfTheFirmware) {
   system.letsGo = true;
   EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {1})), name(EFI_SUCCESS));
   EXPECT_EQ((machine.protocolOn<void>(system.partition, g_fileSystemGuid)), nullptr);
-  EXPECT_EQ(volumeOn(disks), "none");
+  EXPECT_EQ(virtualDiskOn(disks), "none");
   services->UninstallProtocolInterface(system.partition, &g_diskIoGuid, &system);
   services->UninstallProtocolInterface(system.partition, &pathGuid, system.path);
   services->UninstallProtocolInterface(system.driver, &bindingGuid, &system.binding);

@@ -191,7 +191,7 @@ TEST(Disks, AreFoundByEveryBus) {
        node(3, 18, "abc") + node(3, 2, "abc") + node(1, 1, "a"),
        {},
        "3 102:3.4 0; ||||0|0; 2000"},
-      // What is no disk, and what holds no volumes.
+      // What is no disk, and what holds no virtual disks.
       {"removable", sata, {}, "none", {1, 1, 1, 0, 0, 0, 512, 0, 1999}},
       {"no medium", sata, {}, "none", {1, 0, 0, 0, 0, 0, 512, 0, 1999}},
       {"a partition", sata, {}, "none", {1, 0, 1, 1, 0, 0, 512, 0, 1999}},

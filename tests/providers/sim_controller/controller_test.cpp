@@ -55,12 +55,13 @@ TEST(Accounting, NoteEachMisuse) {
 
 TEST(Commands, RefuseUnknownObjectsAndKinds) {
   World world(bare("demo"));
-  UINT32 disk = world.sim->disks.items[0].record.ObjectID, volume = world.sim->virtualDisks.items[0].record.ObjectID;
-  EXPECT_EQ(run(world, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, {volume, disk}), EFI_NOT_FOUND);
+  UINT32 disk = world.sim->disks.items[0].record.ObjectID,
+         virtualDisk = world.sim->virtualDisks.items[0].record.ObjectID;
+  EXPECT_EQ(run(world, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, {virtualDisk, disk}), EFI_NOT_FOUND);
   EXPECT_EQ(run(world, RAID_COMMAND_GET, RAID_OBJECT_BATTERY), EFI_UNSUPPORTED);
   EXPECT_EQ(run(world, RAID_COMMAND_GET_BOUNDS, RAID_OBJECT_ADAPTER), EFI_UNSUPPORTED);
   EXPECT_EQ(run(world, RAID_COMMAND_IDENTIFY, RAID_OBJECT_ENCLOSURE), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(run(world, RAID_COMMAND_CHECK, RAID_OBJECT_VIRTUAL_DISK, {volume, 99}), EFI_NOT_FOUND);
+  EXPECT_EQ(run(world, RAID_COMMAND_CHECK, RAID_OBJECT_VIRTUAL_DISK, {virtualDisk, 99}), EFI_NOT_FOUND);
   EXPECT_EQ(run(world, RAID_COMMAND_LOCK, RAID_OBJECT_ADAPTER), EFI_INVALID_PARAMETER);
 }
 
@@ -91,10 +92,10 @@ TEST(Key, IsKeptWhileAVirtualDiskNeedsIt) {
   EXPECT_EQ(run(world, RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER), EFI_SUCCESS);
 }
 
-// A fault, and what makes it in the demo's state; the disk is one of two members of the volume.
+// A fault, and what makes it in the demo's state; the disk is one of two members of the virtual disk.
 #define MADE_BY(...)                                                                                                   \
-  [](SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &volume) {                                                  \
-    (void)sim, (void)disk, (void)volume;                                                                               \
+  [](SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &virtualDisk) {                                             \
+    (void)sim, (void)disk, (void)virtualDisk;                                                                          \
     __VA_ARGS__;                                                                                                       \
   }
 
@@ -112,7 +113,7 @@ static SIM_VIRTUAL_DISK &append(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK like) {
 TEST(StateFault, FindsWhatAFileMayHoldWrong) {
   const struct {
     const char *fault;
-    void (*make)(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &volume);
+    void (*make)(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &virtualDisk);
   } cases[] = {
       {"an adapter text has no end", MADE_BY(fill(sim->adapter.FirmwareVersion))},
       {"the adapter supports a level without a name", MADE_BY(sim->adapter.record.SupportedRAIDLevels ^= 0x20000)},
@@ -155,26 +156,26 @@ TEST(StateFault, FindsWhatAFileMayHoldWrong) {
        MADE_BY(simPullDisk(sim, 1020); sim->pulledDisks.items[0].record.ObjectID = 5)},
       {"a disk attribute has no name",
        MADE_BY(simPullDisk(sim, 1020); sim->pulledDisks.items[0].record.Attributes = 8)},
-      {"a virtual disk text has no end", MADE_BY(fill(volume.Name))},
-      {"a virtual disk's level has no name", MADE_BY(volume.record.RAIDLevel = 0)},
-      {"a virtual disk's level has no name", MADE_BY(volume.record.RAIDLevel = RAID_LEVEL_0 | RAID_LEVEL_1)},
-      {"a virtual disk's level qualifier has no name", MADE_BY(volume.record.RLQ = RAID_RLQ_ALL)},
-      {"a virtual disk's level qualifier has no name", MADE_BY(volume.record.SRL = RAID_SRL_ALL)},
-      {"a virtual disk state has no name", MADE_BY(volume.record.State = 6)},
-      {"a stripe size has no name", MADE_BY(volume.record.StripeSize = RAID_STRIPE_SIZE_ALL)},
-      {"a cache policy has no name", MADE_BY(volume.record.CurrentCachePolicy = 8)},
-      {"an access policy has no name", MADE_BY(volume.record.AccessPolicy = 0)},
-      {"an access policy has no name", MADE_BY(volume.record.AccessPolicy = 3)},
-      {"a disk cache policy has no name", MADE_BY(volume.record.DiskCachePolicy = 0)},
-      {"a disk cache policy has no name", MADE_BY(volume.record.DiskCachePolicy = RAID_CACHE_WRITE_BACK)},
-      {"a virtual disk attribute has no name", MADE_BY(volume.record.Attributes = 0x40)},
-      {"a virtual disk has too many members", MADE_BY(volume.record.PDCount = SIM_VD_PDS + 1)},
-      {"a virtual disk lies beyond every disk", MADE_BY(volume.record.StartingLba = ~0ULL / SIM_BLOCK_SIZE)},
-      {"two virtual disks have one id", MADE_BY(append(sim, volume))},
-      {"a virtual disk and a disk have one id", MADE_BY(append(sim, volume).record.ObjectID = 1018)},
+      {"a virtual disk text has no end", MADE_BY(fill(virtualDisk.Name))},
+      {"a virtual disk's level has no name", MADE_BY(virtualDisk.record.RAIDLevel = 0)},
+      {"a virtual disk's level has no name", MADE_BY(virtualDisk.record.RAIDLevel = RAID_LEVEL_0 | RAID_LEVEL_1)},
+      {"a virtual disk's level qualifier has no name", MADE_BY(virtualDisk.record.RLQ = RAID_RLQ_ALL)},
+      {"a virtual disk's level qualifier has no name", MADE_BY(virtualDisk.record.SRL = RAID_SRL_ALL)},
+      {"a virtual disk state has no name", MADE_BY(virtualDisk.record.State = 6)},
+      {"a stripe size has no name", MADE_BY(virtualDisk.record.StripeSize = RAID_STRIPE_SIZE_ALL)},
+      {"a cache policy has no name", MADE_BY(virtualDisk.record.CurrentCachePolicy = 8)},
+      {"an access policy has no name", MADE_BY(virtualDisk.record.AccessPolicy = 0)},
+      {"an access policy has no name", MADE_BY(virtualDisk.record.AccessPolicy = 3)},
+      {"a disk cache policy has no name", MADE_BY(virtualDisk.record.DiskCachePolicy = 0)},
+      {"a disk cache policy has no name", MADE_BY(virtualDisk.record.DiskCachePolicy = RAID_CACHE_WRITE_BACK)},
+      {"a virtual disk attribute has no name", MADE_BY(virtualDisk.record.Attributes = 0x40)},
+      {"a virtual disk has too many members", MADE_BY(virtualDisk.record.PDCount = SIM_VD_PDS + 1)},
+      {"a virtual disk lies beyond every disk", MADE_BY(virtualDisk.record.StartingLba = ~0ULL / SIM_BLOCK_SIZE)},
+      {"two virtual disks have one id", MADE_BY(append(sim, virtualDisk))},
+      {"a virtual disk and a disk have one id", MADE_BY(append(sim, virtualDisk).record.ObjectID = 1018)},
       {"two virtual disks have one target id", MADE_BY(sim->virtualDisks.items[1].record.TargetID = 0)},
-      {"a member does not list its virtual disk", MADE_BY(volume.PDs[0] = 1018)},
-      {nullptr, MADE_BY(volume.PDs[0] = 99)}, // it was pulled
+      {"a member does not list its virtual disk", MADE_BY(virtualDisk.PDs[0] = 1018)},
+      {nullptr, MADE_BY(virtualDisk.PDs[0] = 99)}, // it was pulled
       {"the key's id has no end", MADE_BY(fill(sim->key.keyId))},
       {"the key's mode has no name", MADE_BY(sim->key.mode = 3)},
       {"too many faults are planned", MADE_BY(sim->faultCount = SIM_FAULT_CAPACITY + 1)},
@@ -208,10 +209,10 @@ TEST(StateFault, FindsWhatIsWrongInALevel) {
                           RAID_PROTOCOL_ALL + 1,
                           RAID_LEVEL_ATTRIBUTE_ALL + 1};
   World world(bare("demo"));
-  SIM_VIRTUAL_DISK &volume = world.sim->virtualDisks.items[0];
+  SIM_VIRTUAL_DISK &virtualDisk = world.sim->virtualDisks.items[0];
   const std::pair<RAID_LEVEL_PARAMS *, const char *> levels[] = {
       {&world.sim->adapter.RAIDLevelParams[6], "a level descriptor has a value without a name"},
-      {&volume.record.RAIDLevelDesc, "a virtual disk's level descriptor has a value without a name"}};
+      {&virtualDisk.record.RAIDLevelDesc, "a virtual disk's level descriptor has a value without a name"}};
   for (const auto &[level, fault] : levels) {
     const RAID_LEVEL_PARAMS kept = *level;
     for (size_t i = 0; i < std::size(wrong); ++i) {

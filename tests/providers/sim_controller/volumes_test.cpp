@@ -8,9 +8,9 @@ constexpr UINT64 DISK_SIZE = 600127266816;
 constexpr UINT64 ROOM = DISK_SIZE / 0x100000 * 0x100000;
 
 // 32 equal SAS disks in one shelf.
-class Volumes : public testing::Test {
+class VirtualDisks : public testing::Test {
 protected:
-  Volumes() : world(bare("empty")) {
+  VirtualDisks() : world(bare("empty")) {
     SIM_ENCLOSURE *enclosure = arrayAppend(world.sim->enclosures);
     enclosure->record.ObjectID = 301;
     enclosure->record.DeviceID = 32;
@@ -28,7 +28,7 @@ protected:
   IDS ids;
 };
 
-TEST_F(Volumes, AreMadeOrRefused) {
+TEST_F(VirtualDisks, AreMadeOrRefused) {
   ASSERT_EQ(create(world, LEVEL_1, members(2, 18)), EFI_SUCCESS);            // 18, 19 are full
   ASSERT_EQ(create(world, LEVEL_5, members(3, 20), 100 << 20), EFI_SUCCESS); // 20, 21, 22 have room
   ASSERT_EQ(simFailDisk(world.sim, ids[23]), EFI_SUCCESS);
@@ -93,12 +93,12 @@ TEST_F(Volumes, AreMadeOrRefused) {
       EXPECT_TRUE(before.isIn(world.sim)) << "a refusal changes nothing";
       continue;
     }
-    const SIM_VIRTUAL_DISK &volume = world.sim->virtualDisks.items[2];
-    EXPECT_EQ(volume.record.Size, row.dataMembers * ROOM);
-    EXPECT_EQ(volume.record.SpanDepth, row.madeSpans);
-    EXPECT_EQ(volume.record.PDsPerSpan, row.count / row.madeSpans);
+    const SIM_VIRTUAL_DISK &virtualDisk = world.sim->virtualDisks.items[2];
+    EXPECT_EQ(virtualDisk.record.Size, row.dataMembers * ROOM);
+    EXPECT_EQ(virtualDisk.record.SpanDepth, row.madeSpans);
+    EXPECT_EQ(virtualDisk.record.PDsPerSpan, row.count / row.madeSpans);
     EXPECT_EQ(disk(row.count - 1).record.UsedSize, ROOM);
-    EXPECT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {volume.record.ObjectID}), EFI_SUCCESS);
+    EXPECT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {virtualDisk.record.ObjectID}), EFI_SUCCESS);
     before = KEPT_STATE(world.sim);
   }
   EXPECT_EQ(create(world, LEVEL_0, {ids[0], 5000}), EFI_INVALID_PARAMETER);
@@ -106,19 +106,19 @@ TEST_F(Volumes, AreMadeOrRefused) {
   EXPECT_EQ(create(world, LEVEL_0, {ids[0]}), EFI_VOLUME_FULL);
 }
 
-TEST_F(Volumes, ShareDisks) {
+TEST_F(VirtualDisks, ShareDisks) {
   ASSERT_EQ(create(world, LEVEL_5, members(3), 1000 << 20), EFI_SUCCESS);
   ASSERT_EQ(create(world, LEVEL_0, {ids[2], ids[0], ids[1]}), EFI_SUCCESS); // the same group in another order
-  const SIM_VIRTUAL_DISK *volumes = world.sim->virtualDisks.items;
-  EXPECT_EQ(volumes[1].record.Size, 3 * (ROOM - (500ULL << 20)));
-  EXPECT_EQ(volumes[1].PDs[0], ids[2]);
-  EXPECT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {volumes[0].record.ObjectID}), EFI_SUCCESS);
+  const SIM_VIRTUAL_DISK *virtualDisks = world.sim->virtualDisks.items;
+  EXPECT_EQ(virtualDisks[1].record.Size, 3 * (ROOM - (500ULL << 20)));
+  EXPECT_EQ(virtualDisks[1].PDs[0], ids[2]);
+  EXPECT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {virtualDisks[0].record.ObjectID}), EFI_SUCCESS);
   EXPECT_EQ(disk(0).record.UsedSize, ROOM - (500ULL << 20));
   EXPECT_EQ(create(world, LEVEL_5, members(3)), EFI_VOLUME_FULL); // the room is in front of what is there
   EXPECT_STREQ(simStateFault(world.sim), nullptr);
 }
 
-TEST_F(Volumes, GoWithTheirLastDisk) {
+TEST_F(VirtualDisks, GoWithTheirLastDisk) {
   ASSERT_EQ(simMakeForeign(world.sim, LEVEL_1, ids.data(), 2), EFI_SUCCESS);
   ASSERT_EQ(simFailDisk(world.sim, ids[1]), EFI_SUCCESS);
   EXPECT_EQ(simPullDisk(world.sim, ids[0]), EFI_SUCCESS);
@@ -129,7 +129,7 @@ TEST_F(Volumes, GoWithTheirLastDisk) {
   EXPECT_EQ(disk(1).record.State, RAID_STATE_FAILED) << "a failed disk comes back as one";
 }
 
-TEST_F(Volumes, DegradeAndFailByTheirLevel) {
+TEST_F(VirtualDisks, DegradeAndFailByTheirLevel) {
   struct {
     UINT32 level;
     UINT32 count;
@@ -147,12 +147,12 @@ TEST_F(Volumes, DegradeAndFailByTheirLevel) {
     IDS group = members(row.count, first);
     first += row.count;
     ASSERT_EQ(create(world, row.level, group), EFI_SUCCESS);
-    const SIM_VIRTUAL_DISK &volume = world.sim->virtualDisks.items[&row - cases];
+    const SIM_VIRTUAL_DISK &virtualDisk = world.sim->virtualDisks.items[&row - cases];
     for (size_t index : row.lost) {
       EXPECT_EQ(index == 3 ? simFailDisk(world.sim, group[index]) : simPullDisk(world.sim, group[index]), EFI_SUCCESS);
     }
-    EXPECT_EQ(volume.record.State, row.state);
-    EXPECT_EQ(volume.PDs[row.lost[0]], group[row.lost[0]]) << "a lost member's id stays";
+    EXPECT_EQ(virtualDisk.record.State, row.state);
+    EXPECT_EQ(virtualDisk.PDs[row.lost[0]], group[row.lost[0]]) << "a lost member's id stays";
     EXPECT_STREQ(simStateFault(world.sim), nullptr);
   }
 }

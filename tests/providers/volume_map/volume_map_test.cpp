@@ -172,7 +172,7 @@ static void checkRead(MODEL &model, UINT64 block, UINTN count) {
 }
 
 struct LAYOUT {
-  DDF_VOLUME_LEVEL level;
+  DDF_VIRTUAL_DISK_LEVEL level;
   UINT8 qualifier;
   UINT32 copies, fewest, most;
 };
@@ -281,7 +281,7 @@ typedef void (*SET_CHANGE)(DDF_COPY &copy, UINT32 disk);
 
 struct JUDGE_CASE {
   const char *name;
-  TEST_VOLUME volume;
+  TEST_VIRTUAL_DISK volume;
   unsigned gone; // disks that are not plugged in, bit by bit
   SET_CHANGE change;
   const char *wanted; // "ready", "degraded" or the reason, then the members that are read
@@ -294,13 +294,13 @@ struct JUDGE_CASE {
   }
 #define STATE(pd, bits) ddfPdEntry(copy, pd)->state = (bits)
 
-constexpr TEST_VOLUME g_mirror = {DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 257};
-constexpr TEST_VOLUME g_triple = {DDF_RAID_1, 1, DDF_NO_SECONDARY, 1, 3, DDF_NO_STRIP, 256};
-constexpr TEST_VOLUME g_striped = {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 2, 0, 256};
-constexpr TEST_VOLUME g_five = {DDF_RAID_5, 3, DDF_NO_SECONDARY, 1, 3, 7, 256};
-constexpr TEST_VOLUME g_six = {DDF_RAID_6, 3, DDF_NO_SECONDARY, 1, 5, 7, 256};
-constexpr TEST_VOLUME g_ten = {DDF_RAID_1E, 0, DDF_NO_SECONDARY, 1, 3, 7, 256};
-constexpr TEST_VOLUME g_pairs = {DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256};
+constexpr TEST_VIRTUAL_DISK g_mirror = {DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 257};
+constexpr TEST_VIRTUAL_DISK g_triple = {DDF_RAID_1, 1, DDF_NO_SECONDARY, 1, 3, DDF_NO_STRIP, 256};
+constexpr TEST_VIRTUAL_DISK g_striped = {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 2, 0, 256};
+constexpr TEST_VIRTUAL_DISK g_five = {DDF_RAID_5, 3, DDF_NO_SECONDARY, 1, 3, 7, 256};
+constexpr TEST_VIRTUAL_DISK g_six = {DDF_RAID_6, 3, DDF_NO_SECONDARY, 1, 5, 7, 256};
+constexpr TEST_VIRTUAL_DISK g_ten = {DDF_RAID_1E, 0, DDF_NO_SECONDARY, 1, 3, 7, 256};
+constexpr TEST_VIRTUAL_DISK g_pairs = {DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256};
 constexpr UINT16 FAILED = DDF_PD_ONLINE | DDF_PD_FAILED, AWAY = DDF_PD_FAILED | DDF_PD_MISSING;
 
 static const JUDGE_CASE g_cases[] = {
@@ -398,7 +398,7 @@ static std::string judgeAll(DISKS &disks) {
   DDF_MODEL *model = readModel(disks);
   const DDF_SET &set = model->sets[0];
   Map map = {};
-  Judgement judgement = volume_map::judge(*model, set, set.volumes[0], &map);
+  Judgement judgement = volume_map::judge(*model, set, set.virtualDisks[0], &map);
   std::string text = judgement.why == nullptr ? "" : judgement.why;
   if (judgement.why == nullptr) {
     text = judgement.readiness == Readiness::ready ? "ready " : "degraded ";

@@ -76,9 +76,9 @@ private:
   READS &reads_;
 };
 
-constexpr TEST_VOLUME g_mirror = {DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256};
-constexpr TEST_VOLUME g_striped = {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 2, 3, 256};
-constexpr TEST_VOLUME g_five = {DDF_RAID_5, 3, DDF_NO_SECONDARY, 1, 3, 3, 256};
+constexpr TEST_VIRTUAL_DISK g_mirror = {DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256};
+constexpr TEST_VIRTUAL_DISK g_striped = {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 2, 3, 256};
+constexpr TEST_VIRTUAL_DISK g_five = {DDF_RAID_5, 3, DDF_NO_SECONDARY, 1, 3, 3, 256};
 
 class Box {
 public:
@@ -168,7 +168,7 @@ public:
   // Of the first volume on the disks.
   DDF_GUID id() {
     DDF_MODEL *model = readModel(disks);
-    DDF_GUID guid = model->sets[0].volumes[0].entry->guid;
+    DDF_GUID guid = model->sets[0].virtualDisks[0].entry->guid;
     ddfFree(model);
     return guid;
   }
@@ -181,7 +181,7 @@ public:
 };
 
 // Metadata is made in pool memory.
-static DISKS make(const TEST_VOLUME &volume, UINT32 extraDisks,
+static DISKS make(const TEST_VIRTUAL_DISK &volume, UINT32 extraDisks,
                   const std::function<void(DDF_COPY &copy)> &change = {}) {
   Firmware firmware;
   setSystemTable(firmware.systemTable());
@@ -191,7 +191,7 @@ static DISKS make(const TEST_VOLUME &volume, UINT32 extraDisks,
 }
 
 // Disks whose volume reads as A, B, C, in strips of eight blocks, or a copy of them.
-static DISKS disksOf(const TEST_VOLUME &volume) {
+static DISKS disksOf(const TEST_VIRTUAL_DISK &volume) {
   DISKS disks = make(volume, /* extraDisks= */ 1);
   auto fill = [&](size_t disk, UINT64 strip, char letter) {
     SECTOR_BYTES bytes;
@@ -259,7 +259,7 @@ TEST(Volumes, BlockDevicesAnswerAsFirmwareExpects) {
 TEST(Volumes, DisksGoAndCome) {
   const struct {
     const char *name;
-    TEST_VOLUME volume;
+    TEST_VIRTUAL_DISK volume;
     unsigned gone;
     std::vector<std::pair<std::string, std::string>> steps;
   } cases[] = {
@@ -374,7 +374,7 @@ TEST(Volumes, TheControllerTakesVolumesAwayBeforeTheyEnd) {
 
 // Two sets of 32 disks: each disk's metadata is read once when they are there, and twice when they come one by one.
 TEST(Volumes, ManyDisksAreReadOnce) {
-  constexpr TEST_VOLUME volume = {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 32, 3, 256};
+  constexpr TEST_VIRTUAL_DISK volume = {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 32, 3, 256};
   DISKS disks = make(volume, 0),
         others = make(volume, 0, [](DDF_COPY &copy) {
           copy.header.guid.bytes[20] = ddfRecordSlot(copy, 0)->guid.bytes[20] = ddfVdEntry(copy, 0)->guid.bytes[20] = 1;
