@@ -12,7 +12,7 @@ struct REDFISH_PROBLEM {
   const char *key;                    // "PropertyUnknown"
   std::vector<std::string> arguments; // as the registry orders them
   std::string property;               // path that it is about; "": none
-  std::string resolution = "";        // what happened or may be done, in words; "": what the registry says
+  std::string resolution = {};        // what happened or may be done, in words; "": what the registry says
 };
 
 // Thrown to where the request is answered.
