@@ -18,4 +18,4 @@ llvm-profdata merge -sparse "$folder"/*.profraw -o "$folder/all.profdata"
 objects=$(sed -n "s|.* -o \(CMakeFiles/room_[^ ]*\) .*|-object $folder/\1|p" "$folder/compile_commands.json")
 llvm-cov export -skip-functions $objects -instr-profile="$folder/all.profdata" >"$folder/all.json" \
   2>"$folder/export.log" || { cat "$folder/export.log"; exit 1; }
-python3 tests/coverage/coverage.py base driver providers/xml_service providers/ddf <"$folder/all.json"
+python3 tools/coverage.py base driver providers/xml_service providers/ddf <"$folder/all.json"

@@ -1,2 +1,2 @@
 need $BUILD_PACKAGES $TEST_PACKAGES lld
-python3 tests/mutations/mutations.py build/mutations "$@"
+python3 tools/mutations/mutations.py build/mutations "$@"
