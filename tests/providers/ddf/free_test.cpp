@@ -81,6 +81,7 @@ TEST_F(Ddf, ADiskThatLooksBlankIsFree) {
   } while (searchedText(disks).find("unreadable, cannot be read") != std::string::npos && ++reads < 1000);
   EXPECT_GE(reads, 36u);
   EXPECT_LT(reads, 100u);
+  disks[0].failAfter = ~UINT64{0};
   DDF_MODEL *model = readModel(disks);
   EXPECT_EQ(ddfSearch(model, 0), EFI_SUCCESS);
   UINT64 once = disks[0].readSectors;
