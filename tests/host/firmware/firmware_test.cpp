@@ -2,61 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include "host/firmware/firmware.h"
-
-// --- A driver that holds one protocol BY_DRIVER on what it starts ---
+#include "tests/support/fake_driver.h"
 
 static const EFI_GUID g_fakeGuid = {1, 2, 3, {4}}, g_otherGuid = {2, 2, 3, {4}};
-static const EFI_GUID g_bindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID, g_loadedGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
+static const EFI_GUID g_loadedGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 
 static EFI_HANDLE addHandle(Firmware &firmware, const EFI_GUID &guid, void *interface) {
   EFI_HANDLE handle = nullptr;
   firmware.bootServices()->InstallProtocolInterface(&handle, &guid, EFI_NATIVE_INTERFACE, interface);
-  return handle;
-}
-
-struct FAKE_DRIVER {
-  EFI_DRIVER_BINDING_PROTOCOL binding; // first, so that This leads here
-  EFI_BOOT_SERVICES *services;
-  std::string *calls; // gets name once per Start, "-" and name per Stop
-  char name;
-  bool startFails = false;
-  bool keepsHold = false; // Stop fails
-};
-
-// OpenProtocol of the fake protocol in the name of the driver behind binding.
-static EFI_STATUS openFake(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HANDLE controller, UINT32 attributes) {
-  void *interface = nullptr;
-  auto *services = reinterpret_cast<FAKE_DRIVER *>(binding)->services;
-  return services->OpenProtocol(controller, &g_fakeGuid, &interface, binding->DriverBindingHandle, controller,
-                                attributes);
-}
-
-static EFI_STATUS EFIAPI fakeSupported(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HANDLE controller,
-                                       EFI_DEVICE_PATH_PROTOCOL *) {
-  return openFake(binding, controller, EFI_OPEN_PROTOCOL_TEST_PROTOCOL);
-}
-
-static EFI_STATUS EFIAPI fakeStart(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HANDLE controller,
-                                   EFI_DEVICE_PATH_PROTOCOL *) {
-  auto *driver = reinterpret_cast<FAKE_DRIVER *>(binding);
-  *driver->calls += driver->name;
-  return driver->startFails ? EFI_DEVICE_ERROR : openFake(binding, controller, EFI_OPEN_PROTOCOL_BY_DRIVER);
-}
-
-static EFI_STATUS EFIAPI fakeStop(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HANDLE controller, UINTN, EFI_HANDLE *) {
-  auto *driver = reinterpret_cast<FAKE_DRIVER *>(binding);
-  *driver->calls += {'-', driver->name};
-  return driver->keepsHold
-             ? EFI_DEVICE_ERROR
-             : driver->services->CloseProtocol(controller, &g_fakeGuid, binding->DriverBindingHandle, controller);
-}
-
-// Publishes driver on a handle of its own, which is also its image.
-static EFI_HANDLE addDriver(Firmware &firmware, FAKE_DRIVER &driver, std::string &calls, char name, UINT32 version) {
-  driver = {{fakeSupported, fakeStart, fakeStop, version, nullptr, nullptr}, firmware.bootServices(), &calls, name};
-  EFI_HANDLE handle = addHandle(firmware, g_bindingGuid, &driver.binding);
-  driver.binding.ImageHandle = driver.binding.DriverBindingHandle = handle;
   return handle;
 }
 
@@ -223,13 +176,17 @@ TEST_F(Protocols, AbsentDeadAndNull) {
 
 class DriverModel : public testing::Test {
 protected:
+  DriverModel() {
+    older.name = "o", newer.name = "n";
+    older.calls = newer.calls = &calls;
+  }
+
   Firmware firmware;
   EFI_BOOT_SERVICES *services = firmware.bootServices();
   int value = 0;
   std::string calls;
-  FAKE_DRIVER older{}, newer{};
-  EFI_HANDLE olderImage = addDriver(firmware, older, calls, 'o', 0x10);
-  EFI_HANDLE newerImage = addDriver(firmware, newer, calls, 'n', 0x20);
+  FakeDriver older{services, g_fakeGuid, 0x10}, newer{services, g_fakeGuid, 0x20};
+  EFI_HANDLE olderImage = older.binding.ImageHandle, newerImage = newer.binding.ImageHandle;
   EFI_HANDLE controller = addHandle(firmware, g_fakeGuid, &value);
 
   EFI_STATUS connect(EFI_HANDLE first = nullptr) {
@@ -254,7 +211,7 @@ TEST_F(DriverModel, ConnectAsksEveryDriverHighestVersionFirst) {
 TEST_F(DriverModel, WhatIsHeldStaysUntilItsDriverLetsGo) {
   EXPECT_EQ(disconnect(controller), EFI_INVALID_PARAMETER);
   EXPECT_EQ(services->DisconnectController(nullptr, nullptr, nullptr), EFI_INVALID_PARAMETER);
-  newer.keepsHold = true;
+  newer.isStubborn = true;
   EXPECT_EQ(connect(), EFI_SUCCESS);
   EXPECT_EQ(disconnect(newerImage), EFI_NOT_FOUND);
   EXPECT_EQ(services->UninstallProtocolInterface(controller, &g_fakeGuid, &value), EFI_ACCESS_DENIED);
@@ -264,7 +221,7 @@ TEST_F(DriverModel, WhatIsHeldStaysUntilItsDriverLetsGo) {
   void *found = nullptr;
   EXPECT_EQ(services->HandleProtocol(controller, &g_fakeGuid, &found), EFI_SUCCESS);
   EXPECT_EQ(services->UninstallProtocolInterface(controller, &g_otherGuid, &value), EFI_SUCCESS) << "was put back";
-  newer.keepsHold = false;
+  newer.isStubborn = false;
   calls.clear();
   EXPECT_EQ(services->UninstallProtocolInterface(controller, &g_fakeGuid, &value), EFI_SUCCESS);
   EXPECT_EQ(calls, "-n");

@@ -7,74 +7,15 @@
 #include "providers/volumes/volumes.h"
 #include "raid_volumes.h"
 #include "tests/providers/disk_controller/machine.h"
+#include "tests/support/fake_driver.h"
 #include "uefi/health.h"
 
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
-static const EFI_GUID g_bindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
 static const EFI_GUID g_namesGuid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
 static const EFI_GUID g_volumesGuid = RAID_VOLUMES_PROTOCOL_GUID;
 static const EFI_GUID g_pathGuid = RAID_VOLUME_PATH_GUID;
 static const EFI_GUID g_readyToBoot = EFI_EVENT_GROUP_READY_TO_BOOT;
-
-// Drives block devices, and lets go of them or not.
-struct USER {
-  EFI_DRIVER_BINDING_PROTOCOL binding; // first
-  EFI_BOOT_SERVICES *services;
-  std::set<EFI_HANDLE> driven;
-  bool isStubborn;
-
-  static USER &of(EFI_DRIVER_BINDING_PROTOCOL *binding) { return *reinterpret_cast<USER *>(binding); }
-  static EFI_STATUS EFIAPI supported(EFI_DRIVER_BINDING_PROTOCOL *self, EFI_HANDLE handle, EFI_DEVICE_PATH_PROTOCOL *) {
-    return of(self).driven.count(handle) != 0
-               ? EFI_ALREADY_STARTED
-               : of(self).services->OpenProtocol(handle, &g_blockIoGuid, nullptr, nullptr, nullptr,
-                                                 EFI_OPEN_PROTOCOL_TEST_PROTOCOL);
-  }
-  static EFI_STATUS EFIAPI start(EFI_DRIVER_BINDING_PROTOCOL *self, EFI_HANDLE handle, EFI_DEVICE_PATH_PROTOCOL *) {
-    void *found = nullptr;
-    EFI_HANDLE own = self->DriverBindingHandle;
-    EFI_STATUS status =
-        of(self).services->OpenProtocol(handle, &g_blockIoGuid, &found, own, handle, EFI_OPEN_PROTOCOL_BY_DRIVER);
-    EFI_ERROR(status) ? void() : void(of(self).driven.insert(handle));
-    return status;
-  }
-  static EFI_STATUS EFIAPI stop(EFI_DRIVER_BINDING_PROTOCOL *self, EFI_HANDLE handle, UINTN, EFI_HANDLE *) {
-    if (of(self).isStubborn) {
-      return EFI_DEVICE_ERROR;
-    }
-    of(self).driven.erase(handle);
-    return of(self).services->CloseProtocol(handle, &g_blockIoGuid, self->DriverBindingHandle, handle);
-  }
-};
-
-// What was read of the disks, and which of them cannot be.
-struct READS {
-  size_t sectors = 0;
-  std::set<size_t> broken;
-};
-
-class ReadStore : public SectorStore {
-public:
-  ReadStore(DISKS &disks, size_t disk, READS &reads) : disks_(disks), disk_(disk), reads_(reads) {}
-  uint64_t sectors() const override { return disks_[disk_].sectors; }
-  bool writable() const override { return true; }
-  bool read(uint64_t sector, uint64_t count, void *buffer) override {
-    DDF_SOURCE source = disks_[disk_].source();
-    reads_.sectors += count;
-    return reads_.broken.count(disk_) == 0 && !EFI_ERROR(source.read(source.context, sector, count, buffer));
-  }
-  bool write(uint64_t sector, uint64_t count, const void *buffer) override {
-    disks_[disk_].write(sector, buffer, count);
-    return true;
-  }
-  bool flush() override { return true; }
-
-private:
-  DISKS &disks_;
-  size_t disk_;
-  READS &reads_;
-};
 
 constexpr TEST_VIRTUAL_DISK g_mirror = {DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256};
 constexpr TEST_VIRTUAL_DISK g_striped = {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 2, 3, 256};
@@ -83,19 +24,12 @@ constexpr TEST_VIRTUAL_DISK g_five = {DDF_RAID_5, 3, DDF_NO_SECONDARY, 1, 3, 3, 
 class Box {
 public:
   // The disks are put in, but for those that are gone, and then the driver is loaded.
-  explicit Box(DISKS disksInIt, unsigned gone = 0, bool load = true)
-      : disks(std::move(disksInIt)),
-        machine(disks.size(), [this](size_t disk) { return std::make_unique<ReadStore>(disks, disk, reads); }) {
-    user = {{USER::supported, USER::start, USER::stop, 0x0A, nullptr, nullptr}, machine.services, {}, false};
-    EXPECT_EQ(
-        machine.services->InstallProtocolInterface(&user.binding.DriverBindingHandle, &g_bindingGuid, 0, &user.binding),
-        EFI_SUCCESS);
-    user.binding.ImageHandle = user.binding.DriverBindingHandle;
+  explicit Box(DISKS disksInIt, unsigned gone = 0, bool load = true) : disks(std::move(disksInIt)) {
     for (size_t i = 0; i < disks.size(); ++i) {
       i < 32 && (gone >> i & 1) != 0 ? machine.devices[i].reset()
                                      : void(machine.services->ConnectController(disk(i), nullptr, nullptr, 1));
     }
-    reads.sectors = 0;
+    readSectors();
     if (load) {
       EXPECT_EQ(name(loadIt()), name(EFI_SUCCESS));
     }
@@ -105,10 +39,6 @@ public:
     if (image != nullptr) {
       EXPECT_EQ(name(unload()), name(EFI_SUCCESS));
     }
-    for (EFI_HANDLE handle : std::set<EFI_HANDLE>(user.driven)) {
-      machine.services->DisconnectController(handle, nullptr, nullptr);
-    }
-    machine.services->UninstallProtocolInterface(user.binding.DriverBindingHandle, &g_bindingGuid, &user.binding);
     EXPECT_EQ(machine.firmware.liveEvents(), 0u);
   }
 
@@ -117,6 +47,15 @@ public:
     EFI_STATUS status = machine.firmware.unloadImage(image);
     image = EFI_ERROR(status) ? image : nullptr;
     return status;
+  }
+
+  // By all since the last call.
+  UINT64 readSectors() {
+    UINT64 sum = 0;
+    for (SPARSE_DISK &each : disks) {
+      sum += std::exchange(each.readSectors, 0);
+    }
+    return sum;
   }
 
   EFI_HANDLE disk(size_t i) { return machine.devices[i]->handle(); }
@@ -174,9 +113,8 @@ public:
   }
 
   DISKS disks;
-  READS reads;
-  USER user = {};
-  Machine machine;
+  Machine machine{disks};
+  FakeDriver user{machine.services, g_blockIoGuid, 0x0A};
   EFI_HANDLE image = nullptr;
 };
 
@@ -285,7 +223,7 @@ TEST(Volumes, DisksGoAndCome) {
       if (step == "!") {
         box.machine.firmware.signalGroup(g_readyToBoot);
       } else if (step[0] == '/') {
-        box.reads.broken.insert(disk);
+        box.disks[disk].failAfter = 0;
       } else if (step != "") {
         box.machine.devices[disk] != nullptr ? box.pull(disk) : box.plug(disk);
       }
@@ -348,6 +286,7 @@ TEST(Volumes, TheControllerTakesVolumesAwayBeforeTheyEnd) {
   static EFI_GUID loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
   Box box(disksOf(g_mirror));
   Machine &machine = box.machine;
+  machine.mayWrite = true;
   EFI_HANDLE image = nullptr;
   EXPECT_EQ(countOf(machine.get().text, "<Slot>"), 3u);
   auto erase = [&] { return name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {1})); };
@@ -383,17 +322,17 @@ TEST(Volumes, ManyDisksAreReadOnce) {
   size_t once = 64 * (2 * 70 + 16); // both copies, the anchor, and what looks at it
   Box box(disks);
   EXPECT_EQ(box.shown().size(), 2u);
-  EXPECT_LE(box.reads.sectors, once);
+  EXPECT_LE(box.readSectors(), once);
   for (size_t i = 0; i < disks.size(); ++i) {
     box.pull(i);
   }
   EXPECT_EQ(box.shown().size(), 0u);
-  box.reads.sectors = 0;
+  box.readSectors();
   for (size_t i = 0; i < disks.size(); ++i) {
     box.plug(i);
   }
   EXPECT_EQ(box.shown().size(), 2u);
-  EXPECT_LE(box.reads.sectors, 2 * once);
+  EXPECT_LE(box.readSectors(), 2 * once);
 }
 
 // Whatever fails while it is loaded: nothing is left open, the disks are as good as before, and the volume is shown at
