@@ -107,8 +107,7 @@ EFI_STATUS ddfCurrentCopy(const DDF_MODEL &model, UINT32 disk, DDF_COPY *copy) {
   }
   copy->header.sequence = set.sequence;
   copy->header.foreignFlag = newest.header.foreignFlag;
-  constexpr DDF_SECTION SHARED[] = {DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS};
-  for (DDF_SECTION section : SHARED) {
+  for (DDF_SECTION section : DDF_SHARED_SECTIONS) {
     copySection(newest, section, copy);
   }
   ddfPassDeleted(newest, *copy);

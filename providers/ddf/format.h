@@ -66,6 +66,9 @@ enum DDF_SECTION {
   DDF_LISTED_SECTIONS = 8,
 };
 
+// Those that all disks of a set have in common.
+inline constexpr DDF_SECTION DDF_SHARED_SECTIONS[] = {DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS};
+
 struct DDF_SECTION_PLACE {
   DDF_U32 offset; // sectors from the header, DDF_ABSENT
   DDF_U32 length; // sectors

@@ -45,7 +45,7 @@ struct DDF_WRITER {
   UINT32 (*random)(void);           // for GUIDs and references
   // Set by every change.
   DDF_TROUBLE trouble;
-  DDF_GUID made;           // by ddfCreateVolume: the new virtual disk's GUID
+  DDF_GUID made;           // by ddfCreateVirtualDisk: the new virtual disk's GUID
   UINT8 *buffer = nullptr; // its own, during a change
 };
 
@@ -105,9 +105,9 @@ EFI_STATUS ddfChangeVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDi
                                 const DDF_VIRTUAL_DISK_SETTINGS &settings);
 
 // Makes a disk a global spare, a spare for some volumes of the set (Linux forgets for which with its first own change),
-// or none. A disk that is in no set joins set; DDF_NONE: the one that ddfCreateVolume would choose, EFI_NOT_FOUND if
-// there is none. A disk that is no spare any more and holds no virtual disk leaves. Of a member, set is its own or
-// DDF_NONE.
+// or none. A disk that is in no set joins set; DDF_NONE: the one that ddfCreateVirtualDisk would choose,
+// EFI_NOT_FOUND if there is none. A disk that is no spare any more and holds no virtual disk leaves. Of a member, set
+// is its own or DDF_NONE.
 EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, DDF_SPARE_KIND kind, const UINT32 *virtualDisks,
                        UINT32 virtualDiskCount);
 

@@ -149,10 +149,11 @@ EFI_STATUS catchUp(WORK *work) {
 // --- Steps ---
 
 void shareLists(WORK *work) {
-  constexpr DDF_SECTION SHARED[] = {DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS};
   for (UINT32 i = 0; i < work->count; i++) {
-    for (UINT32 j = 0; i != work->lead && j < sizeof(SHARED) / sizeof(SHARED[0]); j++) {
-      DDF_SECTION section = SHARED[j];
+    if (i == work->lead) {
+      continue;
+    }
+    for (DDF_SECTION section : DDF_SHARED_SECTIONS) {
       copyBytes(work->disks[i].copy.sections[section], lead(work).sections[section],
                 UINTN{lead(work).header.sections[section].length} * DDF_SECTOR);
     }
@@ -175,9 +176,8 @@ EFI_STATUS writeStep(WORK *work) {
 }
 
 void putFirst(WORK *work, UINT32 place) {
-  constexpr DDF_SECTION SHARED[] = {DDF_CONTROLLER, DDF_PD_RECORDS, DDF_VD_RECORDS};
   WORK_DISK *disks = work->disks;
-  for (DDF_SECTION section : SHARED) {
+  for (DDF_SECTION section : DDF_SHARED_SECTIONS) {
     UINT8 *bytes = disks[place].copy.sections[section];
     disks[place].copy.sections[section] = lead(work).sections[section];
     lead(work).sections[section] = bytes;

@@ -35,7 +35,8 @@ class Disk:
 
     def letters(self):
         """Each write as a letter: o s c an opened header, sections, a closed header of the secondary copy, O S C of the
-        primary one, a the anchor, z the mark of a free disk in its place, x anything else; f a flush. A header that is closed alone has another number."""
+        primary one, a the anchor, z the mark of a free disk in its place, x anything else; f a flush. A header that is
+        closed alone has another number."""
         text, copy = "", ""
         for write in self.writes:
             if write is None:

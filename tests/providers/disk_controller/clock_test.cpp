@@ -10,7 +10,7 @@
 static EFI_TIME g_now;
 
 // A clock that is wrong tells no time. An hour less than a day at a time, so that all hours and days come.
-TEST(Moment, SecondsAreTheLibrarysFrom1980On) {
+TEST(Clock, SecondsAreTheLibrarysFrom1980On) {
   Firmware firmware;
   setSystemTable(firmware.systemTable());
   firmware.systemTable()->RuntimeServices->GetTime = [](EFI_TIME *time, void *) EFIAPI -> EFI_STATUS {
