@@ -1,14 +1,15 @@
-"""Messages of the standard's registry "Base", which lies beside this file as it is published."""
+"""Messages of the standard's registry "Base", which lies beside this file as it is published, but compressed."""
 import functools
 import json
+import lzma
 import pathlib
 
-FILE = pathlib.Path(__file__).parent / "Base.1.22.1.json"
+FILE = pathlib.Path(__file__).parent / "Base.1.22.1.json.xz"
 
 
 @functools.cache
 def registry():
-    return json.loads(FILE.read_text(encoding="utf-8"))
+    return json.loads(lzma.decompress(FILE.read_bytes()))
 
 
 def message(key, *arguments, resolution=""):
