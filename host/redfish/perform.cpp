@@ -76,7 +76,7 @@ static REDFISH_PROBLEM problemOf(EFI_STATUS status, const std::string &words) {
 static std::string wordsOf(const TOLD &told) {
   Json document = Json::parse(told.out, nullptr, /* allow_exceptions= */ false);
   for (const Json &step : document.is_object() ? document.value("steps", Json::array()) : Json::array()) {
-    if (step["result"] != "Success") {
+    if (step.value("result", "") != "Success") {
       return "The controller refuses " + step.value("step", "") + " of " + step.value("object", "") + ": " +
              step.value("status", "") + ".";
     }

@@ -22,7 +22,7 @@ from aiohttp import web
 from connection import Server
 from controller import Controller
 from messages import Refusal
-from service import BODY_MAX, Service
+from service import Service
 from sessions import Sessions, read_users
 
 BACKLOG = 512

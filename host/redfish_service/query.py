@@ -1,27 +1,36 @@
-"""Query parameters of reads: $expand and only (DSP0266, 7.3)."""
+"""Query parameters of reads: $expand and only."""
 import re
 
 from messages import Refusal
 
 LEVELS_MAX = 6
-EXPAND = re.compile(r"([*.~])(?:\(\$levels=([0-9]+)\))?")
+VALUES_MAX = 1 << 19  # in an answer, since drives and what they belong to lead to each other
+EXPAND = re.compile(r"([*.~])(?:\(\$levels=([0-9]{1,9})\))?")
 FEATURES = {"ExpandQuery": {"ExpandAll": True, "Levels": True, "Links": True, "NoLinks": True,
                             "MaxLevels": LEVELS_MAX},
             "OnlyMemberQuery": True, "SelectQuery": False, "FilterQuery": False, "ExcerptQuery": False}
 
 
-def expanded(value, find, what, levels, in_links=False):
-    """A copy in which links lead to what they name: those within Links are '~', others '.', '*' is both."""
-    if isinstance(value, list):
-        return [expanded(each, find, what, levels, in_links) for each in value]
-    if not isinstance(value, dict):
-        return value
-    if list(value) == ["@odata.id"]:
-        wanted = levels > 0 and what in ("*", "~" if in_links else ".")
-        resource = find(value["@odata.id"]) if wanted else None
-        return expanded(resource, find, what, levels - 1) if resource else value
-    return {name: member if name == "Oem" else expanded(member, find, what, levels, in_links or name == "Links")
-            for name, member in value.items()}
+class Expansion:
+    """Copies in which links lead to what they name: those within Links are '~', others '.', '*' is both."""
+
+    def __init__(self, find, what):
+        self.find, self.what, self.room = find, what, VALUES_MAX
+
+    def copy(self, value, levels, in_links=False):
+        self.room -= 1
+        if self.room < 0:
+            raise Refusal(507, "InsufficientStorage")
+        if isinstance(value, list):
+            return [self.copy(each, levels, in_links) for each in value]
+        if not isinstance(value, dict):
+            return value
+        if list(value) == ["@odata.id"]:
+            wanted = levels > 0 and self.what in ("*", "~" if in_links else ".")
+            resource = self.find(value["@odata.id"]) if wanted else None
+            return self.copy(resource, levels - 1) if resource else value
+        return {name: member if name == "Oem" else self.copy(member, levels, in_links or name == "Links")
+                for name, member in value.items()}
 
 
 def apply(parameters, resource, find):
@@ -45,6 +54,4 @@ def apply(parameters, resource, find):
     levels = int(wanted[2] or 1)
     if not 1 <= levels <= LEVELS_MAX:
         raise Refusal(400, "QueryParameterOutOfRange", levels, "$expand", f"1-{LEVELS_MAX}")
-    inside = {name: member if name == "@odata.id" else expanded(member, find, wanted[1], levels, name == "Links")
-              for name, member in resource.items()}
-    return inside
+    return Expansion(find, wanted[1]).copy(resource, levels)

@@ -1,4 +1,4 @@
-"""Answers requests by the rules of the protocol (DSP0266)."""
+"""Answers requests by the rules of the protocol."""
 import asyncio
 import collections
 import hashlib
@@ -13,7 +13,6 @@ import own_resources
 import query
 from messages import Refusal
 
-BODY_MAX = 1 << 20  # bytes, which the library holds to
 BODY_PATIENCE = 30  # seconds for a body to come
 METHODS = ("GET", "HEAD", "OPTIONS", "POST", "PATCH", "PUT", "DELETE")
 OPEN = ("/redfish", "/redfish/v1", own_resources.ODATA, own_resources.METADATA)  # to be read by anybody
@@ -32,7 +31,8 @@ class Answer:
         if isinstance(self.body, str):
             data, kind = self.body.encode(), "application/xml"
         elif self.body is not None:
-            data, kind = json.dumps(self.body, separators=(",", ":"), ensure_ascii=False).encode(), "application/json"
+            text = json.dumps(self.body, separators=(",", ":"), ensure_ascii=False)
+            data, kind = text.encode(errors="replace"), "application/json"  # a request may have no UTF-8
         headers = {**HEADERS, **self.headers}
         if kind:
             headers["Content-Type"] = kind + ";charset=utf-8" if kind.endswith("json") else kind
@@ -108,6 +108,9 @@ class Service:
             given.add(yarl.URL(request.raw_path).authority)
         if self.hosts and not given <= self.hosts:  # a name of another kind is a trick of a web page
             raise Refusal(400, "HeaderInvalid", "Host")
+        origin = request.headers.get("Origin", "").partition("://")[2]
+        if self.hosts and "Origin" in request.headers and origin not in self.hosts:  # a page needs no answer to do harm
+            raise Refusal(400, "HeaderInvalid", "Origin")
 
     async def body_of(self, request):
         """The whole body: a request of which a part is missing does nothing."""
@@ -139,16 +142,14 @@ class Service:
             return Answer(200, own_resources.metadata(tree.values()), Allow=allow)
         accepts(request, "application/json")
         resource, etag = tree[path], etag_of(tree[path])
-        if conditions.check(request.headers, etag, reads=True):
-            return Answer(304, ETag=etag, Allow=allow)
-        headers = {"Allow": allow, "ETag": etag}
+        headers = {"Allow": allow}
         if "@odata.type" in resource:
             kind = resource["@odata.type"][1:].rpartition(".")[0]
             headers["Link"] = f"<{own_resources.SCHEMAS}{kind}.json>; rel=describedby"
-        if request.query_string:
-            resource = query.apply(request.query, resource, tree.get)
-            headers.pop("ETag")
-        return Answer(200, resource, **headers)
+        if request.query_string:  # the tag is one of the resource as it is
+            return Answer(200, query.apply(request.query, resource, tree.get), **headers)
+        is_known = conditions.check(request.headers, etag, reads=True)
+        return Answer(304 if is_known else 200, None if is_known else resource, ETag=etag, **headers)
 
     async def change(self, request, path, tree, body):
         if path.startswith(own_resources.LIST):
@@ -175,7 +176,7 @@ class Service:
             return Answer(204)
         try:
             asked = json.loads(body)
-        except ValueError as problem:
+        except (ValueError, RecursionError) as problem:
             raise Refusal(400, "MalformedJSON") from problem
         for name in ("UserName", "Password"):
             if not isinstance(asked, dict) or name not in asked:

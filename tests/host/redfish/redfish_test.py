@@ -288,7 +288,7 @@ def refuse_served(address):
 
 
 def change_partly():
-    """What is there already, and what can be written beside what cannot, is done (DSP0266, 7.6)."""
+    """What is there already, and what can be written beside what cannot, is done."""
     new_box()
     same = {"BootSourceOverrideEnabled": "Disabled", "BootSourceOverrideMode": "UEFI",
             "BootSourceOverrideTarget": "None"}
