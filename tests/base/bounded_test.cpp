@@ -53,14 +53,14 @@ template <class TEST> void forAllConversions(std::string_view types, TEST test) 
   }
 }
 
-std::string EFIAPI printed(size_t capacity, const std::u16string *format, ...) {
+std::u16string EFIAPI printed(size_t capacity, const CHAR16 *format, ...) {
   std::vector<CHAR16> buffer(capacity);
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, format);
-  UINTN length = formatText(buffer.data(), capacity, format->c_str(), arguments);
+  UINTN length = formatText(buffer.data(), capacity, format, arguments);
   EFI_VA_END(arguments);
   EXPECT_TRUE(length < capacity && buffer[length] == 0);
-  return std::string(buffer.begin(), buffer.begin() + static_cast<ptrdiff_t>(length));
+  return {buffer.data(), length};
 }
 
 // Behind other text, before another argument, and in as little room as this run's turn gives.
@@ -70,7 +70,8 @@ template <class ARGUMENT> void expectPrinted(const CONVERSION &conversion, ARGUM
   std::string format = "<%" + conversion.flags + conversion.width + conversion.precision + conversion.modifier;
   format += std::string(1, conversion.type) + "%u>";
   std::u16string wide(format.begin(), format.end());
-  EXPECT_EQ(printed(1 + turn % 50, &wide, argument, 7), wanted) << format << " " << argument;
+  EXPECT_EQ(printed(1 + turn % 50, wide.c_str(), argument, 7), std::u16string(wanted.begin(), wanted.end()))
+      << format << " " << argument;
 }
 
 template <class ARGUMENT> std::string libraryText(const std::string &format, ARGUMENT argument) {
@@ -131,4 +132,33 @@ TEST(Print, EveryConversionOfATextIsTheLibrarys) {
     expectPrinted(of('r'), EFI_NOT_FOUND, libraryText(format, "Not Found"));
     expectPrinted(of('g'), &guid, libraryText(whole, "01020304-0506-0708-090A-0B0C0D0E0F10"));
   });
+}
+
+TEST(Print, WhatTheLibraryHasNotIsPrintedAsUefiPrintsIt) {
+  static const EFI_TIME time = {2026, 3, 9, 7, 5, 59, 0, 0, 0, 0, 0};
+  static const EFI_GUID guid = {0x13F6F5D9, 0x02F8, 0x4976, {0xA0, 0x70, 0x7B, 0x23, 0xB1, 0xA3, 0xA2, 0x26}};
+  const struct {
+    std::u16string output, wanted;
+  } cases[] = {
+      {printed(64, u"%a|%-4a|%.2a|%s|%S", "text", "ab", "abc", u"wide", u"too"), u"text|ab  |ab|wide|too"},
+      {printed(64, u"%a %s", static_cast<CHAR8 *>(nullptr), static_cast<CHAR16 *>(nullptr)),
+       u"<null string> <null string>"},
+      {printed(64, u"%r, %r", EFI_NOT_FOUND, EFI_SUCCESS), u"Not Found, Success"},
+      {printed(64, u"%r", EFI_ERROR_CODE(0x12345)), u"8000000000012345"},
+      {printed(64, u"%*d|%-*d|%*d|%.*a", UINTN{4}, 7, UINTN{4}, 7, -3, 7, UINTN{2}, "abc"), u"   7|7   |7  |ab"},
+      {printed(64, u"%g|%g", &guid, nullptr), u"13F6F5D9-02F8-4976-A070-7B23B1A3A226|<null guid>"},
+      {printed(64, u"%t|%19t|%t", &time, &time, nullptr), u"03/09/2026  07:05|  03/09/2026  07:05|<null time>"},
+      {printed(64, u"%q %f %#x %a", 1, 1.5, 2, "last"), u"q f #x last"}, // an argument each, whatever it is
+      {printed(64, u"100%% %5%%-3c|", UINT64{'!'}), u"100% %!  |"},
+      {printed(8, u"%99999999999999999999d", 7), u"       "},
+      {printed(8, u"%-*d", UINTN{0x7FFFFFFF}, 7), u"7      "},
+      {printed(64, u"%.0a|%.9S|%-6.2s|%4c", "gone", u"short", u"cut", UINT64{'!'}), u"|short|cu    |   !"},
+      {printed(64, u"%12r|%-12r|%r", EFI_TIMEOUT, EFI_TIMEOUT, UINT64{0xABCDEF12}),
+       u"    Time out|Time out    |00000000ABCDEF12"},
+      {printed(64, u"%a", "\xE9"), u"\u00E9"},
+      {printed(64, u"cut %"), u"cut "},
+  };
+  for (const auto &row : cases) {
+    EXPECT_EQ(row.output, row.wanted);
+  }
 }

@@ -46,51 +46,6 @@ TEST(Pool, ArraysGrowAndStayWithoutMemory) {
   EXPECT_EQ(firmware.pool().liveAllocations, 0u);
 }
 
-struct FORMATTED {
-  CHAR16 text[64];
-  UINTN length;
-};
-
-static FORMATTED EFIAPI formatted(UINTN capacity, const CHAR16 *text, ...) {
-  FORMATTED result = {};
-  EFI_VA_LIST arguments;
-  EFI_VA_START(arguments, text);
-  result.length = formatText(result.text, capacity, text, arguments);
-  EFI_VA_END(arguments);
-  return result;
-}
-
-TEST(Print, WhatTheLibraryHasNotIsPrintedAsUefiPrintsIt) {
-  static const EFI_TIME time = {2026, 3, 9, 7, 5, 59, 0, 0, 0, 0, 0};
-  static const EFI_GUID guid = {0x13F6F5D9, 0x02F8, 0x4976, {0xA0, 0x70, 0x7B, 0x23, 0xB1, 0xA3, 0xA2, 0x26}};
-  const struct {
-    FORMATTED output;
-    const CHAR16 *wanted;
-  } cases[] = {
-      {formatted(64, u"%a|%-4a|%.2a|%s|%S", "text", "ab", "abc", u"wide", u"too"), u"text|ab  |ab|wide|too"},
-      {formatted(64, u"%a %s", static_cast<CHAR8 *>(nullptr), static_cast<CHAR16 *>(nullptr)),
-       u"<null string> <null string>"},
-      {formatted(64, u"%r, %r", EFI_NOT_FOUND, EFI_SUCCESS), u"Not Found, Success"},
-      {formatted(64, u"%r", EFI_ERROR_CODE(0x12345)), u"8000000000012345"},
-      {formatted(64, u"%*d|%-*d|%*d|%.*a", UINTN{4}, 7, UINTN{4}, 7, -3, 7, UINTN{2}, "abc"), u"   7|7   |7  |ab"},
-      {formatted(64, u"%g|%g", &guid, nullptr), u"13F6F5D9-02F8-4976-A070-7B23B1A3A226|<null guid>"},
-      {formatted(64, u"%t|%19t|%t", &time, &time, nullptr), u"03/09/2026  07:05|  03/09/2026  07:05|<null time>"},
-      {formatted(64, u"%q %f %#x %a", 1, 1.5, 2, "last"), u"q f #x last"}, // an argument each, whatever it is
-      {formatted(64, u"100%% %5%%-3c|", UINT64{'!'}), u"100% %!  |"},
-      {formatted(8, u"%99999999999999999999d", 7), u"       "},
-      {formatted(8, u"%-*d", UINTN{0x7FFFFFFF}, 7), u"7      "},
-      {formatted(64, u"%.0a|%.9S|%-6.2s|%4c", "gone", u"short", u"cut", UINT64{'!'}), u"|short|cu    |   !"},
-      {formatted(64, u"%12r|%-12r|%r", EFI_TIMEOUT, EFI_TIMEOUT, UINT64{0xABCDEF12}),
-       u"    Time out|Time out    |00000000ABCDEF12"},
-      {formatted(64, u"%a", "\xE9"), u"\u00E9"},
-      {formatted(64, u"cut %"), u"cut "},
-  };
-  for (const auto &row : cases) {
-    EXPECT_EQ(std::u16string(row.output.text), std::u16string(row.wanted));
-    EXPECT_EQ(row.output.length, std::u16string(row.wanted).size());
-  }
-}
-
 TEST(Print, PlainTextsAreOneLineWhereThereIsAConsole) {
   Firmware firmware;
   setSystemTable(firmware.systemTable());

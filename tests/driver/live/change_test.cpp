@@ -81,26 +81,11 @@ static EFI_STATUS EFIAPI executeAndRewrite(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BL
   return status;
 }
 
-TEST(ChangeRun, LeavesNoPassphraseBehind) {
-  // Where a passphrase may lie: commands that run, that fail, that are never reached, and methods that are dropped;
-  // with the command, and with one whose key belongs nowhere and that goes out with another revision.
-  const std::string requests[] = {
-      method("Lock", "Adapter", {}, KEY) + method("Rekey", "Adapter", {}, NEW_KEY),
-      method("Rekey", "Adapter", {}, NEW_KEY) + method("Lock", "Adapter", {}, KEY), // see executeAndRewrite
-      method("Lock", "Virtual Disk", {}, KEY) + method("Identify", "Adapter", {}, KEY),
-      method("Delete", "Virtual Disk", {77}, KEY),
-      method("Lock", "Adapter", {}, NEW_KEY),
-      method("Lock", "Adapter", {}, KEY + "<PD/>") + "<Method name=\"Locked\">" + element("Object", KEY) + "</Method>",
-  };
-  for (const std::string &request : requests) {
-    World world("empty");
-    g_execute = world.sim->protocol.Execute;
-    world.sim->protocol.Execute = &request == requests + 1 ? executeAndRewrite : g_execute;
-    ANSWER answer = applyRequest(world, request); // its text has gone back to the pool, too
-    EXPECT_TRUE(&request != requests || answer.status == EFI_SUCCESS) << answer.text;
-    std::string texts = answer.text + world.log();
-    EXPECT_EQ(texts.find(PASSPHRASE), std::string::npos);
-    EXPECT_EQ(texts.find(PASSPHRASE_BASE64), std::string::npos);
-    world.expectBalanced(request);
-  }
+// The fixture looks for the passphrase in all that goes back to the pool.
+TEST(ChangeRun, LeavesNoPassphraseBehindInACommandThatWasRewritten) {
+  World world("empty");
+  g_execute = world.sim->protocol.Execute;
+  world.sim->protocol.Execute = executeAndRewrite;
+  applyRequest(world, method("Rekey", "Adapter", {}, NEW_KEY) + method("Lock", "Adapter", {}, KEY));
+  world.expectBalanced();
 }
