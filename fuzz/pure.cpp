@@ -50,6 +50,30 @@ void fuzzFault(const char *what) {
   std::abort();
 }
 
+// --- Trees ---
+
+static std::string textOr(const CHAR8 *text) {
+  return text == nullptr ? "" : text;
+}
+
+void mustBeRead(const XML_NODE *node, const XML_NODE *read) {
+  std::string content = node->FirstChild != nullptr ? "" : textOr(node->Content);
+  mustHold(textOr(node->Name) == read->Name && content == textOr(read->Content), "another name or content");
+  mustHold(read->Content == nullptr || (*read->Content != 0 && read->FirstChild == nullptr), "content that is none");
+  const XML_ATTRIBUTE *a = node->Attributes, *b = read->Attributes;
+  for (const XML_ATTRIBUTE *last = nullptr; a != nullptr && b != nullptr; last = b, a = a->Next, b = b->Next) {
+    mustHold(textOr(a->Name) == b->Name && textOr(a->Value) == b->Value, "another attribute");
+    mustHold(b->Prev == last, "attributes badly linked");
+  }
+  const XML_NODE *child = node->FirstChild, *twin = read->FirstChild, *last = nullptr;
+  for (; child != nullptr && twin != nullptr; child = child->NextSibling, twin = twin->NextSibling) {
+    mustHold(twin->PrevSibling == last, "children badly linked");
+    mustBeRead(child, twin);
+    last = twin;
+  }
+  mustHold(a == nullptr && b == nullptr && child == nullptr && twin == nullptr, "more or less than was there");
+}
+
 // --- What a run costs ---
 
 #ifdef FUZZ_ENGINE

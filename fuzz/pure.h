@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/firmware/firmware.h"
+#include "xml_protocol.h"
 
 // An input, read from its front. What is missing at its end is 0.
 class FuzzInput {
@@ -52,6 +53,10 @@ void runMeasured(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits);
 // cost: the pool as it was, without misuse.
 constexpr FUZZ_LIMITS PURE_LIMITS = {{16384, 128}, {16384, 256}, {50000000, 20000}};
 void runPure(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits = PURE_LIMITS);
+
+// The second tree was read and says what the first does: names, contents, attributes and order. What was read has no
+// content beside children, none that is empty, and is linked both ways.
+void mustBeRead(const XML_NODE *node, const XML_NODE *read);
 
 // The body of a target; an engine calls it for every input, the replay under the target's name.
 #ifdef FUZZ_ENGINE

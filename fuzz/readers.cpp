@@ -1,7 +1,6 @@
 // What reads and writes single values, and print formats: against the C library, or there and back. As fast as can be.
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "base/format.h"
@@ -9,6 +8,7 @@
 #include "client/output/output.h"
 #include "driver/xml/xml.h"
 #include "fuzz/pure.h"
+#include "tests/support/bounded.h"
 
 constexpr size_t ROOM = 256; // longer texts are cut
 
@@ -28,13 +28,9 @@ static void readBase64(const CHAR8 *text, size_t length) {
 }
 
 static void readNumbers(const CHAR8 *text) {
-  const CHAR8 *at = text + std::strspn(text, " ");
-  UINT64 decimal = *at >= '0' && *at <= '9' ? std::strtoull(at, nullptr, 10) : 0;
+  UINT64 decimal = decimalOf(text);
   mustHold(parseDecimal(text) == decimal, "decimal number");
-  at += std::strspn(at, "0");
-  at += *at == 'x' || *at == 'X' ? 1 : 0;
-  bool isPrefix = at[0] == '0' && (at[1] == 'x' || at[1] == 'X'); // of the library's, behind ours
-  mustHold(parseHex(text) == (std::isxdigit(*at) == 0 || isPrefix ? 0 : std::strtoull(at, nullptr, 16)), "hex number");
+  mustHold(parseHex(text) == hexOf(text), "hex number");
   CHAR8 buffer[21];
   formatDecimal(buffer, decimal);
   mustHold(parseDecimal(buffer) == decimal, "a number that is read otherwise than it was written");

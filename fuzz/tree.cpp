@@ -29,27 +29,6 @@ static XML_NODE *pick(XML_NODE *node, size_t &number) {
   return found;
 }
 
-static std::string textOr(const CHAR8 *text) {
-  return text == nullptr ? "" : text;
-}
-
-// A tree that was read has no content beside children.
-static void compare(const XML_NODE *made, const XML_NODE *read) {
-  std::string content = made->FirstChild != nullptr ? "" : textOr(made->Content);
-  mustHold(textOr(made->Name) == read->Name && content == textOr(read->Content), "name or content");
-  const XML_ATTRIBUTE *a = made->Attributes, *b = read->Attributes;
-  for (; a != nullptr && b != nullptr; a = a->Next, b = b->Next) {
-    mustHold(std::strcmp(a->Name, b->Name) == 0 && std::strcmp(a->Value, b->Value) == 0, "attributes");
-  }
-  const XML_NODE *child = made->FirstChild, *twin = read->FirstChild, *last = nullptr;
-  for (; child != nullptr && twin != nullptr; child = child->NextSibling, twin = twin->NextSibling) {
-    mustHold(twin->PrevSibling == last, "children");
-    compare(child, twin);
-    last = twin;
-  }
-  mustHold(a == nullptr && b == nullptr && child == nullptr && twin == nullptr, "more or less than was put in");
-}
-
 static XML_NODE *made(const std::string &name) {
   XML_NODE *node = CreateXMLNode(name.c_str());
   mustHold(node != nullptr && name == node->Name && node->Content == nullptr && node->Attributes == nullptr, "made");
@@ -89,7 +68,7 @@ static XML_NODE *copyOf(XML_NODE *node) {
   mustHold(g_xmlProtocol->Parse(g_xmlProtocol, text, &root) == EFI_SUCCESS,
            "a text that is not read: " + std::string(text));
   poolFree(text);
-  compare(node, root);
+  mustBeRead(node, root);
   return root;
 }
 
