@@ -6,18 +6,12 @@
 #include "client/jobs/jobs.h"
 #include "fuzz/pure.h"
 #include "host/program/host_commands.h"
+#include "tests/support/memory_front.h"
 
-static std::string g_out, g_error;
+static MemoryFront g_front;
 
 static XYL_FRONT frontOf(XYL_FRONTS kind) {
-  g_out.clear();
-  g_error.clear();
-  XYL_FRONT front = {};
-  front.Kind = kind;
-  front.Commands = kind == XYL_FRONT_HOST ? g_hostCommands : g_xylCommands;
-  front.SystemTable = g_systemTable;
-  front.WriteOut = [](const XYL_FRONT *, const CHAR8 *text, UINTN length) { g_out.append(text, length); };
-  front.WriteError = [](const XYL_FRONT *, const CHAR8 *text, UINTN length) { g_error.append(text, length); };
+  XYL_FRONT front = g_front.as(kind, kind == XYL_FRONT_HOST ? g_hostCommands : g_xylCommands);
   front.Terminal = true;
   return front;
 }
@@ -25,7 +19,7 @@ static XYL_FRONT frontOf(XYL_FRONTS kind) {
 static void checkRequest(const XYL_FRONT &front, const XYL_REQUEST &request) {
   mustHold(request.Command != nullptr || request.Version || request.Help, "nothing is asked for");
   if (xylHelp(&front, request)) {
-    return mustHold(!g_out.empty(), "no help");
+    return mustHold(!g_front.out.empty(), "no help");
   }
   const XYL_COMMAND &command = *request.Command;
   mustHold(&command >= begin(front.Commands) && &command < end(front.Commands), "a command of the other front");
@@ -41,8 +35,9 @@ static void checkRequest(const XYL_FRONT &front, const XYL_REQUEST &request) {
 
 // A failure is told in one line each, and only there.
 static void checkTold(bool isFailure) {
-  mustHold(isFailure == !g_error.empty() && (!isFailure || g_out.empty()), "what is told: " + g_error);
-  for (char letter : g_error) {
+  mustHold(isFailure == !g_front.errors.empty() && (!isFailure || g_front.out.empty()),
+           "what is told: " + g_front.errors);
+  for (char letter : g_front.errors) {
     mustHold(static_cast<unsigned char>(letter) >= ' ' ? letter != 0x7F : letter == '\n', "a control character");
   }
 }

@@ -8,6 +8,7 @@
 #include "host/controller_file/controller_file.h"
 #include "host/controller_file/controller_state.h"
 #include "host/controller_file/state_json.h"
+#include "tests/support/memory_front.h"
 
 // A file in memory that has a name.
 static std::string storeFile(const std::string &text) {
@@ -36,19 +37,10 @@ static SIM_OWNER load(const std::string &text) {
   }
 }
 
-static SIM_OWNER make(std::string text) {
-  XYL_FRONT front = {};
-  front.Context = &text;
-  front.Kind = XYL_FRONT_HOST;
-  front.SystemTable = g_systemTable;
-  front.WriteOut = front.WriteError = [](const XYL_FRONT *, const CHAR8 *, UINTN) {};
-  front.ReadFile = [](const XYL_FRONT *from, const CHAR8 *, CHAR8 **data, UINTN *size) {
-    const auto &document = *static_cast<const std::string *>(from->Context);
-    *size = document.size();
-    *data = static_cast<CHAR8 *>(poolAllocate(*size + 1));
-    copyBytes(*data, document.c_str(), *size + 1);
-    return EFI_SUCCESS;
-  };
+static SIM_OWNER make(const std::string &text) {
+  MemoryFront memory;
+  memory.files["saved.xml"] = text;
+  XYL_FRONT front = memory.as(XYL_FRONT_HOST);
   XYL_REQUEST request = {};
   SIM_OWNER owner;
   try {

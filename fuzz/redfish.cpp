@@ -4,12 +4,13 @@
 #include "driver/xml/xml.h"
 #include "fuzz/support.h"
 #include "host/redfish/request.h"
+#include "tests/support/memory_front.h"
 
 // Of the world's controller at its start.
 static const REDFISH_MODEL &startModel() {
   static const REDFISH_MODEL *made = [] {
-    XYL_FRONT front = {};
-    front.WriteError = [](const XYL_FRONT *, const CHAR8 *, UINTN) {};
+    MemoryFront memory;
+    XYL_FRONT front = memory.as(XYL_FRONT_HOST);
     auto *model = new REDFISH_MODEL;
     XML_NODE *root = nullptr;
     mustHold(!EFI_ERROR(g_xmlProtocol->Parse(g_xmlProtocol, fuzzWorld().get().text.c_str(), &root)), "inventory");

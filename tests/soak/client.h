@@ -1,12 +1,10 @@
-// The client's core in this process, with its files in memory.
+// The client's core in this process.
 #pragma once
 
-#include <map>
-
-#include "client/client.h"
 #include "tests/model/random.h"
+#include "tests/support/memory_front.h"
 
-class SoakClient {
+class SoakClient : public MemoryFront {
 public:
   explicit SoakClient(World &world) : world_(world) {}
 
@@ -15,9 +13,6 @@ public:
 
   // A line with its marks filled in: %D a disk, %V a virtual disk, %L a level, %N a name that hardly anything has.
   static std::string fill(const std::string &line, RANDOM &random, const IDS &disks, const IDS &virtualDisks);
-
-  std::map<std::string, std::string> files;
-  std::string out, errors;
 
 private:
   World &world_;

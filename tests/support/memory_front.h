@@ -1,0 +1,16 @@
+// A front of the client whose files and texts are in memory.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "client/client.h"
+
+class MemoryFront {
+public:
+  // The front, with nothing told yet. Nobody is there to be asked. It lasts as long as this.
+  XYL_FRONT as(XYL_FRONTS kind, const XYL_COMMANDS &commands = {});
+
+  std::map<std::string, std::string> files; // by name
+  std::string out, errors;                  // what was told
+};
