@@ -114,11 +114,7 @@ static void resolve(const REFERENCES &references, COMMAND *command) {
 static IDS virtualDiskIds(WIRE &wire, EFI_STATUS *status) {
   bool hasData = false;
   *status = get(wire, RAID_OBJECT_VIRTUAL_DISK, &hasData);
-  IDS ids;
-  for (size_t i = 0; hasData && i < wire.state.virtualDisks.items.size(); ++i) {
-    ids.push_back(wire.state.virtualDisks.items[i].record.ObjectID);
-  }
-  return ids;
+  return hasData ? idsOf(wire.state.virtualDisks.items) : IDS{};
 }
 
 // A Create is told by the lists before and after it; when the second cannot be read, it counts as failed.

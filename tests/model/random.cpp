@@ -346,19 +346,15 @@ static METHOD randomMethod(RANDOM &random, const STATE &state, CHOICES &choices)
 }
 
 static CHOICES choicesOf(const STATE &state, const CALL &call) {
-  CHOICES choices = {{UNKNOWN_DISK}, {}, {}, {}};
+  CHOICES choices = {idsOf(state.disks.items), {}, idsOf(state.virtualDisks.items), {}};
   for (const SIM_DISK &disk : state.disks.items) {
-    choices.disks.push_back(disk.record.ObjectID);
     if (disk.record.State == RAID_STATE_READY && disk.record.Hotspare == 0) {
       choices.ready.push_back(disk.record.ObjectID);
     }
   }
-  for (size_t i = 0; call.saved != nullptr && i < call.saved->state.disks.items.size(); ++i) {
-    choices.disks.push_back(call.saved->state.disks.items[i].record.ObjectID);
-  }
-  for (const SIM_VIRTUAL_DISK &virtualDisk : state.virtualDisks.items) {
-    choices.virtualDisks.push_back(virtualDisk.record.ObjectID);
-  }
+  IDS others = call.saved == nullptr ? IDS{} : idsOf(call.saved->state.disks.items);
+  choices.disks.insert(choices.disks.end(), others.begin(), others.end());
+  choices.disks.push_back(UNKNOWN_DISK);
   return choices;
 }
 

@@ -50,6 +50,15 @@ inline IDS listOf(const SIM_VIRTUAL_DISK &virtualDisk) {
   return {virtualDisk.PDs, virtualDisk.PDs + virtualDisk.record.PDCount};
 }
 
+// The ids of disks or virtual disks.
+inline IDS idsOf(const auto &objects) {
+  IDS ids;
+  for (auto &object : objects) {
+    ids.push_back(object.record.ObjectID);
+  }
+  return ids;
+}
+
 // The first with that id in a vector of disks or virtual disks, or null.
 inline auto find(auto &objects, UINT32 id) {
   auto found = std::find_if(objects.begin(), objects.end(), [&](auto &object) { return object.record.ObjectID == id; });

@@ -132,14 +132,9 @@ private:
 
   void runLine(const LINE &line, bool isHindered) {
     STATE before(world_.sim);
-    IDS disks, virtualDisks;
-    for (const SIM_DISK &disk : before.disks.items) {
-      disks.push_back(disk.record.ObjectID);
-    }
-    for (const SIM_VIRTUAL_DISK &virtualDisk : before.virtualDisks.items) {
-      virtualDisks.push_back(virtualDisk.record.ObjectID);
-    }
-    std::string text = SoakClient::fill(line.text, random_, disks, virtualDisks), verb = text.substr(0, text.find(' '));
+    std::string text =
+        SoakClient::fill(line.text, random_, idsOf(before.disks.items), idsOf(before.virtualDisks.items));
+    std::string verb = text.substr(0, text.find(' '));
     tell("xyl " + verb, text + (isHindered ? " (hindered)" : ""));
     uint64_t allocations = world_.firmware.pool().liveAllocations;
     XYL_OUTCOME outcome = client_.run(text);
