@@ -50,22 +50,32 @@ static EFI_STATUS openMemory(const XYL_FRONT *front, const CHAR8 *name, UINTN, b
   return *output == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
 }
 
+// It is among the files only with its name, which everyone who looks for a file reads.
+static MEMORY_FILE *addMemory(const XYL_FRONT *front, const CHAR8 *name) {
+  CHAR8 *kept = textDuplicate(name);
+  MEMORY_FILE *file = kept != nullptr ? arrayAppend(mediumOf(front)->Files) : nullptr;
+  if (file == nullptr) {
+    poolFree(kept);
+    return nullptr;
+  }
+  file->Name = kept;
+  return file;
+}
+
 static EFI_STATUS keepInMemory(const XYL_FRONT *front, const CHAR8 *name, const CHAR8 *data, UINTN size) {
   MEMORY_FILE *file = findMemory(front, name);
   if (file == nullptr) {
-    file = arrayAppend(mediumOf(front)->Files);
+    file = addMemory(front, name);
   }
-  CHAR8 *copy = static_cast<CHAR8 *>(poolAllocateZero(size + 1));
-  if (file == nullptr || copy == nullptr) {
-    poolFree(copy);
+  CHAR8 *copy = file != nullptr ? static_cast<CHAR8 *>(poolAllocateZero(size + 1)) : nullptr;
+  if (copy == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   copyBytes(copy, data, size);
   poolFree(file->Data);
-  file->Name = file->Name != nullptr ? file->Name : textDuplicate(name);
   file->Data = copy;
   file->Size = size;
-  return file->Name != nullptr ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+  return EFI_SUCCESS;
 }
 
 static EFI_STATUS closeMemory(const XYL_FRONT *front, void *output, const CHAR8 *data, UINTN size) {

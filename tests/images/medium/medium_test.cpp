@@ -201,6 +201,22 @@ TEST_F(Medium, TellsWhatRanOnTheMediumOrOnTheConsole) {
   EXPECT_GT(stopped, 0u);
 }
 
+// Files in memory are looked for behind the failure, too.
+TEST_F(Medium, SurvivesEveryFailureWhereNothingIsKept) {
+  bool failed = true;
+  for (uint64_t n = 1; failed; ++n) {
+    STICK::clear();
+    STICK::writable = 0;
+    STICK::file(u"jobs.txt") = "log\n";
+    variable_.clear();
+    world_.firmware.failAllocation(n);
+    boot();
+    failed = world_.firmware.allocationFailed();
+    world_.firmware.failAllocation(0);
+  }
+  EXPECT_TRUE(said("==> 1/1 ok")) << console_;
+}
+
 TEST_F(Medium, MachineRemembersTheJobOfAMediumThatKeepsNothing) {
   const std::string job = "list\n", again = "list\nagain\n", other = "list \n";
   STICK::writable = 0;
