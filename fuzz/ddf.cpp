@@ -67,7 +67,7 @@ static void copyHeaders(DISKS &disks) {
 
 // What a model says of its sets.
 static std::string setsOf(DISKS &disks, bool store) {
-  DDF_MODEL *model = readModel(disks);
+  OWNED_MODEL model = readModel(disks);
   std::string fault = modelFault(*model);
   mustHold(fault.empty(), fault);
   std::string text = describe(*model);
@@ -80,7 +80,6 @@ static std::string setsOf(DISKS &disks, bool store) {
       storeCopy(disks[i], model->disks[i].copy);
     }
   }
-  ddfFree(model);
   size_t sets = text.find("\nset 0");
   return sets == std::string::npos ? "" : text.substr(sets);
 }
@@ -183,7 +182,7 @@ static void changeOnTop(DISKS &disks, FuzzInput input) {
   auto random = [] { return seed = seed * 1664525 + 1013904223; };
   UINT32 writes = input.byte();
   writes = writes == 0xFF ? DDF_NONE : writes;
-  DDF_MODEL *model = readModel(disks);
+  OWNED_MODEL model = readModel(disks);
   bool wasSound = false, isSound = false;
   UINT32 before = countVirtualDisks(*model, &wasSound);
   std::vector<WRITABLE> writables;
@@ -197,16 +196,15 @@ static void changeOnTop(DISKS &disks, FuzzInput input) {
   }
   DDF_CONTROLLER_DATA maker = {};
   maker.guid.bytes[0] = 'M';
-  DDF_WRITER writer = {model, targets.data(), &maker, /* time= */ 1, random, {}, {}};
+  DDF_WRITER writer = {model.get(), targets.data(), &maker, /* time= */ 1, random, {}, {}};
   EFI_STATUS status = change(writer, input);
-  ddfFree(model);
+  model.reset();
   model = readModel(disks);
   std::string fault = modelFault(*model);
   mustHold(fault.empty(), fault);
   UINT32 after = countVirtualDisks(*model, &isSound);
   mustHold(isSound || !wasSound, "not sound any more");
   mustHold(after >= before || !EFI_ERROR(status) || writes == 0, "a change that failed lost a volume");
-  ddfFree(model);
 }
 
 // Of six disks, read five times: a header may claim half a MiB for each of the six sections of both copies, of which

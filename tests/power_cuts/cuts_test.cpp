@@ -244,9 +244,8 @@ private:
   }
 
   bool isApart() {
-    DDF_MODEL *model = readModel(rig_.recorder.disks);
+    OWNED_MODEL model = readModel(rig_.recorder.disks);
     bool isApart = model->setCount != 0 && model->sets[0].apart != 0;
-    ddfFree(model);
     return isApart;
   }
 
@@ -305,14 +304,13 @@ private:
     DISKS &disks = rig_.recorder.disks;
     READING reading = readAsWe(disks);
     EXPECT_EQ(reading.text(), readAsLinux(disks).text());
-    DDF_MODEL *model = readModel(disks);
+    OWNED_MODEL model = readModel(disks);
     for (UINT32 i = 0; i < model->diskCount; ++i) {
       const DDF_DISK &disk = model->disks[i];
       bool isMember = disk.kind == DDF_DISK_MEMBER;
       bool isFailed = isMember && (model->sets[disk.set].pds[disk.pd].entry->state & DDF_PD_FAILED) != 0;
       EXPECT_TRUE(disk.kind == DDF_DISK_OTHER || isFailed || (isMember && !disk.lagging)) << "disk " << i;
     }
-    ddfFree(model);
     return reading;
   }
 

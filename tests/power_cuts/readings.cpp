@@ -110,12 +110,11 @@ static void addSet(READING &reading, const DDF_SET &set) {
 }
 
 READING readAsWe(DISKS &disks) {
-  DDF_MODEL *model = readModel(disks, &DDF_OUR_CONTROLLER);
+  OWNED_MODEL model = readModel(disks, &DDF_OUR_CONTROLLER);
   READING reading = {{}, modelFault(*model)};
   for (UINT32 i = 0; i < model->setCount; ++i) {
     addSet(reading, model->sets[i]);
   }
-  ddfFree(model);
   std::sort(reading.lines.begin(), reading.lines.end());
   return reading;
 }

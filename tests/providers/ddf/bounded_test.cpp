@@ -170,10 +170,9 @@ protected:
   // Describes the disks and puts them back.
   std::string read() {
     mendChecksums(disks_[0]);
-    DDF_MODEL *model = readModel(disks_);
-    std::string fault = modelFault(*model), text = describe(*model);
-    EXPECT_EQ(fault, "") << text;
-    ddfFree(model);
+    OWNED_MODEL model = readModel(disks_);
+    std::string text = describe(*model);
+    EXPECT_EQ(modelFault(*model), "") << text;
     disks_ = sound_;
     return text;
   }

@@ -65,31 +65,26 @@ DISKS loadDisks(const std::string &file) {
 
 // --- Models ---
 
-DDF_MODEL *readModel(DISKS &disks, const DDF_GUID *ours) {
+OWNED_MODEL readModel(DISKS &disks, const DDF_GUID *ours) {
   std::vector<DDF_SOURCE> sources;
   for (SPARSE_DISK &disk : disks) {
     sources.push_back(disk.source());
   }
   DDF_MODEL *model = nullptr;
   ddfRead(sources.data(), static_cast<UINT32>(sources.size()), ours, &model);
-  return model;
+  return OWNED_MODEL(model);
 }
 
 std::string readText(DISKS &disks) {
-  DDF_MODEL *model = readModel(disks);
-  std::string text = describe(*model);
-  ddfFree(model);
-  return text;
+  return describe(*readModel(disks));
 }
 
 std::string searchedText(DISKS &disks) {
-  DDF_MODEL *model = readModel(disks);
+  OWNED_MODEL model = readModel(disks);
   for (UINT32 i = 0; i < model->diskCount; ++i) {
-    ddfSearch(model, i);
+    ddfSearch(model.get(), i);
   }
-  std::string text = describe(*model);
-  ddfFree(model);
-  return text;
+  return describe(*model);
 }
 
 // --- Changes ---
@@ -118,7 +113,7 @@ void storeCopy(SPARSE_DISK &disk, DDF_COPY &copy) {
 }
 
 void changeDisks(DISKS &disks, const std::function<void(DDF_COPY &copy, size_t disk)> &change) {
-  DDF_MODEL *model = readModel(disks);
+  OWNED_MODEL model = readModel(disks);
   for (UINT32 i = 0; i < model->diskCount; ++i) {
     DDF_COPY copy;
     if (model->disks[i].copy.sections[0] != nullptr && ddfDuplicateCopy(model->disks[i].copy, &copy) == EFI_SUCCESS) {
@@ -131,7 +126,6 @@ void changeDisks(DISKS &disks, const std::function<void(DDF_COPY &copy, size_t d
       ddfFreeCopy(&copy);
     }
   }
-  ddfFree(model);
 }
 
 void dedicateSpare(DDF_COPY &copy, size_t disk, UINT32 pd) {

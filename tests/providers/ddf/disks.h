@@ -4,6 +4,7 @@
 #include <array>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,14 @@ using DISKS = std::vector<SPARSE_DISK>;
 // The disks of a recording, as tests/linux/snapshots.py packs them.
 DISKS loadDisks(const std::string &file);
 
-// Without memory null; the caller frees it.
-DDF_MODEL *readModel(DISKS &disks, const DDF_GUID *ours = nullptr);
+// Frees its model.
+struct FREE_MODEL {
+  void operator()(DDF_MODEL *model) const { ddfFree(model); }
+};
+using OWNED_MODEL = std::unique_ptr<DDF_MODEL, FREE_MODEL>;
+
+// Without memory null.
+OWNED_MODEL readModel(DISKS &disks, const DDF_GUID *ours = nullptr);
 // The model as a text.
 std::string readText(DISKS &disks);
 // The same after all disks were searched.

@@ -82,12 +82,11 @@ TEST_F(Ddf, ADiskThatLooksBlankIsFree) {
   EXPECT_GE(reads, 36u);
   EXPECT_LT(reads, 100u);
   disks[0].failAfter = ~UINT64{0};
-  DDF_MODEL *model = readModel(disks);
-  EXPECT_EQ(ddfSearch(model, 0), EFI_SUCCESS);
+  OWNED_MODEL model = readModel(disks);
+  EXPECT_EQ(ddfSearch(model.get(), 0), EFI_SUCCESS);
   UINT64 once = disks[0].readSectors;
-  EXPECT_EQ(ddfSearch(model, 0), EFI_SUCCESS);
+  EXPECT_EQ(ddfSearch(model.get(), 0), EFI_SUCCESS);
   EXPECT_EQ(disks[0].readSectors, once);
-  ddfFree(model);
 }
 
 // Members that were copied to a larger disk, or cut, or whose set still lists them.

@@ -11,11 +11,10 @@
 
 TEST_F(Ddf, RecordingsReadAsTheirModels) {
   forEachRecording([&](const std::string &name, DISKS &disks) {
-    DDF_MODEL *model = readModel(disks);
+    OWNED_MODEL model = readModel(disks);
     ASSERT_NE(model, nullptr);
     EXPECT_EQ(modelFault(*model), "");
     expectGolden("providers/ddf/models/" + name + ".txt", describe(*model));
-    ddfFree(model);
   });
 }
 
@@ -33,7 +32,7 @@ static void spoilChecksums(const DDF_COPY &copy) {
 // What is read, sealed and laid out again is what mdadm wrote, byte for byte.
 TEST_F(Ddf, CopiesAreWrittenAsMdadmWroteThem) {
   forEachRecording([&](const std::string &, DISKS &disks) {
-    DDF_MODEL *model = readModel(disks);
+    OWNED_MODEL model = readModel(disks);
     ASSERT_NE(model, nullptr);
     for (UINT32 i = 0; i < model->diskCount; ++i) {
       DDF_DISK &disk = model->disks[i];
@@ -53,14 +52,13 @@ TEST_F(Ddf, CopiesAreWrittenAsMdadmWroteThem) {
       ddfMakeHeader(disk.copy, DDF_ANCHOR, DDF_CLOSED, 7, reinterpret_cast<DDF_HEADER *>(anchor.data())->time, &header);
       EXPECT_EQ(std::memcmp(&header, anchor.data(), DDF_SECTOR), 0) << "anchor " << i;
     }
-    ddfFree(model);
   });
 }
 
 // A new set that is given the names of mdadm's own has the same headers, and the same sections but for the entries.
 TEST_F(Ddf, NewCopiesAreLaidOutAsMdadmDoes) {
   DISKS disks = loadDisks(goldenDir() + "/empty.disks");
-  DDF_MODEL *model = readModel(disks);
+  OWNED_MODEL model = readModel(disks);
   ASSERT_NE(model, nullptr);
   const DDF_COPY &theirs = model->disks[0].copy;
   const DDF_DISK_DATA &identity = *ddfDiskData(theirs);
@@ -81,7 +79,6 @@ TEST_F(Ddf, NewCopiesAreLaidOutAsMdadmDoes) {
   size_t records = size_t{ours.header.sections[DDF_RECORDS].length} * DDF_SECTOR;
   EXPECT_EQ(std::memcmp(ours.sections[DDF_RECORDS], theirs.sections[DDF_RECORDS], records), 0);
   ddfFreeCopy(&ours);
-  ddfFree(model);
 }
 
 // Disks that mdadm has settled have what they should have; disks that were left behind get it.
@@ -107,7 +104,7 @@ TEST_F(Ddf, DisksLeftBehindAreBroughtToWhatMdadmWrote) {
     SCOPED_TRACE(row.from);
     DISKS from = loadDisks(goldenDir() + "/" + row.from + ".disks");
     DISKS to = loadDisks(goldenDir() + "/" + row.to + ".disks");
-    DDF_MODEL *model = readModel(from), *wanted = readModel(to);
+    OWNED_MODEL model = readModel(from), wanted = readModel(to);
     for (UINT32 i = 0; i < model->diskCount; ++i) {
       DDF_COPY copy;
       ASSERT_EQ(ddfCurrentCopy(*model, i, &copy), EFI_SUCCESS);
@@ -115,7 +112,5 @@ TEST_F(Ddf, DisksLeftBehindAreBroughtToWhatMdadmWrote) {
       EXPECT_TRUE(piecesOf(copy) == piecesOf(wanted->disks[i].copy)) << "disk " << i;
       ddfFreeCopy(&copy);
     }
-    ddfFree(model);
-    ddfFree(wanted);
   }
 }

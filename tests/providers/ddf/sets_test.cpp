@@ -65,7 +65,7 @@ TEST_F(Ddf, LevelsLoseTheDisksThatTheyCanSpare) {
           disks.push_back(all[i]);
         }
       }
-      DDF_MODEL *model = readModel(disks);
+      OWNED_MODEL model = readModel(disks);
       ASSERT_NE(model, nullptr);
       EXPECT_EQ(modelFault(*model), "");
       const DDF_VIRTUAL_DISK &virtualDisk = model->sets[0].virtualDisks[0];
@@ -74,7 +74,6 @@ TEST_F(Ddf, LevelsLoseTheDisksThatTheyCanSpare) {
       EXPECT_EQ(virtualDisk.state == DDF_VD_OPTIMAL, lost == 0) << "lost " << lost;
       EXPECT_EQ(virtualDisk.blocks, virtualDisk.memberCount == 0 ? 0 : row.blocks);
       EXPECT_TRUE(model->sets[0].sound);
-      ddfFree(model);
     }
   }
 }
@@ -141,11 +140,10 @@ static const SET_CASE g_cases[] = {
 };
 
 static void hasText(DISKS &disks, const std::string &wanted) {
-  DDF_MODEL *model = readModel(disks);
-  std::string fault = modelFault(*model), text = describe(*model);
-  EXPECT_EQ(fault, "");
+  OWNED_MODEL model = readModel(disks);
+  std::string text = describe(*model);
+  EXPECT_EQ(modelFault(*model), "");
   EXPECT_NE(text.find(wanted), std::string::npos) << text;
-  ddfFree(model);
 }
 
 TEST_F(Ddf, WhatASetSaysIsJudged) {
@@ -177,7 +175,7 @@ TEST_F(Ddf, GapsLieBetweenVirtualDisks) {
 
 TEST_F(Ddf, ASectionMayBeLonger) {
   DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 0, DDF_SMALL_LIMITS);
-  DDF_MODEL *model = readModel(disks);
+  OWNED_MODEL model = readModel(disks);
   for (UINT32 i = 0; i < 2; ++i) {
     DDF_COPY copy = model->disks[i].copy; // with the same sections, but for the first
     std::vector<UINT8> longer(2 * DDF_SECTOR, 0xFF);
@@ -189,7 +187,6 @@ TEST_F(Ddf, ASectionMayBeLonger) {
     }
     storeCopy(disks[i], copy);
   }
-  ddfFree(model);
   hasText(disks, "newest disk 0, not ordered\n");
 }
 
@@ -237,7 +234,7 @@ TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
     SCOPED_TRACE(row.name);
     DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 1, DDF_SMALL_LIMITS);
     changeDisks(disks, row.change);
-    DDF_MODEL *model = readModel(disks);
+    OWNED_MODEL model = readModel(disks);
     DDF_COPY copy;
     EXPECT_EQ(ddfCurrentCopy(*model, row.disk, &copy), row.status);
     EXPECT_EQ(copy.sections[0] != nullptr, row.status == EFI_SUCCESS);
@@ -248,7 +245,6 @@ TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
     EXPECT_EQ(records, row.status == EFI_SUCCESS ? 1u : 0u);
     EXPECT_EQ(row.disk < model->diskCount && ddfIsLeftover(*model, row.disk), row.leftover);
     ddfFreeCopy(&copy);
-    ddfFree(model);
   }
 }
 
@@ -283,13 +279,12 @@ TEST_F(Ddf, WhatDoesNotFitTogetherIsNotMixed) {
   DISKS others = makeDisks({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256}, 0, DDF_LINUX_LIMITS);
   disks[1] = others[1];
   hasText(disks, "members 0@0, 1@0, | ?@0 unknown, ?@0 unknown\n");
-  DDF_MODEL *model = readModel(disks);
+  OWNED_MODEL model = readModel(disks);
   DDF_COPY current;
   EXPECT_EQ(ddfCurrentCopy(*model, 1, &current), EFI_UNSUPPORTED);
   ASSERT_EQ(ddfCurrentCopy(*model, 2, &current), EFI_SUCCESS);
   EXPECT_EQ(std::memcmp(record(current), record(model->disks[2].copy), DDF_SECTOR), 0);
   ddfFreeCopy(&current);
-  ddfFree(model);
 
   const DISKS whole = others;
   for (size_t field :
@@ -330,10 +325,8 @@ TEST_F(Ddf, MemoryThatRunsOutLeavesNothing) {
   DISKS disks = makeDisks({DDF_RAID_1, 0, 3, 2, 2, 7, 256}, 1, DDF_SMALL_LIMITS);
   changeDisks(disks, [](DDF_COPY &copy, size_t disk) { dedicateSpare(copy, disk, 4); });
   sweepMemory([&] {
-    DDF_MODEL *model = readModel(disks);
-    bool done = model != nullptr;
-    ddfFree(model);
-    return done;
+    OWNED_MODEL model = readModel(disks);
+    return model != nullptr;
   });
 }
 
@@ -376,11 +369,10 @@ TEST_F(Ddf, ASetThatIsStuckTellsWhy) {
     SCOPED_TRACE(row.name);
     DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 1, DDF_SMALL_LIMITS);
     changeDisks(disks, row.change);
-    DDF_MODEL *model = readModel(disks);
+    OWNED_MODEL model = readModel(disks);
     const CHAR8 *stuck = model->sets[0].stuck;
     EXPECT_EQ(stuck == nullptr, row.text == nullptr) << (stuck == nullptr ? "" : stuck);
     EXPECT_TRUE(stuck == nullptr || row.text == nullptr || std::strstr(stuck, row.text) != nullptr) << stuck;
-    ddfFree(model);
   }
 }
 

@@ -119,7 +119,7 @@ TEST_F(Ddf, VirtualDisksAreMadeAsLinuxTakesThem) {
 // stays when disks leave.
 static std::string listFault(DISKS &disks) {
   std::string faults;
-  DDF_MODEL *model = readModel(disks);
+  OWNED_MODEL model = readModel(disks);
   for (UINT32 i = 0; i < model->setCount; ++i) {
     const DDF_SET &set = model->sets[i];
     const DDF_COPY &copy = model->disks[set.newest].copy;
@@ -134,7 +134,6 @@ static std::string listFault(DISKS &disks) {
       faults += numbers.insert(set.virtualDisks[j].entry->number).second ? "" : "numbers ";
     }
   }
-  ddfFree(model);
   return faults;
 }
 
@@ -142,12 +141,11 @@ static std::string listFault(DISKS &disks) {
 
 static std::string referencesOf(DISKS &disks) {
   std::string text;
-  DDF_MODEL *model = readModel(disks);
+  OWNED_MODEL model = readModel(disks);
   for (UINT32 i = 0; i < model->diskCount; ++i) {
     const DDF_COPY &copy = model->disks[i].copy;
     text += copy.sections[0] == nullptr ? " -" : " " + std::to_string(UINT32{ddfDiskData(copy)->reference});
   }
-  ddfFree(model);
   return text;
 }
 

@@ -59,7 +59,7 @@ EFI_STATUS changeDisk(Machine &machine, UINT32 id, UINT8 spare, UINT64 state = 0
 // What the first set's last virtual disk is on the disks: level, qualifier, strip, blocks and start of members, access,
 // cache, how far it is initialised, name.
 std::string virtualDiskOn(DISKS &disks) {
-  DDF_MODEL *model = readModel(disks);
+  OWNED_MODEL model = readModel(disks);
   std::string text = "none";
   if (model->setCount == 1 && model->sets[0].virtualDiskCount != 0 &&
       model->sets[0].virtualDisks[0].record != nullptr) {
@@ -72,7 +72,6 @@ std::string virtualDiskOn(DISKS &disks) {
                   record.cache[7], virtualDisk.entry->init & DDF_INIT_BITS, virtualDisk.name);
     text = virtualDisk.assembles ? line : "does not assemble";
   }
-  ddfFree(model);
   return text;
 }
 
@@ -234,11 +233,10 @@ TEST(DiskCommands, DisksThatChange) {
   machine.mayWrite = true;
   EXPECT_EQ(name(changeDisk(machine, 1025000, RAID_HOTSPARE_NONE, RAID_STATE_FAILED)), name(EFI_ACCESS_DENIED));
   EXPECT_EQ(name(changeDisk(machine, 9000001, RAID_HOTSPARE_NONE, RAID_STATE_FAILED)), name(EFI_SUCCESS));
-  DDF_MODEL *model = readModel(disks);
+  OWNED_MODEL model = readModel(disks);
   EXPECT_EQ(model->sets[0].pds[1].entry->state & (DDF_PD_FAILED | DDF_PD_MISSING), DDF_PD_FAILED | DDF_PD_MISSING);
   EXPECT_EQ(model->sets[0].pds[3].spare, DDF_SPARE_GLOBAL);
   EXPECT_EQ(model->sets[0].virtualDisks[0].state, DDF_VD_DEGRADED);
-  ddfFree(model);
   EXPECT_EQ(name(changeDisk(machine, SPARE, RAID_HOTSPARE_NONE)), name(EFI_SUCCESS));
   EXPECT_EQ(readText(disks).find("spare"), std::string::npos);
 }

@@ -366,7 +366,7 @@ static const JUDGE_CASE g_cases[] = {
 };
 
 static std::string judgeAll(DISKS &disks) {
-  DDF_MODEL *model = readModel(disks);
+  OWNED_MODEL model = readModel(disks);
   const DDF_SET &set = model->sets[0];
   Map map = {};
   Judgement judgement = volume_map::judge(*model, set, set.virtualDisks[0], &map);
@@ -378,7 +378,6 @@ static std::string judgeAll(DISKS &disks) {
     }
     text += " " + std::to_string(map.blocks) + (map.parityHolds ? "" : ", no parity");
   }
-  ddfFree(model);
   return text;
 }
 

@@ -106,9 +106,8 @@ public:
   }
   // Of the first volume on the disks.
   DDF_GUID id() {
-    DDF_MODEL *model = readModel(disks);
+    OWNED_MODEL model = readModel(disks);
     DDF_GUID guid = model->sets[0].virtualDisks[0].entry->guid;
-    ddfFree(model);
     return guid;
   }
 
