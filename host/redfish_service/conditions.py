@@ -20,6 +20,11 @@ def tags_of(header):
     return tags
 
 
+def whole(headers, name):
+    """A list may come in several lines."""
+    return ", ".join(headers.getall(name)) if name in headers else None
+
+
 def holds(header, etag, weakly):
     """Whether a list names the tag, which is None where there is no resource. A weak tag is another one but where tags
     are compared weakly."""
@@ -29,7 +34,7 @@ def holds(header, etag, weakly):
 
 def check(headers, etag, reads):
     """Whether a read has to tell nothing, since the client has it. Refuses changes of what is not as they want it."""
-    wanted, other = headers.get("If-Match"), headers.get("If-None-Match")
+    wanted, other = whole(headers, "If-Match"), whole(headers, "If-None-Match")
     if wanted is not None and not holds(wanted, etag, weakly=False):
         raise Refusal(412, "PreconditionFailed")
     known = other is not None and holds(other, etag, weakly=True)

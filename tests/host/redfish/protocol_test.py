@@ -6,9 +6,13 @@ import os
 import re
 import socket
 import subprocess
+import sys
 import tempfile
 
 from support import STORAGE, XYL, SERVICE, ask, check, conclude, message_of, new_box, place_of, served
+
+sys.path.append(SERVICE)
+import sessions  # of the service itself, whose clock no client can turn
 
 ROOT = "/redfish/v1/"
 VOLUMES, ONE = STORAGE + "/Volumes", STORAGE + "/Volumes/2"
@@ -19,14 +23,19 @@ NAME = {"DisplayName": "b"}
 JSON = r"application/json(;charset=utf-8)?"
 ETAG = "ETAG"  # stands for the tag of ONE
 
-ROWS = (  # rule, method, URI, headers, body, status, headers of the answer, what its body says
-    ("protocol version", "GET", "/redfish", {}, None, 200, {"Content-Type": JSON}, {"v1": ROOT}),
+# Rule (and which assertion of DMTF's protocol validator it is), method, URI, headers, body; status, headers of the
+# answer, what its body says.
+ROWS = (
+    ("protocol version (PROTO_STD_URIS_SUPPORTED)",
+     "GET", "/redfish", {}, None, 200, {"Content-Type": JSON}, {"v1": ROOT}),
     ("protocol version, a slash", "GET", "/redfish/", {}, None, 200, {}, {"v1": ROOT}),
     ("root", "GET", ROOT, {}, None, 200, {"OData-Version": "4.0", "Content-Type": JSON}, {"@odata.id": ROOT}),
     ("root without a slash", "GET", "/redfish/v1", {}, None, 200, {}, {"@odata.id": ROOT}),
-    ("service document", "GET", ROOT + "odata", {}, None, 200, {"Content-Type": JSON},
-     {"@odata.context": ROOT + "$metadata"}),
-    ("metadata", "GET", ROOT + "$metadata", {}, None, 200, {"Content-Type": "application/xml"},
+    ("service document (REQ_GET_ODATA_URI, RESP_ODATA_SERVICE_CONTEXT, RESP_ODATA_SERVICE_MIME_TYPE)", "GET",
+     ROOT + "odata", {}, None, 200, {"Content-Type": JSON}, {"@odata.context": ROOT + "$metadata"}),
+    ("its links (RESP_ODATA_SERVICE_VALUE_PROP)", "GET", ROOT + "odata", {}, None, 200, {}, '"value": ['),
+    ("metadata (REQ_GET_METADATA_URI, RESP_ODATA_METADATA_ENTITY_CONTAINER, RESP_ODATA_METADATA_MIME_TYPE)", "GET",
+     ROOT + "$metadata", {}, None, 200, {"Content-Type": "application/xml"},
      'Extends="ServiceRoot.v1_20_0.ServiceContainer"'),
     ("metadata of others", "GET", ROOT + "$metadata", {}, None, 200, {}, 'Namespace="DataStorageLoSCapabilities"'),
     ("absolute URI (RFC 9112, 3.2.2)", "GET", "http://HOST" + ONE, {}, None, 200, {}, {"Id": "2"}),
@@ -35,7 +44,8 @@ ROWS = (  # rule, method, URI, headers, body, status, headers of the answer, wha
     ("a page of others", "POST", CHECK, {"Origin": "http://evil.example"}, None, 400, {}, "HeaderInvalid"),
     ("its own page", "GET", ONE, {"Origin": "http://HOST"}, None, 200, {}, {"Id": "2"}),
     ("OData-Version", "GET", ROOT, {"OData-Version": "4.0"}, None, 200, {}, None),
-    ("another OData-Version", "GET", ROOT, {"OData-Version": "4.1"}, None, 412, {}, "HeaderInvalid"),
+    ("another OData-Version (REQ_HEADERS_ODATA_VERSION)",
+     "GET", ROOT, {"OData-Version": "4.1"}, None, 412, {}, "HeaderInvalid"),
     ("Accept", "GET", ROOT, {"Accept": "application/json, text/html"}, None, 200, {}, None),
     ("Accept of others", "GET", ROOT, {"Accept": "text/html"}, None, 406, {}, "HeaderInvalid"),
     ("Content-Type", "PATCH", ONE, {"Content-Type": "text/plain"}, NAME, 415, {}, "HeaderInvalid"),
@@ -56,7 +66,8 @@ ROWS = (  # rule, method, URI, headers, body, status, headers of the answer, wha
     ("a parameter with a change", "PATCH", ONE + "?only", {}, NAME, 400, {}, "QueryNotSupportedOnOperation"),
     ("HEAD", "HEAD", ONE, {}, None, 200, {"ETag": '"[0-9A-F]+"', "Content-Length": "[1-9][0-9]+"}, ""),
     ("HEAD of nothing", "HEAD", VOLUMES + "/9", {}, None, 404, {}, ""),
-    ("PUT", "PUT", ONE, {}, NAME, 405, {"Allow": "GET, HEAD, PATCH, DELETE, OPTIONS"}, "OperationNotAllowed"),
+    ("PUT (RESP_HEADERS_ALLOW_METHOD_NOT_ALLOWED)",
+     "PUT", ONE, {}, NAME, 405, {"Allow": "GET, HEAD, PATCH, DELETE, OPTIONS"}, "OperationNotAllowed"),
     ("POST", "POST", ONE, {}, NAME, 405, {"Allow": ".*PATCH.*"}, "OperationNotAllowed"),
     ("action", "GET", CHECK, {}, None, 405, {"Allow": "POST, OPTIONS"}, "OperationNotAllowed"),
     ("PATCH of a collection", "PATCH", VOLUMES, {}, NAME, 405, {"Allow": "GET, HEAD, POST, OPTIONS"},
@@ -67,9 +78,11 @@ ROWS = (  # rule, method, URI, headers, body, status, headers of the answer, wha
     ("OPTIONS", "OPTIONS", VOLUMES + "/9", {}, None, 404, {}, "ResourceMissingAtURI"),
     ("too much", "PATCH", ONE, {}, json.dumps({"DisplayName": "x" * (1 << 20)}), 413, {}, "PayloadTooLarge"),
     ("PATCH of nothing", "PATCH", VOLUMES + "/9", {}, NAME, 404, {}, "ResourceMissingAtURI"),
-    ("Allow", "GET", VOLUMES, {}, None, 200, {"Allow": "GET, HEAD, POST, OPTIONS"}, None),
-    ("Cache-Control", "GET", ONE, {}, None, 200, {"Cache-Control": "no-cache"}, None),
-    ("Link", "GET", ONE, {}, None, 200, {"Link": "<http[^>]*/Volume.v1_10_2.json>; rel=describedby"}, None),
+    ("Allow (RESP_HEADERS_ALLOW_GET_OR_HEAD)",
+     "GET", VOLUMES, {}, None, 200, {"Allow": "GET, HEAD, POST, OPTIONS"}, None),
+    ("Cache-Control (RESP_HEADERS_CACHE_CONTROL)", "GET", ONE, {}, None, 200, {"Cache-Control": "no-cache"}, None),
+    ("Link (RESP_HEADERS_LINK_REL_DESCRIBED_BY)", "GET", ONE, {}, None, 200,
+     {"Link": "<http[^>]*/Volume.v1_10_2.json>; rel=describedby"}, None),
     ("If-None-Match", "GET", ONE, {"If-None-Match": ETAG}, None, 304, {"ETag": ".*"}, ""),
     ("If-None-Match, a list", "GET", ONE, {"If-None-Match": '"x", ' + ETAG}, None, 304, {}, ""),
     ("If-None-Match, weak", "GET", ONE, {"If-None-Match": "W/" + ETAG}, None, 304, {}, ""),
@@ -85,16 +98,20 @@ ROWS = (  # rule, method, URI, headers, body, status, headers of the answer, wha
     ("registry", "GET", REGISTRIES, {}, None, 200, {}, {"Members@odata.count": 1}),
     ("registry file", "GET", REGISTRIES + "/Base", {}, None, 200, {}, {"Registry": "Base.1.22"}),
     ("registry itself", "GET", REGISTRIES + "/Base/Base.1.22.1", {}, None, 200, {}, {"RegistryVersion": "1.22.1"}),
-    ("login", "POST", SESSIONS, {}, LOGIN, 201, {"X-Auth-Token": ".{20,}", "Location": SESSIONS + "/[0-9]+"},
+    ("login (REQ_POST_CREATE_VIA_COLLECTION, PROTO_HTTP_SUPPORTED_METHODS)", "POST", SESSIONS, {}, LOGIN, 201,
+     {"X-Auth-Token": ".{20,}", "Location": SESSIONS + "/[0-9]+"},
      {"UserName": "somebody", "Password": None}),
-    ("login by Members", "POST", SESSIONS + "/Members", {}, LOGIN, 201, {"X-Auth-Token": ".+"},
+    ("login by Members (REQ_POST_CREATE_TO_MEMBERS_PROP)", "POST", SESSIONS + "/Members", {}, LOGIN, 201,
+     {"X-Auth-Token": ".+"},
      {"UserName": "somebody"}),
     ("POST by Members", "POST", VOLUMES + "/Members", {}, {}, 400, {}, "EmptyJSON"),
     ("login without a name", "POST", SESSIONS, {}, {"Password": "x"}, 400, {}, "CreateFailedMissingReqProperties"),
-    ("login with a number", "POST", SESSIONS, {}, {"UserName": 1, "Password": "x"}, 400, {}, "PropertyValueTypeError"),
+    ("login with a number",
+     "POST", SESSIONS, {}, {"UserName": 1, "Password": "x"}, 400, {}, "PropertyValueTypeError"),
     ("login without JSON", "POST", SESSIONS, {}, "{", 400, {}, "MalformedJSON"),
     ("login with deep JSON", "POST", SESSIONS, {}, "[" * 100000, 400, {}, "MalformedJSON"),
-    ("login with half a character", "POST", SESSIONS, {}, {**LOGIN, "UserName": "\ud800"}, 201, {}, {"UserName": "?"}),
+    ("login with half a character",
+     "POST", SESSIONS, {}, {**LOGIN, "UserName": "\ud800"}, 201, {}, {"UserName": "?"}),
     ("a token of nobody", "GET", ONE, {"X-Auth-Token": "x"}, None, 401, {"WWW-Authenticate": "Basic .*"},
      "NoValidSession"),
     ("logout of nobody", "DELETE", SESSIONS + "/99", {}, None, 404, {}, "ResourceMissingAtURI"),
@@ -148,6 +165,11 @@ def no_request(address):
         connection.sendall((both + both.replace("\r\n\r\n", "\r\nConnection: close\r\n\r\n")).encode())
         answer = read_all(connection)
     check(answer.count(b"HTTP/1.1 200") == 2, "two requests in one piece")
+    tag = ask(address, "GET", ONE)[1]["ETag"]
+    with socket.create_connection(place_of(address), timeout=30) as connection:
+        lines = "".join(f"If-None-Match: {each}\r\n" for each in ('"x"', tag)) + "Connection: close\r\n\r\n"
+        connection.sendall(both.split("\r\n\r\n", maxsplit=1)[0].encode() + b"\r\n" + lines.encode())
+        check(b" 304 " in read_all(connection), "a list in two lines")
 
 
 def expand(address):
@@ -167,6 +189,26 @@ def log_in(address):
     check(uri in json.dumps(ask(address, "GET", SESSIONS)[2]), "the session is not among the members")
     check(ask(address, "DELETE", uri, X_Auth_Token=token)[0] == 204, "logout")
     check(ask(address, "GET", uri, X_Auth_Token=token)[0] == 401, "a session that has ended")
+
+
+def stay_away():
+    """A session that nobody uses ends, and gives its place to another one."""
+    store = sessions.Sessions()
+    opened = [store.login("somebody", "something") for _ in range(sessions.LIMIT)]
+    for used, status in ((0, None), (sessions.TIMEOUT + 1, 401)):
+        opened[0].used -= used
+        try:
+            store.check({"X-Auth-Token": opened[0].token})
+            found = None
+        except sessions.Refusal as refusal:
+            found = refusal.status
+        check(found == status, "a session after", used, "seconds:", found)
+    store.login("somebody", "else")
+    try:
+        store.login("somebody", "more")
+        check(False, "more sessions than there may be")
+    except sessions.Refusal as refusal:
+        check(refusal.status == 503, "one session too many:", refusal.status)
 
 
 def with_users():
@@ -205,5 +247,6 @@ with tempfile.TemporaryDirectory() as place:
         no_request(where)
         expand(where)
         log_in(where)
+    stay_away()
     with_users()
 conclude("the rules of the protocol hold")
