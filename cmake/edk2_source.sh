@@ -19,6 +19,8 @@ APT::Sandbox::User "root";
 APT
 }
 
+# The distribution's shell wants a library that only firmware with Secure Boot has: that patch of its is taken back.
+
 # edk2_source FOLDER: leaves the sources (30 MB to fetch) in FOLDER/source and the base tools built in it, once; FOLDER is
 # an absolute name, and two calls wait for each other.
 edk2_source() (
@@ -34,6 +36,7 @@ edk2_source() (
     APT_CONFIG=$1/apt/apt.conf apt-get -qq update &&
       APT_CONFIG=$1/apt/apt.conf apt-get -qq source edk2 &&
       mv edk2-*/ "$1/source" &&
+      patch -s -R -p1 -d "$1/source" <"$1/source/debian/patches/Disable-the-Shell-when-SecureBoot-is-enabled.patch" &&
       make -C "$1/source/BaseTools" -j "$(nproc)" PYTHON_COMMAND=/usr/bin/python3
   } >"$1/source.log" 2>&1 || { tail -n 50 "$1/source.log" >&2; exit 1; }
   touch "$1/complete"

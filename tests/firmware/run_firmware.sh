@@ -1,11 +1,12 @@
 #!/bin/sh
-# Boots the EFI images in real firmware under QEMU, without KVM, and does the jobs of a table there.
+# Boots the EFI images in real firmware under QEMU and does the jobs of a table there.
 #   run_firmware.sh x64|aarch64
 # Environment: JOBS the table (tests/firmware/jobs.txt), IMAGES the images (build/efi or build/efi-aarch64), XYL the host
 # client that gives the documents to compare with, WORK the folder for disk and results (build/firmware-ARCH), LIMIT
 # seconds until QEMU is stopped, QEMU_OPTIONS more words for QEMU's command line, DISKS a recording of five disks
-# (tests/providers/ddf), which stand on an AHCI, an NVMe, a virtio-scsi (two) and a virtio-blk function, DRIVERS a folder of further
-# images for the disk. Runs in the same folder wait for each other.
+# (tests/providers/ddf), which stand on an AHCI, an NVMe, a virtio-scsi (two) and a virtio-blk function, DRIVERS a folder of
+# further images for the disk, FIRMWARE another firmware's file, MEMORY MiB of the guest (256), ACCEL what runs an x64 one
+# (tcg). Runs in the same folder wait for each other.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -21,12 +22,12 @@ closing=42 # the script's last word; any other number, or none, means that it di
 case $arch in
 x64)
   images=${IMAGES:-$root/build/efi}
-  firmware=/usr/share/ovmf/OVMF.fd
+  firmware=${FIRMWARE:-/usr/share/ovmf/OVMF.fd}
   wanted_exit=$((closing * 2 + 1))
   ;;
 aarch64)
   images=${IMAGES:-$root/build/efi-aarch64}
-  firmware=/usr/share/qemu-efi-aarch64/QEMU_EFI.fd
+  firmware=${FIRMWARE:-/usr/share/qemu-efi-aarch64/QEMU_EFI.fd}
   wanted_exit=$closing
   ;;
 *)
@@ -162,13 +163,14 @@ check_alike() {
 boot() {
   case $arch in
   x64)
-    set -- qemu-system-x86_64 -accel tcg -machine q35 -m 256 -nodefaults -display none -no-reboot \
+    set -- qemu-system-x86_64 -accel "${ACCEL:-tcg}" -machine q35 -m "${MEMORY:-256}" -nodefaults -display none -no-reboot \
       -serial "file:$work/console.raw" -debugcon "file:$work/debug.txt" -global isa-debugcon.iobase=0x402 \
       -bios "$firmware" -device isa-debug-exit,iobase=0xf4,iosize=0x04 \
       -drive "if=none,id=d0,format=raw,file=$work/disk.img" -device ide-hd,drive=d0,bootindex=0
     ;;
   aarch64)
-    set -- qemu-system-aarch64 -accel tcg -machine virt -cpu cortex-a57 -m 256 -nodefaults -display none -no-reboot \
+    set -- qemu-system-aarch64 -accel tcg -machine virt -cpu cortex-a57 -m "${MEMORY:-256}" -nodefaults \
+      -display none -no-reboot \
       -serial "file:$work/console.raw" -chardev "file,id=debug,path=$work/debug.txt" \
       -semihosting-config enable=on,target=native,chardev=debug \
       -bios "$firmware" -boot menu=on,splash-time=0 \
@@ -234,6 +236,7 @@ check_guest_report() {
   ! grep -q 2B992DDFA2326CA5 "$work/guards.txt" || complain "a stack guard is what it was at rest"
   ! grep '^FAIL ' "$work/debug.txt" || complain "guest checks failed"
   ! grep -q -e '!!!!' -e 'Exception' "$work/console.raw" || complain "the firmware met an exception"
+  ! grep -a -e '^ASSERT' "$work/debug.txt" || complain "the firmware met what must not be"
 }
 
 check_results() {

@@ -8,6 +8,7 @@ fi
 build release --target xyl
 for arch in ${1:-x64 aarch64}; do
   XYL=build/release/bin/xyl tests/firmware/run_firmware.sh "$arch"
+  XYL=build/release/bin/xyl WORK=$PWD/build/rom-$arch tests/firmware/run_rom.sh "$arch"
   XYL=build/release/bin/xyl tests/firmware/run_medium.sh "$arch"
   images=build/efi-$arch
   [ "$arch" != x64 ] || images=build/efi
