@@ -53,5 +53,5 @@ edk2_build() (
   for file in build_rule tools_def target; do
     [ -f "Conf/$file.txt" ] || cp "BaseTools/Conf/$file.template" "Conf/$file.txt"
   done
-  build "$@" >"$folder/build.log" 2>&1 || { tail -n 50 "$folder/build.log" >&2; exit 1; }
+  command build "$@" >"$folder/build.log" 2>&1 || { tail -n 50 "$folder/build.log" >&2; exit 1; }
 )

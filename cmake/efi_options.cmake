@@ -29,4 +29,4 @@ add_compile_options(
 
 # The compiler calls these by name, which it decides on when everything else has been linked. Every text and record goes
 # through them: faster is worth its size.
-set_source_files_properties(base/efi_runtime.cpp PROPERTIES COMPILE_OPTIONS "-fno-lto;-Os")
+set_source_files_properties(base/efi_entry.cpp base/efi_runtime.cpp PROPERTIES COMPILE_OPTIONS "-fno-lto;-Os")

@@ -1,5 +1,6 @@
 #include "records/answers.h"
 
+#include "base/bits.h"
 #include "base/text.h"
 #include "records/pointers.h"
 
@@ -41,7 +42,7 @@ static UINTN bytesBehind(const UINT8 *record, const RECORD_POINTER &row, const v
   case POINTER_IDS:
     return count * sizeof(UINT32);
   case POINTER_LEVELS:
-    return static_cast<UINTN>(__builtin_popcount(count)) * sizeof(RAID_LEVEL_PARAMS);
+    return UINTN{countBits(count)} * sizeof(RAID_LEVEL_PARAMS);
   }
   return 0;
 }

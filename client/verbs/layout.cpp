@@ -1,9 +1,10 @@
 #include "client/verbs/layout.h"
 
+#include "base/bits.h"
 #include "records/levels.h"
 
 const RAID_LEVEL_PARAMS *levelOf(const RAID_ADAPTER_RECORD &adapter, UINT64 level) {
-  UINT32 count = static_cast<UINT32>(__builtin_popcount(adapter.SupportedRAIDLevels));
+  UINT32 count = countBits(adapter.SupportedRAIDLevels);
   for (UINT32 i = 0; adapter.RAIDLevelParams != nullptr && i < count; ++i) {
     if (adapter.RAIDLevelParams[i].RAIDLevel == level) {
       return &adapter.RAIDLevelParams[i];

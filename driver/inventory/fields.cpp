@@ -1,3 +1,4 @@
+#include "base/bits.h"
 #include "base/log.h"
 #include "base/pool.h"
 #include "base/text.h"
@@ -183,7 +184,7 @@ static EFI_STATUS addLevelParamsToXML(const RAID_ADAPTER_RECORD *adapter, const 
     return EFI_OUT_OF_RESOURCES;
   }
   const RAID_LEVEL_PARAMS *params = adapter->RAIDLevelParams;
-  UINT32 count = params == nullptr ? 0 : static_cast<UINT32>(__builtin_popcount(adapter->SupportedRAIDLevels));
+  UINT32 count = params == nullptr ? 0 : countBits(adapter->SupportedRAIDLevels);
   checkLevels(adapter, count);
   while (count-- > 0) {
     addRAIDLevelDescToXML(&params[count], container);

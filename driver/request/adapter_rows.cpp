@@ -1,4 +1,5 @@
 // The adapter's rows that need more than their field: the rates' slots, the level mask, the configuration.
+#include "base/bits.h"
 #include "base/log.h"
 #include "base/pool.h"
 #include "driver/request/reader.h"
@@ -21,7 +22,7 @@ EFI_STATUS readRate(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READIN
 }
 
 static UINT32 levelCount(const RAID_ADAPTER_RECORD *adapter) {
-  return static_cast<UINT32>(__builtin_popcount(adapter->SupportedRAIDLevels));
+  return countBits(adapter->SupportedRAIDLevels);
 }
 
 // Gives the adapter an array of one descriptor per level bit, which begins with those it had.

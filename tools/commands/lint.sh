@@ -7,5 +7,5 @@ sources | grep '\.cpp$' | grep -v -e '^tests/' -e '^fuzz/' |
   cppcheck --quiet --std=c++20 --enable=warning,performance,portability --error-exitcode=1 -j "$(nproc)" \
     --inline-suppr -I . -I include --suppress=missingIncludeSystem --file-list=-
 say "clang-tidy"
-sources | grep '\.cpp$' | grep -v -e '^images/' -e '^tests/' -e '^fuzz/' -e '^bench/' -e '^docs/' -e efi_runtime |
+sources | grep '\.cpp$' | grep -v -e '^images/' -e '^tests/' -e '^fuzz/' -e '^bench/' -e '^docs/' -e base/efi_ |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/test-clang

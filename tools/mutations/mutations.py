@@ -30,7 +30,7 @@ SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
 # Rooms of which the host tests run something; what only firmware runs is left out.
 ROOMS = ["base", "records", "driver", "providers", "client", "images", "host"]
-ONLY_FIRMWARE = re.compile("/(efi_runtime|entry)")
+ONLY_FIRMWARE = re.compile("/(efi_|entry)")
 
 # The tests that CTest has, quick ones first: the rooms' programs, run as a whole, and others with the target they need.
 PROGRAMS = ("base xml unload_guard debug_log health binding inventory live request restore sim_controller xml_service "

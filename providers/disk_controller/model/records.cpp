@@ -37,7 +37,7 @@ static UINT64 ourWwn() {
 static EFI_STATUS addAdapter(const VIEW &view, RAID_ANSWER *answer) {
   static CHAR16 name[] = u"RAID over the machine's disks";
   static CHAR16 fqdd[] = u"RAID.Disks.1";
-  static CHAR16 version[] = RAIDXYL_VERSION;
+  static CHAR16 version[] = u"" RAIDXYL_VERSION;
   RAID_ADAPTER_RECORD record;
   startHeader(&record, RAID_OBJECT_ADAPTER, 0, name, fqdd);
   record.WWN = ourWwn();

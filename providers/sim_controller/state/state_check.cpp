@@ -1,4 +1,5 @@
 // Whether a state that came from outside can be worked with.
+#include "base/bits.h"
 #include "providers/sim_controller/buffers.h"
 #include "providers/sim_controller/state/modes.h"
 #include "providers/sim_controller/state/objects.h"
@@ -77,7 +78,7 @@ static const CHAR8 *adapterFault(const SIM_ADAPTER &adapter) {
   CHECK(isIn(adapter.record.CapableSpeeds, RAID_SPEED_ALL), "an adapter speed has no name");
   CHECK(adapter.levelCount <= SIM_LEVEL_CAPACITY, "too many level descriptors");
   CHECK(adapter.levelCount == 0 ||
-            adapter.levelCount == static_cast<UINT32>(__builtin_popcount(adapter.record.SupportedRAIDLevels)),
+            adapter.levelCount == countBits(adapter.record.SupportedRAIDLevels),
         "level descriptors do not match the supported levels");
   for (UINT32 i = 0; i < adapter.levelCount; i++) {
     CHECK(levelIsNamed(adapter.RAIDLevelParams[i]), "a level descriptor has a value without a name");

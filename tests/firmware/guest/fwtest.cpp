@@ -8,7 +8,7 @@
 //   fwtest unload               unloads what load has loaded last
 //   fwtest exit CODE            ends QEMU with a hexadecimal code
 // The shell sees 0, or 21 (aborted) when a check failed.
-#include "base/efi_runtime.h"
+#include "base/efi_entry.h"
 #include "base/pool.h"
 #include "base/text.h"
 #include "images.h"

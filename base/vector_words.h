@@ -1,0 +1,65 @@
+// Sixteen characters in two words, for code that may use no vector registers: every character is calculated with in its
+// eight bits, and none carries into its neighbour.
+#pragma once
+
+#include "uefi/types.h"
+
+namespace words {
+
+inline constexpr UINT64 ONES = 0x0101010101010101;
+inline constexpr UINT64 TOPS = ONES << 7;
+
+struct Vector {
+  UINT64 low;
+  UINT64 high;
+  Vector() = default;
+  constexpr Vector(UINT64 lowWord, UINT64 highWord) : low(lowWord), high(highWord) {}
+  // The same character everywhere, as an operand beside a vector.
+  constexpr Vector(UINT8 each) : low(ONES * each), high(ONES * each) {}
+};
+
+// The top bit of each character that fits.
+struct Mask {
+  UINT64 low;
+  UINT64 high;
+};
+
+constexpr UINT64 difference(UINT64 a, UINT64 b) {
+  return ((a | TOPS) - (b & ~TOPS)) ^ ((a ^ ~b) & TOPS);
+}
+constexpr UINT64 unequal(UINT64 a, UINT64 b) {
+  return ((((a ^ b) & ~TOPS) + ~TOPS) | (a ^ b)) & TOPS;
+}
+constexpr UINT64 below(UINT64 a, UINT64 b) { // what a subtraction borrows
+  return ((~a & b) | (~(a ^ b) & difference(a, b))) & TOPS;
+}
+
+constexpr Vector operator|(Vector a, Vector b) {
+  return {a.low | b.low, a.high | b.high};
+}
+constexpr Vector operator-(Vector a, Vector b) {
+  return {difference(a.low, b.low), difference(a.high, b.high)};
+}
+constexpr Mask operator!=(Vector a, Vector b) {
+  return {unequal(a.low, b.low), unequal(a.high, b.high)};
+}
+constexpr Mask operator==(Vector a, Vector b) {
+  return {unequal(a.low, b.low) ^ TOPS, unequal(a.high, b.high) ^ TOPS};
+}
+constexpr Mask operator<(Vector a, Vector b) {
+  return {below(a.low, b.low), below(a.high, b.high)};
+}
+constexpr Mask operator>(Vector a, Vector b) {
+  return b < a;
+}
+constexpr Mask operator|(Mask a, Mask b) {
+  return {a.low | b.low, a.high | b.high};
+}
+
+constexpr UINTN charactersBefore(Mask mask) {
+  UINT64 half = mask.low != 0 ? mask.low : mask.high;
+  UINTN before = mask.low != 0 ? 0 : sizeof(half);
+  return half == 0 ? sizeof(mask) : before + static_cast<UINTN>(__builtin_ctzll(half)) / 8;
+}
+
+} // namespace words

@@ -1,0 +1,44 @@
+#include "base/vector_words.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+using words::charactersBefore;
+using words::Vector;
+
+static constexpr UINTN SIZE = sizeof(Vector);
+
+// A vector of neighbour but for one place.
+static Vector vectorWith(UINT8 character, UINTN place, UINT8 neighbour) {
+  UINT8 characters[SIZE];
+  std::memset(characters, neighbour, SIZE);
+  characters[place] = character;
+  Vector vector;
+  std::memcpy(static_cast<void *>(&vector), characters, SIZE);
+  return vector;
+}
+
+// The routines of the XML service, whose other vectors are the compiler's, want of these what is true of one character
+// alone: every pair of characters, among neighbours that carry and borrow most.
+static bool holds(UINT8 a, UINT8 b, UINTN place, UINT8 neighbour) {
+  Vector left = vectorWith(a, place, neighbour);
+  Vector right = vectorWith(b, place, neighbour);
+  Vector result = (left | UINT8{0x20}) - b;
+  Vector wanted = vectorWith(static_cast<UINT8>((a | 0x20) - b), place, static_cast<UINT8>((neighbour | 0x20) - b));
+  return charactersBefore(left < right) == (a < b ? place : SIZE) &&
+         charactersBefore(left > right) == (a > b ? place : SIZE) &&
+         charactersBefore(left != right) == (a != b ? place : SIZE) &&
+         charactersBefore(left == a) == (a == neighbour ? 0 : place) &&
+         charactersBefore((left < right) | (left != right)) == (a != b ? place : SIZE) &&
+         charactersBefore(result != wanted) == SIZE && std::memcmp(&result, &wanted, SIZE) == 0;
+}
+
+TEST(VectorWords, CharactersDoNotTouchTheirNeighbours) {
+  for (unsigned pair = 0; pair < 0x10000; ++pair) {
+    UINT8 neighbour = pair % 3 == 0 ? 0 : pair % 3 == 1 ? 0x80 : 0xFF;
+    UINTN place = 5 + pair % 5;
+    ASSERT_TRUE(holds(static_cast<UINT8>(pair), static_cast<UINT8>(pair >> 8), place, neighbour))
+        << pair << " among " << +neighbour << " at " << place;
+  }
+}
