@@ -1,4 +1,5 @@
 #include "base/pool.h"
+#include "base/text.h"
 #include "providers/volumes/state.h"
 
 namespace volumes {
@@ -18,6 +19,21 @@ static bool isOwnVolume(const EFI_BLOCK_IO_PROTOCOL *blockIo) {
   return false;
 }
 
+// Whoever has a disk for itself alone does not let go.
+static bool isHeldAlone(EFI_HANDLE controller) {
+  UINTN count = 0;
+  EFI_OPEN_PROTOCOL_INFORMATION_ENTRY *entries = nullptr;
+  if (EFI_ERROR(g_bootServices->OpenProtocolInformation(controller, &g_blockIoGuid, &entries, &count))) {
+    return false;
+  }
+  bool found = false;
+  for (UINTN i = 0; i < count; ++i) {
+    found = found || (entries[i].Attributes & EFI_OPEN_PROTOCOL_EXCLUSIVE) != 0;
+  }
+  poolFree(entries);
+  return found;
+}
+
 // Whether a whole disk has such metadata at its end. Spares, failed, stale and foreign ones have it too: their halves
 // of a file system are none to be used.
 static EFI_STATUS EFIAPI supported(EFI_DRIVER_BINDING_PROTOCOL *, EFI_HANDLE controller, EFI_DEVICE_PATH_PROTOCOL *) {
@@ -33,6 +49,9 @@ static EFI_STATUS EFIAPI supported(EFI_DRIVER_BINDING_PROTOCOL *, EFI_HANDLE con
   if (media == nullptr || !media->MediaPresent || media->LogicalPartition || media->RemovableMedia ||
       media->BlockSize != DDF_SECTOR || media->LastBlock < DDF_RESERVE || isOwnVolume(blockIo)) {
     return EFI_UNSUPPORTED;
+  }
+  if (isHeldAlone(controller)) {
+    return EFI_ACCESS_DENIED;
   }
   DDF_HEADER anchor;
   EFI_TPL before = g_bootServices->RaiseTPL(EFI_TPL_CALLBACK);
@@ -81,12 +100,16 @@ EFI_DRIVER_BINDING_PROTOCOL g_binding = {supported, start, stop, bindingVersion,
 
 // --- Names ---
 
+static constexpr CHAR8 languages[] = "en-US";
 static CHAR16 g_driverName[] = u"RAID volumes";
 static CHAR16 g_diskName[] = u"Disk of RAID volumes";
 
 static EFI_STATUS EFIAPI getDriverName(EFI_COMPONENT_NAME2_PROTOCOL *, const CHAR8 *language, CHAR16 **name) {
   if (language == nullptr || name == nullptr) {
     return EFI_INVALID_PARAMETER;
+  }
+  if (!textEqual(language, languages)) {
+    return EFI_UNSUPPORTED;
   }
   *name = g_driverName;
   return EFI_SUCCESS;
@@ -98,13 +121,13 @@ static EFI_STATUS EFIAPI getControllerName(EFI_COMPONENT_NAME2_PROTOCOL *, EFI_H
     return EFI_INVALID_PARAMETER;
   }
   Volume *volume = child != nullptr ? volumeOn(child) : nullptr;
-  if (findDisk(controller) == nullptr || (child != nullptr && volume == nullptr)) {
+  if (!textEqual(language, languages) || findDisk(controller) == nullptr || (child != nullptr && volume == nullptr)) {
     return EFI_UNSUPPORTED;
   }
   *name = volume != nullptr ? volume->name : g_diskName;
   return EFI_SUCCESS;
 }
 
-EFI_COMPONENT_NAME2_PROTOCOL g_names = {getDriverName, getControllerName, "en-US"};
+EFI_COMPONENT_NAME2_PROTOCOL g_names = {getDriverName, getControllerName, languages};
 
 } // namespace volumes

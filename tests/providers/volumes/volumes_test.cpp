@@ -279,6 +279,26 @@ TEST(Volumes, WhatIsInUseStays) {
   EXPECT_EQ(name(protocol->Find(protocol, id.bytes, nullptr, nullptr)), name(EFI_NOT_FOUND));
 }
 
+TEST(Volumes, AnswersAsDriversDo) {
+  static const EFI_GUID bindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
+  Box box(disksOf(g_mirror), 1);
+  box.machine.plug(0);
+  auto *binding = box.machine.protocolOn<EFI_DRIVER_BINDING_PROTOCOL>(box.image, bindingGuid);
+  auto supported = [&](size_t disk) { return name(binding->Supported(binding, box.disk(disk), nullptr)); };
+  void *found = nullptr;
+  EXPECT_EQ(supported(0), name(EFI_SUCCESS));
+  EXPECT_EQ(supported(1), name(EFI_ALREADY_STARTED));
+  ASSERT_EQ(box.machine.services->OpenProtocol(box.disk(0), &g_blockIoGuid, &found, box.disk(1), nullptr,
+                                               EFI_OPEN_PROTOCOL_EXCLUSIVE),
+            EFI_SUCCESS);
+  EXPECT_EQ(supported(0), name(EFI_ACCESS_DENIED));
+  box.machine.services->CloseProtocol(box.disk(0), &g_blockIoGuid, box.disk(1), nullptr);
+  auto *names = box.machine.protocolOn<EFI_COMPONENT_NAME2_PROTOCOL>(box.image, g_namesGuid);
+  CHAR16 *text = nullptr;
+  EXPECT_EQ(name(names->GetDriverName(names, "da-DE", &text)), name(EFI_UNSUPPORTED));
+  EXPECT_EQ(name(names->GetControllerName(names, box.disk(1), nullptr, "enus", &text)), name(EFI_UNSUPPORTED));
+}
+
 // The controller over the same disks: a volume is none of them, and it takes a volume away before that ends, or leaves
 // both.
 TEST(Volumes, TheControllerTakesVolumesAwayBeforeTheyEnd) {
