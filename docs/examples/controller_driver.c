@@ -91,7 +91,7 @@ static RAID_VD_RECORD *FindVolume(UINT32 Id) {
 
 typedef struct OBJECTS {
   UINT32 ObjectType;
-  const void *Records; // 512 bytes each; ObjectID 0: none
+  void *Records; // 512 bytes each; ObjectID 0: none
   UINT32 Count;
 } OBJECTS;
 
@@ -126,7 +126,7 @@ static EFI_STATUS Get(const RAID_CMD_BLOCK *Block, RAID_CMD_RESULT *Result) {
   }
   UINT32 Found = 0;
   for (UINT32 i = 0; i < Objects->Count; ++i) {
-    const UINT8 *Record = (const UINT8 *)Objects->Records + (UINTN)i * RAID_RECORD_SIZE;
+    UINT8 *Record = (UINT8 *)Objects->Records + (UINTN)i * RAID_RECORD_SIZE;
     if (IsWanted(Block, ((const RAID_RECORD_HEADER *)Record)->ObjectID)) {
       g_Bs->CopyMem((UINT8 *)Answer + (UINTN)Found * RAID_RECORD_SIZE, Record, RAID_RECORD_SIZE);
       Found += 1;

@@ -19,7 +19,7 @@ static EFI_STATUS GetOne(EFI_BOOT_SERVICES *Bs, RAID_XYL_PROTOCOL *Xyl, DOCUMENT
 EFI_STATUS GetInventories(EFI_SYSTEM_TABLE *SystemTable, DOCUMENT_CONSUMER Consume);
 
 EFI_STATUS GetInventories(EFI_SYSTEM_TABLE *SystemTable, DOCUMENT_CONSUMER Consume) {
-  static const EFI_GUID RaidXylGuid = RAID_XYL_PROTOCOL_GUID;
+  static EFI_GUID RaidXylGuid = RAID_XYL_PROTOCOL_GUID;
   EFI_BOOT_SERVICES *Bs = SystemTable->BootServices;
   UINTN Count = 0;
   EFI_HANDLE *Handles = NULL;

@@ -14,7 +14,9 @@ static CHAR8 *PoolCopy(EFI_BOOT_SERVICES *Bs, const CHAR8 *Text, UINT32 *Size) {
   if (EFI_ERROR(Bs->AllocatePool(EfiBootServicesData, *Size, &Copy))) {
     return NULL;
   }
-  Bs->CopyMem(Copy, Text, *Size);
+  for (UINT32 i = 0; i < *Size; ++i) {
+    ((CHAR8 *)Copy)[i] = Text[i];
+  }
   return (CHAR8 *)Copy;
 }
 
