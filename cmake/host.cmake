@@ -13,6 +13,7 @@ target_link_libraries(raidxyl_providers PUBLIC raidxyl)
 add_subdirectory(host)
 
 include(cmake/install.cmake)
+include(cmake/edk2.cmake)
 
 option(RAIDXYL_TESTS "Build the host tests" ON)
 if(RAIDXYL_TESTS)

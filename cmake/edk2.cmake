@@ -1,0 +1,28 @@
+# The package for EDK II trees, edk2/RaidXylPkg, names the sources that stand here. It is made of the images and rooms of
+# this build: what they are is written down, and the target edk2_package makes the package's files of it.
+set(lines "version ${PROJECT_VERSION}\n")
+set(rooms "")
+foreach(image ${RAIDXYL_IMAGES})
+  list(JOIN RAIDXYL_IMAGE_${image} " " words)
+  string(APPEND lines "image ${image} ${words}\n")
+  list(SUBLIST RAIDXYL_IMAGE_${image} 2 -1 image_rooms)
+  list(APPEND rooms ${image_rooms})
+endforeach()
+list(REMOVE_DUPLICATES rooms)
+foreach(room ${rooms})
+  if(TARGET room_${room})
+    get_target_property(folder room_${room} SOURCE_DIR)
+    get_target_property(sources room_${room} SOURCES)
+    foreach(source ${sources})
+      cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${folder})
+      cmake_path(RELATIVE_PATH source BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
+      string(APPEND lines "source ${room} ${source}\n")
+    endforeach()
+  endif()
+endforeach()
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/images.txt CONTENT "${lines}" @ONLY)
+
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+set(RAIDXYL_MAKE_PACKAGE Python3::Interpreter ${PROJECT_SOURCE_DIR}/tools/edk2/make_package.py
+                         ${PROJECT_BINARY_DIR}/images.txt ${PROJECT_SOURCE_DIR}/edk2/RaidXylPkg)
+add_custom_target(edk2_package COMMAND ${RAIDXYL_MAKE_PACKAGE})

@@ -1,0 +1,1 @@
+#define RAIDXYL_VERSION "0.9.0"
