@@ -44,6 +44,6 @@ inline UINTN charactersBefore(VECTOR_MASK mask) {
   UINT64 bits = reinterpret_cast<UINT64>(__builtin_convertvector(reinterpret_cast<PAIRS>(mask) >> 4, HALF));
   return bits == 0 ? VECTOR_SIZE : static_cast<UINTN>(__builtin_ctzll(bits)) / 4;
 #else
-  return words::charactersBefore(mask);
+  return words::unmarkedBefore(mask);
 #endif
 }

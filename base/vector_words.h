@@ -56,7 +56,7 @@ constexpr Mask operator|(Mask a, Mask b) {
   return {a.low | b.low, a.high | b.high};
 }
 
-constexpr UINTN charactersBefore(Mask mask) {
+constexpr UINTN unmarkedBefore(Mask mask) {
   UINT64 half = mask.low != 0 ? mask.low : mask.high;
   UINTN before = mask.low != 0 ? 0 : sizeof(half);
   return half == 0 ? sizeof(mask) : before + static_cast<UINTN>(__builtin_ctzll(half)) / 8;

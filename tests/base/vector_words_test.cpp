@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-using words::charactersBefore;
+using words::unmarkedBefore;
 using words::Vector;
 
 static constexpr UINTN SIZE = sizeof(Vector);
@@ -26,12 +26,12 @@ static bool holds(UINT8 a, UINT8 b, UINTN place, UINT8 neighbour) {
   Vector right = vectorWith(b, place, neighbour);
   Vector result = (left | UINT8{0x20}) - b;
   Vector wanted = vectorWith(static_cast<UINT8>((a | 0x20) - b), place, static_cast<UINT8>((neighbour | 0x20) - b));
-  return charactersBefore(left < right) == (a < b ? place : SIZE) &&
-         charactersBefore(left > right) == (a > b ? place : SIZE) &&
-         charactersBefore(left != right) == (a != b ? place : SIZE) &&
-         charactersBefore(left == a) == (a == neighbour ? 0 : place) &&
-         charactersBefore((left < right) | (left != right)) == (a != b ? place : SIZE) &&
-         charactersBefore(result != wanted) == SIZE && std::memcmp(&result, &wanted, SIZE) == 0;
+  return unmarkedBefore(left < right) == (a < b ? place : SIZE) &&
+         unmarkedBefore(left > right) == (a > b ? place : SIZE) &&
+         unmarkedBefore(left != right) == (a != b ? place : SIZE) &&
+         unmarkedBefore(left == a) == (a == neighbour ? 0 : place) &&
+         unmarkedBefore((left < right) | (left != right)) == (a != b ? place : SIZE) &&
+         unmarkedBefore(result != wanted) == SIZE && std::memcmp(&result, &wanted, SIZE) == 0;
 }
 
 TEST(VectorWords, CharactersDoNotTouchTheirNeighbours) {
