@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Boots guest/fwhealth.efi in real firmware, reads what it prints, then goes with keys to the firmware's Driver Health
 page and looks for the same lines there: check_health.py x64|aarch64 IMAGES WORK.
+Environment: LIMIT, MEMORY, and for x64 FIRMWARE and ACCEL, as in run_firmware.sh.
 """
 import os
 import re
@@ -9,17 +10,19 @@ import subprocess
 import sys
 import time
 
-LIMIT = 150  # seconds, for all of it
+LIMIT = int(os.environ.get("LIMIT", "150"))  # seconds, for all of it
+OTHERS = {"accel": os.environ.get("ACCEL", "tcg"), "memory": os.environ.get("MEMORY", "256"),
+          "firmware": os.environ.get("FIRMWARE", "/usr/share/ovmf/OVMF.fd")}
 DOWN = b"\x1b[B"
 FIRMWARE = {
-    "x64": ("BOOTX64.EFI", "qemu-system-x86_64 -accel tcg -machine q35 -bios /usr/share/ovmf/OVMF.fd "
+    "x64": ("BOOTX64.EFI", "qemu-system-x86_64 -accel {accel} -machine q35 -bios {firmware} "
             "-device ide-hd,drive=d0,bootindex=0 -debugcon file:{work}/debug.txt -global isa-debugcon.iobase=0x402"),
     "aarch64": ("BOOTAA64.EFI", "qemu-system-aarch64 -accel tcg -machine virt -cpu cortex-a57 "
                 "-bios /usr/share/qemu-efi-aarch64/QEMU_EFI.fd -boot menu=on,splash-time=0 "
                 "-device virtio-blk-device,drive=d0,bootindex=0 -chardev file,id=debug,path={work}/debug.txt "
                 "-semihosting-config enable=on,target=native,chardev=debug"),
 }
-COMMON = " -m 256 -nodefaults -display none -no-reboot -serial stdio -drive if=none,id=d0,format=raw,file={work}/disk.img"
+COMMON = " -m {memory} -nodefaults -display none -no-reboot -serial stdio -drive if=none,id=d0,format=raw,file={work}/disk.img"
 
 
 def make_disk(images, work, boot_file):
@@ -97,7 +100,7 @@ def main():
     arch, images, work = sys.argv[1:]
     boot_file, machine = FIRMWARE[arch]
     make_disk(images, work, boot_file)
-    console = Console((machine + COMMON).format(work=work))
+    console = Console((machine + COMMON).format(work=work, **OTHERS))
     try:
         console.want("health done")
         lines = printed_lines(console, "en-US")

@@ -46,7 +46,7 @@ check_sections() {
     $1 == "]" && write && execute { print name " is writable and executable"; write = 0 }
     $1 == "]" && write && name ~ /^[.](text|rdata|reloc|sbom|sbat)/ { print name " is writable"; write = 0 }
     $1 == "IMAGE_SCN_MEM_DISCARDABLE" { discarded = discarded name }
-    END { if (discarded != ".sbom.reloc" && discarded != ".reloc.sbom") print discarded " are discarded, not .sbom and .reloc" }
+    END { if (discarded !~ /^[.](sbom[.]reloc|reloc[.]sbom)$/) print "not .sbom and .reloc are discarded: " discarded }
     END { if (count == 0 || code != 1) print count " sections, " code " with code" }
   ' "$headers" >"$headers.bad"
   while read -r line; do

@@ -1,8 +1,9 @@
 #!/bin/sh
-# Boots media that 'run medium' makes, in real firmware under QEMU, without KVM, and looks at what they left.
+# Boots media that 'run medium' makes, in real firmware under QEMU, and looks at what they left.
 #   run_medium.sh x64|aarch64
 # Environment: IMAGES_X64, IMAGES_AA64 the images (build/efi, build/efi-aarch64), XYL the host client, WORK the folder for
-# media and results (build/medium-ARCH), LIMIT seconds until QEMU is stopped, STORIES those to tell instead of all.
+# media and results (build/medium-ARCH), LIMIT seconds until QEMU is stopped, STORIES those to tell instead of all,
+# FIRMWARE, MEMORY and ACCEL as in run_firmware.sh.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -14,7 +15,7 @@ export XYL
 case $arch in
 x64)
   qemu="qemu-system-x86_64 -machine q35,smm=on"
-  firmware="-bios /usr/share/ovmf/OVMF.fd"
+  firmware="-bios ${FIRMWARE:-/usr/share/ovmf/OVMF.fd}"
   secure_code=/usr/share/OVMF/OVMF_CODE_4M.secboot.fd
   network_code=/usr/share/OVMF/OVMF_CODE_4M.fd
   store=/usr/share/OVMF/OVMF_VARS_4M.snakeoil.fd
@@ -30,7 +31,8 @@ aarch64)
   ;;
 *) echo "usage: run_medium.sh x64|aarch64" && exit 2 ;;
 esac
-qemu="$qemu -accel tcg -m 256 -nodefaults -display none -no-reboot
+[ "$arch" = x64 ] || ACCEL=tcg
+qemu="$qemu -accel ${ACCEL:-tcg} -m ${MEMORY:-256} -nodefaults -display none -no-reboot
   -smbios type=1,manufacturer=Norvik,product=Box,serial=SN/42,uuid=01234567-89ab-cdef-0123-456789abcdef"
 work=${WORK:-$root/build/medium-$arch}
 rm -rf "$work"

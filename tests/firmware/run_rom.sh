@@ -7,4 +7,4 @@ here=$(cd "$(dirname "$0")" && pwd)
 rom=$(mktemp)
 trap 'rm -f "$rom"' EXIT
 "$here/../../tools/make_rom.sh" "$rom"
-JOBS=$here/rom.txt QEMU_OPTIONS="-device pci-testdev,romfile=$rom" "$here/run_firmware.sh" "$1"
+JOBS=${JOBS:-$here/rom.txt} QEMU_OPTIONS="-device pci-testdev,romfile=$rom" "$here/run_firmware.sh" "$1"

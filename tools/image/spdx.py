@@ -31,7 +31,8 @@ def package(kind, name, version, **more):
 
 def file_entry(path, name):
     data = path.read_bytes()
-    sums = [{"algorithm": kind.upper(), "checksumValue": hashlib.new(kind, data).hexdigest()} for kind in ("sha1", "sha256")]
+    sums = [{"algorithm": kind.upper(), "checksumValue": hashlib.new(kind, data).hexdigest()}
+            for kind in ("sha1", "sha256")]
     return {"SPDXID": spdx_id("File", name), "fileName": "./" + name, "checksums": sums,
             "licenseConcluded": NOT_SAID, "copyrightText": NOT_SAID}
 
