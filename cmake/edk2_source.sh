@@ -19,10 +19,9 @@ APT::Sandbox::User "root";
 APT
 }
 
-# The distribution's shell wants a library that only firmware with Secure Boot has: that patch of its is taken back.
-
-# edk2_source FOLDER: leaves the sources (30 MB to fetch) in FOLDER/source and the base tools built in it, once; FOLDER is
-# an absolute name, and two calls wait for each other.
+# edk2_source FOLDER: leaves the sources (17 MB to fetch) in FOLDER/source and the base tools built in it, once; FOLDER is
+# an absolute name, and two calls wait for each other. The distribution's shell wants a library that only firmware with
+# Secure Boot has: that patch of its is taken back.
 edk2_source() (
   mkdir -p "$1"
   exec 9>"$1/lock"
