@@ -9,7 +9,7 @@ import re
 import subprocess
 import sys
 
-IMAGES = ["RaidXyl", "XmlService", "DebugLog", "RaidSim", "RaidDisks", "RaidHealth", "xyl", "RaidBoot"]
+IMAGES = ["RaidXyl", "XmlService", "DebugLog", "RaidSim", "RaidDisks", "RaidHealth", "RaidSetup", "xyl", "RaidBoot"]
 TEXTS, OTHER = "texts", "other"
 
 

@@ -1,6 +1,6 @@
 #include "client/commands.h"
 
-static constexpr auto g_all = joined(g_workCommands, g_logCommand, g_helpCommand);
+static constexpr auto g_all = joined(g_workCommands, g_setupCommand, g_logCommand, g_helpCommand);
 static_assert(areWhole(g_all, XYL_FRONT_SHELL), "a command lacks its name, a text or its routine");
 static_assert(areDistinct(g_all), "two commands have the same name, or one is called as the group of another");
 

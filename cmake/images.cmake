@@ -14,5 +14,6 @@ describe_image(RaidSim efi_boot_service_driver RaidSimEntry base records sim_con
 describe_image(RaidDisks efi_boot_service_driver RaidDisksEntry base records log_user ddf ddf_change disk_controller)
 describe_image(RaidVolumes efi_boot_service_driver RaidVolumesEntry base log_user ddf volume_map volumes)
 describe_image(RaidHealth efi_boot_service_driver RaidHealthEntry base health)
-describe_image(xyl efi_application XylEntry ${DRIVER_ROOMS} client firmware_images shell)
-describe_image(RaidBoot efi_application MediumEntry ${DRIVER_ROOMS} client firmware_images medium)
+describe_image(RaidSetup efi_boot_service_driver RaidSetupEntry base records fitting xml health setup)
+describe_image(xyl efi_application XylEntry ${DRIVER_ROOMS} fitting client firmware_images shell)
+describe_image(RaidBoot efi_application MediumEntry ${DRIVER_ROOMS} fitting client firmware_images medium)

@@ -34,6 +34,20 @@ inline constexpr XYL_COMMAND g_getCommand = {
     .Run = runGet,
 };
 
+// Not of the host program.
+inline constexpr XYL_COMMAND g_setupCommand = {
+    .Name = "setup",
+    .Options = CONTROLLER_OPTIONS,
+    .Need = needController,
+    .ChangesController = true,
+    .Summary = "opens the controller's page in the firmware's setup",
+    .Description = "Shows the page that RaidSetup.efi adds to the setup's Device Manager, and returns when it is left. "
+                   "What is done there is done at once, but for modes and rates, which F10 saves.",
+    .ShellExamples = "xyl setup\n"
+                     "xyl setup -c 2",
+    .Run = runSetup,
+};
+
 inline constexpr XYL_COMMAND g_logCommand = {
     .Name = "log",
     .Options = WORLD_OPTIONS | optionSet(XYL_OPTION_JSON),

@@ -123,8 +123,7 @@ static XYL_RESULT chooseIndex(const XYL_CONTEXT &context, const CONTROLLERS &con
   return succeeded();
 }
 
-// The handle of the controller that -c chooses, or of the only one.
-static XYL_RESULT chooseHandle(const XYL_CONTEXT &context, EFI_HANDLE *chosen) {
+XYL_RESULT selectHandle(const XYL_CONTEXT &context, EFI_HANDLE *chosen) {
   CONTROLLERS controllers;
   XYL_RESULT result = findControllers(context, &controllers);
   if (isFailure(result)) {
@@ -155,7 +154,7 @@ XYL_RESULT managementOf(const XYL_CONTEXT &context, EFI_HANDLE handle, RAID_MGMT
 
 static XYL_RESULT chooseOperations(const XYL_CONTEXT &context, EFI_HANDLE *handle, RAID_XYL_PROTOCOL **operations) {
   void *found = nullptr;
-  XYL_RESULT result = chooseHandle(context, handle);
+  XYL_RESULT result = selectHandle(context, handle);
   if (!isFailure(result)) {
     result = openOn(context, *handle, g_raidXylGuid, &found);
     *operations = static_cast<RAID_XYL_PROTOCOL *>(found);

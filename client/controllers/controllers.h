@@ -25,6 +25,8 @@ bool isControllerNumber(const CHAR8 *text);
 
 // The operations of the controller that -c chooses, or of the only one. Failures come with a message.
 XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations);
+// The same, and its handle alone.
+XYL_RESULT selectHandle(const XYL_CONTEXT &context, EFI_HANDLE *handle);
 
 // A controller that a command works on.
 struct CONTROLLER {
@@ -66,3 +68,5 @@ XYL_RESULT runList(const XYL_CONTEXT &context);
 XYL_RESULT runIdentify(const XYL_CONTEXT &context);
 XYL_RESULT runGet(const XYL_CONTEXT &context);
 XYL_RESULT runLog(const XYL_CONTEXT &context);
+// The one that shows it in the firmware's setup, which only firmware has: setup.
+XYL_RESULT runSetup(const XYL_CONTEXT &context);

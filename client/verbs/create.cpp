@@ -36,7 +36,7 @@ static XYL_RESULT readLevel(const XYL_CONTEXT &context, const RAID_ADAPTER_RECOR
     return wrongUsage();
   }
   XYL_RESULT result = readValue(context, XYL_OPTION_LEVEL, g_raidLevelTable, adapter.SupportedRAIDLevels, &level);
-  creation->Level = isFailure(result) ? nullptr : levelOf(adapter, level);
+  creation->Level = isFailure(result) ? nullptr : fitting::levelOf(adapter, level);
   if (!isFailure(result) && creation->Level == nullptr) {
     complain(context.Front, "the controller does not describe %a", GetNameFromValue(level, g_raidLevelTable));
     return failed(EFI_UNSUPPORTED);

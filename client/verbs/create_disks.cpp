@@ -1,41 +1,12 @@
 #include "client/verbs/create_disks.h"
 
 #include "base/pool.h"
-#include "base/sort.h"
 #include "base/text.h"
 
 // --- Disks that are picked: --count ---
 
-// Numbers by which disks are sorted and told apart, the most important first. Disks are of one kind when the first
-// three agree.
-#define KIND_TRAITS 3
-#define TRAIT_COUNT 6
-
-struct TRAITS {
-  UINT64 Values[TRAIT_COUNT];
-};
-
-static TRAITS traitsOf(const RAID_PD_RECORD &disk) {
-  return {{UINT64{disk.Attributes} & RAID_PD_ATTRIBUTE_SSD, disk.Protocol,
-           UINT64{disk.Attributes} & RAID_PD_ATTRIBUTE_FDE, disk.Size, disk.EnclosureObjectID, disk.Slot}};
-}
-
-// Below, at or above zero, by the traits from first to last.
-static int compareTraits(const RAID_PD_RECORD &a, const RAID_PD_RECORD &b, UINTN first, UINTN last) {
-  TRAITS left = traitsOf(a);
-  TRAITS right = traitsOf(b);
-  for (UINTN i = first; i <= last; ++i) {
-    if (left.Values[i] != right.Values[i]) {
-      return left.Values[i] < right.Values[i] ? -1 : 1;
-    }
-  }
-  return 0;
-}
-
-static void sortDisks(const RAID_CONFIG &config, UINT32 *places, UINT32 count, UINTN first) {
-  const RAID_PD_RECORD *disks = config.physicalDisks;
-  sortArray(places, count,
-            [&](UINT32 a, UINT32 b) { return compareTraits(disks[a], disks[b], first, TRAIT_COUNT - 1) < 0; });
+static fitting::Disks disksOf(const RAID_CONFIG &config) {
+  return {config.physicalDisks, config.physicalDiskCount};
 }
 
 static bool isChosen(const CHOICE &choice, UINT32 place) {
@@ -51,37 +22,15 @@ static bool isChosen(const CHOICE &choice, UINT32 place) {
 static void collectCandidates(const RAID_CONFIG &config, const CREATION &creation, CHOICE *candidates) {
   for (UINT32 i = 0; i < config.physicalDiskCount; ++i) {
     const RAID_PD_RECORD &disk = config.physicalDisks[i];
-    DISK_KINDS kinds = {};
-    addKind(&kinds, disk);
-    if (isFree(disk) && !isChosen(creation.Spares, i) && whyNotTogether(*creation.Level, kinds) == nullptr &&
-        disk.Size >= shareOf(creation.Layout, creation.Size)) {
+    fitting::Kinds kinds = {};
+    fitting::addKind(&kinds, disk);
+    if (fitting::isFree(disk) && !isChosen(creation.Spares, i) &&
+        fitting::judgeKinds(*creation.Level, kinds) == fitting::Verdict::fits &&
+        disk.Size >= fitting::shareOf(creation.Layout, creation.Size)) {
       candidates->Places[candidates->Count++] = i;
     }
   }
-  sortDisks(config, candidates->Places, candidates->Count, 0);
-}
-
-// Where count candidates of one kind begin, of which the largest is as small as can be, and then the smallest as large;
-// candidates.Count when there are not that many of a kind.
-static UINT32 bestRow(const RAID_CONFIG &config, const CHOICE &candidates, UINT32 count) {
-  UINT32 best = candidates.Count;
-  const RAID_PD_RECORD *bestFirst = nullptr;
-  const RAID_PD_RECORD *bestLast = nullptr;
-  for (UINT32 at = 0; count <= candidates.Count && at <= candidates.Count - count; ++at) {
-    const RAID_PD_RECORD *first = &config.physicalDisks[candidates.Places[at]];
-    const RAID_PD_RECORD *last = &config.physicalDisks[candidates.Places[at + count - 1]];
-    if (compareTraits(*first, *last, 0, KIND_TRAITS - 1) != 0) {
-      continue;
-    }
-    bool isBetter = bestLast == nullptr || last->Size < bestLast->Size ||
-                    (last->Size == bestLast->Size && first->Size > bestFirst->Size);
-    if (isBetter) {
-      best = at;
-      bestFirst = first;
-      bestLast = last;
-    }
-  }
-  return best;
+  fitting::sortByKind(disksOf(config), candidates->Places, candidates->Count);
 }
 
 static void sayMembers(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHOICE &members) {
@@ -108,12 +57,12 @@ static XYL_RESULT pickMembers(const XYL_CONTEXT &context, const RAID_CONFIG &con
     return failed(EFI_OUT_OF_RESOURCES);
   }
   collectCandidates(config, *creation, &candidates);
-  UINT32 at = bestRow(config, candidates, count);
+  UINT32 at = fitting::bestRow(disksOf(config), candidates.Places, candidates.Count, count);
   bool found = at < candidates.Count;
   if (found) {
     copyBytes(creation->Members.Places, candidates.Places + at, count * sizeof(UINT32));
     creation->Members.Count = count;
-    sortDisks(config, creation->Members.Places, count, TRAIT_COUNT - 2);
+    fitting::sortByPlace(disksOf(config), creation->Members.Places, count);
     sayMembers(context, config, creation->Members);
   } else {
     WORD_LIST ready = {};
@@ -133,7 +82,7 @@ static XYL_RESULT pickMembers(const XYL_CONTEXT &context, const RAID_CONFIG &con
 static XYL_RESULT checkFree(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHOICE &disks, bool shared) {
   for (UINT32 i = 0; i < disks.Count; ++i) {
     const RAID_PD_RECORD &disk = config.physicalDisks[disks.Places[i]];
-    if (!isFree(disk) && (!shared || roomOf(disk) == 0)) {
+    if (!fitting::isFree(disk) && (!shared || fitting::roomOf(disk) == 0)) {
       WORD_LIST name = {};
       WORD_LIST ready = {};
       appendDisk(name, "", config, disk);
@@ -157,17 +106,18 @@ static XYL_RESULT checkSpares(const XYL_CONTEXT &context, const RAID_CONFIG &con
 }
 
 static XYL_RESULT checkKinds(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CREATION &creation) {
-  DISK_KINDS kinds = {};
+  fitting::Kinds kinds = {};
   const CHOICE *choices[] = {&creation.Members, &creation.Spares};
   for (const CHOICE *disks : choices) {
     for (UINT32 i = 0; i < disks->Count; ++i) {
       const RAID_PD_RECORD &disk = config.physicalDisks[disks->Places[i]];
-      addKind(&kinds, disk);
-      const CHAR8 *why = whyNotTogether(*creation.Level, kinds);
-      if (why != nullptr) {
+      fitting::addKind(&kinds, disk);
+      fitting::Verdict verdict = fitting::judgeKinds(*creation.Level, kinds);
+      if (verdict != fitting::Verdict::fits) {
         WORD_LIST kind = {};
         appendKind(kind, "", disk);
-        complain(context.Front, "disk %d, a %a, cannot be in it: %a", disk.ObjectID, kind.Text, why);
+        complain(context.Front, "disk %d, a %a, cannot be in it: %a", disk.ObjectID, kind.Text,
+                 whyNotTogether(verdict));
         return refused();
       }
     }
@@ -178,7 +128,7 @@ static XYL_RESULT checkKinds(const XYL_CONTEXT &context, const RAID_CONFIG &conf
 static UINT64 smallestOf(const RAID_CONFIG &config, const CHOICE &disks) {
   UINT64 smallest = ~0ULL;
   for (UINT32 i = 0; i < disks.Count; ++i) {
-    UINT64 size = roomOf(config.physicalDisks[disks.Places[i]]);
+    UINT64 size = fitting::roomOf(config.physicalDisks[disks.Places[i]]);
     smallest = size < smallest ? size : smallest;
   }
   return smallest;
@@ -186,16 +136,16 @@ static UINT64 smallestOf(const RAID_CONFIG &config, const CHOICE &disks) {
 
 static XYL_RESULT checkRoom(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CREATION &creation) {
   UINT64 member = smallestOf(config, creation.Members);
-  UINT64 share = shareOf(creation.Layout, creation.Size);
+  UINT64 share = fitting::shareOf(creation.Layout, creation.Size);
   CHAR8 size[SIZE_TEXT_CAPACITY];
   if (share > member) {
-    formatSize(size, member * creation.Layout.DataMembers);
+    formatSize(size, member * creation.Layout.dataMembers);
     complain(context.Front, "--size %a is more than the disks have room for, which is %a",
              context.Request->Options[XYL_OPTION_SIZE], size);
     return refused();
   }
   UINT64 wanted = creation.Size != 0 ? share : member;
-  if (creation.Layout.DataMembers != 0 && smallestOf(config, creation.Spares) < wanted) {
+  if (creation.Layout.dataMembers != 0 && smallestOf(config, creation.Spares) < wanted) {
     formatSize(size, wanted);
     complain(context.Front, "the spare is smaller than what each member holds, which is %a", size);
     return refused();

@@ -9,7 +9,7 @@ struct CREATION {
   UINT64 Size;   // 0: all there is
   UINT32 Stripe; // 0: the controller's default, also Cache
   UINT32 Cache;
-  LAYOUT Layout;
+  fitting::Layout Layout;
   CHOICE Members;
   CHOICE Spares;
 };

@@ -2,6 +2,7 @@
 
 #include "base/pool.h"
 #include "base/text.h"
+#include "fitting/fitting.h"
 #include "records/ids.h"
 
 static constexpr UINT32 SEVERAL = ID_NONE - 1;
@@ -169,25 +170,8 @@ void freeChoice(CHOICE *choice) {
 
 // --- States ---
 
-static bool isUsable(const RAID_PD_RECORD &disk) {
-  bool isLocked = disk.SecureState == RAID_SECURE_STATE_LOCKED || disk.SecureState == RAID_SECURE_STATE_FOREIGN;
-  return disk.Hotspare == RAID_HOTSPARE_NONE && !isLocked;
-}
-
-bool isFree(const RAID_PD_RECORD &disk) {
-  return disk.State == RAID_STATE_READY && isUsable(disk);
-}
-
-UINT64 roomOf(const RAID_PD_RECORD &disk) {
-  if (disk.State == RAID_STATE_ONLINE && isUsable(disk)) {
-    // What alignment has left over is no room.
-    return disk.FreeSize > disk.Size >> 16 ? disk.FreeSize : 0;
-  }
-  return isFree(disk) ? disk.Size : 0;
-}
-
 const CHAR8 *stateOf(const RAID_PD_RECORD &disk) {
-  if (disk.State == RAID_STATE_ONLINE && roomOf(disk) == 0) {
+  if (disk.State == RAID_STATE_ONLINE && fitting::roomOf(disk) == 0) {
     return "Online and full";
   }
   if (disk.State != RAID_STATE_READY) {
@@ -198,7 +182,7 @@ const CHAR8 *stateOf(const RAID_PD_RECORD &disk) {
 
 void appendFree(WORD_LIST &list, const RAID_CONFIG &config) {
   for (UINT32 i = 0; i < config.physicalDiskCount; ++i) {
-    if (isFree(config.physicalDisks[i])) {
+    if (fitting::isFree(config.physicalDisks[i])) {
       appendNumber(list, ", ", config.physicalDisks[i].ObjectID);
     }
   }

@@ -24,11 +24,6 @@ XYL_RESULT chooseOperands(const XYL_CONTEXT &context, const RAID_CONFIG &config,
 // Room for count places; false without memory.
 bool makeChoice(CHOICE *choice, UINT32 count);
 
-// Whether the disk is free: Ready, no hot spare, and not locked.
-bool isFree(const RAID_PD_RECORD &disk);
-// What a virtual disk can take of the disk, in the disk's unit: of a free one all, of one that is Online what others
-// have left, of any other nothing.
-UINT64 roomOf(const RAID_PD_RECORD &disk);
 // What a disk is that is not free: "Online", "Online and full", "a hot spare".
 const CHAR8 *stateOf(const RAID_PD_RECORD &disk);
 // The ids of the free disks.

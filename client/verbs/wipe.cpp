@@ -3,6 +3,7 @@
 #include "base/pool.h"
 #include "client/command_line/command_line.h"
 #include "driver/controller/controller.h"
+#include "fitting/fitting.h"
 #include "uefi/storage.h"
 
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
@@ -74,7 +75,7 @@ XYL_RESULT planWipe(const XYL_CONTEXT &context, const CONTROLLER &controller, RA
   }
   for (UINT32 i = 0; i < choice.Count && !isFailure(result); ++i) {
     RAID_PD_RECORD *record = &config->physicalDisks[choice.Places[i]];
-    if (!isFree(*record)) {
+    if (!fitting::isFree(*record)) {
       result = addDisk(context, disks, *config, record, wipe);
     }
   }
@@ -174,7 +175,7 @@ static XYL_RESULT checkWiped(const XYL_CONTEXT &context, const CONTROLLER &contr
     while (at < count && records[at].ObjectID != wipe.Disks[i].ObjectId) {
       ++at;
     }
-    if (at == count || !isFree(records[at])) {
+    if (at == count || !fitting::isFree(records[at])) {
       complain(context.Front, "disk %a was wiped and still is not free", wipe.Disks[i].Name.Text);
       result = failed(EFI_DEVICE_ERROR);
     }

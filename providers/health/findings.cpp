@@ -3,13 +3,7 @@
 #include "base/sort.h"
 #include "base/text.h"
 
-struct GET_ANSWER {
-  EFI_STATUS Status;
-  RAID_CMD_RESULT Result;
-  UINT32 Count;
-};
-
-static GET_ANSWER getAll(RAID_MGMT_PROTOCOL *mgmt, UINT32 objectType) {
+GET_ANSWER getAll(RAID_MGMT_PROTOCOL *mgmt, UINT32 objectType) {
   RAID_CMD_BLOCK block = {};
   block.Revision = 2;
   block.Command = RAID_COMMAND_GET;
@@ -23,7 +17,7 @@ static GET_ANSWER getAll(RAID_MGMT_PROTOCOL *mgmt, UINT32 objectType) {
   return answer;
 }
 
-static void giveBack(RAID_MGMT_PROTOCOL *mgmt, const GET_ANSWER &answer) {
+void giveBack(RAID_MGMT_PROTOCOL *mgmt, const GET_ANSWER &answer) {
   if (answer.Result.Data != nullptr) {
     mgmt->FreeRecords(mgmt, answer.Result.Data, answer.Count);
   }
@@ -172,15 +166,20 @@ static bool addAll(POOL_ARRAY<FINDING> *findings, const GET_ANSWER &virtualDisks
   return added;
 }
 
-EFI_STATUS findFaults(RAID_MGMT_PROTOCOL *mgmt, POOL_ARRAY<FINDING> *findings) {
-  GET_ANSWER virtualDisks = getAll(mgmt, RAID_OBJECT_VIRTUAL_DISK);
-  GET_ANSWER disks = getAll(mgmt, RAID_OBJECT_PHYSICAL_DISK);
+EFI_STATUS findFaults(const GET_ANSWER &virtualDisks, const GET_ANSWER &disks, POOL_ARRAY<FINDING> *findings) {
   DISKS known = {};
   bool added = addAll(findings, virtualDisks, disks, &known);
   poolFree(known.Ids);
+  return added ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+}
+
+EFI_STATUS findFaults(RAID_MGMT_PROTOCOL *mgmt, POOL_ARRAY<FINDING> *findings) {
+  GET_ANSWER virtualDisks = getAll(mgmt, RAID_OBJECT_VIRTUAL_DISK);
+  GET_ANSWER disks = getAll(mgmt, RAID_OBJECT_PHYSICAL_DISK);
+  EFI_STATUS status = findFaults(virtualDisks, disks, findings);
   giveBack(mgmt, disks);
   giveBack(mgmt, virtualDisks);
-  return added ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+  return status;
 }
 
 CHAR16 *adapterName(RAID_MGMT_PROTOCOL *mgmt) {

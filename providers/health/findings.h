@@ -23,9 +23,20 @@ struct FINDING {
   CHAR16 Subject[64]; // a name or an id, cut where it is longer
 };
 
+// What a controller answered to a Get of all objects of a kind.
+struct GET_ANSWER {
+  EFI_STATUS Status;
+  RAID_CMD_RESULT Result;
+  UINT32 Count; // of whole records
+};
+GET_ANSWER getAll(RAID_MGMT_PROTOCOL *mgmt, UINT32 objectType);
+void giveBack(RAID_MGMT_PROTOCOL *mgmt, const GET_ANSWER &answer);
+
 // Adds what is wrong; a controller that fails a Get is a finding, too. Starts with an empty array, which the caller
 // releases also after a failure: EFI_OUT_OF_RESOURCES.
 EFI_STATUS findFaults(RAID_MGMT_PROTOCOL *mgmt, POOL_ARRAY<FINDING> *findings);
+// The same from answers that are there.
+EFI_STATUS findFaults(const GET_ANSWER &virtualDisks, const GET_ANSWER &disks, POOL_ARRAY<FINDING> *findings);
 
 // A pool copy of the adapter's name that the caller owns, or null.
 CHAR16 *adapterName(RAID_MGMT_PROTOCOL *mgmt);

@@ -72,6 +72,7 @@ limit_of() {
   RaidBoot) echo $((200 * 1024)) ;; # it also keeps what machines have done
   XmlService) echo $((23 * 1024)) ;;
   DebugLog) echo $((12 * 1024)) ;;
+  RaidSetup) echo $((48 * 1024)) ;;
   *) echo $((96 * 1024)) ;;
   esac
 }
@@ -98,7 +99,7 @@ check_image() {
 
 headers=$(mktemp)
 trap 'rm -f "$headers" "$headers.bad"' EXIT
-for image in RaidXyl XmlService DebugLog RaidSim RaidDisks RaidVolumes RaidHealth; do
+for image in RaidXyl XmlService DebugLog RaidSim RaidDisks RaidVolumes RaidHealth RaidSetup; do
   check_image "$image" EFI_BOOT_SERVICE_DRIVER
 done
 for image in xyl RaidBoot; do

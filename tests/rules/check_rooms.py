@@ -28,6 +28,7 @@ HEADERS = {
     **{room: [room.rpartition("/")[2], "commands"] for room in CLIENT + HOST},  # rows for the table of a front
     "client/command_line": ["command_line", "commands", "rows"],
     "images/firmware": ["files", "firmware"],
+    "providers/health": ["health", "findings"],
     "providers/debug_log": ["debug_log_provider"],  # include/ has a debug_log.h
     "providers/sim_controller": "sim_controller state buffers fixed_text faults command_log drives hand presets".split(),
     "records": ["answers", "ids", "levels", "pointers"],
@@ -41,7 +42,7 @@ def stairs(rooms, below):
 
 # A room, and which it may know beside include/ and base/.
 KNOWN = {
-    "include": [], "base": [], "records": [],
+    "include": [], "base": [], "records": [], "fitting": ["records"],
     **stairs(DRIVER, ["records"]),
     "providers/unload_guard": [],  # what two providers share
     "providers/health": [],
@@ -58,9 +59,10 @@ KNOWN = {
     "providers/disk_controller": ["records", "providers/ddf", "providers/unload_guard", "providers/log_user"] + DISKS,
     "providers/log_user": [],
     "providers/volumes": ["providers/ddf", "providers/volume_map", "providers/log_user"],
-    **stairs(CLIENT[1:], ["records", "client"] + DRIVER),
+    **stairs(CLIENT[1:], ["records", "fitting", "client"] + DRIVER),
     "client": DRIVER + CLIENT,
     "images/firmware": DRIVER + CLIENT,
+    "images/setup": ["records", "fitting", "driver/xml", "providers/health"],
     "images/shell": DRIVER + CLIENT + ["images/firmware"],
     "images/medium": DRIVER + CLIENT + ["images/firmware"],
     **stairs(HOST, DRIVER + CLIENT + ENTRY_POINTS + ["records"]),

@@ -19,7 +19,7 @@ SERVICES = "UefiBootServicesTableLib"
 # volume, which is that in which firmware starts them: the driver looks for the log once.
 Group = collections.namedtuple("Group", "macro default images in_flash what")
 GROUPS = [
-    Group("RAIDXYL_DRIVER", "TRUE", ["DebugLog", "XmlService", "RaidXyl", "RaidHealth"], True, "the driver and services"),
+    Group("RAIDXYL_DRIVER", "TRUE", ["DebugLog", "XmlService", "RaidXyl", "RaidHealth", "RaidSetup"], True, "the driver and services"),
     Group("RAIDXYL_SIMULATOR", "FALSE", ["RaidSim"], True, "a simulated controller"),
     Group("RAIDXYL_DISKS", "FALSE", ["RaidDisks", "RaidVolumes"], True, "a controller over disks, and their volumes"),
     Group("RAIDXYL_CLIENT", "FALSE", ["xyl"], True, "the client for the shell"),

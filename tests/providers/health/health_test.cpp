@@ -81,7 +81,7 @@ protected:
   World world{WORLD_OPTIONS{.xmlService = false, .debugLog = false, .driver = false}};
   EFI_BOOT_SERVICES *services = world.services;
   EFI_GUID guid = EFI_HII_DATABASE_PROTOCOL_GUID;
-  EFI_HII_DATABASE_PROTOCOL database = {newList, removeList, {}};
+  EFI_HII_DATABASE_PROTOCOL database = {newList, removeList, nullptr, {}};
   EFI_HANDLE handle = nullptr;
   EFI_DRIVER_HEALTH_STATUS health{};
   std::vector<std::string> messages;

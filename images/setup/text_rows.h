@@ -1,0 +1,298 @@
+// The words of the page: TEXT(name, English, German). %1 to %6 stand for what a phrase brings along. Prompts have 26
+// columns beside a value and 52 without one, helps 22; longer ones wrap. Included with TEXT defined as what to make of
+// them.
+// clang-format off
+
+TEXT(none, "", "")
+TEXT(languageName, "English", "Deutsch")
+TEXT(asIs, "%1", "%1")
+TEXT(pair, "%1 %2", "%1 %2")
+TEXT(andMore, "%1 +%2", "%1 +%2")
+
+// The page in Device Manager, and its parts.
+TEXT(title, "%1, %2", "%1, %2")
+TEXT(titleHelp, "RAID: what is wrong, virtual disks, disks, hot spares, settings.",
+  "RAID: was nicht stimmt, Laufwerke, Platten, Reserven, Einstellungen.")
+TEXT(unnamedController, "RAID controller", "RAID-Controller")
+TEXT(pciPlace, "PCI %1:%2.%3", "PCI %1:%2.%3")
+TEXT(numberedPlace, "number %1", "Nummer %1")
+TEXT(virtualDisks, "Virtual disks", "Virtuelle Laufwerke")
+TEXT(virtualDisksCount, "Virtual disks: %1", "Virtuelle Laufwerke: %1")
+TEXT(virtualDisksHelp, "Shows the virtual disks.", "Zeigt die virtuellen Laufwerke.")
+TEXT(disks, "Disks", "Platten")
+TEXT(disksCount, "Disks: %1", "Platten: %1")
+TEXT(disksHelp, "Shows the disks by enclosure and slot.", "Zeigt die Platten nach Gehäuse und Fach.")
+TEXT(spares, "Hot spares", "Reserveplatten")
+TEXT(sparesCount, "Hot spares: %1", "Reserveplatten: %1")
+TEXT(sparesHelp, "Shows the hot spares, and the disks that can become one.",
+  "Zeigt die Reserveplatten, und die Platten, die eine werden können.")
+TEXT(createTitle, "Create a virtual disk", "Virtuelles Laufwerk anlegen")
+TEXT(createHelp, "Makes a virtual disk of disks that are free. Nothing is lost.",
+  "Legt ein virtuelles Laufwerk auf freien Platten an. Nichts geht verloren.")
+TEXT(foreign, "Foreign configuration", "Fremde Konfiguration")
+TEXT(foreignCount, "Foreign configuration: %1 disks", "Fremde Konfiguration: %1 Platten")
+TEXT(foreignHelp, "Takes over or clears what other controllers left.",
+  "Übernimmt oder löscht, was andere Controller hinterließen.")
+TEXT(settings, "Modes and rates", "Betriebsarten und Raten")
+TEXT(settingsHelp, "Changes how the controller works. F10 saves, F9 shows what it has.",
+  "Ändert, wie der Controller arbeitet. F10 speichert, F9 zeigt, was er hat.")
+TEXT(virtualDisk, "Virtual disk", "Virtuelles Laufwerk")
+TEXT(disk, "Disk", "Platte")
+TEXT(sure, "Before anything is lost", "Bevor etwas verloren geht")
+
+// The overview.
+TEXT(allWell, "All is well.", "Alles ist in Ordnung.")
+TEXT(whatIsWrong, "What is wrong:", "Was nicht in Ordnung ist:")
+TEXT(moreFindings, "And %1 more.", "Und %1 weitere.")
+TEXT(findingSilent, "The controller does not answer: %4", "Der Controller antwortet nicht: %4")
+TEXT(findingVirtualDisk, "Virtual disk %1, %2: %3", "Virtuelles Laufwerk %1, %2: %3")
+TEXT(findingMembers, "Virtual disk %1, %2: %4 of %5 disks missing", "Virtuelles Laufwerk %1, %2: %4 von %5 Platten fehlen")
+TEXT(findingDisk, "%1: %3", "%1: %3")
+TEXT(findingNamelessDisk, "Disk %1: %3", "Platte %1: %3")
+TEXT(findingForeign, "Foreign configuration on %4 disks", "Fremde Konfiguration auf %4 Platten")
+TEXT(findingHelp, "What the controller says.",
+  "Was der Controller sagt.")
+TEXT(adapter, "Controller", "Controller")
+TEXT(place, "Place", "Platz")
+TEXT(firmware, "Firmware", "Firmware")
+TEXT(wwn, "WWN", "WWN")
+TEXT(securityKey, "Security key", "Sicherheitsschlüssel")
+TEXT(keySet, "set", "gesetzt")
+TEXT(keyNotSet, "not set", "nicht gesetzt")
+TEXT(keyHelp, "Set with 'xyl key' in the UEFI Shell, where passphrases are typed.",
+  "Wird mit 'xyl key' in der UEFI-Shell gesetzt, mit Kennwort.")
+
+// Lists.
+TEXT(virtualDiskLine, "%1: %2, %3, %4", "%1: %2, %3, %4")
+TEXT(numbered, "number %1", "Nummer %1")
+TEXT(noneThere, "There are none.", "Keine vorhanden.")
+TEXT(enclosure, "Enclosure %1", "Gehäuse %1")
+TEXT(enclosureNamed, "Enclosure %1: %2", "Gehäuse %1: %2")
+TEXT(direct, "Attached directly", "Direkt angeschlossen")
+TEXT(diskLine, "Slot %1: %2 %3, %4", "Fach %1: %2 %3, %4")
+TEXT(diskLineUsed, "Slot %1: %2 %3, %4, %5", "Fach %1: %2 %3, %4, %5")
+TEXT(diskPlaced, "%1:%2, %3 %4, %5", "%1:%2, %3 %4, %5")
+TEXT(lineHelp, "Shows more of it, and what can be done with it.", "Zeigt mehr davon, und was sich damit tun lässt.")
+TEXT(hardDisk, "%1 HDD", "%1-HDD")
+TEXT(solidState, "%1 SSD", "%1-SSD")
+TEXT(usedIn, "in %1", "in %1")
+TEXT(spareForAll, "spare for all", "Reserve für alle")
+TEXT(spareFor, "spare for %1", "Reserve für %1")
+
+// Details.
+TEXT(state, "State", "Zustand")
+TEXT(level, "Level", "RAID-Stufe")
+TEXT(size, "Size", "Größe")
+TEXT(freeRoom, "Free", "Frei")
+TEXT(stripe, "Stripe size", "Streifengröße")
+TEXT(writeCache, "Writes", "Schreiben")
+TEXT(readCache, "Reading ahead", "Vorauslesen")
+TEXT(diskCache, "Disk cache", "Plattencache")
+TEXT(ioCache, "Reads through cache", "Lesen über den Cache")
+TEXT(secured, "Secured by the key", "Durch Schlüssel gesichert")
+TEXT(fqdd, "Name of the place", "Name des Platzes")
+TEXT(members, "Members", "Mitglieder")
+TEXT(missingMember, "Disk %1: missing", "Platte %1: fehlt")
+TEXT(missingMemberHelp, "The controller does not list this disk.", "Der Controller kennt diese Platte nicht.")
+TEXT(sparesOfIt, "Hot spares for it", "Reserveplatten dafür")
+TEXT(detailHelp, "What the controller says about it.", "Was der Controller darüber sagt.")
+TEXT(gone, "It is no longer there.", "Das gibt es nicht mehr.")
+TEXT(kind, "Kind", "Art")
+TEXT(usedFor, "Used for", "Verwendet")
+TEXT(nothing, "nothing", "nicht")
+TEXT(slot, "Enclosure and slot", "Gehäuse und Fach")
+TEXT(slotInEnclosure, "%1, slot %2", "%1, Fach %2")
+TEXT(slotDirect, "directly, slot %1", "direkt, Fach %1")
+TEXT(model, "Model", "Modell")
+TEXT(serial, "Serial number", "Seriennummer")
+TEXT(revision, "Revision", "Revision")
+TEXT(predicts, "Predicts its failure", "Sagt Ausfall voraus")
+TEXT(yes, "yes", "ja")
+
+// States.
+TEXT(stateUnknown, "not told", "unbekannt")
+TEXT(stateOnline, "Online", "Online")
+TEXT(stateReady, "Ready", "bereit")
+TEXT(stateFailed, "Failed", "ausgefallen")
+TEXT(stateForeign, "Foreign", "fremd")
+TEXT(stateOffline, "Offline", "offline")
+TEXT(stateDegraded, "Degraded", "eingeschränkt")
+
+// Deleting, failing, clearing.
+TEXT(deleteIt, "Delete this virtual disk ...", "Dieses Laufwerk löschen ...")
+TEXT(deleteHelp, "Asks first, on a page of its own.", "Fragt vorher, auf einer eigenen Seite.")
+TEXT(deleteLoses, "All data on this virtual disk will be lost:", "Alle Daten dieses Laufwerks gehen verloren:")
+TEXT(deleteNow, "Delete it", "Löschen")
+TEXT(failMember, "Record disk %1 as failed ...", "Platte %1 als ausgefallen vermerken ...")
+TEXT(failLoses, "Disk %1 will not be taken back as a member, even when it is found again. It is missing in:",
+  "Platte %1 wird nicht mehr als Mitglied angenommen, auch wenn sie wiederkehrt. Sie fehlt in:")
+TEXT(failNow, "Record it as failed", "Als ausgefallen vermerken")
+TEXT(clearIt, "Clear the foreign configuration ...", "Fremde Konfiguration löschen ...")
+TEXT(clearLoses, "The virtual disks on these disks will be lost, with their data:",
+  "Die virtuellen Laufwerke auf diesen Platten gehen verloren, mit ihren Daten:")
+TEXT(clearNow, "Clear it", "Löschen")
+TEXT(iAmSure, "I am sure", "Ich bin sicher")
+TEXT(iAmSureHelp, "Tick it to go on. Esc leaves everything as it is.",
+  "Ankreuzen, um fortzufahren. Esc lässt alles, wie es ist.")
+TEXT(nowHelp, "Does it at once. It cannot be undone.", "Tut es sofort. Es lässt sich nicht umkehren.")
+TEXT(nothingToConfirm, "There is nothing to confirm.", "Es gibt nichts zu bestätigen.")
+TEXT(backHelp, "Leaves everything as it is.", "Lässt alles, wie es ist.")
+
+// Foreign configurations.
+TEXT(importIt, "Take the virtual disks over", "Virtuelle Laufwerke übernehmen")
+TEXT(importHelp, "Makes them this controller's own, with their data.",
+  "Macht sie zu eigenen dieses Controllers, mit ihren Daten.")
+TEXT(foreignOn, "Found on these disks:", "Gefunden auf diesen Platten:")
+
+// Hot spares.
+TEXT(spareCandidates, "Disks that can become one", "Platten, die eine werden können")
+TEXT(makeGlobal, "Make it a hot spare for all", "Zur Reserve für alle machen")
+TEXT(makeGlobalHelp, "It stands by for every virtual disk.", "Sie steht für jedes Laufwerk bereit.")
+TEXT(freeSpare, "Free this hot spare", "Diese Reserveplatte freigeben")
+TEXT(freeSpareHelp, "It becomes a free disk.", "Sie wird eine freie Platte.")
+TEXT(dedicatedTo, "For the virtual disk", "Für das Laufwerk")
+TEXT(dedicatedToHelp, "The virtual disk that it is to stand by for.", "Das Laufwerk, für das sie bereitstehen soll.")
+TEXT(makeDedicated, "Make it a hot spare for that one", "Zur Reserve für dieses machen")
+TEXT(makeDedicatedHelp, "It stands by for the virtual disk above.", "Sie steht für das Laufwerk darüber bereit.")
+TEXT(noSpareFor, "Not for %1: %2", "Nicht für %1: %2")
+TEXT(noSpareBecause, "It can become no hot spare: it is not free.",
+  "Sie kann keine Reserveplatte werden: sie ist nicht frei.")
+
+// Creating.
+TEXT(chooseLevel, "Level", "RAID-Stufe")
+TEXT(chooseLevelHelp, "How the disks are used together.", "Wie die Platten zusammenwirken.")
+TEXT(noLevel, "choose one", "bitte wählen")
+TEXT(levelNotOffered, "%1: takes %2 disks, %3 are free", "%1: braucht %2 Platten, %3 sind frei")
+TEXT(howMany, "Pick so many disks", "So viele Platten auswählen")
+TEXT(howManyHelp, "Ticks that many free disks of one kind. 0 unticks all.",
+  "Kreuzt so viele freie Platten einer Art an. 0 nimmt alle weg.")
+TEXT(chooseSize, "Size in MB", "Größe in MB")
+TEXT(chooseSizeHelp, "In millions of bytes. 0 takes all the room.", "In Millionen Bytes. 0 nimmt allen Platz.")
+TEXT(chooseName, "Name", "Name")
+TEXT(chooseNameHelp, "Up to 63 characters. Empty: the controller names it.",
+  "Bis zu 63 Zeichen. Leer: der Controller benennt es.")
+TEXT(chooseShortNameHelp, "Up to 16 characters, no blanks. Empty: the controller names it.",
+  "Bis zu 16 Zeichen, ohne Leerzeichen. Leer: der Controller benennt es.")
+TEXT(titleAgain, "%1, %2 (%3)", "%1, %2 (%3)")
+TEXT(chooseStripe, "Stripe size", "Streifengröße")
+TEXT(chooseStripeHelp, "How much lies on one disk before the next.",
+  "Wie viel auf einer Platte liegt, bevor die nächste folgt.")
+TEXT(chooseCacheHelp, "What is not chosen is as the level has it.", "Was nicht gewählt wird, ist wie bei der Stufe.")
+TEXT(byDefault, "as the controller has it", "wie beim Controller")
+TEXT(createDisks, "Disks for it", "Platten dafür")
+TEXT(tickHelp, "Tick the disks that are to be its members.", "Die Platten ankreuzen, die Mitglieder werden.")
+TEXT(otherDisks, "Disks that do not fit", "Platten, die nicht passen")
+TEXT(diskTick, "%1:%2, %3 %4", "%1:%2, %3 %4")
+TEXT(directShort, "direct", "direkt")
+TEXT(doesNotFit, "%1:%2: %3", "%1:%2: %3")
+TEXT(createRoom, "Room on them", "Platz darauf")
+TEXT(createRoomHelp, "What the ticked disks can hold at this level.",
+  "Was die angekreuzten Platten bei dieser Stufe fassen.")
+TEXT(createNow, "Create it", "Anlegen")
+TEXT(cannotCreate, "Not yet: %1", "Noch nicht: %1")
+TEXT(cannotCreateHelp, "What is still in the way.", "Was noch im Weg steht.")
+TEXT(whyNoLevel, "no level is chosen", "keine Stufe ist gewählt")
+TEXT(whyFull, "the controller holds as many virtual disks as it can", "der Controller hat so viele Laufwerke, wie er kann")
+TEXT(whyCount, "%1 takes %2 to %3 disks, not %4", "%1 braucht %2 bis %3 Platten, nicht %4")
+TEXT(whyOdd, "%1 takes an even number of disks, not %2", "%1 braucht gerade viele Platten, nicht %2")
+TEXT(whySpans, "%1 takes equal spans; %2 disks make none",
+  "%1 braucht gleiche Gruppen; %2 Platten ergeben keine")
+TEXT(whyMedium, "the level takes no disks of this medium", "die Stufe nimmt keine Platten dieser Bauart")
+TEXT(whyProtocol, "the level takes no disks of this protocol", "die Stufe nimmt keine Platten dieses Anschlusses")
+TEXT(whyMedia, "the level mixes no hard disks and solid state disks", "die Stufe mischt keine Festplatten mit SSDs")
+TEXT(whyProtocols, "the level mixes no SAS and SATA disks", "die Stufe mischt kein SAS mit SATA")
+TEXT(whySmall, "it is smaller than what each member holds, %1", "sie ist kleiner als das, was jedes Mitglied fasst, %1")
+TEXT(whyRoom, "the disks have room for %1", "die Platten haben Platz für %1")
+TEXT(whySpare, "a hot spare", "eine Reserveplatte")
+TEXT(whyLocked, "locked", "gesperrt")
+TEXT(whyUsed, "%1 and full", "%1 und voll")
+
+// Cache policies.
+TEXT(writeThrough, "through", "direkt")
+TEXT(writeBack, "back, while it is safe", "zurück, solange sicher")
+TEXT(writeForceBack, "back, always", "zurück, immer")
+TEXT(readNoAhead, "no", "nein")
+TEXT(readAhead, "yes", "ja")
+TEXT(readAdaptive, "adaptive", "adaptiv")
+TEXT(diskDefault, "as the disk has it", "wie bei der Platte")
+TEXT(diskEnabled, "on", "an")
+TEXT(diskDisabled, "off", "aus")
+TEXT(ioDirect, "no", "nein")
+TEXT(ioCached, "yes", "ja")
+
+// Modes.
+TEXT(modes, "Modes", "Betriebsarten")
+TEXT(rates, "Rates, in per cent", "Raten, in Prozent")
+TEXT(rateHelp, "How much of its time the controller spends on it, in per cent.",
+  "Wie viel seiner Zeit der Controller dafür verwendet, in Prozent.")
+TEXT(keyword, "/StorageController/{%1}/ControllerRates/%2", "")
+TEXT(fixedRate, "%1 (fixed)", "%1 (fest)")
+TEXT(noSettings, "The controller has none that can be changed.", "Der Controller hat keine, die sich ändern lassen.")
+TEXT(uncertified, "Uncertified disks", "Nicht geprüfte Platten")
+TEXT(uncertifiedHelp, "What becomes of disks that the maker has not certified.",
+  "Was mit nicht geprüften Platten geschieht.")
+TEXT(block, "not used", "nicht verwendet")
+TEXT(allow, "used", "verwendet")
+TEXT(warn, "used, with a warning", "verwendet, mit Warnung")
+TEXT(loadBalance, "Load balance", "Lastverteilung")
+TEXT(loadBalanceHelp, "Whether several paths to disks share the load.",
+  "Ob sich mehrere Wege zu Platten die Last teilen.")
+TEXT(automatic, "automatic", "automatisch")
+TEXT(never, "never", "nie")
+TEXT(learn, "Battery learning", "Batterie messen")
+TEXT(learnHelp, "How the battery is measured.", "Wie die Batterie gemessen wird.")
+TEXT(warnWhenDue, "warns when it is due", "warnt, wenn es ansteht")
+TEXT(checkConsistency, "Consistency check", "Konsistenzprüfung")
+TEXT(checkConsistencyHelp, "What a check of redundant data does at an error.",
+  "Was eine Prüfung redundanter Daten bei einem Fehler tut.")
+TEXT(goesOn, "goes on", "fährt fort")
+TEXT(stops, "stops", "hält an")
+TEXT(patrolRead, "Patrol read", "Prüflesen")
+TEXT(patrolReadHelp, "Whether disks are searched for bad blocks.",
+  "Ob Platten nach schlechten Blöcken durchsucht werden.")
+TEXT(onRequest, "on request", "auf Verlangen")
+TEXT(correctAreas, "Patrol unused areas", "Unbenutztes prüflesen")
+TEXT(correctAreasHelp, "Also where no virtual disk is.", "Auch dort, wo kein Laufwerk liegt.")
+TEXT(copyBack, "Copy back", "Zurückkopieren")
+TEXT(copyBackHelp, "When a spare's content moves to the new disk.",
+  "Wann der Inhalt einer Reserve auf die neue Platte wandert.")
+TEXT(whenReplaced, "after replacement", "nach dem Ersetzen")
+TEXT(whenPredicted, "when failure is predicted", "bei angekündigtem Ausfall")
+TEXT(whenBoth, "both", "beides")
+
+// What came of it.
+TEXT(doneDelete, "%1 was deleted.", "%1 wurde gelöscht.")
+TEXT(doneCreate, "%1 was created.", "%1 wurde angelegt.")
+TEXT(doneGlobal, "%1 is a hot spare for all now.", "%1 ist jetzt Reserve für alle.")
+TEXT(doneDedicated, "%1 is a hot spare now.", "%1 ist jetzt Reserveplatte.")
+TEXT(doneFree, "%1 is free now.", "%1 ist jetzt frei.")
+TEXT(doneImport, "The foreign configuration was taken over.", "Die fremde Konfiguration wurde übernommen.")
+TEXT(doneClear, "The foreign configuration was cleared.", "Die fremde Konfiguration wurde gelöscht.")
+TEXT(doneFail, "%1 is recorded as failed.", "%1 ist als ausgefallen vermerkt.")
+TEXT(refused, "The controller refused: %2.", "Der Controller hat abgelehnt: %2.")
+TEXT(changed, "Nothing was done: it has changed meanwhile. Look at it again.",
+  "Nichts wurde getan: es hat sich inzwischen geändert. Bitte neu ansehen.")
+TEXT(goneMeanwhile, "Nothing was done: it is no longer there.", "Nichts wurde getan: das gibt es nicht mehr.")
+TEXT(unread, "Nothing was done: the controller does not answer (%2).",
+  "Nichts wurde getan: der Controller antwortet nicht (%2).")
+TEXT(notPicked, "There are not that many free disks of one kind that fit.",
+  "So viele freie, passende Platten einer Art gibt es nicht.")
+TEXT(badName, "That is no name for a virtual disk here.", "Das ist kein Name für ein virtuelles Laufwerk.")
+TEXT(noteHelp, "What came of the last action.", "Was die letzte Handlung ergab.")
+TEXT(diskIn, "Disk %1:%2", "Platte %1:%2")
+TEXT(diskDirect, "Disk direct:%1", "Platte direkt:%1")
+TEXT(diskNumber, "Disk %1", "Platte %1")
+TEXT(theVirtualDisk, "The virtual disk", "Das virtuelle Laufwerk")
+
+// Statuses.
+TEXT(statusWrong, "it takes that for wrong", "es gilt ihm als falsch")
+TEXT(statusUnsupported, "it does not do that", "das tut er nicht")
+TEXT(statusNotReady, "not ready", "nicht bereit")
+TEXT(statusDevice, "a device error", "ein Gerätefehler")
+TEXT(statusProtected, "write-protected", "schreibgeschützt")
+TEXT(statusMemory, "not enough memory", "zu wenig Speicher")
+TEXT(statusFull, "not enough room", "zu wenig Platz")
+TEXT(statusNotFound, "not found", "nicht gefunden")
+TEXT(statusDenied, "not allowed", "nicht erlaubt")
+TEXT(statusTimeout, "out of time", "Zeit abgelaufen")
+TEXT(statusOther, "status %1", "Status %1")
