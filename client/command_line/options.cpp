@@ -47,6 +47,7 @@ static constexpr XYL_OPTION g_all[] = {
     {nullptr, "--request", "BODY.json", XYL_FRONT_HOST,
      "the body of a Redfish request, for METHOD and URI; - is the standard input"},
     {nullptr, "--if-match", "ETAG", XYL_FRONT_HOST, "run the request only while its resource has this entity tag"},
+    {nullptr, "--reports", "DIRECTORY", XYL_FRONT_HOST, "write a report page of each configuration into it"},
 };
 
 static_assert(sizeof(g_all) / sizeof(g_all[0]) == XYL_OPTION_COUNT, "each option has its row");

@@ -134,6 +134,14 @@ static void writePage(REPORT *report, const REPORT_INPUT &input) {
   report->changes = nullptr;
 }
 
+std::string reportPage(const XML_NODE *root, const std::string &source) {
+  REPORT report;
+  report.source = source;
+  report.model = readModel(root);
+  writeSections(&report);
+  return report.page;
+}
+
 XYL_NEED reportNeed(const XYL_REQUEST &request) {
   return request.OperandCount == 0 ? XYL_NEED_TO_READ : XYL_NEED_NOTHING;
 }

@@ -20,13 +20,14 @@ CLIENT = ["client"] + ["client/" + room for room in (
 DISKS = ["providers/disk_controller/" + room for room in "io metadata model commands".split()]
 SIMULATOR = ["providers/sim_controller/" + room for room in "state commands hand".split()]
 HOST = ["host/" + room for room in (
-    "firmware common controller_file platform simulator report medium redfish program").split()]
+    "firmware common controller_file platform simulator report fleet medium redfish program").split()]
 ENTRY_POINTS = ["providers/" + room for room in "xml_service debug_log sim_controller disk_controller".split()]
 
 # A folder that others may include by another header than the one of its name, or by more than that.
 HEADERS = {
     **{room: [room.rpartition("/")[2], "commands"] for room in CLIENT + HOST},  # rows for the table of a front
     "client/command_line": ["command_line", "commands", "rows"],
+    "host/report": ["report", "report_files", "report_html", "report_model", "commands"],
     "images/firmware": ["files", "firmware"],
     "providers/health": ["health", "findings"],
     "providers/debug_log": ["debug_log_provider"],  # include/ has a debug_log.h
@@ -50,6 +51,7 @@ KNOWN = {
     "providers/ddf_change": ["providers/ddf"],
     "providers/volume_map": ["providers/ddf"],
     "providers/xml_service": ["providers/unload_guard"],
+    "host/report": ["report", "report_files", "report_html", "report_model", "commands"],
     "images/firmware": ["files", "firmware"],
     "providers/debug_log": ["providers/unload_guard"],
     **stairs(SIMULATOR, ["records", "providers/sim_controller"]),

@@ -1,0 +1,274 @@
+#include "host/fleet/fleet.h"
+
+#include <filesystem>
+
+#include "client/documents/documents.h"
+#include "client/guard/guard.h"
+#include "client/output/output.h"
+#include "host/common/common.h"
+#include "host/fleet/survey.h"
+#include "host/report/report_files.h"
+
+namespace fleet {
+namespace {
+
+// Files in numbers, by what is to be said of them.
+struct Totals {
+  size_t configurations = 0;
+  size_t troubled = 0;
+  size_t odd = 0; // configurations outside the largest group of their model
+};
+
+Totals totalsOf(const Survey &survey) {
+  Totals totals;
+  for (const Row &row : survey.rows) {
+    bool isConfiguration = row.group != NO_GROUP;
+    totals.configurations += isConfiguration ? 1 : 0;
+    totals.troubled += row.troubles.empty() ? 0 : 1;
+    totals.odd += isConfiguration && survey.groups[row.group].usual != row.group ? 1 : 0;
+  }
+  return totals;
+}
+
+std::string totalWords(const Survey &survey) {
+  Totals totals = totalsOf(survey);
+  return countText(survey.rows.size(), "file") + ", " + countText(totals.configurations, "configuration") + " in " +
+         countText(survey.groups.size(), "group") + ", " + std::to_string(totals.odd) +
+         " unlike the most of their model, " + std::to_string(totals.troubled) + " with something wrong";
+}
+
+std::string groupNumber(size_t group) {
+  return group == NO_GROUP ? "-" : std::to_string(group + 1);
+}
+
+std::string joinedText(const std::vector<std::string> &texts, const char *separator) {
+  std::string all;
+  for (const std::string &text : texts) {
+    all += (all.empty() ? "" : separator) + text;
+  }
+  return all;
+}
+
+// --- Tables ---
+
+bool sayGroups(const XYL_FRONT *front, const Survey &survey) {
+  static constexpr TABLE_COLUMN columns[] = {{"group", 6, true, false},
+                                             {"files", 6, true, false},
+                                             {"controller", 30, false, false},
+                                             {"virtual disks", 200, false, false}};
+  TABLE table = {columns, std::size(columns), {}, false};
+  for (size_t i = 0; i < survey.groups.size(); ++i) {
+    addCell(&table, groupNumber(i).c_str());
+    addCell(&table, std::to_string(survey.groups[i].files.size()).c_str());
+    addCell(&table, survey.groups[i].model.c_str());
+    addCell(&table, survey.groups[i].virtualDisks.c_str());
+  }
+  return sayTable(front, &table);
+}
+
+// A text of any length.
+void sayLine(const XYL_FRONT *front, const std::string &text) {
+  say(front, "  ");
+  sayText(front, text.c_str());
+  say(front, "\n");
+}
+
+void sayOdd(const XYL_FRONT *front, const Survey &survey) {
+  for (size_t i = 0; i < survey.groups.size(); ++i) {
+    const Group &group = survey.groups[i];
+    if (group.usual == i) {
+      continue;
+    }
+    say(front, "\ngroup %a is not as group %a:\n", groupNumber(i).c_str(), groupNumber(group.usual).c_str());
+    for (const std::string &line : group.differences) {
+      sayLine(front, line);
+    }
+    for (const std::string &file : group.files) {
+      sayLine(front, "in " + file);
+    }
+  }
+}
+
+void sayTroubles(const XYL_FRONT *front, const Survey &survey) {
+  bool isFirst = true;
+  for (const Row &row : survey.rows) {
+    if (!row.troubles.empty()) {
+      say(front, isFirst ? "\nsomething is wrong:\n" : "");
+      sayLine(front, row.file + ": " + joinedText(row.troubles, "; "));
+      isFirst = false;
+    }
+  }
+}
+
+void sayAll(const XYL_FRONT *front, const Survey &survey) {
+  if (!survey.groups.empty() && !sayGroups(front, survey)) {
+    throw std::bad_alloc();
+  }
+  sayOdd(front, survey);
+  sayTroubles(front, survey);
+  say(front, "\n%a\n", totalWords(survey).c_str());
+}
+
+// --- JSON ---
+
+void writeTexts(JSON *json, const char *name, const std::vector<std::string> &texts) {
+  jsonArray(json, name);
+  for (const std::string &text : texts) {
+    jsonText(json, nullptr, text.c_str());
+  }
+  jsonEnd(json);
+}
+
+void writeGroup(JSON *json, const Survey &survey, size_t number) {
+  const Group &group = survey.groups[number];
+  jsonObject(json, nullptr);
+  jsonNumber(json, "group", number + 1);
+  jsonNumber(json, "count", group.files.size());
+  jsonText(json, "controller", group.model.c_str());
+  jsonNumber(json, "usual", group.usual + 1);
+  writeTexts(json, "differences", group.differences);
+  jsonArray(json, "features");
+  for (const auto &[line, count] : group.features) {
+    jsonObject(json, nullptr);
+    jsonText(json, "what", line.c_str());
+    jsonNumber(json, "count", count);
+    jsonEnd(json);
+  }
+  jsonEnd(json);
+  jsonEnd(json);
+}
+
+void writeRow(JSON *json, const Row &row) {
+  jsonObject(json, nullptr);
+  jsonText(json, "file", row.file.c_str());
+  row.group == NO_GROUP ? jsonNull(json, "group") : jsonNumber(json, "group", row.group + 1);
+  if (!row.server.empty()) {
+    jsonText(json, "serial", row.server.c_str());
+  }
+  writeTexts(json, "wrong", row.troubles);
+  jsonEnd(json);
+}
+
+void writeJson(const XYL_FRONT *front, const Survey &survey) {
+  JSON json = {};
+  json.Front = front;
+  jsonObject(&json, nullptr);
+  jsonArray(&json, "groups");
+  for (size_t i = 0; i < survey.groups.size(); ++i) {
+    writeGroup(&json, survey, i);
+  }
+  jsonEnd(&json);
+  jsonArray(&json, "files");
+  for (const Row &row : survey.rows) {
+    writeRow(&json, row);
+  }
+  jsonEnd(&json);
+  jsonEnd(&json);
+}
+
+// --- The page ---
+
+std::string escaped(const std::string &text) {
+  std::string markup;
+  put(markup, "%", {text});
+  return markup;
+}
+
+void putGroups(std::string &page, const Survey &survey) {
+  HtmlTable table(page, "Groups of equal configurations", {"Group", "Files", "Controller", "Unlike the largest one"});
+  for (size_t i = 0; i < survey.groups.size(); ++i) {
+    const Group &group = survey.groups[i];
+    table.row("g" + groupNumber(i));
+    table.text(groupNumber(i));
+    table.text(std::to_string(group.files.size()));
+    table.text(group.model);
+    table.text(orDash(joinedText(group.differences, "; ")));
+  }
+}
+
+// What is wrong comes first, then what is unlike others.
+int weightOf(const Survey &survey, const Row &row) {
+  return !row.troubles.empty() ? 0 : row.group != NO_GROUP && survey.groups[row.group].usual != row.group ? 1 : 2;
+}
+
+void putRows(std::string &page, const Survey &survey, const std::string &reports) {
+  HtmlTable table(page, "Files; what is wrong comes first", {"File", "Group", "Wrong"});
+  for (int weight = 0; weight < 3; ++weight) {
+    for (const Row &row : survey.rows) {
+      if (weightOf(survey, row) != weight) {
+        continue;
+      }
+      std::string link;
+      if (row.group != NO_GROUP && !reports.empty()) {
+        put(link, R"(<a href="%/%">%</a>)", {reports, reportName(row), row.file});
+      }
+      table.row();
+      table.cell(link.empty() ? escaped(row.file) : link);
+      table.text(groupNumber(row.group));
+      table.text(orDash(joinedText(row.troubles, "; ")));
+    }
+  }
+}
+
+std::string pageOf(const Survey &survey, const std::string &folder, const std::string &reports) {
+  std::string page;
+  put(page, R"(<!DOCTYPE html>
+<html lang="en" xml:lang="en" xmlns="http://www.w3.org/1999/xhtml">
+<head>
+<meta charset="utf-8"/>
+<meta name="viewport" content="width=device-width, initial-scale=1"/>
+<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'; img-src data:"/>
+<link rel="icon" href="data:,"/>
+)");
+  put(page, "<title>RAID configurations in %</title>\n<style>\n", {folder});
+  put(page, g_pageStyle);
+  put(page, "</style>\n</head>\n<body>\n<header class=\"wrap\">\n<h1>RAID configurations in %</h1>\n", {folder});
+  put(page, "<p class=\"note\">%.</p>\n</header>\n<main class=\"wrap\">\n", {totalWords(survey)});
+  putGroups(page, survey);
+  putRows(page, survey, reports);
+  put(page, "</main>\n</body>\n</html>\n");
+  return page;
+}
+
+// --- The command ---
+
+// A folder as the page, which stands in another one perhaps, links to it.
+std::string linkTo(const std::string &reports, const CHAR8 *page) {
+  namespace fs = std::filesystem;
+  return reports.empty() ? "" : fs::absolute(reports).lexically_proximate(fs::absolute(page).parent_path()).string();
+}
+
+bool isAsOne(const Survey &survey) {
+  Totals totals = totalsOf(survey);
+  return totals.odd == 0 && totals.troubled == 0;
+}
+
+} // namespace
+} // namespace fleet
+
+XYL_RESULT runFleet(const XYL_CONTEXT &context) {
+  const CHAR8 *folder = context.Request->Operands[0];
+  const CHAR8 *file = context.Request->Options[XYL_OPTION_OUTPUT];
+  const CHAR8 *reports = context.Request->Options[XYL_OPTION_REPORTS];
+  if (reports != nullptr) {
+    std::filesystem::create_directories(reports);
+  }
+  fleet::Survey survey = fleet::surveyFolder(context, folder, reports != nullptr ? reports : "");
+  if (survey.rows.empty()) {
+    complain(context.Front, "'%a' holds no .xml and no .json file", folder);
+    return notFound();
+  }
+  if (file != nullptr) {
+    std::string page = fleet::pageOf(survey, folder, fleet::linkTo(reports != nullptr ? reports : "", file));
+    XYL_RESULT result = writeDocument(context, file, page.c_str(), page.size());
+    if (isFailure(result)) {
+      return result;
+    }
+  }
+  if (hasOption(context, XYL_OPTION_JSON)) {
+    fleet::writeJson(context.Front, survey);
+  } else if (file == nullptr || std::string(file) != "-") {
+    fleet::sayAll(context.Front, survey);
+  }
+  return fleet::isAsOne(survey) ? succeeded() : different();
+}

@@ -1,0 +1,198 @@
+#include "host/fleet/survey.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <numeric>
+#include <set>
+
+#include <nlohmann/json.hpp>
+
+#include "client/output/output.h"
+#include "host/common/common.h"
+#include "host/report/report.h"
+
+namespace fleet {
+namespace {
+
+using Json = nlohmann::json;
+
+// A document and its tree, given back at the end.
+struct Document {
+  DOCUMENT_TEXT text = {};
+  XML_NODE *root = nullptr;
+
+  Document() = default;
+  Document(const Document &) = delete;
+  Document &operator=(const Document &) = delete;
+  ~Document() {
+    freeTree(root);
+    releaseDocument(&text);
+  }
+};
+
+void keepError(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
+  static_cast<std::string *>(front->Context)->append(text, length);
+}
+
+// What was complained of, without the program's name.
+std::string complaintOf(const std::string &printed) {
+  std::string line = printed.substr(0, printed.find('\n'));
+  return line.substr(line.find("xyl: ") == 0 ? 5 : 0);
+}
+
+class Surveyor {
+public:
+  Surveyor(const XYL_CONTEXT &context, const std::string &folder, const std::string &reports)
+      : folder_(folder), reports_(reports), front_(*context.Front), context_{&front_, context.Request} {
+    front_.Context = &complaint_;
+    front_.WriteError = keepError;
+  }
+
+  Survey run() {
+    for (const std::string &file : files()) {
+      Row row = {file, "", NO_GROUP, {}};
+      file.ends_with(".json") ? readResult(&row) : readConfiguration(&row);
+      survey_.rows.push_back(row);
+    }
+    sortGroups();
+    compareGroups();
+    return std::move(survey_);
+  }
+
+private:
+  std::set<std::string> files() const {
+    std::error_code error;
+    std::set<std::string> names;
+    for (std::filesystem::recursive_directory_iterator entry(folder_, error), end; !error && entry != end;
+         entry.increment(error)) {
+      std::filesystem::path path = entry->path();
+      if ((path.extension() == ".xml" || path.extension() == ".json") && entry->is_regular_file(error)) {
+        names.insert(path.lexically_relative(folder_).string());
+      }
+    }
+    if (error) {
+      throw CLIENT_ERROR(statusFromErrno(error.value()), "cannot read '" + folder_ + "': " + error.message());
+    }
+    return names;
+  }
+
+  std::string pathOf(const Row &row) const { return (std::filesystem::path(folder_) / row.file).string(); }
+
+  void readConfiguration(Row *row) {
+    Document document;
+    complaint_.clear();
+    XYL_RESULT result = readDocument(context_, pathOf(*row).c_str(), &document.text);
+    if (!isFailure(result)) {
+      result = parseTree(context_, "it", document.text.Text, &document.root);
+    }
+    if (isFailure(result)) {
+      row->troubles.push_back(complaintOf(complaint_));
+      return;
+    }
+    if (adapterOf(document.root) == nullptr) {
+      row->troubles.push_back("it has no adapter, so it is no configuration document");
+      return;
+    }
+    REPORT_MODEL model = readModel(document.root);
+    row->troubles = troublesOf(model);
+    row->group = groupOf(model, row->file);
+    if (!reports_.empty()) {
+      std::string page = reportPage(document.root, row->file);
+      std::string name = reports_ + "/" + reportName(*row);
+      EFI_STATUS status = writeHostFile(name, page);
+      if (EFI_ERROR(status)) {
+        throw CLIENT_ERROR(status, "cannot write '" + name + "': " + statusWords(status));
+      }
+    }
+  }
+
+  // What a boot medium left of its job.
+  void readResult(Row *row) {
+    std::string text;
+    EFI_STATUS status = readHostFile(pathOf(*row), &text);
+    Json result = Json::parse(text, nullptr, /* allow_exceptions= */ false);
+    if (EFI_ERROR(status) || !result.is_object() || !result.contains("state") || !result["state"].is_string()) {
+      row->troubles.push_back(EFI_ERROR(status) ? statusWords(status) : "it is no result of a boot medium");
+      return;
+    }
+    Json machine = result.value("machine", Json::object());
+    row->server =
+        machine.is_object() && machine.contains("serial") && machine["serial"].is_string() ? machine["serial"] : "";
+    if (result["state"] != "done") {
+      row->troubles.push_back("its job is " + result["state"].get<std::string>());
+    }
+    for (const Json &line : result.value("lines", Json::array())) {
+      if (line.is_object() && line.contains("exitCode") && line["exitCode"] != 0) {
+        row->troubles.push_back("line " + line.value("line", Json()).dump() + " of its job ended with exit code " +
+                                line["exitCode"].dump());
+      }
+    }
+  }
+
+  // The group of the configuration, which may be a new one.
+  size_t groupOf(const REPORT_MODEL &model, const std::string &file) {
+    Features features = featuresOf(model);
+    auto [place, isNew] = groupByFeatures_.emplace(features, survey_.groups.size());
+    if (isNew) {
+      std::string levels;
+      for (const REPORT_VIRTUAL_DISK &each : model.virtualDisks) {
+        levels += (levels.empty() ? "" : ", ") + fieldOf(each.node, "RAIDLevel");
+      }
+      survey_.groups.push_back({fieldOf(model.adapter, "Name"), std::move(features), levels, {}, 0, {}});
+    }
+    survey_.groups[place->second].files.push_back(file);
+    return place->second;
+  }
+
+  // Models together, the larger groups first.
+  void sortGroups() {
+    std::vector<size_t> order(survey_.groups.size());
+    std::iota(order.begin(), order.end(), size_t{0});
+    std::stable_sort(order.begin(), order.end(), [this](size_t a, size_t b) {
+      const Group &left = survey_.groups[a];
+      const Group &right = survey_.groups[b];
+      return left.model != right.model ? left.model < right.model : left.files.size() > right.files.size();
+    });
+    std::vector<size_t> places(order.size());
+    std::vector<Group> sorted;
+    for (size_t i = 0; i < order.size(); ++i) {
+      places[order[i]] = i;
+      sorted.push_back(std::move(survey_.groups[order[i]]));
+    }
+    survey_.groups = std::move(sorted);
+    for (Row &row : survey_.rows) {
+      row.group = row.group == NO_GROUP ? NO_GROUP : places[row.group];
+    }
+  }
+
+  void compareGroups() {
+    for (size_t i = 0; i < survey_.groups.size(); ++i) {
+      Group &group = survey_.groups[i];
+      bool isFirst = i == 0 || survey_.groups[i - 1].model != group.model;
+      group.usual = isFirst ? i : survey_.groups[i - 1].usual;
+      group.differences = differencesOf(survey_.groups[group.usual].features, group.features);
+    }
+  }
+
+  std::string folder_;
+  std::string reports_;
+  std::string complaint_;
+  XYL_FRONT front_;
+  XYL_CONTEXT context_;
+  Survey survey_;
+  std::map<Features, size_t> groupByFeatures_;
+};
+
+} // namespace
+
+Survey surveyFolder(const XYL_CONTEXT &context, const std::string &folder, const std::string &reports) {
+  return Surveyor(context, folder, reports).run();
+}
+
+std::string reportName(const Row &row) {
+  std::string name = row.file;
+  std::replace(name.begin(), name.end(), '/', '-');
+  return name + ".html";
+}
+
+} // namespace fleet
