@@ -12,6 +12,15 @@
 typedef uint64_t __attribute__((aligned(1), may_alias)) WORD;
 typedef uint32_t __attribute__((aligned(1), may_alias)) HALF_WORD;
 
+#ifdef __ELF__ // a firmware kit, which may have some of these itself
+#pragma weak memcpy
+#pragma weak memmove
+#pragma weak memset
+#pragma weak memcmp
+#pragma weak strlen
+#pragma weak strcmp
+#endif
+
 // Copies size bytes, at most two T, with one T at each end.
 template <class T> static inline void copyEnds(char *to, const char *from, size_t size) {
   T head = *reinterpret_cast<const T *>(from);

@@ -1,17 +1,24 @@
+. tools/edk2/bin_package.sh
 need $BUILD_PACKAGES
 build_efi
+build release --target xyl
+build static --target xyl
 version=$(sed -n 's/^project(RaidXyl VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 bundle=build/dist/raidxyl-$version
 rm -rf "$bundle"
-mkdir -p "$bundle/efi/x64" "$bundle/efi/aarch64" "$bundle/schema"
-cp build/efi/*.efi build/efi/xyl.man "$bundle/efi/x64"
-cp build/efi-aarch64/*.efi build/efi-aarch64/xyl.man "$bundle/efi/aarch64"
-tools/make_rom.sh "$bundle/efi/raidxyl.rom"
-mkdir "$bundle/tools" && cp tools/image/rom.py tools/image/compress.py tools/image/pe.py "$bundle/tools"
+mkdir -p "$bundle/schema" "$bundle/host" "$bundle/tools"
+bin_package "$bundle/RaidXylBinPkg"
+tools/make_rom.sh "$bundle/raidxyl.rom"
+cp tools/image/rom.py tools/image/compress.py tools/image/pe.py "$bundle/tools"
+strip -o "$bundle/host/xyl" build/static/bin/xyl
+cp -r host/redfish_service "$bundle/host"
+find "$bundle" -name __pycache__ -prune -exec rm -r {} +
 cp schema/*.xsd schema/*.schema.json "$bundle/schema"
-cp -r include docs README.md CHANGELOG.md SECURITY.md "$bundle"
-mkdir "$bundle/host" && cp -r host/redfish_service "$bundle/host"
-mkdir "$bundle/bench" "$bundle/fuzz" && cp bench/RESULTS.md "$bundle/bench" && cp fuzz/RESULTS.md "$bundle/fuzz"
+cp -r include docs CHANGELOG.md SECURITY.md "$bundle"
+sed "s/@VERSION@/$version/g" tools/dist/readme.in >"$bundle/README.md"
+for results in bench fuzz edk2; do
+  mkdir "$bundle/$results" && cp $results/RESULTS.md "$bundle/$results"
+done
 tests/rules/check_links.sh "$bundle"
 # The time that it tells is that of the sources.
 /usr/bin/python3 -B tools/image/spdx.py "$bundle" raidxyl "$version" "${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}" \

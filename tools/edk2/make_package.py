@@ -19,7 +19,8 @@ SERVICES = "UefiBootServicesTableLib"
 # volume, which is that in which firmware starts them: the driver looks for the log once.
 Group = collections.namedtuple("Group", "macro default images in_flash what")
 GROUPS = [
-    Group("RAIDXYL_DRIVER", "TRUE", ["DebugLog", "XmlService", "RaidXyl", "RaidHealth", "RaidSetup"], True, "the driver and services"),
+    Group("RAIDXYL_DRIVER", "TRUE", ["DebugLog", "XmlService", "RaidXyl", "RaidHealth", "RaidSetup"], True,
+          "the driver and services"),
     Group("RAIDXYL_SIMULATOR", "FALSE", ["RaidSim"], True, "a simulated controller"),
     Group("RAIDXYL_DISKS", "FALSE", ["RaidDisks", "RaidVolumes"], True, "a controller over disks, and their volumes"),
     Group("RAIDXYL_CLIENT", "FALSE", ["xyl"], True, "the client for the shell"),
@@ -27,13 +28,12 @@ GROUPS = [
 ]
 TYPES = {"efi_boot_service_driver": "UEFI_DRIVER", "efi_application": "UEFI_APPLICATION"}
 
-FLAGS = """[BuildOptions]
-  GCC:*_*_*_CC_FLAGS = -std=gnu++20 -ffreestanding -fno-exceptions -fno-rtti -fno-threadsafe-statics -I$(MODULE_DIR)/../../..{more}
-  # The routines that copy are not to be made of calls of themselves.
-  GCC:*_GCC5_*_CC_FLAGS = -fno-tree-loop-distribute-patterns
-  GCC:*_GCC_*_CC_FLAGS = -fno-tree-loop-distribute-patterns
-  GCC:*_GCCNOLTO_*_CC_FLAGS = -fno-tree-loop-distribute-patterns
-"""
+# The routines that copy are not to be made of calls of themselves, which only GCC does.
+FLAGS = ("[BuildOptions]\n"
+         "  GCC:*_*_*_CC_FLAGS = -std=gnu++20 -ffreestanding -fno-exceptions -fno-rtti -fno-threadsafe-statics"
+         " -I$(MODULE_DIR)/../../..{more}\n" +
+         "".join(f"  GCC:*_{tag}_*_CC_FLAGS = -fno-tree-loop-distribute-patterns\n"
+                 for tag in ("GCC49", "GCC5", "GCC", "GCCNOLTO")))
 # The compiler calls these when everything else has been linked.
 LATE = "base/efi_runtime.cpp"
 NOT_FOR_KITS = ["base/efi_entry.cpp"]  # the kit has an entry point of its own
