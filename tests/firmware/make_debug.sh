@@ -14,10 +14,7 @@ guards="PcdHeapGuardPropertyMask=0x03 PcdHeapGuardPoolType=0x14 PcdHeapGuardPage
   PcdNullPointerDetectionPropertyMask=0x01 PcdImageProtectionPolicy=0x03
   PcdDxeNxMemoryProtectionPolicy=0xC000000000007FD5"
 
-mkdir -p "$folder"
-exec 8>"$folder/debug.lock"
-flock 8
-if [ ! -f "$made" ]; then
+make_image() {
   edk2_source "$folder"
   echo "==> building EDK II as DEBUG with guards (20 minutes)" >&2
   set --
@@ -27,5 +24,10 @@ if [ ! -f "$made" ]; then
   edk2_build "$folder" -a X64 -t GCC5 -b DEBUG -p OvmfPkg/OvmfPkgX64.dsc -n "$(nproc)" -D NETWORK_ENABLE=FALSE "$@"
   cp "$folder/source/Build/OvmfX64/DEBUG_GCC5/FV/OVMF.fd" "$made.new"
   mv "$made.new" "$made"
-fi
+}
+
+mkdir -p "$folder"
+exec 8>"$folder/debug.lock"
+flock 8
+[ -f "$made" ] || make_image
 echo "$made"
