@@ -10,8 +10,8 @@ inline constexpr UINT64 ONES = 0x0101010101010101;
 inline constexpr UINT64 TOPS = ONES << 7;
 
 struct Vector {
-  UINT64 low;
-  UINT64 high;
+  UINT64 low = 0;
+  UINT64 high = 0;
   Vector() = default;
   constexpr Vector(UINT64 lowWord, UINT64 highWord) : low(lowWord), high(highWord) {}
   // The same character everywhere, as an operand beside a vector.

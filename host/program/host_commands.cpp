@@ -8,8 +8,8 @@
 #include "host/report/commands.h"
 #include "host/simulator/commands.h"
 
-static constexpr auto g_rows = joined(g_workCommands, g_reportCommand, g_fleetCommand, g_redfishCommand, g_logCommand, g_simCommands,
-                                      g_mediumCommands, g_manualCommands, g_helpCommand);
+static constexpr auto g_rows = joined(g_workCommands, g_reportCommand, g_fleetCommand, g_redfishCommand, g_logCommand,
+                                      g_simCommands, g_mediumCommands, g_manualCommands, g_helpCommand);
 static_assert(areWhole(g_rows, XYL_FRONT_HOST), "a command lacks its name, a text or its routine");
 static_assert(areDistinct(g_rows), "two commands have the same name, or one is called as the group of another");
 

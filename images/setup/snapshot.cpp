@@ -4,8 +4,8 @@
 
 namespace setup {
 
-Snapshot::Snapshot(RAID_MGMT_PROTOCOL *mgmt, Extent extent) : mgmt_(mgmt), extent_(extent) {
-  adapter_ = getAll(mgmt, RAID_OBJECT_ADAPTER);
+Snapshot::Snapshot(RAID_MGMT_PROTOCOL *mgmt, Extent extent)
+    : mgmt_(mgmt), extent_(extent), adapter_(getAll(mgmt, RAID_OBJECT_ADAPTER)) {
   if (extent == Extent::adapter) {
     return;
   }

@@ -3,6 +3,8 @@
 
 #include "providers/ddf/set_stages.h"
 
+namespace {
+
 struct LEVEL_ROW {
   UINT8 level;
   UINT8 qualifiers; // bit n: Linux knows qualifier n
@@ -11,6 +13,8 @@ struct LEVEL_ROW {
   DDF_VIRTUAL_DISK_LEVEL meaning;
   UINT8 parities;
 };
+
+} // namespace
 
 constexpr UINT16 ANY = 0xFFFF;
 static constexpr LEVEL_ROW g_levels[] = {

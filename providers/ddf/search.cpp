@@ -83,10 +83,14 @@ static bool isBlank(const UINT8 *bytes, UINT64 sectors) {
   return first + 1 <= 1 && __builtin_memcmp(bytes, bytes + sizeof(first), sectors * DDF_SECTOR - sizeof(first)) == 0;
 }
 
+namespace {
+
 struct FINDING {
   UINT64 header; // of a disk of another size, 0: none
   UINT64 data;   // the first sector that is not blank, DDF_NO_LBA: none
 };
+
+} // namespace
 
 // Data end the search of an area, but for that of the last one, which may have a header farther on.
 static EFI_STATUS searchArea(const DDF_SOURCE &source, const DDF_AREA &area, bool isTail, UINT8 *buffer,

@@ -17,12 +17,16 @@ static void tellVirtualDisk(const CHAR8 (&name)[16], const CHAR8 *what) {
 
 // --- Create ---
 
+namespace {
+
 struct CREATION {
   const RAID_VD_RECORD *Wanted;
   const UINT32 *Ids;
   UINT32 *Disks; // room for Count
   UINT32 Count;
 };
+
+} // namespace
 
 // What the writer finds wrong with members is not looked for here.
 static EFI_STATUS findMembers(const VIEW &view, const CREATION &creation) {

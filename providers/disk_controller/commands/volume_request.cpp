@@ -96,12 +96,16 @@ EFI_STATUS decodeSettings(const RAID_VD_RECORD &wanted, DDF_VIRTUAL_DISK_SETTING
 
 // --- Level and members ---
 
+namespace {
+
 // What a level is on the disk, and how many of its members hold data: all but lost, or one in copies.
 struct LEVEL_ROW {
   UINT32 RaidLevel;
   UINT8 Level;
   UINT32 Lost;
 };
+
+} // namespace
 
 static constexpr LEVEL_ROW g_levelRows[] = {
     {RAID_LEVEL_0, DDF_RAID_0, 0}, {RAID_LEVEL_1, DDF_RAID_1, 0}, {RAID_LEVEL_4, DDF_RAID_4, 1},

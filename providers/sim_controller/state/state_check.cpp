@@ -77,8 +77,7 @@ static const CHAR8 *adapterFault(const SIM_ADAPTER &adapter) {
   CHECK(isIn(adapter.record.Attributes, RAID_ADAPTER_ATTRIBUTE_ALL), "an adapter attribute has no name");
   CHECK(isIn(adapter.record.CapableSpeeds, RAID_SPEED_ALL), "an adapter speed has no name");
   CHECK(adapter.levelCount <= SIM_LEVEL_CAPACITY, "too many level descriptors");
-  CHECK(adapter.levelCount == 0 ||
-            adapter.levelCount == countBits(adapter.record.SupportedRAIDLevels),
+  CHECK(adapter.levelCount == 0 || adapter.levelCount == countBits(adapter.record.SupportedRAIDLevels),
         "level descriptors do not match the supported levels");
   for (UINT32 i = 0; i < adapter.levelCount; i++) {
     CHECK(levelIsNamed(adapter.RAIDLevelParams[i]), "a level descriptor has a value without a name");
