@@ -214,8 +214,7 @@ static bool isAction(Ask ask) {
 }
 
 static EFI_STATUS changed(Page *page, Ask ask, const UINT64 *value, UINTN *request, RAID_MGMT_PROTOCOL *mgmt) {
-  bool isKept = ask != Ask::name;
-  page->note = isKept ? Note{} : page->note;
+  page->note = {};
   bool redraws = value != nullptr && keep(page, ask, *value);
   if (isAction(ask)) {
     bool wasSure = page->sure;

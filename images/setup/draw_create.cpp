@@ -137,14 +137,18 @@ static void drawTicks(Draw &draw, const Plan &plan) {
 }
 
 static void drawOthers(Draw &draw, const Plan &plan) {
-  draw.heading(Text::otherDisks);
   fitting::Disks disks = draw.all.disks();
+  bool isFirst = true;
   for (UINT32 i = 0; i < disks.count; ++i) {
     const RAID_PD_RECORD &disk = disks.items[i];
     fitting::Verdict verdict = judgeDisk(plan, disk);
     bool isOffered = !isInUse(disk) && verdict == fitting::Verdict::fits;
     if (isOffered || isChosen(draw.page.creation, disk.ObjectID)) {
       continue;
+    }
+    if (isFirst) {
+      draw.heading(Text::otherDisks);
+      isFirst = false;
     }
     Phrase why = isInUse(disk) ? whyInUse(disk) : Phrase{verdictWord(verdict), {}};
     draw.line({Text::doesNotFit, enclosureNumber(disk), number(disk.Slot), phrase(why)}, Text::tickHelp);

@@ -7,7 +7,7 @@ constexpr UINT32 findingLimit = 12;
 
 Phrase placeOf(const Draw &draw) {
   const RAID_ADAPTER_RECORD *adapter = draw.all.adapter();
-  if (adapter == nullptr || adapter->PCIID.VendorID == 0) {
+  if (adapter == nullptr || draw.page.isOnDisks) {
     return {Text::numberedPlace, number(draw.page.number + UINT64{1})};
   }
   const RAID_PCI_IDENTITY &pci = adapter->PCIID;

@@ -34,6 +34,7 @@ ovmf)
     images=build/efi-$arch
     [ "$arch" != x64 ] || images=build/efi
     /usr/bin/python3 tests/firmware/check_health.py "$arch" "$images" "build/health-$arch"
+    /usr/bin/python3 -B tests/firmware/check_setup.py "$arch" "$images" "build/setup-$arch"
   done
   ;;
 debug)
