@@ -174,7 +174,7 @@ def change_rate(console):
 def import_foreign(console):
     console.enter(FIRST + " (2)", "Foreign configuration")
     console.keep("overview-foreign")
-    console.enter("Foreign", "Take the virtual disks over")
+    console.enter("Foreign configuration: 5 disks", "Take the virtual disks over")
     console.keep("foreign")
     console.select("Take the virtual disks over")
     console.press("enter")

@@ -334,11 +334,13 @@ static bool failsAt(uint64_t nth, bool failsCommands, FAIL_MODE mode) {
 }
 
 TEST(SetupSweeps, GivesAllBack) {
-  for (bool failsCommands : {false, true}) {
-    for (FAIL_MODE mode : {FAIL_MODE::once, FAIL_MODE::fromThenOn}) {
-      for (uint64_t nth = 1; failsAt(nth, failsCommands, mode);) {
-        ++nth;
-      }
+  struct {
+    bool failsCommands;
+    FAIL_MODE mode;
+  } sweeps[] = {{false, FAIL_MODE::once}, {true, FAIL_MODE::once}, {true, FAIL_MODE::fromThenOn}};
+  for (auto &sweep : sweeps) {
+    for (uint64_t nth = 1; failsAt(nth, sweep.failsCommands, sweep.mode);) {
+      ++nth;
     }
   }
 }
