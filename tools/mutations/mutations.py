@@ -29,13 +29,13 @@ from faults import faults_of
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
 # Rooms of which the host tests run something; what only firmware runs is left out.
-ROOMS = ["base", "records", "driver", "providers", "client", "images", "host"]
+ROOMS = ["base", "records", "fitting", "driver", "providers", "client", "images", "host"]
 ONLY_FIRMWARE = re.compile("/(efi_|entry)")
 
 # The tests that CTest has, quick ones first: the rooms' programs, run as a whole, and others with the target they need.
 PROGRAMS = ("base xml unload_guard debug_log health binding inventory live request restore sim_controller xml_service "
             "firmware ddf ddf_change volume_map volumes disk_controller schema examples client soak model sweeps "
-            "power_cuts").split()
+            "power_cuts setup").split()
 SCRIPTS = {"fuzz.replay": "fuzz_replay", "schema.made": "make_schemas", "schema.made_json": "make_json_schemas",
            "fuzz.dictionary": "make_dictionary", "schema.json": "xyl", "report.pages": "xyl", "redfish.clients": "xyl",
            "redfish.service": "xyl", "redfish.protocol": "xyl", "redfish.at_once": "xyl", "readme.story": "xyl", "readme.redfish": "xyl"}
@@ -43,18 +43,19 @@ OF_XYL = " fuzz.replay " + " ".join(name for name, target in SCRIPTS.items() if 
 
 # Folders without tests of their own name: which tests come first.
 FIRST = {"records": "inventory sim_controller disk_controller", "driver/controller": "live binding",
-         "providers/log_user": "volumes", "images": "client", "host/redfish": "redfish.clients redfish.service client",
+         "providers/log_user": "volumes", "images/setup": "setup", "fitting": "client setup", "images": "client", "host/redfish": "redfish.clients redfish.service client",
          "host/report": "report.pages", "host": "client"}
 
 # The only tests that run code of these folders; of others any may.
-DISKS = "disk_controller volumes power_cuts client soak fuzz.replay"
+DISKS = "disk_controller volumes power_cuts client soak setup fuzz.replay"
 WORLD = ("xml binding inventory live request restore sim_controller xml_service debug_log schema examples client sweeps "
-         "model soak " + " ".join(SCRIPTS))
+         "model soak setup " + " ".join(SCRIPTS))
 REACH = {"driver": WORLD, "providers/sim_controller": WORLD, "providers/xml_service": WORLD, "providers/debug_log": WORLD,
          "providers/ddf": "ddf ddf_change volume_map " + DISKS, "providers/ddf_change": "ddf_change " + DISKS,
          "providers/disk_controller": DISKS, "providers/volume_map": "volume_map volumes power_cuts",
-         "providers/volumes": "volumes", "providers/log_user": "volumes disk_controller", "providers/health": "health",
-         "providers/unload_guard": "unload_guard xml_service debug_log", "images": "client",
+         "providers/volumes": "volumes", "providers/log_user": "volumes disk_controller", "providers/health": "health setup",
+         "providers/unload_guard": "unload_guard xml_service debug_log", "images/setup": "setup",
+         "fitting": "client soak setup" + OF_XYL, "images": "client",
          "client": "client soak" + OF_XYL, "host": "client" + OF_XYL, "host/firmware": " ".join(PROGRAMS)}
 
 # The sanitizers judge; a fault that takes ever more memory must not take the machine's.
