@@ -5,6 +5,7 @@ EFI_PACKAGES="clang lld llvm cmake ninja-build python3"
 TEST_PACKAGES="libgtest-dev libxml2-utils libxml2-dev python3 python3-jsonschema python3-aiohttp python3-sushy gnu-efi
   python3-cbor2"
 FIRMWARE_PACKAGES="ovmf qemu-system-x86 qemu-system-arm qemu-efi-aarch64 mtools python3-pyte gdisk xorriso sbsigntool openssl ipxe"
+PICTURE_PACKAGES="ovmf qemu-system-x86 mtools python3-pyte"
 FUZZ_PACKAGES="clang libclang-rt-14-dev libgtest-dev python3"
 BENCH_PACKAGES="libbenchmark-dev libpugixml-dev libtinyxml2-dev libxml2-dev python3"
 REDFISH_PACKAGES="python3 python3-aiohttp python3-sushy"

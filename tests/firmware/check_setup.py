@@ -25,11 +25,11 @@ exit
 FIRST = "Harrier R6 Integrated, PCI 03:00.0"
 
 
-def make_disk(images, work):
+def make_disk(images, work, script=SCRIPT):
     disk = f"{work}/disk.img"
     os.makedirs(work, exist_ok=True)
     with open(f"{work}/startup.nsh", "w", newline="\r\n") as file:
-        file.write(SCRIPT)
+        file.write(script)
     with open(disk, "wb") as file:
         file.truncate(16 << 20)
     subprocess.run(["mformat", "-i", disk, "::"], check=True)
@@ -38,8 +38,8 @@ def make_disk(images, work):
 
 
 class Setup(screen.Console):
-    def __init__(self, arch, work, folder):
-        super().__init__(arch, work, LIMIT)
+    def __init__(self, arch, work, folder, more="", limit=LIMIT):
+        super().__init__(arch, work, limit, more)
         self.folder = folder
         self.work = work
 

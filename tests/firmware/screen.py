@@ -24,15 +24,15 @@ COMMON = (" -m 256 -nodefaults -display none -no-reboot -serial stdio "
 
 
 class Console:
-    def __init__(self, arch, work, limit):
+    def __init__(self, arch, work, limit, more=""):
         self.code, command = FIRMWARE[arch]
         self.keys = {**KEYS, **FUNCTION_KEYS[arch]}
         self.deadline = time.monotonic() + limit
         self.screen = pyte.Screen(80, 31)
         self.stream = pyte.Stream(self.screen)
         self.raw = open(f"{work}/console.raw", "wb")
-        self.process = subprocess.Popen((command + COMMON).format(work=work).split(), stdin=subprocess.PIPE,
-                                        stdout=subprocess.PIPE, bufsize=0)
+        words = f"{command + COMMON} {more}".format(work=work).split()
+        self.process = subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, bufsize=0)
 
     def fail(self, why):
         sys.exit(f"{why}; the screen says:\n" + self.text())
