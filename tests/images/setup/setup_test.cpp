@@ -4,6 +4,7 @@
 #include "providers/sim_controller/sim_controller.h"
 #include "raid_setup.h"
 #include "tests/images/setup/browser.h"
+#include "tests/images/setup/tap.h"
 
 static WORLD_OPTIONS optionsOf(const char *preset) {
   return {.preset = preset, .xmlService = false, .debugLog = false, .driver = false};
@@ -71,15 +72,21 @@ TEST_F(Setup, ShowsWhatTheControllerHas) {
 }
 
 TEST_F(Setup, CostsOneGetOfEachKind) {
-  uint64_t before = count();
+  Tap tap(world);
+  std::map<UINT32, int> once = {{RAID_OBJECT_ADAPTER, 1},
+                                {RAID_OBJECT_ENCLOSURE, 1},
+                                {RAID_OBJECT_PHYSICAL_DISK, 1},
+                                {RAID_OBJECT_VIRTUAL_DISK, 1}};
+  std::map<UINT32, int> opening = once;
+  opening[RAID_OBJECT_ADAPTER] = 2; // firmware asks for its settings before the page is drawn
   browser.open();
-  EXPECT_EQ(count() - before, 5u); // with the adapter, whose settings firmware asks for first
-  before = count();
-  browser.enter("Disks");
-  browser.enter("Slot 8");
-  EXPECT_EQ(count() - before, 8u);
+  EXPECT_EQ(tap.takeGets(), opening);
+  for (const char *line : {"Disks", "Slot 8"}) {
+    browser.enter(line);
+    EXPECT_EQ(tap.takeGets(), once) << line;
+  }
   browser.back();
-  EXPECT_EQ(count() - before, 12u);
+  EXPECT_EQ(tap.takeGets(), once);
 }
 
 TEST_F(Setup, DeletesOnlyWithTheTick) {
@@ -267,80 +274,4 @@ TEST_F(SetupOfLarge, HasAllDisks) {
   browser.enter("Disks: 240");
   EXPECT_GE(browser.lines().size(), 240u);
   EXPECT_LT(browser.screens().forms.size(), 12u);
-}
-
-// A virtual disk comes and goes, with every allocation or command failing.
-static void comeAndGo(World &world, Browser &browser) {
-  auto step = [&](void (Browser::*way)(const std::string &), const char *prompt) {
-    if (browser.isOpen() && browser.has(prompt)) {
-      (browser.*way)(prompt);
-    }
-  };
-  auto set = [&](const char *prompt, uint64_t value) {
-    if (browser.isOpen() && browser.has(prompt)) {
-      browser.set(prompt, value);
-    }
-  };
-  if (EFI_ERROR(browser.connect(world.controller))) {
-    return;
-  }
-  browser.open();
-  step(&Browser::enter, "Create");
-  set("Level", 3);
-  set("Pick so many", 2);
-  step(&Browser::press, "Create it");
-  browser.close();
-  browser.open();
-  step(&Browser::enter, "Virtual disks");
-  step(&Browser::enter, "number");
-  step(&Browser::enter, "Delete");
-  set("I am sure", 1);
-  step(&Browser::press, "Delete it");
-  browser.close();
-  browser.open();
-  step(&Browser::enter, "Modes");
-  set("Rebuild", 40);
-  if (browser.isOpen()) {
-    browser.save();
-  }
-  browser.close();
-}
-
-// Whether something failed.
-static bool failsAt(uint64_t nth, bool failsCommands, FAIL_MODE mode) {
-  World world(optionsOf("direct"));
-  for (UINT32 id : {1004U, 1005U, 1006U, 1007U, 1008U}) {
-    simPullDisk(world.sim, id); // the fewer there are, the fewer allocations each answer has
-  }
-  Browser browser(world);
-  browser.checksTexts = false;
-  world.markBalance();
-  UINT32 before = world.sim->virtualDisks.count;
-  if (failsCommands) {
-    simFailCommand(world.sim, nth, mode == FAIL_MODE::once, EFI_DEVICE_ERROR);
-  } else {
-    world.firmware.failAllocation(nth, mode);
-  }
-  comeAndGo(world, browser);
-  bool hasFailed = failsCommands ? world.sim->faultHits != 0 : world.firmware.allocationFailed();
-  world.firmware.failAllocation(0);
-  simClearFaults(world.sim);
-  world.services->DisconnectController(world.controller, nullptr, nullptr);
-  EXPECT_EQ(browser.titles().size(), 0u);
-  world.expectBalanced("number " + std::to_string(nth));
-  EXPECT_LE(world.sim->virtualDisks.count, before + 1); // what was there before stays
-  EXPECT_TRUE(hasFailed || (world.sim->virtualDisks.count == before && nth > 10));
-  return hasFailed && !testing::Test::HasFailure();
-}
-
-TEST(SetupSweeps, GivesAllBack) {
-  struct {
-    bool failsCommands;
-    FAIL_MODE mode;
-  } sweeps[] = {{false, FAIL_MODE::once}, {true, FAIL_MODE::once}, {true, FAIL_MODE::fromThenOn}};
-  for (auto &sweep : sweeps) {
-    for (uint64_t nth = 1; failsAt(nth, sweep.failsCommands, sweep.mode);) {
-      ++nth;
-    }
-  }
 }
