@@ -155,7 +155,11 @@ TEST_F(Setup, CreatesWhatFits) {
   browser.type("Name", "Builds");
   browser.choose("Stripe size", "128 KiB");
   browser.choose("Writes", "through");
+  ASSERT_TRUE(simFailKind(world.sim, RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, EFI_DEVICE_ERROR));
   browser.press("Create it");
+  EXPECT_TRUE(shows("refused: a device error")) << browser.shown();
+  simClearFaults(world.sim);
+  browser.press("Create it"); // all of it is still there
   EXPECT_TRUE(shows("Builds was created.")) << browser.shown();
   const SIM_VIRTUAL_DISK *made = virtualDisk(u"Builds");
   ASSERT_NE(made, nullptr);

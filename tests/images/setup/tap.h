@@ -1,4 +1,6 @@
-// Stands between a controller and those who command it: keeps what they ask for, and fails commands on request.
+// Stands between a controller and those who command it: keeps what they ask for, and fails commands on request. Changes
+// that succeed have data in their answer, which is expected back; none is to be sent while an answer that it would go
+// by is missing.
 #pragma once
 
 #include <map>
@@ -22,9 +24,15 @@ public:
 
 private:
   static EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result);
+  static EFI_STATUS EFIAPI freeRecords(RAID_MGMT_PROTOCOL *mgmt, void *data, UINT32 count);
+  bool failsNow();
+  void judge(const RAID_CMD_BLOCK &block, EFI_STATUS status, RAID_CMD_RESULT *result);
 
   RAID_MGMT_PROTOCOL *mgmt_;
-  decltype(RAID_MGMT_PROTOCOL::Execute) behind_;
+  RAID_MGMT_PROTOCOL behind_;
+  char data_[16] = "done"; // of changes
+  int dataOut_ = 0;
+  bool lacksAnswer_ = false; // since the adapter was last asked for
   std::map<UINT32, int> gets_;
   uint64_t left_ = 0; // commands until one fails
   FAIL_MODE mode_ = FAIL_MODE::once;
