@@ -105,6 +105,9 @@ TEST_F(Setup, DeletesOnlyWithTheTick) {
   EXPECT_TRUE(shows("It is no longer there."));
   browser.back();
   EXPECT_FALSE(browser.has("Data"));
+  EXPECT_TRUE(shows("Data was deleted.")) << browser.shown();
+  browser.back();
+  EXPECT_FALSE(shows("Data was deleted.")) << browser.shown();
 }
 
 TEST_F(Setup, DoesNothingToWhatHasChanged) {
@@ -173,6 +176,10 @@ TEST_F(Setup, CreatesWhatFits) {
   browser.choose("Level", "RAID 1");
   browser.set("Pick so many", 3);
   EXPECT_TRUE(shows("There are not that many free disks")) << browser.shown();
+  browser.choose("Writes", "through");
+  EXPECT_TRUE(shows("Writes: through"));
+  browser.choose("Level", "RAID 0"); // what one level offers another may not
+  EXPECT_TRUE(shows("Writes: as the controller has it")) << browser.shown();
 }
 
 TEST_F(Setup, MakesAndFreesHotSpares) {
