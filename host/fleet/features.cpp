@@ -56,7 +56,7 @@ void addAdapter(const XML_NODE *adapter, Features *features) {
     std::string value = isRate                         ? fieldOf(field, "Value")
                         : field->FirstChild != nullptr ? listOf(field)
                                                        : documentText(nodeText(field));
-    ++(*features)[name + ": " + value];
+    ++(*features)[name.append(": ").append(value)];
   }
 }
 
@@ -173,10 +173,10 @@ std::vector<std::string> differencesOf(const Features &usual, const Features &ot
       continue;
     }
     for (const std::string &value : side.usual) {
-      found.push_back("without " + head + ": " + value);
+      found.push_back(std::string("without ").append(head).append(": ").append(value));
     }
     for (const std::string &value : side.other) {
-      found.push_back("with " + head + ": " + value);
+      found.push_back(std::string("with ").append(head).append(": ").append(value));
     }
   }
   return found;

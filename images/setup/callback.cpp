@@ -22,8 +22,7 @@ EFI_STATUS redraw(Page *page, const Snapshot &all) {
                                      reinterpret_cast<const EFI_HII_PACKAGE_LIST_HEADER *>(list.data()));
 }
 
-// Reads all and draws it.
-static EFI_STATUS refresh(Page *page, RAID_MGMT_PROTOCOL *mgmt) {
+EFI_STATUS refresh(Page *page, RAID_MGMT_PROTOCOL *mgmt) {
   Snapshot all(mgmt, Extent::whole);
   page->isFresh = true;
   return redraw(page, all);
@@ -280,6 +279,7 @@ EFI_STATUS EFIAPI callback(EFI_HII_CONFIG_ACCESS_PROTOCOL *access, UINTN action,
                            void *value, UINTN *request) {
   Page *page = reinterpret_cast<Page *>(access);
   if (page->isGone) {
+    page->isOpen = action == EFI_BROWSER_ACTION_FORM_OPEN || (page->isOpen && action != EFI_BROWSER_ACTION_FORM_CLOSE);
     return EFI_NOT_FOUND;
   }
   Busy busy(page);

@@ -87,10 +87,11 @@ static void freePage(Page *page) {
   release(page);
 }
 
+// Those that nobody looks at any more.
 static void freeGone() {
   for (Page **link = &g_gone; *link != nullptr;) {
     Page *page = *link;
-    if (page->busy != 0) {
+    if (page->busy != 0 || page->isOpen || EFI_ERROR(takeDown(page))) {
       link = &page->next;
       continue;
     }
@@ -108,16 +109,28 @@ static void unlink(Page *page) {
   }
 }
 
-// Firmware that shows the page may look at it once more: its memory then stays until another page comes, or the image
-// goes.
 static void dispose(Page *page) {
   unlink(page);
   page->isGone = true;
   page->next = g_gone;
   g_gone = page;
+  freeGone();
+}
+
+static EFI_STATUS EFIAPI refuse(RAID_MGMT_PROTOCOL *, RAID_CMD_BLOCK *, RAID_CMD_RESULT *) {
+  return EFI_DEVICE_ERROR;
+}
+
+// Firmware walks the forms of an open page for as long as it is open, in memory that it gives back with the package
+// list. So the page stays, says that nothing answers, and goes when it is closed and another page comes, or the image
+// goes.
+static EFI_STATUS takeAway(Page *page) {
   if (!page->isOpen) {
-    freeGone();
+    return takeDown(page);
   }
+  static RAID_MGMT_PROTOCOL nobody = {refuse, nullptr, nullptr, 0};
+  refresh(page, &nobody);
+  return EFI_SUCCESS;
 }
 
 static EFI_STATUS EFIAPI show(RAID_SETUP_PROTOCOL *setup) {
@@ -244,7 +257,7 @@ static EFI_STATUS EFIAPI stop(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HANDLE c
   if (page->busy != 0 && isThere) {
     return EFI_ACCESS_DENIED; // a command may be under way
   }
-  EFI_STATUS status = takeDown(page);
+  EFI_STATUS status = takeAway(page);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -289,13 +302,13 @@ static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
       return status;
     }
   }
-  EFI_STATUS status = g_bootServices->UninstallMultipleProtocolInterfaces(
-      image, &g_bindingGuid, static_cast<void *>(&g_binding), &g_nameGuid, static_cast<void *>(&g_names),
-      /* end */ static_cast<EFI_GUID *>(nullptr));
-  if (!EFI_ERROR(status)) {
-    freeGone();
+  freeGone();
+  if (g_gone != nullptr) {
+    return EFI_ACCESS_DENIED;
   }
-  return status;
+  return g_bootServices->UninstallMultipleProtocolInterfaces(image, &g_bindingGuid, static_cast<void *>(&g_binding),
+                                                             &g_nameGuid, static_cast<void *>(&g_names),
+                                                             /* end */ static_cast<EFI_GUID *>(nullptr));
 }
 
 } // namespace setup

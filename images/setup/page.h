@@ -150,6 +150,8 @@ extern const EFI_GUID g_formSetId;
 void drawPage(Page *page, const Snapshot &all, Bytes *list);
 // The same, and hands it to the firmware: EFI_OUT_OF_RESOURCES leaves the page as it was.
 EFI_STATUS redraw(Page *page, const Snapshot &all);
+// Reads all and does that.
+EFI_STATUS refresh(Page *page, RAID_MGMT_PROTOCOL *mgmt);
 
 // The target that a question stands for, or null.
 const Target *targetOf(const Page &page, EFI_QUESTION_ID question);
@@ -174,7 +176,7 @@ private:
   Page *page_;
 };
 
-// Takes the page of a controller that went away without a word from the firmware; its memory stays for now.
+// Takes the page of a controller that went away without a word from the firmware.
 void abandon(Page *page);
 
 // The interface on a handle, or null.

@@ -90,7 +90,7 @@ class Setup(screen.Console):
 
 
 def goes_away(console):
-    """A controller is unloaded while its page is open."""
+    """A controller is unloaded while its page is open, which then says that nobody answers."""
     console.want("Harrier H2 Host Adapter", 120)
     console.enter("Disks", "Shows more of it")
     console.wait_for_report("end unload", 90)

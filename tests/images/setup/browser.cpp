@@ -129,6 +129,7 @@ Browser::Browser(World &world)
 }
 
 Browser::~Browser() {
+  close(); // an open page would not let the image go
   EXPECT_EQ(name(world_.firmware.unloadImage(image_)), name(EFI_SUCCESS));
   EXPECT_TRUE(lists_.empty());
   EXPECT_EQ(world_.services->UninstallMultipleProtocolInterfaces(
