@@ -322,6 +322,7 @@ TEST_F(Ddf, ReadsThatFailAreReasons) {
 }
 
 TEST_F(Ddf, MemoryThatRunsOutLeavesNothing) {
+  ddfFree(nullptr); // as who did not get a model does
   DISKS disks = makeDisks({DDF_RAID_1, 0, 3, 2, 2, 7, 256}, 1, DDF_SMALL_LIMITS);
   changeDisks(disks, [](DDF_COPY &copy, size_t disk) { dedicateSpare(copy, disk, 4); });
   sweepMemory([&] {
