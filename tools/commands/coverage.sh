@@ -14,8 +14,8 @@ for test in $tests; do echo "$folder/tests/$test"; done |
   LLVM_PROFILE_FILE="$PWD/$folder/%m.profraw" xargs -P "$(nproc)" -I TEST sh -c \
     'TEST --gtest_brief=1 </dev/null >TEST.log 2>&1 || { tail -n 30 TEST.log; exit 1; }'
 llvm-profdata merge -sparse "$folder"/*.profraw -o "$folder/all.profdata"
-# All that the rooms have, linked into a test or not. It warns of inline functions that a room only has a note of.
-# Of the rooms that the tests link.
+# All that the rooms have of which anything was built, linked into a test or not. It warns of inline functions that a
+# room only has a note of.
 objects=$(sed -n "s|.* -o \(CMakeFiles/room_[^ ]*\) .*|$folder/\1|p" "$folder/compile_commands.json" |
   while read -r object; do if [ -e "$object" ]; then echo "-object $object"; fi; done)
 llvm-cov export -skip-functions $objects -instr-profile="$folder/all.profdata" >"$folder/all.json" \

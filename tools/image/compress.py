@@ -1,4 +1,4 @@
-"""Compression as the UEFI specification defines it (Compression Algorithm Specification), which every firmware unpacks
+"""Compression as UEFI defines it, which every firmware unpacks
 with EFI_DECOMPRESS_PROTOCOL: strings found again in the last 8 KiB, then Huffman codes, block by block.
 """
 import heapq

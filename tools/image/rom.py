@@ -11,8 +11,8 @@ from compress import compress
 from pe import Image
 
 BLOCK = 512
-EFI_HEADER = struct.Struct("<HHIHHH8xHH")  # PCI option ROM header for EFI images, UEFI specification
-PCI_DATA = struct.Struct("<4sHHHHB3sHHBBHHH")  # PCI data structure, PCI Firmware specification 3
+EFI_HEADER = struct.Struct("<HHIHHH8xHH")  # the header of an EFI image
+PCI_DATA = struct.Struct("<4sHHHHB3sHHBBHHH")  # the PCI data structure, of revision 3
 PCI_DATA_AT = -(-EFI_HEADER.size // 4) * 4
 IMAGE_AT = -(-(PCI_DATA_AT + PCI_DATA.size) // 8) * 8
 SUBSYSTEMS = (11, 12)  # boot service and runtime drivers
