@@ -2,23 +2,9 @@
 
 #include "host/common/common.h"
 
-// A document and its tree, given back at the end.
-struct REDFISH_SOURCE {
-  DOCUMENT_TEXT document = {};
-  XML_NODE *root = nullptr;
-
-  REDFISH_SOURCE() = default;
-  REDFISH_SOURCE(const REDFISH_SOURCE &) = delete;
-  REDFISH_SOURCE &operator=(const REDFISH_SOURCE &) = delete;
-  ~REDFISH_SOURCE() {
-    freeTree(root);
-    releaseDocument(&document);
-  }
-};
-
-static XYL_RESULT readModel(const XYL_CONTEXT &context, const CHAR8 *name, REDFISH_SOURCE *source,
+static XYL_RESULT readModel(const XYL_CONTEXT &context, const CHAR8 *name, HOST_DOCUMENT *source,
                             REDFISH_MODEL *model) {
-  XYL_RESULT result = parseTree(context, name, source->document.Text, &source->root);
+  XYL_RESULT result = parseTree(context, name, source->text.Text, &source->root);
   if (isFailure(result)) {
     return result;
   }
@@ -31,9 +17,9 @@ static XYL_RESULT readModel(const XYL_CONTEXT &context, const CHAR8 *name, REDFI
 }
 
 XYL_RESULT readRedfishController(const XYL_CONTEXT &context, const CONTROLLER &controller, REDFISH_MODEL *model) {
-  REDFISH_SOURCE source;
+  HOST_DOCUMENT source;
   bool isWhole = false;
-  XYL_RESULT result = readToldInventory(context, controller, &source.document, &isWhole);
+  XYL_RESULT result = readToldInventory(context, controller, &source.text, &isWhole);
   return isFailure(result) ? result : readModel(context, "the inventory", &source, model);
 }
 
@@ -43,7 +29,7 @@ XYL_RESULT readRedfishSource(const XYL_CONTEXT &context, const CHAR8 *file, REDF
     XYL_RESULT result = openController(context, &controller);
     return isFailure(result) ? result : readRedfishController(context, controller, model);
   }
-  REDFISH_SOURCE source;
-  XYL_RESULT result = readDocument(context, file, &source.document);
+  HOST_DOCUMENT source;
+  XYL_RESULT result = readDocument(context, file, &source.text);
   return isFailure(result) ? result : readModel(context, file, &source, model);
 }

@@ -10,26 +10,12 @@
 #include "host/common/common.h"
 #include "host/report/report_sections.h"
 
-// A document and its tree, given back at the end.
-struct REPORT_TREE {
-  DOCUMENT_TEXT document = {};
-  XML_NODE *root = nullptr;
-
-  REPORT_TREE() = default;
-  REPORT_TREE(const REPORT_TREE &) = delete;
-  REPORT_TREE &operator=(const REPORT_TREE &) = delete;
-  ~REPORT_TREE() {
-    freeTree(root);
-    releaseDocument(&document);
-  }
-};
-
 // What the command line names. With an older document the newer one is shown.
 struct REPORT_INPUT {
-  REPORT_TREE trees[3];
-  REPORT_TREE *configuration = nullptr;
-  REPORT_TREE *older = nullptr;
-  REPORT_TREE *log = nullptr;
+  HOST_DOCUMENT trees[3];
+  HOST_DOCUMENT *configuration = nullptr;
+  HOST_DOCUMENT *older = nullptr;
+  HOST_DOCUMENT *log = nullptr;
 };
 
 static bool isLog(const XML_NODE *root) {
@@ -45,15 +31,15 @@ static XYL_RESULT readLive(const XYL_CONTEXT &context, REPORT *report, REPORT_IN
   input->configuration = &input->trees[0];
   report->source = "the controller itself";
   bool isWhole = true;
-  result = readToldInventory(context, controller, &input->configuration->document, &isWhole);
+  result = readToldInventory(context, controller, &input->configuration->text, &isWhole);
   report->isWhole = isWhole;
   return isFailure(result)
              ? result
-             : parseTree(context, "the inventory", input->configuration->document.Text, &input->configuration->root);
+             : parseTree(context, "the inventory", input->configuration->text.Text, &input->configuration->root);
 }
 
 // Sorts a parsed document into its role; the first configuration is the older one when a second comes.
-static XYL_RESULT takeDocument(const XYL_CONTEXT &context, const CHAR8 *name, REPORT_TREE *tree, REPORT *report,
+static XYL_RESULT takeDocument(const XYL_CONTEXT &context, const CHAR8 *name, HOST_DOCUMENT *tree, REPORT *report,
                                REPORT_INPUT *input) {
   if (isLog(tree->root) && input->log == nullptr && input->configuration != nullptr) {
     input->log = tree;
@@ -83,10 +69,10 @@ static XYL_RESULT takeDocument(const XYL_CONTEXT &context, const CHAR8 *name, RE
 static XYL_RESULT readFiles(const XYL_CONTEXT &context, REPORT *report, REPORT_INPUT *input) {
   for (UINTN i = 0; i < context.Request->OperandCount; ++i) {
     const CHAR8 *name = context.Request->Operands[i];
-    REPORT_TREE *tree = &input->trees[i];
-    XYL_RESULT result = readDocument(context, name, &tree->document);
+    HOST_DOCUMENT *tree = &input->trees[i];
+    XYL_RESULT result = readDocument(context, name, &tree->text);
     if (!isFailure(result)) {
-      result = parseTree(context, name, tree->document.Text, &tree->root);
+      result = parseTree(context, name, tree->text.Text, &tree->root);
     }
     if (!isFailure(result)) {
       result = takeDocument(context, name, tree, report, input);

@@ -41,8 +41,7 @@ std::string dateText(std::time_t seconds) {
   return text;
 }
 
-void putPageStart(REPORT &report) {
-  std::string &page = report.page;
+void putPageHead(std::string &page, const std::string &title) {
   put(page, R"(<!DOCTYPE html>
 <html lang="en" xml:lang="en" xmlns="http://www.w3.org/1999/xhtml">
 <head>
@@ -51,9 +50,15 @@ void putPageStart(REPORT &report) {
 <meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'; img-src data:"/>
 <link rel="icon" href="data:,"/>
 )");
-  put(page, "<title>%</title>\n<style>\n", {titleOf(report)});
+  put(page, "<title>%</title>\n<style>\n", {title});
   put(page, g_pageStyle);
-  put(page, "</style>\n</head>\n<body>\n<a class=\"skip\" href=\"#content\">Skip to the content</a>\n");
+  put(page, "</style>\n</head>\n<body>\n");
+}
+
+void putPageStart(REPORT &report) {
+  std::string &page = report.page;
+  putPageHead(page, titleOf(report));
+  put(page, "<a class=\"skip\" href=\"#content\">Skip to the content</a>\n");
   putSigns(page);
   put(page, "<header class=\"wrap\">\n<h1>%</h1>\n<p class=\"note\">From %", {titleOf(report), report.source});
   put(page, report.written.empty() ? "%." : ", written %.", {report.written});

@@ -24,6 +24,9 @@ struct REPORT {
 // "2026-11-25 10:58 UTC".
 std::string dateText(std::time_t seconds);
 
+// How every page begins, up to the body's start.
+void putPageHead(std::string &page, const std::string &title);
+
 // The sections, in the page's order, each in the file of its subject.
 void putPageStart(REPORT &report);
 void putSummary(REPORT &report);
