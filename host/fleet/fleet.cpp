@@ -1,13 +1,13 @@
 #include "host/fleet/fleet.h"
 
-#include <filesystem>
+#include <cstring>
 
 #include "client/documents/documents.h"
 #include "client/guard/guard.h"
 #include "client/output/output.h"
 #include "host/common/common.h"
 #include "host/fleet/survey.h"
-#include "host/report/report_files.h"
+#include "host/report/report_sections.h"
 
 namespace fleet {
 namespace {
@@ -142,8 +142,8 @@ void writeRow(JSON *json, const Row &row) {
   jsonObject(json, nullptr);
   jsonText(json, "file", row.file.c_str());
   row.group == NO_GROUP ? jsonNull(json, "group") : jsonNumber(json, "group", row.group + 1);
-  if (!row.server.empty()) {
-    jsonText(json, "serial", row.server.c_str());
+  if (!row.serial.empty()) {
+    jsonText(json, "serial", row.serial.c_str());
   }
   writeTexts(json, "wrong", row.troubles);
   jsonEnd(json);
@@ -191,6 +191,18 @@ int weightOf(const Survey &survey, const Row &row) {
   return !row.troubles.empty() ? 0 : row.group != NO_GROUP && survey.groups[row.group].usual != row.group ? 1 : 2;
 }
 
+// A name as a reference: what has a meaning there is written in hexadecimal digits.
+std::string urlOf(const std::string &name) {
+  std::string url;
+  for (char letter : name) {
+    bool isPlain = std::isalnum(static_cast<unsigned char>(letter)) != 0 || std::strchr("/-_.~", letter) != nullptr;
+    char code[4];
+    std::snprintf(code, sizeof(code), "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(letter)));
+    url += isPlain ? std::string(1, letter) : code;
+  }
+  return url;
+}
+
 void putRows(std::string &page, const Survey &survey, const std::string &reports) {
   HtmlTable table(page, "Files; what is wrong comes first", {"File", "Group", "Wrong"});
   for (int weight = 0; weight < 3; ++weight) {
@@ -200,7 +212,7 @@ void putRows(std::string &page, const Survey &survey, const std::string &reports
       }
       std::string link;
       if (row.group != NO_GROUP && !reports.empty()) {
-        put(link, R"(<a href="%/%">%</a>)", {reports, reportName(row), row.file});
+        put(link, R"(<a href="%">%</a>)", {urlOf(reports + "/" + reportName(row)), row.file});
       }
       table.row();
       table.cell(link.empty() ? escaped(row.file) : link);
@@ -212,17 +224,9 @@ void putRows(std::string &page, const Survey &survey, const std::string &reports
 
 std::string pageOf(const Survey &survey, const std::string &folder, const std::string &reports) {
   std::string page;
-  put(page, R"(<!DOCTYPE html>
-<html lang="en" xml:lang="en" xmlns="http://www.w3.org/1999/xhtml">
-<head>
-<meta charset="utf-8"/>
-<meta name="viewport" content="width=device-width, initial-scale=1"/>
-<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'; img-src data:"/>
-<link rel="icon" href="data:,"/>
-)");
-  put(page, "<title>RAID configurations in %</title>\n<style>\n", {folder});
-  put(page, g_pageStyle);
-  put(page, "</style>\n</head>\n<body>\n<header class=\"wrap\">\n<h1>RAID configurations in %</h1>\n", {folder});
+  std::string title = "RAID configurations in " + folder;
+  putPageHead(page, title);
+  put(page, "<header class=\"wrap\">\n<h1>%</h1>\n", {title});
   put(page, "<p class=\"note\">%.</p>\n</header>\n<main class=\"wrap\">\n", {totalWords(survey)});
   putGroups(page, survey);
   putRows(page, survey, reports);
@@ -232,11 +236,22 @@ std::string pageOf(const Survey &survey, const std::string &folder, const std::s
 
 // --- The command ---
 
-// A folder as the page, which stands in another one perhaps, links to it.
-std::string linkTo(const std::string &reports, const CHAR8 *page) {
+// The folder of reports as the page leads to it.
+std::string linkTo(const std::filesystem::path &reports, const CHAR8 *page) {
   namespace fs = std::filesystem;
-  return reports.empty() ? "" : fs::absolute(reports).lexically_proximate(fs::absolute(page).parent_path()).string();
+  fs::path from = fs::weakly_canonical(fs::absolute(page)).parent_path();
+  return reports.empty() ? "" : fs::weakly_canonical(fs::absolute(reports)).lexically_proximate(from).string();
 }
+
+constexpr UINTN PAGE_ROOM = 64 << 10;
+
+// Closes an output that was not written.
+struct OutputHolder {
+  const XYL_CONTEXT &context;
+  OUTPUT *output;
+
+  ~OutputHolder() { dropOutput(context, output); }
+};
 
 bool isAsOne(const Survey &survey) {
   Totals totals = totalsOf(survey);
@@ -250,24 +265,33 @@ XYL_RESULT runFleet(const XYL_CONTEXT &context) {
   const CHAR8 *folder = context.Request->Operands[0];
   const CHAR8 *file = context.Request->Options[XYL_OPTION_OUTPUT];
   const CHAR8 *reports = context.Request->Options[XYL_OPTION_REPORTS];
-  if (reports != nullptr) {
-    std::filesystem::create_directories(reports);
+  bool isPrinted = file != nullptr && isStandardOutput(file);
+  if (isPrinted && hasOption(context, XYL_OPTION_JSON)) {
+    complain(context.Front, "the standard output takes the page or --json, not both");
+    return wrongUsage();
   }
-  fleet::Survey survey = fleet::surveyFolder(context, folder, reports != nullptr ? reports : "");
+  OUTPUT output = {};
+  XYL_RESULT result = openOutput(context, file, fleet::PAGE_ROOM, &output);
+  if (isFailure(result)) {
+    return result;
+  }
+  fleet::OutputHolder holder{context, &output};
+  std::string reportsFolder = reports != nullptr ? reports : "";
+  fleet::Survey survey = fleet::surveyFolder(context, folder, reportsFolder);
   if (survey.rows.empty()) {
     complain(context.Front, "'%a' holds no .xml and no .json file", folder);
     return notFound();
   }
   if (file != nullptr) {
-    std::string page = fleet::pageOf(survey, folder, fleet::linkTo(reports != nullptr ? reports : "", file));
-    XYL_RESULT result = writeDocument(context, file, page.c_str(), page.size());
-    if (isFailure(result)) {
-      return result;
-    }
+    std::string page = fleet::pageOf(survey, folder, fleet::linkTo(reportsFolder, file));
+    result = writeOutput(context, &output, page.c_str(), page.size(), /* before= */ "");
+  }
+  if (isFailure(result)) {
+    return result;
   }
   if (hasOption(context, XYL_OPTION_JSON)) {
     fleet::writeJson(context.Front, survey);
-  } else if (file == nullptr || std::string(file) != "-") {
+  } else if (!isPrinted) {
     fleet::sayAll(context.Front, survey);
   }
   return fleet::isAsOne(survey) ? succeeded() : different();

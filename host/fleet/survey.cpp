@@ -1,9 +1,10 @@
 #include "host/fleet/survey.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <numeric>
 #include <set>
+
+#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
@@ -12,23 +13,12 @@
 #include "host/report/report.h"
 
 namespace fleet {
+
+namespace fs = std::filesystem;
+
 namespace {
 
 using Json = nlohmann::json;
-
-// A document and its tree, given back at the end.
-struct Document {
-  DOCUMENT_TEXT text = {};
-  XML_NODE *root = nullptr;
-
-  Document() = default;
-  Document(const Document &) = delete;
-  Document &operator=(const Document &) = delete;
-  ~Document() {
-    freeTree(root);
-    releaseDocument(&text);
-  }
-};
 
 void keepError(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
   static_cast<std::string *>(front->Context)->append(text, length);
@@ -42,15 +32,17 @@ std::string complaintOf(const std::string &printed) {
 
 class Surveyor {
 public:
-  Surveyor(const XYL_CONTEXT &context, const std::string &folder, const std::string &reports)
-      : folder_(folder), reports_(reports), front_(*context.Front), context_{&front_, context.Request} {
+  Surveyor(const XYL_CONTEXT &context, const fs::path &folder, const fs::path &reports)
+      : folder_(folder), reports_(reports),
+        replaces_(hasOption(context, XYL_OPTION_FORCE) ? FILE_REPLACES_OLD : FILE_REPLACES_NONE),
+        front_(*context.Front), context_{&front_, context.Request} {
     front_.Context = &complaint_;
     front_.WriteError = keepError;
   }
 
   Survey run() {
     for (const std::string &file : files()) {
-      Row row = {file, "", NO_GROUP, {}};
+      Row row = {.file = file, .serial = {}, .troubles = {}};
       file.ends_with(".json") ? readResult(&row) : readConfiguration(&row);
       survey_.rows.push_back(row);
     }
@@ -60,26 +52,36 @@ public:
   }
 
 private:
+  // Files with a name that fits, and folders that nobody may look into.
   std::set<std::string> files() const {
-    std::error_code error;
     std::set<std::string> names;
-    for (std::filesystem::recursive_directory_iterator entry(folder_, error), end; !error && entry != end;
-         entry.increment(error)) {
-      std::filesystem::path path = entry->path();
-      if ((path.extension() == ".xml" || path.extension() == ".json") && entry->is_regular_file(error)) {
+    std::error_code error;
+    fs::recursive_directory_iterator entry(folder_, fs::directory_options::skip_permission_denied, error);
+    for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+      const fs::path &path = entry->path();
+      std::error_code unknown; // of a link that leads nowhere, which is told when it is read
+      fs::file_type type = entry->status(unknown).type();
+      bool isMeant = type == fs::file_type::directory
+                         ? access(path.c_str(), R_OK | X_OK) != 0
+                         : (type == fs::file_type::regular || type == fs::file_type::not_found) &&
+                               (path.extension() == ".xml" || path.extension() == ".json");
+      if (isMeant) {
         names.insert(path.lexically_relative(folder_).string());
       }
     }
+    if (!error && access(folder_.c_str(), R_OK | X_OK) != 0) {
+      error = std::make_error_code(std::errc::permission_denied);
+    }
     if (error) {
-      throw CLIENT_ERROR(statusFromErrno(error.value()), "cannot read '" + folder_ + "': " + error.message());
+      throw CLIENT_ERROR(statusFromErrno(error.value()), "cannot read '" + folder_.string() + "': " + error.message());
     }
     return names;
   }
 
-  std::string pathOf(const Row &row) const { return (std::filesystem::path(folder_) / row.file).string(); }
+  std::string pathOf(const Row &row) const { return (folder_ / row.file).string(); }
 
   void readConfiguration(Row *row) {
-    Document document;
+    HOST_DOCUMENT document;
     complaint_.clear();
     XYL_RESULT result = readDocument(context_, pathOf(*row).c_str(), &document.text);
     if (!isFailure(result)) {
@@ -97,12 +99,19 @@ private:
     row->troubles = troublesOf(model);
     row->group = groupOf(model, row->file);
     if (!reports_.empty()) {
-      std::string page = reportPage(document.root, row->file);
-      std::string name = reports_ + "/" + reportName(*row);
-      EFI_STATUS status = writeHostFile(name, page);
-      if (EFI_ERROR(status)) {
-        throw CLIENT_ERROR(status, "cannot write '" + name + "': " + statusWords(status));
-      }
+      writeReport(*row, document.root);
+    }
+  }
+
+  void writeReport(const Row &row, const XML_NODE *root) const {
+    fs::path name = reports_ / reportName(row);
+    fs::create_directories(name.parent_path());
+    EFI_STATUS status = writeHostFile(name.string(), reportPage(root, row.file), replaces_);
+    if (status == EFI_ALREADY_STARTED) {
+      throw CLIENT_ERROR(status, "'" + name.string() + "' exists; --force replaces it");
+    }
+    if (EFI_ERROR(status)) {
+      throw CLIENT_ERROR(status, "cannot write '" + name.string() + "': " + statusWords(status));
     }
   }
 
@@ -116,7 +125,7 @@ private:
       return;
     }
     Json machine = result.value("machine", Json::object());
-    row->server =
+    row->serial =
         machine.is_object() && machine.contains("serial") && machine["serial"].is_string() ? machine["serial"] : "";
     if (result["state"] != "done") {
       row->troubles.push_back("its job is " + result["state"].get<std::string>());
@@ -174,8 +183,9 @@ private:
     }
   }
 
-  std::string folder_;
-  std::string reports_;
+  fs::path folder_;
+  fs::path reports_;
+  FILE_REPLACES replaces_;
   std::string complaint_;
   XYL_FRONT front_;
   XYL_CONTEXT context_;
@@ -185,14 +195,8 @@ private:
 
 } // namespace
 
-Survey surveyFolder(const XYL_CONTEXT &context, const std::string &folder, const std::string &reports) {
+Survey surveyFolder(const XYL_CONTEXT &context, const fs::path &folder, const fs::path &reports) {
   return Surveyor(context, folder, reports).run();
-}
-
-std::string reportName(const Row &row) {
-  std::string name = row.file;
-  std::replace(name.begin(), name.end(), '/', '-');
-  return name + ".html";
 }
 
 } // namespace fleet

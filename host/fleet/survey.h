@@ -1,6 +1,8 @@
 // The documents of a folder, read one after the other, and their groups.
 #pragma once
 
+#include <filesystem>
+
 #include "host/fleet/features.h"
 
 namespace fleet {
@@ -9,8 +11,8 @@ inline constexpr size_t NO_GROUP = SIZE_MAX; // of a file that is no configurati
 
 // A file of the folder.
 struct Row {
-  std::string file; // below the folder
-  std::string server;
+  std::string file;   // below the folder
+  std::string serial; // of the machine, where a result tells it
   size_t group = NO_GROUP;
   std::vector<std::string> troubles; // what wants attention; of a file that cannot be read, why
 };
@@ -30,11 +32,15 @@ struct Survey {
   std::vector<Group> groups; // the larger ones first, the models together
 };
 
-// Reads the folder and those in it; a file that cannot be read is a row. With reports, a folder, which must be there, a
-// page about each configuration is written into it. Throws CLIENT_ERROR when the folder cannot be read.
-Survey surveyFolder(const XYL_CONTEXT &context, const std::string &folder, const std::string &reports);
+// Reads the folder and those in it; what cannot be read is a row. With reports, a folder, a page about each
+// configuration is written into it, which replaces a file only with --force. Throws CLIENT_ERROR when the folder cannot
+// be read or a page not be written.
+Survey surveyFolder(const XYL_CONTEXT &context, const std::filesystem::path &folder,
+                    const std::filesystem::path &reports);
 
 // The page about a row, below the folder of reports.
-std::string reportName(const Row &row);
+inline std::string reportName(const Row &row) {
+  return row.file + ".html";
+}
 
 } // namespace fleet

@@ -27,7 +27,7 @@ ENTRY_POINTS = ["providers/" + room for room in "xml_service debug_log sim_contr
 HEADERS = {
     **{room: [room.rpartition("/")[2], "commands"] for room in CLIENT + HOST},  # rows for the table of a front
     "client/command_line": ["command_line", "commands", "rows"],
-    "host/report": ["report", "report_files", "report_html", "report_model", "commands"],
+    "host/report": ["report", "report_model", "report_sections", "commands"],
     "images/firmware": ["files", "firmware"],
     "providers/health": ["health", "findings"],
     "providers/debug_log": ["debug_log_provider"],  # include/ has a debug_log.h
@@ -51,7 +51,7 @@ KNOWN = {
     "providers/ddf_change": ["providers/ddf"],
     "providers/volume_map": ["providers/ddf"],
     "providers/xml_service": ["providers/unload_guard"],
-    "host/report": ["report", "report_files", "report_html", "report_model", "commands"],
+    "host/report": ["report", "report_model", "report_sections", "commands"],
     "images/firmware": ["files", "firmware"],
     "providers/debug_log": ["providers/unload_guard"],
     **stairs(SIMULATOR, ["records", "providers/sim_controller"]),
