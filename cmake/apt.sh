@@ -18,3 +18,21 @@ patient_apt() {
   done
   rm -f "$log"
 }
+
+# private_apt FOLDER SOURCE SUITE [LINE]: an apt of its own in FOLDER, of the distribution's SUITE and of nothing that the
+# machine's knows; SOURCE is deb or deb-src, LINE one more of its configuration. Programs take it as
+# APT_CONFIG=FOLDER/apt.conf.
+private_apt() {
+  mkdir -p "$1/lists/partial" "$1/cache/archives/partial"
+  echo "$2 [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] http://deb.debian.org/debian $3 main" \
+    >"$1/sources.list"
+  cat >"$1/apt.conf" <<APT
+Dir::State::Lists "$1/lists";
+Dir::Cache "$1/cache";
+Dir::Etc::SourceList "$1/sources.list";
+Dir::Etc::SourceParts "/dev/null";
+Dir::Etc::PreferencesParts "/dev/null";
+APT::Sandbox::User "root";
+${4:-}
+APT
+}

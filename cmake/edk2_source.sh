@@ -3,22 +3,6 @@
 
 EDK2_PACKAGES="build-essential dpkg-dev uuid-dev nasm acpica-tools python3"
 
-# What knows the distribution's source packages; the machine's apt learns nothing of them.
-edk2_apt_configuration() {
-  suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
-  mkdir -p "$1/apt/lists/partial" "$1/apt/cache/archives/partial"
-  echo "deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] http://deb.debian.org/debian $suite main" \
-    >"$1/apt/sources.list"
-  cat >"$1/apt/apt.conf" <<APT
-Dir::State::Lists "$1/apt/lists";
-Dir::Cache "$1/apt/cache";
-Dir::Etc::SourceList "$1/apt/sources.list";
-Dir::Etc::SourceParts "/dev/null";
-Dir::Etc::PreferencesParts "/dev/null";
-APT::Sandbox::User "root";
-APT
-}
-
 # edk2_source FOLDER: leaves the sources (17 MB to fetch) in FOLDER/source and the base tools built in it, once; FOLDER is
 # an absolute name, and two calls wait for each other. The distribution's shell wants a library that only firmware with
 # Secure Boot has: that patch of its is taken back.
@@ -30,7 +14,7 @@ edk2_source() (
   rm -rf "$1/source" "$1/fetched"
   mkdir "$1/fetched"
   cd "$1/fetched"
-  edk2_apt_configuration "$1"
+  private_apt "$1/apt" deb-src "$(. /etc/os-release && echo "$VERSION_CODENAME")"
   {
     APT_CONFIG=$1/apt/apt.conf apt-get -qq update &&
       APT_CONFIG=$1/apt/apt.conf apt-get -qq source edk2 &&

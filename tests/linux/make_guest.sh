@@ -20,24 +20,6 @@ unpacked=$guest/unpacked
 
 # --- The packages ---
 
-# Lets apt forget the machine's sources and lists.
-use_suite() {
-  lists=$guest/apt
-  mkdir -p "$lists/lists/partial" "$lists/cache/archives/partial"
-  keyring=/usr/share/keyrings/debian-archive-keyring.gpg
-  echo "deb [signed-by=$keyring] http://deb.debian.org/debian $suite main" >"$lists/sources.list"
-  cat >"$lists/apt.conf" <<APT
-Dir::State::Lists "$lists/lists";
-Dir::State::Status "/dev/null";
-Dir::Cache "$lists/cache";
-Dir::Etc::SourceList "$lists/sources.list";
-Dir::Etc::SourceParts "/dev/null";
-Dir::Etc::PreferencesParts "/dev/null";
-APT::Sandbox::User "root";
-APT
-  export APT_CONFIG="$lists/apt.conf"
-}
-
 # depends PACKAGE PATTERN: those of its dependencies that have such a name.
 depends() { apt-cache depends "$1" | sed -n "s/.*Depends: \\($2\\)\$/\\1/p"; }
 
@@ -58,7 +40,10 @@ unpack() {
   done
   cd "$guest/packages"
   echo "==> fetching the guest's packages${suite:+ of $suite} (100 MB)"
-  [ -z "$suite" ] || use_suite
+  if [ -n "$suite" ]; then
+    private_apt "$guest/apt" deb "$suite" 'Dir::State::Status "/dev/null";'
+    export APT_CONFIG="$guest/apt/apt.conf"
+  fi
   if ! download >download.log 2>&1; then
     patient_apt update
     download >download.log 2>&1 || { cat download.log >&2; exit 1; }
