@@ -32,14 +32,10 @@ settle() {
   done
 }
 
-# snapshot NAME DISK...: keeps the metadata of the disks on the disk $SNAPSHOTS once it has settled, and prints what
-# mdadm and the kernel say about it. The places are those that mdadm chooses.
 snapshot_at=0
-snapshot() {
-  name=$1
-  shift
-  settle "$@"
-  echo "snapshot $name"
+# take DISK...: the metadata of the disks on the disk $SNAPSHOTS, and what mdadm and the kernel say about it. The places
+# are those that mdadm chooses.
+take() {
   for disk in "$@"; do
     blockdev --flushbufs "/dev/$disk"
     size=$(blockdev --getsz "/dev/$disk")
@@ -51,6 +47,26 @@ snapshot() {
   done
   echo "mdstat"
   cat /proc/mdstat
+}
+
+# snapshot NAME DISK...: takes the metadata once it has settled, and again if Linux wrote any of it meanwhile (it does
+# where it rebuilds): the copies and mdadm's words are then of different moments.
+snapshot() {
+  name=$1
+  shift
+  first=$snapshot_at
+  until
+    snapshot_at=$first
+    settle "$@"
+    settled=$now
+    take "$@" >/tmp/taken
+    settle "$@"
+    [ "$now" = "$settled" ]
+  do
+    echo "$name: written meanwhile, taken again"
+  done
+  echo "snapshot $name"
+  cat /tmp/taken
   echo "snapshot end"
 }
 
