@@ -9,8 +9,9 @@ import re
 import subprocess
 import sys
 
-IMAGES = ["RaidXyl", "XmlService", "DebugLog", "RaidSim", "RaidDisks", "RaidHealth", "RaidSetup", "xyl", "RaidBoot"]
-TEXTS, OTHER = "texts", "other"
+IMAGES = ["RaidXyl", "XmlService", "DebugLog", "RaidSim", "RaidDisks", "RaidVolumes", "RaidHealth", "RaidSetup", "xyl",
+          "RaidBoot"]
+TEXTS, PARTS, OTHER = "texts", "parts", "other"
 
 
 def image_folder(build):
@@ -30,7 +31,7 @@ def room_of(path):
 
 def objects_of(build, image):
     rule = re.search(rf"^build (?:\S*/)?{image}\.efi: (.*)$", (build / "build.ninja").read_text(), re.M)
-    return [build / word for word in rule[1].split() if word.endswith(".obj")]
+    return [build / word for word in rule[1].split() if re.search(r"room_\w+\.dir/.*\.obj$", word)]
 
 
 def names_by_room(objects):
@@ -73,6 +74,7 @@ def read_map(path, names):
             size = 0
     rooms[OTHER] += size
     rooms[TEXTS] = sections[".rdata"] - listed
+    rooms[PARTS] = sections[".sbom"] + sections[".sbat"]
     return rooms, sections
 
 
