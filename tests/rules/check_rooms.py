@@ -16,7 +16,7 @@ ANY = r'<[a-z_0-9/.]+>|"nlohmann/json\.hpp"'
 
 DRIVER = ["driver/" + room for room in "controller xml inventory request restore live binding".split()]
 CLIENT = ["client"] + ["client/" + room for room in (
-    "output command_line documents steps guard controllers show compare plan change verbs transcript jobs").split()]
+    "output command_line documents steps guard controllers show compare plan change verbs ensure transcript jobs").split()]
 DISKS = ["providers/disk_controller/" + room for room in "io metadata model commands".split()]
 SIMULATOR = ["providers/sim_controller/" + room for room in "state commands hand".split()]
 HOST = ["host/" + room for room in (
@@ -27,6 +27,7 @@ ENTRY_POINTS = ["providers/" + room for room in "xml_service debug_log sim_contr
 HEADERS = {
     **{room: [room.rpartition("/")[2], "commands"] for room in CLIENT + HOST},  # rows for the table of a front
     "client/command_line": ["command_line", "commands", "rows"],
+    "client/ensure": ["ensure", "commands", "layout", "judge"],
     "host/report": ["report", "report_model", "report_sections", "commands"],
     "images/firmware": ["files", "firmware"],
     "providers/health": ["health", "findings"],

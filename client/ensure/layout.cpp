@@ -1,0 +1,465 @@
+// Layout documents as they are read: rows of what each element may hold.
+#include "client/ensure/layout.h"
+
+#include "base/text.h"
+#include "client/output/output.h"
+#include "driver/xml/xml.h"
+
+namespace ensure {
+
+namespace {
+
+// What is known while the document is read.
+struct Reader {
+  const XYL_CONTEXT &context;
+  const CHAR8 *file;
+  Layout *layout;
+  const CHAR8 *virtualDisk; // the name of the one that is read, "" for one without, or null
+};
+
+enum class Often : UINT8 { once, always, repeated }; // at most once; just once; any number
+
+// An element inside another one, and what it says of T.
+template <class T> struct Row {
+  const CHAR8 *name;
+  XYL_RESULT (*read)(const Reader &reader, const XML_NODE &node, T *into);
+  Often often;
+  const CHAR8 *attribute = ""; // that it may have
+};
+
+} // namespace
+
+// --- Mistakes ---
+
+// Says what is wrong, and where: 'web.xml', virtual disk 'data': what which more.
+static XYL_RESULT mistake(const Reader &reader, const CHAR8 *what, const CHAR8 *which, const CHAR8 *more = "") {
+  bool isInside = reader.virtualDisk != nullptr;
+  complain(reader.context.Front, "'%a'%a%a%a: %a'%a'%a", reader.file, isInside ? ", virtual disk '" : "",
+           isInside ? reader.virtualDisk : "", isInside ? "'" : "", what, which, more);
+  return failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
+}
+
+static XYL_RESULT wrongText(const Reader &reader, const XML_NODE &node, const CHAR8 *wanted) {
+  WORD_LIST what = {};
+  append(what, "", node.Name);
+  append(what, "", " cannot be ");
+  WORD_LIST more = {};
+  append(more, "", "; it is ");
+  append(more, "", wanted);
+  return mistake(reader, what.Text, nodeText(&node), more.Text);
+}
+
+// --- Attributes ---
+
+// The value of the attribute of that name, or null. Others are mistakes, but for those about the document itself.
+static XYL_RESULT readAttribute(const Reader &reader, const XML_NODE &node, const CHAR8 *name, const CHAR8 **value) {
+  *value = nullptr;
+  for (const XML_ATTRIBUTE *attribute = node.Attributes; attribute != nullptr; attribute = attribute->Next) {
+    const CHAR8 *itsName = attribute->Name;
+    bool isAboutXml = itsName[0] == 'x' && (itsName[1] == 'm' || itsName[1] == 's');
+    if (textEqual(itsName, name)) {
+      *value = attribute->Value;
+    } else if (!isAboutXml) {
+      return mistake(reader, "there is no attribute ", itsName, "");
+    }
+  }
+  return succeeded();
+}
+
+// Reads an attribute that has one of the words, of which the first stands for its absence.
+template <UINTN COUNT>
+static XYL_RESULT readChoice(const Reader &reader, const XML_NODE &node, const CHAR8 *name,
+                             const CHAR8 *const (&words)[COUNT], UINTN *choice) {
+  const CHAR8 *value = nullptr;
+  XYL_RESULT result = readAttribute(reader, node, name, &value);
+  *choice = 0;
+  if (isFailure(result) || value == nullptr) {
+    return result;
+  }
+  WORD_LIST names = {};
+  for (UINTN i = 0; i < COUNT; ++i) {
+    if (textEqual(words[i], value)) {
+      *choice = i;
+      return succeeded();
+    }
+    append(names, ", ", words[i]);
+  }
+  WORD_LIST what = {};
+  append(what, "", name);
+  append(what, "", " cannot be ");
+  WORD_LIST more = {};
+  append(more, "", "; it is one of ");
+  append(more, "", names.Text);
+  return mistake(reader, what.Text, value, more.Text);
+}
+
+// --- Elements ---
+
+template <class T, UINTN COUNT> static const Row<T> *rowOf(const Row<T> (&rows)[COUNT], const CHAR8 *name) {
+  for (const Row<T> &row : rows) {
+    if (textEqual(row.name, name)) {
+      return &row;
+    }
+  }
+  return nullptr;
+}
+
+template <class T, UINTN COUNT>
+static XYL_RESULT unknownElement(const Reader &reader, const Row<T> (&rows)[COUNT], const XML_NODE &node,
+                                 const XML_NODE &child) {
+  WORD_LIST more = {};
+  append(more, "", "; it has ");
+  const CHAR8 *separator = "";
+  for (const Row<T> &row : rows) {
+    append(more, separator, row.name);
+    separator = ", ";
+  }
+  WORD_LIST what = {};
+  append(what, "", node.Name);
+  append(what, "", " has no element ");
+  return mistake(reader, what.Text, child.Name, more.Text);
+}
+
+// Reads the children of node, which are those of the rows.
+template <class T, UINTN COUNT>
+static XYL_RESULT readChildren(const Reader &reader, const XML_NODE &node, const Row<T> (&rows)[COUNT], T *into) {
+  UINT64 seen = 0;
+  for (const XML_NODE *child = node.FirstChild; child != nullptr; child = child->NextSibling) {
+    const Row<T> *row = rowOf(rows, child->Name);
+    if (row == nullptr) {
+      return unknownElement(reader, rows, node, *child);
+    }
+    UINT64 bit = 1ULL << (row - rows);
+    if ((seen & bit) != 0 && row->often != Often::repeated) {
+      return mistake(reader, "there are several elements ", child->Name, "; write it once");
+    }
+    seen |= bit;
+    const CHAR8 *attribute = nullptr;
+    XYL_RESULT result = readAttribute(reader, *child, row->attribute, &attribute);
+    if (!isFailure(result)) {
+      result = row->read(reader, *child, into);
+    }
+    if (isFailure(result)) {
+      return result;
+    }
+  }
+  for (const Row<T> &row : rows) {
+    if (row.often == Often::always && (seen >> (&row - rows) & 1) == 0) {
+      return mistake(reader, "there is no element ", row.name);
+    }
+  }
+  return succeeded();
+}
+
+// --- Values ---
+
+// One of the table's names.
+static XYL_RESULT readName(const Reader &reader, const XML_NODE &node, const VALUE_NAME_TABLE *table, UINT64 *value) {
+  *value = GetValueFromName(nodeText(&node), table);
+  if (*value != VALUE_NOT_FOUND) {
+    return succeeded();
+  }
+  WORD_LIST wanted = {};
+  append(wanted, "", "one of");
+  const CHAR8 *separator = " ";
+  for (; table->Name != nullptr; ++table, separator = ", ") {
+    append(wanted, separator, table->Name);
+  }
+  return wrongText(reader, node, wanted.Text);
+}
+
+static bool isDecimal(const CHAR8 *text) {
+  UINTN digits = 0;
+  while (text[digits] >= '0' && text[digits] <= '9') {
+    ++digits;
+  }
+  return digits != 0 && text[digits] == 0;
+}
+
+static XYL_RESULT readNumber(const Reader &reader, const XML_NODE &node, UINT64 least, UINT64 most, UINT32 *number) {
+  UINT64 value = parseDecimal(nodeText(&node));
+  if (!isDecimal(nodeText(&node)) || value < least || value > most) {
+    WORD_LIST wanted = {};
+    append(wanted, "", "a number from");
+    appendNumber(wanted, " ", least);
+    appendNumber(wanted, " to ", most);
+    return wrongText(reader, node, wanted.Text);
+  }
+  *number = static_cast<UINT32>(value);
+  return succeeded();
+}
+
+static XYL_RESULT readBytes(const Reader &reader, const XML_NODE &node, const CHAR8 *wanted, UINT64 *size) {
+  *size = parseSize(nodeText(&node));
+  return *size != 0 && !lacksUnit(nodeText(&node)) ? succeeded() : wrongText(reader, node, wanted);
+}
+
+// --- Disks ---
+
+static constexpr VALUE_NAME_TABLE g_mediumTable[] = {
+    {"HDD", RAID_LEVEL_ATTRIBUTE_HDD}, {"SSD", RAID_LEVEL_ATTRIBUTE_SSD}, {nullptr, 0}};
+
+static XYL_RESULT readMedium(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+  UINT64 value = 0;
+  XYL_RESULT result = readName(reader, node, g_mediumTable, &value);
+  wish->medium = static_cast<UINT32>(value);
+  return result;
+}
+
+static XYL_RESULT readProtocol(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+  UINT64 value = 0;
+  XYL_RESULT result = readName(reader, node, g_protocolTable, &value);
+  wish->protocol = static_cast<UINT32>(value);
+  return result;
+}
+
+static XYL_RESULT readCount(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+  return readNumber(reader, node, 1, 0xFFFF, &wish->count);
+}
+
+static XYL_RESULT readSmallest(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+  return readBytes(reader, node, "a size with its unit, as 600GB", &wish->smallest);
+}
+
+static XYL_RESULT readPlace(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+  if (textEqual(nodeText(&node), "direct")) {
+    wish->where = Where::direct;
+    return succeeded();
+  }
+  wish->where = Where::enclosure;
+  wish->enclosure = static_cast<UINT32>(parseDecimal(nodeText(&node)));
+  return isDecimal(nodeText(&node)) ? succeeded()
+                                    : wrongText(reader, node, "'direct', or an enclosure's id or position");
+}
+
+static constexpr Row<DiskWish> g_diskRows[] = {
+    {"Count", readCount, Often::once},       {"Medium", readMedium, Often::once},
+    {"Protocol", readProtocol, Often::once}, {"Smallest", readSmallest, Often::once},
+    {"Enclosure", readPlace, Often::once},
+};
+
+static XYL_RESULT readDisks(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+  return readChildren(reader, node, g_diskRows, wish);
+}
+
+// Hot spares are one when no number is given.
+static XYL_RESULT readSpares(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+  XYL_RESULT result = readDisks(reader, node, wish);
+  wish->count = wish->count != 0 ? wish->count : 1;
+  return result;
+}
+
+// --- Virtual disks ---
+
+static XYL_RESULT readVirtualDiskName(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+  const CHAR8 *name = nodeText(&node);
+  if (*name == 0 || fitting::judgeName(name, /* isOnDisks= */ false) != fitting::NameVerdict::fits) {
+    return wrongText(reader, node, "1 to 63 characters of plain ASCII");
+  }
+  copyBytes(wish->name, name, textLength(name) + 1);
+  return succeeded();
+}
+
+static XYL_RESULT readLevel(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+  UINT64 value = 0;
+  XYL_RESULT result = readName(reader, node, g_raidLevelTable, &value);
+  wish->level = static_cast<UINT32>(value);
+  return result;
+}
+
+static XYL_RESULT readMembers(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+  return readDisks(reader, node, &wish->disks);
+}
+
+static XYL_RESULT readVirtualDiskSize(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+  if (textEqual(nodeText(&node), "all")) {
+    wish->size = sizeAll;
+    return succeeded();
+  }
+  return readBytes(reader, node, "'all', or a size with its unit, as 600GB", &wish->size);
+}
+
+static XYL_RESULT readStripe(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+  UINT64 value = 0;
+  XYL_RESULT result = readName(reader, node, g_stripeSizeTable, &value);
+  wish->stripe = static_cast<UINT32>(value);
+  return result;
+}
+
+// The element's group of the cache policy.
+static XYL_RESULT readPolicy(const Reader &reader, const XML_NODE &node, UINT32 *cache) {
+  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
+    const FIELD_ROW &row = g_cachePolicyGroups.Rows[i];
+    if (textEqual(row.Element, node.Name)) {
+      UINT64 value = 0;
+      XYL_RESULT result = readName(reader, node, row.Names, &value);
+      *cache |= static_cast<UINT32>(value);
+      return result;
+    }
+  }
+  return mistake(reader, "there is no cache policy ", node.Name);
+}
+
+static constexpr Row<UINT32> g_policyRows[] = {
+    {"CachePolicy", readPolicy, Often::once},
+    {"WritePolicy", readPolicy, Often::once},
+    {"ReadPolicy", readPolicy, Often::once},
+    {"DiskPolicy", readPolicy, Often::once},
+};
+
+static XYL_RESULT readCache(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+  return readChildren(reader, node, g_policyRows, &wish->cache);
+}
+
+static XYL_RESULT readOwnSpares(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+  return readSpares(reader, node, &wish->spares);
+}
+
+static constexpr Row<VirtualDiskWish> g_virtualDiskRows[] = {
+    {"Name", readVirtualDiskName, Often::always}, {"RAIDLevel", readLevel, Often::always},
+    {"Disks", readMembers, Often::once},          {"Size", readVirtualDiskSize, Often::once},
+    {"StripeSize", readStripe, Often::once},      {"CurrentCachePolicy", readCache, Often::once},
+    {"Spares", readOwnSpares, Often::once},
+};
+
+static bool isNamed(const Layout &layout, const CHAR8 *name) {
+  for (UINT32 i = 0; i < layout.virtualDisks.count; ++i) {
+    if (textEqual(layout.virtualDisks.items[i].name, name)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+static XYL_RESULT readVirtualDisk(const Reader &outer, const XML_NODE &node, Layout *layout) {
+  static constexpr const CHAR8 *words[] = {"error", "keep", "recreate"};
+  Reader reader = {outer.context, outer.file, layout, childText(&node, "Name")};
+  VirtualDiskWish wish = {};
+  UINTN differs = 0;
+  XYL_RESULT result = readChoice(reader, node, "differs", words, &differs);
+  if (!isFailure(result)) {
+    result = readChildren(reader, node, g_virtualDiskRows, &wish);
+  }
+  if (isFailure(result)) {
+    return result;
+  }
+  wish.differs = static_cast<Differs>(differs);
+  if (isNamed(*layout, wish.name)) {
+    return mistake(outer, "there are several virtual disks ", wish.name, "; each needs a name of its own");
+  }
+  if (layout->virtualDisks.count == virtualDisksMax) {
+    return mistake(outer, "there are too many virtual disks, from ", wish.name, " on; 64 are the most");
+  }
+  VirtualDiskWish *place = arrayAppend(layout->virtualDisks);
+  if (place == nullptr) {
+    complain(reader.context.Front, "there is not enough memory");
+    return failed(EFI_OUT_OF_RESOURCES);
+  }
+  *place = wish;
+  return succeeded();
+}
+
+// --- Modes and rates ---
+
+static XYL_RESULT readRateName(const Reader &reader, const XML_NODE &node, RateWish *wish) {
+  const CHAR8 *name = nodeText(&node);
+  if (*name == 0 || textLength(name) >= sizeof(wish->name)) {
+    return wrongText(reader, node, "1 to 63 characters");
+  }
+  copyBytes(wish->name, name, textLength(name) + 1);
+  return succeeded();
+}
+
+static XYL_RESULT readPercent(const Reader &reader, const XML_NODE &node, RateWish *wish) {
+  UINT32 percent = 0;
+  XYL_RESULT result = readNumber(reader, node, 0, 100, &percent);
+  wish->percent = static_cast<UINT8>(percent);
+  return result;
+}
+
+static constexpr Row<RateWish> g_rateRows[] = {
+    {"Name", readRateName, Often::always},
+    {"Value", readPercent, Often::always},
+};
+
+static XYL_RESULT readRate(const Reader &reader, const XML_NODE &node, Layout *layout) {
+  RateWish wish = {};
+  XYL_RESULT result = readChildren(reader, node, g_rateRows, &wish);
+  for (UINT32 i = 0; i < layout->rateCount && !isFailure(result); ++i) {
+    if (textEqual(layout->rates[i].name, wish.name)) {
+      result = mistake(reader, "there are several rates ", wish.name, "; write it once");
+    }
+  }
+  if (!isFailure(result) && layout->rateCount == RAID_RATE_COUNT) {
+    result = mistake(reader, "there are too many rates, from ", wish.name, " on; 8 are the most");
+  }
+  if (!isFailure(result)) {
+    layout->rates[layout->rateCount++] = wish;
+  }
+  return result;
+}
+
+// The element's mode of the adapter.
+static XYL_RESULT readMode(const Reader &reader, const XML_NODE &node, Layout *layout) {
+  static constexpr VALUE_NAME_TABLE marks[] = {{"True", 1}, {"False", 0}, {nullptr, 0}};
+  for (UINT32 i = 0; i < g_adapterFields.RowCount; ++i) {
+    const FIELD_ROW &row = g_adapterFields.Rows[i];
+    if (!textEqual(row.Element, node.Name)) {
+      continue;
+    }
+    UINT64 value = 0;
+    bool isMark = row.Format == FORMAT_MARK;
+    XYL_RESULT result = readName(reader, node, isMark ? marks : row.Names, &value);
+    UINT64 bits = isMark && value != 0 ? row.Mask : value;
+    fieldStore(&layout->adapter, row.Place, (fieldLoad(&layout->adapter, row.Place) & ~UINT64{row.Mask}) | bits);
+    layout->modes |= 1ULL << i;
+    return result;
+  }
+  return mistake(reader, "there is no mode ", node.Name);
+}
+
+static constexpr Row<Layout> g_adapterRows[] = {
+    {"CheckConsistencyMode", readMode, Often::once}, {"LearnMode", readMode, Often::once},
+    {"LoadBalanceMode", readMode, Often::once},      {"UncertifiedMode", readMode, Often::once},
+    {"CopyBackMode", readMode, Often::once},         {"CorrectUnconfiguredAreas", readMode, Often::once},
+    {"PatrolReadMode", readMode, Often::once},       {"Rate", readRate, Often::repeated},
+};
+
+static XYL_RESULT readAdapter(const Reader &reader, const XML_NODE &node, Layout *layout) {
+  return readChildren(reader, node, g_adapterRows, layout);
+}
+
+// --- The document ---
+
+static XYL_RESULT readGlobalSpares(const Reader &reader, const XML_NODE &node, Layout *layout) {
+  return readSpares(reader, node, &layout->globalSpares);
+}
+
+static constexpr Row<Layout> g_layoutRows[] = {
+    {"VD", readVirtualDisk, Often::repeated, "differs"},
+    {"Spares", readGlobalSpares, Often::once},
+    {"Adapter", readAdapter, Often::once},
+};
+
+static XYL_RESULT readRoot(const Reader &reader, const XML_NODE &root) {
+  static constexpr const CHAR8 *words[] = {"leave", "delete"};
+  if (!textEqual(root.Name, "RaidLayout")) {
+    return mistake(reader, "this is no layout, whose root is RaidLayout and not ", root.Name);
+  }
+  UINTN others = 0;
+  XYL_RESULT result = readChoice(reader, root, "others", words, &others);
+  reader.layout->others = static_cast<Others>(others);
+  return isFailure(result) ? result : readChildren(reader, root, g_layoutRows, reader.layout);
+}
+
+XYL_RESULT readLayout(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, Layout *layout) {
+  XML_NODE *root = nullptr;
+  XYL_RESULT result = parseTree(context, name, text, &root);
+  if (!isFailure(result)) {
+    result = readRoot({context, name, layout, nullptr}, *root);
+  }
+  freeTree(root);
+  return result;
+}
+
+} // namespace ensure
