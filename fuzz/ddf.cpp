@@ -9,19 +9,19 @@
 #include "tests/providers/ddf/describe.h"
 #include "tests/providers/ddf/disks.h"
 
-static constexpr DDF_LIMITS LIMITS = {15, 15, 2, 16}; // as small as Linux takes them
+static constexpr ddf::Limits LIMITS = {15, 15, 2, 16}; // as small as Linux takes them
 
 // Two mirrored pairs or a RAID 5, with a spare of either kind.
 static const DISKS &baseDisks(bool spanned) {
   static const auto make = [](const TEST_VIRTUAL_DISK &virtualDisk) {
     DISKS disks = makeDisks(virtualDisk, 1, LIMITS);
-    changeDisks(disks, [&](DDF_COPY &copy, size_t disk) {
+    changeDisks(disks, [&](ddf::Copy &copy, size_t disk) {
       virtualDisk.spans > 1 ? dedicateSpare(copy, disk, static_cast<UINT32>(disks.size() - 1)) : void();
     });
     return disks;
   };
-  static const DISKS pairs = make({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256});
-  static const DISKS parity = make({DDF_RAID_5, 3, DDF_NO_SECONDARY, 1, 3, 7, 256});
+  static const DISKS pairs = make({ddf::levelRaid1, 0, ddf::secondarySpanned, 2, 2, 7, 256});
+  static const DISKS parity = make({ddf::levelRaid5, 3, ddf::noSecondary, 1, 3, 7, 256});
   return spanned ? pairs : parity;
 }
 
@@ -30,7 +30,7 @@ static const DISKS &baseDisks(bool spanned) {
 static void changeSector(DISKS &disks, FuzzInput &input) {
   constexpr uint8_t ONE_COPY = 0x80, ALL_DISKS = 0x40, DISK = 0x0F;
   uint8_t what = input.byte(), place = input.byte();
-  size_t at = input.number(2) % DDF_SECTOR;
+  size_t at = input.number(2) % ddf::sectorSize;
   size_t length = 1 + input.byte() % 8;
   uint64_t value = input.number(static_cast<unsigned>(length));
   for (size_t i = 0; i < disks.size(); ++i) {
@@ -38,11 +38,11 @@ static void changeSector(DISKS &disks, FuzzInput &input) {
     if ((what & ALL_DISKS) == 0 && (what & DISK) % disks.size() != i) {
       continue;
     }
-    UINT64 primary = disk.sectors - 32768, secondary = disk.sectors - DDF_RESERVE;
+    UINT64 primary = disk.sectors - 32768, secondary = disk.sectors - ddf::reserveSectors;
     bool anchor = place == 0xFF;
     for (UINT64 lba : {anchor ? disk.sectors - 1 : primary + place, anchor ? disk.sectors - 1 : secondary + place}) {
       SECTOR_BYTES bytes = disk.read(lba);
-      for (size_t j = 0; j < length && at + j < DDF_SECTOR; ++j) {
+      for (size_t j = 0; j < length && at + j < ddf::sectorSize; ++j) {
         bytes[at + j] = static_cast<UINT8>(value >> (8 * j));
       }
       disk.kept[lba] = bytes;
@@ -72,10 +72,10 @@ static std::string setsOf(DISKS &disks, bool store) {
   mustHold(fault.empty(), fault);
   std::string text = describe(*model);
   for (UINT32 i = 0; i < model->diskCount && store; ++i) {
-    DDF_COPY current;
-    EFI_STATUS status = ddfCurrentCopy(*model, i, &current);
+    ddf::Copy current;
+    EFI_STATUS status = ddf::makeCurrentCopy(*model, i, &current);
     mustHold(EFI_ERROR(status) == (current.sections[0] == nullptr), "status of the current copy");
-    ddfFreeCopy(&current);
+    ddf::freeCopy(&current);
     if (model->disks[i].copy.sections[0] != nullptr) {
       storeCopy(disks[i], model->disks[i].copy);
     }
@@ -90,7 +90,7 @@ static std::string setsOf(DISKS &disks, bool store) {
 struct WRITABLE {
   SPARSE_DISK *disk;
   bool fresh; // nothing of a set lies on it
-  std::vector<DDF_GAP> members;
+  std::vector<ddf::Gap> members;
   UINT32 *writes; // that succeed before one fails
 };
 
@@ -98,8 +98,8 @@ static EFI_STATUS writeJudged(void *context, UINT64 lba, UINTN count, const void
   const WRITABLE &target = *static_cast<WRITABLE *>(context);
   UINT64 sectors = target.disk->sectors;
   mustHold(count <= sectors && lba <= sectors - count, "a write outside the disk");
-  mustHold(!target.fresh || lba >= sectors - DDF_RESERVE, "a write before the reserve");
-  for (const DDF_GAP &member : target.members) {
+  mustHold(!target.fresh || lba >= sectors - ddf::reserveSectors, "a write before the reserve");
+  for (const ddf::Gap &member : target.members) {
     mustHold(lba + count <= member.start || lba >= member.start + member.blocks, "a write into a volume");
   }
   if (*target.writes == 0) {
@@ -110,12 +110,12 @@ static EFI_STATUS writeJudged(void *context, UINT64 lba, UINTN count, const void
   return EFI_SUCCESS;
 }
 
-static WRITABLE writableOf(const DDF_MODEL &model, DISKS &disks, UINT32 number, UINT32 *writes) {
-  const DDF_DISK &disk = model.disks[number];
-  WRITABLE writable = {&disks[number], disk.kind != DDF_DISK_MEMBER, {}, writes};
-  for (UINT32 i = 0; disk.kind == DDF_DISK_MEMBER && i < model.sets[disk.set].pds[disk.pd].partCount; ++i) {
-    const DDF_PD &pd = model.sets[disk.set].pds[disk.pd];
-    const DDF_VIRTUAL_DISK &virtualDisk = model.sets[disk.set].virtualDisks[pd.parts[i].virtualDisk];
+static WRITABLE writableOf(const ddf::Model &model, DISKS &disks, UINT32 number, UINT32 *writes) {
+  const ddf::Disk &disk = model.disks[number];
+  WRITABLE writable = {&disks[number], disk.kind != ddf::DiskKind::member, {}, writes};
+  for (UINT32 i = 0; disk.kind == ddf::DiskKind::member && i < model.sets[disk.set].pds[disk.pd].partCount; ++i) {
+    const ddf::Pd &pd = model.sets[disk.set].pds[disk.pd];
+    const ddf::VirtualDisk &virtualDisk = model.sets[disk.set].virtualDisks[pd.parts[i].virtualDisk];
     UINT64 start = virtualDisk.members[pd.parts[i].member].start;
     // A record may claim more, up to the metadata itself.
     writable.members.push_back({start, start < pd.limit ? std::min(virtualDisk.memberBlocks, pd.limit - start) : 0});
@@ -126,7 +126,7 @@ static WRITABLE writableOf(const DDF_MODEL &model, DISKS &disks, UINT32 number, 
 static EFI_STATUS change(DDF_WRITER &writer, FuzzInput &input) {
   static const struct {
     UINT8 level, qualifier;
-  } levels[] = {{DDF_RAID_0, 0}, {DDF_RAID_1, 0}, {DDF_RAID_5, 3}, {DDF_RAID_1E, 0}};
+  } levels[] = {{ddf::levelRaid0, 0}, {ddf::levelRaid1, 0}, {ddf::levelRaid5, 3}, {ddf::levelRaid1e, 0}};
   uint8_t kind = input.byte(), level = input.byte() % 4;
   UINT32 disks[5], set = input.byte() % 3, number = input.byte() % 8;
   UINT32 count = 1 + input.byte() % 5;
@@ -150,7 +150,8 @@ static EFI_STATUS change(DDF_WRITER &writer, FuzzInput &input) {
     return ddfCreateVirtualDisk(&writer, virtualDisk);
   }
   case 1:
-    return ddfSetSpare(&writer, DDF_NONE, disks[0], (number & 1) != 0 ? DDF_SPARE_GLOBAL : DDF_NO_SPARE, nullptr, 0);
+    return ddfSetSpare(&writer, ddf::noIndex, disks[0],
+                       (number & 1) != 0 ? ddf::SpareKind::global : ddf::SpareKind::none, nullptr, 0);
   case 2:
     return ddfDeleteSet(&writer, set);
   case 3:
@@ -160,13 +161,13 @@ static EFI_STATUS change(DDF_WRITER &writer, FuzzInput &input) {
   case 5:
     return hasVirtualDisk ? ddfDeleteVirtualDisk(&writer, set, number) : EFI_NOT_FOUND;
   default:
-    return hasVirtualDisk ? ddfChangeVirtualDisk(&writer, set, number, {DDF_SET_ACCESS, DDF_READ_ONLY, 0, {}})
+    return hasVirtualDisk ? ddfChangeVirtualDisk(&writer, set, number, {DDF_SET_ACCESS, ddf::accessReadOnly, 0, {}})
                           : EFI_NOT_FOUND;
   }
 }
 
 // How many virtual disks there are; all is whether all sets are sound.
-static UINT32 countVirtualDisks(const DDF_MODEL &model, bool *all) {
+static UINT32 countVirtualDisks(const ddf::Model &model, bool *all) {
   UINT32 count = 0;
   *all = true;
   for (UINT32 i = 0; i < model.setCount; ++i) {
@@ -181,7 +182,7 @@ static void changeOnTop(DISKS &disks, FuzzInput input) {
   seed = 1;
   auto random = [] { return seed = seed * 1664525 + 1013904223; };
   UINT32 writes = input.byte();
-  writes = writes == 0xFF ? DDF_NONE : writes;
+  writes = writes == 0xFF ? ddf::noIndex : writes;
   OWNED_MODEL model = readModel(disks);
   bool wasSound = false, isSound = false;
   UINT32 before = countVirtualDisks(*model, &wasSound);
@@ -191,10 +192,10 @@ static void changeOnTop(DISKS &disks, FuzzInput input) {
   }
   std::vector<DDF_TARGET> targets;
   for (WRITABLE &writable : writables) {
-    DDF_GUID guid = {{'F', 'u', 'z', 'z', static_cast<UINT8>(targets.size())}};
+    ddf::Guid guid = {{'F', 'u', 'z', 'z', static_cast<UINT8>(targets.size())}};
     targets.push_back({writeJudged, [](void *) -> EFI_STATUS { return EFI_SUCCESS; }, &writable, guid, true});
   }
-  DDF_CONTROLLER_DATA maker = {};
+  ddf::ControllerData maker = {};
   maker.guid.bytes[0] = 'M';
   DDF_WRITER writer = {model.get(), targets.data(), &maker, /* time= */ 1, random, {}, {}};
   EFI_STATUS status = change(writer, input);
@@ -209,7 +210,7 @@ static void changeOnTop(DISKS &disks, FuzzInput input) {
 
 // Of six disks, read five times: a header may claim half a MiB for each of the six sections of both copies, of which
 // one is kept.
-constexpr uint64_t COPY = 6 * 1024 * DDF_SECTOR;
+constexpr uint64_t COPY = 6 * 1024 * ddf::sectorSize;
 static constexpr FUZZ_LIMITS COST = {{8 * COPY, 0}, {6 * 5 * 2 * COPY, 0}, {300000000, 100000}};
 
 FUZZ_PURE_TARGET(ddf, COST) {

@@ -3,13 +3,15 @@
 
 #include "providers/ddf/set_stages.h"
 
-constexpr UINT16 LOST = DDF_PD_FAILED | DDF_PD_MISSING;
+namespace ddf {
 
-static const DDF_PD_ENTRY *findEntry(const DDF_COPY &copy, UINT32 reference) {
-  UINT32 capacity = ddfPdCapacity(copy);
-  for (UINT32 at = 0; at < capacity; at++) {
-    const DDF_PD_ENTRY *entry = ddfPdEntry(copy, at);
-    if (!ddfIsFree(entry->guid) && entry->reference == reference) {
+constexpr UINT16 lost = pdFailed | pdMissing;
+
+static const PdEntry *findEntry(const Copy &copy, UINT32 reference) {
+  UINT32 capacity = pdCapacity(copy);
+  for (UINT32 at = 0; at < capacity; ++at) {
+    const PdEntry *entry = pdEntryAt(copy, at);
+    if (!isFree(entry->guid) && entry->reference == reference) {
       return entry;
     }
   }
@@ -17,16 +19,16 @@ static const DDF_PD_ENTRY *findEntry(const DDF_COPY &copy, UINT32 reference) {
 }
 
 // A disk that is lost for others is not written any more, or with their lists, by which it is lost, too.
-static bool givesUp(const DDF_COPY &copy, const DDF_COPY &newest) {
-  UINT32 reference = ddfDiskData(newest)->reference;
-  const DDF_PD_ENTRY *own = findEntry(newest, reference), *entry = findEntry(copy, reference);
-  return own != nullptr && entry != nullptr && (own->state & LOST) == 0 && (entry->state & LOST) != 0;
+static bool givesUp(const Copy &copy, const Copy &newest) {
+  UINT32 reference = diskDataOf(newest)->reference;
+  const PdEntry *own = findEntry(newest, reference), *entry = findEntry(copy, reference);
+  return own != nullptr && entry != nullptr && (own->state & lost) == 0 && (entry->state & lost) != 0;
 }
 
-static bool lists(const DDF_COPY &copy, const DDF_GUID &virtualDisk) {
-  UINT32 capacity = ddfVdCapacity(copy);
-  for (UINT32 at = 0; at < capacity; at++) {
-    if (ddfSameGuid(ddfVdEntry(copy, at)->guid, virtualDisk)) {
+static bool lists(const Copy &copy, const Guid &virtualDisk) {
+  UINT32 capacity = vdCapacity(copy);
+  for (UINT32 at = 0; at < capacity; ++at) {
+    if (sameGuid(vdEntryAt(copy, at)->guid, virtualDisk)) {
       return true;
     }
   }
@@ -34,32 +36,33 @@ static bool lists(const DDF_COPY &copy, const DDF_GUID &virtualDisk) {
 }
 
 // Whether the disk has a part of a virtual disk that the newest one neither has nor had.
-static bool hasOwnVirtualDisk(const DDF_SET &set, const SET_INDEX &index, const DDF_COPY &copy,
-                              const DDF_COPY &newest) {
-  UINT32 slots = ddfRecordCapacity(copy);
-  for (UINT32 at = 0; at < slots; at++) {
-    const DDF_RECORD *record = ddfRecordSlot(copy, at);
-    if (record->signature == DDF_RECORD_SIGNATURE && findVirtualDisk(set, index, record->guid) == DDF_NONE &&
-        !ddfIsDeleted(newest, record->guid) && lists(copy, record->guid)) {
+static bool hasOwnVirtualDisk(const Set &set, const SetIndex &index, const Copy &copy, const Copy &newest) {
+  UINT32 slots = recordCapacity(copy);
+  for (UINT32 at = 0; at < slots; ++at) {
+    const Record *record = recordAt(copy, at);
+    if (record->signature == recordSignature && findVirtualDisk(set, index, record->guid) == noIndex &&
+        !isDeleted(newest, record->guid) && lists(copy, record->guid)) {
       return true;
     }
   }
   return false;
 }
 
-void setApart(DDF_MODEL *model, DDF_SET *set, const SET_INDEX &index) {
-  const DDF_COPY &newest = model->disks[set->newest].copy;
-  for (UINT32 i = 0; i < set->pdCount; i++) {
+void setApart(Model *model, Set *set, const SetIndex &index) {
+  const Copy &newest = model->disks[set->newest].copy;
+  for (UINT32 i = 0; i < set->pdCount; ++i) {
     UINT32 number = set->pds[i].disk;
-    if (number == DDF_NONE || number == set->newest) {
+    if (number == noIndex || number == set->newest) {
       continue;
     }
-    DDF_DISK *disk = &model->disks[number];
+    Disk *disk = &model->disks[number];
     if (givesUp(disk->copy, newest) || hasOwnVirtualDisk(*set, index, disk->copy, newest)) {
-      disk->kind = DDF_DISK_STALE;
+      disk->kind = DiskKind::stale;
       disk->fault = {"changed apart from its set", nullptr};
-      set->pds[i].disk = DDF_NONE;
-      set->apart++;
+      set->pds[i].disk = noIndex;
+      ++set->apart;
     }
   }
 }
+
+} // namespace ddf

@@ -2,19 +2,23 @@
 
 #include "providers/ddf/ddf.h"
 
-constexpr UINT64 MIB = 2048; // sectors
-constexpr UINT64 FRONT = MIB, TAIL = 34 * MIB;
-constexpr UINT64 SAMPLE = 8;
+namespace ddf {
 
-UINT32 ddfAreas(UINT64 sectors, DDF_AREA (&areas)[DDF_AREAS]) {
-  UINT64 front = sectors < FRONT ? sectors : FRONT;
+constexpr UINT64 mebibyte = 2048; // sectors
+constexpr UINT64 frontSectors = mebibyte, TAIL = 34 * mebibyte;
+constexpr UINT64 sampleSectors = 8;
+
+UINT32 searchedAreas(UINT64 sectors, Area (&areas)[areaCount]) {
+  UINT64 front = sectors < frontSectors ? sectors : frontSectors;
   UINT64 tail = sectors - front < TAIL ? sectors - front : TAIL;
   areas[0] = {sectors - tail, tail};
   areas[1] = {0, front};
-  UINT64 step = (sectors - front - tail) / (DDF_SAMPLES + 1);
+  UINT64 step = (sectors - front - tail) / (sampleCount + 1);
   UINT32 count = 2;
-  for (UINT32 i = 1; i <= DDF_SAMPLES && step >= 2 * SAMPLE; i++) {
-    areas[count++] = {(front + i * step) / SAMPLE * SAMPLE, SAMPLE};
+  for (UINT32 i = 1; i <= sampleCount && step >= 2 * sampleSectors; ++i) {
+    areas[count++] = {(front + i * step) / sampleSectors * sampleSectors, sampleSectors};
   }
   return count;
 }
+
+} // namespace ddf

@@ -4,25 +4,27 @@
 
 #include "base/crc32.h"
 
+namespace ddf {
+
 // The format starts with 0 and does not invert the result.
-UINT32 ddfChecksum(const void *bytes, UINTN size) {
-  constexpr UINT8 FIELD[4] = {0xFF, 0xFF, 0xFF, 0xFF};
-  constexpr UINTN BEHIND = 8;
+UINT32 checksum(const void *bytes, UINTN size) {
+  constexpr UINT8 field[4] = {0xFF, 0xFF, 0xFF, 0xFF};
+  constexpr UINTN behind = 8;
   const UINT8 *at = static_cast<const UINT8 *>(bytes);
   UINT32 crc = crc32Add(0, at, 4);
-  crc = crc32Add(crc, FIELD, sizeof(FIELD));
-  return crc32Add(crc, at + BEHIND, size - BEHIND);
+  crc = crc32Add(crc, field, sizeof(field));
+  return crc32Add(crc, at + behind, size - behind);
 }
 
-int compareGuids(const DDF_GUID &a, const DDF_GUID &b) {
-  return __builtin_memcmp(&a, &b, sizeof(DDF_GUID));
+int compareGuids(const Guid &a, const Guid &b) {
+  return __builtin_memcmp(&a, &b, sizeof(Guid));
 }
 
-bool ddfSameGuid(const DDF_GUID &a, const DDF_GUID &b) {
+bool sameGuid(const Guid &a, const Guid &b) {
   return compareGuids(a, b) == 0;
 }
 
-bool ddfIsFree(const DDF_GUID &guid) {
+bool isFree(const Guid &guid) {
   for (UINT8 byte : guid.bytes) {
     if (byte != 0xFF) {
       return false;
@@ -30,3 +32,5 @@ bool ddfIsFree(const DDF_GUID &guid) {
   }
   return true;
 }
+
+} // namespace ddf

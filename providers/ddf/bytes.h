@@ -5,8 +5,10 @@
 #include "base/sort.h"
 #include "providers/ddf/ddf.h"
 
+namespace ddf {
+
 // Below zero, zero or above zero, by the first differing byte.
-int compareGuids(const DDF_GUID &a, const DDF_GUID &b);
+int compareGuids(const Guid &a, const Guid &b);
 
 // Whether size bytes from one place on lie below limit.
 inline bool fits(UINT64 from, UINT64 size, UINT64 limit) {
@@ -14,9 +16,11 @@ inline bool fits(UINT64 from, UINT64 size, UINT64 limit) {
 }
 
 // The bytes of a section, and of a record.
-inline UINTN sectionSize(const DDF_HEADER &header, UINT32 section) {
-  return UINTN{header.sections[section].length} * DDF_SECTOR;
+inline UINTN sectionSize(const Header &header, UINT32 section) {
+  return UINTN{header.sections[section].length} * sectorSize;
 }
-inline UINTN recordSize(const DDF_HEADER &header) {
-  return UINTN{header.recordLength} * DDF_SECTOR;
+inline UINTN recordSize(const Header &header) {
+  return UINTN{header.recordLength} * sectorSize;
 }
+
+} // namespace ddf

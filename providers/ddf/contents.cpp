@@ -2,54 +2,58 @@
 
 #include "providers/ddf/bytes.h"
 
-static UINT32 listCapacity(const DDF_COPY &copy, DDF_SECTION section) {
-  return reinterpret_cast<const DDF_LIST_HEAD *>(copy.sections[section])->maximum;
+namespace ddf {
+
+static UINT32 listCapacity(const Copy &copy, Section section) {
+  return reinterpret_cast<const ListHead *>(copy.sections[section])->maximum;
 }
 
-UINT32 ddfPdCapacity(const DDF_COPY &copy) {
-  return listCapacity(copy, DDF_PD_RECORDS);
+UINT32 pdCapacity(const Copy &copy) {
+  return listCapacity(copy, sectionPds);
 }
 
-UINT32 ddfVdCapacity(const DDF_COPY &copy) {
-  return listCapacity(copy, DDF_VD_RECORDS);
+UINT32 vdCapacity(const Copy &copy) {
+  return listCapacity(copy, sectionVds);
 }
 
-UINT32 ddfRecordCapacity(const DDF_COPY &copy) {
-  return copy.header.sections[DDF_RECORDS].length / copy.header.recordLength;
+UINT32 recordCapacity(const Copy &copy) {
+  return copy.header.sections[sectionRecords].length / copy.header.recordLength;
 }
 
-DDF_PD_ENTRY *ddfPdEntry(const DDF_COPY &copy, UINT32 at) {
-  return reinterpret_cast<DDF_PD_ENTRY *>(copy.sections[DDF_PD_RECORDS] + sizeof(DDF_LIST_HEAD)) + at;
+PdEntry *pdEntryAt(const Copy &copy, UINT32 at) {
+  return reinterpret_cast<PdEntry *>(copy.sections[sectionPds] + sizeof(ListHead)) + at;
 }
 
-DDF_VD_ENTRY *ddfVdEntry(const DDF_COPY &copy, UINT32 at) {
-  return reinterpret_cast<DDF_VD_ENTRY *>(copy.sections[DDF_VD_RECORDS] + sizeof(DDF_LIST_HEAD)) + at;
+VdEntry *vdEntryAt(const Copy &copy, UINT32 at) {
+  return reinterpret_cast<VdEntry *>(copy.sections[sectionVds] + sizeof(ListHead)) + at;
 }
 
-DDF_RECORD *ddfRecordSlot(const DDF_COPY &copy, UINT32 at) {
+Record *recordAt(const Copy &copy, UINT32 at) {
   UINTN size = recordSize(copy.header);
-  return reinterpret_cast<DDF_RECORD *>(copy.sections[DDF_RECORDS] + at * size);
+  return reinterpret_cast<Record *>(copy.sections[sectionRecords] + at * size);
 }
 
-DDF_CONTROLLER_DATA *ddfControllerData(const DDF_COPY &copy) {
-  return reinterpret_cast<DDF_CONTROLLER_DATA *>(copy.sections[DDF_CONTROLLER]);
+ControllerData *controllerDataOf(const Copy &copy) {
+  return reinterpret_cast<ControllerData *>(copy.sections[sectionController]);
 }
 
-DDF_DISK_DATA *ddfDiskData(const DDF_COPY &copy) {
-  return reinterpret_cast<DDF_DISK_DATA *>(copy.sections[DDF_PD_DATA]);
+DiskData *diskDataOf(const Copy &copy) {
+  return reinterpret_cast<DiskData *>(copy.sections[sectionPdData]);
 }
 
-DDF_U32 *ddfReferences(DDF_RECORD *record) {
-  return reinterpret_cast<DDF_U32 *>(reinterpret_cast<UINT8 *>(record) + DDF_RECORD_ARRAYS);
+U32 *referencesOf(Record *record) {
+  return reinterpret_cast<U32 *>(reinterpret_cast<UINT8 *>(record) + recordArrays);
 }
 
-DDF_U64 *ddfStarts(const DDF_COPY &copy, DDF_RECORD *record) {
-  return reinterpret_cast<DDF_U64 *>(ddfReferences(record) + copy.header.maxElements);
+U64 *startsOf(const Copy &copy, Record *record) {
+  return reinterpret_cast<U64 *>(referencesOf(record) + copy.header.maxElements);
 }
 
-void ddfFreeCopy(DDF_COPY *copy) {
+void freeCopy(Copy *copy) {
   for (UINT8 *&section : copy->sections) {
     poolRelease(section);
   }
   *copy = {};
 }
+
+} // namespace ddf

@@ -2,18 +2,20 @@
 
 #include "providers/ddf/copy.h"
 
-constexpr UINT32 MOST_SECTORS = 1024; // of a section; Linux takes no longer ones either
-constexpr UINT32 ELEMENT_SIZE = sizeof(DDF_U32) + sizeof(DDF_U64);
+namespace ddf {
 
-struct SECTION_ROW {
+constexpr UINT32 mostSectors = 1024; // of a section; Linux takes no longer ones either
+constexpr UINT32 elementSize = sizeof(U32) + sizeof(U64);
+
+struct SectionRow {
   const CHAR8 *name;
   UINT32 signature; // 0: the section is judged slot by slot
 };
 
-static constexpr SECTION_ROW g_sections[DDF_SECTIONS] = {
-    {"controller data", DDF_CONTROLLER_SIGNATURE}, {"physical disk records", DDF_PD_SIGNATURE},
-    {"virtual disk records", DDF_VD_SIGNATURE},    {"configuration records", 0},
-    {"disk data", DDF_PD_DATA_SIGNATURE},
+static constexpr SectionRow g_sections[sectionCount] = {
+    {"controller data", controllerSignature}, {"physical disk records", pdSignature},
+    {"virtual disk records", vdSignature},    {"configuration records", 0},
+    {"disk data", pdDataSignature},
 };
 
 // --- Headers ---
@@ -22,41 +24,41 @@ static bool isRevision(const CHAR8 (&revision)[8]) {
   return __builtin_memcmp(revision, "01.02.00", 8) == 0 || __builtin_memcmp(revision, "01.00.00", 8) == 0;
 }
 
-DDF_FAULT headerFault(const DDF_HEADER &header, DDF_HEADER_TYPE type) {
-  constexpr const CHAR8 *NAMES[] = {"anchor", "primary header", "secondary header"};
-  const CHAR8 *where = NAMES[type];
-  if (header.signature != DDF_HEADER_SIGNATURE) {
+Fault headerFault(const Header &header, HeaderType type) {
+  constexpr const CHAR8 *names[] = {"anchor", "primary header", "secondary header"};
+  const CHAR8 *where = names[type];
+  if (header.signature != headerSignature) {
     return {"no signature", where};
   }
-  if (header.crc != ddfChecksum(&header, sizeof(header))) {
+  if (header.crc != checksum(&header, sizeof(header))) {
     return {"wrong checksum", where};
   }
   if (!isRevision(header.revision)) {
     return {"unknown revision", where};
   }
-  if (header.type != type || ddfIsFree(header.guid)) {
+  if (header.type != type || isFree(header.guid)) {
     return {"header of another kind", where};
   }
   return {};
 }
 
-static UINT64 headerLba(const DDF_HEADER &header, DDF_HEADER_TYPE type) {
-  return type == DDF_PRIMARY ? header.primaryLba : header.secondaryLba;
+static UINT64 headerLba(const Header &header, HeaderType type) {
+  return type == headerPrimary ? header.primaryLba : header.secondaryLba;
 }
 
-static bool matchesAnchor(const DDF_HEADER &header, const DDF_HEADER &anchor) {
-  constexpr UINTN EQUAL_FROM = offsetof(DDF_HEADER, pad2);
+static bool matchesAnchor(const Header &header, const Header &anchor) {
+  constexpr UINTN equalFrom = offsetof(Header, pad2);
   const UINT8 *a = reinterpret_cast<const UINT8 *>(&header);
   const UINT8 *b = reinterpret_cast<const UINT8 *>(&anchor);
-  return ddfSameGuid(header.guid, anchor.guid) &&
+  return sameGuid(header.guid, anchor.guid) &&
          __builtin_memcmp(header.revision, anchor.revision, sizeof(header.revision)) == 0 &&
          header.primaryLba == anchor.primaryLba && header.secondaryLba == anchor.secondaryLba &&
-         __builtin_memcmp(a + EQUAL_FROM, b + EQUAL_FROM, sizeof(DDF_HEADER) - EQUAL_FROM) == 0;
+         __builtin_memcmp(a + equalFrom, b + equalFrom, sizeof(Header) - equalFrom) == 0;
 }
 
-UINT64 copyLength(const DDF_HEADER &header) {
+UINT64 copyLength(const Header &header) {
   UINT64 length = 1;
-  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
+  for (UINT32 i = 0; i < sectionCount; ++i) {
     UINT64 end = UINT64{header.sections[i].offset} + header.sections[i].length;
     length = end > length ? end : length;
   }
@@ -65,27 +67,27 @@ UINT64 copyLength(const DDF_HEADER &header) {
 
 // --- Where the sections lie ---
 
-static bool overlap(const DDF_SECTION_PLACE &a, const DDF_SECTION_PLACE &b) {
+static bool overlap(const SectionPlace &a, const SectionPlace &b) {
   return UINT64{a.offset} < UINT64{b.offset} + b.length && UINT64{b.offset} < UINT64{a.offset} + a.length;
 }
 
 // The lengths must also have room for what the header promises.
-static const CHAR8 *layoutFault(const DDF_HEADER &header, UINT64 lba, UINT64 lastLba) {
-  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
-    const DDF_SECTION_PLACE &place = header.sections[i];
-    if (place.offset == 0 || place.length == 0 || place.length > MOST_SECTORS ||
+static const CHAR8 *layoutFault(const Header &header, UINT64 lba, UINT64 lastLba) {
+  for (UINT32 i = 0; i < sectionCount; ++i) {
+    const SectionPlace &place = header.sections[i];
+    if (place.offset == 0 || place.length == 0 || place.length > mostSectors ||
         !fits(place.offset, place.length, lastLba - lba)) {
       return "section in an impossible place";
     }
-    for (UINT32 j = 0; j < i; j++) {
+    for (UINT32 j = 0; j < i; ++j) {
       if (overlap(place, header.sections[j])) {
         return "sections that overlap";
       }
     }
   }
   UINT32 length = header.recordLength;
-  if (length < 2 || length > header.sections[DDF_RECORDS].length ||
-      header.maxElements > (length - 1) * DDF_SECTOR / ELEMENT_SIZE) {
+  if (length < 2 || length > header.sections[sectionRecords].length ||
+      header.maxElements > (length - 1) * sectorSize / elementSize) {
     return "record length without room";
   }
   return nullptr;
@@ -94,41 +96,41 @@ static const CHAR8 *layoutFault(const DDF_HEADER &header, UINT64 lba, UINT64 las
 // --- Sections ---
 
 static const CHAR8 *listFault(const UINT8 *bytes, UINTN size) {
-  const DDF_LIST_HEAD *head = reinterpret_cast<const DDF_LIST_HEAD *>(bytes);
-  return head->maximum > (size - sizeof(DDF_LIST_HEAD)) / sizeof(DDF_PD_ENTRY) ? "more entries than room" : nullptr;
+  const ListHead *head = reinterpret_cast<const ListHead *>(bytes);
+  return head->maximum > (size - sizeof(ListHead)) / sizeof(PdEntry) ? "more entries than room" : nullptr;
 }
 
 // Slots with another signature are free, or a vendor's own, which has no checksum that we know of.
-static const CHAR8 *slotsFault(const DDF_COPY &copy) {
-  UINT32 slots = ddfRecordCapacity(copy);
-  for (UINT32 i = 0; i < slots; i++) {
-    const DDF_RECORD *slot = ddfRecordSlot(copy, i);
-    bool used = slot->signature == DDF_RECORD_SIGNATURE || slot->signature == DDF_SPARE_SIGNATURE;
-    if (used && slot->crc != ddfChecksum(slot, recordSize(copy.header))) {
+static const CHAR8 *slotsFault(const Copy &copy) {
+  UINT32 slots = recordCapacity(copy);
+  for (UINT32 i = 0; i < slots; ++i) {
+    const Record *slot = recordAt(copy, i);
+    bool used = slot->signature == recordSignature || slot->signature == spareSignature;
+    if (used && slot->crc != checksum(slot, recordSize(copy.header))) {
       return "wrong checksum";
     }
   }
   return nullptr;
 }
 
-static const CHAR8 *sectionFault(const DDF_COPY &copy, UINT32 section) {
+static const CHAR8 *sectionFault(const Copy &copy, UINT32 section) {
   const UINT8 *bytes = copy.sections[section];
   UINTN size = sectionSize(copy.header, section);
-  if (section == DDF_RECORDS) {
+  if (section == sectionRecords) {
     return slotsFault(copy);
   }
-  const DDF_LIST_HEAD *head = reinterpret_cast<const DDF_LIST_HEAD *>(bytes); // all begin alike
+  const ListHead *head = reinterpret_cast<const ListHead *>(bytes); // all begin alike
   if (head->signature != g_sections[section].signature) {
     return "no signature";
   }
-  if (head->crc != ddfChecksum(bytes, size)) {
+  if (head->crc != checksum(bytes, size)) {
     return "wrong checksum";
   }
-  return section == DDF_PD_RECORDS || section == DDF_VD_RECORDS ? listFault(bytes, size) : nullptr;
+  return section == sectionPds || section == sectionVds ? listFault(bytes, size) : nullptr;
 }
 
-static EFI_STATUS readSection(const DDF_SOURCE &source, UINT64 lba, DDF_COPY *copy, UINT32 section, DDF_FAULT *fault) {
-  const DDF_SECTION_PLACE &place = copy->header.sections[section];
+static EFI_STATUS readSection(const Source &source, UINT64 lba, Copy *copy, UINT32 section, Fault *fault) {
+  const SectionPlace &place = copy->header.sections[section];
   UINT8 *bytes = static_cast<UINT8 *>(poolAllocate(sectionSize(copy->header, section)));
   if (bytes == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -144,8 +146,7 @@ static EFI_STATUS readSection(const DDF_SOURCE &source, UINT64 lba, DDF_COPY *co
 
 // --- The copy ---
 
-static DDF_FAULT readHeader(const DDF_SOURCE &source, const DDF_HEADER &anchor, DDF_HEADER_TYPE type,
-                            DDF_HEADER *header) {
+static Fault readHeader(const Source &source, const Header &anchor, HeaderType type, Header *header) {
   UINT64 lba = headerLba(anchor, type);
   UINT64 lastLba = source.sectors - 1;
   if (lba >= lastLba) {
@@ -155,7 +156,7 @@ static DDF_FAULT readHeader(const DDF_SOURCE &source, const DDF_HEADER &anchor, 
     *header = {};
     return {"header cannot be read", nullptr};
   }
-  DDF_FAULT fault = headerFault(*header, type);
+  Fault fault = headerFault(*header, type);
   if (fault.what != nullptr) {
     return fault;
   }
@@ -165,11 +166,11 @@ static DDF_FAULT readHeader(const DDF_SOURCE &source, const DDF_HEADER &anchor, 
   return {layoutFault(*header, lba, lastLba), nullptr};
 }
 
-EFI_STATUS readCopy(const DDF_SOURCE &source, const DDF_HEADER &anchor, DDF_HEADER_TYPE type, DDF_COPY *copy,
-                    UINT32 *sequence, DDF_FAULT *fault) {
+EFI_STATUS readCopy(const Source &source, const Header &anchor, HeaderType type, Copy *copy, UINT32 *sequence,
+                    Fault *fault) {
   *copy = {};
   *sequence = 0;
-  if (type == DDF_SECONDARY && anchor.secondaryLba == DDF_NO_LBA) {
+  if (type == headerSecondary && anchor.secondaryLba == noLba) {
     *fault = {"there is none", nullptr};
     return EFI_SUCCESS;
   }
@@ -178,16 +179,18 @@ EFI_STATUS readCopy(const DDF_SOURCE &source, const DDF_HEADER &anchor, DDF_HEAD
     return EFI_SUCCESS;
   }
   *sequence = copy->header.sequence;
-  if (copy->header.openFlag != DDF_CLOSED) {
+  if (copy->header.openFlag != openFlagClosed) {
     *fault = {"left open by a writer", nullptr};
     return EFI_SUCCESS;
   }
   EFI_STATUS status = EFI_SUCCESS;
-  for (UINT32 i = 0; i < DDF_SECTIONS && !EFI_ERROR(status) && fault->what == nullptr; i++) {
+  for (UINT32 i = 0; i < sectionCount && !EFI_ERROR(status) && fault->what == nullptr; ++i) {
     status = readSection(source, headerLba(anchor, type), copy, i, fault);
   }
   if (EFI_ERROR(status) || fault->what != nullptr) {
-    ddfFreeCopy(copy);
+    freeCopy(copy);
   }
   return status;
 }
+
+} // namespace ddf

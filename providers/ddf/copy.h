@@ -3,17 +3,21 @@
 
 #include "providers/ddf/bytes.h"
 
+namespace ddf {
+
 // Reads the copy whose header lies at lba and checks every length, offset and checksum. What is wrong goes into *fault;
 // EFI_OUT_OF_RESOURCES is the only error. *copy is filled when there is no fault, *sequence when the header is sound.
-EFI_STATUS readCopy(const DDF_SOURCE &source, const DDF_HEADER &anchor, DDF_HEADER_TYPE type, DDF_COPY *copy,
-                    UINT32 *sequence, DDF_FAULT *fault);
+EFI_STATUS readCopy(const Source &source, const Header &anchor, HeaderType type, Copy *copy, UINT32 *sequence,
+                    Fault *fault);
 
 // Whether the header is one: signature, checksum, revision, type.
-DDF_FAULT headerFault(const DDF_HEADER &header, DDF_HEADER_TYPE type);
+Fault headerFault(const Header &header, HeaderType type);
 
 // Sectors from the header to the end of the last section.
-UINT64 copyLength(const DDF_HEADER &header);
+UINT64 copyLength(const Header &header);
 
-// Judges one disk by itself: kind (DDF_DISK_MEMBER stands for a good copy), faults, copy.
-EFI_STATUS readDisk(DDF_DISK *disk);
-void setUnreadable(DDF_DISK *disk);
+// Judges one disk by itself: kind (DiskKind::member stands for a good copy), faults, copy.
+EFI_STATUS readDisk(Disk *disk);
+void setUnreadable(Disk *disk);
+
+} // namespace ddf

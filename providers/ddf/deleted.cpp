@@ -5,52 +5,54 @@
 #include "base/crc32.h"
 #include "providers/ddf/bytes.h"
 
-struct DELETED_NOTE {
+namespace ddf {
+
+struct DeletedNote {
   CHAR8 mark[4];
-  DDF_U32 sums[7];
+  U32 sums[7];
 };
-static_assert(sizeof(DELETED_NOTE) == sizeof(DDF_DISK_DATA::scratch));
+static_assert(sizeof(DeletedNote) == sizeof(DiskData::scratch));
 
-static constexpr CHAR8 MARK[4] = {'g', 'o', 'n', 'e'};
+static constexpr CHAR8 mark[4] = {'g', 'o', 'n', 'e'};
 
-static UINT32 sumOf(const DDF_GUID &virtualDisk) {
+static UINT32 sumOf(const Guid &virtualDisk) {
   return crc32Of(&virtualDisk, sizeof(virtualDisk));
 }
 
-static DELETED_NOTE *noteIn(const DDF_COPY &copy) {
-  return reinterpret_cast<DELETED_NOTE *>(ddfDiskData(copy)->scratch);
+static DeletedNote *noteIn(const Copy &copy) {
+  return reinterpret_cast<DeletedNote *>(diskDataOf(copy)->scratch);
 }
 
-static bool isNote(const DELETED_NOTE &note) {
-  return __builtin_memcmp(note.mark, MARK, sizeof(MARK)) == 0;
+static bool isNote(const DeletedNote &note) {
+  return __builtin_memcmp(note.mark, mark, sizeof(mark)) == 0;
 }
 
 // What other makers keep there is theirs.
-static bool isBlank(const DDF_COPY &copy) {
-  const UINT8 *scratch = ddfDiskData(copy)->scratch;
+static bool isBlank(const Copy &copy) {
+  const UINT8 *scratch = diskDataOf(copy)->scratch;
   return (*scratch == 0 || *scratch == ' ' || *scratch == 0xFF) &&
-         __builtin_memcmp(scratch, scratch + 1, sizeof(DDF_DISK_DATA::scratch) - 1) == 0;
+         __builtin_memcmp(scratch, scratch + 1, sizeof(DiskData::scratch) - 1) == 0;
 }
 
-void ddfNoteDeleted(const DDF_COPY &copy, const DDF_GUID &virtualDisk) {
-  DELETED_NOTE *note = noteIn(copy);
+void noteDeleted(const Copy &copy, const Guid &virtualDisk) {
+  DeletedNote *note = noteIn(copy);
   if (isBlank(copy)) {
     __builtin_memset(note, 0xFF, sizeof(*note));
-    copyBytes(note->mark, MARK, sizeof(MARK));
+    copyBytes(note->mark, mark, sizeof(mark));
   }
   if (isNote(*note)) {
-    constexpr UINTN COUNT = sizeof(note->sums) / sizeof(note->sums[0]);
-    for (UINTN i = COUNT; i-- > 1;) {
+    constexpr UINTN count = sizeof(note->sums) / sizeof(note->sums[0]);
+    for (UINTN i = count; i-- > 1;) {
       note->sums[i] = note->sums[i - 1];
     }
     note->sums[0] = sumOf(virtualDisk);
   }
 }
 
-bool ddfIsDeleted(const DDF_COPY &copy, const DDF_GUID &virtualDisk) {
-  const DELETED_NOTE *note = noteIn(copy);
+bool isDeleted(const Copy &copy, const Guid &virtualDisk) {
+  const DeletedNote *note = noteIn(copy);
   UINT32 sum = sumOf(virtualDisk);
-  for (UINTN i = 0; isNote(*note) && i < sizeof(note->sums) / sizeof(note->sums[0]); i++) {
+  for (UINTN i = 0; isNote(*note) && i < sizeof(note->sums) / sizeof(note->sums[0]); ++i) {
     if (note->sums[i] == sum) {
       return true;
     }
@@ -58,8 +60,10 @@ bool ddfIsDeleted(const DDF_COPY &copy, const DDF_GUID &virtualDisk) {
   return false;
 }
 
-void ddfPassDeleted(const DDF_COPY &from, const DDF_COPY &to) {
+void passDeleted(const Copy &from, const Copy &to) {
   if (isNote(*noteIn(from)) && (isNote(*noteIn(to)) || isBlank(to))) {
     *noteIn(to) = *noteIn(from);
   }
 }
+
+} // namespace ddf

@@ -6,11 +6,13 @@
 
 #include "base/pool.h"
 
+namespace ddf {
+
 constexpr UINT64 MIB = 2048; // sectors
 
 // Whole sectors, by words of eight bytes; every step can be turned back, so that a changed word changes the digest.
 static UINT64 digestOn(UINT64 digest, const UINT8 *bytes, UINT64 sectors) {
-  for (UINTN at = 0; at < sectors * DDF_SECTOR; at += sizeof(UINT64)) {
+  for (UINTN at = 0; at < sectors * sectorSize; at += sizeof(UINT64)) {
     UINT64 word;
     copyBytes(&word, bytes + at, sizeof(word));
     digest = (digest ^ word) * 0x9E3779B97F4A7C15ULL;
@@ -20,13 +22,13 @@ static UINT64 digestOn(UINT64 digest, const UINT8 *bytes, UINT64 sectors) {
 }
 
 // The areas of a search, of the last one only the last MiB without the mark itself.
-static EFI_STATUS makeDigest(const DDF_SOURCE &source, UINT8 *buffer, UINT64 *digest) {
-  DDF_AREA areas[DDF_AREAS];
-  UINT32 count = ddfAreas(source.sectors, areas);
+static EFI_STATUS makeDigest(const Source &source, UINT8 *buffer, UINT64 *digest) {
+  Area areas[areaCount];
+  UINT32 count = searchedAreas(source.sectors, areas);
   UINT64 mark = source.sectors - 1, from = areas[0].sectors > MIB ? source.sectors - MIB : areas[0].lba;
   areas[0] = {from, from < mark ? mark - from : 0};
   *digest = 0;
-  for (UINT32 i = 0; i < count; i++) {
+  for (UINT32 i = 0; i < count; ++i) {
     EFI_STATUS status = eachPart(source, areas[i], buffer, [=](const UINT8 *bytes, UINT64, UINT64 sectors) {
       *digest = digestOn(*digest, bytes, sectors);
       return true;
@@ -38,23 +40,23 @@ static EFI_STATUS makeDigest(const DDF_SOURCE &source, UINT8 *buffer, UINT64 *di
   return EFI_SUCCESS;
 }
 
-EFI_STATUS ddfMakeFreeMark(const DDF_SOURCE &source, UINT8 *buffer, DDF_FREE_MARK *mark) {
+EFI_STATUS makeFreeMark(const Source &source, UINT8 *buffer, FreeMark *mark) {
   UINT64 digest = 0;
   EFI_STATUS status = makeDigest(source, buffer, &digest);
   *mark = {};
-  mark->signature = DDF_FREE_SIGNATURE;
+  mark->signature = freeMarkSignature;
   mark->sectors = source.sectors;
   mark->digest = digest;
-  mark->crc = ddfChecksum(mark, sizeof(*mark));
+  mark->crc = checksum(mark, sizeof(*mark));
   return status;
 }
 
-EFI_STATUS readFreeMark(const DDF_SOURCE &source, UINT8 *buffer, bool *released) {
-  DDF_FREE_MARK mark;
+EFI_STATUS readFreeMark(const Source &source, UINT8 *buffer, bool *released) {
+  FreeMark mark;
   *released = false;
   EFI_STATUS status = source.read(source.context, source.sectors - 1, 1, &mark);
-  bool marked = !EFI_ERROR(status) && mark.signature == DDF_FREE_SIGNATURE && mark.sectors == source.sectors &&
-                mark.crc == ddfChecksum(&mark, sizeof(mark));
+  bool marked = !EFI_ERROR(status) && mark.signature == freeMarkSignature && mark.sectors == source.sectors &&
+                mark.crc == checksum(&mark, sizeof(mark));
   if (!marked) {
     return status;
   }
@@ -63,3 +65,5 @@ EFI_STATUS readFreeMark(const DDF_SOURCE &source, UINT8 *buffer, bool *released)
   *released = !EFI_ERROR(status) && mark.digest == digest;
   return status;
 }
+
+} // namespace ddf

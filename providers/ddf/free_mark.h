@@ -3,15 +3,17 @@
 
 #include "providers/ddf/ddf.h"
 
-// Whether the disk has the mark, and what was on it then is still there. buffer has DDF_BUFFER_SECTORS sectors.
-EFI_STATUS readFreeMark(const DDF_SOURCE &source, UINT8 *buffer, bool *released);
+namespace ddf {
+
+// Whether the disk has the mark, and what was on it then is still there. buffer has bufferSectors sectors.
+EFI_STATUS readFreeMark(const Source &source, UINT8 *buffer, bool *released);
 
 // Calls look with the bytes, the first sector and the number of sectors of each part of an area, until it returns
 // false. buffer as above. The status of a read that failed.
-template <class LOOK> EFI_STATUS eachPart(const DDF_SOURCE &source, const DDF_AREA &area, UINT8 *buffer, LOOK look) {
+template <class Look> EFI_STATUS eachPart(const Source &source, const Area &area, UINT8 *buffer, Look look) {
   for (UINT64 done = 0; done < area.sectors;) {
     UINT64 left = area.sectors - done;
-    UINT64 count = left < DDF_BUFFER_SECTORS ? left : DDF_BUFFER_SECTORS;
+    UINT64 count = left < bufferSectors ? left : bufferSectors;
     EFI_STATUS status = source.read(source.context, area.lba + done, count, buffer);
     if (EFI_ERROR(status) || !look(buffer, area.lba + done, count)) {
       return status;
@@ -20,3 +22,5 @@ template <class LOOK> EFI_STATUS eachPart(const DDF_SOURCE &source, const DDF_AR
   }
   return EFI_SUCCESS;
 }
+
+} // namespace ddf

@@ -3,32 +3,34 @@
 
 #include "providers/ddf/set_stages.h"
 
+namespace ddf {
+
 namespace {
 
-struct LEVEL_ROW {
+struct LevelRow {
   UINT8 level;
   UINT8 qualifiers; // bit n: Linux knows qualifier n
   UINT16 fewest;    // members
   UINT16 most;
-  DDF_VIRTUAL_DISK_LEVEL meaning;
+  VirtualDiskLevel meaning;
   UINT8 parities;
 };
 
 } // namespace
 
-constexpr UINT16 ANY = 0xFFFF;
-static constexpr LEVEL_ROW g_levels[] = {
-    {DDF_RAID_0, 0x01, 1, ANY, DDF_LEVEL_0, 0},   {DDF_RAID_1, 0x01, 2, 2, DDF_LEVEL_1, 0},
-    {DDF_RAID_1, 0x02, 3, 3, DDF_LEVEL_1, 0},     {DDF_RAID_4, 0x02, 3, ANY, DDF_LEVEL_4, 1},
-    {DDF_RAID_5, 0x0D, 3, ANY, DDF_LEVEL_5, 1},   {DDF_RAID_6, 0x0E, 4, ANY, DDF_LEVEL_6, 2},
-    {DDF_RAID_1E, 0x03, 3, ANY, DDF_LEVEL_10, 0}, {DDF_CONCAT, 0x01, 1, ANY, DDF_LEVEL_LINEAR, 0},
+constexpr UINT16 any = 0xFFFF;
+static constexpr LevelRow g_levels[] = {
+    {levelRaid0, 0x01, 1, any, VirtualDiskLevel::raid0, 0},   {levelRaid1, 0x01, 2, 2, VirtualDiskLevel::raid1, 0},
+    {levelRaid1, 0x02, 3, 3, VirtualDiskLevel::raid1, 0},     {levelRaid4, 0x02, 3, any, VirtualDiskLevel::raid4, 1},
+    {levelRaid5, 0x0D, 3, any, VirtualDiskLevel::raid5, 1},   {levelRaid6, 0x0E, 4, any, VirtualDiskLevel::raid6, 2},
+    {levelRaid1e, 0x03, 3, any, VirtualDiskLevel::raid10, 0}, {levelConcat, 0x01, 1, any, VirtualDiskLevel::linear, 0},
 };
 
 // The row for a record; *exact tells whether Linux takes it.
-static const LEVEL_ROW *findLevel(const DDF_RECORD &record, bool *exact) {
-  const LEVEL_ROW *near = nullptr;
+static const LevelRow *findLevel(const Record &record, bool *exact) {
+  const LevelRow *near = nullptr;
   *exact = false;
-  for (const LEVEL_ROW &row : g_levels) {
+  for (const LevelRow &row : g_levels) {
     if (row.level != record.level) {
       continue;
     }
@@ -42,13 +44,13 @@ static const LEVEL_ROW *findLevel(const DDF_RECORD &record, bool *exact) {
   return near;
 }
 
-static bool isLost(const DDF_MEMBER &member) {
-  return member.state != DDF_MEMBER_GOOD;
+static bool isLost(const Member &member) {
+  return member.state != MemberState::good;
 }
 
-static UINT32 countLost(const DDF_MEMBER *members, UINT32 count) {
+static UINT32 countLost(const Member *members, UINT32 count) {
   UINT32 lost = 0;
-  for (UINT32 i = 0; i < count; i++) {
+  for (UINT32 i = 0; i < count; ++i) {
     lost += isLost(members[i]) ? 1 : 0;
   }
   return lost;
@@ -56,67 +58,67 @@ static UINT32 countLost(const DDF_MEMBER *members, UINT32 count) {
 
 // --- State ---
 
-static DDF_VD_STATE stateOfSpans(const DDF_VIRTUAL_DISK &virtualDisk) {
-  DDF_VD_STATE state = DDF_VD_OPTIMAL;
-  for (UINT32 span = 0; span < virtualDisk.spans; span++) {
+static VdState stateOfSpans(const VirtualDisk &virtualDisk) {
+  VdState state = vdOptimal;
+  for (UINT32 span = 0; span < virtualDisk.spans; ++span) {
     UINT32 lost = countLost(virtualDisk.members + UINTN{span} * virtualDisk.spanMembers, virtualDisk.spanMembers);
     if (lost == virtualDisk.spanMembers) {
-      return DDF_VD_FAILED;
+      return vdFailed;
     }
-    state = lost != 0 ? DDF_VD_DEGRADED : state;
+    state = lost != 0 ? vdDegraded : state;
   }
   return state;
 }
 
 // Two copies, on neighbours: pairs when their number is even and copies stand in one row, else round the circle.
-static DDF_VD_STATE stateOfCopies(const DDF_VIRTUAL_DISK &virtualDisk) {
+static VdState stateOfCopies(const VirtualDisk &virtualDisk) {
   UINT32 count = virtualDisk.memberCount;
   bool pairs = virtualDisk.record->qualifier == 0 && count % 2 == 0;
   for (UINT32 i = 0; i < count; i += pairs ? 2 : 1) {
     if (isLost(virtualDisk.members[i]) && isLost(virtualDisk.members[(i + 1) % count])) {
-      return DDF_VD_FAILED;
+      return vdFailed;
     }
   }
-  return countLost(virtualDisk.members, count) != 0 ? DDF_VD_DEGRADED : DDF_VD_OPTIMAL;
+  return countLost(virtualDisk.members, count) != 0 ? vdDegraded : vdOptimal;
 }
 
-static DDF_VD_STATE stateOfMembers(const DDF_VIRTUAL_DISK &virtualDisk, UINT32 parities) {
+static VdState stateOfMembers(const VirtualDisk &virtualDisk, UINT32 parities) {
   if (virtualDisk.spans > 1) {
-    return virtualDisk.level == DDF_LEVEL_10                              ? stateOfSpans(virtualDisk)
-           : countLost(virtualDisk.members, virtualDisk.memberCount) != 0 ? DDF_VD_FAILED
-                                                                          : DDF_VD_OPTIMAL;
+    return virtualDisk.level == VirtualDiskLevel::raid10                  ? stateOfSpans(virtualDisk)
+           : countLost(virtualDisk.members, virtualDisk.memberCount) != 0 ? vdFailed
+                                                                          : vdOptimal;
   }
-  if (virtualDisk.level == DDF_LEVEL_10) {
+  if (virtualDisk.level == VirtualDiskLevel::raid10) {
     return stateOfCopies(virtualDisk);
   }
-  UINT32 spare = virtualDisk.level == DDF_LEVEL_1 ? virtualDisk.memberCount - 1 : parities;
+  UINT32 spare = virtualDisk.level == VirtualDiskLevel::raid1 ? virtualDisk.memberCount - 1 : parities;
   UINT32 lost = countLost(virtualDisk.members, virtualDisk.memberCount);
   if (lost == 0) {
-    return DDF_VD_OPTIMAL;
+    return vdOptimal;
   }
-  return lost > spare ? DDF_VD_FAILED : lost == spare ? DDF_VD_DEGRADED : DDF_VD_PARTIALLY_OPTIMAL;
+  return lost > spare ? vdFailed : lost == spare ? vdDegraded : vdPartiallyOptimal;
 }
 
 // A rebuild that runs shows in the entry only, a disk that was pulled in the members only.
-static DDF_VD_STATE worseState(DDF_VD_STATE members, UINT8 entryState) {
-  constexpr UINT8 RANKS[8] = {0, 2, 0, 3, 3, 1, 3, 0}; // by DDF_VD_STATE
-  constexpr DDF_VD_STATE STATES[] = {DDF_VD_OPTIMAL, DDF_VD_PARTIALLY_OPTIMAL, DDF_VD_DEGRADED, DDF_VD_FAILED};
-  UINT8 a = RANKS[members], b = RANKS[entryState & DDF_VD_STATE_BITS];
-  return STATES[a > b ? a : b];
+static VdState worseState(VdState members, UINT8 entryState) {
+  constexpr UINT8 ranks[8] = {0, 2, 0, 3, 3, 1, 3, 0}; // by VdState
+  constexpr VdState states[] = {vdOptimal, vdPartiallyOptimal, vdDegraded, vdFailed};
+  UINT8 a = ranks[members], b = ranks[entryState & vdStateBits];
+  return states[a > b ? a : b];
 }
 
 // --- Size ---
 
 // What the members give; at most 256 of 2^48 blocks.
-static UINT64 computeBlocks(const DDF_VIRTUAL_DISK &virtualDisk, UINT32 parities) {
+static UINT64 computeBlocks(const VirtualDisk &virtualDisk, UINT32 parities) {
   UINT64 blocks = virtualDisk.memberBlocks;
   if (virtualDisk.spans > 1) {
-    return virtualDisk.spans * blocks * (virtualDisk.record->level == DDF_RAID_1 ? 1 : virtualDisk.spanMembers);
+    return virtualDisk.spans * blocks * (virtualDisk.record->level == levelRaid1 ? 1 : virtualDisk.spanMembers);
   }
-  if (virtualDisk.level == DDF_LEVEL_1) {
+  if (virtualDisk.level == VirtualDiskLevel::raid1) {
     return blocks;
   }
-  if (virtualDisk.level == DDF_LEVEL_10) {
+  if (virtualDisk.level == VirtualDiskLevel::raid10) {
     UINT64 both = virtualDisk.memberCount * blocks / 2;
     return virtualDisk.stripBlocks != 0 ? both - both % virtualDisk.stripBlocks : both;
   }
@@ -124,22 +126,22 @@ static UINT64 computeBlocks(const DDF_VIRTUAL_DISK &virtualDisk, UINT32 parities
 }
 
 // Fills in level and sizes, which the record tells; returns how many members parity takes.
-static UINT32 readLevel(DDF_VIRTUAL_DISK *virtualDisk) {
-  const DDF_RECORD &record = *virtualDisk->record;
+static UINT32 readLevel(VirtualDisk *virtualDisk) {
+  const Record &record = *virtualDisk->record;
   bool exact = false;
-  const LEVEL_ROW *row = findLevel(record, &exact);
+  const LevelRow *row = findLevel(record, &exact);
   bool spanned = virtualDisk->spans > 1;
-  bool mirrors = record.level == DDF_RAID_1 &&
-                 (record.secondaryLevel == DDF_SECONDARY_STRIPED || record.secondaryLevel == DDF_SECONDARY_SPANNED);
+  bool mirrors = record.level == levelRaid1 &&
+                 (record.secondaryLevel == secondaryStriped || record.secondaryLevel == secondarySpanned);
   UINT32 parities = row != nullptr && !spanned ? row->parities : 0;
-  virtualDisk->level = row == nullptr ? DDF_LEVEL_UNKNOWN : row->meaning;
+  virtualDisk->level = row == nullptr ? VirtualDiskLevel::unknown : row->meaning;
   if (spanned) {
-    virtualDisk->level = mirrors ? DDF_LEVEL_10 : DDF_LEVEL_UNKNOWN;
+    virtualDisk->level = mirrors ? VirtualDiskLevel::raid10 : VirtualDiskLevel::unknown;
   }
   virtualDisk->assembles = exact && (!spanned || mirrors);
-  bool strips =
-      record.strip != DDF_NO_STRIP && virtualDisk->level != DDF_LEVEL_1 && virtualDisk->level != DDF_LEVEL_LINEAR;
-  virtualDisk->stripBlocks = record.strip != DDF_NO_STRIP ? 1U << record.strip : 0;
+  bool strips = record.strip != noStrip && virtualDisk->level != VirtualDiskLevel::raid1 &&
+                virtualDisk->level != VirtualDiskLevel::linear;
+  virtualDisk->stripBlocks = record.strip != noStrip ? 1U << record.strip : 0;
   virtualDisk->memberBlocks = record.memberBlocks;
   if (strips) {
     virtualDisk->memberBlocks -= virtualDisk->memberBlocks % virtualDisk->stripBlocks;
@@ -150,13 +152,13 @@ static UINT32 readLevel(DDF_VIRTUAL_DISK *virtualDisk) {
   return parities;
 }
 
-void judgeVirtualDisk(DDF_VIRTUAL_DISK *virtualDisk) {
+void judgeVirtualDisk(VirtualDisk *virtualDisk) {
   UINT32 parities = readLevel(virtualDisk);
   virtualDisk->state = worseState(stateOfMembers(*virtualDisk, parities), virtualDisk->entry->state);
 }
 
-DDF_SHAPE ddfShapeOf(const DDF_RECORD &record) {
-  DDF_VIRTUAL_DISK virtualDisk = {};
+Shape shapeOf(const Record &record) {
+  VirtualDisk virtualDisk = {};
   virtualDisk.record = &record;
   virtualDisk.spans = 1;
   virtualDisk.memberCount = virtualDisk.spanMembers = record.elements;
@@ -164,7 +166,9 @@ DDF_SHAPE ddfShapeOf(const DDF_RECORD &record) {
   return {virtualDisk.level, virtualDisk.assembles, virtualDisk.memberBlocks, virtualDisk.blocks};
 }
 
-DDF_VD_STATE ddfStateOfMembers(const DDF_VIRTUAL_DISK &virtualDisk) {
-  DDF_VIRTUAL_DISK judged = virtualDisk;
-  return judged.memberCount == 0 ? DDF_VD_FAILED : stateOfMembers(judged, readLevel(&judged));
+VdState stateOfMembers(const VirtualDisk &virtualDisk) {
+  VirtualDisk judged = virtualDisk;
+  return judged.memberCount == 0 ? vdFailed : stateOfMembers(judged, readLevel(&judged));
 }
+
+} // namespace ddf

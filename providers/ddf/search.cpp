@@ -4,59 +4,61 @@
 #include "providers/ddf/copy.h"
 #include "providers/ddf/free_mark.h"
 
+namespace ddf {
+
 // --- Headers of disks of another size ---
 
 static bool isHeader(const UINT8 *sector) {
-  const DDF_HEADER *header = reinterpret_cast<const DDF_HEADER *>(sector);
-  return header->signature == DDF_HEADER_SIGNATURE && header->type <= DDF_SECONDARY &&
-         headerFault(*header, static_cast<DDF_HEADER_TYPE>(header->type)).what == nullptr;
+  const Header *header = reinterpret_cast<const Header *>(sector);
+  return header->signature == headerSignature && header->type <= headerSecondary &&
+         headerFault(*header, static_cast<HeaderType>(header->type)).what == nullptr;
 }
 
 // A number of sectors that disks have; 0 behind the last one.
 static UINT64 usualSize(UINT32 at) {
   // Sizes in GB as they are sold: makers have agreed on how many sectors these are. Virtual disks are powers of two.
-  constexpr UINT16 SOLD[] = {60,    64,    80,    120,   128,   160,   200,   240,   250,   256,   300,
+  constexpr UINT16 sold[] = {60,    64,    80,    120,   128,   160,   200,   240,   250,   256,   300,
                              320,   400,   480,   500,   512,   600,   640,   750,   800,   900,   960,
                              1000,  1024,  1200,  1500,  1600,  1800,  1920,  2000,  2048,  2400,  3000,
                              3200,  3840,  4000,  5000,  6000,  6400,  7680,  8000,  10000, 12000, 12800,
                              14000, 15360, 16000, 18000, 20000, 22000, 24000, 26000, 28000, 30000, 30720};
-  constexpr UINT32 COUNT = sizeof(SOLD) / sizeof(SOLD[0]);
-  constexpr UINT32 LEAST_SHIFT = 17, MOST_SHIFT = 36; // 64 MiB to 32 TiB
+  constexpr UINT32 COUNT = sizeof(sold) / sizeof(sold[0]);
+  constexpr UINT32 leastShift = 17, MOST_SHIFT = 36; // 64 MiB to 32 TiB
   if (at < COUNT) {
-    return 21168 + 1953504 * UINT64{SOLD[at]};
+    return 21168 + 1953504 * UINT64{sold[at]};
   }
-  UINT32 shift = LEAST_SHIFT + at - COUNT;
+  UINT32 shift = leastShift + at - COUNT;
   return shift <= MOST_SHIFT ? UINT64{1} << shift : 0;
 }
 
 // Where a header is looked for that ends a disk of another size.
-struct ANCHOR_SEARCH {
-  const DDF_SOURCE &source;
+struct AnchorSearch {
+  const Source &source;
   UINT64 last; // size that was tried last
   UINT64 found;
   EFI_STATUS status;
 };
 
 // Whether the search is over.
-static bool tryAnchor(ANCHOR_SEARCH *search, UINT64 size) {
-  const DDF_SOURCE &source = search->source;
+static bool tryAnchor(AnchorSearch *search, UINT64 size) {
+  const Source &source = search->source;
   UINT64 anchor = size - 1; // of 0, which a set may claim, beyond any disk
   if (size == search->last || anchor >= source.sectors - 1) {
     return false;
   }
   search->last = size;
-  UINT8 sector[DDF_SECTOR];
+  UINT8 sector[sectorSize];
   search->status = source.read(source.context, anchor, 1, sector);
   search->found = !EFI_ERROR(search->status) && isHeader(sector) ? anchor : 0;
   return EFI_ERROR(search->status) || search->found != 0;
 }
 
 // Of the disks that sets miss. Those of one set mostly have one size.
-static bool tryMissing(ANCHOR_SEARCH *search, const DDF_MODEL &model) {
-  for (UINT32 i = 0; i < model.setCount; i++) {
-    for (UINT32 j = 0; j < model.sets[i].pdCount; j++) {
-      const DDF_PD &pd = model.sets[i].pds[j];
-      if (pd.disk == DDF_NONE && tryAnchor(search, pd.entry->configuredSize + DDF_RESERVE)) {
+static bool tryMissing(AnchorSearch *search, const Model &model) {
+  for (UINT32 i = 0; i < model.setCount; ++i) {
+    for (UINT32 j = 0; j < model.sets[i].pdCount; ++j) {
+      const Pd &pd = model.sets[i].pds[j];
+      if (pd.disk == noIndex && tryAnchor(search, pd.entry->configuredSize + reserveSectors)) {
         return true;
       }
     }
@@ -64,10 +66,10 @@ static bool tryMissing(ANCHOR_SEARCH *search, const DDF_MODEL &model) {
   return false;
 }
 
-static EFI_STATUS findAnchors(const DDF_MODEL &model, const DDF_SOURCE &source, UINT64 *found) {
-  ANCHOR_SEARCH search = {source, 0, 0, EFI_SUCCESS};
+static EFI_STATUS findAnchors(const Model &model, const Source &source, UINT64 *found) {
+  AnchorSearch search = {source, 0, 0, EFI_SUCCESS};
   bool isOver = tryMissing(&search, model);
-  for (UINT32 i = 0; !isOver && usualSize(i) != 0; i++) {
+  for (UINT32 i = 0; !isOver && usualSize(i) != 0; ++i) {
     isOver = tryAnchor(&search, usualSize(i));
   }
   *found = search.found;
@@ -80,62 +82,61 @@ static EFI_STATUS findAnchors(const DDF_MODEL &model, const DDF_SOURCE &source, 
 static bool isBlank(const UINT8 *bytes, UINT64 sectors) {
   UINT64 first;
   copyBytes(&first, bytes, sizeof(first));
-  return first + 1 <= 1 && __builtin_memcmp(bytes, bytes + sizeof(first), sectors * DDF_SECTOR - sizeof(first)) == 0;
+  return first + 1 <= 1 && __builtin_memcmp(bytes, bytes + sizeof(first), sectors * sectorSize - sizeof(first)) == 0;
 }
 
 namespace {
 
-struct FINDING {
+struct Finding {
   UINT64 header; // of a disk of another size, 0: none
-  UINT64 data;   // the first sector that is not blank, DDF_NO_LBA: none
+  UINT64 data;   // the first sector that is not blank, noLba: none
 };
 
 } // namespace
 
 // Data end the search of an area, but for that of the last one, which may have a header farther on.
-static EFI_STATUS searchArea(const DDF_SOURCE &source, const DDF_AREA &area, bool isTail, UINT8 *buffer,
-                             FINDING *finding) {
+static EFI_STATUS searchArea(const Source &source, const Area &area, bool isTail, UINT8 *buffer, Finding *finding) {
   return eachPart(source, area, buffer, [=](const UINT8 *bytes, UINT64 lba, UINT64 count) {
-    for (UINT64 i = isBlank(bytes, count) ? count : 0; i < count; i++) {
-      const UINT8 *sector = bytes + i * DDF_SECTOR;
+    for (UINT64 i = isBlank(bytes, count) ? count : 0; i < count; ++i) {
+      const UINT8 *sector = bytes + i * sectorSize;
       bool blank = isBlank(sector, 1);
-      finding->data = blank || finding->data != DDF_NO_LBA ? finding->data : lba + i;
+      finding->data = blank || finding->data != noLba ? finding->data : lba + i;
       bool isFirst = finding->header == 0 && !blank && isTail && isHeader(sector);
       finding->header = isFirst ? lba + i : finding->header;
     }
-    return finding->header == 0 && (isTail || finding->data == DDF_NO_LBA);
+    return finding->header == 0 && (isTail || finding->data == noLba);
   });
 }
 
 // The last area comes first, since headers say more than data.
-static EFI_STATUS searchAreas(const DDF_SOURCE &source, UINT8 *buffer, FINDING *finding) {
-  DDF_AREA areas[DDF_AREAS];
-  UINT32 count = ddfAreas(source.sectors, areas);
+static EFI_STATUS searchAreas(const Source &source, UINT8 *buffer, Finding *finding) {
+  Area areas[areaCount];
+  UINT32 count = searchedAreas(source.sectors, areas);
   EFI_STATUS status = searchArea(source, areas[0], true, buffer, finding);
   UINT64 behind = finding->data;
-  finding->data = DDF_NO_LBA;
-  for (UINT32 i = 1; i < count && !EFI_ERROR(status) && finding->header == 0 && finding->data == DDF_NO_LBA; i++) {
+  finding->data = noLba;
+  for (UINT32 i = 1; i < count && !EFI_ERROR(status) && finding->header == 0 && finding->data == noLba; ++i) {
     status = searchArea(source, areas[i], false, buffer, finding);
   }
-  finding->data = finding->data != DDF_NO_LBA ? finding->data : behind;
+  finding->data = finding->data != noLba ? finding->data : behind;
   return status;
 }
 
-static void tell(const FINDING &finding, DDF_DISK *disk) {
-  constexpr CHAR8 OTHER_SIZE[] = "metadata of a disk of another size", DATA[] = "data that is not known, at byte ";
-  static_assert(sizeof(OTHER_SIZE) <= sizeof(disk->holds) && sizeof(DATA) + 20 <= sizeof(disk->holds));
+static void tell(const Finding &finding, Disk *disk) {
+  constexpr CHAR8 otherSize[] = "metadata of a disk of another size", DATA[] = "data that is not known, at byte ";
+  static_assert(sizeof(otherSize) <= sizeof(disk->holds) && sizeof(DATA) + 20 <= sizeof(disk->holds));
   disk->stray = finding.header;
   if (finding.header != 0) {
-    copyBytes(disk->holds, OTHER_SIZE, sizeof(OTHER_SIZE));
-  } else if (finding.data != DDF_NO_LBA) {
+    copyBytes(disk->holds, otherSize, sizeof(otherSize));
+  } else if (finding.data != noLba) {
     copyBytes(disk->holds, DATA, sizeof(DATA));
-    formatDecimal(disk->holds + sizeof(DATA) - 1, finding.data * DDF_SECTOR);
+    formatDecimal(disk->holds + sizeof(DATA) - 1, finding.data * sectorSize);
   }
 }
 
 // Released disks are free whatever their signatures tell.
-static EFI_STATUS searchDisk(const DDF_MODEL &model, DDF_DISK *disk, UINT8 *buffer) {
-  FINDING finding = {0, DDF_NO_LBA};
+static EFI_STATUS searchDisk(const Model &model, Disk *disk, UINT8 *buffer) {
+  Finding finding = {0, noLba};
   EFI_STATUS status = readFreeMark(disk->source, buffer, &disk->released);
   if (disk->released) {
     disk->holds[0] = 0;
@@ -153,12 +154,12 @@ static EFI_STATUS searchDisk(const DDF_MODEL &model, DDF_DISK *disk, UINT8 *buff
   return status;
 }
 
-EFI_STATUS ddfSearch(DDF_MODEL *model, UINT32 number) {
-  DDF_DISK *disk = &model->disks[number];
-  if (disk->searched || disk->kind != DDF_DISK_OTHER || disk->source.sectors <= DDF_RESERVE) {
+EFI_STATUS searchDisk(Model *model, UINT32 number) {
+  Disk *disk = &model->disks[number];
+  if (disk->searched || disk->kind != DiskKind::other || disk->source.sectors <= reserveSectors) {
     return EFI_SUCCESS;
   }
-  UINT8 *buffer = static_cast<UINT8 *>(poolAllocate(DDF_BUFFER_SIZE));
+  UINT8 *buffer = static_cast<UINT8 *>(poolAllocate(bufferSize));
   if (buffer == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -169,3 +170,5 @@ EFI_STATUS ddfSearch(DDF_MODEL *model, UINT32 number) {
   poolFree(buffer);
   return EFI_SUCCESS;
 }
+
+} // namespace ddf

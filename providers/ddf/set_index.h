@@ -3,25 +3,29 @@
 
 #include "providers/ddf/bytes.h"
 
+namespace ddf {
+
 // What is looked up in a set, sorted.
-struct REFERENCE_KEY {
+struct ReferenceKey {
   UINT32 reference;
   UINT32 pd;
 };
-struct VIRTUAL_DISK_KEY {
-  const DDF_GUID *guid;
+struct VirtualDiskKey {
+  const Guid *guid;
   UINT32 virtualDisk;
 };
-struct SET_INDEX {
-  REFERENCE_KEY *references; // of the set's pds
-  VIRTUAL_DISK_KEY *virtualDisks;
+struct SetIndex {
+  ReferenceKey *references; // of the set's pds
+  VirtualDiskKey *virtualDisks;
   UINT32 *lastVirtualDisks; // by pd: the last virtual disk that was found to have a member on it, counted from 1
 };
 
-// The first pd of that reference, respectively the first virtual disk of that GUID, or DDF_NONE.
-UINT32 findReference(const DDF_SET &set, const SET_INDEX &index, UINT32 reference);
-UINT32 findVirtualDisk(const DDF_SET &set, const SET_INDEX &index, const DDF_GUID &guid);
+// The first pd of that reference, respectively the first virtual disk of that GUID, or noIndex.
+UINT32 findReference(const Set &set, const SetIndex &index, UINT32 reference);
+UINT32 findVirtualDisk(const Set &set, const SetIndex &index, const Guid &guid);
 
 // Fill the index, whose arrays the caller gives back; false without memory.
-bool indexReferences(const DDF_SET &set, SET_INDEX *index);
-bool indexVirtualDisks(const DDF_SET &set, SET_INDEX *index);
+bool indexReferences(const Set &set, SetIndex *index);
+bool indexVirtualDisks(const Set &set, SetIndex *index);
+
+} // namespace ddf

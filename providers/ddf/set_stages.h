@@ -3,23 +3,27 @@
 
 #include "providers/ddf/set_index.h"
 
+namespace ddf {
+
 // virtual disks.cpp: the virtual disks' entries. index.virtual disks is filled here.
-bool listVirtualDisks(const DDF_MODEL &model, DDF_SET *set, SET_INDEX *index);
+bool listVirtualDisks(const Model &model, Set *set, SetIndex *index);
 
 // apart.cpp: disks that were changed apart from the newest one are none of the set's any more.
-void setApart(DDF_MODEL *model, DDF_SET *set, const SET_INDEX &index);
+void setApart(Model *model, Set *set, const SetIndex &index);
 
 // virtual disks.cpp: the virtual disks' records and members.
-bool readVirtualDisks(const DDF_MODEL &model, DDF_SET *set, const SET_INDEX &index);
+bool readVirtualDisks(const Model &model, Set *set, const SetIndex &index);
 
 // level.cpp: level, size and state from the record and the members.
-void judgeVirtualDisk(DDF_VIRTUAL_DISK *virtualDisk);
+void judgeVirtualDisk(VirtualDisk *virtualDisk);
 
 // stuck.cpp
-const CHAR8 *whyStuck(const DDF_MODEL &model, const DDF_SET &set);
+const CHAR8 *whyStuck(const Model &model, const Set &set);
 
 // space.cpp: what virtual disks use of each pd, and the gaps between.
-bool readSpace(DDF_SET *set);
+bool readSpace(Set *set);
 
 // spares.cpp
-bool readSpares(const DDF_MODEL &model, DDF_SET *set, const SET_INDEX &index);
+bool readSpares(const Model &model, Set *set, const SetIndex &index);
+
+} // namespace ddf

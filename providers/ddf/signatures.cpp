@@ -5,14 +5,16 @@
 #include "providers/ddf/bytes.h"
 #include "providers/ddf/signature_rows.h"
 
+namespace ddf {
+
 // A boot sector counts as a partition table when what stands there reads like one; a lone mark may be a boot loader's.
 static bool isPartitionTable(const UINT8 *sector) {
-  constexpr UINTN ENTRIES = 446, ENTRY = 16, TYPE = 4, MARK = 510;
+  constexpr UINTN entries = 446, ENTRY = 16, TYPE = 4, MARK = 510;
   if (sector[MARK] != 0x55 || sector[MARK + 1] != 0xAA) {
     return false;
   }
   bool used = false;
-  for (UINTN at = ENTRIES; at < MARK; at += ENTRY) {
+  for (UINTN at = entries; at < MARK; at += ENTRY) {
     if ((sector[at] & 0x7F) != 0) {
       return false;
     }
@@ -22,33 +24,33 @@ static bool isPartitionTable(const UINT8 *sector) {
 }
 
 // The row's sector, or the disk's length when the disk has none.
-static UINT64 rowSector(const SIGNATURE_ROW &row, UINT64 sectors) {
-  UINT64 end = row.from == FROM_END_64  ? sectors & ~UINT64{127}
-               : row.from == FROM_END_8 ? sectors & ~UINT64{7}
+static UINT64 rowSector(const SignatureRow &row, UINT64 sectors) {
+  UINT64 end = row.from == From::end64  ? sectors & ~UINT64{127}
+               : row.from == From::end8 ? sectors & ~UINT64{7}
                                         : sectors;
-  if (row.from == FROM_START) {
+  if (row.from == From::start) {
     return row.sector < sectors ? row.sector : sectors;
   }
   return row.sector <= end ? end - row.sector : sectors;
 }
 
-struct FOUND {
+struct Found {
   CHAR8 *text;
   UINTN size;
   UINTN used;
 };
 
 // Adds a name that is not there yet.
-static void addName(FOUND *found, const CHAR8 *name) {
+static void addName(Found *found, const CHAR8 *name) {
   UINTN length = textLength(name);
-  for (UINTN at = 0; at + length <= found->used; at++) {
+  for (UINTN at = 0; at + length <= found->used; ++at) {
     if (__builtin_memcmp(found->text + at, name, length) == 0) {
       return;
     }
   }
   const CHAR8 *parts[] = {found->used != 0 ? ", " : "", name};
   for (const CHAR8 *part : parts) {
-    for (; *part != 0 && found->used + 1 < found->size; part++) {
+    for (; *part != 0 && found->used + 1 < found->size; ++part) {
       found->text[found->used++] = *part;
     }
   }
@@ -56,26 +58,26 @@ static void addName(FOUND *found, const CHAR8 *name) {
 }
 
 // Some sectors of a disk. Rows that lie near each other are looked at in one of them.
-struct WINDOW {
+struct Window {
   UINT8 *bytes; // pool
   UINT64 first;
   UINT64 count;
 };
-constexpr UINT64 WINDOW_SECTORS = 64;
+constexpr UINT64 windowSectors = 64;
 
-static EFI_STATUS moveWindow(const DDF_SOURCE &source, UINT64 sector, WINDOW *window) {
+static EFI_STATUS moveWindow(const Source &source, UINT64 sector, Window *window) {
   if (window->count != 0 && sector >= window->first && sector - window->first < window->count) {
     return EFI_SUCCESS;
   }
   UINT64 left = source.sectors - sector;
   window->first = sector;
-  window->count = left < WINDOW_SECTORS ? left : WINDOW_SECTORS;
+  window->count = left < windowSectors ? left : windowSectors;
   return source.read(source.context, sector, window->count, window->bytes);
 }
 
-static EFI_STATUS findSignatures(const DDF_SOURCE &source, WINDOW *window, FOUND *found) {
+static EFI_STATUS findSignatures(const Source &source, Window *window, Found *found) {
   UINT64 last = source.sectors; // none
-  for (const SIGNATURE_ROW &row : g_signatures) {
+  for (const SignatureRow &row : g_signatures) {
     UINT64 sector = rowSector(row, source.sectors);
     if (sector == source.sectors) {
       continue;
@@ -84,7 +86,7 @@ static EFI_STATUS findSignatures(const DDF_SOURCE &source, WINDOW *window, FOUND
     if (EFI_ERROR(status)) {
       return status;
     }
-    const UINT8 *bytes = window->bytes + (sector - window->first) * DDF_SECTOR;
+    const UINT8 *bytes = window->bytes + (sector - window->first) * sectorSize;
     if (sector == 0 && last != 0 && isPartitionTable(bytes)) {
       addName(found, "partitions");
     }
@@ -96,10 +98,10 @@ static EFI_STATUS findSignatures(const DDF_SOURCE &source, WINDOW *window, FOUND
   return EFI_SUCCESS;
 }
 
-EFI_STATUS ddfFindContents(const DDF_SOURCE &source, CHAR8 *text, UINTN size) {
-  FOUND found = {text, size, 0};
+EFI_STATUS findContents(const Source &source, CHAR8 *text, UINTN size) {
+  Found found = {text, size, 0};
   text[0] = 0;
-  WINDOW window = {static_cast<UINT8 *>(poolAllocate(WINDOW_SECTORS * DDF_SECTOR)), 0, 0};
+  Window window = {static_cast<UINT8 *>(poolAllocate(windowSectors * sectorSize)), 0, 0};
   if (window.bytes == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -107,3 +109,5 @@ EFI_STATUS ddfFindContents(const DDF_SOURCE &source, CHAR8 *text, UINTN size) {
   poolFree(window.bytes);
   return status;
 }
+
+} // namespace ddf

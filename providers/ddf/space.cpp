@@ -2,21 +2,23 @@
 
 #include "providers/ddf/set_stages.h"
 
-struct USED_PIECE {
+namespace ddf {
+
+struct UsedExtent {
   UINT32 pd;
-  DDF_PART part;
+  Part part;
   UINT64 start;
   UINT64 end;
 };
 
 // Pieces of all members that lie on a known disk, even a missing one, cut at the disk's limit.
-static UINTN collectPieces(const DDF_SET &set, USED_PIECE *pieces) {
+static UINTN collectPieces(const Set &set, UsedExtent *pieces) {
   UINTN count = 0;
-  for (UINT32 i = 0; i < set.virtualDiskCount; i++) {
-    const DDF_VIRTUAL_DISK &virtualDisk = set.virtualDisks[i];
-    for (UINT32 j = 0; j < virtualDisk.memberCount; j++) {
-      const DDF_MEMBER &member = virtualDisk.members[j];
-      if (member.pd == DDF_NONE) {
+  for (UINT32 i = 0; i < set.virtualDiskCount; ++i) {
+    const VirtualDisk &virtualDisk = set.virtualDisks[i];
+    for (UINT32 j = 0; j < virtualDisk.memberCount; ++j) {
+      const Member &member = virtualDisk.members[j];
+      if (member.pd == noIndex) {
         continue;
       }
       UINT64 limit = set.pds[member.pd].limit;
@@ -25,7 +27,7 @@ static UINTN collectPieces(const DDF_SET &set, USED_PIECE *pieces) {
       pieces[count++] = {member.pd, {i, j}, start, fits(start, blocks, limit) ? start + blocks : limit};
     }
   }
-  sortArray(pieces, count, [](const USED_PIECE &a, const USED_PIECE &b) {
+  sortArray(pieces, count, [](const UsedExtent &a, const UsedExtent &b) {
     if (a.pd != b.pd) {
       return a.pd < b.pd;
     }
@@ -34,7 +36,7 @@ static UINTN collectPieces(const DDF_SET &set, USED_PIECE *pieces) {
   return count;
 }
 
-static void addGap(DDF_PD *pd, UINT64 start, UINT64 end) {
+static void addGap(Pd *pd, UINT64 start, UINT64 end) {
   if (start < end) {
     pd->gaps[pd->gapCount++] = {start, end - start};
     pd->freeBlocks += end - start;
@@ -42,14 +44,14 @@ static void addGap(DDF_PD *pd, UINT64 start, UINT64 end) {
 }
 
 // pieces are those of this disk; they may overlap.
-static bool readPd(DDF_PD *pd, const USED_PIECE *pieces, UINTN count) {
-  pd->gaps = poolNew<DDF_GAP>(count + 1);
-  pd->parts = poolNew<DDF_PART>(count + 1);
+static bool readPd(Pd *pd, const UsedExtent *pieces, UINTN count) {
+  pd->gaps = poolNew<Gap>(count + 1);
+  pd->parts = poolNew<Part>(count + 1);
   if (pd->gaps == nullptr || pd->parts == nullptr) {
     return false;
   }
   UINT64 at = 0;
-  for (UINTN i = 0; i < count; i++) {
+  for (UINTN i = 0; i < count; ++i) {
     pd->parts[pd->partCount++] = pieces[i].part;
     addGap(pd, at, pieces[i].start);
     at = pieces[i].end > at ? pieces[i].end : at;
@@ -59,12 +61,12 @@ static bool readPd(DDF_PD *pd, const USED_PIECE *pieces, UINTN count) {
   return true;
 }
 
-static bool readAllPds(DDF_SET *set, const USED_PIECE *pieces, UINTN count) {
+static bool readAllPds(Set *set, const UsedExtent *pieces, UINTN count) {
   UINTN from = 0;
-  for (UINT32 i = 0; i < set->pdCount; i++) {
+  for (UINT32 i = 0; i < set->pdCount; ++i) {
     UINTN end = from;
     while (end < count && pieces[end].pd == i) {
-      end++;
+      ++end;
     }
     if (!readPd(&set->pds[i], pieces + from, end - from)) {
       return false;
@@ -74,12 +76,12 @@ static bool readAllPds(DDF_SET *set, const USED_PIECE *pieces, UINTN count) {
   return true;
 }
 
-bool readSpace(DDF_SET *set) {
+bool readSpace(Set *set) {
   UINTN members = 0;
-  for (UINT32 i = 0; i < set->virtualDiskCount; i++) {
+  for (UINT32 i = 0; i < set->virtualDiskCount; ++i) {
     members += set->virtualDisks[i].memberCount;
   }
-  USED_PIECE *pieces = poolNew<USED_PIECE>(members + 1);
+  UsedExtent *pieces = poolNew<UsedExtent>(members + 1);
   if (pieces == nullptr) {
     return false;
   }
@@ -87,3 +89,5 @@ bool readSpace(DDF_SET *set) {
   poolFree(pieces);
   return done;
 }
+
+} // namespace ddf

@@ -2,58 +2,59 @@
 
 #include "providers/ddf/bytes.h"
 
-void ddfSeal(DDF_COPY *copy) {
-  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
-    if (i != DDF_RECORDS) {
-      DDF_LIST_HEAD *head = reinterpret_cast<DDF_LIST_HEAD *>(copy->sections[i]); // all begin alike
-      head->crc = ddfChecksum(head, sectionSize(copy->header, i));
+namespace ddf {
+
+void seal(Copy *copy) {
+  for (UINT32 i = 0; i < sectionCount; ++i) {
+    if (i != sectionRecords) {
+      ListHead *head = reinterpret_cast<ListHead *>(copy->sections[i]); // all begin alike
+      head->crc = checksum(head, sectionSize(copy->header, i));
     }
   }
-  UINT32 slots = ddfRecordCapacity(*copy);
-  for (UINT32 at = 0; at < slots; at++) {
-    DDF_RECORD *slot = ddfRecordSlot(*copy, at);
-    if (slot->signature == DDF_RECORD_SIGNATURE || slot->signature == DDF_SPARE_SIGNATURE) {
-      slot->crc = ddfChecksum(slot, recordSize(copy->header));
+  UINT32 slots = recordCapacity(*copy);
+  for (UINT32 at = 0; at < slots; ++at) {
+    Record *slot = recordAt(*copy, at);
+    if (slot->signature == recordSignature || slot->signature == spareSignature) {
+      slot->crc = checksum(slot, recordSize(copy->header));
     }
   }
 }
 
-void ddfMakeHeader(const DDF_COPY &copy, DDF_HEADER_TYPE type, DDF_OPEN_FLAG open, UINT32 sequence, UINT32 time,
-                   DDF_HEADER *header) {
+void makeHeader(const Copy &copy, HeaderType type, OpenFlag open, UINT32 sequence, UINT32 time, Header *header) {
   *header = copy.header;
   header->type = type;
-  header->openFlag = type == DDF_ANCHOR ? DDF_OPEN_ANCHOR : open;
-  header->sequence = type == DDF_ANCHOR ? 0xFFFFFFFF : sequence;
+  header->openFlag = type == headerAnchor ? openFlagAnchor : open;
+  header->sequence = type == headerAnchor ? 0xFFFFFFFF : sequence;
   header->time = time;
-  header->crc = ddfChecksum(header, sizeof(*header));
+  header->crc = checksum(header, sizeof(*header));
 }
 
-DDF_EXTENT ddfSectionExtent(const DDF_COPY &copy, DDF_HEADER_TYPE type, DDF_SECTION section) {
-  UINT64 lba = type == DDF_PRIMARY ? copy.header.primaryLba : copy.header.secondaryLba;
-  const DDF_SECTION_PLACE &place = copy.header.sections[section];
+Extent extentOf(const Copy &copy, HeaderType type, Section section) {
+  UINT64 lba = type == headerPrimary ? copy.header.primaryLba : copy.header.secondaryLba;
+  const SectionPlace &place = copy.header.sections[section];
   return {lba + place.offset, place.length};
 }
 
 // --- New copies ---
 
-constexpr UINT32 PRIMARY_FROM_END = 32768; // as Linux has it; the secondary begins the reserve
-constexpr UINT32 ELEMENT_SIZE = sizeof(DDF_U32) + sizeof(DDF_U64);
+constexpr UINT32 primaryFromEnd = 32768; // as Linux has it; the secondary begins the reserve
+constexpr UINT32 ELEMENT_SIZE = sizeof(U32) + sizeof(U64);
 constexpr UINT32 MOST_SECTORS = 1024; // of a section
 
-struct LENGTHS {
-  UINT32 sections[DDF_SECTIONS];
+struct Lengths {
+  UINT32 sections[sectionCount];
   UINT32 record;
 };
 
-static LENGTHS lengthsFor(const DDF_LIMITS &limits) {
-  UINT32 record = 1 + (limits.elements * ELEMENT_SIZE + DDF_SECTOR - 1) / DDF_SECTOR;
-  UINT32 entriesPerSector = DDF_SECTOR / sizeof(DDF_PD_ENTRY);
+static Lengths lengthsFor(const Limits &limits) {
+  UINT32 record = 1 + (limits.elements * ELEMENT_SIZE + sectorSize - 1) / sectorSize;
+  UINT32 entriesPerSector = sectorSize / sizeof(PdEntry);
   return {{1, (limits.pds + 1U) / entriesPerSector, (limits.vds + 1U) / entriesPerSector,
            (limits.partitions + 1U) * record, 1},
           record};
 }
 
-static bool hasRoom(const LENGTHS &lengths) {
+static bool hasRoom(const Lengths &lengths) {
   for (UINT32 length : lengths.sections) {
     if (length == 0 || length > MOST_SECTORS) {
       return false;
@@ -62,74 +63,74 @@ static bool hasRoom(const LENGTHS &lengths) {
   return true;
 }
 
-static void fillHeader(const DDF_NEW_COPY &wanted, const LENGTHS &lengths, DDF_HEADER *header) {
+static void fillHeader(const NewCopy &wanted, const Lengths &lengths, Header *header) {
   __builtin_memset(header, 0xFF, sizeof(*header));
-  header->signature = DDF_HEADER_SIGNATURE;
+  header->signature = headerSignature;
   header->guid = wanted.set;
   copyBytes(header->revision, "01.02.00", sizeof(header->revision));
   header->foreignFlag = 0;
   header->grouping = 0;
-  header->primaryLba = wanted.sectors - PRIMARY_FROM_END;
-  header->secondaryLba = wanted.sectors - DDF_RESERVE;
-  header->workspaceLength = PRIMARY_FROM_END;
-  header->workspaceLba = wanted.sectors - DDF_RESERVE;
+  header->primaryLba = wanted.sectors - primaryFromEnd;
+  header->secondaryLba = wanted.sectors - reserveSectors;
+  header->workspaceLength = primaryFromEnd;
+  header->workspaceLba = wanted.sectors - reserveSectors;
   header->maxPds = wanted.limits.pds;
   header->maxVds = wanted.limits.vds;
   header->maxPartitions = wanted.limits.partitions;
   header->recordLength = static_cast<UINT16>(lengths.record);
   header->maxElements = wanted.limits.elements;
   UINT32 offset = 1;
-  for (UINT32 i = 0; i < DDF_LISTED_SECTIONS; i++) {
-    UINT32 length = i < DDF_SECTIONS ? lengths.sections[i] : 0;
-    header->sections[i].offset = length != 0 ? offset : DDF_ABSENT;
+  for (UINT32 i = 0; i < listedSections; ++i) {
+    UINT32 length = i < sectionCount ? lengths.sections[i] : 0;
+    header->sections[i].offset = length != 0 ? offset : absent;
     header->sections[i].length = length;
     offset += length;
   }
 }
 
-static bool allocateSections(DDF_COPY *copy) {
-  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
+static bool allocateSections(Copy *copy) {
+  for (UINT32 i = 0; i < sectionCount; ++i) {
     copy->sections[i] = static_cast<UINT8 *>(poolAllocate(sectionSize(copy->header, i)));
     if (copy->sections[i] == nullptr) {
-      ddfFreeCopy(copy);
+      freeCopy(copy);
       return false;
     }
   }
   return true;
 }
 
-static void fillList(UINT8 *bytes, DDF_SIGNATURE signature, UINT16 maximum) {
-  DDF_LIST_HEAD *head = reinterpret_cast<DDF_LIST_HEAD *>(bytes);
+static void fillList(UINT8 *bytes, Signature signature, UINT16 maximum) {
+  ListHead *head = reinterpret_cast<ListHead *>(bytes);
   head->signature = signature;
   head->used = 0;
   head->maximum = maximum;
 }
 
-static void fillSections(const DDF_NEW_COPY &wanted, DDF_COPY *copy) {
-  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
+static void fillSections(const NewCopy &wanted, Copy *copy) {
+  for (UINT32 i = 0; i < sectionCount; ++i) {
     __builtin_memset(copy->sections[i], 0xFF, sectionSize(copy->header, i));
   }
-  fillList(copy->sections[DDF_PD_RECORDS], DDF_PD_SIGNATURE, wanted.limits.pds);
-  fillList(copy->sections[DDF_VD_RECORDS], DDF_VD_SIGNATURE, wanted.limits.vds);
-  DDF_CONTROLLER_DATA *controller = ddfControllerData(*copy);
-  controller->signature = DDF_CONTROLLER_SIGNATURE;
+  fillList(copy->sections[sectionPds], pdSignature, wanted.limits.pds);
+  fillList(copy->sections[sectionVds], vdSignature, wanted.limits.vds);
+  ControllerData *controller = controllerDataOf(*copy);
+  controller->signature = controllerSignature;
   controller->guid = wanted.controller;
-  for (UINT32 i = 0; i < 4; i++) {
+  for (UINT32 i = 0; i < 4; ++i) {
     controller->type[i] = wanted.type[i];
   }
   copyBytes(controller->product, wanted.product, sizeof(controller->product));
-  DDF_DISK_DATA *disk = ddfDiskData(*copy);
-  disk->signature = DDF_PD_DATA_SIGNATURE;
+  DiskData *disk = diskDataOf(*copy);
+  disk->signature = pdDataSignature;
   disk->guid = wanted.disk;
   disk->reference = wanted.reference;
   disk->forcedReference = 0;
   disk->forcedGuid = 0;
 }
 
-EFI_STATUS ddfNewCopy(const DDF_NEW_COPY &wanted, DDF_COPY *copy) {
+EFI_STATUS makeNewCopy(const NewCopy &wanted, Copy *copy) {
   *copy = {};
-  LENGTHS lengths = lengthsFor(wanted.limits);
-  if (wanted.sectors <= DDF_RESERVE || !hasRoom(lengths)) {
+  Lengths lengths = lengthsFor(wanted.limits);
+  if (wanted.sectors <= reserveSectors || !hasRoom(lengths)) {
     return EFI_INVALID_PARAMETER;
   }
   fillHeader(wanted, lengths, &copy->header);
@@ -137,17 +138,19 @@ EFI_STATUS ddfNewCopy(const DDF_NEW_COPY &wanted, DDF_COPY *copy) {
     return EFI_OUT_OF_RESOURCES;
   }
   fillSections(wanted, copy);
-  ddfSeal(copy);
+  seal(copy);
   return EFI_SUCCESS;
 }
 
-EFI_STATUS ddfDuplicateCopy(const DDF_COPY &from, DDF_COPY *copy) {
+EFI_STATUS duplicateCopy(const Copy &from, Copy *copy) {
   *copy = {from.header, {}};
   if (!allocateSections(copy)) {
     return EFI_OUT_OF_RESOURCES;
   }
-  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
+  for (UINT32 i = 0; i < sectionCount; ++i) {
     copyBytes(copy->sections[i], from.sections[i], sectionSize(from.header, i));
   }
   return EFI_SUCCESS;
 }
+
+} // namespace ddf

@@ -8,22 +8,22 @@
 constexpr UINT8 PAGE_SHIFT = 3, MOST_SHIFT = 15;
 
 static bool isStripTaken(const DDF_NEW_VIRTUAL_DISK &wanted) {
-  if (wanted.level == DDF_RAID_1 && wanted.strip == DDF_NO_STRIP) {
+  if (wanted.level == ddf::levelRaid1 && wanted.strip == ddf::noStrip) {
     return true;
   }
-  return wanted.strip <= MOST_SHIFT && (wanted.strip >= PAGE_SHIFT || wanted.level == DDF_RAID_0);
+  return wanted.strip <= MOST_SHIFT && (wanted.strip >= PAGE_SHIFT || wanted.level == ddf::levelRaid0);
 }
 
 // Of what Linux assembles, a concatenation needs a module of its own and copies with an offset have been tried on four
 // disks only.
 static bool isLevelTaken(const DDF_NEW_VIRTUAL_DISK &wanted) {
-  DDF_RECORD record = {};
+  ddf::Record record = {};
   record.level = wanted.level;
   record.qualifier = wanted.qualifier;
   record.elements = static_cast<UINT16>(wanted.diskCount);
-  record.strip = DDF_NO_STRIP;
-  return wanted.diskCount <= DDF_LINUX_LIMITS.elements && ddfShapeOf(record).assembles && wanted.level != DDF_CONCAT &&
-         (wanted.level != DDF_RAID_1E || wanted.qualifier == 0);
+  record.strip = ddf::noStrip;
+  return wanted.diskCount <= ddf::linuxLimits.elements && ddf::shapeOf(record).assembles &&
+         wanted.level != ddf::levelConcat && (wanted.level != ddf::levelRaid1e || wanted.qualifier == 0);
 }
 
 static EFI_STATUS checkWanted(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wanted) {
@@ -31,21 +31,21 @@ static EFI_STATUS checkWanted(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wa
     return EFI_INVALID_PARAMETER;
   }
   if (!isLevelTaken(wanted)) {
-    return refuse(writer, EFI_UNSUPPORTED, DDF_NONE, "Linux does not take this level with so many disks");
+    return refuse(writer, EFI_UNSUPPORTED, ddf::noIndex, "Linux does not take this level with so many disks");
   }
   if (!isStripTaken(wanted)) {
-    return refuse(writer, EFI_UNSUPPORTED, DDF_NONE, "Linux does not take this strip size");
+    return refuse(writer, EFI_UNSUPPORTED, ddf::noIndex, "Linux does not take this strip size");
   }
-  if (wanted.access == 1 || wanted.access > DDF_BLOCKED) {
-    return refuse(writer, EFI_INVALID_PARAMETER, DDF_NONE, "no such access");
+  if (wanted.access == 1 || wanted.access > ddf::accessBlocked) {
+    return refuse(writer, EFI_INVALID_PARAMETER, ddf::noIndex, "no such access");
   }
   bool whole = wanted.memberBlocks % memberGrain(wanted) == 0;
-  return whole ? EFI_SUCCESS : refuse(writer, EFI_INVALID_PARAMETER, DDF_NONE, "members are no whole strips");
+  return whole ? EFI_SUCCESS : refuse(writer, EFI_INVALID_PARAMETER, ddf::noIndex, "members are no whole strips");
 }
 
 // --- Numbers ---
 
-static void markNumbers(const DDF_MODEL &model, UINT8 *used) {
+static void markNumbers(const ddf::Model &model, UINT8 *used) {
   for (UINT32 i = 0; i < model.setCount; i++) {
     for (UINT32 j = 0; j < model.sets[i].virtualDiskCount; j++) {
       UINT32 number = model.sets[i].virtualDisks[j].entry->number;
@@ -55,7 +55,7 @@ static void markNumbers(const DDF_MODEL &model, UINT8 *used) {
 }
 
 // The lowest number that no virtual disk of any set has; false without memory. There are more numbers than entries.
-static bool newNumber(const DDF_MODEL &model, UINT16 *number) {
+static bool newNumber(const ddf::Model &model, UINT16 *number) {
   UINT8 *used = poolNew<UINT8>(0x10000 / 8);
   if (used == nullptr) {
     return false;
@@ -73,23 +73,23 @@ static bool newNumber(const DDF_MODEL &model, UINT16 *number) {
 // --- Entry and records ---
 
 static void enterVirtualDisk(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, UINT16 number) {
-  DDF_VD_ENTRY *entry = findFreeEntry(lead(work));
+  ddf::VdEntry *entry = findFreeEntry(lead(work));
   __builtin_memset(entry, 0xFF, sizeof(*entry));
   entry->guid = work->writer->made;
   entry->number = number;
   entry->owner = 0; // not told
   entry->type = 0;
-  entry->state = DDF_VD_OPTIMAL;
-  UINT8 init = wanted.level == DDF_RAID_0 ? DDF_INIT_FULL : DDF_INIT_NONE;
-  entry->init = static_cast<UINT8>(init | wanted.access << DDF_ACCESS_SHIFT);
+  entry->state = ddf::vdOptimal;
+  UINT8 init = wanted.level == ddf::levelRaid0 ? ddf::initFull : ddf::initNone;
+  entry->init = static_cast<UINT8>(init | wanted.access << ddf::accessShift);
   copyBytes(entry->name, wanted.name, sizeof(entry->name));
 }
 
 static void fillRecord(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, const PLACES &places, WORK_DISK *disk) {
   constexpr UINT8 RATE = 0x80; // as Linux has it
-  DDF_RECORD *record = findFreeRecord(disk->copy);
+  ddf::Record *record = findFreeRecord(disk->copy);
   freeSlot(disk->copy, record);
-  record->signature = DDF_RECORD_SIGNATURE;
+  record->signature = ddf::recordSignature;
   record->guid = work->writer->made;
   record->time = work->writer->time;
   record->sequence = 1;
@@ -101,14 +101,14 @@ static void fillRecord(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, const PLA
   record->secondaryElement = 0;
   record->memberBlocks = places.memberBlocks;
   record->blocks = 0;
-  record->blocks = ddfShapeOf(*record).blocks;
+  record->blocks = ddf::shapeOf(*record).blocks;
   zeroBytes(record->cache, sizeof(record->cache));
   record->cache[sizeof(record->cache) - 1] = wanted.cache;
   record->rate = RATE;
   for (UINT32 i = 0; i < wanted.diskCount; i++) {
     const WORK_DISK &member = work->disks[work->places[wanted.disks[i]]];
-    ddfReferences(record)[i] = ddfDiskData(member.copy)->reference;
-    ddfStarts(disk->copy, record)[i] = places.starts[i];
+    ddf::referencesOf(record)[i] = ddf::diskDataOf(member.copy)->reference;
+    ddf::startsOf(disk->copy, record)[i] = places.starts[i];
   }
 }
 
@@ -117,8 +117,8 @@ static void markMembers(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted) {
   for (UINT32 i = 0; i < wanted.diskCount; i++) {
     UINT32 place = work->places[wanted.disks[i]];
     UINT32 pd = place < work->members ? work->writer->model->disks[wanted.disks[i]].pd : joined + place - work->members;
-    DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), pd);
-    entry->type = entry->type | DDF_PD_MEMBER;
+    ddf::PdEntry *entry = ddf::pdEntryAt(lead(work), pd);
+    entry->type = entry->type | ddf::pdMember;
   }
 }
 
@@ -173,7 +173,7 @@ static EFI_STATUS create(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES 
   if (!newNumber(*work->writer->model, &number)) {
     return EFI_OUT_OF_RESOURCES;
   }
-  DDF_GUID guid = newGuid(*work->writer);
+  ddf::Guid guid = newGuid(*work->writer);
   for (; findVirtualDiskEntry(lead(work), guid) != nullptr; guid.bytes[sizeof(guid.bytes) - 1]++) {
   }
   work->writer->made = guid;
@@ -181,9 +181,9 @@ static EFI_STATUS create(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES 
 }
 
 EFI_STATUS ddfCreateVirtualDisk(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wanted) {
-  writer->trouble = {DDF_NONE, nullptr};
+  writer->trouble = {ddf::noIndex, nullptr};
   writer->made = {};
-  UINT32 set = DDF_NONE;
+  UINT32 set = ddf::noIndex;
   EFI_STATUS status = checkWanted(writer, wanted);
   if (!EFI_ERROR(status)) {
     status = checkMembers(writer, wanted, &set);
@@ -193,7 +193,7 @@ EFI_STATUS ddfCreateVirtualDisk(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &
   }
   WORK work;
   PLACES places = {};
-  status = openWork(writer, set, wanted.diskCount, DDF_NONE, &work);
+  status = openWork(writer, set, wanted.diskCount, ddf::noIndex, &work);
   if (!EFI_ERROR(status)) {
     status = create(&work, wanted, &places);
   }

@@ -25,11 +25,11 @@ struct DDF_TARGET {
   EFI_STATUS (*write)(void *context, UINT64 lba, UINTN count, const void *buffer);
   EFI_STATUS (*flush)(void *context); // what was written is on the medium when it returns EFI_SUCCESS
   void *context;
-  DDF_GUID guid; // the disk's identity when it joins a set
-  bool usable;   // false: nothing is ever written to it
+  ddf::Guid guid; // the disk's identity when it joins a set
+  bool usable;    // false: nothing is ever written to it
 };
 
-// What stood in a change's way: a disk of the model, DDF_NONE when it is none, and why, a constant text or one of the
+// What stood in a change's way: a disk of the model, noIndex when it is none, and why, a constant text or one of the
 // model; null when the status says all.
 struct DDF_TROUBLE {
   UINT32 disk;
@@ -38,14 +38,14 @@ struct DDF_TROUBLE {
 
 // A model to change. It is used up by a change that has written: read anew before the next one.
 struct DDF_WRITER {
-  DDF_MODEL *model;                 // just read by ddfRead; disks that are to join are searched
+  ddf::Model *model;                // just read by readModel; disks that are to join are searched
   const DDF_TARGET *targets;        // of each of its disks
-  const DDF_CONTROLLER_DATA *maker; // GUID, type, product and vendor data for sets that are made anew; ours is its GUID
+  const ddf::ControllerData *maker; // GUID, type, product and vendor data for sets that are made anew; ours is its GUID
   UINT32 time;                      // seconds since 1980
   UINT32 (*random)(void);           // for GUIDs and references
   // Set by every change.
   DDF_TROUBLE trouble;
-  DDF_GUID made;           // by ddfCreateVirtualDisk: the new virtual disk's GUID
+  ddf::Guid made;          // by ddfCreateVirtualDisk: the new virtual disk's GUID
   UINT8 *buffer = nullptr; // its own, during a change
 };
 
@@ -57,9 +57,9 @@ struct DDF_WRITER {
 //   EFI_DEVICE_ERROR       a write or a flush failed, on the disk that the trouble names; the next change repairs. Or a
 //                          disk that may be the one that the set misses cannot be read: mark the missing one as failed
 
-// The set that disks join which are in none, one of ours or else the only other one; DDF_NONE when there is none. ours:
+// The set that disks join which are in none, one of ours or else the only other one; noIndex when there is none. ours:
 // the GUID of the caller's controller.
-UINT32 ddfChooseSet(const DDF_MODEL &model, const DDF_GUID &ours);
+UINT32 ddfChooseSet(const ddf::Model &model, const ddf::Guid &ours);
 
 constexpr UINT64 DDF_ANYWHERE = ~UINT64{0};
 
@@ -68,11 +68,11 @@ constexpr UINT64 DDF_ANYWHERE = ~UINT64{0};
 constexpr UINT64 DDF_MEMBER_GRAIN = 8;
 
 struct DDF_NEW_VIRTUAL_DISK {
-  UINT8 level; // DDF_LEVEL, qualifier and strip as in a record
+  UINT8 level; // Level, qualifier and strip as in a record
   UINT8 qualifier;
   UINT8 strip;
-  UINT8 access;        // DDF_ACCESS
-  UINT8 cache;         // DDF_CACHE
+  UINT8 access;        // Access
+  UINT8 cache;         // Cache
   CHAR8 name[16];      // padded with zeros; empty for none
   const UINT32 *disks; // of the model, in the members' order
   UINT32 diskCount;
@@ -105,10 +105,10 @@ EFI_STATUS ddfChangeVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDi
                                 const DDF_VIRTUAL_DISK_SETTINGS &settings);
 
 // Makes a disk a global spare, a spare for some volumes of the set (Linux forgets for which with its first own change),
-// or none. A disk that is in no set joins set; DDF_NONE: the one that ddfCreateVirtualDisk would choose,
+// or none. A disk that is in no set joins set; noIndex: the one that ddfCreateVirtualDisk would choose,
 // EFI_NOT_FOUND if there is none. A disk that is no spare any more and holds no virtual disk leaves. Of a member, set
-// is its own or DDF_NONE.
-EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, DDF_SPARE_KIND kind, const UINT32 *virtualDisks,
+// is its own or noIndex.
+EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, ddf::SpareKind kind, const UINT32 *virtualDisks,
                        UINT32 virtualDiskCount);
 
 // Marks a disk of the set's list as failed, and as missing when it is not there; its virtual disks get the state that

@@ -10,26 +10,26 @@ static UINT32 inRange(UINT32 from, UINT32 count) {
 }
 
 // The first of count references in a row that no disk of the list has; a row that meets one goes on behind it.
-static UINT32 newReferences(const DDF_COPY &copy, UINT32 used, UINT32 count, UINT32 from) {
+static UINT32 newReferences(const ddf::Copy &copy, UINT32 used, UINT32 count, UINT32 from) {
   from = inRange(from, count);
   for (UINT32 i = 0; i < used; i++) {
-    UINT32 reference = ddfPdEntry(copy, i)->reference;
+    UINT32 reference = ddf::pdEntryAt(copy, i)->reference;
     if (reference - from < count) {
       from = inRange(reference + 1, count);
-      i = DDF_NONE; // once more from the start
+      i = ddf::noIndex; // once more from the start
     }
   }
   return from;
 }
 
-static EFI_STATUS makeCopy(WORK *work, UINT32 number, UINT32 reference, const DDF_GUID &set, DDF_COPY *copy) {
+static EFI_STATUS makeCopy(WORK *work, UINT32 number, UINT32 reference, const ddf::Guid &set, ddf::Copy *copy) {
   const DDF_WRITER &writer = *work->writer;
-  const DDF_CONTROLLER_DATA &maker = work->count != 0 ? *ddfControllerData(lead(work)) : *writer.maker;
-  DDF_NEW_COPY wanted = {};
+  const ddf::ControllerData &maker = work->count != 0 ? *ddf::controllerDataOf(lead(work)) : *writer.maker;
+  ddf::NewCopy wanted = {};
   wanted.sectors = writer.model->disks[number].source.sectors;
-  wanted.limits = DDF_LINUX_LIMITS;
+  wanted.limits = ddf::linuxLimits;
   if (work->count != 0) {
-    const DDF_HEADER &header = lead(work).header;
+    const ddf::Header &header = lead(work).header;
     wanted.limits = {header.maxPds, header.maxVds, header.maxPartitions, header.maxElements};
   }
   wanted.set = set;
@@ -40,20 +40,20 @@ static EFI_STATUS makeCopy(WORK *work, UINT32 number, UINT32 reference, const DD
     wanted.type[i] = maker.type[i];
   }
   copyBytes(wanted.product, maker.product, sizeof(wanted.product));
-  EFI_STATUS status = ddfNewCopy(wanted, copy);
+  EFI_STATUS status = ddf::makeNewCopy(wanted, copy);
   if (!EFI_ERROR(status) && work->count == 0) {
-    copyBytes(ddfControllerData(*copy)->vendorData, maker.vendorData, sizeof(maker.vendorData));
+    copyBytes(ddf::controllerDataOf(*copy)->vendorData, maker.vendorData, sizeof(maker.vendorData));
   }
   return status;
 }
 
-static EFI_STATUS makeMark(WORK *work, UINT32 number, DDF_FREE_MARK *mark) {
-  const DDF_DISK &disk = work->writer->model->disks[number];
-  EFI_STATUS status = disk.released ? EFI_SUCCESS : ddfMakeFreeMark(disk.source, work->writer->buffer, mark);
+static EFI_STATUS makeMark(WORK *work, UINT32 number, ddf::FreeMark *mark) {
+  const ddf::Disk &disk = work->writer->model->disks[number];
+  EFI_STATUS status = disk.released ? EFI_SUCCESS : ddf::makeFreeMark(disk.source, work->writer->buffer, mark);
   return EFI_ERROR(status) ? refuse(work->writer, EFI_ACCESS_DENIED, number, "cannot be read") : status;
 }
 
-static EFI_STATUS joinDisk(WORK *work, UINT32 number, UINT32 reference, const DDF_GUID &set) {
+static EFI_STATUS joinDisk(WORK *work, UINT32 number, UINT32 reference, const ddf::Guid &set) {
   WORK_DISK *added = &work->disks[work->count];
   EFI_STATUS status = makeMark(work, number, &added->mark);
   if (EFI_ERROR(status)) {
@@ -63,39 +63,39 @@ static EFI_STATUS joinDisk(WORK *work, UINT32 number, UINT32 reference, const DD
   if (status == EFI_OUT_OF_RESOURCES) {
     return status;
   }
-  if (EFI_ERROR(status) || (work->count != 0 && !ddfSameLayout(added->copy.header, lead(work).header))) {
-    ddfFreeCopy(&added->copy);
+  if (EFI_ERROR(status) || (work->count != 0 && !ddf::sameLayout(added->copy.header, lead(work).header))) {
+    ddf::freeCopy(&added->copy);
     return refuse(work->writer, EFI_ACCESS_DENIED, number, "cannot have the layout of its set's metadata");
   }
   if (work->count != 0) {
     added->copy.header.foreignFlag = lead(work).header.foreignFlag;
-    ddfPassDeleted(lead(work), added->copy);
+    ddf::passDeleted(lead(work), added->copy);
   }
   added->disk = number;
-  added->first = DDF_SECONDARY;
+  added->first = ddf::headerSecondary;
   work->places[number] = work->count++;
   return EFI_SUCCESS;
 }
 
 static void enter(WORK *work, const WORK_DISK &disk, UINT32 at) {
-  DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), at);
-  const DDF_DISK_DATA *identity = ddfDiskData(disk.copy);
+  ddf::PdEntry *entry = ddf::pdEntryAt(lead(work), at);
+  const ddf::DiskData *identity = ddf::diskDataOf(disk.copy);
   __builtin_memset(entry, 0xFF, sizeof(*entry));
   entry->guid = identity->guid;
   entry->reference = identity->reference;
   entry->type = 0;
-  entry->state = DDF_PD_ONLINE;
-  entry->configuredSize = work->writer->model->disks[disk.disk].source.sectors - DDF_RESERVE;
+  entry->state = ddf::pdOnline;
+  entry->configuredSize = work->writer->model->disks[disk.disk].source.sectors - ddf::reserveSectors;
   zeroBytes(entry->path, sizeof(entry->path));
 }
 
 EFI_STATUS joinDisks(WORK *work, const UINT32 *disks, UINT32 count) {
   UINT32 used = work->set != nullptr ? work->set->pdCount : 0;
-  UINT32 capacity = work->set != nullptr ? ddfPdCapacity(lead(work)) : DDF_LINUX_LIMITS.pds;
+  UINT32 capacity = work->set != nullptr ? ddf::pdCapacity(lead(work)) : ddf::linuxLimits.pds;
   if (count > capacity - used) {
-    return refuse(work->writer, EFI_VOLUME_FULL, DDF_NONE, "the set has no room for more disks");
+    return refuse(work->writer, EFI_VOLUME_FULL, ddf::noIndex, "the set has no room for more disks");
   }
-  DDF_GUID set = work->set != nullptr ? work->set->guid : newGuid(*work->writer);
+  ddf::Guid set = work->set != nullptr ? work->set->guid : newGuid(*work->writer);
   UINT32 random = work->writer->random();
   UINT32 reference = used != 0 ? newReferences(lead(work), used, count, random) : inRange(random, count);
   for (UINT32 i = 0; i < count; i++) {
@@ -119,7 +119,7 @@ template <class ACT> static EFI_STATUS eachLostBefore(WORK *work, ACT act) {
 // Makes the list of disks as long on all disks as it will be, before others come. Meanwhile the leading disk is the
 // newest one, and of those that are there the first.
 static EFI_STATUS lengthenList(WORK *work) {
-  DDF_LIST_HEAD *head = reinterpret_cast<DDF_LIST_HEAD *>(lead(work).sections[DDF_PD_RECORDS]);
+  ddf::ListHead *head = reinterpret_cast<ddf::ListHead *>(lead(work).sections[ddf::sectionPds]);
   UINT32 length = work->set->pdCount + work->count - work->members;
   if (head->used >= length) {
     return EFI_SUCCESS;
@@ -127,7 +127,7 @@ static EFI_STATUS lengthenList(WORK *work) {
   head->used = static_cast<UINT16>(length);
   shareLists(work);
   for (UINT32 i = 0; i < work->members; i++) {
-    ddfSeal(&work->disks[i].copy);
+    ddf::seal(&work->disks[i].copy);
     work->disks[i].behind = i > work->lead;
   }
   work->sequence++;
@@ -147,7 +147,7 @@ static EFI_STATUS writeJoining(WORK *work) {
   EFI_STATUS status = EFI_SUCCESS;
   if (work->set == nullptr) {
     enter(work, work->disks[0], 0);
-    tidyList(&lead(work), DDF_PD_RECORDS);
+    tidyList(&lead(work), ddf::sectionPds);
     work->sequence = 1;
   } else {
     status = lengthenList(work);
@@ -155,7 +155,7 @@ static EFI_STATUS writeJoining(WORK *work) {
   shareLists(work);
   for (UINT32 i = work->members; i < work->count && !EFI_ERROR(status); i++) {
     WORK_DISK *disk = &work->disks[i];
-    ddfSeal(&disk->copy);
+    ddf::seal(&disk->copy);
     if (!work->writer->model->disks[disk->disk].released) {
       status = writeFreeMark(work->writer, disk->disk, disk->mark);
     }
@@ -176,9 +176,9 @@ static EFI_STATUS writeJoining(WORK *work) {
 // --- Being put out ---
 
 static EFI_STATUS evict(WORK *work, UINT32 pd) {
-  DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), pd);
+  ddf::PdEntry *entry = ddf::pdEntryAt(lead(work), pd);
   UINT32 disk = work->set->pds[pd].disk;
-  entry->state = entry->state | DDF_PD_MISSING;
+  entry->state = entry->state | ddf::pdMissing;
   if (work->places[disk] < work->count) {
     work->disks[work->places[disk]].gone = true;
   }
@@ -188,11 +188,11 @@ static EFI_STATUS evict(WORK *work, UINT32 pd) {
 
 static bool isLostOne(const WORK &work, UINT32 pd) {
   UINT32 disk = work.set->pds[pd].disk;
-  UINT32 place = disk != DDF_NONE ? work.places[disk] : EVICTED;
-  return place == DDF_NONE || (place < work.count && work.disks[place].lost);
+  UINT32 place = disk != ddf::noIndex ? work.places[disk] : EVICTED;
+  return place == ddf::noIndex || (place < work.count && work.disks[place].lost);
 }
 
-EFI_STATUS evictLost(WORK *work, const DDF_GUID *virtualDisk) {
+EFI_STATUS evictLost(WORK *work, const ddf::Guid *virtualDisk) {
   EFI_STATUS status = EFI_SUCCESS;
   for (UINT32 i = 0; i < work->set->pdCount && !EFI_ERROR(status); i++) {
     if (isLostOne(*work, i) &&
@@ -212,7 +212,7 @@ EFI_STATUS evictOne(WORK *work, UINT32 pd) {
 static EFI_STATUS evictReturned(WORK *work) {
   EFI_STATUS status = EFI_SUCCESS;
   for (UINT32 i = 0; work->set != nullptr && i < work->set->pdCount && !EFI_ERROR(status); i++) {
-    if (isLostOne(*work, i) && ddfHoldings(*work->writer->model, work->set->pds[i].disk).deleted != 0) {
+    if (isLostOne(*work, i) && ddf::holdingsOf(*work->writer->model, work->set->pds[i].disk).deleted != 0) {
       work->edited = true;
       status = evict(work, i);
     }
@@ -221,14 +221,14 @@ static EFI_STATUS evictReturned(WORK *work) {
 }
 
 EFI_STATUS beginWriting(WORK *work) {
-  const DDF_MODEL &model = *work->writer->model;
+  const ddf::Model &model = *work->writer->model;
   EFI_STATUS status = evictReturned(work);
   if (!EFI_ERROR(status)) {
     status = catchUp(work);
   }
   for (UINT32 i = 0; i < model.diskCount && work->set != nullptr && !EFI_ERROR(status); i++) {
-    const DDF_DISK &disk = model.disks[i];
-    if (disk.kind == DDF_DISK_STALE && &model.sets[disk.set] == work->set) {
+    const ddf::Disk &disk = model.disks[i];
+    if (disk.kind == ddf::DiskKind::stale && &model.sets[disk.set] == work->set) {
       status = freeDisk(work->writer, i);
     }
   }
@@ -244,22 +244,22 @@ EFI_STATUS beginWriting(WORK *work) {
 // --- Going ---
 
 // Linux marks a disk that failed and lost its volumes as a spare.
-static bool isNeeded(const DDF_PD_ENTRY &entry) {
-  bool lost = (entry.state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0;
-  return (entry.type & DDF_PD_MEMBER) != 0 || (!lost && (entry.type & (DDF_PD_GLOBAL_SPARE | DDF_PD_SPARE)) != 0);
+static bool isNeeded(const ddf::PdEntry &entry) {
+  bool lost = (entry.state & (ddf::pdFailed | ddf::pdMissing)) != 0;
+  return (entry.type & ddf::pdMember) != 0 || (!lost && (entry.type & (ddf::pdGlobalSpare | ddf::pdSpare)) != 0);
 }
 
 static bool stays(WORK *work, UINT32 pd, UINT32 who) {
-  return who == LEAVE_UNUSED ? isNeeded(*ddfPdEntry(lead(work), pd)) : who != LEAVE_ALL && who != pd;
+  return who == LEAVE_UNUSED ? isNeeded(*ddf::pdEntryAt(lead(work), pd)) : who != LEAVE_ALL && who != pd;
 }
 
 static UINT32 placeOf(const WORK &work, UINT32 pd) {
   UINT32 disk = work.set->pds[pd].disk;
-  return disk != DDF_NONE ? work.places[disk] : EVICTED;
+  return disk != ddf::noIndex ? work.places[disk] : EVICTED;
 }
 
 static void removeEntry(WORK *work, UINT32 pd) {
-  DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), pd);
+  ddf::PdEntry *entry = ddf::pdEntryAt(lead(work), pd);
   __builtin_memset(entry, 0xFF, sizeof(*entry));
 }
 
@@ -278,7 +278,7 @@ static bool anyStays(WORK *work, UINT32 who) {
 static void markLeaving(WORK *work, UINT32 who, bool keepLead) {
   for (UINT32 i = 0; i < work->set->pdCount; i++) {
     UINT32 place = placeOf(*work, i);
-    bool lost = place == DDF_NONE || (place < work->count && work->disks[place].lost && who == LEAVE_UNUSED);
+    bool lost = place == ddf::noIndex || (place < work->count && work->disks[place].lost && who == LEAVE_UNUSED);
     if (stays(work, i, who) || lost || (keepLead && place == work->lead)) {
       continue;
     }

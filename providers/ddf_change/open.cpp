@@ -3,15 +3,15 @@
 
 #include "providers/ddf_change/work.h"
 
-bool isMarkedLost(const DDF_PD &pd) {
-  return (pd.entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0;
+bool isMarkedLost(const ddf::Pd &pd) {
+  return (pd.entry->state & (ddf::pdFailed | ddf::pdMissing)) != 0;
 }
 
 // --- What forbids a change ---
 
-static bool missesDisks(const DDF_SET &set, UINT32 without) {
+static bool missesDisks(const ddf::Set &set, UINT32 without) {
   for (UINT32 i = 0; i < set.pdCount; i++) {
-    if (i != without && set.pds[i].disk == DDF_NONE && !isMarkedLost(set.pds[i])) {
+    if (i != without && set.pds[i].disk == ddf::noIndex && !isMarkedLost(set.pds[i])) {
       return true;
     }
   }
@@ -20,17 +20,17 @@ static bool missesDisks(const DDF_SET &set, UINT32 without) {
 
 // Why a disk that was not recognised may be one of the set all the same: Linux looks only at the checksums of headers,
 // and the next read may succeed.
-static EFI_STATUS checkUnrecognised(DDF_WRITER *writer, UINT32 number, const DDF_SET &set, bool misses) {
-  const DDF_DISK &disk = writer->model->disks[number];
-  if (disk.kind != DDF_DISK_UNREADABLE && disk.kind != DDF_DISK_DAMAGED) {
+static EFI_STATUS checkUnrecognised(DDF_WRITER *writer, UINT32 number, const ddf::Set &set, bool misses) {
+  const ddf::Disk &disk = writer->model->disks[number];
+  if (disk.kind != ddf::DiskKind::unreadable && disk.kind != ddf::DiskKind::damaged) {
     return EFI_SUCCESS;
   }
-  DDF_HEADER anchor;
-  bool read = disk.kind == DDF_DISK_DAMAGED &&
+  ddf::Header anchor;
+  bool read = disk.kind == ddf::DiskKind::damaged &&
               !EFI_ERROR(disk.source.read(disk.source.context, disk.source.sectors - 1, 1, &anchor));
   if (read) {
-    return ddfSameGuid(anchor.guid, set.guid) ? refuse(writer, EFI_ACCESS_DENIED, number, disk.fault.what)
-                                              : EFI_SUCCESS;
+    return ddf::sameGuid(anchor.guid, set.guid) ? refuse(writer, EFI_ACCESS_DENIED, number, disk.fault.what)
+                                                : EFI_SUCCESS;
   }
   return misses
              ? refuse(writer, EFI_DEVICE_ERROR, number, "cannot be read, and its set may be the one that misses a disk")
@@ -38,26 +38,26 @@ static EFI_STATUS checkUnrecognised(DDF_WRITER *writer, UINT32 number, const DDF
 }
 
 static EFI_STATUS checkDisks(DDF_WRITER *writer, UINT32 number, UINT32 without) {
-  const DDF_SET &set = writer->model->sets[number];
+  const ddf::Set &set = writer->model->sets[number];
   bool misses = missesDisks(set, without);
   for (UINT32 i = 0; i < writer->model->diskCount; i++) {
-    const DDF_DISK &disk = writer->model->disks[i];
+    const ddf::Disk &disk = writer->model->disks[i];
     EFI_STATUS status = checkUnrecognised(writer, i, set, misses);
     if (EFI_ERROR(status)) {
       return status;
     }
     // It may hold what the user still wants, and Linux may stumble over its records.
-    bool unknown = disk.kind == DDF_DISK_STALE && disk.set == number && !ddfIsLeftover(*writer->model, i);
+    bool unknown = disk.kind == ddf::DiskKind::stale && disk.set == number && !ddf::isLeftover(*writer->model, i);
     if (unknown) {
       return refuse(writer, EFI_ACCESS_DENIED, i, disk.fault.what);
     }
-    bool lost =
-        disk.set == number && disk.kind == DDF_DISK_MEMBER && (disk.pd == without || isMarkedLost(set.pds[disk.pd]));
+    bool lost = disk.set == number && disk.kind == ddf::DiskKind::member &&
+                (disk.pd == without || isMarkedLost(set.pds[disk.pd]));
     bool written = disk.set == number && !lost;
     if (written && !writer->targets[i].usable) {
       return refuse(writer, EFI_ACCESS_DENIED, i, "must not be written");
     }
-    if (const CHAR8 *what = written ? ddfDiskFault(*writer->model, i) : nullptr) {
+    if (const CHAR8 *what = written ? ddf::faultOfDisk(*writer->model, i) : nullptr) {
       return refuse(writer, EFI_ACCESS_DENIED, i, what);
     }
   }
@@ -65,65 +65,65 @@ static EFI_STATUS checkDisks(DDF_WRITER *writer, UINT32 number, UINT32 without) 
 }
 
 static EFI_STATUS checkSet(DDF_WRITER *writer, UINT32 number, UINT32 without) {
-  const DDF_SET &set = writer->model->sets[number];
-  const CHAR8 *what = ddfSetFault(set);
+  const ddf::Set &set = writer->model->sets[number];
+  const CHAR8 *what = ddf::faultOfSet(set);
   return what != nullptr ? refuse(writer, EFI_ACCESS_DENIED, set.newest, what) : checkDisks(writer, number, without);
 }
 
 EFI_STATUS checkTarget(DDF_WRITER *writer, UINT32 set, FOREIGN foreign) {
-  writer->trouble = {DDF_NONE, nullptr};
+  writer->trouble = {ddf::noIndex, nullptr};
   if (set >= writer->model->setCount) {
     return EFI_INVALID_PARAMETER;
   }
-  const DDF_SET &target = writer->model->sets[set];
+  const ddf::Set &target = writer->model->sets[set];
   return target.foreign && foreign == FOREIGN_REFUSED
              ? refuse(writer, EFI_ACCESS_DENIED, target.newest, "belongs to a foreign set")
              : EFI_SUCCESS;
 }
 
-bool isOutside(const DDF_MODEL &model, UINT32 disk) {
-  return model.disks[disk].kind == DDF_DISK_OTHER || ddfIsLeftover(model, disk);
+bool isOutside(const ddf::Model &model, UINT32 disk) {
+  return model.disks[disk].kind == ddf::DiskKind::other || ddf::isLeftover(model, disk);
 }
 
 EFI_STATUS checkFresh(DDF_WRITER *writer, UINT32 disk) {
-  const DDF_DISK &judged = writer->model->disks[disk];
-  EFI_STATUS status = ddfSearch(writer->model, disk);
+  const ddf::Disk &judged = writer->model->disks[disk];
+  EFI_STATUS status = ddf::searchDisk(writer->model, disk);
   if (EFI_ERROR(status)) {
     return status;
   }
-  const CHAR8 *what = !isOutside(*writer->model, disk)       ? judged.fault.what
-                      : judged.holds[0] != 0                 ? judged.holds
-                      : !writer->targets[disk].usable        ? "must not be written"
-                      : judged.source.sectors <= DDF_RESERVE ? "too small"
-                                                             : nullptr;
+  const CHAR8 *what = !isOutside(*writer->model, disk)               ? judged.fault.what
+                      : judged.holds[0] != 0                         ? judged.holds
+                      : !writer->targets[disk].usable                ? "must not be written"
+                      : judged.source.sectors <= ddf::reserveSectors ? "too small"
+                                                                     : nullptr;
   return what != nullptr ? refuse(writer, EFI_ACCESS_DENIED, disk, what) : EFI_SUCCESS;
 }
 
 // --- Which set ---
 
-UINT32 ddfChooseSet(const DDF_MODEL &model, const DDF_GUID &ours) {
-  UINT32 ofLinux = DDF_NONE, count = 0;
+UINT32 ddfChooseSet(const ddf::Model &model, const ddf::Guid &ours) {
+  UINT32 ofLinux = ddf::noIndex, count = 0;
   for (UINT32 i = 0; i < model.setCount; i++) {
-    const DDF_SET &set = model.sets[i];
+    const ddf::Set &set = model.sets[i];
     if (set.foreign || set.stuck != nullptr) {
       continue;
     }
-    if (ddfSameGuid(set.controller->guid, ours)) {
+    if (ddf::sameGuid(set.controller->guid, ours)) {
       return i;
     }
     ofLinux = i;
     count++;
   }
-  return count == 1 ? ofLinux : DDF_NONE;
+  return count == 1 ? ofLinux : ddf::noIndex;
 }
 
 // --- What the disks should hold ---
 
 static EFI_STATUS addMember(WORK *work, UINT32 number) {
   DDF_WRITER *writer = work->writer;
-  const DDF_DISK &disk = writer->model->disks[number];
+  const ddf::Disk &disk = writer->model->disks[number];
   WORK_DISK *added = &work->disks[work->count];
-  EFI_STATUS status = ddfCurrentCopy(*writer->model, number, &added->copy);
+  EFI_STATUS status = ddf::makeCurrentCopy(*writer->model, number, &added->copy);
   if (status == EFI_OUT_OF_RESOURCES) {
     return status;
   }
@@ -132,7 +132,7 @@ static EFI_STATUS addMember(WORK *work, UINT32 number) {
   }
   added->disk = number;
   added->held = disk.copy.header.sequence;
-  added->first = disk.used == DDF_PRIMARY ? DDF_SECONDARY : DDF_PRIMARY;
+  added->first = disk.used == ddf::headerPrimary ? ddf::headerSecondary : ddf::headerPrimary;
   added->behind = disk.lagging;
   work->places[number] = work->count++;
   return EFI_SUCCESS;
@@ -140,24 +140,24 @@ static EFI_STATUS addMember(WORK *work, UINT32 number) {
 
 // Entries without any record are what a cut left of a virtual disk, unless a disk that is not there has one.
 static void dropEmptyVirtualDisks(WORK *work) {
-  const DDF_SET &set = *work->set;
+  const ddf::Set &set = *work->set;
   for (UINT32 i = 0; i < set.pdCount; i++) {
-    if (set.pds[i].disk == DDF_NONE) {
+    if (set.pds[i].disk == ddf::noIndex) {
       return;
     }
   }
   for (UINT32 i = 0; i < set.virtualDiskCount; i++) {
-    DDF_VD_ENTRY *entry = ddfVdEntry(lead(work), i);
+    ddf::VdEntry *entry = ddf::vdEntryAt(lead(work), i);
     if (set.virtualDisks[i].record == nullptr) {
       __builtin_memset(entry, 0xFF, sizeof(*entry));
       work->edited = true;
     }
   }
-  tidyList(&lead(work), DDF_VD_RECORDS);
+  tidyList(&lead(work), ddf::sectionVds);
 }
 
 static bool canBeWritten(const WORK &work, UINT32 number) {
-  return work.writer->targets[number].usable && ddfDiskFault(*work.writer->model, number) == nullptr;
+  return work.writer->targets[number].usable && ddf::faultOfDisk(*work.writer->model, number) == nullptr;
 }
 
 // One that is lost need not be among them.
@@ -165,7 +165,7 @@ static EFI_STATUS addLost(WORK *work, UINT32 number) {
   UINT32 count = work->count;
   EFI_STATUS status = canBeWritten(*work, number) ? addMember(work, number) : EFI_SUCCESS;
   if (status == EFI_ACCESS_DENIED) {
-    work->writer->trouble = {DDF_NONE, nullptr};
+    work->writer->trouble = {ddf::noIndex, nullptr};
     return EFI_SUCCESS;
   }
   work->disks[count].lost = work->count != count;
@@ -173,56 +173,56 @@ static EFI_STATUS addLost(WORK *work, UINT32 number) {
 }
 
 static EFI_STATUS addMembers(WORK *work, UINT32 without) {
-  const DDF_SET &set = *work->set;
-  work->lead = DDF_NONE;
+  const ddf::Set &set = *work->set;
+  work->lead = ddf::noIndex;
   for (UINT32 i = 0; i < set.pdCount; i++) {
     UINT32 disk = set.pds[i].disk;
-    if (disk == DDF_NONE || i == without) {
+    if (disk == ddf::noIndex || i == without) {
       continue;
     }
     bool lost = isMarkedLost(set.pds[i]);
-    work->lead = lost || work->lead != DDF_NONE ? work->lead : work->count;
+    work->lead = lost || work->lead != ddf::noIndex ? work->lead : work->count;
     EFI_STATUS status = lost ? addLost(work, disk) : addMember(work, disk);
     if (EFI_ERROR(status)) {
       return status;
     }
   }
-  if (work->lead == DDF_NONE) {
+  if (work->lead == ddf::noIndex) {
     return refuse(work->writer, EFI_ACCESS_DENIED, set.newest, "its set has no disk that works");
   }
   work->members = work->count;
   work->sequence = set.sequence;
-  tidyList(&lead(work), DDF_PD_RECORDS);
-  tidyList(&lead(work), DDF_VD_RECORDS);
+  tidyList(&lead(work), ddf::sectionPds);
+  tidyList(&lead(work), ddf::sectionVds);
   dropEmptyVirtualDisks(work);
   return EFI_SUCCESS;
 }
 
 EFI_STATUS openWork(DDF_WRITER *writer, UINT32 set, UINT32 room, UINT32 without, WORK *work) {
-  const DDF_MODEL &model = *writer->model;
+  const ddf::Model &model = *writer->model;
   *work = {};
   work->writer = writer;
   writer->buffer = nullptr;
-  work->set = set == DDF_NONE ? nullptr : &model.sets[set];
+  work->set = set == ddf::noIndex ? nullptr : &model.sets[set];
   EFI_STATUS status = work->set != nullptr ? checkSet(writer, set, without) : EFI_SUCCESS;
   if (EFI_ERROR(status)) {
     return status;
   }
   work->disks = poolNew<WORK_DISK>(UINTN{1} + room + (work->set != nullptr ? work->set->pdCount : 0));
   work->places = poolNew<UINT32>(model.diskCount + UINTN{1});
-  writer->buffer = static_cast<UINT8 *>(poolAllocate(DDF_BUFFER_SIZE));
+  writer->buffer = static_cast<UINT8 *>(poolAllocate(ddf::bufferSize));
   if (work->disks == nullptr || work->places == nullptr || writer->buffer == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   for (UINT32 i = 0; i < model.diskCount; i++) {
-    work->places[i] = DDF_NONE;
+    work->places[i] = ddf::noIndex;
   }
   return work->set != nullptr ? addMembers(work, without) : EFI_SUCCESS;
 }
 
 void closeWork(WORK *work) {
   for (UINT32 i = 0; i < work->count; i++) {
-    ddfFreeCopy(&work->disks[i].copy);
+    ddf::freeCopy(&work->disks[i].copy);
   }
   poolFree(work->disks);
   poolFree(work->places);

@@ -3,18 +3,18 @@
 // --- Disks ---
 
 static EFI_STATUS checkMember(DDF_WRITER *writer, UINT32 number, UINT32 *set) {
-  const DDF_DISK &disk = writer->model->disks[number];
-  if (disk.kind != DDF_DISK_MEMBER) {
+  const ddf::Disk &disk = writer->model->disks[number];
+  if (disk.kind != ddf::DiskKind::member) {
     return checkFresh(writer, number);
   }
-  const DDF_SET &own = writer->model->sets[disk.set];
-  const DDF_PD &pd = own.pds[disk.pd];
-  const CHAR8 *what = own.foreign                              ? "belongs to a foreign set"
-                      : *set != DDF_NONE && *set != disk.set   ? "belongs to another set than the disks before it"
-                      : (pd.entry->state & DDF_PD_ONLINE) == 0 ? "is not online"
-                      : isMarkedLost(pd)                       ? "has failed"
-                      : pd.spare != DDF_NO_SPARE               ? "waits as a spare"
-                                                               : nullptr;
+  const ddf::Set &own = writer->model->sets[disk.set];
+  const ddf::Pd &pd = own.pds[disk.pd];
+  const CHAR8 *what = own.foreign                                ? "belongs to a foreign set"
+                      : *set != ddf::noIndex && *set != disk.set ? "belongs to another set than the disks before it"
+                      : (pd.entry->state & ddf::pdOnline) == 0   ? "is not online"
+                      : isMarkedLost(pd)                         ? "has failed"
+                      : pd.spare != ddf::SpareKind::none         ? "waits as a spare"
+                                                                 : nullptr;
   *set = disk.set;
   return what != nullptr ? refuse(writer, EFI_ACCESS_DENIED, number, what) : EFI_SUCCESS;
 }
@@ -33,39 +33,39 @@ EFI_STATUS checkMembers(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wanted, 
     }
   }
   poolFree(seen);
-  *set = *set == DDF_NONE ? ddfChooseSet(*writer->model, writer->maker->guid) : *set;
+  *set = *set == ddf::noIndex ? ddfChooseSet(*writer->model, writer->maker->guid) : *set;
   return status;
 }
 
 // --- Room on the disks ---
 
 UINT64 memberGrain(const DDF_NEW_VIRTUAL_DISK &wanted) {
-  UINT64 strip = wanted.level == DDF_RAID_1 ? 1 : UINT64{1} << wanted.strip;
+  UINT64 strip = wanted.level == ddf::levelRaid1 ? 1 : UINT64{1} << wanted.strip;
   return strip > DDF_MEMBER_GRAIN ? strip : DDF_MEMBER_GRAIN;
 }
 
 struct GAPS {
-  const DDF_GAP *items;
+  const ddf::Gap *items;
   UINT32 count;
 };
 
 // whole is filled, and the answer, of a disk that is in no set yet.
-static GAPS gapsOf(const DDF_MODEL &model, UINT32 number, DDF_GAP *whole) {
-  const DDF_DISK &disk = model.disks[number];
-  if (disk.kind == DDF_DISK_MEMBER) {
-    const DDF_PD &pd = model.sets[disk.set].pds[disk.pd];
+static GAPS gapsOf(const ddf::Model &model, UINT32 number, ddf::Gap *whole) {
+  const ddf::Disk &disk = model.disks[number];
+  if (disk.kind == ddf::DiskKind::member) {
+    const ddf::Pd &pd = model.sets[disk.set].pds[disk.pd];
     return {pd.gaps, pd.gapCount};
   }
-  *whole = {0, disk.source.sectors - DDF_RESERVE};
+  *whole = {0, disk.source.sectors - ddf::reserveSectors};
   return {whole, 1};
 }
 
-static UINT64 startIn(const DDF_GAP &gap, UINT64 start) {
+static UINT64 startIn(const ddf::Gap &gap, UINT64 start) {
   return start != DDF_ANYWHERE ? start : (gap.start + DDF_MEMBER_GRAIN - 1) / DDF_MEMBER_GRAIN * DDF_MEMBER_GRAIN;
 }
 
 // What a gap has from start on.
-static UINT64 roomIn(const DDF_GAP &gap, UINT64 wanted) {
+static UINT64 roomIn(const ddf::Gap &gap, UINT64 wanted) {
   UINT64 start = startIn(gap, wanted);
   return start >= gap.start && start - gap.start < gap.blocks ? gap.blocks - (start - gap.start) : 0;
 }
@@ -80,11 +80,11 @@ static UINT64 mostRoom(const GAPS &gaps, UINT64 start) {
 }
 
 // The blocks that fit on every member, at most as many as wanted.
-static UINT64 commonRoom(const DDF_MODEL &model, const DDF_NEW_VIRTUAL_DISK &wanted, UINT32 *smallest) {
+static UINT64 commonRoom(const ddf::Model &model, const DDF_NEW_VIRTUAL_DISK &wanted, UINT32 *smallest) {
   constexpr UINT64 MOST_BLOCKS = UINT64{1} << 48; // of a member; readers take no more
   UINT64 blocks = wanted.memberBlocks != 0 ? wanted.memberBlocks : MOST_BLOCKS;
   for (UINT32 i = 0; i < wanted.diskCount; i++) {
-    DDF_GAP whole = {};
+    ddf::Gap whole = {};
     UINT64 room = mostRoom(gapsOf(model, wanted.disks[i], &whole), wanted.start);
     if (room < blocks) {
       blocks = room;
@@ -95,8 +95,8 @@ static UINT64 commonRoom(const DDF_MODEL &model, const DDF_NEW_VIRTUAL_DISK &wan
 }
 
 EFI_STATUS findPlaces(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES *places) {
-  const DDF_MODEL &model = *work->writer->model;
-  UINT32 smallest = DDF_NONE;
+  const ddf::Model &model = *work->writer->model;
+  UINT32 smallest = ddf::noIndex;
   places->memberBlocks = commonRoom(model, wanted, &smallest);
   if (places->memberBlocks == 0 || (wanted.memberBlocks != 0 && places->memberBlocks != wanted.memberBlocks)) {
     return refuse(work->writer, EFI_VOLUME_FULL, smallest, "has no room");
@@ -106,7 +106,7 @@ EFI_STATUS findPlaces(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES *pl
     return EFI_OUT_OF_RESOURCES;
   }
   for (UINT32 i = 0; i < wanted.diskCount; i++) {
-    DDF_GAP whole = {};
+    ddf::Gap whole = {};
     GAPS gaps = gapsOf(model, wanted.disks[i], &whole);
     UINT32 at = 0; // one of them has the room that was found above
     while (at + 1 < gaps.count && roomIn(gaps.items[at], wanted.start) < places->memberBlocks) {
@@ -119,21 +119,21 @@ EFI_STATUS findPlaces(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES *pl
 
 // --- Room in the metadata ---
 
-DDF_VD_ENTRY *findFreeEntry(const DDF_COPY &copy) {
-  UINT32 capacity = ddfVdCapacity(copy);
+ddf::VdEntry *findFreeEntry(const ddf::Copy &copy) {
+  UINT32 capacity = ddf::vdCapacity(copy);
   for (UINT32 i = 0; i < capacity; i++) {
-    if (ddfIsFree(ddfVdEntry(copy, i)->guid)) {
-      return ddfVdEntry(copy, i);
+    if (ddf::isFree(ddf::vdEntryAt(copy, i)->guid)) {
+      return ddf::vdEntryAt(copy, i);
     }
   }
   return nullptr;
 }
 
-DDF_RECORD *findFreeRecord(const DDF_COPY &copy) {
-  UINT32 slots = ddfRecordCapacity(copy);
+ddf::Record *findFreeRecord(const ddf::Copy &copy) {
+  UINT32 slots = ddf::recordCapacity(copy);
   for (UINT32 i = 0; i + 1 < slots; i++) {
-    if (ddfRecordSlot(copy, i)->signature == DDF_FREE_RECORD) {
-      return ddfRecordSlot(copy, i);
+    if (ddf::recordAt(copy, i)->signature == ddf::freeRecordSignature) {
+      return ddf::recordAt(copy, i);
     }
   }
   return nullptr;
@@ -152,17 +152,17 @@ static UINTN nameLength(const CHAR8 (&name)[16]) {
   return end == length ? length : sizeof(name) + 1;
 }
 
-EFI_STATUS checkName(WORK *work, const CHAR8 (&name)[16], const DDF_VD_ENTRY *own) {
+EFI_STATUS checkName(WORK *work, const CHAR8 (&name)[16], const ddf::VdEntry *own) {
   UINTN length = nameLength(name);
   if (length > sizeof(name)) {
-    return refuse(work->writer, EFI_INVALID_PARAMETER, DDF_NONE, "the name has a blank or something unprintable");
+    return refuse(work->writer, EFI_INVALID_PARAMETER, ddf::noIndex, "the name has a blank or something unprintable");
   }
-  UINT32 capacity = length != 0 ? ddfVdCapacity(lead(work)) : 0;
+  UINT32 capacity = length != 0 ? ddf::vdCapacity(lead(work)) : 0;
   for (UINT32 i = 0; i < capacity; i++) {
-    const DDF_VD_ENTRY *entry = ddfVdEntry(lead(work), i);
-    if (entry != own && !ddfIsFree(entry->guid) && nameLength(entry->name) == length &&
+    const ddf::VdEntry *entry = ddf::vdEntryAt(lead(work), i);
+    if (entry != own && !ddf::isFree(entry->guid) && nameLength(entry->name) == length &&
         __builtin_memcmp(entry->name, name, length) == 0) {
-      return refuse(work->writer, EFI_INVALID_PARAMETER, DDF_NONE, "another volume of the set has the name");
+      return refuse(work->writer, EFI_INVALID_PARAMETER, ddf::noIndex, "another volume of the set has the name");
     }
   }
   return EFI_SUCCESS;
@@ -170,10 +170,10 @@ EFI_STATUS checkName(WORK *work, const CHAR8 (&name)[16], const DDF_VD_ENTRY *ow
 
 EFI_STATUS checkRoom(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted) {
   if (wanted.diskCount > lead(work).header.maxElements) {
-    return refuse(work->writer, EFI_VOLUME_FULL, DDF_NONE, "the set's records have no room for so many members");
+    return refuse(work->writer, EFI_VOLUME_FULL, ddf::noIndex, "the set's records have no room for so many members");
   }
   if (findFreeEntry(lead(work)) == nullptr) {
-    return refuse(work->writer, EFI_VOLUME_FULL, DDF_NONE, "the set has no room for more volumes");
+    return refuse(work->writer, EFI_VOLUME_FULL, ddf::noIndex, "the set has no room for more volumes");
   }
   for (UINT32 i = 0; i < wanted.diskCount; i++) {
     if (findFreeRecord(work->disks[work->places[wanted.disks[i]]].copy) == nullptr) {

@@ -19,8 +19,8 @@ EFI_STATUS findPlaces(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES *pl
 
 // Whether lists and records have room and the name is free; all disks have joined.
 EFI_STATUS checkRoom(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted);
-EFI_STATUS checkName(WORK *work, const CHAR8 (&name)[16], const DDF_VD_ENTRY *own);
+EFI_STATUS checkName(WORK *work, const CHAR8 (&name)[16], const ddf::VdEntry *own);
 
 // The first free entry or record, or null. The last slot is where Linux puts a spare record.
-DDF_VD_ENTRY *findFreeEntry(const DDF_COPY &copy);
-DDF_RECORD *findFreeRecord(const DDF_COPY &copy);
+ddf::VdEntry *findFreeEntry(const ddf::Copy &copy);
+ddf::Record *findFreeRecord(const ddf::Copy &copy);

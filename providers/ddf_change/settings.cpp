@@ -27,9 +27,9 @@ static EFI_STATUS prepareNothing(WORK *) {
 
 // --- A virtual disk's settings ---
 
-static void setCache(WORK *work, const DDF_GUID &virtualDisk, UINT8 cache) {
+static void setCache(WORK *work, const ddf::Guid &virtualDisk, UINT8 cache) {
   for (UINT32 i = 0; i < work->count; i++) {
-    DDF_RECORD *record = findRecord(work->disks[i].copy, virtualDisk);
+    ddf::Record *record = findRecord(work->disks[i].copy, virtualDisk);
     if (record != nullptr) {
       record->cache[sizeof(record->cache) - 1] = cache;
       record->sequence = record->sequence + 1;
@@ -38,14 +38,14 @@ static void setCache(WORK *work, const DDF_GUID &virtualDisk, UINT8 cache) {
   }
 }
 
-static void editVirtualDisk(WORK *work, const DDF_GUID &virtualDisk, const DDF_VIRTUAL_DISK_SETTINGS &settings) {
-  DDF_VD_ENTRY *entry = findVirtualDiskEntry(lead(work), virtualDisk);
+static void editVirtualDisk(WORK *work, const ddf::Guid &virtualDisk, const DDF_VIRTUAL_DISK_SETTINGS &settings) {
+  ddf::VdEntry *entry = findVirtualDiskEntry(lead(work), virtualDisk);
   if ((settings.which & DDF_SET_NAME) != 0) {
     copyBytes(entry->name, settings.name, sizeof(entry->name));
   }
   if ((settings.which & DDF_SET_ACCESS) != 0) {
-    constexpr UINT32 OTHER_BITS = (1U << DDF_ACCESS_SHIFT) - 1;
-    entry->init = static_cast<UINT8>((entry->init & OTHER_BITS) | settings.access << DDF_ACCESS_SHIFT);
+    constexpr UINT32 OTHER_BITS = (1U << ddf::accessShift) - 1;
+    entry->init = static_cast<UINT8>((entry->init & OTHER_BITS) | settings.access << ddf::accessShift);
   }
   if ((settings.which & DDF_SET_CACHE) != 0) {
     setCache(work, virtualDisk, settings.cache);
@@ -53,7 +53,7 @@ static void editVirtualDisk(WORK *work, const DDF_GUID &virtualDisk, const DDF_V
 }
 
 // The entry and the records change together on a disk that has a record.
-static void putFirstWithRecord(WORK *work, const DDF_GUID &virtualDisk) {
+static void putFirstWithRecord(WORK *work, const ddf::Guid &virtualDisk) {
   for (UINT32 i = 0; i < work->count; i++) {
     if (findRecord(work->disks[i].copy, virtualDisk) != nullptr) {
       putFirst(work, i);
@@ -70,18 +70,18 @@ EFI_STATUS ddfChangeVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDi
   }
   bool access = (settings.which & DDF_SET_ACCESS) != 0;
   if (virtualDisk >= writer->model->sets[set].virtualDiskCount ||
-      (access && (settings.access == 1 || settings.access > DDF_BLOCKED))) {
+      (access && (settings.access == 1 || settings.access > ddf::accessBlocked))) {
     return EFI_INVALID_PARAMETER;
   }
-  const DDF_GUID &guid = writer->model->sets[set].virtualDisks[virtualDisk].entry->guid;
+  const ddf::Guid &guid = writer->model->sets[set].virtualDisks[virtualDisk].entry->guid;
   auto prepare = [&](WORK *work) {
-    const DDF_VD_ENTRY *entry = findVirtualDiskEntry(lead(work), guid);
+    const ddf::VdEntry *entry = findVirtualDiskEntry(lead(work), guid);
     if (entry == nullptr) {
-      return refuse(writer, EFI_INVALID_PARAMETER, DDF_NONE, "the volume was never finished");
+      return refuse(writer, EFI_INVALID_PARAMETER, ddf::noIndex, "the volume was never finished");
     }
     return (settings.which & DDF_SET_NAME) != 0 ? checkName(work, settings.name, entry) : EFI_SUCCESS;
   };
-  return inOneStep(writer, set, DDF_NONE, prepare, [&](WORK *work) {
+  return inOneStep(writer, set, ddf::noIndex, prepare, [&](WORK *work) {
     putFirstWithRecord(work, guid);
     editVirtualDisk(work, guid, settings);
   });
@@ -89,7 +89,7 @@ EFI_STATUS ddfChangeVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDi
 
 // --- A disk that failed ---
 
-static UINT32 mostMembers(const DDF_SET &set) {
+static UINT32 mostMembers(const ddf::Set &set) {
   UINT32 most = 0;
   for (UINT32 i = 0; i < set.virtualDiskCount; i++) {
     most = set.virtualDisks[i].memberCount > most ? set.virtualDisks[i].memberCount : most;
@@ -98,27 +98,27 @@ static UINT32 mostMembers(const DDF_SET &set) {
 }
 
 // members has room for those of any virtual disk.
-static DDF_VD_STATE stateWithout(DDF_VIRTUAL_DISK virtualDisk, UINT32 pd, DDF_MEMBER *members) {
+static ddf::VdState stateWithout(ddf::VirtualDisk virtualDisk, UINT32 pd, ddf::Member *members) {
   copyBytes(members, virtualDisk.members, sizeof(*members) * virtualDisk.memberCount);
   for (UINT32 i = 0; i < virtualDisk.memberCount; i++) {
-    members[i].state = members[i].pd == pd ? DDF_MEMBER_FAILED : members[i].state;
+    members[i].state = members[i].pd == pd ? ddf::MemberState::failed : members[i].state;
   }
   virtualDisk.members = members;
-  return ddfStateOfMembers(virtualDisk);
+  return ddf::stateOfMembers(virtualDisk);
 }
 
-static void markFailed(WORK *work, UINT32 number, DDF_MEMBER *members) {
-  const DDF_PD &pd = work->set->pds[number];
-  DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), number);
-  UINT32 state = entry->state | DDF_PD_FAILED;
-  state = pd.disk == DDF_NONE ? (state & ~UINT32{DDF_PD_ONLINE}) | DDF_PD_MISSING : state;
+static void markFailed(WORK *work, UINT32 number, ddf::Member *members) {
+  const ddf::Pd &pd = work->set->pds[number];
+  ddf::PdEntry *entry = ddf::pdEntryAt(lead(work), number);
+  UINT32 state = entry->state | ddf::pdFailed;
+  state = pd.disk == ddf::noIndex ? (state & ~UINT32{ddf::pdOnline}) | ddf::pdMissing : state;
   entry->state = static_cast<UINT16>(state);
-  entry->type = static_cast<UINT16>(entry->type & ~(DDF_PD_GLOBAL_SPARE | DDF_PD_SPARE));
+  entry->type = static_cast<UINT16>(entry->type & ~(ddf::pdGlobalSpare | ddf::pdSpare));
   for (UINT32 i = 0; i < pd.partCount; i++) {
-    const DDF_VIRTUAL_DISK &virtualDisk = work->set->virtualDisks[pd.parts[i].virtualDisk];
-    DDF_VD_ENTRY *of = findVirtualDiskEntry(lead(work), virtualDisk.entry->guid);
+    const ddf::VirtualDisk &virtualDisk = work->set->virtualDisks[pd.parts[i].virtualDisk];
+    ddf::VdEntry *of = findVirtualDiskEntry(lead(work), virtualDisk.entry->guid);
     of->state =
-        static_cast<UINT8>((of->state & ~UINT32{DDF_VD_STATE_BITS}) | stateWithout(virtualDisk, number, members));
+        static_cast<UINT8>((of->state & ~UINT32{ddf::vdStateBits}) | stateWithout(virtualDisk, number, members));
   }
 }
 
@@ -127,11 +127,11 @@ EFI_STATUS ddfFailDisk(DDF_WRITER *writer, UINT32 set, UINT32 pd) {
   if (EFI_ERROR(status)) {
     return status;
   }
-  const DDF_SET &target = writer->model->sets[set];
+  const ddf::Set &target = writer->model->sets[set];
   if (pd >= target.pdCount) {
     return EFI_INVALID_PARAMETER;
   }
-  DDF_MEMBER *members = poolNew<DDF_MEMBER>(mostMembers(target) + UINTN{1});
+  ddf::Member *members = poolNew<ddf::Member>(mostMembers(target) + UINTN{1});
   if (members == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -143,8 +143,8 @@ EFI_STATUS ddfFailDisk(DDF_WRITER *writer, UINT32 set, UINT32 pd) {
 // --- The whole set ---
 
 static void takeOver(WORK *work) {
-  DDF_CONTROLLER_DATA *controller = ddfControllerData(lead(work));
-  const DDF_CONTROLLER_DATA &maker = *work->writer->maker;
+  ddf::ControllerData *controller = ddf::controllerDataOf(lead(work));
+  const ddf::ControllerData &maker = *work->writer->maker;
   controller->guid = maker.guid;
   copyBytes(controller->type, maker.type, sizeof(controller->type));
   copyBytes(controller->product, maker.product, sizeof(controller->product));
@@ -158,7 +158,7 @@ EFI_STATUS ddfImportSet(DDF_WRITER *writer, UINT32 set) {
   if (EFI_ERROR(status) || !writer->model->sets[set].foreign) {
     return status;
   }
-  return inOneStep(writer, set, DDF_NONE, prepareNothing, takeOver);
+  return inOneStep(writer, set, ddf::noIndex, prepareNothing, takeOver);
 }
 
 EFI_STATUS ddfSetVendorData(DDF_WRITER *writer, UINT32 set, const void *bytes, UINTN size) {
@@ -166,9 +166,9 @@ EFI_STATUS ddfSetVendorData(DDF_WRITER *writer, UINT32 set, const void *bytes, U
   if (EFI_ERROR(status)) {
     return status;
   }
-  if (size > sizeof(DDF_CONTROLLER_DATA::vendorData)) {
+  if (size > sizeof(ddf::ControllerData::vendorData)) {
     return EFI_INVALID_PARAMETER;
   }
-  return inOneStep(writer, set, DDF_NONE, prepareNothing,
-                   [&](WORK *work) { copyBytes(ddfControllerData(lead(work))->vendorData, bytes, size); });
+  return inOneStep(writer, set, ddf::noIndex, prepareNothing,
+                   [&](WORK *work) { copyBytes(ddf::controllerDataOf(lead(work))->vendorData, bytes, size); });
 }

@@ -4,38 +4,38 @@
 
 struct SPARE_PLAN {
   UINT32 disk;
-  DDF_SPARE_KIND kind;
+  ddf::SpareKind kind;
   const UINT32 *virtualDisks;
   UINT32 virtualDiskCount;
 };
 
 // The last slot is where Linux puts its own.
-static void *findSpareSlot(const DDF_COPY &copy) {
-  if (DDF_SPARE_RECORD *record = findSpareRecord(copy)) {
+static void *findSpareSlot(const ddf::Copy &copy) {
+  if (ddf::SpareRecord *record = findSpareRecord(copy)) {
     return record;
   }
-  for (UINT32 i = ddfRecordCapacity(copy); i-- > 0;) {
-    if (ddfRecordSlot(copy, i)->signature == DDF_FREE_RECORD) {
-      return ddfRecordSlot(copy, i);
+  for (UINT32 i = ddf::recordCapacity(copy); i-- > 0;) {
+    if (ddf::recordAt(copy, i)->signature == ddf::freeRecordSignature) {
+      return ddf::recordAt(copy, i);
     }
   }
   return nullptr;
 }
 
-static UINTN spareRoom(const DDF_COPY &copy) {
-  return (UINTN{copy.header.recordLength} * DDF_SECTOR - sizeof(DDF_SPARE_RECORD)) / sizeof(DDF_SPARE_ENTRY);
+static UINTN spareRoom(const ddf::Copy &copy) {
+  return (UINTN{copy.header.recordLength} * ddf::sectorSize - sizeof(ddf::SpareRecord)) / sizeof(ddf::SpareEntry);
 }
 
-static void fillSpareRecord(WORK *work, const SPARE_PLAN &plan, const DDF_COPY &copy) {
+static void fillSpareRecord(WORK *work, const SPARE_PLAN &plan, const ddf::Copy &copy) {
   void *slot = findSpareSlot(copy);
   freeSlot(copy, slot);
-  DDF_SPARE_RECORD *record = static_cast<DDF_SPARE_RECORD *>(slot);
-  record->signature = DDF_SPARE_SIGNATURE;
+  ddf::SpareRecord *record = static_cast<ddf::SpareRecord *>(slot);
+  record->signature = ddf::spareSignature;
   record->time = work->writer->time;
-  record->type = DDF_SPARE_DEDICATED;
+  record->type = ddf::spareDedicated;
   record->entries = static_cast<UINT16>(plan.virtualDiskCount);
   record->maximum = static_cast<UINT16>(spareRoom(copy));
-  DDF_SPARE_ENTRY *entries = reinterpret_cast<DDF_SPARE_ENTRY *>(record + 1);
+  ddf::SpareEntry *entries = reinterpret_cast<ddf::SpareEntry *>(record + 1);
   for (UINT32 i = 0; i < plan.virtualDiskCount; i++) {
     entries[i].guid = work->set->virtualDisks[plan.virtualDisks[i]].entry->guid;
     entries[i].secondaryElement = 0;
@@ -45,20 +45,20 @@ static void fillSpareRecord(WORK *work, const SPARE_PLAN &plan, const DDF_COPY &
 // --- Checks ---
 
 static EFI_STATUS checkDisk(DDF_WRITER *writer, const SPARE_PLAN &plan, UINT32 *set) {
-  const DDF_DISK &disk = writer->model->disks[plan.disk];
-  if (disk.kind != DDF_DISK_MEMBER) {
-    *set = *set == DDF_NONE ? ddfChooseSet(*writer->model, writer->maker->guid) : *set;
+  const ddf::Disk &disk = writer->model->disks[plan.disk];
+  if (disk.kind != ddf::DiskKind::member) {
+    *set = *set == ddf::noIndex ? ddfChooseSet(*writer->model, writer->maker->guid) : *set;
     EFI_STATUS status = checkFresh(writer, plan.disk);
-    return EFI_ERROR(status) || *set != DDF_NONE
+    return EFI_ERROR(status) || *set != ddf::noIndex
                ? status
                : refuse(writer, EFI_NOT_FOUND, plan.disk, "there is no set for which it could wait");
   }
-  if (*set != DDF_NONE && *set != disk.set) {
+  if (*set != ddf::noIndex && *set != disk.set) {
     return refuse(writer, EFI_INVALID_PARAMETER, plan.disk, "belongs to another set");
   }
   *set = disk.set;
-  const DDF_PD &pd = writer->model->sets[disk.set].pds[disk.pd];
-  bool works = (pd.entry->state & DDF_PD_ONLINE) != 0 && !isMarkedLost(pd);
+  const ddf::Pd &pd = writer->model->sets[disk.set].pds[disk.pd];
+  bool works = (pd.entry->state & ddf::pdOnline) != 0 && !isMarkedLost(pd);
   return works ? EFI_SUCCESS : refuse(writer, EFI_ACCESS_DENIED, plan.disk, "has failed");
 }
 
@@ -70,7 +70,7 @@ static EFI_STATUS checkVirtualDisks(WORK *work, const SPARE_PLAN &plan) {
       return EFI_INVALID_PARAMETER;
     }
   }
-  const DDF_COPY &copy = work->disks[work->places[plan.disk]].copy;
+  const ddf::Copy &copy = work->disks[work->places[plan.disk]].copy;
   bool room = plan.virtualDiskCount <= spareRoom(copy) && findSpareSlot(copy) != nullptr;
   return room ? EFI_SUCCESS : refuse(work->writer, EFI_VOLUME_FULL, plan.disk, "has no room for a spare's record");
 }
@@ -80,34 +80,34 @@ static EFI_STATUS checkVirtualDisks(WORK *work, const SPARE_PLAN &plan) {
 // The disk itself is the first one that is written: its record and the list change together. One that joins is the last
 // one, and has its record before the list names it.
 static EFI_STATUS writeSpare(WORK *work, const SPARE_PLAN &plan) {
-  constexpr UINT32 SPARE_BITS = DDF_PD_GLOBAL_SPARE | DDF_PD_SPARE;
-  constexpr UINT32 BITS[] = {0, DDF_PD_GLOBAL_SPARE, DDF_PD_SPARE}; // by DDF_SPARE_KIND
-  const DDF_DISK &disk = work->writer->model->disks[plan.disk];
-  bool joins = disk.kind != DDF_DISK_MEMBER;
+  constexpr UINT32 SPARE_BITS = ddf::pdGlobalSpare | ddf::pdSpare;
+  constexpr UINT32 BITS[] = {0, ddf::pdGlobalSpare, ddf::pdSpare}; // by SpareKind
+  const ddf::Disk &disk = work->writer->model->disks[plan.disk];
+  bool joins = disk.kind != ddf::DiskKind::member;
   UINT32 pd = joins ? work->set->pdCount : disk.pd;
   if (!joins) {
     putFirst(work, work->places[plan.disk]);
   }
-  DDF_PD_ENTRY *entry = ddfPdEntry(lead(work), pd);
-  entry->type = static_cast<UINT16>((entry->type & ~SPARE_BITS) | BITS[plan.kind]);
-  if (plan.kind == DDF_SPARE_FOR_VIRTUAL_DISKS && !joins) {
+  ddf::PdEntry *entry = ddf::pdEntryAt(lead(work), pd);
+  entry->type = static_cast<UINT16>((entry->type & ~SPARE_BITS) | BITS[static_cast<UINT32>(plan.kind)]);
+  if (plan.kind == ddf::SpareKind::forVirtualDisks && !joins) {
     fillSpareRecord(work, plan, lead(work));
   } else if (joins) {
     return writeStep(work);
-  } else if (DDF_SPARE_RECORD *record = findSpareRecord(lead(work))) {
+  } else if (ddf::SpareRecord *record = findSpareRecord(lead(work))) {
     freeSlot(lead(work), record);
   }
-  bool leaves = plan.kind == DDF_NO_SPARE && work->set->pds[pd].partCount == 0;
+  bool leaves = plan.kind == ddf::SpareKind::none && work->set->pds[pd].partCount == 0;
   return leaves ? writeLeaving(work, pd) : writeStep(work);
 }
 
 static EFI_STATUS changeSpare(WORK *work, const SPARE_PLAN &plan) {
-  bool joins = work->writer->model->disks[plan.disk].kind != DDF_DISK_MEMBER;
+  bool joins = work->writer->model->disks[plan.disk].kind != ddf::DiskKind::member;
   EFI_STATUS status = joins ? joinDisks(work, &plan.disk, 1) : EFI_SUCCESS;
-  if (!EFI_ERROR(status) && plan.kind == DDF_SPARE_FOR_VIRTUAL_DISKS) {
+  if (!EFI_ERROR(status) && plan.kind == ddf::SpareKind::forVirtualDisks) {
     status = checkVirtualDisks(work, plan);
   }
-  if (!EFI_ERROR(status) && plan.kind == DDF_SPARE_FOR_VIRTUAL_DISKS && joins) {
+  if (!EFI_ERROR(status) && plan.kind == ddf::SpareKind::forVirtualDisks && joins) {
     fillSpareRecord(work, plan, work->disks[work->places[plan.disk]].copy);
   }
   if (!EFI_ERROR(status)) {
@@ -116,15 +116,15 @@ static EFI_STATUS changeSpare(WORK *work, const SPARE_PLAN &plan) {
   return EFI_ERROR(status) ? status : writeSpare(work, plan);
 }
 
-EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, DDF_SPARE_KIND kind, const UINT32 *virtualDisks,
+EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, ddf::SpareKind kind, const UINT32 *virtualDisks,
                        UINT32 virtualDiskCount) {
-  writer->trouble = {DDF_NONE, nullptr};
-  const DDF_MODEL &model = *writer->model;
-  if (disk >= model.diskCount || (set != DDF_NONE && set >= model.setCount) ||
-      (kind == DDF_SPARE_FOR_VIRTUAL_DISKS && virtualDiskCount == 0)) {
+  writer->trouble = {ddf::noIndex, nullptr};
+  const ddf::Model &model = *writer->model;
+  if (disk >= model.diskCount || (set != ddf::noIndex && set >= model.setCount) ||
+      (kind == ddf::SpareKind::forVirtualDisks && virtualDiskCount == 0)) {
     return EFI_INVALID_PARAMETER;
   }
-  if (kind == DDF_NO_SPARE && isOutside(model, disk)) {
+  if (kind == ddf::SpareKind::none && isOutside(model, disk)) {
     return EFI_SUCCESS;
   }
   SPARE_PLAN plan = {disk, kind, virtualDisks, virtualDiskCount};
@@ -136,7 +136,7 @@ EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, DDF_SPARE_KI
     return status;
   }
   WORK work;
-  status = openWork(writer, set, 1, DDF_NONE, &work);
+  status = openWork(writer, set, 1, ddf::noIndex, &work);
   if (!EFI_ERROR(status)) {
     status = changeSpare(&work, plan);
   }

@@ -27,43 +27,43 @@ static EFI_STATUS putAnchor(DDF_WRITER *writer, UINT32 disk, const void *anchor)
 }
 
 EFI_STATUS zeroAnchor(DDF_WRITER *writer, UINT32 disk) {
-  DDF_HEADER nothing = {};
+  ddf::Header nothing = {};
   return putAnchor(writer, disk, &nothing);
 }
 
-EFI_STATUS writeFreeMark(DDF_WRITER *writer, UINT32 disk, const DDF_FREE_MARK &mark) {
+EFI_STATUS writeFreeMark(DDF_WRITER *writer, UINT32 disk, const ddf::FreeMark &mark) {
   return putAnchor(writer, disk, &mark);
 }
 
 // What comes behind it has been decided: a read that fails is tried again, and does not stop it.
 EFI_STATUS freeDisk(DDF_WRITER *writer, UINT32 disk) {
-  const DDF_SOURCE &source = writer->model->disks[disk].source;
-  DDF_FREE_MARK mark;
-  bool made = !EFI_ERROR(ddfMakeFreeMark(source, writer->buffer, &mark)) ||
-              !EFI_ERROR(ddfMakeFreeMark(source, writer->buffer, &mark));
+  const ddf::Source &source = writer->model->disks[disk].source;
+  ddf::FreeMark mark;
+  bool made = !EFI_ERROR(ddf::makeFreeMark(source, writer->buffer, &mark)) ||
+              !EFI_ERROR(ddf::makeFreeMark(source, writer->buffer, &mark));
   return made ? writeFreeMark(writer, disk, mark) : zeroAnchor(writer, disk);
 }
 
 EFI_STATUS writeAnchor(WORK *work, const WORK_DISK &disk) {
-  DDF_HEADER anchor;
-  ddfMakeHeader(disk.copy, DDF_ANCHOR, DDF_OPEN_ANCHOR, 0, work->writer->time, &anchor);
+  ddf::Header anchor;
+  ddf::makeHeader(disk.copy, ddf::headerAnchor, ddf::openFlagAnchor, 0, work->writer->time, &anchor);
   return putAnchor(work->writer, disk.disk, &anchor);
 }
 
 // --- Copies ---
 
-static EFI_STATUS putHeader(WORK *work, const WORK_DISK &disk, DDF_HEADER_TYPE type, DDF_OPEN_FLAG open,
+static EFI_STATUS putHeader(WORK *work, const WORK_DISK &disk, ddf::HeaderType type, ddf::OpenFlag open,
                             UINT32 sequence) {
-  DDF_HEADER header;
-  ddfMakeHeader(disk.copy, type, open, sequence, work->writer->time, &header);
-  UINT64 lba = type == DDF_PRIMARY ? disk.copy.header.primaryLba : disk.copy.header.secondaryLba;
+  ddf::Header header;
+  ddf::makeHeader(disk.copy, type, open, sequence, work->writer->time, &header);
+  UINT64 lba = type == ddf::headerPrimary ? disk.copy.header.primaryLba : disk.copy.header.secondaryLba;
   EFI_STATUS status = put(work->writer, disk.disk, lba, 1, &header);
   return EFI_ERROR(status) ? status : flush(work->writer, disk.disk);
 }
 
-static EFI_STATUS putSections(WORK *work, const WORK_DISK &disk, DDF_HEADER_TYPE type) {
-  for (UINT32 i = 0; i < DDF_SECTIONS; i++) {
-    DDF_EXTENT extent = ddfSectionExtent(disk.copy, type, static_cast<DDF_SECTION>(i));
+static EFI_STATUS putSections(WORK *work, const WORK_DISK &disk, ddf::HeaderType type) {
+  for (UINT32 i = 0; i < ddf::sectionCount; i++) {
+    ddf::Extent extent = ddf::extentOf(disk.copy, type, static_cast<ddf::Section>(i));
     EFI_STATUS status = put(work->writer, disk.disk, extent.lba, extent.sectors, disk.copy.sections[i]);
     if (EFI_ERROR(status)) {
       return status;
@@ -74,25 +74,25 @@ static EFI_STATUS putSections(WORK *work, const WORK_DISK &disk, DDF_HEADER_TYPE
 
 // While the copy is open its sequence is that of the one which readers go by: Linux takes an open primary copy with a
 // sound header, unless the secondary one has the same sequence and is closed.
-static EFI_STATUS writeCopy(WORK *work, const WORK_DISK &disk, DDF_HEADER_TYPE type, UINT32 sequence) {
-  EFI_STATUS status = putHeader(work, disk, type, DDF_OPEN, disk.held);
+static EFI_STATUS writeCopy(WORK *work, const WORK_DISK &disk, ddf::HeaderType type, UINT32 sequence) {
+  EFI_STATUS status = putHeader(work, disk, type, ddf::openFlagOpen, disk.held);
   if (!EFI_ERROR(status)) {
     status = putSections(work, disk, type);
   }
   if (!EFI_ERROR(status)) {
-    status = putHeader(work, disk, type, DDF_CLOSED, sequence);
+    status = putHeader(work, disk, type, ddf::openFlagClosed, sequence);
   }
   return status;
 }
 
 EFI_STATUS writeDisk(WORK *work, WORK_DISK *disk, UINT32 sequence) {
-  DDF_HEADER_TYPE second = disk->first == DDF_SECONDARY ? DDF_PRIMARY : DDF_SECONDARY;
+  ddf::HeaderType second = disk->first == ddf::headerSecondary ? ddf::headerPrimary : ddf::headerSecondary;
   EFI_STATUS status = writeCopy(work, *disk, disk->first, sequence);
   if (!EFI_ERROR(status)) {
     status = writeCopy(work, *disk, second, sequence);
   }
   disk->held = sequence;
-  disk->first = DDF_SECONDARY;
+  disk->first = ddf::headerSecondary;
   return status;
 }
 
@@ -100,8 +100,8 @@ EFI_STATUS writeDisk(WORK *work, WORK_DISK *disk, UINT32 sequence) {
 static EFI_STATUS raiseDisk(WORK *work, WORK_DISK *disk, UINT32 sequence) {
   EFI_STATUS status = EFI_SUCCESS;
   if (disk->held != sequence) {
-    status = putHeader(work, *disk, DDF_SECONDARY, DDF_CLOSED, sequence);
-    status = EFI_ERROR(status) ? status : putHeader(work, *disk, DDF_PRIMARY, DDF_CLOSED, sequence);
+    status = putHeader(work, *disk, ddf::headerSecondary, ddf::openFlagClosed, sequence);
+    status = EFI_ERROR(status) ? status : putHeader(work, *disk, ddf::headerPrimary, ddf::openFlagClosed, sequence);
   }
   disk->held = sequence;
   return status;
@@ -114,7 +114,7 @@ static EFI_STATUS written(WORK *work, WORK_DISK *disk, EFI_STATUS status) {
   }
   disk->gone = true;
   work->places[disk->disk] = EVICTED;
-  work->writer->trouble = {DDF_NONE, nullptr};
+  work->writer->trouble = {ddf::noIndex, nullptr};
   return EFI_SUCCESS;
 }
 
@@ -132,7 +132,7 @@ EFI_STATUS catchUp(WORK *work) {
   for (UINT32 i = 0; i < work->members && !EFI_ERROR(status); i++) {
     WORK_DISK *disk = &work->disks[i];
     if (disk->behind && !disk->gone) {
-      ddfSeal(&disk->copy);
+      ddf::seal(&disk->copy);
       status = writeMember(work, disk, disk->held);
     }
   }
@@ -153,22 +153,22 @@ void shareLists(WORK *work) {
     if (i == work->lead) {
       continue;
     }
-    for (DDF_SECTION section : DDF_SHARED_SECTIONS) {
+    for (ddf::Section section : ddf::sharedSections) {
       copyBytes(work->disks[i].copy.sections[section], lead(work).sections[section],
-                UINTN{lead(work).header.sections[section].length} * DDF_SECTOR);
+                UINTN{lead(work).header.sections[section].length} * ddf::sectorSize);
     }
   }
 }
 
 EFI_STATUS writeStep(WORK *work) {
-  tidyList(&lead(work), DDF_PD_RECORDS);
-  tidyList(&lead(work), DDF_VD_RECORDS);
+  tidyList(&lead(work), ddf::sectionPds);
+  tidyList(&lead(work), ddf::sectionVds);
   shareLists(work);
   work->sequence++;
   EFI_STATUS status = EFI_SUCCESS;
   for (UINT32 i = 0; i < work->count && !EFI_ERROR(status); i++) {
     if (!work->disks[i].leaves && !work->disks[i].gone) {
-      ddfSeal(&work->disks[i].copy);
+      ddf::seal(&work->disks[i].copy);
       status = writeMember(work, &work->disks[i], work->sequence);
     }
   }
@@ -177,7 +177,7 @@ EFI_STATUS writeStep(WORK *work) {
 
 void putFirst(WORK *work, UINT32 place) {
   WORK_DISK *disks = work->disks;
-  for (DDF_SECTION section : DDF_SHARED_SECTIONS) {
+  for (ddf::Section section : ddf::sharedSections) {
     UINT8 *bytes = disks[place].copy.sections[section];
     disks[place].copy.sections[section] = lead(work).sections[section];
     lead(work).sections[section] = bytes;

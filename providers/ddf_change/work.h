@@ -6,14 +6,14 @@
 
 struct WORK_DISK {
   UINT32 disk; // of the model
-  DDF_COPY copy;
+  ddf::Copy copy;
   UINT32 held;           // sequence of the copy that readers go by
-  DDF_HEADER_TYPE first; // the copy to write first: the one that readers do not go by
+  ddf::HeaderType first; // the copy to write first: the one that readers do not go by
   bool behind;           // lacks a part of what its set has written already
   bool lost;             // by the set's list; written as far as it can be, so that Linux finds one list everywhere
   bool leaves;           // is not written any more, and loses its anchor at the end
   bool gone;             // has no anchor any more
-  DDF_FREE_MARK mark;    // of one that joins and has none
+  ddf::FreeMark mark;    // of one that joins and has none
 };
 
 constexpr UINT32 EVICTED = 0xFFFFFFFE; // is not among them, and has lost its anchor
@@ -25,20 +25,20 @@ constexpr UINT32 EVICTED = 0xFFFFFFFE; // is not among them, and has lost its an
 // failed disk among the first ones.
 struct WORK {
   DDF_WRITER *writer;
-  const DDF_SET *set; // null: a new one
-  WORK_DISK *disks;   // pool, with room for those that join
+  const ddf::Set *set; // null: a new one
+  WORK_DISK *disks;    // pool, with room for those that join
   UINT32 count;
   UINT32 members;  // the first ones; those behind join
   UINT32 lead;     // the first one that is not lost
-  UINT32 *places;  // pool: of each of the model's disks among these, DDF_NONE, or EVICTED
+  UINT32 *places;  // pool: of each of the model's disks among these, noIndex, or EVICTED
   UINT32 sequence; // of the set
   bool edited;     // the lists are not as they are on the disks
 };
 
 // --- The way through a change: open, join, write; close in any case ---
 
-// Checks that a set may be changed and makes the current copies of its disks, all in memory. DDF_NONE: of a new set.
-// room: how many disks may join. without: a pd that is not to be written any more, or DDF_NONE.
+// Checks that a set may be changed and makes the current copies of its disks, all in memory. noIndex: of a new set.
+// room: how many disks may join. without: a pd that is not to be written any more, or noIndex.
 EFI_STATUS openWork(DDF_WRITER *writer, UINT32 set, UINT32 room, UINT32 without, WORK *work);
 
 // Starts a change of a set that exists; foreign ones are refused unless they are welcome.
@@ -60,11 +60,11 @@ EFI_STATUS writeStep(WORK *work);
 // the mark of a free disk, if it can be made.
 EFI_STATUS zeroAnchor(DDF_WRITER *writer, UINT32 disk);
 EFI_STATUS freeDisk(DDF_WRITER *writer, UINT32 disk);
-EFI_STATUS writeFreeMark(DDF_WRITER *writer, UINT32 disk, const DDF_FREE_MARK &mark);
+EFI_STATUS writeFreeMark(DDF_WRITER *writer, UINT32 disk, const ddf::FreeMark &mark);
 
 // Takes the anchors from disks that are marked as failed and hold a record of a virtual disk that is to be deleted, or
 // from all of these with null: they may not be written otherwise, and a record without an entry confuses Linux.
-EFI_STATUS evictLost(WORK *work, const DDF_GUID *virtualDisk);
+EFI_STATUS evictLost(WORK *work, const ddf::Guid *virtualDisk);
 
 // The same for one of the set's pds.
 EFI_STATUS evictOne(WORK *work, UINT32 pd);
@@ -86,26 +86,26 @@ EFI_STATUS refuse(DDF_WRITER *writer, EFI_STATUS status, UINT32 disk, const CHAR
 EFI_STATUS checkFresh(DDF_WRITER *writer, UINT32 disk);
 
 // Whether a disk belongs to no set, if it can be used at all: what checkFresh decides about.
-bool isOutside(const DDF_MODEL &model, UINT32 disk);
+bool isOutside(const ddf::Model &model, UINT32 disk);
 
-bool isMarkedLost(const DDF_PD &pd); // failed or missing, by the set's list
+bool isMarkedLost(const ddf::Pd &pd); // failed or missing, by the set's list
 
 // --- Inside copies ---
 
-inline DDF_COPY &lead(WORK *work) {
+inline ddf::Copy &lead(WORK *work) {
   return work->disks[work->lead].copy;
 }
 
 // Moves the used entries of a list to its front and counts them. The count of disks never gets less: for Linux it is
 // the length of the list.
-void tidyList(DDF_COPY *copy, DDF_SECTION list);
+void tidyList(ddf::Copy *copy, ddf::Section list);
 
-DDF_VD_ENTRY *findVirtualDiskEntry(const DDF_COPY &copy, const DDF_GUID &guid);
-DDF_RECORD *findRecord(const DDF_COPY &copy, const DDF_GUID &guid); // also among the records of a failed disk
-DDF_SPARE_RECORD *findSpareRecord(const DDF_COPY &copy);
-inline void freeSlot(const DDF_COPY &copy, void *slot) {
-  __builtin_memset(slot, 0xFF, UINTN{copy.header.recordLength} * DDF_SECTOR);
+ddf::VdEntry *findVirtualDiskEntry(const ddf::Copy &copy, const ddf::Guid &guid);
+ddf::Record *findRecord(const ddf::Copy &copy, const ddf::Guid &guid); // also among the records of a failed disk
+ddf::SpareRecord *findSpareRecord(const ddf::Copy &copy);
+inline void freeSlot(const ddf::Copy &copy, void *slot) {
+  __builtin_memset(slot, 0xFF, UINTN{copy.header.recordLength} * ddf::sectorSize);
 }
 
 // A GUID of this controller that is none of the set's virtual disks.
-DDF_GUID newGuid(const DDF_WRITER &writer);
+ddf::Guid newGuid(const DDF_WRITER &writer);

@@ -41,22 +41,22 @@ static UINT64 placeInSix(const Map &map, UINT64 strip, Place *place) {
 
 Place placeOf(const Map &map, UINT64 block, UINT32 copy) {
   Place place = {copy, none, none, block, map.blocks - block};
-  if (map.level == DDF_LEVEL_1 || map.memberCount == 1) {
+  if (map.level == ddf::VirtualDiskLevel::raid1 || map.memberCount == 1) {
     return place;
   }
   UINT64 strip = block / map.stripBlocks;
   UINT64 offset = block % map.stripBlocks;
   UINT64 row = 0;
   switch (map.level) {
-  case DDF_LEVEL_4:
+  case ddf::VirtualDiskLevel::raid4:
     row = strip / (map.memberCount - 1);
     place.member = static_cast<UINT32>(strip % (map.memberCount - 1));
     place.p = map.memberCount - 1;
     break;
-  case DDF_LEVEL_5:
+  case ddf::VirtualDiskLevel::raid5:
     row = placeInFive(map, strip, &place);
     break;
-  case DDF_LEVEL_6:
+  case ddf::VirtualDiskLevel::raid6:
     row = placeInSix(map, strip, &place);
     break;
   default: // 0, of one copy, and 10

@@ -65,9 +65,9 @@ static UINT32 sumUp(const Map &map, const Access &access, const Place &place, co
     if (EFI_ERROR(readMember(map, access, i, place.at, count, to))) {
       lost = i;
     } else if (isFirst) {
-      scale(sum, count * DDF_SECTOR, factor);
+      scale(sum, count * ddf::sectorSize, factor);
     } else {
-      addScaled(sum, scratch, count * DDF_SECTOR, factor);
+      addScaled(sum, scratch, count * ddf::sectorSize, factor);
     }
     isFirst = false;
   }
@@ -91,7 +91,7 @@ static EFI_STATUS restore(const Map &map, const Access &access, Place place, UIN
   while (count > 0 && !EFI_ERROR(status)) {
     UINTN part = count < access.scratchBlocks ? count : access.scratchBlocks;
     status = restorePart(map, access, place, part, buffer);
-    buffer += part * DDF_SECTOR;
+    buffer += part * ddf::sectorSize;
     place.at += part;
     count -= part;
   }
@@ -120,7 +120,7 @@ static EFI_STATUS readByPages(const Map &map, const Access &access, UINT64 block
     UINTN part = count < rest ? count : rest;
     status = readPiece(map, access, block, part, buffer);
     block += part;
-    buffer += part * DDF_SECTOR;
+    buffer += part * ddf::sectorSize;
     count -= part;
   }
   return status;
@@ -137,7 +137,7 @@ EFI_STATUS read(const Map &map, const Access &access, UINT64 block, UINTN count,
       status = readByPages(map, access, block, part, to);
     }
     block += part;
-    to += part * DDF_SECTOR;
+    to += part * ddf::sectorSize;
     count -= part;
   }
   return status;

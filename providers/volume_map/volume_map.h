@@ -12,13 +12,13 @@ constexpr UINT32 mostMembers = 64; // of a volume that is read
 
 struct Member {
   UINT64 start;  // block of the disk with which its part begins
-  UINT32 disk;   // of the model, DDF_NONE: not there
+  UINT32 disk;   // of the model, noIndex: not there
   bool readable; // what is on it is the volume's
 };
 
 // How a volume lies on its members; all that reading takes.
 struct Map {
-  DDF_VIRTUAL_DISK_LEVEL level;
+  ddf::VirtualDiskLevel level;
   UINT8 qualifier;
   bool parityHolds; // redundancy was built, and nothing happened to it
   UINT32 copies;    // of level 1 and 10
@@ -41,7 +41,7 @@ struct Judgement {
 };
 
 // Judges a volume of the model's set, and fills the map, which counts for degraded and ready ones.
-Judgement judge(const DDF_MODEL &model, const DDF_SET &set, const DDF_VIRTUAL_DISK &volume, Map *map);
+Judgement judge(const ddf::Model &model, const ddf::Set &set, const ddf::VirtualDisk &volume, Map *map);
 
 // Whether the members that are readable are enough.
 bool isReadable(const Map &map);

@@ -47,17 +47,17 @@ static EFI_STATUS EFIAPI supported(EFI_DRIVER_BINDING_PROTOCOL *, EFI_HANDLE con
   EFI_BLOCK_IO_PROTOCOL *blockIo = static_cast<EFI_BLOCK_IO_PROTOCOL *>(found);
   const EFI_BLOCK_IO_MEDIA *media = blockIo->Media;
   if (media == nullptr || !media->MediaPresent || media->LogicalPartition || media->RemovableMedia ||
-      media->BlockSize != DDF_SECTOR || media->LastBlock < DDF_RESERVE || isOwnVolume(blockIo)) {
+      media->BlockSize != ddf::sectorSize || media->LastBlock < ddf::reserveSectors || isOwnVolume(blockIo)) {
     return EFI_UNSUPPORTED;
   }
   if (isHeldAlone(controller)) {
     return EFI_ACCESS_DENIED;
   }
-  DDF_HEADER anchor;
+  ddf::Header anchor;
   EFI_TPL before = g_bootServices->RaiseTPL(EFI_TPL_CALLBACK);
   EFI_STATUS status = readBlocks(blockIo, media->LastBlock, 1, &anchor);
   g_bootServices->RestoreTPL(before);
-  return !EFI_ERROR(status) && anchor.signature == DDF_HEADER_SIGNATURE ? EFI_SUCCESS : EFI_UNSUPPORTED;
+  return !EFI_ERROR(status) && anchor.signature == ddf::headerSignature ? EFI_SUCCESS : EFI_UNSUPPORTED;
 }
 
 // A recursive connect goes on into the volumes that a disk makes complete.

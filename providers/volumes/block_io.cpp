@@ -22,10 +22,10 @@ static EFI_STATUS checkRequest(const EFI_BLOCK_IO_MEDIA &media, UINT32 id, UINT6
   if (buffer == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  if (size % DDF_SECTOR != 0) {
+  if (size % ddf::sectorSize != 0) {
     return EFI_BAD_BUFFER_SIZE;
   }
-  bool isInside = lba <= media.LastBlock && size / DDF_SECTOR - 1 <= media.LastBlock - lba;
+  bool isInside = lba <= media.LastBlock && size / ddf::sectorSize - 1 <= media.LastBlock - lba;
   return isInside ? EFI_SUCCESS : EFI_INVALID_PARAMETER;
 }
 
@@ -38,7 +38,7 @@ static EFI_STATUS EFIAPI readVolume(EFI_BLOCK_IO_PROTOCOL *self, UINT32 id, UINT
   }
   volume_map::Access access = {readMember, volume, g_state.pages, halfBlocks};
   EFI_TPL before = g_bootServices->RaiseTPL(EFI_TPL_CALLBACK);
-  status = volume_map::read(volume->map, access, lba, size / DDF_SECTOR, buffer);
+  status = volume_map::read(volume->map, access, lba, size / ddf::sectorSize, buffer);
   g_bootServices->RestoreTPL(before);
   return status;
 }
@@ -61,7 +61,7 @@ void makeBlockIo(Volume *volume) {
   volume->media.MediaId = mediaId;
   volume->media.MediaPresent = 1;
   volume->media.ReadOnly = 1;
-  volume->media.BlockSize = DDF_SECTOR;
+  volume->media.BlockSize = ddf::sectorSize;
   volume->media.LastBlock = volume->map.blocks - 1;
   volume->blockIo = {blockIoRevision, &volume->media, resetVolume, readVolume, writeVolume, flushVolume};
 }

@@ -56,16 +56,16 @@ EFI_STATUS readBlocks(EFI_BLOCK_IO_PROTOCOL *blockIo, UINT64 block, UINTN count,
   const EFI_BLOCK_IO_MEDIA &media = *blockIo->Media;
   UINT8 *to = static_cast<UINT8 *>(buffer);
   if (media.IoAlign <= 1 || reinterpret_cast<UINTN>(to) % media.IoAlign == 0) {
-    return blockIo->ReadBlocks(blockIo, media.MediaId, block, count * DDF_SECTOR, to);
+    return blockIo->ReadBlocks(blockIo, media.MediaId, block, count * ddf::sectorSize, to);
   }
-  UINT8 *aligned = g_state.pages + UINTN{halfBlocks} * DDF_SECTOR;
+  UINT8 *aligned = g_state.pages + UINTN{halfBlocks} * ddf::sectorSize;
   EFI_STATUS status = EFI_SUCCESS;
   while (count > 0 && !EFI_ERROR(status)) {
     UINTN part = count < halfBlocks ? count : halfBlocks;
-    status = blockIo->ReadBlocks(blockIo, media.MediaId, block, part * DDF_SECTOR, aligned);
-    copyBytes(to, aligned, EFI_ERROR(status) ? 0 : part * DDF_SECTOR);
+    status = blockIo->ReadBlocks(blockIo, media.MediaId, block, part * ddf::sectorSize, aligned);
+    copyBytes(to, aligned, EFI_ERROR(status) ? 0 : part * ddf::sectorSize);
     block += part;
-    to += part * DDF_SECTOR;
+    to += part * ddf::sectorSize;
     count -= part;
   }
   return status;

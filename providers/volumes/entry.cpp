@@ -15,9 +15,9 @@ static const EFI_GUID g_readyToBootGuid = EFI_EVENT_GROUP_READY_TO_BOOT;
 
 // --- The protocol ---
 
-static const DDF_GUID &idOf(const UINT8 *id) {
-  static_assert(sizeof(DDF_GUID) == RAID_VOLUME_ID_SIZE);
-  return *reinterpret_cast<const DDF_GUID *>(id);
+static const ddf::Guid &idOf(const UINT8 *id) {
+  static_assert(sizeof(ddf::Guid) == RAID_VOLUME_ID_SIZE);
+  return *reinterpret_cast<const ddf::Guid *>(id);
 }
 
 static EFI_STATUS EFIAPI hideVolume(RAID_VOLUMES_PROTOCOL *, const UINT8 *id) {

@@ -9,35 +9,35 @@ namespace volumes {
 
 // --- One volume ---
 
-static const CHAR8 *levelName(DDF_VIRTUAL_DISK_LEVEL level) {
+static const CHAR8 *levelName(ddf::VirtualDiskLevel level) {
   switch (level) {
-  case DDF_LEVEL_0:
+  case ddf::VirtualDiskLevel::raid0:
     return " (RAID 0)";
-  case DDF_LEVEL_1:
+  case ddf::VirtualDiskLevel::raid1:
     return " (RAID 1)";
-  case DDF_LEVEL_4:
+  case ddf::VirtualDiskLevel::raid4:
     return " (RAID 4)";
-  case DDF_LEVEL_5:
+  case ddf::VirtualDiskLevel::raid5:
     return " (RAID 5)";
-  case DDF_LEVEL_6:
+  case ddf::VirtualDiskLevel::raid6:
     return " (RAID 6)";
-  case DDF_LEVEL_10:
+  case ddf::VirtualDiskLevel::raid10:
     return " (RAID 10)";
-  case DDF_LEVEL_LINEAR:
-  case DDF_LEVEL_UNKNOWN:
+  case ddf::VirtualDiskLevel::linear:
+  case ddf::VirtualDiskLevel::unknown:
     break;
   }
   return "";
 }
 
-static void makeName(const DDF_VIRTUAL_DISK &found, Volume *volume) {
+static void makeName(const ddf::VirtualDisk &found, Volume *volume) {
   const CHAR8 *name = found.name[0] != 0 ? found.name : "Volume";
   UINTN length = textWiden(volume->name, name, sizeof(found.name));
   textWiden(volume->name + length, levelName(found.level), sizeof(" (RAID 10)"));
 }
 
 // The volume of the list, or a new one; null without memory.
-static Volume *knownVolume(const DDF_GUID &id) {
+static Volume *knownVolume(const ddf::Guid &id) {
   Volume *volume = findVolume(id);
   if (volume == nullptr) {
     volume = poolNew<Volume>();
@@ -78,7 +78,7 @@ static void showOrRenew(Volume *volume, const volume_map::Map &map, Disk *const 
 }
 
 // False without memory.
-static bool treat(const DDF_MODEL &model, const DDF_SET &set, const DDF_VIRTUAL_DISK &found, Disk *const *disks,
+static bool treat(const ddf::Model &model, const ddf::Set &set, const ddf::VirtualDisk &found, Disk *const *disks,
                   Patience patience) {
   Volume *volume = knownVolume(found.entry->guid);
   if (volume == nullptr) {
@@ -108,31 +108,31 @@ static bool treat(const DDF_MODEL &model, const DDF_SET &set, const DDF_VIRTUAL_
 
 // --- All of them ---
 
-static void noteSets(const DDF_MODEL &model, Disk *const *disks) {
+static void noteSets(const ddf::Model &model, Disk *const *disks) {
   for (UINT32 i = 0; i < model.diskCount; ++i) {
-    const DDF_DISK &found = model.disks[i];
+    const ddf::Disk &found = model.disks[i];
     Disk *disk = disks[i];
     disk->expected = disk->sequence = 0;
     __builtin_memset(disk->set.bytes, 0xFF, sizeof(disk->set.bytes));
-    if (found.set == DDF_NONE) {
+    if (found.set == ddf::noIndex) {
       continue;
     }
-    const DDF_SET &set = model.sets[found.set];
+    const ddf::Set &set = model.sets[found.set];
     disk->set = set.guid;
     disk->sequence = set.sequence;
     for (UINT32 pd = 0; pd < set.pdCount; ++pd) {
       UINT32 state = set.pds[pd].entry->state;
-      bool isAway = (state & DDF_PD_ONLINE) == 0 || (state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0;
+      bool isAway = (state & ddf::pdOnline) == 0 || (state & (ddf::pdFailed | ddf::pdMissing)) != 0;
       disk->expected += isAway ? 0 : 1;
     }
   }
 }
 
 // Volumes that no disk lists any more. One that is in use stays until the next look.
-static void forgetUnseen(const DDF_GUID *set) {
+static void forgetUnseen(const ddf::Guid *set) {
   for (Volume **at = &g_state.list; *at != nullptr;) {
     Volume *volume = *at;
-    bool isConcerned = set == nullptr || ddfSameGuid(volume->set, *set);
+    bool isConcerned = set == nullptr || ddf::sameGuid(volume->set, *set);
     if (isConcerned && !volume->isSeen && !EFI_ERROR(hide(volume))) {
       *at = volume->next;
       poolFree(volume);
@@ -142,13 +142,13 @@ static void forgetUnseen(const DDF_GUID *set) {
   }
 }
 
-static EFI_STATUS treatModel(const DDF_MODEL &model, Disk *const *disks, const DDF_GUID *only, Patience patience) {
+static EFI_STATUS treatModel(const ddf::Model &model, Disk *const *disks, const ddf::Guid *only, Patience patience) {
   for (Volume *volume = g_state.list; volume != nullptr; volume = volume->next) {
     volume->isSeen = false;
   }
   noteSets(model, disks);
   for (UINT32 i = 0; i < model.setCount; ++i) {
-    const DDF_SET &set = model.sets[i];
+    const ddf::Set &set = model.sets[i];
     for (UINT32 j = 0; j < set.virtualDiskCount; ++j) {
       if (!treat(model, set, set.virtualDisks[j], disks, patience)) {
         return EFI_OUT_OF_RESOURCES;
@@ -166,34 +166,34 @@ static EFI_STATUS readSource(void *context, UINT64 block, UINTN count, void *buf
   return status;
 }
 
-static DDF_SOURCE sourceOf(Disk *disk) {
+static ddf::Source sourceOf(Disk *disk) {
   return {readSource, disk, disk->blockIo->Media->LastBlock + 1};
 }
 
-EFI_STATUS look(const DDF_GUID *set, Patience patience) {
+EFI_STATUS look(const ddf::Guid *set, Patience patience) {
   UINTN count = 0;
   for (Disk *disk = g_state.disks; disk != nullptr; disk = disk->next) {
     ++count;
   }
-  DDF_SOURCE *sources = poolNew<DDF_SOURCE>(count + 1);
+  ddf::Source *sources = poolNew<ddf::Source>(count + 1);
   Disk **disks = poolNew<Disk *>(count + 1);
-  DDF_MODEL *model = nullptr;
+  ddf::Model *model = nullptr;
   EFI_STATUS status = EFI_OUT_OF_RESOURCES;
   if (sources != nullptr && disks != nullptr) {
     UINT32 used = 0;
     for (Disk *disk = g_state.disks; disk != nullptr; disk = disk->next) {
-      if (set == nullptr || ddfSameGuid(disk->set, *set)) {
+      if (set == nullptr || ddf::sameGuid(disk->set, *set)) {
         sources[used] = sourceOf(disk);
         disks[used++] = disk;
       }
     }
-    status = ddfRead(sources, used, &DDF_OUR_CONTROLLER, &model);
+    status = ddf::readModel(sources, used, &ddf::ourController, &model);
   }
   if (!EFI_ERROR(status)) {
     g_state.isLookDue = g_state.isLookDue && set != nullptr;
     status = treatModel(*model, disks, set, patience);
   }
-  ddfFree(model);
+  ddf::freeModel(model);
   poolFree(sources);
   poolFree(disks);
   return status;
@@ -202,10 +202,10 @@ EFI_STATUS look(const DDF_GUID *set, Patience patience) {
 // --- A disk that came ---
 
 // By the newest list of the set, which of those that are here wait for another.
-static bool isComplete(const DDF_GUID &set) {
+static bool isComplete(const ddf::Guid &set) {
   UINT32 here = 0, expected = 0, newest = 0;
   for (const Disk *disk = g_state.disks; disk != nullptr; disk = disk->next) {
-    if (ddfSameGuid(disk->set, set)) {
+    if (ddf::sameGuid(disk->set, set)) {
       ++here;
       expected = disk->sequence >= newest ? disk->expected : expected;
       newest = disk->sequence >= newest ? disk->sequence : newest;
@@ -218,16 +218,16 @@ void meet(Disk *disk) {
   if (g_state.isEntering) {
     return;
   }
-  DDF_SOURCE source = sourceOf(disk);
-  DDF_MODEL *model = nullptr;
-  if (EFI_ERROR(ddfRead(&source, 1, &DDF_OUR_CONTROLLER, &model))) {
+  ddf::Source source = sourceOf(disk);
+  ddf::Model *model = nullptr;
+  if (EFI_ERROR(ddf::readModel(&source, 1, &ddf::ourController, &model))) {
     return;
   }
   noteSets(*model, &disk);
-  bool isMember = model->disks[0].set != DDF_NONE;
-  ddfFree(model);
+  bool isMember = model->disks[0].set != ddf::noIndex;
+  ddf::freeModel(model);
   if (isMember && isComplete(disk->set)) {
-    DDF_GUID set = disk->set; // the look may note another one
+    ddf::Guid set = disk->set; // the look may note another one
     EFI_STATUS status = look(&set, Patience::wait);
     static_cast<void>(status); // without memory the disks are looked at when firmware boots
   }

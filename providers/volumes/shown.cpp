@@ -10,9 +10,9 @@ namespace volumes {
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 
-Volume *findVolume(const DDF_GUID &id) {
+Volume *findVolume(const ddf::Guid &id) {
   for (Volume *volume = g_state.list; volume != nullptr; volume = volume->next) {
-    if (ddfSameGuid(volume->id, id)) {
+    if (ddf::sameGuid(volume->id, id)) {
       return volume;
     }
   }

@@ -13,7 +13,7 @@ struct Disk {
   Disk *next;
   EFI_HANDLE handle;
   EFI_BLOCK_IO_PROTOCOL *blockIo;
-  DDF_GUID set;    // that it says it is of; all FF: of none
+  ddf::Guid set;   // that it says it is of; all FF: of none
   UINT32 sequence; // of its metadata
   UINT32 expected; // disks of the set that are there by its list
 };
@@ -21,7 +21,7 @@ struct Disk {
 struct VolumePath {
   EFI_DEVICE_PATH_PROTOCOL header;
   EFI_GUID vendor;
-  DDF_GUID volume;
+  ddf::Guid volume;
   EFI_DEVICE_PATH_PROTOCOL end;
 };
 static_assert(sizeof(VolumePath) == 48);
@@ -31,7 +31,7 @@ struct Volume {
   Volume *next;
   EFI_BLOCK_IO_MEDIA media;
   VolumePath path;
-  DDF_GUID id, set;
+  ddf::Guid id, set;
   EFI_HANDLE handle; // null: not shown
   const CHAR8 *why;  // it is not shown
   bool isConnected;  // drivers were asked once whether they want it
@@ -53,7 +53,7 @@ extern State g_state;
 
 // Half of the pages each.
 constexpr UINTN pageCount = 32;
-constexpr UINT32 halfBlocks = pageCount / 2 * EFI_PAGE_SIZE / DDF_SECTOR;
+constexpr UINT32 halfBlocks = pageCount / 2 * EFI_PAGE_SIZE / ddf::sectorSize;
 
 // --- Disks ---
 
@@ -67,7 +67,7 @@ EFI_STATUS readBlocks(EFI_BLOCK_IO_PROTOCOL *blockIo, UINT64 block, UINTN count,
 
 // --- Volumes ---
 
-Volume *findVolume(const DDF_GUID &id);
+Volume *findVolume(const ddf::Guid &id);
 // The volume on a handle, or null.
 Volume *volumeOn(EFI_HANDLE handle);
 // Makes a block device of a volume whose map and members are filled in. The firmware's status.
@@ -88,7 +88,7 @@ enum class Patience { wait, show };
 
 // Reads the metadata of all disks, or of those that say they are of a set, and shows, renews and hides what there is.
 // EFI_OUT_OF_RESOURCES leaves everything as it is.
-EFI_STATUS look(const DDF_GUID *set, Patience patience);
+EFI_STATUS look(const ddf::Guid *set, Patience patience);
 // Looks at what a disk that was taken has brought, once all disks of its set are there.
 void meet(Disk *disk);
 

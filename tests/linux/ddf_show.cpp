@@ -15,24 +15,25 @@
 #include "tests/providers/ddf/disks.h"
 
 static EFI_STATUS readImage(void *context, UINT64 lba, UINTN count, void *buffer) {
-  ssize_t size = static_cast<ssize_t>(count * DDF_SECTOR);
-  ssize_t got = pread(*static_cast<int *>(context), buffer, count * DDF_SECTOR, static_cast<off_t>(lba * DDF_SECTOR));
+  ssize_t size = static_cast<ssize_t>(count * ddf::sectorSize);
+  ssize_t got =
+      pread(*static_cast<int *>(context), buffer, count * ddf::sectorSize, static_cast<off_t>(lba * ddf::sectorSize));
   return got == size ? EFI_SUCCESS : EFI_DEVICE_ERROR;
 }
 
-static bool show(const std::vector<DDF_SOURCE> &sources) {
-  DDF_MODEL *model = nullptr;
-  if (ddfRead(sources.data(), static_cast<UINT32>(sources.size()), /* ours= */ nullptr, &model) != EFI_SUCCESS) {
+static bool show(const std::vector<ddf::Source> &sources) {
+  ddf::Model *model = nullptr;
+  if (ddf::readModel(sources.data(), static_cast<UINT32>(sources.size()), /* ours= */ nullptr, &model) != EFI_SUCCESS) {
     return false;
   }
   std::fputs(describe(*model).c_str(), stdout);
-  ddfFree(model);
+  ddf::freeModel(model);
   return true;
 }
 
 static bool showImages(char **paths, int count) {
   std::vector<int> files(static_cast<size_t>(count));
-  std::vector<DDF_SOURCE> sources;
+  std::vector<ddf::Source> sources;
   for (size_t i = 0; i < files.size(); ++i) {
     struct stat about;
     files[i] = open(paths[i], O_RDONLY | O_CLOEXEC);
@@ -40,14 +41,14 @@ static bool showImages(char **paths, int count) {
       std::perror(paths[i]);
       return false;
     }
-    sources.push_back({readImage, &files[i], static_cast<UINT64>(about.st_size) / DDF_SECTOR});
+    sources.push_back({readImage, &files[i], static_cast<UINT64>(about.st_size) / ddf::sectorSize});
   }
   return show(sources);
 }
 
 static bool showPacked(const char *path) {
   DISKS disks = loadDisks(path);
-  std::vector<DDF_SOURCE> sources;
+  std::vector<ddf::Source> sources;
   for (SPARSE_DISK &disk : disks) {
     sources.push_back(disk.source());
   }

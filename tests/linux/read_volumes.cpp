@@ -18,31 +18,32 @@ using BYTES = std::vector<char>;
 static EFI_STATUS readImage(void *context, UINT64 lba, UINTN count, void *buffer) {
   auto &file = *static_cast<std::ifstream *>(context);
   file.clear();
-  file.seekg(static_cast<std::streamoff>(lba * DDF_SECTOR));
-  return file.read(static_cast<char *>(buffer), static_cast<std::streamsize>(count * DDF_SECTOR)) ? EFI_SUCCESS
-                                                                                                  : EFI_DEVICE_ERROR;
+  file.seekg(static_cast<std::streamoff>(lba * ddf::sectorSize));
+  return file.read(static_cast<char *>(buffer), static_cast<std::streamsize>(count * ddf::sectorSize))
+             ? EFI_SUCCESS
+             : EFI_DEVICE_ERROR;
 }
 
 struct READER {
-  const DDF_MODEL *model;
+  const ddf::Model *model;
   const volume_map::Map *map;
 };
 
 static EFI_STATUS readMember(void *context, UINT32 member, UINT64 block, UINTN count, void *buffer) {
   auto &reader = *static_cast<READER *>(context);
-  const DDF_SOURCE &source = reader.model->disks[reader.map->members[member].disk].source;
+  const ddf::Source &source = reader.model->disks[reader.map->members[member].disk].source;
   return source.read(source.context, block, count, buffer);
 }
 
 // Empty when it is refused.
-static BYTES readVolume(const DDF_MODEL &model, const DDF_SET &set, const DDF_VIRTUAL_DISK &volume) {
+static BYTES readVolume(const ddf::Model &model, const ddf::Set &set, const ddf::VirtualDisk &volume) {
   volume_map::Map map = {};
   volume_map::Judgement judgement = volume_map::judge(model, set, volume, &map);
   if (judgement.why != nullptr) {
     return {};
   }
   READER reader = {&model, &map};
-  BYTES scratch(size_t{128} * DDF_SECTOR), bytes(map.blocks * DDF_SECTOR);
+  BYTES scratch(size_t{128} * ddf::sectorSize), bytes(map.blocks * ddf::sectorSize);
   volume_map::Access access = {readMember, &reader, scratch.data(), 128};
   EFI_STATUS status = volume_map::read(map, access, 0, map.blocks, bytes.data());
   return EFI_ERROR(status) ? BYTES{} : bytes;
@@ -54,14 +55,14 @@ struct COUNTS {
 };
 
 // Whether the members allow it is asked of the model, which has rules of its own.
-static void compare(const DDF_MODEL &model, std::map<std::string, COUNTS> &volumes) {
+static void compare(const ddf::Model &model, std::map<std::string, COUNTS> &volumes) {
   for (UINT32 i = 0; i < model.setCount; ++i) {
-    const DDF_SET &set = model.sets[i];
+    const ddf::Set &set = model.sets[i];
     for (UINT32 j = 0; j < set.virtualDiskCount; ++j) {
-      const DDF_VIRTUAL_DISK &volume = set.virtualDisks[j];
+      const ddf::VirtualDisk &volume = set.virtualDisks[j];
       COUNTS &counts = volumes[volume.name];
       BYTES bytes = readVolume(model, set, volume);
-      bool allowed = ddfStateOfMembers(volume) != DDF_VD_FAILED;
+      bool allowed = ddf::stateOfMembers(volume) != ddf::vdFailed;
       counts.whole = counts.whole.empty() ? bytes : counts.whole;
       bool right = allowed ? !bytes.empty() && bytes == counts.whole : bytes.empty();
       ++(!right ? counts.wrong : allowed ? counts.equal : counts.refused);
@@ -73,23 +74,23 @@ int main(int count, char **arguments) {
   Firmware firmware;
   setSystemTable(firmware.systemTable());
   std::vector<std::unique_ptr<std::ifstream>> files;
-  std::vector<DDF_SOURCE> sources;
+  std::vector<ddf::Source> sources;
   for (int i = 2; i < count; ++i) {
     files.push_back(std::make_unique<std::ifstream>(arguments[i], std::ios::binary | std::ios::ate));
-    UINT64 sectors = static_cast<UINT64>(files.back()->tellg()) / DDF_SECTOR;
+    UINT64 sectors = static_cast<UINT64>(files.back()->tellg()) / ddf::sectorSize;
     sources.push_back({readImage, files.back().get(), sectors});
   }
   std::map<std::string, COUNTS> volumes;
   for (unsigned missing = 0; missing < 1U << sources.size(); ++missing) {
-    std::vector<DDF_SOURCE> there;
+    std::vector<ddf::Source> there;
     for (size_t i = 0; i < sources.size(); ++i) {
       (missing >> i & 1) == 0 ? there.push_back(sources[i]) : void();
     }
-    DDF_MODEL *model = nullptr;
+    ddf::Model *model = nullptr;
     if (std::popcount(missing) <= 3 &&
-        !EFI_ERROR(ddfRead(there.data(), static_cast<UINT32>(there.size()), &DDF_OUR_CONTROLLER, &model))) {
+        !EFI_ERROR(ddf::readModel(there.data(), static_cast<UINT32>(there.size()), &ddf::ourController, &model))) {
       compare(*model, volumes);
-      ddfFree(model);
+      ddf::freeModel(model);
     }
   }
   int wrong = 0;

@@ -88,7 +88,8 @@ DISKS disksOf(const STORY &story) {
   if (start == SMALL || start == TURNED || start == BEHIND) {
     Firmware firmware; // its pool
     setSystemTable(firmware.systemTable());
-    disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 300}, /* extraDisks= */ 0, {15, 15, 4, 16});
+    disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 300}, /* extraDisks= */ 0,
+                      {15, 15, 4, 16});
     start == TURNED ? std::swap(disks[0], disks[1]) : void();
   } else if (start != FRESH) {
     return loadDisks(goldenDir() + "/" + start + ".disks");
@@ -159,7 +160,7 @@ public:
     log_ = rig_.recorder.log;
     ASSERT_FALSE(stages_.front() == stages_.back()) << stages_.front().text();
     for (const DISK_EVENT &event : log_) {
-      ASSERT_TRUE(event.call == DISK_FLUSH || event.lba >= before_[event.disk].sectors - DDF_RESERVE);
+      ASSERT_TRUE(event.call == DISK_FLUSH || event.lba >= before_[event.disk].sectors - ddf::reserveSectors);
     }
   }
 
@@ -306,10 +307,10 @@ private:
     EXPECT_EQ(reading.text(), readAsLinux(disks).text());
     OWNED_MODEL model = readModel(disks);
     for (UINT32 i = 0; i < model->diskCount; ++i) {
-      const DDF_DISK &disk = model->disks[i];
-      bool isMember = disk.kind == DDF_DISK_MEMBER;
-      bool isFailed = isMember && (model->sets[disk.set].pds[disk.pd].entry->state & DDF_PD_FAILED) != 0;
-      EXPECT_TRUE(disk.kind == DDF_DISK_OTHER || isFailed || (isMember && !disk.lagging)) << "disk " << i;
+      const ddf::Disk &disk = model->disks[i];
+      bool isMember = disk.kind == ddf::DiskKind::member;
+      bool isFailed = isMember && (model->sets[disk.set].pds[disk.pd].entry->state & ddf::pdFailed) != 0;
+      EXPECT_TRUE(disk.kind == ddf::DiskKind::other || isFailed || (isMember && !disk.lagging)) << "disk " << i;
     }
     return reading;
   }

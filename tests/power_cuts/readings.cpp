@@ -76,33 +76,33 @@ static bool isForeign(const UINT8 *maker, UINT8 flag) {
 
 // --- Ours ---
 
-static size_t placeOf(const DDF_PD *pd) {
-  return pd == nullptr || pd->disk == DDF_NONE ? NOWHERE : pd->disk;
+static size_t placeOf(const ddf::Pd *pd) {
+  return pd == nullptr || pd->disk == ddf::noIndex ? NOWHERE : pd->disk;
 }
 
-static void addSet(READING &reading, const DDF_SET &set) {
+static void addSet(READING &reading, const ddf::Set &set) {
   set.foreign ? reading.lines.push_back("a foreign set") : void();
   reading.fault += set.sound ? "" : "a set that is not sound";
   for (UINT32 i = 0; i < set.virtualDiskCount; ++i) {
-    const DDF_VIRTUAL_DISK &virtualDisk = set.virtualDisks[i];
+    const ddf::VirtualDisk &virtualDisk = set.virtualDisks[i];
     if (virtualDisk.memberCount == 0 ||
         std::count(virtualDisk.records, virtualDisk.records + virtualDisk.spans, nullptr) != 0) {
       continue; // nothing but an entry, or a span is lost
     }
-    const DDF_RECORD &record = *virtualDisk.record;
+    const ddf::Record &record = *virtualDisk.record;
     std::string line = virtualDiskLine(
         virtualDisk.name, virtualDisk.entry->guid.bytes, virtualDisk.entry->state, virtualDisk.entry->init,
         {record.level, record.qualifier, record.strip, record.secondaryCount, record.secondaryLevel},
         record.memberBlocks);
     for (UINT32 j = 0; j < virtualDisk.memberCount; ++j) {
-      const DDF_MEMBER &member = virtualDisk.members[j];
-      const DDF_PD *pd = member.pd == DDF_NONE ? nullptr : &set.pds[member.pd];
+      const ddf::Member &member = virtualDisk.members[j];
+      const ddf::Pd *pd = member.pd == ddf::noIndex ? nullptr : &set.pds[member.pd];
       line += memberText(placeOf(pd), pd == nullptr ? 0U : UINT16{pd->entry->state}, member.start);
     }
     reading.lines.push_back(line);
   }
   for (UINT32 i = 0; i < set.pdCount; ++i) {
-    const DDF_PD_ENTRY &entry = *set.pds[i].entry;
+    const ddf::PdEntry &entry = *set.pds[i].entry;
     if (isSpecial(entry.type, entry.state)) {
       reading.lines.push_back(diskLine(placeOf(&set.pds[i]), entry.type, entry.state));
     }
@@ -110,7 +110,7 @@ static void addSet(READING &reading, const DDF_SET &set) {
 }
 
 READING readAsWe(DISKS &disks) {
-  OWNED_MODEL model = readModel(disks, &DDF_OUR_CONTROLLER);
+  OWNED_MODEL model = readModel(disks, &ddf::ourController);
   READING reading = {{}, modelFault(*model)};
   for (UINT32 i = 0; i < model->setCount; ++i) {
     addSet(reading, model->sets[i]);
@@ -158,7 +158,7 @@ UINT64 number(const UINT8 *at, size_t size) {
 
 BYTES sectorsOf(SPARSE_DISK &disk, UINT64 lba, UINT64 count) {
   BYTES bytes(count * SECTOR);
-  DDF_SOURCE source = disk.source();
+  ddf::Source source = disk.source();
   return EFI_ERROR(source.read(source.context, lba, count, bytes.data())) ? BYTES() : bytes;
 }
 

@@ -12,7 +12,7 @@ public:
   bool writable() const override { return true; }
 
   bool read(uint64_t sector, uint64_t count, void *buffer) override {
-    DDF_SOURCE source = recorder_.disks[disk_].source();
+    ddf::Source source = recorder_.disks[disk_].source();
     return !fails(DISK_READ) && !EFI_ERROR(source.read(source.context, sector, count, buffer));
   }
 
@@ -20,7 +20,7 @@ public:
     bool failing = fails(DISK_WRITE);
     for (uint64_t i = 0; i < (failing ? count / 2 : count); ++i) {
       DISK_EVENT event = {DISK_WRITE, disk_, sector + i, {}};
-      std::memcpy(event.bytes.data(), static_cast<const UINT8 *>(buffer) + i * DDF_SECTOR, DDF_SECTOR);
+      std::memcpy(event.bytes.data(), static_cast<const UINT8 *>(buffer) + i * ddf::sectorSize, ddf::sectorSize);
       if (recorder_.disks[disk_].read(event.lba) != event.bytes) {
         recorder_.disks[disk_].write(event.lba, event.bytes.data(), 1);
         recorder_.log.push_back(event);

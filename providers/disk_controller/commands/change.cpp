@@ -49,11 +49,11 @@ static void tellTrouble(const CHANGE &change, EFI_STATUS status) {
 
 // --- A change ---
 
-static void makeMaker(const VIEW &view, DDF_CONTROLLER_DATA *maker) {
+static void makeMaker(const VIEW &view, ddf::ControllerData *maker) {
   static constexpr CHAR8 product[] = "RAID over disks ";
   static_assert(sizeof(product) == sizeof(maker->product) + 1);
   __builtin_memset(maker, 0xFF, sizeof(*maker));
-  maker->guid = DDF_OUR_CONTROLLER;
+  maker->guid = ddf::ourController;
   copyBytes(maker->product, product, sizeof(maker->product));
   copyBytes(maker->vendorData, &view.Settings, sizeof(view.Settings));
 }
@@ -61,7 +61,7 @@ static void makeMaker(const VIEW &view, DDF_CONTROLLER_DATA *maker) {
 static EFI_STATUS makeTargets(CHANGE *change) {
   const VIEW &view = change->View;
   change->Targets = poolNew<DDF_TARGET>(UINTN{view.List.Count} + 1);
-  DDF_GUID *guids = poolNew<DDF_GUID>(UINTN{view.List.Count} + 1);
+  ddf::Guid *guids = poolNew<ddf::Guid>(UINTN{view.List.Count} + 1);
   bool fits = change->Targets != nullptr && guids != nullptr;
   EFI_STATUS status = fits ? makeDiskGuids(view, guids) : EFI_OUT_OF_RESOURCES;
   for (UINT32 i = 0; i < view.List.Count && !EFI_ERROR(status); ++i) {
@@ -75,7 +75,7 @@ static EFI_STATUS makeTargets(CHANGE *change) {
 
 static EFI_STATUS openChange(DISK_CONTROLLER *controller, CHANGE *change) {
   zeroBytes(change, sizeof(*change));
-  change->Left = DDF_NONE;
+  change->Left = ddf::noIndex;
   forgetView();
   EFI_STATUS status = openView(&change->View, controller->Settings);
   if (EFI_ERROR(status)) {
@@ -90,7 +90,7 @@ static EFI_STATUS openChange(DISK_CONTROLLER *controller, CHANGE *change) {
   change->Writer.maker = &change->Maker;
   change->Writer.time = secondsSince1980();
   change->Writer.random = nextRandom;
-  change->Writer.trouble = {DDF_NONE, nullptr};
+  change->Writer.trouble = {ddf::noIndex, nullptr};
   return status;
 }
 
@@ -122,9 +122,9 @@ EFI_STATUS runChange(DISK_CONTROLLER *controller, CHANGE_STEP step, void *contex
 
 // --- Disks before they are written to ---
 
-static bool holdsFirstBlock(const DDF_SET &set, const DDF_PD &pd, UINT32 ending) {
+static bool holdsFirstBlock(const ddf::Set &set, const ddf::Pd &pd, UINT32 ending) {
   for (UINT32 i = 0; i < pd.partCount && ending != ALL_VIRTUAL_DISKS; ++i) {
-    const DDF_PART &part = pd.parts[i];
+    const ddf::Part &part = pd.parts[i];
     if (part.virtualDisk != ending && set.virtualDisks[part.virtualDisk].members[part.member].start == 0) {
       return true;
     }
@@ -134,14 +134,14 @@ static bool holdsFirstBlock(const DDF_SET &set, const DDF_PD &pd, UINT32 ending)
 
 // Failed members are written to as far as they let themselves be, and stop nothing.
 static bool mustBeWritten(const CHANGE &change, UINT32 disk) {
-  const DDF_PD *member = memberOf(change.View, disk);
-  bool isFailed = member != nullptr && (member->entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0;
+  const ddf::Pd *member = memberOf(change.View, disk);
+  bool isFailed = member != nullptr && (member->entry->state & (ddf::pdFailed | ddf::pdMissing)) != 0;
   return disk != change.Left && !isFailed;
 }
 
 static EFI_STATUS readyDisk(CHANGE *change, UINT32 disk, UINT32 ending) {
   const VIEW &view = change->View;
-  const DDF_SET *set = setOf(view, disk);
+  const ddf::Set *set = setOf(view, disk);
   bool isUsed = set != nullptr && holdsFirstBlock(*set, *memberOf(view, disk), ending);
   if (view.List.Items[disk].HasFileSystem && !isUsed) {
     EFI_STATUS status = closeFileSystems(view.List.Items[disk], &change->Again);
@@ -155,7 +155,7 @@ static EFI_STATUS readyDisk(CHANGE *change, UINT32 disk, UINT32 ending) {
 }
 
 // Nobody may read what is no more.
-static EFI_STATUS hideVolumes(const DDF_SET &set, UINT32 ending) {
+static EFI_STATUS hideVolumes(const ddf::Set &set, UINT32 ending) {
   for (UINT32 i = 0; i < set.virtualDiskCount; ++i) {
     if (ending == ALL_VIRTUAL_DISKS || ending == i) {
       EFI_STATUS status = hideVolume(set.virtualDisks[i]);
@@ -168,11 +168,11 @@ static EFI_STATUS hideVolumes(const DDF_SET &set, UINT32 ending) {
   return EFI_SUCCESS;
 }
 
-EFI_STATUS readyDisks(CHANGE *change, const DDF_SET *set, UINT32 ending, const UINT32 *disks, UINT32 count) {
+EFI_STATUS readyDisks(CHANGE *change, const ddf::Set *set, UINT32 ending, const UINT32 *disks, UINT32 count) {
   EFI_STATUS status = set != nullptr ? hideVolumes(*set, ending) : EFI_SUCCESS;
   bool again = false;
   for (UINT32 i = 0; set != nullptr && i < set->pdCount && !EFI_ERROR(status); ++i) {
-    if (set->pds[i].disk != DDF_NONE) {
+    if (set->pds[i].disk != ddf::noIndex) {
       status = readyDisk(change, set->pds[i].disk, ending);
       again = again || change->Again;
     }

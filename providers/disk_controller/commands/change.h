@@ -9,9 +9,9 @@
 struct CHANGE {
   VIEW View;
   DDF_TARGET *Targets; // pool; of the view's disks
-  DDF_CONTROLLER_DATA Maker;
+  ddf::ControllerData Maker;
   DDF_WRITER Writer;
-  UINT32 Left; // of the list: a disk that the writer leaves alone, or DDF_NONE
+  UINT32 Left; // of the list: a disk that the writer leaves alone, or noIndex
   bool Again;  // the disks are to be looked at once more, since drivers were let go
 };
 
@@ -30,7 +30,7 @@ EFI_STATUS runChange(DISK_CONTROLLER *controller, CHANGE_STEP step, void *contex
 // are closed where no volume that stays has the disk's first block, since there firmware looks for them, and all disks
 // that are written to are flushed, so that one that cannot be is found before the first write. EFI_DEVICE_ERROR or
 // EFI_ACCESS_DENIED, which are logged; EFI_NOT_READY with Again set.
-EFI_STATUS readyDisks(CHANGE *change, const DDF_SET *set, UINT32 ending, const UINT32 *disks, UINT32 count);
+EFI_STATUS readyDisks(CHANGE *change, const ddf::Set *set, UINT32 ending, const UINT32 *disks, UINT32 count);
 
 // Log that a command is refused, and return the status: because of a disk, or of nothing in particular.
 EFI_STATUS refuseDisk(const VIEW &view, UINT32 disk, const CHAR8 *why, EFI_STATUS status);

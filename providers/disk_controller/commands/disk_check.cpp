@@ -3,17 +3,17 @@
 #include "providers/ddf_change/ddf_change.h"
 
 EFI_STATUS checkDisk(const VIEW &view, UINT32 disk) {
-  const DDF_DISK &found = view.Model->disks[disk];
-  const DDF_PD *member = memberOf(view, disk);
-  EFI_STATUS status = ddfSearch(view.Model, disk);
+  const ddf::Disk &found = view.Model->disks[disk];
+  const ddf::Pd *member = memberOf(view, disk);
+  EFI_STATUS status = ddf::searchDisk(view.Model, disk);
   if (EFI_ERROR(status)) {
     return status;
   }
   CHAR8 why[96];
   whyUnusable(view, disk, why, sizeof(why));
   if (why[0] != 0) {
-    bool holdsOther = view.List.Items[disk].Unusable == nullptr && found.kind == DDF_DISK_OTHER &&
-                      view.List.Items[disk].Sectors > DDF_RESERVE;
+    bool holdsOther = view.List.Items[disk].Unusable == nullptr && found.kind == ddf::DiskKind::other &&
+                      view.List.Items[disk].Sectors > ddf::reserveSectors;
     return refuseDisk(view, disk, why, holdsOther || member != nullptr ? EFI_ACCESS_DENIED : EFI_NOT_READY);
   }
   if (member == nullptr) {
@@ -22,17 +22,17 @@ EFI_STATUS checkDisk(const VIEW &view, UINT32 disk) {
   if (setOf(view, disk)->foreign) {
     return refuseDisk(view, disk, "it is another controller's", EFI_ACCESS_DENIED);
   }
-  bool failed = (member->entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0;
+  bool failed = (member->entry->state & (ddf::pdFailed | ddf::pdMissing)) != 0;
   return failed ? refuseDisk(view, disk, "it failed", EFI_NOT_READY) : EFI_SUCCESS;
 }
 
-const DDF_SET *joinedSet(const VIEW &view, const UINT32 *disks, UINT32 count) {
+const ddf::Set *joinedSet(const VIEW &view, const UINT32 *disks, UINT32 count) {
   for (UINT32 i = 0; i < count; ++i) {
     if (setOf(view, disks[i]) != nullptr) {
       return setOf(view, disks[i]);
     }
   }
-  const DDF_MODEL &model = *view.Model;
-  UINT32 chosen = ddfChooseSet(model, DDF_OUR_CONTROLLER);
-  return chosen != DDF_NONE ? &model.sets[chosen] : nullptr;
+  const ddf::Model &model = *view.Model;
+  UINT32 chosen = ddfChooseSet(model, ddf::ourController);
+  return chosen != ddf::noIndex ? &model.sets[chosen] : nullptr;
 }

@@ -9,4 +9,4 @@ EFI_STATUS checkDisk(const VIEW &view, UINT32 disk);
 
 // The set that disks in no set join: that of the first of them that is in one, else one of ours, else the only one
 // that Linux made, else null, for a new one.
-const DDF_SET *joinedSet(const VIEW &view, const UINT32 *disks, UINT32 count);
+const ddf::Set *joinedSet(const VIEW &view, const UINT32 *disks, UINT32 count);

@@ -10,15 +10,15 @@ struct DISK_JOB {
   UINT32 Id;
 };
 
-static UINT32 setNumber(const VIEW &view, const DDF_SET *set) {
-  return set == nullptr ? DDF_NONE : static_cast<UINT32>(set - view.Model->sets);
+static UINT32 setNumber(const VIEW &view, const ddf::Set *set) {
+  return set == nullptr ? ddf::noIndex : static_cast<UINT32>(set - view.Model->sets);
 }
 
 // --- Failed ---
 
-// disk is DDF_NONE for a missing one.
-static EFI_STATUS failMember(CHANGE *change, const DDF_SET *set, UINT32 pd, UINT32 disk) {
-  UINT16 wanted = disk == DDF_NONE ? DDF_PD_FAILED | DDF_PD_MISSING : DDF_PD_FAILED;
+// disk is noIndex for a missing one.
+static EFI_STATUS failMember(CHANGE *change, const ddf::Set *set, UINT32 pd, UINT32 disk) {
+  UINT16 wanted = disk == ddf::noIndex ? ddf::pdFailed | ddf::pdMissing : ddf::pdFailed;
   if ((set->pds[pd].entry->state & wanted) == wanted) {
     return EFI_SUCCESS;
   }
@@ -32,30 +32,30 @@ static EFI_STATUS failMember(CHANGE *change, const DDF_SET *set, UINT32 pd, UINT
   }
   if (!EFI_ERROR(status)) {
     LogPrint(LOG_WARN, RAID_DISKS, "disk %u of its set is marked as failed%a", pd,
-             disk == DDF_NONE ? " and missing" : "");
+             disk == ddf::noIndex ? " and missing" : "");
   }
   return status;
 }
 
 // Whether a virtual disk can be used without one of its members, which is there.
-static bool survives(const DDF_VIRTUAL_DISK &virtualDisk, UINT32 member) {
-  if (virtualDisk.state == DDF_VD_FAILED || virtualDisk.members[member].state != DDF_MEMBER_GOOD) {
+static bool survives(const ddf::VirtualDisk &virtualDisk, UINT32 member) {
+  if (virtualDisk.state == ddf::vdFailed || virtualDisk.members[member].state != ddf::MemberState::good) {
     return true; // it is lost, or does without the member already
   }
-  if (virtualDisk.state == DDF_VD_DEGRADED) {
-    bool isPair = virtualDisk.level == DDF_LEVEL_10 && virtualDisk.memberCount % 2 == 0;
-    return isPair && virtualDisk.members[member ^ 1].state == DDF_MEMBER_GOOD;
+  if (virtualDisk.state == ddf::vdDegraded) {
+    bool isPair = virtualDisk.level == ddf::VirtualDiskLevel::raid10 && virtualDisk.memberCount % 2 == 0;
+    return isPair && virtualDisk.members[member ^ 1].state == ddf::MemberState::good;
   }
-  return virtualDisk.level != DDF_LEVEL_0 && virtualDisk.level != DDF_LEVEL_LINEAR &&
-         virtualDisk.level != DDF_LEVEL_UNKNOWN;
+  return virtualDisk.level != ddf::VirtualDiskLevel::raid0 && virtualDisk.level != ddf::VirtualDiskLevel::linear &&
+         virtualDisk.level != ddf::VirtualDiskLevel::unknown;
 }
 
 static EFI_STATUS failDisk(CHANGE *change, UINT32 disk) {
-  const DDF_SET *set = setOf(change->View, disk);
+  const ddf::Set *set = setOf(change->View, disk);
   if (set == nullptr) {
     return refuseDisk(change->View, disk, "it is in no set, so it cannot be marked as failed", EFI_INVALID_PARAMETER);
   }
-  const DDF_PD &pd = *memberOf(change->View, disk);
+  const ddf::Pd &pd = *memberOf(change->View, disk);
   for (UINT32 i = 0; i < pd.partCount; ++i) {
     if (!survives(set->virtualDisks[pd.parts[i].virtualDisk], pd.parts[i].member)) {
       return refuseDisk(change->View, disk, "a virtual disk would be lost without it", EFI_ACCESS_DENIED);
@@ -69,7 +69,7 @@ static EFI_STATUS changeFailed(CHANGE *change, UINT32 disk, UINT64 state) {
   if (state != RAID_STATE_READY) {
     return refuseDisk(change->View, disk, "it failed; a change to Ready frees it", EFI_NOT_READY);
   }
-  const DDF_SET *set = setOf(change->View, disk);
+  const ddf::Set *set = setOf(change->View, disk);
   if (set->foreign) {
     return refuseDisk(change->View, disk, "a member of another controller's set", EFI_ACCESS_DENIED);
   }
@@ -87,18 +87,19 @@ static EFI_STATUS changeFailed(CHANGE *change, UINT32 disk, UINT64 state) {
 
 static EFI_STATUS checkSpare(const VIEW &view, UINT32 disk) {
   EFI_STATUS status = checkDisk(view, disk);
-  const DDF_PD *member = memberOf(view, disk);
+  const ddf::Pd *member = memberOf(view, disk);
   bool isMember = !EFI_ERROR(status) && member != nullptr && member->partCount != 0;
   return isMember ? refuseDisk(view, disk, "it is a member of a virtual disk", EFI_ACCESS_DENIED) : status;
 }
 
 static UINT64 roomOf(const VIEW &view, UINT32 disk) {
-  const DDF_PD *member = memberOf(view, disk);
-  return member != nullptr ? member->limit : view.List.Items[disk].Sectors - DDF_RESERVE;
+  const ddf::Pd *member = memberOf(view, disk);
+  return member != nullptr ? member->limit : view.List.Items[disk].Sectors - ddf::reserveSectors;
 }
 
 // Replaces the numbers of virtual disks by those in their set.
-static EFI_STATUS placeVirtualDisks(const VIEW &view, UINT32 disk, UINT32 *numbers, UINT32 count, const DDF_SET **set) {
+static EFI_STATUS placeVirtualDisks(const VIEW &view, UINT32 disk, UINT32 *numbers, UINT32 count,
+                                    const ddf::Set **set) {
   for (UINT32 i = 0; i < count; ++i) {
     const VIEW_VIRTUAL_DISK &virtualDisk = view.VirtualDisks[numbers[i]];
     *set = i == 0 ? virtualDisk.Set : *set;
@@ -114,20 +115,20 @@ static EFI_STATUS placeVirtualDisks(const VIEW &view, UINT32 disk, UINT32 *numbe
 }
 
 // Linux takes a spare in the place of a member that is known to be lost, not of one that is just not there.
-static void tellMissing(const VIEW &view, const DDF_SET &set) {
+static void tellMissing(const VIEW &view, const ddf::Set &set) {
   for (UINT32 i = 0; i < set.pdCount; ++i) {
-    const DDF_PD &pd = set.pds[i];
-    if (pd.disk == DDF_NONE && pd.partCount != 0 && (pd.entry->state & DDF_PD_FAILED) == 0) {
+    const ddf::Pd &pd = set.pds[i];
+    if (pd.disk == ddf::noIndex && pd.partCount != 0 && (pd.entry->state & ddf::pdFailed) == 0) {
       LogPrint(LOG_WARN, RAID_DISKS, "disk %u is missing and not marked as failed, so no spare replaces it",
                diskIdOf(view, set, i));
     }
   }
 }
 
-static EFI_STATUS setSpare(CHANGE *change, UINT32 disk, const DDF_SET *set, DDF_SPARE_KIND kind,
+static EFI_STATUS setSpare(CHANGE *change, UINT32 disk, const ddf::Set *set, ddf::SpareKind kind,
                            const UINT32 *virtualDisks, UINT32 count) {
   const VIEW &view = change->View;
-  const DDF_SET *joined = set != nullptr ? set : joinedSet(view, &disk, 1);
+  const ddf::Set *joined = set != nullptr ? set : joinedSet(view, &disk, 1);
   if (joined == nullptr) {
     return refuseDisk(view, disk, "there is no set that a spare could join", EFI_NOT_FOUND);
   }
@@ -136,7 +137,7 @@ static EFI_STATUS setSpare(CHANGE *change, UINT32 disk, const DDF_SET *set, DDF_
     status = ddfSetSpare(&change->Writer, setNumber(view, joined), disk, kind, virtualDisks, count);
   }
   if (!EFI_ERROR(status)) {
-    tellDisk(view, disk, kind == DDF_NO_SPARE ? "it is no hot spare any more" : "it is a hot spare");
+    tellDisk(view, disk, kind == ddf::SpareKind::none ? "it is no hot spare any more" : "it is a hot spare");
     tellMissing(view, *joined);
   }
   return status;
@@ -147,7 +148,7 @@ static EFI_STATUS makeDedicated(CHANGE *change, UINT32 disk, const RAID_PD_RECOR
     return refuseDisk(change->View, disk, "a dedicated spare for no virtual disk", EFI_INVALID_PARAMETER);
   }
   UINT32 *numbers = poolNew<UINT32>(wanted.VDCount);
-  const DDF_SET *set = nullptr;
+  const ddf::Set *set = nullptr;
   if (numbers == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -159,17 +160,17 @@ static EFI_STATUS makeDedicated(CHANGE *change, UINT32 disk, const RAID_PD_RECOR
     status = placeVirtualDisks(change->View, disk, numbers, wanted.VDCount, &set);
   }
   if (!EFI_ERROR(status)) {
-    status = setSpare(change, disk, set, DDF_SPARE_FOR_VIRTUAL_DISKS, numbers, wanted.VDCount);
+    status = setSpare(change, disk, set, ddf::SpareKind::forVirtualDisks, numbers, wanted.VDCount);
   }
   poolFree(numbers);
   return status;
 }
 
 static EFI_STATUS changeSpare(CHANGE *change, UINT32 disk, const RAID_PD_RECORD &wanted) {
-  const DDF_PD *member = memberOf(change->View, disk);
-  bool isSpare = member != nullptr && member->spare != DDF_NO_SPARE;
-  DDF_DISK_KIND kind = change->View.Model->disks[disk].kind;
-  bool isKnown = kind != DDF_DISK_UNREADABLE && kind != DDF_DISK_DAMAGED;
+  const ddf::Pd *member = memberOf(change->View, disk);
+  bool isSpare = member != nullptr && member->spare != ddf::SpareKind::none;
+  ddf::DiskKind kind = change->View.Model->disks[disk].kind;
+  bool isKnown = kind != ddf::DiskKind::unreadable && kind != ddf::DiskKind::damaged;
   if (wanted.Hotspare == RAID_HOTSPARE_NONE && !isSpare && isKnown) {
     return EFI_SUCCESS;
   }
@@ -180,7 +181,7 @@ static EFI_STATUS changeSpare(CHANGE *change, UINT32 disk, const RAID_PD_RECORD 
   if (wanted.Hotspare == RAID_HOTSPARE_DEDICATED) {
     return makeDedicated(change, disk, wanted);
   }
-  DDF_SPARE_KIND spare = wanted.Hotspare == RAID_HOTSPARE_GLOBAL ? DDF_SPARE_GLOBAL : DDF_NO_SPARE;
+  ddf::SpareKind spare = wanted.Hotspare == RAID_HOTSPARE_GLOBAL ? ddf::SpareKind::global : ddf::SpareKind::none;
   return setSpare(change, disk, /* set= */ nullptr, spare, /* virtual disks= */ nullptr, 0);
 }
 
@@ -193,8 +194,8 @@ static bool wantsFailed(const RAID_PD_RECORD &wanted) {
 
 // Of a disk that failed. Of others the state follows from what they are used for.
 static bool wantsState(const VIEW &view, UINT32 disk, const RAID_PD_RECORD &wanted) {
-  const DDF_PD *member = memberOf(view, disk);
-  return member != nullptr && (member->entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0 &&
+  const ddf::Pd *member = memberOf(view, disk);
+  return member != nullptr && (member->entry->state & (ddf::pdFailed | ddf::pdMissing)) != 0 &&
          wanted.Hotspare == RAID_HOTSPARE_NONE && wanted.State != 0;
 }
 
@@ -204,8 +205,8 @@ static EFI_STATUS diskStep(CHANGE *change, void *context) {
   EFI_STATUS status = findObjects(change->View, RAID_OBJECT_PHYSICAL_DISK, &job.Id, 1, &disk);
   if (status == EFI_NOT_FOUND) {
     UINT32 pd = 0;
-    const DDF_SET *set = findMissing(change->View, job.Id, &pd);
-    return set != nullptr && wantsFailed(*job.Wanted) ? failMember(change, set, pd, DDF_NONE)
+    const ddf::Set *set = findMissing(change->View, job.Id, &pd);
+    return set != nullptr && wantsFailed(*job.Wanted) ? failMember(change, set, pd, ddf::noIndex)
                                                       : refuse("there is no such disk", status);
   }
   if (EFI_ERROR(status)) {

@@ -7,18 +7,18 @@
 
 // Sets that are changed one after the other. They are known by their GUIDs, since each change looks at the disks anew.
 struct SETS {
-  DDF_GUID *Items; // pool
+  ddf::Guid *Items; // pool
   UINT32 Count;
 };
 
-typedef bool (*SET_FILTER)(const DDF_SET &set);
+typedef bool (*SET_FILTER)(const ddf::Set &set);
 
 static EFI_STATUS collectSets(DISK_CONTROLLER *controller, SET_FILTER isMeant, SETS *sets) {
   VIEW view;
   *sets = {};
   EFI_STATUS status = openView(&view, controller->Settings);
   if (!EFI_ERROR(status)) {
-    sets->Items = poolNew<DDF_GUID>(UINTN{view.Model->setCount} + 1);
+    sets->Items = poolNew<ddf::Guid>(UINTN{view.Model->setCount} + 1);
     status = sets->Items == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
   }
   for (UINT32 i = 0; !EFI_ERROR(status) && i < view.Model->setCount; ++i) {
@@ -39,14 +39,14 @@ struct SET_JOB {
   const CHAR8 *Done; // for the log
   UINT32 Ending;     // of its virtual disks
   const SETTINGS *Settings;
-  DDF_GUID Set;
+  ddf::Guid Set;
 };
 
 static EFI_STATUS setStep(CHANGE *change, void *context) {
   const SET_JOB &job = *static_cast<SET_JOB *>(context);
-  const DDF_MODEL &model = *change->View.Model;
+  const ddf::Model &model = *change->View.Model;
   UINT32 at = 0;
-  while (at < model.setCount && !ddfSameGuid(model.sets[at].guid, job.Set)) {
+  while (at < model.setCount && !ddf::sameGuid(model.sets[at].guid, job.Set)) {
     ++at;
   }
   if (at == model.setCount) {
@@ -96,12 +96,12 @@ static EFI_STATUS changeAll(DISK_CONTROLLER *controller, SET_FILTER isMeant, con
   return status;
 }
 
-static bool isForeign(const DDF_SET &set) {
+static bool isForeign(const ddf::Set &set) {
   return set.foreign;
 }
 
 EFI_STATUS resetSets(DISK_CONTROLLER *controller) {
-  auto isMeant = [](const DDF_SET &set) { return !set.foreign; };
+  auto isMeant = [](const ddf::Set &set) { return !set.foreign; };
   return changeAll(controller, isMeant, {deleteSet, "its set is deleted", ALL_VIRTUAL_DISKS, nullptr, {}}, EFI_SUCCESS);
 }
 

@@ -65,7 +65,7 @@ static EFI_STATUS createStep(CHANGE *change, void *context) {
   }
   status = findMembers(view, creation);
   if (!EFI_ERROR(status)) {
-    const DDF_SET *set = joinedSet(view, creation.Disks, creation.Count);
+    const ddf::Set *set = joinedSet(view, creation.Disks, creation.Count);
     status = readyDisks(change, set, NO_VIRTUAL_DISK, creation.Disks, creation.Count);
   }
   if (EFI_ERROR(status)) {
@@ -95,8 +95,8 @@ EFI_STATUS createVirtualDisk(DISK_CONTROLLER *controller, const RAID_VD_RECORD &
 
 // A virtual disk by what does not change when others come and go.
 struct VIRTUAL_DISK_NAME {
-  DDF_GUID Set;
-  DDF_GUID VirtualDisk;
+  ddf::Guid Set;
+  ddf::Guid VirtualDisk;
 };
 
 struct VIRTUAL_DISK_NAMES {
@@ -136,8 +136,8 @@ static EFI_STATUS virtualDiskStep(CHANGE *change, void *context) {
   const VIRTUAL_DISK_JOB &job = *static_cast<VIRTUAL_DISK_JOB *>(context);
   for (UINT32 i = 0; i < change->View.VirtualDiskCount; ++i) {
     const VIEW_VIRTUAL_DISK &virtualDisk = change->View.VirtualDisks[i];
-    if (ddfSameGuid(virtualDisk.Set->guid, job.Name.Set) &&
-        ddfSameGuid(virtualDisk.VirtualDisk->entry->guid, job.Name.VirtualDisk)) {
+    if (ddf::sameGuid(virtualDisk.Set->guid, job.Name.Set) &&
+        ddf::sameGuid(virtualDisk.VirtualDisk->entry->guid, job.Name.VirtualDisk)) {
       return job.Change(change, virtualDisk, job);
     }
   }

@@ -45,13 +45,13 @@ static EFI_STATUS decodeName(const CHAR16 *name, CHAR8 (&to)[16], const CHAR8 **
 static EFI_STATUS decodeAccess(UINT32 policy, UINT8 *access, const CHAR8 **why) {
   switch (policy) {
   case RAID_ACCESS_POLICY_READ_WRITE:
-    *access = DDF_READ_WRITE;
+    *access = ddf::accessReadWrite;
     return EFI_SUCCESS;
   case RAID_ACCESS_POLICY_READ_ONLY:
-    *access = DDF_READ_ONLY;
+    *access = ddf::accessReadOnly;
     return EFI_SUCCESS;
   case RAID_ACCESS_POLICY_NO_ACCESS:
-    *access = DDF_BLOCKED;
+    *access = ddf::accessBlocked;
     return EFI_SUCCESS;
   default:
     return wrong(why, "an access policy without a meaning", EFI_INVALID_PARAMETER);
@@ -70,9 +70,9 @@ static EFI_STATUS decodeCache(UINT32 policy, UINT8 *cache, const CHAR8 **why) {
       return status;
     }
   }
-  UINT8 bits = (policy & RAID_CACHE_WRITE_BACK) != 0 ? DDF_CACHE_WRITE_BACK : 0;
-  bits |= (policy & (RAID_CACHE_READ_AHEAD | RAID_CACHE_READ_ADAPTIVE)) != 0 ? DDF_CACHE_READ_AHEAD : 0;
-  bits |= (policy & RAID_CACHE_READ_ADAPTIVE) != 0 ? DDF_CACHE_ADAPTIVE_READ : 0;
+  UINT8 bits = (policy & RAID_CACHE_WRITE_BACK) != 0 ? ddf::cacheWriteBack : 0;
+  bits |= (policy & (RAID_CACHE_READ_AHEAD | RAID_CACHE_READ_ADAPTIVE)) != 0 ? ddf::cacheReadAhead : 0;
+  bits |= (policy & RAID_CACHE_READ_ADAPTIVE) != 0 ? ddf::cacheAdaptiveRead : 0;
   *cache = bits;
   return EFI_SUCCESS;
 }
@@ -108,8 +108,8 @@ struct LEVEL_ROW {
 } // namespace
 
 static constexpr LEVEL_ROW g_levelRows[] = {
-    {RAID_LEVEL_0, DDF_RAID_0, 0}, {RAID_LEVEL_1, DDF_RAID_1, 0}, {RAID_LEVEL_4, DDF_RAID_4, 1},
-    {RAID_LEVEL_5, DDF_RAID_5, 1}, {RAID_LEVEL_6, DDF_RAID_6, 2}, {RAID_LEVEL_10, DDF_RAID_1E, 0},
+    {RAID_LEVEL_0, ddf::levelRaid0, 0}, {RAID_LEVEL_1, ddf::levelRaid1, 0}, {RAID_LEVEL_4, ddf::levelRaid4, 1},
+    {RAID_LEVEL_5, ddf::levelRaid5, 1}, {RAID_LEVEL_6, ddf::levelRaid6, 2}, {RAID_LEVEL_10, ddf::levelRaid1e, 0},
 };
 
 static const LEVEL_ROW *levelRow(UINT32 raidLevel) {
@@ -180,9 +180,9 @@ static EFI_STATUS decodeQualifier(const RAID_VD_RECORD &wanted, const RAID_LEVEL
 
 // Whole strips and pages of each member, so that at least size bytes have room.
 static UINT64 blocksOf(UINT64 size, UINT32 members, UINT8 strip) {
-  UINT64 sectors = size / DDF_SECTOR + (size % DDF_SECTOR != 0 ? 1 : 0);
+  UINT64 sectors = size / ddf::sectorSize + (size % ddf::sectorSize != 0 ? 1 : 0);
   UINT64 blocks = sectors / members + (sectors % members != 0 ? 1 : 0);
-  UINT64 grain = strip == DDF_NO_STRIP || 1ULL << strip < DDF_MEMBER_GRAIN ? DDF_MEMBER_GRAIN : 1ULL << strip;
+  UINT64 grain = strip == ddf::noStrip || 1ULL << strip < DDF_MEMBER_GRAIN ? DDF_MEMBER_GRAIN : 1ULL << strip;
   return (blocks + grain - 1) / grain * grain;
 }
 
@@ -204,7 +204,7 @@ EFI_STATUS decodeVirtualDisk(const RAID_VD_RECORD &wanted, UINT32 count, DDF_NEW
   }
   UINT32 stripe = wanted.StripeSize != 0 ? wanted.StripeSize : level.StripeSize;
   virtualDisk->level = row->Level;
-  virtualDisk->strip = stripe != 0 ? bitNumber(stripe) : DDF_NO_STRIP;
+  virtualDisk->strip = stripe != 0 ? bitNumber(stripe) : ddf::noStrip;
   virtualDisk->diskCount = count;
   virtualDisk->memberBlocks =
       wanted.Size == 0 ? 0 : blocksOf(wanted.Size, dataMembers(*row, count), virtualDisk->strip);

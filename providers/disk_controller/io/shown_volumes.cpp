@@ -26,19 +26,19 @@ static RAID_VOLUMES_PROTOCOL *findDriver() {
 }
 
 // The virtual disk's handle, or null.
-static EFI_HANDLE findHandle(RAID_VOLUMES_PROTOCOL *driver, const DDF_VIRTUAL_DISK &virtualDisk) {
+static EFI_HANDLE findHandle(RAID_VOLUMES_PROTOCOL *driver, const ddf::VirtualDisk &virtualDisk) {
   EFI_HANDLE handle = nullptr;
   const CHAR8 *why = nullptr;
   bool found = driver != nullptr && !EFI_ERROR(driver->Find(driver, virtualDisk.entry->guid.bytes, &handle, &why));
   return found ? handle : nullptr;
 }
 
-bool isRunningVirtualDisk(const DDF_VIRTUAL_DISK &virtualDisk) {
+bool isRunningVirtualDisk(const ddf::VirtualDisk &virtualDisk) {
   EFI_HANDLE handle = findHandle(findDriver(), virtualDisk);
   return handle != nullptr && hasRunningImages(handle);
 }
 
-EFI_STATUS hideVolume(const DDF_VIRTUAL_DISK &virtualDisk) {
+EFI_STATUS hideVolume(const ddf::VirtualDisk &virtualDisk) {
   RAID_VOLUMES_PROTOCOL *driver = findDriver();
   EFI_HANDLE handle = findHandle(driver, virtualDisk);
   if (handle == nullptr) {

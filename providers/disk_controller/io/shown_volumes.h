@@ -9,10 +9,10 @@ bool isShownVolume(EFI_HANDLE handle);
 
 // Takes a volume that ends away from firmware; EFI_SUCCESS also where nobody shows it. EFI_ACCESS_DENIED when images
 // that are running were loaded from it, or a driver does not let go.
-EFI_STATUS hideVolume(const DDF_VIRTUAL_DISK &virtualDisk);
+EFI_STATUS hideVolume(const ddf::VirtualDisk &virtualDisk);
 
 // Whether images that are running were loaded from a volume that firmware sees.
-bool isRunningVirtualDisk(const DDF_VIRTUAL_DISK &virtualDisk);
+bool isRunningVirtualDisk(const ddf::VirtualDisk &virtualDisk);
 
 // Lets the driver look at the disks as they are now.
 void refreshVirtualDisks();

@@ -51,22 +51,22 @@ RAID_LEVEL_PARAMS offeredLevel(UINT32 raidLevel) {
   return none;
 }
 
-UINT32 raidLevelOf(DDF_VIRTUAL_DISK_LEVEL level) {
+UINT32 raidLevelOf(ddf::VirtualDiskLevel level) {
   switch (level) {
-  case DDF_LEVEL_0:
+  case ddf::VirtualDiskLevel::raid0:
     return RAID_LEVEL_0;
-  case DDF_LEVEL_1:
+  case ddf::VirtualDiskLevel::raid1:
     return RAID_LEVEL_1;
-  case DDF_LEVEL_4:
+  case ddf::VirtualDiskLevel::raid4:
     return RAID_LEVEL_4;
-  case DDF_LEVEL_5:
+  case ddf::VirtualDiskLevel::raid5:
     return RAID_LEVEL_5;
-  case DDF_LEVEL_6:
+  case ddf::VirtualDiskLevel::raid6:
     return RAID_LEVEL_6;
-  case DDF_LEVEL_10:
+  case ddf::VirtualDiskLevel::raid10:
     return RAID_LEVEL_10;
-  case DDF_LEVEL_LINEAR:
-  case DDF_LEVEL_UNKNOWN:
+  case ddf::VirtualDiskLevel::linear:
+  case ddf::VirtualDiskLevel::unknown:
     break;
   }
   return RAID_LEVEL_VOLUME;

@@ -15,4 +15,4 @@ RAID_LEVEL_PARAMS offeredLevel(UINT32 raidLevel);
 
 // The records' level for that of a virtual disk. One that is not known, or a concatenation, is a plain virtual disk:
 // documents have no other word for it that their readers take.
-UINT32 raidLevelOf(DDF_VIRTUAL_DISK_LEVEL level);
+UINT32 raidLevelOf(ddf::VirtualDiskLevel level);

@@ -43,7 +43,7 @@ static bool isPrintable(UINT32 unit) {
 
 // Metadata may hold anything: a mode without a meaning is as it was, and a rate without a name that can be shown is
 // none.
-bool readSettings(const DDF_CONTROLLER_DATA &data, SETTINGS *settings) {
+bool readSettings(const ddf::ControllerData &data, SETTINGS *settings) {
   SETTINGS found;
   copyBytes(&found, data.vendorData, sizeof(found));
   if (__builtin_memcmp(found.Signature, g_defaultSettings.Signature, sizeof(found.Signature)) != 0 ||

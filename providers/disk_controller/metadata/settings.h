@@ -25,7 +25,7 @@ static_assert(sizeof(SETTINGS) == 16 + 32 * RAID_RATE_COUNT && sizeof(SETTINGS) 
 extern const SETTINGS g_defaultSettings;
 
 // Takes over what a set's maker data keep; false for data that are none of these.
-bool readSettings(const DDF_CONTROLLER_DATA &data, SETTINGS *settings);
+bool readSettings(const ddf::ControllerData &data, SETTINGS *settings);
 
 // Changes what the record carries: modes with RAID_MODE_PRESENT, rates by their names. EFI_INVALID_PARAMETER for a
 // value without a meaning or a rate's name that cannot be kept, EFI_VOLUME_FULL for too many rates; nothing is changed

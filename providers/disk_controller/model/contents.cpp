@@ -12,29 +12,29 @@ static void addArea(RAID_DISK_CONTENTS *contents, UINT64 sectors, UINT64 lba, UI
 }
 
 // Headers of this format where the anchor says, and all that is searched.
-static EFI_STATUS addAreas(const DDF_DISK &disk, RAID_DISK_CONTENTS *contents) {
-  const DDF_SOURCE &source = disk.source;
-  DDF_HEADER anchor;
+static EFI_STATUS addAreas(const ddf::Disk &disk, RAID_DISK_CONTENTS *contents) {
+  const ddf::Source &source = disk.source;
+  ddf::Header anchor;
   EFI_STATUS status = source.read(source.context, source.sectors - 1, 1, &anchor);
   if (EFI_ERROR(status)) {
     return status;
   }
   addArea(contents, disk.stray != 0 ? source.sectors : 0, disk.stray, 1);
-  static_assert(DDF_AREAS + 3 <= RAID_DISK_AREAS_MAX);
-  if (anchor.signature == DDF_HEADER_SIGNATURE) {
+  static_assert(ddf::areaCount + 3 <= RAID_DISK_AREAS_MAX);
+  if (anchor.signature == ddf::headerSignature) {
     addArea(contents, source.sectors, anchor.primaryLba, 1);
     addArea(contents, source.sectors, anchor.secondaryLba, 1);
   }
-  DDF_AREA areas[DDF_AREAS];
-  for (UINT32 i = ddfAreas(source.sectors, areas); i > 0; --i) { // with the anchor last
+  ddf::Area areas[ddf::areaCount];
+  for (UINT32 i = ddf::searchedAreas(source.sectors, areas); i > 0; --i) { // with the anchor last
     addArea(contents, source.sectors, areas[i - 1].lba, areas[i - 1].sectors);
   }
   return EFI_SUCCESS;
 }
 
 static bool holdsRunningVirtualDisk(const VIEW &view, UINT32 index) {
-  const DDF_PD *member = memberOf(view, index);
-  const DDF_SET *set = setOf(view, index);
+  const ddf::Pd *member = memberOf(view, index);
+  const ddf::Set *set = setOf(view, index);
   for (UINT32 i = 0; member != nullptr && set != nullptr && i < member->partCount; ++i) {
     if (isRunningVirtualDisk(set->virtualDisks[member->parts[i].virtualDisk])) {
       return true;
@@ -45,7 +45,7 @@ static bool holdsRunningVirtualDisk(const VIEW &view, UINT32 index) {
 
 static EFI_STATUS describe(const VIEW &view, UINT32 index, RAID_DISK_CONTENTS *contents) {
   const DISK &disk = view.List.Items[index];
-  const DDF_DISK &found = view.Model->disks[index];
+  const ddf::Disk &found = view.Model->disks[index];
   if (setOf(view, index) != nullptr && setOf(view, index)->stuck == nullptr) {
     return EFI_ACCESS_DENIED;
   }
@@ -53,8 +53,8 @@ static EFI_STATUS describe(const VIEW &view, UINT32 index, RAID_DISK_CONTENTS *c
   if (view.Disks[index].IsMissed) {
     return EFI_NOT_READY;
   }
-  bool isInTheWay = contents->Holds[0] != 0 && found.kind != DDF_DISK_UNREADABLE;
-  if (!isInTheWay || disk.Unusable != nullptr || disk.Sectors <= DDF_RESERVE) {
+  bool isInTheWay = contents->Holds[0] != 0 && found.kind != ddf::DiskKind::unreadable;
+  if (!isInTheWay || disk.Unusable != nullptr || disk.Sectors <= ddf::reserveSectors) {
     return EFI_UNSUPPORTED;
   }
   if (hasRunningImages(disk) || holdsRunningVirtualDisk(view, index)) {
@@ -75,7 +75,7 @@ EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *, UINT32 objectId, RAID_DISK
     status = findObjects(view, RAID_OBJECT_PHYSICAL_DISK, &objectId, 1, &index);
   }
   if (!EFI_ERROR(status)) {
-    status = ddfSearch(view.Model, index);
+    status = ddf::searchDisk(view.Model, index);
   }
   if (!EFI_ERROR(status)) {
     status = describe(view, index, contents);

@@ -23,8 +23,8 @@ static void putNumber(UINT8 *to, UINT64 number) {
   copyBytes(to, digits, NUMBER_SIZE);
 }
 
-static DDF_GUID guidByChance() {
-  DDF_GUID guid = {};
+static ddf::Guid guidByChance() {
+  ddf::Guid guid = {};
   putText(guid.bytes, VENDOR_SIZE, "RAIDXYL");
   UINT64 high = nextRandom();
   putNumber(guid.bytes + VENDOR_SIZE, high << 32 | nextRandom());
@@ -36,11 +36,11 @@ static bool tellsIdentity(const DISK &disk) {
   return disk.Place.Bus == DISK_BUS_NVME ? disk.Identity.Wwn != 0 : disk.Identity.Serial[0] != 0;
 }
 
-static DDF_GUID guidOf(const DISK &disk) {
+static ddf::Guid guidOf(const DISK &disk) {
   const DISK_IDENTITY &identity = disk.Identity;
   bool isNvme = disk.Place.Bus == DISK_BUS_NVME;
   const CHAR8 *vendor = isNvme ? "NVMe" : disk.Place.Bus == DISK_BUS_SATA ? "ATA" : identity.Vendor;
-  DDF_GUID guid = {};
+  ddf::Guid guid = {};
   putText(guid.bytes, VENDOR_SIZE, vendor[0] != 0 ? vendor : "SCSI");
   if (isNvme) {
     putNumber(guid.bytes + VENDOR_SIZE, identity.Wwn);
@@ -51,8 +51,8 @@ static DDF_GUID guidOf(const DISK &disk) {
 }
 
 // Sorted, with the places of disks; entries of sets stand behind these.
-static EFI_STATUS makeKeys(const VIEW &view, const DDF_GUID *guids, UINT64 **keys, UINT32 *count) {
-  const DDF_MODEL &model = *view.Model;
+static EFI_STATUS makeKeys(const VIEW &view, const ddf::Guid *guids, UINT64 **keys, UINT32 *count) {
+  const ddf::Model &model = *view.Model;
   *count = view.List.Count;
   for (UINT32 i = 0; i < model.setCount; ++i) {
     *count += model.sets[i].pdCount;
@@ -63,18 +63,18 @@ static EFI_STATUS makeKeys(const VIEW &view, const DDF_GUID *guids, UINT64 **key
   }
   UINT32 at = 0;
   for (; at < view.List.Count; ++at) {
-    (*keys)[at] = indexKey(ddfChecksum(&guids[at], sizeof(DDF_GUID)), at);
+    (*keys)[at] = indexKey(ddf::checksum(&guids[at], sizeof(ddf::Guid)), at);
   }
   for (UINT32 i = 0; i < model.setCount; ++i) {
     for (UINT32 p = 0; p < model.sets[i].pdCount; ++p, ++at) {
-      (*keys)[at] = indexKey(ddfChecksum(&model.sets[i].pds[p].entry->guid, sizeof(DDF_GUID)), at);
+      (*keys)[at] = indexKey(ddf::checksum(&model.sets[i].pds[p].entry->guid, sizeof(ddf::Guid)), at);
     }
   }
   sortKeys(*keys, *count);
   return EFI_SUCCESS;
 }
 
-EFI_STATUS makeDiskGuids(const VIEW &view, DDF_GUID *guids) {
+EFI_STATUS makeDiskGuids(const VIEW &view, ddf::Guid *guids) {
   for (UINT32 i = 0; i < view.List.Count; ++i) {
     guids[i] = tellsIdentity(view.List.Items[i]) ? guidOf(view.List.Items[i]) : guidByChance();
   }
@@ -98,17 +98,17 @@ EFI_STATUS makeDiskGuids(const VIEW &view, DDF_GUID *guids) {
 
 // --- Disks that sets miss ---
 
-static int compareGuids(const DDF_GUID &a, const DDF_GUID &b) {
-  return __builtin_memcmp(&a, &b, sizeof(DDF_GUID));
+static int compareGuids(const ddf::Guid &a, const ddf::Guid &b) {
+  return __builtin_memcmp(&a, &b, sizeof(ddf::Guid));
 }
 
 // Calls visit with the entry of each disk that is not there and not given up. Of sets that no command can change, wiped
 // disks are free.
-template <class VISIT> static void eachMissing(const DDF_MODEL &model, VISIT visit) {
+template <class VISIT> static void eachMissing(const ddf::Model &model, VISIT visit) {
   for (UINT32 i = 0; i < model.setCount; ++i) {
     for (UINT32 p = 0; model.sets[i].stuck == nullptr && p < model.sets[i].pdCount; ++p) {
-      const DDF_PD &pd = model.sets[i].pds[p];
-      if (pd.disk == DDF_NONE && (pd.entry->state & (DDF_PD_FAILED | DDF_PD_MISSING)) == 0) {
+      const ddf::Pd &pd = model.sets[i].pds[p];
+      if (pd.disk == ddf::noIndex && (pd.entry->state & (ddf::pdFailed | ddf::pdMissing)) == 0) {
         visit(*pd.entry);
       }
     }
@@ -117,23 +117,23 @@ template <class VISIT> static void eachMissing(const DDF_MODEL &model, VISIT vis
 
 EFI_STATUS markMissed(VIEW *view) {
   UINTN count = 0;
-  eachMissing(*view->Model, [&](const DDF_PD_ENTRY &) { ++count; });
+  eachMissing(*view->Model, [&](const ddf::PdEntry &) { ++count; });
   if (count == 0) {
     return EFI_SUCCESS;
   }
-  DDF_GUID *missing = poolNew<DDF_GUID>(count);
+  ddf::Guid *missing = poolNew<ddf::Guid>(count);
   if (missing == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  DDF_GUID *next = missing;
-  eachMissing(*view->Model, [&](const DDF_PD_ENTRY &entry) { *next++ = entry.guid; });
-  sortArray(missing, count, [](const DDF_GUID &a, const DDF_GUID &b) { return compareGuids(a, b) < 0; });
+  ddf::Guid *next = missing;
+  eachMissing(*view->Model, [&](const ddf::PdEntry &entry) { *next++ = entry.guid; });
+  sortArray(missing, count, [](const ddf::Guid &a, const ddf::Guid &b) { return compareGuids(a, b) < 0; });
   for (UINT32 i = 0; i < view->List.Count; ++i) {
     const DISK &disk = view->List.Items[i];
-    if (view->Model->disks[i].kind == DDF_DISK_OTHER && tellsIdentity(disk)) {
-      DDF_GUID guid = guidOf(disk);
-      UINTN at = countBefore(missing, count, [&](const DDF_GUID &other) { return compareGuids(other, guid) < 0; });
-      view->Disks[i].IsMissed = at < count && ddfSameGuid(missing[at], guid);
+    if (view->Model->disks[i].kind == ddf::DiskKind::other && tellsIdentity(disk)) {
+      ddf::Guid guid = guidOf(disk);
+      UINTN at = countBefore(missing, count, [&](const ddf::Guid &other) { return compareGuids(other, guid) < 0; });
+      view->Disks[i].IsMissed = at < count && ddf::sameGuid(missing[at], guid);
     }
   }
   poolFree(missing);

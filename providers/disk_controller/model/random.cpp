@@ -30,7 +30,7 @@ void stirRandom(const VIEW &view) {
     stir(view.List.Items[i].Identity.Serial, sizeof(view.List.Items[i].Identity.Serial));
   }
   for (UINT32 i = 0; i < view.Model->setCount; ++i) {
-    stir(&view.Model->sets[i].guid, sizeof(DDF_GUID));
+    stir(&view.Model->sets[i].guid, sizeof(ddf::Guid));
     stir(&view.Model->sets[i].sequence, sizeof(UINT32));
   }
 }

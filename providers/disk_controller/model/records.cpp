@@ -31,7 +31,7 @@ template <UINTN N> static void setField(CHAR8 (&field)[N], const CHAR8 *text) {
 
 // A name for the controller made of its GUID, in the form of those that vendors make up themselves.
 static UINT64 ourWwn() {
-  return 0x3000000000000000ULL | ddfChecksum(DDF_OUR_CONTROLLER.bytes, sizeof(DDF_OUR_CONTROLLER.bytes));
+  return 0x3000000000000000ULL | ddf::checksum(ddf::ourController.bytes, sizeof(ddf::ourController.bytes));
 }
 
 static EFI_STATUS addAdapter(const VIEW &view, RAID_ANSWER *answer) {
@@ -51,9 +51,9 @@ static EFI_STATUS addAdapter(const VIEW &view, RAID_ANSWER *answer) {
   record.SupportedDiskProtocols = RAID_PROTOCOL_SATA | RAID_PROTOCOL_SAS;
   record.Attributes = RAID_ADAPTER_ATTRIBUTE_SAS_SATA_HDD_MIX | RAID_ADAPTER_ATTRIBUTE_SSD_HDD_MIX |
                       RAID_ADAPTER_ATTRIBUTE_SAS_SATA_SSD_MIX;
-  record.MaxLDs = DDF_SMALL_LIMITS.vds;
-  record.MaxPDsPerSpan = DDF_SMALL_LIMITS.elements;
-  record.MaxSpansPerLD = DDF_SMALL_LIMITS.elements / 2;
+  record.MaxLDs = ddf::smallLimits.vds;
+  record.MaxPDsPerSpan = ddf::smallLimits.elements;
+  record.MaxSpansPerLD = ddf::smallLimits.elements / 2;
   record.FirmwareVersion = version;
   RATE_NAMES rates;
   showSettings(view.Settings, &record, &rates);
@@ -80,11 +80,11 @@ static EFI_STATUS addEnclosure(const VIEW &view, UINT32 index, RAID_ANSWER *answ
 // --- Disks ---
 
 static UINT64 stateOf(const VIEW &view, UINT32 disk) {
-  const DDF_PD *member = memberOf(view, disk);
+  const ddf::Pd *member = memberOf(view, disk);
   if (view.List.Items[disk].Unusable != nullptr) {
     return RAID_STATE_OFFLINE;
   }
-  if (view.Model->disks[disk].kind == DDF_DISK_UNREADABLE) {
+  if (view.Model->disks[disk].kind == ddf::DiskKind::unreadable) {
     return RAID_STATE_FAILED;
   }
   if (member == nullptr) {
@@ -96,19 +96,19 @@ static UINT64 stateOf(const VIEW &view, UINT32 disk) {
   if (setOf(view, disk)->foreign) {
     return RAID_STATE_FOREIGN;
   }
-  if ((state & (DDF_PD_FAILED | DDF_PD_MISSING)) != 0) {
+  if ((state & (ddf::pdFailed | ddf::pdMissing)) != 0) {
     return RAID_STATE_FAILED;
   }
-  if ((state & DDF_PD_REBUILDING) != 0) {
+  if ((state & ddf::pdRebuilding) != 0) {
     return RAID_STATE_DEGRADED;
   }
-  bool isEmpty = member->usedBlocks == 0 && member->spare == DDF_NO_SPARE;
+  bool isEmpty = member->usedBlocks == 0 && member->spare == ddf::SpareKind::none;
   bool isStuck = isEmpty && setOf(view, disk)->stuck != nullptr;
   return isStuck ? RAID_STATE_OFFLINE : isEmpty ? RAID_STATE_READY : RAID_STATE_ONLINE;
 }
 
 static void setSizes(const VIEW &view, UINT32 disk, RAID_PD_RECORD *record) {
-  const DDF_PD *member = memberOf(view, disk);
+  const ddf::Pd *member = memberOf(view, disk);
   UINT64 sectors = view.List.Items[disk].Sectors;
   if (member != nullptr) {
     record->Size = member->limit * SECTOR_SIZE;
@@ -116,7 +116,7 @@ static void setSizes(const VIEW &view, UINT32 disk, RAID_PD_RECORD *record) {
     record->FreeSize = setOf(view, disk)->foreign ? 0 : member->freeBlocks * SECTOR_SIZE;
     return;
   }
-  record->Size = sectors > DDF_RESERVE ? (sectors - DDF_RESERVE) * SECTOR_SIZE : 0;
+  record->Size = sectors > ddf::reserveSectors ? (sectors - ddf::reserveSectors) * SECTOR_SIZE : 0;
   record->FreeSize = record->State == RAID_STATE_READY ? record->Size : 0;
 }
 
@@ -152,9 +152,9 @@ template <class VISIT> static void eachUse(const VIEW &view, VISIT visit) {
   for (UINT32 v = 0; v < view.VirtualDiskCount; ++v) {
     const VIEW_VIRTUAL_DISK &virtualDisk = view.VirtualDisks[v];
     for (UINT32 m = 0; m < virtualDisk.VirtualDisk->memberCount; ++m) {
-      const DDF_MEMBER &member = virtualDisk.VirtualDisk->members[m];
-      UINT32 disk = member.pd == DDF_NONE ? DDF_NONE : virtualDisk.Set->pds[member.pd].disk;
-      if (disk != DDF_NONE && member.state != DDF_MEMBER_REPEATED) {
+      const ddf::Member &member = virtualDisk.VirtualDisk->members[m];
+      UINT32 disk = member.pd == ddf::noIndex ? ddf::noIndex : virtualDisk.Set->pds[member.pd].disk;
+      if (disk != ddf::noIndex && member.state != ddf::MemberState::repeated) {
         visit(disk, virtualDisk);
       }
     }
@@ -165,10 +165,11 @@ template <class VISIT> static void eachUse(const VIEW &view, VISIT visit) {
 template <class VISIT> static void eachSpare(const VIEW &view, VISIT visit) {
   UINT32 first = 0; // of the set's virtual disks in the view
   for (UINT32 s = 0; s < view.Model->setCount; ++s) {
-    const DDF_SET &set = view.Model->sets[s];
+    const ddf::Set &set = view.Model->sets[s];
     for (UINT32 p = 0; !set.foreign && p < set.pdCount; ++p) {
-      const DDF_PD &pd = set.pds[p];
-      for (UINT32 i = 0; pd.disk != DDF_NONE && pd.spare == DDF_SPARE_FOR_VIRTUAL_DISKS && i < pd.spareForCount; ++i) {
+      const ddf::Pd &pd = set.pds[p];
+      for (UINT32 i = 0; pd.disk != ddf::noIndex && pd.spare == ddf::SpareKind::forVirtualDisks && i < pd.spareForCount;
+           ++i) {
         visit(pd.disk, view.VirtualDisks[first + pd.spareFor[i]]);
       }
     }
@@ -221,7 +222,7 @@ static EFI_STATUS addDisk(const VIEW &view, UINT32 index, const DISK_LISTS &list
   diskFqdd(view, index, fqdd);
   logUnusable(fqdd, view, index);
   const VIEW_DISK &disk = view.Disks[index];
-  const DDF_PD *member = memberOf(view, index);
+  const ddf::Pd *member = memberOf(view, index);
   RAID_PD_RECORD record;
   startHeader(&record, RAID_OBJECT_PHYSICAL_DISK, disk.ObjectId, name, fqdd);
   record.DeviceID = disk.ObjectId;
@@ -232,13 +233,13 @@ static EFI_STATUS addDisk(const VIEW &view, UINT32 index, const DISK_LISTS &list
   record.State = stateOf(view, index);
   setSizes(view, index, &record);
   setIdentity(view.List.Items[index], &record);
-  if (member != nullptr && (member->entry->state & DDF_PD_SMART) != 0) {
+  if (member != nullptr && (member->entry->state & ddf::pdSmart) != 0) {
     record.Attributes |= RAID_PD_ATTRIBUTE_SMART;
   }
   if (member != nullptr && !setOf(view, index)->foreign) {
-    record.Hotspare = member->spare == DDF_SPARE_GLOBAL              ? RAID_HOTSPARE_GLOBAL
-                      : member->spare == DDF_SPARE_FOR_VIRTUAL_DISKS ? RAID_HOTSPARE_DEDICATED
-                                                                     : RAID_HOTSPARE_NONE;
+    record.Hotspare = member->spare == ddf::SpareKind::global            ? RAID_HOTSPARE_GLOBAL
+                      : member->spare == ddf::SpareKind::forVirtualDisks ? RAID_HOTSPARE_DEDICATED
+                                                                         : RAID_HOTSPARE_NONE;
   }
   UINT32 count = lists.Start[index + 1] - lists.Start[index];
   record.VDCount = static_cast<UINT8>(count < 255 ? count : 255);
@@ -248,53 +249,54 @@ static EFI_STATUS addDisk(const VIEW &view, UINT32 index, const DISK_LISTS &list
 
 // --- Virtual disks ---
 
-static UINT32 cachePolicyOf(const DDF_RECORD *record) {
+static UINT32 cachePolicyOf(const ddf::Record *record) {
   UINT8 bits = record == nullptr ? 0 : record->cache[7];
-  UINT32 write = (bits & DDF_CACHE_WRITE_BACK) != 0 ? RAID_CACHE_WRITE_BACK : RAID_CACHE_WRITE_THROUGH;
-  UINT32 read = (bits & DDF_CACHE_READ_AHEAD) == 0      ? RAID_CACHE_READ_NO_AHEAD
-                : (bits & DDF_CACHE_ADAPTIVE_READ) != 0 ? RAID_CACHE_READ_ADAPTIVE
-                                                        : RAID_CACHE_READ_AHEAD;
+  UINT32 write = (bits & ddf::cacheWriteBack) != 0 ? RAID_CACHE_WRITE_BACK : RAID_CACHE_WRITE_THROUGH;
+  UINT32 read = (bits & ddf::cacheReadAhead) == 0      ? RAID_CACHE_READ_NO_AHEAD
+                : (bits & ddf::cacheAdaptiveRead) != 0 ? RAID_CACHE_READ_ADAPTIVE
+                                                       : RAID_CACHE_READ_AHEAD;
   return write | read | RAID_CACHE_DISK_DEFAULT | RAID_CACHE_IO_DIRECT;
 }
 
-static UINT32 accessPolicyOf(const DDF_VD_ENTRY &entry) {
-  switch (entry.init >> DDF_ACCESS_SHIFT) {
-  case DDF_READ_WRITE:
+static UINT32 accessPolicyOf(const ddf::VdEntry &entry) {
+  switch (entry.init >> ddf::accessShift) {
+  case ddf::accessReadWrite:
     return RAID_ACCESS_POLICY_READ_WRITE;
-  case DDF_READ_ONLY:
+  case ddf::accessReadOnly:
     return RAID_ACCESS_POLICY_READ_ONLY;
   default:
     return RAID_ACCESS_POLICY_NO_ACCESS;
   }
 }
 
-static UINT64 stateOfVirtualDisk(DDF_VD_STATE state) {
+static UINT64 stateOfVirtualDisk(ddf::VdState state) {
   switch (state) {
-  case DDF_VD_OPTIMAL:
+  case ddf::vdOptimal:
     return RAID_STATE_ONLINE;
-  case DDF_VD_DEGRADED:
-  case DDF_VD_PARTIALLY_OPTIMAL:
+  case ddf::vdDegraded:
+  case ddf::vdPartiallyOptimal:
     return RAID_STATE_DEGRADED;
   default:
     return RAID_STATE_FAILED;
   }
 }
 
-void describeLayout(const DDF_VIRTUAL_DISK &virtualDisk, RAID_VD_RECORD *record) {
+void describeLayout(const ddf::VirtualDisk &virtualDisk, RAID_VD_RECORD *record) {
   record->Size = virtualDisk.blocks * SECTOR_SIZE;
   record->StartingLba = virtualDisk.memberCount == 0 ? 0 : virtualDisk.members[0].start;
   record->RAIDLevel = raidLevelOf(virtualDisk.level);
   record->RAIDLevelDesc = offeredLevel(record->RAIDLevel);
   record->SpanDepth = 1;
   record->PDsPerSpan = virtualDisk.memberCount;
-  if (virtualDisk.level == DDF_LEVEL_10 && virtualDisk.memberCount > 1 && virtualDisk.memberCount % 2 == 0) {
+  if (virtualDisk.level == ddf::VirtualDiskLevel::raid10 && virtualDisk.memberCount > 1 &&
+      virtualDisk.memberCount % 2 == 0) {
     record->SpanDepth = virtualDisk.spans > 1 ? virtualDisk.spans : virtualDisk.memberCount / 2;
     record->PDsPerSpan = virtualDisk.memberCount / record->SpanDepth;
   }
   if (virtualDisk.record == nullptr) {
     return;
   }
-  const DDF_RECORD &source = *virtualDisk.record;
+  const ddf::Record &source = *virtualDisk.record;
   record->RLQ = source.qualifier < 4 ? 1U << source.qualifier : RAID_RLQ_UNKNOWN;
   record->SRL = source.secondaryLevel < 4 && virtualDisk.spans > 1 ? 1U << source.secondaryLevel : RAID_SRL_UNKNOWN;
   record->StripeSize = source.strip < 16 ? 1U << source.strip : RAID_STRIPE_SIZE_DEFAULT;
@@ -304,8 +306,8 @@ static UINT32 attributesOf(const VIEW &view, const VIEW_VIRTUAL_DISK &virtualDis
   UINT32 attributes = 0;
   for (UINT32 i = 0; i < virtualDisk.VirtualDisk->memberCount; ++i) {
     UINT32 pd = virtualDisk.VirtualDisk->members[i].pd;
-    UINT32 index = pd == DDF_NONE ? DDF_NONE : virtualDisk.Set->pds[pd].disk;
-    if (index == DDF_NONE) {
+    UINT32 index = pd == ddf::noIndex ? ddf::noIndex : virtualDisk.Set->pds[pd].disk;
+    if (index == ddf::noIndex) {
       continue;
     }
     const DISK &disk = view.List.Items[index];
@@ -329,7 +331,7 @@ static UINT32 *memberIds(const VIEW &view, const VIEW_VIRTUAL_DISK &virtualDisk)
 
 static EFI_STATUS addVirtualDisk(const VIEW &view, UINT32 index, RAID_ANSWER *answer) {
   const VIEW_VIRTUAL_DISK &source = view.VirtualDisks[index];
-  const DDF_VIRTUAL_DISK &virtualDisk = *source.VirtualDisk;
+  const ddf::VirtualDisk &virtualDisk = *source.VirtualDisk;
   CHAR16 fqdd[NAME_CAPACITY];
   CHAR16 name[sizeof(virtualDisk.name)];
   virtualDiskFqdd(source, fqdd);

@@ -12,4 +12,4 @@
 EFI_STATUS answerRecords(const VIEW &view, UINT32 objectType, const UINT32 *ids, UINT32 idCount, RAID_ANSWER *answer);
 
 // Sets what a virtual disk keeps for its life: level, size, shape and place.
-void describeLayout(const DDF_VIRTUAL_DISK &virtualDisk, RAID_VD_RECORD *record);
+void describeLayout(const ddf::VirtualDisk &virtualDisk, RAID_VD_RECORD *record);

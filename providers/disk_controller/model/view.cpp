@@ -12,8 +12,8 @@
 // One block for sources and accesses, and one for the buffer, which begins at a page's boundary.
 static EFI_STATUS makeSources(VIEW *view) {
   UINT32 count = view->List.Count;
-  UINTN sourcesSize = (UINTN{count} + 1) * (sizeof(DDF_SOURCE) + sizeof(DISK_ACCESS));
-  view->Sources = static_cast<DDF_SOURCE *>(poolAllocateZero(sourcesSize));
+  UINTN sourcesSize = (UINTN{count} + 1) * (sizeof(ddf::Source) + sizeof(DISK_ACCESS));
+  view->Sources = static_cast<ddf::Source *>(poolAllocateZero(sourcesSize));
   view->Pages = static_cast<UINT8 *>(poolAllocate(UINTN{DISK_BUFFER_SIZE} + DISK_PAGE_SIZE));
   if (view->Sources == nullptr || view->Pages == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -118,7 +118,7 @@ static EFI_STATUS numberDisks(VIEW *view) {
 
 // --- Virtual disks ---
 
-static UINT32 virtualDiskTotal(const DDF_MODEL &model) {
+static UINT32 virtualDiskTotal(const ddf::Model &model) {
   UINT32 count = 0;
   for (UINT32 i = 0; i < model.setCount; ++i) {
     count += model.sets[i].foreign ? 0 : model.sets[i].virtualDiskCount;
@@ -128,13 +128,13 @@ static UINT32 virtualDiskTotal(const DDF_MODEL &model) {
 
 // Target ids are the numbers that the entries carry; one that is taken becomes the next free one.
 static EFI_STATUS numberVirtualDisks(VIEW *view) {
-  const DDF_MODEL &model = *view->Model;
+  const ddf::Model &model = *view->Model;
   UINT32 total = virtualDiskTotal(model);
   view->VirtualDisks = poolNew<VIEW_VIRTUAL_DISK>(UINTN{total} + 1);
   UINT64 *keys = poolNew<UINT64>(UINTN{total} + 1);
   bool fits = view->VirtualDisks != nullptr && keys != nullptr;
   for (UINT32 i = 0; fits && i < model.setCount; ++i) {
-    const DDF_SET &set = model.sets[i];
+    const ddf::Set &set = model.sets[i];
     for (UINT32 j = 0; !set.foreign && j < set.virtualDiskCount; ++j) {
       keys[view->VirtualDiskCount] = indexKey(set.virtualDisks[j].entry->number, view->VirtualDiskCount);
       view->VirtualDisks[view->VirtualDiskCount++] = {0, 0, &set, &set.virtualDisks[j]};
@@ -158,13 +158,13 @@ static EFI_STATUS numberVirtualDisks(VIEW *view) {
 
 // --- All of it ---
 
-bool isOurs(const DDF_SET &set) {
-  return !set.foreign && ddfSameGuid(set.controller->guid, DDF_OUR_CONTROLLER);
+bool isOurs(const ddf::Set &set) {
+  return !set.foreign && ddf::sameGuid(set.controller->guid, ddf::ourController);
 }
 
 static void findSettings(VIEW *view) {
   for (UINT32 i = 0; i < view->Model->setCount; ++i) {
-    const DDF_SET &set = view->Model->sets[i];
+    const ddf::Set &set = view->Model->sets[i];
     if (isOurs(set) && readSettings(*set.controller, &view->Settings)) {
       return;
     }
@@ -179,7 +179,7 @@ EFI_STATUS openView(VIEW *view, const SETTINGS &settings) {
     status = makeSources(view);
   }
   if (!EFI_ERROR(status)) {
-    status = ddfRead(view->Sources, view->List.Count, &DDF_OUR_CONTROLLER, &view->Model);
+    status = ddf::readModel(view->Sources, view->List.Count, &ddf::ourController, &view->Model);
   }
   if (!EFI_ERROR(status)) {
     findSettings(view);
@@ -195,7 +195,7 @@ void closeView(VIEW *view) {
   poolFree(view->VirtualDisks);
   poolFree(view->Enclosures);
   poolFree(view->Disks);
-  ddfFree(view->Model);
+  ddf::freeModel(view->Model);
   poolFree(view->Sources);
   poolFree(view->Pages);
   freeDisks(&view->List);
@@ -205,18 +205,18 @@ void closeView(VIEW *view) {
 EFI_STATUS searchDisks(const VIEW &view) {
   EFI_STATUS status = EFI_SUCCESS;
   for (UINT32 i = 0; i < view.List.Count && !EFI_ERROR(status); ++i) {
-    status = ddfSearch(view.Model, i);
+    status = ddf::searchDisk(view.Model, i);
   }
   return status;
 }
 
-const DDF_SET *setOf(const VIEW &view, UINT32 disk) {
-  const DDF_DISK &found = view.Model->disks[disk];
-  return found.kind == DDF_DISK_MEMBER ? &view.Model->sets[found.set] : nullptr;
+const ddf::Set *setOf(const VIEW &view, UINT32 disk) {
+  const ddf::Disk &found = view.Model->disks[disk];
+  return found.kind == ddf::DiskKind::member ? &view.Model->sets[found.set] : nullptr;
 }
 
-const DDF_PD *memberOf(const VIEW &view, UINT32 disk) {
-  const DDF_SET *set = setOf(view, disk);
+const ddf::Pd *memberOf(const VIEW &view, UINT32 disk) {
+  const ddf::Set *set = setOf(view, disk);
   return set == nullptr ? nullptr : &set->pds[view.Model->disks[disk].pd];
 }
 
@@ -224,23 +224,23 @@ const DDF_PD *memberOf(const VIEW &view, UINT32 disk) {
 #define MISSING_IDS_OF_SET 4096U
 #define MISSING_ID_SETS 240U
 
-UINT32 diskIdOf(const VIEW &view, const DDF_SET &set, UINT32 pd) {
-  if (pd == DDF_NONE) {
+UINT32 diskIdOf(const VIEW &view, const ddf::Set &set, UINT32 pd) {
+  if (pd == ddf::noIndex) {
     return UNKNOWN_DISK_ID;
   }
   UINT32 disk = set.pds[pd].disk;
   UINT32 number = static_cast<UINT32>(&set - view.Model->sets) % MISSING_ID_SETS;
-  return disk == DDF_NONE ? MISSING_ID_FIRST + number * MISSING_IDS_OF_SET + pd : view.Disks[disk].ObjectId;
+  return disk == ddf::noIndex ? MISSING_ID_FIRST + number * MISSING_IDS_OF_SET + pd : view.Disks[disk].ObjectId;
 }
 
-const DDF_SET *findMissing(const VIEW &view, UINT32 id, UINT32 *pd) {
-  UINT32 number = id < MISSING_ID_FIRST ? DDF_NONE : (id - MISSING_ID_FIRST) / MISSING_IDS_OF_SET;
-  *pd = id < MISSING_ID_FIRST ? DDF_NONE : (id - MISSING_ID_FIRST) % MISSING_IDS_OF_SET;
+const ddf::Set *findMissing(const VIEW &view, UINT32 id, UINT32 *pd) {
+  UINT32 number = id < MISSING_ID_FIRST ? ddf::noIndex : (id - MISSING_ID_FIRST) / MISSING_IDS_OF_SET;
+  *pd = id < MISSING_ID_FIRST ? ddf::noIndex : (id - MISSING_ID_FIRST) % MISSING_IDS_OF_SET;
   if (number >= view.Model->setCount || view.Model->setCount > MISSING_ID_SETS) {
     return nullptr;
   }
-  const DDF_SET &set = view.Model->sets[number];
-  return *pd < set.pdCount && set.pds[*pd].disk == DDF_NONE ? &set : nullptr;
+  const ddf::Set &set = view.Model->sets[number];
+  return *pd < set.pdCount && set.pds[*pd].disk == ddf::noIndex ? &set : nullptr;
 }
 
 static void setText(CHAR8 *text, UINTN size, const CHAR8 *from) {
@@ -251,21 +251,21 @@ static void setText(CHAR8 *text, UINTN size, const CHAR8 *from) {
 }
 
 void whyUnusable(const VIEW &view, UINT32 disk, CHAR8 *text, UINTN size) {
-  const DDF_DISK &found = view.Model->disks[disk];
+  const ddf::Disk &found = view.Model->disks[disk];
   const CHAR8 *unusable = view.List.Items[disk].Unusable;
   text[0] = 0;
   if (unusable != nullptr) {
     setText(text, size, unusable);
-  } else if (found.kind == DDF_DISK_OTHER || ddfIsLeftover(*view.Model, disk)) {
+  } else if (found.kind == ddf::DiskKind::other || ddf::isLeftover(*view.Model, disk)) {
     bool isMounted = view.List.Items[disk].HasFileSystem && !found.released;
-    const CHAR8 *why = found.holds[0] != 0                            ? found.holds
-                       : view.List.Items[disk].Sectors <= DDF_RESERVE ? "it is too small"
-                       : view.Disks[disk].IsMissed                    ? "a set lists it as missing"
-                       : isMounted                                    ? "a file system of the firmware"
-                                                                      : "";
+    const CHAR8 *why = found.holds[0] != 0                                    ? found.holds
+                       : view.List.Items[disk].Sectors <= ddf::reserveSectors ? "it is too small"
+                       : view.Disks[disk].IsMissed                            ? "a set lists it as missing"
+                       : isMounted                                            ? "a file system of the firmware"
+                                                                              : "";
     setText(text, size, why);
-  } else if (found.kind != DDF_DISK_MEMBER) {
-    ddfFaultText(found.fault, text, size);
+  } else if (found.kind != ddf::DiskKind::member) {
+    ddf::faultText(found.fault, text, size);
   } else if (setOf(view, disk)->stuck != nullptr) {
     setText(text, size, setOf(view, disk)->stuck);
   }

@@ -29,15 +29,15 @@ struct VIEW_DISK {
 struct VIEW_VIRTUAL_DISK {
   UINT32 ObjectId;
   UINT32 TargetId;
-  const DDF_SET *Set;
-  const DDF_VIRTUAL_DISK *VirtualDisk;
+  const ddf::Set *Set;
+  const ddf::VirtualDisk *VirtualDisk;
 };
 
 struct VIEW {
   DISK_LIST List;
-  DDF_SOURCE *Sources;        // pool; of the list's disks, those that cannot be used as disks without sectors
+  ddf::Source *Sources;       // pool; of the list's disks, those that cannot be used as disks without sectors
   DISK_ACCESS *Accesses;      // within the same block; of the list's disks
-  DDF_MODEL *Model;           // its disks are those of the list
+  ddf::Model *Model;          // its disks are those of the list
   VIEW_DISK *Disks;           // pool; likewise
   VIEW_ENCLOSURE *Enclosures; // pool
   UINT32 EnclosureCount;
@@ -57,15 +57,15 @@ void closeView(VIEW *view);
 EFI_STATUS searchDisks(const VIEW &view);
 
 // Whether this controller made the set or has taken it over. Linux makes some, too, which are not foreign either.
-bool isOurs(const DDF_SET &set);
+bool isOurs(const ddf::Set &set);
 // The set that a disk of the list is a member of, or null.
-const DDF_SET *setOf(const VIEW &view, UINT32 disk);
+const ddf::Set *setOf(const VIEW &view, UINT32 disk);
 // The entry of a disk in its set, or null.
-const DDF_PD *memberOf(const VIEW &view, UINT32 disk);
+const ddf::Pd *memberOf(const VIEW &view, UINT32 disk);
 // The object id of the disk behind an entry of a set: of a missing one, an id that no disk has.
-UINT32 diskIdOf(const VIEW &view, const DDF_SET &set, UINT32 pd);
+UINT32 diskIdOf(const VIEW &view, const ddf::Set &set, UINT32 pd);
 // The set that lists a missing disk of that id, and *pd, its place in the list; null when there is none.
-const DDF_SET *findMissing(const VIEW &view, UINT32 id, UINT32 *pd);
+const ddf::Set *findMissing(const VIEW &view, UINT32 id, UINT32 *pd);
 // Why a disk can hold no virtual disks, or no others than it has, in words, or an empty text; size bytes at most with
 // the NUL.
 void whyUnusable(const VIEW &view, UINT32 disk, CHAR8 *text, UINTN size);

@@ -4,9 +4,10 @@
 
 namespace {
 
-constexpr UINT64 PRIMARY = TEST_DISK_SECTORS - 32768, SECONDARY = TEST_DISK_SECTORS - DDF_RESERVE; // both copies
-constexpr UINT64 LENGTH = 13;                                                                      // of a copy
-constexpr UINT64 BLOCKS = 256, FREE = SECONDARY - BLOCKS; // of the only member, and behind it
+constexpr UINT64 PRIMARY = TEST_DISK_SECTORS - 32768,
+                 SECONDARY = TEST_DISK_SECTORS - ddf::reserveSectors; // both copies
+constexpr UINT64 LENGTH = 13;                                         // of a copy
+constexpr UINT64 BLOCKS = 256, FREE = SECONDARY - BLOCKS;             // of the only member, and behind it
 constexpr UINT32 REFERENCE = 0x5EED0000;
 
 enum PLACE { HEADER = 0, CONTROLLER = 1, PDS = 2, VDS = 4, RECORD = 6, DISK_DATA = 12 }; // sectors from the header
@@ -33,33 +34,33 @@ std::vector<STEP> only(UINT64 sound, const std::string &other) {
 #define OF(section, record, member) section, offsetof(record, member), sizeof(record::member)
 #define ENTRY_OF(section, record, member) section, 64 + offsetof(record, member), sizeof(record::member)
 const std::vector<FIELD> g_fields = {
-    {OF(HEADER, DDF_HEADER, signature), only(0xDE11DE11, "other")},
+    {OF(HEADER, ddf::Header, signature), only(0xDE11DE11, "other")},
     {HEADER, 32 + 4, 1, {{0, DAMAGED}, {'0', SAME}, {'1', DAMAGED}, {'2', SAME}, {'3', DAMAGED}}}, // "01.02.00"
-    {OF(HEADER, DDF_HEADER, sequence), {{0, "sequence *, newest"}}},
-    {OF(HEADER, DDF_HEADER, openFlag), only(0, DAMAGED)},
-    {OF(HEADER, DDF_HEADER, foreignFlag), only(0, FOREIGN)},
+    {OF(HEADER, ddf::Header, sequence), {{0, "sequence *, newest"}}},
+    {OF(HEADER, ddf::Header, openFlag), only(0, DAMAGED)},
+    {OF(HEADER, ddf::Header, foreignFlag), only(0, FOREIGN)},
     // At 0 the member ends where the copy begins; from SECONDARY - LENGTH + 1 on the copies overlap.
-    {OF(HEADER, DDF_HEADER, primaryLba),
+    {OF(HEADER, ddf::Header, primaryLba),
      {{0, "@0 outside"},
       {BLOCKS, BY_SECONDARY},
       {SECONDARY - LENGTH + 1, DAMAGED},
       {SECONDARY + LENGTH, BY_SECONDARY},
       {PRIMARY, SAME},
       {PRIMARY + 1, BY_SECONDARY}}},
-    {OF(HEADER, DDF_HEADER, secondaryLba),
+    {OF(HEADER, ddf::Header, secondaryLba),
      {{0, "@0 outside"},
       {BLOCKS, "lagging"},
       {SECONDARY, SAME},
       {SECONDARY + 1, "lagging"},
       {PRIMARY - LENGTH + 1, DAMAGED},
       {PRIMARY + LENGTH, "lagging"},
-      {DDF_NO_LBA, "there is none"}}},
-    {OF(HEADER, DDF_HEADER, type), {{0, DAMAGED}}},
-    {OF(HEADER, DDF_HEADER, workspaceLba), {{0, SAME}}},
-    {OF(HEADER, DDF_HEADER, maxPds), {{0, SAME}}},
-    {OF(HEADER, DDF_HEADER, maxPartitions), only(2, UNORDERED)},
-    {OF(HEADER, DDF_HEADER, recordLength), {{0, DAMAGED}, {2, SAME}, {3, UNORDERED}, {7, DAMAGED}}},
-    {OF(HEADER, DDF_HEADER, maxElements),
+      {ddf::noLba, "there is none"}}},
+    {OF(HEADER, ddf::Header, type), {{0, DAMAGED}}},
+    {OF(HEADER, ddf::Header, workspaceLba), {{0, SAME}}},
+    {OF(HEADER, ddf::Header, maxPds), {{0, SAME}}},
+    {OF(HEADER, ddf::Header, maxPartitions), only(2, UNORDERED)},
+    {OF(HEADER, ddf::Header, recordLength), {{0, DAMAGED}, {2, SAME}, {3, UNORDERED}, {7, DAMAGED}}},
+    {OF(HEADER, ddf::Header, maxElements),
      {{0, COUNTS}, {1, " outside"}, {16, SAME}, {17, " outside"}, {42 + 1, DAMAGED}}}, // the starts lie behind
     {HEADER, 192, 4, only(CONTROLLER, DAMAGED)}, // where the sections lie, and their lengths
     {HEADER, 196, 4, only(1, DAMAGED)},
@@ -81,18 +82,18 @@ const std::vector<FIELD> g_fields = {
     {HEADER, 224, 4, only(DISK_DATA, DAMAGED)},
     {HEADER, 228, 4, {{0, DAMAGED}, {1, SAME}, {2, UNORDERED}, {1025, DAMAGED}}},
     {HEADER, 232, 4, {{0, SAME}}},
-    {CONTROLLER, 0, 4, only(DDF_CONTROLLER_SIGNATURE, DAMAGED)},
+    {CONTROLLER, 0, 4, only(ddf::controllerSignature, DAMAGED)},
     {CONTROLLER, 8, 1, only('L', FOREIGN)},
-    {PDS, 0, 4, only(DDF_PD_SIGNATURE, DAMAGED)},
+    {PDS, 0, 4, only(ddf::pdSignature, DAMAGED)},
     {PDS, 10, 2, {{0, STALE}, {1, SAME}, {16, DAMAGED}}},
-    {ENTRY_OF(PDS, DDF_PD_ENTRY, reference), only(REFERENCE, STALE)},
-    {ENTRY_OF(PDS, DDF_PD_ENTRY, type), {{0, ", used"}, {4, "spare, used"}, {16, ANY}}},
-    {ENTRY_OF(PDS, DDF_PD_ENTRY, state), {{0, "@0 failed"}, {1, SAME}, {2, "@0 failed"}, {5, "@0 rebuild"}, {6, ANY}}},
-    {ENTRY_OF(PDS, DDF_PD_ENTRY, configuredSize), {{0, "@0 outside"}, {BLOCKS, "used 256"}, {SECONDARY, SAME}}},
-    {VDS, 0, 4, only(DDF_VD_SIGNATURE, DAMAGED)},
+    {ENTRY_OF(PDS, ddf::PdEntry, reference), only(REFERENCE, STALE)},
+    {ENTRY_OF(PDS, ddf::PdEntry, type), {{0, ", used"}, {4, "spare, used"}, {16, ANY}}},
+    {ENTRY_OF(PDS, ddf::PdEntry, state), {{0, "@0 failed"}, {1, SAME}, {2, "@0 failed"}, {5, "@0 rebuild"}, {6, ANY}}},
+    {ENTRY_OF(PDS, ddf::PdEntry, configuredSize), {{0, "@0 outside"}, {BLOCKS, "used 256"}, {SECONDARY, SAME}}},
+    {VDS, 0, 4, only(ddf::vdSignature, DAMAGED)},
     {VDS, 10, 2, {{0, ORPHAN}, {1, SAME}, {16, DAMAGED}}},
     {VDS, 64, 1, only('L', NO_RECORD)},
-    {ENTRY_OF(VDS, DDF_VD_ENTRY, state),
+    {ENTRY_OF(VDS, ddf::VdEntry, state),
      {{0, SAME},
       {1, " degraded ("},
       {2, " optimal ("},
@@ -101,33 +102,33 @@ const std::vector<FIELD> g_fields = {
       {6, " failed ("},
       {7, ANY}}},
     {VDS, 64 + 48, 1, {{0, "\"\""}, {1, "\"?olume\""}, {' ', "olume\""}, {127, "\"?olume\""}}}, // its name
-    {OF(RECORD, DDF_RECORD, signature), only(DDF_RECORD_SIGNATURE, NO_RECORD)},
+    {OF(RECORD, ddf::Record, signature), only(ddf::recordSignature, NO_RECORD)},
     {RECORD, 8, 1, only('L', ORPHAN)},
-    {OF(RECORD, DDF_RECORD, sequence), {{0, SAME}}},
-    {OF(RECORD, DDF_RECORD, elements), {{0, COUNTS}, {1, SAME}, {2, "@0, ?@"}, {17, COUNTS}}},
-    {OF(RECORD, DDF_RECORD, strip),
+    {OF(RECORD, ddf::Record, sequence), {{0, SAME}}},
+    {OF(RECORD, ddf::Record, elements), {{0, COUNTS}, {1, SAME}, {2, "@0, ?@"}, {17, COUNTS}}},
+    {OF(RECORD, ddf::Record, strip),
      {{0, "256 a member, strip "}, {9, "0 a member"}, {23, "strip size"}, {255, "strip 0"}}},
-    {OF(RECORD, DDF_RECORD, level),
+    {OF(RECORD, ddf::Record, level),
      {{0, SAME}, {1, "RAID 1 "}, {2, "unknown"}, {4, "RAID *"}, {7, ANY}, {32, "unknown"}}},
-    {OF(RECORD, DDF_RECORD, qualifier), only(0, "not for Linux")},
-    {OF(RECORD, DDF_RECORD, secondaryCount), {{0, COUNTS}, {1, SAME}, {2, "@0, | ?@"}}},
-    {OF(RECORD, DDF_RECORD, secondaryElement), {{0, SAME}}},
-    {OF(RECORD, DDF_RECORD, secondaryLevel), {{0, "secondary *)"}}},
-    {OF(RECORD, DDF_RECORD, memberBlocks),
+    {OF(RECORD, ddf::Record, qualifier), only(0, "not for Linux")},
+    {OF(RECORD, ddf::Record, secondaryCount), {{0, COUNTS}, {1, SAME}, {2, "@0, | ?@"}}},
+    {OF(RECORD, ddf::Record, secondaryElement), {{0, SAME}}},
+    {OF(RECORD, ddf::Record, secondaryLevel), {{0, "secondary *)"}}},
+    {OF(RECORD, ddf::Record, memberBlocks),
      {{0, "possible size"}, {1, "used *,"}, {SECONDARY + 1, "@0 outside"}, {(UINT64{1} << 48) + 1, "possible size"}}},
-    {OF(RECORD, DDF_RECORD, blocks), {{0, SAME}, {1, ", * blocks"}, {BLOCKS, SAME}}},
+    {OF(RECORD, ddf::Record, blocks), {{0, SAME}, {1, ", * blocks"}, {BLOCKS, SAME}}},
     {RECORD, 512, 4, only(REFERENCE, "?@0 unknown")},
     {RECORD, 512 + 4 * 16, 8, {{0, "@*\n"}, {FREE + 1, OUTSIDE}}}, // where the member begins
-    {OF(DISK_DATA, DDF_DISK_DATA, signature), only(DDF_PD_DATA_SIGNATURE, DAMAGED)},
+    {OF(DISK_DATA, ddf::DiskData, signature), only(ddf::pdDataSignature, DAMAGED)},
     {DISK_DATA, 8, 1, only('L', STALE)},
-    {OF(DISK_DATA, DDF_DISK_DATA, reference), only(REFERENCE, STALE)},
+    {OF(DISK_DATA, ddf::DiskData, reference), only(REFERENCE, STALE)},
 };
 
 // In both copies, and in the anchor.
 void store(DISKS &disks, const FIELD &field, UINT64 value) {
   for (UINT64 lba : {PRIMARY + field.place, SECONDARY + field.place, TEST_DISK_SECTORS - 1}) {
     if (lba != TEST_DISK_SECTORS - 1 || field.place == HEADER) {
-      UINT8 *bytes = &disks[0].kept.at(lba + field.offset / DDF_SECTOR)[field.offset % DDF_SECTOR];
+      UINT8 *bytes = &disks[0].kept.at(lba + field.offset / ddf::sectorSize)[field.offset % ddf::sectorSize];
       for (UINT32 i = 0; i < field.width; ++i) {
         bytes[i] = static_cast<UINT8>(value >> (8 * (field.width - 1 - i)));
       }
@@ -164,7 +165,7 @@ std::string wantedWords(const FIELD &field, UINT64 value) {
 
 class BoundedDdf : public Ddf {
 protected:
-  const DISKS sound_ = makeDisks({DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 1, 7, BLOCKS}, 0, {15, 15, 2, 16});
+  const DISKS sound_ = makeDisks({ddf::levelRaid0, 0, ddf::noSecondary, 1, 1, 7, BLOCKS}, 0, {15, 15, 2, 16});
   DISKS disks_ = sound_;
 
   // Describes the disks and puts them back.

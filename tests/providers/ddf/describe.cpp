@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <sstream>
 
-static std::string faultText(const DDF_FAULT &fault) {
+static std::string faultText(const ddf::Fault &fault) {
   CHAR8 text[80];
-  ddfFaultText(fault, text, sizeof(text));
+  ddf::faultText(fault, text, sizeof(text));
   return text;
 }
 
@@ -20,20 +20,20 @@ static std::string bits(unsigned value, std::initializer_list<std::pair<unsigned
 static const char *stateName(unsigned state) {
   constexpr const char *NAMES[] = {"optimal", "degraded",          "deleted", "missing",
                                    "failed",  "partially optimal", "offline", "?"};
-  return NAMES[state & DDF_VD_STATE_BITS];
+  return NAMES[state & ddf::vdStateBits];
 }
 
 // --- Disks ---
 
-static void describeDisk(std::ostream &out, const DDF_DISK &disk) {
+static void describeDisk(std::ostream &out, const ddf::Disk &disk) {
   constexpr const char *KINDS[] = {"other", "unreadable", "damaged", "stale", "member"};
-  out << KINDS[disk.kind];
-  if (disk.set != DDF_NONE) {
+  out << KINDS[static_cast<int>(disk.kind)];
+  if (disk.set != ddf::noIndex) {
     out << " of set " << disk.set;
   }
-  if (disk.kind == DDF_DISK_MEMBER) {
+  if (disk.kind == ddf::DiskKind::member) {
     out << " as pd " << disk.pd << ", sequence " << disk.copy.header.sequence
-        << (disk.used == DDF_PRIMARY ? "" : ", by its secondary copy") << (disk.lagging ? ", lagging" : "");
+        << (disk.used == ddf::headerPrimary ? "" : ", by its secondary copy") << (disk.lagging ? ", lagging" : "");
   }
   out << (disk.holds[0] != 0 ? std::string(", holds ") + disk.holds : "") << (disk.released ? ", set free" : "");
   out << (disk.fault.what != nullptr ? ", " + faultText(disk.fault) : "") << '\n';
@@ -44,17 +44,17 @@ static void describeDisk(std::ostream &out, const DDF_DISK &disk) {
   }
 }
 
-static void describePd(std::ostream &out, const DDF_PD &pd) {
+static void describePd(std::ostream &out, const ddf::Pd &pd) {
   constexpr const char *SPARES[] = {"", ", global spare", ", spare for volumes"};
-  out << (pd.disk == DDF_NONE ? "missing" : "disk " + std::to_string(pd.disk)) << ", "
-      << bits(pd.entry->state, {{DDF_PD_ONLINE, "online"},
-                                {DDF_PD_FAILED, "failed"},
-                                {DDF_PD_REBUILDING, "rebuilding"},
-                                {DDF_PD_MISSING, "missing"}})
+  out << (pd.disk == ddf::noIndex ? "missing" : "disk " + std::to_string(pd.disk)) << ", "
+      << bits(pd.entry->state, {{ddf::pdOnline, "online"},
+                                {ddf::pdFailed, "failed"},
+                                {ddf::pdRebuilding, "rebuilding"},
+                                {ddf::pdMissing, "missing"}})
       << ", type "
       << bits(pd.entry->type,
-              {{DDF_PD_MEMBER, "member"}, {DDF_PD_GLOBAL_SPARE, "global spare"}, {DDF_PD_SPARE, "spare"}})
-      << SPARES[pd.spare];
+              {{ddf::pdMember, "member"}, {ddf::pdGlobalSpare, "global spare"}, {ddf::pdSpare, "spare"}})
+      << SPARES[static_cast<int>(pd.spare)];
   for (UINT32 i = 0; i < pd.spareForCount; ++i) {
     out << ' ' << pd.spareFor[i];
   }
@@ -67,45 +67,46 @@ static void describePd(std::ostream &out, const DDF_PD &pd) {
 
 // --- Virtual disks ---
 
-static void describeMembers(std::ostream &out, const DDF_VIRTUAL_DISK &virtualDisk) {
+static void describeMembers(std::ostream &out, const ddf::VirtualDisk &virtualDisk) {
   constexpr const char *STATES[] = {"", " rebuilding", " failed", " missing", " unknown", " outside", " repeated"};
   for (UINT32 i = 0; i < virtualDisk.memberCount; ++i) {
-    const DDF_MEMBER &member = virtualDisk.members[i];
+    const ddf::Member &member = virtualDisk.members[i];
     out << (i == 0 ? "    members" : "") << (i % virtualDisk.spanMembers == 0 && i != 0 ? " |" : "") << ' ';
-    out << (member.pd == DDF_NONE ? "?" : std::to_string(member.pd));
-    out << '@' << member.start << STATES[member.state] << (i + 1 == virtualDisk.memberCount ? "\n" : ",");
+    out << (member.pd == ddf::noIndex ? "?" : std::to_string(member.pd));
+    out << '@' << member.start << STATES[static_cast<int>(member.state)]
+        << (i + 1 == virtualDisk.memberCount ? "\n" : ",");
   }
 }
 
-static void describeVirtualDisk(std::ostream &out, const DDF_VIRTUAL_DISK &virtualDisk) {
+static void describeVirtualDisk(std::ostream &out, const ddf::VirtualDisk &virtualDisk) {
   constexpr const char *LEVELS[] = {"unknown level", "RAID 0", "RAID 1",  "RAID 4",
                                     "RAID 5",        "RAID 6", "RAID 10", "linear"};
   constexpr const char *INIT[] = {"not initialised", "quickly initialised", "initialised", "?"};
   constexpr const char *ACCESS[] = {"read/write", "?", "read only", "blocked"};
-  const DDF_VD_ENTRY &entry = *virtualDisk.entry;
+  const ddf::VdEntry &entry = *virtualDisk.entry;
   out << '"' << virtualDisk.name << "\" " << stateName(virtualDisk.state) << " (entry: " << stateName(entry.state)
-      << ((entry.state & DDF_VD_INCONSISTENT) != 0 ? ", inconsistent" : "") << ", " << INIT[entry.init & DDF_INIT_BITS]
-      << ", " << ACCESS[entry.init >> DDF_ACCESS_SHIFT] << ')';
+      << ((entry.state & ddf::vdInconsistent) != 0 ? ", inconsistent" : "") << ", " << INIT[entry.init & ddf::initBits]
+      << ", " << ACCESS[entry.init >> ddf::accessShift] << ')';
   out << (virtualDisk.fault.what != nullptr ? ", " + faultText(virtualDisk.fault) : "") << '\n';
   if (virtualDisk.memberCount == 0) {
     return;
   }
-  const DDF_RECORD &record = *virtualDisk.record;
-  out << "    " << LEVELS[virtualDisk.level] << " (" << unsigned{record.level} << ", " << unsigned{record.qualifier}
-      << ", secondary " << unsigned{record.secondaryLevel} << ')' << (virtualDisk.assembles ? "" : ", not for Linux")
-      << ", " << virtualDisk.blocks << " blocks, " << virtualDisk.memberBlocks << " a member, strip "
-      << virtualDisk.stripBlocks << '\n';
+  const ddf::Record &record = *virtualDisk.record;
+  out << "    " << LEVELS[static_cast<int>(virtualDisk.level)] << " (" << unsigned{record.level} << ", "
+      << unsigned{record.qualifier} << ", secondary " << unsigned{record.secondaryLevel} << ')'
+      << (virtualDisk.assembles ? "" : ", not for Linux") << ", " << virtualDisk.blocks << " blocks, "
+      << virtualDisk.memberBlocks << " a member, strip " << virtualDisk.stripBlocks << '\n';
   describeMembers(out, virtualDisk);
 }
 
-std::string describe(const DDF_MODEL &model) {
+std::string describe(const ddf::Model &model) {
   std::ostringstream out;
   for (UINT32 i = 0; i < model.diskCount; ++i) {
     out << "disk " << i << ": ";
     describeDisk(out, model.disks[i]);
   }
   for (UINT32 i = 0; i < model.setCount; ++i) {
-    const DDF_SET &set = model.sets[i];
+    const ddf::Set &set = model.sets[i];
     out << "set " << i << ": sequence " << set.sequence << ", newest disk " << set.newest
         << (set.foreign ? ", foreign" : "") << (set.ordered ? "" : ", not ordered") << (set.sound ? "" : ", not sound");
     out << (set.orphans != 0 ? ", orphans " + std::to_string(set.orphans) : "") << '\n';
@@ -123,25 +124,25 @@ std::string describe(const DDF_MODEL &model) {
 
 // --- What holds for every model ---
 
-static std::string diskFault(const DDF_MODEL &model, UINT32 number) {
-  const DDF_DISK &disk = model.disks[number];
-  bool good = disk.kind == DDF_DISK_MEMBER || disk.kind == DDF_DISK_STALE;
-  if (good != (disk.set != DDF_NONE) || good != (disk.copy.sections[0] != nullptr)) {
+static std::string diskFault(const ddf::Model &model, UINT32 number) {
+  const ddf::Disk &disk = model.disks[number];
+  bool good = disk.kind == ddf::DiskKind::member || disk.kind == ddf::DiskKind::stale;
+  if (good != (disk.set != ddf::noIndex) || good != (disk.copy.sections[0] != nullptr)) {
     return "set or copy of another kind of disk";
   }
-  if ((disk.kind == DDF_DISK_MEMBER || disk.kind == DDF_DISK_OTHER) != (disk.fault.what == nullptr)) {
+  if ((disk.kind == ddf::DiskKind::member || disk.kind == ddf::DiskKind::other) != (disk.fault.what == nullptr)) {
     return "a disk without a reason, or with one too many";
   }
-  if (disk.kind == DDF_DISK_MEMBER && model.sets[disk.set].pds[disk.pd].disk != number) {
+  if (disk.kind == ddf::DiskKind::member && model.sets[disk.set].pds[disk.pd].disk != number) {
     return "a member that its set does not name";
   }
   return {};
 }
 
-static std::string spaceFault(const DDF_PD &pd) {
+static std::string spaceFault(const ddf::Pd &pd) {
   UINT64 at = 0, free = 0;
   for (UINT32 i = 0; i < pd.gapCount; ++i) {
-    const DDF_GAP &gap = pd.gaps[i];
+    const ddf::Gap &gap = pd.gaps[i];
     if (gap.blocks == 0 || gap.start < at || gap.start > pd.limit || gap.blocks > pd.limit - gap.start) {
       return "gaps that overlap or lie outside";
     }
@@ -151,41 +152,41 @@ static std::string spaceFault(const DDF_PD &pd) {
   return free != pd.freeBlocks || free + pd.usedBlocks != pd.limit ? "blocks that are neither free nor used" : "";
 }
 
-static bool meetsGap(const DDF_PD &pd, UINT64 start, UINT64 end) {
+static bool meetsGap(const ddf::Pd &pd, UINT64 start, UINT64 end) {
   return std::any_of(pd.gaps, pd.gaps + pd.gapCount,
-                     [&](const DDF_GAP &gap) { return gap.start < end && start < gap.start + gap.blocks; });
+                     [&](const ddf::Gap &gap) { return gap.start < end && start < gap.start + gap.blocks; });
 }
 
-static std::string virtualDiskFault(const DDF_SET &set, const DDF_VIRTUAL_DISK &virtualDisk) {
+static std::string virtualDiskFault(const ddf::Set &set, const ddf::VirtualDisk &virtualDisk) {
   if ((virtualDisk.memberCount == 0) != (virtualDisk.fault.what != nullptr)) {
     return "a volume without members or reason";
   }
-  if (ddfStateOfMembers(virtualDisk) == DDF_VD_FAILED && virtualDisk.state != DDF_VD_FAILED) {
+  if (ddf::stateOfMembers(virtualDisk) == ddf::vdFailed && virtualDisk.state != ddf::vdFailed) {
     return "a volume that is better than its members";
   }
   UINT32 lost = 0;
   for (UINT32 i = 0; i < virtualDisk.memberCount; ++i) {
-    const DDF_MEMBER &member = virtualDisk.members[i];
-    lost += member.state != DDF_MEMBER_GOOD ? 1 : 0;
-    if (member.state != DDF_MEMBER_GOOD) {
+    const ddf::Member &member = virtualDisk.members[i];
+    lost += member.state != ddf::MemberState::good ? 1 : 0;
+    if (member.state != ddf::MemberState::good) {
       continue;
     }
-    const DDF_PD &pd = set.pds[member.pd];
+    const ddf::Pd &pd = set.pds[member.pd];
     UINT64 end = member.start + virtualDisk.record->memberBlocks;
-    if (pd.disk == DDF_NONE || end < member.start || end > pd.limit || meetsGap(pd, member.start, end)) {
+    if (pd.disk == ddf::noIndex || end < member.start || end > pd.limit || meetsGap(pd, member.start, end)) {
       return "a member outside its disk or in a gap";
     }
   }
-  return lost != 0 && virtualDisk.state == DDF_VD_OPTIMAL ? "an optimal volume that lost members" : "";
+  return lost != 0 && virtualDisk.state == ddf::vdOptimal ? "an optimal volume that lost members" : "";
 }
 
-std::string modelFault(const DDF_MODEL &model) {
+std::string modelFault(const ddf::Model &model) {
   std::string fault;
   for (UINT32 i = 0; i < model.diskCount && fault.empty(); ++i) {
     fault = diskFault(model, i);
   }
   for (UINT32 i = 0; i < model.setCount && fault.empty(); ++i) {
-    const DDF_SET &set = model.sets[i];
+    const ddf::Set &set = model.sets[i];
     for (UINT32 j = 0; j < set.pdCount && fault.empty(); ++j) {
       fault = spaceFault(set.pds[j]);
     }

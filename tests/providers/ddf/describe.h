@@ -6,7 +6,7 @@
 #include "providers/ddf/ddf.h"
 
 // Everything that does not differ from one recording to the next, so no GUIDs and references.
-std::string describe(const DDF_MODEL &model);
+std::string describe(const ddf::Model &model);
 
 // What is wrong in a model, whatever the disks hold; empty when nothing is.
-std::string modelFault(const DDF_MODEL &model);
+std::string modelFault(const ddf::Model &model);

@@ -11,8 +11,8 @@
 void SPARSE_DISK::write(UINT64 lba, const void *bytes, size_t count) {
   for (size_t i = 0; i < count; ++i) {
     SECTOR_BYTES sector;
-    std::memcpy(sector.data(), static_cast<const UINT8 *>(bytes) + i * DDF_SECTOR, DDF_SECTOR);
-    bool filler = sector[0] == 0xFF && std::memcmp(sector.data(), sector.data() + 1, DDF_SECTOR - 1) == 0;
+    std::memcpy(sector.data(), static_cast<const UINT8 *>(bytes) + i * ddf::sectorSize, ddf::sectorSize);
+    bool filler = sector[0] == 0xFF && std::memcmp(sector.data(), sector.data() + 1, ddf::sectorSize - 1) == 0;
     filler ? void(kept.erase(lba + i)) : void(kept[lba + i] = sector);
   }
 }
@@ -30,14 +30,14 @@ static EFI_STATUS readSparse(void *context, UINT64 lba, UINTN count, void *buffe
     return EFI_DEVICE_ERROR;
   }
   disk->readSectors += count;
-  std::memset(buffer, 0xFF, count * DDF_SECTOR);
+  std::memset(buffer, 0xFF, count * ddf::sectorSize);
   for (auto at = disk->kept.lower_bound(lba); at != disk->kept.end() && at->first < lba + count; ++at) {
-    std::memcpy(static_cast<UINT8 *>(buffer) + (at->first - lba) * DDF_SECTOR, at->second.data(), DDF_SECTOR);
+    std::memcpy(static_cast<UINT8 *>(buffer) + (at->first - lba) * ddf::sectorSize, at->second.data(), ddf::sectorSize);
   }
   return EFI_SUCCESS;
 }
 
-DDF_SOURCE SPARSE_DISK::source() {
+ddf::Source SPARSE_DISK::source() {
   return {readSparse, this, sectors};
 }
 
@@ -56,7 +56,7 @@ DISKS loadDisks(const std::string &file) {
     disk.sectors = sectors;
     for (uint64_t count = number(); count > 0 && in; --count) {
       uint64_t lba = number();
-      in.read(reinterpret_cast<char *>(disk.kept[lba].data()), DDF_SECTOR);
+      in.read(reinterpret_cast<char *>(disk.kept[lba].data()), ddf::sectorSize);
     }
     disks.push_back(std::move(disk));
   }
@@ -65,13 +65,13 @@ DISKS loadDisks(const std::string &file) {
 
 // --- Models ---
 
-OWNED_MODEL readModel(DISKS &disks, const DDF_GUID *ours) {
-  std::vector<DDF_SOURCE> sources;
+OWNED_MODEL readModel(DISKS &disks, const ddf::Guid *ours) {
+  std::vector<ddf::Source> sources;
   for (SPARSE_DISK &disk : disks) {
     sources.push_back(disk.source());
   }
-  DDF_MODEL *model = nullptr;
-  ddfRead(sources.data(), static_cast<UINT32>(sources.size()), ours, &model);
+  ddf::Model *model = nullptr;
+  ddf::readModel(sources.data(), static_cast<UINT32>(sources.size()), ours, &model);
   return OWNED_MODEL(model);
 }
 
@@ -82,60 +82,60 @@ std::string readText(DISKS &disks) {
 std::string searchedText(DISKS &disks) {
   OWNED_MODEL model = readModel(disks);
   for (UINT32 i = 0; i < model->diskCount; ++i) {
-    ddfSearch(model.get(), i);
+    ddf::searchDisk(model.get(), i);
   }
   return describe(*model);
 }
 
 // --- Changes ---
 
-static void writeHeaders(SPARSE_DISK &disk, const DDF_COPY &copy) {
-  for (DDF_HEADER_TYPE type : {DDF_PRIMARY, DDF_SECONDARY, DDF_ANCHOR}) {
-    DDF_HEADER header;
-    ddfMakeHeader(copy, type, DDF_CLOSED, copy.header.sequence, copy.header.time, &header);
-    UINT64 lba = type == DDF_PRIMARY  ? copy.header.primaryLba
-                 : type == DDF_ANCHOR ? disk.sectors - 1
-                                      : copy.header.secondaryLba;
-    lba == DDF_NO_LBA ? void() : disk.write(lba, &header, 1);
+static void writeHeaders(SPARSE_DISK &disk, const ddf::Copy &copy) {
+  for (ddf::HeaderType type : {ddf::headerPrimary, ddf::headerSecondary, ddf::headerAnchor}) {
+    ddf::Header header;
+    ddf::makeHeader(copy, type, ddf::openFlagClosed, copy.header.sequence, copy.header.time, &header);
+    UINT64 lba = type == ddf::headerPrimary  ? copy.header.primaryLba
+                 : type == ddf::headerAnchor ? disk.sectors - 1
+                                             : copy.header.secondaryLba;
+    lba == ddf::noLba ? void() : disk.write(lba, &header, 1);
   }
 }
 
-void storeCopy(SPARSE_DISK &disk, DDF_COPY &copy) {
-  ddfSeal(&copy);
+void storeCopy(SPARSE_DISK &disk, ddf::Copy &copy) {
+  ddf::seal(&copy);
   writeHeaders(disk, copy);
-  for (DDF_HEADER_TYPE type : {DDF_PRIMARY, DDF_SECONDARY}) {
-    UINT64 lba = type == DDF_PRIMARY ? copy.header.primaryLba : copy.header.secondaryLba;
-    for (int section = 0; lba != DDF_NO_LBA && section < DDF_SECTIONS; ++section) {
-      DDF_EXTENT extent = ddfSectionExtent(copy, type, static_cast<DDF_SECTION>(section));
+  for (ddf::HeaderType type : {ddf::headerPrimary, ddf::headerSecondary}) {
+    UINT64 lba = type == ddf::headerPrimary ? copy.header.primaryLba : copy.header.secondaryLba;
+    for (int section = 0; lba != ddf::noLba && section < ddf::sectionCount; ++section) {
+      ddf::Extent extent = ddf::extentOf(copy, type, static_cast<ddf::Section>(section));
       disk.write(extent.lba, copy.sections[section], extent.sectors);
     }
   }
 }
 
-void changeDisks(DISKS &disks, const std::function<void(DDF_COPY &copy, size_t disk)> &change) {
+void changeDisks(DISKS &disks, const std::function<void(ddf::Copy &copy, size_t disk)> &change) {
   OWNED_MODEL model = readModel(disks);
   for (UINT32 i = 0; i < model->diskCount; ++i) {
-    DDF_COPY copy;
-    if (model->disks[i].copy.sections[0] != nullptr && ddfDuplicateCopy(model->disks[i].copy, &copy) == EFI_SUCCESS) {
+    ddf::Copy copy;
+    if (model->disks[i].copy.sections[0] != nullptr && ddf::duplicateCopy(model->disks[i].copy, &copy) == EFI_SUCCESS) {
       change(copy, i);
       // A change of the header only: the sections' lengths in memory stay what they are.
-      DDF_COPY sections = copy;
+      ddf::Copy sections = copy;
       sections.header = model->disks[i].copy.header;
       storeCopy(disks[i], sections);
       writeHeaders(disks[i], copy);
-      ddfFreeCopy(&copy);
+      ddf::freeCopy(&copy);
     }
   }
 }
 
-void dedicateSpare(DDF_COPY &copy, size_t disk, UINT32 pd) {
-  ddfPdEntry(copy, pd)->type = DDF_PD_SPARE;
+void dedicateSpare(ddf::Copy &copy, size_t disk, UINT32 pd) {
+  ddf::pdEntryAt(copy, pd)->type = ddf::pdSpare;
   if (disk == pd) {
-    auto *spare = reinterpret_cast<DDF_SPARE_RECORD *>(ddfRecordSlot(copy, ddfRecordCapacity(copy) - 1));
-    spare->signature = DDF_SPARE_SIGNATURE;
-    spare->type = DDF_SPARE_DEDICATED;
+    auto *spare = reinterpret_cast<ddf::SpareRecord *>(ddf::recordAt(copy, ddf::recordCapacity(copy) - 1));
+    spare->signature = ddf::spareSignature;
+    spare->type = ddf::spareDedicated;
     spare->entries = 0xFFFF; // the first one is an entry
-    reinterpret_cast<DDF_SPARE_ENTRY *>(spare + 1)->guid = ddfVdEntry(copy, 0)->guid;
+    reinterpret_cast<ddf::SpareEntry *>(spare + 1)->guid = ddf::vdEntryAt(copy, 0)->guid;
   }
 }
 
@@ -144,10 +144,10 @@ static void mend(SPARSE_DISK &disk, UINT64 lba, UINT64 count) {
   if (count == 0 || count > MOST || count > disk.sectors || lba > disk.sectors - count) {
     return;
   }
-  std::vector<UINT8> bytes(count * DDF_SECTOR);
+  std::vector<UINT8> bytes(count * ddf::sectorSize);
   readSparse(&disk, lba, count, bytes.data());
-  DDF_LIST_HEAD *head = reinterpret_cast<DDF_LIST_HEAD *>(bytes.data());
-  head->crc = ddfChecksum(bytes.data(), bytes.size());
+  ddf::ListHead *head = reinterpret_cast<ddf::ListHead *>(bytes.data());
+  head->crc = ddf::checksum(bytes.data(), bytes.size());
   disk.write(lba, bytes.data(), 1);
 }
 
@@ -156,10 +156,10 @@ static void mendCopy(SPARSE_DISK &disk, UINT64 lba) {
     return;
   }
   SECTOR_BYTES bytes = disk.read(lba);
-  const DDF_HEADER *header = reinterpret_cast<const DDF_HEADER *>(bytes.data());
-  for (int section = 0; section < DDF_SECTIONS; ++section) {
+  const ddf::Header *header = reinterpret_cast<const ddf::Header *>(bytes.data());
+  for (int section = 0; section < ddf::sectionCount; ++section) {
     UINT64 from = lba + header->sections[section].offset, length = header->sections[section].length;
-    if (section != DDF_RECORDS) {
+    if (section != ddf::sectionRecords) {
       mend(disk, from, length);
       continue;
     }
@@ -179,7 +179,7 @@ void mendChecksums(SPARSE_DISK &disk) {
   }
   disk.failAfter = ~UINT64{0};
   SECTOR_BYTES bytes = disk.read(disk.sectors - 1);
-  const DDF_HEADER *anchor = reinterpret_cast<const DDF_HEADER *>(bytes.data());
+  const ddf::Header *anchor = reinterpret_cast<const ddf::Header *>(bytes.data());
   mendCopy(disk, anchor->primaryLba);
   mendCopy(disk, anchor->secondaryLba);
   mend(disk, disk.sectors - 1, 1);
@@ -187,8 +187,8 @@ void mendChecksums(SPARSE_DISK &disk) {
 
 // --- New sets ---
 
-static DDF_GUID testGuid(char kind, UINT32 number) {
-  DDF_GUID guid;
+static ddf::Guid testGuid(char kind, UINT32 number) {
+  ddf::Guid guid;
   std::memset(guid.bytes, kind, sizeof(guid.bytes));
   std::memcpy(guid.bytes, "Linux-MD", 8); // of a friend
   guid.bytes[23] = static_cast<UINT8>(number);
@@ -199,31 +199,31 @@ static UINT32 testReference(UINT32 disk) {
   return 0x5EED0000 + disk * 7919; // no order that a disk's number has
 }
 
-static void addPds(DDF_COPY &copy, UINT32 count, UINT32 members) {
+static void addPds(ddf::Copy &copy, UINT32 count, UINT32 members) {
   for (UINT32 i = 0; i < count; ++i) {
-    DDF_PD_ENTRY *entry = ddfPdEntry(copy, i);
+    ddf::PdEntry *entry = ddf::pdEntryAt(copy, i);
     entry->guid = testGuid('D', i);
     entry->reference = testReference(i);
-    entry->type = i < members ? DDF_PD_MEMBER : DDF_PD_GLOBAL_SPARE;
-    entry->state = DDF_PD_ONLINE;
-    entry->configuredSize = TEST_DISK_SECTORS - DDF_RESERVE;
+    entry->type = i < members ? ddf::pdMember : ddf::pdGlobalSpare;
+    entry->state = ddf::pdOnline;
+    entry->configuredSize = TEST_DISK_SECTORS - ddf::reserveSectors;
   }
 }
 
-static void addVirtualDisk(DDF_COPY &copy, const TEST_VIRTUAL_DISK &virtualDisk, UINT32 disk) {
-  DDF_VD_ENTRY *entry = ddfVdEntry(copy, 0);
+static void addVirtualDisk(ddf::Copy &copy, const TEST_VIRTUAL_DISK &virtualDisk, UINT32 disk) {
+  ddf::VdEntry *entry = ddf::vdEntryAt(copy, 0);
   entry->guid = testGuid('V', 0);
   entry->number = 0;
   entry->type = 0;
-  entry->state = DDF_VD_OPTIMAL;
-  entry->init = DDF_INIT_FULL;
+  entry->state = ddf::vdOptimal;
+  entry->init = ddf::initFull;
   std::memcpy(entry->name, "volume\0\0\0\0\0\0\0\0\0\0", sizeof(entry->name));
   if (disk >= virtualDisk.spans * virtualDisk.spanMembers) {
     return;
   }
   UINT32 span = disk / virtualDisk.spanMembers;
-  DDF_RECORD *record = ddfRecordSlot(copy, 0);
-  record->signature = DDF_RECORD_SIGNATURE;
+  ddf::Record *record = ddf::recordAt(copy, 0);
+  record->signature = ddf::recordSignature;
   record->guid = entry->guid;
   record->sequence = 1;
   record->elements = static_cast<UINT16>(virtualDisk.spanMembers);
@@ -236,19 +236,19 @@ static void addVirtualDisk(DDF_COPY &copy, const TEST_VIRTUAL_DISK &virtualDisk,
   record->memberBlocks = virtualDisk.memberBlocks;
   record->blocks = 0;
   for (UINT32 i = 0; i < virtualDisk.spanMembers; ++i) {
-    ddfReferences(record)[i] = testReference(span * virtualDisk.spanMembers + i);
-    ddfStarts(copy, record)[i] = 0;
+    ddf::referencesOf(record)[i] = testReference(span * virtualDisk.spanMembers + i);
+    ddf::startsOf(copy, record)[i] = 0;
   }
 }
 
-DISKS makeDisks(const TEST_VIRTUAL_DISK &virtualDisk, UINT32 extraDisks, const DDF_LIMITS &limits) {
+DISKS makeDisks(const TEST_VIRTUAL_DISK &virtualDisk, UINT32 extraDisks, const ddf::Limits &limits) {
   UINT32 members = virtualDisk.spans * virtualDisk.spanMembers;
   DISKS disks(members + extraDisks);
   for (UINT32 i = 0; i < disks.size(); ++i) {
-    DDF_NEW_COPY wanted = {TEST_DISK_SECTORS, limits, testGuid('S', 0), testGuid('C', 0),
+    ddf::NewCopy wanted = {TEST_DISK_SECTORS, limits, testGuid('S', 0), testGuid('C', 0),
                            {1, 2, 3, 4},      {},     testGuid('D', i), testReference(i)};
-    DDF_COPY copy;
-    if (ddfNewCopy(wanted, &copy) != EFI_SUCCESS) {
+    ddf::Copy copy;
+    if (ddf::makeNewCopy(wanted, &copy) != EFI_SUCCESS) {
       return {};
     }
     copy.header.sequence = 1;
@@ -257,7 +257,7 @@ DISKS makeDisks(const TEST_VIRTUAL_DISK &virtualDisk, UINT32 extraDisks, const D
     addVirtualDisk(copy, virtualDisk, i);
     disks[i].sectors = TEST_DISK_SECTORS;
     storeCopy(disks[i], copy);
-    ddfFreeCopy(&copy);
+    ddf::freeCopy(&copy);
   }
   return disks;
 }

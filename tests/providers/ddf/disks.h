@@ -11,7 +11,7 @@
 #include "host/firmware/firmware.h"
 #include "providers/ddf/ddf.h"
 
-using SECTOR_BYTES = std::array<UINT8, DDF_SECTOR>;
+using SECTOR_BYTES = std::array<UINT8, ddf::sectorSize>;
 
 // Sectors that are not kept read as FF.
 struct SPARSE_DISK {
@@ -22,7 +22,7 @@ struct SPARSE_DISK {
 
   void write(UINT64 lba, const void *bytes, size_t count);
   SECTOR_BYTES read(UINT64 lba) const;
-  DDF_SOURCE source();
+  ddf::Source source();
 };
 using DISKS = std::vector<SPARSE_DISK>;
 
@@ -31,26 +31,26 @@ DISKS loadDisks(const std::string &file);
 
 // Frees its model.
 struct FREE_MODEL {
-  void operator()(DDF_MODEL *model) const { ddfFree(model); }
+  void operator()(ddf::Model *model) const { ddf::freeModel(model); }
 };
-using OWNED_MODEL = std::unique_ptr<DDF_MODEL, FREE_MODEL>;
+using OWNED_MODEL = std::unique_ptr<ddf::Model, FREE_MODEL>;
 
 // Without memory null.
-OWNED_MODEL readModel(DISKS &disks, const DDF_GUID *ours = nullptr);
+OWNED_MODEL readModel(DISKS &disks, const ddf::Guid *ours = nullptr);
 // The model as a text.
 std::string readText(DISKS &disks);
 // The same after all disks were searched.
 std::string searchedText(DISKS &disks);
 
 // Writes both copies, closed, and the anchor.
-void storeCopy(SPARSE_DISK &disk, DDF_COPY &copy);
+void storeCopy(SPARSE_DISK &disk, ddf::Copy &copy);
 
 // Changes the copies of all disks that have a good one, as a writer would.
-void changeDisks(DISKS &disks, const std::function<void(DDF_COPY &copy, size_t disk)> &change);
+void changeDisks(DISKS &disks, const std::function<void(ddf::Copy &copy, size_t disk)> &change);
 
 // Makes disk pd a spare for the first virtual disk; its own copy has the record, which claims more entries than it has
 // room for.
-void dedicateSpare(DDF_COPY &copy, size_t disk, UINT32 pd);
+void dedicateSpare(ddf::Copy &copy, size_t disk, UINT32 pd);
 
 // Sets all checksums that the disk's headers lead to, whatever the rest holds.
 void mendChecksums(SPARSE_DISK &disk);
@@ -63,6 +63,6 @@ struct TEST_VIRTUAL_DISK {
   UINT8 strip;
   UINT64 memberBlocks;
 };
-DISKS makeDisks(const TEST_VIRTUAL_DISK &virtualDisk, UINT32 extraDisks, const DDF_LIMITS &limits);
+DISKS makeDisks(const TEST_VIRTUAL_DISK &virtualDisk, UINT32 extraDisks, const ddf::Limits &limits);
 
-constexpr UINT64 TEST_DISK_SECTORS = DDF_RESERVE + 4096;
+constexpr UINT64 TEST_DISK_SECTORS = ddf::reserveSectors + 4096;

@@ -18,18 +18,18 @@ TEST_F(Ddf, SignaturesTellWhatADiskHolds) {
       {2000, {{0, "LUKS\xba\xbe"}, {512, "EFI PART"}, {1024 + 56, "\x53\xef"}}, "encrypted volume, GPT, "},
   };
   for (const auto &row : cases) {
-    std::string image(3 * DDF_SECTOR, 0);
+    std::string image(3 * ddf::sectorSize, 0);
     for (const auto &[at, bytes] : row.pieces) {
       image.replace(at, bytes.size(), bytes);
     }
     DISKS disks(1, {row.sectors, {}});
     disks[0].write(0, image.data(), std::min<size_t>(row.sectors, 3));
     CHAR8 text[24];
-    EXPECT_EQ(ddfFindContents(disks[0].source(), text, sizeof(text)), EFI_SUCCESS);
+    EXPECT_EQ(ddf::findContents(disks[0].source(), text, sizeof(text)), EFI_SUCCESS);
     EXPECT_STREQ(text, row.text);
   }
   CHAR8 cut[8];
-  ddfFaultText({"wrong checksum", "anchor"}, cut, sizeof(cut));
+  ddf::faultText({"wrong checksum", "anchor"}, cut, sizeof(cut));
   EXPECT_STREQ(cut, "wrong c");
 }
 
@@ -71,7 +71,7 @@ TEST_F(Ddf, ADiskThatLooksBlankIsFree) {
   // Bytes that differ within a sector, the last one only.
   DISKS disks(1, {SECTORS, {}});
   SECTOR_BYTES sector = filled(0xFF);
-  sector[DDF_SECTOR - 1] = 0xFE;
+  sector[ddf::sectorSize - 1] = 0xFE;
   disks[0].write(100, sector.data(), 1);
   EXPECT_NE(searchedText(disks).find("at byte 51200"), std::string::npos);
   disks[0].kept.clear();
@@ -83,16 +83,16 @@ TEST_F(Ddf, ADiskThatLooksBlankIsFree) {
   EXPECT_LT(reads, 100u);
   disks[0].failAfter = ~UINT64{0};
   OWNED_MODEL model = readModel(disks);
-  EXPECT_EQ(ddfSearch(model.get(), 0), EFI_SUCCESS);
+  EXPECT_EQ(ddf::searchDisk(model.get(), 0), EFI_SUCCESS);
   UINT64 once = disks[0].readSectors;
-  EXPECT_EQ(ddfSearch(model.get(), 0), EFI_SUCCESS);
+  EXPECT_EQ(ddf::searchDisk(model.get(), 0), EFI_SUCCESS);
   EXPECT_EQ(disks[0].readSectors, once);
 }
 
 // Members that were copied to a larger disk, or cut, or whose set still lists them.
 TEST_F(Ddf, MetadataOfADiskOfAnotherSizeIsFound) {
   constexpr UINT64 SIZE = UINT64{1} << 17; // a power of two
-  const DISKS pair = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 1, DDF_SMALL_LIMITS);
+  const DISKS pair = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 1, ddf::smallLimits);
   auto moved = [&](UINT64 sectors, UINT64 by) {
     SPARSE_DISK disk = {sectors, {}};
     for (const auto &[lba, bytes] : pair[1].kept) {
@@ -100,13 +100,13 @@ TEST_F(Ddf, MetadataOfADiskOfAnotherSizeIsFound) {
     }
     return disk;
   };
-  auto holding = [&](DDF_HEADER header) {
+  auto holding = [&](ddf::Header header) {
     SPARSE_DISK disk = {SIZE, {}};
     disk.write(SIZE - 100, &header, 1);
     return disk;
   };
-  DDF_HEADER header = {};
-  header.signature = DDF_HEADER_SIGNATURE;
+  ddf::Header header = {};
+  header.signature = ddf::headerSignature;
   const SPARSE_DISK damaged = holding(header);
   header.type = 9;
   const std::string found = "other, holds metadata of a disk of another size\n";
@@ -138,9 +138,9 @@ TEST_F(Ddf, AMarkTellsThatADiskWasSetFree) {
   SECTOR_BYTES super = filled(0);
   super[56] = 0x53, super[57] = 0xEF;
   disk.write(2, super.data(), 1);
-  DDF_FREE_MARK mark;
-  std::vector<UINT8> buffer(DDF_BUFFER_SIZE);
-  ASSERT_EQ(ddfMakeFreeMark(disk.source(), buffer.data(), &mark), EFI_SUCCESS);
+  ddf::FreeMark mark;
+  std::vector<UINT8> buffer(ddf::bufferSize);
+  ASSERT_EQ(ddf::makeFreeMark(disk.source(), buffer.data(), &mark), EFI_SUCCESS);
   disk.write(SECTORS - 1, &mark, 1);
   const struct {
     const char *name;
@@ -148,8 +148,8 @@ TEST_F(Ddf, AMarkTellsThatADiskWasSetFree) {
     const char *text;
   } cases[] = {
       {"as it was", [](SPARSE_DISK &) {}, "other, set free\n"},
-      {"elsewhere in the metadata", [&](SPARSE_DISK &changed) { changed.write(SECTORS - DDF_RESERVE, &mark, 1); },
-       "other, set free\n"},
+      {"elsewhere in the metadata",
+       [&](SPARSE_DISK &changed) { changed.write(SECTORS - ddf::reserveSectors, &mark, 1); }, "other, set free\n"},
       {"the file system was used",
        [&](SPARSE_DISK &changed) {
          super[60] = 1;
@@ -184,6 +184,6 @@ TEST_F(Ddf, AMarkTellsThatADiskWasSetFree) {
   // A member may be smaller than this controller would make one; no read leaves it.
   for (UINT64 sectors : {1, 1000, 2048, 3000}) {
     SPARSE_DISK small = {sectors, {}};
-    EXPECT_EQ(ddfMakeFreeMark(small.source(), buffer.data(), &mark), EFI_SUCCESS) << sectors;
+    EXPECT_EQ(ddf::makeFreeMark(small.source(), buffer.data(), &mark), EFI_SUCCESS) << sectors;
   }
 }

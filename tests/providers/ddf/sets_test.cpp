@@ -56,7 +56,7 @@ TEST_F(Ddf, LevelsLoseTheDisksThatTheyCanSpare) {
   for (const LEVEL_CASE &row : g_levels) {
     SCOPED_TRACE(row.text);
     UINT32 members = row.virtualDisk.spans * row.virtualDisk.spanMembers;
-    DISKS all = makeDisks(row.virtualDisk, /* extraDisks= */ 1, DDF_SMALL_LIMITS);
+    DISKS all = makeDisks(row.virtualDisk, /* extraDisks= */ 1, ddf::smallLimits);
     EXPECT_NE(readText(all).find(row.text), std::string::npos) << readText(all);
     for (unsigned lost = 0; lost < 1U << members; ++lost) {
       DISKS disks;
@@ -68,10 +68,10 @@ TEST_F(Ddf, LevelsLoseTheDisksThatTheyCanSpare) {
       OWNED_MODEL model = readModel(disks);
       ASSERT_NE(model, nullptr);
       EXPECT_EQ(modelFault(*model), "");
-      const DDF_VIRTUAL_DISK &virtualDisk = model->sets[0].virtualDisks[0];
+      const ddf::VirtualDisk &virtualDisk = model->sets[0].virtualDisks[0];
       bool failed = lost == (1U << members) - 1 || isFailed(row, lost);
-      EXPECT_EQ(virtualDisk.state == DDF_VD_FAILED, failed) << "lost " << lost;
-      EXPECT_EQ(virtualDisk.state == DDF_VD_OPTIMAL, lost == 0) << "lost " << lost;
+      EXPECT_EQ(virtualDisk.state == ddf::vdFailed, failed) << "lost " << lost;
+      EXPECT_EQ(virtualDisk.state == ddf::vdOptimal, lost == 0) << "lost " << lost;
       EXPECT_EQ(virtualDisk.blocks, virtualDisk.memberCount == 0 ? 0 : row.blocks);
       EXPECT_TRUE(model->sets[0].sound);
     }
@@ -80,11 +80,11 @@ TEST_F(Ddf, LevelsLoseTheDisksThatTheyCanSpare) {
 
 // --- What a set may say ---
 
-static DDF_RECORD *record(DDF_COPY &copy) {
-  return ddfRecordSlot(copy, 0);
+static ddf::Record *record(ddf::Copy &copy) {
+  return ddf::recordAt(copy, 0);
 }
 
-typedef void (*SET_CHANGE)(DDF_COPY &copy, size_t disk);
+typedef void (*SET_CHANGE)(ddf::Copy &copy, size_t disk);
 
 struct SET_CASE {
   const char *name;
@@ -93,7 +93,7 @@ struct SET_CASE {
 };
 
 #define CHANGE(...)                                                                                                    \
-  [](DDF_COPY &copy, size_t disk) {                                                                                    \
+  [](ddf::Copy &copy, size_t disk) {                                                                                   \
     (void)copy, (void)disk;                                                                                            \
     __VA_ARGS__;                                                                                                       \
   }
@@ -101,9 +101,11 @@ struct SET_CASE {
 static const SET_CASE g_cases[] = {
     {"nothing changed", CHANGE(), "members 0@0, 1@0\n"},
     // Members.
-    {"one disk twice", CHANGE(ddfReferences(record(copy))[1] = ddfReferences(record(copy))[0]), "0@0, 0@0 repeated\n"},
+    {"one disk twice", CHANGE(ddf::referencesOf(record(copy))[1] = ddf::referencesOf(record(copy))[0]),
+     "0@0, 0@0 repeated\n"},
     {"no disk, but an entry",
-     CHANGE(ddfReferences(record(copy))[0] = DDF_NO_REFERENCE; ddfPdEntry(copy, 2)->reference = DDF_NO_REFERENCE),
+     CHANGE(ddf::referencesOf(record(copy))[0] = ddf::noReference;
+            ddf::pdEntryAt(copy, 2)->reference = ddf::noReference),
      "members ?@0 unknown, 1@0\n"},
     // Records.
     {"span beyond the last", CHANGE(record(copy)->secondaryCount = 2; record(copy)->secondaryElement = 2),
@@ -112,27 +114,29 @@ static const SET_CASE g_cases[] = {
     {"the newer record counts", CHANGE(if (disk == 1) { record(copy)->sequence = 7, record(copy)->blocks = 9; }),
      " 9 blocks"},
     // Lists.
-    {"entries alike", CHANGE(*ddfVdEntry(copy, 9) = *ddfVdEntry(copy, 0)), "another entry has its identity"},
-    {"free entry with old numbers", CHANGE(std::memset(&ddfPdEntry(copy, 2)->guid, 0xFF, 24)),
+    {"entries alike", CHANGE(*ddf::vdEntryAt(copy, 9) = *ddf::vdEntryAt(copy, 0)), "another entry has its identity"},
+    {"free entry with old numbers", CHANGE(std::memset(&ddf::pdEntryAt(copy, 2)->guid, 0xFF, 24)),
      "disk 2: stale of set 0, not in the list"},
-    {"references alike", CHANGE(ddfPdEntry(copy, 2)->reference = ddfPdEntry(copy, 0)->reference),
+    {"references alike", CHANGE(ddf::pdEntryAt(copy, 2)->reference = ddf::pdEntryAt(copy, 0)->reference),
      "disk 2: stale of set 0, not in the list"},
-    {"no entries", CHANGE(for (UINT32 i = 0; i < 3; ++i) std::memset(&ddfPdEntry(copy, i)->guid, 0xFF, 24)),
+    {"no entries", CHANGE(for (UINT32 i = 0; i < 3; ++i) std::memset(&ddf::pdEntryAt(copy, i)->guid, 0xFF, 24)),
      "disk 0: stale of set 0, not in the list"},
     // Virtual disks and spares.
     {"states of the entry",
-     CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_DEGRADED | DDF_VD_INCONSISTENT; ddfVdEntry(copy, 0)->init = 0x81),
+     CHANGE(ddf::vdEntryAt(copy, 0)->state = ddf::vdDegraded | ddf::vdInconsistent;
+            ddf::vdEntryAt(copy, 0)->init = 0x81),
      "\"volume\" degraded (entry: degraded, inconsistent, quickly initialised, read only)"},
-    {"a name of any bytes", CHANGE(std::memcpy(ddfVdEntry(copy, 0)->name, "a b\x1b\x80 c     \0xyz", 16)),
+    {"a name of any bytes", CHANGE(std::memcpy(ddf::vdEntryAt(copy, 0)->name, "a b\x1b\x80 c     \0xyz", 16)),
      "\"a b?? c\""},
     {"global spare", CHANGE(), "type global spare, global spare, used 0"},
-    {"spare without its record", CHANGE(ddfPdEntry(copy, 2)->type = DDF_PD_SPARE), "type spare, global spare"},
+    {"spare without its record", CHANGE(ddf::pdEntryAt(copy, 2)->type = ddf::pdSpare), "type spare, global spare"},
     {"dedicated spare", CHANGE(dedicateSpare(copy, disk, 2)), "type spare, spare for volumes 0, used 0"},
     {"spare that is not dedicated",
      CHANGE(dedicateSpare(copy, disk, 2);
-            reinterpret_cast<DDF_SPARE_RECORD *>(ddfRecordSlot(copy, 16))->type = disk == 2 ? 0 : 0xFF),
+            reinterpret_cast<ddf::SpareRecord *>(ddf::recordAt(copy, 16))->type = disk == 2 ? 0 : 0xFF),
      "type spare, global spare"},
-    {"failed spare", CHANGE(ddfPdEntry(copy, 2)->state = DDF_PD_ONLINE | DDF_PD_FAILED), "type global spare, used 0"},
+    {"failed spare", CHANGE(ddf::pdEntryAt(copy, 2)->state = ddf::pdOnline | ddf::pdFailed),
+     "type global spare, used 0"},
     // Headers.
     {"no name", CHANGE(std::memset(&copy.header.guid, 0xFF, 24)), "disk 0: damaged, header of another kind: anchor"},
     {"copy on the anchor", CHANGE(copy.header.secondaryLba = TEST_DISK_SECTORS - 1),
@@ -149,7 +153,7 @@ static void hasText(DISKS &disks, const std::string &wanted) {
 TEST_F(Ddf, WhatASetSaysIsJudged) {
   for (const SET_CASE &row : g_cases) {
     SCOPED_TRACE(row.name);
-    DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 1, DDF_SMALL_LIMITS);
+    DISKS disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 1, ddf::smallLimits);
     changeDisks(disks, row.change);
     hasText(disks, row.text);
   }
@@ -158,31 +162,31 @@ TEST_F(Ddf, WhatASetSaysIsJudged) {
 // The space of virtual disks that overlap is not counted twice, and nothing of it looks free. The first lies in the
 // second, the last one ends behind the limit.
 TEST_F(Ddf, GapsLieBetweenVirtualDisks) {
-  DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 0, DDF_SMALL_LIMITS);
-  changeDisks(disks, [](DDF_COPY &copy, size_t) {
+  DISKS disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 0, ddf::smallLimits);
+  changeDisks(disks, [](ddf::Copy &copy, size_t) {
     constexpr UINT64 STARTS[] = {300, 100, 2000, 3900};
     for (UINT32 i = 0; i < 4; ++i) {
-      *ddfVdEntry(copy, i) = *ddfVdEntry(copy, 0);
-      ddfVdEntry(copy, i)->guid.bytes[10] = static_cast<UINT8>(i);
-      std::memcpy(ddfRecordSlot(copy, i), ddfRecordSlot(copy, 0), UINT32{copy.header.recordLength} * DDF_SECTOR);
-      ddfRecordSlot(copy, i)->guid = ddfVdEntry(copy, i)->guid;
-      ddfStarts(copy, ddfRecordSlot(copy, i))[0] = STARTS[i];
-      ddfRecordSlot(copy, i)->memberBlocks = i == 1 ? 500 : 256;
+      *ddf::vdEntryAt(copy, i) = *ddf::vdEntryAt(copy, 0);
+      ddf::vdEntryAt(copy, i)->guid.bytes[10] = static_cast<UINT8>(i);
+      std::memcpy(ddf::recordAt(copy, i), ddf::recordAt(copy, 0), UINT32{copy.header.recordLength} * ddf::sectorSize);
+      ddf::recordAt(copy, i)->guid = ddf::vdEntryAt(copy, i)->guid;
+      ddf::startsOf(copy, ddf::recordAt(copy, i))[0] = STARTS[i];
+      ddf::recordAt(copy, i)->memberBlocks = i == 1 ? 500 : 256;
     }
   });
   hasText(disks, "pd 0: disk 0, online, type member, used 952, free 3144: 0+100 600+1400 2256+1644\n");
 }
 
 TEST_F(Ddf, ASectionMayBeLonger) {
-  DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 0, DDF_SMALL_LIMITS);
+  DISKS disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 0, ddf::smallLimits);
   OWNED_MODEL model = readModel(disks);
   for (UINT32 i = 0; i < 2; ++i) {
-    DDF_COPY copy = model->disks[i].copy; // with the same sections, but for the first
-    std::vector<UINT8> longer(2 * DDF_SECTOR, 0xFF);
-    std::memcpy(longer.data(), copy.sections[DDF_CONTROLLER], DDF_SECTOR);
-    copy.sections[DDF_CONTROLLER] = longer.data();
-    copy.header.sections[DDF_CONTROLLER].length = 2;
-    for (int section = DDF_CONTROLLER + 1; section < DDF_SECTIONS; ++section) {
+    ddf::Copy copy = model->disks[i].copy; // with the same sections, but for the first
+    std::vector<UINT8> longer(2 * ddf::sectorSize, 0xFF);
+    std::memcpy(longer.data(), copy.sections[ddf::sectionController], ddf::sectorSize);
+    copy.sections[ddf::sectionController] = longer.data();
+    copy.header.sections[ddf::sectionController].length = 2;
+    for (int section = ddf::sectionController + 1; section < ddf::sectionCount; ++section) {
       copy.header.sections[section].offset = copy.header.sections[section].offset + 1;
     }
     storeCopy(disks[i], copy);
@@ -190,15 +194,15 @@ TEST_F(Ddf, ASectionMayBeLonger) {
   hasText(disks, "newest disk 0, not ordered\n");
 }
 
-static void addOwnVirtualDisk(DDF_COPY &copy) {
-  ddfVdEntry(copy, 0)->guid.bytes[9] ^= 1;
+static void addOwnVirtualDisk(ddf::Copy &copy) {
+  ddf::vdEntryAt(copy, 0)->guid.bytes[9] ^= 1;
   record(copy)->guid.bytes[9] ^= 1;
 }
 
-static void noteOther(DDF_COPY &copy) {
-  DDF_GUID other = record(copy)->guid;
+static void noteOther(ddf::Copy &copy) {
+  ddf::Guid other = record(copy)->guid;
   other.bytes[9] ^= 1;
-  ddfNoteDeleted(copy, other);
+  ddf::noteDeleted(copy, other);
 }
 
 TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
@@ -210,50 +214,51 @@ TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
     bool leftover; // whether the disk is one
   } cases[] = {
       {"no such disk", CHANGE(), 3, EFI_INVALID_PARAMETER, false},
-      {"a volume's", CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1), 1, EFI_INVALID_PARAMETER, false},
+      {"a volume's", CHANGE(ddf::pdEntryAt(copy, 1)->guid.bytes[9] ^= 1), 1, EFI_INVALID_PARAMETER, false},
       {"with an unknown volume",
-       CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1; record(copy)->guid.bytes[9] ^= disk == 1), 1,
+       CHANGE(ddf::pdEntryAt(copy, 1)->guid.bytes[9] ^= 1; record(copy)->guid.bytes[9] ^= disk == 1), 1,
        EFI_INVALID_PARAMETER, false},
-      {"empty", CHANGE(ddfPdEntry(copy, 2)->guid.bytes[9] ^= 1), 2, EFI_INVALID_PARAMETER, true},
+      {"empty", CHANGE(ddf::pdEntryAt(copy, 2)->guid.bytes[9] ^= 1), 2, EFI_INVALID_PARAMETER, true},
       {"longer records", CHANGE(if (disk == 2) { copy.header.recordLength = 17; }), 2, EFI_UNSUPPORTED, false},
       {"fewer elements", CHANGE(if (disk == 2) { copy.header.maxElements = 63; }), 2, EFI_UNSUPPORTED, false},
       {"no slot",
-       CHANGE(*ddfVdEntry(copy, 9) = *ddfVdEntry(copy, 0); ddfVdEntry(copy, 9)->guid.bytes[9] ^= 1;
-              for (UINT32 i = 0; disk == 0 && i < 17; ++i) { ddfRecordSlot(copy, i)->signature = 0x12345678; }),
+       CHANGE(*ddf::vdEntryAt(copy, 9) = *ddf::vdEntryAt(copy, 0); ddf::vdEntryAt(copy, 9)->guid.bytes[9] ^= 1;
+              for (UINT32 i = 0; disk == 0 && i < 17; ++i) { ddf::recordAt(copy, i)->signature = 0x12345678; }),
        0, EFI_VOLUME_FULL, false},
       {"a volume that was deleted meanwhile",
        CHANGE(copy.header.sequence = disk == 0 ? 1 : 2; disk == 0 ? addOwnVirtualDisk(copy) : noteOther(copy)), 0,
        EFI_SUCCESS, false},
       {"empty since then",
-       CHANGE(ddfPdEntry(copy, 1)->guid.bytes[9] ^= 1; disk == 1 ? addOwnVirtualDisk(copy) : noteOther(copy)), 1,
+       CHANGE(ddf::pdEntryAt(copy, 1)->guid.bytes[9] ^= 1; disk == 1 ? addOwnVirtualDisk(copy) : noteOther(copy)), 1,
        EFI_INVALID_PARAMETER, true},
       {"a volume of its own", CHANGE(if (disk == 1) { addOwnVirtualDisk(copy); }), 1, EFI_INVALID_PARAMETER, false},
       {"a record that its set does not know", CHANGE(record(copy)->guid.bytes[9] ^= 1), 0, EFI_SUCCESS, false},
   };
   for (const auto &row : cases) {
     SCOPED_TRACE(row.name);
-    DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 1, DDF_SMALL_LIMITS);
+    DISKS disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 1, ddf::smallLimits);
     changeDisks(disks, row.change);
     OWNED_MODEL model = readModel(disks);
-    DDF_COPY copy;
-    EXPECT_EQ(ddfCurrentCopy(*model, row.disk, &copy), row.status);
+    ddf::Copy copy;
+    EXPECT_EQ(ddf::makeCurrentCopy(*model, row.disk, &copy), row.status);
     EXPECT_EQ(copy.sections[0] != nullptr, row.status == EFI_SUCCESS);
     UINT32 records = 0;
-    for (UINT32 i = 0; copy.sections[0] != nullptr && i < ddfRecordCapacity(copy); ++i) {
-      records += ddfRecordSlot(copy, i)->signature == DDF_RECORD_SIGNATURE ? 1 : 0;
+    for (UINT32 i = 0; copy.sections[0] != nullptr && i < ddf::recordCapacity(copy); ++i) {
+      records += ddf::recordAt(copy, i)->signature == ddf::recordSignature ? 1 : 0;
     }
     EXPECT_EQ(records, row.status == EFI_SUCCESS ? 1u : 0u);
-    EXPECT_EQ(row.disk < model->diskCount && ddfIsLeftover(*model, row.disk), row.leftover);
-    ddfFreeCopy(&copy);
+    EXPECT_EQ(row.disk < model->diskCount && ddf::isLeftover(*model, row.disk), row.leftover);
+    ddf::freeCopy(&copy);
   }
 }
 
 TEST_F(Ddf, NewCopiesNeedRoom) {
-  const std::pair<UINT64, DDF_LIMITS> cases[] = {
-      {DDF_RESERVE, DDF_SMALL_LIMITS}, {TEST_DISK_SECTORS, {0, 63, 16, 64}}, {TEST_DISK_SECTORS, {63, 63, 1023, 256}}};
+  const std::pair<UINT64, ddf::Limits> cases[] = {{ddf::reserveSectors, ddf::smallLimits},
+                                                  {TEST_DISK_SECTORS, {0, 63, 16, 64}},
+                                                  {TEST_DISK_SECTORS, {63, 63, 1023, 256}}};
   for (const auto &[sectors, limits] : cases) {
-    DDF_COPY copy;
-    EXPECT_EQ(ddfNewCopy({sectors, limits, {}, {}, {}, {}, {}, 0}, &copy), EFI_INVALID_PARAMETER);
+    ddf::Copy copy;
+    EXPECT_EQ(ddf::makeNewCopy({sectors, limits, {}, {}, {}, {}, {}, 0}, &copy), EFI_INVALID_PARAMETER);
     EXPECT_EQ(copy.sections[0], nullptr);
   }
 }
@@ -262,34 +267,34 @@ TEST_F(Ddf, NewCopiesNeedRoom) {
 TEST_F(Ddf, WhatDoesNotFitTogetherIsNotMixed) {
   const SET_CHANGE changes[] = {
       CHANGE(record(copy)->strip = disk < 2 ? 7 : 8),
-      CHANGE(record(copy)->level = disk < 2 ? DDF_RAID_1 : DDF_RAID_0),
+      CHANGE(record(copy)->level = disk < 2 ? ddf::levelRaid1 : ddf::levelRaid0),
       CHANGE(record(copy)->qualifier = disk < 2 ? 0 : 1),
       CHANGE(record(copy)->secondaryCount = disk < 2 ? 2 : 3),
-      CHANGE(record(copy)->secondaryLevel = disk < 2 ? DDF_SECONDARY_SPANNED : DDF_SECONDARY_STRIPED),
+      CHANGE(record(copy)->secondaryLevel = disk < 2 ? ddf::secondarySpanned : ddf::secondaryStriped),
       CHANGE(record(copy)->memberBlocks = disk < 2 ? 256 : 255),
       CHANGE(record(copy)->memberBlocks = disk < 2 ? 256 : 0),
       CHANGE(record(copy)->elements = disk < 2 ? 2 : 60),
   };
   DISKS disks;
   for (auto change : changes) {
-    disks = makeDisks({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256}, 0, DDF_SMALL_LIMITS);
+    disks = makeDisks({ddf::levelRaid1, 0, ddf::secondarySpanned, 2, 2, 7, 256}, 0, ddf::smallLimits);
     changeDisks(disks, change);
     hasText(disks, "members 0@0, 1@0, | ?@0 unknown, ?@0 unknown\n");
   }
-  DISKS others = makeDisks({DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256}, 0, DDF_LINUX_LIMITS);
+  DISKS others = makeDisks({ddf::levelRaid1, 0, ddf::secondarySpanned, 2, 2, 7, 256}, 0, ddf::linuxLimits);
   disks[1] = others[1];
   hasText(disks, "members 0@0, 1@0, | ?@0 unknown, ?@0 unknown\n");
   OWNED_MODEL model = readModel(disks);
-  DDF_COPY current;
-  EXPECT_EQ(ddfCurrentCopy(*model, 1, &current), EFI_UNSUPPORTED);
-  ASSERT_EQ(ddfCurrentCopy(*model, 2, &current), EFI_SUCCESS);
-  EXPECT_EQ(std::memcmp(record(current), record(model->disks[2].copy), DDF_SECTOR), 0);
-  ddfFreeCopy(&current);
+  ddf::Copy current;
+  EXPECT_EQ(ddf::makeCurrentCopy(*model, 1, &current), EFI_UNSUPPORTED);
+  ASSERT_EQ(ddf::makeCurrentCopy(*model, 2, &current), EFI_SUCCESS);
+  EXPECT_EQ(std::memcmp(record(current), record(model->disks[2].copy), ddf::sectorSize), 0);
+  ddf::freeCopy(&current);
 
   const DISKS whole = others;
   for (size_t field :
-       {offsetof(DDF_HEADER, guid), offsetof(DDF_HEADER, revision) + 4, offsetof(DDF_HEADER, primaryLba) + 7,
-        offsetof(DDF_HEADER, secondaryLba) + 7, offsetof(DDF_HEADER, workspaceLba)}) {
+       {offsetof(ddf::Header, guid), offsetof(ddf::Header, revision) + 4, offsetof(ddf::Header, primaryLba) + 7,
+        offsetof(ddf::Header, secondaryLba) + 7, offsetof(ddf::Header, workspaceLba)}) {
     others = whole;
     others[0].kept[TEST_DISK_SECTORS - 32768][field] ^= 2; // of the revision, 01.00.00
     mendChecksums(others[0]);
@@ -300,7 +305,7 @@ TEST_F(Ddf, WhatDoesNotFitTogetherIsNotMixed) {
 // --- Reads that fail, memory that runs out ---
 
 TEST_F(Ddf, ReadsThatFailAreReasons) {
-  DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 0, DDF_SMALL_LIMITS);
+  DISKS disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 0, ddf::smallLimits);
   const char *const wanted[] = {"unreadable, cannot be read",
                                 "primary: header cannot be read",
                                 "primary: cannot be read: controller data",
@@ -322,9 +327,9 @@ TEST_F(Ddf, ReadsThatFailAreReasons) {
 }
 
 TEST_F(Ddf, MemoryThatRunsOutLeavesNothing) {
-  ddfFree(nullptr); // as who did not get a model does
-  DISKS disks = makeDisks({DDF_RAID_1, 0, 3, 2, 2, 7, 256}, 1, DDF_SMALL_LIMITS);
-  changeDisks(disks, [](DDF_COPY &copy, size_t disk) { dedicateSpare(copy, disk, 4); });
+  ddf::freeModel(nullptr); // as who did not get a model does
+  DISKS disks = makeDisks({ddf::levelRaid1, 0, 3, 2, 2, 7, 256}, 1, ddf::smallLimits);
+  changeDisks(disks, [](ddf::Copy &copy, size_t disk) { dedicateSpare(copy, disk, 4); });
   sweepMemory([&] {
     OWNED_MODEL model = readModel(disks);
     return model != nullptr;
@@ -343,32 +348,32 @@ TEST_F(Ddf, ASetThatIsStuckTellsWhy) {
                           : void()),
        nullptr},
       {"which nobody noted",
-       CHANGE(std::memset(ddfDiskData(copy)->scratch, 'x', 32); disk == 1   ? addOwnVirtualDisk(copy)
-                                                                : disk == 0 ? noteOther(copy)
-                                                                            : void()),
+       CHANGE(std::memset(ddf::diskDataOf(copy)->scratch, 'x', 32); disk == 1   ? addOwnVirtualDisk(copy)
+                                                                    : disk == 0 ? noteOther(copy)
+                                                                                : void()),
        "changed apart"},
       {"a record without an entry", CHANGE(record(copy)->guid.bytes[9] ^= disk == 1), "not understood"},
-      {"the newest disk failed", CHANGE(if (disk == 1) { ddfPdEntry(copy, 0)->state = 3; }), "changed apart"},
-      {"and says so", CHANGE(ddfPdEntry(copy, 0)->state = 3), nullptr},
-      {"the newest disk is not listed", CHANGE(std::memset(&ddfPdEntry(copy, 0)->guid, disk == 0 ? 0xFF : 1, 24)),
+      {"the newest disk failed", CHANGE(if (disk == 1) { ddf::pdEntryAt(copy, 0)->state = 3; }), "changed apart"},
+      {"and says so", CHANGE(ddf::pdEntryAt(copy, 0)->state = 3), nullptr},
+      {"the newest disk is not listed", CHANGE(std::memset(&ddf::pdEntryAt(copy, 0)->guid, disk == 0 ? 0xFF : 1, 24)),
        nullptr},
-      {"or not by another", CHANGE(if (disk == 1) { ddfPdEntry(copy, 0)->reference = 1; }), nullptr},
-      {"another start", CHANGE(ddfStarts(copy, record(copy))[0] = disk), "not understood"},
-      {"another member", CHANGE(ddfReferences(record(copy))[1] = disk == 1 ? 7 : 8), "not understood"},
+      {"or not by another", CHANGE(if (disk == 1) { ddf::pdEntryAt(copy, 0)->reference = 1; }), nullptr},
+      {"another start", CHANGE(ddf::startsOf(copy, record(copy))[0] = disk), "not understood"},
+      {"another member", CHANGE(ddf::referencesOf(record(copy))[1] = disk == 1 ? 7 : 8), "not understood"},
       {"another size", CHANGE(record(copy)->memberBlocks = 64 + disk), "not understood"},
-      {"another age", CHANGE(ddfStarts(copy, record(copy))[0] = disk; record(copy)->sequence = disk == 1 ? 2 : 1),
+      {"another age", CHANGE(ddf::startsOf(copy, record(copy))[0] = disk; record(copy)->sequence = disk == 1 ? 2 : 1),
        nullptr},
       {"no record at all", CHANGE(record(copy)->secondaryCount = disk == 1 ? 200 : 1), nullptr},
       {"the last sequences", CHANGE(copy.header.sequence = 0xFFFFFFF0), "no sequence numbers"},
       {"a gap", CHANGE(copy.header.maxPartitions = 15), "Linux would misplace"},
-      {"one copy", CHANGE(copy.header.secondaryLba = DDF_NO_LBA), "no place to write"},
+      {"one copy", CHANGE(copy.header.secondaryLba = ddf::noLba), "no place to write"},
       {"no room", CHANGE(copy.header.secondaryLba = TEST_DISK_SECTORS - 2), "no place to write"},
       {"another layout", CHANGE(copy.header.maxElements = disk == 2 ? 63 : 64), "no place to write"},
-      {"all failed", CHANGE(for (UINT32 i = 0; i < 3; ++i) ddfPdEntry(copy, i)->state = 3), "no disk that works"},
+      {"all failed", CHANGE(for (UINT32 i = 0; i < 3; ++i) ddf::pdEntryAt(copy, i)->state = 3), "no disk that works"},
   };
   for (const SET_CASE &row : cases) {
     SCOPED_TRACE(row.name);
-    DISKS disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256}, 1, DDF_SMALL_LIMITS);
+    DISKS disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 1, ddf::smallLimits);
     changeDisks(disks, row.change);
     OWNED_MODEL model = readModel(disks);
     const CHAR8 *stuck = model->sets[0].stuck;
@@ -379,25 +384,25 @@ TEST_F(Ddf, ASetThatIsStuckTellsWhy) {
 
 // Notes of deleted virtual disks have a place that was blank, and what another maker has there stays.
 TEST_F(Ddf, DeletedVirtualDisksAreNotedWhereNobodyElseWrites) {
-  const DDF_GUID virtualDisk = {{'v'}};
-  DDF_COPY copies[2];
-  for (DDF_COPY &copy : copies) {
-    ASSERT_EQ(ddfNewCopy({TEST_DISK_SECTORS, DDF_SMALL_LIMITS, {}, {}, {}, {}, {}, 1}, &copy), EFI_SUCCESS);
+  const ddf::Guid virtualDisk = {{'v'}};
+  ddf::Copy copies[2];
+  for (ddf::Copy &copy : copies) {
+    ASSERT_EQ(ddf::makeNewCopy({TEST_DISK_SECTORS, ddf::smallLimits, {}, {}, {}, {}, {}, 1}, &copy), EFI_SUCCESS);
   }
-  UINT8 *scratch = ddfDiskData(copies[0])->scratch;
-  EXPECT_FALSE(ddfIsDeleted(copies[0], virtualDisk));
+  UINT8 *scratch = ddf::diskDataOf(copies[0])->scratch;
+  EXPECT_FALSE(ddf::isDeleted(copies[0], virtualDisk));
   for (int fill : {0, 0xFF, static_cast<int>(' '), static_cast<int>('x'), 1}) {
     std::memset(scratch, fill == 1 ? 0 : fill, 32);
     scratch[31] = fill == 1 ? 1 : scratch[31];
     bool isFree = fill != 'x' && fill != 1;
-    ddfPassDeleted(copies[1], copies[0]); // the first time none
-    EXPECT_EQ(ddfIsDeleted(copies[0], virtualDisk), isFree && ddfIsDeleted(copies[1], virtualDisk));
-    ddfNoteDeleted(copies[0], virtualDisk);
-    EXPECT_EQ(ddfIsDeleted(copies[0], virtualDisk), isFree);
-    ddfPassDeleted(copies[0], copies[1]);
-    EXPECT_TRUE(ddfIsDeleted(copies[1], virtualDisk));
+    ddf::passDeleted(copies[1], copies[0]); // the first time none
+    EXPECT_EQ(ddf::isDeleted(copies[0], virtualDisk), isFree && ddf::isDeleted(copies[1], virtualDisk));
+    ddf::noteDeleted(copies[0], virtualDisk);
+    EXPECT_EQ(ddf::isDeleted(copies[0], virtualDisk), isFree);
+    ddf::passDeleted(copies[0], copies[1]);
+    EXPECT_TRUE(ddf::isDeleted(copies[1], virtualDisk));
   }
-  for (DDF_COPY &copy : copies) {
-    ddfFreeCopy(&copy);
+  for (ddf::Copy &copy : copies) {
+    ddf::freeCopy(&copy);
   }
 }

@@ -8,8 +8,8 @@
 #include "tests/providers/ddf/fixture.h"
 #include "tests/support/world.h"
 
-static DDF_GUID guidOf(const char *text, size_t number) {
-  DDF_GUID guid;
+static ddf::Guid guidOf(const char *text, size_t number) {
+  ddf::Guid guid;
   std::memset(guid.bytes, '-', sizeof(guid.bytes));
   std::memcpy(guid.bytes, text, std::strlen(text));
   guid.bytes[23] = static_cast<UINT8>('0' + number);
@@ -28,23 +28,23 @@ public:
   // Reads the disks, and lets a change do its work on them.
   EFI_STATUS run(const std::function<EFI_STATUS(DDF_WRITER *)> &change) {
     const DISKS before = disks;
-    std::vector<DDF_SOURCE> sources;
+    std::vector<ddf::Source> sources;
     std::vector<DDF_TARGET> targets;
     for (SPARSE_DISK &disk : disks) {
       size_t number = sources.size();
       sources.push_back(disk.source());
       targets.push_back({write, flush, &disk, guidOf("Disk", number), number != unusable});
     }
-    DDF_MODEL *model = nullptr;
-    EFI_STATUS status = ddfRead(sources.data(), static_cast<UINT32>(sources.size()), &maker_.guid, &model);
+    ddf::Model *model = nullptr;
+    EFI_STATUS status = ddf::readModel(sources.data(), static_cast<UINT32>(sources.size()), &maker_.guid, &model);
     if (status == EFI_SUCCESS) {
       DDF_WRITER writer = {model, targets.data(), &maker_, time, [] { return 0xFFFFFFFEU; }, {}, {}};
       status = change(&writer);
       trouble = writer.trouble.what == nullptr ? "" : writer.trouble.what;
-      if (writer.trouble.disk != DDF_NONE) {
+      if (writer.trouble.disk != ddf::noIndex) {
         trouble = std::to_string(writer.trouble.disk) + ": " + trouble;
       }
-      ddfFree(model);
+      ddf::freeModel(model);
     }
     auto isSame = [](const SPARSE_DISK &a, const SPARSE_DISK &b) { return a.kept == b.kept; };
     changed = !std::equal(disks.begin(), disks.end(), before.begin(), isSame);
@@ -54,7 +54,7 @@ public:
   EFI_STATUS create(UINT8 level, UINT8 qualifier, UINT8 strip, const char *name, UINT64 blocks,
                     const std::vector<UINT32> &members, UINT64 start = DDF_ANYWHERE) {
     DDF_NEW_VIRTUAL_DISK wanted = {
-        level,  qualifier, strip, 0, DDF_CACHE_READ_AHEAD, {}, members.data(), static_cast<UINT32>(members.size()),
+        level,  qualifier, strip, 0, ddf::cacheReadAhead, {}, members.data(), static_cast<UINT32>(members.size()),
         blocks, start};
     std::memcpy(wanted.name, name, std::min(std::strlen(name), sizeof(wanted.name)));
     return run([&](DDF_WRITER *writer) { return ddfCreateVirtualDisk(writer, wanted); });
@@ -69,14 +69,14 @@ public:
 private:
   static EFI_STATUS write(void *context, UINT64 lba, UINTN count, const void *buffer) {
     auto *disk = static_cast<SPARSE_DISK *>(context);
-    EXPECT_TRUE(lba >= disk->sectors - DDF_RESERVE && count <= disk->sectors - lba) << lba;
+    EXPECT_TRUE(lba >= disk->sectors - ddf::reserveSectors && count <= disk->sectors - lba) << lba;
     disk->write(lba, buffer, count);
     return EFI_SUCCESS;
   }
 
   static EFI_STATUS flush(void *) { return EFI_SUCCESS; }
 
-  DDF_CONTROLLER_DATA maker_;
+  ddf::ControllerData maker_;
 };
 
 // --- What is made ---
@@ -121,14 +121,14 @@ static std::string listFault(DISKS &disks) {
   std::string faults;
   OWNED_MODEL model = readModel(disks);
   for (UINT32 i = 0; i < model->setCount; ++i) {
-    const DDF_SET &set = model->sets[i];
-    const DDF_COPY &copy = model->disks[set.newest].copy;
-    auto used = [&](DDF_SECTION list) { return UINT32{reinterpret_cast<DDF_LIST_HEAD *>(copy.sections[list])->used}; };
-    bool gaps = (set.pdCount != 0 && set.pds[set.pdCount - 1].entry != ddfPdEntry(copy, set.pdCount - 1)) ||
+    const ddf::Set &set = model->sets[i];
+    const ddf::Copy &copy = model->disks[set.newest].copy;
+    auto used = [&](ddf::Section list) { return UINT32{reinterpret_cast<ddf::ListHead *>(copy.sections[list])->used}; };
+    bool gaps = (set.pdCount != 0 && set.pds[set.pdCount - 1].entry != ddf::pdEntryAt(copy, set.pdCount - 1)) ||
                 (set.virtualDiskCount != 0 &&
-                 set.virtualDisks[set.virtualDiskCount - 1].entry != ddfVdEntry(copy, set.virtualDiskCount - 1));
+                 set.virtualDisks[set.virtualDiskCount - 1].entry != ddf::vdEntryAt(copy, set.virtualDiskCount - 1));
     faults += gaps ? "gaps " : "";
-    faults += used(DDF_PD_RECORDS) < set.pdCount || used(DDF_VD_RECORDS) != set.virtualDiskCount ? "counts " : "";
+    faults += used(ddf::sectionPds) < set.pdCount || used(ddf::sectionVds) != set.virtualDiskCount ? "counts " : "";
     std::set<UINT32> numbers;
     for (UINT32 j = 0; j < set.virtualDiskCount; ++j) {
       faults += numbers.insert(set.virtualDisks[j].entry->number).second ? "" : "numbers ";
@@ -143,8 +143,8 @@ static std::string referencesOf(DISKS &disks) {
   std::string text;
   OWNED_MODEL model = readModel(disks);
   for (UINT32 i = 0; i < model->diskCount; ++i) {
-    const DDF_COPY &copy = model->disks[i].copy;
-    text += copy.sections[0] == nullptr ? " -" : " " + std::to_string(UINT32{ddfDiskData(copy)->reference});
+    const ddf::Copy &copy = model->disks[i].copy;
+    text += copy.sections[0] == nullptr ? " -" : " " + std::to_string(UINT32{ddf::diskDataOf(copy)->reference});
   }
   return text;
 }
@@ -162,34 +162,36 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   auto remove = [&](UINT32 virtualDisk) {
     return rig.run([=](DDF_WRITER *writer) { return ddfDeleteVirtualDisk(writer, 0, virtualDisk); });
   };
-  auto spare = [&](UINT32 disk, DDF_SPARE_KIND kind, std::vector<UINT32> virtualDisks) {
+  auto spare = [&](UINT32 disk, ddf::SpareKind kind, std::vector<UINT32> virtualDisks) {
     return rig.run([&](DDF_WRITER *writer) {
-      return ddfSetSpare(writer, DDF_NONE, disk, kind, virtualDisks.data(), static_cast<UINT32>(virtualDisks.size()));
+      return ddfSetSpare(writer, ddf::noIndex, disk, kind, virtualDisks.data(),
+                         static_cast<UINT32>(virtualDisks.size()));
     });
   };
   step("first", rig.create(1, 0, 0xFF, "a", 1024, {0, 1}));
   step("gap", rig.create(0, 0, 7, "b", 1024, {1, 2}));
   step("a name that there is", rig.create(0, 0, 7, "a", 128, {3}));
-  step("global", spare(5, DDF_SPARE_GLOBAL, {}));
-  step("dedicated", spare(5, DDF_SPARE_FOR_VIRTUAL_DISKS, {0, 1}));
-  step("joins dedicated", spare(4, DDF_SPARE_FOR_VIRTUAL_DISKS, {1}));
-  step("for no volume that there is", spare(4, DDF_SPARE_FOR_VIRTUAL_DISKS, {2}));
-  step("leaves", spare(4, DDF_NO_SPARE, {}));
-  step("is none", spare(4, DDF_NO_SPARE, {}));
-  step("a member as a spare", spare(0, DDF_SPARE_GLOBAL, {}));
-  step("and no more", spare(0, DDF_NO_SPARE, {}));
+  step("global", spare(5, ddf::SpareKind::global, {}));
+  step("dedicated", spare(5, ddf::SpareKind::forVirtualDisks, {0, 1}));
+  step("joins dedicated", spare(4, ddf::SpareKind::forVirtualDisks, {1}));
+  step("for no volume that there is", spare(4, ddf::SpareKind::forVirtualDisks, {2}));
+  step("leaves", spare(4, ddf::SpareKind::none, {}));
+  step("is none", spare(4, ddf::SpareKind::none, {}));
+  step("a member as a spare", spare(0, ddf::SpareKind::global, {}));
+  step("and no more", spare(0, ddf::SpareKind::none, {}));
   step("settings", rig.run([](DDF_WRITER *writer) {
-    DDF_VIRTUAL_DISK_SETTINGS settings = {DDF_SET_NAME | DDF_SET_ACCESS | DDF_SET_CACHE, DDF_READ_ONLY, 0x21, "new"};
+    DDF_VIRTUAL_DISK_SETTINGS settings = {DDF_SET_NAME | DDF_SET_ACCESS | DDF_SET_CACHE, ddf::accessReadOnly, 0x21,
+                                          "new"};
     return ddfChangeVirtualDisk(writer, 0, 0, settings);
   }));
   step("access", rig.run([](DDF_WRITER *writer) {
-    return ddfChangeVirtualDisk(writer, 0, 1, {DDF_SET_ACCESS, DDF_BLOCKED, 0, {}});
+    return ddfChangeVirtualDisk(writer, 0, 1, {DDF_SET_ACCESS, ddf::accessBlocked, 0, {}});
   }));
   step("vendor's data", rig.run([](DDF_WRITER *writer) {
-    const DDF_SET &set = writer->model->sets[0];
-    const DDF_COPY &copy = writer->model->disks[5].copy;
-    EXPECT_EQ(ddfRecordSlot(copy, ddfRecordCapacity(copy) - 1)->signature, DDF_SPARE_SIGNATURE);
-    constexpr UINTN ROOM = sizeof(DDF_CONTROLLER_DATA::vendorData);
+    const ddf::Set &set = writer->model->sets[0];
+    const ddf::Copy &copy = writer->model->disks[5].copy;
+    EXPECT_EQ(ddf::recordAt(copy, ddf::recordCapacity(copy) - 1)->signature, ddf::spareSignature);
+    constexpr UINTN ROOM = sizeof(ddf::ControllerData::vendorData);
     EXPECT_EQ(ddfSetVendorData(writer, 0, set.controller, ROOM + 1), EFI_INVALID_PARAMETER);
     EXPECT_EQ(set.virtualDisks[0].record->cache[7], 0x21);
     EXPECT_EQ(set.virtualDisks[0].record->sequence, 2u);
@@ -200,7 +202,7 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   step("failed", fail(1));
   EXPECT_EQ(rig.disks[1].kept, before[1].kept);
   step("back to work", rig.create(0, 0, 7, "c", 128, {1}));
-  step("as a spare", spare(1, DDF_SPARE_GLOBAL, {}));
+  step("as a spare", spare(1, ddf::SpareKind::global, {}));
   step("deleted", remove(1)); // the failed disk has records of both: it goes before them
   step("last", remove(0));
   step("three copies", rig.create(1, 1, 0xFF, "a", 128, {0, 1, 2}));
@@ -212,7 +214,7 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   rig.disks[2] = away;
   step("and back", remove(0));
   step("again", rig.create(5, 3, 7, "a", 0, {0, 1, 2}));
-  step("spare", spare(4, DDF_SPARE_GLOBAL, {}));
+  step("spare", spare(4, ddf::SpareKind::global, {}));
   step("failed spare", fail(3));
   step("all", rig.run([](DDF_WRITER *writer) { return ddfDeleteSet(writer, 0); }));
   expectGolden("providers/ddf_change/story.txt", told);
@@ -222,7 +224,7 @@ TEST_F(Ddf, ChangesFollowEachOther) {
 TEST_F(Ddf, MembersBeginInGapsAtWholeGrains) {
   Rig rig(2);
   ASSERT_EQ(rig.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
-  changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { ddfRecordSlot(copy, 0)->memberBlocks = 1021; });
+  changeDisks(rig.disks, [](ddf::Copy &copy, size_t) { ddf::recordAt(copy, 0)->memberBlocks = 1021; });
   EXPECT_EQ(rig.create(0, 0, 7, "within", 128, {0}, 512), EFI_VOLUME_FULL);
   EXPECT_EQ(rig.create(0, 0, 7, "behind", 128, {0}), EFI_SUCCESS) << rig.trouble;
   EXPECT_NE(readText(rig.disks).find("members 0@1024"), std::string::npos) << readText(rig.disks);
@@ -230,7 +232,7 @@ TEST_F(Ddf, MembersBeginInGapsAtWholeGrains) {
 
 TEST_F(Ddf, RecordsAndListsEnd) {
   Rig rig(2);
-  rig.disks = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 512}, 0, DDF_SMALL_LIMITS);
+  rig.disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 512}, 0, ddf::smallLimits);
   for (int virtualDisk = 1; virtualDisk < 16; ++virtualDisk) {
     EXPECT_EQ(rig.create(0, 0, 0, std::to_string(virtualDisk).c_str(), 8, {0}), EFI_SUCCESS) << virtualDisk;
   }
@@ -242,19 +244,19 @@ TEST_F(Ddf, RecordsAndListsEnd) {
 // --- What must not be written ---
 
 #define SPOIL(...) [](Rig &rig) { __VA_ARGS__; }
-#define SPOIL_COPIES(...) SPOIL(changeDisks(rig.disks, [](DDF_COPY &copy, size_t) { __VA_ARGS__; }))
+#define SPOIL_COPIES(...) SPOIL(changeDisks(rig.disks, [](ddf::Copy &copy, size_t) { __VA_ARGS__; }))
 
-static const std::string g_fileSystem = std::string(DDF_SECTOR, 'S').replace(56, 2, "\x53\xEF");
+static const std::string g_fileSystem = std::string(ddf::sectorSize, 'S').replace(56, 2, "\x53\xEF");
 
 static void eraseLists(SPARSE_DISK &disk) {
   for (UINT64 at : {0, 32768}) {
-    disk.kept.erase(TEST_DISK_SECTORS - DDF_RESERVE + at + 2);
+    disk.kept.erase(TEST_DISK_SECTORS - ddf::reserveSectors + at + 2);
   }
 }
 
 static void moveMember(DISKS &disks) {
   changeDisks(disks,
-              [](DDF_COPY &copy, size_t disk) { ddfStarts(copy, ddfRecordSlot(copy, 0))[0] = disk == 1 ? 8 : 0; });
+              [](ddf::Copy &copy, size_t disk) { ddf::startsOf(copy, ddf::recordAt(copy, 0))[0] = disk == 1 ? 8 : 0; });
 }
 
 TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
@@ -267,13 +269,16 @@ TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
       {"contents", SPOIL(rig.disks[3].write(2, g_fileSystem.data(), 1)), {2, 3}, "3: ext file system"},
       {"not to be written", SPOIL(rig.unusable = 3), {2, 3}, "3: must not be written"},
       {"member not to be written", SPOIL(rig.unusable = 1), {2, 3}, "1: must not be written"},
-      {"too small", SPOIL(rig.disks[2].sectors = DDF_RESERVE), {2, 3}, "2: too small"},
+      {"too small", SPOIL(rig.disks[2].sectors = ddf::reserveSectors), {2, 3}, "2: too small"},
       {"unreadable", SPOIL(rig.disks[2].sectors = 0), {2, 3}, "2: cannot be read"},
       {"copy of a member", SPOIL(rig.disks[3] = rig.disks[1]), {2}, "3: another disk has its identity"},
       {"damaged", SPOIL(eraseLists(rig.disks[1])), {2}, "1: no good copy"},
-      {"records without an entry", SPOIL_COPIES(ddfRecordSlot(copy, 0)->guid.bytes[9]++), {0}, "not understood"},
+      {"records without an entry", SPOIL_COPIES(ddf::recordAt(copy, 0)->guid.bytes[9]++), {0}, "not understood"},
       {"members in two places", SPOIL(moveMember(rig.disks)), {0}, "not understood"},
-      {"another controller's", SPOIL_COPIES(ddfControllerData(copy)->guid.bytes[23]++), {0}, "0: belongs to a foreign"},
+      {"another controller's",
+       SPOIL_COPIES(ddf::controllerDataOf(copy)->guid.bytes[23]++),
+       {0},
+       "0: belongs to a foreign"},
       {"offsets that Linux ignores", SPOIL_COPIES(copy.header.maxPartitions = 63), {0}, "Linux would misplace"},
       {"a list of another length", SPOIL_COPIES(copy.header.maxPds = 255), {2}, "2: cannot have the layout"},
   };
@@ -352,11 +357,11 @@ TEST_F(Ddf, DeletedVirtualDisksAreRemembered) {
 TEST_F(Ddf, AFullListTakesNoMoreDisks) {
   Rig rig(3);
   ASSERT_EQ(rig.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
-  changeDisks(rig.disks, [](DDF_COPY &copy, size_t) {
-    for (UINT32 i = 2; i < ddfPdCapacity(copy); ++i) {
-      *ddfPdEntry(copy, i) = *ddfPdEntry(copy, 0);
-      ddfPdEntry(copy, i)->guid = guidOf("Gone", i);
-      ddfPdEntry(copy, i)->reference = i;
+  changeDisks(rig.disks, [](ddf::Copy &copy, size_t) {
+    for (UINT32 i = 2; i < ddf::pdCapacity(copy); ++i) {
+      *ddf::pdEntryAt(copy, i) = *ddf::pdEntryAt(copy, 0);
+      ddf::pdEntryAt(copy, i)->guid = guidOf("Gone", i);
+      ddf::pdEntryAt(copy, i)->reference = i;
     }
   });
   EXPECT_EQ(rig.create(0, 0, 7, "new", 128, {2}), EFI_VOLUME_FULL);
@@ -365,7 +370,7 @@ TEST_F(Ddf, AFullListTakesNoMoreDisks) {
 }
 
 TEST_F(Ddf, WithoutMemoryNothingIsWritten) {
-  DISKS made = makeDisks({DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 512}, 0, DDF_SMALL_LIMITS);
+  DISKS made = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 512}, 0, ddf::smallLimits);
   sweepMemory([&] {
     Rig rig(4);
     std::copy(made.begin(), made.end(), rig.disks.begin());

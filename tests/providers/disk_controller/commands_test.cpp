@@ -63,13 +63,13 @@ std::string virtualDiskOn(DISKS &disks) {
   std::string text = "none";
   if (model->setCount == 1 && model->sets[0].virtualDiskCount != 0 &&
       model->sets[0].virtualDisks[0].record != nullptr) {
-    const DDF_VIRTUAL_DISK &virtualDisk = model->sets[0].virtualDisks[model->sets[0].virtualDiskCount - 1];
-    const DDF_RECORD &record = *virtualDisk.record;
+    const ddf::VirtualDisk &virtualDisk = model->sets[0].virtualDisks[model->sets[0].virtualDiskCount - 1];
+    const ddf::Record &record = *virtualDisk.record;
     char line[128];
     std::snprintf(line, sizeof(line), "%02X,%u %u %llu@%llu %u %02X %u %s", record.level, record.qualifier,
                   record.strip, (unsigned long long)virtualDisk.memberBlocks,
-                  (unsigned long long)virtualDisk.members[0].start, virtualDisk.entry->init >> DDF_ACCESS_SHIFT,
-                  record.cache[7], virtualDisk.entry->init & DDF_INIT_BITS, virtualDisk.name);
+                  (unsigned long long)virtualDisk.members[0].start, virtualDisk.entry->init >> ddf::accessShift,
+                  record.cache[7], virtualDisk.entry->init & ddf::initBits, virtualDisk.name);
     text = virtualDisk.assembles ? line : "does not assemble";
   }
   return text;
@@ -132,7 +132,7 @@ TEST(DiskCommands, RefusedCreates) {
   std::memcpy(gpt.data(), "EFI PART", 8);
   disks[4].write(1, gpt.data(), 1);
   disks[7].failAfter = 0;
-  disks[9].sectors = DDF_RESERVE;
+  disks[9].sectors = ddf::reserveSectors;
   Machine machine(disks);
   machine.devices[5]->media().ReadOnly = 1;
   machine.devices[6]->media().BlockSize = 4096;
@@ -234,9 +234,9 @@ TEST(DiskCommands, DisksThatChange) {
   EXPECT_EQ(name(changeDisk(machine, 1025000, RAID_HOTSPARE_NONE, RAID_STATE_FAILED)), name(EFI_ACCESS_DENIED));
   EXPECT_EQ(name(changeDisk(machine, 9000001, RAID_HOTSPARE_NONE, RAID_STATE_FAILED)), name(EFI_SUCCESS));
   OWNED_MODEL model = readModel(disks);
-  EXPECT_EQ(model->sets[0].pds[1].entry->state & (DDF_PD_FAILED | DDF_PD_MISSING), DDF_PD_FAILED | DDF_PD_MISSING);
-  EXPECT_EQ(model->sets[0].pds[3].spare, DDF_SPARE_GLOBAL);
-  EXPECT_EQ(model->sets[0].virtualDisks[0].state, DDF_VD_DEGRADED);
+  EXPECT_EQ(model->sets[0].pds[1].entry->state & (ddf::pdFailed | ddf::pdMissing), ddf::pdFailed | ddf::pdMissing);
+  EXPECT_EQ(model->sets[0].pds[3].spare, ddf::SpareKind::global);
+  EXPECT_EQ(model->sets[0].virtualDisks[0].state, ddf::vdDegraded);
   EXPECT_EQ(name(changeDisk(machine, SPARE, RAID_HOTSPARE_NONE)), name(EFI_SUCCESS));
   EXPECT_EQ(readText(disks).find("spare"), std::string::npos);
 }
@@ -308,7 +308,7 @@ TEST(DiskCommands, MemoryFails) {
 // started anew, and only if nothing else has come.
 TEST(DiskCommands, WhatADeletedVirtualDiskHeld) {
   DISKS disks(2, {TEST_DISK_SECTORS, {}});
-  std::string super(DDF_SECTOR, '\0');
+  std::string super(ddf::sectorSize, '\0');
   auto write = [&](size_t disk, const char *magic) { disks[disk].write(2, super.replace(56, 2, magic, 2).data(), 1); };
   const auto mirror = [&](Machine &machine) { return create(machine, {.level = RAID_LEVEL_1}, idsOf({0, 1})); };
   {
@@ -323,7 +323,7 @@ TEST(DiskCommands, WhatADeletedVirtualDiskHeld) {
       EXPECT_EQ(name(mirror(machine)), name(EFI_SUCCESS));
     }
     EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER)), name(EFI_SUCCESS));
-    std::string partitions(DDF_SECTOR, '\0');
+    std::string partitions(ddf::sectorSize, '\0');
     disks[1].write(1, partitions.replace(0, 8, "EFI PART").data(), 1);
     EXPECT_EQ(name(mirror(machine)), name(EFI_ACCESS_DENIED));
   }
@@ -351,7 +351,7 @@ TEST(DiskCommands, Adapter) {
   }
   Machine machine(disks);
   machine.mayWrite = true;
-  changeDisks(disks, [](DDF_COPY &copy, size_t) { copy.header.foreignFlag = 1; });
+  changeDisks(disks, [](ddf::Copy &copy, size_t) { copy.header.foreignFlag = 1; });
   EXPECT_NE(machine.get().text.find("<State>Foreign"), std::string::npos);
   EXPECT_EQ(name(create(machine, {.level = RAID_LEVEL_0}, idsOf({0}))), name(EFI_ACCESS_DENIED));
   EXPECT_EQ(name(machine.run(RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER)), name(EFI_SUCCESS));
@@ -361,8 +361,8 @@ TEST(DiskCommands, Adapter) {
   for (const char *word : {"<LearnMode>Warn", "<Name>Rebuild", "<Value>40", "<RAIDLevel>RAID 1<"}) {
     EXPECT_NE(text.find(word), std::string::npos) << word;
   }
-  changeDisks(disks, [](DDF_COPY &copy, size_t) {
-    ddfControllerData(copy)->vendorData[offsetof(SETTINGS, Modes)] = RAID_MODE_PRESENT | 0x1F;
+  changeDisks(disks, [](ddf::Copy &copy, size_t) {
+    ddf::controllerDataOf(copy)->vendorData[offsetof(SETTINGS, Modes)] = RAID_MODE_PRESENT | 0x1F;
   });
   EXPECT_EQ(machine.get().text, text); // a mode without a meaning is as it was
   settings.LearnMode = 0;
@@ -370,7 +370,7 @@ TEST(DiskCommands, Adapter) {
   EXPECT_EQ(name(machine.run(RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, {}, &settings)), name(EFI_SUCCESS));
   text = machine.get().text;
   EXPECT_EQ(countOf(text, "<Name>Rebuild") + countOf(text, "<Value>50"), 2U);
-  changeDisks(disks, [](DDF_COPY &copy, size_t) { copy.header.foreignFlag = 1; });
+  changeDisks(disks, [](ddf::Copy &copy, size_t) { copy.header.foreignFlag = 1; });
   EXPECT_EQ(name(machine.run(RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER)), name(EFI_SUCCESS));
   EXPECT_EQ(virtualDiskOn(disks), "none");
   EXPECT_EQ(countOf(machine.get().text, "<State>Ready"), 2U);

@@ -47,8 +47,8 @@ TEST(DiskController, IdsAreUnique) {
   disks.insert(disks.end(), more.begin(), more.end());
   disks.resize(102);
   Machine machine(disks);
-  changeDisks(disks, [=](DDF_COPY &copy, size_t disk) {
-    DDF_VD_ENTRY *entry = ddfVdEntry(copy, 0);
+  changeDisks(disks, [=](ddf::Copy &copy, size_t disk) {
+    ddf::VdEntry *entry = ddf::vdEntryAt(copy, 0);
     entry->number = disk < first ? entry->number : 112; // as another set's
   });
   std::string text = machine.get().text;

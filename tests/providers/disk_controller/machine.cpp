@@ -12,7 +12,7 @@ public:
   uint64_t sectors() const override { return disk_.sectors; }
   bool writable() const override { return true; }
   bool read(uint64_t sector, uint64_t count, void *buffer) override {
-    DDF_SOURCE source = disk_.source();
+    ddf::Source source = disk_.source();
     return disk_.failAfter != 0 && !EFI_ERROR(source.read(source.context, sector, count, buffer));
   }
   bool write(uint64_t sector, uint64_t count, const void *buffer) override {

@@ -23,12 +23,13 @@ constexpr int P = -1, Q = -2;
 static std::vector<int> rowOf(const Map &map, UINT64 row) {
   int n = static_cast<int>(map.memberCount), r = static_cast<int>(row % map.memberCount);
   std::vector<int> held(map.memberCount, 0);
-  bool six = map.level == DDF_LEVEL_6, rotates = map.qualifier == 3 && map.level != DDF_LEVEL_4;
-  int p = map.level == DDF_LEVEL_4 ? n - 1
-          : !six                   ? (map.qualifier == 0 ? r : n - 1 - r)
-          : map.qualifier == 1     ? r
-          : map.qualifier == 2     ? (2 * n - 2 - r) % n
-                                   : n - 1 - r;
+  bool six = map.level == ddf::VirtualDiskLevel::raid6,
+       rotates = map.qualifier == 3 && map.level != ddf::VirtualDiskLevel::raid4;
+  int p = map.level == ddf::VirtualDiskLevel::raid4 ? n - 1
+          : !six                                    ? (map.qualifier == 0 ? r : n - 1 - r)
+          : map.qualifier == 1                      ? r
+          : map.qualifier == 2                      ? (2 * n - 2 - r) % n
+                                                    : n - 1 - r;
   held[p] = P;
   six ? void(held[(p + (rotates ? n - 1 : 1)) % n] = Q) : void();
   for (int i = 0, data = 0; i < n; ++i) {
@@ -53,7 +54,7 @@ struct MODEL {
 };
 
 static size_t stripSize(const Map &map) {
-  return size_t{map.stripBlocks} * DDF_SECTOR;
+  return size_t{map.stripBlocks} * ddf::sectorSize;
 }
 
 static void writeParityRow(MODEL &model, UINT64 row) {
@@ -62,7 +63,7 @@ static void writeParityRow(MODEL &model, UINT64 row) {
   std::vector<int> held = rowOf(map, row);
   size_t data = static_cast<size_t>(std::count_if(held.begin(), held.end(), [](int what) { return what >= 0; }));
   auto strip = [&](size_t member) {
-    return model.members[member].data() + map.members[member].start * DDF_SECTOR + row * size;
+    return model.members[member].data() + map.members[member].start * ddf::sectorSize + row * size;
   };
   BYTES p(size), q(size);
   for (size_t i = held.size(); i-- > 0;) { // q by Horner's rule, places of parities being zero
@@ -81,11 +82,12 @@ static void writeParityRow(MODEL &model, UINT64 row) {
 // Copies: strips are dealt out to the members one by one, each as often as there are copies.
 static void writeCopies(MODEL &model) {
   const Map &map = model.map;
-  size_t size = map.level == DDF_LEVEL_1 ? model.volume.size() : stripSize(map), turn = 0;
+  size_t size = map.level == ddf::VirtualDiskLevel::raid1 ? model.volume.size() : stripSize(map), turn = 0;
   for (size_t strip = 0; strip < model.volume.size() / size; ++strip) {
     for (UINT32 copy = 0; copy < map.copies; ++copy, ++turn) {
       size_t member = turn % map.memberCount;
-      std::memcpy(model.members[member].data() + map.members[member].start * DDF_SECTOR + turn / map.memberCount * size,
+      std::memcpy(model.members[member].data() + map.members[member].start * ddf::sectorSize +
+                      turn / map.memberCount * size,
                   model.volume.data() + strip * size, size);
     }
   }
@@ -94,15 +96,17 @@ static void writeCopies(MODEL &model) {
 // Fills volume and members from what the map has: level, qualifier, members, strip.
 static void fill(MODEL &model, std::mt19937 &random) {
   Map &map = model.map;
-  UINT32 parities = map.level == DDF_LEVEL_6 ? 2 : map.level == DDF_LEVEL_4 || map.level == DDF_LEVEL_5 ? 1 : 0;
+  UINT32 parities = map.level == ddf::VirtualDiskLevel::raid6                                                ? 2
+                    : map.level == ddf::VirtualDiskLevel::raid4 || map.level == ddf::VirtualDiskLevel::raid5 ? 1
+                                                                                                             : 0;
   UINT64 strips = model.rows * (map.memberCount - parities) / map.copies;
-  map.blocks = map.level == DDF_LEVEL_1 ? model.rows * 8 : strips * map.stripBlocks;
-  model.volume.resize(map.blocks * DDF_SECTOR);
+  map.blocks = map.level == ddf::VirtualDiskLevel::raid1 ? model.rows * 8 : strips * map.stripBlocks;
+  model.volume.resize(map.blocks * ddf::sectorSize);
   std::generate(model.volume.begin(), model.volume.end(), [&] { return static_cast<UINT8>(random()); });
-  UINT64 memberBlocks = map.level == DDF_LEVEL_1 ? map.blocks : model.rows * map.stripBlocks;
+  UINT64 memberBlocks = map.level == ddf::VirtualDiskLevel::raid1 ? map.blocks : model.rows * map.stripBlocks;
   for (UINT32 i = 0; i < map.memberCount; ++i) {
     map.members[i] = {random() % 20, i, true};
-    model.members.emplace_back((map.members[i].start + memberBlocks) * DDF_SECTOR);
+    model.members.emplace_back((map.members[i].start + memberBlocks) * ddf::sectorSize);
     model.unreadable.emplace_back(memberBlocks / 8 + 1);
   }
   for (UINT64 row = 0; parities != 0 && row < model.rows; ++row) {
@@ -115,16 +119,16 @@ static EFI_STATUS readModel(void *context, UINT32 member, UINT64 block, UINTN co
   auto &model = *static_cast<MODEL *>(context);
   const BYTES &disk = model.members[member];
   EXPECT_TRUE(model.map.members[member].readable);
-  if (count == 0 || (block + count) * DDF_SECTOR > disk.size() || block < model.map.members[member].start) {
+  if (count == 0 || (block + count) * ddf::sectorSize > disk.size() || block < model.map.members[member].start) {
     ADD_FAILURE() << "outside of member " << member;
     return EFI_DEVICE_ERROR;
   }
   model.largest = std::max(model.largest, count);
-  std::memcpy(buffer, disk.data() + block * DDF_SECTOR, count * DDF_SECTOR);
+  std::memcpy(buffer, disk.data() + block * ddf::sectorSize, count * ddf::sectorSize);
   UINT64 from = block - model.map.members[member].start;
   for (UINT64 page = from / 8; page <= (from + count - 1) / 8; ++page) {
     if (model.unreadable[member][page]) {
-      std::memset(buffer, 0xEE, count * DDF_SECTOR);
+      std::memset(buffer, 0xEE, count * ddf::sectorSize);
       return EFI_DEVICE_ERROR;
     }
   }
@@ -137,15 +141,17 @@ static bool isHad(const MODEL &model, UINT64 block) {
   auto lost = [&](UINT32 member, UINT64 at) {
     return !map.members[member].readable || model.unreadable[member][at / 8];
   };
-  UINT64 size = map.level == DDF_LEVEL_1 ? map.blocks : map.stripBlocks, strip = block / size, within = block % size;
-  if (map.level == DDF_LEVEL_0 || map.level == DDF_LEVEL_1 || map.level == DDF_LEVEL_10) {
+  UINT64 size = map.level == ddf::VirtualDiskLevel::raid1 ? map.blocks : map.stripBlocks, strip = block / size,
+         within = block % size;
+  if (map.level == ddf::VirtualDiskLevel::raid0 || map.level == ddf::VirtualDiskLevel::raid1 ||
+      map.level == ddf::VirtualDiskLevel::raid10) {
     UINT64 turn = strip * map.copies;
     return !std::all_of(&map.members[0], &map.members[map.copies], [&](const volume_map::Member &) {
       UINT64 now = turn++;
       return lost(static_cast<UINT32>(now % map.memberCount), now / map.memberCount * size + within);
     });
   }
-  UINT32 spare = map.level == DDF_LEVEL_6 ? 2 : 1, missing = 0;
+  UINT32 spare = map.level == ddf::VirtualDiskLevel::raid6 ? 2 : 1, missing = 0;
   UINT64 row = strip / (map.memberCount - spare), at = row * size + within;
   std::vector<int> held = rowOf(map, row);
   bool own = false;
@@ -157,7 +163,7 @@ static bool isHad(const MODEL &model, UINT64 block) {
 }
 
 static void checkRead(MODEL &model, UINT64 block, UINTN count) {
-  BYTES scratch(size_t{16} * DDF_SECTOR), buffer(count * DDF_SECTOR + 1, 0x77);
+  BYTES scratch(size_t{16} * ddf::sectorSize), buffer(count * ddf::sectorSize + 1, 0x77);
   volume_map::Access access = {readModel, &model, scratch.data(), 16};
   EFI_STATUS status = volume_map::read(model.map, access, block, count, buffer.data());
   bool had = true;
@@ -165,21 +171,25 @@ static void checkRead(MODEL &model, UINT64 block, UINTN count) {
     had = had && isHad(model, i);
   }
   EXPECT_EQ(status, had ? EFI_SUCCESS : EFI_DEVICE_ERROR) << block << ", " << count;
-  EXPECT_TRUE(!had || std::memcmp(buffer.data(), model.volume.data() + block * DDF_SECTOR, count * DDF_SECTOR) == 0)
+  EXPECT_TRUE(!had ||
+              std::memcmp(buffer.data(), model.volume.data() + block * ddf::sectorSize, count * ddf::sectorSize) == 0)
       << block << ", " << count;
   EXPECT_EQ(buffer.back(), 0x77);
 }
 
 struct LAYOUT {
-  DDF_VIRTUAL_DISK_LEVEL level;
+  ddf::VirtualDiskLevel level;
   UINT8 qualifier;
   UINT32 copies, fewest, most;
 };
 constexpr LAYOUT g_layouts[] = {
-    {DDF_LEVEL_0, 0, 1, 1, 6},   {DDF_LEVEL_1, 0, 2, 2, 2}, {DDF_LEVEL_1, 1, 3, 3, 3},  {DDF_LEVEL_4, 1, 1, 3, 6},
-    {DDF_LEVEL_5, 0, 1, 3, 7},   {DDF_LEVEL_5, 2, 1, 3, 7}, {DDF_LEVEL_5, 3, 1, 3, 7},  {DDF_LEVEL_6, 1, 1, 4, 8},
-    {DDF_LEVEL_6, 2, 1, 4, 8},   {DDF_LEVEL_6, 3, 1, 4, 8}, {DDF_LEVEL_10, 0, 2, 3, 7}, {DDF_LEVEL_10, 0, 3, 6, 6},
-    {DDF_LEVEL_6, 3, 1, 63, 64},
+    {ddf::VirtualDiskLevel::raid0, 0, 1, 1, 6},   {ddf::VirtualDiskLevel::raid1, 0, 2, 2, 2},
+    {ddf::VirtualDiskLevel::raid1, 1, 3, 3, 3},   {ddf::VirtualDiskLevel::raid4, 1, 1, 3, 6},
+    {ddf::VirtualDiskLevel::raid5, 0, 1, 3, 7},   {ddf::VirtualDiskLevel::raid5, 2, 1, 3, 7},
+    {ddf::VirtualDiskLevel::raid5, 3, 1, 3, 7},   {ddf::VirtualDiskLevel::raid6, 1, 1, 4, 8},
+    {ddf::VirtualDiskLevel::raid6, 2, 1, 4, 8},   {ddf::VirtualDiskLevel::raid6, 3, 1, 4, 8},
+    {ddf::VirtualDiskLevel::raid10, 0, 2, 3, 7},  {ddf::VirtualDiskLevel::raid10, 0, 3, 6, 6},
+    {ddf::VirtualDiskLevel::raid6, 3, 1, 63, 64},
 };
 
 static MODEL makeModel(const LAYOUT &layout, std::mt19937 &random) {
@@ -189,7 +199,7 @@ static MODEL makeModel(const LAYOUT &layout, std::mt19937 &random) {
   model.map.parityHolds = random() % 8 != 0;
   model.map.copies = layout.copies;
   model.map.memberCount = layout.fewest + static_cast<UINT32>(random()) % (layout.most - layout.fewest + 1);
-  model.map.stripBlocks = layout.level == DDF_LEVEL_1 ? 0 : 8U << random() % 3;
+  model.map.stripBlocks = layout.level == ddf::VirtualDiskLevel::raid1 ? 0 : 8U << random() % 3;
   model.rows = model.map.memberCount > 8 ? 2 : model.map.memberCount * 2U + random() % 5;
   fill(model, random);
   return model;
@@ -201,7 +211,7 @@ TEST(VolumeMap, BlocksAreReadOrRefusedAsTheModelSays) {
   for (int turn = 0; turn < 130 && !HasFailure(); ++turn) {
     const LAYOUT &layout = g_layouts[turn % std::size(g_layouts)];
     MODEL model = makeModel(layout, random);
-    SCOPED_TRACE(std::to_string(turn) + ": level " + std::to_string(layout.level) + ", " +
+    SCOPED_TRACE(std::to_string(turn) + ": level " + std::to_string(static_cast<int>(layout.level)) + ", " +
                  std::to_string(layout.qualifier) + ", members " + std::to_string(model.map.memberCount));
     checkRead(model, 0, model.map.blocks);
     for (auto lost = random() % 4; lost > 0; --lost) {
@@ -221,7 +231,7 @@ TEST(VolumeMap, BlocksAreReadOrRefusedAsTheModelSays) {
 // A mirror's request goes to the disk as it came: a file that lies in one piece is read with one.
 TEST(VolumeMap, MirrorsDoNotCutRequests) {
   std::mt19937 random(1);
-  for (const LAYOUT &layout : {g_layouts[1], LAYOUT{DDF_LEVEL_0, 0, 1, 1, 1}}) {
+  for (const LAYOUT &layout : {g_layouts[1], LAYOUT{ddf::VirtualDiskLevel::raid0, 0, 1, 1, 1}}) {
     MODEL model = makeModel(layout, random);
     checkRead(model, 0, model.map.blocks);
     EXPECT_EQ(model.largest, model.map.blocks);
@@ -235,15 +245,15 @@ TEST(VolumeMap, StripsLieWhereLinuxPutsThem) {
     LAYOUT layout;
     const char *members;
   } cases[] = {
-      {{DDF_LEVEL_0, 0, 1, 2, 2}, "0 2 4 / 1 3 5"},
-      {{DDF_LEVEL_5, 0, 1, 3, 3}, "P 2 4 P / 0 P 5 6 / 1 3 P 7"},
-      {{DDF_LEVEL_5, 2, 1, 3, 3}, "0 2 P 6 / 1 P 4 7 / P 3 5 P"},
-      {{DDF_LEVEL_5, 3, 1, 3, 3}, "0 3 P 6 / 1 P 4 7 / P 2 5 P"},
-      {{DDF_LEVEL_6, 1, 1, 4, 4}, "P 2 4 P / P P 5 6 / 0 P P 7 / 1 3 P P"},
-      {{DDF_LEVEL_6, 2, 1, 4, 4}, "0 2 P P / 1 P P 6 / P P 4 7 / P 3 5 P"},
-      {{DDF_LEVEL_6, 3, 1, 4, 4}, "0 3 P P / 1 P P 6 / P P 4 7 / P 2 5 P"},
-      {{DDF_LEVEL_10, 0, 2, 4, 4}, "0 2 4 / 0 2 4 / 1 3 5 / 1 3 5"},
-      {{DDF_LEVEL_10, 0, 2, 3, 3}, "0 1 3 4 / 0 2 3 5 / 1 2 4 5"},
+      {{ddf::VirtualDiskLevel::raid0, 0, 1, 2, 2}, "0 2 4 / 1 3 5"},
+      {{ddf::VirtualDiskLevel::raid5, 0, 1, 3, 3}, "P 2 4 P / 0 P 5 6 / 1 3 P 7"},
+      {{ddf::VirtualDiskLevel::raid5, 2, 1, 3, 3}, "0 2 P 6 / 1 P 4 7 / P 3 5 P"},
+      {{ddf::VirtualDiskLevel::raid5, 3, 1, 3, 3}, "0 3 P 6 / 1 P 4 7 / P 2 5 P"},
+      {{ddf::VirtualDiskLevel::raid6, 1, 1, 4, 4}, "P 2 4 P / P P 5 6 / 0 P P 7 / 1 3 P P"},
+      {{ddf::VirtualDiskLevel::raid6, 2, 1, 4, 4}, "0 2 P P / 1 P P 6 / P P 4 7 / P 3 5 P"},
+      {{ddf::VirtualDiskLevel::raid6, 3, 1, 4, 4}, "0 3 P P / 1 P P 6 / P P 4 7 / P 2 5 P"},
+      {{ddf::VirtualDiskLevel::raid10, 0, 2, 4, 4}, "0 2 4 / 0 2 4 / 1 3 5 / 1 3 5"},
+      {{ddf::VirtualDiskLevel::raid10, 0, 2, 3, 3}, "0 1 3 4 / 0 2 3 5 / 1 2 4 5"},
   };
   for (const auto &row : cases) {
     SCOPED_TRACE(row.members);
@@ -254,7 +264,7 @@ TEST(VolumeMap, StripsLieWhereLinuxPutsThem) {
       if (*at == '/') {
         ++member, place = 0;
       } else if (*at != ' ') {
-        size_t start = model.map.members[member].start * DDF_SECTOR + place++ * size, strip = size_t(*at - '0');
+        size_t start = model.map.members[member].start * ddf::sectorSize + place++ * size, strip = size_t(*at - '0');
         EXPECT_TRUE(*at == 'P' || std::memcmp(&model.members[member][start], &model.volume[strip * size], size) == 0)
             << place;
       }
@@ -265,7 +275,7 @@ TEST(VolumeMap, StripsLieWhereLinuxPutsThem) {
 
 // --- Judgement ---
 
-typedef void (*SET_CHANGE)(DDF_COPY &copy, UINT32 disk);
+typedef void (*SET_CHANGE)(ddf::Copy &copy, UINT32 disk);
 
 struct JUDGE_CASE {
   const char *name;
@@ -276,23 +286,23 @@ struct JUDGE_CASE {
 };
 
 #define CHANGE(...)                                                                                                    \
-  [](DDF_COPY &copy, UINT32 disk) {                                                                                    \
+  [](ddf::Copy &copy, UINT32 disk) {                                                                                   \
     (void)copy, (void)disk;                                                                                            \
     __VA_ARGS__;                                                                                                       \
   }
-#define STATE(pd, bits) ddfPdEntry(copy, pd)->state = (bits)
+#define STATE(pd, bits) ddf::pdEntryAt(copy, pd)->state = (bits)
 
 // One without a secondary level.
 constexpr TEST_VIRTUAL_DISK flat(UINT8 level, UINT8 qualifier, UINT32 members, UINT8 strip = 7, UINT64 blocks = 256) {
-  return {level, qualifier, DDF_NO_SECONDARY, 1, members, strip, blocks};
+  return {level, qualifier, ddf::noSecondary, 1, members, strip, blocks};
 }
-constexpr TEST_VIRTUAL_DISK g_mirror = flat(DDF_RAID_1, 0, 2, DDF_NO_STRIP, 257);
-constexpr TEST_VIRTUAL_DISK g_triple = flat(DDF_RAID_1, 1, 3, DDF_NO_STRIP);
-constexpr TEST_VIRTUAL_DISK g_striped = flat(DDF_RAID_0, 0, 2, 0);
-constexpr TEST_VIRTUAL_DISK g_five = flat(DDF_RAID_5, 3, 3), g_six = flat(DDF_RAID_6, 3, 5);
-constexpr TEST_VIRTUAL_DISK g_ten = flat(DDF_RAID_1E, 0, 3);
-constexpr TEST_VIRTUAL_DISK g_pairs = {DDF_RAID_1, 0, DDF_SECONDARY_SPANNED, 2, 2, 7, 256};
-constexpr UINT16 FAILED = DDF_PD_ONLINE | DDF_PD_FAILED, AWAY = DDF_PD_FAILED | DDF_PD_MISSING;
+constexpr TEST_VIRTUAL_DISK g_mirror = flat(ddf::levelRaid1, 0, 2, ddf::noStrip, 257);
+constexpr TEST_VIRTUAL_DISK g_triple = flat(ddf::levelRaid1, 1, 3, ddf::noStrip);
+constexpr TEST_VIRTUAL_DISK g_striped = flat(ddf::levelRaid0, 0, 2, 0);
+constexpr TEST_VIRTUAL_DISK g_five = flat(ddf::levelRaid5, 3, 3), g_six = flat(ddf::levelRaid6, 3, 5);
+constexpr TEST_VIRTUAL_DISK g_ten = flat(ddf::levelRaid1e, 0, 3);
+constexpr TEST_VIRTUAL_DISK g_pairs = {ddf::levelRaid1, 0, ddf::secondarySpanned, 2, 2, 7, 256};
+constexpr UINT16 FAILED = ddf::pdOnline | ddf::pdFailed, AWAY = ddf::pdFailed | ddf::pdMissing;
 
 static const JUDGE_CASE g_cases[] = {
     {"mirror", g_mirror, 0, CHANGE(), "ready 01 256"},
@@ -311,44 +321,49 @@ static const JUDGE_CASE g_cases[] = {
     {"neighbours of ten", g_ten, 3, CHANGE(), "too few of its members are there"},
     {"a pair, with its record", g_pairs, 3, CHANGE(), "too few of its members are there"},
     {"one of each pair", g_pairs, 9, CHANGE(STATE(0, AWAY)), "degraded 12 512"},
-    {"no disk named", g_five, 0, CHANGE(ddfReferences(ddfRecordSlot(copy, 0))[0] = DDF_NO_REFERENCE), "ready 12 512"},
+    {"no disk named", g_five, 0, CHANGE(ddf::referencesOf(ddf::recordAt(copy, 0))[0] = ddf::noReference),
+     "ready 12 512"},
     // Members that are there.
     {"failed", g_mirror, 0, CHANGE(STATE(0, FAILED)), "ready 1 256"},
     {"rebuilding", g_mirror, 0,
-     CHANGE(STATE(0, DDF_PD_ONLINE | DDF_PD_REBUILDING); ddfVdEntry(copy, 0)->state = DDF_VD_DEGRADED), "ready 1 256"},
-    {"rebuilding another volume", g_mirror, 0, CHANGE(STATE(0, DDF_PD_ONLINE | DDF_PD_REBUILDING)), "ready 01 256"},
+     CHANGE(STATE(0, ddf::pdOnline | ddf::pdRebuilding); ddf::vdEntryAt(copy, 0)->state = ddf::vdDegraded),
+     "ready 1 256"},
+    {"rebuilding another volume", g_mirror, 0, CHANGE(STATE(0, ddf::pdOnline | ddf::pdRebuilding)), "ready 01 256"},
     {"rebuilding under strips", g_striped, 0,
-     CHANGE(STATE(0, DDF_PD_ONLINE | DDF_PD_REBUILDING); ddfVdEntry(copy, 0)->state = DDF_VD_DEGRADED), "ready 01 512"},
-    {"outside its disk", g_mirror, 0, CHANGE(ddfPdEntry(copy, 1)->configuredSize = 9),
+     CHANGE(STATE(0, ddf::pdOnline | ddf::pdRebuilding); ddf::vdEntryAt(copy, 0)->state = ddf::vdDegraded),
+     "ready 01 512"},
+    {"outside its disk", g_mirror, 0, CHANGE(ddf::pdEntryAt(copy, 1)->configuredSize = 9),
      "a member does not lie inside its disk"},
-    {"twice", g_mirror, 0, CHANGE(ddfReferences(ddfRecordSlot(copy, 0))[1] = ddfPdEntry(copy, 0)->reference),
+    {"twice", g_mirror, 0, CHANGE(ddf::referencesOf(ddf::recordAt(copy, 0))[1] = ddf::pdEntryAt(copy, 0)->reference),
      "one disk is two of its members"},
     // Parity that cannot be trusted is not used; data and copies may.
-    {"dirty", g_five, 0, CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_INCONSISTENT), "ready 012 512, no parity"},
-    {"dirty and one away", g_five, 2, CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_INCONSISTENT),
+    {"dirty", g_five, 0, CHANGE(ddf::vdEntryAt(copy, 0)->state = ddf::vdInconsistent), "ready 012 512, no parity"},
+    {"dirty and one away", g_five, 2, CHANGE(ddf::vdEntryAt(copy, 0)->state = ddf::vdInconsistent),
      "its parity is not to be trusted, and a member is missing"},
-    {"never built and one away", g_six, 2, CHANGE(ddfVdEntry(copy, 0)->init = DDF_INIT_QUICK),
+    {"never built and one away", g_six, 2, CHANGE(ddf::vdEntryAt(copy, 0)->init = ddf::initQuick),
      "its parity is not to be trusted, and a member is missing"},
-    {"dirty mirror and one away", g_mirror, 2, CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_INCONSISTENT),
+    {"dirty mirror and one away", g_mirror, 2, CHANGE(ddf::vdEntryAt(copy, 0)->state = ddf::vdInconsistent),
      "degraded 0 256, no parity"},
     // What is not read, whatever is there.
     {"foreign", g_mirror, 0, CHANGE(copy.header.foreignFlag = 1), "it is another controller's and was not imported"},
-    {"blocked", g_mirror, 0, CHANGE(ddfVdEntry(copy, 0)->init = DDF_INIT_FULL | DDF_BLOCKED << DDF_ACCESS_SHIFT),
+    {"blocked", g_mirror, 0,
+     CHANGE(ddf::vdEntryAt(copy, 0)->init = ddf::initFull | ddf::accessBlocked << ddf::accessShift),
      "access to it is blocked"},
     {"for reading only", g_mirror, 0,
-     CHANGE(ddfVdEntry(copy, 0)->init = DDF_INIT_FULL | DDF_READ_ONLY << DDF_ACCESS_SHIFT), "ready 01 256"},
-    {"deleted", g_mirror, 0, CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_DELETED), "it is marked as deleted"},
-    {"offline", g_mirror, 0, CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_OFFLINE),
+     CHANGE(ddf::vdEntryAt(copy, 0)->init = ddf::initFull | ddf::accessReadOnly << ddf::accessShift), "ready 01 256"},
+    {"deleted", g_mirror, 0, CHANGE(ddf::vdEntryAt(copy, 0)->state = ddf::vdDeleted), "it is marked as deleted"},
+    {"offline", g_mirror, 0, CHANGE(ddf::vdEntryAt(copy, 0)->state = ddf::vdOffline),
      "it is marked as failed, missing or offline"},
-    {"morphing", g_mirror, 0, CHANGE(ddfVdEntry(copy, 0)->state = DDF_VD_MORPHING), "its layout is being changed"},
-    {"no record", g_mirror, 0, CHANGE(ddfRecordSlot(copy, 0)->signature = DDF_FREE_RECORD), "no disk has its record"},
-    {"far or offset", flat(DDF_RAID_1E, 1, 4), 0, CHANGE(), "its level is not read here"},
-    {"one behind the other", flat(DDF_CONCAT, 0, 2), 0, CHANGE(), "its level is not read here"},
-    {"no qualifier of Linux", flat(DDF_RAID_5, 1, 3), 0, CHANGE(), "its level is not read here"},
-    {"65 members", flat(DDF_RAID_0, 0, 65), 0, CHANGE(), "it has too many members"},
-    {"small strips", flat(DDF_RAID_5, 3, 3, 2), 0, CHANGE(), "Linux takes no strips of that size"},
-    {"no strips", flat(DDF_RAID_0, 0, 2, DDF_NO_STRIP), 0, CHANGE(), "Linux takes no strips of that size"},
-    {"no whole strip", flat(DDF_RAID_0, 0, 2, 9), 0, CHANGE(), "Linux takes no strips of that size"},
+    {"morphing", g_mirror, 0, CHANGE(ddf::vdEntryAt(copy, 0)->state = ddf::vdMorphing), "its layout is being changed"},
+    {"no record", g_mirror, 0, CHANGE(ddf::recordAt(copy, 0)->signature = ddf::freeRecordSignature),
+     "no disk has its record"},
+    {"far or offset", flat(ddf::levelRaid1e, 1, 4), 0, CHANGE(), "its level is not read here"},
+    {"one behind the other", flat(ddf::levelConcat, 0, 2), 0, CHANGE(), "its level is not read here"},
+    {"no qualifier of Linux", flat(ddf::levelRaid5, 1, 3), 0, CHANGE(), "its level is not read here"},
+    {"65 members", flat(ddf::levelRaid0, 0, 65), 0, CHANGE(), "it has too many members"},
+    {"small strips", flat(ddf::levelRaid5, 3, 3, 2), 0, CHANGE(), "Linux takes no strips of that size"},
+    {"no strips", flat(ddf::levelRaid0, 0, 2, ddf::noStrip), 0, CHANGE(), "Linux takes no strips of that size"},
+    {"no whole strip", flat(ddf::levelRaid0, 0, 2, 9), 0, CHANGE(), "Linux takes no strips of that size"},
     // Halves that ran apart.
     {"each without the other", g_mirror, 0, CHANGE(STATE(disk ^ 1, AWAY)),
      "its halves were used apart, and each calls the other failed"},
@@ -358,7 +373,7 @@ static const JUDGE_CASE g_cases[] = {
      CHANGE(if (disk == 0) { STATE(1, AWAY); } copy.header.sequence = disk == 0 ? 5 : 6),
      "its halves were used apart, and each calls the other failed"},
     {"one against two", g_triple, 0,
-     CHANGE(disk == 0 ? void(STATE(0, DDF_PD_ONLINE)) : void(STATE(0, AWAY));
+     CHANGE(disk == 0 ? void(STATE(0, ddf::pdOnline)) : void(STATE(0, AWAY));
             if (disk == 0) { STATE(1, AWAY), STATE(2, AWAY); } copy.header.sequence = disk == 0 ? 5 : 6),
      "its halves were used apart, and each calls the other failed"},
     {"one saw another go that came back since", g_six, 0,
@@ -367,7 +382,7 @@ static const JUDGE_CASE g_cases[] = {
 
 static std::string judgeAll(DISKS &disks) {
   OWNED_MODEL model = readModel(disks);
-  const DDF_SET &set = model->sets[0];
+  const ddf::Set &set = model->sets[0];
   Map map = {};
   Judgement judgement = volume_map::judge(*model, set, set.virtualDisks[0], &map);
   std::string text = judgement.why == nullptr ? "" : judgement.why;
@@ -385,7 +400,7 @@ TEST_F(Ddf, VolumesAreJudgedByWhatTheirSetSays) {
   for (const JUDGE_CASE &row : g_cases) {
     SCOPED_TRACE(row.name);
     DISKS all = makeDisks(row.volume, /* extraDisks= */ 1, {127, 63, 16, 256}), disks;
-    changeDisks(all, [&](DDF_COPY &copy, size_t disk) { row.change(copy, static_cast<UINT32>(disk)); });
+    changeDisks(all, [&](ddf::Copy &copy, size_t disk) { row.change(copy, static_cast<UINT32>(disk)); });
     for (size_t i = 0; i < all.size(); ++i) {
       i < 8 && (row.gone >> i & 1) != 0 ? void() : disks.push_back(all[i]);
     }

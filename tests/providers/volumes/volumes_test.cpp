@@ -17,9 +17,9 @@ static const EFI_GUID g_volumesGuid = RAID_VOLUMES_PROTOCOL_GUID;
 static const EFI_GUID g_pathGuid = RAID_VOLUME_PATH_GUID;
 static const EFI_GUID g_readyToBoot = EFI_EVENT_GROUP_READY_TO_BOOT;
 
-constexpr TEST_VIRTUAL_DISK g_mirror = {DDF_RAID_1, 0, DDF_NO_SECONDARY, 1, 2, DDF_NO_STRIP, 256};
-constexpr TEST_VIRTUAL_DISK g_striped = {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 2, 3, 256};
-constexpr TEST_VIRTUAL_DISK g_five = {DDF_RAID_5, 3, DDF_NO_SECONDARY, 1, 3, 3, 256};
+constexpr TEST_VIRTUAL_DISK g_mirror = {ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256};
+constexpr TEST_VIRTUAL_DISK g_striped = {ddf::levelRaid0, 0, ddf::noSecondary, 1, 2, 3, 256};
+constexpr TEST_VIRTUAL_DISK g_five = {ddf::levelRaid5, 3, ddf::noSecondary, 1, 3, 3, 256};
 
 class Box {
 public:
@@ -89,10 +89,11 @@ public:
       return handles.empty() ? "hidden" : "several";
     }
     auto *blockIo = machine.protocolOn<EFI_BLOCK_IO_PROTOCOL>(handles[0], g_blockIoGuid);
-    std::vector<UINT8> bytes(24 * DDF_SECTOR + 1);
-    EFI_STATUS status = blockIo->ReadBlocks(blockIo, 1, 0, 24 * DDF_SECTOR, bytes.data() + 1); // aligned to nothing
+    std::vector<UINT8> bytes(24 * ddf::sectorSize + 1);
+    EFI_STATUS status =
+        blockIo->ReadBlocks(blockIo, 1, 0, 24 * ddf::sectorSize, bytes.data() + 1); // aligned to nothing
     std::string text;
-    for (size_t i = 1; i < bytes.size() && !EFI_ERROR(status); i += 8 * DDF_SECTOR) {
+    for (size_t i = 1; i < bytes.size() && !EFI_ERROR(status); i += 8 * ddf::sectorSize) {
       text += static_cast<char>(bytes[i]);
     }
     return EFI_ERROR(status) ? name(status) : "shown " + text;
@@ -105,9 +106,9 @@ public:
     return EFI_ERROR(status) ? name(status) : text == nullptr ? "" : text;
   }
   // Of the first volume on the disks.
-  DDF_GUID id() {
+  ddf::Guid id() {
     OWNED_MODEL model = readModel(disks);
-    DDF_GUID guid = model->sets[0].virtualDisks[0].entry->guid;
+    ddf::Guid guid = model->sets[0].virtualDisks[0].entry->guid;
     return guid;
   }
 
@@ -119,11 +120,11 @@ public:
 
 // Metadata is made in pool memory.
 static DISKS make(const TEST_VIRTUAL_DISK &volume, UINT32 extraDisks,
-                  const std::function<void(DDF_COPY &copy)> &change = {}) {
+                  const std::function<void(ddf::Copy &copy)> &change = {}) {
   Firmware firmware;
   setSystemTable(firmware.systemTable());
-  DISKS disks = makeDisks(volume, extraDisks, DDF_SMALL_LIMITS);
-  change ? changeDisks(disks, [&](DDF_COPY &copy, size_t) { change(copy); }) : void();
+  DISKS disks = makeDisks(volume, extraDisks, ddf::smallLimits);
+  change ? changeDisks(disks, [&](ddf::Copy &copy, size_t) { change(copy); }) : void();
   return disks;
 }
 
@@ -137,9 +138,9 @@ static DISKS disksOf(const TEST_VIRTUAL_DISK &volume) {
       disks[disk].write(strip * 8 + i, bytes.data(), 1);
     }
   };
-  if (volume.level == DDF_RAID_5) { // A B P, D? P C
+  if (volume.level == ddf::levelRaid5) { // A B P, D? P C
     fill(0, 0, 'A'), fill(1, 0, 'B'), fill(2, 0, 'A' ^ 'B'), fill(2, 1, 'C'), fill(0, 1, 'D'), fill(1, 1, 'C' ^ 'D');
-  } else if (volume.level == DDF_RAID_0) {
+  } else if (volume.level == ddf::levelRaid0) {
     fill(0, 0, 'A'), fill(1, 0, 'B'), fill(0, 1, 'C');
   } else {
     for (size_t disk : {0, 1}) {
@@ -171,7 +172,7 @@ TEST(Volumes, BlockDevicesAnswerAsFirmwareExpects) {
   auto *blockIo = box.machine.protocolOn<EFI_BLOCK_IO_PROTOCOL>(box.shown()[0], g_blockIoGuid);
   EXPECT_EQ(blockIo->Media->LastBlock, 255u);
   EXPECT_TRUE(blockIo->Media->ReadOnly);
-  UINT8 buffer[2 * DDF_SECTOR];
+  UINT8 buffer[2 * ddf::sectorSize];
   const struct {
     UINT32 media;
     UINT64 lba;
@@ -237,7 +238,7 @@ TEST(Volumes, DisksGoAndCome) {
 
 // A volume that ends with a disk's last sector looks like a disk with volumes, and is none.
 TEST(Volumes, VolumesAreNoDisks) {
-  DISKS disks = make({DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 18, 3, 4096}, 0);
+  DISKS disks = make({ddf::levelRaid0, 0, ddf::noSecondary, 1, 18, 3, 4096}, 0);
   disks[17].write(4095, disks[0].read(disks[0].sectors - 1).data(), 1);
   Box box(std::move(disks));
   ASSERT_EQ(box.shown().size(), 1u);
@@ -248,7 +249,7 @@ TEST(Volumes, VolumesAreNoDisks) {
 TEST(Volumes, WhatIsInUseStays) {
   Box box(disksOf(g_mirror));
   auto *protocol = box.machine.protocolOn<RAID_VOLUMES_PROTOCOL>(box.image, g_volumesGuid);
-  DDF_GUID id = box.id();
+  ddf::Guid id = box.id();
   box.user.isStubborn = true;
   EXPECT_EQ(name(protocol->Hide(protocol, id.bytes)), name(EFI_ACCESS_DENIED));
   EXPECT_EQ(box.state(), "shown ABC");
@@ -259,20 +260,21 @@ TEST(Volumes, WhatIsInUseStays) {
   EXPECT_EQ(name(protocol->Hide(protocol, id.bytes)), name(EFI_SUCCESS));
   EXPECT_EQ(box.why(), "it was taken away");
   EXPECT_EQ(name(protocol->Hide(protocol, id.bytes)), name(EFI_SUCCESS));
-  changeDisks(box.disks, [](DDF_COPY &copy, size_t) { ddfVdEntry(copy, 0)->init = DDF_BLOCKED << DDF_ACCESS_SHIFT; });
+  changeDisks(box.disks,
+              [](ddf::Copy &copy, size_t) { ddf::vdEntryAt(copy, 0)->init = ddf::accessBlocked << ddf::accessShift; });
   EXPECT_EQ(name(protocol->Refresh(protocol)), name(EFI_SUCCESS));
   EXPECT_EQ(box.why(), "access to it is blocked");
-  changeDisks(box.disks, [](DDF_COPY &copy, size_t) { ddfVdEntry(copy, 0)->init = DDF_INIT_FULL; });
+  changeDisks(box.disks, [](ddf::Copy &copy, size_t) { ddf::vdEntryAt(copy, 0)->init = ddf::initFull; });
   EXPECT_EQ(name(protocol->Refresh(protocol)), name(EFI_SUCCESS));
   EXPECT_EQ(box.state(), "shown ABC");
-  changeDisks(box.disks, [](DDF_COPY &copy, size_t disk) { // the volume is longer, or another one
-    disk < 2 ? void(ddfRecordSlot(copy, 0)->memberBlocks = 512) : void();
+  changeDisks(box.disks, [](ddf::Copy &copy, size_t disk) { // the volume is longer, or another one
+    disk < 2 ? void(ddf::recordAt(copy, 0)->memberBlocks = 512) : void();
   });
   EXPECT_EQ(name(protocol->Refresh(protocol)), name(EFI_SUCCESS));
   EXPECT_EQ(box.machine.protocolOn<EFI_BLOCK_IO_PROTOCOL>(box.shown()[0], g_blockIoGuid)->Media->LastBlock, 511u);
-  changeDisks(box.disks, [](DDF_COPY &copy, size_t) {
-    ddfRecordSlot(copy, 0)->signature = DDF_FREE_RECORD;
-    std::memset(ddfVdEntry(copy, 0), 0xFF, sizeof(DDF_VD_ENTRY));
+  changeDisks(box.disks, [](ddf::Copy &copy, size_t) {
+    ddf::recordAt(copy, 0)->signature = ddf::freeRecordSignature;
+    std::memset(ddf::vdEntryAt(copy, 0), 0xFF, sizeof(ddf::VdEntry));
   });
   EXPECT_EQ(name(protocol->Refresh(protocol)), name(EFI_SUCCESS));
   EXPECT_EQ(box.state(), "hidden");
@@ -332,11 +334,11 @@ TEST(Volumes, TheControllerTakesVolumesAwayBeforeTheyEnd) {
 
 // Two sets of 32 disks: each disk's metadata is read once when they are there, and twice when they come one by one.
 TEST(Volumes, ManyDisksAreReadOnce) {
-  constexpr TEST_VIRTUAL_DISK volume = {DDF_RAID_0, 0, DDF_NO_SECONDARY, 1, 32, 3, 256};
-  DISKS disks = make(volume, 0),
-        others = make(volume, 0, [](DDF_COPY &copy) {
-          copy.header.guid.bytes[20] = ddfRecordSlot(copy, 0)->guid.bytes[20] = ddfVdEntry(copy, 0)->guid.bytes[20] = 1;
-        });
+  constexpr TEST_VIRTUAL_DISK volume = {ddf::levelRaid0, 0, ddf::noSecondary, 1, 32, 3, 256};
+  DISKS disks = make(volume, 0), others = make(volume, 0, [](ddf::Copy &copy) {
+                                   copy.header.guid.bytes[20] = ddf::recordAt(copy, 0)->guid.bytes[20] =
+                                       ddf::vdEntryAt(copy, 0)->guid.bytes[20] = 1;
+                                 });
   disks.insert(disks.end(), others.begin(), others.end());
   size_t once = 64 * (2 * 70 + 16); // both copies, the anchor, and what looks at it
   Box box(disks);
