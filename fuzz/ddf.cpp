@@ -123,7 +123,7 @@ static WRITABLE writableOf(const ddf::Model &model, DISKS &disks, UINT32 number,
   return writable;
 }
 
-static EFI_STATUS change(DDF_WRITER &writer, FuzzInput &input) {
+static EFI_STATUS change(ddf_change::Writer &writer, FuzzInput &input) {
   static const struct {
     UINT8 level, qualifier;
   } levels[] = {{ddf::levelRaid0, 0}, {ddf::levelRaid1, 0}, {ddf::levelRaid5, 3}, {ddf::levelRaid1e, 0}};
@@ -139,29 +139,30 @@ static EFI_STATUS change(DDF_WRITER &writer, FuzzInput &input) {
   bool hasVirtualDisk = set < writer.model->setCount && number < writer.model->sets[set].virtualDiskCount;
   switch (kind % 7) {
   case 0: {
-    DDF_NEW_VIRTUAL_DISK virtualDisk = {};
+    ddf_change::NewVirtualDisk virtualDisk = {};
     virtualDisk.level = levels[level].level;
     virtualDisk.qualifier = levels[level].qualifier;
     virtualDisk.strip = 7;
     virtualDisk.disks = disks;
     virtualDisk.diskCount = count;
     virtualDisk.memberBlocks = input.number(2);
-    virtualDisk.start = DDF_ANYWHERE;
-    return ddfCreateVirtualDisk(&writer, virtualDisk);
+    virtualDisk.start = ddf_change::anywhere;
+    return ddf_change::createVirtualDisk(&writer, virtualDisk);
   }
   case 1:
-    return ddfSetSpare(&writer, ddf::noIndex, disks[0],
-                       (number & 1) != 0 ? ddf::SpareKind::global : ddf::SpareKind::none, nullptr, 0);
+    return ddf_change::setSpare(&writer, ddf::noIndex, disks[0],
+                                (number & 1) != 0 ? ddf::SpareKind::global : ddf::SpareKind::none, nullptr, 0);
   case 2:
-    return ddfDeleteSet(&writer, set);
+    return ddf_change::deleteSet(&writer, set);
   case 3:
-    return ddfImportSet(&writer, set);
+    return ddf_change::importSet(&writer, set);
   case 4:
-    return number < writer.model->sets[set].pdCount ? ddfFailDisk(&writer, set, number) : EFI_NOT_FOUND;
+    return number < writer.model->sets[set].pdCount ? ddf_change::failDisk(&writer, set, number) : EFI_NOT_FOUND;
   case 5:
-    return hasVirtualDisk ? ddfDeleteVirtualDisk(&writer, set, number) : EFI_NOT_FOUND;
+    return hasVirtualDisk ? ddf_change::deleteVirtualDisk(&writer, set, number) : EFI_NOT_FOUND;
   default:
-    return hasVirtualDisk ? ddfChangeVirtualDisk(&writer, set, number, {DDF_SET_ACCESS, ddf::accessReadOnly, 0, {}})
+    return hasVirtualDisk ? ddf_change::changeVirtualDisk(&writer, set, number,
+                                                          {ddf_change::settingAccess, ddf::accessReadOnly, 0, {}})
                           : EFI_NOT_FOUND;
   }
 }
@@ -190,14 +191,14 @@ static void changeOnTop(DISKS &disks, FuzzInput input) {
   for (UINT32 i = 0; i < model->diskCount; ++i) {
     writables.push_back(writableOf(*model, disks, i, &writes));
   }
-  std::vector<DDF_TARGET> targets;
+  std::vector<ddf_change::Target> targets;
   for (WRITABLE &writable : writables) {
     ddf::Guid guid = {{'F', 'u', 'z', 'z', static_cast<UINT8>(targets.size())}};
     targets.push_back({writeJudged, [](void *) -> EFI_STATUS { return EFI_SUCCESS; }, &writable, guid, true});
   }
   ddf::ControllerData maker = {};
   maker.guid.bytes[0] = 'M';
-  DDF_WRITER writer = {model.get(), targets.data(), &maker, /* time= */ 1, random, {}, {}};
+  ddf_change::Writer writer = {model.get(), targets.data(), &maker, /* time= */ 1, random, {}, {}};
   EFI_STATUS status = change(writer, input);
   model.reset();
   model = readModel(disks);

@@ -1,16 +1,15 @@
 // Where a disk is searched.
 
-#include "providers/ddf/ddf.h"
+#include "providers/ddf/bytes.h"
 
 namespace ddf {
 
-constexpr UINT64 mebibyte = 2048; // sectors
-constexpr UINT64 frontSectors = mebibyte, TAIL = 34 * mebibyte;
+constexpr UINT64 frontSectors = mebibyte, tailSectors = 34 * mebibyte;
 constexpr UINT64 sampleSectors = 8;
 
 UINT32 searchedAreas(UINT64 sectors, Area (&areas)[areaCount]) {
   UINT64 front = sectors < frontSectors ? sectors : frontSectors;
-  UINT64 tail = sectors - front < TAIL ? sectors - front : TAIL;
+  UINT64 tail = sectors - front < tailSectors ? sectors - front : tailSectors;
   areas[0] = {sectors - tail, tail};
   areas[1] = {0, front};
   UINT64 step = (sectors - front - tail) / (sampleCount + 1);

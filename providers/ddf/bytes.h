@@ -7,6 +7,10 @@
 
 namespace ddf {
 
+constexpr UINT64 mebibyte = 2048;                         // sectors
+constexpr UINT32 mostSectors = 1024;                      // of a section; Linux takes no longer ones either
+constexpr UINT32 elementSize = sizeof(U32) + sizeof(U64); // of a record's arrays
+
 // Below zero, zero or above zero, by the first differing byte.
 int compareGuids(const Guid &a, const Guid &b);
 

@@ -4,9 +4,6 @@
 
 namespace ddf {
 
-constexpr UINT32 mostSectors = 1024; // of a section; Linux takes no longer ones either
-constexpr UINT32 elementSize = sizeof(U32) + sizeof(U64);
-
 struct SectionRow {
   const CHAR8 *name;
   UINT32 signature; // 0: the section is judged slot by slot

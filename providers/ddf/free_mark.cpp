@@ -3,12 +3,11 @@
 // digest of the places where file systems, tables and virtual disk managers keep what they change when they are used.
 
 #include "providers/ddf/free_mark.h"
+#include "providers/ddf/bytes.h"
 
 #include "base/pool.h"
 
 namespace ddf {
-
-constexpr UINT64 MIB = 2048; // sectors
 
 // Whole sectors, by words of eight bytes; every step can be turned back, so that a changed word changes the digest.
 static UINT64 digestOn(UINT64 digest, const UINT8 *bytes, UINT64 sectors) {
@@ -25,7 +24,7 @@ static UINT64 digestOn(UINT64 digest, const UINT8 *bytes, UINT64 sectors) {
 static EFI_STATUS makeDigest(const Source &source, UINT8 *buffer, UINT64 *digest) {
   Area areas[areaCount];
   UINT32 count = searchedAreas(source.sectors, areas);
-  UINT64 mark = source.sectors - 1, from = areas[0].sectors > MIB ? source.sectors - MIB : areas[0].lba;
+  UINT64 mark = source.sectors - 1, from = areas[0].sectors > mebibyte ? source.sectors - mebibyte : areas[0].lba;
   areas[0] = {from, from < mark ? mark - from : 0};
   *digest = 0;
   for (UINT32 i = 0; i < count; ++i) {

@@ -22,13 +22,13 @@ static UINT64 usualSize(UINT32 at) {
                              1000,  1024,  1200,  1500,  1600,  1800,  1920,  2000,  2048,  2400,  3000,
                              3200,  3840,  4000,  5000,  6000,  6400,  7680,  8000,  10000, 12000, 12800,
                              14000, 15360, 16000, 18000, 20000, 22000, 24000, 26000, 28000, 30000, 30720};
-  constexpr UINT32 COUNT = sizeof(sold) / sizeof(sold[0]);
-  constexpr UINT32 leastShift = 17, MOST_SHIFT = 36; // 64 MiB to 32 TiB
-  if (at < COUNT) {
+  constexpr UINT32 count = sizeof(sold) / sizeof(sold[0]);
+  constexpr UINT32 leastShift = 17, mostShift = 36; // 64 MiB to 32 TiB
+  if (at < count) {
     return 21168 + 1953504 * UINT64{sold[at]};
   }
-  UINT32 shift = leastShift + at - COUNT;
-  return shift <= MOST_SHIFT ? UINT64{1} << shift : 0;
+  UINT32 shift = leastShift + at - count;
+  return shift <= mostShift ? UINT64{1} << shift : 0;
 }
 
 // Where a header is looked for that ends a disk of another size.
@@ -123,14 +123,15 @@ static EFI_STATUS searchAreas(const Source &source, UINT8 *buffer, Finding *find
 }
 
 static void tell(const Finding &finding, Disk *disk) {
-  constexpr CHAR8 otherSize[] = "metadata of a disk of another size", DATA[] = "data that is not known, at byte ";
-  static_assert(sizeof(otherSize) <= sizeof(disk->holds) && sizeof(DATA) + 20 <= sizeof(disk->holds));
+  constexpr CHAR8 otherSize[] = "metadata of a disk of another size",
+                  unknownData[] = "data that is not known, at byte ";
+  static_assert(sizeof(otherSize) <= sizeof(disk->holds) && sizeof(unknownData) + 20 <= sizeof(disk->holds));
   disk->stray = finding.header;
   if (finding.header != 0) {
     copyBytes(disk->holds, otherSize, sizeof(otherSize));
   } else if (finding.data != noLba) {
-    copyBytes(disk->holds, DATA, sizeof(DATA));
-    formatDecimal(disk->holds + sizeof(DATA) - 1, finding.data * sectorSize);
+    copyBytes(disk->holds, unknownData, sizeof(unknownData));
+    formatDecimal(disk->holds + sizeof(unknownData) - 1, finding.data * sectorSize);
   }
 }
 

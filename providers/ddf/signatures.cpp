@@ -9,16 +9,16 @@ namespace ddf {
 
 // A boot sector counts as a partition table when what stands there reads like one; a lone mark may be a boot loader's.
 static bool isPartitionTable(const UINT8 *sector) {
-  constexpr UINTN entries = 446, ENTRY = 16, TYPE = 4, MARK = 510;
-  if (sector[MARK] != 0x55 || sector[MARK + 1] != 0xAA) {
+  constexpr UINTN entriesAt = 446, entrySize = 16, typeAt = 4, markAt = 510;
+  if (sector[markAt] != 0x55 || sector[markAt + 1] != 0xAA) {
     return false;
   }
   bool used = false;
-  for (UINTN at = entries; at < MARK; at += ENTRY) {
+  for (UINTN at = entriesAt; at < markAt; at += entrySize) {
     if ((sector[at] & 0x7F) != 0) {
       return false;
     }
-    used = used || sector[at + TYPE] != 0;
+    used = used || sector[at + typeAt] != 0;
   }
   return used;
 }

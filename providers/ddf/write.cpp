@@ -38,8 +38,6 @@ Extent extentOf(const Copy &copy, HeaderType type, Section section) {
 // --- New copies ---
 
 constexpr UINT32 primaryFromEnd = 32768; // as Linux has it; the secondary begins the reserve
-constexpr UINT32 ELEMENT_SIZE = sizeof(U32) + sizeof(U64);
-constexpr UINT32 MOST_SECTORS = 1024; // of a section
 
 struct Lengths {
   UINT32 sections[sectionCount];
@@ -47,7 +45,7 @@ struct Lengths {
 };
 
 static Lengths lengthsFor(const Limits &limits) {
-  UINT32 record = 1 + (limits.elements * ELEMENT_SIZE + sectorSize - 1) / sectorSize;
+  UINT32 record = 1 + (limits.elements * elementSize + sectorSize - 1) / sectorSize;
   UINT32 entriesPerSector = sectorSize / sizeof(PdEntry);
   return {{1, (limits.pds + 1U) / entriesPerSector, (limits.vds + 1U) / entriesPerSector,
            (limits.partitions + 1U) * record, 1},
@@ -56,7 +54,7 @@ static Lengths lengthsFor(const Limits &limits) {
 
 static bool hasRoom(const Lengths &lengths) {
   for (UINT32 length : lengths.sections) {
-    if (length == 0 || length > MOST_SECTORS) {
+    if (length == 0 || length > mostSectors) {
       return false;
     }
   }

@@ -2,21 +2,23 @@
 
 #include "providers/ddf_change/place.h"
 
+namespace ddf_change {
+
 // --- What can be made ---
 
 // Linux wants whole pages where there is redundancy. Larger strips than 16 MiB nobody has tried.
-constexpr UINT8 PAGE_SHIFT = 3, MOST_SHIFT = 15;
+constexpr UINT8 pageShift = 3, mostShift = 15;
 
-static bool isStripTaken(const DDF_NEW_VIRTUAL_DISK &wanted) {
+static bool isStripTaken(const NewVirtualDisk &wanted) {
   if (wanted.level == ddf::levelRaid1 && wanted.strip == ddf::noStrip) {
     return true;
   }
-  return wanted.strip <= MOST_SHIFT && (wanted.strip >= PAGE_SHIFT || wanted.level == ddf::levelRaid0);
+  return wanted.strip <= mostShift && (wanted.strip >= pageShift || wanted.level == ddf::levelRaid0);
 }
 
 // Of what Linux assembles, a concatenation needs a module of its own and copies with an offset have been tried on four
 // disks only.
-static bool isLevelTaken(const DDF_NEW_VIRTUAL_DISK &wanted) {
+static bool isLevelTaken(const NewVirtualDisk &wanted) {
   ddf::Record record = {};
   record.level = wanted.level;
   record.qualifier = wanted.qualifier;
@@ -26,7 +28,7 @@ static bool isLevelTaken(const DDF_NEW_VIRTUAL_DISK &wanted) {
          wanted.level != ddf::levelConcat && (wanted.level != ddf::levelRaid1e || wanted.qualifier == 0);
 }
 
-static EFI_STATUS checkWanted(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wanted) {
+static EFI_STATUS checkWanted(Writer *writer, const NewVirtualDisk &wanted) {
   if (wanted.diskCount == 0) {
     return EFI_INVALID_PARAMETER;
   }
@@ -46,8 +48,8 @@ static EFI_STATUS checkWanted(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wa
 // --- Numbers ---
 
 static void markNumbers(const ddf::Model &model, UINT8 *used) {
-  for (UINT32 i = 0; i < model.setCount; i++) {
-    for (UINT32 j = 0; j < model.sets[i].virtualDiskCount; j++) {
+  for (UINT32 i = 0; i < model.setCount; ++i) {
+    for (UINT32 j = 0; j < model.sets[i].virtualDiskCount; ++j) {
       UINT32 number = model.sets[i].virtualDisks[j].entry->number;
       used[number / 8] = static_cast<UINT8>(used[number / 8] | 1U << number % 8);
     }
@@ -63,7 +65,7 @@ static bool newNumber(const ddf::Model &model, UINT16 *number) {
   markNumbers(model, used);
   UINT32 lowest = 0;
   while (lowest < 0xFFFF && (used[lowest / 8] >> lowest % 8 & 1) != 0) {
-    lowest++;
+    ++lowest;
   }
   *number = static_cast<UINT16>(lowest);
   poolFree(used);
@@ -72,8 +74,8 @@ static bool newNumber(const ddf::Model &model, UINT16 *number) {
 
 // --- Entry and records ---
 
-static void enterVirtualDisk(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, UINT16 number) {
-  ddf::VdEntry *entry = findFreeEntry(lead(work));
+static void enterVirtualDisk(Work *work, const NewVirtualDisk &wanted, UINT16 number) {
+  ddf::VdEntry *entry = findFreeEntry(leadCopy(work));
   __builtin_memset(entry, 0xFF, sizeof(*entry));
   entry->guid = work->writer->made;
   entry->number = number;
@@ -85,8 +87,8 @@ static void enterVirtualDisk(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, UIN
   copyBytes(entry->name, wanted.name, sizeof(entry->name));
 }
 
-static void fillRecord(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, const PLACES &places, WORK_DISK *disk) {
-  constexpr UINT8 RATE = 0x80; // as Linux has it
+static void fillRecord(Work *work, const NewVirtualDisk &wanted, const Places &places, WorkDisk *disk) {
+  constexpr UINT8 linuxRate = 0x80; // as Linux has it
   ddf::Record *record = findFreeRecord(disk->copy);
   freeSlot(disk->copy, record);
   record->signature = ddf::recordSignature;
@@ -104,33 +106,33 @@ static void fillRecord(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, const PLA
   record->blocks = ddf::shapeOf(*record).blocks;
   zeroBytes(record->cache, sizeof(record->cache));
   record->cache[sizeof(record->cache) - 1] = wanted.cache;
-  record->rate = RATE;
-  for (UINT32 i = 0; i < wanted.diskCount; i++) {
-    const WORK_DISK &member = work->disks[work->places[wanted.disks[i]]];
+  record->rate = linuxRate;
+  for (UINT32 i = 0; i < wanted.diskCount; ++i) {
+    const WorkDisk &member = work->disks[work->places[wanted.disks[i]]];
     ddf::referencesOf(record)[i] = ddf::diskDataOf(member.copy)->reference;
     ddf::startsOf(disk->copy, record)[i] = places.starts[i];
   }
 }
 
-static void markMembers(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted) {
+static void markMembers(Work *work, const NewVirtualDisk &wanted) {
   UINT32 joined = work->set != nullptr ? work->set->pdCount : 0;
-  for (UINT32 i = 0; i < wanted.diskCount; i++) {
+  for (UINT32 i = 0; i < wanted.diskCount; ++i) {
     UINT32 place = work->places[wanted.disks[i]];
     UINT32 pd = place < work->members ? work->writer->model->disks[wanted.disks[i]].pd : joined + place - work->members;
-    ddf::PdEntry *entry = ddf::pdEntryAt(lead(work), pd);
+    ddf::PdEntry *entry = ddf::pdEntryAt(leadCopy(work), pd);
     entry->type = entry->type | ddf::pdMember;
   }
 }
 
 // --- The change ---
 
-static EFI_STATUS joinFresh(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted) {
+static EFI_STATUS joinFresh(Work *work, const NewVirtualDisk &wanted) {
   UINT32 *fresh = poolNew<UINT32>(wanted.diskCount);
   if (fresh == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   UINT32 count = 0;
-  for (UINT32 i = 0; i < wanted.diskCount; i++) {
+  for (UINT32 i = 0; i < wanted.diskCount; ++i) {
     if (isOutside(*work->writer->model, wanted.disks[i])) {
       fresh[count++] = wanted.disks[i];
     }
@@ -140,8 +142,7 @@ static EFI_STATUS joinFresh(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted) {
   return status;
 }
 
-static EFI_STATUS writeVirtualDisk(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, const PLACES &places,
-                                   UINT16 number) {
+static EFI_STATUS writeVirtualDisk(Work *work, const NewVirtualDisk &wanted, const Places &places, UINT16 number) {
   EFI_STATUS status = beginWriting(work);
   if (EFI_ERROR(status)) {
     return status;
@@ -151,14 +152,14 @@ static EFI_STATUS writeVirtualDisk(WORK *work, const DDF_NEW_VIRTUAL_DISK &wante
   if (EFI_ERROR(status)) {
     return status;
   }
-  for (UINT32 i = 0; i < wanted.diskCount; i++) {
+  for (UINT32 i = 0; i < wanted.diskCount; ++i) {
     fillRecord(work, wanted, places, &work->disks[work->places[wanted.disks[i]]]);
   }
   markMembers(work, wanted);
   return writeStep(work);
 }
 
-static EFI_STATUS create(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES *places) {
+static EFI_STATUS create(Work *work, const NewVirtualDisk &wanted, Places *places) {
   UINT16 number = 0;
   EFI_STATUS status = findPlaces(work, wanted, places);
   if (!EFI_ERROR(status)) {
@@ -174,13 +175,13 @@ static EFI_STATUS create(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES 
     return EFI_OUT_OF_RESOURCES;
   }
   ddf::Guid guid = newGuid(*work->writer);
-  for (; findVirtualDiskEntry(lead(work), guid) != nullptr; guid.bytes[sizeof(guid.bytes) - 1]++) {
+  for (; findVirtualDiskEntry(leadCopy(work), guid) != nullptr; guid.bytes[sizeof(guid.bytes) - 1]++) {
   }
   work->writer->made = guid;
   return writeVirtualDisk(work, wanted, *places, number);
 }
 
-EFI_STATUS ddfCreateVirtualDisk(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wanted) {
+EFI_STATUS createVirtualDisk(Writer *writer, const NewVirtualDisk &wanted) {
   writer->trouble = {ddf::noIndex, nullptr};
   writer->made = {};
   UINT32 set = ddf::noIndex;
@@ -191,8 +192,8 @@ EFI_STATUS ddfCreateVirtualDisk(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &
   if (EFI_ERROR(status)) {
     return status;
   }
-  WORK work;
-  PLACES places = {};
+  Work work;
+  Places places = {};
   status = openWork(writer, set, wanted.diskCount, ddf::noIndex, &work);
   if (!EFI_ERROR(status)) {
     status = create(&work, wanted, &places);
@@ -201,3 +202,5 @@ EFI_STATUS ddfCreateVirtualDisk(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &
   poolFree(places.starts);
   return status;
 }
+
+} // namespace ddf_change

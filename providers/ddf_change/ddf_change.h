@@ -19,9 +19,11 @@
 
 #include "providers/ddf/ddf.h"
 
+namespace ddf_change {
+
 // How to write one of the model's disks, and what it is called. write puts count sectors, which lie inside the disk,
 // from lba on; buffer may have any alignment.
-struct DDF_TARGET {
+struct Target {
   EFI_STATUS (*write)(void *context, UINT64 lba, UINTN count, const void *buffer);
   EFI_STATUS (*flush)(void *context); // what was written is on the medium when it returns EFI_SUCCESS
   void *context;
@@ -31,21 +33,21 @@ struct DDF_TARGET {
 
 // What stood in a change's way: a disk of the model, noIndex when it is none, and why, a constant text or one of the
 // model; null when the status says all.
-struct DDF_TROUBLE {
+struct Trouble {
   UINT32 disk;
   const CHAR8 *what;
 };
 
 // A model to change. It is used up by a change that has written: read anew before the next one.
-struct DDF_WRITER {
+struct Writer {
   ddf::Model *model;                // just read by readModel; disks that are to join are searched
-  const DDF_TARGET *targets;        // of each of its disks
+  const Target *targets;            // of each of its disks
   const ddf::ControllerData *maker; // GUID, type, product and vendor data for sets that are made anew; ours is its GUID
   UINT32 time;                      // seconds since 1980
   UINT32 (*random)(void);           // for GUIDs and references
   // Set by every change.
-  DDF_TROUBLE trouble;
-  ddf::Guid made;          // by ddfCreateVirtualDisk: the new virtual disk's GUID
+  Trouble trouble;
+  ddf::Guid made;          // by createVirtualDisk: the new virtual disk's GUID
   UINT8 *buffer = nullptr; // its own, during a change
 };
 
@@ -59,15 +61,15 @@ struct DDF_WRITER {
 
 // The set that disks join which are in none, one of ours or else the only other one; noIndex when there is none. ours:
 // the GUID of the caller's controller.
-UINT32 ddfChooseSet(const ddf::Model &model, const ddf::Guid &ours);
+UINT32 chooseSet(const ddf::Model &model, const ddf::Guid &ours);
 
-constexpr UINT64 DDF_ANYWHERE = ~UINT64{0};
+constexpr UINT64 anywhere = ~UINT64{0};
 
 // Members are whole pages, and begin at one where the writer chooses: Linux counts in halves of these, and takes two
 // virtual disks for one on top of the other when an odd sector is between them.
-constexpr UINT64 DDF_MEMBER_GRAIN = 8;
+constexpr UINT64 grainSectors = 8;
 
-struct DDF_NEW_VIRTUAL_DISK {
+struct NewVirtualDisk {
   UINT8 level; // Level, qualifier and strip as in a record
   UINT8 qualifier;
   UINT8 strip;
@@ -76,51 +78,52 @@ struct DDF_NEW_VIRTUAL_DISK {
   CHAR8 name[16];      // padded with zeros; empty for none
   const UINT32 *disks; // of the model, in the members' order
   UINT32 diskCount;
-  UINT64 memberBlocks; // whole strips and DDF_MEMBER_GRAIN; 0: as many as fit
-  UINT64 start;        // on each member; DDF_ANYWHERE: the first gap that fits
+  UINT64 memberBlocks; // whole strips and grainSectors; 0: as many as fit
+  UINT64 start;        // on each member; anywhere: the first gap that fits
 };
 
 // Makes a virtual disk. Disks that are in no set join the one of the others; without others, a set of ours, else the
 // only one that Linux made, else a new set. A spare is refused, also one that Linux made of a disk without a volume.
 // RAID 0 is initialised from the start; of other levels Linux builds the redundancy. EFI_UNSUPPORTED: Linux would not
 // assemble it. EFI_INVALID_PARAMETER: also a name that is taken or has blanks.
-EFI_STATUS ddfCreateVirtualDisk(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wanted);
+EFI_STATUS createVirtualDisk(Writer *writer, const NewVirtualDisk &wanted);
 
 // Deletes a virtual disk. Disks that then hold no virtual disk and are no spare leave the set, which ends with its last
 // disk.
-EFI_STATUS ddfDeleteVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDisk);
+EFI_STATUS deleteVirtualDisk(Writer *writer, UINT32 set, UINT32 virtualDisk);
 
 // Deletes all virtual disks one after the other and dissolves the set; it may be a foreign one.
-EFI_STATUS ddfDeleteSet(DDF_WRITER *writer, UINT32 set);
+EFI_STATUS deleteSet(Writer *writer, UINT32 set);
 
 // What of a virtual disk to change.
-enum DDF_SETTING : UINT8 { DDF_SET_NAME = 0x01, DDF_SET_ACCESS = 0x02, DDF_SET_CACHE = 0x04 };
-struct DDF_VIRTUAL_DISK_SETTINGS {
-  UINT8 which; // DDF_SETTING
+enum Setting : UINT8 { settingName = 0x01, settingAccess = 0x02, settingCache = 0x04 };
+struct VirtualDiskSettings {
+  UINT8 which; // Setting
   UINT8 access;
   UINT8 cache;
   CHAR8 name[16]; // padded with zeros
 };
-EFI_STATUS ddfChangeVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDisk,
-                                const DDF_VIRTUAL_DISK_SETTINGS &settings);
+EFI_STATUS changeVirtualDisk(Writer *writer, UINT32 set, UINT32 virtualDisk, const VirtualDiskSettings &settings);
 
 // Makes a disk a global spare, a spare for some volumes of the set (Linux forgets for which with its first own change),
-// or none. A disk that is in no set joins set; noIndex: the one that ddfCreateVirtualDisk would choose,
+// or none. A disk that is in no set joins set; noIndex: the one that createVirtualDisk would choose,
 // EFI_NOT_FOUND if there is none. A disk that is no spare any more and holds no virtual disk leaves. Of a member, set
 // is its own or noIndex.
-EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, ddf::SpareKind kind, const UINT32 *virtualDisks,
-                       UINT32 virtualDiskCount);
+EFI_STATUS setSpare(Writer *writer, UINT32 set, UINT32 disk, ddf::SpareKind kind, const UINT32 *virtualDisks,
+                    UINT32 virtualDiskCount);
 
 // Marks a disk of the set's list as failed, and as missing when it is not there; its virtual disks get the state that
 // the other members leave them in. The disk itself is not written.
-EFI_STATUS ddfFailDisk(DDF_WRITER *writer, UINT32 set, UINT32 pd);
+EFI_STATUS failDisk(Writer *writer, UINT32 set, UINT32 pd);
 
 // Frees a disk of the set's list that is there and marked as failed: its anchor goes, and its entry, or when virtual
 // disks have it as a member, it is marked as missing.
-EFI_STATUS ddfFreeFailed(DDF_WRITER *writer, UINT32 set, UINT32 pd);
+EFI_STATUS freeFailed(Writer *writer, UINT32 set, UINT32 pd);
 
 // Makes a foreign set one of ours, without the foreign flag.
-EFI_STATUS ddfImportSet(DDF_WRITER *writer, UINT32 set);
+EFI_STATUS importSet(Writer *writer, UINT32 set);
 
 // Replaces the first size bytes of the vendor's data in the set's controller section, which has room for 448.
-EFI_STATUS ddfSetVendorData(DDF_WRITER *writer, UINT32 set, const void *bytes, UINTN size);
+EFI_STATUS setVendorData(Writer *writer, UINT32 set, const void *bytes, UINTN size);
+
+} // namespace ddf_change

@@ -3,6 +3,8 @@
 
 #include "providers/ddf_change/work.h"
 
+namespace ddf_change {
+
 bool isMarkedLost(const ddf::Pd &pd) {
   return (pd.entry->state & (ddf::pdFailed | ddf::pdMissing)) != 0;
 }
@@ -10,7 +12,7 @@ bool isMarkedLost(const ddf::Pd &pd) {
 // --- What forbids a change ---
 
 static bool missesDisks(const ddf::Set &set, UINT32 without) {
-  for (UINT32 i = 0; i < set.pdCount; i++) {
+  for (UINT32 i = 0; i < set.pdCount; ++i) {
     if (i != without && set.pds[i].disk == ddf::noIndex && !isMarkedLost(set.pds[i])) {
       return true;
     }
@@ -20,7 +22,7 @@ static bool missesDisks(const ddf::Set &set, UINT32 without) {
 
 // Why a disk that was not recognised may be one of the set all the same: Linux looks only at the checksums of headers,
 // and the next read may succeed.
-static EFI_STATUS checkUnrecognised(DDF_WRITER *writer, UINT32 number, const ddf::Set &set, bool misses) {
+static EFI_STATUS checkUnrecognised(Writer *writer, UINT32 number, const ddf::Set &set, bool misses) {
   const ddf::Disk &disk = writer->model->disks[number];
   if (disk.kind != ddf::DiskKind::unreadable && disk.kind != ddf::DiskKind::damaged) {
     return EFI_SUCCESS;
@@ -37,10 +39,10 @@ static EFI_STATUS checkUnrecognised(DDF_WRITER *writer, UINT32 number, const ddf
              : EFI_SUCCESS;
 }
 
-static EFI_STATUS checkDisks(DDF_WRITER *writer, UINT32 number, UINT32 without) {
+static EFI_STATUS checkDisks(Writer *writer, UINT32 number, UINT32 without) {
   const ddf::Set &set = writer->model->sets[number];
   bool misses = missesDisks(set, without);
-  for (UINT32 i = 0; i < writer->model->diskCount; i++) {
+  for (UINT32 i = 0; i < writer->model->diskCount; ++i) {
     const ddf::Disk &disk = writer->model->disks[i];
     EFI_STATUS status = checkUnrecognised(writer, i, set, misses);
     if (EFI_ERROR(status)) {
@@ -64,19 +66,19 @@ static EFI_STATUS checkDisks(DDF_WRITER *writer, UINT32 number, UINT32 without) 
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS checkSet(DDF_WRITER *writer, UINT32 number, UINT32 without) {
+static EFI_STATUS checkSet(Writer *writer, UINT32 number, UINT32 without) {
   const ddf::Set &set = writer->model->sets[number];
   const CHAR8 *what = ddf::faultOfSet(set);
   return what != nullptr ? refuse(writer, EFI_ACCESS_DENIED, set.newest, what) : checkDisks(writer, number, without);
 }
 
-EFI_STATUS checkTarget(DDF_WRITER *writer, UINT32 set, FOREIGN foreign) {
+EFI_STATUS checkTarget(Writer *writer, UINT32 set, Foreign foreign) {
   writer->trouble = {ddf::noIndex, nullptr};
   if (set >= writer->model->setCount) {
     return EFI_INVALID_PARAMETER;
   }
   const ddf::Set &target = writer->model->sets[set];
-  return target.foreign && foreign == FOREIGN_REFUSED
+  return target.foreign && foreign == Foreign::refused
              ? refuse(writer, EFI_ACCESS_DENIED, target.newest, "belongs to a foreign set")
              : EFI_SUCCESS;
 }
@@ -85,7 +87,7 @@ bool isOutside(const ddf::Model &model, UINT32 disk) {
   return model.disks[disk].kind == ddf::DiskKind::other || ddf::isLeftover(model, disk);
 }
 
-EFI_STATUS checkFresh(DDF_WRITER *writer, UINT32 disk) {
+EFI_STATUS checkFresh(Writer *writer, UINT32 disk) {
   const ddf::Disk &judged = writer->model->disks[disk];
   EFI_STATUS status = ddf::searchDisk(writer->model, disk);
   if (EFI_ERROR(status)) {
@@ -101,9 +103,9 @@ EFI_STATUS checkFresh(DDF_WRITER *writer, UINT32 disk) {
 
 // --- Which set ---
 
-UINT32 ddfChooseSet(const ddf::Model &model, const ddf::Guid &ours) {
+UINT32 chooseSet(const ddf::Model &model, const ddf::Guid &ours) {
   UINT32 ofLinux = ddf::noIndex, count = 0;
-  for (UINT32 i = 0; i < model.setCount; i++) {
+  for (UINT32 i = 0; i < model.setCount; ++i) {
     const ddf::Set &set = model.sets[i];
     if (set.foreign || set.stuck != nullptr) {
       continue;
@@ -112,17 +114,17 @@ UINT32 ddfChooseSet(const ddf::Model &model, const ddf::Guid &ours) {
       return i;
     }
     ofLinux = i;
-    count++;
+    ++count;
   }
   return count == 1 ? ofLinux : ddf::noIndex;
 }
 
 // --- What the disks should hold ---
 
-static EFI_STATUS addMember(WORK *work, UINT32 number) {
-  DDF_WRITER *writer = work->writer;
+static EFI_STATUS addMember(Work *work, UINT32 number) {
+  Writer *writer = work->writer;
   const ddf::Disk &disk = writer->model->disks[number];
-  WORK_DISK *added = &work->disks[work->count];
+  WorkDisk *added = &work->disks[work->count];
   EFI_STATUS status = ddf::makeCurrentCopy(*writer->model, number, &added->copy);
   if (status == EFI_OUT_OF_RESOURCES) {
     return status;
@@ -139,29 +141,29 @@ static EFI_STATUS addMember(WORK *work, UINT32 number) {
 }
 
 // Entries without any record are what a cut left of a virtual disk, unless a disk that is not there has one.
-static void dropEmptyVirtualDisks(WORK *work) {
+static void dropEmptyVirtualDisks(Work *work) {
   const ddf::Set &set = *work->set;
-  for (UINT32 i = 0; i < set.pdCount; i++) {
+  for (UINT32 i = 0; i < set.pdCount; ++i) {
     if (set.pds[i].disk == ddf::noIndex) {
       return;
     }
   }
-  for (UINT32 i = 0; i < set.virtualDiskCount; i++) {
-    ddf::VdEntry *entry = ddf::vdEntryAt(lead(work), i);
+  for (UINT32 i = 0; i < set.virtualDiskCount; ++i) {
+    ddf::VdEntry *entry = ddf::vdEntryAt(leadCopy(work), i);
     if (set.virtualDisks[i].record == nullptr) {
       __builtin_memset(entry, 0xFF, sizeof(*entry));
       work->edited = true;
     }
   }
-  tidyList(&lead(work), ddf::sectionVds);
+  tidyList(&leadCopy(work), ddf::sectionVds);
 }
 
-static bool canBeWritten(const WORK &work, UINT32 number) {
+static bool canBeWritten(const Work &work, UINT32 number) {
   return work.writer->targets[number].usable && ddf::faultOfDisk(*work.writer->model, number) == nullptr;
 }
 
 // One that is lost need not be among them.
-static EFI_STATUS addLost(WORK *work, UINT32 number) {
+static EFI_STATUS addLost(Work *work, UINT32 number) {
   UINT32 count = work->count;
   EFI_STATUS status = canBeWritten(*work, number) ? addMember(work, number) : EFI_SUCCESS;
   if (status == EFI_ACCESS_DENIED) {
@@ -172,10 +174,10 @@ static EFI_STATUS addLost(WORK *work, UINT32 number) {
   return status;
 }
 
-static EFI_STATUS addMembers(WORK *work, UINT32 without) {
+static EFI_STATUS addMembers(Work *work, UINT32 without) {
   const ddf::Set &set = *work->set;
   work->lead = ddf::noIndex;
-  for (UINT32 i = 0; i < set.pdCount; i++) {
+  for (UINT32 i = 0; i < set.pdCount; ++i) {
     UINT32 disk = set.pds[i].disk;
     if (disk == ddf::noIndex || i == without) {
       continue;
@@ -192,13 +194,13 @@ static EFI_STATUS addMembers(WORK *work, UINT32 without) {
   }
   work->members = work->count;
   work->sequence = set.sequence;
-  tidyList(&lead(work), ddf::sectionPds);
-  tidyList(&lead(work), ddf::sectionVds);
+  tidyList(&leadCopy(work), ddf::sectionPds);
+  tidyList(&leadCopy(work), ddf::sectionVds);
   dropEmptyVirtualDisks(work);
   return EFI_SUCCESS;
 }
 
-EFI_STATUS openWork(DDF_WRITER *writer, UINT32 set, UINT32 room, UINT32 without, WORK *work) {
+EFI_STATUS openWork(Writer *writer, UINT32 set, UINT32 room, UINT32 without, Work *work) {
   const ddf::Model &model = *writer->model;
   *work = {};
   work->writer = writer;
@@ -208,20 +210,20 @@ EFI_STATUS openWork(DDF_WRITER *writer, UINT32 set, UINT32 room, UINT32 without,
   if (EFI_ERROR(status)) {
     return status;
   }
-  work->disks = poolNew<WORK_DISK>(UINTN{1} + room + (work->set != nullptr ? work->set->pdCount : 0));
+  work->disks = poolNew<WorkDisk>(UINTN{1} + room + (work->set != nullptr ? work->set->pdCount : 0));
   work->places = poolNew<UINT32>(model.diskCount + UINTN{1});
   writer->buffer = static_cast<UINT8 *>(poolAllocate(ddf::bufferSize));
   if (work->disks == nullptr || work->places == nullptr || writer->buffer == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  for (UINT32 i = 0; i < model.diskCount; i++) {
+  for (UINT32 i = 0; i < model.diskCount; ++i) {
     work->places[i] = ddf::noIndex;
   }
   return work->set != nullptr ? addMembers(work, without) : EFI_SUCCESS;
 }
 
-void closeWork(WORK *work) {
-  for (UINT32 i = 0; i < work->count; i++) {
+void closeWork(Work *work) {
+  for (UINT32 i = 0; i < work->count; ++i) {
     ddf::freeCopy(&work->disks[i].copy);
   }
   poolFree(work->disks);
@@ -229,3 +231,5 @@ void closeWork(WORK *work) {
   poolRelease(work->writer->buffer);
   *work = {};
 }
+
+} // namespace ddf_change

@@ -1,8 +1,10 @@
 #include "providers/ddf_change/place.h"
 
+namespace ddf_change {
+
 // --- Disks ---
 
-static EFI_STATUS checkMember(DDF_WRITER *writer, UINT32 number, UINT32 *set) {
+static EFI_STATUS checkMember(Writer *writer, UINT32 number, UINT32 *set) {
   const ddf::Disk &disk = writer->model->disks[number];
   if (disk.kind != ddf::DiskKind::member) {
     return checkFresh(writer, number);
@@ -19,10 +21,10 @@ static EFI_STATUS checkMember(DDF_WRITER *writer, UINT32 number, UINT32 *set) {
   return what != nullptr ? refuse(writer, EFI_ACCESS_DENIED, number, what) : EFI_SUCCESS;
 }
 
-EFI_STATUS checkMembers(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wanted, UINT32 *set) {
+EFI_STATUS checkMembers(Writer *writer, const NewVirtualDisk &wanted, UINT32 *set) {
   UINT8 *seen = poolNew<UINT8>(writer->model->diskCount + UINTN{1});
   EFI_STATUS status = seen != nullptr ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
-  for (UINT32 i = 0; i < wanted.diskCount && !EFI_ERROR(status); i++) {
+  for (UINT32 i = 0; i < wanted.diskCount && !EFI_ERROR(status); ++i) {
     UINT32 disk = wanted.disks[i];
     if (disk >= writer->model->diskCount) {
       status = EFI_INVALID_PARAMETER;
@@ -33,24 +35,24 @@ EFI_STATUS checkMembers(DDF_WRITER *writer, const DDF_NEW_VIRTUAL_DISK &wanted, 
     }
   }
   poolFree(seen);
-  *set = *set == ddf::noIndex ? ddfChooseSet(*writer->model, writer->maker->guid) : *set;
+  *set = *set == ddf::noIndex ? chooseSet(*writer->model, writer->maker->guid) : *set;
   return status;
 }
 
 // --- Room on the disks ---
 
-UINT64 memberGrain(const DDF_NEW_VIRTUAL_DISK &wanted) {
+UINT64 memberGrain(const NewVirtualDisk &wanted) {
   UINT64 strip = wanted.level == ddf::levelRaid1 ? 1 : UINT64{1} << wanted.strip;
-  return strip > DDF_MEMBER_GRAIN ? strip : DDF_MEMBER_GRAIN;
+  return strip > grainSectors ? strip : grainSectors;
 }
 
-struct GAPS {
+struct Gaps {
   const ddf::Gap *items;
   UINT32 count;
 };
 
 // whole is filled, and the answer, of a disk that is in no set yet.
-static GAPS gapsOf(const ddf::Model &model, UINT32 number, ddf::Gap *whole) {
+static Gaps gapsOf(const ddf::Model &model, UINT32 number, ddf::Gap *whole) {
   const ddf::Disk &disk = model.disks[number];
   if (disk.kind == ddf::DiskKind::member) {
     const ddf::Pd &pd = model.sets[disk.set].pds[disk.pd];
@@ -61,7 +63,7 @@ static GAPS gapsOf(const ddf::Model &model, UINT32 number, ddf::Gap *whole) {
 }
 
 static UINT64 startIn(const ddf::Gap &gap, UINT64 start) {
-  return start != DDF_ANYWHERE ? start : (gap.start + DDF_MEMBER_GRAIN - 1) / DDF_MEMBER_GRAIN * DDF_MEMBER_GRAIN;
+  return start != anywhere ? start : (gap.start + grainSectors - 1) / grainSectors * grainSectors;
 }
 
 // What a gap has from start on.
@@ -70,9 +72,9 @@ static UINT64 roomIn(const ddf::Gap &gap, UINT64 wanted) {
   return start >= gap.start && start - gap.start < gap.blocks ? gap.blocks - (start - gap.start) : 0;
 }
 
-static UINT64 mostRoom(const GAPS &gaps, UINT64 start) {
+static UINT64 mostRoom(const Gaps &gaps, UINT64 start) {
   UINT64 most = 0;
-  for (UINT32 i = 0; i < gaps.count; i++) {
+  for (UINT32 i = 0; i < gaps.count; ++i) {
     UINT64 room = roomIn(gaps.items[i], start);
     most = room > most ? room : most;
   }
@@ -80,10 +82,10 @@ static UINT64 mostRoom(const GAPS &gaps, UINT64 start) {
 }
 
 // The blocks that fit on every member, at most as many as wanted.
-static UINT64 commonRoom(const ddf::Model &model, const DDF_NEW_VIRTUAL_DISK &wanted, UINT32 *smallest) {
-  constexpr UINT64 MOST_BLOCKS = UINT64{1} << 48; // of a member; readers take no more
-  UINT64 blocks = wanted.memberBlocks != 0 ? wanted.memberBlocks : MOST_BLOCKS;
-  for (UINT32 i = 0; i < wanted.diskCount; i++) {
+static UINT64 commonRoom(const ddf::Model &model, const NewVirtualDisk &wanted, UINT32 *smallest) {
+  constexpr UINT64 mostBlocks = UINT64{1} << 48; // of a member; readers take no more
+  UINT64 blocks = wanted.memberBlocks != 0 ? wanted.memberBlocks : mostBlocks;
+  for (UINT32 i = 0; i < wanted.diskCount; ++i) {
     ddf::Gap whole = {};
     UINT64 room = mostRoom(gapsOf(model, wanted.disks[i], &whole), wanted.start);
     if (room < blocks) {
@@ -94,7 +96,7 @@ static UINT64 commonRoom(const ddf::Model &model, const DDF_NEW_VIRTUAL_DISK &wa
   return blocks - blocks % memberGrain(wanted);
 }
 
-EFI_STATUS findPlaces(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES *places) {
+EFI_STATUS findPlaces(Work *work, const NewVirtualDisk &wanted, Places *places) {
   const ddf::Model &model = *work->writer->model;
   UINT32 smallest = ddf::noIndex;
   places->memberBlocks = commonRoom(model, wanted, &smallest);
@@ -105,12 +107,12 @@ EFI_STATUS findPlaces(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES *pl
   if (places->starts == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  for (UINT32 i = 0; i < wanted.diskCount; i++) {
+  for (UINT32 i = 0; i < wanted.diskCount; ++i) {
     ddf::Gap whole = {};
-    GAPS gaps = gapsOf(model, wanted.disks[i], &whole);
+    Gaps gaps = gapsOf(model, wanted.disks[i], &whole);
     UINT32 at = 0; // one of them has the room that was found above
     while (at + 1 < gaps.count && roomIn(gaps.items[at], wanted.start) < places->memberBlocks) {
-      at++;
+      ++at;
     }
     places->starts[i] = startIn(gaps.items[at], wanted.start);
   }
@@ -121,7 +123,7 @@ EFI_STATUS findPlaces(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted, PLACES *pl
 
 ddf::VdEntry *findFreeEntry(const ddf::Copy &copy) {
   UINT32 capacity = ddf::vdCapacity(copy);
-  for (UINT32 i = 0; i < capacity; i++) {
+  for (UINT32 i = 0; i < capacity; ++i) {
     if (ddf::isFree(ddf::vdEntryAt(copy, i)->guid)) {
       return ddf::vdEntryAt(copy, i);
     }
@@ -131,7 +133,7 @@ ddf::VdEntry *findFreeEntry(const ddf::Copy &copy) {
 
 ddf::Record *findFreeRecord(const ddf::Copy &copy) {
   UINT32 slots = ddf::recordCapacity(copy);
-  for (UINT32 i = 0; i + 1 < slots; i++) {
+  for (UINT32 i = 0; i + 1 < slots; ++i) {
     if (ddf::recordAt(copy, i)->signature == ddf::freeRecordSignature) {
       return ddf::recordAt(copy, i);
     }
@@ -144,22 +146,22 @@ ddf::Record *findFreeRecord(const ddf::Copy &copy) {
 static UINTN nameLength(const CHAR8 (&name)[16]) {
   UINTN length = 0, end = sizeof(name);
   while (length < sizeof(name) && name[length] > 0x20 && name[length] < 0x7F) {
-    length++;
+    ++length;
   }
   while (end > length && (name[end - 1] == 0 || name[end - 1] == ' ')) {
-    end--;
+    --end;
   }
   return end == length ? length : sizeof(name) + 1;
 }
 
-EFI_STATUS checkName(WORK *work, const CHAR8 (&name)[16], const ddf::VdEntry *own) {
+EFI_STATUS checkName(Work *work, const CHAR8 (&name)[16], const ddf::VdEntry *own) {
   UINTN length = nameLength(name);
   if (length > sizeof(name)) {
     return refuse(work->writer, EFI_INVALID_PARAMETER, ddf::noIndex, "the name has a blank or something unprintable");
   }
-  UINT32 capacity = length != 0 ? ddf::vdCapacity(lead(work)) : 0;
-  for (UINT32 i = 0; i < capacity; i++) {
-    const ddf::VdEntry *entry = ddf::vdEntryAt(lead(work), i);
+  UINT32 capacity = length != 0 ? ddf::vdCapacity(leadCopy(work)) : 0;
+  for (UINT32 i = 0; i < capacity; ++i) {
+    const ddf::VdEntry *entry = ddf::vdEntryAt(leadCopy(work), i);
     if (entry != own && !ddf::isFree(entry->guid) && nameLength(entry->name) == length &&
         __builtin_memcmp(entry->name, name, length) == 0) {
       return refuse(work->writer, EFI_INVALID_PARAMETER, ddf::noIndex, "another volume of the set has the name");
@@ -168,17 +170,19 @@ EFI_STATUS checkName(WORK *work, const CHAR8 (&name)[16], const ddf::VdEntry *ow
   return EFI_SUCCESS;
 }
 
-EFI_STATUS checkRoom(WORK *work, const DDF_NEW_VIRTUAL_DISK &wanted) {
-  if (wanted.diskCount > lead(work).header.maxElements) {
+EFI_STATUS checkRoom(Work *work, const NewVirtualDisk &wanted) {
+  if (wanted.diskCount > leadCopy(work).header.maxElements) {
     return refuse(work->writer, EFI_VOLUME_FULL, ddf::noIndex, "the set's records have no room for so many members");
   }
-  if (findFreeEntry(lead(work)) == nullptr) {
+  if (findFreeEntry(leadCopy(work)) == nullptr) {
     return refuse(work->writer, EFI_VOLUME_FULL, ddf::noIndex, "the set has no room for more volumes");
   }
-  for (UINT32 i = 0; i < wanted.diskCount; i++) {
+  for (UINT32 i = 0; i < wanted.diskCount; ++i) {
     if (findFreeRecord(work->disks[work->places[wanted.disks[i]]].copy) == nullptr) {
       return refuse(work->writer, EFI_VOLUME_FULL, wanted.disks[i], "takes part in as many volumes as it can");
     }
   }
   return checkName(work, wanted.name, nullptr);
 }
+
+} // namespace ddf_change

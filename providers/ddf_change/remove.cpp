@@ -2,6 +2,8 @@
 
 #include "providers/ddf_change/work.h"
 
+namespace ddf_change {
+
 // --- What a virtual disk has on a disk ---
 
 // Without its last virtual disk a spare record goes, too: the disk is no spare any more.
@@ -13,7 +15,7 @@ static bool dropFromSpare(const ddf::Copy &copy, const ddf::Guid &virtualDisk) {
   UINTN room = (UINTN{copy.header.recordLength} * ddf::sectorSize - sizeof(*record)) / sizeof(ddf::SpareEntry);
   UINTN count = record->entries < room ? UINTN{record->entries} : room, kept = 0;
   ddf::SpareEntry *entries = reinterpret_cast<ddf::SpareEntry *>(record + 1);
-  for (UINTN i = 0; i < count; i++) {
+  for (UINTN i = 0; i < count; ++i) {
     if (!ddf::sameGuid(entries[i].guid, virtualDisk)) {
       entries[kept++] = entries[i];
     }
@@ -37,9 +39,9 @@ static bool dropRecord(const ddf::Copy &copy, const ddf::Guid &virtualDisk) {
   return record != nullptr;
 }
 
-static EFI_STATUS writeWithoutRecords(WORK *work, const ddf::Guid &virtualDisk) {
+static EFI_STATUS writeWithoutRecords(Work *work, const ddf::Guid &virtualDisk) {
   bool changed = false;
-  for (UINT32 i = 0; i < work->count; i++) {
+  for (UINT32 i = 0; i < work->count; ++i) {
     changed = dropRecord(work->disks[i].copy, virtualDisk) || changed;
     changed = dropFromSpare(work->disks[i].copy, virtualDisk) || changed;
   }
@@ -48,24 +50,24 @@ static EFI_STATUS writeWithoutRecords(WORK *work, const ddf::Guid &virtualDisk) 
 
 // --- Lists ---
 
-static void dropEntry(WORK *work, const ddf::Guid &virtualDisk) {
-  ddf::VdEntry *entry = findVirtualDiskEntry(lead(work), virtualDisk);
+static void dropEntry(Work *work, const ddf::Guid &virtualDisk) {
+  ddf::VdEntry *entry = findVirtualDiskEntry(leadCopy(work), virtualDisk);
   if (entry != nullptr) {
     __builtin_memset(entry, 0xFF, sizeof(*entry));
   }
-  for (UINT32 i = 0; i < work->count; i++) {
+  for (UINT32 i = 0; i < work->count; ++i) {
     ddf::noteDeleted(work->disks[i].copy, virtualDisk);
   }
 }
 
 // Disks without a part in another virtual disk are no members, those without a record of what they are for no spares.
-static void renewTypes(WORK *work, UINT32 virtualDisk) {
+static void renewTypes(Work *work, UINT32 virtualDisk) {
   const ddf::Set &set = *work->set;
-  for (UINT32 i = 0; i < set.pdCount; i++) {
+  for (UINT32 i = 0; i < set.pdCount; ++i) {
     const ddf::Pd &pd = set.pds[i];
-    ddf::PdEntry *entry = ddf::pdEntryAt(lead(work), i);
+    ddf::PdEntry *entry = ddf::pdEntryAt(leadCopy(work), i);
     bool member = false;
-    for (UINT32 j = 0; j < pd.partCount && !member; j++) {
+    for (UINT32 j = 0; j < pd.partCount && !member; ++j) {
       member = pd.parts[j].virtualDisk != virtualDisk;
     }
     UINT32 type = entry->type;
@@ -79,7 +81,7 @@ static void renewTypes(WORK *work, UINT32 virtualDisk) {
 
 // --- Changes ---
 
-static EFI_STATUS removeVirtualDisk(WORK *work, const ddf::Guid &virtualDisk) {
+static EFI_STATUS removeVirtualDisk(Work *work, const ddf::Guid &virtualDisk) {
   EFI_STATUS status = evictLost(work, &virtualDisk);
   if (!EFI_ERROR(status)) {
     status = writeWithoutRecords(work, virtualDisk);
@@ -90,15 +92,15 @@ static EFI_STATUS removeVirtualDisk(WORK *work, const ddf::Guid &virtualDisk) {
   return status;
 }
 
-EFI_STATUS ddfDeleteVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDisk) {
-  EFI_STATUS status = checkTarget(writer, set, FOREIGN_REFUSED);
+EFI_STATUS deleteVirtualDisk(Writer *writer, UINT32 set, UINT32 virtualDisk) {
+  EFI_STATUS status = checkTarget(writer, set, Foreign::refused);
   if (EFI_ERROR(status)) {
     return status;
   }
   if (virtualDisk >= writer->model->sets[set].virtualDiskCount) {
     return EFI_INVALID_PARAMETER;
   }
-  WORK work;
+  Work work;
   status = openWork(writer, set, 0, ddf::noIndex, &work);
   if (!EFI_ERROR(status)) {
     status = beginWriting(&work);
@@ -108,31 +110,31 @@ EFI_STATUS ddfDeleteVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDi
   }
   if (!EFI_ERROR(status)) {
     renewTypes(&work, virtualDisk);
-    status = writeLeaving(&work, LEAVE_UNUSED);
+    status = writeLeaving(&work, leaveUnused);
   }
   closeWork(&work);
   return status;
 }
 
 // The last virtual disk's entry goes with the step in which the disks leave.
-static EFI_STATUS removeAll(WORK *work) {
+static EFI_STATUS removeAll(Work *work) {
   const ddf::Set &set = *work->set;
   EFI_STATUS status = EFI_SUCCESS;
-  for (UINT32 i = 0; i < set.virtualDiskCount && !EFI_ERROR(status); i++) {
+  for (UINT32 i = 0; i < set.virtualDiskCount && !EFI_ERROR(status); ++i) {
     status = removeVirtualDisk(work, set.virtualDisks[i].entry->guid);
     if (!EFI_ERROR(status) && i + 1 < set.virtualDiskCount) {
       status = writeStep(work);
     }
   }
-  return EFI_ERROR(status) ? status : writeLeaving(work, LEAVE_ALL);
+  return EFI_ERROR(status) ? status : writeLeaving(work, leaveAll);
 }
 
-EFI_STATUS ddfDeleteSet(DDF_WRITER *writer, UINT32 set) {
-  EFI_STATUS status = checkTarget(writer, set, FOREIGN_WELCOME);
+EFI_STATUS deleteSet(Writer *writer, UINT32 set) {
+  EFI_STATUS status = checkTarget(writer, set, Foreign::welcome);
   if (EFI_ERROR(status)) {
     return status;
   }
-  WORK work;
+  Work work;
   status = openWork(writer, set, 0, ddf::noIndex, &work);
   if (!EFI_ERROR(status)) {
     status = beginWriting(&work);
@@ -144,8 +146,8 @@ EFI_STATUS ddfDeleteSet(DDF_WRITER *writer, UINT32 set) {
   return status;
 }
 
-EFI_STATUS ddfFreeFailed(DDF_WRITER *writer, UINT32 set, UINT32 pd) {
-  EFI_STATUS status = checkTarget(writer, set, FOREIGN_REFUSED);
+EFI_STATUS freeFailed(Writer *writer, UINT32 set, UINT32 pd) {
+  EFI_STATUS status = checkTarget(writer, set, Foreign::refused);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -156,7 +158,7 @@ EFI_STATUS ddfFreeFailed(DDF_WRITER *writer, UINT32 set, UINT32 pd) {
   if (!writer->targets[target.pds[pd].disk].usable) {
     return refuse(writer, EFI_ACCESS_DENIED, target.pds[pd].disk, "must not be written");
   }
-  WORK work;
+  Work work;
   status = openWork(writer, set, 0, ddf::noIndex, &work);
   if (!EFI_ERROR(status)) {
     status = beginWriting(&work);
@@ -170,3 +172,5 @@ EFI_STATUS ddfFreeFailed(DDF_WRITER *writer, UINT32 set, UINT32 pd) {
   closeWork(&work);
   return status;
 }
+
+} // namespace ddf_change

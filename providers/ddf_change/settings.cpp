@@ -2,10 +2,12 @@
 
 #include "providers/ddf_change/place.h"
 
+namespace ddf_change {
+
 // The same for all of them: open, prepare in memory, write what is left undone, edit, write.
-template <class PREPARE, class EDIT>
-static EFI_STATUS inOneStep(DDF_WRITER *writer, UINT32 set, UINT32 without, PREPARE prepare, EDIT edit) {
-  WORK work;
+template <class Prepare, class Edit>
+static EFI_STATUS inOneStep(Writer *writer, UINT32 set, UINT32 without, Prepare prepare, Edit edit) {
+  Work work;
   EFI_STATUS status = openWork(writer, set, 0, without, &work);
   if (!EFI_ERROR(status)) {
     status = prepare(&work);
@@ -21,14 +23,14 @@ static EFI_STATUS inOneStep(DDF_WRITER *writer, UINT32 set, UINT32 without, PREP
   return status;
 }
 
-static EFI_STATUS prepareNothing(WORK *) {
+static EFI_STATUS prepareNothing(Work *) {
   return EFI_SUCCESS;
 }
 
 // --- A virtual disk's settings ---
 
-static void setCache(WORK *work, const ddf::Guid &virtualDisk, UINT8 cache) {
-  for (UINT32 i = 0; i < work->count; i++) {
+static void setCache(Work *work, const ddf::Guid &virtualDisk, UINT8 cache) {
+  for (UINT32 i = 0; i < work->count; ++i) {
     ddf::Record *record = findRecord(work->disks[i].copy, virtualDisk);
     if (record != nullptr) {
       record->cache[sizeof(record->cache) - 1] = cache;
@@ -38,23 +40,23 @@ static void setCache(WORK *work, const ddf::Guid &virtualDisk, UINT8 cache) {
   }
 }
 
-static void editVirtualDisk(WORK *work, const ddf::Guid &virtualDisk, const DDF_VIRTUAL_DISK_SETTINGS &settings) {
-  ddf::VdEntry *entry = findVirtualDiskEntry(lead(work), virtualDisk);
-  if ((settings.which & DDF_SET_NAME) != 0) {
+static void editVirtualDisk(Work *work, const ddf::Guid &virtualDisk, const VirtualDiskSettings &settings) {
+  ddf::VdEntry *entry = findVirtualDiskEntry(leadCopy(work), virtualDisk);
+  if ((settings.which & settingName) != 0) {
     copyBytes(entry->name, settings.name, sizeof(entry->name));
   }
-  if ((settings.which & DDF_SET_ACCESS) != 0) {
-    constexpr UINT32 OTHER_BITS = (1U << ddf::accessShift) - 1;
-    entry->init = static_cast<UINT8>((entry->init & OTHER_BITS) | settings.access << ddf::accessShift);
+  if ((settings.which & settingAccess) != 0) {
+    constexpr UINT32 otherBits = (1U << ddf::accessShift) - 1;
+    entry->init = static_cast<UINT8>((entry->init & otherBits) | settings.access << ddf::accessShift);
   }
-  if ((settings.which & DDF_SET_CACHE) != 0) {
+  if ((settings.which & settingCache) != 0) {
     setCache(work, virtualDisk, settings.cache);
   }
 }
 
 // The entry and the records change together on a disk that has a record.
-static void putFirstWithRecord(WORK *work, const ddf::Guid &virtualDisk) {
-  for (UINT32 i = 0; i < work->count; i++) {
+static void putFirstWithRecord(Work *work, const ddf::Guid &virtualDisk) {
+  for (UINT32 i = 0; i < work->count; ++i) {
     if (findRecord(work->disks[i].copy, virtualDisk) != nullptr) {
       putFirst(work, i);
       return;
@@ -62,26 +64,25 @@ static void putFirstWithRecord(WORK *work, const ddf::Guid &virtualDisk) {
   }
 }
 
-EFI_STATUS ddfChangeVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDisk,
-                                const DDF_VIRTUAL_DISK_SETTINGS &settings) {
-  EFI_STATUS status = checkTarget(writer, set, FOREIGN_REFUSED);
+EFI_STATUS changeVirtualDisk(Writer *writer, UINT32 set, UINT32 virtualDisk, const VirtualDiskSettings &settings) {
+  EFI_STATUS status = checkTarget(writer, set, Foreign::refused);
   if (EFI_ERROR(status)) {
     return status;
   }
-  bool access = (settings.which & DDF_SET_ACCESS) != 0;
+  bool access = (settings.which & settingAccess) != 0;
   if (virtualDisk >= writer->model->sets[set].virtualDiskCount ||
       (access && (settings.access == 1 || settings.access > ddf::accessBlocked))) {
     return EFI_INVALID_PARAMETER;
   }
   const ddf::Guid &guid = writer->model->sets[set].virtualDisks[virtualDisk].entry->guid;
-  auto prepare = [&](WORK *work) {
-    const ddf::VdEntry *entry = findVirtualDiskEntry(lead(work), guid);
+  auto prepare = [&](Work *work) {
+    const ddf::VdEntry *entry = findVirtualDiskEntry(leadCopy(work), guid);
     if (entry == nullptr) {
       return refuse(writer, EFI_INVALID_PARAMETER, ddf::noIndex, "the volume was never finished");
     }
-    return (settings.which & DDF_SET_NAME) != 0 ? checkName(work, settings.name, entry) : EFI_SUCCESS;
+    return (settings.which & settingName) != 0 ? checkName(work, settings.name, entry) : EFI_SUCCESS;
   };
-  return inOneStep(writer, set, ddf::noIndex, prepare, [&](WORK *work) {
+  return inOneStep(writer, set, ddf::noIndex, prepare, [&](Work *work) {
     putFirstWithRecord(work, guid);
     editVirtualDisk(work, guid, settings);
   });
@@ -91,7 +92,7 @@ EFI_STATUS ddfChangeVirtualDisk(DDF_WRITER *writer, UINT32 set, UINT32 virtualDi
 
 static UINT32 mostMembers(const ddf::Set &set) {
   UINT32 most = 0;
-  for (UINT32 i = 0; i < set.virtualDiskCount; i++) {
+  for (UINT32 i = 0; i < set.virtualDiskCount; ++i) {
     most = set.virtualDisks[i].memberCount > most ? set.virtualDisks[i].memberCount : most;
   }
   return most;
@@ -100,30 +101,30 @@ static UINT32 mostMembers(const ddf::Set &set) {
 // members has room for those of any virtual disk.
 static ddf::VdState stateWithout(ddf::VirtualDisk virtualDisk, UINT32 pd, ddf::Member *members) {
   copyBytes(members, virtualDisk.members, sizeof(*members) * virtualDisk.memberCount);
-  for (UINT32 i = 0; i < virtualDisk.memberCount; i++) {
+  for (UINT32 i = 0; i < virtualDisk.memberCount; ++i) {
     members[i].state = members[i].pd == pd ? ddf::MemberState::failed : members[i].state;
   }
   virtualDisk.members = members;
   return ddf::stateOfMembers(virtualDisk);
 }
 
-static void markFailed(WORK *work, UINT32 number, ddf::Member *members) {
+static void markFailed(Work *work, UINT32 number, ddf::Member *members) {
   const ddf::Pd &pd = work->set->pds[number];
-  ddf::PdEntry *entry = ddf::pdEntryAt(lead(work), number);
+  ddf::PdEntry *entry = ddf::pdEntryAt(leadCopy(work), number);
   UINT32 state = entry->state | ddf::pdFailed;
   state = pd.disk == ddf::noIndex ? (state & ~UINT32{ddf::pdOnline}) | ddf::pdMissing : state;
   entry->state = static_cast<UINT16>(state);
   entry->type = static_cast<UINT16>(entry->type & ~(ddf::pdGlobalSpare | ddf::pdSpare));
-  for (UINT32 i = 0; i < pd.partCount; i++) {
+  for (UINT32 i = 0; i < pd.partCount; ++i) {
     const ddf::VirtualDisk &virtualDisk = work->set->virtualDisks[pd.parts[i].virtualDisk];
-    ddf::VdEntry *of = findVirtualDiskEntry(lead(work), virtualDisk.entry->guid);
+    ddf::VdEntry *of = findVirtualDiskEntry(leadCopy(work), virtualDisk.entry->guid);
     of->state =
         static_cast<UINT8>((of->state & ~UINT32{ddf::vdStateBits}) | stateWithout(virtualDisk, number, members));
   }
 }
 
-EFI_STATUS ddfFailDisk(DDF_WRITER *writer, UINT32 set, UINT32 pd) {
-  EFI_STATUS status = checkTarget(writer, set, FOREIGN_REFUSED);
+EFI_STATUS failDisk(Writer *writer, UINT32 set, UINT32 pd) {
+  EFI_STATUS status = checkTarget(writer, set, Foreign::refused);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -135,34 +136,34 @@ EFI_STATUS ddfFailDisk(DDF_WRITER *writer, UINT32 set, UINT32 pd) {
   if (members == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  status = inOneStep(writer, set, pd, prepareNothing, [&](WORK *work) { markFailed(work, pd, members); });
+  status = inOneStep(writer, set, pd, prepareNothing, [&](Work *work) { markFailed(work, pd, members); });
   poolFree(members);
   return status;
 }
 
 // --- The whole set ---
 
-static void takeOver(WORK *work) {
-  ddf::ControllerData *controller = ddf::controllerDataOf(lead(work));
+static void takeOver(Work *work) {
+  ddf::ControllerData *controller = ddf::controllerDataOf(leadCopy(work));
   const ddf::ControllerData &maker = *work->writer->maker;
   controller->guid = maker.guid;
   copyBytes(controller->type, maker.type, sizeof(controller->type));
   copyBytes(controller->product, maker.product, sizeof(controller->product));
-  for (UINT32 i = 0; i < work->count; i++) {
+  for (UINT32 i = 0; i < work->count; ++i) {
     work->disks[i].copy.header.foreignFlag = 0;
   }
 }
 
-EFI_STATUS ddfImportSet(DDF_WRITER *writer, UINT32 set) {
-  EFI_STATUS status = checkTarget(writer, set, FOREIGN_WELCOME);
+EFI_STATUS importSet(Writer *writer, UINT32 set) {
+  EFI_STATUS status = checkTarget(writer, set, Foreign::welcome);
   if (EFI_ERROR(status) || !writer->model->sets[set].foreign) {
     return status;
   }
   return inOneStep(writer, set, ddf::noIndex, prepareNothing, takeOver);
 }
 
-EFI_STATUS ddfSetVendorData(DDF_WRITER *writer, UINT32 set, const void *bytes, UINTN size) {
-  EFI_STATUS status = checkTarget(writer, set, FOREIGN_REFUSED);
+EFI_STATUS setVendorData(Writer *writer, UINT32 set, const void *bytes, UINTN size) {
+  EFI_STATUS status = checkTarget(writer, set, Foreign::refused);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -170,5 +171,7 @@ EFI_STATUS ddfSetVendorData(DDF_WRITER *writer, UINT32 set, const void *bytes, U
     return EFI_INVALID_PARAMETER;
   }
   return inOneStep(writer, set, ddf::noIndex, prepareNothing,
-                   [&](WORK *work) { copyBytes(ddf::controllerDataOf(lead(work))->vendorData, bytes, size); });
+                   [&](Work *work) { copyBytes(ddf::controllerDataOf(leadCopy(work))->vendorData, bytes, size); });
 }
+
+} // namespace ddf_change

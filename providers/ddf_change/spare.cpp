@@ -2,7 +2,9 @@
 
 #include "providers/ddf_change/work.h"
 
-struct SPARE_PLAN {
+namespace ddf_change {
+
+struct SparePlan {
   UINT32 disk;
   ddf::SpareKind kind;
   const UINT32 *virtualDisks;
@@ -26,7 +28,7 @@ static UINTN spareRoom(const ddf::Copy &copy) {
   return (UINTN{copy.header.recordLength} * ddf::sectorSize - sizeof(ddf::SpareRecord)) / sizeof(ddf::SpareEntry);
 }
 
-static void fillSpareRecord(WORK *work, const SPARE_PLAN &plan, const ddf::Copy &copy) {
+static void fillSpareRecord(Work *work, const SparePlan &plan, const ddf::Copy &copy) {
   void *slot = findSpareSlot(copy);
   freeSlot(copy, slot);
   ddf::SpareRecord *record = static_cast<ddf::SpareRecord *>(slot);
@@ -36,7 +38,7 @@ static void fillSpareRecord(WORK *work, const SPARE_PLAN &plan, const ddf::Copy 
   record->entries = static_cast<UINT16>(plan.virtualDiskCount);
   record->maximum = static_cast<UINT16>(spareRoom(copy));
   ddf::SpareEntry *entries = reinterpret_cast<ddf::SpareEntry *>(record + 1);
-  for (UINT32 i = 0; i < plan.virtualDiskCount; i++) {
+  for (UINT32 i = 0; i < plan.virtualDiskCount; ++i) {
     entries[i].guid = work->set->virtualDisks[plan.virtualDisks[i]].entry->guid;
     entries[i].secondaryElement = 0;
   }
@@ -44,10 +46,10 @@ static void fillSpareRecord(WORK *work, const SPARE_PLAN &plan, const ddf::Copy 
 
 // --- Checks ---
 
-static EFI_STATUS checkDisk(DDF_WRITER *writer, const SPARE_PLAN &plan, UINT32 *set) {
+static EFI_STATUS checkDisk(Writer *writer, const SparePlan &plan, UINT32 *set) {
   const ddf::Disk &disk = writer->model->disks[plan.disk];
   if (disk.kind != ddf::DiskKind::member) {
-    *set = *set == ddf::noIndex ? ddfChooseSet(*writer->model, writer->maker->guid) : *set;
+    *set = *set == ddf::noIndex ? chooseSet(*writer->model, writer->maker->guid) : *set;
     EFI_STATUS status = checkFresh(writer, plan.disk);
     return EFI_ERROR(status) || *set != ddf::noIndex
                ? status
@@ -62,11 +64,11 @@ static EFI_STATUS checkDisk(DDF_WRITER *writer, const SPARE_PLAN &plan, UINT32 *
   return works ? EFI_SUCCESS : refuse(writer, EFI_ACCESS_DENIED, plan.disk, "has failed");
 }
 
-static EFI_STATUS checkVirtualDisks(WORK *work, const SPARE_PLAN &plan) {
-  for (UINT32 i = 0; i < plan.virtualDiskCount; i++) {
+static EFI_STATUS checkVirtualDisks(Work *work, const SparePlan &plan) {
+  for (UINT32 i = 0; i < plan.virtualDiskCount; ++i) {
     UINT32 virtualDisk = plan.virtualDisks[i];
     if (virtualDisk >= work->set->virtualDiskCount ||
-        findVirtualDiskEntry(lead(work), work->set->virtualDisks[virtualDisk].entry->guid) == nullptr) {
+        findVirtualDiskEntry(leadCopy(work), work->set->virtualDisks[virtualDisk].entry->guid) == nullptr) {
       return EFI_INVALID_PARAMETER;
     }
   }
@@ -79,29 +81,29 @@ static EFI_STATUS checkVirtualDisks(WORK *work, const SPARE_PLAN &plan) {
 
 // The disk itself is the first one that is written: its record and the list change together. One that joins is the last
 // one, and has its record before the list names it.
-static EFI_STATUS writeSpare(WORK *work, const SPARE_PLAN &plan) {
-  constexpr UINT32 SPARE_BITS = ddf::pdGlobalSpare | ddf::pdSpare;
-  constexpr UINT32 BITS[] = {0, ddf::pdGlobalSpare, ddf::pdSpare}; // by SpareKind
+static EFI_STATUS writeSpare(Work *work, const SparePlan &plan) {
+  constexpr UINT32 spareBits = ddf::pdGlobalSpare | ddf::pdSpare;
+  constexpr UINT32 bits[] = {0, ddf::pdGlobalSpare, ddf::pdSpare}; // by SpareKind
   const ddf::Disk &disk = work->writer->model->disks[plan.disk];
   bool joins = disk.kind != ddf::DiskKind::member;
   UINT32 pd = joins ? work->set->pdCount : disk.pd;
   if (!joins) {
     putFirst(work, work->places[plan.disk]);
   }
-  ddf::PdEntry *entry = ddf::pdEntryAt(lead(work), pd);
-  entry->type = static_cast<UINT16>((entry->type & ~SPARE_BITS) | BITS[static_cast<UINT32>(plan.kind)]);
+  ddf::PdEntry *entry = ddf::pdEntryAt(leadCopy(work), pd);
+  entry->type = static_cast<UINT16>((entry->type & ~spareBits) | bits[static_cast<UINT32>(plan.kind)]);
   if (plan.kind == ddf::SpareKind::forVirtualDisks && !joins) {
-    fillSpareRecord(work, plan, lead(work));
+    fillSpareRecord(work, plan, leadCopy(work));
   } else if (joins) {
     return writeStep(work);
-  } else if (ddf::SpareRecord *record = findSpareRecord(lead(work))) {
-    freeSlot(lead(work), record);
+  } else if (ddf::SpareRecord *record = findSpareRecord(leadCopy(work))) {
+    freeSlot(leadCopy(work), record);
   }
   bool leaves = plan.kind == ddf::SpareKind::none && work->set->pds[pd].partCount == 0;
   return leaves ? writeLeaving(work, pd) : writeStep(work);
 }
 
-static EFI_STATUS changeSpare(WORK *work, const SPARE_PLAN &plan) {
+static EFI_STATUS changeSpare(Work *work, const SparePlan &plan) {
   bool joins = work->writer->model->disks[plan.disk].kind != ddf::DiskKind::member;
   EFI_STATUS status = joins ? joinDisks(work, &plan.disk, 1) : EFI_SUCCESS;
   if (!EFI_ERROR(status) && plan.kind == ddf::SpareKind::forVirtualDisks) {
@@ -116,8 +118,8 @@ static EFI_STATUS changeSpare(WORK *work, const SPARE_PLAN &plan) {
   return EFI_ERROR(status) ? status : writeSpare(work, plan);
 }
 
-EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, ddf::SpareKind kind, const UINT32 *virtualDisks,
-                       UINT32 virtualDiskCount) {
+EFI_STATUS setSpare(Writer *writer, UINT32 set, UINT32 disk, ddf::SpareKind kind, const UINT32 *virtualDisks,
+                    UINT32 virtualDiskCount) {
   writer->trouble = {ddf::noIndex, nullptr};
   const ddf::Model &model = *writer->model;
   if (disk >= model.diskCount || (set != ddf::noIndex && set >= model.setCount) ||
@@ -127,15 +129,15 @@ EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, ddf::SpareKi
   if (kind == ddf::SpareKind::none && isOutside(model, disk)) {
     return EFI_SUCCESS;
   }
-  SPARE_PLAN plan = {disk, kind, virtualDisks, virtualDiskCount};
+  SparePlan plan = {disk, kind, virtualDisks, virtualDiskCount};
   EFI_STATUS status = checkDisk(writer, plan, &set);
   if (!EFI_ERROR(status)) {
-    status = checkTarget(writer, set, FOREIGN_REFUSED);
+    status = checkTarget(writer, set, Foreign::refused);
   }
   if (EFI_ERROR(status)) {
     return status;
   }
-  WORK work;
+  Work work;
   status = openWork(writer, set, 1, ddf::noIndex, &work);
   if (!EFI_ERROR(status)) {
     status = changeSpare(&work, plan);
@@ -143,3 +145,5 @@ EFI_STATUS ddfSetSpare(DDF_WRITER *writer, UINT32 set, UINT32 disk, ddf::SpareKi
   closeWork(&work);
   return status;
 }
+
+} // namespace ddf_change

@@ -2,41 +2,43 @@
 
 #include "providers/ddf_change/step.h"
 
-EFI_STATUS refuse(DDF_WRITER *writer, EFI_STATUS status, UINT32 disk, const CHAR8 *what) {
+namespace ddf_change {
+
+EFI_STATUS refuse(Writer *writer, EFI_STATUS status, UINT32 disk, const CHAR8 *what) {
   writer->trouble = {disk, what};
   return status;
 }
 
 // --- Sectors ---
 
-static EFI_STATUS put(DDF_WRITER *writer, UINT32 disk, UINT64 lba, UINTN count, const void *bytes) {
-  const DDF_TARGET &target = writer->targets[disk];
+static EFI_STATUS put(Writer *writer, UINT32 disk, UINT64 lba, UINTN count, const void *bytes) {
+  const Target &target = writer->targets[disk];
   bool failed = EFI_ERROR(target.write(target.context, lba, count, bytes));
   return failed ? refuse(writer, EFI_DEVICE_ERROR, disk, "cannot be written") : EFI_SUCCESS;
 }
 
-static EFI_STATUS flush(DDF_WRITER *writer, UINT32 disk) {
-  const DDF_TARGET &target = writer->targets[disk];
+static EFI_STATUS flush(Writer *writer, UINT32 disk) {
+  const Target &target = writer->targets[disk];
   bool failed = EFI_ERROR(target.flush(target.context));
   return failed ? refuse(writer, EFI_DEVICE_ERROR, disk, "cannot be flushed") : EFI_SUCCESS;
 }
 
-static EFI_STATUS putAnchor(DDF_WRITER *writer, UINT32 disk, const void *anchor) {
+static EFI_STATUS putAnchor(Writer *writer, UINT32 disk, const void *anchor) {
   EFI_STATUS status = put(writer, disk, writer->model->disks[disk].source.sectors - 1, 1, anchor);
   return EFI_ERROR(status) ? status : flush(writer, disk);
 }
 
-EFI_STATUS zeroAnchor(DDF_WRITER *writer, UINT32 disk) {
+EFI_STATUS zeroAnchor(Writer *writer, UINT32 disk) {
   ddf::Header nothing = {};
   return putAnchor(writer, disk, &nothing);
 }
 
-EFI_STATUS writeFreeMark(DDF_WRITER *writer, UINT32 disk, const ddf::FreeMark &mark) {
+EFI_STATUS writeFreeMark(Writer *writer, UINT32 disk, const ddf::FreeMark &mark) {
   return putAnchor(writer, disk, &mark);
 }
 
 // What comes behind it has been decided: a read that fails is tried again, and does not stop it.
-EFI_STATUS freeDisk(DDF_WRITER *writer, UINT32 disk) {
+EFI_STATUS freeDisk(Writer *writer, UINT32 disk) {
   const ddf::Source &source = writer->model->disks[disk].source;
   ddf::FreeMark mark;
   bool made = !EFI_ERROR(ddf::makeFreeMark(source, writer->buffer, &mark)) ||
@@ -44,7 +46,7 @@ EFI_STATUS freeDisk(DDF_WRITER *writer, UINT32 disk) {
   return made ? writeFreeMark(writer, disk, mark) : zeroAnchor(writer, disk);
 }
 
-EFI_STATUS writeAnchor(WORK *work, const WORK_DISK &disk) {
+EFI_STATUS writeAnchor(Work *work, const WorkDisk &disk) {
   ddf::Header anchor;
   ddf::makeHeader(disk.copy, ddf::headerAnchor, ddf::openFlagAnchor, 0, work->writer->time, &anchor);
   return putAnchor(work->writer, disk.disk, &anchor);
@@ -52,7 +54,7 @@ EFI_STATUS writeAnchor(WORK *work, const WORK_DISK &disk) {
 
 // --- Copies ---
 
-static EFI_STATUS putHeader(WORK *work, const WORK_DISK &disk, ddf::HeaderType type, ddf::OpenFlag open,
+static EFI_STATUS putHeader(Work *work, const WorkDisk &disk, ddf::HeaderType type, ddf::OpenFlag open,
                             UINT32 sequence) {
   ddf::Header header;
   ddf::makeHeader(disk.copy, type, open, sequence, work->writer->time, &header);
@@ -61,8 +63,8 @@ static EFI_STATUS putHeader(WORK *work, const WORK_DISK &disk, ddf::HeaderType t
   return EFI_ERROR(status) ? status : flush(work->writer, disk.disk);
 }
 
-static EFI_STATUS putSections(WORK *work, const WORK_DISK &disk, ddf::HeaderType type) {
-  for (UINT32 i = 0; i < ddf::sectionCount; i++) {
+static EFI_STATUS putSections(Work *work, const WorkDisk &disk, ddf::HeaderType type) {
+  for (UINT32 i = 0; i < ddf::sectionCount; ++i) {
     ddf::Extent extent = ddf::extentOf(disk.copy, type, static_cast<ddf::Section>(i));
     EFI_STATUS status = put(work->writer, disk.disk, extent.lba, extent.sectors, disk.copy.sections[i]);
     if (EFI_ERROR(status)) {
@@ -74,7 +76,7 @@ static EFI_STATUS putSections(WORK *work, const WORK_DISK &disk, ddf::HeaderType
 
 // While the copy is open its sequence is that of the one which readers go by: Linux takes an open primary copy with a
 // sound header, unless the secondary one has the same sequence and is closed.
-static EFI_STATUS writeCopy(WORK *work, const WORK_DISK &disk, ddf::HeaderType type, UINT32 sequence) {
+static EFI_STATUS writeCopy(Work *work, const WorkDisk &disk, ddf::HeaderType type, UINT32 sequence) {
   EFI_STATUS status = putHeader(work, disk, type, ddf::openFlagOpen, disk.held);
   if (!EFI_ERROR(status)) {
     status = putSections(work, disk, type);
@@ -85,7 +87,7 @@ static EFI_STATUS writeCopy(WORK *work, const WORK_DISK &disk, ddf::HeaderType t
   return status;
 }
 
-EFI_STATUS writeDisk(WORK *work, WORK_DISK *disk, UINT32 sequence) {
+EFI_STATUS writeDisk(Work *work, WorkDisk *disk, UINT32 sequence) {
   ddf::HeaderType second = disk->first == ddf::headerSecondary ? ddf::headerPrimary : ddf::headerSecondary;
   EFI_STATUS status = writeCopy(work, *disk, disk->first, sequence);
   if (!EFI_ERROR(status)) {
@@ -97,7 +99,7 @@ EFI_STATUS writeDisk(WORK *work, WORK_DISK *disk, UINT32 sequence) {
 }
 
 // Of two copies that are alike only the headers.
-static EFI_STATUS raiseDisk(WORK *work, WORK_DISK *disk, UINT32 sequence) {
+static EFI_STATUS raiseDisk(Work *work, WorkDisk *disk, UINT32 sequence) {
   EFI_STATUS status = EFI_SUCCESS;
   if (disk->held != sequence) {
     status = putHeader(work, *disk, ddf::headerSecondary, ddf::openFlagClosed, sequence);
@@ -108,36 +110,36 @@ static EFI_STATUS raiseDisk(WORK *work, WORK_DISK *disk, UINT32 sequence) {
 }
 
 // A lost disk that could not be written loses its anchor instead.
-static EFI_STATUS written(WORK *work, WORK_DISK *disk, EFI_STATUS status) {
+static EFI_STATUS written(Work *work, WorkDisk *disk, EFI_STATUS status) {
   if (!EFI_ERROR(status) || !disk->lost || EFI_ERROR(zeroAnchor(work->writer, disk->disk))) {
     return status;
   }
   disk->gone = true;
-  work->places[disk->disk] = EVICTED;
+  work->places[disk->disk] = evicted;
   work->writer->trouble = {ddf::noIndex, nullptr};
   return EFI_SUCCESS;
 }
 
-EFI_STATUS writeMember(WORK *work, WORK_DISK *disk, UINT32 sequence) {
+EFI_STATUS writeMember(Work *work, WorkDisk *disk, UINT32 sequence) {
   return written(work, disk, writeDisk(work, disk, sequence));
 }
 
-EFI_STATUS writeReturning(WORK *work, WORK_DISK *disk) {
+EFI_STATUS writeReturning(Work *work, WorkDisk *disk) {
   EFI_STATUS status = writeDisk(work, disk, work->sequence);
   return written(work, disk, EFI_ERROR(status) ? status : writeAnchor(work, *disk));
 }
 
-EFI_STATUS catchUp(WORK *work) {
+EFI_STATUS catchUp(Work *work) {
   EFI_STATUS status = EFI_SUCCESS;
-  for (UINT32 i = 0; i < work->members && !EFI_ERROR(status); i++) {
-    WORK_DISK *disk = &work->disks[i];
+  for (UINT32 i = 0; i < work->members && !EFI_ERROR(status); ++i) {
+    WorkDisk *disk = &work->disks[i];
     if (disk->behind && !disk->gone) {
       ddf::seal(&disk->copy);
       status = writeMember(work, disk, disk->held);
     }
   }
-  for (UINT32 i = 0; i < work->members && !EFI_ERROR(status); i++) {
-    WORK_DISK *disk = &work->disks[i];
+  for (UINT32 i = 0; i < work->members && !EFI_ERROR(status); ++i) {
+    WorkDisk *disk = &work->disks[i];
     if (disk->behind && !disk->gone) {
       status = written(work, disk, raiseDisk(work, disk, work->sequence));
     }
@@ -148,25 +150,25 @@ EFI_STATUS catchUp(WORK *work) {
 
 // --- Steps ---
 
-void shareLists(WORK *work) {
-  for (UINT32 i = 0; i < work->count; i++) {
+void shareLists(Work *work) {
+  for (UINT32 i = 0; i < work->count; ++i) {
     if (i == work->lead) {
       continue;
     }
     for (ddf::Section section : ddf::sharedSections) {
-      copyBytes(work->disks[i].copy.sections[section], lead(work).sections[section],
-                UINTN{lead(work).header.sections[section].length} * ddf::sectorSize);
+      copyBytes(work->disks[i].copy.sections[section], leadCopy(work).sections[section],
+                UINTN{leadCopy(work).header.sections[section].length} * ddf::sectorSize);
     }
   }
 }
 
-EFI_STATUS writeStep(WORK *work) {
-  tidyList(&lead(work), ddf::sectionPds);
-  tidyList(&lead(work), ddf::sectionVds);
+EFI_STATUS writeStep(Work *work) {
+  tidyList(&leadCopy(work), ddf::sectionPds);
+  tidyList(&leadCopy(work), ddf::sectionVds);
   shareLists(work);
-  work->sequence++;
+  ++work->sequence;
   EFI_STATUS status = EFI_SUCCESS;
-  for (UINT32 i = 0; i < work->count && !EFI_ERROR(status); i++) {
+  for (UINT32 i = 0; i < work->count && !EFI_ERROR(status); ++i) {
     if (!work->disks[i].leaves && !work->disks[i].gone) {
       ddf::seal(&work->disks[i].copy);
       status = writeMember(work, &work->disks[i], work->sequence);
@@ -175,17 +177,19 @@ EFI_STATUS writeStep(WORK *work) {
   return status;
 }
 
-void putFirst(WORK *work, UINT32 place) {
-  WORK_DISK *disks = work->disks;
+void putFirst(Work *work, UINT32 place) {
+  WorkDisk *disks = work->disks;
   for (ddf::Section section : ddf::sharedSections) {
     UINT8 *bytes = disks[place].copy.sections[section];
-    disks[place].copy.sections[section] = lead(work).sections[section];
-    lead(work).sections[section] = bytes;
+    disks[place].copy.sections[section] = leadCopy(work).sections[section];
+    leadCopy(work).sections[section] = bytes;
   }
-  WORK_DISK moved = disks[place];
+  WorkDisk moved = disks[place];
   disks[place] = disks[0];
   disks[0] = moved;
   work->lead = 0;
-  work->places[disks[place].disk] = disks[place].gone ? EVICTED : place;
+  work->places[disks[place].disk] = disks[place].gone ? evicted : place;
   work->places[disks[0].disk] = 0;
 }
+
+} // namespace ddf_change

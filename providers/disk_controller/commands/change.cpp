@@ -36,7 +36,7 @@ void tellDisk(const VIEW &view, UINT32 disk, const CHAR8 *what) {
 }
 
 static void tellTrouble(const CHANGE &change, EFI_STATUS status) {
-  const DDF_TROUBLE &trouble = change.Writer.trouble;
+  const ddf_change::Trouble &trouble = change.Writer.trouble;
   if (trouble.what == nullptr) {
     return;
   }
@@ -60,7 +60,7 @@ static void makeMaker(const VIEW &view, ddf::ControllerData *maker) {
 
 static EFI_STATUS makeTargets(CHANGE *change) {
   const VIEW &view = change->View;
-  change->Targets = poolNew<DDF_TARGET>(UINTN{view.List.Count} + 1);
+  change->Targets = poolNew<ddf_change::Target>(UINTN{view.List.Count} + 1);
   ddf::Guid *guids = poolNew<ddf::Guid>(UINTN{view.List.Count} + 1);
   bool fits = change->Targets != nullptr && guids != nullptr;
   EFI_STATUS status = fits ? makeDiskGuids(view, guids) : EFI_OUT_OF_RESOURCES;

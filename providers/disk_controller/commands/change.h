@@ -8,9 +8,9 @@
 
 struct CHANGE {
   VIEW View;
-  DDF_TARGET *Targets; // pool; of the view's disks
+  ddf_change::Target *Targets; // pool; of the view's disks
   ddf::ControllerData Maker;
-  DDF_WRITER Writer;
+  ddf_change::Writer Writer;
   UINT32 Left; // of the list: a disk that the writer leaves alone, or noIndex
   bool Again;  // the disks are to be looked at once more, since drivers were let go
 };

@@ -33,6 +33,6 @@ const ddf::Set *joinedSet(const VIEW &view, const UINT32 *disks, UINT32 count) {
     }
   }
   const ddf::Model &model = *view.Model;
-  UINT32 chosen = ddfChooseSet(model, ddf::ourController);
+  UINT32 chosen = ddf_change::chooseSet(model, ddf::ourController);
   return chosen != ddf::noIndex ? &model.sets[chosen] : nullptr;
 }

@@ -28,7 +28,7 @@ static EFI_STATUS failMember(CHANGE *change, const ddf::Set *set, UINT32 pd, UIN
   change->Left = disk;
   EFI_STATUS status = readyDisks(change, set, NO_VIRTUAL_DISK, /* disks= */ nullptr, 0);
   if (!EFI_ERROR(status)) {
-    status = ddfFailDisk(&change->Writer, setNumber(change->View, set), pd);
+    status = ddf_change::failDisk(&change->Writer, setNumber(change->View, set), pd);
   }
   if (!EFI_ERROR(status)) {
     LogPrint(LOG_WARN, RAID_DISKS, "disk %u of its set is marked as failed%a", pd,
@@ -75,7 +75,7 @@ static EFI_STATUS changeFailed(CHANGE *change, UINT32 disk, UINT64 state) {
   }
   EFI_STATUS status = readyDisks(change, set, NO_VIRTUAL_DISK, /* disks= */ nullptr, 0);
   if (!EFI_ERROR(status)) {
-    status = ddfFreeFailed(&change->Writer, setNumber(change->View, set), change->View.Model->disks[disk].pd);
+    status = ddf_change::freeFailed(&change->Writer, setNumber(change->View, set), change->View.Model->disks[disk].pd);
   }
   if (!EFI_ERROR(status)) {
     tellDisk(change->View, disk, "it failed, and has left its set");
@@ -134,7 +134,7 @@ static EFI_STATUS setSpare(CHANGE *change, UINT32 disk, const ddf::Set *set, ddf
   }
   EFI_STATUS status = readyDisks(change, joined, NO_VIRTUAL_DISK, &disk, 1);
   if (!EFI_ERROR(status)) {
-    status = ddfSetSpare(&change->Writer, setNumber(view, joined), disk, kind, virtualDisks, count);
+    status = ddf_change::setSpare(&change->Writer, setNumber(view, joined), disk, kind, virtualDisks, count);
   }
   if (!EFI_ERROR(status)) {
     tellDisk(view, disk, kind == ddf::SpareKind::none ? "it is no hot spare any more" : "it is a hot spare");

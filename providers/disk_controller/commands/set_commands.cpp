@@ -35,7 +35,7 @@ static EFI_STATUS collectSets(DISK_CONTROLLER *controller, SET_FILTER isMeant, S
 
 // What is done with each set.
 struct SET_JOB {
-  EFI_STATUS (*Change)(DDF_WRITER *writer, UINT32 set, const SET_JOB &job);
+  EFI_STATUS (*Change)(ddf_change::Writer *writer, UINT32 set, const SET_JOB &job);
   const CHAR8 *Done; // for the log
   UINT32 Ending;     // of its virtual disks
   const SETTINGS *Settings;
@@ -73,16 +73,16 @@ static EFI_STATUS changeSets(DISK_CONTROLLER *controller, const SETS &sets, cons
   return status;
 }
 
-static EFI_STATUS deleteSet(DDF_WRITER *writer, UINT32 set, const SET_JOB &) {
-  return ddfDeleteSet(writer, set);
+static EFI_STATUS deleteSet(ddf_change::Writer *writer, UINT32 set, const SET_JOB &) {
+  return ddf_change::deleteSet(writer, set);
 }
 
-static EFI_STATUS importSet(DDF_WRITER *writer, UINT32 set, const SET_JOB &) {
-  return ddfImportSet(writer, set);
+static EFI_STATUS importSet(ddf_change::Writer *writer, UINT32 set, const SET_JOB &) {
+  return ddf_change::importSet(writer, set);
 }
 
-static EFI_STATUS keepSettings(DDF_WRITER *writer, UINT32 set, const SET_JOB &job) {
-  return ddfSetVendorData(writer, set, job.Settings, sizeof(*job.Settings));
+static EFI_STATUS keepSettings(ddf_change::Writer *writer, UINT32 set, const SET_JOB &job) {
+  return ddf_change::setVendorData(writer, set, job.Settings, sizeof(*job.Settings));
 }
 
 // What none means when there is no set to change.

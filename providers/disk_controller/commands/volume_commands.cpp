@@ -41,15 +41,15 @@ static EFI_STATUS findMembers(const VIEW &view, const CREATION &creation) {
 }
 
 // The place that a saved virtual disk had is a wish: where it is taken, the first gap that fits is as good.
-static EFI_STATUS writeVirtualDisk(CHANGE *change, DDF_NEW_VIRTUAL_DISK *virtualDisk, UINT64 wish) {
+static EFI_STATUS writeVirtualDisk(CHANGE *change, ddf_change::NewVirtualDisk *virtualDisk, UINT64 wish) {
   EFI_STATUS status = EFI_VOLUME_FULL;
   if (wish != 0) {
     virtualDisk->start = wish;
-    status = ddfCreateVirtualDisk(&change->Writer, *virtualDisk);
+    status = ddf_change::createVirtualDisk(&change->Writer, *virtualDisk);
   }
   if (status == EFI_VOLUME_FULL) {
-    virtualDisk->start = DDF_ANYWHERE;
-    status = ddfCreateVirtualDisk(&change->Writer, *virtualDisk);
+    virtualDisk->start = ddf_change::anywhere;
+    status = ddf_change::createVirtualDisk(&change->Writer, *virtualDisk);
   }
   return status;
 }
@@ -57,7 +57,7 @@ static EFI_STATUS writeVirtualDisk(CHANGE *change, DDF_NEW_VIRTUAL_DISK *virtual
 static EFI_STATUS createStep(CHANGE *change, void *context) {
   const CREATION &creation = *static_cast<CREATION *>(context);
   const VIEW &view = change->View;
-  DDF_NEW_VIRTUAL_DISK virtualDisk;
+  ddf_change::NewVirtualDisk virtualDisk;
   const CHAR8 *why = nullptr;
   EFI_STATUS status = decodeVirtualDisk(*creation.Wanted, creation.Count, &virtualDisk, &why);
   if (EFI_ERROR(status)) {
@@ -176,7 +176,8 @@ static UINT32 virtualDiskNumber(const VIEW_VIRTUAL_DISK &virtualDisk) {
 static EFI_STATUS deleteVirtualDisk(CHANGE *change, const VIEW_VIRTUAL_DISK &virtualDisk, const VIRTUAL_DISK_JOB &) {
   EFI_STATUS status = readyDisks(change, virtualDisk.Set, virtualDiskNumber(virtualDisk), /* disks= */ nullptr, 0);
   if (!EFI_ERROR(status)) {
-    status = ddfDeleteVirtualDisk(&change->Writer, setNumber(*change, virtualDisk), virtualDiskNumber(virtualDisk));
+    status =
+        ddf_change::deleteVirtualDisk(&change->Writer, setNumber(*change, virtualDisk), virtualDiskNumber(virtualDisk));
   }
   if (!EFI_ERROR(status)) {
     tellVirtualDisk(virtualDisk.VirtualDisk->entry->name, "deleted");
@@ -216,7 +217,7 @@ static bool asksForMore(const VIEW_VIRTUAL_DISK &virtualDisk, const RAID_VD_RECO
 }
 
 static EFI_STATUS changeVirtualDisk(CHANGE *change, const VIEW_VIRTUAL_DISK &virtualDisk, const VIRTUAL_DISK_JOB &job) {
-  DDF_VIRTUAL_DISK_SETTINGS settings;
+  ddf_change::VirtualDiskSettings settings;
   const CHAR8 *why = nullptr;
   EFI_STATUS status = decodeSettings(*job.Wanted, &settings, &why);
   if (EFI_ERROR(status)) {
@@ -230,8 +231,8 @@ static EFI_STATUS changeVirtualDisk(CHANGE *change, const VIEW_VIRTUAL_DISK &vir
   if (EFI_ERROR(status) || settings.which == 0) {
     return status;
   }
-  status =
-      ddfChangeVirtualDisk(&change->Writer, setNumber(*change, virtualDisk), virtualDiskNumber(virtualDisk), settings);
+  status = ddf_change::changeVirtualDisk(&change->Writer, setNumber(*change, virtualDisk),
+                                         virtualDiskNumber(virtualDisk), settings);
   if (!EFI_ERROR(status)) {
     tellVirtualDisk(virtualDisk.VirtualDisk->entry->name, "changed");
   }

@@ -77,18 +77,19 @@ static EFI_STATUS decodeCache(UINT32 policy, UINT8 *cache, const CHAR8 **why) {
   return EFI_SUCCESS;
 }
 
-EFI_STATUS decodeSettings(const RAID_VD_RECORD &wanted, DDF_VIRTUAL_DISK_SETTINGS *settings, const CHAR8 **why) {
+EFI_STATUS decodeSettings(const RAID_VD_RECORD &wanted, ddf_change::VirtualDiskSettings *settings, const CHAR8 **why) {
   zeroBytes(settings, sizeof(*settings));
-  settings->which = (wanted.Name != nullptr ? DDF_SET_NAME : 0) | (wanted.AccessPolicy != 0 ? DDF_SET_ACCESS : 0) |
-                    (wanted.CurrentCachePolicy != 0 ? DDF_SET_CACHE : 0);
+  settings->which = (wanted.Name != nullptr ? ddf_change::settingName : 0) |
+                    (wanted.AccessPolicy != 0 ? ddf_change::settingAccess : 0) |
+                    (wanted.CurrentCachePolicy != 0 ? ddf_change::settingCache : 0);
   EFI_STATUS status = checkValue(wanted.DiskCachePolicy, RAID_CACHE_DISK_DEFAULT, "the disks' cache policy", why);
-  if (!EFI_ERROR(status) && (settings->which & DDF_SET_NAME) != 0) {
+  if (!EFI_ERROR(status) && (settings->which & ddf_change::settingName) != 0) {
     status = decodeName(wanted.Name, settings->name, why);
   }
-  if (!EFI_ERROR(status) && (settings->which & DDF_SET_ACCESS) != 0) {
+  if (!EFI_ERROR(status) && (settings->which & ddf_change::settingAccess) != 0) {
     status = decodeAccess(wanted.AccessPolicy, &settings->access, why);
   }
-  if (!EFI_ERROR(status) && (settings->which & DDF_SET_CACHE) != 0) {
+  if (!EFI_ERROR(status) && (settings->which & ddf_change::settingCache) != 0) {
     status = decodeCache(wanted.CurrentCachePolicy, &settings->cache, why);
   }
   return status;
@@ -182,15 +183,16 @@ static EFI_STATUS decodeQualifier(const RAID_VD_RECORD &wanted, const RAID_LEVEL
 static UINT64 blocksOf(UINT64 size, UINT32 members, UINT8 strip) {
   UINT64 sectors = size / ddf::sectorSize + (size % ddf::sectorSize != 0 ? 1 : 0);
   UINT64 blocks = sectors / members + (sectors % members != 0 ? 1 : 0);
-  UINT64 grain = strip == ddf::noStrip || 1ULL << strip < DDF_MEMBER_GRAIN ? DDF_MEMBER_GRAIN : 1ULL << strip;
+  UINT64 grain =
+      strip == ddf::noStrip || 1ULL << strip < ddf_change::grainSectors ? ddf_change::grainSectors : 1ULL << strip;
   return (blocks + grain - 1) / grain * grain;
 }
 
-EFI_STATUS decodeVirtualDisk(const RAID_VD_RECORD &wanted, UINT32 count, DDF_NEW_VIRTUAL_DISK *virtualDisk,
+EFI_STATUS decodeVirtualDisk(const RAID_VD_RECORD &wanted, UINT32 count, ddf_change::NewVirtualDisk *virtualDisk,
                              const CHAR8 **why) {
   zeroBytes(virtualDisk, sizeof(*virtualDisk));
   RAID_LEVEL_PARAMS level = offeredLevel(wanted.RAIDLevel);
-  DDF_VIRTUAL_DISK_SETTINGS settings = {};
+  ddf_change::VirtualDiskSettings settings = {};
   EFI_STATUS status = checkLevel(wanted, level, count, why);
   if (!EFI_ERROR(status)) {
     status = decodeQualifier(wanted, level, count, &virtualDisk->qualifier, why);

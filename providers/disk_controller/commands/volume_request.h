@@ -9,8 +9,8 @@
 //   EFI_INVALID_PARAMETER  several values where one is meant, spans that do not make up the members, a name that is
 //                          longer than 16 characters, has a blank inside or is more than ASCII
 //   EFI_UNSUPPORTED        what Linux would not assemble, or the adapter does not offer
-EFI_STATUS decodeVirtualDisk(const RAID_VD_RECORD &wanted, UINT32 count, DDF_NEW_VIRTUAL_DISK *virtualDisk,
+EFI_STATUS decodeVirtualDisk(const RAID_VD_RECORD &wanted, UINT32 count, ddf_change::NewVirtualDisk *virtualDisk,
                              const CHAR8 **why);
 
 // What a Change may set, too: those of name, access and cache that the record tells. Statuses likewise.
-EFI_STATUS decodeSettings(const RAID_VD_RECORD &wanted, DDF_VIRTUAL_DISK_SETTINGS *settings, const CHAR8 **why);
+EFI_STATUS decodeSettings(const RAID_VD_RECORD &wanted, ddf_change::VirtualDiskSettings *settings, const CHAR8 **why);

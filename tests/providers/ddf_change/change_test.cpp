@@ -26,10 +26,10 @@ public:
   }
 
   // Reads the disks, and lets a change do its work on them.
-  EFI_STATUS run(const std::function<EFI_STATUS(DDF_WRITER *)> &change) {
+  EFI_STATUS run(const std::function<EFI_STATUS(ddf_change::Writer *)> &change) {
     const DISKS before = disks;
     std::vector<ddf::Source> sources;
-    std::vector<DDF_TARGET> targets;
+    std::vector<ddf_change::Target> targets;
     for (SPARSE_DISK &disk : disks) {
       size_t number = sources.size();
       sources.push_back(disk.source());
@@ -38,7 +38,7 @@ public:
     ddf::Model *model = nullptr;
     EFI_STATUS status = ddf::readModel(sources.data(), static_cast<UINT32>(sources.size()), &maker_.guid, &model);
     if (status == EFI_SUCCESS) {
-      DDF_WRITER writer = {model, targets.data(), &maker_, time, [] { return 0xFFFFFFFEU; }, {}, {}};
+      ddf_change::Writer writer = {model, targets.data(), &maker_, time, [] { return 0xFFFFFFFEU; }, {}, {}};
       status = change(&writer);
       trouble = writer.trouble.what == nullptr ? "" : writer.trouble.what;
       if (writer.trouble.disk != ddf::noIndex) {
@@ -52,12 +52,12 @@ public:
   }
 
   EFI_STATUS create(UINT8 level, UINT8 qualifier, UINT8 strip, const char *name, UINT64 blocks,
-                    const std::vector<UINT32> &members, UINT64 start = DDF_ANYWHERE) {
-    DDF_NEW_VIRTUAL_DISK wanted = {
+                    const std::vector<UINT32> &members, UINT64 start = ddf_change::anywhere) {
+    ddf_change::NewVirtualDisk wanted = {
         level,  qualifier, strip, 0, ddf::cacheReadAhead, {}, members.data(), static_cast<UINT32>(members.size()),
         blocks, start};
     std::memcpy(wanted.name, name, std::min(std::strlen(name), sizeof(wanted.name)));
-    return run([&](DDF_WRITER *writer) { return ddfCreateVirtualDisk(writer, wanted); });
+    return run([&](ddf_change::Writer *writer) { return ddf_change::createVirtualDisk(writer, wanted); });
   }
 
   DISKS disks;
@@ -90,17 +90,25 @@ TEST_F(Ddf, VirtualDisksAreMadeAsLinuxTakesThem) {
     EFI_STATUS status;
     const char *text; // of the model, or the trouble
   } const cases[] = {
-      {"five", 5, 2, 7, {2, 1, 0, 3}, 0, DDF_ANYWHERE, EFI_SUCCESS, "members 0@0, 1@0, 2@0, 3@0"},
-      {"sixteenletters16", 0x11, 0, 15, {0, 1, 2, 3}, 0, DDF_ANYWHERE, EFI_VOLUME_FULL, "0: has no room"},
-      {"sixteenletters16", 0x11, 0, 12, {0, 1, 2, 3}, 0, DDF_ANYWHERE, EFI_SUCCESS, "RAID 10 (17, 0, secondary 255)"},
-      {"raid 1 of 2", 1, 1, 7, {0, 1}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
-      {"five", 5, 1, 7, {0, 1, 2}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
-      {"offset copies", 0x11, 1, 7, {0, 1, 2, 3}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
-      {"linear", 0x1F, 0, 7, {0, 1}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "level"},
-      {"no pages", 5, 3, 2, {0, 1, 2}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "strip"},
-      {"no strip", 0, 0, 0xFF, {0}, 0, DDF_ANYWHERE, EFI_UNSUPPORTED, "strip"},
-      {"uneven", 0, 0, 7, {0}, 129, DDF_ANYWHERE, EFI_INVALID_PARAMETER, "whole strips"},
-      {"ghost", 0, 0, 7, {4}, 0, DDF_ANYWHERE, EFI_INVALID_PARAMETER, ""},
+      {"five", 5, 2, 7, {2, 1, 0, 3}, 0, ddf_change::anywhere, EFI_SUCCESS, "members 0@0, 1@0, 2@0, 3@0"},
+      {"sixteenletters16", 0x11, 0, 15, {0, 1, 2, 3}, 0, ddf_change::anywhere, EFI_VOLUME_FULL, "0: has no room"},
+      {"sixteenletters16",
+       0x11,
+       0,
+       12,
+       {0, 1, 2, 3},
+       0,
+       ddf_change::anywhere,
+       EFI_SUCCESS,
+       "RAID 10 (17, 0, secondary 255)"},
+      {"raid 1 of 2", 1, 1, 7, {0, 1}, 0, ddf_change::anywhere, EFI_UNSUPPORTED, "level"},
+      {"five", 5, 1, 7, {0, 1, 2}, 0, ddf_change::anywhere, EFI_UNSUPPORTED, "level"},
+      {"offset copies", 0x11, 1, 7, {0, 1, 2, 3}, 0, ddf_change::anywhere, EFI_UNSUPPORTED, "level"},
+      {"linear", 0x1F, 0, 7, {0, 1}, 0, ddf_change::anywhere, EFI_UNSUPPORTED, "level"},
+      {"no pages", 5, 3, 2, {0, 1, 2}, 0, ddf_change::anywhere, EFI_UNSUPPORTED, "strip"},
+      {"no strip", 0, 0, 0xFF, {0}, 0, ddf_change::anywhere, EFI_UNSUPPORTED, "strip"},
+      {"uneven", 0, 0, 7, {0}, 129, ddf_change::anywhere, EFI_INVALID_PARAMETER, "whole strips"},
+      {"ghost", 0, 0, 7, {4}, 0, ddf_change::anywhere, EFI_INVALID_PARAMETER, ""},
       {"last", 0, 0, 7, {2}, 128, 4096 - 127, EFI_VOLUME_FULL, "2: has no room"},
       {"behind", 0, 0, 7, {2}, 0, UINT64{1} << 60, EFI_VOLUME_FULL, "2: has no room"},
   };
@@ -158,14 +166,16 @@ TEST_F(Ddf, ChangesFollowEachOther) {
     told += std::string("--- ") + what + ": " + name(status) + (rig.trouble.empty() ? "" : ", ") + rig.trouble + "\n";
     told += rig.changed ? "references" + referencesOf(rig.disks) + "\n" + searchedText(rig.disks) + "\n" : "\n";
   };
-  auto fail = [&](UINT32 pd) { return rig.run([=](DDF_WRITER *writer) { return ddfFailDisk(writer, 0, pd); }); };
+  auto fail = [&](UINT32 pd) {
+    return rig.run([=](ddf_change::Writer *writer) { return ddf_change::failDisk(writer, 0, pd); });
+  };
   auto remove = [&](UINT32 virtualDisk) {
-    return rig.run([=](DDF_WRITER *writer) { return ddfDeleteVirtualDisk(writer, 0, virtualDisk); });
+    return rig.run([=](ddf_change::Writer *writer) { return ddf_change::deleteVirtualDisk(writer, 0, virtualDisk); });
   };
   auto spare = [&](UINT32 disk, ddf::SpareKind kind, std::vector<UINT32> virtualDisks) {
-    return rig.run([&](DDF_WRITER *writer) {
-      return ddfSetSpare(writer, ddf::noIndex, disk, kind, virtualDisks.data(),
-                         static_cast<UINT32>(virtualDisks.size()));
+    return rig.run([&](ddf_change::Writer *writer) {
+      return ddf_change::setSpare(writer, ddf::noIndex, disk, kind, virtualDisks.data(),
+                                  static_cast<UINT32>(virtualDisks.size()));
     });
   };
   step("first", rig.create(1, 0, 0xFF, "a", 1024, {0, 1}));
@@ -179,24 +189,25 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   step("is none", spare(4, ddf::SpareKind::none, {}));
   step("a member as a spare", spare(0, ddf::SpareKind::global, {}));
   step("and no more", spare(0, ddf::SpareKind::none, {}));
-  step("settings", rig.run([](DDF_WRITER *writer) {
-    DDF_VIRTUAL_DISK_SETTINGS settings = {DDF_SET_NAME | DDF_SET_ACCESS | DDF_SET_CACHE, ddf::accessReadOnly, 0x21,
-                                          "new"};
-    return ddfChangeVirtualDisk(writer, 0, 0, settings);
+  step("settings", rig.run([](ddf_change::Writer *writer) {
+    ddf_change::VirtualDiskSettings settings = {ddf_change::settingName | ddf_change::settingAccess |
+                                                    ddf_change::settingCache,
+                                                ddf::accessReadOnly, 0x21, "new"};
+    return ddf_change::changeVirtualDisk(writer, 0, 0, settings);
   }));
-  step("access", rig.run([](DDF_WRITER *writer) {
-    return ddfChangeVirtualDisk(writer, 0, 1, {DDF_SET_ACCESS, ddf::accessBlocked, 0, {}});
+  step("access", rig.run([](ddf_change::Writer *writer) {
+    return ddf_change::changeVirtualDisk(writer, 0, 1, {ddf_change::settingAccess, ddf::accessBlocked, 0, {}});
   }));
-  step("vendor's data", rig.run([](DDF_WRITER *writer) {
+  step("vendor's data", rig.run([](ddf_change::Writer *writer) {
     const ddf::Set &set = writer->model->sets[0];
     const ddf::Copy &copy = writer->model->disks[5].copy;
     EXPECT_EQ(ddf::recordAt(copy, ddf::recordCapacity(copy) - 1)->signature, ddf::spareSignature);
     constexpr UINTN ROOM = sizeof(ddf::ControllerData::vendorData);
-    EXPECT_EQ(ddfSetVendorData(writer, 0, set.controller, ROOM + 1), EFI_INVALID_PARAMETER);
+    EXPECT_EQ(ddf_change::setVendorData(writer, 0, set.controller, ROOM + 1), EFI_INVALID_PARAMETER);
     EXPECT_EQ(set.virtualDisks[0].record->cache[7], 0x21);
     EXPECT_EQ(set.virtualDisks[0].record->sequence, 2u);
     EXPECT_EQ(std::memcmp(set.controller->vendorData, "made", 4), 0);
-    return ddfSetVendorData(writer, 0, "kept", 4);
+    return ddf_change::setVendorData(writer, 0, "kept", 4);
   }));
   DISKS before = rig.disks;
   step("failed", fail(1));
@@ -216,7 +227,7 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   step("again", rig.create(5, 3, 7, "a", 0, {0, 1, 2}));
   step("spare", spare(4, ddf::SpareKind::global, {}));
   step("failed spare", fail(3));
-  step("all", rig.run([](DDF_WRITER *writer) { return ddfDeleteSet(writer, 0); }));
+  step("all", rig.run([](ddf_change::Writer *writer) { return ddf_change::deleteSet(writer, 0); }));
   expectGolden("providers/ddf_change/story.txt", told);
 }
 
@@ -302,7 +313,7 @@ TEST_F(Ddf, HalvesThatWereChangedApartWait) {
       {"volumes", [](Rig &rig, UINT32 own) { return rig.create(0, 0, 7, own == 0 ? "left" : "right", 128, {own}); }},
       {"the other one failed",
        [](Rig &rig, UINT32 own) {
-         return rig.run([=](DDF_WRITER *writer) { return ddfFailDisk(writer, 0, 1 - own); });
+         return rig.run([=](ddf_change::Writer *writer) { return ddf_change::failDisk(writer, 0, 1 - own); });
        }},
   };
   for (const auto &row : cases) {
@@ -325,7 +336,8 @@ TEST_F(Ddf, HalvesThatWereChangedApartWait) {
       EXPECT_EQ(whole.create(0, 0, 7, "new", 128, {newer}), EFI_ACCESS_DENIED);
       EXPECT_NE(whole.trouble.find("changed apart"), std::string::npos) << whole.trouble;
       EXPECT_EQ(whole.create(0, 0, 7, "new", 128, {1 - newer}), EFI_ACCESS_DENIED);
-      EXPECT_EQ(whole.run([](DDF_WRITER *writer) { return ddfDeleteSet(writer, 0); }), EFI_ACCESS_DENIED);
+      EXPECT_EQ(whole.run([](ddf_change::Writer *writer) { return ddf_change::deleteSet(writer, 0); }),
+                EFI_ACCESS_DENIED);
       EXPECT_FALSE(whole.changed);
       whole.disks[newer].kept.clear(); // so it is the other one
       EXPECT_EQ(whole.create(0, 0, 7, "new", 128, {1 - newer}), EFI_SUCCESS) << whole.trouble;
@@ -346,7 +358,8 @@ TEST_F(Ddf, DeletedVirtualDisksAreRemembered) {
     SPARSE_DISK away = rig.disks[1];
     rig.disks[1].kept.clear();
     for (UINT32 i = 0; i < deleted; ++i) {
-      ASSERT_EQ(rig.run([](DDF_WRITER *writer) { return ddfDeleteVirtualDisk(writer, 0, 1); }), EFI_SUCCESS);
+      ASSERT_EQ(rig.run([](ddf_change::Writer *writer) { return ddf_change::deleteVirtualDisk(writer, 0, 1); }),
+                EFI_SUCCESS);
     }
     rig.disks[1] = away;
     EXPECT_EQ(rig.create(0, 0, 7, "new", 128, {1}), deleted == 7 ? EFI_SUCCESS : EFI_ACCESS_DENIED) << rig.trouble;
