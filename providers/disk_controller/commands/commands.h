@@ -3,5 +3,9 @@
 
 #include "providers/disk_controller/commands/service.h"
 
-// Runs a command on the disks as they are. The answer is released after a failure. Statuses as disksExecute says.
-EFI_STATUS runDiskCommand(DISK_CONTROLLER *controller, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer);
+namespace disk_controller {
+
+// Runs a command on the disks as they are. The answer is released after a failure. Statuses as execute says.
+EFI_STATUS runDiskCommand(DiskController *controller, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer);
+
+} // namespace disk_controller

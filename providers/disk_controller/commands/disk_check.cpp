@@ -2,18 +2,20 @@
 
 #include "providers/ddf_change/ddf_change.h"
 
-EFI_STATUS checkDisk(const VIEW &view, UINT32 disk) {
-  const ddf::Disk &found = view.Model->disks[disk];
+namespace disk_controller {
+
+EFI_STATUS checkDisk(const View &view, UINT32 disk) {
+  const ddf::Disk &found = view.model->disks[disk];
   const ddf::Pd *member = memberOf(view, disk);
-  EFI_STATUS status = ddf::searchDisk(view.Model, disk);
+  EFI_STATUS status = ddf::searchDisk(view.model, disk);
   if (EFI_ERROR(status)) {
     return status;
   }
   CHAR8 why[96];
   whyUnusable(view, disk, why, sizeof(why));
   if (why[0] != 0) {
-    bool holdsOther = view.List.Items[disk].Unusable == nullptr && found.kind == ddf::DiskKind::other &&
-                      view.List.Items[disk].Sectors > ddf::reserveSectors;
+    bool holdsOther = view.list.items[disk].unusable == nullptr && found.kind == ddf::DiskKind::other &&
+                      view.list.items[disk].sectors > ddf::reserveSectors;
     return refuseDisk(view, disk, why, holdsOther || member != nullptr ? EFI_ACCESS_DENIED : EFI_NOT_READY);
   }
   if (member == nullptr) {
@@ -26,13 +28,15 @@ EFI_STATUS checkDisk(const VIEW &view, UINT32 disk) {
   return failed ? refuseDisk(view, disk, "it failed", EFI_NOT_READY) : EFI_SUCCESS;
 }
 
-const ddf::Set *joinedSet(const VIEW &view, const UINT32 *disks, UINT32 count) {
+const ddf::Set *joinedSet(const View &view, const UINT32 *disks, UINT32 count) {
   for (UINT32 i = 0; i < count; ++i) {
     if (setOf(view, disks[i]) != nullptr) {
       return setOf(view, disks[i]);
     }
   }
-  const ddf::Model &model = *view.Model;
+  const ddf::Model &model = *view.model;
   UINT32 chosen = ddf_change::chooseSet(model, ddf::ourController);
   return chosen != ddf::noIndex ? &model.sets[chosen] : nullptr;
 }
+
+} // namespace disk_controller

@@ -3,6 +3,8 @@
 
 #include "providers/disk_controller/commands/service.h"
 
+namespace disk_controller {
+
 // Makes disks hot spares or takes that from them, as Hotspare says; one that is none and whose State is Failed is
 // marked as failed in its set, which is also how a missing one is given up: ids are then those that virtual disks list
 // in their place. The first disk that cannot be changed ends the command.
@@ -12,4 +14,6 @@
 //   EFI_ACCESS_DENIED      a spare that holds something; a disk to fail without which a virtual disk would be lost
 //   EFI_NOT_READY          a disk that failed or cannot be used
 //   EFI_VOLUME_FULL        a spare that is too small
-EFI_STATUS changeDisks(DISK_CONTROLLER *controller, const RAID_PD_RECORD &wanted, const UINT32 *ids, UINT32 count);
+EFI_STATUS changeDisks(DiskController *controller, const RAID_PD_RECORD &wanted, const UINT32 *ids, UINT32 count);
+
+} // namespace disk_controller

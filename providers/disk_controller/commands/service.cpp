@@ -2,17 +2,19 @@
 
 #include "providers/disk_controller/commands/commands.h"
 
-static DISK_CONTROLLER *controllerOf(RAID_MGMT_PROTOCOL *protocol) {
-  static_assert(offsetof(DISK_CONTROLLER, Protocol) == 0);
-  return reinterpret_cast<DISK_CONTROLLER *>(protocol);
+namespace disk_controller {
+
+static DiskController *controllerOf(RAID_MGMT_PROTOCOL *protocol) {
+  static_assert(offsetof(DiskController, protocol) == 0);
+  return reinterpret_cast<DiskController *>(protocol);
 }
 
-EFI_STATUS EFIAPI disksExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
+EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
   if (protocol == nullptr || block == nullptr || result == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  DISK_CONTROLLER *controller = controllerOf(protocol);
-  RAID_ACCOUNTING *accounting = &controller->Accounting;
+  DiskController *controller = controllerOf(protocol);
+  RAID_ACCOUNTING *accounting = &controller->accounting;
   result->Data = nullptr;
   result->DataSize = 0;
   RAID_ANSWER answer = {};
@@ -26,11 +28,13 @@ EFI_STATUS EFIAPI disksExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *blo
   return status;
 }
 
-EFI_STATUS EFIAPI disksFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count) {
+EFI_STATUS EFIAPI freeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count) {
   return protocol == nullptr ? EFI_INVALID_PARAMETER
-                             : accountingTakeBack(&controllerOf(protocol)->Accounting, data, count);
+                             : accountingTakeBack(&controllerOf(protocol)->accounting, data, count);
 }
 
-EFI_STATUS EFIAPI disksUnused(RAID_MGMT_PROTOCOL *) {
+EFI_STATUS EFIAPI unused(RAID_MGMT_PROTOCOL *) {
   return EFI_UNSUPPORTED;
 }
+
+} // namespace disk_controller

@@ -4,10 +4,12 @@
 #include "providers/disk_controller/metadata/settings.h"
 #include "records/answers.h"
 
-struct DISK_CONTROLLER {
-  RAID_MGMT_PROTOCOL Protocol;
-  RAID_ACCOUNTING Accounting;
-  SETTINGS Settings; // what the disks keep, or what was set while there was no set to keep it
+namespace disk_controller {
+
+struct DiskController {
+  RAID_MGMT_PROTOCOL protocol;
+  RAID_ACCOUNTING accounting;
+  Settings settings; // what the disks keep, or what was set while there was no set to keep it
 };
 
 // Execute answers Get, which never writes to a disk, and changes what the disks keep: virtual disks are created,
@@ -21,7 +23,9 @@ struct DISK_CONTROLLER {
 //   EFI_NOT_FOUND          no object of the type, or an id that none has; nothing to import or clear
 //   EFI_ACCESS_DENIED, EFI_NOT_READY, EFI_VOLUME_FULL   a disk that holds something else, cannot be used, has no room
 //   EFI_OUT_OF_RESOURCES   no memory
-EFI_STATUS EFIAPI disksExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result);
+EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result);
 // As accountingTakeBack.
-EFI_STATUS EFIAPI disksFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count);
-EFI_STATUS EFIAPI disksUnused(RAID_MGMT_PROTOCOL *protocol);
+EFI_STATUS EFIAPI freeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count);
+EFI_STATUS EFIAPI unused(RAID_MGMT_PROTOCOL *protocol);
+
+} // namespace disk_controller

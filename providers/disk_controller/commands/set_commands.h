@@ -3,10 +3,14 @@
 
 #include "providers/disk_controller/commands/service.h"
 
+namespace disk_controller {
+
 // Deletes all virtual disks and sets that are not foreign.
-EFI_STATUS resetSets(DISK_CONTROLLER *controller);
+EFI_STATUS resetSets(DiskController *controller);
 // Take over and delete foreign sets. EFI_NOT_FOUND when there are none.
-EFI_STATUS importSets(DISK_CONTROLLER *controller);
-EFI_STATUS clearSets(DISK_CONTROLLER *controller);
+EFI_STATUS importSets(DiskController *controller);
+EFI_STATUS clearSets(DiskController *controller);
 // Keeps modes and rates in all sets of ours, or in memory as long as there is none. Statuses also of changeSettings.
-EFI_STATUS changeAdapter(DISK_CONTROLLER *controller, const RAID_ADAPTER_RECORD &wanted);
+EFI_STATUS changeAdapter(DiskController *controller, const RAID_ADAPTER_RECORD &wanted);
+
+} // namespace disk_controller

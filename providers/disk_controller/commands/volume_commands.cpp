@@ -9,83 +9,85 @@
 #include "providers/disk_controller/model/objects.h"
 #include "providers/disk_controller/model/records.h"
 
+namespace disk_controller {
+
 static void tellVirtualDisk(const CHAR8 (&name)[16], const CHAR8 *what) {
   CHAR8 text[sizeof(name) + 1] = {};
   copyBytes(text, name, sizeof(name));
-  LogPrint(LOG_WARN, RAID_DISKS, "virtual disk %a: %a", static_cast<const CHAR8 *>(text), what);
+  LogPrint(LOG_WARN, logName, "virtual disk %a: %a", static_cast<const CHAR8 *>(text), what);
 }
 
 // --- Create ---
 
 namespace {
 
-struct CREATION {
-  const RAID_VD_RECORD *Wanted;
-  const UINT32 *Ids;
-  UINT32 *Disks; // room for Count
-  UINT32 Count;
+struct Creation {
+  const RAID_VD_RECORD *wanted;
+  const UINT32 *ids;
+  UINT32 *disks; // room for count
+  UINT32 count;
 };
 
 } // namespace
 
 // What the writer finds wrong with members is not looked for here.
-static EFI_STATUS findMembers(const VIEW &view, const CREATION &creation) {
-  EFI_STATUS status = findObjects(view, RAID_OBJECT_PHYSICAL_DISK, creation.Ids, creation.Count, creation.Disks);
+static EFI_STATUS findMembers(const View &view, const Creation &creation) {
+  EFI_STATUS status = findObjects(view, RAID_OBJECT_PHYSICAL_DISK, creation.ids, creation.count, creation.disks);
   if (status == EFI_NOT_FOUND) {
     return refuse("a member that is no disk", EFI_INVALID_PARAMETER);
   }
-  for (UINT32 i = 0; i < creation.Count && !EFI_ERROR(status); ++i) {
-    status = checkDisk(view, creation.Disks[i]);
+  for (UINT32 i = 0; i < creation.count && !EFI_ERROR(status); ++i) {
+    status = checkDisk(view, creation.disks[i]);
   }
   return status;
 }
 
 // The place that a saved virtual disk had is a wish: where it is taken, the first gap that fits is as good.
-static EFI_STATUS writeVirtualDisk(CHANGE *change, ddf_change::NewVirtualDisk *virtualDisk, UINT64 wish) {
+static EFI_STATUS writeVirtualDisk(Change *change, ddf_change::NewVirtualDisk *virtualDisk, UINT64 wish) {
   EFI_STATUS status = EFI_VOLUME_FULL;
   if (wish != 0) {
     virtualDisk->start = wish;
-    status = ddf_change::createVirtualDisk(&change->Writer, *virtualDisk);
+    status = ddf_change::createVirtualDisk(&change->writer, *virtualDisk);
   }
   if (status == EFI_VOLUME_FULL) {
     virtualDisk->start = ddf_change::anywhere;
-    status = ddf_change::createVirtualDisk(&change->Writer, *virtualDisk);
+    status = ddf_change::createVirtualDisk(&change->writer, *virtualDisk);
   }
   return status;
 }
 
-static EFI_STATUS createStep(CHANGE *change, void *context) {
-  const CREATION &creation = *static_cast<CREATION *>(context);
-  const VIEW &view = change->View;
+static EFI_STATUS createStep(Change *change, void *context) {
+  const Creation &creation = *static_cast<Creation *>(context);
+  const View &view = change->view;
   ddf_change::NewVirtualDisk virtualDisk;
   const CHAR8 *why = nullptr;
-  EFI_STATUS status = decodeVirtualDisk(*creation.Wanted, creation.Count, &virtualDisk, &why);
+  EFI_STATUS status = decodeVirtualDisk(*creation.wanted, creation.count, &virtualDisk, &why);
   if (EFI_ERROR(status)) {
     return refuse(why, status);
   }
   status = findMembers(view, creation);
   if (!EFI_ERROR(status)) {
-    const ddf::Set *set = joinedSet(view, creation.Disks, creation.Count);
-    status = readyDisks(change, set, NO_VIRTUAL_DISK, creation.Disks, creation.Count);
+    const ddf::Set *set = joinedSet(view, creation.disks, creation.count);
+    status = readyDisks(change, set, noVirtualDisk, creation.disks, creation.count);
   }
   if (EFI_ERROR(status)) {
     return status;
   }
-  virtualDisk.disks = creation.Disks;
-  status = writeVirtualDisk(change, &virtualDisk, creation.Wanted->StartingLba);
+  virtualDisk.disks = creation.disks;
+  status = writeVirtualDisk(change, &virtualDisk, creation.wanted->StartingLba);
   if (!EFI_ERROR(status)) {
     tellVirtualDisk(virtualDisk.name, "created");
   }
   return status;
 }
 
-EFI_STATUS createVirtualDisk(DISK_CONTROLLER *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids,
+EFI_STATUS createVirtualDisk(DiskController *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids,
                              UINT32 count) {
   UINT32 *disks = poolNew<UINT32>(count);
   if (disks == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  CREATION creation = {&wanted, ids, disks, count};
+  Creation creation = {&wanted, ids, disks, count};
   EFI_STATUS status = runChange(controller, createStep, &creation);
   poolFree(disks);
   return status;
@@ -94,21 +96,21 @@ EFI_STATUS createVirtualDisk(DISK_CONTROLLER *controller, const RAID_VD_RECORD &
 // --- Several virtual disks, one after the other ---
 
 // A virtual disk by what does not change when others come and go.
-struct VIRTUAL_DISK_NAME {
-  ddf::Guid Set;
-  ddf::Guid VirtualDisk;
+struct VirtualDiskName {
+  ddf::Guid set;
+  ddf::Guid virtualDisk;
 };
 
-struct VIRTUAL_DISK_NAMES {
-  VIRTUAL_DISK_NAME *Items; // pool
-  UINT32 Count;
+struct VirtualDiskNames {
+  VirtualDiskName *items; // pool
+  UINT32 count;
 };
 
 // One that is named twice counts once.
-static EFI_STATUS nameVirtualDisks(const VIEW &view, const UINT32 *ids, UINT32 count, VIRTUAL_DISK_NAMES *names) {
+static EFI_STATUS nameVirtualDisks(const View &view, const UINT32 *ids, UINT32 count, VirtualDiskNames *names) {
   UINT32 *numbers = poolNew<UINT32>(count);
-  names->Items = poolNew<VIRTUAL_DISK_NAME>(count);
-  EFI_STATUS status = numbers == nullptr || names->Items == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
+  names->items = poolNew<VirtualDiskName>(count);
+  EFI_STATUS status = numbers == nullptr || names->items == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
   if (!EFI_ERROR(status)) {
     status = findObjects(view, RAID_OBJECT_VIRTUAL_DISK, ids, count, numbers);
   }
@@ -117,8 +119,8 @@ static EFI_STATUS nameVirtualDisks(const VIEW &view, const UINT32 *ids, UINT32 c
   }
   for (UINT32 i = 0; i < count && !EFI_ERROR(status); ++i) {
     if (i == 0 || numbers[i] != numbers[i - 1]) {
-      const VIEW_VIRTUAL_DISK &virtualDisk = view.VirtualDisks[numbers[i]];
-      names->Items[names->Count++] = {virtualDisk.Set->guid, virtualDisk.VirtualDisk->entry->guid};
+      const ViewVirtualDisk &virtualDisk = view.virtualDisks[numbers[i]];
+      names->items[names->count++] = {virtualDisk.set->guid, virtualDisk.virtualDisk->entry->guid};
     }
   }
   poolFree(numbers);
@@ -126,78 +128,78 @@ static EFI_STATUS nameVirtualDisks(const VIEW &view, const UINT32 *ids, UINT32 c
 }
 
 // A step for one of the virtual disks; also what it is told.
-struct VIRTUAL_DISK_JOB {
-  EFI_STATUS (*Change)(CHANGE *change, const VIEW_VIRTUAL_DISK &virtualDisk, const VIRTUAL_DISK_JOB &job);
-  const RAID_VD_RECORD *Wanted; // of a Change
-  VIRTUAL_DISK_NAME Name;
+struct VirtualDiskJob {
+  EFI_STATUS (*change)(Change *change, const ViewVirtualDisk &virtualDisk, const VirtualDiskJob &job);
+  const RAID_VD_RECORD *wanted; // of a Change
+  VirtualDiskName name;
 };
 
-static EFI_STATUS virtualDiskStep(CHANGE *change, void *context) {
-  const VIRTUAL_DISK_JOB &job = *static_cast<VIRTUAL_DISK_JOB *>(context);
-  for (UINT32 i = 0; i < change->View.VirtualDiskCount; ++i) {
-    const VIEW_VIRTUAL_DISK &virtualDisk = change->View.VirtualDisks[i];
-    if (ddf::sameGuid(virtualDisk.Set->guid, job.Name.Set) &&
-        ddf::sameGuid(virtualDisk.VirtualDisk->entry->guid, job.Name.VirtualDisk)) {
-      return job.Change(change, virtualDisk, job);
+static EFI_STATUS virtualDiskStep(Change *change, void *context) {
+  const VirtualDiskJob &job = *static_cast<VirtualDiskJob *>(context);
+  for (UINT32 i = 0; i < change->view.virtualDiskCount; ++i) {
+    const ViewVirtualDisk &virtualDisk = change->view.virtualDisks[i];
+    if (ddf::sameGuid(virtualDisk.set->guid, job.name.set) &&
+        ddf::sameGuid(virtualDisk.virtualDisk->entry->guid, job.name.virtualDisk)) {
+      return job.change(change, virtualDisk, job);
     }
   }
   return refuse("a virtual disk is gone", EFI_NOT_FOUND);
 }
 
-static EFI_STATUS eachVirtualDisk(DISK_CONTROLLER *controller, const UINT32 *ids, UINT32 count,
-                                  const VIRTUAL_DISK_JOB &what) {
-  VIEW own;
-  VIEW *view = nullptr;
-  VIRTUAL_DISK_NAMES names = {};
-  EFI_STATUS status = takeView(&own, controller->Settings, &view);
+static EFI_STATUS eachVirtualDisk(DiskController *controller, const UINT32 *ids, UINT32 count,
+                                  const VirtualDiskJob &what) {
+  View own;
+  View *view = nullptr;
+  VirtualDiskNames names = {};
+  EFI_STATUS status = takeView(&own, controller->settings, &view);
   if (!EFI_ERROR(status)) {
     status = nameVirtualDisks(*view, ids, count, &names);
   }
   closeView(&own);
-  for (UINT32 i = 0; i < names.Count && !EFI_ERROR(status); ++i) {
-    VIRTUAL_DISK_JOB job = what;
-    job.Name = names.Items[i];
+  for (UINT32 i = 0; i < names.count && !EFI_ERROR(status); ++i) {
+    VirtualDiskJob job = what;
+    job.name = names.items[i];
     status = runChange(controller, virtualDiskStep, &job);
   }
-  poolFree(names.Items);
+  poolFree(names.items);
   return status;
 }
 
-static UINT32 setNumber(const CHANGE &change, const VIEW_VIRTUAL_DISK &virtualDisk) {
-  return static_cast<UINT32>(virtualDisk.Set - change.View.Model->sets);
+static UINT32 setNumber(const Change &change, const ViewVirtualDisk &virtualDisk) {
+  return static_cast<UINT32>(virtualDisk.set - change.view.model->sets);
 }
 
-static UINT32 virtualDiskNumber(const VIEW_VIRTUAL_DISK &virtualDisk) {
-  return static_cast<UINT32>(virtualDisk.VirtualDisk - virtualDisk.Set->virtualDisks);
+static UINT32 virtualDiskNumber(const ViewVirtualDisk &virtualDisk) {
+  return static_cast<UINT32>(virtualDisk.virtualDisk - virtualDisk.set->virtualDisks);
 }
 
 // --- Delete ---
 
-static EFI_STATUS deleteVirtualDisk(CHANGE *change, const VIEW_VIRTUAL_DISK &virtualDisk, const VIRTUAL_DISK_JOB &) {
-  EFI_STATUS status = readyDisks(change, virtualDisk.Set, virtualDiskNumber(virtualDisk), /* disks= */ nullptr, 0);
+static EFI_STATUS deleteVirtualDisk(Change *change, const ViewVirtualDisk &virtualDisk, const VirtualDiskJob &) {
+  EFI_STATUS status = readyDisks(change, virtualDisk.set, virtualDiskNumber(virtualDisk), /* disks= */ nullptr, 0);
   if (!EFI_ERROR(status)) {
     status =
-        ddf_change::deleteVirtualDisk(&change->Writer, setNumber(*change, virtualDisk), virtualDiskNumber(virtualDisk));
+        ddf_change::deleteVirtualDisk(&change->writer, setNumber(*change, virtualDisk), virtualDiskNumber(virtualDisk));
   }
   if (!EFI_ERROR(status)) {
-    tellVirtualDisk(virtualDisk.VirtualDisk->entry->name, "deleted");
+    tellVirtualDisk(virtualDisk.virtualDisk->entry->name, "deleted");
   }
   return status;
 }
 
-EFI_STATUS deleteVirtualDisks(DISK_CONTROLLER *controller, const UINT32 *ids, UINT32 count) {
+EFI_STATUS deleteVirtualDisks(DiskController *controller, const UINT32 *ids, UINT32 count) {
   return eachVirtualDisk(controller, ids, count, {deleteVirtualDisk, nullptr, {}});
 }
 
 // --- Change ---
 
 // Whether the record asks for something else than the virtual disk is; 0 asks for nothing.
-static bool asksForMore(const VIEW_VIRTUAL_DISK &virtualDisk, const RAID_VD_RECORD &wanted) {
+static bool asksForMore(const ViewVirtualDisk &virtualDisk, const RAID_VD_RECORD &wanted) {
   RAID_VD_RECORD now = {};
-  describeLayout(*virtualDisk.VirtualDisk, &now);
+  describeLayout(*virtualDisk.virtualDisk, &now);
   const struct {
-    UINT64 Wanted;
-    UINT64 Now;
+    UINT64 wanted;
+    UINT64 now;
   } kept[] = {
       {wanted.RAIDLevel, now.RAIDLevel},
       {wanted.RLQ, now.RLQ},
@@ -209,37 +211,39 @@ static bool asksForMore(const VIEW_VIRTUAL_DISK &virtualDisk, const RAID_VD_RECO
       {wanted.PDsPerSpan, now.PDsPerSpan},
   };
   for (const auto &value : kept) {
-    if (value.Wanted != 0 && value.Wanted != value.Now) {
+    if (value.wanted != 0 && value.wanted != value.now) {
       return true;
     }
   }
   return false;
 }
 
-static EFI_STATUS changeVirtualDisk(CHANGE *change, const VIEW_VIRTUAL_DISK &virtualDisk, const VIRTUAL_DISK_JOB &job) {
+static EFI_STATUS changeVirtualDisk(Change *change, const ViewVirtualDisk &virtualDisk, const VirtualDiskJob &job) {
   ddf_change::VirtualDiskSettings settings;
   const CHAR8 *why = nullptr;
-  EFI_STATUS status = decodeSettings(*job.Wanted, &settings, &why);
+  EFI_STATUS status = decodeSettings(*job.wanted, &settings, &why);
   if (EFI_ERROR(status)) {
     return refuse(why, status);
   }
-  if (asksForMore(virtualDisk, *job.Wanted)) {
+  if (asksForMore(virtualDisk, *job.wanted)) {
     return refuse("level, size and place of a virtual disk stay as they are", EFI_UNSUPPORTED);
   }
   status =
-      settings.which == 0 ? EFI_SUCCESS : readyDisks(change, virtualDisk.Set, NO_VIRTUAL_DISK, /* disks= */ nullptr, 0);
+      settings.which == 0 ? EFI_SUCCESS : readyDisks(change, virtualDisk.set, noVirtualDisk, /* disks= */ nullptr, 0);
   if (EFI_ERROR(status) || settings.which == 0) {
     return status;
   }
-  status = ddf_change::changeVirtualDisk(&change->Writer, setNumber(*change, virtualDisk),
+  status = ddf_change::changeVirtualDisk(&change->writer, setNumber(*change, virtualDisk),
                                          virtualDiskNumber(virtualDisk), settings);
   if (!EFI_ERROR(status)) {
-    tellVirtualDisk(virtualDisk.VirtualDisk->entry->name, "changed");
+    tellVirtualDisk(virtualDisk.virtualDisk->entry->name, "changed");
   }
   return status;
 }
 
-EFI_STATUS changeVirtualDisks(DISK_CONTROLLER *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids,
+EFI_STATUS changeVirtualDisks(DiskController *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids,
                               UINT32 count) {
   return eachVirtualDisk(controller, ids, count, {changeVirtualDisk, &wanted, {}});
 }
+
+} // namespace disk_controller

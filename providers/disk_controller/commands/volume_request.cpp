@@ -4,6 +4,8 @@
 #include "base/text.h"
 #include "providers/disk_controller/metadata/levels.h"
 
+namespace disk_controller {
+
 static bool isOneBit(UINT32 value) {
   return value != 0 && (value & (value - 1)) == 0;
 }
@@ -100,30 +102,30 @@ EFI_STATUS decodeSettings(const RAID_VD_RECORD &wanted, ddf_change::VirtualDiskS
 namespace {
 
 // What a level is on the disk, and how many of its members hold data: all but lost, or one in copies.
-struct LEVEL_ROW {
-  UINT32 RaidLevel;
-  UINT8 Level;
-  UINT32 Lost;
+struct LevelRow {
+  UINT32 raidLevel;
+  UINT8 level;
+  UINT32 lost;
 };
 
 } // namespace
 
-static constexpr LEVEL_ROW g_levelRows[] = {
+static constexpr LevelRow g_levelRows[] = {
     {RAID_LEVEL_0, ddf::levelRaid0, 0}, {RAID_LEVEL_1, ddf::levelRaid1, 0}, {RAID_LEVEL_4, ddf::levelRaid4, 1},
     {RAID_LEVEL_5, ddf::levelRaid5, 1}, {RAID_LEVEL_6, ddf::levelRaid6, 2}, {RAID_LEVEL_10, ddf::levelRaid1e, 0},
 };
 
-static const LEVEL_ROW *levelRow(UINT32 raidLevel) {
-  for (const LEVEL_ROW &row : g_levelRows) {
-    if (row.RaidLevel == raidLevel) {
+static const LevelRow *levelRow(UINT32 raidLevel) {
+  for (const LevelRow &row : g_levelRows) {
+    if (row.raidLevel == raidLevel) {
       return &row;
     }
   }
   return nullptr;
 }
 
-static UINT32 dataMembers(const LEVEL_ROW &row, UINT32 count) {
-  return row.RaidLevel == RAID_LEVEL_1 ? 1 : row.RaidLevel == RAID_LEVEL_10 ? count / 2 : count - row.Lost;
+static UINT32 dataMembers(const LevelRow &row, UINT32 count) {
+  return row.raidLevel == RAID_LEVEL_1 ? 1 : row.raidLevel == RAID_LEVEL_10 ? count / 2 : count - row.lost;
 }
 
 // Members are pairs one after the other, whatever spans of an even number of members were asked for.
@@ -200,12 +202,12 @@ EFI_STATUS decodeVirtualDisk(const RAID_VD_RECORD &wanted, UINT32 count, ddf_cha
   if (!EFI_ERROR(status)) {
     status = decodeSettings(wanted, &settings, why);
   }
-  const LEVEL_ROW *row = levelRow(wanted.RAIDLevel);
+  const LevelRow *row = levelRow(wanted.RAIDLevel);
   if (EFI_ERROR(status) || row == nullptr) {
     return status;
   }
   UINT32 stripe = wanted.StripeSize != 0 ? wanted.StripeSize : level.StripeSize;
-  virtualDisk->level = row->Level;
+  virtualDisk->level = row->level;
   virtualDisk->strip = stripe != 0 ? bitNumber(stripe) : ddf::noStrip;
   virtualDisk->diskCount = count;
   virtualDisk->memberBlocks =
@@ -215,3 +217,5 @@ EFI_STATUS decodeVirtualDisk(const RAID_VD_RECORD &wanted, UINT32 count, ddf_cha
   virtualDisk->cache = settings.cache;
   return EFI_SUCCESS;
 }
+
+} // namespace disk_controller

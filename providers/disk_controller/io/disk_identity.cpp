@@ -2,14 +2,16 @@
 
 #include "base/pool.h"
 
+namespace disk_controller {
+
 static const EFI_GUID g_diskInfoGuid = EFI_DISK_INFO_PROTOCOL_GUID;
 static const EFI_GUID g_usbInterface = EFI_DISK_INFO_USB_INTERFACE_GUID;
 static const EFI_GUID g_nvmePassThruGuid = EFI_NVM_EXPRESS_PASS_THRU_PROTOCOL_GUID;
 static const EFI_GUID g_scsiIoGuid = EFI_SCSI_IO_PROTOCOL_GUID;
 
 // Answers are read into whole pages: what NVMe and some SCSI adapters need.
-static constexpr UINT32 ANSWER_SIZE = 4096;
-static constexpr UINT64 TIMEOUT = 50000000; // 5 s
+static constexpr UINT32 answerSize = 4096;
+static constexpr UINT64 timeout = 50000000; // 5 s
 
 template <class T> static T *protocolOn(EFI_HANDLE handle, const EFI_GUID &guid) {
   void *found = nullptr;
@@ -58,26 +60,26 @@ static void copyAtaText(CHAR8 *to, const UINT8 *identify, UINTN firstWord, UINTN
   copyField(to, bytes, 2 * words);
 }
 
-static void readAta(const UINT8 *identify, DISK_IDENTITY *identity) {
-  copyAtaText(identity->Serial, identify, 10, 10);
-  copyAtaText(identity->Revision, identify, 23, 4);
-  copyAtaText(identity->Model, identify, 27, 20);
+static void readAta(const UINT8 *identify, DiskIdentity *identity) {
+  copyAtaText(identity->serial, identify, 10, 10);
+  copyAtaText(identity->revision, identify, 23, 4);
+  copyAtaText(identity->model, identify, 27, 20);
   UINT16 supported = ataWord(identify, 87);
   if ((supported & 0xC000) == 0x4000 && (supported & 0x0100) != 0) {
     for (UINTN word = 108; word < 112; ++word) {
-      identity->Wwn = identity->Wwn << 16 | ataWord(identify, word);
+      identity->wwn = identity->wwn << 16 | ataWord(identify, word);
     }
   }
   UINT16 speeds = ataWord(identify, 76);
-  identity->Speeds = speeds == 0xFFFF ? 0 : speeds >> 1 & 7U;
-  identity->SolidState = ataWord(identify, 217) == 1;
+  identity->speeds = speeds == 0xFFFF ? 0 : speeds >> 1 & 7U;
+  identity->solidState = ataWord(identify, 217) == 1;
   UINT16 commands = ataWord(identify, 83);
-  identity->ShortFlush = (commands & 0xF000) == 0x5000; // told, and of the two flush commands only the old one
+  identity->shortFlush = (commands & 0xF000) == 0x5000; // told, and of the two flush commands only the old one
 }
 
 // --- NVMe ---
 
-static void readNvmeController(EFI_HANDLE controller, UINT8 *answer, DISK_IDENTITY *identity) {
+static void readNvmeController(EFI_HANDLE controller, UINT8 *answer, DiskIdentity *identity) {
   EFI_NVM_EXPRESS_PASS_THRU_PROTOCOL *nvme =
       protocolOn<EFI_NVM_EXPRESS_PASS_THRU_PROTOCOL>(controller, g_nvmePassThruGuid);
   if (nvme == nullptr) {
@@ -89,22 +91,22 @@ static void readNvmeController(EFI_HANDLE controller, UINT8 *answer, DISK_IDENTI
   command.Cdw10 = 1; // of the controller
   EFI_NVM_EXPRESS_COMPLETION completion = {};
   EFI_NVM_EXPRESS_PASS_THRU_COMMAND_PACKET packet = {};
-  packet.CommandTimeout = TIMEOUT;
+  packet.CommandTimeout = timeout;
   packet.TransferBuffer = answer;
-  packet.TransferLength = ANSWER_SIZE;
+  packet.TransferLength = answerSize;
   packet.NvmeCmd = &command;
   packet.NvmeCompletion = &completion;
   if (EFI_ERROR(nvme->PassThru(nvme, /* NamespaceId= */ 0, &packet, /* Event= */ nullptr))) {
     return;
   }
-  copyField(identity->Serial, answer + 4, 20);
-  copyField(identity->Model, answer + 24, 40);
-  copyField(identity->Revision, answer + 64, 8);
+  copyField(identity->serial, answer + 4, 20);
+  copyField(identity->model, answer + 24, 40);
+  copyField(identity->revision, answer + 64, 8);
 }
 
-static void readNvme(const UINT8 *identifyNamespace, DISK_IDENTITY *identity) {
+static void readNvme(const UINT8 *identifyNamespace, DiskIdentity *identity) {
   UINT64 eui64 = bigEndian(identifyNamespace + 120, 8);
-  identity->Wwn = eui64 != 0 ? eui64 : bigEndian(identifyNamespace + 104, 8);
+  identity->wwn = eui64 != 0 ? eui64 : bigEndian(identifyNamespace + 104, 8);
 }
 
 // --- SCSI ---
@@ -114,7 +116,7 @@ static UINT32 readScsiPage(EFI_SCSI_IO_PROTOCOL *scsi, UINT8 page, UINT8 *answer
   UINT8 cdb[6] = {0x12, 1, page, 0, size, 0};
   UINT8 sense[18] = {};
   EFI_SCSI_IO_SCSI_REQUEST_PACKET packet = {};
-  packet.Timeout = TIMEOUT;
+  packet.Timeout = timeout;
   packet.InDataBuffer = answer;
   packet.InTransferLength = size;
   packet.SenseData = sense;
@@ -143,10 +145,10 @@ static UINT64 nameFromPage83(const UINT8 *page, UINT32 size) {
   return 0;
 }
 
-static void readScsi(EFI_HANDLE disk, const UINT8 *inquiry, UINT8 *answer, DISK_IDENTITY *identity) {
-  copyField(identity->Vendor, inquiry + 8, 8);
-  copyField(identity->Model, inquiry + 16, 16);
-  copyField(identity->Revision, inquiry + 32, 4);
+static void readScsi(EFI_HANDLE disk, const UINT8 *inquiry, UINT8 *answer, DiskIdentity *identity) {
+  copyField(identity->vendor, inquiry + 8, 8);
+  copyField(identity->model, inquiry + 16, 16);
+  copyField(identity->revision, inquiry + 32, 4);
   EFI_SCSI_IO_PROTOCOL *scsi = protocolOn<EFI_SCSI_IO_PROTOCOL>(disk, g_scsiIoGuid);
   if (scsi == nullptr) {
     return;
@@ -154,11 +156,11 @@ static void readScsi(EFI_HANDLE disk, const UINT8 *inquiry, UINT8 *answer, DISK_
   UINT32 size = readScsiPage(scsi, 0x80, answer, 0xFC);
   if (size > 4) {
     UINT32 length =
-        size - 4 < sizeof(identity->Serial) - 1 ? size - 4 : static_cast<UINT32>(sizeof(identity->Serial) - 1);
-    copyField(identity->Serial, answer + 4, length);
+        size - 4 < sizeof(identity->serial) - 1 ? size - 4 : static_cast<UINT32>(sizeof(identity->serial) - 1);
+    copyField(identity->serial, answer + 4, length);
   }
-  identity->Wwn = nameFromPage83(answer, readScsiPage(scsi, 0x83, answer, 0xFC));
-  identity->SolidState = readScsiPage(scsi, 0xB1, answer, 64) >= 6 && answer[4] == 0 && answer[5] == 1;
+  identity->wwn = nameFromPage83(answer, readScsiPage(scsi, 0x83, answer, 0xFC));
+  identity->solidState = readScsiPage(scsi, 0xB1, answer, 64) >= 6 && answer[4] == 0 && answer[5] == 1;
 }
 
 // --- all ---
@@ -171,30 +173,32 @@ bool isOnUsb(EFI_HANDLE disk) {
 // Calls the member; the number of bytes that it wrote to the zero-filled answer.
 static UINT32 ask(EFI_DISK_INFO_PROTOCOL *info, EFI_STATUS(EFIAPI *member)(EFI_DISK_INFO_PROTOCOL *, void *, UINT32 *),
                   UINT8 *answer) {
-  UINT32 size = ANSWER_SIZE;
-  zeroBytes(answer, ANSWER_SIZE);
-  return EFI_ERROR(member(info, answer, &size)) || size > ANSWER_SIZE ? 0 : size;
+  UINT32 size = answerSize;
+  zeroBytes(answer, answerSize);
+  return EFI_ERROR(member(info, answer, &size)) || size > answerSize ? 0 : size;
 }
 
-void identifyDisk(DISK *disk, EFI_HANDLE controller) {
-  DISK_IDENTITY *identity = &disk->Identity;
-  if (disk->Place.Bus == DISK_BUS_NVME) {
-    identity->SolidState = true;
+void identifyDisk(Disk *disk, EFI_HANDLE controller) {
+  DiskIdentity *identity = &disk->identity;
+  if (disk->place.bus == busNvme) {
+    identity->solidState = true;
   }
-  EFI_DISK_INFO_PROTOCOL *info = protocolOn<EFI_DISK_INFO_PROTOCOL>(disk->Handle, g_diskInfoGuid);
-  UINT8 *memory = info == nullptr ? nullptr : static_cast<UINT8 *>(poolAllocate(2ULL * ANSWER_SIZE));
+  EFI_DISK_INFO_PROTOCOL *info = protocolOn<EFI_DISK_INFO_PROTOCOL>(disk->handle, g_diskInfoGuid);
+  UINT8 *memory = info == nullptr ? nullptr : static_cast<UINT8 *>(poolAllocate(2ULL * answerSize));
   if (memory == nullptr) {
     return;
   }
-  UINTN misaligned = reinterpret_cast<UINTN>(memory) % ANSWER_SIZE;
-  UINT8 *answer = memory + (misaligned == 0 ? 0 : ANSWER_SIZE - misaligned);
-  if (disk->Place.Bus == DISK_BUS_SATA && ask(info, info->Identify, answer) >= 512) {
+  UINTN misaligned = reinterpret_cast<UINTN>(memory) % answerSize;
+  UINT8 *answer = memory + (misaligned == 0 ? 0 : answerSize - misaligned);
+  if (disk->place.bus == busSata && ask(info, info->Identify, answer) >= 512) {
     readAta(answer, identity);
-  } else if (disk->Place.Bus == DISK_BUS_NVME && ask(info, info->Identify, answer) >= 128) {
+  } else if (disk->place.bus == busNvme && ask(info, info->Identify, answer) >= 128) {
     readNvme(answer, identity);
     readNvmeController(controller, answer, identity);
-  } else if (disk->Place.Bus == DISK_BUS_SCSI && ask(info, info->Inquiry, answer) >= 36) {
-    readScsi(disk->Handle, answer, answer, identity);
+  } else if (disk->place.bus == busScsi && ask(info, info->Inquiry, answer) >= 36) {
+    readScsi(disk->handle, answer, answer, identity);
   }
   poolFree(memory);
 }
+
+} // namespace disk_controller

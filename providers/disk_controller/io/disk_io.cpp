@@ -3,31 +3,33 @@
 #include "base/pool.h"
 #include "uefi/protocols.h"
 
+namespace disk_controller {
+
 static const EFI_GUID g_ataPassThruGuid = EFI_ATA_PASS_THRU_PROTOCOL_GUID;
 static const EFI_GUID g_diskInfoGuid = EFI_DISK_INFO_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 static const EFI_GUID g_ahciInterface = EFI_DISK_INFO_AHCI_INTERFACE_GUID;
 static const EFI_GUID g_ideInterface = EFI_DISK_INFO_IDE_INTERFACE_GUID;
 
-static constexpr UINT32 SECTOR_SIZE = 512;
-static constexpr UINTN BUFFER_SECTORS = DISK_BUFFER_SIZE / SECTOR_SIZE;
+static constexpr UINT32 sectorSize = 512;
+static constexpr UINTN bufferSectors = bufferSize / sectorSize;
 
-static const DISK_ACCESS &accessOf(void *context) {
-  return *static_cast<const DISK_ACCESS *>(context);
+static const DiskAccess &accessOf(void *context) {
+  return *static_cast<const DiskAccess *>(context);
 }
 
 EFI_STATUS readDisk(void *context, UINT64 lba, UINTN count, void *buffer) {
-  const DISK_ACCESS &access = accessOf(context);
-  EFI_BLOCK_IO_PROTOCOL *blockIo = access.Disk->BlockIo;
+  const DiskAccess &access = accessOf(context);
+  EFI_BLOCK_IO_PROTOCOL *blockIo = access.disk->blockIo;
   UINT8 *to = static_cast<UINT8 *>(buffer);
   while (count > 0) {
-    UINTN part = count < BUFFER_SECTORS ? count : BUFFER_SECTORS;
-    EFI_STATUS status = blockIo->ReadBlocks(blockIo, blockIo->Media->MediaId, lba, part * SECTOR_SIZE, access.Buffer);
+    UINTN part = count < bufferSectors ? count : bufferSectors;
+    EFI_STATUS status = blockIo->ReadBlocks(blockIo, blockIo->Media->MediaId, lba, part * sectorSize, access.buffer);
     if (EFI_ERROR(status)) {
       return status;
     }
-    copyBytes(to, access.Buffer, part * SECTOR_SIZE);
-    to += part * SECTOR_SIZE;
+    copyBytes(to, access.buffer, part * sectorSize);
+    to += part * sectorSize;
     lba += part;
     count -= part;
   }
@@ -35,17 +37,17 @@ EFI_STATUS readDisk(void *context, UINT64 lba, UINTN count, void *buffer) {
 }
 
 EFI_STATUS writeDisk(void *context, UINT64 lba, UINTN count, const void *buffer) {
-  const DISK_ACCESS &access = accessOf(context);
-  EFI_BLOCK_IO_PROTOCOL *blockIo = access.Disk->BlockIo;
+  const DiskAccess &access = accessOf(context);
+  EFI_BLOCK_IO_PROTOCOL *blockIo = access.disk->blockIo;
   const UINT8 *from = static_cast<const UINT8 *>(buffer);
   while (count > 0) {
-    UINTN part = count < BUFFER_SECTORS ? count : BUFFER_SECTORS;
-    copyBytes(access.Buffer, from, part * SECTOR_SIZE);
-    EFI_STATUS status = blockIo->WriteBlocks(blockIo, blockIo->Media->MediaId, lba, part * SECTOR_SIZE, access.Buffer);
+    UINTN part = count < bufferSectors ? count : bufferSectors;
+    copyBytes(access.buffer, from, part * sectorSize);
+    EFI_STATUS status = blockIo->WriteBlocks(blockIo, blockIo->Media->MediaId, lba, part * sectorSize, access.buffer);
     if (EFI_ERROR(status)) {
       return status;
     }
-    from += part * SECTOR_SIZE;
+    from += part * sectorSize;
     lba += part;
     count -= part;
   }
@@ -54,11 +56,11 @@ EFI_STATUS writeDisk(void *context, UINT64 lba, UINTN count, const void *buffer)
 
 // --- Flush ---
 
-#define ATA_FLUSH_CACHE 0xE7
-#define ATA_FLUSH_CACHE_EXT 0xEA
-#define ATA_DEVICE 0xE0
-#define ATA_STATUS_FAULT 0x21                      // error, device fault
-static constexpr UINT64 FLUSH_TIMEOUT = 600000000; // 60 s: a disk may take half of that
+constexpr UINT8 ataFlushCache = 0xE7;
+constexpr UINT8 ataFlushCacheExt = 0xEA;
+constexpr UINT8 ataDevice = 0xE0;
+constexpr UINT8 ataStatusFault = 0x21;            // error, device fault
+static constexpr UINT64 flushTimeout = 600000000; // 60 s: a disk may take half of that
 
 // The pass-through protocol of the controller that the disk is behind, or null.
 static EFI_ATA_PASS_THRU_PROTOCOL *passThruOf(EFI_HANDLE disk) {
@@ -76,26 +78,26 @@ static EFI_ATA_PASS_THRU_PROTOCOL *passThruOf(EFI_HANDLE disk) {
   return static_cast<EFI_ATA_PASS_THRU_PROTOCOL *>(found);
 }
 
-static EFI_STATUS flushAta(const DISK &disk, EFI_DISK_INFO_PROTOCOL *info) {
+static EFI_STATUS flushAta(const Disk &disk, EFI_DISK_INFO_PROTOCOL *info) {
   UINT32 port = 0;
   UINT32 multiplier = 0;
-  EFI_ATA_PASS_THRU_PROTOCOL *ata = passThruOf(disk.Handle);
+  EFI_ATA_PASS_THRU_PROTOCOL *ata = passThruOf(disk.handle);
   if (ata == nullptr || info == nullptr || EFI_ERROR(info->WhichIde(info, &port, &multiplier))) {
     return EFI_UNSUPPORTED;
   }
   alignas(64) EFI_ATA_STATUS_BLOCK answer = {};
   alignas(64) EFI_ATA_COMMAND_BLOCK command = {};
-  command.AtaCommand = disk.Identity.ShortFlush ? ATA_FLUSH_CACHE : ATA_FLUSH_CACHE_EXT;
-  command.AtaDeviceHead = ATA_DEVICE;
+  command.AtaCommand = disk.identity.shortFlush ? ataFlushCache : ataFlushCacheExt;
+  command.AtaDeviceHead = ataDevice;
   EFI_ATA_PASS_THRU_COMMAND_PACKET packet = {};
   packet.Asb = &answer;
   packet.Acb = &command;
-  packet.Timeout = FLUSH_TIMEOUT;
+  packet.Timeout = flushTimeout;
   packet.Protocol = EFI_ATA_PASS_THRU_PROTOCOL_ATA_NON_DATA;
   packet.Length = EFI_ATA_PASS_THRU_LENGTH_NO_DATA_TRANSFER;
   EFI_STATUS status = ata->PassThru(ata, static_cast<UINT16>(port), static_cast<UINT16>(multiplier), &packet,
                                     /* Event= */ nullptr);
-  return !EFI_ERROR(status) && (answer.AtaStatus & ATA_STATUS_FAULT) != 0 ? EFI_DEVICE_ERROR : status;
+  return !EFI_ERROR(status) && (answer.AtaStatus & ataStatusFault) != 0 ? EFI_DEVICE_ERROR : status;
 }
 
 static bool isInterface(const EFI_DISK_INFO_PROTOCOL *info, const EFI_GUID &guid) {
@@ -103,13 +105,15 @@ static bool isInterface(const EFI_DISK_INFO_PROTOCOL *info, const EFI_GUID &guid
 }
 
 EFI_STATUS flushDisk(void *context) {
-  const DISK &disk = *accessOf(context).Disk;
+  const Disk &disk = *accessOf(context).disk;
   void *found = nullptr;
-  EFI_DISK_INFO_PROTOCOL *info = EFI_ERROR(g_bootServices->HandleProtocol(disk.Handle, &g_diskInfoGuid, &found))
+  EFI_DISK_INFO_PROTOCOL *info = EFI_ERROR(g_bootServices->HandleProtocol(disk.handle, &g_diskInfoGuid, &found))
                                      ? nullptr
                                      : static_cast<EFI_DISK_INFO_PROTOCOL *>(found);
-  if (disk.Place.Bus == DISK_BUS_SATA || isInterface(info, g_ahciInterface) || isInterface(info, g_ideInterface)) {
+  if (disk.place.bus == busSata || isInterface(info, g_ahciInterface) || isInterface(info, g_ideInterface)) {
     return flushAta(disk, info);
   }
-  return disk.BlockIo->FlushBlocks(disk.BlockIo);
+  return disk.blockIo->FlushBlocks(disk.blockIo);
 }
+
+} // namespace disk_controller

@@ -3,17 +3,19 @@
 
 #include "providers/disk_controller/io/disks.h"
 
-#define DISK_PAGE_SIZE 4096U
-#define DISK_BUFFER_SIZE 0x100000U
+namespace disk_controller {
 
-// A disk and the buffer that its sectors pass through, since firmware wants aligned ones: DISK_BUFFER_SIZE bytes, at a
+constexpr UINTN pageSize = 4096;
+constexpr UINTN bufferSize = 0x100000;
+
+// A disk and the buffer that its sectors pass through, since firmware wants aligned ones: bufferSize bytes, at a
 // page's boundary.
-struct DISK_ACCESS {
-  const DISK *Disk;
-  UINT8 *Buffer;
+struct DiskAccess {
+  const Disk *disk;
+  UINT8 *buffer;
 };
 
-// context leads to a DISK_ACCESS; count sectors of 512 bytes from lba on. The firmware's status.
+// context leads to a DiskAccess; count sectors of 512 bytes from lba on. The firmware's status.
 EFI_STATUS readDisk(void *context, UINT64 lba, UINTN count, void *buffer);
 EFI_STATUS writeDisk(void *context, UINT64 lba, UINTN count, const void *buffer);
 
@@ -21,3 +23,5 @@ EFI_STATUS writeDisk(void *context, UINT64 lba, UINTN count, const void *buffer)
 // controllers, where it may do nothing: these get the command itself. EFI_UNSUPPORTED where the firmware has no way to
 // send it, else the firmware's status.
 EFI_STATUS flushDisk(void *context);
+
+} // namespace disk_controller

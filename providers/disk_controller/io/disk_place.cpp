@@ -3,12 +3,14 @@
 #include "base/device_path.h"
 #include "base/pool.h"
 
+namespace disk_controller {
+
 // Types of device path nodes, type in the high byte.
-#define NODE_PCI 0x0101
-#define NODE_SCSI 0x0302
-#define NODE_SATA 0x0312
-#define NODE_NVME 0x0317
-#define MESSAGING_NODE 3
+constexpr UINT32 nodePci = 0x0101;
+constexpr UINT32 nodeScsi = 0x0302;
+constexpr UINT32 nodeSata = 0x0312;
+constexpr UINT32 nodeNvme = 0x0317;
+constexpr UINT8 messagingNode = 3;
 
 static const EFI_GUID g_pciIoGuid = EFI_PCI_IO_PROTOCOL_GUID;
 
@@ -26,44 +28,44 @@ static UINT64 numberOf(const UINT8 *node, UINTN length) {
 }
 
 // Applies a node of that many bytes.
-static void applyNode(const UINT8 *node, UINTN length, DISK_PLACE *place) {
+static void applyNode(const UINT8 *node, UINTN length, DiskPlace *place) {
   switch (node[0] << 8 | node[1]) {
-  case NODE_PCI:
+  case nodePci:
     if (length >= 6) {
-      place->PciFunction = node[4];
-      place->PciDevice = node[5];
+      place->pciFunction = node[4];
+      place->pciDevice = node[5];
     }
     break;
-  case NODE_SATA:
+  case nodeSata:
     if (length >= 8) {
       UINT16 multiplier = word(node + 6);
-      place->Bus = DISK_BUS_SATA;
-      place->Port = word(node + 4) | (multiplier == 0xFFFF ? 0ULL : (multiplier + 1ULL) << 16);
+      place->bus = busSata;
+      place->port = word(node + 4) | (multiplier == 0xFFFF ? 0ULL : (multiplier + 1ULL) << 16);
     }
     break;
-  case NODE_NVME:
+  case nodeNvme:
     if (length >= 8) {
-      place->Bus = DISK_BUS_NVME;
-      place->Port = word(node + 4) | static_cast<UINT64>(word(node + 6)) << 16;
+      place->bus = busNvme;
+      place->port = word(node + 4) | static_cast<UINT64>(word(node + 6)) << 16;
     }
     break;
-  case NODE_SCSI:
+  case nodeScsi:
     if (length >= 8) {
-      place->Bus = DISK_BUS_SCSI;
-      place->Port = word(node + 4) | static_cast<UINT64>(word(node + 6)) << 16;
+      place->bus = busScsi;
+      place->port = word(node + 4) | static_cast<UINT64>(word(node + 6)) << 16;
     }
     break;
   default:
-    if (node[0] == MESSAGING_NODE) {
-      place->Port = numberOf(node, length);
+    if (node[0] == messagingNode) {
+      place->port = numberOf(node, length);
     }
     break;
   }
 }
 
-DISK_PLACE placeOf(EFI_DEVICE_PATH_PROTOCOL *path, EFI_HANDLE *controller) {
-  DISK_PLACE place = {};
-  place.Bus = DISK_BUS_OTHER;
+DiskPlace placeOf(EFI_DEVICE_PATH_PROTOCOL *path, EFI_HANDLE *controller) {
+  DiskPlace place = {};
+  place.bus = busOther;
   *controller = nullptr;
   if (path == nullptr) {
     return place;
@@ -86,9 +88,9 @@ DISK_PLACE placeOf(EFI_DEVICE_PATH_PROTOCOL *path, EFI_HANDLE *controller) {
   UINTN device = 0;
   UINTN function = 0;
   if (!EFI_ERROR(pci->GetLocation(pci, &segment, &bus, &device, &function))) {
-    place.PciBus = static_cast<UINT16>(segment << 8 | (bus & 0xFF));
-    place.PciDevice = static_cast<UINT8>(device);
-    place.PciFunction = static_cast<UINT8>(function);
+    place.pciBus = static_cast<UINT16>(segment << 8 | (bus & 0xFF));
+    place.pciDevice = static_cast<UINT8>(device);
+    place.pciFunction = static_cast<UINT8>(function);
   }
   return place;
 }
@@ -97,9 +99,9 @@ static int compare(UINT64 a, UINT64 b) {
   return a < b ? -1 : a > b ? 1 : 0;
 }
 
-int comparePlaces(const DISK_PLACE &a, const DISK_PLACE &b) {
-  const UINT64 left[] = {a.PciBus, a.PciDevice, a.PciFunction, a.Bus, a.Port};
-  const UINT64 right[] = {b.PciBus, b.PciDevice, b.PciFunction, b.Bus, b.Port};
+int comparePlaces(const DiskPlace &a, const DiskPlace &b) {
+  const UINT64 left[] = {a.pciBus, a.pciDevice, a.pciFunction, a.bus, a.port};
+  const UINT64 right[] = {b.pciBus, b.pciDevice, b.pciFunction, b.bus, b.port};
   for (unsigned i = 0; i < sizeof(left) / sizeof(left[0]); ++i) {
     int order = compare(left[i], right[i]);
     if (order != 0) {
@@ -108,3 +110,5 @@ int comparePlaces(const DISK_PLACE &a, const DISK_PLACE &b) {
   }
   return 0;
 }
+
+} // namespace disk_controller

@@ -8,18 +8,20 @@
 #include "providers/disk_controller/io/shown_volumes.h"
 #include "uefi/protocols.h"
 
+namespace disk_controller {
+
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 
 // The disk on the handle when there is a whole one with a medium.
-static bool isDisk(EFI_HANDLE handle, DISK *disk) {
+static bool isDisk(EFI_HANDLE handle, Disk *disk) {
   void *found = nullptr;
   if (EFI_ERROR(g_bootServices->HandleProtocol(handle, &g_blockIoGuid, &found))) {
     return false;
   }
-  disk->Handle = handle;
-  disk->BlockIo = static_cast<EFI_BLOCK_IO_PROTOCOL *>(found);
-  const EFI_BLOCK_IO_MEDIA *media = disk->BlockIo->Media;
+  disk->handle = handle;
+  disk->blockIo = static_cast<EFI_BLOCK_IO_PROTOCOL *>(found);
+  const EFI_BLOCK_IO_MEDIA *media = disk->blockIo->Media;
   return media != nullptr && media->MediaPresent && !media->LogicalPartition && !media->RemovableMedia &&
          media->BlockSize != 0 && !isOnUsb(handle) && !isShownVolume(handle);
 }
@@ -31,20 +33,20 @@ static const CHAR8 *whyUnfit(const EFI_BLOCK_IO_MEDIA &media) {
   return media.ReadOnly ? "it is write-protected" : nullptr;
 }
 
-static void describe(DISK *disk) {
-  const EFI_BLOCK_IO_MEDIA &media = *disk->BlockIo->Media;
-  disk->Sectors = (media.LastBlock + 1) * (media.BlockSize / 512U);
-  disk->Unusable = whyUnfit(media);
+static void describe(Disk *disk) {
+  const EFI_BLOCK_IO_MEDIA &media = *disk->blockIo->Media;
+  disk->sectors = (media.LastBlock + 1) * (media.BlockSize / 512U);
+  disk->unusable = whyUnfit(media);
   void *path = nullptr;
-  if (EFI_ERROR(g_bootServices->HandleProtocol(disk->Handle, &g_devicePathGuid, &path))) {
+  if (EFI_ERROR(g_bootServices->HandleProtocol(disk->handle, &g_devicePathGuid, &path))) {
     path = nullptr;
   }
   EFI_HANDLE controller = nullptr;
-  disk->Place = placeOf(static_cast<EFI_DEVICE_PATH_PROTOCOL *>(path), &controller);
+  disk->place = placeOf(static_cast<EFI_DEVICE_PATH_PROTOCOL *>(path), &controller);
   identifyDisk(disk, controller);
 }
 
-EFI_STATUS findDisks(DISK_LIST *list) {
+EFI_STATUS findDisks(DiskList *list) {
   *list = {};
   UINTN count = 0;
   EFI_HANDLE *handles = nullptr;
@@ -53,21 +55,21 @@ EFI_STATUS findDisks(DISK_LIST *list) {
   if (EFI_ERROR(status)) {
     return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
   }
-  list->Items = poolNew<DISK>(count);
-  if (list->Items == nullptr) {
+  list->items = poolNew<Disk>(count);
+  if (list->items == nullptr) {
     poolFree(handles);
     return EFI_OUT_OF_RESOURCES;
   }
   for (UINTN i = 0; i < count; ++i) {
-    DISK *disk = &list->Items[list->Count];
+    Disk *disk = &list->items[list->count];
     *disk = {};
     if (isDisk(handles[i], disk)) {
       describe(disk);
-      list->Count += 1;
+      list->count += 1;
     }
   }
   poolFree(handles);
-  sortArray(list->Items, list->Count, [](const DISK &a, const DISK &b) { return comparePlaces(a.Place, b.Place) < 0; });
+  sortArray(list->items, list->count, [](const Disk &a, const Disk &b) { return comparePlaces(a.place, b.place) < 0; });
   status = markFileSystems(list);
   if (EFI_ERROR(status)) {
     freeDisks(list);
@@ -75,7 +77,9 @@ EFI_STATUS findDisks(DISK_LIST *list) {
   return status;
 }
 
-void freeDisks(DISK_LIST *list) {
-  poolFree(list->Items);
+void freeDisks(DiskList *list) {
+  poolFree(list->items);
   *list = {};
 }
+
+} // namespace disk_controller

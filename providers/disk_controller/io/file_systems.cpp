@@ -5,6 +5,8 @@
 #include "base/sort.h"
 #include "uefi/protocols.h"
 
+namespace disk_controller {
+
 static const EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
 static const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
@@ -26,7 +28,7 @@ static bool leadsThrough(const UINT8 *inner, const UINT8 *outer) {
 }
 
 // Calls visit with each handle that has the protocol. EFI_OUT_OF_RESOURCES.
-template <class VISIT> static EFI_STATUS eachWith(const EFI_GUID &guid, VISIT visit) {
+template <class Visit> static EFI_STATUS eachWith(const EFI_GUID &guid, Visit visit) {
   UINTN count = 0;
   EFI_HANDLE *handles = nullptr;
   EFI_STATUS status = g_bootServices->LocateHandleBuffer(ByProtocol, &guid,
@@ -41,7 +43,7 @@ template <class VISIT> static EFI_STATUS eachWith(const EFI_GUID &guid, VISIT vi
   return EFI_SUCCESS;
 }
 
-template <class VISIT> static EFI_STATUS eachFileSystem(VISIT visit) {
+template <class Visit> static EFI_STATUS eachFileSystem(Visit visit) {
   return eachWith(g_fileSystemGuid, visit);
 }
 
@@ -53,31 +55,31 @@ static UINT32 hashOn(UINT32 hash, const UINT8 *bytes, UINTN size) {
 }
 
 // Marks the disks whose paths are a beginning of the path. keys: of the disks, by the hashes of their paths.
-static void markDisksOf(const UINT8 *path, const UINT64 *keys, DISK_LIST *list) {
+static void markDisksOf(const UINT8 *path, const UINT64 *keys, DiskList *list) {
   UINT32 hash = 0;
   UINTN whole = path == nullptr ? 0 : pathSize(path);
   for (UINTN size = 0; size < whole;) {
     UINTN node = nodeSize(path + size);
     hash = hashOn(hash, path + size, node);
     size += node;
-    for (UINTN at = lowerBound(keys, list->Count, indexKey(hash, 0)); at < list->Count && keys[at] >> 32 == hash;
+    for (UINTN at = lowerBound(keys, list->count, indexKey(hash, 0)); at < list->count && keys[at] >> 32 == hash;
          ++at) {
-      DISK &disk = list->Items[static_cast<UINT32>(keys[at])];
-      disk.HasFileSystem = disk.HasFileSystem || leadsThrough(path, pathOf(disk.Handle));
+      Disk &disk = list->items[static_cast<UINT32>(keys[at])];
+      disk.hasFileSystem = disk.hasFileSystem || leadsThrough(path, pathOf(disk.handle));
     }
   }
 }
 
-EFI_STATUS markFileSystems(DISK_LIST *list) {
-  UINT64 *keys = poolNew<UINT64>(UINTN{list->Count} + 1);
+EFI_STATUS markFileSystems(DiskList *list) {
+  UINT64 *keys = poolNew<UINT64>(UINTN{list->count} + 1);
   if (keys == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  for (UINT32 i = 0; i < list->Count; ++i) {
-    const UINT8 *path = pathOf(list->Items[i].Handle);
+  for (UINT32 i = 0; i < list->count; ++i) {
+    const UINT8 *path = pathOf(list->items[i].handle);
     keys[i] = indexKey(path == nullptr ? 0 : hashOn(0, path, pathSize(path)), i);
   }
-  sortKeys(keys, list->Count);
+  sortKeys(keys, list->count);
   EFI_STATUS status = eachFileSystem([=](EFI_HANDLE handle) { markDisksOf(pathOf(handle), keys, list); });
   poolFree(keys);
   return status;
@@ -98,8 +100,8 @@ static void closeFileSystem(EFI_HANDLE handle) {
   poolFree(entries);
 }
 
-EFI_STATUS closeFileSystems(const DISK &disk, bool *any) {
-  const UINT8 *path = pathOf(disk.Handle);
+EFI_STATUS closeFileSystems(const Disk &disk, bool *any) {
+  const UINT8 *path = pathOf(disk.handle);
   *any = false;
   bool isLeft = false;
   EFI_STATUS status = eachFileSystem([&](EFI_HANDLE handle) {
@@ -114,8 +116,8 @@ EFI_STATUS closeFileSystems(const DISK &disk, bool *any) {
   return !EFI_ERROR(status) && isLeft ? EFI_ACCESS_DENIED : status;
 }
 
-bool hasRunningImages(const DISK &disk) {
-  return hasRunningImages(disk.Handle);
+bool hasRunningImages(const Disk &disk) {
+  return hasRunningImages(disk.handle);
 }
 
 bool hasRunningImages(EFI_HANDLE from) {
@@ -130,3 +132,5 @@ bool hasRunningImages(EFI_HANDLE from) {
   });
   return EFI_ERROR(status) || any;
 }
+
+} // namespace disk_controller

@@ -4,6 +4,8 @@
 #include "providers/disk_controller/io/file_systems.h"
 #include "raid_volumes.h"
 
+namespace disk_controller {
+
 static const EFI_GUID g_volumesGuid = RAID_VOLUMES_PROTOCOL_GUID;
 static const EFI_GUID g_volumePathGuid = RAID_VOLUME_PATH_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
@@ -54,3 +56,5 @@ void refreshVirtualDisks() {
     static_cast<void>(status); // what it could not look at it looks at when firmware boots
   }
 }
+
+} // namespace disk_controller

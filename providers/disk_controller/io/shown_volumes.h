@@ -4,6 +4,8 @@
 #include "providers/ddf/ddf.h"
 #include "uefi/protocols.h"
 
+namespace disk_controller {
+
 // Whether a block device is such a virtual disk.
 bool isShownVolume(EFI_HANDLE handle);
 
@@ -16,3 +18,5 @@ bool isRunningVirtualDisk(const ddf::VirtualDisk &virtualDisk);
 
 // Lets the driver look at the disks as they are now.
 void refreshVirtualDisks();
+
+} // namespace disk_controller

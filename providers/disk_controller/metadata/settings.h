@@ -5,35 +5,39 @@
 #include "providers/ddf/ddf.h"
 #include "raid_records.h"
 
-#define SETTINGS_MODES 6
-#define SETTINGS_RATE_NAME 31
+namespace disk_controller {
+
+constexpr UINTN settingsModes = 6;
+constexpr UINTN rateNameSize = 31;
 
 // As the metadata has it. A mode's byte is that of the record.
-struct SETTINGS {
-  CHAR8 Signature[8];
-  UINT8 Version;
-  UINT8 Modes[SETTINGS_MODES];
-  UINT8 Pad;
-  struct RATE {
-    CHAR8 Name[SETTINGS_RATE_NAME]; // plain ASCII, padded with zeros; empty: no rate
-    UINT8 Value;                    // EditableValue
-  } Rates[RAID_RATE_COUNT];
+struct Settings {
+  CHAR8 signature[8];
+  UINT8 version;
+  UINT8 modes[settingsModes];
+  UINT8 pad;
+  struct Rate {
+    CHAR8 name[rateNameSize]; // plain ASCII, padded with zeros; empty: no rate
+    UINT8 value;              // EditableValue
+  } rates[RAID_RATE_COUNT];
 };
-static_assert(sizeof(SETTINGS) == 16 + 32 * RAID_RATE_COUNT && sizeof(SETTINGS) <= 448);
+static_assert(sizeof(Settings) == 16 + 32 * RAID_RATE_COUNT && sizeof(Settings) <= 448);
 
 // What holds as long as nobody has set anything: what the controller does.
-extern const SETTINGS g_defaultSettings;
+extern const Settings g_defaultSettings;
 
 // Takes over what a set's maker data keep; false for data that are none of these.
-bool readSettings(const ddf::ControllerData &data, SETTINGS *settings);
+bool readSettings(const ddf::ControllerData &data, Settings *settings);
 
 // Changes what the record carries: modes with RAID_MODE_PRESENT, rates by their names. EFI_INVALID_PARAMETER for a
 // value without a meaning or a rate's name that cannot be kept, EFI_VOLUME_FULL for too many rates; nothing is changed
 // then.
-EFI_STATUS changeSettings(const RAID_ADAPTER_RECORD &wanted, SETTINGS *settings);
+EFI_STATUS changeSettings(const RAID_ADAPTER_RECORD &wanted, Settings *settings);
 
 // Texts that a record's rates point to.
-struct RATE_NAMES {
-  CHAR16 Texts[RAID_RATE_COUNT][SETTINGS_RATE_NAME + 1];
+struct RateNames {
+  CHAR16 texts[RAID_RATE_COUNT][rateNameSize + 1];
 };
-void showSettings(const SETTINGS &settings, RAID_ADAPTER_RECORD *record, RATE_NAMES *names);
+void showSettings(const Settings &settings, RAID_ADAPTER_RECORD *record, RateNames *names);
+
+} // namespace disk_controller

@@ -2,6 +2,8 @@
 
 #include "base/pool.h"
 
+namespace disk_controller {
+
 bool timeNow(EFI_TIME *time) {
   *time = {};
   EFI_RUNTIME_SERVICES *services = g_systemTable->RuntimeServices;
@@ -21,3 +23,5 @@ UINT32 secondsSince1980() {
       years * 365 + (years + 3) / 4 + daysBefore[time.Month - 1] + (isLeap && time.Month > 2 ? 1U : 0U) + time.Day - 1U;
   return ((days * 24 + time.Hour) * 60 + time.Minute) * 60 + time.Second;
 }
+
+} // namespace disk_controller

@@ -3,8 +3,12 @@
 
 #include "uefi/tables.h"
 
+namespace disk_controller {
+
 // The time by the clock; false without a clock or for a time before 1980, or one that is none.
 bool timeNow(EFI_TIME *time);
 
 // The seconds since 1980; 0 without a clock.
 UINT32 secondsSince1980();
+
+} // namespace disk_controller

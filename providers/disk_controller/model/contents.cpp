@@ -5,6 +5,8 @@
 #include "providers/disk_controller/model/kept_view.h"
 #include "providers/disk_controller/model/objects.h"
 
+namespace disk_controller {
+
 static void addArea(RAID_DISK_CONTENTS *contents, UINT64 sectors, UINT64 lba, UINT64 count) {
   if (lba < sectors && count <= sectors - lba) {
     contents->Areas[contents->AreaCount++] = {lba, count};
@@ -32,7 +34,7 @@ static EFI_STATUS addAreas(const ddf::Disk &disk, RAID_DISK_CONTENTS *contents) 
   return EFI_SUCCESS;
 }
 
-static bool holdsRunningVirtualDisk(const VIEW &view, UINT32 index) {
+static bool holdsRunningVirtualDisk(const View &view, UINT32 index) {
   const ddf::Pd *member = memberOf(view, index);
   const ddf::Set *set = setOf(view, index);
   for (UINT32 i = 0; member != nullptr && set != nullptr && i < member->partCount; ++i) {
@@ -43,39 +45,39 @@ static bool holdsRunningVirtualDisk(const VIEW &view, UINT32 index) {
   return false;
 }
 
-static EFI_STATUS describe(const VIEW &view, UINT32 index, RAID_DISK_CONTENTS *contents) {
-  const DISK &disk = view.List.Items[index];
-  const ddf::Disk &found = view.Model->disks[index];
+static EFI_STATUS describe(const View &view, UINT32 index, RAID_DISK_CONTENTS *contents) {
+  const Disk &disk = view.list.items[index];
+  const ddf::Disk &found = view.model->disks[index];
   if (setOf(view, index) != nullptr && setOf(view, index)->stuck == nullptr) {
     return EFI_ACCESS_DENIED;
   }
   whyUnusable(view, index, contents->Holds, sizeof(contents->Holds));
-  if (view.Disks[index].IsMissed) {
+  if (view.disks[index].isMissed) {
     return EFI_NOT_READY;
   }
   bool isInTheWay = contents->Holds[0] != 0 && found.kind != ddf::DiskKind::unreadable;
-  if (!isInTheWay || disk.Unusable != nullptr || disk.Sectors <= ddf::reserveSectors) {
+  if (!isInTheWay || disk.unusable != nullptr || disk.sectors <= ddf::reserveSectors) {
     return EFI_UNSUPPORTED;
   }
   if (hasRunningImages(disk) || holdsRunningVirtualDisk(view, index)) {
     return EFI_WRITE_PROTECTED;
   }
-  contents->Handle = disk.Handle;
+  contents->Handle = disk.handle;
   return addAreas(found, contents);
 }
 
 EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *, UINT32 objectId, RAID_DISK_CONTENTS *contents) {
   *contents = {};
-  VIEW own = {};
+  View own = {};
   UINT32 index = 0;
-  const VIEW *kept = keptView();
+  const View *kept = keptView();
   EFI_STATUS status = kept != nullptr ? EFI_SUCCESS : openView(&own, g_defaultSettings);
-  const VIEW &view = kept != nullptr ? *kept : own;
+  const View &view = kept != nullptr ? *kept : own;
   if (!EFI_ERROR(status)) {
     status = findObjects(view, RAID_OBJECT_PHYSICAL_DISK, &objectId, 1, &index);
   }
   if (!EFI_ERROR(status)) {
-    status = ddf::searchDisk(view.Model, index);
+    status = ddf::searchDisk(view.model, index);
   }
   if (!EFI_ERROR(status)) {
     status = describe(view, index, contents);
@@ -83,3 +85,5 @@ EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *, UINT32 objectId, RAID_DISK
   closeView(&own);
   return status;
 }
+
+} // namespace disk_controller

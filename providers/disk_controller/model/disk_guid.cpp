@@ -5,8 +5,10 @@
 #include "base/text.h"
 #include "providers/disk_controller/model/random.h"
 
-#define VENDOR_SIZE 8
-#define NUMBER_SIZE 16
+namespace disk_controller {
+
+constexpr UINTN vendorSize = 8;
+constexpr UINTN numberSize = 16;
 
 // The last size characters of a text, padded with blanks.
 static void putText(UINT8 *to, UINTN size, const CHAR8 *text) {
@@ -18,42 +20,42 @@ static void putText(UINT8 *to, UINTN size, const CHAR8 *text) {
 }
 
 static void putNumber(UINT8 *to, UINT64 number) {
-  CHAR8 digits[NUMBER_SIZE + 1];
-  formatHex(digits, number, NUMBER_SIZE);
-  copyBytes(to, digits, NUMBER_SIZE);
+  CHAR8 digits[numberSize + 1];
+  formatHex(digits, number, numberSize);
+  copyBytes(to, digits, numberSize);
 }
 
 static ddf::Guid guidByChance() {
   ddf::Guid guid = {};
-  putText(guid.bytes, VENDOR_SIZE, "RAIDXYL");
+  putText(guid.bytes, vendorSize, "RAIDXYL");
   UINT64 high = nextRandom();
-  putNumber(guid.bytes + VENDOR_SIZE, high << 32 | nextRandom());
+  putNumber(guid.bytes + vendorSize, high << 32 | nextRandom());
   return guid;
 }
 
 // Namespaces of one NVMe controller share its serial number, but not their own.
-static bool tellsIdentity(const DISK &disk) {
-  return disk.Place.Bus == DISK_BUS_NVME ? disk.Identity.Wwn != 0 : disk.Identity.Serial[0] != 0;
+static bool tellsIdentity(const Disk &disk) {
+  return disk.place.bus == busNvme ? disk.identity.wwn != 0 : disk.identity.serial[0] != 0;
 }
 
-static ddf::Guid guidOf(const DISK &disk) {
-  const DISK_IDENTITY &identity = disk.Identity;
-  bool isNvme = disk.Place.Bus == DISK_BUS_NVME;
-  const CHAR8 *vendor = isNvme ? "NVMe" : disk.Place.Bus == DISK_BUS_SATA ? "ATA" : identity.Vendor;
+static ddf::Guid guidOf(const Disk &disk) {
+  const DiskIdentity &identity = disk.identity;
+  bool isNvme = disk.place.bus == busNvme;
+  const CHAR8 *vendor = isNvme ? "NVMe" : disk.place.bus == busSata ? "ATA" : identity.vendor;
   ddf::Guid guid = {};
-  putText(guid.bytes, VENDOR_SIZE, vendor[0] != 0 ? vendor : "SCSI");
+  putText(guid.bytes, vendorSize, vendor[0] != 0 ? vendor : "SCSI");
   if (isNvme) {
-    putNumber(guid.bytes + VENDOR_SIZE, identity.Wwn);
+    putNumber(guid.bytes + vendorSize, identity.wwn);
   } else {
-    putText(guid.bytes + VENDOR_SIZE, NUMBER_SIZE, identity.Serial);
+    putText(guid.bytes + vendorSize, numberSize, identity.serial);
   }
   return guid;
 }
 
 // Sorted, with the places of disks; entries of sets stand behind these.
-static EFI_STATUS makeKeys(const VIEW &view, const ddf::Guid *guids, UINT64 **keys, UINT32 *count) {
-  const ddf::Model &model = *view.Model;
-  *count = view.List.Count;
+static EFI_STATUS makeKeys(const View &view, const ddf::Guid *guids, UINT64 **keys, UINT32 *count) {
+  const ddf::Model &model = *view.model;
+  *count = view.list.count;
   for (UINT32 i = 0; i < model.setCount; ++i) {
     *count += model.sets[i].pdCount;
   }
@@ -62,7 +64,7 @@ static EFI_STATUS makeKeys(const VIEW &view, const ddf::Guid *guids, UINT64 **ke
     return EFI_OUT_OF_RESOURCES;
   }
   UINT32 at = 0;
-  for (; at < view.List.Count; ++at) {
+  for (; at < view.list.count; ++at) {
     (*keys)[at] = indexKey(ddf::checksum(&guids[at], sizeof(ddf::Guid)), at);
   }
   for (UINT32 i = 0; i < model.setCount; ++i) {
@@ -74,9 +76,9 @@ static EFI_STATUS makeKeys(const VIEW &view, const ddf::Guid *guids, UINT64 **ke
   return EFI_SUCCESS;
 }
 
-EFI_STATUS makeDiskGuids(const VIEW &view, ddf::Guid *guids) {
-  for (UINT32 i = 0; i < view.List.Count; ++i) {
-    guids[i] = tellsIdentity(view.List.Items[i]) ? guidOf(view.List.Items[i]) : guidByChance();
+EFI_STATUS makeDiskGuids(const View &view, ddf::Guid *guids) {
+  for (UINT32 i = 0; i < view.list.count; ++i) {
+    guids[i] = tellsIdentity(view.list.items[i]) ? guidOf(view.list.items[i]) : guidByChance();
   }
   UINT64 *keys = nullptr;
   UINT32 count = 0;
@@ -88,7 +90,7 @@ EFI_STATUS makeDiskGuids(const VIEW &view, ddf::Guid *guids) {
     UINT32 disk = static_cast<UINT32>(keys[i]);
     bool isShared =
         (i > 0 && keys[i] >> 32 == keys[i - 1] >> 32) || (i + 1 < count && keys[i] >> 32 == keys[i + 1] >> 32);
-    if (disk < view.List.Count && isShared) {
+    if (disk < view.list.count && isShared) {
       guids[disk] = guidByChance();
     }
   }
@@ -104,7 +106,7 @@ static int compareGuids(const ddf::Guid &a, const ddf::Guid &b) {
 
 // Calls visit with the entry of each disk that is not there and not given up. Of sets that no command can change, wiped
 // disks are free.
-template <class VISIT> static void eachMissing(const ddf::Model &model, VISIT visit) {
+template <class Visit> static void eachMissing(const ddf::Model &model, Visit visit) {
   for (UINT32 i = 0; i < model.setCount; ++i) {
     for (UINT32 p = 0; model.sets[i].stuck == nullptr && p < model.sets[i].pdCount; ++p) {
       const ddf::Pd &pd = model.sets[i].pds[p];
@@ -115,9 +117,9 @@ template <class VISIT> static void eachMissing(const ddf::Model &model, VISIT vi
   }
 }
 
-EFI_STATUS markMissed(VIEW *view) {
+EFI_STATUS markMissed(View *view) {
   UINTN count = 0;
-  eachMissing(*view->Model, [&](const ddf::PdEntry &) { ++count; });
+  eachMissing(*view->model, [&](const ddf::PdEntry &) { ++count; });
   if (count == 0) {
     return EFI_SUCCESS;
   }
@@ -126,16 +128,18 @@ EFI_STATUS markMissed(VIEW *view) {
     return EFI_OUT_OF_RESOURCES;
   }
   ddf::Guid *next = missing;
-  eachMissing(*view->Model, [&](const ddf::PdEntry &entry) { *next++ = entry.guid; });
+  eachMissing(*view->model, [&](const ddf::PdEntry &entry) { *next++ = entry.guid; });
   sortArray(missing, count, [](const ddf::Guid &a, const ddf::Guid &b) { return compareGuids(a, b) < 0; });
-  for (UINT32 i = 0; i < view->List.Count; ++i) {
-    const DISK &disk = view->List.Items[i];
-    if (view->Model->disks[i].kind == ddf::DiskKind::other && tellsIdentity(disk)) {
+  for (UINT32 i = 0; i < view->list.count; ++i) {
+    const Disk &disk = view->list.items[i];
+    if (view->model->disks[i].kind == ddf::DiskKind::other && tellsIdentity(disk)) {
       ddf::Guid guid = guidOf(disk);
       UINTN at = countBefore(missing, count, [&](const ddf::Guid &other) { return compareGuids(other, guid) < 0; });
-      view->Disks[i].IsMissed = at < count && ddf::sameGuid(missing[at], guid);
+      view->disks[i].isMissed = at < count && ddf::sameGuid(missing[at], guid);
     }
   }
   poolFree(missing);
   return EFI_SUCCESS;
 }
+
+} // namespace disk_controller

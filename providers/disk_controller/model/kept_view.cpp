@@ -1,6 +1,8 @@
 #include "providers/disk_controller/model/kept_view.h"
 
-static VIEW g_kept;
+namespace disk_controller {
+
+static View g_kept;
 static bool g_isOpen;
 static bool g_isWanted;
 
@@ -19,11 +21,11 @@ void EFIAPI dropLook(RAID_DISKS_PROTOCOL *) {
   g_isWanted = false;
 }
 
-VIEW *keptView() {
+View *keptView() {
   return g_isOpen ? &g_kept : nullptr;
 }
 
-EFI_STATUS takeView(VIEW *own, const SETTINGS &settings, VIEW **view) {
+EFI_STATUS takeView(View *own, const Settings &settings, View **view) {
   *own = {};
   *view = g_isWanted ? &g_kept : own;
   if (g_isOpen) {
@@ -36,3 +38,5 @@ EFI_STATUS takeView(VIEW *own, const SETTINGS &settings, VIEW **view) {
   g_isOpen = g_isWanted && !EFI_ERROR(status);
   return status;
 }
+
+} // namespace disk_controller

@@ -4,6 +4,8 @@
 #include "providers/disk_controller/model/view.h"
 #include "raid_disks.h"
 
+namespace disk_controller {
+
 // The members of RAID_DISKS_PROTOCOL.
 void EFIAPI keepLook(RAID_DISKS_PROTOCOL *protocol);
 void EFIAPI dropLook(RAID_DISKS_PROTOCOL *protocol);
@@ -12,7 +14,9 @@ void EFIAPI dropLook(RAID_DISKS_PROTOCOL *protocol);
 void forgetView();
 
 // The view that is kept, or null.
-VIEW *keptView();
+View *keptView();
 // The one that is kept; else a new one, which is kept if it shall be, and else is *own, for closeView. *own is empty
 // when it is not the view, also after a failure. As openView.
-EFI_STATUS takeView(VIEW *own, const SETTINGS &settings, VIEW **view);
+EFI_STATUS takeView(View *own, const Settings &settings, View **view);
+
+} // namespace disk_controller

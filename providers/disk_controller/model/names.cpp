@@ -2,7 +2,9 @@
 
 #include "base/format.h"
 
-static const CHAR8 *busName(DISK_BUS bus) {
+namespace disk_controller {
+
+static const CHAR8 *busName(DiskBus bus) {
   static constexpr const CHAR8 *names[] = {"SATA", "NVMe", "SCSI", "Block"};
   return names[bus];
 }
@@ -10,55 +12,57 @@ static const CHAR8 *busName(DISK_BUS bus) {
 static void EFIAPI format(CHAR16 *text, const CHAR16 *pattern, ...) {
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, pattern);
-  formatText(text, NAME_CAPACITY, pattern, arguments);
+  formatText(text, nameCapacity, pattern, arguments);
   EFI_VA_END(arguments);
 }
 
-static bool isCommon(const VIEW_ENCLOSURE &enclosure) {
-  return enclosure.Bus == DISK_BUS_NVME || enclosure.Bus == DISK_BUS_OTHER;
+static bool isCommon(const ViewEnclosure &enclosure) {
+  return enclosure.bus == busNvme || enclosure.bus == busOther;
 }
 
-static void functionText(const DISK_PLACE &place, CHAR16 *text) {
-  format(text, u"%x-%x-%x", UINT32{place.PciBus}, UINT32{place.PciDevice}, UINT32{place.PciFunction});
+static void functionText(const DiskPlace &place, CHAR16 *text) {
+  format(text, u"%x-%x-%x", UINT32{place.pciBus}, UINT32{place.pciDevice}, UINT32{place.pciFunction});
 }
 
 // The second number is a logical unit or the port of a multiplier.
-static void placeText(const DISK_PLACE &place, CHAR16 *text) {
-  CHAR16 function[NAME_CAPACITY];
+static void placeText(const DiskPlace &place, CHAR16 *text) {
+  CHAR16 function[nameCapacity];
   functionText(place, function);
-  UINT32 port = static_cast<UINT32>(place.Port) & 0xFFFF;
-  UINT64 second = place.Port >> 16;
+  UINT32 port = static_cast<UINT32>(place.port) & 0xFFFF;
+  UINT64 second = place.port >> 16;
   format(text, second == 0 ? u"%s:%u" : u"%s:%u.%lu", function, port, second);
 }
 
-void diskFqdd(const VIEW &view, UINT32 disk, CHAR16 *text) {
-  const DISK_PLACE &place = view.List.Items[disk].Place;
-  CHAR16 where[NAME_CAPACITY];
+void diskFqdd(const View &view, UINT32 disk, CHAR16 *text) {
+  const DiskPlace &place = view.list.items[disk].place;
+  CHAR16 where[nameCapacity];
   placeText(place, where);
-  format(text, u"Disk.%a.%s", busName(place.Bus), where);
+  format(text, u"Disk.%a.%s", busName(place.bus), where);
 }
 
-void diskName(const VIEW &view, UINT32 disk, CHAR16 *text) {
-  const DISK_PLACE &place = view.List.Items[disk].Place;
-  CHAR16 where[NAME_CAPACITY];
+void diskName(const View &view, UINT32 disk, CHAR16 *text) {
+  const DiskPlace &place = view.list.items[disk].place;
+  CHAR16 where[nameCapacity];
   CHAR8 why[96];
   placeText(place, where);
   whyUnusable(view, disk, why, sizeof(why));
-  format(text, why[0] == 0 ? u"%a disk %s" : u"%a disk %s (%a)", busName(place.Bus), where, why);
+  format(text, why[0] == 0 ? u"%a disk %s" : u"%a disk %s (%a)", busName(place.bus), where, why);
 }
 
-void enclosureFqdd(const VIEW_ENCLOSURE &enclosure, CHAR16 *text) {
-  CHAR16 where[NAME_CAPACITY];
-  functionText(enclosure.Place, where);
-  format(text, isCommon(enclosure) ? u"Enclosure.%a" : u"Enclosure.%a.%s", busName(enclosure.Bus), where);
+void enclosureFqdd(const ViewEnclosure &enclosure, CHAR16 *text) {
+  CHAR16 where[nameCapacity];
+  functionText(enclosure.place, where);
+  format(text, isCommon(enclosure) ? u"Enclosure.%a" : u"Enclosure.%a.%s", busName(enclosure.bus), where);
 }
 
-void enclosureName(const VIEW_ENCLOSURE &enclosure, CHAR16 *text) {
-  CHAR16 where[NAME_CAPACITY];
-  functionText(enclosure.Place, where);
-  format(text, isCommon(enclosure) ? u"%a disks" : u"%a ports of %s", busName(enclosure.Bus), where);
+void enclosureName(const ViewEnclosure &enclosure, CHAR16 *text) {
+  CHAR16 where[nameCapacity];
+  functionText(enclosure.place, where);
+  format(text, isCommon(enclosure) ? u"%a disks" : u"%a ports of %s", busName(enclosure.bus), where);
 }
 
-void virtualDiskFqdd(const VIEW_VIRTUAL_DISK &virtualDisk, CHAR16 *text) {
-  format(text, u"Disk.Virtual.%u", virtualDisk.TargetId);
+void virtualDiskFqdd(const ViewVirtualDisk &virtualDisk, CHAR16 *text) {
+  format(text, u"Disk.Virtual.%u", virtualDisk.targetId);
 }
+
+} // namespace disk_controller

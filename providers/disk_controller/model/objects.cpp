@@ -3,47 +3,49 @@
 #include "raid_mgmt.h"
 #include "records/ids.h"
 
-struct OBJECTS {
-  UINT32 Count;
-  const UINT32 *Ids; // of the first
-  UINTN Stride;      // bytes from one id to the next
+namespace disk_controller {
+
+struct Objects {
+  UINT32 count;
+  const UINT32 *ids; // of the first
+  UINTN stride;      // bytes from one id to the next
 };
 
-static constexpr UINT32 ADAPTER_ID = 0;
+static constexpr UINT32 adapterId = 0;
 
-static bool objectsOf(const VIEW &view, UINT32 objectType, OBJECTS *objects) {
+static bool objectsOf(const View &view, UINT32 objectType, Objects *objects) {
   switch (objectType) {
   case RAID_OBJECT_ADAPTER:
-    *objects = {1, &ADAPTER_ID, sizeof(ADAPTER_ID)};
+    *objects = {1, &adapterId, sizeof(adapterId)};
     return true;
   case RAID_OBJECT_ENCLOSURE:
-    *objects = {view.EnclosureCount, &view.Enclosures->ObjectId, sizeof(VIEW_ENCLOSURE)};
+    *objects = {view.enclosureCount, &view.enclosures->objectId, sizeof(ViewEnclosure)};
     return true;
   case RAID_OBJECT_PHYSICAL_DISK:
-    *objects = {view.List.Count, &view.Disks->ObjectId, sizeof(VIEW_DISK)};
+    *objects = {view.list.count, &view.disks->objectId, sizeof(ViewDisk)};
     return true;
   case RAID_OBJECT_VIRTUAL_DISK:
-    *objects = {view.VirtualDiskCount, &view.VirtualDisks->ObjectId, sizeof(VIEW_VIRTUAL_DISK)};
+    *objects = {view.virtualDiskCount, &view.virtualDisks->objectId, sizeof(ViewVirtualDisk)};
     return true;
   default:
     return false;
   }
 }
 
-bool countObjects(const VIEW &view, UINT32 objectType, UINT32 *count) {
-  OBJECTS objects;
+bool countObjects(const View &view, UINT32 objectType, UINT32 *count) {
+  Objects objects;
   bool isKnown = objectsOf(view, objectType, &objects);
-  *count = isKnown ? objects.Count : 0;
+  *count = isKnown ? objects.count : 0;
   return isKnown;
 }
 
-EFI_STATUS findObjects(const VIEW &view, UINT32 objectType, const UINT32 *ids, UINT32 count, UINT32 *numbers) {
-  OBJECTS objects;
+EFI_STATUS findObjects(const View &view, UINT32 objectType, const UINT32 *ids, UINT32 count, UINT32 *numbers) {
+  Objects objects;
   if (!objectsOf(view, objectType, &objects)) {
     return EFI_UNSUPPORTED;
   }
   ID_INDEX index = {};
-  EFI_STATUS status = indexIds(&index, objects.Ids, objects.Count, objects.Stride) ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+  EFI_STATUS status = indexIds(&index, objects.ids, objects.count, objects.stride) ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
   for (UINT32 i = 0; i < count && !EFI_ERROR(status); ++i) {
     UINT32 number = findId(index, ids[i]);
     numbers[i] = number != ID_NONE ? number : 0;
@@ -52,3 +54,5 @@ EFI_STATUS findObjects(const VIEW &view, UINT32 objectType, const UINT32 *ids, U
   freeIds(&index);
   return status;
 }
+
+} // namespace disk_controller

@@ -3,6 +3,8 @@
 #include "base/pool.h"
 #include "providers/disk_controller/model/clock.h"
 
+namespace disk_controller {
+
 static UINT64 g_random;
 
 // A step of splitmix64, which makes neighbouring states differ in all bits.
@@ -18,7 +20,7 @@ static void stir(const void *bytes, UINTN size) {
   }
 }
 
-void stirRandom(const VIEW &view) {
+void stirRandom(const View &view) {
   EFI_TIME time;
   UINT64 count = 0;
   timeNow(&time);
@@ -26,12 +28,12 @@ void stirRandom(const VIEW &view) {
   if (!EFI_ERROR(g_bootServices->GetNextMonotonicCount(&count))) {
     stir(&count, sizeof(count));
   }
-  for (UINT32 i = 0; i < view.List.Count; ++i) {
-    stir(view.List.Items[i].Identity.Serial, sizeof(view.List.Items[i].Identity.Serial));
+  for (UINT32 i = 0; i < view.list.count; ++i) {
+    stir(view.list.items[i].identity.serial, sizeof(view.list.items[i].identity.serial));
   }
-  for (UINT32 i = 0; i < view.Model->setCount; ++i) {
-    stir(&view.Model->sets[i].guid, sizeof(ddf::Guid));
-    stir(&view.Model->sets[i].sequence, sizeof(UINT32));
+  for (UINT32 i = 0; i < view.model->setCount; ++i) {
+    stir(&view.model->sets[i].guid, sizeof(ddf::Guid));
+    stir(&view.model->sets[i].sequence, sizeof(UINT32));
   }
 }
 
@@ -39,3 +41,5 @@ UINT32 nextRandom() {
   g_random += 0x9E3779B97F4A7C15ULL;
   return static_cast<UINT32>(mixed(g_random) >> 32);
 }
+
+} // namespace disk_controller

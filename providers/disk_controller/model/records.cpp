@@ -7,7 +7,9 @@
 #include "providers/disk_controller/model/names.h"
 #include "providers/disk_controller/model/objects.h"
 
-#define SECTOR_SIZE 512ULL
+namespace disk_controller {
+
+constexpr UINT64 sectorSize = 512;
 
 static void startHeader(void *record, UINT32 objectType, UINT32 objectId, CHAR16 *name, CHAR16 *fqdd) {
   RAID_RECORD_HEADER *header = static_cast<RAID_RECORD_HEADER *>(record);
@@ -34,7 +36,7 @@ static UINT64 ourWwn() {
   return 0x3000000000000000ULL | ddf::checksum(ddf::ourController.bytes, sizeof(ddf::ourController.bytes));
 }
 
-static EFI_STATUS addAdapter(const VIEW &view, RAID_ANSWER *answer) {
+static EFI_STATUS addAdapter(const View &view, RAID_ANSWER *answer) {
   static CHAR16 name[] = u"RAID over the machine's disks";
   static CHAR16 fqdd[] = u"RAID.Disks.1";
   static CHAR16 version[] = u"" RAIDXYL_VERSION;
@@ -47,7 +49,7 @@ static EFI_STATUS addAdapter(const VIEW &view, RAID_ANSWER *answer) {
   record.PCIID.SubvendorID = 0x4E54;
   record.PCIID.SubdeviceID = 0x0001;
   record.PCIID.EmbeddedIndex = RAID_PCI_EMBEDDED;
-  record.SupportedRAIDLevels = OFFERED_LEVELS;
+  record.SupportedRAIDLevels = offeredLevels;
   record.SupportedDiskProtocols = RAID_PROTOCOL_SATA | RAID_PROTOCOL_SAS;
   record.Attributes = RAID_ADAPTER_ATTRIBUTE_SAS_SATA_HDD_MIX | RAID_ADAPTER_ATTRIBUTE_SSD_HDD_MIX |
                       RAID_ADAPTER_ATTRIBUTE_SAS_SATA_SSD_MIX;
@@ -55,36 +57,36 @@ static EFI_STATUS addAdapter(const VIEW &view, RAID_ANSWER *answer) {
   record.MaxPDsPerSpan = ddf::smallLimits.elements;
   record.MaxSpansPerLD = ddf::smallLimits.elements / 2;
   record.FirmwareVersion = version;
-  RATE_NAMES rates;
-  showSettings(view.Settings, &record, &rates);
+  RateNames rates;
+  showSettings(view.settings, &record, &rates);
   record.RAIDLevelParams = const_cast<RAID_LEVEL_PARAMS *>(g_offeredLevels); // copied, not changed
   return answerAdd(answer, &record);
 }
 
 // --- Enclosures ---
 
-static EFI_STATUS addEnclosure(const VIEW &view, UINT32 index, RAID_ANSWER *answer) {
-  const VIEW_ENCLOSURE &enclosure = view.Enclosures[index];
-  CHAR16 name[NAME_CAPACITY];
-  CHAR16 fqdd[NAME_CAPACITY];
+static EFI_STATUS addEnclosure(const View &view, UINT32 index, RAID_ANSWER *answer) {
+  const ViewEnclosure &enclosure = view.enclosures[index];
+  CHAR16 name[nameCapacity];
+  CHAR16 fqdd[nameCapacity];
   enclosureName(enclosure, name);
   enclosureFqdd(enclosure, fqdd);
   RAID_ENCLOSURE_RECORD record;
-  startHeader(&record, RAID_OBJECT_ENCLOSURE, enclosure.ObjectId, name, fqdd);
-  record.DeviceID = enclosure.ObjectId;
-  record.SlotCount = static_cast<UINT8>(enclosure.SlotCount > 255 ? 255 : enclosure.SlotCount);
+  startHeader(&record, RAID_OBJECT_ENCLOSURE, enclosure.objectId, name, fqdd);
+  record.DeviceID = enclosure.objectId;
+  record.SlotCount = static_cast<UINT8>(enclosure.slotCount > 255 ? 255 : enclosure.slotCount);
   record.Position = static_cast<UINT8>(index);
   return answerAdd(answer, &record);
 }
 
 // --- Disks ---
 
-static UINT64 stateOf(const VIEW &view, UINT32 disk) {
+static UINT64 stateOf(const View &view, UINT32 disk) {
   const ddf::Pd *member = memberOf(view, disk);
-  if (view.List.Items[disk].Unusable != nullptr) {
+  if (view.list.items[disk].unusable != nullptr) {
     return RAID_STATE_OFFLINE;
   }
-  if (view.Model->disks[disk].kind == ddf::DiskKind::unreadable) {
+  if (view.model->disks[disk].kind == ddf::DiskKind::unreadable) {
     return RAID_STATE_FAILED;
   }
   if (member == nullptr) {
@@ -107,53 +109,53 @@ static UINT64 stateOf(const VIEW &view, UINT32 disk) {
   return isStuck ? RAID_STATE_OFFLINE : isEmpty ? RAID_STATE_READY : RAID_STATE_ONLINE;
 }
 
-static void setSizes(const VIEW &view, UINT32 disk, RAID_PD_RECORD *record) {
+static void setSizes(const View &view, UINT32 disk, RAID_PD_RECORD *record) {
   const ddf::Pd *member = memberOf(view, disk);
-  UINT64 sectors = view.List.Items[disk].Sectors;
+  UINT64 sectors = view.list.items[disk].sectors;
   if (member != nullptr) {
-    record->Size = member->limit * SECTOR_SIZE;
-    record->UsedSize = member->usedBlocks * SECTOR_SIZE;
-    record->FreeSize = setOf(view, disk)->foreign ? 0 : member->freeBlocks * SECTOR_SIZE;
+    record->Size = member->limit * sectorSize;
+    record->UsedSize = member->usedBlocks * sectorSize;
+    record->FreeSize = setOf(view, disk)->foreign ? 0 : member->freeBlocks * sectorSize;
     return;
   }
-  record->Size = sectors > ddf::reserveSectors ? (sectors - ddf::reserveSectors) * SECTOR_SIZE : 0;
+  record->Size = sectors > ddf::reserveSectors ? (sectors - ddf::reserveSectors) * sectorSize : 0;
   record->FreeSize = record->State == RAID_STATE_READY ? record->Size : 0;
 }
 
-static void setIdentity(const DISK &disk, RAID_PD_RECORD *record) {
+static void setIdentity(const Disk &disk, RAID_PD_RECORD *record) {
   static constexpr UINT32 protocols[] = {RAID_PROTOCOL_SATA, RAID_PROTOCOL_UNKNOWN, RAID_PROTOCOL_SAS,
                                          RAID_PROTOCOL_UNKNOWN};
-  const DISK_IDENTITY &identity = disk.Identity;
-  record->Protocol = protocols[disk.Place.Bus];
-  record->WWN = identity.Wwn;
-  record->CapableSpeeds = identity.Speeds;
-  record->Attributes = identity.SolidState ? RAID_PD_ATTRIBUTE_SSD : 0;
-  setField(record->ManufactureName, identity.Vendor);
-  setField(record->ModelName, identity.Model);
-  setField(record->Revision, identity.Revision);
-  setField(record->SerialNumber, identity.Serial);
+  const DiskIdentity &identity = disk.identity;
+  record->Protocol = protocols[disk.place.bus];
+  record->WWN = identity.wwn;
+  record->CapableSpeeds = identity.speeds;
+  record->Attributes = identity.solidState ? RAID_PD_ATTRIBUTE_SSD : 0;
+  setField(record->ManufactureName, identity.vendor);
+  setField(record->ModelName, identity.model);
+  setField(record->Revision, identity.revision);
+  setField(record->SerialNumber, identity.serial);
 }
 
 // The virtual disks that each disk holds or stands by for, as lists one after the other.
-struct DISK_LISTS {
-  UINT32 *Ids;   // pool
-  UINT32 *Start; // pool; of each disk of the view, and the end of the last one's
+struct DiskLists {
+  UINT32 *ids;   // pool
+  UINT32 *start; // pool; of each disk of the view, and the end of the last one's
 };
 
-static void freeLists(DISK_LISTS *lists) {
-  poolFree(lists->Ids);
-  poolFree(lists->Start);
+static void freeLists(DiskLists *lists) {
+  poolFree(lists->ids);
+  poolFree(lists->start);
   *lists = {};
 }
 
 // Calls visit with each pair of a disk and a virtual disk that it belongs to; a disk twice in one virtual disk counts
 // once.
-template <class VISIT> static void eachUse(const VIEW &view, VISIT visit) {
-  for (UINT32 v = 0; v < view.VirtualDiskCount; ++v) {
-    const VIEW_VIRTUAL_DISK &virtualDisk = view.VirtualDisks[v];
-    for (UINT32 m = 0; m < virtualDisk.VirtualDisk->memberCount; ++m) {
-      const ddf::Member &member = virtualDisk.VirtualDisk->members[m];
-      UINT32 disk = member.pd == ddf::noIndex ? ddf::noIndex : virtualDisk.Set->pds[member.pd].disk;
+template <class Visit> static void eachUse(const View &view, Visit visit) {
+  for (UINT32 v = 0; v < view.virtualDiskCount; ++v) {
+    const ViewVirtualDisk &virtualDisk = view.virtualDisks[v];
+    for (UINT32 m = 0; m < virtualDisk.virtualDisk->memberCount; ++m) {
+      const ddf::Member &member = virtualDisk.virtualDisk->members[m];
+      UINT32 disk = member.pd == ddf::noIndex ? ddf::noIndex : virtualDisk.set->pds[member.pd].disk;
       if (disk != ddf::noIndex && member.state != ddf::MemberState::repeated) {
         visit(disk, virtualDisk);
       }
@@ -162,77 +164,77 @@ template <class VISIT> static void eachUse(const VIEW &view, VISIT visit) {
 }
 
 // The same for dedicated spares.
-template <class VISIT> static void eachSpare(const VIEW &view, VISIT visit) {
+template <class Visit> static void eachSpare(const View &view, Visit visit) {
   UINT32 first = 0; // of the set's virtual disks in the view
-  for (UINT32 s = 0; s < view.Model->setCount; ++s) {
-    const ddf::Set &set = view.Model->sets[s];
+  for (UINT32 s = 0; s < view.model->setCount; ++s) {
+    const ddf::Set &set = view.model->sets[s];
     for (UINT32 p = 0; !set.foreign && p < set.pdCount; ++p) {
       const ddf::Pd &pd = set.pds[p];
       for (UINT32 i = 0; pd.disk != ddf::noIndex && pd.spare == ddf::SpareKind::forVirtualDisks && i < pd.spareForCount;
            ++i) {
-        visit(pd.disk, view.VirtualDisks[first + pd.spareFor[i]]);
+        visit(pd.disk, view.virtualDisks[first + pd.spareFor[i]]);
       }
     }
     first += set.foreign ? 0 : set.virtualDiskCount;
   }
 }
 
-static EFI_STATUS makeLists(const VIEW &view, DISK_LISTS *lists) {
-  UINT32 count = view.List.Count;
+static EFI_STATUS makeLists(const View &view, DiskLists *lists) {
+  UINT32 count = view.list.count;
   *lists = {};
-  lists->Start = poolNew<UINT32>(UINTN{count} + 2);
-  if (lists->Start == nullptr) {
+  lists->start = poolNew<UINT32>(UINTN{count} + 2);
+  if (lists->start == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   // Counted two places on, so that filling leaves the starts where they belong.
-  UINT32 *starts = lists->Start;
-  auto counting = [=](UINT32 disk, const VIEW_VIRTUAL_DISK &) { starts[disk + 2] += 1; };
+  UINT32 *starts = lists->start;
+  auto counting = [=](UINT32 disk, const ViewVirtualDisk &) { starts[disk + 2] += 1; };
   eachUse(view, counting);
   eachSpare(view, counting);
   for (UINT32 i = 2; i < count + 2; ++i) {
     starts[i] += starts[i - 1];
   }
-  lists->Ids = poolNew<UINT32>(UINTN{starts[count + 1]} + 1);
-  if (lists->Ids == nullptr) {
+  lists->ids = poolNew<UINT32>(UINTN{starts[count + 1]} + 1);
+  if (lists->ids == nullptr) {
     freeLists(lists);
     return EFI_OUT_OF_RESOURCES;
   }
-  UINT32 *ids = lists->Ids;
-  auto filling = [=](UINT32 disk, const VIEW_VIRTUAL_DISK &virtualDisk) {
-    ids[starts[disk + 1]++] = virtualDisk.ObjectId;
+  UINT32 *ids = lists->ids;
+  auto filling = [=](UINT32 disk, const ViewVirtualDisk &virtualDisk) {
+    ids[starts[disk + 1]++] = virtualDisk.objectId;
   };
   eachUse(view, filling);
   eachSpare(view, filling);
   return EFI_SUCCESS;
 }
 
-static void logUnusable(const CHAR16 *fqdd, const VIEW &view, UINT32 disk) {
+static void logUnusable(const CHAR16 *fqdd, const View &view, UINT32 disk) {
   CHAR8 why[96];
   whyUnusable(view, disk, why, sizeof(why));
   if (why[0] != 0) {
     const CHAR8 *what = setOf(view, disk) == nullptr ? "is not used" : "stays as it is";
-    LogPrint(LOG_WARN, RAID_DISKS, "%s %a: %a", fqdd, what, static_cast<const CHAR8 *>(why));
+    LogPrint(LOG_WARN, logName, "%s %a: %a", fqdd, what, static_cast<const CHAR8 *>(why));
   }
 }
 
-static EFI_STATUS addDisk(const VIEW &view, UINT32 index, const DISK_LISTS &lists, RAID_ANSWER *answer) {
-  CHAR16 name[NAME_CAPACITY];
-  CHAR16 fqdd[NAME_CAPACITY];
+static EFI_STATUS addDisk(const View &view, UINT32 index, const DiskLists &lists, RAID_ANSWER *answer) {
+  CHAR16 name[nameCapacity];
+  CHAR16 fqdd[nameCapacity];
   diskName(view, index, name);
   diskFqdd(view, index, fqdd);
   logUnusable(fqdd, view, index);
-  const VIEW_DISK &disk = view.Disks[index];
+  const ViewDisk &disk = view.disks[index];
   const ddf::Pd *member = memberOf(view, index);
   RAID_PD_RECORD record;
-  startHeader(&record, RAID_OBJECT_PHYSICAL_DISK, disk.ObjectId, name, fqdd);
-  record.DeviceID = disk.ObjectId;
-  record.EnclosureObjectID = view.Enclosures[disk.Enclosure].ObjectId;
+  startHeader(&record, RAID_OBJECT_PHYSICAL_DISK, disk.objectId, name, fqdd);
+  record.DeviceID = disk.objectId;
+  record.EnclosureObjectID = view.enclosures[disk.enclosure].objectId;
   record.EnclosureDeviceID = record.EnclosureObjectID;
-  record.Port = disk.Port;
-  record.Slot = disk.Slot;
+  record.Port = disk.port;
+  record.Slot = disk.slot;
   record.State = stateOf(view, index);
   setSizes(view, index, &record);
-  setIdentity(view.List.Items[index], &record);
+  setIdentity(view.list.items[index], &record);
   if (member != nullptr && (member->entry->state & ddf::pdSmart) != 0) {
     record.Attributes |= RAID_PD_ATTRIBUTE_SMART;
   }
@@ -241,9 +243,9 @@ static EFI_STATUS addDisk(const VIEW &view, UINT32 index, const DISK_LISTS &list
                       : member->spare == ddf::SpareKind::forVirtualDisks ? RAID_HOTSPARE_DEDICATED
                                                                          : RAID_HOTSPARE_NONE;
   }
-  UINT32 count = lists.Start[index + 1] - lists.Start[index];
+  UINT32 count = lists.start[index + 1] - lists.start[index];
   record.VDCount = static_cast<UINT8>(count < 255 ? count : 255);
-  record.VDs = count == 0 ? nullptr : lists.Ids + lists.Start[index];
+  record.VDs = count == 0 ? nullptr : lists.ids + lists.start[index];
   return answerAdd(answer, &record);
 }
 
@@ -282,7 +284,7 @@ static UINT64 stateOfVirtualDisk(ddf::VdState state) {
 }
 
 void describeLayout(const ddf::VirtualDisk &virtualDisk, RAID_VD_RECORD *record) {
-  record->Size = virtualDisk.blocks * SECTOR_SIZE;
+  record->Size = virtualDisk.blocks * sectorSize;
   record->StartingLba = virtualDisk.memberCount == 0 ? 0 : virtualDisk.members[0].start;
   record->RAIDLevel = raidLevelOf(virtualDisk.level);
   record->RAIDLevelDesc = offeredLevel(record->RAIDLevel);
@@ -302,45 +304,45 @@ void describeLayout(const ddf::VirtualDisk &virtualDisk, RAID_VD_RECORD *record)
   record->StripeSize = source.strip < 16 ? 1U << source.strip : RAID_STRIPE_SIZE_DEFAULT;
 }
 
-static UINT32 attributesOf(const VIEW &view, const VIEW_VIRTUAL_DISK &virtualDisk) {
+static UINT32 attributesOf(const View &view, const ViewVirtualDisk &virtualDisk) {
   UINT32 attributes = 0;
-  for (UINT32 i = 0; i < virtualDisk.VirtualDisk->memberCount; ++i) {
-    UINT32 pd = virtualDisk.VirtualDisk->members[i].pd;
-    UINT32 index = pd == ddf::noIndex ? ddf::noIndex : virtualDisk.Set->pds[pd].disk;
+  for (UINT32 i = 0; i < virtualDisk.virtualDisk->memberCount; ++i) {
+    UINT32 pd = virtualDisk.virtualDisk->members[i].pd;
+    UINT32 index = pd == ddf::noIndex ? ddf::noIndex : virtualDisk.set->pds[pd].disk;
     if (index == ddf::noIndex) {
       continue;
     }
-    const DISK &disk = view.List.Items[index];
-    attributes |= disk.Identity.SolidState ? RAID_VD_ATTRIBUTE_SSD : RAID_VD_ATTRIBUTE_HDD;
-    attributes |= disk.Place.Bus == DISK_BUS_SATA   ? RAID_VD_ATTRIBUTE_SATA
-                  : disk.Place.Bus == DISK_BUS_SCSI ? RAID_VD_ATTRIBUTE_SAS
-                                                    : 0;
+    const Disk &disk = view.list.items[index];
+    attributes |= disk.identity.solidState ? RAID_VD_ATTRIBUTE_SSD : RAID_VD_ATTRIBUTE_HDD;
+    attributes |= disk.place.bus == busSata   ? RAID_VD_ATTRIBUTE_SATA
+                  : disk.place.bus == busScsi ? RAID_VD_ATTRIBUTE_SAS
+                                              : 0;
   }
   return attributes;
 }
 
 // The ids of the members in their order; null without memory or members.
-static UINT32 *memberIds(const VIEW &view, const VIEW_VIRTUAL_DISK &virtualDisk) {
-  UINT32 count = virtualDisk.VirtualDisk->memberCount;
+static UINT32 *memberIds(const View &view, const ViewVirtualDisk &virtualDisk) {
+  UINT32 count = virtualDisk.virtualDisk->memberCount;
   UINT32 *ids = count == 0 ? nullptr : poolNew<UINT32>(count);
   for (UINT32 i = 0; ids != nullptr && i < count; ++i) {
-    ids[i] = diskIdOf(view, *virtualDisk.Set, virtualDisk.VirtualDisk->members[i].pd);
+    ids[i] = diskIdOf(view, *virtualDisk.set, virtualDisk.virtualDisk->members[i].pd);
   }
   return ids;
 }
 
-static EFI_STATUS addVirtualDisk(const VIEW &view, UINT32 index, RAID_ANSWER *answer) {
-  const VIEW_VIRTUAL_DISK &source = view.VirtualDisks[index];
-  const ddf::VirtualDisk &virtualDisk = *source.VirtualDisk;
-  CHAR16 fqdd[NAME_CAPACITY];
+static EFI_STATUS addVirtualDisk(const View &view, UINT32 index, RAID_ANSWER *answer) {
+  const ViewVirtualDisk &source = view.virtualDisks[index];
+  const ddf::VirtualDisk &virtualDisk = *source.virtualDisk;
+  CHAR16 fqdd[nameCapacity];
   CHAR16 name[sizeof(virtualDisk.name)];
   virtualDiskFqdd(source, fqdd);
   for (UINTN i = 0; i < sizeof(virtualDisk.name); ++i) {
     name[i] = static_cast<CHAR16>(virtualDisk.name[i]);
   }
   RAID_VD_RECORD record;
-  startHeader(&record, RAID_OBJECT_VIRTUAL_DISK, source.ObjectId, name, fqdd);
-  record.TargetID = source.TargetId;
+  startHeader(&record, RAID_OBJECT_VIRTUAL_DISK, source.objectId, name, fqdd);
+  record.TargetID = source.targetId;
   record.State = stateOfVirtualDisk(virtualDisk.state);
   record.CurrentCachePolicy = cachePolicyOf(virtualDisk.record);
   record.AccessPolicy = accessPolicyOf(*virtualDisk.entry);
@@ -360,7 +362,7 @@ static EFI_STATUS addVirtualDisk(const VIEW &view, UINT32 index, RAID_ANSWER *an
 
 // --- Get ---
 
-static EFI_STATUS addObject(const VIEW &view, UINT32 objectType, UINT32 number, const DISK_LISTS &lists,
+static EFI_STATUS addObject(const View &view, UINT32 objectType, UINT32 number, const DiskLists &lists,
                             RAID_ANSWER *answer) {
   switch (objectType) {
   case RAID_OBJECT_ADAPTER:
@@ -374,9 +376,9 @@ static EFI_STATUS addObject(const VIEW &view, UINT32 objectType, UINT32 number, 
   }
 }
 
-static EFI_STATUS addObjects(const VIEW &view, UINT32 objectType, const UINT32 *numbers, UINT32 count,
+static EFI_STATUS addObjects(const View &view, UINT32 objectType, const UINT32 *numbers, UINT32 count,
                              RAID_ANSWER *answer) {
-  DISK_LISTS lists;
+  DiskLists lists;
   EFI_STATUS status = makeLists(view, &lists);
   if (!EFI_ERROR(status)) {
     status = answerStart(answer, objectType, count);
@@ -391,7 +393,7 @@ static EFI_STATUS addObjects(const VIEW &view, UINT32 objectType, const UINT32 *
   return status;
 }
 
-EFI_STATUS answerRecords(const VIEW &view, UINT32 objectType, const UINT32 *ids, UINT32 idCount, RAID_ANSWER *answer) {
+EFI_STATUS answerRecords(const View &view, UINT32 objectType, const UINT32 *ids, UINT32 idCount, RAID_ANSWER *answer) {
   UINT32 count = 0;
   if (!countObjects(view, objectType, &count)) {
     return EFI_UNSUPPORTED;
@@ -407,3 +409,5 @@ EFI_STATUS answerRecords(const VIEW &view, UINT32 objectType, const UINT32 *ids,
   poolFree(numbers);
   return status;
 }
+
+} // namespace disk_controller

@@ -27,11 +27,11 @@ TEST(Clock, SecondsAreTheLibrarysFrom1980On) {
     g_now.Hour = static_cast<UINT8>(date.tm_hour);
     g_now.Minute = static_cast<UINT8>(date.tm_min);
     g_now.Second = static_cast<UINT8>(date.tm_sec);
-    EXPECT_EQ(secondsSince1980(), at - START);
+    EXPECT_EQ(disk_controller::secondsSince1980(), at - START);
   }
   for (auto [year, month] : {std::pair{1979, 1}, {2026, 0}, {2026, 13}}) {
     g_now.Year = static_cast<UINT16>(year);
     g_now.Month = static_cast<UINT8>(month);
-    EXPECT_EQ(secondsSince1980(), 0U);
+    EXPECT_EQ(disk_controller::secondsSince1980(), 0U);
   }
 }

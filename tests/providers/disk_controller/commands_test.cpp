@@ -362,7 +362,7 @@ TEST(DiskCommands, Adapter) {
     EXPECT_NE(text.find(word), std::string::npos) << word;
   }
   changeDisks(disks, [](ddf::Copy &copy, size_t) {
-    ddf::controllerDataOf(copy)->vendorData[offsetof(SETTINGS, Modes)] = RAID_MODE_PRESENT | 0x1F;
+    ddf::controllerDataOf(copy)->vendorData[offsetof(disk_controller::Settings, modes)] = RAID_MODE_PRESENT | 0x1F;
   });
   EXPECT_EQ(machine.get().text, text); // a mode without a meaning is as it was
   settings.LearnMode = 0;

@@ -112,20 +112,20 @@ struct DISK_CASE {
 
 // What is found of the only disk, in one line.
 std::string found() {
-  DISK_LIST list;
-  EXPECT_EQ(findDisks(&list), EFI_SUCCESS);
+  disk_controller::DiskList list;
+  EXPECT_EQ(disk_controller::findDisks(&list), EFI_SUCCESS);
   char line[256] = "none";
-  for (UINT32 i = 0; i < list.Count; ++i) {
-    const DISK &disk = list.Items[i];
-    const DISK_IDENTITY &told = disk.Identity;
-    snprintf(line, sizeof line, "%d %X:%X.%X %llX; %s|%s|%s|%s|%llX|%X%s%s; %llu%s%s", disk.Place.Bus,
-             disk.Place.PciBus, disk.Place.PciDevice, disk.Place.PciFunction,
-             static_cast<unsigned long long>(disk.Place.Port), told.Vendor, told.Model, told.Revision, told.Serial,
-             static_cast<unsigned long long>(told.Wwn), told.Speeds, told.SolidState ? " solid" : "",
-             told.ShortFlush ? " short" : "", static_cast<unsigned long long>(disk.Sectors),
-             disk.Unusable == nullptr ? "" : ", ", disk.Unusable == nullptr ? "" : disk.Unusable);
+  for (UINT32 i = 0; i < list.count; ++i) {
+    const disk_controller::Disk &disk = list.items[i];
+    const disk_controller::DiskIdentity &told = disk.identity;
+    snprintf(line, sizeof line, "%d %X:%X.%X %llX; %s|%s|%s|%s|%llX|%X%s%s; %llu%s%s", disk.place.bus,
+             disk.place.pciBus, disk.place.pciDevice, disk.place.pciFunction,
+             static_cast<unsigned long long>(disk.place.port), told.vendor, told.model, told.revision, told.serial,
+             static_cast<unsigned long long>(told.wwn), told.speeds, told.solidState ? " solid" : "",
+             told.shortFlush ? " short" : "", static_cast<unsigned long long>(disk.sectors),
+             disk.unusable == nullptr ? "" : ", ", disk.unusable == nullptr ? "" : disk.unusable);
   }
-  freeDisks(&list);
+  disk_controller::freeDisks(&list);
   return line;
 }
 
@@ -231,12 +231,16 @@ TEST(Disks, AreFoundByEveryBus) {
 
 // Which function, then which bus, then which port.
 TEST(Disks, AreInTheOrderOfTheirPlaces) {
-  const DISK_PLACE places[] = {{DISK_BUS_SATA, 0, 0, 0, 1ULL << 32}, {DISK_BUS_SATA, 0, 0, 0, 2ULL << 32},
-                               {DISK_BUS_NVME, 0, 0, 0, 0},          {DISK_BUS_SATA, 0, 0, 1, 0},
-                               {DISK_BUS_SATA, 0, 1, 0, 0},          {DISK_BUS_SATA, 1, 0, 0, 0}};
-  for (const DISK_PLACE &a : places) {
-    for (const DISK_PLACE &b : places) {
-      EXPECT_EQ(comparePlaces(a, b), &a < &b ? -1 : &a > &b ? 1 : 0) << &a - places << " " << &b - places;
+  const disk_controller::DiskPlace places[] = {
+      {disk_controller::busSata, 0, 0, 0, 1ULL << 32}, {disk_controller::busSata, 0, 0, 0, 2ULL << 32},
+      {disk_controller::busNvme, 0, 0, 0, 0},          {disk_controller::busSata, 0, 0, 1, 0},
+      {disk_controller::busSata, 0, 1, 0, 0},          {disk_controller::busSata, 1, 0, 0, 0}};
+  for (const disk_controller::DiskPlace &a : places) {
+    for (const disk_controller::DiskPlace &b : places) {
+      EXPECT_EQ(disk_controller::comparePlaces(a, b), &a < &b   ? -1
+                                                      : &a > &b ? 1
+                                                                : 0)
+          << &a - places << " " << &b - places;
     }
   }
 }
