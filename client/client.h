@@ -78,8 +78,9 @@ struct XYL_FRONT {
   bool Colours = false;              // and understands colour sequences
   UINTN Columns = 80;                // of a line, for tables
   // Told when a call of the driver that may take long begins and when it is over, so that the front can show to a
-  // person that time passes. Null: it does not.
-  void (*Busy)(const XYL_FRONT *front, bool begins) = nullptr;
+  // person that time passes and which steps the driver's log tells of; steps is how many it will take, 0 where nobody
+  // knows. Null: it does not.
+  void (*Busy)(const XYL_FRONT *front, bool begins, UINT32 steps) = nullptr;
 };
 
 #define XYL_FILE_LIMIT 0x10000000ULL
@@ -126,6 +127,7 @@ enum XYL_OPTION_ID {
   XYL_OPTION_REQUEST,
   XYL_OPTION_IF_MATCH,
   XYL_OPTION_REPORTS,
+  XYL_OPTION_PROGRESS,
   XYL_OPTION_COUNT
 };
 

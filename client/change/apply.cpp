@@ -112,6 +112,7 @@ XYL_RESULT applyChanges(const XYL_CONTEXT &context, const CONTROLLER &controller
     RAID_CONFIG *parsed = nullptr;
     RAID_CONFIG *saved = nullptr;
     result = applyParsed(context, controller, request, &change, &parsed, &saved);
+    change.Steps = parsed != nullptr ? parsed->commandCount : 0;
     releaseConfig(saved);
     releaseConfig(parsed);
     result = isFailure(result) ? result : sendChanges(context, controller, &change);

@@ -82,7 +82,15 @@ static XYL_RESULT openBackup(const XYL_CONTEXT &context, RESTORE_RUN *run) {
   return succeeded();
 }
 
-// The log of the plan is that of the restore, but for statuses.
+// The log of the plan is that of the restore, but for statuses and what a failure prevents.
+static UINT32 stepsOf(const RESTORE_PLAN &plan) {
+  UINT32 count = 0;
+  for (const XML_NODE *node = childNamed(plan.Log, "Operation"); node != nullptr; node = nextSame(node)) {
+    ++count;
+  }
+  return count;
+}
+
 static UINTN logRoom(const RESTORE_PLAN &plan) {
   CHAR8 *text = XMLNodeToText(plan.Log);
   UINTN size = text != nullptr ? textLength(text) : 0;
@@ -107,6 +115,7 @@ static XYL_RESULT prepareRestore(const XYL_CONTEXT &context, RESTORE_RUN *run) {
     result = checkPlan(context, run->Plan);
   }
   if (!isFailure(result)) {
+    run->Change.Steps = stepsOf(run->Plan);
     result =
         openOutput(context, context.Request->Options[XYL_OPTION_LOG_FILE], logRoom(run->Plan), &run->Change.LogFile);
   }

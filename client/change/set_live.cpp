@@ -14,6 +14,39 @@ void freeChange(const XYL_CONTEXT &context, CHANGE *change) {
   dropOutput(context, &change->LogFile);
 }
 
+namespace {
+
+// While one lives, the front shows that the driver works. What firmware shows would stand in the JSON.
+class BusyFront {
+public:
+  BusyFront(const XYL_CONTEXT &context, UINT32 steps) {
+    bool isApart = context.Front->Kind == XYL_FRONT_HOST || !hasOption(context, XYL_OPTION_JSON);
+    if (isApart && context.Front->Busy != nullptr) {
+      front_ = context.Front;
+      front_->Busy(front_, /* begins= */ true, steps);
+    }
+  }
+  ~BusyFront() {
+    if (front_ != nullptr) {
+      front_->Busy(front_, /* begins= */ false, /* steps= */ 0);
+    }
+  }
+  BusyFront(const BusyFront &) = delete;
+  BusyFront &operator=(const BusyFront &) = delete;
+
+private:
+  const XYL_FRONT *front_ = nullptr;
+};
+
+} // namespace
+
+static EFI_STATUS callShown(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, UINT32 steps,
+                            RAID_XYL_BUFFER *input, RAID_XYL_BUFFER *output) {
+  BusyFront busy(context, steps);
+  RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
+  return operations->Set_Live(operations, &parameter, input, output);
+}
+
 // Calls the operation, which takes the documents over; *log is what it returned, or null.
 static EFI_STATUS send(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, CHANGE *change, CHAR8 **log) {
   CHAR8 *options = makeRunOptions(change->Options);
@@ -22,7 +55,6 @@ static EFI_STATUS send(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations
     releaseDocument(&change->Request);
     return EFI_OUT_OF_RESOURCES;
   }
-  RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
   RAID_XYL_BUFFER inputs[2] = {bufferOf(change->Saved), bufferOf({options, textLength(options)})};
   RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof(inputs), inputs};
   RAID_XYL_BUFFER outputs[2] = {{RAID_XYL_REVISION, 0, nullptr}, bufferOf(change->Request)};
@@ -30,14 +62,7 @@ static EFI_STATUS send(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations
   if (change->Request.Text != nullptr) {
     output = {RAID_XYL_REVISION, sizeof(outputs), outputs};
   }
-  bool shows = context.Front->Busy != nullptr && !hasOption(context, XYL_OPTION_JSON);
-  if (shows) {
-    context.Front->Busy(context.Front, true);
-  }
-  EFI_STATUS status = operations->Set_Live(operations, &parameter, &input, &output);
-  if (shows) {
-    context.Front->Busy(context.Front, false);
-  }
+  EFI_STATUS status = callShown(context, operations, change->Steps, &input, &output);
   *log = static_cast<CHAR8 *>(change->Request.Text != nullptr ? outputs[0].Data : output.Data);
   change->Saved = {};
   change->Request = {};

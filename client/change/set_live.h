@@ -10,6 +10,7 @@ struct CHANGE {
   RUN_OPTIONS Options;
   DOCUMENT_TEXT Saved;
   DOCUMENT_TEXT Request;
+  UINT32 Steps;           // that it will take unless one fails; 0: nobody knows
   OUTPUT LogFile;         // opened before
   const CHAR8 *Violation; // what EFI_SECURITY_VIOLATION means, or null
 };

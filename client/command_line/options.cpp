@@ -48,6 +48,8 @@ static constexpr XYL_OPTION g_all[] = {
      "the body of a Redfish request, for METHOD and URI; - is the standard input"},
     {nullptr, "--if-match", "ETAG", XYL_FRONT_HOST, "run the request only while its resource has this entity tag"},
     {nullptr, "--reports", "DIRECTORY", XYL_FRONT_HOST, "write a report page of each configuration into it"},
+    {nullptr, "--progress", nullptr, XYL_FRONT_HOST,
+     "tell each step as soon as it is done, where no terminal shows them"},
 };
 
 static_assert(sizeof(g_all) / sizeof(g_all[0]) == XYL_OPTION_COUNT, "each option has its row");

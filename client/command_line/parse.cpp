@@ -178,12 +178,15 @@ static const XYL_COMMAND *findCommand(const XYL_FRONT *front, const WORDS &words
 
 // What is asked for must not be what --quiet leaves out.
 static XYL_RESULT checkQuiet(const XYL_FRONT *front, const XYL_REQUEST &request) {
+  static constexpr XYL_OPTION_ID others[] = {XYL_OPTION_JSON, XYL_OPTION_PROGRESS};
   if (request.Options[XYL_OPTION_QUIET] == nullptr) {
     return succeeded();
   }
-  if (request.Options[XYL_OPTION_JSON] != nullptr) {
-    complain(front, "--quiet and --json exclude each other; give one of them");
-    return wrongUsage();
+  for (XYL_OPTION_ID id : others) {
+    if (request.Options[id] != nullptr) {
+      complain(front, "--quiet and %a exclude each other; give one of them", g_xylOptions[id].Long);
+      return wrongUsage();
+    }
   }
   const CHAR8 *output = request.Options[XYL_OPTION_OUTPUT];
   if (takesOption(request.Command->Options, XYL_OPTION_OUTPUT) && (output == nullptr || isStandardOutput(output))) {

@@ -44,11 +44,12 @@ static EFI_STATUS EFIAPI getNextMonotonicCount(UINT64 *count) {
   return EFI_SUCCESS;
 }
 
-Platform::Platform(const PLATFORM_OPTIONS &options) : options_(options) {
+Platform::Platform(const PLATFORM_OPTIONS &options)
+    : options_(options), steps_(firmware_.bootServices(), options.onStep) {
   firmware_.bootServices()->GetNextMonotonicCount = getNextMonotonicCount;
   firmware_.systemTable()->RuntimeServices->GetTime = getTime;
   setSystemTable(firmware_.systemTable());
-  load(DebugLogEntry, "the log provider", logOptions(options_.logLevel));
+  loadLog();
   load(XmlServiceEntry, "the XML service");
   if (!options_.controllerFile.empty()) {
     loadController();
@@ -61,6 +62,15 @@ Platform::Platform(const PLATFORM_OPTIONS &options) : options_(options) {
   }
   load(RaidXylEntry, "the driver");
   sim_ != nullptr ? connectSimulated() : connectDisks();
+}
+
+void Platform::loadLog() {
+  static const EFI_GUID logGuid = DEBUG_LOG_PROTOCOL_GUID;
+  load(DebugLogEntry, "the log provider", logOptions(options_.logLevel));
+  void *log = nullptr;
+  if (!EFI_ERROR(firmware_.bootServices()->HandleProtocol(images_.back(), &logGuid, &log))) {
+    steps_.handOnTo(static_cast<DEBUG_LOG_PROTOCOL *>(log));
+  }
 }
 
 void Platform::loadDisks() {

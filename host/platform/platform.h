@@ -8,6 +8,7 @@
 
 #include "host/controller_file/controller_file.h"
 #include "host/firmware/firmware.h"
+#include "host/platform/step_log.h"
 
 // Where the controller comes from; with all empty there is none.
 struct PLATFORM_OPTIONS {
@@ -16,6 +17,7 @@ struct PLATFORM_OPTIONS {
   std::vector<std::string> disks; // images and block devices, which stand in the ports of one function
   std::string logLevel;           // empty: no log on the console
   bool changes = false;           // the controller's file will be saved, disks are opened for writing
+  std::function<void(const progress::Step &)> onStep; // told of each step of an operation when it is done
 };
 
 class Platform {
@@ -33,6 +35,7 @@ public:
   void saveController();
 
 private:
+  void loadLog();
   void load(EFI_IMAGE_ENTRY entry, const char *name, const std::u16string &options = {});
   void loadController();
   void connectSimulated();
@@ -42,6 +45,7 @@ private:
   PLATFORM_OPTIONS options_;
   FileLock lock_;
   Firmware firmware_;
+  StepLog steps_;
   SIM_OWNER sim_;                                   // after the firmware, whose pool it lives in
   std::vector<std::unique_ptr<BlockDevice>> disks_; // likewise
   EFI_HANDLE overDisks_ = nullptr;                  // the controller over them

@@ -1,25 +1,41 @@
 #include "host/program/busy.h"
 
-Busy::Busy(std::function<void(const std::string &)> write, std::chrono::milliseconds interval)
-    : write_(std::move(write)), interval_(interval), thread_([this] { show(); }) {}
+Busy::Busy(std::function<void(const std::string &)> write, std::chrono::milliseconds interval, uint32_t steps)
+    : write_(std::move(write)), interval_(interval), progress_{.total = steps}, thread_([this] { show(); }) {}
 
 Busy::~Busy() {
   {
     std::lock_guard<std::mutex> lock(mutex_);
     ended_ = true;
   }
-  ends_.notify_one();
+  changes_.notify_one();
   thread_.join();
+}
+
+void Busy::tellStep(const progress::Step &step) {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    progress::countStep(&progress_, step);
+    hasStep_ = true;
+  }
+  changes_.notify_one();
 }
 
 void Busy::show() {
   std::unique_lock<std::mutex> lock(mutex_);
-  int count = 0;
-  while (!ends_.wait_for(lock, interval_, [this] { return ended_; })) {
-    ++count;
-    write_("\rworking, " + std::to_string(count) + " s");
+  uint32_t seconds = 0;
+  auto next = std::chrono::steady_clock::now() + interval_;
+  while (!ended_) {
+    if (!changes_.wait_until(lock, next, [&] { return ended_ || (hasStep_ && seconds != 0); })) {
+      ++seconds;
+      next += interval_;
+    }
+    if (!ended_) {
+      hasStep_ = false;
+      write_("\r" + std::string(progress::barLine(progress_, seconds).Text) + "\x1b[K");
+    }
   }
-  if (count != 0) {
+  if (seconds != 0) {
     write_("\r\x1b[K");
   }
 }

@@ -1,20 +1,26 @@
-// Shows on a terminal that time passes while the driver works: an operation tells nothing before its end.
+// Shows on a terminal how far the driver has come, and that time passes.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
 
+#include "client/progress/progress.h"
+
 class Busy {
 public:
-  // Writes "working, N s" after every interval, of which N counts; write is called from another thread until the
-  // destructor returns, which erases the line if there was one.
-  Busy(std::function<void(const std::string &)> write, std::chrono::milliseconds interval);
+  // Writes a bar in place of the last one after every interval, which counts as a second, and once there is one also
+  // after every step; steps is how many there will be, or 0. write is called from another thread until the destructor
+  // returns, which erases the bar if there is one.
+  Busy(std::function<void(const std::string &)> write, std::chrono::milliseconds interval, uint32_t steps);
   ~Busy();
   Busy(const Busy &) = delete;
   Busy &operator=(const Busy &) = delete;
+
+  void tellStep(const progress::Step &step);
 
 private:
   void show();
@@ -22,7 +28,9 @@ private:
   std::function<void(const std::string &)> write_;
   std::chrono::milliseconds interval_;
   std::mutex mutex_;
-  std::condition_variable ends_;
+  std::condition_variable changes_;
+  progress::Progress progress_;
+  bool hasStep_ = false; // that the bar does not show yet
   bool ended_ = false;
   std::thread thread_; // last: it uses all the others
 };

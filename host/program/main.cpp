@@ -51,14 +51,35 @@ static XYL_ANSWER askYes(const XYL_FRONT *, const CHAR8 *question) {
   return line == "yes" ? XYL_ANSWER_YES : XYL_ANSWER_NO;
 }
 
-static std::unique_ptr<Busy> g_busy;
+// How far an operation has come: a bar on a terminal, and lines where they are asked for.
+namespace {
+struct Shown {
+  bool inLines = false;
+  std::unique_ptr<Busy> bar;        // null: none
+  const XYL_FRONT *front = nullptr; // that the lines of the running operation go to; null: none
+  progress::Progress progress = {};
+};
+Shown g_shown;
+} // namespace
 
-static void showBusy(const XYL_FRONT *front, bool begins) {
-  if (!begins) {
-    g_busy.reset();
-  } else if (isatty(STDERR_FILENO) != 0) {
+static void showBusy(const XYL_FRONT *front, bool begins, UINT32 steps) {
+  g_shown.bar.reset();
+  g_shown.front = begins && g_shown.inLines ? front : nullptr;
+  g_shown.progress = {.total = steps};
+  if (begins && !g_shown.inLines && isatty(STDERR_FILENO) != 0) {
     auto write = [front](const std::string &text) { writeError(front, text.c_str(), text.size()); };
-    g_busy = std::make_unique<Busy>(write, std::chrono::seconds(1));
+    g_shown.bar = std::make_unique<Busy>(write, std::chrono::seconds(1), steps);
+  }
+}
+
+static void showStep(const progress::Step &step) {
+  if (g_shown.bar != nullptr) {
+    g_shown.bar->tellStep(step);
+  }
+  if (g_shown.front != nullptr) {
+    progress::countStep(&g_shown.progress, step);
+    std::string line = std::string(progress::stepLine(g_shown.progress).Text) + "\n";
+    writeError(g_shown.front, line.c_str(), line.size());
   }
 }
 
@@ -128,6 +149,7 @@ static XYL_RESULT runOnPlatform(XYL_FRONT &front, const XYL_REQUEST &request) {
     return result;
   }
   options.changes = xylChangesController(request);
+  options.onStep = showStep;
   Platform platform(options);
   front.SystemTable = platform.systemTable();
   std::string server = serverName(options);
@@ -159,6 +181,7 @@ int main(int argc, char **argv) {
   XYL_RESULT result = xylParse(&front, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);
   if (!isFailure(result)) {
     xylSilence(&front, request);
+    g_shown.inLines = request.Options[XYL_OPTION_PROGRESS] != nullptr;
   }
   if (!isFailure(result) && !xylHelp(&front, request)) {
     result = guarded(front, [&] { return runOnPlatform(front, request); });

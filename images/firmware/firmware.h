@@ -21,7 +21,7 @@ EFI_STATUS firmwareOpenOutput(const XYL_FRONT *front, const CHAR8 *name, UINTN r
 EFI_STATUS firmwareCloseOutput(const XYL_FRONT *front, void *output, const CHAR8 *data, UINTN size);
 bool firmwareIsSameFile(const XYL_FRONT *front, const CHAR8 *a, const CHAR8 *b);
 void firmwareWrite(const XYL_FRONT *front, const CHAR8 *text, UINTN length);
-void firmwareBusy(const XYL_FRONT *front, bool begins); // a dot for every second
+void firmwareBusy(const XYL_FRONT *front, bool begins, UINT32 steps);
 
 // Behind the name of an output while it is written, and of the old file while both change places.
 #define FIRMWARE_NEW_SUFFIX ".xyl-new"

@@ -30,6 +30,18 @@
       0x8E, 0x39, 0x00, 0xA0, 0xC9, 0x69, 0x72, 0x3B                                                                   \
     }                                                                                                                  \
   }
+#define EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL_GUID                                                                           \
+  {                                                                                                                    \
+    0x387477C2, 0x69C7, 0x11D2, {                                                                                      \
+      0x8E, 0x39, 0x00, 0xA0, 0xC9, 0x69, 0x72, 0x3B                                                                   \
+    }                                                                                                                  \
+  }
+#define EFI_GRAPHICS_OUTPUT_PROTOCOL_GUID                                                                              \
+  {                                                                                                                    \
+    0x9042A9DE, 0x23DC, 0x4A38, {                                                                                      \
+      0x96, 0xFB, 0x7A, 0xDE, 0xD0, 0x80, 0x51, 0x6A                                                                   \
+    }                                                                                                                  \
+  }
 #define EFI_SHELL_PARAMETERS_PROTOCOL_GUID                                                                             \
   {                                                                                                                    \
     0x752F3136, 0x4E16, 0x4FDC, {                                                                                      \

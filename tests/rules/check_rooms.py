@@ -16,7 +16,8 @@ ANY = r'<[a-z_0-9/.]+>|"nlohmann/json\.hpp"'
 
 DRIVER = ["driver/" + room for room in "controller xml inventory request restore live binding".split()]
 CLIENT = ["client"] + ["client/" + room for room in (
-    "output command_line documents steps guard controllers show compare plan change verbs ensure transcript jobs").split()]
+    "output command_line documents steps progress guard controllers show compare plan change verbs ensure transcript "
+    "jobs").split()]
 DISKS = ["providers/disk_controller/" + room for room in "io metadata model commands".split()]
 SIMULATOR = ["providers/sim_controller/" + room for room in "state commands hand".split()]
 HOST = ["host/" + room for room in (

@@ -15,15 +15,22 @@ TEST(Busy, CountsAndErasesItsLine) {
           text += part;
           written.notify_one();
         },
-        std::chrono::milliseconds(1));
-    std::unique_lock<std::mutex> lock(mutex);
-    written.wait(lock, [&] { return text.find("working, 2 s") != std::string::npos; });
+        std::chrono::milliseconds(1), 5);
+    auto waitFor = [&](const std::string &part) {
+      std::unique_lock<std::mutex> lock(mutex);
+      written.wait(lock, [&] { return text.find(part) != std::string::npos; });
+    };
+    waitFor("working, 2 s");
+    busy.tellStep({"GetLive", EFI_NOT_FOUND}); // a controller without disks
+    busy.tellStep({"CreateVD", EFI_OUT_OF_RESOURCES});
+    waitFor("[########------------] 2 of 5, 1 failed, CreateVD, ");
   }
-  EXPECT_EQ(text.find("\rworking, 1 s\rworking, 2 s"), 0u);
+  EXPECT_EQ(text.find("\rworking, 1 s\x1b[K\rworking, 2 s"), 0u);
   EXPECT_TRUE(text.ends_with("\r\x1b[K"));
   text.clear();
   {
-    Busy busy([&](const std::string &part) { text += part; }, std::chrono::hours(1));
+    Busy busy([&](const std::string &part) { text += part; }, std::chrono::hours(1), 1);
+    busy.tellStep({"CHANGE", EFI_SUCCESS});
   }
   EXPECT_EQ(text, ""); // short work leaves no trace
 }

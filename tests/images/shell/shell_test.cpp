@@ -1,9 +1,14 @@
 // The shell front: its entry point under the host's firmware, with a shell that keeps files in memory.
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <regex>
 
+#include "base/console.h"
+#include "debug_log.h"
+#include "debug_log_ring.h"
 #include "images/shell/shell.h"
+#include "providers/sim_controller/faults.h"
 #include "providers/sim_controller/hand.h"
 #include "providers/sim_controller/presets.h"
 #include "providers/sim_controller/sim_controller.h"
@@ -287,6 +292,113 @@ TEST_F(XylShell, KeepsPassphrasesToItself) {
   expect(u"key rekey --key-id k --old-passphrase-file old.txt --passphrase-file old.txt", EFI_SUCCESS);
   world_.firmware.typeKeys("Tall\x1B");
   expect(u"key rekey --key-id k", EFI_ABORTED, "no passphrase was given");
+}
+
+// The firmware's clock: at every command that the controller gets, that many ticks of a timer go by.
+struct CLOCK {
+  static inline EFI_EVENT_NOTIFY notify; // null: no timer runs
+  static inline void *context;
+  static inline unsigned ticks, timers, commands;
+  static inline std::function<void()> onCommand;
+  static inline EFI_STATUS(EFIAPI *execute)(RAID_MGMT_PROTOCOL *, RAID_CMD_BLOCK *, RAID_CMD_RESULT *);
+
+  static EFI_STATUS EFIAPI create(UINT32 type, EFI_TPL, EFI_EVENT_NOTIFY called, void *with, EFI_EVENT *event) {
+    notify = (type & EFI_EVENT_TIMER) != 0 ? called : nullptr;
+    context = with;
+    *event = &notify;
+    ++timers;
+    return EFI_SUCCESS;
+  }
+  static EFI_STATUS EFIAPI set(EFI_EVENT, int, UINT64) { return EFI_SUCCESS; }
+  static EFI_STATUS EFIAPI close(EFI_EVENT) {
+    notify = nullptr;
+    --timers;
+    return EFI_SUCCESS;
+  }
+  static EFI_STATUS EFIAPI pass(RAID_MGMT_PROTOCOL *controller, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
+    for (unsigned i = 0; notify != nullptr && i < ticks; ++i) {
+      EFI_TPL before = g_bootServices->RaiseTPL(EFI_TPL_CALLBACK);
+      notify(&notify, context);
+      g_bootServices->RestoreTPL(before);
+    }
+    if (notify != nullptr) {
+      ++commands;
+      onCommand();
+    }
+    return execute(controller, block, result);
+  }
+};
+
+TEST_F(XylShell, TellsStepsAsTheyAreDone) {
+  static const EFI_GUID ringGuid = DEBUG_LOG_RING_PROTOCOL_GUID, logGuid = DEBUG_LOG_PROTOCOL_GUID;
+  static const EFI_GUID graphicsGuid = EFI_GRAPHICS_OUTPUT_PROTOCOL_GUID, pathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID,
+                        textGuid = EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL_GUID;
+  static uint8_t uart[] = {2, 1, 12, 0, 0, 0, 0, 0, 0, 0, 0, 0, 3, 14,   19,   0, 0, 0,
+                           0, 0, 0,  0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x7F, 0xFF, 4, 0};
+  DEBUG_LOG_RING_PROTOCOL *ring = nullptr;
+  DEBUG_LOG_PROTOCOL *log = nullptr;
+  ASSERT_EQ(world_.services->LocateProtocol(&ringGuid, nullptr, reinterpret_cast<void **>(&ring)), EFI_SUCCESS);
+  ASSERT_EQ(world_.services->LocateProtocol(&logGuid, nullptr, reinterpret_cast<void **>(&log)), EFI_SUCCESS);
+  ASSERT_EQ(run(u"get -o saved.xml"), EFI_SUCCESS);
+  run(u"restore saved.xml --rebuild --partial --no-backup --yes"); // the key goes, which later ones need not remove
+  world_.services->CreateEvent = CLOCK::create;
+  world_.services->SetTimer = CLOCK::set;
+  world_.services->CloseEvent = CLOCK::close;
+  CLOCK::execute = world_.sim->protocol.Execute;
+  world_.sim->protocol.Execute = CLOCK::pass;
+  auto restore = [&](
+                     unsigned ticks, const std::u16string &more = {}, std::function<void()> onCommand = [] {}) {
+    simClearFaults(world_.sim);
+    ASSERT_TRUE(simAddFault(
+        world_.sim, {SIM_FAULT_STATUS, RAID_COMMAND_CREATE, SIM_ANY, 1, /* once= */ true, EFI_OUT_OF_RESOURCES, 0}));
+    CLOCK::ticks = ticks;
+    CLOCK::commands = 0;
+    CLOCK::onCommand = std::move(onCommand);
+    run(u"restore saved.xml --rebuild --partial --no-backup --yes" + more);
+    EXPECT_EQ(CLOCK::timers, 0u);
+  };
+  const std::string third = "step 3 of 13: Validate\n", failure = "step 7 of 13: CreateVD, Out of Resources\n",
+                    last = "step 13 of 13: ChangePD\n      Step                  Result";
+
+  // A line is there before the next command is sent, and the others that are no steps leave no trace.
+  restore(1, u"", [] { Print(u"%d;\r\n", CLOCK::commands); });
+  for (const std::string &part :
+       {"1;\nstep 1 of 13: GetLive\n2;\nstep 2 of 13: GetLive\n" + third + "3;\n", failure + "7;\n", last}) {
+    EXPECT_TRUE(said(part)) << part << console_;
+  }
+  restore(5); // a dot for each second without a step
+  EXPECT_TRUE(said(".\nstep 1 of 13: GetLive\n.\nstep 2 of") && said(last)) << console_;
+  restore(0); // all of it within a tick
+  EXPECT_TRUE(said(third) && said(failure) && said(last)) << console_;
+  for (const char16_t *option : {u" --quiet", u" --json"}) {
+    restore(5, option);
+    EXPECT_FALSE(said("step 1") || said("..")) << console_;
+  }
+
+  // What the ring has lost cannot be counted; lines that it never gets are no steps.
+  restore(1, u"", [&] {
+    for (int i = 0; CLOCK::commands == 5 && i < 5000; ++i) {
+      log->LogPrint(LOG_TRACE, "noise", u"%060d", i);
+    }
+  });
+  EXPECT_TRUE(said("step 5 of 13") && !said("step 6") && !said(last)) << console_;
+  ring->SetLevel(ring, LOG_WARN);
+  restore(5);
+  EXPECT_TRUE(!said("step 1") && said("..")) << console_;
+  ring->SetLevel(ring, LOG_TRACE);
+
+  // A screen has a bar, which goes; beside a serial line it has none.
+  EFI_HANDLE screen = nullptr, line = nullptr;
+  world_.services->InstallMultipleProtocolInterfaces(&screen, &textGuid, &screen, &graphicsGuid, &screen, nullptr);
+  restore(5);
+  EXPECT_TRUE(said("[##########----------] 7 of 13, 1 failed, CreateVD, ") && !said("step 7")) << console_;
+  EXPECT_TRUE(said(std::string(78, ' ') + "      Step")) << console_;
+  world_.services->InstallMultipleProtocolInterfaces(&line, &textGuid, &line, &pathGuid, uart, nullptr);
+  restore(1);
+  EXPECT_TRUE(said(failure) && !said("] 7 of")) << console_;
+  world_.services->UninstallMultipleProtocolInterfaces(line, &textGuid, &line, &pathGuid, uart, nullptr);
+  world_.services->UninstallMultipleProtocolInterfaces(screen, &textGuid, &screen, &graphicsGuid, &screen, nullptr);
+  world_.sim->protocol.Execute = CLOCK::execute;
 }
 
 TEST_F(XylShell, SurvivesEveryFailure) {
