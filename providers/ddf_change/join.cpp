@@ -170,7 +170,7 @@ static EFI_STATUS writeJoining(Work *work) {
   }
   UINT32 at = work->set != nullptr ? work->set->pdCount : 1;
   for (UINT32 i = work->members + (work->set == nullptr ? 1 : 0); i < work->count; ++i) {
-    enter(work, work->disks[i], ++at);
+    enter(work, work->disks[i], at++);
   }
   return status;
 }
