@@ -5,9 +5,11 @@
 #include "client/command_line/commands.h"
 #include "client/compare/commands.h"
 #include "client/controllers/commands.h"
+#include "client/ensure/commands.h"
 #include "client/show/commands.h"
 #include "client/verbs/commands.h"
 
 // Up to the log.
-inline constexpr auto g_workCommands = joined(g_listCommand, g_identifyCommand, g_getCommand, g_showCommand,
-                                              g_compareCommands, g_restoreCommands, g_verbCommands, g_applyCommand);
+inline constexpr auto g_workCommands =
+    joined(g_listCommand, g_identifyCommand, g_getCommand, g_showCommand, g_compareCommands, g_restoreCommands,
+           g_verbCommands, g_ensureCommand, g_applyCommand);

@@ -66,6 +66,9 @@ struct Disks {
   UINT32 count;
 };
 
+// Whether the disk goes with members of those kinds in one of the level, each of which holds share.
+Verdict judgeSpare(const RAID_LEVEL_PARAMS &level, Kinds members, UINT64 share, const RAID_PD_RECORD &disk);
+
 // Whether the disk goes with the members of the virtual disk and is as large as what each of them holds, which is
 // *share then.
 Verdict judgeSpare(const RAID_ADAPTER_RECORD &adapter, const Disks &disks, const RAID_PD_RECORD &disk,

@@ -115,10 +115,15 @@ static bool isMemberOf(const RAID_PD_RECORD &disk, UINT32 virtualDisk) {
   return false;
 }
 
+Verdict judgeSpare(const RAID_LEVEL_PARAMS &level, Kinds members, UINT64 share, const RAID_PD_RECORD &disk) {
+  addKind(&members, disk);
+  Verdict verdict = judgeKinds(level, members);
+  return verdict == Verdict::fits && disk.Size < share ? Verdict::tooSmall : verdict;
+}
+
 Verdict judgeSpare(const RAID_ADAPTER_RECORD &adapter, const Disks &disks, const RAID_PD_RECORD &disk,
                    const RAID_VD_RECORD &virtualDisk, UINT64 *share) {
   Kinds kinds = {};
-  addKind(&kinds, disk);
   for (UINT32 i = 0; i < disks.count; ++i) {
     if (isMemberOf(disks.items[i], virtualDisk.ObjectID)) {
       addKind(&kinds, disks.items[i]);
@@ -127,8 +132,7 @@ Verdict judgeSpare(const RAID_ADAPTER_RECORD &adapter, const Disks &disks, const
   const RAID_LEVEL_LAYOUT *rule = levelLayout(virtualDisk.RAIDLevel);
   Layout layout = {rule != nullptr ? dataMembers(adapter, *rule, virtualDisk.RAIDLevelDesc, virtualDisk.PDCount) : 0};
   *share = shareOf(layout, virtualDisk.Size);
-  Verdict verdict = judgeKinds(virtualDisk.RAIDLevelDesc, kinds);
-  return verdict == Verdict::fits && disk.Size < *share ? Verdict::tooSmall : verdict;
+  return judgeSpare(virtualDisk.RAIDLevelDesc, kinds, *share, disk);
 }
 
 } // namespace fitting

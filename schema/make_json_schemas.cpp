@@ -10,6 +10,7 @@
 
 #include "client/command_line/command_line.h"
 #include "client/compare/compare.h"
+#include "client/ensure/judge.h"
 #include "host/program/host_commands.h"
 #include "schema/field_use.h"
 #include "schema/json_shapes.h"
@@ -85,6 +86,9 @@ static JSON_VALUE clientWords(const std::string &name) {
   }
   for (int i = 0; name == "differenceObject" && i < DIFFERENCE_OBJECT_COUNT; ++i) {
     words.push_back(differenceObjectName(static_cast<DIFFERENCE_OBJECT>(i)));
+  }
+  for (UINT8 i = 0; name == "fate" && i < static_cast<UINT8>(ensure::Fate::count); ++i) {
+    words.push_back(ensure::fateName(static_cast<ensure::Fate>(i)));
   }
   if (name == "stepResult") {
     words = {"Success", "Fail"};

@@ -50,6 +50,7 @@ static constexpr XYL_OPTION g_all[] = {
     {nullptr, "--reports", "DIRECTORY", XYL_FRONT_HOST, "write a report page of each configuration into it"},
     {nullptr, "--progress", nullptr, XYL_FRONT_HOST,
      "tell each step as soon as it is done, where no terminal shows them"},
+    {nullptr, "--plan", nullptr, XYL_FRONT_BOTH, "say what would be done, and do nothing"},
 };
 
 static_assert(sizeof(g_all) / sizeof(g_all[0]) == XYL_OPTION_COUNT, "each option has its row");

@@ -26,7 +26,7 @@ XYL_RESULT askToGoOn(const XYL_CONTEXT &context, const CONTROLLER_IDENTITY &iden
     return succeeded();
   }
   if (hasOption(context, XYL_OPTION_JSON)) {
-    complain(context.Front, "--json leaves no room for a question; look at 'xyl plan' and give --yes");
+    complain(context.Front, "--json leaves no room for a question; look at the plan and give --yes");
     return {XYL_USAGE, EFI_INVALID_PARAMETER, XYL_REASON_DECLINED};
   }
   switch (ask(context, identity, keptIn)) {

@@ -19,16 +19,6 @@ XYL_RESULT buildImport(const XYL_CONTEXT &context, const RAID_CONFIG &config, CH
 // Whether what --name gives can be the name of a new virtual disk there; a failure comes with a message.
 XYL_RESULT checkNewName(const XYL_CONTEXT &context, const CONTROLLER &controller);
 
-// The Change method that makes the disks spares of those virtual disks (ids or references; none: of all), or frees
-// them.
-struct SPARE_CHANGE {
-  UINT64 Kind; // RAID_HOTSPARE_
-  const CHOICE *Disks;
-  const UINT32 *VirtualDisks;
-  UINT32 VirtualDiskCount;
-};
-void putSpareChange(CHANGE_WRITER *writer, const RAID_CONFIG &config, const SPARE_CHANGE &change);
-
 inline XYL_RESULT refused() {
   return failed(EFI_INVALID_PARAMETER);
 }

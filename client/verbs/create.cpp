@@ -1,8 +1,6 @@
 // create: a virtual disk, with spares of its own.
 #include "client/verbs/create_disks.h"
-
-// Names the new virtual disk within its document.
-static constexpr UINT32 NEW_VIRTUAL_DISK = 0x00100000;
+#include "client/verbs/methods.h"
 
 // Reads an option whose value is one of a table's, those in the mask; *value is 0 when it is not given.
 static XYL_RESULT readValue(const XYL_CONTEXT &context, XYL_OPTION_ID option, const VALUE_NAME_TABLE *table,
@@ -73,7 +71,6 @@ static XYL_RESULT readCacheWord(const XYL_CONTEXT &context, const CHAR8 *word, C
   return succeeded();
 }
 
-// The groups that are not named get the level's default, since the policy is one word to the controller.
 static XYL_RESULT readCache(const XYL_CONTEXT &context, CREATION *creation) {
   const CHAR8 *words = context.Request->Options[XYL_OPTION_CACHE];
   ITEM item;
@@ -81,11 +78,8 @@ static XYL_RESULT readCache(const XYL_CONTEXT &context, CREATION *creation) {
   while (!isFailure(result) && nextItem(&words, &item)) {
     result = readCacheWord(context, item.Text, creation);
   }
-  for (UINT32 i = 0; creation->Cache != 0 && i < g_cachePolicyGroups.RowCount; ++i) {
-    UINT32 group = g_cachePolicyGroups.Rows[i].Mask;
-    if ((creation->Cache & group) == 0) {
-      creation->Cache |= creation->Level->DefaultCachePolicy & group;
-    }
+  if (creation->Cache != 0) {
+    creation->Cache = completedCache(creation->Cache, creation->Level->DefaultCachePolicy);
   }
   return result;
 }
@@ -122,40 +116,17 @@ static XYL_RESULT readCreation(const XYL_CONTEXT &context, const RAID_CONFIG &co
   return isFailure(result) ? result : readSize(context, creation);
 }
 
-static void putCache(CHANGE_WRITER *writer, UINT32 cache) {
-  openElement(writer, "CurrentCachePolicy");
-  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
-    const FIELD_ROW &row = g_cachePolicyGroups.Rows[i];
-    if ((cache & row.Mask) != 0) {
-      putElement(writer, row.Element, GetNameFromValue(cache & row.Mask, row.Names));
-    }
-  }
-  closeElement(writer);
-}
-
 static void putCreation(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CREATION &creation,
                         CHANGE_WRITER *writer) {
-  const CHAR8 *name = context.Request->Options[XYL_OPTION_NAME];
-  openMethod(writer, "Create", "Virtual Disk");
-  for (UINT32 i = 0; i < creation.Members.Count; ++i) {
-    putElement(writer, "OID", config.physicalDisks[creation.Members.Places[i]].ObjectID);
-  }
-  openObject(writer, "VD", "Virtual Disk");
-  if (name != nullptr) {
-    putElement(writer, "Name", name);
-  }
-  putElement(writer, "TargetID", NEW_VIRTUAL_DISK);
-  putElement(writer, "RAIDLevel", GetNameFromValue(creation.Level->RAIDLevel, g_raidLevelTable));
-  if (creation.Size != 0) {
-    putElement(writer, "Size", creation.Size);
-  }
-  if (creation.Stripe != 0) {
-    putElement(writer, "StripeSize", GetNameFromValue(creation.Stripe, g_stripeSizeTable));
-  }
-  if (creation.Cache != 0) {
-    putCache(writer, creation.Cache);
-  }
-  closeMethod(writer);
+  putCreate(writer, config,
+            {.Name = context.Request->Options[XYL_OPTION_NAME],
+             .Reference = NEW_VIRTUAL_DISK,
+             .Level = creation.Level->RAIDLevel,
+             .Size = creation.Size,
+             .Stripe = creation.Stripe,
+             .Cache = creation.Cache,
+             .Members = creation.Members.Places,
+             .MemberCount = creation.Members.Count});
   if (creation.Spares.Count != 0) {
     putSpareChange(writer, config, {RAID_HOTSPARE_DEDICATED, &creation.Spares, &NEW_VIRTUAL_DISK, 1});
   }

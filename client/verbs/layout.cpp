@@ -2,19 +2,29 @@
 
 using fitting::Verdict;
 
+WORD_LIST whyNotCount(Verdict verdict, const RAID_LEVEL_PARAMS &level, UINT32 count) {
+  WORD_LIST why = {};
+  append(why, "", GetNameFromValue(level.RAIDLevel, g_raidLevelTable));
+  if (verdict == Verdict::wrongCount) {
+    appendNumber(why, " takes ", level.MinDisks);
+    appendNumber(why, " to ", level.MaxDisks);
+    appendNumber(why, " disks here, not ", count);
+    return why;
+  }
+  append(why, " needs ", verdict == Verdict::oddCount ? "an even number of disks" : "two or more equal spans");
+  appendNumber(why, "; ", count);
+  append(why, "", " disks cannot be divided so");
+  return why;
+}
+
 XYL_RESULT checkCount(const XYL_CONTEXT &context, const RAID_ADAPTER_RECORD &adapter, const RAID_LEVEL_PARAMS &level,
                       UINT32 count, fitting::Layout *layout) {
-  const CHAR8 *name = GetNameFromValue(level.RAIDLevel, g_raidLevelTable);
   Verdict verdict = fitting::judgeCount(adapter, level, count, layout);
   if (verdict == Verdict::fits) {
     return succeeded();
   }
-  if (verdict == Verdict::wrongCount) {
-    complain(context.Front, "%a takes %d to %d disks here, not %d", name, level.MinDisks, level.MaxDisks, count);
-  } else {
-    complain(context.Front, "%a needs %a; %d disks cannot be divided so", name,
-             verdict == Verdict::oddCount ? "an even number of disks" : "two or more equal spans", count);
-  }
+  WORD_LIST why = whyNotCount(verdict, level, count);
+  complain(context.Front, "%a", why.Text);
   return failed(EFI_INVALID_PARAMETER);
 }
 

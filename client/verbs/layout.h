@@ -8,6 +8,9 @@
 XYL_RESULT checkCount(const XYL_CONTEXT &context, const RAID_ADAPTER_RECORD &adapter, const RAID_LEVEL_PARAMS &level,
                       UINT32 count, fitting::Layout *layout);
 
+// Why the level does not go with so many disks.
+WORD_LIST whyNotCount(fitting::Verdict verdict, const RAID_LEVEL_PARAMS &level, UINT32 count);
+
 // Why disks cannot be together.
 const CHAR8 *whyNotTogether(fitting::Verdict verdict);
 // "SAS hard disk"

@@ -3,7 +3,6 @@
 #include "base/pool.h"
 #include "base/text.h"
 #include "fitting/fitting.h"
-#include "records/ids.h"
 
 static constexpr UINT32 SEVERAL = ID_NONE - 1;
 
@@ -18,8 +17,7 @@ static bool isText(const CHAR16 *wide, const CHAR8 *text) {
 
 // --- Disks ---
 
-// The place in the list of the enclosure with that object id, or position; ID_NONE without one.
-static UINT32 findEnclosure(const RAID_CONFIG &config, UINT64 number) {
+UINT32 findEnclosure(const RAID_CONFIG &config, UINT64 number) {
   for (UINT32 i = 0; i < config.enclosureCount; ++i) {
     if (config.enclosures[i].ObjectID == number) {
       return i;
@@ -33,7 +31,7 @@ static UINT32 findEnclosure(const RAID_CONFIG &config, UINT64 number) {
   return ID_NONE;
 }
 
-static bool isDirect(const RAID_CONFIG &config, const RAID_PD_RECORD &disk) {
+bool isDirect(const RAID_CONFIG &config, const RAID_PD_RECORD &disk) {
   UINT32 enclosure = findEnclosure(config, disk.EnclosureObjectID);
   return enclosure == ID_NONE || config.enclosures[enclosure].ObjectID != disk.EnclosureObjectID;
 }

@@ -3,6 +3,7 @@
 
 #include "client/guard/guard.h"
 #include "client/verbs/words.h"
+#include "records/ids.h"
 
 // Places in the configuration's list, in the order in which they were chosen, each once.
 struct CHOICE {
@@ -23,6 +24,11 @@ XYL_RESULT chooseOperands(const XYL_CONTEXT &context, const RAID_CONFIG &config,
 
 // Room for count places; false without memory.
 bool makeChoice(CHOICE *choice, UINT32 count);
+
+// The place in the list of the enclosure with that object id, or else position; ID_NONE without one.
+UINT32 findEnclosure(const RAID_CONFIG &config, UINT64 number);
+// Whether the disk is in no enclosure.
+bool isDirect(const RAID_CONFIG &config, const RAID_PD_RECORD &disk);
 
 // What a disk is that is not free: "Online", "Online and full", "a hot spare".
 const CHAR8 *stateOf(const RAID_PD_RECORD &disk);

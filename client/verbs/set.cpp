@@ -1,42 +1,15 @@
 // set: modes and rates of the adapter by their names.
 #include "client/verbs/builders.h"
+#include "client/verbs/methods.h"
 
 #include "base/text.h"
-
-namespace {
-
-// What the words of the command line have made of the adapter so far.
-struct SETTINGS {
-  RAID_ADAPTER_RECORD Adapter;
-  UINT64 Rows;  // of g_adapterFields that are named, a bit each
-  UINT32 Rates; // likewise
-};
-
-} // namespace
-
-// Security modes come and go with the key.
-static bool isSetting(const FIELD_ROW &row) {
-  return (row.Flags & FIELD_MODE) != 0 && row.Names != g_securityModeTable;
-}
-
-static bool isThere(const RAID_ADAPTER_RECORD &adapter, const FIELD_ROW &row) {
-  return (fieldLoad(&adapter, row.Place) & RAID_MODE_PRESENT) != 0;
-}
-
-static void nameOfRate(CHAR8 (&name)[64], const RAID_RATE &rate) {
-  textNarrow(name, rate.Name, sizeof(name) - 1);
-}
-
-static bool isEditable(const RAID_RATE &rate) {
-  return rate.Name != nullptr && (rate.EditableValue & RAID_RATE_EDITABLE) != 0;
-}
 
 static XYL_RESULT complainOfName(const XYL_CONTEXT &context, const RAID_ADAPTER_RECORD &adapter, const CHAR8 *name,
                                  bool isRate) {
   WORD_LIST names = {};
   for (UINT32 i = 0; !isRate && i < g_adapterFields.RowCount; ++i) {
     const FIELD_ROW &row = g_adapterFields.Rows[i];
-    if (isSetting(row) && isThere(adapter, row)) {
+    if (isModeRow(row) && hasMode(adapter, row)) {
       append(names, ", ", row.Element);
     }
   }
@@ -82,7 +55,7 @@ static XYL_RESULT setMode(const XYL_CONTEXT &context, const CHAR8 *name, const C
   MEANING meaning = {name, 0, 0, false};
   for (UINT32 i = 0; i < g_adapterFields.RowCount; ++i) {
     const FIELD_ROW &row = g_adapterFields.Rows[i];
-    if (isSetting(row) && isThere(settings->Adapter, row)) {
+    if (isModeRow(row) && hasMode(settings->Adapter, row)) {
       offerName(&meaning, row.Element, i);
     }
   }
@@ -136,46 +109,6 @@ static XYL_RESULT readSetting(const XYL_CONTEXT &context, const CHAR8 *word, SET
   }
   const CHAR8 *value = word + length + 1;
   return isRate(value) ? setRate(context, name.Text, value, settings) : setMode(context, name.Text, value, settings);
-}
-
-// Modes that share a byte go together, since the controller takes it as a whole.
-static bool goesWithNamed(const SETTINGS &settings, const FIELD_ROW &row) {
-  for (UINT32 i = 0; i < g_adapterFields.RowCount; ++i) {
-    if ((settings.Rows >> i & 1) != 0 && g_adapterFields.Rows[i].Place.Offset == row.Place.Offset) {
-      return true;
-    }
-  }
-  return false;
-}
-
-static void putSettings(CHANGE_WRITER *writer, const SETTINGS &settings) {
-  openMethod(writer, "Change", "Adapter");
-  openObject(writer, "Adapter", "Adapter");
-  for (UINT32 i = 0; i < g_adapterFields.RowCount; ++i) {
-    const FIELD_ROW &row = g_adapterFields.Rows[i];
-    if (!isSetting(row) || !goesWithNamed(settings, row)) {
-      continue;
-    }
-    UINT64 bits = fieldLoad(&settings.Adapter, row.Place) & row.Mask;
-    if (row.Format != FORMAT_MARK) {
-      putElement(writer, row.Element, GetNameFromValue(bits, row.Names));
-    } else if (bits != 0) {
-      putElement(writer, row.Element, "True");
-    }
-  }
-  for (UINT32 i = 0; i < RAID_RATE_COUNT; ++i) {
-    const RAID_RATE &rate = settings.Adapter.Rates[i];
-    if ((settings.Rates >> i & 1) != 0) {
-      CHAR8 name[64];
-      nameOfRate(name, rate);
-      openElement(writer, "Rate");
-      putElement(writer, "Name", name);
-      putElement(writer, "Editable", "true");
-      putElement(writer, "Value", UINT64{rate.EditableValue} >> RAID_RATE_VALUE_SHIFT);
-      closeElement(writer);
-    }
-  }
-  closeMethod(writer);
 }
 
 XYL_RESULT buildSet(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer) {

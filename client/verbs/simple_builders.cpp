@@ -1,6 +1,7 @@
 // The verbs that need little more than the objects' ids: import, delete, spare, identify.
 #include "client/verbs/builders.h"
 #include "client/verbs/layout.h"
+#include "client/verbs/methods.h"
 
 XYL_RESULT buildImport(const XYL_CONTEXT &, const RAID_CONFIG &, CHANGE_WRITER *writer) {
   openMethod(writer, "Import", "Adapter");
@@ -41,24 +42,6 @@ XYL_RESULT buildIdentify(const XYL_CONTEXT &context, const RAID_CONFIG &config, 
 }
 
 // --- spare ---
-
-static void putSpare(CHANGE_WRITER *writer, const RAID_PD_RECORD &disk, const SPARE_CHANGE &change) {
-  openMethod(writer, "Change", "Physical Disk");
-  putElement(writer, "OID", disk.ObjectID);
-  openObject(writer, "PD", "Physical Disk");
-  putElement(writer, "Hotspare", GetNameFromValue(change.Kind, g_hotspareTable));
-  for (UINT32 i = 0; i < change.VirtualDiskCount; ++i) {
-    putElement(writer, "VD", change.VirtualDisks[i]);
-  }
-  closeMethod(writer);
-}
-
-// A method for each disk, since a step of a log names one.
-void putSpareChange(CHANGE_WRITER *writer, const RAID_CONFIG &config, const SPARE_CHANGE &change) {
-  for (UINT32 i = 0; i < change.Disks->Count; ++i) {
-    putSpare(writer, config.physicalDisks[change.Disks->Places[i]], change);
-  }
-}
 
 static XYL_RESULT checkSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, const RAID_PD_RECORD &disk,
                              const CHOICE &virtualDisks, UINT64 kind) {

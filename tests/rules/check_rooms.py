@@ -28,6 +28,8 @@ ENTRY_POINTS = ["providers/" + room for room in "xml_service debug_log sim_contr
 HEADERS = {
     **{room: [room.rpartition("/")[2], "commands"] for room in CLIENT + HOST},  # rows for the table of a front
     "client/command_line": ["command_line", "commands", "rows"],
+    "client/change": ["change", "commands", "set_live"],
+    "client/verbs": ["verbs", "commands", "layout", "methods", "objects"],
     "client/ensure": ["ensure", "commands", "layout", "judge"],
     "host/report": ["report", "report_model", "report_sections", "commands"],
     "images/firmware": ["files", "firmware"],

@@ -92,6 +92,8 @@ LINES = (  # schema, command line, exit code, the document's file
     ("steps", "import --controller replaced.json", 0, "steps-import"),
     ("steps", "create --level 5 --count 3 --controller replaced.json", 0, "steps-create"),
     ("identify", "identify 1001 --preset demo", 0, "identify-disk"),
+    ("ensure", "ensure layout.xml --plan --controller replaced.json", 1, "ensure-plan"),
+    ("ensure", "ensure layout.xml --yes --controller replaced.json", 0, "ensure"),
     ("failure", "restore saved.xml --rebuild --partial --discard-foreign --controller box.json", 2, "declined"),
     ("failure", "apply rate.xml --log-file saved.xml --controller box.json", 4, "exists"),
     ("failure", "show delete.xml", 4, "bad-document"),
@@ -103,7 +105,8 @@ LINES = (  # schema, command line, exit code, the document's file
 
 # Members that some documents of the schema do not have.
 OPTIONAL = {("show", "without PCILocation"), ("steps", "without verdict"), ("diff", "without controller"),
-            ("steps", "without failure")}
+            ("steps", "without failure"), *(("ensure", f"without {name}") for name in
+                                            ("steps", "failedSteps", "status", "failure", "left"))}
 
 
 def main():
@@ -121,6 +124,12 @@ def main():
     ):
         with open(name + ".xml", "w", encoding="ascii") as file:
             file.write(f"<raidData>{methods}</raidData>")
+    with open("layout.xml", "w", encoding="ascii") as file:
+        file.write("<RaidLayout others='delete'>"
+                   "<VD differs='recreate'><Name>Fast</Name><RAIDLevel>RAID 0</RAIDLevel></VD>"
+                   "<VD><Name>System</Name><RAIDLevel>RAID 1</RAIDLevel><Spares/></VD>"
+                   "<Adapter><CopyBackMode>Off</CopyBackMode><Rate><Name>Rebuild</Name><Value>1</Value></Rate></Adapter>"
+                   "</RaidLayout>")
     xyl("apply rate.xml --controller box.json")
     xyl("sim fail-next box.json create")
     for name, line, code, file in LINES:

@@ -1,0 +1,86 @@
+// The change document that a judgement comes to.
+#include "client/ensure/judge.h"
+
+namespace ensure {
+
+static void putPolicy(CHANGE_WRITER *writer, const RAID_VD_RECORD &virtualDisk, UINT32 cache) {
+  openMethod(writer, "Change", "Virtual Disk");
+  putElement(writer, "OID", virtualDisk.ObjectID);
+  openObject(writer, "VD", "Virtual Disk");
+  putCache(writer, cache);
+  closeMethod(writer);
+}
+
+// In one method: what is left may get other ids when one is gone.
+static void putDeletions(const RAID_CONFIG &config, const Judgement &judgement, CHANGE_WRITER *writer) {
+  if (!judgement.destroys()) {
+    return;
+  }
+  openMethod(writer, "Delete", "Virtual Disk");
+  for (UINT32 i = 0; i < judgement.virtualDisks.count; ++i) {
+    const VirtualDiskVerdict &verdict = judgement.virtualDisks.items[i];
+    if (verdict.fate == Fate::remove || verdict.fate == Fate::recreate) {
+      putElement(writer, "OID", config.logicalDisks[verdict.place].ObjectID);
+    }
+  }
+  closeMethod(writer);
+}
+
+static bool isNew(const VirtualDiskVerdict &verdict) {
+  return verdict.fate == Fate::create || verdict.fate == Fate::recreate;
+}
+
+static void putCreation(const RAID_CONFIG &config, const VirtualDiskVerdict &verdict, UINT32 number,
+                        CHANGE_WRITER *writer) {
+  putCreate(writer, config,
+            {.Name = verdict.wish->name,
+             .Reference = NEW_VIRTUAL_DISK + number,
+             .Level = verdict.wish->level,
+             .Size = verdict.size,
+             .Stripe = verdict.wish->stripe,
+             .Cache = verdict.cache,
+             .Members = verdict.members.items,
+             .MemberCount = verdict.members.count});
+}
+
+static void putSpare(const RAID_CONFIG &config, const Judgement &judgement, SpareVerdict spare, CHANGE_WRITER *writer) {
+  CHOICE disk = {&spare.disk, 1};
+  if (spare.virtualDisk == ID_NONE) {
+    putSpareChange(writer, config,
+                   {spare.frees ? RAID_HOTSPARE_NONE : RAID_HOTSPARE_GLOBAL, &disk, /* VirtualDisks= */ nullptr, 0});
+    return;
+  }
+  const VirtualDiskVerdict &verdict = judgement.virtualDisks.items[spare.virtualDisk];
+  UINT32 id = isNew(verdict) ? NEW_VIRTUAL_DISK + spare.virtualDisk : config.logicalDisks[verdict.place].ObjectID;
+  putSpareChange(writer, config, {RAID_HOTSPARE_DEDICATED, &disk, &id, 1});
+}
+
+static void putSpares(const RAID_CONFIG &config, const Judgement &judgement, bool frees, CHANGE_WRITER *writer) {
+  for (UINT32 i = 0; i < judgement.spares.count; ++i) {
+    if (judgement.spares.items[i].frees == frees) {
+      putSpare(config, judgement, judgement.spares.items[i], writer);
+    }
+  }
+}
+
+void writeChanges(const RAID_CONFIG &config, const Judgement &judgement, CHANGE_WRITER *writer) {
+  for (UINT32 i = 0; i < judgement.virtualDisks.count; ++i) {
+    const VirtualDiskVerdict &verdict = judgement.virtualDisks.items[i];
+    if (verdict.fate == Fate::change) {
+      putPolicy(writer, config.logicalDisks[verdict.place], verdict.cache);
+    }
+  }
+  putSpares(config, judgement, /* frees= */ true, writer);
+  putDeletions(config, judgement, writer);
+  for (UINT32 i = 0; i < judgement.virtualDisks.count; ++i) {
+    if (isNew(judgement.virtualDisks.items[i])) {
+      putCreation(config, judgement.virtualDisks.items[i], i, writer);
+    }
+  }
+  putSpares(config, judgement, /* frees= */ false, writer);
+  if (judgement.settings.count != 0) {
+    putSettings(writer, judgement.adapter);
+  }
+}
+
+} // namespace ensure

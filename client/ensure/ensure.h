@@ -1,0 +1,6 @@
+// ensure: brings a controller to a layout.
+#pragma once
+
+#include "client/command_line/command_line.h"
+
+XYL_RESULT runEnsure(const XYL_CONTEXT &context);

@@ -1,0 +1,347 @@
+#include "client/ensure/judge.h"
+
+#include "base/text.h"
+#include "client/ensure/work.h"
+#include "driver/xml/xml.h"
+
+namespace ensure {
+
+// --- Judgements ---
+
+Judgement::~Judgement() {
+  for (UINT32 i = 0; i < virtualDisks.count; ++i) {
+    freeText(&virtualDisks.items[i].why);
+    poolFree(virtualDisks.items[i].members.items);
+  }
+  for (UINT32 i = 0; i < refusals.count; ++i) {
+    freeText(&refusals.items[i]);
+  }
+  poolFree(virtualDisks.items);
+  poolFree(spares.items);
+  poolFree(settings.items);
+  poolFree(refusals.items);
+}
+
+static bool isDestroyed(const VirtualDiskVerdict &verdict) {
+  return verdict.fate == Fate::recreate || verdict.fate == Fate::remove;
+}
+
+bool Judgement::destroys() const {
+  for (UINT32 i = 0; i < virtualDisks.count; ++i) {
+    if (isDestroyed(virtualDisks.items[i])) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool Judgement::changes() const {
+  for (UINT32 i = 0; i < virtualDisks.count; ++i) {
+    Fate fate = virtualDisks.items[i].fate;
+    if (fate != Fate::keep && fate != Fate::leave && fate != Fate::refuse) {
+      return true;
+    }
+  }
+  return spares.count != 0 || settings.count != 0;
+}
+
+static void refuse(Work *work, VirtualDiskVerdict *verdict) {
+  verdict->fate = Fate::refuse;
+  putText(refusal(work, "virtual disk ", verdict->wish->name), textOf(verdict->why));
+}
+
+// --- What is there ---
+
+static bool isNamed(const RAID_VD_RECORD &virtualDisk, const CHAR8 *name) {
+  const CHAR16 *wide = virtualDisk.Name;
+  for (; wide != nullptr && *name != 0 && static_cast<CHAR8>(*wide) == *name; ++wide, ++name) {
+  }
+  return wide != nullptr && *wide == 0 && *name == 0;
+}
+
+// Says what differs of the cache policy, and takes the new one.
+static void judgeCache(Work *work, VirtualDiskVerdict *verdict) {
+  const VirtualDiskWish &wish = *verdict->wish;
+  const RAID_VD_RECORD &virtualDisk = work->config.logicalDisks[verdict->place];
+  const RAID_LEVEL_PARAMS *level = fitting::levelOf(*work->config.adapter, virtualDisk.RAIDLevel);
+  UINT32 available = level != nullptr ? level->AvailableCachePolicy : virtualDisk.RAIDLevelDesc.AvailableCachePolicy;
+  UINT32 now = virtualDisk.CurrentCachePolicy;
+  UINT32 taken = 0;
+  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
+    const FIELD_ROW &row = g_cachePolicyGroups.Rows[i];
+    UINT32 wanted = wish.cache & row.Mask;
+    if (wanted == 0 || wanted == (now & row.Mask)) {
+      continue;
+    }
+    bool isThere = (wanted & ~available) == 0;
+    taken |= isThere ? wanted : 0;
+    put(nextReason(&verdict->why), GetNameFromValue(now & row.Mask, row.Names), isThere ? " becomes " : " cannot be ",
+        GetNameFromValue(wanted, row.Names));
+    if (!isThere && wish.differs != Differs::keep) {
+      verdict->fate = Fate::refuse;
+    }
+  }
+  if (verdict->fate == Fate::refuse) {
+    refuse(work, verdict);
+  } else if (taken != 0) {
+    verdict->fate = Fate::change;
+    verdict->cache = completedCache(taken, now);
+  }
+}
+
+static void judgeThere(Work *work, VirtualDiskVerdict *verdict) {
+  putDifferences(*work, *verdict->wish, work->config.logicalDisks[verdict->place], &verdict->why);
+  Differs differs = verdict->why.Length != 0 ? verdict->wish->differs : Differs::keep;
+  if (differs == Differs::refuse) {
+    refuse(work, verdict);
+  } else if (differs == Differs::recreate) {
+    verdict->fate = Fate::recreate;
+  } else {
+    verdict->fate = Fate::keep;
+    judgeCache(work, verdict);
+  }
+}
+
+// Judges a virtual disk of the layout, but for the disks of a new one; named has what the layout names.
+static void judgeWish(Work *work, const VirtualDiskWish &wish, bool *named, VirtualDiskVerdict *verdict) {
+  *verdict = {};
+  verdict->wish = &wish;
+  verdict->place = ID_NONE;
+  verdict->fate = Fate::create;
+  UINT32 count = 0;
+  for (UINT32 i = 0; i < work->config.logicalDiskCount; ++i) {
+    if (isNamed(work->config.logicalDisks[i], wish.name)) {
+      named[i] = true;
+      verdict->place = count++ == 0 ? i : verdict->place;
+    }
+  }
+  if (count > 1) {
+    put(&verdict->why, "there are ", count, " of that name; 'xyl delete' takes them by their ids");
+    refuse(work, verdict);
+  } else if (count == 1) {
+    judgeThere(work, verdict);
+  }
+}
+
+static void judgeOthers(Work *work, const bool *named) {
+  bool removes = work->layout.others == Others::remove;
+  for (UINT32 i = 0; i < work->config.logicalDiskCount; ++i) {
+    if (!named[i]) {
+      VirtualDiskVerdict *verdict = &work->judgement->virtualDisks.items[work->judgement->virtualDisks.count++];
+      *verdict = {};
+      verdict->place = i;
+      verdict->fate = removes ? Fate::remove : Fate::leave;
+    }
+  }
+}
+
+// --- What deletions free ---
+
+// How many of the disk's virtual disks are deleted, and how many are not.
+static void countVirtualDisks(const RAID_PD_RECORD &disk, const ID_INDEX &index, const bool *isGone, UINT32 *gone,
+                              UINT32 *left) {
+  const UINT32 *ids = disk.VDs;
+  for (UINT32 i = 0; ids != nullptr && i < disk.VDCount; ++i) {
+    UINT32 place = findId(index, ids[i]);
+    bool goes = place != ID_NONE && isGone[place];
+    *gone += goes ? 1 : 0;
+    *left += goes ? 0 : 1;
+  }
+}
+
+static void setFree(RAID_PD_RECORD *disk) {
+  if (disk->Hotspare != RAID_HOTSPARE_NONE) {
+    disk->Hotspare = RAID_HOTSPARE_NONE;
+    return;
+  }
+  disk->State = disk->State == RAID_STATE_ONLINE ? RAID_STATE_READY : disk->State;
+  disk->SecureState = disk->SecureState == RAID_SECURE_STATE_SECURED ? 0 : disk->SecureState;
+}
+
+// Of isGone, which is of the controller's virtual disks, nothing is set before.
+static void freeDisks(Work *work, bool *isGone) {
+  const POOL_ARRAY<VirtualDiskVerdict> &verdicts = work->judgement->virtualDisks;
+  for (UINT32 i = 0; i < verdicts.count; ++i) {
+    if (isDestroyed(verdicts.items[i])) {
+      isGone[verdicts.items[i].place] = true;
+    }
+  }
+  ID_INDEX index = {};
+  indexRecords(&index, work->config.logicalDisks, work->config.logicalDiskCount);
+  for (UINT32 i = 0; i < work->config.physicalDiskCount; ++i) {
+    UINT32 gone = 0;
+    UINT32 left = 0;
+    countVirtualDisks(work->disks[i], index, isGone, &gone, &left);
+    if (gone != 0 && left == 0) {
+      setFree(&work->disks[i]);
+    }
+  }
+  freeIds(&index);
+}
+
+// --- What is new ---
+
+static void judgeNew(Work *work) {
+  const POOL_ARRAY<VirtualDiskVerdict> &verdicts = work->judgement->virtualDisks;
+  UINT32 total = work->config.logicalDiskCount;
+  for (UINT32 i = 0; i < verdicts.count; ++i) {
+    total -= isDestroyed(verdicts.items[i]) ? 1 : 0;
+  }
+  for (UINT32 i = 0; i < verdicts.count; ++i) {
+    VirtualDiskVerdict *verdict = &verdicts.items[i];
+    if (verdict->fate != Fate::create && verdict->fate != Fate::recreate) {
+      continue;
+    }
+    if (++total > work->config.adapter->MaxLDs) {
+      put(nextReason(&verdict->why), "the controller holds ", work->config.adapter->MaxLDs,
+          " virtual disks and no more");
+    } else {
+      chooseDisks(work, verdict);
+    }
+    if (verdict->members.count == 0 && !work->failed) {
+      refuse(work, verdict);
+    }
+  }
+}
+
+// --- Modes and rates ---
+
+static SettingVerdict *addSetting(Work *work, const CHAR8 *element) {
+  SettingVerdict *setting = arrayAppend(work->judgement->settings);
+  work->failed = work->failed || setting == nullptr;
+  if (setting != nullptr) {
+    setting->element = element;
+  }
+  return setting;
+}
+
+template <UINTN COUNT> static void putShort(CHAR8 (&to)[COUNT], const CHAR8 *from) {
+  UINTN length = textLength(from) < COUNT ? textLength(from) : COUNT - 1;
+  copyBytes(to, from, length);
+  to[length] = 0;
+}
+
+static const CHAR8 *modeName(const FIELD_ROW &row, UINT64 bits) {
+  if (row.Format == FORMAT_MARK) {
+    return bits != 0 ? "True" : "False";
+  }
+  return GetNameFromValue(bits, row.Names);
+}
+
+static void judgeMode(Work *work, UINT32 number) {
+  const FIELD_ROW &row = g_adapterFields.Rows[number];
+  SETTINGS *settings = &work->judgement->adapter;
+  UINT64 word = fieldLoad(&settings->Adapter, row.Place);
+  UINT64 wanted = fieldLoad(&work->layout.adapter, row.Place) & row.Mask;
+  if (!hasMode(settings->Adapter, row)) {
+    put(refusal(work, row.Element, ""), "the adapter does not have this mode");
+  } else if ((word & row.Mask) != wanted) {
+    SettingVerdict *setting = addSetting(work, row.Element);
+    if (setting != nullptr) {
+      putShort(setting->current, modeName(row, word & row.Mask));
+      putShort(setting->wanted, modeName(row, wanted));
+    }
+    fieldStore(&settings->Adapter, row.Place, (word & ~UINT64{row.Mask}) | wanted);
+    settings->Rows |= 1ULL << number;
+  }
+}
+
+// The slot of the rate of that name, or RAID_RATE_COUNT.
+static UINT32 findRate(const RAID_ADAPTER_RECORD &adapter, const CHAR8 *name) {
+  UINT32 slot = 0;
+  for (; slot < RAID_RATE_COUNT; ++slot) {
+    CHAR8 its[64] = {};
+    if (adapter.Rates[slot].Name != nullptr) {
+      nameOfRate(its, adapter.Rates[slot]);
+    }
+    if (textEqual(its, name)) {
+      break;
+    }
+  }
+  return slot;
+}
+
+static void judgeRate(Work *work, const RateWish &wish) {
+  SETTINGS *settings = &work->judgement->adapter;
+  UINT32 slot = findRate(settings->Adapter, wish.name);
+  if (slot == RAID_RATE_COUNT) {
+    put(refusal(work, "rate ", wish.name), "the adapter does not have it");
+    return;
+  }
+  RAID_RATE *rate = &settings->Adapter.Rates[slot];
+  UINT32 now = static_cast<UINT32>(rate->EditableValue) >> RAID_RATE_VALUE_SHIFT;
+  if (now == wish.percent) {
+    return;
+  }
+  if (!isEditable(*rate)) {
+    put(refusal(work, "rate ", wish.name), "it is ", now, " and fixed on this adapter");
+    return;
+  }
+  SettingVerdict *setting = addSetting(work, "Rate");
+  if (setting != nullptr) {
+    putShort(setting->rate, wish.name);
+    formatDecimal(setting->current, now);
+    formatDecimal(setting->wanted, wish.percent);
+  }
+  rate->EditableValue = static_cast<UINT8>(UINT32{wish.percent} << RAID_RATE_VALUE_SHIFT | RAID_RATE_EDITABLE);
+  settings->Rates |= 1U << slot;
+}
+
+static void judgeSettings(Work *work) {
+  copyBytes(&work->judgement->adapter.Adapter, work->config.adapter, sizeof(RAID_ADAPTER_RECORD));
+  for (UINT32 i = 0; i < g_adapterFields.RowCount; ++i) {
+    if ((work->layout.modes >> i & 1) != 0) {
+      judgeMode(work, i);
+    }
+  }
+  for (UINT32 i = 0; i < work->layout.rateCount; ++i) {
+    judgeRate(work, work->layout.rates[i]);
+  }
+}
+
+// --- All of it ---
+
+// marks has room for two of each of the controller's virtual disks.
+static void judgeAll(Work *work, bool *marks) {
+  POOL_ARRAY<VirtualDiskVerdict> *verdicts = &work->judgement->virtualDisks;
+  for (UINT32 i = 0; i < work->layout.virtualDisks.count; ++i) {
+    judgeWish(work, work->layout.virtualDisks.items[i], marks, &verdicts->items[verdicts->count++]);
+  }
+  judgeOthers(work, marks);
+  freeDisks(work, marks + work->config.logicalDiskCount);
+  if (work->layout.others == Others::remove) {
+    freeSpares(work);
+  }
+  judgeNew(work);
+  chooseSpares(work);
+  judgeSettings(work);
+  for (UINT32 i = 0; i < verdicts->count; ++i) {
+    work->failed = work->failed || verdicts->items[i].why.Failed;
+  }
+  for (UINT32 i = 0; i < work->judgement->refusals.count; ++i) {
+    work->failed = work->failed || work->judgement->refusals.items[i].Failed;
+  }
+}
+
+EFI_STATUS judge(const RAID_CONFIG &config, bool isOnDisks, const Layout &layout, Judgement *judgement) {
+  Work work = {config, layout, judgement, isOnDisks, /* disks= */ nullptr, /* diskIndex= */ {}, /* lost= */ {}, false};
+  work.disks = poolNew<RAID_PD_RECORD>(UINTN{config.physicalDiskCount} + 1);
+  bool *marks = poolNew<bool>(2 * UINTN{config.logicalDiskCount} + 1);
+  bool hasRoom = arrayStart(judgement->virtualDisks, layout.virtualDisks.count + config.logicalDiskCount + 1);
+  if (work.disks != nullptr && marks != nullptr && hasRoom) {
+    if (config.physicalDiskCount != 0) {
+      copyBytes(work.disks, config.physicalDisks, config.physicalDiskCount * sizeof(RAID_PD_RECORD));
+    }
+    indexRecords(&work.diskIndex, work.disks, config.physicalDiskCount);
+    judgeAll(&work, marks);
+  } else {
+    work.failed = true;
+  }
+  freeText(&work.lost);
+  freeIds(&work.diskIndex);
+  poolFree(marks);
+  poolFree(work.disks);
+  return work.failed ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
+}
+
+} // namespace ensure
