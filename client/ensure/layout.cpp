@@ -19,12 +19,25 @@ struct Reader {
 
 enum class Often : UINT8 { once, always, repeated }; // at most once; just once; any number
 
-// An element inside another one, and what it says of T.
-template <class T> struct Row {
+// An element inside another one. All that may stand inside one have routines for the same kind of wish.
+struct Row {
   const CHAR8 *name;
-  XYL_RESULT (*read)(const Reader &reader, const XML_NODE &node, T *into);
+  XYL_RESULT (*read)(const Reader &reader, const XML_NODE &node, void *into);
   Often often;
   const CHAR8 *attribute = ""; // that it may have
+};
+
+struct Rows {
+  const Row *items;
+  UINTN count;
+};
+
+// The routine READ for a row.
+template <auto READ> struct Reading;
+template <class WISH, XYL_RESULT (*READ)(const Reader &, const XML_NODE &, WISH *)> struct Reading<READ> {
+  static XYL_RESULT read(const Reader &reader, const XML_NODE &node, void *into) {
+    return READ(reader, node, static_cast<WISH *>(into));
+  }
 };
 
 } // namespace
@@ -95,24 +108,19 @@ static XYL_RESULT readChoice(const Reader &reader, const XML_NODE &node, const C
 
 // --- Elements ---
 
-template <class T, UINTN COUNT> static const Row<T> *rowOf(const Row<T> (&rows)[COUNT], const CHAR8 *name) {
-  for (const Row<T> &row : rows) {
-    if (textEqual(row.name, name)) {
-      return &row;
-    }
+static UINTN rowOf(const Rows &rows, const CHAR8 *name) {
+  UINTN at = 0;
+  while (at < rows.count && !textEqual(rows.items[at].name, name)) {
+    ++at;
   }
-  return nullptr;
+  return at;
 }
 
-template <class T, UINTN COUNT>
-static XYL_RESULT unknownElement(const Reader &reader, const Row<T> (&rows)[COUNT], const XML_NODE &node,
-                                 const XML_NODE &child) {
+static XYL_RESULT unknownElement(const Reader &reader, const Rows &rows, const XML_NODE &node, const XML_NODE &child) {
   WORD_LIST more = {};
   append(more, "", "; it has ");
-  const CHAR8 *separator = "";
-  for (const Row<T> &row : rows) {
-    append(more, separator, row.name);
-    separator = ", ";
+  for (UINTN i = 0; i < rows.count; ++i) {
+    append(more, i == 0 ? "" : ", ", rows.items[i].name);
   }
   WORD_LIST what = {};
   append(what, "", node.Name);
@@ -121,34 +129,38 @@ static XYL_RESULT unknownElement(const Reader &reader, const Row<T> (&rows)[COUN
 }
 
 // Reads the children of node, which are those of the rows.
-template <class T, UINTN COUNT>
-static XYL_RESULT readChildren(const Reader &reader, const XML_NODE &node, const Row<T> (&rows)[COUNT], T *into) {
+static XYL_RESULT readChildren(const Reader &reader, const XML_NODE &node, const Rows &rows, void *into) {
   UINT64 seen = 0;
   for (const XML_NODE *child = node.FirstChild; child != nullptr; child = child->NextSibling) {
-    const Row<T> *row = rowOf(rows, child->Name);
-    if (row == nullptr) {
+    UINTN at = rowOf(rows, child->Name);
+    if (at == rows.count) {
       return unknownElement(reader, rows, node, *child);
     }
-    UINT64 bit = 1ULL << (row - rows);
-    if ((seen & bit) != 0 && row->often != Often::repeated) {
+    const Row &row = rows.items[at];
+    if ((seen >> at & 1) != 0 && row.often != Often::repeated) {
       return mistake(reader, "there are several elements ", child->Name, "; write it once");
     }
-    seen |= bit;
+    seen |= 1ULL << at;
     const CHAR8 *attribute = nullptr;
-    XYL_RESULT result = readAttribute(reader, *child, row->attribute, &attribute);
+    XYL_RESULT result = readAttribute(reader, *child, row.attribute, &attribute);
     if (!isFailure(result)) {
-      result = row->read(reader, *child, into);
+      result = row.read(reader, *child, into);
     }
     if (isFailure(result)) {
       return result;
     }
   }
-  for (const Row<T> &row : rows) {
-    if (row.often == Often::always && (seen >> (&row - rows) & 1) == 0) {
-      return mistake(reader, "there is no element ", row.name);
+  for (UINTN i = 0; i < rows.count; ++i) {
+    if (rows.items[i].often == Often::always && (seen >> i & 1) == 0) {
+      return mistake(reader, "there is no element ", rows.items[i].name);
     }
   }
   return succeeded();
+}
+
+template <UINTN COUNT>
+static XYL_RESULT readChildren(const Reader &reader, const XML_NODE &node, const Row (&rows)[COUNT], void *into) {
+  return readChildren(reader, node, Rows{rows, COUNT}, into);
 }
 
 // --- Values ---
@@ -232,10 +244,10 @@ static XYL_RESULT readPlace(const Reader &reader, const XML_NODE &node, DiskWish
                                     : wrongText(reader, node, "'direct', or an enclosure's id or position");
 }
 
-static constexpr Row<DiskWish> g_diskRows[] = {
-    {"Count", readCount, Often::once},       {"Medium", readMedium, Often::once},
-    {"Protocol", readProtocol, Often::once}, {"Smallest", readSmallest, Often::once},
-    {"Enclosure", readPlace, Often::once},
+static constexpr Row g_diskRows[] = {
+    {"Count", Reading<readCount>::read, Often::once},       {"Medium", Reading<readMedium>::read, Often::once},
+    {"Protocol", Reading<readProtocol>::read, Often::once}, {"Smallest", Reading<readSmallest>::read, Often::once},
+    {"Enclosure", Reading<readPlace>::read, Often::once},
 };
 
 static XYL_RESULT readDisks(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
@@ -300,11 +312,11 @@ static XYL_RESULT readPolicy(const Reader &reader, const XML_NODE &node, UINT32 
   return mistake(reader, "there is no cache policy ", node.Name);
 }
 
-static constexpr Row<UINT32> g_policyRows[] = {
-    {"CachePolicy", readPolicy, Often::once},
-    {"WritePolicy", readPolicy, Often::once},
-    {"ReadPolicy", readPolicy, Often::once},
-    {"DiskPolicy", readPolicy, Often::once},
+static constexpr Row g_policyRows[] = {
+    {"CachePolicy", Reading<readPolicy>::read, Often::once},
+    {"WritePolicy", Reading<readPolicy>::read, Often::once},
+    {"ReadPolicy", Reading<readPolicy>::read, Often::once},
+    {"DiskPolicy", Reading<readPolicy>::read, Often::once},
 };
 
 static XYL_RESULT readCache(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
@@ -315,11 +327,14 @@ static XYL_RESULT readOwnSpares(const Reader &reader, const XML_NODE &node, Virt
   return readSpares(reader, node, &wish->spares);
 }
 
-static constexpr Row<VirtualDiskWish> g_virtualDiskRows[] = {
-    {"Name", readVirtualDiskName, Often::always}, {"RAIDLevel", readLevel, Often::always},
-    {"Disks", readMembers, Often::once},          {"Size", readVirtualDiskSize, Often::once},
-    {"StripeSize", readStripe, Often::once},      {"CurrentCachePolicy", readCache, Often::once},
-    {"Spares", readOwnSpares, Often::once},
+static constexpr Row g_virtualDiskRows[] = {
+    {"Name", Reading<readVirtualDiskName>::read, Often::always},
+    {"RAIDLevel", Reading<readLevel>::read, Often::always},
+    {"Disks", Reading<readMembers>::read, Often::once},
+    {"Size", Reading<readVirtualDiskSize>::read, Often::once},
+    {"StripeSize", Reading<readStripe>::read, Often::once},
+    {"CurrentCachePolicy", Reading<readCache>::read, Often::once},
+    {"Spares", Reading<readOwnSpares>::read, Often::once},
 };
 
 static bool isNamed(const Layout &layout, const CHAR8 *name) {
@@ -377,9 +392,9 @@ static XYL_RESULT readPercent(const Reader &reader, const XML_NODE &node, RateWi
   return result;
 }
 
-static constexpr Row<RateWish> g_rateRows[] = {
-    {"Name", readRateName, Often::always},
-    {"Value", readPercent, Often::always},
+static constexpr Row g_rateRows[] = {
+    {"Name", Reading<readRateName>::read, Often::always},
+    {"Value", Reading<readPercent>::read, Often::always},
 };
 
 static XYL_RESULT readRate(const Reader &reader, const XML_NODE &node, Layout *layout) {
@@ -418,11 +433,15 @@ static XYL_RESULT readMode(const Reader &reader, const XML_NODE &node, Layout *l
   return mistake(reader, "there is no mode ", node.Name);
 }
 
-static constexpr Row<Layout> g_adapterRows[] = {
-    {"CheckConsistencyMode", readMode, Often::once}, {"LearnMode", readMode, Often::once},
-    {"LoadBalanceMode", readMode, Often::once},      {"UncertifiedMode", readMode, Often::once},
-    {"CopyBackMode", readMode, Often::once},         {"CorrectUnconfiguredAreas", readMode, Often::once},
-    {"PatrolReadMode", readMode, Often::once},       {"Rate", readRate, Often::repeated},
+static constexpr Row g_adapterRows[] = {
+    {"CheckConsistencyMode", Reading<readMode>::read, Often::once},
+    {"LearnMode", Reading<readMode>::read, Often::once},
+    {"LoadBalanceMode", Reading<readMode>::read, Often::once},
+    {"UncertifiedMode", Reading<readMode>::read, Often::once},
+    {"CopyBackMode", Reading<readMode>::read, Often::once},
+    {"CorrectUnconfiguredAreas", Reading<readMode>::read, Often::once},
+    {"PatrolReadMode", Reading<readMode>::read, Often::once},
+    {"Rate", Reading<readRate>::read, Often::repeated},
 };
 
 static XYL_RESULT readAdapter(const Reader &reader, const XML_NODE &node, Layout *layout) {
@@ -435,10 +454,10 @@ static XYL_RESULT readGlobalSpares(const Reader &reader, const XML_NODE &node, L
   return readSpares(reader, node, &layout->globalSpares);
 }
 
-static constexpr Row<Layout> g_layoutRows[] = {
-    {"VD", readVirtualDisk, Often::repeated, "differs"},
-    {"Spares", readGlobalSpares, Often::once},
-    {"Adapter", readAdapter, Often::once},
+static constexpr Row g_layoutRows[] = {
+    {"VD", Reading<readVirtualDisk>::read, Often::repeated, "differs"},
+    {"Spares", Reading<readGlobalSpares>::read, Often::once},
+    {"Adapter", Reading<readAdapter>::read, Often::once},
 };
 
 static XYL_RESULT readRoot(const Reader &reader, const XML_NODE &root) {

@@ -2,6 +2,33 @@
 
 namespace ensure {
 
+void putParts(TEXT *text, const Part *parts, UINTN count) {
+  for (UINTN i = 0; i < count; ++i) {
+    if (parts[i].text != nullptr) {
+      putText(text, parts[i].text);
+    } else {
+      putNumber(text, parts[i].number);
+    }
+  }
+}
+
+void putBytesOf(TEXT *text, UINT64 size) {
+  CHAR8 words[SIZE_TEXT_CAPACITY];
+  formatSize(words, size);
+  putText(text, words);
+}
+
+void putDisk(TEXT *text, const RAID_CONFIG &config, const RAID_PD_RECORD &disk) {
+  WORD_LIST name = {};
+  appendDisk(name, "", config, disk);
+  putText(text, name.Text);
+}
+
+TEXT *nextReason(TEXT *why) {
+  putText(why, why->Length != 0 ? "; " : "");
+  return why;
+}
+
 TEXT *refusal(Work *work, const CHAR8 *what, const CHAR8 *name) {
   TEXT *line = arrayAppend(work->judgement->refusals);
   if (line == nullptr) {

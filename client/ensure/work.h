@@ -18,34 +18,27 @@ struct Work {
   bool failed;           // for want of memory
 };
 
-// Appends the parts, texts and numbers.
-inline void putPart(TEXT *text, const CHAR8 *part) {
-  putText(text, part);
-}
-inline void putPart(TEXT *text, UINT64 number) {
-  putNumber(text, number);
-}
+// A part of what is said: a text, or a number.
+struct Part {
+  Part(const CHAR8 *words) : text(words), number(0) {}
+  Part(UINT64 value) : text(nullptr), number(value) {}
+
+  const CHAR8 *text; // null: the number
+  UINT64 number;
+};
+void putParts(TEXT *text, const Part *parts, UINTN count);
+
 template <class... PARTS> void put(TEXT *text, PARTS... parts) {
-  (putPart(text, parts), ...);
+  const Part all[] = {parts...};
+  putParts(text, all, sizeof...(parts));
 }
 
-inline void putBytesOf(TEXT *text, UINT64 size) {
-  CHAR8 words[SIZE_TEXT_CAPACITY];
-  formatSize(words, size);
-  putText(text, words);
-}
-
-inline void putDisk(TEXT *text, const RAID_CONFIG &config, const RAID_PD_RECORD &disk) {
-  WORD_LIST name = {};
-  appendDisk(name, "", config, disk);
-  putText(text, name.Text);
-}
+// Writes a size, and a disk, for people.
+void putBytesOf(TEXT *text, UINT64 size);
+void putDisk(TEXT *text, const RAID_CONFIG &config, const RAID_PD_RECORD &disk);
 
 // Begins the next thing that is said of a virtual disk.
-inline TEXT *nextReason(TEXT *why) {
-  putText(why, why->Length != 0 ? "; " : "");
-  return why;
-}
+TEXT *nextReason(TEXT *why);
 
 // A line of its own among the refusals, which begins with what cannot be; never null.
 TEXT *refusal(Work *work, const CHAR8 *what, const CHAR8 *name);

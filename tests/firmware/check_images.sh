@@ -68,8 +68,8 @@ check_marks() {
 limit_of() {
   case $1 in
   RaidXyl) echo "$driver_limit" ;;
-  xyl) echo $((192 * 1024)) ;;
-  RaidBoot) echo $((200 * 1024)) ;; # it also keeps what machines have done
+  xyl) echo $((208 * 1024)) ;;
+  RaidBoot) echo $((224 * 1024)) ;; # it also keeps what machines have done
   XmlService) echo $((23 * 1024)) ;;
   DebugLog) echo $((12 * 1024)) ;;
   RaidSetup) echo $((48 * 1024)) ;;
