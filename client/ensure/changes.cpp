@@ -63,11 +63,13 @@ static void putSpares(const RAID_CONFIG &config, const Judgement &judgement, boo
   }
 }
 
-void writeChanges(const RAID_CONFIG &config, const Judgement &judgement, CHANGE_WRITER *writer) {
+UINT32 writeChanges(const RAID_CONFIG &config, const Judgement &judgement, CHANGE_WRITER *writer) {
+  UINT32 methods = judgement.spares.count + (judgement.destroys() ? 1 : 0) + (judgement.settings.count != 0 ? 1 : 0);
   for (UINT32 i = 0; i < judgement.virtualDisks.count; ++i) {
     const VirtualDiskVerdict &verdict = judgement.virtualDisks.items[i];
     if (verdict.fate == Fate::change) {
       putPolicy(writer, config.logicalDisks[verdict.place], verdict.cache);
+      ++methods;
     }
   }
   putSpares(config, judgement, /* frees= */ true, writer);
@@ -75,12 +77,14 @@ void writeChanges(const RAID_CONFIG &config, const Judgement &judgement, CHANGE_
   for (UINT32 i = 0; i < judgement.virtualDisks.count; ++i) {
     if (isNew(judgement.virtualDisks.items[i])) {
       putCreation(config, judgement.virtualDisks.items[i], i, writer);
+      ++methods;
     }
   }
   putSpares(config, judgement, /* frees= */ false, writer);
   if (judgement.settings.count != 0) {
     putSettings(writer, judgement.adapter);
   }
+  return methods;
 }
 
 } // namespace ensure

@@ -100,9 +100,10 @@ static XYL_RESULT refuse(const Run &run, const Finding &finding) {
 
 // --- The change ---
 
-static XYL_RESULT writeDocument(const Run &run, const Finding &finding, DOCUMENT_TEXT *document) {
+// Writes the change document; *methods counts what is in it.
+static XYL_RESULT writeDocument(const Run &run, const Finding &finding, DOCUMENT_TEXT *document, UINT32 *methods) {
   CHANGE_WRITER writer = {};
-  writeChanges(*finding.config, finding.judgement, &writer);
+  *methods = writeChanges(*finding.config, finding.judgement, &writer);
   closeDocument(&writer);
   if (writer.Text.Failed) {
     freeText(&writer.Text);
@@ -119,7 +120,8 @@ static XYL_RESULT show(const Run &run, const Finding &finding) {
     return succeeded();
   }
   DOCUMENT_TEXT document = {};
-  XYL_RESULT result = writeDocument(run, finding, &document);
+  UINT32 methods = 0;
+  XYL_RESULT result = writeDocument(run, finding, &document, &methods);
   if (!isFailure(result)) {
     sayDocument(run.context.Front, document.Text, document.Size);
   }
@@ -184,7 +186,7 @@ static XYL_RESULT change(const Run &run, const Finding &finding) {
   CHANGE change = {};
   change.What = g_what;
   change.Options.PreserveVd = true;
-  XYL_RESULT result = writeDocument(run, finding, &change.Request);
+  XYL_RESULT result = writeDocument(run, finding, &change.Request, &change.Steps);
   if (!isFailure(result)) {
     result = openOutput(run.context, run.context.Request->Options[XYL_OPTION_LOG_FILE],
                         logRoom(finding, change.Request.Size), &change.LogFile);

@@ -72,7 +72,8 @@ struct Judgement {
 EFI_STATUS judge(const RAID_CONFIG &config, bool isOnDisks, const Layout &layout, Judgement *judgement);
 
 // Writes the change document of a judgement that refuses nothing and changes something: cache policies, hot spares that
-// are freed, deletions, creations, hot spares, the adapter's settings, in this order. The caller ends the document.
-void writeChanges(const RAID_CONFIG &config, const Judgement &judgement, CHANGE_WRITER *writer);
+// are freed, deletions, creations, hot spares, the adapter's settings, in this order. The caller ends the
+// document. Returns the number of its methods.
+UINT32 writeChanges(const RAID_CONFIG &config, const Judgement &judgement, CHANGE_WRITER *writer);
 
 } // namespace ensure
