@@ -168,11 +168,11 @@ MeasuredWorld::MeasuredWorld(const CONTROLLER_KIND &kind) : MeasuredWorld() {
 }
 
 void MeasuredWorld::add(const CONTROLLER_KIND &kind) {
-  mustSucceed(kind.preset != nullptr ? simCreate(kind.preset, &sim_)
-                                     : simCreateSized(kind.enclosures, kind.slots, kind.virtualDisks, &sim_),
+  mustSucceed(kind.preset != nullptr ? sim::create(kind.preset, &sim_)
+                                     : sim::createSized(kind.enclosures, kind.slots, kind.virtualDisks, &sim_),
               "controller");
   EFI_HANDLE controller = nullptr;
-  mustSucceed(simInstall(sim_, &controller), "install");
+  mustSucceed(sim::install(sim_, &controller), "install");
   served_.push_back({sim_, serve(controller)});
   g_controller = sim_->protocol;
   sim_->protocol.Execute = timedExecute;
@@ -214,7 +214,7 @@ MeasuredWorld::~MeasuredWorld() {
     g_controller.FreeRecords(&sim_->protocol, held.data, held.count);
   }
   for (SERVED &served : served_) {
-    mustSucceed(simDestroy(served.sim), "controller removed");
+    mustSucceed(sim::destroy(served.sim), "controller removed");
   }
   if (other_ != nullptr) {
     EFI_BOOT_SERVICES *services = firmware_.bootServices();

@@ -67,11 +67,11 @@ private:
 
   Firmware firmware_;
   struct SERVED {
-    SIM_CONTROLLER *sim;
+    sim::Controller *sim;
     RAID_XYL_PROTOCOL *operations;
   };
   std::vector<SERVED> served_;
-  SIM_CONTROLLER *sim_ = nullptr;
+  sim::Controller *sim_ = nullptr;
   RAID_MGMT_PROTOCOL *other_ = nullptr;
   EFI_HANDLE otherHandle_ = nullptr;
   RAID_XYL_PROTOCOL *operations_ = nullptr;

@@ -19,7 +19,7 @@ static std::string storeFile(const std::string &text) {
   return "/proc/self/fd/" + std::to_string(file);
 }
 
-static Json stateOf(SIM_CONTROLLER &sim) {
+static Json stateOf(sim::Controller &sim) {
   STATE_WRITER writer;
   writer.json["format"] = 2;
   visitController(writer, sim);
@@ -62,7 +62,7 @@ FUZZ_PURE_TARGET(json, LIMITS) {
   if (owner == nullptr) {
     return;
   }
-  const CHAR8 *fault = simStateFault(owner.get());
+  const CHAR8 *fault = sim::stateFault(owner.get());
   mustHold(fault == nullptr, std::string("a controller that is not consistent: ") + (fault == nullptr ? "" : fault));
   Json kept = stateOf(*owner);
   owner = load(kept.dump(2, ' ', false, Json::error_handler_t::replace));

@@ -12,8 +12,8 @@ static const struct {
   UINT32 objectType;
   size_t offset, size;
 } g_kept[] = {
-    {SIM_ANY, offsetof(RAID_RECORD_HEADER, Name), sizeof(void *)},
-    {SIM_ANY, offsetof(RAID_RECORD_HEADER, FQDD), sizeof(void *)},
+    {sim::anyCode, offsetof(RAID_RECORD_HEADER, Name), sizeof(void *)},
+    {sim::anyCode, offsetof(RAID_RECORD_HEADER, FQDD), sizeof(void *)},
     {RAID_OBJECT_ADAPTER, offsetof(RAID_ADAPTER_RECORD, FirmwareVersion), sizeof(void *)},
     {RAID_OBJECT_ADAPTER, offsetof(RAID_ADAPTER_RECORD, Rates), sizeof(RAID_ADAPTER_RECORD::Rates)},
     {RAID_OBJECT_ADAPTER, offsetof(RAID_ADAPTER_RECORD, SupportedRAIDLevels), sizeof(UINT32)},
@@ -33,7 +33,7 @@ static void changeRecord(FuzzInput &input, UINT32 objectType, UINT8 *record) {
     record[at] = input.byte();
   }
   for (auto &row : g_kept) {
-    if (row.objectType == SIM_ANY || row.objectType == objectType) {
+    if (row.objectType == sim::anyCode || row.objectType == objectType) {
       std::memcpy(record + row.offset, before + row.offset, row.size);
     }
   }

@@ -14,7 +14,7 @@ FUZZ_TARGET(set_live) {
   watchSecrets(saved, options + request);
   watchSecrets(request, options + saved);
   if (failingCommand != 0) {
-    simFailCommand(fuzzWorld().sim, failingCommand, /* once= */ true, EFI_DEVICE_ERROR);
+    sim::failCommand(fuzzWorld().sim, failingCommand, /* once= */ true, EFI_DEVICE_ERROR);
   }
   fuzzWorld().firmware.failAllocation(failingAllocation * failingAllocation);
   uint64_t commands = fuzzWorld().sim->commandCount;

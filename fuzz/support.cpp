@@ -11,9 +11,9 @@
 static const KEPT_STATE *g_start;
 
 // Two levels instead of all, so that documents and runs stay short; two disks that are free; a key.
-static void shapeSim(SIM_CONTROLLER *sim) {
+static void shapeSim(sim::Controller *sim) {
   constexpr UINT32 LEVELS = /* RAID 1 */ 0x04 | /* RAID 5 */ 0x40;
-  SIM_ADAPTER &adapter = sim->adapter;
+  sim::Adapter &adapter = sim->adapter;
   std::remove_if(adapter.RAIDLevelParams, adapter.RAIDLevelParams + adapter.levelCount,
                  [](const RAID_LEVEL_PARAMS &level) { return (level.RAIDLevel & LEVELS) == 0; });
   adapter.levelCount = 2;
@@ -28,9 +28,9 @@ static World *startWorld() {
   testing::GTEST_FLAG(break_on_failure) = true;
   auto *world = new World(WORLD_OPTIONS{.preset = nullptr});
   setSystemTable(world->firmware.systemTable());
-  EXPECT_EQ(simCreateSized(/* enclosures= */ 1, /* slots= */ 8, /* virtualDisks= */ 2, &world->sim), EFI_SUCCESS);
+  EXPECT_EQ(sim::createSized(/* enclosures= */ 1, /* slots= */ 8, /* virtualDisks= */ 2, &world->sim), EFI_SUCCESS);
   shapeSim(world->sim);
-  EXPECT_EQ(simInstall(world->sim, &world->controller), EFI_SUCCESS);
+  EXPECT_EQ(sim::install(world->sim, &world->controller), EFI_SUCCESS);
   EXPECT_EQ(world->connect(), EFI_SUCCESS);
   getXMLProto();
   g_start = new KEPT_STATE(world->sim);
@@ -53,11 +53,11 @@ static void runInWorld(FuzzInput input) {
   World &world = fuzzWorld();
   resetFuzzWorld();
   forgetSecrets();
-  auto held = [&] { return world.firmware.pool().liveBytes - simPoolBytes(world.sim); };
+  auto held = [&] { return world.firmware.pool().liveBytes - sim::poolBytes(world.sim); };
   uint64_t allocations = world.firmware.pool().liveAllocations, bytes = held(), commands = world.sim->commandCount;
   g_body(input);
   world.firmware.failAllocation(0);
-  simClearFaults(world.sim);
+  sim::clearFaults(world.sim);
   world.console();
   // Damage to poisoned memory has already ended the process, so the audit behind complaints() is left out.
   const COMPLAINTS &complaints = g_firmware->complaints;
@@ -68,7 +68,7 @@ static void runInWorld(FuzzInput input) {
   const RAID_ACCOUNTING &accounting = world.sim->accounting;
   mustHold(accounting.mistakeCount == 0, accounting.mistakeCount == 0 ? "" : accounting.mistakes[0].reason);
   mustHold(accountingBalanced(&world.sim->accounting), "answers of the controller did not come back");
-  const CHAR8 *fault = simStateFault(world.sim);
+  const CHAR8 *fault = sim::stateFault(world.sim);
   mustHold(fault == nullptr, std::string("controller state: ") + (fault == nullptr ? "" : fault));
 }
 

@@ -41,7 +41,7 @@ std::string toUtf8(const CHAR8 *text) {
 }
 
 std::string fixedText(const CHAR8 *member, size_t width) {
-  return toUtf8(std::string(member, simFixedLength(member, width)).c_str());
+  return toUtf8(std::string(member, sim::fixedLength(member, width)).c_str());
 }
 
 std::string normalised(const std::string &text) {

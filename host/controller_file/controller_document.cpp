@@ -32,8 +32,8 @@ struct PARSED {
 // Documents are 8-bit; the reader extends the sign of what it widens.
 static void copyText(CHAR16 *to, const CHAR16 *from) {
   UINTN length = from == nullptr ? 0 : textLength(from);
-  if (length >= SIM_TEXT_UNITS) {
-    refuse("a name in it has more than " + std::to_string(SIM_TEXT_UNITS - 1) + " characters");
+  if (length >= sim::textUnits) {
+    refuse("a name in it has more than " + std::to_string(sim::textUnits - 1) + " characters");
   }
   for (UINTN i = 0; i < length; ++i) {
     to[i] = static_cast<CHAR16>(from[i] & 0xFF);
@@ -44,11 +44,11 @@ static void copyText(CHAR16 *to, const CHAR16 *from) {
 // Takes the record over but for what its pointers lead to; texts are copied to the object's buffers.
 template <class OBJECT, class RECORD> static void copyRecord(OBJECT *object, UINT32 objectType, const RECORD &record) {
   object->record = record;
-  SIM_BUFFERS buffers = simBuffers(objectType);
+  sim::Buffers buffers = sim::buffersOf(objectType);
   for (UINT32 i = 0; i < buffers.count; ++i) {
     FIELD_PLACE place = {buffers.rows[i].pointer, sizeof(void *)};
     if (buffers.rows[i].isText) {
-      copyText(static_cast<CHAR16 *>(simBufferOf(objectType, object, place.Offset)),
+      copyText(static_cast<CHAR16 *>(sim::bufferOf(objectType, object, place.Offset)),
                static_cast<const CHAR16 *>(fieldPointer(&record, place)));
     }
     fieldStorePointer(&object->record, place, nullptr);
@@ -57,7 +57,7 @@ template <class OBJECT, class RECORD> static void copyRecord(OBJECT *object, UIN
 
 // Pads a member of a record as a controller answers it.
 template <size_t width> static void pad(CHAR8 (&member)[width]) {
-  simSetFixed(member, width, std::string(member, simFixedLength(member, width)).c_str());
+  sim::setFixed(member, width, std::string(member, sim::fixedLength(member, width)).c_str());
 }
 
 static void copyReversed(UINT32 *to, size_t room, const UINT32 *ids, UINT32 count, const char *what) {
@@ -72,7 +72,7 @@ static bool isGap(const XML_NODE *element, const char *name) {
   return childNamed(element, name) == nullptr;
 }
 
-static void copyAdapter(SIM_ADAPTER *adapter, const RAID_ADAPTER_RECORD &record, const XML_NODE *element) {
+static void copyAdapter(sim::Adapter *adapter, const RAID_ADAPTER_RECORD &record, const XML_NODE *element) {
   copyRecord(adapter, RAID_OBJECT_ADAPTER, record);
   RAID_ADAPTER_RECORD &kept = adapter->record;
   kept.Attributes &= ~RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY;
@@ -85,7 +85,7 @@ static void copyAdapter(SIM_ADAPTER *adapter, const RAID_ADAPTER_RECORD &record,
   }
 }
 
-static void copyEnclosure(SIM_ENCLOSURE *enclosure, const RAID_ENCLOSURE_RECORD &record) {
+static void copyEnclosure(sim::Enclosure *enclosure, const RAID_ENCLOSURE_RECORD &record) {
   copyRecord(enclosure, RAID_OBJECT_ENCLOSURE, record);
   enclosure->record.PDCount = 0;
   pad(enclosure->record.ServiceTag);
@@ -94,10 +94,10 @@ static void copyEnclosure(SIM_ENCLOSURE *enclosure, const RAID_ENCLOSURE_RECORD 
 }
 
 // enclosure is the one that the element stands in, or null.
-static void copyDisk(SIM_DISK *disk, const RAID_PD_RECORD &record, const XML_NODE *element,
-                     const SIM_ENCLOSURE *enclosure) {
+static void copyDisk(sim::Disk *disk, const RAID_PD_RECORD &record, const XML_NODE *element,
+                     const sim::Enclosure *enclosure) {
   copyRecord(disk, RAID_OBJECT_PHYSICAL_DISK, record);
-  copyReversed(disk->VDs, SIM_DISK_VDS, record.VDs, record.VDCount, "a disk lists");
+  copyReversed(disk->VDs, sim::diskVds, record.VDs, record.VDCount, "a disk lists");
   RAID_PD_RECORD &kept = disk->record;
   pad(kept.ManufactureName);
   pad(kept.ModelName);
@@ -119,18 +119,18 @@ static void copyDisk(SIM_DISK *disk, const RAID_PD_RECORD &record, const XML_NOD
 }
 
 // What each member gives. One that holds nothing else tells it exactly.
-static UINT64 memberSizeOf(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK &virtualDisk) {
+static UINT64 memberSizeOf(sim::Controller *sim, const sim::VirtualDisk &virtualDisk) {
   for (UINT32 i = 0; i < virtualDisk.record.PDCount; ++i) {
-    const SIM_DISK *disk = simFindDisk(sim, virtualDisk.PDs[i]);
+    const sim::Disk *disk = sim::findDisk(sim, virtualDisk.PDs[i]);
     if (disk != nullptr && disk->record.VDCount == 1 && disk->record.UsedSize != 0) {
       return disk->record.UsedSize;
     }
   }
-  return simMemberSize(virtualDisk.record.RAIDLevel, virtualDisk.record.SpanDepth, virtualDisk.record.PDCount,
-                       virtualDisk.record.Size);
+  return sim::memberSize(virtualDisk.record.RAIDLevel, virtualDisk.record.SpanDepth, virtualDisk.record.PDCount,
+                         virtualDisk.record.Size);
 }
 
-static void copyLevel(SIM_VIRTUAL_DISK *virtualDisk, const SIM_ADAPTER &adapter) {
+static void copyLevel(sim::VirtualDisk *virtualDisk, const sim::Adapter &adapter) {
   for (UINT32 i = 0; virtualDisk->record.RAIDLevelDesc.RAIDLevel == 0 && i < adapter.levelCount; ++i) {
     if (adapter.RAIDLevelParams[i].RAIDLevel == virtualDisk->record.RAIDLevel) {
       virtualDisk->record.RAIDLevelDesc = adapter.RAIDLevelParams[i];
@@ -138,10 +138,10 @@ static void copyLevel(SIM_VIRTUAL_DISK *virtualDisk, const SIM_ADAPTER &adapter)
   }
 }
 
-static void copyVirtualDisk(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *virtualDisk, const RAID_VD_RECORD &record,
+static void copyVirtualDisk(sim::Controller *sim, sim::VirtualDisk *virtualDisk, const RAID_VD_RECORD &record,
                             const XML_NODE *element) {
   copyRecord(virtualDisk, RAID_OBJECT_VIRTUAL_DISK, record);
-  copyReversed(virtualDisk->PDs, SIM_VD_PDS, record.PDs, record.PDCount, "a virtual disk lists");
+  copyReversed(virtualDisk->PDs, sim::vdPds, record.PDs, record.PDCount, "a virtual disk lists");
   copyLevel(virtualDisk, sim->adapter);
   RAID_VD_RECORD &kept = virtualDisk->record;
   kept.State = isGap(element, "State") ? RAID_STATE_ONLINE : kept.State;
@@ -161,7 +161,7 @@ template <class T> static T *added(POOL_ARRAY<T> &array) {
 }
 
 // A document without the number of slots gets the fewest that hold its disks.
-static void countSlots(SIM_CONTROLLER *sim) {
+static void countSlots(sim::Controller *sim) {
   for (UINT32 i = 0; i < sim->enclosures.count; ++i) {
     RAID_ENCLOSURE_RECORD &enclosure = sim->enclosures.items[i].record;
     for (UINT32 j = 0; j < sim->disks.count; ++j) {
@@ -174,12 +174,12 @@ static void countSlots(SIM_CONTROLLER *sim) {
 }
 
 // The reader appends its records in the order of the elements, so both are walked side by side.
-static void copyObjects(SIM_CONTROLLER *sim, const RAID_CONFIG &config, const XML_NODE *adapter) {
+static void copyObjects(sim::Controller *sim, const RAID_CONFIG &config, const XML_NODE *adapter) {
   UINT32 enclosures = 0;
   UINT32 disks = 0;
   for (const XML_NODE *child = adapter->FirstChild; child != nullptr; child = child->NextSibling) {
     if (textEqual(child->Name, "Enclosure") && enclosures < config.enclosureCount) {
-      SIM_ENCLOSURE *enclosure = added(sim->enclosures);
+      sim::Enclosure *enclosure = added(sim->enclosures);
       copyEnclosure(enclosure, config.enclosures[enclosures++]);
       const XML_NODE *inside = childNamed(child, "PD");
       for (; inside != nullptr && disks < config.physicalDiskCount; inside = nextSame(inside)) {
@@ -198,7 +198,7 @@ static void copyObjects(SIM_CONTROLLER *sim, const RAID_CONFIG &config, const XM
   countSlots(sim);
 }
 
-static void copyKey(SIM_CONTROLLER *sim, const RAID_CONFIG &config) {
+static void copyKey(sim::Controller *sim, const RAID_CONFIG &config) {
   if (config.keyId == nullptr) {
     return;
   }
@@ -206,20 +206,20 @@ static void copyKey(SIM_CONTROLLER *sim, const RAID_CONFIG &config) {
   const CHAR8 *keyId = reinterpret_cast<const RAID_KEY_RECORD *>(config.keyId)->KeyID;
   sim->key.present = true;
   sim->key.mode = mode == RAID_KEY_MODE_RKM ? RAID_KEY_MODE_RKM : RAID_KEY_MODE_LKM;
-  copyBytes(sim->key.keyId, keyId, simFixedLength(keyId, RAID_KEY_ID_SIZE));
+  copyBytes(sim->key.keyId, keyId, sim::fixedLength(keyId, RAID_KEY_ID_SIZE));
   copyBytes(sim->key.passphrase, SIM_DOCUMENT_PASSPHRASE, sizeof(SIM_DOCUMENT_PASSPHRASE));
   sim->adapter.record.SecurityMode = 0;
 }
 
 // The ids that the next disks and virtual disks get.
-static void chooseIds(SIM_CONTROLLER *sim) {
+static void chooseIds(sim::Controller *sim) {
   UINT32 last = 1000;
   UINT32 first = sim->virtualDisks.count == 0 ? 1 : ~0U;
   for (UINT32 i = 0; i < sim->disks.count; ++i) {
     last = std::max<UINT32>(last, sim->disks.items[i].record.ObjectID);
   }
   for (UINT32 i = 0; i < sim->virtualDisks.count; ++i) {
-    const SIM_VIRTUAL_DISK &virtualDisk = sim->virtualDisks.items[i];
+    const sim::VirtualDisk &virtualDisk = sim->virtualDisks.items[i];
     first = std::min<UINT32>(first, virtualDisk.record.ObjectID);
     for (UINT32 j = 0; j < virtualDisk.record.PDCount; ++j) {
       last = std::max(last, virtualDisk.PDs[j]); // it may have been pulled
@@ -230,8 +230,8 @@ static void chooseIds(SIM_CONTROLLER *sim) {
 }
 
 static SIM_OWNER makeController(const PARSED &parsed) {
-  SIM_CONTROLLER *sim = nullptr;
-  EFI_STATUS status = simCreateEmpty(&sim);
+  sim::Controller *sim = nullptr;
+  EFI_STATUS status = sim::createEmpty(&sim);
   if (EFI_ERROR(status)) {
     throw CLIENT_ERROR(status, "there is no memory for the controller");
   }
@@ -244,7 +244,7 @@ static SIM_OWNER makeController(const PARSED &parsed) {
   copyKey(sim, *parsed.config);
   copyObjects(sim, *parsed.config, adapter);
   chooseIds(sim);
-  const CHAR8 *fault = simStateFault(sim);
+  const CHAR8 *fault = sim::stateFault(sim);
   if (fault != nullptr) {
     refuse(std::string(fault) + "; correct that place, or save the document anew with 'xyl get -o'");
   }

@@ -33,15 +33,15 @@ static SIM_OWNER readState(const std::string &text) {
                                             std::to_string(FILE_FORMAT) +
                                             "; make the controller anew with 'xyl sim new'");
   }
-  SIM_CONTROLLER *sim = nullptr;
-  EFI_STATUS status = simCreateEmpty(&sim);
+  sim::Controller *sim = nullptr;
+  EFI_STATUS status = sim::createEmpty(&sim);
   if (EFI_ERROR(status)) {
     throw CLIENT_ERROR(status, "there is no memory for the controller");
   }
   SIM_OWNER owner(sim);
   visitController(reader, *sim);
   reader.refuseUnknown();
-  const char *fault = simStateFault(sim);
+  const char *fault = sim::stateFault(sim);
   if (fault != nullptr) {
     throw CLIENT_ERROR(EFI_INVALID_PARAMETER, fault);
   }
@@ -76,8 +76,8 @@ SIM_OWNER loadController(const std::string &file) {
   }
 }
 
-void saveController(const std::string &file, SIM_CONTROLLER &sim, FILE_REPLACES replaces) {
-  simDropSpentFaults(&sim);
+void saveController(const std::string &file, sim::Controller &sim, FILE_REPLACES replaces) {
+  sim::dropSpentFaults(&sim);
   STATE_WRITER writer;
   writer.json["format"] = FILE_FORMAT;
   visitController(writer, sim);
@@ -92,12 +92,12 @@ void saveController(const std::string &file, SIM_CONTROLLER &sim, FILE_REPLACES 
 }
 
 SIM_OWNER makePreset(const std::string &name) {
-  SIM_CONTROLLER *sim = nullptr;
-  EFI_STATUS status = simCreate(name.c_str(), &sim);
+  sim::Controller *sim = nullptr;
+  EFI_STATUS status = sim::create(name.c_str(), &sim);
   if (EFI_ERROR(status)) {
     std::string names;
-    for (UINT32 i = 0; simPresetAt(i) != nullptr; ++i) {
-      names += (i == 0 ? "" : ", ") + std::string(simPresetAt(i)->name);
+    for (UINT32 i = 0; sim::presetAt(i) != nullptr; ++i) {
+      names += (i == 0 ? "" : ", ") + std::string(sim::presetAt(i)->name);
     }
     throw CLIENT_ERROR(status, status == EFI_NOT_FOUND
                                    ? "there is no preset '" + name + "'; there are " + names

@@ -10,9 +10,9 @@
 #include "providers/sim_controller/state.h"
 
 struct SIM_DELETER {
-  void operator()(SIM_CONTROLLER *sim) const { simDestroy(sim); }
+  void operator()(sim::Controller *sim) const { sim::destroy(sim); }
 };
-using SIM_OWNER = std::unique_ptr<SIM_CONTROLLER, SIM_DELETER>;
+using SIM_OWNER = std::unique_ptr<sim::Controller, SIM_DELETER>;
 
 // Reads and checks a file. Throws CLIENT_ERROR for a file that cannot be read, that is no such file, or whose state is
 // not consistent. Needs a live Firmware, as all that makes controllers.
@@ -22,7 +22,7 @@ SIM_OWNER loadController(const std::string &file);
 void lockController(const std::string &file, FileLock *lock);
 
 // Writes the file in one step; faults that have struck are dropped. Throws CLIENT_ERROR.
-void saveController(const std::string &file, SIM_CONTROLLER &sim, FILE_REPLACES replaces = FILE_REPLACES_OLD);
+void saveController(const std::string &file, sim::Controller &sim, FILE_REPLACES replaces = FILE_REPLACES_OLD);
 
 // A controller of the preset. Throws CLIENT_ERROR that names the presets for an unknown one.
 SIM_OWNER makePreset(const std::string &name);

@@ -13,7 +13,7 @@ struct RECORD_PART {
   UINTN offset;
 
   RECORD_PART inside(UINTN at) const { return {objectType, object, start + at, offset + at}; }
-  void *buffer(const FIELD_ROW &row) const { return simBufferOf(objectType, object, offset + row.Place.Offset); }
+  void *buffer(const FIELD_ROW &row) const { return sim::bufferOf(objectType, object, offset + row.Place.Offset); }
 };
 
 // What the controller itself fills in.
@@ -74,15 +74,15 @@ static void visitValue(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_RO
 // A list in a buffer beside the record; count is kept in the record.
 static void visitIds(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_ROW &row) {
   UINT64 count = fieldLoad(part.start, row.Count);
-  UINT64 limit = part.objectType == RAID_OBJECT_PHYSICAL_DISK ? SIM_DISK_VDS : SIM_VD_PDS;
+  UINT64 limit = part.objectType == RAID_OBJECT_PHYSICAL_DISK ? sim::diskVds : sim::vdPds;
   v.numbers(row.Element, static_cast<UINT32 *>(part.buffer(row)), count, limit);
   fieldStore(part.start, row.Count, count);
 }
 
 static void visitLevels(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_ROW &row) {
-  SIM_ADAPTER *adapter = static_cast<SIM_ADAPTER *>(part.object);
+  sim::Adapter *adapter = static_cast<sim::Adapter *>(part.object);
   UINT64 count = adapter->levelCount;
-  v.list(row.Element, count, SIM_LEVEL_CAPACITY, [&](STATE_VISITOR &inner, size_t index) {
+  v.list(row.Element, count, sim::levelCapacity, [&](STATE_VISITOR &inner, size_t index) {
     UINT8 *level = reinterpret_cast<UINT8 *>(&adapter->RAIDLevelParams[index]);
     visitTable(inner, {part.objectType, adapter, level, sizeof(RAID_ADAPTER_RECORD)}, g_levelDescFields);
   });
@@ -107,7 +107,7 @@ static void visitField(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_RO
   case FORMAT_CACHE_POLICY:
     return visitValue(v, part, row);
   case FORMAT_WIDE_TEXT:
-    return v.text(row.Element, static_cast<CHAR16 *>(part.buffer(row)), SIM_TEXT_UNITS);
+    return v.text(row.Element, static_cast<CHAR16 *>(part.buffer(row)), sim::textUnits);
   case FORMAT_FIXED_TEXT:
     return v.fixed(row.Element, reinterpret_cast<CHAR8 *>(part.start + row.Place.Offset), row.Place.Width);
   case FORMAT_PCI_IDENTITY:
@@ -149,15 +149,15 @@ static void visitRecord(STATE_VISITOR &v, UINT32 objectType, OBJECT &object, con
   visitTable(v, whole, table);
 }
 
-static void visit(STATE_VISITOR &v, SIM_ENCLOSURE &enclosure) {
+static void visit(STATE_VISITOR &v, sim::Enclosure &enclosure) {
   visitRecord(v, RAID_OBJECT_ENCLOSURE, enclosure, g_enclosureFields);
 }
 
-static void visit(STATE_VISITOR &v, SIM_DISK &disk) {
+static void visit(STATE_VISITOR &v, sim::Disk &disk) {
   visitRecord(v, RAID_OBJECT_PHYSICAL_DISK, disk, g_pdFields);
 }
 
-static void visit(STATE_VISITOR &v, SIM_VIRTUAL_DISK &virtualDisk) {
+static void visit(STATE_VISITOR &v, sim::VirtualDisk &virtualDisk) {
   visitRecord(v, RAID_OBJECT_VIRTUAL_DISK, virtualDisk, g_vdFields);
   v.number("memberSize", virtualDisk.memberSize, ~0ULL);
 }
@@ -178,7 +178,7 @@ template <class T> static void visitArray(STATE_VISITOR &v, const char *name, PO
 
 // --- What no record tells ---
 
-static void visitKey(STATE_VISITOR &v, SIM_KEY &key) {
+static void visitKey(STATE_VISITOR &v, sim::Key &key) {
   UINT64 mode = key.mode;
   v.flag("present", key.present);
   v.text("keyId", key.keyId, sizeof(key.keyId));
@@ -188,15 +188,15 @@ static void visitKey(STATE_VISITOR &v, SIM_KEY &key) {
 }
 
 static constexpr VALUE_NAME_TABLE g_faultKinds[] = {
-    {"fails with status", SIM_FAULT_STATUS},
-    {"answers nothing", SIM_FAULT_NO_DATA},
-    {"answers nothing of a size", SIM_FAULT_NULL_DATA},
-    {"answers with a size", SIM_FAULT_SIZE},
-    {"answers more", SIM_FAULT_EXTRA},
+    {"fails with status", sim::faultStatus},
+    {"answers nothing", sim::faultNoData},
+    {"answers nothing of a size", sim::faultNullData},
+    {"answers with a size", sim::faultSize},
+    {"answers more", sim::faultExtra},
     {nullptr, 0},
 };
 
-static void visitFault(STATE_VISITOR &v, SIM_FAULT &fault) {
+static void visitFault(STATE_VISITOR &v, sim::Fault &fault) {
   UINT64 kind = fault.kind;
   UINT64 bytes = fault.bytes;
   v.named("kind", kind, g_faultKinds, 0xFFFFFFFF);
@@ -206,7 +206,7 @@ static void visitFault(STATE_VISITOR &v, SIM_FAULT &fault) {
   v.flag("once", fault.once);
   v.status("status", fault.status);
   v.number("bytes", bytes, 0xFFFFFFFF);
-  fault.kind = static_cast<SIM_FAULT_KIND>(kind);
+  fault.kind = static_cast<sim::FaultKind>(kind);
   fault.bytes = static_cast<UINT32>(bytes);
 }
 
@@ -216,7 +216,7 @@ static void visitNumber(STATE_VISITOR &v, const char *name, UINT32 &member) {
   member = static_cast<UINT32>(value);
 }
 
-void visitController(STATE_VISITOR &v, SIM_CONTROLLER &sim) {
+void visitController(STATE_VISITOR &v, sim::Controller &sim) {
   v.object("adapter",
            [&](STATE_VISITOR &inner) { visitRecord(inner, RAID_OBJECT_ADAPTER, sim.adapter, g_adapterFields); });
   visitArray(v, "enclosures", sim.enclosures);
@@ -225,7 +225,7 @@ void visitController(STATE_VISITOR &v, SIM_CONTROLLER &sim) {
   visitArray(v, "foreignVirtualDisks", sim.foreignDisks);
   visitArray(v, "pulledDisks", sim.pulledDisks);
   UINT64 faults = sim.faultCount;
-  v.list("pendingFaults", faults, SIM_FAULT_CAPACITY,
+  v.list("pendingFaults", faults, sim::faultCapacity,
          [&](STATE_VISITOR &inner, size_t index) { visitFault(inner, sim.faults[index]); });
   sim.faultCount = static_cast<UINT32>(faults);
   v.object("key", [&](STATE_VISITOR &inner) { visitKey(inner, sim.key); });

@@ -6,4 +6,4 @@
 
 // Visits the whole state. What the records tell goes along the tables of the documents and has their names; what only
 // the simulator knows begins with a small letter. Throws what the visitor throws.
-void visitController(STATE_VISITOR &visitor, SIM_CONTROLLER &sim);
+void visitController(STATE_VISITOR &visitor, sim::Controller &sim);

@@ -150,7 +150,7 @@ void STATE_READER::fixed(const char *name, CHAR8 *value, size_t width) {
   if (const Json *from = member(name)) {
     std::string text(width + 1, 0);
     copyText(textIn(name, *from), text.data(), width, 0xFF, placeOf(name));
-    simSetFixed(value, width, text.c_str());
+    sim::setFixed(value, width, text.c_str());
   }
 }
 
@@ -194,7 +194,7 @@ void STATE_READER::mask(const char *name, UINT64 &value, const FIELD_TABLE &grou
 
 void STATE_READER::numberOrAny(const char *name, UINT32 &value, const VALUE_NAME_TABLE *table) {
   const Json &from = wanted(name);
-  value = from == "any" ? SIM_ANY : static_cast<UINT32>(namedFrom(from, placeOf(name), table, 0xFFFFFFFF));
+  value = from == "any" ? sim::anyCode : static_cast<UINT32>(namedFrom(from, placeOf(name), table, 0xFFFFFFFF));
 }
 
 void STATE_READER::status(const char *name, EFI_STATUS &value) {

@@ -81,7 +81,7 @@ void STATE_WRITER::mask(const char *name, UINT64 &value, const FIELD_TABLE &grou
 }
 
 void STATE_WRITER::numberOrAny(const char *name, UINT32 &value, const VALUE_NAME_TABLE *table) {
-  json[name] = value == SIM_ANY ? Json("any") : valueOf(value, table);
+  json[name] = value == sim::anyCode ? Json("any") : valueOf(value, table);
 }
 
 void STATE_WRITER::status(const char *name, EFI_STATUS &value) {

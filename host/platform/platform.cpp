@@ -126,7 +126,7 @@ void Platform::load(EFI_IMAGE_ENTRY entry, const char *name, const std::u16strin
 
 void Platform::connectSimulated() {
   EFI_HANDLE controller = nullptr;
-  EFI_STATUS status = simInstall(sim_.get(), &controller);
+  EFI_STATUS status = sim::install(sim_.get(), &controller);
   if (EFI_ERROR(status)) {
     throw CLIENT_ERROR(status, std::string("the simulated controller cannot be installed: ") + statusText(status));
   }

@@ -139,8 +139,8 @@ static std::string errorNames() {
 
 static std::string presetNames() {
   std::string names;
-  for (UINT32 i = 0; simPresetAt(i) != nullptr; ++i) {
-    names += (names.empty() ? "" : " ") + std::string(simPresetAt(i)->name);
+  for (UINT32 i = 0; sim::presetAt(i) != nullptr; ++i) {
+    names += (names.empty() ? "" : " ") + std::string(sim::presetAt(i)->name);
   }
   return names;
 }

@@ -13,11 +13,11 @@
 #include "providers/sim_controller/hand.h"
 #include "providers/sim_controller/presets.h"
 
-static std::string virtualDiskText(const SIM_VIRTUAL_DISK &virtualDisk) {
+static std::string virtualDiskText(const sim::VirtualDisk &virtualDisk) {
   return "virtual disk " + std::to_string(virtualDisk.record.ObjectID) + " \"" + toUtf8(virtualDisk.Name) + "\"";
 }
 
-static std::string diskText(const SIM_DISK &disk) {
+static std::string diskText(const sim::Disk &disk) {
   return "disk " + std::to_string(disk.record.ObjectID) + " (" + placeText(disk) + ")";
 }
 
@@ -30,7 +30,7 @@ static void check(EFI_STATUS status, const std::string &what) {
 // Says how the virtual disks stand that count a disk among their members.
 static void sayVirtualDisksOn(const SIM_JOB &job, UINT32 diskId) {
   for (UINT32 i = 0; i < job.sim->virtualDisks.count; ++i) {
-    const SIM_VIRTUAL_DISK &virtualDisk = job.sim->virtualDisks.items[i];
+    const sim::VirtualDisk &virtualDisk = job.sim->virtualDisks.items[i];
     for (UINT32 j = 0; j < virtualDisk.record.PDCount; ++j) {
       if (virtualDisk.PDs[j] == diskId) {
         say(&job.front, "%a is %a\n", virtualDiskText(virtualDisk).c_str(),
@@ -47,8 +47,8 @@ XYL_RESULT listPresets(const SIM_JOB &job) {
   if (job.wantsJson()) {
     return writePresets(job);
   }
-  for (UINT32 i = 0; simPresetAt(i) != nullptr; ++i) {
-    say(&job.front, "%-8a  %a\n", simPresetAt(i)->name, simPresetAt(i)->description);
+  for (UINT32 i = 0; sim::presetAt(i) != nullptr; ++i) {
+    say(&job.front, "%-8a  %a\n", sim::presetAt(i)->name, sim::presetAt(i)->description);
   }
   return succeeded();
 }
@@ -83,7 +83,7 @@ XYL_RESULT newController(const SIM_JOB &job) {
 }
 
 XYL_RESULT replaceAdapter(const SIM_JOB &job) {
-  check(simReplaceAdapter(job.sim), "the adapter cannot be replaced");
+  check(sim::replaceAdapter(job.sim), "the adapter cannot be replaced");
   CHAR8 wwn[17];
   formatHex(wwn, job.sim->adapter.record.WWN, 16);
   say(&job.front, "the adapter's WWN is %a now; foreign virtual disks: %u\n", wwn, job.sim->foreignDisks.count);
@@ -92,8 +92,8 @@ XYL_RESULT replaceAdapter(const SIM_JOB &job) {
 
 XYL_RESULT setFirmware(const SIM_JOB &job) {
   std::u16string version = fromUtf8(job.operand(1));
-  if (version.empty() || EFI_ERROR(simSetFirmware(job.sim, version.c_str()))) {
-    throw USAGE_ERROR("a firmware version has 1 to " + std::to_string(SIM_TEXT_UNITS - 1) + " characters");
+  if (version.empty() || EFI_ERROR(sim::setFirmware(job.sim, version.c_str()))) {
+    throw USAGE_ERROR("a firmware version has 1 to " + std::to_string(sim::textUnits - 1) + " characters");
   }
   return succeeded();
 }
@@ -101,18 +101,18 @@ XYL_RESULT setFirmware(const SIM_JOB &job) {
 // --- Disks ---
 
 XYL_RESULT pullDisk(const SIM_JOB &job) {
-  const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(1));
+  const sim::Disk &disk = diskNamed(job.sim, job.file(), job.operand(1));
   std::string text = diskText(disk);
   UINT32 id = disk.record.ObjectID;
-  check(simPullDisk(job.sim, id), text + " cannot be pulled");
+  check(sim::pullDisk(job.sim, id), text + " cannot be pulled");
   say(&job.front, "%a is pulled\n", text.c_str());
   sayVirtualDisksOn(job, id);
   return succeeded();
 }
 
 XYL_RESULT failDisk(const SIM_JOB &job) {
-  const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(1));
-  check(simFailDisk(job.sim, disk.record.ObjectID), diskText(disk) + " cannot fail");
+  const sim::Disk &disk = diskNamed(job.sim, job.file(), job.operand(1));
+  check(sim::failDisk(job.sim, disk.record.ObjectID), diskText(disk) + " cannot fail");
   say(&job.front, "%a has failed\n", diskText(disk).c_str());
   sayVirtualDisksOn(job, disk.record.ObjectID);
   return succeeded();
@@ -123,11 +123,11 @@ static std::string trimmed(const std::string &text) {
 }
 
 // Sets what --model stands for: the model of that name, or the only one that has it as a part.
-static void takeModel(const std::string &wanted, SIM_DRIVE *drive) {
+static void takeModel(const std::string &wanted, sim::Drive *drive) {
   std::string names;
   UINT32 found = 0;
-  SIM_DRIVE candidate = *drive;
-  for (UINT32 i = 0; const CHAR8 *name = simDriveModel(i, &candidate); ++i) {
+  sim::Drive candidate = *drive;
+  for (UINT32 i = 0; const CHAR8 *name = sim::driveModel(i, &candidate); ++i) {
     names += (i == 0 ? "" : ", ") + trimmed(name);
     if (normalised(name) == normalised(wanted)) {
       *drive = candidate;
@@ -144,7 +144,7 @@ static void takeModel(const std::string &wanted, SIM_DRIVE *drive) {
   }
 }
 
-static void takeDriveOptions(const SIM_JOB &job, SIM_DRIVE *drive) {
+static void takeDriveOptions(const SIM_JOB &job, sim::Drive *drive) {
   const CHAR8 *size = job.request.Options[XYL_OPTION_SIZE];
   const CHAR8 *model = job.request.Options[XYL_OPTION_MODEL];
   if (model != nullptr) {
@@ -161,40 +161,40 @@ static void takeDriveOptions(const SIM_JOB &job, SIM_DRIVE *drive) {
   }
 }
 
-static void insertNew(const SIM_JOB &job, const SIM_PLACE &place, const SIM_DRIVE &drive) {
+static void insertNew(const SIM_JOB &job, const SIM_PLACE &place, const sim::Drive &drive) {
   UINT32 id = 0;
-  check(simInsertDisk(job.sim, place.enclosureObjectId, place.slot, drive, &id), "the disk cannot be inserted");
-  const SIM_DISK *disk = simFindDisk(job.sim, id);
+  check(sim::insertDisk(job.sim, place.enclosureObjectId, place.slot, drive, &id), "the disk cannot be inserted");
+  const sim::Disk *disk = sim::findDisk(job.sim, id);
   say(&job.front, "%a is new: %a, %a\n", diskText(*disk).c_str(), trimmed(fixedText(disk->record.ModelName)).c_str(),
       sizeText(disk->record.Size).c_str());
 }
 
 XYL_RESULT replaceDisk(const SIM_JOB &job) {
-  const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(1));
+  const sim::Disk &disk = diskNamed(job.sim, job.file(), job.operand(1));
   SIM_PLACE place = {disk.record.EnclosureObjectID, disk.record.Slot};
-  SIM_DRIVE drive = {disk.record.Size, disk.record.Protocol, disk.record.Attributes};
+  sim::Drive drive = {disk.record.Size, disk.record.Protocol, disk.record.Attributes};
   UINT32 oldId = disk.record.ObjectID;
   takeDriveOptions(job, &drive);
-  check(simPullDisk(job.sim, oldId), diskText(disk) + " cannot be pulled");
+  check(sim::pullDisk(job.sim, oldId), diskText(disk) + " cannot be pulled");
   insertNew(job, place, drive);
   sayVirtualDisksOn(job, oldId);
   return succeeded();
 }
 
 // A drive as the first neighbour's, or the first model where there are no disks at all.
-static SIM_DRIVE driveFor(SIM_CONTROLLER *sim, const SIM_PLACE &place) {
-  SIM_DRIVE drive = {2000398934016, 0, 0};
-  simDriveModel(0, &drive);
-  const SIM_DISK *like = sim->disks.count == 0 ? nullptr : &sim->disks.items[0];
+static sim::Drive driveFor(sim::Controller *sim, const SIM_PLACE &place) {
+  sim::Drive drive = {2000398934016, 0, 0};
+  sim::driveModel(0, &drive);
+  const sim::Disk *like = sim->disks.count == 0 ? nullptr : &sim->disks.items[0];
   for (UINT32 i = sim->disks.count; i != 0; --i) {
-    const SIM_DISK &disk = sim->disks.items[i - 1];
+    const sim::Disk &disk = sim->disks.items[i - 1];
     like = disk.record.EnclosureObjectID == place.enclosureObjectId ? &disk : like;
   }
-  return like == nullptr ? drive : SIM_DRIVE{like->record.Size, like->record.Protocol, like->record.Attributes};
+  return like == nullptr ? drive : sim::Drive{like->record.Size, like->record.Protocol, like->record.Attributes};
 }
 
 static void wantEmpty(const SIM_JOB &job, const SIM_PLACE &place) {
-  const SIM_DISK *there = simFindDiskAt(job.sim, place.enclosureObjectId, place.slot);
+  const sim::Disk *there = sim::findDiskAt(job.sim, place.enclosureObjectId, place.slot);
   if (there != nullptr) {
     throw CLIENT_ERROR(EFI_ALREADY_STARTED, "slot " + placeText(place) + " is taken by disk " +
                                                 std::to_string(there->record.ObjectID) +
@@ -203,7 +203,7 @@ static void wantEmpty(const SIM_JOB &job, const SIM_PLACE &place) {
 }
 
 static XYL_RESULT insertPulled(const SIM_JOB &job) {
-  const SIM_DISK &pulled = pulledDiskNamed(job.sim, job.file(), job.operand(1));
+  const sim::Disk &pulled = pulledDiskNamed(job.sim, job.file(), job.operand(1));
   SIM_PLACE place = {pulled.record.EnclosureObjectID, pulled.record.Slot};
   UINT32 id = pulled.record.ObjectID;
   if (job.request.Options[XYL_OPTION_SIZE] != nullptr || job.request.Options[XYL_OPTION_MODEL] != nullptr) {
@@ -213,8 +213,8 @@ static XYL_RESULT insertPulled(const SIM_JOB &job) {
     place = placeNamed(job.sim, job.operand(2));
   }
   wantEmpty(job, place);
-  check(simReinsertDisk(job.sim, id, place.enclosureObjectId, place.slot), "the disk cannot be inserted");
-  const SIM_DISK *disk = simFindDisk(job.sim, id);
+  check(sim::reinsertDisk(job.sim, id, place.enclosureObjectId, place.slot), "the disk cannot be inserted");
+  const sim::Disk *disk = sim::findDisk(job.sim, id);
   say(&job.front, "%a is back, %a\n", diskText(*disk).c_str(), GetNameFromValue(disk->record.State, g_stateTable));
   sayVirtualDisksOn(job, id);
   return succeeded();
@@ -229,7 +229,7 @@ XYL_RESULT insertDisk(const SIM_JOB &job) {
   }
   SIM_PLACE place = placeNamed(job.sim, job.operand(2));
   wantEmpty(job, place);
-  SIM_DRIVE drive = driveFor(job.sim, place);
+  sim::Drive drive = driveFor(job.sim, place);
   takeDriveOptions(job, &drive);
   insertNew(job, place, drive);
   return succeeded();
@@ -251,7 +251,7 @@ XYL_RESULT makeForeign(const SIM_JOB &job) {
   UINT32 ids[XYL_WORDS_MAX] = {};
   UINT32 count = 0;
   for (UINTN i = 2; i < job.request.OperandCount; ++i) {
-    const SIM_DISK &disk = diskNamed(job.sim, job.file(), job.operand(i));
+    const sim::Disk &disk = diskNamed(job.sim, job.file(), job.operand(i));
     if (disk.record.State != RAID_STATE_READY || disk.record.Hotspare != 0) {
       const CHAR8 *state =
           disk.record.Hotspare != 0 ? "a hot spare" : GetNameFromValue(disk.record.State, g_stateTable);
@@ -260,14 +260,14 @@ XYL_RESULT makeForeign(const SIM_JOB &job) {
     }
     ids[count++] = disk.record.ObjectID;
   }
-  EFI_STATUS status = simMakeForeign(job.sim, level, ids, count);
+  EFI_STATUS status = sim::makeForeign(job.sim, level, ids, count);
   if (EFI_ERROR(status)) {
     throw CLIENT_ERROR(status, std::string("the adapter makes no ") + GetNameFromValue(level, g_raidLevelTable) +
                                    " of these " + std::to_string(count) + " disks: " + statusText(status) +
                                    "; MinDisks and MaxDisks of 'xyl get --controller " + job.file() +
                                    "' are the limits");
   }
-  const SIM_VIRTUAL_DISK &made = job.sim->foreignDisks.items[job.sim->foreignDisks.count - 1];
+  const sim::VirtualDisk &made = job.sim->foreignDisks.items[job.sim->foreignDisks.count - 1];
   say(&job.front, "a foreign %a of %a is on them\n", GetNameFromValue(level, g_raidLevelTable),
       sizeText(made.record.Size).c_str());
   return succeeded();

@@ -4,11 +4,12 @@
 #include "host/common/common.h"
 
 std::string placeText(const SIM_PLACE &place) {
-  std::string enclosure = place.enclosureObjectId == SIM_DIRECT ? "direct" : std::to_string(place.enclosureObjectId);
+  std::string enclosure =
+      place.enclosureObjectId == sim::directEnclosure ? "direct" : std::to_string(place.enclosureObjectId);
   return enclosure + ":" + std::to_string(place.slot);
 }
 
-std::string placeText(const SIM_DISK &disk) {
+std::string placeText(const sim::Disk &disk) {
   return placeText(SIM_PLACE{disk.record.EnclosureObjectID, disk.record.Slot});
 }
 
@@ -16,7 +17,7 @@ static bool isNumber(const std::string &text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
 }
 
-static const SIM_ENCLOSURE *enclosureNamed(SIM_CONTROLLER *sim, const std::string &name) {
+static const sim::Enclosure *enclosureNamed(sim::Controller *sim, const std::string &name) {
   UINT64 number = parseDecimal(name.c_str());
   for (UINT32 i = 0; i < sim->enclosures.count; ++i) {
     if (sim->enclosures.items[i].record.ObjectID == number) {
@@ -42,13 +43,13 @@ static bool splitPlace(const std::string &name, std::string *enclosure, UINT64 *
   return *enclosure == "direct" || isNumber(*enclosure);
 }
 
-SIM_PLACE placeNamed(SIM_CONTROLLER *sim, const std::string &name) {
+SIM_PLACE placeNamed(sim::Controller *sim, const std::string &name) {
   std::string enclosureName;
   UINT64 slot = 0;
   if (!splitPlace(name, &enclosureName, &slot)) {
     throw USAGE_ERROR("'" + name + "' is no place; write enclosure:slot, as 301:2, or direct:slot");
   }
-  const SIM_ENCLOSURE *enclosure = nullptr;
+  const sim::Enclosure *enclosure = nullptr;
   if (enclosureName != "direct") {
     enclosure = enclosureNamed(sim, enclosureName);
     if (enclosure == nullptr) {
@@ -65,11 +66,11 @@ SIM_PLACE placeNamed(SIM_CONTROLLER *sim, const std::string &name) {
     throw CLIENT_ERROR(EFI_NOT_FOUND,
                        "there is no slot " + name + "; slots are numbered from 0 to " + std::to_string(slots - 1));
   }
-  return {enclosure == nullptr ? SIM_DIRECT : enclosure->record.ObjectID, static_cast<UINT8>(slot)};
+  return {enclosure == nullptr ? sim::directEnclosure : enclosure->record.ObjectID, static_cast<UINT8>(slot)};
 }
 
 // Whether a disk is called name by its id, FQDD or place.
-static bool isCalled(SIM_CONTROLLER *sim, const SIM_DISK &disk, const std::string &name) {
+static bool isCalled(sim::Controller *sim, const sim::Disk &disk, const std::string &name) {
   if (isNumber(name)) {
     return parseDecimal(name.c_str()) == disk.record.ObjectID;
   }
@@ -78,14 +79,14 @@ static bool isCalled(SIM_CONTROLLER *sim, const SIM_DISK &disk, const std::strin
   if (!splitPlace(name, &enclosureName, &slot)) {
     return disk.FQDD[0] != 0 && toUtf8(disk.FQDD) == name;
   }
-  const SIM_ENCLOSURE *enclosure = enclosureName == "direct" ? nullptr : enclosureNamed(sim, enclosureName);
-  UINT32 objectId = enclosure == nullptr ? SIM_DIRECT : enclosure->record.ObjectID;
+  const sim::Enclosure *enclosure = enclosureName == "direct" ? nullptr : enclosureNamed(sim, enclosureName);
+  UINT32 objectId = enclosure == nullptr ? sim::directEnclosure : enclosure->record.ObjectID;
   return (enclosure != nullptr || enclosureName == "direct") && disk.record.EnclosureObjectID == objectId &&
          disk.record.Slot == slot;
 }
 
 // The last one, since the disk that was pulled last is the one that is meant.
-static SIM_DISK *findCalled(SIM_CONTROLLER *sim, const POOL_ARRAY<SIM_DISK> &disks, const std::string &name) {
+static sim::Disk *findCalled(sim::Controller *sim, const POOL_ARRAY<sim::Disk> &disks, const std::string &name) {
   for (UINT32 i = disks.count; i != 0; --i) {
     if (isCalled(sim, disks.items[i - 1], name)) {
       return &disks.items[i - 1];
@@ -94,12 +95,12 @@ static SIM_DISK *findCalled(SIM_CONTROLLER *sim, const POOL_ARRAY<SIM_DISK> &dis
   return nullptr;
 }
 
-SIM_DISK &diskNamed(SIM_CONTROLLER *sim, const std::string &file, const std::string &name) {
-  SIM_DISK *disk = findCalled(sim, sim->disks, name);
+sim::Disk &diskNamed(sim::Controller *sim, const std::string &file, const std::string &name) {
+  sim::Disk *disk = findCalled(sim, sim->disks, name);
   if (disk != nullptr) {
     return *disk;
   }
-  const SIM_DISK *pulled = findCalled(sim, sim->pulledDisks, name);
+  const sim::Disk *pulled = findCalled(sim, sim->pulledDisks, name);
   if (pulled != nullptr) {
     std::string id = std::to_string(pulled->record.ObjectID);
     throw CLIENT_ERROR(EFI_NOT_FOUND,
@@ -108,12 +109,12 @@ SIM_DISK &diskNamed(SIM_CONTROLLER *sim, const std::string &file, const std::str
   throw CLIENT_ERROR(EFI_NOT_FOUND, "there is no disk '" + name + "'; 'xyl sim show " + file + "' lists the disks");
 }
 
-SIM_DISK &pulledDiskNamed(SIM_CONTROLLER *sim, const std::string &file, const std::string &name) {
-  SIM_DISK *pulled = findCalled(sim, sim->pulledDisks, name);
+sim::Disk &pulledDiskNamed(sim::Controller *sim, const std::string &file, const std::string &name) {
+  sim::Disk *pulled = findCalled(sim, sim->pulledDisks, name);
   if (pulled != nullptr) {
     return *pulled;
   }
-  const SIM_DISK *disk = findCalled(sim, sim->disks, name);
+  const sim::Disk *disk = findCalled(sim, sim->disks, name);
   throw CLIENT_ERROR(EFI_NOT_FOUND,
                      disk != nullptr
                          ? "disk " + std::to_string(disk->record.ObjectID) + " is in its slot; pull it first"

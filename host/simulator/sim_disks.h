@@ -11,13 +11,13 @@ struct SIM_PLACE {
 
 // "301:2", or "direct:2" outside of enclosures.
 std::string placeText(const SIM_PLACE &place);
-std::string placeText(const SIM_DISK &disk);
+std::string placeText(const sim::Disk &disk);
 
 // The disk with that id, FQDD or place. Throws CLIENT_ERROR that says where to look; file is the controller's.
-SIM_DISK &diskNamed(SIM_CONTROLLER *sim, const std::string &file, const std::string &name);
+sim::Disk &diskNamed(sim::Controller *sim, const std::string &file, const std::string &name);
 // Likewise among the pulled disks, where a place is the one that the disk came from last.
-SIM_DISK &pulledDiskNamed(SIM_CONTROLLER *sim, const std::string &file, const std::string &name);
+sim::Disk &pulledDiskNamed(sim::Controller *sim, const std::string &file, const std::string &name);
 
 // The place of that name, enclosure:slot (the enclosure's id or position) or direct:slot, taken or not. Throws
 // CLIENT_ERROR for one that does not exist.
-SIM_PLACE placeNamed(SIM_CONTROLLER *sim, const std::string &name);
+SIM_PLACE placeNamed(sim::Controller *sim, const std::string &name);

@@ -11,13 +11,13 @@ static constexpr VALUE_NAME_TABLE g_faultObjects[] = {
     {nullptr, 0},
 };
 
-std::string faultText(const SIM_FAULT &fault) {
-  std::string command = fault.command == SIM_ANY ? "command" : GetNameFromValue(fault.command, g_commandTable);
+std::string faultText(const sim::Fault &fault) {
+  std::string command = fault.command == sim::anyCode ? "command" : GetNameFromValue(fault.command, g_commandTable);
   std::string object =
-      fault.objectType == SIM_ANY ? "" : std::string(":") + GetNameFromValue(fault.objectType, g_faultObjects);
+      fault.objectType == sim::anyCode ? "" : std::string(":") + GetNameFromValue(fault.objectType, g_faultObjects);
   std::string which = fault.nth == 1 ? "the next " : "number " + std::to_string(fault.nth) + " of the next ";
   const CHAR8 *words = statusText(fault.status);
-  std::string what = fault.kind == SIM_FAULT_STATUS
+  std::string what = fault.kind == sim::faultStatus
                          ? std::string(" fails: ") + (words != nullptr ? words : "unknown status")
                          : " has an answer of another shape";
   return which + command + object + (fault.once ? "" : ", and all later ones,") + what;
@@ -32,8 +32,8 @@ static std::string namesOf(const VALUE_NAME_TABLE *table, UINT64 limit) {
 }
 
 static UINT32 faultValue(const std::string &name, const VALUE_NAME_TABLE *table, UINT64 limit, const char *what) {
-  UINT64 value = normalised(name) == "any" ? SIM_ANY : valueNamed(name, table);
-  if (value != SIM_ANY && value > limit) {
+  UINT64 value = normalised(name) == "any" ? sim::anyCode : valueNamed(name, table);
+  if (value != sim::anyCode && value > limit) {
     throw USAGE_ERROR("'" + name + "' is no " + what + "; there are " + namesOf(table, limit) + "any");
   }
   return static_cast<UINT32>(value);
@@ -44,13 +44,13 @@ XYL_RESULT failNext(const SIM_JOB &job) {
   size_t colon = command.find(':');
   std::string object = colon == std::string::npos ? "any" : command.substr(colon + 1);
   // What comes behind GetKeyID is the driver's own business and never reaches the controller.
-  SIM_FAULT fault = {SIM_FAULT_STATUS,
-                     faultValue(command.substr(0, colon), g_commandTable, RAID_COMMAND_GET_KEY_ID, "command"),
-                     faultValue(object, g_faultObjects, RAID_OBJECT_VIRTUAL_DISK, "object"),
-                     1,
-                     /* once= */ true,
-                     EFI_DEVICE_ERROR,
-                     0};
+  sim::Fault fault = {sim::faultStatus,
+                      faultValue(command.substr(0, colon), g_commandTable, RAID_COMMAND_GET_KEY_ID, "command"),
+                      faultValue(object, g_faultObjects, RAID_OBJECT_VIRTUAL_DISK, "object"),
+                      1,
+                      /* once= */ true,
+                      EFI_DEVICE_ERROR,
+                      0};
   if (job.request.OperandCount > 2) {
     fault.status = errorNamed(job.operand(2));
     if (fault.status == EFI_SUCCESS) {
@@ -59,11 +59,11 @@ XYL_RESULT failNext(const SIM_JOB &job) {
     }
   }
   for (UINT32 i = 0; i < job.sim->faultCount; ++i) {
-    const SIM_FAULT &other = job.sim->faults[i];
+    const sim::Fault &other = job.sim->faults[i];
     fault.nth += other.once && other.command == fault.command && other.objectType == fault.objectType ? 1 : 0;
   }
-  if (!simAddFault(job.sim, fault)) {
-    throw CLIENT_ERROR(EFI_OUT_OF_RESOURCES, std::to_string(SIM_FAULT_CAPACITY) + " faults are pending; 'xyl sim " +
+  if (!sim::addFault(job.sim, fault)) {
+    throw CLIENT_ERROR(EFI_OUT_OF_RESOURCES, std::to_string(sim::faultCapacity) + " faults are pending; 'xyl sim " +
                                                  "clear-faults " + job.file() + "' removes them");
   }
   say(&job.front, "%a\n", faultText(fault).c_str());
@@ -72,6 +72,6 @@ XYL_RESULT failNext(const SIM_JOB &job) {
 
 XYL_RESULT clearFaults(const SIM_JOB &job) {
   say(&job.front, "removed faults: %u\n", job.sim->faultCount);
-  simClearFaults(job.sim);
+  sim::clearFaults(job.sim);
   return succeeded();
 }

@@ -5,7 +5,7 @@
 #include "providers/sim_controller/faults.h"
 
 // What a pending fault will do, as "the next Create fails: Device Error".
-std::string faultText(const SIM_FAULT &fault);
+std::string faultText(const sim::Fault &fault);
 
 // The commands. Throw CLIENT_ERROR.
 XYL_RESULT failNext(const SIM_JOB &job);

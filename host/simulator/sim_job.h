@@ -8,7 +8,7 @@
 struct SIM_JOB {
   const XYL_FRONT &front;
   const XYL_REQUEST &request;
-  SIM_CONTROLLER *sim; // null for commands without a controller
+  sim::Controller *sim; // null for commands without a controller
 
   std::string operand(UINTN index) const { return request.Operands[index]; }
   std::string file() const { return operand(0); }

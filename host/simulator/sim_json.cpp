@@ -18,7 +18,7 @@ static void writeIds(JSON *json, const char *name, const UINT32 *ids, UINT32 cou
   jsonEnd(json);
 }
 
-static void writeDisk(JSON *json, const SIM_DISK &disk) {
+static void writeDisk(JSON *json, const sim::Disk &disk) {
   jsonObject(json, nullptr);
   writeText(json, "place", placeText(disk));
   jsonNumber(json, "id", disk.record.ObjectID);
@@ -32,7 +32,7 @@ static void writeDisk(JSON *json, const SIM_DISK &disk) {
 }
 
 // The disks in an enclosure, or those attached directly; the empty slots of an enclosure by their places.
-static void writeDisksIn(JSON *json, const SIM_CONTROLLER &sim, UINT32 enclosure) {
+static void writeDisksIn(JSON *json, const sim::Controller &sim, UINT32 enclosure) {
   jsonArray(json, "disks");
   for (UINT32 i = 0; i < sim.disks.count; ++i) {
     if (sim.disks.items[i].record.EnclosureObjectID == enclosure) {
@@ -42,14 +42,14 @@ static void writeDisksIn(JSON *json, const SIM_CONTROLLER &sim, UINT32 enclosure
   jsonEnd(json);
 }
 
-static void writeEnclosure(JSON *json, SIM_CONTROLLER *sim, const SIM_ENCLOSURE &enclosure) {
+static void writeEnclosure(JSON *json, sim::Controller *sim, const sim::Enclosure &enclosure) {
   jsonObject(json, nullptr);
   jsonNumber(json, "id", enclosure.record.ObjectID);
   writeText(json, "name", toUtf8(enclosure.Name));
   jsonNumber(json, "slots", enclosure.record.SlotCount);
   jsonArray(json, "emptySlots");
   for (UINT32 slot = 0; slot < enclosure.record.SlotCount; ++slot) {
-    if (simFindDiskAt(sim, enclosure.record.ObjectID, static_cast<UINT8>(slot)) == nullptr) {
+    if (sim::findDiskAt(sim, enclosure.record.ObjectID, static_cast<UINT8>(slot)) == nullptr) {
       writeText(json, nullptr, placeText(SIM_PLACE{enclosure.record.ObjectID, static_cast<UINT8>(slot)}));
     }
   }
@@ -58,10 +58,10 @@ static void writeEnclosure(JSON *json, SIM_CONTROLLER *sim, const SIM_ENCLOSURE 
   jsonEnd(json);
 }
 
-static void writeForeign(JSON *json, const SIM_CONTROLLER &sim) {
+static void writeForeign(JSON *json, const sim::Controller &sim) {
   jsonArray(json, "foreignVirtualDisks");
   for (UINT32 i = 0; i < sim.foreignDisks.count; ++i) {
-    const SIM_VIRTUAL_DISK &virtualDisk = sim.foreignDisks.items[i];
+    const sim::VirtualDisk &virtualDisk = sim.foreignDisks.items[i];
     jsonObject(json, nullptr);
     writeText(json, "name", toUtf8(virtualDisk.Name));
     jsonText(json, "level", GetNameFromValue(virtualDisk.record.RAIDLevel, g_raidLevelTable));
@@ -73,7 +73,7 @@ static void writeForeign(JSON *json, const SIM_CONTROLLER &sim) {
 }
 
 XYL_RESULT writeController(const SIM_JOB &job) {
-  const SIM_CONTROLLER &sim = *job.sim;
+  const sim::Controller &sim = *job.sim;
   JSON json = {};
   json.Front = &job.front;
   jsonObject(&json, nullptr);
@@ -85,7 +85,7 @@ XYL_RESULT writeController(const SIM_JOB &job) {
     writeEnclosure(&json, job.sim, sim.enclosures.items[i]);
   }
   jsonEnd(&json);
-  writeDisksIn(&json, sim, SIM_DIRECT);
+  writeDisksIn(&json, sim, sim::directEnclosure);
   jsonArray(&json, "pulledDisks");
   for (UINT32 i = 0; i < sim.pulledDisks.count; ++i) {
     writeDisk(&json, sim.pulledDisks.items[i]);
@@ -106,10 +106,10 @@ XYL_RESULT writePresets(const SIM_JOB &job) {
   json.Front = &job.front;
   jsonObject(&json, nullptr);
   jsonArray(&json, "presets");
-  for (UINT32 i = 0; simPresetAt(i) != nullptr; ++i) {
+  for (UINT32 i = 0; sim::presetAt(i) != nullptr; ++i) {
     jsonObject(&json, nullptr);
-    jsonText(&json, "name", simPresetAt(i)->name);
-    jsonText(&json, "description", simPresetAt(i)->description);
+    jsonText(&json, "name", sim::presetAt(i)->name);
+    jsonText(&json, "description", sim::presetAt(i)->description);
     jsonEnd(&json);
   }
   jsonEnd(&json);

@@ -13,7 +13,7 @@ static constexpr TABLE_COLUMN g_columns[] = {
     {"Size", 11, true, false},  {"State", 8, false, true}, {"Use", 999, false, false},
 };
 
-static std::string roleOf(const SIM_DISK &disk) {
+static std::string roleOf(const sim::Disk &disk) {
   std::string role = disk.record.Hotspare == 0 ? "" : disk.record.Hotspare == 1 ? "hot spare of " : "global hot spare";
   for (UINT32 i = 0; i < disk.record.VDCount; ++i) {
     role += (i == 0 ? "VD " : ", ") + std::to_string(disk.VDs[i]);
@@ -21,7 +21,7 @@ static std::string roleOf(const SIM_DISK &disk) {
   return role.empty() ? "-" : role;
 }
 
-static std::string modelOf(const SIM_DISK &disk) {
+static std::string modelOf(const sim::Disk &disk) {
   std::string model = fixedText(disk.record.ModelName);
   size_t first = model.find_first_not_of(' ');
   return first == std::string::npos ? "-" : model.substr(first);
@@ -33,7 +33,7 @@ static void addRow(TABLE *table, const std::vector<std::string> &cells) {
   }
 }
 
-static void addDisk(TABLE *table, const SIM_DISK &disk, const std::string &use) {
+static void addDisk(TABLE *table, const sim::Disk &disk, const std::string &use) {
   addRow(table, {placeText(disk), std::to_string(disk.record.ObjectID), modelOf(disk),
                  GetNameFromValue(disk.record.Protocol, g_protocolTable), sizeText(disk.record.Size),
                  GetNameFromValue(disk.record.State, g_stateTable), use});
@@ -49,13 +49,13 @@ static void show(const SIM_JOB &job, TABLE *table) {
   }
 }
 
-static void showSlots(const SIM_JOB &job, const SIM_ENCLOSURE &enclosure) {
+static void showSlots(const SIM_JOB &job, const sim::Enclosure &enclosure) {
   say(&job.front, "\nEnclosure %u, %a, %u slots\n", enclosure.record.ObjectID, toUtf8(enclosure.Name).c_str(),
       static_cast<UINT32>(enclosure.record.SlotCount));
   TABLE table = newTable();
   for (UINT32 slot = 0; slot < enclosure.record.SlotCount; ++slot) {
     SIM_PLACE place = {enclosure.record.ObjectID, static_cast<UINT8>(slot)};
-    const SIM_DISK *disk = simFindDiskAt(job.sim, place.enclosureObjectId, place.slot);
+    const sim::Disk *disk = sim::findDiskAt(job.sim, place.enclosureObjectId, place.slot);
     if (disk != nullptr) {
       addDisk(&table, *disk, roleOf(*disk));
     } else {
@@ -68,8 +68,8 @@ static void showSlots(const SIM_JOB &job, const SIM_ENCLOSURE &enclosure) {
 static void showDirectDisks(const SIM_JOB &job) {
   TABLE table = newTable();
   for (UINT32 i = 0; i < job.sim->disks.count; ++i) {
-    const SIM_DISK &disk = job.sim->disks.items[i];
-    if (disk.record.EnclosureObjectID == SIM_DIRECT) {
+    const sim::Disk &disk = job.sim->disks.items[i];
+    if (disk.record.EnclosureObjectID == sim::directEnclosure) {
       addDisk(&table, disk, roleOf(disk));
     }
   }
@@ -93,7 +93,7 @@ static void showPulledDisks(const SIM_JOB &job) {
 static void showForeign(const SIM_JOB &job) {
   say(&job.front, "\nForeign virtual disks: %u\n", job.sim->foreignDisks.count);
   for (UINT32 i = 0; i < job.sim->foreignDisks.count; ++i) {
-    const SIM_VIRTUAL_DISK &virtualDisk = job.sim->foreignDisks.items[i];
+    const sim::VirtualDisk &virtualDisk = job.sim->foreignDisks.items[i];
     std::string members;
     for (UINT32 j = 0; j < virtualDisk.record.PDCount; ++j) {
       members += (j == 0 ? "" : ", ") + std::to_string(virtualDisk.PDs[j]);
@@ -105,7 +105,7 @@ static void showForeign(const SIM_JOB &job) {
 }
 
 static void showKey(const SIM_JOB &job) {
-  const SIM_KEY &key = job.sim->key;
+  const sim::Key &key = job.sim->key;
   if (key.present) {
     say(&job.front, "Key          %a, mode %a; the file holds its passphrase\n", toUtf8(key.keyId).c_str(),
         GetNameFromValue(key.mode, g_keyModeTable));
@@ -118,7 +118,7 @@ XYL_RESULT showController(const SIM_JOB &job) {
   if (job.wantsJson()) {
     return writeController(job);
   }
-  const SIM_CONTROLLER &sim = *job.sim;
+  const sim::Controller &sim = *job.sim;
   say(&job.front, "Adapter      %a\nFirmware     %a\n", toUtf8(sim.adapter.Name).c_str(),
       toUtf8(sim.adapter.FirmwareVersion).c_str());
   showKey(job);

@@ -3,21 +3,25 @@
 
 #include "uefi/types.h"
 
+namespace sim {
+
 // One buffer; both places are offsets.
-struct SIM_BUFFER {
+struct Buffer {
   UINT16 pointer; // in the record
   UINT16 buffer;  // in the object
   bool isText;    // a list of another kind otherwise
 };
 
 // The buffers of one type of object; not owned.
-struct SIM_BUFFERS {
-  const SIM_BUFFER *rows;
+struct Buffers {
+  const Buffer *rows;
   UINT32 count;
 };
 
 // The buffers of objects of a type, one for each pointer of their record; none for an unknown type.
-SIM_BUFFERS simBuffers(UINT32 objectType);
+Buffers buffersOf(UINT32 objectType);
 
 // The buffer of one pointer, whose offset in the record is given; null when the record has none there.
-void *simBufferOf(UINT32 objectType, void *object, UINTN pointer);
+void *bufferOf(UINT32 objectType, void *object, UINTN pointer);
+
+} // namespace sim

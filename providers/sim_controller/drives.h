@@ -3,8 +3,10 @@
 
 #include "uefi/types.h"
 
+namespace sim {
+
 // What is asked of a drive.
-struct SIM_DRIVE {
+struct Drive {
   UINT64 size;     // bytes
   UINT32 protocol; // one value of the protocol vocabulary
   UINT8 attributes;
@@ -12,4 +14,6 @@ struct SIM_DRIVE {
 
 // The drives that come out of a box: fills protocol and attributes, leaves size alone, and returns the model's name;
 // null after the last one.
-const CHAR8 *simDriveModel(UINT32 index, SIM_DRIVE *drive);
+const CHAR8 *driveModel(UINT32 index, Drive *drive);
+
+} // namespace sim

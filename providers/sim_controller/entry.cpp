@@ -3,12 +3,14 @@
 #include "providers/sim_controller/presets.h"
 #include "providers/sim_controller/sim_controller.h"
 
-static SIM_CONTROLLER *g_sims[SIM_IMAGE_CAPACITY];
+namespace sim {
+
+static Controller *g_sims[imageCapacity];
 
 static const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 
 // Drivers are asked to let go first: firmware refuses to uninstall what one holds open.
-static EFI_STATUS removeController(SIM_CONTROLLER **sim) {
+static EFI_STATUS removeController(Controller **sim) {
   if (*sim == nullptr) {
     return EFI_SUCCESS;
   }
@@ -17,7 +19,7 @@ static EFI_STATUS removeController(SIM_CONTROLLER **sim) {
     status = g_bootServices->DisconnectController((*sim)->handle, /* DriverImage= */ nullptr, /* Child= */ nullptr);
   }
   if (!EFI_ERROR(status)) {
-    status = simDestroy(*sim);
+    status = destroy(*sim);
   }
   if (!EFI_ERROR(status)) {
     *sim = nullptr;
@@ -27,7 +29,7 @@ static EFI_STATUS removeController(SIM_CONTROLLER **sim) {
 
 static EFI_STATUS removeAll() {
   EFI_STATUS first = EFI_SUCCESS;
-  for (SIM_CONTROLLER *&sim : g_sims) {
+  for (Controller *&sim : g_sims) {
     EFI_STATUS status = removeController(&sim);
     first = EFI_ERROR(first) ? first : status;
   }
@@ -39,23 +41,23 @@ static EFI_STATUS EFIAPI unloadSims(EFI_HANDLE) {
 }
 
 static EFI_STATUS addController(const CHAR8 *preset) {
-  for (SIM_CONTROLLER *&sim : g_sims) {
+  for (Controller *&sim : g_sims) {
     if (sim == nullptr) {
-      EFI_STATUS status = simCreate(preset, &sim);
+      EFI_STATUS status = create(preset, &sim);
       EFI_HANDLE handle = nullptr;
-      return EFI_ERROR(status) ? status : simInstall(sim, &handle);
+      return EFI_ERROR(status) ? status : install(sim, &handle);
     }
   }
   return EFI_SUCCESS;
 }
 
 // Load options are UCS-2 of that many bytes; a NUL is optional.
-struct OPTIONS {
+struct Options {
   const UINT8 *bytes;
   UINT32 units;
 };
 
-static CHAR16 unitAt(const OPTIONS &options, UINT32 index) {
+static CHAR16 unitAt(const Options &options, UINT32 index) {
   CHAR16 unit = 0;
   copyBytes(&unit, options.bytes + static_cast<UINTN>(index) * sizeof(unit), sizeof(unit));
   return unit;
@@ -65,8 +67,8 @@ static bool isBetweenWords(CHAR16 unit) {
   return unit == 0 || unit == ' ' || unit == '\t' || unit == '"';
 }
 
-static bool wordIs(const OPTIONS &options, UINT32 start, UINT32 end, const CHAR8 *name) {
-  for (UINT32 i = start; i < end; i++, name++) {
+static bool wordIs(const Options &options, UINT32 start, UINT32 end, const CHAR8 *name) {
+  for (UINT32 i = start; i < end; ++i, name++) {
     if (*name == 0 || unitAt(options, i) != static_cast<CHAR16>(*name)) {
       return false;
     }
@@ -74,23 +76,23 @@ static bool wordIs(const OPTIONS &options, UINT32 start, UINT32 end, const CHAR8
   return *name == 0;
 }
 
-static EFI_STATUS failFirstMember(SIM_CONTROLLER *sim) {
-  const SIM_VIRTUAL_DISK *first = sim->virtualDisks.items;
+static EFI_STATUS failFirstMember(Controller *sim) {
+  const VirtualDisk *first = sim->virtualDisks.items;
   bool any = sim->virtualDisks.count != 0 && first->record.PDCount != 0;
-  return any ? simFailDisk(sim, first->PDs[0]) : EFI_NOT_FOUND;
+  return any ? failDisk(sim, first->PDs[0]) : EFI_NOT_FOUND;
 }
 
 // What may happen to the controller that came last.
 static constexpr struct {
   const CHAR8 *Word;
-  EFI_STATUS (*Happen)(SIM_CONTROLLER *sim);
+  EFI_STATUS (*Happen)(Controller *sim);
 } g_events[] = {
-    {"replaced", simReplaceAdapter},
+    {"replaced", replaceAdapter},
     {"failed", failFirstMember},
 };
 
-static EFI_STATUS happenToLast(EFI_STATUS (*happen)(SIM_CONTROLLER *sim)) {
-  for (UINT32 i = SIM_IMAGE_CAPACITY; i-- > 0;) {
+static EFI_STATUS happenToLast(EFI_STATUS (*happen)(Controller *sim)) {
+  for (UINT32 i = imageCapacity; i-- > 0;) {
     if (g_sims[i] != nullptr) {
       return happen(g_sims[i]);
     }
@@ -98,23 +100,23 @@ static EFI_STATUS happenToLast(EFI_STATUS (*happen)(SIM_CONTROLLER *sim)) {
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS applyWord(const OPTIONS &options, UINT32 start, UINT32 end, bool *any) {
+static EFI_STATUS applyWord(const Options &options, UINT32 start, UINT32 end, bool *any) {
   for (const auto &event : g_events) {
     if (wordIs(options, start, end, event.Word)) {
       return happenToLast(event.Happen);
     }
   }
-  for (UINT32 p = 0; simPresetAt(p) != nullptr; p++) {
-    if (wordIs(options, start, end, simPresetAt(p)->name)) {
+  for (UINT32 p = 0; presetAt(p) != nullptr; ++p) {
+    if (wordIs(options, start, end, presetAt(p)->name)) {
       *any = true;
-      return addController(simPresetAt(p)->name);
+      return addController(presetAt(p)->name);
     }
   }
   return EFI_SUCCESS;
 }
 
 // Applies each word in turn. A shell puts the image's own name first, which means nothing here.
-static EFI_STATUS applyOptions(const OPTIONS &options, bool *any) {
+static EFI_STATUS applyOptions(const Options &options, bool *any) {
   for (UINT32 start = 0; start < options.units;) {
     UINT32 end = start;
     while (end < options.units && !isBetweenWords(unitAt(options, end))) {
@@ -129,6 +131,10 @@ static EFI_STATUS applyOptions(const OPTIONS &options, bool *any) {
   return EFI_SUCCESS;
 }
 
+} // namespace sim
+
+using namespace sim;
+
 extern "C" EFI_STATUS EFIAPI RaidSimEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);
   void *found = nullptr;
@@ -137,7 +143,7 @@ extern "C" EFI_STATUS EFIAPI RaidSimEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *sy
     return status;
   }
   EFI_LOADED_IMAGE_PROTOCOL *loadedImage = static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(found);
-  OPTIONS options = {static_cast<const UINT8 *>(loadedImage->LoadOptions),
+  Options options = {static_cast<const UINT8 *>(loadedImage->LoadOptions),
                      static_cast<UINT32>(loadedImage->LoadOptionsSize / sizeof(CHAR16))};
   options.units = options.bytes == nullptr ? 0 : options.units;
   bool any = false;

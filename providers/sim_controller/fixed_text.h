@@ -3,9 +3,13 @@
 
 #include "uefi/types.h"
 
+namespace sim {
+
 // Writes text into a member, padded with blanks, or with zeros when it is empty; false when it is too long, which
 // changes nothing.
-bool simSetFixed(CHAR8 *member, UINTN width, const CHAR8 *text);
+bool setFixed(CHAR8 *member, UINTN width, const CHAR8 *text);
 
 // How many characters of a member are text.
-UINTN simFixedLength(const CHAR8 *member, UINTN width);
+UINTN fixedLength(const CHAR8 *member, UINTN width);
+
+} // namespace sim

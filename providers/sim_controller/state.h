@@ -1,5 +1,5 @@
 // The state of a simulated controller, which a front may read, write, save and load. Sizes are bytes, StartingLba
-// counts blocks of SIM_BLOCK_SIZE.
+// counts blocks of blockSize.
 //
 // What a record tells is kept in that record, as it is answered but for what the controller fills in: ObjectType, the
 // reserved stretches, and pointers, which are null here. What they own stands beside the record in a buffer of a
@@ -12,68 +12,63 @@
 #include "records/answers.h"
 #include "uefi/protocols.h"
 
-#define SIM_TEXT_UNITS 64     // of every wide text, NUL included; an empty text is answered as a null pointer
-#define SIM_LEVEL_CAPACITY 32 // level descriptors of the adapter
-#define SIM_DISK_VDS 64       // virtual disks that one disk may list
-#define SIM_VD_PDS 256        // members of one virtual disk
-#define SIM_DIRECT 0U         // enclosureObjectId of a disk attached to the adapter directly
-#define SIM_BLOCK_SIZE 512U
+namespace sim {
+
+constexpr UINTN textUnits = 64;       // of every wide text, NUL included; an empty text is answered as a null pointer
+constexpr UINT32 levelCapacity = 32;  // level descriptors of the adapter
+constexpr UINT32 diskVds = 64;        // virtual disks that one disk may list
+constexpr UINT32 vdPds = 256;         // members of one virtual disk
+constexpr UINT32 directEnclosure = 0; // enclosureObjectId of a disk attached to the adapter directly
+constexpr UINT32 blockSize = 512;
 
 // --- Objects ---
 
 // The buffer of a rate's name.
-struct SIM_RATE_NAME {
-  CHAR16 Name[SIM_TEXT_UNITS]; // empty: an unused slot
+struct RateName {
+  CHAR16 Name[textUnits]; // empty: an unused slot
 };
 
 // The adapter and its settings.
-struct SIM_ADAPTER {
+struct Adapter {
   RAID_ADAPTER_RECORD record; // the key decides over RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY and, if there, the mode
-  CHAR16 Name[SIM_TEXT_UNITS];
-  CHAR16 FQDD[SIM_TEXT_UNITS];
-  CHAR16 FirmwareVersion[SIM_TEXT_UNITS];
-  RAID_LEVEL_PARAMS RAIDLevelParams[SIM_LEVEL_CAPACITY];
-  SIM_RATE_NAME Rates[RAID_RATE_COUNT];
+  CHAR16 Name[textUnits];
+  CHAR16 FQDD[textUnits];
+  CHAR16 FirmwareVersion[textUnits];
+  RAID_LEVEL_PARAMS RAIDLevelParams[levelCapacity];
+  RateName Rates[RAID_RATE_COUNT];
   UINT32 levelCount; // the number of bits in SupportedRAIDLevels, or 0: descriptors are answered as a null pointer
 };
 
 // An enclosure; its disks lie beside it.
-struct SIM_ENCLOSURE {
-  RAID_ENCLOSURE_RECORD record; // its ObjectID is never SIM_DIRECT
-  CHAR16 Name[SIM_TEXT_UNITS];
-  CHAR16 FQDD[SIM_TEXT_UNITS];
+struct Enclosure {
+  RAID_ENCLOSURE_RECORD record; // its ObjectID is never directEnclosure
+  CHAR16 Name[textUnits];
+  CHAR16 FQDD[textUnits];
 };
 
 // A disk in its slot, or a pulled one. ObjectID travels with the drive; Name and FQDD belong to the slot. FreeSize is
 // answered as what UsedSize leaves. VDs are the virtual disks on the disk, or those that a dedicated hot spare serves.
-struct SIM_DISK {
+struct Disk {
   RAID_PD_RECORD record;
-  CHAR16 Name[SIM_TEXT_UNITS];
-  CHAR16 FQDD[SIM_TEXT_UNITS];
-  UINT32 VDs[SIM_DISK_VDS];
+  CHAR16 Name[textUnits];
+  CHAR16 FQDD[textUnits];
+  UINT32 VDs[diskVds];
 };
 
 // A virtual disk; PDs go span by span; a pulled member's id stays.
-struct SIM_VIRTUAL_DISK {
+struct VirtualDisk {
   RAID_VD_RECORD record;
-  CHAR16 Name[SIM_TEXT_UNITS];
-  CHAR16 FQDD[SIM_TEXT_UNITS];
-  UINT32 PDs[SIM_VD_PDS];
+  CHAR16 Name[textUnits];
+  CHAR16 FQDD[textUnits];
+  UINT32 PDs[vdPds];
   UINT64 memberSize; // bytes taken from each member
 };
 
 // The adapter's modes, in the order of their bytes in its record.
-enum SIM_MODE : UINT32 {
-  SIM_MODE_UNCERTIFIED,
-  SIM_MODE_LOAD_BALANCE,
-  SIM_MODE_LEARN,
-  SIM_MODE_CHECK_CONSISTENCY,
-  SIM_MODE_PATROL_READ,
-  SIM_MODE_COPY_BACK
-};
+enum Mode : UINT32 { modeUncertified, modeLoadBalance, modeLearn, modeCheckConsistency, modePatrolRead, modeCopyBack };
 
 // The security key; the passphrase is zero-padded.
-struct SIM_KEY {
+struct Key {
   bool present;
   CHAR8 keyId[RAID_KEY_ID_SIZE + 1];
   UINT8 passphrase[RAID_PASSPHRASE_SIZE];
@@ -83,64 +78,66 @@ struct SIM_KEY {
 // --- The controller ---
 
 // Vendor node with our GUID and a number of our own, then the end node.
-struct SIM_DEVICE_PATH {
+struct DevicePath {
   EFI_DEVICE_PATH_PROTOCOL header;
   EFI_GUID vendor;
   UINT32 number;
   EFI_DEVICE_PATH_PROTOCOL end;
 };
-static_assert(sizeof(SIM_DEVICE_PATH) == 28);
+static_assert(sizeof(DevicePath) == 28);
 
 // A controller with all that it holds.
-struct SIM_CONTROLLER {
+struct Controller {
   // What save and load must carry.
-  SIM_ADAPTER adapter;
-  POOL_ARRAY<SIM_ENCLOSURE> enclosures;
-  POOL_ARRAY<SIM_DISK> disks;
-  POOL_ARRAY<SIM_VIRTUAL_DISK> virtualDisks;
-  POOL_ARRAY<SIM_VIRTUAL_DISK> foreignDisks; // virtual disks on foreign disks; their ids and target ids do not count
-  POOL_ARRAY<SIM_DISK> pulledDisks;          // as they were in their slots, the last one pulled last
-  SIM_KEY key;
+  Adapter adapter;
+  POOL_ARRAY<Enclosure> enclosures;
+  POOL_ARRAY<Disk> disks;
+  POOL_ARRAY<VirtualDisk> virtualDisks;
+  POOL_ARRAY<VirtualDisk> foreignDisks; // virtual disks on foreign disks; their ids and target ids do not count
+  POOL_ARRAY<Disk> pulledDisks;         // as they were in their slots, the last one pulled last
+  Key key;
   UINT32 nextDiskId;         // ObjectID of the next drive that is inserted
   UINT32 firstVirtualDiskId; // virtual disks get the lowest free ids from here
 
   // What they may carry.
-  SIM_FAULT faults[SIM_FAULT_CAPACITY];
+  Fault faults[faultCapacity];
   UINT32 faultCount;
 
   // The rest lasts as long as the process.
-  UINT64 faultHits;    // how often a fault has struck since simClearFaults
+  UINT64 faultHits;    // how often a fault has struck since clearFaults
   UINT64 commandCount; // commands executed, failed ones included
-  SIM_LOG_ENTRY *log;  // SIM_LOG_CAPACITY entries, used as a ring
-  UINT64 logFirst;     // commandCount at simClearLog
+  LogEntry *log;       // logCapacity entries, used as a ring
+  UINT64 logFirst;     // commandCount at clearLog
   RAID_ACCOUNTING accounting;
   RAID_MGMT_PROTOCOL protocol;
-  SIM_DEVICE_PATH devicePath;
+  DevicePath devicePath;
   EFI_HANDLE handle; // null: not installed
   UINT32 installFlags;
 };
 
 // Null when the state is consistent (counts within capacities, texts ended, ids unique and known, disk and virtual disk
 // ids disjoint, values named in the documents' vocabulary), else what is wrong. For a front after loading.
-const CHAR8 *simStateFault(const SIM_CONTROLLER *sim);
+const CHAR8 *stateFault(const Controller *sim);
 
 // --- Finding objects: null for one that is not there ---
 
 // The enclosure with that ObjectID.
-SIM_ENCLOSURE *simFindEnclosure(SIM_CONTROLLER *sim, UINT32 objectId);
+Enclosure *findEnclosure(Controller *sim, UINT32 objectId);
 
 // The disk with that ObjectID in a slot.
-SIM_DISK *simFindDisk(SIM_CONTROLLER *sim, UINT32 objectId);
+Disk *findDisk(Controller *sim, UINT32 objectId);
 
-// The disk in a place: its enclosure's ObjectID (or SIM_DIRECT) and slot.
-SIM_DISK *simFindDiskAt(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot);
+// The disk in a place: its enclosure's ObjectID (or directEnclosure) and slot.
+Disk *findDiskAt(Controller *sim, UINT32 enclosureObjectId, UINT8 slot);
 
 // The controller's own virtual disk with that ObjectID; foreign ones have none that counts.
-SIM_VIRTUAL_DISK *simFindVirtualDisk(SIM_CONTROLLER *sim, UINT32 objectId);
+VirtualDisk *findVirtualDisk(Controller *sim, UINT32 objectId);
 
 // The pulled disk with that ObjectID.
-SIM_DISK *simFindPulledDisk(SIM_CONTROLLER *sim, UINT32 objectId);
+Disk *findPulledDisk(Controller *sim, UINT32 objectId);
 
 // The bytes, in whole mebibytes, that a virtual disk of size bytes takes from each of its members; 0 for a level or a
 // layout that holds no data.
-UINT64 simMemberSize(UINT32 raidLevel, UINT32 spanDepth, UINT32 pdCount, UINT64 size);
+UINT64 memberSize(UINT32 raidLevel, UINT32 spanDepth, UINT32 pdCount, UINT64 size);
+
+} // namespace sim

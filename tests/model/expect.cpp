@@ -7,7 +7,7 @@
 struct WIRE {
   STATE &state;
   const CALL &call;
-  const SIM_CONTROLLER *sim;
+  const sim::Controller *sim;
   UINT64 next; // number of the next command
   std::string &wrong;
   OUTCOME outcome = {EFI_SUCCESS};
@@ -20,7 +20,7 @@ struct WIRE {
 };
 
 EFI_STATUS WIRE::send(const COMMAND &command, bool *hasData) {
-  const SIM_LOG_ENTRY *came = simCommand(sim, next++);
+  const sim::LogEntry *came = sim::command(sim, next++);
   std::string is = came == nullptr ? "none" : describe(came), mustBe = describe(command);
   if (!wrong.empty() || is != mustBe) {
     wrong += "command must be " + mustBe + "\nbut is          " + is + "\n";
@@ -64,13 +64,13 @@ static EFI_STATUS get(WIRE &wire, UINT32 objectType, bool *hasData) {
 
 // --- The run of a request ---
 
-static std::string fqddOf(const SIM_DISK &disk) {
+static std::string fqddOf(const sim::Disk &disk) {
   return disk.record.ObjVersion == 0 ? "" : narrow(disk.FQDD);
 }
 
 // A saved disk stands for the one that is now in its place. False when there is none.
 static bool translate(WIRE &wire, UINT32 *id) {
-  const SIM_DISK *known = wire.call.saved == nullptr ? nullptr : find(wire.call.saved->state.disks.items, *id);
+  const sim::Disk *known = wire.call.saved == nullptr ? nullptr : find(wire.call.saved->state.disks.items, *id);
   if (known == nullptr) {
     return true;
   }
@@ -78,7 +78,7 @@ static bool translate(WIRE &wire, UINT32 *id) {
   if (!fqddOf(*known).empty()) {
     get(wire, RAID_OBJECT_PHYSICAL_DISK, &hasData);
   }
-  for (const SIM_DISK &disk : wire.state.disks.items) {
+  for (const sim::Disk &disk : wire.state.disks.items) {
     if (hasData && fqddOf(disk) == fqddOf(*known)) {
       *id = disk.record.ObjectID;
       return true;
@@ -127,7 +127,7 @@ static EFI_STATUS sendCreate(WIRE &wire, const COMMAND &command, REFERENCES *ref
   }
   IDS after = virtualDiskIds(wire, &status);
   auto created = std::find_if(after.begin(), after.end(), [&](UINT32 id) { return !contains(before, id); });
-  auto *wanted = std::get_if<SIM_VIRTUAL_DISK>(&command.payload);
+  auto *wanted = std::get_if<sim::VirtualDisk>(&command.payload);
   if (after.size() == before.size() + 1 && created != after.end() && wanted != nullptr) {
     references->emplace(wanted->record.TargetID, *created); // the first of that target stays
   }
@@ -176,23 +176,23 @@ static EFI_STATUS runMethods(WIRE &wire) {
 // For each saved disk the id of the one that stands in for it. No map without disks on both sides.
 using MAP = std::vector<std::optional<UINT32>>;
 
-static bool suits(const SIM_DISK &saved, const SIM_DISK &now) {
+static bool suits(const sim::Disk &saved, const sim::Disk &now) {
   bool encrypts =
       (now.record.Attributes & RAID_PD_ATTRIBUTE_FDE) != 0 || (saved.record.Attributes & RAID_PD_ATTRIBUTE_FDE) == 0;
   return now.record.Size >= saved.record.Size && now.record.Protocol == saved.record.Protocol && encrypts &&
          ((now.record.Attributes ^ saved.record.Attributes) & RAID_PD_ATTRIBUTE_SSD) == 0;
 }
 
-static bool samePlace(const SIM_DISK &a, const SIM_DISK &b) {
+static bool samePlace(const sim::Disk &a, const sim::Disk &b) {
   return a.record.EnclosureObjectID == b.record.EnclosureObjectID && a.record.Slot == b.record.Slot &&
          a.record.Port == b.record.Port;
 }
 
-static MAP mapDisks(const std::vector<SIM_DISK> &saved, const std::vector<SIM_DISK> &current) {
+static MAP mapDisks(const std::vector<sim::Disk> &saved, const std::vector<sim::Disk> &current) {
   MAP map(current.empty() ? 0 : saved.size());
   for (bool inPlace : {true, false}) {
     for (size_t i = 0; i < map.size(); ++i) {
-      for (const SIM_DISK &disk : current) {
+      for (const sim::Disk &disk : current) {
         // In place also one that another saved disk may have got.
         bool free = inPlace || std::find(map.begin(), map.end(), disk.record.ObjectID) == map.end();
         if (!map[i].has_value() && free && suits(saved[i], disk) && (!inPlace || samePlace(saved[i], disk))) {
@@ -204,8 +204,8 @@ static MAP mapDisks(const std::vector<SIM_DISK> &saved, const std::vector<SIM_DI
   return map;
 }
 
-static bool settingsDiffer(SIM_ADAPTER current, SIM_ADAPTER saved) {
-  auto rateOf = [](const SIM_ADAPTER &adapter, size_t i) {
+static bool settingsDiffer(sim::Adapter current, sim::Adapter saved) {
+  auto rateOf = [](const sim::Adapter &adapter, size_t i) {
     return std::pair(narrow(adapter.Rates[i].Name), adapter.record.Rates[i].EditableValue >> RAID_RATE_VALUE_SHIFT);
   };
   for (size_t i = 0; i < RAID_RATE_COUNT; ++i) {
@@ -252,7 +252,7 @@ static UINT32 standInFor(const WIRE &wire, const MAP &map, UINT32 member, EFI_ST
 
 // Only a member that is none of the saved disks ends the restore.
 static EFI_STATUS createVirtualDisks(WIRE &wire, const MAP &map) {
-  for (SIM_VIRTUAL_DISK virtualDisk : wire.call.saved->state.virtualDisks.items) {
+  for (sim::VirtualDisk virtualDisk : wire.call.saved->state.virtualDisks.items) {
     bool impossible = (virtualDisk.record.Attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0 &&
                       (wire.state.adapter.record.Attributes & RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE) == 0;
     EFI_STATUS status = impossible ? EFI_UNSUPPORTED : EFI_SUCCESS;
@@ -275,7 +275,7 @@ static EFI_STATUS createVirtualDisks(WIRE &wire, const MAP &map) {
 
 static EFI_STATUS createSpares(WIRE &wire, const MAP &map) {
   for (size_t i = 0; i < map.size(); ++i) {
-    const SIM_DISK &disk = wire.call.saved->state.disks.items[i];
+    const sim::Disk &disk = wire.call.saved->state.disks.items[i];
     if (disk.record.Hotspare == 0 || !map[i].has_value()) {
       continue;
     }
@@ -342,12 +342,12 @@ static EFI_STATUS setLive(WIRE &wire) {
   return EFI_ERROR(status) ? status : EFI_SUCCESS;
 }
 
-OUTCOME expect(STATE &state, const CALL &call, const SIM_CONTROLLER *sim, UINT64 first, std::string *wrong) {
+OUTCOME expect(STATE &state, const CALL &call, const sim::Controller *sim, UINT64 first, std::string *wrong) {
   WIRE wire = {state, call, sim, first, *wrong};
   wire.outcome.status = setLive(wire);
-  if (wire.next != simCommandCount(sim) && wrong->empty()) {
-    *wrong =
-        std::to_string(simCommandCount(sim) - first) + " commands, must be " + std::to_string(wire.next - first) + "\n";
+  if (wire.next != sim::commandCount(sim) && wrong->empty()) {
+    *wrong = std::to_string(sim::commandCount(sim) - first) + " commands, must be " +
+             std::to_string(wire.next - first) + "\n";
   }
   return wire.outcome;
 }

@@ -40,4 +40,4 @@ struct OUTCOME {
 
 // What must come of the call; state is brought to what it must then be. The commands that came, from number first on in
 // the controller's log, tell whether the controller accepted them; *wrong tells where they are not what they must be.
-OUTCOME expect(STATE &state, const CALL &call, const SIM_CONTROLLER *sim, UINT64 first, std::string *wrong);
+OUTCOME expect(STATE &state, const CALL &call, const sim::Controller *sim, UINT64 first, std::string *wrong);

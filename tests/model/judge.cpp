@@ -4,21 +4,21 @@ static ANSWER perform(World &world, const CALL &call) {
   std::string options = optionsText(call), request = requestText(call);
   const FAULT &fault = call.fault;
   if (fault.nth != 0) {
-    SIM_FAULT_KIND kind = fault.status == EFI_SUCCESS ? SIM_FAULT_NO_DATA : SIM_FAULT_STATUS;
-    UINT32 command = fault.ofLists ? UINT32{RAID_COMMAND_GET} : SIM_ANY;
-    UINT32 objectType = fault.ofLists ? UINT32{RAID_OBJECT_VIRTUAL_DISK} : SIM_ANY;
-    simAddFault(world.sim, {kind, command, objectType, fault.nth, fault.once, fault.status, 0});
+    sim::FaultKind kind = fault.status == EFI_SUCCESS ? sim::faultNoData : sim::faultStatus;
+    UINT32 command = fault.ofLists ? UINT32{RAID_COMMAND_GET} : sim::anyCode;
+    UINT32 objectType = fault.ofLists ? UINT32{RAID_OBJECT_VIRTUAL_DISK} : sim::anyCode;
+    sim::addFault(world.sim, {kind, command, objectType, fault.nth, fault.once, fault.status, 0});
   }
   ANSWER answer = world.set({options.c_str(), call.saved != nullptr ? call.saved->text.c_str() : nullptr,
                              call.hasRequest ? request.c_str() : nullptr});
-  simClearFaults(world.sim);
+  sim::clearFaults(world.sim);
   return answer;
 }
 
 std::string judge(World &world, const CALL &call) {
   STATE state(world.sim);
   uint64_t allocations = world.firmware.pool().liveAllocations;
-  UINT64 first = simCommandCount(world.sim);
+  UINT64 first = sim::commandCount(world.sim);
   ANSWER answer = perform(world, call);
   std::string wrong;
   OUTCOME wanted = expect(state, call, world.sim, first, &wrong);
@@ -42,11 +42,11 @@ std::string judge(World &world, const CALL &call) {
   if (describe(now) != describe(state)) {
     wrong += "the controller is\n" + describe(now) + "and must be\n" + describe(state);
   }
-  const CHAR8 *fault = simStateFault(world.sim);
+  const CHAR8 *fault = sim::stateFault(world.sim);
   return wrong + (fault == nullptr ? "" : fault);
 }
 
-SIM_ADAPTER shortAdapter(SIM_ADAPTER adapter) {
+sim::Adapter shortAdapter(sim::Adapter adapter) {
   adapter.record.SupportedRAIDLevels = 0x2 | 0x4 | 0x40;
   auto end = std::remove_if(
       adapter.RAIDLevelParams, adapter.RAIDLevelParams + adapter.levelCount,

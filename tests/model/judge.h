@@ -8,4 +8,4 @@
 std::string judge(World &world, const CALL &call);
 
 // The adapter with only the levels that requests name, so that documents are short.
-SIM_ADAPTER shortAdapter(SIM_ADAPTER adapter);
+sim::Adapter shortAdapter(sim::Adapter adapter);

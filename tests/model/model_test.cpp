@@ -8,7 +8,7 @@ static constexpr UINT32 PARTS = 20, STORIES = 500; // in each: short enough for 
 static constexpr UINT32 STEPS = 4;
 static constexpr UINT32 AUDIT_EVERY = 50; // a look at all freed memory takes longer than a story
 
-static void tell(World &world, const SIM_ADAPTER &pristine, UINT64 seed) {
+static void tell(World &world, const sim::Adapter &pristine, UINT64 seed) {
   RANDOM random = {seed};
   makeController(world.sim, random, pristine);
   SAVED saved = save(world, random, false);
@@ -36,7 +36,7 @@ class Model : public testing::TestWithParam<UINT32> {};
 // MODEL_SEED in the environment runs one story only.
 TEST_P(Model, ControllerStatusAndLogAreWhatTheContractsSay) {
   World world(WORLD_OPTIONS{.preset = "empty", .debugLog = false});
-  SIM_ADAPTER pristine = shortAdapter(world.sim->adapter);
+  sim::Adapter pristine = shortAdapter(world.sim->adapter);
   const char *only = std::getenv("MODEL_SEED");
   UINT64 first = only == nullptr ? 1 + UINT64{GetParam()} * STORIES : std::strtoull(only, nullptr, 10);
   for (UINT64 seed = first; seed < first + (only == nullptr ? STORIES : 1) && !HasFailure(); ++seed) {

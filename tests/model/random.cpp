@@ -41,12 +41,12 @@ static UINT8 randomMode(RANDOM &random, size_t mode) {
   return random.chance(15) ? 0 : static_cast<UINT8>(RAID_MODE_PRESENT | value);
 }
 
-static void insertDisks(SIM_CONTROLLER *sim, RANDOM &random) {
+static void insertDisks(sim::Controller *sim, RANDOM &random) {
   constexpr UINT32 SAS = RAID_PROTOCOL_SAS, SATA = RAID_PROTOCOL_SATA;
   constexpr UINT8 FDE = RAID_PD_ATTRIBUTE_FDE, SSD = RAID_PD_ATTRIBUTE_SSD;
-  static const std::vector<SIM_DRIVE> drives = {{600 * GB, SAS, 0},   {600 * GB, SAS, 0},   {600 * GB, SAS, 0},
-                                                {600 * GB, SAS, 0},   {900 * GB, SAS, 0},   {600 * GB, SATA, 0},
-                                                {600 * GB, SAS, FDE}, {600 * GB, SAS, FDE}, {600 * GB, SAS, SSD}};
+  static const std::vector<sim::Drive> drives = {{600 * GB, SAS, 0},   {600 * GB, SAS, 0},   {600 * GB, SAS, 0},
+                                                 {600 * GB, SAS, 0},   {900 * GB, SAS, 0},   {600 * GB, SATA, 0},
+                                                 {600 * GB, SAS, FDE}, {600 * GB, SAS, FDE}, {600 * GB, SAS, SSD}};
   IDS places; // enclosure * 10 + slot; none is direct
   for (UINT32 enclosure = 0; enclosure <= sim->enclosures.count; ++enclosure) {
     for (UINT32 slot = random.below(4); slot-- > 0;) {
@@ -54,13 +54,13 @@ static void insertDisks(SIM_CONTROLLER *sim, RANDOM &random) {
     }
   }
   for (UINT32 place : someOf(random, places, 100)) { // in no order, unlike documents
-    UINT32 enclosure = place < 10 ? SIM_DIRECT : 300 + place / 10;
-    simInsertDisk(sim, enclosure, static_cast<UINT8>(place % 10), random.oneOf(drives));
+    UINT32 enclosure = place < 10 ? sim::directEnclosure : 300 + place / 10;
+    sim::insertDisk(sim, enclosure, static_cast<UINT8>(place % 10), random.oneOf(drives));
     sim->disks.items[sim->disks.count - 1].record.ObjVersion = random.chance(93) ? 1 : 0;
   }
 }
 
-void makeController(SIM_CONTROLLER *sim, RANDOM &random, const SIM_ADAPTER &pristine) {
+void makeController(sim::Controller *sim, RANDOM &random, const sim::Adapter &pristine) {
   sim->key = {};
   sim->enclosures.count = sim->disks.count = sim->virtualDisks.count = sim->foreignDisks.count = 0;
   sim->pulledDisks.count = 0;
@@ -69,10 +69,10 @@ void makeController(SIM_CONTROLLER *sim, RANDOM &random, const SIM_ADAPTER &pris
   sim->adapter.record.Attributes &= ~((random.chance(85) ? 0U : RAID_ADAPTER_ATTRIBUTE_HIDES_PDS) |
                                       (random.chance(70) ? 0U : RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE));
   for (UINT32 mode = 0; mode < std::size(g_modes); ++mode) {
-    simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
+    sim::setMode(sim, static_cast<sim::Mode>(mode), randomMode(random, mode));
   }
   for (UINT32 i = random.below(3); i != 0; --i) {
-    SIM_ENCLOSURE *enclosure = arrayAppend(sim->enclosures);
+    sim::Enclosure *enclosure = arrayAppend(sim->enclosures);
     enclosure->record.ObjectID = 300 + sim->enclosures.count;
     enclosure->record.ObjVersion = 1;
     enclosure->record.DeviceID = 31 + sim->enclosures.count;
@@ -82,26 +82,26 @@ void makeController(SIM_CONTROLLER *sim, RANDOM &random, const SIM_ADAPTER &pris
   insertDisks(sim, random);
 }
 
-static void changeSettings(SIM_CONTROLLER *sim, UINT32 mode, RANDOM &random) {
-  simSetMode(sim, static_cast<SIM_MODE>(mode), randomMode(random, mode));
+static void changeSettings(sim::Controller *sim, UINT32 mode, RANDOM &random) {
+  sim::setMode(sim, static_cast<sim::Mode>(mode), randomMode(random, mode));
   sim->adapter.record.Rates[0].EditableValue =
       static_cast<UINT8>(random.below(128) << RAID_RATE_VALUE_SHIFT | RAID_RATE_EDITABLE);
 }
 
 // What happens to one disk or to two, which may be the same.
-using EVENT = void (*)(SIM_CONTROLLER *sim, const UINT32 *ids, RANDOM &random);
-static constexpr EVENT PULL = [](auto sim, auto ids, auto &) { simPullDisk(sim, ids[0]); };
-static constexpr EVENT FAIL = [](auto sim, auto ids, auto &) { simFailDisk(sim, ids[0]); };
-static constexpr EVENT NEW_ADAPTER = [](auto sim, auto, auto &) { simReplaceAdapter(sim); };
-static constexpr EVENT SWAP = [](auto sim, auto ids, auto &) { simSwapDisks(sim, ids[0], ids[1]); };
+using EVENT = void (*)(sim::Controller *sim, const UINT32 *ids, RANDOM &random);
+static constexpr EVENT PULL = [](auto sim, auto ids, auto &) { sim::pullDisk(sim, ids[0]); };
+static constexpr EVENT FAIL = [](auto sim, auto ids, auto &) { sim::failDisk(sim, ids[0]); };
+static constexpr EVENT NEW_ADAPTER = [](auto sim, auto, auto &) { sim::replaceAdapter(sim); };
+static constexpr EVENT SWAP = [](auto sim, auto ids, auto &) { sim::swapDisks(sim, ids[0], ids[1]); };
 static constexpr EVENT REPLACE = [](auto sim, auto ids, auto &random) {
-  simReplaceDisk(sim, ids[0], (random.chance(80) ? 900 : 300) * GB);
+  sim::replaceDisk(sim, ids[0], (random.chance(80) ? 900 : 300) * GB);
 };
 static constexpr EVENT FOREIGN = [](auto sim, auto ids, auto &) { // or not, when they are in use
-  simMakeForeign(sim, RAID_LEVEL_0, ids, ids[0] == ids[1] ? 1 : 2);
+  sim::makeForeign(sim, RAID_LEVEL_0, ids, ids[0] == ids[1] ? 1 : 2);
 };
 
-void happen(SIM_CONTROLLER *sim, RANDOM &random) {
+void happen(sim::Controller *sim, RANDOM &random) {
   static constexpr EVENT events[] = {PULL, FAIL, NEW_ADAPTER, SWAP, SWAP, REPLACE, REPLACE, FOREIGN, FOREIGN, FOREIGN};
   UINT32 mode = random.below(MODES), count = sim->disks.count, kind = random.below(2 + std::size(events));
   if (kind < 2 || count == 0) {
@@ -115,7 +115,7 @@ void happen(SIM_CONTROLLER *sim, RANDOM &random) {
 // --- Saved documents ---
 
 // States that the document of no controller shows. Where there is no disk or virtual disk, what is done to it is lost.
-static void (*const g_distortions[])(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &virtualDisk,
+static void (*const g_distortions[])(sim::Controller *sim, sim::Disk &disk, sim::VirtualDisk &virtualDisk,
                                      RANDOM &random) = {
     [](auto sim, auto &, auto &, auto &) { sim->adapter.record.PCIID.DeviceID ^= 1; },
     [](auto, auto &disk, auto &, auto &) { disk.FQDD[0] = u'x'; }, // in no place
@@ -123,7 +123,7 @@ static void (*const g_distortions[])(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VI
     [](auto, auto &disk, auto &, auto &) { disk.record.ObjectID = 1; }, // as a virtual disk has
     [](auto, auto &, auto &virtualDisk, auto &) { virtualDisk.PDs[0] = UNKNOWN_DISK; },
     [](auto sim, auto &, auto &, auto &random) { // all of them spares
-      std::for_each(sim->disks.items, sim->disks.items + sim->disks.count, [&](SIM_DISK &each) {
+      std::for_each(sim->disks.items, sim->disks.items + sim->disks.count, [&](sim::Disk &each) {
         each.record.Hotspare = static_cast<UINT8>(1 + random.below(2));
         each.VDs[each.record.VDCount++] = 1 + random.below(2);
       });
@@ -131,7 +131,7 @@ static void (*const g_distortions[])(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VI
     [](auto, auto &, auto &virtualDisk, auto &) { virtualDisk.record.PDCount = 0; },
     [](auto, auto &, auto &virtualDisk, auto &) { virtualDisk.record.Attributes |= RAID_VD_ATTRIBUTE_FDE; },
     [](auto sim, auto &disk, auto &, auto &) {
-      SIM_VIRTUAL_DISK *cache = arrayAppend(sim->virtualDisks);
+      sim::VirtualDisk *cache = arrayAppend(sim->virtualDisks);
       cache->record.RAIDLevelDesc = sim->adapter.RAIDLevelParams[0];
       cache->record.RAIDLevel = cache->record.RAIDLevelDesc.RAIDLevel;
       cache->record.Attributes = RAID_VD_ATTRIBUTE_CACHECADE;
@@ -139,12 +139,12 @@ static void (*const g_distortions[])(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VI
     },
 };
 
-static void distort(SIM_CONTROLLER *sim, RANDOM &random) {
-  SIM_DISK noDisk = {};
-  SIM_VIRTUAL_DISK noVirtualDisk = {};
+static void distort(sim::Controller *sim, RANDOM &random) {
+  sim::Disk noDisk = {};
+  sim::VirtualDisk noVirtualDisk = {};
   UINT32 disks = sim->disks.count, virtualDisks = sim->virtualDisks.count;
-  SIM_DISK &disk = disks == 0 ? noDisk : sim->disks.items[random.below(disks)];
-  SIM_VIRTUAL_DISK &virtualDisk =
+  sim::Disk &disk = disks == 0 ? noDisk : sim->disks.items[random.below(disks)];
+  sim::VirtualDisk &virtualDisk =
       virtualDisks == 0 ? noVirtualDisk : sim->virtualDisks.items[random.below(virtualDisks)];
   g_distortions[random.below(std::size(g_distortions))](sim, disk, virtualDisk, random);
 }
@@ -158,13 +158,13 @@ SAVED save(World &world, RANDOM &random, bool distorted) {
   kept.putBack(world.sim);
   // Disks come enclosure by enclosure, those in none last; lists are turned round.
   auto &disks = saved.state.disks.items;
-  std::stable_sort(disks.begin(), disks.end(), [](const SIM_DISK &a, const SIM_DISK &b) {
+  std::stable_sort(disks.begin(), disks.end(), [](const sim::Disk &a, const sim::Disk &b) {
     return a.record.EnclosureObjectID - 1 < b.record.EnclosureObjectID - 1;
   });
-  for (SIM_DISK &disk : disks) {
+  for (sim::Disk &disk : disks) {
     std::reverse(disk.VDs, disk.VDs + disk.record.VDCount);
   }
-  for (SIM_VIRTUAL_DISK &virtualDisk : saved.state.virtualDisks.items) {
+  for (sim::VirtualDisk &virtualDisk : saved.state.virtualDisks.items) {
     std::reverse(virtualDisk.PDs, virtualDisk.PDs + virtualDisk.record.PDCount);
   }
   return saved;
@@ -204,7 +204,7 @@ static METHOD randomCreate(RANDOM &random, CHOICES &choices) {
   static const std::vector<UINT32> attributes = {
       0, 0, 0, 0, 0, 0, 0, 0, RAID_VD_ATTRIBUTE_FDE, RAID_VD_ATTRIBUTE_CACHECADE};
   UINT32 count = 1 + random.below(3), level = random.chance(90) ? count - 1 : 0;
-  SIM_VIRTUAL_DISK virtualDisk = {};
+  sim::VirtualDisk virtualDisk = {};
   virtualDisk.record.RAIDLevel = values[level];
   virtualDisk.record.TargetID = random.oneOf(targets);
   virtualDisk.record.Size = random.chance(25) ? 10 * GB : 0;
@@ -250,7 +250,7 @@ static METHOD randomVirtualDiskCommand(RANDOM &random, const CHOICES &choices) {
   if (random.chance(50)) {
     return methodOf("Delete", {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, ids}, "");
   }
-  SIM_VIRTUAL_DISK changes = {};
+  sim::VirtualDisk changes = {};
   setWide(changes.Name, random.chance(50) ? "Renamed" : "");
   changes.record.CurrentCachePolicy = random.chance(50) ? RAID_CACHE_WRITE_THROUGH : 0;
   return methodOf("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, ids, changes},
@@ -258,8 +258,8 @@ static METHOD randomVirtualDiskCommand(RANDOM &random, const CHOICES &choices) {
                                     (changes.record.CurrentCachePolicy == 0 ? "" : WRITE_THROUGH)));
 }
 
-static METHOD randomSettings(RANDOM &random, const SIM_ADAPTER &current) {
-  SIM_ADAPTER wanted = {};
+static METHOD randomSettings(RANDOM &random, const sim::Adapter &current) {
+  sim::Adapter wanted = {};
   std::string text;
   for (size_t mode = 0; mode < MODES; ++mode) {
     UINT8 value = modesOf(wanted)[mode] = randomMode(random, mode);
@@ -347,7 +347,7 @@ static METHOD randomMethod(RANDOM &random, const STATE &state, CHOICES &choices)
 
 static CHOICES choicesOf(const STATE &state, const CALL &call) {
   CHOICES choices = {idsOf(state.disks.items), {}, idsOf(state.virtualDisks.items), {}};
-  for (const SIM_DISK &disk : state.disks.items) {
+  for (const sim::Disk &disk : state.disks.items) {
     if (disk.record.State == RAID_STATE_READY && disk.record.Hotspare == 0) {
       choices.ready.push_back(disk.record.ObjectID);
     }

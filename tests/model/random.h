@@ -17,10 +17,10 @@ struct RANDOM {
 };
 
 // Fills the controller, whose adapter was pristine, anew; there are no virtual disks then.
-void makeController(SIM_CONTROLLER *sim, RANDOM &random, const SIM_ADAPTER &pristine);
+void makeController(sim::Controller *sim, RANDOM &random, const sim::Adapter &pristine);
 
 // Something that happens between calls.
-void happen(SIM_CONTROLLER *sim, RANDOM &random);
+void happen(sim::Controller *sim, RANDOM &random);
 
 // The inventory of the controller as it is, or of a state that it has only for this.
 SAVED save(World &world, RANDOM &random, bool distorted);

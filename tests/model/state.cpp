@@ -39,7 +39,7 @@ static std::string virtualDiskText(UINT32 level, UINT64 size, UINT32 policy, UIN
   return line("level", level, "size", size, "policy", policy, "attributes", attributes & counting, "on", members);
 }
 
-static std::string describe(const SIM_VIRTUAL_DISK &virtualDisk) {
+static std::string describe(const sim::VirtualDisk &virtualDisk) {
   return virtualDiskText(virtualDisk.record.RAIDLevel, virtualDisk.record.Size, virtualDisk.record.CurrentCachePolicy,
                          virtualDisk.record.Attributes, listOf(virtualDisk));
 }
@@ -47,21 +47,21 @@ static std::string describe(const SIM_VIRTUAL_DISK &virtualDisk) {
 std::string describe(const STATE &state) {
   std::string text =
       "key " + line(state.key.keyId, reinterpret_cast<const char *>(state.key.passphrase), state.key.mode);
-  SIM_ADAPTER adapter = state.adapter;
+  sim::Adapter adapter = state.adapter;
   text += "\nmodes " + line(IDS(modesOf(adapter), modesOf(adapter) + MODES));
   for (size_t i = 0; i < RAID_RATE_COUNT; ++i) {
     text += line(narrow(adapter.Rates[i].Name), adapter.record.Rates[i].EditableValue >> RAID_RATE_VALUE_SHIFT);
   }
-  for (const SIM_DISK &disk : state.disks.items) {
+  for (const sim::Disk &disk : state.disks.items) {
     text += "\ndisk " + line(disk.record.ObjectID, "state", UINT64{disk.record.State}, "spare", disk.record.Hotspare,
                              "of", listOf(disk));
   }
-  for (const SIM_VIRTUAL_DISK &virtualDisk : state.virtualDisks.items) {
+  for (const sim::VirtualDisk &virtualDisk : state.virtualDisks.items) {
     text += "\nvolume " +
             line(virtualDisk.record.ObjectID, "target", virtualDisk.record.TargetID, narrow(virtualDisk.Name)) +
             describe(virtualDisk);
   }
-  for (const SIM_VIRTUAL_DISK &virtualDisk : state.foreignDisks.items) {
+  for (const sim::VirtualDisk &virtualDisk : state.foreignDisks.items) {
     text += "\nforeign " + narrow(virtualDisk.Name) + describe(virtualDisk);
   }
   return text + "\n";
@@ -83,13 +83,13 @@ std::string describe(const COMMAND &command) {
   std::string text = describe(block, command.ids, sizes[command.payload.index()]);
   if (auto *spare = std::get_if<SPARE>(&command.payload)) {
     text += line("spare", spare->hotspare, "of", spare->virtualDisks);
-  } else if (auto *virtualDisk = std::get_if<SIM_VIRTUAL_DISK>(&command.payload)) {
+  } else if (auto *virtualDisk = std::get_if<sim::VirtualDisk>(&command.payload)) {
     text += line("target", virtualDisk->record.TargetID) + describe(*virtualDisk);
   }
   return text;
 }
 
-std::string describe(const SIM_LOG_ENTRY *arrived) {
+std::string describe(const sim::LogEntry *arrived) {
   IDS ids(arrived->ids, arrived->ids + arrived->block.ObjectIdCount);
   IDS list(arrived->list, arrived->list + arrived->listCount);
   std::string text = describe(arrived->block, ids, arrived->dataSize);
@@ -109,7 +109,7 @@ std::string describe(const SIM_LOG_ENTRY *arrived) {
 // --- What commands do ---
 
 // The lowest number from first on that no virtual disk has.
-static UINT32 lowestFree(const STATE &state, UINT32 first, UINT32 (*numberOf)(const SIM_VIRTUAL_DISK &)) {
+static UINT32 lowestFree(const STATE &state, UINT32 first, UINT32 (*numberOf)(const sim::VirtualDisk &)) {
   const auto &virtualDisks = state.virtualDisks.items;
   while (std::any_of(virtualDisks.begin(), virtualDisks.end(),
                      [&](auto &virtualDisk) { return numberOf(virtualDisk) == first; })) {
@@ -118,14 +118,14 @@ static UINT32 lowestFree(const STATE &state, UINT32 first, UINT32 (*numberOf)(co
   return first;
 }
 
-static void add(STATE &state, SIM_VIRTUAL_DISK virtualDisk) {
+static void add(STATE &state, sim::VirtualDisk virtualDisk) {
   virtualDisk.record.ObjectID = lowestFree(state, 1, [](auto &other) -> UINT32 { return other.record.ObjectID; });
   virtualDisk.record.TargetID = lowestFree(state, 0, [](auto &other) -> UINT32 { return other.record.TargetID; });
   if (virtualDisk.Name[0] == 0) {
     setWide(virtualDisk.Name, "Virtual Disk " + std::to_string(virtualDisk.record.TargetID));
   }
   for (UINT32 member : listOf(virtualDisk)) {
-    if (SIM_DISK *disk = find(state.disks.items, member)) { // one that was pulled stays a member
+    if (sim::Disk *disk = find(state.disks.items, member)) { // one that was pulled stays a member
       disk->VDs[disk->record.VDCount++] = virtualDisk.record.ObjectID;
       disk->record.State = disk->record.State == RAID_STATE_FAILED ? disk->record.State : RAID_STATE_ONLINE;
     }
@@ -134,7 +134,7 @@ static void add(STATE &state, SIM_VIRTUAL_DISK virtualDisk) {
 }
 
 static void create(STATE &state, const COMMAND &command) {
-  SIM_VIRTUAL_DISK virtualDisk = std::get<SIM_VIRTUAL_DISK>(command.payload);
+  sim::VirtualDisk virtualDisk = std::get<sim::VirtualDisk>(command.payload);
   virtualDisk.record.PDCount = static_cast<UINT32>(command.ids.size());
   std::copy(command.ids.begin(), command.ids.end(), virtualDisk.PDs);
   virtualDisk.record.CurrentCachePolicy =
@@ -143,7 +143,7 @@ static void create(STATE &state, const COMMAND &command) {
 }
 
 static void remove(STATE &state, UINT32 id) {
-  for (SIM_DISK &disk : state.disks.items) {
+  for (sim::Disk &disk : state.disks.items) {
     UINT32 *end = std::remove(disk.VDs, disk.VDs + disk.record.VDCount, id);
     UINT8 left = static_cast<UINT8>(end - disk.VDs);
     if (left == 0 && disk.record.VDCount != 0) {
@@ -159,13 +159,13 @@ static void reset(STATE &state) {
   while (!state.virtualDisks.items.empty()) {
     remove(state, state.virtualDisks.items[0].record.ObjectID);
   }
-  for (SIM_DISK &disk : state.disks.items) {
+  for (sim::Disk &disk : state.disks.items) {
     disk.record.VDCount = disk.record.Hotspare != 0 ? 0 : disk.record.VDCount;
     disk.record.Hotspare = 0;
   }
 }
 
-static void changeSettings(SIM_ADAPTER &own, SIM_ADAPTER wanted) {
+static void changeSettings(sim::Adapter &own, sim::Adapter wanted) {
   for (size_t i = 0; i < MODES; ++i) {
     UINT8 &mode = modesOf(own)[i];
     mode = (mode & modesOf(wanted)[i] & 0x80) != 0 ? modesOf(wanted)[i] : mode;
@@ -180,7 +180,7 @@ static void changeSettings(SIM_ADAPTER &own, SIM_ADAPTER wanted) {
   }
 }
 
-static void changeSpare(SIM_DISK &disk, const SPARE &spare) {
+static void changeSpare(sim::Disk &disk, const SPARE &spare) {
   if (disk.record.Hotspare == 0 && disk.record.VDCount != 0) {
     return; // a member that is to be no hot spare
   }
@@ -195,15 +195,15 @@ static void changeSpare(SIM_DISK &disk, const SPARE &spare) {
 
 static void change(STATE &state, const COMMAND &command) {
   if (command.objectType == RAID_OBJECT_ADAPTER) {
-    return changeSettings(state.adapter, std::get<SIM_ADAPTER>(command.payload));
+    return changeSettings(state.adapter, std::get<sim::Adapter>(command.payload));
   }
   for (UINT32 id : command.ids) {
     if (command.objectType == RAID_OBJECT_PHYSICAL_DISK) {
       changeSpare(*find(state.disks.items, id), std::get<SPARE>(command.payload));
       continue;
     }
-    const auto &wanted = std::get<SIM_VIRTUAL_DISK>(command.payload);
-    SIM_VIRTUAL_DISK &virtualDisk = *find(state.virtualDisks.items, id);
+    const auto &wanted = std::get<sim::VirtualDisk>(command.payload);
+    sim::VirtualDisk &virtualDisk = *find(state.virtualDisks.items, id);
     setWide(virtualDisk.Name, narrow(wanted.Name[0] != 0 ? wanted.Name : virtualDisk.Name));
     virtualDisk.record.CurrentCachePolicy = wanted.record.CurrentCachePolicy != 0
                                                 ? wanted.record.CurrentCachePolicy
@@ -212,10 +212,10 @@ static void change(STATE &state, const COMMAND &command) {
 }
 
 static void endForeign(STATE &state, bool imported) {
-  for (SIM_DISK &disk : state.disks.items) {
+  for (sim::Disk &disk : state.disks.items) {
     disk.record.State = disk.record.State == RAID_STATE_FOREIGN ? RAID_STATE_READY : disk.record.State;
   }
-  for (const SIM_VIRTUAL_DISK &virtualDisk : state.foreignDisks.items) {
+  for (const sim::VirtualDisk &virtualDisk : state.foreignDisks.items) {
     if (imported) {
       add(state, virtualDisk);
     }
@@ -223,7 +223,7 @@ static void endForeign(STATE &state, bool imported) {
   state.foreignDisks.items.clear();
 }
 
-static void setKey(SIM_KEY &own, SIM_KEY key) {
+static void setKey(sim::Key &own, sim::Key key) {
   key.mode = key.mode != 0 ? key.mode : std::max(own.mode, UINT16{RAID_KEY_MODE_LKM});
   if (key.keyId[0] == 0) {
     std::strcpy(key.keyId, own.keyId);

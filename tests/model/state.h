@@ -18,10 +18,10 @@ struct SPARE {
   IDS virtualDisks;
 };
 struct KEYS {
-  SIM_KEY key;     // of a Rekey, the new one
+  sim::Key key;    // of a Rekey, the new one
   std::string old; // passphrase, of a Rekey
 };
-using PAYLOAD = std::variant<std::monostate, SPARE, SIM_VIRTUAL_DISK, /* settings */ SIM_ADAPTER, KEYS>;
+using PAYLOAD = std::variant<std::monostate, SPARE, sim::VirtualDisk, /* settings */ sim::Adapter, KEYS>;
 
 struct COMMAND {
   UINT32 command, objectType;
@@ -36,17 +36,17 @@ void apply(STATE &state, const COMMAND &command);
 // What counts of a state, a line for each object, and of a command, as it was sent and as it arrived.
 std::string describe(const STATE &state);
 std::string describe(const COMMAND &command);
-std::string describe(const SIM_LOG_ENTRY *arrived);
+std::string describe(const sim::LogEntry *arrived);
 
 std::string narrow(const CHAR16 *text);
 void setWide(CHAR16 *to, const std::string &text);
 bool contains(const IDS &ids, UINT32 id);
 
 // The virtual disks of a disk, the members of a virtual disk.
-inline IDS listOf(const SIM_DISK &disk) {
+inline IDS listOf(const sim::Disk &disk) {
   return {disk.VDs, disk.VDs + disk.record.VDCount};
 }
-inline IDS listOf(const SIM_VIRTUAL_DISK &virtualDisk) {
+inline IDS listOf(const sim::VirtualDisk &virtualDisk) {
   return {virtualDisk.PDs, virtualDisk.PDs + virtualDisk.record.PDCount};
 }
 
@@ -68,6 +68,6 @@ inline auto find(auto &objects, UINT32 id) {
 constexpr size_t MODES = 6;
 constexpr size_t PATROL_READ = 4;
 // The mode bytes in their order; bit 7 marks one that is there.
-inline UINT8 *modesOf(SIM_ADAPTER &adapter) {
+inline UINT8 *modesOf(sim::Adapter &adapter) {
   return &adapter.record.UncertifiedMode;
 }

@@ -24,16 +24,16 @@ static std::string expectValidChange(World &world, const std::string &request, c
 
 TEST(Documents, InventoriesAndRestoreLogs) {
   expectValid("XYLSchema.xsd", sourceFile("tests/driver/inventory/document.xml"));
-  for (UINT32 i = 0; simPresetAt(i) != nullptr; ++i) {
-    SCOPED_TRACE(simPresetAt(i)->name);
-    World world(simPresetAt(i)->name);
+  for (UINT32 i = 0; sim::presetAt(i) != nullptr; ++i) {
+    SCOPED_TRACE(sim::presetAt(i)->name);
+    World world(sim::presetAt(i)->name);
     std::string saved = world.get().text;
     expectValid("XYLSchema.xsd", saved);
     if (world.sim->virtualDisks.count != 0) {
-      EXPECT_EQ(simFailDisk(world.sim, world.sim->virtualDisks.items[0].PDs[0]), EFI_SUCCESS);
+      EXPECT_EQ(sim::failDisk(world.sim, world.sim->virtualDisks.items[0].PDs[0]), EFI_SUCCESS);
     }
     // A new adapter finds all virtual disks foreign.
-    EXPECT_EQ(simReplaceAdapter(world.sim), EFI_SUCCESS);
+    EXPECT_EQ(sim::replaceAdapter(world.sim), EFI_SUCCESS);
     world.markBalance();
     expectValid("XYLSchema.xsd", world.get().text);
     for (const char *options : {RESTORE, RESTORE_REBUILD}) {
@@ -69,13 +69,13 @@ TEST(Documents, ChangesGuide) {
         const UINT32 free[] = {1019, 1020};
         const KEPT_STATE tidy(world.sim);
         if (title.ends_with("-foreign")) {
-          EXPECT_EQ(name(simMakeForeign(world.sim, /* RAID 1 */ 4, free, 2)), name(EFI_SUCCESS));
+          EXPECT_EQ(name(sim::makeForeign(world.sim, /* RAID 1 */ 4, free, 2)), name(EFI_SUCCESS));
         }
         const KEPT_STATE before(world.sim);
         log = expectValidChange(world, document, world.get().text);
         EXPECT_EQ(countOf(log, "<Status>Fail"), 0u) << log;
         EXPECT_EQ(before.isIn(world.sim), title == "identify-disk");
-        EXPECT_EQ(simStateFault(world.sim), nullptr);
+        EXPECT_EQ(sim::stateFault(world.sim), nullptr);
         if (title.ends_with("-foreign")) { // the next one needs the disks
           tidy.putBack(world.sim);
         }

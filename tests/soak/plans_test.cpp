@@ -11,12 +11,12 @@ constexpr UINT32 CONTROLLERS = 250, DAMAGES = 4;
 
 class Situations {
 public:
-  Situations(World &world, const SIM_ADAPTER &pristine, UINT64 seed)
+  Situations(World &world, const sim::Adapter &pristine, UINT64 seed)
       : random_{seed}, world_(world), sim_(world.sim), client_(world) {
     makeController(sim_, random_, pristine);
     for (UINT8 slot = 0; slot < 6; ++slot) {
       UINT8 kind = random_.chance(20) ? RAID_PD_ATTRIBUTE_FDE : 0;
-      simInsertDisk(sim_, SIM_DIRECT, slot, {600000000000ULL, /* SAS */ 0x20, kind});
+      sim::insertDisk(sim_, sim::directEnclosure, slot, {600000000000ULL, /* SAS */ 0x20, kind});
     }
     for (UINT32 i = random_.below(12); i-- > 0;) {
       change();
@@ -126,7 +126,7 @@ private:
       change();
     } else if (kind == 1 && sim_->pulledDisks.count != 0) {
       const RAID_PD_RECORD &disk = sim_->pulledDisks.items[0].record;
-      simReinsertDisk(sim_, disk.ObjectID, disk.EnclosureObjectID, disk.Slot);
+      sim::reinsertDisk(sim_, disk.ObjectID, disk.EnclosureObjectID, disk.Slot);
     } else if (kind == 2) {
       send(RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER, {}, nullptr);
     } else {
@@ -136,7 +136,7 @@ private:
 
   RANDOM random_;
   World &world_;
-  SIM_CONTROLLER *sim_;
+  sim::Controller *sim_;
   SoakClient client_;
 };
 
@@ -147,7 +147,7 @@ UINT32 Situations::outcomes[XYL_OUTCOME_COUNT];
 // PLAN_SEED in the environment takes the situations of one controller only.
 TEST(Plans, AreWhatRestoresComeTo) {
   World world(WORLD_OPTIONS{.preset = "empty", .debugLog = false});
-  SIM_ADAPTER pristine = shortAdapter(world.sim->adapter);
+  sim::Adapter pristine = shortAdapter(world.sim->adapter);
   const char *only = std::getenv("PLAN_SEED");
   UINT64 first = only == nullptr ? 1 : std::strtoull(only, nullptr, 10);
   for (UINT64 seed = first; seed < first + (only == nullptr ? CONTROLLERS : 1) && !HasFailure(); ++seed) {

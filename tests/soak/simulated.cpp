@@ -80,11 +80,11 @@ private:
   }
 
   void event() {
-    SIM_CONTROLLER *sim = world_.sim;
+    sim::Controller *sim = world_.sim;
     if (random_.chance(25)) {                            // or there are few left in the end
       UINT8 slot = static_cast<UINT8>(random_.below(6)); // which may be taken
       tell("new disks", "a new disk for slot " + std::to_string(slot));
-      simInsertDisk(sim, SIM_DIRECT, slot, {600000000000ULL, /* SAS */ 0x20, 0});
+      sim::insertDisk(sim, sim::directEnclosure, slot, {600000000000ULL, /* SAS */ 0x20, 0});
       return;
     }
     tell("events", "an event");
@@ -103,9 +103,9 @@ private:
 
   // From some command on nothing arrives any more; then everything starts anew.
   void losePower() {
-    simFailCommand(world_.sim, 1 + random_.below(40), /* once= */ false, EFI_DEVICE_ERROR);
+    sim::failCommand(world_.sim, 1 + random_.below(40), /* once= */ false, EFI_DEVICE_ERROR);
     runLine(pickHindered(), /* isHindered= */ true);
-    simClearFaults(world_.sim);
+    sim::clearFaults(world_.sim);
     restart("power cuts");
   }
 
@@ -117,11 +117,11 @@ private:
     if (fault == 0 && !sends) {
       world_.firmware.failAllocation(1 + random_.below(3000));
     } else if (fault < 2) {
-      simFailCommand(world_.sim, 1 + random_.below(40), random_.chance(70), EFI_DEVICE_ERROR);
+      sim::failCommand(world_.sim, 1 + random_.below(40), random_.chance(70), EFI_DEVICE_ERROR);
     }
     runLine(line, fault < 2);
     world_.firmware.failAllocation(0);
-    simClearFaults(world_.sim);
+    sim::clearFaults(world_.sim);
   }
 
   // A list that cannot read a controller asks the driver for its name, which is then handed out for good.
@@ -155,7 +155,7 @@ private:
 
   // What a command that was left in peace says is true.
   void checkDone(const std::string &verb, const std::string &text, XYL_OUTCOME outcome, const STATE &before) {
-    const SIM_CONTROLLER *sim = world_.sim;
+    const sim::Controller *sim = world_.sim;
     bool isDone = outcome == XYL_SUCCESS;
     bool isSingle = verb == "create" ? text.find("--spare") == std::string::npos
                                      : verb == "delete" || verb == "spare" || verb == "key" || verb == "import";

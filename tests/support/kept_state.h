@@ -23,19 +23,19 @@ template <class T> struct KEPT_ARRAY {
 };
 
 struct KEPT_STATE {
-  SIM_ADAPTER adapter;
-  SIM_KEY key;
+  sim::Adapter adapter;
+  sim::Key key;
   UINT32 nextDiskId;
-  KEPT_ARRAY<SIM_ENCLOSURE> enclosures;
-  KEPT_ARRAY<SIM_DISK> disks, pulledDisks;
-  KEPT_ARRAY<SIM_VIRTUAL_DISK> virtualDisks, foreignDisks;
+  KEPT_ARRAY<sim::Enclosure> enclosures;
+  KEPT_ARRAY<sim::Disk> disks, pulledDisks;
+  KEPT_ARRAY<sim::VirtualDisk> virtualDisks, foreignDisks;
 
-  explicit KEPT_STATE(const SIM_CONTROLLER *sim)
+  explicit KEPT_STATE(const sim::Controller *sim)
       : adapter(sim->adapter), key(sim->key), nextDiskId(sim->nextDiskId), enclosures(sim->enclosures),
         disks(sim->disks), pulledDisks(sim->pulledDisks), virtualDisks(sim->virtualDisks),
         foreignDisks(sim->foreignDisks) {}
 
-  void putBack(SIM_CONTROLLER *sim) const {
+  void putBack(sim::Controller *sim) const {
     sim->adapter = adapter;
     sim->key = key;
     sim->nextDiskId = nextDiskId;
@@ -46,7 +46,7 @@ struct KEPT_STATE {
     foreignDisks.putBack(sim->foreignDisks);
   }
 
-  bool isIn(const SIM_CONTROLLER *sim) const {
+  bool isIn(const sim::Controller *sim) const {
     return std::memcmp(&sim->adapter, &adapter, sizeof adapter) == 0 && std::memcmp(&sim->key, &key, sizeof key) == 0 &&
            sim->nextDiskId == nextDiskId && enclosures.isIn(sim->enclosures) && disks.isIn(sim->disks) &&
            pulledDisks.isIn(sim->pulledDisks) && virtualDisks.isIn(sim->virtualDisks) &&

@@ -13,15 +13,15 @@ struct FAILURE {
   uint64_t command = 0;
   uint64_t secondCommand = 0;
   FAIL_MODE mode = FAIL_MODE::once;
-  const SIM_FAULT *answer = nullptr; // the shape of the command's answer instead
-  uint64_t element = 0;              // of the XML service, whose elements share their memory
+  const sim::Fault *answer = nullptr; // the shape of the command's answer instead
+  uint64_t element = 0;               // of the XML service, whose elements share their memory
 };
 
 // In what shapes an answer may come that is none, too little or a little more.
-static const SIM_FAULT g_shapes[] = {{SIM_FAULT_NO_DATA, SIM_ANY, SIM_ANY, 1, true, 0, 0},
-                                     {SIM_FAULT_NULL_DATA, SIM_ANY, SIM_ANY, 1, true, 0, 5120},
-                                     {SIM_FAULT_SIZE, SIM_ANY, SIM_ANY, 1, true, 0, 511},
-                                     {SIM_FAULT_EXTRA, SIM_ANY, SIM_ANY, 1, true, 0, 511}};
+static const sim::Fault g_shapes[] = {{sim::faultNoData, sim::anyCode, sim::anyCode, 1, true, 0, 0},
+                                      {sim::faultNullData, sim::anyCode, sim::anyCode, 1, true, 0, 5120},
+                                      {sim::faultSize, sim::anyCode, sim::anyCode, 1, true, 0, 511},
+                                      {sim::faultExtra, sim::anyCode, sim::anyCode, 1, true, 0, 511}};
 
 static decltype(RAID_MGMT_PROTOCOL::Execute) g_execute;
 
@@ -89,11 +89,11 @@ static uint64_t run(const SWEEP &sweep, std::unique_ptr<World> &world, const FAI
   world->firmware.failAllocation(failure.allocation, failure.mode, failure.secondAllocation);
   for (uint64_t nth : {failure.command, failure.secondCommand == 0 ? 0 : failure.command + failure.secondCommand}) {
     if (nth != 0 && failure.answer != nullptr) {
-      SIM_FAULT shape = *failure.answer;
+      sim::Fault shape = *failure.answer;
       shape.nth = nth;
-      simAddFault(world->sim, shape);
+      sim::addFault(world->sim, shape);
     } else if (nth != 0) {
-      simFailCommand(world->sim, nth, failure.mode == FAIL_MODE::once, sweep.commandStatus);
+      sim::failCommand(world->sim, nth, failure.mode == FAIL_MODE::once, sweep.commandStatus);
     }
   }
   g_elements = {failure.element, 0, 0, failure.mode};
@@ -110,7 +110,7 @@ static uint64_t run(const SWEEP &sweep, std::unique_ptr<World> &world, const FAI
   uint64_t failed = world->firmware.pool().failedAllocations - before + failedElements();
   if (world->sim != nullptr) {
     failed += world->sim->faultHits;
-    simClearFaults(world->sim);
+    sim::clearFaults(world->sim);
   }
   if (failed == 0) {
     EXPECT_EQ(name(status), name(sweep.wanted));
@@ -145,7 +145,7 @@ void sweepCommands(const SWEEP &sweep) {
 }
 
 void sweepAnswers(const SWEEP &sweep) {
-  for (const SIM_FAULT &shape : g_shapes) {
+  for (const sim::Fault &shape : g_shapes) {
     std::unique_ptr<World> world;
     for (uint64_t nth = 1; run(sweep, world, {0, 0, nth, 0, FAIL_MODE::once, &shape}) != 0; ++nth) {
     }

@@ -40,8 +40,8 @@ World::World(const WORLD_OPTIONS &options) {
   if (options.preset != nullptr) {
     // The simulated controller is part of no image here, so nobody else has told its pool about the firmware.
     setSystemTable(firmware.systemTable());
-    EXPECT_EQ(name(simCreate(options.preset, &sim)), name(EFI_SUCCESS)) << options.preset;
-    EXPECT_EQ(name(simInstall(sim, &controller, options.simFlags)), name(EFI_SUCCESS));
+    EXPECT_EQ(name(sim::create(options.preset, &sim)), name(EFI_SUCCESS)) << options.preset;
+    EXPECT_EQ(name(sim::install(sim, &controller, options.simFlags)), name(EFI_SUCCESS));
   }
   if (options.connect && driver != nullptr && controller != nullptr) {
     EXPECT_EQ(name(connect()), name(EFI_SUCCESS));
@@ -101,7 +101,7 @@ EFI_STATUS World::unloadDriver() {
 
 EFI_STATUS World::removeController() {
   EXPECT_TRUE(accountingBalanced(&sim->accounting));
-  EFI_STATUS status = simDestroy(sim);
+  EFI_STATUS status = sim::destroy(sim);
   if (!EFI_ERROR(status)) {
     sim = nullptr;
     controller = nullptr;
@@ -213,7 +213,7 @@ void World::clearLog() {
 
 World::BALANCE World::balance() const {
   const POOL_BOOKS &pool = firmware.pool();
-  return {pool.liveAllocations, pool.liveBytes - (sim == nullptr ? 0 : simPoolBytes(sim)),
+  return {pool.liveAllocations, pool.liveBytes - (sim == nullptr ? 0 : sim::poolBytes(sim)),
           firmware.openProtocols().size()};
 }
 

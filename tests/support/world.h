@@ -14,7 +14,7 @@
 
 struct WORLD_OPTIONS {
   const char *preset = "demo"; // null: no controller
-  UINT32 simFlags = 0;         // of simInstall
+  UINT32 simFlags = 0;         // of install
   bool xmlService = true;
   bool debugLog = true;
   bool driver = true;
@@ -90,7 +90,7 @@ public:
   Firmware firmware;
   EFI_BOOT_SERVICES *services = firmware.bootServices();
   EFI_HANDLE driver = nullptr; // the driver's image
-  SIM_CONTROLLER *sim = nullptr;
+  sim::Controller *sim = nullptr;
   EFI_HANDLE controller = nullptr;
   RAID_XYL_PROTOCOL *xyl = nullptr; // null while not served
 

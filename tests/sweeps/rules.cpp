@@ -1,7 +1,7 @@
 #include "tests/sweeps/rules.h"
 
-static bool rereadFailed(const SIM_CONTROLLER *sim, UINT64 create) {
-  const SIM_LOG_ENTRY *next = simCommand(sim, create + 1);
+static bool rereadFailed(const sim::Controller *sim, UINT64 create) {
+  const sim::LogEntry *next = sim::command(sim, create + 1);
   return next != nullptr && next->block.Command == RAID_COMMAND_GET &&
          next->block.ObjectType == RAID_OBJECT_VIRTUAL_DISK && EFI_ERROR(next->status);
 }
@@ -11,10 +11,10 @@ static bool changesState(UINT32 command) {
          command == RAID_COMMAND_SECURE_ERASE || command == RAID_COMMAND_REKEY;
 }
 
-std::vector<UINT32> changesMade(const SIM_CONTROLLER *sim, UINT64 first) {
+std::vector<UINT32> changesMade(const sim::Controller *sim, UINT64 first) {
   std::vector<UINT32> made;
-  for (UINT64 number = first; number < simCommandCount(sim); ++number) {
-    const SIM_LOG_ENTRY *entry = simCommand(sim, number);
+  for (UINT64 number = first; number < sim::commandCount(sim); ++number) {
+    const sim::LogEntry *entry = sim::command(sim, number);
     UINT32 command = entry->block.Command;
     bool harmless = command == RAID_COMMAND_CLEAR && entry->status == EFI_NOT_FOUND;
     bool uncertain = command == RAID_COMMAND_CREATE && rereadFailed(sim, number);
@@ -25,9 +25,9 @@ std::vector<UINT32> changesMade(const SIM_CONTROLLER *sim, UINT64 first) {
   return made;
 }
 
-bool anythingDone(const SIM_CONTROLLER *sim, UINT64 first) {
-  for (UINT64 number = first; number < simCommandCount(sim); ++number) {
-    const SIM_LOG_ENTRY *entry = simCommand(sim, number);
+bool anythingDone(const sim::Controller *sim, UINT64 first) {
+  for (UINT64 number = first; number < sim::commandCount(sim); ++number) {
+    const sim::LogEntry *entry = sim::command(sim, number);
     if (changesState(entry->block.Command) && entry->status == EFI_SUCCESS) {
       return true;
     }

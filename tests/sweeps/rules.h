@@ -7,10 +7,10 @@
 
 // The commands from the given one on that changed the state, as a log counts them: a Clear that found nothing to clear
 // counts, a Create after which the virtual disks could not be read again does not.
-std::vector<UINT32> changesMade(const SIM_CONTROLLER *sim, UINT64 first);
+std::vector<UINT32> changesMade(const sim::Controller *sim, UINT64 first);
 
 // Whether any of those succeeded that can change the state.
-bool anythingDone(const SIM_CONTROLLER *sim, UINT64 first);
+bool anythingDone(const sim::Controller *sim, UINT64 first);
 
 // The commands that a log says were successful.
 std::vector<UINT32> changesClaimed(const std::string &log);

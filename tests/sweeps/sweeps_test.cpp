@@ -11,7 +11,7 @@ enum class OPERATION { get, verify, set };
 struct ROW {
   const char *name;
   const char *preset = "empty";
-  void (*prepare)(SIM_CONTROLLER *sim) = nullptr;
+  void (*prepare)(sim::Controller *sim) = nullptr;
   OPERATION operation = OPERATION::set;
   const char *options = NORMAL;
   std::string saved = {};                    // empty: none
@@ -81,22 +81,22 @@ static const std::string FULL_REQUEST = element(
 
 // --- Controllers ---
 
-static void giveKey(SIM_CONTROLLER *sim) {
+static void giveKey(sim::Controller *sim) {
   sim->key = {};
   sim->key.present = true;
   sim->key.keyId[0] = 'k';
   sim->key.mode = RAID_KEY_MODE_LKM;
 }
 
-static void leaveADisk(SIM_CONTROLLER *sim) {
+static void leaveADisk(sim::Controller *sim) {
   sim->virtualDisks.count = 0;
   sim->disks.count = 1;
   sim->disks.items[0].Name[0] = 0; // none
 }
 
-static void makeForeign(SIM_CONTROLLER *sim) {
+static void makeForeign(sim::Controller *sim) {
   const UINT32 ids[] = {1003, 1004};
-  EXPECT_EQ(name(simMakeForeign(sim, /* RAID 0 */ 2, ids, 2)), name(EFI_SUCCESS));
+  EXPECT_EQ(name(sim::makeForeign(sim, /* RAID 0 */ 2, ids, 2)), name(EFI_SUCCESS));
 }
 
 // --- Rows ---
@@ -183,10 +183,10 @@ static bool isAllowed(const ROW &row, EFI_STATUS status, bool lacksMemory, bool 
 static EFI_STATUS runJudged(World &world, const ROW &row, const KEPT_STATE &start) {
   start.putBack(world.sim);
   uint64_t failedBefore = world.firmware.pool().failedAllocations;
-  UINT64 first = simCommandCount(world.sim);
+  UINT64 first = sim::commandCount(world.sim);
   ANSWER answer = perform(world, row);
   bool lacksMemory = world.firmware.pool().failedAllocations != failedBefore || failedElements() != 0;
-  bool shaped = world.sim->faultHits != 0 && world.sim->faults[0].kind != SIM_FAULT_STATUS;
+  bool shaped = world.sim->faultHits != 0 && world.sim->faults[0].kind != sim::faultStatus;
   bool refused = world.sim->faultHits != 0 && !shaped;
   EXPECT_TRUE(isAllowed(row, answer.status, lacksMemory, refused, shaped)) << name(answer.status);
   std::vector<UINT32> made = changesMade(world.sim, first);

@@ -10,12 +10,12 @@
 #include "providers/xml_service/xml_service.h"
 #include "raid_xyl.h"
 
-static RAID_XYL_PROTOCOL *bindDriver(Firmware &firmware, SIM_CONTROLLER *sim) {
+static RAID_XYL_PROTOCOL *bindDriver(Firmware &firmware, sim::Controller *sim) {
   static const EFI_GUID guid = RAID_XYL_PROTOCOL_GUID;
   EFI_HANDLE controller = nullptr;
   void *xyl = nullptr;
   EFI_BOOT_SERVICES *services = firmware.bootServices();
-  if (EFI_ERROR(simInstall(sim, &controller)) ||
+  if (EFI_ERROR(sim::install(sim, &controller)) ||
       EFI_ERROR(services->ConnectController(controller, nullptr, nullptr, /* Recursive= */ 1)) ||
       EFI_ERROR(services->HandleProtocol(controller, &guid, &xyl))) {
     return nullptr;
@@ -37,19 +37,19 @@ static bool printInventory(Firmware &firmware, RAID_XYL_PROTOCOL *xyl) {
 int main() {
   Firmware firmware;
   setSystemTable(firmware.systemTable()); // for the simulated controller, which is part of no image here
-  SIM_CONTROLLER *sim = nullptr;
+  sim::Controller *sim = nullptr;
   EFI_HANDLE xmlService = nullptr;
   EFI_HANDLE driver = nullptr;
   if (EFI_ERROR(firmware.loadImage(XmlServiceEntry, &xmlService)) ||
-      EFI_ERROR(firmware.loadImage(RaidXylEntry, &driver)) || EFI_ERROR(simCreate("demo", &sim))) {
+      EFI_ERROR(firmware.loadImage(RaidXylEntry, &driver)) || EFI_ERROR(sim::create("demo", &sim))) {
     return 1;
   }
-  simFailDisk(sim, sim->disks.items[0].record.ObjectID);
+  sim::failDisk(sim, sim->disks.items[0].record.ObjectID);
   RAID_XYL_PROTOCOL *xyl = bindDriver(firmware, sim);
   bool printed = xyl != nullptr && printInventory(firmware, xyl);
   // In this order: the driver lets go of the controller, which then can go itself.
   firmware.unloadImage(driver);
-  simDestroy(sim);
+  sim::destroy(sim);
   firmware.unloadImage(xmlService);
   return printed && firmware.complaints().empty() && firmware.pool().liveAllocations == 0 ? 0 : 1;
 }

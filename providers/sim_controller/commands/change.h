@@ -3,6 +3,10 @@
 
 #include "providers/sim_controller/state.h"
 
-EFI_STATUS simChangeAdapter(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);
-EFI_STATUS simChangeDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);
-EFI_STATUS simChangeVirtualDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);
+namespace sim {
+
+EFI_STATUS changeAdapter(Controller *sim, const RAID_CMD_BLOCK *block);
+EFI_STATUS changeDisks(Controller *sim, const RAID_CMD_BLOCK *block);
+EFI_STATUS changeVirtualDisks(Controller *sim, const RAID_CMD_BLOCK *block);
+
+} // namespace sim

@@ -1,10 +1,12 @@
 #include "providers/sim_controller/commands/command_log.h"
 
+namespace sim {
+
 static void logIds(UINT32 *to, const UINT32 *ids, UINT32 count) {
-  copyBytes(to, ids, sizeof(UINT32) * (count < SIM_LOG_IDS ? count : SIM_LOG_IDS));
+  copyBytes(to, ids, sizeof(UINT32) * (count < logIdCapacity ? count : logIdCapacity));
 }
 
-static void logRecord(SIM_LOG_ENTRY *entry, const void *data, UINT32 objectType) {
+static void logRecord(LogEntry *entry, const void *data, UINT32 objectType) {
   UINT32 type = 0;
   copyBytes(&type, data, sizeof(type));
   if (type != objectType) {
@@ -24,17 +26,17 @@ static void logRecord(SIM_LOG_ENTRY *entry, const void *data, UINT32 objectType)
 }
 
 // Passphrases are nobody's to read here.
-static void logKeys(SIM_LOG_ENTRY *entry, const RAID_KEY_RECORD *keys, UINT32 count) {
+static void logKeys(LogEntry *entry, const RAID_KEY_RECORD *keys, UINT32 count) {
   entry->dataSize = static_cast<UINT32>(count * sizeof(RAID_KEY_RECORD));
-  for (UINT32 i = 0; i < count; i++) {
+  for (UINT32 i = 0; i < count; ++i) {
     RAID_KEY_RECORD *kept = reinterpret_cast<RAID_KEY_RECORD *>(entry->data) + i;
     copyBytes(kept->KeyID, keys[i].KeyID, sizeof(kept->KeyID));
     kept->Mode = keys[i].Mode;
   }
 }
 
-SIM_LOG_ENTRY *simLogCommand(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
-  SIM_LOG_ENTRY *entry = &sim->log[sim->commandCount % SIM_LOG_CAPACITY];
+LogEntry *logCommand(Controller *sim, const RAID_CMD_BLOCK *block) {
+  LogEntry *entry = &sim->log[sim->commandCount % logCapacity];
   sim->commandCount += 1;
   zeroBytes(entry, sizeof(*entry));
   entry->block = *block;
@@ -53,19 +55,21 @@ SIM_LOG_ENTRY *simLogCommand(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
   return entry;
 }
 
-UINT64 simCommandCount(const SIM_CONTROLLER *sim) {
+UINT64 commandCount(const Controller *sim) {
   return sim->commandCount - sim->logFirst;
 }
 
-const SIM_LOG_ENTRY *simCommand(const SIM_CONTROLLER *sim, UINT64 number) {
-  UINT64 count = simCommandCount(sim);
-  if (number >= count || count - number > SIM_LOG_CAPACITY) {
+const LogEntry *command(const Controller *sim, UINT64 number) {
+  UINT64 count = commandCount(sim);
+  if (number >= count || count - number > logCapacity) {
     return nullptr;
   }
-  return &sim->log[(sim->logFirst + number) % SIM_LOG_CAPACITY];
+  return &sim->log[(sim->logFirst + number) % logCapacity];
 }
 
-void simClearLog(SIM_CONTROLLER *sim) {
+void clearLog(Controller *sim) {
   sim->logFirst = sim->commandCount;
-  zeroBytes(sim->log, sizeof(SIM_LOG_ENTRY) * SIM_LOG_CAPACITY);
+  zeroBytes(sim->log, sizeof(LogEntry) * logCapacity);
 }
+
+} // namespace sim

@@ -4,5 +4,9 @@
 #include "providers/sim_controller/command_log.h"
 #include "providers/sim_controller/state.h"
 
+namespace sim {
+
 // Enters a command, whose status is still to come.
-SIM_LOG_ENTRY *simLogCommand(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);
+LogEntry *logCommand(Controller *sim, const RAID_CMD_BLOCK *block);
+
+} // namespace sim

@@ -8,100 +8,102 @@
 #include "providers/sim_controller/state/objects.h"
 #include "providers/sim_controller/state/records.h"
 
-enum IDS_RULE : UINT8 { IDS_OPTIONAL, IDS_REQUIRED, IDS_MEMBERS };
-enum DATA_RULE : UINT8 { DATA_IGNORED, DATA_RECORD, DATA_KEY };
+namespace sim {
 
-struct COMMAND_ROW {
+enum class IdsRule : UINT8 { optional, required, members };
+enum class DataRule : UINT8 { ignored, record, key };
+
+struct CommandRow {
   UINT32 command;
   UINT32 objectType;
-  IDS_RULE ids;
-  DATA_RULE data;
-  EFI_STATUS (*run)(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer);
+  IdsRule ids;
+  DataRule data;
+  EFI_STATUS (*run)(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer);
 };
 
-static EFI_STATUS runGet(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
-  return simAnswerRecords(sim, block->ObjectType, block->ObjectIds, block->ObjectIdCount, answer);
+static EFI_STATUS runGet(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
+  return answerRecords(sim, block->ObjectType, block->ObjectIds, block->ObjectIdCount, answer);
 }
 
-static EFI_STATUS runGetKeyId(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *answer) {
-  return simAnswerKeyId(sim, answer);
+static EFI_STATUS runGetKeyId(Controller *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *answer) {
+  return answerKeyId(sim, answer);
 }
 
-static EFI_STATUS runDeleteAdapter(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
-  simResetConfiguration(sim);
+static EFI_STATUS runDeleteAdapter(Controller *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
+  resetConfiguration(sim);
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS runDeleteVirtualDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
-  for (UINT32 i = 0; i < block->ObjectIdCount; i++) {
-    simDeleteVirtualDisk(sim, block->ObjectIds[i]);
+static EFI_STATUS runDeleteVirtualDisks(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  for (UINT32 i = 0; i < block->ObjectIdCount; ++i) {
+    deleteVirtualDisk(sim, block->ObjectIds[i]);
   }
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS runClear(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
-  return simClearForeign(sim);
+static EFI_STATUS runClear(Controller *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
+  return clearForeign(sim);
 }
 
-static EFI_STATUS runImport(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
-  return simImportForeign(sim);
+static EFI_STATUS runImport(Controller *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
+  return importForeign(sim);
 }
 
-static EFI_STATUS runCreate(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
-  return simCreateVirtualDisk(sim, static_cast<const RAID_VD_RECORD *>(block->ObjectData), block->ObjectIds,
-                              block->ObjectIdCount, nullptr);
+static EFI_STATUS runCreate(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return createVirtualDisk(sim, static_cast<const RAID_VD_RECORD *>(block->ObjectData), block->ObjectIds,
+                           block->ObjectIdCount, nullptr);
 }
 
-static EFI_STATUS runChangeAdapter(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
-  return simChangeAdapter(sim, block);
+static EFI_STATUS runChangeAdapter(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return changeAdapter(sim, block);
 }
 
-static EFI_STATUS runChangeDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
-  return simChangeDisks(sim, block);
+static EFI_STATUS runChangeDisks(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return changeDisks(sim, block);
 }
 
-static EFI_STATUS runChangeVirtualDisks(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
-  return simChangeVirtualDisks(sim, block);
+static EFI_STATUS runChangeVirtualDisks(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return changeVirtualDisks(sim, block);
 }
 
-static EFI_STATUS runLock(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
-  return simLock(sim, block);
+static EFI_STATUS runLock(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return lock(sim, block);
 }
 
-static EFI_STATUS runRekey(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
-  return simRekey(sim, block);
+static EFI_STATUS runRekey(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+  return rekey(sim, block);
 }
 
-static EFI_STATUS runSecureErase(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
-  return simSecureErase(sim);
+static EFI_STATUS runSecureErase(Controller *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
+  return secureErase(sim);
 }
 
-static EFI_STATUS runNothing(SIM_CONTROLLER *, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
+static EFI_STATUS runNothing(Controller *, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
   return EFI_SUCCESS;
 }
 
-static constexpr COMMAND_ROW g_commandRows[] = {
-    {RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runGet},
-    {RAID_COMMAND_GET, RAID_OBJECT_ENCLOSURE, IDS_OPTIONAL, DATA_IGNORED, runGet},
-    {RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, IDS_OPTIONAL, DATA_IGNORED, runGet},
-    {RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, IDS_OPTIONAL, DATA_IGNORED, runGet},
-    {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, IDS_MEMBERS, DATA_RECORD, runCreate},
-    {RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runDeleteAdapter},
-    {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_IGNORED, runDeleteVirtualDisks},
-    {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_RECORD, runChangeAdapter},
-    {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, IDS_REQUIRED, DATA_RECORD, runChangeDisks},
-    {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, IDS_REQUIRED, DATA_RECORD, runChangeVirtualDisks},
-    {RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runClear},
-    {RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runImport},
-    {RAID_COMMAND_LOCK, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_KEY, runLock},
-    {RAID_COMMAND_REKEY, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_KEY, runRekey},
-    {RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runSecureErase},
-    {RAID_COMMAND_GET_KEY_ID, RAID_OBJECT_ADAPTER, IDS_OPTIONAL, DATA_IGNORED, runGetKeyId},
-    {RAID_COMMAND_CHECK, SIM_ANY, IDS_REQUIRED, DATA_IGNORED, runNothing},
-    {RAID_COMMAND_IDENTIFY, SIM_ANY, IDS_REQUIRED, DATA_IGNORED, runNothing},
-    {RAID_COMMAND_INIT, SIM_ANY, IDS_REQUIRED, DATA_IGNORED, runNothing},
-    {RAID_COMMAND_EXPORT_LOG, SIM_ANY, IDS_REQUIRED, DATA_IGNORED, runNothing},
-    {RAID_COMMAND_DISCARD_CACHE, SIM_ANY, IDS_REQUIRED, DATA_IGNORED, runNothing},
+static constexpr CommandRow g_commandRows[] = {
+    {RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, IdsRule::optional, DataRule::ignored, runGet},
+    {RAID_COMMAND_GET, RAID_OBJECT_ENCLOSURE, IdsRule::optional, DataRule::ignored, runGet},
+    {RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, IdsRule::optional, DataRule::ignored, runGet},
+    {RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, IdsRule::optional, DataRule::ignored, runGet},
+    {RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, IdsRule::members, DataRule::record, runCreate},
+    {RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER, IdsRule::optional, DataRule::ignored, runDeleteAdapter},
+    {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, IdsRule::required, DataRule::ignored, runDeleteVirtualDisks},
+    {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, IdsRule::optional, DataRule::record, runChangeAdapter},
+    {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, IdsRule::required, DataRule::record, runChangeDisks},
+    {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, IdsRule::required, DataRule::record, runChangeVirtualDisks},
+    {RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER, IdsRule::optional, DataRule::ignored, runClear},
+    {RAID_COMMAND_IMPORT, RAID_OBJECT_ADAPTER, IdsRule::optional, DataRule::ignored, runImport},
+    {RAID_COMMAND_LOCK, RAID_OBJECT_ADAPTER, IdsRule::optional, DataRule::key, runLock},
+    {RAID_COMMAND_REKEY, RAID_OBJECT_ADAPTER, IdsRule::optional, DataRule::key, runRekey},
+    {RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER, IdsRule::optional, DataRule::ignored, runSecureErase},
+    {RAID_COMMAND_GET_KEY_ID, RAID_OBJECT_ADAPTER, IdsRule::optional, DataRule::ignored, runGetKeyId},
+    {RAID_COMMAND_CHECK, anyCode, IdsRule::required, DataRule::ignored, runNothing},
+    {RAID_COMMAND_IDENTIFY, anyCode, IdsRule::required, DataRule::ignored, runNothing},
+    {RAID_COMMAND_INIT, anyCode, IdsRule::required, DataRule::ignored, runNothing},
+    {RAID_COMMAND_EXPORT_LOG, anyCode, IdsRule::required, DataRule::ignored, runNothing},
+    {RAID_COMMAND_DISCARD_CACHE, anyCode, IdsRule::required, DataRule::ignored, runNothing},
 };
 
 static bool isKnownType(UINT32 objectType) {
@@ -109,9 +111,9 @@ static bool isKnownType(UINT32 objectType) {
          objectType == RAID_OBJECT_PHYSICAL_DISK || objectType == RAID_OBJECT_VIRTUAL_DISK;
 }
 
-static const COMMAND_ROW *findRow(const RAID_CMD_BLOCK *block) {
-  for (const COMMAND_ROW &row : g_commandRows) {
-    bool typeFits = row.objectType == SIM_ANY ? isKnownType(block->ObjectType) : row.objectType == block->ObjectType;
+static const CommandRow *findRow(const RAID_CMD_BLOCK *block) {
+  for (const CommandRow &row : g_commandRows) {
+    bool typeFits = row.objectType == anyCode ? isKnownType(block->ObjectType) : row.objectType == block->ObjectType;
     if (row.command == block->Command && typeFits) {
       return &row;
     }
@@ -119,17 +121,17 @@ static const COMMAND_ROW *findRow(const RAID_CMD_BLOCK *block) {
   return nullptr;
 }
 
-static EFI_STATUS checkIds(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, IDS_RULE rule) {
+static EFI_STATUS checkIds(Controller *sim, const RAID_CMD_BLOCK *block, IdsRule rule) {
   if (block->ObjectIdCount != 0 && block->ObjectIds == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  bool mayBeNone = rule == IDS_OPTIONAL || (rule == IDS_REQUIRED && block->ObjectType == RAID_OBJECT_ADAPTER);
+  bool mayBeNone = rule == IdsRule::optional || (rule == IdsRule::required && block->ObjectType == RAID_OBJECT_ADAPTER);
   if (block->ObjectIdCount == 0 && !mayBeNone) {
     return EFI_INVALID_PARAMETER;
   }
-  for (UINT32 i = 0; rule != IDS_MEMBERS && i < block->ObjectIdCount; i++) {
+  for (UINT32 i = 0; rule != IdsRule::members && i < block->ObjectIdCount; ++i) {
     UINT32 index = 0;
-    if (!simObjectIndex(sim, block->ObjectType, block->ObjectIds[i], &index)) {
+    if (!objectIndex(sim, block->ObjectType, block->ObjectIds[i], &index)) {
       return EFI_NOT_FOUND;
     }
   }
@@ -137,8 +139,8 @@ static EFI_STATUS checkIds(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, IDS
 }
 
 // A record begins with its object type, so that data of another kind is told apart before all of it is read.
-static EFI_STATUS checkData(const RAID_CMD_BLOCK *block, DATA_RULE rule) {
-  if (rule == DATA_IGNORED) {
+static EFI_STATUS checkData(const RAID_CMD_BLOCK *block, DataRule rule) {
+  if (rule == DataRule::ignored) {
     return EFI_SUCCESS;
   }
   if (block->ObjectData == nullptr) {
@@ -146,14 +148,14 @@ static EFI_STATUS checkData(const RAID_CMD_BLOCK *block, DATA_RULE rule) {
   }
   UINT32 objectType = 0;
   copyBytes(&objectType, block->ObjectData, sizeof(objectType));
-  return rule == DATA_RECORD && objectType != block->ObjectType ? EFI_INVALID_PARAMETER : EFI_SUCCESS;
+  return rule == DataRule::record && objectType != block->ObjectType ? EFI_INVALID_PARAMETER : EFI_SUCCESS;
 }
 
-EFI_STATUS simRunCommand(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
+EFI_STATUS runCommand(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
   if (block->Revision > 3) {
     return EFI_INVALID_PARAMETER;
   }
-  const COMMAND_ROW *row = findRow(block);
+  const CommandRow *row = findRow(block);
   if (row == nullptr) {
     return EFI_UNSUPPORTED;
   }
@@ -166,3 +168,5 @@ EFI_STATUS simRunCommand(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, RAID_
   }
   return row->run(sim, block, answer);
 }
+
+} // namespace sim

@@ -4,7 +4,11 @@
 #include "providers/sim_controller/faults.h"
 #include "providers/sim_controller/state.h"
 
+namespace sim {
+
 // The fault that strikes this command, or null; counts it down.
-const SIM_FAULT *simNextFault(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);
+const Fault *nextFault(Controller *sim, const RAID_CMD_BLOCK *block);
 // Gives an answer the shape that a fault asks for. EFI_OUT_OF_RESOURCES releases it.
-EFI_STATUS simShape(RAID_ANSWER *answer, const SIM_FAULT *fault);
+EFI_STATUS shape(RAID_ANSWER *answer, const Fault *fault);
+
+} // namespace sim

@@ -3,8 +3,12 @@
 
 #include "providers/sim_controller/state.h"
 
+namespace sim {
+
 // Hands a virtual disk and its members over to the foreign side, which has room for it.
-void simVirtualDiskToForeign(SIM_CONTROLLER *sim, UINT32 objectId);
+void virtualDiskToForeign(Controller *sim, UINT32 objectId);
 // EFI_NOT_FOUND when nothing is foreign.
-EFI_STATUS simClearForeign(SIM_CONTROLLER *sim);
-EFI_STATUS simImportForeign(SIM_CONTROLLER *sim);
+EFI_STATUS clearForeign(Controller *sim);
+EFI_STATUS importForeign(Controller *sim);
+
+} // namespace sim

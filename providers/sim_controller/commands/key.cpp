@@ -1,10 +1,12 @@
 #include "providers/sim_controller/commands/key.h"
 
-void simForgetKey(SIM_CONTROLLER *sim) {
+namespace sim {
+
+void forgetKey(Controller *sim) {
   wipeBytes(&sim->key, sizeof(sim->key));
 }
 
-static EFI_STATUS checkKey(const SIM_CONTROLLER *sim, const RAID_KEY_RECORD *record, UINT16 mode) {
+static EFI_STATUS checkKey(const Controller *sim, const RAID_KEY_RECORD *record, UINT16 mode) {
   if (mode != RAID_KEY_MODE_LKM && mode != RAID_KEY_MODE_RKM) {
     return EFI_INVALID_PARAMETER;
   }
@@ -14,7 +16,7 @@ static EFI_STATUS checkKey(const SIM_CONTROLLER *sim, const RAID_KEY_RECORD *rec
   return mode == RAID_KEY_MODE_LKM && record->Passphrase[0] == 0 ? EFI_INVALID_PARAMETER : EFI_SUCCESS;
 }
 
-static void setKey(SIM_KEY *key, const RAID_KEY_RECORD *record, UINT16 mode) {
+static void setKey(Key *key, const RAID_KEY_RECORD *record, UINT16 mode) {
   key->present = true;
   key->mode = mode;
   copyBytes(key->passphrase, record->Passphrase, RAID_PASSPHRASE_SIZE);
@@ -24,7 +26,7 @@ static void setKey(SIM_KEY *key, const RAID_KEY_RECORD *record, UINT16 mode) {
   }
 }
 
-EFI_STATUS simLock(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
+EFI_STATUS lock(Controller *sim, const RAID_CMD_BLOCK *block) {
   const RAID_KEY_RECORD *record = static_cast<const RAID_KEY_RECORD *>(block->ObjectData);
   UINT16 mode = record->Mode == 0 ? RAID_KEY_MODE_LKM : record->Mode;
   if ((sim->adapter.record.Attributes & RAID_ADAPTER_ATTRIBUTE_ENCRYPTION) == 0) {
@@ -43,7 +45,7 @@ EFI_STATUS simLock(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
   return status;
 }
 
-EFI_STATUS simRekey(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
+EFI_STATUS rekey(Controller *sim, const RAID_CMD_BLOCK *block) {
   const RAID_KEY_RECORD *records = static_cast<const RAID_KEY_RECORD *>(block->ObjectData);
   if (!sim->key.present) {
     return EFI_NOT_FOUND;
@@ -60,15 +62,17 @@ EFI_STATUS simRekey(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block) {
   return EFI_SUCCESS;
 }
 
-EFI_STATUS simSecureErase(SIM_CONTROLLER *sim) {
+EFI_STATUS secureErase(Controller *sim) {
   if (!sim->key.present) {
     return EFI_NOT_FOUND;
   }
-  for (UINT32 i = 0; i < sim->virtualDisks.count; i++) {
+  for (UINT32 i = 0; i < sim->virtualDisks.count; ++i) {
     if ((sim->virtualDisks.items[i].record.Attributes & RAID_VD_ATTRIBUTE_FDE) != 0) {
       return EFI_ACCESS_DENIED;
     }
   }
-  simForgetKey(sim);
+  forgetKey(sim);
   return EFI_SUCCESS;
 }
+
+} // namespace sim

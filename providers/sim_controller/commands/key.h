@@ -3,7 +3,11 @@
 
 #include "providers/sim_controller/state.h"
 
-EFI_STATUS simLock(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);
-EFI_STATUS simRekey(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block);
-EFI_STATUS simSecureErase(SIM_CONTROLLER *sim);
-void simForgetKey(SIM_CONTROLLER *sim);
+namespace sim {
+
+EFI_STATUS lock(Controller *sim, const RAID_CMD_BLOCK *block);
+EFI_STATUS rekey(Controller *sim, const RAID_CMD_BLOCK *block);
+EFI_STATUS secureErase(Controller *sim);
+void forgetKey(Controller *sim);
+
+} // namespace sim

@@ -5,35 +5,36 @@
 #include "providers/sim_controller/commands/faults.h"
 #include "providers/sim_controller/sim_controller.h"
 
-SIM_CONTROLLER *simFromProtocol(RAID_MGMT_PROTOCOL *protocol) {
-  return reinterpret_cast<SIM_CONTROLLER *>(reinterpret_cast<UINTN>(protocol) - offsetof(SIM_CONTROLLER, protocol));
+namespace sim {
+
+Controller *fromProtocol(RAID_MGMT_PROTOCOL *protocol) {
+  return reinterpret_cast<Controller *>(reinterpret_cast<UINTN>(protocol) - offsetof(Controller, protocol));
 }
 
 // Runs the command under a fault or none; the answer is empty on failure.
-static EFI_STATUS runUnder(SIM_CONTROLLER *sim, const RAID_CMD_BLOCK *block, const SIM_FAULT *fault,
-                           RAID_ANSWER *answer) {
-  if (fault != nullptr && fault->kind == SIM_FAULT_STATUS) {
+static EFI_STATUS runUnder(Controller *sim, const RAID_CMD_BLOCK *block, const Fault *fault, RAID_ANSWER *answer) {
+  if (fault != nullptr && fault->kind == faultStatus) {
     return fault->status;
   }
-  EFI_STATUS status = simRunCommand(sim, block, answer);
+  EFI_STATUS status = runCommand(sim, block, answer);
   if (EFI_ERROR(status) || fault == nullptr) {
     return status;
   }
-  return simShape(answer, fault);
+  return shape(answer, fault);
 }
 
 EFI_STATUS EFIAPI simExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
   if (protocol == nullptr || block == nullptr || result == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  SIM_CONTROLLER *sim = simFromProtocol(protocol);
+  Controller *sim = fromProtocol(protocol);
   result->Data = nullptr;
   result->DataSize = 0;
-  SIM_LOG_ENTRY *entry = simLogCommand(sim, block);
+  LogEntry *entry = logCommand(sim, block);
   RAID_ANSWER answer = {};
   entry->status = accountingBegin(&sim->accounting);
   if (!EFI_ERROR(entry->status)) {
-    entry->status = runUnder(sim, block, simNextFault(sim, block), &answer);
+    entry->status = runUnder(sim, block, nextFault(sim, block), &answer);
   }
   if (!EFI_ERROR(entry->status)) {
     accountingHandOut(&sim->accounting, &answer, result);
@@ -45,5 +46,7 @@ EFI_STATUS EFIAPI simFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT3
   if (protocol == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  return accountingTakeBack(&simFromProtocol(protocol)->accounting, data, count);
+  return accountingTakeBack(&fromProtocol(protocol)->accounting, data, count);
 }
+
+} // namespace sim

@@ -3,26 +3,28 @@
 #include "providers/sim_controller/state/objects.h"
 #include "records/levels.h"
 
-#define LEVEL_HDD RAID_LEVEL_ATTRIBUTE_HDD
-#define LEVEL_SSD RAID_LEVEL_ATTRIBUTE_SSD
-#define LEVEL_MIXES_MEDIA (RAID_LEVEL_ATTRIBUTE_HDD_SSD | RAID_LEVEL_ATTRIBUTE_MIX_ALL)
-#define LEVEL_MIXES_HDD_PROTOCOLS (RAID_LEVEL_ATTRIBUTE_SAS_SATA_HDD | RAID_LEVEL_ATTRIBUTE_MIX_ALL)
-#define LEVEL_MIXES_SSD_PROTOCOLS (RAID_LEVEL_ATTRIBUTE_SAS_SATA_SSD | RAID_LEVEL_ATTRIBUTE_MIX_ALL)
+namespace sim {
 
-UINT64 simMemberSize(UINT32 raidLevel, UINT32 spanDepth, UINT32 pdCount, UINT64 size) {
+constexpr UINT32 levelHdd = RAID_LEVEL_ATTRIBUTE_HDD;
+constexpr UINT32 levelSsd = RAID_LEVEL_ATTRIBUTE_SSD;
+constexpr UINT32 levelMixesMedia = RAID_LEVEL_ATTRIBUTE_HDD_SSD | RAID_LEVEL_ATTRIBUTE_MIX_ALL;
+constexpr UINT32 levelMixesHddProtocols = RAID_LEVEL_ATTRIBUTE_SAS_SATA_HDD | RAID_LEVEL_ATTRIBUTE_MIX_ALL;
+constexpr UINT32 levelMixesSsdProtocols = RAID_LEVEL_ATTRIBUTE_SAS_SATA_SSD | RAID_LEVEL_ATTRIBUTE_MIX_ALL;
+
+UINT64 memberSize(UINT32 raidLevel, UINT32 spanDepth, UINT32 pdCount, UINT64 size) {
   const RAID_LEVEL_LAYOUT *layout = levelLayout(raidLevel);
   UINT64 members = layout == nullptr ? 0 : levelDataMembers(layout, pdCount, spanDepth);
   return members == 0 ? 0 : levelShare(size, members);
 }
 
-static bool isSameGroup(SIM_CONTROLLER *sim, const SIM_DISK *disk, const UINT32 *ids, UINT32 count) {
-  for (UINT32 v = 0; v < disk->record.VDCount; v++) {
-    const SIM_VIRTUAL_DISK *virtualDisk = simFindVirtualDisk(sim, disk->VDs[v]);
+static bool isSameGroup(Controller *sim, const Disk *disk, const UINT32 *ids, UINT32 count) {
+  for (UINT32 v = 0; v < disk->record.VDCount; ++v) {
+    const VirtualDisk *virtualDisk = findVirtualDisk(sim, disk->VDs[v]);
     if (virtualDisk == nullptr || virtualDisk->record.PDCount != count) {
       return false;
     }
-    for (UINT32 i = 0; i < count; i++) {
-      if (!simHasMember(virtualDisk, ids[i])) {
+    for (UINT32 i = 0; i < count; ++i) {
+      if (!hasMember(virtualDisk, ids[i])) {
         return false;
       }
     }
@@ -30,7 +32,7 @@ static bool isSameGroup(SIM_CONTROLLER *sim, const SIM_DISK *disk, const UINT32 
   return true;
 }
 
-static EFI_STATUS checkMember(SIM_CONTROLLER *sim, const SIM_DISK *disk, const UINT32 *ids, UINT32 count) {
+static EFI_STATUS checkMember(Controller *sim, const Disk *disk, const UINT32 *ids, UINT32 count) {
   if (disk->record.State == RAID_STATE_FAILED || disk->record.State == RAID_STATE_OFFLINE) {
     return EFI_NOT_READY;
   }
@@ -42,22 +44,22 @@ static EFI_STATUS checkMember(SIM_CONTROLLER *sim, const SIM_DISK *disk, const U
   if (!shares) {
     return EFI_ACCESS_DENIED;
   }
-  return disk->record.VDCount < SIM_DISK_VDS ? EFI_SUCCESS : EFI_VOLUME_FULL;
+  return disk->record.VDCount < diskVds ? EFI_SUCCESS : EFI_VOLUME_FULL;
 }
 
-static EFI_STATUS checkMembers(SIM_CONTROLLER *sim, const UINT32 *ids, UINT32 count) {
-  for (UINT32 i = 0; i < count; i++) {
-    for (UINT32 j = 0; j < i; j++) {
+static EFI_STATUS checkMembers(Controller *sim, const UINT32 *ids, UINT32 count) {
+  for (UINT32 i = 0; i < count; ++i) {
+    for (UINT32 j = 0; j < i; ++j) {
       if (ids[i] == ids[j]) {
         return EFI_INVALID_PARAMETER;
       }
     }
-    if (simFindDisk(sim, ids[i]) == nullptr) {
+    if (findDisk(sim, ids[i]) == nullptr) {
       return EFI_INVALID_PARAMETER;
     }
   }
-  for (UINT32 i = 0; i < count; i++) {
-    EFI_STATUS status = checkMember(sim, simFindDisk(sim, ids[i]), ids, count);
+  for (UINT32 i = 0; i < count; ++i) {
+    EFI_STATUS status = checkMember(sim, findDisk(sim, ids[i]), ids, count);
     if (EFI_ERROR(status)) {
       return status;
     }
@@ -66,26 +68,26 @@ static EFI_STATUS checkMembers(SIM_CONTROLLER *sim, const UINT32 *ids, UINT32 co
 }
 
 // Media and protocols of the members against the level; the virtual disk's attributes follow from them.
-static EFI_STATUS planMedia(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
-                            SIM_VIRTUAL_DISK_PLAN *plan) {
+static EFI_STATUS planMedia(Controller *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
+                            VirtualDiskPlan *plan) {
   UINT32 media = 0;
   UINT32 protocols = 0;
   bool allEncrypt = true;
-  for (UINT32 i = 0; i < count; i++) {
-    const SIM_DISK *disk = simFindDisk(sim, ids[i]);
-    media |= (disk->record.Attributes & RAID_PD_ATTRIBUTE_SSD) != 0 ? LEVEL_SSD : LEVEL_HDD;
+  for (UINT32 i = 0; i < count; ++i) {
+    const Disk *disk = findDisk(sim, ids[i]);
+    media |= (disk->record.Attributes & RAID_PD_ATTRIBUTE_SSD) != 0 ? levelSsd : levelHdd;
     protocols |= disk->record.Protocol;
     allEncrypt = allEncrypt && (disk->record.Attributes & RAID_PD_ATTRIBUTE_FDE) != 0;
   }
   UINT32 allowed = plan->level.Attributes;
   bool mixesProtocols = (protocols & (protocols - 1)) != 0;
-  UINT32 mixing = ((media & LEVEL_HDD) != 0 ? LEVEL_MIXES_HDD_PROTOCOLS : 0U) |
-                  ((media & LEVEL_SSD) != 0 ? LEVEL_MIXES_SSD_PROTOCOLS : 0U);
+  UINT32 mixing =
+      ((media & levelHdd) != 0 ? levelMixesHddProtocols : 0U) | ((media & levelSsd) != 0 ? levelMixesSsdProtocols : 0U);
   bool cacheCade = (wanted->Attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0;
   bool cacheCadeFits =
-      (sim->adapter.record.Attributes & RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE) != 0 && media == LEVEL_SSD;
+      (sim->adapter.record.Attributes & RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE) != 0 && media == levelSsd;
   if ((media & ~allowed) != 0 || (protocols & ~plan->level.AvailableProtocols) != 0 ||
-      (media == (LEVEL_HDD | LEVEL_SSD) && (allowed & LEVEL_MIXES_MEDIA) == 0) ||
+      (media == (levelHdd | levelSsd) && (allowed & levelMixesMedia) == 0) ||
       (mixesProtocols && (allowed & mixing) == 0) || (cacheCade && !cacheCadeFits)) {
     return EFI_UNSUPPORTED;
   }
@@ -95,28 +97,27 @@ static EFI_STATUS planMedia(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, c
   }
   plan->attributes = (wanted->Attributes & (RAID_VD_ATTRIBUTE_FDE | RAID_VD_ATTRIBUTE_CACHECADE)) |
                      (protocols & (RAID_VD_ATTRIBUTE_SATA | RAID_VD_ATTRIBUTE_SAS)) |
-                     ((media & LEVEL_SSD) != 0 ? RAID_VD_ATTRIBUTE_SSD : 0U) |
-                     ((media & LEVEL_HDD) != 0 ? RAID_VD_ATTRIBUTE_HDD : 0U);
+                     ((media & levelSsd) != 0 ? RAID_VD_ATTRIBUTE_SSD : 0U) |
+                     ((media & levelHdd) != 0 ? RAID_VD_ATTRIBUTE_HDD : 0U);
   return EFI_SUCCESS;
 }
 
 // Where the room behind everything on a member begins.
-static UINT64 usedEnd(SIM_CONTROLLER *sim, const SIM_DISK *disk) {
+static UINT64 usedEnd(Controller *sim, const Disk *disk) {
   UINT64 end = 0;
-  for (UINT32 i = 0; i < disk->record.VDCount; i++) {
-    const SIM_VIRTUAL_DISK *virtualDisk = simFindVirtualDisk(sim, disk->VDs[i]);
-    UINT64 last =
-        virtualDisk == nullptr ? 0 : virtualDisk->record.StartingLba * SIM_BLOCK_SIZE + virtualDisk->memberSize;
+  for (UINT32 i = 0; i < disk->record.VDCount; ++i) {
+    const VirtualDisk *virtualDisk = findVirtualDisk(sim, disk->VDs[i]);
+    UINT64 last = virtualDisk == nullptr ? 0 : virtualDisk->record.StartingLba * blockSize + virtualDisk->memberSize;
     end = last > end ? last : end;
   }
   return end;
 }
 
-static EFI_STATUS planSpace(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
-                            SIM_VIRTUAL_DISK_PLAN *plan) {
+static EFI_STATUS planSpace(Controller *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
+                            VirtualDiskPlan *plan) {
   UINT64 room = ~0ULL;
-  for (UINT32 i = 0; i < count; i++) {
-    const SIM_DISK *disk = simFindDisk(sim, ids[i]);
+  for (UINT32 i = 0; i < count; ++i) {
+    const Disk *disk = findDisk(sim, ids[i]);
     UINT64 end = usedEnd(sim, disk);
     UINT64 left = disk->record.Size > end ? disk->record.Size - end : 0;
     room = left < room ? left : room;
@@ -135,10 +136,10 @@ static EFI_STATUS planSpace(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, c
   return EFI_SUCCESS;
 }
 
-EFI_STATUS simPlanVirtualDisk(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
-                              SIM_VIRTUAL_DISK_PLAN *plan) {
+EFI_STATUS planVirtualDisk(Controller *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
+                           VirtualDiskPlan *plan) {
   zeroBytes(plan, sizeof(*plan));
-  if (count == 0 || count > SIM_VD_PDS) {
+  if (count == 0 || count > vdPds) {
     return EFI_INVALID_PARAMETER;
   }
   const RAID_LEVEL_PARAMS *level =
@@ -167,3 +168,5 @@ EFI_STATUS simPlanVirtualDisk(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted,
   plan->pdsPerSpan = count / plan->spanDepth;
   return planSpace(sim, wanted, ids, count, plan);
 }
+
+} // namespace sim

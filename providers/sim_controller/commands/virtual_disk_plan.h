@@ -3,8 +3,10 @@
 
 #include "providers/sim_controller/state.h"
 
+namespace sim {
+
 // A virtual disk that may be created.
-struct SIM_VIRTUAL_DISK_PLAN {
+struct VirtualDiskPlan {
   RAID_LEVEL_PARAMS level;
   UINT32 spanDepth;
   UINT32 pdsPerSpan;
@@ -15,5 +17,7 @@ struct SIM_VIRTUAL_DISK_PLAN {
 };
 
 // Checks a Create by all rules but the room for names; statuses as the command's. wanted is not kept.
-EFI_STATUS simPlanVirtualDisk(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
-                              SIM_VIRTUAL_DISK_PLAN *plan);
+EFI_STATUS planVirtualDisk(Controller *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
+                           VirtualDiskPlan *plan);
+
+} // namespace sim

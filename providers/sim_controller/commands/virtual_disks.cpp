@@ -5,17 +5,18 @@
 #include "providers/sim_controller/state/objects.h"
 #include "records/levels.h"
 
-static UINT32 freeObjectId(SIM_CONTROLLER *sim) {
+namespace sim {
+
+static UINT32 freeObjectId(Controller *sim) {
   UINT32 id = sim->firstVirtualDiskId;
-  while (simFindVirtualDisk(sim, id) != nullptr || simFindDisk(sim, id) != nullptr ||
-         simFindPulledDisk(sim, id) != nullptr) {
+  while (findVirtualDisk(sim, id) != nullptr || findDisk(sim, id) != nullptr || findPulledDisk(sim, id) != nullptr) {
     id += 1;
   }
   return id;
 }
 
-static bool targetIsTaken(const SIM_CONTROLLER *sim, UINT32 targetId) {
-  for (UINT32 i = 0; i < sim->virtualDisks.count; i++) {
+static bool targetIsTaken(const Controller *sim, UINT32 targetId) {
+  for (UINT32 i = 0; i < sim->virtualDisks.count; ++i) {
     if (sim->virtualDisks.items[i].record.TargetID == targetId) {
       return true;
     }
@@ -23,7 +24,7 @@ static bool targetIsTaken(const SIM_CONTROLLER *sim, UINT32 targetId) {
   return false;
 }
 
-void simGiveIds(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *virtualDisk) {
+void giveIds(Controller *sim, VirtualDisk *virtualDisk) {
   // Neither the object id nor the target id that a half-made entry still holds may count as taken.
   virtualDisk->record.ObjectID = ~0U;
   virtualDisk->record.TargetID = ~0U;
@@ -33,14 +34,14 @@ void simGiveIds(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *virtualDisk) {
   }
   virtualDisk->record.ObjectID = freeObjectId(sim);
   virtualDisk->record.TargetID = targetId;
-  simNameVirtualDisk(sim, virtualDisk);
+  nameVirtualDisk(sim, virtualDisk);
 }
 
-void simTakeMembers(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK *virtualDisk) {
+void takeMembers(Controller *sim, const VirtualDisk *virtualDisk) {
   bool encrypted = (virtualDisk->record.Attributes & RAID_VD_ATTRIBUTE_FDE) != 0;
-  for (UINT32 i = 0; i < virtualDisk->record.PDCount; i++) {
-    SIM_DISK *disk = simFindDisk(sim, virtualDisk->PDs[i]);
-    if (disk == nullptr || disk->record.VDCount >= SIM_DISK_VDS) {
+  for (UINT32 i = 0; i < virtualDisk->record.PDCount; ++i) {
+    Disk *disk = findDisk(sim, virtualDisk->PDs[i]);
+    if (disk == nullptr || disk->record.VDCount >= diskVds) {
       continue;
     }
     disk->VDs[disk->record.VDCount++] = virtualDisk->record.ObjectID;
@@ -54,8 +55,7 @@ static UINT32 orDefault(UINT32 wanted, UINT32 otherwise) {
   return wanted == 0 ? otherwise : wanted;
 }
 
-static void fillVirtualDisk(SIM_VIRTUAL_DISK *virtualDisk, const RAID_VD_RECORD *wanted,
-                            const SIM_VIRTUAL_DISK_PLAN *plan) {
+static void fillVirtualDisk(VirtualDisk *virtualDisk, const RAID_VD_RECORD *wanted, const VirtualDiskPlan *plan) {
   virtualDisk->record.ObjVersion = 1;
   virtualDisk->record.RAIDLevel = wanted->RAIDLevel;
   virtualDisk->record.RAIDLevelDesc = plan->level;
@@ -68,43 +68,43 @@ static void fillVirtualDisk(SIM_VIRTUAL_DISK *virtualDisk, const RAID_VD_RECORD 
   virtualDisk->record.State = RAID_STATE_ONLINE;
   virtualDisk->record.SpanDepth = plan->spanDepth;
   virtualDisk->record.PDsPerSpan = plan->pdsPerSpan;
-  virtualDisk->record.StartingLba = plan->start / SIM_BLOCK_SIZE;
+  virtualDisk->record.StartingLba = plan->start / blockSize;
   virtualDisk->memberSize = plan->memberSize;
   virtualDisk->record.Size = plan->size;
   virtualDisk->record.Attributes = plan->attributes;
 }
 
-EFI_STATUS simCreateVirtualDisk(SIM_CONTROLLER *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
-                                UINT32 *objectId) {
-  if (wanted->Name != nullptr && textLength(wanted->Name) >= SIM_TEXT_UNITS) {
+EFI_STATUS createVirtualDisk(Controller *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
+                             UINT32 *objectId) {
+  if (wanted->Name != nullptr && textLength(wanted->Name) >= textUnits) {
     return EFI_INVALID_PARAMETER;
   }
-  SIM_VIRTUAL_DISK_PLAN plan;
-  EFI_STATUS status = simPlanVirtualDisk(sim, wanted, ids, count, &plan);
+  VirtualDiskPlan plan;
+  EFI_STATUS status = planVirtualDisk(sim, wanted, ids, count, &plan);
   if (EFI_ERROR(status)) {
     return status;
   }
-  SIM_VIRTUAL_DISK *virtualDisk = arrayAppend(sim->virtualDisks);
+  VirtualDisk *virtualDisk = arrayAppend(sim->virtualDisks);
   if (virtualDisk == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   fillVirtualDisk(virtualDisk, wanted, &plan);
   if (wanted->Name != nullptr) {
-    simSetText(virtualDisk->Name, wanted->Name);
+    setText(virtualDisk->Name, wanted->Name);
   }
-  simGiveIds(sim, virtualDisk);
+  giveIds(sim, virtualDisk);
   virtualDisk->record.PDCount = count;
   copyBytes(virtualDisk->PDs, ids, sizeof(UINT32) * count);
-  simTakeMembers(sim, virtualDisk);
+  takeMembers(sim, virtualDisk);
   if (objectId != nullptr) {
     *objectId = virtualDisk->record.ObjectID;
   }
   return EFI_SUCCESS;
 }
 
-static bool unlist(SIM_DISK *disk, UINT32 virtualDiskId) {
+static bool unlist(Disk *disk, UINT32 virtualDiskId) {
   UINT8 kept = 0;
-  for (UINT32 i = 0; i < disk->record.VDCount; i++) {
+  for (UINT32 i = 0; i < disk->record.VDCount; ++i) {
     if (disk->VDs[i] != virtualDiskId) {
       disk->VDs[kept++] = disk->VDs[i];
     }
@@ -115,7 +115,7 @@ static bool unlist(SIM_DISK *disk, UINT32 virtualDiskId) {
 }
 
 // Takes a virtual disk off a disk that is a member or a dedicated hot spare of it.
-static void leaveVirtualDisk(SIM_DISK *disk, const SIM_VIRTUAL_DISK *virtualDisk) {
+static void leaveVirtualDisk(Disk *disk, const VirtualDisk *virtualDisk) {
   if (!unlist(disk, virtualDisk->record.ObjectID)) {
     return;
   }
@@ -133,42 +133,42 @@ static void leaveVirtualDisk(SIM_DISK *disk, const SIM_VIRTUAL_DISK *virtualDisk
   disk->record.State = disk->record.State == RAID_STATE_ONLINE ? RAID_STATE_READY : disk->record.State;
 }
 
-void simDeleteVirtualDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
+void deleteVirtualDisk(Controller *sim, UINT32 objectId) {
   UINT32 index = 0;
-  if (!simObjectIndex(sim, RAID_OBJECT_VIRTUAL_DISK, objectId, &index)) {
+  if (!objectIndex(sim, RAID_OBJECT_VIRTUAL_DISK, objectId, &index)) {
     return;
   }
-  for (UINT32 i = 0; i < sim->disks.count; i++) {
+  for (UINT32 i = 0; i < sim->disks.count; ++i) {
     leaveVirtualDisk(&sim->disks.items[i], &sim->virtualDisks.items[index]);
   }
   arrayRemove(sim->virtualDisks, index);
 }
 
-void simFreeSpares(SIM_CONTROLLER *sim) {
-  for (UINT32 i = 0; i < sim->disks.count; i++) {
-    SIM_DISK *disk = &sim->disks.items[i];
+void freeSpares(Controller *sim) {
+  for (UINT32 i = 0; i < sim->disks.count; ++i) {
+    Disk *disk = &sim->disks.items[i];
     disk->record.VDCount = disk->record.Hotspare != 0 ? 0 : disk->record.VDCount;
     disk->record.Hotspare = 0;
   }
 }
 
-void simResetConfiguration(SIM_CONTROLLER *sim) {
+void resetConfiguration(Controller *sim) {
   while (sim->virtualDisks.count != 0) {
-    simDeleteVirtualDisk(sim, sim->virtualDisks.items[sim->virtualDisks.count - 1].record.ObjectID);
+    deleteVirtualDisk(sim, sim->virtualDisks.items[sim->virtualDisks.count - 1].record.ObjectID);
   }
-  simFreeSpares(sim);
+  freeSpares(sim);
 }
 
-static UINT32 lostMembers(SIM_CONTROLLER *sim, const UINT32 *ids, UINT32 count) {
+static UINT32 lostMembers(Controller *sim, const UINT32 *ids, UINT32 count) {
   UINT32 lost = 0;
-  for (UINT32 i = 0; i < count; i++) {
-    const SIM_DISK *disk = simFindDisk(sim, ids[i]);
+  for (UINT32 i = 0; i < count; ++i) {
+    const Disk *disk = findDisk(sim, ids[i]);
     lost += disk == nullptr || disk->record.State != RAID_STATE_ONLINE ? 1 : 0;
   }
   return lost;
 }
 
-void simJudgeVirtualDisk(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *virtualDisk) {
+void judgeVirtualDisk(Controller *sim, VirtualDisk *virtualDisk) {
   const RAID_LEVEL_LAYOUT *layout = levelLayout(virtualDisk->record.RAIDLevel);
   UINT32 parity = layout == nullptr ? 0 : layout->parity;
   bool mirrored = layout != nullptr && layout->mirrored;
@@ -187,11 +187,13 @@ void simJudgeVirtualDisk(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK *virtualDisk) {
   }
 }
 
-void simJudgeVirtualDisksOf(SIM_CONTROLLER *sim, UINT32 diskId) {
-  for (UINT32 i = 0; i < sim->virtualDisks.count; i++) {
-    SIM_VIRTUAL_DISK *virtualDisk = &sim->virtualDisks.items[i];
-    if (simHasMember(virtualDisk, diskId)) {
-      simJudgeVirtualDisk(sim, virtualDisk);
+void judgeVirtualDisksOf(Controller *sim, UINT32 diskId) {
+  for (UINT32 i = 0; i < sim->virtualDisks.count; ++i) {
+    VirtualDisk *virtualDisk = &sim->virtualDisks.items[i];
+    if (hasMember(virtualDisk, diskId)) {
+      judgeVirtualDisk(sim, virtualDisk);
     }
   }
 }
+
+} // namespace sim

@@ -4,23 +4,20 @@
 #include "providers/sim_controller/sim_controller.h"
 #include "providers/sim_controller/state.h"
 
+namespace sim {
+
 static const EFI_GUID g_mgmtGuid = RAID_MGMT_PROTOCOL_GUID;
 static const EFI_GUID g_alternateGuid = RAID_MGMT_ALT_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 
-#define SIM_DEVICE_PATH_GUID                                                                                           \
-  {                                                                                                                    \
-    0x0f3c6b1d, 0x52a7, 0x4e1b, {                                                                                      \
-      0x93, 0x66, 0x2d, 0x18, 0x7a, 0xc4, 0x5e, 0x90                                                                   \
-    }                                                                                                                  \
-  }
-#define DEVICE_PATH_TRIES 256U
+static constexpr EFI_GUID g_pathNode = {0x0f3c6b1d, 0x52a7, 0x4e1b, {0x93, 0x66, 0x2d, 0x18, 0x7a, 0xc4, 0x5e, 0x90}};
+constexpr UINT32 devicePathTries = 256;
 
 static EFI_STATUS EFIAPI unusedMember(RAID_MGMT_PROTOCOL *) {
   return EFI_UNSUPPORTED;
 }
 
-static void freeController(SIM_CONTROLLER *sim) {
+static void freeController(Controller *sim) {
   accountingClose(&sim->accounting);
   poolFree(sim->enclosures.items);
   poolFree(sim->disks.items);
@@ -28,20 +25,20 @@ static void freeController(SIM_CONTROLLER *sim) {
   poolFree(sim->foreignDisks.items);
   poolFree(sim->pulledDisks.items);
   if (sim->log != nullptr) {
-    wipeBytes(sim->log, sizeof(SIM_LOG_ENTRY) * SIM_LOG_CAPACITY);
+    wipeBytes(sim->log, sizeof(LogEntry) * logCapacity);
     poolFree(sim->log);
   }
   wipeBytes(&sim->key, sizeof(sim->key));
   poolFree(sim);
 }
 
-EFI_STATUS simCreateEmpty(SIM_CONTROLLER **sim) {
+EFI_STATUS createEmpty(Controller **sim) {
   *sim = nullptr;
-  SIM_CONTROLLER *made = poolNew<SIM_CONTROLLER>();
+  Controller *made = poolNew<Controller>();
   if (made == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  made->log = poolNew<SIM_LOG_ENTRY>(SIM_LOG_CAPACITY);
+  made->log = poolNew<LogEntry>(logCapacity);
   bool complete = made->log != nullptr && arrayStart(made->enclosures, 4) && arrayStart(made->disks, 32) &&
                   arrayStart(made->virtualDisks, 8) && arrayStart(made->foreignDisks, 8) &&
                   arrayStart(made->pulledDisks, 8) && !EFI_ERROR(accountingOpen(&made->accounting));
@@ -56,11 +53,11 @@ EFI_STATUS simCreateEmpty(SIM_CONTROLLER **sim) {
   return EFI_SUCCESS;
 }
 
-EFI_STATUS simDestroy(SIM_CONTROLLER *sim) {
+EFI_STATUS destroy(Controller *sim) {
   if (sim == nullptr) {
     return EFI_SUCCESS;
   }
-  EFI_STATUS status = simUninstall(sim);
+  EFI_STATUS status = uninstall(sim);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -72,51 +69,51 @@ template <class T> static UINT64 arrayBytes(const POOL_ARRAY<T> &array) {
   return sizeof(T) * array.capacity;
 }
 
-UINT64 simPoolBytes(const SIM_CONTROLLER *sim) {
-  return sizeof(SIM_CONTROLLER) + sizeof(SIM_LOG_ENTRY) * SIM_LOG_CAPACITY + arrayBytes(sim->enclosures) +
-         arrayBytes(sim->disks) + arrayBytes(sim->virtualDisks) + arrayBytes(sim->foreignDisks) +
-         arrayBytes(sim->pulledDisks) + accountingPoolBytes(&sim->accounting);
+UINT64 poolBytes(const Controller *sim) {
+  return sizeof(Controller) + sizeof(LogEntry) * logCapacity + arrayBytes(sim->enclosures) + arrayBytes(sim->disks) +
+         arrayBytes(sim->virtualDisks) + arrayBytes(sim->foreignDisks) + arrayBytes(sim->pulledDisks) +
+         accountingPoolBytes(&sim->accounting);
 }
 
-static void setDevicePath(SIM_DEVICE_PATH *path, UINT32 number) {
-  constexpr UINT8 NODE_SIZE = offsetof(SIM_DEVICE_PATH, end);
-  path->header = {1, 4, {NODE_SIZE, 0}};
-  path->vendor = SIM_DEVICE_PATH_GUID;
+static void setDevicePath(DevicePath *path, UINT32 number) {
+  constexpr UINT8 nodeSize = offsetof(DevicePath, end);
+  path->header = {1, 4, {nodeSize, 0}};
+  path->vendor = g_pathNode;
   path->number = number;
   path->end = {0x7F, 0xFF, {sizeof(path->end), 0}};
 }
 
-struct SIM_INTERFACES {
+struct Interfaces {
   const EFI_GUID *guids[3]; // ends early with null
   void *interfaces[3];
 };
 
-static SIM_INTERFACES interfacesOf(SIM_CONTROLLER *sim, UINT32 flags) {
-  SIM_INTERFACES list = {};
+static Interfaces interfacesOf(Controller *sim, UINT32 flags) {
+  Interfaces list = {};
   UINT32 count = 0;
-  if ((flags & SIM_INSTALL_NO_DEVICE_PATH) == 0) {
+  if ((flags & installNoDevicePath) == 0) {
     list.guids[count] = &g_devicePathGuid;
     list.interfaces[count++] = &sim->devicePath;
   }
-  if ((flags & SIM_INSTALL_ONLY_ALTERNATE) == 0) {
+  if ((flags & installOnlyAlternate) == 0) {
     list.guids[count] = &g_mgmtGuid;
     list.interfaces[count++] = &sim->protocol;
   }
-  if ((flags & SIM_INSTALL_NO_ALTERNATE) == 0) {
+  if ((flags & installNoAlternate) == 0) {
     list.guids[count] = &g_alternateGuid;
     list.interfaces[count++] = &sim->protocol;
   }
   return list;
 }
 
-EFI_STATUS simInstall(SIM_CONTROLLER *sim, EFI_HANDLE *handle, UINT32 flags) {
+EFI_STATUS install(Controller *sim, EFI_HANDLE *handle, UINT32 flags) {
   if (sim->handle != nullptr) {
     return EFI_ALREADY_STARTED;
   }
-  SIM_INTERFACES list = interfacesOf(sim, flags);
+  Interfaces list = interfacesOf(sim, flags);
   EFI_STATUS status = EFI_ALREADY_STARTED;
   // Firmware refuses a device path that it has already, such as that of another image of ours.
-  for (UINT32 number = 0; status == EFI_ALREADY_STARTED && number < DEVICE_PATH_TRIES; number++) {
+  for (UINT32 number = 0; status == EFI_ALREADY_STARTED && number < devicePathTries; ++number) {
     setDevicePath(&sim->devicePath, number);
     status = g_bootServices->InstallMultipleProtocolInterfaces(handle, list.guids[0], list.interfaces[0], list.guids[1],
                                                                list.interfaces[1], list.guids[2], list.interfaces[2],
@@ -129,11 +126,11 @@ EFI_STATUS simInstall(SIM_CONTROLLER *sim, EFI_HANDLE *handle, UINT32 flags) {
   return status;
 }
 
-EFI_STATUS simUninstall(SIM_CONTROLLER *sim) {
+EFI_STATUS uninstall(Controller *sim) {
   if (sim->handle == nullptr) {
     return EFI_SUCCESS;
   }
-  SIM_INTERFACES list = interfacesOf(sim, sim->installFlags);
+  Interfaces list = interfacesOf(sim, sim->installFlags);
   EFI_STATUS status = g_bootServices->UninstallMultipleProtocolInterfaces(
       sim->handle, list.guids[0], list.interfaces[0], list.guids[1], list.interfaces[1], list.guids[2],
       list.interfaces[2], /* end */ static_cast<EFI_GUID *>(nullptr));
@@ -142,3 +139,5 @@ EFI_STATUS simUninstall(SIM_CONTROLLER *sim) {
   }
   return status;
 }
+
+} // namespace sim

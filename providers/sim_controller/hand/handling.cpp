@@ -9,39 +9,41 @@
 #include "providers/sim_controller/state/modes.h"
 #include "providers/sim_controller/state/objects.h"
 
-#define DEFAULT_RATE 30
-#define ADAPTER_WWN_STEP 0x100U
+namespace sim {
 
-static bool placeExists(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot) {
-  if (enclosureObjectId == SIM_DIRECT) {
+constexpr UINT8 defaultRate = 30;
+constexpr UINT64 adapterWwnStep = 0x100;
+
+static bool placeExists(Controller *sim, UINT32 enclosureObjectId, UINT8 slot) {
+  if (enclosureObjectId == directEnclosure) {
     return true;
   }
-  const SIM_ENCLOSURE *enclosure = simFindEnclosure(sim, enclosureObjectId);
+  const Enclosure *enclosure = findEnclosure(sim, enclosureObjectId);
   return enclosure != nullptr && slot < enclosure->record.SlotCount;
 }
 
-static bool hasAnyMember(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK *virtualDisk) {
-  for (UINT32 i = 0; i < virtualDisk->record.PDCount; i++) {
-    if (simFindDisk(sim, virtualDisk->PDs[i]) != nullptr) {
+static bool hasAnyMember(Controller *sim, const VirtualDisk *virtualDisk) {
+  for (UINT32 i = 0; i < virtualDisk->record.PDCount; ++i) {
+    if (findDisk(sim, virtualDisk->PDs[i]) != nullptr) {
       return true;
     }
   }
   return false;
 }
 
-EFI_STATUS simPullDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
+EFI_STATUS pullDisk(Controller *sim, UINT32 objectId) {
   UINT32 index = 0;
-  if (!simObjectIndex(sim, RAID_OBJECT_PHYSICAL_DISK, objectId, &index)) {
+  if (!objectIndex(sim, RAID_OBJECT_PHYSICAL_DISK, objectId, &index)) {
     return EFI_NOT_FOUND;
   }
-  SIM_DISK *pulled = arrayAppend(sim->pulledDisks);
+  Disk *pulled = arrayAppend(sim->pulledDisks);
   if (pulled == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   copyBytes(pulled, &sim->disks.items[index], sizeof(*pulled));
   arrayRemove(sim->disks, index);
-  simJudgeVirtualDisksOf(sim, objectId);
-  for (UINT32 i = sim->foreignDisks.count; i > 0; i--) {
+  judgeVirtualDisksOf(sim, objectId);
+  for (UINT32 i = sim->foreignDisks.count; i > 0; --i) {
     if (!hasAnyMember(sim, &sim->foreignDisks.items[i - 1])) {
       arrayRemove(sim->foreignDisks, i - 1);
     }
@@ -49,20 +51,19 @@ EFI_STATUS simPullDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS checkPlace(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot) {
+static EFI_STATUS checkPlace(Controller *sim, UINT32 enclosureObjectId, UINT8 slot) {
   if (!placeExists(sim, enclosureObjectId, slot)) {
     return EFI_NOT_FOUND;
   }
-  return simFindDiskAt(sim, enclosureObjectId, slot) == nullptr ? EFI_SUCCESS : EFI_ALREADY_STARTED;
+  return findDiskAt(sim, enclosureObjectId, slot) == nullptr ? EFI_SUCCESS : EFI_ALREADY_STARTED;
 }
 
-EFI_STATUS simInsertDisk(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot, const SIM_DRIVE &drive,
-                         UINT32 *objectId) {
+EFI_STATUS insertDisk(Controller *sim, UINT32 enclosureObjectId, UINT8 slot, const Drive &drive, UINT32 *objectId) {
   EFI_STATUS status = checkPlace(sim, enclosureObjectId, slot);
   if (EFI_ERROR(status)) {
     return status;
   }
-  const SIM_DISK *disk = simAddDrive(sim, enclosureObjectId, slot, drive);
+  const Disk *disk = addDrive(sim, enclosureObjectId, slot, drive);
   if (disk == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -73,7 +74,7 @@ EFI_STATUS simInsertDisk(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 sl
 }
 
 // Gives a drive that came back what the virtual disks with its id left on it.
-static void rejoin(SIM_CONTROLLER *sim, SIM_DISK *disk) {
+static void rejoin(Controller *sim, Disk *disk) {
   bool held = disk->record.State == RAID_STATE_FOREIGN ||
               (disk->record.State != RAID_STATE_READY && disk->record.UsedSize != 0);
   UINT64 used = 0;
@@ -81,9 +82,9 @@ static void rejoin(SIM_CONTROLLER *sim, SIM_DISK *disk) {
   bool failed = disk->record.State == RAID_STATE_FAILED;
   disk->record.Hotspare = 0;
   disk->record.VDCount = 0;
-  for (UINT32 i = 0; i < sim->virtualDisks.count; i++) {
-    const SIM_VIRTUAL_DISK *virtualDisk = &sim->virtualDisks.items[i];
-    if (simHasMember(virtualDisk, disk->record.ObjectID) && disk->record.VDCount < SIM_DISK_VDS) {
+  for (UINT32 i = 0; i < sim->virtualDisks.count; ++i) {
+    const VirtualDisk *virtualDisk = &sim->virtualDisks.items[i];
+    if (hasMember(virtualDisk, disk->record.ObjectID) && disk->record.VDCount < diskVds) {
       disk->VDs[disk->record.VDCount++] = virtualDisk->record.ObjectID;
       used += virtualDisk->memberSize;
       encrypted = encrypted || (virtualDisk->record.Attributes & RAID_VD_ATTRIBUTE_FDE) != 0;
@@ -102,8 +103,8 @@ static void rejoin(SIM_CONTROLLER *sim, SIM_DISK *disk) {
   disk->record.State = failed ? RAID_STATE_FAILED : disk->record.State;
 }
 
-EFI_STATUS simReinsertDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT32 enclosureObjectId, UINT8 slot) {
-  SIM_DISK *pulled = simFindPulledDisk(sim, objectId);
+EFI_STATUS reinsertDisk(Controller *sim, UINT32 objectId, UINT32 enclosureObjectId, UINT8 slot) {
+  Disk *pulled = findPulledDisk(sim, objectId);
   if (pulled == nullptr) {
     return EFI_NOT_FOUND;
   }
@@ -111,31 +112,31 @@ EFI_STATUS simReinsertDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT32 enclosur
   if (EFI_ERROR(status)) {
     return status;
   }
-  SIM_DISK *disk = arrayAppend(sim->disks);
+  Disk *disk = arrayAppend(sim->disks);
   if (disk == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   copyBytes(disk, pulled, sizeof(*disk));
   arrayRemove(sim->pulledDisks, static_cast<UINT32>(pulled - sim->pulledDisks.items));
-  simPlaceDisk(sim, disk, enclosureObjectId, slot);
+  placeDisk(sim, disk, enclosureObjectId, slot);
   rejoin(sim, disk);
-  simJudgeVirtualDisksOf(sim, objectId);
+  judgeVirtualDisksOf(sim, objectId);
   return EFI_SUCCESS;
 }
 
-EFI_STATUS simReplaceDisk(SIM_CONTROLLER *sim, UINT32 objectId, UINT64 size, UINT32 *newObjectId) {
-  const SIM_DISK *disk = simFindDisk(sim, objectId);
+EFI_STATUS replaceDisk(Controller *sim, UINT32 objectId, UINT64 size, UINT32 *newObjectId) {
+  const Disk *disk = findDisk(sim, objectId);
   if (disk == nullptr) {
     return EFI_NOT_FOUND;
   }
   UINT32 enclosureObjectId = disk->record.EnclosureObjectID;
   UINT8 slot = disk->record.Slot;
-  SIM_DRIVE drive = {size == 0 ? disk->record.Size : size, disk->record.Protocol, disk->record.Attributes};
-  EFI_STATUS status = simPullDisk(sim, objectId);
+  Drive drive = {size == 0 ? disk->record.Size : size, disk->record.Protocol, disk->record.Attributes};
+  EFI_STATUS status = pullDisk(sim, objectId);
   if (EFI_ERROR(status)) {
     return status;
   }
-  return simInsertDisk(sim, enclosureObjectId, slot, drive, newObjectId);
+  return insertDisk(sim, enclosureObjectId, slot, drive, newObjectId);
 }
 
 template <class T> static void exchange(T &a, T &b) {
@@ -152,9 +153,9 @@ static void stayInPlace(RAID_PD_RECORD *disk, const RAID_PD_RECORD &place) {
   disk->Slot = place.Slot;
 }
 
-EFI_STATUS simSwapDisks(SIM_CONTROLLER *sim, UINT32 objectIdA, UINT32 objectIdB) {
-  SIM_DISK *a = simFindDisk(sim, objectIdA);
-  SIM_DISK *b = simFindDisk(sim, objectIdB);
+EFI_STATUS swapDisks(Controller *sim, UINT32 objectIdA, UINT32 objectIdB) {
+  Disk *a = findDisk(sim, objectIdA);
+  Disk *b = findDisk(sim, objectIdB);
   if (a == nullptr || b == nullptr) {
     return EFI_NOT_FOUND;
   }
@@ -170,19 +171,19 @@ EFI_STATUS simSwapDisks(SIM_CONTROLLER *sim, UINT32 objectIdA, UINT32 objectIdB)
   return EFI_SUCCESS;
 }
 
-EFI_STATUS simFailDisk(SIM_CONTROLLER *sim, UINT32 objectId) {
-  SIM_DISK *disk = simFindDisk(sim, objectId);
+EFI_STATUS failDisk(Controller *sim, UINT32 objectId) {
+  Disk *disk = findDisk(sim, objectId);
   if (disk == nullptr) {
     return EFI_NOT_FOUND;
   }
   disk->record.State = RAID_STATE_FAILED;
-  simJudgeVirtualDisksOf(sim, objectId);
+  judgeVirtualDisksOf(sim, objectId);
   return EFI_SUCCESS;
 }
 
-EFI_STATUS simMakeForeign(SIM_CONTROLLER *sim, UINT32 raidLevel, const UINT32 *objectIds, UINT32 count) {
-  for (UINT32 i = 0; i < count; i++) {
-    const SIM_DISK *disk = simFindDisk(sim, objectIds[i]);
+EFI_STATUS makeForeign(Controller *sim, UINT32 raidLevel, const UINT32 *objectIds, UINT32 count) {
+  for (UINT32 i = 0; i < count; ++i) {
+    const Disk *disk = findDisk(sim, objectIds[i]);
     if (disk != nullptr && disk->record.State == RAID_STATE_ONLINE) {
       return EFI_ACCESS_DENIED;
     }
@@ -193,45 +194,45 @@ EFI_STATUS simMakeForeign(SIM_CONTROLLER *sim, UINT32 raidLevel, const UINT32 *o
   RAID_VD_RECORD wanted = {};
   wanted.RAIDLevel = raidLevel;
   UINT32 objectId = 0;
-  EFI_STATUS status = simCreateVirtualDisk(sim, &wanted, objectIds, count, &objectId);
+  EFI_STATUS status = createVirtualDisk(sim, &wanted, objectIds, count, &objectId);
   if (!EFI_ERROR(status)) {
-    simVirtualDiskToForeign(sim, objectId);
+    virtualDiskToForeign(sim, objectId);
   }
   return status;
 }
 
-EFI_STATUS simReplaceAdapter(SIM_CONTROLLER *sim) {
+EFI_STATUS replaceAdapter(Controller *sim) {
   if (!arrayReserve(sim->foreignDisks, sim->virtualDisks.count)) {
     return EFI_OUT_OF_RESOURCES;
   }
-  simFreeSpares(sim);
+  freeSpares(sim);
   while (sim->virtualDisks.count != 0) {
-    simVirtualDiskToForeign(sim, sim->virtualDisks.items[0].record.ObjectID);
+    virtualDiskToForeign(sim, sim->virtualDisks.items[0].record.ObjectID);
   }
-  simForgetKey(sim);
-  sim->adapter.record.WWN += ADAPTER_WWN_STEP;
-  for (UINT32 mode = 0; mode < SIM_MODE_COUNT; mode++) {
-    UINT8 *value = simModeByte(&sim->adapter.record, mode);
-    UINT32 factory = mode == SIM_MODE_PATROL_READ ? RAID_PATROL_READ_MODE_AUTO : 0;
+  forgetKey(sim);
+  sim->adapter.record.WWN += adapterWwnStep;
+  for (UINT32 mode = 0; mode < modeCount; ++mode) {
+    UINT8 *value = modeByte(&sim->adapter.record, mode);
+    UINT32 factory = mode == modePatrolRead ? RAID_PATROL_READ_MODE_AUTO : 0;
     *value = (*value & RAID_MODE_PRESENT) == 0 ? *value : static_cast<UINT8>(RAID_MODE_PRESENT | factory);
   }
   for (RAID_RATE &rate : sim->adapter.record.Rates) {
     bool isEditable = (rate.EditableValue & RAID_RATE_EDITABLE) != 0;
-    rate.EditableValue = isEditable ? DEFAULT_RATE << RAID_RATE_VALUE_SHIFT | RAID_RATE_EDITABLE : rate.EditableValue;
+    rate.EditableValue = isEditable ? defaultRate << RAID_RATE_VALUE_SHIFT | RAID_RATE_EDITABLE : rate.EditableValue;
   }
   return EFI_SUCCESS;
 }
 
-EFI_STATUS simSetFirmware(SIM_CONTROLLER *sim, const CHAR16 *version) {
-  return simSetText(sim->adapter.FirmwareVersion, version) ? EFI_SUCCESS : EFI_INVALID_PARAMETER;
+EFI_STATUS setFirmware(Controller *sim, const CHAR16 *version) {
+  return setText(sim->adapter.FirmwareVersion, version) ? EFI_SUCCESS : EFI_INVALID_PARAMETER;
 }
 
-void simSetMode(SIM_CONTROLLER *sim, SIM_MODE mode, UINT8 value) {
-  *simModeByte(&sim->adapter.record, mode) = value;
+void setMode(Controller *sim, Mode mode, UINT8 value) {
+  *modeByte(&sim->adapter.record, mode) = value;
 }
 
-EFI_STATUS simSetRate(SIM_CONTROLLER *sim, const CHAR16 *name, UINT8 value) {
-  for (UINT32 i = 0; i < RAID_RATE_COUNT; i++) {
+EFI_STATUS setRate(Controller *sim, const CHAR16 *name, UINT8 value) {
+  for (UINT32 i = 0; i < RAID_RATE_COUNT; ++i) {
     UINT8 *current = &sim->adapter.record.Rates[i].EditableValue;
     if (name[0] != 0 && textEqual(sim->adapter.Rates[i].Name, name)) {
       *current = static_cast<UINT8>(value << RAID_RATE_VALUE_SHIFT | (*current & RAID_RATE_EDITABLE));
@@ -240,3 +241,5 @@ EFI_STATUS simSetRate(SIM_CONTROLLER *sim, const CHAR16 *name, UINT8 value) {
   }
   return EFI_NOT_FOUND;
 }
+
+} // namespace sim

@@ -3,47 +3,49 @@
 #include "providers/sim_controller/state.h"
 #include "records/pointers.h"
 
-template <UINT32 COUNT> struct BUFFER_TABLE { SIM_BUFFER rows[COUNT]; };
+namespace sim {
+
+template <UINT32 count> struct BufferTable { Buffer rows[count]; };
 
 #define BUFFER(record, object, member)                                                                                 \
   { offsetof(record, member), offsetof(object, member), true }
 #define LIST_BUFFER(record, object, member)                                                                            \
   { offsetof(record, member), offsetof(object, member), false }
 
-static consteval BUFFER_TABLE<4 + RAID_RATE_COUNT> adapterBuffers() {
-  BUFFER_TABLE<4 + RAID_RATE_COUNT> table = {{
-      BUFFER(RAID_ADAPTER_RECORD, SIM_ADAPTER, Name),
-      BUFFER(RAID_ADAPTER_RECORD, SIM_ADAPTER, FQDD),
-      BUFFER(RAID_ADAPTER_RECORD, SIM_ADAPTER, FirmwareVersion),
-      LIST_BUFFER(RAID_ADAPTER_RECORD, SIM_ADAPTER, RAIDLevelParams),
+static consteval BufferTable<4 + RAID_RATE_COUNT> adapterBuffers() {
+  BufferTable<4 + RAID_RATE_COUNT> table = {{
+      BUFFER(RAID_ADAPTER_RECORD, Adapter, Name),
+      BUFFER(RAID_ADAPTER_RECORD, Adapter, FQDD),
+      BUFFER(RAID_ADAPTER_RECORD, Adapter, FirmwareVersion),
+      LIST_BUFFER(RAID_ADAPTER_RECORD, Adapter, RAIDLevelParams),
   }};
-  for (UINT16 i = 0; i < RAID_RATE_COUNT; i++) {
+  for (UINT16 i = 0; i < RAID_RATE_COUNT; ++i) {
     table.rows[4 + i] = {g_adapterPointers.Rows[4 + i].Offset,
-                         static_cast<UINT16>(offsetof(SIM_ADAPTER, Rates) + i * sizeof(SIM_RATE_NAME)), true};
+                         static_cast<UINT16>(offsetof(Adapter, Rates) + i * sizeof(RateName)), true};
   }
   return table;
 }
 
 static constexpr auto g_adapterBuffers = adapterBuffers();
-static constexpr BUFFER_TABLE<2> g_enclosureBuffers = {{
-    BUFFER(RAID_ENCLOSURE_RECORD, SIM_ENCLOSURE, Name),
-    BUFFER(RAID_ENCLOSURE_RECORD, SIM_ENCLOSURE, FQDD),
+static constexpr BufferTable<2> g_enclosureBuffers = {{
+    BUFFER(RAID_ENCLOSURE_RECORD, Enclosure, Name),
+    BUFFER(RAID_ENCLOSURE_RECORD, Enclosure, FQDD),
 }};
-static constexpr BUFFER_TABLE<3> g_diskBuffers = {{
-    BUFFER(RAID_PD_RECORD, SIM_DISK, Name),
-    BUFFER(RAID_PD_RECORD, SIM_DISK, FQDD),
-    LIST_BUFFER(RAID_PD_RECORD, SIM_DISK, VDs),
+static constexpr BufferTable<3> g_diskBuffers = {{
+    BUFFER(RAID_PD_RECORD, Disk, Name),
+    BUFFER(RAID_PD_RECORD, Disk, FQDD),
+    LIST_BUFFER(RAID_PD_RECORD, Disk, VDs),
 }};
-static constexpr BUFFER_TABLE<3> g_virtualDiskBuffers = {{
-    BUFFER(RAID_VD_RECORD, SIM_VIRTUAL_DISK, Name),
-    BUFFER(RAID_VD_RECORD, SIM_VIRTUAL_DISK, FQDD),
-    LIST_BUFFER(RAID_VD_RECORD, SIM_VIRTUAL_DISK, PDs),
+static constexpr BufferTable<3> g_virtualDiskBuffers = {{
+    BUFFER(RAID_VD_RECORD, VirtualDisk, Name),
+    BUFFER(RAID_VD_RECORD, VirtualDisk, FQDD),
+    LIST_BUFFER(RAID_VD_RECORD, VirtualDisk, PDs),
 }};
 
 // Every pointer of the record has its buffer.
-template <UINT32 COUNT>
-static consteval bool match(const BUFFER_TABLE<COUNT> &buffers, const RECORD_POINTER_TABLE<COUNT> &pointers) {
-  for (UINT32 i = 0; i < COUNT; i++) {
+template <UINT32 count>
+static consteval bool match(const BufferTable<count> &buffers, const RECORD_POINTER_TABLE<count> &pointers) {
+  for (UINT32 i = 0; i < count; ++i) {
     if (buffers.rows[i].pointer != pointers.Rows[i].Offset ||
         buffers.rows[i].isText != (pointers.Rows[i].Kind == POINTER_TEXT)) {
       return false;
@@ -54,11 +56,11 @@ static consteval bool match(const BUFFER_TABLE<COUNT> &buffers, const RECORD_POI
 static_assert(match(g_adapterBuffers, g_adapterPointers) && match(g_enclosureBuffers, g_enclosurePointers));
 static_assert(match(g_diskBuffers, g_pdPointers) && match(g_virtualDiskBuffers, g_vdPointers));
 
-template <UINT32 COUNT> static SIM_BUFFERS rowsOf(const BUFFER_TABLE<COUNT> &table) {
-  return {table.rows, COUNT};
+template <UINT32 count> static Buffers rowsOf(const BufferTable<count> &table) {
+  return {table.rows, count};
 }
 
-SIM_BUFFERS simBuffers(UINT32 objectType) {
+Buffers buffersOf(UINT32 objectType) {
   switch (objectType) {
   case RAID_OBJECT_ADAPTER:
     return rowsOf(g_adapterBuffers);
@@ -73,12 +75,14 @@ SIM_BUFFERS simBuffers(UINT32 objectType) {
   }
 }
 
-void *simBufferOf(UINT32 objectType, void *object, UINTN pointer) {
-  SIM_BUFFERS list = simBuffers(objectType);
-  for (UINT32 i = 0; i < list.count; i++) {
+void *bufferOf(UINT32 objectType, void *object, UINTN pointer) {
+  Buffers list = buffersOf(objectType);
+  for (UINT32 i = 0; i < list.count; ++i) {
     if (list.rows[i].pointer == pointer) {
       return static_cast<UINT8 *>(object) + list.rows[i].buffer;
     }
   }
   return nullptr;
 }
+
+} // namespace sim

@@ -4,8 +4,12 @@
 #include "providers/sim_controller/drives.h"
 #include "providers/sim_controller/state.h"
 
+namespace sim {
+
 // Puts a disk of the state into a place: enclosure, port, slot and names.
-void simPlaceDisk(SIM_CONTROLLER *sim, SIM_DISK *disk, UINT32 enclosureObjectId, UINT8 slot);
+void placeDisk(Controller *sim, Disk *disk, UINT32 enclosureObjectId, UINT8 slot);
 // Adds a drive of the model that fits to a place that exists and is empty; null without memory. id, WWN and serial
 // number are new.
-SIM_DISK *simAddDrive(SIM_CONTROLLER *sim, UINT32 enclosureObjectId, UINT8 slot, const SIM_DRIVE &drive);
+Disk *addDrive(Controller *sim, UINT32 enclosureObjectId, UINT8 slot, const Drive &drive);
+
+} // namespace sim

@@ -3,7 +3,9 @@
 #include "base/pool.h"
 #include "base/text.h"
 
-bool simSetFixed(CHAR8 *member, UINTN width, const CHAR8 *text) {
+namespace sim {
+
+bool setFixed(CHAR8 *member, UINTN width, const CHAR8 *text) {
   UINTN length = textLength(text);
   if (length > width) {
     return false;
@@ -13,10 +15,12 @@ bool simSetFixed(CHAR8 *member, UINTN width, const CHAR8 *text) {
   return true;
 }
 
-UINTN simFixedLength(const CHAR8 *member, UINTN width) {
+UINTN fixedLength(const CHAR8 *member, UINTN width) {
   UINTN length = 0;
-  for (UINTN i = 0; i < width && member[i] != 0; i++) {
+  for (UINTN i = 0; i < width && member[i] != 0; ++i) {
     length = member[i] == ' ' ? length : i + 1;
   }
   return length;
 }
+
+} // namespace sim

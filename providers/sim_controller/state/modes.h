@@ -3,21 +3,25 @@
 
 #include "raid_records.h"
 
+namespace sim {
+
 // Bit n for each value n.
-template <class... T> constexpr UINT16 simBitsOf(T... values) {
+template <class... T> constexpr UINT16 bitsOf(T... values) {
   return static_cast<UINT16>(((1U << values) | ...));
 }
 
-struct SIM_MODE_ROW {
+struct ModeRow {
   UINT32 offset;  // in the adapter's record
   UINT16 values;  // bit n: value n has a name
   UINT8 freeBits; // bits beside the value
 };
-#define SIM_MODE_COUNT 6U
-extern const SIM_MODE_ROW g_simModes[SIM_MODE_COUNT]; // indexed by SIM_MODE
+constexpr UINT32 modeCount = 6;
+extern const ModeRow g_modes[modeCount]; // indexed by Mode
 
 // Whether a mode byte is absent or carries a value with a name.
-bool simModeIsNamed(const SIM_MODE_ROW &row, UINT8 value);
+bool modeIsNamed(const ModeRow &row, UINT8 value);
 
-UINT8 *simModeByte(RAID_ADAPTER_RECORD *adapter, UINT32 mode);
-UINT8 simModeValue(const RAID_ADAPTER_RECORD *adapter, UINT32 mode);
+UINT8 *modeByte(RAID_ADAPTER_RECORD *adapter, UINT32 mode);
+UINT8 modeValue(const RAID_ADAPTER_RECORD *adapter, UINT32 mode);
+
+} // namespace sim

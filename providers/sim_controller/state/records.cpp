@@ -3,16 +3,18 @@
 #include "providers/sim_controller/buffers.h"
 #include "providers/sim_controller/state/objects.h"
 
-// Reserved stretches are not zero on hardware either.
-#define RESERVED_PATTERN 0x5A
+namespace sim {
 
-#define FILL_RESERVED(member) __builtin_memset(member, RESERVED_PATTERN, sizeof(member))
+// Reserved stretches are not zero on hardware either.
+constexpr UINT8 reservedPattern = 0x5A;
+
+#define FILL_RESERVED(member) __builtin_memset(member, reservedPattern, sizeof(member))
 
 // The object's record, whose pointers are to the object's buffers.
-template <class RECORD, class OBJECT> static RECORD recordOf(UINT32 objectType, const OBJECT &object) {
-  RECORD record = object.record;
-  SIM_BUFFERS buffers = simBuffers(objectType);
-  for (UINT32 i = 0; i < buffers.count; i++) {
+template <class Record, class Object> static Record recordOf(UINT32 objectType, const Object &object) {
+  Record record = object.record;
+  Buffers buffers = buffersOf(objectType);
+  for (UINT32 i = 0; i < buffers.count; ++i) {
     const void *buffer = reinterpret_cast<const UINT8 *>(&object) + buffers.rows[i].buffer;
     copyBytes(reinterpret_cast<UINT8 *>(&record) + buffers.rows[i].pointer, &buffer, sizeof(buffer));
   }
@@ -22,7 +24,7 @@ template <class RECORD, class OBJECT> static RECORD recordOf(UINT32 objectType, 
   return record;
 }
 
-static EFI_STATUS addAdapter(const SIM_CONTROLLER *sim, UINT32, RAID_ANSWER *answer) {
+static EFI_STATUS addAdapter(const Controller *sim, UINT32, RAID_ANSWER *answer) {
   RAID_ADAPTER_RECORD record = recordOf<RAID_ADAPTER_RECORD>(RAID_OBJECT_ADAPTER, sim->adapter);
   record.RAIDLevelParams = sim->adapter.levelCount == 0 ? nullptr : record.RAIDLevelParams;
   record.Attributes &= ~RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY;
@@ -30,32 +32,32 @@ static EFI_STATUS addAdapter(const SIM_CONTROLLER *sim, UINT32, RAID_ANSWER *ans
     record.Attributes |= RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY;
     record.SecurityMode = static_cast<UINT8>(RAID_MODE_PRESENT | sim->key.mode);
   }
-  record.PCIID.Reserved = RESERVED_PATTERN;
+  record.PCIID.Reserved = reservedPattern;
   FILL_RESERVED(record.Reserved1);
   FILL_RESERVED(record.Reserved2);
   return answerAdd(answer, &record);
 }
 
-static EFI_STATUS addEnclosure(const SIM_CONTROLLER *sim, UINT32 index, RAID_ANSWER *answer) {
+static EFI_STATUS addEnclosure(const Controller *sim, UINT32 index, RAID_ANSWER *answer) {
   RAID_ENCLOSURE_RECORD record = recordOf<RAID_ENCLOSURE_RECORD>(RAID_OBJECT_ENCLOSURE, sim->enclosures.items[index]);
   FILL_RESERVED(record.Reserved);
   return answerAdd(answer, &record);
 }
 
-static EFI_STATUS addDisk(const SIM_CONTROLLER *sim, UINT32 index, RAID_ANSWER *answer) {
+static EFI_STATUS addDisk(const Controller *sim, UINT32 index, RAID_ANSWER *answer) {
   RAID_PD_RECORD record = recordOf<RAID_PD_RECORD>(RAID_OBJECT_PHYSICAL_DISK, sim->disks.items[index]);
   record.FreeSize = record.Size - record.UsedSize;
   FILL_RESERVED(record.Reserved);
   return answerAdd(answer, &record);
 }
 
-static EFI_STATUS addVirtualDisk(const SIM_CONTROLLER *sim, UINT32 index, RAID_ANSWER *answer) {
+static EFI_STATUS addVirtualDisk(const Controller *sim, UINT32 index, RAID_ANSWER *answer) {
   RAID_VD_RECORD record = recordOf<RAID_VD_RECORD>(RAID_OBJECT_VIRTUAL_DISK, sim->virtualDisks.items[index]);
   FILL_RESERVED(record.Reserved);
   return answerAdd(answer, &record);
 }
 
-static EFI_STATUS addRecord(const SIM_CONTROLLER *sim, UINT32 objectType, UINT32 index, RAID_ANSWER *answer) {
+static EFI_STATUS addRecord(const Controller *sim, UINT32 objectType, UINT32 index, RAID_ANSWER *answer) {
   switch (objectType) {
   case RAID_OBJECT_ADAPTER:
     return addAdapter(sim, index, answer);
@@ -68,13 +70,12 @@ static EFI_STATUS addRecord(const SIM_CONTROLLER *sim, UINT32 objectType, UINT32
   }
 }
 
-EFI_STATUS simAnswerRecords(SIM_CONTROLLER *sim, UINT32 objectType, const UINT32 *ids, UINT32 idCount,
-                            RAID_ANSWER *answer) {
-  UINT32 count = idCount == 0 ? simObjectCount(sim, objectType) : idCount;
+EFI_STATUS answerRecords(Controller *sim, UINT32 objectType, const UINT32 *ids, UINT32 idCount, RAID_ANSWER *answer) {
+  UINT32 count = idCount == 0 ? objectCount(sim, objectType) : idCount;
   EFI_STATUS status = answerStart(answer, objectType, count);
-  for (UINT32 i = 0; !EFI_ERROR(status) && i < count; i++) {
+  for (UINT32 i = 0; !EFI_ERROR(status) && i < count; ++i) {
     UINT32 index = i;
-    bool found = idCount == 0 || simObjectIndex(sim, objectType, ids[i], &index);
+    bool found = idCount == 0 || objectIndex(sim, objectType, ids[i], &index);
     status = found ? addRecord(sim, objectType, index, answer) : EFI_NOT_FOUND;
   }
   if (EFI_ERROR(status)) {
@@ -83,6 +84,8 @@ EFI_STATUS simAnswerRecords(SIM_CONTROLLER *sim, UINT32 objectType, const UINT32
   return status;
 }
 
-EFI_STATUS simAnswerKeyId(SIM_CONTROLLER *sim, RAID_ANSWER *answer) {
+EFI_STATUS answerKeyId(Controller *sim, RAID_ANSWER *answer) {
   return sim->key.present ? answerText(answer, sim->key.keyId) : EFI_NOT_FOUND;
 }
+
+} // namespace sim

@@ -3,8 +3,11 @@
 
 #include "providers/sim_controller/state.h"
 
+namespace sim {
+
 // Fills *answer with deep copies of the objects of a type, those of ids or (idCount 0) all. EFI_NOT_FOUND for none or
 // an unknown id, EFI_OUT_OF_RESOURCES with everything released.
-EFI_STATUS simAnswerRecords(SIM_CONTROLLER *sim, UINT32 objectType, const UINT32 *ids, UINT32 idCount,
-                            RAID_ANSWER *answer);
-EFI_STATUS simAnswerKeyId(SIM_CONTROLLER *sim, RAID_ANSWER *answer);
+EFI_STATUS answerRecords(Controller *sim, UINT32 objectType, const UINT32 *ids, UINT32 idCount, RAID_ANSWER *answer);
+EFI_STATUS answerKeyId(Controller *sim, RAID_ANSWER *answer);
+
+} // namespace sim

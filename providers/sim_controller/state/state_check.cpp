@@ -5,12 +5,14 @@
 #include "providers/sim_controller/state/objects.h"
 #include "records/levels.h"
 
+namespace sim {
+
 // Bit n: state n has a name; likewise the secure states and the security modes.
-static constexpr UINT32 STATES = simBitsOf(RAID_STATE_UNKNOWN, RAID_STATE_ONLINE, RAID_STATE_READY, RAID_STATE_FAILED,
-                                           RAID_STATE_FOREIGN, RAID_STATE_OFFLINE, RAID_STATE_DEGRADED);
-static constexpr UINT32 SECURE_STATES = simBitsOf(RAID_SECURE_STATE_UNKNOWN, RAID_SECURE_STATE_SECURED,
-                                                  RAID_SECURE_STATE_LOCKED, RAID_SECURE_STATE_FOREIGN);
-static constexpr UINT32 SECURITY_MODES = simBitsOf(RAID_SECURITY_MODE_LKM, RAID_SECURITY_MODE_RKM);
+static constexpr UINT32 states = bitsOf(RAID_STATE_UNKNOWN, RAID_STATE_ONLINE, RAID_STATE_READY, RAID_STATE_FAILED,
+                                        RAID_STATE_FOREIGN, RAID_STATE_OFFLINE, RAID_STATE_DEGRADED);
+static constexpr UINT32 secureStates =
+    bitsOf(RAID_SECURE_STATE_UNKNOWN, RAID_SECURE_STATE_SECURED, RAID_SECURE_STATE_LOCKED, RAID_SECURE_STATE_FOREIGN);
+static constexpr UINT32 securityModes = bitsOf(RAID_SECURITY_MODE_LKM, RAID_SECURITY_MODE_RKM);
 
 #define CHECK(condition, fault)                                                                                        \
   do {                                                                                                                 \
@@ -21,12 +23,12 @@ static constexpr UINT32 SECURITY_MODES = simBitsOf(RAID_SECURITY_MODE_LKM, RAID_
 
 // Whether every text in an object's buffers ends.
 static bool textsEnd(UINT32 objectType, const void *object) {
-  SIM_BUFFERS buffers = simBuffers(objectType);
-  for (UINT32 i = 0; i < buffers.count; i++) {
+  Buffers buffers = buffersOf(objectType);
+  for (UINT32 i = 0; i < buffers.count; ++i) {
     const UINT8 *buffer = static_cast<const UINT8 *>(object) + buffers.rows[i].buffer;
     CHAR16 unit = 1;
-    for (UINT32 at = 0; buffers.rows[i].isText && unit != 0; at++) {
-      if (at == SIM_TEXT_UNITS) {
+    for (UINT32 at = 0; buffers.rows[i].isText && unit != 0; ++at) {
+      if (at == textUnits) {
         return false;
       }
       copyBytes(&unit, buffer + at * sizeof(unit), sizeof(unit));
@@ -58,85 +60,85 @@ static bool levelIsNamed(const RAID_LEVEL_PARAMS &level) {
          isIn(level.Attributes, RAID_LEVEL_ATTRIBUTE_ALL);
 }
 
-static const CHAR8 *modesFault(const SIM_ADAPTER &adapter) {
-  for (UINT32 mode = 0; mode < SIM_MODE_COUNT; mode++) {
-    CHECK(simModeIsNamed(g_simModes[mode], simModeValue(&adapter.record, mode)), "an adapter mode has no name");
+static const CHAR8 *modesFault(const Adapter &adapter) {
+  for (UINT32 mode = 0; mode < modeCount; ++mode) {
+    CHECK(modeIsNamed(g_modes[mode], modeValue(&adapter.record, mode)), "an adapter mode has no name");
   }
   UINT8 bare = adapter.record.SecurityMode & static_cast<UINT8>(~RAID_MODE_PRESENT);
   CHECK(bare == adapter.record.SecurityMode || bare == RAID_SECURITY_MODE_RKM_PENDING ||
-            isNamedNumber(bare, SECURITY_MODES),
+            isNamedNumber(bare, securityModes),
         "the security mode has no name");
   return nullptr;
 }
 
-static const CHAR8 *adapterFault(const SIM_ADAPTER &adapter) {
+static const CHAR8 *adapterFault(const Adapter &adapter) {
   CHECK(textsEnd(RAID_OBJECT_ADAPTER, &adapter), "an adapter text has no end");
   CHECK(isIn(adapter.record.SupportedRAIDLevels, RAID_LEVEL_ALL), "the adapter supports a level without a name");
   CHECK(isIn(adapter.record.SupportedDiskProtocols, RAID_PROTOCOL_ALL),
         "the adapter supports a protocol without a name");
   CHECK(isIn(adapter.record.Attributes, RAID_ADAPTER_ATTRIBUTE_ALL), "an adapter attribute has no name");
   CHECK(isIn(adapter.record.CapableSpeeds, RAID_SPEED_ALL), "an adapter speed has no name");
-  CHECK(adapter.levelCount <= SIM_LEVEL_CAPACITY, "too many level descriptors");
+  CHECK(adapter.levelCount <= levelCapacity, "too many level descriptors");
   CHECK(adapter.levelCount == 0 || adapter.levelCount == countBits(adapter.record.SupportedRAIDLevels),
         "level descriptors do not match the supported levels");
-  for (UINT32 i = 0; i < adapter.levelCount; i++) {
+  for (UINT32 i = 0; i < adapter.levelCount; ++i) {
     CHECK(levelIsNamed(adapter.RAIDLevelParams[i]), "a level descriptor has a value without a name");
   }
   return modesFault(adapter);
 }
 
-static const CHAR8 *enclosureFault(SIM_CONTROLLER *sim, const SIM_ENCLOSURE &enclosure) {
+static const CHAR8 *enclosureFault(Controller *sim, const Enclosure &enclosure) {
   CHECK(textsEnd(RAID_OBJECT_ENCLOSURE, &enclosure), "an enclosure text has no end");
-  CHECK(enclosure.record.ObjectID != SIM_DIRECT, "an enclosure has the id that stands for none");
-  CHECK(simFindEnclosure(sim, enclosure.record.ObjectID) == &enclosure, "two enclosures have one id");
+  CHECK(enclosure.record.ObjectID != directEnclosure, "an enclosure has the id that stands for none");
+  CHECK(findEnclosure(sim, enclosure.record.ObjectID) == &enclosure, "two enclosures have one id");
   return nullptr;
 }
 
 // What holds for pulled ones too.
-static const CHAR8 *driveFault(const SIM_CONTROLLER *sim, const SIM_DISK &disk) {
+static const CHAR8 *driveFault(const Controller *sim, const Disk &disk) {
   CHECK(textsEnd(RAID_OBJECT_PHYSICAL_DISK, &disk), "a disk text has no end");
   CHECK(disk.record.ObjectID < sim->nextDiskId, "a disk has an id that is still to be given");
   CHECK(disk.record.UsedSize <= disk.record.Size, "more of a disk is used than there is");
-  CHECK(isNamedNumber(disk.record.State, STATES), "a disk state has no name");
+  CHECK(isNamedNumber(disk.record.State, states), "a disk state has no name");
   CHECK(isValueOf(disk.record.Protocol, RAID_PROTOCOL_ALL), "a disk protocol has no name");
   CHECK(disk.record.Hotspare <= RAID_HOTSPARE_GLOBAL, "a hot spare kind has no name");
   CHECK(isIn(disk.record.Attributes, RAID_PD_ATTRIBUTE_ALL), "a disk attribute has no name");
   CHECK(isIn(disk.record.CapableSpeeds, RAID_SPEED_ALL), "a disk speed has no name");
-  CHECK(isNamedNumber(disk.record.SecureState, SECURE_STATES), "a secure state has no name");
-  CHECK(disk.record.VDCount <= SIM_DISK_VDS, "a disk lists too many virtual disks");
+  CHECK(isNamedNumber(disk.record.SecureState, secureStates), "a secure state has no name");
+  CHECK(disk.record.VDCount <= diskVds, "a disk lists too many virtual disks");
   return nullptr;
 }
 
-static const CHAR8 *pulledFault(SIM_CONTROLLER *sim, const SIM_DISK &disk) {
-  CHECK(simFindPulledDisk(sim, disk.record.ObjectID) == &disk && simFindDisk(sim, disk.record.ObjectID) == nullptr,
+static const CHAR8 *pulledFault(Controller *sim, const Disk &disk) {
+  CHECK(findPulledDisk(sim, disk.record.ObjectID) == &disk && findDisk(sim, disk.record.ObjectID) == nullptr,
         "a pulled disk has another one's id");
-  CHECK(simFindVirtualDisk(sim, disk.record.ObjectID) == nullptr, "a virtual disk and a pulled disk have one id");
+  CHECK(findVirtualDisk(sim, disk.record.ObjectID) == nullptr, "a virtual disk and a pulled disk have one id");
   return driveFault(sim, disk);
 }
 
-static const CHAR8 *diskFault(SIM_CONTROLLER *sim, const SIM_DISK &disk) {
-  CHECK(simFindDisk(sim, disk.record.ObjectID) == &disk, "two disks have one id");
-  const SIM_ENCLOSURE *enclosure = simFindEnclosure(sim, disk.record.EnclosureObjectID);
+static const CHAR8 *diskFault(Controller *sim, const Disk &disk) {
+  CHECK(findDisk(sim, disk.record.ObjectID) == &disk, "two disks have one id");
+  const Enclosure *enclosure = findEnclosure(sim, disk.record.EnclosureObjectID);
   UINT32 deviceId = enclosure == nullptr ? RAID_ENCLOSURE_NONE : enclosure->record.DeviceID;
-  CHECK(enclosure != nullptr || disk.record.EnclosureObjectID == SIM_DIRECT, "a disk is in an unknown enclosure");
+  CHECK(enclosure != nullptr || disk.record.EnclosureObjectID == directEnclosure, "a disk is in an unknown enclosure");
   CHECK(disk.record.EnclosureDeviceID == deviceId, "a disk's two enclosure ids do not match");
-  CHECK(simFindDiskAt(sim, disk.record.EnclosureObjectID, disk.record.Slot) == &disk, "two disks are in one slot");
+  CHECK(findDiskAt(sim, disk.record.EnclosureObjectID, disk.record.Slot) == &disk, "two disks are in one slot");
   const CHAR8 *fault = driveFault(sim, disk);
-  for (UINT32 i = 0; fault == nullptr && i < disk.record.VDCount; i++) {
-    CHECK(simFindVirtualDisk(sim, disk.VDs[i]) != nullptr, "a disk lists an unknown virtual disk");
+  for (UINT32 i = 0; fault == nullptr && i < disk.record.VDCount; ++i) {
+    CHECK(findVirtualDisk(sim, disk.VDs[i]) != nullptr, "a disk lists an unknown virtual disk");
   }
   return fault;
 }
 
 // What holds for foreign ones too.
-static const CHAR8 *virtualDiskFault(SIM_CONTROLLER *, const SIM_VIRTUAL_DISK &virtualDisk) {
+static const CHAR8 *virtualDiskFault(Controller *, const VirtualDisk &virtualDisk) {
   CHECK(textsEnd(RAID_OBJECT_VIRTUAL_DISK, &virtualDisk), "a virtual disk text has no end");
   CHECK(virtualDisk.record.RAIDLevel != 0 && isValueOf(virtualDisk.record.RAIDLevel, RAID_LEVEL_ALL),
         "a virtual disk's level has no name");
   CHECK(levelIsNamed(virtualDisk.record.RAIDLevelDesc), "a virtual disk's level descriptor has a value without a name");
   CHECK(isValueOf(virtualDisk.record.RLQ, RAID_RLQ_ALL) && isValueOf(virtualDisk.record.SRL, RAID_SRL_ALL),
         "a virtual disk's level qualifier has no name");
-  CHECK(isNamedNumber(virtualDisk.record.State, STATES), "a virtual disk state has no name");
+  CHECK(isNamedNumber(virtualDisk.record.State, states), "a virtual disk state has no name");
   CHECK(isValueOf(virtualDisk.record.StripeSize, RAID_STRIPE_SIZE_ALL), "a stripe size has no name");
   CHECK(isIn(virtualDisk.record.CurrentCachePolicy, RAID_CACHE_ALL), "a cache policy has no name");
   CHECK(virtualDisk.record.AccessPolicy != 0 && levelIsAccessPolicy(virtualDisk.record.AccessPolicy),
@@ -144,47 +146,46 @@ static const CHAR8 *virtualDiskFault(SIM_CONTROLLER *, const SIM_VIRTUAL_DISK &v
   CHECK(virtualDisk.record.DiskCachePolicy != 0 && levelIsDiskCachePolicy(virtualDisk.record.DiskCachePolicy),
         "a disk cache policy has no name");
   CHECK(isIn(virtualDisk.record.Attributes, RAID_VD_ATTRIBUTE_ALL), "a virtual disk attribute has no name");
-  CHECK(virtualDisk.record.PDCount <= SIM_VD_PDS, "a virtual disk has too many members");
-  CHECK(virtualDisk.record.StartingLba <= ~0ULL / SIM_BLOCK_SIZE - virtualDisk.memberSize / SIM_BLOCK_SIZE - 1,
+  CHECK(virtualDisk.record.PDCount <= vdPds, "a virtual disk has too many members");
+  CHECK(virtualDisk.record.StartingLba <= ~0ULL / blockSize - virtualDisk.memberSize / blockSize - 1,
         "a virtual disk lies beyond every disk");
   return nullptr;
 }
 
-static const CHAR8 *ownVirtualDiskFault(SIM_CONTROLLER *sim, const SIM_VIRTUAL_DISK &virtualDisk) {
-  CHECK(simFindVirtualDisk(sim, virtualDisk.record.ObjectID) == &virtualDisk, "two virtual disks have one id");
-  CHECK(simFindDisk(sim, virtualDisk.record.ObjectID) == nullptr, "a virtual disk and a disk have one id");
-  for (UINT32 i = 0; i < sim->virtualDisks.count; i++) {
-    const SIM_VIRTUAL_DISK &other = sim->virtualDisks.items[i];
+static const CHAR8 *ownVirtualDiskFault(Controller *sim, const VirtualDisk &virtualDisk) {
+  CHECK(findVirtualDisk(sim, virtualDisk.record.ObjectID) == &virtualDisk, "two virtual disks have one id");
+  CHECK(findDisk(sim, virtualDisk.record.ObjectID) == nullptr, "a virtual disk and a disk have one id");
+  for (UINT32 i = 0; i < sim->virtualDisks.count; ++i) {
+    const VirtualDisk &other = sim->virtualDisks.items[i];
     CHECK(&other == &virtualDisk || other.record.TargetID != virtualDisk.record.TargetID,
           "two virtual disks have one target id");
   }
   // A member that was pulled is known to nobody any more; one that is there lists the virtual disk.
-  for (UINT32 i = 0; i < virtualDisk.record.PDCount; i++) {
-    const SIM_DISK *disk = simFindDisk(sim, virtualDisk.PDs[i]);
-    CHECK(disk == nullptr || simDiskLists(disk, virtualDisk.record.ObjectID),
-          "a member does not list its virtual disk");
+  for (UINT32 i = 0; i < virtualDisk.record.PDCount; ++i) {
+    const Disk *disk = findDisk(sim, virtualDisk.PDs[i]);
+    CHECK(disk == nullptr || diskLists(disk, virtualDisk.record.ObjectID), "a member does not list its virtual disk");
   }
   return nullptr;
 }
 
-static const CHAR8 *keyFault(const SIM_KEY &key) {
+static const CHAR8 *keyFault(const Key &key) {
   CHECK(key.keyId[RAID_KEY_ID_SIZE] == 0, "the key's id has no end");
   CHECK(!key.present || key.mode == RAID_KEY_MODE_LKM || key.mode == RAID_KEY_MODE_RKM, "the key's mode has no name");
   return nullptr;
 }
 
-static const CHAR8 *plannedFault(const SIM_CONTROLLER *sim) {
-  CHECK(sim->faultCount <= SIM_FAULT_CAPACITY, "too many faults are planned");
-  for (UINT32 i = 0; i < sim->faultCount; i++) {
-    CHECK(sim->faults[i].kind <= SIM_FAULT_EXTRA, "a planned fault has no such kind");
+static const CHAR8 *plannedFault(const Controller *sim) {
+  CHECK(sim->faultCount <= faultCapacity, "too many faults are planned");
+  for (UINT32 i = 0; i < sim->faultCount; ++i) {
+    CHECK(sim->faults[i].kind <= faultExtra, "a planned fault has no such kind");
   }
   return nullptr;
 }
 
 template <class T>
-static const CHAR8 *firstFault(SIM_CONTROLLER *sim, const POOL_ARRAY<T> &array,
-                               const CHAR8 *(*faultOf)(SIM_CONTROLLER *sim, const T &item)) {
-  for (UINT32 i = 0; i < array.count; i++) {
+static const CHAR8 *firstFault(Controller *sim, const POOL_ARRAY<T> &array,
+                               const CHAR8 *(*faultOf)(Controller *sim, const T &item)) {
+  for (UINT32 i = 0; i < array.count; ++i) {
     const CHAR8 *fault = faultOf(sim, array.items[i]);
     if (fault != nullptr) {
       return fault;
@@ -193,9 +194,9 @@ static const CHAR8 *firstFault(SIM_CONTROLLER *sim, const POOL_ARRAY<T> &array,
   return nullptr;
 }
 
-const CHAR8 *simStateFault(const SIM_CONTROLLER *state) {
+const CHAR8 *stateFault(const Controller *state) {
   // The finders give out what may be changed; nothing is changed here.
-  SIM_CONTROLLER *sim = const_cast<SIM_CONTROLLER *>(state);
+  Controller *sim = const_cast<Controller *>(state);
   const CHAR8 *fault = adapterFault(sim->adapter);
   fault = fault != nullptr ? fault : plannedFault(sim);
   fault = fault != nullptr ? fault : keyFault(sim->key);
@@ -207,3 +208,5 @@ const CHAR8 *simStateFault(const SIM_CONTROLLER *state) {
   // Last, since it walks the lists that the others have judged.
   return fault != nullptr ? fault : firstFault(sim, sim->virtualDisks, ownVirtualDiskFault);
 }
+
+} // namespace sim

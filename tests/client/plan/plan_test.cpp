@@ -48,37 +48,37 @@ struct PLANNED {
 
 static std::string executedCommands(const World &world) {
   std::string text;
-  for (const SIM_LOG_ENTRY *entry : sentCommands(world)) {
+  for (const sim::LogEntry *entry : sentCommands(world)) {
     text += commandText(entry->block.Command, entry->block.ObjectType, entry->ids, entry->block.ObjectIdCount);
   }
   return text;
 }
 
-static void replaceAll(SIM_CONTROLLER *sim) {
-  simReplaceAdapter(sim);
-  simReplaceDisk(sim, 1003, 0);
-  simSetRate(sim, u"Rebuild", 77);
+static void replaceAll(sim::Controller *sim) {
+  sim::replaceAdapter(sim);
+  sim::replaceDisk(sim, 1003, 0);
+  sim::setRate(sim, u"Rebuild", 77);
 }
 
-static void loseDisks(SIM_CONTROLLER *sim) {
-  simReplaceDisk(sim, 1001, 1000000000);
-  simPullDisk(sim, 1005);
-  simPullDisk(sim, 1007);
-  simSwapDisks(sim, 1002, 1003);
+static void loseDisks(sim::Controller *sim) {
+  sim::replaceDisk(sim, 1001, 1000000000);
+  sim::pullDisk(sim, 1005);
+  sim::pullDisk(sim, 1007);
+  sim::swapDisks(sim, 1002, 1003);
 }
 
-static void becomeOther(SIM_CONTROLLER *sim) {
+static void becomeOther(sim::Controller *sim) {
   sim->adapter.record.PCIID.SubdeviceID ^= 1;
 }
 
 TEST(Plan, IsWhatTheRestoreDoes) {
-  const auto nothing = [](SIM_CONTROLLER *) {};
+  const auto nothing = [](sim::Controller *) {};
   // Of the first virtual disk.
   const std::string attribute = "</RAIDLevelDesc>\n          <Attributes>\n            <Attrib>HDD";
   const struct {
     const char *name;
     const char *preset;
-    void (*change)(SIM_CONTROLLER *sim);
+    void (*change)(sim::Controller *sim);
     bool isComplete; // with a rebuild
     EFI_STATUS status = EFI_SUCCESS;
     std::string from = {}, to = {}; // in the saved document
@@ -108,7 +108,7 @@ TEST(Plan, IsWhatTheRestoreDoes) {
       PLANNED planned(world, saved, options);
       EXPECT_EQ(world.get().text, before);
       EXPECT_EQ(world.log().find("RaidRestore"), std::string::npos);
-      simClearLog(world.sim);
+      sim::clearLog(world.sim);
       ANSWER answer = world.set({options, saved.c_str()});
       EXPECT_EQ(executedCommands(world), planned.commands());
       EXPECT_EQ(name(planned.plan.Status), name(answer.status));
@@ -156,7 +156,7 @@ TEST(Plan, CountsWhatFitsAsTheDefinitionSays) {
 TEST(Plan, KnowsWhoseFaultADifferenceIs) {
   World world("direct"); // a mirror of 1001 and 1002
   std::string saved = world.get().text;
-  simSetRate(world.sim, u"Rebuild", 77); // settings are sent
+  sim::setRate(world.sim, u"Rebuild", 77); // settings are sent
   PLANNED planned(world, saved, RESTORE_REBUILD);
   const std::string online = "<State>Online", member = "<PD>1001", mode = "<CopyBackMode>On w/ SMART</CopyBackMode>";
   const struct {

@@ -40,7 +40,7 @@ TEST(Binding, PublishesTheTableAndTellsTheIdentity) {
   EXPECT_EQ(world.xyl->Revision, 1U);
   UINTN signature = *reinterpret_cast<UINTN *>(reinterpret_cast<UINT8 *>(world.xyl) - 16);
   EXPECT_EQ(memcmp(&signature, "rXYL\0\0\0\0", 8), 0);
-  const RAID_CMD_BLOCK &block = simCommand(world.sim, 0)->block;
+  const RAID_CMD_BLOCK &block = sim::command(world.sim, 0)->block;
   EXPECT_EQ(block.Revision, 2U);
   EXPECT_EQ(block.Command, 1U);
   EXPECT_EQ(block.ObjectType, 0U);
@@ -84,8 +84,8 @@ TEST(Binding, ExcludedModelsAreHeldButNotServed) {
 }
 
 TEST(Binding, AFailingStartLeavesNothingBehind) {
-  const auto shaped = [](SIM_FAULT_KIND kind, UINT32 bytes) {
-    return [=](World &world) { simShapeAnswer(world.sim, RAID_COMMAND_GET, SIM_ANY, kind, bytes); };
+  const auto shaped = [](sim::FaultKind kind, UINT32 bytes) {
+    return [=](World &world) { sim::shapeAnswer(world.sim, RAID_COMMAND_GET, sim::anyCode, kind, bytes); };
   };
   const auto refused = [](const char *service, EFI_STATUS status) {
     return [=](World &world) { world.firmware.failService(service, 1, status); };
@@ -101,10 +101,10 @@ TEST(Binding, AFailingStartLeavesNothingBehind) {
        "Entered Binding start\n"},
       {"open", refused("OpenProtocol", EFI_ACCESS_DENIED), EFI_ACCESS_DENIED, "Couldnt open RAID Mgmt Protocol\n"},
       {"install", refused("InstallMultipleProtocolInterfaces", EFI_NOT_READY), EFI_NOT_READY, ""},
-      {"no data", shaped(SIM_FAULT_NO_DATA, 0), EFI_UNSUPPORTED, noData},
-      {"null data with a size", shaped(SIM_FAULT_NULL_DATA, 512), EFI_UNSUPPORTED, noData},
-      {"511 bytes", shaped(SIM_FAULT_SIZE, 511), EFI_UNSUPPORTED, noData},
-      {"512 bytes and a part of another record", shaped(SIM_FAULT_EXTRA, 100), EFI_SUCCESS, ""},
+      {"no data", shaped(sim::faultNoData, 0), EFI_UNSUPPORTED, noData},
+      {"null data with a size", shaped(sim::faultNullData, 512), EFI_UNSUPPORTED, noData},
+      {"511 bytes", shaped(sim::faultSize, 511), EFI_UNSUPPORTED, noData},
+      {"512 bytes and a part of another record", shaped(sim::faultExtra, 100), EFI_SUCCESS, ""},
   };
   for (const auto &row : cases) {
     SCOPED_TRACE(row.name);
@@ -176,7 +176,7 @@ TEST(Names, DriverAndController) {
   EXPECT_EQ(name, nullptr);
   ASSERT_EQ(nameOf(world.controller, &name), EFI_SUCCESS);
   EXPECT_EQ(std::u16string(name), world.sim->adapter.Name);
-  EXPECT_EQ(simCommand(world.sim, simCommandCount(world.sim) - 1)->block.Revision, 1U);
+  EXPECT_EQ(sim::command(world.sim, sim::commandCount(world.sim) - 1)->block.Revision, 1U);
   // The record behind a handed-out name stays with the caller; here the test gives it back.
   void *record = world.sim->accounting.out.items[world.sim->accounting.out.count - 1].data;
   world.sim->protocol.FreeRecords(&world.sim->protocol, record, 1);
@@ -190,21 +190,21 @@ TEST(Names, DriverAndController) {
     EXPECT_EQ(status, EFI_INVALID_PARAMETER);
   }
   // Nothing but Execute is called through this interface, even when an answer is too short.
-  simShapeAnswer(world.sim, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, SIM_FAULT_SIZE, 15);
+  sim::shapeAnswer(world.sim, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, sim::faultSize, 15);
   UINT32 answers = world.sim->accounting.out.count;
   EXPECT_EQ(nameOf(world.controller, &name), EFI_UNSUPPORTED);
   ASSERT_EQ(world.sim->accounting.out.count, answers + 1);
   world.sim->protocol.FreeRecords(&world.sim->protocol, world.sim->accounting.out.items[answers].data, 0);
-  simClearFaults(world.sim);
-  simShapeAnswer(world.sim, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, SIM_FAULT_NO_DATA, 0);
+  sim::clearFaults(world.sim);
+  sim::shapeAnswer(world.sim, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, sim::faultNoData, 0);
   EXPECT_EQ(nameOf(world.controller, &name), EFI_UNSUPPORTED);
-  simClearFaults(world.sim);
-  simFailKind(world.sim, SIM_ANY, SIM_ANY, EFI_DEVICE_ERROR);
+  sim::clearFaults(world.sim);
+  sim::failKind(world.sim, sim::anyCode, sim::anyCode, EFI_DEVICE_ERROR);
   EXPECT_EQ(nameOf(world.controller, &name), EFI_UNSUPPORTED);
 }
 
 TEST(Names, OnlyTheAlternateIdentityIsAsked) {
-  World world(WORLD_OPTIONS{.simFlags = SIM_INSTALL_NO_ALTERNATE});
+  World world(WORLD_OPTIONS{.simFlags = sim::installNoAlternate});
   CHAR16 *name = nullptr;
   EXPECT_EQ(nameOf(world.controller, &name), EFI_UNSUPPORTED);
 }

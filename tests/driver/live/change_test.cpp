@@ -1,7 +1,7 @@
 // The run of a request's commands: what reaches the controller, what the log says, and what a failure leaves.
 #include "tests/driver/live/request_text.h"
 
-static IDS sentList(const SIM_LOG_ENTRY *entry) {
+static IDS sentList(const sim::LogEntry *entry) {
   return {entry->list, entry->list + entry->listCount};
 }
 
@@ -69,7 +69,7 @@ TEST(ChangeRun, RemembersTheFirst65CreatedVirtualDisks) {
   auto sent = sentCommands(world);
   ASSERT_EQ(sent.size(), 70u + 66u);
   for (UINT32 i = 0; i < 66; ++i) {
-    EXPECT_EQ(sentList(sent[70 + i]), (IDS{i < 65 ? simFindDisk(world.sim, ready[i])->VDs[0] : reference(i)})) << i;
+    EXPECT_EQ(sentList(sent[70 + i]), (IDS{i < 65 ? sim::findDisk(world.sim, ready[i])->VDs[0] : reference(i)})) << i;
   }
   world.expectBalanced();
 }

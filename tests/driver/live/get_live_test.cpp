@@ -51,16 +51,16 @@ TEST(GetLive, WorksWithoutLogAndFailsWithoutXmlService) {
 
 // Whoever writes a controller's driver reads in the log what is wrong with a record, by its field's name.
 TEST(GetLive, TellsWhichFieldIsWrong) {
-  const auto shaped = [](SIM_FAULT_KIND kind, UINT32 bytes) {
-    return [=](World &world) { simShapeAnswer(world.sim, RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, kind, bytes); };
+  const auto shaped = [](sim::FaultKind kind, UINT32 bytes) {
+    return [=](World &world) { sim::shapeAnswer(world.sim, RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, kind, bytes); };
   };
   const struct {
     std::function<void(World &)> arrange;
     const char *warning;
   } cases[] = {
       {[](World &) {}, ""},
-      {shaped(SIM_FAULT_EXTRA, 100), "executeCommand: Get of type 3: DataSize 4196 is not that of records"},
-      {shaped(SIM_FAULT_NULL_DATA, 512), "executeCommand: Get of type 3: DataSize 512 is not that of records"},
+      {shaped(sim::faultExtra, 100), "executeCommand: Get of type 3: DataSize 4196 is not that of records"},
+      {shaped(sim::faultNullData, 512), "executeCommand: Get of type 3: DataSize 512 is not that of records"},
       {[](World &world) { world.sim->adapter.record.LearnMode = RAID_MODE_PRESENT | 0x3F; },
        "addFieldsToXML: LearnMode has the value 3F, which has no name"},
       {[](World &world) { world.sim->adapter.RAIDLevelParams[0].RAIDLevel = RAID_LEVEL_60; },

@@ -47,7 +47,7 @@ inline std::string dedicateSpare(UINT32 disk, const IDS &virtualDisks) {
 }
 
 inline ANSWER applyRequest(World &world, const std::string &methods, const std::string &saved = {}) {
-  simClearLog(world.sim);
+  sim::clearLog(world.sim);
   std::string request = element("raidData", methods);
   return world.set({NORMAL, saved.empty() ? nullptr : saved.c_str(), request.c_str()});
 }
@@ -56,7 +56,7 @@ inline ANSWER applyRequest(World &world, const std::string &methods, const std::
 inline IDS readyDisks(const World &world) {
   IDS ids;
   for (UINT32 i = 0; i < world.sim->disks.count; ++i) {
-    const SIM_DISK &disk = world.sim->disks.items[i];
+    const sim::Disk &disk = world.sim->disks.items[i];
     if (disk.record.State == RAID_STATE_READY && disk.record.Hotspare == 0 &&
         (disk.record.Attributes & RAID_PD_ATTRIBUTE_SSD) == 0) {
       ids.push_back(disk.record.ObjectID);
@@ -66,10 +66,10 @@ inline IDS readyDisks(const World &world) {
 }
 
 // The commands that arrived since the last applyRequest, without the Gets that the run adds by itself.
-inline std::vector<const SIM_LOG_ENTRY *> sentCommands(const World &world) {
-  std::vector<const SIM_LOG_ENTRY *> sent;
-  for (UINT64 i = 0; i < simCommandCount(world.sim); ++i) {
-    const SIM_LOG_ENTRY *entry = simCommand(world.sim, i);
+inline std::vector<const sim::LogEntry *> sentCommands(const World &world) {
+  std::vector<const sim::LogEntry *> sent;
+  for (UINT64 i = 0; i < sim::commandCount(world.sim); ++i) {
+    const sim::LogEntry *entry = sim::command(world.sim, i);
     if (entry != nullptr && entry->block.Command != RAID_COMMAND_GET) {
       sent.push_back(entry);
     }

@@ -60,11 +60,11 @@ static void runCase(World &world, const SET_CASE &row) {
   RAID_XYL_BUFFER input = {9, 0, inputs};
   RAID_XYL_BUFFER outputs[] = {{9, 77, &untouched}, {9, 0, texts[2]}};
   RAID_XYL_BUFFER output = {9, row.outputSize, row.outputSize == 0 ? &untouched : static_cast<void *>(outputs)};
-  simClearLog(world.sim);
+  sim::clearLog(world.sim);
   EFI_STATUS status =
       world.xyl->Set_Live(world.xyl, &parameter, &input, row.outputSize == NO_OUTPUT ? nullptr : &output);
   EXPECT_EQ(name(status), name(row.status));
-  EXPECT_EQ(simCommandCount(world.sim) != 0, row.asks);
+  EXPECT_EQ(sim::commandCount(world.sim) != 0, row.asks);
   RAID_XYL_BUFFER &receiver = row.outputSize == 0 ? output : outputs[0];
   if (row.log == nullptr) {
     EXPECT_EQ(receiver.Data, &untouched);
@@ -106,12 +106,12 @@ TEST(SetLive, ASuccessWithoutATreeIsNoRequest) {
     bool isRequest = std::string(text).starts_with("<raidData");
     return isRequest ? EFI_SUCCESS : parse(service, text, root);
   };
-  simClearLog(world.sim);
+  sim::clearLog(world.sim);
   ANSWER answer = world.set({NORMAL, nullptr, "<raidData><Method name='Clear'/></raidData>"});
   g_xmlProtocol->Parse = parse;
   EXPECT_FALSE(answer.hasText);
   EXPECT_TRUE(answer.requestFreed);
-  EXPECT_EQ(simCommandCount(world.sim), 0U);
+  EXPECT_EQ(sim::commandCount(world.sim), 0U);
   world.expectBalanced();
 }
 
@@ -151,7 +151,7 @@ TEST(SetLive, RefusesOneBlockAsTwoThings) {
                {"saved and request", text, nullptr, text},
                {"the array of Input and of Output", nullptr, shared, nullptr},
                {"options and the array of Output", nullptr, options, nullptr}};
-  simClearLog(world.sim);
+  sim::clearLog(world.sim);
   for (auto &row : cases) {
     shared[0] = {1, row.saved == nullptr ? 0U : 1U, row.saved};
     RAID_XYL_BUFFER outputs[] = {{1, 0, nullptr}, {1, 1, row.request}};
@@ -161,7 +161,7 @@ TEST(SetLive, RefusesOneBlockAsTwoThings) {
   }
   RAID_XYL_BUFFER both = {1, 0, shared};
   EXPECT_EQ(world.xyl->Set_Live(world.xyl, &parameter, &both, &both), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(simCommandCount(world.sim), 0u);
+  EXPECT_EQ(sim::commandCount(world.sim), 0u);
   world.services->FreePool(text);
   world.services->FreePool(options);
 }

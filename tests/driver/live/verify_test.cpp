@@ -19,11 +19,11 @@ static EDITS both(EDITS edits, const EDITS &more) {
 #define PRINTED "RAIDXYLVerify:Config change detected : "
 
 TEST(Verify, DifferencesAreBitsAndMessages) {
-  constexpr SIM_MODE CC = SIM_MODE_CHECK_CONSISTENCY;
+  constexpr sim::Mode CC = sim::modeCheckConsistency;
   constexpr UINT32 PART = VERIFY_PART_REPLACEMENT, CHANGE = VERIFY_CONFIG_CHANGE, LOWER = VERIFY_FW_LOWER;
   struct {
     const char *what;
-    SIM_MODE mode;
+    sim::Mode mode;
     UINT8 value; // of the mode; all others are 0x80
     EDITS saved;
     UINT32 result;
@@ -34,12 +34,12 @@ TEST(Verify, DifferencesAreBitsAndMessages) {
       {"consistency check", CC, 0x81, NONE, CHANGE, CHANGED "CC Mode changed\n"},
       {"a mode that is not live", CC, 0x01, NONE, 0, ""},
       {"a mode that is not saved", CC, 0x81, {{"<CheckConsistencyMode>Normal</CheckConsistencyMode>", ""}}, 0, ""},
-      {"patrol read", SIM_MODE_PATROL_READ, 0x84, NONE, CHANGE, CHANGED "patrolReadMode changed\n"},
-      {"patrol read areas only", SIM_MODE_PATROL_READ, 0xF3, NONE, 0, ""},
-      {"uncertified disks", SIM_MODE_UNCERTIFIED, 0x82, NONE, CHANGE, PRINTED "Uncertified Mode changed \n"},
-      {"load balance", SIM_MODE_LOAD_BALANCE, 0x81, NONE, CHANGE, PRINTED "Load Balance Mode changed \n"},
-      {"learn", SIM_MODE_LEARN, 0x82, NONE, CHANGE, PRINTED "Learn Mode changed \n"},
-      {"copy back", SIM_MODE_COPY_BACK, 0x83, NONE, CHANGE, CHANGED "copyBackMode changed\n"},
+      {"patrol read", sim::modePatrolRead, 0x84, NONE, CHANGE, CHANGED "patrolReadMode changed\n"},
+      {"patrol read areas only", sim::modePatrolRead, 0xF3, NONE, 0, ""},
+      {"uncertified disks", sim::modeUncertified, 0x82, NONE, CHANGE, PRINTED "Uncertified Mode changed \n"},
+      {"load balance", sim::modeLoadBalance, 0x81, NONE, CHANGE, PRINTED "Load Balance Mode changed \n"},
+      {"learn", sim::modeLearn, 0x82, NONE, CHANGE, PRINTED "Learn Mode changed \n"},
+      {"copy back", sim::modeCopyBack, 0x83, NONE, CHANGE, CHANGED "copyBackMode changed\n"},
       {"a rate", CC, 0x80, RATE, CHANGE, CHANGED "Rebuild changed\n"},
       {"a rate that may no longer be edited", CC, 0x80, {{"<Editable>true", "<Editable>false"}}, 0, ""},
       {"a rate in another slot", CC, 0x80, both(RATE, {{"<Rate>", "<Rate/><Rate>"}}), 0, ""},
@@ -51,15 +51,15 @@ TEST(Verify, DifferencesAreBitsAndMessages) {
   for (const auto &row : cases) {
     SCOPED_TRACE(row.what);
     World world;
-    for (UINT32 mode = SIM_MODE_UNCERTIFIED; mode <= SIM_MODE_COPY_BACK; ++mode) {
-      simSetMode(world.sim, static_cast<SIM_MODE>(mode), RAID_MODE_PRESENT);
+    for (UINT32 mode = sim::modeUncertified; mode <= sim::modeCopyBack; ++mode) {
+      sim::setMode(world.sim, static_cast<sim::Mode>(mode), RAID_MODE_PRESENT);
     }
-    simSetFirmware(world.sim, u"2.1");
+    sim::setFirmware(world.sim, u"2.1");
     std::string saved = world.get().text;
     for (auto &[from, to] : row.saved) {
       saved = replaced(saved, from, to);
     }
-    simSetMode(world.sim, row.mode, row.value);
+    sim::setMode(world.sim, row.mode, row.value);
     world.clearLog();
     world.console();
     UINT64 calls = world.firmware.consoleCalls();
@@ -104,7 +104,7 @@ TEST(Verify, FirmwareIsComparedWithinItsMajorVersion) {
       {u"2.10", "2.9b", VERIFY_FW_LOWER}, // equally long
   };
   for (const auto &row : cases) {
-    simSetFirmware(world.sim, row.live);
+    sim::setFirmware(world.sim, row.live);
     ANSWER answer = world.verify(replaced(saved, "21.3.4-0001</F", row.saved + "</F"));
     EXPECT_EQ(answer.result, row.result) << row.saved;
   }
@@ -148,27 +148,27 @@ TEST(Verify, DocumentsAndAnswersThatDoNotServe) {
   const std::string saved = world.get().text;
   struct {
     std::string saved;
-    SIM_FAULT_KIND kind;
+    sim::FaultKind kind;
     UINT32 bytes;
     EFI_STATUS status;
     const char *line;
   } cases[] = {
-      {"<raidData>", SIM_FAULT_EXTRA, 0, EFI_ABORTED, "Exit. Aborted"},
-      {"<raidData><Adapter><LearnMode/></Adapter></raidData>", SIM_FAULT_EXTRA, 0, EFI_ABORTED, "Exit. Aborted"},
-      {"<raidData><Method name='Delete'><OID>1</OID></Method></raidData>", SIM_FAULT_EXTRA, 0, EFI_INVALID_PARAMETER,
+      {"<raidData>", sim::faultExtra, 0, EFI_ABORTED, "Exit. Aborted"},
+      {"<raidData><Adapter><LearnMode/></Adapter></raidData>", sim::faultExtra, 0, EFI_ABORTED, "Exit. Aborted"},
+      {"<raidData><Method name='Delete'><OID>1</OID></Method></raidData>", sim::faultExtra, 0, EFI_INVALID_PARAMETER,
        "Exit. Invalid Parameter"},
-      {saved, SIM_FAULT_NULL_DATA, 512, EFI_NOT_FOUND, "Adapter returned no data"},
-      {saved, SIM_FAULT_SIZE, 511, EFI_NOT_FOUND, "Adapter returned no data"},
-      {saved, SIM_FAULT_STATUS, 0, EFI_DEVICE_ERROR, "WARN RAIDXYLVerify: Get Adapter returned error Device Error"},
+      {saved, sim::faultNullData, 512, EFI_NOT_FOUND, "Adapter returned no data"},
+      {saved, sim::faultSize, 511, EFI_NOT_FOUND, "Adapter returned no data"},
+      {saved, sim::faultStatus, 0, EFI_DEVICE_ERROR, "WARN RAIDXYLVerify: Get Adapter returned error Device Error"},
   };
   for (const auto &row : cases) {
     world.clearLog();
-    simAddFault(world.sim, {row.kind, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, 1, false, EFI_DEVICE_ERROR, row.bytes});
+    sim::addFault(world.sim, {row.kind, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, 1, false, EFI_DEVICE_ERROR, row.bytes});
     ANSWER answer = world.verify(row.saved);
     EXPECT_EQ(name(answer.status), name(row.status)) << row.line;
     EXPECT_EQ(answer.result, 0U);
     EXPECT_NE(world.log().find(row.line), std::string::npos) << world.log();
-    simClearFaults(world.sim);
+    sim::clearFaults(world.sim);
     world.expectBalanced(row.line);
   }
 }

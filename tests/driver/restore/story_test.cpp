@@ -60,22 +60,22 @@ static std::string tell(World &world, const STORY &story, const std::string &sav
   return name(answer.status) + "\n\n" + joined(linesSaid(world)) + "\n" + answer.text;
 }
 
-static void fault(World &world, SIM_FAULT_KIND kind, UINT32 objectType, UINT32 bytes) {
-  simAddFault(world.sim, {kind, RAID_COMMAND_GET, objectType, 1, false, EFI_SUCCESS, bytes});
+static void fault(World &world, sim::FaultKind kind, UINT32 objectType, UINT32 bytes) {
+  sim::addFault(world.sim, {kind, RAID_COMMAND_GET, objectType, 1, false, EFI_SUCCESS, bytes});
 }
 
 static const std::string GONE = "<raidData>" + method("Identify", "Adapter") + dedicateSpare(1010, {1}) + "</raidData>";
 
 // clang-format off
 static const STORY g_stories[] = {
-    {"preserve", "direct", [](World &world) { simSetRate(world.sim, u"Rebuild", 77); }, RESTORE, SAVED},
-    {"preserve_mode", "direct", [](World &world) { simSetMode(world.sim, SIM_MODE_LEARN, 0x81); }, RESTORE, SAVED},
+    {"preserve", "direct", [](World &world) { sim::setRate(world.sim, u"Rebuild", 77); }, RESTORE, SAVED},
+    {"preserve_mode", "direct", [](World &world) { sim::setMode(world.sim, sim::modeLearn, 0x81); }, RESTORE, SAVED},
     {"preserve_all", "direct", nullptr, RESTORE, SAVED},
     {"host_adapter", "sas", nullptr, RESTORE_REBUILD, SAVED, {}, "</RAIDLevelDesc>\n          <Attributes>", "</RAIDLevelDesc><Attributes><Attrib>CacheCade</Attrib>"},
     {"other_adapter", "empty", [](World &world) { world.sim->adapter.record.PCIID.SubdeviceID ^= 1; }, RESTORE_REBUILD, SAVED},
     {"unknown_member", "direct", nullptr, RESTORE_REBUILD, SAVED, {}, "<PD>1", "<PD>771"},
-    {"no_disks", "direct", [](World &world) { fault(world, SIM_FAULT_NO_DATA, RAID_OBJECT_PHYSICAL_DISK, 0); }, RESTORE_REBUILD, SAVED},
-    {"short_adapter", "direct", [](World &world) { fault(world, SIM_FAULT_SIZE, RAID_OBJECT_ADAPTER, 511); }, RESTORE_REBUILD, SAVED},
+    {"no_disks", "direct", [](World &world) { fault(world, sim::faultNoData, RAID_OBJECT_PHYSICAL_DISK, 0); }, RESTORE_REBUILD, SAVED},
+    {"short_adapter", "direct", [](World &world) { fault(world, sim::faultSize, RAID_OBJECT_ADAPTER, 511); }, RESTORE_REBUILD, SAVED},
     {"replace", "direct", nullptr, NORMAL, SAVED},
     {"change", "demo", nullptr, NORMAL, SAVED,
      "<raidData>" + createVirtualDisk("RAID 1", reference(0), {1009, 1010}) + dedicateSpare(1018, {reference(0)}) +
@@ -83,9 +83,9 @@ static const STORY g_stories[] = {
          method("GetKeyID", "Adapter") + method("SecureErase", "Adapter") +
          method("Lock", "Adapter", {}, "<Key><Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>" PASSPHRASE_BASE64 "</Passphrase></Key>") +
          method("Delete", "Virtual Disk", {77}) + method("Identify", "Adapter") + "</raidData>"},
-    {"gone_disk", "demo", [](World &world) { simPullDisk(world.sim, 1010); }, NORMAL, SAVED, GONE},
+    {"gone_disk", "demo", [](World &world) { sim::pullDisk(world.sim, 1010); }, NORMAL, SAVED, GONE},
     // A text above 0x7F is not the same after reading, and where there is none nothing is found.
-    {"odd_fqdd", "demo", [](World &world) { simFindDisk(world.sim, 1010)->FQDD[0] = 0xE4; }, NORMAL, SAVED, GONE, "<FQDD>disk-09.enclosure-0", "<FQDD>&#228;isk-09.enclosure-0"},
+    {"odd_fqdd", "demo", [](World &world) { sim::findDisk(world.sim, 1010)->FQDD[0] = 0xE4; }, NORMAL, SAVED, GONE, "<FQDD>disk-09.enclosure-0", "<FQDD>&#228;isk-09.enclosure-0"},
     {"no_fqdd", "demo", nullptr, NORMAL, SAVED, GONE, "<FQDD>disk-09.enclosure-0.adapter-0</FQDD>", ""},
     {"no_options", "empty", nullptr, "x", nullptr},
     {"no_mode", "empty", nullptr, "<RunMode><StopOnError>True</StopOnError></RunMode>", nullptr},
@@ -107,18 +107,18 @@ TEST(Stories, AreToldLineForLine) {
 // Disks of the preset: 1001 and 1002 System, 1003 to 1006 Data and Scratch, 1007 and 1008 hot spares, 1009 and 1010
 // encrypting (here Secret), 1011 solid state (here Cache), 1012 to 1015 Archive, 1016 and 1017 Fast. New ones begin
 // with 1021.
-static void happen(SIM_CONTROLLER *sim) {
-  simSetMode(sim, SIM_MODE_COPY_BACK, 0x80);
-  simSetMode(sim, SIM_MODE_PATROL_READ, 0x84);
-  simSetRate(sim, u"Patrol Read", 99);
-  simSwapDisks(sim, 1001, 1009);       // a plain and an encrypting one: no Secret
-  simReplaceDisk(sim, 1008, 500 * GB); // too small for a spare
-  UINT32 shelf = simFindDisk(sim, 1012)->record.EnclosureObjectID;
-  simPullDisk(sim, 1012); // stood in for by a new one elsewhere
-  simInsertDisk(sim, shelf, 9, {5000 * GB, 0x10, 1});
-  simReplaceDisk(sim, 1011, 100 * GB); // too small: no Cache
+static void happen(sim::Controller *sim) {
+  sim::setMode(sim, sim::modeCopyBack, 0x80);
+  sim::setMode(sim, sim::modePatrolRead, 0x84);
+  sim::setRate(sim, u"Patrol Read", 99);
+  sim::swapDisks(sim, 1001, 1009);       // a plain and an encrypting one: no Secret
+  sim::replaceDisk(sim, 1008, 500 * GB); // too small for a spare
+  UINT32 shelf = sim::findDisk(sim, 1012)->record.EnclosureObjectID;
+  sim::pullDisk(sim, 1012); // stood in for by a new one elsewhere
+  sim::insertDisk(sim, shelf, 9, {5000 * GB, 0x10, 1});
+  sim::replaceDisk(sim, 1011, 100 * GB); // too small: no Cache
   const UINT32 foreign[] = {1018, 1019};
-  simMakeForeign(sim, /* RAID 1 */ 4, foreign, 2);
+  sim::makeForeign(sim, /* RAID 1 */ 4, foreign, 2);
 }
 
 // Beside the preset's virtual disks an encrypted one and a cache, and a rate that is not the default.
@@ -130,7 +130,7 @@ static void addVirtualDisks(World &world) {
   ANSWER answer = applyRequest(world, method("Create", "Virtual Disk", {1009, 1010}, secret) +
                                           method("Create", "Virtual Disk", {1011}, cache));
   ASSERT_EQ(name(answer.status), name(EFI_SUCCESS)) << answer.text;
-  simSetRate(world.sim, u"Patrol Read", 7);
+  sim::setRate(world.sim, u"Patrol Read", 7);
 }
 
 TEST(Stories, ARebuildBringsBackWhatWasSaved) {
@@ -142,7 +142,7 @@ TEST(Stories, ARebuildBringsBackWhatWasSaved) {
   expectGolden("driver/restore/stories/rebuild.txt", tell(world, {"", "", nullptr, RESTORE_REBUILD, SAVED}, saved));
   EXPECT_EQ(world.verify(saved).result, 0u);
   EXPECT_FALSE(world.sim->key.present);
-  EXPECT_EQ(simStateFault(world.sim), nullptr);
+  EXPECT_EQ(sim::stateFault(world.sim), nullptr);
 }
 
 static void giveKey(World &world) {
@@ -191,12 +191,12 @@ TEST(Stories, OfEachFailingCommand) {
   for (const STORY &story : g_failing) {
     RERUN rerun(story);
     for (UINT64 n = 1;; ++n) {
-      simFailCommand(rerun.world.sim, n, /* once= */ true, EFI_DEVICE_ERROR);
+      sim::failCommand(rerun.world.sim, n, /* once= */ true, EFI_DEVICE_ERROR);
       std::string text = rerun.run();
       if (rerun.world.sim->faultHits == 0) {
         break;
       }
-      simClearFaults(rerun.world.sim);
+      sim::clearFaults(rerun.world.sim);
       told += std::string(story.name) + ", command " + std::to_string(n) + ": " + text.substr(0, text.find('\n') + 1) +
               joined(rerun.unusual()) + "\n";
     }

@@ -16,11 +16,11 @@ protected:
     EXPECT_EQ(name(browser.connect(world.controller)), name(EFI_SUCCESS));
   }
 
-  uint64_t count() const { return simCommandCount(world.sim); }
+  uint64_t count() const { return sim::commandCount(world.sim); }
   bool shows(const std::string &text) { return browser.shown().find(text) != std::string::npos; }
-  SIM_VIRTUAL_DISK *virtualDisk(const std::u16string &wanted) {
+  sim::VirtualDisk *virtualDisk(const std::u16string &wanted) {
     for (UINT32 i = 0; i < world.sim->virtualDisks.count; ++i) {
-      SIM_VIRTUAL_DISK *found = &world.sim->virtualDisks.items[i];
+      sim::VirtualDisk *found = &world.sim->virtualDisks.items[i];
       if (found->Name == wanted) {
         return found;
       }
@@ -42,8 +42,8 @@ protected:
 // All forms as a person sees them, in both languages.
 TEST_F(Setup, ShowsWhatTheControllerHas) {
   uint32_t foreign[] = {1018, 1019};
-  ASSERT_EQ(simMakeForeign(world.sim, RAID_LEVEL_1, foreign, 2), EFI_SUCCESS);
-  ASSERT_EQ(simFailDisk(world.sim, 1001) | simPullDisk(world.sim, 1012), EFI_SUCCESS);
+  ASSERT_EQ(sim::makeForeign(world.sim, RAID_LEVEL_1, foreign, 2), EFI_SUCCESS);
+  ASSERT_EQ(sim::failDisk(world.sim, 1001) | sim::pullDisk(world.sim, 1012), EFI_SUCCESS);
   virtualDisk(u"Fast")->Name[0] = u'\x1b'; // what a terminal would take for a command
   EXPECT_EQ(browser.titles(), std::vector<std::string>{"Harrier R6 Integrated, PCI 03:00.0"});
   std::string all;
@@ -113,7 +113,7 @@ TEST_F(Setup, DeletesOnlyWithTheTick) {
 TEST_F(Setup, DoesNothingToWhatHasChanged) {
   askToDelete("Data");
   browser.set("I am sure", 1);
-  ASSERT_EQ(simPullDisk(world.sim, 1003), EFI_SUCCESS); // Data is degraded now
+  ASSERT_EQ(sim::pullDisk(world.sim, 1003), EFI_SUCCESS); // Data is degraded now
   uint64_t before = world.sim->virtualDisks.count;
   browser.press("Delete it");
   EXPECT_EQ(world.sim->virtualDisks.count, before);
@@ -122,7 +122,7 @@ TEST_F(Setup, DoesNothingToWhatHasChanged) {
   browser.open();
   browser.enter("Disks");
   browser.enter("Slot 8");
-  ASSERT_EQ(simReplaceDisk(world.sim, 1009, 0), EFI_SUCCESS);
+  ASSERT_EQ(sim::replaceDisk(world.sim, 1009, 0), EFI_SUCCESS);
   browser.press("Make it a hot spare for all");
   EXPECT_TRUE(shows("no longer there")) << browser.shown();
 
@@ -131,7 +131,7 @@ TEST_F(Setup, DoesNothingToWhatHasChanged) {
   browser.choose("Level", "RAID 1");
   browser.set("Pick so many", 2);
   ASSERT_TRUE(browser.has("Create it")) << browser.shown();
-  ASSERT_EQ(simFailDisk(world.sim, 1010), EFI_SUCCESS);
+  ASSERT_EQ(sim::failDisk(world.sim, 1010), EFI_SUCCESS);
   browser.press("Create it");
   EXPECT_EQ(world.sim->virtualDisks.count, before);
   EXPECT_TRUE(shows("it has changed meanwhile")) << browser.shown();
@@ -158,13 +158,13 @@ TEST_F(Setup, CreatesWhatFits) {
   browser.type("Name", "Builds");
   browser.choose("Stripe size", "128 KiB");
   browser.choose("Writes", "through");
-  ASSERT_TRUE(simFailKind(world.sim, RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, EFI_DEVICE_ERROR));
+  ASSERT_TRUE(sim::failKind(world.sim, RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK, EFI_DEVICE_ERROR));
   browser.press("Create it");
   EXPECT_TRUE(shows("refused: a device error")) << browser.shown();
-  simClearFaults(world.sim);
+  sim::clearFaults(world.sim);
   browser.press("Create it"); // all of it is still there
   EXPECT_TRUE(shows("Builds was created.")) << browser.shown();
-  const SIM_VIRTUAL_DISK *made = virtualDisk(u"Builds");
+  const sim::VirtualDisk *made = virtualDisk(u"Builds");
   ASSERT_NE(made, nullptr);
   EXPECT_EQ(made->record.RAIDLevel, RAID_LEVEL_5);
   EXPECT_EQ(made->record.Size, 2000000000000u);
@@ -183,7 +183,7 @@ TEST_F(Setup, CreatesWhatFits) {
 }
 
 TEST_F(Setup, MakesAndFreesHotSpares) {
-  auto spareOf = [&](UINT32 id) { return simFindDisk(world.sim, id)->record.Hotspare; };
+  auto spareOf = [&](UINT32 id) { return sim::findDisk(world.sim, id)->record.Hotspare; };
   browser.open();
   browser.enter("Hot spares");
   browser.enter("301:8"); // SAS, 900 GB
@@ -193,12 +193,12 @@ TEST_F(Setup, MakesAndFreesHotSpares) {
   browser.press("Make it a hot spare for that one");
   EXPECT_TRUE(shows("Disk 301:8 is a hot spare now.")) << browser.shown();
   EXPECT_EQ(spareOf(1009), RAID_HOTSPARE_DEDICATED);
-  EXPECT_EQ(simFindDisk(world.sim, 1009)->VDs[0], virtualDisk(u"System")->record.ObjectID);
+  EXPECT_EQ(sim::findDisk(world.sim, 1009)->VDs[0], virtualDisk(u"System")->record.ObjectID);
   browser.press("Free this hot spare");
   EXPECT_EQ(spareOf(1009), RAID_HOTSPARE_NONE);
   browser.press("Make it a hot spare for all");
   EXPECT_EQ(spareOf(1009), RAID_HOTSPARE_GLOBAL);
-  ASSERT_TRUE(simFailKind(world.sim, RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, EFI_WRITE_PROTECTED));
+  ASSERT_TRUE(sim::failKind(world.sim, RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, EFI_WRITE_PROTECTED));
   browser.press("Free this hot spare");
   EXPECT_TRUE(shows("The controller refused: write-protected.")) << browser.shown();
 }
@@ -206,7 +206,7 @@ TEST_F(Setup, MakesAndFreesHotSpares) {
 TEST_F(Setup, ImportsAndClearsWhatIsForeign) {
   uint32_t disks[] = {1018, 1019};
   for (bool imports : {false, true}) {
-    ASSERT_EQ(simMakeForeign(world.sim, RAID_LEVEL_1, disks, 2), EFI_SUCCESS);
+    ASSERT_EQ(sim::makeForeign(world.sim, RAID_LEVEL_1, disks, 2), EFI_SUCCESS);
     browser.open();
     browser.enter("Foreign configuration: 2 disks");
     if (imports) {
@@ -218,7 +218,7 @@ TEST_F(Setup, ImportsAndClearsWhatIsForeign) {
     }
     EXPECT_TRUE(shows(imports ? "was taken over" : "was cleared")) << browser.shown();
     EXPECT_EQ(world.sim->foreignDisks.count, 0u);
-    EXPECT_EQ(simFindDisk(world.sim, 1018)->record.State, imports ? RAID_STATE_ONLINE : RAID_STATE_READY);
+    EXPECT_EQ(sim::findDisk(world.sim, 1018)->record.State, imports ? RAID_STATE_ONLINE : RAID_STATE_READY);
   }
 }
 
@@ -255,9 +255,9 @@ TEST_F(Setup, SavesOnlyWhatDiffers) {
 }
 
 TEST_F(Setup, GoesWithItsController) {
-  SIM_CONTROLLER *other = nullptr;
+  sim::Controller *other = nullptr;
   EFI_HANDLE handle = nullptr;
-  ASSERT_EQ(simCreate("demo", &other) | simInstall(other, &handle), EFI_SUCCESS);
+  ASSERT_EQ(sim::create("demo", &other) | sim::install(other, &handle), EFI_SUCCESS);
   EXPECT_EQ(name(browser.connect(handle)), name(EFI_SUCCESS));
   EXPECT_EQ(browser.titles(),
             (std::vector<std::string>{"Harrier R6 Integrated, PCI 03:00.0", "Harrier R6 Integrated, PCI 03:00.0 (2)"}));
@@ -266,18 +266,18 @@ TEST_F(Setup, GoesWithItsController) {
   browser.enter("Virtual disks");
   // Firmware walks the forms for as long as somebody looks at them; they say that nobody answers.
   EXPECT_EQ(name(world.services->DisconnectController(handle, nullptr, nullptr)), name(EFI_SUCCESS));
-  EXPECT_EQ(simDestroy(other), EFI_SUCCESS);
+  EXPECT_EQ(sim::destroy(other), EFI_SUCCESS);
   EXPECT_EQ(browser.titles().size(), 2u);
   browser.back();
   EXPECT_TRUE(shows("The controller does not answer")) << browser.shown();
   browser.close();
   // Another one takes the place. One that goes without a word is noticed when the page is used.
   handle = nullptr;
-  ASSERT_EQ(simCreate("demo", &other) | simInstall(other, &handle), EFI_SUCCESS);
+  ASSERT_EQ(sim::create("demo", &other) | sim::install(other, &handle), EFI_SUCCESS);
   EXPECT_EQ(name(browser.connect(handle)), name(EFI_SUCCESS));
   EXPECT_EQ(browser.titles().size(), 2u);
   EXPECT_EQ(name(world.services->DisconnectController(handle, nullptr, nullptr)), name(EFI_SUCCESS));
-  EXPECT_EQ(simDestroy(other), EFI_SUCCESS);
+  EXPECT_EQ(sim::destroy(other), EFI_SUCCESS);
   EXPECT_EQ(browser.titles().size(), 1u);
   browser.open(0);
   browser.enter("Disks");

@@ -31,7 +31,7 @@ static void nothing(World &) {}
 
 static void makeForeign(World &world) {
   uint32_t disks[] = {1003, 1004};
-  ASSERT_EQ(simMakeForeign(world.sim, RAID_LEVEL_1, disks, 2), EFI_SUCCESS);
+  ASSERT_EQ(sim::makeForeign(world.sim, RAID_LEVEL_1, disks, 2), EFI_SUCCESS);
 }
 
 static DISKS makeMirror() {
@@ -54,7 +54,7 @@ static void loseMember(World &world) {
 }
 
 static UINT8 spareKind(World &world, UINT32 disk) {
-  return simFindDisk(world.sim, disk)->record.Hotspare;
+  return sim::findDisk(world.sim, disk)->record.Hotspare;
 }
 
 static bool isRateSet(World &world) {

@@ -159,7 +159,7 @@ protected:
 
 TEST_F(XylShell, StatusesAreThoseOfTheShellAndFilesWhole) {
   DISK::files[u"no.xml"] = "<raidData/>";
-  simSetMode(world_.sim, SIM_MODE_COPY_BACK, RAID_MODE_PRESENT | 0);
+  sim::setMode(world_.sim, sim::modeCopyBack, RAID_MODE_PRESENT | 0);
   expect(u"get -o fs0:\\saved.xml", EFI_SUCCESS);
   expect(u"", EFI_INVALID_PARAMETER, "no command");
   expect(u"sim presets", EFI_INVALID_PARAMETER, "unknown command");
@@ -172,7 +172,7 @@ TEST_F(XylShell, StatusesAreThoseOfTheShellAndFilesWhole) {
   expect(u"verify no.xml", EFI_ABORTED, "no saved configuration");
   expect(u"verify fs0:\\saved.xml", EFI_SUCCESS, "result 0x0");
   expect(u"help verify", EFI_SUCCESS, "  0x1B   there are differences");
-  simSetMode(world_.sim, SIM_MODE_COPY_BACK, RAID_MODE_PRESENT | 1);
+  sim::setMode(world_.sim, sim::modeCopyBack, RAID_MODE_PRESENT | 1);
   expect(u"verify fs0:\\saved.xml", EFI_ERROR_CODE(27), "CopyBackMode: Off (saved) -> On (now)");
   expect(u"diff fs0:\\saved.xml", EFI_ERROR_CODE(27), "adapter changed, copy back mode: Off -> On\n");
   expect(u"plan fs0:\\saved.xml", EFI_SUCCESS, "copy back mode: On -> Off\n");
@@ -220,9 +220,9 @@ TEST_F(XylShell, OutputsAreWholeOrUntouched) {
 }
 
 TEST_F(XylShell, ChoosesAmongControllers) {
-  SIM_CONTROLLER *second = nullptr;
+  sim::Controller *second = nullptr;
   EFI_HANDLE handle = nullptr;
-  ASSERT_EQ(simCreate("sas", &second) | simInstall(second, &handle), EFI_SUCCESS);
+  ASSERT_EQ(sim::create("sas", &second) | sim::install(second, &handle), EFI_SUCCESS);
   ASSERT_EQ(world_.services->ConnectController(handle, nullptr, nullptr, 1), EFI_SUCCESS);
   world_.console();
   world_.markBalance();
@@ -241,14 +241,14 @@ TEST_F(XylShell, ChoosesAmongControllers) {
   EXPECT_TRUE(said("  2  Harrier H2 Host Adapter, PCI 03:00.0, WWN 5EEDADA000001000\n     virtual disks: 1 Online\n    "
                    " disks: 2 Online, 2 Ready\n"));
   // What names leave with the firmware by contract, given back for the accounting.
-  for (SIM_CONTROLLER *sim : {world_.sim, second}) {
+  for (sim::Controller *sim : {world_.sim, second}) {
     while (sim->accounting.out.count != 0) {
       ASSERT_EQ(sim->protocol.FreeRecords(&sim->protocol, sim->accounting.out.items[0].data, 1), EFI_SUCCESS);
     }
   }
   world_.expectBalanced();
   EXPECT_EQ(world_.services->DisconnectController(handle, nullptr, nullptr), EFI_SUCCESS);
-  EXPECT_EQ(simDestroy(second), EFI_SUCCESS);
+  EXPECT_EQ(sim::destroy(second), EFI_SUCCESS);
 }
 
 TEST_F(XylShell, ManualIsTheHelp) {
@@ -348,9 +348,9 @@ TEST_F(XylShell, TellsStepsAsTheyAreDone) {
   world_.sim->protocol.Execute = CLOCK::pass;
   auto restore = [&](
                      unsigned ticks, const std::u16string &more = {}, std::function<void()> onCommand = [] {}) {
-    simClearFaults(world_.sim);
-    ASSERT_TRUE(simAddFault(
-        world_.sim, {SIM_FAULT_STATUS, RAID_COMMAND_CREATE, SIM_ANY, 1, /* once= */ true, EFI_OUT_OF_RESOURCES, 0}));
+    sim::clearFaults(world_.sim);
+    ASSERT_TRUE(sim::addFault(world_.sim, {sim::faultStatus, RAID_COMMAND_CREATE, sim::anyCode, 1, /* once= */ true,
+                                           EFI_OUT_OF_RESOURCES, 0}));
     CLOCK::ticks = ticks;
     CLOCK::commands = 0;
     CLOCK::onCommand = std::move(onCommand);
@@ -403,7 +403,7 @@ TEST_F(XylShell, TellsStepsAsTheyAreDone) {
 
 TEST_F(XylShell, SurvivesEveryFailure) {
   ASSERT_EQ(run(u"get -o saved.xml"), EFI_SUCCESS);
-  simReplaceAdapter(world_.sim); // so that much differs
+  sim::replaceAdapter(world_.sim); // so that much differs
   world_.markBalance();
   for (const char16_t *line : {u"show", u"show saved.xml", u"verify saved.xml", u"diff saved.xml",
                                u"plan saved.xml --rebuild", u"create --level 1 --count 2 --show"}) {
@@ -418,9 +418,9 @@ TEST_F(XylShell, SurvivesEveryFailure) {
       EXPECT_TRUE(failed || n > 10);
     }
     for (UINT64 n = 1; n < 12; ++n) {
-      simFailCommand(world_.sim, n, /* once= */ true, EFI_DEVICE_ERROR);
+      sim::failCommand(world_.sim, n, /* once= */ true, EFI_DEVICE_ERROR);
       run(line);
-      simClearFaults(world_.sim);
+      sim::clearFaults(world_.sim);
     }
   }
 }

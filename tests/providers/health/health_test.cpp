@@ -89,21 +89,21 @@ protected:
 };
 
 TEST_F(Health, SaysWhatIsWrongUntilItIsForgotten) {
-  SIM_CONTROLLER *sim = world.sim;
+  sim::Controller *sim = world.sim;
   EXPECT_EQ(name(ask(nullptr)), name(EFI_SUCCESS));
   EXPECT_EQ(health, EfiDriverHealthStatusHealthy);
-  uint64_t commands = simCommandCount(sim);
+  uint64_t commands = sim::commandCount(sim);
   EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
   EXPECT_EQ(messages.size(), 0u);
-  EXPECT_EQ(simCommandCount(sim), commands); // kept
+  EXPECT_EQ(sim::commandCount(sim), commands); // kept
 
   uint32_t spares[] = {1018, 1019};
-  ASSERT_EQ(simMakeForeign(sim, RAID_LEVEL_1, spares, 2), EFI_SUCCESS);
-  ASSERT_EQ(simFailDisk(sim, 1001) | simPullDisk(sim, 1012), EFI_SUCCESS);
-  ASSERT_EQ(simPullDisk(sim, 1016) | simPullDisk(sim, 1017), EFI_SUCCESS);
-  ASSERT_EQ(simSwapDisks(sim, 1003, 1006), EFI_SUCCESS); // ids out of order
-  simFindDisk(sim, 1020)->record.State = RAID_STATE_DEGRADED;
-  simFindVirtualDisk(sim, 5)->Name[0] = 0;
+  ASSERT_EQ(sim::makeForeign(sim, RAID_LEVEL_1, spares, 2), EFI_SUCCESS);
+  ASSERT_EQ(sim::failDisk(sim, 1001) | sim::pullDisk(sim, 1012), EFI_SUCCESS);
+  ASSERT_EQ(sim::pullDisk(sim, 1016) | sim::pullDisk(sim, 1017), EFI_SUCCESS);
+  ASSERT_EQ(sim::swapDisks(sim, 1003, 1006), EFI_SUCCESS); // ids out of order
+  sim::findDisk(sim, 1020)->record.State = RAID_STATE_DEGRADED;
+  sim::findVirtualDisk(sim, 5)->Name[0] = 0;
   EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
   EXPECT_EQ(health, EfiDriverHealthStatusHealthy);
   healthForget();
@@ -125,26 +125,26 @@ TEST_F(Health, AnswersBadQuestionsAndSilentControllers) {
   EXPECT_EQ(name(ask(handle)), name(EFI_UNSUPPORTED));
   EXPECT_EQ(name(ask(nullptr, world.controller)), name(EFI_SUCCESS));
   healthForget();
-  ASSERT_TRUE(simFailKind(world.sim, RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, EFI_DEVICE_ERROR));
+  ASSERT_TRUE(sim::failKind(world.sim, RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, EFI_DEVICE_ERROR));
   EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
   EXPECT_EQ(messages, std::vector<std::string>{"The controller does not answer: Device Error"});
-  SIM_CONTROLLER *others[3] = {}; // one that is well among ill ones
+  sim::Controller *others[3] = {}; // one that is well among ill ones
   EFI_HANDLE handles[3] = {};
   for (size_t i = 0; i < 3; ++i) {
-    ASSERT_EQ(simCreate(i == 0 ? "empty" : "demo", &others[i]) | simInstall(others[i], &handles[i]), EFI_SUCCESS);
-    ASSERT_TRUE(i == 0 || simFailDisk(others[i], 1001) == EFI_SUCCESS);
+    ASSERT_EQ(sim::create(i == 0 ? "empty" : "demo", &others[i]) | sim::install(others[i], &handles[i]), EFI_SUCCESS);
+    ASSERT_TRUE(i == 0 || sim::failDisk(others[i], 1001) == EFI_SUCCESS);
     EXPECT_EQ(name(ask(nullptr)), name(EFI_SUCCESS));
     EXPECT_EQ(health, EfiDriverHealthStatusFailed); // of any
     EXPECT_EQ(name(ask(handles[i])), name(EFI_SUCCESS));
     EXPECT_EQ(messages.size(), i == 0 ? 0U : 2U) << i;
   }
-  for (SIM_CONTROLLER *sim : others) {
-    simDestroy(sim);
+  for (sim::Controller *sim : others) {
+    sim::destroy(sim);
   }
 }
 
 TEST_F(Health, FailsWithoutMemoryAndKeepsNothing) {
-  ASSERT_EQ(simFailDisk(world.sim, 1001), EFI_SUCCESS);
+  ASSERT_EQ(sim::failDisk(world.sim, 1001), EFI_SUCCESS);
   world.markBalance();
   uint64_t nth = 0;
   for (bool failed = true; failed;) {

@@ -85,16 +85,16 @@ TEST(Key, IsExchangedForItsWholePassphrase) {
 TEST(Key, IsKeptWhileAVirtualDiskNeedsIt) {
   World world(bare("demo"));
   ASSERT_EQ(create(world, /* RAID 1 */ 4, {1009, 1010}, 0, RAID_VD_ATTRIBUTE_FDE), EFI_SUCCESS);
-  EXPECT_EQ(simFindDisk(world.sim, 1009)->record.SecureState, 1u);
+  EXPECT_EQ(sim::findDisk(world.sim, 1009)->record.SecureState, 1u);
   EXPECT_EQ(run(world, RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER), EFI_ACCESS_DENIED);
   ASSERT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER), EFI_SUCCESS);
-  EXPECT_EQ(simFindDisk(world.sim, 1009)->record.SecureState, 0u);
+  EXPECT_EQ(sim::findDisk(world.sim, 1009)->record.SecureState, 0u);
   EXPECT_EQ(run(world, RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER), EFI_SUCCESS);
 }
 
 // A fault, and what makes it in the demo's state; the disk is one of two members of the virtual disk.
 #define MADE_BY(...)                                                                                                   \
-  [](SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &virtualDisk) {                                             \
+  [](sim::Controller *sim, sim::Disk &disk, sim::VirtualDisk &virtualDisk) {                                           \
     (void)sim, (void)disk, (void)virtualDisk;                                                                          \
     __VA_ARGS__;                                                                                                       \
   }
@@ -104,7 +104,7 @@ template <class T> static void fill(T &text) {
 }
 
 // One more virtual disk, which is on no disk.
-static SIM_VIRTUAL_DISK &append(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK like) {
+static sim::VirtualDisk &append(sim::Controller *sim, sim::VirtualDisk like) {
   like.record.PDCount = 0;
   like.record.TargetID = 99;
   return *arrayAppend(sim->virtualDisks) = like;
@@ -113,14 +113,14 @@ static SIM_VIRTUAL_DISK &append(SIM_CONTROLLER *sim, SIM_VIRTUAL_DISK like) {
 TEST(StateFault, FindsWhatAFileMayHoldWrong) {
   const struct {
     const char *fault;
-    void (*make)(SIM_CONTROLLER *sim, SIM_DISK &disk, SIM_VIRTUAL_DISK &virtualDisk);
+    void (*make)(sim::Controller *sim, sim::Disk &disk, sim::VirtualDisk &virtualDisk);
   } cases[] = {
       {"an adapter text has no end", MADE_BY(fill(sim->adapter.FirmwareVersion))},
       {"the adapter supports a level without a name", MADE_BY(sim->adapter.record.SupportedRAIDLevels ^= 0x20000)},
       {"the adapter supports a protocol without a name", MADE_BY(sim->adapter.record.SupportedDiskProtocols = 0x40)},
       {"an adapter attribute has no name", MADE_BY(sim->adapter.record.Attributes = 4)},
       {"an adapter speed has no name", MADE_BY(sim->adapter.record.CapableSpeeds = 8)},
-      {"too many level descriptors", MADE_BY(sim->adapter.levelCount = SIM_LEVEL_CAPACITY + 1)},
+      {"too many level descriptors", MADE_BY(sim->adapter.levelCount = sim::levelCapacity + 1)},
       {"level descriptors do not match the supported levels", MADE_BY(--sim->adapter.levelCount)},
       {nullptr, MADE_BY(sim->adapter.levelCount = 0)},
       {"an adapter mode has no name", MADE_BY(sim->adapter.record.PatrolReadMode = 0x8C)},
@@ -129,7 +129,8 @@ TEST(StateFault, FindsWhatAFileMayHoldWrong) {
       {"the security mode has no name", MADE_BY(sim->adapter.record.SecurityMode = 0x83)},
       {nullptr, MADE_BY(sim->adapter.record.SecurityMode = 0xC0)},
       {"an enclosure text has no end", MADE_BY(fill(sim->enclosures.items[1].Name))},
-      {"an enclosure has the id that stands for none", MADE_BY(sim->enclosures.items[1].record.ObjectID = SIM_DIRECT)},
+      {"an enclosure has the id that stands for none",
+       MADE_BY(sim->enclosures.items[1].record.ObjectID = sim::directEnclosure)},
       {"two enclosures have one id", MADE_BY(sim->enclosures.items[1].record.ObjectID = 301)},
       {"a disk text has no end", MADE_BY(fill(disk.FQDD))},
       {"a disk has an id that is still to be given", MADE_BY(sim->nextDiskId = 1020)},
@@ -144,18 +145,18 @@ TEST(StateFault, FindsWhatAFileMayHoldWrong) {
       {"a secure state has no name", MADE_BY(disk.record.SecureState = 3)},
       // All that it lists is good, so only the count can give it away.
       {"a disk lists too many virtual disks",
-       MADE_BY(disk.record.VDCount = SIM_DISK_VDS + 1; std::fill_n(disk.VDs, SIM_DISK_VDS, disk.VDs[0]))},
+       MADE_BY(disk.record.VDCount = sim::diskVds + 1; std::fill_n(disk.VDs, sim::diskVds, disk.VDs[0]))},
       {"two disks have one id", MADE_BY(sim->disks.items[1].record.ObjectID = disk.record.ObjectID)},
       {"a disk is in an unknown enclosure", MADE_BY(disk.record.EnclosureObjectID = 7)},
       {"a disk's two enclosure ids do not match", MADE_BY(disk.record.EnclosureDeviceID = 7)},
       {"two disks are in one slot", MADE_BY(sim->disks.items[1].record.Slot = disk.record.Slot)},
       {"a disk lists an unknown virtual disk", MADE_BY(disk.VDs[0] = 99)},
       {"a pulled disk has another one's id",
-       MADE_BY(simPullDisk(sim, 1020); sim->pulledDisks.items[0].record.ObjectID = 1001)},
+       MADE_BY(sim::pullDisk(sim, 1020); sim->pulledDisks.items[0].record.ObjectID = 1001)},
       {"a virtual disk and a pulled disk have one id",
-       MADE_BY(simPullDisk(sim, 1020); sim->pulledDisks.items[0].record.ObjectID = 5)},
+       MADE_BY(sim::pullDisk(sim, 1020); sim->pulledDisks.items[0].record.ObjectID = 5)},
       {"a disk attribute has no name",
-       MADE_BY(simPullDisk(sim, 1020); sim->pulledDisks.items[0].record.Attributes = 8)},
+       MADE_BY(sim::pullDisk(sim, 1020); sim->pulledDisks.items[0].record.Attributes = 8)},
       {"a virtual disk text has no end", MADE_BY(fill(virtualDisk.Name))},
       {"a virtual disk's level has no name", MADE_BY(virtualDisk.record.RAIDLevel = 0)},
       {"a virtual disk's level has no name", MADE_BY(virtualDisk.record.RAIDLevel = RAID_LEVEL_0 | RAID_LEVEL_1)},
@@ -169,8 +170,8 @@ TEST(StateFault, FindsWhatAFileMayHoldWrong) {
       {"a disk cache policy has no name", MADE_BY(virtualDisk.record.DiskCachePolicy = 0)},
       {"a disk cache policy has no name", MADE_BY(virtualDisk.record.DiskCachePolicy = RAID_CACHE_WRITE_BACK)},
       {"a virtual disk attribute has no name", MADE_BY(virtualDisk.record.Attributes = 0x40)},
-      {"a virtual disk has too many members", MADE_BY(virtualDisk.record.PDCount = SIM_VD_PDS + 1)},
-      {"a virtual disk lies beyond every disk", MADE_BY(virtualDisk.record.StartingLba = ~0ULL / SIM_BLOCK_SIZE)},
+      {"a virtual disk has too many members", MADE_BY(virtualDisk.record.PDCount = sim::vdPds + 1)},
+      {"a virtual disk lies beyond every disk", MADE_BY(virtualDisk.record.StartingLba = ~0ULL / sim::blockSize)},
       {"two virtual disks have one id", MADE_BY(append(sim, virtualDisk))},
       {"a virtual disk and a disk have one id", MADE_BY(append(sim, virtualDisk).record.ObjectID = 1018)},
       {"two virtual disks have one target id", MADE_BY(sim->virtualDisks.items[1].record.TargetID = 0)},
@@ -178,16 +179,16 @@ TEST(StateFault, FindsWhatAFileMayHoldWrong) {
       {nullptr, MADE_BY(virtualDisk.PDs[0] = 99)}, // it was pulled
       {"the key's id has no end", MADE_BY(fill(sim->key.keyId))},
       {"the key's mode has no name", MADE_BY(sim->key.mode = 3)},
-      {"too many faults are planned", MADE_BY(sim->faultCount = SIM_FAULT_CAPACITY + 1)},
+      {"too many faults are planned", MADE_BY(sim->faultCount = sim::faultCapacity + 1)},
       {"a planned fault has no such kind",
-       MADE_BY(simFailKind(sim, SIM_ANY, SIM_ANY, EFI_NOT_FOUND); sim->faults[0].kind = SIM_FAULT_KIND(5))},
+       MADE_BY(sim::failKind(sim, sim::anyCode, sim::anyCode, EFI_NOT_FOUND); sim->faults[0].kind = sim::FaultKind(5))},
   };
   for (const auto &row : cases) {
     World world(bare("demo"));
-    ASSERT_STREQ(simStateFault(world.sim), nullptr);
+    ASSERT_STREQ(sim::stateFault(world.sim), nullptr);
     KEPT_STATE kept(world.sim);
     row.make(world.sim, world.sim->disks.items[0], world.sim->virtualDisks.items[0]);
-    EXPECT_STREQ(simStateFault(world.sim), row.fault) << &row - cases;
+    EXPECT_STREQ(sim::stateFault(world.sim), row.fault) << &row - cases;
     kept.putBack(world.sim);
   }
 }
@@ -209,7 +210,7 @@ TEST(StateFault, FindsWhatIsWrongInALevel) {
                           RAID_PROTOCOL_ALL + 1,
                           RAID_LEVEL_ATTRIBUTE_ALL + 1};
   World world(bare("demo"));
-  SIM_VIRTUAL_DISK &virtualDisk = world.sim->virtualDisks.items[0];
+  sim::VirtualDisk &virtualDisk = world.sim->virtualDisks.items[0];
   const std::pair<RAID_LEVEL_PARAMS *, const char *> levels[] = {
       {&world.sim->adapter.RAIDLevelParams[6], "a level descriptor has a value without a name"},
       {&virtualDisk.record.RAIDLevelDesc, "a virtual disk's level descriptor has a value without a name"}};
@@ -217,11 +218,11 @@ TEST(StateFault, FindsWhatIsWrongInALevel) {
     const RAID_LEVEL_PARAMS kept = *level;
     for (size_t i = 0; i < std::size(wrong); ++i) {
       std::memcpy(reinterpret_cast<UINT8 *>(level) + i * sizeof(UINT32), &wrong[i], sizeof(UINT32));
-      EXPECT_STREQ(simStateFault(world.sim), wrong[i] == 0 ? nullptr : fault) << i;
+      EXPECT_STREQ(sim::stateFault(world.sim), wrong[i] == 0 ? nullptr : fault) << i;
       *level = kept;
     }
     level->RAIDLevel = 0;
-    EXPECT_STREQ(simStateFault(world.sim), fault);
+    EXPECT_STREQ(sim::stateFault(world.sim), fault);
     *level = kept;
   }
 }

@@ -11,18 +11,18 @@ constexpr UINT64 ROOM = DISK_SIZE / 0x100000 * 0x100000;
 class VirtualDisks : public testing::Test {
 protected:
   VirtualDisks() : world(bare("empty")) {
-    SIM_ENCLOSURE *enclosure = arrayAppend(world.sim->enclosures);
+    sim::Enclosure *enclosure = arrayAppend(world.sim->enclosures);
     enclosure->record.ObjectID = 301;
     enclosure->record.DeviceID = 32;
     enclosure->record.SlotCount = 32;
     for (UINT8 slot = 0; slot < 32; ++slot) {
       ids.push_back(0);
-      EXPECT_EQ(simInsertDisk(world.sim, 301, slot, {DISK_SIZE, 0x20, 0x11}, &ids.back()), EFI_SUCCESS);
+      EXPECT_EQ(sim::insertDisk(world.sim, 301, slot, {DISK_SIZE, 0x20, 0x11}, &ids.back()), EFI_SUCCESS);
     }
     world.markBalance();
   }
   IDS members(size_t count, size_t first = 0) { return {ids.begin() + first, ids.begin() + first + count}; }
-  SIM_DISK &disk(size_t index) { return *simFindDisk(world.sim, ids[index]); }
+  sim::Disk &disk(size_t index) { return *sim::findDisk(world.sim, ids[index]); }
 
   World world;
   IDS ids;
@@ -31,7 +31,7 @@ protected:
 TEST_F(VirtualDisks, AreMadeOrRefused) {
   ASSERT_EQ(create(world, LEVEL_1, members(2, 18)), EFI_SUCCESS);            // 18, 19 are full
   ASSERT_EQ(create(world, LEVEL_5, members(3, 20), 100 << 20), EFI_SUCCESS); // 20, 21, 22 have room
-  ASSERT_EQ(simFailDisk(world.sim, ids[23]), EFI_SUCCESS);
+  ASSERT_EQ(sim::failDisk(world.sim, ids[23]), EFI_SUCCESS);
   disk(12).record.Hotspare = 2;
   disk(13).record.State = RAID_STATE_FOREIGN;
   disk(14).record.Attributes = 0x13; // SSD
@@ -93,7 +93,7 @@ TEST_F(VirtualDisks, AreMadeOrRefused) {
       EXPECT_TRUE(before.isIn(world.sim)) << "a refusal changes nothing";
       continue;
     }
-    const SIM_VIRTUAL_DISK &virtualDisk = world.sim->virtualDisks.items[2];
+    const sim::VirtualDisk &virtualDisk = world.sim->virtualDisks.items[2];
     EXPECT_EQ(virtualDisk.record.Size, row.dataMembers * ROOM);
     EXPECT_EQ(virtualDisk.record.SpanDepth, row.madeSpans);
     EXPECT_EQ(virtualDisk.record.PDsPerSpan, row.count / row.madeSpans);
@@ -109,23 +109,23 @@ TEST_F(VirtualDisks, AreMadeOrRefused) {
 TEST_F(VirtualDisks, ShareDisks) {
   ASSERT_EQ(create(world, LEVEL_5, members(3), 1000 << 20), EFI_SUCCESS);
   ASSERT_EQ(create(world, LEVEL_0, {ids[2], ids[0], ids[1]}), EFI_SUCCESS); // the same group in another order
-  const SIM_VIRTUAL_DISK *virtualDisks = world.sim->virtualDisks.items;
+  const sim::VirtualDisk *virtualDisks = world.sim->virtualDisks.items;
   EXPECT_EQ(virtualDisks[1].record.Size, 3 * (ROOM - (500ULL << 20)));
   EXPECT_EQ(virtualDisks[1].PDs[0], ids[2]);
   EXPECT_EQ(run(world, RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, {virtualDisks[0].record.ObjectID}), EFI_SUCCESS);
   EXPECT_EQ(disk(0).record.UsedSize, ROOM - (500ULL << 20));
   EXPECT_EQ(create(world, LEVEL_5, members(3)), EFI_VOLUME_FULL); // the room is in front of what is there
-  EXPECT_STREQ(simStateFault(world.sim), nullptr);
+  EXPECT_STREQ(sim::stateFault(world.sim), nullptr);
 }
 
 TEST_F(VirtualDisks, GoWithTheirLastDisk) {
-  ASSERT_EQ(simMakeForeign(world.sim, LEVEL_1, ids.data(), 2), EFI_SUCCESS);
-  ASSERT_EQ(simFailDisk(world.sim, ids[1]), EFI_SUCCESS);
-  EXPECT_EQ(simPullDisk(world.sim, ids[0]), EFI_SUCCESS);
+  ASSERT_EQ(sim::makeForeign(world.sim, LEVEL_1, ids.data(), 2), EFI_SUCCESS);
+  ASSERT_EQ(sim::failDisk(world.sim, ids[1]), EFI_SUCCESS);
+  EXPECT_EQ(sim::pullDisk(world.sim, ids[0]), EFI_SUCCESS);
   EXPECT_EQ(world.sim->foreignDisks.count, 1U);
-  EXPECT_EQ(simPullDisk(world.sim, ids[1]), EFI_SUCCESS);
+  EXPECT_EQ(sim::pullDisk(world.sim, ids[1]), EFI_SUCCESS);
   EXPECT_EQ(world.sim->foreignDisks.count, 0U);
-  ASSERT_EQ(simReinsertDisk(world.sim, ids[1], 301, 1), EFI_SUCCESS);
+  ASSERT_EQ(sim::reinsertDisk(world.sim, ids[1], 301, 1), EFI_SUCCESS);
   EXPECT_EQ(disk(1).record.State, RAID_STATE_FAILED) << "a failed disk comes back as one";
 }
 
@@ -147,12 +147,13 @@ TEST_F(VirtualDisks, DegradeAndFailByTheirLevel) {
     IDS group = members(row.count, first);
     first += row.count;
     ASSERT_EQ(create(world, row.level, group), EFI_SUCCESS);
-    const SIM_VIRTUAL_DISK &virtualDisk = world.sim->virtualDisks.items[&row - cases];
+    const sim::VirtualDisk &virtualDisk = world.sim->virtualDisks.items[&row - cases];
     for (size_t index : row.lost) {
-      EXPECT_EQ(index == 3 ? simFailDisk(world.sim, group[index]) : simPullDisk(world.sim, group[index]), EFI_SUCCESS);
+      EXPECT_EQ(index == 3 ? sim::failDisk(world.sim, group[index]) : sim::pullDisk(world.sim, group[index]),
+                EFI_SUCCESS);
     }
     EXPECT_EQ(virtualDisk.record.State, row.state);
     EXPECT_EQ(virtualDisk.PDs[row.lost[0]], group[row.lost[0]]) << "a lost member's id stays";
-    EXPECT_STREQ(simStateFault(world.sim), nullptr);
+    EXPECT_STREQ(sim::stateFault(world.sim), nullptr);
   }
 }
