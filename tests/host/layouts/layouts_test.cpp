@@ -1,0 +1,95 @@
+// What others say of layouts: what comes of it, and that nothing of it is left out.
+#include "host/layouts/layouts.h"
+
+#include <gtest/gtest.h>
+
+static const std::string ALL =
+    R"({"logical_disks":[{"size_gb":100,"raid_level":"1+0","volume_name":"a<&b","number_of_physical_disks":4,)"
+    R"("disk_type":"ssd","interface_type":"sas","share_physical_disks":false,"is_root_volume":false},)"
+    R"({"size_gb":"MAX","raid_level":"5"}]})";
+
+static std::string mistakesOf(const std::string &text) {
+  layouts::Translation translation = layouts::translateTargetConfig(text);
+  EXPECT_EQ(translation.document.empty(), !translation.mistakes.empty());
+  std::string all;
+  for (const std::string &line : translation.mistakes) {
+    all += (all.empty() ? "" : "|") + line;
+  }
+  return all;
+}
+
+TEST(TargetConfigs, SayWhatALayoutSays) {
+  EXPECT_EQ(layouts::translateTargetConfig(ALL).document, R"(<?xml version="1.0" encoding="UTF-8"?>
+<RaidLayout>
+  <VD>
+    <Name>a&lt;&amp;b</Name>
+    <RAIDLevel>RAID 10</RAIDLevel>
+    <Disks>
+      <Count>4</Count>
+      <Medium>SSD</Medium>
+      <Protocol>SAS</Protocol>
+    </Disks>
+    <Size>100GiB</Size>
+  </VD>
+  <VD>
+    <Name>volume-2</Name>
+    <RAIDLevel>RAID 5</RAIDLevel>
+    <Size>all</Size>
+  </VD>
+</RaidLayout>
+)");
+}
+
+TEST(TargetConfigs, LoseNothing) {
+  static const struct {
+    std::string from, to; // one place is changed; nothing: the whole
+    std::string mistakes;
+  } rows[] = {
+      {"", "{",
+       "no JSON: parse error at line 1, column 2: syntax error while parsing object key - unexpected end of "
+       "input; expected string literal"},
+      {"", "[]", "it is no target_raid_config, an object with logical_disks"},
+      {"", std::string(100000, '[') + std::string(100000, ']'), "it is nested too deep for a target_raid_config"},
+      {"", R"({"logical_disks":{}})", "logical_disks: it is an array, not {}"},
+      {"{\"logical_disks\"", "{\"raid\":1,\"logical_disks\"",
+       "raid: a target_raid_config has logical_disks and nothing else"},
+      {"\"MAX\",", "\"MAX\",\"size_gb\":7,", "the key \"size_gb\" stands twice in one object"},
+      {"{\"size_gb\":\"MAX\",\"raid_level\":\"5\"}", "7", "logical_disks[1]: it is an object, not 7"},
+      {"\"MAX\"", "\"max\"", "logical_disks[1].size_gb: it is a whole number of GiB or \"MAX\", not \"max\""},
+      {"\"MAX\"", "0", "logical_disks[1].size_gb: it is a whole number of GiB or \"MAX\", not 0"},
+      {"\"MAX\"", "1.5", "logical_disks[1].size_gb: it is a whole number of GiB or \"MAX\", not 1.5"},
+      {"\"MAX\"", "900000001", "logical_disks[1].size_gb: it is a whole number of GiB or \"MAX\", not 900000001"},
+      {"\"size_gb\":\"MAX\",", "", "logical_disks[1]: size_gb is missing"},
+      {",\"raid_level\":\"5\"", "", "logical_disks[1]: raid_level is missing"},
+      {"\"5\"", "5", "logical_disks[1].raid_level: it is one of 0, 1, 1+0, 2, 5, 5+0, 6, 6+0, not 5"},
+      {"\"5\"", "\"JBOD\"",
+       "logical_disks[1].raid_level: disks outside of virtual disks are nothing that a layout says"},
+      {"\"5\"", "\"5\",\"volume_name\":\"a<&b\"", "logical_disks[1]: its name 'a<&b' is that of logical_disks[0], too"},
+      {"a<&b", "\xC3\xA4",
+       "logical_disks[0].volume_name: it is a text of 1 to 63 characters of plain ASCII, not "
+       "\"\\u00e4\""},
+      {"a<&b", std::string(64, 'x'),
+       "logical_disks[0].volume_name: it is a text of 1 to 63 characters of plain ASCII, "
+       "not \"" +
+           std::string(59, 'x') + "..."},
+      {":4", ":\"4\"", "logical_disks[0].number_of_physical_disks: it is a number from 1 to 65535, not \"4\""},
+      {":4", ":65536", "logical_disks[0].number_of_physical_disks: it is a number from 1 to 65535, not 65536"},
+      {"ssd", "nvme", "logical_disks[0].disk_type: it is one of hdd, ssd, not \"nvme\""},
+      {"\"sas\"", "\"nvme\"", "logical_disks[0].interface_type: it is one of sas, sata, scsi, not \"nvme\""},
+      {"_disks\":false", "_disks\":\"no\"", "logical_disks[0].share_physical_disks: it is true or false, not \"no\""},
+      {"_disks\":false", "_disks\":true", ""},
+      {"volume\":false", "volume\":0", "logical_disks[0].is_root_volume: it is true or false, not 0"},
+      {"volume\":false", "volume\":true,\"stripe\":1,\"controller\":\"c\",\"physical_disks\":[\"1\"]",
+       "logical_disks[0].controller: a layout is for any controller; choose one with -c|"
+       "logical_disks[0].is_root_volume: what a machine starts from is nothing that a layout says|"
+       "logical_disks[0].physical_disks: a layout says of which kind disks are, not which ones|"
+       "logical_disks[0].stripe: nobody knows what this means"},
+  };
+  for (const auto &row : rows) {
+    std::string text = row.from.empty() ? row.to : ALL;
+    size_t at = row.from.empty() ? 0 : text.find(row.from);
+    ASSERT_NE(at, std::string::npos) << row.from;
+    text.replace(at, row.from.size(), row.from.empty() ? "" : row.to);
+    EXPECT_EQ(mistakesOf(text), row.mistakes) << row.to.substr(0, 100);
+  }
+}
