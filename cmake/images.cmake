@@ -16,4 +16,4 @@ describe_image(RaidVolumes efi_boot_service_driver RaidVolumesEntry base log_use
 describe_image(RaidHealth efi_boot_service_driver RaidHealthEntry base health)
 describe_image(RaidSetup efi_boot_service_driver RaidSetupEntry base records fitting xml health setup)
 describe_image(xyl efi_application XylEntry ${DRIVER_ROOMS} fitting client firmware_images shell)
-describe_image(RaidBoot efi_application MediumEntry ${DRIVER_ROOMS} fitting client firmware_images medium)
+describe_image(RaidBoot efi_application MediumEntry ${DRIVER_ROOMS} fitting client firmware_images network medium)

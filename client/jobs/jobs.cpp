@@ -7,6 +7,7 @@ const CHAR8 *const g_jobConditions[] = {"", "ok:", "different:", "failed:"};
 const CHAR8 *const g_jobEnds[] = {"return", "reset", "shutdown"};
 
 #define JOB_WORDS_MAX 100U
+#define TRANSFERS_MAX 100U
 
 namespace {
 
@@ -19,6 +20,9 @@ struct READER {
   bool HasMistake; // anywhere
   bool IsOver;     // behind an unconditional end
   UINT32 Limit;    // of the lines from here on
+  jobs::Tries Tries;
+  bool IsFetched;
+  UINT32 Transfers;
 };
 
 } // namespace
@@ -157,8 +161,8 @@ static void readEnd(READER *reader, JOB_LINE *line) {
 
 #define LIMIT_MAX 1440U // minutes
 
-static void readLimit(READER *reader, const JOB_LINE &line) {
-  const CHAR8 *text = line.WordCount == 2 ? wordOf(line, 1) : "";
+static void readLimit(READER *reader, JOB_LINE *line) {
+  const CHAR8 *text = line->WordCount == 2 ? wordOf(*line, 1) : "";
   bool isNumber = *text != 0;
   for (const CHAR8 *at = text; *at != 0; ++at) {
     isNumber = isNumber && *at >= '0' && *at <= '9';
@@ -171,21 +175,147 @@ static void readLimit(READER *reader, const JOB_LINE &line) {
   reader->Limit = static_cast<UINT32>(minutes);
 }
 
+// --- The network ---
+
+// What the line's first words say, which is no more than a file or URL and how it is sent.
+struct WORDS {
+  UINTN Count;
+  const CHAR8 *Items[JOB_WORDS_MAX];
+};
+
+static WORDS wordsOf(const JOB_LINE &line) {
+  WORDS words = {line.WordCount < JOB_WORDS_MAX ? line.WordCount : JOB_WORDS_MAX, {}};
+  const CHAR8 *word = textOf(line.Words);
+  for (UINTN i = 0; i < words.Count; ++i) {
+    words.Items[i] = word;
+    word += textLength(word) + 1;
+  }
+  return words;
+}
+
+static void mistakeIn(READER *reader, const JOB_LINE &line, const CHAR8 *fault) {
+  if (fault != nullptr) {
+    complain(reader->Front, "job file, line %d: '%a' %a", reader->Number, textOf(line.Words), fault);
+    reader->HasMistake = true;
+  }
+}
+
+static void checkUrl(READER *reader, const CHAR8 *text) {
+  jobs::Url url;
+  const CHAR8 *fault = jobs::readUrl(text, &url);
+  if (fault == nullptr && *url.path == 0) {
+    fault = "names no file on the server";
+  }
+  if (fault != nullptr) {
+    complain(reader->Front, "job file, line %d: the URL %a: '%a'", reader->Number, fault, text);
+    reader->HasMistake = true;
+  }
+  reader->Jobs->HasTransfers = true;
+  reader->Jobs->IsSecure = reader->Jobs->IsSecure || url.isSecure;
+}
+
+jobs::TransferLine transferOf(const JOB_LINE &line) {
+  WORDS words = wordsOf(line);
+  jobs::TransferLine read;
+  jobs::readTransfer(words.Count, words.Items, &read);
+  return read;
+}
+
+static void readTransferLine(READER *reader, JOB_LINE *line) {
+  WORDS words = wordsOf(*line);
+  jobs::TransferLine read;
+  const CHAR8 *fault = jobs::readTransfer(words.Count, words.Items, &read);
+  mistakeIn(reader, *line, fault);
+  if (fault == nullptr) {
+    checkUrl(reader, read.url);
+  }
+  line->Transfer = read.transfer;
+  line->Tries = reader->Tries;
+  if (++reader->Transfers == TRANSFERS_MAX + 1) {
+    mistake(reader, "a job has at most 100 lines with 'fetch' and 'send'");
+  }
+}
+
+// Keeps a line that is done before the first or behind the last of the others.
+static void takeAside(READER *reader, JOB_LINE *line, JOB_LINE *kept) {
+  if (kept->WordCount != 0) {
+    mistake(reader, "stands here for a second time");
+    return;
+  }
+  line->Tries = reader->Tries;
+  *kept = *line;
+  line->Text = {}; // are the other's
+  line->Words = {};
+}
+
+static void readSource(READER *reader, JOB_LINE *line) {
+  if (line->WordCount != 2) {
+    mistakeIn(reader, *line, "wants the URL from which the job comes");
+  } else if (reader->IsFetched) {
+    mistakeIn(reader, *line, "does not stand in a job that was fetched");
+  } else {
+    checkUrl(reader, wordsOf(*line).Items[1]);
+    takeAside(reader, line, &reader->Jobs->Source);
+  }
+}
+
+const CHAR8 *sourceOf(const JOB_FILE &jobs) {
+  return jobs.Source.WordCount == 2 ? wordOf(jobs.Source, 1) : "";
+}
+
+static void readNetworkLine(READER *reader, JOB_LINE *line) {
+  WORDS words = wordsOf(*line);
+  mistakeIn(reader, *line, jobs::readNetwork(words.Count, words.Items, &reader->Jobs->Network));
+}
+
+static void readTriesLine(READER *reader, JOB_LINE *line) {
+  WORDS words = wordsOf(*line);
+  mistakeIn(reader, *line, jobs::readTries(words.Count, words.Items, &reader->Tries));
+}
+
+static void readResult(READER *reader, JOB_LINE *line) {
+  readTransferLine(reader, line);
+  takeAside(reader, line, &reader->Jobs->Result);
+}
+
+// --- What says how the job runs ---
+
+static void readAgain(READER *reader, JOB_LINE *) {
+  reader->Jobs->Again = true;
+}
+
+struct SETTING {
+  const CHAR8 *Word;
+  const CHAR8 *Second; // null: any
+  UINT32 WordsMax;
+  void (*Read)(READER *reader, JOB_LINE *line);
+};
+
+static constexpr SETTING g_settings[] = {
+    {"again", nullptr, 1, readAgain},
+    {"limit", nullptr, JOB_WORDS_MAX, readLimit},
+    {"job", nullptr, JOB_WORDS_MAX, readSource},
+    {"network", nullptr, JOB_WORDS_MAX, readNetworkLine},
+    {"attempts", nullptr, JOB_WORDS_MAX, readTriesLine},
+    {"send", jobs::resultFile, JOB_WORDS_MAX, readResult},
+};
+
 // Takes what is no line of the job, but says how it runs.
-static bool takeSetting(READER *reader, const JOB_LINE &line) {
-  const CHAR8 *first = textOf(line.Words);
-  if (line.Condition != JOB_ALWAYS) {
-    return false;
+static bool takeSetting(READER *reader, JOB_LINE *line) {
+  const CHAR8 *first = textOf(line->Words);
+  for (const SETTING &setting : g_settings) {
+    if (line->WordCount != 0 && line->WordCount <= setting.WordsMax && textEqual(first, setting.Word) &&
+        (setting.Second == nullptr ||
+         (line->WordCount > 1 && jobs::isSameName(wordsOf(*line).Items[1], setting.Second)))) {
+      if (line->Condition == JOB_ALWAYS) {
+        setting.Read(reader, line);
+      } else {
+        mistakeIn(reader, *line, "is for the whole job and takes no condition here");
+      }
+      return true;
+    }
   }
-  if (line.WordCount == 1 && textEqual(first, "again")) {
-    reader->Jobs->Again = true;
-    return true;
-  }
-  bool isLimit = line.WordCount != 0 && textEqual(first, "limit");
-  if (isLimit) {
-    readLimit(reader, line);
-  }
-  return isLimit;
+  return false;
 }
 
 XYL_RESULT parseJob(const XYL_FRONT *front, const JOB_LINE &line, XYL_REQUEST *request) {
@@ -226,6 +356,11 @@ static void checkCommand(READER *reader, const JOB_LINE &line) {
   freeText(&told);
 }
 
+static void freeLine(JOB_LINE *line) {
+  freeText(&line->Text);
+  freeText(&line->Words);
+}
+
 static void readLine(READER *reader, CURSOR cursor) {
   JOB_LINE *line = arrayAppend(reader->Jobs->Lines);
   if (line == nullptr) {
@@ -246,14 +381,15 @@ static void readLine(READER *reader, CURSOR cursor) {
     mistake(reader, "stands behind the end and would never run");
   } else if (line->WordCount == 0) {
     mistake(reader, "a condition wants a command behind it");
-  } else if (takeSetting(reader, *line)) {
-    freeText(&line->Text);
-    freeText(&line->Words);
+  } else if (takeSetting(reader, line)) {
+    freeLine(line);
     --reader->Jobs->Lines.count;
   } else if (line->Condition != JOB_ALWAYS && reader->Jobs->Lines.count == 1) {
     mistake(reader, "a condition wants a line before it");
   } else if (textEqual(first, "end")) {
     readEnd(reader, line);
+  } else if (textEqual(first, "fetch") || textEqual(first, "send")) {
+    readTransferLine(reader, line);
   } else {
     checkCommand(reader, *line);
   }
@@ -288,29 +424,80 @@ static void readLines(READER *reader, const CHAR8 *text, UINTN size) {
       readLine(reader, cursor);
     }
   }
-  if (reader->Jobs->Lines.count == 0 && !reader->HasMistake) {
+  bool isNamed = reader->Jobs->Source.WordCount != 0;
+  if (isNamed && reader->Jobs->Lines.count != 0) {
+    mistake(reader, "the job comes from the URL of 'job', so no other lines stand here");
+  } else if (!isNamed && reader->Jobs->Lines.count == 0 && !reader->HasMistake) {
     mistake(reader, "there is nothing to do");
   }
 }
 
-XYL_RESULT readJobs(const XYL_FRONT *front, const CHAR8 *text, UINTN size, const JOB_NAMES &names, JOB_FILE *jobs) {
+// Passphrases stay: no line sends a file that is one for another line.
+static void checkSends(READER *reader, const CHAR8 *passphrase) {
+  const XYL_FRONT *front = reader->Front;
+  for (UINT32 i = 0; passphrase != nullptr && i < reader->Jobs->Lines.count; ++i) {
+    const JOB_LINE &line = reader->Jobs->Lines.items[i];
+    bool isSend = line.Transfer == jobs::Transfer::put || line.Transfer == jobs::Transfer::post;
+    const CHAR8 *file = isSend ? transferOf(line).file : nullptr;
+    if (isSend && (jobs::isSameName(file, passphrase) ||
+                   (front->IsSameFile != nullptr && front->IsSameFile(front, file, passphrase)))) {
+      reader->Number = line.Number;
+      mistake(reader, "a file with a passphrase is not sent: ", file);
+    }
+  }
+}
+
+static void checkPassphrases(READER *reader) {
+  for (UINT32 i = 0; reader->Transfers != 0 && i < reader->Jobs->Lines.count; ++i) {
+    const JOB_LINE &line = reader->Jobs->Lines.items[i];
+    TEXT unheard = {};
+    XYL_FRONT front = capturingFront(&unheard, XYL_FRONT_SHELL);
+    front.Commands = g_xylCommands;
+    XYL_REQUEST request;
+    if (line.Transfer == jobs::Transfer::none && line.End == JOB_GOES_ON && line.WordCount <= JOB_WORDS_MAX &&
+        !isFailure(parseJob(&front, line, &request))) {
+      checkSends(reader, request.Options[XYL_OPTION_PASSPHRASE_FILE]);
+      checkSends(reader, request.Options[XYL_OPTION_OLD_PASSPHRASE_FILE]);
+    }
+    freeText(&unheard);
+  }
+}
+
+XYL_RESULT readJobs(const XYL_FRONT *front, const CHAR8 *text, UINTN size, const JOB_NAMES &names, JOB_FILE *jobs,
+                    const JOB_FILE *namedBy) {
   *jobs = {};
-  READER reader = {front, &names, jobs, /* Number= */ 0, /* HasMistake= */ false, /* IsOver= */ false, /* Limit= */ 0};
+  READER reader = {front,
+                   &names,
+                   jobs,
+                   /* Number= */ 0,
+                   /* HasMistake= */ false,
+                   /* IsOver= */ false,
+                   /* Limit= */ 0,
+                   jobs::usualTries,
+                   /* IsFetched= */ namedBy != nullptr,
+                   /* Transfers= */ 0};
+  if (namedBy != nullptr) {
+    jobs->Network = namedBy->Network;
+    reader.Limit = namedBy->Source.Limit;
+    reader.Tries = namedBy->Source.Tries;
+  }
   if (size > JOB_FILE_LIMIT) {
     mistake(&reader, "the file is larger than 64 KB");
   } else if (!isText(text, size)) {
     mistake(&reader, "the file is no UTF-8 text");
   } else {
     readLines(&reader, text, size);
+    checkPassphrases(&reader);
   }
   return reader.HasMistake ? wrongUsage() : succeeded();
 }
 
 void freeJobs(JOB_FILE *jobs) {
   for (UINT32 i = 0; i < jobs->Lines.count; ++i) {
-    freeText(&jobs->Lines.items[i].Text);
-    freeText(&jobs->Lines.items[i].Words);
+    freeLine(&jobs->Lines.items[i]);
   }
+  freeLine(&jobs->Source);
+  freeLine(&jobs->Result);
   poolFree(jobs->Lines.items);
   *jobs = {};
 }

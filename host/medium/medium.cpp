@@ -13,6 +13,16 @@ static void showJobs(const XYL_FRONT &front, const JOB_FILE &jobs) {
     }
     say(&front, "%4d  %-10a  %a\n", line.Number, g_jobConditions[line.Condition], textOf(line.Text));
   }
+  const JOB_LINE *others[] = {&jobs.Source, &jobs.Result};
+  for (const JOB_LINE *line : others) {
+    if (line->WordCount != 0) {
+      say(&front, "%4d  %-10a  %a\n", line->Number,
+          line == &jobs.Source ? "before all:" : "after all:", textOf(line->Text));
+    }
+  }
+  if (jobs.IsSecure) {
+    say(&front, "Wants the server's certificate in %a.\n", jobs::certificateFile);
+  }
   if (jobs.Again) {
     say(&front, "Runs at every boot.\n");
   }

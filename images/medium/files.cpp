@@ -62,6 +62,14 @@ static MEMORY_FILE *addMemory(const XYL_FRONT *front, const CHAR8 *name) {
   return file;
 }
 
+// What was fetched may be a passphrase.
+static void freeData(MEMORY_FILE *file) {
+  if (file->Data != nullptr) {
+    wipeBytes(file->Data, file->Size);
+    poolRelease(file->Data);
+  }
+}
+
 static EFI_STATUS keepInMemory(const XYL_FRONT *front, const CHAR8 *name, const CHAR8 *data, UINTN size) {
   MEMORY_FILE *file = findMemory(front, name);
   if (file == nullptr) {
@@ -72,7 +80,7 @@ static EFI_STATUS keepInMemory(const XYL_FRONT *front, const CHAR8 *name, const 
     return EFI_OUT_OF_RESOURCES;
   }
   copyBytes(copy, data, size);
-  poolFree(file->Data);
+  freeData(file);
   file->Data = copy;
   file->Size = size;
   return EFI_SUCCESS;
@@ -109,6 +117,50 @@ static bool isInMemory(EFI_HANDLE device) {
   return nodeSize(node) != 0;
 }
 
+// What an output is called, so that it is known later that this run wrote it.
+struct KEPT_OUTPUT {
+  void *Output;
+  CHAR8 *Name; // pool
+};
+
+static EFI_STATUS openKept(const XYL_FRONT *front, const CHAR8 *name, UINTN room, bool replaces, void **output) {
+  KEPT_OUTPUT *kept = poolNew<KEPT_OUTPUT>();
+  CHAR8 *copy = kept != nullptr ? textDuplicate(name) : nullptr;
+  EFI_STATUS status =
+      copy == nullptr ? EFI_OUT_OF_RESOURCES : firmwareOpenOutput(front, name, room, replaces, &kept->Output);
+  if (EFI_ERROR(status)) {
+    poolFree(copy);
+    poolFree(kept);
+    return status;
+  }
+  kept->Name = copy;
+  *output = kept;
+  return EFI_SUCCESS;
+}
+
+static EFI_STATUS closeKept(const XYL_FRONT *front, void *output, const CHAR8 *data, UINTN size) {
+  KEPT_OUTPUT *kept = static_cast<KEPT_OUTPUT *>(output);
+  EFI_STATUS status = firmwareCloseOutput(front, kept->Output, data, size);
+  bool isWritten = data != nullptr && !EFI_ERROR(status);
+  CHAR8 **written = isWritten ? arrayAppend(mediumOf(front)->Written) : nullptr;
+  if (written != nullptr) {
+    *written = kept->Name; // without memory the file counts as one of others, which is the safe side
+  } else {
+    poolFree(kept->Name);
+  }
+  poolFree(kept);
+  return status;
+}
+
+bool hasWritten(const XYL_FRONT *front, const CHAR8 *name) {
+  const POOL_ARRAY<CHAR8 *> &written = mediumOf(front)->Written;
+  bool has = findMemory(front, name) != nullptr;
+  for (UINT32 i = 0; !has && i < written.count; ++i) {
+    has = firmwareIsSameFile(front, written.items[i], name);
+  }
+  return has;
+}
+
 static void useMemory(XYL_FRONT *front) {
   mediumOf(front)->Keeps = false;
   front->ReadFile = readMemory;
@@ -131,8 +183,8 @@ EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_FRONT *front) {
   medium->Firmware.Files = &medium->FileSystem.Files;
   front->Context = medium;
   front->ReadFile = firmwareReadFile;
-  front->OpenOutput = firmwareOpenOutput;
-  front->CloseOutput = firmwareCloseOutput;
+  front->OpenOutput = openKept;
+  front->CloseOutput = closeKept;
   front->IsSameFile = firmwareIsSameFile;
   if (!medium->Keeps) {
     useMemory(front);
@@ -156,9 +208,13 @@ void keepNothing(XYL_FRONT *front) {
 void closeMedium(MEDIUM *medium) {
   for (UINT32 i = 0; i < medium->Files.count; ++i) {
     poolFree(medium->Files.items[i].Name);
-    poolFree(medium->Files.items[i].Data);
+    freeData(&medium->Files.items[i]);
   }
   poolRelease(medium->Files.items);
+  for (UINT32 i = 0; i < medium->Written.count; ++i) {
+    poolFree(medium->Written.items[i]);
+  }
+  poolRelease(medium->Written.items);
   freeText(&medium->Printed);
   closeFileSystem(&medium->FileSystem);
 }
@@ -168,4 +224,13 @@ EFI_STATUS writeOnMedium(const XYL_FRONT *front, const CHAR8 *name, const TEXT &
   EFI_STATUS status =
       text.Failed ? EFI_OUT_OF_RESOURCES : front->OpenOutput(front, name, text.Length, /* replaces= */ true, &output);
   return EFI_ERROR(status) ? status : front->CloseOutput(front, output, textOf(text), text.Length);
+}
+
+EFI_STATUS keepFetched(const XYL_FRONT *front, const CHAR8 *name, const CHAR8 *data, UINTN size) {
+  if (!mediumOf(front)->Keeps) {
+    return keepInMemory(front, name, data, size);
+  }
+  void *output = nullptr;
+  EFI_STATUS status = front->OpenOutput(front, name, size, /* replaces= */ true, &output);
+  return EFI_ERROR(status) ? status : front->CloseOutput(front, output, data, size);
 }

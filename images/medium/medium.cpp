@@ -78,7 +78,8 @@ static EFI_STATUS runLine(JOB_RUN *run, UINT32 index) {
   }
   say(run->Front, "==> %d/%d %a\n", index + 1, run->File.Lines.count, textOf(line.Text));
   freeText(&medium->Printed);
-  record->Result = runCommand(run->Front, line, record);
+  record->Result =
+      line.Transfer != jobs::Transfer::none ? runTransfer(run, line) : runCommand(run->Front, line, record);
   record->Printed = medium->Printed;
   medium->Printed = {};
   record->State = JOB_RAN;
@@ -119,7 +120,25 @@ static EFI_STATUS runLines(JOB_RUN *run) {
 
 // --- The job ---
 
-// Reads the job file and, after a mistake in it, keeps what was told.
+// Reads a job and, after a mistake in it, keeps what was told: EFI_INVALID_PARAMETER.
+static EFI_STATUS readJob(JOB_RUN *run, const CHAR8 *text, UINTN size, const JOB_FILE *namedBy) {
+  run->Sum = crc32Of(text, size);
+  formatHex(run->Job, run->Sum, 8);
+  CHAR8 *serial = textDuplicate(run->Server.Serial);
+  if (serial == nullptr) {
+    return EFI_OUT_OF_RESOURCES;
+  }
+  makeFileName(serial);
+  const JOB_NAME rows[] = {{"SERIAL", serial}, {"UUID", run->Server.Uuid}};
+  XYL_RESULT result = readJobs(run->Front, text, size, {rows, 2}, &run->File, namedBy);
+  EFI_STATUS status = isFailure(result) ? EFI_INVALID_PARAMETER : checkTransfers(run);
+  freeText(&run->Mistakes);
+  run->Mistakes = mediumOf(run->Front)->Printed;
+  mediumOf(run->Front)->Printed = {};
+  poolFree(serial);
+  return status;
+}
+
 static EFI_STATUS readJobFile(JOB_RUN *run) {
   CHAR8 *text = nullptr;
   UINTN size = 0;
@@ -128,20 +147,33 @@ static EFI_STATUS readJobFile(JOB_RUN *run) {
     complain(run->Front, "cannot read '\\raidxyl\\%a': %a", JOBS_NAME, statusWords(status));
     return status;
   }
-  run->Sum = crc32Of(text, size);
-  formatHex(run->Job, run->Sum, 8);
-  CHAR8 *serial = textDuplicate(run->Server.Serial);
-  if (serial != nullptr) {
-    makeFileName(serial);
-    const JOB_NAME rows[] = {{"SERIAL", serial}, {"UUID", run->Server.Uuid}};
-    XYL_RESULT result = readJobs(run->Front, text, size, {rows, 2}, &run->File);
-    run->Mistakes = mediumOf(run->Front)->Printed;
-    mediumOf(run->Front)->Printed = {};
-    status = isFailure(result) ? EFI_INVALID_PARAMETER : EFI_SUCCESS;
-  }
-  poolFree(serial);
+  status = readJob(run, text, size, /* namedBy= */ nullptr);
   poolFree(text);
-  return serial == nullptr ? EFI_OUT_OF_RESOURCES : status;
+  return status;
+}
+
+// Takes the job from where the medium's own file says, if it does. The drivers come first: one may be the card's.
+static EFI_STATUS readNamedJob(EFI_HANDLE image, JOB_RUN *run) {
+  if (run->File.Source.WordCount == 0) {
+    return EFI_SUCCESS;
+  }
+  run->NamedBy = run->File;
+  run->File = {};
+  setLimit(run->Front, run->NamedBy.Source.Limit);
+  loadDrivers(run->Front, image, &run->Drivers);
+  XYL_RESULT result = fetchJob(run);
+  if (isFailure(result)) {
+    bool isNone = result.Outcome == XYL_NOT_FOUND;
+    complain(run->Front, isNone ? "the server has no job for this machine" : "without a job nothing is run");
+    return result.Status;
+  }
+  EFI_STATUS status = readJob(run, textOf(run->Fetched), run->Fetched.Length, &run->NamedBy);
+  run->File.Again = run->File.Again || run->NamedBy.Again;
+  if (run->File.Result.WordCount == 0) {
+    run->File.Result = run->NamedBy.Result;
+    run->NamedBy.Result = {};
+  }
+  return status;
 }
 
 static bool hasRun(const JOB_RUN &run) {
@@ -167,15 +199,34 @@ static void showAfter(EFI_STATUS status, JOB_RUN *run) {
   }
 }
 
+// What is sent is what stays here, byte for byte; that it could not be sent is told here, too.
 static void endResult(JOB_RUN *run, const CHAR8 *state) {
-  setLimit(run->Front, 0);
+  setLimit(run->Front, run->File.Result.Limit);
   run->State = state;
-  EFI_STATUS status = writeResult(*run);
+  readClock(&run->Ended);
+  TEXT result = makeResult(*run);
+  EFI_STATUS status = writeResult(*run, result);
   showAfter(status, run);
   if (EFI_ERROR(status)) {
-    writeResult(*run);
+    writeResult(*run, result);
   }
   endProgress(run);
+  bool isUp = run->NamedBy.Source.WordCount != 0 || !textEqual(state, "refused"); // else nothing is connected
+  run->Sent = run->File.Result.WordCount != 0 && isUp ? sendResult(run, result) : EFI_SUCCESS;
+  freeText(&result);
+  if (EFI_ERROR(run->Sent) && mediumOf(run->Front)->Keeps) {
+    writeResult(*run);
+  }
+}
+
+// The job that was fetched stands beside its result.
+static void keepJob(JOB_RUN *run) {
+  if (run->NamedBy.Source.WordCount != 0) {
+    EFI_STATUS status = writeOnMedium(run->Front, resultName(*run, FETCHED_SUFFIX).Text, run->Fetched);
+    if (EFI_ERROR(status)) {
+      complain(run->Front, "the job that was fetched is not kept: %a", statusWords(status));
+    }
+  }
 }
 
 // Tells that the job has begun, on the medium or else in the machine; false when that tells already that it has.
@@ -206,7 +257,9 @@ static bool beginOnce(JOB_RUN *run) {
 // A driver may hang, so the job is told to have begun by now.
 static void bringUp(EFI_HANDLE image, JOB_RUN *run) {
   setLimit(run->Front, run->File.Lines.items[0].Limit);
-  loadDrivers(run->Front, image, &run->Drivers);
+  if (run->NamedBy.Source.WordCount == 0) {
+    loadDrivers(run->Front, image, &run->Drivers);
+  }
   if (mediumOf(run->Front)->Keeps) {
     showAfter(writeResult(*run), run);
   }
@@ -219,6 +272,9 @@ static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
   readServer(&run->Server, run->Front->SystemTable);
   readClock(&run->Started);
   EFI_STATUS status = readJobFile(run);
+  if (!EFI_ERROR(status)) {
+    status = readNamedJob(image, run);
+  }
   bool isRefused = status == EFI_INVALID_PARAMETER;
   if (EFI_ERROR(status) && !isRefused) {
     return status;
@@ -228,6 +284,7 @@ static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
   }
   if (isRefused) {
     complain(run->Front, "the job file has mistakes; nothing was run");
+    keepJob(run);
     endResult(run, "refused");
     return status;
   }
@@ -239,6 +296,7 @@ static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
   if (!beginOnce(run)) {
     return EFI_ALREADY_STARTED;
   }
+  keepJob(run);
   bringUp(image, run);
   status = runLines(run);
   endResult(run, EFI_ERROR(status) ? "stopped" : "done");
@@ -252,6 +310,8 @@ static void freeRun(JOB_RUN *run) {
   poolFree(run->Records.items);
   freeDrivers(&run->Drivers);
   freeText(&run->Mistakes);
+  freeText(&run->Fetched);
+  freeJobs(&run->NamedBy);
   freeJobs(&run->File);
 }
 
@@ -264,6 +324,20 @@ static void endMachine(EFI_SYSTEM_TABLE *systemTable, JOB_END end) {
     systemTable->RuntimeServices->ResetSystem(end == JOB_RESET ? RESET_COLD : RESET_SHUTDOWN, EFI_SUCCESS,
                                               /* DataSize= */ 0, /* Data= */ nullptr);
   }
+}
+
+// The machine's network is as it was behind this.
+static EFI_STATUS runOnce(EFI_HANDLE image, XYL_FRONT *front, JOB_END *end) {
+  JOB_RUN run = {};
+  run.Front = front;
+  EFI_STATUS status = runJob(image, &run);
+  *end = EFI_ERROR(status) ? JOB_RETURN : run.End;
+  if (run.NamedBy.Source.Limit != 0 || run.File.Result.Limit != 0) {
+    setLimit(front, 0);
+  }
+  say(front, "==> %a\n", g_jobEnds[*end]);
+  freeRun(&run);
+  return status;
 }
 
 extern "C" EFI_STATUS EFIAPI MediumEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
@@ -285,13 +359,9 @@ extern "C" EFI_STATUS EFIAPI MediumEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *sys
     Print(u"xyl: the medium has no folder \\raidxyl that can be read: %r\r\n", status);
     return status;
   }
-  JOB_RUN run = {};
-  run.Front = &front;
-  status = runJob(image, &run);
+  JOB_END end = JOB_RETURN;
+  status = runOnce(image, &front, &end);
   bool isDone = !EFI_ERROR(status);
-  say(&front, "==> %a\n", isDone ? g_jobEnds[run.End] : "return");
-  JOB_END end = run.End;
-  freeRun(&run);
   closeMedium(&medium);
   if (isDone) {
     endMachine(systemTable, end);

@@ -124,9 +124,7 @@ void writeLine(JSON *json, const JOB_LINE &line, const JOB_RECORD &record, bool 
 }
 
 static void writeEnd(JSON *json, const JOB_RUN &run) {
-  EFI_TIME now;
-  readClock(&now);
-  writeTime(json, "ended", now);
+  writeTime(json, "ended", run.Ended);
   jsonText(json, "end", g_jobEnds[run.End]);
 }
 
@@ -146,6 +144,12 @@ static void writeDocument(JSON *json, const JOB_RUN &run) {
   jsonText(json, "product", run.Server.Product);
   jsonEnd(json);
   jsonText(json, "state", run.State);
+  if (run.NamedBy.Source.WordCount != 0) {
+    jsonText(json, "from", sourceOf(run.NamedBy));
+  }
+  if (EFI_ERROR(run.Sent)) {
+    jsonText(json, "notSent", statusWords(run.Sent));
+  }
   writeTime(json, "started", run.Started);
   if (isOver) {
     writeEnd(json, run);
@@ -160,17 +164,27 @@ static void writeDocument(JSON *json, const JOB_RUN &run) {
   jsonEnd(json);
 }
 
-EFI_STATUS writeResult(const JOB_RUN &run) {
+TEXT makeResult(const JOB_RUN &run) {
   TEXT text = {};
   XYL_FRONT front = capturingFront(&text, run.Front->Kind);
   JSON json = {};
   json.Front = &front;
   writeDocument(&json, run);
+  return text;
+}
+
+EFI_STATUS writeResult(const JOB_RUN &run, const TEXT &result) {
   RESULT_NAME name = resultName(run, RESULT_SUFFIX);
-  EFI_STATUS status = writeOnMedium(run.Front, name.Text, text);
+  EFI_STATUS status = writeOnMedium(run.Front, name.Text, result);
   if (EFI_ERROR(status)) {
     complain(run.Front, "cannot write '%a': %a", name.Text, statusWords(status));
   }
+  return status;
+}
+
+EFI_STATUS writeResult(const JOB_RUN &run) {
+  TEXT text = makeResult(run);
+  EFI_STATUS status = writeResult(run, text);
   freeText(&text);
   return status;
 }

@@ -6,6 +6,7 @@
 #include "client/jobs/jobs.h"
 #include "images/firmware/firmware.h"
 #include "images/medium/file_system.h"
+#include "images/network/network.h"
 
 // A file that cannot be kept on the medium; later lines read it here.
 struct MEMORY_FILE {
@@ -20,7 +21,8 @@ struct MEDIUM {
   EFI_HANDLE Device;
   bool Keeps; // what is written stays; otherwise files go to the console
   POOL_ARRAY<MEMORY_FILE> Files;
-  TEXT Printed; // by the line that runs
+  POOL_ARRAY<CHAR8 *> Written; // names of files that this run wrote on the medium
+  TEXT Printed;                // by the line that runs
 };
 
 inline MEDIUM *mediumOf(const XYL_FRONT *front) {
@@ -37,6 +39,10 @@ void closeMedium(MEDIUM *medium);
 void keepNothing(XYL_FRONT *front);
 // Writes a whole file, also over an old one.
 EFI_STATUS writeOnMedium(const XYL_FRONT *front, const CHAR8 *name, const TEXT &text);
+// The same for what came over the network, which is not shown where nothing can be kept: it may be large, or a secret.
+EFI_STATUS keepFetched(const XYL_FRONT *front, const CHAR8 *name, const CHAR8 *data, UINTN size);
+// Whether this run wrote the file.
+bool hasWritten(const XYL_FRONT *front, const CHAR8 *name);
 
 // --- Drivers ---
 
@@ -72,11 +78,17 @@ struct JOB_RUN {
   UINT32 Sum;   // CRC-32 of the job file
   CHAR8 Job[9]; // and in digits
   JOB_FILE File;
+  JOB_FILE NamedBy; // where that came from: the medium's own, with one line 'job'
+  TEXT Fetched;     // what came then
+  network::Cards Cards;
+  network::Trust Trust;
   POOL_ARRAY<MEDIUM_DRIVER> Drivers;
   POOL_ARRAY<JOB_RECORD> Records; // of the lines
   const CHAR8 *State;             // "running", "done", "stopped" or "refused"
   TEXT Mistakes;                  // of a refused job file
   EFI_TIME Started;
+  EFI_TIME Ended;
+  EFI_STATUS Sent; // the result; EFI_SUCCESS when that is not wanted, too
   JOB_END End;
   OPEN_FILE Progress; // null: not told
   UINT32 Running;     // the line that was told last
@@ -88,12 +100,16 @@ struct RESULT_NAME {
 };
 #define RESULT_SUFFIX ".json"
 #define PROGRESS_SUFFIX ".lines"
+#define FETCHED_SUFFIX ".txt"
 RESULT_NAME resultName(const JOB_RUN &run, const CHAR8 *suffix);
 // Letters that a file name cannot have become underscores.
 void makeFileName(CHAR8 *name);
 
-// Writes the result as it is now.
+// The result as it is now; the caller frees it.
+TEXT makeResult(const JOB_RUN &run);
+// Writes the result, as it is now or was made.
 EFI_STATUS writeResult(const JOB_RUN &run);
+EFI_STATUS writeResult(const JOB_RUN &run, const TEXT &result);
 // Whether an earlier boot of this machine began the same job file on this medium.
 bool hasResult(const JOB_RUN &run);
 // One line's part of it; what was printed is only for the end.
@@ -107,6 +123,19 @@ EFI_STATUS tellProgress(JOB_RUN *run, UINT32 index);
 void closeProgress(JOB_RUN *run);
 // Once the result is kept it is of no more use.
 void endProgress(JOB_RUN *run);
+
+// --- The network ---
+
+// Makes sure before anything runs that what the job wants of the network can be had: EFI_INVALID_PARAMETER, with a
+// message, when it wants https and there is no certificate.
+EFI_STATUS checkTransfers(JOB_RUN *run);
+// Fetches the job that the medium's own file names, into Fetched. Failures come with a message; XYL_NOT_FOUND: the
+// server has none for this machine.
+XYL_RESULT fetchJob(JOB_RUN *run);
+// Runs a line with a transfer.
+XYL_RESULT runTransfer(JOB_RUN *run, const JOB_LINE &line);
+// Sends the result to whom the job says.
+EFI_STATUS sendResult(JOB_RUN *run, const TEXT &result);
 
 // --- What the machine remembers, where the medium keeps nothing ---
 

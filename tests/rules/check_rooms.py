@@ -27,6 +27,7 @@ ENTRY_POINTS = ["providers/" + room for room in "xml_service debug_log sim_contr
 # A folder that others may include by another header than the one of its name, or by more than that.
 HEADERS = {
     **{room: [room.rpartition("/")[2], "commands"] for room in CLIENT + HOST},  # rows for the table of a front
+    "client/jobs": ["jobs", "transfer"],
     "client/command_line": ["command_line", "commands", "rows"],
     "client/change": ["change", "commands", "set_live"],
     "client/verbs": ["verbs", "commands", "layout", "methods", "objects"],
@@ -70,7 +71,8 @@ KNOWN = {
     "images/firmware": DRIVER + CLIENT,
     "images/setup": ["records", "fitting", "driver/xml", "providers/health"],
     "images/shell": DRIVER + CLIENT + ["images/firmware"],
-    "images/medium": DRIVER + CLIENT + ["images/firmware"],
+    "images/network": ["client/jobs"],
+    "images/medium": DRIVER + CLIENT + ["images/firmware", "images/network"],
     **stairs(HOST, DRIVER + CLIENT + ENTRY_POINTS + ["records"]),
     "host/firmware": [],
 }

@@ -1,0 +1,221 @@
+#!/usr/bin/python3
+"""Boots media in real firmware, whose jobs come from a server and whose files go there: check_network.py x64|aarch64 WORK
+[STORY...]. Environment: IMAGES_X64, IMAGES_AA64 and XYL as in run_medium.sh, LIMIT seconds for a boot, ACCEL for x64.
+"""
+import json
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import threading
+import time
+
+from network_server import Server, bytes_of, certificate, closed_port
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+ARCH, WORK, *STORIES = sys.argv[1:]
+LIMIT = int(os.environ.get("LIMIT", "250"))
+NETWORK = "-netdev user,id=n0 -device virtio-net-pci,netdev=n0,romfile= "
+QEMU = {
+    "x64": "qemu-system-x86_64 -machine q35 -accel {} -bios /usr/share/ovmf/OVMF.fd ".format(os.environ.get("ACCEL", "tcg")),
+    "aarch64": "qemu-system-aarch64 -machine virt -cpu cortex-a57 -accel tcg -boot menu=on,splash-time=0 "
+               "-bios /usr/share/qemu-efi-aarch64/QEMU_EFI.fd ",
+}[ARCH] + "-m 512 -nodefaults -display none -no-reboot "
+USB = "-device qemu-xhci -drive if=none,id=m0,format=raw,file={} -device usb-storage,drive=m0,bootindex=0 "
+CD = {"x64": "-drive if=none,id=m0,format=raw,media=cdrom,readonly=on,file={} -device ide-cd,drive=m0,bootindex=0 ",
+      "aarch64": "-drive if=none,id=m0,format=raw,media=cdrom,readonly=on,file={} -device virtio-scsi-pci "
+                 "-device scsi-cd,drive=m0,bootindex=0 "}[ARCH]
+TOLD = "SN_42-01234567-89AB-CDEF-0123-456789ABCDEF"
+failures = []
+
+
+def check(holds, words):
+    if not holds:
+        failures.append(words)
+        print(f"network {ARCH}: {words}", flush=True)
+
+
+class Medium:
+    def __init__(self, name, jobs, kind="img", files=()):
+        self.name, self.file, self.console = name, f"{name}.{kind}", ""
+        shutil.rmtree(name, ignore_errors=True)
+        for arch, images in (("x64", "IMAGES_X64"), ("aa64", "IMAGES_AA64")):
+            os.makedirs(f"{name}/drivers/{arch}")
+            folder = os.environ.get(images, ROOT / "build" / {"x64": "efi", "aa64": "efi-aarch64"}[arch])
+            shutil.copy(f"{folder}/RaidSim.efi", f"{name}/drivers/{arch}")
+            pathlib.Path(f"{name}/drivers/{arch}/RaidSim.opt").write_text("demo\n")
+        for file, content in {"jobs.txt": jobs, **dict(files)}.items():
+            pathlib.Path(f"{name}/{file}").write_bytes(content if isinstance(content, bytes) else content.encode())
+        made = subprocess.run([ROOT / "tools/make_medium.sh", name, self.file], capture_output=True, text=True, check=False)
+        check(made.returncode == 0, f"{name}: no medium: {made.stdout}{made.stderr}")
+
+    def boot(self, serial="SN/42", others=NETWORK):
+        log = f"{self.name}.console"
+        drive = (USB if self.file.endswith("img") else CD).format(self.file)
+        begun = time.monotonic()
+        try:
+            code = subprocess.run([*(QEMU + drive + others + f"-serial file:{log}").split(), "-smbios",
+                                   f"type=1,serial={serial},uuid=01234567-89ab-cdef-0123-456789abcdef"],
+                                  timeout=LIMIT, check=False).returncode
+            check(code == 0, f"{self.name}: QEMU ended with {code}")
+        except subprocess.TimeoutExpired:
+            check(False, f"{self.name}: out of time")
+        raw = pathlib.Path(log).read_bytes()
+        self.console = re.sub(rb"\x1b\[[0-9;?=]*[A-Za-z]|\r", b"", raw).decode("latin1")
+        print(f"network {ARCH}: {self.name} booted for {time.monotonic() - begun:.0f} s", flush=True)
+
+    def said(self, *words):
+        for part in words:
+            check(part in self.console, f"{self.name}: not said: {part}")
+
+    def collect(self):
+        """The folder with its files: of the medium, or of the console."""
+        folder = pathlib.Path(f"{self.name}.files")
+        shutil.rmtree(folder, ignore_errors=True)
+        folder.mkdir()
+        if self.file.endswith("img"):
+            subprocess.run(["mcopy", "-n", "-s", "-i", f"{self.file}@@1M", "::/raidxyl", folder], check=True)
+            return folder / "raidxyl"
+        subprocess.run([os.environ["XYL"], "unpack", f"{self.name}.console", folder], check=True, capture_output=True)
+        return folder
+
+    def result(self):
+        return json.loads((self.collect() / f"results/{TOLD}.json").read_text())
+
+
+# --- Stories ---
+
+# A line, the exit code it ends with, and what it says.
+def lines_for(server, late_port):
+    url = server.url
+    return [
+        (f"fetch {url}/bytes/1000 in\\plain.bin", 0, "fetched 1000 bytes"),
+        (f"fetch {url}/bytes/0 in\\empty.bin", 0, "fetched 0 bytes"),
+        (f"fetch {url}/bytes/{1 << 20} in\\large.bin", 0, "fetched 1048576 bytes"),
+        (f"fetch {url}/chunks/100000 in\\chunks.bin", 0, "fetched 100000 bytes"),
+        (f"fetch {url}/odd%%20name%%C3%%A4 in\\host.txt", 0, ""),
+        (f"fetch {url}/flaky/300 in\\flaky.bin", 0, "attempt 3 of 3"),
+        (f"fetch {url}/late/200 in\\late.bin", 0, ""),
+        (f"fetch http://10.0.2.2:{late_port}/bytes/50 in\\waited.bin", 0, "nobody listens"),
+        # An answer that is not whole leaves no file, and the old one as it was.
+        (f"fetch {url}/bytes/10 in\\kept.bin", 0, ""),
+        (f"fetch {url}/short/5000 in\\kept.bin", 4, "the answer broke off"),
+        (f"fetch {url}/short-chunks/3000 in\\none.bin", 4, "the answer broke off"),
+        (f"fetch {url}/endless/3000 in\\none.bin", 4, "does not say how long it is"),
+        (f"fetch {url}/huge in\\none.bin", 4, "the answer is too large"),
+        (f"fetch {url}/elsewhere in\\none.bin", 4, "the server answers 302; redirects are not followed"),
+        (f"fetch {url}/none in\\none.bin", 3, "the server answers 404"),
+        # What goes there.
+        ("get -o saved\\%SERIAL%.xml", 0, ""),
+        (f"send saved\\%SERIAL%.xml {url}/%SERIAL%/saved.xml", 0, "the server answers 201"),
+        (f"send in\\large.bin {url}/large post", 0, "sent 1048576 bytes"),
+        (f"send in\\empty.bin {url}/204", 0, "the server answers 204"),
+        (f"send in\\plain.bin {url}/late/503 put", 0, "the server answers 503"),
+        (f"send in\\plain.bin {url}/refused", 4, "the server answers 403"),
+        (f"send none.bin {url}/never", 3, "cannot read"),
+    ]
+
+
+def start_late(console, port, words):
+    """Starts a server once the guest has tried in vain."""
+    def wait():
+        for _ in range(LIMIT * 20):
+            if words in pathlib.Path(console).read_bytes().decode("latin1"):
+                Server(port=port)
+                return
+            time.sleep(0.05)
+    threading.Thread(target=wait, daemon=True).start()
+
+
+def fetches_and_sends():
+    server, port = Server(), closed_port()
+    rows = lines_for(server, port)
+    jobs = "attempts 3 1\nsend result.json " + server.url + "/%SERIAL%/%UUID%.json\n"
+    medium = Medium("lines", jobs + "\n".join(row[0] for row in rows) + "\nend shutdown\n")
+    pathlib.Path("lines.console").write_text("")
+    start_late("lines.console", port, "nobody listens")
+    medium.boot()
+    files, result = medium.collect(), medium.result()
+    for (line, code, words), told in zip(rows, result["lines"]):
+        check((told.get("exitCode"), words in told.get("printed", "")) == (code, True), f"{line}: {told}")
+    for name, size in {"plain": 1000, "empty": 0, "large": 1 << 20, "chunks": 100000, "flaky": 300, "late": 200,
+                       "waited": 50, "kept": 10}.items():
+        path = files / f"in/{name}.bin"
+        check(path.exists() and path.read_bytes() == bytes_of(size), f"{path} is not what the server has")
+    check(not (files / "in/none.bin").exists(), "an answer that broke off left a file")
+    check((files / "in/host.txt").read_text() == f"10.0.2.2:{server.port}", "the Host is another")
+    saved = (files / "saved/SN_42.xml").read_bytes()
+    written = (files / f"results/{TOLD}.json").read_bytes()
+    for path, wanted in {"/SN_42/saved.xml": ("PUT", saved), "/large": ("POST", bytes_of(1 << 20)), "/204": ("PUT", b""),
+                         "/late/503": ("PUT", bytes_of(1000)),
+                         "/SN_42/01234567-89AB-CDEF-0123-456789ABCDEF.json": ("PUT", written)}.items():
+        check(server.kept.get(path) == wanted, f"the server has another {path} than the machine")
+    check(server.asked[-1].endswith(".json"), "the result is not sent last")
+    check("Content" not in str(server.kept.keys()) and len(server.kept) == 5, f"the server has more: {server.kept.keys()}")
+
+
+JOB = """attempts 1
+fetch {wrong}/bytes/10 wrong.bin
+fetch {expired}/bytes/10 expired.bin
+fetch {foreign}/bytes/10 foreign.bin
+fetch {url}/bytes/70000 fetched.bin
+get -o saved.xml
+send saved.xml {url}/saved.xml
+send jobs.txt {url}/jobs.txt
+send result.json {closed}/result.json
+end shutdown
+"""
+
+
+def takes_jobs_over_tls():
+    """A job by HTTPS for each machine, with a login and a fixed address, on a medium that cannot be written."""
+    jobs = {}
+    server = Server(certificate("server", "IP:10.0.2.2"), login=True, jobs=jobs)
+    wrong = Server(certificate("wrong", "IP:10.0.2.9"))
+    expired = Server(certificate("expired", "IP:10.0.2.2", expired=True))
+    foreign = Server(certificate("foreign", "IP:10.0.2.2"))
+    jobs["SN_42.txt"] = JOB.format(url=server.url, wrong=wrong.url, expired=expired.url, foreign=foreign.url,
+                                   closed=f"https://10.0.2.2:{closed_port()}")
+    trusted = b"".join(open(f"{name}.crt", "rb").read() for name in ("server", "wrong", "expired"))
+    named = f"network 10.0.2.77/24 10.0.2.2\njob {server.url}/jobs/%SERIAL%.txt\n"
+    files = {"ca.pem": trusted, "logins.txt": f"http://10.0.2.2:{server.port} no:body\n"
+                                              f"{server.url} medium:geheim with blanks\n"}
+    medium = Medium("job", named, "iso", files)
+    medium.boot()
+    medium.said("has the address 10.0.2.77", f"==> job {server.url}/jobs/SN_42.txt", "the result is not sent")
+    check("geheim" not in medium.console, "the console tells the password")
+    folder, result = medium.collect(), medium.result()
+    check([line.get("exitCode") for line in result["lines"]][3:] == [0, 0, 0, 4, None], f"lines: {result['lines']}")
+    check("not written by this job" in result["lines"][6]["printed"], "what the job did not write is sent")
+    # Both firmwares take a certificate that has expired; what docs/medium.md says of it is this.
+    check([line["exitCode"] for line in result["lines"][:3]] == [4, 0, 4], f"trusts others: {result['lines'][:3]}")
+    check(result["from"] == f"{server.url}/jobs/SN_42.txt", "the result does not tell where the job came from")
+    check((folder / f"results/{TOLD}.txt").read_text() == jobs["SN_42.txt"], "the job that ran is not kept")
+    check(server.kept.get("/saved.xml") == ("PUT", (folder / "saved.xml").read_bytes()), "the server has another document")
+    check(list(server.kept) == ["/saved.xml"], f"the server has more: {server.kept.keys()}")
+    check(not (folder / "fetched.bin").exists() and "file fetched.bin" not in medium.console, "the console shows what was fetched")
+    # A machine for which there is nothing.
+    medium = Medium("nothing", named, files=files)
+    subprocess.run(["mcopy", "-i", f"{medium.file}@@1M", "-", "::/startup.nsh"], input=b"echo went on\r\nreset -s\r\n", check=True)
+    medium.boot(serial="SN/43")
+    medium.said("the server answers 404", "the server has no job for this machine", "==> return", "went on")
+    check(not (medium.collect() / "results").exists(), "there is a result of nothing")
+
+
+def main():
+    shutil.rmtree(WORK, ignore_errors=True)
+    os.environ["XYL"] = os.path.realpath(os.environ.get("XYL", ROOT / "build/release/bin/xyl"))
+    os.makedirs(WORK)
+    os.chdir(WORK)
+    for story in STORIES or ("fetches_and_sends", "takes_jobs_over_tls"):
+        before = len(failures)
+        globals()[story]()
+        if len(failures) == before:
+            print(f"network {ARCH}: {story}: ok", flush=True)
+    sys.exit(1 if failures else 0)
+
+
+if __name__ == "__main__":
+    main()
