@@ -72,6 +72,9 @@ struct XYL_FRONT {
   // the caller overwrites. EFI_NOT_FOUND: nobody can be asked; EFI_ABORTED: the person gave up; EFI_BAD_BUFFER_SIZE:
   // the line is longer. Without success nothing stays in secret. Null is nobody.
   EFI_STATUS (*AskSecret)(const XYL_FRONT *front, const CHAR8 *question, CHAR8 *secret, UINTN capacity) = nullptr;
+  // Reads a file in which another system describes a layout, and makes a layout document of it: pool memory, which the
+  // caller frees. A failure comes with a message. Null: the front knows no such files.
+  XYL_RESULT (*TranslateLayout)(const XYL_FRONT *front, const CHAR8 *file, CHAR8 **document) = nullptr;
   XYL_COMMANDS Commands = {};        // for xylParse and xylHelp
   const CHAR8 *ServerName = nullptr; // what people call the machine; null: as its firmware does
   bool Terminal = false;             // the standard output is a terminal, which may take bytes for commands
@@ -129,6 +132,8 @@ enum XYL_OPTION_ID {
   XYL_OPTION_REPORTS,
   XYL_OPTION_PROGRESS,
   XYL_OPTION_PLAN,
+  XYL_OPTION_SHOW_LAYOUT,
+  XYL_OPTION_LAYOUT,
   XYL_OPTION_COUNT
 };
 

@@ -62,10 +62,12 @@ static constexpr JSON_MEMBER g_jsonMembers[] = {
     {"fleetGroup", "features", "[fleetFeature]"},
     {"fleetFeature", "what", "text"},
     {"fleetFeature", "count", "number"},
+    {"fleetGroup", "lacking?", "number"},
     {"fleetFile", "file", "text"},
     {"fleetFile", "group", "number|null"},
     {"fleetFile", "serial?", "text"},
     {"fleetFile", "wrong", "[text]"},
+    {"fleetFile", "lacks?", "[text]"},
 
     {"controller", "name", "text"},
     {"controller", "pci", "text"},

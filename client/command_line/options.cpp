@@ -14,7 +14,8 @@ static constexpr XYL_OPTION g_all[] = {
     {nullptr, "--controller", "FILE", XYL_FRONT_HOST, "simulate the controller kept in FILE, made by 'xyl sim new'"},
     {nullptr, "--log", "LEVEL", XYL_FRONT_HOST, "show the driver's log from LEVEL on: trace, warn or error"},
     {nullptr, "--force", nullptr, XYL_FRONT_BOTH, "overwrite an existing file"},
-    {nullptr, "--from", "SAVED.xml", XYL_FRONT_HOST, "make the controller that a saved configuration describes"},
+    {nullptr, "--from", "FILE", XYL_FRONT_HOST,
+     "make the controller of a saved configuration, or the layout of OpenStack's target_raid_config"},
     {nullptr, "--size", "SIZE", XYL_FRONT_BOTH, "size of what is new, as 600GB (decimal), 64GiB (binary) or in bytes"},
     {nullptr, "--model", "MODEL", XYL_FRONT_HOST, "model of the new disk, or a part of its name"},
     {nullptr, "--json", nullptr, XYL_FRONT_BOTH, "print the result as one JSON document; messages stay apart"},
@@ -51,6 +52,8 @@ static constexpr XYL_OPTION g_all[] = {
     {nullptr, "--progress", nullptr, XYL_FRONT_HOST,
      "tell each step as soon as it is done, where no terminal shows them"},
     {nullptr, "--plan", nullptr, XYL_FRONT_BOTH, "say what would be done, and do nothing"},
+    {nullptr, "--show-layout", nullptr, XYL_FRONT_HOST, "print the layout as a document and do nothing"},
+    {nullptr, "--layout", "LAYOUT.xml", XYL_FRONT_HOST, "tell of each configuration what it lacks of a layout"},
 };
 
 static_assert(sizeof(g_all) / sizeof(g_all[0]) == XYL_OPTION_COUNT, "each option has its row");

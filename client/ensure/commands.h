@@ -7,11 +7,11 @@
 inline constexpr XYL_COMMAND g_ensureCommand = {
     .Name = "ensure",
     .Operands = "LAYOUT.xml",
-    .OperandsMin = 1,
     .OperandsMax = 1,
-    .Options = VERB_OPTIONS | optionSet(XYL_OPTION_PLAN, XYL_OPTION_INCOMPLETE),
+    .Options =
+        VERB_OPTIONS | optionSet(XYL_OPTION_PLAN, XYL_OPTION_INCOMPLETE, XYL_OPTION_FROM, XYL_OPTION_SHOW_LAYOUT),
     .Outcomes = COMPARING_OUTCOMES,
-    .Need = needController,
+    .Need = needOfEnsure,
     .ChangesController = true,
     .Summary = "brings a controller to what a layout says",
     .Description =
@@ -27,7 +27,8 @@ inline constexpr XYL_COMMAND g_ensureCommand = {
         "does nothing, and one that was cut off goes on.\n"
         "With --plan nothing is changed; the return value is that for differences when something would be.",
     .HostExamples = "xyl ensure web.xml --plan --controller lab.json\n"
-                    "xyl ensure web.xml --yes --controller lab.json",
+                    "xyl ensure web.xml --yes --controller lab.json\n"
+                    "xyl ensure --from target_raid_config.json --show-layout",
     .ShellExamples = "xyl ensure fs0:\\web.xml --plan\n"
                      "xyl ensure fs0:\\web.xml --yes -c 03:00.0",
     .Run = runEnsure,

@@ -226,22 +226,61 @@ static XYL_RESULT runOn(const Run &run) {
   return change(run, finding);
 }
 
-} // namespace ensure
-
-XYL_RESULT runEnsure(const XYL_CONTEXT &context) {
-  if (hasOption(context, XYL_OPTION_PLAN) && hasOption(context, XYL_OPTION_SHOW)) {
-    complain(context.Front, "--plan and --show exclude each other; give one of them");
+// The text of the layout: of the file that is named, or what the front makes of the one behind --from.
+static XYL_RESULT readText(const XYL_CONTEXT &context, const CHAR8 **file, DOCUMENT_TEXT *document) {
+  const CHAR8 *from = context.Request->Options[XYL_OPTION_FROM];
+  if ((from != nullptr) == (context.Request->OperandCount != 0)) {
+    complain(context.Front, context.Front->TranslateLayout != nullptr ? "give a layout, as LAYOUT.xml or as --from FILE"
+                                                                      : "give a layout, as LAYOUT.xml");
     return wrongUsage();
   }
-  ensure::Run run = {context, {}, context.Request->Operands[0], {}};
+  if (from == nullptr) {
+    *file = context.Request->Operands[0];
+    return readDocument(context, *file, document);
+  }
+  *file = from;
+  XYL_RESULT result = context.Front->TranslateLayout(context.Front, from, &document->Text);
+  document->Size = isFailure(result) ? 0 : textLength(document->Text);
+  return result;
+}
+
+// Of the options that show instead of changing there may be one.
+static XYL_RESULT checkShown(const XYL_CONTEXT &context) {
+  static constexpr XYL_OPTION_ID shown[] = {XYL_OPTION_PLAN, XYL_OPTION_SHOW, XYL_OPTION_SHOW_LAYOUT};
+  const CHAR8 *other = nullptr;
+  for (XYL_OPTION_ID id : shown) {
+    if (hasOption(context, id) && other != nullptr) {
+      complain(context.Front, "%a and %a exclude each other; give one of them", other, g_xylOptions[id].Long);
+      return wrongUsage();
+    }
+    other = hasOption(context, id) ? g_xylOptions[id].Long : other;
+  }
+  return succeeded();
+}
+
+} // namespace ensure
+
+XYL_NEED needOfEnsure(const XYL_REQUEST &request) {
+  return request.Options[XYL_OPTION_SHOW_LAYOUT] != nullptr ? XYL_NEED_NOTHING : XYL_NEED_TO_READ;
+}
+
+XYL_RESULT runEnsure(const XYL_CONTEXT &context) {
+  ensure::Run run = {context, {}, nullptr, {}};
   DOCUMENT_TEXT document = {};
-  XYL_RESULT result = readDocument(context, run.file, &document);
+  bool isShown = hasOption(context, XYL_OPTION_SHOW_LAYOUT);
+  XYL_RESULT result = ensure::checkShown(context);
   if (!isFailure(result)) {
+    result = ensure::readText(context, &run.file, &document);
+  }
+  if (!isFailure(result) && !isShown) {
     result = openController(context, &run.controller);
   }
   if (!isFailure(result)) {
     result = ensure::readLayout(context, run.file, document.Text, &run.layout);
   }
+  if (!isFailure(result) && isShown) {
+    sayDocument(context.Front, document.Text, document.Size);
+  }
   releaseDocument(&document);
-  return isFailure(result) ? result : ensure::runOn(run);
+  return isFailure(result) || isShown ? result : ensure::runOn(run);
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "client/documents/documents.h"
+#include "client/ensure/layout.h"
 #include "client/guard/guard.h"
 #include "client/output/output.h"
 #include "host/common/common.h"
@@ -16,7 +17,8 @@ namespace {
 struct Totals {
   size_t configurations = 0;
   size_t troubled = 0;
-  size_t odd = 0; // configurations outside the largest group of their model
+  size_t odd = 0;     // configurations outside the largest group of their model
+  size_t lacking = 0; // configurations that are not as the layout says
 };
 
 Totals totalsOf(const Survey &survey) {
@@ -25,16 +27,20 @@ Totals totalsOf(const Survey &survey) {
     bool isConfiguration = row.group != NO_GROUP;
     totals.configurations += isConfiguration ? 1 : 0;
     totals.troubled += row.troubles.empty() ? 0 : 1;
+    totals.lacking += row.lacks.empty() ? 0 : 1;
     totals.odd += isConfiguration && survey.groups[row.group].usual != row.group ? 1 : 0;
   }
   return totals;
 }
 
-std::string totalWords(const Survey &survey) {
+// layout is the file's name, or empty.
+std::string totalWords(const Survey &survey, const std::string &layout) {
   Totals totals = totalsOf(survey);
+  std::string lacking = ", " + std::to_string(totals.lacking) + " not as '" + layout + "' says";
   return countText(survey.rows.size(), "file") + ", " + countText(totals.configurations, "configuration") + " in " +
          countText(survey.groups.size(), "group") + ", " + std::to_string(totals.odd) +
-         " unlike the most of their model, " + std::to_string(totals.troubled) + " with something wrong";
+         " unlike the most of their model, " + std::to_string(totals.troubled) + " with something wrong" +
+         (layout.empty() ? "" : lacking);
 }
 
 std::string groupNumber(size_t group) {
@@ -51,15 +57,23 @@ std::string joinedText(const std::vector<std::string> &texts, const char *separa
 
 // --- Tables ---
 
-bool sayGroups(const XYL_FRONT *front, const Survey &survey) {
+bool sayGroups(const XYL_FRONT *front, const Survey &survey, bool isJudged) {
   static constexpr TABLE_COLUMN columns[] = {{"group", 6, true, false},
                                              {"files", 6, true, false},
                                              {"controller", 30, false, false},
                                              {"virtual disks", 200, false, false}};
+  static constexpr TABLE_COLUMN judgedColumns[] = {
+      columns[0], columns[1], {"lacking", 7, true, false}, columns[2], columns[3]};
   TABLE table = {columns, std::size(columns), {}, false};
+  if (isJudged) {
+    table = {judgedColumns, std::size(judgedColumns), {}, false};
+  }
   for (size_t i = 0; i < survey.groups.size(); ++i) {
     addCell(&table, groupNumber(i).c_str());
     addCell(&table, std::to_string(survey.groups[i].files.size()).c_str());
+    if (isJudged) {
+      addCell(&table, std::to_string(survey.groups[i].lacking).c_str());
+    }
     addCell(&table, survey.groups[i].model.c_str());
     addCell(&table, survey.groups[i].virtualDisks.c_str());
   }
@@ -100,13 +114,25 @@ void sayTroubles(const XYL_FRONT *front, const Survey &survey) {
   }
 }
 
-void sayAll(const XYL_FRONT *front, const Survey &survey) {
-  if (!survey.groups.empty() && !sayGroups(front, survey)) {
+void sayLacks(const XYL_FRONT *front, const Survey &survey, const std::string &layout) {
+  bool isFirst = true;
+  for (const Row &row : survey.rows) {
+    if (!row.lacks.empty()) {
+      say(front, isFirst ? "\nnot as '%a' says:\n" : "", layout.c_str());
+      sayLine(front, row.file + ": " + joinedText(row.lacks, "; "));
+      isFirst = false;
+    }
+  }
+}
+
+void sayAll(const XYL_FRONT *front, const Survey &survey, const std::string &layout) {
+  if (!survey.groups.empty() && !sayGroups(front, survey, !layout.empty())) {
     throw std::bad_alloc();
   }
+  sayLacks(front, survey, layout);
   sayOdd(front, survey);
   sayTroubles(front, survey);
-  say(front, "\n%a\n", totalWords(survey).c_str());
+  say(front, "\n%a\n", totalWords(survey, layout).c_str());
 }
 
 // --- JSON ---
@@ -119,13 +145,16 @@ void writeTexts(JSON *json, const char *name, const std::vector<std::string> &te
   jsonEnd(json);
 }
 
-void writeGroup(JSON *json, const Survey &survey, size_t number) {
+void writeGroup(JSON *json, const Survey &survey, size_t number, bool isJudged) {
   const Group &group = survey.groups[number];
   jsonObject(json, nullptr);
   jsonNumber(json, "group", number + 1);
   jsonNumber(json, "count", group.files.size());
   jsonText(json, "controller", group.model.c_str());
   jsonNumber(json, "usual", group.usual + 1);
+  if (isJudged) {
+    jsonNumber(json, "lacking", group.lacking);
+  }
   writeTexts(json, "differences", group.differences);
   jsonArray(json, "features");
   for (const auto &[line, count] : group.features) {
@@ -146,16 +175,19 @@ void writeRow(JSON *json, const Row &row) {
     jsonText(json, "serial", row.serial.c_str());
   }
   writeTexts(json, "wrong", row.troubles);
+  if (row.isJudged) {
+    writeTexts(json, "lacks", row.lacks);
+  }
   jsonEnd(json);
 }
 
-void writeJson(const XYL_FRONT *front, const Survey &survey) {
+void writeJson(const XYL_FRONT *front, const Survey &survey, bool isJudged) {
   JSON json = {};
   json.Front = front;
   jsonObject(&json, nullptr);
   jsonArray(&json, "groups");
   for (size_t i = 0; i < survey.groups.size(); ++i) {
-    writeGroup(&json, survey, i);
+    writeGroup(&json, survey, i, isJudged);
   }
   jsonEnd(&json);
   jsonArray(&json, "files");
@@ -174,8 +206,13 @@ std::string escaped(const std::string &text) {
   return markup;
 }
 
-void putGroups(std::string &page, const Survey &survey) {
-  HtmlTable table(page, "Groups of equal configurations", {"Group", "Files", "Controller", "Unlike the largest one"});
+void putGroups(std::string &page, const Survey &survey, const std::string &layout) {
+  std::string lacking = "Not as " + layout + " says";
+  std::vector<std::string_view> columns = {"Group", "Files", "Controller", "Unlike the largest one"};
+  if (!layout.empty()) {
+    columns.push_back(lacking);
+  }
+  HtmlTable table(page, "Groups of equal configurations", columns);
   for (size_t i = 0; i < survey.groups.size(); ++i) {
     const Group &group = survey.groups[i];
     table.row("g" + groupNumber(i));
@@ -183,12 +220,17 @@ void putGroups(std::string &page, const Survey &survey) {
     table.text(std::to_string(group.files.size()));
     table.text(group.model);
     table.text(orDash(joinedText(group.differences, "; ")));
+    if (!layout.empty()) {
+      table.text(std::to_string(group.lacking));
+    }
   }
 }
 
-// What is wrong comes first, then what is unlike others.
+// What is wrong comes first, then what is not as it should be, then what is unlike others.
+constexpr int WEIGHTS = 4;
 int weightOf(const Survey &survey, const Row &row) {
-  return !row.troubles.empty() ? 0 : row.group != NO_GROUP && survey.groups[row.group].usual != row.group ? 1 : 2;
+  bool isOdd = row.group != NO_GROUP && survey.groups[row.group].usual != row.group;
+  return !row.troubles.empty() ? 0 : !row.lacks.empty() ? 1 : isOdd ? 2 : 3;
 }
 
 // A name as a reference: what has a meaning there is written in hexadecimal digits.
@@ -203,9 +245,14 @@ std::string urlOf(const std::string &name) {
   return url;
 }
 
-void putRows(std::string &page, const Survey &survey, const std::string &reports) {
-  HtmlTable table(page, "Files; what is wrong comes first", {"File", "Group", "Wrong"});
-  for (int weight = 0; weight < 3; ++weight) {
+void putRows(std::string &page, const Survey &survey, const std::string &reports, const std::string &layout) {
+  std::string lacking = "Not as " + layout + " says";
+  std::vector<std::string_view> columns = {"File", "Group", "Wrong"};
+  if (!layout.empty()) {
+    columns.push_back(lacking);
+  }
+  HtmlTable table(page, "Files; what is wrong comes first", columns);
+  for (int weight = 0; weight < WEIGHTS; ++weight) {
     for (const Row &row : survey.rows) {
       if (weightOf(survey, row) != weight) {
         continue;
@@ -218,18 +265,22 @@ void putRows(std::string &page, const Survey &survey, const std::string &reports
       table.cell(link.empty() ? escaped(row.file) : link);
       table.text(groupNumber(row.group));
       table.text(orDash(joinedText(row.troubles, "; ")));
+      if (!layout.empty()) {
+        table.text(orDash(joinedText(row.lacks, "; ")));
+      }
     }
   }
 }
 
-std::string pageOf(const Survey &survey, const std::string &folder, const std::string &reports) {
+std::string pageOf(const Survey &survey, const std::string &folder, const std::string &reports,
+                   const std::string &layout) {
   std::string page;
   std::string title = "RAID configurations in " + folder;
   putPageHead(page, title);
   put(page, "<header class=\"wrap\">\n<h1>%</h1>\n", {title});
-  put(page, "<p class=\"note\">%.</p>\n</header>\n<main class=\"wrap\">\n", {totalWords(survey)});
-  putGroups(page, survey);
-  putRows(page, survey, reports);
+  put(page, "<p class=\"note\">%.</p>\n</header>\n<main class=\"wrap\">\n", {totalWords(survey, layout)});
+  putGroups(page, survey, layout);
+  putRows(page, survey, reports, layout);
   put(page, "</main>\n</body>\n</html>\n");
   return page;
 }
@@ -253,9 +304,17 @@ struct OutputHolder {
   ~OutputHolder() { dropOutput(context, output); }
 };
 
-bool isAsOne(const Survey &survey) {
+// A layout is for servers that are not alike.
+bool isAllWell(const Survey &survey, bool isJudged) {
   Totals totals = totalsOf(survey);
-  return totals.odd == 0 && totals.troubled == 0;
+  return totals.troubled == 0 && (isJudged ? totals.lacking : totals.odd) == 0;
+}
+
+// Reads the layout of --layout, if there is one.
+XYL_RESULT readWanted(const XYL_CONTEXT &context, const CHAR8 *file, ensure::Layout *layout) {
+  HOST_DOCUMENT document;
+  XYL_RESULT result = file != nullptr ? readDocument(context, file, &document.text) : succeeded();
+  return file == nullptr || isFailure(result) ? result : ensure::readLayout(context, file, document.text.Text, layout);
 }
 
 } // namespace
@@ -270,29 +329,36 @@ XYL_RESULT runFleet(const XYL_CONTEXT &context) {
     complain(context.Front, "the standard output takes the page or --json, not both");
     return wrongUsage();
   }
+  const CHAR8 *layoutFile = context.Request->Options[XYL_OPTION_LAYOUT];
+  ensure::Layout layout;
+  XYL_RESULT result = fleet::readWanted(context, layoutFile, &layout);
+  if (isFailure(result)) {
+    return result;
+  }
   OUTPUT output = {};
-  XYL_RESULT result = openOutput(context, file, fleet::PAGE_ROOM, &output);
+  result = openOutput(context, file, fleet::PAGE_ROOM, &output);
   if (isFailure(result)) {
     return result;
   }
   fleet::OutputHolder holder{context, &output};
   std::string reportsFolder = reports != nullptr ? reports : "";
-  fleet::Survey survey = fleet::surveyFolder(context, folder, reportsFolder);
+  std::string layoutName = layoutFile != nullptr ? layoutFile : "";
+  fleet::Survey survey = fleet::surveyFolder(context, folder, reportsFolder, layoutFile != nullptr ? &layout : nullptr);
   if (survey.rows.empty()) {
     complain(context.Front, "'%a' holds no .xml and no .json file", folder);
     return notFound();
   }
   if (file != nullptr) {
-    std::string page = fleet::pageOf(survey, folder, fleet::linkTo(reportsFolder, file));
+    std::string page = fleet::pageOf(survey, folder, fleet::linkTo(reportsFolder, file), layoutName);
     result = writeOutput(context, &output, page.c_str(), page.size(), /* before= */ "");
   }
   if (isFailure(result)) {
     return result;
   }
   if (hasOption(context, XYL_OPTION_JSON)) {
-    fleet::writeJson(context.Front, survey);
+    fleet::writeJson(context.Front, survey, layoutFile != nullptr);
   } else if (!isPrinted) {
-    fleet::sayAll(context.Front, survey);
+    fleet::sayAll(context.Front, survey, layoutName);
   }
-  return fleet::isAsOne(survey) ? succeeded() : different();
+  return fleet::isAllWell(survey, layoutFile != nullptr) ? succeeded() : different();
 }

@@ -8,7 +8,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include "client/ensure/judge.h"
+#include "client/ensure/tell.h"
+#include "client/guard/guard.h"
 #include "client/output/output.h"
+#include "driver/request/request.h"
 #include "host/common/common.h"
 #include "host/report/report.h"
 
@@ -20,7 +24,7 @@ namespace {
 
 using Json = nlohmann::json;
 
-void keepError(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
+void keepText(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
   static_cast<std::string *>(front->Context)->append(text, length);
 }
 
@@ -30,19 +34,45 @@ std::string complaintOf(const std::string &printed) {
   return line.substr(line.find("xyl: ") == 0 ? 5 : 0);
 }
 
+// A configuration as the driver has it, given back at the end.
+struct Configuration {
+  RAID_CONFIG *records = nullptr;
+
+  Configuration() = default;
+  Configuration(const Configuration &) = delete;
+  Configuration &operator=(const Configuration &) = delete;
+  ~Configuration() { releaseConfig(records); }
+};
+
+// The lines of a table without their columns.
+std::vector<std::string> linesOf(const std::string &printed) {
+  std::vector<std::string> lines;
+  for (size_t at = 0; at < printed.size();) {
+    size_t end = std::min(printed.find('\n', at), printed.size());
+    std::string line;
+    for (; at < end; ++at) {
+      bool isColumn = printed[at] == ' ' && (line.empty() || line.back() == ' ');
+      line += isColumn ? "" : printed.substr(at, 1);
+    }
+    lines.push_back(line);
+    at = end + 1;
+  }
+  return lines;
+}
+
 class Surveyor {
 public:
-  Surveyor(const XYL_CONTEXT &context, const fs::path &folder, const fs::path &reports)
-      : folder_(folder), reports_(reports),
+  Surveyor(const XYL_CONTEXT &context, const fs::path &folder, const fs::path &reports, const ensure::Layout *layout)
+      : folder_(folder), reports_(reports), layout_(layout),
         replaces_(hasOption(context, XYL_OPTION_FORCE) ? FILE_REPLACES_OLD : FILE_REPLACES_NONE),
         front_(*context.Front), context_{&front_, context.Request} {
     front_.Context = &complaint_;
-    front_.WriteError = keepError;
+    front_.WriteError = keepText;
   }
 
   Survey run() {
     for (const std::string &file : files()) {
-      Row row = {.file = file, .serial = {}, .troubles = {}};
+      Row row = {.file = file, .serial = {}, .troubles = {}, .lacks = {}};
       file.ends_with(".json") ? readResult(&row) : readConfiguration(&row);
       survey_.rows.push_back(row);
     }
@@ -98,9 +128,33 @@ private:
     REPORT_MODEL model = readModel(document.root);
     row->troubles = troublesOf(model);
     row->group = groupOf(model, row->file);
+    if (layout_ != nullptr) {
+      judge(row, document.text.Text);
+    }
     if (!reports_.empty()) {
       writeReport(*row, document.root);
     }
+  }
+
+  // What 'ensure' would do or refuse. Whether the controller is one over disks, with shorter names, no document tells.
+  void judge(Row *row, const CHAR8 *text) {
+    Configuration configuration;
+    complaint_.clear();
+    if (isFailure(::readConfiguration(context_, "it", text, &configuration.records))) {
+      row->troubles.push_back(complaintOf(complaint_));
+      return;
+    }
+    ensure::Judgement judgement;
+    if (EFI_ERROR(ensure::judge(*configuration.records, /* isOnDisks= */ false, *layout_, &judgement))) {
+      throw std::bad_alloc();
+    }
+    std::string printed;
+    XYL_FRONT front = front_;
+    front.Context = &printed;
+    front.WriteOut = keepText;
+    ensure::sayJudgement(&front, *configuration.records, judgement, ensure::Lines::open);
+    row->lacks = linesOf(printed);
+    row->isJudged = true;
   }
 
   void writeReport(const Row &row, const XML_NODE *root) const {
@@ -147,7 +201,7 @@ private:
       for (const REPORT_VIRTUAL_DISK &each : model.virtualDisks) {
         levels += (levels.empty() ? "" : ", ") + fieldOf(each.node, "RAIDLevel");
       }
-      survey_.groups.push_back({fieldOf(model.adapter, "Name"), std::move(features), levels, {}, 0, {}});
+      survey_.groups.push_back({fieldOf(model.adapter, "Name"), std::move(features), levels, {}, 0, {}, 0});
     }
     survey_.groups[place->second].files.push_back(file);
     return place->second;
@@ -171,6 +225,9 @@ private:
     survey_.groups = std::move(sorted);
     for (Row &row : survey_.rows) {
       row.group = row.group == NO_GROUP ? NO_GROUP : places[row.group];
+      if (!row.lacks.empty()) {
+        ++survey_.groups[row.group].lacking;
+      }
     }
   }
 
@@ -185,6 +242,7 @@ private:
 
   fs::path folder_;
   fs::path reports_;
+  const ensure::Layout *layout_;
   FILE_REPLACES replaces_;
   std::string complaint_;
   XYL_FRONT front_;
@@ -195,8 +253,9 @@ private:
 
 } // namespace
 
-Survey surveyFolder(const XYL_CONTEXT &context, const fs::path &folder, const fs::path &reports) {
-  return Surveyor(context, folder, reports).run();
+Survey surveyFolder(const XYL_CONTEXT &context, const fs::path &folder, const fs::path &reports,
+                    const ensure::Layout *layout) {
+  return Surveyor(context, folder, reports, layout).run();
 }
 
 } // namespace fleet

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "client/ensure/layout.h"
 #include "host/fleet/features.h"
 
 namespace fleet {
@@ -15,6 +16,8 @@ struct Row {
   std::string serial; // of the machine, where a result tells it
   size_t group = NO_GROUP;
   std::vector<std::string> troubles; // what wants attention; of a file that cannot be read, why
+  bool isJudged = false;             // by the layout
+  std::vector<std::string> lacks;    // what is not as that says
 };
 
 // Configurations that are equal.
@@ -25,6 +28,7 @@ struct Group {
   std::vector<std::string> files;
   size_t usual = 0;                     // the largest group of the model; may be itself
   std::vector<std::string> differences; // from that one
+  size_t lacking = 0;                   // how many of its files are not as the layout says
 };
 
 struct Survey {
@@ -33,10 +37,10 @@ struct Survey {
 };
 
 // Reads the folder and those in it; what cannot be read is a row. With reports, a folder, a page about each
-// configuration is written into it, which replaces a file only with --force. Throws CLIENT_ERROR when the folder cannot
-// be read or a page not be written.
+// configuration is written into it, which replaces a file only with --force. With a layout, or null, each is judged by
+// it. Throws CLIENT_ERROR when the folder cannot be read or a page not be written.
 Survey surveyFolder(const XYL_CONTEXT &context, const std::filesystem::path &folder,
-                    const std::filesystem::path &reports);
+                    const std::filesystem::path &reports, const ensure::Layout *layout);
 
 // The page about a row, below the folder of reports.
 inline std::string reportName(const Row &row) {

@@ -10,6 +10,7 @@
 
 #include "client/command_line/command_line.h"
 #include "host/common/common.h"
+#include "host/layouts/layouts.h"
 #include "host/platform/platform.h"
 #include "host/program/busy.h"
 #include "host/program/host_commands.h"
@@ -177,6 +178,7 @@ int main(int argc, char **argv) {
   front.Commands = g_hostCommands;
   front.AskSecret = askHostSecret;
   front.Busy = showBusy;
+  front.TranslateLayout = layouts::translateLayout;
   XYL_REQUEST request;
   XYL_RESULT result = xylParse(&front, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);
   if (!isFailure(result)) {

@@ -88,7 +88,7 @@ std::string orDash(const std::string &text) {
   return text.empty() ? "\xE2\x80\x93" : text;
 }
 
-HtmlTable::HtmlTable(std::string &page, std::string_view caption, std::initializer_list<std::string_view> columns)
+HtmlTable::HtmlTable(std::string &page, std::string_view caption, const std::vector<std::string_view> &columns)
     : page_(page) {
   put(page_,
       R"(<table role="table"><caption>%</caption>

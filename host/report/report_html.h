@@ -26,7 +26,7 @@ std::string orDash(const std::string &text);
 // roles are written out: browsers drop those of tables that are not shown as such.
 class HtmlTable {
 public:
-  HtmlTable(std::string &page, std::string_view caption, std::initializer_list<std::string_view> columns);
+  HtmlTable(std::string &page, std::string_view caption, const std::vector<std::string_view> &columns);
   HtmlTable(const HtmlTable &) = delete;
   HtmlTable &operator=(const HtmlTable &) = delete;
   ~HtmlTable();

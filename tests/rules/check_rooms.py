@@ -31,7 +31,7 @@ HEADERS = {
     "client/command_line": ["command_line", "commands", "rows"],
     "client/change": ["change", "commands", "set_live"],
     "client/verbs": ["verbs", "commands", "layout", "methods", "objects"],
-    "client/ensure": ["ensure", "commands", "layout", "judge"],
+    "client/ensure": ["ensure", "commands", "layout", "judge", "tell"],
     "host/report": ["report", "report_model", "report_sections", "commands"],
     "images/firmware": ["files", "firmware"],
     "providers/health": ["health", "findings"],

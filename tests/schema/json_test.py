@@ -80,6 +80,7 @@ LINES = (  # schema, command line, exit code, the document's file
     ("verify", "verify saved.xml --controller box.json", 1, "verify"),
     ("diff", "diff saved.xml --controller box.json", 1, "diff"),
     ("fleet", "fleet .", 1, None),
+    ("fleet", "fleet . --layout layout.xml", 1, None),
     ("plan", "plan saved.xml --controller box.json", 1, None),
     ("plan", "plan saved.xml --rebuild --controller box.json", 1, "plan-rebuild"),
     ("plan", "plan saved.xml --rebuild --preset empty", 1, None),
