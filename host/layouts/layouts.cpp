@@ -61,6 +61,11 @@ private:
     return all;
   }
 
+  static const Field *fieldNamed(const std::string &name) {
+    auto field = std::find_if(fields().begin(), fields().end(), [&](const Field &each) { return name == each.name; });
+    return field != fields().end() ? &*field : nullptr;
+  }
+
   void mistake(const std::string &place, const std::string &what) {
     translation_.mistakes.push_back(place.empty() ? what : place + ": " + what);
   }
@@ -126,9 +131,10 @@ private:
     }
     VirtualDisk disk = {};
     for (const auto &[key, value] : source.items()) {
-      auto field = std::find_if(fields().begin(), fields().end(), [&](const Field &each) { return key == each.name; });
-      field != fields().end() ? (this->*field->read)(place + "." + key, value, &disk)
-                              : mistake(place + "." + key, "nobody knows what this means");
+      std::string where = place;
+      where += "." + key;
+      const Field *field = fieldNamed(key);
+      field != nullptr ? (this->*field->read)(where, value, &disk) : mistake(where, "nobody knows what this means");
     }
     for (const Field &field : fields()) {
       if (field.isNeeded && !source.contains(field.name)) {
