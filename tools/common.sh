@@ -11,6 +11,7 @@ BENCH_PACKAGES="libbenchmark-dev libpugixml-dev libtinyxml2-dev libxml2-dev pyth
 REDFISH_PACKAGES="python3 python3-aiohttp python3-sushy"
 REPORT_PACKAGES="chromium fonts-dejavu-core python3"
 MEDIUM_PACKAGES="gdisk mtools xorriso"
+NETWORK_PACKAGES="nginx ansible-core openssl"
 LINUX_PACKAGES="qemu-system-x86 cpio kmod binutils python3 strace xz-utils"
 MEMCHECK_PACKAGES="valgrind"
 LINT_PACKAGES="clang clang-format clang-tidy cppcheck libclang-rt-14-dev"

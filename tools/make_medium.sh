@@ -22,7 +22,11 @@ case $out in
 esac
 [ -f "$jobs/jobs.txt" ] || fail "'$jobs' has no jobs.txt"
 echo "What it will do:"
-"$xyl" jobs "$jobs/jobs.txt" || fail "nothing was made"
+told=$("$xyl" jobs "$jobs/jobs.txt") || fail "nothing was made"
+printf '%s\n' "$told"
+case $told in
+*"certificate in ca.pem"*) [ -f "$jobs/ca.pem" ] || fail "'$jobs' has no ca.pem, by which https trusts a server" ;;
+esac
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

@@ -265,6 +265,10 @@ const CHAR8 *sourceOf(const JOB_FILE &jobs) {
 
 static void readNetworkLine(READER *reader, JOB_LINE *line) {
   WORDS words = wordsOf(*line);
+  if (reader->IsFetched) {
+    mistakeIn(reader, *line, "stands in the medium's own file, by which the job was fetched");
+    return;
+  }
   mistakeIn(reader, *line, jobs::readNetwork(words.Count, words.Items, &reader->Jobs->Network));
 }
 

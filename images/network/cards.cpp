@@ -90,11 +90,18 @@ static EFI_STATUS begin(Card *card, const jobs::Network &wanted) {
                    wanted.hasNameServer ? wanted.nameServer.bytes : nullptr);
 }
 
+static UINT32 policyOf(const Card &card) {
+  UINT32 policy = 0;
+  UINTN size = sizeof(policy);
+  card.config->GetData(card.config, EFI_IP4_CONFIG2_POLICY, &size, &policy);
+  return policy;
+}
+
 // Firmware keeps what it is told over boots.
 static void putBack(const Card &card) {
   bool wasManual = card.policy == EFI_IP4_CONFIG2_STATIC && !isZero(card.manual, sizeof(card.manual));
   UINT32 other = EFI_IP4_CONFIG2_DHCP;
-  if (card.policy == EFI_IP4_CONFIG2_STATIC) {
+  if (card.policy == EFI_IP4_CONFIG2_STATIC && policyOf(card) == EFI_IP4_CONFIG2_STATIC) {
     set(card, EFI_IP4_CONFIG2_POLICY, &other, sizeof(other)); // without it our address would stay
   }
   set(card, EFI_IP4_CONFIG2_POLICY, &card.policy, sizeof(card.policy));

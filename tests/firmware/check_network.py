@@ -51,14 +51,14 @@ class Medium:
         made = subprocess.run([ROOT / "tools/make_medium.sh", name, self.file], capture_output=True, text=True, check=False)
         check(made.returncode == 0, f"{name}: no medium: {made.stdout}{made.stderr}")
 
-    def boot(self, serial="SN/42", others=NETWORK):
+    def boot(self, serial="SN/42", others=NETWORK, limit=LIMIT):
         log = f"{self.name}.console"
         drive = (USB if self.file.endswith("img") else CD).format(self.file)
         begun = time.monotonic()
         try:
             code = subprocess.run([*(QEMU + drive + others + f"-serial file:{log}").split(), "-smbios",
                                    f"type=1,serial={serial},uuid=01234567-89ab-cdef-0123-456789abcdef"],
-                                  timeout=LIMIT, check=False).returncode
+                                  timeout=limit, check=False).returncode
             check(code == 0, f"{self.name}: QEMU ended with {code}")
         except subprocess.TimeoutExpired:
             check(False, f"{self.name}: out of time")
@@ -198,10 +198,104 @@ def takes_jobs_over_tls():
     check(not (folder / "fetched.bin").exists() and "file fetched.bin" not in medium.console, "the console shows what was fetched")
     # A machine for which there is nothing.
     medium = Medium("nothing", named, files=files)
-    subprocess.run(["mcopy", "-i", f"{medium.file}@@1M", "-", "::/startup.nsh"], input=b"echo went on\r\nreset -s\r\n", check=True)
+    subprocess.run(["mcopy", "-i", f"{medium.file}@@1M", "-", "::/startup.nsh"], input=b"ifconfig -l\r\necho went on\r\nreset -s\r\n",
+                   check=True)
     medium.boot(serial="SN/43")
     medium.said("the server answers 404", "the server has no job for this machine", "==> return", "went on")
+    medium.said("policy       : static", "ipv4 address : 0.0.0.0")  # as it was before
     check(not (medium.collect() / "results").exists(), "there is a result of nothing")
+
+
+def takes_long():
+    """Large files, and what firmware or the medium wait for."""
+    server = Server()
+    rows = [(f"fetch {server.url}/bytes/{16 << 20} large.bin", 0, "fetched 16777216 bytes"),
+            (f"send large.bin {server.url}/large", 0, "sent 16777216 bytes"),
+            (f"fetch {server.url}/chunks/{1 << 20} chunks.bin", 0, "fetched 1048576 bytes"),
+            (f"fetch {server.url}/stalls/1000 none.bin", 4, "nobody answers"),
+            (f"fetch {server.url}/silent none.bin", 4, "nobody answers"),
+            (f"fetch {server.url}/broken-chunks/3000 none.bin", 4, ""),
+            ("fetch http://nobody.example/x none.bin", 4, ""),
+            ("fetch http://10.0.2.99/x none.bin", 4, "nobody answers")]
+    medium = Medium("long", "attempts 1\n" + "\n".join(row[0] for row in rows) + "\nend shutdown\n")
+    medium.boot(limit=900)
+    files, result = medium.collect(), medium.result()
+    for (line, code, words), told in zip(rows, result["lines"]):
+        print(f"network {ARCH}: {told.get('seconds')} s: {line}: {told.get('printed', '').splitlines()[-1:]}")
+        check((told.get("exitCode"), words in told.get("printed", "")) == (code, True), f"{line}: {told}")
+    check(server.kept["/large"] == ("PUT", bytes_of(16 << 20)), "the server has another large file")
+    check((files / "large.bin").read_bytes() == bytes_of(16 << 20), "the machine has another large file")
+    check(not (files / "none.bin").exists(), "there is a file of nothing")
+
+
+def documented(language, part):
+    """A block of docs/medium.md that has this part."""
+    text = (ROOT / "docs/medium.md").read_text()
+    found = [block for block in re.findall(rf"```{language}\n(.*?)```", text, re.S) if part in block]
+    assert len(found) == 1, f"docs/medium.md has {len(found)} such blocks"
+    return found[0]
+
+
+def speaks_with_nginx():
+    """The server, job, medium and play of docs/medium.md, with other folders and another port."""
+    work, port = os.getcwd(), closed_port()
+
+    def here(text):
+        for old, new in {"/etc/raidxyl": f"{work}/etc", "/srv/raidxyl": f"{work}/srv", "IP:192.0.2.10": "IP:10.0.2.2",
+                         "listen 8443": f"listen 127.0.0.1:{port}", "provisioning.example:8443": f"10.0.2.2:{port}",
+                         "./run medium save save.img\n": ""}.items():
+            text = text.replace(old, new)
+        return text
+
+    os.makedirs("save", exist_ok=True)
+    for part in ("openssl passwd", "save/ca.pem"):
+        subprocess.run(["sh", "-euc", here(documented("sh", part))], check=True, capture_output=True,
+                       env={**os.environ, "PASSWORD": "geheim: 1"})
+    os.makedirs("nginx", exist_ok=True)
+    pathlib.Path("nginx.conf").write_text(
+        f"pid {work}/nginx/pid; error_log {work}/nginx/error.log; user root; daemon off; events {{}}\n"
+        f"http {{ access_log {work}/nginx/access.log; client_body_temp_path {work}/nginx/bodies;\n"
+        f"{here(documented('nginx', 'dav_methods'))}}}\n")
+    nginx = subprocess.Popen(["/usr/sbin/nginx", "-p", work, "-c", f"{work}/nginx.conf"])
+    try:
+        saved = {name: pathlib.Path(f"save/{name}").read_bytes() for name in ("ca.pem", "logins.txt")}
+        medium = Medium("nginx-medium", pathlib.Path("save/jobs.txt").read_text(), files=saved)
+        medium.boot()
+        medium.said("sent ", "the server answers 201", "==> shutdown")
+        results = pathlib.Path("srv/results/SN_42")
+        files = medium.collect()
+        check((results / "saved.xml").read_bytes() == (files / "SN_42.xml").read_bytes(), "nginx has another document")
+        check((results / "result.json").read_bytes() == (files / f"results/{TOLD}.json").read_bytes(), "nginx has another result")
+        collect_by_ansible(results)
+        # Without the login nothing is taken.
+        bare = Medium("bare", f"attempts 1\nsend ca.pem https://10.0.2.2:{port}/results/x\nend shutdown\n",
+                      files={"ca.pem": saved["ca.pem"]})
+        bare.boot()
+        bare.said("the server answers 401; 'logins.txt' has no login for it")
+        check(not pathlib.Path("srv/results/x").exists(), "nginx took a file from nobody")
+    finally:
+        nginx.terminate()
+        nginx.wait()
+
+
+def collect_by_ansible(results):
+    pathlib.Path("hosts").write_text("[servers]\nweb1 serial=SN_42\nweb2 serial=SN_43\n[others]\nprovisioning ansible_connection=local "
+                                     "ansible_python_interpreter=/usr/bin/python3\n")
+    pathlib.Path("collect.yml").write_text(documented("yaml", "ansible.builtin.slurp"))
+
+    def play(host):
+        done = subprocess.run(["ansible-playbook", "-i", "hosts", "-l", host, "collect.yml", "-e",
+                               f"results={os.getcwd()}/srv/results tries=1"], capture_output=True, text=True, check=False)
+        return done.returncode, done.stdout + done.stderr
+
+    code, told = play("web1")
+    check(code == 0, f"Ansible: {told}")
+    check(pathlib.Path("documents/SN_42.xml").read_bytes() == (results / "saved.xml").read_bytes(), "Ansible fetched another document")
+    check(play("web2")[0] != 0, "Ansible is content without a result")
+    result = json.loads((results / "result.json").read_text())
+    result["lines"][0]["outcome"] = "failed"
+    (results / "result.json").write_text(json.dumps(result))
+    check(play("web1")[0] != 0, "Ansible is content with a line that failed")
 
 
 def main():

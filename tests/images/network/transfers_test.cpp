@@ -159,6 +159,7 @@ TEST_F(Transfers, JobsComeFromAServer) {
   const struct {
     std::string job, told;
   } rows[] = {{"job http://s/other\n", "does not stand in a job that was fetched"},
+              {"network dhcp\nlist\n", "stands in the medium's own file"},
               {"get -o x.xml\nfly\n", "line 2"},
               {std::string(0x10001, '#'), "the answer is too large"},
               {"fetch https://s/a a.bin\n", "'ca.pem' cannot be used"}};
