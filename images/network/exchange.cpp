@@ -10,7 +10,7 @@ constexpr UINT32 firmwareQuietMax = 10000; // milliseconds without an answer, of
 constexpr UINT64 quietMax = 30000;         // between pieces of a body, where firmware has no limit of its own
 constexpr UINTN pieceSize = 256U << 10;
 constexpr UINTN tick = 1000; // microseconds
-constexpr UINTN pollsPerTick = 64;
+constexpr UINTN pollsPerTick = 16;
 
 // Milliseconds for so many bytes: a minute, and a second for each 16 KiB. A server that sends a byte now and then would
 // hold the machine for ever.
@@ -326,7 +326,7 @@ struct Words {
 
 static constexpr Words wordRows[] = {
     {EFI_NO_MAPPING, "the card has no address"},
-    {EFI_TIMEOUT, "nobody answers"},
+    {EFI_TIMEOUT, "nothing came in time"},
     {EFI_NETWORK_UNREACHABLE, "there is no way to the server's network"},
     {EFI_HOST_UNREACHABLE, "there is no way to the server"},
     {EFI_PROTOCOL_UNREACHABLE, "the server does not speak TCP"},

@@ -212,11 +212,11 @@ def takes_long():
     rows = [(f"fetch {server.url}/bytes/{16 << 20} large.bin", 0, "fetched 16777216 bytes"),
             (f"send large.bin {server.url}/large", 0, "sent 16777216 bytes"),
             (f"fetch {server.url}/chunks/{1 << 20} chunks.bin", 0, "fetched 1048576 bytes"),
-            (f"fetch {server.url}/stalls/1000 none.bin", 4, "nobody answers"),
-            (f"fetch {server.url}/silent none.bin", 4, "nobody answers"),
+            (f"fetch {server.url}/stalls/1000 none.bin", 4, "nothing came in time"),
+            (f"fetch {server.url}/silent none.bin", 4, "nothing came in time"),
             (f"fetch {server.url}/broken-chunks/3000 none.bin", 4, ""),
             ("fetch http://nobody.example/x none.bin", 4, ""),
-            ("fetch http://10.0.2.99/x none.bin", 4, "nobody answers")]
+            ("fetch http://10.0.2.99/x none.bin", 4, "nothing came in time")]
     medium = Medium("long", "attempts 1\n" + "\n".join(row[0] for row in rows) + "\nend shutdown\n")
     medium.boot(limit=900)
     files, result = medium.collect(), medium.result()
