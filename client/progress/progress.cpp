@@ -5,7 +5,7 @@
 
 namespace progress {
 
-static constexpr UINT32 BAR_CELLS = 20;
+static constexpr UINT32 barCells = 20;
 
 // A piece of a text.
 struct Span {
@@ -81,7 +81,7 @@ const CHAR8 *behindMark(const CHAR8 *ring, const CHAR8 *mark) {
 bool nextStep(const CHAR8 **ring, Step *step) {
   while (**ring != 0) {
     Span line = takeLine(ring); // "LEVEL routine: text"
-    if (takeBehind(&line, " ") && takeStart(&line, STEP_ROUTINE) && takeStart(&line, ": ") &&
+    if (takeBehind(&line, " ") && takeStart(&line, stepRoutine) && takeStart(&line, ": ") &&
         readStep(line.start, line.length, step)) {
       return true;
     }
@@ -120,9 +120,9 @@ static void appendBar(WORD_LIST &line, const Progress &progress) {
     append(line, "", "step");
     return;
   }
-  UINT32 full = progress.done * BAR_CELLS / progress.total;
+  UINT32 full = progress.done * barCells / progress.total;
   append(line, "", "[");
-  for (UINT32 i = 0; i < BAR_CELLS; ++i) {
+  for (UINT32 i = 0; i < barCells; ++i) {
     append(line, "", i < full ? "#" : "-");
   }
   append(line, "", "]");

@@ -7,7 +7,7 @@
 namespace progress {
 
 // The driver's routine whose lines tell of steps.
-inline constexpr const CHAR8 *STEP_ROUTINE = "_RestoreLogAddProgressNode";
+inline constexpr const CHAR8 *stepRoutine = "_RestoreLogAddProgressNode";
 
 // A step that was done, or failed.
 struct Step {

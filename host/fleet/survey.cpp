@@ -10,7 +10,6 @@
 
 #include "client/ensure/judge.h"
 #include "client/ensure/tell.h"
-#include "client/guard/guard.h"
 #include "client/output/output.h"
 #include "driver/request/request.h"
 #include "host/common/common.h"

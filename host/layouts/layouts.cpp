@@ -15,10 +15,10 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr uint64_t SIZE_MOST = 900'000'000; // GiB; the largest size that a layout can say is below 10^18 bytes
-constexpr size_t NAME_MOST = 63;
-constexpr size_t SHOWN_MOST = 60; // bytes of a value in a message
-constexpr int DEPTH_MOST = 16;    // a value is written by routines that call themselves
+constexpr uint64_t sizeMost = 900'000'000; // GiB; the largest size that a layout can say is below 10^18 bytes
+constexpr size_t nameMost = 63;
+constexpr size_t shownMost = 60; // bytes of a value in a message
+constexpr int depthMost = 16;    // a value is written by routines that call themselves
 
 // What a layout says of a virtual disk; what is empty it does not say.
 struct VirtualDisk {
@@ -72,7 +72,7 @@ private:
 
   void wrongValue(const std::string &place, const std::string &wanted, const Json &value) {
     std::string shown = value.dump(-1, ' ', /* ensure_ascii= */ true, Json::error_handler_t::replace);
-    shown = shown.size() <= SHOWN_MOST ? shown : shown.substr(0, SHOWN_MOST) + "...";
+    shown = shown.size() <= shownMost ? shown : shown.substr(0, shownMost) + "...";
     mistake(place, "it is " + wanted + ", not " + shown);
   }
 
@@ -81,7 +81,7 @@ private:
     std::vector<std::set<std::string>> keys;
     bool isDeep = false;
     auto look = [&](int depth, Json::parse_event_t event, Json &parsed) {
-      isDeep = isDeep || depth > DEPTH_MOST;
+      isDeep = isDeep || depth > depthMost;
       if (event == Json::parse_event_t::object_start) {
         keys.emplace_back();
       } else if (event == Json::parse_event_t::object_end) {
@@ -176,7 +176,7 @@ private:
       disk->size = "all";
       return;
     }
-    readNumber(place, value, SIZE_MOST, "a whole number of GiB or \"MAX\"", &disk->size);
+    readNumber(place, value, sizeMost, "a whole number of GiB or \"MAX\"", &disk->size);
     disk->size += "GiB";
   }
 
@@ -191,7 +191,8 @@ private:
   void readName(const std::string &place, const Json &value, VirtualDisk *disk) {
     std::string name = value.is_string() ? value.get<std::string>() : "";
     bool isPlain = std::all_of(name.begin(), name.end(), [](char letter) { return letter >= ' ' && letter <= '~'; });
-    name.empty() || name.size() > NAME_MOST || !isPlain
+    bool isBlank = name.find_first_not_of(' ') == std::string::npos;
+    isBlank || name.size() > nameMost || !isPlain
         ? wrongValue(place, "a text of 1 to 63 characters of plain ASCII", value)
         : void(disk->name = name);
   }

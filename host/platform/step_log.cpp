@@ -9,7 +9,7 @@
 namespace {
 
 constexpr EFI_GUID g_logGuid = DEBUG_LOG_PROTOCOL_GUID;
-constexpr UINTN LINE_CAPACITY = 1024; // as the log provider's
+constexpr UINTN lineCapacity = 1024; // as the log provider's
 
 DEBUG_LOG_PROTOCOL *g_next;
 std::function<void(const progress::Step &)> g_onStep;
@@ -23,8 +23,8 @@ INT32 EFIAPI getLevel() {
 }
 
 void tellStep(const CHAR16 *line) {
-  CHAR8 text[LINE_CAPACITY];
-  UINTN length = textNarrow(text, line, LINE_CAPACITY - 1);
+  CHAR8 text[lineCapacity];
+  UINTN length = textNarrow(text, line, lineCapacity - 1);
   progress::Step step;
   if (progress::readStep(text, length, &step)) {
     g_onStep(step);
@@ -33,15 +33,15 @@ void tellStep(const CHAR16 *line) {
 
 // Lines that nobody wants are not formatted: they are many.
 EFI_STATUS EFIAPI logPrint(UINT32 mask, const CHAR8 *function, const CHAR16 *format, ...) {
-  bool isOfStep = g_onStep && function != nullptr && std::strcmp(function, progress::STEP_ROUTINE) == 0;
+  bool isOfStep = g_onStep && function != nullptr && std::strcmp(function, progress::stepRoutine) == 0;
   bool isWanted = g_next != nullptr && static_cast<INT64>(mask) >= getLevel();
   if (format == nullptr || (!isOfStep && !isWanted)) {
     return EFI_SUCCESS;
   }
-  CHAR16 line[LINE_CAPACITY];
+  CHAR16 line[lineCapacity];
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, format);
-  formatText(line, LINE_CAPACITY, format, arguments);
+  formatText(line, lineCapacity, format, arguments);
   EFI_VA_END(arguments);
   if (isOfStep) {
     tellStep(line);

@@ -9,9 +9,9 @@
 
 namespace {
 
-constexpr UINT64 TICK = 2500000; // in 100 ns
-constexpr UINT32 TICKS_A_SECOND = 4;
-constexpr UINTN LINE_UNITS = 78; // what a bar takes of a line
+constexpr UINT64 tickLength = 2500000; // in 100 ns
+constexpr UINT32 ticksPerSecond = 4;
+constexpr UINTN barUnits = 78; // what a bar takes of a line
 
 constexpr EFI_GUID g_logGuid = DEBUG_LOG_PROTOCOL_GUID;
 constexpr EFI_GUID g_ringGuid = DEBUG_LOG_RING_PROTOCOL_GUID;
@@ -71,18 +71,18 @@ static bool consoleTakesBar() {
 }
 
 static void showBar() {
-  WORD_LIST line = progress::barLine(g_work.progress, g_work.ticks / TICKS_A_SECOND);
-  while (textLength(line.Text) < LINE_UNITS) {
+  WORD_LIST line = progress::barLine(g_work.progress, g_work.ticks / ticksPerSecond);
+  while (textLength(line.Text) < barUnits) {
     append(line, "", " ");
   }
-  line.Text[LINE_UNITS] = 0;
+  line.Text[barUnits] = 0;
   printText("\r", line.Text);
   g_work.isShown = true;
 }
 
 static void eraseBar() {
   WORD_LIST blanks = {" "};
-  while (textLength(blanks.Text) < LINE_UNITS) {
+  while (textLength(blanks.Text) < barUnits) {
     append(blanks, "", " ");
   }
   printText("\r", blanks.Text, "\r");
@@ -143,7 +143,7 @@ static void EFIAPI onTick(EFI_EVENT, void *) {
   UINT32 before = g_work.progress.done;
   readSteps();
   bool isNew = g_work.progress.done != before;
-  bool isSecond = g_work.ticks % TICKS_A_SECOND == 0;
+  bool isSecond = g_work.ticks % ticksPerSecond == 0;
   if (g_work.hasBar) {
     if (isSecond || (isNew && g_work.isShown)) {
       showBar();
@@ -164,7 +164,7 @@ static void begin(UINT32 steps) {
   if (EFI_ERROR(status)) {
     g_work.timer = nullptr;
   } else {
-    g_bootServices->SetTimer(g_work.timer, EFI_TIMER_PERIODIC, TICK);
+    g_bootServices->SetTimer(g_work.timer, EFI_TIMER_PERIODIC, tickLength);
   }
 }
 

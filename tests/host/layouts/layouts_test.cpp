@@ -68,6 +68,7 @@ TEST(TargetConfigs, LoseNothing) {
       {"a<&b", "\xC3\xA4",
        "logical_disks[0].volume_name: it is a text of 1 to 63 characters of plain ASCII, not "
        "\"\\u00e4\""},
+      {"a<&b", "  ", "logical_disks[0].volume_name: it is a text of 1 to 63 characters of plain ASCII, not \"  \""},
       {"a<&b", std::string(64, 'x'),
        "logical_disks[0].volume_name: it is a text of 1 to 63 characters of plain ASCII, "
        "not \"" +
