@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include "client/ensure/layout.h"
+#include "tests/support/memory_front.h"
+#include "tests/support/world.h"
+
 static const std::string ALL =
     R"({"logical_disks":[{"size_gb":100,"raid_level":"1+0","volume_name":"a<&b","number_of_physical_disks":4,)"
     R"("disk_type":"ssd","interface_type":"sas","share_physical_disks":false,"is_root_volume":false},)"
@@ -38,6 +42,38 @@ TEST(TargetConfigs, SayWhatALayoutSays) {
   </VD>
 </RaidLayout>
 )");
+}
+
+// The words of both languages that mean the same, as the layout's reader takes them.
+TEST(TargetConfigs, AreLayouts) {
+  World world{"demo"};
+  MemoryFront memory;
+  XYL_FRONT front = memory.as(XYL_FRONT_HOST);
+  XYL_REQUEST request = {};
+  auto read = [&](const std::string &fields, ensure::Layout *layout) {
+    std::string text = R"({"logical_disks":[{"size_gb":3,)" + fields + "}]}";
+    std::string document = layouts::translateTargetConfig(text).document;
+    EXPECT_FALSE(isFailure(ensure::readLayout({&front, &request}, "x", document.c_str(), layout)))
+        << fields << memory.errors;
+    EXPECT_EQ(layout->virtualDisks.count, 1u);
+    return layout->virtualDisks.items[0];
+  };
+  static const std::vector<std::pair<std::string, UINT32>> levels = {
+      {"0", RAID_LEVEL_0}, {"1", RAID_LEVEL_1},    {"2", RAID_LEVEL_2},    {"5", RAID_LEVEL_5},
+      {"6", RAID_LEVEL_6}, {"1+0", RAID_LEVEL_10}, {"5+0", RAID_LEVEL_50}, {"6+0", RAID_LEVEL_60}};
+  for (const auto &[word, level] : levels) {
+    ensure::Layout layout;
+    EXPECT_EQ(read("\"raid_level\":\"" + word + "\"", &layout).level, level);
+    EXPECT_EQ(layout.virtualDisks.items[0].size, 3ULL << 30);
+  }
+  static const std::vector<std::pair<std::string, UINT32>> buses = {
+      {"sata", RAID_PROTOCOL_SATA}, {"sas", RAID_PROTOCOL_SAS}, {"scsi", RAID_PROTOCOL_SCSI}};
+  for (const auto &[word, bus] : buses) {
+    ensure::Layout layout;
+    EXPECT_EQ(read(R"("raid_level":"1","disk_type":"hdd","interface_type":")" + word + "\"", &layout).disks.protocol,
+              bus);
+    EXPECT_EQ(layout.virtualDisks.items[0].disks.medium, static_cast<UINT32>(RAID_LEVEL_ATTRIBUTE_HDD));
+  }
 }
 
 TEST(TargetConfigs, LoseNothing) {
