@@ -130,6 +130,7 @@ static EFI_STATUS readJob(JOB_RUN *run, const CHAR8 *text, UINTN size, const JOB
   }
   makeFileName(serial);
   const JOB_NAME rows[] = {{"SERIAL", serial}, {"UUID", run->Server.Uuid}};
+  freeText(&mediumOf(run->Front)->Printed);
   XYL_RESULT result = readJobs(run->Front, text, size, {rows, 2}, &run->File, namedBy);
   EFI_STATUS status = isFailure(result) ? EFI_INVALID_PARAMETER : checkTransfers(run);
   freeText(&run->Mistakes);
@@ -152,11 +153,8 @@ static EFI_STATUS readJobFile(JOB_RUN *run) {
   return status;
 }
 
-// Takes the job from where the medium's own file says, if it does. The drivers come first: one may be the card's.
-static EFI_STATUS readNamedJob(EFI_HANDLE image, JOB_RUN *run) {
-  if (run->File.Source.WordCount == 0) {
-    return EFI_SUCCESS;
-  }
+// Takes the job from where the medium's own file says. The drivers come first: one may be the card's.
+static EFI_STATUS fetchNamedJob(EFI_HANDLE image, JOB_RUN *run) {
   run->NamedBy = run->File;
   run->File = {};
   setLimit(run->Front, run->NamedBy.Source.Limit);
@@ -165,8 +163,11 @@ static EFI_STATUS readNamedJob(EFI_HANDLE image, JOB_RUN *run) {
   if (isFailure(result)) {
     bool isNone = result.Outcome == XYL_NOT_FOUND;
     complain(run->Front, isNone ? "the server has no job for this machine" : "without a job nothing is run");
-    return result.Status;
   }
+  return result.Status;
+}
+
+static EFI_STATUS readNamedJob(JOB_RUN *run) {
   EFI_STATUS status = readJob(run, textOf(run->Fetched), run->Fetched.Length, &run->NamedBy);
   run->File.Again = run->File.Again || run->NamedBy.Again;
   if (run->File.Result.WordCount == 0) {
@@ -222,9 +223,11 @@ static void endResult(JOB_RUN *run, const CHAR8 *state) {
 // The job that was fetched stands beside its result.
 static void keepJob(JOB_RUN *run) {
   if (run->NamedBy.Source.WordCount != 0) {
-    EFI_STATUS status = writeOnMedium(run->Front, resultName(*run, FETCHED_SUFFIX).Text, run->Fetched);
+    RESULT_NAME name = resultName(*run, FETCHED_SUFFIX);
+    EFI_STATUS status = writeOnMedium(run->Front, name.Text, run->Fetched);
+    showAfter(status, run);
     if (EFI_ERROR(status)) {
-      complain(run->Front, "the job that was fetched is not kept: %a", statusWords(status));
+      writeOnMedium(run->Front, name.Text, run->Fetched);
     }
   }
 }
@@ -272,8 +275,12 @@ static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
   readServer(&run->Server, run->Front->SystemTable);
   readClock(&run->Started);
   EFI_STATUS status = readJobFile(run);
-  if (!EFI_ERROR(status)) {
-    status = readNamedJob(image, run);
+  if (!EFI_ERROR(status) && run->File.Source.WordCount != 0) {
+    status = fetchNamedJob(image, run);
+    if (EFI_ERROR(status)) {
+      return status; // whatever it is, it tells of no mistake in a job
+    }
+    status = readNamedJob(run);
   }
   bool isRefused = status == EFI_INVALID_PARAMETER;
   if (EFI_ERROR(status) && !isRefused) {

@@ -105,8 +105,8 @@ static EFI_STATUS bringUp(JOB_RUN *run) {
     complain(run->Front, "the machine has several network cards; 'network' wants the MAC of one for a fixed address");
   } else if (EFI_ERROR(status)) {
     complain(run->Front, "no network card got an address: %a", statusWords(status));
-  } else if (!wasUp) {
-    tellCard(run->Front, *run->Cards.take(0));
+  } else if (const network::Card *card = run->Cards.take(0); card != nullptr && !wasUp) {
+    tellCard(run->Front, *card);
   }
   return status;
 }
@@ -122,7 +122,8 @@ static EFI_STATUS tryOnce(JOB_RUN *run, const network::Request &request, UINT32 
   if (EFI_ERROR(status)) {
     return status;
   }
-  status = network::exchange(*run->Cards.take(attempt), request, answer);
+  const network::Card *card = run->Cards.take(attempt);
+  status = card != nullptr ? network::exchange(*card, request, answer) : EFI_NO_MAPPING; // just now it had one
   if (EFI_ERROR(status)) {
     tellFailure(run->Front, status, request, *answer);
   }

@@ -352,8 +352,15 @@ bool mayGoBetter(EFI_STATUS status, const Answer &answer) {
   if (status == EFI_HTTP_ERROR) {
     return answer.code == 408 || answer.code >= 500;
   }
-  return EFI_ERROR(status) && status != EFI_PROTOCOL_ERROR && status != EFI_BAD_BUFFER_SIZE &&
-         status != EFI_OUT_OF_RESOURCES;
+  static constexpr EFI_STATUS lasting[] = {EFI_SUCCESS,         EFI_NOT_FOUND,      EFI_INVALID_PARAMETER,
+                                           EFI_UNSUPPORTED,     EFI_PROTOCOL_ERROR, EFI_BAD_BUFFER_SIZE,
+                                           EFI_OUT_OF_RESOURCES};
+  for (EFI_STATUS one : lasting) {
+    if (status == one) {
+      return false;
+    }
+  }
+  return true;
 }
 
 } // namespace network

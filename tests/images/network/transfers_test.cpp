@@ -147,6 +147,8 @@ TEST_F(Transfers, JobsComeFromAServer) {
   EXPECT_EQ(name(run(medium)), name(EFI_ABORTED));
   EXPECT_EQ(STICK::file(FIRST_RESULT u".txt"), files_["/jobs/SN_42.txt"]);
   EXPECT_NE(STICK::file(FIRST_RESULT u".json").find("\"from\": \"http://s/jobs/SN_42.txt\""), std::string::npos);
+  EXPECT_EQ(STICK::file(FIRST_RESULT u".json").find("mistakes"), std::string::npos)
+      << STICK::file(FIRST_RESULT u".json");
   EXPECT_TRUE(said("==> 2/3 ok") && said("'pass.txt' was not written by this job")) << console_;
   EXPECT_EQ(NETWORK::asked.size(), 2u);
   // It does not run twice, another one does, and where there is none nothing does.
@@ -200,7 +202,10 @@ TEST_F(Transfers, CardsTakeTurnsAndAFixedAddressIsForOne) {
   NETWORK::begin(world_, 2);
   files_ = {{"/a", "x"}};
   run("network 10.0.0.9/24\nfetch http://s/a a.bin\n");
-  EXPECT_TRUE(said("wants the MAC of one")) << console_;
+  EXPECT_TRUE(said("wants the MAC of one") && !said("attempt 2")) << console_;
+  const auto before = STICK::files;
+  EXPECT_TRUE(EFI_ERROR(run("network 10.0.0.9/24\njob http://s/a\n")));
+  EXPECT_TRUE(said("without a job nothing is run") && STICK::files.size() == before.size()) << console_;
   run("network 52:54:00:12:34:57 dhcp\nattempts 1\nfetch http://s/a a.bin\n");
   EXPECT_TRUE(said("no network card for which this firmware speaks HTTP, with that MAC")) << console_;
   run("fetch http://s/a a.bin\n");
