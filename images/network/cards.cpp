@@ -114,9 +114,9 @@ static void putBack(const Card &card) {
 // --- All ---
 
 Cards::~Cards() {
-  for (UINT32 i = 0; i < cards_.count; ++i) {
-    if (cards_.items[i].isChanged) {
-      putBack(cards_.items[i]);
+  for (UINT32 i = cards_.count; i != 0; --i) {
+    if (cards_.items[i - 1].isChanged) {
+      putBack(cards_.items[i - 1]);
     }
   }
   poolFree(cards_.items);
@@ -164,9 +164,9 @@ EFI_STATUS Cards::bringUp(const jobs::Network &wanted) {
   if (wanted.address == jobs::Address::manual && cards_.count > 1) {
     return EFI_INVALID_PARAMETER;
   }
-  for (UINT32 i = 0; i < cards_.count; ++i) {
-    Card &card = cards_.items[i];
-    if (!card.isChanged && (wanted.address != jobs::Address::any || !hasOne(card))) {
+  bool isContent = wanted.address == jobs::Address::any && hasAddress();
+  for (UINT32 i = 0; i < cards_.count && !isContent; ++i) {
+    if (Card &card = cards_.items[i]; !card.isChanged) {
       EFI_STATUS begun = begin(&card, wanted);
       status = EFI_ERROR(begun) ? begun : status;
     }

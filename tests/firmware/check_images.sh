@@ -69,7 +69,7 @@ limit_of() {
   case $1 in
   RaidXyl) echo "$driver_limit" ;;
   xyl) echo $((216 * 1024)) ;;
-  RaidBoot) echo $((250 * 1024)) ;; # it also keeps what machines have done, and speaks with servers
+  RaidBoot) echo $((252 * 1024)) ;; # it also keeps what machines have done, and speaks with servers
   XmlService) echo $((23 * 1024)) ;;
   DebugLog) echo $((12 * 1024)) ;;
   RaidSetup) echo $((48 * 1024)) ;;
