@@ -22,7 +22,9 @@ struct READER {
   UINT32 Limit;    // of the lines from here on
   jobs::Tries Tries;
   bool IsFetched;
-  UINT32 Transfers;
+  UINT32 Transfers;            // lines with a transfer
+  UINT32 Sends[TRANSFERS_MAX]; // those of the job's lines that send a file
+  UINT32 SendCount;
 };
 
 } // namespace
@@ -210,7 +212,6 @@ static void checkUrl(READER *reader, const CHAR8 *text) {
     complain(reader->Front, "job file, line %d: the URL %a: '%a'", reader->Number, fault, text);
     reader->HasMistake = true;
   }
-  reader->Jobs->HasTransfers = true;
   reader->Jobs->IsSecure = reader->Jobs->IsSecure || url.isSecure;
 }
 
@@ -394,6 +395,9 @@ static void readLine(READER *reader, CURSOR cursor) {
     readEnd(reader, line);
   } else if (textEqual(first, "fetch") || textEqual(first, "send")) {
     readTransferLine(reader, line);
+    if (line->Transfer != jobs::Transfer::fetch && reader->SendCount < TRANSFERS_MAX) {
+      reader->Sends[reader->SendCount++] = reader->Jobs->Lines.count - 1;
+    }
   } else {
     checkCommand(reader, *line);
   }
@@ -439,12 +443,11 @@ static void readLines(READER *reader, const CHAR8 *text, UINTN size) {
 // Passphrases stay: no line sends a file that is one for another line.
 static void checkSends(READER *reader, const CHAR8 *passphrase) {
   const XYL_FRONT *front = reader->Front;
-  for (UINT32 i = 0; passphrase != nullptr && i < reader->Jobs->Lines.count; ++i) {
-    const JOB_LINE &line = reader->Jobs->Lines.items[i];
-    bool isSend = line.Transfer == jobs::Transfer::put || line.Transfer == jobs::Transfer::post;
-    const CHAR8 *file = isSend ? transferOf(line).file : nullptr;
-    if (isSend && (jobs::isSameName(file, passphrase) ||
-                   (front->IsSameFile != nullptr && front->IsSameFile(front, file, passphrase)))) {
+  for (UINT32 i = 0; passphrase != nullptr && i < reader->SendCount; ++i) {
+    const JOB_LINE &line = reader->Jobs->Lines.items[reader->Sends[i]];
+    const CHAR8 *file = transferOf(line).file;
+    if (jobs::isSameName(file, passphrase) ||
+        (front->IsSameFile != nullptr && front->IsSameFile(front, file, passphrase))) {
       reader->Number = line.Number;
       mistake(reader, "a file with a passphrase is not sent: ", file);
     }
@@ -452,7 +455,7 @@ static void checkSends(READER *reader, const CHAR8 *passphrase) {
 }
 
 static void checkPassphrases(READER *reader) {
-  for (UINT32 i = 0; reader->Transfers != 0 && i < reader->Jobs->Lines.count; ++i) {
+  for (UINT32 i = 0; reader->SendCount != 0 && i < reader->Jobs->Lines.count; ++i) {
     const JOB_LINE &line = reader->Jobs->Lines.items[i];
     TEXT unheard = {};
     XYL_FRONT front = capturingFront(&unheard, XYL_FRONT_SHELL);
@@ -470,16 +473,12 @@ static void checkPassphrases(READER *reader) {
 XYL_RESULT readJobs(const XYL_FRONT *front, const CHAR8 *text, UINTN size, const JOB_NAMES &names, JOB_FILE *jobs,
                     const JOB_FILE *namedBy) {
   *jobs = {};
-  READER reader = {front,
-                   &names,
-                   jobs,
-                   /* Number= */ 0,
-                   /* HasMistake= */ false,
-                   /* IsOver= */ false,
-                   /* Limit= */ 0,
-                   jobs::usualTries,
-                   /* IsFetched= */ namedBy != nullptr,
-                   /* Transfers= */ 0};
+  READER reader = {};
+  reader.Front = front;
+  reader.Names = &names;
+  reader.Jobs = jobs;
+  reader.Tries = jobs::usualTries;
+  reader.IsFetched = namedBy != nullptr;
   if (namedBy != nullptr) {
     jobs->Network = namedBy->Network;
     reader.Limit = namedBy->Source.Limit;

@@ -49,10 +49,9 @@ struct JOB_FILE {
   POOL_ARRAY<JOB_LINE> Lines;
   bool Again; // runs although a result of it is there
   jobs::Network Network;
-  JOB_LINE Source;   // "job URL"; without words: the job is here
-  JOB_LINE Result;   // "send result.json URL", which comes behind all lines; without words: nobody wants it
-  bool HasTransfers; // any of all these
-  bool IsSecure;     // and by https
+  JOB_LINE Source; // "job URL"; without words: the job is here
+  JOB_LINE Result; // "send result.json URL", which comes behind all lines; without words: nobody wants it
+  bool IsSecure;   // a URL begins with https
 };
 
 // What stands between percent signs, and what it stands for.
