@@ -54,6 +54,10 @@ static constexpr XYL_OPTION g_all[] = {
     {nullptr, "--plan", nullptr, XYL_FRONT_BOTH, "say what would be done, and do nothing"},
     {nullptr, "--show-layout", nullptr, XYL_FRONT_HOST, "print the layout as a document and do nothing"},
     {nullptr, "--layout", "LAYOUT.xml", XYL_FRONT_HOST, "tell of each configuration what it lacks of a layout"},
+    {nullptr, "--result", nullptr, XYL_FRONT_HOST, "fetch what the staged job left, and clean up"},
+    {nullptr, "--cancel", nullptr, XYL_FRONT_HOST, "take the staged job back"},
+    {nullptr, "--esp", "DIRECTORY", XYL_FRONT_HOST, "where the system partition is mounted, if there are several"},
+    {nullptr, "--images", "DIRECTORY", XYL_FRONT_HOST, "where RaidBoot.efi, RaidXyl.efi and XmlService.efi are"},
 };
 
 static_assert(sizeof(g_all) / sizeof(g_all[0]) == XYL_OPTION_COUNT, "each option has its row");

@@ -21,7 +21,7 @@ CLIENT = ["client"] + ["client/" + room for room in (
 DISKS = ["providers/disk_controller/" + room for room in "io metadata model commands".split()]
 SIMULATOR = ["providers/sim_controller/" + room for room in "state commands hand".split()]
 HOST = ["host/" + room for room in (
-    "firmware common controller_file platform simulator report layouts fleet medium redfish program").split()]
+    "firmware common controller_file platform simulator report layouts fleet medium stage redfish program").split()]
 ENTRY_POINTS = ["providers/" + room for room in "xml_service debug_log sim_controller disk_controller".split()]
 
 # A folder that others may include by another header than the one of its name, or by more than that.

@@ -1,0 +1,49 @@
+#include "host/stage/boot_option.h"
+
+#include "host/stage/bytes.h"
+
+namespace stage {
+namespace {
+
+constexpr uint32_t ACTIVE = 1;
+constexpr uint8_t NODE_MEDIA = 4;
+constexpr uint8_t NODE_DISK = 1;
+constexpr uint8_t NODE_FILE = 4;
+constexpr uint8_t TABLE_GPT = 2;
+constexpr uint8_t ID_GUID = 2;
+constexpr size_t HEAD = 6; // attributes and the size of the device path, before the description
+
+// Text as 16-bit characters, and the zero behind it.
+std::string wide(const std::string &text) {
+  std::string bytes;
+  for (char letter : text) {
+    bytes += {letter, '\0'};
+  }
+  return bytes + std::string(2, '\0');
+}
+
+std::string node(uint8_t type, uint8_t subtype, const std::string &content) {
+  return std::string{static_cast<char>(type), static_cast<char>(subtype)} +
+         littleEndian(static_cast<uint16_t>(content.size() + 4)) + content;
+}
+
+} // namespace
+
+std::string bootOption(const Partition &partition, const std::string &file, const std::string &description) {
+  std::string disk = littleEndian(partition.number) + littleEndian(partition.first) + littleEndian(partition.count) +
+                     std::string(partition.id.begin(), partition.id.end()) + std::string{TABLE_GPT, ID_GUID};
+  std::string path =
+      node(NODE_MEDIA, NODE_DISK, disk) + node(NODE_MEDIA, NODE_FILE, wide(file)) + node(/* end */ 0x7F, 0xFF, "");
+  return littleEndian(ACTIVE) + littleEndian(static_cast<uint16_t>(path.size())) + wide(description) + path;
+}
+
+std::string descriptionOf(const std::string &option) {
+  std::string text;
+  for (size_t at = HEAD; at + 1 < option.size() && (option[at] != 0 || option[at + 1] != 0); at += 2) {
+    bool isPlain = option[at + 1] == 0 && option[at] >= ' ' && option[at] <= '~';
+    text += isPlain ? option[at] : '?';
+  }
+  return text;
+}
+
+} // namespace stage

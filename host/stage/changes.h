@@ -1,0 +1,35 @@
+// All that staging changes on a machine goes through here, so that tests can let the power go before each change.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <string>
+
+namespace stage {
+
+// Every change throws CLIENT_ERROR when it fails. What a change makes is on the disk when it returns.
+class Changes {
+public:
+  // before is called before each change that the disk or the firmware may see alone; it may throw.
+  explicit Changes(std::function<void()> before = [] {}) : before_(std::move(before)) {}
+
+  // A folder that is there stays as it is.
+  void makeFolder(const std::filesystem::path &folder);
+  // Writes a file that must not be there.
+  void createFile(const std::filesystem::path &file, const std::string &content);
+  // Removes a file, with its content overwritten first if told so. One that is not there is no fault.
+  void removeFile(const std::filesystem::path &file, bool wipes);
+  // Removes a folder if nothing is in it; whether it is gone.
+  bool removeFolder(const std::filesystem::path &folder);
+  // Sees to it that the disk has what was removed from the folder.
+  void keepFolder(const std::filesystem::path &folder);
+
+  // A variable is written at once, or not at all.
+  void createVariable(const std::filesystem::path &file, const std::string &content);
+  void removeVariable(const std::filesystem::path &file);
+
+private:
+  std::function<void()> before_;
+};
+
+} // namespace stage

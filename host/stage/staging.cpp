@@ -1,0 +1,295 @@
+#include "host/stage/staging.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "base/crc32.h"
+#include "base/pool.h"
+#include "host/common/common.h"
+#include "host/stage/bytes.h"
+
+namespace stage {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string MANIFEST = std::string(HOME) + "/stage.json";
+const std::string FETCHED = std::string(HOME) + "/fetched";
+
+bool isEmptyOrAbsent(const fs::path &folder) {
+  std::error_code error;
+  return !fs::exists(folder) || (fs::is_directory(folder) && fs::is_empty(folder, error) && !error);
+}
+
+bool hasOnly(const fs::path &folder, const fs::path &file) {
+  size_t others = 0;
+  for (const fs::directory_entry &entry : fs::directory_iterator(folder)) {
+    others += entry.path() != file ? 1 : 0;
+  }
+  return others == 0;
+}
+
+// All that is below one of our folders, as places; folders with a slash at their end.
+std::vector<std::string> placesBelow(const Site &site, const std::string &folder) {
+  std::vector<std::string> places;
+  if (fs::is_directory(onPartition(site, folder))) {
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(onPartition(site, folder))) {
+      places.push_back(entry.path().lexically_relative(site.system.folder).generic_string() +
+                       (entry.is_directory() ? "/" : ""));
+    }
+  }
+  std::sort(places.begin(), places.end());
+  return places;
+}
+
+bool isFolder(const std::string &place) {
+  return place.ends_with('/');
+}
+
+std::string contentAt(const Site &site, const std::string &place) {
+  std::string content;
+  EFI_STATUS status = readHostFile(onPartition(site, place).string(), &content);
+  if (EFI_ERROR(status)) {
+    throw CLIENT_ERROR(status, "cannot read '" + onPartition(site, place).string() + "': " + statusWords(status));
+  }
+  return content;
+}
+
+// The file as it is now.
+StagedFile fileAt(const Site &site, const std::string &place) {
+  std::string content = contentAt(site, place);
+  StagedFile file = {place, content.size(), crc32Of(content.data(), content.size())};
+  wipeBytes(content.data(), content.size());
+  return file;
+}
+
+bool isSameFile(const StagedFile &a, const StagedFile &b) {
+  return a.place == b.place && a.size == b.size && a.sum == b.sum;
+}
+
+// Files of the job's folder that were not staged; and, if there are any, also those that are no more as they were.
+std::vector<StagedFile> leftBy(const Site &site, const Manifest &manifest) {
+  std::map<std::string, const StagedFile *> staged;
+  for (const StagedFile &file : manifest.files) {
+    staged[file.place] = &file;
+  }
+  std::vector<StagedFile> made, changed;
+  for (const std::string &place : placesBelow(site, WORK)) {
+    if (isFolder(place)) {
+      continue;
+    }
+    StagedFile now = fileAt(site, place);
+    auto known = staged.find(place);
+    if (known == staged.end()) {
+      made.push_back(now);
+    } else if (!isSameFile(now, *known->second)) {
+      changed.push_back(now);
+    }
+  }
+  if (!made.empty()) {
+    made.insert(made.end(), changed.begin(), changed.end());
+  }
+  return made;
+}
+
+// Firmware may mark an option as it likes, in the attributes before the rest.
+bool isSameOption(const std::string &a, const std::string &b) {
+  constexpr size_t attributes = 4;
+  return a.size() == b.size() && a.size() > attributes && a.compare(attributes, a.size(), b, attributes, b.size()) == 0;
+}
+
+bool hasOption(const Site &site, const Manifest &manifest) {
+  return isSameOption(site.variables.read(Variables::optionName(manifest.number)).value_or(""), manifest.option);
+}
+
+// Also when the option itself is gone: the number then leads nowhere.
+bool isNext(const Site &site, const Manifest &manifest) {
+  bool isFree = !site.variables.read(Variables::optionName(manifest.number));
+  return site.variables.next() == manifest.number && (isFree || hasOption(site, manifest));
+}
+
+// What a run that fetched it noted, of that what is still there; none when no run came so far.
+std::optional<std::vector<StagedFile>> fetchedOf(const Site &site, const std::vector<StagedFile> &left) {
+  std::optional<Manifest> note =
+      fs::exists(onPartition(site, FETCHED)) ? readManifest(contentAt(site, FETCHED)) : std::nullopt;
+  if (!note) {
+    return std::nullopt;
+  }
+  std::vector<StagedFile> fetched;
+  std::copy_if(left.begin(), left.end(), std::back_inserter(fetched), [&note](const StagedFile &file) {
+    return std::any_of(note->files.begin(), note->files.end(),
+                       [&file](const StagedFile &noted) { return isSameFile(file, noted); });
+  });
+  return fetched;
+}
+
+State stateOf(const Site &site, const Look &look) {
+  return !look.left.empty() ? State::Ran : isNext(site, *look.manifest) ? State::Waiting : State::Cut;
+}
+
+// Without a manifest that can be read: the folders have to be empty, but for the beginning of one.
+Look lookWithout(const Site &site, const std::string &text) {
+  fs::path home = onPartition(site, HOME);
+  fs::path file = onPartition(site, MANIFEST);
+  bool isEmpty = isEmptyOrAbsent(home);
+  bool isBegun = fs::is_regular_file(file) && hasOnly(home, file) && isBegunManifest(text);
+  Look look;
+  if (!isEmptyOrAbsent(onPartition(site, WORK))) {
+    look.foreign = WORK;
+  } else if (!isEmpty && !isBegun) {
+    look.foreign = fs::is_regular_file(file) ? MANIFEST : HOME;
+  }
+  look.state = !look.foreign.empty() ? State::Foreign : isBegun ? State::Cut : State::Nothing;
+  return look;
+}
+
+// As images/medium/done.cpp has it.
+std::string rememberedValue(const Manifest &manifest) {
+  return littleEndian(manifest.job) + littleEndian(crc32Of(manifest.id.data(), manifest.id.size()));
+}
+
+constexpr const char *REMEMBERED = "RaidXylJob";
+
+// The folders on the way to the places, each behind the one in which it is.
+std::set<std::string> foldersOf(const std::vector<std::string> &places) {
+  std::set<std::string> folders;
+  for (const std::string &place : places) {
+    for (fs::path at = fs::path(place).parent_path(); !at.empty() && at != "EFI"; at = at.parent_path()) {
+      folders.insert(at.generic_string());
+    }
+  }
+  return folders;
+}
+
+void putAll(Site *site, const Payload &payload, const Manifest &manifest) {
+  Changes &changes = site->changes;
+  changes.makeFolder(onPartition(*site, "EFI"));
+  changes.makeFolder(onPartition(*site, HOME));
+  changes.createFile(onPartition(*site, MANIFEST), manifestText(manifest));
+  std::vector<std::string> places;
+  for (const PayloadFile &file : payload.files) {
+    places.push_back(file.place);
+  }
+  for (const std::string &folder : foldersOf(places)) {
+    changes.makeFolder(onPartition(*site, folder));
+  }
+  for (const PayloadFile &file : payload.files) {
+    std::string content = contentOf(file);
+    changes.createFile(onPartition(*site, file.place), content);
+    wipeBytes(content.data(), content.size());
+  }
+  site->variables.create(Variables::optionName(manifest.number), manifest.option);
+  site->variables.create("BootNext", littleEndian(manifest.number));
+}
+
+// The order first: firmware is never told to boot what is not there any more.
+void takeVariables(Site *site, const Manifest &manifest) {
+  if (isNext(*site, manifest)) {
+    site->variables.remove("BootNext");
+  }
+  if (hasOption(*site, manifest)) {
+    site->variables.remove(Variables::optionName(manifest.number));
+  }
+  if (isRemembered(*site, manifest)) {
+    site->variables.remove(REMEMBERED, MEDIUM_VENDOR);
+  }
+}
+
+// Removes the files, then the folders that are empty without them, the deepest first; returns what stays.
+void takeFiles(Site *site, const Look &look) {
+  std::vector<std::string> places;
+  for (const std::vector<StagedFile> &files : {look.left, look.manifest->files}) {
+    for (const StagedFile &file : files) {
+      places.push_back(file.place);
+    }
+  }
+  std::set<std::string> folders = foldersOf(places);
+  for (const std::string &place : placesBelow(*site, WORK)) {
+    if (isFolder(place)) {
+      folders.insert(place.substr(0, place.size() - 1));
+    }
+  }
+  folders.erase(HOME);
+  for (const std::string &place : places) {
+    site->changes.removeFile(onPartition(*site, place), /* wipes= */ isOfJob(place));
+  }
+  for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder) {
+    if (fs::is_directory(onPartition(*site, *folder))) {
+      site->changes.keepFolder(onPartition(*site, *folder));
+      site->changes.removeFolder(onPartition(*site, *folder));
+    }
+  }
+}
+
+} // namespace
+
+fs::path onPartition(const Site &site, const std::string &place) {
+  return site.system.folder / place;
+}
+
+Look lookAt(const Site &site) {
+  std::string text;
+  EFI_STATUS status = readHostFile(onPartition(site, MANIFEST).string(), &text);
+  if (EFI_ERROR(status) && status != EFI_NOT_FOUND && status != EFI_INVALID_PARAMETER) {
+    throw CLIENT_ERROR(status, "cannot read '" + onPartition(site, MANIFEST).string() + "': " + statusWords(status));
+  }
+  std::optional<Manifest> manifest = EFI_ERROR(status) ? std::nullopt : readManifest(text);
+  if (!manifest) {
+    return lookWithout(site, text);
+  }
+  Look look;
+  look.manifest = manifest;
+  look.left = leftBy(site, *manifest);
+  std::optional<std::vector<StagedFile>> fetched = fetchedOf(site, look.left);
+  look.state = fetched ? State::Fetched : stateOf(site, look);
+  look.left = fetched ? *fetched : look.left;
+  return look;
+}
+
+bool isRemembered(const Site &site, const Manifest &manifest) {
+  return site.variables.read(REMEMBERED, MEDIUM_VENDOR) == rememberedValue(manifest);
+}
+
+void put(Site *site, const Payload &payload, const Manifest &manifest) {
+  try {
+    putAll(site, payload, manifest);
+  } catch (const CLIENT_ERROR &) {
+    try {
+      takeBack(site, lookAt(*site));
+    } catch (const CLIENT_ERROR &) {
+      // What failed first is told; the next run, or --cancel, takes back the rest.
+    }
+    throw;
+  }
+}
+
+void noteFetched(Site *site, const Look &look) {
+  Manifest note = *look.manifest;
+  note.files = look.left;
+  site->changes.removeFile(onPartition(*site, FETCHED), /* wipes= */ false); // half of one
+  site->changes.createFile(onPartition(*site, FETCHED), manifestText(note));
+}
+
+std::vector<std::string> takeBack(Site *site, const Look &look) {
+  if (look.manifest) {
+    takeVariables(site, *look.manifest);
+    takeFiles(site, look);
+  }
+  fs::path home = onPartition(*site, HOME);
+  if (look.state != State::Foreign && fs::is_directory(home)) {
+    site->changes.keepFolder(home);
+    site->changes.removeFile(onPartition(*site, FETCHED), /* wipes= */ false);
+    site->changes.removeFile(onPartition(*site, MANIFEST), /* wipes= */ false);
+    site->changes.keepFolder(home);
+    site->changes.removeFolder(home);
+  }
+  std::vector<std::string> stays = placesBelow(*site, HOME);
+  for (const std::string &place : placesBelow(*site, WORK)) {
+    stays.push_back(place);
+  }
+  return stays;
+}
+
+} // namespace stage

@@ -1,0 +1,53 @@
+// What stands on the system partition and in the firmware's variables: looking at it, putting it there, taking it back.
+#pragma once
+
+#include "host/stage/machine.h"
+#include "host/stage/manifest.h"
+#include "host/stage/variables.h"
+
+namespace stage {
+
+// The places that staging works on.
+struct Site {
+  SystemPartition system;
+  Variables variables;
+  Changes &changes;
+};
+
+std::filesystem::path onPartition(const Site &site, const std::string &place);
+
+enum class State {
+  Nothing,
+  Foreign, // something that is not ours is in the way
+  Cut,     // a run was cut off before its end, or the firmware did not start what it was told to
+  Waiting, // for the machine to boot it
+  Ran,     // the job began, at least
+  Fetched, // what it left was taken already, and cleaning up was cut off
+};
+
+struct Look {
+  State state = State::Nothing;
+  std::optional<Manifest> manifest; // none of one that was cut at its birth
+  std::string foreign;              // what is in the way
+  // Files that the job made or changed; with the state Fetched those of them that are safe elsewhere.
+  std::vector<StagedFile> left;
+};
+
+// Throws CLIENT_ERROR for what cannot be read.
+Look lookAt(const Site &site);
+
+// Whether the firmware remembers the job as one that it could not keep anything of.
+bool isRemembered(const Site &site, const Manifest &manifest);
+
+// Puts everything there, the order to boot it last. The boot order is not written. Throws CLIENT_ERROR, after which the
+// machine is as it was, as far as it can be.
+void put(Site *site, const Payload &payload, const Manifest &manifest);
+
+// Notes that what the job left is safe elsewhere.
+void noteFetched(Site *site, const Look &look);
+
+// Takes everything back that is ours, the order to boot it first, and what the job left, which has to be safe
+// elsewhere. What others put there stays, and is returned. Throws CLIENT_ERROR.
+std::vector<std::string> takeBack(Site *site, const Look &look);
+
+} // namespace stage
