@@ -1,10 +1,13 @@
 #include "host/stage/machine.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <sstream>
 #include <vector>
 
+#include <sys/statvfs.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -189,10 +192,20 @@ Mounted onlyPartition(const Machine &machine) {
 
 } // namespace
 
+Room roomOf(const fs::path &folder) {
+  struct statvfs room = {};
+  if (statvfs(folder.c_str(), &room) != 0) {
+    throw CLIENT_ERROR(statusFromErrno(errno), "cannot ask '" + folder.string() + "' for its room");
+  }
+  return {uint64_t{room.f_bavail} * room.f_frsize, std::max<uint64_t>(room.f_bsize, 1)};
+}
+
 Machine thisMachine() {
   utsname names = {};
   uname(&names);
-  return {"/", names.machine};
+  Machine machine;
+  machine.processor = names.machine;
+  return machine;
 }
 
 fs::path placeOf(const Machine &machine, const std::string &name) {

@@ -9,10 +9,20 @@
 
 namespace stage {
 
+// Of a file system, in bytes.
+struct Room {
+  uint64_t free = 0;
+  uint64_t cluster = 1; // what a file takes is a multiple of it
+};
+
+// Throws CLIENT_ERROR.
+Room roomOf(const std::filesystem::path &folder);
+
 // Where the machine is looked at.
 struct Machine {
   std::filesystem::path root = "/"; // its files; another folder in tests
   std::string processor;            // as uname tells it
+  Room (*room)(const std::filesystem::path &folder) = roomOf;
 };
 
 // The machine on which the program runs.

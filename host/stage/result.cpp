@@ -164,16 +164,16 @@ std::string stateWords(const Fetched &fetched) {
 }
 
 void sayJob(const XYL_FRONT &front, const Fetched &fetched, const nlohmann::json &lines) {
-  sayText(&front, ("The job " + stateWords(fetched) + "\n").c_str());
+  sayLines(&front, ("The job " + stateWords(fetched) + "\n").c_str());
   for (const nlohmann::json &driver : fetched.result.value("drivers", nlohmann::json::array())) {
     if (textIn(driver, "status") != "Success") {
-      sayText(&front, ("Driver " + textIn(driver, "file") + ": " + textIn(driver, "status") + "\n").c_str());
+      sayLines(&front, ("Driver " + textIn(driver, "file") + ": " + textIn(driver, "status") + "\n").c_str());
     }
   }
   for (const nlohmann::json &line : lines) {
     std::string outcome = textIn(line, "outcome").empty() ? textIn(line, "state") : textIn(line, "outcome");
     say(&front, "%4d  %-11a  ", line.value("line", 0), outcome.c_str());
-    sayText(&front, (textIn(line, "command") + "\n").c_str());
+    sayLines(&front, (textIn(line, "command") + "\n").c_str());
   }
 }
 

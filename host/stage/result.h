@@ -2,6 +2,7 @@
 #pragma once
 
 #include "client/command_line/command_line.h"
+#include "host/common/common.h"
 #include "host/stage/staging.h"
 
 namespace stage {

@@ -8,7 +8,6 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include "base/crc32.h"
@@ -153,19 +152,14 @@ void checkFree(const Site &site, const Look &look) {
 }
 
 // A file takes whole clusters, and a folder at least one.
-void checkRoom(const Site &site, const Payload &payload) {
-  struct statvfs room = {};
-  if (statvfs(site.system.folder.c_str(), &room) != 0) {
-    throw CLIENT_ERROR(statusFromErrno(errno), "cannot ask '" + site.system.name + "' for its room");
-  }
-  uint64_t cluster = room.f_bsize != 0 ? room.f_bsize : 1;
+void checkRoom(const Machine &machine, const Site &site, const Payload &payload) {
+  Room room = machine.room(site.system.folder);
   uint64_t wanted = RESULT_ROOM;
   for (const PayloadFile &file : payload.files) {
-    wanted += (file.size + cluster - 1) / cluster * cluster + cluster;
+    wanted += (file.size + room.cluster - 1) / room.cluster * room.cluster + room.cluster;
   }
-  uint64_t free = uint64_t{room.f_bavail} * room.f_frsize;
-  if (wanted > free) {
-    throw CLIENT_ERROR(EFI_VOLUME_FULL, "'" + site.system.name + "' has room for " + sizeText(free) +
+  if (wanted > room.free) {
+    throw CLIENT_ERROR(EFI_VOLUME_FULL, "'" + site.system.name + "' has room for " + sizeText(room.free) +
                                             ", and files and results want " + sizeText(wanted));
   }
 }
@@ -182,8 +176,8 @@ void sayStaged(const XYL_FRONT &front, const Site &site, const Payload &payload,
       site.system.device.c_str(), UINT64{payload.files.size()}, sizeText(size).c_str());
   say(&front, "The next boot of this machine is %a \"%a\": it does the job once, and %a.\n",
       Variables::optionName(manifest.number).c_str(), DESCRIPTION, endWords(job).c_str());
-  sayText(&front,
-          ("The boot order stays as it is (" + site.variables.orderText() + "), for all boots after it.\n").c_str());
+  sayLines(&front,
+           ("The boot order stays as it is (" + site.variables.orderText() + "), for all boots after it.\n").c_str());
   say(&front,
       "Then 'xyl stage --result DIR' fetches what came of it; until then 'xyl stage --cancel' takes it back.\n");
   if (job.hasPassphrases) {
@@ -202,7 +196,7 @@ void sayStaged(const XYL_FRONT &front, const Site &site, const Payload &payload,
 
 void sayStays(const XYL_FRONT &front, const std::vector<std::string> &stays) {
   for (const std::string &place : stays) {
-    sayText(&front, ("Left, since this command did not make it: " + place + "\n").c_str());
+    sayLines(&front, ("Left, since this command did not make it: " + place + "\n").c_str());
   }
 }
 
@@ -228,7 +222,7 @@ XYL_RESULT begin(const XYL_CONTEXT &context, const Machine &machine, Site *site)
   }
   Look look = lookAt(*site);
   checkFree(*site, look);
-  checkRoom(*site, payload);
+  checkRoom(machine, *site, payload);
   if (look.state != State::Nothing) {
     say(&front, "An earlier run that was cut off, or never booted, is cleaned up first.\n");
     takeBack(site, look);

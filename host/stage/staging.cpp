@@ -152,13 +152,11 @@ std::string rememberedValue(const Manifest &manifest) {
 
 constexpr const char *REMEMBERED = "RaidXylJob";
 
-// The folders on the way to the places, each behind the one in which it is.
-std::set<std::string> foldersOf(const std::vector<std::string> &places) {
+// The folders on the way to a place; in their order each stands behind the one in which it is.
+std::set<std::string> foldersOf(const std::string &place) {
   std::set<std::string> folders;
-  for (const std::string &place : places) {
-    for (fs::path at = fs::path(place).parent_path(); !at.empty() && at != "EFI"; at = at.parent_path()) {
-      folders.insert(at.generic_string());
-    }
+  for (fs::path at = fs::path(place).parent_path(); !at.empty() && at != "EFI"; at = at.parent_path()) {
+    folders.insert(at.generic_string());
   }
   return folders;
 }
@@ -168,11 +166,11 @@ void putAll(Site *site, const Payload &payload, const Manifest &manifest) {
   changes.makeFolder(onPartition(*site, "EFI"));
   changes.makeFolder(onPartition(*site, HOME));
   changes.createFile(onPartition(*site, MANIFEST), manifestText(manifest));
-  std::vector<std::string> places;
+  std::set<std::string> folders;
   for (const PayloadFile &file : payload.files) {
-    places.push_back(file.place);
+    folders.merge(foldersOf(file.place));
   }
-  for (const std::string &folder : foldersOf(places)) {
+  for (const std::string &folder : folders) {
     changes.makeFolder(onPartition(*site, folder));
   }
   for (const PayloadFile &file : payload.files) {
@@ -197,23 +195,28 @@ void takeVariables(Site *site, const Manifest &manifest) {
   }
 }
 
-// Removes the files, then the folders that are empty without them, the deepest first; returns what stays.
+// Removes the files, then the folders that are empty without them, the deepest first. What was staged is overwritten
+// before, since it may hold passphrases; what the job left is known by its content.
 void takeFiles(Site *site, const Look &look) {
-  std::vector<std::string> places;
-  for (const std::vector<StagedFile> &files : {look.left, look.manifest->files}) {
-    for (const StagedFile &file : files) {
-      places.push_back(file.place);
-    }
+  std::map<std::string, bool> wipes;
+  for (const StagedFile &file : look.left) {
+    wipes[file.place] = false;
   }
-  std::set<std::string> folders = foldersOf(places);
+  for (const StagedFile &file : look.manifest->files) {
+    wipes[file.place] = isOfJob(file.place);
+  }
+  std::set<std::string> folders;
+  for (const auto &[place, isWiped] : wipes) {
+    folders.merge(foldersOf(place));
+  }
   for (const std::string &place : placesBelow(*site, WORK)) {
     if (isFolder(place)) {
       folders.insert(place.substr(0, place.size() - 1));
     }
   }
   folders.erase(HOME);
-  for (const std::string &place : places) {
-    site->changes.removeFile(onPartition(*site, place), /* wipes= */ isOfJob(place));
+  for (const auto &[place, isWiped] : wipes) {
+    site->changes.removeFile(onPartition(*site, place), isWiped);
   }
   for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder) {
     if (fs::is_directory(onPartition(*site, *folder))) {

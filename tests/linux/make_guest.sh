@@ -10,7 +10,7 @@ guest=${GUEST:-$(cd "$here/../.." && pwd)/build/linux}
 suite=${1:-}
 . "$here/../../cmake/apt.sh"
 programs="mdadm systemd-boot-efi busybox-static e2fsprogs libc6"
-modules="virtio_pci virtio_blk virtio_scsi ahci sd_mod nvme crc32c_generic raid0 raid1 raid10 raid456 linear ext4 vfat
+modules="virtio_pci virtio_blk virtio_scsi ahci sd_mod nvme crc32c_generic raid0 raid1 raid10 raid456 linear ext4 vfat efivarfs
   nls_cp437 nls_ascii nls_iso8859-1"
 
 mkdir -p "$guest"

@@ -2,25 +2,36 @@
 # $images (build/efi), and is in a folder for what comes of it.
 firmware=/usr/share/OVMF
 
+# make_initrd SCRIPT: the guest that runs a script, with what else lies in the folder job, as the file initrd.
+make_initrd() {
+  mkdir -p job
+  cp "$1" job/job
+  cp "$here/guest.sh" job
+  (cd job && find . | cpio -o -H newc --quiet) >job.cpio
+  cat "$guest/initramfs" job.cpio >initrd
+}
+
+# fill_system IMAGE: a boot loader with the guest onto the file system at 1 MiB.
+fill_system() {
+  printf 'title guest\nlinux /vmlinuz\ninitrd /initrd\noptions %s\n' "console=ttyS0 quiet loglevel=5 mitigations=off \
+tsc=reliable no_timer_check panic=-1 generation=old" >guest.conf
+  mmd -i "$1@@1M" ::/EFI ::/EFI/BOOT ::/loader ::/loader/entries
+  mcopy -i "$1@@1M" "$guest"/unpacked/usr/lib/systemd/boot/efi/systemd-bootx64.efi ::/EFI/BOOT/BOOTX64.EFI
+  mcopy -i "$1@@1M" "$guest"/unpacked/boot/vmlinuz-* ::/vmlinuz
+  mcopy -i "$1@@1M" initrd ::/initrd
+  mcopy -i "$1@@1M" guest.conf ::/loader/entries/guest.conf
+}
+
 # make_contents SIZE: what a volume is to hold, in the file contents: a system partition with a boot loader, and a root with
 # a file whose checksum is beside it.
 make_contents() {
   size=$1
-  mkdir -p job tree
-  cp "$here/jobs/booted.sh" job/job
-  cp "$here/guest.sh" job
-  (cd job && printf 'job\nguest.sh\n' | cpio -o -H newc --quiet) >job.cpio
-  cat "$guest/initramfs" job.cpio >initrd
-  printf 'title guest\nlinux /vmlinuz\ninitrd /initrd\noptions %s\n' "console=ttyS0 quiet loglevel=5 mitigations=off \
-tsc=reliable no_timer_check panic=-1 generation=old" >guest.conf
+  mkdir -p tree
+  make_initrd "$here/jobs/booted.sh"
   truncate -s "$size" contents
   sgdisk -n 1:2048:+40M -t 1:ef00 -n 2:0:0 -t 2:8300 contents >/dev/null
   mformat -i contents@@1M -T $((40 * 2048)) ::
-  mmd -i contents@@1M ::/EFI ::/EFI/BOOT ::/loader ::/loader/entries
-  mcopy -i contents@@1M "$guest"/unpacked/usr/lib/systemd/boot/efi/systemd-bootx64.efi ::/EFI/BOOT/BOOTX64.EFI
-  mcopy -i contents@@1M "$guest"/unpacked/boot/vmlinuz-* ::/vmlinuz
-  mcopy -i contents@@1M initrd ::/initrd
-  mcopy -i contents@@1M guest.conf ::/loader/entries/guest.conf
+  fill_system contents
   mcopy -i contents@@1M "$images/RaidVolumes.efi" ::/RaidVolumes.efi
   head -c 4M /dev/urandom >tree/file
   (cd tree && md5sum file >sums)
