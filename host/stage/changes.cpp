@@ -14,6 +14,11 @@ namespace stage {
 
 namespace fs = std::filesystem;
 
+// FAT has no journal, and the kernel keeps no order between a folder's entries and the table of clusters. An entry that
+// leads to clusters which the table has as free spoils the file system for the kernel, which then writes no more;
+// clusters that nobody leads to do no harm. So new clusters are in the table before an entry leads to them, and old
+// ones are given back after their entry is gone.
+
 namespace {
 
 [[noreturn]] void fail(const char *what, const fs::path &path, int error) {
@@ -86,40 +91,45 @@ void Changes::createFile(const fs::path &file, const std::string &content) {
   created.write(content.substr(0, content.size() / 2));
   before_();
   created.write(content.substr(content.size() / 2));
+  keepFolder(file.parent_path()); // with FAT's table, before the entry leads into it
   created.sync();
-  keepFolder(file.parent_path());
 }
 
 void Changes::removeFile(const fs::path &file, bool wipes) {
   before_();
   struct stat kept = {};
-  if (wipes && lstat(file.c_str(), &kept) == 0 && S_ISREG(kept.st_mode)) {
-    File opened(file, O_WRONLY);
+  if (lstat(file.c_str(), &kept) != 0 || !S_ISREG(kept.st_mode)) {
+    return;
+  }
+  File opened(file, O_RDWR); // keeps its clusters until the disk has no entry that leads to them
+  if (wipes) {
     opened.write(std::string(static_cast<size_t>(kept.st_size), 0));
     opened.sync();
     before_();
   }
-  if (unlink(file.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR) {
+  if (unlink(file.c_str()) != 0) {
     fail("remove", file, errno);
   }
+  keepFolder(file.parent_path());
 }
 
-bool Changes::removeFolder(const fs::path &folder) {
+void Changes::removeFolder(const fs::path &folder) {
   before_();
-  if (rmdir(folder.c_str()) == 0) {
-    keepFolder(folder.parent_path());
-    return true;
+  if (!fs::is_directory(folder)) {
+    return;
   }
-  if (errno != ENOENT && errno != ENOTEMPTY && errno != EEXIST) {
+  File opened(folder, O_RDONLY | O_DIRECTORY);
+  if (rmdir(folder.c_str()) != 0 && errno != ENOTEMPTY && errno != EEXIST) {
     fail("remove", folder, errno);
   }
-  return errno == ENOENT;
+  keepFolder(folder.parent_path());
 }
 
 // In one write, which is one call of the firmware.
 void Changes::createVariable(const fs::path &file, const std::string &content) {
   before_();
   File created(file, O_WRONLY | O_CREAT | O_EXCL);
+  before_();
   ssize_t length = ::write(created.number(), content.data(), content.size());
   if (length != static_cast<ssize_t>(content.size())) {
     int error = length < 0 ? errno : EIO;

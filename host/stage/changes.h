@@ -7,7 +7,8 @@
 
 namespace stage {
 
-// Every change throws CLIENT_ERROR when it fails. What a change makes is on the disk when it returns.
+// Every change throws CLIENT_ERROR when it fails. What it did is on the disk when it returns, but for room
+// that it gives back.
 class Changes {
 public:
   // before is called before each change that the disk or the firmware may see alone; it may throw.
@@ -19,16 +20,15 @@ public:
   void createFile(const std::filesystem::path &file, const std::string &content);
   // Removes a file, with its content overwritten first if told so. One that is not there is no fault.
   void removeFile(const std::filesystem::path &file, bool wipes);
-  // Removes a folder if nothing is in it; whether it is gone.
-  bool removeFolder(const std::filesystem::path &folder);
-  // Sees to it that the disk has what was removed from the folder.
-  void keepFolder(const std::filesystem::path &folder);
-
+  // Removes a folder if nothing is in it.
+  void removeFolder(const std::filesystem::path &folder);
   // A variable is written at once, or not at all.
   void createVariable(const std::filesystem::path &file, const std::string &content);
   void removeVariable(const std::filesystem::path &file);
 
 private:
+  static void keepFolder(const std::filesystem::path &folder);
+
   std::function<void()> before_;
 };
 

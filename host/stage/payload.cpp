@@ -24,13 +24,6 @@ std::string readSource(const fs::path &source) {
   return content;
 }
 
-std::string lowered(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](char letter) {
-    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter | 0x20) : letter;
-  });
-  return text;
-}
-
 // --- Images ---
 
 // Looks at the headers of a PE32+ image.
@@ -135,6 +128,13 @@ void look(PayloadFile *file, const std::string &content) {
 }
 
 } // namespace
+
+std::string lowered(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter | 0x20) : letter;
+  });
+  return text;
+}
 
 Payload collectPayload(const fs::path &folder, const fs::path &images, const std::string &architecture,
                        bool wantsSigned) {

@@ -37,6 +37,9 @@ inline bool isOfJob(const std::string &place) {
   return place.starts_with(std::string(WORK) + "/");
 }
 
+// As FAT takes names for one.
+std::string lowered(std::string text);
+
 // What it holds now. Throws CLIENT_ERROR when it is not what was looked at.
 std::string contentOf(const PayloadFile &file);
 

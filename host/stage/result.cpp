@@ -29,6 +29,11 @@ nlohmann::json parsed(const std::string &text) {
   return json.is_object() ? json : nlohmann::json::object();
 }
 
+int numberIn(const nlohmann::json &json, const char *name) {
+  auto found = json.find(name);
+  return found != json.end() && found->is_number_integer() ? found->get<int>() : 0;
+}
+
 std::string hexOf(uint32_t sum) {
   char text[16];
   std::snprintf(text, sizeof(text), "%08X", sum);
@@ -134,8 +139,8 @@ nlohmann::json linesOf(const Fetched &fetched) {
   std::istringstream text(found != fetched.files.end() ? found->second : "");
   for (std::string line; std::getline(text, line);) {
     nlohmann::json json = parsed(line);
-    if (json.contains("line") && json["line"].is_number_integer()) {
-      last[json["line"].get<int>()] = json;
+    if (numberIn(json, "line") != 0) {
+      last[numberIn(json, "line")] = json;
     }
   }
   nlohmann::json lines = nlohmann::json::array();
@@ -172,7 +177,7 @@ void sayJob(const XYL_FRONT &front, const Fetched &fetched, const nlohmann::json
   }
   for (const nlohmann::json &line : lines) {
     std::string outcome = textIn(line, "outcome").empty() ? textIn(line, "state") : textIn(line, "outcome");
-    say(&front, "%4d  %-11a  ", line.value("line", 0), outcome.c_str());
+    say(&front, "%4d  %-11a  ", numberIn(line, "line"), outcome.c_str());
     sayLines(&front, (textIn(line, "command") + "\n").c_str());
   }
 }

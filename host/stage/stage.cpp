@@ -310,9 +310,7 @@ XYL_RESULT cancel(const XYL_CONTEXT &context, Site *site) {
   return succeeded();
 }
 
-} // namespace
-
-XYL_RESULT stageOn(const XYL_CONTEXT &context, const Machine &machine, Changes *changes) {
+XYL_RESULT run(const XYL_CONTEXT &context, const Machine &machine, Changes *changes) {
   bool fetches = hasOption(context, XYL_OPTION_RESULT);
   bool cancels = hasOption(context, XYL_OPTION_CANCEL);
   if (fetches && cancels) {
@@ -325,7 +323,21 @@ XYL_RESULT stageOn(const XYL_CONTEXT &context, const Machine &machine, Changes *
   SystemPartition system = findSystemPartition(machine, optionText(context, XYL_OPTION_ESP));
   Lock lock(system);
   Site site = {system, Variables(variables, *changes), *changes};
-  return fetches ? fetch(context, machine, &site) : cancels ? cancel(context, &site) : begin(context, machine, &site);
+  if (cancels) {
+    return cancel(context, &site);
+  }
+  return fetches ? fetch(context, machine, &site) : begin(context, machine, &site);
+}
+
+} // namespace
+
+XYL_RESULT stageOn(const XYL_CONTEXT &context, const Machine &machine, Changes *changes) {
+  try {
+    return run(context, machine, changes);
+  } catch (const fs::filesystem_error &error) {
+    EFI_STATUS status = statusFromErrno(error.code().value());
+    throw CLIENT_ERROR(status, "cannot read '" + error.path1().string() + "': " + statusWords(status));
+  }
 }
 
 } // namespace stage

@@ -66,14 +66,14 @@ StagedFile fileAt(const Site &site, const std::string &place) {
 }
 
 bool isSameFile(const StagedFile &a, const StagedFile &b) {
-  return a.place == b.place && a.size == b.size && a.sum == b.sum;
+  return lowered(a.place) == lowered(b.place) && a.size == b.size && a.sum == b.sum;
 }
 
 // Files of the job's folder that were not staged; and, if there are any, also those that are no more as they were.
 std::vector<StagedFile> leftBy(const Site &site, const Manifest &manifest) {
   std::map<std::string, const StagedFile *> staged;
   for (const StagedFile &file : manifest.files) {
-    staged[file.place] = &file;
+    staged[lowered(file.place)] = &file;
   }
   std::vector<StagedFile> made, changed;
   for (const std::string &place : placesBelow(site, WORK)) {
@@ -81,7 +81,7 @@ std::vector<StagedFile> leftBy(const Site &site, const Manifest &manifest) {
       continue;
     }
     StagedFile now = fileAt(site, place);
-    auto known = staged.find(place);
+    auto known = staged.find(lowered(place));
     if (known == staged.end()) {
       made.push_back(now);
     } else if (!isSameFile(now, *known->second)) {
@@ -184,11 +184,12 @@ void putAll(Site *site, const Payload &payload, const Manifest &manifest) {
 
 // The order first: firmware is never told to boot what is not there any more.
 void takeVariables(Site *site, const Manifest &manifest) {
-  if (isNext(*site, manifest)) {
-    site->variables.remove("BootNext");
+  std::string option = Variables::optionName(manifest.number);
+  if (isNext(*site, manifest) || !site->variables.read("BootNext")) {
+    site->variables.remove("BootNext"); // or the empty file of a run that ended before it had written
   }
-  if (hasOption(*site, manifest)) {
-    site->variables.remove(Variables::optionName(manifest.number));
+  if (hasOption(*site, manifest) || !site->variables.read(option)) {
+    site->variables.remove(option);
   }
   if (isRemembered(*site, manifest)) {
     site->variables.remove(REMEMBERED, MEDIUM_VENDOR);
@@ -219,10 +220,7 @@ void takeFiles(Site *site, const Look &look) {
     site->changes.removeFile(onPartition(*site, place), isWiped);
   }
   for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder) {
-    if (fs::is_directory(onPartition(*site, *folder))) {
-      site->changes.keepFolder(onPartition(*site, *folder));
-      site->changes.removeFolder(onPartition(*site, *folder));
-    }
+    site->changes.removeFolder(onPartition(*site, *folder));
   }
 }
 
@@ -258,10 +256,10 @@ bool isRemembered(const Site &site, const Manifest &manifest) {
 void put(Site *site, const Payload &payload, const Manifest &manifest) {
   try {
     putAll(site, payload, manifest);
-  } catch (const CLIENT_ERROR &) {
+  } catch (const std::runtime_error &) { // also of the library's, about files
     try {
       takeBack(site, lookAt(*site));
-    } catch (const CLIENT_ERROR &) {
+    } catch (const std::runtime_error &) {
       // What failed first is told; the next run, or --cancel, takes back the rest.
     }
     throw;
@@ -282,10 +280,8 @@ std::vector<std::string> takeBack(Site *site, const Look &look) {
   }
   fs::path home = onPartition(*site, HOME);
   if (look.state != State::Foreign && fs::is_directory(home)) {
-    site->changes.keepFolder(home);
     site->changes.removeFile(onPartition(*site, FETCHED), /* wipes= */ false);
     site->changes.removeFile(onPartition(*site, MANIFEST), /* wipes= */ false);
-    site->changes.keepFolder(home);
     site->changes.removeFolder(home);
   }
   std::vector<std::string> stays = placesBelow(*site, HOME);

@@ -30,6 +30,9 @@ std::optional<std::string> Variables::read(const std::string &name, const std::s
 }
 
 void Variables::create(const std::string &name, const std::string &value) {
+  if (!read(name)) {
+    changes_.removeVariable(fileOf(name, FIRMWARE_VENDOR));
+  }
   changes_.createVariable(fileOf(name, FIRMWARE_VENDOR), std::string{KEPT_AND_SHARED, 0, 0, 0} + value);
   if (read(name) != value) {
     throw CLIENT_ERROR(EFI_DEVICE_ERROR, "the firmware took its variable " + name + " and does not keep it");

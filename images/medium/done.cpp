@@ -39,16 +39,19 @@ bool isDone(const JOB_RUN &run) {
   return readDone(&done) && done.Job == wanted.Job && done.Medium == wanted.Medium;
 }
 
-EFI_STATUS noteDone(const JOB_RUN &run) {
-  DONE done = doneBy(run);
-  return g_systemTable->RuntimeServices->SetVariable(
-      g_variable, &g_ownGuid, EFI_VARIABLE_NON_VOLATILE | EFI_VARIABLE_BOOTSERVICE_ACCESS, sizeof(done), &done);
-}
-
 void forgetDone() {
   DONE done;
   if (readDone(&done)) {
     g_systemTable->RuntimeServices->SetVariable(g_variable, &g_ownGuid, /* Attributes= */ 0, /* Size= */ 0,
                                                 /* Data= */ nullptr);
   }
+}
+
+// The system may see it, too, and remove it ('xyl stage' does).
+EFI_STATUS noteDone(const JOB_RUN &run) {
+  forgetDone(); // firmware refuses new attributes of one that is there
+  DONE done = doneBy(run);
+  return g_systemTable->RuntimeServices->SetVariable(
+      g_variable, &g_ownGuid, EFI_VARIABLE_NON_VOLATILE | EFI_VARIABLE_BOOTSERVICE_ACCESS | EFI_VARIABLE_RUNTIME_ACCESS,
+      sizeof(done), &done);
 }

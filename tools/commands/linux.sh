@@ -24,6 +24,8 @@ for guest in "$PWD/build/linux" "$newest"; do
 done
 say "machines that boot from volumes"
 tests/linux/run_boots.sh
+say "jobs at the next boot, from the machine's own system partition"
+tests/linux/run_stage.sh
 say "the story of the README"
 tests/story/check_story.sh README.md "Disks that every machine has" "$PWD/run"
 tests/story/check_story.sh README.md "A machine that boots from a RAID" "$PWD/run"
