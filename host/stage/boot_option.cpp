@@ -37,6 +37,14 @@ std::string bootOption(const Partition &partition, const std::string &file, cons
   return littleEndian(ACTIVE) + littleEndian(static_cast<uint16_t>(path.size())) + wide(description) + path;
 }
 
+bool isOption(const std::string &option, const std::string &made) {
+  std::string description = descriptionOf(made);
+  constexpr size_t end = 4; // bytes of the last node
+  size_t path = HEAD + wide(description).size();
+  return made.size() > path + end && descriptionOf(option) == description &&
+         option.find(made.substr(path, made.size() - path - end)) != std::string::npos;
+}
+
 std::string descriptionOf(const std::string &option) {
   std::string text;
   for (size_t at = HEAD; at + 1 < option.size() && (option[at] != 0 || option[at + 1] != 0); at += 2) {

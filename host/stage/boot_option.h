@@ -19,6 +19,10 @@ struct Partition {
 // names the partition by its GUID and not the way to the disk, so the disk may sit at another port when it is followed.
 std::string bootOption(const Partition &partition, const std::string &file, const std::string &description);
 
+// Whether an option is the one that was made, also when the firmware changed its attributes, wrote the way to the disk
+// before the partition, or data behind the path.
+bool isOption(const std::string &option, const std::string &made);
+
 // What people read of an option; empty for bytes that are none.
 std::string descriptionOf(const std::string &option);
 

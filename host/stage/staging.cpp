@@ -94,14 +94,8 @@ std::vector<StagedFile> leftBy(const Site &site, const Manifest &manifest) {
   return made;
 }
 
-// Firmware may mark an option as it likes, in the attributes before the rest.
-bool isSameOption(const std::string &a, const std::string &b) {
-  constexpr size_t attributes = 4;
-  return a.size() == b.size() && a.size() > attributes && a.compare(attributes, a.size(), b, attributes, b.size()) == 0;
-}
-
 bool hasOption(const Site &site, const Manifest &manifest) {
-  return isSameOption(site.variables.read(Variables::optionName(manifest.number)).value_or(""), manifest.option);
+  return isOption(site.variables.read(Variables::optionName(manifest.number)).value_or(""), manifest.option);
 }
 
 // Also when the option itself is gone: the number then leads nowhere.

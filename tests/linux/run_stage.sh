@@ -61,7 +61,7 @@ linux_step() {
   start_machine machine "" ahci:disk
   cp machine/results.txt "step-$1.txt"
   grep -a -q "^step $1 well" machine/results.txt || {
-    cat machine/console.txt machine/results.txt
+    tail -n 40 machine/console.txt machine/results.txt
     fail "step $1 is not well"
   }
   echo "stage: step $1 is well"
