@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <map>
 
 #include <fcntl.h>
@@ -10,7 +9,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "base/crc32.h"
 #include "host/common/common.h"
 
 namespace stage {
@@ -34,12 +32,6 @@ int numberIn(const nlohmann::json &json, const char *name) {
   return found != json.end() && found->is_number_integer() ? found->get<int>() : 0;
 }
 
-std::string hexOf(uint32_t sum) {
-  char text[16];
-  std::snprintf(text, sizeof(text), "%08X", sum);
-  return text;
-}
-
 // --- What goes where ---
 
 // What the job left, by where it goes below the folder.
@@ -50,13 +42,12 @@ struct Fetched {
 };
 
 // The result that the medium's image wrote; a power cut may leave only the old one or the new one beside its place.
-// Empty when there is none of this job.
-std::string resultPlace(const std::map<std::string, std::string> &left, const Manifest &manifest) {
+// Empty when there is none as a whole.
+std::string resultPlace(const std::map<std::string, std::string> &left) {
   const std::string folder = std::string(WORK) + "/results/";
   for (const char *suffix : {".json", ".json.xyl-new", ".json.xyl-old"}) {
     for (const auto &[place, content] : left) {
-      if (place.starts_with(folder) && place.ends_with(suffix) &&
-          textIn(parsed(content), "job") == hexOf(manifest.job)) {
+      if (place.starts_with(folder) && place.ends_with(suffix) && !textIn(parsed(content), "state").empty()) {
         return place;
       }
     }
@@ -74,7 +65,7 @@ Fetched collect(const Site &site, const Look &look) {
     }
   }
   Fetched fetched;
-  std::string result = resultPlace(left, *look.manifest);
+  std::string result = resultPlace(left);
   std::string lines = result.substr(0, result.find(".json")) + ".lines";
   for (auto &[place, content] : left) {
     std::string target = "files/" + place.substr(std::string(WORK).size() + 1);

@@ -89,7 +89,7 @@ Job readJob(const XYL_FRONT &front, const fs::path &file) {
       job.hasPassphrases = job.hasPassphrases || readsPassphrase(front, line);
     }
   }
-  if (!isOver) {
+  if (!isOver && jobs.Source.WordCount == 0) { // else the job is on a server
     job.ends.insert(JOB_RETURN);
   }
   freeJobs(&jobs);
@@ -102,7 +102,7 @@ std::string endWords(const Job &job) {
   for (JOB_END end : job.ends) {
     text += (text.empty() ? "" : " or ") + std::string(words[end]);
   }
-  return text;
+  return text.empty() ? "goes on as the job says that it fetches" : text;
 }
 
 // --- The images ---

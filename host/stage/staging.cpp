@@ -139,11 +139,6 @@ Look lookWithout(const Site &site, const std::string &text) {
   return look;
 }
 
-// As images/medium/done.cpp has it.
-std::string rememberedValue(const Manifest &manifest) {
-  return littleEndian(manifest.job) + littleEndian(crc32Of(manifest.id.data(), manifest.id.size()));
-}
-
 constexpr const char *REMEMBERED = "RaidXylJob";
 
 // The folders on the way to a place; in their order each stands behind the one in which it is.
@@ -243,8 +238,11 @@ Look lookAt(const Site &site) {
   return look;
 }
 
+// The sums of the job, which may come from a server, and of the number that no other staging has
+// (images/medium/done.cpp).
 bool isRemembered(const Site &site, const Manifest &manifest) {
-  return site.variables.read(REMEMBERED, MEDIUM_VENDOR) == rememberedValue(manifest);
+  std::string value = site.variables.read(REMEMBERED, MEDIUM_VENDOR).value_or("");
+  return value.size() == 8 && value.substr(4) == littleEndian(crc32Of(manifest.id.data(), manifest.id.size()));
 }
 
 void put(Site *site, const Payload &payload, const Manifest &manifest) {
