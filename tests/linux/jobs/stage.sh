@@ -120,6 +120,7 @@ case $step in
   cat short-result/result.json
   echo "the saved document:"
   cat short-result/files/saved.xml
+  cd /
   umount /esp /work
   echo "step 5 well"
   exit 0
