@@ -64,6 +64,7 @@ linux_step() {
     tail -n 40 machine/console.txt machine/results.txt
     fail "step $1 is not well"
   }
+  ! grep -a -q "FAT-fs.*error" machine/console.txt || { cat machine/console.txt; fail "step $1 found the partition spoilt"; }
   echo "stage: step $1 is well"
 }
 
