@@ -6,8 +6,9 @@ namespace network {
 
 static constexpr EFI_GUID httpGuid = EFI_HTTP_PROTOCOL_GUID;
 
-constexpr UINT32 firmwareQuietMax = 10000; // milliseconds without an answer, of which firmware waits three times
+constexpr UINT32 firmwareQuietMax = 10000; // milliseconds that firmware is told to wait
 constexpr UINT64 quietMax = 30000;         // between pieces of a body, where firmware has no limit of its own
+constexpr UINTN headWaits = 6;             // for an answer to begin: each ends after five seconds, whatever it is told
 constexpr UINTN pieceSize = 256U << 10;
 constexpr UINTN tick = 1000; // microseconds
 constexpr UINTN pollsPerTick = 16;
@@ -60,6 +61,7 @@ public:
     if (handle_ != nullptr) {
       binding_->DestroyChild(binding_, handle_);
       handle_ = nullptr;
+      http_ = nullptr;
     }
   }
   EFI_STATUS create(EFI_SERVICE_BINDING_PROTOCOL *binding) {
@@ -221,7 +223,10 @@ static EFI_STATUS receiveHead(Line *line, Head *head, Answer *answer) {
   EFI_HTTP_MESSAGE message = {};
   message.Data = &data;
   UINT64 time = timeFor(0);
-  EFI_STATUS status = finish(line, line->child.http()->Response, &message, &time);
+  EFI_STATUS status = EFI_TIMEOUT;
+  for (UINTN i = 0; status == EFI_TIMEOUT && line->child.http() != nullptr && i < headWaits; ++i) {
+    status = finish(line, line->child.http()->Response, &message, &time);
+  }
   if (!EFI_ERROR(status) || status == EFI_HTTP_ERROR) {
     answer->fault = readHead(data.StatusCode, message.Headers, message.HeaderCount, head);
     answer->code = head->code;

@@ -123,7 +123,7 @@ class Server:
         elif step == "flaky" and self.count(path) < 3:
             write(answer(503, b"", "Retry-After: 1") if self.count(path) == 1 else b"")  # and once it hangs up
         elif step == "late":
-            time.sleep(4)
+            time.sleep(12)  # firmware gives up after five seconds
             write(answer(200, body))
         elif step == "stalls":
             write(answer(200, body[:500], length=len(body)))
