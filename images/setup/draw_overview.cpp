@@ -16,18 +16,18 @@ Phrase placeOf(const Draw &draw) {
 
 static constexpr Text g_findings[] = {Text::findingSilent, Text::findingVirtualDisk,  Text::findingMembers,
                                       Text::findingDisk,   Text::findingNamelessDisk, Text::findingForeign};
-static_assert(sizeof(g_findings) / sizeof(g_findings[0]) == FINDING_KINDS);
+static_assert(sizeof(g_findings) / sizeof(g_findings[0]) == health::findingKinds);
 
-static void drawFinding(Draw &draw, const FINDING &finding) {
-  Phrase count = finding.Kind == FINDING_SILENT ? statusOf(finding.Number) : Phrase(number(finding.Number));
-  draw.line({g_findings[finding.Kind], wide(finding.Subject), levelOf(finding.RAIDLevel),
-             word(stateWord(finding.State)), phrase(count), number(finding.Of)},
+static void drawFinding(Draw &draw, const health::Finding &finding) {
+  Phrase count = finding.kind == health::findingSilent ? statusOf(finding.number) : Phrase(number(finding.number));
+  draw.line({g_findings[finding.kind], wide(finding.subject), levelOf(finding.raidLevel),
+             word(stateWord(finding.state)), phrase(count), number(finding.of)},
             Text::findingHelp);
 }
 
 static void drawFindings(Draw &draw) {
-  POOL_ARRAY<FINDING> findings = {};
-  if (EFI_ERROR(findFaults(draw.all.virtualDiskAnswer(), draw.all.diskAnswer(), &findings))) {
+  POOL_ARRAY<health::Finding> findings = {};
+  if (EFI_ERROR(health::findFaults(draw.all.virtualDiskAnswer(), draw.all.diskAnswer(), &findings))) {
     draw.failed = true;
   }
   if (findings.count == 0) {

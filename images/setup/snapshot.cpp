@@ -5,47 +5,47 @@
 namespace setup {
 
 Snapshot::Snapshot(RAID_MGMT_PROTOCOL *mgmt, Extent extent)
-    : mgmt_(mgmt), extent_(extent), adapter_(getAll(mgmt, RAID_OBJECT_ADAPTER)) {
+    : mgmt_(mgmt), extent_(extent), adapter_(health::getAll(mgmt, RAID_OBJECT_ADAPTER)) {
   if (extent == Extent::adapter) {
     return;
   }
-  enclosures_ = getAll(mgmt, RAID_OBJECT_ENCLOSURE);
-  disks_ = getAll(mgmt, RAID_OBJECT_PHYSICAL_DISK);
-  virtualDisks_ = getAll(mgmt, RAID_OBJECT_VIRTUAL_DISK);
-  indexRecords(&diskIds_, disks_.Result.Data, disks_.Count);
-  indexRecords(&virtualDiskIds_, virtualDisks_.Result.Data, virtualDisks_.Count);
+  enclosures_ = health::getAll(mgmt, RAID_OBJECT_ENCLOSURE);
+  disks_ = health::getAll(mgmt, RAID_OBJECT_PHYSICAL_DISK);
+  virtualDisks_ = health::getAll(mgmt, RAID_OBJECT_VIRTUAL_DISK);
+  indexRecords(&diskIds_, disks_.result.Data, disks_.count);
+  indexRecords(&virtualDiskIds_, virtualDisks_.result.Data, virtualDisks_.count);
 }
 
 Snapshot::~Snapshot() {
   freeIds(&diskIds_);
   freeIds(&virtualDiskIds_);
-  const GET_ANSWER *answers[] = {&virtualDisks_, &disks_, &enclosures_, &adapter_};
-  for (const GET_ANSWER *answer : answers) {
+  const health::GetAnswer *answers[] = {&virtualDisks_, &disks_, &enclosures_, &adapter_};
+  for (const health::GetAnswer *answer : answers) {
     giveBack(mgmt_, *answer);
   }
 }
 
 EFI_STATUS Snapshot::status() const {
-  const GET_ANSWER *answers[] = {&adapter_, &enclosures_, &disks_, &virtualDisks_};
-  for (const GET_ANSWER *answer : answers) {
-    if (EFI_ERROR(answer->Status) && answer->Status != EFI_NOT_FOUND) {
-      return answer->Status;
+  const health::GetAnswer *answers[] = {&adapter_, &enclosures_, &disks_, &virtualDisks_};
+  for (const health::GetAnswer *answer : answers) {
+    if (EFI_ERROR(answer->status) && answer->status != EFI_NOT_FOUND) {
+      return answer->status;
     }
   }
   return EFI_SUCCESS;
 }
 
 const RAID_ADAPTER_RECORD *Snapshot::adapter() const {
-  return adapter_.Count != 0 ? records<RAID_ADAPTER_RECORD>(adapter_) : nullptr;
+  return adapter_.count != 0 ? records<RAID_ADAPTER_RECORD>(adapter_) : nullptr;
 }
 
 const RAID_PD_RECORD *Snapshot::disk(UINT32 id) const {
-  UINT32 at = disks_.Count != 0 ? findId(diskIds_, id) : ID_NONE;
+  UINT32 at = disks_.count != 0 ? findId(diskIds_, id) : ID_NONE;
   return at != ID_NONE ? &disks().items[at] : nullptr;
 }
 
 const RAID_VD_RECORD *Snapshot::virtualDisk(UINT32 id) const {
-  UINT32 at = virtualDisks_.Count != 0 ? findId(virtualDiskIds_, id) : ID_NONE;
+  UINT32 at = virtualDisks_.count != 0 ? findId(virtualDiskIds_, id) : ID_NONE;
   return at != ID_NONE ? &virtualDisks()[at] : nullptr;
 }
 

@@ -24,30 +24,30 @@ public:
 
   const RAID_ADAPTER_RECORD *adapter() const; // or null
   const RAID_ENCLOSURE_RECORD *enclosures() const { return records<RAID_ENCLOSURE_RECORD>(enclosures_); }
-  UINT32 enclosureCount() const { return enclosures_.Count; }
-  fitting::Disks disks() const { return {records<RAID_PD_RECORD>(disks_), disks_.Count}; }
+  UINT32 enclosureCount() const { return enclosures_.count; }
+  fitting::Disks disks() const { return {records<RAID_PD_RECORD>(disks_), disks_.count}; }
   const RAID_VD_RECORD *virtualDisks() const { return records<RAID_VD_RECORD>(virtualDisks_); }
-  UINT32 virtualDiskCount() const { return virtualDisks_.Count; }
+  UINT32 virtualDiskCount() const { return virtualDisks_.count; }
 
   // Or null.
   const RAID_PD_RECORD *disk(UINT32 id) const;
   const RAID_VD_RECORD *virtualDisk(UINT32 id) const;
   const RAID_ENCLOSURE_RECORD *enclosureOf(const RAID_PD_RECORD &disk) const;
 
-  const GET_ANSWER &diskAnswer() const { return disks_; }
-  const GET_ANSWER &virtualDiskAnswer() const { return virtualDisks_; }
+  const health::GetAnswer &diskAnswer() const { return disks_; }
+  const health::GetAnswer &virtualDiskAnswer() const { return virtualDisks_; }
 
 private:
-  template <class T> static const T *records(const GET_ANSWER &answer) {
-    return static_cast<const T *>(answer.Result.Data);
+  template <class T> static const T *records(const health::GetAnswer &answer) {
+    return static_cast<const T *>(answer.result.Data);
   }
 
   RAID_MGMT_PROTOCOL *mgmt_;
   Extent extent_;
-  GET_ANSWER adapter_ = {};
-  GET_ANSWER enclosures_ = {};
-  GET_ANSWER disks_ = {};
-  GET_ANSWER virtualDisks_ = {};
+  health::GetAnswer adapter_ = {};
+  health::GetAnswer enclosures_ = {};
+  health::GetAnswer disks_ = {};
+  health::GetAnswer virtualDisks_ = {};
   ID_INDEX diskIds_ = {};
   ID_INDEX virtualDiskIds_ = {};
 };

@@ -8,29 +8,31 @@
 #include "providers/unload_guard/unload_guard.h"
 #include "uefi/protocols.h"
 
-#define LINE_CAPACITY 1024U // longer texts are cut
+namespace debug_log {
+
+constexpr UINTN lineCapacity = 1024; // longer texts are cut
 
 static UINT32 g_level;
 static bool g_console;
 
 // Too large for a frame together; only one line is written at a time.
-static CHAR16 g_text[LINE_CAPACITY];
-static CHAR8 g_line[LINE_CAPACITY];
+static CHAR16 g_text[lineCapacity];
+static CHAR8 g_line[lineCapacity];
 
-struct LOG_LEVEL {
+struct LogLevel {
   UINT32 Mask; // lowest mask of the level, compared without sign
   const CHAR8 *Name;
   const CHAR16 *Option;
 };
 
-static constexpr LOG_LEVEL g_levels[] = {
+static constexpr LogLevel g_levels[] = {
     {LOG_ERROR, "ERROR", u"error"},
     {LOG_WARN, "WARN", u"warn"},
     {LOG_TRACE, "TRACE", u"trace"},
 };
 
 static const CHAR8 *levelName(UINT32 mask) {
-  for (const LOG_LEVEL &level : g_levels) {
+  for (const LogLevel &level : g_levels) {
     if (mask >= level.Mask) {
       return level.Name;
     }
@@ -52,7 +54,7 @@ static CHAR8 readable(UINT32 unit) {
 }
 
 static void putUnit(UINTN &length, UINT32 unit) {
-  if (length < LINE_CAPACITY - 1) {
+  if (length < lineCapacity - 1) {
     g_line[length++] = readable(unit);
   }
 }
@@ -114,7 +116,7 @@ static EFI_STATUS EFIAPI logPrint(UINT32 mask, const CHAR8 *function, const CHAR
   }
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, format);
-  UINTN textLength = formatText(g_text, LINE_CAPACITY, format, arguments);
+  UINTN textLength = formatText(g_text, lineCapacity, format, arguments);
   EFI_VA_END(arguments);
   UINTN length = composeLine(mask, function, textLength);
   ringAppend(g_line, length);
@@ -144,7 +146,7 @@ static EFI_STATUS EFIAPI setLevel(DEBUG_LOG_RING_PROTOCOL *This, UINT32 Level) {
   if (This == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  for (const LOG_LEVEL &level : g_levels) {
+  for (const LogLevel &level : g_levels) {
     if (level.Mask == Level) {
       g_level = Level;
       return EFI_SUCCESS;
@@ -185,7 +187,7 @@ static void applyOption(const CHAR16 *word, UINTN length) {
   if (wordIs(word, length, u"console")) {
     g_console = true;
   }
-  for (const LOG_LEVEL &level : g_levels) {
+  for (const LogLevel &level : g_levels) {
     if (wordIs(word, length, level.Option)) {
       g_level = level.Mask;
     }
@@ -210,7 +212,7 @@ static void readLoadOptions(const EFI_LOADED_IMAGE_PROTOCOL *loadedImage) {
 }
 
 static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
-  EFI_STATUS status = checkUnload(image, &g_debugLogGuid, u"DebugLog.efi");
+  EFI_STATUS status = unload_guard::checkUnload(image, &g_debugLogGuid, u"DebugLog.efi");
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -218,7 +220,11 @@ static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
                                                              &g_ringProtocol, nullptr);
 }
 
-EFI_STATUS EFIAPI DebugLogEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
+} // namespace debug_log
+
+using namespace debug_log;
+
+extern "C" EFI_STATUS EFIAPI DebugLogEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);
   ringClear();
   g_level = LOG_TRACE;

@@ -2,12 +2,14 @@
 
 #include "base/pool.h"
 
-static CHAR8 g_ring[RING_BYTES];
+namespace debug_log {
+
+static CHAR8 g_ring[ringBytes];
 static UINTN g_ringStart; // of the oldest line
 static UINTN g_ringLength;
 
 static UINTN ringIndex(UINTN offset) {
-  return (g_ringStart + offset) % RING_BYTES;
+  return (g_ringStart + offset) % ringBytes;
 }
 
 void ringClear() {
@@ -25,12 +27,12 @@ static void dropOldestLine() {
 }
 
 void ringAppend(const CHAR8 *line, UINTN length) {
-  if (length > RING_BYTES) {
+  if (length > ringBytes) {
     return;
   }
   // A timer's notification may read the ring while a driver logs.
   EFI_TPL before = g_bootServices->RaiseTPL(TPL_HIGH_LEVEL);
-  while (RING_BYTES - g_ringLength < length) {
+  while (ringBytes - g_ringLength < length) {
     dropOldestLine();
   }
   for (UINTN i = 0; i < length; ++i) {
@@ -47,9 +49,11 @@ CHAR8 *ringText() {
     return nullptr;
   }
   UINTN start = g_ringStart;
-  UINTN beforeWrap = RING_BYTES - start < length ? RING_BYTES - start : length;
+  UINTN beforeWrap = ringBytes - start < length ? ringBytes - start : length;
   copyBytes(text, g_ring + start, beforeWrap);
   copyBytes(text + beforeWrap, g_ring, length - beforeWrap);
   text[length] = 0;
   return text;
 }
+
+} // namespace debug_log

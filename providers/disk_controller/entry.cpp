@@ -55,7 +55,7 @@ static EFI_STATUS EFIAPI unloadDisks(EFI_HANDLE image) {
   if (!EFI_ERROR(status)) {
     g_handle = nullptr;
     dropLook(&g_disks);
-    closeLog(image);
+    log_user::closeLog(image);
     accountingClose(&g_controller.accounting);
     g_controller.accounting = {};
   }
@@ -82,7 +82,7 @@ extern "C" EFI_STATUS EFIAPI RaidDisksEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *
     g_controller.accounting = {};
     return status;
   }
-  openLog(image);
+  log_user::openLog(image);
   static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(found)->Unload = unloadDisks;
   return EFI_SUCCESS;
 }

@@ -2,6 +2,8 @@
 #include "providers/health/findings.h"
 #include "providers/health/health.h"
 
+namespace health {
+
 static const EFI_GUID g_healthGuid = EFI_DRIVER_HEALTH_PROTOCOL_GUID;
 static const EFI_GUID g_nameGuid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
 static const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
@@ -10,7 +12,7 @@ static const EFI_GUID g_readyToBootGuid = EFI_EVENT_GROUP_READY_TO_BOOT;
 
 // --- Names: firmware shows them above the messages ---
 
-static constexpr CHAR8 LANGUAGES[] = "en-US";
+static constexpr CHAR8 languages[] = "en-US";
 static CHAR16 g_driverName[] = u"RAID health";
 // The last name that was asked for; it stays good until the next one is.
 static CHAR16 *g_controllerName;
@@ -19,7 +21,7 @@ static EFI_STATUS EFIAPI getDriverName(EFI_COMPONENT_NAME2_PROTOCOL *, const CHA
   if (language == nullptr || name == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  if (!textEqual(language, LANGUAGES)) {
+  if (!textEqual(language, languages)) {
     return EFI_UNSUPPORTED;
   }
   *name = g_driverName;
@@ -32,7 +34,7 @@ static EFI_STATUS EFIAPI getControllerName(EFI_COMPONENT_NAME2_PROTOCOL *, EFI_H
     return EFI_INVALID_PARAMETER;
   }
   void *mgmt = nullptr;
-  if (!textEqual(language, LANGUAGES) || child != nullptr ||
+  if (!textEqual(language, languages) || child != nullptr ||
       EFI_ERROR(g_bootServices->HandleProtocol(controller, &g_managementGuid, &mgmt))) {
     return EFI_UNSUPPORTED;
   }
@@ -42,7 +44,7 @@ static EFI_STATUS EFIAPI getControllerName(EFI_COMPONENT_NAME2_PROTOCOL *, EFI_H
   return g_controllerName == nullptr ? EFI_UNSUPPORTED : EFI_SUCCESS;
 }
 
-static EFI_COMPONENT_NAME2_PROTOCOL g_names = {getDriverName, getControllerName, LANGUAGES};
+static EFI_COMPONENT_NAME2_PROTOCOL g_names = {getDriverName, getControllerName, languages};
 
 // --- When answers are old: a boot is attempted, or a controller has come ---
 
@@ -50,7 +52,7 @@ static EFI_EVENT g_bootEvent;
 static EFI_EVENT g_controllerEvent;
 
 static void EFIAPI onChange(EFI_EVENT, void *) {
-  healthForget();
+  forget();
 }
 
 static void closeEvents() {
@@ -85,11 +87,15 @@ static EFI_STATUS EFIAPI unloadHealth(EFI_HANDLE image) {
       /* end */ static_cast<EFI_GUID *>(nullptr));
   if (!EFI_ERROR(status)) {
     closeEvents();
-    healthRelease();
+    release();
     poolRelease(g_controllerName);
   }
   return status;
 }
+
+} // namespace health
+
+using namespace health;
 
 extern "C" EFI_STATUS EFIAPI RaidHealthEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);

@@ -9,9 +9,11 @@
 // Returns the status of what failed, else EFI_SUCCESS.
 extern "C" EFI_STATUS EFIAPI RaidHealthEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable);
 
+namespace health {
+
 // A controller is Healthy or Failed: every other state makes the boot manager act, and nothing that it could do helps.
 // Asked of no controller in particular: of all together, without messages; the child is ignored then. A first question
-// to a controller costs a Get of its virtual disks and one of its disks; the answer is kept until healthForget.
+// to a controller costs a Get of its virtual disks and one of its disks; the answer is kept until forget.
 // Messages are the caller's pool memory, null for a healthy controller or in a firmware without a database of texts,
 // and can be read until then. There is no form, and Repair has nothing to do.
 //   EFI_INVALID_PARAMETER  no place for the status
@@ -23,7 +25,9 @@ extern EFI_DRIVER_HEALTH_PROTOCOL g_driverHealth;
 extern EFI_HANDLE g_textsOwner;
 
 // What was answered no longer holds; the next question asks the controllers again.
-void healthForget();
+void forget();
 
 // Gives back all that answers hold.
-void healthRelease();
+void release();
+
+} // namespace health

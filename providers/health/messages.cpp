@@ -3,21 +3,23 @@
 #include "base/format.h"
 #include "base/text.h"
 
+namespace health {
+
 static const EFI_GUID g_databaseGuid = EFI_HII_DATABASE_PROTOCOL_GUID;
 // The lists' own, but for their number in the first part.
 static const EFI_GUID g_listGuid = {0x6f1f6b52, 0x8d0c, 0x4a77, {0x9b, 0x1e, 0x53, 0x0a, 0xe4, 0x27, 0xc8, 0x90}};
 
 // --- The languages ---
 
-struct LANGUAGE {
-  const CHAR8 *Tag;
-  const CHAR16 *Name;
-  const CHAR16 *Formats[FINDING_KINDS];
-  const CHAR16 *States[4]; // failed, degraded, offline, foreign
-  const CHAR16 *OtherState;
+struct Language {
+  const CHAR8 *tag;
+  const CHAR16 *name;
+  const CHAR16 *formats[findingKinds];
+  const CHAR16 *states[4]; // failed, degraded, offline, foreign
+  const CHAR16 *otherState;
 };
 
-static constexpr LANGUAGE g_languages[] = {
+static constexpr Language g_languages[] = {
     {"en-US",
      u"English",
      {u"The controller does not answer: %r", u"Virtual disk %s, %a: %s",
@@ -34,14 +36,14 @@ static constexpr LANGUAGE g_languages[] = {
      u"nicht bereit"},
 };
 
-static const CHAR16 *stateWord(const LANGUAGE &language, UINT64 state) {
+static const CHAR16 *stateWord(const Language &language, UINT64 state) {
   static constexpr UINT64 states[] = {RAID_STATE_FAILED, RAID_STATE_DEGRADED, RAID_STATE_OFFLINE, RAID_STATE_FOREIGN};
-  for (UINT32 i = 0; i < sizeof(states) / sizeof(states[0]); i++) {
+  for (UINT32 i = 0; i < sizeof(states) / sizeof(states[0]); ++i) {
     if (states[i] == state) {
-      return language.States[i];
+      return language.states[i];
     }
   }
-  return language.OtherState;
+  return language.otherState;
 }
 
 // By the bit of RAID_LEVEL_.
@@ -51,7 +53,7 @@ static constexpr const CHAR8 *g_levels[] = {"Volume",  "RAID 0",  "RAID 1",  "RA
 static_assert(1U << (sizeof(g_levels) / sizeof(g_levels[0]) - 1) == RAID_LEVEL_5C);
 
 static const CHAR8 *levelWord(UINT32 level) {
-  for (UINT32 bit = 0; bit < sizeof(g_levels) / sizeof(g_levels[0]); bit++) {
+  for (UINT32 bit = 0; bit < sizeof(g_levels) / sizeof(g_levels[0]); ++bit) {
     if (level == 1U << bit) {
       return g_levels[bit];
     }
@@ -59,28 +61,28 @@ static const CHAR8 *levelWord(UINT32 level) {
   return "RAID ?";
 }
 
-constexpr UINTN TEXT_CAPACITY = 160; // a subject, the longest words and numbers
+constexpr UINTN textCapacity = 160; // a subject, the longest words and numbers
 
 static UINTN EFIAPI writeText(CHAR16 *buffer, const CHAR16 *format, ...) {
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, format);
-  UINTN length = formatText(buffer, TEXT_CAPACITY, format, arguments);
+  UINTN length = formatText(buffer, textCapacity, format, arguments);
   EFI_VA_END(arguments);
   return length;
 }
 
-static UINTN describe(const LANGUAGE &language, const FINDING &finding, CHAR16 *buffer) {
-  const CHAR16 *format = language.Formats[finding.Kind];
-  switch (finding.Kind) {
-  case FINDING_VIRTUAL_DISK:
-    return writeText(buffer, format, finding.Subject, levelWord(finding.RAIDLevel), stateWord(language, finding.State));
-  case FINDING_MEMBERS:
-    return writeText(buffer, format, finding.Subject, levelWord(finding.RAIDLevel), finding.Number, finding.Of);
-  case FINDING_DISK:
-  case FINDING_NAMELESS_DISK:
-    return writeText(buffer, format, finding.Subject, stateWord(language, finding.State));
+static UINTN describe(const Language &language, const Finding &finding, CHAR16 *buffer) {
+  const CHAR16 *format = language.formats[finding.kind];
+  switch (finding.kind) {
+  case findingVirtualDisk:
+    return writeText(buffer, format, finding.subject, levelWord(finding.raidLevel), stateWord(language, finding.state));
+  case findingMembers:
+    return writeText(buffer, format, finding.subject, levelWord(finding.raidLevel), finding.number, finding.of);
+  case findingDisk:
+  case findingNamelessDisk:
+    return writeText(buffer, format, finding.subject, stateWord(language, finding.state));
   default:
-    return writeText(buffer, format, finding.Number);
+    return writeText(buffer, format, finding.number);
   }
 }
 
@@ -92,24 +94,24 @@ static void putText(UINT8 *&at, const CHAR16 *text, UINTN length) {
   at += (length + 1) * sizeof(CHAR16);
 }
 
-static UINTN headerSize(const LANGUAGE &language) {
-  return offsetof(EFI_HII_STRING_PACKAGE_HEADER, Language) + textLength(language.Tag) + 1;
+static UINTN headerSize(const Language &language) {
+  return offsetof(EFI_HII_STRING_PACKAGE_HEADER, Language) + textLength(language.tag) + 1;
 }
 
 static UINTN mostBytes(UINT32 count) {
   UINTN size = sizeof(EFI_HII_PACKAGE_LIST_HEADER) + sizeof(EFI_HII_PACKAGE_HEADER);
-  for (const LANGUAGE &language : g_languages) {
-    size += headerSize(language) + (count + UINTN{1}) * (1 + TEXT_CAPACITY * sizeof(CHAR16)) + 1;
+  for (const Language &language : g_languages) {
+    size += headerSize(language) + (count + UINTN{1}) * (1 + textCapacity * sizeof(CHAR16)) + 1;
   }
   return size;
 }
 
-static void putLanguage(UINT8 *&at, const LANGUAGE &language, const POOL_ARRAY<FINDING> &findings) {
+static void putLanguage(UINT8 *&at, const Language &language, const POOL_ARRAY<Finding> &findings) {
   UINT8 *start = at;
   at += headerSize(language);
-  putText(at, language.Name, textLength(language.Name));
-  for (UINT32 i = 0; i < findings.count; i++) {
-    CHAR16 text[TEXT_CAPACITY];
+  putText(at, language.name, textLength(language.name));
+  for (UINT32 i = 0; i < findings.count; ++i) {
+    CHAR16 text[textCapacity];
     UINTN length = describe(language, findings.items[i], text);
     putText(at, text, length);
   }
@@ -120,16 +122,16 @@ static void putLanguage(UINT8 *&at, const LANGUAGE &language, const POOL_ARRAY<F
   header.BlocksOffset = header.HeaderSize;
   header.LanguageName = 1;
   copyBytes(start, &header, offsetof(EFI_HII_STRING_PACKAGE_HEADER, Language));
-  copyBytes(start + offsetof(EFI_HII_STRING_PACKAGE_HEADER, Language), language.Tag, textLength(language.Tag) + 1);
+  copyBytes(start + offsetof(EFI_HII_STRING_PACKAGE_HEADER, Language), language.tag, textLength(language.tag) + 1);
 }
 
-static UINT8 *makeList(const POOL_ARRAY<FINDING> &findings, UINT32 number) {
+static UINT8 *makeList(const POOL_ARRAY<Finding> &findings, UINT32 number) {
   UINT8 *list = static_cast<UINT8 *>(poolAllocate(mostBytes(findings.count)));
   if (list == nullptr) {
     return nullptr;
   }
   UINT8 *at = list + sizeof(EFI_HII_PACKAGE_LIST_HEADER);
-  for (const LANGUAGE &language : g_languages) {
+  for (const Language &language : g_languages) {
     putLanguage(at, language, findings);
   }
   EFI_HII_PACKAGE_HEADER end = {sizeof(EFI_HII_PACKAGE_HEADER) | EFI_HII_PACKAGE_END << 24};
@@ -147,15 +149,15 @@ static EFI_HII_DATABASE_PROTOCOL *database() {
   return EFI_ERROR(status) ? nullptr : static_cast<EFI_HII_DATABASE_PROTOCOL *>(found);
 }
 
-EFI_STATUS publishMessages(const POOL_ARRAY<FINDING> &findings, EFI_HANDLE driver, UINT32 number,
+EFI_STATUS publishMessages(const POOL_ARRAY<Finding> &findings, EFI_HANDLE driver, UINT32 number,
                            EFI_HII_HANDLE *handle) {
   *handle = nullptr;
   EFI_HII_DATABASE_PROTOCOL *texts = database();
   if (texts == nullptr) {
     return EFI_SUCCESS;
   }
-  constexpr UINT32 most = 0xFFFFFF / (1 + TEXT_CAPACITY * sizeof(CHAR16)) - 2; // a package's length has 24 bits
-  static_assert(most < 0xFFFF - MESSAGE_FIRST);
+  constexpr UINT32 most = 0xFFFFFF / (1 + textCapacity * sizeof(CHAR16)) - 2; // a package's length has 24 bits
+  static_assert(most < 0xFFFF - messageFirst);
   UINT8 *list = findings.count <= most ? makeList(findings, number) : nullptr;
   if (list == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -172,3 +174,5 @@ void removeMessages(EFI_HII_HANDLE handle) {
     texts->RemovePackageList(texts, handle);
   }
 }
+
+} // namespace health

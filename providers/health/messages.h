@@ -4,15 +4,19 @@
 #include "providers/health/findings.h"
 #include "uefi/health.h"
 
+namespace health {
+
 // Of the text of the first finding; the others follow in order.
-constexpr EFI_STRING_ID MESSAGE_FIRST = 2;
+constexpr EFI_STRING_ID messageFirst = 2;
 
 // Hands the texts of the findings, in every language, to the firmware's database in the name of the driver. Firmware
 // takes a driver's second list only under another GUID, which the number makes: it has to differ among those not yet
 // removed. The caller takes *handle back with removeMessages; null when the firmware has no such database.
 //   EFI_OUT_OF_RESOURCES   no memory, or more findings than texts can be numbered
-EFI_STATUS publishMessages(const POOL_ARRAY<FINDING> &findings, EFI_HANDLE driver, UINT32 number,
+EFI_STATUS publishMessages(const POOL_ARRAY<Finding> &findings, EFI_HANDLE driver, UINT32 number,
                            EFI_HII_HANDLE *handle);
 
 // null is ignored.
 void removeMessages(EFI_HII_HANDLE handle);
+
+} // namespace health

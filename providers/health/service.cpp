@@ -2,27 +2,29 @@
 #include "providers/health/health.h"
 #include "providers/health/messages.h"
 
+namespace health {
+
 static const EFI_GUID g_managementGuid = RAID_MGMT_PROTOCOL_GUID;
 
 // What a controller answered.
-struct KEPT {
-  EFI_HANDLE Controller;
-  RAID_MGMT_PROTOCOL *Mgmt;
-  UINT32 FindingCount;
-  EFI_HII_HANDLE Texts;
+struct Kept {
+  EFI_HANDLE controller;
+  RAID_MGMT_PROTOCOL *mgmt;
+  UINT32 findingCount;
+  EFI_HII_HANDLE texts;
 };
 
 EFI_HANDLE g_textsOwner;
-static POOL_ARRAY<KEPT> g_kept;
+static POOL_ARRAY<Kept> g_kept;
 static bool g_forgotten;
 
-void healthForget() {
+void forget() {
   g_forgotten = true;
 }
 
-void healthRelease() {
-  for (UINT32 i = 0; i < g_kept.count; i++) {
-    removeMessages(g_kept.items[i].Texts);
+void release() {
+  for (UINT32 i = 0; i < g_kept.count; ++i) {
+    removeMessages(g_kept.items[i].texts);
   }
   poolFree(g_kept.items);
   g_kept = {};
@@ -37,36 +39,36 @@ static RAID_MGMT_PROTOCOL *managementOf(EFI_HANDLE controller) {
 
 // --- One controller ---
 
-static const KEPT *findKept(EFI_HANDLE controller, const RAID_MGMT_PROTOCOL *mgmt) {
-  for (UINT32 i = 0; i < g_kept.count; i++) {
-    if (g_kept.items[i].Controller == controller && g_kept.items[i].Mgmt == mgmt) {
+static const Kept *findKept(EFI_HANDLE controller, const RAID_MGMT_PROTOCOL *mgmt) {
+  for (UINT32 i = 0; i < g_kept.count; ++i) {
+    if (g_kept.items[i].controller == controller && g_kept.items[i].mgmt == mgmt) {
       return &g_kept.items[i];
     }
   }
   return nullptr;
 }
 
-static EFI_STATUS ask(KEPT *kept) {
-  POOL_ARRAY<FINDING> findings = {};
-  EFI_STATUS status = findFaults(kept->Mgmt, &findings);
+static EFI_STATUS ask(Kept *kept) {
+  POOL_ARRAY<Finding> findings = {};
+  EFI_STATUS status = findFaults(kept->mgmt, &findings);
   if (!EFI_ERROR(status) && findings.count != 0) {
-    status = publishMessages(findings, g_textsOwner, g_kept.count, &kept->Texts);
+    status = publishMessages(findings, g_textsOwner, g_kept.count, &kept->texts);
   }
-  kept->FindingCount = findings.count;
+  kept->findingCount = findings.count;
   poolFree(findings.items);
   return status;
 }
 
 // *kept is good until the next question.
-static EFI_STATUS answerOf(EFI_HANDLE controller, RAID_MGMT_PROTOCOL *mgmt, const KEPT **kept) {
+static EFI_STATUS answerOf(EFI_HANDLE controller, RAID_MGMT_PROTOCOL *mgmt, const Kept **kept) {
   if (g_forgotten) {
-    healthRelease();
+    release();
   }
   *kept = findKept(controller, mgmt);
   if (*kept != nullptr) {
     return EFI_SUCCESS;
   }
-  KEPT answer = {controller, mgmt, /* FindingCount= */ 0, /* Texts= */ nullptr};
+  Kept answer = {controller, mgmt, /* FindingCount= */ 0, /* Texts= */ nullptr};
   EFI_STATUS status = arrayReserve(g_kept, 1) ? ask(&answer) : EFI_OUT_OF_RESOURCES;
   if (!EFI_ERROR(status)) {
     g_kept.items[g_kept.count] = answer;
@@ -75,23 +77,23 @@ static EFI_STATUS answerOf(EFI_HANDLE controller, RAID_MGMT_PROTOCOL *mgmt, cons
   return status;
 }
 
-static EFI_STATUS listMessages(const KEPT &kept, EFI_DRIVER_HEALTH_HII_MESSAGE **messages) {
-  if (messages == nullptr || kept.Texts == nullptr) {
+static EFI_STATUS listMessages(const Kept &kept, EFI_DRIVER_HEALTH_HII_MESSAGE **messages) {
+  if (messages == nullptr || kept.texts == nullptr) {
     return EFI_SUCCESS;
   }
-  EFI_DRIVER_HEALTH_HII_MESSAGE *list = poolNew<EFI_DRIVER_HEALTH_HII_MESSAGE>(kept.FindingCount + UINTN{1});
+  EFI_DRIVER_HEALTH_HII_MESSAGE *list = poolNew<EFI_DRIVER_HEALTH_HII_MESSAGE>(kept.findingCount + UINTN{1});
   if (list == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  for (UINT32 i = 0; i < kept.FindingCount; i++) {
-    list[i] = {kept.Texts, static_cast<EFI_STRING_ID>(MESSAGE_FIRST + i), /* MessageCode= */ 0};
+  for (UINT32 i = 0; i < kept.findingCount; ++i) {
+    list[i] = {kept.texts, static_cast<EFI_STRING_ID>(messageFirst + i), /* MessageCode= */ 0};
   }
   *messages = list;
   return EFI_SUCCESS;
 }
 
-static EFI_DRIVER_HEALTH_STATUS statusOf(const KEPT &kept) {
-  return kept.FindingCount == 0 ? EfiDriverHealthStatusHealthy : EfiDriverHealthStatusFailed;
+static EFI_DRIVER_HEALTH_STATUS statusOf(const Kept &kept) {
+  return kept.findingCount == 0 ? EfiDriverHealthStatusHealthy : EfiDriverHealthStatusFailed;
 }
 
 // --- All of them ---
@@ -104,11 +106,11 @@ static EFI_STATUS judgeAll(EFI_DRIVER_HEALTH_STATUS *health) {
   if (EFI_ERROR(status)) {
     return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
   }
-  for (UINTN i = 0; i < count && !EFI_ERROR(status); i++) {
+  for (UINTN i = 0; i < count && !EFI_ERROR(status); ++i) {
     RAID_MGMT_PROTOCOL *mgmt = managementOf(handles[i]);
-    const KEPT *kept = nullptr;
+    const Kept *kept = nullptr;
     status = mgmt == nullptr ? EFI_SUCCESS : answerOf(handles[i], mgmt, &kept);
-    if (kept != nullptr && kept->FindingCount != 0) {
+    if (kept != nullptr && kept->findingCount != 0) {
       *health = EfiDriverHealthStatusFailed;
     }
   }
@@ -136,7 +138,7 @@ static EFI_STATUS EFIAPI getHealthStatus(EFI_DRIVER_HEALTH_PROTOCOL *, EFI_HANDL
   if (mgmt == nullptr) {
     return EFI_UNSUPPORTED;
   }
-  const KEPT *kept = nullptr;
+  const Kept *kept = nullptr;
   EFI_STATUS status = answerOf(controller, mgmt, &kept);
   if (EFI_ERROR(status)) {
     return status;
@@ -150,3 +152,5 @@ static EFI_STATUS EFIAPI repair(EFI_DRIVER_HEALTH_PROTOCOL *, EFI_HANDLE, EFI_HA
 }
 
 EFI_DRIVER_HEALTH_PROTOCOL g_driverHealth = {getHealthStatus, repair};
+
+} // namespace health

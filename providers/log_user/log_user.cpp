@@ -2,6 +2,8 @@
 
 #include "base/pool.h"
 
+namespace log_user {
+
 static const EFI_GUID g_logGuid = DEBUG_LOG_PROTOCOL_GUID;
 static EFI_HANDLE g_logHandle;
 
@@ -27,3 +29,5 @@ void closeLog(EFI_HANDLE image) {
     g_logHandle = nullptr;
   }
 }
+
+} // namespace log_user

@@ -4,13 +4,15 @@
 #include "base/pool.h"
 #include "base/text.h"
 
+namespace unload_guard {
+
 static constexpr EFI_GUID g_componentName2Guid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
 static constexpr EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 
-static constexpr CHAR16 DRIVER_NAME[] = u"Norvik Tarn RAIDMgmt Driver";
-static constexpr CHAR8 DRIVER_LANGUAGES[] = "en-US";
+static constexpr CHAR16 driverName[] = u"Norvik Tarn RAIDMgmt Driver";
+static constexpr CHAR8 driverLanguages[] = "en-US";
 
-static constexpr int APPLICATION_CODE = 1; // EfiLoaderCode
+static constexpr int applicationCode = 1; // EfiLoaderCode
 
 // Whether handle carries the component name of the RAID driver. The driver hands out a new pool copy with each call;
 // nobody else's name is freed.
@@ -20,15 +22,15 @@ static bool isRaidDriver(EFI_HANDLE handle, EFI_STATUS *status) {
     return false;
   }
   auto names = static_cast<EFI_COMPONENT_NAME2_PROTOCOL *>(interface);
-  if (names->SupportedLanguages == nullptr || !textEqual(names->SupportedLanguages, DRIVER_LANGUAGES)) {
+  if (names->SupportedLanguages == nullptr || !textEqual(names->SupportedLanguages, driverLanguages)) {
     return false;
   }
   CHAR16 *name = nullptr;
-  EFI_STATUS asked = names->GetDriverName(names, DRIVER_LANGUAGES, &name);
+  EFI_STATUS asked = names->GetDriverName(names, driverLanguages, &name);
   if (asked == EFI_OUT_OF_RESOURCES) {
     *status = asked;
   }
-  if (EFI_ERROR(asked) || name == nullptr || !textEqual(name, DRIVER_NAME)) {
+  if (EFI_ERROR(asked) || name == nullptr || !textEqual(name, driverName)) {
     return false;
   }
   poolFree(name);
@@ -53,7 +55,7 @@ static EFI_STATUS findRaidDriver(bool *found) {
 static bool isApplication(EFI_HANDLE agent) {
   void *interface = nullptr;
   return !EFI_ERROR(g_bootServices->HandleProtocol(agent, &g_loadedImageGuid, &interface)) && interface != nullptr &&
-         static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(interface)->ImageCodeType == APPLICATION_CODE;
+         static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(interface)->ImageCodeType == applicationCode;
 }
 
 static EFI_STATUS findOpener(EFI_HANDLE image, const EFI_GUID *protocol, bool *found) {
@@ -75,7 +77,7 @@ EFI_STATUS checkUnload(EFI_HANDLE image, const EFI_GUID *protocol, const CHAR16 
   bool isHeld = false;
   EFI_STATUS status = findRaidDriver(&isHeld);
   if (isHeld) {
-    Print(u"%s stays: unload the driver \"%s\" first, which may hold its protocol\r\n", file, DRIVER_NAME);
+    Print(u"%s stays: unload the driver \"%s\" first, which may hold its protocol\r\n", file, driverName);
     return EFI_ACCESS_DENIED;
   }
   if (EFI_ERROR(status)) {
@@ -88,3 +90,5 @@ EFI_STATUS checkUnload(EFI_HANDLE image, const EFI_GUID *protocol, const CHAR16 
   }
   return status;
 }
+
+} // namespace unload_guard

@@ -122,7 +122,7 @@ static void freeState() {
   if (g_state.pages != nullptr) {
     pagesFree(g_state.pages, pageCount);
   }
-  closeLog(g_state.image);
+  log_user::closeLog(g_state.image);
   g_state = {};
 }
 
@@ -207,7 +207,7 @@ extern "C" EFI_STATUS EFIAPI RaidVolumesEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE
   setSystemTable(systemTable);
   g_state = {};
   g_state.image = image;
-  openLog(image);
+  log_user::openLog(image);
   EFI_STATUS status = begin(image);
   if (EFI_ERROR(status)) {
     freeState();

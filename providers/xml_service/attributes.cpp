@@ -1,9 +1,11 @@
 #include "providers/xml_service/parser.h"
 
+namespace xml_service {
+
 static int compareNames(const CHAR8 *a, const CHAR8 *b) {
   while (*a == *b && *a != 0) {
-    a++;
-    b++;
+    ++a;
+    ++b;
   }
   return *a - *b;
 }
@@ -37,7 +39,7 @@ bool attributeNamesDiffer(XML_ATTRIBUTE *first) {
     XML_ATTRIBUTE *run = attribute;
     run->Prev = nullptr;
     unsigned i = 0;
-    for (; runs[i] != nullptr; i++) {
+    for (; runs[i] != nullptr; ++i) {
       run = mergeRuns(runs[i], run);
       if (run == nullptr) {
         return false;
@@ -63,3 +65,5 @@ bool attributeNamesDiffer(XML_ATTRIBUTE *first) {
   }
   return true;
 }
+
+} // namespace xml_service

@@ -2,13 +2,15 @@
 
 #include "base/text.h"
 
+namespace xml_service {
+
 // A document's blocks double, so that a small one takes little and a large one asks for few. From some size on they are
 // a part of the document: there are never very many of them.
-static constexpr UINTN FIRST_SIZE = EFI_PAGE_SIZE;
-static constexpr UINTN USUAL_SIZE = UINTN{32} * EFI_PAGE_SIZE;
-static constexpr UINTN PART = 64;
+static constexpr UINTN firstSize = EFI_PAGE_SIZE;
+static constexpr UINTN usualSize = UINTN{32} * EFI_PAGE_SIZE;
+static constexpr UINTN partSize = 64;
 
-static DOCUMENT *g_created; // the one that is being filled, or null
+static Document *g_created; // the one that is being filled, or null
 
 void forgetDocuments() {
   forgetParsedBlocks();
@@ -16,11 +18,11 @@ void forgetDocuments() {
 }
 
 // An empty block with room for so many bytes at least, or null.
-static BLOCK *newBlock(UINTN size, UINTN room) {
-  UINTN least = sizeof(BLOCK) + room;
+static Block *newBlock(UINTN size, UINTN room) {
+  UINTN least = sizeof(Block) + room;
   UINTN pages = ((size < least ? least : size) + EFI_PAGE_SIZE - 1) / EFI_PAGE_SIZE;
   size = pages * EFI_PAGE_SIZE;
-  BLOCK *block = static_cast<BLOCK *>(pagesAllocate(pages));
+  Block *block = static_cast<Block *>(pagesAllocate(pages));
   if (block != nullptr) {
     UINT8 *end = reinterpret_cast<UINT8 *>(block) + size;
     *block = {nullptr, nullptr, blockTexts(block), end, end, nullptr, nullptr};
@@ -28,7 +30,7 @@ static BLOCK *newBlock(UINTN size, UINTN room) {
   return block;
 }
 
-static void putBlock(DOCUMENT *document, BLOCK *block) {
+static void putBlock(Document *document, Block *block) {
   block->document = document;
   block->next = document->block;
   document->block = block;
@@ -38,22 +40,22 @@ static void putBlock(DOCUMENT *document, BLOCK *block) {
   }
 }
 
-static DOCUMENT *newSizedDocument(UINTN size, UINTN room) {
-  BLOCK *block = newBlock(size, room + sizeof(DOCUMENT));
+static Document *newSizedDocument(UINTN size, UINTN room) {
+  Block *block = newBlock(size, room + sizeof(Document));
   if (block == nullptr) {
     return nullptr;
   }
-  DOCUMENT *document = carve<DOCUMENT>(block);
+  Document *document = carve<Document>(block);
   putBlock(document, block);
   return document;
 }
 
-DOCUMENT *newDocument() {
-  return newSizedDocument(FIRST_SIZE, 0);
+Document *newDocument() {
+  return newSizedDocument(firstSize, 0);
 }
 
-DOCUMENT *newParsedDocument() {
-  DOCUMENT *document = newDocument();
+Document *newParsedDocument() {
+  Document *document = newDocument();
   if (document != nullptr) {
     document->isParsed = true;
     addParsedBlock(document->block);
@@ -61,10 +63,10 @@ DOCUMENT *newParsedDocument() {
   return document;
 }
 
-bool addBlock(DOCUMENT *document, UINTN room) {
-  UINTN part = document->size / PART;
-  UINTN size = document->size < USUAL_SIZE ? document->size : USUAL_SIZE;
-  BLOCK *block = newBlock(size < part ? part : size, room);
+bool addBlock(Document *document, UINTN room) {
+  UINTN part = document->size / partSize;
+  UINTN size = document->size < usualSize ? document->size : usualSize;
+  Block *block = newBlock(size < part ? part : size, room);
   if (block == nullptr) {
     return false;
   }
@@ -72,13 +74,13 @@ bool addBlock(DOCUMENT *document, UINTN room) {
   return true;
 }
 
-void releaseDocument(DOCUMENT *document) {
+void releaseDocument(Document *document) {
   if (document == g_created) {
     g_created = nullptr;
   }
   bool isParsed = document->isParsed; // which goes with its block
-  for (BLOCK *block = document->block; block != nullptr;) {
-    BLOCK *next = block->next;
+  for (Block *block = document->block; block != nullptr;) {
+    Block *next = block->next;
     if (isParsed) {
       removeParsedBlock(block);
     }
@@ -90,21 +92,23 @@ void releaseDocument(DOCUMENT *document) {
   }
 }
 
-SERVICE_NODE *newNode(const CHAR8 *name) {
+ServiceNode *newNode(const CHAR8 *name) {
   UINTN nameSize = textLength(name) + 1;
-  UINTN room = nameSize + sizeof(SERVICE_NODE);
+  UINTN room = nameSize + sizeof(ServiceNode);
   if (g_created == nullptr || freeBytes(g_created->block) < room) {
-    UINTN size = g_created == nullptr ? FIRST_SIZE : 2 * g_created->size;
-    DOCUMENT *document = newSizedDocument(size < USUAL_SIZE ? size : USUAL_SIZE, room);
+    UINTN size = g_created == nullptr ? firstSize : 2 * g_created->size;
+    Document *document = newSizedDocument(size < usualSize ? size : usualSize, room);
     if (document == nullptr) {
       return nullptr;
     }
     g_created = document;
   }
-  SERVICE_NODE *node = takeNode(g_created);
-  BLOCK *block = g_created->block;
+  ServiceNode *node = takeNode(g_created);
+  Block *block = g_created->block;
   node->Name = block->texts;
   copyBytes(block->texts, name, nameSize);
   block->texts += nameSize;
   return node;
 }
+
+} // namespace xml_service

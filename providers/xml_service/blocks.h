@@ -9,35 +9,37 @@
 #include "base/pool.h"
 #include "xml_protocol.h"
 
-struct DOCUMENT;
+namespace xml_service {
 
-struct BLOCK {
-  DOCUMENT *document;
-  BLOCK *next;    // the one before it of the same document
+struct Document;
+
+struct Block {
+  Document *document;
+  Block *next;    // the one before it of the same document
   CHAR8 *texts;   // where the next text begins
   UINT8 *records; // the last record that was taken; what lies between is free
   UINT8 *end;
-  BLOCK *lower; // parsed documents': see parsed_blocks.cpp
-  BLOCK *higher;
+  Block *lower; // parsed documents': see parsed_blocks.cpp
+  Block *higher;
 };
 
 // Lies in its first block.
-struct DOCUMENT {
-  DOCUMENT *emptied; // the next of those that a release left without elements
+struct Document {
+  Document *emptied; // the next of those that a release left without elements
   UINTN liveNodes;
   UINTN size;   // bytes of all blocks
-  BLOCK *block; // the newest one, from which is taken
+  Block *block; // the newest one, from which is taken
   bool isParsed;
 };
 
-// An element as the service allocates it. ServiceOwn is the BLOCK that it lies in.
-struct SERVICE_NODE : XML_NODE {
-  SERVICE_NODE *parent;    // set by whoever walks the tree, for the time of the walk: users do not keep it
-  SERVICE_NODE *predicted; // Parse's: an earlier element of the same name that this one will resemble, or null
+// An element as the service allocates it. ServiceOwn is the Block that it lies in.
+struct ServiceNode : XML_NODE {
+  ServiceNode *parent;    // set by whoever walks the tree, for the time of the walk: users do not keep it
+  ServiceNode *predicted; // Parse's: an earlier element of the same name that this one will resemble, or null
 };
 
-inline SERVICE_NODE *serviceNode(XML_NODE *node) {
-  return static_cast<SERVICE_NODE *>(node);
+inline ServiceNode *serviceNode(XML_NODE *node) {
+  return static_cast<ServiceNode *>(node);
 }
 
 // Forgets the documents of an earlier life of the image in the same process.
@@ -45,30 +47,30 @@ void forgetDocuments();
 
 // A document without elements, or null without memory. The caller owns it until it has elements and gives the root
 // away. Other elements' texts are looked for in a parsed one.
-DOCUMENT *newDocument();
-DOCUMENT *newParsedDocument();
+Document *newDocument();
+Document *newParsedDocument();
 
 // Gives back all memory of the document whatever its elements point to; texts are overwritten before, since documents
 // carry passphrases.
-void releaseDocument(DOCUMENT *document);
+void releaseDocument(Document *document);
 
 // A new block with that much room for texts becomes the one from which is taken; false without memory.
-bool addBlock(DOCUMENT *document, UINTN room);
+bool addBlock(Document *document, UINTN room);
 
 // A block's first text.
-inline CHAR8 *blockTexts(BLOCK *block) {
+inline CHAR8 *blockTexts(Block *block) {
   return reinterpret_cast<CHAR8 *>(block + 1);
 }
-inline const CHAR8 *blockTexts(const BLOCK *block) {
+inline const CHAR8 *blockTexts(const Block *block) {
   return reinterpret_cast<const CHAR8 *>(block + 1);
 }
 
-inline UINTN freeBytes(const BLOCK *block) {
+inline UINTN freeBytes(const Block *block) {
   return static_cast<UINTN>(block->records - reinterpret_cast<UINT8 *>(block->texts));
 }
 
 // A zero-filled record of a block that has room for it.
-template <class T> inline T *carve(BLOCK *block) {
+template <class T> inline T *carve(Block *block) {
   block->records -= sizeof(T);
   T *record = reinterpret_cast<T *>(block->records);
   *record = {};
@@ -76,36 +78,38 @@ template <class T> inline T *carve(BLOCK *block) {
 }
 
 // A zero-filled record of the document, or null without memory.
-template <class T> inline T *takeRecord(DOCUMENT *document) {
+template <class T> inline T *takeRecord(Document *document) {
   if (freeBytes(document->block) < sizeof(T) && !addBlock(document, /* room= */ 0)) {
     return nullptr;
   }
   return carve<T>(document->block);
 }
 
-inline SERVICE_NODE *takeNode(DOCUMENT *document) {
-  SERVICE_NODE *node = takeRecord<SERVICE_NODE>(document);
+inline ServiceNode *takeNode(Document *document) {
+  ServiceNode *node = takeRecord<ServiceNode>(document);
   if (node != nullptr) {
     node->ServiceOwn = document->block;
-    document->liveNodes++;
+    ++document->liveNodes;
   }
   return node;
 }
 
 // An element that belongs to no parsed document, with a copy of name, or null without memory.
-SERVICE_NODE *newNode(const CHAR8 *name);
+ServiceNode *newNode(const CHAR8 *name);
 
-inline UINTN blockSize(const BLOCK *block) {
+inline UINTN blockSize(const Block *block) {
   return static_cast<UINTN>(block->end - reinterpret_cast<const UINT8 *>(block));
 }
 
-inline bool liesIn(const BLOCK *block, const void *address) {
+inline bool liesIn(const Block *block, const void *address) {
   return reinterpret_cast<UINTN>(address) - reinterpret_cast<UINTN>(block) < blockSize(block);
 }
 
 // parsed_blocks.cpp: the blocks of all parsed documents, found by address however many there are.
 void forgetParsedBlocks();
-void addParsedBlock(BLOCK *block);
-void removeParsedBlock(BLOCK *block);
+void addParsedBlock(Block *block);
+void removeParsedBlock(Block *block);
 // The block that address lies in, or null.
-BLOCK *parsedBlock(const void *address);
+Block *parsedBlock(const void *address);
+
+} // namespace xml_service

@@ -4,30 +4,32 @@
 
 #include "uefi/types.h"
 
-enum CHARACTER_CLASS : UINT8 {
-  CLASS_BLANK = 0x01,      // white space
-  CLASS_NAME_START = 0x02, // may begin a name
-  CLASS_NAME = 0x04,       // may continue a name
-  CLASS_ALLOWED = 0x08,    // may stand in a document at all
-  CLASS_TEXT = 0x10,       // means itself in character data
-  CLASS_VALUE = 0x20,      // means itself in an attribute value, whatever the quotes
+namespace xml_service {
+
+enum CharacterClass : UINT8 {
+  classBlank = 0x01,     // white space
+  classNameStart = 0x02, // may begin a name
+  className = 0x04,      // may continue a name
+  classAllowed = 0x08,   // may stand in a document at all
+  classText = 0x10,      // means itself in character data
+  classValue = 0x20,     // means itself in an attribute value, whatever the quotes
   // Written as it is into a text or an attribute value; all others are written as references.
-  CLASS_PLAIN_TEXT = 0x40,
-  CLASS_PLAIN_VALUE = 0x80,
+  classPlainText = 0x40,
+  classPlainValue = 0x80,
 };
 
-struct CHARACTER_TABLE {
+struct CharacterTable {
   UINT8 classes[256];
 };
 
 consteval bool isOneOf(unsigned character, const char *characters) {
   while (*characters != 0 && static_cast<unsigned char>(*characters) != character) {
-    characters++;
+    ++characters;
   }
   return *characters != 0;
 }
 
-consteval unsigned classIf(bool member, CHARACTER_CLASS wanted) {
+consteval unsigned classIf(bool member, CharacterClass wanted) {
   return member ? static_cast<unsigned>(wanted) : 0U;
 }
 
@@ -39,34 +41,34 @@ consteval UINT8 classesOf(unsigned character) {
   bool name = nameStart || (character >= '0' && character <= '9') || isOneOf(character, "-.");
   bool allowed = character >= 0x20 || blank;
   unsigned classes = 0;
-  classes |= classIf(blank, CLASS_BLANK);
-  classes |= classIf(nameStart, CLASS_NAME_START);
-  classes |= classIf(name, CLASS_NAME);
-  classes |= classIf(allowed, CLASS_ALLOWED);
-  classes |= classIf(allowed && !isOneOf(character, "<&]\r"), CLASS_TEXT);
-  classes |= classIf(allowed && !isOneOf(character, "<&\"'\t\n\r"), CLASS_VALUE);
-  classes |= classIf(allowed && !high && !isOneOf(character, "&<>\"\r"), CLASS_PLAIN_TEXT);
-  classes |= classIf(allowed && !high && !isOneOf(character, "&<>\"\r\t\n"), CLASS_PLAIN_VALUE);
+  classes |= classIf(blank, classBlank);
+  classes |= classIf(nameStart, classNameStart);
+  classes |= classIf(name, className);
+  classes |= classIf(allowed, classAllowed);
+  classes |= classIf(allowed && !isOneOf(character, "<&]\r"), classText);
+  classes |= classIf(allowed && !isOneOf(character, "<&\"'\t\n\r"), classValue);
+  classes |= classIf(allowed && !high && !isOneOf(character, "&<>\"\r"), classPlainText);
+  classes |= classIf(allowed && !high && !isOneOf(character, "&<>\"\r\t\n"), classPlainValue);
   return static_cast<UINT8>(classes);
 }
 
-consteval CHARACTER_TABLE makeCharacterTable() {
-  CHARACTER_TABLE table = {};
-  for (unsigned character = 0; character < 256; character++) {
+consteval CharacterTable makeCharacterTable() {
+  CharacterTable table = {};
+  for (unsigned character = 0; character < 256; ++character) {
     table.classes[character] = classesOf(character);
   }
   return table;
 }
 
-inline constexpr CHARACTER_TABLE g_characters = makeCharacterTable();
+inline constexpr CharacterTable g_characters = makeCharacterTable();
 
-inline bool isClass(CHAR8 character, CHARACTER_CLASS wanted) {
+inline bool isClass(CHAR8 character, CharacterClass wanted) {
   return (g_characters.classes[static_cast<UINT8>(character)] & wanted) != 0;
 }
 
 // The first place from at on whose character is not of the class. No class holds the NUL, so nothing behind it is read;
 // four characters a turn, since parsing and serialising spend most of their time here.
-template <class T> inline T *skipClass(T *at, CHARACTER_CLASS wanted) {
+template <class T> inline T *skipClass(T *at, CharacterClass wanted) {
   for (;; at += 4) {
     if (!isClass(at[0], wanted)) {
       return at;
@@ -82,3 +84,5 @@ template <class T> inline T *skipClass(T *at, CHARACTER_CLASS wanted) {
     }
   }
 }
+
+} // namespace xml_service

@@ -3,10 +3,12 @@
 #include "base/text.h"
 #include "providers/xml_service/parser.h"
 
+namespace xml_service {
+
 // The place behind the first mark from at on, or null when there is none before the document's end or a forbidden
 // character.
 static const CHAR8 *skipBehind(const CHAR8 *at, const CHAR8 *mark) {
-  for (; isClass(*at, CLASS_ALLOWED); at++) {
+  for (; isClass(*at, classAllowed); ++at) {
     const CHAR8 *behind = skipMarkup(at, mark);
     if (behind != nullptr) {
       return behind;
@@ -22,8 +24,8 @@ static CHAR8 lowerCase(CHAR8 character) {
 // Whether text is lower, which is written in lower case, in any case.
 static bool equalInAnyCase(const CHAR8 *text, const CHAR8 *lower) {
   while (*lower != 0 && lowerCase(*text) == *lower) {
-    text++;
-    lower++;
+    ++text;
+    ++lower;
   }
   return *text == 0 && *lower == 0;
 }
@@ -33,7 +35,7 @@ static bool isVersion(const CHAR8 *value) {
     return false;
   }
   for (value += 2; *value >= '0' && *value <= '9';) {
-    value++;
+    ++value;
   }
   return *value == 0;
 }
@@ -47,21 +49,21 @@ static bool isStandalone(const CHAR8 *value) {
   return textEqual(value, "yes") || textEqual(value, "no");
 }
 
-struct DECLARATION_ITEM {
+struct DeclarationItem {
   const CHAR8 *name;
   bool (*accepts)(const CHAR8 *value);
   bool required;
 };
 
-static constexpr DECLARATION_ITEM g_declarationItems[] = {
+static constexpr DeclarationItem g_declarationItems[] = {
     {"version", isVersion, true},
     {"encoding", isEncoding, false},
     {"standalone", isStandalone, false},
 };
 
 // The XML declaration behind its "<?xml".
-static const CHAR8 *readDeclaration(PARSER *parser, const CHAR8 *at) {
-  for (const DECLARATION_ITEM &item : g_declarationItems) {
+static const CHAR8 *readDeclaration(Parser *parser, const CHAR8 *at) {
+  for (const DeclarationItem &item : g_declarationItems) {
     const CHAR8 *name = skipBlanks(at);
     const CHAR8 *nameEnd = name != at ? skipMarkup(name, item.name) : nullptr;
     if (nameEnd == nullptr) {
@@ -84,11 +86,11 @@ static const CHAR8 *readDeclaration(PARSER *parser, const CHAR8 *at) {
 }
 
 // A byte order mark and an XML declaration, which may stand at the very start only.
-static const CHAR8 *readStart(PARSER *parser, const CHAR8 *at) {
+static const CHAR8 *readStart(Parser *parser, const CHAR8 *at) {
   const CHAR8 *behind = skipMarkup(at, "\xEF\xBB\xBF");
   at = behind != nullptr ? behind : at;
   behind = skipMarkup(at, "<?xml");
-  return behind != nullptr && isClass(*behind, CLASS_BLANK) ? readDeclaration(parser, behind) : at;
+  return behind != nullptr && isClass(*behind, classBlank) ? readDeclaration(parser, behind) : at;
 }
 
 // A comment behind its "<!--".
@@ -102,7 +104,7 @@ static const CHAR8 *skipInstruction(const CHAR8 *target) {
   const CHAR8 *at = skipName(target);
   bool isXml =
       at - target == 3 && lowerCase(target[0]) == 'x' && lowerCase(target[1]) == 'm' && lowerCase(target[2]) == 'l';
-  bool ended = isClass(*at, CLASS_BLANK) || skipMarkup(at, "?>") != nullptr;
+  bool ended = isClass(*at, classBlank) || skipMarkup(at, "?>") != nullptr;
   return at == target || isXml || !ended ? nullptr : skipBehind(at, "?>");
 }
 
@@ -127,7 +129,7 @@ static const CHAR8 *skipSurroundings(const CHAR8 *at) {
 }
 
 // The next part of the open element: text, a tag, or what is skipped.
-static const CHAR8 *readPart(PARSER *parser, const CHAR8 *at) {
+static const CHAR8 *readPart(Parser *parser, const CHAR8 *at) {
   if (*at != '<') {
     return readCharacters(parser, at);
   }
@@ -145,7 +147,7 @@ static const CHAR8 *readPart(PARSER *parser, const CHAR8 *at) {
   return behind != at ? behind : nullptr;
 }
 
-static bool readDocument(PARSER *parser, const CHAR8 *at) {
+static bool readDocument(Parser *parser, const CHAR8 *at) {
   at = readStart(parser, at);
   at = at != nullptr ? skipSurroundings(at) : nullptr;
   at = at != nullptr && *at == '<' ? readStartTag(parser, at) : nullptr;
@@ -157,7 +159,7 @@ static bool readDocument(PARSER *parser, const CHAR8 *at) {
 }
 
 EFI_STATUS textToTree(const CHAR8 *text, XML_NODE **root) {
-  PARSER parser = {};
+  Parser parser = {};
   parser.document = newParsedDocument();
   if (parser.document == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -171,3 +173,5 @@ EFI_STATUS textToTree(const CHAR8 *text, XML_NODE **root) {
   *root = parser.root;
   return EFI_SUCCESS;
 }
+
+} // namespace xml_service

@@ -4,16 +4,18 @@
 #include "providers/xml_service/parser.h"
 #include "providers/xml_service/runs.h"
 
+namespace xml_service {
+
 // What is looked at from a tag's name on: two vectors of text between two names, and what encloses them.
-static constexpr UINTN LEAF_SIZE = 2 * GUESS_SIZE + 3 * VECTOR_SIZE;
+static constexpr UINTN leafSize = 2 * guessSize + 3 * VECTOR_SIZE;
 
 // What a leaf takes of a block at most: a name of one vector, a text of two, and their ends.
-static constexpr UINTN LEAF_ROOM = sizeof(SERVICE_NODE) + 3 * VECTOR_SIZE + 2;
+static constexpr UINTN leafRoom = sizeof(ServiceNode) + 3 * VECTOR_SIZE + 2;
 
 // Puts up to two vectors of text at to. Returns the place behind the text.
 static const CHAR8 *takeText(const CHAR8 *at, CHAR8 *to) {
   UINTN length = VECTOR_SIZE;
-  for (int i = 0; i < 2 && length == VECTOR_SIZE; i++) {
+  for (int i = 0; i < 2 && length == VECTOR_SIZE; ++i) {
     VECTOR vector = loadVector(at);
     storeVector(to, vector);
     length = charactersBefore(maskTextEnds(vector));
@@ -33,12 +35,12 @@ static inline bool isEndTag(const CHAR8 *a, const CHAR8 *b, UINTN length) {
 }
 
 // The leaf whose tag begins in front of start.
-static const CHAR8 *readLeaf(PARSER *parser, const CHAR8 *start) {
-  BLOCK *block = parser->document->block;
-  if (static_cast<UINTN>(parser->end - start) < LEAF_SIZE || freeBytes(block) < LEAF_ROOM) {
+static const CHAR8 *readLeaf(Parser *parser, const CHAR8 *start) {
+  Block *block = parser->document->block;
+  if (static_cast<UINTN>(parser->end - start) < leafSize || freeBytes(block) < leafRoom) {
     return nullptr;
   }
-  SERVICE_NODE *predicted = nullptr;
+  ServiceNode *predicted = nullptr;
   UINTN nameLength = findPredicted(parser, start, &predicted);
   CHAR8 *name = block->texts;
   CHAR8 *content = name;
@@ -59,7 +61,7 @@ static const CHAR8 *readLeaf(PARSER *parser, const CHAR8 *start) {
   if (end == text || end[0] != '<' || end[1] != '/' || !isEndTag(end + 2, start, nameLength)) {
     return nullptr;
   }
-  SERVICE_NODE *node = takeNode(parser->document);
+  ServiceNode *node = takeNode(parser->document);
   node->Name = name;
   node->predicted = predicted;
   node->Content = content;
@@ -70,7 +72,7 @@ static const CHAR8 *readLeaf(PARSER *parser, const CHAR8 *start) {
   return end + 3 + nameLength;
 }
 
-const CHAR8 *readLeaves(PARSER *parser, const CHAR8 *at) {
+const CHAR8 *readLeaves(Parser *parser, const CHAR8 *at) {
   for (;;) {
     const CHAR8 *tag = skipIndentation(parser, at);
     const CHAR8 *behind = nullptr;
@@ -83,3 +85,5 @@ const CHAR8 *readLeaves(PARSER *parser, const CHAR8 *at) {
     at = behind;
   }
 }
+
+} // namespace xml_service

@@ -1,6 +1,8 @@
 #include "providers/xml_service/parser.h"
 
-static void openNode(PARSER *parser, SERVICE_NODE *node, const CHAR8 *name, UINTN nameLength) {
+namespace xml_service {
+
+static void openNode(Parser *parser, ServiceNode *node, const CHAR8 *name, UINTN nameLength) {
   parser->open = node;
   parser->name = name;
   parser->previous = nullptr;
@@ -9,7 +11,7 @@ static void openNode(PARSER *parser, SERVICE_NODE *node, const CHAR8 *name, UINT
   parser->contentEnd = nullptr;
 }
 
-static const CHAR8 *readAttribute(PARSER *parser, XML_ATTRIBUTE *attribute, const CHAR8 *at) {
+static const CHAR8 *readAttribute(Parser *parser, XML_ATTRIBUTE *attribute, const CHAR8 *at) {
   UINTN length = 0;
   at = readName(parser, at, &attribute->Name, &length);
   if (at == nullptr) {
@@ -20,7 +22,7 @@ static const CHAR8 *readAttribute(PARSER *parser, XML_ATTRIBUTE *attribute, cons
 }
 
 // The attributes of node, and the blanks behind the last one.
-static const CHAR8 *readAttributes(PARSER *parser, SERVICE_NODE *node, const CHAR8 *at) {
+static const CHAR8 *readAttributes(Parser *parser, ServiceNode *node, const CHAR8 *at) {
   XML_ATTRIBUTE *last = nullptr;
   for (;;) {
     const CHAR8 *next = skipBlanks(at);
@@ -40,9 +42,9 @@ static const CHAR8 *readAttributes(PARSER *parser, SERVICE_NODE *node, const CHA
   }
 }
 
-const CHAR8 *readStartTag(PARSER *parser, const CHAR8 *start) {
+const CHAR8 *readStartTag(Parser *parser, const CHAR8 *start) {
   CHAR8 *name = nullptr;
-  SERVICE_NODE *predicted = nullptr;
+  ServiceNode *predicted = nullptr;
   UINTN nameLength = findPredicted(parser, start + 1, &predicted);
   const CHAR8 *at = start + 1 + nameLength;
   if (nameLength != 0) {
@@ -53,7 +55,7 @@ const CHAR8 *readStartTag(PARSER *parser, const CHAR8 *start) {
       return nullptr;
     }
   }
-  SERVICE_NODE *node = takeNode(parser->document);
+  ServiceNode *node = takeNode(parser->document);
   if (node == nullptr) {
     return failWithoutMemory(parser);
   }
@@ -79,7 +81,7 @@ const CHAR8 *readStartTag(PARSER *parser, const CHAR8 *start) {
 
 // The place behind the open element's name, or null when another one stands at at. A leaf's start tag is at hand; its
 // copy may still be on the way to memory, and reading it back would have to wait.
-static inline const CHAR8 *skipOpenName(const PARSER *parser, const CHAR8 *at) {
+static inline const CHAR8 *skipOpenName(const Parser *parser, const CHAR8 *at) {
   UINTN length = parser->nameLength;
   if (length - 1 >= VECTOR_SIZE || !hasVector(parser, at)) {
     return skipMarkup(at, parser->open->Name);
@@ -87,8 +89,8 @@ static inline const CHAR8 *skipOpenName(const PARSER *parser, const CHAR8 *at) {
   return charactersBefore(loadVector(at) != loadVector(parser->name)) >= length ? at + length : nullptr;
 }
 
-const CHAR8 *readEndTag(PARSER *parser, const CHAR8 *at) {
-  SERVICE_NODE *node = parser->open;
+const CHAR8 *readEndTag(Parser *parser, const CHAR8 *at) {
+  ServiceNode *node = parser->open;
   at = skipOpenName(parser, at + 2);
   if (at == nullptr) {
     return nullptr;
@@ -107,3 +109,5 @@ const CHAR8 *readEndTag(PARSER *parser, const CHAR8 *at) {
   closeNode(parser, node);
   return at + 1;
 }
+
+} // namespace xml_service

@@ -1,12 +1,14 @@
 #include "providers/xml_service/parser.h"
 #include "providers/xml_service/runs.h"
 
-struct NAMED_REFERENCE {
+namespace xml_service {
+
+struct NamedReference {
   const CHAR8 *text; // behind the "&"
   CHAR8 character;
 };
 
-static constexpr NAMED_REFERENCE g_namedReferences[] = {
+static constexpr NamedReference g_namedReferences[] = {
     {"amp;", '&'}, {"lt;", '<'}, {"gt;", '>'}, {"quot;", '"'}, {"apos;", '\''},
 };
 
@@ -28,14 +30,14 @@ static const CHAR8 *readNumber(const CHAR8 *at, CHAR8 *character) {
   UINT32 base = 10;
   if (*at == 'x') {
     base = 16;
-    at++;
+    ++at;
   }
   UINT32 value = 0; // stays without digits, and is forbidden then
-  for (; digitValue(*at) < base && value <= 0xFF; at++) {
+  for (; digitValue(*at) < base && value <= 0xFF; ++at) {
     value = value * base + digitValue(*at);
   }
   *character = static_cast<CHAR8>(value);
-  return *at == ';' && value <= 0xFF && isClass(*character, CLASS_ALLOWED) ? at + 1 : nullptr;
+  return *at == ';' && value <= 0xFF && isClass(*character, classAllowed) ? at + 1 : nullptr;
 }
 
 // Reads the reference at the "&" that at stands on. Returns the place behind it, or null when it is none.
@@ -43,7 +45,7 @@ static const CHAR8 *readReference(const CHAR8 *at, CHAR8 *character) {
   if (at[1] == '#') {
     return readNumber(at + 2, character);
   }
-  for (const NAMED_REFERENCE &reference : g_namedReferences) {
+  for (const NamedReference &reference : g_namedReferences) {
     const CHAR8 *behind = skipMarkup(at + 1, reference.text);
     if (behind != nullptr) {
       *character = reference.character;
@@ -63,13 +65,13 @@ static bool isSectionEnd(const CHAR8 *at) {
 }
 
 // What a text's place has room for at every moment: a vector, a character behind a vector's end, and the NUL.
-static constexpr UINTN TEXT_ROOM = VECTOR_SIZE + 8;
+static constexpr UINTN textRoom = VECTOR_SIZE + 8;
 
 // Takes the text that is being made to a block with room for twice of it. Returns where it ends there, or null.
-static CHAR8 *moveText(PARSER *parser, const CHAR8 *end) {
+static CHAR8 *moveText(Parser *parser, const CHAR8 *end) {
   const CHAR8 *text = parser->document->block->texts;
   UINTN length = static_cast<UINTN>(end - text);
-  if (!addBlock(parser->document, 2 * length + 2 * TEXT_ROOM)) {
+  if (!addBlock(parser->document, 2 * length + 2 * textRoom)) {
     failWithoutMemory(parser);
     return nullptr;
   }
@@ -78,13 +80,13 @@ static CHAR8 *moveText(PARSER *parser, const CHAR8 *end) {
   return moved + length;
 }
 
-// Adds a run of characters that mean themselves to the text that ends at *to. ENDS marks at least what is not of the
-// class PLAIN.
-template <VECTOR_MASK ENDS(VECTOR vector), CHARACTER_CLASS PLAIN>
-static const CHAR8 *takeRun(PARSER *parser, const CHAR8 *at, CHAR8 **end) {
+// Adds a run of characters that mean themselves to the text that ends at *to. ends marks at least what is not of the
+// class plain.
+template <VECTOR_MASK ends(VECTOR vector), CharacterClass plain>
+static const CHAR8 *takeRun(Parser *parser, const CHAR8 *at, CHAR8 **end) {
   CHAR8 *to = *end;
   for (;;) {
-    if (static_cast<UINTN>(parser->document->block->records - reinterpret_cast<UINT8 *>(to)) < TEXT_ROOM) {
+    if (static_cast<UINTN>(parser->document->block->records - reinterpret_cast<UINT8 *>(to)) < textRoom) {
       to = moveText(parser, to);
       if (to == nullptr) {
         return nullptr;
@@ -93,37 +95,37 @@ static const CHAR8 *takeRun(PARSER *parser, const CHAR8 *at, CHAR8 **end) {
     if (hasVector(parser, at)) {
       VECTOR vector = loadVector(at);
       storeVector(to, vector);
-      UINTN length = charactersBefore(ENDS(vector));
+      UINTN length = charactersBefore(ends(vector));
       at += length;
       to += length;
       if (length == VECTOR_SIZE) {
         continue;
       }
     }
-    if (!isClass(*at, PLAIN)) {
+    if (!isClass(*at, plain)) {
       *end = to;
       return at;
     }
     *to = *at;
-    to++;
-    at++;
+    ++to;
+    ++at;
   }
 }
 
-CHAR8 *endText(PARSER *parser, CHAR8 *end) {
-  BLOCK *block = parser->document->block;
+CHAR8 *endText(Parser *parser, CHAR8 *end) {
+  Block *block = parser->document->block;
   CHAR8 *text = block->texts;
   *end = 0;
   block->texts = end + 1;
   return text;
 }
 
-const CHAR8 *readName(PARSER *parser, const CHAR8 *at, CHAR8 **name, UINTN *length) {
-  if (!isClass(*at, CLASS_NAME_START)) {
+const CHAR8 *readName(Parser *parser, const CHAR8 *at, CHAR8 **name, UINTN *length) {
+  if (!isClass(*at, classNameStart)) {
     return nullptr;
   }
   CHAR8 *end = parser->document->block->texts;
-  at = takeRun<maskNameEnds, CLASS_NAME>(parser, at, &end);
+  at = takeRun<maskNameEnds, className>(parser, at, &end);
   if (at != nullptr) {
     *length = static_cast<UINTN>(end - parser->document->block->texts);
     *name = endText(parser, end);
@@ -131,20 +133,20 @@ const CHAR8 *readName(PARSER *parser, const CHAR8 *at, CHAR8 **name, UINTN *leng
   return at;
 }
 
-static void beginContent(PARSER *parser) {
+static void beginContent(Parser *parser) {
   if (parser->contentEnd == nullptr) {
     parser->contentEnd = parser->document->block->texts;
   }
 }
 
-const CHAR8 *readCharacters(PARSER *parser, const CHAR8 *at) {
+const CHAR8 *readCharacters(Parser *parser, const CHAR8 *at) {
   // Nobody sees what stands between children, and in front of the first one.
   const CHAR8 *tag = skipIndentation(parser, at);
-  if (*tag == '<' && (parser->previous != nullptr || isClass(tag[1], CLASS_NAME_START))) {
+  if (*tag == '<' && (parser->previous != nullptr || isClass(tag[1], classNameStart))) {
     return tag;
   }
   beginContent(parser);
-  at = takeRun<maskTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
+  at = takeRun<maskTextEnds, classText>(parser, at, &parser->contentEnd);
   while (at != nullptr && *at != '<') {
     if (*at == '&') {
       at = readReference(at, parser->contentEnd);
@@ -156,59 +158,59 @@ const CHAR8 *readCharacters(PARSER *parser, const CHAR8 *at) {
       *parser->contentEnd = '\n';
     } else if (*at == ']' && !isSectionEnd(at)) {
       *parser->contentEnd = *at;
-      at++;
+      ++at;
     } else {
       return nullptr;
     }
-    parser->contentEnd++;
-    at = takeRun<maskTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
+    ++parser->contentEnd;
+    at = takeRun<maskTextEnds, classText>(parser, at, &parser->contentEnd);
   }
   return at;
 }
 
-const CHAR8 *readCData(PARSER *parser, const CHAR8 *at) {
+const CHAR8 *readCData(Parser *parser, const CHAR8 *at) {
   beginContent(parser);
-  at = takeRun<maskTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
+  at = takeRun<maskTextEnds, classText>(parser, at, &parser->contentEnd);
   while (at != nullptr && !isSectionEnd(at)) {
     if (*at == '\r') {
       at = skipLineEnd(at);
       *parser->contentEnd = '\n';
-    } else if (isClass(*at, CLASS_ALLOWED)) {
+    } else if (isClass(*at, classAllowed)) {
       *parser->contentEnd = *at;
-      at++;
+      ++at;
     } else {
       return nullptr;
     }
-    parser->contentEnd++;
-    at = takeRun<maskTextEnds, CLASS_TEXT>(parser, at, &parser->contentEnd);
+    ++parser->contentEnd;
+    at = takeRun<maskTextEnds, classText>(parser, at, &parser->contentEnd);
   }
   return at != nullptr ? at + 3 : nullptr;
 }
 
-const CHAR8 *readValue(PARSER *parser, const CHAR8 *at, CHAR8 **value) {
+const CHAR8 *readValue(Parser *parser, const CHAR8 *at, CHAR8 **value) {
   CHAR8 quote = *at;
   if (quote != '"' && quote != '\'') {
     return nullptr;
   }
   CHAR8 *to = parser->document->block->texts;
-  at = takeRun<maskValueEnds, CLASS_VALUE>(parser, at + 1, &to);
+  at = takeRun<maskValueEnds, classValue>(parser, at + 1, &to);
   while (at != nullptr && *at != quote) {
     if (*at == '&') {
       at = readReference(at, to);
       if (at == nullptr) {
         return nullptr;
       }
-    } else if (isClass(*at, CLASS_BLANK)) {
+    } else if (isClass(*at, classBlank)) {
       at = *at == '\r' ? skipLineEnd(at) : at + 1;
       *to = ' ';
     } else if (*at == '"' || *at == '\'') {
       *to = *at;
-      at++;
+      ++at;
     } else {
       return nullptr;
     }
-    to++;
-    at = takeRun<maskValueEnds, CLASS_VALUE>(parser, at, &to);
+    ++to;
+    at = takeRun<maskValueEnds, classValue>(parser, at, &to);
   }
   if (at == nullptr) {
     return nullptr;
@@ -216,3 +218,5 @@ const CHAR8 *readValue(PARSER *parser, const CHAR8 *at, CHAR8 **value) {
   *value = endText(parser, to);
   return at + 1;
 }
+
+} // namespace xml_service

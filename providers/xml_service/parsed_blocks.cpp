@@ -2,15 +2,17 @@
 // and ranks are as good as random: so that the tree is as flat as if the blocks had come in random order.
 #include "providers/xml_service/blocks.h"
 
-static BLOCK *g_top;
+namespace xml_service {
+
+static Block *g_top;
 
 // No two are equal.
-static UINTN rankOf(const BLOCK *block) {
+static UINTN rankOf(const Block *block) {
   return reinterpret_cast<UINTN>(block) / EFI_PAGE_SIZE * 0x9E3779B97F4A7C15U;
 }
 
 // Where address is to be looked for below the block.
-static BLOCK **sideOf(BLOCK *block, const void *address) {
+static Block **sideOf(Block *block, const void *address) {
   return reinterpret_cast<UINTN>(address) < reinterpret_cast<UINTN>(block) ? &block->lower : &block->higher;
 }
 
@@ -18,19 +20,19 @@ void forgetParsedBlocks() {
   g_top = nullptr;
 }
 
-void addParsedBlock(BLOCK *block) {
-  BLOCK **place = &g_top;
+void addParsedBlock(Block *block) {
+  Block **place = &g_top;
   while (*place != nullptr && rankOf(*place) > rankOf(block)) {
     place = sideOf(*place, block);
   }
   // What stood there comes below the block, on both of its sides.
-  BLOCK *rest = *place;
+  Block *rest = *place;
   *place = block;
-  BLOCK **lower = &block->lower;
-  BLOCK **higher = &block->higher;
+  Block **lower = &block->lower;
+  Block **higher = &block->higher;
   while (rest != nullptr) {
-    BLOCK **side = sideOf(rest, block);
-    BLOCK **&end = side == &rest->lower ? higher : lower;
+    Block **side = sideOf(rest, block);
+    Block **&end = side == &rest->lower ? higher : lower;
     *end = rest;
     end = side;
     rest = *side;
@@ -39,16 +41,16 @@ void addParsedBlock(BLOCK *block) {
   *higher = nullptr;
 }
 
-void removeParsedBlock(BLOCK *block) {
-  BLOCK **place = &g_top;
+void removeParsedBlock(Block *block) {
+  Block **place = &g_top;
   while (*place != block) {
     place = sideOf(*place, block);
   }
-  BLOCK *lower = block->lower;
-  BLOCK *higher = block->higher;
+  Block *lower = block->lower;
+  Block *higher = block->higher;
   while (lower != nullptr && higher != nullptr) {
     bool isLowerAbove = rankOf(lower) > rankOf(higher);
-    BLOCK *&above = isLowerAbove ? lower : higher;
+    Block *&above = isLowerAbove ? lower : higher;
     *place = above;
     place = isLowerAbove ? &above->higher : &above->lower;
     above = *place;
@@ -56,10 +58,12 @@ void removeParsedBlock(BLOCK *block) {
   *place = lower != nullptr ? lower : higher;
 }
 
-BLOCK *parsedBlock(const void *address) {
-  BLOCK *block = g_top;
+Block *parsedBlock(const void *address) {
+  Block *block = g_top;
   while (block != nullptr && !liesIn(block, address)) {
     block = *sideOf(block, address);
   }
   return block;
 }
+
+} // namespace xml_service

@@ -3,9 +3,11 @@
 // for.
 #include "providers/xml_service/parser.h"
 
+namespace xml_service {
+
 // How long the name is that stands at at, and ends its tag there, when it is node's; else 0. The node's name may be
 // read beyond its end, since a record or room for more lies behind it, and what is read of the document has no NUL.
-static UINTN guessName(const CHAR8 *at, const SERVICE_NODE *node) {
+static UINTN guessName(const CHAR8 *at, const ServiceNode *node) {
   UINTN length = 0;
   for (const CHAR8 *name = node->Name; length <= VECTOR_SIZE; name += VECTOR_SIZE) {
     VECTOR vector = loadVector(name);
@@ -21,14 +23,14 @@ static UINTN guessName(const CHAR8 *at, const SERVICE_NODE *node) {
   return 0;
 }
 
-UINTN findPredicted(const PARSER *parser, const CHAR8 *at, SERVICE_NODE **predicted) {
-  static constexpr int GUESSES = 4;
+UINTN findPredicted(const Parser *parser, const CHAR8 *at, ServiceNode **predicted) {
+  static constexpr int guesses = 4;
   *predicted = parser->predicted;
-  if (static_cast<UINTN>(parser->end - at) < GUESS_SIZE) {
+  if (static_cast<UINTN>(parser->end - at) < guessSize) {
     return 0;
   }
-  SERVICE_NODE *guess = parser->predicted;
-  for (int i = 0; i < GUESSES && guess != nullptr; i++) {
+  ServiceNode *guess = parser->predicted;
+  for (int i = 0; i < guesses && guess != nullptr; ++i) {
     UINTN length = guessName(at, guess);
     if (length != 0) {
       *predicted = guess;
@@ -43,3 +45,5 @@ UINTN findPredicted(const PARSER *parser, const CHAR8 *at, SERVICE_NODE **predic
   }
   return length;
 }
+
+} // namespace xml_service

@@ -4,6 +4,8 @@
 
 #include "base/vector.h"
 
+namespace xml_service {
+
 inline VECTOR_MASK maskNameEnds(VECTOR vector) { // all but letters
   return ((vector | 0x20) - 'a') > 'z' - 'a';
 }
@@ -16,3 +18,5 @@ inline VECTOR_MASK maskValueEnds(VECTOR vector) {
 inline VECTOR_MASK maskEscapes(VECTOR vector) { // of both classes that Serialize writes as they are
   return (vector < 0x20) | (vector > 0x7F) | (vector == '<') | (vector == '>') | (vector == '&') | (vector == '"');
 }
+
+} // namespace xml_service

@@ -5,23 +5,25 @@
 #include "providers/xml_service/characters.h"
 #include "providers/xml_service/runs.h"
 
-static constexpr CHAR8 PROLOGUE[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+namespace xml_service {
+
+static constexpr CHAR8 prologue[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
 // Two blanks a level; deeper levels are not indented further, or a deep tree's text would grow with the square of its
 // depth.
-static constexpr UINTN INDENTED_LEVELS = 16;
-static constexpr UINTN INDENTATION_SIZE = 2 * INDENTED_LEVELS;
+static constexpr UINTN indentedLevels = 16;
+static constexpr UINTN indentationSize = 2 * indentedLevels;
 
 // The text grows in a document's blocks, since to learn its length first would take as long as to write it.
-struct WRITER {
-  DOCUMENT *document;
+struct Writer {
+  Document *document;
   CHAR8 *at;         // where it goes on
   EFI_STATUS status; // after an error nothing more is written
 };
 
 // Makes sure that there is room for count bytes and another vector; false without memory.
-static bool reserve(WRITER *writer, UINTN count) {
-  BLOCK *block = writer->document->block;
+static bool reserve(Writer *writer, UINTN count) {
+  Block *block = writer->document->block;
   count += VECTOR_SIZE;
   if (static_cast<UINTN>(block->records - reinterpret_cast<UINT8 *>(writer->at)) >= count) {
     return true;
@@ -36,7 +38,7 @@ static bool reserve(WRITER *writer, UINTN count) {
   return true;
 }
 
-static void putBytes(WRITER *writer, const CHAR8 *bytes, UINTN count) {
+static void putBytes(Writer *writer, const CHAR8 *bytes, UINTN count) {
   if (reserve(writer, count)) {
     copyBytes(writer->at, bytes, count);
     writer->at += count;
@@ -44,12 +46,12 @@ static void putBytes(WRITER *writer, const CHAR8 *bytes, UINTN count) {
 }
 
 // Writes a few characters of markup where another vector has room.
-template <UINTN SIZE> static inline void putMarkup(WRITER *writer, const CHAR8 (&markup)[SIZE]) {
-  copyBytes(writer->at, markup, SIZE - 1);
-  writer->at += SIZE - 1;
+template <UINTN size> static inline void putMarkup(Writer *writer, const CHAR8 (&markup)[size]) {
+  copyBytes(writer->at, markup, size - 1);
+  writer->at += size - 1;
 }
 
-static void putReference(WRITER *writer, UINT8 character) {
+static void putReference(Writer *writer, UINT8 character) {
   CHAR8 number[21];
   UINTN digits = formatDecimal(number, character);
   putBytes(writer, "&#", 2);
@@ -57,7 +59,7 @@ static void putReference(WRITER *writer, UINT8 character) {
   putBytes(writer, ";", 1);
 }
 
-static void putEscape(WRITER *writer, CHAR8 character) {
+static void putEscape(Writer *writer, CHAR8 character) {
   switch (character) {
   case '&':
     putBytes(writer, "&amp;", 5);
@@ -74,7 +76,7 @@ static void putEscape(WRITER *writer, CHAR8 character) {
   default:
     break;
   }
-  if (isClass(character, CLASS_ALLOWED)) {
+  if (isClass(character, classAllowed)) {
     putReference(writer, static_cast<UINT8>(character));
   } else {
     putBytes(writer, "?", 1);
@@ -82,7 +84,7 @@ static void putEscape(WRITER *writer, CHAR8 character) {
 }
 
 // Writes text, which has length characters; what is not of the class plain is escaped.
-static void putEscaped(WRITER *writer, const CHAR8 *text, UINTN length, CHARACTER_CLASS plain) {
+static void putEscaped(Writer *writer, const CHAR8 *text, UINTN length, CharacterClass plain) {
   if (!reserve(writer, length)) {
     return;
   }
@@ -104,12 +106,12 @@ static void putEscaped(WRITER *writer, const CHAR8 *text, UINTN length, CHARACTE
     putBytes(writer, run, static_cast<UINTN>(at - run));
     if (*at != 0) {
       putEscape(writer, *at);
-      at++;
+      ++at;
     }
   }
 }
 
-static void putAttributes(WRITER *writer, const XML_ATTRIBUTE *attribute) {
+static void putAttributes(Writer *writer, const XML_ATTRIBUTE *attribute) {
   for (; attribute != nullptr && !EFI_ERROR(writer->status); attribute = attribute->Next) {
     if (attribute->Name == nullptr || attribute->Value == nullptr) {
       writer->status = EFI_INVALID_PARAMETER;
@@ -118,19 +120,19 @@ static void putAttributes(WRITER *writer, const XML_ATTRIBUTE *attribute) {
     putMarkup(writer, " ");
     putBytes(writer, attribute->Name, textLength(attribute->Name));
     putMarkup(writer, "=\"");
-    putEscaped(writer, attribute->Value, textLength(attribute->Value), CLASS_PLAIN_VALUE);
+    putEscaped(writer, attribute->Value, textLength(attribute->Value), classPlainValue);
     putMarkup(writer, "\"");
   }
 }
 
-static void putIndentation(WRITER *writer, UINTN level) {
-  if (reserve(writer, INDENTATION_SIZE)) {
-    __builtin_memset(writer->at, ' ', INDENTATION_SIZE);
-    writer->at += 2 * (level < INDENTED_LEVELS ? level : INDENTED_LEVELS);
+static void putIndentation(Writer *writer, UINTN level) {
+  if (reserve(writer, indentationSize)) {
+    __builtin_memset(writer->at, ' ', indentationSize);
+    writer->at += 2 * (level < indentedLevels ? level : indentedLevels);
   }
 }
 
-static void putName(WRITER *writer, const CHAR8 *name) {
+static void putName(Writer *writer, const CHAR8 *name) {
   // Names lie in blocks, in front of a record or of room for more.
   VECTOR vector = loadVector(name);
   UINTN length = charactersBefore(vector == 0);
@@ -142,14 +144,14 @@ static void putName(WRITER *writer, const CHAR8 *name) {
   }
 }
 
-static void putEndTag(WRITER *writer, const CHAR8 *name) {
+static void putEndTag(Writer *writer, const CHAR8 *name) {
   putMarkup(writer, "</");
   putName(writer, name);
   putMarkup(writer, ">\n");
 }
 
 // The start tag and the text, and for an element without children also its end.
-static void putElement(WRITER *writer, const SERVICE_NODE *node, UINTN level) {
+static void putElement(Writer *writer, const ServiceNode *node, UINTN level) {
   bool hasText = node->Content != nullptr && *node->Content != 0;
   putIndentation(writer, level);
   putMarkup(writer, "<");
@@ -161,7 +163,7 @@ static void putElement(WRITER *writer, const SERVICE_NODE *node, UINTN level) {
   }
   putMarkup(writer, ">");
   if (hasText) {
-    putEscaped(writer, node->Content, textLength(node->Content), CLASS_PLAIN_TEXT);
+    putEscaped(writer, node->Content, textLength(node->Content), classPlainText);
   }
   if (node->FirstChild == nullptr) {
     putEndTag(writer, node->Name);
@@ -170,38 +172,38 @@ static void putElement(WRITER *writer, const SERVICE_NODE *node, UINTN level) {
   }
 }
 
-static void putTree(WRITER *writer, SERVICE_NODE *root) {
-  putBytes(writer, PROLOGUE, sizeof(PROLOGUE) - 1);
-  SERVICE_NODE *node = root;
+static void putTree(Writer *writer, ServiceNode *root) {
+  putBytes(writer, prologue, sizeof(prologue) - 1);
+  ServiceNode *node = root;
   UINTN level = 0;
   for (;;) {
     putElement(writer, node, level);
     if (node->FirstChild != nullptr) {
-      SERVICE_NODE *child = serviceNode(node->FirstChild);
+      ServiceNode *child = serviceNode(node->FirstChild);
       child->parent = node;
       node = child;
-      level++;
+      ++level;
       continue;
     }
     while (node != root && node->NextSibling == nullptr) {
       node = node->parent;
-      level--;
+      --level;
       putIndentation(writer, level);
       putEndTag(writer, node->Name);
     }
     if (node == root || EFI_ERROR(writer->status)) {
       return;
     }
-    SERVICE_NODE *next = serviceNode(node->NextSibling);
+    ServiceNode *next = serviceNode(node->NextSibling);
     next->parent = node->parent;
     node = next;
   }
 }
 
 // The text of the writer's blocks as one, or null without memory.
-static CHAR8 *joined(const DOCUMENT *document) {
+static CHAR8 *joined(const Document *document) {
   UINTN length = 0;
-  for (const BLOCK *block = document->block; block != nullptr; block = block->next) {
+  for (const Block *block = document->block; block != nullptr; block = block->next) {
     length += static_cast<UINTN>(block->texts - blockTexts(block));
   }
   CHAR8 *text = static_cast<CHAR8 *>(poolAllocate(length + 1));
@@ -209,7 +211,7 @@ static CHAR8 *joined(const DOCUMENT *document) {
     return nullptr;
   }
   text[length] = 0;
-  for (const BLOCK *block = document->block; block != nullptr; block = block->next) {
+  for (const Block *block = document->block; block != nullptr; block = block->next) {
     UINTN size = static_cast<UINTN>(block->texts - blockTexts(block));
     length -= size;
     copyBytes(text + length, blockTexts(block), size);
@@ -217,8 +219,8 @@ static CHAR8 *joined(const DOCUMENT *document) {
   return text;
 }
 
-EFI_STATUS treeToText(SERVICE_NODE *root, CHAR8 **text) {
-  WRITER writer = {newDocument(), nullptr, EFI_SUCCESS};
+EFI_STATUS treeToText(ServiceNode *root, CHAR8 **text) {
+  Writer writer = {newDocument(), nullptr, EFI_SUCCESS};
   if (writer.document == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -232,3 +234,5 @@ EFI_STATUS treeToText(SERVICE_NODE *root, CHAR8 **text) {
   releaseDocument(writer.document);
   return writer.status;
 }
+
+} // namespace xml_service

@@ -1,14 +1,16 @@
 #include "providers/xml_service/tree.h"
 
+namespace xml_service {
+
 // One release: users may link what lies in a document nowhere else, but when they do, the pool must not hear of it.
-struct RELEASE {
-  DOCUMENT *emptied;
-  const BLOCK *found; // what was looked for lay there, as the next will, or null
+struct Release {
+  Document *emptied;
+  const Block *found; // what was looked for lay there, as the next will, or null
   EFI_STATUS status;
 };
 
 // Gives memory back that the element of that block held, unless it lies in a document. Most lies in the block itself.
-static inline void freeHeld(RELEASE *release, const BLOCK *block, void *memory) {
+static inline void freeHeld(Release *release, const Block *block, void *memory) {
   if (memory == nullptr || liesIn(block, memory)) {
     return;
   }
@@ -22,7 +24,7 @@ static inline void freeHeld(RELEASE *release, const BLOCK *block, void *memory) 
   }
 }
 
-static void freeAttributes(RELEASE *release, const BLOCK *block, XML_ATTRIBUTE *attribute) {
+static void freeAttributes(Release *release, const Block *block, XML_ATTRIBUTE *attribute) {
   while (attribute != nullptr) {
     XML_ATTRIBUTE *next = attribute->Next;
     freeHeld(release, block, attribute->Value);
@@ -32,12 +34,12 @@ static void freeAttributes(RELEASE *release, const BLOCK *block, XML_ATTRIBUTE *
   }
 }
 
-static inline void freeNode(RELEASE *release, SERVICE_NODE *node) {
-  const BLOCK *block = static_cast<BLOCK *>(node->ServiceOwn);
-  DOCUMENT *document = block->document;
+static inline void freeNode(Release *release, ServiceNode *node) {
+  const Block *block = static_cast<Block *>(node->ServiceOwn);
+  Document *document = block->document;
   freeHeld(release, block, node->Content);
   freeAttributes(release, block, node->Attributes);
-  document->liveNodes--;
+  --document->liveNodes;
   if (document->liveNodes == 0) {
     document->emptied = release->emptied;
     release->emptied = document;
@@ -45,28 +47,28 @@ static inline void freeNode(RELEASE *release, SERVICE_NODE *node) {
 }
 
 // Parsing has set most parents already, and what is not written does not go back to memory.
-static void setParent(SERVICE_NODE *node, SERVICE_NODE *parent) {
+static void setParent(ServiceNode *node, ServiceNode *parent) {
   if (node->parent != parent) {
     node->parent = parent;
   }
 }
 
 // The first element below node that has no children, or node itself.
-static SERVICE_NODE *firstLeaf(SERVICE_NODE *node) {
+static ServiceNode *firstLeaf(ServiceNode *node) {
   while (node->FirstChild != nullptr) {
-    SERVICE_NODE *child = serviceNode(node->FirstChild);
+    ServiceNode *child = serviceNode(node->FirstChild);
     setParent(child, node);
     node = child;
   }
   return node;
 }
 
-EFI_STATUS freeTree(SERVICE_NODE *root) {
-  RELEASE release = {nullptr, nullptr, EFI_SUCCESS};
-  SERVICE_NODE *node = firstLeaf(root);
+EFI_STATUS freeTree(ServiceNode *root) {
+  Release release = {nullptr, nullptr, EFI_SUCCESS};
+  ServiceNode *node = firstLeaf(root);
   while (node != root) {
-    SERVICE_NODE *parent = node->parent;
-    SERVICE_NODE *next = serviceNode(node->NextSibling);
+    ServiceNode *parent = node->parent;
+    ServiceNode *next = serviceNode(node->NextSibling);
     freeNode(&release, node);
     node = parent;
     if (next != nullptr) {
@@ -77,9 +79,11 @@ EFI_STATUS freeTree(SERVICE_NODE *root) {
   freeNode(&release, root);
   // Only now, since until the end something may be met that lies in one of them.
   while (release.emptied != nullptr) {
-    DOCUMENT *document = release.emptied;
+    Document *document = release.emptied;
     release.emptied = document->emptied;
     releaseDocument(document);
   }
   return release.status;
 }
+
+} // namespace xml_service

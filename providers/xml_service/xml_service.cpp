@@ -6,6 +6,8 @@
 #include "providers/xml_service/tree.h"
 #include "uefi/protocols.h"
 
+namespace xml_service {
+
 static EFI_STATUS EFIAPI unused(XML_PROTOCOL *) {
   return EFI_UNSUPPORTED;
 }
@@ -62,11 +64,15 @@ static EFI_STATUS uninstall(EFI_HANDLE image) {
 }
 
 static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
-  EFI_STATUS status = checkUnload(image, &g_xmlProtocolGuid, u"XmlService.efi");
+  EFI_STATUS status = unload_guard::checkUnload(image, &g_xmlProtocolGuid, u"XmlService.efi");
   return EFI_ERROR(status) ? status : uninstall(image);
 }
 
-EFI_STATUS EFIAPI XmlServiceEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
+} // namespace xml_service
+
+using namespace xml_service;
+
+extern "C" EFI_STATUS EFIAPI XmlServiceEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);
   forgetDocuments();
   EFI_STATUS status =

@@ -62,7 +62,7 @@ class Health : public testing::Test {
 protected:
   Health() { EXPECT_EQ(services->InstallProtocolInterface(&handle, &guid, 0, &database), EFI_SUCCESS); }
   ~Health() override {
-    healthRelease();
+    health::release();
     EXPECT_TRUE(g_database.empty());
     EXPECT_EQ(services->UninstallProtocolInterface(handle, &guid, &database), EFI_SUCCESS);
   }
@@ -70,7 +70,8 @@ protected:
   EFI_STATUS ask(EFI_HANDLE controller, EFI_HANDLE child = nullptr) {
     EFI_DRIVER_HEALTH_HII_MESSAGE *list = nullptr;
     messages.clear();
-    EFI_STATUS status = g_driverHealth.GetHealthStatus(&g_driverHealth, controller, child, &health, &list, nullptr);
+    EFI_STATUS status =
+        health::g_driverHealth.GetHealthStatus(&health::g_driverHealth, controller, child, &health, &list, nullptr);
     for (auto *message = list; message != nullptr && message->HiiHandle != nullptr; message++) {
       messages.push_back(g_database.at(message->HiiHandle).at(language).at(message->StringId - 1U));
     }
@@ -106,7 +107,7 @@ TEST_F(Health, SaysWhatIsWrongUntilItIsForgotten) {
   sim::findVirtualDisk(sim, 5)->Name[0] = 0;
   EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
   EXPECT_EQ(health, EfiDriverHealthStatusHealthy);
-  healthForget();
+  health::forget();
   EXPECT_EQ(name(ask(nullptr)), name(EFI_SUCCESS));
   EXPECT_EQ(health, EfiDriverHealthStatusFailed);
   EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
@@ -124,7 +125,7 @@ TEST_F(Health, AnswersBadQuestionsAndSilentControllers) {
   EXPECT_EQ(name(ask(world.controller, world.controller)), name(EFI_UNSUPPORTED));
   EXPECT_EQ(name(ask(handle)), name(EFI_UNSUPPORTED));
   EXPECT_EQ(name(ask(nullptr, world.controller)), name(EFI_SUCCESS));
-  healthForget();
+  health::forget();
   ASSERT_TRUE(sim::failKind(world.sim, RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, EFI_DEVICE_ERROR));
   EXPECT_EQ(name(ask(world.controller)), name(EFI_SUCCESS));
   EXPECT_EQ(messages, std::vector<std::string>{"The controller does not answer: Device Error"});
@@ -155,7 +156,7 @@ TEST_F(Health, FailsWithoutMemoryAndKeepsNothing) {
     // A controller without memory is one that does not answer.
     bool isSaid = failed && !messages.empty() && messages[0] == "The controller does not answer: Out of Resources";
     EXPECT_TRUE(isSaid || status == (failed ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS)) << name(status);
-    healthRelease();
+    health::release();
     world.expectBalanced("allocation " + std::to_string(nth));
   }
   EXPECT_GT(nth, 5u);
