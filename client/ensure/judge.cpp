@@ -137,25 +137,23 @@ static void judgeOthers(Work *work, const bool *named) {
 
 // --- What deletions free ---
 
-// How many of the disk's virtual disks are deleted, and how many are not.
-static void countVirtualDisks(const RAID_PD_RECORD &disk, const ID_INDEX &index, const bool *isGone, UINT32 *gone,
-                              UINT32 *left) {
+// What becomes of the virtual disks of a disk.
+struct Counts {
+  UINT32 gone, left;
+  UINT32 lost; // one that is not listed
+};
+
+static Counts countVirtualDisks(const RAID_PD_RECORD &disk, const ID_INDEX &index, const bool *isGone) {
+  Counts counts = {0, 0, ID_NONE};
   const UINT32 *ids = disk.VDs;
   for (UINT32 i = 0; ids != nullptr && i < disk.VDCount; ++i) {
     UINT32 place = findId(index, ids[i]);
     bool goes = place != ID_NONE && isGone[place];
-    *gone += goes ? 1 : 0;
-    *left += goes ? 0 : 1;
+    counts.gone += goes ? 1 : 0;
+    counts.left += goes ? 0 : 1;
+    counts.lost = place == ID_NONE ? ids[i] : counts.lost;
   }
-}
-
-static void setFree(RAID_PD_RECORD *disk) {
-  if (disk->Hotspare != RAID_HOTSPARE_NONE) {
-    disk->Hotspare = RAID_HOTSPARE_NONE;
-    return;
-  }
-  disk->State = disk->State == RAID_STATE_ONLINE ? RAID_STATE_READY : disk->State;
-  disk->SecureState = disk->SecureState == RAID_SECURE_STATE_SECURED ? 0 : disk->SecureState;
+  return counts;
 }
 
 // Of isGone, which is of the controller's virtual disks, nothing is set before.
@@ -168,12 +166,17 @@ static void freeDisks(Work *work, bool *isGone) {
   }
   ID_INDEX index = {};
   indexRecords(&index, work->config.logicalDisks, work->config.logicalDiskCount);
+  bool isWhole = true;
   for (UINT32 i = 0; i < work->config.physicalDiskCount; ++i) {
-    UINT32 gone = 0;
-    UINT32 left = 0;
-    countVirtualDisks(work->disks[i], index, isGone, &gone, &left);
-    if (gone != 0 && left == 0) {
-      setFree(&work->disks[i]);
+    RAID_PD_RECORD *disk = &work->disks[i];
+    Counts counts = countVirtualDisks(*disk, index, isGone);
+    if (counts.gone != 0 && counts.left == 0) {
+      setFree(disk);
+    }
+    if (counts.lost != ID_NONE && isWhole) {
+      put(refusal(work, "the controller", ""), "disk ", disk->ObjectID, " belongs to virtual disk ", counts.lost,
+          ", which it does not tell of");
+      isWhole = false;
     }
   }
   freeIds(&index);

@@ -245,9 +245,14 @@ static bool suits(const Team &team, const RAID_PD_RECORD &disk) {
          fitting::judgeSpare(*team.level, team.kinds, team.share, disk) == fitting::Verdict::fits;
 }
 
+// Controllers call a hot spare Ready or Online.
+static bool isSpare(const RAID_PD_RECORD &disk, UINT32 kind) {
+  return disk.Hotspare == kind && (disk.State == RAID_STATE_READY || disk.State == RAID_STATE_ONLINE);
+}
+
 static bool standsBy(const RAID_PD_RECORD &disk, UINT32 virtualDisk) {
   const UINT32 *ids = disk.VDs;
-  for (UINT32 i = 0; disk.Hotspare == RAID_HOTSPARE_DEDICATED && ids != nullptr && i < disk.VDCount; ++i) {
+  for (UINT32 i = 0; isSpare(disk, RAID_HOTSPARE_DEDICATED) && ids != nullptr && i < disk.VDCount; ++i) {
     if (ids[i] == virtualDisk) {
       return true;
     }
@@ -255,20 +260,14 @@ static bool standsBy(const RAID_PD_RECORD &disk, UINT32 virtualDisk) {
   return false;
 }
 
-static bool isSpareForAll(const RAID_PD_RECORD &disk) {
-  return disk.Hotspare == RAID_HOTSPARE_GLOBAL && disk.State == RAID_STATE_READY;
-}
-
-static void addSpare(Work *work, UINT32 disk, UINT32 virtualDisk, bool frees) {
+static SpareVerdict *addSpare(Work *work, UINT32 disk) {
   SpareVerdict *spare = arrayAppend(work->judgement->spares);
   if (spare == nullptr) {
     work->failed = true;
-    return;
+    return nullptr;
   }
-  *spare = {disk, virtualDisk, frees};
-  work->disks[disk].Hotspare = frees                    ? RAID_HOTSPARE_NONE
-                               : virtualDisk == ID_NONE ? RAID_HOTSPARE_GLOBAL
-                                                        : RAID_HOTSPARE_DEDICATED;
+  *spare = {disk, ID_NONE, /* frees= */ false};
+  return spare;
 }
 
 void freeSpares(Work *work) {
@@ -276,13 +275,15 @@ void freeSpares(Work *work) {
   UINT32 wanted = wish.count;
   for (UINT32 i = 0; i < work->config.physicalDiskCount; ++i) {
     const RAID_PD_RECORD &disk = work->disks[i];
-    if (!isSpareForAll(disk)) {
+    if (!isSpare(disk, RAID_HOTSPARE_GLOBAL)) {
       continue;
     }
     bool isWanted = wanted != 0 && whyNotWished(*work, wish, disk) == nullptr;
     wanted -= isWanted ? 1 : 0;
-    if (!isWanted) {
-      addSpare(work, i, ID_NONE, /* frees= */ true);
+    SpareVerdict *spare = isWanted ? nullptr : addSpare(work, i);
+    if (spare != nullptr) {
+      spare->frees = true;
+      setFree(&work->disks[i]);
     }
   }
 }
@@ -323,17 +324,21 @@ static bool collectSpares(const Work &work, const DiskWish &wish, const POOL_ARR
 static void addSpares(Work *work, const DiskWish &wish, const POOL_ARRAY<Team> &teams, UINT32 virtualDisk,
                       UINT32 missing) {
   POOL_ARRAY<Candidate> candidates = {};
-  UINT32 least = virtualDisk != ID_NONE ? teams.count : 0;
+  bool isOwn = virtualDisk != ID_NONE;
+  UINT32 least = isOwn ? teams.count : 0;
   work->failed = work->failed || !collectSpares(*work, wish, teams, least, &candidates);
   for (UINT32 i = 0; i < missing && i < candidates.count; ++i) {
-    addSpare(work, candidates.items[i].place, virtualDisk, /* frees= */ false);
+    SpareVerdict *spare = addSpare(work, candidates.items[i].place);
+    if (spare != nullptr) {
+      spare->virtualDisk = virtualDisk;
+      work->disks[spare->disk].Hotspare = isOwn ? RAID_HOTSPARE_DEDICATED : RAID_HOTSPARE_GLOBAL;
+    }
   }
   if (candidates.count < missing) {
-    bool isOwn = virtualDisk != ID_NONE;
-    put(refusal(work, isOwn ? "virtual disk " : "hot spares",
+    put(refusal(work, isOwn ? "virtual disk " : "hot spares for all",
                 isOwn ? work->judgement->virtualDisks.items[virtualDisk].wish->name : ""),
-        "it needs ", missing, missing == 1 ? " hot spare" : " hot spares", " more, and of Ready disks fit ",
-        candidates.count);
+        missing, missing == 1 ? " more hot spare is" : " more hot spares are",
+        " needed; Ready disks that fit: ", candidates.count);
   }
   poolFree(candidates.items);
 }
@@ -345,8 +350,8 @@ static void chooseOwnSpares(Work *work, UINT32 number) {
   bool isNew = verdict.members.count != 0;
   for (UINT32 i = 0; i < work->config.physicalDiskCount && missing != 0 && !isNew; ++i) {
     const RAID_PD_RECORD &disk = work->disks[i];
-    bool counts = standsBy(disk, work->config.logicalDisks[verdict.place].ObjectID) && disk.State == RAID_STATE_READY &&
-                  whyNotWished(*work, wish, disk) == nullptr;
+    bool counts =
+        standsBy(disk, work->config.logicalDisks[verdict.place].ObjectID) && whyNotWished(*work, wish, disk) == nullptr;
     missing -= counts ? 1 : 0;
   }
   if (missing == 0) {
@@ -365,7 +370,8 @@ static void chooseSparesForAll(Work *work) {
   const DiskWish &wish = work->layout.globalSpares;
   UINT32 missing = wish.count;
   for (UINT32 i = 0; i < work->config.physicalDiskCount && missing != 0; ++i) {
-    missing -= isSpareForAll(work->disks[i]) && whyNotWished(*work, wish, work->disks[i]) == nullptr ? 1 : 0;
+    missing -=
+        isSpare(work->disks[i], RAID_HOTSPARE_GLOBAL) && whyNotWished(*work, wish, work->disks[i]) == nullptr ? 1 : 0;
   }
   const POOL_ARRAY<VirtualDiskVerdict> &verdicts = work->judgement->virtualDisks;
   POOL_ARRAY<Team> teams = {};

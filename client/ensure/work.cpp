@@ -29,6 +29,12 @@ TEXT *nextReason(TEXT *why) {
   return why;
 }
 
+void setFree(RAID_PD_RECORD *disk) {
+  disk->Hotspare = RAID_HOTSPARE_NONE;
+  disk->State = disk->State == RAID_STATE_ONLINE ? RAID_STATE_READY : disk->State;
+  disk->SecureState = disk->SecureState == RAID_SECURE_STATE_SECURED ? 0 : disk->SecureState;
+}
+
 TEXT *refusal(Work *work, const CHAR8 *what, const CHAR8 *name) {
   TEXT *line = arrayAppend(work->judgement->refusals);
   if (line == nullptr) {

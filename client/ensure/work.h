@@ -49,6 +49,9 @@ inline RAID_PD_RECORD *diskOf(const Work &work, UINT32 id) {
   return place != ID_NONE ? &work.disks[place] : nullptr;
 }
 
+// What becomes of a disk that was a member or a hot spare.
+void setFree(RAID_PD_RECORD *disk);
+
 // Why the disk is not of those that are wished for, or null.
 const CHAR8 *whyNotWished(const Work &work, const DiskWish &wish, const RAID_PD_RECORD &disk);
 

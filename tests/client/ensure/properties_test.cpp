@@ -1,0 +1,242 @@
+// Thousands of random controllers and layouts: what is planned is what happens, a second run does nothing, nothing is
+// destroyed without the layout's word, and a run that was cut off anywhere goes on.
+#include <cstdlib>
+
+#include "client/ensure/judge.h"
+#include "tests/client/ensure/random_layout.h"
+#include "tests/client/ensure/runner.h"
+
+static constexpr UINT32 PARTS = 4, MACHINES = 500;
+static constexpr UINT32 AUDIT_EVERY = 100;
+
+// How often what happened.
+struct TALLY {
+  UINT32 refused, idle, changed, destroyed, cut;
+};
+
+// What the layout means for the controller as it is.
+struct JUDGED {
+  JUDGED(World &world, const std::string &text) {
+    XYL_FRONT front = memory.as(XYL_FRONT_SHELL);
+    XYL_REQUEST request = {};
+    EXPECT_EQ(ensure::readLayout({&front, &request}, "x", text.c_str(), &layout).Outcome, XYL_SUCCESS) << memory.errors;
+    UINT32 count = 1;
+    EXPECT_EQ(ParseXMLBlob(world.get().text.c_str(), &config, &count), EFI_SUCCESS);
+    EXPECT_EQ(ensure::judge(*config, /* isOnDisks= */ false, layout, &judgement), EFI_SUCCESS);
+  }
+  ~JUDGED() { releaseConfig(config); }
+
+  MemoryFront memory;
+  ensure::Layout layout;
+  RAID_CONFIG *config = nullptr;
+  ensure::Judgement judgement;
+};
+
+class Machine {
+public:
+  explicit Machine(World &world, UINT64 seed, const SIM_ADAPTER &pristine)
+      : world_(world), random_{seed}, seed_(seed), runner_(world) {
+    makeMachine(world.sim, random_, pristine);
+    layout_ = makeLayout(world.sim, random_);
+  }
+
+  void tell(TALLY *tally);
+  const std::string &layout() const { return layout_.text; }
+
+private:
+  XYL_OUTCOME run(std::vector<const CHAR8 *> options) { return runner_.run(layout_.text, options); }
+  std::string told() const { return runner_.memory.out + runner_.memory.errors; }
+  void expectPlanned(const JUDGED &judged, const STATE &before, const STATE &after);
+  void expectNothingElse(const STATE &before, const STATE &after);
+  void expectGoesOn(const STATE &before, const STATE &after, UINT64 cutAt);
+
+  World &world_;
+  RANDOM random_;
+  UINT64 seed_;
+  RANDOM_LAYOUT layout_;
+  Runner runner_;
+};
+
+// --- What must hold ---
+
+static bool isSame(const SIM_VIRTUAL_DISK &a, SIM_VIRTUAL_DISK b, bool butForCache) {
+  b.record.CurrentCachePolicy = butForCache ? a.record.CurrentCachePolicy : b.record.CurrentCachePolicy;
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+static const SIM_VIRTUAL_DISK *named(const STATE &state, const std::string &name) {
+  for (const SIM_VIRTUAL_DISK &virtualDisk : state.virtualDisks.items) {
+    if (narrow(virtualDisk.Name) == name) {
+      return &virtualDisk;
+    }
+  }
+  return nullptr;
+}
+
+static IDS sorted(IDS ids) {
+  std::sort(ids.begin(), ids.end());
+  return ids;
+}
+
+// What the judgement said is what came of it.
+void Machine::expectPlanned(const JUDGED &judged, const STATE &before, const STATE &after) {
+  const ensure::Judgement &plan = judged.judgement;
+  size_t total = 0;
+  for (UINT32 i = 0; i < plan.virtualDisks.count; ++i) {
+    const ensure::VirtualDiskVerdict &verdict = plan.virtualDisks.items[i];
+    SCOPED_TRACE(verdict.wish != nullptr ? verdict.wish->name : "another one");
+    bool isNew = verdict.fate == ensure::Fate::create || verdict.fate == ensure::Fate::recreate;
+    total += verdict.fate == ensure::Fate::remove ? 0 : 1;
+    if (isNew) {
+      const SIM_VIRTUAL_DISK *made = named(after, verdict.wish->name);
+      ASSERT_NE(made, nullptr);
+      IDS members;
+      for (UINT32 j = 0; j < verdict.members.count; ++j) {
+        members.push_back(judged.config->physicalDisks[verdict.members.items[j]].ObjectID);
+      }
+      EXPECT_EQ(sorted(listOf(*made)), sorted(members));
+      EXPECT_EQ(made->record.RAIDLevel, verdict.wish->level);
+    } else if (verdict.fate != ensure::Fate::remove) {
+      UINT32 id = judged.config->logicalDisks[verdict.place].ObjectID;
+      const SIM_VIRTUAL_DISK *was = find(before.virtualDisks.items, id), *is = find(after.virtualDisks.items, id);
+      ASSERT_TRUE(was != nullptr && is != nullptr);
+      EXPECT_TRUE(isSame(*was, *is, verdict.fate == ensure::Fate::change));
+      UINT32 changed = was->record.CurrentCachePolicy ^ is->record.CurrentCachePolicy;
+      UINT32 named = verdict.wish != nullptr ? verdict.wish->cache : 0;
+      for (UINT32 group : {RAID_CACHE_WRITE_MASK, RAID_CACHE_READ_MASK, RAID_CACHE_DISK_MASK, RAID_CACHE_IO_MASK}) {
+        EXPECT_TRUE((changed & group) == 0 || (is->record.CurrentCachePolicy & group) == (named & group));
+      }
+    }
+  }
+  EXPECT_EQ(after.virtualDisks.items.size(), total);
+  for (UINT32 i = 0; i < plan.spares.count; ++i) {
+    const ensure::SpareVerdict &spare = plan.spares.items[i];
+    const SIM_DISK *disk = find(after.disks.items, judged.config->physicalDisks[spare.disk].ObjectID);
+    UINT32 kind = spare.virtualDisk == ID_NONE ? RAID_HOTSPARE_GLOBAL : RAID_HOTSPARE_DEDICATED;
+    EXPECT_TRUE(disk != nullptr && (spare.frees || disk->record.Hotspare == kind));
+  }
+  EXPECT_EQ(std::memcmp(&after.adapter.record.UncertifiedMode, &plan.adapter.Adapter.UncertifiedMode, MODES), 0);
+}
+
+// Whatever was planned: only the layout's words destroy, and nothing but what it names changes.
+void Machine::expectNothingElse(const STATE &before, const STATE &after) {
+  for (const SIM_VIRTUAL_DISK &virtualDisk : before.virtualDisks.items) {
+    auto isNamed = [&](const LAID_OUT &one) { return one.name == narrow(virtualDisk.Name); };
+    auto laidOut = std::find_if(layout_.virtualDisks.begin(), layout_.virtualDisks.end(), isNamed);
+    bool isOther = laidOut == layout_.virtualDisks.end();
+    if (isOther ? layout_.deletesOthers : laidOut->recreates) {
+      continue;
+    }
+    const SIM_VIRTUAL_DISK *is = find(after.virtualDisks.items, virtualDisk.record.ObjectID);
+    EXPECT_TRUE(is != nullptr && isSame(virtualDisk, *is, /* butForCache= */ !isOther)) << narrow(virtualDisk.Name);
+  }
+  EXPECT_EQ(after.foreignDisks.items.size(), before.foreignDisks.items.size());
+  for (const SIM_DISK &disk : before.disks.items) {
+    const SIM_DISK *is = find(after.disks.items, disk.record.ObjectID);
+    bool wasLost = disk.record.State == RAID_STATE_FOREIGN || disk.record.State == RAID_STATE_FAILED;
+    EXPECT_TRUE(is != nullptr && (!wasLost || is->record.State == disk.record.State)) << disk.record.ObjectID;
+  }
+}
+
+// A line for each virtual disk, hot spare and setting, without the ids that controllers give.
+static std::vector<std::string> essence(const STATE &state) {
+  std::vector<std::string> lines;
+  std::map<UINT32, std::string> names;
+  for (const SIM_VIRTUAL_DISK &virtualDisk : state.virtualDisks.items) {
+    std::string line = names[virtualDisk.record.ObjectID] = narrow(virtualDisk.Name);
+    for (UINT64 value : {UINT64{virtualDisk.record.RAIDLevel}, UINT64{virtualDisk.record.Size},
+                         UINT64{virtualDisk.record.StripeSize}, UINT64{virtualDisk.record.CurrentCachePolicy}}) {
+      line += " " + std::to_string(value);
+    }
+    for (UINT32 id : sorted(listOf(virtualDisk))) {
+      line += " " + std::to_string(id);
+    }
+    lines.push_back(line);
+  }
+  for (const SIM_DISK &disk : state.disks.items) {
+    std::string line = "disk " + std::to_string(disk.record.ObjectID) + " " + std::to_string(disk.record.Hotspare);
+    std::set<std::string> of;
+    for (UINT32 id : listOf(disk)) {
+      of.insert(names[id]);
+    }
+    for (const std::string &name : of) {
+      line += " " + name;
+    }
+    lines.push_back(line);
+  }
+  lines.push_back(std::string(reinterpret_cast<const char *>(&state.adapter.record.UncertifiedMode), MODES));
+  std::sort(lines.begin(), lines.end());
+  return lines;
+}
+
+// Cuts a run off before one of its changes; the next one comes to where a whole one comes to.
+void Machine::expectGoesOn(const STATE &before, const STATE &after, UINT64 cutAt) {
+  before.putBack(world_.sim);
+  simFailCommand(world_.sim, cutAt, /* once= */ false, EFI_DEVICE_ERROR);
+  EXPECT_EQ(run({"--yes"}), XYL_FAILED) << cutAt;
+  simClearFaults(world_.sim);
+  EXPECT_EQ(run({"--yes"}), XYL_SUCCESS) << "cut at " << cutAt << "\n" << told();
+  EXPECT_EQ(essence(STATE(world_.sim)), essence(after)) << "cut at " << cutAt;
+}
+
+void Machine::tell(TALLY *tally) {
+  const STATE before(world_.sim);
+  JUDGED judged(world_, layout_.text);
+  const ensure::Judgement &plan = judged.judgement;
+  bool isRefused = plan.isRefused(), isIdle = !isRefused && !plan.changes();
+  bool isThorough = seed_ % 4 == 0; // time is short
+  if (isThorough) {
+    ASSERT_EQ(run({"--plan"}), isRefused ? XYL_FAILED : isIdle ? XYL_SUCCESS : XYL_DIFFERENT) << told();
+    EXPECT_TRUE(before.isIn(world_.sim) && runner_.changes().empty());
+  }
+  if (isThorough && plan.destroys() && !isRefused) {
+    ASSERT_EQ(run({}), XYL_USAGE);
+    EXPECT_TRUE(before.isIn(world_.sim) && runner_.changes().empty());
+  }
+  ASSERT_EQ(run({"--yes"}), isRefused ? XYL_FAILED : XYL_SUCCESS) << told();
+  std::vector<UINT64> changes = runner_.changes();
+  const STATE after(world_.sim);
+  if (isIdle || isRefused) {
+    EXPECT_TRUE(before.isIn(world_.sim) && changes.empty());
+    ++(isIdle ? tally->idle : tally->refused);
+    return;
+  }
+  ++tally->changed;
+  tally->destroyed += plan.destroys() ? 1 : 0;
+  expectPlanned(judged, before, after);
+  expectNothingElse(before, after);
+  EXPECT_EQ(simStateFault(world_.sim), nullptr);
+  EXPECT_EQ(run({"--yes"}), XYL_SUCCESS);
+  EXPECT_NE(told().find("nothing to do: the controller is as 'x.xml' says"), std::string::npos) << told();
+  EXPECT_TRUE(after.isIn(world_.sim) && runner_.changes().empty());
+  for (UINT64 cutAt : isThorough ? changes : std::vector<UINT64>{random_.oneOf(changes)}) {
+    expectGoesOn(before, after, cutAt);
+    ++tally->cut;
+  }
+}
+
+class Properties : public testing::TestWithParam<UINT32> {};
+
+// ENSURE_SEED in the environment runs one machine only.
+TEST_P(Properties, OfRandomLayouts) {
+  World world(WORLD_OPTIONS{.preset = "empty", .debugLog = false});
+  SIM_ADAPTER pristine = fewLevels(world.sim->adapter);
+  const char *only = std::getenv("ENSURE_SEED");
+  UINT64 first = only == nullptr ? 1 + UINT64{GetParam()} * MACHINES : std::strtoull(only, nullptr, 10);
+  TALLY tally = {};
+  for (UINT64 seed = first; seed < first + (only == nullptr ? MACHINES : 1) && !HasFailure(); ++seed) {
+    Machine machine(world, seed, pristine);
+    world.markBalance();
+    machine.tell(&tally);
+    EXPECT_FALSE(HasFailure()) << "ENSURE_SEED=" << seed << "\n" << machine.layout();
+    if (seed % AUDIT_EVERY == 0) {
+      world.expectBalanced();
+    }
+  }
+  // Enough of each has come.
+  EXPECT_TRUE(only != nullptr || HasFailure() ||
+              (tally.refused > 50 && tally.idle > 20 && tally.changed > 100 && tally.destroyed > 50 && tally.cut > 150))
+      << tally.refused << " " << tally.idle << " " << tally.changed << " " << tally.destroyed << " " << tally.cut;
+}
+
+INSTANTIATE_TEST_SUITE_P(Parts, Properties, testing::Range(0U, PARTS));
