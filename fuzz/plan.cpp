@@ -1,9 +1,11 @@
-// Two documents through the commands that only look: plan, diff, show and verify. The controller is asked and not
-// changed, what they write as JSON is well-formed, nothing differs from itself, and one document differs from another
-// as that from it.
+// Two documents through the commands that only look: plan, diff, show, verify and ensure --plan. The controller is
+// asked and not changed, what they write as JSON is well-formed, nothing differs from itself, and one document differs
+// from another as that from it.
 
 #include <nlohmann/json.hpp>
 
+#include "client/ensure/judge.h"
+#include "driver/request/request.h"
 #include "fuzz/support.h"
 #include "tests/support/memory_front.h"
 
@@ -31,6 +33,27 @@ static XYL_OUTCOME run(std::vector<const CHAR8 *> words, bool json) {
   return result.Outcome;
 }
 
+// What a layout means for a saved configuration: words for whatever cannot be, and a document for the rest.
+static void judgeSaved(const std::string &saved, const std::string &text) {
+  XYL_FRONT front = g_front.as(XYL_FRONT_HOST);
+  XYL_REQUEST request = {};
+  ensure::Layout layout;
+  RAID_CONFIG *config = nullptr;
+  UINT32 count = 1;
+  bool isRead = !isFailure(ensure::readLayout({&front, &request}, "b.xml", text.c_str(), &layout)) &&
+                !EFI_ERROR(ParseXMLBlob(saved.c_str(), &config, &count)) && config != nullptr &&
+                config->adapter != nullptr;
+  if (isRead) {
+    ensure::Judgement judgement;
+    mustHold(ensure::judge(*config, /* isOnDisks= */ false, layout, &judgement) == EFI_SUCCESS, "a judgement");
+    CHANGE_WRITER writer = {};
+    UINT32 methods = judgement.isRefused() ? 0 : ensure::writeChanges(*config, judgement, &writer);
+    mustHold(judgement.isRefused() || (methods != 0) == judgement.changes(), "changes and their document");
+    freeText(&writer.Text);
+  }
+  releaseConfig(config);
+}
+
 FUZZ_TARGET(plan) {
   uint8_t what = input.byte();
   bool json = (what & 1) != 0;
@@ -47,5 +70,7 @@ FUZZ_TARGET(plan) {
   run({"verify", "a.xml"}, json);
   (what & 2) != 0 ? run({"plan", "a.xml", "--rebuild"}, json) : run({"plan", "a.xml"}, json);
   run({"plan", "b.xml", "--saved", "a.xml"}, json);
+  run({"ensure", "b.xml", "--plan"}, json);
   world.sim->protocol.Execute = g_execute;
+  judgeSaved(g_front.files["a.xml"], g_front.files["b.xml"]);
 }

@@ -40,6 +40,8 @@ static const char *const g_frame[] = {
     "raidData",      "Adapter",   "Method",      "OID",         "Object",
     "Key",           "Mode",      "KeyID",       "Passphrase",  "NewPassphrase",
     "OldPassphrase", "RunMode",   "StopOnError", "Raid",        "PreserveVDConfig",
+    "RaidLayout",    "Disks",     "Count",       "Medium",      "Smallest",
+    "Spares",
 };
 
 static const FIELD_TABLE *const g_tables[] = {

@@ -141,6 +141,17 @@ TEST(Layouts, WhatTheyMean) {
             "xyl: 'x': there are too many virtual disks, from 'v64' on; 64 are the most\n");
 }
 
+TEST(Layouts, OfTheGuide) {
+  LayoutReader reader;
+  ensure::Layout layout;
+  const std::string guide = sourceFile("docs/layouts.md"), mark = "```xml layout\n";
+  size_t begin = guide.find(mark) + mark.size();
+  std::string example = guide.substr(begin, guide.find("```", begin) - begin);
+  EXPECT_EQ(reader.read(example, &layout), "");
+  EXPECT_EQ(faults("layout.xsd", example), "");
+  EXPECT_EQ(layout.virtualDisks.count, 2u);
+}
+
 TEST(Layouts, WithoutMemory) {
   sweepAllocations({.world = {.preset = "demo"},
                     .prepare = nullptr,
