@@ -34,7 +34,7 @@ struct JUDGED {
 
 class Machine {
 public:
-  explicit Machine(World &world, UINT64 seed, const SIM_ADAPTER &pristine)
+  explicit Machine(World &world, UINT64 seed, const sim::Adapter &pristine)
       : world_(world), random_{seed}, seed_(seed), runner_(world) {
     makeMachine(world.sim, random_, pristine);
     layout_ = makeLayout(world.sim, random_);
@@ -59,13 +59,13 @@ private:
 
 // --- What must hold ---
 
-static bool isSame(const SIM_VIRTUAL_DISK &a, SIM_VIRTUAL_DISK b, bool butForCache) {
+static bool isSame(const sim::VirtualDisk &a, sim::VirtualDisk b, bool butForCache) {
   b.record.CurrentCachePolicy = butForCache ? a.record.CurrentCachePolicy : b.record.CurrentCachePolicy;
   return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-static const SIM_VIRTUAL_DISK *named(const STATE &state, const std::string &name) {
-  for (const SIM_VIRTUAL_DISK &virtualDisk : state.virtualDisks.items) {
+static const sim::VirtualDisk *named(const STATE &state, const std::string &name) {
+  for (const sim::VirtualDisk &virtualDisk : state.virtualDisks.items) {
     if (narrow(virtualDisk.Name) == name) {
       return &virtualDisk;
     }
@@ -88,7 +88,7 @@ void Machine::expectPlanned(const JUDGED &judged, const STATE &before, const STA
     bool isNew = verdict.fate == ensure::Fate::create || verdict.fate == ensure::Fate::recreate;
     total += verdict.fate == ensure::Fate::remove ? 0 : 1;
     if (isNew) {
-      const SIM_VIRTUAL_DISK *made = named(after, verdict.wish->name);
+      const sim::VirtualDisk *made = named(after, verdict.wish->name);
       ASSERT_NE(made, nullptr);
       IDS members;
       for (UINT32 j = 0; j < verdict.members.count; ++j) {
@@ -98,7 +98,7 @@ void Machine::expectPlanned(const JUDGED &judged, const STATE &before, const STA
       EXPECT_EQ(made->record.RAIDLevel, verdict.wish->level);
     } else if (verdict.fate != ensure::Fate::remove) {
       UINT32 id = judged.config->logicalDisks[verdict.place].ObjectID;
-      const SIM_VIRTUAL_DISK *was = find(before.virtualDisks.items, id), *is = find(after.virtualDisks.items, id);
+      const sim::VirtualDisk *was = find(before.virtualDisks.items, id), *is = find(after.virtualDisks.items, id);
       ASSERT_TRUE(was != nullptr && is != nullptr);
       EXPECT_TRUE(isSame(*was, *is, verdict.fate == ensure::Fate::change));
       UINT32 changed = was->record.CurrentCachePolicy ^ is->record.CurrentCachePolicy;
@@ -111,7 +111,7 @@ void Machine::expectPlanned(const JUDGED &judged, const STATE &before, const STA
   EXPECT_EQ(after.virtualDisks.items.size(), total);
   for (UINT32 i = 0; i < plan.spares.count; ++i) {
     const ensure::SpareVerdict &spare = plan.spares.items[i];
-    const SIM_DISK *disk = find(after.disks.items, judged.config->physicalDisks[spare.disk].ObjectID);
+    const sim::Disk *disk = find(after.disks.items, judged.config->physicalDisks[spare.disk].ObjectID);
     UINT32 kind = spare.virtualDisk == ID_NONE ? RAID_HOTSPARE_GLOBAL : RAID_HOTSPARE_DEDICATED;
     EXPECT_TRUE(disk != nullptr && (spare.frees || disk->record.Hotspare == kind));
   }
@@ -120,19 +120,19 @@ void Machine::expectPlanned(const JUDGED &judged, const STATE &before, const STA
 
 // Whatever was planned: only the layout's words destroy, and nothing but what it names changes.
 void Machine::expectNothingElse(const STATE &before, const STATE &after) {
-  for (const SIM_VIRTUAL_DISK &virtualDisk : before.virtualDisks.items) {
+  for (const sim::VirtualDisk &virtualDisk : before.virtualDisks.items) {
     auto isNamed = [&](const LAID_OUT &one) { return one.name == narrow(virtualDisk.Name); };
     auto laidOut = std::find_if(layout_.virtualDisks.begin(), layout_.virtualDisks.end(), isNamed);
     bool isOther = laidOut == layout_.virtualDisks.end();
     if (isOther ? layout_.deletesOthers : laidOut->recreates) {
       continue;
     }
-    const SIM_VIRTUAL_DISK *is = find(after.virtualDisks.items, virtualDisk.record.ObjectID);
+    const sim::VirtualDisk *is = find(after.virtualDisks.items, virtualDisk.record.ObjectID);
     EXPECT_TRUE(is != nullptr && isSame(virtualDisk, *is, /* butForCache= */ !isOther)) << narrow(virtualDisk.Name);
   }
   EXPECT_EQ(after.foreignDisks.items.size(), before.foreignDisks.items.size());
-  for (const SIM_DISK &disk : before.disks.items) {
-    const SIM_DISK *is = find(after.disks.items, disk.record.ObjectID);
+  for (const sim::Disk &disk : before.disks.items) {
+    const sim::Disk *is = find(after.disks.items, disk.record.ObjectID);
     bool wasLost = disk.record.State == RAID_STATE_FOREIGN || disk.record.State == RAID_STATE_FAILED;
     EXPECT_TRUE(is != nullptr && (!wasLost || is->record.State == disk.record.State)) << disk.record.ObjectID;
   }
@@ -142,7 +142,7 @@ void Machine::expectNothingElse(const STATE &before, const STATE &after) {
 static std::vector<std::string> essence(const STATE &state) {
   std::vector<std::string> lines;
   std::map<UINT32, std::string> names;
-  for (const SIM_VIRTUAL_DISK &virtualDisk : state.virtualDisks.items) {
+  for (const sim::VirtualDisk &virtualDisk : state.virtualDisks.items) {
     std::string line = names[virtualDisk.record.ObjectID] = narrow(virtualDisk.Name);
     for (UINT64 value : {UINT64{virtualDisk.record.RAIDLevel}, UINT64{virtualDisk.record.Size},
                          UINT64{virtualDisk.record.StripeSize}, UINT64{virtualDisk.record.CurrentCachePolicy}}) {
@@ -153,7 +153,7 @@ static std::vector<std::string> essence(const STATE &state) {
     }
     lines.push_back(line);
   }
-  for (const SIM_DISK &disk : state.disks.items) {
+  for (const sim::Disk &disk : state.disks.items) {
     std::string line = "disk " + std::to_string(disk.record.ObjectID) + " " + std::to_string(disk.record.Hotspare);
     std::set<std::string> of;
     for (UINT32 id : listOf(disk)) {
@@ -172,9 +172,9 @@ static std::vector<std::string> essence(const STATE &state) {
 // Cuts a run off before one of its changes; the next one comes to where a whole one comes to.
 void Machine::expectGoesOn(const STATE &before, const STATE &after, UINT64 cutAt) {
   before.putBack(world_.sim);
-  simFailCommand(world_.sim, cutAt, /* once= */ false, EFI_DEVICE_ERROR);
+  sim::failCommand(world_.sim, cutAt, /* once= */ false, EFI_DEVICE_ERROR);
   EXPECT_EQ(run({"--yes"}), XYL_FAILED) << cutAt;
-  simClearFaults(world_.sim);
+  sim::clearFaults(world_.sim);
   EXPECT_EQ(run({"--yes"}), XYL_SUCCESS) << "cut at " << cutAt << "\n" << told();
   EXPECT_EQ(essence(STATE(world_.sim)), essence(after)) << "cut at " << cutAt;
 }
@@ -205,7 +205,7 @@ void Machine::tell(TALLY *tally) {
   tally->destroyed += plan.destroys() ? 1 : 0;
   expectPlanned(judged, before, after);
   expectNothingElse(before, after);
-  EXPECT_EQ(simStateFault(world_.sim), nullptr);
+  EXPECT_EQ(sim::stateFault(world_.sim), nullptr);
   EXPECT_EQ(run({"--yes"}), XYL_SUCCESS);
   EXPECT_NE(told().find("nothing to do: the controller is as 'x.xml' says"), std::string::npos) << told();
   EXPECT_TRUE(after.isIn(world_.sim) && runner_.changes().empty());
@@ -220,7 +220,7 @@ class Properties : public testing::TestWithParam<UINT32> {};
 // ENSURE_SEED in the environment runs one machine only.
 TEST_P(Properties, OfRandomLayouts) {
   World world(WORLD_OPTIONS{.preset = "empty", .debugLog = false});
-  SIM_ADAPTER pristine = fewLevels(world.sim->adapter);
+  sim::Adapter pristine = fewLevels(world.sim->adapter);
   const char *only = std::getenv("ENSURE_SEED");
   UINT64 first = only == nullptr ? 1 + UINT64{GetParam()} * MACHINES : std::strtoull(only, nullptr, 10);
   TALLY tally = {};

@@ -23,7 +23,7 @@ static std::string nameOf(UINT64 value, const VALUE_NAME_TABLE *table) {
 
 // --- Controllers ---
 
-SIM_ADAPTER fewLevels(SIM_ADAPTER adapter) {
+sim::Adapter fewLevels(sim::Adapter adapter) {
   auto isOther = [](const RAID_LEVEL_PARAMS &level) { return !contains(LEVELS, level.RAIDLevel); };
   auto end = std::remove_if(adapter.RAIDLevelParams, adapter.RAIDLevelParams + adapter.levelCount, isOther);
   adapter.levelCount = static_cast<UINT32>(end - adapter.RAIDLevelParams);
@@ -34,7 +34,7 @@ SIM_ADAPTER fewLevels(SIM_ADAPTER adapter) {
   return adapter;
 }
 
-static IDS someReady(const SIM_CONTROLLER *sim, RANDOM &random, UINT32 count) {
+static IDS someReady(const sim::Controller *sim, RANDOM &random, UINT32 count) {
   IDS ids;
   for (UINT32 i = 0; i < sim->disks.count; ++i) {
     const RAID_PD_RECORD &disk = sim->disks.items[i].record;
@@ -48,26 +48,26 @@ static IDS someReady(const SIM_CONTROLLER *sim, RANDOM &random, UINT32 count) {
   return ids;
 }
 
-static void addVirtualDisk(SIM_CONTROLLER *sim, RANDOM &random) {
-  SIM_VIRTUAL_DISK wanted = {};
+static void addVirtualDisk(sim::Controller *sim, RANDOM &random) {
+  sim::VirtualDisk wanted = {};
   wanted.record.RAIDLevel = random.oneOf(LEVELS);
   wanted.record.Size = random.chance(40) ? (1 + random.below(200)) * GB : 0;
   wanted.record.StripeSize = random.chance(30) ? RAID_STRIPE_SIZE_128KB : 0;
   setWide(wanted.Name, random.oneOf(NAMES));
   wanted.record.Name = wanted.Name;
   IDS members = someReady(sim, random, countFor(wanted.record.RAIDLevel, random));
-  if (simCreateVirtualDisk(sim, &wanted.record, members.data(), static_cast<UINT32>(members.size()), nullptr) ==
+  if (sim::createVirtualDisk(sim, &wanted.record, members.data(), static_cast<UINT32>(members.size()), nullptr) ==
           EFI_SUCCESS &&
       random.chance(20)) { // another one on the same disks
-    simCreateVirtualDisk(sim, &wanted.record, members.data(), static_cast<UINT32>(members.size()), nullptr);
+    sim::createVirtualDisk(sim, &wanted.record, members.data(), static_cast<UINT32>(members.size()), nullptr);
     setWide(sim->virtualDisks.items[sim->virtualDisks.count - 1].Name, random.oneOf(NAMES));
   }
 }
 
-static void addSpare(SIM_CONTROLLER *sim, RANDOM &random) {
+static void addSpare(sim::Controller *sim, RANDOM &random) {
   for (UINT32 id : someReady(sim, random, 1)) {
     for (UINT32 i = 0; i < sim->disks.count; ++i) {
-      SIM_DISK &disk = sim->disks.items[i];
+      sim::Disk &disk = sim->disks.items[i];
       bool isOwn = sim->virtualDisks.count != 0 && random.chance(50);
       if (disk.record.ObjectID == id) {
         disk.record.Hotspare = isOwn ? RAID_HOTSPARE_DEDICATED : RAID_HOTSPARE_GLOBAL;
@@ -78,10 +78,10 @@ static void addSpare(SIM_CONTROLLER *sim, RANDOM &random) {
   }
 }
 
-void makeMachine(SIM_CONTROLLER *sim, RANDOM &random, const SIM_ADAPTER &pristine) {
+void makeMachine(sim::Controller *sim, RANDOM &random, const sim::Adapter &pristine) {
   makeController(sim, random, pristine);
   for (UINT32 i = 4 + random.below(8); i != 0; --i) {
-    simInsertDisk(sim, SIM_DIRECT, static_cast<UINT8>(20 + i), {600 * GB, RAID_PROTOCOL_SAS, 0});
+    sim::insertDisk(sim, sim::directEnclosure, static_cast<UINT8>(20 + i), {600 * GB, RAID_PROTOCOL_SAS, 0});
   }
   sim->adapter.record.MaxLDs = random.chance(90) ? 64 : 2;
   for (UINT32 i = random.below(5); i != 0; --i) {
@@ -121,8 +121,8 @@ static std::string randomCache(RANDOM &random) {
           (random.chance(40) ? element("ReadPolicy", random.chance(50) ? "Read Ahead" : "No Read Ahead") : ""));
 }
 
-static std::string randomVirtualDisk(RANDOM &random, const SIM_CONTROLLER *sim, LAID_OUT *laidOut) {
-  const SIM_VIRTUAL_DISK *there = nullptr;
+static std::string randomVirtualDisk(RANDOM &random, const sim::Controller *sim, LAID_OUT *laidOut) {
+  const sim::VirtualDisk *there = nullptr;
   for (UINT32 i = 0; i < sim->virtualDisks.count; ++i) {
     there = narrow(sim->virtualDisks.items[i].Name) == laidOut->name ? &sim->virtualDisks.items[i] : there;
   }
@@ -149,7 +149,7 @@ static std::string randomAdapter(RANDOM &random) {
   return element("Adapter", text);
 }
 
-RANDOM_LAYOUT makeLayout(const SIM_CONTROLLER *sim, RANDOM &random) {
+RANDOM_LAYOUT makeLayout(const sim::Controller *sim, RANDOM &random) {
   RANDOM_LAYOUT layout;
   layout.deletesOthers = random.chance(40);
   layout.text = layout.deletesOthers ? "<RaidLayout others=\"delete\">" : "<RaidLayout>";

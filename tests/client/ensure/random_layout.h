@@ -4,10 +4,10 @@
 #include "tests/model/random.h"
 
 // The adapter with the levels that are made here, so that documents are short.
-SIM_ADAPTER fewLevels(SIM_ADAPTER adapter);
+sim::Adapter fewLevels(sim::Adapter adapter);
 
 // Fills the controller, whose adapter was pristine, anew.
-void makeMachine(SIM_CONTROLLER *sim, RANDOM &random, const SIM_ADAPTER &pristine);
+void makeMachine(sim::Controller *sim, RANDOM &random, const sim::Adapter &pristine);
 
 // What a layout says of a virtual disk, as far as tests go by it.
 struct LAID_OUT {
@@ -21,4 +21,4 @@ struct RANDOM_LAYOUT {
   std::vector<LAID_OUT> virtualDisks;
 };
 
-RANDOM_LAYOUT makeLayout(const SIM_CONTROLLER *sim, RANDOM &random);
+RANDOM_LAYOUT makeLayout(const sim::Controller *sim, RANDOM &random);

@@ -17,15 +17,15 @@ public:
     words.insert(words.end(), options.begin(), options.end());
     XYL_REQUEST request;
     EXPECT_EQ(xylParse(&front, words.size(), words.data(), &request).Outcome, XYL_SUCCESS);
-    simClearLog(world_.sim);
+    sim::clearLog(world_.sim);
     return xylRun(&front, request).Outcome;
   }
 
   // Which of the commands that came in the last run would change something, counted from 1.
   std::vector<UINT64> changes() const {
     std::vector<UINT64> places;
-    for (UINT64 i = 0; i < simCommandCount(world_.sim); ++i) {
-      const SIM_LOG_ENTRY *entry = simCommand(world_.sim, i);
+    for (UINT64 i = 0; i < sim::commandCount(world_.sim); ++i) {
+      const sim::LogEntry *entry = sim::command(world_.sim, i);
       UINT32 command = entry != nullptr ? entry->block.Command : UINT32{RAID_COMMAND_GET};
       if (command != RAID_COMMAND_GET && command != RAID_COMMAND_GET_KEY_ID) {
         places.push_back(i + 1);

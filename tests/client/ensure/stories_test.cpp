@@ -7,23 +7,23 @@
 #include "tests/driver/live/request_text.h"
 #include "tests/support/kept_state.h"
 
-static SIM_DISK &disk(SIM_CONTROLLER *sim, UINT32 id) {
+static sim::Disk &disk(sim::Controller *sim, UINT32 id) {
   return *std::find_if(sim->disks.items, sim->disks.items + sim->disks.count,
-                       [&](const SIM_DISK &each) { return each.record.ObjectID == id; });
+                       [&](const sim::Disk &each) { return each.record.ObjectID == id; });
 }
 
 // What has become of the controller before.
-using PREPARE = void (*)(SIM_CONTROLLER *sim);
+using PREPARE = void (*)(sim::Controller *sim);
 static constexpr PREPARE NOTHING = [](auto *) {};
-static constexpr PREPARE WITHOUT_SCRATCH = [](auto *sim) { simDeleteVirtualDisk(sim, 3); };
-static constexpr PREPARE DEGRADED = [](auto *sim) { simFailDisk(sim, 1001); };
-static constexpr PREPARE OFFLINE = [](auto *sim) { simFailDisk(sim, 1001), simFailDisk(sim, 1002); };
+static constexpr PREPARE WITHOUT_SCRATCH = [](auto *sim) { sim::deleteVirtualDisk(sim, 3); };
+static constexpr PREPARE DEGRADED = [](auto *sim) { sim::failDisk(sim, 1001); };
+static constexpr PREPARE OFFLINE = [](auto *sim) { sim::failDisk(sim, 1001), sim::failDisk(sim, 1002); };
 static constexpr PREPARE TWINS = [](auto *sim) {
   sim->virtualDisks.items[4].Name[0] = 0, sim->virtualDisks.items[3].Name[0] = 0,
   std::copy_n(u"System", 7, sim->virtualDisks.items[4].Name);
 };
 static constexpr PREPARE FOREIGN = [](auto *sim) {
-  simMakeForeign(sim, RAID_LEVEL_0, std::array{1009U, 1010U}.data(), 2);
+  sim::makeForeign(sim, RAID_LEVEL_0, std::array{1009U, 1010U}.data(), 2);
 };
 static constexpr PREPARE LOCKED = [](auto *sim) { disk(sim, 1009).record.SecureState = RAID_SECURE_STATE_LOCKED; };
 static constexpr PREPARE FULL = [](auto *sim) { sim->adapter.record.MaxLDs = 5; };
@@ -223,7 +223,7 @@ TEST(Ensure, GoesOnAfterAFailure) {
   Runner runner(world);
   const std::string layout =
       layoutOf(WORD("recreate", "Fast", "5", "") VD("Builds", "1", DISKS("<Protocol>SAS</Protocol>")));
-  simFailKind(world.sim, RAID_COMMAND_CREATE, SIM_ANY, EFI_DEVICE_ERROR);
+  sim::failKind(world.sim, RAID_COMMAND_CREATE, sim::anyCode, EFI_DEVICE_ERROR);
   EXPECT_EQ(runner.run(layout, {"--yes", "--log-file", "log.xml"}), XYL_FAILED);
   EXPECT_TRUE(
       holds(runner.memory.out, {"DELETE                Success", "CREATE                Fail      Device Error",
@@ -232,7 +232,7 @@ TEST(Ensure, GoesOnAfterAFailure) {
       << runner.memory.out;
   EXPECT_EQ(runner.memory.errors.find("xyl: the change to the layout failed on Harrier R6 Integrated"), 0u);
   EXPECT_NE(runner.memory.files["log.xml"].find("<Status>Fail"), std::string::npos);
-  simClearFaults(world.sim);
+  sim::clearFaults(world.sim);
   EXPECT_EQ(runner.run(layout, {}), XYL_SUCCESS) << "nothing is destroyed any more" << runner.memory.errors;
   EXPECT_EQ(runner.run(layout, {"--show"}), XYL_SUCCESS);
   EXPECT_EQ(runner.memory.out, "<raidData/>\n");
@@ -272,12 +272,12 @@ TEST(Ensure, AsksBeforeDataGoes) {
   EXPECT_EQ(runner.run(layout, {"--plan", "--show"}), XYL_USAGE);
   EXPECT_EQ(runner.run("<raidData/>", {"--yes"}), XYL_FAILED);
   // What the controller does not tell might be there.
-  simFailKind(world.sim, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, EFI_NOT_FOUND);
+  sim::failKind(world.sim, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, EFI_NOT_FOUND);
   EXPECT_EQ(runner.run(layoutOf(VD("System", "1", "")), {"--yes"}), XYL_FAILED);
   EXPECT_NE(runner.memory.errors.find("the controller: disk 1001 belongs to virtual disk 1, which it does not tell of"),
             std::string::npos)
       << runner.memory.errors;
-  simClearFaults(world.sim);
+  sim::clearFaults(world.sim);
   EXPECT_TRUE(before.isIn(world.sim));
 }
 
