@@ -179,11 +179,15 @@ static void readLimit(READER *reader, JOB_LINE *line) {
 
 // --- The network ---
 
+namespace {
+
 // What the line's first words say, which is no more than a file or URL and how it is sent.
 struct WORDS {
   UINTN Count;
   const CHAR8 *Items[JOB_WORDS_MAX];
 };
+
+} // namespace
 
 static WORDS wordsOf(const JOB_LINE &line) {
   WORDS words = {line.WordCount < JOB_WORDS_MAX ? line.WordCount : JOB_WORDS_MAX, {}};
@@ -289,12 +293,16 @@ static void readAgain(READER *reader, JOB_LINE *) {
   reader->Jobs->Again = true;
 }
 
+namespace {
+
 struct SETTING {
   const CHAR8 *Word;
   const CHAR8 *Second; // null: any
   UINT32 WordsMax;
   void (*Read)(READER *reader, JOB_LINE *line);
 };
+
+} // namespace
 
 static constexpr SETTING g_settings[] = {
     {"again", nullptr, 1, readAgain},

@@ -115,7 +115,7 @@ template <UINTN size> static void copyText(CHAR8 (&to)[size], const CHAR8 *text)
   copyBytes(to, text, length < size ? length : size - 1);
 }
 
-static void findModes(const RESTORE_PLAN &plan, SETTINGS *settings) {
+static void findModes(const RESTORE_PLAN &plan, RESTORED_SETTINGS *settings) {
   for (UINT32 i = 0; i < g_adapterFields.RowCount; ++i) {
     const FIELD_ROW &row = g_adapterFields.Rows[i];
     if (row.Place.Width != 1 || !isCompared(row)) {
@@ -124,7 +124,7 @@ static void findModes(const RESTORE_PLAN &plan, SETTINGS *settings) {
     const CHAR8 *current = modeText(currentAdapter(plan), row);
     const CHAR8 *saved = modeText(plan.Saved->adapter, row);
     if (!textEqual(current, saved)) {
-      SETTING *setting = &settings->Items[settings->Count++];
+      RESTORED_SETTING *setting = &settings->Items[settings->Count++];
       setting->Element = row.Element;
       copyText(setting->Current, current);
       copyText(setting->Saved, saved);
@@ -133,13 +133,13 @@ static void findModes(const RESTORE_PLAN &plan, SETTINGS *settings) {
   }
 }
 
-static void findRates(const RESTORE_PLAN &plan, SETTINGS *settings) {
+static void findRates(const RESTORE_PLAN &plan, RESTORED_SETTINGS *settings) {
   for (UINTN i = 0; i < RAID_RATE_COUNT; ++i) {
     RAID_RATE rate = currentAdapter(plan)->Rates[i];
     if (rate.Name == nullptr || !rateDiffers(rate, plan.Saved->adapter)) {
       continue;
     }
-    SETTING *setting = &settings->Items[settings->Count++];
+    RESTORED_SETTING *setting = &settings->Items[settings->Count++];
     setting->Element = "Rate";
     textNarrow(setting->Rate, rate.Name, sizeof(setting->Rate) - 1);
     formatDecimal(setting->Current, rate.EditableValue >> 1);
@@ -155,7 +155,7 @@ static void findRates(const RESTORE_PLAN &plan, SETTINGS *settings) {
   }
 }
 
-void findSettings(const RESTORE_PLAN &plan, SETTINGS *settings) {
+void findSettings(const RESTORE_PLAN &plan, RESTORED_SETTINGS *settings) {
   *settings = {};
   findModes(plan, settings);
   findRates(plan, settings);

@@ -34,7 +34,7 @@ bool losesSecurityMode(const RESTORE_PLAN &plan);
 void putDiskReason(TEXT *text, const RESTORE_PLAN &plan, UINT32 index);
 
 // An adapter setting that a restore brings back and that is not as it was saved.
-struct SETTING {
+struct RESTORED_SETTING {
   const CHAR8 *Element; // as the documents name it
   CHAR8 Rate[64];       // the rate's name; empty for a mode
   CHAR8 Current[32];
@@ -42,12 +42,12 @@ struct SETTING {
   bool IsFixed;    // on this adapter
 };
 
-struct SETTINGS {
-  SETTING Items[16]; // seven rows of modes and eight rates at most
+struct RESTORED_SETTINGS {
+  RESTORED_SETTING Items[16]; // seven rows of modes and eight rates at most
   UINTN Count;
 };
 
-void findSettings(const RESTORE_PLAN &plan, SETTINGS *settings);
+void findSettings(const RESTORE_PLAN &plan, RESTORED_SETTINGS *settings);
 
 // Writes a plan without failure as JSON.
 XYL_RESULT writePlan(const XYL_CONTEXT &context, const CONTROLLER &controller, const RESTORE_PLAN &plan);

@@ -139,11 +139,11 @@ static void writeDisks(JSON *json, const RESTORE_PLAN &plan) {
 }
 
 static void writeSettings(JSON *json, const RESTORE_PLAN &plan) {
-  SETTINGS settings;
+  RESTORED_SETTINGS settings;
   findSettings(plan, &settings);
   jsonArray(json, "settings");
   for (UINTN i = 0; i < settings.Count; ++i) {
-    const SETTING &setting = settings.Items[i];
+    const RESTORED_SETTING &setting = settings.Items[i];
     jsonObject(json, nullptr);
     jsonText(json, "element", setting.Element);
     if (*setting.Rate != 0) {

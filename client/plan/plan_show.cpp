@@ -197,14 +197,14 @@ static EFI_STATUS sayDisks(const XYL_FRONT *front, const RESTORE_PLAN &plan) {
 }
 
 static EFI_STATUS saySettings(const XYL_FRONT *front, const RESTORE_PLAN &plan) {
-  SETTINGS settings;
+  RESTORED_SETTINGS settings;
   findSettings(plan, &settings);
   bool isSent = findCommand(plan, RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, nullptr) != nullptr;
   bool isLeft = settings.Count != 0 && !isSent;
   say(front, "\nAdapter settings that %a: %d%a\n", isSent ? "are brought back" : "differ", settings.Count,
       isLeft ? "; this adapter does not take any, they stay as they are" : "");
   for (UINTN i = 0; i < settings.Count; ++i) {
-    const SETTING &setting = settings.Items[i];
+    const RESTORED_SETTING &setting = settings.Items[i];
     TEXT words = {};
     putElementWords(&words, setting.Element);
     say(front, "  %a%a%a: %a -> %a%a\n", textOf(words), *setting.Rate != 0 ? " " : "", setting.Rate, setting.Current,
