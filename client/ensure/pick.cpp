@@ -369,9 +369,11 @@ static void chooseOwnSpares(Work *work, UINT32 number) {
 static void chooseSparesForAll(Work *work) {
   const DiskWish &wish = work->layout.globalSpares;
   UINT32 missing = wish.count;
+  bool hasSpares = false;
   for (UINT32 i = 0; i < work->config.physicalDiskCount && missing != 0; ++i) {
-    missing -=
-        isSpare(work->disks[i], RAID_HOTSPARE_GLOBAL) && whyNotWished(*work, wish, work->disks[i]) == nullptr ? 1 : 0;
+    bool isOne = isSpare(work->disks[i], RAID_HOTSPARE_GLOBAL);
+    hasSpares = hasSpares || isOne;
+    missing -= isOne && whyNotWished(*work, wish, work->disks[i]) == nullptr ? 1 : 0;
   }
   const POOL_ARRAY<VirtualDiskVerdict> &verdicts = work->judgement->virtualDisks;
   POOL_ARRAY<Team> teams = {};
@@ -387,7 +389,11 @@ static void chooseSparesForAll(Work *work) {
       teams.items[teams.count++] = teamOf(*work, verdicts.items[i]);
     }
   }
-  addSpares(work, wish, teams, ID_NONE, missing);
+  if (work->isOnDisks && teams.count == 0 && !hasSpares) {
+    put(refusal(work, "hot spares for all", ""), "on a machine's disks there is none before a virtual disk");
+  } else {
+    addSpares(work, wish, teams, ID_NONE, missing);
+  }
   poolFree(teams.items);
 }
 
