@@ -36,12 +36,11 @@ static const char *const g_others[] = {
 
 // Elements above, beside and below the objects.
 static const char *const g_frame[] = {
-    "xylComponent",  "Inventory", "Identifier",  "PCILocation", "Configuration",
-    "raidData",      "Adapter",   "Method",      "OID",         "Object",
-    "Key",           "Mode",      "KeyID",       "Passphrase",  "NewPassphrase",
-    "OldPassphrase", "RunMode",   "StopOnError", "Raid",        "PreserveVDConfig",
-    "RaidLayout",    "Disks",     "Count",       "Medium",      "Smallest",
-    "Spares",
+    "xylComponent", "Inventory",        "Identifier",    "PCILocation",   "Configuration", "raidData",
+    "Adapter",      "Method",           "OID",           "Object",        "Key",           "Mode",
+    "KeyID",        "Passphrase",       "NewPassphrase", "OldPassphrase", "RunMode",       "StopOnError",
+    "Raid",         "PreserveVDConfig", "RaidLayout",    "Disks",         "Count",         "Medium",
+    "Smallest",     "Spares",
 };
 
 static const FIELD_TABLE *const g_tables[] = {
