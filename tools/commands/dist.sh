@@ -16,7 +16,7 @@ find "$bundle" -name __pycache__ -prune -exec rm -r {} +
 cp schema/*.xsd schema/*.schema.json "$bundle/schema"
 cp -r include docs CHANGELOG.md SECURITY.md "$bundle"
 sed "s/@VERSION@/$version/g" tools/dist/readme.in >"$bundle/README.md"
-for results in bench fuzz edk2; do
+for results in bench fuzz edk2 tests; do
   mkdir "$bundle/$results" && cp $results/RESULTS.md "$bundle/$results"
 done
 tests/rules/check_links.sh "$bundle"
