@@ -1,30 +1,30 @@
 #!/bin/sh
-# Runs a story of the README line by line as it stands, in a folder where "run" leads to RUN. A line ends with 0, or as
-# its comment says, and prints what a comment in "..." says.
-#   check_story.sh README HEADING RUN
+# Runs a story of docs/stories/ line by line as it stands, in a folder where "run" leads to RUN. A line ends with 0, or
+# as its comment says, and prints what a comment in "..." says.
+#   check_story.sh STORY RUN
 # RUN is the project's front, or a client, which then stands for "run xyl" and serves "run redfish".
 set -eu
 place=$(mktemp -d)
 said=$(mktemp)
 story=
 trap 'rm -rf "$place" "$said" "$story"' EXIT
-docs=$(dirname "$(realpath "$1")")/docs
+docs=$(realpath "$(dirname "$0")/../../docs")
 ln -s "$docs" "$place/docs"
-if [ "$(basename "$3")" = run ]; then
-  printf '#!/bin/sh\nexec "%s" "$@"\n' "$(realpath "$3")" >"$place/run"
+if [ "$(basename "$2")" = run ]; then
+  printf '#!/bin/sh\nexec "%s" "$@"\n' "$(realpath "$2")" >"$place/run"
 else
   cat >"$place/run" <<RUN
 #!/bin/sh
 front=\$1
 shift
-[ "\$front" = redfish ] || exec "$(realpath "$3")" "\$@"
-exec /usr/bin/python3 -B "$docs/../host/redfish_service" --xyl "$(realpath "$3")" "\$@"
+[ "\$front" = redfish ] || exec "$(realpath "$2")" "\$@"
+exec /usr/bin/python3 -B "$docs/../host/redfish_service" --xyl "$(realpath "$2")" "\$@"
 RUN
 fi
 chmod +x "$place/run"
 before=$(ls "$place")
-sed -n "/^## $2/,/^## /{/^\`\`\`/,/^\`\`\`/{/^\`\`\`/d;p}}" "$1" >"$said"
-[ "$(wc -l <"$said")" -ge 4 ] || { echo "no story \"$2\" in $1"; exit 1; }
+sed -n '/^```/,/^```/{/^```/d;p}' "$1" >"$said"
+[ "$(wc -l <"$said")" -ge 4 ] || { echo "no story in $1"; exit 1; }
 exec 3<"$said"
 rm "$said"
 cd "$place"

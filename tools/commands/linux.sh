@@ -26,6 +26,6 @@ say "machines that boot from volumes"
 tests/linux/run_boots.sh
 say "jobs at the next boot, from the machine's own system partition"
 tests/linux/run_stage.sh
-say "the story of the README"
-tests/story/check_story.sh README.md "Disks that every machine has" "$PWD/run"
-tests/story/check_story.sh README.md "A machine that boots from a RAID" "$PWD/run"
+say "the stories of disks"
+tests/story/check_story.sh docs/stories/disks.md "$PWD/run"
+tests/story/check_story.sh docs/stories/boot.md "$PWD/run"
