@@ -51,7 +51,8 @@ static void takeLine(const Taker &taker, const CHAR8 *verb, TEXT *text) {
 // --- Virtual disks ---
 
 static UINT32 levelOf(const RAID_CONFIG &config, const VirtualDiskVerdict &verdict) {
-  return verdict.fate == Fate::create ? verdict.wish->level : config.logicalDisks[verdict.place].RAIDLevel;
+  bool isNew = verdict.wish != nullptr && verdict.fate == Fate::create;
+  return isNew ? verdict.wish->level : config.logicalDisks[verdict.place].RAIDLevel;
 }
 
 static void nameOf(CHAR8 (&name)[fitting::nameMax + 1], const RAID_CONFIG &config, const VirtualDiskVerdict &verdict) {
