@@ -16,7 +16,7 @@ from html import escape
 
 import pyte
 
-COLUMNS, ROWS, LINES = 100, 28, 4000
+COLUMNS, ROWS, LINES = 80, 24, 4000
 WIDE, HIGH, EDGE = 8.43, 18, 14  # of a character, of a line, around all, in pixels
 COLOURS = {"default": "#d8dee9", "red": "#ff7b72", "green": "#7ee787", "brown": "#e3b341", "yellow": "#e3b341",
            "blue": "#79c0ff", "magenta": "#d2a8ff", "cyan": "#76e3ea"}
