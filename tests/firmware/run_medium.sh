@@ -160,12 +160,14 @@ restores_a_replaced_adapter() {
   begin restore "demo replaced"
   mkdir restore/jobs/saved-by-serial
   "$XYL" --preset demo get -o restore/jobs/saved-by-serial/SN_42.xml >/dev/null
+  cp "$here/documents/layout.xml" restore/jobs
   make img <<'JOBS'
 verify saved-by-serial\%SERIAL%.xml
 ok: end return
 different: import -c 5EEDADA000001100 --yes
 ok: restore saved-by-serial\%SERIAL%.xml --log-file log.xml --yes -c 03:00.0
-different: get -o after.xml
+different: ensure layout.xml --yes -c 03:00.0
+ok: get -o after.xml
 failed: end return
 end reset
 JOBS
@@ -175,10 +177,11 @@ JOBS
   "$XYL" sim replace-adapter box.json >/dev/null
   "$XYL" import --controller box.json >/dev/null
   "$XYL" restore restore/jobs/saved-by-serial/SN_42.xml --controller box.json --log-file log.xml >/dev/null || true
+  "$XYL" ensure restore/jobs/layout.xml --controller box.json >/dev/null
   "$XYL" get --controller box.json -o after.xml >/dev/null
   same after.xml restore/raidxyl/after.xml
   same log.xml restore/raidxyl/log.xml
-  result "[x.get('exitCode') for x in l] == [1, None, 0, 1, 0, None, None] and r['end'] == 'reset'"
+  result "[x.get('exitCode') for x in l] == [1, None, 0, 1, 0, 0, None, None] and r['end'] == 'reset'"
 }
 
 # The driver of volumes comes with the medium: the job's client tells what firmware sees, and so it stays afterwards.
