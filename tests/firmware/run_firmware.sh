@@ -83,7 +83,7 @@ make_script() {
 # Documents for the jobs: those beside the table, and the complete examples of the guide to change documents.
 make_documents() {
   mkdir -p "$work/documents"
-  cp "$here/documents"/*.xml "$work/documents"
+  cp "$here/documents"/*.xml "$here/layout.xml" "$work/documents"
   awk -v folder="$work/documents" '
     /^```xml / { file = folder "/" $2 ".xml"; next }
     /^```/ { file = "" }

@@ -160,7 +160,7 @@ restores_a_replaced_adapter() {
   begin restore "demo replaced"
   mkdir restore/jobs/saved-by-serial
   "$XYL" --preset demo get -o restore/jobs/saved-by-serial/SN_42.xml >/dev/null
-  cp "$here/documents/layout.xml" restore/jobs
+  cp "$here/layout.xml" restore/jobs
   make img <<'JOBS'
 verify saved-by-serial\%SERIAL%.xml
 ok: end return
