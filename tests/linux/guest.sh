@@ -55,14 +55,13 @@ snapshot() {
   name=$1
   shift
   first=$snapshot_at
-  until
+  while true; do # not until: what fails in a condition would not end the job
     snapshot_at=$first
     settle "$@"
     settled=$now
     take "$@" >/tmp/taken
     settle "$@"
-    [ "$now" = "$settled" ]
-  do
+    [ "$now" != "$settled" ] || break
     echo "$name: written meanwhile, taken again"
   done
   echo "snapshot $name"
