@@ -89,10 +89,16 @@ static void judgeCache(Work *work, VirtualDiskVerdict *verdict) {
   }
 }
 
+// Nothing foreign is destroyed, whatever the layout says.
+static bool isForeign(const RAID_VD_RECORD &virtualDisk) {
+  return virtualDisk.State == RAID_STATE_FOREIGN;
+}
+
 static void judgeThere(Work *work, VirtualDiskVerdict *verdict) {
-  putDifferences(*work, *verdict->wish, work->config.logicalDisks[verdict->place], &verdict->why);
+  const RAID_VD_RECORD &virtualDisk = work->config.logicalDisks[verdict->place];
+  putDifferences(*work, *verdict->wish, virtualDisk, &verdict->why);
   Differs differs = verdict->why.Length != 0 ? verdict->wish->differs : Differs::keep;
-  if (differs == Differs::refuse) {
+  if (differs == Differs::refuse || (differs == Differs::recreate && isForeign(virtualDisk))) {
     refuse(work, verdict);
   } else if (differs == Differs::recreate) {
     verdict->fate = Fate::recreate;
@@ -130,7 +136,7 @@ static void judgeOthers(Work *work, const bool *named) {
       VirtualDiskVerdict *verdict = &work->judgement->virtualDisks.items[work->judgement->virtualDisks.count++];
       *verdict = {};
       verdict->place = i;
-      verdict->fate = removes ? Fate::remove : Fate::leave;
+      verdict->fate = removes && !isForeign(work->config.logicalDisks[i]) ? Fate::remove : Fate::leave;
     }
   }
 }

@@ -25,6 +25,9 @@ static constexpr PREPARE TWINS = [](auto *sim) {
 static constexpr PREPARE FOREIGN = [](auto *sim) {
   sim::makeForeign(sim, RAID_LEVEL_0, std::array{1009U, 1010U}.data(), 2);
 };
+static constexpr PREPARE FOREIGN_ONES = [](auto *sim) {
+  sim->virtualDisks.items[2].record.State = sim->virtualDisks.items[4].record.State = RAID_STATE_FOREIGN;
+};
 static constexpr PREPARE LOCKED = [](auto *sim) { disk(sim, 1009).record.SecureState = RAID_SECURE_STATE_LOCKED; };
 static constexpr PREPARE FULL = [](auto *sim) { sim->adapter.record.MaxLDs = 5; };
 static constexpr PREPARE NO_WRITE_BACK = [](auto *sim) {
@@ -96,6 +99,11 @@ static const struct {
      {"  recreate  virtual disk 5 \"Fast\", RAID 1, 480.10 GB: it is RAID 1, not RAID 0: DESTROYED, with all data, and "
       "created anew as RAID 0 on "}},
     {OFFLINE, VD("System", "1", ""), XYL_FAILED, {"virtual disk 'System': it is Offline\n"}},
+    {FOREIGN_ONES,
+     WORD("recreate", "Fast", "1", ""),
+     XYL_FAILED,
+     {"delete    virtual disk 2", "leave     virtual disk 3", "virtual disk 'Fast': it is Foreign\n"},
+     "delete"},
     {TWINS,
      VD("System", "1", ""),
      XYL_FAILED,
