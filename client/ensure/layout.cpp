@@ -116,7 +116,9 @@ static UINTN rowOf(const Rows &rows, const CHAR8 *name) {
   return at;
 }
 
-static XYL_RESULT unknownElement(const Reader &reader, const Rows &rows, const XML_NODE &node, const XML_NODE &child) {
+// The node has something that does not belong there.
+static XYL_RESULT notAmong(const Reader &reader, const Rows &rows, const XML_NODE &node, const CHAR8 *kind,
+                           const CHAR8 *which) {
   WORD_LIST more = {};
   append(more, "", "; it has ");
   for (UINTN i = 0; i < rows.count; ++i) {
@@ -124,17 +126,27 @@ static XYL_RESULT unknownElement(const Reader &reader, const Rows &rows, const X
   }
   WORD_LIST what = {};
   append(what, "", node.Name);
-  append(what, "", " has no element ");
-  return mistake(reader, what.Text, child.Name, more.Text);
+  append(what, "", kind);
+  return mistake(reader, what.Text, which, more.Text);
+}
+
+static bool isBlank(const CHAR8 *text) {
+  while (*text == ' ' || *text == '\t' || *text == '\n' || *text == '\r') {
+    ++text;
+  }
+  return *text == 0;
 }
 
 // Reads the children of node, which are those of the rows.
 static XYL_RESULT readChildren(const Reader &reader, const XML_NODE &node, const Rows &rows, void *into) {
+  if (!isBlank(nodeText(&node))) {
+    return notAmong(reader, rows, node, " has no text ", nodeText(&node)); // <Disks>3</Disks> would be any number
+  }
   UINT64 seen = 0;
   for (const XML_NODE *child = node.FirstChild; child != nullptr; child = child->NextSibling) {
     UINTN at = rowOf(rows, child->Name);
     if (at == rows.count) {
-      return unknownElement(reader, rows, node, *child);
+      return notAmong(reader, rows, node, " has no element ", child->Name);
     }
     const Row &row = rows.items[at];
     if ((seen >> at & 1) != 0 && row.often != Often::repeated) {
@@ -238,10 +250,11 @@ static XYL_RESULT readPlace(const Reader &reader, const XML_NODE &node, DiskWish
     wish->where = Where::direct;
     return succeeded();
   }
+  UINT64 number = parseDecimal(nodeText(&node));
   wish->where = Where::enclosure;
-  wish->enclosure = static_cast<UINT32>(parseDecimal(nodeText(&node)));
-  return isDecimal(nodeText(&node)) ? succeeded()
-                                    : wrongText(reader, node, "'direct', or an enclosure's id or position");
+  wish->enclosure = static_cast<UINT32>(number);
+  bool isNumber = isDecimal(nodeText(&node)) && number <= 0xFFFFFFFFU;
+  return isNumber ? succeeded() : wrongText(reader, node, "'direct', or an enclosure's id or position");
 }
 
 static constexpr Row g_diskRows[] = {
