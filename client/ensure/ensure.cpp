@@ -172,6 +172,36 @@ static XYL_RESULT sendChange(const Run &run, const Finding &finding, CHANGE *cha
   return isFailure(result) ? result : read;
 }
 
+// The answer may have taken long: it holds for what was shown alone.
+static XYL_RESULT checkUnchanged(const Run &run, const Finding &finding) {
+  Finding now;
+  XYL_RESULT result = find(run, &now);
+  if (isFailure(result)) {
+    return result;
+  }
+  TEXT shown = {};
+  TEXT lines = {};
+  putJudgement(&shown, *finding.config, finding.judgement);
+  putJudgement(&lines, *now.config, now.judgement);
+  if (shown.Failed || lines.Failed) {
+    complain(run.context.Front, "there is not enough memory");
+    result = failed(EFI_OUT_OF_RESOURCES);
+  } else if (!textEqual(textOf(shown), textOf(lines))) {
+    complain(run.context.Front, "the controller changed meanwhile, and other things would be done than were shown; "
+                                "look at the plan again. Nothing was changed");
+    result = failed(EFI_ABORTED);
+  }
+  freeText(&lines);
+  freeText(&shown);
+  return result;
+}
+
+static XYL_RESULT askAboutLosses(const Run &run, const Finding &finding) {
+  XYL_RESULT result = askToGoOn(run.context, run.controller.Identity, g_what);
+  bool isAnswered = !isFailure(result) && !hasOption(run.context, XYL_OPTION_YES);
+  return isAnswered ? checkUnchanged(run, finding) : result;
+}
+
 // What each method may add to the log, with room for the names of its members.
 static UINTN logRoom(const Finding &finding, UINTN document) {
   const Judgement &judgement = finding.judgement;
@@ -195,7 +225,7 @@ static XYL_RESULT change(const Run &run, const Finding &finding) {
     tellPlan(run, finding);
   }
   if (!isFailure(result) && finding.judgement.destroys()) {
-    result = askToGoOn(run.context, run.controller.Identity, g_what);
+    result = askAboutLosses(run, finding);
   }
   if (!isFailure(result)) {
     result = sendChange(run, finding, &change);

@@ -22,10 +22,11 @@ constexpr struct {
              {"refuse", "", true}};
 static_assert(sizeof(fates) / sizeof(fates[0]) == static_cast<UINTN>(Fate::count));
 
-// Takes the lines of a judgement one after the other.
+// Takes the lines of a judgement one after the other: as JSON, as a text, or prints them.
 struct Taker {
   const XYL_FRONT *front;
-  JSON *json; // or null: they are printed
+  JSON *json;
+  TEXT *text;
 };
 
 } // namespace
@@ -40,6 +41,9 @@ static void takeLine(const Taker &taker, const CHAR8 *verb, TEXT *text) {
     put(&line, verb, " ", textOf(*text));
     jsonText(taker.json, nullptr, textOf(line));
     freeText(&line);
+  } else if (taker.text != nullptr) {
+    put(taker.text, verb, " ", textOf(*text), "\n");
+    taker.text->Failed = taker.text->Failed || text->Failed;
   } else {
     say(taker.front, "  %-8a  ", verb);
     sayText(taker.front, textOf(*text)); // may be longer than a formatted line
@@ -150,14 +154,18 @@ static void takeLines(const Taker &taker, const RAID_CONFIG &config, const Judge
 }
 
 void sayJudgement(const XYL_FRONT *front, const RAID_CONFIG &config, const Judgement &judgement, Lines lines) {
-  takeLines({front, /* json= */ nullptr}, config, judgement, lines);
+  takeLines({front, /* json= */ nullptr, /* text= */ nullptr}, config, judgement, lines);
+}
+
+void putJudgement(TEXT *text, const RAID_CONFIG &config, const Judgement &judgement) {
+  takeLines({/* front= */ nullptr, /* json= */ nullptr, text}, config, judgement, Lines::all);
 }
 
 // --- JSON ---
 
 void writeOpen(JSON *json, const CHAR8 *name, const RAID_CONFIG &config, const Judgement &judgement) {
   jsonArray(json, name);
-  takeLines({json->Front, json}, config, judgement, Lines::open);
+  takeLines({json->Front, json, /* text= */ nullptr}, config, judgement, Lines::open);
   jsonEnd(json);
 }
 

@@ -9,6 +9,9 @@ namespace ensure {
 enum class Lines : UINT8 { all, open };
 void sayJudgement(const XYL_FRONT *front, const RAID_CONFIG &config, const Judgement &judgement, Lines lines);
 
+// Appends all lines.
+void putJudgement(TEXT *text, const RAID_CONFIG &config, const Judgement &judgement);
+
 // The member "plan" of an open object.
 void writeJudgement(JSON *json, const RAID_CONFIG &config, const Judgement &judgement);
 

@@ -13,6 +13,7 @@ public:
   XYL_OUTCOME run(const std::string &layout, std::vector<const CHAR8 *> options) {
     memory.files["x.xml"] = layout;
     XYL_FRONT front = memory.as(XYL_FRONT_SHELL, g_xylCommands);
+    front.AskYes = ask != nullptr ? ask : front.AskYes;
     std::vector<const CHAR8 *> words = {"ensure", "x.xml"};
     words.insert(words.end(), options.begin(), options.end());
     XYL_REQUEST request;
@@ -34,7 +35,8 @@ public:
     return places;
   }
 
-  MemoryFront memory; // what the last run told
+  MemoryFront memory;                                            // what the last run told
+  XYL_ANSWER (*ask)(const XYL_FRONT *, const CHAR8 *) = nullptr; // null: nobody is there
 
 private:
   World &world_;

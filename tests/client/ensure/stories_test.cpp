@@ -289,6 +289,25 @@ TEST(Ensure, AsksBeforeDataGoes) {
   EXPECT_TRUE(before.isIn(world.sim));
 }
 
+// While the question stands there, somebody else takes a virtual disk away.
+TEST(Ensure, DestroysOnlyWhatWasShown) {
+  World world("demo");
+  Runner runner(world);
+  static sim::Controller *changed;
+  changed = world.sim;
+  runner.ask = [](auto *, auto *) {
+    sim::deleteVirtualDisk(changed, changed->virtualDisks.items[0].record.ObjectID);
+    return XYL_ANSWER_YES;
+  };
+  EXPECT_EQ(runner.run(layoutOf("", "delete"), {}), XYL_FAILED);
+  EXPECT_TRUE(runner.memory.errors.starts_with("xyl: the controller changed meanwhile, ")) << runner.memory.errors;
+  EXPECT_EQ(runner.changes().size(), 0u);
+  EXPECT_EQ(world.sim->virtualDisks.count, 4u);
+  runner.ask = [](auto *, auto *) { return XYL_ANSWER_YES; };
+  EXPECT_EQ(runner.run(layoutOf("", "delete"), {}), XYL_SUCCESS) << runner.memory.errors;
+  EXPECT_EQ(world.sim->virtualDisks.count, 0u);
+}
+
 // Everything that is judged, written and told, without memory.
 TEST(Ensure, WithoutMemory) {
   World world("demo");
