@@ -4,66 +4,10 @@
 
 #include <algorithm>
 
-#include "fuzz/pure.h"
+#include "fuzz/ddf_input.h"
 #include "providers/ddf_change/ddf_change.h"
 #include "tests/providers/ddf/describe.h"
 #include "tests/providers/ddf/disks.h"
-
-static constexpr ddf::Limits LIMITS = {15, 15, 2, 16}; // as small as Linux takes them
-
-// Two mirrored pairs or a RAID 5, with a spare of either kind.
-static const DISKS &baseDisks(bool spanned) {
-  static const auto make = [](const TEST_VIRTUAL_DISK &virtualDisk) {
-    DISKS disks = makeDisks(virtualDisk, 1, LIMITS);
-    changeDisks(disks, [&](ddf::Copy &copy, size_t disk) {
-      virtualDisk.spans > 1 ? dedicateSpare(copy, disk, static_cast<UINT32>(disks.size() - 1)) : void();
-    });
-    return disks;
-  };
-  static const DISKS pairs = make({ddf::levelRaid1, 0, ddf::secondarySpanned, 2, 2, 7, 256});
-  static const DISKS parity = make({ddf::levelRaid5, 3, ddf::noSecondary, 1, 3, 7, 256});
-  return spanned ? pairs : parity;
-}
-
-// One change: which disk, which sector of its copies, from which byte on, and the bytes. The place counts sectors from
-// the header; the anchor is behind the last one.
-static void changeSector(DISKS &disks, FuzzInput &input) {
-  constexpr uint8_t ONE_COPY = 0x80, ALL_DISKS = 0x40, DISK = 0x0F;
-  uint8_t what = input.byte(), place = input.byte();
-  size_t at = input.number(2) % ddf::sectorSize;
-  size_t length = 1 + input.byte() % 8;
-  uint64_t value = input.number(static_cast<unsigned>(length));
-  for (size_t i = 0; i < disks.size(); ++i) {
-    SPARSE_DISK &disk = disks[i];
-    if ((what & ALL_DISKS) == 0 && (what & DISK) % disks.size() != i) {
-      continue;
-    }
-    UINT64 primary = disk.sectors - 32768, secondary = disk.sectors - ddf::reserveSectors;
-    bool anchor = place == 0xFF;
-    for (UINT64 lba : {anchor ? disk.sectors - 1 : primary + place, anchor ? disk.sectors - 1 : secondary + place}) {
-      SECTOR_BYTES bytes = disk.read(lba);
-      for (size_t j = 0; j < length && at + j < ddf::sectorSize; ++j) {
-        bytes[at + j] = static_cast<UINT8>(value >> (8 * j));
-      }
-      disk.kept[lba] = bytes;
-      if ((what & ONE_COPY) != 0) {
-        break;
-      }
-    }
-  }
-}
-
-// The anchor as well, when a header was changed: the three are equal from the type on.
-static void copyHeaders(DISKS &disks) {
-  constexpr size_t EQUAL_FROM = 113;
-  for (SPARSE_DISK &disk : disks) {
-    SECTOR_BYTES header = disk.read(disk.sectors - 32768);
-    SECTOR_BYTES &anchor = disk.kept[disk.sectors - 1];
-    std::copy(header.begin() + EQUAL_FROM, header.end(), anchor.begin() + EQUAL_FROM);
-    std::copy(header.begin() + 8, header.begin() + 40, anchor.begin() + 8);
-    std::copy(header.begin() + 96, header.begin() + 112, anchor.begin() + 96);
-  }
-}
 
 // What a model says of its sets.
 static std::string setsOf(DISKS &disks, bool store) {
@@ -215,36 +159,16 @@ constexpr uint64_t COPY = 6 * 1024 * ddf::sectorSize;
 static constexpr FUZZ_LIMITS COST = {{8 * COPY, 0}, {6 * 5 * 2 * COPY, 0}, {300000000, 100000}};
 
 FUZZ_PURE_TARGET(ddf, COST) {
-  uint8_t flags = input.byte();
-  constexpr uint8_t SPANNED = 1, TORN = 2, FAILING = 4, OWN_ANCHOR = 8, CHANGE = 16;
-  DISKS disks = baseDisks((flags & SPANNED) != 0);
-  if ((flags & FAILING) != 0) {
-    disks[0].failAfter = input.byte();
-  }
-  uint64_t failAfter = disks[0].failAfter;
-  FuzzInput onTop = input;
-  if ((flags & CHANGE) != 0) {
-    input.number(8), input.number(8);
-  }
-  for (int changes = 0; changes < 64 && !input.atEnd(); ++changes) {
-    changeSector(disks, input);
-  }
-  if ((flags & OWN_ANCHOR) == 0) {
-    copyHeaders(disks);
-  }
-  for (SPARSE_DISK &disk : disks) {
-    if ((flags & TORN) == 0) {
-      mendChecksums(disk);
-    }
-  }
-  disks[0].failAfter = failAfter;
+  DDF_INPUT given = readDdfInput(input);
+  DISKS &disks = given.disks;
+  bool fails = disks[0].failAfter != ~UINT64{0};
   std::string sets = setsOf(disks, /* store= */ true);
   disks[0].failAfter = ~UINT64{0};
-  if ((flags & FAILING) == 0) {
+  if (!fails) {
     mustHold(setsOf(disks, /* store= */ false) == sets, "read otherwise after writing back:" + sets);
   }
-  if ((flags & CHANGE) != 0) {
+  if (given.change) {
     disks.push_back({TEST_DISK_SECTORS, {}});
-    changeOnTop(disks, onTop);
+    changeOnTop(disks, given.onTop);
   }
 }

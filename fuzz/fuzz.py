@@ -86,6 +86,7 @@ def sources(name):
     """A hash of what judges a target: its file and what that stands on."""
     files = [f"{name}.cpp", "pure.h", "pure.cpp"]
     files += ["support.h", "support.cpp", "secrets.cpp"] if "fuzz/support.h" in (FUZZ / files[0]).read_text() else []
+    files += ["ddf_input.h", "ddf_input.cpp"] if name == "ddf" else []
     files += ["mutate.cpp"] if targets()[name][1] == "xml.dict" else []
     text = b"".join((FUZZ / file).read_bytes() for file in files)
     return hashlib.sha256(text).hexdigest()[:8]
