@@ -60,11 +60,13 @@ void checkNames(const std::map<std::string, fs::path> &sources) {
     for (const fs::path &part : fs::path(place)) {
       isBad = isBad || part.string().ends_with('.') || part.string().ends_with(' ');
     }
+    // Else it is another name in the file system's 16-bit letters, or in our list of what is ours.
+    isBad = isBad || toUtf8(fromUtf8(place).c_str()) != place;
     if (isBad) {
       throw CLIENT_ERROR(EFI_INVALID_PARAMETER,
                          "'" + source.string() +
                              "': on the system partition, which is FAT, a name has none of \" * : "
-                             "< > ? \\ | and no period or blank at its end");
+                             "< > ? \\ |, no period or blank at its end, and is UTF-8 of 16-bit characters");
     }
     auto [other, isNew] = seen.emplace(lowered(place), place);
     if (!isNew) {

@@ -1,14 +1,9 @@
 #include "host/stage/stage.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <set>
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "base/crc32.h"
 #include "client/jobs/jobs.h"
@@ -31,24 +26,13 @@ std::string optionText(const XYL_CONTEXT &context, XYL_OPTION_ID id) {
 }
 
 // Keeps another run from the same system partition.
-class Lock {
-public:
-  explicit Lock(const SystemPartition &system)
-      : file_(open(system.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    if (file_ < 0 || flock(file_, LOCK_EX | LOCK_NB) != 0) {
-      int error = errno;
-      close(file_);
-      throw CLIENT_ERROR(EFI_NOT_READY, error == EWOULDBLOCK ? "another run works on '" + system.name + "'"
-                                                             : "cannot read '" + system.name + "'");
-    }
+void lockPartition(const SystemPartition &system, FileLock *lock) {
+  EFI_STATUS status = lock->take(system.folder.string(), /* patience= */ std::chrono::milliseconds(0));
+  if (EFI_ERROR(status)) {
+    throw CLIENT_ERROR(status, status == EFI_NOT_READY ? "another run works on '" + system.name + "'"
+                                                       : "cannot read '" + system.name + "': " + statusWords(status));
   }
-  Lock(const Lock &) = delete;
-  Lock &operator=(const Lock &) = delete;
-  ~Lock() { close(file_); }
-
-private:
-  int file_;
-};
+}
 
 // --- The job ---
 
@@ -222,12 +206,12 @@ XYL_RESULT begin(const XYL_CONTEXT &context, const Machine &machine, Site *site)
   }
   Look look = lookAt(*site);
   checkFree(*site, look);
-  checkRoom(machine, *site, payload);
   if (look.state != State::Nothing) {
     say(&front, "An earlier run that was cut off, or never booted, is cleaned up first.\n");
     takeBack(site, look);
     checkFree(*site, lookAt(*site)); // others may have put something beside it
   }
+  checkRoom(machine, *site, payload); // with what the earlier run gave back
   uint16_t number = site->variables.freeNumber();
   std::string image = IMAGE;
   std::replace(image.begin(), image.end(), '/', '\\');
@@ -321,7 +305,8 @@ XYL_RESULT run(const XYL_CONTEXT &context, const Machine &machine, Changes *chan
   }
   fs::path variables = findVariables(machine);
   SystemPartition system = findSystemPartition(machine, optionText(context, XYL_OPTION_ESP));
-  Lock lock(system);
+  FileLock lock;
+  lockPartition(system, &lock);
   Site site = {system, Variables(variables, *changes), *changes};
   if (cancels) {
     return cancel(context, &site);

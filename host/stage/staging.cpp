@@ -150,6 +150,22 @@ std::set<std::string> foldersOf(const std::string &place) {
   return folders;
 }
 
+// Whether it may be one of the staged files under another name.
+bool isContentOf(const StagedFile &file, const Manifest &manifest) {
+  return std::any_of(manifest.files.begin(), manifest.files.end(),
+                     [&file](const StagedFile &staged) { return staged.size == file.size && staged.sum == file.sum; });
+}
+
+// A file under another name than it was given would later be taken for one that the job made.
+void checkKept(const Site &site, const Manifest &manifest) {
+  std::vector<StagedFile> others = leftBy(site, manifest);
+  if (!others.empty()) {
+    throw CLIENT_ERROR(EFI_INVALID_PARAMETER, "'" + site.system.name + "' has a file '" + others[0].place +
+                                                  "', which is no name that it was given; it keeps one otherwise, or "
+                                                  "somebody put it there just now");
+  }
+}
+
 void putAll(Site *site, const Payload &payload, const Manifest &manifest) {
   Changes &changes = site->changes;
   changes.makeFolder(onPartition(*site, "EFI"));
@@ -167,6 +183,7 @@ void putAll(Site *site, const Payload &payload, const Manifest &manifest) {
     changes.createFile(onPartition(*site, file.place), content);
     wipeBytes(content.data(), content.size());
   }
+  checkKept(*site, manifest);
   site->variables.create(Variables::optionName(manifest.number), manifest.option);
   site->variables.create("BootNext", littleEndian(manifest.number));
 }
@@ -250,7 +267,9 @@ void put(Site *site, const Payload &payload, const Manifest &manifest) {
     putAll(site, payload, manifest);
   } catch (const std::runtime_error &) { // also of the library's, about files
     try {
-      takeBack(site, lookAt(*site));
+      Look look = lookAt(*site);
+      std::erase_if(look.left, [&manifest](const StagedFile &file) { return !isContentOf(file, manifest); });
+      takeBack(site, look);
     } catch (const std::runtime_error &) {
       // What failed first is told; the next run, or --cancel, takes back the rest.
     }
@@ -258,7 +277,14 @@ void put(Site *site, const Payload &payload, const Manifest &manifest) {
   }
 }
 
+// A job may have filled the partition, so what it takes to boot it goes first, and gives the note its room.
 void noteFetched(Site *site, const Look &look) {
+  takeVariables(site, *look.manifest);
+  for (const StagedFile &file : look.manifest->files) {
+    if (!isOfJob(file.place)) {
+      site->changes.removeFile(onPartition(*site, file.place), /* wipes= */ false);
+    }
+  }
   Manifest note = *look.manifest;
   note.files = look.left;
   site->changes.removeFile(onPartition(*site, FETCHED), /* wipes= */ false); // half of one

@@ -43,7 +43,7 @@ bool isRemembered(const Site &site, const Manifest &manifest);
 // machine is as it was, as far as it can be.
 void put(Site *site, const Payload &payload, const Manifest &manifest);
 
-// Notes that what the job left is safe elsewhere.
+// Notes that what the job left is safe elsewhere; the order to boot it and its image are gone then.
 void noteFetched(Site *site, const Look &look);
 
 // Takes everything back that is ours, the order to boot it first, and what the job left, which has to be safe

@@ -122,7 +122,12 @@ TEST_F(Stage, TellsAndTakesWhatAJobLeft) {
     EXPECT_EQ(machine.run({"--result", "@out"}), 4);
     expectSaid(machine, "exists");
     std::filesystem::remove_all(machine.path("out"));
-    EXPECT_EQ(machine.run({"--result", "@out"}), row.code) << machine.said;
+    auto full = [&machine] { // until something is gone, since the job wrote until there was no room
+      if (machine.has("boot/efi/EFI/raidxyl/fetched") && machine.has("boot/efi/EFI/raidxyl/RaidBoot.efi")) {
+        throw CLIENT_ERROR(EFI_VOLUME_FULL, "full");
+      }
+    };
+    EXPECT_EQ(machine.run({"--result", "@out"}, full), row.code) << machine.said;
     expectSaid(machine, row.said);
     expectSame(machine, before);
     for (const auto &[path, content] : fetched) {
@@ -189,6 +194,7 @@ TEST_F(Stage, RefusesBeforeAnythingIsWritten) {
       {"job file, line 1:", [](M &m) { m.write("job/jobs.txt", "verify\n"); }, 2},
       {"cannot read '", [](M &m) { std::filesystem::remove(m.path("job/jobs.txt")); }, 3},
       {"a name has none of", [](M &m) { m.write("job/a:b", ""); }},
+      {"a name has none of", [](M &m) { m.write("job/\xE9", ""); }},
       {"a name has none of", [](M &m) { m.write("job/saved./b", ""); }},
       {"are one name", [](M &m) { m.write("job/SAVED/box.xml", ""); }},
       {"raidxyl' is in the way", [](M &m) { m.write("boot/efi/raidxyl/jobs.txt", "of somebody"); }},
@@ -312,6 +318,25 @@ TEST_F(Stage, WhatOthersPutThereStays) {
   expectSaid(machine, "Left, since this command did not make it: EFI/raidxyl/x64/other.txt");
   EXPECT_TRUE(machine.has("boot/efi/EFI/raidxyl/x64/other.txt"));
   EXPECT_EQ(machine.value("BootNext") + machine.value("Boot0002").substr(6, 1), std::string("\2\0A", 3));
+}
+
+// What is not known by its name would later pass for a result.
+TEST_F(Stage, AFileUnderAnotherNameIsRefused) {
+  FakeMachine machine;
+  Files before = machine.state();
+  const std::string work = "boot/efi/raidxyl/";
+  EXPECT_EQ(machine.run({"@job"},
+                        [&] {
+                          if (machine.has(work + "saved/box.xml")) {
+                            std::filesystem::rename(machine.path(work + "saved/box.xml"), machine.path(work + "b.xml"));
+                            machine.write(work + "c.xml", "of somebody");
+                          }
+                        }),
+            4);
+  expectSaid(machine, "has a file 'raidxyl/b.xml', which is no name that it was given");
+  before[work] = "";
+  before[work + "c.xml"] = "of somebody";
+  expectSame(machine, before);
 }
 
 // A firmware that could not write to the partition showed all on the console, and remembers the job.
