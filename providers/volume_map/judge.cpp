@@ -1,14 +1,9 @@
 // Which volumes are read, and which of their members. What cannot be vouched for is not read: a machine that does not
 // boot is repaired in an hour, one that booted old or torn data is not.
 
-#include "providers/volume_map/place.h"
+#include "providers/volume_map/volume_map.h"
 
 namespace volume_map {
-
-static bool isParity(ddf::VirtualDiskLevel level) {
-  return level == ddf::VirtualDiskLevel::raid4 || level == ddf::VirtualDiskLevel::raid5 ||
-         level == ddf::VirtualDiskLevel::raid6;
-}
 
 // --- Whole volumes ---
 
@@ -86,18 +81,23 @@ static bool isAwaited(const ddf::Set &set, const ddf::VirtualDisk &volume, UINT3
   return found.state == ddf::MemberState::missing && (set.pds[found.pd].entry->state & gone) == 0;
 }
 
+static Layout layoutOf(const ddf::VirtualDisk &volume) {
+  bool isMirror = volume.level == ddf::VirtualDiskLevel::raid1;
+  UINT32 copies = isMirror                                        ? volume.memberCount
+                  : volume.level != ddf::VirtualDiskLevel::raid10 ? 1
+                  : volume.spans > 1                              ? volume.spanMembers
+                                                                  : 2;
+  UINT32 strip = isMirror ? 0 : volume.stripBlocks;
+  Layout layout = {volume.level, volume.record->qualifier, copies, volume.memberCount, strip, 0};
+  layout.blocks = blocksOf(layout, volume.memberBlocks);
+  return layout;
+}
+
 static void fillMap(const ddf::Set &set, const ddf::VirtualDisk &volume, Map *map) {
   const ddf::VdEntry &entry = *volume.entry;
   *map = {};
-  map->level = volume.level;
-  map->qualifier = volume.record->qualifier;
+  map->layout = layoutOf(volume);
   map->parityHolds = (entry.state & ddf::vdInconsistent) == 0 && (entry.init & ddf::initBits) == ddf::initFull;
-  map->memberCount = volume.memberCount;
-  map->copies = volume.level == ddf::VirtualDiskLevel::raid1                        ? volume.memberCount
-                : volume.level == ddf::VirtualDiskLevel::raid10 && volume.spans > 1 ? volume.spanMembers
-                : volume.level == ddf::VirtualDiskLevel::raid10                     ? 2
-                                                                                    : 1;
-  map->stripBlocks = volume.level == ddf::VirtualDiskLevel::raid1 ? 0 : volume.stripBlocks;
   for (UINT32 i = 0; i < volume.memberCount; ++i) {
     const ddf::Member &member = volume.members[i];
     map->members[i] = {member.start, member.pd == ddf::noIndex ? ddf::noIndex : set.pds[member.pd].disk,
@@ -105,41 +105,16 @@ static void fillMap(const ddf::Set &set, const ddf::VirtualDisk &volume, Map *ma
   }
 }
 
-// As many as Linux makes of it, whatever the record says: the end is where a partition table has its copy.
-static UINT64 blocksOf(const Map &map, UINT64 memberBlocks) {
-  if (map.level == ddf::VirtualDiskLevel::raid1) {
-    return memberBlocks - memberBlocks % 2;
-  }
-  UINT32 parities = map.level == ddf::VirtualDiskLevel::raid6 ? 2 : isParity(map.level) ? 1 : 0;
-  UINT64 rows = memberBlocks / map.stripBlocks;
-  return rows * (map.memberCount - parities) / map.copies * map.stripBlocks;
-}
-
-// --- Enough ---
-
-static bool hasCopies(const Map &map) {
-  for (UINT32 strip = 0; strip < map.memberCount; ++strip) {
-    bool any = false;
-    for (UINT32 copy = 0; copy < map.copies; ++copy) {
-      any = any || map.members[(strip * map.copies + copy) % map.memberCount].readable;
-    }
-    if (!any) {
-      return false;
-    }
-  }
-  return true;
-}
-
 bool isReadable(const Map &map) {
-  if (!isParity(map.level)) {
-    return hasCopies(map);
+  UINT32 parities = paritiesOf(map.layout.level);
+  if (parities == 0) {
+    return hasCopies(map.layout, [&map](UINT32 member) { return map.members[member].readable; });
   }
-  UINT32 spare = !map.parityHolds ? 0 : map.level == ddf::VirtualDiskLevel::raid6 ? 2 : 1;
   UINT32 lost = 0;
-  for (UINT32 i = 0; i < map.memberCount; ++i) {
+  for (UINT32 i = 0; i < map.layout.memberCount; ++i) {
     lost += map.members[i].readable ? 0 : 1;
   }
-  return lost <= spare;
+  return lost <= (map.parityHolds ? parities : 0);
 }
 
 // --- Halves that ran apart ---
@@ -209,9 +184,8 @@ Judgement judge(const ddf::Model &model, const ddf::Set &set, const ddf::Virtual
     return {Readiness::barred, why};
   }
   fillMap(set, volume, map);
-  map->blocks = blocksOf(*map, volume.memberBlocks);
   if (!isReadable(*map)) {
-    bool isDirty = isParity(map->level) && !map->parityHolds;
+    bool isDirty = paritiesOf(map->layout.level) != 0 && !map->parityHolds;
     return {Readiness::lost,
             isDirty ? "its parity is not to be trusted, and a member is missing" : "too few of its members are there"};
   }

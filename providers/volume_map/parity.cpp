@@ -4,34 +4,6 @@
 
 namespace volume_map {
 
-constexpr UINT8 polynomial = 0x1D; // and 2 to the 8th
-
-UINT8 multiply(UINT8 a, UINT8 b) {
-  UINT8 product = 0;
-  for (; b != 0; b = static_cast<UINT8>(b >> 1)) {
-    product = static_cast<UINT8>(product ^ ((b & 1) != 0 ? a : 0));
-    a = static_cast<UINT8>(a << 1 ^ ((a & 0x80) != 0 ? polynomial : 0));
-  }
-  return product;
-}
-
-// All but 0 to the power of 255 are 1.
-UINT8 inverse(UINT8 a) {
-  UINT8 product = 1;
-  for (UINT32 i = 0; i < 254; ++i) {
-    product = multiply(product, a);
-  }
-  return product;
-}
-
-UINT8 power(UINT32 exponent) {
-  UINT8 result = 1;
-  for (UINT32 i = 0; i < exponent; ++i) {
-    result = multiply(result, 2);
-  }
-  return result;
-}
-
 // As many bytes at once as there are registers for. Each becomes the double of itself; what leaves it at its top comes
 // back as the polynomial.
 #if defined(__SSE2__) || defined(__ARM_NEON)

@@ -1,6 +1,6 @@
 #include "base/pool.h"
 #include "providers/volume_map/parity.h"
-#include "providers/volume_map/place.h"
+#include "providers/volume_map/volume_map.h"
 
 namespace volume_map {
 
@@ -14,35 +14,9 @@ static EFI_STATUS readMember(const Map &map, const Access &access, UINT32 member
 
 // --- From parity ---
 
-// A lost member's bytes are the sum of those of the others, each times a factor: of data the first parity's own one and
-// 2 to the power of the member's place times the second one's.
-struct Factors {
-  UINT8 p, q;
-};
-
-static UINT8 factorOf(const Place &place, const Factors &factors, UINT32 member) {
-  return member == place.p   ? factors.p
-         : member == place.q ? factors.q
-                             : static_cast<UINT8>(factors.p ^ multiply(factors.q, power(member)));
-}
-
-// The factors for the place's member when that and another one (or none) are lost.
-static Factors factorsFor(const Place &place, UINT32 other) {
-  if (other == none || other == place.q) {
-    return {1, 0};
-  }
-  UINT8 own = power(place.member);
-  if (other == place.p) {
-    return {0, inverse(own)};
-  }
-  UINT8 others = power(other);
-  UINT8 divided = inverse(static_cast<UINT8>(own ^ others));
-  return {multiply(others, divided), divided};
-}
-
 // A member that the factors ask for and that is not to be read, or none.
 static UINT32 missingOf(const Map &map, const Place &place, const Factors &factors) {
-  for (UINT32 i = 0; i < map.memberCount; ++i) {
+  for (UINT32 i = 0; i < map.layout.memberCount; ++i) {
     if (i != place.member && !map.members[i].readable && factorOf(place, factors, i) != 0) {
       return i;
     }
@@ -56,7 +30,7 @@ static UINT32 sumUp(const Map &map, const Access &access, const Place &place, co
   UINT8 *scratch = static_cast<UINT8 *>(access.scratch);
   UINT32 lost = missingOf(map, place, factors);
   bool isFirst = true;
-  for (UINT32 i = 0; i < map.memberCount && lost == none; ++i) {
+  for (UINT32 i = 0; i < map.layout.memberCount && lost == none; ++i) {
     UINT8 factor = i == place.member ? UINT8{0} : factorOf(place, factors, i);
     if (factor == 0) {
       continue;
@@ -103,8 +77,8 @@ static EFI_STATUS restore(const Map &map, const Access &access, Place place, UIN
 // Blocks that lie together on each member that has them.
 static EFI_STATUS readPiece(const Map &map, const Access &access, UINT64 block, UINTN count, UINT8 *buffer) {
   Place place = {};
-  for (UINT32 copy = 0; copy < map.copies; ++copy) {
-    place = placeOf(map, block, copy);
+  for (UINT32 copy = 0; copy < map.layout.copies; ++copy) {
+    place = placeOf(map.layout, block, copy);
     if (map.members[place.member].readable &&
         !EFI_ERROR(readMember(map, access, place.member, place.at, count, buffer))) {
       return EFI_SUCCESS;
@@ -130,7 +104,7 @@ EFI_STATUS read(const Map &map, const Access &access, UINT64 block, UINTN count,
   UINT8 *to = static_cast<UINT8 *>(buffer);
   EFI_STATUS status = EFI_SUCCESS;
   while (count > 0 && !EFI_ERROR(status)) {
-    UINT64 length = placeOf(map, block, 0).length;
+    UINT64 length = placeOf(map.layout, block, 0).length;
     UINTN part = count < length ? count : static_cast<UINTN>(length);
     status = readPiece(map, access, block, part, to);
     if (EFI_ERROR(status) && part > 1) {

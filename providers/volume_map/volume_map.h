@@ -4,7 +4,7 @@
 // A volume is read as Linux reads it, or not at all. Blocks have 512 bytes.
 #pragma once
 
-#include "providers/ddf/ddf.h"
+#include "providers/volume_map/mapping.h"
 
 namespace volume_map {
 
@@ -18,13 +18,8 @@ struct Member {
 
 // How a volume lies on its members; all that reading takes.
 struct Map {
-  ddf::VirtualDiskLevel level;
-  UINT8 qualifier;
+  Layout layout;
   bool parityHolds; // redundancy was built, and nothing happened to it
-  UINT32 copies;    // of level 1 and 10
-  UINT32 memberCount;
-  UINT32 stripBlocks; // of level 1: none
-  UINT64 blocks;      // of the volume
   Member members[mostMembers];
 };
 

@@ -63,7 +63,7 @@ static EFI_STATUS EFIAPI supported(EFI_DRIVER_BINDING_PROTOCOL *, EFI_HANDLE con
 // A recursive connect goes on into the volumes that a disk makes complete.
 static void leaveToCaller(const Disk *disk) {
   for (Volume *volume = g_state.list; volume != nullptr; volume = volume->next) {
-    for (UINT32 i = 0; i < volume->map.memberCount; ++i) {
+    for (UINT32 i = 0; i < volume->map.layout.memberCount; ++i) {
       volume->isConnected = volume->isConnected || volume->members[i] == disk;
     }
   }

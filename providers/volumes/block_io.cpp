@@ -62,7 +62,7 @@ void makeBlockIo(Volume *volume) {
   volume->media.MediaPresent = 1;
   volume->media.ReadOnly = 1;
   volume->media.BlockSize = ddf::sectorSize;
-  volume->media.LastBlock = volume->map.blocks - 1;
+  volume->media.LastBlock = volume->map.layout.blocks - 1;
   volume->blockIo = {blockIoRevision, &volume->media, resetVolume, readVolume, writeVolume, flushVolume};
 }
 

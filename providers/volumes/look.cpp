@@ -52,9 +52,8 @@ static Volume *knownVolume(const ddf::Guid &id) {
 
 // Whether a volume that is shown only lost or got members.
 static bool isSameLayout(const volume_map::Map &a, const volume_map::Map &b) {
-  bool same = a.level == b.level && a.qualifier == b.qualifier && a.copies == b.copies &&
-              a.memberCount == b.memberCount && a.stripBlocks == b.stripBlocks && a.blocks == b.blocks;
-  for (UINT32 i = 0; same && i < a.memberCount; ++i) {
+  bool same = a.layout == b.layout;
+  for (UINT32 i = 0; same && i < a.layout.memberCount; ++i) {
     same = a.members[i].start == b.members[i].start;
   }
   return same;
@@ -62,7 +61,7 @@ static bool isSameLayout(const volume_map::Map &a, const volume_map::Map &b) {
 
 static void showOrRenew(Volume *volume, const volume_map::Map &map, Disk *const *disks) {
   Disk *members[volume_map::mostMembers];
-  for (UINT32 i = 0; i < map.memberCount; ++i) {
+  for (UINT32 i = 0; i < map.layout.memberCount; ++i) {
     members[i] = map.members[i].readable ? disks[map.members[i].disk] : nullptr;
   }
   if (volume->handle != nullptr && !isSameLayout(volume->map, map) && EFI_ERROR(hide(volume))) {
@@ -73,7 +72,7 @@ static void showOrRenew(Volume *volume, const volume_map::Map &map, Disk *const 
     return;
   }
   volume->map = map;
-  copyBytes(volume->members, members, sizeof(members[0]) * map.memberCount);
+  copyBytes(volume->members, members, sizeof(members[0]) * map.layout.memberCount);
   show(volume);
 }
 

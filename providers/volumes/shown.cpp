@@ -77,7 +77,7 @@ EFI_STATUS show(Volume *volume) {
     g_state.isLookDue = true;
     return status;
   }
-  for (UINT32 i = 0; i < volume->map.memberCount; ++i) {
+  for (UINT32 i = 0; i < volume->map.layout.memberCount; ++i) {
     if (volume->members[i] != nullptr) {
       openMember(volume, i, volume->members[i]);
     }
@@ -99,12 +99,12 @@ EFI_STATUS hide(Volume *volume) {
     return EFI_SUCCESS;
   }
   Disk *members[volume_map::mostMembers] = {};
-  for (UINT32 i = 0; i < volume->map.memberCount; ++i) {
+  for (UINT32 i = 0; i < volume->map.layout.memberCount; ++i) {
     members[i] = volume->members[i];
     closeMember(volume, i);
   }
   if (EFI_ERROR(uninstall(volume))) {
-    for (UINT32 i = 0; i < volume->map.memberCount; ++i) {
+    for (UINT32 i = 0; i < volume->map.layout.memberCount; ++i) {
       if (members[i] != nullptr) {
         openMember(volume, i, members[i]);
       }
@@ -120,7 +120,7 @@ EFI_STATUS hide(Volume *volume) {
 
 EFI_STATUS renew(Volume *volume, const volume_map::Map &map, Disk *const *members) {
   volume->map.parityHolds = map.parityHolds;
-  for (UINT32 i = 0; i < map.memberCount; ++i) {
+  for (UINT32 i = 0; i < map.layout.memberCount; ++i) {
     Disk *wanted = map.members[i].readable ? members[i] : nullptr;
     if (volume->members[i] != wanted) {
       closeMember(volume, i);
@@ -140,7 +140,7 @@ static bool canDoWithout(const Volume &volume, UINT32 member) {
 
 EFI_STATUS leaveDisk(const Disk *disk) {
   for (Volume *volume = g_state.list; volume != nullptr; volume = volume->next) {
-    for (UINT32 i = 0; i < volume->map.memberCount; ++i) {
+    for (UINT32 i = 0; i < volume->map.layout.memberCount; ++i) {
       if (volume->handle == nullptr || volume->members[i] != disk) {
         continue;
       }

@@ -43,9 +43,9 @@ static BYTES readVolume(const ddf::Model &model, const ddf::Set &set, const ddf:
     return {};
   }
   READER reader = {&model, &map};
-  BYTES scratch(size_t{128} * ddf::sectorSize), bytes(map.blocks * ddf::sectorSize);
+  BYTES scratch(size_t{128} * ddf::sectorSize), bytes(map.layout.blocks * ddf::sectorSize);
   volume_map::Access access = {readMember, &reader, scratch.data(), 128};
-  EFI_STATUS status = volume_map::read(map, access, 0, map.blocks, bytes.data());
+  EFI_STATUS status = volume_map::read(map, access, 0, map.layout.blocks, bytes.data());
   return EFI_ERROR(status) ? BYTES{} : bytes;
 }
 
