@@ -6,13 +6,12 @@
 
 #include <unistd.h>
 
-#include <nlohmann/json.hpp>
-
 #include "client/ensure/judge.h"
 #include "client/ensure/tell.h"
 #include "client/output/output.h"
 #include "driver/request/request.h"
 #include "host/common/common.h"
+#include "host/common/json.h"
 #include "host/report/report.h"
 
 namespace fleet {
@@ -172,7 +171,7 @@ private:
   void readResult(Row *row) {
     std::string text;
     EFI_STATUS status = readHostFile(pathOf(*row), &text);
-    Json result = Json::parse(text, nullptr, /* allow_exceptions= */ false);
+    Json result = readJson(text);
     if (EFI_ERROR(status) || !result.is_object() || !result.contains("state") || !result["state"].is_string()) {
       row->troubles.push_back(EFI_ERROR(status) ? statusWords(status) : "it is no result of a boot medium");
       return;

@@ -97,7 +97,7 @@ private:
         mistake("", "it is nested too deep for a target_raid_config");
       }
       return parsed;
-    } catch (const Json::parse_error &error) {
+    } catch (const Json::exception &error) { // also for numbers that no computer has
       std::string what = error.what();
       mistake("", "no JSON: " + what.substr(what.find("] ") + 2));
       return {};

@@ -7,9 +7,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <nlohmann/json.hpp>
-
 #include "host/common/common.h"
+#include "host/common/json.h"
 
 namespace stage {
 
@@ -23,7 +22,7 @@ std::string textIn(const nlohmann::json &json, const char *name) {
 }
 
 nlohmann::json parsed(const std::string &text) {
-  nlohmann::json json = nlohmann::json::parse(text, nullptr, /* allow_exceptions= */ false);
+  nlohmann::json json = readJson(text);
   return json.is_object() ? json : nlohmann::json::object();
 }
 

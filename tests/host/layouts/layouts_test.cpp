@@ -84,6 +84,7 @@ TEST(TargetConfigs, LoseNothing) {
       {"", "{",
        "no JSON: parse error at line 1, column 2: syntax error while parsing object key - unexpected end of "
        "input; expected string literal"},
+      {"\"MAX\"", "1e400", "no JSON: number overflow parsing '1e400'"},
       {"", "[]", "it is no target_raid_config, an object with logical_disks"},
       {"", std::string(100000, '[') + std::string(100000, ']'), "it is nested too deep for a target_raid_config"},
       {"", R"({"logical_disks":{}})", "logical_disks: it is an array, not {}"},
