@@ -448,21 +448,23 @@ static void readLines(READER *reader, const CHAR8 *text, UINTN size) {
   }
 }
 
-// Passphrases stay: no line sends a file that is one for another line.
-static void checkSends(READER *reader, const CHAR8 *passphrase) {
+// No line sends a file that is something for another line. withheld may be null.
+static void checkSends(READER *reader, const CHAR8 *withheld, const CHAR8 *why) {
   const XYL_FRONT *front = reader->Front;
-  for (UINT32 i = 0; passphrase != nullptr && i < reader->SendCount; ++i) {
+  for (UINT32 i = 0; withheld != nullptr && i < reader->SendCount; ++i) {
     const JOB_LINE &line = reader->Jobs->Lines.items[reader->Sends[i]];
     const CHAR8 *file = transferOf(line).file;
-    if (jobs::isSameName(file, passphrase) ||
-        (front->IsSameFile != nullptr && front->IsSameFile(front, file, passphrase))) {
+    if (jobs::isSameName(file, withheld) ||
+        (front->IsSameFile != nullptr && front->IsSameFile(front, file, withheld))) {
       reader->Number = line.Number;
-      mistake(reader, "a file with a passphrase is not sent: ", file);
+      mistake(reader, why, file);
     }
   }
 }
 
-static void checkPassphrases(READER *reader) {
+// Passphrases stay. And who writes a job elsewhere must not get, by a login of the medium's, what another server has.
+static void checkAllSends(READER *reader) {
+  static constexpr const CHAR8 *passphrase = "a file with a passphrase is not sent: ";
   for (UINT32 i = 0; reader->SendCount != 0 && i < reader->Jobs->Lines.count; ++i) {
     const JOB_LINE &line = reader->Jobs->Lines.items[i];
     TEXT unheard = {};
@@ -471,8 +473,10 @@ static void checkPassphrases(READER *reader) {
     XYL_REQUEST request;
     if (line.Transfer == jobs::Transfer::none && line.End == JOB_GOES_ON && line.WordCount <= JOB_WORDS_MAX &&
         !isFailure(parseJob(&front, line, &request))) {
-      checkSends(reader, request.Options[XYL_OPTION_PASSPHRASE_FILE]);
-      checkSends(reader, request.Options[XYL_OPTION_OLD_PASSPHRASE_FILE]);
+      checkSends(reader, request.Options[XYL_OPTION_PASSPHRASE_FILE], passphrase);
+      checkSends(reader, request.Options[XYL_OPTION_OLD_PASSPHRASE_FILE], passphrase);
+    } else if (line.Transfer == jobs::Transfer::fetch && reader->IsFetched) {
+      checkSends(reader, transferOf(line).file, "a job that was fetched does not send what it fetches: ");
     }
     freeText(&unheard);
   }
@@ -498,7 +502,7 @@ XYL_RESULT readJobs(const XYL_FRONT *front, const CHAR8 *text, UINTN size, const
     mistake(&reader, "the file is no UTF-8 text");
   } else {
     readLines(&reader, text, size);
-    checkPassphrases(&reader);
+    checkAllSends(&reader);
   }
   return reader.HasMistake ? wrongUsage() : succeeded();
 }

@@ -163,6 +163,7 @@ TEST_F(Transfers, JobsComeFromAServer) {
   } rows[] = {{"job http://s/other\n", "does not stand in a job that was fetched"},
               {"network dhcp\nlist\n", "stands in the medium's own file"},
               {"get -o x.xml\nfly\n", "line 2"},
+              {"fetch http://t/a a.bin\nsend A.bin http://s/a\n", "does not send what it fetches: A.bin"},
               {std::string(0x10001, '#'), "the answer is too large"},
               {"fetch https://s/a a.bin\n", "'ca.pem' cannot be used"}};
   for (const auto &row : rows) {
