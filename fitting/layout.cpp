@@ -77,7 +77,7 @@ Verdict judgeCount(const RAID_ADAPTER_RECORD &adapter, const RAID_LEVEL_PARAMS &
 
 UINT64 shareOf(const Layout &layout, UINT64 size) {
   UINT64 members = layout.dataMembers;
-  return members != 0 ? size / members + (size % members != 0 ? 1 : 0) : 0;
+  return members != 0 ? divideUp(size, members) : 0;
 }
 
 // --- Disks together ---

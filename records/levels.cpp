@@ -21,11 +21,6 @@ UINT64 levelDataMembers(const RAID_LEVEL_LAYOUT *layout, UINT32 count, UINT32 sp
   return redundant < count ? count - redundant : 0;
 }
 
-UINT64 levelShare(UINT64 size, UINT64 members) {
-  UINT64 grains = size / members / LEVEL_GRAIN;
-  return (grains + (grains * LEVEL_GRAIN * members < size ? 1 : 0)) * LEVEL_GRAIN;
-}
-
 const RAID_LEVEL_PARAMS *levelFind(const RAID_ADAPTER_RECORD *adapter, const RAID_LEVEL_PARAMS *descriptors,
                                    UINT32 count, UINT32 level) {
   for (UINT32 i = 0; (adapter->SupportedRAIDLevels & level) != 0 && i < count; i++) {

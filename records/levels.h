@@ -1,6 +1,7 @@
 // What RAID levels do with their members, and whether a virtual disk keeps to the limits of its level and adapter.
 #pragma once
 
+#include "base/rounding.h"
 #include "raid_records.h"
 
 #define LEVEL_GRAIN 0x100000ULL // members give room in whole mebibytes
@@ -19,8 +20,11 @@ const RAID_LEVEL_LAYOUT *levelLayout(UINT32 level);
 // How many of count members hold data; 0 for a layout that holds none.
 UINT64 levelDataMembers(const RAID_LEVEL_LAYOUT *layout, UINT32 count, UINT32 spans);
 
-// The bytes, in whole grains, that each of members gives for size bytes.
-UINT64 levelShare(UINT64 size, UINT64 members);
+// The bytes, in whole grains, that each of members gives for size bytes: the fewest that together are enough. size ends
+// before the last grain that 64 bits hold.
+constexpr UINT64 levelShare(UINT64 size, UINT64 members) {
+  return roundUp(divideUp(size, members), LEVEL_GRAIN);
+}
 
 // The adapter's descriptor of a level that it supports; null for any other. Descriptors are as many as adapter has.
 const RAID_LEVEL_PARAMS *levelFind(const RAID_ADAPTER_RECORD *adapter, const RAID_LEVEL_PARAMS *descriptors,

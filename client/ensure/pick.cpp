@@ -79,7 +79,7 @@ struct Tally {
 };
 
 static bool hasRoom(const RAID_PD_RECORD &disk, UINT64 share) {
-  return disk.Size - disk.Size % LEVEL_GRAIN >= share;
+  return roundDown(disk.Size, LEVEL_GRAIN) >= share;
 }
 
 static void count(const RAID_PD_RECORD &disk, UINT64 share, Tally *tally) {

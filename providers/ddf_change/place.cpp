@@ -41,11 +41,6 @@ EFI_STATUS checkMembers(Writer *writer, const NewVirtualDisk &wanted, UINT32 *se
 
 // --- Room on the disks ---
 
-UINT64 memberGrain(const NewVirtualDisk &wanted) {
-  UINT64 strip = wanted.level == ddf::levelRaid1 ? 1 : UINT64{1} << wanted.strip;
-  return strip > grainSectors ? strip : grainSectors;
-}
-
 struct Gaps {
   const ddf::Gap *items;
   UINT32 count;
@@ -60,16 +55,6 @@ static Gaps gapsOf(const ddf::Model &model, UINT32 number, ddf::Gap *whole) {
   }
   *whole = {0, disk.source.sectors - ddf::reserveSectors};
   return {whole, 1};
-}
-
-static UINT64 startIn(const ddf::Gap &gap, UINT64 start) {
-  return start != anywhere ? start : (gap.start + grainSectors - 1) / grainSectors * grainSectors;
-}
-
-// What a gap has from start on.
-static UINT64 roomIn(const ddf::Gap &gap, UINT64 wanted) {
-  UINT64 start = startIn(gap, wanted);
-  return start >= gap.start && start - gap.start < gap.blocks ? gap.blocks - (start - gap.start) : 0;
 }
 
 static UINT64 mostRoom(const Gaps &gaps, UINT64 start) {
@@ -93,7 +78,7 @@ static UINT64 commonRoom(const ddf::Model &model, const NewVirtualDisk &wanted, 
       *smallest = wanted.disks[i];
     }
   }
-  return blocks - blocks % memberGrain(wanted);
+  return roundDown(blocks, memberGrain(wanted));
 }
 
 EFI_STATUS findPlaces(Work *work, const NewVirtualDisk &wanted, Places *places) {

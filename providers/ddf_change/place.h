@@ -1,12 +1,27 @@
 // Which disks a new virtual disk may have, and where on them it finds room.
 #pragma once
 
+#include "base/rounding.h"
 #include "providers/ddf_change/work.h"
 
 namespace ddf_change {
 
-// What a member's blocks are a multiple of.
-UINT64 memberGrain(const NewVirtualDisk &wanted);
+// What a member's blocks are a multiple of: strips and pages.
+constexpr UINT64 memberGrain(const NewVirtualDisk &wanted) {
+  UINT64 strip = wanted.level == ddf::levelRaid1 ? 1 : UINT64{1} << wanted.strip;
+  return strip > grainSectors ? strip : grainSectors;
+}
+
+// Where a member begins in a gap: at its first page, or where it is wanted.
+constexpr UINT64 startIn(const ddf::Gap &gap, UINT64 wanted) {
+  return wanted != anywhere ? wanted : roundUp(gap.start, grainSectors);
+}
+
+// The blocks from there on that lie in the gap; none when it begins outside.
+constexpr UINT64 roomIn(const ddf::Gap &gap, UINT64 wanted) {
+  UINT64 start = startIn(gap, wanted);
+  return start >= gap.start && start - gap.start < gap.blocks ? gap.blocks - (start - gap.start) : 0;
+}
 
 struct Places {
   UINT64 memberBlocks;

@@ -1,6 +1,7 @@
 #include "providers/disk_controller/commands/volume_request.h"
 
 #include "base/pool.h"
+#include "base/rounding.h"
 #include "base/text.h"
 #include "providers/disk_controller/metadata/levels.h"
 
@@ -183,11 +184,9 @@ static EFI_STATUS decodeQualifier(const RAID_VD_RECORD &wanted, const RAID_LEVEL
 
 // Whole strips and pages of each member, so that at least size bytes have room.
 static UINT64 blocksOf(UINT64 size, UINT32 members, UINT8 strip) {
-  UINT64 sectors = size / ddf::sectorSize + (size % ddf::sectorSize != 0 ? 1 : 0);
-  UINT64 blocks = sectors / members + (sectors % members != 0 ? 1 : 0);
   UINT64 grain =
       strip == ddf::noStrip || 1ULL << strip < ddf_change::grainSectors ? ddf_change::grainSectors : 1ULL << strip;
-  return (blocks + grain - 1) / grain * grain;
+  return roundUp(divideUp(divideUp(size, ddf::sectorSize), members), grain);
 }
 
 EFI_STATUS decodeVirtualDisk(const RAID_VD_RECORD &wanted, UINT32 count, ddf_change::NewVirtualDisk *virtualDisk,

@@ -123,7 +123,7 @@ static EFI_STATUS planSpace(Controller *sim, const RAID_VD_RECORD *wanted, const
     room = left < room ? left : room;
     plan->start = end > plan->start ? end : plan->start;
   }
-  room -= room % LEVEL_GRAIN;
+  room = roundDown(room, LEVEL_GRAIN);
   UINT64 members = levelDataMembers(levelLayout(wanted->RAIDLevel), count, plan->spanDepth);
   if (members == 0) { // limits of a controller file may allow it
     return EFI_INVALID_PARAMETER;
