@@ -15,7 +15,7 @@ constexpr UINT32 elementSize = sizeof(U32) + sizeof(U64); // of a record's array
 int compareGuids(const Guid &a, const Guid &b);
 
 // Whether size bytes from one place on lie below limit.
-inline bool fits(UINT64 from, UINT64 size, UINT64 limit) {
+constexpr bool fits(UINT64 from, UINT64 size, UINT64 limit) {
   return from <= limit && size <= limit - from;
 }
 

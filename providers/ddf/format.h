@@ -12,14 +12,14 @@ constexpr UINT32 sectorSize = 512;
 template <class T> struct Number {
   UINT8 bytes[sizeof(T)];
 
-  operator T() const {
+  constexpr operator T() const {
     UINT64 value = 0;
     for (UINT8 byte : bytes) {
       value = value << 8 | byte;
     }
     return static_cast<T>(value);
   }
-  Number &operator=(T value) {
+  constexpr Number &operator=(T value) {
     UINT64 rest = value;
     for (UINTN i = sizeof(T); i-- > 0; rest >>= 8) {
       bytes[i] = static_cast<UINT8>(rest);

@@ -1,15 +1,9 @@
 // How much of each disk of a set virtual disks use, and where the gaps are.
 
+#include "providers/ddf/runs.h"
 #include "providers/ddf/set_stages.h"
 
 namespace ddf {
-
-struct UsedExtent {
-  UINT32 pd;
-  Part part;
-  UINT64 start;
-  UINT64 end;
-};
 
 // Pieces of all members that lie on a known disk, even a missing one, cut at the disk's limit.
 static UINTN collectPieces(const Set &set, UsedExtent *pieces) {
@@ -22,9 +16,8 @@ static UINTN collectPieces(const Set &set, UsedExtent *pieces) {
         continue;
       }
       UINT64 limit = set.pds[member.pd].limit;
-      UINT64 start = member.start < limit ? member.start : limit;
-      UINT64 blocks = virtualDisk.record->memberBlocks;
-      pieces[count++] = {member.pd, {i, j}, start, fits(start, blocks, limit) ? start + blocks : limit};
+      UINT64 start = startBelow(limit, member.start);
+      pieces[count++] = {member.pd, {i, j}, start, endBelow(limit, start, virtualDisk.record->memberBlocks)};
     }
   }
   sortArray(pieces, count, [](const UsedExtent &a, const UsedExtent &b) {
@@ -36,28 +29,14 @@ static UINTN collectPieces(const Set &set, UsedExtent *pieces) {
   return count;
 }
 
-static void addGap(Pd *pd, UINT64 start, UINT64 end) {
-  if (start < end) {
-    pd->gaps[pd->gapCount++] = {start, end - start};
-    pd->freeBlocks += end - start;
-  }
-}
-
-// pieces are those of this disk; they may overlap.
+// pieces are those of this disk.
 static bool readPd(Pd *pd, const UsedExtent *pieces, UINTN count) {
   pd->gaps = poolNew<Gap>(count + 1);
   pd->parts = poolNew<Part>(count + 1);
   if (pd->gaps == nullptr || pd->parts == nullptr) {
     return false;
   }
-  UINT64 at = 0;
-  for (UINTN i = 0; i < count; ++i) {
-    pd->parts[pd->partCount++] = pieces[i].part;
-    addGap(pd, at, pieces[i].start);
-    at = pieces[i].end > at ? pieces[i].end : at;
-  }
-  addGap(pd, at, pd->limit);
-  pd->usedBlocks = pd->limit - pd->freeBlocks;
+  divide(pd, pieces, count);
   return true;
 }
 

@@ -81,18 +81,6 @@ static bool isAwaited(const ddf::Set &set, const ddf::VirtualDisk &volume, UINT3
   return found.state == ddf::MemberState::missing && (set.pds[found.pd].entry->state & gone) == 0;
 }
 
-static Layout layoutOf(const ddf::VirtualDisk &volume) {
-  bool isMirror = volume.level == ddf::VirtualDiskLevel::raid1;
-  UINT32 copies = isMirror                                        ? volume.memberCount
-                  : volume.level != ddf::VirtualDiskLevel::raid10 ? 1
-                  : volume.spans > 1                              ? volume.spanMembers
-                                                                  : 2;
-  UINT32 strip = isMirror ? 0 : volume.stripBlocks;
-  Layout layout = {volume.level, volume.record->qualifier, copies, volume.memberCount, strip, 0};
-  layout.blocks = blocksOf(layout, volume.memberBlocks);
-  return layout;
-}
-
 static void fillMap(const ddf::Set &set, const ddf::VirtualDisk &volume, Map *map) {
   const ddf::VdEntry &entry = *volume.entry;
   *map = {};

@@ -118,6 +118,18 @@ constexpr UINT64 blocksOf(const Layout &layout, UINT64 memberBlocks) {
   return rows * (layout.memberCount - paritiesOf(layout.level)) / layout.copies * layout.stripBlocks;
 }
 
+constexpr Layout layoutOf(const ddf::VirtualDisk &volume) {
+  bool isMirror = volume.level == ddf::VirtualDiskLevel::raid1;
+  UINT32 copies = isMirror                                        ? volume.memberCount
+                  : volume.level != ddf::VirtualDiskLevel::raid10 ? 1
+                  : volume.spans > 1                              ? volume.spanMembers
+                                                                  : 2;
+  UINT32 strip = isMirror ? 0 : volume.stripBlocks;
+  Layout layout = {volume.level, volume.record->qualifier, copies, volume.memberCount, strip, 0};
+  layout.blocks = blocksOf(layout, volume.memberBlocks);
+  return layout;
+}
+
 // Whether every block has a copy on a member that is readable.
 template <class IsReadable> constexpr bool hasCopies(const Layout &layout, IsReadable isReadable) {
   for (UINT32 strip = 0; strip < layout.memberCount; ++strip) {
