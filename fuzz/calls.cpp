@@ -55,7 +55,9 @@ static void call(World &world, const std::string &usual, FuzzInput &input) {
   }
 }
 
-FUZZ_TARGET(calls, {{1 << 19, 16384}, {1 << 20, 131072}, {200000000, 1000000}, {32, 32}}) {
+static constexpr FUZZ_LIMITS COST = {{1 << 19, 16384}, {1 << 20, 131072}, {200000000, 1000000}, {32, 32}};
+
+FUZZ_TARGET(calls, COST, FUZZ_CONTROLLER::small) {
   World &world = fuzzWorld();
   static const std::string usual = world.get().text;
   while (!input.atEnd()) {

@@ -19,18 +19,20 @@ static const DISKS &baseDisks(bool spanned) {
 }
 
 // One change: which disk, which sector of its copies, from which byte on, and the bytes. The place counts sectors from
-// the header; the anchor is behind the last one.
-static void changeSector(DISKS &disks, FuzzInput &input) {
+// the header; the anchor is behind the last one. Returns the disks that it touched, a bit each.
+static uint32_t changeSector(DISKS &disks, FuzzInput &input) {
   constexpr uint8_t ONE_COPY = 0x80, ALL_DISKS = 0x40, DISK = 0x0F;
   uint8_t what = input.byte(), place = input.byte();
   size_t at = input.number(2) % ddf::sectorSize;
   size_t length = 1 + input.byte() % 8;
   uint64_t value = input.number(static_cast<unsigned>(length));
+  uint32_t touched = 0;
   for (size_t i = 0; i < disks.size(); ++i) {
     SPARSE_DISK &disk = disks[i];
     if ((what & ALL_DISKS) == 0 && (what & DISK) % disks.size() != i) {
       continue;
     }
+    touched |= 1U << i;
     UINT64 primary = disk.sectors - 32768, secondary = disk.sectors - ddf::reserveSectors;
     bool anchor = place == 0xFF;
     for (UINT64 lba : {anchor ? disk.sectors - 1 : primary + place, anchor ? disk.sectors - 1 : secondary + place}) {
@@ -44,18 +46,17 @@ static void changeSector(DISKS &disks, FuzzInput &input) {
       }
     }
   }
+  return touched;
 }
 
 // The anchor as well, when a header was changed: the three are equal from the type on.
-static void copyHeaders(DISKS &disks) {
+static void copyHeader(SPARSE_DISK &disk) {
   constexpr size_t EQUAL_FROM = 113;
-  for (SPARSE_DISK &disk : disks) {
-    SECTOR_BYTES header = disk.read(disk.sectors - 32768);
-    SECTOR_BYTES &anchor = disk.kept[disk.sectors - 1];
-    std::copy(header.begin() + EQUAL_FROM, header.end(), anchor.begin() + EQUAL_FROM);
-    std::copy(header.begin() + 8, header.begin() + 40, anchor.begin() + 8);
-    std::copy(header.begin() + 96, header.begin() + 112, anchor.begin() + 96);
-  }
+  SECTOR_BYTES header = disk.read(disk.sectors - 32768);
+  SECTOR_BYTES &anchor = disk.kept[disk.sectors - 1];
+  std::copy(header.begin() + EQUAL_FROM, header.end(), anchor.begin() + EQUAL_FROM);
+  std::copy(header.begin() + 8, header.begin() + 40, anchor.begin() + 8);
+  std::copy(header.begin() + 96, header.begin() + 112, anchor.begin() + 96);
 }
 
 DDF_INPUT readDdfInput(FuzzInput input) {
@@ -67,15 +68,17 @@ DDF_INPUT readDdfInput(FuzzInput input) {
   if ((flags & CHANGE) != 0) {
     input.number(8), input.number(8);
   }
+  uint32_t touched = 0;
   for (int changes = 0; changes < 64 && !input.atEnd(); ++changes) {
-    changeSector(disks, input);
+    touched |= changeSector(disks, input);
   }
-  if ((flags & OWN_ANCHOR) == 0) {
-    copyHeaders(disks);
-  }
-  for (SPARSE_DISK &disk : disks) {
-    if ((flags & TORN) == 0) {
-      mendChecksums(disk);
+  for (size_t i = 0; i < disks.size(); ++i) {
+    bool isTouched = (touched >> i & 1) != 0;
+    if (isTouched && (flags & OWN_ANCHOR) == 0) {
+      copyHeader(disks[i]);
+    }
+    if (isTouched && (flags & TORN) == 0) {
+      mendChecksums(disks[i]);
     }
   }
   disks[0].failAfter = failAfter;

@@ -29,10 +29,11 @@ ROOM = 32768  # bytes that a target's evolved inputs may grow by at a time
 
 HEAD = """# What the fuzzers ran
 
-`./run fuzz [SECONDS] [TARGET...]` adds to this table: libFuzzer with AddressSanitizer and UBSan, two cores shared with other
-work. A row counts what ran since its judgement was last changed: it begins anew when a hash of `fuzz/TARGET.cpp` and of
-what that stands on in `fuzz/` is another than the row's last column. Only runs without a fault add. Edges, features and
-inputs are those of the last run: code reached, also told apart by how often, and inputs kept for it.
+Least was run of `{least}`: {executions} executions. `./run fuzz [SECONDS] [TARGET...]` adds to this table: libFuzzer with
+AddressSanitizer and UBSan, two cores shared with other work. A row counts what ran since its judgement was last changed:
+it begins anew when a hash of `fuzz/TARGET.cpp` and of what that stands on in `fuzz/` is another than the row's last
+column. Only runs without a fault add. Seconds are the processor's, before 27 November 2026 the clock's. Edges, features
+and inputs are those of the last run: code reached, also told apart by how often, and inputs kept for it.
 
 | target | executions | seconds | a second | edges | features | inputs | since | sources |
 | --- | ---: | ---: | ---: | ---: | ---: | ---: | --- | --- |
@@ -68,16 +69,18 @@ def run(name, seconds):
     work = work_of(name)
     options = [f"-max_total_time={seconds}", "-timeout=30", "-reload=0", "-print_final_stats=1", f"-artifact_prefix={work}/"]
     with open(work / "log", "wb") as log:
-        done = subprocess.run(command(name, *options, f"{work}/corpus", f"fuzz/corpus/{name}", UNPACKED / name), cwd=ROOT,
-                              env=environment(), stdout=log, stderr=subprocess.STDOUT)
+        fuzzer = subprocess.Popen(command(name, *options, f"{work}/corpus", f"fuzz/corpus/{name}", UNPACKED / name),
+                                  cwd=ROOT, env=environment(), stdout=log, stderr=subprocess.STDOUT)
+        _, status, usage = os.wait4(fuzzer.pid, 0)
+        fuzzer.returncode = os.waitstatus_to_exitcode(status)
     text = (work / "log").read_text(errors="replace")
-    if done.returncode != 0:
-        what = "stopped" if done.returncode == INTERRUPTED else "FAULT"
+    if fuzzer.returncode != 0:
+        what = "stopped" if fuzzer.returncode == INTERRUPTED else "FAULT"
         print(f"{name:12} {what}; {work}/log ends so:", *text.splitlines()[-40:], sep="\n", flush=True)
         return None
     states = re.findall(r"cov: (\d+) ft: (\d+) corp: (\d+)/", text)
     executions = int(re.search(r"number_of_executed_units: *(\d+)", text)[1])
-    elapsed = int(re.search(r"Done \d+ runs in (\d+) second", text)[1])
+    elapsed = round(usage.ru_utime + usage.ru_stime)
     print(f"{name:12} {executions:12,} executions in {elapsed} s, {states[-1][0]} edges", flush=True)
     return [executions, elapsed, *map(int, states[-1])]
 
@@ -109,10 +112,9 @@ def record(results):
             since = f"{commit}, {datetime.date.today()}"
         numbers = [executions, elapsed, executions // max(elapsed, 1), edges, features, inputs]
         rows[name] = [name, *(f"{number:,}" for number in numbers), since, sources(name)]
-    lines = ["| " + " | ".join(rows[name]) + " |\n" for name in targets() if name in rows]
-    sums = [sum(int(row[column].replace(",", "")) for row in rows.values()) for column in (1, 2)]
-    lines.append(f"| all | {sums[0]:,} | {sums[1]:,} | {sums[0] // max(sums[1], 1):,} | | | | | |\n")
-    RESULTS.write_text(HEAD + "".join(lines))
+    ordered = sorted(rows.values(), key=lambda row: int(row[1].replace(",", "")))
+    lines = ["| " + " | ".join(row) + " |\n" for row in ordered]
+    RESULTS.write_text(HEAD.format(least=ordered[0][0], executions=ordered[0][1]) + "".join(lines))
 
 
 def pack(name, files):

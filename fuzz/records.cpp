@@ -64,11 +64,11 @@ static void reconnect(World &world) {
 // Of an inventory, a restore and a controller that is left and taken again.
 static constexpr FUZZ_LIMITS COST = {{1 << 19, 1024}, {1 << 21, 4096}, {500000000, 100000}};
 
-FUZZ_TARGET(records, COST) {
+FUZZ_TARGET(records, COST, FUZZ_CONTROLLER::small) {
   World &world = fuzzWorld();
+  static const std::string usual = world.get().text;
   g_execute = world.sim->protocol.Execute;
   world.sim->protocol.Execute = execute;
-  const std::string usual = world.get().text;
   uint8_t operation = input.byte() % 5;
   g_input = &input;
   std::string saved = input.byte() % 2 == 0 ? usual : world.get().text;

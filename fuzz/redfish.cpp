@@ -51,13 +51,14 @@ static std::string uriOf(const REDFISH_MODEL &model, uint8_t kind, FuzzInput &in
 // A document is written to memory that doubles, and a body is kept as a tree that no pool counts.
 FUZZ_TARGET(redfish, {{1 << 19, 4096}, {1 << 20, 16384}, {200000000, 1000000}, {64, 8}}) {
   const REDFISH_MODEL &model = startModel();
+  static const REDFISH_RESOURCES resources = makeResources(model);
   uint8_t what = input.byte();
   std::string uri = uriOf(model, what & 7, input), body = input.text();
   CHANGE_WRITER writer = {};
   try {
     const char *methods[] = {"POST", "PATCH", "DELETE", "GET"};
     std::vector<REDFISH_PROBLEM> notes;
-    putRequest({model, methods[what >> 3 & 3], uri, body}, makeResources(model), &writer, &notes);
+    putRequest({model, methods[what >> 3 & 3], uri, body}, resources, &writer, &notes);
     if (isEmpty(writer)) {
       return; // it is so already
     }

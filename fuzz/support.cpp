@@ -2,15 +2,40 @@
 
 #include "driver/xml/xml.h"
 #include "host/firmware/state.h"
+#include "providers/sim_controller/commands/virtual_disks.h"
 #include "providers/sim_controller/presets.h"
 #include "providers/sim_controller/sim_controller.h"
 #include "tests/support/kept_state.h"
 
 // --- The world ---
 
+static World *g_world;
 static const KEPT_STATE *g_start;
 
-// Two levels instead of all, so that documents and runs stay short; two disks that are free; a key.
+// Eight disks: two virtual disks, a hot spare, and two that are free.
+static void makeUsual(sim::Controller **sim) {
+  EXPECT_EQ(sim::createSized(/* enclosures= */ 1, /* slots= */ 8, /* virtualDisks= */ 2, sim), EFI_SUCCESS);
+  (*sim)->disks.items[6].record.Hotspare = 0;
+  (*sim)->disks.items[7].record.Hotspare = 0;
+}
+
+// Four disks: two that carry two virtual disks, a hot spare, and one that is free.
+static void makeSmall(sim::Controller **sim) {
+  EXPECT_EQ(sim::createSized(/* enclosures= */ 1, /* slots= */ 4, /* virtualDisks= */ 0, sim), EFI_SUCCESS);
+  const POOL_ARRAY<sim::Disk> &disks = (*sim)->disks;
+  for (UINT32 i : {0, 1, 3}) {
+    disks.items[i].record.Hotspare = 0;
+  }
+  const UINT32 members[] = {disks.items[0].record.ObjectID, disks.items[1].record.ObjectID};
+  RAID_VD_RECORD wanted = {};
+  wanted.RAIDLevel = RAID_LEVEL_1;
+  for (UINT64 size : {UINT64{100000000000}, UINT64{0}}) {
+    wanted.Size = size;
+    EXPECT_EQ(sim::createVirtualDisk(*sim, &wanted, members, 2, nullptr), EFI_SUCCESS);
+  }
+}
+
+// Two levels instead of all, so that documents and runs stay short; a key.
 static void shapeSim(sim::Controller *sim) {
   constexpr UINT32 LEVELS = /* RAID 1 */ 0x04 | /* RAID 5 */ 0x40;
   sim::Adapter &adapter = sim->adapter;
@@ -18,17 +43,15 @@ static void shapeSim(sim::Controller *sim) {
                  [](const RAID_LEVEL_PARAMS &level) { return (level.RAIDLevel & LEVELS) == 0; });
   adapter.levelCount = 2;
   adapter.record.SupportedRAIDLevels = LEVELS;
-  sim->disks.items[6].record.Hotspare = 0;
-  sim->disks.items[7].record.Hotspare = 0;
   sim->key = {true, "fuzz", {}, RAID_KEY_MODE_LKM};
   std::copy_n(PASSPHRASE, sizeof PASSPHRASE - 1, sim->key.passphrase);
 }
 
-static World *startWorld() {
+static World *startWorld(FUZZ_CONTROLLER controller) {
   testing::GTEST_FLAG(break_on_failure) = true;
   auto *world = new World(WORLD_OPTIONS{.preset = nullptr});
   setSystemTable(world->firmware.systemTable());
-  EXPECT_EQ(sim::createSized(/* enclosures= */ 1, /* slots= */ 8, /* virtualDisks= */ 2, &world->sim), EFI_SUCCESS);
+  controller == FUZZ_CONTROLLER::small ? makeSmall(&world->sim) : makeUsual(&world->sim);
   shapeSim(world->sim);
   EXPECT_EQ(sim::install(world->sim, &world->controller), EFI_SUCCESS);
   EXPECT_EQ(world->connect(), EFI_SUCCESS);
@@ -38,8 +61,7 @@ static World *startWorld() {
 }
 
 World &fuzzWorld() {
-  static World *world = startWorld();
-  return *world;
+  return *g_world;
 }
 
 void resetFuzzWorld() {
@@ -72,8 +94,8 @@ static void runInWorld(FuzzInput input) {
   mustHold(fault == nullptr, std::string("controller state: ") + (fault == nullptr ? "" : fault));
 }
 
-void runJudged(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits) {
-  fuzzWorld();
+void runJudged(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits, FUZZ_CONTROLLER controller) {
+  g_world = g_world == nullptr ? startWorld(controller) : g_world;
   g_body = body;
   g_limits = &limits;
   runMeasured(runInWorld, input, limits);

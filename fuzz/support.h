@@ -4,15 +4,21 @@
 #include "fuzz/pure.h"
 #include "tests/support/world.h"
 
+// The controller of a target. Most have the usual one, with an enclosure, eight disks, two virtual disks, a hot spare
+// and a key, of which their documents know. An inventory of the small one takes half the time: it has four disks, of
+// which two carry both virtual disks.
+enum class FUZZ_CONTROLLER { usual, small };
+
 // Runs a target's body and judges what it left: the pool as it was, without misuse, and a consistent controller whose
 // answers came back. The controller is put back to its start beforehand.
 constexpr FUZZ_LIMITS WORLD_LIMITS = {{262144, 256}, {524288, 1024}, {200000000, 50000}};
-void runJudged(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits = WORLD_LIMITS);
+void runJudged(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits = WORLD_LIMITS,
+               FUZZ_CONTROLLER controller = FUZZ_CONTROLLER::usual);
 
 #define FUZZ_TARGET(name, ...) FUZZ_TARGET_BY(runJudged, name __VA_OPT__(, ) __VA_ARGS__)
 
-// The world with a small controller: one enclosure, eight disks, two virtual disks, a hot spare, a key. It lasts as
-// long as the process; an expectation of its own that fails ends that too.
+// The world with the target's controller. It lasts as long as the process; an expectation of its own that fails ends
+// that too.
 World &fuzzWorld();
 
 // Puts the controller's state back to its start.

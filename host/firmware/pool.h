@@ -15,6 +15,7 @@ struct POOL_BLOCK {
   uint8_t *memory;
   UINTN size;
   UINTN front;   // guard bytes before the memory
+  UINTN room;    // for the largest size that may get this memory, 0: no other one
   bool live;     // else freed, and kept from use for a while
   bool reported; // its damage has been complained about
 };
@@ -48,6 +49,8 @@ public:
 private:
   bool failsNow();
   EFI_STATUS giveBack(void *buffer, bool pages, UINTN size);
+  POOL_BLOCK *makeBlock(UINTN size, UINTN alignment);
+  POOL_BLOCK *takeFromShelf(UINTN size);
   void check(POOL_BLOCK &block);
   void quarantine(POOL_BLOCK &block);
   void dropOldest();
@@ -59,6 +62,8 @@ private:
   // Freed blocks stay poisoned for a while, so that late writes into them and second frees are noticed.
   std::deque<POOL_BLOCK *> freed_;
   UINTN freedBytes_ = 0;
+  // Of fuzzers, by the sizes that fit: blocks for use again, poisoned all over.
+  std::vector<POOL_BLOCK *> shelves_[256];
   uint64_t failIn_ = 0;      // 1: the next allocation fails; 0: none does
   uint64_t failAgainIn_ = 0; // what failIn_ becomes after a single failure
   FAIL_MODE failMode_ = FAIL_MODE::once;
