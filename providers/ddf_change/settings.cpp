@@ -29,6 +29,16 @@ static EFI_STATUS prepareNothing(Work *) {
 
 // --- A virtual disk's settings ---
 
+// Of two records the one with the greater number counts, so that one with the last number cannot have a successor.
+static bool mayFollow(const ddf::VirtualDisk &virtualDisk) {
+  for (UINT32 i = 0; i < virtualDisk.spans; ++i) {
+    if (virtualDisk.records[i] != nullptr && virtualDisk.records[i]->sequence == 0xFFFFFFFF) {
+      return false;
+    }
+  }
+  return true;
+}
+
 static void setCache(Work *work, const ddf::Guid &virtualDisk, UINT8 cache) {
   for (UINT32 i = 0; i < work->count; ++i) {
     ddf::Record *record = findRecord(work->disks[i].copy, virtualDisk);
@@ -74,7 +84,11 @@ EFI_STATUS changeVirtualDisk(Writer *writer, UINT32 set, UINT32 virtualDisk, con
       (access && (settings.access == 1 || settings.access > ddf::accessBlocked))) {
     return EFI_INVALID_PARAMETER;
   }
-  const ddf::Guid &guid = writer->model->sets[set].virtualDisks[virtualDisk].entry->guid;
+  const ddf::VirtualDisk &changed = writer->model->sets[set].virtualDisks[virtualDisk];
+  if ((settings.which & settingCache) != 0 && !mayFollow(changed)) {
+    return refuse(writer, EFI_ACCESS_DENIED, ddf::noIndex, "the volume's record has no sequence numbers left");
+  }
+  const ddf::Guid &guid = changed.entry->guid;
   auto prepare = [&](Work *work) {
     const ddf::VdEntry *entry = findVirtualDiskEntry(leadCopy(work), guid);
     if (entry == nullptr) {

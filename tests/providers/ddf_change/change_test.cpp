@@ -231,6 +231,19 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   expectGolden("providers/ddf_change/story.txt", told);
 }
 
+// A record with the last number would be followed by one that counts less; what needs no new record is changed.
+TEST_F(Ddf, TheLastNumberOfARecordIsKept) {
+  Rig rig(2);
+  ASSERT_EQ(rig.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
+  changeDisks(rig.disks, [](ddf::Copy &copy, size_t) { ddf::recordAt(copy, 0)->sequence = 0xFFFFFFFF; });
+  for (UINT8 which : {ddf_change::settingCache, ddf_change::settingName}) {
+    EFI_STATUS status = rig.run([which](ddf_change::Writer *writer) {
+      return ddf_change::changeVirtualDisk(writer, 0, 0, {which, 0, 0x21, "new"});
+    });
+    EXPECT_EQ(status, which == ddf_change::settingName ? EFI_SUCCESS : EFI_ACCESS_DENIED) << rig.trouble;
+  }
+}
+
 // Of a set that others made, whose member ends where no other can begin.
 TEST_F(Ddf, MembersBeginInGapsAtWholeGrains) {
   Rig rig(2);
