@@ -142,6 +142,7 @@ struct VirtualDisk {
   VdState state;       // the worse of what the members give and what the entry says; optimal, partially optimal,
                        // degraded or failed
   Fault fault;         // why the record is not used
+  bool unread;         // a span's record does not fit to that one, and is not older
 };
 
 // Disks whose headers carry one GUID.

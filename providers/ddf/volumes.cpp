@@ -208,6 +208,8 @@ static bool readMembers(const Set &set, const SetIndex &index, const RecordKey *
     if (newest && recordFault(keys[i]) == nullptr && isSibling(*keys[i].record, record)) {
       virtualDisk->records[keys[i].position] = keys[i].record;
       readSpan(set, index, keys[i], number, virtualDisk->members + UINTN{keys[i].position} * virtualDisk->spanMembers);
+    } else if (newest && keys[i].record->sequence >= record.sequence) {
+      virtualDisk->unread = true;
     }
   }
   return true;
@@ -257,7 +259,8 @@ static bool readAll(const Copy &newest, Set *set, const SetIndex &index, const R
     } else if (!readVirtualDisk(*set, index, keys, count, virtualDisk)) {
       return false;
     }
-    set->sound = set->sound && (virtualDisk->record == nullptr || virtualDisk->fault.what == nullptr);
+    set->sound =
+        set->sound && (virtualDisk->record == nullptr || virtualDisk->fault.what == nullptr) && !virtualDisk->unread;
   }
   for (UINTN i = 0; i < count; ++i) {
     bool isKnown = findVirtualDisk(*set, index, keys[i].record->guid) != noIndex;

@@ -226,7 +226,10 @@ TEST_F(Ddf, WhatDoesNotFitTogetherIsNotMixed) {
     disks = makeDisks({ddf::levelRaid1, 0, ddf::secondarySpanned, 2, 2, 7, 256}, 0, ddf::smallLimits);
     changeDisks(disks, change);
     hasText(disks, "members 0@0, 1@0, | ?@0 unknown, ?@0 unknown\n");
+    EXPECT_FALSE(readModel(disks)->sets[0].sound); // so nothing is made where these members may be
   }
+  changeDisks(disks, CHANGE(record(copy)->sequence = disk < 2 ? 2 : 1));
+  EXPECT_TRUE(readModel(disks)->sets[0].sound);
   DISKS others = makeDisks({ddf::levelRaid1, 0, ddf::secondarySpanned, 2, 2, 7, 256}, 0, ddf::linuxLimits);
   disks[1] = others[1];
   hasText(disks, "members 0@0, 1@0, | ?@0 unknown, ?@0 unknown\n");
