@@ -1,5 +1,6 @@
 // ddf_show IMAGE...         what our reader finds on disk images, as a text
 // ddf_show --packed FILE... the same for disks in files of snapshots.py
+// ddf_show --named IMAGE... with GUIDs and numbers, of each disk alone and then of all together
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -21,17 +22,17 @@ static EFI_STATUS readImage(void *context, UINT64 lba, UINTN count, void *buffer
   return got == size ? EFI_SUCCESS : EFI_DEVICE_ERROR;
 }
 
-static bool show(const std::vector<ddf::Source> &sources) {
+static bool show(const std::vector<ddf::Source> &sources, bool names = false) {
   ddf::Model *model = nullptr;
   if (ddf::readModel(sources.data(), static_cast<UINT32>(sources.size()), /* ours= */ nullptr, &model) != EFI_SUCCESS) {
     return false;
   }
-  std::fputs(describe(*model).c_str(), stdout);
+  std::fputs(describe(*model, names).c_str(), stdout);
   ddf::freeModel(model);
   return true;
 }
 
-static bool showImages(char **paths, int count) {
+static bool showImages(char **paths, int count, bool names) {
   std::vector<int> files(static_cast<size_t>(count));
   std::vector<ddf::Source> sources;
   for (size_t i = 0; i < files.size(); ++i) {
@@ -43,7 +44,12 @@ static bool showImages(char **paths, int count) {
     }
     sources.push_back({readImage, &files[i], static_cast<UINT64>(about.st_size) / ddf::sectorSize});
   }
-  return show(sources);
+  for (size_t i = 0; names && i < sources.size(); ++i) {
+    std::puts("alone");
+    show({sources[i]}, names);
+  }
+  std::fputs(names ? "together\n" : "", stdout);
+  return show(sources, names);
 }
 
 static bool showPacked(const char *path) {
@@ -59,8 +65,10 @@ static bool showPacked(const char *path) {
 int main(int argc, char **argv) {
   Firmware firmware;
   setSystemTable(firmware.systemTable());
-  if (argc < 3 || std::strcmp(argv[1], "--packed") != 0) {
-    return showImages(argv + 1, argc - 1) ? 0 : 1;
+  const char *option = argc > 2 ? argv[1] : "";
+  if (std::strcmp(option, "--packed") != 0) {
+    bool names = std::strcmp(option, "--named") == 0;
+    return showImages(argv + (names ? 2 : 1), argc - (names ? 2 : 1), names) ? 0 : 1;
   }
   bool shown = true;
   for (int i = 2; i < argc; ++i) {

@@ -33,7 +33,7 @@ settle() {
 }
 
 snapshot_at=0
-# take DISK...: the metadata of the disks on the disk $SNAPSHOTS, and what mdadm and the kernel say about it. The places
+# take DISK...: the metadata of the disks on the disk $SNAPSHOTS, and what the kernel says about it. The places
 # are those that mdadm chooses.
 take() {
   for disk in "$@"; do
@@ -43,14 +43,13 @@ take() {
     copy "$disk" $((size - 65536)) 618
     copy "$disk" $((size - 32768)) 618
     copy "$disk" $((size - 1)) 1
-    mdadm --examine "/dev/$disk" 2>&1
   done
   echo "mdstat"
   cat /proc/mdstat
 }
 
 # snapshot NAME DISK...: takes the metadata once it has settled, and again if Linux wrote any of it meanwhile (it does
-# where it rebuilds): the copies and mdadm's words are then of different moments.
+# where it rebuilds): the copies and the kernel's words are then of different moments.
 snapshot() {
   name=$1
   shift

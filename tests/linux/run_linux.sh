@@ -1,6 +1,6 @@
 #!/bin/sh
-# Boots the Linux guest on fresh disk images, lets mdadm bring sets into all states there, and compares what mdadm and the
-# kernel say about each with what our reader finds.
+# Boots the Linux guest on fresh disk images, lets mdadm bring sets into all states there, and compares what the kernel
+# says about each with what our reader finds. What mdadm says is for run_oracle.sh.
 # Environment: SHOW our reader's program (build/test/tests/ddf_show). What comes out stays in build/linux/states.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)

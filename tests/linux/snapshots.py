@@ -1,4 +1,4 @@
-"""What a job of the Linux guest left: snapshots of disks with mdadm's words on them, and files of sparse disks."""
+"""What a job of the Linux guest left: snapshots of disks with the kernel's words on them, and files of sparse disks."""
 import re
 import struct
 
@@ -26,7 +26,6 @@ class Disk:
 class Snapshot:
     def __init__(self):
         self.disks = {}  # by name in the guest, in order
-        self.examined = {}  # what mdadm --examine said of each
         self.mdstat = ""
 
     def own_mdstat(self):
@@ -58,14 +57,26 @@ def read_snapshots(results, image_path):
                 snapshot = None
             elif line.startswith("snapshot "):
                 snapshot = snapshots[words[1]] = Snapshot()
+                lines = []
             elif snapshot and re.match(r"disk vd\w \d+ \d+$", line):
                 snapshot.disks[words[1]] = read_disk(image, int(words[2]), int(words[3]))
-                lines = snapshot.examined[words[1]] = []
             elif snapshot and line.startswith("mdstat"):
                 lines = []
             elif snapshot:
                 lines.append(line)
     return snapshots
+
+
+def unpack(data):
+    """The disks of such a file."""
+    at = 0
+    while at < len(data):
+        sectors, count = struct.unpack_from("<QQ", data, at)
+        kept = {}
+        for at in range(at + 16, at + 16 + count * (8 + SECTOR), 8 + SECTOR):
+            kept[struct.unpack_from("<Q", data, at)[0]] = data[at + 8:at + 8 + SECTOR]
+        at += 8 + SECTOR if count else 16
+        yield Disk(sectors, kept)
 
 
 def write_disks(path, disks):

@@ -7,11 +7,13 @@ if [ $# -gt 0 ]; then
 fi
 need $BUILD_PACKAGES $TEST_PACKAGES $LINUX_PACKAGES $EFI_PACKAGES $FIRMWARE_PACKAGES
 build_efi
-build test --target ddf_show
+build test --target ddf_show oracle_disks fuzz_evolved golden_disks
 build test --target read_volumes
 build release --target xyl
 say "booting the Linux guest"
 tests/linux/run_linux.sh
+say "what mdadm says of sound and hostile disks"
+tests/linux/run_oracle.sh
 newest=$PWD/build/linux-newest
 GUEST=$newest tests/linux/make_guest.sh sid
 read=$PWD/build/test/tests/read_volumes # once is enough

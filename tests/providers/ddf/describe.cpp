@@ -1,6 +1,7 @@
 #include "tests/providers/ddf/describe.h"
 
 #include <algorithm>
+#include <iomanip>
 #include <sstream>
 
 static std::string faultText(const ddf::Fault &fault) {
@@ -21,6 +22,14 @@ static const char *stateName(unsigned state) {
   constexpr const char *NAMES[] = {"optimal", "degraded",          "deleted", "missing",
                                    "failed",  "partially optimal", "offline", "?"};
   return NAMES[state & ddf::vdStateBits];
+}
+
+static std::string hex(const ddf::Guid &guid) {
+  std::ostringstream out;
+  for (UINT8 byte : guid.bytes) {
+    out << std::hex << std::setw(2) << std::setfill('0') << unsigned{byte};
+  }
+  return out.str();
 }
 
 // --- Disks ---
@@ -99,24 +108,50 @@ static void describeVirtualDisk(std::ostream &out, const ddf::VirtualDisk &virtu
   describeMembers(out, virtualDisk);
 }
 
-std::string describe(const ddf::Model &model) {
+// Of each span's record too, as it is.
+static void describeNames(std::ostream &out, const ddf::Copy &copy, const ddf::VirtualDisk &virtualDisk) {
+  const ddf::VdEntry &entry = *virtualDisk.entry;
+  out << "    [" << &entry - ddf::vdEntryAt(copy, 0) << ' ' << hex(entry.guid) << ' ' << entry.number << ' '
+      << unsigned{entry.state} << ' ' << unsigned{entry.init} << "]\n";
+  for (UINT32 i = 0; i < virtualDisk.spans; ++i) {
+    if (const ddf::Record *record = virtualDisk.records[i]) {
+      out << "    [span " << i << ' ' << unsigned{record->secondaryCount} << ' ' << unsigned{record->secondaryLevel}
+          << ' ' << unsigned{record->strip} << ' ' << record->memberBlocks << ' ' << record->blocks << "]\n";
+    }
+  }
+}
+
+std::string describe(const ddf::Model &model, bool names) {
   std::ostringstream out;
   for (UINT32 i = 0; i < model.diskCount; ++i) {
     out << "disk " << i << ": ";
     describeDisk(out, model.disks[i]);
+    if (names && model.disks[i].copy.sections[0] != nullptr) {
+      out << "  [" << ddf::diskDataOf(model.disks[i].copy)->reference << ' ' << model.disks[i].sequences[0] << ' '
+          << model.disks[i].sequences[1] << ' ' << unsigned{model.disks[i].used} << "]\n";
+    }
   }
   for (UINT32 i = 0; i < model.setCount; ++i) {
     const ddf::Set &set = model.sets[i];
     out << "set " << i << ": sequence " << set.sequence << ", newest disk " << set.newest
         << (set.foreign ? ", foreign" : "") << (set.ordered ? "" : ", not ordered") << (set.sound ? "" : ", not sound");
     out << (set.orphans != 0 ? ", orphans " + std::to_string(set.orphans) : "") << '\n';
+    if (names) {
+      out << "  [" << hex(set.guid) << ' ' << hex(set.controller->guid) << "]\n";
+    }
     for (UINT32 j = 0; j < set.pdCount; ++j) {
       out << "  pd " << j << ": ";
       describePd(out, set.pds[j]);
+      const ddf::PdEntry &entry = *set.pds[j].entry;
+      if (names) {
+        out << "    [" << &entry - ddf::pdEntryAt(model.disks[set.newest].copy, 0) << ' ' << entry.reference << ' '
+            << entry.configuredSize << ' ' << entry.type << ' ' << entry.state << "]\n";
+      }
     }
     for (UINT32 j = 0; j < set.virtualDiskCount; ++j) {
       out << "  volume " << j << ": ";
       describeVirtualDisk(out, set.virtualDisks[j]);
+      names ? describeNames(out, model.disks[set.newest].copy, set.virtualDisks[j]) : void();
     }
   }
   return out.str();
