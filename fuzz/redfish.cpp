@@ -16,6 +16,8 @@ static const REDFISH_MODEL &startModel() {
     mustHold(!EFI_ERROR(g_xmlProtocol->Parse(g_xmlProtocol, fuzzWorld().get().text.c_str(), &root)), "inventory");
     readRedfishModel(&front, root, model);
     FreeXMLNode(root);
+    bool isNamed = driveUri(*model, model->disks[6].object) == "/redfish/v1/Chassis/301/Drives/1007";
+    mustHold(isNamed, "the inputs name drives by another URI");
     return model;
   }();
   return *made;
@@ -63,6 +65,9 @@ FUZZ_TARGET(redfish, {{1 << 19, 4096}, {1 << 20, 16384}, {200000000, 1000000}, {
       return; // it is so already
     }
     closeDocument(&writer);
+    XML_NODE *root = nullptr;
+    mustHold(!EFI_ERROR(g_xmlProtocol->Parse(g_xmlProtocol, textOf(writer.Text), &root)), "accepted, and no document");
+    FreeXMLNode(root);
     mustHold(fuzzSet(NORMAL, "", textOf(writer.Text)) != EFI_UNSUPPORTED, "accepted, and nothing to do");
   } catch (const REDFISH_REFUSAL &refusal) {
     checkRefusal(refusal);
