@@ -32,7 +32,7 @@ HEAD = """# What the fuzzers ran
 Least was run of `{least}`: {executions} executions. `./run fuzz [SECONDS] [TARGET...]` adds to this table: libFuzzer with
 AddressSanitizer and UBSan, two cores shared with other work. A row counts what ran since its judgement was last changed:
 it begins anew when a hash of `fuzz/TARGET.cpp` and of what that stands on in `fuzz/` is another than the row's last
-column. Only runs without a fault add. Seconds are the processor's, before 27 November 2026 the clock's. Edges, features
+column. Only runs without a fault add. Seconds are the processor's, of what ran before 4e82e6b7 the clock's. Edges, features
 and inputs are those of the last run: code reached, also told apart by how often, and inputs kept for it.
 
 | target | executions | seconds | a second | edges | features | inputs | since | sources |
