@@ -3,15 +3,17 @@
 
 #include "base/pool.h"
 
+namespace xyl {
+
 // Starts zero-filled, or with arrayStart; items is null only before the first item has come.
-template <class T> struct POOL_ARRAY {
+template <class T> struct PoolArray {
   T *items;
   UINT32 count;
   UINT32 capacity;
 };
 
 // Makes an empty array with room for capacity items; false without memory.
-template <class T> inline bool arrayStart(POOL_ARRAY<T> &array, UINT32 capacity) {
+template <class T> inline bool arrayStart(PoolArray<T> &array, UINT32 capacity) {
   array.items = poolNew<T>(capacity);
   array.count = 0;
   array.capacity = capacity;
@@ -20,7 +22,7 @@ template <class T> inline bool arrayStart(POOL_ARRAY<T> &array, UINT32 capacity)
 
 // Makes room for extra more items; false without memory (the array is unchanged then). Pointers to items are stale
 // afterwards.
-template <class T> inline bool arrayReserve(POOL_ARRAY<T> &array, UINT32 extra) {
+template <class T> inline bool arrayReserve(PoolArray<T> &array, UINT32 extra) {
   if (array.capacity - array.count >= extra) {
     return true;
   }
@@ -42,7 +44,7 @@ template <class T> inline bool arrayReserve(POOL_ARRAY<T> &array, UINT32 extra) 
 }
 
 // Appends a zero-filled T and returns it, or null without memory. Pointers to earlier items are stale afterwards.
-template <class T> inline T *arrayAppend(POOL_ARRAY<T> &array) {
+template <class T> inline T *arrayAppend(PoolArray<T> &array) {
   if (!arrayReserve(array, 1)) {
     return nullptr;
   }
@@ -52,7 +54,9 @@ template <class T> inline T *arrayAppend(POOL_ARRAY<T> &array) {
 }
 
 // Removes item index; later items move down.
-template <class T> inline void arrayRemove(POOL_ARRAY<T> &array, UINT32 index) {
+template <class T> inline void arrayRemove(PoolArray<T> &array, UINT32 index) {
   __builtin_memmove(&array.items[index], &array.items[index + 1], sizeof(T) * (array.count - index - 1));
   array.count -= 1;
 }
+
+} // namespace xyl

@@ -4,7 +4,9 @@
 #include "base/pool.h"
 #include "base/text.h"
 
-static constexpr UINTN PRINT_CAPACITY = 320;
+namespace xyl {
+
+static constexpr UINTN printCapacity = 320;
 
 static void putConsole(CHAR16 *text) {
   if (g_systemTable->ConOut != nullptr) {
@@ -14,20 +16,22 @@ static void putConsole(CHAR16 *text) {
 
 void printText(const CHAR8 *text, const CHAR8 *second, const CHAR8 *third) {
   const CHAR8 *parts[] = {text, second, third};
-  CHAR16 line[PRINT_CAPACITY];
+  CHAR16 line[printCapacity];
   UINTN length = 0;
   for (const CHAR8 *part : parts) {
-    length += textWiden(line + length, part, PRINT_CAPACITY - 1 - length);
+    length += textWiden(line + length, part, printCapacity - 1 - length);
   }
   putConsole(line);
 }
 
 UINTN EFIAPI Print(const CHAR16 *format, ...) {
-  CHAR16 buffer[PRINT_CAPACITY];
+  CHAR16 buffer[printCapacity];
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, format);
-  UINTN length = formatText(buffer, PRINT_CAPACITY, format, arguments);
+  UINTN length = formatText(buffer, printCapacity, format, arguments);
   EFI_VA_END(arguments);
   putConsole(buffer);
   return length;
 }
+
+} // namespace xyl

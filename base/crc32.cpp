@@ -1,11 +1,13 @@
 #include "base/crc32.h"
 
-struct CRC_TABLE {
+namespace xyl {
+
+struct CrcTable {
   UINT32 entries[256];
 };
 
-static consteval CRC_TABLE makeTable() {
-  CRC_TABLE table = {};
+static consteval CrcTable makeTable() {
+  CrcTable table = {};
   for (UINT32 byte = 0; byte < 256; byte++) {
     UINT32 value = byte;
     for (int bit = 0; bit < 8; bit++) {
@@ -16,7 +18,7 @@ static consteval CRC_TABLE makeTable() {
   return table;
 }
 
-static constexpr CRC_TABLE g_crcTable = makeTable();
+static constexpr CrcTable g_crcTable = makeTable();
 
 static constexpr UINT32 add(UINT32 sum, const UINT8 *bytes, UINTN size) {
   for (UINTN i = 0; i < size; ++i) {
@@ -32,3 +34,5 @@ static_assert(~add(~0U, g_digits, sizeof(g_digits)) == 0xCBF43926);
 UINT32 crc32Add(UINT32 sum, const void *bytes, UINTN size) {
   return add(sum, static_cast<const UINT8 *>(bytes), size);
 }
+
+} // namespace xyl

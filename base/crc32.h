@@ -3,6 +3,8 @@
 
 #include "uefi/types.h"
 
+namespace xyl {
+
 // Goes on with a sum over more bytes. Sums usually begin with all ones and are inverted at the end (crc32Of); some
 // formats do neither.
 UINT32 crc32Add(UINT32 sum, const void *bytes, UINTN size);
@@ -10,3 +12,5 @@ UINT32 crc32Add(UINT32 sum, const void *bytes, UINTN size);
 inline UINT32 crc32Of(const void *bytes, UINTN size) {
   return ~crc32Add(~0U, bytes, size);
 }
+
+} // namespace xyl

@@ -3,13 +3,15 @@
 
 #include "uefi/types.h"
 
-constexpr UINT8 PATH_END = 0x7F; // type of the node behind the last one
+namespace xyl {
+
+constexpr UINT8 pathEnd = 0x7F; // type of the node behind the last one
 
 // Bytes of a node with its header, or 0 when the path ends here: with its end, or with a node that is shorter than its
 // header, behind which nothing can be found.
 inline UINTN nodeSize(const UINT8 *node) {
   UINTN size = node[2] | static_cast<UINTN>(node[3]) << 8;
-  return node[0] == PATH_END || size < 4 ? 0 : size;
+  return node[0] == pathEnd || size < 4 ? 0 : size;
 }
 
 // Bytes of a path before its end.
@@ -20,3 +22,5 @@ inline UINTN pathSize(const UINT8 *path) {
   }
   return size;
 }
+
+} // namespace xyl

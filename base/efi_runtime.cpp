@@ -7,6 +7,8 @@
 
 #include "base/vector.h"
 
+using namespace xyl;
+
 // Records and documents are copied whole, so vectors are worth their few instructions; texts are short, so that there
 // is no loop over what is left. Any address will do.
 typedef uint64_t __attribute__((aligned(1), may_alias)) WORD;
@@ -33,12 +35,12 @@ template <class T> static inline void copyEnds(char *to, const char *from, size_
 extern "C" void *memcpy(void *memory, const void *source, size_t size) {
   auto to = static_cast<char *>(memory);
   auto from = static_cast<const char *>(source);
-  if (size >= VECTOR_SIZE) {
-    VECTOR tail = loadVector(from + size - VECTOR_SIZE);
-    for (size_t at = 0; at < size - VECTOR_SIZE; at += VECTOR_SIZE) {
+  if (size >= vectorSize) {
+    Vector tail = loadVector(from + size - vectorSize);
+    for (size_t at = 0; at < size - vectorSize; at += vectorSize) {
       storeVector(to + at, loadVector(from + at));
     }
-    storeVector(to + size - VECTOR_SIZE, tail);
+    storeVector(to + size - vectorSize, tail);
   } else if (size >= sizeof(WORD)) {
     copyEnds<WORD>(to, from, size);
   } else if (size >= sizeof(HALF_WORD)) {
@@ -71,12 +73,12 @@ extern "C" void *memmove(void *to, const void *from, size_t size) {
 extern "C" void *memset(void *memory, int value, size_t size) {
   auto to = static_cast<char *>(memory);
   char *end = to + size;
-  VECTOR pattern = VECTOR{} | static_cast<uint8_t>(value);
-  for (; static_cast<size_t>(end - to) >= VECTOR_SIZE; to += VECTOR_SIZE) {
+  Vector pattern = Vector{} | static_cast<uint8_t>(value);
+  for (; static_cast<size_t>(end - to) >= vectorSize; to += vectorSize) {
     storeVector(to, pattern);
   }
-  if (size >= VECTOR_SIZE) {
-    storeVector(end - VECTOR_SIZE, pattern);
+  if (size >= vectorSize) {
+    storeVector(end - vectorSize, pattern);
     return memory;
   }
   while (to < end) {
@@ -99,7 +101,7 @@ extern "C" int memcmp(const void *left, const void *right, size_t size) {
 // A vector may have more than the text when it lies in one page with the text's character: then it may be read.
 static inline bool mayReadVector(const char *at) {
   constexpr size_t PAGE_SIZE = 4096;
-  return reinterpret_cast<uintptr_t>(at) % PAGE_SIZE <= PAGE_SIZE - VECTOR_SIZE;
+  return reinterpret_cast<uintptr_t>(at) % PAGE_SIZE <= PAGE_SIZE - vectorSize;
 }
 
 // Documents are measured whole.
@@ -114,16 +116,16 @@ extern "C" size_t strlen(const char *text) {
       continue;
     }
     size_t length = charactersBefore(loadVector(at) == 0);
-    if (length != VECTOR_SIZE) {
+    if (length != vectorSize) {
       return static_cast<size_t>(at - text) + length;
     }
-    at += VECTOR_SIZE; // not length, which the next turn would have to wait for
+    at += vectorSize; // not length, which the next turn would have to wait for
   }
 }
 
 // Elements are known by their names.
 extern "C" int strcmp(const char *left, const char *right) {
-  for (size_t same = VECTOR_SIZE; same == VECTOR_SIZE; left += same, right += same) {
+  for (size_t same = vectorSize; same == vectorSize; left += same, right += same) {
     while (!mayReadVector(left) || !mayReadVector(right)) {
       if (*left != *right || *left == 0) {
         return static_cast<uint8_t>(*left) - static_cast<uint8_t>(*right);
@@ -131,7 +133,7 @@ extern "C" int strcmp(const char *left, const char *right) {
       ++left;
       ++right;
     }
-    VECTOR vector = loadVector(left);
+    Vector vector = loadVector(left);
     same = charactersBefore((vector != loadVector(right)) | (vector == 0));
   }
   return static_cast<uint8_t>(*left) - static_cast<uint8_t>(*right);

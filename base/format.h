@@ -3,6 +3,8 @@
 
 #include "uefi/types.h"
 
+namespace xyl {
+
 // Formats into buffer, which has room for capacity units including the NUL (at least 1); longer output is cut. Returns
 // the number of characters stored.
 //
@@ -19,3 +21,5 @@
 //   %          a percent sign, without an argument
 // Another type prints its letter and passes over one argument. Null texts print as "<null string>".
 UINTN formatText(CHAR16 *buffer, UINTN capacity, const CHAR16 *format, EFI_VA_LIST arguments);
+
+} // namespace xyl

@@ -2,7 +2,9 @@
 
 #include "base/text.h"
 
-static constexpr UINTN FORMAT_CAPACITY = 128;
+namespace xyl {
+
+static constexpr UINTN formatCapacity = 128;
 
 DEBUG_LOG_PROTOCOL *g_debugLog;
 bool g_logPaused;
@@ -12,8 +14,8 @@ static void logWidened(UINT32 mask, const CHAR8 *function, const CHAR8 *format, 
   if (!isLogging()) {
     return;
   }
-  CHAR16 wide[FORMAT_CAPACITY];
-  textWiden(wide, format, FORMAT_CAPACITY - 1);
+  CHAR16 wide[formatCapacity];
+  textWiden(wide, format, formatCapacity - 1);
   g_debugLog->LogPrint(mask, function, wide, arguments...);
 }
 
@@ -28,3 +30,5 @@ void logLine(UINT32 mask, const CHAR8 *function, const CHAR8 *format, UINT64 arg
 void logLine(UINT32 mask, const CHAR8 *function, const CHAR8 *format, UINT64 first, UINT64 second, UINT64 third) {
   logWidened(mask, function, format, first, second, third);
 }
+
+} // namespace xyl

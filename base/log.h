@@ -3,6 +3,8 @@
 
 #include "debug_log.h"
 
+namespace xyl {
+
 // The platform's log, or null; set once by the entry point. An image that never sets it holds no log lines: the linker
 // sees that they go nowhere.
 extern DEBUG_LOG_PROTOCOL *g_debugLog;
@@ -43,3 +45,5 @@ inline EFI_STATUS logExit(const CHAR8 *function, EFI_STATUS status) {
   LogPrint(LOG_TRACE, function, "Exit. %r", status);
   return status;
 }
+
+} // namespace xyl

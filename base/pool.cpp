@@ -1,5 +1,7 @@
 #include "base/pool.h"
 
+namespace xyl {
+
 EFI_SYSTEM_TABLE *g_systemTable;
 EFI_BOOT_SERVICES *g_bootServices;
 
@@ -47,3 +49,5 @@ void wipeBytes(void *memory, UINTN size) {
   // Without a reader in sight the compiler would drop the fill.
   asm volatile("" : : "r"(memory) : "memory");
 }
+
+} // namespace xyl

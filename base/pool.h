@@ -3,6 +3,8 @@
 
 #include "uefi/tables.h"
 
+namespace xyl {
+
 // The firmware tables of the running image; set once by its entry point.
 extern EFI_SYSTEM_TABLE *g_systemTable;
 extern EFI_BOOT_SERVICES *g_bootServices;
@@ -46,3 +48,5 @@ inline void copyBytes(void *to, const void *from, UINTN size) {
 inline void zeroBytes(void *memory, UINTN size) {
   __builtin_memset(memory, 0, size);
 }
+
+} // namespace xyl

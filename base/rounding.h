@@ -3,6 +3,8 @@
 
 #include "uefi/types.h"
 
+namespace xyl {
+
 // The fewest parts of by that hold value.
 constexpr UINT64 divideUp(UINT64 value, UINT64 by) {
   return value / by + (value % by != 0 ? 1 : 0);
@@ -17,3 +19,5 @@ constexpr UINT64 roundUp(UINT64 value, UINT64 grain) {
 constexpr UINT64 roundDown(UINT64 value, UINT64 grain) {
   return value - value % grain;
 }
+
+} // namespace xyl

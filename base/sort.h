@@ -3,9 +3,11 @@
 
 #include "uefi/types.h"
 
+namespace xyl {
+
 // Sorts count items upwards by less, a strict order, in place; equal ones may change places. The time is that of
 // n log n, whatever their order was.
-template <class T, class LESS> void sortArray(T *items, UINTN count, LESS less) {
+template <class T, class Less> void sortArray(T *items, UINTN count, Less less) {
   // A heap: built from its middle down, then emptied from its end.
   for (UINTN start = count / 2, end = count; end > 1;) {
     if (start > 0) {
@@ -30,7 +32,7 @@ template <class T, class LESS> void sortArray(T *items, UINTN count, LESS less) 
 }
 
 // How many items isBefore holds for; it holds for the first of them and for none behind.
-template <class T, class IS_BEFORE> UINTN countBefore(const T *items, UINTN count, IS_BEFORE isBefore) {
+template <class T, class IsBefore> UINTN countBefore(const T *items, UINTN count, IsBefore isBefore) {
   UINTN from = 0;
   while (from < count) {
     UINTN middle = from + (count - from) / 2;
@@ -55,3 +57,5 @@ void sortKeys(UINT64 *keys, UINTN count);
 
 // The place of the first key that is not below key; count when all are.
 UINTN lowerBound(const UINT64 *keys, UINTN count, UINT64 key);
+
+} // namespace xyl

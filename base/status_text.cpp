@@ -1,11 +1,13 @@
 #include "base/status_text.h"
 
-struct STATUS_TEXT {
-  EFI_STATUS Status;
-  const CHAR8 *Text;
+namespace xyl {
+
+struct StatusText {
+  EFI_STATUS status;
+  const CHAR8 *text;
 };
 
-static constexpr STATUS_TEXT g_statusTexts[] = {
+static constexpr StatusText g_statusTexts[] = {
     {EFI_SUCCESS, "Success"},
     {EFI_LOAD_ERROR, "Load Error"},
     {EFI_INVALID_PARAMETER, "Invalid Parameter"},
@@ -50,10 +52,12 @@ static constexpr STATUS_TEXT g_statusTexts[] = {
 };
 
 const CHAR8 *statusText(EFI_STATUS status) {
-  for (const STATUS_TEXT &row : g_statusTexts) {
-    if (row.Status == status) {
-      return row.Text;
+  for (const StatusText &row : g_statusTexts) {
+    if (row.status == status) {
+      return row.text;
     }
   }
   return nullptr;
 }
+
+} // namespace xyl

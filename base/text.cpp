@@ -2,6 +2,8 @@
 
 #include "base/pool.h"
 
+namespace xyl {
+
 template <class T> static int compare(const T *a, const T *b) {
   while (*a != 0 && *a == *b) {
     ++a;
@@ -165,3 +167,5 @@ UINT64 parseHex(const CHAR8 *text) {
   }
   return readDigits(text, 16);
 }
+
+} // namespace xyl

@@ -3,6 +3,8 @@
 
 #include "uefi/types.h"
 
+namespace xyl {
+
 UINTN textLength(const CHAR8 *text);
 UINTN textLength(const CHAR16 *text);
 
@@ -50,3 +52,5 @@ UINT64 parseDecimal(const CHAR8 *text);
 // Leading blanks, then "0" characters, then one "x" or "X" are skipped, then hexadecimal digits of either case are
 // read. Over 64 bits gives all ones, no digits or a null text 0.
 UINT64 parseHex(const CHAR8 *text);
+
+} // namespace xyl

@@ -4,10 +4,12 @@
 
 #include "uefi/types.h"
 
+namespace xyl {
+
 namespace words {
 
-inline constexpr UINT64 ONES = 0x0101010101010101;
-inline constexpr UINT64 TOPS = ONES << 7;
+inline constexpr UINT64 eachOne = 0x0101010101010101;
+inline constexpr UINT64 tops = eachOne << 7;
 
 struct Vector {
   UINT64 low = 0;
@@ -15,7 +17,7 @@ struct Vector {
   Vector() = default;
   constexpr Vector(UINT64 lowWord, UINT64 highWord) : low(lowWord), high(highWord) {}
   // The same character everywhere, as an operand beside a vector.
-  constexpr Vector(UINT8 each) : low(ONES * each), high(ONES * each) {}
+  constexpr Vector(UINT8 each) : low(eachOne * each), high(eachOne * each) {}
 };
 
 // The top bit of each character that fits.
@@ -25,13 +27,13 @@ struct Mask {
 };
 
 constexpr UINT64 difference(UINT64 a, UINT64 b) {
-  return ((a | TOPS) - (b & ~TOPS)) ^ ((a ^ ~b) & TOPS);
+  return ((a | tops) - (b & ~tops)) ^ ((a ^ ~b) & tops);
 }
 constexpr UINT64 unequal(UINT64 a, UINT64 b) {
-  return ((((a ^ b) & ~TOPS) + ~TOPS) | (a ^ b)) & TOPS;
+  return ((((a ^ b) & ~tops) + ~tops) | (a ^ b)) & tops;
 }
 constexpr UINT64 below(UINT64 a, UINT64 b) { // what a subtraction borrows
-  return ((~a & b) | (~(a ^ b) & difference(a, b))) & TOPS;
+  return ((~a & b) | (~(a ^ b) & difference(a, b))) & tops;
 }
 
 constexpr Vector operator|(Vector a, Vector b) {
@@ -44,7 +46,7 @@ constexpr Mask operator!=(Vector a, Vector b) {
   return {unequal(a.low, b.low), unequal(a.high, b.high)};
 }
 constexpr Mask operator==(Vector a, Vector b) {
-  return {unequal(a.low, b.low) ^ TOPS, unequal(a.high, b.high) ^ TOPS};
+  return {unequal(a.low, b.low) ^ tops, unequal(a.high, b.high) ^ tops};
 }
 constexpr Mask operator<(Vector a, Vector b) {
   return {below(a.low, b.low), below(a.high, b.high)};
@@ -63,3 +65,5 @@ constexpr UINTN unmarkedBefore(Mask mask) {
 }
 
 } // namespace words
+
+} // namespace xyl

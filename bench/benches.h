@@ -4,8 +4,8 @@
 #include "bench/measured_world.h"
 
 // How time grows with the disks: this many enclosures, and disks in each.
-constexpr UINT32 GROWING_ENCLOSURES = 16;
-constexpr UINT32 GROWING_SLOTS[] = {8, 15, 30, 60, 120, 250};
+constexpr UINT32 growingEnclosures = 16;
+constexpr UINT32 growingSlots[] = {8, 15, 30, 60, 120, 250};
 
 void addXmlBenches();
 void addOperationBenches();

@@ -9,12 +9,15 @@
 #include "driver/request/request.h"
 #include "driver/restore/restore.h"
 
-static const char *const REBUILD = "<RunMode><Mode>Restore</Mode><Raid><PreserveVDConfig>False</PreserveVDConfig>"
+using namespace xyl;
+using namespace xyl::client;
+
+static const char *const rebuild = "<RunMode><Mode>Restore</Mode><Raid><PreserveVDConfig>False</PreserveVDConfig>"
                                    "</Raid></RunMode>";
-static const char *const NORMAL = "<RunMode><Mode>Normal</Mode></RunMode>";
+static const char *const normal = "<RunMode><Mode>Normal</Mode></RunMode>";
 
 // Disks that are hot spares, each in a place of its own, and a virtual disk on each.
-static void addPlacedDisks(ANSWERS &answers, UINT32 count) {
+static void addPlacedDisks(Answers &answers, UINT32 count) {
   addDisks(answers, count, 0);
   for (UINT32 i = 0; i < count; ++i) {
     RAID_PD_RECORD &disk = answers.disks[i];
@@ -31,15 +34,15 @@ static void addPlacedDisks(ANSWERS &answers, UINT32 count) {
   }
 }
 
-static void stay(ANSWERS &) {}
+static void stay(Answers &) {}
 
-static void move(ANSWERS &answers) {
+static void move(Answers &answers) {
   for (RAID_PD_RECORD &disk : answers.disks) {
     disk.EnclosureObjectID += 1000;
   }
 }
 
-static void shrink(ANSWERS &answers) {
+static void shrink(Answers &answers) {
   for (RAID_PD_RECORD &disk : answers.disks) {
     disk.Size -= 1;
     disk.EnclosureObjectID += 1000;
@@ -47,34 +50,34 @@ static void shrink(ANSWERS &answers) {
 }
 
 // What becomes of the controller between the saving and the operation.
-struct STORY {
+struct Story {
   const char *name;
-  void (*happens)(ANSWERS &answers);
+  void (*happens)(Answers &answers);
 };
 
-static const STORY g_stories[] = {
+static const Story g_stories[] = {
     {"disks in their places", stay}, {"disks elsewhere", move}, {"disks too small", shrink}};
 
-static void restore(benchmark::State &state, const STORY &story, UINT32 count) {
+static void restore(benchmark::State &state, const Story &story, UINT32 count) {
   GrowingController controller(addPlacedDisks, count);
   MeasuredWorld world(controller.protocol());
   std::string saved = world.document();
   story.happens(controller.answers);
-  measureGrowth(state, [&] { return world.set(REBUILD, saved, {}); });
+  measureGrowth(state, [&] { return world.set(rebuild, saved, {}); });
 }
 
-struct REQUEST {
+struct GrowingRequest {
   const char *name;
   const char *before, *element, *behind;
 };
 
-static const REQUEST g_requests[] = {
+static const GrowingRequest g_requests[] = {
     {"ids of a method", "<Method name='Change'><ObjectType>Virtual Disk</ObjectType>", "<OID>9000000</OID>",
      "<Object><VD/></Object></Method>"},
     {"methods", "", "<Method name='Identify'><ObjectType>Adapter</ObjectType></Method>", ""},
 };
 
-static void change(benchmark::State &state, const REQUEST &row, UINT32 count) {
+static void change(benchmark::State &state, const GrowingRequest &row, UINT32 count) {
   GrowingController controller(addPlacedDisks, count);
   MeasuredWorld world(controller.protocol());
   std::string saved = world.document();
@@ -83,10 +86,10 @@ static void change(benchmark::State &state, const REQUEST &row, UINT32 count) {
     request += row.element;
   }
   request += std::string(row.behind) + "</raidData>";
-  measureGrowth(state, [&] { return world.set(NORMAL, saved, request); });
+  measureGrowth(state, [&] { return world.set(normal, saved, request); });
 }
 
-static void diff(benchmark::State &state, const STORY &story, UINT32 count) {
+static void diff(benchmark::State &state, const Story &story, UINT32 count) {
   GrowingController controller(addPlacedDisks, count);
   MeasuredWorld world(controller.protocol());
   XML_NODE *roots[2] = {};
@@ -98,7 +101,7 @@ static void diff(benchmark::State &state, const STORY &story, UINT32 count) {
   }
   measureGrowth(state, [&] {
     double start = cpuSeconds();
-    DIFFERENCES differences;
+    Differences differences;
     mustSucceed(diffDocuments(roots[0], roots[1], &differences), "diff");
     freeDifferences(&differences);
     return cpuSeconds() - start;
@@ -108,41 +111,41 @@ static void diff(benchmark::State &state, const STORY &story, UINT32 count) {
 }
 
 // A plan with the reasons for all disks.
-static void plan(benchmark::State &state, const STORY &story, UINT32 count) {
+static void plan(benchmark::State &state, const Story &story, UINT32 count) {
   GrowingController controller(addPlacedDisks, count);
   MeasuredWorld world(controller.protocol());
   std::string text = world.document();
   RAID_CONFIG *config = nullptr;
   UINT32 configs = 1;
   XML_NODE *root = nullptr;
-  mustSucceed(ParseXMLBlob(text.c_str(), &config, &configs), "parse");
+  mustSucceed(driver::ParseXMLBlob(text.c_str(), &config, &configs), "parse");
   mustSucceed(world.xml->Parse(world.xml, text.c_str(), &root), "parse");
-  const SAVED_DOCUMENT saved = {config, root};
+  const SavedDocument saved = {config, root};
   story.happens(controller.answers);
   measureGrowth(state, [&] {
     double start = cpuSeconds();
-    RESTORE_PLAN made;
-    mustSucceed(planRestore(&controller.protocol(), saved, RUN_MODE_RESTORE, &made), "plan");
+    RestorePlan made;
+    mustSucceed(planRestore(&controller.protocol(), saved, driver::RUN_MODE_RESTORE, &made), "plan");
     benchmark::DoNotOptimize(isPlanComplete(made));
     for (UINT32 i = 0; i < count; ++i) {
-      TEXT reason = {};
+      Text reason = {};
       putDiskReason(&reason, made, i);
       freeText(&reason);
     }
     freePlan(&made);
     return cpuSeconds() - start;
   });
-  releaseConfig(config);
+  driver::releaseConfig(config);
   world.xml->FreeNode(world.xml, root);
 }
 
 void addChangeBenches() {
-  for (const STORY &story : g_stories) {
+  for (const Story &story : g_stories) {
     addGrowth("restore", restore, story);
     addGrowth("diff", diff, story);
     addGrowth("plan", plan, story);
   }
-  for (const REQUEST &row : g_requests) {
+  for (const GrowingRequest &row : g_requests) {
     addGrowth("change", change, row);
   }
 }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-void addEnclosures(ANSWERS &answers, UINT32 count) {
+void addEnclosures(Answers &answers, UINT32 count) {
   for (UINT32 i = 0; i < count; ++i) {
     RAID_ENCLOSURE_RECORD record = {};
     record.ObjectType = RAID_OBJECT_ENCLOSURE;
@@ -12,7 +12,7 @@ void addEnclosures(ANSWERS &answers, UINT32 count) {
 }
 
 // The disks of an enclosure lie apart from each other in the answer.
-void addDisks(ANSWERS &answers, UINT32 count, UINT32 enclosures) {
+void addDisks(Answers &answers, UINT32 count, UINT32 enclosures) {
   for (UINT32 i = 0; i < count; ++i) {
     RAID_PD_RECORD record = {};
     record.ObjectType = RAID_OBJECT_PHYSICAL_DISK;
@@ -22,7 +22,7 @@ void addDisks(ANSWERS &answers, UINT32 count, UINT32 enclosures) {
   }
 }
 
-void addVirtualDisks(ANSWERS &answers, UINT32 count, UINT32 members) {
+void addVirtualDisks(Answers &answers, UINT32 count, UINT32 members) {
   answers.ids.resize(members);
   for (UINT32 i = 0; i < count; ++i) {
     RAID_VD_RECORD record = {};
@@ -36,7 +36,7 @@ void addVirtualDisks(ANSWERS &answers, UINT32 count, UINT32 members) {
   }
 }
 
-static ANSWERS *g_answers;
+static Answers *g_answers;
 
 template <class T> static void answerWith(RAID_CMD_RESULT *result, T *records, size_t count) {
   result->Data = count == 0 ? nullptr : records;
@@ -72,7 +72,7 @@ static EFI_STATUS EFIAPI freeRecords(RAID_MGMT_PROTOCOL *, void *, UINT32) {
 
 static RAID_MGMT_PROTOCOL g_protocol = {execute, /* Unused= */ nullptr, freeRecords, 2};
 
-GrowingController::GrowingController(void (*fill)(ANSWERS &answers, UINT32 count), UINT32 count) {
+GrowingController::GrowingController(void (*fill)(Answers &answers, UINT32 count), UINT32 count) {
   fill(answers, count);
   g_answers = &answers;
 }

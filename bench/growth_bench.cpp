@@ -5,30 +5,30 @@
 #include "bench/growing_controller.h"
 #include "xml_protocol.h"
 
-struct CONTROLLER_ROW {
+struct ControllerRow {
   const char *name;
-  void (*fill)(ANSWERS &answers, UINT32 count);
+  void (*fill)(Answers &answers, UINT32 count);
 };
 
-static const CONTROLLER_ROW g_controllers[] = {
+static const ControllerRow g_controllers[] = {
     {"enclosures", addEnclosures},
-    {"disks of no enclosure", [](ANSWERS &answers, UINT32 count) { addDisks(answers, count, 0); }},
+    {"disks of no enclosure", [](Answers &answers, UINT32 count) { addDisks(answers, count, 0); }},
     {"disks, 20 an enclosure",
-     [](ANSWERS &answers, UINT32 count) {
+     [](Answers &answers, UINT32 count) {
        addEnclosures(answers, count / 20);
        addDisks(answers, count, count / 20);
      }},
     {"disks, one an enclosure",
-     [](ANSWERS &answers, UINT32 count) {
+     [](Answers &answers, UINT32 count) {
        addEnclosures(answers, count);
        addDisks(answers, count, count);
      }},
-    {"virtual disks", [](ANSWERS &answers, UINT32 count) { addVirtualDisks(answers, count, 0); }},
-    {"disks of a virtual disk", [](ANSWERS &answers, UINT32 count) { addVirtualDisks(answers, 1, count); }},
+    {"virtual disks", [](Answers &answers, UINT32 count) { addVirtualDisks(answers, count, 0); }},
+    {"disks of a virtual disk", [](Answers &answers, UINT32 count) { addVirtualDisks(answers, 1, count); }},
 };
 
 // A document for Verify: what stands around the elements, and one of them.
-struct DOCUMENT_ROW {
+struct DocumentRow {
   const char *name;
   const char *before;
   const char *element;
@@ -37,7 +37,7 @@ struct DOCUMENT_ROW {
 
 #define RECORD_METHOD(object) "<Method name='Change'><OID>1</OID><Object>" object "</Object></Method>"
 
-static const DOCUMENT_ROW g_documents[] = {
+static const DocumentRow g_documents[] = {
     {"methods", "", "<Method name='Get'/>", "<Adapter/>"},
     {"methods with a record", "", RECORD_METHOD("<PD><Name>d</Name><VD>1</VD></PD>"), "<Adapter/>"},
     {"methods with a key", "", RECORD_METHOD("<Key><KeyID>k</KeyID><Passphrase>YQ==</Passphrase></Key>"), "<Adapter/>"},
@@ -52,7 +52,7 @@ static const DOCUMENT_ROW g_documents[] = {
     {"elements in each other", "<Adapter>", "<Unknown>", ""}, // closed below
 };
 
-static std::string documentOf(const DOCUMENT_ROW &row, UINT32 count) {
+static std::string documentOf(const DocumentRow &row, UINT32 count) {
   std::string text = std::string("<raidData>") + row.before;
   for (UINT32 i = 0; i < count; ++i) {
     text += row.element;
@@ -68,20 +68,20 @@ static std::string documentOf(const DOCUMENT_ROW &row, UINT32 count) {
 
 // --- Runs ---
 
-template <class ROUTINE> static double timed(ROUTINE routine) {
+template <class Routine> static double timed(Routine routine) {
   double start = cpuSeconds();
   routine();
   return cpuSeconds() - start;
 }
 
-static void get(benchmark::State &state, const CONTROLLER_ROW &row, UINT32 count) {
+static void get(benchmark::State &state, const ControllerRow &row, UINT32 count) {
   GrowingController controller(row.fill, count);
   MeasuredWorld world(controller.protocol());
   measureGrowth(state, [&] { return timed([&] { world.get(); }); });
 }
 
 // What somebody else has read lives meanwhile.
-static void getBesideDocument(benchmark::State &state, const CONTROLLER_ROW &row, UINT32 count) {
+static void getBesideDocument(benchmark::State &state, const ControllerRow &row, UINT32 count) {
   GrowingController controller(row.fill, count);
   MeasuredWorld world(controller.protocol());
   std::string text = "<raidData>";
@@ -94,27 +94,27 @@ static void getBesideDocument(benchmark::State &state, const CONTROLLER_ROW &row
   world.xml->FreeNode(world.xml, root);
 }
 
-static void verifyInventory(benchmark::State &state, const CONTROLLER_ROW &row, UINT32 count) {
+static void verifyInventory(benchmark::State &state, const ControllerRow &row, UINT32 count) {
   GrowingController controller(row.fill, count);
   MeasuredWorld world(controller.protocol());
   std::string saved = world.document();
   measureGrowth(state, [&] { return timed([&] { world.verify(saved); }); });
 }
 
-static void verifyDocument(benchmark::State &state, const DOCUMENT_ROW &row, UINT32 count) {
-  GrowingController controller([](ANSWERS &, UINT32) {}, 0);
+static void verifyDocument(benchmark::State &state, const DocumentRow &row, UINT32 count) {
+  GrowingController controller([](Answers &, UINT32) {}, 0);
   MeasuredWorld world(controller.protocol());
   std::string saved = documentOf(row, count);
   measureGrowth(state, [&] { return timed([&] { world.verify(saved); }); });
 }
 
 void addGrowthBenches() {
-  for (const CONTROLLER_ROW &row : g_controllers) {
+  for (const ControllerRow &row : g_controllers) {
     addGrowth("get", get, row);
     addGrowth("verify", verifyInventory, row);
   }
   addGrowth("get beside 8 MiB of another document", getBesideDocument, g_controllers[2]);
-  for (const DOCUMENT_ROW &row : g_documents) {
+  for (const DocumentRow &row : g_documents) {
     addGrowth("verify", verifyDocument, row);
   }
 }

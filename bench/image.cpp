@@ -10,22 +10,24 @@
 #include <map>
 #include <vector>
 
+using namespace xyl;
+
 std::string g_imageFolder;
 
 // Offsets within the headers: from the "PE" mark on, and within a row of the section table.
 enum : size_t {
-  PE_MARK_AT = 0x3C,
-  PE_SECTION_COUNT = 6,
-  PE_OPTIONAL_SIZE = 20,
-  PE_OPTIONAL = 24,
-  PE_ENTRY = PE_OPTIONAL + 16,
-  PE_PREFERRED_BASE = PE_OPTIONAL + 24,
-  PE_IMAGE_SIZE = PE_OPTIONAL + 56,
-  PE_RELOCATIONS = PE_OPTIONAL + 152,
-  SECTION_ADDRESS = 12,
-  SECTION_FILE_SIZE = 16,
-  SECTION_FILE_OFFSET = 20,
-  SECTION_ROW = 40,
+  peMarkAt = 0x3C,
+  peSectionCount = 6,
+  peOptionalSize = 20,
+  peOptional = 24,
+  peEntry = peOptional + 16,
+  pePreferredBase = peOptional + 24,
+  peImageSize = peOptional + 56,
+  peRelocations = peOptional + 152,
+  sectionAddress = 12,
+  sectionFileSize = 16,
+  sectionFileOffset = 20,
+  sectionRow = 40,
 };
 
 template <class T> static T load(const std::vector<char> &bytes, size_t at) {
@@ -64,24 +66,24 @@ static void relocate(char *image, size_t at, size_t size, uint64_t moved) {
   }
 }
 
-EFI_IMAGE_ENTRY imageEntry(const std::string &name) {
+host::ImageEntry imageEntry(const std::string &name) {
   std::vector<char> file = readFile(g_imageFolder + name);
-  size_t pe = load<uint32_t>(file, PE_MARK_AT);
-  void *memory = mmap(nullptr, load<uint32_t>(file, pe + PE_IMAGE_SIZE), PROT_READ | PROT_WRITE | PROT_EXEC,
+  size_t pe = load<uint32_t>(file, peMarkAt);
+  void *memory = mmap(nullptr, load<uint32_t>(file, pe + peImageSize), PROT_READ | PROT_WRITE | PROT_EXEC,
                       MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) {
     std::perror("benchmark: image");
     std::exit(1);
   }
   char *image = static_cast<char *>(memory);
-  size_t row = pe + PE_OPTIONAL + load<uint16_t>(file, pe + PE_OPTIONAL_SIZE);
-  for (int i = 0; i < load<uint16_t>(file, pe + PE_SECTION_COUNT); ++i, row += SECTION_ROW) {
-    std::memcpy(image + load<uint32_t>(file, row + SECTION_ADDRESS),
-                file.data() + load<uint32_t>(file, row + SECTION_FILE_OFFSET),
-                load<uint32_t>(file, row + SECTION_FILE_SIZE));
+  size_t row = pe + peOptional + load<uint16_t>(file, pe + peOptionalSize);
+  for (int i = 0; i < load<uint16_t>(file, pe + peSectionCount); ++i, row += sectionRow) {
+    std::memcpy(image + load<uint32_t>(file, row + sectionAddress),
+                file.data() + load<uint32_t>(file, row + sectionFileOffset),
+                load<uint32_t>(file, row + sectionFileSize));
   }
-  relocate(image, load<uint32_t>(file, pe + PE_RELOCATIONS), load<uint32_t>(file, pe + PE_RELOCATIONS + 4),
-           reinterpret_cast<uint64_t>(image) - load<uint64_t>(file, pe + PE_PREFERRED_BASE));
-  __builtin___clear_cache(image, image + load<uint32_t>(file, pe + PE_IMAGE_SIZE));
-  return reinterpret_cast<EFI_IMAGE_ENTRY>(image + load<uint32_t>(file, pe + PE_ENTRY));
+  relocate(image, load<uint32_t>(file, pe + peRelocations), load<uint32_t>(file, pe + peRelocations + 4),
+           reinterpret_cast<uint64_t>(image) - load<uint64_t>(file, pe + pePreferredBase));
+  __builtin___clear_cache(image, image + load<uint32_t>(file, pe + peImageSize));
+  return reinterpret_cast<host::ImageEntry>(image + load<uint32_t>(file, pe + peEntry));
 }

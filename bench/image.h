@@ -6,10 +6,12 @@
 
 #include "host/firmware/firmware.h"
 
+using namespace xyl;
+
 // Where the images lie, with a slash at its end; empty: the measured code is that of the benchmarks' own build, which
 // profilers can read.
 extern std::string g_imageFolder;
 
 // The entry point of that image, in memory of its own that stays until the program ends. A file that cannot be read
 // ends the program.
-EFI_IMAGE_ENTRY imageEntry(const std::string &name);
+host::ImageEntry imageEntry(const std::string &name);

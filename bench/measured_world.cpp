@@ -17,6 +17,8 @@
 #include "providers/sim_controller/sim_controller.h"
 #include "providers/xml_service/xml_service.h"
 
+using namespace xyl;
+
 double cpuSeconds() {
   timespec now;
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
@@ -32,14 +34,14 @@ void mustSucceed(EFI_STATUS status, const char *what) {
 
 // --- The pool. A mark in front of each block tells it from what the firmware allocates for its caller by itself. ---
 
-static constexpr uint64_t POOL_MARK = 0x6B72616D6C6F6F70ULL;
+static constexpr uint64_t poolMark = 0x6B72616D6C6F6F70ULL;
 
-struct POOL_HEADER {
+struct PoolHeader {
   uint64_t mark;
   uint64_t size;
 };
 
-static MEASURED_COUNTS g_counts;
+static MeasuredCounts g_counts;
 static uint64_t g_liveAtReset;
 static uint64_t g_liveBytes;
 static EFI_STATUS(EFIAPI *g_firmwareFree)(void *);
@@ -53,19 +55,19 @@ static void count(uint64_t size) {
 }
 
 static EFI_STATUS EFIAPI allocatePool(int, UINTN size, void **buffer) {
-  auto *header = static_cast<POOL_HEADER *>(std::malloc(sizeof(POOL_HEADER) + size));
+  auto *header = static_cast<PoolHeader *>(std::malloc(sizeof(PoolHeader) + size));
   if (header == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  *header = {POOL_MARK, size};
+  *header = {poolMark, size};
   *buffer = header + 1;
   count(size);
   return EFI_SUCCESS;
 }
 
 static EFI_STATUS EFIAPI freePool(void *buffer) {
-  POOL_HEADER *header = static_cast<POOL_HEADER *>(buffer) - 1;
-  if (header->mark != POOL_MARK) {
+  PoolHeader *header = static_cast<PoolHeader *>(buffer) - 1;
+  if (header->mark != poolMark) {
     return g_firmwareFree(buffer);
   }
   g_liveBytes -= header->size;
@@ -77,13 +79,13 @@ static EFI_STATUS EFIAPI freePool(void *buffer) {
 // --- Pages, as firmware gives them out: the first run of free ones that is long enough; what is freed joins its
 // neighbours. They come from the allocator of all sides, which would not join pages that it has once aligned. ---
 
-static constexpr UINTN ARENA_SIZE = UINTN{2} << 30; // taken from the kernel as far as it is used
+static constexpr UINTN arenaSize = UINTN{2} << 30; // taken from the kernel as far as it is used
 
 // Free bytes by address.
 static std::map<UINT64, UINTN> newArena() {
-  void *arena = std::aligned_alloc(EFI_PAGE_SIZE, ARENA_SIZE);
+  void *arena = std::aligned_alloc(EFI_PAGE_SIZE, arenaSize);
   return arena == nullptr ? std::map<UINT64, UINTN>()
-                          : std::map<UINT64, UINTN>{{reinterpret_cast<UINT64>(arena), ARENA_SIZE}};
+                          : std::map<UINT64, UINTN>{{reinterpret_cast<UINT64>(arena), arenaSize}};
 }
 
 static std::map<UINT64, UINTN> &freeRuns() {
@@ -156,18 +158,18 @@ MeasuredWorld::MeasuredWorld() {
   services->AllocatePages = allocatePages;
   services->FreePages = freePages;
   setSystemTable(firmware_.systemTable());
-  g_xmlProtocol = nullptr; // what the client's routines found in the world before
-  load("XmlService.efi", XmlServiceEntry);
+  driver::g_xmlProtocol = nullptr; // what the client's routines found in the world before
+  load("XmlService.efi", xml_service::XmlServiceEntry);
   static const EFI_GUID xmlGuid = XML_PROTOCOL_GUID;
   mustSucceed(services->LocateProtocol(&xmlGuid, nullptr, reinterpret_cast<void **>(&xml)), "XML service");
 }
 
-MeasuredWorld::MeasuredWorld(const CONTROLLER_KIND &kind) : MeasuredWorld() {
-  load("RaidXyl.efi", RaidXylEntry);
+MeasuredWorld::MeasuredWorld(const ControllerKind &kind) : MeasuredWorld() {
+  load("RaidXyl.efi", driver::RaidXylEntry);
   add(kind);
 }
 
-void MeasuredWorld::add(const CONTROLLER_KIND &kind) {
+void MeasuredWorld::add(const ControllerKind &kind) {
   mustSucceed(kind.preset != nullptr ? sim::create(kind.preset, &sim_)
                                      : sim::createSized(kind.enclosures, kind.slots, kind.virtualDisks, &sim_),
               "controller");
@@ -192,7 +194,7 @@ void MeasuredWorld::during(std::function<void()> happening) {
 static const EFI_GUID g_mgmtGuid = RAID_MGMT_PROTOCOL_GUID;
 
 MeasuredWorld::MeasuredWorld(RAID_MGMT_PROTOCOL &controller) : MeasuredWorld() {
-  load("RaidXyl.efi", RaidXylEntry);
+  load("RaidXyl.efi", driver::RaidXylEntry);
   other_ = &controller;
   mustSucceed(
       firmware_.bootServices()->InstallProtocolInterface(&otherHandle_, &g_mgmtGuid, EFI_NATIVE_INTERFACE, other_),
@@ -210,10 +212,10 @@ RAID_XYL_PROTOCOL *MeasuredWorld::serve(EFI_HANDLE controller) {
 }
 
 MeasuredWorld::~MeasuredWorld() {
-  for (HELD_ANSWER &held : held_) {
+  for (HeldAnswer &held : held_) {
     g_controller.FreeRecords(&sim_->protocol, held.data, held.count);
   }
-  for (SERVED &served : served_) {
+  for (Served &served : served_) {
     mustSucceed(sim::destroy(served.sim), "controller removed");
   }
   if (other_ != nullptr) {
@@ -226,7 +228,7 @@ MeasuredWorld::~MeasuredWorld() {
   }
 }
 
-void MeasuredWorld::load(const char *image, EFI_IMAGE_ENTRY builtIn) {
+void MeasuredWorld::load(const char *image, host::ImageEntry builtIn) {
   EFI_HANDLE handle = nullptr;
   mustSucceed(firmware_.loadImage(g_imageFolder.empty() ? builtIn : imageEntry(image), &handle), image);
   images_.push_back(handle);
@@ -237,8 +239,8 @@ void MeasuredWorld::resetCounts() {
   g_liveAtReset = g_liveBytes;
 }
 
-MEASURED_COUNTS MeasuredWorld::counts() const {
-  MEASURED_COUNTS counts = g_counts;
+MeasuredCounts MeasuredWorld::counts() const {
+  MeasuredCounts counts = g_counts;
   counts.liveBytes = g_liveBytes - g_liveAtReset;
   return counts;
 }

@@ -12,8 +12,10 @@
 #include "raid_xyl.h"
 #include "xml_protocol.h"
 
+using namespace xyl;
+
 // A preset, or with a null name a controller of that size.
-struct CONTROLLER_KIND {
+struct ControllerKind {
   const char *preset;
   UINT32 enclosures;
   UINT32 slots; // disks of every enclosure
@@ -21,7 +23,7 @@ struct CONTROLLER_KIND {
 };
 
 // Counted since resetCounts; bytes as they were asked for.
-struct MEASURED_COUNTS {
+struct MeasuredCounts {
   uint64_t allocations;
   uint64_t liveBytes; // goes below zero, modulo 2^64, when older allocations are given back
   uint64_t peakBytes; // above what was live at the reset
@@ -32,20 +34,20 @@ struct MEASURED_COUNTS {
 class MeasuredWorld {
 public:
   MeasuredWorld(); // XML service only
-  explicit MeasuredWorld(const CONTROLLER_KIND &kind);
+  explicit MeasuredWorld(const ControllerKind &kind);
   explicit MeasuredWorld(RAID_MGMT_PROTOCOL &controller); // another controller, whose time is not taken apart
   ~MeasuredWorld();
   MeasuredWorld(const MeasuredWorld &) = delete;
   MeasuredWorld &operator=(const MeasuredWorld &) = delete;
 
   // Adds and selects another controller; select takes them in the order in which they came.
-  void add(const CONTROLLER_KIND &kind);
+  void add(const ControllerKind &kind);
   void select(size_t controller);
   // What happens inside the next command that a controller of a kind executes, before it does.
   void during(std::function<void()> happening);
 
   void resetCounts();
-  MEASURED_COUNTS counts() const;
+  MeasuredCounts counts() const;
   uint64_t liveBytes() const; // of the pool, since the program began
 
   // Calls of the operations; a failure ends the program, since nothing measured after it would mean anything.
@@ -61,25 +63,25 @@ public:
   XML_PROTOCOL *xml = nullptr;
 
 private:
-  void load(const char *image, EFI_IMAGE_ENTRY builtIn);
+  void load(const char *image, host::ImageEntry builtIn);
   RAID_XYL_PROTOCOL *serve(EFI_HANDLE controller);
   void *answer(UINT32 command, UINT32 objectType, UINT32 *count);
 
-  Firmware firmware_;
-  struct SERVED {
+  host::Firmware firmware_;
+  struct Served {
     sim::Controller *sim;
     RAID_XYL_PROTOCOL *operations;
   };
-  std::vector<SERVED> served_;
+  std::vector<Served> served_;
   sim::Controller *sim_ = nullptr;
   RAID_MGMT_PROTOCOL *other_ = nullptr;
   EFI_HANDLE otherHandle_ = nullptr;
   RAID_XYL_PROTOCOL *operations_ = nullptr;
-  struct HELD_ANSWER {
+  struct HeldAnswer {
     void *data;
     UINT32 count;
   };
-  std::vector<HELD_ANSWER> held_;
+  std::vector<HeldAnswer> held_;
   std::vector<EFI_HANDLE> images_;
 };
 

@@ -10,12 +10,12 @@
 #include "bench/peer_inventory.h"
 #include "bench/peers.h"
 
-static const char *const REBUILD = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError><Raid>"
+static const char *const rebuild = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError><Raid>"
                                    "<PreserveVDConfig>False</PreserveVDConfig></Raid></RunMode>";
-static const char *const NORMAL = "<RunMode><Mode>Normal</Mode></RunMode>";
+static const char *const normal = "<RunMode><Mode>Normal</Mode></RunMode>";
 
 // Gives the first virtual disk a name.
-static const char *const CHANGES = "<raidData>"
+static const char *const changes = "<raidData>"
                                    "<Method name=\"Change\"><ObjectType>Virtual Disk</ObjectType><OID>1</OID>"
                                    "<Object><VD><ObjectType>Virtual Disk</ObjectType><Name>A</Name></VD></Object>"
                                    "</Method></raidData>";
@@ -25,7 +25,7 @@ static void measure(benchmark::State &state, MeasuredWorld &world, size_t object
   run();
   world.resetCounts();
   run();
-  MEASURED_COUNTS once = world.counts();
+  MeasuredCounts once = world.counts();
   state.counters["allocations"] = static_cast<double>(once.allocations);
   state.counters["peak_bytes"] = static_cast<double>(once.peakBytes);
   state.counters["objects"] = static_cast<double>(objects);
@@ -40,7 +40,7 @@ static void measure(benchmark::State &state, MeasuredWorld &world, size_t object
   state.counters["controller_ns"] = inController * 1e9 / static_cast<double>(state.iterations());
 }
 
-template <class ROUTINE> static double timed(ROUTINE routine) {
+template <class Routine> static double timed(Routine routine) {
   double start = cpuSeconds();
   routine();
   return cpuSeconds() - start;
@@ -50,36 +50,36 @@ static size_t objectsOf(const RAID_CONFIG &config) {
   return 1 + config.enclosureCount + config.physicalDiskCount + config.logicalDiskCount;
 }
 
-static size_t countObjects(const CONTROLLER_KIND &kind) {
+static size_t countObjects(const ControllerKind &kind) {
   MeasuredWorld world(kind);
   return objectsOf(world.records());
 }
 
-static void get(benchmark::State &state, const CONTROLLER_KIND &kind) {
+static void get(benchmark::State &state, const ControllerKind &kind) {
   size_t objects = countObjects(kind);
   MeasuredWorld world(kind);
   measure(state, world, objects, [&] { return timed([&] { world.get(); }); });
 }
 
-static void verify(benchmark::State &state, const CONTROLLER_KIND &kind) {
+static void verify(benchmark::State &state, const ControllerKind &kind) {
   size_t objects = countObjects(kind);
   MeasuredWorld world(kind);
   std::string saved = world.document();
   measure(state, world, objects, [&] { return timed([&] { world.verify(saved); }); });
 }
 
-static void restore(benchmark::State &state, const CONTROLLER_KIND &kind) {
+static void restore(benchmark::State &state, const ControllerKind &kind) {
   size_t objects = countObjects(kind);
   MeasuredWorld world(kind);
   std::string saved = world.document();
-  measure(state, world, objects, [&] { return world.set(REBUILD, saved, {}); });
+  measure(state, world, objects, [&] { return world.set(rebuild, saved, {}); });
 }
 
-static void change(benchmark::State &state, const CONTROLLER_KIND &kind) {
+static void change(benchmark::State &state, const ControllerKind &kind) {
   size_t objects = countObjects(kind);
   MeasuredWorld world(kind);
   std::string saved = world.document();
-  measure(state, world, objects, [&] { return world.set(NORMAL, saved, CHANGES); });
+  measure(state, world, objects, [&] { return world.set(normal, saved, changes); });
 }
 
 // Whether both texts are the same document: pugixml prints both.
@@ -95,7 +95,7 @@ static void mustBeSame(const std::string &ours, const std::string &peer) {
   }
 }
 
-static void peerGet(benchmark::State &state, const CONTROLLER_KIND &kind) {
+static void peerGet(benchmark::State &state, const ControllerKind &kind) {
   MeasuredWorld world(kind);
   RAID_CONFIG config = world.records();
   mustBeSame(world.document(), peerInventory(config));
@@ -103,35 +103,35 @@ static void peerGet(benchmark::State &state, const CONTROLLER_KIND &kind) {
           [&] { return timed([&] { benchmark::DoNotOptimize(peerInventory(config)); }); });
 }
 
-static void peerGetOfTexts(benchmark::State &state, const CONTROLLER_KIND &kind) {
+static void peerGetOfTexts(benchmark::State &state, const ControllerKind &kind) {
   size_t objects = countObjects(kind);
   MeasuredWorld world(kind);
   std::string document = world.document();
-  READY_TEXTS texts = readyTexts(document);
+  ReadyTexts texts = readyTexts(document);
   mustBeSame(document, peerInventory(texts));
   measure(state, world, objects, [&] { return timed([&] { benchmark::DoNotOptimize(peerInventory(texts)); }); });
 }
 
-static void peerVerify(benchmark::State &state, const CONTROLLER_KIND &kind) {
+static void peerVerify(benchmark::State &state, const ControllerKind &kind) {
   size_t objects = countObjects(kind);
   MeasuredWorld world(kind);
   std::string saved = world.document();
   measure(state, world, objects, [&] { return timed([&] { benchmark::DoNotOptimize(peerWalk(saved)); }); });
 }
 
-using BENCH = void (*)(benchmark::State &, const CONTROLLER_KIND &);
+using Bench = void (*)(benchmark::State &, const ControllerKind &);
 
-static void add(const std::string &name, const CONTROLLER_KIND &kind, BENCH bench) {
+static void add(const std::string &name, const ControllerKind &kind, Bench bench) {
   benchmark::RegisterBenchmark(name.c_str(), bench, kind)->UseManualTime();
 }
 
 void addOperationBenches() {
   // "large" has 240 disks and 64 virtual disks.
-  static constexpr CONTROLLER_KIND sizes[] = {
+  static constexpr ControllerKind sizes[] = {
       {nullptr, 1, 1, 0},  {nullptr, 1, 8, 0}, {nullptr, 1, 8, 4},   {nullptr, 2, 12, 0},
       {nullptr, 2, 12, 8}, {"demo", 0, 0, 1},  {nullptr, 10, 24, 0}, {"large", 0, 0, 64},
   };
-  for (const CONTROLLER_KIND &kind : sizes) {
+  for (const ControllerKind &kind : sizes) {
     std::string size = kind.preset != nullptr ? kind.preset
                                               : std::to_string(kind.enclosures * kind.slots) + " disks, " +
                                                     std::to_string(kind.virtualDisks) + " volumes";
@@ -145,9 +145,9 @@ void addOperationBenches() {
       add("operations/change/" + size + "/ours", kind, change);
     }
   }
-  for (UINT32 slots : GROWING_SLOTS) {
-    CONTROLLER_KIND kind = {nullptr, GROWING_ENCLOSURES, slots, 0};
-    std::string size = std::to_string(slots * GROWING_ENCLOSURES);
+  for (UINT32 slots : growingSlots) {
+    ControllerKind kind = {nullptr, growingEnclosures, slots, 0};
+    std::string size = std::to_string(slots * growingEnclosures);
     add("growth/get/" + size + "/ours", kind, get);
     add("growth/get/" + size + "/pugixml", kind, peerGet);
     add("growth/get/" + size + "/texts", kind, peerGetOfTexts);

@@ -7,6 +7,9 @@
 #include "bench/peers.h"
 #include "driver/xml/xml.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 using pugi::xml_node;
 
 static void addText(xml_node parent, const char *name, const char *text) {
@@ -16,153 +19,153 @@ static void addText(xml_node parent, const char *name, const char *text) {
   }
 }
 
-static void addFields(xml_node parent, const void *record, const FIELD_TABLE &fields);
+static void addFields(xml_node parent, const void *record, const FieldTable &fields);
 
 // Texts of fields are made in a buffer on the stack.
-struct FIELD_TEXT {
+struct FieldText {
   char text[256];
 };
 
-static void cut(FIELD_TEXT &out, const char *text, size_t limit) {
+static void cut(FieldText &out, const char *text, size_t limit) {
   size_t length = std::strlen(text);
   length = length < limit ? length : limit;
   std::memcpy(out.text, text, length);
   out.text[length] = 0;
 }
 
-static void fixedText(FIELD_TEXT &out, const void *record, const FIELD_ROW &row) {
-  const char *field = static_cast<const char *>(record) + row.Place.Offset;
+static void fixedText(FieldText &out, const void *record, const FieldRow &row) {
+  const char *field = static_cast<const char *>(record) + row.place.offset;
   size_t length = 0;
-  while (length < row.Place.Width && field[length] != 0 && !((row.Flags & FIELD_TO_BLANK) && field[length] == ' ')) {
+  while (length < row.place.width && field[length] != 0 && !((row.flags & fieldToBlank) && field[length] == ' ')) {
     ++length;
   }
   size_t begin = 0;
-  while ((row.Flags & FIELD_TRIMMED) && begin < length && field[begin] == ' ') {
+  while ((row.flags & fieldTrimmed) && begin < length && field[begin] == ' ') {
     ++begin;
   }
-  while ((row.Flags & FIELD_TRIMMED) && length > begin && field[length - 1] == ' ') {
+  while ((row.flags & fieldTrimmed) && length > begin && field[length - 1] == ' ') {
     --length;
   }
   std::memcpy(out.text, field + begin, length - begin);
   out.text[length - begin] = 0;
 }
 
-static void fieldText(FIELD_TEXT &out, const void *record, const FIELD_ROW &row) {
-  switch (row.Format) {
-  case FORMAT_DECIMAL:
+static void fieldText(FieldText &out, const void *record, const FieldRow &row) {
+  switch (row.format) {
+  case FieldFormat::decimal:
     formatDecimal(out.text, fieldValue(record, row));
-    out.text[row.Length] = 0;
+    out.text[row.length] = 0;
     return;
-  case FORMAT_HEX:
-    formatHex(out.text, fieldValue(record, row), row.Length);
+  case FieldFormat::hex:
+    formatHex(out.text, fieldValue(record, row), row.length);
     return;
-  case FORMAT_WIDE_TEXT:
-    textNarrow(out.text, static_cast<const CHAR16 *>(fieldPointer(record, row.Place)), sizeof out.text - 1);
+  case FieldFormat::wideText:
+    textNarrow(out.text, static_cast<const CHAR16 *>(fieldPointer(record, row.place)), sizeof out.text - 1);
     return;
-  case FORMAT_FIXED_TEXT:
+  case FieldFormat::fixedText:
     fixedText(out, record, row);
     return;
-  case FORMAT_BOOLEAN:
+  case FieldFormat::boolean:
     cut(out, GetNameFromValue(fieldValue(record, row), g_boolTable), sizeof out.text - 1);
     return;
-  case FORMAT_MARK:
+  case FieldFormat::mark:
     cut(out, "True", 4);
     return;
   default:
-    cut(out, GetNameFromValue(fieldValue(record, row), row.Names), row.Length);
+    cut(out, GetNameFromValue(fieldValue(record, row), row.names), row.length);
     return;
   }
 }
 
-static void addItems(xml_node container, UINT32 mask, const FIELD_ROW &row) {
+static void addItems(xml_node container, UINT32 mask, const FieldRow &row) {
   for (; mask != 0; mask &= mask - 1) {
-    FIELD_TEXT out;
-    cut(out, GetNameFromValue(mask & -mask, row.Names), row.Length);
-    addText(container, row.Item, out.text);
+    FieldText out;
+    cut(out, GetNameFromValue(mask & -mask, row.names), row.length);
+    addText(container, row.item, out.text);
   }
 }
 
-static void addContainer(xml_node parent, const char *name, const void *record, const FIELD_TABLE &fields) {
+static void addContainer(xml_node parent, const char *name, const void *record, const FieldTable &fields) {
   addFields(parent.append_child(name), record, fields);
 }
 
 static void addCachePolicy(xml_node container, UINT32 word) {
-  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
-    const FIELD_ROW &group = g_cachePolicyGroups.Rows[i];
-    addItems(container, word & group.Mask, group);
+  for (UINT32 i = 0; i < g_cachePolicyGroups.rowCount; ++i) {
+    const FieldRow &group = g_cachePolicyGroups.rows[i];
+    addItems(container, word & group.mask, group);
   }
 }
 
-static void addIds(xml_node parent, const void *record, const FIELD_ROW &row) {
-  const auto *ids = static_cast<const UINT32 *>(fieldPointer(record, row.Place));
-  for (UINT64 i = ids == nullptr ? 0 : fieldLoad(record, row.Count); i-- > 0;) {
+static void addIds(xml_node parent, const void *record, const FieldRow &row) {
+  const auto *ids = static_cast<const UINT32 *>(fieldPointer(record, row.place));
+  for (UINT64 i = ids == nullptr ? 0 : fieldLoad(record, row.count); i-- > 0;) {
     char text[21];
     formatDecimal(text, ids[i]);
-    addText(parent, row.Element, text);
+    addText(parent, row.element, text);
   }
 }
 
-static bool isWritten(const void *record, const FIELD_ROW &row) {
+static bool isWritten(const void *record, const FieldRow &row) {
   const auto *bytes = static_cast<const char *>(record);
-  bool isZero = row.Format == FORMAT_FIXED_TEXT
-                    ? bytes[row.Place.Offset] == 0
-                    : (row.Flags & FIELD_WHEN_NOT_ZERO) != 0 && fieldLoad(record, row.Place) == 0;
-  return (row.Flags & FIELD_READ_ONLY) == 0 && !((row.Flags & FIELD_WHEN_NOT_ZERO) && isZero) &&
-         !((row.Flags & FIELD_WHEN_VERSIONED) && static_cast<const RAID_RECORD_HEADER *>(record)->ObjVersion == 0) &&
-         !((row.Flags & FIELD_MODE) && (fieldLoad(record, row.Place) & RAID_MODE_PRESENT) == 0) &&
-         !(row.Format == FORMAT_MARK && fieldValue(record, row) == 0);
+  bool isZero = row.format == FieldFormat::fixedText
+                    ? bytes[row.place.offset] == 0
+                    : (row.flags & fieldWhenNotZero) != 0 && fieldLoad(record, row.place) == 0;
+  return (row.flags & fieldReadOnly) == 0 && !((row.flags & fieldWhenNotZero) && isZero) &&
+         !((row.flags & fieldWhenVersioned) && static_cast<const RAID_RECORD_HEADER *>(record)->ObjVersion == 0) &&
+         !((row.flags & fieldMode) && (fieldLoad(record, row.place) & RAID_MODE_PRESENT) == 0) &&
+         !(row.format == FieldFormat::mark && fieldValue(record, row) == 0);
 }
 
-static void addField(xml_node parent, const void *record, const FIELD_ROW &row) {
+static void addField(xml_node parent, const void *record, const FieldRow &row) {
   const auto *adapter = static_cast<const RAID_ADAPTER_RECORD *>(record);
-  const char *field = static_cast<const char *>(record) + row.Place.Offset;
-  FIELD_TEXT out;
-  switch (row.Format) {
-  case FORMAT_MASK:
-    addItems(parent.append_child(row.Element), static_cast<UINT32>(fieldLoad(record, row.Place)), row);
+  const char *field = static_cast<const char *>(record) + row.place.offset;
+  FieldText out;
+  switch (row.format) {
+  case FieldFormat::mask:
+    addItems(parent.append_child(row.element), static_cast<UINT32>(fieldLoad(record, row.place)), row);
     return;
-  case FORMAT_CACHE_POLICY:
-    addCachePolicy(parent.append_child(row.Element), static_cast<UINT32>(fieldLoad(record, row.Place)));
+  case FieldFormat::cachePolicy:
+    addCachePolicy(parent.append_child(row.element), static_cast<UINT32>(fieldLoad(record, row.place)));
     return;
-  case FORMAT_PCI_IDENTITY:
-    addContainer(parent, row.Element, field, g_pciIdentityFields);
+  case FieldFormat::pciIdentity:
+    addContainer(parent, row.element, field, g_pciIdentityFields);
     return;
-  case FORMAT_RAID_LEVEL_DESC:
-    addContainer(parent, row.Element, field, g_levelDescFields);
+  case FieldFormat::raidLevelDesc:
+    addContainer(parent, row.element, field, g_levelDescFields);
     return;
-  case FORMAT_RATES:
+  case FieldFormat::rates:
     for (const RAID_RATE &rate : adapter->Rates) {
       if (rate.Name != nullptr) {
-        addContainer(parent, row.Element, &rate, g_rateFields);
+        addContainer(parent, row.element, &rate, g_rateFields);
       }
     }
     return;
-  case FORMAT_RAID_LEVEL_PARAMS: {
-    xml_node container = parent.append_child(row.Element);
+  case FieldFormat::raidLevelParams: {
+    xml_node container = parent.append_child(row.element);
     for (int i = 0; adapter->RAIDLevelParams != nullptr && i < __builtin_popcount(adapter->SupportedRAIDLevels); ++i) {
       addContainer(container, "RAIDLevelDesc", &adapter->RAIDLevelParams[i], g_levelDescFields);
     }
     return;
   }
-  case FORMAT_ID_LIST:
+  case FieldFormat::idList:
     addIds(parent, record, row);
     return;
   default:
     fieldText(out, record, row);
-    addText(parent, row.Element, out.text);
+    addText(parent, row.element, out.text);
     return;
   }
 }
 
-static void addFields(xml_node parent, const void *record, const FIELD_TABLE &fields) {
-  for (UINT32 i = 0; i < fields.RowCount; ++i) {
-    if (isWritten(record, fields.Rows[i])) {
-      addField(parent, record, fields.Rows[i]);
+static void addFields(xml_node parent, const void *record, const FieldTable &fields) {
+  for (UINT32 i = 0; i < fields.rowCount; ++i) {
+    if (isWritten(record, fields.rows[i])) {
+      addField(parent, record, fields.rows[i]);
     }
   }
 }
 
-static xml_node addObject(xml_node parent, const char *name, const void *record, const FIELD_TABLE &fields) {
+static xml_node addObject(xml_node parent, const char *name, const void *record, const FieldTable &fields) {
   xml_node node = parent.append_child(name);
   addFields(node, record, g_headerFields);
   addFields(node, record, fields);
@@ -176,7 +179,7 @@ static void addSchema(xml_node node, const char *schema) {
 
 static void addIdentity(xml_node root, const RAID_ADAPTER_RECORD &adapter) {
   xml_node inventory = root.append_child("Inventory");
-  FIELD_TEXT out;
+  FieldText out;
   textNarrow(out.text, adapter.Name, sizeof out.text - 1);
   addText(inventory, "MarketingName", out.text);
   formatHex(out.text, adapter.WWN, 16);
@@ -222,8 +225,8 @@ std::string peerInventory(const RAID_CONFIG &config) {
   return printed(document);
 }
 
-static void flatten(xml_node node, size_t depth, READY_TEXTS &out) {
-  READY_ELEMENT element = {depth, node.name(), node.child_value(), {}};
+static void flatten(xml_node node, size_t depth, ReadyTexts &out) {
+  ReadyElement element = {depth, node.name(), node.child_value(), {}};
   for (pugi::xml_attribute attribute : node.attributes()) {
     element.attributes.emplace_back(attribute.name(), attribute.value());
   }
@@ -235,18 +238,18 @@ static void flatten(xml_node node, size_t depth, READY_TEXTS &out) {
   }
 }
 
-READY_TEXTS readyTexts(const std::string &document) {
+ReadyTexts readyTexts(const std::string &document) {
   pugi::xml_document parsed;
   parsed.load_string(document.c_str());
-  READY_TEXTS texts;
+  ReadyTexts texts;
   flatten(parsed.document_element(), 0, texts);
   return texts;
 }
 
-std::string peerInventory(const READY_TEXTS &texts) {
+std::string peerInventory(const ReadyTexts &texts) {
   pugi::xml_document document;
   std::vector<xml_node> open = {document}; // the parents of what comes next
-  for (const READY_ELEMENT &element : texts) {
+  for (const ReadyElement &element : texts) {
     open.resize(element.depth + 1);
     xml_node node = open.back().append_child(element.name.c_str());
     for (const auto &[name, value] : element.attributes) {
@@ -260,7 +263,7 @@ std::string peerInventory(const READY_TEXTS &texts) {
   return printed(document);
 }
 
-struct BYTE_COUNTER : pugi::xml_tree_walker {
+struct ByteCounter : pugi::xml_tree_walker {
   uint64_t bytes = 0;
   bool for_each(xml_node &node) override {
     bytes += std::strlen(node.name()) + std::strlen(node.value());
@@ -271,7 +274,7 @@ struct BYTE_COUNTER : pugi::xml_tree_walker {
 uint64_t peerWalk(const std::string &text) {
   pugi::xml_document document;
   document.load_buffer(text.data(), text.size());
-  BYTE_COUNTER counter;
+  ByteCounter counter;
   document.traverse(counter);
   return counter.bytes;
 }

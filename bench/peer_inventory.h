@@ -13,16 +13,16 @@
 std::string peerInventory(const RAID_CONFIG &config);
 
 // An element of a document in the document's order.
-struct READY_ELEMENT {
+struct ReadyElement {
   size_t depth;
   std::string name, text;
   std::vector<std::pair<std::string, std::string>> attributes;
 };
-using READY_TEXTS = std::vector<READY_ELEMENT>;
-READY_TEXTS readyTexts(const std::string &document);
+using ReadyTexts = std::vector<ReadyElement>;
+ReadyTexts readyTexts(const std::string &document);
 
 // Builds the document of texts that are there already, and prints it: no record is read, no number made a text.
-std::string peerInventory(const READY_TEXTS &texts);
+std::string peerInventory(const ReadyTexts &texts);
 
 // Parses text and walks it once; returns the bytes of the names and texts that it saw.
 uint64_t peerWalk(const std::string &text);

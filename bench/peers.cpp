@@ -9,6 +9,8 @@
 #include "bench/measured_world.h"
 #include "xml_protocol.h"
 
+using namespace xyl;
+
 XML_PROTOCOL *g_service;
 
 static void *loadService(const std::string &text) {
@@ -48,13 +50,13 @@ static void unloadPugixml(void *tree) {
   delete static_cast<pugi::xml_document *>(tree);
 }
 
-struct STRING_WRITER : pugi::xml_writer {
+struct StringWriter : pugi::xml_writer {
   std::string text;
   void write(const void *data, size_t size) override { text.append(static_cast<const char *>(data), size); }
 };
 
 std::string printed(const pugi::xml_document &document) {
-  STRING_WRITER writer;
+  StringWriter writer;
   document.save(writer, "  ");
   return std::move(writer.text);
 }
@@ -100,7 +102,7 @@ static char writeLibxml2(void *tree) {
   return first;
 }
 
-const std::vector<XML_PEER> g_peers = {
+const std::vector<XmlPeer> g_peers = {
     {"ours", loadService, unloadService, writeService},
     {"pugixml", loadPugixml, unloadPugixml, writePugixml},
     {"pugixml, utf-8", loadPugixmlUtf8, unloadPugixml, writePugixml},

@@ -10,7 +10,7 @@ class xml_document;
 }
 struct XML_PROTOCOL;
 
-struct XML_PEER {
+struct XmlPeer {
   const char *name;
   // Text to tree; a tree that is null ends the program. unload gives it back whole.
   void *(*load)(const std::string &text);
@@ -20,7 +20,7 @@ struct XML_PEER {
 };
 
 // The first row is the service, which works through *service.
-extern const std::vector<XML_PEER> g_peers;
+extern const std::vector<XmlPeer> g_peers;
 extern XML_PROTOCOL *g_service;
 
 // The document as pugixml prints it.

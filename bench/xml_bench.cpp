@@ -7,20 +7,20 @@
 #include "bench/benches.h"
 #include "bench/peers.h"
 
-static constexpr size_t LARGE_TEXT = 16U << 20;
+static constexpr size_t largeText = 16U << 20;
 
-static std::string documentOf(const CONTROLLER_KIND &kind) {
+static std::string documentOf(const ControllerKind &kind) {
   return MeasuredWorld(kind).document();
 }
 
-// The inventory of as many enclosures as make a text of at least LARGE_TEXT bytes.
+// The inventory of as many enclosures as make a text of at least largeText bytes.
 static std::string largeDocument() {
-  CONTROLLER_KIND kind = {nullptr, 24, 240, 64};
+  ControllerKind kind = {nullptr, 24, 240, 64};
   std::string text;
   do {
     kind.enclosures += 8;
     text = documentOf(kind);
-  } while (text.size() < LARGE_TEXT);
+  } while (text.size() < largeText);
   return text;
 }
 
@@ -37,13 +37,13 @@ static void measure(benchmark::State &state, MeasuredWorld &world, size_t textBy
   }
 }
 
-static void parse(benchmark::State &state, const XML_PEER &peer, const std::string &text) {
+static void parse(benchmark::State &state, const XmlPeer &peer, const std::string &text) {
   MeasuredWorld world;
   g_service = world.xml;
   measure(state, world, text.size(), [&] { peer.unload(peer.load(text)); });
 }
 
-static void serialize(benchmark::State &state, const XML_PEER &peer, const std::string &text) {
+static void serialize(benchmark::State &state, const XmlPeer &peer, const std::string &text) {
   MeasuredWorld world;
   g_service = world.xml;
   void *tree = peer.load(text);
@@ -52,7 +52,7 @@ static void serialize(benchmark::State &state, const XML_PEER &peer, const std::
 }
 
 // The text stays for as long as the program.
-static void add(const std::string &group, const std::string &size, const XML_PEER &peer, const std::string &text) {
+static void add(const std::string &group, const std::string &size, const XmlPeer &peer, const std::string &text) {
   benchmark::RegisterBenchmark((group + "/parse/" + size + "/" + peer.name).c_str(), parse, peer, std::cref(text));
   benchmark::RegisterBenchmark((group + "/serialize/" + size + "/" + peer.name).c_str(), serialize, peer,
                                std::cref(text));
@@ -65,16 +65,16 @@ void addXmlBenches() {
       {"16 MiB", largeDocument()},
   };
   for (const auto &[name, text] : documents) {
-    for (const XML_PEER &peer : g_peers) {
+    for (const XmlPeer &peer : g_peers) {
       add("xml", name, peer, text);
     }
   }
   static std::deque<std::string> growing;
-  for (UINT32 slots : GROWING_SLOTS) {
-    growing.push_back(documentOf({nullptr, GROWING_ENCLOSURES, slots, 0}));
-    for (const XML_PEER &peer : g_peers) {
+  for (UINT32 slots : growingSlots) {
+    growing.push_back(documentOf({nullptr, growingEnclosures, slots, 0}));
+    for (const XmlPeer &peer : g_peers) {
       if (std::string(peer.name) == "ours" || std::string(peer.name) == "pugixml, utf-8") {
-        add("growth", std::to_string(slots * GROWING_ENCLOSURES), peer, growing.back());
+        add("growth", std::to_string(slots * growingEnclosures), peer, growing.back());
       }
     }
   }

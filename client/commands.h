@@ -9,7 +9,11 @@
 #include "client/show/commands.h"
 #include "client/verbs/commands.h"
 
+namespace xyl::client {
+
 // Up to the log.
 inline constexpr auto g_workCommands =
     joined(g_listCommand, g_identifyCommand, g_getCommand, g_showCommand, g_compareCommands, g_restoreCommands,
-           g_verbCommands, g_ensureCommand, g_applyCommand);
+           g_verbCommands, client::ensure::g_ensureCommand, g_applyCommand);
+
+} // namespace xyl::client

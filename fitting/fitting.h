@@ -4,7 +4,7 @@
 
 #include "raid_records.h"
 
-namespace fitting {
+namespace xyl::fitting {
 
 // --- One disk ---
 
@@ -95,7 +95,7 @@ enum class NameVerdict : UINT8 { fits, notAscii, hasBlank, tooLong };
 
 // Whether the text can be the name of a new virtual disk, perhaps of disks of the machine. Documents are read byte by
 // byte, so a name that is more than ASCII would not come back as it was. An empty one fits: the controller gives one.
-template <class CHARACTER> NameVerdict judgeName(const CHARACTER *name, bool isOnDisks) {
+template <class Character> NameVerdict judgeName(const Character *name, bool isOnDisks) {
   UINT32 most = isOnDisks ? nameMaxOnDisks : nameMax;
   for (UINT32 i = 0; name[i] != 0; ++i) {
     if (name[i] < ' ' || name[i] > '~') {
@@ -111,4 +111,4 @@ template <class CHARACTER> NameVerdict judgeName(const CHARACTER *name, bool isO
   return NameVerdict::fits;
 }
 
-} // namespace fitting
+} // namespace xyl::fitting

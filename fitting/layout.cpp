@@ -3,7 +3,7 @@
 #include "base/bits.h"
 #include "records/levels.h"
 
-namespace fitting {
+namespace xyl::fitting {
 
 // --- One disk ---
 
@@ -37,7 +37,7 @@ const RAID_LEVEL_PARAMS *levelOf(const RAID_ADAPTER_RECORD &adapter, UINT64 leve
 }
 
 // The fewest equal spans of parity disks that the adapter makes of so many; 0 when there is no such number.
-static UINT32 spansOf(const RAID_ADAPTER_RECORD &adapter, const RAID_LEVEL_LAYOUT &rule, UINT32 count) {
+static UINT32 spansOf(const RAID_ADAPTER_RECORD &adapter, const records::LevelLayout &rule, UINT32 count) {
   for (UINT32 spans = 2; spans <= adapter.MaxSpansPerLD && count / spans > rule.parity + 1; ++spans) {
     if (count % spans == 0 && count / spans <= adapter.MaxPDsPerSpan) {
       return spans;
@@ -47,7 +47,7 @@ static UINT32 spansOf(const RAID_ADAPTER_RECORD &adapter, const RAID_LEVEL_LAYOU
 }
 
 // A mirror of at most three disks is one of copies, else mirrors are of pairs.
-static UINT32 dataMembers(const RAID_ADAPTER_RECORD &adapter, const RAID_LEVEL_LAYOUT &rule,
+static UINT32 dataMembers(const RAID_ADAPTER_RECORD &adapter, const records::LevelLayout &rule,
                           const RAID_LEVEL_PARAMS &level, UINT32 count) {
   if (rule.mirrored && level.MaxDisks == 3) {
     return 1;
@@ -64,7 +64,7 @@ Verdict judgeCount(const RAID_ADAPTER_RECORD &adapter, const RAID_LEVEL_PARAMS &
   if (count < level.MinDisks || count > level.MaxDisks) {
     return Verdict::wrongCount;
   }
-  const RAID_LEVEL_LAYOUT *rule = levelLayout(level.RAIDLevel);
+  const records::LevelLayout *rule = records::levelLayout(level.RAIDLevel);
   if (rule == nullptr) {
     return Verdict::fits;
   }
@@ -129,10 +129,10 @@ Verdict judgeSpare(const RAID_ADAPTER_RECORD &adapter, const Disks &disks, const
       addKind(&kinds, disks.items[i]);
     }
   }
-  const RAID_LEVEL_LAYOUT *rule = levelLayout(virtualDisk.RAIDLevel);
+  const records::LevelLayout *rule = records::levelLayout(virtualDisk.RAIDLevel);
   Layout layout = {rule != nullptr ? dataMembers(adapter, *rule, virtualDisk.RAIDLevelDesc, virtualDisk.PDCount) : 0};
   *share = shareOf(layout, virtualDisk.Size);
   return judgeSpare(virtualDisk.RAIDLevelDesc, kinds, *share, disk);
 }
 
-} // namespace fitting
+} // namespace xyl::fitting

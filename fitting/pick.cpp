@@ -1,7 +1,7 @@
 #include "base/sort.h"
 #include "fitting/fitting.h"
 
-namespace fitting {
+namespace xyl::fitting {
 
 namespace {
 
@@ -68,4 +68,4 @@ UINT32 bestRow(const Disks &disks, const UINT32 *candidates, UINT32 candidateCou
   return best;
 }
 
-} // namespace fitting
+} // namespace xyl::fitting

@@ -4,10 +4,12 @@
 #include "images/network/answer.h"
 #include "fuzz/pure.h"
 
+using namespace xyl;
+
 // What comes of a body that arrives in pieces of so many bytes: its bytes, or null bytes and a status.
 static std::string receive(const std::string &wire, size_t piece, UINTN limit, EFI_STATUS *status) {
-  const network::Head head = {200, network::Framing::chunks, 0};
-  network::Body body(head, limit);
+  const images::network::Head head = {200, images::network::Framing::chunks, 0};
+  images::network::Body body(head, limit);
   *status = body.begin();
   for (size_t at = 0; at < wire.size() && !EFI_ERROR(*status); at += piece) {
     const std::string part = wire.substr(at, piece);
@@ -16,7 +18,7 @@ static std::string receive(const std::string &wire, size_t piece, UINTN limit, E
   if (EFI_ERROR(*status) || !body.isWhole()) {
     return {};
   }
-  network::Answer answer;
+  images::network::Answer answer;
   body.give(&answer);
   mustHold(answer.size <= limit && answer.data[answer.size] == 0, "a body above its limit, or without its end");
   return "whole" + std::string(answer.data, answer.size);
@@ -34,11 +36,11 @@ static void checkBody(FuzzInput input) {
 
 static void checkUrl(FuzzInput input) {
   const std::string text = input.text();
-  jobs::Url url;
-  if (jobs::readUrl(text.c_str(), &url) != nullptr) {
+  client::jobs::Url url;
+  if (client::jobs::readUrl(text.c_str(), &url) != nullptr) {
     return;
   }
-  mustHold(text.size() <= jobs::urlMax && text.find_first_of(" \r\n\t\"#\\@") >= url.originLength,
+  mustHold(text.size() <= client::jobs::urlMax && text.find_first_of(" \r\n\t\"#\\@") >= url.originLength,
            "a URL with a blank");
   for (char letter : text) {
     mustHold(letter > ' ' && letter < 0x7F, "a URL with a letter that ends it");
@@ -50,10 +52,10 @@ static void checkUrl(FuzzInput input) {
   const std::string origin = text.substr(0, url.originLength);
   const std::string logins = "http://a b:c\n" + origin + " u:p\n";
   UINTN length = 0;
-  const CHAR8 *login = network::loginFor(url, logins.data(), logins.size(), &length);
+  const CHAR8 *login = images::network::loginFor(url, logins.data(), logins.size(), &length);
   mustHold(origin.size() > 300 || login != nullptr, "no login");
   url.port ^= 1;
-  mustHold(network::loginFor(url, logins.data(), logins.size(), &length) == nullptr || origin == "http://a",
+  mustHold(images::network::loginFor(url, logins.data(), logins.size(), &length) == nullptr || origin == "http://a",
            "another's login");
 }
 
@@ -66,17 +68,17 @@ static void checkLine(FuzzInput input) {
     given[count] = words[count].c_str();
   }
   given[0] = "network";
-  jobs::Network network;
-  if (jobs::readNetwork(count, given, &network) == nullptr) {
-    mustHold(network.address == jobs::Address::dhcp || network.mask.bytes[0] == 0xFF, "the mask of an address");
+  client::jobs::Network network;
+  if (client::jobs::readNetwork(count, given, &network) == nullptr) {
+    mustHold(network.address == client::jobs::Address::dhcp || network.mask.bytes[0] == 0xFF, "the mask of an address");
   }
-  jobs::Tries tries;
-  mustHold(jobs::readTries(count, given, &tries) != nullptr || (tries.count - 1 < 100 && tries.pause <= 3600),
+  client::jobs::Tries tries;
+  mustHold(client::jobs::readTries(count, given, &tries) != nullptr || (tries.count - 1 < 100 && tries.pause <= 3600),
            "attempts");
   for (const char *word : {"fetch", "send"}) {
     given[0] = word;
-    jobs::TransferLine line;
-    if (count > 2 && jobs::readTransfer(count, given, &line) == nullptr) {
+    client::jobs::TransferLine line;
+    if (count > 2 && client::jobs::readTransfer(count, given, &line) == nullptr) {
       mustHold(line.file[0] != '\\' && line.file[0] != '/' && std::string(line.file).find("..\\") == std::string::npos,
                "a file outside the medium's folder");
     }

@@ -6,13 +6,13 @@
 // One operation, with documents of which the first of each is none.
 static void operate(World &world, uint8_t what, const std::string &usual, FuzzInput &input) {
   static const std::string savedTexts[] = {"", usual, "<raidData/>", "<raidData>"};
-  static const std::string options[] = {"", RESTORE, RESTORE_REBUILD, NORMAL, "<RunMode/>", "<RunMode>"};
+  static const std::string options[] = {"", restoreOptions, restoreRebuild, normal, "<RunMode/>", "<RunMode>"};
   static const std::string requests[] = {
       "", "<raidData>", "<raidData/>",
       "<raidData><Method name=\"Identify\"><ObjectType>Adapter</ObjectType></Method></raidData>",
       "<raidData><Method name=\"Delete\"><ObjectType>Adapter</ObjectType></Method></raidData>"};
   RAID_XYL_IDENTIFY_DATA data = {};
-  ANSWER answer;
+  OperationAnswer answer;
   switch (what) {
   case 3:
   case 5:
@@ -55,9 +55,9 @@ static void call(World &world, const std::string &usual, FuzzInput &input) {
   }
 }
 
-static constexpr FUZZ_LIMITS COST = {{1 << 19, 16384}, {1 << 20, 131072}, {200000000, 1000000}, {32, 32}};
+static constexpr FuzzLimits cost = {{1 << 19, 16384}, {1 << 20, 131072}, {200000000, 1000000}, {32, 32}};
 
-FUZZ_TARGET(calls, COST, FUZZ_CONTROLLER::small) {
+FUZZ_TARGET(calls, cost, FuzzController::small) {
   World &world = fuzzWorld();
   static const std::string usual = world.get().text;
   while (!input.atEnd()) {

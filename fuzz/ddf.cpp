@@ -9,6 +9,8 @@
 #include "tests/providers/ddf/describe.h"
 #include "tests/providers/ddf/disks.h"
 
+using namespace xyl;
+
 // What a model says of its sets; it must hold together.
 static std::string setsOf(const ddf::Model &model) {
   std::string fault = modelFault(model);
@@ -19,7 +21,7 @@ static std::string setsOf(const ddf::Model &model) {
 }
 
 // Writes the copies that were read back where they came from.
-static void storeCopies(const ddf::Model &model, DISKS &disks) {
+static void storeCopies(const ddf::Model &model, Disks &disks) {
   for (UINT32 i = 0; i < model.diskCount; ++i) {
     ddf::Copy current;
     EFI_STATUS status = ddf::makeCurrentCopy(model, i, &current);
@@ -34,15 +36,15 @@ static void storeCopies(const ddf::Model &model, DISKS &disks) {
 // --- Changes on top ---
 
 // What of a disk may be written: nothing but what lies behind other's data.
-struct WRITABLE {
-  SPARSE_DISK *disk;
+struct Writable {
+  SparseDisk *disk;
   bool fresh; // nothing of a set lies on it
   std::vector<ddf::Gap> members;
   UINT32 *writes; // that succeed before one fails
 };
 
 static EFI_STATUS writeJudged(void *context, UINT64 lba, UINTN count, const void *buffer) {
-  const WRITABLE &target = *static_cast<WRITABLE *>(context);
+  const Writable &target = *static_cast<Writable *>(context);
   UINT64 sectors = target.disk->sectors;
   mustHold(count <= sectors && lba <= sectors - count, "a write outside the disk");
   mustHold(!target.fresh || lba >= sectors - ddf::reserveSectors, "a write before the reserve");
@@ -57,9 +59,9 @@ static EFI_STATUS writeJudged(void *context, UINT64 lba, UINTN count, const void
   return EFI_SUCCESS;
 }
 
-static WRITABLE writableOf(const ddf::Model &model, DISKS &disks, UINT32 number, UINT32 *writes) {
+static Writable writableOf(const ddf::Model &model, Disks &disks, UINT32 number, UINT32 *writes) {
   const ddf::Disk &disk = model.disks[number];
-  WRITABLE writable = {&disks[number], disk.kind != ddf::DiskKind::member, {}, writes};
+  Writable writable = {&disks[number], disk.kind != ddf::DiskKind::member, {}, writes};
   for (UINT32 i = 0; disk.kind == ddf::DiskKind::member && i < model.sets[disk.set].pds[disk.pd].partCount; ++i) {
     const ddf::Pd &pd = model.sets[disk.set].pds[disk.pd];
     const ddf::VirtualDisk &virtualDisk = model.sets[disk.set].virtualDisks[pd.parts[i].virtualDisk];
@@ -126,7 +128,7 @@ static UINT32 countVirtualDisks(const ddf::Model &model, bool *all) {
 }
 
 // A change to what model says of the disks.
-static void changeOnTop(OWNED_MODEL model, DISKS &disks, FuzzInput input) {
+static void changeOnTop(OwnedModel model, Disks &disks, FuzzInput input) {
   static UINT32 seed;
   seed = 1;
   auto random = [] { return seed = seed * 1664525 + 1013904223; };
@@ -134,12 +136,12 @@ static void changeOnTop(OWNED_MODEL model, DISKS &disks, FuzzInput input) {
   writes = writes == 0xFF ? ddf::noIndex : writes;
   bool wasSound = false, isSound = false;
   UINT32 before = countVirtualDisks(*model, &wasSound);
-  std::vector<WRITABLE> writables;
+  std::vector<Writable> writables;
   for (UINT32 i = 0; i < model->diskCount; ++i) {
     writables.push_back(writableOf(*model, disks, i, &writes));
   }
   std::vector<ddf_change::Target> targets;
-  for (WRITABLE &writable : writables) {
+  for (Writable &writable : writables) {
     ddf::Guid guid = {{'F', 'u', 'z', 'z', static_cast<UINT8>(targets.size())}};
     targets.push_back({writeJudged, [](void *) -> EFI_STATUS { return EFI_SUCCESS; }, &writable, guid, true});
   }
@@ -158,20 +160,20 @@ static void changeOnTop(OWNED_MODEL model, DISKS &disks, FuzzInput input) {
 
 // Of six disks, read five times: a header may claim half a MiB for each of the six sections of both copies, of which
 // one is kept.
-constexpr uint64_t COPY = 6 * 1024 * ddf::sectorSize;
-static constexpr FUZZ_LIMITS COST = {{8 * COPY, 0}, {6 * 5 * 2 * COPY, 0}, {300000000, 100000}};
+constexpr uint64_t copySize = 6 * 1024 * ddf::sectorSize;
+static constexpr FuzzLimits cost = {{8 * copySize, 0}, {6 * 5 * 2 * copySize, 0}, {300000000, 100000}};
 
-FUZZ_PURE_TARGET(ddf, COST) {
-  DDF_INPUT given = readDdfInput(input);
-  DISKS &disks = given.disks;
+FUZZ_PURE_TARGET(ddf, cost) {
+  DdfInput given = readDdfInput(input);
+  Disks &disks = given.disks;
   bool fails = disks[0].failAfter != ~UINT64{0};
-  OWNED_MODEL model = readModel(disks);
+  OwnedModel model = readModel(disks);
   std::string sets = setsOf(*model);
   storeCopies(*model, disks);
   model.reset();
   disks[0].failAfter = ~UINT64{0};
   if (given.change) {
-    disks.push_back({TEST_DISK_SECTORS, {}}); // blank, which says nothing of sets
+    disks.push_back({testDiskSectors, {}}); // blank, which says nothing of sets
   }
   model = readModel(disks);
   std::string again = setsOf(*model);

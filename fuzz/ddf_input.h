@@ -4,11 +4,11 @@
 #include "fuzz/pure.h"
 #include "tests/providers/ddf/disks.h"
 
-struct DDF_INPUT {
-  DISKS disks;
+struct DdfInput {
+  Disks disks;
   bool change;     // a change on top is wanted
   FuzzInput onTop; // says which
 };
 
 // Needs a firmware with a pool.
-DDF_INPUT readDdfInput(FuzzInput input);
+DdfInput readDdfInput(FuzzInput input);

@@ -10,6 +10,9 @@
 #include "host/controller_file/state_json.h"
 #include "tests/support/memory_front.h"
 
+using namespace xyl;
+using namespace xyl::host;
+
 // A file in memory that has a name.
 static std::string storeFile(const std::string &text) {
   static const int file = memfd_create("controller", 0);
@@ -20,16 +23,16 @@ static std::string storeFile(const std::string &text) {
 }
 
 static Json stateOf(sim::Controller &sim) {
-  STATE_WRITER writer;
+  StateWriter writer;
   writer.json["format"] = 2;
   visitController(writer, sim);
   return writer.json;
 }
 
-static SIM_OWNER load(const std::string &text) {
+static SimOwner load(const std::string &text) {
   try {
     return loadController(storeFile(text));
-  } catch (const CLIENT_ERROR &error) {
+  } catch (const ClientError &error) {
     std::string what = error.what();
     mustHold(EFI_ERROR(error.status) && what.starts_with("cannot use '") && what.find('\n') == what.npos,
              "message: " + what);
@@ -37,28 +40,28 @@ static SIM_OWNER load(const std::string &text) {
   }
 }
 
-static SIM_OWNER make(const std::string &text) {
+static SimOwner make(const std::string &text) {
   MemoryFront memory;
   memory.files["saved.xml"] = text;
-  XYL_FRONT front = memory.as(XYL_FRONT_HOST);
-  XYL_REQUEST request = {};
-  SIM_OWNER owner;
+  client::Front front = memory.as(client::frontHost);
+  client::Request request = {};
+  SimOwner owner;
   try {
-    XYL_RESULT result = makeFromDocument({&front, &request}, "saved.xml", &owner);
-    mustHold(isFailure(result) == (owner == nullptr), "a controller of a failure");
-  } catch (const CLIENT_ERROR &error) {
+    client::Result result = makeFromDocument({&front, &request}, "saved.xml", &owner);
+    mustHold(client::isFailure(result) == (owner == nullptr), "a controller of a failure");
+  } catch (const ClientError &error) {
     mustHold(EFI_ERROR(error.status), "a failure without status");
     owner = nullptr;
   }
   return owner;
 }
 
-constexpr UINT64 CONTROLLER = 4 << 20; // what one holds, at most
-constexpr FUZZ_LIMITS LIMITS = {{CONTROLLER, CONTROLLER}, {CONTROLLER, CONTROLLER}, {100000000, 1000000}};
+constexpr UINT64 controller = 4 << 20; // what one holds, at most
+constexpr FuzzLimits limits = {{controller, controller}, {controller, controller}, {100000000, 1000000}};
 
-FUZZ_PURE_TARGET(json, LIMITS) {
+FUZZ_PURE_TARGET(json, limits) {
   std::string text = input.text();
-  SIM_OWNER owner = text.starts_with('<') ? make(text) : load(text);
+  SimOwner owner = text.starts_with('<') ? make(text) : load(text);
   if (owner == nullptr) {
     return;
   }

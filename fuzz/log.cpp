@@ -11,7 +11,9 @@
 #include "providers/debug_log/debug_log_provider.h"
 #include "uefi/protocols.h"
 
-constexpr size_t RING = size_t{256} * 1024, LINE = 1024;
+using namespace xyl;
+
+constexpr size_t ring = size_t{256} * 1024, lineInput = 1024;
 static DEBUG_LOG_PROTOCOL *g_log;
 static DEBUG_LOG_RING_PROTOCOL *g_ring;
 static bool g_fills; // the ring
@@ -24,26 +26,26 @@ static void start() {
   static EFI_LOADED_IMAGE_PROTOCOL loadedImage;
   EFI_HANDLE image = nullptr;
   g_bootServices->InstallMultipleProtocolInterfaces(&image, &imageGuid, &loadedImage, nullptr);
-  mustHold(DebugLogEntry(image, g_systemTable) == EFI_SUCCESS, "no log");
+  mustHold(debug_log::DebugLogEntry(image, g_systemTable) == EFI_SUCCESS, "no log");
   g_bootServices->HandleProtocol(image, &logGuid, reinterpret_cast<void **>(&g_log));
   g_bootServices->HandleProtocol(image, &ringGuid, reinterpret_cast<void **>(&g_ring));
 }
 
 // Takes down what the log shall keep of a line.
 static void note(UINT32 mask, const std::string &function, std::string text) {
-  text = text.substr(0, LINE - 1);
+  text = text.substr(0, lineInput - 1);
   while (text.ends_with('\n') || text.ends_with('\r')) {
     text.pop_back();
   }
   std::string level = mask >= LOG_ERROR ? "ERROR " : mask >= LOG_WARN ? "WARN " : "TRACE ";
-  std::string line = (level + function + ": " + text).substr(0, LINE - 1);
+  std::string line = (level + function + ": " + text).substr(0, lineInput - 1);
   for (char &letter : line) {
     unsigned char unit = static_cast<unsigned char>(letter);
     letter = unit > 0x7E ? '?' : unit < ' ' && unit != '\t' ? ' ' : letter;
   }
   g_lines.push_back(line + "\n");
   g_size += g_lines.back().size();
-  for (; g_size > RING; g_lines.pop_front()) {
+  for (; g_size > ring; g_lines.pop_front()) {
     g_size -= g_lines.front().size();
   }
 }
@@ -61,8 +63,8 @@ static void print(FuzzInput &input, UINT32 mask) {
     LogPrint(mask, function.c_str(), text.c_str());
     return note(mask, function, text.substr(0, 127));
   default: // many, so that the ring is full soon
-    for (uint64_t i = 0; i < number % 512 && g_printed < RING + RING / 4; ++i) {
-      std::string line = std::to_string(i) + std::string(number / 512 % LINE, '-');
+    for (uint64_t i = 0; i < number % 512 && g_printed < ring + ring / 4; ++i) {
+      std::string line = std::to_string(i) + std::string(number / 512 % lineInput, '-');
       g_printed += line.size();
       g_log->LogPrint(mask, "", u"%a", line.c_str());
       note(mask, "", line);
@@ -88,17 +90,17 @@ static void clear() {
   g_size = 0;
 }
 
-constexpr FUZZ_LIMITS LIMITS = {{RING + 65536, 4096}, {RING + 65536, RING}, {50000000, 10000000}};
+constexpr FuzzLimits limits = {{ring + 65536, 4096}, {ring + 65536, ring}, {50000000, 10000000}};
 
-FUZZ_PURE_TARGET(log, LIMITS) {
-  constexpr UINT32 LEVELS[] = {LOG_TRACE, LOG_WARN, LOG_ERROR};
+FUZZ_PURE_TARGET(log, limits) {
+  constexpr UINT32 levels[] = {LOG_TRACE, LOG_WARN, LOG_ERROR};
   g_fills = input.byte() == 0xFF;
   g_ring == nullptr ? start() : clear();
   g_printed = 0;
   g_debugLog = g_log;
   while (!input.atEnd()) {
     uint8_t what = input.byte();
-    UINT32 mask = (what & 8) != 0 ? static_cast<UINT32>(input.number(4)) : LEVELS[what / 16 % 3];
+    UINT32 mask = (what & 8) != 0 ? static_cast<UINT32>(input.number(4)) : levels[what / 16 % 3];
     if (what % 8 < 6) {
       print(input, mask);
     } else {

@@ -10,28 +10,31 @@
 
 #include "driver/xml/xml.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 extern "C" size_t LLVMFuzzerMutate(uint8_t *data, size_t size, size_t maxSize);
 
-struct ELEMENT {
+struct Element {
   size_t start, end; // with its tags
   size_t inside, insideEnd;
   std::string_view name;
   bool isLeaf;
 };
-using ELEMENTS = std::vector<ELEMENT>;
-using RANDOM = std::minstd_rand;
+using Elements = std::vector<Element>;
+using Random = std::minstd_rand;
 
-static constexpr size_t MOST_ELEMENTS = 4096;
+static constexpr size_t mostElements = 4096;
 
-static size_t below(RANDOM &random, size_t bound) {
+static size_t below(Random &random, size_t bound) {
   return bound == 0 ? 0 : random() % bound;
 }
 
 // All elements that have an end, whatever their end tags are called.
-static ELEMENTS elementsOf(std::string_view text) {
-  ELEMENTS found;
-  std::vector<ELEMENT> open;
-  for (size_t at = text.find('<'); at != text.npos && found.size() < MOST_ELEMENTS; at = text.find('<', at + 1)) {
+static Elements elementsOf(std::string_view text) {
+  Elements found;
+  std::vector<Element> open;
+  for (size_t at = text.find('<'); at != text.npos && found.size() < mostElements; at = text.find('<', at + 1)) {
     size_t close = text.find('>', at);
     if (close == text.npos) {
       break;
@@ -47,7 +50,7 @@ static ELEMENTS elementsOf(std::string_view text) {
       if (!open.empty()) {
         open.back().isLeaf = false;
       }
-      ELEMENT element = {at, close + 1, close + 1, close + 1, text.substr(at + 1, nameEnd - at - 1), true};
+      Element element = {at, close + 1, close + 1, close + 1, text.substr(at + 1, nameEnd - at - 1), true};
       if (text[close - 1] == '/') {
         found.push_back(element);
       } else if (open.size() < 64) {
@@ -58,21 +61,21 @@ static ELEMENTS elementsOf(std::string_view text) {
   return found;
 }
 
-static std::string contentOf(const std::string &text, const ELEMENT &element) {
+static std::string contentOf(const std::string &text, const Element &element) {
   return text.substr(element.inside, element.insideEnd - element.inside);
 }
 
 // The element's row in one of the driver's tables, or null.
-static const FIELD_ROW *rowNamed(std::string_view name) {
-  static const FIELD_TABLE *const tables[] = {
+static const FieldRow *rowNamed(std::string_view name) {
+  static const FieldTable *const tables[] = {
       &g_headerFields, &g_adapterFields,     &g_enclosureFields,   &g_pdFields,
       &g_vdFields,     &g_levelDescFields,   &g_pciIdentityFields, &g_pciLocationFields,
       &g_rateFields,   &g_cachePolicyGroups, &g_inventoryFields,
   };
-  for (const FIELD_TABLE *table : tables) {
-    for (UINT32 i = 0; i < table->RowCount; ++i) {
-      const FIELD_ROW &row = table->Rows[i];
-      if ((row.Element != nullptr && name == row.Element) || (row.Item != nullptr && name == row.Item)) {
+  for (const FieldTable *table : tables) {
+    for (UINT32 i = 0; i < table->rowCount; ++i) {
+      const FieldRow &row = table->rows[i];
+      if ((row.element != nullptr && name == row.element) || (row.item != nullptr && name == row.item)) {
         return &row;
       }
     }
@@ -81,16 +84,16 @@ static const FIELD_ROW *rowNamed(std::string_view name) {
 }
 
 // A value of the documents: mostly one that the field knows, now and then a number at a bound or any other word.
-static std::string someValue(std::string_view name, RANDOM &random) {
+static std::string someValue(std::string_view name, Random &random) {
   static const char *const others[] = {"0", "1", "255", "65536", "4294967295", "18446744073709551615",
                                        "",  " ", "-1",  "True",  "RAID_NAME",  "VGFybi1TZWNyZXQtMDgxNQ=="};
-  const FIELD_ROW *row = rowNamed(name);
+  const FieldRow *row = rowNamed(name);
   const VALUE_NAME_TABLE *values = nullptr;
-  if (row != nullptr && (row->Format == FORMAT_NAME || row->Format == FORMAT_MASK)) {
-    values = row->Names;
+  if (row != nullptr && (row->format == FieldFormat::name || row->format == FieldFormat::mask)) {
+    values = row->names;
   }
   if (below(random, 8) == 0) {
-    values = g_valueTables[below(random, g_valueTableCount)].Rows;
+    values = g_valueTables[below(random, g_valueTableCount)].rows;
   }
   size_t count = 0;
   while (values != nullptr && values[count].Name != nullptr) {
@@ -100,10 +103,10 @@ static std::string someValue(std::string_view name, RANDOM &random) {
 }
 
 // Another element's value, rather one of the same name: so references change their objects.
-static std::string someonesValue(const std::string &text, const ELEMENTS &elements, const ELEMENT &element,
-                                 RANDOM &random) {
+static std::string someonesValue(const std::string &text, const Elements &elements, const Element &element,
+                                 Random &random) {
   for (int tries = 0; tries < 16; ++tries) {
-    const ELEMENT &other = elements[below(random, elements.size())];
+    const Element &other = elements[below(random, elements.size())];
     bool isReference = other.name == "ObjectID" || other.name == "OID" || other.name == "TargetID";
     if (other.isLeaf && other.start != element.start && (other.name == element.name || isReference || tries > 8)) {
       return contentOf(text, other);
@@ -112,7 +115,7 @@ static std::string someonesValue(const std::string &text, const ELEMENTS &elemen
   return someValue(element.name, random);
 }
 
-static void exchange(std::string &text, const ELEMENT &first, const ELEMENT &second) {
+static void exchange(std::string &text, const Element &first, const Element &second) {
   if (first.end <= second.start) {
     text = text.substr(0, first.start) + text.substr(second.start, second.end - second.start) +
            text.substr(first.end, second.start - first.end) + text.substr(first.start, first.end - first.start) +
@@ -120,12 +123,12 @@ static void exchange(std::string &text, const ELEMENT &first, const ELEMENT &sec
   }
 }
 
-static void changeElement(std::string &text, RANDOM &random) {
-  ELEMENTS elements = elementsOf(text);
+static void changeElement(std::string &text, Random &random) {
+  Elements elements = elementsOf(text);
   if (elements.empty()) {
     return;
   }
-  const ELEMENT element = elements[below(random, elements.size())], other = elements[below(random, elements.size())];
+  const Element element = elements[below(random, elements.size())], other = elements[below(random, elements.size())];
   std::string whole = text.substr(element.start, element.end - element.start), content;
   switch (below(random, 8)) {
   case 0:
@@ -158,7 +161,7 @@ static void changeElement(std::string &text, RANDOM &random) {
 }
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t maxSize, unsigned seed) {
-  RANDOM random(seed);
+  Random random(seed);
   random.discard(2); // the first numbers of neighbouring seeds are neighbours
   if (below(random, 2) == 0) {
     return LLVMFuzzerMutate(data, size, maxSize);

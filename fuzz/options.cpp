@@ -4,12 +4,15 @@
 #include "driver/restore/restore.h"
 #include "fuzz/pure.h"
 
+using namespace xyl;
+
 FUZZ_PURE_TARGET(options) {
-  constexpr UINT32 KNOWN = RUN_MODE_NORMAL | RUN_MODE_RESTORE | RUN_MODE_PRESERVE_VD | RUN_MODE_STOP_ON_ERROR;
+  constexpr UINT32 known = driver::RUN_MODE_NORMAL | driver::RUN_MODE_RESTORE | driver::RUN_MODE_PRESERVE_VD |
+                           driver::RUN_MODE_STOP_ON_ERROR;
   CHAR8 *document = input.poolText();
-  UINT32 flags = ~KNOWN;
-  EFI_STATUS status = parseRunTimeXML(document, &flags);
+  UINT32 flags = ~known;
+  EFI_STATUS status = driver::parseRunTimeXML(document, &flags);
   poolFree(document);
   mustHold(status == EFI_SUCCESS || status == EFI_INVALID_PARAMETER, "status");
-  mustHold((flags & ~KNOWN) == ~KNOWN, "bits of the caller");
+  mustHold((flags & ~known) == ~known, "bits of the caller");
 }

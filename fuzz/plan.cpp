@@ -9,6 +9,9 @@
 #include "fuzz/support.h"
 #include "tests/support/memory_front.h"
 
+using namespace xyl;
+using namespace xyl::client;
+
 static MemoryFront g_front;
 static decltype(RAID_MGMT_PROTOCOL::Execute) g_execute;
 
@@ -19,39 +22,39 @@ static EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block
   return g_execute(mgmt, block, result);
 }
 
-static XYL_OUTCOME run(std::vector<const CHAR8 *> words, bool json) {
-  XYL_FRONT front = g_front.as(XYL_FRONT_HOST, g_xylCommands);
+static Outcome run(std::vector<const CHAR8 *> words, bool json) {
+  Front front = g_front.as(frontHost, g_xylCommands);
   json ? words.push_back("--json") : void();
-  XYL_REQUEST request;
-  XYL_RESULT result = xylParse(&front, words.size(), words.data(), &request);
+  Request request;
+  Result result = xylParse(&front, words.size(), words.data(), &request);
   mustHold(!isFailure(result), "a command line: " + g_front.errors);
   result = xylRun(&front, request);
-  mustHold((result.Outcome > XYL_DIFFERENT) == !g_front.errors.empty(),
+  mustHold((result.outcome > outcomeDifferent) == !g_front.errors.empty(),
            "a failure and its message: " + g_front.errors + g_front.out);
-  bool isWhole = !json || result.Outcome > XYL_DIFFERENT || nlohmann::json::accept(g_front.out);
+  bool isWhole = !json || result.outcome > outcomeDifferent || nlohmann::json::accept(g_front.out);
   mustHold(isWhole, "no JSON: " + g_front.out);
-  return result.Outcome;
+  return result.outcome;
 }
 
 // What a layout means for a saved configuration: words for whatever cannot be, and a document for the rest.
 static void judgeSaved(const std::string &saved, const std::string &text) {
-  XYL_FRONT front = g_front.as(XYL_FRONT_HOST);
-  XYL_REQUEST request = {};
+  Front front = g_front.as(frontHost);
+  Request request = {};
   ensure::Layout layout;
   RAID_CONFIG *config = nullptr;
   UINT32 count = 1;
   bool isRead = !isFailure(ensure::readLayout({&front, &request}, "b.xml", text.c_str(), &layout)) &&
-                !EFI_ERROR(ParseXMLBlob(saved.c_str(), &config, &count)) && config != nullptr &&
+                !EFI_ERROR(driver::ParseXMLBlob(saved.c_str(), &config, &count)) && config != nullptr &&
                 config->adapter != nullptr;
   if (isRead) {
     ensure::Judgement judgement;
     mustHold(ensure::judge(*config, /* isOnDisks= */ false, layout, &judgement) == EFI_SUCCESS, "a judgement");
-    CHANGE_WRITER writer = {};
+    ChangeWriter writer = {};
     UINT32 methods = judgement.isRefused() ? 0 : ensure::writeChanges(*config, judgement, &writer);
     mustHold(judgement.isRefused() || (methods != 0) == judgement.changes(), "changes and their document");
-    freeText(&writer.Text);
+    freeText(&writer.text);
   }
-  releaseConfig(config);
+  driver::releaseConfig(config);
 }
 
 FUZZ_TARGET(plan) {
@@ -62,9 +65,9 @@ FUZZ_TARGET(plan) {
   World &world = fuzzWorld();
   g_execute = world.sim->protocol.Execute;
   world.sim->protocol.Execute = execute;
-  XYL_OUTCOME itself = run({"diff", "a.xml", "a.xml"}, json);
-  mustHold(itself != XYL_DIFFERENT, "a document that differs from itself: " + g_front.out);
-  XYL_OUTCOME forth = run({"diff", "a.xml", "b.xml"}, json), back = run({"diff", "b.xml", "a.xml"}, json);
+  Outcome itself = run({"diff", "a.xml", "a.xml"}, json);
+  mustHold(itself != outcomeDifferent, "a document that differs from itself: " + g_front.out);
+  Outcome forth = run({"diff", "a.xml", "b.xml"}, json), back = run({"diff", "b.xml", "a.xml"}, json);
   mustHold(forth == back, "differences one way only: " + g_front.out);
   run({"show", "a.xml"}, json);
   run({"verify", "a.xml"}, json);

@@ -11,6 +11,9 @@
 #include "host/firmware/state.h"
 #include "providers/xml_service/xml_service.h"
 
+using namespace xyl;
+using namespace xyl::host;
+
 uint64_t FuzzInput::number(unsigned bytes) {
   uint64_t value = 0;
   for (unsigned i = 0; i < bytes; ++i) {
@@ -83,15 +86,15 @@ static uint64_t threadTime() {
   return static_cast<uint64_t>(now.tv_sec) * 1000000000 + static_cast<uint64_t>(now.tv_nsec);
 }
 
-static bool tooLong(FUZZ_BODY body, FuzzInput input, uint64_t allowed) {
+static bool tooLong(FuzzBody body, FuzzInput input, uint64_t allowed) {
   uint64_t start = threadTime();
   body(input);
   return threadTime() - start > allowed;
 }
 #endif
 
-void runMeasured(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits) {
-  POOL_BOOKS &books = g_firmware->pool.books;
+void runMeasured(FuzzBody body, FuzzInput input, const FuzzLimits &limits) {
+  PoolBooks &books = g_firmware->pool.books;
   uint64_t live = books.liveBytes, total = books.totalBytes;
   books.peakBytes = live;
   [[maybe_unused]] auto start = std::chrono::steady_clock::now(); // cheaper than the processor's, and no less
@@ -109,28 +112,28 @@ void runMeasured(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits) {
 // --- Targets without a world ---
 
 static Firmware *g_pure;
-static FUZZ_BODY g_body;
+static FuzzBody g_body;
 
 static Firmware *startFirmware() {
   auto *firmware = new Firmware;
   setSystemTable(firmware->systemTable());
   EFI_HANDLE xmlService = nullptr;
-  mustHold(firmware->loadImage(XmlServiceEntry, &xmlService) == EFI_SUCCESS, "no XML service");
-  getXMLProto();
+  mustHold(firmware->loadImage(xml_service::XmlServiceEntry, &xmlService) == EFI_SUCCESS, "no XML service");
+  driver::getXMLProto();
   return firmware;
 }
 
 static void runBalanced(FuzzInput input) {
-  const POOL_BOOKS &books = g_firmware->pool.books;
+  const PoolBooks &books = g_firmware->pool.books;
   uint64_t allocations = books.liveAllocations, bytes = books.liveBytes;
   g_body(input);
   // Damage to poisoned memory has already ended the process, so the audit behind complaints() is left out.
-  const COMPLAINTS &complaints = g_firmware->complaints;
+  const Complaints &complaints = g_firmware->complaints;
   mustHold(complaints.empty(), complaints.empty() ? "" : complaints.front().c_str());
   mustHold(books.liveAllocations == allocations && books.liveBytes == bytes, "memory left or lost");
 }
 
-void runPure(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits) {
+void runPure(FuzzBody body, FuzzInput input, const FuzzLimits &limits) {
   g_pure = g_pure == nullptr ? startFirmware() : g_pure;
   g_body = body;
   runMeasured(runBalanced, input, limits);

@@ -31,28 +31,28 @@ private:
   const uint8_t *end_;
 };
 
-using FUZZ_BODY = void (*)(FuzzInput input);
+using FuzzBody = void (*)(FuzzInput input);
 
 // What a run may cost at most: a fixed part, and one for every byte of the input.
-struct FUZZ_COST {
+struct FuzzCost {
   uint64_t fixed, perByte;
 
   uint64_t of(size_t size) const { return fixed + perByte * size; }
 };
-struct FUZZ_LIMITS {
-  FUZZ_COST peakBytes, totalBytes; // of the pool
-  FUZZ_COST nanoseconds;           // of the processor
-  FUZZ_COST commands = {32, 1};    // of the controller, if there is one
+struct FuzzLimits {
+  FuzzCost peakBytes, totalBytes; // of the pool
+  FuzzCost nanoseconds;           // of the processor
+  FuzzCost commands = {32, 1};    // of the controller, if there is one
 };
 
 // Runs body, and judges what it cost. With an engine, and only there, one that takes too long is run twice more before
 // that counts as a fault.
-void runMeasured(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits);
+void runMeasured(FuzzBody body, FuzzInput input, const FuzzLimits &limits);
 
 // Runs a target's body in a firmware with nothing but the XML service (g_xmlProtocol), and judges what it left and
 // cost: the pool as it was, without misuse.
-constexpr FUZZ_LIMITS PURE_LIMITS = {{16384, 128}, {16384, 256}, {50000000, 20000}};
-void runPure(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits = PURE_LIMITS);
+constexpr FuzzLimits pureLimits = {{16384, 128}, {16384, 256}, {50000000, 20000}};
+void runPure(FuzzBody body, FuzzInput input, const FuzzLimits &limits = pureLimits);
 
 // The second tree was read and says what the first does: names, contents, attributes and order. What was read has no
 // content beside children, none that is empty, and is linked both ways.

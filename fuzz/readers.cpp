@@ -10,19 +10,22 @@
 #include "fuzz/pure.h"
 #include "tests/support/bounded.h"
 
-constexpr size_t ROOM = 256; // longer texts are cut
+using namespace xyl;
+using namespace xyl::driver;
+
+constexpr size_t roomSize = 256; // longer texts are cut
 
 static void readBase64(const CHAR8 *text, size_t length) {
-  static const CHAR8 ALPHABET[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  static const CHAR8 alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   UINT64 size = Base64DecodedLength(text), written = 0, groups = (length + 3) / 4;
   auto *bytes = static_cast<UINT8 *>(poolAllocate(size + 1)); // whose end the pool watches
   Base64Decode(text, bytes, &written);
   mustHold(size == written && size >= groups && size <= 3 * groups, "Base64: length");
-  bool isPlain = length % 4 == 0 && std::strspn(text, ALPHABET) == length;
+  bool isPlain = length % 4 == 0 && std::strspn(text, alphabet) == length;
   for (size_t i = 0; isPlain && i < length; ++i) {
     size_t at = i * 6 / 8;
     unsigned pair = static_cast<unsigned>(bytes[at]) << 8 | (at + 1 < size ? bytes[at + 1] : 0U);
-    mustHold(ALPHABET[pair >> (10 - i * 6 % 8) & 63] == text[i], "Base64: other bytes");
+    mustHold(alphabet[pair >> (10 - i * 6 % 8) & 63] == text[i], "Base64: other bytes");
   }
   poolFree(bytes);
 }
@@ -42,20 +45,20 @@ static void readName(const CHAR8 *text, const VALUE_NAME_TABLE *table) {
     ++row;
   }
   UINT64 value = GetValueFromName(text, table);
-  mustHold(value == (row->Name != nullptr ? row->Value : VALUE_NOT_FOUND), "value of a name");
+  mustHold(value == (row->Name != nullptr ? row->Value : valueNotFound), "value of a name");
   mustHold(row->Name == nullptr || GetValueFromName(GetNameFromValue(value, table), table) == value, "name of a value");
 }
 
 // What is shown of a size is the size but for less than a hundredth of its unit.
 static void readSize(const CHAR8 *text, UINT64 number) {
-  constexpr UINT64 LIMIT = 1000000000000000000;
-  for (UINT64 size : {parseSize(text), number % LIMIT}) {
-    CHAR8 shown[SIZE_TEXT_CAPACITY];
-    formatSize(shown, size);
-    UINT64 again = parseSize(shown), unit = size < 1000000000      ? 1000000
-                                            : size < 1000000000000 ? 1000000000
-                                                                   : 1000000000000;
-    mustHold(size < LIMIT && again <= size && size - again < unit / 100, "a size that is read otherwise");
+  constexpr UINT64 limit = 1000000000000000000;
+  for (UINT64 size : {client::parseSize(text), number % limit}) {
+    CHAR8 shown[client::sizeTextCapacity];
+    client::formatSize(shown, size);
+    UINT64 again = client::parseSize(shown), unit = size < 1000000000      ? 1000000
+                                                    : size < 1000000000000 ? 1000000000
+                                                                           : 1000000000000;
+    mustHold(size < limit && again <= size && size - again < unit / 100, "a size that is read otherwise");
   }
 }
 
@@ -63,15 +66,16 @@ static void readUtf8(const CHAR8 *text, size_t length) {
   for (size_t i = 0; i < length; ++i) {
     UINT32 character = 0;
     CHAR8 again[4];
-    UINTN size = utf8Decode(text + i, length - i, &character);
+    UINTN size = client::utf8Decode(text + i, length - i, &character);
     mustHold(size <= length - i, "UTF-8: a sequence beyond the end");
-    mustHold(size == 0 || (utf8Encode(again, character) == size && std::memcmp(again, text + i, size) == 0), "UTF-8");
+    mustHold(size == 0 || (client::utf8Encode(again, character) == size && std::memcmp(again, text + i, size) == 0),
+             "UTF-8");
   }
 }
 
 // --- Formats ---
 
-constexpr size_t ARGUMENTS = 16;
+constexpr size_t argumentsMax = 16;
 
 static UINTN EFIAPI format(CHAR16 *buffer, UINTN capacity, const CHAR16 *text, ...) {
   EFI_VA_LIST arguments;
@@ -85,13 +89,13 @@ static UINTN EFIAPI format(CHAR16 *buffer, UINTN capacity, const CHAR16 *text, .
 // Numbers, or what may be looked at as a text of either width, a GUID and a time. Less room cuts the same text.
 static void printFormat(const CHAR8 *text, UINT64 number, size_t room) {
   static UINT64 memory[8];
-  CHAR16 wide[ROOM], buffer[ROOM], shorter[ROOM];
-  textWiden(wide, text, ROOM - 1);
+  CHAR16 wide[roomSize], buffer[roomSize], shorter[roomSize];
+  textWiden(wide, text, roomSize - 1);
   size_t wanted = 0;
   for (const CHAR8 *at = text; (at = std::strpbrk(at, "%*")) != nullptr; ++at) {
     ++wanted;
   }
-  if (wanted > ARGUMENTS) {
+  if (wanted > argumentsMax) {
     return;
   }
   memory[0] = number;
@@ -100,8 +104,8 @@ static void printFormat(const CHAR8 *text, UINT64 number, size_t room) {
     return format(to, capacity, wide, value, value, value, value, value, value, value, value, value, value, value,
                   value, value, value, value, value);
   };
-  room = 1 + room % (ROOM - 1);
-  UINTN whole = print(buffer, ROOM), cut = print(shorter, room);
+  room = 1 + room % (roomSize - 1);
+  UINTN whole = print(buffer, roomSize), cut = print(shorter, room);
   mustHold(cut == std::min<UINTN>(whole, room - 1), "length of a cut text");
   mustHold(std::memcmp(buffer, shorter, cut * sizeof(CHAR16)) == 0, "a cut text that begins otherwise");
 }
@@ -109,9 +113,9 @@ static void printFormat(const CHAR8 *text, UINT64 number, size_t room) {
 FUZZ_PURE_TARGET(readers) {
   uint8_t kind = input.byte();
   uint64_t number = input.number(8);
-  CHAR8 text[ROOM];
+  CHAR8 text[roomSize];
   size_t length = 0;
-  for (; !input.atEnd() && length < ROOM - 1 && (text[length] = static_cast<CHAR8>(input.byte())) != 0; ++length) {
+  for (; !input.atEnd() && length < roomSize - 1 && (text[length] = static_cast<CHAR8>(input.byte())) != 0; ++length) {
   }
   text[length] = 0;
   switch (kind % 6) {
@@ -120,7 +124,7 @@ FUZZ_PURE_TARGET(readers) {
   case 1:
     return readNumbers(text);
   case 2:
-    return readName(text, g_valueTables[number % g_valueTableCount].Rows);
+    return readName(text, g_valueTables[number % g_valueTableCount].rows);
   case 3:
     return readSize(text, number);
   case 4:

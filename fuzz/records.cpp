@@ -5,6 +5,8 @@
 #include "driver/binding/instances.h"
 #include "fuzz/support.h"
 
+using namespace xyl;
+
 static FuzzInput *g_input; // null: records as they are
 static decltype(RAID_MGMT_PROTOCOL::Execute) g_execute;
 
@@ -62,9 +64,9 @@ static void reconnect(World &world) {
 }
 
 // Of an inventory, a restore and a controller that is left and taken again.
-static constexpr FUZZ_LIMITS COST = {{1 << 19, 1024}, {1 << 21, 4096}, {500000000, 100000}};
+static constexpr FuzzLimits cost = {{1 << 19, 1024}, {1 << 21, 4096}, {500000000, 100000}};
 
-FUZZ_TARGET(records, COST, FUZZ_CONTROLLER::small) {
+FUZZ_TARGET(records, cost, FuzzController::small) {
   World &world = fuzzWorld();
   static const std::string usual = world.get().text;
   g_execute = world.sim->protocol.Execute;
@@ -77,7 +79,7 @@ FUZZ_TARGET(records, COST, FUZZ_CONTROLLER::small) {
   } else if (operation == 1) {
     fuzzVerify(saved);
   } else {
-    fuzzSet(operation == 2 ? RESTORE : operation == 3 ? RESTORE_REBUILD : NORMAL, saved, "");
+    fuzzSet(operation == 2 ? restoreOptions : operation == 3 ? restoreRebuild : normal, saved, "");
   }
   g_input = nullptr;
   world.sim->protocol.Execute = g_execute;

@@ -6,16 +6,20 @@
 #include "host/redfish/request.h"
 #include "tests/support/memory_front.h"
 
+using namespace xyl;
+using namespace xyl::host::redfish;
+
 // Of the world's controller at its start.
-static const REDFISH_MODEL &startModel() {
-  static const REDFISH_MODEL *made = [] {
+static const Model &startModel() {
+  static const Model *made = [] {
     MemoryFront memory;
-    XYL_FRONT front = memory.as(XYL_FRONT_HOST);
-    auto *model = new REDFISH_MODEL;
+    client::Front front = memory.as(client::frontHost);
+    auto *model = new Model;
     XML_NODE *root = nullptr;
-    mustHold(!EFI_ERROR(g_xmlProtocol->Parse(g_xmlProtocol, fuzzWorld().get().text.c_str(), &root)), "inventory");
+    mustHold(!EFI_ERROR(driver::g_xmlProtocol->Parse(driver::g_xmlProtocol, fuzzWorld().get().text.c_str(), &root)),
+             "inventory");
     readRedfishModel(&front, root, model);
-    FreeXMLNode(root);
+    driver::FreeXMLNode(root);
     bool isNamed = driveUri(*model, model->disks[6].object) == "/redfish/v1/Chassis/301/Drives/1007";
     mustHold(isNamed, "the inputs name drives by another URI");
     return model;
@@ -23,9 +27,9 @@ static const REDFISH_MODEL &startModel() {
   return *made;
 }
 
-static void checkRefusal(const REDFISH_REFUSAL &refusal) {
+static void checkRefusal(const Refusal &refusal) {
   mustHold(!refusal.problems->empty(), "a refusal without a reason");
-  for (const REDFISH_PROBLEM &problem : *refusal.problems) {
+  for (const Problem &problem : *refusal.problems) {
     mustHold(problemText(problem) != problem.key, std::string("a message that is not known: ") + problem.key);
   }
   std::string body = errorBody(refusal).dump(2, ' ', /* ensure_ascii= */ false, Json::error_handler_t::replace);
@@ -33,7 +37,7 @@ static void checkRefusal(const REDFISH_REFUSAL &refusal) {
 }
 
 // Any of the URIs that take something, or what the input says.
-static std::string uriOf(const REDFISH_MODEL &model, uint8_t kind, FuzzInput &input) {
+static std::string uriOf(const Model &model, uint8_t kind, FuzzInput &input) {
   switch (kind) {
   case 0:
     return volumesUri(model);
@@ -52,25 +56,26 @@ static std::string uriOf(const REDFISH_MODEL &model, uint8_t kind, FuzzInput &in
 
 // A document is written to memory that doubles, and a body is kept as a tree that no pool counts.
 FUZZ_TARGET(redfish, {{1 << 19, 4096}, {1 << 20, 16384}, {200000000, 1000000}, {64, 8}}) {
-  const REDFISH_MODEL &model = startModel();
-  static const REDFISH_RESOURCES resources = makeResources(model);
+  const Model &model = startModel();
+  static const Resources resources = makeResources(model);
   uint8_t what = input.byte();
   std::string uri = uriOf(model, what & 7, input), body = input.text();
-  CHANGE_WRITER writer = {};
+  client::ChangeWriter writer = {};
   try {
     const char *methods[] = {"POST", "PATCH", "DELETE", "GET"};
-    std::vector<REDFISH_PROBLEM> notes;
+    std::vector<Problem> notes;
     putRequest({model, methods[what >> 3 & 3], uri, body}, resources, &writer, &notes);
     if (isEmpty(writer)) {
       return; // it is so already
     }
-    closeDocument(&writer);
+    client::closeDocument(&writer);
     XML_NODE *root = nullptr;
-    mustHold(!EFI_ERROR(g_xmlProtocol->Parse(g_xmlProtocol, textOf(writer.Text), &root)), "accepted, and no document");
-    FreeXMLNode(root);
-    mustHold(fuzzSet(NORMAL, "", textOf(writer.Text)) != EFI_UNSUPPORTED, "accepted, and nothing to do");
-  } catch (const REDFISH_REFUSAL &refusal) {
+    mustHold(!EFI_ERROR(driver::g_xmlProtocol->Parse(driver::g_xmlProtocol, client::textOf(writer.text), &root)),
+             "accepted, and no document");
+    driver::FreeXMLNode(root);
+    mustHold(fuzzSet(normal, "", client::textOf(writer.text)) != EFI_UNSUPPORTED, "accepted, and nothing to do");
+  } catch (const Refusal &refusal) {
     checkRefusal(refusal);
   }
-  freeText(&writer.Text);
+  client::freeText(&writer.text);
 }

@@ -17,16 +17,16 @@
 FUZZ_TARGETS
 #undef X
 
-struct TARGET {
+struct Target {
   const char *name;
   int (*run)(const uint8_t *data, size_t size);
 };
 
 #define X(name) {#name, fuzz_##name},
-static const TARGET g_targets[] = {FUZZ_TARGETS};
+static const Target g_targets[] = {FUZZ_TARGETS};
 #undef X
 
-static bool replayAll(const TARGET &target, const std::filesystem::path &folder) {
+static bool replayAll(const Target &target, const std::filesystem::path &folder) {
   std::set<std::filesystem::path> files(std::filesystem::directory_iterator(folder), {});
   std::printf("%s: %zu inputs\n", target.name, files.size());
   for (const std::filesystem::path &file : files) {
@@ -44,7 +44,7 @@ int main(int argc, char **argv) {
     std::fprintf(stderr, "usage: %s FOLDER...\n", argv[0]);
     return 2;
   }
-  for (const TARGET &target : g_targets) {
+  for (const Target &target : g_targets) {
     pid_t child = fork();
     if (child == 0) {
       bool isWhole = std::all_of(argv + 1, argv + argc, [&](const char *folder) {

@@ -9,27 +9,30 @@
 #include "driver/xml/xml.h"
 #include "fuzz/support.h"
 
-static constexpr size_t PART = 8; // of a secret that is looked for: its beginning
+using namespace xyl;
+
+static constexpr size_t secretPart = 8; // of a secret that is looked for: its beginning
 
 static std::vector<std::string> g_needles;
 static bool g_freed;
 
 static void watch(const std::string &secret) {
-  if (secret.size() < PART || std::set<char>(secret.begin(), secret.begin() + PART).size() < PART / 2) {
+  if (secret.size() < secretPart ||
+      std::set<char>(secret.begin(), secret.begin() + secretPart).size() < secretPart / 2) {
     return; // what memory is filled with, or found anywhere
   }
   std::string wide;
-  for (char unit : secret.substr(0, PART)) {
+  for (char unit : secret.substr(0, secretPart)) {
     wide += {unit, '\0'};
   }
-  g_needles.push_back(secret.substr(0, PART));
+  g_needles.push_back(secret.substr(0, secretPart));
   g_needles.push_back(wide);
 }
 
 // Only what the documents have in no other place is a secret, and what looks like no word of driver or controller.
 static void watchContent(const std::string &content, const std::string &documents) {
   static const std::string usual = fuzzWorld().get().text;
-  std::string part = content.substr(0, PART);
+  std::string part = content.substr(0, secretPart);
   auto has = [&part](int (*kind)(int)) {
     return std::any_of(part.begin(), part.end(), [kind](unsigned char unit) { return kind(unit) != 0; });
   };
@@ -38,10 +41,10 @@ static void watchContent(const std::string &content, const std::string &document
     return;
   }
   watch(content);
-  std::string decoded(Base64DecodedLength(content.c_str()), '\0');
+  std::string decoded(driver::Base64DecodedLength(content.c_str()), '\0');
   UINT64 length = 0;
-  Base64Decode(content.c_str(), reinterpret_cast<UINT8 *>(decoded.data()), &length);
-  if (decoded.size() >= PART && countOf(documents, decoded.substr(0, PART)) == 0) {
+  driver::Base64Decode(content.c_str(), reinterpret_cast<UINT8 *>(decoded.data()), &length);
+  if (decoded.size() >= secretPart && countOf(documents, decoded.substr(0, secretPart)) == 0) {
     watch(decoded);
   }
 }
@@ -64,11 +67,11 @@ static void lookInto(const void *memory, uint64_t size) {
 void watchSecrets(const std::string &document, const std::string &others) {
   XML_NODE *root = nullptr;
   if (document.find("assphrase>") == std::string::npos ||
-      EFI_ERROR(g_xmlProtocol->Parse(g_xmlProtocol, document.c_str(), &root))) {
+      EFI_ERROR(driver::g_xmlProtocol->Parse(driver::g_xmlProtocol, document.c_str(), &root))) {
     return;
   }
   watchBelow(root, /* inMethod= */ false, document + others);
-  FreeXMLNode(root);
+  driver::FreeXMLNode(root);
   if (!g_needles.empty()) {
     fuzzWorld().firmware.onFree(lookInto);
   }

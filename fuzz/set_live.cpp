@@ -3,6 +3,8 @@
 
 #include "fuzz/support.h"
 
+using namespace xyl;
+
 static uint64_t digit(FuzzInput &input) {
   return static_cast<uint8_t>(input.byte() - '0');
 }

@@ -7,13 +7,13 @@
 // The controller of a target. Most have the usual one, with an enclosure, eight disks, two virtual disks, a hot spare
 // and a key, of which their documents know. An inventory of the small one takes half the time: it has four disks, of
 // which two carry both virtual disks.
-enum class FUZZ_CONTROLLER { usual, small };
+enum class FuzzController { usual, small };
 
 // Runs a target's body and judges what it left: the pool as it was, without misuse, and a consistent controller whose
 // answers came back. The controller is put back to its start beforehand.
-constexpr FUZZ_LIMITS WORLD_LIMITS = {{262144, 256}, {524288, 1024}, {200000000, 50000}};
-void runJudged(FUZZ_BODY body, FuzzInput input, const FUZZ_LIMITS &limits = WORLD_LIMITS,
-               FUZZ_CONTROLLER controller = FUZZ_CONTROLLER::usual);
+constexpr FuzzLimits worldLimits = {{262144, 256}, {524288, 1024}, {200000000, 50000}};
+void runJudged(FuzzBody body, FuzzInput input, const FuzzLimits &limits = worldLimits,
+               FuzzController controller = FuzzController::usual);
 
 #define FUZZ_TARGET(name, ...) FUZZ_TARGET_BY(runJudged, name __VA_OPT__(, ) __VA_ARGS__)
 

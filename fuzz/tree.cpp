@@ -10,6 +10,9 @@
 #include "fuzz/pure.h"
 #include "host/firmware/state.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 static std::vector<XML_NODE *> g_roots;
 
 static size_t sizeOf(const XML_NODE *node) {
@@ -47,7 +50,7 @@ static void linkIn(XML_NODE *parent, XML_NODE *node, bool first) {
 
 // What is not memory of a parsed document.
 static void replaceText(CHAR8 *&text, const std::string &value) {
-  g_firmware->pool.holds(text) ? poolFree(text) : void();
+  host::g_firmware->pool.holds(text) ? poolFree(text) : void();
   text = textDuplicate(value.c_str());
 }
 
@@ -73,14 +76,14 @@ static XML_NODE *copyOf(XML_NODE *node) {
 }
 
 static void step(FuzzInput &input) {
-  static const std::string NAMES[] = {"a", "PD", "Name-of-more-than-16-characters", "\xC3\xA4:_"};
-  constexpr size_t MOST = 200;
+  static const std::string nodeNames[] = {"a", "PD", "Name-of-more-than-16-characters", "\xC3\xA4:_"};
+  constexpr size_t most = 200;
   uint8_t what = input.byte();
-  size_t number = input.byte() % MOST, root = 0;
+  size_t number = input.byte() % most, root = 0;
   XML_NODE *node = nullptr;
   for (; root < g_roots.size() && (node = pick(g_roots[root], number)) == nullptr; ++root) {
   }
-  const std::string &name = NAMES[what / 8 % 4];
+  const std::string &name = nodeNames[what / 8 % 4];
   bool first = what / 8 % 2 == 0;
   if (node == nullptr || what % 8 == 0) {
     g_roots.push_back(made(name));
@@ -96,7 +99,7 @@ static void step(FuzzInput &input) {
       letter = isAllowed ? letter : '?';
     }
     what % 8 == 5 ? setAttribute(node, name, text) : replaceText(node->Content, text);
-  } else if (what % 8 == 6 && sizeOf(node) < MOST / 2 && g_roots.size() < MOST) {
+  } else if (what % 8 == 6 && sizeOf(node) < most / 2 && g_roots.size() < most) {
     g_roots.push_back(copyOf(node));
   } else if (what % 8 == 7) {
     FreeXMLNode(g_roots[root]);
@@ -105,9 +108,9 @@ static void step(FuzzInput &input) {
 }
 
 // Two bytes copy a tree of up to a hundred elements.
-constexpr FUZZ_LIMITS LIMITS = {{1 << 20, 32768}, {1 << 20, 65536}, {50000000, 1000000}};
+constexpr FuzzLimits limits = {{1 << 20, 32768}, {1 << 20, 65536}, {50000000, 1000000}};
 
-FUZZ_PURE_TARGET(tree, LIMITS) {
+FUZZ_PURE_TARGET(tree, limits) {
   while (!input.atEnd()) {
     step(input);
   }

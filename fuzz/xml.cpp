@@ -6,6 +6,9 @@
 #include "driver/xml/xml.h"
 #include "fuzz/pure.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 FUZZ_PURE_TARGET(xml) {
   CHAR8 *document = input.poolText();
   XML_NODE *root = nullptr, *again = nullptr;

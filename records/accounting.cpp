@@ -1,12 +1,14 @@
 // What is out, and what comes back.
 #include "records/answers.h"
 
-EFI_STATUS accountingOpen(RAID_ACCOUNTING *accounting) {
+namespace xyl::records {
+
+EFI_STATUS accountingOpen(Accounting *accounting) {
   bool complete = arrayStart(accounting->out, 16) && arrayStart(accounting->justReturned, 64);
   return complete ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 
-void accountingClose(RAID_ACCOUNTING *accounting) {
+void accountingClose(Accounting *accounting) {
   for (UINT32 i = 0; i < accounting->out.count; i++) {
     answerRelease(&accounting->out.items[i]);
   }
@@ -14,16 +16,16 @@ void accountingClose(RAID_ACCOUNTING *accounting) {
   poolRelease(accounting->justReturned.items);
 }
 
-UINT64 accountingPoolBytes(const RAID_ACCOUNTING *accounting) {
-  return sizeof(RAID_ANSWER) * accounting->out.capacity + sizeof(void *) * accounting->justReturned.capacity;
+UINT64 accountingPoolBytes(const Accounting *accounting) {
+  return sizeof(Answer) * accounting->out.capacity + sizeof(void *) * accounting->justReturned.capacity;
 }
 
-EFI_STATUS accountingBegin(RAID_ACCOUNTING *accounting) {
+EFI_STATUS accountingBegin(Accounting *accounting) {
   accounting->justReturned.count = 0; // its memory may be handed out again
   return arrayReserve(accounting->out, 1) ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 
-void accountingHandOut(RAID_ACCOUNTING *accounting, const RAID_ANSWER *answer, RAID_CMD_RESULT *result) {
+void accountingHandOut(Accounting *accounting, const Answer *answer, RAID_CMD_RESULT *result) {
   result->Data = answer->data;
   result->DataSize = answer->dataSize;
   if (answer->data != nullptr) {
@@ -32,21 +34,21 @@ void accountingHandOut(RAID_ACCOUNTING *accounting, const RAID_ANSWER *answer, R
   }
 }
 
-static EFI_STATUS noteMistake(RAID_ACCOUNTING *accounting, const CHAR8 *reason, UINT32 wanted, UINT32 given) {
-  if (accounting->mistakeCount < RAID_MISTAKE_CAPACITY) {
+static EFI_STATUS noteMistake(Accounting *accounting, const CHAR8 *reason, UINT32 wanted, UINT32 given) {
+  if (accounting->mistakeCount < mistakeCapacity) {
     accounting->mistakes[accounting->mistakeCount] = {reason, wanted, given};
   }
   accounting->mistakeCount += 1;
   return EFI_INVALID_PARAMETER;
 }
 
-static void noteReturned(RAID_ACCOUNTING *accounting, void *data) {
+static void noteReturned(Accounting *accounting, void *data) {
   if (accounting->justReturned.count < accounting->justReturned.capacity) {
     *arrayAppend(accounting->justReturned) = data;
   }
 }
 
-static bool wasJustReturned(const RAID_ACCOUNTING *accounting, const void *data) {
+static bool wasJustReturned(const Accounting *accounting, const void *data) {
   for (UINT32 i = 0; i < accounting->justReturned.count; i++) {
     if (accounting->justReturned.items[i] == data) {
       return true;
@@ -55,8 +57,8 @@ static bool wasJustReturned(const RAID_ACCOUNTING *accounting, const void *data)
   return false;
 }
 
-static EFI_STATUS takeAnswer(RAID_ACCOUNTING *accounting, UINT32 index, UINT32 count) {
-  RAID_ANSWER *answer = &accounting->out.items[index];
+static EFI_STATUS takeAnswer(Accounting *accounting, UINT32 index, UINT32 count) {
+  Answer *answer = &accounting->out.items[index];
   UINT32 wanted = answer->dataSize >> RAID_RECORD_SHIFT;
   bool isSingle = !answer->isText && (wanted == 0 || answer->objectType == RAID_OBJECT_ADAPTER);
   if (count != wanted && !(isSingle && count == 1)) {
@@ -69,7 +71,7 @@ static EFI_STATUS takeAnswer(RAID_ACCOUNTING *accounting, UINT32 index, UINT32 c
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS takeDriverCopy(RAID_ACCOUNTING *accounting, void *data) {
+static EFI_STATUS takeDriverCopy(Accounting *accounting, void *data) {
   const RAID_PD_RECORD *record = static_cast<const RAID_PD_RECORD *>(data);
   if (record->ObjectType != RAID_OBJECT_PHYSICAL_DISK) {
     return noteMistake(accounting, "neither an answer nor a disk record", 0, 1);
@@ -78,13 +80,13 @@ static EFI_STATUS takeDriverCopy(RAID_ACCOUNTING *accounting, void *data) {
     return noteMistake(accounting, "a disk record of the driver still holds a list", 0, 1);
   }
   noteReturned(accounting, data);
-  RAID_ANSWER copy = {data, RAID_RECORD_SIZE, RAID_OBJECT_PHYSICAL_DISK, false, static_cast<UINT8 *>(data), 1};
+  Answer copy = {data, RAID_RECORD_SIZE, RAID_OBJECT_PHYSICAL_DISK, false, static_cast<UINT8 *>(data), 1};
   answerRelease(&copy);
   accounting->driverCopies += 1;
   return EFI_SUCCESS;
 }
 
-EFI_STATUS accountingTakeBack(RAID_ACCOUNTING *accounting, void *data, UINT32 count) {
+EFI_STATUS accountingTakeBack(Accounting *accounting, void *data, UINT32 count) {
   if (data == nullptr) {
     return noteMistake(accounting, "a null pointer", 0, count);
   }
@@ -102,6 +104,8 @@ EFI_STATUS accountingTakeBack(RAID_ACCOUNTING *accounting, void *data, UINT32 co
   return takeDriverCopy(accounting, data);
 }
 
-bool accountingBalanced(const RAID_ACCOUNTING *accounting) {
+bool accountingBalanced(const Accounting *accounting) {
   return accounting->out.count == 0 && accounting->mistakeCount == 0 && accounting->handedOut == accounting->returned;
 }
+
+} // namespace xyl::records

@@ -4,19 +4,21 @@
 #include "base/text.h"
 #include "records/pointers.h"
 
-// Whatever a stretched answer has behind its records.
-#define FILLER 0xA5
+namespace xyl::records {
 
-struct POINTERS {
-  const RECORD_POINTER *Rows;
-  UINT32 Count;
+// Whatever a stretched answer has behind its records.
+constexpr UINT8 filler = 0xA5;
+
+struct Pointers {
+  const RecordPointer *rows;
+  UINT32 count;
 };
 
-template <UINT32 COUNT> static POINTERS rowsOf(const RECORD_POINTER_TABLE<COUNT> &table) {
-  return {table.Rows, COUNT};
+template <UINT32 count> static Pointers rowsOf(const RecordPointerTable<count> &table) {
+  return {table.rows, count};
 }
 
-static POINTERS pointersOf(UINT32 objectType) {
+static Pointers pointersOf(UINT32 objectType) {
   switch (objectType) {
   case RAID_OBJECT_ADAPTER:
     return rowsOf(g_adapterPointers);
@@ -31,34 +33,34 @@ static POINTERS pointersOf(UINT32 objectType) {
   }
 }
 
-static UINTN bytesBehind(const UINT8 *record, const RECORD_POINTER &row, const void *pointer) {
+static UINTN bytesBehind(const UINT8 *record, const RecordPointer &row, const void *pointer) {
   UINT32 count = 0;
-  copyBytes(&count, record + row.CountOffset, row.CountWidth);
-  switch (row.Kind) {
-  case POINTER_TEXT: {
+  copyBytes(&count, record + row.countOffset, row.countWidth);
+  switch (row.kind) {
+  case RecordPointerKind::text: {
     UINTN length = textLength(static_cast<const CHAR16 *>(pointer));
     return length == 0 ? 0 : (length + 1) * sizeof(CHAR16);
   }
-  case POINTER_IDS:
+  case RecordPointerKind::ids:
     return count * sizeof(UINT32);
-  case POINTER_LEVELS:
+  case RecordPointerKind::levels:
     return UINTN{countBits(count)} * sizeof(RAID_LEVEL_PARAMS);
   }
   return 0;
 }
 
 // Calls visit(row, place of a pointer) for every pointer of a record; false as soon as one of them gives that.
-template <class VISIT> static bool eachPointer(UINT32 objectType, UINT8 *record, VISIT visit) {
-  POINTERS list = pointersOf(objectType);
-  for (UINT32 i = 0; i < list.Count; i++) {
-    if (!visit(list.Rows[i], record + list.Rows[i].Offset)) {
+template <class Visit> static bool eachPointer(UINT32 objectType, UINT8 *record, Visit visit) {
+  Pointers list = pointersOf(objectType);
+  for (UINT32 i = 0; i < list.count; i++) {
+    if (!visit(list.rows[i], record + list.rows[i].offset)) {
       return false;
     }
   }
   return true;
 }
 
-EFI_STATUS answerStart(RAID_ANSWER *answer, UINT32 objectType, UINT32 count) {
+EFI_STATUS answerStart(Answer *answer, UINT32 objectType, UINT32 count) {
   if (count == 0) {
     return EFI_NOT_FOUND;
   }
@@ -75,17 +77,17 @@ EFI_STATUS answerStart(RAID_ANSWER *answer, UINT32 objectType, UINT32 count) {
   return EFI_SUCCESS;
 }
 
-EFI_STATUS answerAdd(RAID_ANSWER *answer, const void *record) {
+EFI_STATUS answerAdd(Answer *answer, const void *record) {
   UINT8 *copy = answer->records + static_cast<UINTN>(answer->recordCount) * RAID_RECORD_SIZE;
   const UINT8 *from = static_cast<const UINT8 *>(record);
   copyBytes(copy, from, RAID_RECORD_SIZE);
   // What is released after a failure must not point to what is the caller's.
-  eachPointer(answer->objectType, copy, [](const RECORD_POINTER &, UINT8 *place) {
+  eachPointer(answer->objectType, copy, [](const RecordPointer &, UINT8 *place) {
     zeroBytes(place, sizeof(void *));
     return true;
   });
   answer->recordCount += 1;
-  bool complete = eachPointer(answer->objectType, copy, [&](const RECORD_POINTER &row, UINT8 *place) {
+  bool complete = eachPointer(answer->objectType, copy, [&](const RecordPointer &row, UINT8 *place) {
     const void *behind = nullptr;
     copyBytes(&behind, from + (place - copy), sizeof(behind));
     UINTN size = behind == nullptr ? 0 : bytesBehind(from, row, behind);
@@ -99,7 +101,7 @@ EFI_STATUS answerAdd(RAID_ANSWER *answer, const void *record) {
   return complete ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 
-EFI_STATUS answerText(RAID_ANSWER *answer, const CHAR8 *text) {
+EFI_STATUS answerText(Answer *answer, const CHAR8 *text) {
   answer->data = textDuplicate(text);
   if (answer->data == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -109,7 +111,7 @@ EFI_STATUS answerText(RAID_ANSWER *answer, const CHAR8 *text) {
   return EFI_SUCCESS;
 }
 
-EFI_STATUS answerResize(RAID_ANSWER *answer, UINT64 size) {
+EFI_STATUS answerResize(Answer *answer, UINT64 size) {
   if (size == 0) {
     answerRelease(answer);
     return EFI_SUCCESS;
@@ -119,7 +121,7 @@ EFI_STATUS answerResize(RAID_ANSWER *answer, UINT64 size) {
     answerRelease(answer);
     return EFI_OUT_OF_RESOURCES;
   }
-  __builtin_memset(data, FILLER, size);
+  __builtin_memset(data, filler, size);
   if (answer->data != nullptr) {
     copyBytes(data, answer->data, size < answer->dataSize ? size : answer->dataSize);
   }
@@ -131,10 +133,10 @@ EFI_STATUS answerResize(RAID_ANSWER *answer, UINT64 size) {
   return EFI_SUCCESS;
 }
 
-void answerRelease(RAID_ANSWER *answer) {
+void answerRelease(Answer *answer) {
   for (UINT32 i = 0; i < answer->recordCount; i++) {
     UINT8 *record = answer->records + static_cast<UINTN>(i) * RAID_RECORD_SIZE;
-    eachPointer(answer->objectType, record, [](const RECORD_POINTER &, const UINT8 *place) {
+    eachPointer(answer->objectType, record, [](const RecordPointer &, const UINT8 *place) {
       void *behind = nullptr;
       copyBytes(&behind, place, sizeof(behind));
       poolFree(behind);
@@ -147,3 +149,5 @@ void answerRelease(RAID_ANSWER *answer) {
   poolFree(answer->data);
   zeroBytes(answer, sizeof(*answer));
 }
+
+} // namespace xyl::records

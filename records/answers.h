@@ -5,10 +5,12 @@
 #include "base/array.h"
 #include "raid_records.h"
 
+namespace xyl::records {
+
 // --- An answer ---
 
 // Starts zero-filled. data may be a cut or stretched copy of records.
-struct RAID_ANSWER {
+struct Answer {
   void *data; // null: an answer without data
   UINT32 dataSize;
   UINT32 objectType;
@@ -19,64 +21,66 @@ struct RAID_ANSWER {
 
 // Makes room for count records of a type. EFI_NOT_FOUND for none, EFI_INVALID_PARAMETER for more than DataSize can
 // tell, EFI_OUT_OF_RESOURCES.
-EFI_STATUS answerStart(RAID_ANSWER *answer, UINT32 objectType, UINT32 count);
+EFI_STATUS answerStart(Answer *answer, UINT32 objectType, UINT32 count);
 
 // Adds a deep copy of a record: of all that its pointers own, where an empty text or list becomes null. There is
 // room for it. EFI_OUT_OF_RESOURCES leaves the answer to be released.
-EFI_STATUS answerAdd(RAID_ANSWER *answer, const void *record);
+EFI_STATUS answerAdd(Answer *answer, const void *record);
 
 // Makes an answer of a copy of text. EFI_OUT_OF_RESOURCES.
-EFI_STATUS answerText(RAID_ANSWER *answer, const CHAR8 *text);
+EFI_STATUS answerText(Answer *answer, const CHAR8 *text);
 
 // Cuts or stretches data to size bytes, 0 for none. EFI_OUT_OF_RESOURCES releases the answer.
-EFI_STATUS answerResize(RAID_ANSWER *answer, UINT64 size);
+EFI_STATUS answerResize(Answer *answer, UINT64 size);
 
 // Gives back what an answer holds and leaves it zero-filled.
-void answerRelease(RAID_ANSWER *answer);
+void answerRelease(Answer *answer);
 
 // --- Accounting ---
 
 // Something given to FreeRecords that should not have been. It is left as it was.
-struct RAID_MISTAKE {
+struct Mistake {
   const CHAR8 *reason;
   UINT32 wantedCount;
   UINT32 givenCount;
 };
 
-#define RAID_MISTAKE_CAPACITY 16
+inline constexpr UINT32 mistakeCapacity = 16;
 
 // What was handed out, and what came back.
-struct RAID_ACCOUNTING {
+struct Accounting {
   UINT64 handedOut;    // answers with data
   UINT64 returned;     // of those
   UINT64 driverCopies; // disk records that the driver assembled and gave to FreeRecords
-  UINT32 mistakeCount; // may exceed RAID_MISTAKE_CAPACITY
-  RAID_MISTAKE mistakes[RAID_MISTAKE_CAPACITY];
-  POOL_ARRAY<RAID_ANSWER> out;
-  POOL_ARRAY<void *> justReturned; // since the last command, to notice what is given back twice; never grows
+  UINT32 mistakeCount; // may exceed mistakeCapacity
+  Mistake mistakes[mistakeCapacity];
+  PoolArray<Answer> out;
+  PoolArray<void *> justReturned; // since the last command, to notice what is given back twice; never grows
 };
 
 // Opens a zero-filled one; EFI_OUT_OF_RESOURCES leaves it to be closed. Closing gives back every answer that is
 // out.
-EFI_STATUS accountingOpen(RAID_ACCOUNTING *accounting);
-void accountingClose(RAID_ACCOUNTING *accounting);
+EFI_STATUS accountingOpen(Accounting *accounting);
+void accountingClose(Accounting *accounting);
 
 // Bytes of pool memory that the accounting holds for itself.
-UINT64 accountingPoolBytes(const RAID_ACCOUNTING *accounting);
+UINT64 accountingPoolBytes(const Accounting *accounting);
 
 // Before a command: makes room for its answer, since one that has changed something must not fail for want of it.
 // EFI_OUT_OF_RESOURCES.
-EFI_STATUS accountingBegin(RAID_ACCOUNTING *accounting);
+EFI_STATUS accountingBegin(Accounting *accounting);
 
 // After it: sets *result to the answer and, where that has data, enters it. The accounting takes the answer over.
-void accountingHandOut(RAID_ACCOUNTING *accounting, const RAID_ANSWER *answer, RAID_CMD_RESULT *result);
+void accountingHandOut(Accounting *accounting, const Answer *answer, RAID_CMD_RESULT *result);
 
 // FreeRecords. It takes an answer with its record count, DataSize >> 9 (0 for a text); an answer of less than one
 // record and an adapter answer also with 1. Any other pointer with the count 1 is taken for a disk record that the
 // driver assembled (pool memory of 512 bytes, Name and FQDD pool texts or null, VDs null), as the contract says, and is
 // freed with its texts. What is given back once more before the next command is noticed by its address. Mistakes return
 // EFI_INVALID_PARAMETER, are noted and change nothing else.
-EFI_STATUS accountingTakeBack(RAID_ACCOUNTING *accounting, void *data, UINT32 count);
+EFI_STATUS accountingTakeBack(Accounting *accounting, void *data, UINT32 count);
 
 // Whether every answer came back and nothing wrong was given to FreeRecords.
-bool accountingBalanced(const RAID_ACCOUNTING *accounting);
+bool accountingBalanced(const Accounting *accounting);
+
+} // namespace xyl::records

@@ -1,14 +1,16 @@
 #include "records/levels.h"
 
-static constexpr RAID_LEVEL_LAYOUT g_layouts[] = {
+namespace xyl::records {
+
+static constexpr LevelLayout g_layouts[] = {
     {RAID_LEVEL_VOLUME, 0, false, false, 1}, {RAID_LEVEL_0, 0, false, false, 1}, {RAID_LEVEL_1, 0, true, false, 2},
     {RAID_LEVEL_3, 1, false, false, 3},      {RAID_LEVEL_4, 1, false, false, 3}, {RAID_LEVEL_5, 1, false, false, 3},
     {RAID_LEVEL_6, 2, false, false, 4},      {RAID_LEVEL_10, 0, true, true, 2},  {RAID_LEVEL_30, 1, false, true, 3},
     {RAID_LEVEL_50, 1, false, true, 3},      {RAID_LEVEL_60, 2, false, true, 4},
 };
 
-const RAID_LEVEL_LAYOUT *levelLayout(UINT32 level) {
-  for (const RAID_LEVEL_LAYOUT &layout : g_layouts) {
+const LevelLayout *levelLayout(UINT32 level) {
+  for (const LevelLayout &layout : g_layouts) {
     if (layout.level == level) {
       return &layout;
     }
@@ -16,7 +18,7 @@ const RAID_LEVEL_LAYOUT *levelLayout(UINT32 level) {
   return nullptr;
 }
 
-UINT64 levelDataMembers(const RAID_LEVEL_LAYOUT *layout, UINT32 count, UINT32 spans) {
+UINT64 levelDataMembers(const LevelLayout *layout, UINT32 count, UINT32 spans) {
   UINT64 redundant = layout->mirrored ? count - count / 2 : static_cast<UINT64>(layout->parity) * spans;
   return redundant < count ? count - redundant : 0;
 }
@@ -52,7 +54,7 @@ bool levelOffers(const RAID_LEVEL_PARAMS *level, const RAID_VD_RECORD *wanted) {
 }
 
 // The fewest spans that hold count members within the limit of a span.
-static UINT32 chooseSpans(const RAID_ADAPTER_RECORD *adapter, const RAID_LEVEL_LAYOUT *layout, UINT32 count) {
+static UINT32 chooseSpans(const RAID_ADAPTER_RECORD *adapter, const LevelLayout *layout, UINT32 count) {
   UINT32 first = layout->mirrored ? count / layout->minPerSpan : 2;
   if (!layout->spanned || first == 0) {
     return 1;
@@ -69,7 +71,7 @@ static UINT32 chooseSpans(const RAID_ADAPTER_RECORD *adapter, const RAID_LEVEL_L
 
 bool levelSpans(const RAID_ADAPTER_RECORD *adapter, const RAID_LEVEL_PARAMS *level, const RAID_VD_RECORD *wanted,
                 UINT32 count, UINT32 *spans) {
-  const RAID_LEVEL_LAYOUT *layout = levelLayout(level->RAIDLevel);
+  const LevelLayout *layout = levelLayout(level->RAIDLevel);
   if (layout == nullptr) {
     return false;
   }
@@ -81,3 +83,5 @@ bool levelSpans(const RAID_ADAPTER_RECORD *adapter, const RAID_LEVEL_PARAMS *lev
                    (!layout->mirrored || perSpan % 2 == 0);
   return shapeFits && count >= level->MinDisks && count <= level->MaxDisks;
 }
+
+} // namespace xyl::records

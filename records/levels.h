@@ -4,9 +4,11 @@
 #include "base/rounding.h"
 #include "raid_records.h"
 
-#define LEVEL_GRAIN 0x100000ULL // members give room in whole mebibytes
+namespace xyl::records {
 
-struct RAID_LEVEL_LAYOUT {
+inline constexpr UINT64 levelGrain = 0x100000ULL; // members give room in whole mebibytes
+
+struct LevelLayout {
   UINT32 level;
   UINT32 parity; // members of each span that hold no data
   bool mirrored; // members are pairs
@@ -15,15 +17,15 @@ struct RAID_LEVEL_LAYOUT {
 };
 
 // The layout of a level, or null for one that has none here.
-const RAID_LEVEL_LAYOUT *levelLayout(UINT32 level);
+const LevelLayout *levelLayout(UINT32 level);
 
 // How many of count members hold data; 0 for a layout that holds none.
-UINT64 levelDataMembers(const RAID_LEVEL_LAYOUT *layout, UINT32 count, UINT32 spans);
+UINT64 levelDataMembers(const LevelLayout *layout, UINT32 count, UINT32 spans);
 
 // The bytes, in whole grains, that each of members gives for size bytes: the fewest that together are enough. size ends
 // before the last grain that 64 bits hold.
 constexpr UINT64 levelShare(UINT64 size, UINT64 members) {
-  return roundUp(divideUp(size, members), LEVEL_GRAIN);
+  return roundUp(divideUp(size, members), levelGrain);
 }
 
 // The adapter's descriptor of a level that it supports; null for any other. Descriptors are as many as adapter has.
@@ -39,3 +41,5 @@ bool levelIsAccessPolicy(UINT32 value);
 // the adapter's limits. False when the level or the adapter has no such shape, or the level not as many members.
 bool levelSpans(const RAID_ADAPTER_RECORD *adapter, const RAID_LEVEL_PARAMS *level, const RAID_VD_RECORD *wanted,
                 UINT32 count, UINT32 *spans);
+
+} // namespace xyl::records

@@ -5,56 +5,60 @@
 
 #include <stddef.h>
 
-enum RECORD_POINTER_KIND : UINT8 {
-  POINTER_TEXT,  // a UTF-16 text
-  POINTER_IDS,   // as many ids as the count says
-  POINTER_LEVELS // a level descriptor for each bit of the count
+namespace xyl::records {
+
+enum class RecordPointerKind : UINT8 {
+  text,  // a UTF-16 text
+  ids,   // as many ids as the count says
+  levels // a level descriptor for each bit of the count
 };
 
-struct RECORD_POINTER {
-  RECORD_POINTER_KIND Kind;
-  UINT16 Offset;      // of the pointer
-  UINT16 CountOffset; // of the member that tells how much is behind it; texts have none
-  UINT16 CountWidth;
+struct RecordPointer {
+  RecordPointerKind kind;
+  UINT16 offset;      // of the pointer
+  UINT16 countOffset; // of the member that tells how much is behind it; texts have none
+  UINT16 countWidth;
 };
 
 // The pointers of one record.
-template <UINT32 COUNT> struct RECORD_POINTER_TABLE { RECORD_POINTER Rows[COUNT]; };
+template <UINT32 count> struct RecordPointerTable { RecordPointer rows[count]; };
 
 #define POINTER_OF(record, member)                                                                                     \
-  { POINTER_TEXT, offsetof(record, member), 0, 0 }
+  { RecordPointerKind::text, offsetof(record, member), 0, 0 }
 #define COUNTED_POINTER_OF(kind, record, member, count)                                                                \
   { kind, offsetof(record, member), offsetof(record, count), sizeof(record::count) }
 
-consteval RECORD_POINTER_TABLE<4 + RAID_RATE_COUNT> adapterPointers() {
-  RECORD_POINTER_TABLE<4 + RAID_RATE_COUNT> table = {{
+consteval RecordPointerTable<4 + RAID_RATE_COUNT> adapterPointers() {
+  RecordPointerTable<4 + RAID_RATE_COUNT> table = {{
       POINTER_OF(RAID_ADAPTER_RECORD, Name),
       POINTER_OF(RAID_ADAPTER_RECORD, FQDD),
       POINTER_OF(RAID_ADAPTER_RECORD, FirmwareVersion),
-      COUNTED_POINTER_OF(POINTER_LEVELS, RAID_ADAPTER_RECORD, RAIDLevelParams, SupportedRAIDLevels),
+      COUNTED_POINTER_OF(RecordPointerKind::levels, RAID_ADAPTER_RECORD, RAIDLevelParams, SupportedRAIDLevels),
   }};
   for (UINT16 i = 0; i < RAID_RATE_COUNT; ++i) {
     UINT16 name = static_cast<UINT16>(offsetof(RAID_ADAPTER_RECORD, Rates) + i * sizeof(RAID_RATE));
-    table.Rows[4 + i] = {POINTER_TEXT, static_cast<UINT16>(name + offsetof(RAID_RATE, Name)), 0, 0};
+    table.rows[4 + i] = {RecordPointerKind::text, static_cast<UINT16>(name + offsetof(RAID_RATE, Name)), 0, 0};
   }
   return table;
 }
 
 inline constexpr auto g_adapterPointers = adapterPointers();
-inline constexpr RECORD_POINTER_TABLE<2> g_enclosurePointers = {{
+inline constexpr RecordPointerTable<2> g_enclosurePointers = {{
     POINTER_OF(RAID_ENCLOSURE_RECORD, Name),
     POINTER_OF(RAID_ENCLOSURE_RECORD, FQDD),
 }};
-inline constexpr RECORD_POINTER_TABLE<3> g_pdPointers = {{
+inline constexpr RecordPointerTable<3> g_pdPointers = {{
     POINTER_OF(RAID_PD_RECORD, Name),
     POINTER_OF(RAID_PD_RECORD, FQDD),
-    COUNTED_POINTER_OF(POINTER_IDS, RAID_PD_RECORD, VDs, VDCount),
+    COUNTED_POINTER_OF(RecordPointerKind::ids, RAID_PD_RECORD, VDs, VDCount),
 }};
-inline constexpr RECORD_POINTER_TABLE<3> g_vdPointers = {{
+inline constexpr RecordPointerTable<3> g_vdPointers = {{
     POINTER_OF(RAID_VD_RECORD, Name),
     POINTER_OF(RAID_VD_RECORD, FQDD),
-    COUNTED_POINTER_OF(POINTER_IDS, RAID_VD_RECORD, PDs, PDCount),
+    COUNTED_POINTER_OF(RecordPointerKind::ids, RAID_VD_RECORD, PDs, PDCount),
 }};
 
 #undef COUNTED_POINTER_OF
 #undef POINTER_OF
+
+} // namespace xyl::records

@@ -7,6 +7,9 @@
 
 #include "driver/xml/xml.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 using WORDS = std::set<std::string>;
 
 // XML itself, numbers at their bounds, and the texts of options.
@@ -43,7 +46,7 @@ static const char *const g_frame[] = {
     "Smallest",     "Spares",
 };
 
-static const FIELD_TABLE *const g_tables[] = {
+static const FieldTable *const g_tables[] = {
     &g_headerFields, &g_adapterFields,     &g_enclosureFields,   &g_pdFields,
     &g_vdFields,     &g_levelDescFields,   &g_pciIdentityFields, &g_pciLocationFields,
     &g_rateFields,   &g_cachePolicyGroups, &g_inventoryFields,
@@ -57,15 +60,15 @@ static void addElement(WORDS &words, const CHAR8 *name) {
 }
 
 static void addTables(WORDS &words) {
-  for (const FIELD_TABLE *table : g_tables) {
-    for (UINT32 i = 0; i < table->RowCount; ++i) {
-      addElement(words, table->Rows[i].Element);
-      addElement(words, table->Rows[i].Item);
-      addElement(words, (table->Rows[i].Flags & FIELD_ITEM_ALIAS) != 0 ? RAID_LEVEL_ALIAS : nullptr);
+  for (const FieldTable *table : g_tables) {
+    for (UINT32 i = 0; i < table->rowCount; ++i) {
+      addElement(words, table->rows[i].element);
+      addElement(words, table->rows[i].item);
+      addElement(words, (table->rows[i].flags & fieldItemAlias) != 0 ? levelAlias : nullptr);
     }
   }
   for (UINT32 i = 0; i < g_valueTableCount; ++i) {
-    const VALUE_NAME_TABLE *row = g_valueTables[i].Rows;
+    const VALUE_NAME_TABLE *row = g_valueTables[i].rows;
     bool isCommand = row == g_commandTable;
     for (; row->Name != nullptr; ++row) {
       std::string name = row->Name;

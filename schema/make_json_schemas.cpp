@@ -15,6 +15,9 @@
 #include "schema/field_use.h"
 #include "schema/json_shapes.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 using JSON_VALUE = nlohmann::ordered_json;
 
 // A schema in the making: the definitions that it needs so far.
@@ -71,8 +74,8 @@ static JSON_VALUE namesOf(DEFINITIONS &definitions, const VALUE_NAME_TABLE *tabl
 
 static const VALUE_NAME_TABLE *valueTable(const std::string &name) {
   for (UINT32 i = 0; i < g_valueTableCount; ++i) {
-    if (name == g_valueTables[i].Name) {
-      return g_valueTables[i].Rows;
+    if (name == g_valueTables[i].name) {
+      return g_valueTables[i].rows;
     }
   }
   return nullptr;
@@ -81,14 +84,14 @@ static const VALUE_NAME_TABLE *valueTable(const std::string &name) {
 // Words that the client's own tables have.
 static JSON_VALUE clientWords(const std::string &name) {
   JSON_VALUE words = JSON_VALUE::array();
-  for (int i = 0; name == "differenceKind" && i < DIFFERENCE_KIND_COUNT; ++i) {
-    words.push_back(differenceKindName(static_cast<DIFFERENCE_KIND>(i)));
+  for (int i = 0; name == "differenceKind" && i < client::differenceKindCount; ++i) {
+    words.push_back(client::differenceKindName(static_cast<client::DifferenceKind>(i)));
   }
-  for (int i = 0; name == "differenceObject" && i < DIFFERENCE_OBJECT_COUNT; ++i) {
-    words.push_back(differenceObjectName(static_cast<DIFFERENCE_OBJECT>(i)));
+  for (int i = 0; name == "differenceObject" && i < client::differenceObjectCount; ++i) {
+    words.push_back(client::differenceObjectName(static_cast<client::DifferenceObject>(i)));
   }
-  for (UINT8 i = 0; name == "fate" && i < static_cast<UINT8>(ensure::Fate::count); ++i) {
-    words.push_back(ensure::fateName(static_cast<ensure::Fate>(i)));
+  for (UINT8 i = 0; name == "fate" && i < static_cast<UINT8>(client::ensure::Fate::count); ++i) {
+    words.push_back(client::ensure::fateName(static_cast<client::ensure::Fate>(i)));
   }
   if (name == "stepResult") {
     words = {"Success", "Fail"};
@@ -100,9 +103,9 @@ static JSON_VALUE clientWords(const std::string &name) {
 
 static constexpr UINT32 NO_OBJECT = ~0U; // the kind of what has no header
 
-static JSON_VALUE objectOf(DEFINITIONS &definitions, const FIELD_TABLE &fields, UINT32 kind);
+static JSON_VALUE objectOf(DEFINITIONS &definitions, const FieldTable &fields, UINT32 kind);
 
-static JSON_VALUE nestedObject(DEFINITIONS &definitions, const char *name, const FIELD_TABLE &fields,
+static JSON_VALUE nestedObject(DEFINITIONS &definitions, const char *name, const FieldTable &fields,
                                UINT32 kind = NO_OBJECT) {
   return defined(definitions, name, [&] { return objectOf(definitions, fields, kind); });
 }
@@ -110,63 +113,63 @@ static JSON_VALUE nestedObject(DEFINITIONS &definitions, const char *name, const
 static JSON_VALUE cachePolicy(DEFINITIONS &definitions) {
   return defined(definitions, "cachePolicyGroups", [&] {
     JSON_VALUE policy = emptyObject();
-    for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
-      const FIELD_ROW &row = g_cachePolicyGroups.Rows[i];
-      addMember(policy, row.Item, /* isRequired= */ true, arrayOf(namesOf(definitions, row.Names)));
+    for (UINT32 i = 0; i < g_cachePolicyGroups.rowCount; ++i) {
+      const FieldRow &row = g_cachePolicyGroups.rows[i];
+      addMember(policy, row.item, /* isRequired= */ true, arrayOf(namesOf(definitions, row.names)));
     }
     return policy;
   });
 }
 
-static JSON_VALUE fieldType(DEFINITIONS &definitions, const FIELD_ROW &row) {
-  switch (row.Format) {
-  case FORMAT_DECIMAL:
+static JSON_VALUE fieldType(DEFINITIONS &definitions, const FieldRow &row) {
+  switch (row.format) {
+  case FieldFormat::decimal:
     return typeOf(definitions, "number");
-  case FORMAT_HEX:
-    return {{"type", "string"}, {"pattern", "^[0-9A-F]{" + std::to_string(row.Length) + "}$"}};
-  case FORMAT_NAME:
-    return namesOf(definitions, row.Names);
-  case FORMAT_BOOLEAN:
-  case FORMAT_MARK:
+  case FieldFormat::hex:
+    return {{"type", "string"}, {"pattern", "^[0-9A-F]{" + std::to_string(row.length) + "}$"}};
+  case FieldFormat::name:
+    return namesOf(definitions, row.names);
+  case FieldFormat::boolean:
+  case FieldFormat::mark:
     return typeOf(definitions, "bool");
-  case FORMAT_MASK:
-    return arrayOf(namesOf(definitions, row.Names));
-  case FORMAT_CACHE_POLICY:
+  case FieldFormat::mask:
+    return arrayOf(namesOf(definitions, row.names));
+  case FieldFormat::cachePolicy:
     return cachePolicy(definitions);
-  case FORMAT_PCI_IDENTITY:
+  case FieldFormat::pciIdentity:
     return nestedObject(definitions, "pciIdentity", g_pciIdentityFields);
-  case FORMAT_RATES:
+  case FieldFormat::rates:
     return arrayOf(nestedObject(definitions, "rate", g_rateFields));
-  case FORMAT_RAID_LEVEL_DESC:
+  case FieldFormat::raidLevelDesc:
     return nestedObject(definitions, "levelDescriptor", g_levelDescFields);
-  case FORMAT_RAID_LEVEL_PARAMS:
+  case FieldFormat::raidLevelParams:
     return arrayOf(nestedObject(definitions, "levelDescriptor", g_levelDescFields));
-  case FORMAT_ID_LIST:
+  case FieldFormat::idList:
     return typeOf(definitions, "[number]");
-  case FORMAT_ENCLOSURE:
+  case FieldFormat::enclosure:
     return arrayOf(nestedObject(definitions, "enclosure", g_enclosureFields, RAID_OBJECT_ENCLOSURE));
-  case FORMAT_PHYSICAL_DISK:
+  case FieldFormat::physicalDisk:
     return arrayOf(nestedObject(definitions, "physicalDisk", g_pdFields, RAID_OBJECT_PHYSICAL_DISK));
-  case FORMAT_VIRTUAL_DISK:
+  case FieldFormat::virtualDisk:
     return arrayOf(nestedObject(definitions, "virtualDisk", g_vdFields, RAID_OBJECT_VIRTUAL_DISK));
-  case FORMAT_WIDE_TEXT:
-  case FORMAT_FIXED_TEXT:
-  case FORMAT_KEY_ID:
+  case FieldFormat::wideText:
+  case FieldFormat::fixedText:
+  case FieldFormat::keyId:
     return typeOf(definitions, "text");
   }
   return {};
 }
 
 // An object with its fields; those of the header and a fixed ObjectType when it has a kind.
-static JSON_VALUE objectOf(DEFINITIONS &definitions, const FIELD_TABLE &fields, UINT32 kind) {
+static JSON_VALUE objectOf(DEFINITIONS &definitions, const FieldTable &fields, UINT32 kind) {
   JSON_VALUE object = emptyObject();
-  for (const FIELD_TABLE *table : {kind != NO_OBJECT ? &g_headerFields : nullptr, &fields}) {
-    for (UINT32 i = 0; table != nullptr && i < table->RowCount; ++i) {
-      const FIELD_ROW &row = table->Rows[i];
-      if (row.Names == g_objectTypeTable) {
-        addMember(object, row.Element, true, {{"const", GetNameFromValue(kind, g_objectTypeTable)}});
+  for (const FieldTable *table : {kind != NO_OBJECT ? &g_headerFields : nullptr, &fields}) {
+    for (UINT32 i = 0; table != nullptr && i < table->rowCount; ++i) {
+      const FieldRow &row = table->rows[i];
+      if (row.names == g_objectTypeTable) {
+        addMember(object, row.element, true, {{"const", GetNameFromValue(kind, g_objectTypeTable)}});
       } else if (isWritten(row)) {
-        addMember(object, row.Element, !mayBeAbsent(row), fieldType(definitions, row));
+        addMember(object, row.element, !mayBeAbsent(row), fieldType(definitions, row));
       }
     }
   }
@@ -262,13 +265,13 @@ int main(int count, char **arguments) {
     std::fprintf(stderr, "usage: make_json_schemas FOLDER\n");
     return 2;
   }
-  for (const XYL_COMMAND &command : g_hostCommands) {
-    if (!takesOption(command.Options, XYL_OPTION_JSON)) {
+  for (const client::Command &command : host::g_hostCommands) {
+    if (!client::takesOption(command.options, client::optionJson)) {
       continue;
     }
-    const JSON_DOCUMENT *document = documentOf(command.Name);
+    const JSON_DOCUMENT *document = documentOf(command.name);
     if (document == nullptr) {
-      std::fprintf(stderr, "'%s' has no row in json_shapes.h\n", command.Name);
+      std::fprintf(stderr, "'%s' has no row in json_shapes.h\n", command.name);
       return 1;
     }
     if (!writeSchema(arguments[1], *document)) {

@@ -12,6 +12,9 @@
 #include "raid_records.h"
 #include "schema/field_use.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 enum USE { USE_WRITTEN, USE_REQUESTED };
 
 // The parameters of the simple types that the objects use.
@@ -77,14 +80,14 @@ static UINT64 ones(UINT32 bits) {
 }
 
 // What the field can hold, and for a writer, what its digits can show.
-static UINT64 largestNumber(const SCHEMA &schema, const FIELD_ROW &row) {
-  UINT64 largest = ones(row.Format == FORMAT_ID_LIST ? 32 : 8U * row.Place.Width);
-  largest = (row.Mask == 0 ? largest : largest & row.Mask) >> row.Shift;
+static UINT64 largestNumber(const SCHEMA &schema, const FieldRow &row) {
+  UINT64 largest = ones(row.format == FieldFormat::idList ? 32 : 8U * row.place.width);
+  largest = (row.mask == 0 ? largest : largest & row.mask) >> row.shift;
   UINT64 shown = 1;
-  for (UINT32 i = 0; i < row.Length && i < 19; ++i) {
+  for (UINT32 i = 0; i < row.length && i < 19; ++i) {
     shown *= 10;
   }
-  return schema.Use == USE_WRITTEN && row.Length < 20 && largest >= shown ? shown - 1 : largest;
+  return schema.Use == USE_WRITTEN && row.length < 20 && largest >= shown ? shown - 1 : largest;
 }
 
 static std::string numbered(const char *prefix, UINT64 number) {
@@ -92,23 +95,23 @@ static std::string numbered(const char *prefix, UINT64 number) {
 }
 
 // The type of an element that holds a text.
-static std::string textType(SCHEMA &schema, const FIELD_ROW &row) {
-  switch (row.Format) {
-  case FORMAT_DECIMAL:
-  case FORMAT_ID_LIST:
+static std::string textType(SCHEMA &schema, const FieldRow &row) {
+  switch (row.format) {
+  case FieldFormat::decimal:
+  case FieldFormat::idList:
     return numbered("upTo", *schema.Types->Limits.insert(largestNumber(schema, row)).first);
-  case FORMAT_HEX:
-    return numbered("hex", *schema.Types->HexDigits.insert(row.Length).first);
-  case FORMAT_FIXED_TEXT:
-    return numbered("text", *schema.Types->TextLengths.insert(row.Place.Width).first);
-  case FORMAT_KEY_ID:
+  case FieldFormat::hex:
+    return numbered("hex", *schema.Types->HexDigits.insert(row.length).first);
+  case FieldFormat::fixedText:
+    return numbered("text", *schema.Types->TextLengths.insert(row.place.width).first);
+  case FieldFormat::keyId:
     return numbered("text", *schema.Types->TextLengths.insert(RAID_KEY_ID_SIZE).first);
-  case FORMAT_BOOLEAN:
+  case FieldFormat::boolean:
     return valueTypeName(g_boolTable);
-  case FORMAT_MARK:
+  case FieldFormat::mark:
     return "mark";
-  case FORMAT_NAME:
-    return namedValueType(schema, row.Names);
+  case FieldFormat::name:
+    return namedValueType(schema, row.names);
   default:
     return "xs:string";
   }
@@ -133,15 +136,15 @@ static void addRestriction(SCHEMA &schema, const std::string &name, const std::s
   closeTag(schema);
 }
 
-static void addValueType(SCHEMA &schema, const NAMED_VALUE_TABLE &type) {
+static void addValueType(SCHEMA &schema, const NamedValueTable &type) {
   std::vector<std::string> texts;
-  for (const VALUE_NAME_TABLE *row = type.Rows; row->Name != nullptr; ++row) {
+  for (const VALUE_NAME_TABLE *row = type.rows; row->Name != nullptr; ++row) {
     texts.push_back(row->Name);
   }
-  addEnumeration(schema, attribute("name", type.Name), texts);
-  if (!namesUnknown(type.Rows)) {
-    openTag(schema, "simpleType", attribute("name", std::string(type.Name) + "OrUnknown"));
-    addLine(schema, "<xs:union" + attribute("memberTypes", std::string(type.Name) + " unknown") + "/>");
+  addEnumeration(schema, attribute("name", type.name), texts);
+  if (!namesUnknown(type.rows)) {
+    openTag(schema, "simpleType", attribute("name", std::string(type.name) + "OrUnknown"));
+    addLine(schema, "<xs:union" + attribute("memberTypes", std::string(type.name) + " unknown") + "/>");
     closeTag(schema);
   }
 }
@@ -186,9 +189,9 @@ static void closeMembers(SCHEMA &schema) {
 }
 
 // An element that contains at most count elements of one kind.
-static void addContainer(SCHEMA &schema, const FIELD_ROW &row, const std::string &item, const std::string &itemType,
+static void addContainer(SCHEMA &schema, const FieldRow &row, const std::string &item, const std::string &itemType,
                          UINT32 count) {
-  openTag(schema, "element", attribute("name", row.Element));
+  openTag(schema, "element", attribute("name", row.element));
   openTag(schema, "complexType");
   openTag(schema, "sequence");
   addElement(schema, item, itemType, occurs(0, std::to_string(count)));
@@ -197,18 +200,18 @@ static void addContainer(SCHEMA &schema, const FIELD_ROW &row, const std::string
 }
 
 // How often the row's element comes in an inventory; members of a choice say nothing.
-static std::string occurrence(const SCHEMA &schema, const FIELD_ROW &row) {
+static std::string occurrence(const SCHEMA &schema, const FieldRow &row) {
   if (schema.Use == USE_REQUESTED) {
     return {};
   }
-  switch (row.Format) {
-  case FORMAT_RATES:
+  switch (row.format) {
+  case FieldFormat::rates:
     return occurs(0, std::to_string(RAID_RATE_COUNT));
-  case FORMAT_ID_LIST:
-    return occurs(0, row.Count.Width == 1 ? "255" : "unbounded");
-  case FORMAT_ENCLOSURE:
-  case FORMAT_PHYSICAL_DISK:
-  case FORMAT_VIRTUAL_DISK:
+  case FieldFormat::idList:
+    return occurs(0, row.count.width == 1 ? "255" : "unbounded");
+  case FieldFormat::enclosure:
+  case FieldFormat::physicalDisk:
+  case FieldFormat::virtualDisk:
     return occurs(0, "unbounded");
   default:
     break;
@@ -216,74 +219,74 @@ static std::string occurrence(const SCHEMA &schema, const FIELD_ROW &row) {
   return mayBeAbsent(row) ? attribute("minOccurs", "0") : "";
 }
 
-static void addField(SCHEMA &schema, const FIELD_ROW &row) {
+static void addField(SCHEMA &schema, const FieldRow &row) {
   std::string often = occurrence(schema, row);
-  switch (row.Format) {
-  case FORMAT_MASK:
-    return addContainer(schema, row, row.Item, namedValueType(schema, row.Names), 8U * row.Place.Width);
-  case FORMAT_RAID_LEVEL_PARAMS:
-    return addContainer(schema, row, row.Item, "levelDescriptor", 32);
-  case FORMAT_CACHE_POLICY:
-    return addElement(schema, row.Element, "cachePolicyGroups", often);
-  case FORMAT_PCI_IDENTITY:
-    return addElement(schema, row.Element, "pciIdentity", often);
-  case FORMAT_RATES:
-    return addElement(schema, row.Element, "rate", often);
-  case FORMAT_RAID_LEVEL_DESC:
-    return addElement(schema, row.Element, "levelDescriptor", often);
-  case FORMAT_ENCLOSURE:
-    return addElement(schema, row.Element, "enclosure", often);
-  case FORMAT_PHYSICAL_DISK:
-    return addElement(schema, row.Element, "physicalDisk", often);
-  case FORMAT_VIRTUAL_DISK:
-    return addElement(schema, row.Element, "virtualDisk", often);
-  case FORMAT_DECIMAL:
-  case FORMAT_HEX:
-  case FORMAT_WIDE_TEXT:
-  case FORMAT_FIXED_TEXT:
-  case FORMAT_NAME:
-  case FORMAT_BOOLEAN:
-  case FORMAT_MARK:
-  case FORMAT_ID_LIST:
-  case FORMAT_KEY_ID:
-    return addElement(schema, row.Element, textType(schema, row), often);
+  switch (row.format) {
+  case FieldFormat::mask:
+    return addContainer(schema, row, row.item, namedValueType(schema, row.names), 8U * row.place.width);
+  case FieldFormat::raidLevelParams:
+    return addContainer(schema, row, row.item, "levelDescriptor", 32);
+  case FieldFormat::cachePolicy:
+    return addElement(schema, row.element, "cachePolicyGroups", often);
+  case FieldFormat::pciIdentity:
+    return addElement(schema, row.element, "pciIdentity", often);
+  case FieldFormat::rates:
+    return addElement(schema, row.element, "rate", often);
+  case FieldFormat::raidLevelDesc:
+    return addElement(schema, row.element, "levelDescriptor", often);
+  case FieldFormat::enclosure:
+    return addElement(schema, row.element, "enclosure", often);
+  case FieldFormat::physicalDisk:
+    return addElement(schema, row.element, "physicalDisk", often);
+  case FieldFormat::virtualDisk:
+    return addElement(schema, row.element, "virtualDisk", often);
+  case FieldFormat::decimal:
+  case FieldFormat::hex:
+  case FieldFormat::wideText:
+  case FieldFormat::fixedText:
+  case FieldFormat::name:
+  case FieldFormat::boolean:
+  case FieldFormat::mark:
+  case FieldFormat::idList:
+  case FieldFormat::keyId:
+    return addElement(schema, row.element, textType(schema, row), often);
   }
 }
 
 // A request gives no objects inside an object, and nothing that is only written.
-static bool isMember(const SCHEMA &schema, const FIELD_ROW &row) {
+static bool isMember(const SCHEMA &schema, const FieldRow &row) {
   if (schema.Use == USE_REQUESTED) {
-    return row.Format < FORMAT_ENCLOSURE && (row.Flags & (FIELD_READ_ONLY | FIELD_WRITE_ONLY)) == 0;
+    return row.format < FieldFormat::enclosure && (row.flags & (fieldReadOnly | fieldWriteOnly)) == 0;
   }
   return isWritten(row);
 }
 
-static void addFields(SCHEMA &schema, const FIELD_TABLE &fields) {
-  for (UINT32 i = 0; i < fields.RowCount; ++i) {
-    if (isMember(schema, fields.Rows[i])) {
-      addField(schema, fields.Rows[i]);
+static void addFields(SCHEMA &schema, const FieldTable &fields) {
+  for (UINT32 i = 0; i < fields.rowCount; ++i) {
+    if (isMember(schema, fields.rows[i])) {
+      addField(schema, fields.rows[i]);
     }
   }
 }
 
 // The names that an object of the kind has in its ObjectType; a writer takes the first one.
-static void addObjectType(SCHEMA &schema, const FIELD_ROW &row, UINT32 kind) {
+static void addObjectType(SCHEMA &schema, const FieldRow &row, UINT32 kind) {
   std::vector<std::string> names;
-  for (const VALUE_NAME_TABLE *name = row.Names; name->Name != nullptr; ++name) {
+  for (const VALUE_NAME_TABLE *name = row.names; name->Name != nullptr; ++name) {
     if (name->Value == kind && (names.empty() || schema.Use == USE_REQUESTED)) {
       names.push_back(name->Name);
     }
   }
-  openTag(schema, "element", attribute("name", row.Element));
+  openTag(schema, "element", attribute("name", row.element));
   addEnumeration(schema, {}, names);
   closeTag(schema);
 }
 
-static void addObject(SCHEMA &schema, const std::string &name, UINT32 kind, const FIELD_TABLE &fields) {
+static void addObject(SCHEMA &schema, const std::string &name, UINT32 kind, const FieldTable &fields) {
   openMembers(schema, name, schema.Use == USE_WRITTEN);
-  for (UINT32 i = 0; i < g_headerFields.RowCount; ++i) {
-    const FIELD_ROW &row = g_headerFields.Rows[i];
-    if (row.Names == g_objectTypeTable) {
+  for (UINT32 i = 0; i < g_headerFields.rowCount; ++i) {
+    const FieldRow &row = g_headerFields.rows[i];
+    if (row.names == g_objectTypeTable) {
       addObjectType(schema, row, kind);
     } else {
       addField(schema, row);
@@ -295,10 +298,10 @@ static void addObject(SCHEMA &schema, const std::string &name, UINT32 kind, cons
 
 static void addCachePolicy(SCHEMA &schema) {
   openMembers(schema, "cachePolicyGroups", schema.Use == USE_WRITTEN);
-  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
-    const FIELD_ROW &row = g_cachePolicyGroups.Rows[i];
-    std::string most = std::to_string(__builtin_popcount(row.Mask));
-    addElement(schema, row.Item, namedValueType(schema, row.Names), schema.Use == USE_WRITTEN ? occurs(0, most) : "");
+  for (UINT32 i = 0; i < g_cachePolicyGroups.rowCount; ++i) {
+    const FieldRow &row = g_cachePolicyGroups.rows[i];
+    std::string most = std::to_string(__builtin_popcount(row.mask));
+    addElement(schema, row.item, namedValueType(schema, row.names), schema.Use == USE_WRITTEN ? occurs(0, most) : "");
   }
   closeMembers(schema);
 }
@@ -306,7 +309,7 @@ static void addCachePolicy(SCHEMA &schema) {
 static std::string objectsSchema(USE use, SIMPLE_TYPES &types) {
   struct PART {
     const char *Name;
-    const FIELD_TABLE &Fields;
+    const FieldTable &Fields;
     bool ByPosition; // also when read
   };
   static const PART parts[] = {

@@ -8,13 +8,15 @@
 #include "raid_xyl.h"
 #include "tests/firmware/guest/machine.h"
 
-static constexpr EFI_GUID g_xylGuid = RAID_XYL_PROTOCOL_GUID;
-static constexpr int RUNS = 5;
+using namespace xyl;
 
-static const CHAR8 REBUILD[] = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError><Raid>"
+static constexpr EFI_GUID g_xylGuid = RAID_XYL_PROTOCOL_GUID;
+static constexpr int runs = 5;
+
+static const CHAR8 rebuild[] = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError><Raid>"
                                "<PreserveVDConfig>False</PreserveVDConfig></Raid></RunMode>";
-static const CHAR8 NORMAL[] = "<RunMode><Mode>Normal</Mode></RunMode>";
-static const CHAR8 CHANGES[] = "<raidData><Method name=\"Change\"><ObjectType>Virtual Disk</ObjectType><OID>1</OID>"
+static const CHAR8 normal[] = "<RunMode><Mode>Normal</Mode></RunMode>";
+static const CHAR8 changes[] = "<raidData><Method name=\"Change\"><ObjectType>Virtual Disk</ObjectType><OID>1</OID>"
                                "<Object><VD><ObjectType>Virtual Disk</ObjectType><Name>A</Name></VD></Object>"
                                "</Method></raidData>";
 
@@ -37,9 +39,9 @@ static EFI_STATUS EFIAPI countedAllocatePages(int allocateType, int memoryType, 
 
 // --- The operations ---
 
-struct BENCH {
-  RAID_XYL_PROTOCOL *Operations;
-  CHAR8 *Saved; // the controller's document
+struct Bench {
+  RAID_XYL_PROTOCOL *operations;
+  CHAR8 *saved; // the controller's document
 };
 
 static RAID_XYL_PARAMETER g_parameter = {RAID_XYL_REVISION, 0};
@@ -48,27 +50,27 @@ static RAID_XYL_BUFFER bufferOf(CHAR8 *text) {
   return {RAID_XYL_REVISION, text == nullptr ? 0 : static_cast<UINT32>(textLength(text) + 1), text};
 }
 
-static EFI_STATUS runGet(const BENCH &bench, UINT64 *spent) {
+static EFI_STATUS runGet(const Bench &bench, UINT64 *spent) {
   RAID_XYL_BUFFER output = {};
   UINT64 start = machineTicks();
-  EFI_STATUS status = bench.Operations->Get_Live(bench.Operations, &g_parameter, &output);
+  EFI_STATUS status = bench.operations->Get_Live(bench.operations, &g_parameter, &output);
   *spent = machineTicks() - start;
   poolFree(output.Data);
   return status;
 }
 
-static EFI_STATUS runVerify(const BENCH &bench, UINT64 *spent) {
-  RAID_XYL_BUFFER documents[2] = {bufferOf(bench.Saved), {}};
+static EFI_STATUS runVerify(const Bench &bench, UINT64 *spent) {
+  RAID_XYL_BUFFER documents[2] = {bufferOf(bench.saved), {}};
   RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof(documents), documents};
   UINT32 result = 0;
   UINT64 start = machineTicks();
-  EFI_STATUS status = bench.Operations->Verify(bench.Operations, &g_parameter, &input, nullptr, &result);
+  EFI_STATUS status = bench.operations->Verify(bench.operations, &g_parameter, &input, nullptr, &result);
   *spent = machineTicks() - start;
   return status;
 }
 
-static EFI_STATUS runSet(const BENCH &bench, const CHAR8 *options, const CHAR8 *request, UINT64 *spent) {
-  RAID_XYL_BUFFER inputs[2] = {bufferOf(textDuplicate(bench.Saved)), bufferOf(textDuplicate(options))};
+static EFI_STATUS runSet(const Bench &bench, const CHAR8 *options, const CHAR8 *request, UINT64 *spent) {
+  RAID_XYL_BUFFER inputs[2] = {bufferOf(textDuplicate(bench.saved)), bufferOf(textDuplicate(options))};
   RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof(inputs), inputs};
   RAID_XYL_BUFFER outputs[2] = {{}, bufferOf(textDuplicate(request))};
   RAID_XYL_BUFFER output = {};
@@ -77,26 +79,26 @@ static EFI_STATUS runSet(const BENCH &bench, const CHAR8 *options, const CHAR8 *
   }
   g_allocations = 0;
   UINT64 start = machineTicks();
-  EFI_STATUS status = bench.Operations->Set_Live(bench.Operations, &g_parameter, &input, &output);
+  EFI_STATUS status = bench.operations->Set_Live(bench.operations, &g_parameter, &input, &output);
   *spent = machineTicks() - start;
   poolFree(request != nullptr ? outputs[0].Data : output.Data);
   return status;
 }
 
-static EFI_STATUS runRestore(const BENCH &bench, UINT64 *spent) {
-  return runSet(bench, REBUILD, nullptr, spent);
+static EFI_STATUS runRestore(const Bench &bench, UINT64 *spent) {
+  return runSet(bench, rebuild, nullptr, spent);
 }
 
-static EFI_STATUS runChange(const BENCH &bench, UINT64 *spent) {
-  return runSet(bench, NORMAL, CHANGES, spent);
+static EFI_STATUS runChange(const Bench &bench, UINT64 *spent) {
+  return runSet(bench, normal, changes, spent);
 }
 
-struct OPERATION {
-  const CHAR8 *Name;
-  EFI_STATUS (*Run)(const BENCH &bench, UINT64 *spent);
+struct Operation {
+  const CHAR8 *name;
+  EFI_STATUS (*run)(const Bench &bench, UINT64 *spent);
 };
 
-static constexpr OPERATION g_operations[] = {
+static constexpr Operation g_operations[] = {
     {"get", runGet}, {"verify", runVerify}, {"restore", runRestore}, {"change", runChange}};
 
 // --- The report ---
@@ -112,25 +114,25 @@ static void EFIAPI say(const CHAR16 *format, ...) {
   machineText(line);
 }
 
-static EFI_STATUS measure(const BENCH &bench, const OPERATION &operation) {
+static EFI_STATUS measure(const Bench &bench, const Operation &operation) {
   UINT64 fewest = ~0ULL;
-  for (int run = 0; run < RUNS; ++run) {
+  for (int run = 0; run < runs; ++run) {
     UINT64 spent = 0;
     g_allocations = 0;
-    EFI_STATUS status = operation.Run(bench, &spent);
+    EFI_STATUS status = operation.run(bench, &spent);
     if (EFI_ERROR(status)) {
-      say(u"bench %a failed: %r\n", operation.Name, status);
+      say(u"bench %a failed: %r\n", operation.name, status);
       return status;
     }
     fewest = spent < fewest ? spent : fewest;
   }
-  say(u"bench %a %lu %lu\n", operation.Name, g_allocations, fewest);
+  say(u"bench %a %lu %lu\n", operation.name, g_allocations, fewest);
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS measureAll(const BENCH &bench) {
+static EFI_STATUS measureAll(const Bench &bench) {
   EFI_STATUS status = EFI_SUCCESS;
-  for (const OPERATION &operation : g_operations) {
+  for (const Operation &operation : g_operations) {
     if (!EFI_ERROR(status)) {
       status = measure(bench, operation);
     }
@@ -140,8 +142,8 @@ static EFI_STATUS measureAll(const BENCH &bench) {
 
 extern "C" EFI_STATUS EFIAPI FwBenchEntry(EFI_HANDLE, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);
-  BENCH bench = {};
-  EFI_STATUS status = g_bootServices->LocateProtocol(&g_xylGuid, nullptr, reinterpret_cast<void **>(&bench.Operations));
+  Bench bench = {};
+  EFI_STATUS status = g_bootServices->LocateProtocol(&g_xylGuid, nullptr, reinterpret_cast<void **>(&bench.operations));
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -149,11 +151,11 @@ extern "C" EFI_STATUS EFIAPI FwBenchEntry(EFI_HANDLE, EFI_SYSTEM_TABLE *systemTa
   g_bootServices->Stall(100000);
   say(u"bench ticks-a-second %lu\n", (machineTicks() - start) * 10);
   RAID_XYL_BUFFER document = {};
-  status = bench.Operations->Get_Live(bench.Operations, &g_parameter, &document);
+  status = bench.operations->Get_Live(bench.operations, &g_parameter, &document);
   if (EFI_ERROR(status)) {
     return status;
   }
-  bench.Saved = static_cast<CHAR8 *>(document.Data);
+  bench.saved = static_cast<CHAR8 *>(document.Data);
   g_allocatePool = g_bootServices->AllocatePool;
   g_bootServices->AllocatePool = countedAllocatePool;
   g_allocatePages = g_bootServices->AllocatePages;
@@ -161,6 +163,6 @@ extern "C" EFI_STATUS EFIAPI FwBenchEntry(EFI_HANDLE, EFI_SYSTEM_TABLE *systemTa
   status = measureAll(bench);
   g_bootServices->AllocatePool = g_allocatePool;
   g_bootServices->AllocatePages = g_allocatePages;
-  poolFree(bench.Saved);
+  poolFree(bench.saved);
   return status;
 }

@@ -7,11 +7,13 @@
 #include "tests/firmware/guest/report.h"
 #include "uefi/protocols.h"
 
-static constexpr EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
-static constexpr int RUNS = 5;
-static constexpr UINTN PIECE = 1024 * 1024;
+using namespace xyl;
 
-static UINT64 g_piece[PIECE / sizeof(UINT64)];
+static constexpr EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
+static constexpr int runs = 5;
+static constexpr UINTN piece = 1024 * 1024;
+
+static UINT64 g_piece[piece / sizeof(UINT64)];
 
 // Every eight bytes of the file are their place in it.
 static bool isPattern(UINT64 position, UINTN size) {
@@ -28,7 +30,7 @@ static EFI_STATUS readOnce(EFI_FILE_PROTOCOL *file, UINT64 *bytes, UINT64 *spent
   *bytes = 0;
   *spent = 0;
   for (;;) {
-    UINTN size = PIECE;
+    UINTN size = piece;
     UINT64 start = machineTicks();
     status = EFI_ERROR(status) ? status : file->Read(file, &size, g_piece);
     *spent += machineTicks() - start;
@@ -45,7 +47,7 @@ static EFI_STATUS readOnce(EFI_FILE_PROTOCOL *file, UINT64 *bytes, UINT64 *spent
 static EFI_STATUS measure(EFI_FILE_PROTOCOL *file) {
   UINT64 fewest = ~0ULL;
   UINT64 bytes = 0;
-  for (int run = 0; run < RUNS; ++run) {
+  for (int run = 0; run < runs; ++run) {
     UINT64 spent;
     EFI_STATUS status = readOnce(file, &bytes, &spent);
     if (EFI_ERROR(status)) {

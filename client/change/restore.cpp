@@ -8,34 +8,36 @@
 #include "driver/request/request.h"
 #include "driver/xml/xml.h"
 
+namespace xyl::client {
+
 // All that a restore holds.
-struct RESTORE_RUN {
-  CONTROLLER Controller;
-  CHANGE Change;
-  RAID_CONFIG *Saved;
-  XML_NODE *SavedRoot;
-  RESTORE_PLAN Plan;
-  OUTPUT Backup;
-  TEXT BackupName;
-  DOCUMENT_TEXT Before; // what the controller held
+struct RestoreRun {
+  Controller controller;
+  Change change;
+  RAID_CONFIG *saved;
+  XML_NODE *savedRoot;
+  RestorePlan plan;
+  Output backup;
+  Text backupName;
+  DocumentText before; // what the controller held
 };
 
-static void freeRun(const XYL_CONTEXT &context, RESTORE_RUN *run) {
-  dropOutput(context, &run->Backup);
-  freeText(&run->BackupName);
-  releaseDocument(&run->Before);
-  freePlan(&run->Plan);
-  freeTree(run->SavedRoot);
-  releaseConfig(run->Saved);
-  freeChange(context, &run->Change);
+static void freeRun(const Context &context, RestoreRun *run) {
+  dropOutput(context, &run->backup);
+  freeText(&run->backupName);
+  releaseDocument(&run->before);
+  freePlan(&run->plan);
+  freeTree(run->savedRoot);
+  driver::releaseConfig(run->saved);
+  freeChange(context, &run->change);
 }
 
 // --- What must be so before anything changes ---
 
-static XYL_RESULT checkRebuild(const XYL_CONTEXT &context, const RESTORE_PLAN &plan) {
+static Result checkRebuild(const Context &context, const RestorePlan &plan) {
   UINT32 foreign = foreignVirtualDisks(plan);
-  if (foreign != 0 && !hasOption(context, XYL_OPTION_DISCARD_FOREIGN)) {
-    complain(context.Front,
+  if (foreign != 0 && !hasOption(context, optionDiscardForeign)) {
+    complain(context.front,
              "%d of the saved virtual disks lie on foreign disks that are here%a. A rebuild destroys them; that needs "
              "--discard-foreign. Nothing was changed",
              foreign,
@@ -43,8 +45,8 @@ static XYL_RESULT checkRebuild(const XYL_CONTEXT &context, const RESTORE_PLAN &p
                                                : ", too few of them to import");
     return wrongUsage();
   }
-  if (!isPlanComplete(plan) && !hasOption(context, XYL_OPTION_PARTIAL)) {
-    complain(context.Front, "not all that was saved would come back, as 'xyl plan --rebuild' shows, and what is there "
+  if (!isPlanComplete(plan) && !hasOption(context, optionPartial)) {
+    complain(context.front, "not all that was saved would come back, as 'xyl plan --rebuild' shows, and what is there "
                             "would be destroyed before; that needs --partial. Nothing was changed");
     return wrongUsage();
   }
@@ -52,30 +54,30 @@ static XYL_RESULT checkRebuild(const XYL_CONTEXT &context, const RESTORE_PLAN &p
 }
 
 // NAME.before of the log's name, or without one of the saved document's.
-static bool putBackupName(TEXT *name, const XYL_CONTEXT &context) {
-  const CHAR8 *log = context.Request->Options[XYL_OPTION_LOG_FILE];
-  putText(name, log != nullptr && !isStandardOutput(log) ? log : context.Request->Operands[0]);
-  if (!name->Failed && name->Length > 4 && textEqual(name->Chars + name->Length - 4, ".xml")) {
-    name->Length -= 4;
-    name->Chars[name->Length] = 0;
+static bool putBackupName(Text *name, const Context &context) {
+  const CHAR8 *log = context.request->options[optionLogFile];
+  putText(name, log != nullptr && !isStandardOutput(log) ? log : context.request->operands[0]);
+  if (!name->failed && name->length > 4 && textEqual(name->chars + name->length - 4, ".xml")) {
+    name->length -= 4;
+    name->chars[name->length] = 0;
   }
   putText(name, ".before");
-  return !name->Failed;
+  return !name->failed;
 }
 
-static XYL_RESULT openBackup(const XYL_CONTEXT &context, RESTORE_RUN *run) {
-  if (!run->Plan.PreservesVirtualDisks && !hasOption(context, XYL_OPTION_NO_BACKUP)) {
+static Result openBackup(const Context &context, RestoreRun *run) {
+  if (!run->plan.preservesVirtualDisks && !hasOption(context, optionNoBackup)) {
     bool isWhole = true;
-    XYL_RESULT result = readWholeInventory(context, run->Controller, &run->Before, &isWhole);
+    Result result = readWholeInventory(context, run->controller, &run->before, &isWhole);
     if (isFailure(result)) {
       return result;
     }
-    if (!putBackupName(&run->BackupName, context)) {
+    if (!putBackupName(&run->backupName, context)) {
       return failed(EFI_OUT_OF_RESOURCES);
     }
-    result = openNumbered(context, &run->BackupName, ".xml", run->Before.Size, &run->Backup);
-    if (isFailure(result) && !hasOption(context, XYL_OPTION_JSON)) {
-      say(context.Front, "The controller's present configuration is kept there; --no-backup leaves that out.\n");
+    result = openNumbered(context, &run->backupName, ".xml", run->before.size, &run->backup);
+    if (isFailure(result) && !hasOption(context, optionJson)) {
+      say(context.front, "The controller's present configuration is kept there; --no-backup leaves that out.\n");
     }
     return result;
   }
@@ -83,59 +85,58 @@ static XYL_RESULT openBackup(const XYL_CONTEXT &context, RESTORE_RUN *run) {
 }
 
 // The log of the plan is that of the restore, but for statuses and what a failure prevents.
-static UINT32 stepsOf(const RESTORE_PLAN &plan) {
+static UINT32 stepsOf(const RestorePlan &plan) {
   UINT32 count = 0;
-  for (const XML_NODE *node = childNamed(plan.Log, "Operation"); node != nullptr; node = nextSame(node)) {
+  for (const XML_NODE *node = childNamed(plan.log, "Operation"); node != nullptr; node = nextSame(node)) {
     ++count;
   }
   return count;
 }
 
-static UINTN logRoom(const RESTORE_PLAN &plan) {
-  CHAR8 *text = XMLNodeToText(plan.Log);
+static UINTN logRoom(const RestorePlan &plan) {
+  CHAR8 *text = driver::XMLNodeToText(plan.log);
   UINTN size = text != nullptr ? textLength(text) : 0;
   poolFree(text);
   return size + size / 4 + 1024;
 }
 
-static XYL_RESULT prepareRestore(const XYL_CONTEXT &context, RESTORE_RUN *run) {
-  const CHAR8 *file = context.Request->Operands[0];
-  XYL_RESULT result = openController(context, &run->Controller);
+static Result prepareRestore(const Context &context, RestoreRun *run) {
+  const CHAR8 *file = context.request->operands[0];
+  Result result = openController(context, &run->controller);
   if (!isFailure(result)) {
-    result = readSaved(context, file, &run->Change.Saved, &run->Saved);
+    result = readSaved(context, file, &run->change.saved, &run->saved);
   }
   if (!isFailure(result)) {
-    result = parseTree(context, file, run->Change.Saved.Text, &run->SavedRoot);
+    result = parseTree(context, file, run->change.saved.text, &run->savedRoot);
   }
   if (!isFailure(result)) {
     result =
-        makePlan(context, run->Controller.Management, {run->Saved, run->SavedRoot}, run->Change.Options, &run->Plan);
+        makePlan(context, run->controller.management, {run->saved, run->savedRoot}, run->change.options, &run->plan);
   }
   if (!isFailure(result)) {
-    result = checkPlan(context, run->Plan);
+    result = checkPlan(context, run->plan);
   }
   if (!isFailure(result)) {
-    run->Change.Steps = stepsOf(run->Plan);
-    result =
-        openOutput(context, context.Request->Options[XYL_OPTION_LOG_FILE], logRoom(run->Plan), &run->Change.LogFile);
+    run->change.steps = stepsOf(run->plan);
+    result = openOutput(context, context.request->options[optionLogFile], logRoom(run->plan), &run->change.logFile);
   }
   return result;
 }
 
 // Shows what the rebuild means, asks for a yes, and keeps what is there.
-static XYL_RESULT confirmRebuild(const XYL_CONTEXT &context, RESTORE_RUN *run) {
-  if (!hasOption(context, XYL_OPTION_JSON)) {
-    showRebuild(context, run->Controller, run->Plan);
+static Result confirmRebuild(const Context &context, RestoreRun *run) {
+  if (!hasOption(context, optionJson)) {
+    showRebuild(context, run->controller, run->plan);
   }
-  XYL_RESULT result = checkRebuild(context, run->Plan);
+  Result result = checkRebuild(context, run->plan);
   if (!isFailure(result)) {
     result = openBackup(context, run);
   }
   if (!isFailure(result)) {
-    result = askToGoOn(context, run->Controller.Identity, "rebuild", run->Backup.File);
+    result = askToGoOn(context, run->controller.identity, "rebuild", run->backup.file);
   }
-  if (!isFailure(result) && run->Backup.Handle != nullptr) {
-    result = writeOutput(context, &run->Backup, run->Before.Text, run->Before.Size, "nothing was changed: ");
+  if (!isFailure(result) && run->backup.handle != nullptr) {
+    result = writeOutput(context, &run->backup, run->before.text, run->before.size, "nothing was changed: ");
   }
   return result;
 }
@@ -143,76 +144,76 @@ static XYL_RESULT confirmRebuild(const XYL_CONTEXT &context, RESTORE_RUN *run) {
 // --- What has come of it ---
 
 // The steps that the plan knows to fail.
-static UINT32 expectedFailures(const RESTORE_PLAN &plan) {
+static UINT32 expectedFailures(const RestorePlan &plan) {
   UINT32 count = 0;
-  for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
-    count += plan.VirtualDiskPlans[i].WhyNot.Length != 0 ? 1 : 0;
+  for (UINT32 i = 0; i < plan.saved->logicalDiskCount; ++i) {
+    count += plan.virtualDiskPlans[i].whyNot.length != 0 ? 1 : 0;
   }
-  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
-    count += plan.DiskPlans[i].SpareCommand != 0 && plan.DiskPlans[i].WhyNoSpare.Length != 0 ? 1 : 0;
+  for (UINT32 i = 0; i < plan.saved->physicalDiskCount; ++i) {
+    count += plan.diskPlans[i].spareCommand != 0 && plan.diskPlans[i].whyNoSpare.length != 0 ? 1 : 0;
   }
   return count;
 }
 
 // Reads the controller back and says what differs; *verdict is filled without a failure.
-static XYL_RESULT readBack(const XYL_CONTEXT &context, const RESTORE_RUN &run, JSON *json, VERDICT *verdict) {
-  DOCUMENT_TEXT now;
-  XYL_RESULT result = readInventory(context, run.Controller.Operations, &now);
+static Result readBack(const Context &context, const RestoreRun &run, Json *json, Verdict *verdict) {
+  DocumentText now;
+  Result result = readInventory(context, run.controller.operations, &now);
   if (isFailure(result)) {
     return result;
   }
   XML_NODE *root = nullptr;
-  result = parseTree(context, "the inventory", now.Text, &root);
+  result = parseTree(context, "the inventory", now.text, &root);
   if (!isFailure(result)) {
-    EFI_STATUS status = makeVerdict(run.Plan, run.SavedRoot, root, &run.Plan.Verdict, verdict);
+    EFI_STATUS status = makeVerdict(run.plan, run.savedRoot, root, &run.plan.verdict, verdict);
     if (EFI_ERROR(status)) {
-      complain(context.Front, "what came back cannot be compared with what was saved: %a", statusWords(status));
+      complain(context.front, "what came back cannot be compared with what was saved: %a", statusWords(status));
       result = failed(status);
-    } else if (hasOption(context, XYL_OPTION_JSON)) {
+    } else if (hasOption(context, optionJson)) {
       writeVerdict(json, *verdict);
     } else {
-      sayVerdict(context.Front, *verdict, /* isToCome= */ false);
+      sayVerdict(context.front, *verdict, /* isToCome= */ false);
     }
   }
-  freeDifferences(&verdict->Differences); // its texts are the trees'
+  freeDifferences(&verdict->differences); // its texts are the trees'
   freeTree(root);
   releaseDocument(&now);
   return result;
 }
 
-static XYL_RESULT judge(const XYL_CONTEXT &context, const VERDICT &verdict) {
-  if (verdict.Counts[BLAME_RESTORE] != 0) {
-    complain(context.Front, "%d differences should not be there after the restore", verdict.Counts[BLAME_RESTORE]);
+static Result judge(const Context &context, const Verdict &verdict) {
+  if (verdict.counts[blameRestore] != 0) {
+    complain(context.front, "%d differences should not be there after the restore", verdict.counts[blameRestore]);
     return failed(EFI_DEVICE_ERROR);
   }
-  return verdict.Losses != 0 ? different() : succeeded();
+  return verdict.losses != 0 ? different() : succeeded();
 }
 
-static void tellBackup(const XYL_CONTEXT &context, const RESTORE_RUN &run, JSON *json) {
-  if (run.Backup.File == nullptr) {
+static void tellBackup(const Context &context, const RestoreRun &run, Json *json) {
+  if (run.backup.file == nullptr) {
     return;
   }
-  if (hasOption(context, XYL_OPTION_JSON)) {
-    jsonText(json, "backup", run.Backup.File);
+  if (hasOption(context, optionJson)) {
+    jsonText(json, "backup", run.backup.file);
   } else {
-    say(context.Front, "What the controller held before is in '%a'\n", run.Backup.File);
+    say(context.front, "What the controller held before is in '%a'\n", run.backup.file);
   }
 }
 
-static XYL_RESULT runRestoreSteps(const XYL_CONTEXT &context, RESTORE_RUN *run) {
-  CHANGED changed;
-  XYL_RESULT read = callSetLive(context, run->Controller, &run->Change, &changed);
-  JSON json = {};
-  tellSteps(context, run->Controller, &json, &changed);
-  VERDICT verdict = {};
-  XYL_RESULT compared = readBack(context, *run, &json, &verdict);
+static Result runRestoreSteps(const Context &context, RestoreRun *run) {
+  Changed changed;
+  Result read = callSetLive(context, run->controller, &run->change, &changed);
+  Json json = {};
+  tellSteps(context, run->controller, &json, &changed);
+  Verdict verdict = {};
+  Result compared = readBack(context, *run, &json, &verdict);
   tellBackup(context, *run, &json);
-  if (hasOption(context, XYL_OPTION_JSON)) {
+  if (hasOption(context, optionJson)) {
     jsonEnd(&json);
   }
-  EXPECTED expected = {expectedFailures(run->Plan),
-                       isFailure(compared) || verdict.Losses != 0 || verdict.Counts[BLAME_RESTORE] != 0};
-  XYL_RESULT result = tellOutcome(context, run->Controller, &run->Change, changed, expected);
+  Expected expected = {expectedFailures(run->plan),
+                       isFailure(compared) || verdict.losses != 0 || verdict.counts[blameRestore] != 0};
+  Result result = tellOutcome(context, run->controller, &run->change, changed, expected);
   freeChanged(&changed);
   if (!isFailure(result) && !isFailure(compared)) {
     result = judge(context, verdict);
@@ -222,16 +223,16 @@ static XYL_RESULT runRestoreSteps(const XYL_CONTEXT &context, RESTORE_RUN *run) 
   return isFailure(result) ? result : read;
 }
 
-XYL_RESULT runRestore(const XYL_CONTEXT &context) {
-  bool rebuild = hasOption(context, XYL_OPTION_REBUILD);
-  if (rebuild && hasOption(context, XYL_OPTION_PRESERVE_VD)) {
-    complain(context.Front, "--rebuild and --preserve-vd exclude each other; give one of them");
+Result runRestore(const Context &context) {
+  bool rebuild = hasOption(context, optionRebuild);
+  if (rebuild && hasOption(context, optionPreserveVd)) {
+    complain(context.front, "--rebuild and --preserve-vd exclude each other; give one of them");
     return wrongUsage();
   }
-  RESTORE_RUN run = {};
-  run.Change.What = "restore";
-  run.Change.Options = {/* Restore= */ true, /* PreserveVd= */ !rebuild, hasOption(context, XYL_OPTION_STOP_ON_ERROR)};
-  XYL_RESULT result = prepareRestore(context, &run);
+  RestoreRun run = {};
+  run.change.what = "restore";
+  run.change.options = {/* Restore= */ true, /* PreserveVd= */ !rebuild, hasOption(context, optionStopOnError)};
+  Result result = prepareRestore(context, &run);
   if (!isFailure(result) && rebuild) {
     result = confirmRebuild(context, &run);
   }
@@ -242,29 +243,31 @@ XYL_RESULT runRestore(const XYL_CONTEXT &context) {
   return result;
 }
 
-XYL_RESULT runReplace(const XYL_CONTEXT &context) {
-  CONTROLLER controller;
-  XYL_RESULT result = openController(context, &controller);
+Result runReplace(const Context &context) {
+  Controller controller;
+  Result result = openController(context, &controller);
   if (isFailure(result)) {
     return result;
   }
-  CHANGE change = {};
-  change.What = "replacement";
-  change.Options.PreserveVd = true;
+  Change change = {};
+  change.what = "replacement";
+  change.options.preserveVd = true;
   RAID_CONFIG *config = nullptr;
-  result = readSaved(context, context.Request->Operands[0], &change.Saved, &config);
-  releaseConfig(config);
+  result = readSaved(context, context.request->operands[0], &change.saved, &config);
+  driver::releaseConfig(config);
   if (isFailure(result)) {
     return result;
   }
-  CHANGED changed;
+  Changed changed;
   result = callSetLive(context, controller, &change, &changed);
-  JSON json = {};
+  Json json = {};
   tellSteps(context, controller, &json, &changed);
-  if (hasOption(context, XYL_OPTION_JSON)) {
+  if (hasOption(context, optionJson)) {
     jsonEnd(&json);
   }
-  XYL_RESULT told = tellOutcome(context, controller, &change, changed, /* expected= */ {});
+  Result told = tellOutcome(context, controller, &change, changed, /* expected= */ {});
   freeChanged(&changed);
   return isFailure(told) ? told : result;
 }
+
+} // namespace xyl::client

@@ -3,26 +3,30 @@
 #include "client/change/set_live.h"
 #include "driver/request/request.h"
 
-XYL_RESULT checkGaps(const XYL_CONTEXT &context, const CHAR8 *name, const RAID_CONFIG &config) {
-  TEXT gaps = {};
+namespace xyl::client {
+
+Result checkGaps(const Context &context, const CHAR8 *name, const RAID_CONFIG &config) {
+  Text gaps = {};
   EFI_STATUS status = putGaps(&gaps, config);
   return judgeGaps(context, name, status, &gaps);
 }
 
-XYL_RESULT readSaved(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_TEXT *saved, RAID_CONFIG **config) {
+Result readSaved(const Context &context, const CHAR8 *file, DocumentText *saved, RAID_CONFIG **config) {
   *config = nullptr;
-  XYL_RESULT result = readDocument(context, file, saved);
+  Result result = readDocument(context, file, saved);
   if (isFailure(result)) {
     return result;
   }
-  result = readConfiguration(context, file, saved->Text, config);
+  result = readConfiguration(context, file, saved->text, config);
   if (!isFailure(result)) {
     result = checkGaps(context, file, **config);
   }
   if (isFailure(result)) {
-    releaseConfig(*config);
+    driver::releaseConfig(*config);
     *config = nullptr;
     releaseDocument(saved);
   }
   return result;
 }
+
+} // namespace xyl::client

@@ -3,15 +3,17 @@
 #include "base/pool.h"
 #include "base/text.h"
 
-static RAID_XYL_BUFFER bufferOf(const DOCUMENT_TEXT &document) {
-  UINT32 size = document.Text != nullptr ? static_cast<UINT32>(document.Size + 1) : 0;
-  return {RAID_XYL_REVISION, size, document.Text};
+namespace xyl::client {
+
+static RAID_XYL_BUFFER bufferOf(const DocumentText &document) {
+  UINT32 size = document.text != nullptr ? static_cast<UINT32>(document.size + 1) : 0;
+  return {RAID_XYL_REVISION, size, document.text};
 }
 
-void freeChange(const XYL_CONTEXT &context, CHANGE *change) {
-  releaseDocument(&change->Saved);
-  releaseDocument(&change->Request);
-  dropOutput(context, &change->LogFile);
+void freeChange(const Context &context, Change *change) {
+  releaseDocument(&change->saved);
+  releaseDocument(&change->request);
+  dropOutput(context, &change->logFile);
 }
 
 namespace {
@@ -19,127 +21,129 @@ namespace {
 // While one lives, the front shows that the driver works. What firmware shows would stand in the JSON.
 class BusyFront {
 public:
-  BusyFront(const XYL_CONTEXT &context, UINT32 steps) {
-    bool isApart = context.Front->Kind == XYL_FRONT_HOST || !hasOption(context, XYL_OPTION_JSON);
-    if (isApart && context.Front->Busy != nullptr) {
-      front_ = context.Front;
-      front_->Busy(front_, /* begins= */ true, steps);
+  BusyFront(const Context &context, UINT32 steps) {
+    bool isApart = context.front->kind == frontHost || !hasOption(context, optionJson);
+    if (isApart && context.front->busy != nullptr) {
+      front_ = context.front;
+      front_->busy(front_, /* begins= */ true, steps);
     }
   }
   ~BusyFront() {
     if (front_ != nullptr) {
-      front_->Busy(front_, /* begins= */ false, /* steps= */ 0);
+      front_->busy(front_, /* begins= */ false, /* steps= */ 0);
     }
   }
   BusyFront(const BusyFront &) = delete;
   BusyFront &operator=(const BusyFront &) = delete;
 
 private:
-  const XYL_FRONT *front_ = nullptr;
+  const Front *front_ = nullptr;
 };
 
 } // namespace
 
-static EFI_STATUS callShown(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, UINT32 steps,
-                            RAID_XYL_BUFFER *input, RAID_XYL_BUFFER *output) {
+static EFI_STATUS callShown(const Context &context, RAID_XYL_PROTOCOL *operations, UINT32 steps, RAID_XYL_BUFFER *input,
+                            RAID_XYL_BUFFER *output) {
   BusyFront busy(context, steps);
   RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
   return operations->Set_Live(operations, &parameter, input, output);
 }
 
 // Calls the operation, which takes the documents over; *log is what it returned, or null.
-static EFI_STATUS send(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, CHANGE *change, CHAR8 **log) {
-  CHAR8 *options = makeRunOptions(change->Options);
+static EFI_STATUS send(const Context &context, RAID_XYL_PROTOCOL *operations, Change *change, CHAR8 **log) {
+  CHAR8 *options = makeRunOptions(change->options);
   if (options == nullptr) {
-    releaseDocument(&change->Saved);
-    releaseDocument(&change->Request);
+    releaseDocument(&change->saved);
+    releaseDocument(&change->request);
     return EFI_OUT_OF_RESOURCES;
   }
-  RAID_XYL_BUFFER inputs[2] = {bufferOf(change->Saved), bufferOf({options, textLength(options)})};
+  RAID_XYL_BUFFER inputs[2] = {bufferOf(change->saved), bufferOf({options, textLength(options)})};
   RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof(inputs), inputs};
-  RAID_XYL_BUFFER outputs[2] = {{RAID_XYL_REVISION, 0, nullptr}, bufferOf(change->Request)};
+  RAID_XYL_BUFFER outputs[2] = {{RAID_XYL_REVISION, 0, nullptr}, bufferOf(change->request)};
   RAID_XYL_BUFFER output = {RAID_XYL_REVISION, 0, nullptr};
-  if (change->Request.Text != nullptr) {
+  if (change->request.text != nullptr) {
     output = {RAID_XYL_REVISION, sizeof(outputs), outputs};
   }
-  EFI_STATUS status = callShown(context, operations, change->Steps, &input, &output);
-  *log = static_cast<CHAR8 *>(change->Request.Text != nullptr ? outputs[0].Data : output.Data);
-  change->Saved = {};
-  change->Request = {};
+  EFI_STATUS status = callShown(context, operations, change->steps, &input, &output);
+  *log = static_cast<CHAR8 *>(change->request.text != nullptr ? outputs[0].Data : output.Data);
+  change->saved = {};
+  change->request = {};
   return status;
 }
 
-XYL_RESULT callSetLive(const XYL_CONTEXT &context, const CONTROLLER &controller, CHANGE *change, CHANGED *changed) {
+Result callSetLive(const Context &context, const Controller &controller, Change *change, Changed *changed) {
   *changed = {};
-  changed->Status = send(context, controller.Operations, change, &changed->Log);
-  return changed->Log != nullptr ? parseTree(context, "the returned log", changed->Log, &changed->LogRoot)
+  changed->status = send(context, controller.operations, change, &changed->log);
+  return changed->log != nullptr ? parseTree(context, "the returned log", changed->log, &changed->logRoot)
                                  : succeeded();
 }
 
-void freeChanged(CHANGED *changed) {
-  freeTree(changed->LogRoot);
-  poolFree(changed->Log);
+void freeChanged(Changed *changed) {
+  freeTree(changed->logRoot);
+  poolFree(changed->log);
   *changed = {};
 }
 
-void tellSteps(const XYL_CONTEXT &context, const CONTROLLER &controller, JSON *json, CHANGED *changed) {
-  if (!hasOption(context, XYL_OPTION_JSON)) {
-    if (changed->LogRoot != nullptr) {
-      saySteps(context.Front, changed->LogRoot, &changed->Counts);
+void tellSteps(const Context &context, const Controller &controller, Json *json, Changed *changed) {
+  if (!hasOption(context, optionJson)) {
+    if (changed->logRoot != nullptr) {
+      saySteps(context.front, changed->logRoot, &changed->counts);
     }
     return;
   }
   *json = {};
-  json->Front = context.Front;
+  json->front = context.front;
   jsonObject(json, nullptr);
-  writeIdentity(json, controller.Identity);
-  writeSteps(json, changed->LogRoot, &changed->Counts);
-  jsonNumber(json, "failedSteps", changed->Counts.Failed);
-  jsonText(json, "status", statusWords(changed->Status));
-  if (EFI_ERROR(changed->Status) || changed->Counts.Failed != 0) {
-    jsonText(json, "failure", changed->Counts.Changes != 0 ? "half done" : "failed");
+  writeIdentity(json, controller.identity);
+  writeSteps(json, changed->logRoot, &changed->counts);
+  jsonNumber(json, "failedSteps", changed->counts.failed);
+  jsonText(json, "status", statusWords(changed->status));
+  if (EFI_ERROR(changed->status) || changed->counts.failed != 0) {
+    jsonText(json, "failure", changed->counts.changes != 0 ? "half done" : "failed");
   }
 }
 
-static XYL_RESULT keepLog(const XYL_CONTEXT &context, CHANGE *change, const CHAR8 *log) {
-  if (change->LogFile.Handle == nullptr) {
+static Result keepLog(const Context &context, Change *change, const CHAR8 *log) {
+  if (change->logFile.handle == nullptr) {
     return succeeded();
   }
   if (log == nullptr) {
-    dropOutput(context, &change->LogFile);
-    complain(context.Front, "no log came back, so none was written");
+    dropOutput(context, &change->logFile);
+    complain(context.front, "no log came back, so none was written");
     return succeeded();
   }
-  TEXT before = {};
+  Text before = {};
   putText(&before, "the ");
-  putText(&before, change->What);
+  putText(&before, change->what);
   putText(&before, " is done, but its log is lost: ");
-  XYL_RESULT result = writeOutput(context, &change->LogFile, log, textLength(log), textOf(before));
+  Result result = writeOutput(context, &change->logFile, log, textLength(log), textOf(before));
   freeText(&before);
   return result;
 }
 
-XYL_RESULT tellOutcome(const XYL_CONTEXT &context, const CONTROLLER &controller, CHANGE *change, const CHANGED &changed,
-                       const EXPECTED &expected) {
-  TEXT where = {};
-  putIdentity(&where, controller.Identity);
-  XYL_RESULT result = succeeded();
-  if (EFI_ERROR(changed.Status)) {
-    const CHAR8 *why = changed.Status == EFI_SECURITY_VIOLATION ? change->Violation : nullptr;
-    complain(context.Front, "the %a failed on %a: %a%a%a; what was done before stays done", change->What, textOf(where),
-             statusWords(changed.Status), why != nullptr ? ", " : "", why != nullptr ? why : "");
-    result = failed(changed.Status);
-  } else if (changed.Counts.Failed > expected.Failures) {
-    complain(context.Front, "the %a on %a came to its end, but %d of its steps failed", change->What, textOf(where),
-             changed.Counts.Failed);
-    result = failed(changed.Counts.FirstFailure);
-  } else if (!hasOption(context, XYL_OPTION_JSON)) {
-    bool isWhole = !expected.IsLeftShort && changed.Counts.Failed == 0;
-    say(context.Front,
+Result tellOutcome(const Context &context, const Controller &controller, Change *change, const Changed &changed,
+                   const Expected &expected) {
+  Text where = {};
+  putIdentity(&where, controller.identity);
+  Result result = succeeded();
+  if (EFI_ERROR(changed.status)) {
+    const CHAR8 *why = changed.status == EFI_SECURITY_VIOLATION ? change->violation : nullptr;
+    complain(context.front, "the %a failed on %a: %a%a%a; what was done before stays done", change->what, textOf(where),
+             statusWords(changed.status), why != nullptr ? ", " : "", why != nullptr ? why : "");
+    result = failed(changed.status);
+  } else if (changed.counts.failed > expected.failures) {
+    complain(context.front, "the %a on %a came to its end, but %d of its steps failed", change->what, textOf(where),
+             changed.counts.failed);
+    result = failed(changed.counts.firstFailure);
+  } else if (!hasOption(context, optionJson)) {
+    bool isWhole = !expected.isLeftShort && changed.counts.failed == 0;
+    say(context.front,
         isWhole ? "the %a succeeded on %a\n" : "the %a on %a came to its end; what it left is told above\n",
-        change->What, textOf(where));
+        change->what, textOf(where));
   }
   freeText(&where);
-  XYL_RESULT kept = keepLog(context, change, changed.Log);
+  Result kept = keepLog(context, change, changed.log);
   return isFailure(result) ? result : kept;
 }
+
+} // namespace xyl::client

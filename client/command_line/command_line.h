@@ -6,76 +6,78 @@
 #include "client/output/output.h"
 #include "raid_disks.h"
 
-struct XYL_OPTION {
-  const CHAR8 *Short; // null: none
-  const CHAR8 *Long;
-  const CHAR8 *Value; // name of the value, null for a switch
-  XYL_FRONTS Fronts;
-  const CHAR8 *Help;
-  bool Repeats = false; // may be given several times
+namespace xyl::client {
+
+struct Option {
+  const CHAR8 *letter; // null: none
+  const CHAR8 *longName;
+  const CHAR8 *value; // name of the value, null for a switch
+  Fronts fronts;
+  const CHAR8 *help;
+  bool repeats = false; // may be given several times
 };
 
-// Indexed by XYL_OPTION_ID.
-extern const XYL_OPTION (&g_xylOptions)[XYL_OPTION_COUNT];
+// Indexed by OptionId.
+extern const Option (&g_xylOptions)[optionCount];
 
 // What an outcome leaves for the caller, and what it means.
-struct XYL_OUTCOME_TEXT {
-  const CHAR8 *HostCode;
-  const CHAR8 *ShellCode;
-  const CHAR8 *Meaning;
+struct OutcomeText {
+  const CHAR8 *hostCode;
+  const CHAR8 *shellCode;
+  const CHAR8 *meaning;
 };
 
-// Indexed by XYL_OUTCOME.
-extern const XYL_OUTCOME_TEXT g_xylOutcomes[XYL_OUTCOME_COUNT];
+// Indexed by Outcome.
+extern const OutcomeText g_xylOutcomes[outcomeCount];
 
 // What most commands may end with.
-inline constexpr UINT32 XYL_PLAIN_OUTCOMES =
-    1U << XYL_SUCCESS | 1U << XYL_USAGE | 1U << XYL_NOT_FOUND | 1U << XYL_FAILED;
+inline constexpr UINT32 xylPlainOutcomes =
+    1U << outcomeSuccess | 1U << outcomeUsage | 1U << outcomeNotFound | 1U << outcomeFailed;
 
 // What a request needs a controller for.
-enum XYL_NEED { XYL_NEED_NOTHING, XYL_NEED_TO_READ, XYL_NEED_TO_CHANGE };
+enum class Need { nothing, toRead, toChange };
 
-struct XYL_CONTEXT {
-  const XYL_FRONT *Front;
-  const XYL_REQUEST *Request;
+struct Context {
+  const Front *front;
+  const Request *request;
 };
 
-struct XYL_COMMAND {
-  const CHAR8 *Name = nullptr; // one or two words
-  const CHAR8 *Operands = "";  // as the synopsis shows them
-  UINTN OperandsMin = 0;
-  UINTN OperandsMax = 0;
-  UINT64 Options = 0;                                     // bits 1 << XYL_OPTION_ID
-  UINT32 Outcomes = XYL_PLAIN_OUTCOMES;                   // bits 1 << XYL_OUTCOME
-  XYL_NEED (*Need)(const XYL_REQUEST &request) = nullptr; // null: no request needs any
-  bool ChangesController = false;                         // whatever the request
-  bool AsksNames = false;                                 // of controllers, which the firmware keeps from then on
-  bool NamesDisks = false;                                // takes XYL_OPTION_DISK for the names of a controller's disks
-  const CHAR8 *Summary = nullptr;
-  const CHAR8 *Description = nullptr; // a paragraph a line; help breaks them
-  const CHAR8 *HostExamples = nullptr;
-  const CHAR8 *ShellExamples = nullptr;
-  XYL_RESULT (*Run)(const XYL_CONTEXT &context); // no row may leave it out
+struct Command {
+  const CHAR8 *name = nullptr; // one or two words
+  const CHAR8 *operands = "";  // as the synopsis shows them
+  UINTN operandsMin = 0;
+  UINTN operandsMax = 0;
+  UINT64 options = 0;                             // bits 1 << OptionId
+  UINT32 outcomes = xylPlainOutcomes;             // bits 1 << Outcome
+  Need (*need)(const Request &request) = nullptr; // null: no request needs any
+  bool changesController = false;                 // whatever the request
+  bool asksNames = false;                         // of controllers, which the firmware keeps from then on
+  bool namesDisks = false;                        // takes optionDisk for the names of a controller's disks
+  const CHAR8 *summary = nullptr;
+  const CHAR8 *description = nullptr; // a paragraph a line; help breaks them
+  const CHAR8 *hostExamples = nullptr;
+  const CHAR8 *shellExamples = nullptr;
+  Result (*run)(const Context &context); // no row may leave it out
 };
 
-inline const XYL_COMMAND *begin(const XYL_COMMANDS &commands) {
-  return commands.Rows;
+inline const Command *begin(const Commands &commands) {
+  return commands.rows;
 }
-inline const XYL_COMMAND *end(const XYL_COMMANDS &commands) {
-  return commands.Rows + commands.Count;
+inline const Command *end(const Commands &commands) {
+  return commands.rows + commands.count;
 }
 
 // For Need: each request needs a controller; or unless all operands, which are documents, are given.
-XYL_NEED needController(const XYL_REQUEST &request);
-XYL_NEED needControllerOrFile(const XYL_REQUEST &request);
+Need needController(const Request &request);
+Need needControllerOrFile(const Request &request);
 
 // Whether the word stands before others in the command's name.
-bool isInGroup(const XYL_COMMAND &command, const CHAR8 *word);
+bool isInGroup(const Command &command, const CHAR8 *word);
 
 // help: prints what the request, or the command line, asks about.
-XYL_RESULT runHelp(const XYL_CONTEXT &context);
+Result runHelp(const Context &context);
 
-static_assert(XYL_OPTION_COUNT <= 64, "a command's options fit into its mask");
+static_assert(optionCount <= 64, "a command's options fit into its mask");
 inline bool takesOption(UINT64 options, UINTN id) {
   return (options >> id & 1) != 0;
 }
@@ -85,8 +87,8 @@ inline bool isStandardOutput(const CHAR8 *file) {
   return file != nullptr && textEqual(file, "-");
 }
 
-inline bool hasOption(const XYL_CONTEXT &context, XYL_OPTION_ID id) {
-  return context.Request->Options[id] != nullptr;
+inline bool hasOption(const Context &context, OptionId id) {
+  return context.request->options[id] != nullptr;
 }
 
 // What a controller over disks of the machine tells of them; null: it is another one.
@@ -94,3 +96,5 @@ RAID_DISKS_PROTOCOL *machineDisksOf(EFI_HANDLE controller);
 
 // The disks of the machine may not be any more as they were: the next question to their controller looks at them again.
 void lookAgain();
+
+} // namespace xyl::client

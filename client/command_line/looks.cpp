@@ -3,6 +3,8 @@
 
 #include "base/pool.h"
 
+namespace xyl::client {
+
 static const EFI_GUID g_disksGuid = RAID_DISKS_PROTOCOL_GUID;
 
 RAID_DISKS_PROTOCOL *machineDisksOf(EFI_HANDLE handle) {
@@ -11,14 +13,14 @@ RAID_DISKS_PROTOCOL *machineDisksOf(EFI_HANDLE handle) {
   return isThere ? static_cast<RAID_DISKS_PROTOCOL *>(found) : nullptr;
 }
 
-LOOKS beginLooks() {
-  LOOKS looks = {};
-  if (EFI_ERROR(g_bootServices->LocateHandleBuffer(ByProtocol, &g_disksGuid, /* SearchKey= */ nullptr, &looks.Count,
-                                                   &looks.Handles))) {
+Looks beginLooks() {
+  Looks looks = {};
+  if (EFI_ERROR(g_bootServices->LocateHandleBuffer(ByProtocol, &g_disksGuid, /* SearchKey= */ nullptr, &looks.count,
+                                                   &looks.handles))) {
     return {};
   }
-  for (UINTN i = 0; i < looks.Count; ++i) {
-    RAID_DISKS_PROTOCOL *disks = machineDisksOf(looks.Handles[i]);
+  for (UINTN i = 0; i < looks.count; ++i) {
+    RAID_DISKS_PROTOCOL *disks = machineDisksOf(looks.handles[i]);
     if (disks != nullptr) {
       disks->KeepLook(disks);
     }
@@ -26,18 +28,20 @@ LOOKS beginLooks() {
   return looks;
 }
 
-void endLooks(LOOKS *looks) {
-  for (UINTN i = 0; i < looks->Count; ++i) {
-    RAID_DISKS_PROTOCOL *disks = machineDisksOf(looks->Handles[i]);
+void endLooks(Looks *looks) {
+  for (UINTN i = 0; i < looks->count; ++i) {
+    RAID_DISKS_PROTOCOL *disks = machineDisksOf(looks->handles[i]);
     if (disks != nullptr) {
       disks->DropLook(disks);
     }
   }
-  poolFree(looks->Handles);
+  poolFree(looks->handles);
   *looks = {};
 }
 
 void lookAgain() {
-  LOOKS looks = beginLooks();
-  poolFree(looks.Handles);
+  Looks looks = beginLooks();
+  poolFree(looks.handles);
 }
+
+} // namespace xyl::client

@@ -3,10 +3,14 @@
 
 #include "raid_disks.h"
 
+namespace xyl::client {
+
 // Controllers that keep what they have read, until endLooks.
-struct LOOKS {
-  EFI_HANDLE *Handles; // pool
-  UINTN Count;
+struct Looks {
+  EFI_HANDLE *handles; // pool
+  UINTN count;
 };
-LOOKS beginLooks();
-void endLooks(LOOKS *looks);
+Looks beginLooks();
+void endLooks(Looks *looks);
+
+} // namespace xyl::client

@@ -2,76 +2,80 @@
 #include "base/text.h"
 #include "client/command_line/command_line.h"
 
-bool isInGroup(const XYL_COMMAND &command, const CHAR8 *word) {
-  const CHAR8 *name = command.Name;
+namespace xyl::client {
+
+bool isInGroup(const Command &command, const CHAR8 *word) {
+  const CHAR8 *name = command.name;
   for (; *word != 0 && *word == *name; ++word, ++name) {
   }
   return *word == 0 && *name == ' ';
 }
 
-XYL_NEED needController(const XYL_REQUEST &) {
-  return XYL_NEED_TO_READ;
+Need needController(const Request &) {
+  return Need::toRead;
 }
 
-XYL_NEED needControllerOrFile(const XYL_REQUEST &request) {
-  return request.OperandCount < request.Command->OperandsMax ? XYL_NEED_TO_READ : XYL_NEED_NOTHING;
+Need needControllerOrFile(const Request &request) {
+  return request.operandCount < request.command->operandsMax ? Need::toRead : Need::nothing;
 }
 
-static XYL_NEED needOf(const XYL_REQUEST &request) {
-  bool isRun = request.Command != nullptr && !request.Help && request.Command->Need != nullptr;
-  return isRun ? request.Command->Need(request) : XYL_NEED_NOTHING;
+static Need needOf(const Request &request) {
+  bool isRun = request.command != nullptr && !request.help && request.command->need != nullptr;
+  return isRun ? request.command->need(request) : Need::nothing;
 }
 
-bool xylNeedsController(const XYL_REQUEST &request) {
-  return needOf(request) != XYL_NEED_NOTHING;
+bool xylNeedsController(const Request &request) {
+  return needOf(request) != Need::nothing;
 }
 
-bool xylChangesController(const XYL_REQUEST &request) {
-  return needOf(request) == XYL_NEED_TO_CHANGE ||
-         (request.Command != nullptr && !request.Help && request.Command->ChangesController);
+bool xylChangesController(const Request &request) {
+  return needOf(request) == Need::toChange ||
+         (request.command != nullptr && !request.help && request.command->changesController);
 }
 
-bool xylDisksAreNames(const XYL_REQUEST &request) {
-  bool isGiven = request.Options[XYL_OPTION_PRESET] != nullptr || request.Options[XYL_OPTION_CONTROLLER] != nullptr;
-  return isGiven && request.DiskCount != 0 && request.Command != nullptr && request.Command->NamesDisks;
+bool xylDisksAreNames(const Request &request) {
+  bool isGiven = request.options[optionPreset] != nullptr || request.options[optionController] != nullptr;
+  return isGiven && request.diskCount != 0 && request.command != nullptr && request.command->namesDisks;
 }
 
-bool xylAsksNames(const XYL_REQUEST &request) {
-  return request.Command != nullptr && request.Command->AsksNames;
+bool xylAsksNames(const Request &request) {
+  return request.command != nullptr && request.command->asksNames;
 }
 
-static void writeNothing(const XYL_FRONT *, const CHAR8 *, UINTN) {}
+static void writeNothing(const Front *, const CHAR8 *, UINTN) {}
 
-static XYL_ANSWER askNobody(const XYL_FRONT *, const CHAR8 *) {
-  return XYL_ANSWER_NO_TERMINAL;
+static Answer askNobody(const Front *, const CHAR8 *) {
+  return Answer::noTerminal;
 }
 
-void xylSilence(XYL_FRONT *front, const XYL_REQUEST &request) {
-  if (request.Options[XYL_OPTION_QUIET] != nullptr) {
-    front->WriteOut = writeNothing;
-    front->Busy = nullptr;
-    front->AskYes = askNobody; // nobody saw what is asked about
+void xylSilence(Front *front, const Request &request) {
+  if (request.options[optionQuiet] != nullptr) {
+    front->writeOut = writeNothing;
+    front->busy = nullptr;
+    front->askYes = askNobody; // nobody saw what is asked about
   }
 }
 
 // Usage errors and what is not there have outcomes of their own.
-static const CHAR8 *failureWord(const XYL_RESULT &result) {
+static const CHAR8 *failureWord(const Result &result) {
   static constexpr const CHAR8 *reasons[] = {"failed", "declined", "exists", "bad document", "incomplete"};
-  bool isPlain = result.Reason == XYL_REASON_OTHER;
-  return isPlain && result.Outcome == XYL_USAGE       ? "usage"
-         : isPlain && result.Outcome == XYL_NOT_FOUND ? "not found"
-                                                      : reasons[result.Reason];
+  bool isPlain = result.reason == Reason::other;
+  return isPlain && result.outcome == outcomeUsage      ? "usage"
+         : isPlain && result.outcome == outcomeNotFound ? "not found"
+                                                        : reasons[static_cast<UINTN>(result.reason)];
 }
 
-void xylTellFailure(const XYL_FRONT *front, const XYL_REQUEST &request, const XYL_RESULT &result) {
-  if (request.Options[XYL_OPTION_JSON] == nullptr || !isFailure(result) || jsonIsBegun()) {
+void xylTellFailure(const Front *front, const Request &request, const Result &result) {
+  if (request.options[optionJson] == nullptr || !isFailure(result) || jsonIsBegun()) {
     return;
   }
-  JSON json = {};
-  json.Front = front;
+  Json json = {};
+  json.front = front;
   jsonObject(&json, nullptr);
   jsonText(&json, "failure", failureWord(result));
-  jsonNumber(&json, "exitCode", result.Outcome);
-  jsonText(&json, "status", statusWords(result.Status));
+  jsonNumber(&json, "exitCode", result.outcome);
+  jsonText(&json, "status", statusWords(result.status));
   jsonEnd(&json);
 }
+
+} // namespace xyl::client

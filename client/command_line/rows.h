@@ -4,62 +4,63 @@
 
 #include "client/command_line/command_line.h"
 
-template <class... IDS> constexpr UINT64 optionSet(IDS... ids) {
+namespace xyl::client {
+
+template <class... Ids> constexpr UINT64 optionSet(Ids... ids) {
   return ((1ULL << ids) | ...);
 }
 
 // The host program takes its controller from one of these.
-inline constexpr UINT64 WORLD_OPTIONS = optionSet(XYL_OPTION_PRESET, XYL_OPTION_CONTROLLER, XYL_OPTION_DISK,
-                                                  XYL_OPTION_LOG, XYL_OPTION_QUIET, XYL_OPTION_PAGES);
-inline constexpr UINT64 CONTROLLER_OPTIONS = WORLD_OPTIONS | optionSet(XYL_OPTION_NUMBER);
-inline constexpr UINT64 VERB_OPTIONS =
-    CONTROLLER_OPTIONS | optionSet(XYL_OPTION_SHOW, XYL_OPTION_LOG_FILE, XYL_OPTION_FORCE, XYL_OPTION_YES,
-                                   XYL_OPTION_PROGRESS, XYL_OPTION_JSON);
+inline constexpr UINT64 worldOptions =
+    optionSet(optionPreset, optionController, optionDisk, optionLog, optionQuiet, optionPages);
+inline constexpr UINT64 controllerOptions = worldOptions | optionSet(optionNumber);
+inline constexpr UINT64 verbOptions =
+    controllerOptions | optionSet(optionShow, optionLogFile, optionForce, optionYes, optionProgress, optionJson);
 
-inline constexpr UINT32 PRINTING_OUTCOMES = 1U << XYL_SUCCESS | 1U << XYL_USAGE;
-inline constexpr UINT32 COMPARING_OUTCOMES = XYL_PLAIN_OUTCOMES | 1U << XYL_DIFFERENT;
+inline constexpr UINT32 printingOutcomes = 1U << outcomeSuccess | 1U << outcomeUsage;
+inline constexpr UINT32 comparingOutcomes = xylPlainOutcomes | 1U << outcomeDifferent;
 
 // Images for firmware have no room for what only the host program shows.
 #ifdef RAIDXYL_EFI
-inline constexpr bool HAS_HOST_TEXTS = false;
+inline constexpr bool hasHostTexts = false;
 #else
-inline constexpr bool HAS_HOST_TEXTS = true;
+inline constexpr bool hasHostTexts = true;
 #endif
 
-template <UINTN COUNT> struct COMMAND_TABLE { XYL_COMMAND Rows[COUNT]; };
+template <UINTN count> struct CommandTable { Command rows[count]; };
 
 // How many rows a row, the rows of a subject or a table are.
-template <class T> inline constexpr UINTN ROW_COUNT = 1;
-template <UINTN COUNT> inline constexpr UINTN ROW_COUNT<XYL_COMMAND[COUNT]> = COUNT;
-template <UINTN COUNT> inline constexpr UINTN ROW_COUNT<COMMAND_TABLE<COUNT>> = COUNT;
+template <class T> inline constexpr UINTN rowCountOf = 1;
+template <UINTN count> inline constexpr UINTN rowCountOf<Command[count]> = count;
+template <UINTN count> inline constexpr UINTN rowCountOf<CommandTable<count>> = count;
 
-constexpr const XYL_COMMAND *rowsOf(const XYL_COMMAND &row) {
+constexpr const Command *rowsOf(const Command &row) {
   return &row;
 }
-constexpr const XYL_COMMAND *rowsOf(const XYL_COMMAND *rows) {
+constexpr const Command *rowsOf(const Command *rows) {
   return rows;
 }
-template <UINTN COUNT> constexpr const XYL_COMMAND *rowsOf(const COMMAND_TABLE<COUNT> &table) {
-  return table.Rows;
+template <UINTN count> constexpr const Command *rowsOf(const CommandTable<count> &table) {
+  return table.rows;
 }
 
 // One table of all these, in this order.
-template <class... TABLES> constexpr auto joined(const TABLES &...tables) {
-  COMMAND_TABLE<(ROW_COUNT<TABLES> + ...)> all = {};
+template <class... Tables> constexpr auto joined(const Tables &...tables) {
+  CommandTable<(rowCountOf<Tables> + ...)> all = {};
   UINTN at = 0;
-  auto append = [&](const XYL_COMMAND *rows, UINTN count) {
+  auto append = [&](const Command *rows, UINTN count) {
     for (UINTN i = 0; i < count; ++i) {
-      all.Rows[at++] = rows[i];
+      all.rows[at++] = rows[i];
     }
   };
-  (append(rowsOf(tables), ROW_COUNT<TABLES>), ...);
+  (append(rowsOf(tables), rowCountOf<Tables>), ...);
   return all;
 }
 
 // As it is kept: an image has the examples of its own front.
-template <UINTN COUNT> constexpr COMMAND_TABLE<COUNT> kept(COMMAND_TABLE<COUNT> table) {
-  for (XYL_COMMAND &row : table.Rows) {
-    row.HostExamples = HAS_HOST_TEXTS ? row.HostExamples : nullptr;
+template <UINTN count> constexpr CommandTable<count> kept(CommandTable<count> table) {
+  for (Command &row : table.rows) {
+    row.hostExamples = hasHostTexts ? row.hostExamples : nullptr;
   }
   return table;
 }
@@ -71,10 +72,10 @@ constexpr bool isWritten(const CHAR8 *text) {
 }
 
 // Whether a row says all that help and parser want of it on that front.
-constexpr bool isWhole(const XYL_COMMAND &row, XYL_FRONTS front) {
-  return isWritten(row.Name) && isWritten(row.Summary) && isWritten(row.Description) &&
-         isWritten(front == XYL_FRONT_HOST ? row.HostExamples : row.ShellExamples) &&
-         row.OperandsMin <= row.OperandsMax && isWritten(row.Operands) == (row.OperandsMax != 0);
+constexpr bool isWhole(const Command &row, Fronts front) {
+  return isWritten(row.name) && isWritten(row.summary) && isWritten(row.description) &&
+         isWritten(front == frontHost ? row.hostExamples : row.shellExamples) && row.operandsMin <= row.operandsMax &&
+         isWritten(row.operands) == (row.operandsMax != 0);
 }
 
 // Whether words that name b name a, too: the same words, or the first of them.
@@ -89,8 +90,8 @@ constexpr bool covers(const CHAR8 *a, const CHAR8 *b) {
 static_assert(covers("key", "key lock") && covers("key", "key") && !covers("key", "keys") &&
               !covers("key lock", "key"));
 
-template <UINTN COUNT> constexpr bool areWhole(const COMMAND_TABLE<COUNT> &table, XYL_FRONTS front) {
-  for (const XYL_COMMAND &row : table.Rows) {
+template <UINTN count> constexpr bool areWhole(const CommandTable<count> &table, Fronts front) {
+  for (const Command &row : table.rows) {
     if (!isWhole(row, front)) {
       return false;
     }
@@ -98,13 +99,15 @@ template <UINTN COUNT> constexpr bool areWhole(const COMMAND_TABLE<COUNT> &table
   return true;
 }
 
-template <UINTN COUNT> constexpr bool areDistinct(const COMMAND_TABLE<COUNT> &table) {
-  for (UINTN i = 0; i < COUNT; ++i) {
-    for (UINTN j = 0; j < COUNT; ++j) {
-      if (i != j && covers(table.Rows[i].Name, table.Rows[j].Name)) {
+template <UINTN count> constexpr bool areDistinct(const CommandTable<count> &table) {
+  for (UINTN i = 0; i < count; ++i) {
+    for (UINTN j = 0; j < count; ++j) {
+      if (i != j && covers(table.rows[i].name, table.rows[j].name)) {
         return false;
       }
     }
   }
   return true;
 }
+
+} // namespace xyl::client

@@ -4,71 +4,73 @@
 #include "client/compare/diff_fields.h"
 #include "client/compare/diff_match.h"
 
+namespace xyl::client {
+
 // An object that only one side has.
-static void addLonely(DIFF *diff, DIFF_SIDE side, DIFFERENCE_OBJECT kind, const DIFF_OBJECT &object) {
-  DIFFERENCE difference = {};
-  bool isOld = side == DIFF_OLD;
-  difference.Kind = isOld ? DIFFERENCE_REMOVED : DIFFERENCE_ADDED;
-  difference.Object = kind;
-  (isOld ? difference.OldNode : difference.NewNode) = object.Node;
-  putObjectName(&difference.Name, kind, object.Node);
-  TEXT *description = isOld ? &difference.Old : &difference.New;
-  putDescription(description, kind, object.Node);
-  if (kind == DIFFERENCE_DISK) {
+static void addLonely(Diff *diff, DiffSide side, DifferenceObject kind, const DiffObject &object) {
+  Difference difference = {};
+  bool isOld = side == diffOld;
+  difference.kind = isOld ? differenceRemoved : differenceAdded;
+  difference.object = kind;
+  (isOld ? difference.oldNode : difference.newNode) = object.node;
+  putObjectName(&difference.name, kind, object.node);
+  Text *description = isOld ? &difference.older : &difference.newer;
+  putDescription(description, kind, object.node);
+  if (kind == differenceDisk) {
     putText(description, ", ");
     putPlace(description, object);
   }
-  addDifference(diff->Out, difference);
+  addDifference(diff->out, difference);
 }
 
 // What partners have become as a whole: moved or replaced.
-static DIFFERENCE wholeDifference(DIFFERENCE_KIND what, DIFFERENCE_OBJECT kind, const DIFF_OBJECT &oldObject) {
-  DIFFERENCE difference = {};
-  difference.Kind = what;
-  difference.Object = kind;
-  difference.OldNode = oldObject.Node;
-  difference.NewNode = oldObject.Partner->Node;
-  putObjectName(&difference.Name, kind, difference.NewNode);
+static Difference wholeDifference(DifferenceKind what, DifferenceObject kind, const DiffObject &oldObject) {
+  Difference difference = {};
+  difference.kind = what;
+  difference.object = kind;
+  difference.oldNode = oldObject.node;
+  difference.newNode = oldObject.partner->node;
+  putObjectName(&difference.name, kind, difference.newNode);
   return difference;
 }
 
-static void diffPartners(DIFF *diff, DIFFERENCE_OBJECT kind, const DIFF_OBJECT &oldObject) {
+static void diffPartners(Diff *diff, DifferenceObject kind, const DiffObject &oldObject) {
   if (isReplaced(kind, oldObject)) {
-    DIFFERENCE difference = wholeDifference(DIFFERENCE_REPLACED, kind, oldObject);
-    putDescription(&difference.Old, kind, oldObject.Node);
-    putDescription(&difference.New, kind, oldObject.Partner->Node);
-    addDifference(diff->Out, difference);
+    Difference difference = wholeDifference(differenceReplaced, kind, oldObject);
+    putDescription(&difference.older, kind, oldObject.node);
+    putDescription(&difference.newer, kind, oldObject.partner->node);
+    addDifference(diff->out, difference);
   }
-  if (kind == DIFFERENCE_DISK && isMoved(oldObject)) {
-    DIFFERENCE difference = wholeDifference(DIFFERENCE_MOVED, kind, oldObject);
-    putPlace(&difference.Old, oldObject);
-    putPlace(&difference.New, *oldObject.Partner);
-    addDifference(diff->Out, difference);
+  if (kind == differenceDisk && isMoved(oldObject)) {
+    Difference difference = wholeDifference(differenceMoved, kind, oldObject);
+    putPlace(&difference.older, oldObject);
+    putPlace(&difference.newer, *oldObject.partner);
+    addDifference(diff->out, difference);
   }
   diffFields(diff, kind, oldObject);
 }
 
-static void diffObjects(DIFF *diff, DIFFERENCE_OBJECT kind) {
-  const DIFF_OBJECTS &oldObjects = diff->Objects[DIFF_OLD][kind];
-  const DIFF_OBJECTS &newObjects = diff->Objects[DIFF_NEW][kind];
-  for (UINT32 i = 0; i < oldObjects.Count; ++i) {
-    if (oldObjects.Items[i].Partner == nullptr) {
-      addLonely(diff, DIFF_OLD, kind, oldObjects.Items[i]);
+static void diffObjects(Diff *diff, DifferenceObject kind) {
+  const DiffObjects &oldObjects = diff->objects[diffOld][kind];
+  const DiffObjects &newObjects = diff->objects[diffNew][kind];
+  for (UINT32 i = 0; i < oldObjects.count; ++i) {
+    if (oldObjects.items[i].partner == nullptr) {
+      addLonely(diff, diffOld, kind, oldObjects.items[i]);
     } else {
-      diffPartners(diff, kind, oldObjects.Items[i]);
+      diffPartners(diff, kind, oldObjects.items[i]);
     }
   }
-  for (UINT32 i = 0; i < newObjects.Count; ++i) {
-    if (newObjects.Items[i].Partner == nullptr) {
-      addLonely(diff, DIFF_NEW, kind, newObjects.Items[i]);
+  for (UINT32 i = 0; i < newObjects.count; ++i) {
+    if (newObjects.items[i].partner == nullptr) {
+      addLonely(diff, diffNew, kind, newObjects.items[i]);
     }
   }
 }
 
-static EFI_STATUS diffAdapters(DIFF *diff, const XML_NODE *oldAdapter, const XML_NODE *newAdapter) {
-  EFI_STATUS status = collectObjects(diff, DIFF_OLD, oldAdapter);
+static EFI_STATUS diffAdapters(Diff *diff, const XML_NODE *oldAdapter, const XML_NODE *newAdapter) {
+  EFI_STATUS status = collectObjects(diff, diffOld, oldAdapter);
   if (!EFI_ERROR(status)) {
-    status = collectObjects(diff, DIFF_NEW, newAdapter);
+    status = collectObjects(diff, diffNew, newAdapter);
   }
   if (!EFI_ERROR(status)) {
     status = matchObjects(diff);
@@ -76,24 +78,26 @@ static EFI_STATUS diffAdapters(DIFF *diff, const XML_NODE *oldAdapter, const XML
   if (EFI_ERROR(status)) {
     return status;
   }
-  for (UINTN kind = 0; kind < DIFFERENCE_OBJECT_COUNT; ++kind) {
-    diffObjects(diff, static_cast<DIFFERENCE_OBJECT>(kind));
+  for (UINTN kind = 0; kind < differenceObjectCount; ++kind) {
+    diffObjects(diff, static_cast<DifferenceObject>(kind));
   }
-  return diff->Out->Status;
+  return diff->out->status;
 }
 
-EFI_STATUS diffDocuments(const XML_NODE *oldRoot, const XML_NODE *newRoot, DIFFERENCES *differences) {
+EFI_STATUS diffDocuments(const XML_NODE *oldRoot, const XML_NODE *newRoot, Differences *differences) {
   *differences = {};
   const XML_NODE *oldAdapter = adapterOf(oldRoot);
   const XML_NODE *newAdapter = adapterOf(newRoot);
   if (oldAdapter == nullptr || newAdapter == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  DIFF diff = {};
-  diff.Inventory[DIFF_OLD] = childNamed(oldRoot, "Inventory");
-  diff.Inventory[DIFF_NEW] = childNamed(newRoot, "Inventory");
-  diff.Out = differences;
+  Diff diff = {};
+  diff.inventory[diffOld] = childNamed(oldRoot, "Inventory");
+  diff.inventory[diffNew] = childNamed(newRoot, "Inventory");
+  diff.out = differences;
   EFI_STATUS status = diffAdapters(&diff, oldAdapter, newAdapter);
   freeObjects(&diff);
   return status;
 }
+
+} // namespace xyl::client

@@ -8,82 +8,84 @@
 #include "client/output/output.h"
 #include "driver/xml/xml.h"
 
+namespace xyl::client {
+
 // Two partners and how far the walk is in them.
-struct FIELD_WALK {
-  DIFF *Diff;
-  DIFFERENCE_OBJECT Kind;
-  const DIFF_OBJECT *Object; // of the old document
-  const CHAR8 *Element;      // the object's own field that the walk is in, or null
-  const CHAR8 *Prefix;       // how What begins
+struct FieldWalk {
+  Diff *diff;
+  DifferenceObject kind;
+  const DiffObject *object; // of the old document
+  const CHAR8 *element;     // the object's own field that the walk is in, or null
+  const CHAR8 *prefix;      // how What begins
 };
 
 // A pair of elements whose children are compared.
-struct NODE_PAIR {
-  const XML_NODE *Old;
-  const XML_NODE *New;
+struct NodePair {
+  const XML_NODE *older;
+  const XML_NODE *newer;
 };
 
 // Fields that are no difference by themselves.
-enum EXEMPTION { EXEMPT_ALWAYS, EXEMPT_MOVED, EXEMPT_REPLACED };
+enum class Exemption { always, moved, replaced };
 
 static constexpr struct {
-  const CHAR8 *Element;
-  EXEMPTION When;
+  const CHAR8 *element;
+  Exemption when;
 } g_exemptions[] = {
     // Ids that the controller hands out as it likes.
-    {"ObjectID", EXEMPT_ALWAYS},
-    {"DeviceID", EXEMPT_ALWAYS},
-    {"EnclosureObjectID", EXEMPT_ALWAYS},
+    {"ObjectID", Exemption::always},
+    {"DeviceID", Exemption::always},
+    {"EnclosureObjectID", Exemption::always},
     // What only tells the place, or which piece of hardware it is, once that has been said.
-    {"EnclosureDeviceID", EXEMPT_MOVED},
-    {"Name", EXEMPT_MOVED},
-    {"FQDD", EXEMPT_MOVED},
-    {"Port", EXEMPT_MOVED},
-    {"Slot", EXEMPT_MOVED},
-    {"WWN", EXEMPT_REPLACED},
-    {"SerialNumber", EXEMPT_REPLACED},
-    {"ManufactureDay", EXEMPT_REPLACED},
-    {"ManufactureWeek", EXEMPT_REPLACED},
-    {"ManufactureYear", EXEMPT_REPLACED},
+    {"EnclosureDeviceID", Exemption::moved},
+    {"Name", Exemption::moved},
+    {"FQDD", Exemption::moved},
+    {"Port", Exemption::moved},
+    {"Slot", Exemption::moved},
+    {"WWN", Exemption::replaced},
+    {"SerialNumber", Exemption::replaced},
+    {"ManufactureDay", Exemption::replaced},
+    {"ManufactureWeek", Exemption::replaced},
+    {"ManufactureYear", Exemption::replaced},
 };
 
-static bool isExempt(const FIELD_WALK &walk, const CHAR8 *element) {
-  if (walk.Element != nullptr) {
+static bool isExempt(const FieldWalk &walk, const CHAR8 *element) {
+  if (walk.element != nullptr) {
     return false;
   }
   for (const auto &row : g_exemptions) {
-    if (!textEqual(element, row.Element)) {
+    if (!textEqual(element, row.element)) {
       continue;
     }
-    switch (row.When) {
-    case EXEMPT_ALWAYS:
+    switch (row.when) {
+    case Exemption::always:
       return true;
-    case EXEMPT_MOVED:
-      return walk.Kind == DIFFERENCE_DISK && isMoved(*walk.Object);
-    case EXEMPT_REPLACED:
-      return isReplaced(walk.Kind, *walk.Object);
+    case Exemption::moved:
+      return walk.kind == differenceDisk && isMoved(*walk.object);
+    case Exemption::replaced:
+      return isReplaced(walk.kind, *walk.object);
     }
   }
   return false;
 }
 
 // A null row stands for what the prefix names as a whole.
-static void putWhat(TEXT *text, const FIELD_WALK &walk, const FIELD_ROW *field) {
-  putText(text, walk.Prefix);
+static void putWhat(Text *text, const FieldWalk &walk, const driver::FieldRow *field) {
+  putText(text, walk.prefix);
   if (field == nullptr) {
     return;
   }
-  const FIELD_ROW &row = *field;
-  putText(text, *walk.Prefix != 0 ? ", " : "");
-  switch (row.Format) {
-  case FORMAT_KEY_ID:
+  const driver::FieldRow &row = *field;
+  putText(text, *walk.prefix != 0 ? ", " : "");
+  switch (row.format) {
+  case driver::FieldFormat::keyId:
     putText(text, "key id");
     break;
-  case FORMAT_ID_LIST:
-    putText(text, walk.Kind == DIFFERENCE_VIRTUAL_DISK ? "members" : "spare of");
+  case driver::FieldFormat::idList:
+    putText(text, walk.kind == differenceVirtualDisk ? "members" : "spare of");
     break;
   default:
-    putElementWords(text, row.Element);
+    putElementWords(text, row.element);
   }
 }
 
@@ -94,11 +96,11 @@ static bool endsWithSize(const CHAR8 *element) {
   return length >= 4 && textEqual(element + length - 4, "Size");
 }
 
-static void putValue(TEXT *text, const FIELD_ROW &row, const XML_NODE *parent) {
-  const CHAR8 *value = childText(parent, row.Element);
+static void putValue(Text *text, const driver::FieldRow &row, const XML_NODE *parent) {
+  const CHAR8 *value = childText(parent, row.element);
   putText(text, value);
-  if (row.Format == FORMAT_DECIMAL && endsWithSize(row.Element) && *value != 0) {
-    CHAR8 size[SIZE_TEXT_CAPACITY];
+  if (row.format == driver::FieldFormat::decimal && endsWithSize(row.element) && *value != 0) {
+    CHAR8 size[sizeTextCapacity];
     formatSize(size, parseDecimal(value));
     putText(text, " (");
     putText(text, size);
@@ -106,7 +108,7 @@ static void putValue(TEXT *text, const FIELD_ROW &row, const XML_NODE *parent) {
   }
 }
 
-static void putItems(TEXT *text, const XML_NODE *container) {
+static void putItems(Text *text, const XML_NODE *container) {
   const XML_NODE *item = container != nullptr ? container->FirstChild : nullptr;
   for (const CHAR8 *separator = ""; item != nullptr; item = item->NextSibling, separator = ", ") {
     putText(text, separator);
@@ -115,16 +117,16 @@ static void putItems(TEXT *text, const XML_NODE *container) {
 }
 
 // The objects of an id list, from the last to the first: documents list ids in the reverse of the controller's order.
-static void putIds(TEXT *text, const FIELD_WALK &walk, DIFF_SIDE side, const XML_NODE *parent, const CHAR8 *element) {
-  DIFFERENCE_OBJECT kind = walk.Kind == DIFFERENCE_VIRTUAL_DISK ? DIFFERENCE_DISK : DIFFERENCE_VIRTUAL_DISK;
-  for (const XML_NODE *id = LastXMLChild(parent); id != nullptr; id = id->PrevSibling) {
+static void putIds(Text *text, const FieldWalk &walk, DiffSide side, const XML_NODE *parent, const CHAR8 *element) {
+  DifferenceObject kind = walk.kind == differenceVirtualDisk ? differenceDisk : differenceVirtualDisk;
+  for (const XML_NODE *id = driver::LastXMLChild(parent); id != nullptr; id = id->PrevSibling) {
     if (!textEqual(id->Name, element)) {
       continue;
     }
-    const DIFF_OBJECT *object = objectWithId(walk.Diff, side, kind, nodeText(id));
-    putText(text, text->Length != 0 ? ", " : "");
+    const DiffObject *object = objectWithId(walk.diff, side, kind, nodeText(id));
+    putText(text, text->length != 0 ? ", " : "");
     if (object != nullptr) {
-      putObjectName(text, kind, object->Node);
+      putObjectName(text, kind, object->node);
     } else {
       putText(text, nodeText(id));
       putText(text, " (missing)");
@@ -139,122 +141,122 @@ static bool isSpare(const XML_NODE *disk) {
 // --- The walk ---
 
 // Adds the two values as a difference unless they are the same; they are taken over.
-static void addValues(const FIELD_WALK &walk, const FIELD_ROW *row, const TEXT &oldValue, const TEXT &newValue) {
-  DIFFERENCE difference = {};
-  difference.Kind = DIFFERENCE_CHANGED;
-  difference.Object = walk.Kind;
-  difference.OldNode = walk.Object->Node;
-  difference.NewNode = walk.Object->Partner->Node;
-  difference.Element = walk.Element == nullptr && row != nullptr ? row->Element : walk.Element;
-  difference.Old = oldValue;
-  difference.New = newValue;
-  putObjectName(&difference.Name, walk.Kind, difference.NewNode);
-  putWhat(&difference.What, walk, row);
-  addDifference(walk.Diff->Out, difference);
+static void addValues(const FieldWalk &walk, const driver::FieldRow *row, const Text &oldValue, const Text &newValue) {
+  Difference difference = {};
+  difference.kind = differenceChanged;
+  difference.object = walk.kind;
+  difference.oldNode = walk.object->node;
+  difference.newNode = walk.object->partner->node;
+  difference.element = walk.element == nullptr && row != nullptr ? row->element : walk.element;
+  difference.older = oldValue;
+  difference.newer = newValue;
+  putObjectName(&difference.name, walk.kind, difference.newNode);
+  putWhat(&difference.what, walk, row);
+  addDifference(walk.diff->out, difference);
 }
 
-static void diffTable(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD_TABLE &fields);
+static void diffTable(const FieldWalk &walk, const NodePair &pair, const driver::FieldTable &fields);
 
-static void diffInside(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD_ROW &row, const FIELD_TABLE &fields,
-                       const CHAR8 *prefix) {
-  FIELD_WALK inside = walk;
-  inside.Element = row.Element;
-  inside.Prefix = prefix;
+static void diffInside(const FieldWalk &walk, const NodePair &pair, const driver::FieldRow &row,
+                       const driver::FieldTable &fields, const CHAR8 *prefix) {
+  FieldWalk inside = walk;
+  inside.element = row.element;
+  inside.prefix = prefix;
   diffTable(inside, pair, fields);
 }
 
 // Adds that the walk has come to something that only one side has.
-static void addOneSided(const FIELD_WALK &walk, bool isOld) {
-  TEXT present = {};
+static void addOneSided(const FieldWalk &walk, bool isOld) {
+  Text present = {};
   putText(&present, "present");
-  addValues(walk, /* row= */ nullptr, isOld ? present : TEXT{}, isOld ? TEXT{} : present);
+  addValues(walk, /* row= */ nullptr, isOld ? present : Text{}, isOld ? Text{} : present);
 }
 
 // The elements of one side, and the same under the texts of their child key.
-struct KEYED_SIDE {
-  const XML_NODE *First;
-  TEXT_KEYS Keys;
+struct KeyedSide {
+  const XML_NODE *first;
+  TextKeys keys;
 };
 
 // Compares an element with its partner of the other side, if any; what both have is compared once, for the old.
-static void diffOneKeyed(const FIELD_WALK &walk, DIFF_SIDE side, const XML_NODE *mine, const XML_NODE *other,
-                         const FIELD_TABLE &fields) {
-  if (other != nullptr && side == DIFF_NEW) {
+static void diffOneKeyed(const FieldWalk &walk, DiffSide side, const XML_NODE *mine, const XML_NODE *other,
+                         const driver::FieldTable &fields) {
+  if (other != nullptr && side == diffNew) {
     return;
   }
-  TEXT prefix = {};
+  Text prefix = {};
   putElementWords(&prefix, mine->Name);
   putText(&prefix, " ");
-  putText(&prefix, childText(mine, fields.Rows[0].Element));
-  FIELD_WALK inside = walk;
-  inside.Prefix = textOf(prefix);
+  putText(&prefix, childText(mine, fields.rows[0].element));
+  FieldWalk inside = walk;
+  inside.prefix = textOf(prefix);
   if (other == nullptr) {
-    addOneSided(inside, side == DIFF_OLD);
+    addOneSided(inside, side == diffOld);
   } else {
     diffTable(inside, {mine, other}, fields);
   }
-  walk.Diff->Out->Status = prefix.Failed ? EFI_OUT_OF_RESOURCES : walk.Diff->Out->Status;
+  walk.diff->out->status = prefix.failed ? EFI_OUT_OF_RESOURCES : walk.diff->out->status;
   freeText(&prefix);
 }
 
 // Compares the elements of that name that have the same text in their child key, along fields: of several with one text
 // the first with the first, the second with the second.
-static void diffKeyed(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD_ROW &row, const FIELD_ROW &inner,
-                      const FIELD_TABLE &fields) {
-  KEYED_SIDE sides[DIFF_SIDE_COUNT] = {{childNamed(pair.Old, inner.Element), {}},
-                                       {childNamed(pair.New, inner.Element), {}}};
-  for (KEYED_SIDE &side : sides) {
-    for (const XML_NODE *node = side.First; node != nullptr; node = nextSame(node)) {
-      addKey(&side.Keys, node, childText(node, fields.Rows[0].Element));
+static void diffKeyed(const FieldWalk &walk, const NodePair &pair, const driver::FieldRow &row,
+                      const driver::FieldRow &inner, const driver::FieldTable &fields) {
+  KeyedSide sides[diffSideCount] = {{childNamed(pair.older, inner.element), {}},
+                                    {childNamed(pair.newer, inner.element), {}}};
+  for (KeyedSide &side : sides) {
+    for (const XML_NODE *node = side.first; node != nullptr; node = nextSame(node)) {
+      addKey(&side.keys, node, childText(node, fields.rows[0].element));
     }
-    sortTextKeys(&side.Keys);
-    walk.Diff->Out->Status = side.Keys.Texts.Failed ? EFI_OUT_OF_RESOURCES : walk.Diff->Out->Status;
+    sortTextKeys(&side.keys);
+    walk.diff->out->status = side.keys.texts.failed ? EFI_OUT_OF_RESOURCES : walk.diff->out->status;
   }
-  FIELD_WALK inside = walk;
-  inside.Element = row.Element;
-  for (UINTN i = 0; i < DIFF_SIDE_COUNT && !EFI_ERROR(walk.Diff->Out->Status); ++i) {
-    for (const XML_NODE *mine = sides[i].First; mine != nullptr; mine = nextSame(mine)) {
-      const void *other = takeNamed(&sides[DIFF_NEW - i].Keys, childText(mine, fields.Rows[0].Element));
-      diffOneKeyed(inside, static_cast<DIFF_SIDE>(i), mine, static_cast<const XML_NODE *>(other), fields);
+  FieldWalk inside = walk;
+  inside.element = row.element;
+  for (UINTN i = 0; i < diffSideCount && !EFI_ERROR(walk.diff->out->status); ++i) {
+    for (const XML_NODE *mine = sides[i].first; mine != nullptr; mine = nextSame(mine)) {
+      const void *other = takeNamed(&sides[diffNew - i].keys, childText(mine, fields.rows[0].element));
+      diffOneKeyed(inside, static_cast<DiffSide>(i), mine, static_cast<const XML_NODE *>(other), fields);
     }
   }
-  for (KEYED_SIDE &side : sides) {
-    freeKeys(&side.Keys);
+  for (KeyedSide &side : sides) {
+    freeKeys(&side.keys);
   }
 }
 
 // The descriptors of two levels have nothing in common but that the level is another one.
-static void diffLevelDescription(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD_ROW &row) {
-  const CHAR8 *level = g_levelDescFields.Rows[0].Element;
-  if (textEqual(childText(pair.Old, level), childText(pair.New, level))) {
-    diffInside(walk, pair, row, g_levelDescFields, "level");
+static void diffLevelDescription(const FieldWalk &walk, const NodePair &pair, const driver::FieldRow &row) {
+  const CHAR8 *level = driver::g_levelDescFields.rows[0].element;
+  if (textEqual(childText(pair.older, level), childText(pair.newer, level))) {
+    diffInside(walk, pair, row, driver::g_levelDescFields, "level");
   }
 }
 
-static void diffValue(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD_ROW &row) {
-  TEXT oldValue = {};
-  TEXT newValue = {};
-  switch (row.Format) {
-  case FORMAT_MASK:
-  case FORMAT_CACHE_POLICY:
-    putItems(&oldValue, childNamed(pair.Old, row.Element));
-    putItems(&newValue, childNamed(pair.New, row.Element));
+static void diffValue(const FieldWalk &walk, const NodePair &pair, const driver::FieldRow &row) {
+  Text oldValue = {};
+  Text newValue = {};
+  switch (row.format) {
+  case driver::FieldFormat::mask:
+  case driver::FieldFormat::cachePolicy:
+    putItems(&oldValue, childNamed(pair.older, row.element));
+    putItems(&newValue, childNamed(pair.newer, row.element));
     break;
-  case FORMAT_ID_LIST:
+  case driver::FieldFormat::idList:
     // The members of a virtual disk stand there; only a spare's virtual disks stand nowhere else.
-    if (sameIds(walk.Diff, walk.Kind, *walk.Object, row.Element) ||
-        (walk.Kind == DIFFERENCE_DISK && !isSpare(pair.Old) && !isSpare(pair.New))) {
+    if (sameIds(walk.diff, walk.kind, *walk.object, row.element) ||
+        (walk.kind == differenceDisk && !isSpare(pair.older) && !isSpare(pair.newer))) {
       return;
     }
-    putIds(&oldValue, walk, DIFF_OLD, pair.Old, row.Element);
-    putIds(&newValue, walk, DIFF_NEW, pair.New, row.Element);
+    putIds(&oldValue, walk, diffOld, pair.older, row.element);
+    putIds(&newValue, walk, diffNew, pair.newer, row.element);
     addValues(walk, &row, oldValue, newValue);
     return;
   default:
-    putValue(&oldValue, row, pair.Old);
-    putValue(&newValue, row, pair.New);
+    putValue(&oldValue, row, pair.older);
+    putValue(&newValue, row, pair.newer);
   }
-  if (!oldValue.Failed && !newValue.Failed && textEqual(textOf(oldValue), textOf(newValue))) {
+  if (!oldValue.failed && !newValue.failed && textEqual(textOf(oldValue), textOf(newValue))) {
     freeText(&oldValue);
     freeText(&newValue);
     return;
@@ -262,59 +264,61 @@ static void diffValue(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD
   addValues(walk, &row, oldValue, newValue);
 }
 
-static void diffField(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD_ROW &row) {
-  NODE_PAIR inside = {childNamed(pair.Old, row.Element), childNamed(pair.New, row.Element)};
-  switch (row.Format) {
-  case FORMAT_ENCLOSURE:
-  case FORMAT_PHYSICAL_DISK:
-  case FORMAT_VIRTUAL_DISK:
+static void diffField(const FieldWalk &walk, const NodePair &pair, const driver::FieldRow &row) {
+  NodePair inside = {childNamed(pair.older, row.element), childNamed(pair.newer, row.element)};
+  switch (row.format) {
+  case driver::FieldFormat::enclosure:
+  case driver::FieldFormat::physicalDisk:
+  case driver::FieldFormat::virtualDisk:
     return; // objects of their own
-  case FORMAT_PCI_IDENTITY:
-    return diffInside(walk, inside, row, g_pciIdentityFields, "PCI id");
-  case FORMAT_RAID_LEVEL_DESC:
+  case driver::FieldFormat::pciIdentity:
+    return diffInside(walk, inside, row, driver::g_pciIdentityFields, "PCI id");
+  case driver::FieldFormat::raidLevelDesc:
     return diffLevelDescription(walk, inside, row);
-  case FORMAT_RAID_LEVEL_PARAMS: {
-    FIELD_ROW descriptor = {};
-    descriptor.Element = "RAIDLevelDesc";
-    return diffKeyed(walk, inside, row, descriptor, g_levelDescFields);
+  case driver::FieldFormat::raidLevelParams: {
+    driver::FieldRow descriptor = {};
+    descriptor.element = "RAIDLevelDesc";
+    return diffKeyed(walk, inside, row, descriptor, driver::g_levelDescFields);
   }
-  case FORMAT_RATES:
-    return diffKeyed(walk, pair, row, row, g_rateFields);
+  case driver::FieldFormat::rates:
+    return diffKeyed(walk, pair, row, row, driver::g_rateFields);
   default:
     return diffValue(walk, pair, row);
   }
 }
 
-static void diffTable(const FIELD_WALK &walk, const NODE_PAIR &pair, const FIELD_TABLE &fields) {
-  for (UINT32 i = 0; i < fields.RowCount; ++i) {
-    const FIELD_ROW &row = fields.Rows[i];
+static void diffTable(const FieldWalk &walk, const NodePair &pair, const driver::FieldTable &fields) {
+  for (UINT32 i = 0; i < fields.rowCount; ++i) {
+    const driver::FieldRow &row = fields.rows[i];
     // A row that is only read repeats one that is written, but for nested objects and the key id.
-    bool isRepeated = (row.Flags & FIELD_READ_ONLY) != 0 && row.Format < FORMAT_ENCLOSURE;
-    if (!isRepeated && !isExempt(walk, row.Element)) {
+    bool isRepeated = (row.flags & driver::fieldReadOnly) != 0 && row.format < driver::FieldFormat::enclosure;
+    if (!isRepeated && !isExempt(walk, row.element)) {
       diffField(walk, pair, row);
     }
   }
 }
 
-void diffFields(DIFF *diff, DIFFERENCE_OBJECT kind, const DIFF_OBJECT &oldObject) {
-  // Indexed by DIFFERENCE_OBJECT.
-  static constexpr const FIELD_TABLE *tables[DIFFERENCE_OBJECT_COUNT] = {&g_adapterFields, &g_enclosureFields,
-                                                                         &g_pdFields, &g_vdFields};
-  FIELD_WALK walk = {diff, kind, &oldObject, /* Element= */ nullptr, /* Prefix= */ ""};
-  NODE_PAIR pair = {oldObject.Node, oldObject.Partner->Node};
-  diffTable(walk, pair, g_headerFields);
+void diffFields(Diff *diff, DifferenceObject kind, const DiffObject &oldObject) {
+  // Indexed by DifferenceObject.
+  static constexpr const driver::FieldTable *tables[differenceObjectCount] = {
+      &driver::g_adapterFields, &driver::g_enclosureFields, &driver::g_pdFields, &driver::g_vdFields};
+  FieldWalk walk = {diff, kind, &oldObject, /* Element= */ nullptr, /* Prefix= */ ""};
+  NodePair pair = {oldObject.node, oldObject.partner->node};
+  diffTable(walk, pair, driver::g_headerFields);
   diffTable(walk, pair, *tables[kind]);
-  if (kind != DIFFERENCE_ADAPTER) {
+  if (kind != differenceAdapter) {
     return;
   }
-  NODE_PAIR locations = {};
-  const XML_NODE **inventories[DIFF_SIDE_COUNT] = {&locations.Old, &locations.New};
-  for (UINTN side = 0; side < DIFF_SIDE_COUNT; ++side) {
-    *inventories[side] = childNamed(childNamed(diff->Inventory[side], "Identifier"), "PCILocation");
+  NodePair locations = {};
+  const XML_NODE **inventories[diffSideCount] = {&locations.older, &locations.newer};
+  for (UINTN side = 0; side < diffSideCount; ++side) {
+    *inventories[side] = childNamed(childNamed(diff->inventory[side], "Identifier"), "PCILocation");
   }
-  if (locations.Old != nullptr && locations.New != nullptr) {
-    FIELD_ROW row = {};
-    row.Element = "PCILocation";
-    diffInside(walk, locations, row, g_pciLocationFields, "place");
+  if (locations.older != nullptr && locations.newer != nullptr) {
+    driver::FieldRow row = {};
+    row.element = "PCILocation";
+    diffInside(walk, locations, row, driver::g_pciLocationFields, "place");
   }
 }
+
+} // namespace xyl::client

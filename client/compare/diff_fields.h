@@ -3,5 +3,9 @@
 
 #include "client/compare/diff_objects.h"
 
+namespace xyl::client {
+
 // Adds the differences of the fields of two partners to diff->Out.
-void diffFields(DIFF *diff, DIFFERENCE_OBJECT kind, const DIFF_OBJECT &oldObject);
+void diffFields(Diff *diff, DifferenceObject kind, const DiffObject &oldObject);
+
+} // namespace xyl::client

@@ -5,76 +5,78 @@
 #include "base/text.h"
 #include "client/output/output.h"
 
+namespace xyl::client {
+
 // Where the objects of a kind are found.
-struct OBJECT_ELEMENT {
-  const CHAR8 *Element;
-  bool InEnclosures; // also
+struct ObjectElement {
+  const CHAR8 *element;
+  bool inEnclosures; // also
 };
 
-// Indexed by DIFFERENCE_OBJECT; the adapter itself comes from outside.
-static constexpr OBJECT_ELEMENT g_elements[DIFFERENCE_OBJECT_COUNT] = {
+// Indexed by DifferenceObject; the adapter itself comes from outside.
+static constexpr ObjectElement g_elements[differenceObjectCount] = {
     {nullptr, false}, {"Enclosure", false}, {"PD", true}, {"VD", false}};
 
 // Appends the holder's objects; counts only while Items is null.
-static void appendObjects(DIFF_OBJECTS *objects, const DIFF_OBJECT *holder, const OBJECT_ELEMENT &element) {
-  for (const XML_NODE *node = childNamed(holder->Node, element.Element); node != nullptr; node = nextSame(node)) {
-    if (objects->Items != nullptr) {
-      objects->Items[objects->Count] = {node, holder, nullptr};
+static void appendObjects(DiffObjects *objects, const DiffObject *holder, const ObjectElement &element) {
+  for (const XML_NODE *node = childNamed(holder->node, element.element); node != nullptr; node = nextSame(node)) {
+    if (objects->items != nullptr) {
+      objects->items[objects->count] = {node, holder, nullptr};
     }
-    ++objects->Count;
+    ++objects->count;
   }
 }
 
 // Of a document whose objects of the kinds before this one are there.
-static void appendAll(DIFF_OBJECTS *document, UINTN kind) {
-  const OBJECT_ELEMENT &element = g_elements[kind];
-  const DIFF_OBJECTS &enclosures = document[DIFFERENCE_ENCLOSURE];
-  for (UINT32 i = 0; element.InEnclosures && i < enclosures.Count; ++i) {
-    appendObjects(&document[kind], &enclosures.Items[i], element);
+static void appendAll(DiffObjects *document, UINTN kind) {
+  const ObjectElement &element = g_elements[kind];
+  const DiffObjects &enclosures = document[differenceEnclosure];
+  for (UINT32 i = 0; element.inEnclosures && i < enclosures.count; ++i) {
+    appendObjects(&document[kind], &enclosures.items[i], element);
   }
-  appendObjects(&document[kind], document[DIFFERENCE_ADAPTER].Items, element);
+  appendObjects(&document[kind], document[differenceAdapter].items, element);
 }
 
-EFI_STATUS collectObjects(DIFF *diff, DIFF_SIDE side, const XML_NODE *adapter) {
-  for (UINTN kind = 0; kind < DIFFERENCE_OBJECT_COUNT; ++kind) {
-    DIFF_OBJECTS *objects = &diff->Objects[side][kind];
+EFI_STATUS collectObjects(Diff *diff, DiffSide side, const XML_NODE *adapter) {
+  for (UINTN kind = 0; kind < differenceObjectCount; ++kind) {
+    DiffObjects *objects = &diff->objects[side][kind];
     UINT32 count = 1;
-    if (kind != DIFFERENCE_ADAPTER) {
-      appendAll(diff->Objects[side], kind);
-      count = objects->Count;
+    if (kind != differenceAdapter) {
+      appendAll(diff->objects[side], kind);
+      count = objects->count;
     }
-    objects->Items = poolNew<DIFF_OBJECT>(count + 1);
-    objects->Count = 0;
-    if (objects->Items == nullptr) {
+    objects->items = poolNew<DiffObject>(count + 1);
+    objects->count = 0;
+    if (objects->items == nullptr) {
       return EFI_OUT_OF_RESOURCES;
     }
-    if (kind == DIFFERENCE_ADAPTER) {
-      objects->Items[objects->Count++] = {adapter, nullptr, nullptr};
+    if (kind == differenceAdapter) {
+      objects->items[objects->count++] = {adapter, nullptr, nullptr};
     } else {
-      appendAll(diff->Objects[side], kind);
+      appendAll(diff->objects[side], kind);
     }
-    for (UINT32 i = 0; i < objects->Count; ++i) {
-      addKey(&objects->Ids, &objects->Items[i], childText(objects->Items[i].Node, "ObjectID"));
+    for (UINT32 i = 0; i < objects->count; ++i) {
+      addKey(&objects->ids, &objects->items[i], childText(objects->items[i].node, "ObjectID"));
     }
-    sortTextKeys(&objects->Ids);
-    if (objects->Ids.Texts.Failed) {
+    sortTextKeys(&objects->ids);
+    if (objects->ids.texts.failed) {
       return EFI_OUT_OF_RESOURCES;
     }
   }
   return EFI_SUCCESS;
 }
 
-void freeObjects(DIFF *diff) {
-  for (auto &side : diff->Objects) {
-    for (DIFF_OBJECTS &objects : side) {
-      poolRelease(objects.Items);
-      freeKeys(&objects.Ids);
+void freeObjects(Diff *diff) {
+  for (auto &side : diff->objects) {
+    for (DiffObjects &objects : side) {
+      poolRelease(objects.items);
+      freeKeys(&objects.ids);
     }
   }
 }
 
-const DIFF_OBJECT *objectWithId(const DIFF *diff, DIFF_SIDE side, DIFFERENCE_OBJECT kind, const CHAR8 *id) {
-  return static_cast<const DIFF_OBJECT *>(thingNamed(diff->Objects[side][kind].Ids, id));
+const DiffObject *objectWithId(const Diff *diff, DiffSide side, DifferenceObject kind, const CHAR8 *id) {
+  return static_cast<const DiffObject *>(thingNamed(diff->objects[side][kind].ids, id));
 }
 
 // --- Partners ---
@@ -94,78 +96,78 @@ bool sameChild(const XML_NODE *a, const XML_NODE *b, const CHAR8 *name) {
   return isDistinct(childText(a, name)) && equalChild(a, b, name);
 }
 
-bool isInEnclosure(const DIFF_OBJECT &disk) {
-  return textEqual(disk.Holder->Node->Name, "Enclosure");
+bool isInEnclosure(const DiffObject &disk) {
+  return textEqual(disk.holder->node->Name, "Enclosure");
 }
 
-bool isReplaced(DIFFERENCE_OBJECT kind, const DIFF_OBJECT &object) {
-  const XML_NODE *partner = object.Partner->Node;
+bool isReplaced(DifferenceObject kind, const DiffObject &object) {
+  const XML_NODE *partner = object.partner->node;
   switch (kind) {
-  case DIFFERENCE_ADAPTER:
-    return !equalChild(object.Node, partner, "WWN");
-  case DIFFERENCE_DISK:
-    return !sameChild(object.Node, partner, "WWN") && !sameChild(object.Node, partner, "SerialNumber") &&
-           (!equalChild(object.Node, partner, "WWN") || !equalChild(object.Node, partner, "SerialNumber"));
+  case differenceAdapter:
+    return !equalChild(object.node, partner, "WWN");
+  case differenceDisk:
+    return !sameChild(object.node, partner, "WWN") && !sameChild(object.node, partner, "SerialNumber") &&
+           (!equalChild(object.node, partner, "WWN") || !equalChild(object.node, partner, "SerialNumber"));
   default:
     return false;
   }
 }
 
 // Whether a disk of each side stand in the same enclosure. Enclosures have their partners before disks do.
-static bool sameHolder(const DIFF_OBJECT &a, const DIFF_OBJECT &b) {
-  return isInEnclosure(a) && isInEnclosure(b) ? a.Holder->Partner == b.Holder
-                                              : equalChild(a.Node, b.Node, "EnclosureObjectID");
+static bool sameHolder(const DiffObject &a, const DiffObject &b) {
+  return isInEnclosure(a) && isInEnclosure(b) ? a.holder->partner == b.holder
+                                              : equalChild(a.node, b.node, "EnclosureObjectID");
 }
 
-bool isMoved(const DIFF_OBJECT &oldDisk) {
-  const DIFF_OBJECT &newDisk = *oldDisk.Partner;
-  return !equalChild(oldDisk.Node, newDisk.Node, "Slot") || !equalChild(oldDisk.Node, newDisk.Node, "Port") ||
+bool isMoved(const DiffObject &oldDisk) {
+  const DiffObject &newDisk = *oldDisk.partner;
+  return !equalChild(oldDisk.node, newDisk.node, "Slot") || !equalChild(oldDisk.node, newDisk.node, "Port") ||
          !sameHolder(oldDisk, newDisk);
 }
 
 // --- Words ---
 
-void putObjectName(TEXT *text, DIFFERENCE_OBJECT kind, const XML_NODE *node) {
+void putObjectName(Text *text, DifferenceObject kind, const XML_NODE *node) {
   putText(text, differenceObjectName(kind));
-  if (kind == DIFFERENCE_ADAPTER) {
+  if (kind == differenceAdapter) {
     return;
   }
   putText(text, " ");
   putText(text, childText(node, "ObjectID"));
-  if (kind == DIFFERENCE_VIRTUAL_DISK) {
+  if (kind == differenceVirtualDisk) {
     putText(text, " \"");
     putText(text, childText(node, "Name"));
     putText(text, "\"");
   }
 }
 
-void putPlace(TEXT *text, const DIFF_OBJECT &disk) {
+void putPlace(Text *text, const DiffObject &disk) {
   if (isInEnclosure(disk)) {
     putText(text, "enclosure ");
-    putText(text, childText(disk.Holder->Node, "ObjectID"));
+    putText(text, childText(disk.holder->node, "ObjectID"));
   } else {
     putText(text, "direct, port ");
-    putText(text, childText(disk.Node, "Port"));
+    putText(text, childText(disk.node, "Port"));
   }
   putText(text, ", slot ");
-  putText(text, childText(disk.Node, "Slot"));
+  putText(text, childText(disk.node, "Slot"));
 }
 
-// Indexed by DIFFERENCE_OBJECT: the elements that describe an object.
-static constexpr const CHAR8 *g_described[DIFFERENCE_OBJECT_COUNT][5] = {
+// Indexed by DifferenceObject: the elements that describe an object.
+static constexpr const CHAR8 *g_described[differenceObjectCount][5] = {
     {"Name", "WWN"},
     {"Name", "ServiceTag"},
     {"ManufactureName", "ModelName", "SerialNumber", "Size", "State"},
     {"RAIDLevel", "Size", "State"}};
 
-void putDescription(TEXT *text, DIFFERENCE_OBJECT kind, const XML_NODE *node) {
+void putDescription(Text *text, DifferenceObject kind, const XML_NODE *node) {
   const CHAR8 *separator = "";
   for (const CHAR8 *element : g_described[kind]) {
     const CHAR8 *value = element != nullptr ? childText(node, element) : "";
     if (*value == 0) {
       continue;
     }
-    CHAR8 size[SIZE_TEXT_CAPACITY];
+    CHAR8 size[sizeTextCapacity];
     if (textEqual(element, "Size")) {
       formatSize(size, parseDecimal(value));
       value = size;
@@ -175,3 +177,5 @@ void putDescription(TEXT *text, DIFFERENCE_OBJECT kind, const XML_NODE *node) {
     separator = textEqual(element, "ManufactureName") ? " " : ", ";
   }
 }
+
+} // namespace xyl::client

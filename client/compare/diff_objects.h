@@ -4,33 +4,35 @@
 #include "client/compare/differences.h"
 #include "client/compare/text_keys.h"
 
-enum DIFF_SIDE { DIFF_OLD, DIFF_NEW, DIFF_SIDE_COUNT };
+namespace xyl::client {
+
+enum DiffSide { diffOld, diffNew, diffSideCount };
 
 // An object of one document. Its partner is what it is compared with in the other document, or null.
-struct DIFF_OBJECT {
-  const XML_NODE *Node;
-  const DIFF_OBJECT *Holder; // the enclosure or adapter that a disk is in
-  DIFF_OBJECT *Partner;
+struct DiffObject {
+  const XML_NODE *node;
+  const DiffObject *holder; // the enclosure or adapter that a disk is in
+  DiffObject *partner;
 };
 
-struct DIFF_OBJECTS {
-  DIFF_OBJECT *Items; // pool
-  UINT32 Count;
-  TEXT_KEYS Ids; // the objects by their ids
+struct DiffObjects {
+  DiffObject *items; // pool
+  UINT32 count;
+  TextKeys ids; // the objects by their ids
 };
 
-struct DIFF {
-  DIFF_OBJECTS Objects[DIFF_SIDE_COUNT][DIFFERENCE_OBJECT_COUNT];
-  const XML_NODE *Inventory[DIFF_SIDE_COUNT]; // null in a bare raidData
-  DIFFERENCES *Out;
+struct Diff {
+  DiffObjects objects[diffSideCount][differenceObjectCount];
+  const XML_NODE *inventory[diffSideCount]; // null in a bare raidData
+  Differences *out;
 };
 
 // Collects the objects below the documents' adapters; freeObjects gives them back, also after a failure.
-EFI_STATUS collectObjects(DIFF *diff, DIFF_SIDE side, const XML_NODE *adapter);
-void freeObjects(DIFF *diff);
+EFI_STATUS collectObjects(Diff *diff, DiffSide side, const XML_NODE *adapter);
+void freeObjects(Diff *diff);
 
 // The object of that kind and id, or null.
-const DIFF_OBJECT *objectWithId(const DIFF *diff, DIFF_SIDE side, DIFFERENCE_OBJECT kind, const CHAR8 *id);
+const DiffObject *objectWithId(const Diff *diff, DiffSide side, DifferenceObject kind, const CHAR8 *id);
 
 // Whether both elements have the child with the same text; sameChild wants a distinct one.
 bool equalChild(const XML_NODE *a, const XML_NODE *b, const CHAR8 *name);
@@ -39,14 +41,16 @@ bool sameChild(const XML_NODE *a, const XML_NODE *b, const CHAR8 *name);
 bool isDistinct(const CHAR8 *text);
 
 // Whether the disk's element stands in an enclosure's.
-bool isInEnclosure(const DIFF_OBJECT &disk);
+bool isInEnclosure(const DiffObject &disk);
 
 // Whether two partners are two things all the same: another disk in a place, another adapter.
-bool isReplaced(DIFFERENCE_OBJECT kind, const DIFF_OBJECT &object);
+bool isReplaced(DifferenceObject kind, const DiffObject &object);
 // Whether a disk stands elsewhere than its partner.
-bool isMoved(const DIFF_OBJECT &oldDisk);
+bool isMoved(const DiffObject &oldDisk);
 
 // "disk 1003" and the like; where a disk is; what an object is, in a few words.
-void putObjectName(TEXT *text, DIFFERENCE_OBJECT kind, const XML_NODE *node);
-void putPlace(TEXT *text, const DIFF_OBJECT &disk);
-void putDescription(TEXT *text, DIFFERENCE_OBJECT kind, const XML_NODE *node);
+void putObjectName(Text *text, DifferenceObject kind, const XML_NODE *node);
+void putPlace(Text *text, const DiffObject &disk);
+void putDescription(Text *text, DifferenceObject kind, const XML_NODE *node);
+
+} // namespace xyl::client

@@ -6,40 +6,42 @@
 #include "client/documents/documents.h"
 #include "client/output/output.h"
 
-void sayDifference(const XYL_FRONT *front, const DIFFERENCE &difference) {
-  const CHAR8 *oldText = orNone(textOf(difference.Old));
-  const CHAR8 *newText = orNone(textOf(difference.New));
+namespace xyl::client {
+
+void sayDifference(const Front *front, const Difference &difference) {
+  const CHAR8 *oldText = orNone(textOf(difference.older));
+  const CHAR8 *newText = orNone(textOf(difference.newer));
   // Lists may be longer than a formatted line.
-  sayText(front, textOf(difference.Name));
+  sayText(front, textOf(difference.name));
   sayText(front, " ");
-  sayText(front, differenceKindName(difference.Kind));
-  sayText(front, difference.Element != nullptr ? ", " : "");
-  sayText(front, textOf(difference.What));
+  sayText(front, differenceKindName(difference.kind));
+  sayText(front, difference.element != nullptr ? ", " : "");
+  sayText(front, textOf(difference.what));
   sayText(front, ": ");
-  if (difference.Kind != DIFFERENCE_ADDED) {
+  if (difference.kind != differenceAdded) {
     sayText(front, oldText);
   }
-  if (difference.Kind != DIFFERENCE_ADDED && difference.Kind != DIFFERENCE_REMOVED) {
+  if (difference.kind != differenceAdded && difference.kind != differenceRemoved) {
     sayText(front, " -> ");
   }
-  if (difference.Kind != DIFFERENCE_REMOVED) {
+  if (difference.kind != differenceRemoved) {
     sayText(front, newText);
   }
   say(front, "\n");
 }
 
-static void sayDifferences(const XYL_FRONT *front, const DIFFERENCES &differences) {
-  for (UINT32 i = 0; i < differences.All.count; ++i) {
-    sayDifference(front, differences.All.items[i]);
+static void sayDifferences(const Front *front, const Differences &differences) {
+  for (UINT32 i = 0; i < differences.all.count; ++i) {
+    sayDifference(front, differences.all.items[i]);
   }
-  if (differences.All.count == 0) {
+  if (differences.all.count == 0) {
     say(front, "no difference\n");
   } else {
-    say(front, "differences: %d\n", differences.All.count);
+    say(front, "differences: %d\n", differences.all.count);
   }
 }
 
-static void writeId(JSON *json, const CHAR8 *name, const XML_NODE *node) {
+static void writeId(Json *json, const CHAR8 *name, const XML_NODE *node) {
   if (node != nullptr) {
     jsonNumber(json, name, parseDecimal(childText(node, "ObjectID")));
   } else {
@@ -47,67 +49,67 @@ static void writeId(JSON *json, const CHAR8 *name, const XML_NODE *node) {
   }
 }
 
-void writeDifference(JSON *json, const DIFFERENCE &difference) {
+void writeDifference(Json *json, const Difference &difference) {
   jsonObject(json, nullptr);
-  jsonText(json, "kind", differenceKindName(difference.Kind));
-  jsonText(json, "object", differenceObjectName(difference.Object));
-  jsonText(json, "name", textOf(difference.Name));
-  writeId(json, "oldId", difference.OldNode);
-  writeId(json, "newId", difference.NewNode);
-  if (difference.Element != nullptr) {
-    jsonText(json, "element", difference.Element);
-    jsonText(json, "what", textOf(difference.What));
+  jsonText(json, "kind", differenceKindName(difference.kind));
+  jsonText(json, "object", differenceObjectName(difference.object));
+  jsonText(json, "name", textOf(difference.name));
+  writeId(json, "oldId", difference.oldNode);
+  writeId(json, "newId", difference.newNode);
+  if (difference.element != nullptr) {
+    jsonText(json, "element", difference.element);
+    jsonText(json, "what", textOf(difference.what));
   }
-  jsonText(json, "old", textOf(difference.Old));
-  jsonText(json, "new", textOf(difference.New));
+  jsonText(json, "old", textOf(difference.older));
+  jsonText(json, "new", textOf(difference.newer));
   jsonEnd(json);
 }
 
 // The controller is null where two documents are compared.
-static void writeDifferences(const XYL_FRONT *front, const CONTROLLER *controller, const DIFFERENCES &differences) {
-  JSON json = {};
-  json.Front = front;
+static void writeDifferences(const Front *front, const Controller *controller, const Differences &differences) {
+  Json json = {};
+  json.front = front;
   jsonObject(&json, nullptr);
   jsonArray(&json, "differences");
-  for (UINT32 i = 0; i < differences.All.count; ++i) {
-    writeDifference(&json, differences.All.items[i]);
+  for (UINT32 i = 0; i < differences.all.count; ++i) {
+    writeDifference(&json, differences.all.items[i]);
   }
   jsonEnd(&json);
   if (controller != nullptr) {
-    writeIdentity(&json, controller->Identity);
+    writeIdentity(&json, controller->identity);
   }
   jsonEnd(&json);
 }
 
 // The two documents of the command.
-struct DIFF_DOCUMENTS {
-  CONTROLLER Controller; // where the second one is its inventory
-  const CHAR8 *Names[2];
-  DOCUMENT_TEXT Texts[2];
-  XML_NODE *Roots[2];
+struct DiffDocuments {
+  Controller controller; // where the second one is its inventory
+  const CHAR8 *names[2];
+  DocumentText texts[2];
+  XML_NODE *roots[2];
 };
 
-static XYL_RESULT readDocuments(const XYL_CONTEXT &context, DIFF_DOCUMENTS *documents) {
+static Result readDocuments(const Context &context, DiffDocuments *documents) {
   for (UINTN i = 0; i < 2; ++i) {
-    XYL_RESULT result;
-    if (i < context.Request->OperandCount) {
-      documents->Names[i] = context.Request->Operands[i];
-      result = readDocument(context, documents->Names[i], &documents->Texts[i]);
+    Result result;
+    if (i < context.request->operandCount) {
+      documents->names[i] = context.request->operands[i];
+      result = readDocument(context, documents->names[i], &documents->texts[i]);
     } else {
-      documents->Names[i] = "the inventory";
-      result = openController(context, &documents->Controller);
+      documents->names[i] = "the inventory";
+      result = openController(context, &documents->controller);
       if (!isFailure(result)) {
         bool isWhole = true;
-        result = readToldInventory(context, documents->Controller, &documents->Texts[i], &isWhole);
+        result = readToldInventory(context, documents->controller, &documents->texts[i], &isWhole);
       }
     }
     if (!isFailure(result)) {
-      result = parseTree(context, documents->Names[i], documents->Texts[i].Text, &documents->Roots[i]);
+      result = parseTree(context, documents->names[i], documents->texts[i].text, &documents->roots[i]);
     }
-    if (!isFailure(result) && adapterOf(documents->Roots[i]) == nullptr) {
-      complain(context.Front, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
-               documents->Names[i]);
-      result = failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
+    if (!isFailure(result) && adapterOf(documents->roots[i]) == nullptr) {
+      complain(context.front, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
+               documents->names[i]);
+      result = failed(EFI_INVALID_PARAMETER, Reason::document);
     }
     if (isFailure(result)) {
       return result;
@@ -116,37 +118,39 @@ static XYL_RESULT readDocuments(const XYL_CONTEXT &context, DIFF_DOCUMENTS *docu
   return succeeded();
 }
 
-static XYL_RESULT compare(const XYL_CONTEXT &context, const DIFF_DOCUMENTS &documents) {
-  DIFFERENCES differences;
-  const CONTROLLER *controller = documents.Controller.Operations == nullptr ? nullptr : &documents.Controller;
-  EFI_STATUS status = diffDocuments(documents.Roots[0], documents.Roots[1], &differences);
-  XYL_RESULT result = differences.All.count == 0 ? succeeded() : different();
+static Result compare(const Context &context, const DiffDocuments &documents) {
+  Differences differences;
+  const Controller *controller = documents.controller.operations == nullptr ? nullptr : &documents.controller;
+  EFI_STATUS status = diffDocuments(documents.roots[0], documents.roots[1], &differences);
+  Result result = differences.all.count == 0 ? succeeded() : different();
   if (EFI_ERROR(status)) {
-    complain(context.Front, "the documents cannot be compared: %a", statusWords(status));
+    complain(context.front, "the documents cannot be compared: %a", statusWords(status));
     result = failed(status);
-  } else if (hasOption(context, XYL_OPTION_JSON)) {
-    writeDifferences(context.Front, controller, differences);
+  } else if (hasOption(context, optionJson)) {
+    writeDifferences(context.front, controller, differences);
   } else {
     if (controller != nullptr) {
-      say(context.Front, "Controller: ");
-      sayIdentity(context.Front, controller->Identity);
-      say(context.Front, "\n");
+      say(context.front, "Controller: ");
+      sayIdentity(context.front, controller->identity);
+      say(context.front, "\n");
     }
-    sayDifferences(context.Front, differences);
+    sayDifferences(context.front, differences);
   }
   freeDifferences(&differences);
   return result;
 }
 
-XYL_RESULT runDiff(const XYL_CONTEXT &context) {
-  DIFF_DOCUMENTS documents = {};
-  XYL_RESULT result = readDocuments(context, &documents);
+Result runDiff(const Context &context) {
+  DiffDocuments documents = {};
+  Result result = readDocuments(context, &documents);
   if (!isFailure(result)) {
     result = compare(context, documents);
   }
   for (UINTN i = 0; i < 2; ++i) {
-    freeTree(documents.Roots[i]);
-    releaseDocument(&documents.Texts[i]);
+    freeTree(documents.roots[i]);
+    releaseDocument(&documents.texts[i]);
   }
   return result;
 }
+
+} // namespace xyl::client

@@ -2,40 +2,42 @@
 
 #include "base/text.h"
 
-const CHAR8 *differenceKindName(DIFFERENCE_KIND kind) {
-  static constexpr const CHAR8 *names[DIFFERENCE_KIND_COUNT] = {"changed", "added", "removed", "moved", "replaced"};
+namespace xyl::client {
+
+const CHAR8 *differenceKindName(DifferenceKind kind) {
+  static constexpr const CHAR8 *names[differenceKindCount] = {"changed", "added", "removed", "moved", "replaced"};
   return names[kind];
 }
 
-const CHAR8 *differenceObjectName(DIFFERENCE_OBJECT object) {
-  static constexpr const CHAR8 *names[DIFFERENCE_OBJECT_COUNT] = {"adapter", "enclosure", "disk", "virtual disk"};
+const CHAR8 *differenceObjectName(DifferenceObject object) {
+  static constexpr const CHAR8 *names[differenceObjectCount] = {"adapter", "enclosure", "disk", "virtual disk"};
   return names[object];
 }
 
-static void freeDifference(DIFFERENCE *difference) {
-  freeText(&difference->Name);
-  freeText(&difference->What);
-  freeText(&difference->Old);
-  freeText(&difference->New);
+static void freeDifference(Difference *difference) {
+  freeText(&difference->name);
+  freeText(&difference->what);
+  freeText(&difference->older);
+  freeText(&difference->newer);
 }
 
-void addDifference(DIFFERENCES *differences, const DIFFERENCE &difference) {
-  DIFFERENCE taken = difference;
-  bool complete = !taken.Name.Failed && !taken.What.Failed && !taken.Old.Failed && !taken.New.Failed;
-  DIFFERENCE *added = complete ? arrayAppend(differences->All) : nullptr;
+void addDifference(Differences *differences, const Difference &difference) {
+  Difference taken = difference;
+  bool complete = !taken.name.failed && !taken.what.failed && !taken.older.failed && !taken.newer.failed;
+  Difference *added = complete ? arrayAppend(differences->all) : nullptr;
   if (added == nullptr) {
     freeDifference(&taken);
-    differences->Status = EFI_OUT_OF_RESOURCES;
+    differences->status = EFI_OUT_OF_RESOURCES;
     return;
   }
   *added = taken;
 }
 
-void freeDifferences(DIFFERENCES *differences) {
-  for (UINT32 i = 0; i < differences->All.count; ++i) {
-    freeDifference(&differences->All.items[i]);
+void freeDifferences(Differences *differences) {
+  for (UINT32 i = 0; i < differences->all.count; ++i) {
+    freeDifference(&differences->all.items[i]);
   }
-  poolFree(differences->All.items);
+  poolFree(differences->all.items);
   *differences = {};
 }
 
@@ -54,7 +56,7 @@ static bool continuesWord(const CHAR8 *at) {
   return isLower(*at) && !(*at == 's' && !isLower(at[1]));
 }
 
-void putElementWords(TEXT *text, const CHAR8 *element) {
+void putElementWords(Text *text, const CHAR8 *element) {
   for (const CHAR8 *at = element; *at != 0; ++at) {
     bool begins = at == element || (isUpper(*at) && (isLower(at[-1]) || continuesWord(at + 1)));
     CHAR8 letter[2] = {*at, 0};
@@ -65,3 +67,5 @@ void putElementWords(TEXT *text, const CHAR8 *element) {
     putText(text, letter);
   }
 }
+
+} // namespace xyl::client

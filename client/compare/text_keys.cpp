@@ -3,100 +3,104 @@
 #include "base/sort.h"
 #include "base/text.h"
 
-// Between the parts of a key; no XML text has it.
-static constexpr CHAR8 PART_SEPARATOR[] = "\x1F";
+namespace xyl::client {
 
-void addKey(TEXT_KEYS *keys, const void *thing, const CHAR8 *text) {
-  TEXT_KEY *key = arrayAppend(keys->All);
+// Between the parts of a key; no XML text has it.
+static constexpr CHAR8 partSeparator[] = "\x1F";
+
+void addKey(TextKeys *keys, const void *thing, const CHAR8 *text) {
+  TextKey *key = arrayAppend(keys->all);
   if (key == nullptr) {
-    keys->Texts.Failed = true;
+    keys->texts.failed = true;
     return;
   }
-  UINTN start = keys->Texts.Length;
-  putText(&keys->Texts, text);
-  *key = {start, keys->Texts.Length - start, thing, keys->All.count - 1, 0};
+  UINTN start = keys->texts.length;
+  putText(&keys->texts, text);
+  *key = {start, keys->texts.length - start, thing, keys->all.count - 1, 0};
 }
 
-void addKeyPart(TEXT_KEYS *keys, const CHAR8 *text) {
-  if (keys->All.count != 0) {
-    TEXT_KEY *key = &keys->All.items[keys->All.count - 1];
-    putText(&keys->Texts, PART_SEPARATOR);
-    putText(&keys->Texts, text);
-    key->Length = keys->Texts.Length - key->Start;
+void addKeyPart(TextKeys *keys, const CHAR8 *text) {
+  if (keys->all.count != 0) {
+    TextKey *key = &keys->all.items[keys->all.count - 1];
+    putText(&keys->texts, partSeparator);
+    putText(&keys->texts, text);
+    key->length = keys->texts.length - key->start;
   }
 }
 
-void dropKey(TEXT_KEYS *keys) {
-  keys->All.count -= keys->All.count != 0 ? 1 : 0;
+void dropKey(TextKeys *keys) {
+  keys->all.count -= keys->all.count != 0 ? 1 : 0;
 }
 
 // A text that is no part of a set.
-struct KEY_TEXT {
-  const CHAR8 *Chars;
-  UINTN Length;
+struct KeyText {
+  const CHAR8 *chars;
+  UINTN length;
 };
 
-static KEY_TEXT textOfKey(const TEXT_KEYS &keys, const TEXT_KEY &key) {
-  return {textOf(keys.Texts) + key.Start, key.Length};
+static KeyText textOfKey(const TextKeys &keys, const TextKey &key) {
+  return {textOf(keys.texts) + key.start, key.length};
 }
 
 // Below, at or above zero; the shorter text is the lower one.
-static int compareTexts(const KEY_TEXT &a, const KEY_TEXT &b) {
-  if (a.Length != b.Length) {
-    return a.Length < b.Length ? -1 : 1;
+static int compareTexts(const KeyText &a, const KeyText &b) {
+  if (a.length != b.length) {
+    return a.length < b.length ? -1 : 1;
   }
-  for (UINTN i = 0; i < a.Length; ++i) {
-    if (a.Chars[i] != b.Chars[i]) {
-      return a.Chars[i] < b.Chars[i] ? -1 : 1;
+  for (UINTN i = 0; i < a.length; ++i) {
+    if (a.chars[i] != b.chars[i]) {
+      return a.chars[i] < b.chars[i] ? -1 : 1;
     }
   }
   return 0;
 }
 
-void sortTextKeys(TEXT_KEYS *keys) {
-  if (keys->Texts.Failed) {
+void sortTextKeys(TextKeys *keys) {
+  if (keys->texts.failed) {
     return;
   }
-  sortArray(keys->All.items, keys->All.count, [keys](const TEXT_KEY &a, const TEXT_KEY &b) {
+  sortArray(keys->all.items, keys->all.count, [keys](const TextKey &a, const TextKey &b) {
     int order = compareTexts(textOfKey(*keys, a), textOfKey(*keys, b));
-    return order != 0 ? order < 0 : a.Order < b.Order;
+    return order != 0 ? order < 0 : a.order < b.order;
   });
-  for (UINT32 i = 0; i < keys->All.count; ++i) {
-    keys->All.items[i].Next = i;
+  for (UINT32 i = 0; i < keys->all.count; ++i) {
+    keys->all.items[i].next = i;
   }
 }
 
-void freeKeys(TEXT_KEYS *keys) {
-  freeText(&keys->Texts);
-  poolFree(keys->All.items);
+void freeKeys(TextKeys *keys) {
+  freeText(&keys->texts);
+  poolFree(keys->all.items);
   *keys = {};
 }
 
-static UINT32 firstEqual(const TEXT_KEYS &keys, const KEY_TEXT &text) {
-  UINTN place = countBefore(keys.All.items, keys.All.count,
-                            [&](const TEXT_KEY &key) { return compareTexts(textOfKey(keys, key), text) < 0; });
-  bool isFound = place < keys.All.count && compareTexts(textOfKey(keys, keys.All.items[place]), text) == 0;
-  return isFound ? static_cast<UINT32>(place) : keys.All.count;
+static UINT32 firstEqual(const TextKeys &keys, const KeyText &text) {
+  UINTN place = countBefore(keys.all.items, keys.all.count,
+                            [&](const TextKey &key) { return compareTexts(textOfKey(keys, key), text) < 0; });
+  bool isFound = place < keys.all.count && compareTexts(textOfKey(keys, keys.all.items[place]), text) == 0;
+  return isFound ? static_cast<UINT32>(place) : keys.all.count;
 }
 
-UINT32 firstEqualKey(const TEXT_KEYS &keys, const TEXT_KEYS &others, const TEXT_KEY &key) {
+UINT32 firstEqualKey(const TextKeys &keys, const TextKeys &others, const TextKey &key) {
   return firstEqual(keys, textOfKey(others, key));
 }
 
-bool equalKeys(const TEXT_KEYS &keys, UINT32 a, UINT32 b) {
-  return compareTexts(textOfKey(keys, keys.All.items[a]), textOfKey(keys, keys.All.items[b])) == 0;
+bool equalKeys(const TextKeys &keys, UINT32 a, UINT32 b) {
+  return compareTexts(textOfKey(keys, keys.all.items[a]), textOfKey(keys, keys.all.items[b])) == 0;
 }
 
-const void *thingNamed(const TEXT_KEYS &keys, const CHAR8 *text) {
+const void *thingNamed(const TextKeys &keys, const CHAR8 *text) {
   UINT32 place = firstEqual(keys, {text, textLength(text)});
-  return place < keys.All.count ? keys.All.items[place].Thing : nullptr;
+  return place < keys.all.count ? keys.all.items[place].thing : nullptr;
 }
 
-const void *takeNamed(TEXT_KEYS *keys, const CHAR8 *text) {
+const void *takeNamed(TextKeys *keys, const CHAR8 *text) {
   UINT32 first = firstEqual(*keys, {text, textLength(text)});
-  if (first == keys->All.count) {
+  if (first == keys->all.count) {
     return nullptr;
   }
-  UINT32 &next = keys->All.items[first].Next;
-  return next < keys->All.count && equalKeys(*keys, next, first) ? keys->All.items[next++].Thing : nullptr;
+  UINT32 &next = keys->all.items[first].next;
+  return next < keys->all.count && equalKeys(*keys, next, first) ? keys->all.items[next++].thing : nullptr;
 }
+
+} // namespace xyl::client

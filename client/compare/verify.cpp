@@ -7,41 +7,43 @@
 #include "client/output/output.h"
 #include "raid_records.h"
 
+namespace xyl::client {
+
 // The settings that Verify compares, each only where both sides have it.
 static constexpr const CHAR8 *g_comparedSettings[] = {"CheckConsistencyMode", "PatrolReadMode", "UncertifiedMode",
                                                       "LoadBalanceMode",      "LearnMode",      "CopyBackMode"};
 
-struct ADAPTERS {
-  const XML_NODE *Saved;
-  const XML_NODE *Live;
+struct Adapters {
+  const XML_NODE *saved;
+  const XML_NODE *live;
 };
 
 // Where the differences go: lines, or members of an array.
-struct VERIFY_OUT {
-  const XYL_FRONT *Front;
-  JSON *Json; // null for lines
+struct VerifyOut {
+  const Front *front;
+  Json *json; // null for lines
 };
 
-static void tell(const VERIFY_OUT &out, const CHAR8 *what, const CHAR8 *name, const CHAR8 *saved, const CHAR8 *live) {
-  if (out.Json == nullptr) {
-    say(out.Front, "%a%a%a: %a (saved) -> %a (now)\n", what, *name != 0 ? ", " : "", name, saved, live);
+static void tell(const VerifyOut &out, const CHAR8 *what, const CHAR8 *name, const CHAR8 *saved, const CHAR8 *live) {
+  if (out.json == nullptr) {
+    say(out.front, "%a%a%a: %a (saved) -> %a (now)\n", what, *name != 0 ? ", " : "", name, saved, live);
     return;
   }
-  jsonObject(out.Json, nullptr);
-  jsonText(out.Json, "what", what);
+  jsonObject(out.json, nullptr);
+  jsonText(out.json, "what", what);
   if (*name != 0) {
-    jsonText(out.Json, "name", name);
+    jsonText(out.json, "name", name);
   }
-  jsonText(out.Json, "saved", saved);
-  jsonText(out.Json, "current", live);
-  jsonEnd(out.Json);
+  jsonText(out.json, "saved", saved);
+  jsonText(out.json, "current", live);
+  jsonEnd(out.json);
 }
 
-static UINTN explainSettings(const VERIFY_OUT &out, const ADAPTERS &adapters) {
+static UINTN explainSettings(const VerifyOut &out, const Adapters &adapters) {
   UINTN found = 0;
   for (const CHAR8 *name : g_comparedSettings) {
-    const CHAR8 *saved = childText(adapters.Saved, name);
-    const CHAR8 *live = childText(adapters.Live, name);
+    const CHAR8 *saved = childText(adapters.saved, name);
+    const CHAR8 *live = childText(adapters.live, name);
     if (*saved != 0 && *live != 0 && !textEqual(saved, live)) {
       tell(out, "setting changed", name, saved, live);
       ++found;
@@ -61,12 +63,12 @@ static const XML_NODE *rateNamed(const XML_NODE *adapter, const CHAR8 *name) {
   return nullptr;
 }
 
-static UINTN explainRates(const VERIFY_OUT &out, const ADAPTERS &adapters) {
+static UINTN explainRates(const VerifyOut &out, const Adapters &adapters) {
   UINTN found = 0;
-  const XML_NODE *saved = childNamed(adapters.Saved, "Rate");
+  const XML_NODE *saved = childNamed(adapters.saved, "Rate");
   for (UINTN i = 0; i < RAID_RATE_COUNT && saved != nullptr; ++i, saved = nextSame(saved)) {
     const CHAR8 *name = childText(saved, "Name");
-    const XML_NODE *live = rateNamed(adapters.Live, name);
+    const XML_NODE *live = rateNamed(adapters.live, name);
     if (live != nullptr && !textEqual(childText(saved, "Value"), childText(live, "Value"))) {
       tell(out, "rate changed", name, childText(saved, "Value"), childText(live, "Value"));
       ++found;
@@ -75,77 +77,77 @@ static UINTN explainRates(const VERIFY_OUT &out, const ADAPTERS &adapters) {
   return found;
 }
 
-static void explainBits(const VERIFY_OUT &out, const ADAPTERS &adapters, UINT32 bits) {
+static void explainBits(const VerifyOut &out, const Adapters &adapters, UINT32 bits) {
   if ((bits & VERIFY_PART_REPLACEMENT) != 0) {
-    tell(out, "adapter replaced, WWN", "", childText(adapters.Saved, "WWN"), childText(adapters.Live, "WWN"));
+    tell(out, "adapter replaced, WWN", "", childText(adapters.saved, "WWN"), childText(adapters.live, "WWN"));
   }
   if ((bits & VERIFY_CONFIG_CHANGE) != 0) {
     UINTN found = explainSettings(out, adapters);
     found += explainRates(out, adapters);
-    if (found == 0 && out.Json == nullptr) {
-      say(out.Front, "a setting or rate changed that the documents do not show\n");
+    if (found == 0 && out.json == nullptr) {
+      say(out.front, "a setting or rate changed that the documents do not show\n");
     }
   }
   const CHAR8 *firmware = (bits & VERIFY_FW_LOWER) != 0 ? "firmware lower" : "firmware higher";
   if ((bits & (VERIFY_FW_LOWER | VERIFY_FW_HIGHER)) != 0) {
-    tell(out, firmware, "", childText(adapters.Saved, "FirmwareVersion"), childText(adapters.Live, "FirmwareVersion"));
+    tell(out, firmware, "", childText(adapters.saved, "FirmwareVersion"), childText(adapters.live, "FirmwareVersion"));
   }
 }
 
 // What the driver compares, and what it does not.
-static constexpr const CHAR8 *COMPARED = "the adapter's WWN, firmware version, modes and rates";
-static constexpr const CHAR8 *NOT_COMPARED = "enclosures, disks, virtual disks, hot spares, the security key";
+static constexpr const CHAR8 *compared = "the adapter's WWN, firmware version, modes and rates";
+static constexpr const CHAR8 *notCompared = "enclosures, disks, virtual disks, hot spares, the security key";
 
 // What verify has found out.
-struct VERIFIED {
-  const CONTROLLER *Controller;
-  UINT32 Bits;
-  UINT32 Differences; // of all that the documents hold
+struct Verified {
+  const Controller *controller;
+  UINT32 bits;
+  UINT32 differences; // of all that the documents hold
 };
 
-static void sayVerified(const XYL_FRONT *front, const ADAPTERS &adapters, const VERIFIED &verified) {
-  explainBits({front, /* Json= */ nullptr}, adapters, verified.Bits);
-  sayLines(front, verified.Bits == 0 ? "no difference\n" : "");
-  say(front, "result 0x%x\nController: ", verified.Bits);
-  sayIdentity(front, verified.Controller->Identity);
-  say(front, "\nCompared: %a\nNot compared: %a\n", COMPARED, NOT_COMPARED);
-  if (verified.Differences != 0) {
-    say(front, "In all 'xyl diff' finds %d differences\n", verified.Differences);
+static void sayVerified(const Front *front, const Adapters &adapters, const Verified &verified) {
+  explainBits({front, /* Json= */ nullptr}, adapters, verified.bits);
+  sayLines(front, verified.bits == 0 ? "no difference\n" : "");
+  say(front, "result 0x%x\nController: ", verified.bits);
+  sayIdentity(front, verified.controller->identity);
+  say(front, "\nCompared: %a\nNot compared: %a\n", compared, notCompared);
+  if (verified.differences != 0) {
+    say(front, "In all 'xyl diff' finds %d differences\n", verified.differences);
   }
 }
 
-static void showVerdict(const XYL_CONTEXT &context, const ADAPTERS &adapters, const VERIFIED &verified) {
-  UINT32 bits = verified.Bits;
-  if (!hasOption(context, XYL_OPTION_JSON)) {
-    sayVerified(context.Front, adapters, verified);
+static void showVerdict(const Context &context, const Adapters &adapters, const Verified &verified) {
+  UINT32 bits = verified.bits;
+  if (!hasOption(context, optionJson)) {
+    sayVerified(context.front, adapters, verified);
     return;
   }
-  JSON json = {};
-  json.Front = context.Front;
+  Json json = {};
+  json.front = context.front;
   jsonObject(&json, nullptr);
-  writeIdentity(&json, verified.Controller->Identity);
+  writeIdentity(&json, verified.controller->identity);
   jsonNumber(&json, "result", bits);
   jsonBool(&json, "adapterReplaced", (bits & VERIFY_PART_REPLACEMENT) != 0);
   jsonBool(&json, "settingsChanged", (bits & VERIFY_CONFIG_CHANGE) != 0);
   jsonBool(&json, "firmwareLower", (bits & VERIFY_FW_LOWER) != 0);
   jsonBool(&json, "firmwareHigher", (bits & VERIFY_FW_HIGHER) != 0);
   jsonArray(&json, "differences");
-  explainBits({context.Front, &json}, adapters, bits);
+  explainBits({context.front, &json}, adapters, bits);
   jsonEnd(&json);
-  jsonText(&json, "compared", COMPARED);
-  jsonText(&json, "notCompared", NOT_COMPARED);
-  jsonNumber(&json, "allDifferences", verified.Differences);
+  jsonText(&json, "compared", compared);
+  jsonText(&json, "notCompared", notCompared);
+  jsonNumber(&json, "allDifferences", verified.differences);
   jsonEnd(&json);
 }
 
-static XYL_RESULT showTrees(const XYL_CONTEXT &context, const CONTROLLER &controller, const XML_NODE *saved,
-                            const XML_NODE *live, UINT32 bits) {
-  DIFFERENCES all = {};
+static Result showTrees(const Context &context, const Controller &controller, const XML_NODE *saved,
+                        const XML_NODE *live, UINT32 bits) {
+  Differences all = {};
   EFI_STATUS status = diffDocuments(saved, live, &all);
-  VERIFIED verified = {&controller, bits, all.All.count};
+  Verified verified = {&controller, bits, all.all.count};
   freeDifferences(&all);
   if (EFI_ERROR(status)) {
-    complain(context.Front, "the documents cannot be compared: %a", statusWords(status));
+    complain(context.front, "the documents cannot be compared: %a", statusWords(status));
     return failed(status);
   }
   showVerdict(context, {adapterOf(saved), adapterOf(live)}, verified);
@@ -153,19 +155,18 @@ static XYL_RESULT showTrees(const XYL_CONTEXT &context, const CONTROLLER &contro
 }
 
 // Says what the bits stand for, from the saved document and a fresh inventory.
-static XYL_RESULT explain(const XYL_CONTEXT &context, const CONTROLLER &controller, const CHAR8 *savedText,
-                          UINT32 bits) {
-  DOCUMENT_TEXT live;
+static Result explain(const Context &context, const Controller &controller, const CHAR8 *savedText, UINT32 bits) {
+  DocumentText live;
   bool isWhole = true;
-  XYL_RESULT result = readToldInventory(context, controller, &live, &isWhole);
+  Result result = readToldInventory(context, controller, &live, &isWhole);
   if (isFailure(result)) {
     return result;
   }
   XML_NODE *savedRoot = nullptr;
   XML_NODE *liveRoot = nullptr;
-  result = parseTree(context, context.Request->Operands[0], savedText, &savedRoot);
+  result = parseTree(context, context.request->operands[0], savedText, &savedRoot);
   if (!isFailure(result)) {
-    result = parseTree(context, "the inventory", live.Text, &liveRoot);
+    result = parseTree(context, "the inventory", live.text, &liveRoot);
   }
   if (!isFailure(result)) {
     result = showTrees(context, controller, savedRoot, liveRoot, bits);
@@ -176,34 +177,34 @@ static XYL_RESULT explain(const XYL_CONTEXT &context, const CONTROLLER &controll
   return result;
 }
 
-static XYL_RESULT verify(const XYL_CONTEXT &context, const CONTROLLER &controller, const DOCUMENT_TEXT &saved) {
-  RAID_XYL_PROTOCOL *operations = controller.Operations;
-  const CHAR8 *file = context.Request->Operands[0];
+static Result verify(const Context &context, const Controller &controller, const DocumentText &saved) {
+  RAID_XYL_PROTOCOL *operations = controller.operations;
+  const CHAR8 *file = context.request->operands[0];
   RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
-  RAID_XYL_BUFFER document = {RAID_XYL_REVISION, static_cast<UINT32>(saved.Size + 1), saved.Text};
+  RAID_XYL_BUFFER document = {RAID_XYL_REVISION, static_cast<UINT32>(saved.size + 1), saved.text};
   RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof(document), &document};
   UINT32 bits = 0;
   EFI_STATUS status = operations->Verify(operations, &parameter, &input, /* NewData= */ nullptr, &bits);
   if (status == EFI_ABORTED || status == EFI_INVALID_PARAMETER) {
-    complain(context.Front, "'%a' is no saved configuration: %a", file, statusWords(status));
-    return failed(status, XYL_REASON_DOCUMENT);
+    complain(context.front, "'%a' is no saved configuration: %a", file, statusWords(status));
+    return failed(status, Reason::document);
   }
   if (EFI_ERROR(status)) {
-    complain(context.Front, "the controller cannot be compared with '%a': %a", file, statusWords(status));
+    complain(context.front, "the controller cannot be compared with '%a': %a", file, statusWords(status));
     return failed(status);
   }
-  XYL_RESULT result = explain(context, controller, saved.Text, bits);
+  Result result = explain(context, controller, saved.text, bits);
   return isFailure(result) || bits == 0 ? result : different();
 }
 
-XYL_RESULT runVerify(const XYL_CONTEXT &context) {
-  CONTROLLER controller;
-  XYL_RESULT result = openController(context, &controller);
+Result runVerify(const Context &context) {
+  Controller controller;
+  Result result = openController(context, &controller);
   if (isFailure(result)) {
     return result;
   }
-  DOCUMENT_TEXT saved;
-  result = readDocument(context, context.Request->Operands[0], &saved);
+  DocumentText saved;
+  result = readDocument(context, context.request->operands[0], &saved);
   if (isFailure(result)) {
     return result;
   }
@@ -211,3 +212,5 @@ XYL_RESULT runVerify(const XYL_CONTEXT &context) {
   releaseDocument(&saved);
   return result;
 }
+
+} // namespace xyl::client

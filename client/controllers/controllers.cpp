@@ -6,20 +6,22 @@
 #include "raid_mgmt.h"
 #include "uefi/protocols.h"
 
+namespace xyl::client {
+
 static const EFI_GUID g_raidXylGuid = RAID_XYL_PROTOCOL_GUID;
 static const EFI_GUID g_raidMgmtGuid = RAID_MGMT_PROTOCOL_GUID;
 static const EFI_GUID g_componentName2Guid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
 
-XYL_RESULT findControllers(const XYL_CONTEXT &context, CONTROLLERS *controllers) {
+Result findControllers(const Context &context, Controllers *controllers) {
   *controllers = {};
-  EFI_STATUS status = g_bootServices->LocateHandleBuffer(ByProtocol, &g_raidXylGuid, nullptr, &controllers->Count,
-                                                         &controllers->Handles);
+  EFI_STATUS status = g_bootServices->LocateHandleBuffer(ByProtocol, &g_raidXylGuid, nullptr, &controllers->count,
+                                                         &controllers->handles);
   if (status == EFI_NOT_FOUND) {
-    complain(context.Front, "the driver is bound to no controller; load RaidXyl.efi and connect the controller");
+    complain(context.front, "the driver is bound to no controller; load RaidXyl.efi and connect the controller");
     return notFound();
   }
   if (EFI_ERROR(status)) {
-    complain(context.Front, "cannot look for controllers: %a", statusWords(status));
+    complain(context.front, "cannot look for controllers: %a", statusWords(status));
     return failed(status);
   }
   return succeeded();
@@ -64,17 +66,16 @@ static bool isSameText(const CHAR8 *a, const CHAR8 *b) {
 }
 
 // Finds the controller that text names. One that does not tell who it is has no name.
-static XYL_RESULT findNamed(const XYL_CONTEXT &context, const CONTROLLERS &controllers, const CHAR8 *text,
-                            UINTN *index) {
+static Result findNamed(const Context &context, const Controllers &controllers, const CHAR8 *text, UINTN *index) {
   UINTN found = 0;
-  for (UINTN i = 0; i < controllers.Count; ++i) {
+  for (UINTN i = 0; i < controllers.count; ++i) {
     void *management = nullptr;
-    CONTROLLER_IDENTITY identity;
-    if (EFI_ERROR(g_bootServices->HandleProtocol(controllers.Handles[i], &g_raidMgmtGuid, &management)) ||
+    ControllerIdentity identity;
+    if (EFI_ERROR(g_bootServices->HandleProtocol(controllers.handles[i], &g_raidMgmtGuid, &management)) ||
         EFI_ERROR(readIdentity(static_cast<RAID_MGMT_PROTOCOL *>(management), &identity))) {
       continue;
     }
-    if (isSameText(text, identity.Place) || isSameText(text, identity.Wwn) || isSameText(text, identity.Name)) {
+    if (isSameText(text, identity.place) || isSameText(text, identity.wwn) || isSameText(text, identity.name)) {
       *index = i;
       ++found;
     }
@@ -83,11 +84,11 @@ static XYL_RESULT findNamed(const XYL_CONTEXT &context, const CONTROLLERS &contr
     return succeeded();
   }
   if (found != 0) {
-    complain(context.Front, "'%a' is the name of %d controllers; choose one by its WWN, 'xyl list' shows them", text,
+    complain(context.front, "'%a' is the name of %d controllers; choose one by its WWN, 'xyl list' shows them", text,
              static_cast<UINT32>(found));
     return wrongUsage();
   }
-  complain(context.Front, "there is no controller %a; 'xyl list' shows what there is", text);
+  complain(context.front, "there is no controller %a; 'xyl list' shows what there is", text);
   return notFound();
 }
 
@@ -96,65 +97,65 @@ bool isControllerNumber(const CHAR8 *text) {
   while (text[digits] >= '0' && text[digits] <= '9') {
     ++digits;
   }
-  return digits < sizeof(CONTROLLER_IDENTITY::Wwn) - 1 && text[digits] == 0;
+  return digits < sizeof(ControllerIdentity::wwn) - 1 && text[digits] == 0;
 }
 
 // The place in the list that -c chooses (from 0), or of the only controller.
-static XYL_RESULT chooseIndex(const XYL_CONTEXT &context, const CONTROLLERS &controllers, UINTN *index) {
-  const CHAR8 *text = context.Request->Options[XYL_OPTION_NUMBER];
+static Result chooseIndex(const Context &context, const Controllers &controllers, UINTN *index) {
+  const CHAR8 *text = context.request->options[optionNumber];
   *index = 0;
   if (text == nullptr) {
-    if (controllers.Count == 1) {
+    if (controllers.count == 1) {
       return succeeded();
     }
-    complain(context.Front, "%d controllers are bound; choose one with -c N, 'xyl list' shows them",
-             static_cast<UINT32>(controllers.Count));
+    complain(context.front, "%d controllers are bound; choose one with -c N, 'xyl list' shows them",
+             static_cast<UINT32>(controllers.count));
     return wrongUsage();
   }
   if (!isControllerNumber(text)) {
     return findNamed(context, controllers, text, index);
   }
   UINT64 number = parseDecimal(text);
-  if (number == 0 || number > controllers.Count) {
-    complain(context.Front, "there is no controller %a; 'xyl list' shows what there is", text);
+  if (number == 0 || number > controllers.count) {
+    complain(context.front, "there is no controller %a; 'xyl list' shows what there is", text);
     return notFound();
   }
   *index = number - 1;
   return succeeded();
 }
 
-XYL_RESULT selectHandle(const XYL_CONTEXT &context, EFI_HANDLE *chosen) {
-  CONTROLLERS controllers;
-  XYL_RESULT result = findControllers(context, &controllers);
+Result selectHandle(const Context &context, EFI_HANDLE *chosen) {
+  Controllers controllers;
+  Result result = findControllers(context, &controllers);
   if (isFailure(result)) {
     return result;
   }
   UINTN index = 0;
   result = chooseIndex(context, controllers, &index);
-  *chosen = controllers.Handles[index];
-  poolFree(controllers.Handles);
+  *chosen = controllers.handles[index];
+  poolFree(controllers.handles);
   return result;
 }
 
-static XYL_RESULT openOn(const XYL_CONTEXT &context, EFI_HANDLE handle, const EFI_GUID &guid, void **found) {
+static Result openOn(const Context &context, EFI_HANDLE handle, const EFI_GUID &guid, void **found) {
   EFI_STATUS status = g_bootServices->HandleProtocol(handle, &guid, found);
   if (EFI_ERROR(status)) {
-    complain(context.Front, "the controller cannot be reached: %a", statusWords(status));
+    complain(context.front, "the controller cannot be reached: %a", statusWords(status));
     return failed(status);
   }
   return succeeded();
 }
 
-XYL_RESULT managementOf(const XYL_CONTEXT &context, EFI_HANDLE handle, RAID_MGMT_PROTOCOL **controller) {
+Result managementOf(const Context &context, EFI_HANDLE handle, RAID_MGMT_PROTOCOL **controller) {
   void *found = nullptr;
-  XYL_RESULT result = openOn(context, handle, g_raidMgmtGuid, &found);
+  Result result = openOn(context, handle, g_raidMgmtGuid, &found);
   *controller = static_cast<RAID_MGMT_PROTOCOL *>(found);
   return result;
 }
 
-static XYL_RESULT chooseOperations(const XYL_CONTEXT &context, EFI_HANDLE *handle, RAID_XYL_PROTOCOL **operations) {
+static Result chooseOperations(const Context &context, EFI_HANDLE *handle, RAID_XYL_PROTOCOL **operations) {
   void *found = nullptr;
-  XYL_RESULT result = selectHandle(context, handle);
+  Result result = selectHandle(context, handle);
   if (!isFailure(result)) {
     result = openOn(context, *handle, g_raidXylGuid, &found);
     *operations = static_cast<RAID_XYL_PROTOCOL *>(found);
@@ -162,16 +163,16 @@ static XYL_RESULT chooseOperations(const XYL_CONTEXT &context, EFI_HANDLE *handl
   return result;
 }
 
-XYL_RESULT selectController(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL **operations) {
+Result selectController(const Context &context, RAID_XYL_PROTOCOL **operations) {
   EFI_HANDLE handle = nullptr;
   return chooseOperations(context, &handle, operations);
 }
 
-XYL_RESULT openController(const XYL_CONTEXT &context, CONTROLLER *controller) {
+Result openController(const Context &context, Controller *controller) {
   *controller = {};
-  XYL_RESULT result = chooseOperations(context, &controller->Handle, &controller->Operations);
+  Result result = chooseOperations(context, &controller->handle, &controller->operations);
   if (!isFailure(result)) {
-    result = managementOf(context, controller->Handle, &controller->Management);
+    result = managementOf(context, controller->handle, &controller->management);
   }
   if (!isFailure(result)) {
     result = needXmlService(context);
@@ -179,49 +180,49 @@ XYL_RESULT openController(const XYL_CONTEXT &context, CONTROLLER *controller) {
   if (isFailure(result)) {
     return result;
   }
-  EFI_STATUS status = readIdentity(controller->Management, &controller->Identity);
+  EFI_STATUS status = readIdentity(controller->management, &controller->identity);
   if (EFI_ERROR(status)) {
-    complain(context.Front, "the controller's adapter cannot be read: %a", statusWords(status));
+    complain(context.front, "the controller's adapter cannot be read: %a", statusWords(status));
     return failed(status);
   }
   return succeeded();
 }
 
 // What an inventory has to hold: all that the controller has, or all that it refers to as well.
-enum WHOLENESS { WHOLE_ANSWERS, WHOLE_DOCUMENT };
+enum class Wholeness { answers, document };
 
-static XYL_RESULT readChecked(const XYL_CONTEXT &context, const CONTROLLER &controller, WHOLENESS wanted,
-                              DOCUMENT_TEXT *document, bool *isWhole) {
-  static constexpr const CHAR8 *NAME = "the inventory";
-  XYL_RESULT result = readInventory(context, controller.Operations, document);
+static Result readChecked(const Context &context, const Controller &controller, Wholeness wanted,
+                          DocumentText *document, bool *isWhole) {
+  static constexpr const CHAR8 *what = "the inventory";
+  Result result = readInventory(context, controller.operations, document);
   if (isFailure(result)) {
     return result;
   }
   RAID_CONFIG *config = nullptr;
-  result = readConfiguration(context, NAME, document->Text, &config);
+  result = readConfiguration(context, what, document->text, &config);
   if (!isFailure(result)) {
-    TEXT gaps = {};
-    EFI_STATUS status = wanted == WHOLE_DOCUMENT ? putGaps(&gaps, *config) : EFI_SUCCESS;
-    if (wanted == WHOLE_ANSWERS) {
+    Text gaps = {};
+    EFI_STATUS status = wanted == Wholeness::document ? putGaps(&gaps, *config) : EFI_SUCCESS;
+    if (wanted == Wholeness::answers) {
       putKeyGap(&gaps, *config);
     }
-    status = EFI_ERROR(status) ? status : putCountGaps(&gaps, controller.Management, *config);
-    *isWhole = gaps.Length == 0;
-    result = judgeGaps(context, NAME, status, &gaps);
+    status = EFI_ERROR(status) ? status : putCountGaps(&gaps, controller.management, *config);
+    *isWhole = gaps.length == 0;
+    result = judgeGaps(context, what, status, &gaps);
   }
-  releaseConfig(config);
+  driver::releaseConfig(config);
   if (isFailure(result)) {
     releaseDocument(document);
   }
   return result;
 }
 
-XYL_RESULT readWholeInventory(const XYL_CONTEXT &context, const CONTROLLER &controller, DOCUMENT_TEXT *document,
-                              bool *isWhole) {
-  return readChecked(context, controller, WHOLE_DOCUMENT, document, isWhole);
+Result readWholeInventory(const Context &context, const Controller &controller, DocumentText *document, bool *isWhole) {
+  return readChecked(context, controller, Wholeness::document, document, isWhole);
 }
 
-XYL_RESULT readToldInventory(const XYL_CONTEXT &context, const CONTROLLER &controller, DOCUMENT_TEXT *document,
-                             bool *isWhole) {
-  return readChecked(context, controller, WHOLE_ANSWERS, document, isWhole);
+Result readToldInventory(const Context &context, const Controller &controller, DocumentText *document, bool *isWhole) {
+  return readChecked(context, controller, Wholeness::answers, document, isWhole);
 }
+
+} // namespace xyl::client

@@ -3,18 +3,20 @@
 #include "base/text.h"
 #include "client/controllers/controllers.h"
 
+namespace xyl::client {
+
 static constexpr EFI_GUID g_smbiosGuid = {0xEB9D2D31, 0x2D88, 0x11D3, {0x9A, 0x16, 0x00, 0x90, 0x27, 0x3F, 0xC1, 0x4D}};
 static constexpr EFI_GUID g_smbios3Guid = {
     0xF2FD1544, 0x9794, 0x4A2C, {0x99, 0x2E, 0xE5, 0xBB, 0xCF, 0x20, 0xE3, 0x94}};
 
-#define STRUCTURE_SYSTEM 1
-#define STRUCTURE_END 127
-#define STRUCTURE_HEADER 4U
+constexpr UINT8 structureSystem = 1;
+constexpr UINT8 structureEnd = 127;
+constexpr UINTN structureHeader = 4U;
 
 // The structures, one after the other.
-struct STRUCTURES {
-  const UINT8 *At;
-  UINTN Size;
+struct Structures {
+  const UINT8 *at;
+  UINTN size;
 };
 
 static UINT64 littleEndian(const UINT8 *bytes, UINTN count) {
@@ -35,7 +37,7 @@ static const UINT8 *findTable(const EFI_SYSTEM_TABLE *system, const EFI_GUID &gu
 }
 
 // The entry points tell where the structures are: the newer one in 64 bits, the older one in 32.
-static STRUCTURES findStructures(const EFI_SYSTEM_TABLE *system) {
+static Structures findStructures(const EFI_SYSTEM_TABLE *system) {
   const UINT8 *entry = findTable(system, g_smbios3Guid);
   if (entry != nullptr && __builtin_memcmp(entry, "_SM3_", 5) == 0) {
     return {reinterpret_cast<const UINT8 *>(littleEndian(entry + 0x10, 8)), littleEndian(entry + 0x0C, 4)};
@@ -48,12 +50,12 @@ static STRUCTURES findStructures(const EFI_SYSTEM_TABLE *system) {
 }
 
 // The size of the structure at the beginning with the strings behind it, which end in two zeros; 0 when it is cut.
-static UINTN structureSize(const STRUCTURES &rest) {
-  if (rest.Size < STRUCTURE_HEADER || rest.At[1] < STRUCTURE_HEADER) {
+static UINTN structureSize(const Structures &rest) {
+  if (rest.size < structureHeader || rest.at[1] < structureHeader) {
     return 0;
   }
-  for (UINTN end = rest.At[1]; end + 2 <= rest.Size; ++end) {
-    if (rest.At[end] == 0 && rest.At[end + 1] == 0) {
+  for (UINTN end = rest.at[1]; end + 2 <= rest.size; ++end) {
+    if (rest.at[end] == 0 && rest.at[end + 1] == 0) {
       return end + 2;
     }
   }
@@ -102,10 +104,10 @@ static constexpr const CHAR8 *g_placeholderUuids[] = {"03000200-0400-0500-0006-0
                                                       "00020003-0004-0005-0006-000700080009",
                                                       "12345678-1234-5678-90AB-CDDEEFAABBCC"};
 
-static constexpr UINTN PLACEHOLDER_CAPACITY = 20; // a longer text is none of them
+static constexpr UINTN placeholderCapacity = 20; // a longer text is none of them
 
 // Keeps letters and digits. A text of one letter or digit that programs fill memory with counts as empty.
-static UINTN plainText(CHAR8 (&plain)[PLACEHOLDER_CAPACITY], const CHAR8 *text) {
+static UINTN plainText(CHAR8 (&plain)[placeholderCapacity], const CHAR8 *text) {
   UINTN length = 0;
   bool isFilling = true;
   for (; *text != 0; ++text) {
@@ -114,16 +116,16 @@ static UINTN plainText(CHAR8 (&plain)[PLACEHOLDER_CAPACITY], const CHAR8 *text) 
       continue;
     }
     CHAR8 unit = static_cast<CHAR8>(isLetter ? *text | 0x20 : *text);
-    plain[length < PLACEHOLDER_CAPACITY - 1 ? length : PLACEHOLDER_CAPACITY - 1] = unit;
+    plain[length < placeholderCapacity - 1 ? length : placeholderCapacity - 1] = unit;
     isFilling = isFilling && (unit == '0' || unit == 'x' || unit == 'f') && unit == plain[0];
     ++length;
   }
-  plain[length < PLACEHOLDER_CAPACITY ? length : 0] = 0;
+  plain[length < placeholderCapacity ? length : 0] = 0;
   return isFilling ? 0 : length;
 }
 
 static bool isPlaceholder(const CHAR8 *text) {
-  CHAR8 plain[PLACEHOLDER_CAPACITY];
+  CHAR8 plain[placeholderCapacity];
   bool is = plainText(plain, text) == 0;
   for (const CHAR8 *placeholder : g_placeholders) {
     is = is || textEqual(plain, placeholder);
@@ -154,8 +156,8 @@ static void formatUuid(CHAR8 (&text)[37], const UINT8 *uuid) {
   text[isSet ? 36 : 0] = 0;
 }
 
-static void readSystem(SERVER *server, const UINT8 *structure, UINTN size) {
-  const CHAR8 **texts[] = {&server->Maker, &server->Product, nullptr, &server->Serial};
+static void readSystem(Server *server, const UINT8 *structure, UINTN size) {
+  const CHAR8 **texts[] = {&server->maker, &server->product, nullptr, &server->serial};
   for (UINTN i = 0; i < 4; ++i) {
     if (texts[i] != nullptr && structure[1] > 4 + i) {
       const CHAR8 *text = stringOf(structure, size, structure[4 + i]);
@@ -163,32 +165,34 @@ static void readSystem(SERVER *server, const UINT8 *structure, UINTN size) {
     }
   }
   if (structure[1] >= 0x18) {
-    formatUuid(server->Uuid, structure + 8);
+    formatUuid(server->uuid, structure + 8);
   }
 }
 
-void readServer(SERVER *server, const EFI_SYSTEM_TABLE *system) {
+void readServer(Server *server, const EFI_SYSTEM_TABLE *system) {
   *server = {"", "", "", ""};
-  STRUCTURES rest = findStructures(system);
-  for (UINTN size = 0; rest.At != nullptr && (size = structureSize(rest)) != 0 && *rest.At != STRUCTURE_END;) {
-    if (*rest.At == STRUCTURE_SYSTEM) {
-      readSystem(server, rest.At, size);
+  Structures rest = findStructures(system);
+  for (UINTN size = 0; rest.at != nullptr && (size = structureSize(rest)) != 0 && *rest.at != structureEnd;) {
+    if (*rest.at == structureSystem) {
+      readSystem(server, rest.at, size);
       return;
     }
-    rest = {rest.At + size, rest.Size - size};
+    rest = {rest.at + size, rest.size - size};
   }
 }
 
-void putServerName(TEXT *name, const XYL_FRONT *front) {
-  if (front->ServerName != nullptr) {
-    putText(name, front->ServerName);
+void putServerName(Text *name, const Front *front) {
+  if (front->serverName != nullptr) {
+    putText(name, front->serverName);
     return;
   }
-  SERVER server;
-  readServer(&server, front->SystemTable);
-  putText(name, server.Maker);
-  putText(name, *server.Maker != 0 && *server.Product != 0 ? " " : "");
-  putText(name, server.Product);
-  putText(name, *server.Serial != 0 ? ", serial number " : "");
-  putText(name, server.Serial);
+  Server server;
+  readServer(&server, front->systemTable);
+  putText(name, server.maker);
+  putText(name, *server.maker != 0 && *server.product != 0 ? " " : "");
+  putText(name, server.product);
+  putText(name, *server.serial != 0 ? ", serial number " : "");
+  putText(name, server.serial);
 }
+
+} // namespace xyl::client

@@ -4,90 +4,92 @@
 #include "base/text.h"
 #include "driver/request/request.h"
 
+namespace xyl::client {
+
 static const EFI_GUID g_xmlGuid = XML_PROTOCOL_GUID;
 
 // Why the bytes are no document that the driver could read, or null.
-static const CHAR8 *whyNoText(const DOCUMENT_TEXT &document) {
-  if (document.Size == 0) {
+static const CHAR8 *whyNoText(const DocumentText &document) {
+  if (document.size == 0) {
     return "the file is empty";
   }
-  UINT8 first = static_cast<UINT8>(document.Text[0]);
-  UINT8 second = static_cast<UINT8>(document.Text[1]);
+  UINT8 first = static_cast<UINT8>(document.text[0]);
+  UINT8 second = static_cast<UINT8>(document.text[1]);
   if ((first == 0xFF && second == 0xFE) || (first == 0xFE && second == 0xFF)) {
     return "the file is UTF-16; write documents with 'xyl get -o FILE' instead of '>'";
   }
-  if (textLength(document.Text) != document.Size) {
+  if (textLength(document.text) != document.size) {
     return "the file holds NUL bytes, so it is no XML document";
   }
   return nullptr;
 }
 
-void releaseDocument(DOCUMENT_TEXT *document) {
-  if (document->Text != nullptr) {
-    wipeBytes(document->Text, document->Size);
-    poolFree(document->Text);
+void releaseDocument(DocumentText *document) {
+  if (document->text != nullptr) {
+    wipeBytes(document->text, document->size);
+    poolFree(document->text);
   }
   *document = {};
 }
 
-XYL_RESULT readDocument(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_TEXT *document) {
+Result readDocument(const Context &context, const CHAR8 *file, DocumentText *document) {
   *document = {};
-  EFI_STATUS status = context.Front->ReadFile(context.Front, file, &document->Text, &document->Size);
+  EFI_STATUS status = context.front->readFile(context.front, file, &document->text, &document->size);
   if (EFI_ERROR(status)) {
-    complain(context.Front, "cannot read '%a': %a", file, statusWords(status));
-    document->Text = nullptr;
+    complain(context.front, "cannot read '%a': %a", file, statusWords(status));
+    document->text = nullptr;
     return status == EFI_NOT_FOUND ? notFound() : failed(status);
   }
   const CHAR8 *reason = whyNoText(*document);
   if (reason != nullptr) {
-    complain(context.Front, "cannot use '%a': %a", file, reason);
+    complain(context.front, "cannot use '%a': %a", file, reason);
     releaseDocument(document);
-    return failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
+    return failed(EFI_INVALID_PARAMETER, Reason::document);
   }
   return succeeded();
 }
 
-XYL_RESULT readInventory(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, DOCUMENT_TEXT *document) {
+Result readInventory(const Context &context, RAID_XYL_PROTOCOL *operations, DocumentText *document) {
   *document = {};
   RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
   RAID_XYL_BUFFER output = {};
   EFI_STATUS status = operations->Get_Live(operations, &parameter, &output);
   if (EFI_ERROR(status)) {
-    complain(context.Front, "the inventory cannot be read: %a", statusWords(status));
+    complain(context.front, "the inventory cannot be read: %a", statusWords(status));
     return failed(status);
   }
-  document->Text = static_cast<CHAR8 *>(output.Data);
-  document->Size = output.Size - 1;
+  document->text = static_cast<CHAR8 *>(output.Data);
+  document->size = output.Size - 1;
   return succeeded();
 }
 
-static XYL_RESULT findXmlService(const XYL_CONTEXT &context, XML_PROTOCOL **xml) {
+static Result findXmlService(const Context &context, XML_PROTOCOL **xml) {
   void *found = nullptr;
   EFI_STATUS status = g_bootServices->LocateProtocol(&g_xmlGuid, nullptr, &found);
   *xml = static_cast<XML_PROTOCOL *>(found);
   if (EFI_ERROR(status)) {
-    complain(context.Front, "there is no XML service; load XmlService.efi");
+    complain(context.front, "there is no XML service; load XmlService.efi");
     return failed(status);
   }
   return succeeded();
 }
 
-XYL_RESULT needXmlService(const XYL_CONTEXT &context) {
+Result needXmlService(const Context &context) {
   XML_PROTOCOL *xml = nullptr;
   return findXmlService(context, &xml);
 }
 
-XYL_RESULT parseTree(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, XML_NODE **root) {
+Result parseTree(const Context &context, const CHAR8 *name, const CHAR8 *text, XML_NODE **root) {
   *root = nullptr;
   XML_PROTOCOL *xml = nullptr;
-  XYL_RESULT result = findXmlService(context, &xml);
+  Result result = findXmlService(context, &xml);
   if (isFailure(result)) {
     return result;
   }
   EFI_STATUS status = xml->Parse(xml, text, root);
   if (*root == nullptr) {
-    complain(context.Front, "%a is not a well-formed XML document", name);
-    return failed(EFI_ERROR(status) ? status : EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
+    complain(context.front, "%a is not a well-formed XML document", name);
+    return failed(EFI_ERROR(status) ? status : EFI_INVALID_PARAMETER, Reason::document);
   }
   return succeeded();
 }
@@ -125,20 +127,20 @@ void freeTree(XML_NODE *root) {
   }
 }
 
-XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, RAID_CONFIG **config) {
+Result readConfiguration(const Context &context, const CHAR8 *name, const CHAR8 *text, RAID_CONFIG **config) {
   *config = nullptr;
   UINT32 count = 1;
-  EFI_STATUS status = ParseXMLBlob(text, config, &count);
+  EFI_STATUS status = driver::ParseXMLBlob(text, config, &count);
   if (!EFI_ERROR(status) && (*config == nullptr || (*config)->adapter == nullptr)) {
     status = EFI_INVALID_PARAMETER;
   }
   if (EFI_ERROR(status)) {
-    releaseConfig(*config);
+    driver::releaseConfig(*config);
     *config = nullptr;
-    const CHAR8 *element = g_unreadElement.Text;
-    complain(context.Front, "%a is no usable configuration: %a%a%a; 'xyl get -o FILE' writes one", name,
+    const CHAR8 *element = driver::g_unreadElement.text;
+    complain(context.front, "%a is no usable configuration: %a%a%a; 'xyl get -o FILE' writes one", name,
              statusWords(status), *element != 0 ? " at the element " : "", element);
-    return failed(status, XYL_REASON_DOCUMENT);
+    return failed(status, Reason::document);
   }
   return succeeded();
 }
@@ -175,10 +177,10 @@ const XML_NODE *adapterOf(const XML_NODE *root) {
   return childNamed(raidDataOf(root), "Adapter");
 }
 
-XYL_RESULT countMethods(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, UINT32 *count) {
+Result countMethods(const Context &context, const CHAR8 *name, const CHAR8 *text, UINT32 *count) {
   *count = 0;
   XML_NODE *root = nullptr;
-  XYL_RESULT result = parseTree(context, name, text, &root);
+  Result result = parseTree(context, name, text, &root);
   if (isFailure(result)) {
     return result;
   }
@@ -189,3 +191,5 @@ XYL_RESULT countMethods(const XYL_CONTEXT &context, const CHAR8 *name, const CHA
   freeTree(root);
   return succeeded();
 }
+
+} // namespace xyl::client

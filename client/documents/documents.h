@@ -7,32 +7,34 @@
 #include "raid_xyl.h"
 #include "xml_protocol.h"
 
+namespace xyl::client {
+
 // An 8-bit NUL-terminated text in pool memory; Size is its length without the NUL.
-struct DOCUMENT_TEXT {
-  CHAR8 *Text;
-  UINTN Size;
+struct DocumentText {
+  CHAR8 *text;
+  UINTN size;
 };
 
 // Reads a file. Refused with a message are unreadable files, empty ones and such that are no 8-bit text. The caller
 // gives the document to releaseDocument.
-XYL_RESULT readDocument(const XYL_CONTEXT &context, const CHAR8 *file, DOCUMENT_TEXT *document);
+Result readDocument(const Context &context, const CHAR8 *file, DocumentText *document);
 
 // Overwrites the text, in which passphrases may be, gives it back and empties *document.
-void releaseDocument(DOCUMENT_TEXT *document);
+void releaseDocument(DocumentText *document);
 
 // Fails with a message that says what to load when there is no XML service.
-XYL_RESULT needXmlService(const XYL_CONTEXT &context);
+Result needXmlService(const Context &context);
 
 // Asks the controller for its inventory document. Failures come with a message. The caller
 // gives the document to releaseDocument.
-XYL_RESULT readInventory(const XYL_CONTEXT &context, RAID_XYL_PROTOCOL *operations, DOCUMENT_TEXT *document);
+Result readInventory(const Context &context, RAID_XYL_PROTOCOL *operations, DocumentText *document);
 
 // Parses a configuration document that a message would call name; one without an adapter is refused. The caller gives
 // *config back with releaseConfig.
-XYL_RESULT readConfiguration(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, RAID_CONFIG **config);
+Result readConfiguration(const Context &context, const CHAR8 *name, const CHAR8 *text, RAID_CONFIG **config);
 
 // Parses a text that a message would call name. The caller releases *root with freeTree.
-XYL_RESULT parseTree(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, XML_NODE **root);
+Result parseTree(const Context &context, const CHAR8 *name, const CHAR8 *text, XML_NODE **root);
 // Overwrites the texts in the tree, which may be passphrases, and releases it. Takes null.
 void freeTree(XML_NODE *root);
 
@@ -50,24 +52,26 @@ const XML_NODE *raidDataOf(const XML_NODE *root);
 const XML_NODE *adapterOf(const XML_NODE *root);
 
 // Counts the methods of a change document.
-XYL_RESULT countMethods(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, UINT32 *count);
+Result countMethods(const Context &context, const CHAR8 *name, const CHAR8 *text, UINT32 *count);
 
 // Short lists of words in a fixed buffer.
-#define LIST_CAPACITY 256
+inline constexpr UINTN listCapacity = 256;
 
-struct WORD_LIST {
-  CHAR8 Text[LIST_CAPACITY]; // starts empty
+struct WordList {
+  CHAR8 text[listCapacity]; // starts empty
 };
 
 // Appends a text that is not empty, behind the separator when the list is not empty; what does not fit is cut.
-void append(WORD_LIST &list, const CHAR8 *separator, const CHAR8 *text);
-void appendNumber(WORD_LIST &list, const CHAR8 *separator, UINT64 number);
+void append(WordList &list, const CHAR8 *separator, const CHAR8 *text);
+void appendNumber(WordList &list, const CHAR8 *separator, UINT64 number);
 
 // Appends the texts of the node's children of that name.
-void appendChildren(WORD_LIST &list, const XML_NODE *node, const CHAR8 *name);
+void appendChildren(WordList &list, const XML_NODE *node, const CHAR8 *name);
 
 // As appendChildren, from the last to the first: documents list ids in the reverse of the controller's order.
-void appendReversed(WORD_LIST &list, const XML_NODE *node, const CHAR8 *name);
+void appendReversed(WordList &list, const XML_NODE *node, const CHAR8 *name);
 
 // "-" for an empty text.
 const CHAR8 *orNone(const CHAR8 *text);
+
+} // namespace xyl::client

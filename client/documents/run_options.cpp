@@ -3,17 +3,19 @@
 #include "base/pool.h"
 #include "base/text.h"
 
-#define OPTIONS_CAPACITY 256
+namespace xyl::client {
 
-CHAR8 *makeRunOptions(const RUN_OPTIONS &options) {
+constexpr UINTN optionsCapacity = 256;
+
+CHAR8 *makeRunOptions(const RunOptions &options) {
   const CHAR8 *parts[] = {"<RunMode><Mode>",
-                          options.Restore ? "Restore" : "Normal",
+                          options.restore ? "Restore" : "Normal",
                           "</Mode><StopOnError>",
-                          options.StopOnError ? "True" : "False",
+                          options.stopOnError ? "True" : "False",
                           "</StopOnError><Raid><PreserveVDConfig>",
-                          options.PreserveVd ? "True" : "False",
+                          options.preserveVd ? "True" : "False",
                           "</PreserveVDConfig></Raid></RunMode>"};
-  CHAR8 *text = poolNew<CHAR8>(OPTIONS_CAPACITY);
+  CHAR8 *text = poolNew<CHAR8>(optionsCapacity);
   if (text == nullptr) {
     return nullptr;
   }
@@ -24,3 +26,5 @@ CHAR8 *makeRunOptions(const RUN_OPTIONS &options) {
   }
   return text;
 }
+
+} // namespace xyl::client

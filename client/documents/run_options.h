@@ -3,11 +3,15 @@
 
 #include "uefi/types.h"
 
-struct RUN_OPTIONS {
-  bool Restore; // else a change or a part replacement
-  bool PreserveVd;
-  bool StopOnError;
+namespace xyl::client {
+
+struct RunOptions {
+  bool restore; // else a change or a part replacement
+  bool preserveVd;
+  bool stopOnError;
 };
 
 // The document in pool memory, or null without memory.
-CHAR8 *makeRunOptions(const RUN_OPTIONS &options);
+CHAR8 *makeRunOptions(const RunOptions &options);
+
+} // namespace xyl::client

@@ -1,9 +1,9 @@
 // The change document that a judgement comes to.
 #include "client/ensure/judge.h"
 
-namespace ensure {
+namespace xyl::client::ensure {
 
-static void putPolicy(CHANGE_WRITER *writer, const RAID_VD_RECORD &virtualDisk, UINT32 cache) {
+static void putPolicy(ChangeWriter *writer, const RAID_VD_RECORD &virtualDisk, UINT32 cache) {
   openMethod(writer, "Change", "Virtual Disk");
   putElement(writer, "OID", virtualDisk.ObjectID);
   openObject(writer, "VD", "Virtual Disk");
@@ -12,7 +12,7 @@ static void putPolicy(CHANGE_WRITER *writer, const RAID_VD_RECORD &virtualDisk, 
 }
 
 // In one method: what is left may get other ids when one is gone.
-static void putDeletions(const RAID_CONFIG &config, const Judgement &judgement, CHANGE_WRITER *writer) {
+static void putDeletions(const RAID_CONFIG &config, const Judgement &judgement, ChangeWriter *writer) {
   if (!judgement.destroys()) {
     return;
   }
@@ -31,31 +31,31 @@ static bool isNew(const VirtualDiskVerdict &verdict) {
 }
 
 static void putCreation(const RAID_CONFIG &config, const VirtualDiskVerdict &verdict, UINT32 number,
-                        CHANGE_WRITER *writer) {
+                        ChangeWriter *writer) {
   putCreate(writer, config,
-            {.Name = verdict.wish->name,
-             .Reference = NEW_VIRTUAL_DISK + number,
-             .Level = verdict.wish->level,
-             .Size = verdict.size,
-             .Stripe = verdict.wish->stripe,
-             .Cache = verdict.cache,
-             .Members = verdict.members.items,
-             .MemberCount = verdict.members.count});
+            {.name = verdict.wish->name,
+             .reference = newVirtualDisk + number,
+             .level = verdict.wish->level,
+             .size = verdict.size,
+             .stripe = verdict.wish->stripe,
+             .cache = verdict.cache,
+             .members = verdict.members.items,
+             .memberCount = verdict.members.count});
 }
 
-static void putSpare(const RAID_CONFIG &config, const Judgement &judgement, SpareVerdict spare, CHANGE_WRITER *writer) {
-  CHOICE disk = {&spare.disk, 1};
-  if (spare.virtualDisk == ID_NONE) {
+static void putSpare(const RAID_CONFIG &config, const Judgement &judgement, SpareVerdict spare, ChangeWriter *writer) {
+  Choice disk = {&spare.disk, 1};
+  if (spare.virtualDisk == records::noId) {
     putSpareChange(writer, config,
                    {spare.frees ? RAID_HOTSPARE_NONE : RAID_HOTSPARE_GLOBAL, &disk, /* VirtualDisks= */ nullptr, 0});
     return;
   }
   const VirtualDiskVerdict &verdict = judgement.virtualDisks.items[spare.virtualDisk];
-  UINT32 id = isNew(verdict) ? NEW_VIRTUAL_DISK + spare.virtualDisk : config.logicalDisks[verdict.place].ObjectID;
+  UINT32 id = isNew(verdict) ? newVirtualDisk + spare.virtualDisk : config.logicalDisks[verdict.place].ObjectID;
   putSpareChange(writer, config, {RAID_HOTSPARE_DEDICATED, &disk, &id, 1});
 }
 
-static void putSpares(const RAID_CONFIG &config, const Judgement &judgement, bool frees, CHANGE_WRITER *writer) {
+static void putSpares(const RAID_CONFIG &config, const Judgement &judgement, bool frees, ChangeWriter *writer) {
   for (UINT32 i = 0; i < judgement.spares.count; ++i) {
     if (judgement.spares.items[i].frees == frees) {
       putSpare(config, judgement, judgement.spares.items[i], writer);
@@ -63,7 +63,7 @@ static void putSpares(const RAID_CONFIG &config, const Judgement &judgement, boo
   }
 }
 
-UINT32 writeChanges(const RAID_CONFIG &config, const Judgement &judgement, CHANGE_WRITER *writer) {
+UINT32 writeChanges(const RAID_CONFIG &config, const Judgement &judgement, ChangeWriter *writer) {
   UINT32 methods = judgement.spares.count + (judgement.destroys() ? 1 : 0) + (judgement.settings.count != 0 ? 1 : 0);
   for (UINT32 i = 0; i < judgement.virtualDisks.count; ++i) {
     const VirtualDiskVerdict &verdict = judgement.virtualDisks.items[i];
@@ -87,4 +87,4 @@ UINT32 writeChanges(const RAID_CONFIG &config, const Judgement &judgement, CHANG
   return methods;
 }
 
-} // namespace ensure
+} // namespace xyl::client::ensure

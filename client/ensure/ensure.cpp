@@ -8,7 +8,7 @@
 #include "client/ensure/tell.h"
 #include "driver/request/request.h"
 
-namespace ensure {
+namespace xyl::client::ensure {
 
 namespace {
 
@@ -17,15 +17,15 @@ struct Finding {
   Finding() = default;
   Finding(const Finding &) = delete;
   Finding &operator=(const Finding &) = delete;
-  ~Finding() { releaseConfig(config); }
+  ~Finding() { driver::releaseConfig(config); }
 
   RAID_CONFIG *config = nullptr;
   Judgement judgement; // goes first
 };
 
 struct Run {
-  const XYL_CONTEXT &context;
-  CONTROLLER controller;
+  const Context &context;
+  Controller controller;
   const CHAR8 *file; // of the layout
   Layout layout;
 };
@@ -35,45 +35,45 @@ struct Run {
 static constexpr const CHAR8 *g_what = "change to the layout";
 
 static bool isJson(const Run &run) {
-  return hasOption(run.context, XYL_OPTION_JSON);
+  return hasOption(run.context, optionJson);
 }
 
 // --- What is so, and what should be ---
 
-static XYL_RESULT find(const Run &run, Finding *finding) {
-  DOCUMENT_TEXT inventory;
+static Result find(const Run &run, Finding *finding) {
+  DocumentText inventory;
   bool isWhole = true;
-  XYL_RESULT result = readToldInventory(run.context, run.controller, &inventory, &isWhole);
+  Result result = readToldInventory(run.context, run.controller, &inventory, &isWhole);
   if (isFailure(result)) {
     return result;
   }
-  result = readConfiguration(run.context, "the inventory", inventory.Text, &finding->config);
+  result = readConfiguration(run.context, "the inventory", inventory.text, &finding->config);
   releaseDocument(&inventory);
   if (isFailure(result)) {
     return result;
   }
-  bool isOnDisks = machineDisksOf(run.controller.Handle) != nullptr;
+  bool isOnDisks = machineDisksOf(run.controller.handle) != nullptr;
   EFI_STATUS status = judge(*finding->config, isOnDisks, run.layout, &finding->judgement);
   if (EFI_ERROR(status)) {
-    complain(run.context.Front, "there is not enough memory");
+    complain(run.context.front, "there is not enough memory");
     return failed(status);
   }
   return succeeded();
 }
 
 static void tellPlan(const Run &run, const Finding &finding) {
-  const XYL_FRONT *front = run.context.Front;
+  const Front *front = run.context.front;
   if (isJson(run)) {
-    JSON json = {};
-    json.Front = front;
+    Json json = {};
+    json.front = front;
     jsonObject(&json, nullptr);
-    writeIdentity(&json, run.controller.Identity);
+    writeIdentity(&json, run.controller.identity);
     writeJudgement(&json, *finding.config, finding.judgement);
     jsonEnd(&json);
     return;
   }
   say(front, "Controller: ");
-  sayIdentity(front, run.controller.Identity);
+  sayIdentity(front, run.controller.identity);
   say(front, "\n");
   sayJudgement(front, *finding.config, finding.judgement, Lines::all);
   if (!finding.judgement.changes() && !finding.judgement.isRefused()) {
@@ -81,19 +81,19 @@ static void tellPlan(const Run &run, const Finding &finding) {
   }
 }
 
-static XYL_RESULT refuse(const Run &run, const Finding &finding) {
-  if (!hasOption(run.context, XYL_OPTION_SHOW)) {
+static Result refuse(const Run &run, const Finding &finding) {
+  if (!hasOption(run.context, optionShow)) {
     tellPlan(run, finding);
   }
   const Judgement &judgement = finding.judgement;
-  TEXT line = {};
+  Text line = {};
   putText(&line, textOf(judgement.refusals.items[0]));
   if (judgement.refusals.count > 1) {
     putText(&line, "; there is more, ");
     putNumber(&line, judgement.refusals.count);
     putText(&line, " in all");
   }
-  complain(run.context.Front, "'%a' cannot be: %a. Nothing was changed", run.file, textOf(line));
+  complain(run.context.front, "'%a' cannot be: %a. Nothing was changed", run.file, textOf(line));
   freeText(&line);
   return failed(EFI_INVALID_PARAMETER);
 }
@@ -101,39 +101,39 @@ static XYL_RESULT refuse(const Run &run, const Finding &finding) {
 // --- The change ---
 
 // Writes the change document; *methods counts what is in it.
-static XYL_RESULT writeDocument(const Run &run, const Finding &finding, DOCUMENT_TEXT *document, UINT32 *methods) {
-  CHANGE_WRITER writer = {};
+static Result writeDocument(const Run &run, const Finding &finding, DocumentText *document, UINT32 *methods) {
+  ChangeWriter writer = {};
   *methods = writeChanges(*finding.config, finding.judgement, &writer);
   closeDocument(&writer);
-  if (writer.Text.Failed) {
-    freeText(&writer.Text);
-    complain(run.context.Front, "there is not enough memory");
+  if (writer.text.failed) {
+    freeText(&writer.text);
+    complain(run.context.front, "there is not enough memory");
     return failed(EFI_OUT_OF_RESOURCES);
   }
-  *document = {writer.Text.Chars, writer.Text.Length};
+  *document = {writer.text.chars, writer.text.length};
   return succeeded();
 }
 
-static XYL_RESULT show(const Run &run, const Finding &finding) {
+static Result show(const Run &run, const Finding &finding) {
   if (!finding.judgement.changes()) {
-    say(run.context.Front, "<raidData/>\n");
+    say(run.context.front, "<raidData/>\n");
     return succeeded();
   }
-  DOCUMENT_TEXT document = {};
+  DocumentText document = {};
   UINT32 methods = 0;
-  XYL_RESULT result = writeDocument(run, finding, &document, &methods);
+  Result result = writeDocument(run, finding, &document, &methods);
   if (!isFailure(result)) {
-    sayDocument(run.context.Front, document.Text, document.Size);
+    sayDocument(run.context.front, document.text, document.size);
   }
   releaseDocument(&document);
   return result;
 }
 
 // Reads the controller again, and says what is still not as the layout says; *isLeft tells.
-static XYL_RESULT readBack(const Run &run, JSON *json, bool *isLeft) {
+static Result readBack(const Run &run, Json *json, bool *isLeft) {
   *isLeft = true;
   Finding now;
-  XYL_RESULT result = find(run, &now);
+  Result result = find(run, &now);
   if (isFailure(result)) {
     return result;
   }
@@ -141,31 +141,31 @@ static XYL_RESULT readBack(const Run &run, JSON *json, bool *isLeft) {
   if (isJson(run)) {
     writeOpen(json, "left", *now.config, now.judgement);
   } else if (*isLeft) {
-    say(run.context.Front, "Not as '%a' says:\n", run.file);
-    sayJudgement(run.context.Front, *now.config, now.judgement, Lines::open);
+    say(run.context.front, "Not as '%a' says:\n", run.file);
+    sayJudgement(run.context.front, *now.config, now.judgement, Lines::open);
   } else {
-    say(run.context.Front, "the controller is as '%a' says\n", run.file);
+    say(run.context.front, "the controller is as '%a' says\n", run.file);
   }
   return succeeded();
 }
 
-static XYL_RESULT sendChange(const Run &run, const Finding &finding, CHANGE *change) {
-  CHANGED changed;
-  XYL_RESULT read = callSetLive(run.context, run.controller, change, &changed);
-  JSON json = {};
+static Result sendChange(const Run &run, const Finding &finding, Change *change) {
+  Changed changed;
+  Result read = callSetLive(run.context, run.controller, change, &changed);
+  Json json = {};
   tellSteps(run.context, run.controller, &json, &changed);
   if (isJson(run)) {
     writeJudgement(&json, *finding.config, finding.judgement);
   }
   bool isLeft = true;
-  XYL_RESULT back = readBack(run, &json, &isLeft);
+  Result back = readBack(run, &json, &isLeft);
   if (isJson(run)) {
     jsonEnd(&json);
   }
-  XYL_RESULT result = tellOutcome(run.context, run.controller, change, changed, {/* Failures= */ 0, isLeft});
+  Result result = tellOutcome(run.context, run.controller, change, changed, {/* Failures= */ 0, isLeft});
   freeChanged(&changed);
   if (!isFailure(result) && !isFailure(back) && isLeft) {
-    complain(run.context.Front, "all steps are done, and the controller is not as '%a' says", run.file);
+    complain(run.context.front, "all steps are done, and the controller is not as '%a' says", run.file);
     return failed(EFI_DEVICE_ERROR);
   }
   result = isFailure(result) ? result : back;
@@ -173,21 +173,21 @@ static XYL_RESULT sendChange(const Run &run, const Finding &finding, CHANGE *cha
 }
 
 // The answer may have taken long: it holds for what was shown alone.
-static XYL_RESULT checkUnchanged(const Run &run, const Finding &finding) {
+static Result checkUnchanged(const Run &run, const Finding &finding) {
   Finding now;
-  XYL_RESULT result = find(run, &now);
+  Result result = find(run, &now);
   if (isFailure(result)) {
     return result;
   }
-  TEXT shown = {};
-  TEXT lines = {};
+  Text shown = {};
+  Text lines = {};
   putJudgement(&shown, *finding.config, finding.judgement);
   putJudgement(&lines, *now.config, now.judgement);
-  if (shown.Failed || lines.Failed) {
-    complain(run.context.Front, "there is not enough memory");
+  if (shown.failed || lines.failed) {
+    complain(run.context.front, "there is not enough memory");
     result = failed(EFI_OUT_OF_RESOURCES);
   } else if (!textEqual(textOf(shown), textOf(lines))) {
-    complain(run.context.Front, "the controller changed meanwhile, and other things would be done than were shown; "
+    complain(run.context.front, "the controller changed meanwhile, and other things would be done than were shown; "
                                 "look at the plan again. Nothing was changed");
     result = failed(EFI_ABORTED);
   }
@@ -196,9 +196,9 @@ static XYL_RESULT checkUnchanged(const Run &run, const Finding &finding) {
   return result;
 }
 
-static XYL_RESULT askAboutLosses(const Run &run, const Finding &finding) {
-  XYL_RESULT result = askToGoOn(run.context, run.controller.Identity, g_what);
-  bool isAnswered = !isFailure(result) && !hasOption(run.context, XYL_OPTION_YES);
+static Result askAboutLosses(const Run &run, const Finding &finding) {
+  Result result = askToGoOn(run.context, run.controller.identity, g_what);
+  bool isAnswered = !isFailure(result) && !hasOption(run.context, optionYes);
   return isAnswered ? checkUnchanged(run, finding) : result;
 }
 
@@ -212,14 +212,14 @@ static UINTN logRoom(const Finding &finding, UINTN document) {
   return room;
 }
 
-static XYL_RESULT change(const Run &run, const Finding &finding) {
-  CHANGE change = {};
-  change.What = g_what;
-  change.Options.PreserveVd = true;
-  XYL_RESULT result = writeDocument(run, finding, &change.Request, &change.Steps);
+static Result change(const Run &run, const Finding &finding) {
+  Change change = {};
+  change.what = g_what;
+  change.options.preserveVd = true;
+  Result result = writeDocument(run, finding, &change.request, &change.steps);
   if (!isFailure(result)) {
-    result = openOutput(run.context, run.context.Request->Options[XYL_OPTION_LOG_FILE],
-                        logRoom(finding, change.Request.Size), &change.LogFile);
+    result = openOutput(run.context, run.context.request->options[optionLogFile], logRoom(finding, change.request.size),
+                        &change.logFile);
   }
   if (!isFailure(result) && !isJson(run)) {
     tellPlan(run, finding);
@@ -236,19 +236,19 @@ static XYL_RESULT change(const Run &run, const Finding &finding) {
 
 // --- All of it ---
 
-static XYL_RESULT runOn(const Run &run) {
+static Result runOn(const Run &run) {
   Finding finding;
-  XYL_RESULT result = find(run, &finding);
+  Result result = find(run, &finding);
   if (isFailure(result)) {
     return result;
   }
   if (finding.judgement.isRefused()) {
     return refuse(run, finding);
   }
-  if (hasOption(run.context, XYL_OPTION_SHOW)) {
+  if (hasOption(run.context, optionShow)) {
     return show(run, finding);
   }
-  bool isPlan = hasOption(run.context, XYL_OPTION_PLAN);
+  bool isPlan = hasOption(run.context, optionPlan);
   if (isPlan || !finding.judgement.changes()) {
     tellPlan(run, finding);
     return finding.judgement.changes() ? different() : succeeded();
@@ -257,48 +257,46 @@ static XYL_RESULT runOn(const Run &run) {
 }
 
 // The text of the layout: of the file that is named, or what the front makes of the one behind --from.
-static XYL_RESULT readText(const XYL_CONTEXT &context, const CHAR8 **file, DOCUMENT_TEXT *document) {
-  const CHAR8 *from = context.Request->Options[XYL_OPTION_FROM];
-  if ((from != nullptr) == (context.Request->OperandCount != 0)) {
-    complain(context.Front, context.Front->TranslateLayout != nullptr ? "give a layout, as LAYOUT.xml or as --from FILE"
+static Result readText(const Context &context, const CHAR8 **file, DocumentText *document) {
+  const CHAR8 *from = context.request->options[optionFrom];
+  if ((from != nullptr) == (context.request->operandCount != 0)) {
+    complain(context.front, context.front->translateLayout != nullptr ? "give a layout, as LAYOUT.xml or as --from FILE"
                                                                       : "give a layout, as LAYOUT.xml");
     return wrongUsage();
   }
   if (from == nullptr) {
-    *file = context.Request->Operands[0];
+    *file = context.request->operands[0];
     return readDocument(context, *file, document);
   }
   *file = from;
-  XYL_RESULT result = context.Front->TranslateLayout(context.Front, from, &document->Text);
-  document->Size = isFailure(result) ? 0 : textLength(document->Text);
+  Result result = context.front->translateLayout(context.front, from, &document->text);
+  document->size = isFailure(result) ? 0 : textLength(document->text);
   return result;
 }
 
 // Of the options that show instead of changing there may be one.
-static XYL_RESULT checkShown(const XYL_CONTEXT &context) {
-  static constexpr XYL_OPTION_ID shown[] = {XYL_OPTION_PLAN, XYL_OPTION_SHOW, XYL_OPTION_SHOW_LAYOUT};
+static Result checkShown(const Context &context) {
+  static constexpr OptionId shown[] = {optionPlan, optionShow, optionShowLayout};
   const CHAR8 *other = nullptr;
-  for (XYL_OPTION_ID id : shown) {
+  for (OptionId id : shown) {
     if (hasOption(context, id) && other != nullptr) {
-      complain(context.Front, "%a and %a exclude each other; give one of them", other, g_xylOptions[id].Long);
+      complain(context.front, "%a and %a exclude each other; give one of them", other, g_xylOptions[id].longName);
       return wrongUsage();
     }
-    other = hasOption(context, id) ? g_xylOptions[id].Long : other;
+    other = hasOption(context, id) ? g_xylOptions[id].longName : other;
   }
   return succeeded();
 }
 
-} // namespace ensure
-
-XYL_NEED needOfEnsure(const XYL_REQUEST &request) {
-  return request.Options[XYL_OPTION_SHOW_LAYOUT] != nullptr ? XYL_NEED_NOTHING : XYL_NEED_TO_READ;
+Need needOfEnsure(const Request &request) {
+  return request.options[optionShowLayout] != nullptr ? Need::nothing : Need::toRead;
 }
 
-XYL_RESULT runEnsure(const XYL_CONTEXT &context) {
+Result runEnsure(const Context &context) {
   ensure::Run run = {context, {}, nullptr, {}};
-  DOCUMENT_TEXT document = {};
-  bool isShown = hasOption(context, XYL_OPTION_SHOW_LAYOUT);
-  XYL_RESULT result = ensure::checkShown(context);
+  DocumentText document = {};
+  bool isShown = hasOption(context, optionShowLayout);
+  Result result = ensure::checkShown(context);
   if (!isFailure(result)) {
     result = ensure::readText(context, &run.file, &document);
   }
@@ -306,11 +304,13 @@ XYL_RESULT runEnsure(const XYL_CONTEXT &context) {
     result = openController(context, &run.controller);
   }
   if (!isFailure(result)) {
-    result = ensure::readLayout(context, run.file, document.Text, &run.layout);
+    result = ensure::readLayout(context, run.file, document.text, &run.layout);
   }
   if (!isFailure(result) && isShown) {
-    sayDocument(context.Front, document.Text, document.Size);
+    sayDocument(context.front, document.text, document.size);
   }
   releaseDocument(&document);
   return isFailure(result) || isShown ? result : ensure::runOn(run);
 }
+
+} // namespace xyl::client::ensure

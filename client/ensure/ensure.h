@@ -3,5 +3,9 @@
 
 #include "client/command_line/command_line.h"
 
-XYL_NEED needOfEnsure(const XYL_REQUEST &request);
-XYL_RESULT runEnsure(const XYL_CONTEXT &context);
+namespace xyl::client::ensure {
+
+Need needOfEnsure(const Request &request);
+Result runEnsure(const Context &context);
+
+} // namespace xyl::client::ensure

@@ -4,7 +4,7 @@
 #include "client/ensure/work.h"
 #include "driver/xml/xml.h"
 
-namespace ensure {
+namespace xyl::client::ensure {
 
 // --- Judgements ---
 
@@ -67,16 +67,16 @@ static void judgeCache(Work *work, VirtualDiskVerdict *verdict) {
   UINT32 available = level != nullptr ? level->AvailableCachePolicy : virtualDisk.RAIDLevelDesc.AvailableCachePolicy;
   UINT32 now = virtualDisk.CurrentCachePolicy;
   UINT32 taken = 0;
-  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
-    const FIELD_ROW &row = g_cachePolicyGroups.Rows[i];
-    UINT32 wanted = wish.cache & row.Mask;
-    if (wanted == 0 || wanted == (now & row.Mask)) {
+  for (UINT32 i = 0; i < driver::g_cachePolicyGroups.rowCount; ++i) {
+    const driver::FieldRow &row = driver::g_cachePolicyGroups.rows[i];
+    UINT32 wanted = wish.cache & row.mask;
+    if (wanted == 0 || wanted == (now & row.mask)) {
       continue;
     }
     bool isThere = (wanted & ~available) == 0;
     taken |= isThere ? wanted : 0;
-    put(nextReason(&verdict->why), GetNameFromValue(now & row.Mask, row.Names), isThere ? " becomes " : " cannot be ",
-        GetNameFromValue(wanted, row.Names));
+    put(nextReason(&verdict->why), driver::GetNameFromValue(now & row.mask, row.names),
+        isThere ? " becomes " : " cannot be ", driver::GetNameFromValue(wanted, row.names));
     if (!isThere && wish.differs != Differs::keep) {
       verdict->fate = Fate::refuse;
     }
@@ -97,7 +97,7 @@ static bool isForeign(const RAID_VD_RECORD &virtualDisk) {
 static void judgeThere(Work *work, VirtualDiskVerdict *verdict) {
   const RAID_VD_RECORD &virtualDisk = work->config.logicalDisks[verdict->place];
   putDifferences(*work, *verdict->wish, virtualDisk, &verdict->why);
-  Differs differs = verdict->why.Length != 0 ? verdict->wish->differs : Differs::keep;
+  Differs differs = verdict->why.length != 0 ? verdict->wish->differs : Differs::keep;
   if (differs == Differs::refuse || (differs == Differs::recreate && isForeign(virtualDisk))) {
     refuse(work, verdict);
   } else if (differs == Differs::recreate) {
@@ -112,7 +112,7 @@ static void judgeThere(Work *work, VirtualDiskVerdict *verdict) {
 static void judgeWish(Work *work, const VirtualDiskWish &wish, bool *named, VirtualDiskVerdict *verdict) {
   *verdict = {};
   verdict->wish = &wish;
-  verdict->place = ID_NONE;
+  verdict->place = records::noId;
   verdict->fate = Fate::create;
   UINT32 count = 0;
   for (UINT32 i = 0; i < work->config.logicalDiskCount; ++i) {
@@ -149,29 +149,29 @@ struct Counts {
   UINT32 lost; // one that is not listed
 };
 
-static Counts countVirtualDisks(const RAID_PD_RECORD &disk, const ID_INDEX &index, const bool *isGone) {
-  Counts counts = {0, 0, ID_NONE};
+static Counts countVirtualDisks(const RAID_PD_RECORD &disk, const records::IdIndex &index, const bool *isGone) {
+  Counts counts = {0, 0, records::noId};
   const UINT32 *ids = disk.VDs;
   for (UINT32 i = 0; ids != nullptr && i < disk.VDCount; ++i) {
-    UINT32 place = findId(index, ids[i]);
-    bool goes = place != ID_NONE && isGone[place];
+    UINT32 place = records::findId(index, ids[i]);
+    bool goes = place != records::noId && isGone[place];
     counts.gone += goes ? 1 : 0;
     counts.left += goes ? 0 : 1;
-    counts.lost = place == ID_NONE ? ids[i] : counts.lost;
+    counts.lost = place == records::noId ? ids[i] : counts.lost;
   }
   return counts;
 }
 
 // Of isGone, which is of the controller's virtual disks, nothing is set before.
 static void freeDisks(Work *work, bool *isGone) {
-  const POOL_ARRAY<VirtualDiskVerdict> &verdicts = work->judgement->virtualDisks;
+  const PoolArray<VirtualDiskVerdict> &verdicts = work->judgement->virtualDisks;
   for (UINT32 i = 0; i < verdicts.count; ++i) {
     if (isDestroyed(verdicts.items[i])) {
       isGone[verdicts.items[i].place] = true;
     }
   }
-  ID_INDEX index = {};
-  indexRecords(&index, work->config.logicalDisks, work->config.logicalDiskCount);
+  records::IdIndex index = {};
+  records::indexRecords(&index, work->config.logicalDisks, work->config.logicalDiskCount);
   bool isWhole = true;
   for (UINT32 i = 0; i < work->config.physicalDiskCount; ++i) {
     RAID_PD_RECORD *disk = &work->disks[i];
@@ -179,19 +179,19 @@ static void freeDisks(Work *work, bool *isGone) {
     if (counts.gone != 0 && counts.left == 0) {
       setFree(disk);
     }
-    if (counts.lost != ID_NONE && isWhole) {
+    if (counts.lost != records::noId && isWhole) {
       put(refusal(work, "the controller", ""), "disk ", disk->ObjectID, " belongs to virtual disk ", counts.lost,
           ", which it does not tell of");
       isWhole = false;
     }
   }
-  freeIds(&index);
+  records::freeIds(&index);
 }
 
 // --- What is new ---
 
 static void judgeNew(Work *work) {
-  const POOL_ARRAY<VirtualDiskVerdict> &verdicts = work->judgement->virtualDisks;
+  const PoolArray<VirtualDiskVerdict> &verdicts = work->judgement->virtualDisks;
   UINT32 total = work->config.logicalDiskCount;
   for (UINT32 i = 0; i < verdicts.count; ++i) {
     total -= isDestroyed(verdicts.items[i]) ? 1 : 0;
@@ -224,34 +224,34 @@ static SettingVerdict *addSetting(Work *work, const CHAR8 *element) {
   return setting;
 }
 
-template <UINTN COUNT> static void putShort(CHAR8 (&to)[COUNT], const CHAR8 *from) {
-  UINTN length = textLength(from) < COUNT ? textLength(from) : COUNT - 1;
+template <UINTN count> static void putShort(CHAR8 (&to)[count], const CHAR8 *from) {
+  UINTN length = textLength(from) < count ? textLength(from) : count - 1;
   copyBytes(to, from, length);
   to[length] = 0;
 }
 
-static const CHAR8 *modeName(const FIELD_ROW &row, UINT64 bits) {
-  if (row.Format == FORMAT_MARK) {
+static const CHAR8 *modeName(const driver::FieldRow &row, UINT64 bits) {
+  if (row.format == driver::FieldFormat::mark) {
     return bits != 0 ? "True" : "False";
   }
-  return GetNameFromValue(bits, row.Names);
+  return driver::GetNameFromValue(bits, row.names);
 }
 
 static void judgeMode(Work *work, UINT32 number) {
-  const FIELD_ROW &row = g_adapterFields.Rows[number];
-  SETTINGS *settings = &work->judgement->adapter;
-  UINT64 word = fieldLoad(&settings->Adapter, row.Place);
-  UINT64 wanted = fieldLoad(&work->layout.adapter, row.Place) & row.Mask;
-  if (!hasMode(settings->Adapter, row)) {
-    put(refusal(work, row.Element, ""), "the adapter does not have this mode");
-  } else if ((word & row.Mask) != wanted) {
-    SettingVerdict *setting = addSetting(work, row.Element);
+  const driver::FieldRow &row = driver::g_adapterFields.rows[number];
+  Settings *settings = &work->judgement->adapter;
+  UINT64 word = driver::fieldLoad(&settings->adapter, row.place);
+  UINT64 wanted = driver::fieldLoad(&work->layout.adapter, row.place) & row.mask;
+  if (!hasMode(settings->adapter, row)) {
+    put(refusal(work, row.element, ""), "the adapter does not have this mode");
+  } else if ((word & row.mask) != wanted) {
+    SettingVerdict *setting = addSetting(work, row.element);
     if (setting != nullptr) {
-      putShort(setting->current, modeName(row, word & row.Mask));
+      putShort(setting->current, modeName(row, word & row.mask));
       putShort(setting->wanted, modeName(row, wanted));
     }
-    fieldStore(&settings->Adapter, row.Place, (word & ~UINT64{row.Mask}) | wanted);
-    settings->Rows |= 1ULL << number;
+    driver::fieldStore(&settings->adapter, row.place, (word & ~UINT64{row.mask}) | wanted);
+    settings->rows |= 1ULL << number;
   }
 }
 
@@ -271,13 +271,13 @@ static UINT32 findRate(const RAID_ADAPTER_RECORD &adapter, const CHAR8 *name) {
 }
 
 static void judgeRate(Work *work, const RateWish &wish) {
-  SETTINGS *settings = &work->judgement->adapter;
-  UINT32 slot = findRate(settings->Adapter, wish.name);
+  Settings *settings = &work->judgement->adapter;
+  UINT32 slot = findRate(settings->adapter, wish.name);
   if (slot == RAID_RATE_COUNT) {
     put(refusal(work, "rate ", wish.name), "the adapter does not have it");
     return;
   }
-  RAID_RATE *rate = &settings->Adapter.Rates[slot];
+  RAID_RATE *rate = &settings->adapter.Rates[slot];
   UINT32 now = static_cast<UINT32>(rate->EditableValue) >> RAID_RATE_VALUE_SHIFT;
   if (now == wish.percent) {
     return;
@@ -293,12 +293,12 @@ static void judgeRate(Work *work, const RateWish &wish) {
     formatDecimal(setting->wanted, wish.percent);
   }
   rate->EditableValue = static_cast<UINT8>(UINT32{wish.percent} << RAID_RATE_VALUE_SHIFT | RAID_RATE_EDITABLE);
-  settings->Rates |= 1U << slot;
+  settings->rates |= 1U << slot;
 }
 
 static void judgeSettings(Work *work) {
-  copyBytes(&work->judgement->adapter.Adapter, work->config.adapter, sizeof(RAID_ADAPTER_RECORD));
-  for (UINT32 i = 0; i < g_adapterFields.RowCount; ++i) {
+  copyBytes(&work->judgement->adapter.adapter, work->config.adapter, sizeof(RAID_ADAPTER_RECORD));
+  for (UINT32 i = 0; i < driver::g_adapterFields.rowCount; ++i) {
     if ((work->layout.modes >> i & 1) != 0) {
       judgeMode(work, i);
     }
@@ -312,7 +312,7 @@ static void judgeSettings(Work *work) {
 
 // marks has room for two of each of the controller's virtual disks.
 static void judgeAll(Work *work, bool *marks) {
-  POOL_ARRAY<VirtualDiskVerdict> *verdicts = &work->judgement->virtualDisks;
+  PoolArray<VirtualDiskVerdict> *verdicts = &work->judgement->virtualDisks;
   for (UINT32 i = 0; i < work->layout.virtualDisks.count; ++i) {
     judgeWish(work, work->layout.virtualDisks.items[i], marks, &verdicts->items[verdicts->count++]);
   }
@@ -325,10 +325,10 @@ static void judgeAll(Work *work, bool *marks) {
   chooseSpares(work);
   judgeSettings(work);
   for (UINT32 i = 0; i < verdicts->count; ++i) {
-    work->failed = work->failed || verdicts->items[i].why.Failed;
+    work->failed = work->failed || verdicts->items[i].why.failed;
   }
   for (UINT32 i = 0; i < work->judgement->refusals.count; ++i) {
-    work->failed = work->failed || work->judgement->refusals.items[i].Failed;
+    work->failed = work->failed || work->judgement->refusals.items[i].failed;
   }
 }
 
@@ -341,16 +341,16 @@ EFI_STATUS judge(const RAID_CONFIG &config, bool isOnDisks, const Layout &layout
     if (config.physicalDiskCount != 0) {
       copyBytes(work.disks, config.physicalDisks, config.physicalDiskCount * sizeof(RAID_PD_RECORD));
     }
-    indexRecords(&work.diskIndex, work.disks, config.physicalDiskCount);
+    records::indexRecords(&work.diskIndex, work.disks, config.physicalDiskCount);
     judgeAll(&work, marks);
   } else {
     work.failed = true;
   }
   freeText(&work.lost);
-  freeIds(&work.diskIndex);
+  records::freeIds(&work.diskIndex);
   poolFree(marks);
   poolFree(work.disks);
   return work.failed ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
 }
 
-} // namespace ensure
+} // namespace xyl::client::ensure

@@ -5,7 +5,7 @@
 #include "client/output/output.h"
 #include "client/verbs/methods.h"
 
-namespace ensure {
+namespace xyl::client::ensure {
 
 // What becomes of a virtual disk.
 enum class Fate : UINT8 {
@@ -25,18 +25,18 @@ const CHAR8 *fateName(Fate fate);
 // A virtual disk that the layout names, or that is on the controller.
 struct VirtualDiskVerdict {
   const VirtualDiskWish *wish; // the layout's; null: it does not name it
-  UINT32 place;                // among the controller's virtual disks; ID_NONE: it is not there
+  UINT32 place;                // among the controller's virtual disks; noId: it is not there
   Fate fate;
-  TEXT why;                   // what differs, changes or is in the way; often nothing
-  UINT32 cache;               // the whole policy that it gets, if it is created or changed; 0: the controller's default
-  UINT64 size;                // of a new one, as asked for; 0: all
-  POOL_ARRAY<UINT32> members; // of a new one; places among the controller's disks, none for fewer than it needs
+  Text why;                  // what differs, changes or is in the way; often nothing
+  UINT32 cache;              // the whole policy that it gets, if it is created or changed; 0: the controller's default
+  UINT64 size;               // of a new one, as asked for; 0: all
+  PoolArray<UINT32> members; // of a new one; places among the controller's disks, none for fewer than it needs
 };
 
 // A disk that becomes a hot spare, or none any more.
 struct SpareVerdict {
   UINT32 disk;        // its place among the controller's
-  UINT32 virtualDisk; // the verdict of the one that it stands by for; ID_NONE: all
+  UINT32 virtualDisk; // the verdict of the one that it stands by for; noId: all
   bool frees;         // it was one for all, and is free then
 };
 
@@ -54,11 +54,11 @@ struct Judgement {
   Judgement &operator=(const Judgement &) = delete;
   ~Judgement();
 
-  POOL_ARRAY<VirtualDiskVerdict> virtualDisks = {}; // those of the layout in its order, then the others
-  POOL_ARRAY<SpareVerdict> spares = {};             // those that are freed first
-  POOL_ARRAY<SettingVerdict> settings = {};         // those that change
-  SETTINGS adapter = {};                            // the same, as the change is sent
-  POOL_ARRAY<TEXT> refusals = {};                   // a line for each thing that cannot be; then nothing may be changed
+  PoolArray<VirtualDiskVerdict> virtualDisks = {}; // those of the layout in its order, then the others
+  PoolArray<SpareVerdict> spares = {};             // those that are freed first
+  PoolArray<SettingVerdict> settings = {};         // those that change
+  Settings adapter = {};                           // the same, as the change is sent
+  PoolArray<Text> refusals = {};                   // a line for each thing that cannot be; then nothing may be changed
 
   bool isRefused() const { return refusals.count != 0; }
   bool destroys() const; // data
@@ -74,6 +74,6 @@ EFI_STATUS judge(const RAID_CONFIG &config, bool isOnDisks, const Layout &layout
 // Writes the change document of a judgement that refuses nothing and changes something: cache policies, hot spares that
 // are freed, deletions, creations, hot spares, the adapter's settings, in this order. The caller ends the
 // document. Returns the number of its methods.
-UINT32 writeChanges(const RAID_CONFIG &config, const Judgement &judgement, CHANGE_WRITER *writer);
+UINT32 writeChanges(const RAID_CONFIG &config, const Judgement &judgement, ChangeWriter *writer);
 
-} // namespace ensure
+} // namespace xyl::client::ensure

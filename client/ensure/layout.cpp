@@ -5,13 +5,13 @@
 #include "client/output/output.h"
 #include "driver/xml/xml.h"
 
-namespace ensure {
+namespace xyl::client::ensure {
 
 namespace {
 
 // What is known while the document is read.
 struct Reader {
-  const XYL_CONTEXT &context;
+  const Context &context;
   const CHAR8 *file;
   Layout *layout;
   const CHAR8 *virtualDisk; // the name of the one that is read, "" for one without, or null
@@ -22,7 +22,7 @@ enum class Often : UINT8 { once, always, repeated }; // at most once; just once;
 // An element inside another one. All that may stand inside one have routines for the same kind of wish.
 struct Row {
   const CHAR8 *name;
-  XYL_RESULT (*read)(const Reader &reader, const XML_NODE &node, void *into);
+  Result (*read)(const Reader &reader, const XML_NODE &node, void *into);
   Often often;
   const CHAR8 *attribute = ""; // that it may have
 };
@@ -32,11 +32,11 @@ struct Rows {
   UINTN count;
 };
 
-// The routine READ for a row.
-template <auto READ> struct Reading;
-template <class WISH, XYL_RESULT (*READ)(const Reader &, const XML_NODE &, WISH *)> struct Reading<READ> {
-  static XYL_RESULT read(const Reader &reader, const XML_NODE &node, void *into) {
-    return READ(reader, node, static_cast<WISH *>(into));
+// The routine readRow for a row.
+template <auto readRow> struct Reading;
+template <class Wish, Result (*readRow)(const Reader &, const XML_NODE &, Wish *)> struct Reading<readRow> {
+  static Result read(const Reader &reader, const XML_NODE &node, void *into) {
+    return readRow(reader, node, static_cast<Wish *>(into));
   }
 };
 
@@ -45,27 +45,27 @@ template <class WISH, XYL_RESULT (*READ)(const Reader &, const XML_NODE &, WISH 
 // --- Mistakes ---
 
 // Says what is wrong, and where: 'web.xml', virtual disk 'data': what which more.
-static XYL_RESULT mistake(const Reader &reader, const CHAR8 *what, const CHAR8 *which, const CHAR8 *more = "") {
+static Result mistake(const Reader &reader, const CHAR8 *what, const CHAR8 *which, const CHAR8 *more = "") {
   bool isInside = reader.virtualDisk != nullptr;
-  complain(reader.context.Front, "'%a'%a%a%a: %a'%a'%a", reader.file, isInside ? ", virtual disk '" : "",
+  complain(reader.context.front, "'%a'%a%a%a: %a'%a'%a", reader.file, isInside ? ", virtual disk '" : "",
            isInside ? reader.virtualDisk : "", isInside ? "'" : "", what, which, more);
-  return failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
+  return failed(EFI_INVALID_PARAMETER, Reason::document);
 }
 
-static XYL_RESULT wrongText(const Reader &reader, const XML_NODE &node, const CHAR8 *wanted) {
-  WORD_LIST what = {};
+static Result wrongText(const Reader &reader, const XML_NODE &node, const CHAR8 *wanted) {
+  WordList what = {};
   append(what, "", node.Name);
   append(what, "", " cannot be ");
-  WORD_LIST more = {};
+  WordList more = {};
   append(more, "", "; it is ");
   append(more, "", wanted);
-  return mistake(reader, what.Text, nodeText(&node), more.Text);
+  return mistake(reader, what.text, nodeText(&node), more.text);
 }
 
 // --- Attributes ---
 
 // The value of the attribute of that name, or null. Others are mistakes, but for those about the document itself.
-static XYL_RESULT readAttribute(const Reader &reader, const XML_NODE &node, const CHAR8 *name, const CHAR8 **value) {
+static Result readAttribute(const Reader &reader, const XML_NODE &node, const CHAR8 *name, const CHAR8 **value) {
   *value = nullptr;
   for (const XML_ATTRIBUTE *attribute = node.Attributes; attribute != nullptr; attribute = attribute->Next) {
     const CHAR8 *itsName = attribute->Name;
@@ -80,30 +80,30 @@ static XYL_RESULT readAttribute(const Reader &reader, const XML_NODE &node, cons
 }
 
 // Reads an attribute that has one of the words, of which the first stands for its absence.
-template <UINTN COUNT>
-static XYL_RESULT readChoice(const Reader &reader, const XML_NODE &node, const CHAR8 *name,
-                             const CHAR8 *const (&words)[COUNT], UINTN *choice) {
+template <UINTN count>
+static Result readChoice(const Reader &reader, const XML_NODE &node, const CHAR8 *name,
+                         const CHAR8 *const (&words)[count], UINTN *choice) {
   const CHAR8 *value = nullptr;
-  XYL_RESULT result = readAttribute(reader, node, name, &value);
+  Result result = readAttribute(reader, node, name, &value);
   *choice = 0;
   if (isFailure(result) || value == nullptr) {
     return result;
   }
-  WORD_LIST names = {};
-  for (UINTN i = 0; i < COUNT; ++i) {
+  WordList names = {};
+  for (UINTN i = 0; i < count; ++i) {
     if (textEqual(words[i], value)) {
       *choice = i;
       return succeeded();
     }
     append(names, ", ", words[i]);
   }
-  WORD_LIST what = {};
+  WordList what = {};
   append(what, "", name);
   append(what, "", " cannot be ");
-  WORD_LIST more = {};
+  WordList more = {};
   append(more, "", "; it is one of ");
-  append(more, "", names.Text);
-  return mistake(reader, what.Text, value, more.Text);
+  append(more, "", names.text);
+  return mistake(reader, what.text, value, more.text);
 }
 
 // --- Elements ---
@@ -117,17 +117,17 @@ static UINTN rowOf(const Rows &rows, const CHAR8 *name) {
 }
 
 // The node has something that does not belong there.
-static XYL_RESULT notAmong(const Reader &reader, const Rows &rows, const XML_NODE &node, const CHAR8 *kind,
-                           const CHAR8 *which) {
-  WORD_LIST more = {};
+static Result notAmong(const Reader &reader, const Rows &rows, const XML_NODE &node, const CHAR8 *kind,
+                       const CHAR8 *which) {
+  WordList more = {};
   append(more, "", "; it has ");
   for (UINTN i = 0; i < rows.count; ++i) {
     append(more, i == 0 ? "" : ", ", rows.items[i].name);
   }
-  WORD_LIST what = {};
+  WordList what = {};
   append(what, "", node.Name);
   append(what, "", kind);
-  return mistake(reader, what.Text, which, more.Text);
+  return mistake(reader, what.text, which, more.text);
 }
 
 static bool isBlank(const CHAR8 *text) {
@@ -138,7 +138,7 @@ static bool isBlank(const CHAR8 *text) {
 }
 
 // Reads the children of node, which are those of the rows.
-static XYL_RESULT readChildren(const Reader &reader, const XML_NODE &node, const Rows &rows, void *into) {
+static Result readChildren(const Reader &reader, const XML_NODE &node, const Rows &rows, void *into) {
   if (!isBlank(nodeText(&node))) {
     return notAmong(reader, rows, node, " has no text ", nodeText(&node)); // <Disks>3</Disks> would be any number
   }
@@ -154,7 +154,7 @@ static XYL_RESULT readChildren(const Reader &reader, const XML_NODE &node, const
     }
     seen |= 1ULL << at;
     const CHAR8 *attribute = nullptr;
-    XYL_RESULT result = readAttribute(reader, *child, row.attribute, &attribute);
+    Result result = readAttribute(reader, *child, row.attribute, &attribute);
     if (!isFailure(result)) {
       result = row.read(reader, *child, into);
     }
@@ -170,26 +170,27 @@ static XYL_RESULT readChildren(const Reader &reader, const XML_NODE &node, const
   return succeeded();
 }
 
-template <UINTN COUNT>
-static XYL_RESULT readChildren(const Reader &reader, const XML_NODE &node, const Row (&rows)[COUNT], void *into) {
-  return readChildren(reader, node, Rows{rows, COUNT}, into);
+template <UINTN count>
+static Result readChildren(const Reader &reader, const XML_NODE &node, const Row (&rows)[count], void *into) {
+  return readChildren(reader, node, Rows{rows, count}, into);
 }
 
 // --- Values ---
 
 // One of the table's names.
-static XYL_RESULT readName(const Reader &reader, const XML_NODE &node, const VALUE_NAME_TABLE *table, UINT64 *value) {
-  *value = GetValueFromName(nodeText(&node), table);
-  if (*value != VALUE_NOT_FOUND) {
+static Result readName(const Reader &reader, const XML_NODE &node, const driver::VALUE_NAME_TABLE *table,
+                       UINT64 *value) {
+  *value = driver::GetValueFromName(nodeText(&node), table);
+  if (*value != driver::valueNotFound) {
     return succeeded();
   }
-  WORD_LIST wanted = {};
+  WordList wanted = {};
   append(wanted, "", "one of");
   const CHAR8 *separator = " ";
   for (; table->Name != nullptr; ++table, separator = ", ") {
     append(wanted, separator, table->Name);
   }
-  return wrongText(reader, node, wanted.Text);
+  return wrongText(reader, node, wanted.text);
 }
 
 static bool isDecimal(const CHAR8 *text) {
@@ -200,52 +201,52 @@ static bool isDecimal(const CHAR8 *text) {
   return digits != 0 && text[digits] == 0;
 }
 
-static XYL_RESULT readNumber(const Reader &reader, const XML_NODE &node, UINT64 least, UINT64 most, UINT32 *number) {
+static Result readNumber(const Reader &reader, const XML_NODE &node, UINT64 least, UINT64 most, UINT32 *number) {
   UINT64 value = parseDecimal(nodeText(&node));
   if (!isDecimal(nodeText(&node)) || value < least || value > most) {
-    WORD_LIST wanted = {};
+    WordList wanted = {};
     append(wanted, "", "a number from");
     appendNumber(wanted, " ", least);
     appendNumber(wanted, " to ", most);
-    return wrongText(reader, node, wanted.Text);
+    return wrongText(reader, node, wanted.text);
   }
   *number = static_cast<UINT32>(value);
   return succeeded();
 }
 
-static XYL_RESULT readBytes(const Reader &reader, const XML_NODE &node, const CHAR8 *wanted, UINT64 *size) {
+static Result readBytes(const Reader &reader, const XML_NODE &node, const CHAR8 *wanted, UINT64 *size) {
   *size = parseSize(nodeText(&node));
   return *size != 0 && !lacksUnit(nodeText(&node)) ? succeeded() : wrongText(reader, node, wanted);
 }
 
 // --- Disks ---
 
-static constexpr VALUE_NAME_TABLE g_mediumTable[] = {
+static constexpr driver::VALUE_NAME_TABLE g_mediumTable[] = {
     {"HDD", RAID_LEVEL_ATTRIBUTE_HDD}, {"SSD", RAID_LEVEL_ATTRIBUTE_SSD}, {nullptr, 0}};
 
-static XYL_RESULT readMedium(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+static Result readMedium(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
   UINT64 value = 0;
-  XYL_RESULT result = readName(reader, node, g_mediumTable, &value);
+  Result result = readName(reader, node, g_mediumTable, &value);
   wish->medium = static_cast<UINT32>(value);
   return result;
 }
 
-static XYL_RESULT readProtocol(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+static Result readProtocol(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
   UINT64 value = 0;
-  XYL_RESULT result = readName(reader, node, g_protocolTable, &value);
+  Result result = readName(reader, node, driver::g_protocolTable, &value);
   wish->protocol = static_cast<UINT32>(value);
   return result;
 }
 
-static XYL_RESULT readCount(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+static Result readCount(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
   return readNumber(reader, node, 1, 0xFFFF, &wish->count);
 }
 
-static XYL_RESULT readSmallest(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+static Result readSmallest(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
   return readBytes(reader, node, "a size with its unit, as 600GB", &wish->smallest);
 }
 
-static XYL_RESULT readPlace(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+static Result readPlace(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
   if (textEqual(nodeText(&node), "direct")) {
     wish->where = Where::direct;
     return succeeded();
@@ -263,20 +264,20 @@ static constexpr Row g_diskRows[] = {
     {"Enclosure", Reading<readPlace>::read, Often::once},
 };
 
-static XYL_RESULT readDisks(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+static Result readDisks(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
   return readChildren(reader, node, g_diskRows, wish);
 }
 
 // Hot spares are one when no number is given.
-static XYL_RESULT readSpares(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
-  XYL_RESULT result = readDisks(reader, node, wish);
+static Result readSpares(const Reader &reader, const XML_NODE &node, DiskWish *wish) {
+  Result result = readDisks(reader, node, wish);
   wish->count = wish->count != 0 ? wish->count : 1;
   return result;
 }
 
 // --- Virtual disks ---
 
-static XYL_RESULT readVirtualDiskName(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+static Result readVirtualDiskName(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
   const CHAR8 *name = nodeText(&node);
   if (*name == 0 || fitting::judgeName(name, /* isOnDisks= */ false) != fitting::NameVerdict::fits) {
     return wrongText(reader, node, "1 to 63 characters of plain ASCII");
@@ -285,18 +286,18 @@ static XYL_RESULT readVirtualDiskName(const Reader &reader, const XML_NODE &node
   return succeeded();
 }
 
-static XYL_RESULT readLevel(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+static Result readLevel(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
   UINT64 value = 0;
-  XYL_RESULT result = readName(reader, node, g_raidLevelTable, &value);
+  Result result = readName(reader, node, driver::g_raidLevelTable, &value);
   wish->level = static_cast<UINT32>(value);
   return result;
 }
 
-static XYL_RESULT readMembers(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+static Result readMembers(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
   return readDisks(reader, node, &wish->disks);
 }
 
-static XYL_RESULT readVirtualDiskSize(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+static Result readVirtualDiskSize(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
   if (textEqual(nodeText(&node), "all")) {
     wish->size = sizeAll;
     return succeeded();
@@ -304,20 +305,20 @@ static XYL_RESULT readVirtualDiskSize(const Reader &reader, const XML_NODE &node
   return readBytes(reader, node, "'all', or a size with its unit, as 600GB", &wish->size);
 }
 
-static XYL_RESULT readStripe(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+static Result readStripe(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
   UINT64 value = 0;
-  XYL_RESULT result = readName(reader, node, g_stripeSizeTable, &value);
+  Result result = readName(reader, node, driver::g_stripeSizeTable, &value);
   wish->stripe = static_cast<UINT32>(value);
   return result;
 }
 
 // The element's group of the cache policy.
-static XYL_RESULT readPolicy(const Reader &reader, const XML_NODE &node, UINT32 *cache) {
-  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
-    const FIELD_ROW &row = g_cachePolicyGroups.Rows[i];
-    if (textEqual(row.Element, node.Name)) {
+static Result readPolicy(const Reader &reader, const XML_NODE &node, UINT32 *cache) {
+  for (UINT32 i = 0; i < driver::g_cachePolicyGroups.rowCount; ++i) {
+    const driver::FieldRow &row = driver::g_cachePolicyGroups.rows[i];
+    if (textEqual(row.element, node.Name)) {
       UINT64 value = 0;
-      XYL_RESULT result = readName(reader, node, row.Names, &value);
+      Result result = readName(reader, node, row.names, &value);
       *cache |= static_cast<UINT32>(value);
       return result;
     }
@@ -332,11 +333,11 @@ static constexpr Row g_policyRows[] = {
     {"DiskPolicy", Reading<readPolicy>::read, Often::once},
 };
 
-static XYL_RESULT readCache(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+static Result readCache(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
   return readChildren(reader, node, g_policyRows, &wish->cache);
 }
 
-static XYL_RESULT readOwnSpares(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
+static Result readOwnSpares(const Reader &reader, const XML_NODE &node, VirtualDiskWish *wish) {
   return readSpares(reader, node, &wish->spares);
 }
 
@@ -359,12 +360,12 @@ static bool isNamed(const Layout &layout, const CHAR8 *name) {
   return false;
 }
 
-static XYL_RESULT readVirtualDisk(const Reader &outer, const XML_NODE &node, Layout *layout) {
+static Result readVirtualDisk(const Reader &outer, const XML_NODE &node, Layout *layout) {
   static constexpr const CHAR8 *words[] = {"error", "keep", "recreate"};
   Reader reader = {outer.context, outer.file, layout, childText(&node, "Name")};
   VirtualDiskWish wish = {};
   UINTN differs = 0;
-  XYL_RESULT result = readChoice(reader, node, "differs", words, &differs);
+  Result result = readChoice(reader, node, "differs", words, &differs);
   if (!isFailure(result)) {
     result = readChildren(reader, node, g_virtualDiskRows, &wish);
   }
@@ -380,7 +381,7 @@ static XYL_RESULT readVirtualDisk(const Reader &outer, const XML_NODE &node, Lay
   }
   VirtualDiskWish *place = arrayAppend(layout->virtualDisks);
   if (place == nullptr) {
-    complain(reader.context.Front, "there is not enough memory");
+    complain(reader.context.front, "there is not enough memory");
     return failed(EFI_OUT_OF_RESOURCES);
   }
   *place = wish;
@@ -389,7 +390,7 @@ static XYL_RESULT readVirtualDisk(const Reader &outer, const XML_NODE &node, Lay
 
 // --- Modes and rates ---
 
-static XYL_RESULT readRateName(const Reader &reader, const XML_NODE &node, RateWish *wish) {
+static Result readRateName(const Reader &reader, const XML_NODE &node, RateWish *wish) {
   const CHAR8 *name = nodeText(&node);
   if (*name == 0 || textLength(name) >= sizeof(wish->name)) {
     return wrongText(reader, node, "1 to 63 characters");
@@ -398,9 +399,9 @@ static XYL_RESULT readRateName(const Reader &reader, const XML_NODE &node, RateW
   return succeeded();
 }
 
-static XYL_RESULT readPercent(const Reader &reader, const XML_NODE &node, RateWish *wish) {
+static Result readPercent(const Reader &reader, const XML_NODE &node, RateWish *wish) {
   UINT32 percent = 0;
-  XYL_RESULT result = readNumber(reader, node, 0, 100, &percent);
+  Result result = readNumber(reader, node, 0, 100, &percent);
   wish->percent = static_cast<UINT8>(percent);
   return result;
 }
@@ -410,9 +411,9 @@ static constexpr Row g_rateRows[] = {
     {"Value", Reading<readPercent>::read, Often::always},
 };
 
-static XYL_RESULT readRate(const Reader &reader, const XML_NODE &node, Layout *layout) {
+static Result readRate(const Reader &reader, const XML_NODE &node, Layout *layout) {
   RateWish wish = {};
-  XYL_RESULT result = readChildren(reader, node, g_rateRows, &wish);
+  Result result = readChildren(reader, node, g_rateRows, &wish);
   for (UINT32 i = 0; i < layout->rateCount && !isFailure(result); ++i) {
     if (textEqual(layout->rates[i].name, wish.name)) {
       result = mistake(reader, "there are several rates ", wish.name, "; write it once");
@@ -428,18 +429,19 @@ static XYL_RESULT readRate(const Reader &reader, const XML_NODE &node, Layout *l
 }
 
 // The element's mode of the adapter.
-static XYL_RESULT readMode(const Reader &reader, const XML_NODE &node, Layout *layout) {
-  static constexpr VALUE_NAME_TABLE marks[] = {{"True", 1}, {"False", 0}, {nullptr, 0}};
-  for (UINT32 i = 0; i < g_adapterFields.RowCount; ++i) {
-    const FIELD_ROW &row = g_adapterFields.Rows[i];
-    if (!textEqual(row.Element, node.Name)) {
+static Result readMode(const Reader &reader, const XML_NODE &node, Layout *layout) {
+  static constexpr driver::VALUE_NAME_TABLE marks[] = {{"True", 1}, {"False", 0}, {nullptr, 0}};
+  for (UINT32 i = 0; i < driver::g_adapterFields.rowCount; ++i) {
+    const driver::FieldRow &row = driver::g_adapterFields.rows[i];
+    if (!textEqual(row.element, node.Name)) {
       continue;
     }
     UINT64 value = 0;
-    bool isMark = row.Format == FORMAT_MARK;
-    XYL_RESULT result = readName(reader, node, isMark ? marks : row.Names, &value);
-    UINT64 bits = isMark && value != 0 ? row.Mask : value;
-    fieldStore(&layout->adapter, row.Place, (fieldLoad(&layout->adapter, row.Place) & ~UINT64{row.Mask}) | bits);
+    bool isMark = row.format == driver::FieldFormat::mark;
+    Result result = readName(reader, node, isMark ? marks : row.names, &value);
+    UINT64 bits = isMark && value != 0 ? row.mask : value;
+    driver::fieldStore(&layout->adapter, row.place,
+                       (driver::fieldLoad(&layout->adapter, row.place) & ~UINT64{row.mask}) | bits);
     layout->modes |= 1ULL << i;
     return result;
   }
@@ -457,13 +459,13 @@ static constexpr Row g_adapterRows[] = {
     {"Rate", Reading<readRate>::read, Often::repeated},
 };
 
-static XYL_RESULT readAdapter(const Reader &reader, const XML_NODE &node, Layout *layout) {
+static Result readAdapter(const Reader &reader, const XML_NODE &node, Layout *layout) {
   return readChildren(reader, node, g_adapterRows, layout);
 }
 
 // --- The document ---
 
-static XYL_RESULT readGlobalSpares(const Reader &reader, const XML_NODE &node, Layout *layout) {
+static Result readGlobalSpares(const Reader &reader, const XML_NODE &node, Layout *layout) {
   return readSpares(reader, node, &layout->globalSpares);
 }
 
@@ -473,20 +475,20 @@ static constexpr Row g_layoutRows[] = {
     {"Adapter", Reading<readAdapter>::read, Often::once},
 };
 
-static XYL_RESULT readRoot(const Reader &reader, const XML_NODE &root) {
+static Result readRoot(const Reader &reader, const XML_NODE &root) {
   static constexpr const CHAR8 *words[] = {"leave", "delete"};
   if (!textEqual(root.Name, "RaidLayout")) {
     return mistake(reader, "this is no layout, whose root is RaidLayout and not ", root.Name);
   }
   UINTN others = 0;
-  XYL_RESULT result = readChoice(reader, root, "others", words, &others);
+  Result result = readChoice(reader, root, "others", words, &others);
   reader.layout->others = static_cast<Others>(others);
   return isFailure(result) ? result : readChildren(reader, root, g_layoutRows, reader.layout);
 }
 
-XYL_RESULT readLayout(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, Layout *layout) {
+Result readLayout(const Context &context, const CHAR8 *name, const CHAR8 *text, Layout *layout) {
   XML_NODE *root = nullptr;
-  XYL_RESULT result = parseTree(context, name, text, &root);
+  Result result = parseTree(context, name, text, &root);
   if (!isFailure(result)) {
     result = readRoot({context, name, layout, nullptr}, *root);
   }
@@ -494,4 +496,4 @@ XYL_RESULT readLayout(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8
   return result;
 }
 
-} // namespace ensure
+} // namespace xyl::client::ensure

@@ -6,7 +6,7 @@
 #include "fitting/fitting.h"
 #include "raid_records.h"
 
-namespace ensure {
+namespace xyl::client::ensure {
 
 // What becomes of virtual disks that the layout does not name.
 enum class Others : UINT8 { leave, remove };
@@ -59,7 +59,7 @@ struct Layout {
   ~Layout() { poolFree(virtualDisks.items); }
 
   Others others = Others::leave;
-  POOL_ARRAY<VirtualDiskWish> virtualDisks = {}; // in the order of the document, in which they choose their disks
+  PoolArray<VirtualDiskWish> virtualDisks = {}; // in the order of the document, in which they choose their disks
   DiskWish globalSpares = {};
   UINT64 modes = 0; // rows of g_adapterFields that are named, a bit each, with their values in adapter
   RAID_ADAPTER_RECORD adapter;
@@ -68,7 +68,7 @@ struct Layout {
 };
 
 // Reads a layout document that a message would call name into an empty layout. A mistake comes with a message that says
-// where it is, and gives XYL_FAILED with XYL_REASON_DOCUMENT.
-XYL_RESULT readLayout(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text, Layout *layout);
+// where it is, and gives outcomeFailed with Reason::document.
+Result readLayout(const Context &context, const CHAR8 *name, const CHAR8 *text, Layout *layout);
 
-} // namespace ensure
+} // namespace xyl::client::ensure

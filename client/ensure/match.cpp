@@ -3,7 +3,7 @@
 #include "client/ensure/work.h"
 #include "driver/xml/xml.h"
 
-namespace ensure {
+namespace xyl::client::ensure {
 
 // --- Disks ---
 
@@ -16,7 +16,7 @@ static bool isWhereWished(const Work &work, const DiskWish &wish, const RAID_PD_
     return wish.where == Where::direct && direct;
   }
   UINT32 place = findEnclosure(work.config, wish.enclosure);
-  return place != ID_NONE && work.config.enclosures[place].ObjectID == disk.EnclosureObjectID;
+  return place != records::noId && work.config.enclosures[place].ObjectID == disk.EnclosureObjectID;
 }
 
 const CHAR8 *whyNotWished(const Work &work, const DiskWish &wish, const RAID_PD_RECORD &disk) {
@@ -63,7 +63,7 @@ static UINT64 leftOver(const Work &work, const RAID_VD_RECORD &virtualDisk, UINT
 }
 
 static void putSizeDifference(const Work &work, const VirtualDiskWish &wish, const RAID_VD_RECORD &virtualDisk,
-                              TEXT *why) {
+                              Text *why) {
   if (wish.size == sizeAll) {
     UINT64 size = 0;
     UINT64 left = leftOver(work, virtualDisk, &size);
@@ -84,7 +84,7 @@ static void putSizeDifference(const Work &work, const VirtualDiskWish &wish, con
 // --- All of it ---
 
 static void putMemberDifference(const Work &work, const VirtualDiskWish &wish, const RAID_VD_RECORD &virtualDisk,
-                                TEXT *why) {
+                                Text *why) {
   const UINT32 *members = virtualDisk.PDs;
   for (UINT32 i = 0; members != nullptr && i < virtualDisk.PDCount; ++i) {
     const RAID_PD_RECORD *disk = diskOf(work, members[i]);
@@ -98,13 +98,13 @@ static void putMemberDifference(const Work &work, const VirtualDiskWish &wish, c
   }
 }
 
-void putDifferences(const Work &work, const VirtualDiskWish &wish, const RAID_VD_RECORD &virtualDisk, TEXT *why) {
+void putDifferences(const Work &work, const VirtualDiskWish &wish, const RAID_VD_RECORD &virtualDisk, Text *why) {
   if (virtualDisk.State != RAID_STATE_ONLINE && virtualDisk.State != RAID_STATE_DEGRADED) {
-    put(nextReason(why), "it is ", GetNameFromValue(virtualDisk.State, g_stateTable));
+    put(nextReason(why), "it is ", driver::GetNameFromValue(virtualDisk.State, driver::g_stateTable));
   }
   if (virtualDisk.RAIDLevel != wish.level) {
-    put(nextReason(why), "it is ", GetNameFromValue(virtualDisk.RAIDLevel, g_raidLevelTable), ", not ",
-        GetNameFromValue(wish.level, g_raidLevelTable));
+    put(nextReason(why), "it is ", driver::GetNameFromValue(virtualDisk.RAIDLevel, driver::g_raidLevelTable), ", not ",
+        driver::GetNameFromValue(wish.level, driver::g_raidLevelTable));
   }
   if (wish.disks.count != 0 && virtualDisk.PDCount != wish.disks.count) {
     put(nextReason(why), "it has ", virtualDisk.PDCount, " disks, not ", wish.disks.count);
@@ -112,9 +112,10 @@ void putDifferences(const Work &work, const VirtualDiskWish &wish, const RAID_VD
   putMemberDifference(work, wish, virtualDisk, why);
   putSizeDifference(work, wish, virtualDisk, why);
   if (wish.stripe != 0 && virtualDisk.StripeSize != wish.stripe) {
-    put(nextReason(why), "its stripes are ", GetNameFromValue(virtualDisk.StripeSize, g_stripeSizeTable), ", not ",
-        GetNameFromValue(wish.stripe, g_stripeSizeTable));
+    put(nextReason(why), "its stripes are ",
+        driver::GetNameFromValue(virtualDisk.StripeSize, driver::g_stripeSizeTable), ", not ",
+        driver::GetNameFromValue(wish.stripe, driver::g_stripeSizeTable));
   }
 }
 
-} // namespace ensure
+} // namespace xyl::client::ensure

@@ -6,7 +6,7 @@
 #include "driver/xml/xml.h"
 #include "records/levels.h"
 
-namespace ensure {
+namespace xyl::client::ensure {
 
 static fitting::Disks disksOf(const Work &work) {
   return {work.disks, work.config.physicalDiskCount};
@@ -14,14 +14,15 @@ static fitting::Disks disksOf(const Work &work) {
 
 // --- What a level takes ---
 
-static bool putUnsupported(TEXT *why, const CHAR8 *what, const VALUE_NAME_TABLE *table, UINT64 value, UINT64 mask) {
+static bool putUnsupported(Text *why, const CHAR8 *what, const driver::VALUE_NAME_TABLE *table, UINT64 value,
+                           UINT64 mask) {
   if ((value & ~mask) == 0) {
     return false;
   }
-  WORD_LIST names = {};
+  WordList names = {};
   appendNames(names, table, mask);
-  put(nextReason(why), "there is no ", what, GetNameFromValue(value, table), " for it here; there are ",
-      orNone(names.Text));
+  put(nextReason(why), "there is no ", what, driver::GetNameFromValue(value, table), " for it here; there are ",
+      orNone(names.text));
   return true;
 }
 
@@ -40,20 +41,21 @@ static UINT32 fewestOf(const RAID_ADAPTER_RECORD &adapter, const RAID_LEVEL_PARA
 static const RAID_LEVEL_PARAMS *checkLevel(const Work &work, VirtualDiskVerdict *verdict) {
   const VirtualDiskWish &wish = *verdict->wish;
   const RAID_ADAPTER_RECORD &adapter = *work.config.adapter;
-  if (putUnsupported(&verdict->why, "", g_raidLevelTable, wish.level, adapter.SupportedRAIDLevels)) {
+  if (putUnsupported(&verdict->why, "", driver::g_raidLevelTable, wish.level, adapter.SupportedRAIDLevels)) {
     return nullptr;
   }
   const RAID_LEVEL_PARAMS *level = fitting::levelOf(adapter, wish.level);
   if (level == nullptr) {
-    put(&verdict->why, "the controller does not describe ", GetNameFromValue(wish.level, g_raidLevelTable));
+    put(&verdict->why, "the controller does not describe ",
+        driver::GetNameFromValue(wish.level, driver::g_raidLevelTable));
     return nullptr;
   }
   bool isWrong =
-      putUnsupported(&verdict->why, "stripe of ", g_stripeSizeTable, wish.stripe, level->AvailableStripeSize);
-  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
-    const FIELD_ROW &row = g_cachePolicyGroups.Rows[i];
-    isWrong = putUnsupported(&verdict->why, "policy ", row.Names, wish.cache & row.Mask,
-                             level->AvailableCachePolicy & row.Mask) ||
+      putUnsupported(&verdict->why, "stripe of ", driver::g_stripeSizeTable, wish.stripe, level->AvailableStripeSize);
+  for (UINT32 i = 0; i < driver::g_cachePolicyGroups.rowCount; ++i) {
+    const driver::FieldRow &row = driver::g_cachePolicyGroups.rows[i];
+    isWrong = putUnsupported(&verdict->why, "policy ", row.names, wish.cache & row.mask,
+                             level->AvailableCachePolicy & row.mask) ||
               isWrong;
   }
   if (fitting::judgeName(wish.name, work.isOnDisks) != fitting::NameVerdict::fits) {
@@ -79,7 +81,7 @@ struct Tally {
 };
 
 static bool hasRoom(const RAID_PD_RECORD &disk, UINT64 share) {
-  return roundDown(disk.Size, LEVEL_GRAIN) >= share;
+  return roundDown(disk.Size, records::levelGrain) >= share;
 }
 
 static void count(const RAID_PD_RECORD &disk, UINT64 share, Tally *tally) {
@@ -93,7 +95,7 @@ static void count(const RAID_PD_RECORD &disk, UINT64 share, Tally *tally) {
   ++*which;
 }
 
-static void putTally(TEXT *why, const Tally &tally) {
+static void putTally(Text *why, const Tally &tally) {
   const struct {
     UINT32 count;
     const CHAR8 *words;
@@ -112,7 +114,7 @@ static void putTally(TEXT *why, const Tally &tally) {
 }
 
 // The free disks that would do, sorted.
-static void collect(const Work &work, const DiskWish &wish, const Member &member, POOL_ARRAY<UINT32> *candidates,
+static void collect(const Work &work, const DiskWish &wish, const Member &member, PoolArray<UINT32> *candidates,
                     Tally *tally) {
   for (UINT32 i = 0; i < work.config.physicalDiskCount; ++i) {
     const RAID_PD_RECORD &disk = work.disks[i];
@@ -144,7 +146,7 @@ static void take(Work *work, VirtualDiskVerdict *verdict, const UINT32 *places, 
 }
 
 static void takeMembers(Work *work, const Member &member, VirtualDiskVerdict *verdict) {
-  POOL_ARRAY<UINT32> candidates = {};
+  PoolArray<UINT32> candidates = {};
   if (!arrayStart(candidates, work->config.physicalDiskCount + 1)) {
     work->failed = true;
     return;
@@ -176,13 +178,13 @@ void chooseDisks(Work *work, VirtualDiskVerdict *verdict) {
   fitting::Layout shape = {};
   fitting::Verdict fits = fitting::judgeCount(adapter, *level, members, &shape);
   if (fits != fitting::Verdict::fits) {
-    WORD_LIST why = whyNotCount(fits, *level, members);
-    put(nextReason(&verdict->why), static_cast<const CHAR8 *>(why.Text));
+    WordList why = whyNotCount(fits, *level, members);
+    put(nextReason(&verdict->why), static_cast<const CHAR8 *>(why.text));
     return;
   }
   verdict->size = wish.size == sizeAll ? 0 : wish.size;
   verdict->cache = wish.cache != 0 ? completedCache(wish.cache, level->DefaultCachePolicy) : 0;
-  UINT64 share = shape.dataMembers != 0 ? levelShare(verdict->size, shape.dataMembers) : 0;
+  UINT64 share = shape.dataMembers != 0 ? records::levelShare(verdict->size, shape.dataMembers) : 0;
   takeMembers(work, {level, members, share}, verdict);
 }
 
@@ -266,7 +268,7 @@ static SpareVerdict *addSpare(Work *work, UINT32 disk) {
     work->failed = true;
     return nullptr;
   }
-  *spare = {disk, ID_NONE, /* frees= */ false};
+  *spare = {disk, records::noId, /* frees= */ false};
   return spare;
 }
 
@@ -294,8 +296,8 @@ struct Candidate {
 };
 
 // Puts those that suit at least so many first, the small ones before the large ones; false without memory.
-static bool collectSpares(const Work &work, const DiskWish &wish, const POOL_ARRAY<Team> &teams, UINT32 least,
-                          POOL_ARRAY<Candidate> *candidates) {
+static bool collectSpares(const Work &work, const DiskWish &wish, const PoolArray<Team> &teams, UINT32 least,
+                          PoolArray<Candidate> *candidates) {
   if (!arrayStart(*candidates, work.config.physicalDiskCount + 1)) {
     return false;
   }
@@ -320,11 +322,11 @@ static bool collectSpares(const Work &work, const DiskWish &wish, const POOL_ARR
   return true;
 }
 
-// Makes so many disks more hot spares, of the virtual disk of that verdict or (ID_NONE) of all.
-static void addSpares(Work *work, const DiskWish &wish, const POOL_ARRAY<Team> &teams, UINT32 virtualDisk,
+// Makes so many disks more hot spares, of the virtual disk of that verdict or (noId) of all.
+static void addSpares(Work *work, const DiskWish &wish, const PoolArray<Team> &teams, UINT32 virtualDisk,
                       UINT32 missing) {
-  POOL_ARRAY<Candidate> candidates = {};
-  bool isOwn = virtualDisk != ID_NONE;
+  PoolArray<Candidate> candidates = {};
+  bool isOwn = virtualDisk != records::noId;
   UINT32 least = isOwn ? teams.count : 0;
   work->failed = work->failed || !collectSpares(*work, wish, teams, least, &candidates);
   for (UINT32 i = 0; i < missing && i < candidates.count; ++i) {
@@ -359,8 +361,8 @@ static void chooseOwnSpares(Work *work, UINT32 number) {
   }
   Team team = teamOf(*work, verdict);
   if (team.level != nullptr && !team.isRedundant) {
-    put(refusal(work, "virtual disk ", verdict.wish->name), GetNameFromValue(team.level->RAIDLevel, g_raidLevelTable),
-        " has no use for hot spares");
+    put(refusal(work, "virtual disk ", verdict.wish->name),
+        driver::GetNameFromValue(team.level->RAIDLevel, driver::g_raidLevelTable), " has no use for hot spares");
     return;
   }
   addSpares(work, wish, {&team, 1, 1}, number, missing);
@@ -375,8 +377,8 @@ static void chooseSparesForAll(Work *work) {
     hasSpares = hasSpares || isOne;
     missing -= isOne && whyNotWished(*work, wish, work->disks[i]) == nullptr ? 1 : 0;
   }
-  const POOL_ARRAY<VirtualDiskVerdict> &verdicts = work->judgement->virtualDisks;
-  POOL_ARRAY<Team> teams = {};
+  const PoolArray<VirtualDiskVerdict> &verdicts = work->judgement->virtualDisks;
+  PoolArray<Team> teams = {};
   if (missing == 0) {
     return;
   }
@@ -392,7 +394,7 @@ static void chooseSparesForAll(Work *work) {
   if (work->isOnDisks && teams.count == 0 && !hasSpares) {
     put(refusal(work, "hot spares for all", ""), "on a machine's disks there is none before a virtual disk");
   } else {
-    addSpares(work, wish, teams, ID_NONE, missing);
+    addSpares(work, wish, teams, records::noId, missing);
   }
   poolFree(teams.items);
 }
@@ -409,4 +411,4 @@ void chooseSpares(Work *work) {
   }
 }
 
-} // namespace ensure
+} // namespace xyl::client::ensure

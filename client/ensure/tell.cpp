@@ -4,7 +4,7 @@
 #include "client/ensure/work.h"
 #include "driver/xml/xml.h"
 
-namespace ensure {
+namespace xyl::client::ensure {
 
 namespace {
 
@@ -24,9 +24,9 @@ static_assert(sizeof(fates) / sizeof(fates[0]) == static_cast<UINTN>(Fate::count
 
 // Takes the lines of a judgement one after the other: as JSON, as a text, or prints them.
 struct Taker {
-  const XYL_FRONT *front;
-  JSON *json;
-  TEXT *text;
+  const Front *front;
+  Json *json;
+  Text *text;
 };
 
 } // namespace
@@ -35,15 +35,15 @@ const CHAR8 *fateName(Fate fate) {
   return fates[static_cast<UINTN>(fate)].verb;
 }
 
-static void takeLine(const Taker &taker, const CHAR8 *verb, TEXT *text) {
+static void takeLine(const Taker &taker, const CHAR8 *verb, Text *text) {
   if (taker.json != nullptr) {
-    TEXT line = {};
+    Text line = {};
     put(&line, verb, " ", textOf(*text));
     jsonText(taker.json, nullptr, textOf(line));
     freeText(&line);
   } else if (taker.text != nullptr) {
     put(taker.text, verb, " ", textOf(*text), "\n");
-    taker.text->Failed = taker.text->Failed || text->Failed;
+    taker.text->failed = taker.text->failed || text->failed;
   } else {
     say(taker.front, "  %-8a  ", verb);
     sayText(taker.front, textOf(*text)); // may be longer than a formatted line
@@ -67,7 +67,7 @@ static void nameOf(CHAR8 (&name)[fitting::nameMax + 1], const RAID_CONFIG &confi
   }
 }
 
-static void putMembers(TEXT *text, const RAID_CONFIG &config, const VirtualDiskVerdict &verdict) {
+static void putMembers(Text *text, const RAID_CONFIG &config, const VirtualDiskVerdict &verdict) {
   if (verdict.size != 0) {
     putText(text, ", ");
     putBytesOf(text, verdict.size);
@@ -79,16 +79,16 @@ static void putMembers(TEXT *text, const RAID_CONFIG &config, const VirtualDiskV
 }
 
 // virtual disk 3 "data", RAID 5, 1.20 TB
-static void putVirtualDisk(TEXT *text, const RAID_CONFIG &config, const VirtualDiskVerdict &verdict) {
+static void putVirtualDisk(Text *text, const RAID_CONFIG &config, const VirtualDiskVerdict &verdict) {
   CHAR8 name[fitting::nameMax + 1];
   nameOf(name, config, verdict);
-  bool isThere = verdict.place != ID_NONE;
+  bool isThere = verdict.place != records::noId;
   putText(text, "virtual disk ");
   if (isThere) {
     put(text, config.logicalDisks[verdict.place].ObjectID, " ");
   }
   put(text, "\"", static_cast<const CHAR8 *>(name), "\", ",
-      GetNameFromValue(levelOf(config, verdict), g_raidLevelTable));
+      driver::GetNameFromValue(levelOf(config, verdict), driver::g_raidLevelTable));
   if (isThere) {
     const RAID_VD_RECORD &virtualDisk = config.logicalDisks[verdict.place];
     putText(text, ", ");
@@ -99,11 +99,11 @@ static void putVirtualDisk(TEXT *text, const RAID_CONFIG &config, const VirtualD
 
 static void takeVirtualDisk(const Taker &taker, const RAID_CONFIG &config, const VirtualDiskVerdict &verdict) {
   const auto &fate = fates[static_cast<UINTN>(verdict.fate)];
-  TEXT text = {};
+  Text text = {};
   putVirtualDisk(&text, config, verdict);
-  put(&text, verdict.why.Length != 0 ? ": " : "", textOf(verdict.why), fate.loss);
+  put(&text, verdict.why.length != 0 ? ": " : "", textOf(verdict.why), fate.loss);
   if (verdict.fate == Fate::recreate) {
-    put(&text, " as ", GetNameFromValue(verdict.wish->level, g_raidLevelTable));
+    put(&text, " as ", driver::GetNameFromValue(verdict.wish->level, driver::g_raidLevelTable));
   }
   putMembers(&text, config, verdict);
   takeLine(taker, fate.verb, &text);
@@ -113,10 +113,10 @@ static void takeVirtualDisk(const Taker &taker, const RAID_CONFIG &config, const
 
 static void takeSpare(const Taker &taker, const RAID_CONFIG &config, const Judgement &judgement,
                       const SpareVerdict &spare) {
-  TEXT text = {};
+  Text text = {};
   putText(&text, spare.frees ? "hot spare " : "disk ");
   putDisk(&text, config, config.physicalDisks[spare.disk]);
-  if (spare.virtualDisk != ID_NONE) {
+  if (spare.virtualDisk != records::noId) {
     const VirtualDiskWish &wish = *judgement.virtualDisks.items[spare.virtualDisk].wish;
     put(&text, ", for \"", static_cast<const CHAR8 *>(wish.name), "\"");
   } else {
@@ -126,7 +126,7 @@ static void takeSpare(const Taker &taker, const RAID_CONFIG &config, const Judge
 }
 
 static void takeSetting(const Taker &taker, const SettingVerdict &setting) {
-  TEXT text = {};
+  Text text = {};
   put(&text, setting.element, setting.rate[0] != 0 ? " " : "", static_cast<const CHAR8 *>(setting.rate), ": ",
       static_cast<const CHAR8 *>(setting.current), " becomes ", static_cast<const CHAR8 *>(setting.wanted));
   takeLine(taker, "set", &text);
@@ -147,40 +147,40 @@ static void takeLines(const Taker &taker, const RAID_CONFIG &config, const Judge
     takeSetting(taker, judgement.settings.items[i]);
   }
   for (UINT32 i = 0; i < judgement.refusals.count; ++i) {
-    TEXT text = {};
+    Text text = {};
     putText(&text, textOf(judgement.refusals.items[i]));
     takeLine(taker, "refuse", &text);
   }
 }
 
-void sayJudgement(const XYL_FRONT *front, const RAID_CONFIG &config, const Judgement &judgement, Lines lines) {
+void sayJudgement(const Front *front, const RAID_CONFIG &config, const Judgement &judgement, Lines lines) {
   takeLines({front, /* json= */ nullptr, /* text= */ nullptr}, config, judgement, lines);
 }
 
-void putJudgement(TEXT *text, const RAID_CONFIG &config, const Judgement &judgement) {
+void putJudgement(Text *text, const RAID_CONFIG &config, const Judgement &judgement) {
   takeLines({/* front= */ nullptr, /* json= */ nullptr, text}, config, judgement, Lines::all);
 }
 
 // --- JSON ---
 
-void writeOpen(JSON *json, const CHAR8 *name, const RAID_CONFIG &config, const Judgement &judgement) {
+void writeOpen(Json *json, const CHAR8 *name, const RAID_CONFIG &config, const Judgement &judgement) {
   jsonArray(json, name);
-  takeLines({json->Front, json, /* text= */ nullptr}, config, judgement, Lines::open);
+  takeLines({json->front, json, /* text= */ nullptr}, config, judgement, Lines::open);
   jsonEnd(json);
 }
 
-static void writeVirtualDisk(JSON *json, const RAID_CONFIG &config, const VirtualDiskVerdict &verdict) {
+static void writeVirtualDisk(Json *json, const RAID_CONFIG &config, const VirtualDiskVerdict &verdict) {
   CHAR8 name[fitting::nameMax + 1];
   nameOf(name, config, verdict);
   UINT32 level = verdict.wish != nullptr ? verdict.wish->level : levelOf(config, verdict);
   jsonObject(json, nullptr);
   jsonText(json, "name", name);
-  if (verdict.place != ID_NONE) {
+  if (verdict.place != records::noId) {
     jsonNumber(json, "id", config.logicalDisks[verdict.place].ObjectID);
   } else {
     jsonNull(json, "id");
   }
-  jsonText(json, "level", GetNameFromValue(level, g_raidLevelTable));
+  jsonText(json, "level", driver::GetNameFromValue(level, driver::g_raidLevelTable));
   jsonText(json, "fate", fateName(verdict.fate));
   jsonText(json, "why", textOf(verdict.why));
   jsonArray(json, "newDisks");
@@ -191,17 +191,17 @@ static void writeVirtualDisk(JSON *json, const RAID_CONFIG &config, const Virtua
   jsonEnd(json);
 }
 
-static void writeSpare(JSON *json, const RAID_CONFIG &config, const Judgement &judgement, const SpareVerdict &spare) {
+static void writeSpare(Json *json, const RAID_CONFIG &config, const Judgement &judgement, const SpareVerdict &spare) {
   jsonObject(json, nullptr);
   jsonNumber(json, "disk", config.physicalDisks[spare.disk].ObjectID);
   jsonBool(json, "freed", spare.frees);
-  if (spare.virtualDisk != ID_NONE) {
+  if (spare.virtualDisk != records::noId) {
     jsonText(json, "virtualDisk", judgement.virtualDisks.items[spare.virtualDisk].wish->name);
   }
   jsonEnd(json);
 }
 
-static void writeSetting(JSON *json, const SettingVerdict &setting) {
+static void writeSetting(Json *json, const SettingVerdict &setting) {
   jsonObject(json, nullptr);
   jsonText(json, "element", setting.element);
   if (setting.rate[0] != 0) {
@@ -212,7 +212,7 @@ static void writeSetting(JSON *json, const SettingVerdict &setting) {
   jsonEnd(json);
 }
 
-void writeJudgement(JSON *json, const RAID_CONFIG &config, const Judgement &judgement) {
+void writeJudgement(Json *json, const RAID_CONFIG &config, const Judgement &judgement) {
   jsonObject(json, "plan");
   jsonBool(json, "changes", judgement.changes());
   jsonBool(json, "destroys", judgement.destroys());
@@ -239,4 +239,4 @@ void writeJudgement(JSON *json, const RAID_CONFIG &config, const Judgement &judg
   jsonEnd(json);
 }
 
-} // namespace ensure
+} // namespace xyl::client::ensure

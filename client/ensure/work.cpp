@@ -1,8 +1,8 @@
 #include "client/ensure/work.h"
 
-namespace ensure {
+namespace xyl::client::ensure {
 
-void putParts(TEXT *text, const Part *parts, UINTN count) {
+void putParts(Text *text, const Part *parts, UINTN count) {
   for (UINTN i = 0; i < count; ++i) {
     if (parts[i].text != nullptr) {
       putText(text, parts[i].text);
@@ -12,20 +12,20 @@ void putParts(TEXT *text, const Part *parts, UINTN count) {
   }
 }
 
-void putBytesOf(TEXT *text, UINT64 size) {
-  CHAR8 words[SIZE_TEXT_CAPACITY];
+void putBytesOf(Text *text, UINT64 size) {
+  CHAR8 words[sizeTextCapacity];
   formatSize(words, size);
   putText(text, words);
 }
 
-void putDisk(TEXT *text, const RAID_CONFIG &config, const RAID_PD_RECORD &disk) {
-  WORD_LIST name = {};
+void putDisk(Text *text, const RAID_CONFIG &config, const RAID_PD_RECORD &disk) {
+  WordList name = {};
   appendDisk(name, "", config, disk);
-  putText(text, name.Text);
+  putText(text, name.text);
 }
 
-TEXT *nextReason(TEXT *why) {
-  putText(why, why->Length != 0 ? "; " : "");
+Text *nextReason(Text *why) {
+  putText(why, why->length != 0 ? "; " : "");
   return why;
 }
 
@@ -35,8 +35,8 @@ void setFree(RAID_PD_RECORD *disk) {
   disk->SecureState = disk->SecureState == RAID_SECURE_STATE_SECURED ? 0 : disk->SecureState;
 }
 
-TEXT *refusal(Work *work, const CHAR8 *what, const CHAR8 *name) {
-  TEXT *line = arrayAppend(work->judgement->refusals);
+Text *refusal(Work *work, const CHAR8 *what, const CHAR8 *name) {
+  Text *line = arrayAppend(work->judgement->refusals);
   if (line == nullptr) {
     work->failed = true;
     line = &work->lost;
@@ -45,4 +45,4 @@ TEXT *refusal(Work *work, const CHAR8 *what, const CHAR8 *name) {
   return line;
 }
 
-} // namespace ensure
+} // namespace xyl::client::ensure

@@ -3,7 +3,7 @@
 
 #include "client/ensure/judge.h"
 
-namespace ensure {
+namespace xyl::client::ensure {
 
 // A judgement in the making. Disks are as they will be by then: deletions come first, and each virtual disk and hot
 // spare takes its disks from those behind it.
@@ -12,10 +12,10 @@ struct Work {
   const Layout &layout;
   Judgement *judgement;
   bool isOnDisks;
-  RAID_PD_RECORD *disks; // pool; as many as the configuration has
-  ID_INDEX diskIndex;    // of them
-  TEXT lost;             // a line for which there was no memory
-  bool failed;           // for want of memory
+  RAID_PD_RECORD *disks;      // pool; as many as the configuration has
+  records::IdIndex diskIndex; // of them
+  Text lost;                  // a line for which there was no memory
+  bool failed;                // for want of memory
 };
 
 // A part of what is said: a text, or a number.
@@ -26,27 +26,27 @@ struct Part {
   const CHAR8 *text; // null: the number
   UINT64 number;
 };
-void putParts(TEXT *text, const Part *parts, UINTN count);
+void putParts(Text *text, const Part *parts, UINTN count);
 
-template <class... PARTS> void put(TEXT *text, PARTS... parts) {
+template <class... Parts> void put(Text *text, Parts... parts) {
   const Part all[] = {parts...};
   putParts(text, all, sizeof...(parts));
 }
 
 // Writes a size, and a disk, for people.
-void putBytesOf(TEXT *text, UINT64 size);
-void putDisk(TEXT *text, const RAID_CONFIG &config, const RAID_PD_RECORD &disk);
+void putBytesOf(Text *text, UINT64 size);
+void putDisk(Text *text, const RAID_CONFIG &config, const RAID_PD_RECORD &disk);
 
 // Begins the next thing that is said of a virtual disk.
-TEXT *nextReason(TEXT *why);
+Text *nextReason(Text *why);
 
 // A line of its own among the refusals, which begins with what cannot be; never null.
-TEXT *refusal(Work *work, const CHAR8 *what, const CHAR8 *name);
+Text *refusal(Work *work, const CHAR8 *what, const CHAR8 *name);
 
 // The disk of that id as it will be, or null.
 inline RAID_PD_RECORD *diskOf(const Work &work, UINT32 id) {
-  UINT32 place = findId(work.diskIndex, id);
-  return place != ID_NONE ? &work.disks[place] : nullptr;
+  UINT32 place = records::findId(work.diskIndex, id);
+  return place != records::noId ? &work.disks[place] : nullptr;
 }
 
 // What becomes of a disk that was a member or a hot spare.
@@ -56,7 +56,7 @@ void setFree(RAID_PD_RECORD *disk);
 const CHAR8 *whyNotWished(const Work &work, const DiskWish &wish, const RAID_PD_RECORD &disk);
 
 // Writes how the virtual disk differs from the wish in what cannot be changed without its data.
-void putDifferences(const Work &work, const VirtualDiskWish &wish, const RAID_VD_RECORD &virtualDisk, TEXT *why);
+void putDifferences(const Work &work, const VirtualDiskWish &wish, const RAID_VD_RECORD &virtualDisk, Text *why);
 
 // Chooses the members of a new one and what else is left to the controller or its level; says in verdict->why what
 // makes that impossible.
@@ -67,4 +67,4 @@ void chooseSpares(Work *work);
 // Frees the hot spares for all that the layout does not ask for.
 void freeSpares(Work *work);
 
-} // namespace ensure
+} // namespace xyl::client::ensure

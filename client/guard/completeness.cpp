@@ -4,57 +4,59 @@
 #include "raid_values.h"
 #include "records/ids.h"
 
-static bool holds(const ID_INDEX &index, UINT32 id) {
-  return findId(index, id) != ID_NONE;
+namespace xyl::client {
+
+static bool holds(const records::IdIndex &index, UINT32 id) {
+  return records::findId(index, id) != records::noId;
 }
 
 // References of one kind that lead nowhere; the first one is told.
-struct LOST {
-  UINT32 Count;
-  UINT32 From; // the object that refers
-  UINT32 To;   // what is not there
+struct Lost {
+  UINT32 count;
+  UINT32 from; // the object that refers
+  UINT32 to;   // what is not there
 };
 
-static void addLost(LOST *lost, UINT32 from, UINT32 to) {
-  if (lost->Count++ == 0) {
-    lost->From = from;
-    lost->To = to;
+static void addLost(Lost *lost, UINT32 from, UINT32 to) {
+  if (lost->count++ == 0) {
+    lost->from = from;
+    lost->to = to;
   }
 }
 
-static void beginGap(TEXT *gaps) {
-  putText(gaps, gaps->Length != 0 ? "; " : "");
+static void beginGap(Text *gaps) {
+  putText(gaps, gaps->length != 0 ? "; " : "");
 }
 
 // "2 members are not listed (disk 1005 of virtual disk 2)"
-static void putLost(TEXT *gaps, const LOST &lost, const CHAR8 *what, const CHAR8 *to, const CHAR8 *from) {
-  if (lost.Count == 0) {
+static void putLost(Text *gaps, const Lost &lost, const CHAR8 *what, const CHAR8 *to, const CHAR8 *from) {
+  if (lost.count == 0) {
     return;
   }
   beginGap(gaps);
-  putNumber(gaps, lost.Count);
+  putNumber(gaps, lost.count);
   putText(gaps, what);
   putText(gaps, " (");
   putText(gaps, to);
-  putNumber(gaps, lost.To);
+  putNumber(gaps, lost.to);
   putText(gaps, from);
-  putNumber(gaps, lost.From);
+  putNumber(gaps, lost.from);
   putText(gaps, ")");
 }
 
 // A member that was pulled is missing rightly, but then its virtual disk is not Online, and others are there.
-static void findLostMembers(const RAID_VD_RECORD &virtualDisk, const ID_INDEX &disks, LOST *lost) {
+static void findLostMembers(const RAID_VD_RECORD &virtualDisk, const records::IdIndex &disks, Lost *lost) {
   const UINT32 *members = virtualDisk.PDs;
-  LOST missing = {};
+  Lost missing = {};
   for (UINT32 i = 0; members != nullptr && i < virtualDisk.PDCount; ++i) {
     if (!holds(disks, members[i])) {
       addLost(&missing, virtualDisk.ObjectID, members[i]);
     }
   }
   bool isOnline = virtualDisk.State == RAID_STATE_ONLINE;
-  if (missing.Count != 0 && (isOnline || missing.Count == virtualDisk.PDCount)) {
-    *lost = {lost->Count + missing.Count, lost->Count == 0 ? missing.From : lost->From,
-             lost->Count == 0 ? missing.To : lost->To};
+  if (missing.count != 0 && (isOnline || missing.count == virtualDisk.PDCount)) {
+    *lost = {lost->count + missing.count, lost->count == 0 ? missing.from : lost->from,
+             lost->count == 0 ? missing.to : lost->to};
   }
 }
 
@@ -63,7 +65,7 @@ static bool isDirect(const RAID_PD_RECORD &disk) {
   return disk.EnclosureDeviceID == RAID_ENCLOSURE_NONE || disk.EnclosureDeviceID == RAID_ENCLOSURE_NONE / 1000;
 }
 
-static void findLostVirtualDisks(const RAID_PD_RECORD &disk, const ID_INDEX &virtualDisks, LOST *lost) {
+static void findLostVirtualDisks(const RAID_PD_RECORD &disk, const records::IdIndex &virtualDisks, Lost *lost) {
   const UINT32 *ids = disk.VDs;
   for (UINT32 i = 0; ids != nullptr && i < disk.VDCount; ++i) {
     if (!holds(virtualDisks, ids[i])) {
@@ -72,11 +74,11 @@ static void findLostVirtualDisks(const RAID_PD_RECORD &disk, const ID_INDEX &vir
   }
 }
 
-static void putReferences(TEXT *gaps, const RAID_CONFIG &config, const ID_INDEX &enclosures, const ID_INDEX &disks,
-                          const ID_INDEX &virtualDisks) {
-  LOST members = {};
-  LOST uses = {};
-  LOST places = {};
+static void putReferences(Text *gaps, const RAID_CONFIG &config, const records::IdIndex &enclosures,
+                          const records::IdIndex &disks, const records::IdIndex &virtualDisks) {
+  Lost members = {};
+  Lost uses = {};
+  Lost places = {};
   for (UINT32 i = 0; i < config.logicalDiskCount; ++i) {
     findLostMembers(config.logicalDisks[i], disks, &members);
   }
@@ -92,75 +94,77 @@ static void putReferences(TEXT *gaps, const RAID_CONFIG &config, const ID_INDEX 
   putLost(gaps, places, " disks are in enclosures that are not listed", "enclosure ", " of disk ");
 }
 
-void putKeyGap(TEXT *gaps, const RAID_CONFIG &config) {
+void putKeyGap(Text *gaps, const RAID_CONFIG &config) {
   if ((config.adapter->Attributes & RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY) != 0 && config.keyId == nullptr) {
     beginGap(gaps);
     putText(gaps, "the key identifier is missing");
   }
 }
 
-EFI_STATUS putGaps(TEXT *gaps, const RAID_CONFIG &config) {
-  ID_INDEX enclosures = {};
-  ID_INDEX disks = {};
-  ID_INDEX virtualDisks = {};
-  bool made = indexRecords(&enclosures, config.enclosures, config.enclosureCount) &&
-              indexRecords(&disks, config.physicalDisks, config.physicalDiskCount) &&
-              indexRecords(&virtualDisks, config.logicalDisks, config.logicalDiskCount);
+EFI_STATUS putGaps(Text *gaps, const RAID_CONFIG &config) {
+  records::IdIndex enclosures = {};
+  records::IdIndex disks = {};
+  records::IdIndex virtualDisks = {};
+  bool made = records::indexRecords(&enclosures, config.enclosures, config.enclosureCount) &&
+              records::indexRecords(&disks, config.physicalDisks, config.physicalDiskCount) &&
+              records::indexRecords(&virtualDisks, config.logicalDisks, config.logicalDiskCount);
   if (made) {
     putReferences(gaps, config, enclosures, disks, virtualDisks);
     putKeyGap(gaps, config);
   }
-  freeIds(&virtualDisks);
-  freeIds(&disks);
-  freeIds(&enclosures);
-  return made && !gaps->Failed ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+  records::freeIds(&virtualDisks);
+  records::freeIds(&disks);
+  records::freeIds(&enclosures);
+  return made && !gaps->failed ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 
-EFI_STATUS putCountGaps(TEXT *gaps, RAID_MGMT_PROTOCOL *controller, const RAID_CONFIG &config) {
+EFI_STATUS putCountGaps(Text *gaps, RAID_MGMT_PROTOCOL *controller, const RAID_CONFIG &config) {
   const struct {
-    UINT32 ObjectType;
-    UINT32 Count;
-    const CHAR8 *Name;
+    UINT32 objectType;
+    UINT32 count;
+    const CHAR8 *name;
   } lists[] = {{RAID_OBJECT_ENCLOSURE, config.enclosureCount, " enclosures"},
                {RAID_OBJECT_PHYSICAL_DISK, config.physicalDiskCount, " disks"},
                {RAID_OBJECT_VIRTUAL_DISK, config.logicalDiskCount, " virtual disks"}};
   for (const auto &list : lists) {
     RAID_CMD_RESULT answer;
-    EFI_STATUS status = issueCommand(controller, RAID_COMMAND_GET, list.ObjectType, &answer);
-    UINT32 count = EFI_ERROR(status) ? 0 : recordCount(&answer);
+    EFI_STATUS status = driver::issueCommand(controller, RAID_COMMAND_GET, list.objectType, &answer);
+    UINT32 count = EFI_ERROR(status) ? 0 : driver::recordCount(&answer);
     if (!EFI_ERROR(status)) {
-      giveBack(controller, &answer);
+      driver::giveBack(controller, &answer);
     }
     if (EFI_ERROR(status) && status != EFI_NOT_FOUND) {
       beginGap(gaps);
       putText(gaps, "the list of");
-      putText(gaps, list.Name);
+      putText(gaps, list.name);
       putText(gaps, " cannot be read: ");
       putText(gaps, statusWords(status));
-    } else if (count != list.Count) {
+    } else if (count != list.count) {
       beginGap(gaps);
       putText(gaps, "the controller has ");
       putNumber(gaps, count);
-      putText(gaps, list.Name);
+      putText(gaps, list.name);
       putText(gaps, ", and ");
-      putNumber(gaps, list.Count);
+      putNumber(gaps, list.count);
       putText(gaps, " were listed");
     }
   }
-  return gaps->Failed ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
+  return gaps->failed ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
 }
 
-XYL_RESULT judgeGaps(const XYL_CONTEXT &context, const CHAR8 *name, EFI_STATUS status, TEXT *gaps) {
-  bool isWanted = hasOption(context, XYL_OPTION_INCOMPLETE);
-  XYL_RESULT result = succeeded();
+Result judgeGaps(const Context &context, const CHAR8 *name, EFI_STATUS status, Text *gaps) {
+  bool isWanted = hasOption(context, optionIncomplete);
+  Result result = succeeded();
   if (EFI_ERROR(status)) {
-    complain(context.Front, "%a cannot be checked: %a", name, statusWords(status));
+    complain(context.front, "%a cannot be checked: %a", name, statusWords(status));
     result = failed(status);
-  } else if (gaps->Length != 0) {
-    complain(context.Front, "%a is not complete: %a%a", name, textOf(*gaps),
+  } else if (gaps->length != 0) {
+    complain(context.front, "%a is not complete: %a%a", name, textOf(*gaps),
              isWanted ? "" : "; --incomplete takes it all the same");
-    result = isWanted ? succeeded() : failed(EFI_ABORTED, XYL_REASON_INCOMPLETE);
+    result = isWanted ? succeeded() : failed(EFI_ABORTED, Reason::incomplete);
   }
   freeText(gaps);
   return result;
 }
+
+} // namespace xyl::client

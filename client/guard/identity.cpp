@@ -3,6 +3,8 @@
 #include "client/guard/guard.h"
 #include "driver/controller/controller.h"
 
+namespace xyl::client {
+
 static void formatPlace(CHAR8 *place, const RAID_PCI_IDENTITY &identity) {
   formatHex(place, identity.PCIBus, 2);
   place[2] = ':';
@@ -11,43 +13,45 @@ static void formatPlace(CHAR8 *place, const RAID_PCI_IDENTITY &identity) {
   formatHex(place + 6, identity.PCIFunction, 1);
 }
 
-EFI_STATUS readIdentity(RAID_MGMT_PROTOCOL *controller, CONTROLLER_IDENTITY *identity) {
+EFI_STATUS readIdentity(RAID_MGMT_PROTOCOL *controller, ControllerIdentity *identity) {
   *identity = {};
   RAID_CMD_RESULT answer;
-  EFI_STATUS status = issueCommand(controller, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, &answer);
+  EFI_STATUS status = driver::issueCommand(controller, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, &answer);
   if (EFI_ERROR(status)) {
     return status;
   }
-  if (recordCount(&answer) != 0) {
+  if (driver::recordCount(&answer) != 0) {
     const RAID_ADAPTER_RECORD *adapter = static_cast<const RAID_ADAPTER_RECORD *>(answer.Data);
-    textNarrow(identity->Name, adapter->Name, sizeof(identity->Name) - 1);
-    for (CHAR8 &letter : identity->Name) {
+    textNarrow(identity->name, adapter->Name, sizeof(identity->name) - 1);
+    for (CHAR8 &letter : identity->name) {
       letter = letter != 0 && static_cast<UINT8>(letter) < ' ' ? '?' : letter; // it stands in questions as it is
     }
-    formatPlace(identity->Place, adapter->PCIID);
-    formatHex(identity->Wwn, adapter->WWN, 16);
+    formatPlace(identity->place, adapter->PCIID);
+    formatHex(identity->wwn, adapter->WWN, 16);
   } else {
     status = EFI_NOT_FOUND;
   }
-  giveBack(controller, &answer);
+  driver::giveBack(controller, &answer);
   return status;
 }
 
-void putIdentity(TEXT *text, const CONTROLLER_IDENTITY &identity) {
-  const CHAR8 *parts[] = {orNone(identity.Name), ", PCI ", identity.Place, ", WWN ", identity.Wwn};
+void putIdentity(Text *text, const ControllerIdentity &identity) {
+  const CHAR8 *parts[] = {orNone(identity.name), ", PCI ", identity.place, ", WWN ", identity.wwn};
   for (const CHAR8 *part : parts) {
     putText(text, part);
   }
 }
 
-void sayIdentity(const XYL_FRONT *front, const CONTROLLER_IDENTITY &identity) {
-  say(front, "%a, PCI %a, WWN %a", orNone(identity.Name), identity.Place, identity.Wwn);
+void sayIdentity(const Front *front, const ControllerIdentity &identity) {
+  say(front, "%a, PCI %a, WWN %a", orNone(identity.name), identity.place, identity.wwn);
 }
 
-void writeIdentity(JSON *json, const CONTROLLER_IDENTITY &identity) {
+void writeIdentity(Json *json, const ControllerIdentity &identity) {
   jsonObject(json, "controller");
-  jsonText(json, "name", identity.Name);
-  jsonText(json, "pci", identity.Place);
-  jsonText(json, "wwn", identity.Wwn);
+  jsonText(json, "name", identity.name);
+  jsonText(json, "pci", identity.place);
+  jsonText(json, "wwn", identity.wwn);
   jsonEnd(json);
 }
+
+} // namespace xyl::client

@@ -2,8 +2,10 @@
 #include "client/command_line/command_line.h"
 #include "client/guard/guard.h"
 
-static XYL_ANSWER ask(const XYL_CONTEXT &context, const CONTROLLER_IDENTITY &identity, const CHAR8 *keptIn) {
-  TEXT question = {};
+namespace xyl::client {
+
+static Answer ask(const Context &context, const ControllerIdentity &identity, const CHAR8 *keptIn) {
+  Text question = {};
   if (keptIn != nullptr) {
     putText(&question, "What it holds now is kept in '");
     for (; *keptIn != 0; ++keptIn) {
@@ -15,29 +17,30 @@ static XYL_ANSWER ask(const XYL_CONTEXT &context, const CONTROLLER_IDENTITY &ide
   putText(&question, "Go on with ");
   putIdentity(&question, identity);
   putText(&question, "? Type yes: ");
-  XYL_ANSWER answer = question.Failed ? XYL_ANSWER_NO_TERMINAL : context.Front->AskYes(context.Front, textOf(question));
+  Answer answer = question.failed ? Answer::noTerminal : context.front->askYes(context.front, textOf(question));
   freeText(&question);
   return answer;
 }
 
-XYL_RESULT askToGoOn(const XYL_CONTEXT &context, const CONTROLLER_IDENTITY &identity, const CHAR8 *what,
-                     const CHAR8 *keptIn) {
-  if (hasOption(context, XYL_OPTION_YES)) {
+Result askToGoOn(const Context &context, const ControllerIdentity &identity, const CHAR8 *what, const CHAR8 *keptIn) {
+  if (hasOption(context, optionYes)) {
     return succeeded();
   }
-  if (hasOption(context, XYL_OPTION_JSON)) {
-    complain(context.Front, "--json leaves no room for a question; look at the plan and give --yes");
-    return {XYL_USAGE, EFI_INVALID_PARAMETER, XYL_REASON_DECLINED};
+  if (hasOption(context, optionJson)) {
+    complain(context.front, "--json leaves no room for a question; look at the plan and give --yes");
+    return {outcomeUsage, EFI_INVALID_PARAMETER, Reason::declined};
   }
   switch (ask(context, identity, keptIn)) {
-  case XYL_ANSWER_YES:
+  case Answer::yes:
     lookAgain(); // it may have taken long
     return succeeded();
-  case XYL_ANSWER_NO:
-    complain(context.Front, "the %a was declined; nothing was changed", what);
-    return failed(EFI_ABORTED, XYL_REASON_DECLINED);
+  case Answer::no:
+    complain(context.front, "the %a was declined; nothing was changed", what);
+    return failed(EFI_ABORTED, Reason::declined);
   default:
-    complain(context.Front, "the %a destroys data and nobody can be asked; give --yes. Nothing was changed", what);
-    return {XYL_USAGE, EFI_INVALID_PARAMETER, XYL_REASON_DECLINED};
+    complain(context.front, "the %a destroys data and nobody can be asked; give --yes. Nothing was changed", what);
+    return {outcomeUsage, EFI_INVALID_PARAMETER, Reason::declined};
   }
 }
+
+} // namespace xyl::client

@@ -20,62 +20,66 @@
 #include "client/command_line/command_line.h"
 #include "client/jobs/transfer.h"
 
-#define JOB_FILE_LIMIT 0x10000U // bytes
+namespace xyl::client {
 
-enum JOB_CONDITION { JOB_ALWAYS, JOB_OK, JOB_DIFFERENT, JOB_FAILED };
-enum JOB_END { JOB_RETURN, JOB_RESET, JOB_SHUTDOWN, JOB_GOES_ON };
+inline constexpr UINT32 jobFileLimit = 0x10000U; // bytes
 
-// The words for them, as the file has them; "" for JOB_ALWAYS.
-extern const CHAR8 *const g_jobConditions[JOB_FAILED + 1];
-extern const CHAR8 *const g_jobEnds[JOB_SHUTDOWN + 1];
+enum JobCondition { jobAlways, jobOk, jobDifferent, jobFailed };
+enum JobEnd { jobReturn, jobReset, jobShutdown, jobGoesOn };
 
-struct JOB_LINE {
-  UINT32 Number; // in the file, from 1
-  JOB_CONDITION Condition;
-  JOB_END End; // JOB_GOES_ON: a command line
-  TEXT Text;   // for people, without the condition
-  TEXT Words;  // WordCount of them, each with its NUL
-  UINT32 WordCount;
-  UINT32 Limit; // minutes that it may take; 0: any time
+// The words for them, as the file has them; "" for jobAlways.
+extern const CHAR8 *const g_jobConditions[jobFailed + 1];
+extern const CHAR8 *const g_jobEnds[jobShutdown + 1];
+
+struct JobLine {
+  UINT32 number; // in the file, from 1
+  JobCondition condition;
+  JobEnd end; // jobGoesOn: a command line
+  Text text;  // for people, without the condition
+  Text words; // WordCount of them, each with its NUL
+  UINT32 wordCount;
+  UINT32 limit; // minutes that it may take; 0: any time
   // No command of the client's, but a file that comes or goes.
-  jobs::Transfer Transfer;
-  jobs::Tries Tries;
+  jobs::Transfer transfer;
+  jobs::Tries tries;
 };
 
 // Takes a line with a transfer apart; the texts are the line's.
-jobs::TransferLine transferOf(const JOB_LINE &line);
+jobs::TransferLine transferOf(const JobLine &line);
 
-struct JOB_FILE {
-  POOL_ARRAY<JOB_LINE> Lines;
-  bool Again; // runs although a result of it is there
-  jobs::Network Network;
-  JOB_LINE Source; // "job URL"; without words: the job is here
-  JOB_LINE Result; // "send result.json URL", which comes behind all lines; without words: nobody wants it
-  bool IsSecure;   // a URL begins with https
+struct JobFile {
+  PoolArray<JobLine> lines;
+  bool again; // runs although a result of it is there
+  jobs::Network network;
+  JobLine source; // "job URL"; without words: the job is here
+  JobLine result; // "send result.json URL", which comes behind all lines; without words: nobody wants it
+  bool isSecure;  // a URL begins with https
 };
 
 // What stands between percent signs, and what it stands for.
-struct JOB_NAME {
-  const CHAR8 *Name;
-  const CHAR8 *Value; // null: not known here, the name stays; "": this machine has none, which is a mistake
+struct JobName {
+  const CHAR8 *name;
+  const CHAR8 *value; // null: not known here, the name stays; "": this machine has none, which is a mistake
 };
-struct JOB_NAMES {
-  const JOB_NAME *Rows;
-  UINTN Count;
+struct JobNames {
+  const JobName *rows;
+  UINTN count;
 };
 
 // Reads a job file of size bytes; the caller frees it, also after a mistake. Each mistake is told on the error output,
-// with its line, and gives XYL_USAGE. A job that another one named by its URL begins with what that says of the
+// with its line, and gives outcomeUsage. A job that another one named by its URL begins with what that says of the
 // network.
-XYL_RESULT readJobs(const XYL_FRONT *front, const CHAR8 *text, UINTN size, const JOB_NAMES &names, JOB_FILE *jobs,
-                    const JOB_FILE *namedBy = nullptr);
-void freeJobs(JOB_FILE *jobs);
+Result readJobs(const Front *front, const CHAR8 *text, UINTN size, const JobNames &names, JobFile *jobs,
+                const JobFile *namedBy = nullptr);
+void freeJobs(JobFile *jobs);
 
 // The URL of the job that a file names.
-const CHAR8 *sourceOf(const JOB_FILE &jobs);
+const CHAR8 *sourceOf(const JobFile &jobs);
 
 // Parses the words of a command line; the request's texts are the line's.
-XYL_RESULT parseJob(const XYL_FRONT *front, const JOB_LINE &line, XYL_REQUEST *request);
+Result parseJob(const Front *front, const JobLine &line, Request *request);
 
 // Whether the line is for an outcome.
-bool isJobFor(JOB_CONDITION condition, XYL_OUTCOME outcome);
+bool isJobFor(JobCondition condition, Outcome outcome);
+
+} // namespace xyl::client

@@ -2,6 +2,8 @@
 
 #include "base/text.h"
 
+namespace xyl::client {
+
 namespace jobs {
 
 static CHAR8 small(CHAR8 letter) {
@@ -280,3 +282,5 @@ const CHAR8 *readNetwork(UINTN count, const CHAR8 *const *words, Network *networ
 }
 
 } // namespace jobs
+
+} // namespace xyl::client

@@ -4,6 +4,8 @@
 
 #include "uefi/types.h"
 
+namespace xyl::client {
+
 namespace jobs {
 
 // --- URLs ---
@@ -90,3 +92,5 @@ struct Network {
 const CHAR8 *readNetwork(UINTN count, const CHAR8 *const *words, Network *network);
 
 } // namespace jobs
+
+} // namespace xyl::client

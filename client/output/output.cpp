@@ -6,15 +6,17 @@
 #include "base/text.h"
 #include "client/output/utf8.h"
 
-static constexpr UINTN LINE_CAPACITY = 701;
+namespace xyl::client {
 
-using WRITE = void (*)(const XYL_FRONT *front, const CHAR8 *text, UINTN length);
+static constexpr UINTN lineCapacity = 701;
+
+using Write = void (*)(const Front *front, const CHAR8 *text, UINTN length);
 
 // Stands for a line feed of a format while the line is made, so that those of arguments are told from it.
-static constexpr CHAR16 LINE_BREAK = 0xFFFF;
+static constexpr CHAR16 lineBreak = 0xFFFF;
 
 // Writes what a terminal may take for a command as \xNN; line feeds and tabs may be allowed.
-static void writeShown(const XYL_FRONT *front, WRITE write, const CHAR8 *text, UINTN length, bool allowsLines) {
+static void writeShown(const Front *front, Write write, const CHAR8 *text, UINTN length, bool allowsLines) {
   UINTN plain = 0; // begins what is not written yet
   for (UINTN i = 0; i < length;) {
     UINT32 character = 0;
@@ -32,19 +34,19 @@ static void writeShown(const XYL_FRONT *front, WRITE write, const CHAR8 *text, U
   write(front, text + plain, length - plain);
 }
 
-static void writeFormatted(const XYL_FRONT *front, WRITE write, const CHAR8 *format, EFI_VA_LIST arguments) {
-  CHAR16 marked[LINE_CAPACITY];
-  CHAR16 wide[LINE_CAPACITY];
-  CHAR8 line[LINE_CAPACITY];
+static void writeFormatted(const Front *front, Write write, const CHAR8 *format, EFI_VA_LIST arguments) {
+  CHAR16 marked[lineCapacity];
+  CHAR16 wide[lineCapacity];
+  CHAR8 line[lineCapacity];
   UINTN end = 0;
-  for (; format[end] != 0 && end + 1 < LINE_CAPACITY; ++end) {
-    marked[end] = format[end] == '\n' ? LINE_BREAK : static_cast<UINT8>(format[end]);
+  for (; format[end] != 0 && end + 1 < lineCapacity; ++end) {
+    marked[end] = format[end] == '\n' ? lineBreak : static_cast<UINT8>(format[end]);
   }
   marked[end] = 0;
-  formatText(wide, LINE_CAPACITY, marked, arguments);
+  formatText(wide, lineCapacity, marked, arguments);
   for (const CHAR16 *at = wide; *at != 0; ++at) {
     UINTN length = 0;
-    for (; *at != 0 && *at != LINE_BREAK; ++at) {
+    for (; *at != 0 && *at != lineBreak; ++at) {
       line[length++] = static_cast<CHAR8>(*at);
     }
     writeShown(front, write, line, length, /* allowsLines= */ false);
@@ -55,60 +57,60 @@ static void writeFormatted(const XYL_FRONT *front, WRITE write, const CHAR8 *for
   }
 }
 
-void EFIAPI say(const XYL_FRONT *front, const CHAR8 *format, ...) {
+void EFIAPI say(const Front *front, const CHAR8 *format, ...) {
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, format);
-  writeFormatted(front, front->WriteOut, format, arguments);
+  writeFormatted(front, front->writeOut, format, arguments);
   EFI_VA_END(arguments);
 }
 
-void EFIAPI complain(const XYL_FRONT *front, const CHAR8 *format, ...) {
+void EFIAPI complain(const Front *front, const CHAR8 *format, ...) {
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, format);
-  front->WriteError(front, "xyl: ", 5);
-  writeFormatted(front, front->WriteError, format, arguments);
-  front->WriteError(front, "\n", 1);
+  front->writeError(front, "xyl: ", 5);
+  writeFormatted(front, front->writeError, format, arguments);
+  front->writeError(front, "\n", 1);
   EFI_VA_END(arguments);
 }
 
-void sayText(const XYL_FRONT *front, const CHAR8 *text) {
-  writeShown(front, front->WriteOut, text, textLength(text), /* allowsLines= */ false);
+void sayText(const Front *front, const CHAR8 *text) {
+  writeShown(front, front->writeOut, text, textLength(text), /* allowsLines= */ false);
 }
 
-void sayLines(const XYL_FRONT *front, const CHAR8 *text) {
-  writeShown(front, front->WriteOut, text, textLength(text), /* allowsLines= */ true);
+void sayLines(const Front *front, const CHAR8 *text) {
+  writeShown(front, front->writeOut, text, textLength(text), /* allowsLines= */ true);
 }
 
-void complainLines(const XYL_FRONT *front, const CHAR8 *text) {
-  writeShown(front, front->WriteError, text, textLength(text), /* allowsLines= */ true);
+void complainLines(const Front *front, const CHAR8 *text) {
+  writeShown(front, front->writeError, text, textLength(text), /* allowsLines= */ true);
 }
 
-void sayDocument(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
-  if (front->Terminal) {
-    writeShown(front, front->WriteOut, text, length, /* allowsLines= */ true);
+void sayDocument(const Front *front, const CHAR8 *text, UINTN length) {
+  if (front->terminal) {
+    writeShown(front, front->writeOut, text, length, /* allowsLines= */ true);
   } else {
-    front->WriteOut(front, text, length);
+    front->writeOut(front, text, length);
   }
 }
 
 static constexpr struct {
-  const CHAR8 *Word;
-  const CHAR8 *Colour;
+  const CHAR8 *word;
+  const CHAR8 *colour;
 } g_marks[] = {
     {"Success", "\x1b[32m"}, {"Online", "\x1b[32m"},   {"Fail", "\x1b[31m"},    {"Failed", "\x1b[31m"},
     {"Offline", "\x1b[31m"}, {"Degraded", "\x1b[33m"}, {"Foreign", "\x1b[33m"},
 };
 
-void sayMarked(const XYL_FRONT *front, const CHAR8 *word, UINTN width) {
+void sayMarked(const Front *front, const CHAR8 *word, UINTN width) {
   const CHAR8 *colour = "";
   for (const auto &mark : g_marks) {
-    if (front->Colours && textEqual(word, mark.Word)) {
-      colour = mark.Colour;
+    if (front->colours && textEqual(word, mark.word)) {
+      colour = mark.colour;
     }
   }
-  front->WriteOut(front, colour, textLength(colour));
+  front->writeOut(front, colour, textLength(colour));
   sayText(front, word);
-  front->WriteOut(front, "\x1b[0m", *colour != 0 ? 4 : 0);
+  front->writeOut(front, "\x1b[0m", *colour != 0 ? 4 : 0);
   for (UINTN length = textLength(word); length < width; ++length) {
     sayText(front, " ");
   }
@@ -119,33 +121,33 @@ const CHAR8 *statusWords(EFI_STATUS status) {
   return words != nullptr ? words : "unknown status";
 }
 
-struct SIZE_UNIT {
-  UINT64 Bytes;
-  const CHAR8 *Name;
+struct SizeUnit {
+  UINT64 bytes;
+  const CHAR8 *name;
 };
 
-static constexpr SIZE_UNIT g_sizeUnits[] = {{1000000000000, " TB"}, {1000000000, " GB"}, {1000000, " MB"}};
+static constexpr SizeUnit g_sizeUnits[] = {{1000000000000, " TB"}, {1000000000, " GB"}, {1000000, " MB"}};
 
-void formatSize(CHAR8 (&buffer)[SIZE_TEXT_CAPACITY], UINT64 bytes) {
-  const SIZE_UNIT *unit = g_sizeUnits;
-  while (bytes < unit->Bytes && unit != &g_sizeUnits[2]) {
+void formatSize(CHAR8 (&buffer)[sizeTextCapacity], UINT64 bytes) {
+  const SizeUnit *unit = g_sizeUnits;
+  while (bytes < unit->bytes && unit != &g_sizeUnits[2]) {
     ++unit;
   }
-  UINT64 hundredths = bytes % unit->Bytes * 100 / unit->Bytes;
-  UINTN length = formatDecimal(buffer, bytes / unit->Bytes);
+  UINT64 hundredths = bytes % unit->bytes * 100 / unit->bytes;
+  UINTN length = formatDecimal(buffer, bytes / unit->bytes);
   buffer[length++] = '.';
   buffer[length++] = static_cast<CHAR8>('0' + hundredths / 10);
   buffer[length++] = static_cast<CHAR8>('0' + hundredths % 10);
-  copyBytes(buffer + length, unit->Name, 4);
+  copyBytes(buffer + length, unit->name, 4);
 }
 
-static constexpr UINT64 SIZE_LIMIT = 1000000000000000000ULL;
+static constexpr UINT64 sizeLimit = 1000000000000000000ULL;
 
 // The bytes of a unit, whose letters may be large or small; 0 for another text.
 static UINT64 unitOf(const CHAR8 *text) {
   static constexpr struct {
-    const CHAR8 *Name;
-    UINT64 Bytes;
+    const CHAR8 *name;
+    UINT64 bytes;
   } units[] = {{"", 1},
                {"KB", 1000},
                {"MB", 1000000},
@@ -157,11 +159,11 @@ static UINT64 unitOf(const CHAR8 *text) {
                {"TIB", 1ULL << 40}};
   for (const auto &unit : units) {
     UINTN i = 0;
-    while (unit.Name[i] != 0 && (text[i] == unit.Name[i] || text[i] == unit.Name[i] - 'A' + 'a')) {
+    while (unit.name[i] != 0 && (text[i] == unit.name[i] || text[i] == unit.name[i] - 'A' + 'a')) {
       ++i;
     }
-    if (unit.Name[i] == 0 && text[i] == 0) {
-      return unit.Bytes;
+    if (unit.name[i] == 0 && text[i] == 0) {
+      return unit.bytes;
     }
   }
   return 0;
@@ -188,7 +190,7 @@ UINT64 parseSize(const CHAR8 *text) {
       isFraction = true;
       continue;
     }
-    if (number >= SIZE_LIMIT / 10 || scale >= SIZE_LIMIT / 10) {
+    if (number >= sizeLimit / 10 || scale >= sizeLimit / 10) {
       return 0;
     }
     number = number * 10 + static_cast<UINT64>(*text - '0');
@@ -202,7 +204,7 @@ UINT64 parseSize(const CHAR8 *text) {
   if (unit == 0 || unit % scale != 0) {
     return 0; // no unit, or a part of a byte
   }
-  return number < (SIZE_LIMIT + unit / scale - 1) / (unit / scale) ? number * (unit / scale) : 0;
+  return number < (sizeLimit + unit / scale - 1) / (unit / scale) ? number * (unit / scale) : 0;
 }
 
 bool lacksUnit(const CHAR8 *size) {
@@ -212,3 +214,5 @@ bool lacksUnit(const CHAR8 *size) {
   }
   return digits != 0 && size[digits] == 0 && parseDecimal(size) < 1000000;
 }
+
+} // namespace xyl::client

@@ -3,7 +3,9 @@
 #include "base/text.h"
 #include "client/output/output.h"
 
-static constexpr UINTN COLUMNS_MAX = 12;
+namespace xyl::client {
+
+static constexpr UINTN columnsMax = 12;
 
 // The first character's bytes, and the columns that it takes.
 static UINTN firstCharacter(const CHAR8 *text, UINTN length, UINTN *columns) {
@@ -36,16 +38,16 @@ UINTN columnsOf(const CHAR8 *text) {
   return used;
 }
 
-void addCell(TABLE *table, const CHAR8 *text) {
-  const TABLE_COLUMN &column = table->Columns[table->Cells.count % table->ColumnCount];
-  bool isCut = columnsOf(text) > column.Most;
+void addCell(Table *table, const CHAR8 *text) {
+  const TableColumn &column = table->columns[table->cells.count % table->columnCount];
+  bool isCut = columnsOf(text) > column.most;
   UINTN used = 0;
-  UINTN length = fitting(text, isCut ? column.Most - 3 : column.Most, &used);
+  UINTN length = fitting(text, isCut ? column.most - 3 : column.most, &used);
   CHAR8 *copy = poolNew<CHAR8>(length + 4);
-  CHAR8 **cell = copy != nullptr ? arrayAppend(table->Cells) : nullptr;
+  CHAR8 **cell = copy != nullptr ? arrayAppend(table->cells) : nullptr;
   if (cell == nullptr) {
     poolFree(copy);
-    table->Failed = true;
+    table->failed = true;
     return;
   }
   copyBytes(copy, text, length);
@@ -54,7 +56,7 @@ void addCell(TABLE *table, const CHAR8 *text) {
   *cell = copy;
 }
 
-static void sayBlanks(const XYL_FRONT *front, UINTN count) {
+static void sayBlanks(const Front *front, UINTN count) {
   for (; count != 0; --count) {
     sayText(front, " ");
   }
@@ -81,7 +83,7 @@ static UINTN longestPiece(const CHAR8 *text) {
 }
 
 // Writes the text from the column start on, and goes on below it behind a comma where it does not fit.
-static void sayBroken(const XYL_FRONT *front, CHAR8 *text, UINTN start) {
+static void sayBroken(const Front *front, CHAR8 *text, UINTN start) {
   UINTN at = start;
   while (*text != 0) {
     CHAR8 *end = text;
@@ -92,7 +94,7 @@ static void sayBroken(const XYL_FRONT *front, CHAR8 *text, UINTN start) {
     CHAR8 behind = *end;
     *end = 0;
     UINTN columns = columnsOf(text);
-    if (at != start && at + 1 + columns > front->Columns) {
+    if (at != start && at + 1 + columns > front->columns) {
       say(front, "\n");
       sayBlanks(front, start);
       at = start;
@@ -119,115 +121,117 @@ static void cutTo(CHAR8 *text, UINTN width) {
 }
 
 // How the columns are laid out.
-struct WIDTHS {
-  UINTN Columns[COLUMNS_MAX];
-  bool IsBelow; // the last column has lines of its own
+struct Widths {
+  UINTN columns[columnsMax];
+  bool isBelow; // the last column has lines of its own
 };
 
-static constexpr UINTN BELOW = 6; // where these begin
+static constexpr UINTN belowIndent = 6; // where these begin
 
 // Takes columns from the texts that are widest until what stands behind them has its place on the line; numbers, sizes,
 // states and short words stay whole. False when there is no place.
-static bool narrow(const XYL_FRONT *front, const TABLE &table, UINTN behind, UINTN *widths) {
-  static constexpr UINTN LEAST = 6;
-  UINTN last = table.ColumnCount - 1;
+static bool narrow(const Front *front, const Table &table, UINTN behind, UINTN *widths) {
+  static constexpr UINTN least = 6;
+  UINTN last = table.columnCount - 1;
   for (;;) {
     UINTN total = behind;
     UINTN widest = last;
     for (UINTN i = 0; i < last; ++i) {
-      const TABLE_COLUMN &column = table.Columns[i];
+      const TableColumn &column = table.columns[i];
       total += 2 + widths[i];
-      bool gives = !column.IsRight && !column.IsMarked && column.Most > 8 && widths[i] > LEAST;
+      bool gives = !column.isRight && !column.isMarked && column.most > 8 && widths[i] > least;
       widest = gives && (widest == last || widths[i] > widths[widest]) ? i : widest;
     }
-    if (total <= front->Columns || widest == last) {
-      return total <= front->Columns;
+    if (total <= front->columns || widest == last) {
+      return total <= front->columns;
     }
     --widths[widest];
   }
 }
 
-static void layOut(const XYL_FRONT *front, const TABLE &table, WIDTHS *widths) {
+static void layOut(const Front *front, const Table &table, Widths *widths) {
   *widths = {};
-  for (UINTN i = 0; i < table.ColumnCount; ++i) {
-    widths->Columns[i] = columnsOf(table.Columns[i].Title);
+  for (UINTN i = 0; i < table.columnCount; ++i) {
+    widths->columns[i] = columnsOf(table.columns[i].title);
   }
-  UINTN last = table.ColumnCount - 1;
-  UINTN longest = widths->Columns[last]; // of the pieces into which the last column's texts can be broken
+  UINTN last = table.columnCount - 1;
+  UINTN longest = widths->columns[last]; // of the pieces into which the last column's texts can be broken
   UINTN column = 0;
-  for (UINT32 i = 0; i < table.Cells.count; ++i) {
-    UINTN columns = columnsOf(table.Cells.items[i]);
-    UINTN piece = column == last ? longestPiece(table.Cells.items[i]) : 0;
-    widths->Columns[column] = columns > widths->Columns[column] ? columns : widths->Columns[column];
+  for (UINT32 i = 0; i < table.cells.count; ++i) {
+    UINTN columns = columnsOf(table.cells.items[i]);
+    UINTN piece = column == last ? longestPiece(table.cells.items[i]) : 0;
+    widths->columns[column] = columns > widths->columns[column] ? columns : widths->columns[column];
     longest = piece > longest ? piece : longest;
     column = column < last ? column + 1 : 0;
   }
-  WIDTHS whole = *widths;
-  if (!narrow(front, table, 2 + longest, widths->Columns)) {
+  Widths whole = *widths;
+  if (!narrow(front, table, 2 + longest, widths->columns)) {
     *widths = whole;
-    widths->IsBelow = true;
-    narrow(front, table, 0, widths->Columns);
+    widths->isBelow = true;
+    narrow(front, table, 0, widths->columns);
   }
 }
 
 // Before the last column: its place on the line, or on the next.
-static void sayStart(const XYL_FRONT *front, bool isBelow) {
+static void sayStart(const Front *front, bool isBelow) {
   if (isBelow) {
     say(front, "\n");
   }
-  sayBlanks(front, isBelow ? BELOW : 2);
+  sayBlanks(front, isBelow ? belowIndent : 2);
 }
 
-static void sayTitles(const XYL_FRONT *front, const TABLE &table, const WIDTHS &widths) {
-  for (UINTN i = 0; i < table.ColumnCount; ++i) {
-    const TABLE_COLUMN &column = table.Columns[i];
-    bool isLast = i + 1 == table.ColumnCount;
-    UINTN blanks = widths.Columns[i] - columnsOf(column.Title);
-    sayStart(front, isLast && widths.IsBelow);
-    sayBlanks(front, column.IsRight ? blanks : 0);
-    sayText(front, column.Title);
-    sayBlanks(front, column.IsRight || isLast ? 0 : blanks);
+static void sayTitles(const Front *front, const Table &table, const Widths &widths) {
+  for (UINTN i = 0; i < table.columnCount; ++i) {
+    const TableColumn &column = table.columns[i];
+    bool isLast = i + 1 == table.columnCount;
+    UINTN blanks = widths.columns[i] - columnsOf(column.title);
+    sayStart(front, isLast && widths.isBelow);
+    sayBlanks(front, column.isRight ? blanks : 0);
+    sayText(front, column.title);
+    sayBlanks(front, column.isRight || isLast ? 0 : blanks);
   }
   say(front, "\n");
 }
 
-static void sayRow(const XYL_FRONT *front, const TABLE &table, const WIDTHS &widths, CHAR8 *const *cells) {
+static void sayRow(const Front *front, const Table &table, const Widths &widths, CHAR8 *const *cells) {
   UINTN at = 2;
-  for (UINTN i = 0; i < table.ColumnCount; ++i) {
-    const TABLE_COLUMN &column = table.Columns[i];
-    bool isLast = i + 1 == table.ColumnCount;
-    sayStart(front, isLast && widths.IsBelow);
+  for (UINTN i = 0; i < table.columnCount; ++i) {
+    const TableColumn &column = table.columns[i];
+    bool isLast = i + 1 == table.columnCount;
+    sayStart(front, isLast && widths.isBelow);
     if (isLast) {
-      sayBroken(front, cells[i], widths.IsBelow ? BELOW : at);
+      sayBroken(front, cells[i], widths.isBelow ? belowIndent : at);
       continue;
     }
-    cutTo(cells[i], widths.Columns[i]);
-    UINTN blanks = widths.Columns[i] - columnsOf(cells[i]);
-    if (column.IsMarked) {
-      sayMarked(front, cells[i], widths.Columns[i]);
+    cutTo(cells[i], widths.columns[i]);
+    UINTN blanks = widths.columns[i] - columnsOf(cells[i]);
+    if (column.isMarked) {
+      sayMarked(front, cells[i], widths.columns[i]);
     } else {
-      sayBlanks(front, column.IsRight ? blanks : 0);
+      sayBlanks(front, column.isRight ? blanks : 0);
       sayText(front, cells[i]);
-      sayBlanks(front, column.IsRight ? 0 : blanks);
+      sayBlanks(front, column.isRight ? 0 : blanks);
     }
-    at += widths.Columns[i] + 2;
+    at += widths.columns[i] + 2;
   }
   say(front, "\n");
 }
 
-bool sayTable(const XYL_FRONT *front, TABLE *table) {
-  if (!table->Failed) {
-    WIDTHS widths;
+bool sayTable(const Front *front, Table *table) {
+  if (!table->failed) {
+    Widths widths;
     layOut(front, *table, &widths);
     sayTitles(front, *table, widths);
-    for (UINT32 i = 0; i < table->Cells.count; i += static_cast<UINT32>(table->ColumnCount)) {
-      sayRow(front, *table, widths, &table->Cells.items[i]);
+    for (UINT32 i = 0; i < table->cells.count; i += static_cast<UINT32>(table->columnCount)) {
+      sayRow(front, *table, widths, &table->cells.items[i]);
     }
   }
-  for (UINT32 i = 0; i < table->Cells.count; ++i) {
-    poolFree(table->Cells.items[i]);
+  for (UINT32 i = 0; i < table->cells.count; ++i) {
+    poolFree(table->cells.items[i]);
   }
-  poolRelease(table->Cells.items);
-  table->Cells.count = 0;
-  return !table->Failed;
+  poolRelease(table->cells.items);
+  table->cells.count = 0;
+  return !table->failed;
 }
+
+} // namespace xyl::client

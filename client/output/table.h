@@ -5,26 +5,30 @@
 #include "base/array.h"
 #include "client/client.h"
 
-struct TABLE_COLUMN {
-  const CHAR8 *Title;
-  UINTN Most;    // a longer text is cut, with "..." at its end
-  bool IsRight;  // aligned to the right
-  bool IsMarked; // a state, in its colour
+namespace xyl::client {
+
+struct TableColumn {
+  const CHAR8 *title;
+  UINTN most;    // a longer text is cut, with "..." at its end
+  bool isRight;  // aligned to the right
+  bool isMarked; // a state, in its colour
 };
 
-struct TABLE {
-  const TABLE_COLUMN *Columns;
-  UINTN ColumnCount;
-  POOL_ARRAY<CHAR8 *> Cells; // row by row
-  bool Failed;
+struct Table {
+  const TableColumn *columns;
+  UINTN columnCount;
+  PoolArray<CHAR8 *> cells; // row by row
+  bool failed;
 };
 
 // Appends the next cell, a copy of the text; without memory the table fails.
-void addCell(TABLE *table, const CHAR8 *text);
+void addCell(Table *table, const CHAR8 *text);
 
 // Prints the table with its titles, two blanks before each column, and frees it. False, with nothing printed, when it
 // failed.
-bool sayTable(const XYL_FRONT *front, TABLE *table);
+bool sayTable(const Front *front, Table *table);
 
 // The columns that the text takes on a terminal.
 UINTN columnsOf(const CHAR8 *text);
+
+} // namespace xyl::client

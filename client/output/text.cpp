@@ -3,69 +3,73 @@
 #include "base/pool.h"
 #include "base/text.h"
 
+namespace xyl::client {
+
 // Change documents may hold passphrases.
-static void release(TEXT *text) {
-  if (text->Chars != nullptr) {
-    wipeBytes(text->Chars, text->Length);
-    poolFree(text->Chars);
+static void release(Text *text) {
+  if (text->chars != nullptr) {
+    wipeBytes(text->chars, text->length);
+    poolFree(text->chars);
   }
 }
 
-static bool makeRoom(TEXT *text, UINTN length) {
-  if (text->Length + length < text->Capacity) {
+static bool makeRoom(Text *text, UINTN length) {
+  if (text->length + length < text->capacity) {
     return true;
   }
-  UINTN capacity = 2 * (text->Length + length) + 32;
+  UINTN capacity = 2 * (text->length + length) + 32;
   CHAR8 *grown = static_cast<CHAR8 *>(poolAllocate(capacity));
   if (grown == nullptr) {
-    text->Failed = true;
+    text->failed = true;
     return false;
   }
-  if (text->Length != 0) {
-    copyBytes(grown, text->Chars, text->Length);
+  if (text->length != 0) {
+    copyBytes(grown, text->chars, text->length);
   }
   release(text);
-  text->Chars = grown;
-  text->Capacity = capacity;
+  text->chars = grown;
+  text->capacity = capacity;
   return true;
 }
 
-void putBytes(TEXT *text, const CHAR8 *bytes, UINTN length) {
+void putBytes(Text *text, const CHAR8 *bytes, UINTN length) {
   if (makeRoom(text, length)) {
-    copyBytes(text->Chars + text->Length, bytes, length);
-    text->Length += length;
-    text->Chars[text->Length] = 0;
+    copyBytes(text->chars + text->length, bytes, length);
+    text->length += length;
+    text->chars[text->length] = 0;
   }
 }
 
-void putText(TEXT *text, const CHAR8 *more) {
+void putText(Text *text, const CHAR8 *more) {
   putBytes(text, more, textLength(more));
 }
 
-void putNumber(TEXT *text, UINT64 number) {
+void putNumber(Text *text, UINT64 number) {
   CHAR8 digits[21];
   formatDecimal(digits, number);
   putText(text, digits);
 }
 
-const CHAR8 *textOf(const TEXT &text) {
-  return text.Chars != nullptr ? text.Chars : "";
+const CHAR8 *textOf(const Text &text) {
+  return text.chars != nullptr ? text.chars : "";
 }
 
-static void capture(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
-  putBytes(static_cast<TEXT *>(front->Context), text, length);
+static void capture(const Front *front, const CHAR8 *text, UINTN length) {
+  putBytes(static_cast<Text *>(front->context), text, length);
 }
 
-XYL_FRONT capturingFront(TEXT *text, XYL_FRONTS kind) {
-  XYL_FRONT front = {};
-  front.Context = text;
-  front.Kind = kind;
-  front.WriteOut = capture;
-  front.WriteError = capture;
+Front capturingFront(Text *text, Fronts kind) {
+  Front front = {};
+  front.context = text;
+  front.kind = kind;
+  front.writeOut = capture;
+  front.writeError = capture;
   return front;
 }
 
-void freeText(TEXT *text) {
+void freeText(Text *text) {
   release(text);
   *text = {};
 }
+
+} // namespace xyl::client

@@ -3,24 +3,28 @@
 
 #include "client/client.h"
 
+namespace xyl::client {
+
 // Starts empty ({}). Without memory Failed is set and the text stays as it was.
-struct TEXT {
-  CHAR8 *Chars; // NUL-terminated, or null while empty
-  UINTN Length;
-  UINTN Capacity;
-  bool Failed;
+struct Text {
+  CHAR8 *chars; // NUL-terminated, or null while empty
+  UINTN length;
+  UINTN capacity;
+  bool failed;
 };
 
 // Append at the end.
-void putText(TEXT *text, const CHAR8 *more);
-void putBytes(TEXT *text, const CHAR8 *bytes, UINTN length);
-void putNumber(TEXT *text, UINT64 number);
+void putText(Text *text, const CHAR8 *more);
+void putBytes(Text *text, const CHAR8 *bytes, UINTN length);
+void putNumber(Text *text, UINT64 number);
 
 // The characters written; "" for none.
-const CHAR8 *textOf(const TEXT &text);
+const CHAR8 *textOf(const Text &text);
 
 // What only prints gets a host that appends to the text; it has nothing else.
-XYL_FRONT capturingFront(TEXT *text, XYL_FRONTS kind);
+Front capturingFront(Text *text, Fronts kind);
 
 // Overwrites the memory, gives it back and empties the text.
-void freeText(TEXT *text);
+void freeText(Text *text);
+
+} // namespace xyl::client

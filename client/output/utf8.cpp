@@ -1,5 +1,7 @@
 #include "client/output/utf8.h"
 
+namespace xyl::client {
+
 // The lowest code points that take so many bytes, and the marks of the lead byte.
 static constexpr UINT32 g_lowest[] = {0, 0, 0x80, 0x800, 0x10000};
 static constexpr UINT8 g_marks[] = {0, 0, 0xC0, 0xE0, 0xF0};
@@ -40,3 +42,5 @@ UINTN utf8Encode(CHAR8 *to, UINT32 character) {
   to[0] = static_cast<CHAR8>(bytes == 1 ? character : g_marks[bytes] | character);
   return bytes;
 }
+
+} // namespace xyl::client

@@ -3,6 +3,8 @@
 
 #include "uefi/types.h"
 
+namespace xyl::client {
+
 // The number of bytes of the valid sequence that text of length bytes begins with, and its code point; 0 and the first
 // byte for what begins none: stray, cut or overlong bytes, surrogates, what is above U+10FFFF.
 UINTN utf8Decode(const CHAR8 *text, UINTN length, UINT32 *character);
@@ -14,3 +16,5 @@ UINTN utf8Encode(CHAR8 *to, UINT32 character);
 inline bool isControl(UINT32 character) {
   return character < 0x20 || (character >= 0x7F && character < 0xA0);
 }
+
+} // namespace xyl::client

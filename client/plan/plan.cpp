@@ -9,44 +9,46 @@
 #include "driver/controller/controller.h"
 #include "driver/restore/restore.h"
 
+namespace xyl::client {
+
 // The controller that the restore talks to.
-struct RECORDER {
-  RAID_MGMT_PROTOCOL Protocol; // first, so that its address is the recorder's
-  RESTORE_PLAN *Plan;
-  EFI_STATUS Status; // of keeping what was sent
+struct Recorder {
+  RAID_MGMT_PROTOCOL protocol; // first, so that its address is the recorder's
+  RestorePlan *plan;
+  EFI_STATUS status; // of keeping what was sent
 };
 
-static bool copyIds(const RAID_CMD_BLOCK *block, PLAN_COMMAND *command) {
+static bool copyIds(const RAID_CMD_BLOCK *block, PlanCommand *command) {
   if (block->ObjectIdCount == 0) {
     return true;
   }
-  command->Ids = poolNew<UINT32>(block->ObjectIdCount);
-  if (command->Ids == nullptr) {
+  command->ids = poolNew<UINT32>(block->ObjectIdCount);
+  if (command->ids == nullptr) {
     return false;
   }
-  copyBytes(command->Ids, block->ObjectIds, block->ObjectIdCount * sizeof(UINT32));
+  copyBytes(command->ids, block->ObjectIds, block->ObjectIdCount * sizeof(UINT32));
   return true;
 }
 
-static EFI_STATUS keepCommand(RESTORE_PLAN *plan, const RAID_CMD_BLOCK *block) {
-  PLAN_COMMAND command = {block->Command, block->ObjectType, block->ObjectIdCount, nullptr, block->ObjectData};
-  if (!arrayReserve(plan->Commands, 1) || !copyIds(block, &command)) {
+static EFI_STATUS keepCommand(RestorePlan *plan, const RAID_CMD_BLOCK *block) {
+  PlanCommand command = {block->Command, block->ObjectType, block->ObjectIdCount, nullptr, block->ObjectData};
+  if (!arrayReserve(plan->commands, 1) || !copyIds(block, &command)) {
     return EFI_OUT_OF_RESOURCES;
   }
-  *arrayAppend(plan->Commands) = command;
+  *arrayAppend(plan->commands) = command;
   return EFI_SUCCESS;
 }
 
 static EFI_STATUS EFIAPI recordExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
-  RECORDER *recorder = reinterpret_cast<RECORDER *>(protocol);
-  RESTORE_PLAN *plan = recorder->Plan;
+  Recorder *recorder = reinterpret_cast<Recorder *>(protocol);
+  RestorePlan *plan = recorder->plan;
   if (block->Command != RAID_COMMAND_GET) {
     EFI_STATUS status = keepCommand(plan, block);
-    recorder->Status = EFI_ERROR(status) ? status : recorder->Status;
+    recorder->status = EFI_ERROR(status) ? status : recorder->status;
     return status;
   }
-  EFI_STATUS status = plan->Controller->Execute(plan->Controller, block, result);
-  RAID_CMD_RESULT *kept = block->ObjectType == RAID_OBJECT_ADAPTER ? &plan->Adapter : &plan->Disks;
+  EFI_STATUS status = plan->controller->Execute(plan->controller, block, result);
+  RAID_CMD_RESULT *kept = block->ObjectType == RAID_OBJECT_ADAPTER ? &plan->adapter : &plan->disks;
   if (!EFI_ERROR(status) && kept->Data == nullptr) {
     *kept = *result;
   }
@@ -55,72 +57,73 @@ static EFI_STATUS EFIAPI recordExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BL
 
 // What the plan keeps goes back with the plan.
 static EFI_STATUS EFIAPI recordFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count) {
-  const RESTORE_PLAN *plan = reinterpret_cast<RECORDER *>(protocol)->Plan;
-  if (data == plan->Adapter.Data || data == plan->Disks.Data) {
+  const RestorePlan *plan = reinterpret_cast<Recorder *>(protocol)->plan;
+  if (data == plan->adapter.Data || data == plan->disks.Data) {
     return EFI_SUCCESS;
   }
-  return plan->Controller->FreeRecords(plan->Controller, data, count);
+  return plan->controller->FreeRecords(plan->controller, data, count);
 }
 
-static EFI_STATUS dryRun(RAID_CONFIG *saved, UINT32 runMode, RESTORE_PLAN *plan) {
-  RECORDER recorder = {};
-  recorder.Protocol.Execute = recordExecute;
-  recorder.Protocol.FreeRecords = recordFreeRecords;
-  recorder.Protocol.Revision = plan->Controller->Revision;
-  recorder.Plan = plan;
-  plan->Status = RaidRestore(&recorder.Protocol, saved, runMode, &plan->Log);
-  if (EFI_ERROR(recorder.Status)) {
-    return recorder.Status;
+static EFI_STATUS dryRun(RAID_CONFIG *saved, UINT32 runMode, RestorePlan *plan) {
+  Recorder recorder = {};
+  recorder.protocol.Execute = recordExecute;
+  recorder.protocol.FreeRecords = recordFreeRecords;
+  recorder.protocol.Revision = plan->controller->Revision;
+  recorder.plan = plan;
+  plan->status = driver::RaidRestore(&recorder.protocol, saved, runMode, &plan->log);
+  if (EFI_ERROR(recorder.status)) {
+    return recorder.status;
   }
-  if (plan->Log == nullptr) {
+  if (plan->log == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  if (plan->Adapter.DataSize < RAID_RECORD_SIZE) {
-    return EFI_ERROR(plan->Status) ? plan->Status : EFI_NOT_FOUND;
+  if (plan->adapter.DataSize < RAID_RECORD_SIZE) {
+    return EFI_ERROR(plan->status) ? plan->status : EFI_NOT_FOUND;
   }
   // The same question once more: the restore keeps the map to itself.
-  EFI_STATUS status =
-      _ValidateRestore(static_cast<RAID_ADAPTER_RECORD *>(plan->Adapter.Data),
-                       static_cast<RAID_PD_RECORD *>(plan->Disks.Data), recordCount(&plan->Disks), saved, &plan->Map);
+  EFI_STATUS status = driver::_ValidateRestore(static_cast<RAID_ADAPTER_RECORD *>(plan->adapter.Data),
+                                               static_cast<RAID_PD_RECORD *>(plan->disks.Data),
+                                               driver::recordCount(&plan->disks), saved, &plan->map);
   if (status != EFI_OUT_OF_RESOURCES) {
-    status = makeFitIndex(&plan->Fits, static_cast<RAID_PD_RECORD *>(plan->Disks.Data), recordCount(&plan->Disks));
+    status =
+        makeFitIndex(&plan->fits, static_cast<RAID_PD_RECORD *>(plan->disks.Data), driver::recordCount(&plan->disks));
   }
   return status;
 }
 
 // Whether a reason could not be written for want of memory.
-static bool lacksReasons(const RESTORE_PLAN &plan) {
+static bool lacksReasons(const RestorePlan &plan) {
   bool isShort = false;
-  for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
-    isShort = isShort || plan.VirtualDiskPlans[i].WhyNot.Failed;
+  for (UINT32 i = 0; i < plan.saved->logicalDiskCount; ++i) {
+    isShort = isShort || plan.virtualDiskPlans[i].whyNot.failed;
   }
-  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
-    isShort = isShort || plan.DiskPlans[i].WhyNoSpare.Failed;
+  for (UINT32 i = 0; i < plan.saved->physicalDiskCount; ++i) {
+    isShort = isShort || plan.diskPlans[i].whyNoSpare.failed;
   }
   return isShort;
 }
 
 // A restore that leaves the virtual disks alone finds those on the controller that its verdict does not miss.
-static void findMissing(RESTORE_PLAN *plan) {
-  for (UINT32 i = 0; i < plan->Saved->logicalDiskCount; ++i) {
-    plan->VirtualDiskPlans[i].IsThere = true;
+static void findMissing(RestorePlan *plan) {
+  for (UINT32 i = 0; i < plan->saved->logicalDiskCount; ++i) {
+    plan->virtualDiskPlans[i].isThere = true;
   }
-  for (UINT32 i = 0; i < plan->Verdict.Differences.All.count; ++i) {
-    const DIFFERENCE &difference = plan->Verdict.Differences.All.items[i];
-    if (difference.Object == DIFFERENCE_VIRTUAL_DISK && difference.Kind == DIFFERENCE_REMOVED) {
-      UINT32 id = static_cast<UINT32>(parseDecimal(childText(difference.OldNode, "ObjectID")));
-      UINT32 place = findId(plan->SavedVirtualDiskIndex, id);
-      if (place != ID_NONE) {
-        plan->VirtualDiskPlans[place].IsThere = false;
+  for (UINT32 i = 0; i < plan->verdict.differences.all.count; ++i) {
+    const Difference &difference = plan->verdict.differences.all.items[i];
+    if (difference.object == differenceVirtualDisk && difference.kind == differenceRemoved) {
+      UINT32 id = static_cast<UINT32>(parseDecimal(childText(difference.oldNode, "ObjectID")));
+      UINT32 place = records::findId(plan->savedVirtualDiskIndex, id);
+      if (place != records::noId) {
+        plan->virtualDiskPlans[place].isThere = false;
       }
     }
   }
 }
 
 // What comes of the commands, in the end.
-static EFI_STATUS judgeAll(RESTORE_PLAN *plan, const XML_NODE *savedRoot) {
+static EFI_STATUS judgeAll(RestorePlan *plan, const XML_NODE *savedRoot) {
   EFI_STATUS status = judgePlan(plan);
-  if (EFI_ERROR(status) || EFI_ERROR(plan->Status)) {
+  if (EFI_ERROR(status) || EFI_ERROR(plan->status)) {
     return status;
   }
   status = predictAfter(plan);
@@ -128,27 +131,27 @@ static EFI_STATUS judgeAll(RESTORE_PLAN *plan, const XML_NODE *savedRoot) {
     status = EFI_OUT_OF_RESOURCES;
   }
   if (!EFI_ERROR(status)) {
-    status = makeVerdict(*plan, savedRoot, plan->After, /* planned= */ nullptr, &plan->Verdict);
+    status = makeVerdict(*plan, savedRoot, plan->after, /* planned= */ nullptr, &plan->verdict);
   }
-  if (!EFI_ERROR(status) && plan->PreservesVirtualDisks) {
+  if (!EFI_ERROR(status) && plan->preservesVirtualDisks) {
     findMissing(plan);
   }
   return status;
 }
 
-EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, const SAVED_DOCUMENT &document, UINT32 runMode,
-                       RESTORE_PLAN *plan) {
-  RAID_CONFIG *saved = document.Config;
+EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, const SavedDocument &document, UINT32 runMode,
+                       RestorePlan *plan) {
+  RAID_CONFIG *saved = document.config;
   *plan = {};
-  plan->Controller = controller;
-  plan->Saved = saved;
-  plan->PreservesVirtualDisks = (runMode & RUN_MODE_PRESERVE_VD) != 0;
+  plan->controller = controller;
+  plan->saved = saved;
+  plan->preservesVirtualDisks = (runMode & driver::RUN_MODE_PRESERVE_VD) != 0;
   for (UINT32 i = 0; i < saved->logicalDiskCount; ++i) {
-    plan->EncryptedVirtualDisks += (saved->logicalDisks[i].Attributes & RAID_VD_ATTRIBUTE_FDE) != 0 ? 1 : 0;
+    plan->encryptedVirtualDisks += (saved->logicalDisks[i].Attributes & RAID_VD_ATTRIBUTE_FDE) != 0 ? 1 : 0;
   }
-  EFI_STATUS status = issueCommand(controller, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, &plan->VirtualDisks);
+  EFI_STATUS status = driver::issueCommand(controller, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, &plan->virtualDisks);
   if (EFI_ERROR(status)) {
-    plan->VirtualDisks = {};
+    plan->virtualDisks = {};
     if (status != EFI_NOT_FOUND) {
       return status;
     }
@@ -156,62 +159,65 @@ EFI_STATUS planRestore(RAID_MGMT_PROTOCOL *controller, const SAVED_DOCUMENT &doc
   // A log that tells of a restore that never happened would mislead.
   g_logPaused = true;
   status = dryRun(saved, runMode, plan);
-  status = EFI_ERROR(status) ? status : judgeAll(plan, document.Root);
+  status = EFI_ERROR(status) ? status : judgeAll(plan, document.root);
   g_logPaused = false;
   return status;
 }
 
-static EFI_STATUS planOptions(RAID_MGMT_PROTOCOL *controller, const SAVED_DOCUMENT &saved, const RUN_OPTIONS &options,
-                              RESTORE_PLAN *plan) {
+static EFI_STATUS planOptions(RAID_MGMT_PROTOCOL *controller, const SavedDocument &saved, const RunOptions &options,
+                              RestorePlan *plan) {
   CHAR8 *text = makeRunOptions(options);
   if (text == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   UINT32 runMode = 0;
-  EFI_STATUS status = parseRunTimeXML(text, &runMode);
+  EFI_STATUS status = driver::parseRunTimeXML(text, &runMode);
   poolFree(text);
   return EFI_ERROR(status) ? status : planRestore(controller, saved, runMode, plan);
 }
 
-XYL_RESULT makePlan(const XYL_CONTEXT &context, RAID_MGMT_PROTOCOL *controller, const SAVED_DOCUMENT &saved,
-                    const RUN_OPTIONS &options, RESTORE_PLAN *plan) {
+Result makePlan(const Context &context, RAID_MGMT_PROTOCOL *controller, const SavedDocument &saved,
+                const RunOptions &options, RestorePlan *plan) {
   *plan = {};
   EFI_STATUS status = planOptions(controller, saved, options, plan);
   if (EFI_ERROR(status)) {
-    complain(context.Front, "the restore cannot be planned: %a; nothing was changed", statusWords(status));
+    complain(context.front, "the restore cannot be planned: %a; nothing was changed", statusWords(status));
     return failed(status);
   }
   return succeeded();
 }
 
-void freePlan(RESTORE_PLAN *plan) {
-  for (UINT32 i = 0; i < plan->Commands.count; ++i) {
-    poolFree(plan->Commands.items[i].Ids);
+void freePlan(RestorePlan *plan) {
+  for (UINT32 i = 0; i < plan->commands.count; ++i) {
+    poolFree(plan->commands.items[i].ids);
   }
-  for (UINT32 i = 0; plan->VirtualDiskPlans != nullptr && i < plan->Saved->logicalDiskCount; ++i) {
-    freeText(&plan->VirtualDiskPlans[i].WhyNot);
+  for (UINT32 i = 0; plan->virtualDiskPlans != nullptr && i < plan->saved->logicalDiskCount; ++i) {
+    freeText(&plan->virtualDiskPlans[i].whyNot);
   }
-  for (UINT32 i = 0; plan->DiskPlans != nullptr && i < plan->Saved->physicalDiskCount; ++i) {
-    freeText(&plan->DiskPlans[i].WhyNoSpare);
+  for (UINT32 i = 0; plan->diskPlans != nullptr && i < plan->saved->physicalDiskCount; ++i) {
+    freeText(&plan->diskPlans[i].whyNoSpare);
   }
-  void *arrays[] = {plan->Commands.items, plan->Map,  plan->VirtualDiskPlans,
-                    plan->DiskPlans,      plan->Uses, plan->LosesContents};
+  void *arrays[] = {plan->commands.items, plan->map,  plan->virtualDiskPlans,
+                    plan->diskPlans,      plan->uses, plan->losesContents};
   for (void *array : arrays) {
     poolFree(array);
   }
-  ID_INDEX *indices[] = {&plan->CurrentIndex, &plan->VirtualDiskIndex, &plan->SavedIndex, &plan->SavedVirtualDiskIndex};
-  for (ID_INDEX *index : indices) {
-    freeIds(index);
+  records::IdIndex *indices[] = {&plan->currentIndex, &plan->virtualDiskIndex, &plan->savedIndex,
+                                 &plan->savedVirtualDiskIndex};
+  for (records::IdIndex *index : indices) {
+    records::freeIds(index);
   }
-  freeFitIndex(&plan->Fits);
-  freeVerdict(&plan->Verdict);
-  freeTree(plan->After);
-  freeTree(plan->Log);
-  RAID_CMD_RESULT *answers[] = {&plan->Adapter, &plan->Disks, &plan->VirtualDisks};
+  freeFitIndex(&plan->fits);
+  freeVerdict(&plan->verdict);
+  freeTree(plan->after);
+  freeTree(plan->log);
+  RAID_CMD_RESULT *answers[] = {&plan->adapter, &plan->disks, &plan->virtualDisks};
   for (RAID_CMD_RESULT *answer : answers) {
-    if (plan->Controller != nullptr) {
-      giveBack(plan->Controller, answer);
+    if (plan->controller != nullptr) {
+      driver::giveBack(plan->controller, answer);
     }
   }
   *plan = {};
 }
+
+} // namespace xyl::client

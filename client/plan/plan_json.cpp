@@ -6,7 +6,9 @@
 #include "driver/restore/restore.h"
 #include "driver/xml/xml.h"
 
-static void writeIds(JSON *json, const CHAR8 *name, const UINT32 *ids, UINT32 count) {
+namespace xyl::client {
+
+static void writeIds(Json *json, const CHAR8 *name, const UINT32 *ids, UINT32 count) {
   jsonArray(json, name);
   for (UINT32 i = 0; ids != nullptr && i < count; ++i) {
     jsonNumber(json, nullptr, ids[i]);
@@ -14,16 +16,16 @@ static void writeIds(JSON *json, const CHAR8 *name, const UINT32 *ids, UINT32 co
   jsonEnd(json);
 }
 
-static void writeVirtualDiskMembers(JSON *json, const RAID_VD_RECORD &virtualDisk) {
+static void writeVirtualDiskMembers(Json *json, const RAID_VD_RECORD &virtualDisk) {
   jsonNumber(json, "id", virtualDisk.ObjectID);
   jsonWide(json, "name", virtualDisk.Name);
-  jsonText(json, "level", GetNameFromValue(virtualDisk.RAIDLevel, g_raidLevelTable));
+  jsonText(json, "level", driver::GetNameFromValue(virtualDisk.RAIDLevel, driver::g_raidLevelTable));
   jsonNumber(json, "size", virtualDisk.Size);
 }
 
-static void writeDestroyed(JSON *json, const RESTORE_PLAN &plan) {
+static void writeDestroyed(Json *json, const RestorePlan &plan) {
   jsonArray(json, "destroyed");
-  for (UINT32 i = 0; !plan.PreservesVirtualDisks && i < recordCount(&plan.VirtualDisks); ++i) {
+  for (UINT32 i = 0; !plan.preservesVirtualDisks && i < driver::recordCount(&plan.virtualDisks); ++i) {
     const RAID_VD_RECORD &virtualDisk = currentVirtualDisks(plan)[i];
     jsonObject(json, nullptr);
     writeVirtualDiskMembers(json, virtualDisk);
@@ -34,8 +36,8 @@ static void writeDestroyed(JSON *json, const RESTORE_PLAN &plan) {
   jsonBool(json, "securityKeyRemoved",
            findCommand(plan, RAID_COMMAND_SECURE_ERASE, RAID_OBJECT_ADAPTER, nullptr) != nullptr);
   jsonArray(json, "contentsLost");
-  for (UINT32 i = 0; !plan.PreservesVirtualDisks && i < recordCount(&plan.Disks); ++i) {
-    if (plan.LosesContents[i]) {
+  for (UINT32 i = 0; !plan.preservesVirtualDisks && i < driver::recordCount(&plan.disks); ++i) {
+    if (plan.losesContents[i]) {
       jsonNumber(json, nullptr, currentDisks(plan)[i].ObjectID);
     }
   }
@@ -43,25 +45,25 @@ static void writeDestroyed(JSON *json, const RESTORE_PLAN &plan) {
 }
 
 // As 'show' lists members, which is the reverse of the command's ids.
-static void writeMembers(JSON *json, const PLAN_COMMAND &command) {
+static void writeMembers(Json *json, const PlanCommand &command) {
   jsonArray(json, "disks");
-  for (UINT32 i = command.IdCount; i-- > 0;) {
-    jsonNumber(json, nullptr, command.Ids[i]);
+  for (UINT32 i = command.idCount; i-- > 0;) {
+    jsonNumber(json, nullptr, command.ids[i]);
   }
   jsonEnd(json);
 }
 
-static void writeCreated(JSON *json, const RESTORE_PLAN &plan) {
+static void writeCreated(Json *json, const RestorePlan &plan) {
   jsonArray(json, "virtualDisks");
-  for (UINT32 i = 0; !plan.PreservesVirtualDisks && i < plan.Saved->logicalDiskCount; ++i) {
-    const VIRTUAL_DISK_PLAN &judged = plan.VirtualDiskPlans[i];
+  for (UINT32 i = 0; !plan.preservesVirtualDisks && i < plan.saved->logicalDiskCount; ++i) {
+    const VirtualDiskPlan &judged = plan.virtualDiskPlans[i];
     jsonObject(json, nullptr);
-    writeVirtualDiskMembers(json, plan.Saved->logicalDisks[i]);
-    jsonBool(json, "created", judged.WhyNot.Length == 0);
-    if (judged.WhyNot.Length == 0) {
-      writeMembers(json, plan.Commands.items[judged.Command - 1]);
+    writeVirtualDiskMembers(json, plan.saved->logicalDisks[i]);
+    jsonBool(json, "created", judged.whyNot.length == 0);
+    if (judged.whyNot.length == 0) {
+      writeMembers(json, plan.commands.items[judged.command - 1]);
     } else {
-      jsonText(json, "reason", textOf(judged.WhyNot));
+      jsonText(json, "reason", textOf(judged.whyNot));
     }
     jsonEnd(json);
   }
@@ -69,22 +71,22 @@ static void writeCreated(JSON *json, const RESTORE_PLAN &plan) {
 }
 
 // The saved virtual disks that are not on the controller, and what an import may bring back.
-static void writeElsewhere(JSON *json, const RESTORE_PLAN &plan) {
+static void writeElsewhere(Json *json, const RestorePlan &plan) {
   jsonArray(json, "missing");
-  for (UINT32 i = 0; i < plan.Saved->logicalDiskCount; ++i) {
-    const VIRTUAL_DISK_PLAN &judged = plan.VirtualDiskPlans[i];
-    if (!judged.IsThere) {
+  for (UINT32 i = 0; i < plan.saved->logicalDiskCount; ++i) {
+    const VirtualDiskPlan &judged = plan.virtualDiskPlans[i];
+    if (!judged.isThere) {
       jsonObject(json, nullptr);
-      writeVirtualDiskMembers(json, plan.Saved->logicalDisks[i]);
-      jsonNumber(json, "members", plan.Saved->logicalDisks[i].PDCount);
-      jsonNumber(json, "foreignMembers", judged.ForeignMembers);
+      writeVirtualDiskMembers(json, plan.saved->logicalDisks[i]);
+      jsonNumber(json, "members", plan.saved->logicalDisks[i].PDCount);
+      jsonNumber(json, "foreignMembers", judged.foreignMembers);
       jsonEnd(json);
     }
   }
   jsonEnd(json);
 }
 
-static void writeNotBroughtBack(JSON *json, const RESTORE_PLAN &plan) {
+static void writeNotBroughtBack(Json *json, const RestorePlan &plan) {
   jsonArray(json, "notBroughtBack");
   if (losesKey(plan)) {
     jsonText(json, nullptr, "security key");
@@ -92,42 +94,42 @@ static void writeNotBroughtBack(JSON *json, const RESTORE_PLAN &plan) {
   if (losesSecurityMode(plan)) {
     jsonText(json, nullptr, "security mode");
   }
-  if (!plan.PreservesVirtualDisks && plan.EncryptedVirtualDisks != 0) {
+  if (!plan.preservesVirtualDisks && plan.encryptedVirtualDisks != 0) {
     jsonText(json, nullptr, "encryption");
   }
   jsonEnd(json);
 }
 
-static void writeSpares(JSON *json, const RESTORE_PLAN &plan) {
+static void writeSpares(Json *json, const RestorePlan &plan) {
   jsonArray(json, "hotSpares");
-  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
-    const DISK_PLAN &judged = plan.DiskPlans[i];
-    if (judged.SpareCommand != 0 && judged.WhyNoSpare.Length == 0) {
-      jsonNumber(json, nullptr, plan.Commands.items[judged.SpareCommand - 1].Ids[0]);
+  for (UINT32 i = 0; i < plan.saved->physicalDiskCount; ++i) {
+    const DiskPlan &judged = plan.diskPlans[i];
+    if (judged.spareCommand != 0 && judged.whyNoSpare.length == 0) {
+      jsonNumber(json, nullptr, plan.commands.items[judged.spareCommand - 1].ids[0]);
     }
   }
   jsonEnd(json);
   jsonArray(json, "hotSparesNotMade");
-  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
-    if (plan.DiskPlans[i].WhyNoSpare.Length != 0) {
+  for (UINT32 i = 0; i < plan.saved->physicalDiskCount; ++i) {
+    if (plan.diskPlans[i].whyNoSpare.length != 0) {
       jsonObject(json, nullptr);
-      jsonNumber(json, "saved", plan.Saved->physicalDisks[i].ObjectID);
-      jsonText(json, "reason", textOf(plan.DiskPlans[i].WhyNoSpare));
+      jsonNumber(json, "saved", plan.saved->physicalDisks[i].ObjectID);
+      jsonText(json, "reason", textOf(plan.diskPlans[i].whyNoSpare));
       jsonEnd(json);
     }
   }
   jsonEnd(json);
 }
 
-static void writeDisks(JSON *json, const RESTORE_PLAN &plan) {
+static void writeDisks(Json *json, const RestorePlan &plan) {
   jsonArray(json, "disks");
-  for (UINT32 i = 0; i < plan.Saved->physicalDiskCount; ++i) {
-    TEXT reason = {};
+  for (UINT32 i = 0; i < plan.saved->physicalDiskCount; ++i) {
+    Text reason = {};
     putDiskReason(&reason, plan, i);
     jsonObject(json, nullptr);
-    jsonNumber(json, "saved", plan.Saved->physicalDisks[i].ObjectID);
-    if (plan.Map != nullptr && plan.Map[i] != 0) {
-      jsonNumber(json, "current", plan.Map[i] - 1);
+    jsonNumber(json, "saved", plan.saved->physicalDisks[i].ObjectID);
+    if (plan.map != nullptr && plan.map[i] != 0) {
+      jsonNumber(json, "current", plan.map[i] - 1);
     } else {
       jsonNull(json, "current");
     }
@@ -138,43 +140,43 @@ static void writeDisks(JSON *json, const RESTORE_PLAN &plan) {
   jsonEnd(json);
 }
 
-static void writeSettings(JSON *json, const RESTORE_PLAN &plan) {
-  RESTORED_SETTINGS settings;
+static void writeSettings(Json *json, const RestorePlan &plan) {
+  RestoredSettings settings;
   findSettings(plan, &settings);
   jsonArray(json, "settings");
-  for (UINTN i = 0; i < settings.Count; ++i) {
-    const RESTORED_SETTING &setting = settings.Items[i];
+  for (UINTN i = 0; i < settings.count; ++i) {
+    const RestoredSetting &setting = settings.items[i];
     jsonObject(json, nullptr);
-    jsonText(json, "element", setting.Element);
-    if (*setting.Rate != 0) {
-      jsonText(json, "rate", setting.Rate);
+    jsonText(json, "element", setting.element);
+    if (*setting.rate != 0) {
+      jsonText(json, "rate", setting.rate);
     }
-    jsonText(json, "current", setting.Current);
-    jsonText(json, "saved", setting.Saved);
+    jsonText(json, "current", setting.current);
+    jsonText(json, "saved", setting.saved);
     jsonEnd(json);
   }
   jsonEnd(json);
 }
 
-static void writeCommands(JSON *json, const RESTORE_PLAN &plan) {
+static void writeCommands(Json *json, const RestorePlan &plan) {
   jsonArray(json, "commands");
-  for (UINT32 i = 0; i < plan.Commands.count; ++i) {
-    const PLAN_COMMAND &command = plan.Commands.items[i];
+  for (UINT32 i = 0; i < plan.commands.count; ++i) {
+    const PlanCommand &command = plan.commands.items[i];
     jsonObject(json, nullptr);
-    jsonText(json, "command", GetNameFromValue(command.Command, g_commandTable));
-    jsonText(json, "object", GetNameFromValue(command.ObjectType, g_objectTypeTable));
-    writeIds(json, "ids", command.Ids, command.IdCount);
+    jsonText(json, "command", driver::GetNameFromValue(command.command, driver::g_commandTable));
+    jsonText(json, "object", driver::GetNameFromValue(command.objectType, driver::g_objectTypeTable));
+    writeIds(json, "ids", command.ids, command.idCount);
     jsonEnd(json);
   }
   jsonEnd(json);
 }
 
-XYL_RESULT writePlan(const XYL_CONTEXT &context, const CONTROLLER &controller, const RESTORE_PLAN &plan) {
-  JSON json = {};
-  json.Front = context.Front;
+Result writePlan(const Context &context, const Controller &controller, const RestorePlan &plan) {
+  Json json = {};
+  json.front = context.front;
   jsonObject(&json, nullptr);
-  writeIdentity(&json, controller.Identity);
-  jsonBool(&json, "rebuild", !plan.PreservesVirtualDisks);
+  writeIdentity(&json, controller.identity);
+  jsonBool(&json, "rebuild", !plan.preservesVirtualDisks);
   jsonBool(&json, "complete", isPlanComplete(plan));
   writeDestroyed(&json, plan);
   writeCreated(&json, plan);
@@ -184,9 +186,11 @@ XYL_RESULT writePlan(const XYL_CONTEXT &context, const CONTROLLER &controller, c
   writeDisks(&json, plan);
   writeSettings(&json, plan);
   writeCommands(&json, plan);
-  STEP_COUNTS counts;
-  writeSteps(&json, plan.Log, &counts);
-  writeVerdict(&json, plan.Verdict);
+  StepCounts counts;
+  writeSteps(&json, plan.log, &counts);
+  writeVerdict(&json, plan.verdict);
   jsonEnd(&json);
   return succeeded();
 }
+
+} // namespace xyl::client

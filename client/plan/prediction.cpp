@@ -9,25 +9,27 @@
 #include "driver/xml/xml.h"
 #include "raid_values.h"
 
+namespace xyl::client {
+
 // A disk of the model.
-struct MODEL_DISK {
-  UINT32 VirtualDisk; // the number of the last virtual disk on it plus 1; 0: none
-  UINT32 Asked;       // the number of the last command that names it plus 1
+struct ModelDisk {
+  UINT32 virtualDisk; // the number of the last virtual disk on it plus 1; 0: none
+  UINT32 asked;       // the number of the last command that names it plus 1
 };
 
 // The controller as it will be. It answers as one, so that the driver writes its document.
-struct MODEL {
-  RAID_MGMT_PROTOCOL Protocol; // first, so that its address is the model's
-  RESTORE_PLAN *Plan;
-  bool HasKey;
-  RAID_ADAPTER_RECORD Adapter;
-  RAID_PD_RECORD *Disks;        // pool
-  MODEL_DISK *DiskStates;       // pool; of each
-  RAID_VD_RECORD *VirtualDisks; // pool; room for those that are there and those that were saved
-  UINT32 VirtualDiskCount;
-  UINT32 *Lists;   // pool; the virtual disks on each disk
-  UINT64 *Targets; // pool; the saved virtual disks by their target ids
-  UINT32 FirstId;
+struct Model {
+  RAID_MGMT_PROTOCOL protocol; // first, so that its address is the model's
+  RestorePlan *plan;
+  bool hasKey;
+  RAID_ADAPTER_RECORD adapter;
+  RAID_PD_RECORD *disks;        // pool
+  ModelDisk *diskStates;        // pool; of each
+  RAID_VD_RECORD *virtualDisks; // pool; room for those that are there and those that were saved
+  UINT32 virtualDiskCount;
+  UINT32 *lists;   // pool; the virtual disks on each disk
+  UINT64 *targets; // pool; the saved virtual disks by their target ids
+  UINT32 firstId;
 };
 
 // --- As a controller ---
@@ -38,17 +40,17 @@ static void answer(RAID_CMD_RESULT *result, void *records, UINTN count) {
 }
 
 static EFI_STATUS EFIAPI modelExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, RAID_CMD_RESULT *result) {
-  MODEL *model = reinterpret_cast<MODEL *>(protocol);
-  RAID_MGMT_PROTOCOL *controller = model->Plan->Controller;
-  if (block->Command == RAID_COMMAND_GET_KEY_ID && !model->HasKey) {
+  Model *model = reinterpret_cast<Model *>(protocol);
+  RAID_MGMT_PROTOCOL *controller = model->plan->controller;
+  if (block->Command == RAID_COMMAND_GET_KEY_ID && !model->hasKey) {
     return EFI_NOT_FOUND;
   }
   if (block->Command == RAID_COMMAND_GET && block->ObjectType == RAID_OBJECT_ADAPTER) {
-    answer(result, &model->Adapter, 1);
+    answer(result, &model->adapter, 1);
   } else if (block->Command == RAID_COMMAND_GET && block->ObjectType == RAID_OBJECT_PHYSICAL_DISK) {
-    answer(result, model->Disks, recordCount(&model->Plan->Disks));
+    answer(result, model->disks, driver::recordCount(&model->plan->disks));
   } else if (block->Command == RAID_COMMAND_GET && block->ObjectType == RAID_OBJECT_VIRTUAL_DISK) {
-    answer(result, model->VirtualDisks, model->VirtualDiskCount);
+    answer(result, model->virtualDisks, model->virtualDiskCount);
   } else {
     return controller->Execute(controller, block, result);
   }
@@ -56,57 +58,57 @@ static EFI_STATUS EFIAPI modelExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLO
 }
 
 static EFI_STATUS EFIAPI modelFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count) {
-  const MODEL *model = reinterpret_cast<MODEL *>(protocol);
-  bool isOwn = data == &model->Adapter || data == model->Disks || data == model->VirtualDisks;
-  RAID_MGMT_PROTOCOL *controller = model->Plan->Controller;
+  const Model *model = reinterpret_cast<Model *>(protocol);
+  bool isOwn = data == &model->adapter || data == model->disks || data == model->virtualDisks;
+  RAID_MGMT_PROTOCOL *controller = model->plan->controller;
   return isOwn ? EFI_SUCCESS : controller->FreeRecords(controller, data, count);
 }
 
 // --- The controller as it is ---
 
 // Virtual disks get the lowest free ids, which stay as far from their target ids as they are.
-static UINT32 firstId(const RESTORE_PLAN &plan) {
-  bool isEmpty = recordCount(&plan.VirtualDisks) == 0;
-  const RAID_VD_RECORD *virtualDisk = isEmpty ? plan.Saved->logicalDisks : currentVirtualDisks(plan);
-  bool isKnown = (!isEmpty || plan.Saved->logicalDiskCount != 0) && virtualDisk->ObjectID >= virtualDisk->TargetID;
+static UINT32 firstId(const RestorePlan &plan) {
+  bool isEmpty = driver::recordCount(&plan.virtualDisks) == 0;
+  const RAID_VD_RECORD *virtualDisk = isEmpty ? plan.saved->logicalDisks : currentVirtualDisks(plan);
+  bool isKnown = (!isEmpty || plan.saved->logicalDiskCount != 0) && virtualDisk->ObjectID >= virtualDisk->TargetID;
   return isKnown ? virtualDisk->ObjectID - virtualDisk->TargetID : 1;
 }
 
-static bool startModel(MODEL *model, RESTORE_PLAN *plan) {
-  UINT32 disks = recordCount(&plan->Disks);
-  UINT32 virtualDisks = recordCount(&plan->VirtualDisks);
-  model->Protocol.Execute = modelExecute;
-  model->Protocol.FreeRecords = modelFreeRecords;
-  model->Protocol.Revision = plan->Controller->Revision;
-  model->Plan = plan;
-  model->HasKey = true;
-  model->Adapter = *currentAdapter(*plan);
-  model->Disks = poolNew<RAID_PD_RECORD>(UINTN{disks} + 1);
-  model->DiskStates = poolNew<MODEL_DISK>(UINTN{disks} + 1);
-  UINT32 saved = plan->Saved->logicalDiskCount;
-  model->VirtualDisks = poolNew<RAID_VD_RECORD>(UINTN{virtualDisks} + saved + 1);
-  model->Targets = poolNew<UINT64>(UINTN{saved} + 1);
-  if (model->Disks == nullptr || model->DiskStates == nullptr || model->VirtualDisks == nullptr ||
-      model->Targets == nullptr) {
+static bool startModel(Model *model, RestorePlan *plan) {
+  UINT32 disks = driver::recordCount(&plan->disks);
+  UINT32 virtualDisks = driver::recordCount(&plan->virtualDisks);
+  model->protocol.Execute = modelExecute;
+  model->protocol.FreeRecords = modelFreeRecords;
+  model->protocol.Revision = plan->controller->Revision;
+  model->plan = plan;
+  model->hasKey = true;
+  model->adapter = *currentAdapter(*plan);
+  model->disks = poolNew<RAID_PD_RECORD>(UINTN{disks} + 1);
+  model->diskStates = poolNew<ModelDisk>(UINTN{disks} + 1);
+  UINT32 saved = plan->saved->logicalDiskCount;
+  model->virtualDisks = poolNew<RAID_VD_RECORD>(UINTN{virtualDisks} + saved + 1);
+  model->targets = poolNew<UINT64>(UINTN{saved} + 1);
+  if (model->disks == nullptr || model->diskStates == nullptr || model->virtualDisks == nullptr ||
+      model->targets == nullptr) {
     return false;
   }
   for (UINT32 i = 0; i < saved; ++i) {
-    model->Targets[i] = indexKey(plan->Saved->logicalDisks[i].TargetID, i);
+    model->targets[i] = indexKey(plan->saved->logicalDisks[i].TargetID, i);
   }
-  sortKeys(model->Targets, saved);
+  sortKeys(model->targets, saved);
   if (disks != 0) {
-    copyBytes(model->Disks, plan->Disks.Data, UINTN{disks} * sizeof(RAID_PD_RECORD));
+    copyBytes(model->disks, plan->disks.Data, UINTN{disks} * sizeof(RAID_PD_RECORD));
   }
   if (virtualDisks != 0) {
-    copyBytes(model->VirtualDisks, plan->VirtualDisks.Data, UINTN{virtualDisks} * sizeof(RAID_VD_RECORD));
+    copyBytes(model->virtualDisks, plan->virtualDisks.Data, UINTN{virtualDisks} * sizeof(RAID_VD_RECORD));
   }
-  model->VirtualDiskCount = virtualDisks;
-  model->FirstId = firstId(*plan);
+  model->virtualDiskCount = virtualDisks;
+  model->firstId = firstId(*plan);
   return true;
 }
 
-static void freeModel(MODEL *model) {
-  void *arrays[] = {model->Disks, model->DiskStates, model->VirtualDisks, model->Lists, model->Targets};
+static void freeModel(Model *model) {
+  void *arrays[] = {model->disks, model->diskStates, model->virtualDisks, model->lists, model->targets};
   for (void *array : arrays) {
     poolFree(array);
   }
@@ -119,10 +121,10 @@ static void setUsed(RAID_PD_RECORD *disk, UINT64 size) {
   disk->FreeSize = disk->Size - disk->UsedSize;
 }
 
-static void deleteConfiguration(MODEL *model) {
-  model->VirtualDiskCount = 0;
-  for (UINT32 i = 0; i < recordCount(&model->Plan->Disks); ++i) {
-    RAID_PD_RECORD *disk = &model->Disks[i];
+static void deleteConfiguration(Model *model) {
+  model->virtualDiskCount = 0;
+  for (UINT32 i = 0; i < driver::recordCount(&model->plan->disks); ++i) {
+    RAID_PD_RECORD *disk = &model->disks[i];
     bool isMember = disk->Hotspare == RAID_HOTSPARE_NONE && disk->VDCount != 0;
     disk->Hotspare = RAID_HOTSPARE_NONE;
     disk->VDCount = 0;
@@ -134,9 +136,9 @@ static void deleteConfiguration(MODEL *model) {
   }
 }
 
-static void clearForeign(MODEL *model) {
-  for (UINT32 i = 0; i < recordCount(&model->Plan->Disks); ++i) {
-    RAID_PD_RECORD *disk = &model->Disks[i];
+static void clearForeign(Model *model) {
+  for (UINT32 i = 0; i < driver::recordCount(&model->plan->disks); ++i) {
+    RAID_PD_RECORD *disk = &model->disks[i];
     if (isForeign(*disk)) {
       setUsed(disk, 0);
       disk->State = disk->State == RAID_STATE_FOREIGN ? RAID_STATE_READY : disk->State;
@@ -145,23 +147,23 @@ static void clearForeign(MODEL *model) {
   }
 }
 
-static void eraseKey(MODEL *model) {
-  model->HasKey = false;
-  model->Adapter.Attributes &= ~RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY;
-  model->Adapter.SecurityMode = 0;
+static void eraseKey(Model *model) {
+  model->hasKey = false;
+  model->adapter.Attributes &= ~RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY;
+  model->adapter.SecurityMode = 0;
 }
 
 // --- Settings ---
 
-static void changeAdapter(MODEL *model, const RAID_ADAPTER_RECORD &saved) {
-  for (UINT16 offset : g_comparedModes) {
+static void changeAdapter(Model *model, const RAID_ADAPTER_RECORD &saved) {
+  for (UINT16 offset : driver::g_comparedModes) {
     UINT8 wanted = reinterpret_cast<const UINT8 *>(&saved)[offset];
-    UINT8 *mode = reinterpret_cast<UINT8 *>(&model->Adapter) + offset;
+    UINT8 *mode = reinterpret_cast<UINT8 *>(&model->adapter) + offset;
     *mode = (wanted & *mode & RAID_MODE_PRESENT) != 0 ? wanted : *mode;
   }
   for (const RAID_RATE &wanted : saved.Rates) {
     const CHAR16 *name = wanted.Name;
-    for (RAID_RATE &rate : model->Adapter.Rates) {
+    for (RAID_RATE &rate : model->adapter.Rates) {
       const CHAR16 *itsName = rate.Name;
       bool isEditable = (rate.EditableValue & RAID_RATE_EDITABLE) != 0;
       if (name != nullptr && itsName != nullptr && isEditable && textEqual(name, itsName)) {
@@ -173,12 +175,12 @@ static void changeAdapter(MODEL *model, const RAID_ADAPTER_RECORD &saved) {
 
 // --- Virtual disks ---
 
-static RAID_PD_RECORD *modelDisk(const MODEL &model, UINT32 id) {
-  UINT32 place = findId(model.Plan->CurrentIndex, id);
-  return place != ID_NONE ? &model.Disks[place] : nullptr;
+static RAID_PD_RECORD *modelDisk(const Model &model, UINT32 id) {
+  UINT32 place = records::findId(model.plan->currentIndex, id);
+  return place != records::noId ? &model.disks[place] : nullptr;
 }
 
-static void putDisk(TEXT *text, UINT32 id, const CHAR8 *is) {
+static void putDisk(Text *text, UINT32 id, const CHAR8 *is) {
   putText(text, "disk ");
   putNumber(text, id);
   putText(text, is);
@@ -186,112 +188,112 @@ static void putDisk(TEXT *text, UINT32 id, const CHAR8 *is) {
 
 // Whether a disk that stands in for several saved ones can be a member of this one: no member twice, and beside another
 // virtual disk only where that has the same members.
-static bool isMemberAgain(const MODEL &model, const PLAN_COMMAND &command, UINT32 place, UINT32 number) {
-  UINT32 beside = model.DiskStates[place].VirtualDisk;
-  const RAID_PD_RECORD *first = modelDisk(model, command.Ids[0]);
-  return model.DiskStates[place].Asked == number || beside != model.DiskStates[first - model.Disks].VirtualDisk ||
-         (beside != 0 && model.VirtualDisks[beside - 1].PDCount != command.IdCount);
+static bool isMemberAgain(const Model &model, const PlanCommand &command, UINT32 place, UINT32 number) {
+  UINT32 beside = model.diskStates[place].virtualDisk;
+  const RAID_PD_RECORD *first = modelDisk(model, command.ids[0]);
+  return model.diskStates[place].asked == number || beside != model.diskStates[first - model.disks].virtualDisk ||
+         (beside != 0 && model.virtualDisks[beside - 1].PDCount != command.idCount);
 }
 
 // Why the controller will refuse the command with that number; nothing when it has no reason to.
-static void putWhyRefused(TEXT *why, const MODEL &model, const RAID_VD_RECORD &virtualDisk, UINT32 number) {
-  const RESTORE_PLAN &plan = *model.Plan;
-  const PLAN_COMMAND &command = plan.Commands.items[number];
-  if (recordCount(&plan.Disks) == 0) {
+static void putWhyRefused(Text *why, const Model &model, const RAID_VD_RECORD &virtualDisk, UINT32 number) {
+  const RestorePlan &plan = *model.plan;
+  const PlanCommand &command = plan.commands.items[number];
+  if (driver::recordCount(&plan.disks) == 0) {
     putText(why, "the controller has no disks");
     return;
   }
-  if (command.IdCount == 0) {
+  if (command.idCount == 0) {
     putText(why, "it was saved without members");
     return;
   }
-  if ((model.Adapter.SupportedRAIDLevels & virtualDisk.RAIDLevel) == 0) {
+  if ((model.adapter.SupportedRAIDLevels & virtualDisk.RAIDLevel) == 0) {
     putText(why, "the adapter has no ");
-    putText(why, GetNameFromValue(virtualDisk.RAIDLevel, g_raidLevelTable));
+    putText(why, driver::GetNameFromValue(virtualDisk.RAIDLevel, driver::g_raidLevelTable));
     return;
   }
-  for (UINT32 j = 0; j < command.IdCount; ++j) {
-    const RAID_PD_RECORD *disk = modelDisk(model, command.Ids[j]);
+  for (UINT32 j = 0; j < command.idCount; ++j) {
+    const RAID_PD_RECORD *disk = modelDisk(model, command.ids[j]);
     if (disk == nullptr) {
-      putDisk(why, command.Ids[j], " is not there");
+      putDisk(why, command.ids[j], " is not there");
       return;
     }
     if (isLost(*disk)) {
       putDisk(why, disk->ObjectID, " is ");
-      putText(why, GetNameFromValue(disk->State, g_stateTable));
+      putText(why, driver::GetNameFromValue(disk->State, driver::g_stateTable));
       return;
     }
-    UINT32 place = static_cast<UINT32>(disk - model.Disks);
-    if (plan.Uses[place] > 1 && isMemberAgain(model, command, place, number + 1)) {
+    UINT32 place = static_cast<UINT32>(disk - model.disks);
+    if (plan.uses[place] > 1 && isMemberAgain(model, command, place, number + 1)) {
       putDisk(why, disk->ObjectID, " would stand in for several saved ones");
       return;
     }
-    model.DiskStates[place].Asked = number + 1;
+    model.diskStates[place].asked = number + 1;
   }
 }
 
 // What a virtual disk takes of each member.
 static UINT64 shareOf(const RAID_VD_RECORD &virtualDisk) {
   static constexpr struct {
-    UINT32 Levels;
-    UINT32 Parity; // members of each span without data
+    UINT32 levels;
+    UINT32 parity; // members of each span without data
   } parities[] = {{RAID_LEVEL_3 | RAID_LEVEL_4 | RAID_LEVEL_5 | RAID_LEVEL_30 | RAID_LEVEL_50, 1},
                   {RAID_LEVEL_6 | RAID_LEVEL_60, 2}};
   UINT32 spans = virtualDisk.SpanDepth != 0 ? virtualDisk.SpanDepth : 1;
   UINT32 without = (virtualDisk.RAIDLevel & (RAID_LEVEL_1 | RAID_LEVEL_10)) != 0 ? virtualDisk.PDCount / 2 : 0;
   for (const auto &row : parities) {
-    without += (row.Levels & virtualDisk.RAIDLevel) != 0 ? row.Parity * spans : 0;
+    without += (row.levels & virtualDisk.RAIDLevel) != 0 ? row.parity * spans : 0;
   }
   UINT32 members = without < virtualDisk.PDCount ? virtualDisk.PDCount - without : 1;
   return virtualDisk.Size / members;
 }
 
 // The FQDD goes with the target id; null where no saved virtual disk tells.
-static CHAR16 *fqddOf(const MODEL &model, UINT32 target) {
-  UINT32 count = model.Plan->Saved->logicalDiskCount;
-  UINTN at = lowerBound(model.Targets, count, indexKey(target, 0));
-  bool isKnown = at < count && model.Targets[at] >> 32 == target;
-  return isKnown ? model.Plan->Saved->logicalDisks[static_cast<UINT32>(model.Targets[at])].FQDD : nullptr;
+static CHAR16 *fqddOf(const Model &model, UINT32 target) {
+  UINT32 count = model.plan->saved->logicalDiskCount;
+  UINTN at = lowerBound(model.targets, count, indexKey(target, 0));
+  bool isKnown = at < count && model.targets[at] >> 32 == target;
+  return isKnown ? model.plan->saved->logicalDisks[static_cast<UINT32>(model.targets[at])].FQDD : nullptr;
 }
 
-static void createVirtualDisk(MODEL *model, const RAID_VD_RECORD &saved, UINT32 number) {
-  const PLAN_COMMAND &command = model->Plan->Commands.items[number];
+static void createVirtualDisk(Model *model, const RAID_VD_RECORD &saved, UINT32 number) {
+  const PlanCommand &command = model->plan->commands.items[number];
   const RAID_VD_RECORD *before =
-      model->VirtualDiskCount != 0 ? &model->VirtualDisks[model->VirtualDiskCount - 1] : nullptr;
-  UINT32 id = before != nullptr ? before->ObjectID + 1 : model->FirstId;
+      model->virtualDiskCount != 0 ? &model->virtualDisks[model->virtualDiskCount - 1] : nullptr;
+  UINT32 id = before != nullptr ? before->ObjectID + 1 : model->firstId;
   while (modelDisk(*model, id) != nullptr) {
     ++id;
   }
-  RAID_VD_RECORD *virtualDisk = &model->VirtualDisks[model->VirtualDiskCount++];
+  RAID_VD_RECORD *virtualDisk = &model->virtualDisks[model->virtualDiskCount++];
   *virtualDisk = saved;
   virtualDisk->ObjectID = id;
   virtualDisk->TargetID = before != nullptr ? before->TargetID + 1 : 0;
   virtualDisk->FQDD = fqddOf(*model, virtualDisk->TargetID);
   virtualDisk->State = RAID_STATE_ONLINE;
-  virtualDisk->PDs = command.Ids;
-  virtualDisk->PDCount = command.IdCount;
-  for (UINT32 j = 0; j < command.IdCount; ++j) {
-    RAID_PD_RECORD *disk = modelDisk(*model, command.Ids[j]);
+  virtualDisk->PDs = command.ids;
+  virtualDisk->PDCount = command.idCount;
+  for (UINT32 j = 0; j < command.idCount; ++j) {
+    RAID_PD_RECORD *disk = modelDisk(*model, command.ids[j]);
     disk->State = RAID_STATE_ONLINE;
     setUsed(disk, disk->UsedSize + shareOf(*virtualDisk));
-    model->DiskStates[disk - model->Disks].VirtualDisk = model->VirtualDiskCount;
+    model->diskStates[disk - model->disks].virtualDisk = model->virtualDiskCount;
   }
 }
 
 // --- Hot spares ---
 
 // The virtual disk of the model with that id, or null. They were created one after the other.
-static const RAID_VD_RECORD *modelVirtualDisk(const MODEL &model, UINT32 id) {
-  UINTN at = countBefore(model.VirtualDisks, model.VirtualDiskCount,
+static const RAID_VD_RECORD *modelVirtualDisk(const Model &model, UINT32 id) {
+  UINTN at = countBefore(model.virtualDisks, model.virtualDiskCount,
                          [&](const RAID_VD_RECORD &virtualDisk) { return virtualDisk.ObjectID < id; });
-  return at < model.VirtualDiskCount && model.VirtualDisks[at].ObjectID == id ? &model.VirtualDisks[at] : nullptr;
+  return at < model.virtualDiskCount && model.virtualDisks[at].ObjectID == id ? &model.virtualDisks[at] : nullptr;
 }
 
-static void putWhyNoSpare(TEXT *why, const MODEL &model, const RAID_PD_RECORD &saved, UINT32 id) {
+static void putWhyNoSpare(Text *why, const Model &model, const RAID_PD_RECORD &saved, UINT32 id) {
   const RAID_PD_RECORD *disk = modelDisk(model, id);
   if (disk == nullptr || disk->State != RAID_STATE_READY) {
     putDisk(why, id, " is ");
-    putText(why, disk != nullptr ? GetNameFromValue(disk->State, g_stateTable) : "not there");
+    putText(why, disk != nullptr ? driver::GetNameFromValue(disk->State, driver::g_stateTable) : "not there");
     return;
   }
   if (saved.Hotspare != RAID_HOTSPARE_DEDICATED) {
@@ -301,7 +303,7 @@ static void putWhyNoSpare(TEXT *why, const MODEL &model, const RAID_PD_RECORD &s
   if (ids == nullptr || saved.VDCount == 0) {
     putText(why, "it was saved without virtual disks");
   }
-  for (UINT32 i = 0; ids != nullptr && i < saved.VDCount && why->Length == 0; ++i) {
+  for (UINT32 i = 0; ids != nullptr && i < saved.VDCount && why->length == 0; ++i) {
     const RAID_VD_RECORD *virtualDisk = modelVirtualDisk(model, ids[i]);
     if (virtualDisk == nullptr) {
       putText(why, "no virtual disk will have the id ");
@@ -313,7 +315,7 @@ static void putWhyNoSpare(TEXT *why, const MODEL &model, const RAID_PD_RECORD &s
   }
 }
 
-static void makeSpare(const MODEL &model, const RAID_PD_RECORD &saved, UINT32 id) {
+static void makeSpare(const Model &model, const RAID_PD_RECORD &saved, UINT32 id) {
   RAID_PD_RECORD *disk = modelDisk(model, id);
   disk->Hotspare = saved.Hotspare;
   disk->VDCount = saved.Hotspare == RAID_HOTSPARE_DEDICATED ? saved.VDCount : 0;
@@ -322,10 +324,10 @@ static void makeSpare(const MODEL &model, const RAID_PD_RECORD &saved, UINT32 id
 
 // --- All of it ---
 
-static void applyCommand(MODEL *model, UINT32 number) {
-  RESTORE_PLAN *plan = model->Plan;
-  const PLAN_COMMAND &command = plan->Commands.items[number];
-  switch (command.Command) {
+static void applyCommand(Model *model, UINT32 number) {
+  RestorePlan *plan = model->plan;
+  const PlanCommand &command = plan->commands.items[number];
+  switch (command.command) {
   case RAID_COMMAND_DELETE:
     deleteConfiguration(model);
     break;
@@ -336,54 +338,54 @@ static void applyCommand(MODEL *model, UINT32 number) {
     eraseKey(model);
     break;
   case RAID_COMMAND_CREATE: {
-    const RAID_VD_RECORD *virtualDisk = static_cast<const RAID_VD_RECORD *>(command.Data);
-    TEXT *why = &plan->VirtualDiskPlans[virtualDisk - plan->Saved->logicalDisks].WhyNot;
+    const RAID_VD_RECORD *virtualDisk = static_cast<const RAID_VD_RECORD *>(command.data);
+    Text *why = &plan->virtualDiskPlans[virtualDisk - plan->saved->logicalDisks].whyNot;
     putWhyRefused(why, *model, *virtualDisk, number);
-    if (why->Length == 0) {
+    if (why->length == 0) {
       createVirtualDisk(model, *virtualDisk, number);
     }
     break;
   }
   default:
-    if (command.ObjectType == RAID_OBJECT_ADAPTER) {
-      changeAdapter(model, *static_cast<const RAID_ADAPTER_RECORD *>(command.Data));
+    if (command.objectType == RAID_OBJECT_ADAPTER) {
+      changeAdapter(model, *static_cast<const RAID_ADAPTER_RECORD *>(command.data));
       break;
     }
-    const RAID_PD_RECORD *saved = static_cast<const RAID_PD_RECORD *>(command.Data);
-    TEXT *why = &plan->DiskPlans[saved - plan->Saved->physicalDisks].WhyNoSpare;
-    putWhyNoSpare(why, *model, *saved, command.Ids[0]);
-    if (why->Length == 0) {
-      makeSpare(*model, *saved, command.Ids[0]);
+    const RAID_PD_RECORD *saved = static_cast<const RAID_PD_RECORD *>(command.data);
+    Text *why = &plan->diskPlans[saved - plan->saved->physicalDisks].whyNoSpare;
+    putWhyNoSpare(why, *model, *saved, command.ids[0]);
+    if (why->length == 0) {
+      makeSpare(*model, *saved, command.ids[0]);
     }
   }
 }
 
 // Gives the members of the virtual disks, of which all are new, their lists.
-static bool listVirtualDisks(MODEL *model) {
+static bool listVirtualDisks(Model *model) {
   UINTN total = 0;
-  for (UINT32 v = 0; v < model->VirtualDiskCount; ++v) {
-    const RAID_VD_RECORD &virtualDisk = model->VirtualDisks[v];
+  for (UINT32 v = 0; v < model->virtualDiskCount; ++v) {
+    const RAID_VD_RECORD &virtualDisk = model->virtualDisks[v];
     total += virtualDisk.PDCount;
     for (UINT32 j = 0; j < virtualDisk.PDCount; ++j) {
       RAID_PD_RECORD *disk = modelDisk(*model, static_cast<const UINT32 *>(virtualDisk.PDs)[j]);
       disk->VDCount = static_cast<UINT8>(disk->VDCount + 1);
     }
   }
-  model->Lists = poolNew<UINT32>(total + 1);
-  if (model->Lists == nullptr) {
+  model->lists = poolNew<UINT32>(total + 1);
+  if (model->lists == nullptr) {
     return false;
   }
-  UINT32 *list = model->Lists;
-  for (UINT32 i = 0; i < recordCount(&model->Plan->Disks); ++i) {
-    RAID_PD_RECORD *disk = &model->Disks[i];
+  UINT32 *list = model->lists;
+  for (UINT32 i = 0; i < driver::recordCount(&model->plan->disks); ++i) {
+    RAID_PD_RECORD *disk = &model->disks[i];
     if (disk->Hotspare == RAID_HOTSPARE_NONE) {
       disk->VDs = list;
       list += disk->VDCount;
       disk->VDCount = 0;
     }
   }
-  for (UINT32 v = 0; v < model->VirtualDiskCount; ++v) {
-    const RAID_VD_RECORD &virtualDisk = model->VirtualDisks[v];
+  for (UINT32 v = 0; v < model->virtualDiskCount; ++v) {
+    const RAID_VD_RECORD &virtualDisk = model->virtualDisks[v];
     for (UINT32 j = 0; j < virtualDisk.PDCount; ++j) {
       RAID_PD_RECORD *disk = modelDisk(*model, static_cast<const UINT32 *>(virtualDisk.PDs)[j]);
       static_cast<UINT32 *>(disk->VDs)[disk->VDCount] = virtualDisk.ObjectID;
@@ -393,27 +395,29 @@ static bool listVirtualDisks(MODEL *model) {
   return true;
 }
 
-static EFI_STATUS writeModel(MODEL *model, XML_NODE **tree) {
-  RAID_XYL_DEV device = {};
-  device.RaidMgmtProtocol = &model->Protocol;
+static EFI_STATUS writeModel(Model *model, XML_NODE **tree) {
+  driver::RAID_XYL_DEV device = {};
+  device.RaidMgmtProtocol = &model->protocol;
   RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
   RAID_XYL_BUFFER text = {};
-  EFI_STATUS status = RAIDXYLGet_Live(&device.RaidXylProtocol, &parameter, &text);
+  EFI_STATUS status = driver::RAIDXYLGet_Live(&device.RaidXylProtocol, &parameter, &text);
   if (!EFI_ERROR(status)) {
-    status = g_xmlProtocol->Parse(g_xmlProtocol, static_cast<CHAR8 *>(text.Data), tree);
+    status = driver::g_xmlProtocol->Parse(driver::g_xmlProtocol, static_cast<CHAR8 *>(text.Data), tree);
     poolFree(text.Data);
   }
   return EFI_ERROR(status) || *tree != nullptr ? status : EFI_OUT_OF_RESOURCES;
 }
 
-EFI_STATUS predictAfter(RESTORE_PLAN *plan) {
-  MODEL model = {};
+EFI_STATUS predictAfter(RestorePlan *plan) {
+  Model model = {};
   bool hasRoom = startModel(&model, plan);
-  for (UINT32 i = 0; hasRoom && i < plan->Commands.count; ++i) {
+  for (UINT32 i = 0; hasRoom && i < plan->commands.count; ++i) {
     applyCommand(&model, i);
   }
-  hasRoom = hasRoom && (plan->PreservesVirtualDisks || listVirtualDisks(&model));
-  EFI_STATUS status = hasRoom ? writeModel(&model, &plan->After) : EFI_OUT_OF_RESOURCES;
+  hasRoom = hasRoom && (plan->preservesVirtualDisks || listVirtualDisks(&model));
+  EFI_STATUS status = hasRoom ? writeModel(&model, &plan->after) : EFI_OUT_OF_RESOURCES;
   freeModel(&model);
   return status;
 }
+
+} // namespace xyl::client

@@ -3,5 +3,9 @@
 
 #include "client/plan/plan.h"
 
+namespace xyl::client {
+
 // Fills in which commands of a judged plan the controller will refuse, and the document that it gives afterwards.
-EFI_STATUS predictAfter(RESTORE_PLAN *plan);
+EFI_STATUS predictAfter(RestorePlan *plan);
+
+} // namespace xyl::client

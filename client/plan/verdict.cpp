@@ -5,29 +5,31 @@
 #include "base/text.h"
 #include "client/plan/plan_facts.h"
 
+namespace xyl::client {
+
 namespace {
 
 // What a difference means.
-enum MEANING : UINT8 {
-  FOLLOWS,   // it follows from another one, or comes with virtual disks that are made anew
-  OTHERWISE, // other hardware or software, which no restore changes
-  STANDS_IN, // a disk does what another one did
-  LOST,      // gone, and no restore brings it back
-  LEFT       // this restore leaves it so
+enum StepMeaning : UINT8 {
+  meaningFollows,   // it follows from another one, or comes with virtual disks that are made anew
+  meaningOtherwise, // other hardware or software, which no restore changes
+  meaningStandsIn,  // a disk does what another one did
+  meaningLost,      // gone, and no restore brings it back
+  meaningLeft       // this restore leaves it so
 };
 
 } // namespace
 
 // Indexed by MEANING.
 static constexpr struct {
-  BLAME Blame;
-  bool IsLoss;
-  bool IsPlanned; // or the restore went wrong
-} g_meanings[] = {{BLAME_COUNT, false, false},
-                  {BLAME_NOBODY, false, false},
-                  {BLAME_NOBODY, false, true},
-                  {BLAME_NOBODY, true, true},
-                  {BLAME_PLAN, true, true}};
+  Blame blame;
+  bool isLoss;
+  bool isPlanned; // or the restore went wrong
+} g_meanings[] = {{blameCount, false, false},
+                  {blameNobody, false, false},
+                  {blameNobody, false, true},
+                  {blameNobody, true, true},
+                  {blamePlan, true, true}};
 
 static UINT32 idOf(const XML_NODE *node) {
   return static_cast<UINT32>(parseDecimal(childText(node, "ObjectID")));
@@ -40,12 +42,14 @@ static bool isOneOf(const CHAR8 *text, const CHAR8 *const *names) {
   return *names != nullptr;
 }
 
-static MEANING meaningOfAdapter(const DIFFERENCE &difference) {
+static StepMeaning meaningOfAdapter(const Difference &difference) {
   static constexpr const CHAR8 *keys[] = {"Keyid", "SecurityMode", nullptr};
-  if (difference.Element == nullptr) {
-    return OTHERWISE;
+  if (difference.element == nullptr) {
+    return meaningOtherwise;
   }
-  return isOneOf(difference.Element, keys) ? LOST : isSetting(difference.Element) ? LEFT : OTHERWISE;
+  return isOneOf(difference.element, keys) ? meaningLost
+         : isSetting(difference.element)   ? meaningLeft
+                                           : meaningOtherwise;
 }
 
 // --- Disks ---
@@ -54,45 +58,46 @@ static bool isSpare(const XML_NODE *disk) {
   return *childText(disk, "Hotspare") != 0;
 }
 
-static MEANING meaningOfSpare(const RESTORE_PLAN &plan, const DIFFERENCE &difference) {
-  UINT32 place = findId(plan.SavedIndex, idOf(difference.OldNode));
-  if (plan.PreservesVirtualDisks || place == ID_NONE) {
-    return LEFT;
+static StepMeaning meaningOfSpare(const RestorePlan &plan, const Difference &difference) {
+  UINT32 place = records::findId(plan.savedIndex, idOf(difference.oldNode));
+  if (plan.preservesVirtualDisks || place == records::noId) {
+    return meaningLeft;
   }
   bool standsIn =
-      !isSpare(difference.OldNode) || plan.Map == nullptr || plan.Map[place] != idOf(difference.NewNode) + 1;
-  return plan.DiskPlans[place].WhyNoSpare.Length == 0 && standsIn ? STANDS_IN : LEFT;
+      !isSpare(difference.oldNode) || plan.map == nullptr || plan.map[place] != idOf(difference.newNode) + 1;
+  return plan.diskPlans[place].whyNoSpare.length == 0 && standsIn ? meaningStandsIn : meaningLeft;
 }
 
 // Of a saved disk that is gone or of no use any more.
-static MEANING meaningOfLostDisk(const RESTORE_PLAN &plan, const XML_NODE *saved) {
-  UINT32 place = findId(plan.SavedIndex, idOf(saved));
-  bool comesBack = !plan.PreservesVirtualDisks && place != ID_NONE && plan.DiskPlans[place].WhyNoSpare.Length == 0;
-  return isSpare(saved) && !comesBack ? LOST : OTHERWISE;
+static StepMeaning meaningOfLostDisk(const RestorePlan &plan, const XML_NODE *saved) {
+  UINT32 place = records::findId(plan.savedIndex, idOf(saved));
+  bool comesBack =
+      !plan.preservesVirtualDisks && place != records::noId && plan.diskPlans[place].whyNoSpare.length == 0;
+  return isSpare(saved) && !comesBack ? meaningLost : meaningOtherwise;
 }
 
-static MEANING meaningOfDisk(const RESTORE_PLAN &plan, const DIFFERENCE &difference) {
+static StepMeaning meaningOfDisk(const RestorePlan &plan, const Difference &difference) {
   // What virtual disks do to their members.
   static constexpr const CHAR8 *followers[] = {"SecureState", "FreeSize", "UsedSize", nullptr};
   static constexpr const CHAR8 *useful[] = {"Online", "Ready", nullptr};
-  if (difference.Kind == DIFFERENCE_REMOVED) {
-    return meaningOfLostDisk(plan, difference.OldNode);
+  if (difference.kind == differenceRemoved) {
+    return meaningOfLostDisk(plan, difference.oldNode);
   }
-  if (difference.Kind != DIFFERENCE_CHANGED) {
-    return OTHERWISE;
+  if (difference.kind != differenceChanged) {
+    return meaningOtherwise;
   }
-  if (textEqual(difference.Element, "Hotspare") || textEqual(difference.Element, "VD")) {
+  if (textEqual(difference.element, "Hotspare") || textEqual(difference.element, "VD")) {
     return meaningOfSpare(plan, difference);
   }
-  if (!textEqual(difference.Element, "State")) {
-    return isOneOf(difference.Element, followers) ? FOLLOWS : OTHERWISE;
+  if (!textEqual(difference.element, "State")) {
+    return isOneOf(difference.element, followers) ? meaningFollows : meaningOtherwise;
   }
-  bool wasOnline = textEqual(textOf(difference.Old), "Online");
-  bool isForeign = textEqual(textOf(difference.New), "Foreign");
-  if (isOneOf(textOf(difference.New), useful) || (wasOnline && isForeign)) {
-    return FOLLOWS;
+  bool wasOnline = textEqual(textOf(difference.older), "Online");
+  bool isForeign = textEqual(textOf(difference.newer), "Foreign");
+  if (isOneOf(textOf(difference.newer), useful) || (wasOnline && isForeign)) {
+    return meaningFollows;
   }
-  return isForeign ? OTHERWISE : meaningOfLostDisk(plan, difference.OldNode);
+  return isForeign ? meaningOtherwise : meaningOfLostDisk(plan, difference.oldNode);
 }
 
 // --- Virtual disks ---
@@ -126,176 +131,179 @@ static bool hasMembers(const XML_NODE *virtualDisk, const UINT32 *ids, UINT32 co
   return all;
 }
 
-static bool missesMember(const RESTORE_PLAN &plan, const XML_NODE *virtualDisk) {
+static bool missesMember(const RestorePlan &plan, const XML_NODE *virtualDisk) {
   const XML_NODE *id = childNamed(virtualDisk, "PD");
-  while (id != nullptr && findId(plan.CurrentIndex, static_cast<UINT32>(parseDecimal(nodeText(id)))) != ID_NONE) {
+  while (id != nullptr &&
+         records::findId(plan.currentIndex, static_cast<UINT32>(parseDecimal(nodeText(id)))) != records::noId) {
     id = nextSame(id);
   }
   return id != nullptr;
 }
 
-static MEANING meaningOfMembers(const RESTORE_PLAN &plan, const DIFFERENCE &difference,
-                                const VIRTUAL_DISK_PLAN &virtualDisk) {
-  if (plan.PreservesVirtualDisks) {
-    return missesMember(plan, difference.NewNode) ? LOST : LEFT;
+static StepMeaning meaningOfMembers(const RestorePlan &plan, const Difference &difference,
+                                    const VirtualDiskPlan &virtualDisk) {
+  if (plan.preservesVirtualDisks) {
+    return missesMember(plan, difference.newNode) ? meaningLost : meaningLeft;
   }
-  const PLAN_COMMAND *command = virtualDisk.Command != 0 ? &plan.Commands.items[virtualDisk.Command - 1] : nullptr;
-  bool isAsPlanned = command != nullptr && hasMembers(difference.NewNode, command->Ids, command->IdCount);
-  return isAsPlanned ? OTHERWISE : LEFT;
+  const PlanCommand *command = virtualDisk.command != 0 ? &plan.commands.items[virtualDisk.command - 1] : nullptr;
+  bool isAsPlanned = command != nullptr && hasMembers(difference.newNode, command->ids, command->idCount);
+  return isAsPlanned ? meaningOtherwise : meaningLeft;
 }
 
-static MEANING meaningOfVirtualDiskField(const RESTORE_PLAN &plan, const DIFFERENCE &difference,
-                                         const VIRTUAL_DISK_PLAN &virtualDisk) {
+static StepMeaning meaningOfVirtualDiskField(const RestorePlan &plan, const Difference &difference,
+                                             const VirtualDiskPlan &virtualDisk) {
   // What the controller hands out as it likes.
   static constexpr const CHAR8 *given[] = {"TargetID", "FQDD", "StartingLba", nullptr};
-  if (textEqual(difference.Element, "State")) {
-    return textEqual(textOf(difference.New), "Online") ? FOLLOWS : LOST;
+  if (textEqual(difference.element, "State")) {
+    return textEqual(textOf(difference.newer), "Online") ? meaningFollows : meaningLost;
   }
-  if (textEqual(difference.Element, "PD")) {
+  if (textEqual(difference.element, "PD")) {
     return meaningOfMembers(plan, difference, virtualDisk);
   }
-  if (plan.PreservesVirtualDisks) {
-    return LEFT;
+  if (plan.preservesVirtualDisks) {
+    return meaningLeft;
   }
-  if (isOneOf(difference.Element, given)) {
-    return FOLLOWS;
+  if (isOneOf(difference.element, given)) {
+    return meaningFollows;
   }
-  return textEqual(difference.Element, "Attributes") && plan.EncryptedVirtualDisks != 0 ? LOST : LEFT;
+  return textEqual(difference.element, "Attributes") && plan.encryptedVirtualDisks != 0 ? meaningLost : meaningLeft;
 }
 
-static MEANING meaningOfVirtualDisk(const RESTORE_PLAN &plan, const DIFFERENCE &difference) {
-  if (difference.Kind == DIFFERENCE_ADDED) {
-    return plan.PreservesVirtualDisks ? LEFT : STANDS_IN; // a rebuild would remove it
+static StepMeaning meaningOfVirtualDisk(const RestorePlan &plan, const Difference &difference) {
+  if (difference.kind == differenceAdded) {
+    return plan.preservesVirtualDisks ? meaningLeft : meaningStandsIn; // a rebuild would remove it
   }
-  UINT32 place = findId(plan.SavedVirtualDiskIndex, idOf(difference.OldNode));
-  return difference.Kind == DIFFERENCE_CHANGED && place != ID_NONE
-             ? meaningOfVirtualDiskField(plan, difference, plan.VirtualDiskPlans[place])
-             : LEFT;
+  UINT32 place = records::findId(plan.savedVirtualDiskIndex, idOf(difference.oldNode));
+  return difference.kind == differenceChanged && place != records::noId
+             ? meaningOfVirtualDiskField(plan, difference, plan.virtualDiskPlans[place])
+             : meaningLeft;
 }
 
-static MEANING meaningOf(const RESTORE_PLAN &plan, const DIFFERENCE &difference) {
-  if (difference.Kind == DIFFERENCE_CHANGED && difference.Old.Length == 0 && difference.Object != DIFFERENCE_DISK) {
-    return OTHERWISE; // it was not saved
+static StepMeaning meaningOf(const RestorePlan &plan, const Difference &difference) {
+  if (difference.kind == differenceChanged && difference.older.length == 0 && difference.object != differenceDisk) {
+    return meaningOtherwise; // it was not saved
   }
-  switch (difference.Object) {
-  case DIFFERENCE_ADAPTER:
+  switch (difference.object) {
+  case differenceAdapter:
     return meaningOfAdapter(difference);
-  case DIFFERENCE_DISK:
+  case differenceDisk:
     return meaningOfDisk(plan, difference);
-  case DIFFERENCE_VIRTUAL_DISK:
+  case differenceVirtualDisk:
     return meaningOfVirtualDisk(plan, difference);
   default:
-    return OTHERWISE;
+    return meaningOtherwise;
   }
 }
 
 // --- The verdict ---
 
 // Equal for the differences of one object in both verdicts.
-static UINT32 objectHash(const DIFFERENCE &difference) {
-  UINTN address = reinterpret_cast<UINTN>(difference.OldNode);
-  return address != 0 ? static_cast<UINT32>(address >> 4) : idOf(difference.NewNode);
+static UINT32 objectHash(const Difference &difference) {
+  UINTN address = reinterpret_cast<UINTN>(difference.oldNode);
+  return address != 0 ? static_cast<UINT32>(address >> 4) : idOf(difference.newNode);
 }
 
-static bool sameDifference(const DIFFERENCE &a, const DIFFERENCE &b) {
-  return a.OldNode == b.OldNode && a.Kind == b.Kind && a.Element == b.Element && a.Object == b.Object &&
-         textEqual(textOf(a.What), textOf(b.What)) && textEqual(textOf(a.New), textOf(b.New));
+static bool sameDifference(const Difference &a, const Difference &b) {
+  return a.oldNode == b.oldNode && a.kind == b.kind && a.element == b.element && a.object == b.object &&
+         textEqual(textOf(a.what), textOf(b.what)) && textEqual(textOf(a.newer), textOf(b.newer));
 }
 
-static bool names(const VERDICT &verdict, const DIFFERENCE &difference) {
+static bool names(const Verdict &verdict, const Difference &difference) {
   UINT32 hash = objectHash(difference);
-  UINT32 count = verdict.Differences.All.count;
-  for (UINTN at = lowerBound(verdict.Order, count, indexKey(hash, 0)); at < count && verdict.Order[at] >> 32 == hash;
+  UINT32 count = verdict.differences.all.count;
+  for (UINTN at = lowerBound(verdict.order, count, indexKey(hash, 0)); at < count && verdict.order[at] >> 32 == hash;
        ++at) {
-    if (sameDifference(verdict.Differences.All.items[static_cast<UINT32>(verdict.Order[at])], difference)) {
+    if (sameDifference(verdict.differences.all.items[static_cast<UINT32>(verdict.order[at])], difference)) {
       return true;
     }
   }
   return false;
 }
 
-EFI_STATUS makeVerdict(const RESTORE_PLAN &plan, const XML_NODE *saved, const XML_NODE *current, const VERDICT *planned,
-                       VERDICT *verdict) {
+EFI_STATUS makeVerdict(const RestorePlan &plan, const XML_NODE *saved, const XML_NODE *current, const Verdict *planned,
+                       Verdict *verdict) {
   *verdict = {};
-  EFI_STATUS status = diffDocuments(saved, current, &verdict->Differences);
+  EFI_STATUS status = diffDocuments(saved, current, &verdict->differences);
   if (EFI_ERROR(status)) {
     return status;
   }
-  UINT32 count = verdict->Differences.All.count;
-  verdict->Blames = poolNew<BLAME>(UINTN{count} + 1);
-  verdict->Order = poolNew<UINT64>(UINTN{count} + 1);
-  if (verdict->Blames == nullptr || verdict->Order == nullptr) {
+  UINT32 count = verdict->differences.all.count;
+  verdict->blames = poolNew<Blame>(UINTN{count} + 1);
+  verdict->order = poolNew<UINT64>(UINTN{count} + 1);
+  if (verdict->blames == nullptr || verdict->order == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   for (UINT32 i = 0; i < count; ++i) {
-    const DIFFERENCE &difference = verdict->Differences.All.items[i];
+    const Difference &difference = verdict->differences.all.items[i];
     auto meaning = g_meanings[meaningOf(plan, difference)];
-    bool isWrong = planned != nullptr && meaning.IsPlanned && !names(*planned, difference);
-    verdict->Blames[i] = isWrong ? BLAME_RESTORE : meaning.Blame;
-    verdict->Order[i] = indexKey(objectHash(difference), i);
-    verdict->Losses += meaning.IsLoss ? 1 : 0;
-    if (verdict->Blames[i] != BLAME_COUNT) {
-      ++verdict->Counts[verdict->Blames[i]];
+    bool isWrong = planned != nullptr && meaning.isPlanned && !names(*planned, difference);
+    verdict->blames[i] = isWrong ? blameRestore : meaning.blame;
+    verdict->order[i] = indexKey(objectHash(difference), i);
+    verdict->losses += meaning.isLoss ? 1 : 0;
+    if (verdict->blames[i] != blameCount) {
+      ++verdict->counts[verdict->blames[i]];
     }
   }
-  sortKeys(verdict->Order, count);
+  sortKeys(verdict->order, count);
   return EFI_SUCCESS;
 }
 
-void freeVerdict(VERDICT *verdict) {
-  freeDifferences(&verdict->Differences);
-  poolRelease(verdict->Blames);
-  poolRelease(verdict->Order);
+void freeVerdict(Verdict *verdict) {
+  freeDifferences(&verdict->differences);
+  poolRelease(verdict->blames);
+  poolRelease(verdict->order);
 }
 
-// Indexed by BLAME.
+// Indexed by Blame.
 static constexpr struct {
-  const CHAR8 *Words; // of a restore that was
-  const CHAR8 *WordsToCome;
-  const CHAR8 *Member; // in JSON
-} g_blames[BLAME_COUNT] = {{"What no restore brings back", "What no restore brings back", "notRestorable"},
-                           {"What this restore could not do", "What this restore does not do", "notDone"},
-                           {"What went wrong", "", "wrong"}}; // which no plan knows
+  const CHAR8 *words; // of a restore that was
+  const CHAR8 *wordsToCome;
+  const CHAR8 *member; // in JSON
+} g_blames[blameCount] = {{"What no restore brings back", "What no restore brings back", "notRestorable"},
+                          {"What this restore could not do", "What this restore does not do", "notDone"},
+                          {"What went wrong", "", "wrong"}}; // which no plan knows
 
-static void sayBlamed(const XYL_FRONT *front, const VERDICT &verdict, UINTN blame) {
-  for (UINT32 i = 0; i < verdict.Differences.All.count; ++i) {
-    if (verdict.Blames[i] == blame) {
+static void sayBlamed(const Front *front, const Verdict &verdict, UINTN blame) {
+  for (UINT32 i = 0; i < verdict.differences.all.count; ++i) {
+    if (verdict.blames[i] == blame) {
       sayText(front, "  ");
-      sayDifference(front, verdict.Differences.All.items[i]);
+      sayDifference(front, verdict.differences.all.items[i]);
     }
   }
 }
 
-void sayVerdict(const XYL_FRONT *front, const VERDICT &verdict, bool isToCome) {
+void sayVerdict(const Front *front, const Verdict &verdict, bool isToCome) {
   bool namesAny = false;
-  for (UINTN blame = 0; blame < BLAME_COUNT; ++blame) {
-    if (verdict.Counts[blame] != 0) {
+  for (UINTN blame = 0; blame < blameCount; ++blame) {
+    if (verdict.counts[blame] != 0) {
       namesAny = true;
-      say(front, "%a:\n", isToCome ? g_blames[blame].WordsToCome : g_blames[blame].Words);
+      say(front, "%a:\n", isToCome ? g_blames[blame].wordsToCome : g_blames[blame].words);
       sayBlamed(front, verdict, blame);
     }
   }
   if (namesAny) {
     return;
   }
-  if (verdict.Differences.All.count == 0) {
+  if (verdict.differences.all.count == 0) {
     say(front, "the controller %a as it was saved\n", isToCome ? "will be" : "is");
   } else {
     say(front, "all that was saved %a back; 'xyl diff' finds %d differences that come with virtual disks made anew\n",
-        isToCome ? "comes" : "is", verdict.Differences.All.count);
+        isToCome ? "comes" : "is", verdict.differences.all.count);
   }
 }
 
-void writeVerdict(JSON *json, const VERDICT &verdict) {
+void writeVerdict(Json *json, const Verdict &verdict) {
   jsonObject(json, "verdict");
-  for (UINTN kind = 0; kind < BLAME_COUNT; ++kind) {
-    jsonArray(json, g_blames[kind].Member);
-    for (UINT32 i = 0; i < verdict.Differences.All.count; ++i) {
-      if (verdict.Blames[i] == kind) {
-        writeDifference(json, verdict.Differences.All.items[i]);
+  for (UINTN kind = 0; kind < blameCount; ++kind) {
+    jsonArray(json, g_blames[kind].member);
+    for (UINT32 i = 0; i < verdict.differences.all.count; ++i) {
+      if (verdict.blames[i] == kind) {
+        writeDifference(json, verdict.differences.all.items[i]);
       }
     }
     jsonEnd(json);
   }
   jsonEnd(json);
 }
+
+} // namespace xyl::client

@@ -4,33 +4,37 @@
 
 #include "client/compare/compare.h"
 
-struct RESTORE_PLAN;
+namespace xyl::client {
+
+struct RestorePlan;
 
 // Whose fault a difference is.
-enum BLAME : UINT8 {
-  BLAME_NOBODY,  // no restore brings it back
-  BLAME_PLAN,    // this one does not
-  BLAME_RESTORE, // it should have: the plan does not name it
-  BLAME_COUNT
+enum Blame : UINT8 {
+  blameNobody,  // no restore brings it back
+  blamePlan,    // this one does not
+  blameRestore, // it should have: the plan does not name it
+  blameCount
 };
 
-struct VERDICT {
-  DIFFERENCES Differences;
-  BLAME *Blames; // pool; for each difference, or BLAME_COUNT for one that follows from others
-  UINT64 *Order; // pool; the differences by their objects
-  UINT32 Counts[BLAME_COUNT];
+struct Verdict {
+  Differences differences;
+  Blame *blames; // pool; for each difference, or blameCount for one that follows from others
+  UINT64 *order; // pool; the differences by their objects
+  UINT32 counts[blameCount];
   UINT32
-  Losses; // of those with a blame: virtual disks, hot spares, settings and keys that were saved and are not there
+  losses; // of those with a blame: virtual disks, hot spares, settings and keys that were saved and are not there
 };
 
 // Compares the saved document with the controller's: with one that the plan predicts, or with the present one after the
 // restore, for which planned is the verdict on the prediction and was made from the same tree of the saved document.
 // The caller gives *verdict, also of a failed call, to freeVerdict before it frees the trees.
-EFI_STATUS makeVerdict(const RESTORE_PLAN &plan, const XML_NODE *saved, const XML_NODE *current, const VERDICT *planned,
-                       VERDICT *verdict);
-void freeVerdict(VERDICT *verdict);
+EFI_STATUS makeVerdict(const RestorePlan &plan, const XML_NODE *saved, const XML_NODE *current, const Verdict *planned,
+                       Verdict *verdict);
+void freeVerdict(Verdict *verdict);
 
 // Says what is left, of a restore to come or of one that was.
-void sayVerdict(const XYL_FRONT *front, const VERDICT &verdict, bool isToCome);
+void sayVerdict(const Front *front, const Verdict &verdict, bool isToCome);
 // The member "verdict" of an open object.
-void writeVerdict(JSON *json, const VERDICT &verdict);
+void writeVerdict(Json *json, const Verdict &verdict);
+
+} // namespace xyl::client

@@ -3,7 +3,7 @@
 #include "base/text.h"
 #include "client/output/output.h"
 
-namespace progress {
+namespace xyl::client::progress {
 
 static constexpr UINT32 barCells = 20;
 
@@ -100,22 +100,22 @@ void countStep(Progress *progress, const Step &step) {
   progress->last = step;
 }
 
-static void appendCount(WORD_LIST &line, const Progress &progress) {
+static void appendCount(WordList &line, const Progress &progress) {
   appendNumber(line, " ", progress.done);
   if (progress.done <= progress.total) {
     appendNumber(line, " of ", progress.total);
   }
 }
 
-WORD_LIST stepLine(const Progress &progress) {
-  WORD_LIST line = {"step"};
+WordList stepLine(const Progress &progress) {
+  WordList line = {"step"};
   appendCount(line, progress);
   append(line, ": ", progress.last.name);
   append(line, ", ", progress.last.status != EFI_SUCCESS ? statusWords(progress.last.status) : "");
   return line;
 }
 
-static void appendBar(WORD_LIST &line, const Progress &progress) {
+static void appendBar(WordList &line, const Progress &progress) {
   if (progress.done > progress.total) {
     append(line, "", "step");
     return;
@@ -128,8 +128,8 @@ static void appendBar(WORD_LIST &line, const Progress &progress) {
   append(line, "", "]");
 }
 
-WORD_LIST barLine(const Progress &progress, UINT32 seconds) {
-  WORD_LIST line = {};
+WordList barLine(const Progress &progress, UINT32 seconds) {
+  WordList line = {};
   if (progress.done == 0) {
     append(line, "", "working");
   } else {
@@ -146,4 +146,4 @@ WORD_LIST barLine(const Progress &progress, UINT32 seconds) {
   return line;
 }
 
-} // namespace progress
+} // namespace xyl::client::progress

@@ -4,7 +4,7 @@
 
 #include "client/documents/documents.h"
 
-namespace progress {
+namespace xyl::client::progress {
 
 // The driver's routine whose lines tell of steps.
 inline constexpr const CHAR8 *stepRoutine = "_RestoreLogAddProgressNode";
@@ -35,9 +35,9 @@ struct Progress {
 void countStep(Progress *progress, const Step &step);
 
 // The last step: "step 8 of 14: CreateVD, Out of Resources".
-WORD_LIST stepLine(const Progress &progress);
+WordList stepLine(const Progress &progress);
 
 // All of it: "[###########---------] 8 of 14, 1 failed, CreateVD, 20 s"; "working, 2 s" before the first step.
-WORD_LIST barLine(const Progress &progress, UINT32 seconds);
+WordList barLine(const Progress &progress, UINT32 seconds);
 
-} // namespace progress
+} // namespace xyl::client::progress

@@ -8,6 +8,8 @@
 #include "raid_disks.h"
 #include "raid_volumes.h"
 
+namespace xyl::client {
+
 static UINT32 countChildren(const XML_NODE *node, const CHAR8 *name) {
   UINT32 count = 0;
   for (const XML_NODE *child = childNamed(node, name); child != nullptr; child = nextSame(child)) {
@@ -16,10 +18,10 @@ static UINT32 countChildren(const XML_NODE *node, const CHAR8 *name) {
   return count;
 }
 
-static void showAdapter(const XYL_FRONT *front, const XML_NODE *adapter, const XML_NODE *inventory) {
+static void showAdapter(const Front *front, const XML_NODE *adapter, const XML_NODE *inventory) {
   const XML_NODE *pci = childNamed(adapter, "PCIID");
   const XML_NODE *location = childNamed(childNamed(inventory, "Identifier"), "PCILocation");
-  WORD_LIST levels = {};
+  WordList levels = {};
   appendChildren(levels, childNamed(adapter, "SupportedRAIDLevels"), "RaidLevel");
   say(front, "Adapter      %a\n", orNone(childText(adapter, "Name")));
   say(front, "Firmware     %a\n", orNone(childText(adapter, "FirmwareVersion")));
@@ -30,28 +32,28 @@ static void showAdapter(const XYL_FRONT *front, const XML_NODE *adapter, const X
     say(front, "PCI place    bus %a, device %a, function %a\n", childText(location, "PCIBus"),
         childText(location, "PCIDevice"), childText(location, "PCIFunction"));
   }
-  say(front, "RAID levels  %a\n", orNone(levels.Text));
+  say(front, "RAID levels  %a\n", orNone(levels.text));
   say(front, "Key id       %a\n", orNone(childText(adapter, "Keyid")));
 }
 
 // What a disk is used for.
-static void describeUse(WORD_LIST &use, const XML_NODE *disk) {
+static void describeUse(WordList &use, const XML_NODE *disk) {
   const CHAR8 *spare = childText(disk, "Hotspare");
-  WORD_LIST virtualDisks = {};
+  WordList virtualDisks = {};
   appendReversed(virtualDisks, disk, "VD");
   if (textEqual(spare, "Global")) {
     append(use, "", "global spare");
   } else if (textEqual(spare, "Dedicated")) {
     append(use, "", "spare of ");
   }
-  if (*virtualDisks.Text != 0) {
+  if (*virtualDisks.text != 0) {
     append(use, *spare != 0 ? "" : " ", "VD ");
-    append(use, "", virtualDisks.Text);
+    append(use, "", virtualDisks.text);
   }
 }
 
 // Where the name tells in brackets what keeps a disk from being used, that is as good as its use.
-static void describeFault(WORD_LIST &use, const XML_NODE *disk) {
+static void describeFault(WordList &use, const XML_NODE *disk) {
   const CHAR8 *name = childText(disk, "Name");
   UINTN length = textLength(name), from = 0;
   while (from < length && name[from] != '(') {
@@ -62,42 +64,42 @@ static void describeFault(WORD_LIST &use, const XML_NODE *disk) {
   }
 }
 
-static void addSize(TABLE *table, const XML_NODE *node) {
-  CHAR8 size[SIZE_TEXT_CAPACITY];
+static void addSize(Table *table, const XML_NODE *node) {
+  CHAR8 size[sizeTextCapacity];
   formatSize(size, parseDecimal(childText(node, "Size")));
   addCell(table, size);
 }
 
-static void addDisk(TABLE *table, const XML_NODE *disk) {
-  WORD_LIST model = {};
+static void addDisk(Table *table, const XML_NODE *disk) {
+  WordList model = {};
   append(model, "", childText(disk, "ManufactureName"));
   append(model, " ", childText(disk, "ModelName"));
-  WORD_LIST use = {};
+  WordList use = {};
   describeUse(use, disk);
   describeFault(use, disk);
   addCell(table, childText(disk, "Slot"));
   addCell(table, childText(disk, "ObjectID"));
-  addCell(table, orNone(model.Text));
+  addCell(table, orNone(model.text));
   addCell(table, childText(disk, "Protocol"));
   addSize(table, disk);
   addCell(table, childText(disk, "State"));
-  addCell(table, orNone(use.Text));
+  addCell(table, orNone(use.text));
 }
 
-static constexpr TABLE_COLUMN g_diskColumns[] = {
+static constexpr TableColumn g_diskColumns[] = {
     {"Slot", 4, true, false}, {"Id", 10, true, false},   {"Model", 24, false, false}, {"Bus", 7, false, false},
     {"Size", 9, true, false}, {"State", 8, false, true}, {"Use", 999, false, false},
 };
 
 // In the order of the slots, whatever the document's is.
-static bool showDisks(const XYL_FRONT *front, const XML_NODE *parent) {
-  struct PLACED {
-    UINT64 Slot;
-    UINT32 Number; // disks that say the same slot stay in the document's order
-    const XML_NODE *Disk;
+static bool showDisks(const Front *front, const XML_NODE *parent) {
+  struct Placed {
+    UINT64 slot;
+    UINT32 number; // disks that say the same slot stay in the document's order
+    const XML_NODE *disk;
   };
   UINT32 count = countChildren(parent, "PD");
-  PLACED *placed = poolNew<PLACED>(UINTN{count} + 1);
+  Placed *placed = poolNew<Placed>(UINTN{count} + 1);
   if (placed == nullptr) {
     return false;
   }
@@ -106,16 +108,16 @@ static bool showDisks(const XYL_FRONT *front, const XML_NODE *parent) {
     placed[i] = {parseDecimal(childText(disk, "Slot")), i, disk};
   }
   sortArray(placed, count,
-            [](const PLACED &a, const PLACED &b) { return a.Slot != b.Slot ? a.Slot < b.Slot : a.Number < b.Number; });
-  TABLE table = {g_diskColumns, sizeof(g_diskColumns) / sizeof(g_diskColumns[0]), {}, false};
+            [](const Placed &a, const Placed &b) { return a.slot != b.slot ? a.slot < b.slot : a.number < b.number; });
+  Table table = {g_diskColumns, sizeof(g_diskColumns) / sizeof(g_diskColumns[0]), {}, false};
   for (UINT32 i = 0; i < count; ++i) {
-    addDisk(&table, placed[i].Disk);
+    addDisk(&table, placed[i].disk);
   }
   poolFree(placed);
   return count == 0 || sayTable(front, &table);
 }
 
-static bool showEnclosures(const XYL_FRONT *front, const XML_NODE *adapter) {
+static bool showEnclosures(const Front *front, const XML_NODE *adapter) {
   bool isDone = true;
   const XML_NODE *enclosure = childNamed(adapter, "Enclosure");
   for (; enclosure != nullptr; enclosure = nextSame(enclosure)) {
@@ -159,7 +161,7 @@ static UINT64 *diskIds(const XML_NODE *adapter, UINT32 *count) {
 }
 
 // The members in the controller's order, and which of them are not there.
-static void describeMembers(TEXT *members, const XML_NODE *virtualDisk, const UINT64 *ids, UINT32 count) {
+static void describeMembers(Text *members, const XML_NODE *virtualDisk, const UINT64 *ids, UINT32 count) {
   const XML_NODE *node = virtualDisk->FirstChild;
   while (node != nullptr && node->NextSibling != nullptr) {
     node = node->NextSibling;
@@ -168,7 +170,7 @@ static void describeMembers(TEXT *members, const XML_NODE *virtualDisk, const UI
     if (textEqual(node->Name, "PD")) {
       UINT64 id = parseDecimal(nodeText(node));
       UINTN at = lowerBound(ids, count, id);
-      putText(members, members->Length != 0 ? ", " : "");
+      putText(members, members->length != 0 ? ", " : "");
       putText(members, nodeText(node));
       putText(members, at < count && ids[at] == id ? "" : " missing");
     }
@@ -177,46 +179,46 @@ static void describeMembers(TEXT *members, const XML_NODE *virtualDisk, const UI
 
 // What tables have room for.
 static constexpr struct {
-  const CHAR8 *Policy;
-  const CHAR8 *Short;
+  const CHAR8 *policy;
+  const CHAR8 *letter;
 } g_cacheWords[] = {
     {"Write Back", "WB"}, {"Write Through", "WT"},  {"Force Write Back", "FWB"}, {"Adaptive Read Ahead", "ARA"},
     {"Read Ahead", "RA"}, {"No Read Ahead", "NRA"}, {"Direct I/O", "DIO"},       {"Cache I/O", "CIO"},
 };
 
-static void describeCache(WORD_LIST &cache, const XML_NODE *virtualDisk) {
+static void describeCache(WordList &cache, const XML_NODE *virtualDisk) {
   const XML_NODE *policy = childNamed(virtualDisk, "CurrentCachePolicy");
   for (const auto &word : g_cacheWords) {
     const XML_NODE *item = policy != nullptr ? policy->FirstChild : nullptr;
-    while (item != nullptr && !textEqual(nodeText(item), word.Policy)) {
+    while (item != nullptr && !textEqual(nodeText(item), word.policy)) {
       item = item->NextSibling;
     }
-    append(cache, " ", item != nullptr ? word.Short : "");
+    append(cache, " ", item != nullptr ? word.letter : "");
   }
 }
 
-static constexpr TABLE_COLUMN g_virtualDiskColumns[] = {
+static constexpr TableColumn g_virtualDiskColumns[] = {
     {"Id", 10, true, false},   {"Name", 16, false, false},  {"Level", 7, false, false},   {"Size", 9, true, false},
     {"State", 8, false, true}, {"Cache", 12, false, false}, {"Disks", 999, false, false},
 };
 
-static void addVirtualDisk(TABLE *table, const XML_NODE *virtualDisk, const UINT64 *ids, UINT32 count) {
-  WORD_LIST cache = {};
+static void addVirtualDisk(Table *table, const XML_NODE *virtualDisk, const UINT64 *ids, UINT32 count) {
+  WordList cache = {};
   describeCache(cache, virtualDisk);
-  TEXT members = {};
+  Text members = {};
   describeMembers(&members, virtualDisk, ids, count);
   addCell(table, childText(virtualDisk, "ObjectID"));
   addCell(table, orNone(childText(virtualDisk, "Name")));
   addCell(table, childText(virtualDisk, "RAIDLevel"));
   addSize(table, virtualDisk);
   addCell(table, childText(virtualDisk, "State"));
-  addCell(table, orNone(cache.Text));
+  addCell(table, orNone(cache.text));
   addCell(table, orNone(textOf(members)));
-  table->Failed = table->Failed || members.Failed;
+  table->failed = table->failed || members.failed;
   freeText(&members);
 }
 
-static bool showVirtualDisks(const XYL_FRONT *front, const XML_NODE *adapter) {
+static bool showVirtualDisks(const Front *front, const XML_NODE *adapter) {
   UINT32 virtualDisks = countChildren(adapter, "VD");
   say(front, "\nVirtual disks: %d\n", virtualDisks);
   UINT32 count = 0;
@@ -224,7 +226,7 @@ static bool showVirtualDisks(const XYL_FRONT *front, const XML_NODE *adapter) {
   if (ids == nullptr) {
     return false;
   }
-  TABLE table = {g_virtualDiskColumns, sizeof(g_virtualDiskColumns) / sizeof(g_virtualDiskColumns[0]), {}, false};
+  Table table = {g_virtualDiskColumns, sizeof(g_virtualDiskColumns) / sizeof(g_virtualDiskColumns[0]), {}, false};
   for (const XML_NODE *virtualDisk = childNamed(adapter, "VD"); virtualDisk != nullptr;
        virtualDisk = nextSame(virtualDisk)) {
     addVirtualDisk(&table, virtualDisk, ids, count);
@@ -241,7 +243,7 @@ static bool isOverDisks(EFI_HANDLE controller) {
 }
 
 // Which volumes firmware sees as block devices, where a driver shows them.
-static void showInFirmware(const XYL_FRONT *front) {
+static void showInFirmware(const Front *front) {
   static const EFI_GUID volumesGuid = RAID_VOLUMES_PROTOCOL_GUID;
   void *found = nullptr;
   if (EFI_ERROR(g_bootServices->LocateProtocol(&volumesGuid, /* Registration= */ nullptr, &found))) {
@@ -259,7 +261,7 @@ static void showInFirmware(const XYL_FRONT *front) {
   }
 }
 
-static XYL_RESULT showAll(const XYL_FRONT *front, const XML_NODE *adapter, const XML_NODE *inventory) {
+static Result showAll(const Front *front, const XML_NODE *adapter, const XML_NODE *inventory) {
   showAdapter(front, adapter, inventory);
   bool isDone = showEnclosures(front, adapter);
   isDone = showVirtualDisks(front, adapter) && isDone;
@@ -270,43 +272,42 @@ static XYL_RESULT showAll(const XYL_FRONT *front, const XML_NODE *adapter, const
 }
 
 // controller: that it is of, null: none that is here.
-static XYL_RESULT showDocument(const XYL_CONTEXT &context, const CHAR8 *name, const CHAR8 *text,
-                               EFI_HANDLE controller) {
+static Result showDocument(const Context &context, const CHAR8 *name, const CHAR8 *text, EFI_HANDLE controller) {
   XML_NODE *root = nullptr;
-  XYL_RESULT result = parseTree(context, name, text, &root);
+  Result result = parseTree(context, name, text, &root);
   if (isFailure(result)) {
     return result;
   }
   const XML_NODE *adapter = adapterOf(root);
-  if (adapter != nullptr && hasOption(context, XYL_OPTION_JSON)) {
-    writeConfiguration(context.Front, adapter, childNamed(root, "Inventory"));
+  if (adapter != nullptr && hasOption(context, optionJson)) {
+    writeConfiguration(context.front, adapter, childNamed(root, "Inventory"));
   } else if (adapter != nullptr) {
-    result = showAll(context.Front, adapter, childNamed(root, "Inventory"));
+    result = showAll(context.front, adapter, childNamed(root, "Inventory"));
     if (isOverDisks(controller)) {
-      showInFirmware(context.Front);
+      showInFirmware(context.front);
     }
   } else {
-    complain(context.Front, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
+    complain(context.front, "%a has no adapter, so it is no configuration document; 'xyl get -o FILE' writes one",
              name);
-    result = failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
+    result = failed(EFI_INVALID_PARAMETER, Reason::document);
   }
   freeTree(root);
   return result;
 }
 
-XYL_RESULT runShow(const XYL_CONTEXT &context) {
-  DOCUMENT_TEXT document;
-  XYL_RESULT result;
+Result runShow(const Context &context) {
+  DocumentText document;
+  Result result;
   const CHAR8 *name = "the inventory";
   EFI_HANDLE handle = nullptr;
-  if (context.Request->OperandCount != 0) {
-    name = context.Request->Operands[0];
+  if (context.request->operandCount != 0) {
+    name = context.request->operands[0];
     result = readDocument(context, name, &document);
   } else {
-    CONTROLLER controller;
+    Controller controller;
     bool isWhole = true;
     result = openController(context, &controller);
-    handle = isFailure(result) ? nullptr : controller.Handle;
+    handle = isFailure(result) ? nullptr : controller.handle;
     if (!isFailure(result)) {
       result = readToldInventory(context, controller, &document, &isWhole);
     }
@@ -314,7 +315,9 @@ XYL_RESULT runShow(const XYL_CONTEXT &context) {
   if (isFailure(result)) {
     return result;
   }
-  result = showDocument(context, name, document.Text, handle);
+  result = showDocument(context, name, document.text, handle);
   releaseDocument(&document);
   return result;
 }
+
+} // namespace xyl::client

@@ -4,17 +4,19 @@
 #include "client/output/output.h"
 #include "driver/xml/xml.h"
 
-static void writeFields(JSON *json, const XML_NODE *node, const FIELD_TABLE &fields);
+namespace xyl::client {
 
-static void writeContainer(JSON *json, const CHAR8 *name, const XML_NODE *node, const FIELD_TABLE &fields) {
+static void writeFields(Json *json, const XML_NODE *node, const driver::FieldTable &fields);
+
+static void writeContainer(Json *json, const CHAR8 *name, const XML_NODE *node, const driver::FieldTable &fields) {
   jsonObject(json, name);
   writeFields(json, node, fields);
   jsonEnd(json);
 }
 
 // All elements of that name below parent as an array of objects.
-static void writeContainers(JSON *json, const CHAR8 *name, const XML_NODE *parent, const CHAR8 *element,
-                            const FIELD_TABLE &fields) {
+static void writeContainers(Json *json, const CHAR8 *name, const XML_NODE *parent, const CHAR8 *element,
+                            const driver::FieldTable &fields) {
   jsonArray(json, name);
   for (const XML_NODE *node = childNamed(parent, element); node != nullptr; node = nextSame(node)) {
     writeContainer(json, nullptr, node, fields);
@@ -22,11 +24,12 @@ static void writeContainers(JSON *json, const CHAR8 *name, const XML_NODE *paren
   jsonEnd(json);
 }
 
-static void writeObjects(JSON *json, const XML_NODE *parent, const FIELD_ROW &row, const FIELD_TABLE &fields) {
-  jsonArray(json, row.Element);
-  for (const XML_NODE *node = childNamed(parent, row.Element); node != nullptr; node = nextSame(node)) {
+static void writeObjects(Json *json, const XML_NODE *parent, const driver::FieldRow &row,
+                         const driver::FieldTable &fields) {
+  jsonArray(json, row.element);
+  for (const XML_NODE *node = childNamed(parent, row.element); node != nullptr; node = nextSame(node)) {
     jsonObject(json, nullptr);
-    writeFields(json, node, g_headerFields);
+    writeFields(json, node, driver::g_headerFields);
     writeFields(json, node, fields);
     jsonEnd(json);
   }
@@ -34,7 +37,7 @@ static void writeObjects(JSON *json, const XML_NODE *parent, const FIELD_ROW &ro
 }
 
 // The texts of the container's items of that name; null: of all.
-static void writeItems(JSON *json, const CHAR8 *name, const XML_NODE *container, const CHAR8 *item) {
+static void writeItems(Json *json, const CHAR8 *name, const XML_NODE *container, const CHAR8 *item) {
   jsonArray(json, name);
   const XML_NODE *node = container != nullptr ? container->FirstChild : nullptr;
   for (; node != nullptr; node = node->NextSibling) {
@@ -45,19 +48,19 @@ static void writeItems(JSON *json, const CHAR8 *name, const XML_NODE *container,
   jsonEnd(json);
 }
 
-static void writeCachePolicy(JSON *json, const XML_NODE *container, const FIELD_ROW &row) {
-  jsonObject(json, row.Element);
-  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
-    const CHAR8 *item = g_cachePolicyGroups.Rows[i].Item;
+static void writeCachePolicy(Json *json, const XML_NODE *container, const driver::FieldRow &row) {
+  jsonObject(json, row.element);
+  for (UINT32 i = 0; i < driver::g_cachePolicyGroups.rowCount; ++i) {
+    const CHAR8 *item = driver::g_cachePolicyGroups.rows[i].item;
     writeItems(json, item, container, item);
   }
   jsonEnd(json);
 }
 
 // In the controller's order, which is the reverse of the documents'.
-static void writeIds(JSON *json, const XML_NODE *parent, const CHAR8 *element) {
+static void writeIds(Json *json, const XML_NODE *parent, const CHAR8 *element) {
   jsonArray(json, element);
-  for (const XML_NODE *node = LastXMLChild(parent); node != nullptr; node = node->PrevSibling) {
+  for (const XML_NODE *node = driver::LastXMLChild(parent); node != nullptr; node = node->PrevSibling) {
     if (textEqual(node->Name, element)) {
       jsonNumber(json, nullptr, parseDecimal(nodeText(node)));
     }
@@ -66,70 +69,72 @@ static void writeIds(JSON *json, const XML_NODE *parent, const CHAR8 *element) {
 }
 
 // A field of one element; absent ones are left out.
-static void writeValue(JSON *json, const XML_NODE *node, const FIELD_ROW &row) {
-  switch (row.Format) {
-  case FORMAT_DECIMAL:
-    return jsonNumber(json, row.Element, parseDecimal(nodeText(node)));
-  case FORMAT_BOOLEAN:
-  case FORMAT_MARK:
-    return jsonBool(json, row.Element, !textEqual(nodeText(node), "false"));
-  case FORMAT_MASK:
-    return writeItems(json, row.Element, node, /* item= */ nullptr);
-  case FORMAT_CACHE_POLICY:
+static void writeValue(Json *json, const XML_NODE *node, const driver::FieldRow &row) {
+  switch (row.format) {
+  case driver::FieldFormat::decimal:
+    return jsonNumber(json, row.element, parseDecimal(nodeText(node)));
+  case driver::FieldFormat::boolean:
+  case driver::FieldFormat::mark:
+    return jsonBool(json, row.element, !textEqual(nodeText(node), "false"));
+  case driver::FieldFormat::mask:
+    return writeItems(json, row.element, node, /* item= */ nullptr);
+  case driver::FieldFormat::cachePolicy:
     return writeCachePolicy(json, node, row);
-  case FORMAT_PCI_IDENTITY:
-    return writeContainer(json, row.Element, node, g_pciIdentityFields);
-  case FORMAT_RAID_LEVEL_DESC:
-    return writeContainer(json, row.Element, node, g_levelDescFields);
-  case FORMAT_RAID_LEVEL_PARAMS:
-    return writeContainers(json, row.Element, node, "RAIDLevelDesc", g_levelDescFields);
+  case driver::FieldFormat::pciIdentity:
+    return writeContainer(json, row.element, node, driver::g_pciIdentityFields);
+  case driver::FieldFormat::raidLevelDesc:
+    return writeContainer(json, row.element, node, driver::g_levelDescFields);
+  case driver::FieldFormat::raidLevelParams:
+    return writeContainers(json, row.element, node, "RAIDLevelDesc", driver::g_levelDescFields);
   default:
-    return jsonText(json, row.Element, nodeText(node));
+    return jsonText(json, row.element, nodeText(node));
   }
 }
 
-static void writeField(JSON *json, const XML_NODE *parent, const FIELD_ROW &row) {
-  switch (row.Format) {
-  case FORMAT_ENCLOSURE:
-    return writeObjects(json, parent, row, g_enclosureFields);
-  case FORMAT_PHYSICAL_DISK:
-    return writeObjects(json, parent, row, g_pdFields);
-  case FORMAT_VIRTUAL_DISK:
-    return writeObjects(json, parent, row, g_vdFields);
-  case FORMAT_RATES:
-    return writeContainers(json, row.Element, parent, row.Element, g_rateFields);
-  case FORMAT_ID_LIST:
-    return writeIds(json, parent, row.Element);
+static void writeField(Json *json, const XML_NODE *parent, const driver::FieldRow &row) {
+  switch (row.format) {
+  case driver::FieldFormat::enclosure:
+    return writeObjects(json, parent, row, driver::g_enclosureFields);
+  case driver::FieldFormat::physicalDisk:
+    return writeObjects(json, parent, row, driver::g_pdFields);
+  case driver::FieldFormat::virtualDisk:
+    return writeObjects(json, parent, row, driver::g_vdFields);
+  case driver::FieldFormat::rates:
+    return writeContainers(json, row.element, parent, row.element, driver::g_rateFields);
+  case driver::FieldFormat::idList:
+    return writeIds(json, parent, row.element);
   default:
     break;
   }
-  const XML_NODE *node = childNamed(parent, row.Element);
+  const XML_NODE *node = childNamed(parent, row.element);
   if (node != nullptr) {
     writeValue(json, node, row);
   }
 }
 
-static void writeFields(JSON *json, const XML_NODE *node, const FIELD_TABLE &fields) {
-  for (UINT32 i = 0; i < fields.RowCount; ++i) {
-    const FIELD_ROW &row = fields.Rows[i];
+static void writeFields(Json *json, const XML_NODE *node, const driver::FieldTable &fields) {
+  for (UINT32 i = 0; i < fields.rowCount; ++i) {
+    const driver::FieldRow &row = fields.rows[i];
     // A row that is only read repeats one that is written, but for nested objects and the key id.
-    if ((row.Flags & FIELD_READ_ONLY) == 0 || row.Format >= FORMAT_ENCLOSURE) {
+    if ((row.flags & driver::fieldReadOnly) == 0 || row.format >= driver::FieldFormat::enclosure) {
       writeField(json, node, row);
     }
   }
 }
 
-void writeConfiguration(const XYL_FRONT *front, const XML_NODE *adapter, const XML_NODE *inventory) {
-  JSON json = {};
-  json.Front = front;
+void writeConfiguration(const Front *front, const XML_NODE *adapter, const XML_NODE *inventory) {
+  Json json = {};
+  json.front = front;
   jsonObject(&json, nullptr);
   jsonObject(&json, "Adapter");
-  writeFields(&json, adapter, g_headerFields);
-  writeFields(&json, adapter, g_adapterFields);
+  writeFields(&json, adapter, driver::g_headerFields);
+  writeFields(&json, adapter, driver::g_adapterFields);
   jsonEnd(&json);
   const XML_NODE *location = childNamed(childNamed(inventory, "Identifier"), "PCILocation");
   if (location != nullptr) {
-    writeContainer(&json, "PCILocation", location, g_pciLocationFields);
+    writeContainer(&json, "PCILocation", location, driver::g_pciLocationFields);
   }
   jsonEnd(&json);
 }
+
+} // namespace xyl::client

@@ -2,6 +2,8 @@
 
 #include "base/text.h"
 
+namespace xyl::client {
+
 static const CHAR8 *attributeOf(const XML_NODE *node, const CHAR8 *name) {
   for (const XML_ATTRIBUTE *attribute = node->Attributes; attribute != nullptr; attribute = attribute->Next) {
     if (textEqual(attribute->Name, name) && attribute->Value != nullptr) {
@@ -11,7 +13,7 @@ static const CHAR8 *attributeOf(const XML_NODE *node, const CHAR8 *name) {
   return "";
 }
 
-static void describeDisk(WORD_LIST &words, const XML_NODE *disk, bool) {
+static void describeDisk(WordList &words, const XML_NODE *disk, bool) {
   append(words, " ", "disk ");
   appendNumber(words, "", parseHex(childText(disk, "ObjectId")));
   append(words, " ", childText(disk, "FQDD"));
@@ -23,7 +25,7 @@ static void describeDisk(WORD_LIST &words, const XML_NODE *disk, bool) {
 }
 
 // The log lists the command's ids as disks; they are that only when it creates, else they name the virtual disk.
-static void describeVirtualDisk(WORD_LIST &words, const XML_NODE *virtualDisk, bool creates) {
+static void describeVirtualDisk(WordList &words, const XML_NODE *virtualDisk, bool creates) {
   append(words, "", "virtual disk");
   if (!creates) {
     appendNumber(words, " ", parseHex(childText(virtualDisk, "TargetId")));
@@ -39,22 +41,22 @@ static void describeVirtualDisk(WORD_LIST &words, const XML_NODE *virtualDisk, b
   }
 }
 
-static void describeKey(WORD_LIST &words, const XML_NODE *key, bool) {
+static void describeKey(WordList &words, const XML_NODE *key, bool) {
   append(words, "", "key ");
   append(words, "", childText(key, "Mode"));
   append(words, " ", childText(key, "KeyId"));
 }
 
-static void describeSettings(WORD_LIST &words, const XML_NODE *, bool) {
+static void describeSettings(WordList &words, const XML_NODE *, bool) {
   append(words, "", "adapter settings");
 }
 
-static void describeObject(WORD_LIST &words, const XML_NODE *object, bool) {
+static void describeObject(WordList &words, const XML_NODE *object, bool) {
   append(words, "", nodeText(object));
 }
 
 // The validation summary's first element; the others are its siblings.
-static void describeValidation(WORD_LIST &words, const XML_NODE *version, bool) {
+static void describeValidation(WordList &words, const XML_NODE *version, bool) {
   static constexpr const CHAR8 *meanings[][2] = {{"RestoreVDs", " saved virtual disks"},
                                                  {"AvailablePDs", " disks present"},
                                                  {"UsablePDs", " saved disks with a partner"}};
@@ -70,77 +72,79 @@ static void describeValidation(WORD_LIST &words, const XML_NODE *version, bool) 
   }
 }
 
-struct DETAIL_WORDS {
-  const CHAR8 *Element;
-  void (*Describe)(WORD_LIST &words, const XML_NODE *element, bool creates);
+struct DetailWords {
+  const CHAR8 *element;
+  void (*describe)(WordList &words, const XML_NODE *element, bool creates);
 };
 
-static constexpr DETAIL_WORDS g_details[] = {
+static constexpr DetailWords g_details[] = {
     {"Object", describeObject},  {"Adapter", describeSettings}, {"AdapterFwVer", describeValidation},
     {"VD", describeVirtualDisk}, {"PD", describeDisk},          {"Key", describeKey},
     {"NewKey", describeKey},
 };
 
-static void describeDetail(WORD_LIST &words, const XML_NODE *detail, bool creates) {
+static void describeDetail(WordList &words, const XML_NODE *detail, bool creates) {
   const XML_NODE *first = detail != nullptr ? detail->FirstChild : nullptr;
-  for (const DETAIL_WORDS &row : g_details) {
-    if (first != nullptr && textEqual(first->Name, row.Element)) {
-      row.Describe(words, first, creates);
+  for (const DetailWords &row : g_details) {
+    if (first != nullptr && textEqual(first->Name, row.element)) {
+      row.describe(words, first, creates);
       return;
     }
   }
 }
 
-void readStep(const XML_NODE *operation, LOG_STEP *step) {
+void readStep(const XML_NODE *operation, LogStep *step) {
   *step = {};
-  step->Name = attributeOf(operation, "name");
-  step->Result = childText(operation, "Status");
+  step->name = attributeOf(operation, "name");
+  step->result = childText(operation, "Status");
   // The log has the code without the bit that marks an error.
   UINT64 code = parseHex(childText(operation, "ErrorCode"));
-  step->Status = code == 0 ? EFI_SUCCESS : EFI_ERROR_CODE(code);
-  describeDetail(step->Object, childNamed(operation, "Detail"),
-                 textEqual(step->Name, "CREATE") || textEqual(step->Name, "CreateVD"));
-  step->Failed = !textEqual(step->Result, "Success") && !textEqual(step->Name, "GetLive");
+  step->status = code == 0 ? EFI_SUCCESS : EFI_ERROR_CODE(code);
+  describeDetail(step->object, childNamed(operation, "Detail"),
+                 textEqual(step->name, "CREATE") || textEqual(step->name, "CreateVD"));
+  step->failed = !textEqual(step->result, "Success") && !textEqual(step->name, "GetLive");
 }
 
-static void countStep(const LOG_STEP &step, STEP_COUNTS *counts) {
-  ++counts->Steps;
-  bool reads = textEqual(step.Name, "GetLive") || textEqual(step.Name, "Validate");
-  counts->Changes += !reads && !step.Failed ? 1 : 0;
-  if (step.Failed) {
-    counts->FirstFailure = counts->Failed == 0 ? step.Status : counts->FirstFailure;
-    ++counts->Failed;
+static void countStep(const LogStep &step, StepCounts *counts) {
+  ++counts->steps;
+  bool reads = textEqual(step.name, "GetLive") || textEqual(step.name, "Validate");
+  counts->changes += !reads && !step.failed ? 1 : 0;
+  if (step.failed) {
+    counts->firstFailure = counts->failed == 0 ? step.status : counts->firstFailure;
+    ++counts->failed;
   }
 }
 
-void saySteps(const XYL_FRONT *front, const XML_NODE *log, STEP_COUNTS *counts) {
+void saySteps(const Front *front, const XML_NODE *log, StepCounts *counts) {
   *counts = {};
-  bool isWide = front->Columns >= 80;
+  bool isWide = front->columns >= 80;
   say(front, isWide ? "%4a  %-20a  %-8a  %-20a  %a\n" : "%4a  %-20a  %-8a\n", "", "Step", "Result", "Code", "Object");
-  LOG_STEP step;
+  LogStep step;
   for (const XML_NODE *node = childNamed(log, "Operation"); node != nullptr; node = nextSame(node)) {
     readStep(node, &step);
     countStep(step, counts);
-    say(front, "%4d  %-20a  ", counts->Steps, orNone(step.Name));
-    sayMarked(front, orNone(step.Result), 8);
-    const CHAR8 *code = step.Status == EFI_SUCCESS ? "-" : statusWords(step.Status);
-    say(front, isWide ? "  %-20a  %a\n" : "\n      %a  %a\n", code, orNone(step.Object.Text));
+    say(front, "%4d  %-20a  ", counts->steps, orNone(step.name));
+    sayMarked(front, orNone(step.result), 8);
+    const CHAR8 *code = step.status == EFI_SUCCESS ? "-" : statusWords(step.status);
+    say(front, isWide ? "  %-20a  %a\n" : "\n      %a  %a\n", code, orNone(step.object.text));
   }
 }
 
-void writeSteps(JSON *json, const XML_NODE *log, STEP_COUNTS *counts) {
+void writeSteps(Json *json, const XML_NODE *log, StepCounts *counts) {
   *counts = {};
-  LOG_STEP step;
+  LogStep step;
   jsonArray(json, "steps");
   for (const XML_NODE *node = childNamed(log, "Operation"); node != nullptr; node = nextSame(node)) {
     readStep(node, &step);
     countStep(step, counts);
     jsonObject(json, nullptr);
-    jsonText(json, "step", step.Name);
-    jsonText(json, "result", step.Result);
-    jsonText(json, "status", statusWords(step.Status));
-    jsonText(json, "object", step.Object.Text);
+    jsonText(json, "step", step.name);
+    jsonText(json, "result", step.result);
+    jsonText(json, "status", statusWords(step.status));
+    jsonText(json, "object", step.object.text);
     jsonEnd(json);
   }
   jsonEnd(json);
 }
+
+} // namespace xyl::client

@@ -3,7 +3,9 @@
 #include "base/crc32.h"
 #include "base/text.h"
 
-static constexpr UINTN LINE_LENGTH = 76;
+namespace xyl::client {
+
+static constexpr UINTN lineLength = 76;
 
 // Blanks at the end of a line do not survive everywhere.
 static bool isPlain(const CHAR8 *at, const CHAR8 *end) {
@@ -11,40 +13,41 @@ static bool isPlain(const CHAR8 *at, const CHAR8 *end) {
   return (*at > ' ' && *at < 0x7F && *at != '=') || (*at == ' ' && !endsLine);
 }
 
-struct LINE {
-  const XYL_FRONT *Front;
-  UINTN Length;
-  CHAR8 Chars[LINE_LENGTH + 1];
+struct Line {
+  const Front *front;
+  UINTN length;
+  CHAR8 chars[lineLength + 1];
 };
 
-static void endLine(LINE *line) {
-  line->Chars[line->Length++] = '\n';
-  line->Front->WriteOut(line->Front, line->Chars, line->Length);
-  line->Length = 0;
+static void endLine(Line *line) {
+  line->chars[line->length++] = '\n';
+  line->front->writeOut(line->front, line->chars, line->length);
+  line->length = 0;
 }
 
 // Ends the line, which goes on in the next one.
-static void breakLine(LINE *line) {
-  line->Chars[line->Length++] = '=';
+static void breakLine(Line *line) {
+  line->chars[line->length++] = '=';
   endLine(line);
 }
 
-static void putQuoted(LINE *line, const CHAR8 *at, const CHAR8 *end) {
-  if (line->Length + 4 > LINE_LENGTH) {
+static void putQuoted(Line *line, const CHAR8 *at, const CHAR8 *end) {
+  if (line->length + 4 > lineLength) {
     breakLine(line);
   }
   if (isPlain(at, end)) {
-    line->Chars[line->Length++] = *at;
+    line->chars[line->length++] = *at;
     return;
   }
-  line->Chars[line->Length++] = '=';
-  formatHex(line->Chars + line->Length, static_cast<UINT8>(*at), 2);
-  line->Length += 2;
+  line->chars[line->length++] = '=';
+  formatHex(line->chars + line->length, static_cast<UINT8>(*at), 2);
+  line->length += 2;
 }
 
 // A console may wrap a long line, and may not have every letter.
-static void sayName(const XYL_FRONT *front, const CHAR8 *name) {
-  LINE line = {front, sizeof(TRANSCRIPT_FILE) - 1, TRANSCRIPT_FILE};
+static void sayName(const Front *front, const CHAR8 *name) {
+  Line line = {front, sizeof(transcriptFile) - 1, {}};
+  copyBytes(line.chars, transcriptFile, sizeof(transcriptFile));
   const CHAR8 *end = name + textLength(name);
   for (; name != end; ++name) {
     putQuoted(&line, name, end);
@@ -52,8 +55,8 @@ static void sayName(const XYL_FRONT *front, const CHAR8 *name) {
   endLine(&line);
 }
 
-static void sayBody(const XYL_FRONT *front, const CHAR8 *at, const CHAR8 *end) {
-  LINE line = {front, 0, ""};
+static void sayBody(const Front *front, const CHAR8 *at, const CHAR8 *end) {
+  Line line = {front, 0, ""};
   for (; at != end; ++at) {
     if (*at == '\n') {
       endLine(&line);
@@ -61,13 +64,15 @@ static void sayBody(const XYL_FRONT *front, const CHAR8 *at, const CHAR8 *end) {
       putQuoted(&line, at, end);
     }
   }
-  if (line.Length != 0) {
+  if (line.length != 0) {
     breakLine(&line);
   }
 }
 
-void sayFile(const XYL_FRONT *front, const CHAR8 *name, const CHAR8 *data, UINTN size) {
+void sayFile(const Front *front, const CHAR8 *name, const CHAR8 *data, UINTN size) {
   sayName(front, name);
   sayBody(front, data, data + size);
-  say(front, "%a%lu %08X\n", TRANSCRIPT_END, size, crc32Of(data, size));
+  say(front, "%a%lu %08X\n", transcriptEnd, size, crc32Of(data, size));
 }
+
+} // namespace xyl::client

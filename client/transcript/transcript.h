@@ -5,8 +5,12 @@
 
 #include "client/output/output.h"
 
-#define TRANSCRIPT_FILE "===== raidxyl file " // and its name, quoted-printable too
-#define TRANSCRIPT_END "===== raidxyl end "   // and its size in bytes and its CRC-32 in eight digits
+namespace xyl::client {
+
+inline constexpr CHAR8 transcriptFile[] = "===== raidxyl file "; // and its name, quoted-printable too
+inline constexpr CHAR8 transcriptEnd[] = "===== raidxyl end ";   // and its size in bytes and its CRC-32 in eight digits
 
 // Writes the file to the standard output.
-void sayFile(const XYL_FRONT *front, const CHAR8 *name, const CHAR8 *data, UINTN size);
+void sayFile(const Front *front, const CHAR8 *name, const CHAR8 *data, UINTN size);
+
+} // namespace xyl::client

@@ -6,19 +6,23 @@
 #include "client/verbs/change_writer.h"
 #include "client/verbs/objects.h"
 
-XYL_RESULT buildCreate(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
-XYL_RESULT buildDelete(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
-XYL_RESULT buildSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
-XYL_RESULT buildLock(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
-XYL_RESULT buildRekey(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
-XYL_RESULT buildErase(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
-XYL_RESULT buildSet(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
-XYL_RESULT buildIdentify(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
-XYL_RESULT buildImport(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
+namespace xyl::client {
+
+Result buildCreate(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer);
+Result buildDelete(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer);
+Result buildSpare(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer);
+Result buildLock(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer);
+Result buildRekey(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer);
+Result buildErase(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer);
+Result buildSet(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer);
+Result buildIdentify(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer);
+Result buildImport(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer);
 
 // Whether what --name gives can be the name of a new virtual disk there; a failure comes with a message.
-XYL_RESULT checkNewName(const XYL_CONTEXT &context, const CONTROLLER &controller);
+Result checkNewName(const Context &context, const Controller &controller);
 
-inline XYL_RESULT refused() {
+inline Result refused() {
   return failed(EFI_INVALID_PARAMETER);
 }
+
+} // namespace xyl::client

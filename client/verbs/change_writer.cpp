@@ -2,13 +2,15 @@
 
 #include "base/text.h"
 
-static void indent(CHANGE_WRITER *writer) {
-  for (UINTN i = 0; i < writer->Depth; ++i) {
-    putText(&writer->Text, "  ");
+namespace xyl::client {
+
+static void indent(ChangeWriter *writer) {
+  for (UINTN i = 0; i < writer->depth; ++i) {
+    putText(&writer->text, "  ");
   }
 }
 
-static void putEscaped(TEXT *text, const CHAR8 *content) {
+static void putEscaped(Text *text, const CHAR8 *content) {
   for (; *content != 0; ++content) {
     const CHAR8 single[2] = {*content, 0};
     const CHAR8 *written = single;
@@ -19,67 +21,69 @@ static void putEscaped(TEXT *text, const CHAR8 *content) {
   }
 }
 
-static void openTag(CHANGE_WRITER *writer, const CHAR8 *name) {
+static void openTag(ChangeWriter *writer, const CHAR8 *name) {
   indent(writer);
-  putText(&writer->Text, "<");
-  putText(&writer->Text, name);
-  writer->Open[writer->Depth++] = name;
+  putText(&writer->text, "<");
+  putText(&writer->text, name);
+  writer->open[writer->depth++] = name;
 }
 
-void openElement(CHANGE_WRITER *writer, const CHAR8 *name) {
+void openElement(ChangeWriter *writer, const CHAR8 *name) {
   openTag(writer, name);
-  putText(&writer->Text, ">\n");
+  putText(&writer->text, ">\n");
 }
 
-void closeElement(CHANGE_WRITER *writer) {
-  --writer->Depth;
+void closeElement(ChangeWriter *writer) {
+  --writer->depth;
   indent(writer);
-  putText(&writer->Text, "</");
-  putText(&writer->Text, writer->Open[writer->Depth]);
-  putText(&writer->Text, ">\n");
+  putText(&writer->text, "</");
+  putText(&writer->text, writer->open[writer->depth]);
+  putText(&writer->text, ">\n");
 }
 
-void openMethod(CHANGE_WRITER *writer, const CHAR8 *command, const CHAR8 *objectType) {
-  if (writer->Depth == 0) {
+void openMethod(ChangeWriter *writer, const CHAR8 *command, const CHAR8 *objectType) {
+  if (writer->depth == 0) {
     openElement(writer, "raidData");
   }
   openTag(writer, "Method");
-  putText(&writer->Text, " name=\"");
-  putText(&writer->Text, command);
-  putText(&writer->Text, "\">\n");
+  putText(&writer->text, " name=\"");
+  putText(&writer->text, command);
+  putText(&writer->text, "\">\n");
   putElement(writer, "ObjectType", objectType);
 }
 
-void openObject(CHANGE_WRITER *writer, const CHAR8 *element, const CHAR8 *objectType) {
+void openObject(ChangeWriter *writer, const CHAR8 *element, const CHAR8 *objectType) {
   openElement(writer, "Object");
   openElement(writer, element);
   putElement(writer, "ObjectType", objectType);
 }
 
-void closeMethod(CHANGE_WRITER *writer) {
-  while (writer->Depth > 1) {
+void closeMethod(ChangeWriter *writer) {
+  while (writer->depth > 1) {
     closeElement(writer);
   }
 }
 
-void closeDocument(CHANGE_WRITER *writer) {
+void closeDocument(ChangeWriter *writer) {
   closeMethod(writer);
   closeElement(writer);
 }
 
-void putElement(CHANGE_WRITER *writer, const CHAR8 *name, const CHAR8 *text) {
+void putElement(ChangeWriter *writer, const CHAR8 *name, const CHAR8 *text) {
   indent(writer);
-  putText(&writer->Text, "<");
-  putText(&writer->Text, name);
-  putText(&writer->Text, ">");
-  putEscaped(&writer->Text, text);
-  putText(&writer->Text, "</");
-  putText(&writer->Text, name);
-  putText(&writer->Text, ">\n");
+  putText(&writer->text, "<");
+  putText(&writer->text, name);
+  putText(&writer->text, ">");
+  putEscaped(&writer->text, text);
+  putText(&writer->text, "</");
+  putText(&writer->text, name);
+  putText(&writer->text, ">\n");
 }
 
-void putElement(CHANGE_WRITER *writer, const CHAR8 *name, UINT64 number) {
+void putElement(ChangeWriter *writer, const CHAR8 *name, UINT64 number) {
   CHAR8 digits[21];
   formatDecimal(digits, number);
   putElement(writer, name, digits);
 }
+
+} // namespace xyl::client

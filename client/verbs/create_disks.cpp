@@ -3,15 +3,17 @@
 #include "base/pool.h"
 #include "base/text.h"
 
+namespace xyl::client {
+
 // --- Disks that are picked: --count ---
 
 static fitting::Disks disksOf(const RAID_CONFIG &config) {
   return {config.physicalDisks, config.physicalDiskCount};
 }
 
-static bool isChosen(const CHOICE &choice, UINT32 place) {
-  for (UINT32 i = 0; i < choice.Count; ++i) {
-    if (choice.Places[i] == place) {
+static bool isChosen(const Choice &choice, UINT32 place) {
+  for (UINT32 i = 0; i < choice.count; ++i) {
+    if (choice.places[i] == place) {
       return true;
     }
   }
@@ -19,58 +21,58 @@ static bool isChosen(const CHOICE &choice, UINT32 place) {
 }
 
 // The free disks that the level takes and that have the room, sorted.
-static void collectCandidates(const RAID_CONFIG &config, const CREATION &creation, CHOICE *candidates) {
+static void collectCandidates(const RAID_CONFIG &config, const Creation &creation, Choice *candidates) {
   for (UINT32 i = 0; i < config.physicalDiskCount; ++i) {
     const RAID_PD_RECORD &disk = config.physicalDisks[i];
     fitting::Kinds kinds = {};
     fitting::addKind(&kinds, disk);
-    if (fitting::isFree(disk) && !isChosen(creation.Spares, i) &&
-        fitting::judgeKinds(*creation.Level, kinds) == fitting::Verdict::fits &&
-        disk.Size >= fitting::shareOf(creation.Layout, creation.Size)) {
-      candidates->Places[candidates->Count++] = i;
+    if (fitting::isFree(disk) && !isChosen(creation.spares, i) &&
+        fitting::judgeKinds(*creation.level, kinds) == fitting::Verdict::fits &&
+        disk.Size >= fitting::shareOf(creation.layout, creation.size)) {
+      candidates->places[candidates->count++] = i;
     }
   }
-  fitting::sortByKind(disksOf(config), candidates->Places, candidates->Count);
+  fitting::sortByKind(disksOf(config), candidates->places, candidates->count);
 }
 
-static void sayMembers(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHOICE &members) {
-  if (hasOption(context, XYL_OPTION_JSON) || hasOption(context, XYL_OPTION_SHOW)) {
+static void sayMembers(const Context &context, const RAID_CONFIG &config, const Choice &members) {
+  if (hasOption(context, optionJson) || hasOption(context, optionShow)) {
     return; // the document has them
   }
-  const RAID_PD_RECORD &first = config.physicalDisks[members.Places[0]];
-  WORD_LIST names = {};
-  WORD_LIST kind = {};
-  CHAR8 size[SIZE_TEXT_CAPACITY];
+  const RAID_PD_RECORD &first = config.physicalDisks[members.places[0]];
+  WordList names = {};
+  WordList kind = {};
+  CHAR8 size[sizeTextCapacity];
   formatSize(size, first.Size);
   appendKind(kind, "", first);
-  for (UINT32 i = 0; i < members.Count; ++i) {
-    appendDisk(names, ", ", config, config.physicalDisks[members.Places[i]]);
+  for (UINT32 i = 0; i < members.count; ++i) {
+    appendDisk(names, ", ", config, config.physicalDisks[members.places[i]]);
   }
-  say(context.Front, "Picked %d of the kind %a, %a: %a\n", members.Count, kind.Text, size, names.Text);
+  say(context.front, "Picked %d of the kind %a, %a: %a\n", members.count, kind.text, size, names.text);
 }
 
-static XYL_RESULT pickMembers(const XYL_CONTEXT &context, const RAID_CONFIG &config, UINT32 count, CREATION *creation) {
-  CHOICE candidates = {};
-  if (!makeChoice(&candidates, config.physicalDiskCount) || !makeChoice(&creation->Members, config.physicalDiskCount)) {
+static Result pickMembers(const Context &context, const RAID_CONFIG &config, UINT32 count, Creation *creation) {
+  Choice candidates = {};
+  if (!makeChoice(&candidates, config.physicalDiskCount) || !makeChoice(&creation->members, config.physicalDiskCount)) {
     freeChoice(&candidates);
-    complain(context.Front, "there is not enough memory");
+    complain(context.front, "there is not enough memory");
     return failed(EFI_OUT_OF_RESOURCES);
   }
   collectCandidates(config, *creation, &candidates);
-  UINT32 at = fitting::bestRow(disksOf(config), candidates.Places, candidates.Count, count);
-  bool found = at < candidates.Count;
+  UINT32 at = fitting::bestRow(disksOf(config), candidates.places, candidates.count, count);
+  bool found = at < candidates.count;
   if (found) {
-    copyBytes(creation->Members.Places, candidates.Places + at, count * sizeof(UINT32));
-    creation->Members.Count = count;
-    fitting::sortByPlace(disksOf(config), creation->Members.Places, count);
-    sayMembers(context, config, creation->Members);
+    copyBytes(creation->members.places, candidates.places + at, count * sizeof(UINT32));
+    creation->members.count = count;
+    fitting::sortByPlace(disksOf(config), creation->members.places, count);
+    sayMembers(context, config, creation->members);
   } else {
-    WORD_LIST ready = {};
+    WordList ready = {};
     appendFree(ready, config);
-    complain(context.Front,
+    complain(context.front,
              "there are no %d Ready disks of one medium, protocol and encryption with the room; Ready "
              "are %a",
-             count, orNone(ready.Text));
+             count, orNone(ready.text));
   }
   freeChoice(&candidates);
   return found ? succeeded() : refused();
@@ -79,44 +81,44 @@ static XYL_RESULT pickMembers(const XYL_CONTEXT &context, const RAID_CONFIG &con
 // --- Disks that are named ---
 
 // Members may be disks that others are on, too; spares may not.
-static XYL_RESULT checkFree(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHOICE &disks, bool shared) {
-  for (UINT32 i = 0; i < disks.Count; ++i) {
-    const RAID_PD_RECORD &disk = config.physicalDisks[disks.Places[i]];
+static Result checkFree(const Context &context, const RAID_CONFIG &config, const Choice &disks, bool shared) {
+  for (UINT32 i = 0; i < disks.count; ++i) {
+    const RAID_PD_RECORD &disk = config.physicalDisks[disks.places[i]];
     if (!fitting::isFree(disk) && (!shared || fitting::roomOf(disk) == 0)) {
-      WORD_LIST name = {};
-      WORD_LIST ready = {};
+      WordList name = {};
+      WordList ready = {};
       appendDisk(name, "", config, disk);
       appendFree(ready, config);
-      complain(context.Front, "disk %a is %a; Ready are %a", name.Text, stateOf(disk), orNone(ready.Text));
+      complain(context.front, "disk %a is %a; Ready are %a", name.text, stateOf(disk), orNone(ready.text));
       return refused();
     }
   }
   return succeeded();
 }
 
-static XYL_RESULT checkSpares(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CREATION &creation) {
-  for (UINT32 i = 0; i < creation.Spares.Count; ++i) {
-    if (isChosen(creation.Members, creation.Spares.Places[i])) {
-      complain(context.Front, "disk %d cannot be a member and the spare",
-               config.physicalDisks[creation.Spares.Places[i]].ObjectID);
+static Result checkSpares(const Context &context, const RAID_CONFIG &config, const Creation &creation) {
+  for (UINT32 i = 0; i < creation.spares.count; ++i) {
+    if (isChosen(creation.members, creation.spares.places[i])) {
+      complain(context.front, "disk %d cannot be a member and the spare",
+               config.physicalDisks[creation.spares.places[i]].ObjectID);
       return wrongUsage();
     }
   }
   return succeeded();
 }
 
-static XYL_RESULT checkKinds(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CREATION &creation) {
+static Result checkKinds(const Context &context, const RAID_CONFIG &config, const Creation &creation) {
   fitting::Kinds kinds = {};
-  const CHOICE *choices[] = {&creation.Members, &creation.Spares};
-  for (const CHOICE *disks : choices) {
-    for (UINT32 i = 0; i < disks->Count; ++i) {
-      const RAID_PD_RECORD &disk = config.physicalDisks[disks->Places[i]];
+  const Choice *choices[] = {&creation.members, &creation.spares};
+  for (const Choice *disks : choices) {
+    for (UINT32 i = 0; i < disks->count; ++i) {
+      const RAID_PD_RECORD &disk = config.physicalDisks[disks->places[i]];
       fitting::addKind(&kinds, disk);
-      fitting::Verdict verdict = fitting::judgeKinds(*creation.Level, kinds);
+      fitting::Verdict verdict = fitting::judgeKinds(*creation.level, kinds);
       if (verdict != fitting::Verdict::fits) {
-        WORD_LIST kind = {};
+        WordList kind = {};
         appendKind(kind, "", disk);
-        complain(context.Front, "disk %d, a %a, cannot be in it: %a", disk.ObjectID, kind.Text,
+        complain(context.front, "disk %d, a %a, cannot be in it: %a", disk.ObjectID, kind.text,
                  whyNotTogether(verdict));
         return refused();
       }
@@ -125,69 +127,69 @@ static XYL_RESULT checkKinds(const XYL_CONTEXT &context, const RAID_CONFIG &conf
   return succeeded();
 }
 
-static UINT64 smallestOf(const RAID_CONFIG &config, const CHOICE &disks) {
+static UINT64 smallestOf(const RAID_CONFIG &config, const Choice &disks) {
   UINT64 smallest = ~0ULL;
-  for (UINT32 i = 0; i < disks.Count; ++i) {
-    UINT64 size = fitting::roomOf(config.physicalDisks[disks.Places[i]]);
+  for (UINT32 i = 0; i < disks.count; ++i) {
+    UINT64 size = fitting::roomOf(config.physicalDisks[disks.places[i]]);
     smallest = size < smallest ? size : smallest;
   }
   return smallest;
 }
 
-static XYL_RESULT checkRoom(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CREATION &creation) {
-  UINT64 member = smallestOf(config, creation.Members);
-  UINT64 share = fitting::shareOf(creation.Layout, creation.Size);
-  CHAR8 size[SIZE_TEXT_CAPACITY];
+static Result checkRoom(const Context &context, const RAID_CONFIG &config, const Creation &creation) {
+  UINT64 member = smallestOf(config, creation.members);
+  UINT64 share = fitting::shareOf(creation.layout, creation.size);
+  CHAR8 size[sizeTextCapacity];
   if (share > member) {
-    formatSize(size, member * creation.Layout.dataMembers);
-    complain(context.Front, "--size %a is more than the disks have room for, which is %a",
-             context.Request->Options[XYL_OPTION_SIZE], size);
+    formatSize(size, member * creation.layout.dataMembers);
+    complain(context.front, "--size %a is more than the disks have room for, which is %a",
+             context.request->options[optionSize], size);
     return refused();
   }
-  UINT64 wanted = creation.Size != 0 ? share : member;
-  if (creation.Layout.dataMembers != 0 && smallestOf(config, creation.Spares) < wanted) {
+  UINT64 wanted = creation.size != 0 ? share : member;
+  if (creation.layout.dataMembers != 0 && smallestOf(config, creation.spares) < wanted) {
     formatSize(size, wanted);
-    complain(context.Front, "the spare is smaller than what each member holds, which is %a", size);
+    complain(context.front, "the spare is smaller than what each member holds, which is %a", size);
     return refused();
   }
   return succeeded();
 }
 
-static XYL_RESULT readCount(const XYL_CONTEXT &context, UINT32 *count) {
-  const CHAR8 *text = context.Request->Options[XYL_OPTION_HOW_MANY];
+static Result readCount(const Context &context, UINT32 *count) {
+  const CHAR8 *text = context.request->options[optionHowMany];
   UINT64 number = parseDecimal(text);
   if (!isNumber(text) || number == 0 || number > 0xFFFFFFFFU) {
-    complain(context.Front, "--count wants a number of disks, not '%a'", text);
+    complain(context.front, "--count wants a number of disks, not '%a'", text);
     return wrongUsage();
   }
   *count = static_cast<UINT32>(number);
   return succeeded();
 }
 
-XYL_RESULT chooseMembers(const XYL_CONTEXT &context, const RAID_CONFIG &config, CREATION *creation) {
-  bool picks = hasOption(context, XYL_OPTION_HOW_MANY);
-  if (picks == hasOption(context, XYL_OPTION_DISKS)) {
-    complain(context.Front, "give either --disks DISK,DISK or --count N");
+Result chooseMembers(const Context &context, const RAID_CONFIG &config, Creation *creation) {
+  bool picks = hasOption(context, optionHowMany);
+  if (picks == hasOption(context, optionDisks)) {
+    complain(context.front, "give either --disks DISK,DISK or --count N");
     return wrongUsage();
   }
-  XYL_RESULT result = chooseDisks(context, config, context.Request->Options[XYL_OPTION_SPARE], &creation->Spares);
+  Result result = chooseDisks(context, config, context.request->options[optionSpare], &creation->spares);
   UINT32 count = 0;
   if (!isFailure(result)) {
     result = picks ? readCount(context, &count)
-                   : chooseDisks(context, config, context.Request->Options[XYL_OPTION_DISKS], &creation->Members);
+                   : chooseDisks(context, config, context.request->options[optionDisks], &creation->members);
   }
   if (!isFailure(result)) {
-    result = checkCount(context, *config.adapter, *creation->Level, picks ? count : creation->Members.Count,
-                        &creation->Layout);
+    result = checkCount(context, *config.adapter, *creation->level, picks ? count : creation->members.count,
+                        &creation->layout);
   }
   if (!isFailure(result) && picks) {
     result = pickMembers(context, config, count, creation);
   }
   if (!isFailure(result)) {
-    result = checkFree(context, config, creation->Members, /* shared= */ true);
+    result = checkFree(context, config, creation->members, /* shared= */ true);
   }
   if (!isFailure(result)) {
-    result = checkFree(context, config, creation->Spares, /* shared= */ false);
+    result = checkFree(context, config, creation->spares, /* shared= */ false);
   }
   if (!isFailure(result)) {
     result = checkSpares(context, config, *creation);
@@ -197,3 +199,5 @@ XYL_RESULT chooseMembers(const XYL_CONTEXT &context, const RAID_CONFIG &config, 
   }
   return isFailure(result) ? result : checkRoom(context, config, *creation);
 }
+
+} // namespace xyl::client

@@ -1,10 +1,12 @@
 #include "client/verbs/layout.h"
 
+namespace xyl::client {
+
 using fitting::Verdict;
 
-WORD_LIST whyNotCount(Verdict verdict, const RAID_LEVEL_PARAMS &level, UINT32 count) {
-  WORD_LIST why = {};
-  append(why, "", GetNameFromValue(level.RAIDLevel, g_raidLevelTable));
+WordList whyNotCount(Verdict verdict, const RAID_LEVEL_PARAMS &level, UINT32 count) {
+  WordList why = {};
+  append(why, "", driver::GetNameFromValue(level.RAIDLevel, driver::g_raidLevelTable));
   if (verdict == Verdict::wrongCount) {
     appendNumber(why, " takes ", level.MinDisks);
     appendNumber(why, " to ", level.MaxDisks);
@@ -17,14 +19,14 @@ WORD_LIST whyNotCount(Verdict verdict, const RAID_LEVEL_PARAMS &level, UINT32 co
   return why;
 }
 
-XYL_RESULT checkCount(const XYL_CONTEXT &context, const RAID_ADAPTER_RECORD &adapter, const RAID_LEVEL_PARAMS &level,
-                      UINT32 count, fitting::Layout *layout) {
+Result checkCount(const Context &context, const RAID_ADAPTER_RECORD &adapter, const RAID_LEVEL_PARAMS &level,
+                  UINT32 count, fitting::Layout *layout) {
   Verdict verdict = fitting::judgeCount(adapter, level, count, layout);
   if (verdict == Verdict::fits) {
     return succeeded();
   }
-  WORD_LIST why = whyNotCount(verdict, level, count);
-  complain(context.Front, "%a", why.Text);
+  WordList why = whyNotCount(verdict, level, count);
+  complain(context.front, "%a", why.text);
   return failed(EFI_INVALID_PARAMETER);
 }
 
@@ -41,13 +43,13 @@ const CHAR8 *whyNotTogether(Verdict verdict) {
   }
 }
 
-void appendKind(WORD_LIST &list, const CHAR8 *separator, const RAID_PD_RECORD &disk) {
-  append(list, separator, GetNameFromValue(disk.Protocol, g_protocolTable));
+void appendKind(WordList &list, const CHAR8 *separator, const RAID_PD_RECORD &disk) {
+  append(list, separator, driver::GetNameFromValue(disk.Protocol, driver::g_protocolTable));
   append(list, "", fitting::isSolidState(disk) ? " solid state disk" : " hard disk");
 }
 
-XYL_RESULT checkSpareFits(const XYL_CONTEXT &context, const RAID_CONFIG &config, const RAID_PD_RECORD &disk,
-                          const RAID_VD_RECORD &virtualDisk) {
+Result checkSpareFits(const Context &context, const RAID_CONFIG &config, const RAID_PD_RECORD &disk,
+                      const RAID_VD_RECORD &virtualDisk) {
   UINT64 share = 0;
   Verdict verdict =
       fitting::judgeSpare(*config.adapter, {config.physicalDisks, config.physicalDiskCount}, disk, virtualDisk, &share);
@@ -55,13 +57,15 @@ XYL_RESULT checkSpareFits(const XYL_CONTEXT &context, const RAID_CONFIG &config,
     return succeeded();
   }
   if (verdict == Verdict::tooSmall) {
-    CHAR8 size[SIZE_TEXT_CAPACITY];
+    CHAR8 size[sizeTextCapacity];
     formatSize(size, share);
-    complain(context.Front, "disk %d is too small for virtual disk %d, of which each member holds %a", disk.ObjectID,
+    complain(context.front, "disk %d is too small for virtual disk %d, of which each member holds %a", disk.ObjectID,
              virtualDisk.ObjectID, size);
   } else {
-    complain(context.Front, "disk %d is no spare for virtual disk %d: %a", disk.ObjectID, virtualDisk.ObjectID,
+    complain(context.front, "disk %d is no spare for virtual disk %d: %a", disk.ObjectID, virtualDisk.ObjectID,
              whyNotTogether(verdict));
   }
   return failed(EFI_INVALID_PARAMETER);
 }
+
+} // namespace xyl::client

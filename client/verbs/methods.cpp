@@ -2,78 +2,80 @@
 
 #include "base/text.h"
 
+namespace xyl::client {
+
 // --- Virtual disks ---
 
 UINT32 completedCache(UINT32 cache, UINT32 others) {
-  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
-    UINT32 group = g_cachePolicyGroups.Rows[i].Mask;
+  for (UINT32 i = 0; i < driver::g_cachePolicyGroups.rowCount; ++i) {
+    UINT32 group = driver::g_cachePolicyGroups.rows[i].mask;
     cache |= (cache & group) == 0 ? others & group : 0;
   }
   return cache;
 }
 
-void putCache(CHANGE_WRITER *writer, UINT32 cache) {
+void putCache(ChangeWriter *writer, UINT32 cache) {
   openElement(writer, "CurrentCachePolicy");
-  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
-    const FIELD_ROW &row = g_cachePolicyGroups.Rows[i];
-    if ((cache & row.Mask) != 0) {
-      putElement(writer, row.Element, GetNameFromValue(cache & row.Mask, row.Names));
+  for (UINT32 i = 0; i < driver::g_cachePolicyGroups.rowCount; ++i) {
+    const driver::FieldRow &row = driver::g_cachePolicyGroups.rows[i];
+    if ((cache & row.mask) != 0) {
+      putElement(writer, row.element, driver::GetNameFromValue(cache & row.mask, row.names));
     }
   }
   closeElement(writer);
 }
 
-void putCreate(CHANGE_WRITER *writer, const RAID_CONFIG &config, const NEW_VIRTUAL_DISK_REQUEST &request) {
+void putCreate(ChangeWriter *writer, const RAID_CONFIG &config, const NewVirtualDiskRequest &request) {
   openMethod(writer, "Create", "Virtual Disk");
-  for (UINT32 i = 0; i < request.MemberCount; ++i) {
-    putElement(writer, "OID", config.physicalDisks[request.Members[i]].ObjectID);
+  for (UINT32 i = 0; i < request.memberCount; ++i) {
+    putElement(writer, "OID", config.physicalDisks[request.members[i]].ObjectID);
   }
   openObject(writer, "VD", "Virtual Disk");
-  if (request.Name != nullptr) {
-    putElement(writer, "Name", request.Name);
+  if (request.name != nullptr) {
+    putElement(writer, "Name", request.name);
   }
-  putElement(writer, "TargetID", request.Reference);
-  putElement(writer, "RAIDLevel", GetNameFromValue(request.Level, g_raidLevelTable));
-  if (request.Size != 0) {
-    putElement(writer, "Size", request.Size);
+  putElement(writer, "TargetID", request.reference);
+  putElement(writer, "RAIDLevel", driver::GetNameFromValue(request.level, driver::g_raidLevelTable));
+  if (request.size != 0) {
+    putElement(writer, "Size", request.size);
   }
-  if (request.Stripe != 0) {
-    putElement(writer, "StripeSize", GetNameFromValue(request.Stripe, g_stripeSizeTable));
+  if (request.stripe != 0) {
+    putElement(writer, "StripeSize", driver::GetNameFromValue(request.stripe, driver::g_stripeSizeTable));
   }
-  if (request.Cache != 0) {
-    putCache(writer, request.Cache);
+  if (request.cache != 0) {
+    putCache(writer, request.cache);
   }
   closeMethod(writer);
 }
 
 // --- Hot spares ---
 
-static void putSpare(CHANGE_WRITER *writer, const RAID_PD_RECORD &disk, const SPARE_CHANGE &change) {
+static void putSpare(ChangeWriter *writer, const RAID_PD_RECORD &disk, const SpareChange &change) {
   openMethod(writer, "Change", "Physical Disk");
   putElement(writer, "OID", disk.ObjectID);
   openObject(writer, "PD", "Physical Disk");
-  putElement(writer, "Hotspare", GetNameFromValue(change.Kind, g_hotspareTable));
-  for (UINT32 i = 0; i < change.VirtualDiskCount; ++i) {
-    putElement(writer, "VD", change.VirtualDisks[i]);
+  putElement(writer, "Hotspare", driver::GetNameFromValue(change.kind, driver::g_hotspareTable));
+  for (UINT32 i = 0; i < change.virtualDiskCount; ++i) {
+    putElement(writer, "VD", change.virtualDisks[i]);
   }
   closeMethod(writer);
 }
 
 // A method for each disk, since a step of a log names one.
-void putSpareChange(CHANGE_WRITER *writer, const RAID_CONFIG &config, const SPARE_CHANGE &change) {
-  for (UINT32 i = 0; i < change.Disks->Count; ++i) {
-    putSpare(writer, config.physicalDisks[change.Disks->Places[i]], change);
+void putSpareChange(ChangeWriter *writer, const RAID_CONFIG &config, const SpareChange &change) {
+  for (UINT32 i = 0; i < change.disks->count; ++i) {
+    putSpare(writer, config.physicalDisks[change.disks->places[i]], change);
   }
 }
 
 // --- The adapter ---
 
-bool isModeRow(const FIELD_ROW &row) {
-  return (row.Flags & FIELD_MODE) != 0 && row.Names != g_securityModeTable;
+bool isModeRow(const driver::FieldRow &row) {
+  return (row.flags & driver::fieldMode) != 0 && row.names != driver::g_securityModeTable;
 }
 
-bool hasMode(const RAID_ADAPTER_RECORD &adapter, const FIELD_ROW &row) {
-  return (fieldLoad(&adapter, row.Place) & RAID_MODE_PRESENT) != 0;
+bool hasMode(const RAID_ADAPTER_RECORD &adapter, const driver::FieldRow &row) {
+  return (driver::fieldLoad(&adapter, row.place) & RAID_MODE_PRESENT) != 0;
 }
 
 void nameOfRate(CHAR8 (&name)[64], const RAID_RATE &rate) {
@@ -85,33 +87,33 @@ bool isEditable(const RAID_RATE &rate) {
 }
 
 // Modes that share a byte go together, since the controller takes it as a whole.
-static bool goesWithNamed(const SETTINGS &settings, const FIELD_ROW &row) {
-  for (UINT32 i = 0; i < g_adapterFields.RowCount; ++i) {
-    if ((settings.Rows >> i & 1) != 0 && g_adapterFields.Rows[i].Place.Offset == row.Place.Offset) {
+static bool goesWithNamed(const Settings &settings, const driver::FieldRow &row) {
+  for (UINT32 i = 0; i < driver::g_adapterFields.rowCount; ++i) {
+    if ((settings.rows >> i & 1) != 0 && driver::g_adapterFields.rows[i].place.offset == row.place.offset) {
       return true;
     }
   }
   return false;
 }
 
-void putSettings(CHANGE_WRITER *writer, const SETTINGS &settings) {
+void putSettings(ChangeWriter *writer, const Settings &settings) {
   openMethod(writer, "Change", "Adapter");
   openObject(writer, "Adapter", "Adapter");
-  for (UINT32 i = 0; i < g_adapterFields.RowCount; ++i) {
-    const FIELD_ROW &row = g_adapterFields.Rows[i];
+  for (UINT32 i = 0; i < driver::g_adapterFields.rowCount; ++i) {
+    const driver::FieldRow &row = driver::g_adapterFields.rows[i];
     if (!isModeRow(row) || !goesWithNamed(settings, row)) {
       continue;
     }
-    UINT64 bits = fieldLoad(&settings.Adapter, row.Place) & row.Mask;
-    if (row.Format != FORMAT_MARK) {
-      putElement(writer, row.Element, GetNameFromValue(bits, row.Names));
+    UINT64 bits = driver::fieldLoad(&settings.adapter, row.place) & row.mask;
+    if (row.format != driver::FieldFormat::mark) {
+      putElement(writer, row.element, driver::GetNameFromValue(bits, row.names));
     } else if (bits != 0) {
-      putElement(writer, row.Element, "True");
+      putElement(writer, row.element, "True");
     }
   }
   for (UINT32 i = 0; i < RAID_RATE_COUNT; ++i) {
-    const RAID_RATE &rate = settings.Adapter.Rates[i];
-    if ((settings.Rates >> i & 1) != 0) {
+    const RAID_RATE &rate = settings.adapter.Rates[i];
+    if ((settings.rates >> i & 1) != 0) {
       CHAR8 name[64];
       nameOfRate(name, rate);
       openElement(writer, "Rate");
@@ -123,3 +125,5 @@ void putSettings(CHANGE_WRITER *writer, const SETTINGS &settings) {
   }
   closeMethod(writer);
 }
+
+} // namespace xyl::client

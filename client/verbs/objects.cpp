@@ -4,7 +4,9 @@
 #include "base/text.h"
 #include "fitting/fitting.h"
 
-static constexpr UINT32 SEVERAL = ID_NONE - 1;
+namespace xyl::client {
+
+static constexpr UINT32 several = records::noId - 1;
 
 static bool isText(const CHAR16 *wide, const CHAR8 *text) {
   for (; wide != nullptr && *text != 0; ++text, ++wide) {
@@ -28,22 +30,22 @@ UINT32 findEnclosure(const RAID_CONFIG &config, UINT64 number) {
       return i;
     }
   }
-  return ID_NONE;
+  return records::noId;
 }
 
 bool isDirect(const RAID_CONFIG &config, const RAID_PD_RECORD &disk) {
   UINT32 enclosure = findEnclosure(config, disk.EnclosureObjectID);
-  return enclosure == ID_NONE || config.enclosures[enclosure].ObjectID != disk.EnclosureObjectID;
+  return enclosure == records::noId || config.enclosures[enclosure].ObjectID != disk.EnclosureObjectID;
 }
 
 // The disk in "enclosure:slot" or "direct:slot".
 static UINT32 findInPlace(const RAID_CONFIG &config, const CHAR8 *name, const CHAR8 *colon) {
-  ITEM place = {};
-  copyBytes(place.Text, name, static_cast<UINTN>(colon - name));
-  bool direct = textEqual(place.Text, "direct");
-  UINT32 enclosure = isNumber(place.Text) ? findEnclosure(config, parseDecimal(place.Text)) : ID_NONE;
-  if (!isNumber(colon + 1) || (!direct && enclosure == ID_NONE)) {
-    return ID_NONE;
+  Item place = {};
+  copyBytes(place.text, name, static_cast<UINTN>(colon - name));
+  bool direct = textEqual(place.text, "direct");
+  UINT32 enclosure = isNumber(place.text) ? findEnclosure(config, parseDecimal(place.text)) : records::noId;
+  if (!isNumber(colon + 1) || (!direct && enclosure == records::noId)) {
+    return records::noId;
   }
   UINT64 slot = parseDecimal(colon + 1);
   for (UINT32 i = 0; i < config.physicalDiskCount; ++i) {
@@ -53,7 +55,7 @@ static UINT32 findInPlace(const RAID_CONFIG &config, const CHAR8 *name, const CH
       return i;
     }
   }
-  return ID_NONE;
+  return records::noId;
 }
 
 static UINT32 findDisk(const RAID_CONFIG &config, const CHAR8 *name) {
@@ -68,20 +70,20 @@ static UINT32 findDisk(const RAID_CONFIG &config, const CHAR8 *name) {
       return findInPlace(config, name, at);
     }
   }
-  return ID_NONE;
+  return records::noId;
 }
 
 // --- Virtual disks ---
 
 static UINT32 findVirtualDisk(const RAID_CONFIG &config, const CHAR8 *name) {
-  UINT32 found = ID_NONE;
+  UINT32 found = records::noId;
   for (UINT32 i = 0; i < config.logicalDiskCount; ++i) {
     const RAID_VD_RECORD &virtualDisk = config.logicalDisks[i];
     if (isNumber(name) && virtualDisk.ObjectID == parseDecimal(name)) {
       return i;
     }
     if (isText(virtualDisk.Name, name) || isText(virtualDisk.FQDD, name)) {
-      found = found == ID_NONE ? i : SEVERAL;
+      found = found == records::noId ? i : several;
     }
   }
   return found;
@@ -89,80 +91,79 @@ static UINT32 findVirtualDisk(const RAID_CONFIG &config, const CHAR8 *name) {
 
 // --- Both ---
 
-struct OBJECT_KIND {
-  const CHAR8 *Name;
-  const CHAR8 *Names; // what it goes by
-  UINT32 (*Find)(const RAID_CONFIG &config, const CHAR8 *name);
+struct ObjectKind {
+  const CHAR8 *name;
+  const CHAR8 *names; // what it goes by
+  UINT32 (*find)(const RAID_CONFIG &config, const CHAR8 *name);
 };
 
-static constexpr OBJECT_KIND g_diskKind = {"disk", "an id, an FQDD, enclosure:slot or direct:slot", findDisk};
-static constexpr OBJECT_KIND g_virtualDiskKind = {"virtual disk", "an id, a name or an FQDD", findVirtualDisk};
+static constexpr ObjectKind g_diskKind = {"disk", "an id, an FQDD, enclosure:slot or direct:slot", findDisk};
+static constexpr ObjectKind g_virtualDiskKind = {"virtual disk", "an id, a name or an FQDD", findVirtualDisk};
 
-bool makeChoice(CHOICE *choice, UINT32 count) {
-  if (choice->Places == nullptr) {
-    choice->Places = poolNew<UINT32>(UINTN{count} + 1);
+bool makeChoice(Choice *choice, UINT32 count) {
+  if (choice->places == nullptr) {
+    choice->places = poolNew<UINT32>(UINTN{count} + 1);
   }
-  return choice->Places != nullptr;
+  return choice->places != nullptr;
 }
 
-static XYL_RESULT chooseOne(const XYL_CONTEXT &context, const RAID_CONFIG &config, const OBJECT_KIND &kind,
-                            const CHAR8 *name, CHOICE *choice) {
+static Result chooseOne(const Context &context, const RAID_CONFIG &config, const ObjectKind &kind, const CHAR8 *name,
+                        Choice *choice) {
   if (*name == 0) { // a virtual disk may have that for a name
-    complain(context.Front, "a name in a list of %as is empty", kind.Name);
+    complain(context.front, "a name in a list of %as is empty", kind.name);
     return wrongUsage();
   }
-  UINT32 place = kind.Find(config, name);
-  if (place == SEVERAL) {
-    complain(context.Front, "'%a' may be several; name the %a by its id", name, kind.Name);
+  UINT32 place = kind.find(config, name);
+  if (place == several) {
+    complain(context.front, "'%a' may be several; name the %a by its id", name, kind.name);
     return notFound();
   }
-  if (place == ID_NONE) {
-    complain(context.Front, "there is no %a '%a'; write %a, as 'xyl show' lists them", kind.Name, name, kind.Names);
+  if (place == records::noId) {
+    complain(context.front, "there is no %a '%a'; write %a, as 'xyl show' lists them", kind.name, name, kind.names);
     return notFound();
   }
-  for (UINT32 i = 0; i < choice->Count; ++i) {
-    if (choice->Places[i] == place) {
-      complain(context.Front, "%a '%a' is named twice; name it once", kind.Name, name);
+  for (UINT32 i = 0; i < choice->count; ++i) {
+    if (choice->places[i] == place) {
+      complain(context.front, "%a '%a' is named twice; name it once", kind.name, name);
       return wrongUsage();
     }
   }
-  choice->Places[choice->Count++] = place;
+  choice->places[choice->count++] = place;
   return succeeded();
 }
 
-static XYL_RESULT chooseAll(const XYL_CONTEXT &context, const RAID_CONFIG &config, const OBJECT_KIND &kind,
-                            UINT32 count, const CHAR8 *names, CHOICE *choice) {
+static Result chooseAll(const Context &context, const RAID_CONFIG &config, const ObjectKind &kind, UINT32 count,
+                        const CHAR8 *names, Choice *choice) {
   if (!makeChoice(choice, count)) {
-    complain(context.Front, "there is not enough memory");
+    complain(context.front, "there is not enough memory");
     return failed(EFI_OUT_OF_RESOURCES);
   }
-  ITEM item;
-  XYL_RESULT result = succeeded();
+  Item item;
+  Result result = succeeded();
   while (!isFailure(result) && nextItem(&names, &item)) {
-    result = chooseOne(context, config, kind, item.Text, choice);
+    result = chooseOne(context, config, kind, item.text, choice);
   }
   return result;
 }
 
-XYL_RESULT chooseDisks(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHAR8 *names, CHOICE *choice) {
+Result chooseDisks(const Context &context, const RAID_CONFIG &config, const CHAR8 *names, Choice *choice) {
   return chooseAll(context, config, g_diskKind, config.physicalDiskCount, names, choice);
 }
 
-XYL_RESULT chooseVirtualDisks(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHAR8 *names,
-                              CHOICE *choice) {
+Result chooseVirtualDisks(const Context &context, const RAID_CONFIG &config, const CHAR8 *names, Choice *choice) {
   return chooseAll(context, config, g_virtualDiskKind, config.logicalDiskCount, names, choice);
 }
 
-XYL_RESULT chooseOperands(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHOOSE choose, CHOICE *choice) {
-  XYL_RESULT result = succeeded();
-  for (UINTN i = 0; i < context.Request->OperandCount && !isFailure(result); ++i) {
-    result = choose(context, config, context.Request->Operands[i], choice);
+Result chooseOperands(const Context &context, const RAID_CONFIG &config, Choose choose, Choice *choice) {
+  Result result = succeeded();
+  for (UINTN i = 0; i < context.request->operandCount && !isFailure(result); ++i) {
+    result = choose(context, config, context.request->operands[i], choice);
   }
   return result;
 }
 
-void freeChoice(CHOICE *choice) {
-  poolFree(choice->Places);
+void freeChoice(Choice *choice) {
+  poolFree(choice->places);
   *choice = {};
 }
 
@@ -173,12 +174,12 @@ const CHAR8 *stateOf(const RAID_PD_RECORD &disk) {
     return "Online and full";
   }
   if (disk.State != RAID_STATE_READY) {
-    return GetNameFromValue(disk.State, g_stateTable);
+    return driver::GetNameFromValue(disk.State, driver::g_stateTable);
   }
   return disk.Hotspare != RAID_HOTSPARE_NONE ? "a hot spare" : "locked";
 }
 
-void appendFree(WORD_LIST &list, const RAID_CONFIG &config) {
+void appendFree(WordList &list, const RAID_CONFIG &config) {
   for (UINT32 i = 0; i < config.physicalDiskCount; ++i) {
     if (fitting::isFree(config.physicalDisks[i])) {
       appendNumber(list, ", ", config.physicalDisks[i].ObjectID);
@@ -186,7 +187,7 @@ void appendFree(WORD_LIST &list, const RAID_CONFIG &config) {
   }
 }
 
-void appendDisk(WORD_LIST &list, const CHAR8 *separator, const RAID_CONFIG &config, const RAID_PD_RECORD &disk) {
+void appendDisk(WordList &list, const CHAR8 *separator, const RAID_CONFIG &config, const RAID_PD_RECORD &disk) {
   appendNumber(list, separator, disk.ObjectID);
   append(list, "", isDirect(config, disk) ? " (direct" : " (");
   if (!isDirect(config, disk)) {
@@ -195,3 +196,5 @@ void appendDisk(WORD_LIST &list, const CHAR8 *separator, const RAID_CONFIG &conf
   appendNumber(list, ":", disk.Slot);
   append(list, "", ")");
 }
+
+} // namespace xyl::client

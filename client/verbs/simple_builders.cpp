@@ -3,38 +3,40 @@
 #include "client/verbs/layout.h"
 #include "client/verbs/methods.h"
 
-XYL_RESULT buildImport(const XYL_CONTEXT &, const RAID_CONFIG &, CHANGE_WRITER *writer) {
+namespace xyl::client {
+
+Result buildImport(const Context &, const RAID_CONFIG &, ChangeWriter *writer) {
   openMethod(writer, "Import", "Adapter");
   return succeeded();
 }
 
-XYL_RESULT buildDelete(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer) {
-  CHOICE virtualDisks = {};
-  XYL_RESULT result = chooseOperands(context, config, chooseVirtualDisks, &virtualDisks);
+Result buildDelete(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer) {
+  Choice virtualDisks = {};
+  Result result = chooseOperands(context, config, chooseVirtualDisks, &virtualDisks);
   if (!isFailure(result)) {
     openMethod(writer, "Delete", "Virtual Disk");
-    for (UINT32 i = 0; i < virtualDisks.Count; ++i) {
-      putElement(writer, "OID", config.logicalDisks[virtualDisks.Places[i]].ObjectID);
+    for (UINT32 i = 0; i < virtualDisks.count; ++i) {
+      putElement(writer, "OID", config.logicalDisks[virtualDisks.places[i]].ObjectID);
     }
   }
   freeChoice(&virtualDisks);
   return result;
 }
 
-XYL_RESULT buildIdentify(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer) {
-  const XYL_REQUEST &request = *context.Request;
-  CHOICE disks = {};
-  XYL_RESULT result = chooseOperands(context, config, chooseDisks, &disks);
+Result buildIdentify(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer) {
+  const Request &request = *context.request;
+  Choice disks = {};
+  Result result = chooseOperands(context, config, chooseDisks, &disks);
   if (!isFailure(result)) {
-    result = chooseDisks(context, config, request.Options[XYL_OPTION_BLINK], &disks);
+    result = chooseDisks(context, config, request.options[optionBlink], &disks);
   }
-  for (UINTN i = 0; xylDisksAreNames(request) && i < request.DiskCount && !isFailure(result); ++i) {
-    result = chooseDisks(context, config, request.Disks[i], &disks);
+  for (UINTN i = 0; xylDisksAreNames(request) && i < request.diskCount && !isFailure(result); ++i) {
+    result = chooseDisks(context, config, request.disks[i], &disks);
   }
   if (!isFailure(result)) {
     openMethod(writer, "Identify", "Physical Disk");
-    for (UINT32 i = 0; i < disks.Count; ++i) {
-      putElement(writer, "OID", config.physicalDisks[disks.Places[i]].ObjectID);
+    for (UINT32 i = 0; i < disks.count; ++i) {
+      putElement(writer, "OID", config.physicalDisks[disks.places[i]].ObjectID);
     }
   }
   freeChoice(&disks);
@@ -43,22 +45,22 @@ XYL_RESULT buildIdentify(const XYL_CONTEXT &context, const RAID_CONFIG &config, 
 
 // --- spare ---
 
-static XYL_RESULT checkSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, const RAID_PD_RECORD &disk,
-                             const CHOICE &virtualDisks, UINT64 kind) {
+static Result checkSpare(const Context &context, const RAID_CONFIG &config, const RAID_PD_RECORD &disk,
+                         const Choice &virtualDisks, UINT64 kind) {
   if (kind == RAID_HOTSPARE_NONE && disk.Hotspare == RAID_HOTSPARE_NONE) {
-    complain(context.Front, "disk %d is no hot spare", disk.ObjectID);
+    complain(context.front, "disk %d is no hot spare", disk.ObjectID);
     return refused();
   }
   if (kind != RAID_HOTSPARE_NONE && disk.State != RAID_STATE_READY) {
-    WORD_LIST ready = {};
+    WordList ready = {};
     appendFree(ready, config);
-    complain(context.Front, "disk %d is %a; a hot spare has to be Ready, %a%a", disk.ObjectID, stateOf(disk),
-             ready.Text[0] != 0 ? "as " : "and no disk is", ready.Text);
+    complain(context.front, "disk %d is %a; a hot spare has to be Ready, %a%a", disk.ObjectID, stateOf(disk),
+             ready.text[0] != 0 ? "as " : "and no disk is", ready.text);
     return refused();
   }
-  for (UINT32 i = 0; i < virtualDisks.Count; ++i) {
-    const RAID_VD_RECORD &virtualDisk = config.logicalDisks[virtualDisks.Places[i]];
-    XYL_RESULT result = checkSpareFits(context, config, disk, virtualDisk);
+  for (UINT32 i = 0; i < virtualDisks.count; ++i) {
+    const RAID_VD_RECORD &virtualDisk = config.logicalDisks[virtualDisks.places[i]];
+    Result result = checkSpareFits(context, config, disk, virtualDisk);
     if (isFailure(result)) {
       return result;
     }
@@ -66,10 +68,10 @@ static XYL_RESULT checkSpare(const XYL_CONTEXT &context, const RAID_CONFIG &conf
   return succeeded();
 }
 
-static XYL_RESULT checkSpares(const XYL_CONTEXT &context, const RAID_CONFIG &config, const CHOICE &disks,
-                              const CHOICE &virtualDisks, UINT64 kind) {
-  for (UINT32 i = 0; i < disks.Count; ++i) {
-    XYL_RESULT result = checkSpare(context, config, config.physicalDisks[disks.Places[i]], virtualDisks, kind);
+static Result checkSpares(const Context &context, const RAID_CONFIG &config, const Choice &disks,
+                          const Choice &virtualDisks, UINT64 kind) {
+  for (UINT32 i = 0; i < disks.count; ++i) {
+    Result result = checkSpare(context, config, config.physicalDisks[disks.places[i]], virtualDisks, kind);
     if (isFailure(result)) {
       return result;
     }
@@ -77,18 +79,18 @@ static XYL_RESULT checkSpares(const XYL_CONTEXT &context, const RAID_CONFIG &con
   return succeeded();
 }
 
-XYL_RESULT buildSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer) {
-  const CHAR8 *names = context.Request->Options[XYL_OPTION_FOR];
-  bool frees = hasOption(context, XYL_OPTION_REMOVE);
+Result buildSpare(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer) {
+  const CHAR8 *names = context.request->options[optionFor];
+  bool frees = hasOption(context, optionRemove);
   if (names != nullptr && frees) {
-    complain(context.Front, "--for and --remove exclude each other; give one of them");
+    complain(context.front, "--for and --remove exclude each other; give one of them");
     return wrongUsage();
   }
   UINT64 kind = names != nullptr ? RAID_HOTSPARE_DEDICATED : RAID_HOTSPARE_GLOBAL;
   kind = frees ? RAID_HOTSPARE_NONE : kind;
-  CHOICE disks = {};
-  CHOICE virtualDisks = {};
-  XYL_RESULT result = chooseOperands(context, config, chooseDisks, &disks);
+  Choice disks = {};
+  Choice virtualDisks = {};
+  Result result = chooseOperands(context, config, chooseDisks, &disks);
   if (!isFailure(result)) {
     result = chooseVirtualDisks(context, config, names, &virtualDisks);
   }
@@ -96,12 +98,14 @@ XYL_RESULT buildSpare(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHA
     result = checkSpares(context, config, disks, virtualDisks, kind);
   }
   if (!isFailure(result)) {
-    for (UINT32 i = 0; i < virtualDisks.Count; ++i) {
-      virtualDisks.Places[i] = config.logicalDisks[virtualDisks.Places[i]].ObjectID;
+    for (UINT32 i = 0; i < virtualDisks.count; ++i) {
+      virtualDisks.places[i] = config.logicalDisks[virtualDisks.places[i]].ObjectID;
     }
-    putSpareChange(writer, config, {kind, &disks, virtualDisks.Places, virtualDisks.Count});
+    putSpareChange(writer, config, {kind, &disks, virtualDisks.places, virtualDisks.count});
   }
   freeChoice(&virtualDisks);
   freeChoice(&disks);
   return result;
 }
+
+} // namespace xyl::client

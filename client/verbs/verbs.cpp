@@ -7,105 +7,109 @@
 #include "client/verbs/wipe.h"
 #include "driver/request/request.h"
 
-struct VERB {
-  const CHAR8 *What; // what it does, in messages
-  XYL_RESULT (*Build)(const XYL_CONTEXT &context, const RAID_CONFIG &config, CHANGE_WRITER *writer);
-  const CHAR8 *Violation = nullptr; // what EFI_SECURITY_VIOLATION means
+namespace xyl::client {
+
+struct Verb {
+  const CHAR8 *what; // what it does, in messages
+  Result (*build)(const Context &context, const RAID_CONFIG &config, ChangeWriter *writer);
+  const CHAR8 *violation = nullptr; // what EFI_SECURITY_VIOLATION means
   // Looks at the request before anything else; null: nothing to look at.
-  XYL_RESULT (*Check)(const XYL_CONTEXT &context, const CONTROLLER &controller) = nullptr;
+  Result (*check)(const Context &context, const Controller &controller) = nullptr;
 };
 
 // Writes the verb's document, for what the controller holds now. The caller gives *document to freeDocument.
-static XYL_RESULT build(const XYL_CONTEXT &context, const CONTROLLER &controller, const VERB &verb, WIPE *wipe,
-                        DOCUMENT_TEXT *document) {
-  DOCUMENT_TEXT inventory;
+static Result build(const Context &context, const Controller &controller, const Verb &verb, Wipe *wipe,
+                    DocumentText *document) {
+  DocumentText inventory;
   RAID_CONFIG *config = nullptr;
-  XYL_RESULT result = readInventory(context, controller.Operations, &inventory);
+  Result result = readInventory(context, controller.operations, &inventory);
   if (!isFailure(result)) {
-    result = readConfiguration(context, "the inventory", inventory.Text, &config);
-    poolFree(inventory.Text);
+    result = readConfiguration(context, "the inventory", inventory.text, &config);
+    poolFree(inventory.text);
   }
-  if (!isFailure(result) && hasOption(context, XYL_OPTION_WIPE)) {
+  if (!isFailure(result) && hasOption(context, optionWipe)) {
     result = planWipe(context, controller, config, wipe);
   }
-  CHANGE_WRITER writer = {};
+  ChangeWriter writer = {};
   if (!isFailure(result)) {
-    result = verb.Build(context, *config, &writer);
+    result = verb.build(context, *config, &writer);
   }
-  releaseConfig(config);
+  driver::releaseConfig(config);
   if (!isFailure(result)) {
     closeDocument(&writer);
   }
-  if (!isFailure(result) && writer.Text.Failed) {
-    complain(context.Front, "there is not enough memory");
+  if (!isFailure(result) && writer.text.failed) {
+    complain(context.front, "there is not enough memory");
     result = failed(EFI_OUT_OF_RESOURCES);
   }
   if (isFailure(result)) {
-    freeText(&writer.Text);
+    freeText(&writer.text);
   }
-  *document = {writer.Text.Chars, writer.Text.Length};
+  *document = {writer.text.chars, writer.text.length};
   return result;
 }
 
-static XYL_RESULT runVerb(const XYL_CONTEXT &context, const VERB &verb) {
-  CONTROLLER controller;
-  XYL_RESULT result = openController(context, &controller);
-  WIPE wipe = {};
-  CHANGE_REQUEST request = {
-      context.Request->Command->Name, verb.What, {}, /* SavedOf= */ nullptr, runWipe, &wipe, verb.Violation};
-  if (!isFailure(result) && verb.Check != nullptr) {
-    result = verb.Check(context, controller);
+static Result runVerb(const Context &context, const Verb &verb) {
+  Controller controller;
+  Result result = openController(context, &controller);
+  Wipe wipe = {};
+  ChangeRequest request = {
+      context.request->command->name, verb.what, {}, /* SavedOf= */ nullptr, runWipe, &wipe, verb.violation};
+  if (!isFailure(result) && verb.check != nullptr) {
+    result = verb.check(context, controller);
   }
   if (!isFailure(result)) {
-    result = build(context, controller, verb, &wipe, &request.Text);
+    result = build(context, controller, verb, &wipe, &request.text);
   }
   if (!isFailure(result)) {
     result = applyChanges(context, controller, request);
   }
-  poolFree(wipe.Disks);
+  poolFree(wipe.disks);
   return result;
 }
 
-XYL_RESULT runImport(const XYL_CONTEXT &context) {
+Result runImport(const Context &context) {
   return runVerb(context, {"import", buildImport});
 }
 
-XYL_RESULT runCreate(const XYL_CONTEXT &context) {
+Result runCreate(const Context &context) {
   return runVerb(context, {"creation", buildCreate, /* Violation= */ nullptr, checkNewName});
 }
 
-XYL_RESULT runDelete(const XYL_CONTEXT &context) {
+Result runDelete(const Context &context) {
   return runVerb(context, {"deletion", buildDelete});
 }
 
-XYL_RESULT runSpare(const XYL_CONTEXT &context) {
+Result runSpare(const Context &context) {
   return runVerb(context, {"hot spare change", buildSpare});
 }
 
-XYL_RESULT runKeyLock(const XYL_CONTEXT &context) {
+Result runKeyLock(const Context &context) {
   return runVerb(context, {"key setting", buildLock});
 }
 
-XYL_RESULT runKeyRekey(const XYL_CONTEXT &context) {
+Result runKeyRekey(const Context &context) {
   return runVerb(context, {"key change", buildRekey, "the old passphrase is not that of the key"});
 }
 
-XYL_RESULT runKeyErase(const XYL_CONTEXT &context) {
+Result runKeyErase(const Context &context) {
   return runVerb(context, {"key removal", buildErase});
 }
 
-XYL_RESULT runSet(const XYL_CONTEXT &context) {
+Result runSet(const Context &context) {
   return runVerb(context, {"setting change", buildSet});
 }
 
-XYL_RESULT runIdentifyOf(const XYL_CONTEXT &context) {
-  const XYL_REQUEST &request = *context.Request;
-  if (request.OperandCount != 0 || hasOption(context, XYL_OPTION_BLINK) || xylDisksAreNames(request)) {
+Result runIdentifyOf(const Context &context) {
+  const Request &request = *context.request;
+  if (request.operandCount != 0 || hasOption(context, optionBlink) || xylDisksAreNames(request)) {
     return runVerb(context, {"identification", buildIdentify});
   }
-  if (hasOption(context, XYL_OPTION_SHOW)) {
-    complain(context.Front, "--show goes with a disk");
+  if (hasOption(context, optionShow)) {
+    complain(context.front, "--show goes with a disk");
     return wrongUsage();
   }
   return runIdentify(context);
 }
+
+} // namespace xyl::client

@@ -4,13 +4,17 @@
 #include "client/command_line/command_line.h"
 #include "client/verbs/change_writer.h"
 
-XYL_RESULT runImport(const XYL_CONTEXT &context);
-XYL_RESULT runCreate(const XYL_CONTEXT &context);
-XYL_RESULT runDelete(const XYL_CONTEXT &context);
-XYL_RESULT runSpare(const XYL_CONTEXT &context);
-XYL_RESULT runKeyLock(const XYL_CONTEXT &context);
-XYL_RESULT runKeyRekey(const XYL_CONTEXT &context);
-XYL_RESULT runKeyErase(const XYL_CONTEXT &context);
-XYL_RESULT runSet(const XYL_CONTEXT &context);
+namespace xyl::client {
+
+Result runImport(const Context &context);
+Result runCreate(const Context &context);
+Result runDelete(const Context &context);
+Result runSpare(const Context &context);
+Result runKeyLock(const Context &context);
+Result runKeyRekey(const Context &context);
+Result runKeyErase(const Context &context);
+Result runSet(const Context &context);
 // identify: with disks a verb.
-XYL_RESULT runIdentifyOf(const XYL_CONTEXT &context);
+Result runIdentifyOf(const Context &context);
+
+} // namespace xyl::client

@@ -6,17 +6,19 @@
 #include "fitting/fitting.h"
 #include "uefi/storage.h"
 
+namespace xyl::client {
+
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_diskIoGuid = EFI_DISK_IO_PROTOCOL_GUID;
 
-static constexpr UINTN BLOCK = 512;
-static constexpr UINTN PAGE = 4096;
-static constexpr UINTN ZERO_BLOCKS = 128; // written at once
+static constexpr UINTN block = 512;
+static constexpr UINTN page = 4096;
+static constexpr UINTN zeroBlocks = 128; // written at once
 
 // --- What is to be wiped ---
 
-static XYL_RESULT refuseDisk(const XYL_CONTEXT &context, const WORD_LIST &name, const CHAR8 *why) {
-  complain(context.Front, "disk %a cannot be wiped: %a", name.Text, why);
+static Result refuseDisk(const Context &context, const WordList &name, const CHAR8 *why) {
+  complain(context.front, "disk %a cannot be wiped: %a", name.text, why);
   return failed(EFI_INVALID_PARAMETER);
 }
 
@@ -36,45 +38,45 @@ static const CHAR8 *whyNotWiped(EFI_STATUS status) {
   }
 }
 
-static XYL_RESULT addDisk(const XYL_CONTEXT &context, RAID_DISKS_PROTOCOL *disks, const RAID_CONFIG &config,
-                          RAID_PD_RECORD *record, WIPE *wipe) {
-  DISK_TO_WIPE *disk = &wipe->Disks[wipe->Count];
-  disk->ObjectId = record->ObjectID;
-  disk->Bytes = record->Size;
-  appendDisk(disk->Name, "", config, *record);
+static Result addDisk(const Context &context, RAID_DISKS_PROTOCOL *disks, const RAID_CONFIG &config,
+                      RAID_PD_RECORD *record, Wipe *wipe) {
+  DiskToWipe *disk = &wipe->disks[wipe->count];
+  disk->objectId = record->ObjectID;
+  disk->bytes = record->Size;
+  appendDisk(disk->name, "", config, *record);
   if (disks == nullptr) {
-    return refuseDisk(context, disk->Name, "its controller does not tell what is on it");
+    return refuseDisk(context, disk->name, "its controller does not tell what is on it");
   }
-  EFI_STATUS status = disks->FindContents(disks, record->ObjectID, &disk->Contents);
+  EFI_STATUS status = disks->FindContents(disks, record->ObjectID, &disk->contents);
   if (EFI_ERROR(status)) {
-    return refuseDisk(context, disk->Name, whyNotWiped(status));
+    return refuseDisk(context, disk->name, whyNotWiped(status));
   }
   CHAR8 serial[sizeof(record->SerialNumber) + 1] = {};
   __builtin_memcpy(serial, record->SerialNumber, sizeof(record->SerialNumber));
-  append(disk->Name, serial[0] != 0 ? ", serial " : "", serial);
+  append(disk->name, serial[0] != 0 ? ", serial " : "", serial);
   record->State = RAID_STATE_READY;
-  wipe->Count += 1;
+  wipe->count += 1;
   return succeeded();
 }
 
-XYL_RESULT planWipe(const XYL_CONTEXT &context, const CONTROLLER &controller, RAID_CONFIG *config, WIPE *wipe) {
-  if (!hasOption(context, XYL_OPTION_DISKS)) {
-    complain(context.Front, "--wipe goes with --disks, which names the disks");
+Result planWipe(const Context &context, const Controller &controller, RAID_CONFIG *config, Wipe *wipe) {
+  if (!hasOption(context, optionDisks)) {
+    complain(context.front, "--wipe goes with --disks, which names the disks");
     return wrongUsage();
   }
-  RAID_DISKS_PROTOCOL *disks = machineDisksOf(controller.Handle);
-  CHOICE choice = {};
-  XYL_RESULT result = chooseDisks(context, *config, context.Request->Options[XYL_OPTION_DISKS], &choice);
+  RAID_DISKS_PROTOCOL *disks = machineDisksOf(controller.handle);
+  Choice choice = {};
+  Result result = chooseDisks(context, *config, context.request->options[optionDisks], &choice);
   if (!isFailure(result)) {
-    result = chooseDisks(context, *config, context.Request->Options[XYL_OPTION_SPARE], &choice);
+    result = chooseDisks(context, *config, context.request->options[optionSpare], &choice);
   }
-  wipe->Disks = poolNew<DISK_TO_WIPE>(UINTN{choice.Count} + 1);
-  if (wipe->Disks == nullptr && !isFailure(result)) {
-    complain(context.Front, "there is not enough memory");
+  wipe->disks = poolNew<DiskToWipe>(UINTN{choice.count} + 1);
+  if (wipe->disks == nullptr && !isFailure(result)) {
+    complain(context.front, "there is not enough memory");
     result = failed(EFI_OUT_OF_RESOURCES);
   }
-  for (UINT32 i = 0; i < choice.Count && !isFailure(result); ++i) {
-    RAID_PD_RECORD *record = &config->physicalDisks[choice.Places[i]];
+  for (UINT32 i = 0; i < choice.count && !isFailure(result); ++i) {
+    RAID_PD_RECORD *record = &config->physicalDisks[choice.places[i]];
     if (!fitting::isFree(*record)) {
       result = addDisk(context, disks, *config, record, wipe);
     }
@@ -85,13 +87,13 @@ XYL_RESULT planWipe(const XYL_CONTEXT &context, const CONTROLLER &controller, RA
 
 // --- Wiping ---
 
-static void tellLosses(const XYL_CONTEXT &context, const WIPE &wipe) {
-  say(context.Front, "What is on these disks is lost:\n");
-  for (UINT32 i = 0; i < wipe.Count; ++i) {
-    const DISK_TO_WIPE &disk = wipe.Disks[i];
-    CHAR8 size[SIZE_TEXT_CAPACITY];
-    formatSize(size, disk.Bytes);
-    say(context.Front, "  disk %a, %a: %a\n", disk.Name.Text, size, disk.Contents.Holds);
+static void tellLosses(const Context &context, const Wipe &wipe) {
+  say(context.front, "What is on these disks is lost:\n");
+  for (UINT32 i = 0; i < wipe.count; ++i) {
+    const DiskToWipe &disk = wipe.disks[i];
+    CHAR8 size[sizeTextCapacity];
+    formatSize(size, disk.bytes);
+    say(context.front, "  disk %a, %a: %a\n", disk.name.text, size, disk.contents.Holds);
   }
 }
 
@@ -111,7 +113,7 @@ static void closePartitions(EFI_HANDLE disk) {
   poolFree(entries);
 }
 
-// zeros has ZERO_BLOCKS blocks. That the zeros are on the medium before what is written after them is no matter.
+// zeros has zeroBlocks blocks. That the zeros are on the medium before what is written after them is no matter.
 static EFI_STATUS wipeAreas(const RAID_DISK_CONTENTS &contents, const void *zeros) {
   void *found = nullptr;
   EFI_STATUS status = g_bootServices->HandleProtocol(contents.Handle, &g_blockIoGuid, &found);
@@ -120,15 +122,15 @@ static EFI_STATUS wipeAreas(const RAID_DISK_CONTENTS &contents, const void *zero
   }
   EFI_BLOCK_IO_PROTOCOL *blocks = static_cast<EFI_BLOCK_IO_PROTOCOL *>(found);
   const EFI_BLOCK_IO_MEDIA &media = *blocks->Media;
-  if (!media.MediaPresent || media.LogicalPartition || media.ReadOnly || media.BlockSize != BLOCK) {
+  if (!media.MediaPresent || media.LogicalPartition || media.ReadOnly || media.BlockSize != block) {
     return EFI_WRITE_PROTECTED;
   }
   for (UINT32 i = 0; i < contents.AreaCount; ++i) {
     UINT64 lba = contents.Areas[i].Lba;
     UINT64 left = contents.Areas[i].Count;
     while (left != 0 && !EFI_ERROR(status)) {
-      UINT64 part = left < ZERO_BLOCKS ? left : ZERO_BLOCKS;
-      status = blocks->WriteBlocks(blocks, media.MediaId, lba, part * BLOCK, zeros);
+      UINT64 part = left < zeroBlocks ? left : zeroBlocks;
+      status = blocks->WriteBlocks(blocks, media.MediaId, lba, part * block, zeros);
       lba += part;
       left -= part;
     }
@@ -136,22 +138,22 @@ static EFI_STATUS wipeAreas(const RAID_DISK_CONTENTS &contents, const void *zero
   return EFI_ERROR(status) ? status : blocks->FlushBlocks(blocks);
 }
 
-static XYL_RESULT wipeDisks(const XYL_CONTEXT &context, const WIPE &wipe) {
-  UINT8 *pages = static_cast<UINT8 *>(poolAllocateZero(ZERO_BLOCKS * BLOCK + PAGE));
+static Result wipeDisks(const Context &context, const Wipe &wipe) {
+  UINT8 *pages = static_cast<UINT8 *>(poolAllocateZero(zeroBlocks * block + page));
   if (pages == nullptr) {
-    complain(context.Front, "there is not enough memory; nothing was changed");
+    complain(context.front, "there is not enough memory; nothing was changed");
     return failed(EFI_OUT_OF_RESOURCES);
   }
-  UINTN misaligned = reinterpret_cast<UINTN>(pages) % PAGE;
-  XYL_RESULT result = succeeded();
-  for (UINT32 i = 0; i < wipe.Count && !isFailure(result); ++i) {
-    const DISK_TO_WIPE &disk = wipe.Disks[i];
-    closePartitions(disk.Contents.Handle);
-    EFI_STATUS status = wipeAreas(disk.Contents, pages + (misaligned == 0 ? 0 : PAGE - misaligned));
-    g_bootServices->ConnectController(disk.Contents.Handle, /* DriverImages= */ nullptr, /* Remaining= */ nullptr,
+  UINTN misaligned = reinterpret_cast<UINTN>(pages) % page;
+  Result result = succeeded();
+  for (UINT32 i = 0; i < wipe.count && !isFailure(result); ++i) {
+    const DiskToWipe &disk = wipe.disks[i];
+    closePartitions(disk.contents.Handle);
+    EFI_STATUS status = wipeAreas(disk.contents, pages + (misaligned == 0 ? 0 : page - misaligned));
+    g_bootServices->ConnectController(disk.contents.Handle, /* DriverImages= */ nullptr, /* Remaining= */ nullptr,
                                       /* Recursive= */ true);
     if (EFI_ERROR(status)) {
-      complain(context.Front, "disk %a cannot be written: %a; a part of it may be lost already", disk.Name.Text,
+      complain(context.front, "disk %a cannot be written: %a; a part of it may be lost already", disk.name.text,
                statusWords(status));
       result = failed(status);
     }
@@ -160,42 +162,44 @@ static XYL_RESULT wipeDisks(const XYL_CONTEXT &context, const WIPE &wipe) {
   return result;
 }
 
-static XYL_RESULT checkWiped(const XYL_CONTEXT &context, const CONTROLLER &controller, const WIPE &wipe) {
+static Result checkWiped(const Context &context, const Controller &controller, const Wipe &wipe) {
   RAID_CMD_RESULT answer;
-  EFI_STATUS status = issueCommand(controller.Management, RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, &answer);
+  EFI_STATUS status = driver::issueCommand(controller.management, RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, &answer);
   if (EFI_ERROR(status)) {
-    complain(context.Front, "after the wipe the disks cannot be read: %a", statusWords(status));
+    complain(context.front, "after the wipe the disks cannot be read: %a", statusWords(status));
     return failed(status);
   }
   const RAID_PD_RECORD *records = static_cast<const RAID_PD_RECORD *>(answer.Data);
-  XYL_RESULT result = succeeded();
-  for (UINT32 i = 0; i < wipe.Count && !isFailure(result); ++i) {
+  Result result = succeeded();
+  for (UINT32 i = 0; i < wipe.count && !isFailure(result); ++i) {
     UINT32 at = 0;
-    UINT32 count = recordCount(&answer);
-    while (at < count && records[at].ObjectID != wipe.Disks[i].ObjectId) {
+    UINT32 count = driver::recordCount(&answer);
+    while (at < count && records[at].ObjectID != wipe.disks[i].objectId) {
       ++at;
     }
     if (at == count || !fitting::isFree(records[at])) {
-      complain(context.Front, "disk %a was wiped and still is not free", wipe.Disks[i].Name.Text);
+      complain(context.front, "disk %a was wiped and still is not free", wipe.disks[i].name.text);
       result = failed(EFI_DEVICE_ERROR);
     }
   }
-  giveBack(controller.Management, &answer);
+  driver::giveBack(controller.management, &answer);
   return result;
 }
 
-XYL_RESULT runWipe(const XYL_CONTEXT &context, const CONTROLLER &controller, void *data) {
-  const WIPE &wipe = *static_cast<WIPE *>(data);
-  if (wipe.Count == 0) {
+Result runWipe(const Context &context, const Controller &controller, void *data) {
+  const Wipe &wipe = *static_cast<Wipe *>(data);
+  if (wipe.count == 0) {
     return succeeded();
   }
-  if (!hasOption(context, XYL_OPTION_JSON)) {
+  if (!hasOption(context, optionJson)) {
     tellLosses(context, wipe);
   }
-  XYL_RESULT result = askToGoOn(context, controller.Identity, "wipe");
+  Result result = askToGoOn(context, controller.identity, "wipe");
   if (!isFailure(result)) {
     result = wipeDisks(context, wipe);
     lookAgain();
   }
   return isFailure(result) ? result : checkWiped(context, controller, wipe);
 }
+
+} // namespace xyl::client

@@ -5,23 +5,27 @@
 #include "client/verbs/objects.h"
 #include "raid_disks.h"
 
-struct DISK_TO_WIPE {
-  UINT32 ObjectId;
-  UINT64 Bytes;
-  WORD_LIST Name; // "1799203 (251:3), serial S3"
-  RAID_DISK_CONTENTS Contents;
+namespace xyl::client {
+
+struct DiskToWipe {
+  UINT32 objectId;
+  UINT64 bytes;
+  WordList name; // "1799203 (251:3), serial S3"
+  RAID_DISK_CONTENTS contents;
 };
 
-struct WIPE {
-  DISK_TO_WIPE *Disks; // pool
-  UINT32 Count;
+struct Wipe {
+  DiskToWipe *disks; // pool
+  UINT32 count;
 };
 
 // Finds those of the disks that --disks and --spare name which only their contents keep from being free, and makes them
 // Ready in config, so that everything else about the creation can be checked. A failure comes with a message; the
 // caller frees wipe->Disks, also then.
-XYL_RESULT planWipe(const XYL_CONTEXT &context, const CONTROLLER &controller, RAID_CONFIG *config, WIPE *wipe);
+Result planWipe(const Context &context, const Controller &controller, RAID_CONFIG *config, Wipe *wipe);
 
-// A preparation of a change (client/change/change.h), whose data is a WIPE: shows what is lost, asks, closes what
+// A preparation of a change (client/change/change.h), whose data is a Wipe: shows what is lost, asks, closes what
 // firmware has opened on the disks, wipes, and makes sure that the controller has them for free.
-XYL_RESULT runWipe(const XYL_CONTEXT &context, const CONTROLLER &controller, void *data);
+Result runWipe(const Context &context, const Controller &controller, void *data);
+
+} // namespace xyl::client

@@ -1,5 +1,7 @@
 #include "client/verbs/words.h"
 
+namespace xyl::client {
+
 // The next letter or digit, in lower case; 0 at the end.
 static CHAR8 nextLetter(const CHAR8 **text) {
   for (; **text != 0; ++*text) {
@@ -13,53 +15,53 @@ static CHAR8 nextLetter(const CHAR8 **text) {
   return 0;
 }
 
-enum LIKENESS { LIKENESS_NONE, LIKENESS_BEGINS, LIKENESS_SAME };
+enum class Likeness { none, begins, same };
 
-static LIKENESS compareWords(const CHAR8 *text, const CHAR8 *name) {
+static Likeness compareWords(const CHAR8 *text, const CHAR8 *name) {
   CHAR8 letter = nextLetter(&text);
   if (letter == 0) {
-    return LIKENESS_NONE;
+    return Likeness::none;
   }
   for (; letter != 0; letter = nextLetter(&text)) {
     if (letter != nextLetter(&name)) {
-      return LIKENESS_NONE;
+      return Likeness::none;
     }
   }
-  return nextLetter(&name) == 0 ? LIKENESS_SAME : LIKENESS_BEGINS;
+  return nextLetter(&name) == 0 ? Likeness::same : Likeness::begins;
 }
 
-void offerName(MEANING *meaning, const CHAR8 *name, UINT64 value) {
-  LIKENESS likeness = compareWords(meaning->Text, name);
-  bool isKnown = meaning->Count != 0 && meaning->Value == value;
-  if (likeness == LIKENESS_SAME && !meaning->IsSame) {
-    *meaning = {meaning->Text, value, 1, true};
-    append(meaning->Names, "", name);
-  } else if (likeness != LIKENESS_NONE && !isKnown && (!meaning->IsSame || likeness == LIKENESS_SAME)) {
-    meaning->Value = value;
-    ++meaning->Count;
-    append(meaning->Names, ", ", name);
+void offerName(Meaning *meaning, const CHAR8 *name, UINT64 value) {
+  Likeness likeness = compareWords(meaning->text, name);
+  bool isKnown = meaning->count != 0 && meaning->value == value;
+  if (likeness == Likeness::same && !meaning->isSame) {
+    *meaning = {meaning->text, value, 1, true};
+    append(meaning->names, "", name);
+  } else if (likeness != Likeness::none && !isKnown && (!meaning->isSame || likeness == Likeness::same)) {
+    meaning->value = value;
+    ++meaning->count;
+    append(meaning->names, ", ", name);
   }
 }
 
-void offerTable(MEANING *meaning, const VALUE_NAME_TABLE *table, UINT64 mask) {
+void offerTable(Meaning *meaning, const driver::VALUE_NAME_TABLE *table, UINT64 mask) {
   for (; table->Name != nullptr; ++table) {
     if (mask != ~0ULL && (table->Value & mask) == 0) {
       continue;
     }
     offerName(meaning, table->Name, table->Value);
-    static constexpr UINTN PREFIX = sizeof("RAID ") - 1;
-    if (compareWords("RAID", table->Name) == LIKENESS_BEGINS) {
-      offerName(meaning, table->Name + PREFIX, table->Value);
+    static constexpr UINTN prefix = sizeof("RAID ") - 1;
+    if (compareWords("RAID", table->Name) == Likeness::begins) {
+      offerName(meaning, table->Name + prefix, table->Value);
     }
   }
 }
 
-XYL_RESULT refuseAmbiguous(const XYL_CONTEXT &context, const MEANING &meaning) {
-  complain(context.Front, "'%a' may be %a; write more of it", meaning.Text, meaning.Names.Text);
+Result refuseAmbiguous(const Context &context, const Meaning &meaning) {
+  complain(context.front, "'%a' may be %a; write more of it", meaning.text, meaning.names.text);
   return wrongUsage();
 }
 
-void appendNames(WORD_LIST &list, const VALUE_NAME_TABLE *table, UINT64 mask) {
+void appendNames(WordList &list, const driver::VALUE_NAME_TABLE *table, UINT64 mask) {
   for (; table->Name != nullptr; ++table) {
     if (mask == ~0ULL || (table->Value & mask) != 0) {
       append(list, ", ", table->Name);
@@ -77,17 +79,19 @@ bool isNumber(const CHAR8 *text) {
   return *text == 0;
 }
 
-bool nextItem(const CHAR8 **list, ITEM *item) {
+bool nextItem(const CHAR8 **list, Item *item) {
   if (*list == nullptr || **list == 0) {
     return false;
   }
   UINTN length = 0;
   for (; **list != 0 && **list != ','; ++*list) {
-    if (length < sizeof(item->Text) - 1) {
-      item->Text[length++] = **list;
+    if (length < sizeof(item->text) - 1) {
+      item->text[length++] = **list;
     }
   }
-  item->Text[length] = 0;
+  item->text[length] = 0;
   *list += **list == ',' ? 1 : 0;
   return true;
 }
+
+} // namespace xyl::client

@@ -6,14 +6,16 @@
 #include "driver/controller/controller.h"
 #include "driver/live/live.h"
 
+namespace xyl::driver {
+
 static constexpr EFI_GUID g_raidXylGuid = RAID_XYL_PROTOCOL_GUID;
 static constexpr EFI_GUID g_raidMgmtGuid = RAID_MGMT_PROTOCOL_GUID;
 
 // Identities of the adapters that are not served.
-static constexpr UINT16 EXCLUDED_SUBVENDOR = 0x4E54;
-static constexpr RAID_PCI_IDENTITY g_excludedModel = {
-    0x1F4E, EXCLUDED_SUBVENDOR, 0x0073, EXCLUDED_SUBVENDOR, 0, 0, 0, 0, 0};
-static constexpr UINT16 EXCLUDED_SET_VENDOR = 0x8086;
+static constexpr UINT16 excludedSubvendor = 0x4E54;
+static constexpr RAID_PCI_IDENTITY g_excludedModel = {0x1F4E, excludedSubvendor, 0x0073, excludedSubvendor, 0, 0, 0, 0,
+                                                      0};
+static constexpr UINT16 excludedSetVendor = 0x8086;
 static constexpr UINT16 g_excludedDevices[] = {0x3A25, 0x3B24, 0x3B25};
 static constexpr UINT16 g_excludedSubdevices[] = {0x0251, 0x0252, 0x0253, 0x0254, 0x0255, 0x0256, 0x0257};
 
@@ -32,8 +34,8 @@ static const CHAR8 *declinedModel(const RAID_PCI_IDENTITY &id) {
       id.SubvendorID == g_excludedModel.SubvendorID && id.SubdeviceID == g_excludedModel.SubdeviceID) {
     return "Tarn H1 adapter is not served\n";
   }
-  if (id.VendorID == EXCLUDED_SET_VENDOR && contains(g_excludedDevices, id.DeviceID) &&
-      id.SubvendorID == EXCLUDED_SUBVENDOR && contains(g_excludedSubdevices, id.SubdeviceID)) {
+  if (id.VendorID == excludedSetVendor && contains(g_excludedDevices, id.DeviceID) &&
+      id.SubvendorID == excludedSubvendor && contains(g_excludedSubdevices, id.SubdeviceID)) {
     return "Tarn S1 adapter is not served\n";
   }
   return nullptr;
@@ -89,18 +91,18 @@ static EFI_STATUS installTable(EFI_HANDLE controller, RAID_XYL_PROTOCOL *table) 
 }
 
 // What a Start attempt keeps: all of it, or of a declined controller the open management protocol, or nothing.
-enum START_OUTCOME { START_SERVED, START_DECLINED, START_FAILED };
+enum class StartOutcome { served, declined, failed };
 
 static EFI_STATUS serve(EFI_HANDLE controller, const RAID_PCI_IDENTITY &identity, RAID_XYL_PROTOCOL *table,
-                        START_OUTCOME *outcome) {
+                        StartOutcome *outcome) {
   const CHAR8 *declined = declinedModel(identity);
   if (declined != nullptr) {
     printText(declined);
-    *outcome = START_DECLINED;
+    *outcome = StartOutcome::declined;
     return EFI_SUCCESS;
   }
   EFI_STATUS status = installTable(controller, table);
-  *outcome = EFI_ERROR(status) ? START_FAILED : START_SERVED;
+  *outcome = EFI_ERROR(status) ? StartOutcome::failed : StartOutcome::served;
   return status;
 }
 
@@ -139,18 +141,18 @@ static EFI_STATUS EFIAPI start(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HANDLE 
   }
   RAID_MGMT_PROTOCOL *mgmt = instance->RaidMgmtProtocol;
   RAID_ADAPTER_RECORD *adapter = nullptr;
-  START_OUTCOME outcome = START_FAILED;
+  StartOutcome outcome = StartOutcome::failed;
   status = mgmt == nullptr ? EFI_UNSUPPORTED : readAdapter(mgmt, &adapter);
   if (!EFI_ERROR(status)) {
     status = serve(controller, adapter->PCIID, &instance->RaidXylProtocol, &outcome);
   }
-  if (outcome == START_FAILED) {
+  if (outcome == StartOutcome::failed) {
     closeManagement(binding, controller);
   }
   if (adapter != nullptr) {
     mgmt->FreeRecords(mgmt, adapter, 1);
   }
-  if (outcome != START_SERVED) {
+  if (outcome != StartOutcome::served) {
     poolFree(instance);
   }
   return status;
@@ -176,3 +178,5 @@ static EFI_STATUS EFIAPI stop(EFI_DRIVER_BINDING_PROTOCOL *binding, EFI_HANDLE c
 }
 
 EFI_DRIVER_BINDING_PROTOCOL g_driverBinding = {supported, start, stop, /* Version= */ 0x0A, nullptr, nullptr};
+
+} // namespace xyl::driver

@@ -4,6 +4,8 @@
 #include "driver/binding/instances.h"
 #include "driver/xml/xml.h"
 
+namespace xyl::driver {
+
 const EFI_GUID g_driverBindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
 const EFI_GUID g_componentName2Guid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
 static constexpr EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
@@ -77,3 +79,5 @@ EFI_STATUS EFIAPI RaidXylEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) 
   g_debugLog = locateLog();
   return EFI_SUCCESS;
 }
+
+} // namespace xyl::driver

@@ -2,11 +2,13 @@
 #include "driver/binding/instances.h"
 #include "driver/controller/controller.h"
 
+namespace xyl::driver {
+
 static constexpr EFI_GUID g_raidMgmtAltGuid = RAID_MGMT_ALT_PROTOCOL_GUID;
 
 static constexpr CHAR16 g_driverName[] = u"Norvik Tarn RAIDMgmt Driver";
-static constexpr UINTN DRIVER_NAME_BUFFER_SIZE = 60;
-static_assert(sizeof(g_driverName) <= DRIVER_NAME_BUFFER_SIZE);
+static constexpr UINTN driverNameBufferSize = 60;
+static_assert(sizeof(g_driverName) <= driverNameBufferSize);
 
 // Every call hands out a new buffer, which stays with the caller.
 static EFI_STATUS EFIAPI getDriverName(EFI_COMPONENT_NAME2_PROTOCOL *table, const CHAR8 *language,
@@ -14,7 +16,7 @@ static EFI_STATUS EFIAPI getDriverName(EFI_COMPONENT_NAME2_PROTOCOL *table, cons
   if (table == nullptr || language == nullptr || driverName == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  *driverName = static_cast<CHAR16 *>(poolAllocateZero(DRIVER_NAME_BUFFER_SIZE));
+  *driverName = static_cast<CHAR16 *>(poolAllocateZero(driverNameBufferSize));
   if (*driverName == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -38,7 +40,7 @@ static EFI_STATUS EFIAPI getControllerName(EFI_COMPONENT_NAME2_PROTOCOL *table, 
   }
   RAID_MGMT_PROTOCOL *mgmt = static_cast<RAID_MGMT_PROTOCOL *>(interface);
   RAID_CMD_BLOCK block = makeCommand(RAID_COMMAND_GET, RAID_OBJECT_ADAPTER);
-  block.Revision = RAID_BLOCK_REVISION_NAME;
+  block.Revision = blockRevisionName;
   RAID_CMD_RESULT result;
   EFI_STATUS status = executeCommand(mgmt, &block, &result);
   if (EFI_ERROR(status) || result.Data == nullptr || result.DataSize < offsetof(RAID_RECORD_HEADER, ObjVersion)) {
@@ -49,3 +51,5 @@ static EFI_STATUS EFIAPI getControllerName(EFI_COMPONENT_NAME2_PROTOCOL *table, 
 }
 
 EFI_COMPONENT_NAME2_PROTOCOL g_componentName2 = {getDriverName, getControllerName, "en-US"};
+
+} // namespace xyl::driver

@@ -2,9 +2,11 @@
 
 #include "base/log.h"
 
+namespace xyl::driver {
+
 RAID_CMD_BLOCK makeCommand(UINT32 command, UINT32 objectType) {
   RAID_CMD_BLOCK block = {};
-  block.Revision = RAID_BLOCK_REVISION;
+  block.Revision = blockRevision;
   block.Command = command;
   block.ObjectType = objectType;
   return block;
@@ -36,3 +38,5 @@ void giveBack(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_RESULT *result) {
   }
   *result = {};
 }
+
+} // namespace xyl::driver

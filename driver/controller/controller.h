@@ -3,12 +3,14 @@
 
 #include "raid_records.h"
 
-// Block revisions.
-#define RAID_BLOCK_REVISION_NAME 1 // controller name query
-#define RAID_BLOCK_REVISION 2      // all blocks that the driver builds itself
-#define RAID_BLOCK_REVISION_KEY 3  // commands that carry a key
+namespace xyl::driver {
 
-// A block of RAID_BLOCK_REVISION for command on objectType, without ids and data.
+// Block revisions.
+inline constexpr UINT32 blockRevisionName = 1; // controller name query
+inline constexpr UINT32 blockRevision = 2;     // all blocks that the driver builds itself
+inline constexpr UINT32 blockRevisionKey = 3;  // commands that carry a key
+
+// A block of blockRevision for command on objectType, without ids and data.
 RAID_CMD_BLOCK makeCommand(UINT32 command, UINT32 objectType);
 
 // Clears *result and runs the block. Returns the controller's status; *result is to be read only on success, and its
@@ -23,3 +25,5 @@ UINT32 recordCount(const RAID_CMD_RESULT *result);
 
 // Gives an answer's data back with its record count (DataSize >> 9) and clears the descriptor. No data: does nothing.
 void giveBack(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_RESULT *result);
+
+} // namespace xyl::driver

@@ -5,7 +5,9 @@
 #include "driver/inventory/inventory.h"
 #include "driver/xml/xml.h"
 
-static constexpr const CHAR8 *SCHEMA_INSTANCE = "http://www.w3.org/2001/XMLSchema-instance";
+namespace xyl::driver {
+
+static constexpr const CHAR8 *schemaInstance = "http://www.w3.org/2001/XMLSchema-instance";
 
 // A root-like element with the schema attributes, or null without memory.
 static XML_NODE *newSchemaElement(const CHAR8 *name, const CHAR8 *schema) {
@@ -13,7 +15,7 @@ static XML_NODE *newSchemaElement(const CHAR8 *name, const CHAR8 *schema) {
   if (node == nullptr) {
     return nullptr;
   }
-  XML_ATTRIBUTE *space = NewXMLAttribute("xmlns:xsi", SCHEMA_INSTANCE);
+  XML_ATTRIBUTE *space = NewXMLAttribute("xmlns:xsi", schemaInstance);
   node->Attributes = space;
   XML_ATTRIBUTE *location = space == nullptr ? nullptr : NewXMLAttribute("xsi:noNamespaceSchemaLocation", schema);
   if (location == nullptr) {
@@ -99,28 +101,28 @@ static UINT64 *newDiskIndex(const RAID_CONFIG *config) {
 }
 
 // The disks of the enclosures, one after the other. Without an index all disks are looked at for each.
-struct DISK_WALK {
-  const RAID_CONFIG *Config;
-  const UINT64 *Index;
-  UINT32 Next;
+struct DiskWalk {
+  const RAID_CONFIG *config;
+  const UINT64 *index;
+  UINT32 next;
 };
 
-static void beginDisks(DISK_WALK &walk, UINT32 deviceId) {
-  walk.Next = walk.Index == nullptr
+static void beginDisks(DiskWalk &walk, UINT32 deviceId) {
+  walk.next = walk.index == nullptr
                   ? 0
-                  : static_cast<UINT32>(lowerBound(walk.Index, walk.Config->physicalDiskCount, indexKey(deviceId, 0)));
+                  : static_cast<UINT32>(lowerBound(walk.index, walk.config->physicalDiskCount, indexKey(deviceId, 0)));
 }
 
 // The enclosure's next disk, or null behind the last one.
-static const RAID_PD_RECORD *nextDisk(DISK_WALK &walk, UINT32 deviceId) {
-  while (walk.Next < walk.Config->physicalDiskCount) {
-    UINT32 position = walk.Index == nullptr ? walk.Next : static_cast<UINT32>(walk.Index[walk.Next]);
-    ++walk.Next;
-    const RAID_PD_RECORD *disk = &walk.Config->physicalDisks[position];
+static const RAID_PD_RECORD *nextDisk(DiskWalk &walk, UINT32 deviceId) {
+  while (walk.next < walk.config->physicalDiskCount) {
+    UINT32 position = walk.index == nullptr ? walk.next : static_cast<UINT32>(walk.index[walk.next]);
+    ++walk.next;
+    const RAID_PD_RECORD *disk = &walk.config->physicalDisks[position];
     if (disk->EnclosureDeviceID == deviceId) {
       return disk;
     }
-    if (walk.Index != nullptr) {
+    if (walk.index != nullptr) {
       return nullptr;
     }
   }
@@ -129,7 +131,7 @@ static const RAID_PD_RECORD *nextDisk(DISK_WALK &walk, UINT32 deviceId) {
 
 // Adds the enclosure's disks behind its last child. An enclosure that got no child of its own stays empty, as an
 // adapter does: there is nothing to link a disk to.
-static bool addDisksInside(DISK_WALK &walk, UINT32 deviceId, XML_NODE *last) {
+static bool addDisksInside(DiskWalk &walk, UINT32 deviceId, XML_NODE *last) {
   if (last == nullptr) {
     return true;
   }
@@ -145,7 +147,7 @@ static bool addDisksInside(DISK_WALK &walk, UINT32 deviceId, XML_NODE *last) {
 
 static bool addEnclosures(const RAID_CONFIG *config, XML_NODE *&last) {
   UINT64 *index = config->enclosureCount > 1 ? newDiskIndex(config) : nullptr;
-  DISK_WALK walk = {config, index, 0};
+  DiskWalk walk = {config, index, 0};
   bool added = true;
   for (UINT32 i = 0; added && i < config->enclosureCount; ++i) {
     const RAID_ENCLOSURE_RECORD *enclosure = &config->enclosures[i];
@@ -230,11 +232,13 @@ static EFI_STATUS writeDocument(const RAID_CONFIG *config, CHAR8 **text) {
 }
 
 EFI_STATUS cacheToXML(const RAID_CONFIG *config, CHAR8 **text) {
-  static constexpr const CHAR8 *NAME = "cacheToXML";
-  logEntered(NAME);
+  static constexpr const CHAR8 *routine = "cacheToXML";
+  logEntered(routine);
   if (config == nullptr || text == nullptr) {
-    return logExit(NAME, EFI_INVALID_PARAMETER);
+    return logExit(routine, EFI_INVALID_PARAMETER);
   }
   *text = nullptr;
-  return logExit(NAME, writeDocument(config, text));
+  return logExit(routine, writeDocument(config, text));
 }
+
+} // namespace xyl::driver

@@ -5,8 +5,10 @@
 #include "driver/inventory/inventory.h"
 #include "driver/xml/xml.h"
 
-static constexpr const CHAR8 *ADD_FIELDS = "addFieldsToXML";
-static constexpr UINTN WIDE_DECIMAL_SIZE = 64;
+namespace xyl::driver {
+
+static constexpr const CHAR8 *addFieldsName = "addFieldsToXML";
+static constexpr UINTN wideDecimalSize = 64;
 
 EFI_STATUS pushTextElement(const CHAR8 *name, CHAR8 *content, XML_NODE *parent) {
   if (content == nullptr) {
@@ -44,7 +46,7 @@ static CHAR8 *newText(const CHAR8 *text, UINTN length) {
 static CHAR8 *decimalText(UINT64 value, UINTN limit) {
   CHAR8 digits[21];
   UINTN length = formatDecimal(digits, value);
-  CHAR8 *text = poolNew<CHAR8>(limit < 20 ? limit + 1 : WIDE_DECIMAL_SIZE);
+  CHAR8 *text = poolNew<CHAR8>(limit < 20 ? limit + 1 : wideDecimalSize);
   if (text != nullptr) {
     copyBytes(text, digits, length < limit ? length : limit);
   }
@@ -60,15 +62,16 @@ static CHAR8 *hexText(UINT64 value, unsigned digits) {
 }
 
 // A document in which a strict field has no name cannot be read back.
-static CHAR8 *nameText(UINT64 value, const FIELD_ROW &row) {
-  const CHAR8 *name = GetNameFromValue(value, row.Names);
-  if (isLogging() && (row.Flags & FIELD_STRICT) != 0 && GetValueFromName(name, row.Names) != value) {
-    LogPrint(LOG_WARN, ADD_FIELDS, "%a has the value %x, which has no name", row.Element, static_cast<UINT32>(value));
+static CHAR8 *nameText(UINT64 value, const FieldRow &row) {
+  const CHAR8 *name = GetNameFromValue(value, row.names);
+  if (isLogging() && (row.flags & fieldStrict) != 0 && GetValueFromName(name, row.names) != value) {
+    LogPrint(LOG_WARN, addFieldsName, "%a has the value %x, which has no name", row.element,
+             static_cast<UINT32>(value));
   }
-  CHAR8 *text = poolNew<CHAR8>(row.Length + 1U);
+  CHAR8 *text = poolNew<CHAR8>(row.length + 1U);
   if (text != nullptr) {
     UINTN length = textLength(name);
-    copyBytes(text, name, length < row.Length ? length : row.Length);
+    copyBytes(text, name, length < row.length ? length : row.length);
   }
   return text;
 }
@@ -94,23 +97,23 @@ static CHAR8 *trimmedText(const CHAR8 *field, UINTN size) {
   return newText(field + begin, length);
 }
 
-static CHAR8 *fixedText(const void *record, const FIELD_ROW &row) {
-  const CHAR8 *field = static_cast<const CHAR8 *>(record) + row.Place.Offset;
-  if (row.Flags & FIELD_TRIMMED) {
-    return trimmedText(field, row.Place.Width);
+static CHAR8 *fixedText(const void *record, const FieldRow &row) {
+  const CHAR8 *field = static_cast<const CHAR8 *>(record) + row.place.offset;
+  if (row.flags & fieldTrimmed) {
+    return trimmedText(field, row.place.width);
   }
   UINTN length = 0;
-  while (length < row.Place.Width && field[length] != 0 && !((row.Flags & FIELD_TO_BLANK) && field[length] == ' ')) {
+  while (length < row.place.width && field[length] != 0 && !((row.flags & fieldToBlank) && field[length] == ' ')) {
     ++length;
   }
   return newText(field, length);
 }
 
 // Pushes one item per set bit, the highest first, so that they stand in ascending order.
-static EFI_STATUS pushItems(UINT32 mask, const FIELD_ROW &row, XML_NODE *container) {
+static EFI_STATUS pushItems(UINT32 mask, const FieldRow &row, XML_NODE *container) {
   while (mask != 0) {
     UINT32 bit = 0x80000000U >> __builtin_clz(mask);
-    EFI_STATUS status = pushTextElement(row.Item, nameText(bit, row), container);
+    EFI_STATUS status = pushTextElement(row.item, nameText(bit, row), container);
     if (EFI_ERROR(status)) {
       return status;
     }
@@ -119,28 +122,27 @@ static EFI_STATUS pushItems(UINT32 mask, const FIELD_ROW &row, XML_NODE *contain
   return EFI_SUCCESS;
 }
 
-static void addMaskToXML(UINT32 mask, const FIELD_ROW &row, XML_NODE *parent) {
-  XML_NODE *container = pushContainer(row.Element, parent);
+static void addMaskToXML(UINT32 mask, const FieldRow &row, XML_NODE *parent) {
+  XML_NODE *container = pushContainer(row.element, parent);
   if (container != nullptr) {
     pushItems(mask, row, container);
   }
 }
 
-static void addCachePolicyToXML(UINT32 word, const FIELD_ROW &row, XML_NODE *parent) {
-  XML_NODE *container = pushContainer(row.Element, parent);
+static void addCachePolicyToXML(UINT32 word, const FieldRow &row, XML_NODE *parent) {
+  XML_NODE *container = pushContainer(row.element, parent);
   if (container == nullptr) {
     return;
   }
   EFI_STATUS status = EFI_SUCCESS;
-  for (UINT32 i = row.Fields->RowCount; i-- > 0 && !EFI_ERROR(status);) {
-    const FIELD_ROW &group = row.Fields->Rows[i];
-    status = pushItems(word & group.Mask, group, container);
+  for (UINT32 i = row.fields->rowCount; i-- > 0 && !EFI_ERROR(status);) {
+    const FieldRow &group = row.fields->rows[i];
+    status = pushItems(word & group.mask, group, container);
   }
 }
 
 // Pushes an element of that name with the fields as its children.
-static EFI_STATUS addContainerToXML(const CHAR8 *name, const void *record, const FIELD_TABLE &fields,
-                                    XML_NODE *parent) {
+static EFI_STATUS addContainerToXML(const CHAR8 *name, const void *record, const FieldTable &fields, XML_NODE *parent) {
   XML_NODE *container = pushContainer(name, parent);
   if (container == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -149,19 +151,19 @@ static EFI_STATUS addContainerToXML(const CHAR8 *name, const void *record, const
 }
 
 EFI_STATUS addPCIIDToXML(const RAID_PCI_IDENTITY *identity, XML_NODE *parent) {
-  const FIELD_ROW &row = adapterRow(FORMAT_PCI_IDENTITY);
-  return addContainerToXML(row.Element, identity, *row.Fields, parent);
+  const FieldRow &row = adapterRow(FieldFormat::pciIdentity);
+  return addContainerToXML(row.element, identity, *row.fields, parent);
 }
 
 EFI_STATUS addRAIDLevelDescToXML(const RAID_LEVEL_PARAMS *params, XML_NODE *parent) {
-  const FIELD_ROW &row = adapterRow(FORMAT_RAID_LEVEL_PARAMS);
-  return addContainerToXML(row.Item, params, *row.Fields, parent);
+  const FieldRow &row = adapterRow(FieldFormat::raidLevelParams);
+  return addContainerToXML(row.item, params, *row.fields, parent);
 }
 
-static void addRatesToXML(const RAID_RATE *rates, const FIELD_ROW &row, XML_NODE *parent) {
+static void addRatesToXML(const RAID_RATE *rates, const FieldRow &row, XML_NODE *parent) {
   for (unsigned slot = RAID_RATE_COUNT; slot-- > 0;) {
     if (rates[slot].Name != nullptr) {
-      addContainerToXML(row.Element, &rates[slot], *row.Fields, parent);
+      addContainerToXML(row.element, &rates[slot], *row.fields, parent);
     }
   }
 }
@@ -173,13 +175,13 @@ static void checkLevels(const RAID_ADAPTER_RECORD *adapter, UINT32 count) {
     missing &= ~adapter->RAIDLevelParams[i].RAIDLevel;
   }
   if (missing != 0) {
-    LogPrint(LOG_WARN, ADD_FIELDS, "RAIDLevelParams has no entry for the bits %x of SupportedRAIDLevels", missing);
+    LogPrint(LOG_WARN, addFieldsName, "RAIDLevelParams has no entry for the bits %x of SupportedRAIDLevels", missing);
   }
 }
 
 // A descriptor that fails leaves its part incomplete and the next one is written all the same.
-static EFI_STATUS addLevelParamsToXML(const RAID_ADAPTER_RECORD *adapter, const FIELD_ROW &row, XML_NODE *parent) {
-  XML_NODE *container = pushContainer(row.Element, parent);
+static EFI_STATUS addLevelParamsToXML(const RAID_ADAPTER_RECORD *adapter, const FieldRow &row, XML_NODE *parent) {
+  XML_NODE *container = pushContainer(row.element, parent);
   if (container == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -192,18 +194,18 @@ static EFI_STATUS addLevelParamsToXML(const RAID_ADAPTER_RECORD *adapter, const 
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS addWideTextToXML(const CHAR16 *text, const FIELD_ROW &row, XML_NODE *parent) {
-  if (text == nullptr && (row.Flags & FIELD_NULL_NO_TEXT)) {
-    return pushContainer(row.Element, parent) == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
+static EFI_STATUS addWideTextToXML(const CHAR16 *text, const FieldRow &row, XML_NODE *parent) {
+  if (text == nullptr && (row.flags & fieldNullNoText)) {
+    return pushContainer(row.element, parent) == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
   }
-  return pushTextElement(row.Element, textNarrowDuplicate(text), parent);
+  return pushTextElement(row.element, textNarrowDuplicate(text), parent);
 }
 
-static EFI_STATUS addIdsToXML(const void *record, const FIELD_ROW &row, XML_NODE *parent) {
-  const UINT32 *ids = static_cast<const UINT32 *>(fieldPointer(record, row.Place));
-  UINT64 count = ids == nullptr ? 0 : fieldLoad(record, row.Count);
+static EFI_STATUS addIdsToXML(const void *record, const FieldRow &row, XML_NODE *parent) {
+  const UINT32 *ids = static_cast<const UINT32 *>(fieldPointer(record, row.place));
+  UINT64 count = ids == nullptr ? 0 : fieldLoad(record, row.count);
   for (UINT64 i = 0; i < count; ++i) {
-    EFI_STATUS status = pushTextElement(row.Element, decimalText(ids[i], row.Length), parent);
+    EFI_STATUS status = pushTextElement(row.element, decimalText(ids[i], row.length), parent);
     if (EFI_ERROR(status)) {
       return status;
     }
@@ -211,88 +213,89 @@ static EFI_STATUS addIdsToXML(const void *record, const FIELD_ROW &row, XML_NODE
   return EFI_SUCCESS;
 }
 
-static bool isZero(const void *record, const FIELD_ROW &row) {
-  if (row.Format == FORMAT_FIXED_TEXT) {
-    return static_cast<const CHAR8 *>(record)[row.Place.Offset] == 0;
+static bool isZero(const void *record, const FieldRow &row) {
+  if (row.format == FieldFormat::fixedText) {
+    return static_cast<const CHAR8 *>(record)[row.place.offset] == 0;
   }
-  return fieldLoad(record, row.Place) == 0;
+  return fieldLoad(record, row.place) == 0;
 }
 
-static bool isWritten(const void *record, const FIELD_ROW &row) {
-  if (row.Flags & FIELD_READ_ONLY) {
+static bool isWritten(const void *record, const FieldRow &row) {
+  if (row.flags & fieldReadOnly) {
     return false;
   }
-  if ((row.Flags & FIELD_WHEN_VERSIONED) && static_cast<const RAID_RECORD_HEADER *>(record)->ObjVersion == 0) {
+  if ((row.flags & fieldWhenVersioned) && static_cast<const RAID_RECORD_HEADER *>(record)->ObjVersion == 0) {
     return false;
   }
-  if ((row.Flags & FIELD_WHEN_NOT_ZERO) && isZero(record, row)) {
+  if ((row.flags & fieldWhenNotZero) && isZero(record, row)) {
     return false;
   }
-  if ((row.Flags & FIELD_MODE) && !(fieldLoad(record, row.Place) & RAID_MODE_PRESENT)) {
+  if ((row.flags & fieldMode) && !(fieldLoad(record, row.place) & RAID_MODE_PRESENT)) {
     return false;
   }
-  return row.Format != FORMAT_MARK || fieldValue(record, row) != 0;
+  return row.format != FieldFormat::mark || fieldValue(record, row) != 0;
 }
 
 // The status is that of an element that the object's writer makes itself; a nested writer's failure leaves its part
 // incomplete and does not end the object.
-static EFI_STATUS addFieldToXML(const void *record, const FIELD_ROW &row, XML_NODE *parent) {
-  const UINT8 *field = static_cast<const UINT8 *>(record) + row.Place.Offset;
-  switch (row.Format) { // not taken: every format is a case
-  case FORMAT_DECIMAL:
-    return pushTextElement(row.Element, decimalText(fieldValue(record, row), row.Length), parent);
-  case FORMAT_HEX:
-    return pushTextElement(row.Element, hexText(fieldValue(record, row), row.Length), parent);
-  case FORMAT_WIDE_TEXT:
-    return addWideTextToXML(static_cast<const CHAR16 *>(fieldPointer(record, row.Place)), row, parent);
-  case FORMAT_FIXED_TEXT:
-    return pushTextElement(row.Element, fixedText(record, row), parent);
-  case FORMAT_NAME:
-    return pushTextElement(row.Element, nameText(fieldValue(record, row), row), parent);
-  case FORMAT_BOOLEAN:
-    return pushTextElement(row.Element, textDuplicate(GetNameFromValue(fieldValue(record, row), g_boolTable)), parent);
-  case FORMAT_MARK:
-    return pushTextElement(row.Element, textDuplicate("True"), parent);
-  case FORMAT_MASK:
-    addMaskToXML(static_cast<UINT32>(fieldLoad(record, row.Place)), row, parent);
+static EFI_STATUS addFieldToXML(const void *record, const FieldRow &row, XML_NODE *parent) {
+  const UINT8 *field = static_cast<const UINT8 *>(record) + row.place.offset;
+  switch (row.format) { // not taken: every format is a case
+  case FieldFormat::decimal:
+    return pushTextElement(row.element, decimalText(fieldValue(record, row), row.length), parent);
+  case FieldFormat::hex:
+    return pushTextElement(row.element, hexText(fieldValue(record, row), row.length), parent);
+  case FieldFormat::wideText:
+    return addWideTextToXML(static_cast<const CHAR16 *>(fieldPointer(record, row.place)), row, parent);
+  case FieldFormat::fixedText:
+    return pushTextElement(row.element, fixedText(record, row), parent);
+  case FieldFormat::name:
+    return pushTextElement(row.element, nameText(fieldValue(record, row), row), parent);
+  case FieldFormat::boolean:
+    return pushTextElement(row.element, textDuplicate(GetNameFromValue(fieldValue(record, row), g_boolTable)), parent);
+  case FieldFormat::mark:
+    return pushTextElement(row.element, textDuplicate("True"), parent);
+  case FieldFormat::mask:
+    addMaskToXML(static_cast<UINT32>(fieldLoad(record, row.place)), row, parent);
     break;
-  case FORMAT_CACHE_POLICY:
-    addCachePolicyToXML(static_cast<UINT32>(fieldLoad(record, row.Place)), row, parent);
+  case FieldFormat::cachePolicy:
+    addCachePolicyToXML(static_cast<UINT32>(fieldLoad(record, row.place)), row, parent);
     break;
-  case FORMAT_PCI_IDENTITY:
-  case FORMAT_RAID_LEVEL_DESC:
-    addContainerToXML(row.Element, field, *row.Fields, parent);
+  case FieldFormat::pciIdentity:
+  case FieldFormat::raidLevelDesc:
+    addContainerToXML(row.element, field, *row.fields, parent);
     break;
-  case FORMAT_RATES:
+  case FieldFormat::rates:
     addRatesToXML(reinterpret_cast<const RAID_RATE *>(field), row, parent);
     break;
-  case FORMAT_RAID_LEVEL_PARAMS:
+  case FieldFormat::raidLevelParams:
     return addLevelParamsToXML(static_cast<const RAID_ADAPTER_RECORD *>(record), row, parent);
-  case FORMAT_ID_LIST:
+  case FieldFormat::idList:
     return addIdsToXML(record, row, parent);
-  case FORMAT_ENCLOSURE: // not taken: nested objects and the key identifier follow behind the adapter's own elements
-  case FORMAT_PHYSICAL_DISK:
-  case FORMAT_VIRTUAL_DISK:
-  case FORMAT_KEY_ID:
+  case FieldFormat::enclosure: // not taken: nested objects and the key identifier follow behind the adapter's own
+                               // elements
+  case FieldFormat::physicalDisk:
+  case FieldFormat::virtualDisk:
+  case FieldFormat::keyId:
     break;
   }
   return EFI_SUCCESS;
 }
 
-static const CHAR8 *lineBefore(FIELD_FORMAT format) {
-  return format == FORMAT_CACHE_POLICY      ? "Cache Policy..."
-         : format == FORMAT_RAID_LEVEL_DESC ? "RL Desc..."
-                                            : "LD Attributes...";
+static const CHAR8 *lineBefore(FieldFormat format) {
+  return format == FieldFormat::cachePolicy     ? "Cache Policy..."
+         : format == FieldFormat::raidLevelDesc ? "RL Desc..."
+                                                : "LD Attributes...";
 }
 
-EFI_STATUS addFieldsToXML(const void *record, const FIELD_TABLE &fields, XML_NODE *parent) {
-  for (UINT32 i = fields.RowCount; i-- > 0;) {
-    const FIELD_ROW &row = fields.Rows[i];
+EFI_STATUS addFieldsToXML(const void *record, const FieldTable &fields, XML_NODE *parent) {
+  for (UINT32 i = fields.rowCount; i-- > 0;) {
+    const FieldRow &row = fields.rows[i];
     if (!isWritten(record, row)) {
       continue;
     }
-    if ((row.Flags & FIELD_LOGGED) != 0) {
-      LogPrint(LOG_TRACE, "addLDsToXML", lineBefore(row.Format));
+    if ((row.flags & fieldLogged) != 0) {
+      LogPrint(LOG_TRACE, "addLDsToXML", lineBefore(row.format));
     }
     EFI_STATUS status = addFieldToXML(record, row, parent);
     if (EFI_ERROR(status)) {
@@ -308,3 +311,5 @@ EFI_STATUS addHeaderToXML(const void *record, XML_NODE *parent) {
   }
   return addFieldsToXML(record, g_headerFields, parent);
 }
+
+} // namespace xyl::driver

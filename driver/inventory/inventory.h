@@ -5,6 +5,8 @@
 #include "raid_records.h"
 #include "xml_protocol.h"
 
+namespace xyl::driver {
+
 // Writes the inventory document of config. *text is a pool text that the caller owns, or null when the XML service gave
 // none. Records are only read; a record or child that cannot be written leaves a shorter document.
 //   EFI_INVALID_PARAMETER  a null argument
@@ -22,10 +24,12 @@ EFI_STATUS addKeyidToXML(const CHAR8 *keyId, XML_NODE *last);
 
 // The shared writers; each pushes onto parent. EFI_OUT_OF_RESOURCES leaves what was pushed.
 EFI_STATUS addHeaderToXML(const void *record, XML_NODE *parent);
-EFI_STATUS addFieldsToXML(const void *record, const FIELD_TABLE &fields, XML_NODE *parent);
+EFI_STATUS addFieldsToXML(const void *record, const FieldTable &fields, XML_NODE *parent);
 EFI_STATUS addPCIIDToXML(const RAID_PCI_IDENTITY *identity, XML_NODE *parent);
 EFI_STATUS addRAIDLevelDescToXML(const RAID_LEVEL_PARAMS *params, XML_NODE *parent);
 
 // Creates an element with content, a pool text that passes to it (freed on failure; null fails), and pushes it onto
 // parent.
 EFI_STATUS pushTextElement(const CHAR8 *name, CHAR8 *content, XML_NODE *parent);
+
+} // namespace xyl::driver

@@ -4,6 +4,8 @@
 #include "driver/inventory/inventory.h"
 #include "driver/xml/xml.h"
 
+namespace xyl::driver {
+
 EFI_STATUS addAdapterToXML(const RAID_ADAPTER_RECORD *adapter, XML_NODE *raidData) {
   if (adapter == nullptr || raidData == nullptr) {
     return EFI_INVALID_PARAMETER;
@@ -26,25 +28,25 @@ static XML_NODE *linkElement(const CHAR8 *name, XML_NODE *last) {
   return node;
 }
 
-static EFI_STATUS addObjectToXML(FIELD_FORMAT format, const void *record, XML_NODE *last) {
+static EFI_STATUS addObjectToXML(FieldFormat format, const void *record, XML_NODE *last) {
   if (record == nullptr || last == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  const FIELD_ROW &row = adapterRow(format);
-  XML_NODE *node = linkElement(row.Element, last);
+  const FieldRow &row = adapterRow(format);
+  XML_NODE *node = linkElement(row.element, last);
   if (node == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  EFI_STATUS status = addFieldsToXML(record, *row.Fields, node);
+  EFI_STATUS status = addFieldsToXML(record, *row.fields, node);
   return EFI_ERROR(status) ? status : addHeaderToXML(record, node);
 }
 
 EFI_STATUS addEnclosureToXML(const RAID_ENCLOSURE_RECORD *enclosure, XML_NODE *last) {
-  return addObjectToXML(FORMAT_ENCLOSURE, enclosure, last);
+  return addObjectToXML(FieldFormat::enclosure, enclosure, last);
 }
 
 EFI_STATUS addPDToXML(const RAID_PD_RECORD *disk, XML_NODE *last) {
-  return addObjectToXML(FORMAT_PHYSICAL_DISK, disk, last);
+  return addObjectToXML(FieldFormat::physicalDisk, disk, last);
 }
 
 EFI_STATUS addLDsToXML(const RAID_VD_RECORD *disk, XML_NODE *last) {
@@ -52,12 +54,12 @@ EFI_STATUS addLDsToXML(const RAID_VD_RECORD *disk, XML_NODE *last) {
     return EFI_INVALID_PARAMETER;
   }
   LogPrint(LOG_TRACE, "addLDsToXML", "Entered...");
-  const FIELD_ROW &row = adapterRow(FORMAT_VIRTUAL_DISK);
-  XML_NODE *node = linkElement(row.Element, last);
+  const FieldRow &row = adapterRow(FieldFormat::virtualDisk);
+  XML_NODE *node = linkElement(row.element, last);
   if (node == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  EFI_STATUS status = addFieldsToXML(disk, *row.Fields, node);
+  EFI_STATUS status = addFieldsToXML(disk, *row.fields, node);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -74,7 +76,7 @@ EFI_STATUS addKeyidToXML(const CHAR8 *keyId, XML_NODE *last) {
   if (scratch == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  XML_NODE *node = linkElement(adapterRow(FORMAT_KEY_ID).Element, last);
+  XML_NODE *node = linkElement(adapterRow(FieldFormat::keyId).element, last);
   if (node == nullptr) {
     poolFree(scratch);
     return EFI_OUT_OF_RESOURCES;
@@ -88,3 +90,5 @@ EFI_STATUS addKeyidToXML(const CHAR8 *keyId, XML_NODE *last) {
   }
   return EFI_SUCCESS;
 }
+
+} // namespace xyl::driver

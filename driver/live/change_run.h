@@ -4,8 +4,10 @@
 #include "raid_records.h"
 #include "raid_xyl.h"
 
+namespace xyl::driver {
+
 // Under what name Set_Live logs, its run included.
-static constexpr const CHAR8 *SET_LIVE = "RAIDXYLSet_Live";
+static constexpr const CHAR8 *setLiveName = "RAIDXYLSet_Live";
 
 // Runs request's commands in order until one fails and hands the "RaidConfig" log to element 0 of the array at
 // output->Data, up to and including the command that failed. Disk ids are translated from saved (null: none is) to the
@@ -18,3 +20,5 @@ EFI_STATUS runChanges(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *request, const RAID
 // A pool copy of the controller's first disk with that FQDD, with its texts copied and VDs null; it goes back with
 // FreeRecords and the count 1. Null when there is none, for a null fqdd, or without memory.
 RAID_PD_RECORD *FindPdByFqdd(RAID_MGMT_PROTOCOL *mgmt, const CHAR16 *fqdd);
+
+} // namespace xyl::driver

@@ -4,15 +4,19 @@
 #include "raid_mgmt.h"
 #include "raid_xyl.h"
 
+namespace xyl::driver {
+
 // "rXYL", first character in the lowest byte.
-#define RAID_XYL_DEV_SIGNATURE 0x4C595872ULL
+inline constexpr UINT64 RAID_XYL_DEV_SIGNATURE = 0x4C595872ULL;
 
 // One served controller: allocated by the binding's Start, freed by its Stop.
-typedef struct RAID_XYL_DEV {
+// NOLINTBEGIN(readability-identifier-naming): firmware's look, as its users know it
+struct RAID_XYL_DEV {
   UINTN Signature;
   RAID_MGMT_PROTOCOL *RaidMgmtProtocol; // opened BY_DRIVER
   RAID_XYL_PROTOCOL RaidXylProtocol;    // installed on the controller handle
-} RAID_XYL_DEV;
+};
+// NOLINTEND(readability-identifier-naming)
 
 // The management protocol of the instance that contains table, which must not be null.
 inline RAID_MGMT_PROTOCOL *mgmtOf(RAID_XYL_PROTOCOL *table) {
@@ -31,3 +35,5 @@ EFI_STATUS EFIAPI RAIDXYLVerify(RAID_XYL_PROTOCOL *table, RAID_XYL_PARAMETER *pa
 // Below zero, zero or above zero as version a is lower than, equal to or higher than b. Pieces between "." and "-" are
 // compared as numbers; a text that has run out has pieces of 0. Neither text may be null.
 int VersionCompare(const CHAR16 *a, const CHAR16 *b);
+
+} // namespace xyl::driver

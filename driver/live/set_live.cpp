@@ -6,8 +6,10 @@
 #include "driver/request/request.h"
 #include "driver/restore/restore.h"
 
+namespace xyl::driver {
+
 // From this size on, the output buffer describes an array of two buffers with new data.
-static constexpr UINT32 NEW_DATA_SIZE = 2 * sizeof(RAID_XYL_BUFFER);
+static constexpr UINT32 newDataSize = 2 * sizeof(RAID_XYL_BUFFER);
 
 // Documents carry passphrases.
 static void releaseDocument(CHAR8 *text) {
@@ -29,23 +31,23 @@ static CHAR8 *documentOf(const RAID_XYL_BUFFER *buffer, UINT32 index) {
 
 // Reads and releases the run-time options document.
 static EFI_STATUS readRunMode(CHAR8 *text, UINT32 *runModeFlag) {
-  LogPrint(LOG_TRACE, SET_LIVE, "Before parseRunTimeXML");
+  LogPrint(LOG_TRACE, setLiveName, "Before parseRunTimeXML");
   EFI_STATUS status = parseRunTimeXML(text, runModeFlag);
   releaseDocument(text);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_WARN, SET_LIVE, "Error in RunTime Parsing %r", status);
+    LogPrint(LOG_WARN, setLiveName, "Error in RunTime Parsing %r", status);
     return status;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, "RunTime Parsing = %r", status);
+  LogPrint(LOG_TRACE, setLiveName, "RunTime Parsing = %r", status);
   if ((*runModeFlag & RUN_MODE_RESTORE) != 0) {
-    LogPrint(LOG_TRACE, SET_LIVE, "runModeFlag is RESTORE %x ", *runModeFlag);
+    LogPrint(LOG_TRACE, setLiveName, "runModeFlag is RESTORE %x ", *runModeFlag);
     return EFI_SUCCESS;
   }
   if ((*runModeFlag & RUN_MODE_NORMAL) != 0) {
-    LogPrint(LOG_TRACE, SET_LIVE, "runModeFlag is NORMAL %x, should not come here...", *runModeFlag);
+    LogPrint(LOG_TRACE, setLiveName, "runModeFlag is NORMAL %x, should not come here...", *runModeFlag);
     return EFI_SUCCESS;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, "Wrong Mode, should not come here... %x", *runModeFlag);
+  LogPrint(LOG_TRACE, setLiveName, "Wrong Mode, should not come here... %x", *runModeFlag);
   return EFI_INVALID_PARAMETER;
 }
 
@@ -55,7 +57,7 @@ static EFI_STATUS readConfig(CHAR8 *text, RAID_CONFIG **config, UINT32 *count) {
   EFI_STATUS status = ParseXMLBlob(text, config, count);
   releaseDocument(text);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_WARN, SET_LIVE, "Parse XML blob returned error %r", status);
+    LogPrint(LOG_WARN, setLiveName, "Parse XML blob returned error %r", status);
   }
   return status;
 }
@@ -65,11 +67,11 @@ static EFI_STATUS readSaved(const RAID_XYL_BUFFER *document, RAID_CONFIG **saved
   if (document->Size == 0) {
     return EFI_SUCCESS;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, "Restore Operation: Parse Config XML");
+  LogPrint(LOG_TRACE, setLiveName, "Restore Operation: Parse Config XML");
   if (document->Data == nullptr) {
     return EFI_SUCCESS;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, "Parsing Old XML blob");
+  LogPrint(LOG_TRACE, setLiveName, "Parsing Old XML blob");
   UINT32 count = 0;
   EFI_STATUS status = readConfig(static_cast<CHAR8 *>(document->Data), saved, &count);
   if (EFI_ERROR(status)) {
@@ -80,32 +82,32 @@ static EFI_STATUS readSaved(const RAID_XYL_BUFFER *document, RAID_CONFIG **saved
 
 static EFI_STATUS restoreSaved(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, UINT32 runModeFlag,
                                RAID_XYL_BUFFER *output) {
-  LogPrint(LOG_TRACE, SET_LIVE, "Restore case: runModeFlag = %x ", runModeFlag);
+  LogPrint(LOG_TRACE, setLiveName, "Restore case: runModeFlag = %x ", runModeFlag);
   XML_NODE *logRoot = nullptr;
   EFI_STATUS status = RaidRestore(mgmt, saved, runModeFlag, &logRoot);
   updateResultLog(output, logRoot, LOG_KIND_RESTORE);
   FreeXMLNode(logRoot);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, SET_LIVE, "Restore failed ");
+    LogPrint(LOG_ERROR, setLiveName, "Restore failed ");
     return status;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, "Successfully performed Restore operation");
+  LogPrint(LOG_TRACE, setLiveName, "Successfully performed Restore operation");
   return EFI_SUCCESS;
 }
 
 static EFI_STATUS replacePart(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved) {
-  LogPrint(LOG_TRACE, SET_LIVE, "Part Replacement or Config Change with olddata provided");
+  LogPrint(LOG_TRACE, setLiveName, "Part Replacement or Config Change with olddata provided");
   EFI_STATUS status = _ChangeAdapter(mgmt, saved, /* log= */ nullptr);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, SET_LIVE, "_ChangeAdapter for Part Replacement failed ");
+    LogPrint(LOG_ERROR, setLiveName, "_ChangeAdapter for Part Replacement failed ");
     return status;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, "Successfully Changed Adapter for Part Replacement");
+  LogPrint(LOG_TRACE, setLiveName, "Successfully Changed Adapter for Part Replacement");
   return EFI_SUCCESS;
 }
 
 static EFI_STATUS changeConfiguration(RAID_MGMT_PROTOCOL *mgmt, const RAID_CONFIG *saved, RAID_XYL_BUFFER *output) {
-  LogPrint(LOG_TRACE, SET_LIVE, "Config Change with olddata and newdata provided");
+  LogPrint(LOG_TRACE, setLiveName, "Config Change with olddata and newdata provided");
   CHAR8 *text = documentOf(output, 1);
   if (text == nullptr) {
     return EFI_INVALID_PARAMETER;
@@ -124,7 +126,7 @@ static EFI_STATUS changeConfiguration(RAID_MGMT_PROTOCOL *mgmt, const RAID_CONFI
 static EFI_STATUS performRequest(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, UINT32 runModeFlag,
                                  RAID_XYL_BUFFER *output) {
   if (output != nullptr && output->Size != 0) {
-    return output->Size < NEW_DATA_SIZE ? EFI_SUCCESS : changeConfiguration(mgmt, saved, output);
+    return output->Size < newDataSize ? EFI_SUCCESS : changeConfiguration(mgmt, saved, output);
   }
   if (saved == nullptr) {
     return EFI_INVALID_PARAMETER;
@@ -138,7 +140,7 @@ static EFI_STATUS performRequest(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, U
 // Whether the operation would read or free one block as two things. Only what it would read counts.
 static bool sharesBlocks(const RAID_XYL_BUFFER *input, const RAID_XYL_BUFFER *output) {
   const RAID_XYL_BUFFER *saved = elementOf(input, 0);
-  bool hasNewData = output != nullptr && output->Size >= NEW_DATA_SIZE;
+  bool hasNewData = output != nullptr && output->Size >= newDataSize;
   const void *blocks[] = {saved->Size == 0 ? nullptr : saved->Data, documentOf(input, 1),
                           hasNewData ? output->Data : nullptr, hasNewData ? documentOf(output, 1) : nullptr};
   for (UINTN i = 0; i < sizeof(blocks) / sizeof(blocks[0]); ++i) {
@@ -163,7 +165,7 @@ static EFI_STATUS setLive(RAID_XYL_PROTOCOL *table, const RAID_XYL_PARAMETER *pa
   if (mgmt == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  LogPrint(LOG_TRACE, SET_LIVE, "Restore Operation Start - Parse RunTime XML");
+  LogPrint(LOG_TRACE, setLiveName, "Restore Operation Start - Parse RunTime XML");
   CHAR8 *options = documentOf(input, 1);
   if (options == nullptr || sharesBlocks(input, output)) {
     return EFI_INVALID_PARAMETER;
@@ -184,6 +186,8 @@ static EFI_STATUS setLive(RAID_XYL_PROTOCOL *table, const RAID_XYL_PARAMETER *pa
 
 EFI_STATUS EFIAPI RAIDXYLSet_Live(RAID_XYL_PROTOCOL *table, RAID_XYL_PARAMETER *parameter, RAID_XYL_BUFFER *input,
                                   RAID_XYL_BUFFER *output) {
-  logEntered(SET_LIVE);
-  return logExit(SET_LIVE, setLive(table, parameter, input, output));
+  logEntered(setLiveName);
+  return logExit(setLiveName, setLive(table, parameter, input, output));
 }
+
+} // namespace xyl::driver

@@ -6,19 +6,21 @@
 #include "driver/request/request.h"
 #include "driver/xml/xml.h"
 
-static constexpr const CHAR8 *VERIFY = "RAIDXYLVerify";
+namespace xyl::driver {
+
+static constexpr const CHAR8 *verifyName = "RAIDXYLVerify";
 
 // A mode byte that Verify compares when both adapters have the mode.
-struct MODE_CHECK {
-  UINT16 Offset;
-  UINT8 Mask; // the bits that count
-  const CHAR8 *LogLine;
-  const CHAR8 *ConsoleLine; // in place of LogLine, behind the operation's name
+struct ModeCheck {
+  UINT16 offset;
+  UINT8 mask; // the bits that count
+  const CHAR8 *logLine;
+  const CHAR8 *consoleLine; // in place of LogLine, behind the operation's name
 };
 
 #define MODE(member) offsetof(RAID_ADAPTER_RECORD, member)
 
-static constexpr MODE_CHECK g_modeChecks[] = {
+static constexpr ModeCheck g_modeChecks[] = {
     {MODE(CheckConsistencyMode), 0xFF, "Config change detected: CC Mode changed", nullptr},
     {MODE(PatrolReadMode), RAID_PATROL_READ_MODE_MASK, "Config change detected: patrolReadMode changed", nullptr},
     {MODE(UncertifiedMode), 0xFF, nullptr, ":Config change detected : Uncertified Mode changed \n"},
@@ -29,16 +31,16 @@ static constexpr MODE_CHECK g_modeChecks[] = {
 
 static UINT32 compareModes(const RAID_ADAPTER_RECORD *live, const RAID_ADAPTER_RECORD *saved) {
   UINT32 result = 0;
-  for (const MODE_CHECK &check : g_modeChecks) {
-    UINT64 now = fieldLoad(live, {check.Offset, 1});
-    UINT64 then = fieldLoad(saved, {check.Offset, 1});
-    if ((now & then & RAID_MODE_PRESENT) == 0 || ((now ^ then) & check.Mask) == 0) {
+  for (const ModeCheck &check : g_modeChecks) {
+    UINT64 now = fieldLoad(live, {check.offset, 1});
+    UINT64 then = fieldLoad(saved, {check.offset, 1});
+    if ((now & then & RAID_MODE_PRESENT) == 0 || ((now ^ then) & check.mask) == 0) {
       continue;
     }
-    if (check.LogLine != nullptr) {
-      LogPrint(LOG_WARN, VERIFY, check.LogLine);
+    if (check.logLine != nullptr) {
+      LogPrint(LOG_WARN, verifyName, check.logLine);
     } else {
-      printText(VERIFY, check.ConsoleLine);
+      printText(verifyName, check.consoleLine);
     }
     result = VERIFY_CONFIG_CHANGE;
   }
@@ -52,7 +54,7 @@ static UINT32 compareRates(const RAID_ADAPTER_RECORD *live, const RAID_ADAPTER_R
     RAID_RATE then = saved->Rates[i];
     bool sameRate = now.Name != nullptr && then.Name != nullptr && textEqual(now.Name, then.Name);
     if (sameRate && (now.EditableValue ^ then.EditableValue) >> RAID_RATE_VALUE_SHIFT != 0) {
-      LogPrint(LOG_WARN, VERIFY, "Config change detected: %s changed", static_cast<CHAR16 *>(now.Name));
+      LogPrint(LOG_WARN, verifyName, "Config change detected: %s changed", static_cast<CHAR16 *>(now.Name));
       result = VERIFY_CONFIG_CHANGE;
     }
   }
@@ -82,7 +84,7 @@ static UINT32 compareFirmware(const RAID_ADAPTER_RECORD *live, const RAID_ADAPTE
 static UINT32 compareAdapters(const RAID_ADAPTER_RECORD *live, const RAID_ADAPTER_RECORD *saved) {
   UINT32 result = 0;
   if (live->WWN != saved->WWN) {
-    LogPrint(LOG_WARN, VERIFY, "Part Replacement detected");
+    LogPrint(LOG_WARN, verifyName, "Part Replacement detected");
     result |= VERIFY_PART_REPLACEMENT;
   }
   result |= compareModes(live, saved);
@@ -95,11 +97,11 @@ static EFI_STATUS compareWithLive(RAID_MGMT_PROTOCOL *mgmt, const RAID_ADAPTER_R
   RAID_CMD_RESULT answer = {};
   EFI_STATUS status = issueCommand(mgmt, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, &answer);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_WARN, VERIFY, "Get Adapter returned error %r", status);
+    LogPrint(LOG_WARN, verifyName, "Get Adapter returned error %r", status);
     return status;
   }
   if (recordCount(&answer) == 0) {
-    LogPrint(LOG_ERROR, VERIFY, "Adapter returned no data");
+    LogPrint(LOG_ERROR, verifyName, "Adapter returned no data");
     status = EFI_NOT_FOUND;
   } else {
     *result = compareAdapters(static_cast<RAID_ADAPTER_RECORD *>(answer.Data), saved);
@@ -156,8 +158,8 @@ static EFI_STATUS verify(RAID_XYL_PROTOCOL *table, const RAID_XYL_PARAMETER *par
 
 EFI_STATUS EFIAPI RAIDXYLVerify(RAID_XYL_PROTOCOL *table, RAID_XYL_PARAMETER *parameter, RAID_XYL_BUFFER *input,
                                 RAID_XYL_BUFFER *newData, UINT32 *result) {
-  logEntered(VERIFY);
-  return logExit(VERIFY, verify(table, parameter, input, newData, result));
+  logEntered(verifyName);
+  return logExit(verifyName, verify(table, parameter, input, newData, result));
 }
 
 static bool isSeparator(CHAR16 unit) {
@@ -187,3 +189,5 @@ int VersionCompare(const CHAR16 *a, const CHAR16 *b) {
   } while (*a != 0 || *b != 0);
   return 0;
 }
+
+} // namespace xyl::driver

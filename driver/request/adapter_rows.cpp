@@ -4,18 +4,20 @@
 #include "base/pool.h"
 #include "driver/request/reader.h"
 
+namespace xyl::driver {
+
 // The children's order tells the fields, and a child with another name gives nothing. A rate always succeeds: without
 // memory it has no name.
-EFI_STATUS readRate(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading) {
-  UINT32 slot = reading.RateCount++;
+EFI_STATUS readRate(const XML_NODE *element, const FieldRow &row, ObjectReading &reading) {
+  UINT32 slot = reading.rateCount++;
   if (slot >= RAID_RATE_COUNT) {
     return EFI_SUCCESS;
   }
-  UINT8 *rate = static_cast<UINT8 *>(reading.Record) + row.Place.Offset + slot * sizeof(RAID_RATE);
+  UINT8 *rate = static_cast<UINT8 *>(reading.record) + row.place.offset + slot * sizeof(RAID_RATE);
   const XML_NODE *child = element->FirstChild;
-  for (UINT32 i = 0; i < row.Fields->RowCount && child != nullptr; ++i, child = child->NextSibling) {
-    if (isNamed(child, row.Fields->Rows[i].Element)) {
-      readField(child, row.Fields->Rows[i], rate);
+  for (UINT32 i = 0; i < row.fields->rowCount && child != nullptr; ++i, child = child->NextSibling) {
+    if (isNamed(child, row.fields->rows[i].element)) {
+      readField(child, row.fields->rows[i], rate);
     }
   }
   return EFI_SUCCESS;
@@ -26,8 +28,8 @@ static UINT32 levelCount(const RAID_ADAPTER_RECORD *adapter) {
 }
 
 // Gives the adapter an array of one descriptor per level bit, which begins with those it had.
-static EFI_STATUS resizeLevelParams(OBJECT_READING &reading) {
-  RAID_ADAPTER_RECORD *adapter = static_cast<RAID_ADAPTER_RECORD *>(reading.Record);
+static EFI_STATUS resizeLevelParams(ObjectReading &reading) {
+  RAID_ADAPTER_RECORD *adapter = static_cast<RAID_ADAPTER_RECORD *>(reading.record);
   UINT32 count = levelCount(adapter);
   RAID_LEVEL_PARAMS *params = nullptr;
   if (count != 0) {
@@ -35,36 +37,36 @@ static EFI_STATUS resizeLevelParams(OBJECT_READING &reading) {
     if (params == nullptr) {
       return EFI_OUT_OF_RESOURCES;
     }
-    UINT32 kept = reading.LevelCount < count ? reading.LevelCount : count;
+    UINT32 kept = reading.levelCount < count ? reading.levelCount : count;
     for (UINT32 i = 0; i < kept; ++i) {
       params[i] = adapter->RAIDLevelParams[i];
     }
   }
   poolFree(adapter->RAIDLevelParams);
   adapter->RAIDLevelParams = params;
-  reading.LevelCount = count;
+  reading.levelCount = count;
   return EFI_SUCCESS;
 }
 
-EFI_STATUS readLevelParams(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading) {
-  reading.HasLevelParams = true;
-  reading.LevelCount = 0; // descriptors of an earlier element do not stay
+EFI_STATUS readLevelParams(const XML_NODE *element, const FieldRow &row, ObjectReading &reading) {
+  reading.hasLevelParams = true;
+  reading.levelCount = 0; // descriptors of an earlier element do not stay
   EFI_STATUS status = resizeLevelParams(reading);
-  RAID_LEVEL_PARAMS *params = static_cast<RAID_ADAPTER_RECORD *>(reading.Record)->RAIDLevelParams;
+  RAID_LEVEL_PARAMS *params = static_cast<RAID_ADAPTER_RECORD *>(reading.record)->RAIDLevelParams;
   const XML_NODE *child = element->FirstChild;
-  for (UINT32 i = 0; !EFI_ERROR(status) && i < reading.LevelCount && child != nullptr; ++i) {
-    if (!isNamed(child, row.Item)) {
+  for (UINT32 i = 0; !EFI_ERROR(status) && i < reading.levelCount && child != nullptr; ++i) {
+    if (!isNamed(child, row.item)) {
       return EFI_INVALID_PARAMETER;
     }
-    status = readFields(child, *row.Fields, &params[i]);
+    status = readFields(child, *row.fields, &params[i]);
     child = child->NextSibling;
   }
   return status;
 }
 
-EFI_STATUS finishLevelParams(OBJECT_READING &reading) {
-  const RAID_ADAPTER_RECORD *adapter = static_cast<const RAID_ADAPTER_RECORD *>(reading.Record);
-  bool fits = !reading.HasLevelParams || reading.LevelCount == levelCount(adapter);
+EFI_STATUS finishLevelParams(ObjectReading &reading) {
+  const RAID_ADAPTER_RECORD *adapter = static_cast<const RAID_ADAPTER_RECORD *>(reading.record);
+  bool fits = !reading.hasLevelParams || reading.levelCount == levelCount(adapter);
   return fits ? EFI_SUCCESS : resizeLevelParams(reading);
 }
 
@@ -79,3 +81,5 @@ EFI_STATUS readKeyId(const XML_NODE *element, RAID_CONFIG *config) {
   copyFixedText(key->KeyID, element->Content, sizeof(key->KeyID));
   return EFI_SUCCESS;
 }
+
+} // namespace xyl::driver

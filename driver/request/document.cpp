@@ -6,7 +6,9 @@
 #include "driver/request/request.h"
 #include "driver/xml/xml.h"
 
-static constexpr const CHAR8 *PARSE_BLOB = "ParseXMLBlob";
+namespace xyl::driver {
+
+static constexpr const CHAR8 *parseBlobName = "ParseXMLBlob";
 
 // Makes sure that slot holds a configuration, an empty one when fresh.
 static bool prepareConfig(RAID_CONFIG **slot, bool fresh) {
@@ -33,7 +35,7 @@ static EFI_STATUS readRaidData(XML_NODE *raidData, RAID_CONFIG **configs, UINT32
       if (parseMethod(child, *slot) == EFI_OUT_OF_RESOURCES) {
         LogPrint(LOG_ERROR, "ParseRAIDData", "Out of memory, a method is left out");
       }
-      g_unreadElement.Text[0] = 0; // fails nothing but its method
+      g_unreadElement.text[0] = 0; // fails nothing but its method
       fresh = false;               // the next adapter keeps the commands
     }
     if (!isNamed(child, "Adapter")) {
@@ -57,19 +59,19 @@ static EFI_STATUS readRaidData(XML_NODE *raidData, RAID_CONFIG **configs, UINT32
 
 EFI_STATUS ParseRAIDData(XML_NODE *raidData, RAID_CONFIG **configs, UINT32 *count, UINT8 bus, UINT8 device,
                          UINT8 function) {
-  static constexpr const CHAR8 *NAME = "ParseRAIDData";
-  logEntered(NAME);
+  static constexpr const CHAR8 *routine = "ParseRAIDData";
+  logEntered(routine);
   if (raidData == nullptr || configs == nullptr || count == nullptr || *count == 0) {
-    return logExit(NAME, EFI_INVALID_PARAMETER);
+    return logExit(routine, EFI_INVALID_PARAMETER);
   }
   if (raidData->FirstChild == nullptr) {
-    return logExit(NAME, EFI_UNSUPPORTED);
+    return logExit(routine, EFI_UNSUPPORTED);
   }
   RAID_PCI_IDENTITY location = {};
   location.PCIBus = bus;
   location.PCIDevice = device;
   location.PCIFunction = function;
-  return logExit(NAME, readRaidData(raidData, configs, count, location));
+  return logExit(routine, readRaidData(raidData, configs, count, location));
 }
 
 // The first "raidData" of a "Configuration", or null.
@@ -114,12 +116,12 @@ static EFI_STATUS readComponent(const XML_NODE *root, RAID_CONFIG **configs, UIN
 }
 
 EFI_STATUS ParseXYLComponent(XML_NODE *root, RAID_CONFIG **configs, UINT32 *count) {
-  static constexpr const CHAR8 *NAME = "ParseXYLComponent";
-  logEntered(NAME);
+  static constexpr const CHAR8 *routine = "ParseXYLComponent";
+  logEntered(routine);
   if (root == nullptr || configs == nullptr || count == nullptr || *count == 0) {
-    return logExit(NAME, EFI_INVALID_PARAMETER);
+    return logExit(routine, EFI_INVALID_PARAMETER);
   }
-  return logExit(NAME, readComponent(root, configs, count));
+  return logExit(routine, readComponent(root, configs, count));
 }
 
 static EFI_STATUS readRoot(XML_NODE *root, RAID_CONFIG **configs, UINT32 *count) {
@@ -129,8 +131,8 @@ static EFI_STATUS readRoot(XML_NODE *root, RAID_CONFIG **configs, UINT32 *count)
   if (isNamed(root, "raidData")) {
     return ParseRAIDData(root, configs, count, 0, 0, 0);
   }
-  LOGGABLE_TEXT shown;
-  LogPrint(LOG_ERROR, PARSE_BLOB, "DOC head is %a, I don't know how to parse this", loggableText(root->Name, shown));
+  LoggableText shown;
+  LogPrint(LOG_ERROR, parseBlobName, "DOC head is %a, I don't know how to parse this", loggableText(root->Name, shown));
   *count = 0;
   return EFI_INVALID_PARAMETER;
 }
@@ -184,13 +186,13 @@ static EFI_STATUS parseBlob(const CHAR8 *text, RAID_CONFIG **configs, UINT32 *co
   if (g_xmlProtocol == nullptr) {
     return EFI_NOT_FOUND;
   }
-  g_unreadElement.Text[0] = 0;
-  LogPrint(LOG_TRACE, PARSE_BLOB, "About to Parse the XML blob...");
+  g_unreadElement.text[0] = 0;
+  LogPrint(LOG_TRACE, parseBlobName, "About to Parse the XML blob...");
   XML_NODE *root = nullptr;
   EFI_STATUS status = g_xmlProtocol->Parse(g_xmlProtocol, text, &root);
-  LogPrint(LOG_TRACE, PARSE_BLOB, "Return from Parsing blob %r", status);
+  LogPrint(LOG_TRACE, parseBlobName, "Return from Parsing blob %r", status);
   if (root == nullptr) {
-    LogPrint(LOG_ERROR, PARSE_BLOB, "Parse doc failed to parse");
+    LogPrint(LOG_ERROR, parseBlobName, "Parse doc failed to parse");
     *count = 0;
     return status;
   }
@@ -201,6 +203,8 @@ static EFI_STATUS parseBlob(const CHAR8 *text, RAID_CONFIG **configs, UINT32 *co
 }
 
 EFI_STATUS ParseXMLBlob(const CHAR8 *text, RAID_CONFIG **configs, UINT32 *count) {
-  logEntered(PARSE_BLOB);
-  return logExit(PARSE_BLOB, parseBlob(text, configs, count));
+  logEntered(parseBlobName);
+  return logExit(parseBlobName, parseBlob(text, configs, count));
 }
+
+} // namespace xyl::driver

@@ -3,16 +3,18 @@
 #include "base/text.h"
 #include "driver/request/reader.h"
 
+namespace xyl::driver {
+
 bool isNamed(const XML_NODE *node, const CHAR8 *name) {
   return textEqual(node->Name, name);
 }
 
-const FIELD_ROW *readingRow(const FIELD_TABLE &fields, const CHAR8 *element, UINT32 *expected) {
+const FieldRow *readingRow(const FieldTable &fields, const CHAR8 *element, UINT32 *expected) {
   UINT32 index = *expected;
-  for (UINT32 i = 0; i < fields.RowCount; ++i, ++index) {
-    index = index < fields.RowCount ? index : 0;
-    const FIELD_ROW &row = fields.Rows[index];
-    if (*row.Element == *element && (row.Flags & FIELD_WRITE_ONLY) == 0 && textEqual(row.Element, element)) {
+  for (UINT32 i = 0; i < fields.rowCount; ++i, ++index) {
+    index = index < fields.rowCount ? index : 0;
+    const FieldRow &row = fields.rows[index];
+    if (*row.element == *element && (row.flags & fieldWriteOnly) == 0 && textEqual(row.element, element)) {
       *expected = index + 1;
       return &row;
     }
@@ -29,7 +31,7 @@ void copyFixedText(void *to, const CHAR8 *text, UINTN size) {
 
 void *grownArray(void *old, UINT32 count, UINTN elementSize) {
   UINTN used = old == nullptr ? 0 : count * elementSize;
-  UINTN size = (count < FIRST_ROOM ? FIRST_ROOM : 2 * static_cast<UINTN>(count)) * elementSize;
+  UINTN size = (count < firstRoom ? firstRoom : 2 * static_cast<UINTN>(count)) * elementSize;
   UINT8 *grown = static_cast<UINT8 *>(poolAllocate(size));
   if (grown == nullptr) {
     return nullptr;
@@ -43,149 +45,148 @@ void *grownArray(void *old, UINT32 count, UINTN elementSize) {
 }
 
 // Stores value into the bits that the row has in its field.
-static void storeValue(void *record, const FIELD_ROW &row, UINT64 value) {
-  if (row.Mask != 0) {
-    UINT64 others = fieldLoad(record, row.Place) & ~static_cast<UINT64>(row.Mask);
-    value = others | ((value << row.Shift) & row.Mask);
+static void storeValue(void *record, const FieldRow &row, UINT64 value) {
+  if (row.mask != 0) {
+    UINT64 others = fieldLoad(record, row.place) & ~static_cast<UINT64>(row.mask);
+    value = others | ((value << row.shift) & row.mask);
   }
-  fieldStore(record, row.Place, value);
+  fieldStore(record, row.place, value);
 }
 
-static EFI_STATUS readWideText(const XML_NODE *element, const FIELD_ROW &row, void *record) {
-  poolFree(fieldPointer(record, row.Place));
+static EFI_STATUS readWideText(const XML_NODE *element, const FieldRow &row, void *record) {
+  poolFree(fieldPointer(record, row.place));
   CHAR16 *text = textWidenDuplicate(element->Content);
-  fieldStorePointer(record, row.Place, text);
+  fieldStorePointer(record, row.place, text);
   return text == nullptr && element->Content != nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
 }
 
-static EFI_STATUS readName(const XML_NODE *element, const FIELD_ROW &row, void *record) {
-  UINT64 value = GetValueFromName(element->Content, row.Names);
-  bool found = value != VALUE_NOT_FOUND;
-  if ((row.Flags & FIELD_MODE) != 0) {
+static EFI_STATUS readName(const XML_NODE *element, const FieldRow &row, void *record) {
+  UINT64 value = GetValueFromName(element->Content, row.names);
+  bool found = value != valueNotFound;
+  if ((row.flags & fieldMode) != 0) {
     value |= RAID_MODE_PRESENT;
   }
-  if ((row.Flags & FIELD_READ_OR) != 0) {
-    value |= fieldLoad(record, row.Place);
+  if ((row.flags & fieldReadOr) != 0) {
+    value |= fieldLoad(record, row.place);
   }
-  fieldStore(record, row.Place, value);
-  return found || (row.Flags & FIELD_STRICT) == 0 ? EFI_SUCCESS : EFI_NOT_FOUND;
+  fieldStore(record, row.place, value);
+  return found || (row.flags & fieldStrict) == 0 ? EFI_SUCCESS : EFI_NOT_FOUND;
 }
 
-static UINT64 booleanOf(const CHAR8 *text, const FIELD_ROW &row) {
-  if ((row.Flags & FIELD_FIRST_LETTER) != 0) {
+static UINT64 booleanOf(const CHAR8 *text, const FieldRow &row) {
+  if ((row.flags & fieldFirstLetter) != 0) {
     return text != nullptr && (*text == 'F' || *text == 'f') ? 0 : 1;
   }
   return GetValueFromName(text, g_boolTable) & 1;
 }
 
-static void readMask(const XML_NODE *element, const FIELD_ROW &row, void *record) {
-  bool open = (row.Flags & FIELD_OPEN_MASK) != 0;
+static void readMask(const XML_NODE *element, const FieldRow &row, void *record) {
+  bool open = (row.flags & fieldOpenMask) != 0;
   bool clear = open || element->FirstChild == nullptr;
-  UINT64 mask = clear ? 0 : fieldLoad(record, row.Place);
+  UINT64 mask = clear ? 0 : fieldLoad(record, row.place);
   for (const XML_NODE *item = element->FirstChild; item != nullptr; item = item->NextSibling) {
-    if (!open && !isNamed(item, row.Item) &&
-        !((row.Flags & FIELD_ITEM_ALIAS) != 0 && isNamed(item, RAID_LEVEL_ALIAS))) {
+    if (!open && !isNamed(item, row.item) && !((row.flags & fieldItemAlias) != 0 && isNamed(item, levelAlias))) {
       continue;
     }
-    UINT64 value = GetValueFromName(item->Content, row.Names);
-    if (open || value != VALUE_NOT_FOUND) {
+    UINT64 value = GetValueFromName(item->Content, row.names);
+    if (open || value != valueNotFound) {
       mask |= value;
     }
   }
-  fieldStore(record, row.Place, mask);
+  fieldStore(record, row.place, mask);
 }
 
-static void readCachePolicy(const XML_NODE *element, const FIELD_ROW &row, void *record) {
+static void readCachePolicy(const XML_NODE *element, const FieldRow &row, void *record) {
   UINT64 policy = 0;
   UINT32 expected = 0;
   for (const XML_NODE *item = element->FirstChild; item != nullptr; item = item->NextSibling) {
-    const FIELD_ROW *group = readingRow(*row.Fields, item->Name, &expected);
+    const FieldRow *group = readingRow(*row.fields, item->Name, &expected);
     if (group != nullptr) {
-      policy |= GetValueFromName(item->Content, group->Names);
+      policy |= GetValueFromName(item->Content, group->names);
     }
   }
-  fieldStore(record, row.Place, policy);
+  fieldStore(record, row.place, policy);
 }
 
 // The children's order tells the fields; a document with other names is read all the same.
-static EFI_STATUS readPciIdentity(const XML_NODE *element, const FIELD_ROW &row, void *record) {
+static EFI_STATUS readPciIdentity(const XML_NODE *element, const FieldRow &row, void *record) {
   UINT32 count = 0;
   for (const XML_NODE *child = element->FirstChild; child != nullptr; child = child->NextSibling) {
     ++count;
   }
-  if (count < row.Fields->RowCount) {
+  if (count < row.fields->rowCount) {
     return EFI_INVALID_PARAMETER;
   }
   const XML_NODE *child = element->FirstChild;
-  for (UINT32 i = 0; child != nullptr && i < row.Fields->RowCount; ++i, child = child->NextSibling) {
-    readField(child, row.Fields->Rows[i], static_cast<UINT8 *>(record) + row.Place.Offset);
+  for (UINT32 i = 0; child != nullptr && i < row.fields->rowCount; ++i, child = child->NextSibling) {
+    readField(child, row.fields->rows[i], static_cast<UINT8 *>(record) + row.place.offset);
   }
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS readListedId(const XML_NODE *element, const FIELD_ROW &row, void *record) {
-  if (fieldIsFull(record, row.Count)) {
+static EFI_STATUS readListedId(const XML_NODE *element, const FieldRow &row, void *record) {
+  if (fieldIsFull(record, row.count)) {
     return EFI_INVALID_PARAMETER;
   }
-  UINT32 count = static_cast<UINT32>(fieldLoad(record, row.Count));
-  UINT32 *ids = static_cast<UINT32 *>(fieldPointer(record, row.Place));
+  UINT32 count = static_cast<UINT32>(fieldLoad(record, row.count));
+  UINT32 *ids = static_cast<UINT32 *>(fieldPointer(record, row.place));
   if (!growArray(ids, count)) {
     return EFI_OUT_OF_RESOURCES;
   }
   ids[count] = static_cast<UINT32>(parseDecimal(element->Content));
-  fieldStorePointer(record, row.Place, ids);
-  fieldStore(record, row.Count, count + 1);
+  fieldStorePointer(record, row.place, ids);
+  fieldStore(record, row.count, count + 1);
   return EFI_SUCCESS;
 }
 
-EFI_STATUS readField(const XML_NODE *element, const FIELD_ROW &row, void *record) {
-  switch (row.Format) { // not taken: every format is a case
-  case FORMAT_DECIMAL:
+EFI_STATUS readField(const XML_NODE *element, const FieldRow &row, void *record) {
+  switch (row.format) { // not taken: every format is a case
+  case FieldFormat::decimal:
     storeValue(record, row, parseDecimal(element->Content));
     return EFI_SUCCESS;
-  case FORMAT_HEX:
+  case FieldFormat::hex:
     storeValue(record, row, parseHex(element->Content));
     return EFI_SUCCESS;
-  case FORMAT_BOOLEAN:
+  case FieldFormat::boolean:
     storeValue(record, row, booleanOf(element->Content, row));
     return EFI_SUCCESS;
-  case FORMAT_MARK:
-    fieldStore(record, row.Place, fieldLoad(record, row.Place) | row.Mask);
+  case FieldFormat::mark:
+    fieldStore(record, row.place, fieldLoad(record, row.place) | row.mask);
     break;
-  case FORMAT_FIXED_TEXT:
-    copyFixedText(static_cast<UINT8 *>(record) + row.Place.Offset, element->Content, row.Place.Width);
+  case FieldFormat::fixedText:
+    copyFixedText(static_cast<UINT8 *>(record) + row.place.offset, element->Content, row.place.width);
     return EFI_SUCCESS;
-  case FORMAT_MASK:
+  case FieldFormat::mask:
     readMask(element, row, record);
     return EFI_SUCCESS;
-  case FORMAT_CACHE_POLICY:
+  case FieldFormat::cachePolicy:
     readCachePolicy(element, row, record);
     return EFI_SUCCESS;
-  case FORMAT_WIDE_TEXT:
+  case FieldFormat::wideText:
     return readWideText(element, row, record);
-  case FORMAT_NAME:
+  case FieldFormat::name:
     return readName(element, row, record);
-  case FORMAT_PCI_IDENTITY:
+  case FieldFormat::pciIdentity:
     return readPciIdentity(element, row, record);
-  case FORMAT_RAID_LEVEL_DESC:
-    return readFields(element, *row.Fields, static_cast<UINT8 *>(record) + row.Place.Offset);
-  case FORMAT_ID_LIST:
+  case FieldFormat::raidLevelDesc:
+    return readFields(element, *row.fields, static_cast<UINT8 *>(record) + row.place.offset);
+  case FieldFormat::idList:
     return readListedId(element, row, record);
-  case FORMAT_RATES: // not taken: readObject has these read by those who know more than the record
-  case FORMAT_RAID_LEVEL_PARAMS:
-  case FORMAT_ENCLOSURE:
-  case FORMAT_PHYSICAL_DISK:
-  case FORMAT_VIRTUAL_DISK:
-  case FORMAT_KEY_ID:
+  case FieldFormat::rates: // not taken: readObject has these read by those who know more than the record
+  case FieldFormat::raidLevelParams:
+  case FieldFormat::enclosure:
+  case FieldFormat::physicalDisk:
+  case FieldFormat::virtualDisk:
+  case FieldFormat::keyId:
     break;
   }
   return EFI_SUCCESS;
 }
 
-EFI_STATUS readFields(const XML_NODE *element, const FIELD_TABLE &fields, void *record) {
+EFI_STATUS readFields(const XML_NODE *element, const FieldTable &fields, void *record) {
   UINT32 expected = 0;
   for (const XML_NODE *child = element->FirstChild; child != nullptr; child = child->NextSibling) {
-    const FIELD_ROW *row = readingRow(fields, child->Name, &expected);
+    const FieldRow *row = readingRow(fields, child->Name, &expected);
     EFI_STATUS status = row == nullptr ? EFI_SUCCESS : readField(child, *row, record);
     if (EFI_ERROR(status)) {
       return status;
@@ -193,3 +194,5 @@ EFI_STATUS readFields(const XML_NODE *element, const FIELD_TABLE &fields, void *
   }
   return EFI_SUCCESS;
 }
+
+} // namespace xyl::driver

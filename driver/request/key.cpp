@@ -6,52 +6,54 @@
 #include "driver/request/request.h"
 #include "driver/xml/xml.h"
 
-static constexpr const CHAR8 *GET_KEY = "GetKeyFromXML";
+namespace xyl::driver {
+
+static constexpr const CHAR8 *getKey = "GetKeyFromXML";
 
 // The two forms of a "Key": one record, or the new and the old key's record.
-enum KEY_FORM { KEY_FORM_SINGLE, KEY_FORM_REKEY, KEY_FORM_COUNT };
+enum KeyForm { keyFormSingle, keyFormRekey, keyFormCount };
 
-enum KEY_FIELD : UINT8 { KEY_FIELD_MODE, KEY_FIELD_ID, KEY_FIELD_PASSPHRASE };
+enum KeyField : UINT8 { keyFieldMode, keyFieldId, keyFieldPassphrase };
 
-struct KEY_ROW {
-  const CHAR8 *Element;
-  const CHAR8 *LogLine;
-  KEY_FIELD Field;
-  UINT8 Record;
-  const CHAR8 *Refusals[KEY_FORM_COUNT]; // why a form does not take the element; null where it does
+struct KeyRow {
+  const CHAR8 *element;
+  const CHAR8 *logLine;
+  KeyField field;
+  UINT8 record;
+  const CHAR8 *refusals[keyFormCount]; // why a form does not take the element; null where it does
 };
 
-static constexpr KEY_ROW g_keyRows[] = {
-    {"Mode", "Parsing Mode", KEY_FIELD_MODE, 0, {}},
-    {"KeyID", "Parsing KeyID", KEY_FIELD_ID, 0, {}},
-    {"Passphrase", "Parsing Passphrase", KEY_FIELD_PASSPHRASE, 0, {nullptr, "Passphrase unexpected in rekey method!"}},
+static constexpr KeyRow g_keyRows[] = {
+    {"Mode", "Parsing Mode", keyFieldMode, 0, {}},
+    {"KeyID", "Parsing KeyID", keyFieldId, 0, {}},
+    {"Passphrase", "Parsing Passphrase", keyFieldPassphrase, 0, {nullptr, "Passphrase unexpected in rekey method!"}},
     {"OldPassphrase",
      "Parsing OldPassphrase",
-     KEY_FIELD_PASSPHRASE,
+     keyFieldPassphrase,
      1,
      {"OldPassphrase unexpected in key/lock method!", nullptr}},
     {"NewPassphrase",
      "Parsing NewPassphrase",
-     KEY_FIELD_PASSPHRASE,
+     keyFieldPassphrase,
      0,
      {"NewPassphrase unexpected in key/lock method!", nullptr}},
 };
 
-static const KEY_ROW *keyRow(const XML_NODE *element) {
-  for (const KEY_ROW &row : g_keyRows) {
-    if (isNamed(element, row.Element)) {
+static const KeyRow *keyRow(const XML_NODE *element) {
+  for (const KeyRow &row : g_keyRows) {
+    if (isNamed(element, row.element)) {
       return &row;
     }
   }
   return nullptr;
 }
 
-static EFI_STATUS readMode(const CHAR8 *text, KEY_FORM form, RAID_KEY_RECORD *key) {
+static EFI_STATUS readMode(const CHAR8 *text, KeyForm form, RAID_KEY_RECORD *key) {
   UINT16 mode = static_cast<UINT16>(key->Mode | GetValueFromName(text, g_keyModeTable));
   if (mode == 0xFFFF) {
-    LogPrint(LOG_TRACE, GET_KEY,
-             form == KEY_FORM_REKEY ? "Parse Security Mode for rekey method fails"
-                                    : "Parse Security Mode for key/lock method fails");
+    LogPrint(LOG_TRACE, getKey,
+             form == keyFormRekey ? "Parse Security Mode for rekey method fails"
+                                  : "Parse Security Mode for key/lock method fails");
     return EFI_NOT_FOUND;
   }
   key->Mode = mode;
@@ -69,40 +71,40 @@ static EFI_STATUS readPassphrase(const CHAR8 *text, RAID_KEY_RECORD *key) {
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS readKeyField(const XML_NODE *element, const KEY_ROW &row, KEY_FORM form, RAID_KEY_RECORD *keys) {
-  LogPrint(LOG_TRACE, GET_KEY, row.LogLine);
-  if (row.Refusals[form] != nullptr) {
-    LogPrint(LOG_TRACE, GET_KEY, row.Refusals[form]);
+static EFI_STATUS readKeyField(const XML_NODE *element, const KeyRow &row, KeyForm form, RAID_KEY_RECORD *keys) {
+  LogPrint(LOG_TRACE, getKey, row.logLine);
+  if (row.refusals[form] != nullptr) {
+    LogPrint(LOG_TRACE, getKey, row.refusals[form]);
     return EFI_INVALID_PARAMETER;
   }
-  RAID_KEY_RECORD *key = &keys[row.Record];
-  switch (row.Field) { // not taken: every field is a case
-  case KEY_FIELD_MODE:
+  RAID_KEY_RECORD *key = &keys[row.record];
+  switch (row.field) { // not taken: every field is a case
+  case keyFieldMode:
     return readMode(element->Content, form, key);
-  case KEY_FIELD_ID:
+  case keyFieldId:
     copyFixedText(key->KeyID, element->Content, sizeof(key->KeyID));
     return EFI_SUCCESS;
-  case KEY_FIELD_PASSPHRASE:
+  case keyFieldPassphrase:
     break;
   }
   return readPassphrase(element->Content, key);
 }
 
-static EFI_STATUS readKey(const XML_NODE *element, KEY_FORM form, RAID_KEY_RECORD **keyOut) {
+static EFI_STATUS readKey(const XML_NODE *element, KeyForm form, RAID_KEY_RECORD **keyOut) {
   if (element->FirstChild == nullptr) {
-    LogPrint(LOG_TRACE, GET_KEY, "Not a key or rekey!");
+    LogPrint(LOG_TRACE, getKey, "Not a key or rekey!");
     return EFI_INVALID_PARAMETER;
   }
-  LogPrint(LOG_TRACE, GET_KEY, form == KEY_FORM_REKEY ? "ReKey" : "Key");
+  LogPrint(LOG_TRACE, getKey, form == keyFormRekey ? "ReKey" : "Key");
   RAID_KEY_RECORD *keys = newCommandObject<RAID_KEY_RECORD>();
   if (keys == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   for (const XML_NODE *child = element->FirstChild; child != nullptr; child = child->NextSibling) {
-    const KEY_ROW *row = keyRow(child);
+    const KeyRow *row = keyRow(child);
     EFI_STATUS status = row == nullptr ? EFI_SUCCESS : readKeyField(child, *row, form, keys);
     if (EFI_ERROR(status)) {
-      releaseKeys(keys, COMMAND_OBJECT_SIZE);
+      releaseKeys(keys, commandObjectSize);
       return status;
     }
   }
@@ -111,13 +113,15 @@ static EFI_STATUS readKey(const XML_NODE *element, KEY_FORM form, RAID_KEY_RECOR
 }
 
 EFI_STATUS GetKeyFromXML(XML_NODE *element, RAID_KEY_RECORD **keyOut, RAID_KEY_RECORD **rekeyOut) {
-  logEntered(GET_KEY);
+  logEntered(getKey);
   if (element == nullptr || (keyOut == nullptr && rekeyOut == nullptr)) {
-    LogPrint(LOG_TRACE, GET_KEY, "Null Params!");
-    return logExit(GET_KEY, EFI_INVALID_PARAMETER);
+    LogPrint(LOG_TRACE, getKey, "Null Params!");
+    return logExit(getKey, EFI_INVALID_PARAMETER);
   }
-  KEY_FORM form = rekeyOut != nullptr ? KEY_FORM_REKEY : KEY_FORM_SINGLE;
+  KeyForm form = rekeyOut != nullptr ? keyFormRekey : keyFormSingle;
   RAID_KEY_RECORD **out = rekeyOut != nullptr ? rekeyOut : keyOut;
   *out = nullptr;
-  return logExit(GET_KEY, readKey(element, form, out));
+  return logExit(getKey, readKey(element, form, out));
 }
+
+} // namespace xyl::driver

@@ -6,7 +6,9 @@
 #include "driver/request/reader.h"
 #include "driver/request/request.h"
 
-static constexpr const CHAR8 *PARSE_METHOD = "parseMethod";
+namespace xyl::driver {
+
+static constexpr const CHAR8 *parseMethodName = "parseMethod";
 
 // Hands the record over to the command, or gives it back when its parser failed.
 static EFI_STATUS finishRecord(void *record, EFI_STATUS status, RAID_CMD_BLOCK *command) {
@@ -21,7 +23,7 @@ static EFI_STATUS finishRecord(void *record, EFI_STATUS status, RAID_CMD_BLOCK *
 
 // What is listed inside an object of a method does not go to the controller.
 static void releaseScratch(RAID_CONFIG *scratch) {
-  FreeRaidConfig(scratch, RAID_CONFIG_ALL & ~RAID_CONFIG_ADAPTER);
+  FreeRaidConfig(scratch, configAll & ~configAdapter);
   releaseKeys(scratch->keyId, sizeof(RAID_KEY_RECORD));
 }
 
@@ -55,30 +57,31 @@ static EFI_STATUS buildVirtualDisk(XML_NODE *element, RAID_CMD_BLOCK *command) {
 }
 
 static EFI_STATUS buildKey(XML_NODE *element, RAID_CMD_BLOCK *command) {
-  LogPrint(LOG_TRACE, PARSE_METHOD, "Found Key...");
+  LogPrint(LOG_TRACE, parseMethodName, "Found Key...");
   RAID_KEY_RECORD *key = nullptr;
   bool rekey = command->Command == RAID_COMMAND_REKEY;
   EFI_STATUS status = GetKeyFromXML(element, rekey ? nullptr : &key, rekey ? &key : nullptr);
   if (!EFI_ERROR(status)) {
     command->ObjectData = key;
-    command->Revision = RAID_BLOCK_REVISION_KEY;
+    command->Revision = blockRevisionKey;
   }
   return status;
 }
 
 // What builds its part of the command from an element.
-typedef EFI_STATUS (*BUILD_PART)(XML_NODE *element, RAID_CMD_BLOCK *command);
+typedef EFI_STATUS (*BuildPart)(XML_NODE *element, RAID_CMD_BLOCK *command);
 
 // What builds the command's object from the first child of "Object"; null for an element that is none.
-static BUILD_PART objectBuilder(const XML_NODE *element) {
+static BuildPart objectBuilder(const XML_NODE *element) {
   static constexpr struct {
-    FIELD_FORMAT Format;
-    BUILD_PART Build;
-  } nested[] = {
-      {FORMAT_ENCLOSURE, buildEnclosure}, {FORMAT_PHYSICAL_DISK, buildDisk}, {FORMAT_VIRTUAL_DISK, buildVirtualDisk}};
+    FieldFormat format;
+    BuildPart build;
+  } nested[] = {{FieldFormat::enclosure, buildEnclosure},
+                {FieldFormat::physicalDisk, buildDisk},
+                {FieldFormat::virtualDisk, buildVirtualDisk}};
   for (const auto &object : nested) {
-    if (isNamed(element, adapterRow(object.Format).Element)) {
-      return object.Build;
+    if (isNamed(element, adapterRow(object.format).element)) {
+      return object.build;
     }
   }
   if (isNamed(element, "Adapter")) {
@@ -102,10 +105,10 @@ static EFI_STATUS readObjectId(XML_NODE *element, RAID_CMD_BLOCK *command) {
 
 static EFI_STATUS readMethodObject(XML_NODE *element, RAID_CMD_BLOCK *command) {
   if (element->FirstChild == nullptr) {
-    LogPrint(LOG_TRACE, PARSE_METHOD, "Invalid object parameter format!");
+    LogPrint(LOG_TRACE, parseMethodName, "Invalid object parameter format!");
     return EFI_INVALID_PARAMETER;
   }
-  BUILD_PART build = objectBuilder(element->FirstChild);
+  BuildPart build = objectBuilder(element->FirstChild);
   if (build == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
@@ -114,21 +117,21 @@ static EFI_STATUS readMethodObject(XML_NODE *element, RAID_CMD_BLOCK *command) {
   return build(element->FirstChild, command);
 }
 
-struct METHOD_ROW {
-  const CHAR8 *Element;
-  const CHAR8 *LogLine;
-  BUILD_PART Build;
+struct MethodRow {
+  const CHAR8 *element;
+  const CHAR8 *logLine;
+  BuildPart build;
 };
 
-static constexpr METHOD_ROW g_childRows[] = {
+static constexpr MethodRow g_childRows[] = {
     {"ObjectType", "Found Object Type...", readObjectType},
     {"OID", "Found OID...", readObjectId},
     {"Object", "Found Object...", readMethodObject},
 };
 
-static const METHOD_ROW *methodRow(const XML_NODE *element) {
-  for (const METHOD_ROW &row : g_childRows) {
-    if (isNamed(element, row.Element)) {
+static const MethodRow *methodRow(const XML_NODE *element) {
+  for (const MethodRow &row : g_childRows) {
+    if (isNamed(element, row.element)) {
       return &row;
     }
   }
@@ -137,39 +140,39 @@ static const METHOD_ROW *methodRow(const XML_NODE *element) {
 
 // Takes the first "name" attribute that names a command; others are passed over.
 static bool findCommand(const XML_NODE *method, RAID_CMD_BLOCK *command) {
-  LogPrint(LOG_TRACE, PARSE_METHOD, "Searching Attributes...");
+  LogPrint(LOG_TRACE, parseMethodName, "Searching Attributes...");
   for (const XML_ATTRIBUTE *attribute = method->Attributes; attribute != nullptr; attribute = attribute->Next) {
     if (!textEqual(attribute->Name, "name")) {
       continue;
     }
-    LOGGABLE_TEXT shown;
-    LogPrint(LOG_TRACE, PARSE_METHOD, "Found method name, it is %a", loggableText(attribute->Value, shown));
+    LoggableText shown;
+    LogPrint(LOG_TRACE, parseMethodName, "Found method name, it is %a", loggableText(attribute->Value, shown));
     UINT64 value = GetValueFromName(attribute->Value, g_commandTable);
-    if (value != VALUE_NOT_FOUND) {
+    if (value != valueNotFound) {
       command->Command = static_cast<UINT32>(value);
       return true;
     }
   }
-  LogPrint(LOG_TRACE, PARSE_METHOD, "Couldn't located method name!");
+  LogPrint(LOG_TRACE, parseMethodName, "Couldn't located method name!");
   return false;
 }
 
 static EFI_STATUS readMethod(const XML_NODE *method, RAID_CMD_BLOCK *command) {
   if (method->Attributes == nullptr) {
-    LogPrint(LOG_TRACE, PARSE_METHOD, "No attributes on method!");
+    LogPrint(LOG_TRACE, parseMethodName, "No attributes on method!");
     return EFI_INVALID_PARAMETER;
   }
   if (!findCommand(method, command)) {
     return EFI_INVALID_PARAMETER;
   }
-  LogPrint(LOG_TRACE, PARSE_METHOD, "Searching Children...");
+  LogPrint(LOG_TRACE, parseMethodName, "Searching Children...");
   for (XML_NODE *child = method->FirstChild; child != nullptr; child = child->NextSibling) {
-    const METHOD_ROW *row = methodRow(child);
+    const MethodRow *row = methodRow(child);
     if (row == nullptr) {
       continue;
     }
-    LogPrint(LOG_TRACE, PARSE_METHOD, row->LogLine);
-    EFI_STATUS status = row->Build(child, command);
+    LogPrint(LOG_TRACE, parseMethodName, row->logLine);
+    EFI_STATUS status = row->build(child, command);
     if (EFI_ERROR(status)) {
       return status;
     }
@@ -178,26 +181,26 @@ static EFI_STATUS readMethod(const XML_NODE *method, RAID_CMD_BLOCK *command) {
 }
 
 static EFI_STATUS appendCommand(const RAID_CMD_BLOCK *command, RAID_CONFIG *config) {
-  LogPrint(LOG_TRACE, PARSE_METHOD, "Done Parsing Command, adding to list...");
+  LogPrint(LOG_TRACE, parseMethodName, "Done Parsing Command, adding to list...");
   if (!growArray(config->commands, config->commandCount)) {
     return EFI_OUT_OF_RESOURCES;
   }
   config->commands[config->commandCount++] = *command;
-  LogPrint(LOG_TRACE, PARSE_METHOD, "Command Count is now %d", config->commandCount);
+  LogPrint(LOG_TRACE, parseMethodName, "Command Count is now %d", config->commandCount);
   if (!isLogging() || g_debugLog->GetLevel() > static_cast<INT32>(LOG_TRACE)) {
     return EFI_SUCCESS;
   }
   for (UINT32 i = 0; i < config->commandCount; ++i) {
-    LogPrint(LOG_TRACE, PARSE_METHOD, "Command[%d] is %x", i, config->commands[i].Command);
+    LogPrint(LOG_TRACE, parseMethodName, "Command[%d] is %x", i, config->commands[i].Command);
   }
   return EFI_SUCCESS;
 }
 
 EFI_STATUS parseMethod(XML_NODE *method, RAID_CONFIG *config) {
-  logEntered(PARSE_METHOD);
+  logEntered(parseMethodName);
   if (method == nullptr || config == nullptr) {
-    LogPrint(LOG_TRACE, PARSE_METHOD, "Null Params!");
-    return logExit(PARSE_METHOD, EFI_INVALID_PARAMETER);
+    LogPrint(LOG_TRACE, parseMethodName, "Null Params!");
+    return logExit(parseMethodName, EFI_INVALID_PARAMETER);
   }
   RAID_CMD_BLOCK command = {};
   EFI_STATUS status = readMethod(method, &command);
@@ -207,5 +210,7 @@ EFI_STATUS parseMethod(XML_NODE *method, RAID_CONFIG *config) {
   if (EFI_ERROR(status)) {
     releaseCommandData(&command);
   }
-  return logExit(PARSE_METHOD, status);
+  return logExit(parseMethodName, status);
 }
+
+} // namespace xyl::driver

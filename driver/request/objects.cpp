@@ -4,6 +4,8 @@
 #include "driver/request/reader.h"
 #include "driver/request/request.h"
 
+namespace xyl::driver {
+
 // parseEnclosure when the configuration has room for its disks.
 static EFI_STATUS parseNestedEnclosure(const XML_NODE *element, RAID_ENCLOSURE_RECORD *record, RAID_CONFIG *config);
 
@@ -23,10 +25,10 @@ static EFI_STATUS readDisk(const XML_NODE *element, RAID_CONFIG *config) {
 
 // Counts the disk in its enclosure at once, up to what the count can hold, among the configuration's disks only when it
 // could be read.
-static EFI_STATUS readEnclosureDisk(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading) {
-  RAID_CONFIG *config = reading.Config;
-  if (!fieldIsFull(reading.Record, row.Count)) {
-    fieldStore(reading.Record, row.Count, fieldLoad(reading.Record, row.Count) + 1);
+static EFI_STATUS readEnclosureDisk(const XML_NODE *element, const FieldRow &row, ObjectReading &reading) {
+  RAID_CONFIG *config = reading.config;
+  if (!fieldIsFull(reading.record, row.count)) {
+    fieldStore(reading.record, row.count, fieldLoad(reading.record, row.count) + 1);
   }
   RAID_PD_RECORD *record = &config->physicalDisks[config->physicalDiskCount];
   EFI_STATUS status = parsePD(element, record);
@@ -42,48 +44,48 @@ static EFI_STATUS readVirtualDisk(const XML_NODE *element, RAID_CONFIG *config) 
   return parseVD(element, &config->logicalDisks[config->logicalDiskCount++]);
 }
 
-static EFI_STATUS readRow(const XML_NODE *element, const FIELD_ROW &row, OBJECT_READING &reading) {
-  switch (row.Format) { // not taken: every format is a case
-  case FORMAT_DECIMAL:
-  case FORMAT_HEX:
-  case FORMAT_WIDE_TEXT:
-  case FORMAT_FIXED_TEXT:
-  case FORMAT_NAME:
-  case FORMAT_BOOLEAN:
-  case FORMAT_MARK:
-  case FORMAT_MASK:
-  case FORMAT_CACHE_POLICY:
-  case FORMAT_PCI_IDENTITY:
-  case FORMAT_RAID_LEVEL_DESC:
-  case FORMAT_ID_LIST:
+static EFI_STATUS readRow(const XML_NODE *element, const FieldRow &row, ObjectReading &reading) {
+  switch (row.format) { // not taken: every format is a case
+  case FieldFormat::decimal:
+  case FieldFormat::hex:
+  case FieldFormat::wideText:
+  case FieldFormat::fixedText:
+  case FieldFormat::name:
+  case FieldFormat::boolean:
+  case FieldFormat::mark:
+  case FieldFormat::mask:
+  case FieldFormat::cachePolicy:
+  case FieldFormat::pciIdentity:
+  case FieldFormat::raidLevelDesc:
+  case FieldFormat::idList:
     break;
-  case FORMAT_RATES:
+  case FieldFormat::rates:
     return readRate(element, row, reading);
-  case FORMAT_RAID_LEVEL_PARAMS:
+  case FieldFormat::raidLevelParams:
     return readLevelParams(element, row, reading);
-  case FORMAT_ENCLOSURE:
-    return readEnclosure(element, reading.Config);
-  case FORMAT_PHYSICAL_DISK:
-    return row.Count.Width != 0 ? readEnclosureDisk(element, row, reading) : readDisk(element, reading.Config);
-  case FORMAT_VIRTUAL_DISK:
-    return readVirtualDisk(element, reading.Config);
-  case FORMAT_KEY_ID:
-    return readKeyId(element, reading.Config);
+  case FieldFormat::enclosure:
+    return readEnclosure(element, reading.config);
+  case FieldFormat::physicalDisk:
+    return row.count.width != 0 ? readEnclosureDisk(element, row, reading) : readDisk(element, reading.config);
+  case FieldFormat::virtualDisk:
+    return readVirtualDisk(element, reading.config);
+  case FieldFormat::keyId:
+    return readKeyId(element, reading.config);
   }
-  return readField(element, row, reading.Record);
+  return readField(element, row, reading.record);
 }
 
-LOGGABLE_TEXT g_unreadElement;
+LoggableText g_unreadElement;
 
 // Elements around it come later.
 static void noteUnread(const XML_NODE *element) {
-  if (g_unreadElement.Text[0] == 0) {
+  if (g_unreadElement.text[0] == 0) {
     loggableText(element->Name, g_unreadElement);
   }
 }
 
-EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading) {
-  const FIELD_TABLE *tables[] = {&g_headerFields, objectFields(reading.Kind)};
+EFI_STATUS readObject(const XML_NODE *element, ObjectReading &reading) {
+  const FieldTable *tables[] = {&g_headerFields, objectFields(reading.kind)};
   UINT32 expected[] = {0, 0};
   UINT32 first = 0;
   for (const XML_NODE *child = element->FirstChild; child != nullptr; child = child->NextSibling) {
@@ -91,16 +93,16 @@ EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading) {
     // before had its row in.
     bool wanted = true;
     for (UINT32 turn = 0, i = first; turn < 2 && wanted; ++turn, i ^= 1) {
-      const FIELD_ROW *row = readingRow(*tables[i], child->Name, &expected[i]);
+      const FieldRow *row = readingRow(*tables[i], child->Name, &expected[i]);
       EFI_STATUS status = row == nullptr ? EFI_SUCCESS : readRow(child, *row, reading);
       if (EFI_ERROR(status)) {
         noteUnread(child);
         return status;
       }
-      wanted = row == nullptr || (row->Flags & FIELD_SHARED) != 0;
+      wanted = row == nullptr || (row->flags & fieldShared) != 0;
       first = wanted ? first : i;
     }
-    if (objectType(reading.Record) != reading.Kind) {
+    if (objectType(reading.record) != reading.kind) {
       noteUnread(child);
       return EFI_INVALID_PARAMETER;
     }
@@ -110,29 +112,29 @@ EFI_STATUS readObject(const XML_NODE *element, OBJECT_READING &reading) {
 
 // Gives back what a record that failed must not keep: its name and its id list. It stays a record of its own kind, so
 // that a later release finds the right members.
-static void dropUnfinished(OBJECT_READING &reading) {
-  RAID_RECORD_HEADER *header = static_cast<RAID_RECORD_HEADER *>(reading.Record);
+static void dropUnfinished(ObjectReading &reading) {
+  RAID_RECORD_HEADER *header = static_cast<RAID_RECORD_HEADER *>(reading.record);
   poolFree(header->Name);
   header->Name = nullptr;
-  header->ObjectType = reading.Kind;
-  const FIELD_TABLE *fields = objectFields(reading.Kind);
-  for (UINT32 i = 0; i < fields->RowCount; ++i) {
-    const FIELD_ROW &row = fields->Rows[i];
-    if (row.Format == FORMAT_ID_LIST) {
-      poolFree(fieldPointer(reading.Record, row.Place));
-      fieldStorePointer(reading.Record, row.Place, nullptr);
-      fieldStore(reading.Record, row.Count, 0);
+  header->ObjectType = reading.kind;
+  const FieldTable *fields = objectFields(reading.kind);
+  for (UINT32 i = 0; i < fields->rowCount; ++i) {
+    const FieldRow &row = fields->rows[i];
+    if (row.format == FieldFormat::idList) {
+      poolFree(fieldPointer(reading.record, row.place));
+      fieldStorePointer(reading.record, row.place, nullptr);
+      fieldStore(reading.record, row.count, 0);
     }
   }
 }
 
-static EFI_STATUS parseObject(const CHAR8 *function, const XML_NODE *element, OBJECT_READING reading) {
+static EFI_STATUS parseObject(const CHAR8 *function, const XML_NODE *element, ObjectReading reading) {
   logEntered(function);
-  if (element == nullptr || reading.Record == nullptr) {
+  if (element == nullptr || reading.record == nullptr) {
     return logExit(function, EFI_INVALID_PARAMETER);
   }
-  zeroBytes(reading.Record, RAID_RECORD_SIZE);
-  static_cast<RAID_RECORD_HEADER *>(reading.Record)->ObjectType = reading.Kind;
+  zeroBytes(reading.record, RAID_RECORD_SIZE);
+  static_cast<RAID_RECORD_HEADER *>(reading.record)->ObjectType = reading.kind;
   EFI_STATUS status = readObject(element, reading);
   if (EFI_ERROR(status)) {
     dropUnfinished(reading);
@@ -141,10 +143,10 @@ static EFI_STATUS parseObject(const CHAR8 *function, const XML_NODE *element, OB
 }
 
 static EFI_STATUS parseNestedEnclosure(const XML_NODE *element, RAID_ENCLOSURE_RECORD *record, RAID_CONFIG *config) {
-  OBJECT_READING reading = {};
-  reading.Kind = RAID_OBJECT_ENCLOSURE;
-  reading.Record = config == nullptr ? nullptr : record;
-  reading.Config = config;
+  ObjectReading reading = {};
+  reading.kind = RAID_OBJECT_ENCLOSURE;
+  reading.record = config == nullptr ? nullptr : record;
+  reading.config = config;
   return parseObject("parseEnclosure", element, reading);
 }
 
@@ -158,15 +160,17 @@ EFI_STATUS parseEnclosure(const XML_NODE *element, RAID_ENCLOSURE_RECORD *record
 }
 
 EFI_STATUS parsePD(const XML_NODE *element, RAID_PD_RECORD *record) {
-  OBJECT_READING reading = {};
-  reading.Kind = RAID_OBJECT_PHYSICAL_DISK;
-  reading.Record = record;
+  ObjectReading reading = {};
+  reading.kind = RAID_OBJECT_PHYSICAL_DISK;
+  reading.record = record;
   return parseObject("parsePD", element, reading);
 }
 
 EFI_STATUS parseVD(const XML_NODE *element, RAID_VD_RECORD *record) {
-  OBJECT_READING reading = {};
-  reading.Kind = RAID_OBJECT_VIRTUAL_DISK;
-  reading.Record = record;
+  ObjectReading reading = {};
+  reading.kind = RAID_OBJECT_VIRTUAL_DISK;
+  reading.record = record;
   return parseObject("parseVD", element, reading);
 }
+
+} // namespace xyl::driver

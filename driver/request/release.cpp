@@ -5,6 +5,8 @@
 #include "driver/request/reader.h"
 #include "driver/request/request.h"
 
+namespace xyl::driver {
+
 void releaseKeys(void *keys, UINTN size) {
   if (keys != nullptr) {
     wipeBytes(keys, size);
@@ -42,12 +44,12 @@ static void releaseCommands(RAID_CMD_BLOCK *commands, UINT32 count) {
 }
 
 void FreeRaidConfig(RAID_CONFIG *config, UINT64 mask) {
-  struct PART {
-    void *Records; // null for the parts that are no record arrays
-    UINT32 Count;
+  struct Part {
+    void *records; // null for the parts that are no record arrays
+    UINT32 count;
   };
   // In the order of the mask's bits.
-  const PART parts[] = {
+  const Part parts[] = {
       {config->adapter, 1},
       {config->enclosures, config->enclosureCount},
       {nullptr, 0}, // reservedList
@@ -61,12 +63,12 @@ void FreeRaidConfig(RAID_CONFIG *config, UINT64 mask) {
   };
   for (UINT32 bit = 0; bit < sizeof(parts) / sizeof(parts[0]); ++bit) {
     UINT64 part = mask & (1ULL << bit);
-    if (part == RAID_CONFIG_LIST) {
+    if (part == configList) {
       releaseList(config->reservedList);
-    } else if (part == RAID_CONFIG_COMMANDS) {
+    } else if (part == configCommands) {
       releaseCommands(config->commands, config->commandCount);
-    } else if (part != 0 && parts[bit].Records != nullptr) {
-      TarnFree(nullptr, parts[bit].Records, parts[bit].Count);
+    } else if (part != 0 && parts[bit].records != nullptr) {
+      TarnFree(nullptr, parts[bit].records, parts[bit].count);
     }
   }
 }
@@ -75,9 +77,9 @@ void releaseCommandObject(RAID_CMD_BLOCK *command) {
   if (command->ObjectData == nullptr) {
     return;
   }
-  if (command->Revision == RAID_BLOCK_REVISION_KEY) {
+  if (command->Revision == blockRevisionKey) {
     // Whatever the controller made of Command: the block may be that of a rekey.
-    releaseKeys(command->ObjectData, COMMAND_OBJECT_SIZE);
+    releaseKeys(command->ObjectData, commandObjectSize);
   } else {
     releaseRecordMembers(command->ObjectData);
     poolFree(command->ObjectData);
@@ -99,6 +101,8 @@ void releaseConfig(RAID_CONFIG *config) {
     releaseCommandData(&config->commands[i]);
   }
   releaseKeys(config->keyId, sizeof(RAID_KEY_RECORD));
-  FreeRaidConfig(config, RAID_CONFIG_ALL);
+  FreeRaidConfig(config, configAll);
   poolFree(config);
 }
+
+} // namespace xyl::driver

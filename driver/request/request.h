@@ -6,11 +6,13 @@
 #include "raid_records.h"
 #include "xml_protocol.h"
 
+namespace xyl::driver {
+
 // Parts of a RAID_CONFIG that FreeRaidConfig's mask names.
-#define RAID_CONFIG_ADAPTER 0x001ULL
-#define RAID_CONFIG_LIST 0x004ULL
-#define RAID_CONFIG_COMMANDS 0x008ULL
-#define RAID_CONFIG_ALL (~0ULL)
+inline constexpr UINT64 configAdapter = 0x001ULL;
+inline constexpr UINT64 configList = 0x004ULL;
+inline constexpr UINT64 configCommands = 0x008ULL;
+inline constexpr UINT64 configAll = ~0ULL;
 
 // Reads a document into configs, an array of *count configurations that are reused when not null and else allocated;
 // *count receives the number of adapters read. Also after a failure the caller owns every configuration that the array
@@ -25,7 +27,7 @@
 EFI_STATUS ParseXMLBlob(const CHAR8 *text, RAID_CONFIG **configs, UINT32 *count);
 
 // The name of the element, the innermost one, at which the last ParseXMLBlob failed; empty when there is none to tell.
-extern LOGGABLE_TEXT g_unreadElement;
+extern LoggableText g_unreadElement;
 
 // The same from the tree on, for an "xylComponent" and a "raidData" element; bus, device and function go into each
 // adapter record. The tree stays the caller's, with the passphrases in it.
@@ -68,3 +70,5 @@ void releaseConfig(RAID_CONFIG *config);
 // Gives back the ids and the data of one parsed command and clears them; keys are overwritten before. Revision and
 // Command must be those of the parser, since they tell a key from a record.
 void releaseCommandData(RAID_CMD_BLOCK *command);
+
+} // namespace xyl::driver

@@ -3,6 +3,8 @@
 #include "base/pool.h"
 #include "driver/request/reader.h"
 
+namespace xyl::driver {
+
 static UINT32 childrenNamed(const XML_NODE *parent, const CHAR8 *name) {
   UINT32 count = 0;
   for (const XML_NODE *child = parent->FirstChild; child != nullptr; child = child->NextSibling) {
@@ -30,12 +32,12 @@ template <class T> static bool makeRoom(T *&records, UINT32 count, UINT32 more) 
 
 bool makeRoomForDisks(const XML_NODE *enclosure, RAID_CONFIG *config) {
   return makeRoom(config->physicalDisks, config->physicalDiskCount,
-                  childrenNamed(enclosure, adapterRow(FORMAT_PHYSICAL_DISK).Element));
+                  childrenNamed(enclosure, adapterRow(FieldFormat::physicalDisk).element));
 }
 
 bool makeRoomForAll(const XML_NODE *adapter, RAID_CONFIG *config) {
-  const CHAR8 *enclosure = adapterRow(FORMAT_ENCLOSURE).Element;
-  const CHAR8 *disk = adapterRow(FORMAT_PHYSICAL_DISK).Element;
+  const CHAR8 *enclosure = adapterRow(FieldFormat::enclosure).element;
+  const CHAR8 *disk = adapterRow(FieldFormat::physicalDisk).element;
   UINT32 enclosures = 0;
   UINT32 disks = childrenNamed(adapter, disk);
   for (const XML_NODE *child = adapter->FirstChild; child != nullptr; child = child->NextSibling) {
@@ -44,8 +46,10 @@ bool makeRoomForAll(const XML_NODE *adapter, RAID_CONFIG *config) {
       disks += childrenNamed(child, disk);
     }
   }
-  UINT32 virtualDisks = childrenNamed(adapter, adapterRow(FORMAT_VIRTUAL_DISK).Element);
+  UINT32 virtualDisks = childrenNamed(adapter, adapterRow(FieldFormat::virtualDisk).element);
   return makeRoom(config->enclosures, config->enclosureCount, enclosures) &&
          makeRoom(config->physicalDisks, config->physicalDiskCount, disks) &&
          makeRoom(config->logicalDisks, config->logicalDiskCount, virtualDisks);
 }
+
+} // namespace xyl::driver

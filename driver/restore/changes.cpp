@@ -5,22 +5,24 @@
 #include "driver/controller/controller.h"
 #include "records/ids.h"
 
+namespace xyl::driver {
+
 namespace {
 
 // What the creation of every saved virtual disk needs.
-struct CREATION {
-  RAID_MGMT_PROTOCOL *Mgmt;
-  const RAID_ADAPTER_RECORD *CurrentAdapter;
-  const RAID_CONFIG *Saved;
-  ID_INDEX SavedDisks;
-  const UINT32 *PdMap;
-  RESTORE_LOG *Log;
+struct Creation {
+  RAID_MGMT_PROTOCOL *mgmt;
+  const RAID_ADAPTER_RECORD *currentAdapter;
+  const RAID_CONFIG *saved;
+  records::IdIndex savedDisks;
+  const UINT32 *pdMap;
+  RestoreLog *log;
 };
 
 } // namespace
 
 // Sends the block, whose answer nobody needs, and logs it as the step.
-static EFI_STATUS sendLogged(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, const CHAR8 *step, RESTORE_LOG *log) {
+static EFI_STATUS sendLogged(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, const CHAR8 *step, RestoreLog *log) {
   RAID_CMD_RESULT result;
   EFI_STATUS status = executeCommand(mgmt, block, &result);
   if (!EFI_ERROR(status)) {
@@ -32,7 +34,7 @@ static EFI_STATUS sendLogged(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *block, co
   return status;
 }
 
-EFI_STATUS _ChangeAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, RESTORE_LOG *log) {
+EFI_STATUS _ChangeAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, RestoreLog *log) {
   logEntered("_ChangeAdapter");
   RAID_CMD_BLOCK block = makeCommand(RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER);
   block.ObjectData = restoreCfg->adapter;
@@ -46,47 +48,47 @@ EFI_STATUS _ChangeAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, RES
 }
 
 // Logs a virtual disk that is not sent to the controller; ids are those of its members that were found, or null.
-static void logNotCreated(const CREATION &run, EFI_STATUS why, RAID_VD_RECORD *disk, UINT32 *ids, UINT32 idCount) {
+static void logNotCreated(const Creation &run, EFI_STATUS why, RAID_VD_RECORD *disk, UINT32 *ids, UINT32 idCount) {
   RAID_CMD_BLOCK block = {};
   block.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
   block.ObjectIdCount = idCount;
   block.ObjectIds = ids;
   block.ObjectData = disk;
-  _RestoreLogAddProgressNode("CreateVD", why, &block, run.Log);
+  _RestoreLogAddProgressNode("CreateVD", why, &block, run.log);
 }
 
-// The number of the first saved disk with the id, or ID_NONE.
-static UINT32 findPdInRestore(const CREATION &run, UINT32 objectId) {
+// The number of the first saved disk with the id, or noId.
+static UINT32 findPdInRestore(const Creation &run, UINT32 objectId) {
   LogPrint(LOG_TRACE, "_findPdInRestore", "Inside _findPdInRestore");
-  return findId(run.SavedDisks, objectId);
+  return records::findId(run.savedDisks, objectId);
 }
 
 // Fills ids with the current ids of the members. *complete is cleared when a member has no disk; its entry stays 0. All
 // entries stay 0 without a map. EFI_INVALID_PARAMETER for a member that is none of the saved disks.
-static EFI_STATUS translateMembers(const CREATION &run, const UINT32 *members, UINT32 count, UINT32 *ids,
+static EFI_STATUS translateMembers(const Creation &run, const UINT32 *members, UINT32 count, UINT32 *ids,
                                    bool *complete) {
-  for (UINT32 j = 0; j < count && run.PdMap != nullptr; ++j) {
+  for (UINT32 j = 0; j < count && run.pdMap != nullptr; ++j) {
     UINT32 index = findPdInRestore(run, members[j]);
-    if (index == ID_NONE) {
+    if (index == records::noId) {
       LogPrint(LOG_ERROR, "_CreateOrChangeVDs", "Could not find VD pd in restore PD array");
       return EFI_INVALID_PARAMETER;
     }
-    if (run.PdMap[index] == 0) {
+    if (run.pdMap[index] == 0) {
       *complete = false;
     } else {
-      ids[j] = run.PdMap[index] - 1;
+      ids[j] = run.pdMap[index] - 1;
     }
   }
   return EFI_SUCCESS;
 }
 
-static bool createVD(const CREATION &run, RAID_VD_RECORD *disk, UINT32 *ids, UINT32 idCount) {
+static bool createVD(const Creation &run, RAID_VD_RECORD *disk, UINT32 *ids, UINT32 idCount) {
   disk->Attributes &= ~RAID_VD_ATTRIBUTE_FDE;
   RAID_CMD_BLOCK block = makeCommand(RAID_COMMAND_CREATE, RAID_OBJECT_VIRTUAL_DISK);
   block.ObjectIdCount = idCount;
   block.ObjectIds = ids;
   block.ObjectData = disk;
-  EFI_STATUS status = sendLogged(run.Mgmt, &block, "CreateVD", run.Log);
+  EFI_STATUS status = sendLogged(run.mgmt, &block, "CreateVD", run.log);
   if (EFI_ERROR(status)) {
     LogPrint(LOG_WARN, "_CreateVD", "Changes VDs returned error %r", status);
   }
@@ -95,7 +97,7 @@ static bool createVD(const CREATION &run, RAID_VD_RECORD *disk, UINT32 *ids, UIN
 
 // Creates the virtual disk on the disks that stand in for its members, with ids as their array. *created tells whether
 // the controller did.
-static EFI_STATUS createOnMembers(const CREATION &run, RAID_VD_RECORD *disk, UINT32 *ids, UINT32 count, bool *created) {
+static EFI_STATUS createOnMembers(const Creation &run, RAID_VD_RECORD *disk, UINT32 *ids, UINT32 count, bool *created) {
   bool complete = true;
   EFI_STATUS status = translateMembers(run, disk->PDs, count, ids, &complete);
   if (EFI_ERROR(status)) {
@@ -111,11 +113,11 @@ static EFI_STATUS createOnMembers(const CREATION &run, RAID_VD_RECORD *disk, UIN
 }
 
 // Creates one virtual disk. What makes only this one impossible is logged and counts as success.
-static EFI_STATUS restoreVD(const CREATION &run, RAID_VD_RECORD *disk) {
+static EFI_STATUS restoreVD(const Creation &run, RAID_VD_RECORD *disk) {
   bool created = false;
   EFI_STATUS status = EFI_SUCCESS;
   if ((disk->Attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0 &&
-      (run.CurrentAdapter->Attributes & RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE) == 0) {
+      (run.currentAdapter->Attributes & RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE) == 0) {
     LogPrint(LOG_ERROR, "_CreateOrChangeVDs", "Cannot create cachecade VD as controller is not cachecade capable");
     logNotCreated(run, EFI_UNSUPPORTED, disk, /* ids= */ nullptr, /* idCount= */ 0);
   } else {
@@ -137,32 +139,32 @@ static EFI_STATUS restoreVD(const CREATION &run, RAID_VD_RECORD *disk) {
   return status;
 }
 
-static EFI_STATUS restoreVDs(CREATION &run, UINT32 runModeFlag) {
-  if (run.Saved->logicalDiskCount == 0) {
+static EFI_STATUS restoreVDs(Creation &run, UINT32 runModeFlag) {
+  if (run.saved->logicalDiskCount == 0) {
     return EFI_SUCCESS;
   }
-  LogPrint(LOG_TRACE, "_CreateOrChangeVDs", "restoreCfg->logicalDiskCount %x", run.Saved->logicalDiskCount);
+  LogPrint(LOG_TRACE, "_CreateOrChangeVDs", "restoreCfg->logicalDiskCount %x", run.saved->logicalDiskCount);
   if ((runModeFlag & RUN_MODE_PRESERVE_VD) != 0) {
     return EFI_SUCCESS;
   }
-  indexRecords(&run.SavedDisks, run.Saved->physicalDisks, run.Saved->physicalDiskCount);
+  records::indexRecords(&run.savedDisks, run.saved->physicalDisks, run.saved->physicalDiskCount);
   EFI_STATUS status = EFI_SUCCESS;
-  for (UINT32 v = 0; v < run.Saved->logicalDiskCount && !EFI_ERROR(status); ++v) {
-    status = restoreVD(run, &run.Saved->logicalDisks[v]);
+  for (UINT32 v = 0; v < run.saved->logicalDiskCount && !EFI_ERROR(status); ++v) {
+    status = restoreVD(run, &run.saved->logicalDisks[v]);
   }
-  freeIds(&run.SavedDisks);
+  records::freeIds(&run.savedDisks);
   return status;
 }
 
 EFI_STATUS _CreateOrChangeVDs(RAID_MGMT_PROTOCOL *mgmt, const RAID_ADAPTER_RECORD *currentAdapter,
-                              RAID_CONFIG *restoreCfg, UINT32 runModeFlag, const UINT32 *pdMap, RESTORE_LOG *log) {
+                              RAID_CONFIG *restoreCfg, UINT32 runModeFlag, const UINT32 *pdMap, RestoreLog *log) {
   logEntered("_CreateOrChangeVDs");
-  CREATION run = {mgmt, currentAdapter, restoreCfg, {}, pdMap, log};
+  Creation run = {mgmt, currentAdapter, restoreCfg, {}, pdMap, log};
   return logExit("_CreateOrChangeVDs", restoreVDs(run, runModeFlag));
 }
 
 static EFI_STATUS changeHotSpares(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, const UINT32 *pdMap, UINT32 runModeFlag,
-                                  RESTORE_LOG *log) {
+                                  RestoreLog *log) {
   for (UINT32 i = 0; i < saved->physicalDiskCount && pdMap != nullptr; ++i) {
     if (saved->physicalDisks[i].Hotspare == 0 || pdMap[i] == 0) {
       continue;
@@ -186,7 +188,9 @@ static EFI_STATUS changeHotSpares(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *saved, 
 }
 
 EFI_STATUS _ChangePDs(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, const UINT32 *pdMap, UINT32 runModeFlag,
-                      RESTORE_LOG *log) {
+                      RestoreLog *log) {
   logEntered("_ChangePDs");
   return logExit("_ChangePDs", changeHotSpares(mgmt, restoreCfg, pdMap, runModeFlag, log));
 }
+
+} // namespace xyl::driver

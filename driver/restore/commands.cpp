@@ -4,32 +4,34 @@
 #include "base/pool.h"
 #include "driver/controller/controller.h"
 
+namespace xyl::driver {
+
 // A command on the adapter without ids and data.
-struct ADAPTER_COMMAND {
-  const CHAR8 *Function;
-  UINT32 Command;
-  const CHAR8 *Done;
-  const CHAR8 *Failed;
+struct AdapterCommand {
+  const CHAR8 *function;
+  UINT32 command;
+  const CHAR8 *done;
+  const CHAR8 *failed;
 };
 
-static constexpr ADAPTER_COMMAND g_resetConfig = {"_ResetConfig", RAID_COMMAND_DELETE, "Successfully reset config",
-                                                  "Could not reset config, status %r"};
-static constexpr ADAPTER_COMMAND g_clearForeign = {
+static constexpr AdapterCommand g_resetConfig = {"_ResetConfig", RAID_COMMAND_DELETE, "Successfully reset config",
+                                                 "Could not reset config, status %r"};
+static constexpr AdapterCommand g_clearForeign = {
     "_ClearForeign", RAID_COMMAND_CLEAR, "Successfully cleared foreign config", "Could not foreign config, status %r"};
-static constexpr ADAPTER_COMMAND g_deleteKey = {"_DeleteKey", RAID_COMMAND_SECURE_ERASE, "Successfully deleted key",
-                                                "Could not delete key, status %r"};
+static constexpr AdapterCommand g_deleteKey = {"_DeleteKey", RAID_COMMAND_SECURE_ERASE, "Successfully deleted key",
+                                               "Could not delete key, status %r"};
 
-static EFI_STATUS runAdapterCommand(RAID_MGMT_PROTOCOL *mgmt, const ADAPTER_COMMAND &command) {
-  logEntered(command.Function);
+static EFI_STATUS runAdapterCommand(RAID_MGMT_PROTOCOL *mgmt, const AdapterCommand &command) {
+  logEntered(command.function);
   RAID_CMD_RESULT result;
-  EFI_STATUS status = issueCommand(mgmt, command.Command, RAID_OBJECT_ADAPTER, &result);
+  EFI_STATUS status = issueCommand(mgmt, command.command, RAID_OBJECT_ADAPTER, &result);
   if (EFI_ERROR(status)) {
-    LogPrint(LOG_ERROR, command.Function, command.Failed, status);
+    LogPrint(LOG_ERROR, command.function, command.failed, status);
   } else {
-    LogPrint(LOG_TRACE, command.Function, command.Done);
+    LogPrint(LOG_TRACE, command.function, command.done);
     giveBack(mgmt, &result);
   }
-  return logExit(command.Function, status);
+  return logExit(command.function, status);
 }
 
 EFI_STATUS _ResetConfig(RAID_MGMT_PROTOCOL *mgmt) {
@@ -44,7 +46,7 @@ EFI_STATUS _DeleteKey(RAID_MGMT_PROTOCOL *mgmt) {
   return runAdapterCommand(mgmt, g_deleteKey);
 }
 
-EFI_STATUS _GetObject(RAID_MGMT_PROTOCOL *mgmt, UINT32 objectType, void **data, UINT32 *dataSize, RESTORE_LOG *log) {
+EFI_STATUS _GetObject(RAID_MGMT_PROTOCOL *mgmt, UINT32 objectType, void **data, UINT32 *dataSize, RestoreLog *log) {
   logEntered("_GetObject");
   RAID_CMD_BLOCK block = makeCommand(RAID_COMMAND_GET, objectType);
   RAID_CMD_RESULT result;
@@ -74,3 +76,5 @@ void _FreeCurrentCfg(RAID_MGMT_PROTOCOL *mgmt, RAID_ADAPTER_RECORD *adapter, RAI
   }
   poolFree(pdMap);
 }
+
+} // namespace xyl::driver

@@ -4,22 +4,24 @@
 #include "driver/restore/disk_finder.h"
 #include "records/ids.h"
 
-static constexpr const CHAR8 *MAP_DISKS = "_MapPDsRestoreToCurrent";
+namespace xyl::driver {
 
-DISK_FIT diskFit(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
+static constexpr const CHAR8 *mapDisksName = "_MapPDsRestoreToCurrent";
+
+DiskFit diskFit(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
   if (current.Size < saved.Size) {
-    return DISK_TOO_SMALL;
+    return diskTooSmall;
   }
   if (((saved.Attributes ^ current.Attributes) & RAID_PD_ATTRIBUTE_SSD) != 0) {
-    return DISK_OTHER_MEDIUM;
+    return diskOtherMedium;
   }
   if (current.Protocol != saved.Protocol) {
-    return DISK_OTHER_PROTOCOL;
+    return diskOtherProtocol;
   }
   // A disk that was not encrypting may be replaced by one that is, not the reverse.
   bool encryptionFits =
       (saved.Attributes & RAID_PD_ATTRIBUTE_FDE) == 0 || (current.Attributes & RAID_PD_ATTRIBUTE_FDE) != 0;
-  return encryptionFits ? DISK_FITS : DISK_NOT_ENCRYPTING;
+  return encryptionFits ? diskFits : diskNotEncrypting;
 }
 
 bool samePlace(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
@@ -27,15 +29,15 @@ bool samePlace(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current) {
          current.Port == saved.Port;
 }
 
-struct MAPPING {
-  const RAID_CONFIG *Saved;
-  const RAID_PD_RECORD *Current;
-  UINT32 CurrentCount;
-  UINT32 *Map;
+struct Mapping {
+  const RAID_CONFIG *saved;
+  const RAID_PD_RECORD *current;
+  UINT32 currentCount;
+  UINT32 *map;
 };
 
-static DISK_CHOICE choiceFor(const RAID_PD_RECORD &saved) {
-  return (saved.Attributes & RAID_PD_ATTRIBUTE_FDE) != 0 ? DISK_ENCRYPTING : DISK_ANY;
+static DiskChoice choiceFor(const RAID_PD_RECORD &saved) {
+  return (saved.Attributes & RAID_PD_ATTRIBUTE_FDE) != 0 ? diskEncrypting : diskAny;
 }
 
 static bool isForeign(const RAID_PD_RECORD &disk) {
@@ -43,93 +45,93 @@ static bool isForeign(const RAID_PD_RECORD &disk) {
 }
 
 // The numbers of the foreign disks, and one behind all disks: pool, or null without memory.
-static UINT32 *listForeign(const MAPPING &run) {
-  UINT32 *foreign = poolNew<UINT32>(UINTN{run.CurrentCount} + 1);
+static UINT32 *listForeign(const Mapping &run) {
+  UINT32 *foreign = poolNew<UINT32>(UINTN{run.currentCount} + 1);
   if (foreign == nullptr) {
     return nullptr;
   }
   UINT32 count = 0;
-  for (UINT32 j = 0; j < run.CurrentCount; ++j) {
+  for (UINT32 j = 0; j < run.currentCount; ++j) {
     foreign[count] = j;
-    count += isForeign(run.Current[j]) ? 1 : 0;
+    count += isForeign(run.current[j]) ? 1 : 0;
   }
-  foreign[count] = run.CurrentCount;
+  foreign[count] = run.currentCount;
   return foreign;
 }
 
 // Logs the foreign disks that the search for a disk's place comes by: those up to number. foreign is what listForeign
 // gave.
-static void logForeign(const MAPPING &run, const UINT32 *foreign, UINT32 number) {
+static void logForeign(const Mapping &run, const UINT32 *foreign, UINT32 number) {
   for (UINT32 j = 0; isLogging() && j <= number; ++j) {
     j = foreign != nullptr ? *foreign++ : j;
-    if (j <= number && isForeign(run.Current[j])) {
-      LogPrint(LOG_TRACE, MAP_DISKS, "Foreign Disk detected");
+    if (j <= number && isForeign(run.current[j])) {
+      LogPrint(LOG_TRACE, mapDisksName, "Foreign Disk detected");
     }
   }
 }
 
 // Maps the saved disks to fitting ones in their places. Disks that other entries hold are not passed over.
-static void mapInPlace(const MAPPING &run, const DISK_FINDER &finder, const UINT32 *foreign) {
-  for (UINT32 i = 0; i < run.Saved->physicalDiskCount; ++i) {
-    const RAID_PD_RECORD &saved = run.Saved->physicalDisks[i];
+static void mapInPlace(const Mapping &run, const DiskFinder &finder, const UINT32 *foreign) {
+  for (UINT32 i = 0; i < run.saved->physicalDiskCount; ++i) {
+    const RAID_PD_RECORD &saved = run.saved->physicalDisks[i];
     UINT32 place = findLargeEnough(finder, saved, choiceFor(saved), groupOf(finder, saved));
-    bool isFound = place < run.CurrentCount;
-    UINT32 number = isFound ? diskAt(finder, place) : run.CurrentCount - 1;
+    bool isFound = place < run.currentCount;
+    UINT32 number = isFound ? diskAt(finder, place) : run.currentCount - 1;
     logForeign(run, foreign, number);
     if (isFound) {
-      run.Map[i] = run.Current[number].ObjectID + 1;
-      LogPrint(LOG_TRACE, MAP_DISKS, " 1: pdMap [ %x ] =  %x", i, run.Map[i]);
+      run.map[i] = run.current[number].ObjectID + 1;
+      LogPrint(LOG_TRACE, mapDisksName, " 1: pdMap [ %x ] =  %x", i, run.map[i]);
     }
   }
 }
 
 // Which disks some entry of the map holds: those with the id of a taken one.
-struct TAKEN_DISKS {
-  ID_INDEX Index;
-  UINT8 *Flags; // pool; of the first disk of each id; null without memory: the map is looked through then
+struct TakenDisks {
+  records::IdIndex index;
+  UINT8 *flags; // pool; of the first disk of each id; null without memory: the map is looked through then
 };
 
-static UINT8 *takenFlag(const TAKEN_DISKS &taken, UINT32 objectId) {
-  UINT32 number = findId(taken.Index, objectId);
-  return number != ID_NONE ? &taken.Flags[number] : nullptr;
+static UINT8 *takenFlag(const TakenDisks &taken, UINT32 objectId) {
+  UINT32 number = records::findId(taken.index, objectId);
+  return number != records::noId ? &taken.flags[number] : nullptr;
 }
 
-static void takeEntry(const TAKEN_DISKS &taken, UINT32 entry) {
-  UINT8 *flag = taken.Flags != nullptr ? takenFlag(taken, entry - 1) : nullptr;
+static void takeEntry(const TakenDisks &taken, UINT32 entry) {
+  UINT8 *flag = taken.flags != nullptr ? takenFlag(taken, entry - 1) : nullptr;
   if (flag != nullptr) {
     *flag = 1;
   }
 }
 
 // Whether some entry of the map holds the current disk's id.
-static bool isTaken(const MAPPING &run, const TAKEN_DISKS &taken, UINT32 objectId) {
-  if (taken.Flags != nullptr) {
+static bool isTaken(const Mapping &run, const TakenDisks &taken, UINT32 objectId) {
+  if (taken.flags != nullptr) {
     return *takenFlag(taken, objectId) != 0;
   }
   UINT32 i = 0;
-  while (i < run.Saved->physicalDiskCount && run.Map[i] != objectId + 1) {
+  while (i < run.saved->physicalDiskCount && run.map[i] != objectId + 1) {
     ++i;
   }
-  return i < run.Saved->physicalDiskCount;
+  return i < run.saved->physicalDiskCount;
 }
 
 // The map entry of the first suitable disk anywhere that no entry holds, or 0. Every free disk that is suitable but for
 // encryption is logged on the way there; without a log nobody asks for them.
-static UINT32 findAnywhere(const MAPPING &run, const RAID_PD_RECORD &saved, DISK_FINDER *finder,
-                           const TAKEN_DISKS &taken) {
-  DISK_CHOICE choice = isLogging() ? DISK_ANY : choiceFor(saved);
+static UINT32 findAnywhere(const Mapping &run, const RAID_PD_RECORD &saved, DiskFinder *finder,
+                           const TakenDisks &taken) {
+  DiskChoice choice = isLogging() ? diskAny : choiceFor(saved);
   UINT32 place = groupOf(*finder, saved);
-  while ((place = findLargeEnough(*finder, saved, choice, place)) < finder->Count) {
-    const RAID_PD_RECORD &current = run.Current[diskAt(*finder, place)];
+  while ((place = findLargeEnough(*finder, saved, choice, place)) < finder->count) {
+    const RAID_PD_RECORD &current = run.current[diskAt(*finder, place)];
     if (isTaken(run, taken, current.ObjectID)) {
       removeDisk(finder, place++);
       continue;
     }
-    LogPrint(LOG_TRACE, MAP_DISKS, " 2 restore pd secureState = %x, driveattributes = %x ", UINT32{saved.SecureState},
-             UINT32{saved.Attributes});
-    LogPrint(LOG_TRACE, MAP_DISKS, "  2 current pd secureState = %x, driveattributes = %x ",
+    LogPrint(LOG_TRACE, mapDisksName, " 2 restore pd secureState = %x, driveattributes = %x ",
+             UINT32{saved.SecureState}, UINT32{saved.Attributes});
+    LogPrint(LOG_TRACE, mapDisksName, "  2 current pd secureState = %x, driveattributes = %x ",
              UINT32{current.SecureState}, UINT32{current.Attributes});
-    if (diskFit(saved, current) == DISK_FITS) {
+    if (diskFit(saved, current) == diskFits) {
       return current.ObjectID + 1;
     }
     ++place;
@@ -137,48 +139,48 @@ static UINT32 findAnywhere(const MAPPING &run, const RAID_PD_RECORD &saved, DISK
   return 0;
 }
 
-static void mapElsewhere(const MAPPING &run, DISK_FINDER *finder, const TAKEN_DISKS &taken) {
+static void mapElsewhere(const Mapping &run, DiskFinder *finder, const TakenDisks &taken) {
   // An empty entry looks like one that holds the last id of all.
   takeEntry(taken, 0);
-  for (UINT32 i = 0; i < run.Saved->physicalDiskCount; ++i) {
-    takeEntry(taken, run.Map[i]);
+  for (UINT32 i = 0; i < run.saved->physicalDiskCount; ++i) {
+    takeEntry(taken, run.map[i]);
   }
-  for (UINT32 i = 0; i < run.Saved->physicalDiskCount; ++i) {
-    if (run.Map[i] != 0) {
+  for (UINT32 i = 0; i < run.saved->physicalDiskCount; ++i) {
+    if (run.map[i] != 0) {
       continue;
     }
-    run.Map[i] = findAnywhere(run, run.Saved->physicalDisks[i], finder, taken);
-    if (run.Map[i] != 0) {
-      takeEntry(taken, run.Map[i]);
-      LogPrint(LOG_TRACE, MAP_DISKS, " 2: pdMap [ %x ] =  %x", i, run.Map[i]);
+    run.map[i] = findAnywhere(run, run.saved->physicalDisks[i], finder, taken);
+    if (run.map[i] != 0) {
+      takeEntry(taken, run.map[i]);
+      LogPrint(LOG_TRACE, mapDisksName, " 2: pdMap [ %x ] =  %x", i, run.map[i]);
     }
   }
 }
 
-static void runInPlace(const MAPPING &run) {
-  DISK_FINDER finder;
-  makeFinder(&finder, run.Current, run.CurrentCount, GROUPED_BY_PLACE);
+static void runInPlace(const Mapping &run) {
+  DiskFinder finder;
+  makeFinder(&finder, run.current, run.currentCount, DiskGrouping::byPlace);
   UINT32 *foreign = listForeign(run);
   mapInPlace(run, finder, foreign);
   poolFree(foreign);
   freeFinder(&finder);
 }
 
-static void runElsewhere(const MAPPING &run) {
-  DISK_FINDER finder;
-  makeFinder(&finder, run.Current, run.CurrentCount, GROUPED_BY_KIND);
-  TAKEN_DISKS taken = {};
-  taken.Flags = poolNew<UINT8>(run.CurrentCount);
-  indexRecords(&taken.Index, run.Current, run.CurrentCount);
+static void runElsewhere(const Mapping &run) {
+  DiskFinder finder;
+  makeFinder(&finder, run.current, run.currentCount, DiskGrouping::byKind);
+  TakenDisks taken = {};
+  taken.flags = poolNew<UINT8>(run.currentCount);
+  records::indexRecords(&taken.index, run.current, run.currentCount);
   mapElsewhere(run, &finder, taken);
-  freeIds(&taken.Index);
-  poolFree(taken.Flags);
+  records::freeIds(&taken.index);
+  poolFree(taken.flags);
   freeFinder(&finder);
 }
 
-static bool isMapFull(const MAPPING &run) {
-  for (UINT32 i = 0; i < run.Saved->physicalDiskCount; ++i) {
-    if (run.Map[i] == 0) {
+static bool isMapFull(const Mapping &run) {
+  for (UINT32 i = 0; i < run.saved->physicalDiskCount; ++i) {
+    if (run.map[i] == 0) {
       return false;
     }
   }
@@ -187,15 +189,15 @@ static bool isMapFull(const MAPPING &run) {
 
 EFI_STATUS _MapPDsRestoreToCurrent(const RAID_PD_RECORD *currentDisks, UINT32 currentCount,
                                    const RAID_CONFIG *restoreCfg, UINT32 *pdMap) {
-  logEntered(MAP_DISKS);
-  MAPPING run = {restoreCfg, currentDisks, currentCount, pdMap};
+  logEntered(mapDisksName);
+  Mapping run = {restoreCfg, currentDisks, currentCount, pdMap};
   if (currentCount != 0) {
     runInPlace(run);
   }
   if (currentCount != 0 && !isMapFull(run)) {
     runElsewhere(run);
   }
-  return logExit(MAP_DISKS, EFI_SUCCESS);
+  return logExit(mapDisksName, EFI_SUCCESS);
 }
 
 // The place on the bus may differ: it is the kind of adapter that counts.
@@ -228,3 +230,5 @@ EFI_STATUS _ValidateRestore(const RAID_ADAPTER_RECORD *currentAdapter, const RAI
   logEntered("_ValidateRestore");
   return logExit("_ValidateRestore", validate(currentAdapter, currentDisks, currentCount, restoreCfg, pdMap));
 }
+
+} // namespace xyl::driver

@@ -5,7 +5,9 @@
 #include "base/text.h"
 #include "driver/xml/xml.h"
 
-#define PRINT_PIECE 100
+namespace xyl::driver {
+
+constexpr UINTN printPiece = 100;
 
 // Names of operations whose caller gives none.
 static constexpr VALUE_NAME_TABLE g_operationTable[] = {
@@ -23,29 +25,29 @@ static const CHAR8 *flagText(UINT32 runModeFlag, UINT32 flag) {
   return (runModeFlag & flag) != 0 ? "True" : "False";
 }
 
-void _RestoreLogInit(UINT32 runModeFlag, RESTORE_LOG *log) {
+void _RestoreLogInit(UINT32 runModeFlag, RestoreLog *log) {
   static constexpr const CHAR8 *function = "_RestoreLogInit";
   LogPrint(LOG_TRACE, function, "_RestoreLogInit, runMode=%d ", runModeFlag);
   if (log == nullptr) {
     LogPrint(LOG_TRACE, function, "rootNode is NULL ");
     return;
   }
-  FreeXMLNode(log->Root);
+  FreeXMLNode(log->root);
   *log = {};
   getXMLProto();
   if (g_xmlProtocol == nullptr) {
     LogPrint(LOG_TRACE, function, "Error in getXMLProto");
     return;
   }
-  log->Root = CreateXMLNode("RaidRestore");
-  if (log->Root == nullptr) {
+  log->root = CreateXMLNode("RaidRestore");
+  if (log->root == nullptr) {
     LogPrint(LOG_TRACE, function, "Failed to create XML Node");
     return;
   }
-  LOG_BUILDER root = {function, log->Root, nullptr};
-  LOG_BUILDER options = {function, addLogElement(root, CreateXMLNode("Options")), nullptr};
-  log->Last = root.Last;
-  if (options.Parent == nullptr) {
+  LogBuilder root = {function, log->root, nullptr};
+  LogBuilder options = {function, addLogElement(root, CreateXMLNode("Options")), nullptr};
+  log->last = root.last;
+  if (options.parent == nullptr) {
     return;
   }
   if (addLogElement(options, CreateXMLTextNode("PreserveVD", flagText(runModeFlag, RUN_MODE_PRESERVE_VD)))) {
@@ -67,30 +69,30 @@ static const CHAR8 *operationName(const RAID_CMD_BLOCK *block, CHAR8 *buffer) {
   return buffer;
 }
 
-void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID_CMD_BLOCK *block, RESTORE_LOG *log) {
+void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID_CMD_BLOCK *block, RestoreLog *log) {
   static constexpr const CHAR8 *function = "_RestoreLogAddProgressNode";
-  if (log == nullptr || log->Root == nullptr) {
+  if (log == nullptr || log->root == nullptr) {
     LogPrint(LOG_TRACE, function, "rootNode not initialized ");
     return;
   }
-  LOG_BUILDER operation = {function, CreateXMLNode("Operation"), nullptr};
-  if (operation.Parent == nullptr) {
+  LogBuilder operation = {function, CreateXMLNode("Operation"), nullptr};
+  if (operation.parent == nullptr) {
     LogPrint(LOG_TRACE, function, "Failed to create XML Node");
     return;
   }
-  CHAR8 buffer[LOG_TEXT_SIZE];
+  CHAR8 buffer[logTextSize];
   if (name == nullptr) {
     name = operationName(block, buffer);
   }
   LogPrint(LOG_TRACE, function, "AddProgressNode, operation = %a, errCode=%d ", name, static_cast<UINT32>(status));
-  AddXMLAttribute("name", name, operation.Parent);
-  log->Last = AppendXMLChildAfter(log->Root, log->Last, operation.Parent);
+  AddXMLAttribute("name", name, operation.parent);
+  log->last = AppendXMLChildAfter(log->root, log->last, operation.parent);
 
   const CHAR8 *outcome = status == EFI_SUCCESS ? "Success" : "Fail";
   if (addLogElement(operation, CreateXMLTextNode("Status", outcome)) == nullptr) {
     return;
   }
-  CHAR8 code[LOG_TEXT_SIZE];
+  CHAR8 code[logTextSize];
   formatShortHex(code, status & ~EFI_ERROR_BIT);
   if (addLogElement(operation, CreateXMLTextNode("ErrorCode", code)) == nullptr) {
     return;
@@ -109,11 +111,11 @@ void PrintRestoreLog(const CHAR8 *text) {
   if (text == nullptr) {
     return;
   }
-  CHAR8 piece[PRINT_PIECE + 1];
+  CHAR8 piece[printPiece + 1];
   UINTN left = textLength(text);
-  for (; left >= PRINT_PIECE; left -= PRINT_PIECE, text += PRINT_PIECE) {
-    copyBytes(piece, text, PRINT_PIECE);
-    piece[PRINT_PIECE] = 0;
+  for (; left >= printPiece; left -= printPiece, text += printPiece) {
+    copyBytes(piece, text, printPiece);
+    piece[printPiece] = 0;
     LogPrint(LOG_TRACE, "PrintRestoreLog", "%a", piece);
   }
   LogPrint(LOG_TRACE, "PrintRestoreLog", "%a", text);
@@ -166,3 +168,5 @@ void updateResultLog(RAID_XYL_BUFFER *output, XML_NODE *logRoot, UINT8 kind) {
   PrintRestoreLog(log == nullptr ? text : log);
   poolFree(text);
 }
+
+} // namespace xyl::driver

@@ -6,14 +6,16 @@
 #include "driver/controller/controller.h"
 #include "driver/xml/xml.h"
 
+namespace xyl::driver {
+
 // A child of "Adapter": the byte at Offset, first with the bits of Flip inverted, then with those of Mask kept. Bit 7
 // marks a mode that is present, so a mode without it finds no name.
-struct SETTING_ROW {
-  const CHAR8 *Element;
-  UINT16 Offset;
-  UINT8 Flip;
-  UINT8 Mask;
-  const VALUE_NAME_TABLE *Names;
+struct SettingRow {
+  const CHAR8 *element;
+  UINT16 offset;
+  UINT8 flip;
+  UINT8 mask;
+  const VALUE_NAME_TABLE *names;
 };
 
 static constexpr VALUE_NAME_TABLE g_correctAreasTable[] = {
@@ -22,7 +24,7 @@ static constexpr VALUE_NAME_TABLE g_correctAreasTable[] = {
     {nullptr, 0},
 };
 
-static constexpr SETTING_ROW g_settingRows[] = {
+static constexpr SettingRow g_settingRows[] = {
     {"ucMode", offsetof(RAID_ADAPTER_RECORD, UncertifiedMode), RAID_MODE_PRESENT, 0xFF, g_uncertifiedModeTable},
     {"lbMode", offsetof(RAID_ADAPTER_RECORD, LoadBalanceMode), RAID_MODE_PRESENT, 0xFF, g_loadBalanceModeTable},
     {"autoLearnMode", offsetof(RAID_ADAPTER_RECORD, LearnMode), RAID_MODE_PRESENT, 0xFF, g_learnModeTable},
@@ -50,26 +52,26 @@ static XML_NODE *newElement(const CHAR8 *function, XML_NODE *element) {
   return element;
 }
 
-static bool addText(LOG_BUILDER &builder, const CHAR8 *element, const CHAR8 *text) {
+static bool addText(LogBuilder &builder, const CHAR8 *element, const CHAR8 *text) {
   return addLogElement(builder, CreateXMLTextNode(element, text)) != nullptr;
 }
 
-static bool addHex(LOG_BUILDER &builder, const CHAR8 *element, UINT64 value) {
-  CHAR8 text[LOG_TEXT_SIZE];
+static bool addHex(LogBuilder &builder, const CHAR8 *element, UINT64 value) {
+  CHAR8 text[logTextSize];
   formatShortHex(text, value);
   return addText(builder, element, text);
 }
 
-static bool addDecimal(LOG_BUILDER &builder, const CHAR8 *element, UINT64 value) {
-  CHAR8 text[LOG_TEXT_SIZE];
+static bool addDecimal(LogBuilder &builder, const CHAR8 *element, UINT64 value) {
+  CHAR8 text[logTextSize];
   formatDecimal(text, value);
   return addText(builder, element, text);
 }
 
 // A wide text's low bytes, as many as fit.
-static bool addWide(LOG_BUILDER &builder, const CHAR8 *element, const CHAR16 *wide) {
-  CHAR8 text[LOG_TEXT_SIZE];
-  textNarrow(text, wide, LOG_TEXT_SIZE - 1);
+static bool addWide(LogBuilder &builder, const CHAR8 *element, const CHAR16 *wide) {
+  CHAR8 text[logTextSize];
+  textNarrow(text, wide, logTextSize - 1);
   return addText(builder, element, text);
 }
 
@@ -79,14 +81,14 @@ static UINT32 idCount(const RAID_CMD_BLOCK *block) {
 
 // The block's record, or null when it carries none, a key, or an object of another kind.
 static const void *recordOf(const RAID_CMD_BLOCK *block) {
-  if (block->ObjectData == nullptr || block->Revision == RAID_BLOCK_REVISION_KEY) {
+  if (block->ObjectData == nullptr || block->Revision == blockRevisionKey) {
     return nullptr;
   }
   const RAID_RECORD_HEADER *header = static_cast<const RAID_RECORD_HEADER *>(block->ObjectData);
   return header->ObjectType == block->ObjectType ? header : nullptr;
 }
 
-static bool addDiskIdentity(LOG_BUILDER &builder, UINT32 objectId) {
+static bool addDiskIdentity(LogBuilder &builder, UINT32 objectId) {
   if (!addHex(builder, "ObjectId", objectId)) {
     return false;
   }
@@ -98,7 +100,7 @@ static bool addDiskIdentity(LOG_BUILDER &builder, UINT32 objectId) {
 static XML_NODE *createDiskNode(const UINT32 *objectId, const RAID_PD_RECORD *record) {
   static constexpr const CHAR8 *function = "_CreatePDNode";
   XML_NODE *node = newElement(function, CreateXMLNode("PD"));
-  LOG_BUILDER builder = {function, node, nullptr};
+  LogBuilder builder = {function, node, nullptr};
   if (node == nullptr || (objectId != nullptr && !addDiskIdentity(builder, *objectId)) || record == nullptr) {
     return node;
   }
@@ -118,7 +120,7 @@ XML_NODE *_CreateKeyNode(const CHAR8 *elementName, const CHAR8 *modeText, const 
   if (node == nullptr) {
     return nullptr;
   }
-  LOG_BUILDER builder = {function, node, nullptr};
+  LogBuilder builder = {function, node, nullptr};
   if (addText(builder, "Mode", modeText) && keyIdText != nullptr) {
     addText(builder, "KeyId", keyIdText);
   }
@@ -127,7 +129,7 @@ XML_NODE *_CreateKeyNode(const CHAR8 *elementName, const CHAR8 *modeText, const 
 
 // The key's mode and, for a locally managed one, its identifier; never a passphrase.
 static XML_NODE *createKeyDetail(const CHAR8 *elementName, const RAID_CMD_BLOCK *block) {
-  if (block->ObjectData == nullptr || block->Revision != RAID_BLOCK_REVISION_KEY) {
+  if (block->ObjectData == nullptr || block->Revision != blockRevisionKey) {
     return nullptr;
   }
   const RAID_KEY_RECORD *key = static_cast<const RAID_KEY_RECORD *>(block->ObjectData);
@@ -140,12 +142,12 @@ static XML_NODE *createKeyDetail(const CHAR8 *elementName, const RAID_CMD_BLOCK 
   return _CreateKeyNode(elementName, "LKM", keyId);
 }
 
-static void addRates(LOG_BUILDER &builder, const RAID_ADAPTER_RECORD *record) {
+static void addRates(LogBuilder &builder, const RAID_ADAPTER_RECORD *record) {
   XML_NODE *rates = addLogElement(builder, CreateXMLNode("Rates"));
   if (rates == nullptr) {
     return;
   }
-  LOG_BUILDER inside = {builder.Function, rates, nullptr};
+  LogBuilder inside = {builder.function, rates, nullptr};
   for (UINT32 i = 0; i < RAID_RATE_COUNT; ++i) {
     RAID_RATE rate = record->Rates[i];
     if (!addWide(inside, "name", rate.Name) ||
@@ -155,11 +157,11 @@ static void addRates(LOG_BUILDER &builder, const RAID_ADAPTER_RECORD *record) {
   }
 }
 
-static void addSettings(LOG_BUILDER &builder, const RAID_ADAPTER_RECORD *record) {
+static void addSettings(LogBuilder &builder, const RAID_ADAPTER_RECORD *record) {
   const UINT8 *bytes = reinterpret_cast<const UINT8 *>(record);
-  for (const SETTING_ROW &row : g_settingRows) {
-    UINT64 value = (bytes[row.Offset] ^ row.Flip) & row.Mask;
-    if (!addText(builder, row.Element, GetNameFromValue(value, row.Names))) {
+  for (const SettingRow &row : g_settingRows) {
+    UINT64 value = (bytes[row.offset] ^ row.flip) & row.mask;
+    if (!addText(builder, row.element, GetNameFromValue(value, row.names))) {
       return;
     }
   }
@@ -170,15 +172,15 @@ static XML_NODE *createAdapterDetail(const CHAR8 *function, const RAID_CMD_BLOCK
   XML_NODE *node = newElement(function, CreateXMLNode("Adapter"));
   const RAID_ADAPTER_RECORD *record = static_cast<const RAID_ADAPTER_RECORD *>(recordOf(block));
   if (node != nullptr && record != nullptr) {
-    LOG_BUILDER builder = {function, node, nullptr};
+    LogBuilder builder = {function, node, nullptr};
     addSettings(builder, record);
   }
   return node;
 }
 
-static void addMembers(LOG_BUILDER &builder, const RAID_CMD_BLOCK *block) {
+static void addMembers(LogBuilder &builder, const RAID_CMD_BLOCK *block) {
   XML_NODE *disks = addLogElement(builder, CreateXMLNode("PDs"));
-  LOG_BUILDER inside = {builder.Function, disks, nullptr};
+  LogBuilder inside = {builder.function, disks, nullptr};
   for (UINT32 i = 0; disks != nullptr && i < idCount(block); ++i) {
     if (addLogElement(inside, _CreatePDNode(block->ObjectIds[i], /* record= */ nullptr)) == nullptr) {
       return;
@@ -188,7 +190,7 @@ static void addMembers(LOG_BUILDER &builder, const RAID_CMD_BLOCK *block) {
 
 static XML_NODE *createVirtualDiskDetail(const CHAR8 *function, const RAID_CMD_BLOCK *block) {
   XML_NODE *node = newElement(function, CreateXMLNode("VD"));
-  LOG_BUILDER builder = {function, node, nullptr};
+  LogBuilder builder = {function, node, nullptr};
   if (node == nullptr || (idCount(block) != 0 && !addHex(builder, "TargetId", block->ObjectIds[0]))) {
     return node;
   }
@@ -224,7 +226,7 @@ static UINT32 usableDisks(const RAID_CONFIG *saved, const UINT32 *pdMap) {
 static XML_NODE *createValidationSummary(const CHAR8 *function, const RAID_CMD_BLOCK *block) {
   const RAID_CONFIG *saved = static_cast<const RAID_CONFIG *>(block->ObjectData);
   XML_NODE siblings = {};
-  LOG_BUILDER builder = {function, &siblings, nullptr};
+  LogBuilder builder = {function, &siblings, nullptr};
   const CHAR16 *firmware = saved->adapter == nullptr ? nullptr : saved->adapter->FirmwareVersion;
   if (addWide(builder, "AdapterFwVer", firmware) && addDecimal(builder, "RestoreVDs", saved->logicalDiskCount) &&
       addDecimal(builder, "AvailablePDs", block->ObjectIdCount)) {
@@ -291,3 +293,5 @@ void _RestoreLogCreateDetailNode(const RAID_CMD_BLOCK *block, XML_NODE **detail)
   }
   *detail = createDetail(function, block);
 }
+
+} // namespace xyl::driver

@@ -6,11 +6,13 @@
 #include "raid_records.h"
 #include "raid_xyl.h"
 
+namespace xyl::driver {
+
 // Bits of the run mode word.
-#define RUN_MODE_NORMAL 0x02U
-#define RUN_MODE_RESTORE 0x04U
-#define RUN_MODE_PRESERVE_VD 0x08U
-#define RUN_MODE_STOP_ON_ERROR 0x10U
+inline constexpr UINT32 RUN_MODE_NORMAL = 0x02U;
+inline constexpr UINT32 RUN_MODE_RESTORE = 0x04U;
+inline constexpr UINT32 RUN_MODE_PRESERVE_VD = 0x08U;
+inline constexpr UINT32 RUN_MODE_STOP_ON_ERROR = 0x10U;
 
 // Applies the run-time options document to *runModeFlag; other bits than the four keep the caller's value. Text stays
 // the caller's. What elements before a faulty one changed stays changed.
@@ -36,14 +38,14 @@ EFI_STATUS _MapPDsRestoreToCurrent(const RAID_PD_RECORD *currentDisks, UINT32 cu
 
 // Whether a current disk may stand in for a saved one, or the first reason why not. The mapping takes the fitting disk
 // in the saved disk's place, else the first one anywhere that no entry holds.
-enum DISK_FIT {
-  DISK_FITS,
-  DISK_TOO_SMALL,
-  DISK_OTHER_MEDIUM, // one is a solid state disk, the other is not
-  DISK_OTHER_PROTOCOL,
-  DISK_NOT_ENCRYPTING // though the saved one is; all else fits
+enum DiskFit {
+  diskFits,
+  diskTooSmall,
+  diskOtherMedium, // one is a solid state disk, the other is not
+  diskOtherProtocol,
+  diskNotEncrypting // though the saved one is; all else fits
 };
-DISK_FIT diskFit(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current);
+DiskFit diskFit(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current);
 
 // Whether a current disk is in the saved disk's place.
 bool samePlace(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current);
@@ -53,15 +55,15 @@ bool samePlace(const RAID_PD_RECORD &saved, const RAID_PD_RECORD &current);
 bool adapterSettingsDiffer(const RAID_ADAPTER_RECORD *current, const RAID_ADAPTER_RECORD *saved);
 
 // What it compares: these bytes of the adapter records, and the current adapter's rates that have a name.
-#define COMPARED_MODE_COUNT 6
-extern const UINT16 g_comparedModes[COMPARED_MODE_COUNT];
+inline constexpr UINT32 comparedModeCount = 6;
+extern const UINT16 g_comparedModes[comparedModeCount];
 // Whether no saved rate of the same name has the rate's value.
 bool rateDiffers(const RAID_RATE &rate, const RAID_ADAPTER_RECORD *saved);
 
 // A log while it is written; whoever began it owns the tree.
-struct RESTORE_LOG {
-  XML_NODE *Root; // null: there is no log
-  XML_NODE *Last; // Root's last child; null without children
+struct RestoreLog {
+  XML_NODE *root; // null: there is no log
+  XML_NODE *last; // Root's last child; null without children
 };
 
 // The restore.
@@ -74,12 +76,12 @@ EFI_STATUS RaidRestore(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, UINT32
 
 // Applies the saved adapter record. With a log the step is logged; null for part replacement. Returns the
 // controller's failure or EFI_SUCCESS.
-EFI_STATUS _ChangeAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, RESTORE_LOG *log);
+EFI_STATUS _ChangeAdapter(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, RestoreLog *log);
 
 // The log.
 
-#define LOG_KIND_CONFIG 1
-#define LOG_KIND_RESTORE 2
+inline constexpr UINT32 LOG_KIND_CONFIG = 1;
+inline constexpr UINT32 LOG_KIND_RESTORE = 2;
 
 // The disks whose FQDDs the log shows, not owned. Whoever runs an operation sets them, and (null, 0) at its end, which
 // gives back what finding them needs.
@@ -90,10 +92,10 @@ void setCurrentDisks(const RAID_PD_RECORD *disks, UINT32 count);
 const RAID_PD_RECORD *findCurrentDisk(UINT32 objectId);
 
 // Appends one "Operation" to the log, named name or, with null, after the block's command. Without a block its
-// "Detail" is empty. block->Revision tells what ObjectData is: RAID_BLOCK_REVISION_KEY a key, any other the record of
+// "Detail" is empty. block->Revision tells what ObjectData is: blockRevisionKey a key, any other the record of
 // the block's ObjectType; a run that changes the revision of a command before it sends it gives a copy of the block
 // with the revision that parsing gave it. A null log or Root: nothing is done. Best effort, changes no status.
-void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID_CMD_BLOCK *block, RESTORE_LOG *log);
+void _RestoreLogAddProgressNode(const CHAR8 *name, EFI_STATUS status, const RAID_CMD_BLOCK *block, RestoreLog *log);
 
 // Writes text to the log channel in lines of 100 characters; null is ignored.
 void PrintRestoreLog(const CHAR8 *text);
@@ -102,3 +104,5 @@ void PrintRestoreLog(const CHAR8 *text);
 // LOG_KIND_CONFIG to element 0 of the array at output->Data. The receiver owns it. Nothing is touched when output or
 // logRoot is null or without memory. logRoot stays the caller's.
 void updateResultLog(RAID_XYL_BUFFER *output, XML_NODE *logRoot, UINT8 kind);
+
+} // namespace xyl::driver

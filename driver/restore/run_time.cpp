@@ -3,34 +3,36 @@
 #include "base/log.h"
 #include "base/text.h"
 
+namespace xyl::driver {
+
 // What a text does to the run mode word.
-struct RUN_MODE_TEXT {
-  const CHAR8 *Text;
-  UINT32 Set;
-  UINT32 Clear;
+struct RunModeText {
+  const CHAR8 *text;
+  UINT32 set;
+  UINT32 clear;
 };
 
-static constexpr RUN_MODE_TEXT g_modeTexts[] = {
+static constexpr RunModeText g_modeTexts[] = {
     {"Restore", RUN_MODE_RESTORE, 0},
     {"Normal", RUN_MODE_NORMAL, 0},
 };
 
-static constexpr RUN_MODE_TEXT g_stopOnErrorTexts[] = {
+static constexpr RunModeText g_stopOnErrorTexts[] = {
     {"True", RUN_MODE_STOP_ON_ERROR, 0},
     {"False", 0, RUN_MODE_STOP_ON_ERROR},
 };
 
-static constexpr RUN_MODE_TEXT g_preserveTexts[] = {
+static constexpr RunModeText g_preserveTexts[] = {
     {"True", 0, 0},
     {"False", 0, RUN_MODE_PRESERVE_VD},
 };
 
 // Applies the text of element; false when it is none of texts.
 template <UINTN count>
-static bool applyText(const XML_NODE *element, const RUN_MODE_TEXT (&texts)[count], UINT32 *flags) {
-  for (const RUN_MODE_TEXT &row : texts) {
-    if (element->Content != nullptr && textEqual(element->Content, row.Text)) {
-      *flags = (*flags | row.Set) & ~row.Clear;
+static bool applyText(const XML_NODE *element, const RunModeText (&texts)[count], UINT32 *flags) {
+  for (const RunModeText &row : texts) {
+    if (element->Content != nullptr && textEqual(element->Content, row.text)) {
+      *flags = (*flags | row.set) & ~row.clear;
       return true;
     }
   }
@@ -38,9 +40,9 @@ static bool applyText(const XML_NODE *element, const RUN_MODE_TEXT (&texts)[coun
 }
 
 template <UINTN count>
-static EFI_STATUS applyPlain(const XML_NODE *element, const RUN_MODE_TEXT (&texts)[count], UINT32 *flags) {
+static EFI_STATUS applyPlain(const XML_NODE *element, const RunModeText (&texts)[count], UINT32 *flags) {
   if (!applyText(element, texts, flags)) {
-    LOGGABLE_TEXT shown;
+    LoggableText shown;
     LogPrint(LOG_ERROR, "parseRunTimeXML", "Node content is invalid: %a", loggableText(element->Content, shown));
     return EFI_INVALID_PARAMETER;
   }
@@ -63,7 +65,7 @@ static EFI_STATUS applyRaid(const XML_NODE *element, UINT32 *flags) {
     return EFI_INVALID_PARAMETER;
   }
   if (!applyText(option, g_preserveTexts, flags)) {
-    LOGGABLE_TEXT shown;
+    LoggableText shown;
     LogPrint(LOG_ERROR, "parseRunTimeXML", "PreserveVDConfig Node content is invalid: %a",
              loggableText(option->Content, shown));
     return EFI_INVALID_PARAMETER;
@@ -74,14 +76,14 @@ static EFI_STATUS applyRaid(const XML_NODE *element, UINT32 *flags) {
   return EFI_SUCCESS;
 }
 
-struct RUN_MODE_ELEMENT {
-  const CHAR8 *Name;
-  EFI_STATUS (*Apply)(const XML_NODE *element, UINT32 *flags);
-  const CHAR8 *Before;
-  const CHAR8 *After;
+struct RunModeElement {
+  const CHAR8 *name;
+  EFI_STATUS (*apply)(const XML_NODE *element, UINT32 *flags);
+  const CHAR8 *before;
+  const CHAR8 *after;
 };
 
-static constexpr RUN_MODE_ELEMENT g_runModeElements[] = {
+static constexpr RunModeElement g_runModeElements[] = {
     {"Mode", applyMode, "<Mode>:Before parseRunModeData %x", "<Mode>:After parseRunModeData = %x"},
     {"StopOnError", applyStopOnError, "<StopOnError>:Before parseRunModeData %x",
      "<StopOnError>:After parseRunModeData = %x"},
@@ -90,16 +92,16 @@ static constexpr RUN_MODE_ELEMENT g_runModeElements[] = {
 
 // Elements with other names are passed over.
 static EFI_STATUS applyElement(const XML_NODE *element, UINT32 *flags) {
-  for (const RUN_MODE_ELEMENT &row : g_runModeElements) {
-    if (!textEqual(element->Name, row.Name)) {
+  for (const RunModeElement &row : g_runModeElements) {
+    if (!textEqual(element->Name, row.name)) {
       continue;
     }
-    LogPrint(LOG_TRACE, "parseRunTimeXML", row.Before, *flags);
-    EFI_STATUS status = row.Apply(element, flags);
+    LogPrint(LOG_TRACE, "parseRunTimeXML", row.before, *flags);
+    EFI_STATUS status = row.apply(element, flags);
     if (EFI_ERROR(status)) {
       return status;
     }
-    LogPrint(LOG_TRACE, "parseRunTimeXML", row.After, *flags);
+    LogPrint(LOG_TRACE, "parseRunTimeXML", row.after, *flags);
   }
   return EFI_SUCCESS;
 }
@@ -107,7 +109,7 @@ static EFI_STATUS applyElement(const XML_NODE *element, UINT32 *flags) {
 static EFI_STATUS applyDocument(const XML_NODE *root, UINT32 *flags) {
   *flags |= RUN_MODE_PRESERVE_VD;
   if (!textEqual(root->Name, "RunMode")) {
-    LOGGABLE_TEXT shown;
+    LoggableText shown;
     LogPrint(LOG_ERROR, "parseRunTimeXML", "DOC head is %a, I don't know how to parse this",
              loggableText(root->Name, shown));
     return EFI_INVALID_PARAMETER;
@@ -161,3 +163,5 @@ EFI_STATUS parseRunTimeXML(const CHAR8 *text, UINT32 *runModeFlag) {
   }
   return logExit("parseRunTimeXML", status);
 }
+
+} // namespace xyl::driver

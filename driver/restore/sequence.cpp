@@ -4,29 +4,31 @@
 #include "base/text.h"
 #include "driver/controller/controller.h"
 
+namespace xyl::driver {
+
 // One restore. The current records are the controller's and go back at its end, as does the map to the pool.
-struct RESTORE {
-  RAID_MGMT_PROTOCOL *Mgmt;
-  RAID_CONFIG *Saved;
-  UINT32 RunMode;
-  RESTORE_LOG *Log;
-  RAID_ADAPTER_RECORD *Adapter;
-  RAID_PD_RECORD *Disks;
-  UINT32 DiskCount;
-  UINT32 *PdMap;
+struct Restore {
+  RAID_MGMT_PROTOCOL *mgmt;
+  RAID_CONFIG *saved;
+  UINT32 runMode;
+  RestoreLog *log;
+  RAID_ADAPTER_RECORD *adapter;
+  RAID_PD_RECORD *disks;
+  UINT32 diskCount;
+  UINT32 *pdMap;
 };
 
 // A step of clearing the controller before its configuration is built anew.
-struct CLEARING_STEP {
-  const CHAR8 *Announcement; // or null
-  EFI_STATUS (*Run)(RAID_MGMT_PROTOCOL *mgmt);
-  const CHAR8 *Name;
-  UINT32 NeededAttribute; // of the current adapter; 0: none
-  EFI_STATUS Harmless;    // a failure that counts as success
-  const CHAR8 *Failed;
+struct ClearingStep {
+  const CHAR8 *announcement; // or null
+  EFI_STATUS (*run)(RAID_MGMT_PROTOCOL *mgmt);
+  const CHAR8 *name;
+  UINT32 neededAttribute; // of the current adapter; 0: none
+  EFI_STATUS harmless;    // a failure that counts as success
+  const CHAR8 *failed;
 };
 
-static constexpr CLEARING_STEP g_clearingSteps[] = {
+static constexpr ClearingStep g_clearingSteps[] = {
     {"reset config", _ResetConfig, "ResetConfig", 0, EFI_SUCCESS, "ResetConfig failed "},
     {nullptr, _ClearForeign, "ClearForeignConfig", 0, EFI_NOT_FOUND, "ClearForeign failed "},
     {nullptr, _DeleteKey, "RemoveCtrlKey", RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY, EFI_SUCCESS, "Delete Key failed"},
@@ -36,7 +38,7 @@ static UINT32 rateValue(const RAID_RATE &rate) {
   return rate.EditableValue >> RAID_RATE_VALUE_SHIFT;
 }
 
-const UINT16 g_comparedModes[COMPARED_MODE_COUNT] = {
+const UINT16 g_comparedModes[comparedModeCount] = {
     offsetof(RAID_ADAPTER_RECORD, UncertifiedMode), offsetof(RAID_ADAPTER_RECORD, LoadBalanceMode),
     offsetof(RAID_ADAPTER_RECORD, LearnMode),       offsetof(RAID_ADAPTER_RECORD, CheckConsistencyMode),
     offsetof(RAID_ADAPTER_RECORD, PatrolReadMode),  offsetof(RAID_ADAPTER_RECORD, CopyBackMode),
@@ -77,35 +79,35 @@ bool adapterSettingsDiffer(const RAID_ADAPTER_RECORD *current, const RAID_ADAPTE
   return false;
 }
 
-static EFI_STATUS readAdapter(RESTORE *run) {
+static EFI_STATUS readAdapter(Restore *run) {
   void *data = nullptr;
   UINT32 size = 0;
-  EFI_STATUS status = _GetObject(run->Mgmt, RAID_OBJECT_ADAPTER, &data, &size, run->Log);
+  EFI_STATUS status = _GetObject(run->mgmt, RAID_OBJECT_ADAPTER, &data, &size, run->log);
   if (EFI_ERROR(status)) {
     return status;
   }
   if (size < RAID_RECORD_SIZE) {
-    run->Mgmt->FreeRecords(run->Mgmt, data, size >> RAID_RECORD_SHIFT);
+    run->mgmt->FreeRecords(run->mgmt, data, size >> RAID_RECORD_SHIFT);
     return EFI_NOT_FOUND;
   }
-  run->Adapter = static_cast<RAID_ADAPTER_RECORD *>(data);
+  run->adapter = static_cast<RAID_ADAPTER_RECORD *>(data);
   return EFI_SUCCESS;
 }
 
 // A controller without disks is no failure.
-static EFI_STATUS readDisks(RESTORE *run) {
+static EFI_STATUS readDisks(Restore *run) {
   void *data = nullptr;
   UINT32 size = 0;
-  EFI_STATUS status = _GetObject(run->Mgmt, RAID_OBJECT_PHYSICAL_DISK, &data, &size, run->Log);
+  EFI_STATUS status = _GetObject(run->mgmt, RAID_OBJECT_PHYSICAL_DISK, &data, &size, run->log);
   if (EFI_ERROR(status)) {
     return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
   }
-  run->Disks = static_cast<RAID_PD_RECORD *>(data);
-  run->DiskCount = size >> RAID_RECORD_SHIFT;
+  run->disks = static_cast<RAID_PD_RECORD *>(data);
+  run->diskCount = size >> RAID_RECORD_SHIFT;
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS getCurrentConfig(RESTORE *run) {
+static EFI_STATUS getCurrentConfig(Restore *run) {
   logEntered("_GetCurrentConfig");
   EFI_STATUS status = readAdapter(run);
   if (EFI_ERROR(status)) {
@@ -119,32 +121,32 @@ static EFI_STATUS getCurrentConfig(RESTORE *run) {
   return logExit("_GetCurrentConfig", status);
 }
 
-static EFI_STATUS validateLogged(RESTORE *run) {
-  EFI_STATUS status = _ValidateRestore(run->Adapter, run->Disks, run->DiskCount, run->Saved, &run->PdMap);
+static EFI_STATUS validateLogged(Restore *run) {
+  EFI_STATUS status = _ValidateRestore(run->adapter, run->disks, run->diskCount, run->saved, &run->pdMap);
   RAID_CMD_BLOCK block = {};
   block.ObjectType = 0xFFFFFFFFU;
-  block.ObjectIdCount = run->DiskCount;
-  block.ObjectIds = run->PdMap;
-  block.ObjectData = run->Saved;
-  _RestoreLogAddProgressNode("Validate", status, &block, run->Log);
+  block.ObjectIdCount = run->diskCount;
+  block.ObjectIds = run->pdMap;
+  block.ObjectData = run->saved;
+  _RestoreLogAddProgressNode("Validate", status, &block, run->log);
   return status;
 }
 
-static EFI_STATUS clearController(const RESTORE *run) {
-  for (const CLEARING_STEP &step : g_clearingSteps) {
-    if ((run->Adapter->Attributes & step.NeededAttribute) != step.NeededAttribute) {
+static EFI_STATUS clearController(const Restore *run) {
+  for (const ClearingStep &step : g_clearingSteps) {
+    if ((run->adapter->Attributes & step.neededAttribute) != step.neededAttribute) {
       continue;
     }
-    if (step.Announcement != nullptr) {
-      LogPrint(LOG_TRACE, "RaidRestore", step.Announcement);
+    if (step.announcement != nullptr) {
+      LogPrint(LOG_TRACE, "RaidRestore", step.announcement);
     }
-    EFI_STATUS status = step.Run(run->Mgmt);
-    if (status == step.Harmless) {
+    EFI_STATUS status = step.run(run->mgmt);
+    if (status == step.harmless) {
       status = EFI_SUCCESS;
     }
-    _RestoreLogAddProgressNode(step.Name, status, /* block= */ nullptr, run->Log);
+    _RestoreLogAddProgressNode(step.name, status, /* block= */ nullptr, run->log);
     if (EFI_ERROR(status)) {
-      LogPrint(LOG_ERROR, "RaidRestore", step.Failed);
+      LogPrint(LOG_ERROR, "RaidRestore", step.failed);
       return status;
     }
   }
@@ -152,64 +154,64 @@ static EFI_STATUS clearController(const RESTORE *run) {
 }
 
 // A failure that does not stop the restore shows only in the log.
-static EFI_STATUS applySettings(const RESTORE *run, bool isSas) {
+static EFI_STATUS applySettings(const Restore *run, bool isSas) {
   if (isSas) {
     LogPrint(LOG_TRACE, "RaidRestore", "Its a SAS controller, No Change to controller ...!");
     return EFI_SUCCESS;
   }
-  EFI_STATUS status = _ChangeAdapter(run->Mgmt, run->Saved, run->Log);
+  EFI_STATUS status = _ChangeAdapter(run->mgmt, run->saved, run->log);
   if (!EFI_ERROR(status)) {
     return EFI_SUCCESS;
   }
   LogPrint(LOG_ERROR, "RaidRestore", "change ADAPTER failed....");
-  if ((run->RunMode & RUN_MODE_STOP_ON_ERROR) == 0) {
+  if ((run->runMode & RUN_MODE_STOP_ON_ERROR) == 0) {
     return EFI_SUCCESS;
   }
   LogPrint(LOG_TRACE, "RaidRestore", "Stopping further processing as StopOnError is true");
   return status;
 }
 
-static EFI_STATUS restoreAdapter(const RESTORE *run) {
+static EFI_STATUS restoreAdapter(const Restore *run) {
   bool settingsChange = true;
-  if ((run->RunMode & RUN_MODE_PRESERVE_VD) != 0) {
+  if ((run->runMode & RUN_MODE_PRESERVE_VD) != 0) {
     LogPrint(LOG_TRACE, "RaidRestore", "Entered PreserveVDConfig");
-    settingsChange = adapterSettingsDiffer(run->Adapter, run->Saved->adapter);
+    settingsChange = adapterSettingsDiffer(run->adapter, run->saved->adapter);
   } else {
     EFI_STATUS status = clearController(run);
     if (EFI_ERROR(status)) {
       return status;
     }
   }
-  bool isSas = (run->Adapter->Attributes & RAID_ADAPTER_ATTRIBUTE_HIDES_PDS) == 0;
+  bool isSas = (run->adapter->Attributes & RAID_ADAPTER_ATTRIBUTE_HIDES_PDS) == 0;
   if (isSas) {
     LogPrint(LOG_TRACE, "RaidRestore", "SAS Controller Detected...!");
   }
   return settingsChange ? applySettings(run, isSas) : EFI_SUCCESS;
 }
 
-static EFI_STATUS restoreDisks(const RESTORE *run) {
-  EFI_STATUS status = _CreateOrChangeVDs(run->Mgmt, run->Adapter, run->Saved, run->RunMode, run->PdMap, run->Log);
+static EFI_STATUS restoreDisks(const Restore *run) {
+  EFI_STATUS status = _CreateOrChangeVDs(run->mgmt, run->adapter, run->saved, run->runMode, run->pdMap, run->log);
   if (EFI_ERROR(status)) {
     LogPrint(LOG_ERROR, "RaidRestore", "_CreateOrChangeVDs failed ");
     return status;
   }
-  if ((run->RunMode & RUN_MODE_PRESERVE_VD) != 0) {
+  if ((run->runMode & RUN_MODE_PRESERVE_VD) != 0) {
     return EFI_SUCCESS;
   }
-  status = _ChangePDs(run->Mgmt, run->Saved, run->PdMap, run->RunMode, run->Log);
+  status = _ChangePDs(run->mgmt, run->saved, run->pdMap, run->runMode, run->log);
   if (EFI_ERROR(status)) {
     LogPrint(LOG_ERROR, "RaidRestore", "_ChangePDs failed ");
   }
   return status;
 }
 
-static EFI_STATUS restoreSteps(RESTORE *run) {
+static EFI_STATUS restoreSteps(Restore *run) {
   EFI_STATUS status = getCurrentConfig(run);
   if (EFI_ERROR(status)) {
     LogPrint(LOG_ERROR, "RaidRestore", "Could not get current config info");
     return status;
   }
-  setCurrentDisks(run->Disks, run->DiskCount);
+  setCurrentDisks(run->disks, run->diskCount);
   status = validateLogged(run);
   if (EFI_ERROR(status)) {
     LogPrint(LOG_ERROR, "RaidRestore", "_ValidateForRestore failed ");
@@ -221,19 +223,21 @@ static EFI_STATUS restoreSteps(RESTORE *run) {
 
 EFI_STATUS RaidRestore(RAID_MGMT_PROTOCOL *mgmt, RAID_CONFIG *restoreCfg, UINT32 runModeFlag, XML_NODE **logRoot) {
   logEntered("RaidRestore");
-  RESTORE_LOG log = {logRoot == nullptr ? nullptr : *logRoot, nullptr};
-  RESTORE run = {};
-  run.Mgmt = mgmt;
-  run.Saved = restoreCfg;
-  run.RunMode = runModeFlag;
-  run.Log = logRoot == nullptr ? nullptr : &log;
+  RestoreLog log = {logRoot == nullptr ? nullptr : *logRoot, nullptr};
+  Restore run = {};
+  run.mgmt = mgmt;
+  run.saved = restoreCfg;
+  run.runMode = runModeFlag;
+  run.log = logRoot == nullptr ? nullptr : &log;
   setCurrentDisks(/* disks= */ nullptr, 0);
-  _RestoreLogInit(runModeFlag, run.Log);
+  _RestoreLogInit(runModeFlag, run.log);
   EFI_STATUS status = restoreSteps(&run);
   setCurrentDisks(/* disks= */ nullptr, 0);
   if (logRoot != nullptr) {
-    *logRoot = log.Root;
+    *logRoot = log.root;
   }
-  _FreeCurrentCfg(mgmt, run.Adapter, run.Disks, run.DiskCount, run.PdMap);
+  _FreeCurrentCfg(mgmt, run.adapter, run.disks, run.diskCount, run.pdMap);
   return logExit("RaidRestore", status);
 }
+
+} // namespace xyl::driver

@@ -2,6 +2,8 @@
 
 #include "base/log.h"
 
+namespace xyl::driver {
+
 static unsigned sixBits(CHAR8 character) {
   if (character >= 'A' && character <= 'Z') {
     return static_cast<unsigned>(character - 'A');
@@ -47,3 +49,5 @@ void Base64Decode(const CHAR8 *text, UINT8 *out, UINT64 *outLength) {
   *outLength = decode(text, out);
   LogPrint(LOG_TRACE, "Base64Decode", "Exit. Done.");
 }
+
+} // namespace xyl::driver

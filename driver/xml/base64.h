@@ -4,9 +4,13 @@
 
 #include "uefi/types.h"
 
+namespace xyl::driver {
+
 // The number of bytes that Base64Decode writes for text; 0 for null.
 UINT64 Base64DecodedLength(const CHAR8 *text);
 
 // Writes the decoded bytes to out, which has room for them, and their number to *outLength. Nothing is written when an
 // argument is null.
 void Base64Decode(const CHAR8 *text, UINT8 *out, UINT64 *outLength);
+
+} // namespace xyl::driver

@@ -7,101 +7,103 @@
 #include "driver/xml/value_names.h"
 #include "raid_records.h"
 
-enum FIELD_FORMAT : UINT8 {
-  FORMAT_DECIMAL,           // at most Length digits are written; reading has no limit
-  FORMAT_HEX,               // exactly Length digits are written
-  FORMAT_WIDE_TEXT,         // UTF-16 text behind a pointer; reading makes a pool copy
-  FORMAT_FIXED_TEXT,        // Width characters inside the record
-  FORMAT_NAME,              // one value of Names, at most Length characters
-  FORMAT_BOOLEAN,           // "true" or "false" for the bit Mask
-  FORMAT_MARK,              // "True" when the bit Mask is set, absent otherwise; any text sets that bit alone
-  FORMAT_MASK,              // container of one Item element per bit
-  FORMAT_CACHE_POLICY,      // container of the items of g_cachePolicyGroups
-  FORMAT_PCI_IDENTITY,      // container of g_pciIdentityFields, read by position
-  FORMAT_RATES,             // one container of g_rateFields per named slot
-  FORMAT_RAID_LEVEL_DESC,   // container of g_levelDescFields
-  FORMAT_RAID_LEVEL_PARAMS, // container of one level descriptor per bit of SupportedRAIDLevels
-  FORMAT_ID_LIST,           // one element per id, written last id first; Count counts them
-  FORMAT_ENCLOSURE,         // the formats from here on are read only: nested objects and the key identifier
-  FORMAT_PHYSICAL_DISK,
-  FORMAT_VIRTUAL_DISK,
-  FORMAT_KEY_ID
+namespace xyl::driver {
+
+enum class FieldFormat : UINT8 {
+  decimal,         // at most Length digits are written; reading has no limit
+  hex,             // exactly Length digits are written
+  wideText,        // UTF-16 text behind a pointer; reading makes a pool copy
+  fixedText,       // Width characters inside the record
+  name,            // one value of Names, at most Length characters
+  boolean,         // "true" or "false" for the bit Mask
+  mark,            // "True" when the bit Mask is set, absent otherwise; any text sets that bit alone
+  mask,            // container of one Item element per bit
+  cachePolicy,     // container of the items of g_cachePolicyGroups
+  pciIdentity,     // container of g_pciIdentityFields, read by position
+  rates,           // one container of g_rateFields per named slot
+  raidLevelDesc,   // container of g_levelDescFields
+  raidLevelParams, // container of one level descriptor per bit of SupportedRAIDLevels
+  idList,          // one element per id, written last id first; Count counts them
+  enclosure,       // the formats from here on are read only: nested objects and the key identifier
+  physicalDisk,
+  virtualDisk,
+  keyId
 };
 
-enum FIELD_FLAG : UINT16 {
-  FIELD_WHEN_VERSIONED = 0x001, // written only when ObjVersion is not 0
-  FIELD_WHEN_NOT_ZERO = 0x002,  // written only when the field (of a fixed text, the first byte) is not 0
-  FIELD_MODE = 0x004,           // mode byte: written only with its presence bit, which reading sets
-  FIELD_READ_OR = 0x008,        // reading ORs the value into the field instead of storing it
-  FIELD_STRICT = 0x010,         // reading a text without a row in Names fails with EFI_NOT_FOUND
-  FIELD_OPEN_MASK = 0x020,      // reading compares no item names, and a text without a row ORs in all ones
-  FIELD_FIRST_LETTER = 0x040,   // reading a boolean: F or f is 0, all else 1; otherwise only "false" is 0
-  FIELD_NULL_NO_TEXT = 0x080,   // a null text leaves the element without content instead of with an empty one
-  FIELD_TO_BLANK = 0x100,       // a fixed text is written up to its first blank
-  FIELD_TRIMMED = 0x200,        // a fixed text is written without white space around it
-  FIELD_WRITE_ONLY = 0x400,
-  FIELD_READ_ONLY = 0x800,
-  FIELD_ITEM_ALIAS = 0x1000, // reading takes RAID_LEVEL_ALIAS for Item, too
-  FIELD_LOGGED = 0x2000,     // a log line is written before the element
-  FIELD_SHARED = 0x4000      // the element has a row in the header and in an object, and reading applies both
+enum FieldFlag : UINT16 {
+  fieldWhenVersioned = 0x001, // written only when ObjVersion is not 0
+  fieldWhenNotZero = 0x002,   // written only when the field (of a fixed text, the first byte) is not 0
+  fieldMode = 0x004,          // mode byte: written only with its presence bit, which reading sets
+  fieldReadOr = 0x008,        // reading ORs the value into the field instead of storing it
+  fieldStrict = 0x010,        // reading a text without a row in Names fails with EFI_NOT_FOUND
+  fieldOpenMask = 0x020,      // reading compares no item names, and a text without a row ORs in all ones
+  fieldFirstLetter = 0x040,   // reading a boolean: F or f is 0, all else 1; otherwise only "false" is 0
+  fieldNullNoText = 0x080,    // a null text leaves the element without content instead of with an empty one
+  fieldToBlank = 0x100,       // a fixed text is written up to its first blank
+  fieldTrimmed = 0x200,       // a fixed text is written without white space around it
+  fieldWriteOnly = 0x400,
+  fieldReadOnly = 0x800,
+  fieldItemAlias = 0x1000, // reading takes levelAlias for Item, too
+  fieldLogged = 0x2000,    // a log line is written before the element
+  fieldShared = 0x4000     // the element has a row in the header and in an object, and reading applies both
 };
 
-#define RAID_LEVEL_ALIAS "RAIDLevel"
+inline constexpr CHAR8 levelAlias[] = "RAIDLevel";
 
-typedef struct FIELD_TABLE FIELD_TABLE;
+struct FieldTable;
 
 // A stretch of a record.
-typedef struct FIELD_PLACE {
-  UINT16 Offset;
-  UINT16 Width; // bytes
-} FIELD_PLACE;
+struct FieldPlace {
+  UINT16 offset;
+  UINT16 width; // bytes
+};
 
-typedef struct FIELD_ROW {
-  const CHAR8 *Element;
-  FIELD_PLACE Place;
-  FIELD_PLACE Count; // of FORMAT_ID_LIST and of nested disks that the record counts itself
-  const CHAR8 *Item; // of FORMAT_MASK and FORMAT_RAID_LEVEL_PARAMS: the element name of what is inside
+struct FieldRow {
+  const CHAR8 *element;
+  FieldPlace place;
+  FieldPlace count;  // of FieldFormat::idList and of nested disks that the record counts itself
+  const CHAR8 *item; // of FieldFormat::mask and FieldFormat::raidLevelParams: the element name of what is inside
   union {
-    const VALUE_NAME_TABLE *Names; // of FORMAT_NAME and FORMAT_MASK
-    const FIELD_TABLE *Fields;     // of an element or items with fields of their own
+    const VALUE_NAME_TABLE *names; // of FieldFormat::name and FieldFormat::mask
+    const FieldTable *fields;      // of an element or items with fields of their own
   };
-  UINT32 Mask;  // the element's bits within the field; 0: all of them
-  UINT16 Flags; // FIELD_FLAG
-  FIELD_FORMAT Format;
-  UINT8 Length : 7;
-  UINT8 Shift : 1; // the value is the field shifted right by this
-} FIELD_ROW;
+  UINT32 mask;  // the element's bits within the field; 0: all of them
+  UINT16 flags; // FieldFlag
+  FieldFormat format;
+  UINT8 length : 7;
+  UINT8 shift : 1; // the value is the field shifted right by this
+};
 
-struct FIELD_TABLE {
-  const FIELD_ROW *Rows;
-  UINT32 RowCount;
+struct FieldTable {
+  const FieldRow *rows;
+  UINT32 rowCount;
 };
 
 // ObjectType, ObjectID, Name, ObjVersion and FQDD, with which every object begins.
-extern const FIELD_TABLE g_headerFields;
+extern const FieldTable g_headerFields;
 
-extern const FIELD_TABLE g_adapterFields;
-extern const FIELD_TABLE g_enclosureFields;
-extern const FIELD_TABLE g_pdFields;
-extern const FIELD_TABLE g_vdFields;
+extern const FieldTable g_adapterFields;
+extern const FieldTable g_enclosureFields;
+extern const FieldTable g_pdFields;
+extern const FieldTable g_vdFields;
 
 // Children of "RAIDLevelDesc" (RAID_LEVEL_PARAMS), "PCIID" and "PCILocation" (RAID_PCI_IDENTITY), "Rate" (RAID_RATE).
-extern const FIELD_TABLE g_levelDescFields;
-extern const FIELD_TABLE g_pciIdentityFields;
-extern const FIELD_TABLE g_pciLocationFields;
-extern const FIELD_TABLE g_rateFields;
+extern const FieldTable g_levelDescFields;
+extern const FieldTable g_pciIdentityFields;
+extern const FieldTable g_pciLocationFields;
+extern const FieldTable g_rateFields;
 
 // The groups of a cache policy word in document order; each row's Mask are the group's bits.
-extern const FIELD_TABLE g_cachePolicyGroups;
+extern const FieldTable g_cachePolicyGroups;
 
 // The texts of an adapter that stand in the document's inventory section.
-extern const FIELD_TABLE g_inventoryFields;
+extern const FieldTable g_inventoryFields;
 
 // The object's own fields, without the header; null for a kind that has no table.
-const FIELD_TABLE *objectFields(UINT32 objectType);
+const FieldTable *objectFields(UINT32 objectType);
 
 // The adapter's row of a format that only one of its rows has: so each nested element has its name from there.
-const FIELD_ROW &adapterRow(FIELD_FORMAT format);
+const FieldRow &adapterRow(FieldFormat format);
 
 // Gives back the texts and lists that the record owns by its ObjectType, and clears their pointers. Of a kind without a
 // table these are the header's texts.
@@ -112,17 +114,19 @@ void releaseRecordMembers(void *record);
 void *copyRecord(const void *record, UINT32 objectType);
 
 // The field's bytes as a number (1, 2, 4 or 8 bytes wide), before Mask and Shift.
-UINT64 fieldLoad(const void *record, FIELD_PLACE place);
+UINT64 fieldLoad(const void *record, FieldPlace place);
 
 // Whether all bits of the field are set: a count that can go no further.
-bool fieldIsFull(const void *record, FIELD_PLACE place);
+bool fieldIsFull(const void *record, FieldPlace place);
 
 // Stores the low bits of value into the field.
-void fieldStore(void *record, FIELD_PLACE place, UINT64 value);
+void fieldStore(void *record, FieldPlace place, UINT64 value);
 
 // The element's value: the field with Mask and Shift applied.
-UINT64 fieldValue(const void *record, const FIELD_ROW &row);
+UINT64 fieldValue(const void *record, const FieldRow &row);
 
 // The pointer member at the place, and storing one there.
-void *fieldPointer(const void *record, FIELD_PLACE place);
-void fieldStorePointer(void *record, FIELD_PLACE place, void *pointer);
+void *fieldPointer(const void *record, FieldPlace place);
+void fieldStorePointer(void *record, FieldPlace place, void *pointer);
+
+} // namespace xyl::driver

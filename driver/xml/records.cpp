@@ -3,85 +3,87 @@
 #include "base/text.h"
 #include "driver/xml/object_fields.h"
 
-UINT64 fieldLoad(const void *record, FIELD_PLACE place) {
+namespace xyl::driver {
+
+UINT64 fieldLoad(const void *record, FieldPlace place) {
   UINT64 value = 0;
-  copyBytes(&value, static_cast<const UINT8 *>(record) + place.Offset, place.Width);
+  copyBytes(&value, static_cast<const UINT8 *>(record) + place.offset, place.width);
   return value;
 }
 
-bool fieldIsFull(const void *record, FIELD_PLACE place) {
-  return fieldLoad(record, place) == ~0ULL >> (64 - 8 * place.Width);
+bool fieldIsFull(const void *record, FieldPlace place) {
+  return fieldLoad(record, place) == ~0ULL >> (64 - 8 * place.width);
 }
 
-void fieldStore(void *record, FIELD_PLACE place, UINT64 value) {
-  copyBytes(static_cast<UINT8 *>(record) + place.Offset, &value, place.Width);
+void fieldStore(void *record, FieldPlace place, UINT64 value) {
+  copyBytes(static_cast<UINT8 *>(record) + place.offset, &value, place.width);
 }
 
-UINT64 fieldValue(const void *record, const FIELD_ROW &row) {
-  UINT64 value = fieldLoad(record, row.Place);
-  return (row.Mask == 0 ? value : value & row.Mask) >> row.Shift;
+UINT64 fieldValue(const void *record, const FieldRow &row) {
+  UINT64 value = fieldLoad(record, row.place);
+  return (row.mask == 0 ? value : value & row.mask) >> row.shift;
 }
 
-void *fieldPointer(const void *record, FIELD_PLACE place) {
+void *fieldPointer(const void *record, FieldPlace place) {
   void *pointer = nullptr;
-  copyBytes(&pointer, static_cast<const UINT8 *>(record) + place.Offset, sizeof(pointer));
+  copyBytes(&pointer, static_cast<const UINT8 *>(record) + place.offset, sizeof(pointer));
   return pointer;
 }
 
-void fieldStorePointer(void *record, FIELD_PLACE place, void *pointer) {
-  copyBytes(static_cast<UINT8 *>(record) + place.Offset, &pointer, sizeof(pointer));
+void fieldStorePointer(void *record, FieldPlace place, void *pointer) {
+  copyBytes(static_cast<UINT8 *>(record) + place.offset, &pointer, sizeof(pointer));
 }
 
 // What becomes of one pointer member that owns its memory.
-typedef void (*OWNED_MEMBER)(void *record, const FIELD_ROW &row, void *context);
+typedef void (*OwnedMember)(void *record, const FieldRow &row, void *context);
 
-static void forOwnedMembers(void *record, const FIELD_TABLE &fields, OWNED_MEMBER visit, void *context) {
-  for (UINT32 i = 0; i < fields.RowCount; ++i) {
-    const FIELD_ROW &row = fields.Rows[i];
-    UINT8 *field = static_cast<UINT8 *>(record) + row.Place.Offset;
-    switch (row.Format) { // not taken: every format is a case
-    case FORMAT_WIDE_TEXT:
-    case FORMAT_ID_LIST:
-    case FORMAT_RAID_LEVEL_PARAMS:
+static void forOwnedMembers(void *record, const FieldTable &fields, OwnedMember visit, void *context) {
+  for (UINT32 i = 0; i < fields.rowCount; ++i) {
+    const FieldRow &row = fields.rows[i];
+    UINT8 *field = static_cast<UINT8 *>(record) + row.place.offset;
+    switch (row.format) { // not taken: every format is a case
+    case FieldFormat::wideText:
+    case FieldFormat::idList:
+    case FieldFormat::raidLevelParams:
       visit(record, row, context);
       break;
-    case FORMAT_RATES:
+    case FieldFormat::rates:
       for (UINT32 slot = 0; slot < RAID_RATE_COUNT; ++slot) {
-        forOwnedMembers(field + slot * sizeof(RAID_RATE), *row.Fields, visit, context);
+        forOwnedMembers(field + slot * sizeof(RAID_RATE), *row.fields, visit, context);
       }
       break;
-    case FORMAT_PCI_IDENTITY:
-    case FORMAT_RAID_LEVEL_DESC:
-      forOwnedMembers(field, *row.Fields, visit, context);
+    case FieldFormat::pciIdentity:
+    case FieldFormat::raidLevelDesc:
+      forOwnedMembers(field, *row.fields, visit, context);
       break;
-    case FORMAT_DECIMAL:
-    case FORMAT_HEX:
-    case FORMAT_FIXED_TEXT:
-    case FORMAT_NAME:
-    case FORMAT_BOOLEAN:
-    case FORMAT_MARK:
-    case FORMAT_MASK:
-    case FORMAT_CACHE_POLICY:
-    case FORMAT_ENCLOSURE: // nested objects and the key identifier are the configuration's
-    case FORMAT_PHYSICAL_DISK:
-    case FORMAT_VIRTUAL_DISK:
-    case FORMAT_KEY_ID:
+    case FieldFormat::decimal:
+    case FieldFormat::hex:
+    case FieldFormat::fixedText:
+    case FieldFormat::name:
+    case FieldFormat::boolean:
+    case FieldFormat::mark:
+    case FieldFormat::mask:
+    case FieldFormat::cachePolicy:
+    case FieldFormat::enclosure: // nested objects and the key identifier are the configuration's
+    case FieldFormat::physicalDisk:
+    case FieldFormat::virtualDisk:
+    case FieldFormat::keyId:
       break;
     }
   }
 }
 
-static void forAllOwnedMembers(void *record, UINT32 objectType, OWNED_MEMBER visit, void *context) {
+static void forAllOwnedMembers(void *record, UINT32 objectType, OwnedMember visit, void *context) {
   forOwnedMembers(record, g_headerFields, visit, context);
-  const FIELD_TABLE *fields = objectFields(objectType);
+  const FieldTable *fields = objectFields(objectType);
   if (fields != nullptr) {
     forOwnedMembers(record, *fields, visit, context);
   }
 }
 
-static void releaseMember(void *record, const FIELD_ROW &row, void *) {
-  poolFree(fieldPointer(record, row.Place));
-  fieldStorePointer(record, row.Place, nullptr);
+static void releaseMember(void *record, const FieldRow &row, void *) {
+  poolFree(fieldPointer(record, row.place));
+  fieldStorePointer(record, row.place, nullptr);
 }
 
 void releaseRecordMembers(void *record) {
@@ -90,15 +92,15 @@ void releaseRecordMembers(void *record) {
 }
 
 // Once a text could not be copied, the members behind it are only cleared.
-static void copyMember(void *record, const FIELD_ROW &row, void *context) {
+static void copyMember(void *record, const FieldRow &row, void *context) {
   bool *complete = static_cast<bool *>(context);
-  const CHAR16 *text = static_cast<const CHAR16 *>(fieldPointer(record, row.Place));
+  const CHAR16 *text = static_cast<const CHAR16 *>(fieldPointer(record, row.place));
   CHAR16 *copy = nullptr;
-  if (row.Format == FORMAT_WIDE_TEXT && text != nullptr && *complete) {
+  if (row.format == FieldFormat::wideText && text != nullptr && *complete) {
     copy = textDuplicate(text);
     *complete = copy != nullptr;
   }
-  fieldStorePointer(record, row.Place, copy);
+  fieldStorePointer(record, row.place, copy);
 }
 
 void *copyRecord(const void *record, UINT32 objectType) {
@@ -116,3 +118,5 @@ void *copyRecord(const void *record, UINT32 objectType) {
   }
   return copy;
 }
+
+} // namespace xyl::driver

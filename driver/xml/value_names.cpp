@@ -4,11 +4,13 @@
 #include "raid_mgmt.h"
 #include "raid_values.h"
 
+namespace xyl::driver {
+
 #define VALUE_TABLE(name, ...) const VALUE_NAME_TABLE g_##name##Table[] = {__VA_ARGS__, {nullptr, 0}};
 #include "driver/xml/value_tables.h"
 #undef VALUE_TABLE
 
-const NAMED_VALUE_TABLE g_valueTables[] = {
+const NamedValueTable g_valueTables[] = {
 #define VALUE_TABLE(name, ...) {#name, g_##name##Table},
 #include "driver/xml/value_tables.h"
 #undef VALUE_TABLE
@@ -17,14 +19,14 @@ const UINT32 g_valueTableCount = sizeof(g_valueTables) / sizeof(g_valueTables[0]
 
 UINT64 GetValueFromName(const CHAR8 *name, const VALUE_NAME_TABLE *table) {
   if (name == nullptr || table == nullptr) {
-    return VALUE_NOT_FOUND;
+    return valueNotFound;
   }
   for (; table->Name != nullptr; ++table) {
     if (*name == *table->Name && textEqual(name, table->Name)) {
       return table->Value;
     }
   }
-  return VALUE_NOT_FOUND;
+  return valueNotFound;
 }
 
 const CHAR8 *GetNameFromValue(UINT64 value, const VALUE_NAME_TABLE *table) {
@@ -37,3 +39,5 @@ const CHAR8 *GetNameFromValue(UINT64 value, const VALUE_NAME_TABLE *table) {
   }
   return "Unknown";
 }
+
+} // namespace xyl::driver

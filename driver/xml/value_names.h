@@ -4,13 +4,17 @@
 
 #include "uefi/types.h"
 
-typedef struct VALUE_NAME_TABLE {
+namespace xyl::driver {
+
+// NOLINTBEGIN(readability-identifier-naming): firmware's look, as its users know it
+struct VALUE_NAME_TABLE {
   const CHAR8 *Name;
   UINT64 Value;
-} VALUE_NAME_TABLE;
+};
+// NOLINTEND(readability-identifier-naming)
 
 // What GetValueFromName gives for a text without a row.
-#define VALUE_NOT_FOUND (~0ULL)
+inline constexpr UINT64 valueNotFound = ~0ULL;
 
 // g_boolTable, g_stateTable and so on: one for each entry of value_tables.h. Enumerations have one row a value, mask
 // tables one row a bit.
@@ -19,15 +23,17 @@ typedef struct VALUE_NAME_TABLE {
 #undef VALUE_TABLE
 
 // All of them, under the names of their entries.
-typedef struct NAMED_VALUE_TABLE {
-  const CHAR8 *Name;
-  const VALUE_NAME_TABLE *Rows;
-} NAMED_VALUE_TABLE;
-extern const NAMED_VALUE_TABLE g_valueTables[];
+struct NamedValueTable {
+  const CHAR8 *name;
+  const VALUE_NAME_TABLE *rows;
+};
+extern const NamedValueTable g_valueTables[];
 extern const UINT32 g_valueTableCount;
 
-// The value of the first row whose name is name, exactly; VALUE_NOT_FOUND without one or for a null argument.
+// The value of the first row whose name is name, exactly; valueNotFound without one or for a null argument.
 UINT64 GetValueFromName(const CHAR8 *name, const VALUE_NAME_TABLE *table);
 
 // The name of the first row with value, a constant text; "Unknown" without one or for a null table.
 const CHAR8 *GetNameFromValue(UINT64 value, const VALUE_NAME_TABLE *table);
+
+} // namespace xyl::driver

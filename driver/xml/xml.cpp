@@ -3,6 +3,8 @@
 #include "base/pool.h"
 #include "base/text.h"
 
+namespace xyl::driver {
+
 XML_PROTOCOL *g_xmlProtocol;
 
 static constexpr EFI_GUID g_xmlProtocolGuid = XML_PROTOCOL_GUID;
@@ -133,3 +135,5 @@ XML_NODE *LastXMLChild(const XML_NODE *parent) {
   }
   return last;
 }
+
+} // namespace xyl::driver

@@ -6,6 +6,8 @@
 #include "driver/xml/value_names.h"
 #include "xml_protocol.h"
 
+namespace xyl::driver {
+
 // The cached service; empty until the first getXMLProto that finds it, and never released.
 extern XML_PROTOCOL *g_xmlProtocol;
 
@@ -48,7 +50,9 @@ XML_NODE *LastXMLChild(const XML_NODE *parent);
 
 // What a message shows of a document's text, which may be anything: its first 100 characters, those that are not
 // printable ASCII as "?". A null text stays null.
-struct LOGGABLE_TEXT {
-  CHAR8 Text[101];
+struct LoggableText {
+  CHAR8 text[101];
 };
-const CHAR8 *loggableText(const CHAR8 *text, LOGGABLE_TEXT &buffer);
+const CHAR8 *loggableText(const CHAR8 *text, LoggableText &buffer);
+
+} // namespace xyl::driver

@@ -6,3 +6,5 @@
 #include "host/common/files.h"
 #include "host/common/guarded.h"
 #include "host/common/texts.h"
+
+namespace xyl::host {} // namespace xyl::host

@@ -3,15 +3,19 @@
 
 #include "client/documents/documents.h"
 
-struct HOST_DOCUMENT {
-  DOCUMENT_TEXT text = {};
+namespace xyl::host {
+
+struct HostDocument {
+  client::DocumentText text = {};
   XML_NODE *root = nullptr; // null until it is parsed
 
-  HOST_DOCUMENT() = default;
-  HOST_DOCUMENT(const HOST_DOCUMENT &) = delete;
-  HOST_DOCUMENT &operator=(const HOST_DOCUMENT &) = delete;
-  ~HOST_DOCUMENT() {
-    freeTree(root);
-    releaseDocument(&text);
+  HostDocument() = default;
+  HostDocument(const HostDocument &) = delete;
+  HostDocument &operator=(const HostDocument &) = delete;
+  ~HostDocument() {
+    client::freeTree(root);
+    client::releaseDocument(&text);
   }
 };
+
+} // namespace xyl::host

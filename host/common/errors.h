@@ -6,13 +6,17 @@
 
 #include "uefi/types.h"
 
+namespace xyl::host {
+
 // What is wrong, in one line that a user can act on.
-struct CLIENT_ERROR : std::runtime_error {
-  CLIENT_ERROR(EFI_STATUS errorStatus, const std::string &message) : std::runtime_error(message), status(errorStatus) {}
+struct ClientError : std::runtime_error {
+  ClientError(EFI_STATUS errorStatus, const std::string &message) : std::runtime_error(message), status(errorStatus) {}
   EFI_STATUS status;
 };
 
 // A mistake in what the user asked for.
-struct USAGE_ERROR : CLIENT_ERROR {
-  explicit USAGE_ERROR(const std::string &message) : CLIENT_ERROR(EFI_INVALID_PARAMETER, message) {}
+struct UsageError : ClientError {
+  explicit UsageError(const std::string &message) : ClientError(EFI_INVALID_PARAMETER, message) {}
 };
+
+} // namespace xyl::host

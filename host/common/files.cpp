@@ -16,6 +16,8 @@
 #include "base/pool.h"
 #include "client/client.h"
 
+namespace xyl::host {
+
 namespace fs = std::filesystem;
 
 EFI_STATUS statusFromErrno(int error) {
@@ -54,7 +56,7 @@ EFI_STATUS readHostFile(const std::string &name, std::string *content) {
   // No buffer in between: it would keep what it has read.
   size_t done = 0;
   ssize_t length = 1;
-  while (length > 0 && done <= XYL_FILE_LIMIT) {
+  while (length > 0 && done <= client::fileLimit) {
     if (done == content->size()) {
       growWiped(content);
     }
@@ -69,7 +71,7 @@ EFI_STATUS readHostFile(const std::string &name, std::string *content) {
   if (error != 0) {
     return statusFromErrno(error);
   }
-  return done > XYL_FILE_LIMIT ? EFI_BAD_BUFFER_SIZE : EFI_SUCCESS;
+  return done > client::fileLimit ? EFI_BAD_BUFFER_SIZE : EFI_SUCCESS;
 }
 
 // Writes content to an open file and closes it.
@@ -129,8 +131,8 @@ static void syncFolder(const fs::path &target) {
 }
 
 // As rename.
-static int putInPlace(const std::string &temporary, const fs::path &target, FILE_REPLACES replaces) {
-  if (replaces == FILE_REPLACES_OLD) {
+static int putInPlace(const std::string &temporary, const fs::path &target, FileReplaces replaces) {
+  if (replaces == FileReplaces::old) {
     return std::rename(temporary.c_str(), target.c_str());
   }
   int result = renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
@@ -155,7 +157,7 @@ private:
 };
 
 static EFI_STATUS replaceFile(const fs::path &target, const std::string &content, const struct stat *old,
-                              FILE_REPLACES replaces) {
+                              FileReplaces replaces) {
   SignalsWait wait;
   std::string temporary = target.string() + ".XXXXXX";
   EFI_STATUS status = writeTemporary(content, old, &temporary);
@@ -184,10 +186,10 @@ static fs::path behindLinks(const std::string &name) {
   return target;
 }
 
-EFI_STATUS writeHostFile(const std::string &name, const std::string &content, FILE_REPLACES replaces) {
+EFI_STATUS writeHostFile(const std::string &name, const std::string &content, FileReplaces replaces) {
   struct stat old = {};
   bool exists = stat(name.c_str(), &old) == 0;
-  if (exists && replaces == FILE_REPLACES_NONE) {
+  if (exists && replaces == FileReplaces::none) {
     return EFI_ALREADY_STARTED;
   }
   if (exists && !S_ISREG(old.st_mode)) {
@@ -238,3 +240,5 @@ void FileLock::release() {
   }
   file_ = -1;
 }
+
+} // namespace xyl::host

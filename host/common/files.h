@@ -6,19 +6,21 @@
 
 #include "uefi/types.h"
 
+namespace xyl::host {
+
 // The status for an errno value.
 EFI_STATUS statusFromErrno(int error);
 
-// Reads a whole file, at most XYL_FILE_LIMIT bytes.
+// Reads a whole file, at most fileLimit bytes.
 EFI_STATUS readHostFile(const std::string &name, std::string *content);
 
-enum FILE_REPLACES { FILE_REPLACES_OLD, FILE_REPLACES_NONE };
+enum class FileReplaces { old, none };
 
 // Writes a whole file: a regular file is replaced in one step, with its permissions, so a reader never finds half of it
 // and a failure leaves the old one. Links are followed, also one that leads to no file yet. Signals wait until it is
 // done. EFI_ALREADY_STARTED when there is a file and none may be replaced.
 EFI_STATUS writeHostFile(const std::string &name, const std::string &content,
-                         FILE_REPLACES replaces = FILE_REPLACES_OLD);
+                         FileReplaces replaces = FileReplaces::old);
 
 // Keeps other runs of the program from changing a file, until it is released or the process ends.
 class FileLock {
@@ -37,3 +39,5 @@ private:
 
   int file_ = -1;
 };
+
+} // namespace xyl::host

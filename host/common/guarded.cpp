@@ -4,17 +4,21 @@
 
 #include "host/common/errors.h"
 
-XYL_RESULT guarded(const XYL_FRONT &front, const std::function<XYL_RESULT()> &work) {
+namespace xyl::host {
+
+client::Result guarded(const client::Front &front, const std::function<client::Result()> &work) {
   try {
     return work();
-  } catch (const USAGE_ERROR &error) {
-    complain(&front, "%a", error.what());
-    return wrongUsage();
-  } catch (const CLIENT_ERROR &error) {
-    complain(&front, "%a", error.what());
-    return {error.status == EFI_NOT_FOUND ? XYL_NOT_FOUND : XYL_FAILED, error.status};
+  } catch (const UsageError &error) {
+    client::complain(&front, "%a", error.what());
+    return client::wrongUsage();
+  } catch (const ClientError &error) {
+    client::complain(&front, "%a", error.what());
+    return {error.status == EFI_NOT_FOUND ? client::outcomeNotFound : client::outcomeFailed, error.status};
   } catch (const std::bad_alloc &) {
-    complain(&front, "there is not enough memory");
-    return failed(EFI_OUT_OF_RESOURCES);
+    client::complain(&front, "there is not enough memory");
+    return client::failed(EFI_OUT_OF_RESOURCES);
   }
 }
+
+} // namespace xyl::host

@@ -5,9 +5,14 @@
 
 #include "client/command_line/command_line.h"
 
-XYL_RESULT guarded(const XYL_FRONT &front, const std::function<XYL_RESULT()> &work);
+namespace xyl::host {
+
+client::Result guarded(const client::Front &front, const std::function<client::Result()> &work);
 
 // A command of the host as the client's core runs it.
-template <XYL_RESULT (*Run)(const XYL_CONTEXT &context)> XYL_RESULT guardedRun(const XYL_CONTEXT &context) {
-  return guarded(*context.Front, [&context] { return Run(context); });
+template <client::Result (*Run)(const client::Context &context)>
+client::Result guardedRun(const client::Context &context) {
+  return guarded(*context.front, [&context] { return Run(context); });
 }
+
+} // namespace xyl::host

@@ -7,9 +7,11 @@
 #include "client/output/output.h"
 #include "providers/sim_controller/fixed_text.h"
 
+namespace xyl::host {
+
 static void appendUtf8(std::string &to, UINT32 unit) {
   char bytes[4];
-  UINTN length = utf8Encode(bytes, unit);
+  UINTN length = client::utf8Encode(bytes, unit);
   to.insert(to.end(), bytes, bytes + length);
 }
 
@@ -17,7 +19,7 @@ std::u16string fromUtf8(const std::string &text) {
   std::u16string units;
   for (size_t i = 0; i < text.size();) {
     UINT32 character = 0;
-    size_t bytes = utf8Decode(text.data() + i, text.size() - i, &character);
+    size_t bytes = client::utf8Decode(text.data() + i, text.size() - i, &character);
     units += static_cast<char16_t>(character <= 0xFFFF ? character : 0xFFFD);
     i += bytes == 0 ? 1 : bytes;
   }
@@ -54,13 +56,13 @@ std::string normalised(const std::string &text) {
   return plain;
 }
 
-UINT64 valueNamed(const std::string &name, const VALUE_NAME_TABLE *table) {
+UINT64 valueNamed(const std::string &name, const driver::VALUE_NAME_TABLE *table) {
   for (; table->Name != nullptr; ++table) {
     if (normalised(table->Name) == normalised(name)) {
       return table->Value;
     }
   }
-  return VALUE_NOT_FOUND;
+  return driver::valueNotFound;
 }
 
 EFI_STATUS errorNamed(const std::string &name) {
@@ -74,7 +76,9 @@ EFI_STATUS errorNamed(const std::string &name) {
 }
 
 std::string sizeText(UINT64 bytes) {
-  CHAR8 text[SIZE_TEXT_CAPACITY];
-  formatSize(text, bytes);
+  CHAR8 text[client::sizeTextCapacity];
+  client::formatSize(text, bytes);
   return text;
 }
+
+} // namespace xyl::host

@@ -10,23 +10,25 @@
 #include "providers/sim_controller/fixed_text.h"
 #include "providers/sim_controller/sim_controller.h"
 
-struct PARSED {
-  DOCUMENT_TEXT text = {};
+namespace xyl::host {
+
+struct Parsed {
+  client::DocumentText text = {};
   XML_NODE *root = nullptr; // for what the reader of requests has no use for
   RAID_CONFIG *config = nullptr;
 
-  PARSED() = default;
-  PARSED(const PARSED &) = delete;
-  PARSED &operator=(const PARSED &) = delete;
-  ~PARSED() {
-    releaseConfig(config);
-    freeTree(root);
-    releaseDocument(&text);
+  Parsed() = default;
+  Parsed(const Parsed &) = delete;
+  Parsed &operator=(const Parsed &) = delete;
+  ~Parsed() {
+    driver::releaseConfig(config);
+    client::freeTree(root);
+    client::releaseDocument(&text);
   }
 };
 
 [[noreturn]] static void refuse(const std::string &what) {
-  throw CLIENT_ERROR(EFI_INVALID_PARAMETER, what);
+  throw ClientError(EFI_INVALID_PARAMETER, what);
 }
 
 // Documents are 8-bit; the reader extends the sign of what it widens.
@@ -42,16 +44,16 @@ static void copyText(CHAR16 *to, const CHAR16 *from) {
 }
 
 // Takes the record over but for what its pointers lead to; texts are copied to the object's buffers.
-template <class OBJECT, class RECORD> static void copyRecord(OBJECT *object, UINT32 objectType, const RECORD &record) {
+template <class Object, class Record> static void copyRecord(Object *object, UINT32 objectType, const Record &record) {
   object->record = record;
   sim::Buffers buffers = sim::buffersOf(objectType);
   for (UINT32 i = 0; i < buffers.count; ++i) {
-    FIELD_PLACE place = {buffers.rows[i].pointer, sizeof(void *)};
+    driver::FieldPlace place = {buffers.rows[i].pointer, sizeof(void *)};
     if (buffers.rows[i].isText) {
-      copyText(static_cast<CHAR16 *>(sim::bufferOf(objectType, object, place.Offset)),
-               static_cast<const CHAR16 *>(fieldPointer(&record, place)));
+      copyText(static_cast<CHAR16 *>(sim::bufferOf(objectType, object, place.offset)),
+               static_cast<const CHAR16 *>(driver::fieldPointer(&record, place)));
     }
-    fieldStorePointer(&object->record, place, nullptr);
+    driver::fieldStorePointer(&object->record, place, nullptr);
   }
 }
 
@@ -69,7 +71,7 @@ static void copyReversed(UINT32 *to, size_t room, const UINT32 *ids, UINT32 coun
 
 // Whether the document leaves a value out, which then gets another one.
 static bool isGap(const XML_NODE *element, const char *name) {
-  return childNamed(element, name) == nullptr;
+  return client::childNamed(element, name) == nullptr;
 }
 
 static void copyAdapter(sim::Adapter *adapter, const RAID_ADAPTER_RECORD &record, const XML_NODE *element) {
@@ -105,7 +107,8 @@ static void copyDisk(sim::Disk *disk, const RAID_PD_RECORD &record, const XML_NO
   pad(kept.SerialNumber);
   // The reader puts the object id in the place of the device id.
   bool hasDeviceId = !isGap(element, "DeviceID");
-  kept.DeviceID = hasDeviceId ? static_cast<UINT32>(parseDecimal(childText(element, "DeviceID"))) : kept.ObjectID;
+  kept.DeviceID =
+      hasDeviceId ? static_cast<UINT32>(parseDecimal(client::childText(element, "DeviceID"))) : kept.ObjectID;
   if (enclosure == nullptr) {
     kept.EnclosureDeviceID = RAID_ENCLOSURE_NONE; // documents have no room for all its digits
   } else {
@@ -152,10 +155,10 @@ static void copyVirtualDisk(sim::Controller *sim, sim::VirtualDisk *virtualDisk,
   virtualDisk->memberSize = memberSizeOf(sim, *virtualDisk);
 }
 
-template <class T> static T *added(POOL_ARRAY<T> &array) {
+template <class T> static T *added(PoolArray<T> &array) {
   T *item = arrayAppend(array);
   if (item == nullptr) {
-    throw CLIENT_ERROR(EFI_OUT_OF_RESOURCES, "there is no memory for the controller");
+    throw ClientError(EFI_OUT_OF_RESOURCES, "there is no memory for the controller");
   }
   return item;
 }
@@ -181,8 +184,8 @@ static void copyObjects(sim::Controller *sim, const RAID_CONFIG &config, const X
     if (textEqual(child->Name, "Enclosure") && enclosures < config.enclosureCount) {
       sim::Enclosure *enclosure = added(sim->enclosures);
       copyEnclosure(enclosure, config.enclosures[enclosures++]);
-      const XML_NODE *inside = childNamed(child, "PD");
-      for (; inside != nullptr && disks < config.physicalDiskCount; inside = nextSame(inside)) {
+      const XML_NODE *inside = client::childNamed(child, "PD");
+      for (; inside != nullptr && disks < config.physicalDiskCount; inside = client::nextSame(inside)) {
         copyDisk(added(sim->disks), config.physicalDisks[disks++], inside, enclosure);
       }
     } else if (textEqual(child->Name, "PD") && disks < config.physicalDiskCount) {
@@ -191,8 +194,8 @@ static void copyObjects(sim::Controller *sim, const RAID_CONFIG &config, const X
   }
   // Their sizes on the members follow from the disks.
   UINT32 virtualDisks = 0;
-  const XML_NODE *element = childNamed(adapter, "VD");
-  for (; element != nullptr && virtualDisks < config.logicalDiskCount; element = nextSame(element)) {
+  const XML_NODE *element = client::childNamed(adapter, "VD");
+  for (; element != nullptr && virtualDisks < config.logicalDiskCount; element = client::nextSame(element)) {
     copyVirtualDisk(sim, added(sim->virtualDisks), config.logicalDisks[virtualDisks++], element);
   }
   countSlots(sim);
@@ -207,7 +210,7 @@ static void copyKey(sim::Controller *sim, const RAID_CONFIG &config) {
   sim->key.present = true;
   sim->key.mode = mode == RAID_KEY_MODE_RKM ? RAID_KEY_MODE_RKM : RAID_KEY_MODE_LKM;
   copyBytes(sim->key.keyId, keyId, sim::fixedLength(keyId, RAID_KEY_ID_SIZE));
-  copyBytes(sim->key.passphrase, SIM_DOCUMENT_PASSPHRASE, sizeof(SIM_DOCUMENT_PASSPHRASE));
+  copyBytes(sim->key.passphrase, documentPassphrase, sizeof(documentPassphrase));
   sim->adapter.record.SecurityMode = 0;
 }
 
@@ -229,15 +232,15 @@ static void chooseIds(sim::Controller *sim) {
   sim->firstVirtualDiskId = first;
 }
 
-static SIM_OWNER makeController(const PARSED &parsed) {
+static SimOwner makeController(const Parsed &parsed) {
   sim::Controller *sim = nullptr;
   EFI_STATUS status = sim::createEmpty(&sim);
   if (EFI_ERROR(status)) {
-    throw CLIENT_ERROR(status, "there is no memory for the controller");
+    throw ClientError(status, "there is no memory for the controller");
   }
-  SIM_OWNER owner(sim);
-  const XML_NODE *adapter = adapterOf(parsed.root);
-  if (adapter == nullptr || nextSame(adapter) != nullptr) {
+  SimOwner owner(sim);
+  const XML_NODE *adapter = client::adapterOf(parsed.root);
+  if (adapter == nullptr || client::nextSame(adapter) != nullptr) {
     refuse("it has more than one adapter; leave one in it");
   }
   copyAdapter(&sim->adapter, *parsed.config->adapter, adapter);
@@ -251,24 +254,26 @@ static SIM_OWNER makeController(const PARSED &parsed) {
   return owner;
 }
 
-XYL_RESULT makeFromDocument(const XYL_CONTEXT &context, const CHAR8 *file, SIM_OWNER *owner) {
-  PARSED parsed;
-  XYL_RESULT result = readDocument(context, file, &parsed.text);
-  if (!isFailure(result)) {
-    result = parseTree(context, file, parsed.text.Text, &parsed.root);
+client::Result makeFromDocument(const client::Context &context, const CHAR8 *file, SimOwner *owner) {
+  Parsed parsed;
+  client::Result result = client::readDocument(context, file, &parsed.text);
+  if (!client::isFailure(result)) {
+    result = client::parseTree(context, file, parsed.text.text, &parsed.root);
   }
-  if (isFailure(result)) {
+  if (client::isFailure(result)) {
     return result;
   }
   UINT32 count = 1;
-  EFI_STATUS status = ParseXMLBlob(parsed.text.Text, &parsed.config, &count);
+  EFI_STATUS status = driver::ParseXMLBlob(parsed.text.text, &parsed.config, &count);
   try {
     if (EFI_ERROR(status) || parsed.config == nullptr || parsed.config->adapter == nullptr) {
       refuse(EFI_ERROR(status) ? statusText(status) : "it has no adapter; 'xyl get -o' saves a document with one");
     }
     *owner = makeController(parsed);
-  } catch (const CLIENT_ERROR &error) {
-    throw CLIENT_ERROR(error.status, "cannot use '" + std::string(file) + "': " + error.what());
+  } catch (const ClientError &error) {
+    throw ClientError(error.status, "cannot use '" + std::string(file) + "': " + error.what());
   }
-  return succeeded();
+  return client::succeeded();
 }
+
+} // namespace xyl::host

@@ -3,182 +3,187 @@
 #include "host/common/common.h"
 #include "providers/sim_controller/buffers.h"
 
-static constexpr UINT64 OBJECTS_LIMIT = 100000;
+namespace xyl::host {
+
+static constexpr UINT64 objectsLimit = 100000;
 
 // A record or a part of one: where it is, and where in the record of which object of the state.
-struct RECORD_PART {
+struct RecordPart {
   UINT32 objectType;
   void *object;
   UINT8 *start;
   UINTN offset;
 
-  RECORD_PART inside(UINTN at) const { return {objectType, object, start + at, offset + at}; }
-  void *buffer(const FIELD_ROW &row) const { return sim::bufferOf(objectType, object, offset + row.Place.Offset); }
+  RecordPart inside(UINTN at) const { return {objectType, object, start + at, offset + at}; }
+  void *buffer(const driver::FieldRow &row) const {
+    return sim::bufferOf(objectType, object, offset + row.place.offset);
+  }
 };
 
 // What the controller itself fills in.
-static bool isAnswered(const RECORD_PART &part, const FIELD_ROW &row) {
-  UINTN offset = part.offset + row.Place.Offset;
+static bool isAnswered(const RecordPart &part, const driver::FieldRow &row) {
+  UINTN offset = part.offset + row.place.offset;
   return offset == offsetof(RAID_RECORD_HEADER, ObjectType) ||
          (part.objectType == RAID_OBJECT_PHYSICAL_DISK && offset == offsetof(RAID_PD_RECORD, FreeSize));
 }
 
-static UINT64 limitOf(const FIELD_ROW &row) {
-  UINT64 limit = row.Place.Width >= sizeof(UINT64) ? ~0ULL : (1ULL << row.Place.Width * 8) - 1;
-  return (row.Mask == 0 ? limit : limit & row.Mask) >> row.Shift;
+static UINT64 limitOf(const driver::FieldRow &row) {
+  UINT64 limit = row.place.width >= sizeof(UINT64) ? ~0ULL : (1ULL << row.place.width * 8) - 1;
+  return (row.mask == 0 ? limit : limit & row.mask) >> row.shift;
 }
 
-static void setValue(const RECORD_PART &part, const FIELD_ROW &row, UINT64 value) {
-  UINT64 mask = row.Mask == 0 ? ~0ULL : row.Mask;
-  UINT64 kept = fieldLoad(part.start, row.Place) & ~mask;
-  fieldStore(part.start, row.Place, kept | (value << row.Shift & mask));
+static void setValue(const RecordPart &part, const driver::FieldRow &row, UINT64 value) {
+  UINT64 mask = row.mask == 0 ? ~0ULL : row.mask;
+  UINT64 kept = driver::fieldLoad(part.start, row.place) & ~mask;
+  driver::fieldStore(part.start, row.place, kept | (value << row.shift & mask));
 }
 
-static void visitTable(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_TABLE &table);
+static void visitTable(StateVisitor &v, const RecordPart &part, const driver::FieldTable &table);
 
 // A value that the row holds in its bits of the field.
-static void visitValue(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_ROW &row) {
-  UINT64 value = fieldValue(part.start, row);
+static void visitValue(StateVisitor &v, const RecordPart &part, const driver::FieldRow &row) {
+  UINT64 value = driver::fieldValue(part.start, row);
   bool isSet = value != 0;
-  switch (row.Format) {
-  case FORMAT_HEX:
-    v.hex(row.Element, value, row.Length);
+  switch (row.format) {
+  case driver::FieldFormat::hex:
+    v.hex(row.element, value, row.length);
     break;
-  case FORMAT_BOOLEAN:
-  case FORMAT_MARK:
-    v.flag(row.Element, isSet);
+  case driver::FieldFormat::boolean:
+  case driver::FieldFormat::mark:
+    v.flag(row.element, isSet);
     value = isSet ? limitOf(row) : 0;
     break;
-  case FORMAT_NAME:
-    if ((row.Flags & FIELD_MODE) != 0) {
-      isSet = (fieldLoad(part.start, row.Place) & RAID_MODE_PRESENT) != 0;
-      v.namedOrNone(row.Element, isSet, value, row.Names, limitOf(row));
-      UINT64 bits = fieldLoad(part.start, row.Place) & ~static_cast<UINT64>(RAID_MODE_PRESENT);
-      fieldStore(part.start, row.Place, isSet ? bits | RAID_MODE_PRESENT : bits);
+  case driver::FieldFormat::name:
+    if ((row.flags & driver::fieldMode) != 0) {
+      isSet = (driver::fieldLoad(part.start, row.place) & RAID_MODE_PRESENT) != 0;
+      v.namedOrNone(row.element, isSet, value, row.names, limitOf(row));
+      UINT64 bits = driver::fieldLoad(part.start, row.place) & ~static_cast<UINT64>(RAID_MODE_PRESENT);
+      driver::fieldStore(part.start, row.place, isSet ? bits | RAID_MODE_PRESENT : bits);
     } else {
-      v.named(row.Element, value, row.Names, limitOf(row));
+      v.named(row.element, value, row.names, limitOf(row));
     }
     break;
-  case FORMAT_MASK:
-    v.mask(row.Element, value, {&row, 1}, limitOf(row));
+  case driver::FieldFormat::mask:
+    v.mask(row.element, value, {&row, 1}, limitOf(row));
     break;
-  case FORMAT_CACHE_POLICY:
-    v.mask(row.Element, value, g_cachePolicyGroups, limitOf(row));
+  case driver::FieldFormat::cachePolicy:
+    v.mask(row.element, value, driver::g_cachePolicyGroups, limitOf(row));
     break;
   default:
-    v.number(row.Element, value, limitOf(row));
+    v.number(row.element, value, limitOf(row));
   }
   setValue(part, row, value);
 }
 
 // A list in a buffer beside the record; count is kept in the record.
-static void visitIds(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_ROW &row) {
-  UINT64 count = fieldLoad(part.start, row.Count);
+static void visitIds(StateVisitor &v, const RecordPart &part, const driver::FieldRow &row) {
+  UINT64 count = driver::fieldLoad(part.start, row.count);
   UINT64 limit = part.objectType == RAID_OBJECT_PHYSICAL_DISK ? sim::diskVds : sim::vdPds;
-  v.numbers(row.Element, static_cast<UINT32 *>(part.buffer(row)), count, limit);
-  fieldStore(part.start, row.Count, count);
+  v.numbers(row.element, static_cast<UINT32 *>(part.buffer(row)), count, limit);
+  driver::fieldStore(part.start, row.count, count);
 }
 
-static void visitLevels(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_ROW &row) {
+static void visitLevels(StateVisitor &v, const RecordPart &part, const driver::FieldRow &row) {
   sim::Adapter *adapter = static_cast<sim::Adapter *>(part.object);
   UINT64 count = adapter->levelCount;
-  v.list(row.Element, count, sim::levelCapacity, [&](STATE_VISITOR &inner, size_t index) {
+  v.list(row.element, count, sim::levelCapacity, [&](StateVisitor &inner, size_t index) {
     UINT8 *level = reinterpret_cast<UINT8 *>(&adapter->RAIDLevelParams[index]);
-    visitTable(inner, {part.objectType, adapter, level, sizeof(RAID_ADAPTER_RECORD)}, g_levelDescFields);
+    visitTable(inner, {part.objectType, adapter, level, sizeof(RAID_ADAPTER_RECORD)}, driver::g_levelDescFields);
   });
   adapter->levelCount = static_cast<UINT32>(count);
 }
 
-static void visitRates(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_ROW &row) {
+static void visitRates(StateVisitor &v, const RecordPart &part, const driver::FieldRow &row) {
   UINT64 count = RAID_RATE_COUNT;
-  v.list(row.Element, count, RAID_RATE_COUNT, [&](STATE_VISITOR &inner, size_t index) {
-    visitTable(inner, part.inside(row.Place.Offset + index * sizeof(RAID_RATE)), g_rateFields);
+  v.list(row.element, count, RAID_RATE_COUNT, [&](StateVisitor &inner, size_t index) {
+    visitTable(inner, part.inside(row.place.offset + index * sizeof(RAID_RATE)), driver::g_rateFields);
   });
 }
 
-static void visitField(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_ROW &row) {
-  switch (row.Format) {
-  case FORMAT_DECIMAL:
-  case FORMAT_HEX:
-  case FORMAT_NAME:
-  case FORMAT_BOOLEAN:
-  case FORMAT_MARK:
-  case FORMAT_MASK:
-  case FORMAT_CACHE_POLICY:
+static void visitField(StateVisitor &v, const RecordPart &part, const driver::FieldRow &row) {
+  switch (row.format) {
+  case driver::FieldFormat::decimal:
+  case driver::FieldFormat::hex:
+  case driver::FieldFormat::name:
+  case driver::FieldFormat::boolean:
+  case driver::FieldFormat::mark:
+  case driver::FieldFormat::mask:
+  case driver::FieldFormat::cachePolicy:
     return visitValue(v, part, row);
-  case FORMAT_WIDE_TEXT:
-    return v.text(row.Element, static_cast<CHAR16 *>(part.buffer(row)), sim::textUnits);
-  case FORMAT_FIXED_TEXT:
-    return v.fixed(row.Element, reinterpret_cast<CHAR8 *>(part.start + row.Place.Offset), row.Place.Width);
-  case FORMAT_PCI_IDENTITY:
-    return v.object(row.Element, [&](STATE_VISITOR &inner) {
-      visitTable(inner, part.inside(row.Place.Offset), g_pciIdentityFields);
-      visitTable(inner, part.inside(row.Place.Offset), g_pciLocationFields);
+  case driver::FieldFormat::wideText:
+    return v.text(row.element, static_cast<CHAR16 *>(part.buffer(row)), sim::textUnits);
+  case driver::FieldFormat::fixedText:
+    return v.fixed(row.element, reinterpret_cast<CHAR8 *>(part.start + row.place.offset), row.place.width);
+  case driver::FieldFormat::pciIdentity:
+    return v.object(row.element, [&](StateVisitor &inner) {
+      visitTable(inner, part.inside(row.place.offset), driver::g_pciIdentityFields);
+      visitTable(inner, part.inside(row.place.offset), driver::g_pciLocationFields);
     });
-  case FORMAT_RATES:
+  case driver::FieldFormat::rates:
     return visitRates(v, part, row);
-  case FORMAT_RAID_LEVEL_DESC:
-    return v.object(row.Element,
-                    [&](STATE_VISITOR &inner) { visitTable(inner, part.inside(row.Place.Offset), g_levelDescFields); });
-  case FORMAT_RAID_LEVEL_PARAMS:
+  case driver::FieldFormat::raidLevelDesc:
+    return v.object(row.element, [&](StateVisitor &inner) {
+      visitTable(inner, part.inside(row.place.offset), driver::g_levelDescFields);
+    });
+  case driver::FieldFormat::raidLevelParams:
     return visitLevels(v, part, row);
-  case FORMAT_ID_LIST:
+  case driver::FieldFormat::idList:
     return visitIds(v, part, row);
-  case FORMAT_ENCLOSURE:
-  case FORMAT_PHYSICAL_DISK:
-  case FORMAT_VIRTUAL_DISK:
-  case FORMAT_KEY_ID:
+  case driver::FieldFormat::enclosure:
+  case driver::FieldFormat::physicalDisk:
+  case driver::FieldFormat::virtualDisk:
+  case driver::FieldFormat::keyId:
     return; // lists of their own, and the key
   }
 }
 
-static void visitTable(STATE_VISITOR &v, const RECORD_PART &part, const FIELD_TABLE &table) {
-  for (UINT32 i = 0; i < table.RowCount; ++i) {
-    const FIELD_ROW &row = table.Rows[i];
+static void visitTable(StateVisitor &v, const RecordPart &part, const driver::FieldTable &table) {
+  for (UINT32 i = 0; i < table.rowCount; ++i) {
+    const driver::FieldRow &row = table.rows[i];
     // A row that is only read repeats one that is written.
-    if ((row.Flags & FIELD_READ_ONLY) == 0 && !isAnswered(part, row)) {
+    if ((row.flags & driver::fieldReadOnly) == 0 && !isAnswered(part, row)) {
       visitField(v, part, row);
     }
   }
 }
 
-template <class OBJECT>
-static void visitRecord(STATE_VISITOR &v, UINT32 objectType, OBJECT &object, const FIELD_TABLE &table) {
-  RECORD_PART whole = {objectType, &object, reinterpret_cast<UINT8 *>(&object.record), 0};
-  visitTable(v, whole, g_headerFields);
+template <class Object>
+static void visitRecord(StateVisitor &v, UINT32 objectType, Object &object, const driver::FieldTable &table) {
+  RecordPart whole = {objectType, &object, reinterpret_cast<UINT8 *>(&object.record), 0};
+  visitTable(v, whole, driver::g_headerFields);
   visitTable(v, whole, table);
 }
 
-static void visit(STATE_VISITOR &v, sim::Enclosure &enclosure) {
-  visitRecord(v, RAID_OBJECT_ENCLOSURE, enclosure, g_enclosureFields);
+static void visit(StateVisitor &v, sim::Enclosure &enclosure) {
+  visitRecord(v, RAID_OBJECT_ENCLOSURE, enclosure, driver::g_enclosureFields);
 }
 
-static void visit(STATE_VISITOR &v, sim::Disk &disk) {
-  visitRecord(v, RAID_OBJECT_PHYSICAL_DISK, disk, g_pdFields);
+static void visit(StateVisitor &v, sim::Disk &disk) {
+  visitRecord(v, RAID_OBJECT_PHYSICAL_DISK, disk, driver::g_pdFields);
 }
 
-static void visit(STATE_VISITOR &v, sim::VirtualDisk &virtualDisk) {
-  visitRecord(v, RAID_OBJECT_VIRTUAL_DISK, virtualDisk, g_vdFields);
+static void visit(StateVisitor &v, sim::VirtualDisk &virtualDisk) {
+  visitRecord(v, RAID_OBJECT_VIRTUAL_DISK, virtualDisk, driver::g_vdFields);
   v.number("memberSize", virtualDisk.memberSize, ~0ULL);
 }
 
-template <class T> static STATE_VISITOR::ITEMS itemsOf(POOL_ARRAY<T> &array) {
-  return [&array](STATE_VISITOR &v, size_t index) {
+template <class T> static StateVisitor::Items itemsOf(PoolArray<T> &array) {
+  return [&array](StateVisitor &v, size_t index) {
     if (index == array.count && arrayAppend(array) == nullptr) {
-      throw CLIENT_ERROR(EFI_OUT_OF_RESOURCES, "there is no memory for the controller");
+      throw ClientError(EFI_OUT_OF_RESOURCES, "there is no memory for the controller");
     }
     visit(v, array.items[index]);
   };
 }
 
-template <class T> static void visitArray(STATE_VISITOR &v, const char *name, POOL_ARRAY<T> &array) {
+template <class T> static void visitArray(StateVisitor &v, const char *name, PoolArray<T> &array) {
   UINT64 count = array.count;
-  v.list(name, count, OBJECTS_LIMIT, itemsOf(array));
+  v.list(name, count, objectsLimit, itemsOf(array));
 }
 
 // --- What no record tells ---
 
-static void visitKey(STATE_VISITOR &v, sim::Key &key) {
+static void visitKey(StateVisitor &v, sim::Key &key) {
   UINT64 mode = key.mode;
   v.flag("present", key.present);
   v.text("keyId", key.keyId, sizeof(key.keyId));
@@ -187,7 +192,7 @@ static void visitKey(STATE_VISITOR &v, sim::Key &key) {
   key.mode = static_cast<UINT16>(mode);
 }
 
-static constexpr VALUE_NAME_TABLE g_faultKinds[] = {
+static constexpr driver::VALUE_NAME_TABLE g_faultKinds[] = {
     {"fails with status", sim::faultStatus},
     {"answers nothing", sim::faultNoData},
     {"answers nothing of a size", sim::faultNullData},
@@ -196,12 +201,12 @@ static constexpr VALUE_NAME_TABLE g_faultKinds[] = {
     {nullptr, 0},
 };
 
-static void visitFault(STATE_VISITOR &v, sim::Fault &fault) {
+static void visitFault(StateVisitor &v, sim::Fault &fault) {
   UINT64 kind = fault.kind;
   UINT64 bytes = fault.bytes;
   v.named("kind", kind, g_faultKinds, 0xFFFFFFFF);
-  v.numberOrAny("command", fault.command, g_commandTable);
-  v.numberOrAny("objectType", fault.objectType, g_objectTypeTable);
+  v.numberOrAny("command", fault.command, driver::g_commandTable);
+  v.numberOrAny("objectType", fault.objectType, driver::g_objectTypeTable);
   v.number("nth", fault.nth, ~0ULL);
   v.flag("once", fault.once);
   v.status("status", fault.status);
@@ -210,15 +215,15 @@ static void visitFault(STATE_VISITOR &v, sim::Fault &fault) {
   fault.bytes = static_cast<UINT32>(bytes);
 }
 
-static void visitNumber(STATE_VISITOR &v, const char *name, UINT32 &member) {
+static void visitNumber(StateVisitor &v, const char *name, UINT32 &member) {
   UINT64 value = member;
   v.number(name, value, 0xFFFFFFFF);
   member = static_cast<UINT32>(value);
 }
 
-void visitController(STATE_VISITOR &v, sim::Controller &sim) {
+void visitController(StateVisitor &v, sim::Controller &sim) {
   v.object("adapter",
-           [&](STATE_VISITOR &inner) { visitRecord(inner, RAID_OBJECT_ADAPTER, sim.adapter, g_adapterFields); });
+           [&](StateVisitor &inner) { visitRecord(inner, RAID_OBJECT_ADAPTER, sim.adapter, driver::g_adapterFields); });
   visitArray(v, "enclosures", sim.enclosures);
   visitArray(v, "disks", sim.disks);
   visitArray(v, "virtualDisks", sim.virtualDisks);
@@ -226,9 +231,11 @@ void visitController(STATE_VISITOR &v, sim::Controller &sim) {
   visitArray(v, "pulledDisks", sim.pulledDisks);
   UINT64 faults = sim.faultCount;
   v.list("pendingFaults", faults, sim::faultCapacity,
-         [&](STATE_VISITOR &inner, size_t index) { visitFault(inner, sim.faults[index]); });
+         [&](StateVisitor &inner, size_t index) { visitFault(inner, sim.faults[index]); });
   sim.faultCount = static_cast<UINT32>(faults);
-  v.object("key", [&](STATE_VISITOR &inner) { visitKey(inner, sim.key); });
+  v.object("key", [&](StateVisitor &inner) { visitKey(inner, sim.key); });
   visitNumber(v, "nextDiskId", sim.nextDiskId);
   visitNumber(v, "firstVirtualDiskId", sim.firstVirtualDiskId);
 }
+
+} // namespace xyl::host

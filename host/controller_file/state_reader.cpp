@@ -4,8 +4,10 @@
 #include "providers/sim_controller/faults.h"
 #include "providers/sim_controller/fixed_text.h"
 
+namespace xyl::host {
+
 [[noreturn]] static void refuse(const std::string &where, const std::string &what) {
-  throw CLIENT_ERROR(EFI_INVALID_PARAMETER, where + ": " + what);
+  throw ClientError(EFI_INVALID_PARAMETER, where + ": " + what);
 }
 
 static UINT64 numberFrom(const Json &value, const std::string &where, UINT64 limit) {
@@ -16,35 +18,36 @@ static UINT64 numberFrom(const Json &value, const std::string &where, UINT64 lim
 }
 
 // A number, or a name in one of the tables of groups.
-static UINT64 namedFrom(const Json &value, const std::string &where, const FIELD_TABLE &groups, UINT64 limit) {
+static UINT64 namedFrom(const Json &value, const std::string &where, const driver::FieldTable &groups, UINT64 limit) {
   if (!value.is_string()) {
     return numberFrom(value, where, limit);
   }
-  for (UINT32 i = 0; i < groups.RowCount; ++i) {
-    UINT64 found = GetValueFromName(value.get_ref<const std::string &>().c_str(), groups.Rows[i].Names);
-    if (found != VALUE_NOT_FOUND && found <= limit) {
+  for (UINT32 i = 0; i < groups.rowCount; ++i) {
+    UINT64 found = driver::GetValueFromName(value.get_ref<const std::string &>().c_str(), groups.rows[i].names);
+    if (found != driver::valueNotFound && found <= limit) {
       return found;
     }
   }
   refuse(where, "'" + value.get<std::string>() + "' is no value of this member");
 }
 
-static UINT64 namedFrom(const Json &value, const std::string &where, const VALUE_NAME_TABLE *table, UINT64 limit) {
-  FIELD_ROW row = {};
-  row.Names = table;
-  return namedFrom(value, where, FIELD_TABLE{&row, 1}, limit);
+static UINT64 namedFrom(const Json &value, const std::string &where, const driver::VALUE_NAME_TABLE *table,
+                        UINT64 limit) {
+  driver::FieldRow row = {};
+  row.names = table;
+  return namedFrom(value, where, driver::FieldTable{&row, 1}, limit);
 }
 
 static bool areHexDigits(const std::string &text, size_t from) {
   return text.size() > from && text.find_first_not_of("0123456789abcdefABCDEF", from) == std::string::npos;
 }
 
-std::string STATE_READER::placeOfItem(const char *name, size_t index) const {
+std::string StateReader::placeOfItem(const char *name, size_t index) const {
   return placeOf(name) + "[" + std::to_string(index) + "]";
 }
 
 // Null for one that is missing.
-const Json *STATE_READER::member(const char *name) {
+const Json *StateReader::member(const char *name) {
   if (!json.is_object()) {
     refuse(path, "an object is wanted");
   }
@@ -53,7 +56,7 @@ const Json *STATE_READER::member(const char *name) {
   return found == json.end() ? nullptr : &*found;
 }
 
-const Json &STATE_READER::wanted(const char *name) {
+const Json &StateReader::wanted(const char *name) {
   const Json *value = member(name);
   if (value == nullptr) {
     refuse(placeOf(name), "this member is missing");
@@ -61,7 +64,7 @@ const Json &STATE_READER::wanted(const char *name) {
   return *value;
 }
 
-const Json &STATE_READER::array(const char *name, const Json &value, UINT64 limit) const {
+const Json &StateReader::array(const char *name, const Json &value, UINT64 limit) const {
   if (!value.is_array()) {
     refuse(placeOf(name), "a list is wanted");
   }
@@ -71,20 +74,20 @@ const Json &STATE_READER::array(const char *name, const Json &value, UINT64 limi
   return value;
 }
 
-std::string STATE_READER::textIn(const char *name, const Json &value) const {
+std::string StateReader::textIn(const char *name, const Json &value) const {
   if (!value.is_string()) {
     refuse(placeOf(name), "a text is wanted");
   }
   return value.get<std::string>();
 }
 
-void STATE_READER::number(const char *name, UINT64 &value, UINT64 limit) {
+void StateReader::number(const char *name, UINT64 &value, UINT64 limit) {
   if (const Json *from = member(name)) {
     value = numberFrom(*from, placeOf(name), limit);
   }
 }
 
-void STATE_READER::numbers(const char *name, UINT32 *values, UINT64 &count, UINT64 limit) {
+void StateReader::numbers(const char *name, UINT32 *values, UINT64 &count, UINT64 limit) {
   const Json *from = member(name);
   if (from == nullptr) {
     return;
@@ -95,7 +98,7 @@ void STATE_READER::numbers(const char *name, UINT32 *values, UINT64 &count, UINT
   }
 }
 
-void STATE_READER::hex(const char *name, UINT64 &value, unsigned digits) {
+void StateReader::hex(const char *name, UINT64 &value, unsigned digits) {
   const Json *from = member(name);
   if (from == nullptr) {
     return;
@@ -107,7 +110,7 @@ void STATE_READER::hex(const char *name, UINT64 &value, unsigned digits) {
   value = parseHex(text.c_str());
 }
 
-void STATE_READER::flag(const char *name, bool &value) {
+void StateReader::flag(const char *name, bool &value) {
   const Json *from = member(name);
   if (from == nullptr) {
     return;
@@ -134,19 +137,19 @@ static size_t copyText(const std::string &text, T *to, size_t limit, char16_t hi
   return units.size();
 }
 
-void STATE_READER::text(const char *name, CHAR16 *value, size_t units) {
+void StateReader::text(const char *name, CHAR16 *value, size_t units) {
   if (const Json *from = member(name)) {
     value[copyText(textIn(name, *from), value, units - 1, 0xFFFF, placeOf(name))] = 0;
   }
 }
 
-void STATE_READER::text(const char *name, CHAR8 *value, size_t units) {
+void StateReader::text(const char *name, CHAR8 *value, size_t units) {
   if (const Json *from = member(name)) {
     value[copyText(textIn(name, *from), value, units - 1, 0xFF, placeOf(name))] = 0;
   }
 }
 
-void STATE_READER::fixed(const char *name, CHAR8 *value, size_t width) {
+void StateReader::fixed(const char *name, CHAR8 *value, size_t width) {
   if (const Json *from = member(name)) {
     std::string text(width + 1, 0);
     copyText(textIn(name, *from), text.data(), width, 0xFF, placeOf(name));
@@ -154,7 +157,7 @@ void STATE_READER::fixed(const char *name, CHAR8 *value, size_t width) {
   }
 }
 
-void STATE_READER::bytes(const char *name, UINT8 *value, size_t count) {
+void StateReader::bytes(const char *name, UINT8 *value, size_t count) {
   const Json *from = member(name);
   if (from == nullptr) {
     return;
@@ -168,20 +171,20 @@ void STATE_READER::bytes(const char *name, UINT8 *value, size_t count) {
   }
 }
 
-void STATE_READER::named(const char *name, UINT64 &value, const VALUE_NAME_TABLE *table, UINT64 limit) {
+void StateReader::named(const char *name, UINT64 &value, const driver::VALUE_NAME_TABLE *table, UINT64 limit) {
   if (const Json *from = member(name)) {
     value = namedFrom(*from, placeOf(name), table, limit);
   }
 }
 
-void STATE_READER::namedOrNone(const char *name, bool &present, UINT64 &value, const VALUE_NAME_TABLE *table,
-                               UINT64 limit) {
+void StateReader::namedOrNone(const char *name, bool &present, UINT64 &value, const driver::VALUE_NAME_TABLE *table,
+                              UINT64 limit) {
   const Json *from = member(name);
   present = from != nullptr && !from->is_null();
   value = present ? namedFrom(*from, placeOf(name), table, limit) : 0;
 }
 
-void STATE_READER::mask(const char *name, UINT64 &value, const FIELD_TABLE &groups, UINT64 limit) {
+void StateReader::mask(const char *name, UINT64 &value, const driver::FieldTable &groups, UINT64 limit) {
   const Json *from = member(name);
   if (from == nullptr) {
     return;
@@ -192,12 +195,12 @@ void STATE_READER::mask(const char *name, UINT64 &value, const FIELD_TABLE &grou
   }
 }
 
-void STATE_READER::numberOrAny(const char *name, UINT32 &value, const VALUE_NAME_TABLE *table) {
+void StateReader::numberOrAny(const char *name, UINT32 &value, const driver::VALUE_NAME_TABLE *table) {
   const Json &from = wanted(name);
   value = from == "any" ? sim::anyCode : static_cast<UINT32>(namedFrom(from, placeOf(name), table, 0xFFFFFFFF));
 }
 
-void STATE_READER::status(const char *name, EFI_STATUS &value) {
+void StateReader::status(const char *name, EFI_STATUS &value) {
   const Json &from = wanted(name);
   value = from.is_string() ? errorNamed(from.get<std::string>())
                            : static_cast<EFI_STATUS>(numberFrom(from, placeOf(name), ~0ULL));
@@ -206,23 +209,23 @@ void STATE_READER::status(const char *name, EFI_STATUS &value) {
   }
 }
 
-void STATE_READER::object(const char *name, const ITEM &item) {
-  STATE_READER inner(wanted(name), placeOf(name));
+void StateReader::object(const char *name, const Item &item) {
+  StateReader inner(wanted(name), placeOf(name));
   item(inner);
   inner.refuseUnknown();
 }
 
-void STATE_READER::list(const char *name, UINT64 &count, UINT64 limit, const ITEMS &items) {
+void StateReader::list(const char *name, UINT64 &count, UINT64 limit, const Items &items) {
   const Json &values = array(name, wanted(name), limit);
   count = values.size();
   for (size_t i = 0; i < count; ++i) {
-    STATE_READER inner(values[i], placeOfItem(name, i));
+    StateReader inner(values[i], placeOfItem(name, i));
     items(inner, i);
     inner.refuseUnknown();
   }
 }
 
-void STATE_READER::refuseUnknown() const {
+void StateReader::refuseUnknown() const {
   if (!json.is_object()) {
     refuse(path, "an object is wanted");
   }
@@ -232,3 +235,5 @@ void STATE_READER::refuseUnknown() const {
     }
   }
 }
+
+} // namespace xyl::host

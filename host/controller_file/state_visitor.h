@@ -5,13 +5,15 @@
 
 #include "driver/xml/xml.h"
 
-// Every call names a member of the file's current object, and gives its value, which a reader replaces. A reader throws
-// CLIENT_ERROR for a member that is not of its kind.
-struct STATE_VISITOR {
-  using ITEM = std::function<void(STATE_VISITOR &)>;
-  using ITEMS = std::function<void(STATE_VISITOR &, size_t index)>;
+namespace xyl::host {
 
-  virtual ~STATE_VISITOR() = default;
+// Every call names a member of the file's current object, and gives its value, which a reader replaces. A reader throws
+// ClientError for a member that is not of its kind.
+struct StateVisitor {
+  using Item = std::function<void(StateVisitor &)>;
+  using Items = std::function<void(StateVisitor &, size_t index)>;
+
+  virtual ~StateVisitor() = default;
 
   virtual void number(const char *name, UINT64 &value, UINT64 limit) = 0;
   virtual void numbers(const char *name, UINT32 *values, UINT64 &count, UINT64 limit) = 0;
@@ -23,15 +25,17 @@ struct STATE_VISITOR {
   virtual void fixed(const char *name, CHAR8 *value, size_t width) = 0;
   virtual void bytes(const char *name, UINT8 *value, size_t count) = 0;
   // A value of a table, one that may be missing, or the bits of a mask over the values of some tables.
-  virtual void named(const char *name, UINT64 &value, const VALUE_NAME_TABLE *table, UINT64 limit) = 0;
-  virtual void namedOrNone(const char *name, bool &present, UINT64 &value, const VALUE_NAME_TABLE *table,
+  virtual void named(const char *name, UINT64 &value, const driver::VALUE_NAME_TABLE *table, UINT64 limit) = 0;
+  virtual void namedOrNone(const char *name, bool &present, UINT64 &value, const driver::VALUE_NAME_TABLE *table,
                            UINT64 limit) = 0;
-  virtual void mask(const char *name, UINT64 &value, const FIELD_TABLE &groups, UINT64 limit) = 0;
+  virtual void mask(const char *name, UINT64 &value, const driver::FieldTable &groups, UINT64 limit) = 0;
   // A command or object type or SIM_ANY; an error status.
-  virtual void numberOrAny(const char *name, UINT32 &value, const VALUE_NAME_TABLE *table) = 0;
+  virtual void numberOrAny(const char *name, UINT32 &value, const driver::VALUE_NAME_TABLE *table) = 0;
   virtual void status(const char *name, EFI_STATUS &value) = 0;
 
-  virtual void object(const char *name, const ITEM &item) = 0;
+  virtual void object(const char *name, const Item &item) = 0;
   // A list of objects; a reader sets count before it asks for items.
-  virtual void list(const char *name, UINT64 &count, UINT64 limit, const ITEMS &items) = 0;
+  virtual void list(const char *name, UINT64 &count, UINT64 limit, const Items &items) = 0;
 };
+
+} // namespace xyl::host

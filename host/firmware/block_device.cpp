@@ -16,7 +16,9 @@
 
 #include "host/firmware/state.h"
 
-static constexpr uint32_t SECTOR_SIZE = 512;
+namespace xyl::host {
+
+static constexpr uint32_t defaultSectorSize = 512;
 
 namespace {
 
@@ -47,9 +49,9 @@ public:
 private:
   // Calls move until all bytes went through; a short one is continued, none is a failure.
   template <class Move> bool transfer(uint64_t sector, uint64_t count, Move move) {
-    size_t size = count * SECTOR_SIZE;
+    size_t size = count * defaultSectorSize;
     for (size_t done = 0; done < size;) {
-      ssize_t moved = move(done, size - done, static_cast<off_t>(sector * SECTOR_SIZE + done));
+      ssize_t moved = move(done, size - done, static_cast<off_t>(sector * defaultSectorSize + done));
       if (moved < 0 && errno == EINTR) {
         continue;
       }
@@ -105,16 +107,17 @@ static std::string loopOver(const struct stat &info) {
 
 // Why a file that is open, and lockable, is not used, or an empty text.
 static std::string whyUnfit(int file, const struct stat &info, bool writable) {
-  int sectorSize = SECTOR_SIZE;
+  int sectorSize = defaultSectorSize;
   if (S_ISBLK(info.st_mode)) {
-    return ioctl(file, BLKSSZGET, &sectorSize) == 0 && sectorSize != SECTOR_SIZE ? "its blocks are not of 512 bytes"
-                                                                                 : "";
+    return ioctl(file, BLKSSZGET, &sectorSize) == 0 && sectorSize != defaultSectorSize
+               ? "its blocks are not of 512 bytes"
+               : "";
   }
   std::string loop = writable ? loopOver(info) : "";
   return loop.empty() ? "" : "it is in use, by the loop device " + loop;
 }
 
-std::unique_ptr<SectorStore> openStore(const std::string &name, STORE_ACCESS access, std::string *problem) {
+std::unique_ptr<SectorStore> openStore(const std::string &name, StoreAccess access, std::string *problem) {
   struct stat info {};
   if (stat(name.c_str(), &info) != 0) {
     return refuse(-1, problem, std::strerror(errno));
@@ -123,7 +126,7 @@ std::unique_ptr<SectorStore> openStore(const std::string &name, STORE_ACCESS acc
   if (!isDevice && !S_ISREG(info.st_mode)) {
     return refuse(-1, problem, "it is neither a file nor a block device");
   }
-  bool writable = access == STORE_ACCESS::readWrite;
+  bool writable = access == StoreAccess::readWrite;
   // Linux refuses O_EXCL for a block device that is in use, by a mount or an assembled volume.
   int flags = (writable ? O_RDWR : O_RDONLY) | O_CLOEXEC | (writable && isDevice ? O_EXCL : 0);
   int file = open(name.c_str(), flags);
@@ -138,28 +141,28 @@ std::unique_ptr<SectorStore> openStore(const std::string &name, STORE_ACCESS acc
     return refuse(file, problem, unfit.c_str());
   }
   off_t size = lseek(file, 0, SEEK_END);
-  if (size < static_cast<off_t>(SECTOR_SIZE)) {
+  if (size < static_cast<off_t>(defaultSectorSize)) {
     return refuse(file, problem, size < 0 ? std::strerror(errno) : "it is empty");
   }
-  return std::make_unique<FileStore>(file, static_cast<uint64_t>(size) / SECTOR_SIZE, writable);
+  return std::make_unique<FileStore>(file, static_cast<uint64_t>(size) / defaultSectorSize, writable);
 }
 
 // The protocol is the first member, so that This leads to the device.
-struct BlockDevice::BLOCK_IO {
+struct BlockDevice::BlockIo {
   EFI_BLOCK_IO_PROTOCOL protocol;
   BlockDevice *device;
 
-  static BlockDevice *of(EFI_BLOCK_IO_PROTOCOL *protocol) { return reinterpret_cast<BLOCK_IO *>(protocol)->device; }
+  static BlockDevice *of(EFI_BLOCK_IO_PROTOCOL *protocol) { return reinterpret_cast<BlockIo *>(protocol)->device; }
 
   // What firmware checks before it asks the disk.
   static EFI_STATUS check(const BlockDevice &device, UINT32 mediaId, UINT64 lba, UINTN size, const void *buffer) {
     if (mediaId != device.media_.MediaId) {
       return EFI_MEDIA_CHANGED;
     }
-    if (size % SECTOR_SIZE != 0) {
+    if (size % defaultSectorSize != 0) {
       return EFI_BAD_BUFFER_SIZE;
     }
-    uint64_t count = size / SECTOR_SIZE;
+    uint64_t count = size / defaultSectorSize;
     if (buffer == nullptr || lba > device.media_.LastBlock || count > device.media_.LastBlock - lba + 1 ||
         reinterpret_cast<uintptr_t>(buffer) % std::max(device.media_.IoAlign, 1U) != 0) {
       return EFI_INVALID_PARAMETER;
@@ -170,7 +173,7 @@ struct BlockDevice::BLOCK_IO {
   static EFI_STATUS EFIAPI read(EFI_BLOCK_IO_PROTOCOL *self, UINT32 mediaId, UINT64 lba, UINTN size, void *buffer) {
     BlockDevice *device = of(self);
     EFI_STATUS status = check(*device, mediaId, lba, size, buffer);
-    if (!EFI_ERROR(status) && !device->store_->read(lba, size / SECTOR_SIZE, buffer)) {
+    if (!EFI_ERROR(status) && !device->store_->read(lba, size / defaultSectorSize, buffer)) {
       status = EFI_DEVICE_ERROR;
     }
     return status;
@@ -183,7 +186,7 @@ struct BlockDevice::BLOCK_IO {
       return EFI_WRITE_PROTECTED;
     }
     EFI_STATUS status = check(*device, mediaId, lba, size, buffer);
-    if (!EFI_ERROR(status) && !device->store_->write(lba, size / SECTOR_SIZE, buffer)) {
+    if (!EFI_ERROR(status) && !device->store_->write(lba, size / defaultSectorSize, buffer)) {
       status = EFI_DEVICE_ERROR;
     }
     return status;
@@ -194,11 +197,11 @@ struct BlockDevice::BLOCK_IO {
   static EFI_STATUS EFIAPI reset(EFI_BLOCK_IO_PROTOCOL *, BOOLEAN) { return EFI_SUCCESS; }
 };
 
-struct BlockDevice::DISK_INFO {
+struct BlockDevice::DiskInfo {
   EFI_DISK_INFO_PROTOCOL protocol;
   BlockDevice *device;
 
-  static DISK_INFO *of(EFI_DISK_INFO_PROTOCOL *protocol) { return reinterpret_cast<DISK_INFO *>(protocol); }
+  static DiskInfo *of(EFI_DISK_INFO_PROTOCOL *protocol) { return reinterpret_cast<DiskInfo *>(protocol); }
 
   static EFI_STATUS EFIAPI identify(EFI_DISK_INFO_PROTOCOL *self, void *data, UINT32 *size) {
     const std::vector<uint8_t> &answer = of(self)->device->identify_;
@@ -220,14 +223,14 @@ struct BlockDevice::DISK_INFO {
 };
 
 // Nodes are packed as firmware has them: ACPI, PCI, SATA, end.
-struct BlockDevice::PATH {
+struct BlockDevice::Path {
   UINT8 acpi[12] = {2, 1, 12, 0, 0xD0, 0x41, 0x03, 0x0A, 0, 0, 0, 0};
   UINT8 pci[6] = {1, 1, 6, 0, 0x02, 0x1F}; // function, device
   UINT8 sata[10] = {3, 18, 10, 0, 0, 0, 0xFF, 0xFF, 0, 0};
   UINT8 end[4] = {0x7F, 0xFF, 4, 0};
 };
 
-EFI_STATUS EFIAPI BlockDevice::DISK_INFO::whichIde(EFI_DISK_INFO_PROTOCOL *self, UINT32 *channel, UINT32 *drive) {
+EFI_STATUS EFIAPI BlockDevice::DiskInfo::whichIde(EFI_DISK_INFO_PROTOCOL *self, UINT32 *channel, UINT32 *drive) {
   const UINT8 *sata = of(self)->device->path_->sata;
   *channel = sata[4] | static_cast<UINT32>(sata[5]) << 8;
   *drive = 0xFFFF; // no port multiplier
@@ -238,10 +241,10 @@ static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_diskInfoGuid = EFI_DISK_INFO_PROTOCOL_GUID;
 static const EFI_GUID g_ataPassThruGuid = EFI_ATA_PASS_THRU_PROTOCOL_GUID;
 
-static constexpr UINT8 FLUSH_CACHE = 0xE7;
-static constexpr UINT8 FLUSH_CACHE_EXT = 0xEA;
-static constexpr UINT8 ATA_READY = 0x50;
-static constexpr UINT8 ATA_FAILED = 0x51;
+static constexpr UINT8 flushCache = 0xE7;
+static constexpr UINT8 flushCacheExt = 0xEA;
+static constexpr UINT8 ataReady = 0x50;
+static constexpr UINT8 ataFailed = 0x51;
 
 // What the disks of one machine share; goes with the last of them. The protocol is the first member, so that This leads
 // to it.
@@ -283,40 +286,40 @@ private:
     UINT8 command = packet->Acb->AtaCommand;
     if (packet->Protocol != EFI_ATA_PASS_THRU_PROTOCOL_ATA_NON_DATA ||
         packet->Length != EFI_ATA_PASS_THRU_LENGTH_NO_DATA_TRANSFER ||
-        (command != FLUSH_CACHE && command != FLUSH_CACHE_EXT)) {
+        (command != flushCache && command != flushCacheExt)) {
       return EFI_UNSUPPORTED;
     }
     bool flushed = found->second->flush();
-    packet->Asb->AtaStatus = flushed ? ATA_READY : ATA_FAILED;
+    packet->Asb->AtaStatus = flushed ? ataReady : ataFailed;
     return flushed ? EFI_SUCCESS : EFI_DEVICE_ERROR;
   }
 
-  struct NODES { // packed as firmware has them: ACPI, PCI, end
+  struct Nodes { // packed as firmware has them: ACPI, PCI, end
     UINT8 acpi[12] = {2, 1, 12, 0, 0xD0, 0x41, 0x03, 0x0A, 0, 0, 0, 0};
     UINT8 pci[6] = {1, 1, 6, 0, 0x02, 0x1F};
     UINT8 end[4] = {0x7F, 0xFF, 4, 0};
   };
 
   EFI_ATA_PASS_THRU_PROTOCOL protocol_{};
-  NODES path_;
+  Nodes path_;
   std::map<uint16_t, SectorStore *> stores_;
   EFI_HANDLE handle_ = nullptr;
 };
 
 BlockDevice::BlockDevice(std::unique_ptr<SectorStore> store, uint16_t port, std::vector<uint8_t> identify)
-    : store_(std::move(store)), identify_(std::move(identify)), blockIo_(new BLOCK_IO{}), diskInfo_(new DISK_INFO{}),
-      path_(new PATH), ahci_(AhciController::common()) {
+    : store_(std::move(store)), identify_(std::move(identify)), blockIo_(new BlockIo{}), diskInfo_(new DiskInfo{}),
+      path_(new Path), ahci_(AhciController::common()) {
   media_.MediaPresent = 1;
-  media_.BlockSize = SECTOR_SIZE;
+  media_.BlockSize = defaultSectorSize;
   media_.IoAlign = 8;
   media_.LastBlock = store_->sectors() - 1;
   blockIo_->device = this;
-  blockIo_->protocol = {0x20001, &media_, BLOCK_IO::reset, BLOCK_IO::read, BLOCK_IO::write, BLOCK_IO::flush};
+  blockIo_->protocol = {0x20001, &media_, BlockIo::reset, BlockIo::read, BlockIo::write, BlockIo::flush};
   diskInfo_->device = this;
   diskInfo_->protocol.Interface = EFI_DISK_INFO_AHCI_INTERFACE_GUID;
-  diskInfo_->protocol.Inquiry = DISK_INFO::inquiry;
-  diskInfo_->protocol.Identify = DISK_INFO::identify;
-  diskInfo_->protocol.WhichIde = DISK_INFO::whichIde;
+  diskInfo_->protocol.Inquiry = DiskInfo::inquiry;
+  diskInfo_->protocol.Identify = DiskInfo::identify;
+  diskInfo_->protocol.WhichIde = DiskInfo::whichIde;
   path_->sata[4] = static_cast<UINT8>(port);
   path_->sata[5] = static_cast<UINT8>(port >> 8);
   ahci_->add(port, store_.get());
@@ -333,3 +336,5 @@ BlockDevice::~BlockDevice() {
 EFI_HANDLE BlockDevice::ahci() const {
   return ahci_->handle();
 }
+
+} // namespace xyl::host

@@ -7,6 +7,8 @@
 
 #include "uefi/storage.h"
 
+namespace xyl::host {
+
 // Where a disk keeps its sectors, 512 bytes each. A failing call has changed nothing that it did not write.
 class SectorStore {
 public:
@@ -18,12 +20,12 @@ public:
   virtual bool flush() = 0;
 };
 
-enum class STORE_ACCESS { readOnly, readWrite };
+enum class StoreAccess { readOnly, readWrite };
 
 // A file or a block device of the host; bytes behind the last whole sector do not count. Other processes are kept out
 // of one that is opened for writing: a file by a lock, a block device also when it is mounted. Null with *problem, a
 // text for a person, when it cannot be had.
-std::unique_ptr<SectorStore> openStore(const std::string &name, STORE_ACCESS access, std::string *problem);
+std::unique_ptr<SectorStore> openStore(const std::string &name, StoreAccess access, std::string *problem);
 
 class AhciController;
 
@@ -34,8 +36,8 @@ class AhciController;
 class BlockDevice {
 public:
   // A store that was opened for reading gives a disk that can be written as far as it says, and refuses it then.
-  // identify: 512 bytes as ATA's IDENTIFY DEVICE answers them, or empty; without them the disk tells nothing of itself.
-  // port: one that no other disk has.
+  // identify: 512 bytes as ATA's IDENTIFY DEVICE answers them, or empty; without them the disk tells nothing of
+  // itself. port: one that no other disk has.
   BlockDevice(std::unique_ptr<SectorStore> store, uint16_t port, std::vector<uint8_t> identify = {});
   BlockDevice(const BlockDevice &) = delete;
   BlockDevice &operator=(const BlockDevice &) = delete;
@@ -48,16 +50,18 @@ public:
   EFI_HANDLE ahci() const;
 
 private:
-  struct BLOCK_IO;
-  struct DISK_INFO;
-  struct PATH;
+  struct BlockIo;
+  struct DiskInfo;
+  struct Path;
 
   std::unique_ptr<SectorStore> store_;
   std::vector<uint8_t> identify_;
   EFI_BLOCK_IO_MEDIA media_{};
-  std::unique_ptr<BLOCK_IO> blockIo_;
-  std::unique_ptr<DISK_INFO> diskInfo_;
-  std::unique_ptr<PATH> path_;
+  std::unique_ptr<BlockIo> blockIo_;
+  std::unique_ptr<DiskInfo> diskInfo_;
+  std::unique_ptr<Path> path_;
   std::shared_ptr<AhciController> ahci_;
   EFI_HANDLE handle_ = nullptr;
 };
+
+} // namespace xyl::host

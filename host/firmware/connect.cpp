@@ -2,8 +2,10 @@
 
 #include <algorithm>
 
+namespace xyl::host {
+
 static EFI_DRIVER_BINDING_PROTOCOL *bindingOn(Database &database, EFI_HANDLE handle) {
-  PROTOCOL_ENTRY *entry = database.find(handle, g_bindingProtocolGuid);
+  ProtocolEntry *entry = database.find(handle, g_bindingProtocolGuid);
   return entry == nullptr ? nullptr : static_cast<EFI_DRIVER_BINDING_PROTOCOL *>(entry->interface);
 }
 
@@ -72,3 +74,5 @@ EFI_STATUS disconnectDrivers(Database &database, EFI_HANDLE controller, EFI_HAND
   // What Stop answers goes no further: a driver that keeps its hold counts as none that could be disconnected.
   return stopped ? EFI_SUCCESS : EFI_NOT_FOUND;
 }
+
+} // namespace xyl::host

@@ -3,8 +3,12 @@
 
 #include "host/firmware/protocols.h"
 
+namespace xyl::host {
+
 // firstImages is null or a list of image handles, ended by null, whose drivers are asked before all others.
 EFI_STATUS connectDrivers(Database &database, EFI_HANDLE controller, const EFI_HANDLE *firstImages);
 
 // With a null driver every driver of the controller is stopped.
 EFI_STATUS disconnectDrivers(Database &database, EFI_HANDLE controller, EFI_HANDLE driver);
+
+} // namespace xyl::host

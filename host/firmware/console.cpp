@@ -2,7 +2,9 @@
 
 #include "host/firmware/console.h"
 
-static CONSOLE *g_console;
+namespace xyl::host {
+
+static Console *g_console;
 
 static void appendUtf8(std::string &text, CHAR16 unit) {
   if (unit < 0x80) {
@@ -49,7 +51,7 @@ static EFI_STATUS EFIAPI readKeyStroke(EFI_SIMPLE_TEXT_INPUT_PROTOCOL *, EFI_INP
   return EFI_SUCCESS;
 }
 
-void consoleOpen(CONSOLE &console) {
+void consoleOpen(Console &console) {
   g_console = &console;
   console.out.OutputString = outputString;
   console.in = {resetInput, readKeyStroke, /* WaitForKey= */ &console.keys};
@@ -58,3 +60,5 @@ void consoleOpen(CONSOLE &console) {
 void consoleClose() {
   g_console = nullptr;
 }
+
+} // namespace xyl::host

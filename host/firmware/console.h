@@ -5,7 +5,9 @@
 
 #include "host/firmware/firmware.h"
 
-struct CONSOLE {
+namespace xyl::host {
+
+struct Console {
   EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL out; // one console at a time: the callbacks reach it through g_console
   EFI_SIMPLE_TEXT_INPUT_PROTOCOL in;
   std::string written; // UTF-8 with line feeds
@@ -14,5 +16,7 @@ struct CONSOLE {
 };
 
 // Fills in the protocols of console and makes it the one that they serve.
-void consoleOpen(CONSOLE &console);
+void consoleOpen(Console &console);
 void consoleClose();
+
+} // namespace xyl::host

@@ -10,10 +10,12 @@
 #include "host/firmware/block_device.h"
 #include "uefi/protocols.h"
 
-using EFI_IMAGE_ENTRY = EFI_STATUS(EFIAPI *)(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable);
+namespace xyl::host {
+
+using ImageEntry = EFI_STATUS(EFIAPI *)(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable);
 
 // What the pool holds and has done.
-struct POOL_BOOKS {
+struct PoolBooks {
   uint64_t liveAllocations = 0;
   uint64_t liveBytes = 0;
   uint64_t peakBytes = 0;
@@ -22,9 +24,9 @@ struct POOL_BOOKS {
   uint64_t failedAllocations = 0; // on purpose, by failAllocation
 };
 
-enum class FAIL_MODE { once, fromThenOn };
+enum class FailMode { once, fromThenOn };
 
-struct FIRMWARE_STATE;
+struct FirmwareState;
 
 class Firmware {
 public:
@@ -39,15 +41,15 @@ public:
   // Creates an image handle with a loaded-image protocol and calls entry. When entry fails the image is dropped as
   // firmware does, and what it left installed on its handle is a complaint. *image is null then. loadOptions are handed
   // over with their NUL; without any the image gets none.
-  EFI_STATUS loadImage(EFI_IMAGE_ENTRY entry, EFI_HANDLE *image, const std::u16string &loadOptions = {});
+  EFI_STATUS loadImage(ImageEntry entry, EFI_HANDLE *image, const std::u16string &loadOptions = {});
   // Calls the image's Unload and drops it on success; what it then still has installed on its handle or holds open is a
   // complaint. EFI_UNSUPPORTED for an image without Unload, EFI_INVALID_PARAMETER for a handle that is no image.
   EFI_STATUS unloadImage(EFI_HANDLE image);
 
-  const POOL_BOOKS &pool() const;
+  const PoolBooks &pool() const;
   // Fails the Nth allocation from now on (1 is the next), once or with all later ones; 0 switches failing off. With
   // again not 0 the again-th after the one that failed once fails too.
-  void failAllocation(uint64_t nth, FAIL_MODE mode = FAIL_MODE::once, uint64_t again = 0);
+  void failAllocation(uint64_t nth, FailMode mode = FailMode::once, uint64_t again = 0);
   // Whether an allocation has been failed since failing was last switched on.
   bool allocationFailed() const;
   // A pool copy of text with its NUL, for a caller of the driver to hand over: never failed, and no attempt that
@@ -88,5 +90,7 @@ public:
   void onFree(std::function<void(const void *memory, uint64_t size)> observer);
 
 private:
-  FIRMWARE_STATE *state_;
+  FirmwareState *state_;
 };
+
+} // namespace xyl::host

@@ -9,6 +9,8 @@
 
 #include "host/firmware/state.h"
 
+namespace xyl::host {
+
 // Wrong use of the firmware itself, by a test and not by a driver.
 static void require(bool holds, const char *what) {
   if (!holds) {
@@ -17,13 +19,13 @@ static void require(bool holds, const char *what) {
   }
 }
 
-static SERVICE requireService(const std::string &name) {
-  SERVICE service = serviceNamed(name);
-  require(service != SERVICE_COUNT, ("no boot service " + name).c_str());
+static Service requireService(const std::string &name) {
+  Service service = serviceNamed(name);
+  require(service != serviceCount, ("no boot service " + name).c_str());
   return service;
 }
 
-Firmware::Firmware() : state_(new FIRMWARE_STATE) {
+Firmware::Firmware() : state_(new FirmwareState) {
   require(g_firmware == nullptr, "only one at a time");
   g_firmware = state_;
   consoleOpen(state_->console);
@@ -44,7 +46,7 @@ EFI_BOOT_SERVICES *Firmware::bootServices() {
   return &state_->bootServices;
 }
 
-EFI_STATUS Firmware::loadImage(EFI_IMAGE_ENTRY entry, EFI_HANDLE *image, const std::u16string &loadOptions) {
+EFI_STATUS Firmware::loadImage(ImageEntry entry, EFI_HANDLE *image, const std::u16string &loadOptions) {
   return startImage(entry, image, loadOptions);
 }
 
@@ -52,11 +54,11 @@ EFI_STATUS Firmware::unloadImage(EFI_HANDLE image) {
   return unloadImageOn(image);
 }
 
-const POOL_BOOKS &Firmware::pool() const {
+const PoolBooks &Firmware::pool() const {
   return state_->pool.books;
 }
 
-void Firmware::failAllocation(uint64_t nth, FAIL_MODE mode, uint64_t again) {
+void Firmware::failAllocation(uint64_t nth, FailMode mode, uint64_t again) {
   state_->pool.failFrom(nth, mode, again);
 }
 
@@ -77,7 +79,7 @@ bool Firmware::allocated(const void *memory) const {
 
 void Firmware::failService(const std::string &service, uint64_t nth, EFI_STATUS status) {
   require(nth == 0 || EFI_ERROR(status), "a failing service needs an error status");
-  SERVICE_BOOK &book = state_->services[requireService(service)];
+  ServiceBook &book = state_->services[requireService(service)];
   book.failIn = nth;
   book.status = status;
 }
@@ -87,7 +89,7 @@ uint64_t Firmware::serviceCalls(const std::string &service) const {
 }
 
 void Firmware::signalGroup(const EFI_GUID &group) {
-  std::map<EFI_EVENT, GROUP_EVENT> waiting = state_->events;
+  std::map<EFI_EVENT, GroupEvent> waiting = state_->events;
   for (auto &[event, what] : waiting) {
     if (guidEqual(what.group, group)) {
       EFI_TPL before = state_->bootServices.RaiseTPL(EFI_TPL_CALLBACK);
@@ -136,3 +138,5 @@ std::vector<std::string> Firmware::openProtocols() const {
 void Firmware::onFree(std::function<void(const void *, uint64_t)> observer) {
   state_->pool.observer = std::move(observer);
 }
+
+} // namespace xyl::host

@@ -2,14 +2,16 @@
 
 #include "host/firmware/state.h"
 
+namespace xyl::host {
+
 // Forgets an image. What it left behind would point into memory that is gone.
 static void dropImage(EFI_HANDLE image) {
-  FIRMWARE_STATE &state = *g_firmware;
+  FirmwareState &state = *g_firmware;
   for (const std::string &line : state.database.heldOpen(image)) {
     state.complaints.push_back("image gone: " + line);
   }
   state.database.closeAllOf(image);
-  std::list<PROTOCOL_ENTRY> *protocols = state.database.protocols(image);
+  std::list<ProtocolEntry> *protocols = state.database.protocols(image);
   for (size_t i = 1; protocols != nullptr && i < protocols->size(); ++i) {
     state.complaints.push_back("image gone: protocol still installed on its handle");
   }
@@ -17,10 +19,10 @@ static void dropImage(EFI_HANDLE image) {
   state.images.erase(image);
 }
 
-EFI_STATUS startImage(EFI_IMAGE_ENTRY entry, EFI_HANDLE *image, const std::u16string &loadOptions) {
-  FIRMWARE_STATE &state = *g_firmware;
+EFI_STATUS startImage(ImageEntry entry, EFI_HANDLE *image, const std::u16string &loadOptions) {
+  FirmwareState &state = *g_firmware;
   *image = nullptr;
-  auto record = std::make_unique<IMAGE>();
+  auto record = std::make_unique<Image>();
   EFI_LOADED_IMAGE_PROTOCOL &loaded = record->loaded;
   loaded.Revision = 0x1000;
   loaded.SystemTable = &state.systemTable;
@@ -59,3 +61,5 @@ EFI_STATUS unloadImageOn(EFI_HANDLE image) {
   dropImage(image);
   return EFI_SUCCESS;
 }
+
+} // namespace xyl::host

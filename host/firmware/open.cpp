@@ -4,17 +4,19 @@
 
 #include "host/firmware/connect.h"
 
-static constexpr UINT32 BY_DRIVER = EFI_OPEN_PROTOCOL_BY_DRIVER;
-static constexpr UINT32 EXCLUSIVE = EFI_OPEN_PROTOCOL_EXCLUSIVE;
+namespace xyl::host {
+
+static constexpr UINT32 asDriver = EFI_OPEN_PROTOCOL_BY_DRIVER;
+static constexpr UINT32 exclusively = EFI_OPEN_PROTOCOL_EXCLUSIVE;
 
 // Whether no driver holds the interface any more.
 static bool releaseDrivers(Database &database, EFI_HANDLE handle, const EFI_GUID &guid) {
   for (;;) {
-    PROTOCOL_ENTRY *entry = database.find(handle, guid);
+    ProtocolEntry *entry = database.find(handle, guid);
     if (entry == nullptr) {
       return true;
     }
-    auto byDriver = [](auto &open) { return (open.attributes & BY_DRIVER) != 0; };
+    auto byDriver = [](auto &open) { return (open.attributes & asDriver) != 0; };
     auto open = std::find_if(entry->opens.begin(), entry->opens.end(), byDriver);
     if (open == entry->opens.end()) {
       return true;
@@ -34,7 +36,7 @@ EFI_STATUS uninstallProtocol(Database &database, EFI_HANDLE handle, const EFI_GU
   if (!database.alive(handle)) {
     return EFI_INVALID_PARAMETER;
   }
-  PROTOCOL_ENTRY *entry = database.find(handle, guid);
+  ProtocolEntry *entry = database.find(handle, guid);
   if (entry == nullptr || entry->interface != interface) {
     return EFI_NOT_FOUND;
   }
@@ -43,7 +45,7 @@ EFI_STATUS uninstallProtocol(Database &database, EFI_HANDLE handle, const EFI_GU
   if (entry == nullptr) {
     return EFI_NOT_FOUND;
   }
-  auto held = [](auto &open) { return (open.attributes & OPEN_HELD) != 0; };
+  auto held = [](auto &open) { return (open.attributes & openHeld) != 0; };
   if (!released || std::any_of(entry->opens.begin(), entry->opens.end(), held)) {
     // As firmware does, those that did let go get the controller back.
     connectDrivers(database, handle, /* firstImages= */ nullptr);
@@ -65,10 +67,10 @@ static bool openArgumentsValid(const Database &database, EFI_HANDLE handle, void
     return true;
   case EFI_OPEN_PROTOCOL_BY_CHILD_CONTROLLER:
     return database.alive(agent) && database.alive(controller) && controller != handle;
-  case BY_DRIVER:
-  case BY_DRIVER | EXCLUSIVE:
+  case asDriver:
+  case asDriver | exclusively:
     return database.alive(agent) && database.alive(controller);
-  case EXCLUSIVE:
+  case exclusively:
     return database.alive(agent);
   default:
     return false;
@@ -76,22 +78,22 @@ static bool openArgumentsValid(const Database &database, EFI_HANDLE handle, void
 }
 
 // Whether wanted may stand beside what is open already.
-static EFI_STATUS arbitrate(Database &database, EFI_HANDLE handle, const EFI_GUID &guid, const PROTOCOL_OPEN &wanted) {
-  if ((wanted.attributes & (BY_DRIVER | EXCLUSIVE)) == 0) {
+static EFI_STATUS arbitrate(Database &database, EFI_HANDLE handle, const EFI_GUID &guid, const ProtocolOpen &wanted) {
+  if ((wanted.attributes & (asDriver | exclusively)) == 0) {
     return EFI_SUCCESS;
   }
   bool byDriver = false;
   bool exclusive = false;
-  for (const PROTOCOL_OPEN &open : database.find(handle, guid)->opens) {
+  for (const ProtocolOpen &open : database.find(handle, guid)->opens) {
     bool same =
         open.agent == wanted.agent && open.controller == wanted.controller && open.attributes == wanted.attributes;
-    if (same && (open.attributes & BY_DRIVER) != 0) {
+    if (same && (open.attributes & asDriver) != 0) {
       return EFI_ALREADY_STARTED;
     }
-    byDriver = byDriver || (open.attributes & BY_DRIVER) != 0;
-    exclusive = exclusive || (open.attributes & EXCLUSIVE) != 0;
+    byDriver = byDriver || (open.attributes & asDriver) != 0;
+    exclusive = exclusive || (open.attributes & exclusively) != 0;
   }
-  if (exclusive || (byDriver && wanted.attributes == BY_DRIVER)) {
+  if (exclusive || (byDriver && wanted.attributes == asDriver)) {
     return EFI_ACCESS_DENIED;
   }
   return !byDriver || releaseDrivers(database, handle, guid) ? EFI_SUCCESS : EFI_ACCESS_DENIED;
@@ -102,14 +104,14 @@ EFI_STATUS openProtocol(Database &database, EFI_HANDLE handle, const EFI_GUID &g
   if (!openArgumentsValid(database, handle, interface, agent, controller, attributes)) {
     return EFI_INVALID_PARAMETER;
   }
-  PROTOCOL_ENTRY *entry = database.find(handle, guid);
+  ProtocolEntry *entry = database.find(handle, guid);
   if (entry == nullptr) {
     if (interface != nullptr && attributes != EFI_OPEN_PROTOCOL_TEST_PROTOCOL) {
       *interface = nullptr;
     }
     return EFI_UNSUPPORTED;
   }
-  PROTOCOL_OPEN wanted = {agent, controller, attributes, 1};
+  ProtocolOpen wanted = {agent, controller, attributes, 1};
   EFI_STATUS status = arbitrate(database, handle, guid, wanted);
   entry = database.find(handle, guid);
   if (EFI_ERROR(status) || entry == nullptr) {
@@ -121,7 +123,7 @@ EFI_STATUS openProtocol(Database &database, EFI_HANDLE handle, const EFI_GUID &g
   if (agent == nullptr) {
     return EFI_SUCCESS;
   }
-  for (PROTOCOL_OPEN &open : entry->opens) {
+  for (ProtocolOpen &open : entry->opens) {
     if (open.agent == agent && open.controller == controller && open.attributes == attributes) {
       ++open.count;
       return EFI_SUCCESS;
@@ -130,3 +132,5 @@ EFI_STATUS openProtocol(Database &database, EFI_HANDLE handle, const EFI_GUID &g
   entry->opens.push_back(wanted);
   return EFI_SUCCESS;
 }
+
+} // namespace xyl::host

@@ -42,36 +42,38 @@ static void permit(const void *, size_t) {}
 static void forget(const void *, size_t) {}
 #endif
 
+namespace xyl::host {
+
 // For fuzzers, where AddressSanitizer ends the process at the first wrong access: guards and freed memory are poisoned
 // as ever, but not filled to be compared later, and what leaves the quarantine is kept for others of its size.
 #if defined(POOL_ASAN) && defined(FUZZ_ENGINE)
-static constexpr bool TRUSTING = true;
+static constexpr bool trusting = true;
 #else
-static constexpr bool TRUSTING = false;
+static constexpr bool trusting = false;
 #endif
 
-static constexpr uint8_t FRESH = 0xA5;
-static constexpr uint8_t FREED = 0xDF;
-static constexpr uint8_t GUARD = 0xFD;
+static constexpr uint8_t fresh = 0xA5;
+static constexpr uint8_t freed = 0xDF;
+static constexpr uint8_t guard = 0xFD;
 // Firmware aligns to 8 only, so the front guard is an odd number of eights behind what malloc aligns to 16.
-static constexpr UINTN FRONT = 24;
-static constexpr UINTN BACK = 16;
+static constexpr UINTN frontSize = 24;
+static constexpr UINTN back = 16;
 // No pool of real firmware has room for more.
-static constexpr UINTN LARGEST = 1ULL << 30;
-static constexpr size_t QUARANTINE_BLOCKS = 1024;
-static constexpr UINTN QUARANTINE_BYTES = 1U << 20;
+static constexpr UINTN largest = 1ULL << 30;
+static constexpr size_t quarantineBlocks = 1024;
+static constexpr UINTN quarantineBytes = 1U << 20;
 
 static bool allBytes(const uint8_t *bytes, UINTN count, uint8_t value) {
   return count == 0 || (bytes[0] == value && std::memcmp(bytes, bytes + 1, count - 1) == 0);
 }
 
-static void forbidAround(const POOL_BLOCK &block) {
+static void forbidAround(const PoolBlock &block) {
   forbid(block.raw, block.front);
-  forbid(block.memory + block.size, BACK);
+  forbid(block.memory + block.size, back);
 }
 
-static UINTN wholeSize(const POOL_BLOCK &block) {
-  return block.front + block.size + BACK;
+static UINTN wholeSize(const PoolBlock &block) {
+  return block.front + block.size + back;
 }
 
 Pool::~Pool() {
@@ -98,16 +100,16 @@ EFI_STATUS Pool::allocate(int memoryType, UINTN size, void **buffer, UINTN align
 }
 
 // Sizes that share their memory: steps of 32 bytes at first, then four to each doubling.
-struct SHELF {
+struct Shelf {
   unsigned number;
   UINTN room; // for the largest of them
 };
 
-static SHELF shelfOf(UINTN size) {
-  constexpr UINTN STEP = 32, STEPS = 8;
-  if (size <= STEP * STEPS) {
-    unsigned steps = size == 0 ? 1 : static_cast<unsigned>((size + STEP - 1) / STEP);
-    return {steps, steps * STEP};
+static Shelf shelfOf(UINTN size) {
+  constexpr UINTN grain = 32, grainsBelow = 8;
+  if (size <= grain * grainsBelow) {
+    unsigned steps = size == 0 ? 1 : static_cast<unsigned>((size + grain - 1) / grain);
+    return {steps, steps * grain};
   }
   unsigned shift = static_cast<unsigned>(std::bit_width(size - 1)) - 3;
   UINTN quarters = (size + (UINTN{1} << shift) - 1) >> shift;
@@ -115,33 +117,33 @@ static SHELF shelfOf(UINTN size) {
 }
 
 // A new block, its guards in place.
-POOL_BLOCK *Pool::makeBlock(UINTN size, UINTN alignment) {
-  UINTN front = alignment == 0 ? FRONT : alignment;
-  UINTN room = TRUSTING && alignment == 0 ? shelfOf(size).room : 0;
-  UINTN whole = (front + size + BACK + front - 1) / front * front; // as aligned_alloc wants it
+PoolBlock *Pool::makeBlock(UINTN size, UINTN alignment) {
+  UINTN front = alignment == 0 ? frontSize : alignment;
+  UINTN room = trusting && alignment == 0 ? shelfOf(size).room : 0;
+  UINTN whole = (front + size + back + front - 1) / front * front; // as aligned_alloc wants it
   void *memory =
-      alignment == 0 ? std::malloc(front + std::max(room, size) + BACK) : std::aligned_alloc(alignment, whole);
+      alignment == 0 ? std::malloc(front + std::max(room, size) + back) : std::aligned_alloc(alignment, whole);
   auto *raw = static_cast<uint8_t *>(memory);
   if (raw == nullptr) {
     return nullptr;
   }
-  POOL_BLOCK block = {raw, raw + front, size, front, room, /* live= */ true, /* reported= */ false};
-  std::memset(raw, GUARD, front);
-  std::memset(block.memory + size, GUARD, BACK);
+  PoolBlock block = {raw, raw + front, size, front, room, /* live= */ true, /* reported= */ false};
+  std::memset(raw, guard, front);
+  std::memset(block.memory + size, guard, back);
   forbidAround(block);
   if (room > size) {
-    forbid(block.memory + size, room - size + BACK);
+    forbid(block.memory + size, room - size + back);
   }
   return &blocks_.emplace(block.memory, block).first->second;
 }
 
 // Null without one.
-POOL_BLOCK *Pool::takeFromShelf(UINTN size) {
-  std::vector<POOL_BLOCK *> &shelf = shelves_[shelfOf(size).number];
+PoolBlock *Pool::takeFromShelf(UINTN size) {
+  std::vector<PoolBlock *> &shelf = shelves_[shelfOf(size).number];
   if (shelf.empty()) {
     return nullptr;
   }
-  POOL_BLOCK *block = shelf.back();
+  PoolBlock *block = shelf.back();
   shelf.pop_back();
   block->size = size;
   block->live = true;
@@ -150,15 +152,15 @@ POOL_BLOCK *Pool::takeFromShelf(UINTN size) {
 }
 
 void *Pool::take(UINTN size, UINTN alignment) {
-  if (size > LARGEST) {
+  if (size > largest) {
     return nullptr;
   }
-  POOL_BLOCK *block = TRUSTING && alignment == 0 ? takeFromShelf(size) : nullptr;
+  PoolBlock *block = trusting && alignment == 0 ? takeFromShelf(size) : nullptr;
   block = block == nullptr ? makeBlock(size, alignment) : block;
   if (block == nullptr) {
     return nullptr;
   }
-  std::memset(block->memory, FRESH, size);
+  std::memset(block->memory, fresh, size);
   forget(block->memory, size);
   ++books.liveAllocations;
   books.liveBytes += size;
@@ -185,12 +187,12 @@ EFI_STATUS Pool::giveBack(void *buffer, bool pages, UINTN size) {
     complain(twice ? "freed twice" : "not an allocation", buffer, twice ? found->second.size : 0);
     return EFI_INVALID_PARAMETER;
   }
-  POOL_BLOCK &block = found->second;
-  if (pages != (block.front != FRONT) || (pages && size != block.size)) {
+  PoolBlock &block = found->second;
+  if (pages != (block.front != frontSize) || (pages && size != block.size)) {
     complain("freed as what it is not", buffer, block.size);
     return EFI_INVALID_PARAMETER;
   }
-  if (!TRUSTING) {
+  if (!trusting) {
     check(block);
   }
   if (observer) {
@@ -203,7 +205,7 @@ EFI_STATUS Pool::giveBack(void *buffer, bool pages, UINTN size) {
   return EFI_SUCCESS;
 }
 
-void Pool::failFrom(uint64_t nth, FAIL_MODE mode, uint64_t again) {
+void Pool::failFrom(uint64_t nth, FailMode mode, uint64_t again) {
   failIn_ = nth;
   failAgainIn_ = again;
   failMode_ = mode;
@@ -218,7 +220,7 @@ bool Pool::failsNow() {
     --failIn_;
     return false;
   }
-  if (failMode_ == FAIL_MODE::once) {
+  if (failMode_ == FailMode::once) {
     failIn_ = failAgainIn_;
     failAgainIn_ = 0;
   }
@@ -228,7 +230,7 @@ bool Pool::failsNow() {
 }
 
 void Pool::audit() {
-  if (TRUSTING) {
+  if (trusting) {
     return;
   }
   for (auto &[memory, block] : blocks_) {
@@ -242,15 +244,15 @@ void Pool::audit() {
 }
 
 // Leaves the guards permitted, and all of a freed block.
-void Pool::check(POOL_BLOCK &block) {
+void Pool::check(PoolBlock &block) {
   permit(block.raw, block.front);
-  permit(block.memory + block.size, BACK);
+  permit(block.memory + block.size, back);
   bool whole = false;
   if (block.live) {
-    whole = allBytes(block.raw, block.front, GUARD) && allBytes(block.memory + block.size, BACK, GUARD);
+    whole = allBytes(block.raw, block.front, guard) && allBytes(block.memory + block.size, back, guard);
   } else {
     permit(block.memory, block.size);
-    whole = allBytes(block.raw, wholeSize(block), FREED);
+    whole = allBytes(block.raw, wholeSize(block), freed);
   }
   if (!whole && !block.reported) {
     block.reported = true;
@@ -259,31 +261,31 @@ void Pool::check(POOL_BLOCK &block) {
 }
 
 // A block that has been checked.
-void Pool::quarantine(POOL_BLOCK &block) {
+void Pool::quarantine(PoolBlock &block) {
   block.live = false;
   block.reported = false;
-  if (!TRUSTING) {
-    std::memset(block.raw, FREED, wholeSize(block));
+  if (!trusting) {
+    std::memset(block.raw, freed, wholeSize(block));
     forbid(block.raw, wholeSize(block));
   } else {
     forbid(block.memory, block.size);
   }
   freed_.push_back(&block);
   freedBytes_ += block.size;
-  while (freed_.size() > QUARANTINE_BLOCKS || freedBytes_ > QUARANTINE_BYTES) {
+  while (freed_.size() > quarantineBlocks || freedBytes_ > quarantineBytes) {
     dropOldest();
   }
 }
 
 void Pool::dropOldest() {
-  POOL_BLOCK &block = *freed_.front();
+  PoolBlock &block = *freed_.front();
   freed_.pop_front();
   freedBytes_ -= block.size;
-  if (TRUSTING && block.room != 0) {
+  if (trusting && block.room != 0) {
     shelves_[shelfOf(block.size).number].push_back(&block);
     return;
   }
-  if (!TRUSTING) {
+  if (!trusting) {
     check(block);
   }
   std::free(block.raw);
@@ -295,3 +297,5 @@ void Pool::complain(const char *what, const void *memory, UINTN size) {
   std::snprintf(line, sizeof line, "pool: %p (%llu bytes) %s", memory, static_cast<unsigned long long>(size), what);
   complaints_.push_back(line);
 }
+
+} // namespace xyl::host

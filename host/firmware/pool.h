@@ -7,10 +7,12 @@
 
 #include "host/firmware/firmware.h"
 
-using COMPLAINTS = std::vector<std::string>;
+namespace xyl::host {
+
+using Complaints = std::vector<std::string>;
 
 // One allocation. The caller's bytes stand between two runs of guard bytes.
-struct POOL_BLOCK {
+struct PoolBlock {
   uint8_t *raw;
   uint8_t *memory;
   UINTN size;
@@ -22,7 +24,7 @@ struct POOL_BLOCK {
 
 class Pool {
 public:
-  explicit Pool(COMPLAINTS &complaints) : complaints_(complaints) {}
+  explicit Pool(Complaints &complaints) : complaints_(complaints) {}
   ~Pool();
   Pool(const Pool &) = delete;
   Pool &operator=(const Pool &) = delete;
@@ -38,33 +40,35 @@ public:
   // EFI_INVALID_PARAMETER for what is not a live allocation.
   EFI_STATUS free(void *buffer);
   EFI_STATUS freePages(void *buffer, UINTN size);
-  void failFrom(uint64_t nth, FAIL_MODE mode, uint64_t again = 0);
+  void failFrom(uint64_t nth, FailMode mode, uint64_t again = 0);
   // Complains about damaged guards and writes into freed memory that were not yet reported.
   void audit();
 
-  POOL_BOOKS books;
+  PoolBooks books;
   bool failed = false;
   std::function<void(const void *, uint64_t)> observer;
 
 private:
   bool failsNow();
   EFI_STATUS giveBack(void *buffer, bool pages, UINTN size);
-  POOL_BLOCK *makeBlock(UINTN size, UINTN alignment);
-  POOL_BLOCK *takeFromShelf(UINTN size);
-  void check(POOL_BLOCK &block);
-  void quarantine(POOL_BLOCK &block);
+  PoolBlock *makeBlock(UINTN size, UINTN alignment);
+  PoolBlock *takeFromShelf(UINTN size);
+  void check(PoolBlock &block);
+  void quarantine(PoolBlock &block);
   void dropOldest();
   void complain(const char *what, const void *memory, UINTN size);
 
-  COMPLAINTS &complaints_;
+  Complaints &complaints_;
   std::pmr::unsynchronized_pool_resource nodes_;
-  std::pmr::unordered_map<const void *, POOL_BLOCK> blocks_{&nodes_};
+  std::pmr::unordered_map<const void *, PoolBlock> blocks_{&nodes_};
   // Freed blocks stay poisoned for a while, so that late writes into them and second frees are noticed.
-  std::deque<POOL_BLOCK *> freed_;
+  std::deque<PoolBlock *> freed_;
   UINTN freedBytes_ = 0;
   // Of fuzzers, by the sizes that fit: blocks for use again, poisoned all over.
-  std::vector<POOL_BLOCK *> shelves_[256];
+  std::vector<PoolBlock *> shelves_[256];
   uint64_t failIn_ = 0;      // 1: the next allocation fails; 0: none does
   uint64_t failAgainIn_ = 0; // what failIn_ becomes after a single failure
-  FAIL_MODE failMode_ = FAIL_MODE::once;
+  FailMode failMode_ = FailMode::once;
 };
+
+} // namespace xyl::host

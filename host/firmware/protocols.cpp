@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+namespace xyl::host {
+
 const EFI_GUID g_bindingProtocolGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
 const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
@@ -11,8 +13,8 @@ bool guidEqual(const EFI_GUID &a, const EFI_GUID &b) {
   return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-PROTOCOL_ENTRY *Database::find(EFI_HANDLE handle, const EFI_GUID &guid) {
-  std::list<PROTOCOL_ENTRY> *list = protocols(handle);
+ProtocolEntry *Database::find(EFI_HANDLE handle, const EFI_GUID &guid) {
+  std::list<ProtocolEntry> *list = protocols(handle);
   if (list == nullptr) {
     return nullptr;
   }
@@ -20,7 +22,7 @@ PROTOCOL_ENTRY *Database::find(EFI_HANDLE handle, const EFI_GUID &guid) {
   return found == list->end() ? nullptr : &*found;
 }
 
-std::list<PROTOCOL_ENTRY> *Database::protocols(EFI_HANDLE handle) {
+std::list<ProtocolEntry> *Database::protocols(EFI_HANDLE handle) {
   auto found = handles_.find(handle);
   return found == handles_.end() ? nullptr : &found->second;
 }
@@ -48,8 +50,8 @@ EFI_STATUS Database::install(EFI_HANDLE *handle, const EFI_GUID &guid, void *int
   return EFI_SUCCESS;
 }
 
-void Database::remove(EFI_HANDLE handle, const PROTOCOL_ENTRY *entry) {
-  std::list<PROTOCOL_ENTRY> &list = handles_[handle];
+void Database::remove(EFI_HANDLE handle, const ProtocolEntry *entry) {
+  std::list<ProtocolEntry> &list = handles_[handle];
   list.remove_if([&](auto &each) { return &each == entry; });
   if (list.empty()) {
     handles_.erase(handle);
@@ -62,8 +64,8 @@ std::vector<EFI_HANDLE> Database::driversOf(EFI_HANDLE controller) const {
   if (found == handles_.end()) {
     return agents;
   }
-  for (const PROTOCOL_ENTRY &entry : found->second) {
-    for (const PROTOCOL_OPEN &open : entry.opens) {
+  for (const ProtocolEntry &entry : found->second) {
+    for (const ProtocolOpen &open : entry.opens) {
       bool drives = (open.attributes & EFI_OPEN_PROTOCOL_BY_DRIVER) != 0 && open.controller == controller;
       if (drives && std::find(agents.begin(), agents.end(), open.agent) == agents.end()) {
         agents.push_back(open.agent);
@@ -76,8 +78,8 @@ std::vector<EFI_HANDLE> Database::driversOf(EFI_HANDLE controller) const {
 std::vector<EFI_HANDLE> Database::childrenOf(EFI_HANDLE controller, EFI_HANDLE agent) const {
   std::vector<EFI_HANDLE> children;
   auto found = handles_.find(controller);
-  for (const PROTOCOL_ENTRY &entry : found == handles_.end() ? std::list<PROTOCOL_ENTRY>{} : found->second) {
-    for (const PROTOCOL_OPEN &open : entry.opens) {
+  for (const ProtocolEntry &entry : found == handles_.end() ? std::list<ProtocolEntry>{} : found->second) {
+    for (const ProtocolOpen &open : entry.opens) {
       bool isChild = (open.attributes & EFI_OPEN_PROTOCOL_BY_CHILD_CONTROLLER) != 0 && open.agent == agent;
       if (isChild && std::find(children.begin(), children.end(), open.controller) == children.end()) {
         children.push_back(open.controller);
@@ -91,7 +93,7 @@ EFI_STATUS Database::close(EFI_HANDLE handle, const EFI_GUID &guid, EFI_HANDLE a
   if (!alive(handle) || !alive(agent) || (controller != nullptr && !alive(controller))) {
     return EFI_INVALID_PARAMETER;
   }
-  PROTOCOL_ENTRY *entry = find(handle, guid);
+  ProtocolEntry *entry = find(handle, guid);
   if (entry == nullptr) {
     return EFI_NOT_FOUND;
   }
@@ -102,9 +104,9 @@ EFI_STATUS Database::close(EFI_HANDLE handle, const EFI_GUID &guid, EFI_HANDLE a
 std::vector<std::string> Database::heldOpen(EFI_HANDLE agent) const {
   std::vector<std::string> lines;
   for (auto &[handle, list] : handles_) {
-    for (const PROTOCOL_ENTRY &entry : list) {
-      for (const PROTOCOL_OPEN &open : entry.opens) {
-        if ((open.attributes & OPEN_HELD) == 0 || (agent != nullptr && open.agent != agent)) {
+    for (const ProtocolEntry &entry : list) {
+      for (const ProtocolOpen &open : entry.opens) {
+        if ((open.attributes & openHeld) == 0 || (agent != nullptr && open.agent != agent)) {
           continue;
         }
         char line[120];
@@ -119,8 +121,10 @@ std::vector<std::string> Database::heldOpen(EFI_HANDLE agent) const {
 
 void Database::closeAllOf(EFI_HANDLE agent) {
   for (auto &[handle, list] : handles_) {
-    for (PROTOCOL_ENTRY &entry : list) {
+    for (ProtocolEntry &entry : list) {
       std::erase_if(entry.opens, [&](auto &open) { return open.agent == agent; });
     }
   }
 }
+
+} // namespace xyl::host

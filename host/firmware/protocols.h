@@ -6,21 +6,23 @@
 
 #include "host/firmware/firmware.h"
 
-struct PROTOCOL_OPEN {
+namespace xyl::host {
+
+struct ProtocolOpen {
   EFI_HANDLE agent;
   EFI_HANDLE controller;
   UINT32 attributes;
   UINT32 count;
 };
 
-struct PROTOCOL_ENTRY {
+struct ProtocolEntry {
   EFI_GUID guid;
   void *interface;
-  std::vector<PROTOCOL_OPEN> opens;
+  std::vector<ProtocolOpen> opens;
 };
 
 // Opens of these kinds keep an interface from being uninstalled.
-inline constexpr UINT32 OPEN_HELD =
+inline constexpr UINT32 openHeld =
     EFI_OPEN_PROTOCOL_BY_DRIVER | EFI_OPEN_PROTOCOL_EXCLUSIVE | EFI_OPEN_PROTOCOL_BY_CHILD_CONTROLLER;
 
 extern const EFI_GUID g_bindingProtocolGuid;
@@ -35,9 +37,9 @@ class Database {
 public:
   bool alive(EFI_HANDLE handle) const { return handles_.count(handle) != 0; }
   // Null when handle is dead or does not carry the protocol.
-  PROTOCOL_ENTRY *find(EFI_HANDLE handle, const EFI_GUID &guid);
+  ProtocolEntry *find(EFI_HANDLE handle, const EFI_GUID &guid);
   // Null for a dead handle.
-  std::list<PROTOCOL_ENTRY> *protocols(EFI_HANDLE handle);
+  std::list<ProtocolEntry> *protocols(EFI_HANDLE handle);
   // Handles in the order of their creation; with a guid only those that carry it.
   std::vector<EFI_HANDLE> handles(const EFI_GUID *guid = nullptr) const;
   // Agents that hold a protocol of the controller BY_DRIVER, each once.
@@ -48,7 +50,7 @@ public:
 
   EFI_STATUS install(EFI_HANDLE *handle, const EFI_GUID &guid, void *interface);
   // Takes an entry out, whoever has it open; its handle goes with its last one.
-  void remove(EFI_HANDLE handle, const PROTOCOL_ENTRY *entry);
+  void remove(EFI_HANDLE handle, const ProtocolEntry *entry);
   EFI_STATUS close(EFI_HANDLE handle, const EFI_GUID &guid, EFI_HANDLE agent, EFI_HANDLE controller);
 
   // One line for each exclusive kind of open; with an agent only its own.
@@ -58,6 +60,8 @@ public:
   void drop(EFI_HANDLE handle) { handles_.erase(handle); }
 
 private:
-  std::map<EFI_HANDLE, std::list<PROTOCOL_ENTRY>> handles_;
+  std::map<EFI_HANDLE, std::list<ProtocolEntry>> handles_;
   uintptr_t lastHandle_ = 0x4000; // handles are no addresses and never come back
 };
+
+} // namespace xyl::host

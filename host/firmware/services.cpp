@@ -7,9 +7,11 @@
 #include "host/firmware/open.h"
 #include "host/firmware/state.h"
 
+namespace xyl::host {
+
 // Counts the call; an error when a test wants this one to fail.
-static EFI_STATUS entered(SERVICE service) {
-  SERVICE_BOOK &book = g_firmware->services[service];
+static EFI_STATUS entered(Service service) {
+  ServiceBook &book = g_firmware->services[service];
   ++book.calls;
   if (book.failIn != 0 && --book.failIn == 0) {
     return book.status;
@@ -85,7 +87,7 @@ static EFI_STATUS EFIAPI WaitForEvent(UINTN count, EFI_EVENT *events, UINTN *ind
   if (count == 0 || events == nullptr || index == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  CONSOLE &console = g_firmware->console;
+  Console &console = g_firmware->console;
   EFI_EVENT *found = std::find(events, events + count, console.in.WaitForKey);
   if (found == events + count || console.keys.empty()) {
     return EFI_UNSUPPORTED;
@@ -220,7 +222,7 @@ static EFI_STATUS EFIAPI OpenProtocolInformation(EFI_HANDLE handle, const EFI_GU
   }
   *entries = nullptr;
   *count = 0;
-  PROTOCOL_ENTRY *entry = g_firmware->database.find(handle, *protocol);
+  ProtocolEntry *entry = g_firmware->database.find(handle, *protocol);
   if (entry == nullptr) {
     return EFI_NOT_FOUND;
   }
@@ -228,7 +230,7 @@ static EFI_STATUS EFIAPI OpenProtocolInformation(EFI_HANDLE handle, const EFI_GU
   if (EFI_ERROR(status)) {
     return status;
   }
-  for (const PROTOCOL_OPEN &open : entry->opens) {
+  for (const ProtocolOpen &open : entry->opens) {
     (*entries)[(*count)++] = {open.agent, open.controller, open.attributes, open.count};
   }
   return EFI_SUCCESS;
@@ -236,7 +238,7 @@ static EFI_STATUS EFIAPI OpenProtocolInformation(EFI_HANDLE handle, const EFI_GU
 
 static EFI_STATUS EFIAPI ProtocolsPerHandle(EFI_HANDLE handle, EFI_GUID ***protocols, UINTN *count) {
   ENTER(ProtocolsPerHandle)
-  std::list<PROTOCOL_ENTRY> *list = g_firmware->database.protocols(handle);
+  std::list<ProtocolEntry> *list = g_firmware->database.protocols(handle);
   if (list == nullptr || protocols == nullptr || count == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
@@ -245,7 +247,7 @@ static EFI_STATUS EFIAPI ProtocolsPerHandle(EFI_HANDLE handle, EFI_GUID ***proto
   if (EFI_ERROR(status)) {
     return status;
   }
-  for (PROTOCOL_ENTRY &entry : *list) {
+  for (ProtocolEntry &entry : *list) {
     (*protocols)[(*count)++] = &entry.guid;
   }
   return EFI_SUCCESS;
@@ -294,7 +296,7 @@ static EFI_STATUS EFIAPI LocateDevicePath(const EFI_GUID *protocol, EFI_DEVICE_P
   size_t longest = 0;
   *device = nullptr;
   for (EFI_HANDLE handle : g_firmware->database.handles(protocol)) {
-    PROTOCOL_ENTRY *entry = g_firmware->database.find(handle, g_devicePathGuid);
+    ProtocolEntry *entry = g_firmware->database.find(handle, g_devicePathGuid);
     size_t length = entry == nullptr ? 0 : pathLength(static_cast<EFI_DEVICE_PATH_PROTOCOL *>(entry->interface));
     if (length > longest && length <= wanted && std::memcmp(entry->interface, *path, length) == 0) {
       longest = length;
@@ -323,13 +325,13 @@ static EFI_STATUS EFIAPI LocateProtocol(const EFI_GUID *protocol, void *registra
   return EFI_SUCCESS;
 }
 
-struct INTERFACE_PAIR {
+struct InterfacePair {
   const EFI_GUID *guid;
   void *interface;
 };
 
-static std::vector<INTERFACE_PAIR> pairsOf(EFI_VA_LIST arguments) {
-  std::vector<INTERFACE_PAIR> pairs;
+static std::vector<InterfacePair> pairsOf(EFI_VA_LIST arguments) {
+  std::vector<InterfacePair> pairs;
   while (const EFI_GUID *guid = EFI_VA_ARG(arguments, const EFI_GUID *)) {
     pairs.push_back({guid, EFI_VA_ARG(arguments, void *)});
   }
@@ -352,7 +354,7 @@ static size_t devicePathSize(const UINT8 *path) {
 }
 
 // A device path names one handle only.
-static EFI_STATUS checkDevicePath(const INTERFACE_PAIR &pair) {
+static EFI_STATUS checkDevicePath(const InterfacePair &pair) {
   if (!guidEqual(*pair.guid, g_devicePathGuid)) {
     return EFI_SUCCESS;
   }
@@ -378,7 +380,7 @@ static EFI_STATUS EFIAPI InstallMultipleProtocolInterfaces(EFI_HANDLE *handle, .
   }
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, handle);
-  std::vector<INTERFACE_PAIR> pairs = pairsOf(arguments);
+  std::vector<InterfacePair> pairs = pairsOf(arguments);
   EFI_VA_END(arguments);
   EFI_HANDLE before = *handle;
   for (size_t i = 0; i < pairs.size(); ++i) {
@@ -399,7 +401,7 @@ static EFI_STATUS EFIAPI UninstallMultipleProtocolInterfaces(EFI_HANDLE handle, 
   ENTER(UninstallMultipleProtocolInterfaces)
   EFI_VA_LIST arguments;
   EFI_VA_START(arguments, handle);
-  std::vector<INTERFACE_PAIR> pairs = pairsOf(arguments);
+  std::vector<InterfacePair> pairs = pairsOf(arguments);
   EFI_VA_END(arguments);
   for (size_t i = 0; i < pairs.size(); ++i) {
     if (EFI_ERROR(uninstallProtocol(g_firmware->database, handle, *pairs[i].guid, pairs[i].interface))) {
@@ -433,14 +435,14 @@ static void EFIAPI resetSystem(int, EFI_STATUS, UINTN, void *) {
   g_firmware->complaints.push_back("runtime: ResetSystem was called");
 }
 
-static const char *const g_serviceNames[SERVICE_COUNT] = {
+static const char *const g_serviceNames[serviceCount] = {
 #define X(name) #name,
     FIRMWARE_SERVICES(X)
 #undef X
 };
 
-SERVICE serviceNamed(const std::string &name) {
-  return static_cast<SERVICE>(std::find(g_serviceNames, g_serviceNames + SERVICE_COUNT, name) - g_serviceNames);
+Service serviceNamed(const std::string &name) {
+  return static_cast<Service>(std::find(g_serviceNames, g_serviceNames + serviceCount, name) - g_serviceNames);
 }
 
 void fillTables() {
@@ -465,3 +467,5 @@ void fillTables() {
   table.RuntimeServices = &runtime;
   table.BootServices = &boot;
 }
+
+} // namespace xyl::host

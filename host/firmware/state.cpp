@@ -1,3 +1,7 @@
 #include "host/firmware/state.h"
 
-FIRMWARE_STATE *g_firmware;
+namespace xyl::host {
+
+FirmwareState *g_firmware;
+
+} // namespace xyl::host

@@ -7,6 +7,8 @@
 #include "host/firmware/pool.h"
 #include "host/firmware/protocols.h"
 
+namespace xyl::host {
+
 // The boot services of the table that do something; in the order of the table.
 #define FIRMWARE_SERVICES(X)                                                                                           \
   X(RaiseTPL)                                                                                                          \
@@ -42,51 +44,53 @@
   X(UninstallMultipleProtocolInterfaces)                                                                               \
   X(CreateEventEx)
 
-enum SERVICE {
+enum Service {
 #define X(name) SERVICE_##name,
   FIRMWARE_SERVICES(X)
 #undef X
-      SERVICE_COUNT
+      serviceCount
 };
 
-struct SERVICE_BOOK {
+struct ServiceBook {
   uint64_t calls;
   uint64_t failIn; // 1: the next call fails; 0: none does
   EFI_STATUS status;
 };
 
-struct IMAGE {
+struct Image {
   EFI_LOADED_IMAGE_PROTOCOL loaded;
   std::vector<CHAR16> options;
 };
 
-struct GROUP_EVENT {
+struct GroupEvent {
   EFI_EVENT_NOTIFY notify;
   const void *context;
   EFI_GUID group;
 };
 
-struct FIRMWARE_STATE {
-  COMPLAINTS complaints;
+struct FirmwareState {
+  Complaints complaints;
   Pool pool{complaints};
   Database database;
-  CONSOLE console{};
-  std::map<EFI_HANDLE, std::unique_ptr<IMAGE>> images;
-  SERVICE_BOOK services[SERVICE_COUNT]{};
+  Console console{};
+  std::map<EFI_HANDLE, std::unique_ptr<Image>> images;
+  ServiceBook services[serviceCount]{};
   uint64_t monotonicCount = 0;
   EFI_TPL priority = 4; // an application's
-  std::map<EFI_EVENT, GROUP_EVENT> events;
+  std::map<EFI_EVENT, GroupEvent> events;
   EFI_BOOT_SERVICES bootServices{};
   EFI_RUNTIME_SERVICES runtimeServices{};
   EFI_SYSTEM_TABLE systemTable{};
 };
 
-extern FIRMWARE_STATE *g_firmware;
+extern FirmwareState *g_firmware;
 
 // Fills in the tables of g_firmware.
 void fillTables();
-// SERVICE_COUNT for a name that the table does not have.
-SERVICE serviceNamed(const std::string &name);
+// serviceCount for a name that the table does not have.
+Service serviceNamed(const std::string &name);
 
-EFI_STATUS startImage(EFI_IMAGE_ENTRY entry, EFI_HANDLE *image, const std::u16string &loadOptions);
+EFI_STATUS startImage(ImageEntry entry, EFI_HANDLE *image, const std::u16string &loadOptions);
 EFI_STATUS unloadImageOn(EFI_HANDLE image);
+
+} // namespace xyl::host

@@ -7,31 +7,32 @@
 #include "client/output/output.h"
 #include "host/common/common.h"
 
-namespace fleet {
+namespace xyl::host::fleet {
+
 namespace {
 
 // Of an adapter: which piece it is, where it is, what it can do, and what has lines of its own.
-constexpr const CHAR8 *LEFT_OUT_OF_ADAPTER[] = {"ObjectType",
-                                                "ObjectID",
-                                                "ObjVersion",
-                                                "FQDD",
-                                                "WWN",
-                                                "PCIID",
-                                                "Keyid",
-                                                "SerialNumber",
-                                                "MaxLDs",
-                                                "CapableSpeeds",
-                                                "RAIDLevelParams",
-                                                "SupportedRAIDLevels",
-                                                "SupportedDiskProtocols",
-                                                "MaxPDsPerSpan",
-                                                "MaxSpansPerLD",
-                                                "Enclosure",
-                                                "PD",
-                                                "VD"};
+constexpr const CHAR8 *leftOutOfAdapter[] = {"ObjectType",
+                                             "ObjectID",
+                                             "ObjVersion",
+                                             "FQDD",
+                                             "WWN",
+                                             "PCIID",
+                                             "Keyid",
+                                             "SerialNumber",
+                                             "MaxLDs",
+                                             "CapableSpeeds",
+                                             "RAIDLevelParams",
+                                             "SupportedRAIDLevels",
+                                             "SupportedDiskProtocols",
+                                             "MaxPDsPerSpan",
+                                             "MaxSpansPerLD",
+                                             "Enclosure",
+                                             "PD",
+                                             "VD"};
 
 bool isLeftOut(const XML_NODE *node) {
-  return std::any_of(std::begin(LEFT_OUT_OF_ADAPTER), std::end(LEFT_OUT_OF_ADAPTER),
+  return std::any_of(std::begin(leftOutOfAdapter), std::end(leftOutOfAdapter),
                      [&](const CHAR8 *name) { return textEqual(node->Name, name); });
 }
 
@@ -52,38 +53,43 @@ void addAdapter(const XML_NODE *adapter, Features *features) {
       continue;
     }
     bool isRate = textEqual(field->Name, "Rate");
-    std::string name = isRate ? "rate " + fieldOf(field, "Name") : wordsOf(field->Name);
-    std::string value = isRate                         ? fieldOf(field, "Value")
-                        : field->FirstChild != nullptr ? listOf(field)
-                                                       : documentText(nodeText(field));
+    std::string name = isRate ? "rate " + host::report::fieldOf(field, "Name") : wordsOf(field->Name);
+    std::string value = isRate                         ? host::report::fieldOf(field, "Value")
+                        : field->FirstChild != nullptr ? host::report::listOf(field)
+                                                       : host::report::documentText(client::nodeText(field));
     ++(*features)[name.append(": ").append(value)];
   }
 }
 
 std::string diskWords(const XML_NODE *disk) {
-  std::string model = modelOfDisk(disk);
-  return kindOfDisk(disk) + ", " + sizeText(numberOf(disk, "Size")) + (model.empty() ? "" : ", " + model) +
-         ", firmware " + orDash(fieldOf(disk, "Revision"));
+  std::string model = host::report::modelOfDisk(disk);
+  return host::report::kindOfDisk(disk) + ", " + sizeText(host::report::numberOf(disk, "Size")) +
+         (model.empty() ? "" : ", " + model) + ", firmware " +
+         host::report::orDash(host::report::fieldOf(disk, "Revision"));
 }
 
-void addDisks(const REPORT_MODEL &model, Features *features) {
-  for (const REPORT_DISK &disk : model.disks) {
+void addDisks(const host::report::Model &model, Features *features) {
+  for (const host::report::Disk &disk : model.disks) {
     ++(*features)["disk: " + diskWords(disk.node)];
-    std::string spare = spareWords(disk.node);
+    std::string spare = host::report::spareWords(disk.node);
     if (!spare.empty()) {
-      ++(*features)[spare + ": " + kindOfDisk(disk.node) + ", " + sizeText(numberOf(disk.node, "Size"))];
+      ++(*features)[spare + ": " + host::report::kindOfDisk(disk.node) + ", " +
+                    sizeText(host::report::numberOf(disk.node, "Size"))];
     }
   }
 }
 
-void addVirtualDisks(const REPORT_MODEL &model, Features *features) {
-  for (const REPORT_VIRTUAL_DISK &each : model.virtualDisks) {
+void addVirtualDisks(const host::report::Model &model, Features *features) {
+  for (const host::report::VirtualDisk &each : model.virtualDisks) {
     const XML_NODE *node = each.node;
     size_t members = each.disks.size() + each.missingDisks.size();
-    ++(*features)["virtual disk " + orDash(fieldOf(node, "Name")) + ": " + fieldOf(node, "RAIDLevel") + ", " +
-                  sizeText(numberOf(node, "Size")) + ", " + countText(members, "disk") + ", stripe " +
-                  orDash(fieldOf(node, "StripeSize")) + ", " + orDash(listOf(childNamed(node, "CurrentCachePolicy"))) +
-                  ", " + orDash(fieldOf(node, "AccessPolicy")) + ", " + listOf(childNamed(node, "Attributes"))];
+    ++(*features)["virtual disk " + host::report::orDash(host::report::fieldOf(node, "Name")) + ": " +
+                  host::report::fieldOf(node, "RAIDLevel") + ", " + sizeText(host::report::numberOf(node, "Size")) +
+                  ", " + host::report::countText(members, "disk") + ", stripe " +
+                  host::report::orDash(host::report::fieldOf(node, "StripeSize")) + ", " +
+                  host::report::orDash(host::report::listOf(client::childNamed(node, "CurrentCachePolicy"))) + ", " +
+                  host::report::orDash(host::report::fieldOf(node, "AccessPolicy")) + ", " +
+                  host::report::listOf(client::childNamed(node, "Attributes"))];
   }
 }
 
@@ -122,7 +128,7 @@ std::string without(const std::string &value, const std::string &other) {
   for (const std::string &part : partsOf(value)) {
     left += known.contains(part) ? "" : (left.empty() ? "" : ", ") + part;
   }
-  return orDash(left);
+  return host::report::orDash(left);
 }
 
 std::string lowered(std::string words) {
@@ -132,28 +138,29 @@ std::string lowered(std::string words) {
 
 } // namespace
 
-Features featuresOf(const REPORT_MODEL &model) {
+Features featuresOf(const host::report::Model &model) {
   Features features;
   addAdapter(model.adapter, &features);
   for (const XML_NODE *enclosure : model.enclosures) {
-    ++features["enclosure: " + orDash(fieldOf(enclosure, "Name")) + ", " + fieldOf(enclosure, "SlotCount") + " slots"];
+    ++features["enclosure: " + host::report::orDash(host::report::fieldOf(enclosure, "Name")) + ", " +
+               host::report::fieldOf(enclosure, "SlotCount") + " slots"];
   }
   addDisks(model, &features);
   addVirtualDisks(model, &features);
   return features;
 }
 
-std::vector<std::string> troublesOf(const REPORT_MODEL &model) {
+std::vector<std::string> troublesOf(const host::report::Model &model) {
   std::vector<std::string> troubles;
-  for (const REPORT_VIRTUAL_DISK &each : model.virtualDisks) {
+  for (const host::report::VirtualDisk &each : model.virtualDisks) {
     if (each.status->wantsAttention) {
-      troubles.push_back(virtualDiskTitle(each) + " is " + lowered(each.status->words));
+      troubles.push_back(host::report::virtualDiskTitle(each) + " is " + lowered(each.status->words));
     }
     for (const std::string &id : each.missingDisks) {
-      troubles.push_back(virtualDiskTitle(each) + " lacks disk " + id);
+      troubles.push_back(host::report::virtualDiskTitle(each) + " lacks disk " + id);
     }
   }
-  for (const REPORT_DISK &disk : model.disks) {
+  for (const host::report::Disk &disk : model.disks) {
     if (disk.status->wantsAttention) {
       troubles.push_back("disk " + disk.place + " is " + lowered(disk.status->words));
     }
@@ -182,4 +189,4 @@ std::vector<std::string> differencesOf(const Features &usual, const Features &ot
   return found;
 }
 
-} // namespace fleet
+} // namespace xyl::host::fleet

@@ -10,7 +10,8 @@
 #include "host/fleet/survey.h"
 #include "host/report/report_sections.h"
 
-namespace fleet {
+namespace xyl::host::fleet {
+
 namespace {
 
 // Files in numbers, by what is to be said of them.
@@ -24,7 +25,7 @@ struct Totals {
 Totals totalsOf(const Survey &survey) {
   Totals totals;
   for (const Row &row : survey.rows) {
-    bool isConfiguration = row.group != NO_GROUP;
+    bool isConfiguration = row.group != noGroup;
     totals.configurations += isConfiguration ? 1 : 0;
     totals.troubled += row.troubles.empty() ? 0 : 1;
     totals.lacking += row.lacks.empty() ? 0 : 1;
@@ -37,14 +38,15 @@ Totals totalsOf(const Survey &survey) {
 std::string totalWords(const Survey &survey, const std::string &layout) {
   Totals totals = totalsOf(survey);
   std::string lacking = ", " + std::to_string(totals.lacking) + " not as '" + layout + "' says";
-  return countText(survey.rows.size(), "file") + ", " + countText(totals.configurations, "configuration") + " in " +
-         countText(survey.groups.size(), "group") + ", " + std::to_string(totals.odd) +
+  return host::report::countText(survey.rows.size(), "file") + ", " +
+         host::report::countText(totals.configurations, "configuration") + " in " +
+         host::report::countText(survey.groups.size(), "group") + ", " + std::to_string(totals.odd) +
          " unlike the most of their model, " + std::to_string(totals.troubled) + " with something wrong" +
          (layout.empty() ? "" : lacking);
 }
 
 std::string groupNumber(size_t group) {
-  return group == NO_GROUP ? "-" : std::to_string(group + 1);
+  return group == noGroup ? "-" : std::to_string(group + 1);
 }
 
 std::string joinedText(const std::vector<std::string> &texts, const char *separator) {
@@ -57,43 +59,43 @@ std::string joinedText(const std::vector<std::string> &texts, const char *separa
 
 // --- Tables ---
 
-bool sayGroups(const XYL_FRONT *front, const Survey &survey, bool isJudged) {
-  static constexpr TABLE_COLUMN columns[] = {{"group", 6, true, false},
-                                             {"files", 6, true, false},
-                                             {"controller", 30, false, false},
-                                             {"virtual disks", 200, false, false}};
-  static constexpr TABLE_COLUMN judgedColumns[] = {
+bool sayGroups(const client::Front *front, const Survey &survey, bool isJudged) {
+  static constexpr client::TableColumn columns[] = {{"group", 6, true, false},
+                                                    {"files", 6, true, false},
+                                                    {"controller", 30, false, false},
+                                                    {"virtual disks", 200, false, false}};
+  static constexpr client::TableColumn judgedColumns[] = {
       columns[0], columns[1], {"lacking", 7, true, false}, columns[2], columns[3]};
-  TABLE table = {columns, std::size(columns), {}, false};
+  client::Table table = {columns, std::size(columns), {}, false};
   if (isJudged) {
     table = {judgedColumns, std::size(judgedColumns), {}, false};
   }
   for (size_t i = 0; i < survey.groups.size(); ++i) {
-    addCell(&table, groupNumber(i).c_str());
-    addCell(&table, std::to_string(survey.groups[i].files.size()).c_str());
+    client::addCell(&table, groupNumber(i).c_str());
+    client::addCell(&table, std::to_string(survey.groups[i].files.size()).c_str());
     if (isJudged) {
-      addCell(&table, std::to_string(survey.groups[i].lacking).c_str());
+      client::addCell(&table, std::to_string(survey.groups[i].lacking).c_str());
     }
-    addCell(&table, survey.groups[i].model.c_str());
-    addCell(&table, survey.groups[i].virtualDisks.c_str());
+    client::addCell(&table, survey.groups[i].model.c_str());
+    client::addCell(&table, survey.groups[i].virtualDisks.c_str());
   }
-  return sayTable(front, &table);
+  return client::sayTable(front, &table);
 }
 
 // A text of any length.
-void sayLine(const XYL_FRONT *front, const std::string &text) {
-  say(front, "  ");
-  sayText(front, text.c_str());
-  say(front, "\n");
+void sayLine(const client::Front *front, const std::string &text) {
+  client::say(front, "  ");
+  client::sayText(front, text.c_str());
+  client::say(front, "\n");
 }
 
-void sayOdd(const XYL_FRONT *front, const Survey &survey) {
+void sayOdd(const client::Front *front, const Survey &survey) {
   for (size_t i = 0; i < survey.groups.size(); ++i) {
     const Group &group = survey.groups[i];
     if (group.usual == i) {
       continue;
     }
-    say(front, "\ngroup %a is not as group %a:\n", groupNumber(i).c_str(), groupNumber(group.usual).c_str());
+    client::say(front, "\ngroup %a is not as group %a:\n", groupNumber(i).c_str(), groupNumber(group.usual).c_str());
     for (const std::string &line : group.differences) {
       sayLine(front, line);
     }
@@ -103,106 +105,106 @@ void sayOdd(const XYL_FRONT *front, const Survey &survey) {
   }
 }
 
-void sayTroubles(const XYL_FRONT *front, const Survey &survey) {
+void sayTroubles(const client::Front *front, const Survey &survey) {
   bool isFirst = true;
   for (const Row &row : survey.rows) {
     if (!row.troubles.empty()) {
-      say(front, isFirst ? "\nsomething is wrong:\n" : "");
+      client::say(front, isFirst ? "\nsomething is wrong:\n" : "");
       sayLine(front, row.file + ": " + joinedText(row.troubles, "; "));
       isFirst = false;
     }
   }
 }
 
-void sayLacks(const XYL_FRONT *front, const Survey &survey, const std::string &layout) {
+void sayLacks(const client::Front *front, const Survey &survey, const std::string &layout) {
   bool isFirst = true;
   for (const Row &row : survey.rows) {
     if (!row.lacks.empty()) {
-      say(front, isFirst ? "\nnot as '%a' says:\n" : "", layout.c_str());
+      client::say(front, isFirst ? "\nnot as '%a' says:\n" : "", layout.c_str());
       sayLine(front, row.file + ": " + joinedText(row.lacks, "; "));
       isFirst = false;
     }
   }
 }
 
-void sayAll(const XYL_FRONT *front, const Survey &survey, const std::string &layout) {
+void sayAll(const client::Front *front, const Survey &survey, const std::string &layout) {
   if (!survey.groups.empty() && !sayGroups(front, survey, !layout.empty())) {
     throw std::bad_alloc();
   }
   sayLacks(front, survey, layout);
   sayOdd(front, survey);
   sayTroubles(front, survey);
-  say(front, "\n%a\n", totalWords(survey, layout).c_str());
+  client::say(front, "\n%a\n", totalWords(survey, layout).c_str());
 }
 
 // --- JSON ---
 
-void writeTexts(JSON *json, const char *name, const std::vector<std::string> &texts) {
-  jsonArray(json, name);
+void writeTexts(client::Json *json, const char *name, const std::vector<std::string> &texts) {
+  client::jsonArray(json, name);
   for (const std::string &text : texts) {
-    jsonText(json, nullptr, text.c_str());
+    client::jsonText(json, nullptr, text.c_str());
   }
-  jsonEnd(json);
+  client::jsonEnd(json);
 }
 
-void writeGroup(JSON *json, const Survey &survey, size_t number, bool isJudged) {
+void writeGroup(client::Json *json, const Survey &survey, size_t number, bool isJudged) {
   const Group &group = survey.groups[number];
-  jsonObject(json, nullptr);
-  jsonNumber(json, "group", number + 1);
-  jsonNumber(json, "count", group.files.size());
-  jsonText(json, "controller", group.model.c_str());
-  jsonNumber(json, "usual", group.usual + 1);
+  client::jsonObject(json, nullptr);
+  client::jsonNumber(json, "group", number + 1);
+  client::jsonNumber(json, "count", group.files.size());
+  client::jsonText(json, "controller", group.model.c_str());
+  client::jsonNumber(json, "usual", group.usual + 1);
   if (isJudged) {
-    jsonNumber(json, "lacking", group.lacking);
+    client::jsonNumber(json, "lacking", group.lacking);
   }
   writeTexts(json, "differences", group.differences);
-  jsonArray(json, "features");
+  client::jsonArray(json, "features");
   for (const auto &[line, count] : group.features) {
-    jsonObject(json, nullptr);
-    jsonText(json, "what", line.c_str());
-    jsonNumber(json, "count", count);
-    jsonEnd(json);
+    client::jsonObject(json, nullptr);
+    client::jsonText(json, "what", line.c_str());
+    client::jsonNumber(json, "count", count);
+    client::jsonEnd(json);
   }
-  jsonEnd(json);
-  jsonEnd(json);
+  client::jsonEnd(json);
+  client::jsonEnd(json);
 }
 
-void writeRow(JSON *json, const Row &row) {
-  jsonObject(json, nullptr);
-  jsonText(json, "file", row.file.c_str());
-  row.group == NO_GROUP ? jsonNull(json, "group") : jsonNumber(json, "group", row.group + 1);
+void writeRow(client::Json *json, const Row &row) {
+  client::jsonObject(json, nullptr);
+  client::jsonText(json, "file", row.file.c_str());
+  row.group == noGroup ? client::jsonNull(json, "group") : client::jsonNumber(json, "group", row.group + 1);
   if (!row.serial.empty()) {
-    jsonText(json, "serial", row.serial.c_str());
+    client::jsonText(json, "serial", row.serial.c_str());
   }
   writeTexts(json, "wrong", row.troubles);
   if (row.isJudged) {
     writeTexts(json, "lacks", row.lacks);
   }
-  jsonEnd(json);
+  client::jsonEnd(json);
 }
 
-void writeJson(const XYL_FRONT *front, const Survey &survey, bool isJudged) {
-  JSON json = {};
-  json.Front = front;
-  jsonObject(&json, nullptr);
-  jsonArray(&json, "groups");
+void writeJson(const client::Front *front, const Survey &survey, bool isJudged) {
+  client::Json json = {};
+  json.front = front;
+  client::jsonObject(&json, nullptr);
+  client::jsonArray(&json, "groups");
   for (size_t i = 0; i < survey.groups.size(); ++i) {
     writeGroup(&json, survey, i, isJudged);
   }
-  jsonEnd(&json);
-  jsonArray(&json, "files");
+  client::jsonEnd(&json);
+  client::jsonArray(&json, "files");
   for (const Row &row : survey.rows) {
     writeRow(&json, row);
   }
-  jsonEnd(&json);
-  jsonEnd(&json);
+  client::jsonEnd(&json);
+  client::jsonEnd(&json);
 }
 
 // --- The page ---
 
 std::string escaped(const std::string &text) {
   std::string markup;
-  put(markup, "%", {text});
+  host::report::put(markup, "%", {text});
   return markup;
 }
 
@@ -212,14 +214,14 @@ void putGroups(std::string &page, const Survey &survey, const std::string &layou
   if (!layout.empty()) {
     columns.push_back(lacking);
   }
-  HtmlTable table(page, "Groups of equal configurations", columns);
+  host::report::HtmlTable table(page, "Groups of equal configurations", columns);
   for (size_t i = 0; i < survey.groups.size(); ++i) {
     const Group &group = survey.groups[i];
     table.row("g" + groupNumber(i));
     table.text(groupNumber(i));
     table.text(std::to_string(group.files.size()));
     table.text(group.model);
-    table.text(orDash(joinedText(group.differences, "; ")));
+    table.text(host::report::orDash(joinedText(group.differences, "; ")));
     if (!layout.empty()) {
       table.text(std::to_string(group.lacking));
     }
@@ -227,9 +229,9 @@ void putGroups(std::string &page, const Survey &survey, const std::string &layou
 }
 
 // What is wrong comes first, then what is not as it should be, then what is unlike others.
-constexpr int WEIGHTS = 4;
+constexpr int weights = 4;
 int weightOf(const Survey &survey, const Row &row) {
-  bool isOdd = row.group != NO_GROUP && survey.groups[row.group].usual != row.group;
+  bool isOdd = row.group != noGroup && survey.groups[row.group].usual != row.group;
   return !row.troubles.empty() ? 0 : !row.lacks.empty() ? 1 : isOdd ? 2 : 3;
 }
 
@@ -251,22 +253,22 @@ void putRows(std::string &page, const Survey &survey, const std::string &reports
   if (!layout.empty()) {
     columns.push_back(lacking);
   }
-  HtmlTable table(page, "Files; what is wrong comes first", columns);
-  for (int weight = 0; weight < WEIGHTS; ++weight) {
+  host::report::HtmlTable table(page, "Files; what is wrong comes first", columns);
+  for (int weight = 0; weight < weights; ++weight) {
     for (const Row &row : survey.rows) {
       if (weightOf(survey, row) != weight) {
         continue;
       }
       std::string link;
-      if (row.group != NO_GROUP && !reports.empty()) {
-        put(link, R"(<a href="%">%</a>)", {urlOf(reports + "/" + reportName(row)), row.file});
+      if (row.group != noGroup && !reports.empty()) {
+        host::report::put(link, R"(<a href="%">%</a>)", {urlOf(reports + "/" + reportName(row)), row.file});
       }
       table.row();
       table.cell(link.empty() ? escaped(row.file) : link);
       table.text(groupNumber(row.group));
-      table.text(orDash(joinedText(row.troubles, "; ")));
+      table.text(host::report::orDash(joinedText(row.troubles, "; ")));
       if (!layout.empty()) {
-        table.text(orDash(joinedText(row.lacks, "; ")));
+        table.text(host::report::orDash(joinedText(row.lacks, "; ")));
       }
     }
   }
@@ -276,12 +278,12 @@ std::string pageOf(const Survey &survey, const std::string &folder, const std::s
                    const std::string &layout) {
   std::string page;
   std::string title = "RAID configurations in " + folder;
-  putPageHead(page, title);
-  put(page, "<header class=\"wrap\">\n<h1>%</h1>\n", {title});
-  put(page, "<p class=\"note\">%.</p>\n</header>\n<main class=\"wrap\">\n", {totalWords(survey, layout)});
+  host::report::putPageHead(page, title);
+  host::report::put(page, "<header class=\"wrap\">\n<h1>%</h1>\n", {title});
+  host::report::put(page, "<p class=\"note\">%.</p>\n</header>\n<main class=\"wrap\">\n", {totalWords(survey, layout)});
   putGroups(page, survey, layout);
   putRows(page, survey, reports, layout);
-  put(page, "</main>\n</body>\n</html>\n");
+  host::report::put(page, "</main>\n</body>\n</html>\n");
   return page;
 }
 
@@ -294,14 +296,14 @@ std::string linkTo(const std::filesystem::path &reports, const CHAR8 *page) {
   return reports.empty() ? "" : fs::weakly_canonical(fs::absolute(reports)).lexically_proximate(from).string();
 }
 
-constexpr UINTN PAGE_ROOM = 64 << 10;
+constexpr UINTN pageRoom = 64 << 10;
 
 // Closes an output that was not written.
 struct OutputHolder {
-  const XYL_CONTEXT &context;
-  OUTPUT *output;
+  const client::Context &context;
+  client::Output *output;
 
-  ~OutputHolder() { dropOutput(context, output); }
+  ~OutputHolder() { client::dropOutput(context, output); }
 };
 
 // A layout is for servers that are not alike.
@@ -311,33 +313,34 @@ bool isAllWell(const Survey &survey, bool isJudged) {
 }
 
 // Reads the layout of --layout, if there is one.
-XYL_RESULT readWanted(const XYL_CONTEXT &context, const CHAR8 *file, ensure::Layout *layout) {
-  HOST_DOCUMENT document;
-  XYL_RESULT result = file != nullptr ? readDocument(context, file, &document.text) : succeeded();
-  return file == nullptr || isFailure(result) ? result : ensure::readLayout(context, file, document.text.Text, layout);
+client::Result readWanted(const client::Context &context, const CHAR8 *file, client::ensure::Layout *layout) {
+  HostDocument document;
+  client::Result result = file != nullptr ? client::readDocument(context, file, &document.text) : client::succeeded();
+  return file == nullptr || client::isFailure(result)
+             ? result
+             : client::ensure::readLayout(context, file, document.text.text, layout);
 }
 
 } // namespace
-} // namespace fleet
 
-XYL_RESULT runFleet(const XYL_CONTEXT &context) {
-  const CHAR8 *folder = context.Request->Operands[0];
-  const CHAR8 *file = context.Request->Options[XYL_OPTION_OUTPUT];
-  const CHAR8 *reports = context.Request->Options[XYL_OPTION_REPORTS];
-  bool isPrinted = file != nullptr && isStandardOutput(file);
-  if (isPrinted && hasOption(context, XYL_OPTION_JSON)) {
-    complain(context.Front, "the standard output takes the page or --json, not both");
-    return wrongUsage();
+client::Result runFleet(const client::Context &context) {
+  const CHAR8 *folder = context.request->operands[0];
+  const CHAR8 *file = context.request->options[client::optionOutput];
+  const CHAR8 *reports = context.request->options[client::optionReports];
+  bool isPrinted = file != nullptr && client::isStandardOutput(file);
+  if (isPrinted && client::hasOption(context, client::optionJson)) {
+    client::complain(context.front, "the standard output takes the page or --json, not both");
+    return client::wrongUsage();
   }
-  const CHAR8 *layoutFile = context.Request->Options[XYL_OPTION_LAYOUT];
-  ensure::Layout layout;
-  XYL_RESULT result = fleet::readWanted(context, layoutFile, &layout);
-  if (isFailure(result)) {
+  const CHAR8 *layoutFile = context.request->options[client::optionLayout];
+  client::ensure::Layout layout;
+  client::Result result = fleet::readWanted(context, layoutFile, &layout);
+  if (client::isFailure(result)) {
     return result;
   }
-  OUTPUT output = {};
-  result = openOutput(context, file, fleet::PAGE_ROOM, &output);
-  if (isFailure(result)) {
+  client::Output output = {};
+  result = client::openOutput(context, file, fleet::pageRoom, &output);
+  if (client::isFailure(result)) {
     return result;
   }
   fleet::OutputHolder holder{context, &output};
@@ -345,20 +348,22 @@ XYL_RESULT runFleet(const XYL_CONTEXT &context) {
   std::string layoutName = layoutFile != nullptr ? layoutFile : "";
   fleet::Survey survey = fleet::surveyFolder(context, folder, reportsFolder, layoutFile != nullptr ? &layout : nullptr);
   if (survey.rows.empty()) {
-    complain(context.Front, "'%a' holds no .xml and no .json file", folder);
-    return notFound();
+    client::complain(context.front, "'%a' holds no .xml and no .json file", folder);
+    return client::notFound();
   }
   if (file != nullptr) {
     std::string page = fleet::pageOf(survey, folder, fleet::linkTo(reportsFolder, file), layoutName);
-    result = writeOutput(context, &output, page.c_str(), page.size(), /* before= */ "");
+    result = client::writeOutput(context, &output, page.c_str(), page.size(), /* before= */ "");
   }
-  if (isFailure(result)) {
+  if (client::isFailure(result)) {
     return result;
   }
-  if (hasOption(context, XYL_OPTION_JSON)) {
-    fleet::writeJson(context.Front, survey, layoutFile != nullptr);
+  if (client::hasOption(context, client::optionJson)) {
+    fleet::writeJson(context.front, survey, layoutFile != nullptr);
   } else if (!isPrinted) {
-    fleet::sayAll(context.Front, survey, layoutName);
+    fleet::sayAll(context.front, survey, layoutName);
   }
-  return fleet::isAllWell(survey, layoutFile != nullptr) ? succeeded() : different();
+  return fleet::isAllWell(survey, layoutFile != nullptr) ? client::succeeded() : client::different();
 }
+
+} // namespace xyl::host::fleet

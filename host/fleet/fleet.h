@@ -3,5 +3,9 @@
 
 #include "client/command_line/command_line.h"
 
-// The command. The platform of the host program must be up. Throws CLIENT_ERROR and USAGE_ERROR.
-XYL_RESULT runFleet(const XYL_CONTEXT &context);
+namespace xyl::host::fleet {
+
+// The command. The platform of the host program must be up. Throws ClientError and UsageError.
+client::Result runFleet(const client::Context &context);
+
+} // namespace xyl::host::fleet

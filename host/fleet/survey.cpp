@@ -14,7 +14,7 @@
 #include "host/common/json.h"
 #include "host/report/report.h"
 
-namespace fleet {
+namespace xyl::host::fleet {
 
 namespace fs = std::filesystem;
 
@@ -22,8 +22,8 @@ namespace {
 
 using Json = nlohmann::json;
 
-void keepText(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
-  static_cast<std::string *>(front->Context)->append(text, length);
+void keepText(const client::Front *front, const CHAR8 *text, UINTN length) {
+  static_cast<std::string *>(front->context)->append(text, length);
 }
 
 // What was complained of, without the program's name.
@@ -39,7 +39,7 @@ struct Configuration {
   Configuration() = default;
   Configuration(const Configuration &) = delete;
   Configuration &operator=(const Configuration &) = delete;
-  ~Configuration() { releaseConfig(records); }
+  ~Configuration() { driver::releaseConfig(records); }
 };
 
 // The lines of a table without their columns.
@@ -60,12 +60,13 @@ std::vector<std::string> linesOf(const std::string &printed) {
 
 class Surveyor {
 public:
-  Surveyor(const XYL_CONTEXT &context, const fs::path &folder, const fs::path &reports, const ensure::Layout *layout)
+  Surveyor(const client::Context &context, const fs::path &folder, const fs::path &reports,
+           const client::ensure::Layout *layout)
       : folder_(folder), reports_(reports), layout_(layout),
-        replaces_(hasOption(context, XYL_OPTION_FORCE) ? FILE_REPLACES_OLD : FILE_REPLACES_NONE),
-        front_(*context.Front), context_{&front_, context.Request} {
-    front_.Context = &complaint_;
-    front_.WriteError = keepText;
+        replaces_(client::hasOption(context, client::optionForce) ? FileReplaces::old : FileReplaces::none),
+        front_(*context.front), context_{&front_, context.request} {
+    front_.context = &complaint_;
+    front_.writeError = keepText;
   }
 
   Survey run() {
@@ -101,7 +102,7 @@ private:
       error = std::make_error_code(std::errc::permission_denied);
     }
     if (error) {
-      throw CLIENT_ERROR(statusFromErrno(error.value()), "cannot read '" + folder_.string() + "': " + error.message());
+      throw ClientError(statusFromErrno(error.value()), "cannot read '" + folder_.string() + "': " + error.message());
     }
     return names;
   }
@@ -109,25 +110,25 @@ private:
   std::string pathOf(const Row &row) const { return (folder_ / row.file).string(); }
 
   void readConfiguration(Row *row) {
-    HOST_DOCUMENT document;
+    HostDocument document;
     complaint_.clear();
-    XYL_RESULT result = readDocument(context_, pathOf(*row).c_str(), &document.text);
-    if (!isFailure(result)) {
-      result = parseTree(context_, "it", document.text.Text, &document.root);
+    client::Result result = client::readDocument(context_, pathOf(*row).c_str(), &document.text);
+    if (!client::isFailure(result)) {
+      result = client::parseTree(context_, "it", document.text.text, &document.root);
     }
-    if (isFailure(result)) {
+    if (client::isFailure(result)) {
       row->troubles.push_back(complaintOf(complaint_));
       return;
     }
-    if (adapterOf(document.root) == nullptr) {
+    if (client::adapterOf(document.root) == nullptr) {
       row->troubles.push_back("it has no adapter, so it is no configuration document");
       return;
     }
-    REPORT_MODEL model = readModel(document.root);
+    host::report::Model model = host::report::readModel(document.root);
     row->troubles = troublesOf(model);
     row->group = groupOf(model, row->file);
     if (layout_ != nullptr) {
-      judge(row, document.text.Text);
+      judge(row, document.text.text);
     }
     if (!reports_.empty()) {
       writeReport(*row, document.root);
@@ -138,19 +139,19 @@ private:
   void judge(Row *row, const CHAR8 *text) {
     Configuration configuration;
     complaint_.clear();
-    if (isFailure(::readConfiguration(context_, "it", text, &configuration.records))) {
+    if (client::isFailure(xyl::client::readConfiguration(context_, "it", text, &configuration.records))) {
       row->troubles.push_back(complaintOf(complaint_));
       return;
     }
-    ensure::Judgement judgement;
-    if (EFI_ERROR(ensure::judge(*configuration.records, /* isOnDisks= */ false, *layout_, &judgement))) {
+    client::ensure::Judgement judgement;
+    if (EFI_ERROR(client::ensure::judge(*configuration.records, /* isOnDisks= */ false, *layout_, &judgement))) {
       throw std::bad_alloc();
     }
     std::string printed;
-    XYL_FRONT front = front_;
-    front.Context = &printed;
-    front.WriteOut = keepText;
-    ensure::sayJudgement(&front, *configuration.records, judgement, ensure::Lines::open);
+    client::Front front = front_;
+    front.context = &printed;
+    front.writeOut = keepText;
+    client::ensure::sayJudgement(&front, *configuration.records, judgement, client::ensure::Lines::open);
     row->lacks = linesOf(printed);
     row->isJudged = true;
   }
@@ -158,12 +159,12 @@ private:
   void writeReport(const Row &row, const XML_NODE *root) const {
     fs::path name = reports_ / reportName(row);
     fs::create_directories(name.parent_path());
-    EFI_STATUS status = writeHostFile(name.string(), reportPage(root, row.file), replaces_);
+    EFI_STATUS status = writeHostFile(name.string(), host::report::reportPage(root, row.file), replaces_);
     if (status == EFI_ALREADY_STARTED) {
-      throw CLIENT_ERROR(status, "'" + name.string() + "' exists; --force replaces it");
+      throw ClientError(status, "'" + name.string() + "' exists; --force replaces it");
     }
     if (EFI_ERROR(status)) {
-      throw CLIENT_ERROR(status, "cannot write '" + name.string() + "': " + statusWords(status));
+      throw ClientError(status, "cannot write '" + name.string() + "': " + client::statusWords(status));
     }
   }
 
@@ -173,7 +174,7 @@ private:
     EFI_STATUS status = readHostFile(pathOf(*row), &text);
     Json result = readJson(text);
     if (EFI_ERROR(status) || !result.is_object() || !result.contains("state") || !result["state"].is_string()) {
-      row->troubles.push_back(EFI_ERROR(status) ? statusWords(status) : "it is no result of a boot medium");
+      row->troubles.push_back(EFI_ERROR(status) ? client::statusWords(status) : "it is no result of a boot medium");
       return;
     }
     Json machine = result.value("machine", Json::object());
@@ -191,15 +192,16 @@ private:
   }
 
   // The group of the configuration, which may be a new one.
-  size_t groupOf(const REPORT_MODEL &model, const std::string &file) {
+  size_t groupOf(const host::report::Model &model, const std::string &file) {
     Features features = featuresOf(model);
     auto [place, isNew] = groupByFeatures_.emplace(features, survey_.groups.size());
     if (isNew) {
       std::string levels;
-      for (const REPORT_VIRTUAL_DISK &each : model.virtualDisks) {
-        levels += (levels.empty() ? "" : ", ") + fieldOf(each.node, "RAIDLevel");
+      for (const host::report::VirtualDisk &each : model.virtualDisks) {
+        levels += (levels.empty() ? "" : ", ") + host::report::fieldOf(each.node, "RAIDLevel");
       }
-      survey_.groups.push_back({fieldOf(model.adapter, "Name"), std::move(features), levels, {}, 0, {}, 0});
+      survey_.groups.push_back(
+          {host::report::fieldOf(model.adapter, "Name"), std::move(features), levels, {}, 0, {}, 0});
     }
     survey_.groups[place->second].files.push_back(file);
     return place->second;
@@ -222,7 +224,7 @@ private:
     }
     survey_.groups = std::move(sorted);
     for (Row &row : survey_.rows) {
-      row.group = row.group == NO_GROUP ? NO_GROUP : places[row.group];
+      row.group = row.group == noGroup ? noGroup : places[row.group];
       if (!row.lacks.empty()) {
         ++survey_.groups[row.group].lacking;
       }
@@ -240,20 +242,20 @@ private:
 
   fs::path folder_;
   fs::path reports_;
-  const ensure::Layout *layout_;
-  FILE_REPLACES replaces_;
+  const client::ensure::Layout *layout_;
+  FileReplaces replaces_;
   std::string complaint_;
-  XYL_FRONT front_;
-  XYL_CONTEXT context_;
+  client::Front front_;
+  client::Context context_;
   Survey survey_;
   std::map<Features, size_t> groupByFeatures_;
 };
 
 } // namespace
 
-Survey surveyFolder(const XYL_CONTEXT &context, const fs::path &folder, const fs::path &reports,
-                    const ensure::Layout *layout) {
+Survey surveyFolder(const client::Context &context, const fs::path &folder, const fs::path &reports,
+                    const client::ensure::Layout *layout) {
   return Surveyor(context, folder, reports, layout).run();
 }
 
-} // namespace fleet
+} // namespace xyl::host::fleet

@@ -6,15 +6,15 @@
 #include "client/ensure/layout.h"
 #include "host/fleet/features.h"
 
-namespace fleet {
+namespace xyl::host::fleet {
 
-inline constexpr size_t NO_GROUP = SIZE_MAX; // of a file that is no configuration, or could not be read
+inline constexpr size_t noGroup = SIZE_MAX; // of a file that is no configuration, or could not be read
 
 // A file of the folder.
 struct Row {
   std::string file;   // below the folder
   std::string serial; // of the machine, where a result tells it
-  size_t group = NO_GROUP;
+  size_t group = noGroup;
   std::vector<std::string> troubles; // what wants attention; of a file that cannot be read, why
   bool isJudged = false;             // by the layout
   std::vector<std::string> lacks;    // what is not as that says
@@ -38,13 +38,13 @@ struct Survey {
 
 // Reads the folder and those in it; what cannot be read is a row. With reports, a folder, a page about each
 // configuration is written into it, which replaces a file only with --force. With a layout, or null, each is judged by
-// it. Throws CLIENT_ERROR when the folder cannot be read or a page not be written.
-Survey surveyFolder(const XYL_CONTEXT &context, const std::filesystem::path &folder,
-                    const std::filesystem::path &reports, const ensure::Layout *layout);
+// it. Throws ClientError when the folder cannot be read or a page not be written.
+Survey surveyFolder(const client::Context &context, const std::filesystem::path &folder,
+                    const std::filesystem::path &reports, const client::ensure::Layout *layout);
 
 // The page about a row, below the folder of reports.
 inline std::string reportName(const Row &row) {
   return row.file + ".html";
 }
 
-} // namespace fleet
+} // namespace xyl::host::fleet

@@ -10,7 +10,8 @@
 #include "client/output/output.h"
 #include "host/common/common.h"
 
-namespace layouts {
+namespace xyl::host::layouts {
+
 namespace {
 
 using Json = nlohmann::json;
@@ -276,28 +277,28 @@ Translation translateTargetConfig(const std::string &text) {
   return Translator().run(text);
 }
 
-XYL_RESULT translateLayout(const XYL_FRONT *front, const CHAR8 *file, CHAR8 **document) {
-  return guarded(*front, [&]() -> XYL_RESULT {
+client::Result translateLayout(const client::Front *front, const CHAR8 *file, CHAR8 **document) {
+  return guarded(*front, [&]() -> client::Result {
     std::string text;
     EFI_STATUS status = readHostFile(file, &text);
     if (EFI_ERROR(status)) {
-      complain(front, "cannot read '%a': %a", file, statusWords(status));
-      return status == EFI_NOT_FOUND ? notFound() : failed(status);
+      client::complain(front, "cannot read '%a': %a", file, client::statusWords(status));
+      return status == EFI_NOT_FOUND ? client::notFound() : client::failed(status);
     }
     Translation translation = translateTargetConfig(text);
     for (const std::string &line : translation.mistakes) {
-      complain(front, "'%a': %a", file, line.c_str());
+      client::complain(front, "'%a': %a", file, line.c_str());
     }
     if (!translation.mistakes.empty()) {
-      return failed(EFI_INVALID_PARAMETER, XYL_REASON_DOCUMENT);
+      return client::failed(EFI_INVALID_PARAMETER, client::Reason::document);
     }
     *document = static_cast<CHAR8 *>(poolAllocate(translation.document.size() + 1));
     if (*document == nullptr) {
-      return failed(EFI_OUT_OF_RESOURCES);
+      return client::failed(EFI_OUT_OF_RESOURCES);
     }
     std::memcpy(*document, translation.document.c_str(), translation.document.size() + 1);
-    return succeeded();
+    return client::succeeded();
   });
 }
 
-} // namespace layouts
+} // namespace xyl::host::layouts

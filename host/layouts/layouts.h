@@ -6,7 +6,7 @@
 
 #include "client/client.h"
 
-namespace layouts {
+namespace xyl::host::layouts {
 
 // A layout document, or why there is none.
 struct Translation {
@@ -18,7 +18,7 @@ struct Translation {
 // nobody knows is a mistake, so nothing is left out.
 Translation translateTargetConfig(const std::string &text);
 
-// As XYL_FRONT has it: of a file with such a text.
-XYL_RESULT translateLayout(const XYL_FRONT *front, const CHAR8 *file, CHAR8 **document);
+// As Front has it: of a file with such a text.
+client::Result translateLayout(const client::Front *front, const CHAR8 *file, CHAR8 **document);
 
-} // namespace layouts
+} // namespace xyl::host::layouts

@@ -3,46 +3,52 @@
 #include "client/jobs/jobs.h"
 #include "host/common/common.h"
 
-static void showJobs(const XYL_FRONT &front, const JOB_FILE &jobs) {
+namespace xyl::host {
+
+static void showJobs(const client::Front &front, const client::JobFile &jobs) {
   UINT32 limit = 0;
-  for (UINT32 i = 0; i < jobs.Lines.count; ++i) {
-    const JOB_LINE &line = jobs.Lines.items[i];
-    if (line.Limit != limit) {
-      say(&front, line.Limit != 0 ? "Each line may take %d minutes.\n" : "Lines may take any time.\n", line.Limit);
-      limit = line.Limit;
+  for (UINT32 i = 0; i < jobs.lines.count; ++i) {
+    const client::JobLine &line = jobs.lines.items[i];
+    if (line.limit != limit) {
+      client::say(&front, line.limit != 0 ? "Each line may take %d minutes.\n" : "Lines may take any time.\n",
+                  line.limit);
+      limit = line.limit;
     }
-    say(&front, "%4d  %-10a  %a\n", line.Number, g_jobConditions[line.Condition], textOf(line.Text));
+    client::say(&front, "%4d  %-10a  %a\n", line.number, client::g_jobConditions[line.condition],
+                client::textOf(line.text));
   }
-  const JOB_LINE *others[] = {&jobs.Source, &jobs.Result};
-  for (const JOB_LINE *line : others) {
-    if (line->WordCount != 0) {
-      say(&front, "%4d  %-10a  %a\n", line->Number,
-          line == &jobs.Source ? "before all:" : "after all:", textOf(line->Text));
+  const client::JobLine *others[] = {&jobs.source, &jobs.result};
+  for (const client::JobLine *line : others) {
+    if (line->wordCount != 0) {
+      client::say(&front, "%4d  %-10a  %a\n", line->number,
+                  line == &jobs.source ? "before all:" : "after all:", client::textOf(line->text));
     }
   }
-  if (jobs.IsSecure) {
-    say(&front, "Wants the server's certificate in %a.\n", jobs::certificateFile);
+  if (jobs.isSecure) {
+    client::say(&front, "Wants the server's certificate in %a.\n", client::jobs::certificateFile);
   }
-  if (jobs.Again) {
-    say(&front, "Runs at every boot.\n");
+  if (jobs.again) {
+    client::say(&front, "Runs at every boot.\n");
   }
 }
 
-XYL_RESULT runJobs(const XYL_CONTEXT &context) {
-  const XYL_FRONT &front = *context.Front;
-  const XYL_REQUEST &request = *context.Request;
+client::Result runJobs(const client::Context &context) {
+  const client::Front &front = *context.front;
+  const client::Request &request = *context.request;
   std::string content;
-  EFI_STATUS status = readHostFile(request.Operands[0], &content);
+  EFI_STATUS status = readHostFile(request.operands[0], &content);
   if (EFI_ERROR(status)) {
-    complain(&front, "cannot read '%a': %a", request.Operands[0], statusWords(status));
-    return status == EFI_NOT_FOUND ? notFound() : failed(status);
+    client::complain(&front, "cannot read '%a': %a", request.operands[0], client::statusWords(status));
+    return status == EFI_NOT_FOUND ? client::notFound() : client::failed(status);
   }
-  static constexpr JOB_NAME rows[] = {{"SERIAL", nullptr}, {"UUID", nullptr}}; // the machine will know
-  JOB_FILE jobs;
-  XYL_RESULT result = readJobs(&front, content.data(), content.size(), {rows, 2}, &jobs);
-  if (!isFailure(result)) {
+  static constexpr client::JobName rows[] = {{"SERIAL", nullptr}, {"UUID", nullptr}}; // the machine will know
+  client::JobFile jobs;
+  client::Result result = client::readJobs(&front, content.data(), content.size(), {rows, 2}, &jobs);
+  if (!client::isFailure(result)) {
     showJobs(front, jobs);
   }
-  freeJobs(&jobs);
+  client::freeJobs(&jobs);
   return result;
 }
+
+} // namespace xyl::host

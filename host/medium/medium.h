@@ -4,5 +4,9 @@
 #include "client/command_line/command_line.h"
 #include "host/medium/unpack.h"
 
-// jobs. Throws CLIENT_ERROR.
-XYL_RESULT runJobs(const XYL_CONTEXT &context);
+namespace xyl::host {
+
+// jobs. Throws ClientError.
+client::Result runJobs(const client::Context &context);
+
+} // namespace xyl::host

@@ -9,18 +9,20 @@
 #include "client/transcript/transcript.h"
 #include "host/common/common.h"
 
+namespace xyl::host {
+
 namespace fs = std::filesystem;
 
 // A file as it stands in a log.
-struct LOGGED_FILE {
+struct LoggedFile {
   std::string content;
   bool isWhole = false;
 };
 
 // What a log has between its marks.
-struct LOGGED {
-  std::map<std::string, LOGGED_FILE> files; // by name; of several with one name the last counts
-  int nameless = 0;                         // files whose first mark is not there
+struct Logged {
+  std::map<std::string, LoggedFile> files; // by name; of several with one name the last counts
+  int nameless = 0;                        // files whose first mark is not there
 };
 
 // The plain letters of a log that a program kept as UTF-16; quoted-printable has no others.
@@ -85,9 +87,9 @@ static bool isWhole(const std::string &content, const std::string &end) {
 }
 
 // Reads a log line by line.
-struct LOG_READER {
-  LOGGED logged;
-  LOGGED_FILE *open = nullptr;
+struct LogReader {
+  Logged logged;
+  LoggedFile *open = nullptr;
   std::string name;
   bool isInName = false; // the next line goes on with it
 
@@ -114,11 +116,11 @@ struct LOG_READER {
   }
   void read(const std::string &line) {
     std::string rest;
-    if (isMarked(line, TRANSCRIPT_FILE, &rest)) {
+    if (isMarked(line, client::transcriptFile, &rest)) {
       open = nullptr;
       name = "";
       readName(rest);
-    } else if (isMarked(line, TRANSCRIPT_END, &rest)) {
+    } else if (isMarked(line, client::transcriptEnd, &rest)) {
       end(rest);
     } else if (isInName) {
       readName(line);
@@ -128,8 +130,8 @@ struct LOG_READER {
   }
 };
 
-static LOGGED filesOf(const std::string &log) {
-  LOG_READER reader;
+static Logged filesOf(const std::string &log) {
+  LogReader reader;
   std::istringstream lines(plainText(narrowText(log)));
   for (std::string line; std::getline(lines, line);) {
     reader.read(line);
@@ -148,69 +150,73 @@ static fs::path pathOf(std::string name) {
   return isBelow && name.find('\0') == std::string::npos ? path : fs::path();
 }
 
-static void writeFile(const fs::path &path, const std::string &content, FILE_REPLACES replaces) {
+static void writeFile(const fs::path &path, const std::string &content, FileReplaces replaces) {
   std::error_code error;
   fs::create_directories(path.parent_path(), error);
   EFI_STATUS status = writeHostFile(path.string(), content, replaces);
   if (status == EFI_ALREADY_STARTED) {
-    throw CLIENT_ERROR(status,
-                       "'" + path.string() + "' exists; unpack into another folder, or overwrite it with --force");
+    throw ClientError(status,
+                      "'" + path.string() + "' exists; unpack into another folder, or overwrite it with --force");
   }
   if (EFI_ERROR(status)) {
-    throw CLIENT_ERROR(status, "cannot write '" + path.string() + "': " + statusWords(status));
+    throw ClientError(status, "cannot write '" + path.string() + "': " + client::statusWords(status));
   }
 }
 
 // Writes one file; what is in its way is told.
-static EFI_STATUS tryFile(const XYL_FRONT &front, const fs::path &path, const std::string &content,
-                          FILE_REPLACES replaces) {
+static EFI_STATUS tryFile(const client::Front &front, const fs::path &path, const std::string &content,
+                          FileReplaces replaces) {
   try {
     writeFile(path, content, replaces);
-  } catch (const CLIENT_ERROR &error) {
-    complain(&front, "%a", error.what());
+  } catch (const ClientError &error) {
+    client::complain(&front, "%a", error.what());
     return error.status;
   }
-  say(&front, "%10lu  %a\n", UINT64{content.size()}, path.c_str());
+  client::say(&front, "%10lu  %a\n", UINT64{content.size()}, path.c_str());
   return EFI_SUCCESS;
 }
 
 // Tells what came, but not as it was.
-static void tellDamage(const XYL_FRONT &front, const LOGGED &logged, const std::string &damaged) {
+static void tellDamage(const client::Front &front, const Logged &logged, const std::string &damaged) {
   if (!damaged.empty()) {
-    complain(&front, "these came cut or changed, and were left out: %a", damaged.c_str());
+    client::complain(&front, "these came cut or changed, and were left out: %a", damaged.c_str());
   }
   if (logged.nameless != 0) {
-    complain(&front, "files without the line that names them were left out: %d", logged.nameless);
+    client::complain(&front, "files without the line that names them were left out: %d", logged.nameless);
   }
 }
 
-XYL_RESULT runUnpack(const XYL_CONTEXT &context) {
-  const XYL_FRONT &front = *context.Front;
-  const XYL_REQUEST &request = *context.Request;
-  const CHAR8 *log = request.Operands[0];
+client::Result runUnpack(const client::Context &context) {
+  const client::Front &front = *context.front;
+  const client::Request &request = *context.request;
+  const CHAR8 *log = request.operands[0];
   std::string content;
   EFI_STATUS status = readHostFile(log, &content);
   if (EFI_ERROR(status)) {
-    complain(&front, "cannot read '%a': %a", log, statusWords(status));
-    return status == EFI_NOT_FOUND ? notFound() : failed(status);
+    client::complain(&front, "cannot read '%a': %a", log, client::statusWords(status));
+    return status == EFI_NOT_FOUND ? client::notFound() : client::failed(status);
   }
-  FILE_REPLACES replaces = request.Options[XYL_OPTION_FORCE] != nullptr ? FILE_REPLACES_OLD : FILE_REPLACES_NONE;
+  FileReplaces replaces = request.options[client::optionForce] != nullptr ? FileReplaces::old : FileReplaces::none;
   std::string damaged;
-  LOGGED logged = filesOf(content);
+  Logged logged = filesOf(content);
   for (const auto &[name, file] : logged.files) {
     fs::path path = pathOf(name);
     if (!file.isWhole || path.empty()) {
       damaged += (damaged.empty() ? "" : ", ") + (path.empty() ? "'" + name + "', no name for a file here" : name);
     } else {
-      EFI_STATUS written = tryFile(front, fs::path(request.Operands[1]) / path, file.content, replaces);
+      EFI_STATUS written = tryFile(front, fs::path(request.operands[1]) / path, file.content, replaces);
       status = EFI_ERROR(written) ? written : status;
     }
   }
   tellDamage(front, logged, damaged);
   if (logged.files.empty() && logged.nameless == 0) {
-    complain(&front, "there are no results in '%a'", log);
-    return notFound();
+    client::complain(&front, "there are no results in '%a'", log);
+    return client::notFound();
   }
   bool isWhole = damaged.empty() && logged.nameless == 0;
-  return EFI_ERROR(status) ? failed(status) : isWhole ? succeeded() : failed(EFI_VOLUME_CORRUPTED);
+  return EFI_ERROR(status) ? client::failed(status)
+         : isWhole         ? client::succeeded()
+                           : client::failed(EFI_VOLUME_CORRUPTED);
 }
+
+} // namespace xyl::host

@@ -3,5 +3,9 @@
 
 #include "client/command_line/command_line.h"
 
-// The command. Throws CLIENT_ERROR.
-XYL_RESULT runUnpack(const XYL_CONTEXT &context);
+namespace xyl::host {
+
+// The command. Throws ClientError.
+client::Result runUnpack(const client::Context &context);
+
+} // namespace xyl::host

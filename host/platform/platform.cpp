@@ -10,6 +10,8 @@
 #include "providers/sim_controller/sim_controller.h"
 #include "providers/xml_service/xml_service.h"
 
+namespace xyl::host {
+
 // Nobody sees a log that was not asked for, and its lines are many.
 static std::u16string logOptions(const std::string &level) {
   if (level.empty()) {
@@ -44,13 +46,13 @@ static EFI_STATUS EFIAPI getNextMonotonicCount(UINT64 *count) {
   return EFI_SUCCESS;
 }
 
-Platform::Platform(const PLATFORM_OPTIONS &options)
+Platform::Platform(const PlatformOptions &options)
     : options_(options), steps_(firmware_.bootServices(), options.onStep) {
   firmware_.bootServices()->GetNextMonotonicCount = getNextMonotonicCount;
   firmware_.systemTable()->RuntimeServices->GetTime = getTime;
   setSystemTable(firmware_.systemTable());
   loadLog();
-  load(XmlServiceEntry, "the XML service");
+  load(xml_service::XmlServiceEntry, "the XML service");
   if (!options_.controllerFile.empty()) {
     loadController();
   } else if (!options_.preset.empty()) {
@@ -60,13 +62,13 @@ Platform::Platform(const PLATFORM_OPTIONS &options)
   } else {
     return;
   }
-  load(RaidXylEntry, "the driver");
+  load(driver::RaidXylEntry, "the driver");
   sim_ != nullptr ? connectSimulated() : connectDisks();
 }
 
 void Platform::loadLog() {
   static const EFI_GUID logGuid = DEBUG_LOG_PROTOCOL_GUID;
-  load(DebugLogEntry, "the log provider", logOptions(options_.logLevel));
+  load(debug_log::DebugLogEntry, "the log provider", logOptions(options_.logLevel));
   void *log = nullptr;
   if (!EFI_ERROR(firmware_.bootServices()->HandleProtocol(images_.back(), &logGuid, &log))) {
     steps_.handOnTo(static_cast<DEBUG_LOG_PROTOCOL *>(log));
@@ -74,17 +76,17 @@ void Platform::loadLog() {
 }
 
 void Platform::loadDisks() {
-  STORE_ACCESS access = options_.changes ? STORE_ACCESS::readWrite : STORE_ACCESS::readOnly;
+  StoreAccess access = options_.changes ? StoreAccess::readWrite : StoreAccess::readOnly;
   for (const std::string &name : options_.disks) {
     std::string problem;
     std::unique_ptr<SectorStore> store = openStore(name, access, &problem);
     if (store == nullptr) {
       problem.insert(0, "disk '" + name + "' cannot be used: ");
-      throw CLIENT_ERROR(EFI_NOT_FOUND, problem);
+      throw ClientError(EFI_NOT_FOUND, problem);
     }
     disks_.push_back(std::make_unique<BlockDevice>(std::move(store), static_cast<uint16_t>(disks_.size())));
   }
-  load(RaidDisksEntry, "the controller over disks");
+  load(disk_controller::RaidDisksEntry, "the controller over disks");
 }
 
 void Platform::connectDisks() {
@@ -94,7 +96,7 @@ void Platform::connectDisks() {
   EFI_HANDLE *handles = nullptr;
   EFI_STATUS status = services->LocateHandleBuffer(ByProtocol, &managementGuid, nullptr, &count, &handles);
   if (EFI_ERROR(status)) {
-    throw CLIENT_ERROR(status, std::string("the controller over disks is not there: ") + statusText(status));
+    throw ClientError(status, std::string("the controller over disks is not there: ") + statusText(status));
   }
   overDisks_ = handles[0];
   services->FreePool(handles);
@@ -104,7 +106,7 @@ void Platform::connectDisks() {
 
 void Platform::loadController() {
   if (!options_.changes) {
-    sim_ = ::loadController(options_.controllerFile);
+    sim_ = xyl::host::loadController(options_.controllerFile);
     if (sim_->faultCount == 0) {
       return; // nothing to save, so nobody has to wait
     }
@@ -112,14 +114,14 @@ void Platform::loadController() {
     options_.changes = true;
   }
   lockController(options_.controllerFile, &lock_);
-  sim_ = ::loadController(options_.controllerFile);
+  sim_ = xyl::host::loadController(options_.controllerFile);
 }
 
-void Platform::load(EFI_IMAGE_ENTRY entry, const char *name, const std::u16string &options) {
+void Platform::load(ImageEntry entry, const char *name, const std::u16string &options) {
   EFI_HANDLE image = nullptr;
   EFI_STATUS status = firmware_.loadImage(entry, &image, options);
   if (EFI_ERROR(status)) {
-    throw CLIENT_ERROR(status, std::string(name) + " does not start: " + statusText(status));
+    throw ClientError(status, std::string(name) + " does not start: " + statusText(status));
   }
   images_.push_back(image);
 }
@@ -128,7 +130,7 @@ void Platform::connectSimulated() {
   EFI_HANDLE controller = nullptr;
   EFI_STATUS status = sim::install(sim_.get(), &controller);
   if (EFI_ERROR(status)) {
-    throw CLIENT_ERROR(status, std::string("the simulated controller cannot be installed: ") + statusText(status));
+    throw ClientError(status, std::string("the simulated controller cannot be installed: ") + statusText(status));
   }
   // At a machine the driver was bound long before somebody plans a fault, and the fault is meant for the command.
   UINT32 pending = sim_->faultCount;
@@ -146,7 +148,7 @@ std::string Platform::takeConsole() {
 
 void Platform::saveController() {
   if (!options_.controllerFile.empty() && options_.changes) {
-    ::saveController(options_.controllerFile, *sim_);
+    xyl::host::saveController(options_.controllerFile, *sim_);
   }
 }
 
@@ -155,7 +157,7 @@ std::vector<std::string> Platform::close(bool namesWereAsked) {
   if (sim_ != nullptr) {
     firmware_.bootServices()->DisconnectController(sim_->handle, nullptr, nullptr);
     // The record behind a controller's name stays out by contract.
-    if (sim_->accounting.mistakeCount != 0 || (!namesWereAsked && !accountingBalanced(&sim_->accounting))) {
+    if (sim_->accounting.mistakeCount != 0 || (!namesWereAsked && !records::accountingBalanced(&sim_->accounting))) {
       faults.push_back("the records that the controller handed out did not come back as they should");
     }
     sim_.reset();
@@ -179,3 +181,5 @@ std::vector<std::string> Platform::close(bool namesWereAsked) {
   }
   return faults;
 }
+
+} // namespace xyl::host

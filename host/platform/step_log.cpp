@@ -6,13 +6,15 @@
 #include "base/format.h"
 #include "base/text.h"
 
+namespace xyl::host {
+
 namespace {
 
 constexpr EFI_GUID g_logGuid = DEBUG_LOG_PROTOCOL_GUID;
 constexpr UINTN lineCapacity = 1024; // as the log provider's
 
 DEBUG_LOG_PROTOCOL *g_next;
-std::function<void(const progress::Step &)> g_onStep;
+std::function<void(const client::progress::Step &)> g_onStep;
 
 EFI_STATUS EFIAPI unused() {
   return EFI_UNSUPPORTED;
@@ -25,15 +27,15 @@ INT32 EFIAPI getLevel() {
 void tellStep(const CHAR16 *line) {
   CHAR8 text[lineCapacity];
   UINTN length = textNarrow(text, line, lineCapacity - 1);
-  progress::Step step;
-  if (progress::readStep(text, length, &step)) {
+  client::progress::Step step;
+  if (client::progress::readStep(text, length, &step)) {
     g_onStep(step);
   }
 }
 
 // Lines that nobody wants are not formatted: they are many.
 EFI_STATUS EFIAPI logPrint(UINT32 mask, const CHAR8 *function, const CHAR16 *format, ...) {
-  bool isOfStep = g_onStep && function != nullptr && std::strcmp(function, progress::stepRoutine) == 0;
+  bool isOfStep = g_onStep && function != nullptr && std::strcmp(function, client::progress::stepRoutine) == 0;
   bool isWanted = g_next != nullptr && static_cast<INT64>(mask) >= getLevel();
   if (format == nullptr || (!isOfStep && !isWanted)) {
     return EFI_SUCCESS;
@@ -53,7 +55,7 @@ DEBUG_LOG_PROTOCOL g_protocol = {unused, getLevel, unused, unused, unused, logPr
 
 } // namespace
 
-StepLog::StepLog(EFI_BOOT_SERVICES *services, std::function<void(const progress::Step &)> onStep)
+StepLog::StepLog(EFI_BOOT_SERVICES *services, std::function<void(const client::progress::Step &)> onStep)
     : services_(services) {
   g_onStep = std::move(onStep);
   services_->InstallMultipleProtocolInterfaces(&handle_, &g_logGuid, &g_protocol, nullptr);
@@ -68,3 +70,5 @@ StepLog::~StepLog() {
 void StepLog::handOnTo(DEBUG_LOG_PROTOCOL *next) {
   g_next = next;
 }
+
+} // namespace xyl::host

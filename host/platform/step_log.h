@@ -8,11 +8,13 @@
 #include "debug_log.h"
 #include "uefi/tables.h"
 
+namespace xyl::host {
+
 // One lives at a time: the protocol's functions are not told whose they are.
 class StepLog {
 public:
   // Publishes the protocol, which drivers find before any that comes later.
-  StepLog(EFI_BOOT_SERVICES *services, std::function<void(const progress::Step &)> onStep);
+  StepLog(EFI_BOOT_SERVICES *services, std::function<void(const client::progress::Step &)> onStep);
   ~StepLog();
   StepLog(const StepLog &) = delete;
   StepLog &operator=(const StepLog &) = delete;
@@ -24,3 +26,5 @@ private:
   EFI_BOOT_SERVICES *services_;
   EFI_HANDLE handle_ = nullptr;
 };
+
+} // namespace xyl::host

@@ -1,5 +1,7 @@
 #include "host/program/busy.h"
 
+namespace xyl::host {
+
 Busy::Busy(std::function<void(const std::string &)> write, std::chrono::milliseconds interval, uint32_t steps)
     : write_(std::move(write)), interval_(interval), progress_{.total = steps}, thread_([this] { show(); }) {}
 
@@ -12,10 +14,10 @@ Busy::~Busy() {
   thread_.join();
 }
 
-void Busy::tellStep(const progress::Step &step) {
+void Busy::tellStep(const client::progress::Step &step) {
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    progress::countStep(&progress_, step);
+    client::progress::countStep(&progress_, step);
     hasStep_ = true;
   }
   changes_.notify_one();
@@ -32,10 +34,12 @@ void Busy::show() {
     }
     if (!ended_) {
       hasStep_ = false;
-      write_("\r" + std::string(progress::barLine(progress_, seconds).Text) + "\x1b[K");
+      write_("\r" + std::string(client::progress::barLine(progress_, seconds).text) + "\x1b[K");
     }
   }
   if (seconds != 0) {
     write_("\r\x1b[K");
   }
 }
+
+} // namespace xyl::host

@@ -10,6 +10,8 @@
 
 #include "client/progress/progress.h"
 
+namespace xyl::host {
+
 class Busy {
 public:
   // Writes a bar in place of the last one after every interval, which counts as a second, and once there is one also
@@ -20,7 +22,7 @@ public:
   Busy(const Busy &) = delete;
   Busy &operator=(const Busy &) = delete;
 
-  void tellStep(const progress::Step &step);
+  void tellStep(const client::progress::Step &step);
 
 private:
   void show();
@@ -29,8 +31,10 @@ private:
   std::chrono::milliseconds interval_;
   std::mutex mutex_;
   std::condition_variable changes_;
-  progress::Progress progress_;
+  client::progress::Progress progress_;
   bool hasStep_ = false; // that the bar does not show yet
   bool ended_ = false;
   std::thread thread_; // last: it uses all the others
 };
+
+} // namespace xyl::host

@@ -5,21 +5,25 @@
 #include "host/common/common.h"
 #include "host/program/manual.h"
 
-inline constexpr XYL_COMMAND g_manualCommands[] = {
+namespace xyl::host {
+
+inline constexpr client::Command g_manualCommands[] = {
     {
-        .Name = "man",
-        .Outcomes = PRINTING_OUTCOMES,
-        .Summary = "writes the manual page",
-        .Description = "Writes the manual page, in the form that man reads, to the standard output.",
-        .HostExamples = "xyl man",
-        .Run = guardedRun<runMan>,
+        .name = "man",
+        .outcomes = client::printingOutcomes,
+        .summary = "writes the manual page",
+        .description = "Writes the manual page, in the form that man reads, to the standard output.",
+        .hostExamples = "xyl man",
+        .run = guardedRun<runMan>,
     },
     {
-        .Name = "completion",
-        .Outcomes = PRINTING_OUTCOMES,
-        .Summary = "writes the completion script for bash",
-        .Description = "Writes a script for bash that completes commands, options and presets.",
-        .HostExamples = "xyl completion",
-        .Run = guardedRun<runCompletion>,
+        .name = "completion",
+        .outcomes = client::printingOutcomes,
+        .summary = "writes the completion script for bash",
+        .description = "Writes a script for bash that completes commands, options and presets.",
+        .hostExamples = "xyl completion",
+        .run = guardedRun<runCompletion>,
     },
 };
+
+} // namespace xyl::host

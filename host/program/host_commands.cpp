@@ -9,9 +9,15 @@
 #include "host/simulator/commands.h"
 #include "host/stage/commands.h"
 
-static constexpr auto g_rows = joined(g_workCommands, g_reportCommand, g_fleetCommand, g_redfishCommand, g_logCommand,
-                                      g_simCommands, g_mediumCommands, g_stageCommand, g_manualCommands, g_helpCommand);
-static_assert(areWhole(g_rows, XYL_FRONT_HOST), "a command lacks its name, a text or its routine");
-static_assert(areDistinct(g_rows), "two commands have the same name, or one is called as the group of another");
+namespace xyl::host {
 
-constinit const XYL_COMMANDS g_hostCommands = {g_rows.Rows, sizeof(g_rows.Rows) / sizeof(g_rows.Rows[0])};
+static constexpr auto g_rows =
+    client::joined(client::g_workCommands, host::report::g_reportCommand, host::fleet::g_fleetCommand,
+                   host::redfish::g_redfishCommand, client::g_logCommand, host::simulator::g_simCommands,
+                   g_mediumCommands, host::stage::g_stageCommand, g_manualCommands, client::g_helpCommand);
+static_assert(client::areWhole(g_rows, client::frontHost), "a command lacks its name, a text or its routine");
+static_assert(client::areDistinct(g_rows), "two commands have the same name, or one is called as the group of another");
+
+constinit const client::Commands g_hostCommands = {g_rows.rows, sizeof(g_rows.rows) / sizeof(g_rows.rows[0])};
+
+} // namespace xyl::host

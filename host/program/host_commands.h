@@ -3,4 +3,8 @@
 
 #include "client/client.h"
 
-extern const XYL_COMMANDS g_hostCommands;
+namespace xyl::host {
+
+extern const client::Commands g_hostCommands;
+
+} // namespace xyl::host

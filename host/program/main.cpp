@@ -17,16 +17,18 @@
 #include "host/program/outputs.h"
 #include "host/program/secret.h"
 
-static void writeOut(const XYL_FRONT *, const CHAR8 *text, UINTN length) {
+namespace xyl::host {
+
+static void writeOut(const client::Front *, const CHAR8 *text, UINTN length) {
   std::fwrite(text, 1, length, stdout);
 }
 
-static void writeError(const XYL_FRONT *, const CHAR8 *text, UINTN length) {
+static void writeError(const client::Front *, const CHAR8 *text, UINTN length) {
   std::fflush(stdout);
   std::fwrite(text, 1, length, stderr);
 }
 
-static EFI_STATUS readFile(const XYL_FRONT *, const CHAR8 *name, CHAR8 **data, UINTN *size) {
+static EFI_STATUS readFile(const client::Front *, const CHAR8 *name, CHAR8 **data, UINTN *size) {
   std::string content;
   EFI_STATUS status = readHostFile(name, &content);
   if (!EFI_ERROR(status)) {
@@ -41,29 +43,29 @@ static EFI_STATUS readFile(const XYL_FRONT *, const CHAR8 *name, CHAR8 **data, U
   return status;
 }
 
-static XYL_ANSWER askYes(const XYL_FRONT *, const CHAR8 *question) {
+static client::Answer askYes(const client::Front *, const CHAR8 *question) {
   if (isatty(STDIN_FILENO) == 0) {
-    return XYL_ANSWER_NO_TERMINAL;
+    return client::Answer::noTerminal;
   }
   std::fflush(stdout);
   std::fputs(question, stderr);
   std::string line;
   std::getline(std::cin, line);
-  return line == "yes" ? XYL_ANSWER_YES : XYL_ANSWER_NO;
+  return line == "yes" ? client::Answer::yes : client::Answer::no;
 }
 
 // How far an operation has come: a bar on a terminal, and lines where they are asked for.
 namespace {
 struct Shown {
   bool inLines = false;
-  std::unique_ptr<Busy> bar;        // null: none
-  const XYL_FRONT *front = nullptr; // that the lines of the running operation go to; null: none
-  progress::Progress progress = {};
+  std::unique_ptr<Busy> bar;            // null: none
+  const client::Front *front = nullptr; // that the lines of the running operation go to; null: none
+  client::progress::Progress progress = {};
 };
 Shown g_shown;
 } // namespace
 
-static void showBusy(const XYL_FRONT *front, bool begins, UINT32 steps) {
+static void showBusy(const client::Front *front, bool begins, UINT32 steps) {
   g_shown.bar.reset();
   g_shown.front = begins && g_shown.inLines ? front : nullptr;
   g_shown.progress = {.total = steps};
@@ -73,13 +75,13 @@ static void showBusy(const XYL_FRONT *front, bool begins, UINT32 steps) {
   }
 }
 
-static void showStep(const progress::Step &step) {
+static void showStep(const client::progress::Step &step) {
   if (g_shown.bar != nullptr) {
     g_shown.bar->tellStep(step);
   }
   if (g_shown.front != nullptr) {
-    progress::countStep(&g_shown.progress, step);
-    std::string line = std::string(progress::stepLine(g_shown.progress).Text) + "\n";
+    client::progress::countStep(&g_shown.progress, step);
+    std::string line = std::string(client::progress::stepLine(g_shown.progress).text) + "\n";
     writeError(g_shown.front, line.c_str(), line.size());
   }
 }
@@ -102,40 +104,41 @@ static UINTN columnsOfLine() {
   return columns != 0 && columns < 80 ? columns : 80;
 }
 
-static std::string optionOf(const XYL_REQUEST &request, XYL_OPTION_ID id) {
-  return request.Options[id] != nullptr ? request.Options[id] : "";
+static std::string optionOf(const client::Request &request, client::OptionId id) {
+  return request.options[id] != nullptr ? request.options[id] : "";
 }
 
 // Checks what the options say about the controller and the log.
-static XYL_RESULT platformOptions(const XYL_FRONT &front, const XYL_REQUEST &request, PLATFORM_OPTIONS *options) {
-  options->preset = optionOf(request, XYL_OPTION_PRESET);
-  options->controllerFile = optionOf(request, XYL_OPTION_CONTROLLER);
-  options->disks.assign(request.Disks, request.Disks + (xylDisksAreNames(request) ? 0 : request.DiskCount));
-  options->logLevel = optionOf(request, XYL_OPTION_LOG);
+static client::Result platformOptions(const client::Front &front, const client::Request &request,
+                                      PlatformOptions *options) {
+  options->preset = optionOf(request, client::optionPreset);
+  options->controllerFile = optionOf(request, client::optionController);
+  options->disks.assign(request.disks, request.disks + (client::xylDisksAreNames(request) ? 0 : request.diskCount));
+  options->logLevel = optionOf(request, client::optionLog);
   const std::string &level = options->logLevel;
   if (!level.empty() && level != "trace" && level != "warn" && level != "error") {
-    complain(&front, "--log wants trace, warn or error, not '%a'", level.c_str());
-    return wrongUsage();
+    client::complain(&front, "--log wants trace, warn or error, not '%a'", level.c_str());
+    return client::wrongUsage();
   }
   int sources = !options->preset.empty() + !options->controllerFile.empty() + !options->disks.empty();
   if (sources > 1) {
-    complain(&front, "--preset, --controller and --disk exclude each other; give one of them");
-    return wrongUsage();
+    client::complain(&front, "--preset, --controller and --disk exclude each other; give one of them");
+    return client::wrongUsage();
   }
-  if (!xylNeedsController(request)) {
+  if (!client::xylNeedsController(request)) {
     options->preset.clear();
     options->controllerFile.clear();
     options->disks.clear();
   } else if (sources == 0) {
-    complain(&front, "no controller is given; use --preset NAME ('xyl sim presets'), --controller FILE "
-                     "('xyl sim new') or --disk FILE");
-    return wrongUsage();
+    client::complain(&front, "no controller is given; use --preset NAME ('xyl sim presets'), --controller FILE "
+                             "('xyl sim new') or --disk FILE");
+    return client::wrongUsage();
   }
-  return succeeded();
+  return client::succeeded();
 }
 
 // The file of a simulated controller stands for its server; disks are this machine's.
-static std::string serverName(const PLATFORM_OPTIONS &options) {
+static std::string serverName(const PlatformOptions &options) {
   char name[256] = "";
   if (!options.disks.empty() && gethostname(name, sizeof(name) - 1) != 0) {
     name[0] = 0;
@@ -143,55 +146,60 @@ static std::string serverName(const PLATFORM_OPTIONS &options) {
   return options.controllerFile + name;
 }
 
-static XYL_RESULT runOnPlatform(XYL_FRONT &front, const XYL_REQUEST &request) {
-  PLATFORM_OPTIONS options;
-  XYL_RESULT result = platformOptions(front, request, &options);
-  if (isFailure(result)) {
+static client::Result runOnPlatform(client::Front &front, const client::Request &request) {
+  PlatformOptions options;
+  client::Result result = platformOptions(front, request, &options);
+  if (client::isFailure(result)) {
     return result;
   }
-  options.changes = xylChangesController(request);
+  options.changes = client::xylChangesController(request);
   options.onStep = showStep;
   Platform platform(options);
-  front.SystemTable = platform.systemTable();
+  front.systemTable = platform.systemTable();
   std::string server = serverName(options);
-  front.ServerName = server.c_str();
-  result = xylRun(&front, request);
+  front.serverName = server.c_str();
+  result = client::xylRun(&front, request);
   std::fflush(stdout);
   // Also after a failure: steps done before it stay done.
   platform.saveController();
   std::string console = platform.takeConsole();
-  for (const std::string &fault : platform.close(/* namesWereAsked= */ xylAsksNames(request))) {
-    complain(&front, "internal error: %a", fault.c_str());
-    result = failed(EFI_DEVICE_ERROR);
+  for (const std::string &fault : platform.close(/* namesWereAsked= */ client::xylAsksNames(request))) {
+    client::complain(&front, "internal error: %a", fault.c_str());
+    result = client::failed(EFI_DEVICE_ERROR);
   }
   console += platform.takeConsole();
-  complainLines(&front, console.c_str());
+  client::complainLines(&front, console.c_str());
   return result;
 }
 
+} // namespace xyl::host
+
+using namespace xyl;
+using namespace xyl::host;
+
 int main(int argc, char **argv) {
-  XYL_FRONT front = {nullptr,  XYL_FRONT_HOST, nullptr,         writeOut,       writeError,
-                     readFile, openHostOutput, closeHostOutput, isSameHostFile, askYes};
-  front.Terminal = isatty(STDOUT_FILENO) != 0;
-  front.Colours = hasColours();
-  front.Columns = columnsOfLine();
-  front.Commands = g_hostCommands;
-  front.AskSecret = askHostSecret;
-  front.Busy = showBusy;
-  front.TranslateLayout = layouts::translateLayout;
-  XYL_REQUEST request;
-  XYL_RESULT result = xylParse(&front, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);
-  if (!isFailure(result)) {
-    xylSilence(&front, request);
-    g_shown.inLines = request.Options[XYL_OPTION_PROGRESS] != nullptr;
+  client::Front front = {nullptr,  client::frontHost, nullptr,         writeOut,       writeError,
+                         readFile, openHostOutput,    closeHostOutput, isSameHostFile, askYes};
+  front.terminal = isatty(STDOUT_FILENO) != 0;
+  front.colours = hasColours();
+  front.columns = columnsOfLine();
+  front.commands = g_hostCommands;
+  front.askSecret = askHostSecret;
+  front.busy = showBusy;
+  front.translateLayout = layouts::translateLayout;
+  client::Request request;
+  client::Result result = client::xylParse(&front, static_cast<UINTN>(argc > 0 ? argc - 1 : 0), argv + 1, &request);
+  if (!client::isFailure(result)) {
+    client::xylSilence(&front, request);
+    g_shown.inLines = request.options[client::optionProgress] != nullptr;
   }
-  if (!isFailure(result) && !xylHelp(&front, request)) {
+  if (!client::isFailure(result) && !client::xylHelp(&front, request)) {
     result = guarded(front, [&] { return runOnPlatform(front, request); });
   }
-  xylTellFailure(&front, request, result);
+  client::xylTellFailure(&front, request, result);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    complain(&front, "the output cannot be written");
-    result = failed(EFI_DEVICE_ERROR);
+    client::complain(&front, "the output cannot be written");
+    result = client::failed(EFI_DEVICE_ERROR);
   }
-  return result.Outcome;
+  return result.outcome;
 }

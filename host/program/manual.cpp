@@ -8,8 +8,10 @@
 #include "host/common/common.h"
 #include "providers/sim_controller/presets.h"
 
-static void put(const XYL_FRONT &front, const std::string &text) {
-  front.WriteOut(&front, text.c_str(), text.size());
+namespace xyl::host {
+
+static void put(const client::Front &front, const std::string &text) {
+  front.writeOut(&front, text.c_str(), text.size());
 }
 
 // --- The manual page ---
@@ -27,35 +29,35 @@ static std::string roff(const std::string &text) {
   return out;
 }
 
-static std::string optionRoff(const XYL_OPTION &option) {
+static std::string optionRoff(const client::Option &option) {
   std::string out = ".TP\n";
-  if (option.Short != nullptr) {
-    out += "\\fB" + roff(option.Short) + "\\fR, ";
+  if (option.letter != nullptr) {
+    out += "\\fB" + roff(option.letter) + "\\fR, ";
   }
-  out += "\\fB" + roff(option.Long) + "\\fR";
-  if (option.Value != nullptr) {
-    out += " \\fI" + roff(option.Value) + "\\fR";
+  out += "\\fB" + roff(option.longName) + "\\fR";
+  if (option.value != nullptr) {
+    out += " \\fI" + roff(option.value) + "\\fR";
   }
-  return out + "\n" + roff(option.Help) + ".\n";
+  return out + "\n" + roff(option.help) + ".\n";
 }
 
-static std::string commandRoff(const XYL_COMMAND &command) {
-  std::string out = std::string(".SS \"xyl ") + command.Name;
-  out += command.Options != 0 ? " [OPTIONS]" : "";
-  out += *command.Operands != 0 ? std::string(" ") + roff(command.Operands) : "";
-  out += "\"\n" + roff(command.Description) + "\n";
+static std::string commandRoff(const client::Command &command) {
+  std::string out = std::string(".SS \"xyl ") + command.name;
+  out += command.options != 0 ? " [OPTIONS]" : "";
+  out += *command.operands != 0 ? std::string(" ") + roff(command.operands) : "";
+  out += "\"\n" + roff(command.description) + "\n";
   std::string options;
-  for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
-    if (takesOption(command.Options, id) && (g_xylOptions[id].Fronts & XYL_FRONT_HOST) != 0) {
-      options += (options.empty() ? "" : ", ") + roff(g_xylOptions[id].Long);
+  for (UINTN id = 0; id < client::optionCount; ++id) {
+    if (client::takesOption(command.options, id) && (client::g_xylOptions[id].fronts & client::frontHost) != 0) {
+      options += (options.empty() ? "" : ", ") + roff(client::g_xylOptions[id].longName);
     }
   }
   out += options.empty() ? "" : ".PP\nOptions: " + options + ".\n";
-  return out + ".PP\n.nf\n.RS\n" + roff(command.HostExamples) + "\n.RE\n.fi\n";
+  return out + ".PP\n.nf\n.RS\n" + roff(command.hostExamples) + "\n.RE\n.fi\n";
 }
 
-XYL_RESULT runMan(const XYL_CONTEXT &context) {
-  const XYL_FRONT &front = *context.Front;
+client::Result runMan(const client::Context &context) {
+  const client::Front &front = *context.front;
   put(front,
       ".TH XYL 1 \"\" \"RaidXyl\" \"User Commands\"\n"
       ".SH NAME\nxyl \\- manages RAID controllers through the RaidXyl driver\n"
@@ -66,31 +68,31 @@ XYL_RESULT runMan(const XYL_CONTEXT &context) {
       "(\\fB\\-\\-controller\\fR); the program of the same name for the UEFI Shell works on real ones.\n"
       "Documents are XML.\n"
       ".SH COMMANDS\n");
-  for (const XYL_COMMAND &command : front.Commands) {
+  for (const client::Command &command : front.commands) {
     put(front, commandRoff(command));
   }
   put(front, ".SH OPTIONS\nOptions may stand before or behind the command.\n");
-  for (const XYL_OPTION &option : g_xylOptions) {
-    if ((option.Fronts & XYL_FRONT_HOST) != 0) {
+  for (const client::Option &option : client::g_xylOptions) {
+    if ((option.fronts & client::frontHost) != 0) {
       put(front, optionRoff(option));
     }
   }
   put(front, ".SH EXIT STATUS\n");
-  for (const XYL_OUTCOME_TEXT &outcome : g_xylOutcomes) {
-    put(front, std::string(".TP\n") + outcome.HostCode + "\n" + roff(outcome.Meaning) + ".\n");
+  for (const client::OutcomeText &outcome : client::g_xylOutcomes) {
+    put(front, std::string(".TP\n") + outcome.hostCode + "\n" + roff(outcome.meaning) + ".\n");
   }
   put(front, ".SH ENVIRONMENT\n.TP\nNO_COLOR\nWhen set and not empty, states are shown without colours.\n");
-  return succeeded();
+  return client::succeeded();
 }
 
 // --- The completion ---
 
 // The words that may follow prefix in the name of a command, each once; a command and its kin stand together.
-static std::string wordsOf(const XYL_COMMANDS &commands, const std::string &prefix) {
+static std::string wordsOf(const client::Commands &commands, const std::string &prefix) {
   std::string words;
   std::string last;
-  for (const XYL_COMMAND &command : commands) {
-    std::string name = command.Name;
+  for (const client::Command &command : commands) {
+    std::string name = command.name;
     if (!name.starts_with(prefix)) {
       continue;
     }
@@ -107,10 +109,10 @@ static std::string wordsOf(const XYL_COMMANDS &commands, const std::string &pref
 // Those whose bits are set.
 static std::string optionsOf(UINT64 taken) {
   std::string options = "-h --help";
-  for (UINTN id = 0; id < XYL_OPTION_COUNT; ++id) {
-    if (takesOption(taken, id) && (g_xylOptions[id].Fronts & XYL_FRONT_HOST) != 0) {
-      const XYL_OPTION &option = g_xylOptions[id];
-      options += (option.Short != nullptr ? std::string(" ") + option.Short : "") + " " + option.Long;
+  for (UINTN id = 0; id < client::optionCount; ++id) {
+    if (client::takesOption(taken, id) && (client::g_xylOptions[id].fronts & client::frontHost) != 0) {
+      const client::Option &option = client::g_xylOptions[id];
+      options += (option.letter != nullptr ? std::string(" ") + option.letter : "") + " " + option.longName;
     }
   }
   return options;
@@ -119,7 +121,7 @@ static std::string optionsOf(UINT64 taken) {
 // The names of the table up to a value, as 'sim fail-next' takes them.
 static std::string commandNames() {
   std::string names = "any";
-  for (const VALUE_NAME_TABLE *row = g_commandTable; row->Name != nullptr; ++row) {
+  for (const driver::VALUE_NAME_TABLE *row = driver::g_commandTable; row->Name != nullptr; ++row) {
     names += row->Value <= RAID_COMMAND_GET_KEY_ID ? " " + normalised(row->Name) : "";
   }
   return names;
@@ -146,12 +148,12 @@ static std::string presetNames() {
 }
 
 // The first words of commands of two.
-static std::vector<std::string> groupsOf(const XYL_COMMANDS &commands) {
+static std::vector<std::string> groupsOf(const client::Commands &commands) {
   std::vector<std::string> words;
-  for (const XYL_COMMAND &command : commands) {
-    std::string name = command.Name;
+  for (const client::Command &command : commands) {
+    std::string name = command.name;
     name.resize(std::min(name.find(' '), name.size()));
-    if (name != command.Name && (words.empty() || words.back() != name)) {
+    if (name != command.name && (words.empty() || words.back() != name)) {
       words.push_back(name);
     }
   }
@@ -159,10 +161,10 @@ static std::vector<std::string> groupsOf(const XYL_COMMANDS &commands) {
 }
 
 // The words that name commands so far; behind "help" they name what help is about.
-static void writeCommandCases(const XYL_FRONT &front) {
+static void writeCommandCases(const client::Front &front) {
   for (const char *before : {"", "help "}) {
-    for (const XYL_COMMAND &command : front.Commands) {
-      std::string name = command.Name;
+    for (const client::Command &command : front.commands) {
+      std::string name = command.name;
       std::string whole = before + name;
       put(front, *before == 0 && name.find(' ') == std::string::npos ? "    \" " : "    \"");
       put(front, whole);
@@ -171,7 +173,7 @@ static void writeCommandCases(const XYL_FRONT &front) {
       put(front, "\" ;;\n");
     }
   }
-  for (const std::string &group : groupsOf(front.Commands)) {
+  for (const std::string &group : groupsOf(front.commands)) {
     put(front, "    \" " + group);
     put(front, "\" | \"help " + group);
     put(front, "\") command=\"${command:+help }" + group);
@@ -181,30 +183,30 @@ static void writeCommandCases(const XYL_FRONT &front) {
 }
 
 // What may come behind each command.
-static void writeWordCases(const XYL_FRONT &front) {
-  put(front, "    \"\") words=\"" + wordsOf(front.Commands, "") +
+static void writeWordCases(const client::Front &front) {
+  put(front, "    \"\") words=\"" + wordsOf(front.commands, "") +
                  "\"\n      [[ $current == -* ]] && words=\"--version " + optionsOf(~0ULL) + "\" ;;\n");
-  put(front, "    help) words=\"" + wordsOf(front.Commands, "") +
+  put(front, "    help) words=\"" + wordsOf(front.commands, "") +
                  "\"\n      [[ $current == -* ]] && words=\"--help --json\" ;;\n");
-  for (const std::string &group : groupsOf(front.Commands)) {
+  for (const std::string &group : groupsOf(front.commands)) {
     put(front, "    " + group);
     put(front, " | \"help " + group);
-    put(front, "\") words=\"" + wordsOf(front.Commands, group + " "));
+    put(front, "\") words=\"" + wordsOf(front.commands, group + " "));
     put(front, "\" ;;\n");
   }
-  for (const XYL_COMMAND &command : front.Commands) {
-    std::string name = command.Name;
+  for (const client::Command &command : front.commands) {
+    std::string name = command.name;
     put(front, "    \"" + name + "\")\n");
     if (name == "sim fail-next") {
       put(front, "      [[ $given == 1 ]] && words=\"" + commandNames() + "\"\n      [[ $given == 2 ]] && words=\"" +
                      errorNames() + "\"\n");
     }
-    put(front, "      [[ $current == -* ]] && words=\"" + optionsOf(command.Options) + "\" ;;\n");
+    put(front, "      [[ $current == -* ]] && words=\"" + optionsOf(command.options) + "\" ;;\n");
   }
 }
 
-XYL_RESULT runCompletion(const XYL_CONTEXT &context) {
-  const XYL_FRONT &front = *context.Front;
+client::Result runCompletion(const client::Context &context) {
+  const client::Front &front = *context.front;
   put(front, "# Completion of xyl for bash: source this file, or put it where bash-completion looks for it.\n"
              "_xyl() {\n"
              "  local current=\"${COMP_WORDS[COMP_CWORD]}\" previous=\"${COMP_WORDS[COMP_CWORD-1]}\"\n"
@@ -227,5 +229,7 @@ XYL_RESULT runCompletion(const XYL_CONTEXT &context) {
              "  COMPREPLY=($(compgen -W \"$words\" -- \"$current\"))\n"
              "}\n"
              "complete -o default -F _xyl xyl\n");
-  return succeeded();
+  return client::succeeded();
 }
+
+} // namespace xyl::host

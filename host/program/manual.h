@@ -3,6 +3,10 @@
 
 #include "client/command_line/command_line.h"
 
+namespace xyl::host {
+
 // The commands: they write the page (for man) or the script (for bash) to the standard output.
-XYL_RESULT runMan(const XYL_CONTEXT &context);
-XYL_RESULT runCompletion(const XYL_CONTEXT &context);
+client::Result runMan(const client::Context &context);
+client::Result runCompletion(const client::Context &context);
+
+} // namespace xyl::host

@@ -3,6 +3,10 @@
 
 #include "client/client.h"
 
-EFI_STATUS openHostOutput(const XYL_FRONT *front, const CHAR8 *name, UINTN room, bool replaces, void **output);
-EFI_STATUS closeHostOutput(const XYL_FRONT *front, void *output, const CHAR8 *data, UINTN size);
-bool isSameHostFile(const XYL_FRONT *front, const CHAR8 *a, const CHAR8 *b);
+namespace xyl::host {
+
+EFI_STATUS openHostOutput(const client::Front *front, const CHAR8 *name, UINTN room, bool replaces, void **output);
+EFI_STATUS closeHostOutput(const client::Front *front, void *output, const CHAR8 *data, UINTN size);
+bool isSameHostFile(const client::Front *front, const CHAR8 *a, const CHAR8 *b);
+
+} // namespace xyl::host

@@ -12,6 +12,8 @@
 
 #include "client/output/output.h"
 
+namespace xyl::host {
+
 static constexpr int g_ends[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 static volatile std::sig_atomic_t g_signal = 0;
 
@@ -98,19 +100,21 @@ private:
   termios before_ = {};
 };
 
-EFI_STATUS askHostSecret(const XYL_FRONT *, const CHAR8 *question, CHAR8 *secret, UINTN capacity) {
+EFI_STATUS askHostSecret(const client::Front *, const CHAR8 *question, CHAR8 *secret, UINTN capacity) {
   std::fflush(stdout);
   QuietTerminal terminal;
   if (!terminal.good()) {
     return EFI_NOT_FOUND;
   }
   terminal.show(question);
-  SECRET_LINE line = {secret, capacity, 0};
-  SECRET_STATE state = SECRET_OPEN;
-  for (UINT8 byte = 0; state == SECRET_OPEN;) {
-    state = terminal.readByte(&byte) ? typeSecret(&line, byte) : SECRET_CANCELLED;
+  client::SecretLine line = {secret, capacity, 0};
+  client::SecretState state = client::SecretState::open;
+  for (UINT8 byte = 0; state == client::SecretState::open;) {
+    state = terminal.readByte(&byte) ? client::typeSecret(&line, byte) : client::SecretState::cancelled;
     byte = 0;
   }
   terminal.show("\n");
-  return endSecret(&line, state);
+  return client::endSecret(&line, state);
 }
+
+} // namespace xyl::host

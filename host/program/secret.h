@@ -3,4 +3,8 @@
 
 #include "client/client.h"
 
-EFI_STATUS askHostSecret(const XYL_FRONT *front, const CHAR8 *question, CHAR8 *secret, UINTN capacity);
+namespace xyl::host {
+
+EFI_STATUS askHostSecret(const client::Front *front, const CHAR8 *question, CHAR8 *secret, UINTN capacity);
+
+} // namespace xyl::host

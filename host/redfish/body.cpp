@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <set>
 
-#define GIVEN_MAX 100 // bytes of a value in a message
-#define DEPTH_MAX 16  // of a body; a text is written, and a copy made, by routines that call themselves
+namespace xyl::host::redfish {
 
-const REDFISH_WANT *REDFISH_WANTS::find(const std::string &element) const {
+constexpr size_t givenMax = 100; // bytes of a value in a message
+constexpr int depthMax = 16;     // of a body; a text is written, and a copy made, by routines that call themselves
+
+const Want *Wants::find(const std::string &element) const {
   auto found = byElement.find(element);
   return found == byElement.end() ? nullptr : &found->second;
 }
@@ -14,7 +16,7 @@ const REDFISH_WANT *REDFISH_WANTS::find(const std::string &element) const {
 Json parseBody(const std::string &text) {
   bool isDeep = false;
   auto measure = [&](int depth, Json::parse_event_t, Json &) {
-    isDeep = isDeep || depth > DEPTH_MAX;
+    isDeep = isDeep || depth > depthMax;
     return !isDeep;
   };
   Json body = Json::parse(text, measure, /* exceptions= */ false);
@@ -29,11 +31,11 @@ Json parseBody(const std::string &text) {
 
 namespace {
 
-struct READER {
-  const REDFISH_MODEL &model;
-  const REDFISH_TAKES &takes;
-  REDFISH_WANTS wants = {};
-  REDFISH_REFUSAL refusal = {};
+struct Reader {
+  const Model &model;
+  const Takes &takes;
+  Wants wants = {};
+  Refusal refusal = {};
 
   void problem(const char *key, std::vector<std::string> arguments, const std::string &property) {
     refusal.problems->push_back({key, std::move(arguments), property});
@@ -44,10 +46,10 @@ struct READER {
 
 static std::string givenText(const Json &value) {
   std::string text = value.is_string() ? value.get<std::string>() : value.dump();
-  if (text.size() <= GIVEN_MAX) {
+  if (text.size() <= givenMax) {
     return text;
   }
-  size_t length = GIVEN_MAX;
+  size_t length = givenMax;
   while ((text[length] & 0xC0) == 0x80) { // not within a character
     --length;
   }
@@ -55,7 +57,7 @@ static std::string givenText(const Json &value) {
 }
 
 // A drive of this storage, by its URI.
-static const Json *driveAt(const REDFISH_MODEL &model, const std::string &uri) {
+static const Json *driveAt(const Model &model, const std::string &uri) {
   std::string id = uri.substr(uri.rfind('/') + 1);
   bool isNumber = !id.empty() && id.size() < 11 && id.find_first_not_of("0123456789") == std::string::npos;
   auto found = isNumber ? model.diskById.find(std::stoull(id)) : model.diskById.end();
@@ -63,7 +65,7 @@ static const Json *driveAt(const REDFISH_MODEL &model, const std::string &uri) {
   return drive != nullptr && driveUri(model, *drive) == uri ? drive : nullptr;
 }
 
-static Json readDrives(READER *reader, const std::string &property, const Json &value) {
+static Json readDrives(Reader *reader, const std::string &property, const Json &value) {
   Json ids = Json::array();
   std::set<UINT64> seen;
   for (const Json &link : value) {
@@ -84,14 +86,14 @@ static bool isPlainText(const std::string &text) {
   return isPlain && !text.empty() && text.front() != ' ' && text.back() != ' ';
 }
 
-static bool hasType(const REDFISH_FIELD &field, const Json &value) {
+static bool hasType(const Field &field, const Json &value) {
   switch (field.form) {
-  case FORM_TEXT:
+  case Form::text:
     return value.is_string();
-  case FORM_AMOUNT:
-  case FORM_RATE:
+  case Form::amount:
+  case Form::rate:
     return value.is_number();
-  case FORM_LINKS:
+  case Form::links:
     return value.is_array();
   default:
     Json sample = Json::parse(field.values[0].value);
@@ -100,42 +102,42 @@ static bool hasType(const REDFISH_FIELD &field, const Json &value) {
 }
 
 // The key of the message that a value of the right type deserves, or null.
-static const char *whyNot(const REDFISH_FIELD &field, const Json &value) {
+static const char *whyNot(const Field &field, const Json &value) {
   switch (field.form) {
-  case FORM_TEXT:
+  case Form::text:
     return isPlainText(value.get<std::string>()) ? nullptr : "PropertyValueFormatError";
-  case FORM_AMOUNT:
+  case Form::amount:
     return value.is_number_unsigned() && value > 0 ? nullptr : "PropertyValueOutOfRange";
-  case FORM_RATE:
+  case Form::rate:
     return value.is_number_unsigned() && value <= 100 ? nullptr : "PropertyValueOutOfRange";
-  case FORM_LINKS:
+  case Form::links:
     return nullptr;
   default:
     return wordOf(field, value).is_null() ? "PropertyValueNotInList" : nullptr;
   }
 }
 
-static void readValue(READER *reader, const REDFISH_FIELD &field, const Json &value) {
+static void readValue(Reader *reader, const Field &field, const Json &value) {
   std::string property = field.property;
   std::string given = givenText(value);
   const char *why = hasType(field, value) ? whyNot(field, value) : "PropertyValueTypeError";
   if (why != nullptr) {
     return reader->problem(why, {given, property}, property);
   }
-  Json word = field.form == FORM_LINKS ? readDrives(reader, property, value) : value;
+  Json word = field.form == Form::links ? readDrives(reader, property, value) : value;
   word = field.values.empty() ? word : wordOf(field, value);
-  const REDFISH_WANT *other = reader->wants.find(field.element);
+  const Want *other = reader->wants.find(field.element);
   if (other != nullptr && other->word != word) {
     return reader->problem("PropertyValueConflict", {property, other->property}, property);
   }
-  REDFISH_WANT &want = reader->wants.byElement[field.element];
+  Want &want = reader->wants.byElement[field.element];
   want.word = word;
   want.property = property;
   want.given = given;
 }
 
 // Wherever the time to do it at stands, it has to be now; other annotations tell nothing that is to be done.
-static void readTimes(READER *reader, const std::string &inside, const Json &value) {
+static void readTimes(Reader *reader, const std::string &inside, const Json &value) {
   for (const auto &[name, member] : value.items()) {
     std::string path = inside + name;
     if (value.is_object() && name == "@Redfish.OperationApplyTime" && member != "Immediate") {
@@ -151,16 +153,15 @@ static bool isAnnotation(const std::string &name) {
          name.find("@Message.") != std::string::npos;
 }
 
-static void readMembers(READER *reader, const std::string &inside, const Json &members) {
-  const REDFISH_TABLE &table = reader->takes.table;
+static void readMembers(Reader *reader, const std::string &inside, const Json &members) {
+  const Table &table = reader->takes.table;
   for (const auto &[name, value] : members.items()) {
     std::string path = inside + name;
     if (isAnnotation(name)) {
       continue;
     }
-    auto leadsTo = [&](const REDFISH_FIELD &field) { return std::string(field.property).rfind(path + "/", 0) == 0; };
-    auto field =
-        std::find_if(table.begin(), table.end(), [&](const REDFISH_FIELD &row) { return row.property == path; });
+    auto leadsTo = [&](const Field &field) { return std::string(field.property).rfind(path + "/", 0) == 0; };
+    auto field = std::find_if(table.begin(), table.end(), [&](const Field &row) { return row.property == path; });
     bool isKnown = field != table.end() || reader->takes.resource.contains(path);
     if (field == table.end() && value.is_object() && std::any_of(table.begin(), table.end(), leadsTo)) {
       readMembers(reader, path + "/", value);
@@ -172,15 +173,15 @@ static void readMembers(READER *reader, const std::string &inside, const Json &m
   }
 }
 
-REDFISH_WANTS readBody(const REDFISH_MODEL &model, const Json &body, const REDFISH_TAKES &takes) {
-  READER reader = {model, takes};
+Wants readBody(const Model &model, const Json &body, const Takes &takes) {
+  Reader reader = {model, takes};
   if (body.empty()) {
     refuse("EmptyJSON");
   }
   readTimes(&reader, "", body);
   readMembers(&reader, "", body);
-  std::vector<REDFISH_PROBLEM> &problems = *reader.refusal.problems;
-  bool changesNothing = takes.when != WRITE_CHANGE || reader.wants.byElement.empty();
+  std::vector<Problem> &problems = *reader.refusal.problems;
+  bool changesNothing = takes.when != writeChange || reader.wants.byElement.empty();
   if (!problems.empty() || changesNothing) {
     problems.insert(problems.end(), reader.wants.notes.begin(), reader.wants.notes.end());
   }
@@ -189,3 +190,5 @@ REDFISH_WANTS readBody(const REDFISH_MODEL &model, const Json &body, const REDFI
   }
   return reader.wants;
 }
+
+} // namespace xyl::host::redfish

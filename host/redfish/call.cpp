@@ -2,8 +2,10 @@
 #include "host/redfish/body.h"
 #include "host/redfish/request.h"
 
-REDFISH_WANTS readChange(const REDFISH_CALL &call, REDFISH_TABLE table) {
-  REDFISH_WANTS wants = readBody(call.model, call.body, {table, WRITE_CHANGE, call.resource});
+namespace xyl::host::redfish {
+
+Wants readChange(const Call &call, Table table) {
+  Wants wants = readBody(call.model, call.body, {table, writeChange, call.resource});
   if (wants.byElement.empty()) {
     refuse("NoOperation");
   }
@@ -11,19 +13,21 @@ REDFISH_WANTS readChange(const REDFISH_CALL &call, REDFISH_TABLE table) {
   return wants;
 }
 
-void putHotspare(CHANGE_WRITER *writer, UINT64 disk, const char *kind, const std::vector<UINT64> &volumes) {
-  openMethod(writer, "Change", "Physical Disk");
-  putElement(writer, "OID", disk);
-  openObject(writer, "PD", "Physical Disk");
-  putElement(writer, "Hotspare", kind);
+void putHotspare(client::ChangeWriter *writer, UINT64 disk, const char *kind, const std::vector<UINT64> &volumes) {
+  client::openMethod(writer, "Change", "Physical Disk");
+  client::putElement(writer, "OID", disk);
+  client::openObject(writer, "PD", "Physical Disk");
+  client::putElement(writer, "Hotspare", kind);
   for (UINT64 volume : volumes) {
-    putElement(writer, "VD", volume);
+    client::putElement(writer, "VD", volume);
   }
-  closeMethod(writer);
+  client::closeMethod(writer);
 }
 
-void needReady(const REDFISH_MODEL &model, const Json &disk, const std::string &property, const std::string &value) {
+void needReady(const Model &model, const Json &disk, const std::string &property, const std::string &value) {
   if (disk.value("State", "") != "Ready") {
     refuse("PropertyValueResourceConflict", {property, value, driveUri(model, disk)}, property);
   }
 }
+
+} // namespace xyl::host::redfish

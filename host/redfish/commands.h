@@ -5,16 +5,19 @@
 #include "host/common/common.h"
 #include "host/redfish/redfish.h"
 
-inline constexpr XYL_COMMAND g_redfishCommand = {
-    .Name = "redfish",
-    .Operands = "[SAVED.xml] DIRECTORY | METHOD URI [SAVED.xml]",
-    .OperandsMin = 1,
-    .OperandsMax = 3,
-    .Options = CONTROLLER_OPTIONS | optionSet(XYL_OPTION_OUTPUT, XYL_OPTION_FORCE, XYL_OPTION_INCOMPLETE,
-                                              XYL_OPTION_REQUEST, XYL_OPTION_YES, XYL_OPTION_IF_MATCH),
-    .Need = redfishNeed,
-    .Summary = "writes a configuration as Redfish resources, or a request as changes",
-    .Description = "Writes the resources of a Redfish service that tells the configuration to DIRECTORY/redfish, an "
+namespace xyl::host::redfish {
+
+inline constexpr client::Command g_redfishCommand = {
+    .name = "redfish",
+    .operands = "[SAVED.xml] DIRECTORY | METHOD URI [SAVED.xml]",
+    .operandsMin = 1,
+    .operandsMax = 3,
+    .options = client::controllerOptions | client::optionSet(client::optionOutput, client::optionForce,
+                                                             client::optionIncomplete, client::optionRequest,
+                                                             client::optionYes, client::optionIfMatch),
+    .need = redfishNeed,
+    .summary = "writes a configuration as Redfish resources, or a request as changes",
+    .description = "Writes the resources of a Redfish service that tells the configuration to DIRECTORY/redfish, an "
                    "index.json each, of SAVED.xml or, without it, of the controller. With --request it writes the "
                    "change document that does what a POST, PATCH or DELETE asks for; BODY.json is the request's body, "
                    "/dev/null for none. A request that cannot be expressed is refused, and the output is the error "
@@ -22,9 +25,11 @@ inline constexpr XYL_COMMAND g_redfishCommand = {
                    "DIRECTORY - prints all "
                    "resources as one JSON document. With --yes the request is run on the controller, and the output "
                    "is one JSON document with the status and the body of the answer.",
-    .HostExamples = "xyl redfish saved.xml mockup\n"
+    .hostExamples = "xyl redfish saved.xml mockup\n"
                     "xyl redfish mockup --controller lab.json --force\n"
                     "xyl redfish --request body.json PATCH /redfish/v1/Systems/1/Storage/0/Volumes/3 saved.xml -o "
                     "changes.xml",
-    .Run = guardedRun<runRedfish>,
+    .run = guardedRun<runRedfish>,
 };
+
+} // namespace xyl::host::redfish

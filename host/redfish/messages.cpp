@@ -2,9 +2,11 @@
 
 #include <cstring>
 
+namespace xyl::host::redfish {
+
 #define REGISTRY "Base.1.22."
 
-struct MESSAGE_ROW {
+struct MessageRow {
   const char *key;
   const char *text; // %1, %2, ... stand for the arguments
   unsigned httpStatus;
@@ -12,7 +14,7 @@ struct MESSAGE_ROW {
 };
 
 // Of the standard's registry "Base", which clients look the keys up in.
-static constexpr MESSAGE_ROW g_messages[] = {
+static constexpr MessageRow g_messages[] = {
     {"ActionParameterUnknown", "The action %1 was submitted with the invalid parameter %2.", 400, "Warning"},
     {"ActionParameterValueNotInList",
      "The value '%1' for the parameter %2 in the action %3 is not in the list of acceptable values.", 400, "Warning"},
@@ -68,8 +70,8 @@ static constexpr MESSAGE_ROW g_messages[] = {
 };
 
 // A key that is not there is told as it stands.
-static MESSAGE_ROW rowOf(const char *key) {
-  for (const MESSAGE_ROW &row : g_messages) {
+static MessageRow rowOf(const char *key) {
+  for (const MessageRow &row : g_messages) {
     if (std::strcmp(row.key, key) == 0) {
       return row;
     }
@@ -78,11 +80,11 @@ static MESSAGE_ROW rowOf(const char *key) {
 }
 
 void refuse(const char *key, std::vector<std::string> arguments, const std::string &property) {
-  std::vector<REDFISH_PROBLEM> problems = {{key, std::move(arguments), property}};
-  throw REDFISH_REFUSAL{std::make_shared<std::vector<REDFISH_PROBLEM>>(std::move(problems))};
+  std::vector<Problem> problems = {{key, std::move(arguments), property}};
+  throw Refusal{std::make_shared<std::vector<Problem>>(std::move(problems))};
 }
 
-std::string problemText(const REDFISH_PROBLEM &problem) {
+std::string problemText(const Problem &problem) {
   std::string text;
   for (const char *at = rowOf(problem.key).text; *at != 0; ++at) {
     size_t number = *at == '%' ? static_cast<size_t>(at[1] - '1') : problem.arguments.size();
@@ -96,7 +98,7 @@ std::string problemText(const REDFISH_PROBLEM &problem) {
   return text;
 }
 
-Json messageOf(const REDFISH_PROBLEM &problem) {
+Json messageOf(const Problem &problem) {
   Json message = {{"@odata.type", "#Message.v1_3_0.Message"},
                   {"MessageId", std::string(REGISTRY) + problem.key},
                   {"Message", problemText(problem)},
@@ -111,9 +113,9 @@ Json messageOf(const REDFISH_PROBLEM &problem) {
   return message;
 }
 
-Json errorBody(const REDFISH_REFUSAL &refusal) {
+Json errorBody(const Refusal &refusal) {
   Json messages = Json::array();
-  for (const REDFISH_PROBLEM &problem : *refusal.problems) {
+  for (const Problem &problem : *refusal.problems) {
     messages.push_back(messageOf(problem));
   }
   bool isOne = messages.size() == 1;
@@ -123,6 +125,8 @@ Json errorBody(const REDFISH_REFUSAL &refusal) {
        {{"code", whole["MessageId"]}, {"message", whole["Message"]}, {"@Message.ExtendedInfo", std::move(messages)}}}};
 }
 
-unsigned httpStatusOf(const REDFISH_REFUSAL &refusal) {
+unsigned httpStatusOf(const Refusal &refusal) {
   return rowOf(refusal.problems->front().key).httpStatus;
 }
+
+} // namespace xyl::host::redfish

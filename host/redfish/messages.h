@@ -7,8 +7,10 @@
 
 #include "host/redfish/fields.h"
 
+namespace xyl::host::redfish {
+
 // One message of the registry "Base".
-struct REDFISH_PROBLEM {
+struct Problem {
   const char *key;                    // "PropertyUnknown"
   std::vector<std::string> arguments; // as the registry orders them
   std::string property;               // path that it is about; "": none
@@ -16,18 +18,20 @@ struct REDFISH_PROBLEM {
 };
 
 // Thrown to where the request is answered.
-struct REDFISH_REFUSAL {
-  std::shared_ptr<std::vector<REDFISH_PROBLEM>> problems = std::make_shared<std::vector<REDFISH_PROBLEM>>();
+struct Refusal {
+  std::shared_ptr<std::vector<Problem>> problems = std::make_shared<std::vector<Problem>>();
 };
 
 [[noreturn]] void refuse(const char *key, std::vector<std::string> arguments = {}, const std::string &property = "");
 
 // The message in words.
-std::string problemText(const REDFISH_PROBLEM &problem);
+std::string problemText(const Problem &problem);
 
 // The message as an object of "@Message.ExtendedInfo".
-Json messageOf(const REDFISH_PROBLEM &problem);
+Json messageOf(const Problem &problem);
 
 // The body of the answer, and its HTTP status, which the first message decides.
-Json errorBody(const REDFISH_REFUSAL &refusal);
-unsigned httpStatusOf(const REDFISH_REFUSAL &refusal);
+Json errorBody(const Refusal &refusal);
+unsigned httpStatusOf(const Refusal &refusal);
+
+} // namespace xyl::host::redfish

@@ -10,30 +10,32 @@
 #include "client/output/output.h"
 #include "host/common/common.h"
 
+namespace xyl::host::redfish {
+
 namespace fs = std::filesystem;
 
-static CLIENT_ERROR cannotWrite(const fs::path &place, EFI_STATUS status) {
-  return {status, "cannot write '" + place.string() + "': " + statusWords(status)};
+static ClientError cannotWrite(const fs::path &place, EFI_STATUS status) {
+  return {status, "cannot write '" + place.string() + "': " + client::statusWords(status)};
 }
 
 // A folder of a name of its own, which goes with all that is in it.
-struct FOLDER {
+struct Folder {
   std::string name;
 
-  explicit FOLDER(const fs::path &beside) : name(beside.string() + ".XXXXXX") {
+  explicit Folder(const fs::path &beside) : name(beside.string() + ".XXXXXX") {
     if (mkdtemp(name.data()) == nullptr) {
       throw cannotWrite(beside, statusFromErrno(errno));
     }
   }
-  FOLDER(const FOLDER &) = delete;
-  FOLDER &operator=(const FOLDER &) = delete;
-  ~FOLDER() {
+  Folder(const Folder &) = delete;
+  Folder &operator=(const Folder &) = delete;
+  ~Folder() {
     std::error_code ignored;
     fs::remove_all(name, ignored);
   }
 };
 
-static void writeFiles(const fs::path &folder, const REDFISH_RESOURCES &resources) {
+static void writeFiles(const fs::path &folder, const Resources &resources) {
   for (const auto &[uri, resource] : resources) {
     fs::path place = folder / uri.substr(1);
     std::error_code error;
@@ -54,23 +56,23 @@ static bool isMockup(const fs::path &folder) {
          fs::is_regular_file(folder / "v1" / "index.json", error);
 }
 
-void writeMockup(const std::string &directory, const REDFISH_RESOURCES &resources, bool replaces) {
+void writeMockup(const std::string &directory, const Resources &resources, bool replaces) {
   fs::path target = fs::path(directory) / "redfish";
   std::error_code error;
   bool exists = fs::exists(fs::symlink_status(target, error));
   if (exists && !replaces) {
-    throw CLIENT_ERROR(EFI_ALREADY_STARTED, "'" + target.string() +
-                                                "' exists; write to another directory, or replace "
-                                                "it with --force");
+    throw ClientError(EFI_ALREADY_STARTED, "'" + target.string() +
+                                               "' exists; write to another directory, or replace "
+                                               "it with --force");
   }
   if (exists && !isMockup(target)) {
-    throw CLIENT_ERROR(EFI_ACCESS_DENIED, "'" + target.string() + "' holds something else; write to another directory");
+    throw ClientError(EFI_ACCESS_DENIED, "'" + target.string() + "' holds something else; write to another directory");
   }
   fs::create_directories(directory, error);
   if (error) {
     throw cannotWrite(directory, statusFromErrno(error.value()));
   }
-  FOLDER made(target);
+  Folder made(target);
   writeFiles(made.name, resources);
   std::string tree = made.name + "/redfish";
   unsigned flags = exists ? RENAME_EXCHANGE : RENAME_NOREPLACE; // the old tree then goes with the folder
@@ -78,3 +80,5 @@ void writeMockup(const std::string &directory, const REDFISH_RESOURCES &resource
     throw cannotWrite(target, statusFromErrno(errno));
   }
 }
+
+} // namespace xyl::host::redfish

@@ -3,7 +3,11 @@
 
 #include "host/redfish/resources.h"
 
+namespace xyl::host::redfish {
+
 // Writes the resources below the folder "redfish" of the directory, an index.json each. The directory is made when it
 // is missing; a folder "redfish" in it is replaced as a whole, when it may be and holds such a tree. Throws
-// CLIENT_ERROR, and what stood there is then as it was.
-void writeMockup(const std::string &directory, const REDFISH_RESOURCES &resources, bool replaces);
+// ClientError, and what stood there is then as it was.
+void writeMockup(const std::string &directory, const Resources &resources, bool replaces);
+
+} // namespace xyl::host::redfish

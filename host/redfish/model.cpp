@@ -5,16 +5,18 @@
 #include "client/show/show.h"
 #include "host/common/common.h"
 
-static void keepText(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
-  static_cast<std::string *>(front->Context)->append(text, length);
+namespace xyl::host::redfish {
+
+static void keepText(const client::Front *front, const CHAR8 *text, UINTN length) {
+  static_cast<std::string *>(front->context)->append(text, length);
 }
 
-static Json showJson(const XYL_FRONT *front, const XML_NODE *root) {
+static Json showJson(const client::Front *front, const XML_NODE *root) {
   std::string text;
-  XYL_FRONT keeper = *front;
-  keeper.Context = &text;
-  keeper.WriteOut = keepText;
-  writeConfiguration(&keeper, adapterOf(root), childNamed(root, "Inventory"));
+  client::Front keeper = *front;
+  keeper.context = &text;
+  keeper.writeOut = keepText;
+  client::writeConfiguration(&keeper, client::adapterOf(root), client::childNamed(root, "Inventory"));
   return Json::parse(text);
 }
 
@@ -25,37 +27,37 @@ static Json takeList(Json *object, const char *member) {
   return list;
 }
 
-static void takeDisks(REDFISH_MODEL *model, Json *holder, const std::string &chassis) {
+static void takeDisks(Model *model, Json *holder, const std::string &chassis) {
   for (Json &disk : takeList(holder, "PD")) {
     if (!model->diskById.emplace(idOf(disk), model->disks.size()).second) {
-      throw CLIENT_ERROR(EFI_INVALID_PARAMETER, "two disks have the id " + idText(disk));
+      throw ClientError(EFI_INVALID_PARAMETER, "two disks have the id " + idText(disk));
     }
     model->disks.push_back({std::move(disk), chassis});
   }
 }
 
-static void takeEnclosures(REDFISH_MODEL *model) {
+static void takeEnclosures(Model *model) {
   std::set<UINT64> ids;
   for (Json &enclosure : takeList(&model->adapter, "Enclosure")) {
     if (!ids.insert(idOf(enclosure)).second) {
-      throw CLIENT_ERROR(EFI_INVALID_PARAMETER, "two enclosures have the id " + idText(enclosure));
+      throw ClientError(EFI_INVALID_PARAMETER, "two enclosures have the id " + idText(enclosure));
     }
     takeDisks(model, &enclosure, idText(enclosure));
     model->enclosures.push_back(std::move(enclosure));
   }
 }
 
-static void takeVolumes(REDFISH_MODEL *model) {
+static void takeVolumes(Model *model) {
   for (Json &volume : takeList(&model->adapter, "VD")) {
     if (!model->volumeById.emplace(idOf(volume), model->volumes.size()).second) {
-      throw CLIENT_ERROR(EFI_INVALID_PARAMETER, "two virtual disks have the id " + idText(volume));
+      throw ClientError(EFI_INVALID_PARAMETER, "two virtual disks have the id " + idText(volume));
     }
     model->volumes.push_back(std::move(volume));
   }
 }
 
 // What is linked stands in both, whichever of them the document tells it of.
-static void linkObjects(REDFISH_MODEL *model) {
+static void linkObjects(Model *model) {
   for (size_t place = 0; place < model->volumes.size(); ++place) {
     for (const Json &disk : itemsOf(model->volumes[place], "PD")) {
       model->volumesOn[disk].push_back(place);
@@ -71,12 +73,12 @@ static void linkObjects(REDFISH_MODEL *model) {
   }
 }
 
-void readRedfishModel(const XYL_FRONT *front, const XML_NODE *root, REDFISH_MODEL *model) {
+void readRedfishModel(const client::Front *front, const XML_NODE *root, Model *model) {
   Json shown = showJson(front, root);
   model->adapter = std::move(shown["Adapter"]);
   model->location = shown.value("PCILocation", Json::object());
   takeEnclosures(model);
-  takeDisks(model, &model->adapter, CHASSIS_OF_SERVER);
+  takeDisks(model, &model->adapter, chassisOfServer);
   takeVolumes(model);
   linkObjects(model);
 }
@@ -98,22 +100,24 @@ std::vector<size_t> placesOf(const std::map<UINT64, std::vector<size_t>> &places
   return found == places.end() ? std::vector<size_t>() : found->second;
 }
 
-std::string storageUri(const REDFISH_MODEL &model) {
+std::string storageUri(const Model &model) {
   return REDFISH_ROOT "/Systems/1/Storage/" + idText(model.adapter);
 }
 
-std::string controllerUri(const REDFISH_MODEL &model) {
+std::string controllerUri(const Model &model) {
   return storageUri(model) + "/Controllers/" + idText(model.adapter);
 }
 
-std::string driveUri(const REDFISH_MODEL &model, const Json &disk) {
+std::string driveUri(const Model &model, const Json &disk) {
   return REDFISH_ROOT "/Chassis/" + model.disks[model.diskById.at(idOf(disk))].chassis + "/Drives/" + idText(disk);
 }
 
-std::string volumesUri(const REDFISH_MODEL &model) {
+std::string volumesUri(const Model &model) {
   return storageUri(model) + "/Volumes";
 }
 
-std::string volumeUri(const REDFISH_MODEL &model, const Json &volume) {
+std::string volumeUri(const Model &model, const Json &volume) {
   return volumesUri(model) + "/" + idText(volume);
 }
+
+} // namespace xyl::host::redfish

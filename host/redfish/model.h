@@ -8,17 +8,19 @@
 #include "client/documents/documents.h"
 #include "host/redfish/fields.h"
 
-struct REDFISH_DISK {
+namespace xyl::host::redfish {
+
+struct Disk {
   Json object;
   std::string chassis; // its id
 };
 
 // Objects without those that are nested in them.
-struct REDFISH_MODEL {
+struct Model {
   Json adapter = Json::object();
   Json location = Json::object(); // PCI place; empty: not known
   std::vector<Json> enclosures;
-  std::vector<REDFISH_DISK> disks;
+  std::vector<Disk> disks;
   std::vector<Json> volumes;
   std::map<UINT64, size_t> diskById;
   std::map<UINT64, size_t> volumeById;
@@ -26,11 +28,11 @@ struct REDFISH_MODEL {
   std::map<UINT64, std::vector<size_t>> sparesOf;  // by the id of a virtual disk: its dedicated hot spares
 };
 
-// Of a document's tree, which has an adapter. Throws CLIENT_ERROR where objects of a kind have one id.
-void readRedfishModel(const XYL_FRONT *front, const XML_NODE *root, REDFISH_MODEL *model);
+// Of a document's tree, which has an adapter. Throws ClientError where objects of a kind have one id.
+void readRedfishModel(const client::Front *front, const XML_NODE *root, Model *model);
 
 #define REDFISH_ROOT "/redfish/v1"
-#define CHASSIS_OF_SERVER "Server" // holds the adapter and the disks outside enclosures
+inline constexpr char chassisOfServer[] = "Server"; // holds the adapter and the disks outside enclosures
 
 UINT64 idOf(const Json &object);
 std::string idText(const Json &object);
@@ -39,8 +41,10 @@ Json itemsOf(const Json &object, const char *member);
 // The places found for an id, or none.
 std::vector<size_t> placesOf(const std::map<UINT64, std::vector<size_t>> &places, UINT64 id);
 
-std::string storageUri(const REDFISH_MODEL &model);
-std::string controllerUri(const REDFISH_MODEL &model);
-std::string driveUri(const REDFISH_MODEL &model, const Json &disk);
-std::string volumesUri(const REDFISH_MODEL &model);
-std::string volumeUri(const REDFISH_MODEL &model, const Json &volume);
+std::string storageUri(const Model &model);
+std::string controllerUri(const Model &model);
+std::string driveUri(const Model &model, const Json &disk);
+std::string volumesUri(const Model &model);
+std::string volumeUri(const Model &model, const Json &volume);
+
+} // namespace xyl::host::redfish

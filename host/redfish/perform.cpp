@@ -6,16 +6,18 @@
 #include "host/redfish/request.h"
 #include "host/redfish/source.h"
 
+namespace xyl::host::redfish {
+
 // The configuration at one time.
-struct REDFISH_LOOK {
-  REDFISH_MODEL model;
-  REDFISH_RESOURCES resources;
+struct Look {
+  Model model;
+  Resources resources;
 };
 
-static XYL_RESULT lookAt(const XYL_CONTEXT &context, const CONTROLLER &controller, REDFISH_LOOK *look) {
+static client::Result lookAt(const client::Context &context, const client::Controller &controller, Look *look) {
   look->model = {};
-  XYL_RESULT result = readRedfishController(context, controller, &look->model);
-  if (!isFailure(result)) {
+  client::Result result = readRedfishController(context, controller, &look->model);
+  if (!client::isFailure(result)) {
     look->resources = makeResources(look->model);
   }
   return result;
@@ -24,41 +26,42 @@ static XYL_RESULT lookAt(const XYL_CONTEXT &context, const CONTROLLER &controlle
 // --- The change ---
 
 // What the client tells of a change.
-struct TOLD {
+struct Told {
   std::string out; // a JSON document, as of 'apply'
   std::string error;
 };
 
-static void keepOut(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
-  static_cast<TOLD *>(front->Context)->out.append(text, length);
+static void keepOut(const client::Front *front, const CHAR8 *text, UINTN length) {
+  static_cast<Told *>(front->context)->out.append(text, length);
 }
 
-static void keepError(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
-  static_cast<TOLD *>(front->Context)->error.append(text, length);
+static void keepError(const client::Front *front, const CHAR8 *text, UINTN length) {
+  static_cast<Told *>(front->context)->error.append(text, length);
 }
 
 // Takes the document over.
-static XYL_RESULT apply(const XYL_CONTEXT &context, const CONTROLLER &controller, CHANGE_WRITER *writer, TOLD *told) {
-  XYL_FRONT front = *context.Front;
-  front.Context = told;
-  front.WriteOut = keepOut;
-  front.WriteError = keepError;
-  XYL_REQUEST request = *context.Request;
-  request.Options[XYL_OPTION_JSON] = "";
-  CHANGE_REQUEST change = {"the request",
-                           "change",
-                           {writer->Text.Chars, writer->Text.Length},
-                           /* SavedOf= */ nullptr,
-                           /* Prepare= */ nullptr,
-                           /* PrepareData= */ nullptr};
-  writer->Text = {};
-  XYL_RESULT result = applyChanges({&front, &request}, controller, change);
-  lookAgain();
+static client::Result apply(const client::Context &context, const client::Controller &controller,
+                            client::ChangeWriter *writer, Told *told) {
+  client::Front front = *context.front;
+  front.context = told;
+  front.writeOut = keepOut;
+  front.writeError = keepError;
+  client::Request request = *context.request;
+  request.options[client::optionJson] = "";
+  client::ChangeRequest change = {"the request",
+                                  "change",
+                                  {writer->text.chars, writer->text.length},
+                                  /* SavedOf= */ nullptr,
+                                  /* Prepare= */ nullptr,
+                                  /* PrepareData= */ nullptr};
+  writer->text = {};
+  client::Result result = client::applyChanges({&front, &request}, controller, change);
+  client::lookAgain();
   return result;
 }
 
 // What the controller says to what it has not done.
-static REDFISH_PROBLEM problemOf(EFI_STATUS status, const std::string &words) {
+static Problem problemOf(EFI_STATUS status, const std::string &words) {
   static constexpr struct {
     EFI_STATUS status;
     const char *key;
@@ -73,7 +76,7 @@ static REDFISH_PROBLEM problemOf(EFI_STATUS status, const std::string &words) {
 }
 
 // The step that failed, in words; without one what was complained of.
-static std::string wordsOf(const TOLD &told) {
+static std::string wordsOf(const Told &told) {
   Json document = Json::parse(told.out, nullptr, /* allow_exceptions= */ false);
   for (const Json &step : document.is_object() ? document.value("steps", Json::array()) : Json::array()) {
     if (step.value("result", "") != "Success") {
@@ -84,7 +87,7 @@ static std::string wordsOf(const TOLD &told) {
   return told.error.substr(0, told.error.find('\n'));
 }
 
-static bool isHalfDone(const TOLD &told) {
+static bool isHalfDone(const Told &told) {
   Json document = Json::parse(told.out, nullptr, /* allow_exceptions= */ false);
   return document.is_object() && document.value("failure", "") == "half done";
 }
@@ -92,7 +95,7 @@ static bool isHalfDone(const TOLD &told) {
 // --- The answer ---
 
 // The volume that was not there before, or "": nobody else makes any in between.
-static std::string createdBy(const REDFISH_LOOK &before, const REDFISH_LOOK &after) {
+static std::string createdBy(const Look &before, const Look &after) {
   for (const Json &volume : after.model.volumes) {
     if (!before.model.volumeById.contains(idOf(volume))) {
       return volumeUri(after.model, volume);
@@ -102,8 +105,8 @@ static std::string createdBy(const REDFISH_LOOK &before, const REDFISH_LOOK &aft
 }
 
 // What a change has left out stands beside where it would be.
-static void putNotes(Json *answer, const std::vector<REDFISH_PROBLEM> &notes) {
-  for (const REDFISH_PROBLEM &note : notes) {
+static void putNotes(Json *answer, const std::vector<Problem> &notes) {
+  for (const Problem &note : notes) {
     Json *holder = &(*answer)["body"];
     std::string name = note.property;
     size_t slash = name.find('/');
@@ -116,18 +119,17 @@ static void putNotes(Json *answer, const std::vector<REDFISH_PROBLEM> &notes) {
   }
 }
 
-static void print(const XYL_CONTEXT &context, const Json &answer) {
+static void print(const client::Context &context, const Json &answer) {
   std::string text = answer.dump(-1, ' ', /* ensure_ascii= */ false, Json::error_handler_t::replace) + "\n";
-  context.Front->WriteOut(context.Front, text.c_str(), text.size());
+  context.front->writeOut(context.front, text.c_str(), text.size());
 }
 
-static Json refused(const REDFISH_REFUSAL &refusal) {
+static Json refused(const Refusal &refusal) {
   return {{"status", httpStatusOf(refusal)}, {"body", errorBody(refusal)}};
 }
 
 // What was done shows in the resource, what was not in a message beside it.
-static Json doneAnswer(const REDFISH_DEED &deed, const REDFISH_LOOK &before, const REDFISH_LOOK &after,
-                       const REDFISH_PROBLEM *problem) {
+static Json doneAnswer(const Deed &deed, const Look &before, const Look &after, const Problem *problem) {
   std::string made = deed.method == "POST" ? createdBy(before, after) : "";
   std::string shown = deed.method == "PATCH" ? targetOf(deed.uri, after.resources) : made;
   Json answer = {{"status", !made.empty() ? 201 : !shown.empty() ? 200 : 204}};
@@ -144,55 +146,54 @@ static Json doneAnswer(const REDFISH_DEED &deed, const REDFISH_LOOK &before, con
   return answer;
 }
 
-static void needMatch(const REDFISH_DEED &deed, const REDFISH_LOOK &look) {
+static void needMatch(const Deed &deed, const Look &look) {
   std::string target = targetOf(deed.uri, look.resources);
   if (!deed.ifMatch.empty() && !target.empty() && look.resources.at(target).value("@odata.etag", "") != deed.ifMatch) {
     refuse("PreconditionFailed");
   }
 }
 
-// The change document; throws REDFISH_REFUSAL.
-static void write(const REDFISH_DEED &deed, const REDFISH_LOOK &look, CHANGE_WRITER *writer,
-                  std::vector<REDFISH_PROBLEM> *notes) {
+// The change document; throws Refusal.
+static void write(const Deed &deed, const Look &look, client::ChangeWriter *writer, std::vector<Problem> *notes) {
   needMatch(deed, look);
   putRequest({look.model, deed.method, deed.uri, deed.body}, look.resources, writer, notes);
   if (!isEmpty(*writer)) {
-    closeDocument(writer);
+    client::closeDocument(writer);
   }
-  if (writer->Text.Failed) {
+  if (writer->text.failed) {
     throw std::bad_alloc();
   }
 }
 
-XYL_RESULT performRequest(const XYL_CONTEXT &context, const REDFISH_DEED &deed) {
-  CONTROLLER controller;
-  REDFISH_LOOK before;
-  XYL_RESULT result = openController(context, &controller);
-  result = isFailure(result) ? result : lookAt(context, controller, &before);
-  if (isFailure(result)) {
+client::Result performRequest(const client::Context &context, const Deed &deed) {
+  client::Controller controller;
+  Look before;
+  client::Result result = client::openController(context, &controller);
+  result = client::isFailure(result) ? result : lookAt(context, controller, &before);
+  if (client::isFailure(result)) {
     return result;
   }
-  WRITER_HOLDER holder;
-  std::vector<REDFISH_PROBLEM> notes;
+  WriterHolder holder;
+  std::vector<Problem> notes;
   try {
     write(deed, before, &holder.writer, &notes);
-  } catch (const REDFISH_REFUSAL &refusal) {
+  } catch (const Refusal &refusal) {
     print(context, refused(refusal));
-    return succeeded();
+    return client::succeeded();
   }
   if (isEmpty(holder.writer)) {
     Json answer = doneAnswer(deed, before, before, /* problem= */ nullptr);
     putNotes(&answer, notes);
     print(context, answer);
-    return succeeded();
+    return client::succeeded();
   }
-  TOLD told;
-  REDFISH_LOOK after;
+  Told told;
+  Look after;
   result = apply(context, controller, &holder.writer, &told);
-  XYL_RESULT looked = lookAt(context, controller, &after);
-  REDFISH_PROBLEM problem = problemOf(result.Status, wordsOf(told));
-  bool isDone = !isFailure(result) || isHalfDone(told);
-  if (isFailure(looked)) {
+  client::Result looked = lookAt(context, controller, &after);
+  Problem problem = problemOf(result.status, wordsOf(told));
+  bool isDone = !client::isFailure(result) || isHalfDone(told);
+  if (client::isFailure(looked)) {
     problem = {"InternalError",
                {},
                "",
@@ -200,11 +201,13 @@ XYL_RESULT performRequest(const XYL_CONTEXT &context, const REDFISH_DEED &deed) 
                    "made; what the controller holds now cannot be read."};
     isDone = false;
   }
-  Json answer = isDone ? doneAnswer(deed, before, after, isFailure(result) ? &problem : nullptr)
-                       : refused({std::make_shared<std::vector<REDFISH_PROBLEM>>(1, problem)});
+  Json answer = isDone ? doneAnswer(deed, before, after, client::isFailure(result) ? &problem : nullptr)
+                       : refused({std::make_shared<std::vector<Problem>>(1, problem)});
   if (isDone) {
     putNotes(&answer, notes);
   }
   print(context, answer);
-  return succeeded();
+  return client::succeeded();
 }
+
+} // namespace xyl::host::redfish

@@ -5,8 +5,10 @@
 
 #include "client/command_line/command_line.h"
 
+namespace xyl::host::redfish {
+
 // What is asked for.
-struct REDFISH_DEED {
+struct Deed {
   std::string method;
   std::string uri;
   std::string body;
@@ -16,4 +18,6 @@ struct REDFISH_DEED {
 // Runs the request, between two looks at the controller that nobody else changes meanwhile, and prints what came of it
 // as one JSON document: "status" (of HTTP), "location" of what was made, "body" of the answer. A failure is one before
 // there is an answer.
-XYL_RESULT performRequest(const XYL_CONTEXT &context, const REDFISH_DEED &deed);
+client::Result performRequest(const client::Context &context, const Deed &deed);
+
+} // namespace xyl::host::redfish

@@ -3,8 +3,12 @@
 
 #include "client/command_line/command_line.h"
 
-// A controller when the operands name no document: to read the configuration, or to run a request on it.
-XYL_NEED redfishNeed(const XYL_REQUEST &request);
+namespace xyl::host::redfish {
 
-// The command. The platform of the host program must be up. Throws CLIENT_ERROR and USAGE_ERROR.
-XYL_RESULT runRedfish(const XYL_CONTEXT &context);
+// A controller when the operands name no document: to read the configuration, or to run a request on it.
+client::Need redfishNeed(const client::Request &request);
+
+// The command. The platform of the host program must be up. Throws ClientError and UsageError.
+client::Result runRedfish(const client::Context &context);
+
+} // namespace xyl::host::redfish

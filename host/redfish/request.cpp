@@ -6,18 +6,20 @@
 
 #include "host/redfish/body.h"
 
+namespace xyl::host::redfish {
+
 // --- The system ---
 
 // All that may be asked for is there already, since a storage service starts no system.
-static void changeSystem(const REDFISH_CALL &call) {
+static void changeSystem(const Call &call) {
   readChange(call, g_systemFields);
 }
 
 // --- Drives ---
 
-static void changeDrive(const REDFISH_CALL &call) {
-  REDFISH_WANTS wants = readChange(call, g_driveFields);
-  const REDFISH_WANT *spare = wants.find("Hotspare");
+static void changeDrive(const Call &call) {
+  Wants wants = readChange(call, g_driveFields);
+  const Want *spare = wants.find("Hotspare");
   if (call.resource.at("HotspareType") == spare->given) {
     return;
   }
@@ -42,34 +44,34 @@ static bool isEditable(const Json &adapter, const std::string &rate) {
   return false;
 }
 
-static void changeController(const REDFISH_CALL &call) {
-  REDFISH_WANTS wants = readChange(call, g_controllerFields);
-  openMethod(call.writer, "Change", "Adapter");
-  openObject(call.writer, "Adapter", "Adapter");
+static void changeController(const Call &call) {
+  Wants wants = readChange(call, g_controllerFields);
+  client::openMethod(call.writer, "Change", "Adapter");
+  client::openObject(call.writer, "Adapter", "Adapter");
   for (const auto &[rate, want] : wants.byElement) {
     if (!isEditable(call.model.adapter, rate)) {
       refuse("PropertyNotWritable", {want.property}, want.property);
     }
-    openElement(call.writer, "Rate");
-    putElement(call.writer, "Name", rate.c_str());
-    putElement(call.writer, "Editable", "true");
-    putElement(call.writer, "Value", want.word.get<UINT64>());
-    closeElement(call.writer);
+    client::openElement(call.writer, "Rate");
+    client::putElement(call.writer, "Name", rate.c_str());
+    client::putElement(call.writer, "Editable", "true");
+    client::putElement(call.writer, "Value", want.word.get<UINT64>());
+    client::closeElement(call.writer);
   }
-  closeMethod(call.writer);
+  client::closeMethod(call.writer);
 }
 
 // --- Routes ---
 
-struct ROUTE {
+struct Route {
   const char *method;
   const char *resource; // behind the root; * stands for a name
   const char *action;   // behind the resource
   bool hasBody;
-  void (*call)(const REDFISH_CALL &call);
+  void (*call)(const Call &call);
 };
 
-static constexpr ROUTE g_routes[] = {
+static constexpr Route g_routes[] = {
     {"POST", "/Systems/1/Storage/*/Volumes", "", true, createVolume},
     {"PATCH", "/Systems/1/Storage/*/Volumes/*", "", true, changeVolume},
     {"DELETE", "/Systems/1/Storage/*/Volumes/*", "", false, deleteVolume},
@@ -98,7 +100,7 @@ static bool fits(std::string_view pattern, std::string_view text) {
 }
 
 // What is made of no object takes nothing.
-static bool fits(const ROUTE &route, const std::string &resource) {
+static bool fits(const Route &route, const std::string &resource) {
   return !resource.ends_with("/" CAPABILITIES) && resource.starts_with(REDFISH_ROOT) &&
          fits(route.resource, resource.substr(std::strlen(REDFISH_ROOT)));
 }
@@ -111,16 +113,16 @@ static std::string withoutSlash(std::string uri) {
   return uri;
 }
 
-std::string targetOf(const std::string &uri, const REDFISH_RESOURCES &resources) {
+std::string targetOf(const std::string &uri, const Resources &resources) {
   std::string resource = withoutSlash(uri);
   resource.erase(std::min(resource.find("/Actions/"), resource.size()));
   return resources.contains(resource) ? resource : "";
 }
 
-Json methodsOf(const REDFISH_RESOURCES &resources) {
+Json methodsOf(const Resources &resources) {
   std::map<std::string, Json> all; // a JSON object would look through all its members for each
   for (const auto &[uri, resource] : resources) {
-    for (const ROUTE &route : g_routes) {
+    for (const Route &route : g_routes) {
       if (fits(route, uri)) {
         all[uri + route.action].push_back(route.method);
       }
@@ -136,12 +138,12 @@ static UINT64 numberAtEnd(const std::string &uri) {
   return isNumber ? std::stoull(name) : 0;
 }
 
-void putRequest(const REDFISH_REQUEST &request, const REDFISH_RESOURCES &resources, CHANGE_WRITER *writer,
-                std::vector<REDFISH_PROBLEM> *notes) {
+void putRequest(const Request &request, const Resources &resources, client::ChangeWriter *writer,
+                std::vector<Problem> *notes) {
   std::string target = targetOf(request.uri, resources);
   std::string action = withoutSlash(request.uri).substr(target.size());
   bool isThere = !target.empty() && action.empty();
-  for (const ROUTE &route : g_routes) {
+  for (const Route &route : g_routes) {
     if (target.empty() || action != route.action || !fits(route, target)) {
       continue;
     }
@@ -154,3 +156,5 @@ void putRequest(const REDFISH_REQUEST &request, const REDFISH_RESOURCES &resourc
   refuse(isThere ? "OperationNotAllowed" : "ResourceMissingAtURI",
          isThere ? std::vector<std::string>() : std::vector<std::string>{request.uri});
 }
+
+} // namespace xyl::host::redfish

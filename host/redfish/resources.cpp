@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+namespace xyl::host::redfish {
+
 #define SERVICE_ROOT REDFISH_ROOT "/"
 #define SYSTEM REDFISH_ROOT "/Systems/1"
 #define MANAGER REDFISH_ROOT "/Managers/1"
@@ -45,7 +47,7 @@ static void putOem(Json *resource, const char *kind, const Json &rest) {
 
 // --- Health ---
 
-struct STATE_ROW {
+struct StateRow {
   const char *word;
   const char *state; // null: Redfish has none
   const char *diskHealth;
@@ -53,7 +55,7 @@ struct STATE_ROW {
 };
 
 // A disk that is Offline holds no virtual disk of the controller, whatever else is on it.
-static constexpr STATE_ROW g_states[] = {
+static constexpr StateRow g_states[] = {
     {"Online", "Enabled", "OK", "OK"},
     {"Ready", "Enabled", "OK", "OK"},
     {"Degraded", "Enabled", "Warning", "Warning"},
@@ -61,10 +63,10 @@ static constexpr STATE_ROW g_states[] = {
     {"Foreign", "StandbyOffline", "Warning", "Warning"},
     {"Offline", "UnavailableOffline", "Warning", "Critical"},
 };
-static constexpr STATE_ROW g_noState = {"", nullptr, "Warning", "Warning"};
+static constexpr StateRow g_noState = {"", nullptr, "Warning", "Warning"};
 
-static const STATE_ROW &stateOf(const Json &object) {
-  for (const STATE_ROW &row : g_states) {
+static const StateRow &stateOf(const Json &object) {
+  for (const StateRow &row : g_states) {
     if (object.value("State", "") == row.word) {
       return row;
     }
@@ -83,7 +85,7 @@ static Json statusOf(const Json &object, const char *health) {
 }
 
 // The worst health of several objects.
-struct ROLLUP {
+struct Rollup {
   const char *health = "OK";
 
   void add(const std::string &other) {
@@ -94,11 +96,11 @@ struct ROLLUP {
 
 // --- Resources ---
 
-struct MAKER {
-  const REDFISH_MODEL &model;
-  REDFISH_RESOURCES made = {};
-  ROLLUP all = {};
-  std::map<std::string, ROLLUP> byChassis = {};
+struct Maker {
+  const Model &model;
+  Resources made = {};
+  Rollup all = {};
+  std::map<std::string, Rollup> byChassis = {};
   std::map<std::string, Json> drivesOf = {}; // links, by chassis
 
   void put(Json resource) {
@@ -107,9 +109,9 @@ struct MAKER {
   }
 };
 
-static void makeDrives(MAKER *maker) {
-  const REDFISH_MODEL &model = maker->model;
-  for (const REDFISH_DISK &disk : model.disks) {
+static void makeDrives(Maker *maker) {
+  const Model &model = maker->model;
+  for (const Disk &disk : model.disks) {
     std::string uri = driveUri(model, disk.object);
     std::string id = idText(disk.object);
     Json rest = disk.object;
@@ -135,12 +137,12 @@ static void makeDrives(MAKER *maker) {
 }
 
 // What the table lets be written of a new volume, with the values that the controller offers.
-static Json creationOf(const REDFISH_MODEL &model) {
+static Json creationOf(const Model &model) {
   Json creation = Json::object();
-  for (const REDFISH_FIELD &field : g_volumeFields) {
+  for (const Field &field : g_volumeFields) {
     std::string element = field.element;
-    bool isRequired = element == "RAIDLevel" || element == ELEMENT_MEMBERS;
-    if ((field.writable & WRITE_CREATE) == 0) {
+    bool isRequired = element == "RAIDLevel" || element == elementMembers;
+    if ((field.writable & writeCreate) == 0) {
       continue;
     }
     Json::json_pointer place("/" + std::string(field.property) +
@@ -155,8 +157,8 @@ static Json creationOf(const REDFISH_MODEL &model) {
   return creation;
 }
 
-static void putCapabilities(MAKER *maker, Json *volumes) {
-  const REDFISH_MODEL &model = maker->model;
+static void putCapabilities(Maker *maker, Json *volumes) {
+  const Model &model = maker->model;
   std::string uri = volumesUri(model) + "/" CAPABILITIES;
   Json capabilities = resource(uri, "#Volume.v1_10_2.Volume", CAPABILITIES, "Capabilities of new virtual disks");
   capabilities.update(creationOf(model));
@@ -172,8 +174,8 @@ static void putCapabilities(MAKER *maker, Json *volumes) {
   (*volumes)["@Redfish.CollectionCapabilities"] = all;
 }
 
-static void makeVolumes(MAKER *maker) {
-  const REDFISH_MODEL &model = maker->model;
+static void makeVolumes(Maker *maker) {
+  const Model &model = maker->model;
   Json members = Json::array();
   for (const Json &object : model.volumes) {
     std::string uri = volumeUri(model, object);
@@ -213,8 +215,8 @@ static void makeVolumes(MAKER *maker) {
 }
 
 // The adapter is a storage and its controller, which the storage tells in the old form as well.
-static void makeStorage(MAKER *maker) {
-  const REDFISH_MODEL &model = maker->model;
+static void makeStorage(Maker *maker) {
+  const Model &model = maker->model;
   std::string uri = storageUri(model);
   std::string id = idText(model.adapter);
   Json adapter = model.adapter;
@@ -239,7 +241,7 @@ static void makeStorage(MAKER *maker) {
   storage["Volumes"] = linkTo(volumesUri(model));
   putLinks(&storage, "StorageControllers", Json::array({old}));
   Json drives = Json::array();
-  for (const REDFISH_DISK &disk : model.disks) {
+  for (const Disk &disk : model.disks) {
     drives.push_back(linkTo(driveUri(model, disk.object)));
   }
   putLinks(&storage, "Drives", drives);
@@ -254,7 +256,7 @@ static void makeStorage(MAKER *maker) {
       collection(uri + "/Controllers", "StorageControllerCollection", Json::array({linkTo(controllerUri(model))})));
 }
 
-static void putChassis(MAKER *maker, Json chassis, const std::string &id) {
+static void putChassis(Maker *maker, Json chassis, const std::string &id) {
   std::string uri = chassisUri(id);
   Json drives = maker->drivesOf.contains(id) ? maker->drivesOf[id] : Json::array();
   chassis["Status"] = maker->byChassis[id].status();
@@ -266,8 +268,8 @@ static void putChassis(MAKER *maker, Json chassis, const std::string &id) {
   maker->put(collection(uri + "/Drives", "DriveCollection", drives));
 }
 
-static void makeChassis(MAKER *maker) {
-  Json members = Json::array({linkTo(chassisUri(CHASSIS_OF_SERVER))});
+static void makeChassis(Maker *maker) {
+  Json members = Json::array({linkTo(chassisUri(chassisOfServer))});
   Json inside = Json::array();
   for (const Json &enclosure : maker->model.enclosures) {
     std::string id = idText(enclosure);
@@ -276,51 +278,50 @@ static void makeChassis(MAKER *maker) {
     chassis["ChassisType"] = "Enclosure";
     moveFields(g_chassisFields, &rest, &chassis);
     putOem(&chassis, "Enclosure", rest);
-    chassis["Links"]["ContainedBy"] = linkTo(chassisUri(CHASSIS_OF_SERVER));
+    chassis["Links"]["ContainedBy"] = linkTo(chassisUri(chassisOfServer));
     putChassis(maker, chassis, id);
     members.push_back(linkTo(chassisUri(id)));
     inside.push_back(linkTo(chassisUri(id)));
   }
-  Json server =
-      resource(chassisUri(CHASSIS_OF_SERVER), "#Chassis.v1_28_0.Chassis", CHASSIS_OF_SERVER, CHASSIS_OF_SERVER);
+  Json server = resource(chassisUri(chassisOfServer), "#Chassis.v1_28_0.Chassis", chassisOfServer, chassisOfServer);
   server["ChassisType"] = "Other";
   putLinks(&server["Links"], "Contains", inside);
   putLinks(&server["Links"], "ManagedBy", Json::array({linkTo(MANAGER)}));
-  putChassis(maker, server, CHASSIS_OF_SERVER);
+  putChassis(maker, server, chassisOfServer);
   maker->put(collection(REDFISH_ROOT "/Chassis", "ChassisCollection", members));
 }
 
-static void makeSystem(MAKER *maker) {
+static void makeSystem(Maker *maker) {
   Json boot = {{"enabled", "Disabled"}, {"mode", "UEFI"}, {"target", "None"}};
-  Json system = resource(SYSTEM, "#ComputerSystem.v1_27_0.ComputerSystem", "1", CHASSIS_OF_SERVER);
+  Json system = resource(SYSTEM, "#ComputerSystem.v1_27_0.ComputerSystem", "1", chassisOfServer);
   system["Status"] = maker->all.status();
   system["Storage"] = linkTo(SYSTEM "/Storage");
   system["PowerState"] = "On"; // or nobody would answer
   moveFields(g_systemFields, &boot, &system);
-  for (const REDFISH_FIELD &field : g_systemFields) {
+  for (const Field &field : g_systemFields) {
     Json::json_pointer values("/" + std::string(field.property) + "@Redfish.AllowableValues");
     system[values] = Json::array({system[Json::json_pointer("/" + std::string(field.property))]});
   }
   system["Actions"] = Json::object(); // clients insist on it
   putLinks(&system["Links"], "ManagedBy", Json::array({linkTo(MANAGER)}));
-  putLinks(&system["Links"], "Chassis", Json::array({linkTo(chassisUri(CHASSIS_OF_SERVER))}));
+  putLinks(&system["Links"], "Chassis", Json::array({linkTo(chassisUri(chassisOfServer))}));
   maker->put(std::move(system));
   maker->put(collection(SYSTEM "/Storage", "StorageCollection", Json::array({linkTo(storageUri(maker->model))})));
   maker->put(collection(REDFISH_ROOT "/Systems", "ComputerSystemCollection", Json::array({linkTo(SYSTEM)})));
 }
 
 // What answers for the system is no more than the service.
-static void makeManager(MAKER *maker) {
+static void makeManager(Maker *maker) {
   Json manager = resource(MANAGER, "#Manager.v1_20_0.Manager", "1", "RAID configuration service");
   manager["ManagerType"] = "Service";
   manager["Status"] = {{"State", "Enabled"}, {"Health", "OK"}};
   putLinks(&manager["Links"], "ManagerForServers", Json::array({linkTo(SYSTEM)}));
-  putLinks(&manager["Links"], "ManagerForChassis", Json::array({linkTo(chassisUri(CHASSIS_OF_SERVER))}));
+  putLinks(&manager["Links"], "ManagerForChassis", Json::array({linkTo(chassisUri(chassisOfServer))}));
   maker->put(std::move(manager));
   maker->put(collection(REDFISH_ROOT "/Managers", "ManagerCollection", Json::array({linkTo(MANAGER)})));
 }
 
-static void makeRoot(MAKER *maker) {
+static void makeRoot(Maker *maker) {
   Json root = resource(SERVICE_ROOT, "#ServiceRoot.v1_20_0.ServiceRoot", "RootService", "RAID configuration");
   root["RedfishVersion"] = "1.20.0";
   root["Systems"] = linkTo(REDFISH_ROOT "/Systems");
@@ -351,9 +352,9 @@ static void putTag(Json *resource) {
   }
 }
 
-REDFISH_RESOURCES makeResources(const REDFISH_MODEL &model) {
-  MAKER maker = {model};
-  static constexpr void (*makers[])(MAKER *) = {makeDrives, makeVolumes, makeStorage, makeChassis,
+Resources makeResources(const Model &model) {
+  Maker maker = {model};
+  static constexpr void (*makers[])(Maker *) = {makeDrives, makeVolumes, makeStorage, makeChassis,
                                                 makeSystem, makeManager, makeRoot};
   for (auto *make : makers) {
     make(&maker);
@@ -363,3 +364,5 @@ REDFISH_RESOURCES makeResources(const REDFISH_MODEL &model) {
   }
   return std::move(maker.made);
 }
+
+} // namespace xyl::host::redfish

@@ -3,9 +3,13 @@
 
 #include "host/redfish/model.h"
 
-using REDFISH_RESOURCES = std::map<std::string, Json>;
+namespace xyl::host::redfish {
+
+using Resources = std::map<std::string, Json>;
 
 // The name, beside those of volumes, of what tells how a volume may be made.
 #define CAPABILITIES "Capabilities"
 
-REDFISH_RESOURCES makeResources(const REDFISH_MODEL &model);
+Resources makeResources(const Model &model);
+
+} // namespace xyl::host::redfish

@@ -2,34 +2,38 @@
 
 #include "host/common/common.h"
 
-static XYL_RESULT readModel(const XYL_CONTEXT &context, const CHAR8 *name, HOST_DOCUMENT *source,
-                            REDFISH_MODEL *model) {
-  XYL_RESULT result = parseTree(context, name, source->text.Text, &source->root);
-  if (isFailure(result)) {
+namespace xyl::host::redfish {
+
+static client::Result readModel(const client::Context &context, const CHAR8 *name, HostDocument *source, Model *model) {
+  client::Result result = client::parseTree(context, name, source->text.text, &source->root);
+  if (client::isFailure(result)) {
     return result;
   }
-  if (adapterOf(source->root) == nullptr) {
-    complain(context.Front, "%a has no adapter, so it is no configuration document", name);
-    return failed(EFI_INVALID_PARAMETER);
+  if (client::adapterOf(source->root) == nullptr) {
+    client::complain(context.front, "%a has no adapter, so it is no configuration document", name);
+    return client::failed(EFI_INVALID_PARAMETER);
   }
-  readRedfishModel(context.Front, source->root, model);
-  return succeeded();
+  readRedfishModel(context.front, source->root, model);
+  return client::succeeded();
 }
 
-XYL_RESULT readRedfishController(const XYL_CONTEXT &context, const CONTROLLER &controller, REDFISH_MODEL *model) {
-  HOST_DOCUMENT source;
+client::Result readRedfishController(const client::Context &context, const client::Controller &controller,
+                                     Model *model) {
+  HostDocument source;
   bool isWhole = false;
-  XYL_RESULT result = readToldInventory(context, controller, &source.text, &isWhole);
-  return isFailure(result) ? result : readModel(context, "the inventory", &source, model);
+  client::Result result = client::readToldInventory(context, controller, &source.text, &isWhole);
+  return client::isFailure(result) ? result : readModel(context, "the inventory", &source, model);
 }
 
-XYL_RESULT readRedfishSource(const XYL_CONTEXT &context, const CHAR8 *file, REDFISH_MODEL *model) {
+client::Result readRedfishSource(const client::Context &context, const CHAR8 *file, Model *model) {
   if (file == nullptr) {
-    CONTROLLER controller;
-    XYL_RESULT result = openController(context, &controller);
-    return isFailure(result) ? result : readRedfishController(context, controller, model);
+    client::Controller controller;
+    client::Result result = client::openController(context, &controller);
+    return client::isFailure(result) ? result : readRedfishController(context, controller, model);
   }
-  HOST_DOCUMENT source;
-  XYL_RESULT result = readDocument(context, file, &source.text);
-  return isFailure(result) ? result : readModel(context, file, &source, model);
+  HostDocument source;
+  client::Result result = client::readDocument(context, file, &source.text);
+  return client::isFailure(result) ? result : readModel(context, file, &source, model);
 }
+
+} // namespace xyl::host::redfish

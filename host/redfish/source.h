@@ -4,7 +4,12 @@
 #include "client/controllers/controllers.h"
 #include "host/redfish/model.h"
 
+namespace xyl::host::redfish {
+
 // Reads the document, or without one the controller's inventory. Failures come with a message.
-XYL_RESULT readRedfishSource(const XYL_CONTEXT &context, const CHAR8 *file, REDFISH_MODEL *model);
+client::Result readRedfishSource(const client::Context &context, const CHAR8 *file, Model *model);
 // Reads what the controller holds now.
-XYL_RESULT readRedfishController(const XYL_CONTEXT &context, const CONTROLLER &controller, REDFISH_MODEL *model);
+client::Result readRedfishController(const client::Context &context, const client::Controller &controller,
+                                     Model *model);
+
+} // namespace xyl::host::redfish

@@ -7,19 +7,21 @@
 #include "host/redfish/body.h"
 #include "host/redfish/request.h"
 
-// Names the new virtual disk within its document.
-static constexpr UINT64 NEW_VOLUME = 0x00100000;
+namespace xyl::host::redfish {
 
-static void putWord(CHANGE_WRITER *writer, const char *element, const Json &word) {
+// Names the new virtual disk within its document.
+static constexpr UINT64 newVolume = 0x00100000;
+
+static void putWord(client::ChangeWriter *writer, const char *element, const Json &word) {
   if (word.is_number()) {
-    putElement(writer, element, word.get<UINT64>());
+    client::putElement(writer, element, word.get<UINT64>());
   } else {
-    putElement(writer, element, word.get<std::string>().c_str());
+    client::putElement(writer, element, word.get<std::string>().c_str());
   }
 }
 
 // The adapter's descriptor of the level, or an empty object.
-static Json levelOf(const REDFISH_MODEL &model, const Json &word) {
+static Json levelOf(const Model &model, const Json &word) {
   for (const Json &level : itemsOf(model.adapter, "RAIDLevelParams")) {
     if (level.value("RAIDLevel", Json()) == word) {
       return level;
@@ -29,7 +31,7 @@ static Json levelOf(const REDFISH_MODEL &model, const Json &word) {
 }
 
 // Refuses a word that is not among those that there are; a list that the document lacks allows all.
-static void needOffered(const REDFISH_WANT *want, const Json *offered) {
+static void needOffered(const Want *want, const Json *offered) {
   if (want != nullptr && offered != nullptr &&
       std::find(offered->begin(), offered->end(), want->word) == offered->end()) {
     refuse("PropertyValueNotInList", {want->given, want->property}, want->property);
@@ -37,7 +39,7 @@ static void needOffered(const REDFISH_WANT *want, const Json *offered) {
 }
 
 // Refuses what the level does not offer.
-static void checkLevel(const REDFISH_WANTS &wants, const Json &level) {
+static void checkLevel(const Wants &wants, const Json &level) {
   static constexpr struct {
     const char *element;
     const char *offered;
@@ -50,25 +52,25 @@ static void checkLevel(const REDFISH_WANTS &wants, const Json &level) {
 }
 
 // The policy is one word to the controller, so the groups that are not wanted are given as they are.
-static void putCache(CHANGE_WRITER *writer, const REDFISH_WANTS &wants, const Json *policy) {
+static void putCache(client::ChangeWriter *writer, const Wants &wants, const Json *policy) {
   std::string element = "CurrentCachePolicy/";
   if (wants.find(element + "WritePolicy") == nullptr && wants.find(element + "ReadPolicy") == nullptr) {
     return;
   }
-  openElement(writer, "CurrentCachePolicy");
-  for (UINT32 i = 0; i < g_cachePolicyGroups.RowCount; ++i) {
-    const char *group = g_cachePolicyGroups.Rows[i].Element;
-    const REDFISH_WANT *want = wants.find(element + group);
+  client::openElement(writer, "CurrentCachePolicy");
+  for (UINT32 i = 0; i < driver::g_cachePolicyGroups.rowCount; ++i) {
+    const char *group = driver::g_cachePolicyGroups.rows[i].element;
+    const Want *want = wants.find(element + group);
     Json words = policy != nullptr ? itemsOf(*policy, group) : Json::array();
     if (want != nullptr || !words.empty()) {
       putWord(writer, group, want != nullptr ? want->word : words[0]);
     }
   }
-  closeElement(writer);
+  client::closeElement(writer);
 }
 
-static void putWanted(CHANGE_WRITER *writer, const REDFISH_WANTS &wants, const char *element) {
-  const REDFISH_WANT *want = wants.find(element);
+static void putWanted(client::ChangeWriter *writer, const Wants &wants, const char *element) {
+  const Want *want = wants.find(element);
   if (want != nullptr) {
     putWord(writer, element, want->word);
   }
@@ -80,16 +82,16 @@ static std::vector<UINT64> spared(const Json &disk) {
   return disk.value("Hotspare", "") == "Dedicated" ? disk.value("VD", std::vector<UINT64>()) : std::vector<UINT64>();
 }
 
-static std::set<UINT64> idsOf(const REDFISH_WANT &want) {
+static std::set<UINT64> idsOf(const Want &want) {
   return {want.word.begin(), want.word.end()};
 }
 
-static const Json &diskOf(const REDFISH_MODEL &model, UINT64 id) {
+static const Json &diskOf(const Model &model, UINT64 id) {
   return model.disks[model.diskById.at(id)].object;
 }
 
 // Makes the disk a spare of one more virtual disk.
-static void putSpare(const REDFISH_CALL &call, const REDFISH_WANT &want, const Json &disk, UINT64 volume) {
+static void putSpare(const Call &call, const Want &want, const Json &disk, UINT64 volume) {
   needReady(call.model, disk, want.property, want.given);
   std::vector<UINT64> volumes = spared(disk);
   volumes.push_back(volume);
@@ -97,7 +99,7 @@ static void putSpare(const REDFISH_CALL &call, const REDFISH_WANT &want, const J
 }
 
 // The virtual disk's spares become those that are wanted; a spare of other virtual disks stays one of these.
-static void putSpares(const REDFISH_CALL &call, const REDFISH_WANT &want) {
+static void putSpares(const Call &call, const Want &want) {
   std::set<UINT64> wanted = idsOf(want);
   for (size_t place : placesOf(call.model.sparesOf, call.id)) {
     const Json &disk = call.model.disks[place].object;
@@ -114,8 +116,8 @@ static void putSpares(const REDFISH_CALL &call, const REDFISH_WANT &want) {
 
 // --- POST ---
 
-static const REDFISH_WANT &need(const REDFISH_WANTS &wants, const char *element, const char *property) {
-  const REDFISH_WANT *want = wants.find(element);
+static const Want &need(const Wants &wants, const char *element, const char *property) {
+  const Want *want = wants.find(element);
   if (want == nullptr || want->word.empty()) {
     refuse("CreateFailedMissingReqProperties", {property}, property);
   }
@@ -131,9 +133,9 @@ static bool hasRoom(const Json &disk) {
   return isUsable && (state == "Ready" || (state == "Online" && free > disk.value("Size", UINT64{0}) >> 16));
 }
 
-static void checkMembers(const REDFISH_CALL &call, const REDFISH_WANTS &wants, const REDFISH_WANT &members) {
-  const REDFISH_WANT *span = wants.find("PDsPerSpan");
-  const REDFISH_WANT *spares = wants.find(ELEMENT_SPARES);
+static void checkMembers(const Call &call, const Wants &wants, const Want &members) {
+  const Want *span = wants.find("PDsPerSpan");
+  const Want *spares = wants.find(elementSpares);
   std::set<UINT64> taken = spares != nullptr ? idsOf(*spares) : std::set<UINT64>();
   if (span != nullptr && members.word.size() % span->word.get<UINT64>() != 0) {
     refuse("PropertyValueConflict", {span->property, members.property}, span->property);
@@ -150,67 +152,67 @@ static void checkMembers(const REDFISH_CALL &call, const REDFISH_WANTS &wants, c
   }
 }
 
-static void putMembers(CHANGE_WRITER *writer, const REDFISH_WANTS &wants, const Json &members) {
+static void putMembers(client::ChangeWriter *writer, const Wants &wants, const Json &members) {
   for (UINT64 id : members) {
-    putElement(writer, "OID", id);
+    client::putElement(writer, "OID", id);
   }
-  openObject(writer, "VD", "Virtual Disk");
-  const REDFISH_WANT *span = wants.find("PDsPerSpan");
+  client::openObject(writer, "VD", "Virtual Disk");
+  const Want *span = wants.find("PDsPerSpan");
   if (span != nullptr) {
-    putElement(writer, "SpanDepth", members.size() / span->word.get<UINT64>());
-    putElement(writer, "PDsPerSpan", span->word.get<UINT64>());
+    client::putElement(writer, "SpanDepth", members.size() / span->word.get<UINT64>());
+    client::putElement(writer, "PDsPerSpan", span->word.get<UINT64>());
   }
 }
 
-void createVolume(const REDFISH_CALL &call) {
-  REDFISH_WANTS wants = readBody(call.model, call.body, {g_volumeFields, WRITE_CREATE, nullptr});
+void createVolume(const Call &call) {
+  Wants wants = readBody(call.model, call.body, {g_volumeFields, writeCreate, nullptr});
   if (call.model.volumes.size() >= call.model.adapter.value("MaxLDs", UINT64{~0ULL})) {
     refuse("CreateLimitReachedForResource");
   }
-  const REDFISH_WANT &level = need(wants, "RAIDLevel", "RAIDType");
-  const REDFISH_WANT &members = need(wants, ELEMENT_MEMBERS, "Links/Drives");
+  const Want &level = need(wants, "RAIDLevel", "RAIDType");
+  const Want &members = need(wants, elementMembers, "Links/Drives");
   Json descriptor = levelOf(call.model, level.word);
   needOffered(&level, memberAt(call.model.adapter, "SupportedRAIDLevels"));
   checkLevel(wants, descriptor);
   checkMembers(call, wants, members);
-  openMethod(call.writer, "Create", "Virtual Disk");
+  client::openMethod(call.writer, "Create", "Virtual Disk");
   putMembers(call.writer, wants, members.word);
-  putElement(call.writer, "TargetID", NEW_VOLUME);
+  client::putElement(call.writer, "TargetID", newVolume);
   for (const char *element : {"Name", "RAIDLevel", "Size", "StripeSize", "AccessPolicy"}) {
     putWanted(call.writer, wants, element);
   }
   putCache(call.writer, wants, memberAt(descriptor, "DefaultCachePolicy"));
-  const REDFISH_WANT *encrypted = wants.find("Attributes");
+  const Want *encrypted = wants.find("Attributes");
   if (encrypted != nullptr && encrypted->word == "FDE") {
-    openElement(call.writer, "Attributes");
+    client::openElement(call.writer, "Attributes");
     putWord(call.writer, "Attrib", encrypted->word);
-    closeElement(call.writer);
+    client::closeElement(call.writer);
   }
-  closeMethod(call.writer);
-  const REDFISH_WANT *spares = wants.find(ELEMENT_SPARES);
+  client::closeMethod(call.writer);
+  const Want *spares = wants.find(elementSpares);
   if (spares == nullptr) {
     return;
   }
   for (UINT64 id : spares->word) {
-    putSpare(call, *spares, diskOf(call.model, id), NEW_VOLUME);
+    putSpare(call, *spares, diskOf(call.model, id), newVolume);
   }
 }
 
 // --- PATCH, DELETE and the action ---
 
-void changeVolume(const REDFISH_CALL &call) {
-  REDFISH_WANTS wants = readChange(call, g_volumeFields);
+void changeVolume(const Call &call) {
+  Wants wants = readChange(call, g_volumeFields);
   const Json &volume = call.model.volumes[call.model.volumeById.at(call.id)];
-  const REDFISH_WANT *spares = wants.find(ELEMENT_SPARES);
+  const Want *spares = wants.find(elementSpares);
   checkLevel(wants, volume.value("RAIDLevelDesc", Json::object()));
   if (wants.byElement.size() > (spares != nullptr ? 1U : 0U)) {
-    openMethod(call.writer, "Change", "Virtual Disk");
-    putElement(call.writer, "OID", call.id);
-    openObject(call.writer, "VD", "Virtual Disk");
+    client::openMethod(call.writer, "Change", "Virtual Disk");
+    client::putElement(call.writer, "OID", call.id);
+    client::openObject(call.writer, "VD", "Virtual Disk");
     putWanted(call.writer, wants, "Name");
     putWanted(call.writer, wants, "AccessPolicy");
     putCache(call.writer, wants, memberAt(volume, "CurrentCachePolicy"));
-    closeMethod(call.writer);
+    client::closeMethod(call.writer);
   }
   if (spares != nullptr) {
     putSpares(call, *spares);
@@ -218,12 +220,12 @@ void changeVolume(const REDFISH_CALL &call) {
 }
 
 // The same problems of what is no property but a parameter.
-static REDFISH_REFUSAL ofAction(const REDFISH_REFUSAL &refusal, const char *action) {
+static Refusal ofAction(const Refusal &refusal, const char *action) {
   static constexpr const char *keys[][2] = {{"PropertyUnknown", "ActionParameterUnknown"},
                                             {"PropertyValueNotInList", "ActionParameterValueNotInList"},
                                             {"PropertyValueTypeError", "ActionParameterValueTypeError"}};
-  REDFISH_REFUSAL other = refusal;
-  for (REDFISH_PROBLEM &problem : *other.problems) {
+  Refusal other = refusal;
+  for (Problem &problem : *other.problems) {
     for (const auto &[key, parameterKey] : keys) {
       bool isFirst = std::strcmp(problem.key, key) == 0 && std::strcmp(key, "PropertyUnknown") == 0;
       if (std::strcmp(problem.key, key) == 0) {
@@ -237,30 +239,32 @@ static REDFISH_REFUSAL ofAction(const REDFISH_REFUSAL &refusal, const char *acti
 }
 
 // A body may say when, or how. The action is null for none.
-static void putMethod(const REDFISH_CALL &call, const char *command, const char *action, REDFISH_TABLE parameters) {
+static void putMethod(const Call &call, const char *command, const char *action, Table parameters) {
   try {
     if (!call.body.is_null() && !call.body.empty()) {
-      REDFISH_WANTS wants = readBody(call.model, call.body, {parameters, WRITE_CHANGE, nullptr});
+      Wants wants = readBody(call.model, call.body, {parameters, writeChange, nullptr});
       if (!wants.notes.empty()) {
-        throw REDFISH_REFUSAL{std::make_shared<std::vector<REDFISH_PROBLEM>>(wants.notes)};
+        throw Refusal{std::make_shared<std::vector<Problem>>(wants.notes)};
       }
     }
-  } catch (const REDFISH_REFUSAL &refusal) {
+  } catch (const Refusal &refusal) {
     throw action != nullptr ? ofAction(refusal, action) : refusal;
   }
-  openMethod(call.writer, command, "Virtual Disk");
-  putElement(call.writer, "OID", call.id);
-  closeMethod(call.writer);
+  client::openMethod(call.writer, command, "Virtual Disk");
+  client::putElement(call.writer, "OID", call.id);
+  client::closeMethod(call.writer);
 }
 
-void deleteVolume(const REDFISH_CALL &call) {
+void deleteVolume(const Call &call) {
   putMethod(call, "Delete", nullptr, {});
 }
 
-void checkVolume(const REDFISH_CALL &call) {
+void checkVolume(const Call &call) {
   putMethod(call, "Check", "Volume.CheckConsistency", {});
 }
 
-void initializeVolume(const REDFISH_CALL &call) {
+void initializeVolume(const Call &call) {
   putMethod(call, "Init", "Volume.Initialize", g_initializeFields);
 }
+
+} // namespace xyl::host::redfish

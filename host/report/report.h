@@ -5,11 +5,15 @@
 
 #include "client/documents/documents.h"
 
-// A controller, whose page it is, when no document is named.
-XYL_NEED reportNeed(const XYL_REQUEST &request);
+namespace xyl::host::report {
 
-// The command. The platform of the host program must be up. Throws CLIENT_ERROR and USAGE_ERROR.
-XYL_RESULT runReport(const XYL_CONTEXT &context);
+// A controller, whose page it is, when no document is named.
+client::Need reportNeed(const client::Request &request);
+
+// The command. The platform of the host program must be up. Throws ClientError and UsageError.
+client::Result runReport(const client::Context &context);
 
 // The page of a configuration document, which a reader would call source.
 std::string reportPage(const XML_NODE *root, const std::string &source);
+
+} // namespace xyl::host::report

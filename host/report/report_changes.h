@@ -7,18 +7,22 @@
 
 #include "client/compare/compare.h"
 
+namespace xyl::host::report {
+
 // The differences of two documents, by the elements of the one that is shown.
-struct REPORT_CHANGES {
-  const DIFFERENCES *list;
-  std::map<const XML_NODE *, const DIFFERENCE *> first; // by NewNode; the object's weightiest
-  std::vector<const DIFFERENCE *> removedDisks;
-  std::vector<const DIFFERENCE *> removedVirtualDisks;
+struct Changes {
+  const client::Differences *list;
+  std::map<const XML_NODE *, const client::Difference *> first; // by NewNode; the object's weightiest
+  std::vector<const client::Difference *> removedDisks;
+  std::vector<const client::Difference *> removedVirtualDisks;
 };
 
-REPORT_CHANGES readChanges(const DIFFERENCES &list);
+Changes readChanges(const client::Differences &list);
 
 // The mark of a kind; that of an object that differs, or nothing. changes may be null.
-void putKind(std::string &page, DIFFERENCE_KIND kind);
-void putMark(std::string &page, const REPORT_CHANGES *changes, const XML_NODE *node);
+void putKind(std::string &page, client::DifferenceKind kind);
+void putMark(std::string &page, const Changes *changes, const XML_NODE *node);
 // "new", "changed", "moved" or "replaced" in the words of the pictures, or "".
-std::string markWords(const REPORT_CHANGES *changes, const XML_NODE *node);
+std::string markWords(const Changes *changes, const XML_NODE *node);
+
+} // namespace xyl::host::report

@@ -1,14 +1,16 @@
 // What differs from an older document, in words.
 #include "host/report/report_sections.h"
 
+namespace xyl::host::report {
+
 // Where on the page an object of the shown document is, or "".
-static std::string anchorOf(const REPORT &report, const XML_NODE *node) {
-  for (const REPORT_DISK &disk : report.model.disks) {
+static std::string anchorOf(const Report &report, const XML_NODE *node) {
+  for (const Disk &disk : report.model.disks) {
     if (disk.node == node) {
       return disk.anchor;
     }
   }
-  for (const REPORT_VIRTUAL_DISK &virtualDisk : report.model.virtualDisks) {
+  for (const VirtualDisk &virtualDisk : report.model.virtualDisks) {
     if (virtualDisk.node == node) {
       return virtualDisk.anchor;
     }
@@ -16,9 +18,9 @@ static std::string anchorOf(const REPORT &report, const XML_NODE *node) {
   return node == report.model.adapter ? "adapter" : "";
 }
 
-static void putDifference(HtmlTable &table, const REPORT &report, const DIFFERENCE &difference) {
-  std::string anchor = anchorOf(report, difference.NewNode);
-  std::string name = documentText(textOf(difference.Name));
+static void putDifference(HtmlTable &table, const Report &report, const client::Difference &difference) {
+  std::string anchor = anchorOf(report, difference.newNode);
+  std::string name = documentText(client::textOf(difference.name));
   std::string markup;
   if (anchor.empty()) {
     put(markup, "%", {name});
@@ -28,29 +30,31 @@ static void putDifference(HtmlTable &table, const REPORT &report, const DIFFEREN
   table.row();
   table.cell(markup);
   markup.clear();
-  putKind(markup, difference.Kind);
+  putKind(markup, difference.kind);
   table.cell(markup);
-  table.text(orDash(documentText(textOf(difference.What))));
-  table.text(orDash(documentText(textOf(difference.Old))));
-  table.text(orDash(documentText(textOf(difference.New))));
+  table.text(orDash(documentText(client::textOf(difference.what))));
+  table.text(orDash(documentText(client::textOf(difference.older))));
+  table.text(orDash(documentText(client::textOf(difference.newer))));
 }
 
-void putDifferences(REPORT &report) {
+void putDifferences(Report &report) {
   if (report.changes == nullptr) {
     return;
   }
-  const DIFFERENCES &list = *report.changes->list;
+  const client::Differences &list = *report.changes->list;
   std::string &page = report.page;
   put(page, "<section aria-labelledby=\"differences\"><h2 id=\"differences\">Differences</h2>\n");
-  put(page, list.All.count == 0 ? "<p class=\"call\">Nothing differs from %.</p>\n" : "<p class=\"call open\">From %: ",
+  put(page, list.all.count == 0 ? "<p class=\"call\">Nothing differs from %.</p>\n" : "<p class=\"call open\">From %: ",
       {report.comparedWith});
-  if (list.All.count != 0) {
+  if (list.all.count != 0) {
     put(page, "%. The pictures show the newer configuration with marks.</p>\n",
-        {countText(list.All.count, "difference")});
+        {countText(list.all.count, "difference")});
     HtmlTable table(page, "What differs, object by object", {"Object", "Kind", "What", "Before", "Now"});
-    for (UINT32 i = 0; i < list.All.count; ++i) {
-      putDifference(table, report, list.All.items[i]);
+    for (UINT32 i = 0; i < list.all.count; ++i) {
+      putDifference(table, report, list.all.items[i]);
     }
   }
   put(page, "</section>\n");
 }
+
+} // namespace xyl::host::report

@@ -5,6 +5,8 @@
 #include "client/output/output.h"
 #include "host/common/common.h"
 
+namespace xyl::host::report {
+
 static const char *entityOf(char c) {
   switch (c) {
   case '&':
@@ -56,14 +58,14 @@ void put(std::string &page, std::string_view markup) {
 // The length of the character at the start of text, 0 for what is no UTF-8 or no character of XML or HTML.
 static size_t characterLength(std::string_view text) {
   UINT32 character = 0;
-  size_t length = utf8Decode(text.data(), text.size(), &character);
+  size_t length = client::utf8Decode(text.data(), text.size(), &character);
   return (character & 0xFFFE) == 0xFFFE ? 0 : length;
 }
 
 static bool isShown(std::string_view text) {
   UINT32 character = 0;
-  utf8Decode(text.data(), text.size(), &character);
-  return !isControl(character) || character == '\t' || character == '\n';
+  client::utf8Decode(text.data(), text.size(), &character);
+  return !client::isControl(character) || character == '\t' || character == '\n';
 }
 
 std::string documentText(const CHAR8 *text) {
@@ -132,3 +134,5 @@ void HtmlTable::text(std::string_view text) {
   put(markup, "%", {text});
   cell(markup);
 }
+
+} // namespace xyl::host::report

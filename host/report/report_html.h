@@ -8,6 +8,8 @@
 
 #include "uefi/types.h"
 
+namespace xyl::host::report {
+
 // Appends a template in which every '%' is the place of the next value. Throws std::logic_error when the numbers
 // differ.
 void put(std::string &page, std::string_view pattern, std::initializer_list<std::string_view> values);
@@ -44,3 +46,5 @@ private:
   size_t at_ = 0;
   bool inRow_ = false;
 };
+
+} // namespace xyl::host::report

@@ -3,6 +3,8 @@
 #include "client/steps/steps.h"
 #include "host/report/report_sections.h"
 
+namespace xyl::host::report {
+
 static constexpr struct {
   const char *name;
   const char *words;
@@ -34,37 +36,37 @@ static std::string stepWords(const CHAR8 *name) {
   return "";
 }
 
-REPORT_STEPS countSteps(const XML_NODE *log) {
-  REPORT_STEPS count = {0, 0};
-  LOG_STEP step;
-  for (const XML_NODE *node = childNamed(log, "Operation"); node != nullptr; node = nextSame(node)) {
-    readStep(node, &step);
+Steps countSteps(const XML_NODE *log) {
+  Steps count = {0, 0};
+  client::LogStep step;
+  for (const XML_NODE *node = client::childNamed(log, "Operation"); node != nullptr; node = client::nextSame(node)) {
+    client::readStep(node, &step);
     ++count.all;
-    count.failed += step.Failed ? 1 : 0;
+    count.failed += step.failed ? 1 : 0;
   }
   return count;
 }
 
-static void putStep(HtmlTable &table, size_t number, const LOG_STEP &step) {
-  static constexpr REPORT_STATUS done = {"online", "Success", false};
-  static constexpr REPORT_STATUS failed = {"failed", "Fail", true};
-  static constexpr REPORT_STATUS harmless = {"ready", "Fail, harmless", false};
+static void putStep(HtmlTable &table, size_t number, const client::LogStep &step) {
+  static constexpr Status done = {"online", "Success", false};
+  static constexpr Status failed = {"failed", "Fail", true};
+  static constexpr Status harmless = {"ready", "Fail, harmless", false};
   table.row("step" + std::to_string(number));
   table.text(std::to_string(number));
   std::string name;
-  put(name, "<span>%<small>%</small></span>", {orDash(documentText(step.Name)), stepWords(step.Name)});
+  put(name, "<span>%<small>%</small></span>", {orDash(documentText(step.name)), stepWords(step.name)});
   table.cell(name);
   std::string result;
-  putStatus(result, step.Failed ? failed : textEqual(step.Result, "Success") ? done : harmless);
+  putStatus(result, step.failed ? failed : textEqual(step.result, "Success") ? done : harmless);
   table.cell(result);
-  table.text(step.Status == EFI_SUCCESS ? orDash("") : statusWords(step.Status));
-  std::string object = documentText(step.Object.Text);
-  bool cut = textLength(step.Object.Text) == LIST_CAPACITY - 1;
+  table.text(step.status == EFI_SUCCESS ? orDash("") : client::statusWords(step.status));
+  std::string object = documentText(step.object.text);
+  bool cut = textLength(step.object.text) == client::listCapacity - 1;
   table.text(orDash(object) + (cut ? "..." : ""));
 }
 
-static void putRunTime(REPORT &report) {
-  const XML_NODE *options = childNamed(report.log, "Options");
+static void putRunTime(Report &report) {
+  const XML_NODE *options = client::childNamed(report.log, "Options");
   if (options != nullptr) {
     put(report.page, "<p class=\"note\">Virtual disks kept: %. Ends at the first failing step: %.</p>\n",
         {orDash(fieldOf(options, "PreserveVD")), orDash(fieldOf(options, "StopOnError"))});
@@ -74,33 +76,36 @@ static void putRunTime(REPORT &report) {
 // The first failing step in words.
 static std::string firstFailure(const XML_NODE *log) {
   size_t number = 1;
-  LOG_STEP step;
-  for (const XML_NODE *node = childNamed(log, "Operation"); node != nullptr; node = nextSame(node), ++number) {
-    readStep(node, &step);
-    if (step.Failed) {
-      return "step " + std::to_string(number) + ", " + documentText(step.Name) + ": " + statusWords(step.Status);
+  client::LogStep step;
+  for (const XML_NODE *node = client::childNamed(log, "Operation"); node != nullptr;
+       node = client::nextSame(node), ++number) {
+    client::readStep(node, &step);
+    if (step.failed) {
+      return "step " + std::to_string(number) + ", " + documentText(step.name) + ": " +
+             client::statusWords(step.status);
     }
   }
   return "";
 }
 
-static void putSteps(REPORT &report) {
+static void putSteps(Report &report) {
   HtmlTable table(report.page, "Steps in the order in which they were taken",
                   {"#", "Step", "Result", "Code", "Object"});
   size_t number = 0;
-  LOG_STEP step;
-  for (const XML_NODE *node = childNamed(report.log, "Operation"); node != nullptr; node = nextSame(node)) {
-    readStep(node, &step);
+  client::LogStep step;
+  for (const XML_NODE *node = client::childNamed(report.log, "Operation"); node != nullptr;
+       node = client::nextSame(node)) {
+    client::readStep(node, &step);
     putStep(table, ++number, step);
   }
 }
 
-void putLog(REPORT &report) {
+void putLog(Report &report) {
   if (report.log == nullptr) {
     return;
   }
   std::string &page = report.page;
-  REPORT_STEPS count = countSteps(report.log);
+  Steps count = countSteps(report.log);
   bool restore = textEqual(report.log->Name, "RaidRestore");
   put(page, "<section aria-labelledby=\"log\"><h2 id=\"log\">%</h2>\n", {restore ? "Restore" : "Configuration change"});
   std::string steps = countText(count.all, "step");
@@ -114,3 +119,5 @@ void putLog(REPORT &report) {
   putSteps(report);
   put(page, "</section>\n");
 }
+
+} // namespace xyl::host::report

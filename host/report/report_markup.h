@@ -3,10 +3,14 @@
 
 #include "host/report/report_model.h"
 
+namespace xyl::host::report {
+
 // The outlines that putSign refers to; once a page.
 void putSigns(std::string &page);
 void putSign(std::string &page, std::string_view style);
-void putStatus(std::string &page, const REPORT_STATUS &status);
-void putBadge(std::string &page, const REPORT_MODEL &model, size_t virtualDisk);
-void putDiskLink(std::string &page, const REPORT_DISK &disk);
-void putVirtualDiskLink(std::string &page, const REPORT_MODEL &model, size_t virtualDisk);
+void putStatus(std::string &page, const Status &status);
+void putBadge(std::string &page, const Model &model, size_t virtualDisk);
+void putDiskLink(std::string &page, const Disk &disk);
+void putVirtualDiskLink(std::string &page, const Model &model, size_t virtualDisk);
+
+} // namespace xyl::host::report

@@ -3,20 +3,22 @@
 #include "base/text.h"
 #include "host/common/common.h"
 
+namespace xyl::host::report {
+
 static constexpr struct {
   const char *state;
-  REPORT_STATUS status;
+  Status status;
 } g_states[] = {
     {"Online", {"online", "Online", false}},      {"Ready", {"ready", "Ready", false}},
     {"Degraded", {"degraded", "Degraded", true}}, {"Failed", {"failed", "Failed", true}},
     {"Foreign", {"foreign", "Foreign", true}},    {"Offline", {"offline", "Offline", true}},
 };
-static constexpr REPORT_STATUS g_unknown = {"unknown", "Unknown", true};
-static constexpr REPORT_STATUS g_globalSpare = {"spare", "Global spare", false};
-static constexpr REPORT_STATUS g_dedicatedSpare = {"spare", "Dedicated spare", false};
+static constexpr Status g_unknown = {"unknown", "Unknown", true};
+static constexpr Status g_globalSpare = {"spare", "Global spare", false};
+static constexpr Status g_dedicatedSpare = {"spare", "Dedicated spare", false};
 
-static const REPORT_STATUS *statusOf(const XML_NODE *node) {
-  const CHAR8 *state = childText(node, "State");
+static const Status *statusOf(const XML_NODE *node) {
+  const CHAR8 *state = client::childText(node, "State");
   for (const auto &row : g_states) {
     if (textEqual(state, row.state)) {
       return &row.status;
@@ -26,9 +28,9 @@ static const REPORT_STATUS *statusOf(const XML_NODE *node) {
 }
 
 // What a disk serves as is shown while it is well.
-static const REPORT_STATUS *diskStatusOf(const XML_NODE *disk) {
-  const REPORT_STATUS *status = statusOf(disk);
-  const CHAR8 *spare = childText(disk, "Hotspare");
+static const Status *diskStatusOf(const XML_NODE *disk) {
+  const Status *status = statusOf(disk);
+  const CHAR8 *spare = client::childText(disk, "Hotspare");
   if (status->wantsAttention) {
     return status;
   }
@@ -36,20 +38,20 @@ static const REPORT_STATUS *diskStatusOf(const XML_NODE *disk) {
 }
 
 std::string fieldOf(const XML_NODE *node, const CHAR8 *name) {
-  std::string text = documentText(childText(node, name));
+  std::string text = documentText(client::childText(node, name));
   // Fixed fields are padded with blanks.
   return text.erase(text.find_last_not_of(' ') + 1);
 }
 
 UINT64 numberOf(const XML_NODE *node, const CHAR8 *name) {
-  return parseDecimal(childText(node, name));
+  return parseDecimal(client::childText(node, name));
 }
 
 std::string listOf(const XML_NODE *node) {
   std::string list;
   for (const XML_NODE *child = node != nullptr ? node->FirstChild : nullptr; child != nullptr;
        child = child->NextSibling) {
-    list += (list.empty() ? "" : ", ") + documentText(nodeText(child));
+    list += (list.empty() ? "" : ", ") + documentText(client::nodeText(child));
   }
   return list;
 }
@@ -71,9 +73,9 @@ std::string modelOfDisk(const XML_NODE *disk) {
 }
 
 static bool hasAttribute(const XML_NODE *node, const CHAR8 *name) {
-  const XML_NODE *attribute = childNamed(childNamed(node, "Attributes"), "Attrib");
-  while (attribute != nullptr && !textEqual(nodeText(attribute), name)) {
-    attribute = nextSame(attribute);
+  const XML_NODE *attribute = client::childNamed(client::childNamed(node, "Attributes"), "Attrib");
+  while (attribute != nullptr && !textEqual(client::nodeText(attribute), name)) {
+    attribute = client::nextSame(attribute);
   }
   return attribute != nullptr;
 }
@@ -85,7 +87,7 @@ std::string kindOfDisk(const XML_NODE *disk) {
 }
 
 std::string spareWords(const XML_NODE *disk) {
-  const CHAR8 *spare = childText(disk, "Hotspare");
+  const CHAR8 *spare = client::childText(disk, "Hotspare");
   return textEqual(spare, "Global") ? "global hot spare" : textEqual(spare, "Dedicated") ? "dedicated hot spare" : "";
 }
 
@@ -94,7 +96,7 @@ std::string enclosureTitle(const XML_NODE *enclosure) {
   return "Enclosure " + fieldOf(enclosure, "ObjectID") + (name.empty() ? "" : ", " + name);
 }
 
-std::string virtualDiskTitle(const REPORT_VIRTUAL_DISK &virtualDisk) {
+std::string virtualDiskTitle(const VirtualDisk &virtualDisk) {
   std::string name = fieldOf(virtualDisk.node, "Name");
   return name.empty() ? "virtual disk " + fieldOf(virtualDisk.node, "ObjectID") : name;
 }
@@ -105,58 +107,60 @@ static std::string letterOf(size_t index) {
   return index < 26 ? letter : letterOf(index / 26 - 1) + letter;
 }
 
-static void addDisks(REPORT_MODEL *model, const XML_NODE *holder, const XML_NODE *enclosure) {
+static void addDisks(Model *model, const XML_NODE *holder, const XML_NODE *enclosure) {
   std::string place = enclosure != nullptr ? fieldOf(enclosure, "ObjectID") : "direct";
-  for (const XML_NODE *disk = childNamed(holder, "PD"); disk != nullptr; disk = nextSame(disk)) {
+  for (const XML_NODE *disk = client::childNamed(holder, "PD"); disk != nullptr; disk = client::nextSame(disk)) {
     std::string anchor = "d" + std::to_string(model->disks.size() + 1);
     model->disks.push_back({disk, enclosure, {}, diskStatusOf(disk), place + ":" + fieldOf(disk, "Slot"), anchor});
   }
 }
 
-using INDEX_BY_ID = std::map<std::string, size_t>;
+using IndexById = std::map<std::string, size_t>;
 
-template <class OBJECTS> static INDEX_BY_ID indexById(const OBJECTS &objects) {
-  INDEX_BY_ID index;
+template <class Objects> static IndexById indexById(const Objects &objects) {
+  IndexById index;
   for (size_t i = 0; i < objects.size(); ++i) {
-    index.emplace(childText(objects[i].node, "ObjectID"), i);
+    index.emplace(client::childText(objects[i].node, "ObjectID"), i);
   }
   return index;
 }
 
 // Documents list ids in the reverse of the controller's order.
-static void resolveIds(const XML_NODE *node, const CHAR8 *name, const INDEX_BY_ID &index, std::vector<size_t> *found,
+static void resolveIds(const XML_NODE *node, const CHAR8 *name, const IndexById &index, std::vector<size_t> *found,
                        std::vector<std::string> *missing) {
-  for (const XML_NODE *id = childNamed(node, name); id != nullptr; id = nextSame(id)) {
-    auto place = index.find(nodeText(id));
+  for (const XML_NODE *id = client::childNamed(node, name); id != nullptr; id = client::nextSame(id)) {
+    auto place = index.find(client::nodeText(id));
     if (place != index.end()) {
       found->insert(found->begin(), place->second);
     } else if (missing != nullptr) {
-      missing->insert(missing->begin(), documentText(nodeText(id)));
+      missing->insert(missing->begin(), documentText(client::nodeText(id)));
     }
   }
 }
 
-REPORT_MODEL readModel(const XML_NODE *root) {
-  REPORT_MODEL model = {childNamed(root, "Inventory"), adapterOf(root), {}, {}, {}};
-  const XML_NODE *enclosure = childNamed(model.adapter, "Enclosure");
-  for (; enclosure != nullptr; enclosure = nextSame(enclosure)) {
+Model readModel(const XML_NODE *root) {
+  Model model = {client::childNamed(root, "Inventory"), client::adapterOf(root), {}, {}, {}};
+  const XML_NODE *enclosure = client::childNamed(model.adapter, "Enclosure");
+  for (; enclosure != nullptr; enclosure = client::nextSame(enclosure)) {
     model.enclosures.push_back(enclosure);
     addDisks(&model, enclosure, enclosure);
   }
   addDisks(&model, model.adapter, nullptr);
-  for (const XML_NODE *virtualDisk = childNamed(model.adapter, "VD"); virtualDisk != nullptr;
-       virtualDisk = nextSame(virtualDisk)) {
+  for (const XML_NODE *virtualDisk = client::childNamed(model.adapter, "VD"); virtualDisk != nullptr;
+       virtualDisk = client::nextSame(virtualDisk)) {
     size_t number = model.virtualDisks.size();
     model.virtualDisks.push_back(
         {virtualDisk, letterOf(number), {}, {}, statusOf(virtualDisk), "v" + std::to_string(number + 1)});
   }
-  INDEX_BY_ID diskIndex = indexById(model.disks);
-  INDEX_BY_ID virtualDiskIndex = indexById(model.virtualDisks);
-  for (REPORT_DISK &disk : model.disks) {
+  IndexById diskIndex = indexById(model.disks);
+  IndexById virtualDiskIndex = indexById(model.virtualDisks);
+  for (Disk &disk : model.disks) {
     resolveIds(disk.node, "VD", virtualDiskIndex, &disk.virtualDisks, nullptr);
   }
-  for (REPORT_VIRTUAL_DISK &virtualDisk : model.virtualDisks) {
+  for (VirtualDisk &virtualDisk : model.virtualDisks) {
     resolveIds(virtualDisk.node, "PD", diskIndex, &virtualDisk.disks, &virtualDisk.missingDisks);
   }
   return model;
 }
+
+} // namespace xyl::host::report

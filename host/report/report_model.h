@@ -8,41 +8,43 @@
 #include "client/documents/documents.h"
 #include "host/report/report_html.h"
 
+namespace xyl::host::report {
+
 // How a disk or a virtual disk is doing: a style class, which also names its sign, and words.
-struct REPORT_STATUS {
+struct Status {
   const char *style;
   const char *words;
   bool wantsAttention;
 };
 
-struct REPORT_DISK {
+struct Disk {
   const XML_NODE *node;
   const XML_NODE *enclosure;        // null: attached to the adapter
   std::vector<size_t> virtualDisks; // indices, in the controller's order
-  const REPORT_STATUS *status;
+  const Status *status;
   std::string place;  // "301:2", "direct:2"
   std::string anchor; // of its row in the table; its slot's is this behind an "s"
 };
 
-struct REPORT_VIRTUAL_DISK {
+struct VirtualDisk {
   const XML_NODE *node;
   std::string letter;                    // marks it in the pictures
   std::vector<size_t> disks;             // indices of its members, in the controller's order
   std::vector<std::string> missingDisks; // ids of members that the document does not have
-  const REPORT_STATUS *status;
+  const Status *status;
   std::string anchor;
 };
 
 // An inventory document. Its nodes are the tree's.
-struct REPORT_MODEL {
+struct Model {
   const XML_NODE *inventory; // null in a bare raidData
   const XML_NODE *adapter;
   std::vector<const XML_NODE *> enclosures;
-  std::vector<REPORT_DISK> disks;
-  std::vector<REPORT_VIRTUAL_DISK> virtualDisks;
+  std::vector<Disk> disks;
+  std::vector<VirtualDisk> virtualDisks;
 };
 
-REPORT_MODEL readModel(const XML_NODE *root);
+Model readModel(const XML_NODE *root);
 
 // The text of a child element, as UTF-8; its number; the texts of the child elements of an element, with ", " between.
 std::string fieldOf(const XML_NODE *node, const CHAR8 *name);
@@ -55,4 +57,6 @@ std::string modelOfDisk(const XML_NODE *disk);
 std::string kindOfDisk(const XML_NODE *disk);
 std::string spareWords(const XML_NODE *disk);
 std::string enclosureTitle(const XML_NODE *enclosure);
-std::string virtualDiskTitle(const REPORT_VIRTUAL_DISK &virtualDisk);
+std::string virtualDiskTitle(const VirtualDisk &virtualDisk);
+
+} // namespace xyl::host::report

@@ -4,12 +4,14 @@
 #include "host/report/report_files.h"
 #include "host/report/report_sections.h"
 
-static std::string titleOf(const REPORT &report) {
+namespace xyl::host::report {
+
+static std::string titleOf(const Report &report) {
   std::string model = fieldOf(report.model.adapter, "Name");
   return "RAID configuration" + (model.empty() ? "" : " of " + model);
 }
 
-static void putContents(REPORT &report) {
+static void putContents(Report &report) {
   static constexpr struct {
     const char *anchor;
     const char *title;
@@ -55,7 +57,7 @@ void putPageHead(std::string &page, const std::string &title) {
   put(page, "</style>\n</head>\n<body>\n");
 }
 
-void putPageStart(REPORT &report) {
+void putPageStart(Report &report) {
   std::string &page = report.page;
   putPageHead(page, titleOf(report));
   put(page, "<a class=\"skip\" href=\"#content\">Skip to the content</a>\n");
@@ -73,7 +75,7 @@ void putPageStart(REPORT &report) {
   put(page, "</header>\n<main class=\"wrap\" id=\"content\" tabindex=\"-1\">\n");
 }
 
-void putPageEnd(REPORT &report) {
+void putPageEnd(Report &report) {
   put(report.page, R"(</main>
 <footer class="wrap note"><p>Made by xyl report, %. Sizes are decimal: 1 GB is 1000000000 bytes. Places are
 enclosure:slot, with the enclosure's id.</p></footer>
@@ -82,3 +84,5 @@ enclosure:slot, with the enclosure's id.</p></footer>
 )",
       {dateText(std::time(nullptr))});
 }
+
+} // namespace xyl::host::report

@@ -5,20 +5,22 @@
 #include "host/common/common.h"
 #include "host/report/report_sections.h"
 
+namespace xyl::host::report {
+
 // More slots than an enclosure has in practice are not drawn, so that a wrong number makes no endless page.
-static constexpr UINT64 SLOT_LIMIT = 256;
-static constexpr size_t BADGES_SHOWN = 3;
+static constexpr UINT64 slotLimit = 256;
+static constexpr size_t badgesShown = 3;
 // With more virtual disks their table has to explain the letters.
-static constexpr size_t VIRTUAL_DISKS_IN_LEGEND = 16;
+static constexpr size_t virtualDisksInLegend = 16;
 
 // What a screen reader says for a slot, and what the bar below the page shows.
-static std::string slotWords(const REPORT &report, const REPORT_DISK &disk) {
+static std::string slotWords(const Report &report, const Disk &disk) {
   std::string words = "Slot " + fieldOf(disk.node, "Slot") + ": " + disk.status->words;
   std::string spare = spareWords(disk.node);
   words +=
       spare.empty() || normalised(spare).find(normalised(disk.status->words).substr(0, 5)) == 0 ? "" : ", " + spare;
   for (size_t virtualDisk : disk.virtualDisks) {
-    const REPORT_VIRTUAL_DISK &target = report.model.virtualDisks[virtualDisk];
+    const VirtualDisk &target = report.model.virtualDisks[virtualDisk];
     words += std::string(spare.empty() ? ", in " : ", for ") + target.letter + " " + virtualDiskTitle(target);
   }
   words += ", " + sizeOf(disk.node, "Size") + " " + kindOfDisk(disk.node);
@@ -29,11 +31,11 @@ static std::string slotWords(const REPORT &report, const REPORT_DISK &disk) {
   return words + ", disk " + fieldOf(disk.node, "ObjectID") + (mark.empty() ? "" : ", " + mark);
 }
 
-static void putSlotTop(REPORT &report, const std::string &slot) {
+static void putSlotTop(Report &report, const std::string &slot) {
   put(report.page, R"(<span class="top"><b>%</b>)", {slot});
 }
 
-static void putDiskSlot(REPORT &report, const REPORT_DISK &disk) {
+static void putDiskSlot(Report &report, const Disk &disk) {
   std::string &page = report.page;
   std::string words = slotWords(report, disk);
   put(page, R"(<li><a class="slot %" id="s%" href="#%" aria-label="%">)",
@@ -41,18 +43,18 @@ static void putDiskSlot(REPORT &report, const REPORT_DISK &disk) {
   putSlotTop(report, fieldOf(disk.node, "Slot"));
   putMark(page, report.changes, disk.node);
   put(page, "</span><span class=\"badges\">");
-  for (size_t i = 0; i < std::min(disk.virtualDisks.size(), BADGES_SHOWN); ++i) {
+  for (size_t i = 0; i < std::min(disk.virtualDisks.size(), badgesShown); ++i) {
     putBadge(page, report.model, disk.virtualDisks[i]);
   }
-  if (disk.virtualDisks.size() > BADGES_SHOWN) {
-    put(page, "<b>+%</b>", {std::to_string(disk.virtualDisks.size() - BADGES_SHOWN)});
+  if (disk.virtualDisks.size() > badgesShown) {
+    put(page, "<b>+%</b>", {std::to_string(disk.virtualDisks.size() - badgesShown)});
   }
   put(page, "</span><span class=\"size\">%</span><span class=\"state\">", {sizeOf(disk.node, "Size")});
   putSign(page, disk.status->style);
   put(page, "<span>%</span></span><span class=\"card\">%</span></a></li>\n", {disk.status->words, words});
 }
 
-static void putEmptySlot(REPORT &report, const std::string &slot) {
+static void putEmptySlot(Report &report, const std::string &slot) {
   put(report.page, R"(<li><div class="slot empty"><span class="top"><b>%</b></span><span></span><span></span>
 <span class="state">Empty</span></div></li>
 )",
@@ -60,9 +62,9 @@ static void putEmptySlot(REPORT &report, const std::string &slot) {
 }
 
 // A disk that only the older document has, in the slot that it left.
-static void putGoneSlot(REPORT &report, const std::string &slot, const DIFFERENCE &gone) {
-  std::string name = documentText(textOf(gone.Name));
-  std::string words = "Slot " + slot + ": removed, " + name + ", " + documentText(textOf(gone.Old));
+static void putGoneSlot(Report &report, const std::string &slot, const client::Difference &gone) {
+  std::string name = documentText(client::textOf(gone.name));
+  std::string words = "Slot " + slot + ": removed, " + name + ", " + documentText(client::textOf(gone.older));
   put(report.page, R"(<li><a class="slot gone" href="#differences" aria-label="%">)", {words});
   putSlotTop(report, slot);
   put(report.page,
@@ -72,39 +74,38 @@ static void putGoneSlot(REPORT &report, const std::string &slot, const DIFFERENC
       {name, words});
 }
 
-static const DIFFERENCE *goneFrom(const REPORT &report, const XML_NODE *enclosure, UINT64 slot) {
+static const client::Difference *goneFrom(const Report &report, const XML_NODE *enclosure, UINT64 slot) {
   if (report.changes == nullptr) {
     return nullptr;
   }
-  for (const DIFFERENCE *removed : report.changes->removedDisks) {
-    if (numberOf(removed->OldNode, "Slot") == slot &&
-        textEqual(childText(removed->OldNode, "EnclosureObjectID"), childText(enclosure, "ObjectID"))) {
+  for (const client::Difference *removed : report.changes->removedDisks) {
+    if (numberOf(removed->oldNode, "Slot") == slot &&
+        textEqual(client::childText(removed->oldNode, "EnclosureObjectID"), client::childText(enclosure, "ObjectID"))) {
       return removed;
     }
   }
   return nullptr;
 }
 
-static std::vector<const REPORT_DISK *> disksOf(const REPORT &report, const XML_NODE *enclosure) {
-  std::vector<const REPORT_DISK *> disks;
-  for (const REPORT_DISK &disk : report.model.disks) {
+static std::vector<const Disk *> disksOf(const Report &report, const XML_NODE *enclosure) {
+  std::vector<const Disk *> disks;
+  for (const Disk &disk : report.model.disks) {
     if (disk.enclosure == enclosure) {
       disks.push_back(&disk);
     }
   }
-  std::stable_sort(disks.begin(), disks.end(), [](const REPORT_DISK *a, const REPORT_DISK *b) {
-    return numberOf(a->node, "Slot") < numberOf(b->node, "Slot");
-  });
+  std::stable_sort(disks.begin(), disks.end(),
+                   [](const Disk *a, const Disk *b) { return numberOf(a->node, "Slot") < numberOf(b->node, "Slot"); });
   return disks;
 }
 
 // Every disk is drawn, also those of one slot and those behind the last one.
-static void putSlots(REPORT &report, const XML_NODE *enclosure, UINT64 slotCount) {
+static void putSlots(Report &report, const XML_NODE *enclosure, UINT64 slotCount) {
   put(report.page, "<ol class=\"slots\">\n");
   UINT64 next = 0;
   auto fillTo = [&](UINT64 end) {
     for (; next < std::min(end, slotCount); ++next) {
-      const DIFFERENCE *gone = goneFrom(report, enclosure, next);
+      const client::Difference *gone = goneFrom(report, enclosure, next);
       if (gone != nullptr) {
         putGoneSlot(report, std::to_string(next), *gone);
       } else {
@@ -112,7 +113,7 @@ static void putSlots(REPORT &report, const XML_NODE *enclosure, UINT64 slotCount
       }
     }
   };
-  for (const REPORT_DISK *disk : disksOf(report, enclosure)) {
+  for (const Disk *disk : disksOf(report, enclosure)) {
     UINT64 slot = numberOf(disk->node, "Slot");
     fillTo(slot);
     putDiskSlot(report, *disk);
@@ -142,10 +143,10 @@ static void putEnclosureFacts(std::string &page, const XML_NODE *enclosure, size
       put(page, ", %%%", {fact.before, value, fact.behind});
     }
   }
-  put(page, textEqual(childText(enclosure, "Multipath"), "true") ? ", multipath</p>\n" : "</p>\n");
+  put(page, textEqual(client::childText(enclosure, "Multipath"), "true") ? ", multipath</p>\n" : "</p>\n");
 }
 
-static void putEnclosure(REPORT &report, size_t number) {
+static void putEnclosure(Report &report, size_t number) {
   const XML_NODE *enclosure = report.model.enclosures[number];
   std::string title = "e" + std::to_string(number + 1);
   put(report.page, R"(<section class="enclosure" aria-labelledby="%"><h3 id="%">% )",
@@ -153,15 +154,15 @@ static void putEnclosure(REPORT &report, size_t number) {
   putMark(report.page, report.changes, enclosure);
   put(report.page, "</h3>\n");
   putEnclosureFacts(report.page, enclosure, disksOf(report, enclosure).size());
-  putSlots(report, enclosure, std::min(numberOf(enclosure, "SlotCount"), SLOT_LIMIT));
+  putSlots(report, enclosure, std::min(numberOf(enclosure, "SlotCount"), slotLimit));
   put(report.page, "</section>\n");
 }
 
-static void putLegend(REPORT &report) {
+static void putLegend(Report &report) {
   std::string &page = report.page;
-  std::vector<const REPORT_STATUS *> seen;
+  std::vector<const Status *> seen;
   put(page, "<ul class=\"legend\" aria-label=\"Signs in the pictures\">");
-  for (const REPORT_DISK &disk : report.model.disks) {
+  for (const Disk &disk : report.model.disks) {
     if (std::find(seen.begin(), seen.end(), disk.status) == seen.end()) {
       seen.push_back(disk.status);
       put(page, "<li>");
@@ -169,8 +170,8 @@ static void putLegend(REPORT &report) {
       put(page, "</li>");
     }
   }
-  for (size_t i = 0;
-       i < report.model.virtualDisks.size() && report.model.virtualDisks.size() <= VIRTUAL_DISKS_IN_LEGEND; ++i) {
+  for (size_t i = 0; i < report.model.virtualDisks.size() && report.model.virtualDisks.size() <= virtualDisksInLegend;
+       ++i) {
     put(page, "<li>");
     putVirtualDiskLink(page, report.model, i);
     put(page, "</li>");
@@ -181,15 +182,16 @@ static void putLegend(REPORT &report) {
 }
 
 // Removed disks that were attached to the adapter, or went with their enclosure.
-static void putGoneElsewhere(REPORT &report) {
+static void putGoneElsewhere(Report &report) {
   if (report.changes == nullptr) {
     return;
   }
-  std::vector<const DIFFERENCE *> gone;
-  for (const DIFFERENCE *removed : report.changes->removedDisks) {
+  std::vector<const client::Difference *> gone;
+  for (const client::Difference *removed : report.changes->removedDisks) {
     bool hasEnclosure = false;
     for (const XML_NODE *enclosure : report.model.enclosures) {
-      hasEnclosure |= textEqual(childText(enclosure, "ObjectID"), childText(removed->OldNode, "EnclosureObjectID"));
+      hasEnclosure |=
+          textEqual(client::childText(enclosure, "ObjectID"), client::childText(removed->oldNode, "EnclosureObjectID"));
     }
     if (!hasEnclosure) {
       gone.push_back(removed);
@@ -201,13 +203,13 @@ static void putGoneElsewhere(REPORT &report) {
   put(report.page, R"(<section class="enclosure" aria-labelledby="gone"><h3 id="gone">Removed from elsewhere</h3>
 <ol class="slots">
 )");
-  for (const DIFFERENCE *removed : gone) {
-    putGoneSlot(report, fieldOf(removed->OldNode, "Slot"), *removed);
+  for (const client::Difference *removed : gone) {
+    putGoneSlot(report, fieldOf(removed->oldNode, "Slot"), *removed);
   }
   put(report.page, "</ol>\n</section>\n");
 }
 
-void putEnclosures(REPORT &report) {
+void putEnclosures(Report &report) {
   std::string &page = report.page;
   put(page, "<section aria-labelledby=\"picture\"><h2 id=\"picture\">Slots</h2>\n");
   if (report.model.disks.empty() && report.model.enclosures.empty()) {
@@ -230,3 +232,5 @@ void putEnclosures(REPORT &report) {
   putGoneElsewhere(report);
   put(page, "</section>\n");
 }
+
+} // namespace xyl::host::report

@@ -3,17 +3,19 @@
 #include "host/common/common.h"
 #include "host/report/report_sections.h"
 
+namespace xyl::host::report {
+
 static void putFact(std::string &page, std::string_view name, std::string_view value) {
   put(page, "<div><dt>%</dt><dd>%</dd></div>\n", {name, value});
 }
 
-static void putSection(REPORT &report, std::string_view anchor, std::string_view title) {
+static void putSection(Report &report, std::string_view anchor, std::string_view title) {
   put(report.page, "<section class=\"%\" aria-labelledby=\"%\"><h2 id=\"%\">%</h2>\n", {anchor, anchor, anchor, title});
 }
 
 // --- Summary ---
 
-template <class OBJECTS> static std::string countStates(const OBJECTS &objects) {
+template <class Objects> static std::string countStates(const Objects &objects) {
   std::map<std::string, size_t> counts;
   for (const auto &object : objects) {
     ++counts[object.status->words];
@@ -29,23 +31,23 @@ static void putStat(std::string &page, std::string_view name, std::string_view f
   put(page, "<div><dt>%</dt><dd><b>%</b><br/>%</dd></div>\n", {name, figure, more});
 }
 
-static std::string totalOf(const REPORT_MODEL &model, const CHAR8 *element) {
+static std::string totalOf(const Model &model, const CHAR8 *element) {
   UINT64 total = 0;
-  for (const REPORT_DISK &disk : model.disks) {
+  for (const Disk &disk : model.disks) {
     total += numberOf(disk.node, element);
   }
   return sizeText(total);
 }
 
-static void putStats(REPORT &report) {
-  const REPORT_MODEL &model = report.model;
+static void putStats(Report &report) {
+  const Model &model = report.model;
   std::string &page = report.page;
   UINT64 slots = 0;
   for (const XML_NODE *enclosure : model.enclosures) {
     slots += numberOf(enclosure, "SlotCount");
   }
   UINT64 virtualDiskBytes = 0;
-  for (const REPORT_VIRTUAL_DISK &virtualDisk : model.virtualDisks) {
+  for (const VirtualDisk &virtualDisk : model.virtualDisks) {
     virtualDiskBytes += numberOf(virtualDisk.node, "Size");
   }
   put(page, "<dl class=\"facts stats\">\n");
@@ -59,39 +61,39 @@ static void putStats(REPORT &report) {
 }
 
 // What the older document has and the newer one has not.
-static void putGone(std::string &list, const REPORT &report) {
+static void putGone(std::string &list, const Report &report) {
   if (report.changes == nullptr) {
     return;
   }
   for (const auto &removed : {report.changes->removedVirtualDisks, report.changes->removedDisks}) {
-    for (const DIFFERENCE *difference : removed) {
-      std::string name = documentText(textOf(difference->Name));
+    for (const client::Difference *difference : removed) {
+      std::string name = documentText(client::textOf(difference->name));
       put(list, "<li><a href=\"#differences\">%</a> of % is gone: %</li>\n",
-          {name, report.comparedWith, documentText(textOf(difference->Old))});
+          {name, report.comparedWith, documentText(client::textOf(difference->older))});
     }
   }
-  const DIFFERENCES &all = *report.changes->list;
-  for (UINT32 i = 0; i < all.All.count; ++i) {
-    const DIFFERENCE &difference = all.All.items[i];
-    bool isLost = difference.Element != nullptr && difference.New.Length == 0;
-    if (isLost && textEqual(difference.Element, "Hotspare")) {
+  const client::Differences &all = *report.changes->list;
+  for (UINT32 i = 0; i < all.all.count; ++i) {
+    const client::Difference &difference = all.all.items[i];
+    bool isLost = difference.element != nullptr && difference.newer.length == 0;
+    if (isLost && textEqual(difference.element, "Hotspare")) {
       put(list, "<li>Hot spare <a href=\"#differences\">%</a> of % is none now</li>\n",
-          {documentText(textOf(difference.Name)), report.comparedWith});
-    } else if (isLost && textEqual(difference.Element, "Keyid")) {
+          {documentText(client::textOf(difference.name)), report.comparedWith});
+    } else if (isLost && textEqual(difference.element, "Keyid")) {
       put(list, "<li>Security key <a href=\"#differences\">%</a> of % is gone</li>\n",
-          {documentText(textOf(difference.Old)), report.comparedWith});
+          {documentText(client::textOf(difference.older)), report.comparedWith});
     }
   }
 }
 
 // Appends a list entry for each thing that is not as it should be.
-static void putAttention(std::string &list, const REPORT &report) {
+static void putAttention(std::string &list, const Report &report) {
   if (!report.isWhole) {
     put(list, "<li>The controller did not tell all that it has: what is not shown may be there</li>\n");
   }
   putGone(list, report);
   for (size_t i = 0; i < report.model.virtualDisks.size(); ++i) {
-    const REPORT_VIRTUAL_DISK &virtualDisk = report.model.virtualDisks[i];
+    const VirtualDisk &virtualDisk = report.model.virtualDisks[i];
     if (virtualDisk.status->wantsAttention) {
       put(list, "<li>Virtual disk ");
       putVirtualDiskLink(list, report.model, i);
@@ -104,7 +106,7 @@ static void putAttention(std::string &list, const REPORT &report) {
       put(list, "lacks its disk %, which is not there</li>\n", {id});
     }
   }
-  for (const REPORT_DISK &disk : report.model.disks) {
+  for (const Disk &disk : report.model.disks) {
     if (disk.status->wantsAttention) {
       put(list, "<li>Disk ");
       putDiskLink(list, disk);
@@ -113,13 +115,13 @@ static void putAttention(std::string &list, const REPORT &report) {
       put(list, "</li>\n");
     }
   }
-  REPORT_STEPS steps = countSteps(report.log);
+  Steps steps = countSteps(report.log);
   if (steps.failed != 0) {
     put(list, "<li><a href=\"#log\">%</a> of the log failed</li>\n", {countText(steps.failed, "step")});
   }
 }
 
-void putSummary(REPORT &report) {
+void putSummary(Report &report) {
   putSection(report, "summary", "Summary");
   putStats(report);
   std::string list;
@@ -131,12 +133,12 @@ void putSummary(REPORT &report) {
         "<p class=\"call open\">In % every disk and every virtual disk is in order. What the log's steps left "
         "is shown with the configuration that was read after them as a third file.</p>\n",
         {report.source});
-  } else if (list.empty() && report.changes != nullptr && report.changes->list->All.count != 0) {
+  } else if (list.empty() && report.changes != nullptr && report.changes->list->all.count != 0) {
     put(report.page,
         "<p class=\"call open\">Every disk and every virtual disk is in order, and <a href=\"#differences\">%</a> from "
         "% "
         "there is to look at.</p>\n",
-        {countText(report.changes->list->All.count, "difference"), report.comparedWith});
+        {countText(report.changes->list->all.count, "difference"), report.comparedWith});
   } else if (list.empty()) {
     put(report.page, "<p class=\"call\">Every disk and every virtual disk is in order.</p>\n");
   } else {
@@ -155,7 +157,7 @@ static std::string virtualDiskShape(const XML_NODE *virtualDisk) {
   return shape + "stripe " + orDash(fieldOf(virtualDisk, "StripeSize"));
 }
 
-static std::string memberLinks(const REPORT &report, const REPORT_VIRTUAL_DISK &virtualDisk) {
+static std::string memberLinks(const Report &report, const VirtualDisk &virtualDisk) {
   std::string links = "<span class=\"list\">";
   for (size_t disk : virtualDisk.disks) {
     putDiskLink(links, report.model.disks[disk]);
@@ -176,8 +178,8 @@ static std::string cacheWords(const XML_NODE *policy) {
   return orDash(words);
 }
 
-static void putVirtualDiskRow(HtmlTable &table, const REPORT &report, size_t number) {
-  const REPORT_VIRTUAL_DISK &virtualDisk = report.model.virtualDisks[number];
+static void putVirtualDiskRow(HtmlTable &table, const Report &report, size_t number) {
+  const VirtualDisk &virtualDisk = report.model.virtualDisks[number];
   std::string name;
   put(name, "<span>");
   putBadge(name, report.model, number);
@@ -196,7 +198,7 @@ static void putVirtualDiskRow(HtmlTable &table, const REPORT &report, size_t num
   std::string state;
   putStatus(state, *virtualDisk.status);
   table.cell(state);
-  const XML_NODE *policy = childNamed(virtualDisk.node, "CurrentCachePolicy");
+  const XML_NODE *policy = client::childNamed(virtualDisk.node, "CurrentCachePolicy");
   std::string cache;
   put(cache, "<span>%<small>disk policy %, access %, disk cache policy %</small></span>",
       {cacheWords(policy), orDash(fieldOf(policy, "DiskPolicy")), orDash(fieldOf(virtualDisk.node, "AccessPolicy")),
@@ -205,7 +207,7 @@ static void putVirtualDiskRow(HtmlTable &table, const REPORT &report, size_t num
   table.cell(memberLinks(report, virtualDisk));
 }
 
-void putVirtualDisks(REPORT &report) {
+void putVirtualDisks(Report &report) {
   putSection(report, "volumes", "Virtual disks");
   if (report.model.virtualDisks.empty()) {
     put(report.page, "<p>There are no virtual disks.</p>\n");
@@ -219,7 +221,7 @@ void putVirtualDisks(REPORT &report) {
   put(report.page, "</section>\n");
 }
 
-static std::string virtualDiskLinks(const REPORT &report, const REPORT_DISK &disk) {
+static std::string virtualDiskLinks(const Report &report, const Disk &disk) {
   std::string links = "<span class=\"list\">";
   for (size_t virtualDisk : disk.virtualDisks) {
     putVirtualDiskLink(links, report.model, virtualDisk);
@@ -227,7 +229,7 @@ static std::string virtualDiskLinks(const REPORT &report, const REPORT_DISK &dis
   return links + "</span>";
 }
 
-static void putSpareRow(HtmlTable &table, const REPORT &report, const REPORT_DISK &disk) {
+static void putSpareRow(HtmlTable &table, const Report &report, const Disk &disk) {
   std::string link;
   putDiskLink(link, disk);
   table.row();
@@ -240,9 +242,9 @@ static void putSpareRow(HtmlTable &table, const REPORT &report, const REPORT_DIS
   table.cell(state);
 }
 
-void putSpares(REPORT &report) {
-  std::vector<const REPORT_DISK *> spares;
-  for (const REPORT_DISK &disk : report.model.disks) {
+void putSpares(Report &report) {
+  std::vector<const Disk *> spares;
+  for (const Disk &disk : report.model.disks) {
     if (!spareWords(disk.node).empty()) {
       spares.push_back(&disk);
     }
@@ -252,7 +254,7 @@ void putSpares(REPORT &report) {
     put(report.page, "<p>There are no hot spares.</p>\n");
   } else {
     HtmlTable table(report.page, "Hot spares and what they stand by for", {"Place", "Kind", "For", "Disk", "State"});
-    for (const REPORT_DISK *disk : spares) {
+    for (const Disk *disk : spares) {
       putSpareRow(table, report, *disk);
     }
   }
@@ -266,7 +268,7 @@ static std::string madeOn(const XML_NODE *disk) {
   return year.empty() ? "" : ", week " + orDash(fieldOf(disk, "ManufactureWeek")) + " of " + year;
 }
 
-static void putDiskRow(HtmlTable &table, const REPORT &report, const REPORT_DISK &disk) {
+static void putDiskRow(HtmlTable &table, const Report &report, const Disk &disk) {
   std::string place = "<span>";
   putDiskLink(place, disk);
   put(place, " ");
@@ -282,7 +284,7 @@ static void putDiskRow(HtmlTable &table, const REPORT &report, const REPORT_DISK
   table.cell(identity);
   std::string kind;
   put(kind, "<span>%<small>%</small></span>",
-      {kindOfDisk(disk.node), orDash(listOf(childNamed(disk.node, "CapableSpeeds")))});
+      {kindOfDisk(disk.node), orDash(listOf(client::childNamed(disk.node, "CapableSpeeds")))});
   table.cell(kind);
   std::string size;
   put(size, "<span>%<small>% free</small></span>", {sizeOf(disk.node, "Size"), sizeOf(disk.node, "FreeSize")});
@@ -297,14 +299,14 @@ static void putDiskRow(HtmlTable &table, const REPORT &report, const REPORT_DISK
   table.cell(address);
 }
 
-void putDisks(REPORT &report) {
+void putDisks(Report &report) {
   putSection(report, "disks", "Disks");
   if (report.model.disks.empty()) {
     put(report.page, "<p>There are no disks.</p>\n");
   } else {
     HtmlTable table(report.page, "Disks, enclosure by enclosure, then those attached to the adapter",
                     {"Place", "Disk", "Kind", "Size", "State", "Virtual disks", "Address"});
-    for (const REPORT_DISK &disk : report.model.disks) {
+    for (const Disk &disk : report.model.disks) {
       putDiskRow(table, report, disk);
     }
   }
@@ -313,30 +315,31 @@ void putDisks(REPORT &report) {
 
 // --- Adapter ---
 
-struct ELEMENT_TITLE {
+struct ElementTitle {
   const char *element;
   const char *title;
 };
 
-static void putAdapterFacts(REPORT &report) {
-  static constexpr ELEMENT_TITLE texts[] = {{"Name", "Model"},
-                                            {"FirmwareVersion", "Firmware"},
-                                            {"WWN", "WWN"},
-                                            {"FQDD", "FQDD"},
-                                            {"Keyid", "Key identifier"},
-                                            {"MaxLDs", "Most virtual disks"},
-                                            {"MaxPDsPerSpan", "Most disks in a span"},
-                                            {"MaxSpansPerLD", "Most spans in a virtual disk"}};
-  static constexpr ELEMENT_TITLE lists[] = {{"SupportedDiskProtocols", "Protocols"},
-                                            {"CapableSpeeds", "Speeds"},
-                                            {"SupportedRAIDLevels", "RAID levels"},
-                                            {"Attributes", "Abilities"}};
+static void putAdapterFacts(Report &report) {
+  static constexpr ElementTitle texts[] = {{"Name", "Model"},
+                                           {"FirmwareVersion", "Firmware"},
+                                           {"WWN", "WWN"},
+                                           {"FQDD", "FQDD"},
+                                           {"Keyid", "Key identifier"},
+                                           {"MaxLDs", "Most virtual disks"},
+                                           {"MaxPDsPerSpan", "Most disks in a span"},
+                                           {"MaxSpansPerLD", "Most spans in a virtual disk"}};
+  static constexpr ElementTitle lists[] = {{"SupportedDiskProtocols", "Protocols"},
+                                           {"CapableSpeeds", "Speeds"},
+                                           {"SupportedRAIDLevels", "RAID levels"},
+                                           {"Attributes", "Abilities"}};
   std::string &page = report.page;
   const XML_NODE *adapter = report.model.adapter;
-  const XML_NODE *pci = childNamed(adapter, "PCIID");
-  const XML_NODE *location = childNamed(childNamed(report.model.inventory, "Identifier"), "PCILocation");
+  const XML_NODE *pci = client::childNamed(adapter, "PCIID");
+  const XML_NODE *location =
+      client::childNamed(client::childNamed(report.model.inventory, "Identifier"), "PCILocation");
   put(page, "<dl class=\"facts\">\n");
-  for (const ELEMENT_TITLE &row : texts) {
+  for (const ElementTitle &row : texts) {
     putFact(page, row.title, orDash(fieldOf(adapter, row.element)));
   }
   putFact(page, "PCI ids",
@@ -346,62 +349,63 @@ static void putAdapterFacts(REPORT &report) {
           location == nullptr ? orDash("")
                               : "bus " + fieldOf(location, "PCIBus") + ", device " + fieldOf(location, "PCIDevice") +
                                     ", function " + fieldOf(location, "PCIFunction") +
-                                    (textEqual(childText(pci, "Embedded"), "true") ? ", on the board" : ""));
-  for (const ELEMENT_TITLE &row : lists) {
-    putFact(page, row.title, orDash(listOf(childNamed(adapter, row.element))));
+                                    (textEqual(client::childText(pci, "Embedded"), "true") ? ", on the board" : ""));
+  for (const ElementTitle &row : lists) {
+    putFact(page, row.title, orDash(listOf(client::childNamed(adapter, row.element))));
   }
   put(page, "</dl>\n");
 }
 
-static void putSettings(REPORT &report) {
-  static constexpr ELEMENT_TITLE settings[] = {{"SecurityMode", "Security mode"},
-                                               {"CheckConsistencyMode", "Consistency check"},
-                                               {"LearnMode", "Battery learning"},
-                                               {"LoadBalanceMode", "Load balance"},
-                                               {"UncertifiedMode", "Uncertified disks"},
-                                               {"CopyBackMode", "Copy back"},
-                                               {"CorrectUnconfiguredAreas", "Correct unconfigured areas"},
-                                               {"PatrolReadMode", "Patrol read"}};
+static void putSettings(Report &report) {
+  static constexpr ElementTitle settings[] = {{"SecurityMode", "Security mode"},
+                                              {"CheckConsistencyMode", "Consistency check"},
+                                              {"LearnMode", "Battery learning"},
+                                              {"LoadBalanceMode", "Load balance"},
+                                              {"UncertifiedMode", "Uncertified disks"},
+                                              {"CopyBackMode", "Copy back"},
+                                              {"CorrectUnconfiguredAreas", "Correct unconfigured areas"},
+                                              {"PatrolReadMode", "Patrol read"}};
   HtmlTable table(report.page, "Settings; a dash is what the controller does not report", {"Setting", "Value"});
-  for (const ELEMENT_TITLE &row : settings) {
+  for (const ElementTitle &row : settings) {
     table.row();
     table.text(row.title);
     table.text(orDash(fieldOf(report.model.adapter, row.element)));
   }
 }
 
-static void putRates(REPORT &report) {
-  const XML_NODE *rate = childNamed(report.model.adapter, "Rate");
+static void putRates(Report &report) {
+  const XML_NODE *rate = client::childNamed(report.model.adapter, "Rate");
   if (rate == nullptr) {
     return;
   }
   HtmlTable table(report.page, "Rates", {"Rate", "Value", "Editable"});
-  for (; rate != nullptr; rate = nextSame(rate)) {
+  for (; rate != nullptr; rate = client::nextSame(rate)) {
     table.row();
     table.text(fieldOf(rate, "Name"));
     table.text(fieldOf(rate, "Value"));
-    table.text(textEqual(childText(rate, "Editable"), "false") ? "no" : "yes");
+    table.text(textEqual(client::childText(rate, "Editable"), "false") ? "no" : "yes");
   }
 }
 
-static void putLevels(REPORT &report) {
-  const XML_NODE *level = childNamed(childNamed(report.model.adapter, "RAIDLevelParams"), "RAIDLevelDesc");
+static void putLevels(Report &report) {
+  const XML_NODE *level =
+      client::childNamed(client::childNamed(report.model.adapter, "RAIDLevelParams"), "RAIDLevelDesc");
   if (level == nullptr) {
     return;
   }
   HtmlTable table(report.page, "What the adapter can make",
                   {"Level", "Disks", "Stripe sizes", "Default cache", "Bounds"});
-  for (; level != nullptr; level = nextSame(level)) {
+  for (; level != nullptr; level = client::nextSame(level)) {
     table.row();
     table.text(fieldOf(level, "RAIDLevel"));
     table.text(fieldOf(level, "MinDisks") + " to " + fieldOf(level, "MaxDisks"));
-    table.text(listOf(childNamed(level, "AvailableStripeSize")) + "; default " + fieldOf(level, "StripeSize"));
-    table.text(orDash(listOf(childNamed(level, "DefaultCachePolicy"))));
-    table.text(orDash(listOf(childNamed(level, "BoundsMask"))));
+    table.text(listOf(client::childNamed(level, "AvailableStripeSize")) + "; default " + fieldOf(level, "StripeSize"));
+    table.text(orDash(listOf(client::childNamed(level, "DefaultCachePolicy"))));
+    table.text(orDash(listOf(client::childNamed(level, "BoundsMask"))));
   }
 }
 
-void putAdapter(REPORT &report) {
+void putAdapter(Report &report) {
   putSection(report, "adapter", "Adapter");
   putMark(report.page, report.changes, report.model.adapter);
   putAdapterFacts(report);
@@ -413,3 +417,5 @@ void putAdapter(REPORT &report) {
   putLevels(report);
   put(report.page, "</section>\n");
 }
+
+} // namespace xyl::host::report

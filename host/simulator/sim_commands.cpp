@@ -13,6 +13,8 @@
 #include "providers/sim_controller/hand.h"
 #include "providers/sim_controller/presets.h"
 
+namespace xyl::host::simulator {
+
 static std::string virtualDiskText(const sim::VirtualDisk &virtualDisk) {
   return "virtual disk " + std::to_string(virtualDisk.record.ObjectID) + " \"" + toUtf8(virtualDisk.Name) + "\"";
 }
@@ -23,18 +25,18 @@ static std::string diskText(const sim::Disk &disk) {
 
 static void check(EFI_STATUS status, const std::string &what) {
   if (EFI_ERROR(status)) {
-    throw CLIENT_ERROR(status, what + ": " + statusText(status));
+    throw ClientError(status, what + ": " + statusText(status));
   }
 }
 
 // Says how the virtual disks stand that count a disk among their members.
-static void sayVirtualDisksOn(const SIM_JOB &job, UINT32 diskId) {
+static void sayVirtualDisksOn(const Job &job, UINT32 diskId) {
   for (UINT32 i = 0; i < job.sim->virtualDisks.count; ++i) {
     const sim::VirtualDisk &virtualDisk = job.sim->virtualDisks.items[i];
     for (UINT32 j = 0; j < virtualDisk.record.PDCount; ++j) {
       if (virtualDisk.PDs[j] == diskId) {
-        say(&job.front, "%a is %a\n", virtualDiskText(virtualDisk).c_str(),
-            GetNameFromValue(virtualDisk.record.State, g_stateTable));
+        client::say(&job.front, "%a is %a\n", virtualDiskText(virtualDisk).c_str(),
+                    driver::GetNameFromValue(virtualDisk.record.State, driver::g_stateTable));
         break;
       }
     }
@@ -43,33 +45,33 @@ static void sayVirtualDisksOn(const SIM_JOB &job, UINT32 diskId) {
 
 // --- Controllers ---
 
-XYL_RESULT listPresets(const SIM_JOB &job) {
+client::Result listPresets(const Job &job) {
   if (job.wantsJson()) {
     return writePresets(job);
   }
   for (UINT32 i = 0; sim::presetAt(i) != nullptr; ++i) {
-    say(&job.front, "%-8a  %a\n", sim::presetAt(i)->name, sim::presetAt(i)->description);
+    client::say(&job.front, "%-8a  %a\n", sim::presetAt(i)->name, sim::presetAt(i)->description);
   }
-  return succeeded();
+  return client::succeeded();
 }
 
-XYL_RESULT newController(const SIM_JOB &job) {
-  const CHAR8 *preset = job.request.Options[XYL_OPTION_PRESET];
-  const CHAR8 *document = job.request.Options[XYL_OPTION_FROM];
-  bool replaces = job.request.Options[XYL_OPTION_FORCE] != nullptr;
+client::Result newController(const Job &job) {
+  const CHAR8 *preset = job.request.options[client::optionPreset];
+  const CHAR8 *document = job.request.options[client::optionFrom];
+  bool replaces = job.request.options[client::optionForce] != nullptr;
   if ((preset == nullptr) == (document == nullptr)) {
-    throw USAGE_ERROR("'sim new' needs --preset NAME ('xyl sim presets' lists the names) or --from SAVED.xml, one of "
-                      "them");
+    throw UsageError("'sim new' needs --preset NAME ('xyl sim presets' lists the names) or --from SAVED.xml, one of "
+                     "them");
   }
-  if (document != nullptr && job.front.IsSameFile(&job.front, document, job.file().c_str())) {
-    throw USAGE_ERROR("'" + job.file() + "' is what the command reads; write to another file");
+  if (document != nullptr && job.front.isSameFile(&job.front, document, job.file().c_str())) {
+    throw UsageError("'" + job.file() + "' is what the command reads; write to another file");
   }
-  SIM_OWNER owner;
+  SimOwner owner;
   if (preset != nullptr) {
     owner = makePreset(preset);
   } else {
-    XYL_RESULT result = makeFromDocument(XYL_CONTEXT{&job.front, &job.request}, document, &owner);
-    if (isFailure(result)) {
+    client::Result result = makeFromDocument(client::Context{&job.front, &job.request}, document, &owner);
+    if (client::isFailure(result)) {
       return result;
     }
   }
@@ -78,44 +80,44 @@ XYL_RESULT newController(const SIM_JOB &job) {
   if (replaces && std::filesystem::exists(job.file(), error)) {
     lockController(job.file(), &lock);
   }
-  saveController(job.file(), *owner, replaces ? FILE_REPLACES_OLD : FILE_REPLACES_NONE);
-  return succeeded();
+  saveController(job.file(), *owner, replaces ? FileReplaces::old : FileReplaces::none);
+  return client::succeeded();
 }
 
-XYL_RESULT replaceAdapter(const SIM_JOB &job) {
+client::Result replaceAdapter(const Job &job) {
   check(sim::replaceAdapter(job.sim), "the adapter cannot be replaced");
   CHAR8 wwn[17];
   formatHex(wwn, job.sim->adapter.record.WWN, 16);
-  say(&job.front, "the adapter's WWN is %a now; foreign virtual disks: %u\n", wwn, job.sim->foreignDisks.count);
-  return succeeded();
+  client::say(&job.front, "the adapter's WWN is %a now; foreign virtual disks: %u\n", wwn, job.sim->foreignDisks.count);
+  return client::succeeded();
 }
 
-XYL_RESULT setFirmware(const SIM_JOB &job) {
+client::Result setFirmware(const Job &job) {
   std::u16string version = fromUtf8(job.operand(1));
   if (version.empty() || EFI_ERROR(sim::setFirmware(job.sim, version.c_str()))) {
-    throw USAGE_ERROR("a firmware version has 1 to " + std::to_string(sim::textUnits - 1) + " characters");
+    throw UsageError("a firmware version has 1 to " + std::to_string(sim::textUnits - 1) + " characters");
   }
-  return succeeded();
+  return client::succeeded();
 }
 
 // --- Disks ---
 
-XYL_RESULT pullDisk(const SIM_JOB &job) {
+client::Result pullDisk(const Job &job) {
   const sim::Disk &disk = diskNamed(job.sim, job.file(), job.operand(1));
   std::string text = diskText(disk);
   UINT32 id = disk.record.ObjectID;
   check(sim::pullDisk(job.sim, id), text + " cannot be pulled");
-  say(&job.front, "%a is pulled\n", text.c_str());
+  client::say(&job.front, "%a is pulled\n", text.c_str());
   sayVirtualDisksOn(job, id);
-  return succeeded();
+  return client::succeeded();
 }
 
-XYL_RESULT failDisk(const SIM_JOB &job) {
+client::Result failDisk(const Job &job) {
   const sim::Disk &disk = diskNamed(job.sim, job.file(), job.operand(1));
   check(sim::failDisk(job.sim, disk.record.ObjectID), diskText(disk) + " cannot fail");
-  say(&job.front, "%a has failed\n", diskText(disk).c_str());
+  client::say(&job.front, "%a has failed\n", diskText(disk).c_str());
   sayVirtualDisksOn(job, disk.record.ObjectID);
-  return succeeded();
+  return client::succeeded();
 }
 
 static std::string trimmed(const std::string &text) {
@@ -139,50 +141,50 @@ static void takeModel(const std::string &wanted, sim::Drive *drive) {
     }
   }
   if (found != 1) {
-    throw USAGE_ERROR((found == 0 ? "there is no model '" : "several models are called '") + wanted + "'; there are " +
-                      names);
+    throw UsageError((found == 0 ? "there is no model '" : "several models are called '") + wanted + "'; there are " +
+                     names);
   }
 }
 
-static void takeDriveOptions(const SIM_JOB &job, sim::Drive *drive) {
-  const CHAR8 *size = job.request.Options[XYL_OPTION_SIZE];
-  const CHAR8 *model = job.request.Options[XYL_OPTION_MODEL];
+static void takeDriveOptions(const Job &job, sim::Drive *drive) {
+  const CHAR8 *size = job.request.options[client::optionSize];
+  const CHAR8 *model = job.request.options[client::optionModel];
   if (model != nullptr) {
     takeModel(model, drive);
   }
   if (size != nullptr) {
-    drive->size = parseSize(size);
+    drive->size = client::parseSize(size);
     if (drive->size == 0) {
-      throw USAGE_ERROR("'" + std::string(size) + "' is no size; write it as 600GB, 1.2TB or in bytes");
+      throw UsageError("'" + std::string(size) + "' is no size; write it as 600GB, 1.2TB or in bytes");
     }
-    if (lacksUnit(size)) {
-      throw USAGE_ERROR("'" + std::string(size) + "' is a number of bytes; write its unit, as " + size + "GB");
+    if (client::lacksUnit(size)) {
+      throw UsageError("'" + std::string(size) + "' is a number of bytes; write its unit, as " + size + "GB");
     }
   }
 }
 
-static void insertNew(const SIM_JOB &job, const SIM_PLACE &place, const sim::Drive &drive) {
+static void insertNew(const Job &job, const Place &place, const sim::Drive &drive) {
   UINT32 id = 0;
   check(sim::insertDisk(job.sim, place.enclosureObjectId, place.slot, drive, &id), "the disk cannot be inserted");
   const sim::Disk *disk = sim::findDisk(job.sim, id);
-  say(&job.front, "%a is new: %a, %a\n", diskText(*disk).c_str(), trimmed(fixedText(disk->record.ModelName)).c_str(),
-      sizeText(disk->record.Size).c_str());
+  client::say(&job.front, "%a is new: %a, %a\n", diskText(*disk).c_str(),
+              trimmed(fixedText(disk->record.ModelName)).c_str(), sizeText(disk->record.Size).c_str());
 }
 
-XYL_RESULT replaceDisk(const SIM_JOB &job) {
+client::Result replaceDisk(const Job &job) {
   const sim::Disk &disk = diskNamed(job.sim, job.file(), job.operand(1));
-  SIM_PLACE place = {disk.record.EnclosureObjectID, disk.record.Slot};
+  Place place = {disk.record.EnclosureObjectID, disk.record.Slot};
   sim::Drive drive = {disk.record.Size, disk.record.Protocol, disk.record.Attributes};
   UINT32 oldId = disk.record.ObjectID;
   takeDriveOptions(job, &drive);
   check(sim::pullDisk(job.sim, oldId), diskText(disk) + " cannot be pulled");
   insertNew(job, place, drive);
   sayVirtualDisksOn(job, oldId);
-  return succeeded();
+  return client::succeeded();
 }
 
 // A drive as the first neighbour's, or the first model where there are no disks at all.
-static sim::Drive driveFor(sim::Controller *sim, const SIM_PLACE &place) {
+static sim::Drive driveFor(sim::Controller *sim, const Place &place) {
   sim::Drive drive = {2000398934016, 0, 0};
   sim::driveModel(0, &drive);
   const sim::Disk *like = sim->disks.count == 0 ? nullptr : &sim->disks.items[0];
@@ -193,104 +195,107 @@ static sim::Drive driveFor(sim::Controller *sim, const SIM_PLACE &place) {
   return like == nullptr ? drive : sim::Drive{like->record.Size, like->record.Protocol, like->record.Attributes};
 }
 
-static void wantEmpty(const SIM_JOB &job, const SIM_PLACE &place) {
+static void wantEmpty(const Job &job, const Place &place) {
   const sim::Disk *there = sim::findDiskAt(job.sim, place.enclosureObjectId, place.slot);
   if (there != nullptr) {
-    throw CLIENT_ERROR(EFI_ALREADY_STARTED, "slot " + placeText(place) + " is taken by disk " +
-                                                std::to_string(there->record.ObjectID) +
-                                                "; pull it or choose another slot");
+    throw ClientError(EFI_ALREADY_STARTED, "slot " + placeText(place) + " is taken by disk " +
+                                               std::to_string(there->record.ObjectID) +
+                                               "; pull it or choose another slot");
   }
 }
 
-static XYL_RESULT insertPulled(const SIM_JOB &job) {
+static client::Result insertPulled(const Job &job) {
   const sim::Disk &pulled = pulledDiskNamed(job.sim, job.file(), job.operand(1));
-  SIM_PLACE place = {pulled.record.EnclosureObjectID, pulled.record.Slot};
+  Place place = {pulled.record.EnclosureObjectID, pulled.record.Slot};
   UINT32 id = pulled.record.ObjectID;
-  if (job.request.Options[XYL_OPTION_SIZE] != nullptr || job.request.Options[XYL_OPTION_MODEL] != nullptr) {
-    throw USAGE_ERROR("--size and --model are for new disks; write 'sim insert FILE new PLACE'");
+  if (job.request.options[client::optionSize] != nullptr || job.request.options[client::optionModel] != nullptr) {
+    throw UsageError("--size and --model are for new disks; write 'sim insert FILE new PLACE'");
   }
-  if (job.request.OperandCount > 2) {
+  if (job.request.operandCount > 2) {
     place = placeNamed(job.sim, job.operand(2));
   }
   wantEmpty(job, place);
   check(sim::reinsertDisk(job.sim, id, place.enclosureObjectId, place.slot), "the disk cannot be inserted");
   const sim::Disk *disk = sim::findDisk(job.sim, id);
-  say(&job.front, "%a is back, %a\n", diskText(*disk).c_str(), GetNameFromValue(disk->record.State, g_stateTable));
+  client::say(&job.front, "%a is back, %a\n", diskText(*disk).c_str(),
+              driver::GetNameFromValue(disk->record.State, driver::g_stateTable));
   sayVirtualDisksOn(job, id);
-  return succeeded();
+  return client::succeeded();
 }
 
-XYL_RESULT insertDisk(const SIM_JOB &job) {
+client::Result insertDisk(const Job &job) {
   if (job.operand(1) != "new") {
     return insertPulled(job);
   }
-  if (job.request.OperandCount < 3) {
-    throw USAGE_ERROR("a new disk needs a place; 'xyl sim show " + job.file() + "' lists the empty slots");
+  if (job.request.operandCount < 3) {
+    throw UsageError("a new disk needs a place; 'xyl sim show " + job.file() + "' lists the empty slots");
   }
-  SIM_PLACE place = placeNamed(job.sim, job.operand(2));
+  Place place = placeNamed(job.sim, job.operand(2));
   wantEmpty(job, place);
   sim::Drive drive = driveFor(job.sim, place);
   takeDriveOptions(job, &drive);
   insertNew(job, place, drive);
-  return succeeded();
+  return client::succeeded();
 }
 
 // --- Foreign disks ---
 
 static UINT32 levelNamed(const std::string &name) {
-  UINT64 level = valueNamed(name, g_raidLevelTable);
-  level = level != VALUE_NOT_FOUND ? level : valueNamed("RAID " + name, g_raidLevelTable);
-  if (level == VALUE_NOT_FOUND) {
-    throw USAGE_ERROR("'" + name + "' is no RAID level; write it as 5 or \"RAID 5\"");
+  UINT64 level = valueNamed(name, driver::g_raidLevelTable);
+  level = level != driver::valueNotFound ? level : valueNamed("RAID " + name, driver::g_raidLevelTable);
+  if (level == driver::valueNotFound) {
+    throw UsageError("'" + name + "' is no RAID level; write it as 5 or \"RAID 5\"");
   }
   return static_cast<UINT32>(level);
 }
 
-XYL_RESULT makeForeign(const SIM_JOB &job) {
+client::Result makeForeign(const Job &job) {
   UINT32 level = levelNamed(job.operand(1));
-  UINT32 ids[XYL_WORDS_MAX] = {};
+  UINT32 ids[client::wordsMax] = {};
   UINT32 count = 0;
-  for (UINTN i = 2; i < job.request.OperandCount; ++i) {
+  for (UINTN i = 2; i < job.request.operandCount; ++i) {
     const sim::Disk &disk = diskNamed(job.sim, job.file(), job.operand(i));
     if (disk.record.State != RAID_STATE_READY || disk.record.Hotspare != 0) {
       const CHAR8 *state =
-          disk.record.Hotspare != 0 ? "a hot spare" : GetNameFromValue(disk.record.State, g_stateTable);
-      throw CLIENT_ERROR(EFI_ACCESS_DENIED,
-                         diskText(disk) + " is " + state + "; choose disks that are Ready and no hot spares");
+          disk.record.Hotspare != 0 ? "a hot spare" : driver::GetNameFromValue(disk.record.State, driver::g_stateTable);
+      throw ClientError(EFI_ACCESS_DENIED,
+                        diskText(disk) + " is " + state + "; choose disks that are Ready and no hot spares");
     }
     ids[count++] = disk.record.ObjectID;
   }
   EFI_STATUS status = sim::makeForeign(job.sim, level, ids, count);
   if (EFI_ERROR(status)) {
-    throw CLIENT_ERROR(status, std::string("the adapter makes no ") + GetNameFromValue(level, g_raidLevelTable) +
-                                   " of these " + std::to_string(count) + " disks: " + statusText(status) +
-                                   "; MinDisks and MaxDisks of 'xyl get --controller " + job.file() +
-                                   "' are the limits");
+    throw ClientError(status,
+                      std::string("the adapter makes no ") + driver::GetNameFromValue(level, driver::g_raidLevelTable) +
+                          " of these " + std::to_string(count) + " disks: " + statusText(status) +
+                          "; MinDisks and MaxDisks of 'xyl get --controller " + job.file() + "' are the limits");
   }
   const sim::VirtualDisk &made = job.sim->foreignDisks.items[job.sim->foreignDisks.count - 1];
-  say(&job.front, "a foreign %a of %a is on them\n", GetNameFromValue(level, g_raidLevelTable),
-      sizeText(made.record.Size).c_str());
-  return succeeded();
+  client::say(&job.front, "a foreign %a of %a is on them\n", driver::GetNameFromValue(level, driver::g_raidLevelTable),
+              sizeText(made.record.Size).c_str());
+  return client::succeeded();
 }
 
 // --- Runs ---
 
-XYL_RESULT runSimAlone(const XYL_CONTEXT &context, SIM_WORK work) {
-  return work(SIM_JOB{*context.Front, *context.Request, /* sim= */ nullptr});
+client::Result runSimAlone(const client::Context &context, Work work) {
+  return work(Job{*context.front, *context.request, /* sim= */ nullptr});
 }
 
-XYL_RESULT runSimOnFile(const XYL_CONTEXT &context, SIM_WORK work) {
-  const XYL_REQUEST &request = *context.Request;
-  const char *file = request.Operands[0];
+client::Result runSimOnFile(const client::Context &context, Work work) {
+  const client::Request &request = *context.request;
+  const char *file = request.operands[0];
   FileLock lock;
-  if (xylChangesController(request)) {
+  if (client::xylChangesController(request)) {
     lockController(file, &lock);
   }
-  SIM_OWNER owner = loadController(file);
-  XYL_RESULT result = work(SIM_JOB{*context.Front, request, owner.get()});
-  if (!isFailure(result) && xylChangesController(request)) {
+  SimOwner owner = loadController(file);
+  client::Result result = work(Job{*context.front, request, owner.get()});
+  if (!client::isFailure(result) && client::xylChangesController(request)) {
     saveController(file, *owner);
   }
   // cppcheck-suppress returnDanglingLifetime ; a result is two numbers
   return result;
 }
+
+} // namespace xyl::host::simulator

@@ -3,14 +3,16 @@
 #include "base/text.h"
 #include "host/common/common.h"
 
-std::string placeText(const SIM_PLACE &place) {
+namespace xyl::host::simulator {
+
+std::string placeText(const Place &place) {
   std::string enclosure =
       place.enclosureObjectId == sim::directEnclosure ? "direct" : std::to_string(place.enclosureObjectId);
   return enclosure + ":" + std::to_string(place.slot);
 }
 
 std::string placeText(const sim::Disk &disk) {
-  return placeText(SIM_PLACE{disk.record.EnclosureObjectID, disk.record.Slot});
+  return placeText(Place{disk.record.EnclosureObjectID, disk.record.Slot});
 }
 
 static bool isNumber(const std::string &text) {
@@ -43,11 +45,11 @@ static bool splitPlace(const std::string &name, std::string *enclosure, UINT64 *
   return *enclosure == "direct" || isNumber(*enclosure);
 }
 
-SIM_PLACE placeNamed(sim::Controller *sim, const std::string &name) {
+Place placeNamed(sim::Controller *sim, const std::string &name) {
   std::string enclosureName;
   UINT64 slot = 0;
   if (!splitPlace(name, &enclosureName, &slot)) {
-    throw USAGE_ERROR("'" + name + "' is no place; write enclosure:slot, as 301:2, or direct:slot");
+    throw UsageError("'" + name + "' is no place; write enclosure:slot, as 301:2, or direct:slot");
   }
   const sim::Enclosure *enclosure = nullptr;
   if (enclosureName != "direct") {
@@ -57,14 +59,14 @@ SIM_PLACE placeNamed(sim::Controller *sim, const std::string &name) {
       for (UINT32 i = 0; i < sim->enclosures.count; ++i) {
         ids += (i == 0 ? "" : ", ") + std::to_string(sim->enclosures.items[i].record.ObjectID);
       }
-      throw CLIENT_ERROR(EFI_NOT_FOUND, "there is no enclosure " + enclosureName +
-                                            (ids.empty() ? "; write direct:slot" : "; there are " + ids));
+      throw ClientError(EFI_NOT_FOUND, "there is no enclosure " + enclosureName +
+                                           (ids.empty() ? "; write direct:slot" : "; there are " + ids));
     }
   }
   UINT64 slots = enclosure == nullptr ? 256 : enclosure->record.SlotCount;
   if (slot >= slots) {
-    throw CLIENT_ERROR(EFI_NOT_FOUND,
-                       "there is no slot " + name + "; slots are numbered from 0 to " + std::to_string(slots - 1));
+    throw ClientError(EFI_NOT_FOUND,
+                      "there is no slot " + name + "; slots are numbered from 0 to " + std::to_string(slots - 1));
   }
   return {enclosure == nullptr ? sim::directEnclosure : enclosure->record.ObjectID, static_cast<UINT8>(slot)};
 }
@@ -86,7 +88,7 @@ static bool isCalled(sim::Controller *sim, const sim::Disk &disk, const std::str
 }
 
 // The last one, since the disk that was pulled last is the one that is meant.
-static sim::Disk *findCalled(sim::Controller *sim, const POOL_ARRAY<sim::Disk> &disks, const std::string &name) {
+static sim::Disk *findCalled(sim::Controller *sim, const PoolArray<sim::Disk> &disks, const std::string &name) {
   for (UINT32 i = disks.count; i != 0; --i) {
     if (isCalled(sim, disks.items[i - 1], name)) {
       return &disks.items[i - 1];
@@ -103,10 +105,10 @@ sim::Disk &diskNamed(sim::Controller *sim, const std::string &file, const std::s
   const sim::Disk *pulled = findCalled(sim, sim->pulledDisks, name);
   if (pulled != nullptr) {
     std::string id = std::to_string(pulled->record.ObjectID);
-    throw CLIENT_ERROR(EFI_NOT_FOUND,
-                       "disk " + id + " is pulled; 'xyl sim insert " + file + " " + id + "' puts it back");
+    throw ClientError(EFI_NOT_FOUND,
+                      "disk " + id + " is pulled; 'xyl sim insert " + file + " " + id + "' puts it back");
   }
-  throw CLIENT_ERROR(EFI_NOT_FOUND, "there is no disk '" + name + "'; 'xyl sim show " + file + "' lists the disks");
+  throw ClientError(EFI_NOT_FOUND, "there is no disk '" + name + "'; 'xyl sim show " + file + "' lists the disks");
 }
 
 sim::Disk &pulledDiskNamed(sim::Controller *sim, const std::string &file, const std::string &name) {
@@ -115,9 +117,10 @@ sim::Disk &pulledDiskNamed(sim::Controller *sim, const std::string &file, const 
     return *pulled;
   }
   const sim::Disk *disk = findCalled(sim, sim->disks, name);
-  throw CLIENT_ERROR(EFI_NOT_FOUND,
-                     disk != nullptr
-                         ? "disk " + std::to_string(disk->record.ObjectID) + " is in its slot; pull it first"
-                         : "there is no pulled disk '" + name + "'; 'xyl sim show " + file +
-                               "' lists them, and 'xyl sim insert " + file + " new PLACE' takes a new one");
+  throw ClientError(EFI_NOT_FOUND,
+                    disk != nullptr ? "disk " + std::to_string(disk->record.ObjectID) + " is in its slot; pull it first"
+                                    : "there is no pulled disk '" + name + "'; 'xyl sim show " + file +
+                                          "' lists them, and 'xyl sim insert " + file + " new PLACE' takes a new one");
 }
+
+} // namespace xyl::host::simulator

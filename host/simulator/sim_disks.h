@@ -4,20 +4,24 @@
 #include "host/controller_file/controller_file.h"
 #include "providers/sim_controller/state.h"
 
-struct SIM_PLACE {
+namespace xyl::host::simulator {
+
+struct Place {
   UINT32 enclosureObjectId; // SIM_DIRECT: none
   UINT8 slot;
 };
 
 // "301:2", or "direct:2" outside of enclosures.
-std::string placeText(const SIM_PLACE &place);
+std::string placeText(const Place &place);
 std::string placeText(const sim::Disk &disk);
 
-// The disk with that id, FQDD or place. Throws CLIENT_ERROR that says where to look; file is the controller's.
+// The disk with that id, FQDD or place. Throws ClientError that says where to look; file is the controller's.
 sim::Disk &diskNamed(sim::Controller *sim, const std::string &file, const std::string &name);
 // Likewise among the pulled disks, where a place is the one that the disk came from last.
 sim::Disk &pulledDiskNamed(sim::Controller *sim, const std::string &file, const std::string &name);
 
 // The place of that name, enclosure:slot (the enclosure's id or position) or direct:slot, taken or not. Throws
-// CLIENT_ERROR for one that does not exist.
-SIM_PLACE placeNamed(sim::Controller *sim, const std::string &name);
+// ClientError for one that does not exist.
+Place placeNamed(sim::Controller *sim, const std::string &name);
+
+} // namespace xyl::host::simulator

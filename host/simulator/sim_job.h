@@ -5,12 +5,16 @@
 #include "host/controller_file/controller_file.h"
 #include "providers/sim_controller/state.h"
 
-struct SIM_JOB {
-  const XYL_FRONT &front;
-  const XYL_REQUEST &request;
+namespace xyl::host::simulator {
+
+struct Job {
+  const client::Front &front;
+  const client::Request &request;
   sim::Controller *sim; // null for commands without a controller
 
-  std::string operand(UINTN index) const { return request.Operands[index]; }
+  std::string operand(UINTN index) const { return request.operands[index]; }
   std::string file() const { return operand(0); }
-  bool wantsJson() const { return request.Options[XYL_OPTION_JSON] != nullptr; }
+  bool wantsJson() const { return request.options[client::optionJson] != nullptr; }
 };
+
+} // namespace xyl::host::simulator

@@ -3,5 +3,9 @@
 
 #include "host/simulator/sim_job.h"
 
-XYL_RESULT writeController(const SIM_JOB &job);
-XYL_RESULT writePresets(const SIM_JOB &job);
+namespace xyl::host::simulator {
+
+client::Result writeController(const Job &job);
+client::Result writePresets(const Job &job);
+
+} // namespace xyl::host::simulator

@@ -3,4 +3,8 @@
 
 #include "host/simulator/sim_job.h"
 
-XYL_RESULT showController(const SIM_JOB &job);
+namespace xyl::host::simulator {
+
+client::Result showController(const Job &job);
+
+} // namespace xyl::host::simulator

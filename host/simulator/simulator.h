@@ -5,28 +5,32 @@
 #include "host/simulator/sim_job.h"
 #include "host/simulator/sim_show.h"
 
-// What the commands do, but for showController, failNext and clearFaults. All throw CLIENT_ERROR.
-XYL_RESULT listPresets(const SIM_JOB &job);
-XYL_RESULT newController(const SIM_JOB &job);
-XYL_RESULT replaceAdapter(const SIM_JOB &job);
-XYL_RESULT setFirmware(const SIM_JOB &job);
-XYL_RESULT pullDisk(const SIM_JOB &job);
-XYL_RESULT failDisk(const SIM_JOB &job);
-XYL_RESULT replaceDisk(const SIM_JOB &job);
-XYL_RESULT insertDisk(const SIM_JOB &job);
-XYL_RESULT makeForeign(const SIM_JOB &job);
+namespace xyl::host::simulator {
 
-using SIM_WORK = XYL_RESULT (*)(const SIM_JOB &job);
+// What the commands do, but for showController, failNext and clearFaults. All throw ClientError.
+client::Result listPresets(const Job &job);
+client::Result newController(const Job &job);
+client::Result replaceAdapter(const Job &job);
+client::Result setFirmware(const Job &job);
+client::Result pullDisk(const Job &job);
+client::Result failDisk(const Job &job);
+client::Result replaceDisk(const Job &job);
+client::Result insertDisk(const Job &job);
+client::Result makeForeign(const Job &job);
+
+using Work = client::Result (*)(const Job &job);
 
 // Runs work without a controller.
-XYL_RESULT runSimAlone(const XYL_CONTEXT &context, SIM_WORK work);
+client::Result runSimAlone(const client::Context &context, Work work);
 // Runs it on the controller in the file of the first operand, and keeps there what a command has changed.
-XYL_RESULT runSimOnFile(const XYL_CONTEXT &context, SIM_WORK work);
+client::Result runSimOnFile(const client::Context &context, Work work);
 
 // As commands.
-template <SIM_WORK Work> XYL_RESULT runAlone(const XYL_CONTEXT &context) {
+template <Work Work> client::Result runAlone(const client::Context &context) {
   return runSimAlone(context, Work);
 }
-template <SIM_WORK Work> XYL_RESULT runOnFile(const XYL_CONTEXT &context) {
+template <Work Work> client::Result runOnFile(const client::Context &context) {
   return runSimOnFile(context, Work);
 }
+
+} // namespace xyl::host::simulator

@@ -2,16 +2,17 @@
 
 #include "host/stage/bytes.h"
 
-namespace stage {
+namespace xyl::host::stage {
+
 namespace {
 
-constexpr uint32_t ACTIVE = 1;
-constexpr uint8_t NODE_MEDIA = 4;
-constexpr uint8_t NODE_DISK = 1;
-constexpr uint8_t NODE_FILE = 4;
-constexpr uint8_t TABLE_GPT = 2;
-constexpr uint8_t ID_GUID = 2;
-constexpr size_t HEAD = 6; // attributes and the size of the device path, before the description
+constexpr uint32_t active = 1;
+constexpr uint8_t nodeMedia = 4;
+constexpr uint8_t nodeDisk = 1;
+constexpr uint8_t nodeFile = 4;
+constexpr uint8_t tableGpt = 2;
+constexpr uint8_t idGuid = 2;
+constexpr size_t head = 6; // attributes and the size of the device path, before the description
 
 // Text as 16-bit characters, and the zero behind it.
 std::string wide(const std::string &text) {
@@ -31,27 +32,27 @@ std::string node(uint8_t type, uint8_t subtype, const std::string &content) {
 
 std::string bootOption(const Partition &partition, const std::string &file, const std::string &description) {
   std::string disk = littleEndian(partition.number) + littleEndian(partition.first) + littleEndian(partition.count) +
-                     std::string(partition.id.begin(), partition.id.end()) + std::string{TABLE_GPT, ID_GUID};
+                     std::string(partition.id.begin(), partition.id.end()) + std::string{tableGpt, idGuid};
   std::string path =
-      node(NODE_MEDIA, NODE_DISK, disk) + node(NODE_MEDIA, NODE_FILE, wide(file)) + node(/* end */ 0x7F, 0xFF, "");
-  return littleEndian(ACTIVE) + littleEndian(static_cast<uint16_t>(path.size())) + wide(description) + path;
+      node(nodeMedia, nodeDisk, disk) + node(nodeMedia, nodeFile, wide(file)) + node(/* end */ 0x7F, 0xFF, "");
+  return littleEndian(active) + littleEndian(static_cast<uint16_t>(path.size())) + wide(description) + path;
 }
 
 bool isOption(const std::string &option, const std::string &made) {
   std::string description = descriptionOf(made);
   constexpr size_t end = 4; // bytes of the last node
-  size_t path = HEAD + wide(description).size();
+  size_t path = head + wide(description).size();
   return made.size() > path + end && descriptionOf(option) == description &&
          option.find(made.substr(path, made.size() - path - end)) != std::string::npos;
 }
 
 std::string descriptionOf(const std::string &option) {
   std::string text;
-  for (size_t at = HEAD; at + 1 < option.size() && (option[at] != 0 || option[at + 1] != 0); at += 2) {
+  for (size_t at = head; at + 1 < option.size() && (option[at] != 0 || option[at + 1] != 0); at += 2) {
     bool isPlain = option[at + 1] == 0 && option[at] >= ' ' && option[at] <= '~';
     text += isPlain ? option[at] : '?';
   }
   return text;
 }
 
-} // namespace stage
+} // namespace xyl::host::stage

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-namespace stage {
+namespace xyl::host::stage {
 
 // A partition as a GPT has it.
 struct Partition {
@@ -26,4 +26,4 @@ bool isOption(const std::string &option, const std::string &made);
 // What people read of an option; empty for bytes that are none.
 std::string descriptionOf(const std::string &option);
 
-} // namespace stage
+} // namespace xyl::host::stage

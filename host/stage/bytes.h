@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace stage {
+namespace xyl::host::stage {
 
 // A number of width bytes; those behind the end count as zero.
 inline uint64_t numberAt(const std::string &bytes, uint64_t at, size_t width) {
@@ -23,4 +23,4 @@ template <class Number> std::string littleEndian(Number value) {
   return bytes;
 }
 
-} // namespace stage
+} // namespace xyl::host::stage

@@ -10,7 +10,7 @@
 
 #include "host/common/common.h"
 
-namespace stage {
+namespace xyl::host::stage {
 
 namespace fs = std::filesystem;
 
@@ -23,8 +23,8 @@ namespace {
 
 [[noreturn]] void fail(const char *what, const fs::path &path, int error) {
   EFI_STATUS status = statusFromErrno(error);
-  throw CLIENT_ERROR(status, std::string("cannot ") + what + " '" + path.string() +
-                                 "': " + (error == EEXIST ? "it is there already" : statusWords(status)));
+  throw ClientError(status, std::string("cannot ") + what + " '" + path.string() +
+                                "': " + (error == EEXIST ? "it is there already" : client::statusWords(status)));
 }
 
 // An open file that is closed on every way.
@@ -149,4 +149,4 @@ void Changes::removeVariable(const fs::path &file) {
   }
 }
 
-} // namespace stage
+} // namespace xyl::host::stage

@@ -5,9 +5,9 @@
 #include <functional>
 #include <string>
 
-namespace stage {
+namespace xyl::host::stage {
 
-// Every change throws CLIENT_ERROR when it fails. What it did is on the disk when it returns, but for room
+// Every change throws ClientError when it fails. What it did is on the disk when it returns, but for room
 // that it gives back.
 class Changes {
 public:
@@ -32,4 +32,4 @@ private:
   std::function<void()> before_;
 };
 
-} // namespace stage
+} // namespace xyl::host::stage

@@ -5,15 +5,17 @@
 #include "host/common/common.h"
 #include "host/stage/stage.h"
 
-inline constexpr XYL_COMMAND g_stageCommand = {
-    .Name = "stage",
-    .Operands = "[DIR]",
-    .OperandsMax = 1,
-    .Options = optionSet(XYL_OPTION_RESULT, XYL_OPTION_CANCEL, XYL_OPTION_ESP, XYL_OPTION_IMAGES, XYL_OPTION_FORCE,
-                         XYL_OPTION_QUIET),
-    .Outcomes = COMPARING_OUTCOMES,
-    .Summary = "does the job of a boot medium at the next boot, without a stick",
-    .Description =
+namespace xyl::host::stage {
+
+inline constexpr client::Command g_stageCommand = {
+    .name = "stage",
+    .operands = "[DIR]",
+    .operandsMax = 1,
+    .options = client::optionSet(client::optionResult, client::optionCancel, client::optionEsp, client::optionImages,
+                                 client::optionForce, client::optionQuiet),
+    .outcomes = client::comparingOutcomes,
+    .summary = "does the job of a boot medium at the next boot, without a stick",
+    .description =
         "Puts the job in DIR, a folder as boot media are made of, with image and drivers onto the EFI system "
         "partition, "
         "and tells the firmware to boot it once. The boot order is not written, so the boot after it is as ever, also "
@@ -23,9 +25,11 @@ inline constexpr XYL_COMMAND g_stageCommand = {
         "different; "
         "3: there is no result yet; 4: one failed, or the job did not come to its end.\n"
         "--cancel takes everything back before the job has run.",
-    .HostExamples = "xyl stage save\n"
+    .hostExamples = "xyl stage save\n"
                     "xyl stage save --images RaidXylBinPkg/X64\n"
                     "xyl stage --result came\n"
                     "xyl stage --cancel",
-    .Run = guardedRun<runStage>,
+    .run = guardedRun<runStage>,
 };
+
+} // namespace xyl::host::stage

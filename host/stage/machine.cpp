@@ -14,7 +14,7 @@
 #include "host/common/common.h"
 #include "host/stage/partition_table.h"
 
-namespace stage {
+namespace xyl::host::stage {
 
 namespace fs = std::filesystem;
 
@@ -97,7 +97,7 @@ std::string deviceName(const fs::path &kept) {
   return "";
 }
 
-constexpr uint64_t SECTOR = 512; // the unit of sysfs, whatever the disk's is
+constexpr uint64_t sector = 512; // the unit of sysfs, whatever the disk's is
 
 // A mounted partition, and the row of the table that has it.
 struct Mounted {
@@ -118,9 +118,9 @@ std::optional<Mounted> partitionOf(const Machine &machine, const Mount &mount) {
   uint64_t block = numberIn(disk / "queue/logical_block_size");
   TableRow row =
       readTableRow(placeOf(machine, "/dev/" + deviceName(disk)).string(), block, static_cast<uint32_t>(number));
-  if (row.partition.first * (block / SECTOR) != numberIn(kept / "start")) {
-    throw CLIENT_ERROR(EFI_VOLUME_CORRUPTED, "the kernel has /dev/" + deviceName(kept) +
-                                                 " at another place than the disk's partition table; restart first");
+  if (row.partition.first * (block / sector) != numberIn(kept / "start")) {
+    throw ClientError(EFI_VOLUME_CORRUPTED, "the kernel has /dev/" + deviceName(kept) +
+                                                " at another place than the disk's partition table; restart first");
   }
   return Mounted{mount, "/dev/" + deviceName(kept), row};
 }
@@ -139,17 +139,17 @@ Mounted namedPartition(const Machine &machine, const std::string &wanted) {
       if (found) {
         return *found;
       }
-      throw CLIENT_ERROR(EFI_UNSUPPORTED, "'" + wanted + "' lies on no partition that firmware finds by a GPT");
+      throw ClientError(EFI_UNSUPPORTED, "'" + wanted + "' lies on no partition that firmware finds by a GPT");
     }
   }
-  throw CLIENT_ERROR(EFI_NOT_FOUND, "no FAT file system is mounted at '" + wanted + "'");
+  throw ClientError(EFI_NOT_FOUND, "no FAT file system is mounted at '" + wanted + "'");
 }
 
 // As partitionOf, for a partition that nobody named: a stick without a GPT is none that is looked for.
 std::optional<Mounted> likelyPartition(const Machine &machine, const Mount &mount) {
   try {
     return partitionOf(machine, mount);
-  } catch (const CLIENT_ERROR &error) {
+  } catch (const ClientError &error) {
     if (error.status != EFI_UNSUPPORTED) {
       throw;
     }
@@ -176,16 +176,16 @@ std::vector<Mounted> systemPartitions(const Machine &machine) {
 Mounted onlyPartition(const Machine &machine) {
   std::vector<Mounted> found = systemPartitions(machine);
   if (found.empty()) {
-    throw CLIENT_ERROR(EFI_NOT_FOUND, "no EFI system partition is mounted; mount it, as at /boot/efi, or name another "
-                                      "FAT partition's folder with --esp");
+    throw ClientError(EFI_NOT_FOUND, "no EFI system partition is mounted; mount it, as at /boot/efi, or name another "
+                                     "FAT partition's folder with --esp");
   }
   if (found.size() > 1) {
     std::string folders;
     for (const Mounted &each : found) {
       folders += (folders.empty() ? "" : ", ") + each.mount.folder;
     }
-    throw CLIENT_ERROR(EFI_UNSUPPORTED,
-                       "several EFI system partitions are mounted (" + folders + "); name the one to use with --esp");
+    throw ClientError(EFI_UNSUPPORTED,
+                      "several EFI system partitions are mounted (" + folders + "); name the one to use with --esp");
   }
   return found[0];
 }
@@ -195,7 +195,7 @@ Mounted onlyPartition(const Machine &machine) {
 Room roomOf(const fs::path &folder) {
   struct statvfs room = {};
   if (statvfs(folder.c_str(), &room) != 0) {
-    throw CLIENT_ERROR(statusFromErrno(errno), "cannot ask '" + folder.string() + "' for its room");
+    throw ClientError(statusFromErrno(errno), "cannot ask '" + folder.string() + "' for its room");
   }
   return {uint64_t{room.f_bavail} * room.f_frsize, std::max<uint64_t>(room.f_bsize, 1)};
 }
@@ -217,10 +217,10 @@ SystemPartition findSystemPartition(const Machine &machine, const std::string &w
   SystemPartition system = {placeOf(machine, found.mount.folder), found.mount.folder, found.device,
                             found.row.partition};
   if (found.mount.isReadOnly) {
-    throw CLIENT_ERROR(EFI_WRITE_PROTECTED, "'" + system.name + "' is mounted read-only");
+    throw ClientError(EFI_WRITE_PROTECTED, "'" + system.name + "' is mounted read-only");
   }
   if (access(system.folder.c_str(), R_OK | W_OK | X_OK) != 0) {
-    throw CLIENT_ERROR(EFI_ACCESS_DENIED, "'" + system.name + "' may not be written to; this wants root");
+    throw ClientError(EFI_ACCESS_DENIED, "'" + system.name + "' may not be written to; this wants root");
   }
   return system;
 }
@@ -228,32 +228,32 @@ SystemPartition findSystemPartition(const Machine &machine, const std::string &w
 fs::path findVariables(const Machine &machine) {
   fs::path firmware = placeOf(machine, "/sys/firmware/efi");
   if (!fs::exists(firmware)) {
-    throw CLIENT_ERROR(EFI_UNSUPPORTED, "this system was not started by UEFI, so nothing can tell the firmware what to "
-                                        "boot next (there is no /sys/firmware/efi)");
+    throw ClientError(EFI_UNSUPPORTED, "this system was not started by UEFI, so nothing can tell the firmware what to "
+                                       "boot next (there is no /sys/firmware/efi)");
   }
   std::string width = firstLine(firmware / "fw_platform_size");
   if (width != "64" && !width.empty()) {
-    throw CLIENT_ERROR(EFI_UNSUPPORTED, "this machine's firmware has " + width + " bits, and the images have 64");
+    throw ClientError(EFI_UNSUPPORTED, "this machine's firmware has " + width + " bits, and the images have 64");
   }
   std::vector<Mount> mounts = mountsOf(machine, "efivarfs");
   if (mounts.empty()) {
-    throw CLIENT_ERROR(EFI_NOT_FOUND, "the firmware's variables are not mounted; 'mount -t efivarfs efivarfs "
-                                      "/sys/firmware/efi/efivars' does it where the kernel can");
+    throw ClientError(EFI_NOT_FOUND, "the firmware's variables are not mounted; 'mount -t efivarfs efivarfs "
+                                     "/sys/firmware/efi/efivars' does it where the kernel can");
   }
   if (mounts[0].isReadOnly) {
-    throw CLIENT_ERROR(EFI_WRITE_PROTECTED, "the firmware's variables are mounted read-only at " + mounts[0].folder +
-                                                ", or the firmware cannot change them while the system runs");
+    throw ClientError(EFI_WRITE_PROTECTED, "the firmware's variables are mounted read-only at " + mounts[0].folder +
+                                               ", or the firmware cannot change them while the system runs");
   }
   fs::path folder = placeOf(machine, mounts[0].folder);
   if (access(folder.c_str(), W_OK) != 0) {
-    throw CLIENT_ERROR(EFI_ACCESS_DENIED, "the firmware's variables may not be written to; this wants root");
+    throw ClientError(EFI_ACCESS_DENIED, "the firmware's variables may not be written to; this wants root");
   }
   return folder;
 }
 
 std::string architectureOf(const Machine &machine) {
   if (machine.processor != "x86_64" && machine.processor != "aarch64") {
-    throw CLIENT_ERROR(EFI_UNSUPPORTED, "there are no images for the processor " + machine.processor);
+    throw ClientError(EFI_UNSUPPORTED, "there are no images for the processor " + machine.processor);
   }
   return machine.processor == "x86_64" ? "x64" : "aa64";
 }
@@ -262,4 +262,4 @@ std::string bootOf(const Machine &machine) {
   return firstLine(placeOf(machine, "/proc/sys/kernel/random/boot_id"));
 }
 
-} // namespace stage
+} // namespace xyl::host::stage

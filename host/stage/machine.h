@@ -7,7 +7,7 @@
 
 #include "host/stage/boot_option.h"
 
-namespace stage {
+namespace xyl::host::stage {
 
 // Of a file system, in bytes.
 struct Room {
@@ -15,7 +15,7 @@ struct Room {
   uint64_t cluster = 1; // what a file takes is a multiple of it
 };
 
-// Throws CLIENT_ERROR.
+// Throws ClientError.
 Room roomOf(const std::filesystem::path &folder);
 
 // Where the machine is looked at.
@@ -39,17 +39,17 @@ struct SystemPartition {
 };
 
 // The EFI system partition that is mounted, or the FAT partition that is mounted at wanted if that is not empty. Throws
-// CLIENT_ERROR: none, several, read-only, without the place of a GPT, or not to be read.
+// ClientError: none, several, read-only, without the place of a GPT, or not to be read.
 SystemPartition findSystemPartition(const Machine &machine, const std::string &wanted);
 
-// The folder of the firmware's variables. Throws CLIENT_ERROR when the machine did not start by UEFI of its own width,
+// The folder of the firmware's variables. Throws ClientError when the machine did not start by UEFI of its own width,
 // and when they are not there or only to be read.
 std::filesystem::path findVariables(const Machine &machine);
 
-// "x64" or "aa64". Throws CLIENT_ERROR for another processor.
+// "x64" or "aa64". Throws ClientError for another processor.
 std::string architectureOf(const Machine &machine);
 
 // A random word that is another one after every start; empty when the system tells none.
 std::string bootOf(const Machine &machine);
 
-} // namespace stage
+} // namespace xyl::host::stage

@@ -4,11 +4,12 @@
 
 #include <nlohmann/json.hpp>
 
-namespace stage {
+namespace xyl::host::stage {
+
 namespace {
 
-constexpr const char *KIND = "raidxyl stage 1";
-constexpr const char *BEGINNING = "{\n  \"kind\": \"raidxyl stage ";
+constexpr const char *kind = "raidxyl stage 1";
+constexpr const char *manifestBeginning = "{\n  \"kind\": \"raidxyl stage ";
 
 std::string hexOf(const std::string &bytes) {
   static constexpr const char *digits = "0123456789abcdef";
@@ -30,7 +31,7 @@ std::string bytesOf(const std::string &hex) {
 // What is not below our folders is none of ours, whatever a manifest says.
 bool isOurs(const std::string &place) {
   std::filesystem::path path(place);
-  return (place.starts_with(std::string(HOME) + "/") || isOfJob(place)) && path == path.lexically_normal() &&
+  return (place.starts_with(std::string(homeFolder) + "/") || isOfJob(place)) && path == path.lexically_normal() &&
          path.has_filename();
 }
 
@@ -46,7 +47,7 @@ Manifest manifestOf(const Payload &payload, const std::string &boot, uint16_t nu
 
 std::string manifestText(const Manifest &manifest) {
   nlohmann::ordered_json json = {
-      {"kind", KIND},          {"id", manifest.id},         {"job", manifest.job},
+      {"kind", kind},          {"id", manifest.id},         {"job", manifest.job},
       {"boot", manifest.boot}, {"number", manifest.number}, {"option", hexOf(manifest.option)}};
   json["files"] = nlohmann::ordered_json::array();
   for (const StagedFile &file : manifest.files) {
@@ -63,7 +64,7 @@ std::optional<Manifest> readManifest(const std::string &text) {
     for (const nlohmann::json &file : json.at("files")) {
       manifest.files.push_back({file.at("place"), file.at("size"), file.at("crc32")});
     }
-    bool isOne = json.at("kind") == KIND && std::all_of(manifest.files.begin(), manifest.files.end(),
+    bool isOne = json.at("kind") == kind && std::all_of(manifest.files.begin(), manifest.files.end(),
                                                         [](const StagedFile &file) { return isOurs(file.place); });
     return isOne ? std::optional(manifest) : std::nullopt;
   } catch (const nlohmann::json::exception &) {
@@ -74,9 +75,9 @@ std::optional<Manifest> readManifest(const std::string &text) {
 }
 
 bool isBegunManifest(const std::string &text) {
-  const std::string beginning = BEGINNING;
+  const std::string beginning = manifestBeginning;
   return text.find_first_not_of('\0') == std::string::npos ||
          text.compare(0, beginning.size(), beginning, 0, text.size()) == 0;
 }
 
-} // namespace stage
+} // namespace xyl::host::stage

@@ -8,7 +8,7 @@
 
 #include "host/stage/payload.h"
 
-namespace stage {
+namespace xyl::host::stage {
 
 struct StagedFile {
   std::string place;
@@ -32,4 +32,4 @@ std::optional<Manifest> readManifest(const std::string &text);
 // Whether it is the beginning of one, or nothing that was written at all, as a power cut leaves it.
 bool isBegunManifest(const std::string &text);
 
-} // namespace stage
+} // namespace xyl::host::stage

@@ -11,23 +11,24 @@
 #include "host/common/common.h"
 #include "host/stage/bytes.h"
 
-namespace stage {
+namespace xyl::host::stage {
+
 namespace {
 
-constexpr size_t HEADER = 92;
-constexpr size_t ROW = 128;
-constexpr size_t TABLE_LIMIT = 0x100000;
-constexpr uint64_t BLOCK_LIMIT = 0x10000;
-constexpr unsigned char SYSTEM_PARTITION[] = {0x28, 0x73, 0x2A, 0xC1, 0x1F, 0xF8, 0xD2, 0x11,
-                                              0xBA, 0x4B, 0x00, 0xA0, 0xC9, 0x3E, 0xC9, 0x3B};
+constexpr size_t headerBytes = 92;
+constexpr size_t rowBytes = 128;
+constexpr size_t tableLimit = 0x100000;
+constexpr uint64_t blockLimit = 0x10000;
+constexpr unsigned char systemPartition[] = {0x28, 0x73, 0x2A, 0xC1, 0x1F, 0xF8, 0xD2, 0x11,
+                                             0xBA, 0x4B, 0x00, 0xA0, 0xC9, 0x3E, 0xC9, 0x3B};
 
 class Disk {
 public:
   explicit Disk(const std::string &name) : name_(name), file_(open(name.c_str(), O_RDONLY | O_CLOEXEC)) {
     if (file_ < 0) {
-      throw CLIENT_ERROR(statusFromErrno(errno), "cannot read the partition table of '" + name +
-                                                     "': " + statusWords(statusFromErrno(errno)) +
-                                                     (errno == EACCES ? "; this wants root" : ""));
+      throw ClientError(statusFromErrno(errno), "cannot read the partition table of '" + name +
+                                                    "': " + client::statusWords(statusFromErrno(errno)) +
+                                                    (errno == EACCES ? "; this wants root" : ""));
     }
   }
   Disk(const Disk &) = delete;
@@ -42,7 +43,7 @@ public:
     return bytes;
   }
   [[noreturn]] void hasNone() const {
-    throw CLIENT_ERROR(EFI_UNSUPPORTED, "'" + name_ + "' has no whole GPT, by which firmware would find the partition");
+    throw ClientError(EFI_UNSUPPORTED, "'" + name_ + "' has no whole GPT, by which firmware would find the partition");
   }
 
 private:
@@ -51,20 +52,20 @@ private:
 };
 
 bool isWholeHeader(std::string header) {
-  if (header.size() < HEADER || !header.starts_with("EFI PART")) {
+  if (header.size() < headerBytes || !header.starts_with("EFI PART")) {
     return false;
   }
   uint64_t size = numberAt(header, 12, 4);
   uint64_t sum = numberAt(header, 16, 4);
   std::memset(header.data() + 16, 0, 4);
-  return size >= HEADER && size <= header.size() && crc32Of(header.data(), size) == sum;
+  return size >= headerBytes && size <= header.size() && crc32Of(header.data(), size) == sum;
 }
 
 // The rows, as the header says they are.
 std::string readRows(const Disk &disk, const std::string &header, uint64_t block) {
   uint64_t count = numberAt(header, 80, 4);
   uint64_t width = numberAt(header, 84, 4);
-  if (width < ROW || width > BLOCK_LIMIT || count > TABLE_LIMIT / width) {
+  if (width < rowBytes || width > blockLimit || count > tableLimit / width) {
     disk.hasNone();
   }
   std::string rows = disk.read(numberAt(header, 72, 8) * block, count * width);
@@ -78,7 +79,7 @@ std::string readRows(const Disk &disk, const std::string &header, uint64_t block
 
 TableRow readTableRow(const std::string &disk, uint64_t block, uint32_t number) {
   Disk opened(disk);
-  std::string header = block >= 512 && block <= BLOCK_LIMIT ? opened.read(block, block) : "";
+  std::string header = block >= 512 && block <= blockLimit ? opened.read(block, block) : "";
   if (!isWholeHeader(header)) {
     opened.hasNone();
   }
@@ -93,8 +94,8 @@ TableRow readTableRow(const std::string &disk, uint64_t block, uint32_t number) 
   row.partition.first = numberAt(rows, at + 32, 8);
   row.partition.count = numberAt(rows, at + 40, 8) - row.partition.first + 1;
   rows.copy(row.partition.id.data(), row.partition.id.size(), at + 16);
-  row.isSystemPartition = std::memcmp(rows.data() + at, SYSTEM_PARTITION, sizeof(SYSTEM_PARTITION)) == 0;
+  row.isSystemPartition = std::memcmp(rows.data() + at, systemPartition, sizeof(systemPartition)) == 0;
   return row;
 }
 
-} // namespace stage
+} // namespace xyl::host::stage

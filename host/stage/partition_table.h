@@ -5,7 +5,7 @@
 
 #include "host/stage/boot_option.h"
 
-namespace stage {
+namespace xyl::host::stage {
 
 struct TableRow {
   Partition partition;
@@ -13,7 +13,7 @@ struct TableRow {
 };
 
 // Reads the row of a partition, by its number, from a disk or an image with blocks of that many bytes. Throws
-// CLIENT_ERROR when the disk cannot be read, or has no whole GPT with that partition.
+// ClientError when the disk cannot be read, or has no whole GPT with that partition.
 TableRow readTableRow(const std::string &disk, uint64_t block, uint32_t number);
 
-} // namespace stage
+} // namespace xyl::host::stage

@@ -9,7 +9,7 @@
 #include "host/common/common.h"
 #include "host/stage/bytes.h"
 
-namespace stage {
+namespace xyl::host::stage {
 
 namespace fs = std::filesystem;
 
@@ -19,7 +19,7 @@ std::string readSource(const fs::path &source) {
   std::string content;
   EFI_STATUS status = readHostFile(source.string(), &content);
   if (EFI_ERROR(status)) {
-    throw CLIENT_ERROR(status, "cannot read '" + source.string() + "': " + statusWords(status));
+    throw ClientError(status, "cannot read '" + source.string() + "': " + client::statusWords(status));
   }
   return content;
 }
@@ -34,16 +34,15 @@ void checkImage(const fs::path &source, const std::string &content, const std::s
   bool isImage =
       content.starts_with("MZ") && content.compare(std::min<size_t>(header, content.size()), 4, "PE\0\0", 4) == 0;
   if (!isImage || numberAt(content, header + 4, 2) != machine || numberAt(content, optional, 2) != 0x20B) {
-    throw CLIENT_ERROR(EFI_UNSUPPORTED,
-                       "'" + source.string() + "' is no image for this machine (" + architecture + ")");
+    throw ClientError(EFI_UNSUPPORTED, "'" + source.string() + "' is no image for this machine (" + architecture + ")");
   }
   // The fifth directory tells where the signatures are; the first ones stand behind 112 bytes.
   uint64_t at = numberAt(content, optional + 108, 4) > 4 ? numberAt(content, optional + 112 + 32, 4) : 0;
   uint64_t size = at != 0 ? numberAt(content, optional + 112 + 36, 4) : 0;
   bool isSigned = size != 0 && at <= content.size() && size <= content.size() - at;
   if (wantsSigned && !isSigned) {
-    throw CLIENT_ERROR(EFI_SECURITY_VIOLATION, "Secure Boot is on, and '" + source.string() +
-                                                   "' is not signed: the firmware would not start it");
+    throw ClientError(EFI_SECURITY_VIOLATION, "Secure Boot is on, and '" + source.string() +
+                                                  "' is not signed: the firmware would not start it");
   }
 }
 
@@ -63,15 +62,15 @@ void checkNames(const std::map<std::string, fs::path> &sources) {
     // Else it is another name in the file system's 16-bit letters, or in our list of what is ours.
     isBad = isBad || toUtf8(fromUtf8(place).c_str()) != place;
     if (isBad) {
-      throw CLIENT_ERROR(EFI_INVALID_PARAMETER,
-                         "'" + source.string() +
-                             "': on the system partition, which is FAT, a name has none of \" * : "
-                             "< > ? \\ |, no period or blank at its end, and is UTF-8 of 16-bit characters");
+      throw ClientError(EFI_INVALID_PARAMETER,
+                        "'" + source.string() +
+                            "': on the system partition, which is FAT, a name has none of \" * : "
+                            "< > ? \\ |, no period or blank at its end, and is UTF-8 of 16-bit characters");
     }
     auto [other, isNew] = seen.emplace(lowered(place), place);
     if (!isNew) {
-      throw CLIENT_ERROR(EFI_INVALID_PARAMETER,
-                         other->second + " and " + place + " are one name on the system partition, which is FAT");
+      throw ClientError(EFI_INVALID_PARAMETER,
+                        other->second + " and " + place + " are one name on the system partition, which is FAT");
     }
   }
 }
@@ -90,11 +89,11 @@ void addFolder(const fs::path &folder, const std::string &place, const std::vect
     } else if (at->is_regular_file()) {
       (*sources)[place + "/" + name.generic_string()] = at->path();
     } else if (!at->is_directory()) {
-      throw CLIENT_ERROR(EFI_INVALID_PARAMETER, "'" + at->path().string() + "' is neither a file nor a folder");
+      throw ClientError(EFI_INVALID_PARAMETER, "'" + at->path().string() + "' is neither a file nor a folder");
     }
   }
   if (error) {
-    throw CLIENT_ERROR(statusFromErrno(error.value()), "cannot read '" + folder.string() + "': " + error.message());
+    throw ClientError(statusFromErrno(error.value()), "cannot read '" + folder.string() + "': " + error.message());
   }
 }
 
@@ -112,15 +111,15 @@ std::string randomId() {
 std::map<std::string, fs::path> sourcesOf(const fs::path &folder, const fs::path &images,
                                           const std::string &architecture) {
   std::map<std::string, fs::path> sources;
-  sources[IMAGE] = images / "RaidBoot.efi";
-  std::string drivers = std::string(HOME) + "/" + architecture;
+  sources[imageName] = images / "RaidBoot.efi";
+  std::string drivers = std::string(homeFolder) + "/" + architecture;
   for (const char *driver : {"RaidXyl.efi", "XmlService.efi"}) {
     sources[drivers + "/" + driver] = images / driver;
   }
   if (fs::is_directory(folder / "drivers" / architecture)) {
     addFolder(folder / "drivers" / architecture, drivers, {}, &sources);
   }
-  addFolder(folder, WORK, {"drivers", "results", "medium.id"}, &sources);
+  addFolder(folder, work, {"drivers", "results", "medium.id"}, &sources);
   return sources;
 }
 
@@ -143,7 +142,7 @@ Payload collectPayload(const fs::path &folder, const fs::path &images, const std
   std::map<std::string, fs::path> sources = sourcesOf(folder, images, architecture);
   Payload payload;
   payload.id = randomId();
-  const std::string idPlace = std::string(WORK) + "/medium.id"; // by it the machine knows a job again
+  const std::string idPlace = std::string(work) + "/medium.id"; // by it the machine knows a job again
   sources[idPlace] = "";
   checkNames(sources);
   for (const auto &[place, source] : sources) {
@@ -154,7 +153,7 @@ Payload collectPayload(const fs::path &folder, const fs::path &images, const std
       checkImage(source, content, architecture, wantsSigned);
     }
     wipeBytes(content.data(), content.size());
-    payload.job = place == std::string(WORK) + "/jobs.txt" ? file.sum : payload.job;
+    payload.job = place == std::string(work) + "/jobs.txt" ? file.sum : payload.job;
     payload.files.push_back(file);
   }
   return payload;
@@ -165,9 +164,9 @@ std::string contentOf(const PayloadFile &file) {
   PayloadFile now;
   look(&now, content);
   if (now.size != file.size || now.sum != file.sum) {
-    throw CLIENT_ERROR(EFI_ABORTED, "'" + file.source.string() + "' changed meanwhile");
+    throw ClientError(EFI_ABORTED, "'" + file.source.string() + "' changed meanwhile");
   }
   return content;
 }
 
-} // namespace stage
+} // namespace xyl::host::stage

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-namespace stage {
+namespace xyl::host::stage {
 
 // The folders are those that the medium's image looks into.
-inline constexpr const char *HOME = "EFI/raidxyl"; // the image, the drivers and what staging keeps
-inline constexpr const char *WORK = "raidxyl";     // the job, what its lines read and what they leave
-inline constexpr const char *IMAGE = "EFI/raidxyl/RaidBoot.efi";
+inline constexpr const char *homeFolder = "EFI/raidxyl"; // the image, the drivers and what staging keeps
+inline constexpr const char *work = "raidxyl";           // the job, what its lines read and what they leave
+inline constexpr const char *imageName = "EFI/raidxyl/RaidBoot.efi";
 
 struct PayloadFile {
   std::filesystem::path source; // empty: content is what it holds
@@ -26,7 +26,7 @@ struct Payload {
   uint32_t job = 0;               // CRC-32 of the job file
 };
 
-// Looks at all files of a medium's folder and at the images for an architecture. Throws CLIENT_ERROR: what cannot be
+// Looks at all files of a medium's folder and at the images for an architecture. Throws ClientError: what cannot be
 // read, names that FAT has not, images that are none for this machine; with wantsSigned also images without a
 // signature.
 Payload collectPayload(const std::filesystem::path &folder, const std::filesystem::path &images,
@@ -34,13 +34,13 @@ Payload collectPayload(const std::filesystem::path &folder, const std::filesyste
 
 // Whether a file of the system partition came from the medium's folder, and may hold what others should not read.
 inline bool isOfJob(const std::string &place) {
-  return place.starts_with(std::string(WORK) + "/");
+  return place.starts_with(std::string(work) + "/");
 }
 
 // As FAT takes names for one.
 std::string lowered(std::string text);
 
-// What it holds now. Throws CLIENT_ERROR when it is not what was looked at.
+// What it holds now. Throws ClientError when it is not what was looked at.
 std::string contentOf(const PayloadFile &file);
 
-} // namespace stage
+} // namespace xyl::host::stage

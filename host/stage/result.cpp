@@ -10,7 +10,7 @@
 #include "host/common/common.h"
 #include "host/common/json.h"
 
-namespace stage {
+namespace xyl::host::stage {
 
 namespace fs = std::filesystem;
 
@@ -43,7 +43,7 @@ struct Fetched {
 // The result that the medium's image wrote; a power cut may leave only the old one or the new one beside its place.
 // Empty when there is none as a whole.
 std::string resultPlace(const std::map<std::string, std::string> &left) {
-  const std::string folder = std::string(WORK) + "/results/";
+  const std::string folder = std::string(work) + "/results/";
   for (const char *suffix : {".json", ".json.xyl-new", ".json.xyl-old"}) {
     for (const auto &[place, content] : left) {
       if (place.starts_with(folder) && place.ends_with(suffix) && !textIn(parsed(content), "state").empty()) {
@@ -60,14 +60,14 @@ Fetched collect(const Site &site, const Look &look) {
     std::string path = onPartition(site, file.place).string();
     EFI_STATUS status = readHostFile(path, &left[file.place]);
     if (EFI_ERROR(status)) {
-      throw CLIENT_ERROR(status, "cannot read '" + path + "': " + statusWords(status));
+      throw ClientError(status, "cannot read '" + path + "': " + client::statusWords(status));
     }
   }
   Fetched fetched;
   std::string result = resultPlace(left);
   std::string lines = result.substr(0, result.find(".json")) + ".lines";
   for (auto &[place, content] : left) {
-    std::string target = "files/" + place.substr(std::string(WORK).size() + 1);
+    std::string target = "files/" + place.substr(std::string(work).size() + 1);
     fetched.files[place == result ? "result.json" : place == lines ? "result.lines" : target] = content;
   }
   fetched.hasResult = !result.empty();
@@ -77,17 +77,17 @@ Fetched collect(const Site &site, const Look &look) {
 
 // --- Writing it safely ---
 
-void checkTargets(const Fetched &fetched, const fs::path &folder, FILE_REPLACES replaces) {
+void checkTargets(const Fetched &fetched, const fs::path &folder, FileReplaces replaces) {
   for (const auto &[name, content] : fetched.files) {
-    if (replaces == FILE_REPLACES_NONE && fs::exists(folder / name)) {
-      throw CLIENT_ERROR(EFI_ALREADY_STARTED, "'" + (folder / name).string() +
-                                                  "' exists; take the result to another folder, or overwrite it with "
-                                                  "--force");
+    if (replaces == FileReplaces::none && fs::exists(folder / name)) {
+      throw ClientError(EFI_ALREADY_STARTED, "'" + (folder / name).string() +
+                                                 "' exists; take the result to another folder, or overwrite it with "
+                                                 "--force");
     }
   }
 }
 
-void writeTarget(const fs::path &path, const std::string &content, FILE_REPLACES replaces) {
+void writeTarget(const fs::path &path, const std::string &content, FileReplaces replaces) {
   std::error_code error;
   fs::create_directories(path.parent_path(), error);
   EFI_STATUS status = writeHostFile(path.string(), content, replaces);
@@ -96,9 +96,9 @@ void writeTarget(const fs::path &path, const std::string &content, FILE_REPLACES
     status = readHostFile(path.string(), &written);
   }
   if (EFI_ERROR(status) || written != content) {
-    throw CLIENT_ERROR(EFI_ERROR(status) ? status : EFI_DEVICE_ERROR, "cannot write '" + path.string() +
-                                                                          "': " + statusWords(status) +
-                                                                          "; all is kept on the system partition");
+    throw ClientError(EFI_ERROR(status) ? status : EFI_DEVICE_ERROR, "cannot write '" + path.string() +
+                                                                         "': " + client::statusWords(status) +
+                                                                         "; all is kept on the system partition");
   }
 }
 
@@ -111,9 +111,9 @@ void syncAll(const fs::path &folder) {
     close(file);
   }
   if (result != 0) {
-    throw CLIENT_ERROR(statusFromErrno(error), "cannot write '" + folder.string() +
-                                                   "': " + statusWords(statusFromErrno(error)) +
-                                                   "; all is kept on the system partition");
+    throw ClientError(statusFromErrno(error), "cannot write '" + folder.string() +
+                                                  "': " + client::statusWords(statusFromErrno(error)) +
+                                                  "; all is kept on the system partition");
   }
 }
 
@@ -158,34 +158,34 @@ std::string stateWords(const Fetched &fetched) {
   return "is done";
 }
 
-void sayJob(const XYL_FRONT &front, const Fetched &fetched, const nlohmann::json &lines) {
-  sayLines(&front, ("The job " + stateWords(fetched) + "\n").c_str());
+void sayJob(const client::Front &front, const Fetched &fetched, const nlohmann::json &lines) {
+  client::sayLines(&front, ("The job " + stateWords(fetched) + "\n").c_str());
   for (const nlohmann::json &driver : fetched.result.value("drivers", nlohmann::json::array())) {
     if (textIn(driver, "status") != "Success") {
-      sayLines(&front, ("Driver " + textIn(driver, "file") + ": " + textIn(driver, "status") + "\n").c_str());
+      client::sayLines(&front, ("Driver " + textIn(driver, "file") + ": " + textIn(driver, "status") + "\n").c_str());
     }
   }
   for (const nlohmann::json &line : lines) {
     std::string outcome = textIn(line, "outcome").empty() ? textIn(line, "state") : textIn(line, "outcome");
-    say(&front, "%4d  %-11a  ", numberIn(line, "line"), outcome.c_str());
-    sayLines(&front, (textIn(line, "command") + "\n").c_str());
+    client::say(&front, "%4d  %-11a  ", numberIn(line, "line"), outcome.c_str());
+    client::sayLines(&front, (textIn(line, "command") + "\n").c_str());
   }
 }
 
-XYL_RESULT verdict(const Fetched &fetched, const nlohmann::json &lines) {
+client::Result verdict(const Fetched &fetched, const nlohmann::json &lines) {
   bool isFailed = textIn(fetched.result, "state") != "done";
   bool isDifferent = false;
   for (const nlohmann::json &line : lines) {
     isFailed = isFailed || textIn(line, "outcome") == "failed";
     isDifferent = isDifferent || textIn(line, "outcome") == "different";
   }
-  return isFailed ? failed(EFI_DEVICE_ERROR) : isDifferent ? different() : succeeded();
+  return isFailed ? client::failed(EFI_DEVICE_ERROR) : isDifferent ? client::different() : client::succeeded();
 }
 
 } // namespace
 
-XYL_RESULT fetchResult(const XYL_FRONT &front, const Site &site, const Look &look, const fs::path &folder,
-                       FILE_REPLACES replaces) {
+client::Result fetchResult(const client::Front &front, const Site &site, const Look &look, const fs::path &folder,
+                           FileReplaces replaces) {
   Fetched fetched = collect(site, look);
   checkTargets(fetched, folder, replaces);
   for (const auto &[name, content] : fetched.files) {
@@ -195,9 +195,9 @@ XYL_RESULT fetchResult(const XYL_FRONT &front, const Site &site, const Look &loo
   nlohmann::json lines = linesOf(fetched);
   sayJob(front, fetched, lines);
   for (const auto &[name, content] : fetched.files) {
-    say(&front, "%10lu  %a\n", UINT64{content.size()}, (folder / name).c_str());
+    client::say(&front, "%10lu  %a\n", UINT64{content.size()}, (folder / name).c_str());
   }
   return verdict(fetched, lines);
 }
 
-} // namespace stage
+} // namespace xyl::host::stage

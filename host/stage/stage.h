@@ -5,12 +5,12 @@
 #include "host/stage/changes.h"
 #include "host/stage/machine.h"
 
-namespace stage {
+namespace xyl::host::stage {
 
-// The command on a machine, whose changes go through changes. Throws CLIENT_ERROR and USAGE_ERROR.
-XYL_RESULT stageOn(const XYL_CONTEXT &context, const Machine &machine, Changes *changes);
-
-} // namespace stage
+// The command on a machine, whose changes go through changes. Throws ClientError and UsageError.
+client::Result stageOn(const client::Context &context, const Machine &machine, Changes *changes);
 
 // The command on this machine.
-XYL_RESULT runStage(const XYL_CONTEXT &context);
+client::Result runStage(const client::Context &context);
+
+} // namespace xyl::host::stage

@@ -9,14 +9,14 @@
 #include "host/common/common.h"
 #include "host/stage/bytes.h"
 
-namespace stage {
+namespace xyl::host::stage {
 
 namespace fs = std::filesystem;
 
 namespace {
 
-const std::string MANIFEST = std::string(HOME) + "/stage.json";
-const std::string FETCHED = std::string(HOME) + "/fetched";
+const std::string manifestName = std::string(homeFolder) + "/stage.json";
+const std::string fetchedName = std::string(homeFolder) + "/fetched";
 
 bool isEmptyOrAbsent(const fs::path &folder) {
   std::error_code error;
@@ -52,7 +52,8 @@ std::string contentAt(const Site &site, const std::string &place) {
   std::string content;
   EFI_STATUS status = readHostFile(onPartition(site, place).string(), &content);
   if (EFI_ERROR(status)) {
-    throw CLIENT_ERROR(status, "cannot read '" + onPartition(site, place).string() + "': " + statusWords(status));
+    throw ClientError(status,
+                      "cannot read '" + onPartition(site, place).string() + "': " + client::statusWords(status));
   }
   return content;
 }
@@ -76,7 +77,7 @@ std::vector<StagedFile> leftBy(const Site &site, const Manifest &manifest) {
     staged[lowered(file.place)] = &file;
   }
   std::vector<StagedFile> made, changed;
-  for (const std::string &place : placesBelow(site, WORK)) {
+  for (const std::string &place : placesBelow(site, work)) {
     if (isFolder(place)) {
       continue;
     }
@@ -107,7 +108,7 @@ bool isNext(const Site &site, const Manifest &manifest) {
 // What a run that fetched it noted, of that what is still there; none when no run came so far.
 std::optional<std::vector<StagedFile>> fetchedOf(const Site &site, const std::vector<StagedFile> &left) {
   std::optional<Manifest> note =
-      fs::exists(onPartition(site, FETCHED)) ? readManifest(contentAt(site, FETCHED)) : std::nullopt;
+      fs::exists(onPartition(site, fetchedName)) ? readManifest(contentAt(site, fetchedName)) : std::nullopt;
   if (!note) {
     return std::nullopt;
   }
@@ -125,21 +126,21 @@ State stateOf(const Site &site, const Look &look) {
 
 // Without a manifest that can be read: the folders have to be empty, but for the beginning of one.
 Look lookWithout(const Site &site, const std::string &text) {
-  fs::path home = onPartition(site, HOME);
-  fs::path file = onPartition(site, MANIFEST);
+  fs::path home = onPartition(site, homeFolder);
+  fs::path file = onPartition(site, manifestName);
   bool isEmpty = isEmptyOrAbsent(home);
   bool isBegun = fs::is_regular_file(file) && hasOnly(home, file) && isBegunManifest(text);
   Look look;
-  if (!isEmptyOrAbsent(onPartition(site, WORK))) {
-    look.foreign = WORK;
+  if (!isEmptyOrAbsent(onPartition(site, work))) {
+    look.foreign = work;
   } else if (!isEmpty && !isBegun) {
-    look.foreign = fs::is_regular_file(file) ? MANIFEST : HOME;
+    look.foreign = fs::is_regular_file(file) ? manifestName : homeFolder;
   }
   look.state = !look.foreign.empty() ? State::Foreign : isBegun ? State::Cut : State::Nothing;
   return look;
 }
 
-constexpr const char *REMEMBERED = "RaidXylJob";
+constexpr const char *remembered = "RaidXylJob";
 
 // The folders on the way to a place; in their order each stands behind the one in which it is.
 std::set<std::string> foldersOf(const std::string &place) {
@@ -160,17 +161,17 @@ bool isContentOf(const StagedFile &file, const Manifest &manifest) {
 void checkKept(const Site &site, const Manifest &manifest) {
   std::vector<StagedFile> others = leftBy(site, manifest);
   if (!others.empty()) {
-    throw CLIENT_ERROR(EFI_INVALID_PARAMETER, "'" + site.system.name + "' has a file '" + others[0].place +
-                                                  "', which is no name that it was given; it keeps one otherwise, or "
-                                                  "somebody put it there just now");
+    throw ClientError(EFI_INVALID_PARAMETER, "'" + site.system.name + "' has a file '" + others[0].place +
+                                                 "', which is no name that it was given; it keeps one otherwise, or "
+                                                 "somebody put it there just now");
   }
 }
 
 void putAll(Site *site, const Payload &payload, const Manifest &manifest) {
   Changes &changes = site->changes;
   changes.makeFolder(onPartition(*site, "EFI"));
-  changes.makeFolder(onPartition(*site, HOME));
-  changes.createFile(onPartition(*site, MANIFEST), manifestText(manifest));
+  changes.makeFolder(onPartition(*site, homeFolder));
+  changes.createFile(onPartition(*site, manifestName), manifestText(manifest));
   std::set<std::string> folders;
   for (const PayloadFile &file : payload.files) {
     folders.merge(foldersOf(file.place));
@@ -198,7 +199,7 @@ void takeVariables(Site *site, const Manifest &manifest) {
     site->variables.remove(option);
   }
   if (isRemembered(*site, manifest)) {
-    site->variables.remove(REMEMBERED, MEDIUM_VENDOR);
+    site->variables.remove(remembered, mediumVendor);
   }
 }
 
@@ -216,12 +217,12 @@ void takeFiles(Site *site, const Look &look) {
   for (const auto &[place, isWiped] : wipes) {
     folders.merge(foldersOf(place));
   }
-  for (const std::string &place : placesBelow(*site, WORK)) {
+  for (const std::string &place : placesBelow(*site, work)) {
     if (isFolder(place)) {
       folders.insert(place.substr(0, place.size() - 1));
     }
   }
-  folders.erase(HOME);
+  folders.erase(homeFolder);
   for (const auto &[place, isWiped] : wipes) {
     site->changes.removeFile(onPartition(*site, place), isWiped);
   }
@@ -238,9 +239,10 @@ fs::path onPartition(const Site &site, const std::string &place) {
 
 Look lookAt(const Site &site) {
   std::string text;
-  EFI_STATUS status = readHostFile(onPartition(site, MANIFEST).string(), &text);
+  EFI_STATUS status = readHostFile(onPartition(site, manifestName).string(), &text);
   if (EFI_ERROR(status) && status != EFI_NOT_FOUND && status != EFI_INVALID_PARAMETER) {
-    throw CLIENT_ERROR(status, "cannot read '" + onPartition(site, MANIFEST).string() + "': " + statusWords(status));
+    throw ClientError(status,
+                      "cannot read '" + onPartition(site, manifestName).string() + "': " + client::statusWords(status));
   }
   std::optional<Manifest> manifest = EFI_ERROR(status) ? std::nullopt : readManifest(text);
   if (!manifest) {
@@ -258,7 +260,7 @@ Look lookAt(const Site &site) {
 // The sums of the job, which may come from a server, and of the number that no other staging has
 // (images/medium/done.cpp).
 bool isRemembered(const Site &site, const Manifest &manifest) {
-  std::string value = site.variables.read(REMEMBERED, MEDIUM_VENDOR).value_or("");
+  std::string value = site.variables.read(remembered, mediumVendor).value_or("");
   return value.size() == 8 && value.substr(4) == littleEndian(crc32Of(manifest.id.data(), manifest.id.size()));
 }
 
@@ -287,8 +289,8 @@ void noteFetched(Site *site, const Look &look) {
   }
   Manifest note = *look.manifest;
   note.files = look.left;
-  site->changes.removeFile(onPartition(*site, FETCHED), /* wipes= */ false); // half of one
-  site->changes.createFile(onPartition(*site, FETCHED), manifestText(note));
+  site->changes.removeFile(onPartition(*site, fetchedName), /* wipes= */ false); // half of one
+  site->changes.createFile(onPartition(*site, fetchedName), manifestText(note));
 }
 
 std::vector<std::string> takeBack(Site *site, const Look &look) {
@@ -296,17 +298,17 @@ std::vector<std::string> takeBack(Site *site, const Look &look) {
     takeVariables(site, *look.manifest);
     takeFiles(site, look);
   }
-  fs::path home = onPartition(*site, HOME);
+  fs::path home = onPartition(*site, homeFolder);
   if (look.state != State::Foreign && fs::is_directory(home)) {
-    site->changes.removeFile(onPartition(*site, FETCHED), /* wipes= */ false);
-    site->changes.removeFile(onPartition(*site, MANIFEST), /* wipes= */ false);
+    site->changes.removeFile(onPartition(*site, fetchedName), /* wipes= */ false);
+    site->changes.removeFile(onPartition(*site, manifestName), /* wipes= */ false);
     site->changes.removeFolder(home);
   }
-  std::vector<std::string> stays = placesBelow(*site, HOME);
-  for (const std::string &place : placesBelow(*site, WORK)) {
+  std::vector<std::string> stays = placesBelow(*site, homeFolder);
+  for (const std::string &place : placesBelow(*site, work)) {
     stays.push_back(place);
   }
   return stays;
 }
 
-} // namespace stage
+} // namespace xyl::host::stage

@@ -5,7 +5,7 @@
 #include "host/stage/manifest.h"
 #include "host/stage/variables.h"
 
-namespace stage {
+namespace xyl::host::stage {
 
 // The places that staging works on.
 struct Site {
@@ -33,13 +33,13 @@ struct Look {
   std::vector<StagedFile> left;
 };
 
-// Throws CLIENT_ERROR for what cannot be read.
+// Throws ClientError for what cannot be read.
 Look lookAt(const Site &site);
 
 // Whether the firmware remembers the job as one that it could not keep anything of.
 bool isRemembered(const Site &site, const Manifest &manifest);
 
-// Puts everything there, the order to boot it last. The boot order is not written. Throws CLIENT_ERROR, after which the
+// Puts everything there, the order to boot it last. The boot order is not written. Throws ClientError, after which the
 // machine is as it was, as far as it can be.
 void put(Site *site, const Payload &payload, const Manifest &manifest);
 
@@ -47,7 +47,7 @@ void put(Site *site, const Payload &payload, const Manifest &manifest);
 void noteFetched(Site *site, const Look &look);
 
 // Takes everything back that is ours, the order to boot it first, and what the job left, which has to be safe
-// elsewhere. What others put there stays, and is returned. Throws CLIENT_ERROR.
+// elsewhere. What others put there stays, and is returned. Throws ClientError.
 std::vector<std::string> takeBack(Site *site, const Look &look);
 
-} // namespace stage
+} // namespace xyl::host::stage

@@ -6,12 +6,12 @@
 #include "host/common/common.h"
 #include "host/stage/bytes.h"
 
-namespace stage {
+namespace xyl::host::stage {
 
 namespace {
 
-constexpr size_t ATTRIBUTES = 4;
-constexpr char KEPT_AND_SHARED = 7; // non-volatile, boot services, run time
+constexpr size_t attributes = 4;
+constexpr char keptAndShared = 7; // non-volatile, boot services, run time
 
 } // namespace
 
@@ -24,18 +24,18 @@ std::optional<std::string> Variables::read(const std::string &name, const std::s
   std::string content;
   EFI_STATUS status = readHostFile(fileOf(name, vendor).string(), &content);
   if (EFI_ERROR(status) && status != EFI_NOT_FOUND) {
-    throw CLIENT_ERROR(status, "cannot read the firmware's variable " + name + ": " + statusWords(status));
+    throw ClientError(status, "cannot read the firmware's variable " + name + ": " + client::statusWords(status));
   }
-  return content.size() < ATTRIBUTES ? std::nullopt : std::optional(content.substr(ATTRIBUTES));
+  return content.size() < attributes ? std::nullopt : std::optional(content.substr(attributes));
 }
 
 void Variables::create(const std::string &name, const std::string &value) {
   if (!read(name)) {
-    changes_.removeVariable(fileOf(name, FIRMWARE_VENDOR));
+    changes_.removeVariable(fileOf(name, firmwareVendor));
   }
-  changes_.createVariable(fileOf(name, FIRMWARE_VENDOR), std::string{KEPT_AND_SHARED, 0, 0, 0} + value);
+  changes_.createVariable(fileOf(name, firmwareVendor), std::string{keptAndShared, 0, 0, 0} + value);
   if (read(name) != value) {
-    throw CLIENT_ERROR(EFI_DEVICE_ERROR, "the firmware took its variable " + name + " and does not keep it");
+    throw ClientError(EFI_DEVICE_ERROR, "the firmware took its variable " + name + " and does not keep it");
   }
 }
 
@@ -68,11 +68,11 @@ uint16_t Variables::freeNumber() const {
   for (uint32_t number = 0; number <= UINT16_MAX; ++number) {
     auto candidate = static_cast<uint16_t>(number);
     if (std::find(ordered.begin(), ordered.end(), candidate) == ordered.end() &&
-        !std::filesystem::exists(fileOf(optionName(candidate), FIRMWARE_VENDOR))) {
+        !std::filesystem::exists(fileOf(optionName(candidate), firmwareVendor))) {
       return candidate;
     }
   }
-  throw CLIENT_ERROR(EFI_OUT_OF_RESOURCES, "the firmware has no free number for a boot option");
+  throw ClientError(EFI_OUT_OF_RESOURCES, "the firmware has no free number for a boot option");
 }
 
 std::string Variables::orderText() const {
@@ -87,4 +87,4 @@ bool Variables::isSecureBoot() const {
   return read("SecureBoot").value_or("") == std::string(1, 1);
 }
 
-} // namespace stage
+} // namespace xyl::host::stage

@@ -7,6 +7,8 @@
 #include "debug_log_ring.h"
 #include "images/firmware/firmware.h"
 
+namespace xyl::images {
+
 namespace {
 
 constexpr UINT64 tickLength = 2500000; // in 100 ns
@@ -23,8 +25,8 @@ constexpr EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 struct Work {
   EFI_EVENT timer; // null: none
   UINT32 ticks;
-  WORD_LIST mark; // the end of the line that stands before this call's ones in the ring
-  progress::Progress progress;
+  client::WordList mark; // the end of the line that stands before this call's ones in the ring
+  client::progress::Progress progress;
   bool hasBar;
   bool isShown; // the bar is on the console
   bool hasDots; // the console's line has dots
@@ -71,25 +73,25 @@ static bool consoleTakesBar() {
 }
 
 static void showBar() {
-  WORD_LIST line = progress::barLine(g_work.progress, g_work.ticks / ticksPerSecond);
-  while (textLength(line.Text) < barUnits) {
-    append(line, "", " ");
+  client::WordList line = client::progress::barLine(g_work.progress, g_work.ticks / ticksPerSecond);
+  while (textLength(line.text) < barUnits) {
+    client::append(line, "", " ");
   }
-  line.Text[barUnits] = 0;
-  printText("\r", line.Text);
+  line.text[barUnits] = 0;
+  printText("\r", line.text);
   g_work.isShown = true;
 }
 
 static void eraseBar() {
-  WORD_LIST blanks = {" "};
-  while (textLength(blanks.Text) < barUnits) {
-    append(blanks, "", " ");
+  client::WordList blanks = {" "};
+  while (textLength(blanks.text) < barUnits) {
+    client::append(blanks, "", " ");
   }
-  printText("\r", blanks.Text, "\r");
+  printText("\r", blanks.text, "\r");
 }
 
 static void showStep() {
-  printText(g_work.hasDots ? "\r\n" : "", progress::stepLine(g_work.progress).Text, "\r\n");
+  printText(g_work.hasDots ? "\r\n" : "", client::progress::stepLine(g_work.progress).text, "\r\n");
   g_work.hasDots = false;
 }
 
@@ -103,16 +105,16 @@ static void markLog() {
       EFI_ERROR(g_bootServices->GetNextMonotonicCount(&number))) {
     return;
   }
-  append(g_work.mark, "", "an operation begins, mark ");
-  appendNumber(g_work.mark, "", number);
-  static_cast<DEBUG_LOG_PROTOCOL *>(log)->LogPrint(LOG_TRACE, "xyl", u"%a", g_work.mark.Text);
+  client::append(g_work.mark, "", "an operation begins, mark ");
+  client::appendNumber(g_work.mark, "", number);
+  static_cast<DEBUG_LOG_PROTOCOL *>(log)->LogPrint(LOG_TRACE, "xyl", u"%a", g_work.mark.text);
 }
 
 // The ring's text, in pool memory, or null. The provider is looked for each time: it may go.
 static CHAR8 *ringText() {
   void *found = nullptr;
   CHAR8 *text = nullptr;
-  if (g_work.mark.Text[0] == 0 || EFI_ERROR(g_bootServices->LocateProtocol(&g_ringGuid, nullptr, &found))) {
+  if (g_work.mark.text[0] == 0 || EFI_ERROR(g_bootServices->LocateProtocol(&g_ringGuid, nullptr, &found))) {
     return nullptr;
   }
   auto *ring = static_cast<DEBUG_LOG_RING_PROTOCOL *>(found);
@@ -123,11 +125,11 @@ static CHAR8 *ringText() {
 // number of a step any more, and no more are shown.
 static void readSteps() {
   CHAR8 *text = ringText();
-  const CHAR8 *at = text != nullptr ? progress::behindMark(text, g_work.mark.Text) : nullptr;
-  progress::Step step;
-  for (UINT32 number = 1; at != nullptr && progress::nextStep(&at, &step); ++number) {
+  const CHAR8 *at = text != nullptr ? client::progress::behindMark(text, g_work.mark.text) : nullptr;
+  client::progress::Step step;
+  for (UINT32 number = 1; at != nullptr && client::progress::nextStep(&at, &step); ++number) {
     if (number > g_work.progress.done) {
-      progress::countStep(&g_work.progress, step);
+      client::progress::countStep(&g_work.progress, step);
       if (!g_work.hasBar) {
         showStep();
       }
@@ -185,6 +187,8 @@ static void end() {
   }
 }
 
-void firmwareBusy(const XYL_FRONT *, bool begins, UINT32 steps) {
+void firmwareBusy(const client::Front *, bool begins, UINT32 steps) {
   begins ? begin(steps) : end();
 }
+
+} // namespace xyl::images

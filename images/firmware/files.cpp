@@ -4,25 +4,27 @@
 #include "base/pool.h"
 #include "base/text.h"
 
-#define WIDE(text) u"" text
-static constexpr const CHAR16 *NEW_SUFFIX = WIDE(FIRMWARE_NEW_SUFFIX);
-static constexpr const CHAR16 *OLD_SUFFIX = WIDE(FIRMWARE_OLD_SUFFIX);
+namespace xyl::images {
 
-struct OUTPUT_FILE {
-  OPEN_FILE File; // of the new file
-  CHAR16 *Name;
-  CHAR16 *NewName;
-  CHAR16 *OldName;
+#define WIDE(text) u"" text
+static constexpr const CHAR16 *newSuffix = WIDE(FIRMWARE_NEW_SUFFIX);
+static constexpr const CHAR16 *oldSuffix = WIDE(FIRMWARE_OLD_SUFFIX);
+
+struct OutputFile {
+  OpenFile file; // of the new file
+  CHAR16 *name;
+  CHAR16 *newName;
+  CHAR16 *oldName;
 };
 
-static FIRMWARE_FILES *filesOf(const XYL_FRONT *front) {
-  return firmwareContext(front)->Files;
+static FirmwareFiles *filesOf(const client::Front *front) {
+  return firmwareContext(front)->files;
 }
 
 // --- Reading ---
 
 // Reads size bytes into a new pool buffer with a NUL behind them.
-static EFI_STATUS readOpenFile(FIRMWARE_FILES *files, OPEN_FILE file, UINTN size, CHAR8 **data) {
+static EFI_STATUS readOpenFile(FirmwareFiles *files, OpenFile file, UINTN size, CHAR8 **data) {
   *data = static_cast<CHAR8 *>(poolAllocate(size + 1));
   if (*data == nullptr) {
     return EFI_OUT_OF_RESOURCES;
@@ -31,7 +33,7 @@ static EFI_STATUS readOpenFile(FIRMWARE_FILES *files, OPEN_FILE file, UINTN size
   EFI_STATUS status = EFI_SUCCESS;
   while (done < size && !EFI_ERROR(status)) {
     UINTN part = size - done;
-    status = files->Read(files, file, &part, *data + done);
+    status = files->read(files, file, &part, *data + done);
     if (!EFI_ERROR(status) && part == 0) {
       status = EFI_END_OF_FILE;
     }
@@ -46,25 +48,25 @@ static EFI_STATUS readOpenFile(FIRMWARE_FILES *files, OPEN_FILE file, UINTN size
   return EFI_SUCCESS;
 }
 
-EFI_STATUS firmwareReadFile(const XYL_FRONT *front, const CHAR8 *name, CHAR8 **data, UINTN *size) {
+EFI_STATUS firmwareReadFile(const client::Front *front, const CHAR8 *name, CHAR8 **data, UINTN *size) {
   CHAR16 *wide = wideFromUtf8(name, textLength(name), /* carriageReturns= */ false);
   if (wide == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  FIRMWARE_FILES *files = filesOf(front);
-  OPEN_FILE file = nullptr;
-  EFI_STATUS status = files->Open(files, wide, EFI_FILE_MODE_READ, &file);
+  FirmwareFiles *files = filesOf(front);
+  OpenFile file = nullptr;
+  EFI_STATUS status = files->open(files, wide, EFI_FILE_MODE_READ, &file);
   poolFree(wide);
   if (EFI_ERROR(status)) {
     return status;
   }
   UINT64 length = 0;
-  status = files->GetSize(files, file, &length);
+  status = files->getSize(files, file, &length);
   if (!EFI_ERROR(status)) {
-    status = length > XYL_FILE_LIMIT ? EFI_BAD_BUFFER_SIZE : readOpenFile(files, file, length, data);
+    status = length > client::fileLimit ? EFI_BAD_BUFFER_SIZE : readOpenFile(files, file, length, data);
     *size = length;
   }
-  files->Close(files, file);
+  files->close(files, file);
   return status;
 }
 
@@ -135,9 +137,9 @@ static void plainName(CHAR16 *name) {
 
 // The whole name as plainName leaves it, or null without memory. A name without a file system is one of the current
 // directory, or of its file system when it begins with a backslash.
-static CHAR16 *wholeName(const XYL_FRONT *front, const CHAR8 *name) {
+static CHAR16 *wholeName(const client::Front *front, const CHAR8 *name) {
   CHAR16 *wide = wideFromUtf8(name, textLength(name), /* carriageReturns= */ false);
-  const CHAR16 *directory = wide != nullptr ? filesOf(front)->CurrentFolder(filesOf(front)) : nullptr;
+  const CHAR16 *directory = wide != nullptr ? filesOf(front)->currentFolder(filesOf(front)) : nullptr;
   if (directory != nullptr && !hasFileSystem(wide)) {
     CHAR16 *stem = joined(directory, u"\\");
     if (stem != nullptr && plainUnit(*wide) == u'\\') {
@@ -158,7 +160,7 @@ static CHAR16 *wholeName(const XYL_FRONT *front, const CHAR8 *name) {
   return wide;
 }
 
-bool firmwareIsSameFile(const XYL_FRONT *front, const CHAR8 *a, const CHAR8 *b) {
+bool firmwareIsSameFile(const client::Front *front, const CHAR8 *a, const CHAR8 *b) {
   CHAR16 *first = wholeName(front, a);
   CHAR16 *second = wholeName(front, b);
   // Without memory the safe answer.
@@ -170,15 +172,15 @@ bool firmwareIsSameFile(const XYL_FRONT *front, const CHAR8 *a, const CHAR8 *b) 
 
 // --- Outputs ---
 
-EFI_STATUS deleteNamed(FIRMWARE_FILES *files, const CHAR16 *name) {
-  OPEN_FILE file = nullptr;
-  EFI_STATUS status = files->Open(files, name, EFI_FILE_MODE_READ_WRITE, &file);
-  return EFI_ERROR(status) ? status : files->Delete(files, file);
+EFI_STATUS deleteNamed(FirmwareFiles *files, const CHAR16 *name) {
+  OpenFile file = nullptr;
+  EFI_STATUS status = files->open(files, name, EFI_FILE_MODE_READ_WRITE, &file);
+  return EFI_ERROR(status) ? status : files->remove(files, file);
 }
 
 // Sets the size of an open file or, with a name, renames it.
-static EFI_STATUS changeInfo(FIRMWARE_FILES *files, OPEN_FILE file, UINT64 size, const CHAR16 *name) {
-  EFI_FILE_INFO *info = files->GetInfo(files, file);
+static EFI_STATUS changeInfo(FirmwareFiles *files, OpenFile file, UINT64 size, const CHAR16 *name) {
+  EFI_FILE_INFO *info = files->getInfo(files, file);
   if (info == nullptr) {
     return EFI_DEVICE_ERROR;
   }
@@ -194,64 +196,64 @@ static EFI_STATUS changeInfo(FIRMWARE_FILES *files, OPEN_FILE file, UINT64 size,
   copyBytes(changed->FileName, newName, nameSize);
   changed->Size = whole;
   changed->FileSize = name != nullptr ? info->FileSize : size;
-  EFI_STATUS status = files->SetInfo(files, file, changed);
+  EFI_STATUS status = files->setInfo(files, file, changed);
   poolFree(changed);
   poolFree(info);
   return status;
 }
 
 // Renames a file to another name in its directory.
-static EFI_STATUS renameFile(FIRMWARE_FILES *files, const CHAR16 *from, const CHAR16 *to) {
-  OPEN_FILE file = nullptr;
-  EFI_STATUS status = files->Open(files, from, EFI_FILE_MODE_READ_WRITE, &file);
+static EFI_STATUS renameFile(FirmwareFiles *files, const CHAR16 *from, const CHAR16 *to) {
+  OpenFile file = nullptr;
+  EFI_STATUS status = files->open(files, from, EFI_FILE_MODE_READ_WRITE, &file);
   if (EFI_ERROR(status)) {
     return status;
   }
   status = changeInfo(files, file, 0, baseName(to));
-  EFI_STATUS closed = files->Close(files, file);
+  EFI_STATUS closed = files->close(files, file);
   return EFI_ERROR(status) ? status : closed;
 }
 
 // Whether there is a file of that name; a directory and a file that cannot be written are failures.
-static EFI_STATUS findOld(FIRMWARE_FILES *files, const CHAR16 *name, bool *exists) {
-  OPEN_FILE file = nullptr;
-  EFI_STATUS status = files->Open(files, name, EFI_FILE_MODE_READ, &file);
+static EFI_STATUS findOld(FirmwareFiles *files, const CHAR16 *name, bool *exists) {
+  OpenFile file = nullptr;
+  EFI_STATUS status = files->open(files, name, EFI_FILE_MODE_READ, &file);
   *exists = !EFI_ERROR(status);
   if (!*exists) {
     return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
   }
-  EFI_FILE_INFO *info = files->GetInfo(files, file);
+  EFI_FILE_INFO *info = files->getInfo(files, file);
   bool isDirectory = info != nullptr && (info->Attribute & EFI_FILE_DIRECTORY) != 0;
   poolFree(info);
-  files->Close(files, file);
+  files->close(files, file);
   if (isDirectory) {
     return EFI_INVALID_PARAMETER;
   }
-  status = files->Open(files, name, EFI_FILE_MODE_READ_WRITE, &file);
+  status = files->open(files, name, EFI_FILE_MODE_READ_WRITE, &file);
   if (!EFI_ERROR(status)) {
-    files->Close(files, file);
+    files->close(files, file);
   }
   return status;
 }
 
-static void freeOutput(OUTPUT_FILE *output) {
-  poolFree(output->Name);
-  poolFree(output->NewName);
-  poolFree(output->OldName);
+static void freeOutput(OutputFile *output) {
+  poolFree(output->name);
+  poolFree(output->newName);
+  poolFree(output->oldName);
   poolFree(output);
 }
 
-static OUTPUT_FILE *newOutput(const CHAR8 *name) {
-  OUTPUT_FILE *output = poolNew<OUTPUT_FILE>();
+static OutputFile *newOutput(const CHAR8 *name) {
+  OutputFile *output = poolNew<OutputFile>();
   if (output == nullptr) {
     return nullptr;
   }
-  output->Name = wideFromUtf8(name, textLength(name), /* carriageReturns= */ false);
-  if (output->Name != nullptr) {
-    output->NewName = joined(output->Name, NEW_SUFFIX);
-    output->OldName = joined(output->Name, OLD_SUFFIX);
+  output->name = wideFromUtf8(name, textLength(name), /* carriageReturns= */ false);
+  if (output->name != nullptr) {
+    output->newName = joined(output->name, newSuffix);
+    output->oldName = joined(output->name, oldSuffix);
   }
-  if (output->NewName == nullptr || output->OldName == nullptr) {
+  if (output->newName == nullptr || output->oldName == nullptr) {
     freeOutput(output);
     return nullptr;
   }
@@ -259,9 +261,9 @@ static OUTPUT_FILE *newOutput(const CHAR8 *name) {
 }
 
 // Makes the new file, as large as it may become.
-static EFI_STATUS reserve(FIRMWARE_FILES *files, OUTPUT_FILE *output, UINTN room, bool replaces) {
+static EFI_STATUS reserve(FirmwareFiles *files, OutputFile *output, UINTN room, bool replaces) {
   bool exists = false;
-  EFI_STATUS status = findOld(files, output->Name, &exists);
+  EFI_STATUS status = findOld(files, output->name, &exists);
   if (EFI_ERROR(status)) {
     return status;
   }
@@ -269,21 +271,21 @@ static EFI_STATUS reserve(FIRMWARE_FILES *files, OUTPUT_FILE *output, UINTN room
     return EFI_ALREADY_STARTED;
   }
   // What a run left that was cut off. Opening with CREATE would not shorten it.
-  deleteNamed(files, output->NewName);
-  status = files->Open(files, output->NewName, EFI_FILE_MODE_CREATE, &output->File);
+  deleteNamed(files, output->newName);
+  status = files->open(files, output->newName, EFI_FILE_MODE_CREATE, &output->file);
   if (EFI_ERROR(status)) {
     return status;
   }
-  status = changeInfo(files, output->File, room, nullptr);
+  status = changeInfo(files, output->file, room, nullptr);
   if (EFI_ERROR(status)) {
-    files->Delete(files, output->File); // closes it too
+    files->remove(files, output->file); // closes it too
   }
   return status;
 }
 
-EFI_STATUS firmwareOpenOutput(const XYL_FRONT *front, const CHAR8 *name, UINTN room, bool replaces, void **output) {
+EFI_STATUS firmwareOpenOutput(const client::Front *front, const CHAR8 *name, UINTN room, bool replaces, void **output) {
   *output = nullptr;
-  OUTPUT_FILE *file = newOutput(name);
+  OutputFile *file = newOutput(name);
   if (file == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
@@ -296,62 +298,64 @@ EFI_STATUS firmwareOpenOutput(const XYL_FRONT *front, const CHAR8 *name, UINTN r
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS writeWhole(FIRMWARE_FILES *files, OPEN_FILE file, const CHAR8 *data, UINTN size) {
-  EFI_STATUS status = files->SetPosition(files, file, 0);
+static EFI_STATUS writeWhole(FirmwareFiles *files, OpenFile file, const CHAR8 *data, UINTN size) {
+  EFI_STATUS status = files->setPosition(files, file, 0);
   if (EFI_ERROR(status)) {
     return status;
   }
   UINTN written = size;
-  status = files->Write(files, file, &written, data);
+  status = files->write(files, file, &written, data);
   if (!EFI_ERROR(status) && written != size) {
     status = EFI_VOLUME_FULL;
   }
   if (!EFI_ERROR(status)) {
     status = changeInfo(files, file, size, nullptr);
   }
-  return EFI_ERROR(status) ? status : files->Flush(files, file);
+  return EFI_ERROR(status) ? status : files->flush(files, file);
 }
 
 // No file system of the firmware replaces a file by renaming: the old one steps aside, and back when that fails.
-static EFI_STATUS putInPlace(FIRMWARE_FILES *files, const OUTPUT_FILE &output) {
+static EFI_STATUS putInPlace(FirmwareFiles *files, const OutputFile &output) {
   bool exists = false;
-  EFI_STATUS status = findOld(files, output.Name, &exists);
+  EFI_STATUS status = findOld(files, output.name, &exists);
   if (!EFI_ERROR(status) && exists) {
-    deleteNamed(files, output.OldName);
-    status = renameFile(files, output.Name, output.OldName);
+    deleteNamed(files, output.oldName);
+    status = renameFile(files, output.name, output.oldName);
   }
   if (EFI_ERROR(status)) {
     return status;
   }
-  status = renameFile(files, output.NewName, output.Name);
+  status = renameFile(files, output.newName, output.name);
   if (EFI_ERROR(status)) {
     if (exists) {
-      renameFile(files, output.OldName, output.Name);
+      renameFile(files, output.oldName, output.name);
     }
     return status;
   }
   if (exists) {
-    deleteNamed(files, output.OldName);
+    deleteNamed(files, output.oldName);
   }
   return EFI_SUCCESS;
 }
 
-EFI_STATUS firmwareCloseOutput(const XYL_FRONT *front, void *handle, const CHAR8 *data, UINTN size) {
-  OUTPUT_FILE *output = static_cast<OUTPUT_FILE *>(handle);
-  FIRMWARE_FILES *files = filesOf(front);
+EFI_STATUS firmwareCloseOutput(const client::Front *front, void *handle, const CHAR8 *data, UINTN size) {
+  OutputFile *output = static_cast<OutputFile *>(handle);
+  FirmwareFiles *files = filesOf(front);
   EFI_STATUS status = EFI_SUCCESS;
   if (data != nullptr) {
-    status = writeWhole(files, output->File, data, size);
+    status = writeWhole(files, output->file, data, size);
   }
   if (data == nullptr || EFI_ERROR(status)) {
-    files->Delete(files, output->File);
+    files->remove(files, output->file);
   } else {
-    status = files->Close(files, output->File);
+    status = files->close(files, output->file);
     status = EFI_ERROR(status) ? status : putInPlace(files, *output);
     if (EFI_ERROR(status)) {
-      deleteNamed(files, output->NewName);
+      deleteNamed(files, output->newName);
     }
   }
   freeOutput(output);
   return status;
 }
+
+} // namespace xyl::images

@@ -5,23 +5,25 @@
 #include "client/client.h"
 #include "images/firmware/files.h"
 
+namespace xyl::images {
+
 // What these fronts keep behind XYL_HOST's Context.
-struct FIRMWARE_CONTEXT {
-  FIRMWARE_FILES *Files;
-  EFI_STATUS Written; // of the console's output so far; the first failure stays
+struct FirmwareContext {
+  FirmwareFiles *files;
+  EFI_STATUS written; // of the console's output so far; the first failure stays
 };
 
-inline FIRMWARE_CONTEXT *firmwareContext(const XYL_FRONT *front) {
-  return static_cast<FIRMWARE_CONTEXT *>(front->Context);
+inline FirmwareContext *firmwareContext(const client::Front *front) {
+  return static_cast<FirmwareContext *>(front->context);
 }
 
 // As XYL_HOST has them.
-EFI_STATUS firmwareReadFile(const XYL_FRONT *front, const CHAR8 *name, CHAR8 **data, UINTN *size);
-EFI_STATUS firmwareOpenOutput(const XYL_FRONT *front, const CHAR8 *name, UINTN room, bool replaces, void **output);
-EFI_STATUS firmwareCloseOutput(const XYL_FRONT *front, void *output, const CHAR8 *data, UINTN size);
-bool firmwareIsSameFile(const XYL_FRONT *front, const CHAR8 *a, const CHAR8 *b);
-void firmwareWrite(const XYL_FRONT *front, const CHAR8 *text, UINTN length);
-void firmwareBusy(const XYL_FRONT *front, bool begins, UINT32 steps);
+EFI_STATUS firmwareReadFile(const client::Front *front, const CHAR8 *name, CHAR8 **data, UINTN *size);
+EFI_STATUS firmwareOpenOutput(const client::Front *front, const CHAR8 *name, UINTN room, bool replaces, void **output);
+EFI_STATUS firmwareCloseOutput(const client::Front *front, void *output, const CHAR8 *data, UINTN size);
+bool firmwareIsSameFile(const client::Front *front, const CHAR8 *a, const CHAR8 *b);
+void firmwareWrite(const client::Front *front, const CHAR8 *text, UINTN length);
+void firmwareBusy(const client::Front *front, bool begins, UINT32 steps);
 
 // Behind the name of an output while it is written, and of the old file while both change places.
 #define FIRMWARE_NEW_SUFFIX ".xyl-new"
@@ -34,3 +36,5 @@ CHAR8 *utf8FromWide(const CHAR16 *text);
 // sequence is taken as one character by itself, so any 8-bit text can be shown; characters above 0xFFFF become "?".
 // With carriageReturns every line feed gets a carriage return in front, as consoles want it.
 CHAR16 *wideFromUtf8(const CHAR8 *text, UINTN length, bool carriageReturns);
+
+} // namespace xyl::images

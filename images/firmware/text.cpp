@@ -4,6 +4,8 @@
 #include "base/text.h"
 #include "client/output/output.h"
 
+namespace xyl::images {
+
 CHAR8 *utf8FromWide(const CHAR16 *text) {
   CHAR8 *utf8 = static_cast<CHAR8 *>(poolAllocate(3 * textLength(text) + 1));
   if (utf8 == nullptr) {
@@ -11,7 +13,7 @@ CHAR8 *utf8FromWide(const CHAR16 *text) {
   }
   UINTN length = 0;
   for (; *text != 0; ++text) {
-    length += utf8Encode(utf8 + length, *text);
+    length += client::utf8Encode(utf8 + length, *text);
   }
   utf8[length] = 0;
   return utf8;
@@ -25,7 +27,7 @@ CHAR16 *wideFromUtf8(const CHAR8 *text, UINTN length, bool carriageReturns) {
   CHAR16 *at = wide;
   for (UINTN i = 0; i < length;) {
     UINT32 character = 0;
-    UINTN bytes = utf8Decode(text + i, length - i, &character);
+    UINTN bytes = client::utf8Decode(text + i, length - i, &character);
     i += bytes == 0 ? 1 : bytes;
     if (character == '\n' && carriageReturns) {
       *at++ = u'\r';
@@ -35,3 +37,5 @@ CHAR16 *wideFromUtf8(const CHAR8 *text, UINTN length, bool carriageReturns) {
   *at = 0;
   return wide;
 }
+
+} // namespace xyl::images

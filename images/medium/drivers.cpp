@@ -4,6 +4,8 @@
 #include "base/text.h"
 #include "images/medium/run.h"
 
+namespace xyl::images {
+
 static const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 
@@ -13,7 +15,7 @@ static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 #define DRIVER_FOLDER "\\EFI\\raidxyl\\aa64\\"
 #endif
 
-#define INFO_CAPACITY 1024U // a name has at most 255 units
+constexpr UINTN infoCapacity = 1024U; // a name has at most 255 units
 
 // --- Which there are ---
 
@@ -27,36 +29,36 @@ static bool isImage(const EFI_FILE_INFO &info) {
   return end[0] == u'.' && (end[1] | 0x20) == u'e' && (end[2] | 0x20) == u'f' && (end[3] | 0x20) == u'i';
 }
 
-static bool addName(POOL_ARRAY<MEDIUM_DRIVER> *drivers, const CHAR16 *name) {
-  MEDIUM_DRIVER *driver = arrayAppend(*drivers);
+static bool addName(PoolArray<MediumDriver> *drivers, const CHAR16 *name) {
+  MediumDriver *driver = arrayAppend(*drivers);
   if (driver != nullptr) {
-    driver->Name = textDuplicate(name);
+    driver->name = textDuplicate(name);
   }
-  if (driver != nullptr && driver->Name == nullptr) {
+  if (driver != nullptr && driver->name == nullptr) {
     --drivers->count;
     driver = nullptr;
   }
   return driver != nullptr;
 }
 
-static EFI_STATUS listDrivers(const XYL_FRONT *front, POOL_ARRAY<MEDIUM_DRIVER> *drivers) {
-  FIRMWARE_FILES *files = firmwareContext(front)->Files;
-  OPEN_FILE folder = nullptr;
-  EFI_STATUS status = files->Open(files, u"" DRIVER_FOLDER, EFI_FILE_MODE_READ, &folder);
+static EFI_STATUS listDrivers(const client::Front *front, PoolArray<MediumDriver> *drivers) {
+  FirmwareFiles *files = firmwareContext(front)->files;
+  OpenFile folder = nullptr;
+  EFI_STATUS status = files->open(files, u"" DRIVER_FOLDER, EFI_FILE_MODE_READ, &folder);
   if (EFI_ERROR(status)) {
     return status;
   }
-  EFI_FILE_INFO *info = static_cast<EFI_FILE_INFO *>(poolAllocate(INFO_CAPACITY));
+  EFI_FILE_INFO *info = static_cast<EFI_FILE_INFO *>(poolAllocate(infoCapacity));
   status = info == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
-  for (UINTN size = INFO_CAPACITY; !EFI_ERROR(status) && size != 0;) {
-    size = INFO_CAPACITY;
-    status = files->Read(files, folder, &size, info);
+  for (UINTN size = infoCapacity; !EFI_ERROR(status) && size != 0;) {
+    size = infoCapacity;
+    status = files->read(files, folder, &size, info);
     if (!EFI_ERROR(status) && size != 0 && isImage(*info) && !addName(drivers, info->FileName)) {
       status = EFI_OUT_OF_RESOURCES;
     }
   }
   poolFree(info);
-  files->Close(files, folder);
+  files->close(files, folder);
   return status;
 }
 
@@ -74,8 +76,8 @@ static CHAR16 *pathOf(const CHAR16 *name) {
   return path;
 }
 
-#define NODE_MEDIA 4
-#define NODE_FILE 4
+constexpr UINT8 nodeMedia = 4;
+constexpr UINT8 nodeFile = 4;
 
 // The device path of a file on the image's medium, so that firmware judges and lists it as what it is; pool memory, or
 // null.
@@ -94,10 +96,10 @@ static EFI_DEVICE_PATH_PROTOCOL *devicePathOf(EFI_HANDLE image, const CHAR16 *fi
   UINT8 *path = static_cast<UINT8 *>(poolAllocate(before + node + 4));
   if (path != nullptr) {
     copyBytes(path, from, before);
-    const UINT8 header[4] = {NODE_MEDIA, NODE_FILE, static_cast<UINT8>(node), static_cast<UINT8>(node >> 8)};
+    const UINT8 header[4] = {nodeMedia, nodeFile, static_cast<UINT8>(node), static_cast<UINT8>(node >> 8)};
     copyBytes(path + before, header, 4);
     copyBytes(path + before + 4, file, text);
-    static constexpr UINT8 end[4] = {PATH_END, 0xFF, 4, 0};
+    static constexpr UINT8 end[4] = {pathEnd, 0xFF, 4, 0};
     copyBytes(path + before + node, end, 4);
   }
   return reinterpret_cast<EFI_DEVICE_PATH_PROTOCOL *>(path);
@@ -105,7 +107,7 @@ static EFI_DEVICE_PATH_PROTOCOL *devicePathOf(EFI_HANDLE image, const CHAR16 *fi
 
 // What NAME.opt beside NAME.efi says, as firmware hands options over; pool memory, or null. Editors put a byte order
 // mark before a text and a line feed behind it, which are no part of it.
-static CHAR16 *readOptions(const XYL_FRONT *front, const CHAR16 *path) {
+static CHAR16 *readOptions(const client::Front *front, const CHAR16 *path) {
   CHAR8 *name = utf8FromWide(path);
   CHAR8 *text = nullptr;
   UINTN size = 0;
@@ -125,7 +127,7 @@ static CHAR16 *readOptions(const XYL_FRONT *front, const CHAR16 *path) {
   return options;
 }
 
-static EFI_STATUS startDriver(const XYL_FRONT *front, EFI_HANDLE driver, const CHAR16 *path) {
+static EFI_STATUS startDriver(const client::Front *front, EFI_HANDLE driver, const CHAR16 *path) {
   void *found = nullptr;
   EFI_STATUS status = g_bootServices->HandleProtocol(driver, &g_loadedImageGuid, &found);
   if (EFI_ERROR(status)) {
@@ -140,7 +142,7 @@ static EFI_STATUS startDriver(const XYL_FRONT *front, EFI_HANDLE driver, const C
   return g_bootServices->StartImage(driver, /* ExitDataSize= */ nullptr, /* ExitData= */ nullptr);
 }
 
-static EFI_STATUS loadAt(const XYL_FRONT *front, EFI_HANDLE image, const CHAR16 *path) {
+static EFI_STATUS loadAt(const client::Front *front, EFI_HANDLE image, const CHAR16 *path) {
   EFI_DEVICE_PATH_PROTOCOL *device = devicePathOf(image, path);
   EFI_HANDLE driver = nullptr;
   EFI_STATUS status = g_bootServices->LoadImage(/* BootPolicy= */ 0, image, device, /* Source= */ nullptr,
@@ -155,16 +157,16 @@ static EFI_STATUS loadAt(const XYL_FRONT *front, EFI_HANDLE image, const CHAR16 
   return status;
 }
 
-static EFI_STATUS loadDriver(const XYL_FRONT *front, EFI_HANDLE image, const CHAR16 *name) {
+static EFI_STATUS loadDriver(const client::Front *front, EFI_HANDLE image, const CHAR16 *name) {
   CHAR16 *path = pathOf(name);
   EFI_STATUS status = path == nullptr ? EFI_OUT_OF_RESOURCES : loadAt(front, image, path);
   poolFree(path);
   return status;
 }
 
-static void tellFailure(const XYL_FRONT *front, const MEDIUM_DRIVER &driver) {
-  CHAR8 *name = utf8FromWide(driver.Name);
-  complain(front, "driver %a: %a", name != nullptr ? name : "", statusWords(driver.Status));
+static void tellFailure(const client::Front *front, const MediumDriver &driver) {
+  CHAR8 *name = utf8FromWide(driver.name);
+  client::complain(front, "driver %a: %a", name != nullptr ? name : "", client::statusWords(driver.status));
   poolFree(name);
 }
 
@@ -180,27 +182,29 @@ static void connectAll() {
   poolFree(handles);
 }
 
-void loadDrivers(const XYL_FRONT *front, EFI_HANDLE image, POOL_ARRAY<MEDIUM_DRIVER> *drivers) {
+void loadDrivers(const client::Front *front, EFI_HANDLE image, PoolArray<MediumDriver> *drivers) {
   EFI_STATUS status = listDrivers(front, drivers);
   if (EFI_ERROR(status)) {
-    complain(front, "cannot read '%a': %a", DRIVER_FOLDER, statusWords(status));
+    client::complain(front, "cannot read '%a': %a", DRIVER_FOLDER, client::statusWords(status));
   }
   sortArray(drivers->items, drivers->count,
-            [](const MEDIUM_DRIVER &a, const MEDIUM_DRIVER &b) { return textCompare(a.Name, b.Name) < 0; });
+            [](const MediumDriver &a, const MediumDriver &b) { return textCompare(a.name, b.name) < 0; });
   for (UINT32 i = 0; i < drivers->count; ++i) {
-    MEDIUM_DRIVER &driver = drivers->items[i];
-    driver.Status = loadDriver(front, image, driver.Name);
-    if (EFI_ERROR(driver.Status)) {
+    MediumDriver &driver = drivers->items[i];
+    driver.status = loadDriver(front, image, driver.name);
+    if (EFI_ERROR(driver.status)) {
       tellFailure(front, driver);
     }
   }
   connectAll();
 }
 
-void freeDrivers(POOL_ARRAY<MEDIUM_DRIVER> *drivers) {
+void freeDrivers(PoolArray<MediumDriver> *drivers) {
   for (UINT32 i = 0; i < drivers->count; ++i) {
-    poolFree(drivers->items[i].Name);
+    poolFree(drivers->items[i].name);
   }
   poolRelease(drivers->items);
   *drivers = {};
 }
+
+} // namespace xyl::images

@@ -3,12 +3,16 @@
 
 #include "images/firmware/files.h"
 
-struct FILE_SYSTEM {
-  FIRMWARE_FILES Files;      // first, so that its address is that of the whole
-  EFI_FILE_PROTOCOL *Folder; // null: all that opens files returns EFI_NO_MEDIA
+namespace xyl::images {
+
+struct FileSystem {
+  FirmwareFiles files;       // first, so that its address is that of the whole
+  EFI_FILE_PROTOCOL *folder; // null: all that opens files returns EFI_NO_MEDIA
 };
 
 // Opens the folder for the mode, an EFI_FILE_MODE_. The files can be asked also after a failure; closeFileSystem gives
 // back what is open.
-EFI_STATUS openFileSystem(EFI_HANDLE device, UINT64 mode, FILE_SYSTEM *system);
-void closeFileSystem(FILE_SYSTEM *system);
+EFI_STATUS openFileSystem(EFI_HANDLE device, UINT64 mode, FileSystem *system);
+void closeFileSystem(FileSystem *system);
+
+} // namespace xyl::images

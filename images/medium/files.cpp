@@ -4,37 +4,39 @@
 #include "client/transcript/transcript.h"
 #include "images/medium/run.h"
 
+namespace xyl::images {
+
 static const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 
 // --- Where nothing can be kept: memory, and the console ---
 
-static MEMORY_FILE *findMemory(const XYL_FRONT *front, const CHAR8 *name) {
-  POOL_ARRAY<MEMORY_FILE> &files = mediumOf(front)->Files;
+static MemoryFile *findMemory(const client::Front *front, const CHAR8 *name) {
+  PoolArray<MemoryFile> &files = mediumOf(front)->files;
   for (UINT32 i = 0; i < files.count; ++i) {
-    if (firmwareIsSameFile(front, files.items[i].Name, name)) {
+    if (firmwareIsSameFile(front, files.items[i].name, name)) {
       return &files.items[i];
     }
   }
   return nullptr;
 }
 
-static EFI_STATUS readMemory(const XYL_FRONT *front, const CHAR8 *name, CHAR8 **data, UINTN *size) {
-  const MEMORY_FILE *file = findMemory(front, name);
-  if (file == nullptr || file->Data == nullptr) {
+static EFI_STATUS readMemory(const client::Front *front, const CHAR8 *name, CHAR8 **data, UINTN *size) {
+  const MemoryFile *file = findMemory(front, name);
+  if (file == nullptr || file->data == nullptr) {
     return firmwareReadFile(front, name, data, size);
   }
-  *data = static_cast<CHAR8 *>(poolAllocate(file->Size + 1));
+  *data = static_cast<CHAR8 *>(poolAllocate(file->size + 1));
   if (*data == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  copyBytes(*data, file->Data, file->Size + 1);
-  *size = file->Size;
+  copyBytes(*data, file->data, file->size + 1);
+  *size = file->size;
   return EFI_SUCCESS;
 }
 
 // A file of the medium would be hidden, so it counts as one that is there.
-static bool isThere(const XYL_FRONT *front, const CHAR8 *name) {
+static bool isThere(const client::Front *front, const CHAR8 *name) {
   CHAR8 *data = nullptr;
   UINTN size = 0;
   bool there = !EFI_ERROR(readMemory(front, name, &data, &size));
@@ -42,7 +44,7 @@ static bool isThere(const XYL_FRONT *front, const CHAR8 *name) {
   return there;
 }
 
-static EFI_STATUS openMemory(const XYL_FRONT *front, const CHAR8 *name, UINTN, bool replaces, void **output) {
+static EFI_STATUS openMemory(const client::Front *front, const CHAR8 *name, UINTN, bool replaces, void **output) {
   if (!replaces && isThere(front, name)) {
     return EFI_ALREADY_STARTED;
   }
@@ -51,27 +53,27 @@ static EFI_STATUS openMemory(const XYL_FRONT *front, const CHAR8 *name, UINTN, b
 }
 
 // It is among the files only with its name, which everyone who looks for a file reads.
-static MEMORY_FILE *addMemory(const XYL_FRONT *front, const CHAR8 *name) {
+static MemoryFile *addMemory(const client::Front *front, const CHAR8 *name) {
   CHAR8 *kept = textDuplicate(name);
-  MEMORY_FILE *file = kept != nullptr ? arrayAppend(mediumOf(front)->Files) : nullptr;
+  MemoryFile *file = kept != nullptr ? arrayAppend(mediumOf(front)->files) : nullptr;
   if (file == nullptr) {
     poolFree(kept);
     return nullptr;
   }
-  file->Name = kept;
+  file->name = kept;
   return file;
 }
 
 // What was fetched may be a passphrase.
-static void freeData(MEMORY_FILE *file) {
-  if (file->Data != nullptr) {
-    wipeBytes(file->Data, file->Size);
-    poolRelease(file->Data);
+static void freeData(MemoryFile *file) {
+  if (file->data != nullptr) {
+    wipeBytes(file->data, file->size);
+    poolRelease(file->data);
   }
 }
 
-static EFI_STATUS keepInMemory(const XYL_FRONT *front, const CHAR8 *name, const CHAR8 *data, UINTN size) {
-  MEMORY_FILE *file = findMemory(front, name);
+static EFI_STATUS keepInMemory(const client::Front *front, const CHAR8 *name, const CHAR8 *data, UINTN size) {
+  MemoryFile *file = findMemory(front, name);
   if (file == nullptr) {
     file = addMemory(front, name);
   }
@@ -81,18 +83,18 @@ static EFI_STATUS keepInMemory(const XYL_FRONT *front, const CHAR8 *name, const 
   }
   copyBytes(copy, data, size);
   freeData(file);
-  file->Data = copy;
-  file->Size = size;
+  file->data = copy;
+  file->size = size;
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS closeMemory(const XYL_FRONT *front, void *output, const CHAR8 *data, UINTN size) {
+static EFI_STATUS closeMemory(const client::Front *front, void *output, const CHAR8 *data, UINTN size) {
   CHAR8 *name = static_cast<CHAR8 *>(output);
   EFI_STATUS status = EFI_SUCCESS;
   if (data != nullptr) {
-    XYL_FRONT console = *front;
-    console.WriteOut = firmwareWrite;
-    sayFile(&console, name, data, size);
+    client::Front console = *front;
+    console.writeOut = firmwareWrite;
+    client::sayFile(&console, name, data, size);
     status = keepInMemory(front, name, data, size);
   }
   poolFree(name);
@@ -101,8 +103,8 @@ static EFI_STATUS closeMemory(const XYL_FRONT *front, void *output, const CHAR8 
 
 // --- The medium ---
 
-#define NODE_MEDIA 4
-#define NODE_RAM_DISK 9
+constexpr UINT8 nodeMedia = 4;
+constexpr UINT8 nodeRamDisk = 9;
 
 // A medium that came over the network lies in memory and goes with it.
 static bool isInMemory(EFI_HANDLE device) {
@@ -111,49 +113,49 @@ static bool isInMemory(EFI_HANDLE device) {
     return false;
   }
   const UINT8 *node = static_cast<const UINT8 *>(found);
-  while (nodeSize(node) != 0 && !(node[0] == NODE_MEDIA && node[1] == NODE_RAM_DISK)) {
+  while (nodeSize(node) != 0 && !(node[0] == nodeMedia && node[1] == nodeRamDisk)) {
     node += nodeSize(node);
   }
   return nodeSize(node) != 0;
 }
 
 // What an output is called, so that it is known later that this run wrote it.
-struct KEPT_OUTPUT {
-  void *Output;
-  CHAR8 *Name; // pool
+struct KeptOutput {
+  void *output;
+  CHAR8 *name; // pool
 };
 
-static EFI_STATUS openKept(const XYL_FRONT *front, const CHAR8 *name, UINTN room, bool replaces, void **output) {
-  KEPT_OUTPUT *kept = poolNew<KEPT_OUTPUT>();
+static EFI_STATUS openKept(const client::Front *front, const CHAR8 *name, UINTN room, bool replaces, void **output) {
+  KeptOutput *kept = poolNew<KeptOutput>();
   CHAR8 *copy = kept != nullptr ? textDuplicate(name) : nullptr;
   EFI_STATUS status =
-      copy == nullptr ? EFI_OUT_OF_RESOURCES : firmwareOpenOutput(front, name, room, replaces, &kept->Output);
+      copy == nullptr ? EFI_OUT_OF_RESOURCES : firmwareOpenOutput(front, name, room, replaces, &kept->output);
   if (EFI_ERROR(status)) {
     poolFree(copy);
     poolFree(kept);
     return status;
   }
-  kept->Name = copy;
+  kept->name = copy;
   *output = kept;
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS closeKept(const XYL_FRONT *front, void *output, const CHAR8 *data, UINTN size) {
-  KEPT_OUTPUT *kept = static_cast<KEPT_OUTPUT *>(output);
-  EFI_STATUS status = firmwareCloseOutput(front, kept->Output, data, size);
+static EFI_STATUS closeKept(const client::Front *front, void *output, const CHAR8 *data, UINTN size) {
+  KeptOutput *kept = static_cast<KeptOutput *>(output);
+  EFI_STATUS status = firmwareCloseOutput(front, kept->output, data, size);
   bool isWritten = data != nullptr && !EFI_ERROR(status);
-  CHAR8 **written = isWritten ? arrayAppend(mediumOf(front)->Written) : nullptr;
+  CHAR8 **written = isWritten ? arrayAppend(mediumOf(front)->written) : nullptr;
   if (written != nullptr) {
-    *written = kept->Name; // without memory the file counts as one of others, which is the safe side
+    *written = kept->name; // without memory the file counts as one of others, which is the safe side
   } else {
-    poolFree(kept->Name);
+    poolFree(kept->name);
   }
   poolFree(kept);
   return status;
 }
 
-bool hasWritten(const XYL_FRONT *front, const CHAR8 *name) {
-  const POOL_ARRAY<CHAR8 *> &written = mediumOf(front)->Written;
+bool hasWritten(const client::Front *front, const CHAR8 *name) {
+  const PoolArray<CHAR8 *> &written = mediumOf(front)->written;
   bool has = findMemory(front, name) != nullptr;
   for (UINT32 i = 0; !has && i < written.count; ++i) {
     has = firmwareIsSameFile(front, written.items[i], name);
@@ -161,76 +163,78 @@ bool hasWritten(const XYL_FRONT *front, const CHAR8 *name) {
   return has;
 }
 
-static void useMemory(XYL_FRONT *front) {
-  mediumOf(front)->Keeps = false;
-  front->ReadFile = readMemory;
-  front->OpenOutput = openMemory;
-  front->CloseOutput = closeMemory;
+static void useMemory(client::Front *front) {
+  mediumOf(front)->keeps = false;
+  front->readFile = readMemory;
+  front->openOutput = openMemory;
+  front->closeOutput = closeMemory;
 }
 
-EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_FRONT *front) {
+EFI_STATUS openMedium(EFI_HANDLE image, Medium *medium, client::Front *front) {
   void *found = nullptr;
   EFI_STATUS status = g_bootServices->HandleProtocol(image, &g_loadedImageGuid, &found);
   if (EFI_ERROR(status)) {
     return status;
   }
-  medium->Device = static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(found)->DeviceHandle;
-  status = openFileSystem(medium->Device, EFI_FILE_MODE_READ_WRITE, &medium->FileSystem);
-  medium->Keeps = !EFI_ERROR(status) && !isInMemory(medium->Device);
+  medium->device = static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(found)->DeviceHandle;
+  status = openFileSystem(medium->device, EFI_FILE_MODE_READ_WRITE, &medium->fileSystem);
+  medium->keeps = !EFI_ERROR(status) && !isInMemory(medium->device);
   if (EFI_ERROR(status)) {
-    status = openFileSystem(medium->Device, EFI_FILE_MODE_READ, &medium->FileSystem);
+    status = openFileSystem(medium->device, EFI_FILE_MODE_READ, &medium->fileSystem);
   }
-  medium->Firmware.Files = &medium->FileSystem.Files;
-  front->Context = medium;
-  front->ReadFile = firmwareReadFile;
-  front->OpenOutput = openKept;
-  front->CloseOutput = closeKept;
-  front->IsSameFile = firmwareIsSameFile;
-  if (!medium->Keeps) {
+  medium->firmware.files = &medium->fileSystem.files;
+  front->context = medium;
+  front->readFile = firmwareReadFile;
+  front->openOutput = openKept;
+  front->closeOutput = closeKept;
+  front->isSameFile = firmwareIsSameFile;
+  if (!medium->keeps) {
     useMemory(front);
   }
   return status;
 }
 
-void keepNothing(XYL_FRONT *front) {
-  MEDIUM *medium = mediumOf(front);
-  EFI_HANDLE device = medium->Device;
-  closeFileSystem(&medium->FileSystem);
+void keepNothing(client::Front *front) {
+  Medium *medium = mediumOf(front);
+  EFI_HANDLE device = medium->device;
+  closeFileSystem(&medium->fileSystem);
   g_bootServices->DisconnectController(device, /* DriverImage= */ nullptr, /* Child= */ nullptr);
   g_bootServices->ConnectController(device, /* DriverImages= */ nullptr, /* Remaining= */ nullptr, /* Recursive= */ 1);
-  EFI_STATUS status = openFileSystem(device, EFI_FILE_MODE_READ, &medium->FileSystem);
+  EFI_STATUS status = openFileSystem(device, EFI_FILE_MODE_READ, &medium->fileSystem);
   if (EFI_ERROR(status)) {
-    complain(front, "the medium cannot be read any more: %a", statusWords(status));
+    client::complain(front, "the medium cannot be read any more: %a", client::statusWords(status));
   }
   useMemory(front);
 }
 
-void closeMedium(MEDIUM *medium) {
-  for (UINT32 i = 0; i < medium->Files.count; ++i) {
-    poolFree(medium->Files.items[i].Name);
-    freeData(&medium->Files.items[i]);
+void closeMedium(Medium *medium) {
+  for (UINT32 i = 0; i < medium->files.count; ++i) {
+    poolFree(medium->files.items[i].name);
+    freeData(&medium->files.items[i]);
   }
-  poolRelease(medium->Files.items);
-  for (UINT32 i = 0; i < medium->Written.count; ++i) {
-    poolFree(medium->Written.items[i]);
+  poolRelease(medium->files.items);
+  for (UINT32 i = 0; i < medium->written.count; ++i) {
+    poolFree(medium->written.items[i]);
   }
-  poolRelease(medium->Written.items);
-  freeText(&medium->Printed);
-  closeFileSystem(&medium->FileSystem);
+  poolRelease(medium->written.items);
+  client::freeText(&medium->printed);
+  closeFileSystem(&medium->fileSystem);
 }
 
-EFI_STATUS writeOnMedium(const XYL_FRONT *front, const CHAR8 *name, const TEXT &text) {
+EFI_STATUS writeOnMedium(const client::Front *front, const CHAR8 *name, const client::Text &text) {
   void *output = nullptr;
   EFI_STATUS status =
-      text.Failed ? EFI_OUT_OF_RESOURCES : front->OpenOutput(front, name, text.Length, /* replaces= */ true, &output);
-  return EFI_ERROR(status) ? status : front->CloseOutput(front, output, textOf(text), text.Length);
+      text.failed ? EFI_OUT_OF_RESOURCES : front->openOutput(front, name, text.length, /* replaces= */ true, &output);
+  return EFI_ERROR(status) ? status : front->closeOutput(front, output, client::textOf(text), text.length);
 }
 
-EFI_STATUS keepFetched(const XYL_FRONT *front, const CHAR8 *name, const CHAR8 *data, UINTN size) {
-  if (!mediumOf(front)->Keeps) {
+EFI_STATUS keepFetched(const client::Front *front, const CHAR8 *name, const CHAR8 *data, UINTN size) {
+  if (!mediumOf(front)->keeps) {
     return keepInMemory(front, name, data, size);
   }
   void *output = nullptr;
-  EFI_STATUS status = front->OpenOutput(front, name, size, /* replaces= */ true, &output);
-  return EFI_ERROR(status) ? status : front->CloseOutput(front, output, data, size);
+  EFI_STATUS status = front->openOutput(front, name, size, /* replaces= */ true, &output);
+  return EFI_ERROR(status) ? status : front->closeOutput(front, output, data, size);
 }
+
+} // namespace xyl::images

@@ -7,112 +7,114 @@
 #include "client/transcript/transcript.h"
 #include "images/medium/run.h"
 
-#define JOBS_NAME "jobs.txt"
-#define PRINTED_LIMIT 0x10000U // bytes of what a line prints that the result keeps
+namespace xyl::images {
+
+constexpr CHAR8 jobsName[] = "jobs.txt";
+constexpr UINT32 printedLimit = 0x10000U; // bytes of what a line prints that the result keeps
 
 // --- What the commands get ---
 
-static void writeBoth(const XYL_FRONT *front, const CHAR8 *text, UINTN length) {
+static void writeBoth(const client::Front *front, const CHAR8 *text, UINTN length) {
   firmwareWrite(front, text, length);
-  TEXT *printed = &mediumOf(front)->Printed;
-  UINTN room = PRINTED_LIMIT - (printed->Length < PRINTED_LIMIT ? printed->Length : PRINTED_LIMIT);
-  putBytes(printed, text, length < room ? length : room);
+  client::Text *printed = &mediumOf(front)->printed;
+  UINTN room = printedLimit - (printed->length < printedLimit ? printed->length : printedLimit);
+  client::putBytes(printed, text, length < room ? length : room);
 }
 
-static XYL_ANSWER askNobody(const XYL_FRONT *, const CHAR8 *) {
-  return XYL_ANSWER_NO_TERMINAL;
+static client::Answer askNobody(const client::Front *, const CHAR8 *) {
+  return client::Answer::noTerminal;
 }
 
 // --- A line ---
 
 // The controller that the line worked on; without one of its own nothing is told.
-static void noteController(const XYL_FRONT *front, const XYL_REQUEST &request, JOB_RECORD *record) {
-  if (!xylNeedsController(request)) {
+static void noteController(const client::Front *front, const client::Request &request, JobRecord *record) {
+  if (!client::xylNeedsController(request)) {
     return;
   }
-  TEXT unheard = {};
-  XYL_FRONT silent = capturingFront(&unheard, front->Kind);
-  CONTROLLER controller;
-  record->HasController = !isFailure(openController(XYL_CONTEXT{&silent, &request}, &controller));
-  record->Controller = controller.Identity;
-  freeText(&unheard);
+  client::Text unheard = {};
+  client::Front silent = client::capturingFront(&unheard, front->kind);
+  client::Controller controller;
+  record->hasController = !client::isFailure(client::openController(client::Context{&silent, &request}, &controller));
+  record->controller = controller.identity;
+  client::freeText(&unheard);
 }
 
-static XYL_RESULT runCommand(const XYL_FRONT *front, const JOB_LINE &line, JOB_RECORD *record) {
-  XYL_FRONT own = *front;
-  XYL_REQUEST request;
-  XYL_RESULT result = parseJob(&own, line, &request);
-  if (!isFailure(result)) {
-    xylSilence(&own, request);
-    result = xylRun(&own, request);
+static client::Result runCommand(const client::Front *front, const client::JobLine &line, JobRecord *record) {
+  client::Front own = *front;
+  client::Request request;
+  client::Result result = client::parseJob(&own, line, &request);
+  if (!client::isFailure(result)) {
+    client::xylSilence(&own, request);
+    result = client::xylRun(&own, request);
     noteController(front, request, record);
   }
   return result;
 }
 
-#define LIMIT_CODE 0x10000U // the first that is not the firmware's own
+constexpr UINT32 limitCode = 0x10000U; // the first that is not the firmware's own
 
 // Lets the firmware reset the machine after so many minutes; 0 is never.
-static void setLimit(const XYL_FRONT *front, UINT32 minutes) {
-  EFI_STATUS status = g_bootServices->SetWatchdogTimer(UINTN{minutes} * 60, LIMIT_CODE, /* DataSize= */ 0,
+static void setLimit(const client::Front *front, UINT32 minutes) {
+  EFI_STATUS status = g_bootServices->SetWatchdogTimer(UINTN{minutes} * 60, limitCode, /* DataSize= */ 0,
                                                        /* Data= */ nullptr);
   if (EFI_ERROR(status) && minutes != 0) {
-    complain(front, "the firmware takes no limit of %d minutes: %a", minutes, statusWords(status));
+    client::complain(front, "the firmware takes no limit of %d minutes: %a", minutes, client::statusWords(status));
   }
 }
 
 // Runs a command line and keeps what it printed. The medium tells before that it runs.
-static EFI_STATUS runLine(JOB_RUN *run, UINT32 index) {
-  const JOB_LINE &line = run->File.Lines.items[index];
-  JOB_RECORD *record = &run->Records.items[index];
-  MEDIUM *medium = mediumOf(run->Front);
-  setLimit(run->Front, line.Limit);
-  record->State = JOB_RUNNING;
-  readClock(&record->Started);
-  EFI_STATUS status = medium->Keeps ? tellProgress(run, index) : EFI_SUCCESS;
+static EFI_STATUS runLine(JobRun *run, UINT32 index) {
+  const client::JobLine &line = run->file.lines.items[index];
+  JobRecord *record = &run->records.items[index];
+  Medium *medium = mediumOf(run->front);
+  setLimit(run->front, line.limit);
+  record->state = JobState::running;
+  readClock(&record->started);
+  EFI_STATUS status = medium->keeps ? tellProgress(run, index) : EFI_SUCCESS;
   if (EFI_ERROR(status)) {
-    complain(run->Front, "the medium does not take what a line comes to: %a; no further line runs",
-             statusWords(status));
-    record->State = JOB_NOT_REACHED;
+    client::complain(run->front, "the medium does not take what a line comes to: %a; no further line runs",
+                     client::statusWords(status));
+    record->state = JobState::notReached;
     return status;
   }
-  say(run->Front, "==> %d/%d %a\n", index + 1, run->File.Lines.count, textOf(line.Text));
-  freeText(&medium->Printed);
-  record->Result =
-      line.Transfer != jobs::Transfer::none ? runTransfer(run, line) : runCommand(run->Front, line, record);
-  record->Printed = medium->Printed;
-  medium->Printed = {};
-  record->State = JOB_RAN;
+  client::say(run->front, "==> %d/%d %a\n", index + 1, run->file.lines.count, client::textOf(line.text));
+  client::freeText(&medium->printed);
+  record->result =
+      line.transfer != client::jobs::Transfer::none ? runTransfer(run, line) : runCommand(run->front, line, record);
+  record->printed = medium->printed;
+  medium->printed = {};
+  record->state = JobState::ran;
   EFI_TIME now;
   readClock(&now);
-  UINT64 started = secondsOf(record->Started);
+  UINT64 started = secondsOf(record->started);
   UINT64 ended = secondsOf(now);
-  record->Seconds = ended > started ? ended - started : 0; // somebody may set the clock, or it may fail
-  say(run->Front, "==> %d/%d %a, exit code %d, %a, %ld s\n", index + 1, run->File.Lines.count,
-      outcomeWord(record->Result.Outcome), static_cast<UINT32>(record->Result.Outcome),
-      statusWords(record->Result.Status), record->Seconds);
-  freeText(&medium->Printed);
+  record->seconds = ended > started ? ended - started : 0; // somebody may set the clock, or it may fail
+  client::say(run->front, "==> %d/%d %a, exit code %d, %a, %ld s\n", index + 1, run->file.lines.count,
+              outcomeWord(record->result.outcome), static_cast<UINT32>(record->result.outcome),
+              client::statusWords(record->result.status), record->seconds);
+  client::freeText(&medium->printed);
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS runLines(JOB_RUN *run) {
-  XYL_OUTCOME last = XYL_SUCCESS;
-  for (UINT32 i = 0; i < run->File.Lines.count; ++i) {
-    const JOB_LINE &line = run->File.Lines.items[i];
-    JOB_RECORD *record = &run->Records.items[i];
-    if (!isJobFor(line.Condition, last)) {
-      record->State = JOB_PASSED_OVER;
-    } else if (line.End != JOB_GOES_ON) {
-      readClock(&record->Started);
-      record->State = JOB_RAN;
-      run->End = line.End;
+static EFI_STATUS runLines(JobRun *run) {
+  client::Outcome last = client::outcomeSuccess;
+  for (UINT32 i = 0; i < run->file.lines.count; ++i) {
+    const client::JobLine &line = run->file.lines.items[i];
+    JobRecord *record = &run->records.items[i];
+    if (!client::isJobFor(line.condition, last)) {
+      record->state = JobState::passedOver;
+    } else if (line.end != client::jobGoesOn) {
+      readClock(&record->started);
+      record->state = JobState::ran;
+      run->end = line.end;
       return EFI_SUCCESS;
     } else {
       EFI_STATUS status = runLine(run, i);
       if (EFI_ERROR(status)) {
         return status;
       }
-      last = record->Result.Outcome;
+      last = record->result.outcome;
     }
   }
   return EFI_SUCCESS;
@@ -121,31 +123,31 @@ static EFI_STATUS runLines(JOB_RUN *run) {
 // --- The job ---
 
 // Reads a job and, after a mistake in it, keeps what was told: EFI_INVALID_PARAMETER.
-static EFI_STATUS readJob(JOB_RUN *run, const CHAR8 *text, UINTN size, const JOB_FILE *namedBy) {
-  run->Sum = crc32Of(text, size);
-  formatHex(run->Job, run->Sum, 8);
-  CHAR8 *serial = textDuplicate(run->Server.Serial);
+static EFI_STATUS readJob(JobRun *run, const CHAR8 *text, UINTN size, const client::JobFile *namedBy) {
+  run->sum = crc32Of(text, size);
+  formatHex(run->job, run->sum, 8);
+  CHAR8 *serial = textDuplicate(run->server.serial);
   if (serial == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
   makeFileName(serial);
-  const JOB_NAME rows[] = {{"SERIAL", serial}, {"UUID", run->Server.Uuid}};
-  freeText(&mediumOf(run->Front)->Printed);
-  XYL_RESULT result = readJobs(run->Front, text, size, {rows, 2}, &run->File, namedBy);
-  EFI_STATUS status = isFailure(result) ? EFI_INVALID_PARAMETER : checkTransfers(run);
-  freeText(&run->Mistakes);
-  run->Mistakes = mediumOf(run->Front)->Printed;
-  mediumOf(run->Front)->Printed = {};
+  const client::JobName rows[] = {{"SERIAL", serial}, {"UUID", run->server.uuid}};
+  client::freeText(&mediumOf(run->front)->printed);
+  client::Result result = client::readJobs(run->front, text, size, {rows, 2}, &run->file, namedBy);
+  EFI_STATUS status = client::isFailure(result) ? EFI_INVALID_PARAMETER : checkTransfers(run);
+  client::freeText(&run->mistakes);
+  run->mistakes = mediumOf(run->front)->printed;
+  mediumOf(run->front)->printed = {};
   poolFree(serial);
   return status;
 }
 
-static EFI_STATUS readJobFile(JOB_RUN *run) {
+static EFI_STATUS readJobFile(JobRun *run) {
   CHAR8 *text = nullptr;
   UINTN size = 0;
-  EFI_STATUS status = run->Front->ReadFile(run->Front, JOBS_NAME, &text, &size);
+  EFI_STATUS status = run->front->readFile(run->front, jobsName, &text, &size);
   if (EFI_ERROR(status)) {
-    complain(run->Front, "cannot read '\\raidxyl\\%a': %a", JOBS_NAME, statusWords(status));
+    client::complain(run->front, "cannot read '\\raidxyl\\%a': %a", jobsName, client::statusWords(status));
     return status;
   }
   status = readJob(run, text, size, /* namedBy= */ nullptr);
@@ -154,128 +156,129 @@ static EFI_STATUS readJobFile(JOB_RUN *run) {
 }
 
 // Takes the job from where the medium's own file says. The drivers come first: one may be the card's.
-static EFI_STATUS fetchNamedJob(EFI_HANDLE image, JOB_RUN *run) {
-  run->NamedBy = run->File;
-  run->File = {};
-  setLimit(run->Front, run->NamedBy.Source.Limit);
-  loadDrivers(run->Front, image, &run->Drivers);
-  XYL_RESULT result = fetchJob(run);
-  if (isFailure(result)) {
-    bool isNone = result.Outcome == XYL_NOT_FOUND;
-    complain(run->Front, isNone ? "the server has no job for this machine" : "without a job nothing is run");
+static EFI_STATUS fetchNamedJob(EFI_HANDLE image, JobRun *run) {
+  run->namedBy = run->file;
+  run->file = {};
+  setLimit(run->front, run->namedBy.source.limit);
+  loadDrivers(run->front, image, &run->drivers);
+  client::Result result = fetchJob(run);
+  if (client::isFailure(result)) {
+    bool isNone = result.outcome == client::outcomeNotFound;
+    client::complain(run->front, isNone ? "the server has no job for this machine" : "without a job nothing is run");
   }
-  return result.Status;
+  return result.status;
 }
 
-static EFI_STATUS readNamedJob(JOB_RUN *run) {
-  EFI_STATUS status = readJob(run, textOf(run->Fetched), run->Fetched.Length, &run->NamedBy);
-  run->File.Again = run->File.Again || run->NamedBy.Again;
-  if (run->File.Result.WordCount == 0) {
-    run->File.Result = run->NamedBy.Result;
-    run->NamedBy.Result = {};
+static EFI_STATUS readNamedJob(JobRun *run) {
+  EFI_STATUS status = readJob(run, client::textOf(run->fetched), run->fetched.length, &run->namedBy);
+  run->file.again = run->file.again || run->namedBy.again;
+  if (run->file.result.wordCount == 0) {
+    run->file.result = run->namedBy.result;
+    run->namedBy.result = {};
   }
   return status;
 }
 
-static bool hasRun(const JOB_RUN &run) {
-  if (run.File.Again || !hasResult(run)) {
+static bool hasRun(const JobRun &run) {
+  if (run.file.again || !hasResult(run)) {
     return false;
   }
-  bool isNameless = *run.Server.Serial == 0 && *run.Server.Uuid == 0;
-  complain(
-      run.Front,
+  bool isNameless = *run.server.serial == 0 && *run.server.uuid == 0;
+  client::complain(
+      run.front,
       "this job has run, or begun to, and \\raidxyl\\%a tells what came of it. Without that file, or with the line "
       "'again' in %a, it runs anew%a",
-      resultName(run, RESULT_SUFFIX).Text, JOBS_NAME,
+      resultName(run, RESULT_SUFFIX).text, jobsName,
       isNameless ? ". This machine tells neither serial number nor UUID, so it may have been another one" : "");
   return true;
 }
 
 // What cannot be kept on the medium is shown.
-static void showAfter(EFI_STATUS status, JOB_RUN *run) {
-  if (EFI_ERROR(status) && mediumOf(run->Front)->Keeps) {
-    complain(run->Front, "nothing can be kept on the medium; files are shown here instead");
+static void showAfter(EFI_STATUS status, JobRun *run) {
+  if (EFI_ERROR(status) && mediumOf(run->front)->keeps) {
+    client::complain(run->front, "nothing can be kept on the medium; files are shown here instead");
     closeProgress(run);
-    keepNothing(run->Front);
+    keepNothing(run->front);
   }
 }
 
 // What is sent is what stays here, byte for byte; that it could not be sent is told here, too.
-static void endResult(JOB_RUN *run, const CHAR8 *state) {
-  setLimit(run->Front, run->File.Result.Limit);
-  run->State = state;
-  readClock(&run->Ended);
-  TEXT result = makeResult(*run);
+static void endResult(JobRun *run, const CHAR8 *state) {
+  setLimit(run->front, run->file.result.limit);
+  run->state = state;
+  readClock(&run->ended);
+  client::Text result = makeResult(*run);
   EFI_STATUS status = writeResult(*run, result);
   showAfter(status, run);
   if (EFI_ERROR(status)) {
     writeResult(*run, result);
   }
   endProgress(run);
-  bool isUp = run->NamedBy.Source.WordCount != 0 || !textEqual(state, "refused"); // else nothing is connected
-  run->Sent = run->File.Result.WordCount != 0 && isUp ? sendResult(run, result) : EFI_SUCCESS;
-  freeText(&result);
-  if (EFI_ERROR(run->Sent) && mediumOf(run->Front)->Keeps) {
+  bool isUp = run->namedBy.source.wordCount != 0 || !textEqual(state, "refused"); // else nothing is connected
+  run->sent = run->file.result.wordCount != 0 && isUp ? sendResult(run, result) : EFI_SUCCESS;
+  client::freeText(&result);
+  if (EFI_ERROR(run->sent) && mediumOf(run->front)->keeps) {
     writeResult(*run);
   }
 }
 
 // The job that was fetched stands beside its result.
-static void keepJob(JOB_RUN *run) {
-  if (run->NamedBy.Source.WordCount != 0) {
-    RESULT_NAME name = resultName(*run, FETCHED_SUFFIX);
-    EFI_STATUS status = writeOnMedium(run->Front, name.Text, run->Fetched);
+static void keepJob(JobRun *run) {
+  if (run->namedBy.source.wordCount != 0) {
+    ResultName name = resultName(*run, fetchedSuffix);
+    EFI_STATUS status = writeOnMedium(run->front, name.text, run->fetched);
     showAfter(status, run);
     if (EFI_ERROR(status)) {
-      writeOnMedium(run->Front, name.Text, run->Fetched);
+      writeOnMedium(run->front, name.text, run->fetched);
     }
   }
 }
 
 // Tells that the job has begun, on the medium or else in the machine; false when that tells already that it has.
-static bool beginOnce(JOB_RUN *run) {
-  run->State = "running";
-  if (mediumOf(run->Front)->Keeps) {
+static bool beginOnce(JobRun *run) {
+  run->state = "running";
+  if (mediumOf(run->front)->keeps) {
     showAfter(writeResult(*run), run);
   }
-  if (mediumOf(run->Front)->Keeps || run->File.Again) {
+  if (mediumOf(run->front)->keeps || run->file.again) {
     forgetDone();
     return true;
   }
   if (isDone(*run)) {
-    complain(run->Front,
-             "this machine has begun the job of this medium before, and nothing was told to it since. With the line "
-             "'again' in %a, or from a medium that is made anew, it runs again",
-             JOBS_NAME);
+    client::complain(
+        run->front,
+        "this machine has begun the job of this medium before, and nothing was told to it since. With the line "
+        "'again' in %a, or from a medium that is made anew, it runs again",
+        jobsName);
     return false;
   }
   EFI_STATUS status = noteDone(*run);
   if (EFI_ERROR(status)) {
-    complain(run->Front, "the machine does not remember this job, which runs at the next boot too: %a",
-             statusWords(status));
+    client::complain(run->front, "the machine does not remember this job, which runs at the next boot too: %a",
+                     client::statusWords(status));
   }
   return true;
 }
 
 // A driver may hang, so the job is told to have begun by now.
-static void bringUp(EFI_HANDLE image, JOB_RUN *run) {
-  setLimit(run->Front, run->File.Lines.items[0].Limit);
-  if (run->NamedBy.Source.WordCount == 0) {
-    loadDrivers(run->Front, image, &run->Drivers);
+static void bringUp(EFI_HANDLE image, JobRun *run) {
+  setLimit(run->front, run->file.lines.items[0].limit);
+  if (run->namedBy.source.wordCount == 0) {
+    loadDrivers(run->front, image, &run->drivers);
   }
-  if (mediumOf(run->Front)->Keeps) {
+  if (mediumOf(run->front)->keeps) {
     showAfter(writeResult(*run), run);
   }
-  if (mediumOf(run->Front)->Keeps) {
+  if (mediumOf(run->front)->keeps) {
     showAfter(beginProgress(run), run);
   }
 }
 
-static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
-  readServer(&run->Server, run->Front->SystemTable);
-  readClock(&run->Started);
+static EFI_STATUS runJob(EFI_HANDLE image, JobRun *run) {
+  client::readServer(&run->server, run->front->systemTable);
+  readClock(&run->started);
   EFI_STATUS status = readJobFile(run);
-  if (!EFI_ERROR(status) && run->File.Source.WordCount != 0) {
+  if (!EFI_ERROR(status) && run->file.source.wordCount != 0) {
     status = fetchNamedJob(image, run);
     if (EFI_ERROR(status)) {
       return status; // whatever it is, it tells of no mistake in a job
@@ -290,16 +293,16 @@ static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
     return EFI_ALREADY_STARTED;
   }
   if (isRefused) {
-    complain(run->Front, "the job file has mistakes; nothing was run");
+    client::complain(run->front, "the job file has mistakes; nothing was run");
     keepJob(run);
     endResult(run, "refused");
     return status;
   }
-  run->Records.items = poolNew<JOB_RECORD>(run->File.Lines.count);
-  if (run->Records.items == nullptr) {
+  run->records.items = poolNew<JobRecord>(run->file.lines.count);
+  if (run->records.items == nullptr) {
     return EFI_OUT_OF_RESOURCES;
   }
-  run->Records.count = run->File.Lines.count;
+  run->records.count = run->file.lines.count;
   if (!beginOnce(run)) {
     return EFI_ALREADY_STARTED;
   }
@@ -310,39 +313,39 @@ static EFI_STATUS runJob(EFI_HANDLE image, JOB_RUN *run) {
   return status;
 }
 
-static void freeRun(JOB_RUN *run) {
-  for (UINT32 i = 0; i < run->Records.count; ++i) {
-    freeText(&run->Records.items[i].Printed);
+static void freeRun(JobRun *run) {
+  for (UINT32 i = 0; i < run->records.count; ++i) {
+    client::freeText(&run->records.items[i].printed);
   }
-  poolFree(run->Records.items);
-  freeDrivers(&run->Drivers);
-  freeText(&run->Mistakes);
-  freeText(&run->Fetched);
-  freeJobs(&run->NamedBy);
-  freeJobs(&run->File);
+  poolFree(run->records.items);
+  freeDrivers(&run->drivers);
+  client::freeText(&run->mistakes);
+  client::freeText(&run->fetched);
+  client::freeJobs(&run->namedBy);
+  client::freeJobs(&run->file);
 }
 
 // Types of ResetSystem.
-#define RESET_COLD 0
-#define RESET_SHUTDOWN 2
+constexpr UINT32 resetCold = 0;
+constexpr UINT32 resetShutdown = 2;
 
-static void endMachine(EFI_SYSTEM_TABLE *systemTable, JOB_END end) {
-  if (end != JOB_RETURN) {
-    systemTable->RuntimeServices->ResetSystem(end == JOB_RESET ? RESET_COLD : RESET_SHUTDOWN, EFI_SUCCESS,
+static void endMachine(EFI_SYSTEM_TABLE *systemTable, client::JobEnd end) {
+  if (end != client::jobReturn) {
+    systemTable->RuntimeServices->ResetSystem(end == client::jobReset ? resetCold : resetShutdown, EFI_SUCCESS,
                                               /* DataSize= */ 0, /* Data= */ nullptr);
   }
 }
 
 // The machine's network is as it was behind this.
-static EFI_STATUS runOnce(EFI_HANDLE image, XYL_FRONT *front, JOB_END *end) {
-  JOB_RUN run = {};
-  run.Front = front;
+static EFI_STATUS runOnce(EFI_HANDLE image, client::Front *front, client::JobEnd *end) {
+  JobRun run = {};
+  run.front = front;
   EFI_STATUS status = runJob(image, &run);
-  *end = EFI_ERROR(status) ? JOB_RETURN : run.End;
-  if (run.NamedBy.Source.Limit != 0 || run.File.Result.Limit != 0) {
+  *end = EFI_ERROR(status) ? client::jobReturn : run.end;
+  if (run.namedBy.source.limit != 0 || run.file.result.limit != 0) {
     setLimit(front, 0);
   }
-  say(front, "==> %a\n", g_jobEnds[*end]);
+  client::say(front, "==> %a\n", client::g_jobEnds[*end]);
   freeRun(&run);
   return status;
 }
@@ -351,22 +354,22 @@ extern "C" EFI_STATUS EFIAPI MediumEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *sys
   setSystemTable(systemTable);
   // The boot manager's five minutes are not for what a restore takes.
   g_bootServices->SetWatchdogTimer(/* Timeout= */ 0, /* Code= */ 0, /* DataSize= */ 0, /* Data= */ nullptr);
-  MEDIUM medium = {};
-  XYL_FRONT front = {};
-  front.Kind = XYL_FRONT_SHELL;
-  front.SystemTable = systemTable;
-  front.WriteOut = writeBoth;
-  front.WriteError = writeBoth;
-  front.AskYes = askNobody;
-  front.Terminal = true;
-  front.Commands = g_xylCommands;
-  front.Busy = firmwareBusy;
+  Medium medium = {};
+  client::Front front = {};
+  front.kind = client::frontShell;
+  front.systemTable = systemTable;
+  front.writeOut = writeBoth;
+  front.writeError = writeBoth;
+  front.askYes = askNobody;
+  front.terminal = true;
+  front.commands = client::g_xylCommands;
+  front.busy = firmwareBusy;
   EFI_STATUS status = openMedium(image, &medium, &front);
   if (EFI_ERROR(status)) {
     Print(u"xyl: the medium has no folder \\raidxyl that can be read: %r\r\n", status);
     return status;
   }
-  JOB_END end = JOB_RETURN;
+  client::JobEnd end = client::jobReturn;
   status = runOnce(image, &front, &end);
   bool isDone = !EFI_ERROR(status);
   closeMedium(&medium);
@@ -376,3 +379,5 @@ extern "C" EFI_STATUS EFIAPI MediumEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *sys
   // After a success the boot manager would show its menu and wait for a person.
   return isDone ? EFI_ABORTED : status;
 }
+
+} // namespace xyl::images

@@ -2,8 +2,10 @@
 #include "base/text.h"
 #include "images/medium/run.h"
 
-const CHAR8 *outcomeWord(XYL_OUTCOME outcome) {
-  return outcome == XYL_SUCCESS ? "ok" : outcome == XYL_DIFFERENT ? "different" : "failed";
+namespace xyl::images {
+
+const CHAR8 *outcomeWord(client::Outcome outcome) {
+  return outcome == client::outcomeSuccess ? "ok" : outcome == client::outcomeDifferent ? "different" : "failed";
 }
 
 // --- Time ---
@@ -25,22 +27,22 @@ UINT64 secondsOf(const EFI_TIME &time) {
 }
 
 // The machine's clock as it goes, mostly UTC; "" when it tells nothing.
-static void writeTime(JSON *json, const CHAR8 *name, const EFI_TIME &time) {
+static void writeTime(client::Json *json, const CHAR8 *name, const EFI_TIME &time) {
   CHAR8 text[24] = "";
   const struct {
-    UINT64 Value;
-    CHAR8 Mark;
+    UINT64 value;
+    CHAR8 mark;
   } parts[] = {{time.Month, '-'}, {time.Day, '-'}, {time.Hour, 'T'}, {time.Minute, ':'}, {time.Second, ':'}};
   if (time.Year >= 1000 && time.Year <= 9999) {
     CHAR8 *at = text + formatDecimal(text, time.Year);
     for (const auto &part : parts) {
-      *at++ = part.Mark;
-      *at++ = static_cast<CHAR8>('0' + part.Value / 10 % 10);
-      *at++ = static_cast<CHAR8>('0' + part.Value % 10);
+      *at++ = part.mark;
+      *at++ = static_cast<CHAR8>('0' + part.value / 10 % 10);
+      *at++ = static_cast<CHAR8>('0' + part.value % 10);
     }
     *at = 0;
   }
-  jsonText(json, name, text);
+  client::jsonText(json, name, text);
 }
 
 // --- Names ---
@@ -53,18 +55,18 @@ void makeFileName(CHAR8 *name) {
   }
 }
 
-static constexpr UINTN SERIAL_LIMIT = 64; // letters of it in a name
+static constexpr UINTN serialLimit = 64; // letters of it in a name
 
-RESULT_NAME resultName(const JOB_RUN &run, const CHAR8 *suffix) {
-  CHAR8 serial[SERIAL_LIMIT + 1] = "";
-  UINTN length = textLength(run.Server.Serial);
-  copyBytes(serial, run.Server.Serial, length < SERIAL_LIMIT ? length : SERIAL_LIMIT);
+ResultName resultName(const JobRun &run, const CHAR8 *suffix) {
+  CHAR8 serial[serialLimit + 1] = "";
+  UINTN length = textLength(run.server.serial);
+  copyBytes(serial, run.server.serial, length < serialLimit ? length : serialLimit);
   makeFileName(serial);
-  bool hasBoth = *serial != 0 && *run.Server.Uuid != 0;
-  bool hasNone = *serial == 0 && *run.Server.Uuid == 0;
-  RESULT_NAME name = {};
-  CHAR8 *at = name.Text;
-  const CHAR8 *parts[] = {"results\\", serial, hasBoth ? "-" : hasNone ? "unnamed" : "", run.Server.Uuid, suffix};
+  bool hasBoth = *serial != 0 && *run.server.uuid != 0;
+  bool hasNone = *serial == 0 && *run.server.uuid == 0;
+  ResultName name = {};
+  CHAR8 *at = name.text;
+  const CHAR8 *parts[] = {"results\\", serial, hasBoth ? "-" : hasNone ? "unnamed" : "", run.server.uuid, suffix};
   for (const CHAR8 *part : parts) {
     copyBytes(at, part, textLength(part));
     at += textLength(part);
@@ -75,147 +77,149 @@ RESULT_NAME resultName(const JOB_RUN &run, const CHAR8 *suffix) {
 // --- The document ---
 
 // What tells whose result it is comes first, and is compared.
-static void writeHead(JSON *json, const JOB_RUN &run) {
-  jsonObject(json, nullptr);
-  jsonText(json, "job", run.Job);
-  jsonObject(json, "machine");
-  jsonText(json, "serial", run.Server.Serial);
-  jsonText(json, "uuid", run.Server.Uuid);
+static void writeHead(client::Json *json, const JobRun &run) {
+  client::jsonObject(json, nullptr);
+  client::jsonText(json, "job", run.job);
+  client::jsonObject(json, "machine");
+  client::jsonText(json, "serial", run.server.serial);
+  client::jsonText(json, "uuid", run.server.uuid);
 }
 
-static void writeDrivers(JSON *json, const POOL_ARRAY<MEDIUM_DRIVER> &drivers) {
-  jsonArray(json, "drivers");
+static void writeDrivers(client::Json *json, const PoolArray<MediumDriver> &drivers) {
+  client::jsonArray(json, "drivers");
   for (UINT32 i = 0; i < drivers.count; ++i) {
-    CHAR8 *name = utf8FromWide(drivers.items[i].Name);
-    jsonObject(json, nullptr);
-    jsonText(json, "file", name != nullptr ? name : "");
-    jsonText(json, "status", statusWords(drivers.items[i].Status));
-    jsonEnd(json);
+    CHAR8 *name = utf8FromWide(drivers.items[i].name);
+    client::jsonObject(json, nullptr);
+    client::jsonText(json, "file", name != nullptr ? name : "");
+    client::jsonText(json, "status", client::statusWords(drivers.items[i].status));
+    client::jsonEnd(json);
     poolFree(name);
   }
-  jsonEnd(json);
+  client::jsonEnd(json);
 }
 
-void writeLine(JSON *json, const JOB_LINE &line, const JOB_RECORD &record, bool hasPrinted) {
+void writeLine(client::Json *json, const client::JobLine &line, const JobRecord &record, bool hasPrinted) {
   static constexpr const CHAR8 *states[] = {"not reached", "passed over", "running", "ran"};
-  jsonObject(json, nullptr);
-  jsonNumber(json, "line", line.Number);
-  if (line.Condition != JOB_ALWAYS) {
-    jsonText(json, "condition", g_jobConditions[line.Condition]);
+  client::jsonObject(json, nullptr);
+  client::jsonNumber(json, "line", line.number);
+  if (line.condition != client::jobAlways) {
+    client::jsonText(json, "condition", client::g_jobConditions[line.condition]);
   }
-  jsonText(json, "command", textOf(line.Text));
-  jsonText(json, "state", states[record.State]);
-  if (record.State >= JOB_RUNNING) {
-    writeTime(json, "started", record.Started);
+  client::jsonText(json, "command", client::textOf(line.text));
+  client::jsonText(json, "state", states[static_cast<UINTN>(record.state)]);
+  if (record.state >= JobState::running) {
+    writeTime(json, "started", record.started);
   }
-  if (record.State == JOB_RAN && line.End == JOB_GOES_ON) {
-    jsonNumber(json, "seconds", record.Seconds);
-    jsonNumber(json, "exitCode", record.Result.Outcome);
-    jsonText(json, "outcome", outcomeWord(record.Result.Outcome));
-    jsonText(json, "status", statusWords(record.Result.Status));
-    if (record.HasController) {
-      writeIdentity(json, record.Controller);
+  if (record.state == JobState::ran && line.end == client::jobGoesOn) {
+    client::jsonNumber(json, "seconds", record.seconds);
+    client::jsonNumber(json, "exitCode", record.result.outcome);
+    client::jsonText(json, "outcome", outcomeWord(record.result.outcome));
+    client::jsonText(json, "status", client::statusWords(record.result.status));
+    if (record.hasController) {
+      client::writeIdentity(json, record.controller);
     }
     if (hasPrinted) {
-      jsonText(json, "printed", textOf(record.Printed));
+      client::jsonText(json, "printed", client::textOf(record.printed));
     }
   }
-  jsonEnd(json);
+  client::jsonEnd(json);
 }
 
-static void writeEnd(JSON *json, const JOB_RUN &run) {
-  writeTime(json, "ended", run.Ended);
-  jsonText(json, "end", g_jobEnds[run.End]);
+static void writeEnd(client::Json *json, const JobRun &run) {
+  writeTime(json, "ended", run.ended);
+  client::jsonText(json, "end", client::g_jobEnds[run.end]);
 }
 
 // A run that is not over tells its lines beside the result.
-static void writeLines(JSON *json, const JOB_RUN &run) {
-  jsonArray(json, "lines");
-  for (UINT32 i = 0; i < run.Records.count; ++i) {
-    writeLine(json, run.File.Lines.items[i], run.Records.items[i], /* hasPrinted= */ true);
+static void writeLines(client::Json *json, const JobRun &run) {
+  client::jsonArray(json, "lines");
+  for (UINT32 i = 0; i < run.records.count; ++i) {
+    writeLine(json, run.file.lines.items[i], run.records.items[i], /* hasPrinted= */ true);
   }
-  jsonEnd(json);
+  client::jsonEnd(json);
 }
 
-static void writeDocument(JSON *json, const JOB_RUN &run) {
-  bool isOver = !textEqual(run.State, "running");
+static void writeDocument(client::Json *json, const JobRun &run) {
+  bool isOver = !textEqual(run.state, "running");
   writeHead(json, run);
-  jsonText(json, "maker", run.Server.Maker);
-  jsonText(json, "product", run.Server.Product);
-  jsonEnd(json);
-  jsonText(json, "state", run.State);
-  if (run.NamedBy.Source.WordCount != 0) {
-    jsonText(json, "from", sourceOf(run.NamedBy));
+  client::jsonText(json, "maker", run.server.maker);
+  client::jsonText(json, "product", run.server.product);
+  client::jsonEnd(json);
+  client::jsonText(json, "state", run.state);
+  if (run.namedBy.source.wordCount != 0) {
+    client::jsonText(json, "from", client::sourceOf(run.namedBy));
   }
-  if (EFI_ERROR(run.Sent)) {
-    jsonText(json, "notSent", statusWords(run.Sent));
+  if (EFI_ERROR(run.sent)) {
+    client::jsonText(json, "notSent", client::statusWords(run.sent));
   }
-  writeTime(json, "started", run.Started);
+  writeTime(json, "started", run.started);
   if (isOver) {
     writeEnd(json, run);
   }
-  if (run.Mistakes.Length != 0) {
-    jsonText(json, "mistakes", textOf(run.Mistakes));
+  if (run.mistakes.length != 0) {
+    client::jsonText(json, "mistakes", client::textOf(run.mistakes));
   }
-  writeDrivers(json, run.Drivers);
+  writeDrivers(json, run.drivers);
   if (isOver) {
     writeLines(json, run);
   }
-  jsonEnd(json);
+  client::jsonEnd(json);
 }
 
-TEXT makeResult(const JOB_RUN &run) {
-  TEXT text = {};
-  XYL_FRONT front = capturingFront(&text, run.Front->Kind);
-  JSON json = {};
-  json.Front = &front;
+client::Text makeResult(const JobRun &run) {
+  client::Text text = {};
+  client::Front front = client::capturingFront(&text, run.front->kind);
+  client::Json json = {};
+  json.front = &front;
   writeDocument(&json, run);
   return text;
 }
 
-EFI_STATUS writeResult(const JOB_RUN &run, const TEXT &result) {
-  RESULT_NAME name = resultName(run, RESULT_SUFFIX);
-  EFI_STATUS status = writeOnMedium(run.Front, name.Text, result);
+EFI_STATUS writeResult(const JobRun &run, const client::Text &result) {
+  ResultName name = resultName(run, RESULT_SUFFIX);
+  EFI_STATUS status = writeOnMedium(run.front, name.text, result);
   if (EFI_ERROR(status)) {
-    complain(run.Front, "cannot write '%a': %a", name.Text, statusWords(status));
+    client::complain(run.front, "cannot write '%a': %a", name.text, client::statusWords(status));
   }
   return status;
 }
 
-EFI_STATUS writeResult(const JOB_RUN &run) {
-  TEXT text = makeResult(run);
+EFI_STATUS writeResult(const JobRun &run) {
+  client::Text text = makeResult(run);
   EFI_STATUS status = writeResult(run, text);
-  freeText(&text);
+  client::freeText(&text);
   return status;
 }
 
 // --- An earlier boot ---
 
 // Whether text is whole and begins as a result of this job on this machine does.
-static bool isResultOf(const CHAR8 *text, UINTN size, const JOB_RUN &run) {
-  TEXT start = {};
-  XYL_FRONT front = capturingFront(&start, run.Front->Kind);
-  JSON json = {};
-  json.Front = &front;
+static bool isResultOf(const CHAR8 *text, UINTN size, const JobRun &run) {
+  client::Text start = {};
+  client::Front front = client::capturingFront(&start, run.front->kind);
+  client::Json json = {};
+  json.front = &front;
   writeHead(&json, run);
-  bool is = !start.Failed && size > start.Length && __builtin_memcmp(text, start.Chars, start.Length) == 0 &&
+  bool is = !start.failed && size > start.length && __builtin_memcmp(text, start.chars, start.length) == 0 &&
             text[size - 2] == '}' && text[size - 1] == '\n';
-  freeText(&start);
+  client::freeText(&start);
   return is;
 }
 
 // A power cut may have come while a new result took the place of the old one.
-bool hasResult(const JOB_RUN &run) {
+bool hasResult(const JobRun &run) {
   static constexpr const CHAR8 *suffixes[] = {RESULT_SUFFIX, RESULT_SUFFIX FIRMWARE_OLD_SUFFIX,
                                               RESULT_SUFFIX FIRMWARE_NEW_SUFFIX};
   bool has = false;
   for (const CHAR8 *suffix : suffixes) {
     CHAR8 *text = nullptr;
     UINTN size = 0;
-    if (!has && !EFI_ERROR(run.Front->ReadFile(run.Front, resultName(run, suffix).Text, &text, &size))) {
+    if (!has && !EFI_ERROR(run.front->readFile(run.front, resultName(run, suffix).text, &text, &size))) {
       has = isResultOf(text, size, run);
       poolFree(text);
     }
   }
   return has;
 }
+
+} // namespace xyl::images

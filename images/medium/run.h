@@ -8,146 +8,150 @@
 #include "images/medium/file_system.h"
 #include "images/network/network.h"
 
+namespace xyl::images {
+
 // A file that cannot be kept on the medium; later lines read it here.
-struct MEMORY_FILE {
-  CHAR8 *Name; // pool
-  CHAR8 *Data; // pool
-  UINTN Size;
+struct MemoryFile {
+  CHAR8 *name; // pool
+  CHAR8 *data; // pool
+  UINTN size;
 };
 
-struct MEDIUM {
-  FIRMWARE_CONTEXT Firmware; // first: XYL_HOST's Context leads here
-  FILE_SYSTEM FileSystem;    // of Device
-  EFI_HANDLE Device;
-  bool Keeps; // what is written stays; otherwise files go to the console
-  POOL_ARRAY<MEMORY_FILE> Files;
-  POOL_ARRAY<CHAR8 *> Written; // names of files that this run wrote on the medium
-  TEXT Printed;                // by the line that runs
+struct Medium {
+  FirmwareContext firmware; // first: XYL_HOST's Context leads here
+  FileSystem fileSystem;    // of Device
+  EFI_HANDLE device;
+  bool keeps; // what is written stays; otherwise files go to the console
+  PoolArray<MemoryFile> files;
+  PoolArray<CHAR8 *> written; // names of files that this run wrote on the medium
+  client::Text printed;       // by the line that runs
 };
 
-inline MEDIUM *mediumOf(const XYL_FRONT *front) {
-  return static_cast<MEDIUM *>(front->Context);
+inline Medium *mediumOf(const client::Front *front) {
+  return static_cast<Medium *>(front->context);
 }
 
 // --- The medium: names are those below \raidxyl, or begin with a backslash ---
 
 // Opens the medium that the image comes from and makes the host's functions for files those of the medium.
-EFI_STATUS openMedium(EFI_HANDLE image, MEDIUM *medium, XYL_FRONT *front);
-void closeMedium(MEDIUM *medium);
+EFI_STATUS openMedium(EFI_HANDLE image, Medium *medium, client::Front *front);
+void closeMedium(Medium *medium);
 // From now on files are kept in memory and shown on the console. No file of the medium may be open: after a failed
 // write its file system keeps what it could not write, and fails at all that it is asked, so it is started anew.
-void keepNothing(XYL_FRONT *front);
+void keepNothing(client::Front *front);
 // Writes a whole file, also over an old one.
-EFI_STATUS writeOnMedium(const XYL_FRONT *front, const CHAR8 *name, const TEXT &text);
+EFI_STATUS writeOnMedium(const client::Front *front, const CHAR8 *name, const client::Text &text);
 // The same for what came over the network, which is not shown where nothing can be kept: it may be large, or a secret.
-EFI_STATUS keepFetched(const XYL_FRONT *front, const CHAR8 *name, const CHAR8 *data, UINTN size);
+EFI_STATUS keepFetched(const client::Front *front, const CHAR8 *name, const CHAR8 *data, UINTN size);
 // Whether this run wrote the file.
-bool hasWritten(const XYL_FRONT *front, const CHAR8 *name);
+bool hasWritten(const client::Front *front, const CHAR8 *name);
 
 // --- Drivers ---
 
 // What came of a driver on the medium.
-struct MEDIUM_DRIVER {
-  CHAR16 *Name; // pool
-  EFI_STATUS Status;
+struct MediumDriver {
+  CHAR16 *name; // pool
+  EFI_STATUS status;
 };
 
 // Loads and starts the drivers in the order of their names, each with what a file NAME.opt beside it says as its
 // options, and connects every controller. What fails is told. The caller frees the drivers.
-void loadDrivers(const XYL_FRONT *front, EFI_HANDLE image, POOL_ARRAY<MEDIUM_DRIVER> *drivers);
-void freeDrivers(POOL_ARRAY<MEDIUM_DRIVER> *drivers);
+void loadDrivers(const client::Front *front, EFI_HANDLE image, PoolArray<MediumDriver> *drivers);
+void freeDrivers(PoolArray<MediumDriver> *drivers);
 
 // --- Results ---
 
-enum JOB_STATE { JOB_NOT_REACHED, JOB_PASSED_OVER, JOB_RUNNING, JOB_RAN };
+enum class JobState { notReached, passedOver, running, ran };
 
 // What came of a line.
-struct JOB_RECORD {
-  JOB_STATE State;
-  XYL_RESULT Result;
-  EFI_TIME Started;
-  UINT64 Seconds;
-  bool HasController;
-  CONTROLLER_IDENTITY Controller;
-  TEXT Printed;
+struct JobRecord {
+  JobState state;
+  client::Result result;
+  EFI_TIME started;
+  UINT64 seconds;
+  bool hasController;
+  client::ControllerIdentity controller;
+  client::Text printed;
 };
 
-struct JOB_RUN {
-  XYL_FRONT *Front;
-  SERVER Server;
-  UINT32 Sum;   // CRC-32 of the job file
-  CHAR8 Job[9]; // and in digits
-  JOB_FILE File;
-  JOB_FILE NamedBy; // where that came from: the medium's own, with one line 'job'
-  TEXT Fetched;     // what came then
-  network::Cards Cards;
-  network::Trust Trust;
-  POOL_ARRAY<MEDIUM_DRIVER> Drivers;
-  POOL_ARRAY<JOB_RECORD> Records; // of the lines
-  const CHAR8 *State;             // "running", "done", "stopped" or "refused"
-  TEXT Mistakes;                  // of a refused job file
-  EFI_TIME Started;
-  EFI_TIME Ended;
-  EFI_STATUS Sent; // the result; EFI_SUCCESS when that is not wanted, too
-  JOB_END End;
-  OPEN_FILE Progress; // null: not told
-  UINT32 Running;     // the line that was told last
+struct JobRun {
+  client::Front *front;
+  client::Server server;
+  UINT32 sum;   // CRC-32 of the job file
+  CHAR8 job[9]; // and in digits
+  client::JobFile file;
+  client::JobFile namedBy; // where that came from: the medium's own, with one line 'job'
+  client::Text fetched;    // what came then
+  network::Cards cards;
+  network::Trust trust;
+  PoolArray<MediumDriver> drivers;
+  PoolArray<JobRecord> records; // of the lines
+  const CHAR8 *state;           // "running", "done", "stopped" or "refused"
+  client::Text mistakes;        // of a refused job file
+  EFI_TIME started;
+  EFI_TIME ended;
+  EFI_STATUS sent; // the result; EFI_SUCCESS when that is not wanted, too
+  client::JobEnd end;
+  OpenFile progress; // null: not told
+  UINT32 running;    // the line that was told last
 };
 
 // Names of what tells of a run on this machine; several machines may use one medium.
-struct RESULT_NAME {
-  CHAR8 Text[160];
+struct ResultName {
+  CHAR8 text[160];
 };
 #define RESULT_SUFFIX ".json"
-#define PROGRESS_SUFFIX ".lines"
-#define FETCHED_SUFFIX ".txt"
-RESULT_NAME resultName(const JOB_RUN &run, const CHAR8 *suffix);
+inline constexpr CHAR8 progressSuffix[] = ".lines";
+inline constexpr CHAR8 fetchedSuffix[] = ".txt";
+ResultName resultName(const JobRun &run, const CHAR8 *suffix);
 // Letters that a file name cannot have become underscores.
 void makeFileName(CHAR8 *name);
 
 // The result as it is now; the caller frees it.
-TEXT makeResult(const JOB_RUN &run);
+client::Text makeResult(const JobRun &run);
 // Writes the result, as it is now or was made.
-EFI_STATUS writeResult(const JOB_RUN &run);
-EFI_STATUS writeResult(const JOB_RUN &run, const TEXT &result);
+EFI_STATUS writeResult(const JobRun &run);
+EFI_STATUS writeResult(const JobRun &run, const client::Text &result);
 // Whether an earlier boot of this machine began the same job file on this medium.
-bool hasResult(const JOB_RUN &run);
+bool hasResult(const JobRun &run);
 // One line's part of it; what was printed is only for the end.
-void writeLine(JSON *json, const JOB_LINE &line, const JOB_RECORD &record, bool hasPrinted);
+void writeLine(client::Json *json, const client::JobLine &line, const JobRecord &record, bool hasPrinted);
 
 // Begins to tell which lines ran, beside the result of a run that is not over.
-EFI_STATUS beginProgress(JOB_RUN *run);
+EFI_STATUS beginProgress(JobRun *run);
 // Tells what came of the lines before, and that this one runs.
-EFI_STATUS tellProgress(JOB_RUN *run, UINT32 index);
+EFI_STATUS tellProgress(JobRun *run, UINT32 index);
 // Leaves it as it is.
-void closeProgress(JOB_RUN *run);
+void closeProgress(JobRun *run);
 // Once the result is kept it is of no more use.
-void endProgress(JOB_RUN *run);
+void endProgress(JobRun *run);
 
 // --- The network ---
 
 // Makes sure before anything runs that what the job wants of the network can be had: EFI_INVALID_PARAMETER, with a
 // message, when it wants https and there is no certificate.
-EFI_STATUS checkTransfers(JOB_RUN *run);
-// Fetches the job that the medium's own file names, into Fetched. Failures come with a message; XYL_NOT_FOUND: the
+EFI_STATUS checkTransfers(JobRun *run);
+// Fetches the job that the medium's own file names, into Fetched. Failures come with a message; outcomeNotFound: the
 // server has none for this machine.
-XYL_RESULT fetchJob(JOB_RUN *run);
+client::Result fetchJob(JobRun *run);
 // Runs a line with a transfer.
-XYL_RESULT runTransfer(JOB_RUN *run, const JOB_LINE &line);
+client::Result runTransfer(JobRun *run, const client::JobLine &line);
 // Sends the result to whom the job says.
-EFI_STATUS sendResult(JOB_RUN *run, const TEXT &result);
+EFI_STATUS sendResult(JobRun *run, const client::Text &result);
 
 // --- What the machine remembers, where the medium keeps nothing ---
 
-#define MEDIUM_ID_NAME "medium.id"
+inline constexpr CHAR8 mediumIdName[] = "medium.id";
 
 // Whether the machine's variable tells that the job of this medium was begun, and none after it.
-bool isDone(const JOB_RUN &run);
-EFI_STATUS noteDone(const JOB_RUN &run);
+bool isDone(const JobRun &run);
+EFI_STATUS noteDone(const JobRun &run);
 void forgetDone();
 
 // --- Time ---
 
 void readClock(EFI_TIME *time);
 UINT64 secondsOf(const EFI_TIME &time); // counted from some day; only differences mean something
-const CHAR8 *outcomeWord(XYL_OUTCOME outcome);
+const CHAR8 *outcomeWord(client::Outcome outcome);
+
+} // namespace xyl::images

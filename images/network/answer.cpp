@@ -2,7 +2,7 @@
 
 #include "base/text.h"
 
-namespace network {
+namespace xyl::images::network {
 
 // --- The head ---
 
@@ -199,4 +199,4 @@ void Body::give(Answer *answer) {
   data_ = nullptr;
 }
 
-} // namespace network
+} // namespace xyl::images::network

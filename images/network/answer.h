@@ -3,7 +3,7 @@
 
 #include "images/network/network.h"
 
-namespace network {
+namespace xyl::images::network {
 
 // How the end of a body is known. Where only the end of the connection tells, nobody can say whether it is whole.
 enum class Framing : UINT8 { unknown, length, chunks };
@@ -53,4 +53,4 @@ private:
   UINT32 letters_ = 0; // of the line, as far as they count
 };
 
-} // namespace network
+} // namespace xyl::images::network

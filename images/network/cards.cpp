@@ -1,7 +1,7 @@
 // The machine's network cards and their addresses.
 #include "images/network/network.h"
 
-namespace network {
+namespace xyl::images::network {
 
 static constexpr EFI_GUID bindingGuid = EFI_HTTP_SERVICE_BINDING_PROTOCOL_GUID;
 static constexpr EFI_GUID configGuid = EFI_IP4_CONFIG2_PROTOCOL_GUID;
@@ -75,9 +75,9 @@ static EFI_STATUS setManual(const Card &card, const UINT8 *address, const UINT8 
   return status;
 }
 
-static EFI_STATUS begin(Card *card, const jobs::Network &wanted) {
+static EFI_STATUS begin(Card *card, const client::jobs::Network &wanted) {
   remember(card);
-  bool isManual = wanted.address == jobs::Address::manual;
+  bool isManual = wanted.address == client::jobs::Address::manual;
   UINT32 policy = isManual ? EFI_IP4_CONFIG2_STATIC : EFI_IP4_CONFIG2_DHCP;
   EFI_STATUS status = set(*card, EFI_IP4_CONFIG2_POLICY, &policy, sizeof(policy));
   if (EFI_ERROR(status) || !isManual) {
@@ -122,11 +122,11 @@ Cards::~Cards() {
   poolFree(cards_.items);
 }
 
-static bool isWanted(const Card &card, const jobs::Network &wanted) {
+static bool isWanted(const Card &card, const client::jobs::Network &wanted) {
   return !wanted.hasMac || __builtin_memcmp(stateOf(card).mac, wanted.mac, sizeof(wanted.mac)) == 0;
 }
 
-EFI_STATUS Cards::find(const jobs::Network &wanted) {
+EFI_STATUS Cards::find(const client::jobs::Network &wanted) {
   EFI_HANDLE *handles = nullptr;
   UINTN count = 0;
   EFI_STATUS status =
@@ -156,15 +156,15 @@ bool Cards::hasAddress() const {
   return take(0) != nullptr;
 }
 
-EFI_STATUS Cards::bringUp(const jobs::Network &wanted) {
+EFI_STATUS Cards::bringUp(const client::jobs::Network &wanted) {
   EFI_STATUS status = cards_.count == 0 ? find(wanted) : EFI_SUCCESS;
   if (EFI_ERROR(status)) {
     return status;
   }
-  if (wanted.address == jobs::Address::manual && cards_.count > 1) {
+  if (wanted.address == client::jobs::Address::manual && cards_.count > 1) {
     return EFI_INVALID_PARAMETER;
   }
-  bool isContent = wanted.address == jobs::Address::any && hasAddress();
+  bool isContent = wanted.address == client::jobs::Address::any && hasAddress();
   for (UINT32 i = 0; i < cards_.count && !isContent; ++i) {
     if (Card &card = cards_.items[i]; !card.isChanged) {
       EFI_STATUS begun = begin(&card, wanted);
@@ -192,4 +192,4 @@ const Card *Cards::take(UINT32 attempt) const {
   return found;
 }
 
-} // namespace network
+} // namespace xyl::images::network

@@ -2,7 +2,7 @@
 #include "base/text.h"
 #include "images/network/answer.h"
 
-namespace network {
+namespace xyl::images::network {
 
 static constexpr EFI_GUID httpGuid = EFI_HTTP_PROTOCOL_GUID;
 
@@ -137,8 +137,8 @@ constexpr UINTN headersMax = 4;
 
 // What firmware gets to see of a request.
 struct Wire {
-  CHAR16 url[jobs::urlMax + 1];
-  CHAR8 host[jobs::urlMax + 1];
+  CHAR16 url[client::jobs::urlMax + 1];
+  CHAR8 host[client::jobs::urlMax + 1];
   CHAR8 length[21];
   EFI_HTTP_HEADER headers[headersMax];
   EFI_HTTP_REQUEST_DATA data;
@@ -147,10 +147,10 @@ struct Wire {
 
 // Firmware adds no line of its own.
 static void fill(const Request &request, const Secret &login, Wire *wire) {
-  const jobs::Url &url = *request.url;
+  const client::jobs::Url &url = *request.url;
   static constexpr UINT32 methods[] = {EFI_HTTP_GET, EFI_HTTP_PUT, EFI_HTTP_POST};
   static_assert(static_cast<int>(Method::put) == 1 && static_cast<int>(Method::post) == 2);
-  textWiden(wire->url, url.text, jobs::urlMax);
+  textWiden(wire->url, url.text, client::jobs::urlMax);
   UINTN hostLength = static_cast<UINTN>(url.path - url.host); // with the port
   copyBytes(wire->host, url.host, hostLength);
   wire->host[hostLength] = 0;
@@ -368,4 +368,4 @@ bool mayGoBetter(EFI_STATUS status, const Answer &answer) {
   return true;
 }
 
-} // namespace network
+} // namespace xyl::images::network

@@ -6,7 +6,7 @@
 #include "client/jobs/transfer.h"
 #include "uefi/network.h"
 
-namespace network {
+namespace xyl::images::network {
 
 // Bytes of a file that is fetched or sent.
 constexpr UINTN fileMax = 32U << 20;
@@ -27,7 +27,7 @@ struct Card {
 // What is known of a card now.
 struct CardState {
   UINT8 mac[6];
-  jobs::Ip4 address; // zeros: none
+  client::jobs::Ip4 address; // zeros: none
 };
 CardState stateOf(const Card &card);
 
@@ -41,16 +41,16 @@ public:
 
   // Finds them, once, and sees that they get addresses: EFI_NOT_FOUND without a card that fits,
   // EFI_INVALID_PARAMETER when one address is for several cards, EFI_NO_MAPPING when no card got one in half a minute.
-  EFI_STATUS bringUp(const jobs::Network &wanted);
+  EFI_STATUS bringUp(const client::jobs::Network &wanted);
   // The card of an attempt: those that have an address take turns. Null without one.
   const Card *take(UINT32 attempt) const;
   UINT32 count() const { return cards_.count; }
 
 private:
-  EFI_STATUS find(const jobs::Network &wanted);
+  EFI_STATUS find(const client::jobs::Network &wanted);
   bool hasAddress() const;
 
-  POOL_ARRAY<Card> cards_ = {};
+  PoolArray<Card> cards_ = {};
 };
 
 // --- Whom https trusts ---
@@ -74,7 +74,7 @@ private:
 // --- Who we are ---
 
 // What a text of lines "ORIGIN USER:PASSWORD" has for the URL's server: USER:PASSWORD, of *length bytes, or null.
-const CHAR8 *loginFor(const jobs::Url &url, const CHAR8 *text, UINTN size, UINTN *length);
+const CHAR8 *loginFor(const client::jobs::Url &url, const CHAR8 *text, UINTN size, UINTN *length);
 
 // --- An exchange ---
 
@@ -82,7 +82,7 @@ enum class Method : UINT8 { get, put, post };
 
 struct Request {
   Method method;
-  const jobs::Url *url;
+  const client::jobs::Url *url;
   const CHAR8 *login; // of loginLength bytes, or null
   UINTN loginLength;
   const CHAR8 *body; // of put and post
@@ -115,4 +115,4 @@ const CHAR8 *wordsFor(EFI_STATUS status);
 // Whether the same again may go better: nothing came, or a code by which servers say so.
 bool mayGoBetter(EFI_STATUS status, const Answer &answer);
 
-} // namespace network
+} // namespace xyl::images::network

@@ -2,7 +2,7 @@
 #include "base/text.h"
 #include "images/network/network.h"
 
-namespace network {
+namespace xyl::images::network {
 
 static constexpr EFI_GUID tlsGuid = EFI_TLS_CA_CERTIFICATE_GUID;
 static constexpr EFI_GUID x509Guid = EFI_CERT_X509_GUID;
@@ -138,7 +138,7 @@ static bool isBlank(CHAR8 letter) {
 }
 
 // The login of a line for the server, or null.
-static const CHAR8 *loginIn(const CHAR8 *at, const CHAR8 *end, const jobs::Url &wanted, UINTN *length) {
+static const CHAR8 *loginIn(const CHAR8 *at, const CHAR8 *end, const client::jobs::Url &wanted, UINTN *length) {
   CHAR8 origin[originMax + 1];
   UINTN size = 0;
   while (at != end && isBlank(*at)) {
@@ -154,13 +154,13 @@ static const CHAR8 *loginIn(const CHAR8 *at, const CHAR8 *end, const jobs::Url &
   while (end != at && end[-1] == '\r') {
     --end;
   }
-  jobs::Url url;
-  bool isIt = jobs::readUrl(origin, &url) == nullptr && jobs::isSameOrigin(url, wanted) && at != end;
+  client::jobs::Url url;
+  bool isIt = client::jobs::readUrl(origin, &url) == nullptr && client::jobs::isSameOrigin(url, wanted) && at != end;
   *length = static_cast<UINTN>(end - at);
   return isIt ? at : nullptr;
 }
 
-const CHAR8 *loginFor(const jobs::Url &url, const CHAR8 *text, UINTN size, UINTN *length) {
+const CHAR8 *loginFor(const client::jobs::Url &url, const CHAR8 *text, UINTN size, UINTN *length) {
   const CHAR8 *end = text + size;
   for (const CHAR8 *at = text; at < end;) {
     const CHAR8 *next = at;
@@ -175,4 +175,4 @@ const CHAR8 *loginFor(const jobs::Url &url, const CHAR8 *text, UINTN size, UINTN
   return nullptr;
 }
 
-} // namespace network
+} // namespace xyl::images::network

@@ -2,7 +2,7 @@
 #include "images/setup/plan.h"
 #include "images/setup/policies.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 EFI_STATUS send(RAID_MGMT_PROTOCOL *mgmt, const Command &command) {
   RAID_CMD_BLOCK block = {};
@@ -267,4 +267,4 @@ void act(Page *page, Ask ask, RAID_MGMT_PROTOCOL *mgmt) {
   }
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

@@ -3,14 +3,14 @@
 
 #include "images/setup/page.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 // A record as commands carry it: controllers are promised this much room behind it.
 struct alignas(8) ObjectData {
   UINT8 bytes[584];
 
-  template <class RECORD> RECORD *as(UINT32 objectType) {
-    RECORD *record = reinterpret_cast<RECORD *>(bytes);
+  template <class Record> Record *as(UINT32 objectType) {
+    Record *record = reinterpret_cast<Record *>(bytes);
     record->ObjectType = objectType;
     return record;
   }
@@ -31,4 +31,4 @@ EFI_STATUS send(RAID_MGMT_PROTOCOL *mgmt, const Command &command);
 // meanwhile nothing is done. The page's note tells what came of it.
 void act(Page *page, Ask ask, RAID_MGMT_PROTOCOL *mgmt);
 
-} // namespace setup
+} // namespace xyl::images::setup

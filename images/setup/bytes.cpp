@@ -1,6 +1,6 @@
 #include "images/setup/bytes.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 __attribute__((noinline)) void release(void *memory) {
   poolFree(memory);
@@ -32,4 +32,4 @@ void Bytes::put(const void *bytes, UINTN size) {
   size_ += size;
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

@@ -3,7 +3,7 @@
 
 #include "base/pool.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 // As poolFree, and in one place: images for flash are to be small.
 void release(void *memory);
@@ -32,4 +32,4 @@ private:
   bool failed_ = false;
 };
 
-} // namespace setup
+} // namespace xyl::images::setup

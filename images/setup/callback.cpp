@@ -5,7 +5,7 @@
 
 #include "base/text.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 static constexpr EFI_GUID g_stringGuid = EFI_HII_STRING_PROTOCOL_GUID;
 
@@ -148,7 +148,7 @@ static bool takeName(Page *page, EFI_STRING_ID id) {
 
 // Without memory the tick is not taken, and the redrawn form has none.
 static void tick(Page *page, const Target &target, bool isTicked) {
-  POOL_ARRAY<Target> &members = page->creation.members;
+  PoolArray<Target> &members = page->creation.members;
   for (UINT32 i = members.count; i-- > 0;) {
     if (members.items[i].id == target.id) {
       arrayRemove(members, i);
@@ -286,4 +286,4 @@ EFI_STATUS EFIAPI callback(EFI_HII_CONFIG_ACCESS_PROTOCOL *access, UINTN action,
   return dispatch(page, action, static_cast<Ask>(question), static_cast<UINT64 *>(value), request);
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

@@ -1,6 +1,6 @@
 #include "images/setup/draw.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 // --- Lines ---
 
@@ -125,7 +125,7 @@ Phrase nameOf(const RAID_VD_RECORD &virtualDisk) {
 
 Phrase kindOf(const RAID_PD_RECORD &disk) {
   return {fitting::isSolidState(disk) ? Text::solidState : Text::hardDisk,
-          plain(GetNameFromValue(disk.Protocol, g_protocolTable))};
+          plain(driver::GetNameFromValue(disk.Protocol, driver::g_protocolTable))};
 }
 
 VirtualDiskLine::VirtualDiskLine(const RAID_VD_RECORD &virtualDisk)
@@ -167,4 +167,4 @@ PlacedDiskLine::PlacedDiskLine(const Snapshot &all, const RAID_PD_RECORD &disk)
                                number(disk.Slot), sizeOf(disk.Size),
                                phrase(kind),      isSpare(disk) ? phrase(use.use) : word(stateWord(disk.State))} {}
 
-} // namespace setup
+} // namespace xyl::images::setup

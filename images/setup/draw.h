@@ -5,7 +5,7 @@
 #include "images/setup/forms.h"
 #include "images/setup/page.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 // A drawing of all forms of a page.
 struct Draw {
@@ -14,7 +14,7 @@ struct Draw {
   Forms forms;
   Strings strings;
   EFI_STRING_ID title = 0; // of the page
-  POOL_ARRAY<Target> targets = {};
+  PoolArray<Target> targets = {};
   bool failed = false; // no memory for a target
 
   void begin(FormId form, Text text);
@@ -49,7 +49,7 @@ Phrase nameOf(const RAID_VD_RECORD &virtualDisk);
 // "SAS hard disk"
 Phrase kindOf(const RAID_PD_RECORD &disk);
 inline Part levelOf(UINT32 level) {
-  return plain(GetNameFromValue(level, g_raidLevelTable));
+  return plain(driver::GetNameFromValue(level, driver::g_raidLevelTable));
 }
 Phrase statusOf(EFI_STATUS status);
 
@@ -113,4 +113,4 @@ void drawConfirm(Draw &draw);
 void drawCreate(Draw &draw);
 void drawSettings(Draw &draw);
 
-} // namespace setup
+} // namespace xyl::images::setup

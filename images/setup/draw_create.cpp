@@ -2,7 +2,7 @@
 #include "images/setup/plan.h"
 #include "images/setup/policies.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 constexpr UINT64 megabytesMax = 9999999999; // ten million billion bytes
 
@@ -168,7 +168,7 @@ static void drawEnd(Draw &draw, const Plan &plan) {
 
 // A disk that has changed or gone since it was ticked is ticked no more.
 static void forgetChanged(Draw &draw) {
-  POOL_ARRAY<Target> &members = draw.page.creation.members;
+  PoolArray<Target> &members = draw.page.creation.members;
   for (UINT32 i = members.count; draw.all.isWhole() && i-- > 0;) {
     const RAID_PD_RECORD *disk = draw.all.disk(members.items[i].id);
     if (disk == nullptr || printOf(*disk) != members.items[i].print) {
@@ -196,4 +196,4 @@ void drawCreate(Draw &draw) {
   drawOthers(draw, plan);
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

@@ -2,7 +2,7 @@
 #include "images/setup/draw.h"
 #include "images/setup/policies.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 static void detail(Draw &draw, Text prompt, const Phrase &value) {
   draw.row(prompt, value, Text::detailHelp);
@@ -261,4 +261,4 @@ void drawConfirm(Draw &draw) {
   draw.forms.end();
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

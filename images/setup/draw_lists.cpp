@@ -3,7 +3,7 @@
 
 #include "base/sort.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 void drawVirtualDisks(Draw &draw) {
   draw.begin(FormId::virtualDisks, Text::virtualDisks);
@@ -101,4 +101,4 @@ void drawForeign(Draw &draw) {
   draw.reference(Ask::toClear, Text::clearIt, Text::deleteHelp, FormId::confirm);
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

@@ -1,7 +1,7 @@
 // The first form: what is wrong, what it is, and where to go.
 #include "images/setup/draw.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 constexpr UINT32 findingLimit = 12;
 
@@ -26,7 +26,7 @@ static void drawFinding(Draw &draw, const health::Finding &finding) {
 }
 
 static void drawFindings(Draw &draw) {
-  POOL_ARRAY<health::Finding> findings = {};
+  PoolArray<health::Finding> findings = {};
   if (EFI_ERROR(health::findFaults(draw.all.virtualDiskAnswer(), draw.all.diskAnswer(), &findings))) {
     draw.failed = true;
   }
@@ -96,4 +96,4 @@ void drawOverview(Draw &draw) {
   draw.reference(Ask::toSettings, Text::settings, Text::settingsHelp, FormId::settings);
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

@@ -1,7 +1,7 @@
 // The page as a whole.
 #include "images/setup/draw.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 const EFI_GUID g_formSetId = {0xde241b55, 0xdfa6, 0x40fd, {0xa1, 0x15, 0x9c, 0x51, 0xe1, 0xbd, 0x10, 0x1b}};
 static constexpr EFI_GUID g_deviceManager = EFI_HII_PLATFORM_SETUP_FORMSET_GUID;
@@ -49,4 +49,4 @@ void drawPage(Page *page, const Snapshot &all, Bytes *list) {
   page->targets = draw.targets;
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

@@ -5,7 +5,7 @@
 #include "images/setup/page.h"
 #include "raid_disks.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 static constexpr EFI_GUID g_disksGuid = RAID_DISKS_PROTOCOL_GUID;
 static constexpr EFI_GUID g_accessGuid = EFI_HII_CONFIG_ACCESS_PROTOCOL_GUID;
@@ -49,7 +49,7 @@ static EFI_STATUS makePath(Page *page) {
     return EFI_OUT_OF_RESOURCES;
   }
   VendorNode node = {hardwareNode, vendorNode, static_cast<UINT16>(nodeBytes), g_nodeGuid, page->number};
-  PathEnd end = {{PATH_END, 0xFF, sizeof(PathEnd), 0}};
+  PathEnd end = {{pathEnd, 0xFF, sizeof(PathEnd), 0}};
   if (size != 0) {
     copyBytes(page->path, of, size);
   }
@@ -311,8 +311,6 @@ static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
                                                              /* end */ static_cast<EFI_GUID *>(nullptr));
 }
 
-} // namespace setup
-
 extern "C" EFI_STATUS EFIAPI RaidSetupEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   using namespace setup;
   setSystemTable(systemTable);
@@ -331,3 +329,5 @@ extern "C" EFI_STATUS EFIAPI RaidSetupEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *
   }
   return status;
 }
+
+} // namespace xyl::images::setup

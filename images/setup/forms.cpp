@@ -2,7 +2,7 @@
 
 #include "base/text.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 constexpr UINTN questionSize = 2 + sizeof(Question);
 
@@ -145,4 +145,4 @@ void Forms::finish(Bytes *list) {
   list->put(bytes_.data(), bytes_.size());
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

@@ -4,7 +4,7 @@
 #include "images/setup/bytes.h"
 #include "uefi/hii.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 // What every question has, in the order in which forms have it.
 struct __attribute__((packed)) Question {
@@ -56,4 +56,4 @@ private:
 // The code of a number's size.
 UINT8 sizeCode(UINTN size);
 
-} // namespace setup
+} // namespace xyl::images::setup

@@ -1,6 +1,6 @@
 #include "images/setup/page.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 __attribute__((noinline)) void *findInterface(EFI_HANDLE handle, const EFI_GUID &guid) {
   void *found = nullptr;
@@ -23,4 +23,4 @@ void abandon(Page *page) {
   }
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

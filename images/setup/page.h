@@ -8,7 +8,7 @@
 #include "uefi/hii.h"
 #include "uefi/protocols.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 // --- Forms and questions; their numbers are known by, and stay what they are ---
 
@@ -86,7 +86,7 @@ struct Creation {
   UINT8 cache[cacheGroups]; // likewise
   UINT64 megabytes;         // 0: all there is
   CHAR16 name[nameCapacity];
-  POOL_ARRAY<Target> members;
+  PoolArray<Target> members;
 };
 
 // What came of the last action.
@@ -124,7 +124,7 @@ struct Page {
   bool isGone;
   bool isOnDisks; // a controller over the machine's disks
 
-  POOL_ARRAY<Target> targets;
+  PoolArray<Target> targets;
   Target virtualDisk; // whose details are shown
   Target disk;
   Target doomed; // what the page that asks is about
@@ -181,14 +181,14 @@ void abandon(Page *page);
 
 // The interface on a handle, or null.
 void *findInterface(EFI_HANDLE handle, const EFI_GUID &guid);
-template <class INTERFACE> INTERFACE *interfaceOn(EFI_HANDLE handle, const EFI_GUID &guid) {
-  return static_cast<INTERFACE *>(findInterface(handle, guid));
+template <class Interface> Interface *interfaceOn(EFI_HANDLE handle, const EFI_GUID &guid) {
+  return static_cast<Interface *>(findInterface(handle, guid));
 }
 
 // Finds an interface that firmware has once, or null.
 void *findProtocol(const EFI_GUID &guid);
-template <class PROTOCOL> PROTOCOL *locate(const EFI_GUID &guid) {
-  return static_cast<PROTOCOL *>(findProtocol(guid));
+template <class Protocol> Protocol *locate(const EFI_GUID &guid) {
+  return static_cast<Protocol *>(findProtocol(guid));
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

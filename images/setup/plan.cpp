@@ -2,7 +2,7 @@
 
 #include "images/setup/policies.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 bool isChosen(const Creation &creation, UINT32 id) {
   for (UINT32 i = 0; i < creation.members.count; ++i) {
@@ -19,7 +19,7 @@ static UINT32 placeOfDisk(const fitting::Disks &disks, const RAID_PD_RECORD *dis
 
 // A chosen disk that is not what a person saw is one too many.
 EFI_STATUS Plan::collect(const Page &page, const Snapshot &all) {
-  const POOL_ARRAY<Target> &chosen = page.creation.members;
+  const PoolArray<Target> &chosen = page.creation.members;
   fitting::Disks disks = all.disks();
   members_ = poolNew<UINT32>(chosen.count + UINTN{1});
   if (members_ == nullptr) {
@@ -128,4 +128,4 @@ bool pickMembers(Creation *creation, const Snapshot &all, UINT32 count) {
   return isPicked;
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

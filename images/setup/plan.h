@@ -3,7 +3,7 @@
 
 #include "images/setup/draw.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 // What would be created, or why it would not.
 class Plan {
@@ -46,4 +46,4 @@ bool isChosen(const Creation &creation, UINT32 id);
 // many, or no memory.
 bool pickMembers(Creation *creation, const Snapshot &all, UINT32 count);
 
-} // namespace setup
+} // namespace xyl::images::setup

@@ -4,7 +4,7 @@
 #include "fitting/fitting.h"
 #include "images/setup/texts.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 struct CacheValue {
   UINT32 bit; // RAID_CACHE_
@@ -85,4 +85,4 @@ inline Text verdictWord(fitting::Verdict verdict) {
   return Text::none;
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

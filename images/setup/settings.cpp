@@ -4,7 +4,7 @@
 
 #include "base/text.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 namespace {
 
@@ -379,4 +379,4 @@ EFI_STATUS EFIAPI routeConfig(EFI_HII_CONFIG_ACCESS_PROTOCOL *access, const CHAR
   return status;
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

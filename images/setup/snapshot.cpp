@@ -2,7 +2,7 @@
 
 #include "base/text.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 Snapshot::Snapshot(RAID_MGMT_PROTOCOL *mgmt, Extent extent)
     : mgmt_(mgmt), extent_(extent), adapter_(health::getAll(mgmt, RAID_OBJECT_ADAPTER)) {
@@ -12,13 +12,13 @@ Snapshot::Snapshot(RAID_MGMT_PROTOCOL *mgmt, Extent extent)
   enclosures_ = health::getAll(mgmt, RAID_OBJECT_ENCLOSURE);
   disks_ = health::getAll(mgmt, RAID_OBJECT_PHYSICAL_DISK);
   virtualDisks_ = health::getAll(mgmt, RAID_OBJECT_VIRTUAL_DISK);
-  indexRecords(&diskIds_, disks_.result.Data, disks_.count);
-  indexRecords(&virtualDiskIds_, virtualDisks_.result.Data, virtualDisks_.count);
+  records::indexRecords(&diskIds_, disks_.result.Data, disks_.count);
+  records::indexRecords(&virtualDiskIds_, virtualDisks_.result.Data, virtualDisks_.count);
 }
 
 Snapshot::~Snapshot() {
-  freeIds(&diskIds_);
-  freeIds(&virtualDiskIds_);
+  records::freeIds(&diskIds_);
+  records::freeIds(&virtualDiskIds_);
   const health::GetAnswer *answers[] = {&virtualDisks_, &disks_, &enclosures_, &adapter_};
   for (const health::GetAnswer *answer : answers) {
     giveBack(mgmt_, *answer);
@@ -40,13 +40,13 @@ const RAID_ADAPTER_RECORD *Snapshot::adapter() const {
 }
 
 const RAID_PD_RECORD *Snapshot::disk(UINT32 id) const {
-  UINT32 at = disks_.count != 0 ? findId(diskIds_, id) : ID_NONE;
-  return at != ID_NONE ? &disks().items[at] : nullptr;
+  UINT32 at = disks_.count != 0 ? records::findId(diskIds_, id) : records::noId;
+  return at != records::noId ? &disks().items[at] : nullptr;
 }
 
 const RAID_VD_RECORD *Snapshot::virtualDisk(UINT32 id) const {
-  UINT32 at = virtualDisks_.count != 0 ? findId(virtualDiskIds_, id) : ID_NONE;
-  return at != ID_NONE ? &virtualDisks()[at] : nullptr;
+  UINT32 at = virtualDisks_.count != 0 ? records::findId(virtualDiskIds_, id) : records::noId;
+  return at != records::noId ? &virtualDisks()[at] : nullptr;
 }
 
 const RAID_ENCLOSURE_RECORD *Snapshot::enclosureOf(const RAID_PD_RECORD &disk) const {
@@ -117,4 +117,4 @@ UINT64 foreignPrint(const fitting::Disks &disks, UINT32 *count) {
   return print.sum();
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

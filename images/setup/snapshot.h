@@ -5,7 +5,7 @@
 #include "providers/health/findings.h"
 #include "records/ids.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 enum class Extent { adapter, whole };
 
@@ -48,8 +48,8 @@ private:
   health::GetAnswer enclosures_ = {};
   health::GetAnswer disks_ = {};
   health::GetAnswer virtualDisks_ = {};
-  ID_INDEX diskIds_ = {};
-  ID_INDEX virtualDiskIds_ = {};
+  records::IdIndex diskIds_ = {};
+  records::IdIndex virtualDiskIds_ = {};
 };
 
 // A checksum over all by which a person decides about the object: other content under the same id differs.
@@ -66,4 +66,4 @@ inline bool isSpare(const RAID_PD_RECORD &disk) {
   return disk.Hotspare != RAID_HOTSPARE_NONE;
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

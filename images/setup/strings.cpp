@@ -2,7 +2,7 @@
 
 #include "base/text.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 constexpr UINTN nameLimit = 64;          // units of a controller's text
 constexpr EFI_STRING_ID lastId = 0xFF00; // firmware adds texts of its own behind ours
@@ -240,4 +240,4 @@ void Strings::finish(Bytes *list) {
   }
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

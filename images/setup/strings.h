@@ -5,7 +5,7 @@
 #include "images/setup/texts.h"
 #include "uefi/hii.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 class Phrase;
 
@@ -59,8 +59,8 @@ inline Part plain(const CHAR8 *text) {
   return {Part::Kind::plain, 0, static_cast<const void *>(text)};
 }
 // Characters padded with blanks.
-template <UINT16 COUNT> Part fixed(const CHAR8 (&text)[COUNT]) {
-  return {Part::Kind::fixed, COUNT, static_cast<const void *>(text)};
+template <UINT16 count> Part fixed(const CHAR8 (&text)[count]) {
+  return {Part::Kind::fixed, count, static_cast<const void *>(text)};
 }
 inline Part phrase(const Phrase &inner) {
   return {Part::Kind::phrase, 0, static_cast<const void *>(&inner)};
@@ -77,8 +77,8 @@ public:
 
   Phrase(Text pattern = Text::none) : head_(static_cast<UINT64>(pattern)) {}
   Phrase(const Part &part) : Phrase(Text::asIs, part) {}
-  template <class... PARTS>
-  __attribute__((noinline)) Phrase(Text pattern, const Part &first, const PARTS &...rest)
+  template <class... Parts>
+  __attribute__((noinline)) Phrase(Text pattern, const Part &first, const Parts &...rest)
       : head_(static_cast<UINT64>(pattern) | (1 + sizeof...(rest)) << 8), parts_{first, rest...} {
     static_assert(1 + sizeof...(rest) <= capacity);
   }
@@ -125,4 +125,4 @@ UINTN writePhrase(const Phrase &phrase, Language language, CHAR16 *text, UINTN c
 // Programs know keywords under this language; those of one page begin with its number.
 constexpr CHAR8 keywordLanguage[] = "x-UEFI-redfish-StorageController.v1_7_0";
 
-} // namespace setup
+} // namespace xyl::images::setup

@@ -1,6 +1,6 @@
 #include "images/setup/texts.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 // All words one behind the other, both languages of each: an image then has two bytes for where they are, not eight.
 static constexpr CHAR8 g_words[] =
@@ -42,4 +42,4 @@ const CHAR8 *wordsOf(Text text, Language language) {
   return language == Language::german ? words + __builtin_strlen(words) + 1 : words;
 }
 
-} // namespace setup
+} // namespace xyl::images::setup

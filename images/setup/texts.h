@@ -3,7 +3,7 @@
 
 #include "uefi/types.h"
 
-namespace setup {
+namespace xyl::images::setup {
 
 enum class Text : UINT8 {
 #define TEXT(name, english, german) name,
@@ -21,4 +21,4 @@ const CHAR8 *tagOf(Language language);
 // In UTF-8, of characters below U+0100.
 const CHAR8 *wordsOf(Text text, Language language);
 
-} // namespace setup
+} // namespace xyl::images::setup

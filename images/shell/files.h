@@ -3,9 +3,13 @@
 
 #include "images/firmware/files.h"
 
-struct SHELL_FILES {
-  FIRMWARE_FILES Files; // first, so that its address is that of the whole
-  EFI_SHELL_PROTOCOL *Shell;
+namespace xyl::images {
+
+struct ShellFiles {
+  FirmwareFiles files; // first, so that its address is that of the whole
+  EFI_SHELL_PROTOCOL *shell;
 };
 
-SHELL_FILES filesOfShell(EFI_SHELL_PROTOCOL *shell);
+ShellFiles filesOfShell(EFI_SHELL_PROTOCOL *shell);
+
+} // namespace xyl::images

@@ -9,17 +9,19 @@
 #include "images/shell/files.h"
 #include "uefi/protocols.h"
 
+namespace xyl::images {
+
 static const EFI_GUID g_shellGuid = EFI_SHELL_PROTOCOL_GUID;
 static const EFI_GUID g_shellParametersGuid = EFI_SHELL_PARAMETERS_PROTOCOL_GUID;
 
 // A file that stands in for the keyboard ("<") says at its end for ever that there is a key, and then has none.
-static constexpr UINTN IDLE_WAKES = 1000;
+static constexpr UINTN idleWakes = 1000;
 
 // Waits for one key.
-static EFI_STATUS readKey(const XYL_FRONT *front, EFI_INPUT_KEY *key) {
-  EFI_SIMPLE_TEXT_INPUT_PROTOCOL *keyboard = front->SystemTable->ConIn;
+static EFI_STATUS readKey(const client::Front *front, EFI_INPUT_KEY *key) {
+  EFI_SIMPLE_TEXT_INPUT_PROTOCOL *keyboard = front->systemTable->ConIn;
   EFI_STATUS status = EFI_NOT_READY;
-  for (UINTN i = 0; status == EFI_NOT_READY && i < IDLE_WAKES; ++i) {
+  for (UINTN i = 0; status == EFI_NOT_READY && i < idleWakes; ++i) {
     UINTN index = 0;
     status = g_bootServices->WaitForEvent(1, &keyboard->WaitForKey, &index);
     if (!EFI_ERROR(status)) {
@@ -29,12 +31,12 @@ static EFI_STATUS readKey(const XYL_FRONT *front, EFI_INPUT_KEY *key) {
   return status;
 }
 
-static constexpr UINT16 SCAN_ESCAPE = 0x17;
-static constexpr CHAR16 BYTE_ORDER_MARK = 0xFEFF; // the first unit of such a file
+static constexpr UINT16 scanEscape = 0x17;
+static constexpr CHAR16 byteOrderMark = 0xFEFF; // the first unit of such a file
 
-static XYL_ANSWER askYes(const XYL_FRONT *front, const CHAR8 *question) {
-  if (front->SystemTable->ConIn == nullptr) {
-    return XYL_ANSWER_NO_TERMINAL;
+static client::Answer askYes(const client::Front *front, const CHAR8 *question) {
+  if (front->systemTable->ConIn == nullptr) {
+    return client::Answer::noTerminal;
   }
   firmwareWrite(front, question, textLength(question));
   CHAR16 line[4] = {};
@@ -42,10 +44,10 @@ static XYL_ANSWER askYes(const XYL_FRONT *front, const CHAR8 *question) {
   for (;;) {
     EFI_INPUT_KEY key = {};
     if (EFI_ERROR(readKey(front, &key))) {
-      return XYL_ANSWER_NO_TERMINAL;
+      return client::Answer::noTerminal;
     }
     CHAR16 unit = key.UnicodeChar;
-    if (key.ScanCode == SCAN_ESCAPE) {
+    if (key.ScanCode == scanEscape) {
       length = 0;
       break;
     }
@@ -55,7 +57,7 @@ static XYL_ANSWER askYes(const XYL_FRONT *front, const CHAR8 *question) {
     if (unit == u'\b' && length != 0) {
       --length;
       firmwareWrite(front, "\b \b", 3);
-    } else if (unit >= u' ' && unit != BYTE_ORDER_MARK) {
+    } else if (unit >= u' ' && unit != byteOrderMark) {
       // A longer answer is none that matters, but it must not become a yes by being cut.
       if (length < 4) {
         line[length] = unit;
@@ -67,19 +69,19 @@ static XYL_ANSWER askYes(const XYL_FRONT *front, const CHAR8 *question) {
   }
   firmwareWrite(front, "\n", 1);
   bool yes = length == 3 && line[0] == u'y' && line[1] == u'e' && line[2] == u's';
-  return yes ? XYL_ANSWER_YES : XYL_ANSWER_NO;
+  return yes ? client::Answer::yes : client::Answer::no;
 }
 
 // Gives the line the bytes of one unit.
-static SECRET_STATE typeUnit(SECRET_LINE *line, CHAR16 unit) {
-  if (unit == BYTE_ORDER_MARK) {
-    return SECRET_OPEN;
+static client::SecretState typeUnit(client::SecretLine *line, CHAR16 unit) {
+  if (unit == byteOrderMark) {
+    return client::SecretState::open;
   }
   CHAR16 wide[2] = {unit, 0};
   CHAR8 *bytes = utf8FromWide(wide);
-  SECRET_STATE state = bytes != nullptr ? SECRET_OPEN : SECRET_CANCELLED;
-  for (const CHAR8 *at = bytes; state == SECRET_OPEN && *at != 0; ++at) {
-    state = typeSecret(line, static_cast<UINT8>(*at));
+  client::SecretState state = bytes != nullptr ? client::SecretState::open : client::SecretState::cancelled;
+  for (const CHAR8 *at = bytes; state == client::SecretState::open && *at != 0; ++at) {
+    state = client::typeSecret(line, static_cast<UINT8>(*at));
   }
   if (bytes != nullptr) {
     wipeBytes(bytes, textLength(bytes));
@@ -88,47 +90,47 @@ static SECRET_STATE typeUnit(SECRET_LINE *line, CHAR16 unit) {
   return state;
 }
 
-static EFI_STATUS askSecret(const XYL_FRONT *front, const CHAR8 *question, CHAR8 *secret, UINTN capacity) {
-  if (front->SystemTable->ConIn == nullptr) {
+static EFI_STATUS askSecret(const client::Front *front, const CHAR8 *question, CHAR8 *secret, UINTN capacity) {
+  if (front->systemTable->ConIn == nullptr) {
     return EFI_NOT_FOUND;
   }
   firmwareWrite(front, question, textLength(question));
-  SECRET_LINE line = {secret, capacity, 0};
-  SECRET_STATE state = SECRET_OPEN;
-  while (state == SECRET_OPEN) {
+  client::SecretLine line = {secret, capacity, 0};
+  client::SecretState state = client::SecretState::open;
+  while (state == client::SecretState::open) {
     EFI_INPUT_KEY key = {};
-    bool isGivenUp = EFI_ERROR(readKey(front, &key)) || key.ScanCode == SCAN_ESCAPE;
-    state = isGivenUp ? SECRET_CANCELLED : typeUnit(&line, key.UnicodeChar);
+    bool isGivenUp = EFI_ERROR(readKey(front, &key)) || key.ScanCode == scanEscape;
+    state = isGivenUp ? client::SecretState::cancelled : typeUnit(&line, key.UnicodeChar);
   }
   firmwareWrite(front, "\n", 1);
-  return endSecret(&line, state);
+  return client::endSecret(&line, state);
 }
 
 // Parses and runs the arguments behind the program's name.
-static EFI_STATUS runArguments(XYL_FRONT *front, const EFI_SHELL_PROTOCOL *shell, UINTN count,
+static EFI_STATUS runArguments(client::Front *front, const EFI_SHELL_PROTOCOL *shell, UINTN count,
                                const CHAR8 *const *arguments) {
-  XYL_REQUEST request;
-  XYL_RESULT result = xylParse(front, count, arguments, &request);
-  if (!isFailure(result)) {
-    xylSilence(front, request);
-    bool hasPages = request.Options[XYL_OPTION_PAGES] != nullptr;
+  client::Request request;
+  client::Result result = client::xylParse(front, count, arguments, &request);
+  if (!client::isFailure(result)) {
+    client::xylSilence(front, request);
+    bool hasPages = request.options[client::optionPages] != nullptr;
     if (hasPages) {
       shell->EnablePageBreak();
     }
-    result = xylRun(front, request);
+    result = client::xylRun(front, request);
     if (hasPages) {
       shell->DisablePageBreak();
     }
   }
-  EFI_STATUS written = firmwareContext(front)->Written;
-  if (EFI_ERROR(written) && result.Outcome <= XYL_DIFFERENT) {
-    complain(front, "the output cannot be written: %a", statusWords(written));
+  EFI_STATUS written = firmwareContext(front)->written;
+  if (EFI_ERROR(written) && result.outcome <= client::outcomeDifferent) {
+    client::complain(front, "the output cannot be written: %a", client::statusWords(written));
     return written;
   }
-  return result.Status;
+  return result.status;
 }
 
-static EFI_STATUS runShellParameters(XYL_FRONT *front, const EFI_SHELL_PROTOCOL *shell,
+static EFI_STATUS runShellParameters(client::Front *front, const EFI_SHELL_PROTOCOL *shell,
                                      const EFI_SHELL_PARAMETERS_PROTOCOL *parameters) {
   UINTN count = parameters->Argc > 0 ? parameters->Argc - 1 : 0;
   CHAR8 **arguments = poolNew<CHAR8 *>(count + 1);
@@ -160,13 +162,15 @@ extern "C" EFI_STATUS EFIAPI XylEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *system
     return EFI_UNSUPPORTED;
   }
   EFI_SHELL_PROTOCOL *shell = static_cast<EFI_SHELL_PROTOCOL *>(found);
-  SHELL_FILES files = filesOfShell(shell);
-  FIRMWARE_CONTEXT context = {&files.Files, EFI_SUCCESS};
-  XYL_FRONT front = {&context,         XYL_FRONT_SHELL,    systemTable,         firmwareWrite,      firmwareWrite,
-                     firmwareReadFile, firmwareOpenOutput, firmwareCloseOutput, firmwareIsSameFile, askYes};
-  front.Commands = g_xylCommands;
-  front.AskSecret = askSecret;
-  front.Terminal = true;
-  front.Busy = firmwareBusy;
+  ShellFiles files = filesOfShell(shell);
+  FirmwareContext context = {&files.files, EFI_SUCCESS};
+  client::Front front = {&context,         client::frontShell, systemTable,         firmwareWrite,      firmwareWrite,
+                         firmwareReadFile, firmwareOpenOutput, firmwareCloseOutput, firmwareIsSameFile, askYes};
+  front.commands = client::g_xylCommands;
+  front.askSecret = askSecret;
+  front.terminal = true;
+  front.busy = firmwareBusy;
   return runShellParameters(&front, shell, static_cast<EFI_SHELL_PARAMETERS_PROTOCOL *>(parameters));
 }
+
+} // namespace xyl::images

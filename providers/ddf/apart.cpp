@@ -3,7 +3,7 @@
 
 #include "providers/ddf/set_stages.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 constexpr UINT16 lost = pdFailed | pdMissing;
 
@@ -65,4 +65,4 @@ void setApart(Model *model, Set *set, const SetIndex &index) {
   }
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -2,7 +2,7 @@
 
 #include "providers/ddf/bytes.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 constexpr UINT64 frontSectors = mebibyte, tailSectors = 34 * mebibyte;
 constexpr UINT64 sampleSectors = 8;
@@ -20,4 +20,4 @@ UINT32 searchedAreas(UINT64 sectors, Area (&areas)[areaCount]) {
   return count;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -4,7 +4,7 @@
 
 #include "base/crc32.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 // The format starts with 0 and does not invert the result.
 UINT32 checksum(const void *bytes, UINTN size) {
@@ -33,4 +33,4 @@ bool isFree(const Guid &guid) {
   return true;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

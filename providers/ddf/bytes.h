@@ -5,7 +5,7 @@
 #include "base/sort.h"
 #include "providers/ddf/ddf.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 constexpr UINT64 mebibyte = 2048;                         // sectors
 constexpr UINT32 mostSectors = 1024;                      // of a section; Linux takes no longer ones either
@@ -27,4 +27,4 @@ inline UINTN recordSize(const Header &header) {
   return UINTN{header.recordLength} * sectorSize;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

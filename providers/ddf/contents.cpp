@@ -2,7 +2,7 @@
 
 #include "providers/ddf/bytes.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 static UINT32 listCapacity(const Copy &copy, Section section) {
   return reinterpret_cast<const ListHead *>(copy.sections[section])->maximum;
@@ -56,4 +56,4 @@ void freeCopy(Copy *copy) {
   *copy = {};
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

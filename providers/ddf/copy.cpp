@@ -2,7 +2,7 @@
 
 #include "providers/ddf/copy.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 struct SectionRow {
   const CHAR8 *name;
@@ -190,4 +190,4 @@ EFI_STATUS readCopy(const Source &source, const Header &anchor, HeaderType type,
   return status;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -3,7 +3,7 @@
 
 #include "providers/ddf/bytes.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 // Reads the copy whose header lies at lba and checks every length, offset and checksum. What is wrong goes into *fault;
 // EFI_OUT_OF_RESOURCES is the only error. *copy is filled when there is no fault, *sequence when the header is sound.
@@ -20,4 +20,4 @@ UINT64 copyLength(const Header &header);
 EFI_STATUS readDisk(Disk *disk);
 void setUnreadable(Disk *disk);
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -3,7 +3,7 @@
 #include "providers/ddf/copy.h"
 #include "providers/ddf/set_stages.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 bool sameLayout(const Header &a, const Header &b) {
   for (UINT32 i = 0; i < sectionCount; ++i) {
@@ -157,4 +157,4 @@ bool isLeftover(const Model &model, UINT32 disk) {
   return holdings.known == 0 && holdings.unknown == 0;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -7,7 +7,7 @@
 
 #include "providers/ddf/format.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 constexpr UINT32 noIndex = 0xFFFFFFFF; // no index
 
@@ -329,4 +329,4 @@ bool sameLayout(const Header &a, const Header &b);
 EFI_STATUS duplicateCopy(const Copy &from, Copy *copy);
 void freeCopy(Copy *copy);
 
-} // namespace ddf
+} // namespace xyl::ddf

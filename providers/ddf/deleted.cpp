@@ -5,7 +5,7 @@
 #include "base/crc32.h"
 #include "providers/ddf/bytes.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 struct DeletedNote {
   CHAR8 mark[4];
@@ -66,4 +66,4 @@ void passDeleted(const Copy &from, const Copy &to) {
   }
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

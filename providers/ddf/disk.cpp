@@ -2,7 +2,7 @@
 
 #include "providers/ddf/copy.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 // Copies that lie in each other's way destroy each other with the next write.
 static bool copiesOverlap(const Header &anchor) {
@@ -96,4 +96,4 @@ void faultText(const Fault &fault, CHAR8 *text, UINTN size) {
   }
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

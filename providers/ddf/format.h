@@ -4,7 +4,7 @@
 
 #include "uefi/types.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 constexpr UINT32 sectorSize = 512;
 
@@ -298,4 +298,4 @@ struct FreeMark {
 };
 static_assert(sizeof(FreeMark) == sectorSize);
 
-} // namespace ddf
+} // namespace xyl::ddf

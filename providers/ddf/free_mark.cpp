@@ -7,7 +7,7 @@
 
 #include "base/pool.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 // Whole sectors, by words of eight bytes; every step can be turned back, so that a changed word changes the digest.
 static UINT64 digestOn(UINT64 digest, const UINT8 *bytes, UINT64 sectors) {
@@ -65,4 +65,4 @@ EFI_STATUS readFreeMark(const Source &source, UINT8 *buffer, bool *released) {
   return status;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -3,7 +3,7 @@
 
 #include "providers/ddf/ddf.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 // Whether the disk has the mark, and what was on it then is still there. buffer has bufferSectors sectors.
 EFI_STATUS readFreeMark(const Source &source, UINT8 *buffer, bool *released);
@@ -23,4 +23,4 @@ template <class Look> EFI_STATUS eachPart(const Source &source, const Area &area
   return EFI_SUCCESS;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -3,7 +3,7 @@
 #include "providers/ddf/level.h"
 #include "providers/ddf/set_stages.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 // A rebuild that runs shows in the entry only, a disk that was pulled in the members only.
 static VdState worseState(VdState members, UINT8 entryState) {
@@ -32,4 +32,4 @@ VdState stateOfMembers(const VirtualDisk &virtualDisk) {
   return judged.memberCount == 0 ? vdFailed : stateOfMembers(judged, readLevel(&judged));
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -6,7 +6,7 @@
 #include "base/rounding.h"
 #include "providers/ddf/ddf.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 struct LevelRow {
   UINT8 level;
@@ -147,4 +147,4 @@ constexpr UINT32 readLevel(VirtualDisk *virtualDisk) {
   return parities;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -4,7 +4,7 @@
 #include "providers/ddf/copy.h"
 #include "providers/ddf/set_stages.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 // --- The disks that a set lists ---
 
@@ -247,4 +247,4 @@ void freeModel(Model *model) {
   poolFree(model);
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -4,7 +4,7 @@
 
 #include "providers/ddf/bytes.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 struct UsedExtent {
   UINT32 pd;
@@ -42,4 +42,4 @@ constexpr void divide(Pd *pd, const UsedExtent *pieces, UINTN count) {
   pd->usedBlocks = pd->limit - pd->freeBlocks;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -4,7 +4,7 @@
 #include "providers/ddf/copy.h"
 #include "providers/ddf/free_mark.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 // --- Headers of disks of another size ---
 
@@ -172,4 +172,4 @@ EFI_STATUS searchDisk(Model *model, UINT32 number) {
   return EFI_SUCCESS;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -1,6 +1,6 @@
 #include "providers/ddf/set_index.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 bool indexReferences(const Set &set, SetIndex *index) {
   index->references = poolNew<ReferenceKey>(set.pdCount + UINTN{1});
@@ -46,4 +46,4 @@ UINT32 findVirtualDisk(const Set &set, const SetIndex &index, const Guid &guid) 
   return found ? index.virtualDisks[at].virtualDisk : noIndex;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -3,7 +3,7 @@
 
 #include "providers/ddf/bytes.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 // What is looked up in a set, sorted.
 struct ReferenceKey {
@@ -28,4 +28,4 @@ UINT32 findVirtualDisk(const Set &set, const SetIndex &index, const Guid &guid);
 bool indexReferences(const Set &set, SetIndex *index);
 bool indexVirtualDisks(const Set &set, SetIndex *index);
 
-} // namespace ddf
+} // namespace xyl::ddf

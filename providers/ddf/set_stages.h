@@ -3,7 +3,7 @@
 
 #include "providers/ddf/set_index.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 // virtual disks.cpp: the virtual disks' entries. index.virtual disks is filled here.
 bool listVirtualDisks(const Model &model, Set *set, SetIndex *index);
@@ -26,4 +26,4 @@ bool readSpace(Set *set);
 // spares.cpp
 bool readSpares(const Model &model, Set *set, const SetIndex &index);
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -3,7 +3,7 @@
 
 #include "providers/ddf/ddf.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 enum class From : UINT8 {
   start,
@@ -137,4 +137,4 @@ static constexpr SignatureRow g_signatures[] = {
 #undef OTHER_RAID
 #undef SIGNATURE
 
-} // namespace ddf
+} // namespace xyl::ddf

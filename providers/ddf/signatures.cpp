@@ -5,7 +5,7 @@
 #include "providers/ddf/bytes.h"
 #include "providers/ddf/signature_rows.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 // A boot sector counts as a partition table when what stands there reads like one; a lone mark may be a boot loader's.
 static bool isPartitionTable(const UINT8 *sector) {
@@ -110,4 +110,4 @@ EFI_STATUS findContents(const Source &source, CHAR8 *text, UINTN size) {
   return status;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -3,7 +3,7 @@
 #include "providers/ddf/runs.h"
 #include "providers/ddf/set_stages.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 // Pieces of all members that lie on a known disk, even a missing one, cut at the disk's limit.
 static UINTN collectPieces(const Set &set, UsedExtent *pieces) {
@@ -69,4 +69,4 @@ bool readSpace(Set *set) {
   return done;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

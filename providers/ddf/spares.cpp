@@ -2,7 +2,7 @@
 
 #include "providers/ddf/set_stages.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 static bool isReady(const Pd &pd) {
   UINT32 state = pd.entry->state;
@@ -60,4 +60,4 @@ bool readSpares(const Model &model, Set *set, const SetIndex &index) {
   return true;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -2,7 +2,7 @@
 
 #include "providers/ddf/set_stages.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 constexpr UINT32 mostSteps = 0x10000; // of one change; sequence numbers must have room for them
 
@@ -35,4 +35,4 @@ const CHAR8 *whyStuck(const Model &model, const Set &set) {
   return why != nullptr || works ? why : "its set has no disk that works";
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

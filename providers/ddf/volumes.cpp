@@ -3,7 +3,7 @@
 
 #include "providers/ddf/set_stages.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 constexpr UINT32 mostMembers = 256;            // of a virtual disk
 constexpr UINT64 mostBlocks = UINT64{1} << 48; // of a member
@@ -284,4 +284,4 @@ bool readVirtualDisks(const Model &model, Set *set, const SetIndex &index) {
   return done;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

@@ -2,7 +2,7 @@
 
 #include "providers/ddf/bytes.h"
 
-namespace ddf {
+namespace xyl::ddf {
 
 void seal(Copy *copy) {
   for (UINT32 i = 0; i < sectionCount; ++i) {
@@ -151,4 +151,4 @@ EFI_STATUS duplicateCopy(const Copy &from, Copy *copy) {
   return EFI_SUCCESS;
 }
 
-} // namespace ddf
+} // namespace xyl::ddf

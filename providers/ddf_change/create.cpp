@@ -2,7 +2,7 @@
 
 #include "providers/ddf_change/place.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 // --- What can be made ---
 
@@ -203,4 +203,4 @@ EFI_STATUS createVirtualDisk(Writer *writer, const NewVirtualDisk &wanted) {
   return status;
 }
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

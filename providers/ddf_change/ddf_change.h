@@ -19,7 +19,7 @@
 
 #include "providers/ddf/ddf.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 // How to write one of the model's disks, and what it is called. write puts count sectors, which lie inside the disk,
 // from lba on; buffer may have any alignment.
@@ -126,4 +126,4 @@ EFI_STATUS importSet(Writer *writer, UINT32 set);
 // Replaces the first size bytes of the vendor's data in the set's controller section, which has room for 448.
 EFI_STATUS setVendorData(Writer *writer, UINT32 set, const void *bytes, UINTN size);
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

@@ -2,7 +2,7 @@
 
 #include "providers/ddf_change/work.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 // Entries of both lists have their GUID first.
 struct AnyEntry {
@@ -72,4 +72,4 @@ ddf::Guid newGuid(const Writer &writer) {
   return guid;
 }
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

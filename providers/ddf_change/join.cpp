@@ -2,7 +2,7 @@
 
 #include "providers/ddf_change/step.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 // --- Coming ---
 
@@ -307,4 +307,4 @@ EFI_STATUS writeLeaving(Work *work, UINT32 who) {
   return !ends || EFI_ERROR(status) ? status : freeDisk(work->writer, work->disks[work->lead].disk);
 }
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

@@ -3,7 +3,7 @@
 
 #include "providers/ddf_change/work.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 bool isMarkedLost(const ddf::Pd &pd) {
   return (pd.entry->state & (ddf::pdFailed | ddf::pdMissing)) != 0;
@@ -232,4 +232,4 @@ void closeWork(Work *work) {
   *work = {};
 }
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

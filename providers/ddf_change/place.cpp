@@ -1,6 +1,6 @@
 #include "providers/ddf_change/place.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 // --- Disks ---
 
@@ -170,4 +170,4 @@ EFI_STATUS checkRoom(Work *work, const NewVirtualDisk &wanted) {
   return checkName(work, wanted.name, nullptr);
 }
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

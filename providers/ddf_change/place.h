@@ -4,7 +4,7 @@
 #include "base/rounding.h"
 #include "providers/ddf_change/work.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 // What a member's blocks are a multiple of: strips and pages.
 constexpr UINT64 memberGrain(const NewVirtualDisk &wanted) {
@@ -42,4 +42,4 @@ EFI_STATUS checkName(Work *work, const CHAR8 (&name)[16], const ddf::VdEntry *ow
 ddf::VdEntry *findFreeEntry(const ddf::Copy &copy);
 ddf::Record *findFreeRecord(const ddf::Copy &copy);
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

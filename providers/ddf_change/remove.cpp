@@ -2,7 +2,7 @@
 
 #include "providers/ddf_change/work.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 // --- What a virtual disk has on a disk ---
 
@@ -173,4 +173,4 @@ EFI_STATUS freeFailed(Writer *writer, UINT32 set, UINT32 pd) {
   return status;
 }
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

@@ -2,7 +2,7 @@
 
 #include "providers/ddf_change/place.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 // The same for all of them: open, prepare in memory, write what is left undone, edit, write.
 template <class Prepare, class Edit>
@@ -188,4 +188,4 @@ EFI_STATUS setVendorData(Writer *writer, UINT32 set, const void *bytes, UINTN si
                    [&](Work *work) { copyBytes(ddf::controllerDataOf(leadCopy(work))->vendorData, bytes, size); });
 }
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

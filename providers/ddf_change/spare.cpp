@@ -2,7 +2,7 @@
 
 #include "providers/ddf_change/work.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 struct SparePlan {
   UINT32 disk;
@@ -146,4 +146,4 @@ EFI_STATUS setSpare(Writer *writer, UINT32 set, UINT32 disk, ddf::SpareKind kind
   return status;
 }
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

@@ -2,7 +2,7 @@
 
 #include "providers/ddf_change/step.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 EFI_STATUS refuse(Writer *writer, EFI_STATUS status, UINT32 disk, const CHAR8 *what) {
   writer->trouble = {disk, what};
@@ -192,4 +192,4 @@ void putFirst(Work *work, UINT32 place) {
   work->places[disks[0].disk] = 0;
 }
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

@@ -3,7 +3,7 @@
 
 #include "providers/ddf_change/work.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 // Both copies, the one first that readers do not go by.
 EFI_STATUS writeDisk(Work *work, WorkDisk *disk, UINT32 sequence);
@@ -20,4 +20,4 @@ EFI_STATUS catchUp(Work *work);
 // Gives the leading disk's lists to the others.
 void shareLists(Work *work);
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

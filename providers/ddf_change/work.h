@@ -4,7 +4,7 @@
 #include "base/pool.h"
 #include "providers/ddf_change/ddf_change.h"
 
-namespace ddf_change {
+namespace xyl::ddf_change {
 
 struct WorkDisk {
   UINT32 disk; // of the model
@@ -112,4 +112,4 @@ inline void freeSlot(const ddf::Copy &copy, void *slot) {
 // A GUID of this controller that is none of the set's virtual disks.
 ddf::Guid newGuid(const Writer &writer);
 
-} // namespace ddf_change
+} // namespace xyl::ddf_change

@@ -8,7 +8,7 @@
 #include "providers/unload_guard/unload_guard.h"
 #include "uefi/protocols.h"
 
-namespace debug_log {
+namespace xyl::debug_log {
 
 constexpr UINTN lineCapacity = 1024; // longer texts are cut
 
@@ -220,8 +220,6 @@ static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
                                                              &g_ringProtocol, nullptr);
 }
 
-} // namespace debug_log
-
 using namespace debug_log;
 
 extern "C" EFI_STATUS EFIAPI DebugLogEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
@@ -244,3 +242,5 @@ extern "C" EFI_STATUS EFIAPI DebugLogEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *s
   loadedImage->Unload = unload;
   return EFI_SUCCESS;
 }
+
+} // namespace xyl::debug_log

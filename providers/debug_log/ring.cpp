@@ -2,7 +2,7 @@
 
 #include "base/pool.h"
 
-namespace debug_log {
+namespace xyl::debug_log {
 
 static CHAR8 g_ring[ringBytes];
 static UINTN g_ringStart; // of the oldest line
@@ -56,4 +56,4 @@ CHAR8 *ringText() {
   return text;
 }
 
-} // namespace debug_log
+} // namespace xyl::debug_log

@@ -3,7 +3,7 @@
 
 #include "uefi/types.h"
 
-namespace debug_log {
+namespace xyl::debug_log {
 
 // About two thousand lines; a restore of a large controller with all its traces has fewer.
 static constexpr UINTN ringBytes = UINTN{256} * 1024;
@@ -16,4 +16,4 @@ void ringAppend(const CHAR8 *line, UINTN length);
 // The kept lines as one pool text that the caller owns, or null without memory.
 CHAR8 *ringText();
 
-} // namespace debug_log
+} // namespace xyl::debug_log

@@ -6,7 +6,7 @@
 #include "providers/disk_controller/model/kept_view.h"
 #include "providers/log_user/log_user.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static const EFI_GUID g_managementGuid = RAID_MGMT_PROTOCOL_GUID;
 static const EFI_GUID g_alternateGuid = RAID_MGMT_ALT_PROTOCOL_GUID;
@@ -56,13 +56,11 @@ static EFI_STATUS EFIAPI unloadDisks(EFI_HANDLE image) {
     g_handle = nullptr;
     dropLook(&g_disks);
     log_user::closeLog(image);
-    accountingClose(&g_controller.accounting);
+    records::accountingClose(&g_controller.accounting);
     g_controller.accounting = {};
   }
   return status;
 }
-
-} // namespace disk_controller
 
 using namespace disk_controller;
 
@@ -72,13 +70,13 @@ extern "C" EFI_STATUS EFIAPI RaidDisksEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *
   g_controller.settings = g_defaultSettings;
   EFI_STATUS status = g_bootServices->HandleProtocol(image, &g_loadedImageGuid, &found);
   if (!EFI_ERROR(status)) {
-    status = accountingOpen(&g_controller.accounting);
+    status = records::accountingOpen(&g_controller.accounting);
   }
   if (!EFI_ERROR(status)) {
     status = install();
   }
   if (EFI_ERROR(status)) {
-    accountingClose(&g_controller.accounting);
+    records::accountingClose(&g_controller.accounting);
     g_controller.accounting = {};
     return status;
   }
@@ -86,3 +84,5 @@ extern "C" EFI_STATUS EFIAPI RaidDisksEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *
   static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(found)->Unload = unloadDisks;
   return EFI_SUCCESS;
 }
+
+} // namespace xyl::disk_controller

@@ -2,7 +2,7 @@
 #include "providers/health/findings.h"
 #include "providers/health/health.h"
 
-namespace health {
+namespace xyl::health {
 
 static const EFI_GUID g_healthGuid = EFI_DRIVER_HEALTH_PROTOCOL_GUID;
 static const EFI_GUID g_nameGuid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
@@ -93,8 +93,6 @@ static EFI_STATUS EFIAPI unloadHealth(EFI_HANDLE image) {
   return status;
 }
 
-} // namespace health
-
 using namespace health;
 
 extern "C" EFI_STATUS EFIAPI RaidHealthEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
@@ -117,3 +115,5 @@ extern "C" EFI_STATUS EFIAPI RaidHealthEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE 
   static_cast<EFI_LOADED_IMAGE_PROTOCOL *>(loaded)->Unload = unloadHealth;
   return EFI_SUCCESS;
 }
+
+} // namespace xyl::health

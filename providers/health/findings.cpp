@@ -3,7 +3,7 @@
 #include "base/sort.h"
 #include "base/text.h"
 
-namespace health {
+namespace xyl::health {
 
 GetAnswer getAll(RAID_MGMT_PROTOCOL *mgmt, UINT32 objectType) {
   RAID_CMD_BLOCK block = {};
@@ -40,7 +40,7 @@ static void setSubject(Finding *finding, const CHAR16 *name, UINT32 id) {
   }
 }
 
-static Finding *addFinding(POOL_ARRAY<Finding> *findings, FindingKind kind) {
+static Finding *addFinding(PoolArray<Finding> *findings, FindingKind kind) {
   Finding *finding = arrayAppend(*findings);
   if (finding != nullptr) {
     finding->kind = kind;
@@ -49,7 +49,7 @@ static Finding *addFinding(POOL_ARRAY<Finding> *findings, FindingKind kind) {
 }
 
 // "Not found" says that there are none.
-static bool addSilence(POOL_ARRAY<Finding> *findings, const GetAnswer &answer) {
+static bool addSilence(PoolArray<Finding> *findings, const GetAnswer &answer) {
   if (!EFI_ERROR(answer.status) || answer.status == EFI_NOT_FOUND) {
     return true;
   }
@@ -68,7 +68,7 @@ struct Disks {
   UINT64 foreign;
 };
 
-static bool addDisk(POOL_ARRAY<Finding> *findings, const RAID_PD_RECORD &disk) {
+static bool addDisk(PoolArray<Finding> *findings, const RAID_PD_RECORD &disk) {
   if (disk.State != RAID_STATE_FAILED && disk.State != RAID_STATE_DEGRADED) {
     return true;
   }
@@ -82,7 +82,7 @@ static bool addDisk(POOL_ARRAY<Finding> *findings, const RAID_PD_RECORD &disk) {
   return finding != nullptr;
 }
 
-static bool addDisks(POOL_ARRAY<Finding> *findings, const GetAnswer &answer, Disks *disks) {
+static bool addDisks(PoolArray<Finding> *findings, const GetAnswer &answer, Disks *disks) {
   const RAID_PD_RECORD *records = static_cast<const RAID_PD_RECORD *>(answer.result.Data);
   disks->ids = poolNew<UINT32>(answer.count + UINTN{1});
   if (disks->ids == nullptr) {
@@ -118,8 +118,7 @@ static UINT32 countMissing(const RAID_VD_RECORD &virtualDisk, const Disks &disks
   return missing;
 }
 
-static Finding *addAboutVirtualDisk(POOL_ARRAY<Finding> *findings, FindingKind kind,
-                                    const RAID_VD_RECORD &virtualDisk) {
+static Finding *addAboutVirtualDisk(PoolArray<Finding> *findings, FindingKind kind, const RAID_VD_RECORD &virtualDisk) {
   Finding *finding = addFinding(findings, kind);
   if (finding != nullptr) {
     finding->state = virtualDisk.State;
@@ -129,7 +128,7 @@ static Finding *addAboutVirtualDisk(POOL_ARRAY<Finding> *findings, FindingKind k
   return finding;
 }
 
-static bool addVirtualDisk(POOL_ARRAY<Finding> *findings, const RAID_VD_RECORD &virtualDisk, UINT32 missing) {
+static bool addVirtualDisk(PoolArray<Finding> *findings, const RAID_VD_RECORD &virtualDisk, UINT32 missing) {
   bool well = virtualDisk.State == RAID_STATE_ONLINE || virtualDisk.State == RAID_STATE_READY ||
               virtualDisk.State == RAID_STATE_UNKNOWN;
   if (!well && addAboutVirtualDisk(findings, findingVirtualDisk, virtualDisk) == nullptr) {
@@ -148,11 +147,11 @@ static bool addVirtualDisk(POOL_ARRAY<Finding> *findings, const RAID_VD_RECORD &
 
 // --- All of it ---
 
-static bool addAll(POOL_ARRAY<Finding> *findings, const GetAnswer &virtualDisks, const GetAnswer &disks, Disks *known) {
+static bool addAll(PoolArray<Finding> *findings, const GetAnswer &virtualDisks, const GetAnswer &disks, Disks *known) {
   if (!addSilence(findings, virtualDisks) || !addSilence(findings, disks)) {
     return false;
   }
-  POOL_ARRAY<Finding> aboutDisks = {}; // virtual disks come first
+  PoolArray<Finding> aboutDisks = {}; // virtual disks come first
   bool added = addDisks(&aboutDisks, disks, known);
   const RAID_VD_RECORD *records = static_cast<const RAID_VD_RECORD *>(virtualDisks.result.Data);
   bool unread = EFI_ERROR(disks.status) && disks.status != EFI_NOT_FOUND;
@@ -167,14 +166,14 @@ static bool addAll(POOL_ARRAY<Finding> *findings, const GetAnswer &virtualDisks,
   return added;
 }
 
-EFI_STATUS findFaults(const GetAnswer &virtualDisks, const GetAnswer &disks, POOL_ARRAY<Finding> *findings) {
+EFI_STATUS findFaults(const GetAnswer &virtualDisks, const GetAnswer &disks, PoolArray<Finding> *findings) {
   Disks known = {};
   bool added = addAll(findings, virtualDisks, disks, &known);
   poolFree(known.ids);
   return added ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 
-EFI_STATUS findFaults(RAID_MGMT_PROTOCOL *mgmt, POOL_ARRAY<Finding> *findings) {
+EFI_STATUS findFaults(RAID_MGMT_PROTOCOL *mgmt, PoolArray<Finding> *findings) {
   GetAnswer virtualDisks = getAll(mgmt, RAID_OBJECT_VIRTUAL_DISK);
   GetAnswer disks = getAll(mgmt, RAID_OBJECT_PHYSICAL_DISK);
   EFI_STATUS status = findFaults(virtualDisks, disks, findings);
@@ -193,4 +192,4 @@ CHAR16 *adapterName(RAID_MGMT_PROTOCOL *mgmt) {
   return name;
 }
 
-} // namespace health
+} // namespace xyl::health

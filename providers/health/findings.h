@@ -4,7 +4,7 @@
 #include "base/array.h"
 #include "raid_records.h"
 
-namespace health {
+namespace xyl::health {
 
 enum FindingKind : UINT8 {
   findingSilent,       // the controller failed a Get; Number: the status
@@ -36,11 +36,11 @@ void giveBack(RAID_MGMT_PROTOCOL *mgmt, const GetAnswer &answer);
 
 // Adds what is wrong; a controller that fails a Get is a finding, too. Starts with an empty array, which the caller
 // releases also after a failure: EFI_OUT_OF_RESOURCES.
-EFI_STATUS findFaults(RAID_MGMT_PROTOCOL *mgmt, POOL_ARRAY<Finding> *findings);
+EFI_STATUS findFaults(RAID_MGMT_PROTOCOL *mgmt, PoolArray<Finding> *findings);
 // The same from answers that are there.
-EFI_STATUS findFaults(const GetAnswer &virtualDisks, const GetAnswer &disks, POOL_ARRAY<Finding> *findings);
+EFI_STATUS findFaults(const GetAnswer &virtualDisks, const GetAnswer &disks, PoolArray<Finding> *findings);
 
 // A pool copy of the adapter's name that the caller owns, or null.
 CHAR16 *adapterName(RAID_MGMT_PROTOCOL *mgmt);
 
-} // namespace health
+} // namespace xyl::health

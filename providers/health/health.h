@@ -5,11 +5,11 @@
 #include "uefi/health.h"
 #include "uefi/protocols.h"
 
+namespace xyl::health {
+
 // Image entry point: installs driver health and a component name on the image handle and sets the image's Unload.
 // Returns the status of what failed, else EFI_SUCCESS.
 extern "C" EFI_STATUS EFIAPI RaidHealthEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable);
-
-namespace health {
 
 // A controller is Healthy or Failed: every other state makes the boot manager act, and nothing that it could do helps.
 // Asked of no controller in particular: of all together, without messages; the child is ignored then. A first question
@@ -30,4 +30,4 @@ void forget();
 // Gives back all that answers hold.
 void release();
 
-} // namespace health
+} // namespace xyl::health

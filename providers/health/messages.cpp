@@ -3,7 +3,7 @@
 #include "base/format.h"
 #include "base/text.h"
 
-namespace health {
+namespace xyl::health {
 
 static const EFI_GUID g_databaseGuid = EFI_HII_DATABASE_PROTOCOL_GUID;
 // The lists' own, but for their number in the first part.
@@ -106,7 +106,7 @@ static UINTN mostBytes(UINT32 count) {
   return size;
 }
 
-static void putLanguage(UINT8 *&at, const Language &language, const POOL_ARRAY<Finding> &findings) {
+static void putLanguage(UINT8 *&at, const Language &language, const PoolArray<Finding> &findings) {
   UINT8 *start = at;
   at += headerSize(language);
   putText(at, language.name, textLength(language.name));
@@ -125,7 +125,7 @@ static void putLanguage(UINT8 *&at, const Language &language, const POOL_ARRAY<F
   copyBytes(start + offsetof(EFI_HII_STRING_PACKAGE_HEADER, Language), language.tag, textLength(language.tag) + 1);
 }
 
-static UINT8 *makeList(const POOL_ARRAY<Finding> &findings, UINT32 number) {
+static UINT8 *makeList(const PoolArray<Finding> &findings, UINT32 number) {
   UINT8 *list = static_cast<UINT8 *>(poolAllocate(mostBytes(findings.count)));
   if (list == nullptr) {
     return nullptr;
@@ -149,7 +149,7 @@ static EFI_HII_DATABASE_PROTOCOL *database() {
   return EFI_ERROR(status) ? nullptr : static_cast<EFI_HII_DATABASE_PROTOCOL *>(found);
 }
 
-EFI_STATUS publishMessages(const POOL_ARRAY<Finding> &findings, EFI_HANDLE driver, UINT32 number,
+EFI_STATUS publishMessages(const PoolArray<Finding> &findings, EFI_HANDLE driver, UINT32 number,
                            EFI_HII_HANDLE *handle) {
   *handle = nullptr;
   EFI_HII_DATABASE_PROTOCOL *texts = database();
@@ -175,4 +175,4 @@ void removeMessages(EFI_HII_HANDLE handle) {
   }
 }
 
-} // namespace health
+} // namespace xyl::health

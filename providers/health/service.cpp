@@ -2,7 +2,7 @@
 #include "providers/health/health.h"
 #include "providers/health/messages.h"
 
-namespace health {
+namespace xyl::health {
 
 static const EFI_GUID g_managementGuid = RAID_MGMT_PROTOCOL_GUID;
 
@@ -15,7 +15,7 @@ struct Kept {
 };
 
 EFI_HANDLE g_textsOwner;
-static POOL_ARRAY<Kept> g_kept;
+static PoolArray<Kept> g_kept;
 static bool g_forgotten;
 
 void forget() {
@@ -49,7 +49,7 @@ static const Kept *findKept(EFI_HANDLE controller, const RAID_MGMT_PROTOCOL *mgm
 }
 
 static EFI_STATUS ask(Kept *kept) {
-  POOL_ARRAY<Finding> findings = {};
+  PoolArray<Finding> findings = {};
   EFI_STATUS status = findFaults(kept->mgmt, &findings);
   if (!EFI_ERROR(status) && findings.count != 0) {
     status = publishMessages(findings, g_textsOwner, g_kept.count, &kept->texts);
@@ -153,4 +153,4 @@ static EFI_STATUS EFIAPI repair(EFI_DRIVER_HEALTH_PROTOCOL *, EFI_HANDLE, EFI_HA
 
 EFI_DRIVER_HEALTH_PROTOCOL g_driverHealth = {getHealthStatus, repair};
 
-} // namespace health
+} // namespace xyl::health

@@ -2,7 +2,7 @@
 
 #include "base/pool.h"
 
-namespace log_user {
+namespace xyl::log_user {
 
 static const EFI_GUID g_logGuid = DEBUG_LOG_PROTOCOL_GUID;
 static EFI_HANDLE g_logHandle;
@@ -30,4 +30,4 @@ void closeLog(EFI_HANDLE image) {
   }
 }
 
-} // namespace log_user
+} // namespace xyl::log_user

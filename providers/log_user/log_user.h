@@ -4,10 +4,10 @@
 
 #include "base/log.h"
 
-namespace log_user {
+namespace xyl::log_user {
 
 // Sets g_debugLog to the platform's log, if there is one, and keeps it open in the image's name until it is closed.
 void openLog(EFI_HANDLE image);
 void closeLog(EFI_HANDLE image);
 
-} // namespace log_user
+} // namespace xyl::log_user

@@ -3,7 +3,7 @@
 
 #include "uefi/types.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // One buffer; both places are offsets.
 struct Buffer {
@@ -24,4 +24,4 @@ Buffers buffersOf(UINT32 objectType);
 // The buffer of one pointer, whose offset in the record is given; null when the record has none there.
 void *bufferOf(UINT32 objectType, void *object, UINTN pointer);
 
-} // namespace sim
+} // namespace xyl::sim

@@ -3,7 +3,7 @@
 
 #include "raid_records.h"
 
-namespace sim {
+namespace xyl::sim {
 
 struct Controller;
 
@@ -32,4 +32,4 @@ UINT64 commandCount(const Controller *sim);
 // Empties the log and overwrites what it held.
 void clearLog(Controller *sim);
 
-} // namespace sim
+} // namespace xyl::sim

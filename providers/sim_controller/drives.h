@@ -3,7 +3,7 @@
 
 #include "uefi/types.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // What is asked of a drive.
 struct Drive {
@@ -16,4 +16,4 @@ struct Drive {
 // null after the last one.
 const CHAR8 *driveModel(UINT32 index, Drive *drive);
 
-} // namespace sim
+} // namespace xyl::sim

@@ -3,7 +3,7 @@
 #include "providers/sim_controller/presets.h"
 #include "providers/sim_controller/sim_controller.h"
 
-namespace sim {
+namespace xyl::sim {
 
 static Controller *g_sims[imageCapacity];
 
@@ -131,8 +131,6 @@ static EFI_STATUS applyOptions(const Options &options, bool *any) {
   return EFI_SUCCESS;
 }
 
-} // namespace sim
-
 using namespace sim;
 
 extern "C" EFI_STATUS EFIAPI RaidSimEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
@@ -158,3 +156,5 @@ extern "C" EFI_STATUS EFIAPI RaidSimEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *sy
   loadedImage->Unload = unloadSims;
   return EFI_SUCCESS;
 }
+
+} // namespace xyl::sim

@@ -3,7 +3,7 @@
 
 #include "raid_mgmt.h"
 
-namespace sim {
+namespace xyl::sim {
 
 struct Controller;
 
@@ -49,4 +49,4 @@ void clearFaults(Controller *sim);
 // Removes the single faults that have struck.
 void dropSpentFaults(Controller *sim);
 
-} // namespace sim
+} // namespace xyl::sim

@@ -3,7 +3,7 @@
 
 #include "uefi/types.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // Writes text into a member, padded with blanks, or with zeros when it is empty; false when it is too long, which
 // changes nothing.
@@ -12,4 +12,4 @@ bool setFixed(CHAR8 *member, UINTN width, const CHAR8 *text);
 // How many characters of a member are text.
 UINTN fixedLength(const CHAR8 *member, UINTN width);
 
-} // namespace sim
+} // namespace xyl::sim

@@ -4,7 +4,7 @@
 #include "providers/sim_controller/drives.h"
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // Pulls a drive, which goes to pulledDisks: virtual disks on it degrade or go offline and keep its id; foreign ones
 // without any member left vanish. EFI_OUT_OF_RESOURCES changes nothing.
@@ -46,4 +46,4 @@ void setMode(Controller *sim, Mode mode, UINT8 value);
 // Sets the value of the adapter's rate of that name, editable or not.
 EFI_STATUS setRate(Controller *sim, const CHAR16 *name, UINT8 value);
 
-} // namespace sim
+} // namespace xyl::sim

@@ -3,7 +3,7 @@
 
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // A controller with a name, for create.
 struct Preset {
@@ -22,4 +22,4 @@ EFI_STATUS create(const CHAR8 *preset, Controller **sim);
 // disks last. slots up to 255.
 EFI_STATUS createSized(UINT32 enclosures, UINT32 slots, UINT32 virtualDisks, Controller **sim);
 
-} // namespace sim
+} // namespace xyl::sim

@@ -4,7 +4,7 @@
 
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // A controller whose state is zero but for firstVirtualDiskId and nextDiskId, to be filled by a front; the caller
 // owns it. EFI_OUT_OF_RESOURCES.
@@ -34,9 +34,9 @@ Controller *fromProtocol(RAID_MGMT_PROTOCOL *protocol);
 
 constexpr UINT32 imageCapacity = 4; // controllers of one image
 
-} // namespace sim
-
 // Image entry point. The words of the load options that name presets make a controller each, on a handle of its own (at
 // most imageCapacity); without such a word "demo". Behind one, "replaced" replaces its adapter, and "failed"
 // makes the first disk of its first virtual disk fail. Sets the image's Unload, which takes all down again.
 extern "C" EFI_STATUS EFIAPI RaidSimEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable);
+
+} // namespace xyl::sim

@@ -12,7 +12,7 @@
 #include "records/answers.h"
 #include "uefi/protocols.h"
 
-namespace sim {
+namespace xyl::sim {
 
 constexpr UINTN textUnits = 64;       // of every wide text, NUL included; an empty text is answered as a null pointer
 constexpr UINT32 levelCapacity = 32;  // level descriptors of the adapter
@@ -90,11 +90,11 @@ static_assert(sizeof(DevicePath) == 28);
 struct Controller {
   // What save and load must carry.
   Adapter adapter;
-  POOL_ARRAY<Enclosure> enclosures;
-  POOL_ARRAY<Disk> disks;
-  POOL_ARRAY<VirtualDisk> virtualDisks;
-  POOL_ARRAY<VirtualDisk> foreignDisks; // virtual disks on foreign disks; their ids and target ids do not count
-  POOL_ARRAY<Disk> pulledDisks;         // as they were in their slots, the last one pulled last
+  PoolArray<Enclosure> enclosures;
+  PoolArray<Disk> disks;
+  PoolArray<VirtualDisk> virtualDisks;
+  PoolArray<VirtualDisk> foreignDisks; // virtual disks on foreign disks; their ids and target ids do not count
+  PoolArray<Disk> pulledDisks;         // as they were in their slots, the last one pulled last
   Key key;
   UINT32 nextDiskId;         // ObjectID of the next drive that is inserted
   UINT32 firstVirtualDiskId; // virtual disks get the lowest free ids from here
@@ -108,7 +108,7 @@ struct Controller {
   UINT64 commandCount; // commands executed, failed ones included
   LogEntry *log;       // logCapacity entries, used as a ring
   UINT64 logFirst;     // commandCount at clearLog
-  RAID_ACCOUNTING accounting;
+  records::Accounting accounting;
   RAID_MGMT_PROTOCOL protocol;
   DevicePath devicePath;
   EFI_HANDLE handle; // null: not installed
@@ -140,4 +140,4 @@ Disk *findPulledDisk(Controller *sim, UINT32 objectId);
 // layout that holds no data.
 UINT64 memberSize(UINT32 raidLevel, UINT32 spanDepth, UINT32 pdCount, UINT64 size);
 
-} // namespace sim
+} // namespace xyl::sim

@@ -4,7 +4,7 @@
 #include "base/pool.h"
 #include "base/text.h"
 
-namespace unload_guard {
+namespace xyl::unload_guard {
 
 static constexpr EFI_GUID g_componentName2Guid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
 static constexpr EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
@@ -91,4 +91,4 @@ EFI_STATUS checkUnload(EFI_HANDLE image, const EFI_GUID *protocol, const CHAR16 
   return status;
 }
 
-} // namespace unload_guard
+} // namespace xyl::unload_guard

@@ -8,11 +8,11 @@
 
 #include "uefi/protocols.h"
 
-namespace unload_guard {
+namespace xyl::unload_guard {
 
 // For the Unload of image, which installed protocol on its own handle; file names it on the console. EFI_SUCCESS:
 // nobody is known who could call it later. EFI_ACCESS_DENIED: a driver may, and the console says which one goes first.
 // Another error: without memory nothing could be found out, so the image stays too.
 EFI_STATUS checkUnload(EFI_HANDLE image, const EFI_GUID *protocol, const CHAR16 *file);
 
-} // namespace unload_guard
+} // namespace xyl::unload_guard

@@ -3,7 +3,7 @@
 
 #include "providers/volume_map/volume_map.h"
 
-namespace volume_map {
+namespace xyl::volume_map {
 
 // --- Whole volumes ---
 
@@ -188,4 +188,4 @@ Judgement judge(const ddf::Model &model, const ddf::Set &set, const ddf::Virtual
   return {Readiness::ready, nullptr};
 }
 
-} // namespace volume_map
+} // namespace xyl::volume_map

@@ -4,7 +4,7 @@
 
 #include "providers/ddf/ddf.h"
 
-namespace volume_map {
+namespace xyl::volume_map {
 
 constexpr UINT32 none = 0xFFFFFFFF; // no member
 
@@ -144,4 +144,4 @@ template <class IsReadable> constexpr bool hasCopies(const Layout &layout, IsRea
   return true;
 }
 
-} // namespace volume_map
+} // namespace xyl::volume_map

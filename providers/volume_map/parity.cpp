@@ -2,7 +2,7 @@
 
 #include "base/pool.h"
 
-namespace volume_map {
+namespace xyl::volume_map {
 
 // As many bytes at once as there are registers for. Each becomes the double of itself; what leaves it at its top comes
 // back as the polynomial.
@@ -60,4 +60,4 @@ void addScaled(UINT8 *to, const UINT8 *from, UINTN size, UINT8 factor) {
   }
 }
 
-} // namespace volume_map
+} // namespace xyl::volume_map

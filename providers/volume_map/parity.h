@@ -3,7 +3,7 @@
 
 #include "providers/volume_map/mapping.h"
 
-namespace volume_map {
+namespace xyl::volume_map {
 
 constexpr UINT8 polynomial = 0x1D; // and 2 to the 8th
 
@@ -68,4 +68,4 @@ void scale(UINT8 *bytes, UINTN size, UINT8 factor);
 // Adds factor times those of from, which lie elsewhere.
 void addScaled(UINT8 *to, const UINT8 *from, UINTN size, UINT8 factor);
 
-} // namespace volume_map
+} // namespace xyl::volume_map

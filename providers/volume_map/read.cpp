@@ -2,7 +2,7 @@
 #include "providers/volume_map/parity.h"
 #include "providers/volume_map/volume_map.h"
 
-namespace volume_map {
+namespace xyl::volume_map {
 
 // Disks lose blocks of this size at least: where a request fails, its parts may still be had, each from another member.
 constexpr UINT64 pageBlocks = 8;
@@ -117,4 +117,4 @@ EFI_STATUS read(const Map &map, const Access &access, UINT64 block, UINTN count,
   return status;
 }
 
-} // namespace volume_map
+} // namespace xyl::volume_map

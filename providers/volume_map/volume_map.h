@@ -6,7 +6,7 @@
 
 #include "providers/volume_map/mapping.h"
 
-namespace volume_map {
+namespace xyl::volume_map {
 
 constexpr UINT32 mostMembers = 64; // of a volume that is read
 
@@ -54,4 +54,4 @@ struct Access {
 // from parity. EFI_DEVICE_ERROR when there is no other way.
 EFI_STATUS read(const Map &map, const Access &access, UINT64 block, UINTN count, void *buffer);
 
-} // namespace volume_map
+} // namespace xyl::volume_map

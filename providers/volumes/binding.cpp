@@ -2,7 +2,7 @@
 #include "base/text.h"
 #include "providers/volumes/state.h"
 
-namespace volumes {
+namespace xyl::volumes {
 
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 
@@ -130,4 +130,4 @@ static EFI_STATUS EFIAPI getControllerName(EFI_COMPONENT_NAME2_PROTOCOL *, EFI_H
 
 EFI_COMPONENT_NAME2_PROTOCOL g_names = {getDriverName, getControllerName, languages};
 
-} // namespace volumes
+} // namespace xyl::volumes

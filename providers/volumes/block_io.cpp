@@ -2,7 +2,7 @@
 
 #include "base/pool.h"
 
-namespace volumes {
+namespace xyl::volumes {
 
 constexpr UINT64 blockIoRevision = 0x00010001;
 constexpr UINT32 mediaId = 1;
@@ -66,4 +66,4 @@ void makeBlockIo(Volume *volume) {
   volume->blockIo = {blockIoRevision, &volume->media, resetVolume, readVolume, writeVolume, flushVolume};
 }
 
-} // namespace volumes
+} // namespace xyl::volumes

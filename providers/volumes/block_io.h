@@ -3,9 +3,9 @@
 
 #include "providers/volumes/state.h"
 
-namespace volumes {
+namespace xyl::volumes {
 
 // Fills in the protocol and its media by the volume's map.
 void makeBlockIo(Volume *volume);
 
-} // namespace volumes
+} // namespace xyl::volumes

@@ -3,7 +3,7 @@
 #include "base/pool.h"
 #include "providers/volumes/state.h"
 
-namespace volumes {
+namespace xyl::volumes {
 
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 
@@ -71,4 +71,4 @@ EFI_STATUS readBlocks(EFI_BLOCK_IO_PROTOCOL *blockIo, UINT64 block, UINTN count,
   return status;
 }
 
-} // namespace volumes
+} // namespace xyl::volumes

@@ -4,7 +4,7 @@
 #include "providers/volumes/volumes.h"
 #include "uefi/health.h"
 
-namespace volumes {
+namespace xyl::volumes {
 
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_bindingGuid = EFI_DRIVER_BINDING_PROTOCOL_GUID;
@@ -199,8 +199,6 @@ static EFI_STATUS begin(EFI_HANDLE image) {
   return status;
 }
 
-} // namespace volumes
-
 // A first look that fails for want of memory is made up for when firmware boots.
 extern "C" EFI_STATUS EFIAPI RaidVolumesEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   using namespace volumes;
@@ -217,3 +215,5 @@ extern "C" EFI_STATUS EFIAPI RaidVolumesEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE
   g_state.isLookDue = g_state.isLookDue || EFI_ERROR(status);
   return EFI_SUCCESS;
 }
+
+} // namespace xyl::volumes

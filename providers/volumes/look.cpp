@@ -5,7 +5,7 @@
 #include "base/text.h"
 #include "providers/volumes/state.h"
 
-namespace volumes {
+namespace xyl::volumes {
 
 // --- One volume ---
 
@@ -232,4 +232,4 @@ void meet(Disk *disk) {
   }
 }
 
-} // namespace volumes
+} // namespace xyl::volumes

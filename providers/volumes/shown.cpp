@@ -5,7 +5,7 @@
 #include "base/pool.h"
 #include "providers/volumes/block_io.h"
 
-namespace volumes {
+namespace xyl::volumes {
 
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
@@ -168,4 +168,4 @@ void connectVolumes() {
   }
 }
 
-} // namespace volumes
+} // namespace xyl::volumes

@@ -1,7 +1,7 @@
 #include "providers/volumes/state.h"
 
-namespace volumes {
+namespace xyl::volumes {
 
 State g_state;
 
-} // namespace volumes
+} // namespace xyl::volumes

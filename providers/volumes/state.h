@@ -6,7 +6,7 @@
 #include "uefi/protocols.h"
 #include "uefi/storage.h"
 
-namespace volumes {
+namespace xyl::volumes {
 
 // A disk that the driver has to itself.
 struct Disk {
@@ -97,4 +97,4 @@ void meet(Disk *disk);
 extern EFI_DRIVER_BINDING_PROTOCOL g_binding;
 extern EFI_COMPONENT_NAME2_PROTOCOL g_names;
 
-} // namespace volumes
+} // namespace xyl::volumes

@@ -1,6 +1,6 @@
 #include "providers/xml_service/parser.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 static int compareNames(const CHAR8 *a, const CHAR8 *b) {
   while (*a == *b && *a != 0) {
@@ -66,4 +66,4 @@ bool attributeNamesDiffer(XML_ATTRIBUTE *first) {
   return true;
 }
 
-} // namespace xml_service
+} // namespace xyl::xml_service

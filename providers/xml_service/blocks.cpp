@@ -2,7 +2,7 @@
 
 #include "base/text.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 // A document's blocks double, so that a small one takes little and a large one asks for few. From some size on they are
 // a part of the document: there are never very many of them.
@@ -111,4 +111,4 @@ ServiceNode *newNode(const CHAR8 *name) {
   return node;
 }
 
-} // namespace xml_service
+} // namespace xyl::xml_service

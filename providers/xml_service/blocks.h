@@ -9,7 +9,7 @@
 #include "base/pool.h"
 #include "xml_protocol.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 struct Document;
 
@@ -112,4 +112,4 @@ void removeParsedBlock(Block *block);
 // The block that address lies in, or null.
 Block *parsedBlock(const void *address);
 
-} // namespace xml_service
+} // namespace xyl::xml_service

@@ -4,7 +4,7 @@
 
 #include "uefi/types.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 enum CharacterClass : UINT8 {
   classBlank = 0x01,     // white space
@@ -85,4 +85,4 @@ template <class T> inline T *skipClass(T *at, CharacterClass wanted) {
   }
 }
 
-} // namespace xml_service
+} // namespace xyl::xml_service

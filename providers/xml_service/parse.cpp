@@ -3,7 +3,7 @@
 #include "base/text.h"
 #include "providers/xml_service/parser.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 // The place behind the first mark from at on, or null when there is none before the document's end or a forbidden
 // character.
@@ -174,4 +174,4 @@ EFI_STATUS textToTree(const CHAR8 *text, XML_NODE **root) {
   return EFI_SUCCESS;
 }
 
-} // namespace xml_service
+} // namespace xyl::xml_service

@@ -4,19 +4,19 @@
 #include "providers/xml_service/parser.h"
 #include "providers/xml_service/runs.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 // What is looked at from a tag's name on: two vectors of text between two names, and what encloses them.
-static constexpr UINTN leafSize = 2 * guessSize + 3 * VECTOR_SIZE;
+static constexpr UINTN leafSize = 2 * guessSize + 3 * vectorSize;
 
 // What a leaf takes of a block at most: a name of one vector, a text of two, and their ends.
-static constexpr UINTN leafRoom = sizeof(ServiceNode) + 3 * VECTOR_SIZE + 2;
+static constexpr UINTN leafRoom = sizeof(ServiceNode) + 3 * vectorSize + 2;
 
 // Puts up to two vectors of text at to. Returns the place behind the text.
 static const CHAR8 *takeText(const CHAR8 *at, CHAR8 *to) {
-  UINTN length = VECTOR_SIZE;
-  for (int i = 0; i < 2 && length == VECTOR_SIZE; ++i) {
-    VECTOR vector = loadVector(at);
+  UINTN length = vectorSize;
+  for (int i = 0; i < 2 && length == vectorSize; ++i) {
+    Vector vector = loadVector(at);
     storeVector(to, vector);
     length = charactersBefore(maskTextEnds(vector));
     at += length;
@@ -28,8 +28,8 @@ static const CHAR8 *takeText(const CHAR8 *at, CHAR8 *to) {
 // Whether the same characters stand at a and b, and a tag's end behind a.
 static inline bool isEndTag(const CHAR8 *a, const CHAR8 *b, UINTN length) {
   UINTN same = charactersBefore(loadVector(a) != loadVector(b));
-  if (same == VECTOR_SIZE && length > VECTOR_SIZE) {
-    same += charactersBefore(loadVector(a + VECTOR_SIZE) != loadVector(b + VECTOR_SIZE));
+  if (same == vectorSize && length > vectorSize) {
+    same += charactersBefore(loadVector(a + vectorSize) != loadVector(b + vectorSize));
   }
   return same >= length && a[length] == '>';
 }
@@ -47,9 +47,9 @@ static const CHAR8 *readLeaf(Parser *parser, const CHAR8 *start) {
   if (nameLength != 0) {
     name = predicted->Name; // nobody changes a name
   } else {
-    VECTOR vector = loadVector(start);
+    Vector vector = loadVector(start);
     nameLength = charactersBefore(maskNameEnds(vector));
-    if (nameLength == 0 || nameLength == VECTOR_SIZE || start[nameLength] != '>') {
+    if (nameLength == 0 || nameLength == vectorSize || start[nameLength] != '>') {
       return nullptr;
     }
     storeVector(name, vector);
@@ -86,4 +86,4 @@ const CHAR8 *readLeaves(Parser *parser, const CHAR8 *at) {
   }
 }
 
-} // namespace xml_service
+} // namespace xyl::xml_service

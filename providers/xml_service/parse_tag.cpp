@@ -1,6 +1,6 @@
 #include "providers/xml_service/parser.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 static void openNode(Parser *parser, ServiceNode *node, const CHAR8 *name, UINTN nameLength) {
   parser->open = node;
@@ -83,7 +83,7 @@ const CHAR8 *readStartTag(Parser *parser, const CHAR8 *start) {
 // copy may still be on the way to memory, and reading it back would have to wait.
 static inline const CHAR8 *skipOpenName(const Parser *parser, const CHAR8 *at) {
   UINTN length = parser->nameLength;
-  if (length - 1 >= VECTOR_SIZE || !hasVector(parser, at)) {
+  if (length - 1 >= vectorSize || !hasVector(parser, at)) {
     return skipMarkup(at, parser->open->Name);
   }
   return charactersBefore(loadVector(at) != loadVector(parser->name)) >= length ? at + length : nullptr;
@@ -110,4 +110,4 @@ const CHAR8 *readEndTag(Parser *parser, const CHAR8 *at) {
   return at + 1;
 }
 
-} // namespace xml_service
+} // namespace xyl::xml_service

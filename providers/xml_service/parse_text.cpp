@@ -1,7 +1,7 @@
 #include "providers/xml_service/parser.h"
 #include "providers/xml_service/runs.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 struct NamedReference {
   const CHAR8 *text; // behind the "&"
@@ -65,7 +65,7 @@ static bool isSectionEnd(const CHAR8 *at) {
 }
 
 // What a text's place has room for at every moment: a vector, a character behind a vector's end, and the NUL.
-static constexpr UINTN textRoom = VECTOR_SIZE + 8;
+static constexpr UINTN textRoom = vectorSize + 8;
 
 // Takes the text that is being made to a block with room for twice of it. Returns where it ends there, or null.
 static CHAR8 *moveText(Parser *parser, const CHAR8 *end) {
@@ -82,7 +82,7 @@ static CHAR8 *moveText(Parser *parser, const CHAR8 *end) {
 
 // Adds a run of characters that mean themselves to the text that ends at *to. ends marks at least what is not of the
 // class plain.
-template <VECTOR_MASK ends(VECTOR vector), CharacterClass plain>
+template <VectorMask ends(Vector vector), CharacterClass plain>
 static const CHAR8 *takeRun(Parser *parser, const CHAR8 *at, CHAR8 **end) {
   CHAR8 *to = *end;
   for (;;) {
@@ -93,12 +93,12 @@ static const CHAR8 *takeRun(Parser *parser, const CHAR8 *at, CHAR8 **end) {
       }
     }
     if (hasVector(parser, at)) {
-      VECTOR vector = loadVector(at);
+      Vector vector = loadVector(at);
       storeVector(to, vector);
       UINTN length = charactersBefore(ends(vector));
       at += length;
       to += length;
-      if (length == VECTOR_SIZE) {
+      if (length == vectorSize) {
         continue;
       }
     }
@@ -219,4 +219,4 @@ const CHAR8 *readValue(Parser *parser, const CHAR8 *at, CHAR8 **value) {
   return at + 1;
 }
 
-} // namespace xml_service
+} // namespace xyl::xml_service

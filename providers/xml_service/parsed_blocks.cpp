@@ -2,7 +2,7 @@
 // and ranks are as good as random: so that the tree is as flat as if the blocks had come in random order.
 #include "providers/xml_service/blocks.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 static Block *g_top;
 
@@ -66,4 +66,4 @@ Block *parsedBlock(const void *address) {
   return block;
 }
 
-} // namespace xml_service
+} // namespace xyl::xml_service

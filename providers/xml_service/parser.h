@@ -6,7 +6,7 @@
 #include "providers/xml_service/blocks.h"
 #include "providers/xml_service/characters.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 // A pass over the user's text. One text at a time is made of it, a name, a value or a content, at the place where the
 // document's texts go on; it counts when it is ended. What is left open, the next one overwrites.
@@ -50,7 +50,7 @@ inline const CHAR8 *skipMarkup(const CHAR8 *at, const CHAR8 *markup) {
 
 // Whether a vector of the user's text may be read.
 inline bool hasVector(const Parser *parser, const CHAR8 *at) {
-  return static_cast<UINTN>(parser->end - at) >= VECTOR_SIZE;
+  return static_cast<UINTN>(parser->end - at) >= vectorSize;
 }
 
 // Skips a line feed and the blanks behind it: most of what stands between two tags.
@@ -59,8 +59,8 @@ inline const CHAR8 *skipIndentation(const Parser *parser, const CHAR8 *at) {
     return at;
   }
   ++at;
-  UINTN length = VECTOR_SIZE;
-  while (length == VECTOR_SIZE && hasVector(parser, at)) {
+  UINTN length = vectorSize;
+  while (length == vectorSize && hasVector(parser, at)) {
     length = charactersBefore(loadVector(at) != ' ');
     at += length;
   }
@@ -68,7 +68,7 @@ inline const CHAR8 *skipIndentation(const Parser *parser, const CHAR8 *at) {
 }
 
 // guessSize bytes must be there to be read for a guess.
-inline constexpr UINTN guessSize = 2 * VECTOR_SIZE + 1;
+inline constexpr UINTN guessSize = 2 * vectorSize + 1;
 
 // Links node behind the last child of the open element.
 inline void linkNode(Parser *parser, ServiceNode *node) {
@@ -129,4 +129,4 @@ const CHAR8 *readLeaves(Parser *parser, const CHAR8 *at);
 // attributes.cpp: whether no two attributes of a list linked by Next have the same name. Sets the Prev links if so.
 bool attributeNamesDiffer(XML_ATTRIBUTE *first);
 
-} // namespace xml_service
+} // namespace xyl::xml_service

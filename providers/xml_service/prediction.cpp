@@ -3,20 +3,20 @@
 // for.
 #include "providers/xml_service/parser.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 // How long the name is that stands at at, and ends its tag there, when it is node's; else 0. The node's name may be
 // read beyond its end, since a record or room for more lies behind it, and what is read of the document has no NUL.
 static UINTN guessName(const CHAR8 *at, const ServiceNode *node) {
   UINTN length = 0;
-  for (const CHAR8 *name = node->Name; length <= VECTOR_SIZE; name += VECTOR_SIZE) {
-    VECTOR vector = loadVector(name);
+  for (const CHAR8 *name = node->Name; length <= vectorSize; name += vectorSize) {
+    Vector vector = loadVector(name);
     UINTN part = charactersBefore(vector == 0);
     if (charactersBefore(loadVector(at + length) != vector) != part) {
       return 0;
     }
     length += part;
-    if (part != VECTOR_SIZE) {
+    if (part != vectorSize) {
       return at[length] == '>' ? length : 0;
     }
   }
@@ -46,4 +46,4 @@ UINTN findPredicted(const Parser *parser, const CHAR8 *at, ServiceNode **predict
   return length;
 }
 
-} // namespace xml_service
+} // namespace xyl::xml_service

@@ -4,19 +4,19 @@
 
 #include "base/vector.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
-inline VECTOR_MASK maskNameEnds(VECTOR vector) { // all but letters
+inline VectorMask maskNameEnds(Vector vector) { // all but letters
   return ((vector | 0x20) - 'a') > 'z' - 'a';
 }
-inline VECTOR_MASK maskTextEnds(VECTOR vector) {
+inline VectorMask maskTextEnds(Vector vector) {
   return (vector < 0x20) | (vector == '<') | (vector == '&') | (vector == ']');
 }
-inline VECTOR_MASK maskValueEnds(VECTOR vector) {
+inline VectorMask maskValueEnds(Vector vector) {
   return (vector < 0x20) | (vector == '<') | (vector == '&') | (vector == '"') | (vector == '\'');
 }
-inline VECTOR_MASK maskEscapes(VECTOR vector) { // of both classes that Serialize writes as they are
+inline VectorMask maskEscapes(Vector vector) { // of both classes that Serialize writes as they are
   return (vector < 0x20) | (vector > 0x7F) | (vector == '<') | (vector == '>') | (vector == '&') | (vector == '"');
 }
 
-} // namespace xml_service
+} // namespace xyl::xml_service

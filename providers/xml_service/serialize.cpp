@@ -5,7 +5,7 @@
 #include "providers/xml_service/characters.h"
 #include "providers/xml_service/runs.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 static constexpr CHAR8 prologue[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
@@ -24,7 +24,7 @@ struct Writer {
 // Makes sure that there is room for count bytes and another vector; false without memory.
 static bool reserve(Writer *writer, UINTN count) {
   Block *block = writer->document->block;
-  count += VECTOR_SIZE;
+  count += vectorSize;
   if (static_cast<UINTN>(block->records - reinterpret_cast<UINT8 *>(writer->at)) >= count) {
     return true;
   }
@@ -91,8 +91,8 @@ static void putEscaped(Writer *writer, const CHAR8 *text, UINTN length, Characte
   // The copy may be looked at in vectors: what lies behind it is ours, too.
   copyBytes(writer->at, text, length);
   UINTN clean = 0;
-  UINTN clear = VECTOR_SIZE;
-  for (; clean < length && clear == VECTOR_SIZE; clean += clear) {
+  UINTN clear = vectorSize;
+  for (; clean < length && clear == vectorSize; clean += clear) {
     clear = charactersBefore(maskEscapes(loadVector(writer->at + clean)));
   }
   if (clean >= length) {
@@ -134,11 +134,11 @@ static void putIndentation(Writer *writer, UINTN level) {
 
 static void putName(Writer *writer, const CHAR8 *name) {
   // Names lie in blocks, in front of a record or of room for more.
-  VECTOR vector = loadVector(name);
+  Vector vector = loadVector(name);
   UINTN length = charactersBefore(vector == 0);
-  if (length == VECTOR_SIZE) {
+  if (length == vectorSize) {
     putBytes(writer, name, textLength(name));
-  } else if (reserve(writer, VECTOR_SIZE)) {
+  } else if (reserve(writer, vectorSize)) {
     storeVector(writer->at, vector);
     writer->at += length;
   }
@@ -235,4 +235,4 @@ EFI_STATUS treeToText(ServiceNode *root, CHAR8 **text) {
   return writer.status;
 }
 
-} // namespace xml_service
+} // namespace xyl::xml_service

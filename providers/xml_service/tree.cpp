@@ -1,6 +1,6 @@
 #include "providers/xml_service/tree.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 // One release: users may link what lies in a document nowhere else, but when they do, the pool must not hear of it.
 struct Release {
@@ -86,4 +86,4 @@ EFI_STATUS freeTree(ServiceNode *root) {
   return release.status;
 }
 
-} // namespace xml_service
+} // namespace xyl::xml_service

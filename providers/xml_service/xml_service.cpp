@@ -6,7 +6,7 @@
 #include "providers/xml_service/tree.h"
 #include "uefi/protocols.h"
 
-namespace xml_service {
+namespace xyl::xml_service {
 
 static EFI_STATUS EFIAPI unused(XML_PROTOCOL *) {
   return EFI_UNSUPPORTED;
@@ -68,8 +68,6 @@ static EFI_STATUS EFIAPI unload(EFI_HANDLE image) {
   return EFI_ERROR(status) ? status : uninstall(image);
 }
 
-} // namespace xml_service
-
 using namespace xml_service;
 
 extern "C" EFI_STATUS EFIAPI XmlServiceEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
@@ -89,3 +87,5 @@ extern "C" EFI_STATUS EFIAPI XmlServiceEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE 
   loadedImage->Unload = unload;
   return EFI_SUCCESS;
 }
+
+} // namespace xyl::xml_service

@@ -6,6 +6,8 @@
 #include "base/format.h"
 #include "base/text.h"
 
+using namespace xyl;
+
 TEST(Text, EveryShortTextIsTheNumberThatTheLibraryReads) {
   forAllTexts(" \t019aFgxX", 6, [](std::string_view text) {
     EXPECT_EQ(parseDecimal(text.data()), decimalOf(text)) << text;
@@ -27,7 +29,7 @@ TEST(Text, EveryNumberAroundTheLargestIsTheNumberThatTheLibraryReads) {
 
 namespace {
 
-struct CONVERSION {
+struct Conversion {
   std::string flags, width, precision, modifier;
   char type;
 
@@ -35,7 +37,7 @@ struct CONVERSION {
   std::string left() const { return has('-') ? "%-" : "%"; }
 };
 
-template <class TEST> void forAllConversions(std::string_view types, TEST test) {
+template <class Test> void forAllConversions(std::string_view types, Test test) {
   for (unsigned flags = 0; flags < 32; ++flags) {
     std::string chosen;
     for (unsigned i = 0; i < 5; ++i) {
@@ -45,7 +47,7 @@ template <class TEST> void forAllConversions(std::string_view types, TEST test) 
       for (const char *precision : {"", ".", ".1", ".4", ".23"}) {
         for (const char *modifier : {"", "l", "L", "z", "ll", "h", "hh"}) {
           for (char type : types) {
-            test(CONVERSION{chosen, width, precision, modifier, type});
+            test(Conversion{chosen, width, precision, modifier, type});
           }
         }
       }
@@ -64,7 +66,7 @@ std::u16string EFIAPI printed(size_t capacity, const CHAR16 *format, ...) {
 }
 
 // Behind other text, before another argument, and in as little room as this run's turn gives.
-template <class ARGUMENT> void expectPrinted(const CONVERSION &conversion, ARGUMENT argument, std::string wanted) {
+template <class Argument> void expectPrinted(const Conversion &conversion, Argument argument, std::string wanted) {
   static size_t turn;
   wanted = ("<" + wanted + "7>").substr(0, ++turn % 50);
   std::string format = "<%" + conversion.flags + conversion.width + conversion.precision + conversion.modifier;
@@ -74,7 +76,7 @@ template <class ARGUMENT> void expectPrinted(const CONVERSION &conversion, ARGUM
       << format << " " << argument;
 }
 
-template <class ARGUMENT> std::string libraryText(const std::string &format, ARGUMENT argument) {
+template <class Argument> std::string libraryText(const std::string &format, Argument argument) {
   char text[128];
   std::snprintf(text, sizeof(text), format.c_str(), argument);
   return text;
@@ -87,7 +89,7 @@ UINT64 cut(UINT64 value, const std::string &modifier, bool isSigned) {
 }
 
 // Groups of three; zeros by the precision only, and without groups.
-std::string grouped(const CONVERSION &conversion, const std::string &sign, INT64 value) {
+std::string grouped(const Conversion &conversion, const std::string &sign, INT64 value) {
   std::string digits = libraryText("%lld", value).substr(value < 0 ? 1 : 0);
   for (size_t i = digits.size(); i > 3; i -= 3) {
     digits.insert(i - 3, ",");
@@ -101,7 +103,7 @@ std::string grouped(const CONVERSION &conversion, const std::string &sign, INT64
 
 // A precision of 0 prints the number 0, other than in the library.
 TEST(Print, EveryConversionOfANumberIsTheLibrarys) {
-  forAllConversions("dixuXp", [](const CONVERSION &conversion) {
+  forAllConversions("dixuXp", [](const Conversion &conversion) {
     bool isSigned = conversion.type == 'd' || conversion.type == 'i', isHex = !isSigned && conversion.type != 'u';
     std::string sign = !isSigned ? "" : conversion.has('+') ? "+" : conversion.has(' ') ? " " : "";
     bool zeros = conversion.has('0') || conversion.type == 'X' || conversion.type == 'p';
@@ -121,13 +123,13 @@ TEST(Print, EveryConversionOfANumberIsTheLibrarys) {
 
 TEST(Print, EveryConversionOfATextIsTheLibrarys) {
   static const EFI_GUID guid = {0x01020304, 0x0506, 0x0708, {9, 10, 11, 12, 13, 14, 15, 16}};
-  forAllConversions("a", [](const CONVERSION &conversion) {
+  forAllConversions("a", [](const Conversion &conversion) {
     std::string whole = conversion.left() + conversion.width + "s";
     std::string format = conversion.left() + conversion.width + conversion.precision + "s";
     for (const char *text : {"", "ab", "longer than that"}) {
       expectPrinted(conversion, text, libraryText(format, text));
     }
-    auto of = [&](char type) { return CONVERSION{conversion.flags, conversion.width, conversion.precision, "", type}; };
+    auto of = [&](char type) { return Conversion{conversion.flags, conversion.width, conversion.precision, "", type}; };
     expectPrinted(of('c'), UINT64{'!'}, libraryText(whole, "!"));
     expectPrinted(of('r'), EFI_NOT_FOUND, libraryText(format, "Not Found"));
     expectPrinted(of('g'), &guid, libraryText(whole, "01020304-0506-0708-090A-0B0C0D0E0F10"));

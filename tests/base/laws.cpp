@@ -3,6 +3,8 @@
 #include "base/rounding.h"
 #include "records/levels.h"
 
+using namespace xyl;
+
 using Wide = unsigned __int128; // has no end that these values reach
 
 constexpr bool holdsForRounding(UINT64 value, UINT64 by) {
@@ -15,8 +17,9 @@ constexpr bool holdsForRounding(UINT64 value, UINT64 by) {
 
 // Members share a size in whole grains that are enough together; a grain less of each is not.
 constexpr bool holdsForShares(UINT64 size, UINT64 members) {
-  Wide share = levelShare(size, members);
-  return share % LEVEL_GRAIN == 0 && share * members >= size && (share == 0 || (share - LEVEL_GRAIN) * members < size);
+  Wide share = records::levelShare(size, members);
+  return share % records::levelGrain == 0 && share * members >= size &&
+         (share == 0 || (share - records::levelGrain) * members < size);
 }
 
 constexpr bool holdsAround(UINT64 middle) {
@@ -27,7 +30,7 @@ constexpr bool holdsAround(UINT64 middle) {
         return false;
       }
     }
-    for (UINT64 members = 1; members <= 12 && value <= ~UINT64{0} - LEVEL_GRAIN + 1; ++members) {
+    for (UINT64 members = 1; members <= 12 && value <= ~UINT64{0} - records::levelGrain + 1; ++members) {
       if (!holdsForShares(value, members)) {
         return false;
       }
@@ -44,5 +47,5 @@ constexpr bool holdsAroundPowers() {
   }
   return true;
 }
-static_assert(holdsAroundPowers() && holdsAround(0) && holdsAround(10 * LEVEL_GRAIN) &&
-              holdsAround(~UINT64{0} - LEVEL_GRAIN));
+static_assert(holdsAroundPowers() && holdsAround(0) && holdsAround(10 * records::levelGrain) &&
+              holdsAround(~UINT64{0} - records::levelGrain));

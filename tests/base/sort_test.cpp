@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <vector>
 
+using namespace xyl;
+
 TEST(Sort, KeysAreSortedAndFound) {
   for (UINT32 count = 0; count < 40; ++count) {
     std::vector<UINT64> keys;

@@ -8,6 +8,8 @@
 #include "base/text.h"
 #include "host/firmware/firmware.h"
 
+using namespace xyl;
+
 TEST(Text, NarrowingKeepsLowBytesWithinTheLimit) {
   CHAR8 buffer[8];
   EXPECT_EQ(textNarrow(buffer, u"\uFF80\u0141bcdef", 4), 4U);
@@ -22,14 +24,14 @@ TEST(Base, NothingAndTooMuchGiveNothing) {
   EXPECT_EQ(parseHex(nullptr), 0U);
   EXPECT_EQ(textDuplicate(static_cast<const CHAR8 *>(nullptr)), nullptr);
   EXPECT_EQ(poolNew<UINT64>(~UINTN{0} / 8 + 1), nullptr);
-  POOL_ARRAY<void *> full = {nullptr, 0xFFFFFFF0, 0xFFFFFFF0};
+  PoolArray<void *> full = {nullptr, 0xFFFFFFF0, 0xFFFFFFF0};
   EXPECT_FALSE(arrayReserve(full, 100));
 }
 
 TEST(Pool, ArraysGrowAndStayWithoutMemory) {
-  Firmware firmware;
+  host::Firmware firmware;
   setSystemTable(firmware.systemTable());
-  POOL_ARRAY<void *> array = {};
+  PoolArray<void *> array = {};
   for (UINT32 i = 0; i < 100; ++i) {
     firmware.failAllocation(1);
     void **item = arrayAppend(array);
@@ -47,7 +49,7 @@ TEST(Pool, ArraysGrowAndStayWithoutMemory) {
 }
 
 TEST(Print, PlainTextsAreOneLineWhereThereIsAConsole) {
-  Firmware firmware;
+  host::Firmware firmware;
   setSystemTable(firmware.systemTable());
   std::string text(300, '.');
   printText(text.c_str(), "0123456789", "012345678|cut");

@@ -4,18 +4,20 @@
 
 #include <cstring>
 
+using namespace xyl;
+
 using words::unmarkedBefore;
 using words::Vector;
 
-static constexpr UINTN SIZE = sizeof(Vector);
+static constexpr UINTN size = sizeof(Vector);
 
 // A vector of neighbour but for one place.
 static Vector vectorWith(UINT8 character, UINTN place, UINT8 neighbour) {
-  UINT8 characters[SIZE];
-  std::memset(characters, neighbour, SIZE);
+  UINT8 characters[size];
+  std::memset(characters, neighbour, size);
   characters[place] = character;
   Vector vector;
-  std::memcpy(static_cast<void *>(&vector), characters, SIZE);
+  std::memcpy(static_cast<void *>(&vector), characters, size);
   return vector;
 }
 
@@ -26,12 +28,12 @@ static bool holds(UINT8 a, UINT8 b, UINTN place, UINT8 neighbour) {
   Vector right = vectorWith(b, place, neighbour);
   Vector result = (left | UINT8{0x20}) - b;
   Vector wanted = vectorWith(static_cast<UINT8>((a | 0x20) - b), place, static_cast<UINT8>((neighbour | 0x20) - b));
-  return unmarkedBefore(left < right) == (a < b ? place : SIZE) &&
-         unmarkedBefore(left > right) == (a > b ? place : SIZE) &&
-         unmarkedBefore(left != right) == (a != b ? place : SIZE) &&
+  return unmarkedBefore(left < right) == (a < b ? place : size) &&
+         unmarkedBefore(left > right) == (a > b ? place : size) &&
+         unmarkedBefore(left != right) == (a != b ? place : size) &&
          unmarkedBefore(left == a) == (a == neighbour ? 0 : place) &&
-         unmarkedBefore((left < right) | (left != right)) == (a != b ? place : SIZE) &&
-         unmarkedBefore(result != wanted) == SIZE && std::memcmp(&result, &wanted, SIZE) == 0;
+         unmarkedBefore((left < right) | (left != right)) == (a != b ? place : size) &&
+         unmarkedBefore(result != wanted) == size && std::memcmp(&result, &wanted, size) == 0;
 }
 
 TEST(VectorWords, CharactersDoNotTouchTheirNeighbours) {

@@ -17,12 +17,14 @@
 #include "client/client.h"
 #include "tests/support/paths.h"
 
+using namespace xyl;
+
 // A front that appends all that is written to a text.
-inline XYL_FRONT frontInto(std::string &text) {
-  XYL_FRONT front = {};
-  front.Context = &text;
-  front.WriteOut = front.WriteError = [](const XYL_FRONT *to, const CHAR8 *part, UINTN length) {
-    static_cast<std::string *>(to->Context)->append(part, length);
+inline client::Front frontInto(std::string &text) {
+  client::Front front = {};
+  front.context = &text;
+  front.writeOut = front.writeError = [](const client::Front *to, const CHAR8 *part, UINTN length) {
+    static_cast<std::string *>(to->context)->append(part, length);
   };
   return front;
 }
@@ -64,7 +66,7 @@ public:
   // Runs steps, "CODE LINE => PARTS": the exit code, a command line of xyl (of the system's shell behind a '!') and the
   // parts of what is printed, each behind the one before it, separated by '|'. A step with code 0 or 1 says nothing on
   // the error output, any other one says one line. A part behind a '^' follows at once. The standard input is no
-  // terminal, $LAB is the controller, $TESTS and $RECORDED are where tests and recordings lie. Returns what the last
+  // terminal, $LAB is the controller, $TESTS and $Recorded are where tests and recordings lie. Returns what the last
   // step printed.
   std::string expect(const std::vector<std::string> &steps) {
     std::string printed;

@@ -4,15 +4,15 @@
 #include "tests/driver/live/request_text.h"
 
 extern "C" {
-typedef void (*CONSUMER)(const CHAR8 *document, UINT32 length);
+typedef void (*Consumer)(const CHAR8 *document, UINT32 length);
 EFI_STATUS InstallExampleController(EFI_SYSTEM_TABLE *systemTable, UINT64 wwn, EFI_HANDLE *controller);
 EFI_STATUS RemoveExampleController(EFI_HANDLE controller);
-EFI_STATUS GetInventories(EFI_SYSTEM_TABLE *systemTable, CONSUMER consume);
+EFI_STATUS GetInventories(EFI_SYSTEM_TABLE *systemTable, Consumer consume);
 EFI_STATUS VerifySaved(RAID_XYL_PROTOCOL *xyl, CHAR8 *saved, UINT32 *differences);
 EFI_STATUS RestoreSaved(EFI_SYSTEM_TABLE *systemTable, RAID_XYL_PROTOCOL *xyl, CHAR8 *saved, BOOLEAN rebuild,
-                        CONSUMER consume);
+                        Consumer consume);
 EFI_STATUS ChangeConfiguration(EFI_SYSTEM_TABLE *systemTable, RAID_XYL_PROTOCOL *xyl, const CHAR8 *request,
-                               CONSUMER consume);
+                               Consumer consume);
 }
 
 static std::string g_document;
@@ -49,16 +49,17 @@ static std::string change(World &world, const std::string &methods) {
   return name(ChangeConfiguration(world.firmware.systemTable(), world.xyl, request.c_str(), keep));
 }
 
-static const std::string AUTO = "<Adapter><PatrolReadMode>Auto</PatrolReadMode></Adapter>";
-static const std::string MIRROR = "<VD><Name>System</Name><RAIDLevel>RAID 1</RAIDLevel></VD>";
-static const std::string STRIPES = "<VD><Name>Scratch</Name><RAIDLevel>RAID 0</RAIDLevel>"
+static const std::string autoText = "<Adapter><PatrolReadMode>Auto</PatrolReadMode></Adapter>";
+static const std::string mirror = "<VD><Name>System</Name><RAIDLevel>RAID 1</RAIDLevel></VD>";
+static const std::string stripes = "<VD><Name>Scratch</Name><RAIDLevel>RAID 0</RAIDLevel>"
                                    "<StripeSize>128 Kb</StripeSize></VD>";
-static const std::string SPARE = "<PD><Hotspare>Global</Hotspare></PD>";
+static const std::string spareState = "<PD><Hotspare>Global</Hotspare></PD>";
 
 static std::string configure(World &world) {
-  return change(world, method("Create", "Virtual Disk", {11, 13}, MIRROR) +
-                           method("Create", "Virtual Disk", {12, 14, 15}, STRIPES) +
-                           method("Change", "Physical Disk", {16}, SPARE) + method("Change", "Adapter", {}, AUTO));
+  return change(world, method("Create", "Virtual Disk", {11, 13}, mirror) +
+                           method("Create", "Virtual Disk", {12, 14, 15}, stripes) +
+                           method("Change", "Physical Disk", {16}, spareState) +
+                           method("Change", "Adapter", {}, autoText));
 }
 
 TEST(Examples, AReplacedAdapterIsRestored) {
@@ -76,7 +77,7 @@ TEST(Examples, AReplacedAdapterIsRestored) {
   plugIn(world, 0x5000000000000002);
   EXPECT_EQ(differences(world, saved), VERIFY_PART_REPLACEMENT | VERIFY_CONFIG_CHANGE);
   // Not those that the new one happens to have.
-  EXPECT_EQ(change(world, method("Create", "Virtual Disk", {11, 16}, MIRROR)), name(EFI_SUCCESS));
+  EXPECT_EQ(change(world, method("Create", "Virtual Disk", {11, 16}, mirror)), name(EFI_SUCCESS));
   EXPECT_EQ(name(RestoreSaved(world.firmware.systemTable(), world.xyl, saved.data(), /* Rebuild= */ 1, keep)),
             name(EFI_SUCCESS));
   EXPECT_EQ(countOf(g_document, "<Status>Success</Status>"), countOf(g_document, "<Operation ")) << g_document;
@@ -101,9 +102,9 @@ TEST(Examples, ChangesAreRefusedAsAWhole) {
     EFI_STATUS status;
   } cases[] = {
       {method("Change", "Adapter", {}, "<PD/>"), EFI_INVALID_PARAMETER},
-      {method("Create", "Virtual Disk", {16, 16}, MIRROR), EFI_INVALID_PARAMETER},
-      {method("Create", "Virtual Disk", {16, 11}, MIRROR), EFI_ACCESS_DENIED},
-      {method("Change", "Physical Disk", {16, 99}, SPARE), EFI_NOT_FOUND},
+      {method("Create", "Virtual Disk", {16, 16}, mirror), EFI_INVALID_PARAMETER},
+      {method("Create", "Virtual Disk", {16, 11}, mirror), EFI_ACCESS_DENIED},
+      {method("Change", "Physical Disk", {16, 99}, spareState), EFI_NOT_FOUND},
       {method("Delete", "Virtual Disk", {1, 9}), EFI_NOT_FOUND},
       {method("Import", "Adapter"), EFI_UNSUPPORTED},
       {method("Remove", "Virtual Disk", {1}), EFI_ABORTED}, // no such method: left out
@@ -113,8 +114,8 @@ TEST(Examples, ChangesAreRefusedAsAWhole) {
     EXPECT_EQ(inventory(world), before) << row.methods;
   }
   // With a saved document ids are looked up among its disks, which hands a copy of a disk back to the provider.
-  std::string request = element("raidData", method("Change", "Adapter", {11}, AUTO));
-  EXPECT_EQ(name(world.set({NORMAL, before.c_str(), request.c_str()}).status), name(EFI_SUCCESS));
+  std::string request = element("raidData", method("Change", "Adapter", {11}, autoText));
+  EXPECT_EQ(name(world.set({normal, before.c_str(), request.c_str()}).status), name(EFI_SUCCESS));
   // What cannot be read is refused before anything is handed over.
   std::string cut = "<raidData>";
   EXPECT_EQ(name(RestoreSaved(world.firmware.systemTable(), world.xyl, cut.data(), 1, keep)), name(EFI_ABORTED));

@@ -15,6 +15,8 @@
 #include "tests/providers/ddf/describe.h"
 #include "tests/providers/ddf/disks.h"
 
+using namespace xyl;
+
 static EFI_STATUS readImage(void *context, UINT64 lba, UINTN count, void *buffer) {
   ssize_t size = static_cast<ssize_t>(count * ddf::sectorSize);
   ssize_t got =
@@ -53,9 +55,9 @@ static bool showImages(char **paths, int count, bool names) {
 }
 
 static bool showPacked(const char *path) {
-  DISKS disks = loadDisks(path);
+  Disks disks = loadDisks(path);
   std::vector<ddf::Source> sources;
-  for (SPARSE_DISK &disk : disks) {
+  for (SparseDisk &disk : disks) {
     sources.push_back(disk.source());
   }
   std::printf("file %s\n", path);
@@ -63,7 +65,7 @@ static bool showPacked(const char *path) {
 }
 
 int main(int argc, char **argv) {
-  Firmware firmware;
+  host::Firmware firmware;
   setSystemTable(firmware.systemTable());
   const char *option = argc > 2 ? argv[1] : "";
   if (std::strcmp(option, "--packed") != 0) {

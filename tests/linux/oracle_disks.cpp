@@ -9,10 +9,12 @@
 #include "base/pool.h"
 #include "fuzz/ddf_input.h"
 
-static void pack(const std::string &path, const DISKS &disks) {
+using namespace xyl;
+
+static void pack(const std::string &path, const Disks &disks) {
   std::ofstream out(path, std::ios::binary);
   auto number = [&](uint64_t value) { out.write(reinterpret_cast<const char *>(&value), sizeof(value)); };
-  for (const SPARSE_DISK &disk : disks) {
+  for (const SparseDisk &disk : disks) {
     number(disk.sectors);
     number(disk.kept.size());
     for (const auto &[lba, bytes] : disk.kept) {
@@ -22,7 +24,7 @@ static void pack(const std::string &path, const DISKS &disks) {
   }
 }
 
-static constexpr TEST_VIRTUAL_DISK g_levels[] = {
+static constexpr TestVirtualDisk g_levels[] = {
     {0x00, 0, 0xFF, 1, 3, 7, 300}, {0x01, 0, 0xFF, 1, 2, 0xFF, 300}, {0x01, 1, 0xFF, 1, 3, 7, 300},
     {0x04, 1, 0xFF, 1, 3, 7, 256}, {0x05, 0, 0xFF, 1, 3, 7, 256},    {0x05, 2, 0xFF, 1, 4, 7, 256},
     {0x05, 3, 0xFF, 1, 3, 0, 256}, {0x06, 1, 0xFF, 1, 4, 7, 256},    {0x06, 2, 0xFF, 1, 4, 7, 256},
@@ -32,11 +34,11 @@ static constexpr TEST_VIRTUAL_DISK g_levels[] = {
 };
 
 // What happens to a set; disk and copy are one of its disks and what it has.
-struct CHANGE_ROW {
+struct ChangeRow {
   const char *name;
   void (*change)(ddf::Copy &copy, size_t disk);
 };
-static const CHANGE_ROW g_changes[] = {
+static const ChangeRow g_changes[] = {
     {"whole", [](ddf::Copy &, size_t) {}},
     {"failed",
      [](ddf::Copy &copy, size_t) {
@@ -76,8 +78,8 @@ static const CHANGE_ROW g_changes[] = {
 
 static void packMade(const std::string &folder) {
   for (size_t i = 0; i < std::size(g_levels); ++i) {
-    for (const CHANGE_ROW &row : g_changes) {
-      DISKS disks = makeDisks(g_levels[i], /* extraDisks= */ 1, ddf::smallLimits);
+    for (const ChangeRow &row : g_changes) {
+      Disks disks = makeDisks(g_levels[i], /* extraDisks= */ 1, ddf::smallLimits);
       changeDisks(disks, row.change);
       pack(folder + "/made-" + std::to_string(i) + "-" + row.name + ".disks", disks);
     }
@@ -85,13 +87,13 @@ static void packMade(const std::string &folder) {
 }
 
 int main(int argc, char **argv) {
-  Firmware firmware;
+  host::Firmware firmware;
   setSystemTable(firmware.systemTable());
   packMade(argv[1]);
   for (int i = 2; i < argc; ++i) {
     std::ifstream in(argv[i], std::ios::binary);
     std::vector<char> bytes{std::istreambuf_iterator<char>(in), {}};
-    DDF_INPUT input = readDdfInput({reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()});
+    DdfInput input = readDdfInput({reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()});
     pack(argv[1] + ("/" + std::filesystem::path(argv[i]).filename().string()) + ".disks", input.disks);
   }
 }

@@ -13,7 +13,9 @@
 #include "host/firmware/firmware.h"
 #include "providers/volume_map/volume_map.h"
 
-using BYTES = std::vector<char>;
+using namespace xyl;
+
+using Bytes = std::vector<char>;
 
 static EFI_STATUS readImage(void *context, UINT64 lba, UINTN count, void *buffer) {
   auto &file = *static_cast<std::ifstream *>(context);
@@ -24,44 +26,44 @@ static EFI_STATUS readImage(void *context, UINT64 lba, UINTN count, void *buffer
              : EFI_DEVICE_ERROR;
 }
 
-struct READER {
+struct Reader {
   const ddf::Model *model;
   const volume_map::Map *map;
 };
 
 static EFI_STATUS readMember(void *context, UINT32 member, UINT64 block, UINTN count, void *buffer) {
-  auto &reader = *static_cast<READER *>(context);
+  auto &reader = *static_cast<Reader *>(context);
   const ddf::Source &source = reader.model->disks[reader.map->members[member].disk].source;
   return source.read(source.context, block, count, buffer);
 }
 
 // Empty when it is refused.
-static BYTES readVolume(const ddf::Model &model, const ddf::Set &set, const ddf::VirtualDisk &volume) {
+static Bytes readVolume(const ddf::Model &model, const ddf::Set &set, const ddf::VirtualDisk &volume) {
   volume_map::Map map = {};
   volume_map::Judgement judgement = volume_map::judge(model, set, volume, &map);
   if (judgement.why != nullptr) {
     return {};
   }
-  READER reader = {&model, &map};
-  BYTES scratch(size_t{128} * ddf::sectorSize), bytes(map.layout.blocks * ddf::sectorSize);
+  Reader reader = {&model, &map};
+  Bytes scratch(size_t{128} * ddf::sectorSize), bytes(map.layout.blocks * ddf::sectorSize);
   volume_map::Access access = {readMember, &reader, scratch.data(), 128};
   EFI_STATUS status = volume_map::read(map, access, 0, map.layout.blocks, bytes.data());
-  return EFI_ERROR(status) ? BYTES{} : bytes;
+  return EFI_ERROR(status) ? Bytes{} : bytes;
 }
 
-struct COUNTS {
-  BYTES whole;
+struct Counts {
+  Bytes whole;
   int equal, refused, wrong;
 };
 
 // Whether the members allow it is asked of the model, which has rules of its own.
-static void compare(const ddf::Model &model, std::map<std::string, COUNTS> &volumes) {
+static void compare(const ddf::Model &model, std::map<std::string, Counts> &volumes) {
   for (UINT32 i = 0; i < model.setCount; ++i) {
     const ddf::Set &set = model.sets[i];
     for (UINT32 j = 0; j < set.virtualDiskCount; ++j) {
       const ddf::VirtualDisk &volume = set.virtualDisks[j];
-      COUNTS &counts = volumes[volume.name];
-      BYTES bytes = readVolume(model, set, volume);
+      Counts &counts = volumes[volume.name];
+      Bytes bytes = readVolume(model, set, volume);
       bool allowed = ddf::stateOfMembers(volume) != ddf::vdFailed;
       counts.whole = counts.whole.empty() ? bytes : counts.whole;
       bool right = allowed ? !bytes.empty() && bytes == counts.whole : bytes.empty();
@@ -71,7 +73,7 @@ static void compare(const ddf::Model &model, std::map<std::string, COUNTS> &volu
 }
 
 int main(int count, char **arguments) {
-  Firmware firmware;
+  host::Firmware firmware;
   setSystemTable(firmware.systemTable());
   std::vector<std::unique_ptr<std::ifstream>> files;
   std::vector<ddf::Source> sources;
@@ -80,7 +82,7 @@ int main(int count, char **arguments) {
     UINT64 sectors = static_cast<UINT64>(files.back()->tellg()) / ddf::sectorSize;
     sources.push_back({readImage, files.back().get(), sectors});
   }
-  std::map<std::string, COUNTS> volumes;
+  std::map<std::string, Counts> volumes;
   for (unsigned missing = 0; missing < 1U << sources.size(); ++missing) {
     std::vector<ddf::Source> there;
     for (size_t i = 0; i < sources.size(); ++i) {

@@ -3,30 +3,32 @@
 #include <map>
 #include <optional>
 
+using namespace xyl;
+
 // The controller's end during one call: the commands that must come are compared with those that came.
-struct WIRE {
-  STATE &state;
-  const CALL &call;
+struct Wire {
+  State &state;
+  const Call &call;
   const sim::Controller *sim;
   UINT64 next; // number of the next command
   std::string &wrong;
-  OUTCOME outcome = {EFI_SUCCESS};
+  RunOutcome outcome = {EFI_SUCCESS};
   size_t counted = 0; // of the commands those that the fault counts
 
   // *hasData tells whether an answer holds records.
-  EFI_STATUS send(const COMMAND &command, bool *hasData = nullptr);
-  EFI_STATUS step(const char *name, const COMMAND &command, EFI_STATUS harmless = EFI_SUCCESS);
+  EFI_STATUS send(const Command &command, bool *hasData = nullptr);
+  EFI_STATUS step(const char *name, const Command &command, EFI_STATUS harmless = EFI_SUCCESS);
   void note(const std::string &name, EFI_STATUS status);
 };
 
-EFI_STATUS WIRE::send(const COMMAND &command, bool *hasData) {
+EFI_STATUS Wire::send(const Command &command, bool *hasData) {
   const sim::LogEntry *came = sim::command(sim, next++);
   std::string is = came == nullptr ? "none" : describe(came), mustBe = describe(command);
   if (!wrong.empty() || is != mustBe) {
     wrong += "command must be " + mustBe + "\nbut is          " + is + "\n";
     return EFI_ABORTED;
   }
-  const FAULT &fault = call.fault;
+  const Fault &fault = call.fault;
   bool isList = command.command == RAID_COMMAND_GET && command.objectType == RAID_OBJECT_VIRTUAL_DISK;
   bool counts = !fault.ofLists || isList;
   counted += counts ? 1 : 0;
@@ -43,21 +45,21 @@ EFI_STATUS WIRE::send(const COMMAND &command, bool *hasData) {
   return came->status;
 }
 
-void WIRE::note(const std::string &name, EFI_STATUS status) {
+void Wire::note(const std::string &name, EFI_STATUS status) {
   outcome.hasLog = true;
   char code[20];
   std::snprintf(code, sizeof code, " %llX", static_cast<unsigned long long>(status & ~EFI_ERROR_BIT));
   outcome.log += (outcome.log.empty() ? "" : ", ") + name + (status == EFI_SUCCESS ? "" : code);
 }
 
-EFI_STATUS WIRE::step(const char *name, const COMMAND &command, EFI_STATUS harmless) {
+EFI_STATUS Wire::step(const char *name, const Command &command, EFI_STATUS harmless) {
   EFI_STATUS status = send(command);
   status = status == harmless ? EFI_SUCCESS : status;
   note(name, status);
   return status;
 }
 
-static EFI_STATUS get(WIRE &wire, UINT32 objectType, bool *hasData) {
+static EFI_STATUS get(Wire &wire, UINT32 objectType, bool *hasData) {
   *hasData = false;
   return wire.send({RAID_COMMAND_GET, objectType}, hasData);
 }
@@ -69,7 +71,7 @@ static std::string fqddOf(const sim::Disk &disk) {
 }
 
 // A saved disk stands for the one that is now in its place. False when there is none.
-static bool translate(WIRE &wire, UINT32 *id) {
+static bool translate(Wire &wire, UINT32 *id) {
   const sim::Disk *known = wire.call.saved == nullptr ? nullptr : find(wire.call.saved->state.disks.items, *id);
   if (known == nullptr) {
     return true;
@@ -87,7 +89,7 @@ static bool translate(WIRE &wire, UINT32 *id) {
   return false;
 }
 
-static bool translateAll(WIRE &wire, COMMAND *command) {
+static bool translateAll(Wire &wire, Command *command) {
   bool refers = command->command == RAID_COMMAND_CREATE ||
                 (command->command == RAID_COMMAND_CHANGE && command->objectType != RAID_OBJECT_ENCLOSURE);
   for (UINT32 &id : command->ids) {
@@ -99,10 +101,10 @@ static bool translateAll(WIRE &wire, COMMAND *command) {
 }
 
 // By the target ids that the request asked for, the ids of what it created.
-using REFERENCES = std::map<UINT32, UINT32>;
+using References = std::map<UINT32, UINT32>;
 
-static void resolve(const REFERENCES &references, COMMAND *command) {
-  SPARE *spare = std::get_if<SPARE>(&command->payload);
+static void resolve(const References &references, Command *command) {
+  Spare *spare = std::get_if<Spare>(&command->payload);
   for (size_t i = 0; spare != nullptr && !command->ids.empty() && i < spare->virtualDisks.size(); ++i) {
     auto known = references.find(spare->virtualDisks[i]);
     if ((spare->virtualDisks[i] & 0x0FF00000) != 0 && known != references.end()) {
@@ -111,21 +113,21 @@ static void resolve(const REFERENCES &references, COMMAND *command) {
   }
 }
 
-static IDS virtualDiskIds(WIRE &wire, EFI_STATUS *status) {
+static Ids virtualDiskIds(Wire &wire, EFI_STATUS *status) {
   bool hasData = false;
   *status = get(wire, RAID_OBJECT_VIRTUAL_DISK, &hasData);
-  return hasData ? idsOf(wire.state.virtualDisks.items) : IDS{};
+  return hasData ? idsOf(wire.state.virtualDisks.items) : Ids{};
 }
 
 // A Create is told by the lists before and after it; when the second cannot be read, it counts as failed.
-static EFI_STATUS sendCreate(WIRE &wire, const COMMAND &command, REFERENCES *references) {
+static EFI_STATUS sendCreate(Wire &wire, const Command &command, References *references) {
   EFI_STATUS status = EFI_SUCCESS;
-  IDS before = virtualDiskIds(wire, &status);
+  Ids before = virtualDiskIds(wire, &status);
   status = wire.send(command);
   if (EFI_ERROR(status)) {
     return status;
   }
-  IDS after = virtualDiskIds(wire, &status);
+  Ids after = virtualDiskIds(wire, &status);
   auto created = std::find_if(after.begin(), after.end(), [&](UINT32 id) { return !contains(before, id); });
   auto *wanted = std::get_if<sim::VirtualDisk>(&command.payload);
   if (after.size() == before.size() + 1 && created != after.end() && wanted != nullptr) {
@@ -146,10 +148,10 @@ static std::string operationName(UINT32 command) {
   return found == names.end() ? text : found->second;
 }
 
-static EFI_STATUS runMethods(WIRE &wire) {
-  REFERENCES references;
-  for (const METHOD &method : wire.call.methods) {
-    COMMAND command = method.command;
+static EFI_STATUS runMethods(Wire &wire) {
+  References references;
+  for (const Method &method : wire.call.methods) {
+    Command command = method.command;
     if (!method.readable) {
       continue;
     }
@@ -174,7 +176,7 @@ static EFI_STATUS runMethods(WIRE &wire) {
 // --- The restore ---
 
 // For each saved disk the id of the one that stands in for it. No map without disks on both sides.
-using MAP = std::vector<std::optional<UINT32>>;
+using Map = std::vector<std::optional<UINT32>>;
 
 static bool suits(const sim::Disk &saved, const sim::Disk &now) {
   bool encrypts =
@@ -188,8 +190,8 @@ static bool samePlace(const sim::Disk &a, const sim::Disk &b) {
          a.record.Port == b.record.Port;
 }
 
-static MAP mapDisks(const std::vector<sim::Disk> &saved, const std::vector<sim::Disk> &current) {
-  MAP map(current.empty() ? 0 : saved.size());
+static Map mapDisks(const std::vector<sim::Disk> &saved, const std::vector<sim::Disk> &current) {
+  Map map(current.empty() ? 0 : saved.size());
   for (bool inPlace : {true, false}) {
     for (size_t i = 0; i < map.size(); ++i) {
       for (const sim::Disk &disk : current) {
@@ -217,17 +219,17 @@ static bool settingsDiffer(sim::Adapter current, sim::Adapter saved) {
       return true;
     }
   }
-  return !std::equal(modesOf(current), modesOf(current) + MODES, modesOf(saved));
+  return !std::equal(modesOf(current), modesOf(current) + modeCount, modesOf(saved));
 }
 
-static EFI_STATUS readCurrent(WIRE &wire, UINT32 objectType) {
+static EFI_STATUS readCurrent(Wire &wire, UINT32 objectType) {
   bool hasData = false;
   EFI_STATUS status = get(wire, objectType, &hasData);
   wire.note("GetLive", status);
   return EFI_ERROR(status) || hasData ? status : EFI_NOT_FOUND;
 }
 
-static EFI_STATUS clearAll(WIRE &wire, bool hadKey) {
+static EFI_STATUS clearAll(Wire &wire, bool hadKey) {
   EFI_STATUS status = wire.step("ResetConfig", {RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER});
   if (!EFI_ERROR(status)) {
     status = wire.step("ClearForeignConfig", {RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER}, /* harmless= */ EFI_NOT_FOUND);
@@ -239,7 +241,7 @@ static EFI_STATUS clearAll(WIRE &wire, bool hadKey) {
 }
 
 // The disk that stands in for a member. Ids stay 0 without a map; *status tells why a virtual disk cannot be created.
-static UINT32 standInFor(const WIRE &wire, const MAP &map, UINT32 member, EFI_STATUS *status) {
+static UINT32 standInFor(const Wire &wire, const Map &map, UINT32 member, EFI_STATUS *status) {
   for (size_t i = 0; i < map.size(); ++i) {
     if (wire.call.saved->state.disks.items[i].record.ObjectID == member) {
       *status = map[i].has_value() || EFI_ERROR(*status) ? *status : EFI_OUT_OF_RESOURCES;
@@ -251,12 +253,12 @@ static UINT32 standInFor(const WIRE &wire, const MAP &map, UINT32 member, EFI_ST
 }
 
 // Only a member that is none of the saved disks ends the restore.
-static EFI_STATUS createVirtualDisks(WIRE &wire, const MAP &map) {
+static EFI_STATUS createVirtualDisks(Wire &wire, const Map &map) {
   for (sim::VirtualDisk virtualDisk : wire.call.saved->state.virtualDisks.items) {
     bool impossible = (virtualDisk.record.Attributes & RAID_VD_ATTRIBUTE_CACHECADE) != 0 &&
                       (wire.state.adapter.record.Attributes & RAID_ADAPTER_ATTRIBUTE_CACHECADE_CAPABLE) == 0;
     EFI_STATUS status = impossible ? EFI_UNSUPPORTED : EFI_SUCCESS;
-    IDS members;
+    Ids members;
     for (UINT32 i = 0; !impossible && i < virtualDisk.record.PDCount && status != EFI_INVALID_PARAMETER; ++i) {
       members.push_back(standInFor(wire, map, virtualDisk.PDs[i], &status));
     }
@@ -273,14 +275,14 @@ static EFI_STATUS createVirtualDisks(WIRE &wire, const MAP &map) {
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS createSpares(WIRE &wire, const MAP &map) {
+static EFI_STATUS createSpares(Wire &wire, const Map &map) {
   for (size_t i = 0; i < map.size(); ++i) {
     const sim::Disk &disk = wire.call.saved->state.disks.items[i];
     if (disk.record.Hotspare == 0 || !map[i].has_value()) {
       continue;
     }
     // The virtual disks are those of the saved document, whatever ids they have now.
-    SPARE spare = {disk.record.Hotspare, listOf(disk)};
+    Spare spare = {disk.record.Hotspare, listOf(disk)};
     EFI_STATUS status = wire.step("ChangePD", {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, {*map[i]}, spare});
     if (EFI_ERROR(status) && wire.call.stopOnError) {
       return status;
@@ -289,11 +291,11 @@ static EFI_STATUS createSpares(WIRE &wire, const MAP &map) {
   return EFI_SUCCESS;
 }
 
-static COMMAND savedSettings(const WIRE &wire) {
+static Command savedSettings(const Wire &wire) {
   return {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, {}, wire.call.saved->state.adapter};
 }
 
-static EFI_STATUS changeSettings(WIRE &wire) {
+static EFI_STATUS changeSettings(Wire &wire) {
   if ((wire.state.adapter.record.Attributes & RAID_ADAPTER_ATTRIBUTE_HIDES_PDS) == 0) {
     return EFI_SUCCESS;
   }
@@ -301,8 +303,8 @@ static EFI_STATUS changeSettings(WIRE &wire) {
   return EFI_ERROR(status) && wire.call.stopOnError ? status : EFI_SUCCESS;
 }
 
-static EFI_STATUS restore(WIRE &wire) {
-  const STATE before = wire.state, &saved = wire.call.saved->state;
+static EFI_STATUS restore(Wire &wire) {
+  const State before = wire.state, &saved = wire.call.saved->state;
   EFI_STATUS status = readCurrent(wire, RAID_OBJECT_ADAPTER);
   if (EFI_ERROR(status)) {
     return status;
@@ -311,7 +313,7 @@ static EFI_STATUS restore(WIRE &wire) {
   if (EFI_ERROR(status) && status != EFI_NOT_FOUND) {
     return status;
   }
-  MAP map = EFI_ERROR(status) ? MAP{} : mapDisks(saved.disks.items, before.disks.items);
+  Map map = EFI_ERROR(status) ? Map{} : mapDisks(saved.disks.items, before.disks.items);
   status = saved.adapter.record.PCIID.DeviceID == before.adapter.record.PCIID.DeviceID ? EFI_SUCCESS : EFI_UNSUPPORTED;
   wire.note("Validate", status);
   if (EFI_ERROR(status)) {
@@ -326,8 +328,8 @@ static EFI_STATUS restore(WIRE &wire) {
   return EFI_ERROR(status) ? status : createSpares(wire, map);
 }
 
-static EFI_STATUS setLive(WIRE &wire) {
-  const CALL &call = wire.call;
+static EFI_STATUS setLive(Wire &wire) {
+  const Call &call = wire.call;
   if ((!call.restore && !call.normal) || (!call.hasRequest && call.saved == nullptr)) {
     return EFI_INVALID_PARAMETER;
   }
@@ -342,8 +344,8 @@ static EFI_STATUS setLive(WIRE &wire) {
   return EFI_ERROR(status) ? status : EFI_SUCCESS;
 }
 
-OUTCOME expect(STATE &state, const CALL &call, const sim::Controller *sim, UINT64 first, std::string *wrong) {
-  WIRE wire = {state, call, sim, first, *wrong};
+RunOutcome expect(State &state, const Call &call, const sim::Controller *sim, UINT64 first, std::string *wrong) {
+  Wire wire = {state, call, sim, first, *wrong};
   wire.outcome.status = setLive(wire);
   if (wire.next != sim::commandCount(sim) && wrong->empty()) {
     *wrong = std::to_string(sim::commandCount(sim) - first) + " commands, must be " +

@@ -1,27 +1,29 @@
 #include "tests/model/judge.h"
 
-static ANSWER perform(World &world, const CALL &call) {
+using namespace xyl;
+
+static OperationAnswer perform(World &world, const Call &call) {
   std::string options = optionsText(call), request = requestText(call);
-  const FAULT &fault = call.fault;
+  const Fault &fault = call.fault;
   if (fault.nth != 0) {
     sim::FaultKind kind = fault.status == EFI_SUCCESS ? sim::faultNoData : sim::faultStatus;
     UINT32 command = fault.ofLists ? UINT32{RAID_COMMAND_GET} : sim::anyCode;
     UINT32 objectType = fault.ofLists ? UINT32{RAID_OBJECT_VIRTUAL_DISK} : sim::anyCode;
     sim::addFault(world.sim, {kind, command, objectType, fault.nth, fault.once, fault.status, 0});
   }
-  ANSWER answer = world.set({options.c_str(), call.saved != nullptr ? call.saved->text.c_str() : nullptr,
-                             call.hasRequest ? request.c_str() : nullptr});
+  OperationAnswer answer = world.set({options.c_str(), call.saved != nullptr ? call.saved->text.c_str() : nullptr,
+                                      call.hasRequest ? request.c_str() : nullptr});
   sim::clearFaults(world.sim);
   return answer;
 }
 
-std::string judge(World &world, const CALL &call) {
-  STATE state(world.sim);
+std::string judge(World &world, const Call &call) {
+  State state(world.sim);
   uint64_t allocations = world.firmware.pool().liveAllocations;
   UINT64 first = sim::commandCount(world.sim);
-  ANSWER answer = perform(world, call);
+  OperationAnswer answer = perform(world, call);
   std::string wrong;
-  OUTCOME wanted = expect(state, call, world.sim, first, &wrong);
+  RunOutcome wanted = expect(state, call, world.sim, first, &wrong);
   std::string root = call.hasRequest ? "<RaidConfig" : "<RaidRestore";
   std::string result = name(answer.status) + " " + (answer.hasText ? stepLine(answer.text) : "without a log");
   std::string wantedResult = name(wanted.status) + " " + (wanted.hasLog ? wanted.log : "without a log");
@@ -31,9 +33,10 @@ std::string judge(World &world, const CALL &call) {
   bool freed = answer.optionsFreed && answer.savedFreed == (hasMode && call.saved != nullptr) &&
                answer.requestFreed == (hasMode && call.hasRequest);
   wrong += freed ? "" : "the documents were not freed as they must be\n";
-  bool balanced = world.firmware.pool().liveAllocations == allocations && accountingBalanced(&world.sim->accounting);
+  bool balanced =
+      world.firmware.pool().liveAllocations == allocations && records::accountingBalanced(&world.sim->accounting);
   wrong += balanced ? "" : "memory or records were left behind\n";
-  STATE now(world.sim);
+  State now(world.sim);
   auto &is = now.virtualDisks.items, &mustBe = state.virtualDisks.items;
   for (size_t i = 0; i < std::min(is.size(), mustBe.size()); ++i) {
     auto &size = mustBe[i].record;

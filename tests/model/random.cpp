@@ -4,18 +4,20 @@
 #include "providers/sim_controller/hand.h"
 #include "tests/driver/live/request_text.h"
 
-static constexpr UINT64 GB = 1000000000ULL;
-static constexpr UINT32 UNKNOWN_DISK = 7777;
+using namespace xyl;
 
-UINT32 RANDOM::below(UINT32 bound) {
+static constexpr UINT64 gb = 1000000000ULL;
+static constexpr UINT32 unknownDisk = 7777;
+
+UINT32 Random::below(UINT32 bound) {
   state += 0x9E3779B97F4A7C15ULL;
   UINT64 mixed = (state ^ (state >> 30)) * 0xBF58476D1CE4E5B9ULL;
   mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EBULL;
   return static_cast<UINT32>((mixed ^ (mixed >> 31)) % bound);
 }
 
-static IDS someOf(RANDOM &random, IDS ids, UINT32 count) {
-  IDS chosen;
+static Ids someOf(Random &random, Ids ids, UINT32 count) {
+  Ids chosen;
   while (!ids.empty() && chosen.size() < count) {
     UINT32 at = random.below(static_cast<UINT32>(ids.size()));
     chosen.push_back(ids[at]);
@@ -35,19 +37,19 @@ static const struct {
     {"LearnMode", {"Auto", "Disabled", "Warn"}},        {"CheckConsistencyMode", {"Normal", "Stop On Error"}},
     {"PatrolReadMode", {"Disabled", "Manual", "Auto"}}, {"CopyBackMode", {"Off", "On", "SMART", "On w/ SMART"}}};
 
-static UINT8 randomMode(RANDOM &random, size_t mode) {
+static UINT8 randomMode(Random &random, size_t mode) {
   UINT32 value = random.below(static_cast<UINT32>(g_modes[mode].names.size()));
-  value = mode == PATROL_READ ? value * 4 + RAID_PATROL_READ_MODE_CORRECT_AREAS * random.below(2) : value;
+  value = mode == patrolRead ? value * 4 + RAID_PATROL_READ_MODE_CORRECT_AREAS * random.below(2) : value;
   return random.chance(15) ? 0 : static_cast<UINT8>(RAID_MODE_PRESENT | value);
 }
 
-static void insertDisks(sim::Controller *sim, RANDOM &random) {
-  constexpr UINT32 SAS = RAID_PROTOCOL_SAS, SATA = RAID_PROTOCOL_SATA;
-  constexpr UINT8 FDE = RAID_PD_ATTRIBUTE_FDE, SSD = RAID_PD_ATTRIBUTE_SSD;
-  static const std::vector<sim::Drive> drives = {{600 * GB, SAS, 0},   {600 * GB, SAS, 0},   {600 * GB, SAS, 0},
-                                                 {600 * GB, SAS, 0},   {900 * GB, SAS, 0},   {600 * GB, SATA, 0},
-                                                 {600 * GB, SAS, FDE}, {600 * GB, SAS, FDE}, {600 * GB, SAS, SSD}};
-  IDS places; // enclosure * 10 + slot; none is direct
+static void insertDisks(sim::Controller *sim, Random &random) {
+  constexpr UINT32 sas = RAID_PROTOCOL_SAS, sata = RAID_PROTOCOL_SATA;
+  constexpr UINT8 fde = RAID_PD_ATTRIBUTE_FDE, ssd = RAID_PD_ATTRIBUTE_SSD;
+  static const std::vector<sim::Drive> drives = {{600 * gb, sas, 0},   {600 * gb, sas, 0},   {600 * gb, sas, 0},
+                                                 {600 * gb, sas, 0},   {900 * gb, sas, 0},   {600 * gb, sata, 0},
+                                                 {600 * gb, sas, fde}, {600 * gb, sas, fde}, {600 * gb, sas, ssd}};
+  Ids places; // enclosure * 10 + slot; none is direct
   for (UINT32 enclosure = 0; enclosure <= sim->enclosures.count; ++enclosure) {
     for (UINT32 slot = random.below(4); slot-- > 0;) {
       places.push_back(enclosure * 10 + slot);
@@ -60,7 +62,7 @@ static void insertDisks(sim::Controller *sim, RANDOM &random) {
   }
 }
 
-void makeController(sim::Controller *sim, RANDOM &random, const sim::Adapter &pristine) {
+void makeController(sim::Controller *sim, Random &random, const sim::Adapter &pristine) {
   sim->key = {};
   sim->enclosures.count = sim->disks.count = sim->virtualDisks.count = sim->foreignDisks.count = 0;
   sim->pulledDisks.count = 0;
@@ -82,28 +84,29 @@ void makeController(sim::Controller *sim, RANDOM &random, const sim::Adapter &pr
   insertDisks(sim, random);
 }
 
-static void changeSettings(sim::Controller *sim, UINT32 mode, RANDOM &random) {
+static void changeSettings(sim::Controller *sim, UINT32 mode, Random &random) {
   sim::setMode(sim, static_cast<sim::Mode>(mode), randomMode(random, mode));
   sim->adapter.record.Rates[0].EditableValue =
       static_cast<UINT8>(random.below(128) << RAID_RATE_VALUE_SHIFT | RAID_RATE_EDITABLE);
 }
 
 // What happens to one disk or to two, which may be the same.
-using EVENT = void (*)(sim::Controller *sim, const UINT32 *ids, RANDOM &random);
-static constexpr EVENT PULL = [](auto sim, auto ids, auto &) { sim::pullDisk(sim, ids[0]); };
-static constexpr EVENT FAIL = [](auto sim, auto ids, auto &) { sim::failDisk(sim, ids[0]); };
-static constexpr EVENT NEW_ADAPTER = [](auto sim, auto, auto &) { sim::replaceAdapter(sim); };
-static constexpr EVENT SWAP = [](auto sim, auto ids, auto &) { sim::swapDisks(sim, ids[0], ids[1]); };
-static constexpr EVENT REPLACE = [](auto sim, auto ids, auto &random) {
-  sim::replaceDisk(sim, ids[0], (random.chance(80) ? 900 : 300) * GB);
+using Event = void (*)(sim::Controller *sim, const UINT32 *ids, Random &random);
+static constexpr Event pull = [](auto sim, auto ids, auto &) { sim::pullDisk(sim, ids[0]); };
+static constexpr Event failValue = [](auto sim, auto ids, auto &) { sim::failDisk(sim, ids[0]); };
+static constexpr Event newAdapter = [](auto sim, auto, auto &) { sim::replaceAdapter(sim); };
+static constexpr Event swap = [](auto sim, auto ids, auto &) { sim::swapDisks(sim, ids[0], ids[1]); };
+static constexpr Event replace = [](auto sim, auto ids, auto &random) {
+  sim::replaceDisk(sim, ids[0], (random.chance(80) ? 900 : 300) * gb);
 };
-static constexpr EVENT FOREIGN = [](auto sim, auto ids, auto &) { // or not, when they are in use
+static constexpr Event foreignImage = [](auto sim, auto ids, auto &) { // or not, when they are in use
   sim::makeForeign(sim, RAID_LEVEL_0, ids, ids[0] == ids[1] ? 1 : 2);
 };
 
-void happen(sim::Controller *sim, RANDOM &random) {
-  static constexpr EVENT events[] = {PULL, FAIL, NEW_ADAPTER, SWAP, SWAP, REPLACE, REPLACE, FOREIGN, FOREIGN, FOREIGN};
-  UINT32 mode = random.below(MODES), count = sim->disks.count, kind = random.below(2 + std::size(events));
+void happen(sim::Controller *sim, Random &random) {
+  static constexpr Event events[] = {pull,    failValue, newAdapter,   swap,         swap,
+                                     replace, replace,   foreignImage, foreignImage, foreignImage};
+  UINT32 mode = random.below(modeCount), count = sim->disks.count, kind = random.below(2 + std::size(events));
   if (kind < 2 || count == 0) {
     return changeSettings(sim, mode, random);
   }
@@ -116,12 +119,12 @@ void happen(sim::Controller *sim, RANDOM &random) {
 
 // States that the document of no controller shows. Where there is no disk or virtual disk, what is done to it is lost.
 static void (*const g_distortions[])(sim::Controller *sim, sim::Disk &disk, sim::VirtualDisk &virtualDisk,
-                                     RANDOM &random) = {
+                                     Random &random) = {
     [](auto sim, auto &, auto &, auto &) { sim->adapter.record.PCIID.DeviceID ^= 1; },
     [](auto, auto &disk, auto &, auto &) { disk.FQDD[0] = u'x'; }, // in no place
     [](auto sim, auto &disk, auto &, auto &) { disk.record.ObjectID = sim->disks.items[0].record.ObjectID; },
     [](auto, auto &disk, auto &, auto &) { disk.record.ObjectID = 1; }, // as a virtual disk has
-    [](auto, auto &, auto &virtualDisk, auto &) { virtualDisk.PDs[0] = UNKNOWN_DISK; },
+    [](auto, auto &, auto &virtualDisk, auto &) { virtualDisk.PDs[0] = unknownDisk; },
     [](auto sim, auto &, auto &, auto &random) { // all of them spares
       std::for_each(sim->disks.items, sim->disks.items + sim->disks.count, [&](sim::Disk &each) {
         each.record.Hotspare = static_cast<UINT8>(1 + random.below(2));
@@ -139,7 +142,7 @@ static void (*const g_distortions[])(sim::Controller *sim, sim::Disk &disk, sim:
     },
 };
 
-static void distort(sim::Controller *sim, RANDOM &random) {
+static void distort(sim::Controller *sim, Random &random) {
   sim::Disk noDisk = {};
   sim::VirtualDisk noVirtualDisk = {};
   UINT32 disks = sim->disks.count, virtualDisks = sim->virtualDisks.count;
@@ -149,12 +152,12 @@ static void distort(sim::Controller *sim, RANDOM &random) {
   g_distortions[random.below(std::size(g_distortions))](sim, disk, virtualDisk, random);
 }
 
-SAVED save(World &world, RANDOM &random, bool distorted) {
-  KEPT_STATE kept(world.sim);
+Saved save(World &world, Random &random, bool distorted) {
+  KeptState kept(world.sim);
   if (distorted) {
     distort(world.sim, random);
   }
-  SAVED saved = {STATE(world.sim), world.get().text};
+  Saved saved = {State(world.sim), world.get().text};
   kept.putBack(world.sim);
   // Disks come enclosure by enclosure, those in none last; lists are turned round.
   auto &disks = saved.state.disks.items;
@@ -172,7 +175,7 @@ SAVED save(World &world, RANDOM &random, bool distorted) {
 
 // --- Requests ---
 
-static std::string numbers(const std::string &name, const IDS &values) {
+static std::string numbers(const std::string &name, const Ids &values) {
   std::string text;
   for (UINT32 value : values) {
     text += element(name, std::to_string(value));
@@ -180,9 +183,9 @@ static std::string numbers(const std::string &name, const IDS &values) {
   return text;
 }
 
-static METHOD methodOf(const char *name, COMMAND command, const std::string &object) {
+static Method methodOf(const char *name, Command command, const std::string &object) {
   static const char *const types[] = {"Adapter", "Connector", "Enclosure", "Physical Disk", "Virtual Disk"};
-  command.revision = std::holds_alternative<KEYS>(command.payload) ? 3 : 0;
+  command.revision = std::holds_alternative<Keys>(command.payload) ? 3 : 0;
   std::string type = command.objectType < std::size(types) ? types[command.objectType] : "Toaster";
   return {command,
           "<Method name=\"" + std::string(name) + "\">" + element("ObjectType", type) + numbers("OID", command.ids) +
@@ -191,13 +194,13 @@ static METHOD methodOf(const char *name, COMMAND command, const std::string &obj
 }
 
 // What a method chooses from.
-struct CHOICES {
-  IDS disks; // all that there are, and in a call with a saved document those that it has
-  IDS ready, virtualDisks;
-  IDS references; // target ids that earlier methods asked for
+struct Choices {
+  Ids disks; // all that there are, and in a call with a saved document those that it has
+  Ids ready, virtualDisks;
+  Ids references; // target ids that earlier methods asked for
 };
 
-static METHOD randomCreate(RANDOM &random, CHOICES &choices) {
+static Method randomCreate(Random &random, Choices &choices) {
   static const char *const levels[] = {"RAID 0", "RAID 1", "RAID 5"};
   static const UINT32 values[] = {RAID_LEVEL_0, RAID_LEVEL_1, RAID_LEVEL_5};
   static const std::vector<UINT32> targets = {0, 0x00100000, 0x00100001, 0x00100001, 0x00100002};
@@ -207,10 +210,10 @@ static METHOD randomCreate(RANDOM &random, CHOICES &choices) {
   sim::VirtualDisk virtualDisk = {};
   virtualDisk.record.RAIDLevel = values[level];
   virtualDisk.record.TargetID = random.oneOf(targets);
-  virtualDisk.record.Size = random.chance(25) ? 10 * GB : 0;
+  virtualDisk.record.Size = random.chance(25) ? 10 * gb : 0;
   setWide(virtualDisk.Name, random.chance(30) ? "Named" : "");
   virtualDisk.record.Attributes = random.oneOf(attributes);
-  IDS members = someOf(random, random.chance(85) ? choices.ready : choices.disks, count);
+  Ids members = someOf(random, random.chance(85) ? choices.ready : choices.disks, count);
   choices.references.push_back(virtualDisk.record.TargetID);
   std::erase_if(choices.ready, [&](UINT32 id) { return contains(members, id); });
   if (random.chance(4)) {
@@ -224,29 +227,29 @@ static METHOD randomCreate(RANDOM &random, CHOICES &choices) {
                         element("Attributes", virtualDisk.record.Attributes == 0 ? "" : element("a", attribute))));
 }
 
-static METHOD randomSpare(RANDOM &random, CHOICES &choices) {
+static Method randomSpare(Random &random, Choices &choices) {
   static const char *const kinds[] = {"Not Hotspare", "Dedicated", "Global"};
-  SPARE spare = {random.below(3), {}};
+  Spare spare = {random.below(3), {}};
   for (UINT32 i = spare.hotspare == 1 ? random.below(3) : 0; i != 0; --i) {
     bool refers = !choices.references.empty() && random.chance(60);
-    IDS virtualDisks = choices.virtualDisks.empty() ? IDS{5} : choices.virtualDisks;
+    Ids virtualDisks = choices.virtualDisks.empty() ? Ids{5} : choices.virtualDisks;
     spare.virtualDisks.push_back(random.chance(8) ? 0x00100009U
                                                   : random.oneOf(refers ? choices.references : virtualDisks));
   }
-  IDS disks = someOf(random, random.chance(75) ? choices.ready : choices.disks, random.chance(85) ? 1 : 2);
+  Ids disks = someOf(random, random.chance(75) ? choices.ready : choices.disks, random.chance(85) ? 1 : 2);
   return methodOf("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_PHYSICAL_DISK, disks, spare},
                   element("PD", element("Hotspare", kinds[spare.hotspare]) + numbers("VD", spare.virtualDisks)));
 }
 
-static const std::string WRITE_THROUGH =
+static const std::string writeThrough =
     "<CurrentCachePolicy><WritePolicy>Write Through</WritePolicy></CurrentCachePolicy>";
 
-static METHOD randomVirtualDiskCommand(RANDOM &random, const CHOICES &choices) {
-  IDS virtualDisks = choices.virtualDisks;
+static Method randomVirtualDiskCommand(Random &random, const Choices &choices) {
+  Ids virtualDisks = choices.virtualDisks;
   if (virtualDisks.empty() || random.chance(6)) {
     virtualDisks.push_back(40);
   }
-  IDS ids = someOf(random, virtualDisks, random.chance(85) ? 1 : 2);
+  Ids ids = someOf(random, virtualDisks, random.chance(85) ? 1 : 2);
   if (random.chance(50)) {
     return methodOf("Delete", {RAID_COMMAND_DELETE, RAID_OBJECT_VIRTUAL_DISK, ids}, "");
   }
@@ -255,16 +258,16 @@ static METHOD randomVirtualDiskCommand(RANDOM &random, const CHOICES &choices) {
   changes.record.CurrentCachePolicy = random.chance(50) ? RAID_CACHE_WRITE_THROUGH : 0;
   return methodOf("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_VIRTUAL_DISK, ids, changes},
                   element("VD", element("Name", narrow(changes.Name)) +
-                                    (changes.record.CurrentCachePolicy == 0 ? "" : WRITE_THROUGH)));
+                                    (changes.record.CurrentCachePolicy == 0 ? "" : writeThrough)));
 }
 
-static METHOD randomSettings(RANDOM &random, const sim::Adapter &current) {
+static Method randomSettings(Random &random, const sim::Adapter &current) {
   sim::Adapter wanted = {};
   std::string text;
-  for (size_t mode = 0; mode < MODES; ++mode) {
+  for (size_t mode = 0; mode < modeCount; ++mode) {
     UINT8 value = modesOf(wanted)[mode] = randomMode(random, mode);
-    UINT32 index = mode == PATROL_READ ? value % 16 / 4 : value % 16;
-    bool alsoFree = mode == PATROL_READ && (value & RAID_PATROL_READ_MODE_CORRECT_AREAS) != 0;
+    UINT32 index = mode == patrolRead ? value % 16 / 4 : value % 16;
+    bool alsoFree = mode == patrolRead && (value & RAID_PATROL_READ_MODE_CORRECT_AREAS) != 0;
     text += alsoFree ? element("CorrectUnconfiguredAreas", "True") : "";
     text += value == 0 ? "" : element(g_modes[mode].element, g_modes[mode].names[index]);
   }
@@ -277,17 +280,17 @@ static METHOD randomSettings(RANDOM &random, const sim::Adapter &current) {
     text += element("Rate", element("Name", name) + element("Editable", editable != 0 ? "true" : "false") +
                                 numbers("Value", {value}));
   }
-  IDS ids = random.chance(10) ? IDS{random.below(2)} : IDS{};
+  Ids ids = random.chance(10) ? Ids{random.below(2)} : Ids{};
   return methodOf("Change", {RAID_COMMAND_CHANGE, RAID_OBJECT_ADAPTER, ids, wanted}, element("Adapter", text));
 }
 
-static METHOD randomKeys(RANDOM &random) {
+static Method randomKeys(Random &random) {
   static const char *const plain[] = {"one", "second", ""};
   static const char *const encoded[] = {"b25l", "c2Vjb25k", ""};
   static const char *const ids[] = {"k1", "k2", ""};
   static const char *const modes[] = {"", "<Mode>LKM</Mode>", "<Mode>RKM</Mode>"};
   UINT32 own = random.below(3), old = random.below(3), id = random.below(3);
-  KEYS keys = {{true, {}, {}, static_cast<UINT16>(random.below(3))}, plain[old]};
+  Keys keys = {{true, {}, {}, static_cast<UINT16>(random.below(3))}, plain[old]};
   std::strcpy(keys.key.keyId, ids[id]);
   std::strcpy(reinterpret_cast<char *>(keys.key.passphrase), plain[own]);
   std::string text = modes[keys.key.mode] + element("KeyID", ids[id]);
@@ -301,8 +304,8 @@ static METHOD randomKeys(RANDOM &random) {
 }
 
 // Methods without an object.
-static METHOD randomPlain(RANDOM &random, const CHOICES &choices) {
-  constexpr UINT32 DISK = RAID_OBJECT_PHYSICAL_DISK, VIRTUAL_DISK = RAID_OBJECT_VIRTUAL_DISK, UNKNOWN = ~0U;
+static Method randomPlain(Random &random, const Choices &choices) {
+  constexpr UINT32 diskValue = RAID_OBJECT_PHYSICAL_DISK, virtualDiskType = RAID_OBJECT_VIRTUAL_DISK, unknown = ~0U;
   static const struct {
     const char *name;
     UINT32 command, type;
@@ -315,24 +318,24 @@ static METHOD randomPlain(RANDOM &random, const CHOICES &choices) {
               {"SecureErase", RAID_COMMAND_SECURE_ERASE, 0},
               {"SecureErase", RAID_COMMAND_SECURE_ERASE, 0},
               {"GetKeyID", RAID_COMMAND_GET_KEY_ID, 0},
-              {"Get", RAID_COMMAND_GET, DISK},
-              {"Get", RAID_COMMAND_GET, VIRTUAL_DISK},
+              {"Get", RAID_COMMAND_GET, diskValue},
+              {"Get", RAID_COMMAND_GET, virtualDiskType},
               {"Identify", RAID_COMMAND_IDENTIFY, 0},
-              {"Identify", RAID_COMMAND_IDENTIFY, UNKNOWN},
+              {"Identify", RAID_COMMAND_IDENTIFY, unknown},
               {"GetBounds", RAID_COMMAND_GET_BOUNDS, 0},
               {"Lock", RAID_COMMAND_LOCK, 0},
-              {"Delete", RAID_COMMAND_DELETE, VIRTUAL_DISK},
-              {"Change", RAID_COMMAND_CHANGE, VIRTUAL_DISK}};
+              {"Delete", RAID_COMMAND_DELETE, virtualDiskType},
+              {"Change", RAID_COMMAND_CHANGE, virtualDiskType}};
   const auto &row = rows[random.below(std::size(rows))];
-  IDS ids = random.chance(5) ? someOf(random, choices.disks, 1) : IDS{};
+  Ids ids = random.chance(5) ? someOf(random, choices.disks, 1) : Ids{};
   return methodOf(row.name, {row.command, row.type, ids}, "");
 }
 
-static METHOD randomMethod(RANDOM &random, const STATE &state, CHOICES &choices) {
+static Method randomMethod(Random &random, const State &state, Choices &choices) {
   static const std::vector<std::string> damages = {"<Object/>", "<Object><Fan/></Object>",
                                                    "<Object><VD><RAIDLevel>RAID 99</RAIDLevel></VD></Object>"};
   UINT32 roll = random.below(100);
-  METHOD made = roll < 36   ? randomCreate(random, choices)
+  Method made = roll < 36   ? randomCreate(random, choices)
                 : roll < 58 ? randomSpare(random, choices)
                 : roll < 68 ? randomVirtualDiskCommand(random, choices)
                 : roll < 75 ? randomSettings(random, state.adapter)
@@ -345,30 +348,30 @@ static METHOD randomMethod(RANDOM &random, const STATE &state, CHOICES &choices)
   return made;
 }
 
-static CHOICES choicesOf(const STATE &state, const CALL &call) {
-  CHOICES choices = {idsOf(state.disks.items), {}, idsOf(state.virtualDisks.items), {}};
+static Choices choicesOf(const State &state, const Call &call) {
+  Choices choices = {idsOf(state.disks.items), {}, idsOf(state.virtualDisks.items), {}};
   for (const sim::Disk &disk : state.disks.items) {
     if (disk.record.State == RAID_STATE_READY && disk.record.Hotspare == 0) {
       choices.ready.push_back(disk.record.ObjectID);
     }
   }
-  IDS others = call.saved == nullptr ? IDS{} : idsOf(call.saved->state.disks.items);
+  Ids others = call.saved == nullptr ? Ids{} : idsOf(call.saved->state.disks.items);
   choices.disks.insert(choices.disks.end(), others.begin(), others.end());
-  choices.disks.push_back(UNKNOWN_DISK);
+  choices.disks.push_back(unknownDisk);
   return choices;
 }
 
-static FAULT randomFault(RANDOM &random) {
+static Fault randomFault(Random &random) {
   static const std::vector<EFI_STATUS> statuses = {EFI_DEVICE_ERROR,  EFI_NOT_FOUND,
                                                    EFI_TIMEOUT,       EFI_OUT_OF_RESOURCES,
                                                    /* a warning */ 5, /* no data */ EFI_SUCCESS};
-  FAULT fault = {1 + random.below(10), random.chance(75), random.chance(25), random.oneOf(statuses)};
+  Fault fault = {1 + random.below(10), random.chance(75), random.chance(25), random.oneOf(statuses)};
   fault.nth = fault.ofLists ? 1 + random.below(4) : fault.nth;
-  return random.chance(35) ? fault : FAULT{};
+  return random.chance(35) ? fault : Fault{};
 }
 
-CALL randomCall(RANDOM &random, const STATE &state, const SAVED &saved) {
-  CALL call = {};
+Call randomCall(Random &random, const State &state, const Saved &saved) {
+  Call call = {};
   UINT32 roll = random.below(100);
   call.restore = roll >= 55 && roll < 90;
   call.normal = (!call.restore || random.chance(15)) && roll < 98;
@@ -377,23 +380,23 @@ CALL randomCall(RANDOM &random, const STATE &state, const SAVED &saved) {
   call.fault = randomFault(random);
   call.hasRequest = roll < 55;
   call.saved = (call.hasRequest ? random.chance(50) : roll < 97) ? &saved : nullptr;
-  CHOICES choices = choicesOf(state, call);
+  Choices choices = choicesOf(state, call);
   for (UINT32 count = random.chance(2) ? 0 : 1 + random.below(6); count != 0; --count) {
     call.methods.push_back(randomMethod(random, state, choices));
   }
   return call;
 }
 
-std::string optionsText(const CALL &call) {
+std::string optionsText(const Call &call) {
   return element("RunMode", (call.restore ? element("Mode", "Restore") : "") +
                                 (call.normal ? element("Mode", "Normal") : "") +
                                 element("StopOnError", call.stopOnError ? "True" : "False") +
                                 element("Raid", element("PreserveVDConfig", call.preserve ? "True" : "False")));
 }
 
-std::string requestText(const CALL &call) {
+std::string requestText(const Call &call) {
   std::string text;
-  for (const METHOD &method : call.methods) {
+  for (const Method &method : call.methods) {
     text += method.text;
   }
   return element("raidData", text.empty() ? "<Other/>" : text);

@@ -5,8 +5,10 @@
 #include "tests/model/expect.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 // The same numbers for the same seed, everywhere.
-struct RANDOM {
+struct Random {
   UINT64 state;
 
   UINT32 below(UINT32 bound);
@@ -17,14 +19,14 @@ struct RANDOM {
 };
 
 // Fills the controller, whose adapter was pristine, anew; there are no virtual disks then.
-void makeController(sim::Controller *sim, RANDOM &random, const sim::Adapter &pristine);
+void makeController(sim::Controller *sim, Random &random, const sim::Adapter &pristine);
 
 // Something that happens between calls.
-void happen(sim::Controller *sim, RANDOM &random);
+void happen(sim::Controller *sim, Random &random);
 
 // The inventory of the controller as it is, or of a state that it has only for this.
-SAVED save(World &world, RANDOM &random, bool distorted);
+Saved save(World &world, Random &random, bool distorted);
 
-CALL randomCall(RANDOM &random, const STATE &state, const SAVED &saved);
-std::string optionsText(const CALL &call);
-std::string requestText(const CALL &call);
+Call randomCall(Random &random, const State &state, const Saved &saved);
+std::string optionsText(const Call &call);
+std::string requestText(const Call &call);

@@ -1,6 +1,8 @@
 #include "tests/model/state.h"
 
-bool contains(const IDS &ids, UINT32 id) {
+using namespace xyl;
+
+bool contains(const Ids &ids, UINT32 id) {
   return std::find(ids.begin(), ids.end(), id) != ids.end();
 }
 
@@ -21,7 +23,7 @@ static std::string word(const std::string &text) {
 static std::string word(UINT64 value) {
   return std::to_string(value);
 }
-static std::string word(const IDS &ids) {
+static std::string word(const Ids &ids) {
   std::string text = "{";
   for (UINT32 id : ids) {
     text += " " + word(id);
@@ -34,7 +36,7 @@ template <class... T> static std::string line(const T &...parts) {
   return text;
 }
 
-static std::string virtualDiskText(UINT32 level, UINT64 size, UINT32 policy, UINT32 attributes, const IDS &members) {
+static std::string virtualDiskText(UINT32 level, UINT64 size, UINT32 policy, UINT32 attributes, const Ids &members) {
   UINT32 counting = RAID_VD_ATTRIBUTE_FDE | RAID_VD_ATTRIBUTE_CACHECADE;
   return line("level", level, "size", size, "policy", policy, "attributes", attributes & counting, "on", members);
 }
@@ -44,11 +46,11 @@ static std::string describe(const sim::VirtualDisk &virtualDisk) {
                          virtualDisk.record.Attributes, listOf(virtualDisk));
 }
 
-std::string describe(const STATE &state) {
+std::string describe(const State &state) {
   std::string text =
       "key " + line(state.key.keyId, reinterpret_cast<const char *>(state.key.passphrase), state.key.mode);
   sim::Adapter adapter = state.adapter;
-  text += "\nmodes " + line(IDS(modesOf(adapter), modesOf(adapter) + MODES));
+  text += "\nmodes " + line(Ids(modesOf(adapter), modesOf(adapter) + modeCount));
   for (size_t i = 0; i < RAID_RATE_COUNT; ++i) {
     text += line(narrow(adapter.Rates[i].Name), adapter.record.Rates[i].EditableValue >> RAID_RATE_VALUE_SHIFT);
   }
@@ -68,12 +70,12 @@ std::string describe(const STATE &state) {
 }
 
 // Names are pointers, which are stale in what arrived. Settings and keys show in the state.
-static std::string describe(const RAID_CMD_BLOCK &block, const IDS &ids, size_t dataSize) {
+static std::string describe(const RAID_CMD_BLOCK &block, const Ids &ids, size_t dataSize) {
   return line("command", block.Command, "type", block.ObjectType, "revision", block.Revision, "ids", ids, "bytes",
               dataSize);
 }
 
-std::string describe(const COMMAND &command) {
+std::string describe(const Command &command) {
   RAID_CMD_BLOCK block = {};
   block.Command = command.command;
   block.ObjectType = command.objectType;
@@ -81,7 +83,7 @@ std::string describe(const COMMAND &command) {
   size_t keys = command.command == RAID_COMMAND_REKEY ? 2 : 1;
   const size_t sizes[] = {0, RAID_RECORD_SIZE, RAID_RECORD_SIZE, RAID_RECORD_SIZE, keys * sizeof(RAID_KEY_RECORD)};
   std::string text = describe(block, command.ids, sizes[command.payload.index()]);
-  if (auto *spare = std::get_if<SPARE>(&command.payload)) {
+  if (auto *spare = std::get_if<Spare>(&command.payload)) {
     text += line("spare", spare->hotspare, "of", spare->virtualDisks);
   } else if (auto *virtualDisk = std::get_if<sim::VirtualDisk>(&command.payload)) {
     text += line("target", virtualDisk->record.TargetID) + describe(*virtualDisk);
@@ -90,8 +92,8 @@ std::string describe(const COMMAND &command) {
 }
 
 std::string describe(const sim::LogEntry *arrived) {
-  IDS ids(arrived->ids, arrived->ids + arrived->block.ObjectIdCount);
-  IDS list(arrived->list, arrived->list + arrived->listCount);
+  Ids ids(arrived->ids, arrived->ids + arrived->block.ObjectIdCount);
+  Ids list(arrived->list, arrived->list + arrived->listCount);
   std::string text = describe(arrived->block, ids, arrived->dataSize);
   if (arrived->dataSize == RAID_RECORD_SIZE && arrived->block.ObjectType == RAID_OBJECT_PHYSICAL_DISK) {
     RAID_PD_RECORD record;
@@ -109,7 +111,7 @@ std::string describe(const sim::LogEntry *arrived) {
 // --- What commands do ---
 
 // The lowest number from first on that no virtual disk has.
-static UINT32 lowestFree(const STATE &state, UINT32 first, UINT32 (*numberOf)(const sim::VirtualDisk &)) {
+static UINT32 lowestFree(const State &state, UINT32 first, UINT32 (*numberOf)(const sim::VirtualDisk &)) {
   const auto &virtualDisks = state.virtualDisks.items;
   while (std::any_of(virtualDisks.begin(), virtualDisks.end(),
                      [&](auto &virtualDisk) { return numberOf(virtualDisk) == first; })) {
@@ -118,7 +120,7 @@ static UINT32 lowestFree(const STATE &state, UINT32 first, UINT32 (*numberOf)(co
   return first;
 }
 
-static void add(STATE &state, sim::VirtualDisk virtualDisk) {
+static void add(State &state, sim::VirtualDisk virtualDisk) {
   virtualDisk.record.ObjectID = lowestFree(state, 1, [](auto &other) -> UINT32 { return other.record.ObjectID; });
   virtualDisk.record.TargetID = lowestFree(state, 0, [](auto &other) -> UINT32 { return other.record.TargetID; });
   if (virtualDisk.Name[0] == 0) {
@@ -133,7 +135,7 @@ static void add(STATE &state, sim::VirtualDisk virtualDisk) {
   state.virtualDisks.items.push_back(virtualDisk);
 }
 
-static void create(STATE &state, const COMMAND &command) {
+static void create(State &state, const Command &command) {
   sim::VirtualDisk virtualDisk = std::get<sim::VirtualDisk>(command.payload);
   virtualDisk.record.PDCount = static_cast<UINT32>(command.ids.size());
   std::copy(command.ids.begin(), command.ids.end(), virtualDisk.PDs);
@@ -142,7 +144,7 @@ static void create(STATE &state, const COMMAND &command) {
   add(state, virtualDisk);
 }
 
-static void remove(STATE &state, UINT32 id) {
+static void remove(State &state, UINT32 id) {
   for (sim::Disk &disk : state.disks.items) {
     UINT32 *end = std::remove(disk.VDs, disk.VDs + disk.record.VDCount, id);
     UINT8 left = static_cast<UINT8>(end - disk.VDs);
@@ -155,7 +157,7 @@ static void remove(STATE &state, UINT32 id) {
   std::erase_if(state.virtualDisks.items, [&](auto &virtualDisk) { return virtualDisk.record.ObjectID == id; });
 }
 
-static void reset(STATE &state) {
+static void reset(State &state) {
   while (!state.virtualDisks.items.empty()) {
     remove(state, state.virtualDisks.items[0].record.ObjectID);
   }
@@ -166,7 +168,7 @@ static void reset(STATE &state) {
 }
 
 static void changeSettings(sim::Adapter &own, sim::Adapter wanted) {
-  for (size_t i = 0; i < MODES; ++i) {
+  for (size_t i = 0; i < modeCount; ++i) {
     UINT8 &mode = modesOf(own)[i];
     mode = (mode & modesOf(wanted)[i] & 0x80) != 0 ? modesOf(wanted)[i] : mode;
   }
@@ -180,26 +182,26 @@ static void changeSettings(sim::Adapter &own, sim::Adapter wanted) {
   }
 }
 
-static void changeSpare(sim::Disk &disk, const SPARE &spare) {
+static void changeSpare(sim::Disk &disk, const Spare &spare) {
   if (disk.record.Hotspare == 0 && disk.record.VDCount != 0) {
     return; // a member that is to be no hot spare
   }
   disk.record.Hotspare = static_cast<UINT8>(spare.hotspare);
   disk.record.VDCount = 0;
-  for (UINT32 virtualDisk : spare.hotspare == 1 ? spare.virtualDisks : IDS{}) {
+  for (UINT32 virtualDisk : spare.hotspare == 1 ? spare.virtualDisks : Ids{}) {
     if (!contains(listOf(disk), virtualDisk)) {
       disk.VDs[disk.record.VDCount++] = virtualDisk;
     }
   }
 }
 
-static void change(STATE &state, const COMMAND &command) {
+static void change(State &state, const Command &command) {
   if (command.objectType == RAID_OBJECT_ADAPTER) {
     return changeSettings(state.adapter, std::get<sim::Adapter>(command.payload));
   }
   for (UINT32 id : command.ids) {
     if (command.objectType == RAID_OBJECT_PHYSICAL_DISK) {
-      changeSpare(*find(state.disks.items, id), std::get<SPARE>(command.payload));
+      changeSpare(*find(state.disks.items, id), std::get<Spare>(command.payload));
       continue;
     }
     const auto &wanted = std::get<sim::VirtualDisk>(command.payload);
@@ -211,7 +213,7 @@ static void change(STATE &state, const COMMAND &command) {
   }
 }
 
-static void endForeign(STATE &state, bool imported) {
+static void endForeign(State &state, bool imported) {
   for (sim::Disk &disk : state.disks.items) {
     disk.record.State = disk.record.State == RAID_STATE_FOREIGN ? RAID_STATE_READY : disk.record.State;
   }
@@ -231,7 +233,7 @@ static void setKey(sim::Key &own, sim::Key key) {
   own = key;
 }
 
-void apply(STATE &state, const COMMAND &command) {
+void apply(State &state, const Command &command) {
   bool isAdapter = command.objectType == RAID_OBJECT_ADAPTER;
   switch (command.command) {
   case RAID_COMMAND_CREATE:
@@ -246,7 +248,7 @@ void apply(STATE &state, const COMMAND &command) {
     return endForeign(state, command.command == RAID_COMMAND_IMPORT);
   case RAID_COMMAND_LOCK:
   case RAID_COMMAND_REKEY:
-    return setKey(state.key, std::get<KEYS>(command.payload).key);
+    return setKey(state.key, std::get<Keys>(command.payload).key);
   case RAID_COMMAND_SECURE_ERASE:
     state.key = {};
     return;

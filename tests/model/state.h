@@ -9,50 +9,52 @@
 #include "providers/sim_controller/state.h"
 #include "tests/support/kept_state.h"
 
-using IDS = std::vector<UINT32>;
-using STATE = KEPT_STATE;
+using namespace xyl;
+
+using Ids = std::vector<UINT32>;
+using State = KeptState;
 
 // What goes with a command.
-struct SPARE {
+struct Spare {
   UINT32 hotspare;
-  IDS virtualDisks;
+  Ids virtualDisks;
 };
-struct KEYS {
+struct Keys {
   sim::Key key;    // of a Rekey, the new one
   std::string old; // passphrase, of a Rekey
 };
-using PAYLOAD = std::variant<std::monostate, SPARE, sim::VirtualDisk, /* settings */ sim::Adapter, KEYS>;
+using Payload = std::variant<std::monostate, Spare, sim::VirtualDisk, /* settings */ sim::Adapter, Keys>;
 
-struct COMMAND {
+struct Command {
   UINT32 command, objectType;
-  IDS ids = {};
-  PAYLOAD payload = {};
+  Ids ids = {};
+  Payload payload = {};
   UINT32 revision = 2;
 };
 
 // What an accepted command leaves behind. The size of a new virtual disk is 0 when the controller chooses it.
-void apply(STATE &state, const COMMAND &command);
+void apply(State &state, const Command &command);
 
 // What counts of a state, a line for each object, and of a command, as it was sent and as it arrived.
-std::string describe(const STATE &state);
-std::string describe(const COMMAND &command);
+std::string describe(const State &state);
+std::string describe(const Command &command);
 std::string describe(const sim::LogEntry *arrived);
 
 std::string narrow(const CHAR16 *text);
 void setWide(CHAR16 *to, const std::string &text);
-bool contains(const IDS &ids, UINT32 id);
+bool contains(const Ids &ids, UINT32 id);
 
 // The virtual disks of a disk, the members of a virtual disk.
-inline IDS listOf(const sim::Disk &disk) {
+inline Ids listOf(const sim::Disk &disk) {
   return {disk.VDs, disk.VDs + disk.record.VDCount};
 }
-inline IDS listOf(const sim::VirtualDisk &virtualDisk) {
+inline Ids listOf(const sim::VirtualDisk &virtualDisk) {
   return {virtualDisk.PDs, virtualDisk.PDs + virtualDisk.record.PDCount};
 }
 
 // The ids of disks or virtual disks.
-inline IDS idsOf(const auto &objects) {
-  IDS ids;
+inline Ids idsOf(const auto &objects) {
+  Ids ids;
   for (auto &object : objects) {
     ids.push_back(object.record.ObjectID);
   }
@@ -65,8 +67,8 @@ inline auto find(auto &objects, UINT32 id) {
   return found == objects.end() ? nullptr : &*found;
 }
 
-constexpr size_t MODES = 6;
-constexpr size_t PATROL_READ = 4;
+constexpr size_t modeCount = 6;
+constexpr size_t patrolRead = 4;
 // The mode bytes in their order; bit 7 marks one that is there.
 inline UINT8 *modesOf(sim::Adapter &adapter) {
   return &adapter.record.UncertifiedMode;

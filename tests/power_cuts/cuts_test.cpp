@@ -8,6 +8,8 @@
 #include "tests/power_cuts/rig.h"
 #include "tests/support/paths.h"
 
+using namespace xyl;
+
 namespace {
 
 // What the disks hold at first: nothing; on the first two a small set with a mirror, "virtual disk"; the same on disks
@@ -18,22 +20,22 @@ namespace {
 #define TURNED "turned"
 #define BEHIND "behind"
 
-struct STORY {
+struct Story {
   const char *name;
-  const char *start; // FRESH, SMALL or a recording, which has disks of its own
+  const char *start; // fresh, SMALL or a recording, which has disks of its own
   size_t disks;
-  std::vector<ORDER> before;
-  std::vector<ORDER> orders; // the story; empty: a restore of what there is, over itself
-  PORTS next;                // disks for the virtual disk that is created after a cut
+  std::vector<Order> before;
+  std::vector<Order> orders; // the story; empty: a restore of what there is, over itself
+  Ports next;                // disks for the virtual disk that is created after a cut
   bool inPieces = false;     // some of the old virtual disks, or some of the new ones, are allowed in between
 };
 
-const ORDER g_wide = createOrder("wide", RAID_LEVEL_5, {2, 0, 1});
-const ORDER g_stripes = createOrder("stripes", RAID_LEVEL_0, {2, 0, 1});
-const ORDER g_pair = createOrder("pair", RAID_LEVEL_0, {3, 1});
-const ORDER g_across = createOrder("across", RAID_LEVEL_0, {3, 0});
-const ORDER g_reset = {RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER};
-const STORY g_stories[] = {
+const Order g_wide = createOrder("wide", RAID_LEVEL_5, {2, 0, 1});
+const Order g_stripes = createOrder("stripes", RAID_LEVEL_0, {2, 0, 1});
+const Order g_pair = createOrder("pair", RAID_LEVEL_0, {3, 1});
+const Order g_across = createOrder("across", RAID_LEVEL_0, {3, 0});
+const Order g_reset = {RAID_COMMAND_DELETE, RAID_OBJECT_ADAPTER};
+const Story g_stories[] = {
     {"create on fresh disks", FRESH, 3, {}, {g_wide}, {0, 1}},
     {"create where disks join", SMALL, 4, {}, {createOrder("four", RAID_LEVEL_10, {3, 1, 2, 0})}, {0, 3}},
     {"create among others", SMALL, 3, {g_wide}, {createOrder("more", RAID_LEVEL_0, {1, 2})}, {0, 1}},
@@ -75,18 +77,18 @@ const STORY g_stories[] = {
     {"restore", SMALL, 4, {g_wide, spareOrder(3, RAID_HOTSPARE_GLOBAL)}, {}, {0, 1}, true},
 };
 
-READING (*const READERS[])(DISKS &) = {readAsLinux, readAsWe};
-const char *const READER_NAMES[] = {"Linux", "we"};
+Reading (*const readers[])(Disks &) = {readAsLinux, readAsWe};
+const char *const readerNames[] = {"Linux", "we"};
 
-bool isPart(const TEXTS &part, const TEXTS &whole) {
+bool isPart(const Texts &part, const Texts &whole) {
   return std::includes(whole.begin(), whole.end(), part.begin(), part.end());
 }
 
-DISKS disksOf(const STORY &story) {
+Disks disksOf(const Story &story) {
   std::string start = story.start;
-  DISKS disks;
+  Disks disks;
   if (start == SMALL || start == TURNED || start == BEHIND) {
-    Firmware firmware; // its pool
+    host::Firmware firmware; // its pool
     setSystemTable(firmware.systemTable());
     disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 300}, /* extraDisks= */ 0,
                       {15, 15, 4, 16});
@@ -94,12 +96,12 @@ DISKS disksOf(const STORY &story) {
   } else if (start != FRESH) {
     return loadDisks(goldenDir() + "/" + start + ".disks");
   }
-  disks.resize(story.disks, {TEST_DISK_SECTORS, {}});
+  disks.resize(story.disks, {testDiskSectors, {}});
   return disks;
 }
 
 // Without the ends of GUIDs, which differ from run to run.
-READING masked(READING reading) {
+Reading masked(Reading reading) {
   for (std::string &line : reading.lines) {
     size_t from = line.find("\" ") + 2;
     line.starts_with("volume") ? line.replace(from, line.find(',') - from, "*") : line;
@@ -108,8 +110,8 @@ READING masked(READING reading) {
   return reading;
 }
 
-TEXTS namesOf(const READING &reading) {
-  TEXTS names;
+Texts namesOf(const Reading &reading) {
+  Texts names;
   for (const std::string &line : virtualDisksOf(reading)) {
     names.push_back(line.substr(0, line.find('"', line.find('"') + 1)));
   }
@@ -117,11 +119,11 @@ TEXTS namesOf(const READING &reading) {
 }
 
 // The first state of a cut that counts as done.
-DISKS justDone(const DISKS &before, const Recorder &recorder) {
-  DISKS done = recorder.disks, just;
+Disks justDone(const Disks &before, const Recorder &recorder) {
+  Disks done = recorder.disks, just;
   std::string text = readAsWe(done).text();
-  forEachCut(before, recorder.log, [&](DISKS &disks, CUT cut) {
-    if (just.empty() && cut == CUT_DURABLE && readAsWe(disks).text() == text) {
+  forEachCut(before, recorder.log, [&](Disks &disks, Cut cut) {
+    if (just.empty() && cut == cutDurable && readAsWe(disks).text() == text) {
       just = disks;
     }
   });
@@ -130,9 +132,9 @@ DISKS justDone(const DISKS &before, const Recorder &recorder) {
 
 class Proof {
 public:
-  explicit Proof(const STORY &story) : story_(story), rig_(disksOf(story)) {
-    DISKS start;
-    for (const ORDER &order : story.before) {
+  explicit Proof(const Story &story) : story_(story), rig_(disksOf(story)) {
+    Disks start;
+    for (const Order &order : story.before) {
       start = rig_.recorder.disks;
       rig_.recorder.begin(start);
       EXPECT_EQ(name(rig_.run(order)), name(EFI_SUCCESS)) << rig_.log();
@@ -159,25 +161,25 @@ public:
     }
     log_ = rig_.recorder.log;
     ASSERT_FALSE(stages_.front() == stages_.back()) << stages_.front().text();
-    for (const DISK_EVENT &event : log_) {
-      ASSERT_TRUE(event.call == DISK_FLUSH || event.lba >= before_[event.disk].sectors - ddf::reserveSectors);
+    for (const DiskEvent &event : log_) {
+      ASSERT_TRUE(event.call == diskFlush || event.lba >= before_[event.disk].sectors - ddf::reserveSectors);
     }
   }
 
   void cut() {
     size_t number = 0, large = 0, reached[2] = {};
-    size_t count = forEachCut(before_, log_, [&](DISKS &disks, CUT cut) {
+    size_t count = forEachCut(before_, log_, [&](Disks &disks, Cut cut) {
       ++number;
-      if (isLarge() && cut == CUT_PART && number % 8 != 0) {
+      if (isLarge() && cut == cutPart && number % 8 != 0) {
         return;
       }
       for (size_t i = 0; i < 2 && !testing::Test::HasFailure(); ++i) {
-        READING reading = READERS[i](disks);
+        Reading reading = readers[i](disks);
         size_t stage = stageOf(reading, reached[i]);
-        EXPECT_LT(stage, stages_.size()) << READER_NAMES[i] << ", state " << number << ":\n" << reading.text();
-        reached[i] = cut == CUT_DURABLE ? stage : reached[i];
+        EXPECT_LT(stage, stages_.size()) << readerNames[i] << ", state " << number << ":\n" << reading.text();
+        reached[i] = cut == cutDurable ? stage : reached[i];
       }
-      if (!testing::Test::HasFailure() && !story_.next.empty() && (cut == CUT_WHOLE || number % 16 == 0) &&
+      if (!testing::Test::HasFailure() && !story_.next.empty() && (cut == cutWhole || number % 16 == 0) &&
           (!isLarge() || ++large % 24 == 0)) {
         goOn(disks);
       }
@@ -187,7 +189,7 @@ public:
   }
 
   // Every step-th call of that kind fails.
-  void fail(DISK_CALL call, bool forGood, size_t step) {
+  void fail(DiskCall call, bool forGood, size_t step) {
     std::transform(stages_.begin(), stages_.end(), stages_.begin(), masked);
     for (size_t nth = 1; !testing::Test::HasFailure(); nth += isLarge() ? 19 * step : step) {
       rig_.recorder.begin(before_, {call, nth, forGood});
@@ -206,9 +208,9 @@ public:
       // A record on a disk that is marked as failed may be left for the next change, when it cannot be read.
       hasFailed(failed) ? void() : expectStage(status, call);
       bool isNamed = rig_.log().find("0-1F-2:" + std::to_string(failed)) != std::string::npos;
-      EXPECT_TRUE(isNamed || !EFI_ERROR(status) || call == DISK_READ)
+      EXPECT_TRUE(isNamed || !EFI_ERROR(status) || call == diskRead)
           << "disk " << failed << ", " << name(status) << rig_.log();
-      story_.next.empty() || forGood ? void() : goOn(DISKS(rig_.recorder.disks));
+      story_.next.empty() || forGood ? void() : goOn(Disks(rig_.recorder.disks));
     }
   }
 
@@ -221,12 +223,12 @@ public:
     EFI_STATUS status = runOrder(0);
     rig_.plug(disk);
     SCOPED_TRACE("disk " + std::to_string(disk) + ", " + name(status) + ", " + rig_.log());
-    const READING &wanted = EFI_ERROR(status) ? stages_.front() : stages_.back();
-    DISKS without = rig_.recorder.disks;
+    const Reading &wanted = EFI_ERROR(status) ? stages_.front() : stages_.back();
+    Disks without = rig_.recorder.disks;
     without[disk].kept.clear();
     EXPECT_EQ(namesOf(readAsWe(without)), namesOf(wanted));
     EXPECT_EQ(readAsWe(without).text(), readAsLinux(without).text());
-    READING back = readAsWe(rig_.recorder.disks);
+    Reading back = readAsWe(rig_.recorder.disks);
     EXPECT_EQ(back.fault, "");
     EXPECT_TRUE(isPart(namesOf(wanted), namesOf(back))) << back.text();
     EXPECT_TRUE(isPart(namesOf(back), namesOf(wanted)) || isPart(namesOf(back), namesOf(stages_.front())));
@@ -234,37 +236,37 @@ public:
     if (isApart()) {
       EXPECT_TRUE(hasFailed(disk ^ 1));
     } else {
-      goOn(DISKS(rig_.recorder.disks));
+      goOn(Disks(rig_.recorder.disks));
     }
   }
 
 private:
   bool hasFailed(size_t disk) const { // it was marked as failed
     return std::any_of(story_.before.begin(), story_.before.end(),
-                       [&](const ORDER &order) { return order.state == RAID_STATE_FAILED && order.ports[0] == disk; });
+                       [&](const Order &order) { return order.state == RAID_STATE_FAILED && order.ports[0] == disk; });
   }
 
   bool isApart() {
-    OWNED_MODEL model = readModel(rig_.recorder.disks);
+    OwnedModel model = readModel(rig_.recorder.disks);
     bool isApart = model->setCount != 0 && model->sets[0].apart != 0;
     return isApart;
   }
 
   // A read that failed may have been of no use; what is then done must be all of it.
-  void expectStage(EFI_STATUS status, DISK_CALL call) {
-    EXPECT_TRUE(EFI_ERROR(status) || call == DISK_READ);
+  void expectStage(EFI_STATUS status, DiskCall call) {
+    EXPECT_TRUE(EFI_ERROR(status) || call == diskRead);
     for (size_t i = 0; i < 2; ++i) {
-      READING reading = READERS[i](rig_.recorder.disks);
+      Reading reading = readers[i](rig_.recorder.disks);
       size_t stage = stageOf(masked(reading), 0);
       EXPECT_TRUE(EFI_ERROR(status) ? stage < stages_.size() : stage == stages_.size() - 1)
-          << name(status) << ", " << READER_NAMES[i] << ":\n"
+          << name(status) << ", " << readerNames[i] << ":\n"
           << reading.text() << rig_.log();
     }
   }
 
   EFI_STATUS runOrder(size_t i) {
     return !story_.orders.empty() ? rig_.run(story_.orders[i])
-                                  : rig_.set({RESTORE_REBUILD, saved_.c_str(), nullptr}).status;
+                                  : rig_.set({restoreRebuild, saved_.c_str(), nullptr}).status;
   }
 
   void addStage() {
@@ -274,7 +276,7 @@ private:
   }
 
   // The stage that the reading shows, not before the one that is safe on the disks.
-  size_t stageOf(const READING &reading, size_t reached) {
+  size_t stageOf(const Reading &reading, size_t reached) {
     size_t last = stages_.size() - 1;
     if (story_.inPieces && reading.fault.empty()) {
       bool isNew = reading == stages_[last] || (!reading.lines.empty() && isPart(reading.lines, stages_[last].lines));
@@ -285,14 +287,14 @@ private:
   }
 
   // A virtual disk can be created on what a cut left, and everything deleted.
-  void goOn(const DISKS &disks) {
+  void goOn(const Disks &disks) {
     rig_.recorder.begin(disks);
     rig_.clearLog();
-    READING was = readAsWe(rig_.recorder.disks);
+    Reading was = readAsWe(rig_.recorder.disks);
     ASSERT_EQ(name(rig_.run(createOrder("next", RAID_LEVEL_0, story_.next))), name(EFI_SUCCESS))
         << was.text() << rig_.log();
-    READING is = expectSettled();
-    TEXTS virtualDisks = virtualDisksOf(is);
+    Reading is = expectSettled();
+    Texts virtualDisks = virtualDisksOf(is);
     std::erase_if(virtualDisks, [](const std::string &line) { return line.starts_with("volume \"next\""); });
     EXPECT_EQ(virtualDisks, virtualDisksOf(was));
     EXPECT_EQ(virtualDisksOf(is).size(), virtualDisks.size() + 1) << is.text();
@@ -301,11 +303,11 @@ private:
   }
 
   // Both readers agree, and all disks and copies are as new as their set.
-  READING expectSettled() {
-    DISKS &disks = rig_.recorder.disks;
-    READING reading = readAsWe(disks);
+  Reading expectSettled() {
+    Disks &disks = rig_.recorder.disks;
+    Reading reading = readAsWe(disks);
     EXPECT_EQ(reading.text(), readAsLinux(disks).text());
-    OWNED_MODEL model = readModel(disks);
+    OwnedModel model = readModel(disks);
     for (UINT32 i = 0; i < model->diskCount; ++i) {
       const ddf::Disk &disk = model->disks[i];
       bool isMember = disk.kind == ddf::DiskKind::member;
@@ -315,22 +317,22 @@ private:
     return reading;
   }
 
-  const STORY &story_;
+  const Story &story_;
   Rig rig_;
-  DISKS before_;
+  Disks before_;
   std::string saved_;
-  std::vector<READING> stages_;
-  std::vector<DISK_EVENT> log_;
+  std::vector<Reading> stages_;
+  std::vector<DiskEvent> log_;
 };
 
-void PrintTo(const STORY &story, std::ostream *out) {
+void PrintTo(const Story &story, std::ostream *out) {
   *out << story.name;
 }
 
-class PowerCuts : public testing::TestWithParam<STORY> {};
+class PowerCuts : public testing::TestWithParam<Story> {};
 
 TEST_P(PowerCuts, OldOrNew) {
-  const STORY &story = GetParam();
+  const Story &story = GetParam();
   Proof proof(story);
   proof.tell();
   HasFailure() ? void() : proof.cut();
@@ -340,13 +342,13 @@ TEST_P(PowerCuts, OldOrNew) {
     proof.vanish(disk);
   }
   for (bool forGood : isSmall ? std::vector{false, true} : std::vector<bool>{}) {
-    proof.fail(DISK_WRITE, forGood, 1);
-    proof.fail(DISK_FLUSH, forGood, 1);
-    proof.fail(DISK_READ, forGood, 3);
+    proof.fail(diskWrite, forGood, 1);
+    proof.fail(diskFlush, forGood, 1);
+    proof.fail(diskRead, forGood, 3);
   }
 }
 
-std::string nameOf(const testing::TestParamInfo<STORY> &story) {
+std::string nameOf(const testing::TestParamInfo<Story> &story) {
   std::string name = story.param.name;
   std::replace(name.begin(), name.end(), ' ', '_');
   return name;

@@ -6,7 +6,9 @@
 #include "providers/disk_controller/model/view.h"
 #include "tests/providers/ddf/describe.h"
 
-std::string READING::text() const {
+using namespace xyl;
+
+std::string Reading::text() const {
   std::string text = fault.empty() ? "" : "FAULT: " + fault + "\n";
   for (const std::string &line : lines) {
     text += line + "\n";
@@ -14,8 +16,8 @@ std::string READING::text() const {
   return text;
 }
 
-TEXTS virtualDisksOf(const READING &reading) {
-  TEXTS virtualDisks;
+Texts virtualDisksOf(const Reading &reading) {
+  Texts virtualDisks;
   std::copy_if(reading.lines.begin(), reading.lines.end(), std::back_inserter(virtualDisks),
                [](const std::string &line) { return line.starts_with("volume"); });
   return virtualDisks;
@@ -40,7 +42,7 @@ static std::string padded(const UINT8 *bytes, size_t size) {
   return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
-constexpr size_t NOWHERE = ~size_t{0};
+constexpr size_t nowhere = ~size_t{0};
 
 // What a line tells of a virtual disk, but for its members.
 static std::string virtualDiskLine(const std::string &name, const UINT8 *guid, unsigned state, unsigned init,
@@ -52,8 +54,8 @@ static std::string virtualDiskLine(const std::string &name, const UINT8 *guid, u
 
 // Of a disk that failed it does not matter whether it is there.
 static std::string diskText(size_t disk, unsigned state) {
-  constexpr unsigned FAILED = 0x02;
-  return (state & FAILED) != 0 ? "lost" : disk == NOWHERE ? "?" : std::to_string(disk);
+  constexpr unsigned failedValue = 0x02;
+  return (state & failedValue) != 0 ? "lost" : disk == nowhere ? "?" : std::to_string(disk);
 }
 
 static std::string memberText(size_t disk, unsigned state, UINT64 start) {
@@ -66,8 +68,8 @@ static std::string diskLine(size_t disk, unsigned type, unsigned state) {
 
 // Disks of which more is to tell than that they are there.
 static bool isSpecial(unsigned type, unsigned state) {
-  constexpr unsigned SPARE = 0x0C, LOST = 0x46; // failed, rebuilding, missing
-  return (type & SPARE) != 0 || (state & LOST) != 0;
+  constexpr unsigned spareState = 0x0C, lostState = 0x46; // failed, rebuilding, missing
+  return (type & spareState) != 0 || (state & lostState) != 0;
 }
 
 static bool isForeign(const UINT8 *maker, UINT8 flag) {
@@ -77,10 +79,10 @@ static bool isForeign(const UINT8 *maker, UINT8 flag) {
 // --- Ours ---
 
 static size_t placeOf(const ddf::Pd *pd) {
-  return pd == nullptr || pd->disk == ddf::noIndex ? NOWHERE : pd->disk;
+  return pd == nullptr || pd->disk == ddf::noIndex ? nowhere : pd->disk;
 }
 
-static void addSet(READING &reading, const ddf::Set &set) {
+static void addSet(Reading &reading, const ddf::Set &set) {
   set.foreign ? reading.lines.push_back("a foreign set") : void();
   reading.fault += set.sound ? "" : "a set that is not sound";
   for (UINT32 i = 0; i < set.virtualDiskCount; ++i) {
@@ -109,9 +111,9 @@ static void addSet(READING &reading, const ddf::Set &set) {
   }
 }
 
-READING readAsWe(DISKS &disks) {
-  OWNED_MODEL model = readModel(disks, &ddf::ourController);
-  READING reading = {{}, modelFault(*model)};
+Reading readAsWe(Disks &disks) {
+  OwnedModel model = readModel(disks, &ddf::ourController);
+  Reading reading = {{}, modelFault(*model)};
   for (UINT32 i = 0; i < model->setCount; ++i) {
     addSet(reading, model->sets[i]);
   }
@@ -123,26 +125,26 @@ READING readAsWe(DISKS &disks) {
 
 namespace {
 
-using BYTES = std::vector<UINT8>;
+using Bytes = std::vector<UINT8>;
 
-constexpr size_t SECTOR = 512, ENTRY = 64, LIST_HEAD = 64;
-enum PART { CONTROLLER, PD_LIST, VD_LIST, RECORDS, PD_DATA, PARTS };
+constexpr size_t sector = 512, entrySize = 64, listHead = 64;
+enum Part { controllerData, pdList, vdList, recordList, pdData, partCount };
 
-struct COPY {
-  BYTES header; // empty: none
+struct Copy {
+  Bytes header; // empty: none
   bool open = false;
   UINT64 sequence = 0;
 };
 
-struct LINUX_DISK {
+struct LinuxDisk {
   size_t number; // in the order of the disks
   UINT64 sectors;
-  BYTES header, parts[PARTS];
+  Bytes header, parts[partCount];
   UINT64 rank;     // the sequence, less one when open
   UINT64 sequence; // of the header
 };
 
-struct LINUX_RECORD {
+struct LinuxRecord {
   const UINT8 *bytes = nullptr;
   UINT64 sequence = 0;
   size_t most = 0; // elements that it has room for
@@ -156,13 +158,13 @@ UINT64 number(const UINT8 *at, size_t size) {
   return value;
 }
 
-BYTES sectorsOf(SPARSE_DISK &disk, UINT64 lba, UINT64 count) {
-  BYTES bytes(count * SECTOR);
+Bytes sectorsOf(SparseDisk &disk, UINT64 lba, UINT64 count) {
+  Bytes bytes(count * sector);
   ddf::Source source = disk.source();
-  return EFI_ERROR(source.read(source.context, lba, count, bytes.data())) ? BYTES() : bytes;
+  return EFI_ERROR(source.read(source.context, lba, count, bytes.data())) ? Bytes() : bytes;
 }
 
-UINT64 headerChecksum(const BYTES &header) {
+UINT64 headerChecksum(const Bytes &header) {
   UINT32 sum = 0;
   for (size_t i = 0; i < header.size(); ++i) {
     sum ^= i >= 4 && i < 8 ? 0xFF : header[i];
@@ -173,22 +175,22 @@ UINT64 headerChecksum(const BYTES &header) {
   return sum;
 }
 
-bool isHeader(const BYTES &bytes) {
-  return bytes.size() == SECTOR && number(&bytes[0], 4) == 0xDE11DE11 && number(&bytes[4], 4) == headerChecksum(bytes);
+bool isHeader(const Bytes &bytes) {
+  return bytes.size() == sector && number(&bytes[0], 4) == 0xDE11DE11 && number(&bytes[4], 4) == headerChecksum(bytes);
 }
 
-COPY copyAt(SPARSE_DISK &disk, const BYTES &anchor, size_t lbaAt, UINT8 type) {
-  COPY copy = {sectorsOf(disk, number(&anchor[lbaAt], 8), 1)};
-  const BYTES &header = copy.header;
+Copy copyAt(SparseDisk &disk, const Bytes &anchor, size_t lbaAt, UINT8 type) {
+  Copy copy = {sectorsOf(disk, number(&anchor[lbaAt], 8), 1)};
+  const Bytes &header = copy.header;
   bool fits = isHeader(header) && header[112] == type && std::equal(&anchor[8], &anchor[40], &header[8]) &&
               std::equal(&anchor[96], &anchor[112], &header[96]) &&
               std::equal(&anchor[113], &anchor[512], &header[113]);
-  return fits ? COPY{header, header[48] != 0, number(&header[40], 4)} : COPY{};
+  return fits ? Copy{header, header[48] != 0, number(&header[40], 4)} : Copy{};
 }
 
 // False for a disk that Linux does not recognise.
-bool load(SPARSE_DISK &disk, size_t at, LINUX_DISK *found) {
-  BYTES anchor = sectorsOf(disk, disk.sectors - 1, 1);
+bool load(SparseDisk &disk, size_t at, LinuxDisk *found) {
+  Bytes anchor = sectorsOf(disk, disk.sectors - 1, 1);
   if (!isHeader(anchor)) {
     return false;
   }
@@ -196,22 +198,22 @@ bool load(SPARSE_DISK &disk, size_t at, LINUX_DISK *found) {
   if (revision != "01.00.00" && revision != "01.02.00") {
     return false;
   }
-  COPY primary = copyAt(disk, anchor, 96, 1), secondary = copyAt(disk, anchor, 104, 2);
+  Copy primary = copyAt(disk, anchor, 96, 1), secondary = copyAt(disk, anchor, 104, 2);
   bool second = !secondary.header.empty() &&
                 (primary.header.empty() || (primary.sequence < secondary.sequence && !secondary.open) ||
                  (primary.sequence == secondary.sequence && primary.open && !secondary.open));
-  const COPY &used = second ? secondary : primary;
+  const Copy &used = second ? secondary : primary;
   if (used.header.empty()) {
     return false;
   }
   *found = {at, disk.sectors, used.header, {}, used.sequence - (used.open ? 1 : 0), used.sequence};
-  for (size_t part = 0; part < PARTS; ++part) {
+  for (size_t part = 0; part < partCount; ++part) {
     UINT64 length = number(&used.header[192 + 8 * part + 4], 4);
-    bool isList = part == PD_LIST || part == VD_LIST;
+    bool isList = part == pdList || part == vdList;
     bool lengthFits = isList ? length == 2 || length == 8 || length == 32 || length == 128 || length == 512
                              : length >= 1 && length <= 1024;
     UINT64 lba = number(&used.header[second ? 104 : 96], 8) + number(&used.header[192 + 8 * part], 4);
-    found->parts[part] = lengthFits ? sectorsOf(disk, lba, length) : BYTES();
+    found->parts[part] = lengthFits ? sectorsOf(disk, lba, length) : Bytes();
     if (found->parts[part].empty()) {
       return false;
     }
@@ -224,8 +226,8 @@ bool isFree(const UINT8 *entry) {
 }
 
 // The entry with these bytes at a place of it, or null.
-const UINT8 *entryOf(const BYTES &list, size_t place, const UINT8 *bytes, size_t size) {
-  for (const UINT8 *entry = &list[LIST_HEAD]; entry < &list.back(); entry += ENTRY) {
+const UINT8 *entryOf(const Bytes &list, size_t place, const UINT8 *bytes, size_t size) {
+  for (const UINT8 *entry = &list[listHead]; entry < &list.back(); entry += entrySize) {
     if (!isFree(entry) && std::memcmp(bytes, entry + place, size) == 0) {
       return entry;
     }
@@ -238,19 +240,19 @@ const UINT8 *entryOf(const BYTES &list, size_t place, const UINT8 *bytes, size_t
 // the newest one's.
 class Assembly {
 public:
-  explicit Assembly(const std::vector<const LINUX_DISK *> &disks) : disks_(disks), answers_(disks.size() * 4200) {
+  explicit Assembly(const std::vector<const LinuxDisk *> &disks) : disks_(disks), answers_(disks.size() * 4200) {
     UINT64 stride = lengthOf(0);
     for (size_t i = 0; i < disks.size(); ++i) {
       answer(i, stride);
       stride = lengthOf(i);
-      bool isNewer = newest_ == NOWHERE || disks[i]->sequence > disks[newest_]->sequence;
+      bool isNewer = newest_ == nowhere || disks[i]->sequence > disks[newest_]->sequence;
       newest_ = works(i) && isNewer ? i : newest_;
     }
   }
 
-  std::vector<const LINUX_DISK *> taken() const {
-    std::vector<const LINUX_DISK *> taken;
-    for (size_t i = 0; newest_ != NOWHERE && i < disks_.size(); ++i) {
+  std::vector<const LinuxDisk *> taken() const {
+    std::vector<const LinuxDisk *> taken;
+    for (size_t i = 0; newest_ != nowhere && i < disks_.size(); ++i) {
       bool isTrusted = i == newest_ || answers_[i * lengthOf(newest_) + placeOf(newest_)] != 0;
       bool isNew = disks_[i]->sequence + 1 >= disks_[newest_]->sequence;
       works(i) && isTrusted &&isNew ? taken.push_back(disks_[i]) : void();
@@ -259,14 +261,14 @@ public:
   }
 
 private:
-  const BYTES &list(size_t disk) const { return disks_[disk]->parts[PD_LIST]; }
+  const Bytes &list(size_t disk) const { return disks_[disk]->parts[pdList]; }
   UINT64 lengthOf(size_t disk) const { return number(&list(disk)[8], 2); }
-  size_t capacity(size_t disk) const { return (list(disk).size() - LIST_HEAD) / ENTRY; }
-  const UINT8 *entry(size_t disk, size_t at) const { return &list(disk)[LIST_HEAD + at * ENTRY]; }
+  size_t capacity(size_t disk) const { return (list(disk).size() - listHead) / entrySize; }
+  const UINT8 *entry(size_t disk, size_t at) const { return &list(disk)[listHead + at * entrySize]; }
 
   size_t placeOf(size_t disk) const {
     size_t at = 0;
-    while (at < capacity(disk) && std::memcmp(entry(disk, at) + 24, &disks_[disk]->parts[PD_DATA][32], 4) != 0) {
+    while (at < capacity(disk) && std::memcmp(entry(disk, at) + 24, &disks_[disk]->parts[pdData][32], 4) != 0) {
       ++at;
     }
     return at;
@@ -286,32 +288,32 @@ private:
     }
   }
 
-  const std::vector<const LINUX_DISK *> &disks_;
+  const std::vector<const LinuxDisk *> &disks_;
   std::vector<UINT8> answers_;
-  size_t newest_ = NOWHERE;
+  size_t newest_ = nowhere;
 };
 
 // What md has a personality for, but for mirrors.
-constexpr struct LINUX_LEVEL {
+constexpr struct LinuxLevel {
   unsigned level, layouts; // a bit each
   size_t least, spare;     // members
-} LINUX_LEVELS[] = {{0x00, 0x1, 1, 0}, {0x1F, 0x1, 1, 0}, {0x04, 0x2, 3, 1},
-                    {0x05, 0xD, 3, 1}, {0x06, 0xE, 4, 2}, {0x11, 0x3, 3, 1}};
-constexpr unsigned MIRROR = 0x01;
+} linuxLevels[] = {{0x00, 0x1, 1, 0}, {0x1F, 0x1, 1, 0}, {0x04, 0x2, 3, 1},
+                   {0x05, 0xD, 3, 1}, {0x06, 0xE, 4, 2}, {0x11, 0x3, 3, 1}};
+constexpr unsigned mirror = 0x01;
 
-const LINUX_LEVEL *levelOf(unsigned number) {
-  auto row = std::find_if(std::begin(LINUX_LEVELS), std::end(LINUX_LEVELS),
-                          [=](const LINUX_LEVEL &level) { return level.level == number; });
-  return row == std::end(LINUX_LEVELS) ? nullptr : row;
+const LinuxLevel *levelOf(unsigned number) {
+  auto row = std::find_if(std::begin(linuxLevels), std::end(linuxLevels),
+                          [=](const LinuxLevel &level) { return level.level == number; });
+  return row == std::end(linuxLevels) ? nullptr : row;
 }
 
 bool isMapped(const UINT8 *record) {
   size_t members = number(record + 64, 2);
   unsigned layout = record[68], spans = record[69], over = record[71];
-  if (record[67] == MIRROR) {
+  if (record[67] == mirror) {
     return layout == members - 2 && members <= 3 && (spans <= 1 || over == 0 || over == 3);
   }
-  const LINUX_LEVEL *level = levelOf(record[67]);
+  const LinuxLevel *level = levelOf(record[67]);
   return spans <= 1 && level != nullptr && layout < 32 && (level->layouts >> layout & 1) != 0 &&
          members >= level->least;
 }
@@ -319,17 +321,17 @@ bool isMapped(const UINT8 *record) {
 // The disks of one set.
 class LinuxSet {
 public:
-  LinuxSet(std::vector<LINUX_DISK> disks, READING &reading) : disks_(std::move(disks)), reading_(reading) {
+  LinuxSet(std::vector<LinuxDisk> disks, Reading &reading) : disks_(std::move(disks)), reading_(reading) {
     newest_ = &*std::max_element(disks_.begin(), disks_.end(),
-                                 [](const LINUX_DISK &a, const LINUX_DISK &b) { return a.rank < b.rank; });
-    if (isForeign(&newest_->parts[CONTROLLER][8], newest_->header[49])) {
+                                 [](const LinuxDisk &a, const LinuxDisk &b) { return a.rank < b.rank; });
+    if (isForeign(&newest_->parts[controllerData][8], newest_->header[49])) {
       reading_.lines.emplace_back("a foreign set");
     }
-    for (const LINUX_DISK &disk : disks_) {
+    for (const LinuxDisk &disk : disks_) {
       collect(disk);
     }
-    std::vector<const LINUX_DISK *> order;
-    for (const LINUX_DISK &disk : disks_) {
+    std::vector<const LinuxDisk *> order;
+    for (const LinuxDisk &disk : disks_) {
       order.push_back(&disk);
     }
     taken_[0] = Assembly(order).taken();
@@ -344,19 +346,19 @@ public:
 private:
   void complain(const std::string &what) { reading_.fault += what + "; "; }
 
-  void collect(const LINUX_DISK &disk) {
-    size_t most = number(&disk.header[136], 2), step = number(&disk.header[134], 2) * SECTOR;
-    const BYTES &records = disk.parts[RECORDS];
+  void collect(const LinuxDisk &disk) {
+    size_t most = number(&disk.header[136], 2), step = number(&disk.header[134], 2) * sector;
+    const Bytes &records = disk.parts[recordList];
     for (size_t at = 0; step != 0 && at + step <= records.size(); at += step) {
       const UINT8 *record = &records[at];
       if (number(record, 4) != 0xEEEEEEEE) {
         continue;
       }
-      if (entryOf(newest_->parts[VD_LIST], 0, record + 8, 24) == nullptr) {
+      if (entryOf(newest_->parts[vdList], 0, record + 8, 24) == nullptr) {
         complain("a record without entry on disk " + std::to_string(disk.number));
         continue;
       }
-      LINUX_RECORD &known = virtual_disks_[hex(record + 8, 24)][record[70]];
+      LinuxRecord &known = virtual_disks_[hex(record + 8, 24)][record[70]];
       if (known.bytes == nullptr || known.sequence < number(record + 36, 4)) {
         known = {record, number(record + 36, 4), most};
       }
@@ -364,43 +366,42 @@ private:
   }
 
   size_t numberOf(const UINT8 *reference) {
-    for (const LINUX_DISK &disk : disks_) {
-      if (std::memcmp(reference, &disk.parts[PD_DATA][32], 4) == 0) {
+    for (const LinuxDisk &disk : disks_) {
+      if (std::memcmp(reference, &disk.parts[pdData][32], 4) == 0) {
         return disk.number;
       }
     }
-    return NOWHERE;
+    return nowhere;
   }
 
   bool isTaken(const UINT8 *reference, size_t order) const {
-    return std::any_of(taken_[order].begin(), taken_[order].end(), [&](const LINUX_DISK *disk) {
-      return std::memcmp(reference, &disk->parts[PD_DATA][32], 4) == 0;
-    });
+    return std::any_of(taken_[order].begin(), taken_[order].end(),
+                       [&](const LinuxDisk *disk) { return std::memcmp(reference, &disk->parts[pdData][32], 4) == 0; });
   }
 
   // Whether a record's members that have not failed are put together as far as the level needs them: all as soon as one
   // that is lost anyway is too many.
-  bool starts(const LINUX_RECORD &record, size_t order) {
+  bool starts(const LinuxRecord &record, size_t order) {
     size_t members = std::min<size_t>(number(record.bytes + 64, 2), record.most), lost = 0, left = 0;
     for (size_t i = 0; i < members; ++i) {
       const UINT8 *reference = record.bytes + 512 + 4 * i;
-      const UINT8 *pd = entryOf(newest_->parts[PD_LIST], 24, reference, 4);
-      bool isLost = pd == nullptr || (pd[31] & 0x02) != 0 || numberOf(reference) == NOWHERE;
+      const UINT8 *pd = entryOf(newest_->parts[pdList], 24, reference, 4);
+      bool isLost = pd == nullptr || (pd[31] & 0x02) != 0 || numberOf(reference) == nowhere;
       lost += isLost ? 1 : 0;
       left += !isLost && !isTaken(reference, order) ? 1 : 0;
     }
-    const LINUX_LEVEL *level = levelOf(record.bytes[67]);
-    size_t spare = record.bytes[67] == MIRROR ? members - 1 : level == nullptr ? 0 : level->spare;
+    const LinuxLevel *level = levelOf(record.bytes[67]);
+    size_t spare = record.bytes[67] == mirror ? members - 1 : level == nullptr ? 0 : level->spare;
     return left == 0 || lost + left <= spare;
   }
 
   // A spanned virtual disk that lacks a span is left out.
-  void addVirtualDisk(const std::map<UINT8, LINUX_RECORD> &spans) {
+  void addVirtualDisk(const std::map<UINT8, LinuxRecord> &spans) {
     const UINT8 *first = spans.begin()->second.bytes;
     if (spans.size() < first[69]) {
       return;
     }
-    const UINT8 *entry = entryOf(newest_->parts[VD_LIST], 0, first + 8, 24);
+    const UINT8 *entry = entryOf(newest_->parts[vdList], 0, first + 8, 24);
     UINT64 blocks = number(first + 72, 8);
     std::string line = virtualDiskLine(padded(entry + 48, 16), entry, entry[32], entry[33],
                                        {first[67], first[68], first[66], first[69], first[71]}, blocks);
@@ -410,8 +411,8 @@ private:
       for (size_t i = 0; i < std::min<size_t>(number(record.bytes + 64, 2), record.most); ++i) {
         const UINT8 *reference = record.bytes + 512 + 4 * i;
         UINT64 start = number(record.bytes + 512 + 4 * record.most + 8 * i, 8);
-        const UINT8 *pd = entryOf(newest_->parts[PD_LIST], 24, reference, 4);
-        line += memberText(pd == nullptr ? NOWHERE : numberOf(reference), pd == nullptr ? 0 : pd[31], start);
+        const UINT8 *pd = entryOf(newest_->parts[pdList], 24, reference, 4);
+        line += memberText(pd == nullptr ? nowhere : numberOf(reference), pd == nullptr ? 0 : pd[31], start);
         pd == nullptr ? void() : place(pd, start, blocks);
       }
     }
@@ -432,8 +433,8 @@ private:
   }
 
   void addDisks() {
-    const BYTES &list = newest_->parts[PD_LIST];
-    for (const UINT8 *entry = &list[LIST_HEAD]; entry < &list.back(); entry += ENTRY) {
+    const Bytes &list = newest_->parts[pdList];
+    for (const UINT8 *entry = &list[listHead]; entry < &list.back(); entry += entrySize) {
       if (isFree(entry)) {
         continue;
       }
@@ -445,25 +446,25 @@ private:
     }
   }
 
-  std::vector<LINUX_DISK> disks_;
-  READING &reading_;
-  const LINUX_DISK *newest_;
-  std::vector<const LINUX_DISK *> taken_[2]; // found in the order of the disks, and the other way round
-  std::map<std::string, std::map<UINT8, LINUX_RECORD>> virtual_disks_;    // by GUID, by place of the span
+  std::vector<LinuxDisk> disks_;
+  Reading &reading_;
+  const LinuxDisk *newest_;
+  std::vector<const LinuxDisk *> taken_[2]; // found in the order of the disks, and the other way round
+  std::map<std::string, std::map<UINT8, LinuxRecord>> virtual_disks_;     // by GUID, by place of the span
   std::map<std::string, std::vector<std::pair<UINT64, UINT64>>> members_; // by reference
 };
 
 } // namespace
 
-READING readAsLinux(DISKS &disks) {
-  std::map<std::string, std::vector<LINUX_DISK>> sets; // by GUID
+Reading readAsLinux(Disks &disks) {
+  std::map<std::string, std::vector<LinuxDisk>> sets; // by GUID
   for (size_t i = 0; i < disks.size(); ++i) {
-    LINUX_DISK disk;
+    LinuxDisk disk;
     if (load(disks[i], i, &disk)) {
       sets[hex(&disk.header[8], 24)].push_back(std::move(disk));
     }
   }
-  READING reading;
+  Reading reading;
   for (auto &[guid, members] : sets) {
     LinuxSet(std::move(members), reading);
   }

@@ -7,46 +7,48 @@
 #include "host/firmware/block_device.h"
 #include "tests/providers/ddf/disks.h"
 
-enum DISK_CALL { DISK_READ, DISK_WRITE, DISK_FLUSH, DISK_CALLS };
+using namespace xyl;
+
+enum DiskCall { diskRead, diskWrite, diskFlush, diskCalls };
 
 // One sector that was written, or a flush.
-struct DISK_EVENT {
-  DISK_CALL call;
+struct DiskEvent {
+  DiskCall call;
   size_t disk;
   UINT64 lba;
-  SECTOR_BYTES bytes;
+  SectorBytes bytes;
 };
 
 // The calls of one kind, counted over all disks from 1, that fail: one, or with it whatever its disk is asked from then
 // on. A write that fails has written half of its sectors.
-struct DISK_PLAN {
-  DISK_CALL call = DISK_READ;
+struct DiskPlan {
+  DiskCall call = diskRead;
   size_t nth = 0; // 0: none
   bool forGood = false;
 };
 
 struct Recorder {
-  DISKS disks;
-  std::vector<DISK_EVENT> log; // without sectors that were written as they were
-  std::set<size_t> waiting;    // disks that were written to and not flushed since
-  DISK_PLAN plan;
-  size_t calls[DISK_CALLS] = {};
+  Disks disks;
+  std::vector<DiskEvent> log; // without sectors that were written as they were
+  std::set<size_t> waiting;   // disks that were written to and not flushed since
+  DiskPlan plan;
+  size_t calls[diskCalls] = {};
   bool paused = false;        // calls are not counted, and none fails
   size_t failed = ~size_t{0}; // the disk whose call failed, or none
 
-  void begin(DISKS now, const DISK_PLAN &what = {}); // forgets everything else
-  void heal();                                       // no call fails any more
-  std::unique_ptr<SectorStore> store(size_t disk);   // of a disk of the recorder, which outlives it
+  void begin(Disks now, const DiskPlan &what = {});      // forgets everything else
+  void heal();                                           // no call fails any more
+  std::unique_ptr<host::SectorStore> store(size_t disk); // of a disk of the recorder, which outlives it
 };
 
-enum CUT {
-  CUT_DURABLE, // nothing that was not flushed has come through
-  CUT_WHOLE,   // all of it has
-  CUT_PART,
+enum Cut {
+  cutDurable, // nothing that was not flushed has come through
+  cutWhole,   // all of it has
+  cutPart,
 };
 
 // Calls look with what the disks hold after a cut: wherever in the log it comes, each disk has what it held at its last
 // flush, and of the sectors written since then any. Few sectors are tried in all choices; of many each beginning, each
 // alone, all but each, and some choices by chance. Returns how many states there were.
-size_t forEachCut(const DISKS &before, const std::vector<DISK_EVENT> &log,
-                  const std::function<void(DISKS &disks, CUT cut)> &look);
+size_t forEachCut(const Disks &before, const std::vector<DiskEvent> &log,
+                  const std::function<void(Disks &disks, Cut cut)> &look);

@@ -1,9 +1,9 @@
 #include "tests/power_cuts/rig.h"
 
-static constexpr UINT32 FIRST_DISK = 1025000;              // the id of the disk in port 0
-static constexpr UINT64 VIRTUAL_DISK_SIZE = 64 * 1024 * 6; // bytes: a few strips
+static constexpr UINT32 firstDisk = 1025000;             // the id of the disk in port 0
+static constexpr UINT64 virtualDiskSize = 64 * 1024 * 6; // bytes: a few strips
 
-ORDER createOrder(const std::string &name, UINT32 level, const PORTS &ports) {
+Order createOrder(const std::string &name, UINT32 level, const Ports &ports) {
   return {.command = RAID_COMMAND_CREATE,
           .objectType = RAID_OBJECT_VIRTUAL_DISK,
           .ports = ports,
@@ -11,15 +11,15 @@ ORDER createOrder(const std::string &name, UINT32 level, const PORTS &ports) {
           .level = level};
 }
 
-ORDER deleteOrder(const std::string &name) {
+Order deleteOrder(const std::string &name) {
   return {.command = RAID_COMMAND_DELETE, .objectType = RAID_OBJECT_VIRTUAL_DISK, .virtualDisk = name};
 }
 
-ORDER renameOrder(const std::string &was, const std::string &name) {
+Order renameOrder(const std::string &was, const std::string &name) {
   return {.command = RAID_COMMAND_CHANGE, .objectType = RAID_OBJECT_VIRTUAL_DISK, .virtualDisk = name, .was = was};
 }
 
-ORDER spareOrder(UINT32 port, UINT8 hotspare, const std::string &virtualDisk) {
+Order spareOrder(UINT32 port, UINT8 hotspare, const std::string &virtualDisk) {
   return {.command = RAID_COMMAND_CHANGE,
           .objectType = RAID_OBJECT_PHYSICAL_DISK,
           .ports = {port},
@@ -27,22 +27,22 @@ ORDER spareOrder(UINT32 port, UINT8 hotspare, const std::string &virtualDisk) {
           .virtualDisk = virtualDisk};
 }
 
-ORDER failOrder(UINT32 port) {
+Order failOrder(UINT32 port) {
   return {.command = RAID_COMMAND_CHANGE,
           .objectType = RAID_OBJECT_PHYSICAL_DISK,
           .ports = {port},
           .state = RAID_STATE_FAILED};
 }
 
-ORDER readyOrder(UINT32 port) {
+Order readyOrder(UINT32 port) {
   return {.command = RAID_COMMAND_CHANGE,
           .objectType = RAID_OBJECT_PHYSICAL_DISK,
           .ports = {port},
           .state = RAID_STATE_READY};
 }
 
-Rig::Rig(const DISKS &disks)
-    : RECORDED(disks), Machine(disks.size(), [this](size_t disk) { return recorder.store(disk); }) {}
+Rig::Rig(const Disks &disks)
+    : Recorded(disks), Machine(disks.size(), [this](size_t disk) { return recorder.store(disk); }) {}
 
 UINT32 Rig::idOf(const std::string &virtualDisk) {
   RAID_CMD_BLOCK block = {2, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, 0, nullptr, nullptr, 0};
@@ -61,7 +61,7 @@ UINT32 Rig::idOf(const std::string &virtualDisk) {
   return id;
 }
 
-EFI_STATUS Rig::run(const ORDER &order) {
+EFI_STATUS Rig::run(const Order &order) {
   union {
     RAID_VD_RECORD virtualDisk;
     RAID_PD_RECORD disk;
@@ -69,7 +69,7 @@ EFI_STATUS Rig::run(const ORDER &order) {
   std::u16string named(order.virtualDisk.begin(), order.virtualDisk.end());
   std::vector<UINT32> ids;
   for (UINT32 port : order.ports) {
-    ids.push_back(FIRST_DISK + port);
+    ids.push_back(firstDisk + port);
   }
   UINT32 spared = order.virtualDisk.empty() ? 0 : idOf(order.virtualDisk);
   bool isCreate = order.command == RAID_COMMAND_CREATE;
@@ -77,7 +77,7 @@ EFI_STATUS Rig::run(const ORDER &order) {
     data.virtualDisk.ObjectType = order.objectType;
     data.virtualDisk.Name = named.data();
     data.virtualDisk.RAIDLevel = order.level;
-    data.virtualDisk.Size = isCreate ? VIRTUAL_DISK_SIZE : 0;
+    data.virtualDisk.Size = isCreate ? virtualDiskSize : 0;
     isCreate ? void() : ids.push_back(idOf(order.was.empty() ? order.virtualDisk : order.was));
   } else if (order.objectType == RAID_OBJECT_PHYSICAL_DISK) {
     data.disk.ObjectType = order.objectType;

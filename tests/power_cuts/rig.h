@@ -4,13 +4,13 @@
 #include "tests/power_cuts/recorder.h"
 #include "tests/providers/disk_controller/machine.h"
 
-using PORTS = std::vector<UINT32>;
+using Ports = std::vector<UINT32>;
 
 // A command to the controller. Virtual disks go by their names, disks by their ports; what is empty or 0 is not sent.
-struct ORDER {
+struct Order {
   UINT32 command;
   UINT32 objectType;
-  PORTS ports = {};
+  Ports ports = {};
   UINT8 hotspare = 0; // RAID_HOTSPARE_
   UINT64 state = 0;   // RAID_STATE_ that a disk gets
   std::string virtualDisk =
@@ -19,23 +19,23 @@ struct ORDER {
   UINT32 level = 0;     // RAID_LEVEL_
 };
 
-ORDER createOrder(const std::string &name, UINT32 level, const PORTS &ports);
-ORDER deleteOrder(const std::string &name);
-ORDER renameOrder(const std::string &was, const std::string &name);
-ORDER spareOrder(UINT32 port, UINT8 hotspare, const std::string &virtualDisk = {});
-ORDER failOrder(UINT32 port);
-ORDER readyOrder(UINT32 port);
+Order createOrder(const std::string &name, UINT32 level, const Ports &ports);
+Order deleteOrder(const std::string &name);
+Order renameOrder(const std::string &was, const std::string &name);
+Order spareOrder(UINT32 port, UINT8 hotspare, const std::string &virtualDisk = {});
+Order failOrder(UINT32 port);
+Order readyOrder(UINT32 port);
 
-struct RECORDED { // before the machine that writes into it
-  explicit RECORDED(const DISKS &disks) { recorder.begin(disks); }
+struct Recorded { // before the machine that writes into it
+  explicit Recorded(const Disks &disks) { recorder.begin(disks); }
   Recorder recorder;
 };
 
-class Rig : public RECORDED, public Machine {
+class Rig : public Recorded, public Machine {
 public:
-  explicit Rig(const DISKS &disks);
+  explicit Rig(const Disks &disks);
 
-  EFI_STATUS run(const ORDER &order);
+  EFI_STATUS run(const Order &order);
   // Takes the disk away, as its handle does when it is pulled.
   void pull(size_t disk) { devices[disk].reset(); }
 

@@ -9,6 +9,8 @@
 #include "tests/support/paths.h"
 #include "validator.h"
 
+using namespace xyl;
+
 static void expectValid(const std::string &schema, const std::string &document) {
   EXPECT_EQ(faults(schema, document), "") << document.substr(0, 4000);
 }
@@ -16,7 +18,7 @@ static void expectValid(const std::string &schema, const std::string &document) 
 // Applies the document; it and its log are valid, whatever the controller thinks of it.
 static std::string expectValidChange(World &world, const std::string &request, const std::string &saved = {}) {
   expectValid("changes.xsd", request);
-  ANSWER answer = world.set({NORMAL, saved.empty() ? nullptr : saved.c_str(), request.c_str()});
+  OperationAnswer answer = world.set({normal, saved.empty() ? nullptr : saved.c_str(), request.c_str()});
   EXPECT_TRUE(answer.hasText) << request << name(answer.status);
   expectValid("change_log.xsd", answer.text);
   return answer.text;
@@ -36,7 +38,7 @@ TEST(Documents, InventoriesAndRestoreLogs) {
     EXPECT_EQ(sim::replaceAdapter(world.sim), EFI_SUCCESS);
     world.markBalance();
     expectValid("XYLSchema.xsd", world.get().text);
-    for (const char *options : {RESTORE, RESTORE_REBUILD}) {
+    for (const char *options : {restoreOptions, restoreRebuild}) {
       expectValid("options.xsd", options);
       expectValid("restore_log.xsd", world.set({options, saved.c_str(), nullptr}).text);
     }
@@ -67,11 +69,11 @@ TEST(Documents, ChangesGuide) {
         EXPECT_TRUE(log == document || *preset == 'e');
       } else if (title.ends_with("-key") == (*preset == 'e')) {
         const UINT32 free[] = {1019, 1020};
-        const KEPT_STATE tidy(world.sim);
+        const KeptState tidy(world.sim);
         if (title.ends_with("-foreign")) {
           EXPECT_EQ(name(sim::makeForeign(world.sim, /* RAID 1 */ 4, free, 2)), name(EFI_SUCCESS));
         }
-        const KEPT_STATE before(world.sim);
+        const KeptState before(world.sim);
         log = expectValidChange(world, document, world.get().text);
         EXPECT_EQ(countOf(log, "<Status>Fail"), 0u) << log;
         EXPECT_EQ(before.isIn(world.sim), title == "identify-disk");
@@ -88,10 +90,10 @@ TEST(Documents, EveryCommandOnEveryType) {
   World world({.preset = "demo", .debugLog = false});
   // Also objects that do not go with the command: the controller must not read beyond what it was given.
   const char *const objects[] = {"", "<Adapter/>", "<PD/>", "<VD/>", "<Key><Mode>RKM</Mode></Key>"};
-  for (const VALUE_NAME_TABLE *command = g_commandTable; command->Name != nullptr; ++command) {
-    for (const VALUE_NAME_TABLE *type = g_objectTypeTable; type->Name != nullptr; ++type) {
+  for (const driver::VALUE_NAME_TABLE *command = driver::g_commandTable; command->Name != nullptr; ++command) {
+    for (const driver::VALUE_NAME_TABLE *type = driver::g_objectTypeTable; type->Name != nullptr; ++type) {
       for (const char *object : objects) {
-        for (const IDS &ids : {IDS{}, IDS{1001}}) {
+        for (const Ids &ids : {Ids{}, Ids{1001}}) {
           expectValidChange(world, element("raidData", method(command->Name, type->Name, ids, object)));
         }
       }

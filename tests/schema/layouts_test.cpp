@@ -4,7 +4,10 @@
 #include "tests/support/memory_front.h"
 #include "validator.h"
 
-static const std::string BASE =
+using namespace xyl;
+using namespace xyl::client;
+
+static const std::string base =
     "<RaidLayout others=\"delete\"><VD differs=\"recreate\"><Name>data</Name><RAIDLevel>RAID 5</RAIDLevel><Disks>"
     "<Count>3</Count><Medium>HDD</Medium><Protocol>SAS</Protocol><Smallest>500GB</Smallest><Enclosure>301</Enclosure>"
     "</Disks><Size>1.2 TB</Size><StripeSize>64 Kb</StripeSize><CurrentCachePolicy><WritePolicy>Write Back</WritePolicy>"
@@ -18,7 +21,7 @@ static const struct {
   const char *from, *to;
   const char *said;     // the error line from the file's name on; "" for what the reader takes
   bool isValid = false; // all the same
-} DAMAGES[] = {
+} damages[] = {
     {"</RaidLayout>", "", "x is not a well-formed XML document"},
     {"others=\"delete\"", "others=\"remove\"", "'x': others cannot be 'remove'; it is one of leave, delete"},
     {"others=", "other=", "'x': there is no attribute 'other'"},
@@ -77,16 +80,16 @@ static const struct {
 struct LayoutReader {
   World world{"demo"};
   MemoryFront memory;
-  XYL_FRONT front = memory.as(XYL_FRONT_SHELL);
-  XYL_REQUEST request = {};
-  XYL_CONTEXT context = {&front, &request};
+  Front front = memory.as(frontShell);
+  Request request = {};
+  Context context = {&front, &request};
 
   // The error line.
   std::string read(const std::string &text, ensure::Layout *layout) {
     memory.errors.clear();
-    XYL_RESULT result = ensure::readLayout(context, "x", text.c_str(), layout);
-    EXPECT_EQ(result.Outcome, memory.errors.empty() ? XYL_SUCCESS : XYL_FAILED) << memory.errors;
-    EXPECT_EQ(result.Reason == XYL_REASON_DOCUMENT, !memory.errors.empty());
+    Result result = ensure::readLayout(context, "x", text.c_str(), layout);
+    EXPECT_EQ(result.outcome, memory.errors.empty() ? outcomeSuccess : outcomeFailed) << memory.errors;
+    EXPECT_EQ(result.reason == Reason::document, !memory.errors.empty());
     EXPECT_LE(countOf(memory.errors, "\n"), 1u);
     return memory.errors;
   }
@@ -94,9 +97,9 @@ struct LayoutReader {
 
 TEST(Layouts, Damaged) {
   LayoutReader reader;
-  for (const auto &damage : DAMAGES) {
+  for (const auto &damage : damages) {
     ensure::Layout layout;
-    std::string text = replaced(BASE, damage.from, damage.to);
+    std::string text = replaced(base, damage.from, damage.to);
     std::string said = reader.read(text, &layout);
     EXPECT_TRUE(said.starts_with(*damage.said == 0 ? "" : std::string("xyl: ") + damage.said) &&
                 said.empty() == (*damage.said == 0))
@@ -109,8 +112,8 @@ TEST(Layouts, Damaged) {
 TEST(Layouts, WhatTheyMean) {
   LayoutReader reader;
   ensure::Layout layout;
-  EXPECT_EQ(reader.read(BASE, &layout), "");
-  EXPECT_EQ(faults("layout.xsd", BASE), "");
+  EXPECT_EQ(reader.read(base, &layout), "");
+  EXPECT_EQ(faults("layout.xsd", base), "");
   EXPECT_EQ(layout.others, ensure::Others::remove);
   ASSERT_EQ(layout.virtualDisks.count, 2u);
   const ensure::VirtualDiskWish &data = layout.virtualDisks.items[0], &more = layout.virtualDisks.items[1];
@@ -161,10 +164,10 @@ TEST(Layouts, WithoutMemory) {
                     .operation =
                         [](World &) {
                           MemoryFront memory;
-                          XYL_FRONT front = memory.as(XYL_FRONT_SHELL);
-                          XYL_REQUEST request = {};
+                          Front front = memory.as(frontShell);
+                          Request request = {};
                           ensure::Layout layout;
-                          return ensure::readLayout({&front, &request}, "x", BASE.c_str(), &layout).Status;
+                          return ensure::readLayout({&front, &request}, "x", base.c_str(), &layout).status;
                         },
                     .afterFailure = nullptr});
 }

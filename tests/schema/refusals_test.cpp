@@ -3,116 +3,116 @@
 #include "tests/driver/request/parsed.h"
 #include "validator.h"
 
-enum KIND { INVENTORY, CHANGES, OPTIONS, RESTORE_LOG, CHANGE_LOG, KIND_COUNT };
-enum READER { REFUSES, READS, NO_READER };
+enum Kind { inventory, changes, options, restoreLog, changeLog, kindCount };
+enum Reader { refuses, reads, noReader };
 
-static const char *const SCHEMAS[KIND_COUNT] = {"XYLSchema.xsd", "changes.xsd", "options.xsd", "restore_log.xsd",
-                                                "change_log.xsd"};
+static const char *const schemas[kindCount] = {"XYLSchema.xsd", "changes.xsd", "options.xsd", "restore_log.xsd",
+                                               "change_log.xsd"};
 
 // A valid document in which one place is changed.
-struct DAMAGE {
-  KIND kind;
+struct Damage {
+  Kind kind;
   std::string from;
   std::string to;
-  READER reader;
+  Reader reader;
 };
 
-static const DAMAGE DAMAGES[] = {
-    {INVENTORY, "</xylComponent>", "</xylComponent><xylComponent/>", REFUSES},
-    {INVENTORY, "<Inventory>", "<Other/><Inventory>", REFUSES},
-    {INVENTORY, "<Adapter><ObjectType>Adapter", "<Adapter><ObjectType>Enclosure", REFUSES},
-    {INVENTORY, "<ObjectType>Logical Disk", "<ObjectType>Physical Disk", REFUSES},
-    {INVENTORY, "<Index>0</Index></PCIID><Supp", "</PCIID><Supp", REFUSES},
-    {INVENTORY, "<RAIDLevelParams>", "<RAIDLevelParams><Other/>", REFUSES},
-    {INVENTORY, "<RAIDLevel>RAID 5<", "<RAIDLevel>RAID-5<", REFUSES},
-    {INVENTORY, "<Protocol>SAS</Protocol><Port>", "<Protocol>NVMe</Protocol><Port>", REFUSES},
-    {INVENTORY, "</ManufactureName>", "</ManufactureName>" + repeated(256, "<VD>1</VD>"), REFUSES},
-    {INVENTORY, "<MaxLDs>64</MaxLDs>", "", READS},
-    {INVENTORY, "<MaxLDs>64", "<Other/><MaxLDs>64", READS},
-    {INVENTORY, "<MaxLDs>64", "<MaxLDs>12345678", READS},
-    {INVENTORY, "<MaxLDs>64</MaxLDs><MaxPDsPerSpan>32</MaxPDsPerSpan>",
-     "<MaxPDsPerSpan>32</MaxPDsPerSpan><MaxLDs>64</MaxLDs>", READS},
-    {INVENTORY, "<Embedded>true", "<Embedded>True", READS},
-    {INVENTORY, "<AssetTag>A", "<AssetTag>More", READS},
+static const Damage damages[] = {
+    {inventory, "</xylComponent>", "</xylComponent><xylComponent/>", refuses},
+    {inventory, "<Inventory>", "<Other/><Inventory>", refuses},
+    {inventory, "<Adapter><ObjectType>Adapter", "<Adapter><ObjectType>Enclosure", refuses},
+    {inventory, "<ObjectType>Logical Disk", "<ObjectType>Physical Disk", refuses},
+    {inventory, "<Index>0</Index></PCIID><Supp", "</PCIID><Supp", refuses},
+    {inventory, "<RAIDLevelParams>", "<RAIDLevelParams><Other/>", refuses},
+    {inventory, "<RAIDLevel>RAID 5<", "<RAIDLevel>RAID-5<", refuses},
+    {inventory, "<Protocol>SAS</Protocol><Port>", "<Protocol>NVMe</Protocol><Port>", refuses},
+    {inventory, "</ManufactureName>", "</ManufactureName>" + repeated(256, "<VD>1</VD>"), refuses},
+    {inventory, "<MaxLDs>64</MaxLDs>", "", reads},
+    {inventory, "<MaxLDs>64", "<Other/><MaxLDs>64", reads},
+    {inventory, "<MaxLDs>64", "<MaxLDs>12345678", reads},
+    {inventory, "<MaxLDs>64</MaxLDs><MaxPDsPerSpan>32</MaxPDsPerSpan>",
+     "<MaxPDsPerSpan>32</MaxPDsPerSpan><MaxLDs>64</MaxLDs>", reads},
+    {inventory, "<Embedded>true", "<Embedded>True", reads},
+    {inventory, "<AssetTag>A", "<AssetTag>More", reads},
 
-    {CHANGES, "</raidData>", "</raidData><raidData/>", REFUSES},
-    {CHANGES, "<raidData>", "<raidData><Adapter/>", REFUSES},
-    {CHANGES, " name=\"Create\"", "", REFUSES},
-    {CHANGES, "name=\"Create\"", "name=\"create\"", REFUSES},
-    {CHANGES, "<Object><VD>", "<Object><Disk/><VD>", REFUSES},
-    {CHANGES, "<VD><TargetID>", "<VD><ObjectType>Physical Disk</ObjectType><TargetID>", REFUSES},
-    {CHANGES, "<RAIDLevel>RAID 1<", "<RAIDLevel>RAID1<", REFUSES},
-    {CHANGES, "<Mode>LKM", "<Mode>RKM Pending", REFUSES},
-    {CHANGES, "Y29ycmVjdCBob3JzZQ==", repeated(11, "AAAA"), REFUSES},
-    {CHANGES, "<Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>Y29ycmVjdCBob3JzZQ==</Passphrase>", "", REFUSES},
-    {CHANGES, "<Mode>LKM</Mode>", "", READS},
-    {CHANGES, "ZQ==", "ZQ", READS},
-    {CHANGES, "<OID>1001", "<OID>4294967296", READS},
-    {CHANGES, "<ObjectType>", "<ObjectType>Adapter</ObjectType><ObjectType>", READS},
-    {CHANGES, "<TargetID>1", "<Raidlevel/><TargetID>1", READS},
+    {changes, "</raidData>", "</raidData><raidData/>", refuses},
+    {changes, "<raidData>", "<raidData><Adapter/>", refuses},
+    {changes, " name=\"Create\"", "", refuses},
+    {changes, "name=\"Create\"", "name=\"create\"", refuses},
+    {changes, "<Object><VD>", "<Object><Disk/><VD>", refuses},
+    {changes, "<VD><TargetID>", "<VD><ObjectType>Physical Disk</ObjectType><TargetID>", refuses},
+    {changes, "<RAIDLevel>RAID 1<", "<RAIDLevel>RAID1<", refuses},
+    {changes, "<Mode>LKM", "<Mode>RKM Pending", refuses},
+    {changes, "Y29ycmVjdCBob3JzZQ==", repeated(11, "AAAA"), refuses},
+    {changes, "<Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>Y29ycmVjdCBob3JzZQ==</Passphrase>", "", refuses},
+    {changes, "<Mode>LKM</Mode>", "", reads},
+    {changes, "ZQ==", "ZQ", reads},
+    {changes, "<OID>1001", "<OID>4294967296", reads},
+    {changes, "<ObjectType>", "<ObjectType>Adapter</ObjectType><ObjectType>", reads},
+    {changes, "<TargetID>1", "<Raidlevel/><TargetID>1", reads},
 
-    {OPTIONS, "</RunMode>", "</RunMode><RunMode/>", REFUSES},
-    {OPTIONS, "<Mode>Restore</Mode>", "", REFUSES},
-    {OPTIONS, "<StopOnError>True", "<StopOnError>true", REFUSES},
-    {OPTIONS, "<PreserveVDConfig>True</PreserveVDConfig>", "", REFUSES},
-    {OPTIONS, "PreserveVDConfig>True</PreserveVDConfig", "Keep>True</Keep", READS},
-    {OPTIONS, "<Mode>", "<Other/><Mode>", READS},
-    {OPTIONS, "<Mode>", "<Mode>Normal</Mode><Mode>", READS},
+    {options, "</RunMode>", "</RunMode><RunMode/>", refuses},
+    {options, "<Mode>Restore</Mode>", "", refuses},
+    {options, "<StopOnError>True", "<StopOnError>true", refuses},
+    {options, "<PreserveVDConfig>True</PreserveVDConfig>", "", refuses},
+    {options, "PreserveVDConfig>True</PreserveVDConfig", "Keep>True</Keep", reads},
+    {options, "<Mode>", "<Other/><Mode>", reads},
+    {options, "<Mode>", "<Mode>Normal</Mode><Mode>", reads},
 
-    {RESTORE_LOG, "name=\"Validate\"", "name=\"VALIDATE\"", NO_READER},
-    {RESTORE_LOG, "<Status>Success", "<Status>Done", NO_READER},
-    {RESTORE_LOG, "<ccMode>", "<ccMode>Not ", NO_READER},
-    {CHANGE_LOG, "name=\"CREATE\"", "name=\"Create\"", NO_READER},
-    {CHANGE_LOG, "<TargetId>3E9", "<TargetId>3e9", NO_READER},
+    {restoreLog, "name=\"Validate\"", "name=\"VALIDATE\"", noReader},
+    {restoreLog, "<Status>Success", "<Status>Done", noReader},
+    {restoreLog, "<ccMode>", "<ccMode>Not ", noReader},
+    {changeLog, "name=\"CREATE\"", "name=\"Create\"", noReader},
+    {changeLog, "<TargetId>3E9", "<TargetId>3e9", noReader},
 };
 
-static const char *const OPTIONS_BASE = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError>"
-                                        "<Raid><PreserveVDConfig>True</PreserveVDConfig></Raid></RunMode>";
+static const char *const optionsBase = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError>"
+                                       "<Raid><PreserveVDConfig>True</PreserveVDConfig></Raid></RunMode>";
 
-static const char *const CHANGES_BASE =
+static const char *const changesBase =
     "<raidData><Method name=\"Create\"><ObjectType>Virtual Disk</ObjectType><OID>1001</OID><OID>1002</OID><Object>"
     "<VD><TargetID>1048576</TargetID><RAIDLevel>RAID 1</RAIDLevel><StripeSize>64 Kb</StripeSize></VD></Object></Method>"
     "<Method name=\"Lock\"><Object><Key><Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>Y29ycmVjdCBob3JzZQ==</Passphrase>"
     "</Key></Object></Method></raidData>";
 
 // A world, and the documents in it that are damaged.
-struct BASES {
+struct Bases {
   World world{"demo"};
-  std::string documents[KIND_COUNT];
+  std::string documents[kindCount];
 
-  BASES() {
+  Bases() {
     std::string saved = world.get().text;
-    documents[INVENTORY] = onOneLine(saved);
-    documents[CHANGES] = CHANGES_BASE;
-    documents[OPTIONS] = OPTIONS_BASE;
-    documents[RESTORE_LOG] = onOneLine(world.set({RESTORE_REBUILD, saved.c_str(), nullptr}).text);
-    world.set({NORMAL, nullptr, "<raidData><Method name=\"Delete\"/></raidData>"});
-    documents[CHANGE_LOG] = onOneLine(world.set({NORMAL, nullptr, CHANGES_BASE}).text);
+    documents[inventory] = onOneLine(saved);
+    documents[changes] = changesBase;
+    documents[options] = optionsBase;
+    documents[restoreLog] = onOneLine(world.set({restoreRebuild, saved.c_str(), nullptr}).text);
+    world.set({normal, nullptr, "<raidData><Method name=\"Delete\"/></raidData>"});
+    documents[changeLog] = onOneLine(world.set({normal, nullptr, changesBase}).text);
   }
 
   // Whether the driver takes the document for what it is, with all its methods.
-  bool reads(KIND kind, const std::string &text) {
-    if (kind == OPTIONS) {
-      return !EFI_ERROR(world.set({text.c_str(), documents[INVENTORY].c_str(), nullptr}).status);
+  bool reads(Kind kind, const std::string &text) {
+    if (kind == options) {
+      return !EFI_ERROR(world.set({text.c_str(), documents[inventory].c_str(), nullptr}).status);
     }
     Parsed parsed(text);
     return !EFI_ERROR(parsed.status) &&
-           (kind == INVENTORY ? parsed.count == 1 : parsed.config->commandCount == countOf(text, "<Method"));
+           (kind == inventory ? parsed.count == 1 : parsed.config->commandCount == countOf(text, "<Method"));
   }
 };
 
 TEST(Refusals, DamagedDocuments) {
-  BASES bases;
-  for (int i = 0; i < KIND_COUNT; ++i) {
-    KIND kind = static_cast<KIND>(i);
-    EXPECT_EQ(faults(SCHEMAS[kind], bases.documents[kind]), "") << SCHEMAS[kind];
-    EXPECT_TRUE(kind > OPTIONS || bases.reads(kind, bases.documents[kind])) << SCHEMAS[kind];
+  Bases bases;
+  for (int i = 0; i < kindCount; ++i) {
+    Kind kind = static_cast<Kind>(i);
+    EXPECT_EQ(faults(schemas[kind], bases.documents[kind]), "") << schemas[kind];
+    EXPECT_TRUE(kind > options || bases.reads(kind, bases.documents[kind])) << schemas[kind];
   }
-  for (const DAMAGE &damage : DAMAGES) {
+  for (const Damage &damage : damages) {
     std::string text = replaced(bases.documents[damage.kind], damage.from, damage.to);
-    EXPECT_NE(faults(SCHEMAS[damage.kind], text), "") << damage.to;
-    if (damage.reader != NO_READER) {
-      EXPECT_EQ(bases.reads(damage.kind, text), damage.reader == READS) << damage.to;
+    EXPECT_NE(faults(schemas[damage.kind], text), "") << damage.to;
+    if (damage.reader != noReader) {
+      EXPECT_EQ(bases.reads(damage.kind, text), damage.reader == reads) << damage.to;
     }
   }
 }

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-struct SOAK_FIGURES {
+struct SoakFigures {
   std::map<std::string, unsigned long long> counts; // by what was done
   unsigned long long peakPool = 0;                  // bytes
 };
-extern SOAK_FIGURES g_figures;
+extern SoakFigures g_figures;
 extern std::vector<std::string> g_story; // the steps of the life that is running
 // Counts what was done and goes on with the story.
 void tell(const std::string &what, const std::string &story);

@@ -3,8 +3,10 @@
 #include "tests/soak/client.h"
 #include "tests/soak/lives.h"
 
-static constexpr UINT32 STEPS = 12, PORTS_OF_DISKS = 5, FIRST_DISK = 1025000;
-static constexpr size_t LOOKS = 12; // at states of a cut
+using namespace xyl;
+
+static constexpr UINT32 steps = 12, portsOfDisks = 5, firstDisk = 1025000;
+static constexpr size_t looks = 12; // at states of a cut
 
 static const std::vector<std::string> g_lines = {
     "get -o a.xml --force",
@@ -23,23 +25,23 @@ static const std::vector<std::string> g_lines = {
 namespace {
 
 // What both readers find.
-struct READINGS {
-  READING ours, ofLinux;
+struct Readings {
+  Reading ours, ofLinux;
 
-  explicit READINGS(DISKS &disks) : ours(readAsWe(disks)), ofLinux(readAsLinux(disks)) {}
+  explicit Readings(Disks &disks) : ours(readAsWe(disks)), ofLinux(readAsLinux(disks)) {}
   bool isSound() const { return ours.fault.empty() && ofLinux.fault.empty(); }
   std::string text() const { return "we:\n" + ours.text() + ours.fault + "Linux:\n" + ofLinux.text() + ofLinux.fault; }
 };
 
 // The virtual disks are those of one reading or of the other. A list of failed disks may outlive the last virtual disk.
-bool isEither(const READING &cut, const READING &before, const READING &after) {
+bool isEither(const Reading &cut, const Reading &before, const Reading &after) {
   return virtualDisksOf(cut) == virtualDisksOf(before) || virtualDisksOf(cut) == virtualDisksOf(after);
 }
 
 // One life of the machine, from power on to power off. The disks outlive it.
 class Life {
 public:
-  Life(DISKS &disks, RANDOM &random, std::map<std::string, std::string> &files)
+  Life(Disks &disks, Random &random, std::map<std::string, std::string> &files)
       : disks_(disks), random_(random), files_(files), rig_(disks), client_(rig_) {
     client_.files = files;
   }
@@ -56,7 +58,7 @@ public:
     } else if (kind < 14) {
       pullForAWhile();
     } else {
-      change(kind >= 80 ? randomPlan() : DISK_PLAN{});
+      change(kind >= 80 ? randomPlan() : DiskPlan{});
     }
     disks_ = rig_.recorder.disks;
     bool isCut = !testing::Test::HasFailure() && !log_.empty() && random_.chance(30) && losePower();
@@ -70,7 +72,7 @@ private:
     UINT32 port = anyPort();
     tell("disks replaced", "replace disk " + std::to_string(port));
     rig_.pull(port);
-    rig_.recorder.disks[port] = {TEST_DISK_SECTORS, {}};
+    rig_.recorder.disks[port] = {testDiskSectors, {}};
     rig_.plug(port);
     log_.clear();
   }
@@ -84,19 +86,19 @@ private:
     log_.clear();
   }
 
-  DISK_PLAN randomPlan() {
-    return {static_cast<DISK_CALL>(random_.below(DISK_CALLS)), 1 + random_.below(60), random_.chance(30)};
+  DiskPlan randomPlan() {
+    return {static_cast<DiskCall>(random_.below(diskCalls)), 1 + random_.below(60), random_.chance(30)};
   }
 
-  PORTS somePorts() {
-    PORTS ports;
+  Ports somePorts() {
+    Ports ports;
     for (UINT32 count = 1 + random_.below(4); count != 0; --count) {
       ports.push_back(anyPort()); // also one that stands there already
     }
     return ports;
   }
 
-  ORDER randomOrder() {
+  Order randomOrder() {
     static const std::vector<UINT32> levels = {RAID_LEVEL_0, RAID_LEVEL_1, RAID_LEVEL_5, RAID_LEVEL_6, RAID_LEVEL_10};
     auto anyName = [&] { return std::string(1, static_cast<char>('a' + random_.below(4))); };
     std::string virtualDisk = anyName();
@@ -123,7 +125,7 @@ private:
   // Runs a command; whether it says that it succeeded. In pieces: whether a cut may leave some of it.
   bool run(bool *inPieces) {
     if (random_.chance(60)) {
-      ORDER order = randomOrder();
+      Order order = randomOrder();
       std::string ports;
       for (UINT32 port : order.ports) {
         ports += " " + std::to_string(port);
@@ -135,22 +137,22 @@ private:
       *inPieces = order.objectType == RAID_OBJECT_ADAPTER;
       return !EFI_ERROR(rig_.run(order));
     }
-    IDS disks, virtualDisks;
+    Ids disks, virtualDisks;
     for (UINT32 port = 0; port < rig_.recorder.disks.size(); ++port) {
-      disks.push_back(FIRST_DISK + port);
+      disks.push_back(firstDisk + port);
     }
     std::string line = SoakClient::fill(random_.oneOf(g_lines), random_, disks, {1, 2, 3});
     tell("xyl " + line.substr(0, line.find(' ')), line);
     *inPieces = line.starts_with("restore") || line.find("--spare") != std::string::npos;
-    XYL_OUTCOME outcome = client_.run(line);
+    client::Outcome outcome = client_.run(line);
     g_story.back() += ": " + std::to_string(outcome);
-    return outcome == XYL_SUCCESS;
+    return outcome == client::outcomeSuccess;
   }
 
-  void change(const DISK_PLAN &plan) {
-    READINGS before(rig_.recorder.disks);
+  void change(const DiskPlan &plan) {
+    Readings before(rig_.recorder.disks);
     before_ = rig_.recorder.disks;
-    rig_.recorder.begin(DISKS(before_), plan);
+    rig_.recorder.begin(Disks(before_), plan);
     rig_.clearLog();
     uint64_t allocations = rig_.firmware.pool().liveAllocations;
     bool isDone = run(&inPieces_);
@@ -161,7 +163,7 @@ private:
     g_figures.counts["changes of disks"] += log_.empty() ? 0 : 1;
     g_story.back() += isHindered ? ", disk " + std::to_string(rig_.recorder.failed) + " failed" : "";
     EXPECT_EQ(rig_.firmware.pool().liveAllocations, allocations) << "memory was left";
-    READINGS after(rig_.recorder.disks);
+    Readings after(rig_.recorder.disks);
     EXPECT_TRUE(after.isSound()) << "before\n" << before.text() << "after\n" << after.text() << rig_.log();
     if (!isHindered && !isDone && !inPieces_) {
       EXPECT_EQ(after.text(), before.text()) << "refused and changed" << rig_.log();
@@ -175,19 +177,19 @@ private:
   // One of the states in which a cut of the last command leaves the disks.
   bool losePower() {
     tell("power cuts", "the power goes");
-    READINGS before(before_), after(disks_);
-    std::vector<DISKS> states;
+    Readings before(before_), after(disks_);
+    std::vector<Disks> states;
     size_t count = 0;
-    forEachCut(before_, log_, [&](DISKS &disks, CUT) {
+    forEachCut(before_, log_, [&](Disks &disks, Cut) {
       ++count;
-      if (states.size() < LOOKS) {
+      if (states.size() < looks) {
         states.push_back(disks);
-      } else if (UINT32 at = random_.below(static_cast<UINT32>(count)); at < LOOKS) {
+      } else if (UINT32 at = random_.below(static_cast<UINT32>(count)); at < looks) {
         states[at] = disks;
       }
     });
-    for (DISKS &state : states) {
-      READINGS cut(state);
+    for (Disks &state : states) {
+      Readings cut(state);
       bool isOne = isEither(cut.ours, before.ours, after.ours) && isEither(cut.ofLinux, before.ofLinux, after.ofLinux);
       EXPECT_TRUE(cut.isSound() && (isOne || inPieces_)) << "before\n"
                                                          << before.text() << "cut\n"
@@ -199,25 +201,25 @@ private:
     return true;
   }
 
-  DISKS &disks_;
-  RANDOM &random_;
+  Disks &disks_;
+  Random &random_;
   std::map<std::string, std::string> &files_;
   Rig rig_;
   SoakClient client_;
-  DISKS before_;
-  std::vector<DISK_EVENT> log_;
+  Disks before_;
+  std::vector<DiskEvent> log_;
   bool inPieces_ = false;
 };
 
 } // namespace
 
 void liveOnDisks(unsigned long long seed) {
-  RANDOM random = {seed};
-  DISKS disks(PORTS_OF_DISKS, {TEST_DISK_SECTORS, {}});
+  Random random = {seed};
+  Disks disks(portsOfDisks, {testDiskSectors, {}});
   std::map<std::string, std::string> files;
-  for (UINT32 i = 0; i < STEPS && !testing::Test::HasFailure();) {
+  for (UINT32 i = 0; i < steps && !testing::Test::HasFailure();) {
     Life life(disks, random, files);
-    for (bool isOn = true; isOn && i < STEPS && !testing::Test::HasFailure(); ++i) {
+    for (bool isOn = true; isOn && i < steps && !testing::Test::HasFailure(); ++i) {
       isOn = life.step();
     }
     g_figures.counts["restarts"] += 1;

@@ -5,9 +5,12 @@
 #include "tests/model/judge.h"
 #include "tests/soak/client.h"
 
+using namespace xyl;
+using namespace xyl::client;
+
 namespace {
 
-constexpr UINT32 CONTROLLERS = 250, DAMAGES = 4;
+constexpr UINT32 controllers = 250, damages = 4;
 
 class Situations {
 public:
@@ -29,34 +32,34 @@ public:
 
   // Damages the controller and lets both tell what comes of it.
   void tell() {
-    KEPT_STATE whole(sim_);
+    KeptState whole(sim_);
     for (UINT32 i = random_.below(5); i-- > 0;) {
       damage();
     }
-    KEPT_STATE before(sim_);
+    KeptState before(sim_);
     bool rebuilds = random_.chance(60);
     const std::string options = rebuilds ? " --rebuild" : "";
-    XYL_OUTCOME planned = client_.run("plan a.xml --json" + options);
+    Outcome planned = client_.run("plan a.xml --json" + options);
     std::string plan = client_.out;
     EXPECT_TRUE(before.isIn(sim_));
     const std::string restore = "restore a.xml --json --no-backup --yes --discard-foreign";
-    if (rebuilds && planned == XYL_DIFFERENT && random_.chance(10)) {
-      EXPECT_EQ(client_.run(restore + " --rebuild"), XYL_USAGE);
+    if (rebuilds && planned == outcomeDifferent && random_.chance(10)) {
+      EXPECT_EQ(client_.run(restore + " --rebuild"), outcomeUsage);
     }
     EXPECT_EQ(client_.run(restore + options + (rebuilds ? " --partial" : "")), planned) << client_.errors;
     outcomes[planned] += 1;
-    if (planned <= XYL_DIFFERENT) {
+    if (planned <= outcomeDifferent) {
       nlohmann::json told = nlohmann::json::parse(plan), after = nlohmann::json::parse(client_.out);
       EXPECT_EQ(told["verdict"], after["verdict"]);
-      EXPECT_EQ(told["complete"], planned == XYL_SUCCESS);
+      EXPECT_EQ(told["complete"], planned == outcomeSuccess);
     }
     whole.putBack(sim_);
   }
 
-  static UINT32 outcomes[XYL_OUTCOME_COUNT];
+  static UINT32 outcomes[outcomeCount];
 
 private:
-  void send(UINT32 command, UINT32 objectType, IDS ids, void *data) {
+  void send(UINT32 command, UINT32 objectType, Ids ids, void *data) {
     RAID_CMD_BLOCK block = {};
     RAID_CMD_RESULT result = {};
     block.Revision = 2;
@@ -74,7 +77,7 @@ private:
     static constexpr UINT32 levels[] = {RAID_LEVEL_0, RAID_LEVEL_1, RAID_LEVEL_5};
     CHAR16 name[] = {u'v', static_cast<CHAR16>(u'a' + random_.below(26)), 0};
     UINT32 count = 1 + random_.below(3);
-    IDS ids;
+    Ids ids;
     for (UINT32 i = 0; i < sim_->disks.count && ids.size() < count; ++i) {
       const RAID_PD_RECORD &disk = sim_->disks.items[i].record;
       if (disk.State == RAID_STATE_READY && disk.Hotspare == 0 && random_.chance(60)) {
@@ -134,30 +137,30 @@ private:
     }
   }
 
-  RANDOM random_;
+  Random random_;
   World &world_;
   sim::Controller *sim_;
   SoakClient client_;
 };
 
-UINT32 Situations::outcomes[XYL_OUTCOME_COUNT];
+UINT32 Situations::outcomes[outcomeCount];
 
 } // namespace
 
 // PLAN_SEED in the environment takes the situations of one controller only.
 TEST(Plans, AreWhatRestoresComeTo) {
-  World world(WORLD_OPTIONS{.preset = "empty", .debugLog = false});
+  World world(WorldOptions{.preset = "empty", .debugLog = false});
   sim::Adapter pristine = shortAdapter(world.sim->adapter);
   const char *only = std::getenv("PLAN_SEED");
   UINT64 first = only == nullptr ? 1 : std::strtoull(only, nullptr, 10);
-  for (UINT64 seed = first; seed < first + (only == nullptr ? CONTROLLERS : 1) && !HasFailure(); ++seed) {
+  for (UINT64 seed = first; seed < first + (only == nullptr ? controllers : 1) && !HasFailure(); ++seed) {
     SCOPED_TRACE("PLAN_SEED=" + std::to_string(seed));
     Situations situations(world, pristine, seed);
-    for (UINT32 i = 0; i < DAMAGES && !HasFailure(); ++i) {
+    for (UINT32 i = 0; i < damages && !HasFailure(); ++i) {
       situations.tell();
     }
   }
-  for (XYL_OUTCOME outcome : {XYL_SUCCESS, XYL_DIFFERENT, XYL_FAILED}) { // each kind of situation was there
+  for (Outcome outcome : {outcomeSuccess, outcomeDifferent, outcomeFailed}) { // each kind of situation was there
     EXPECT_GT(Situations::outcomes[outcome], only == nullptr ? 10U : 0U) << outcome;
   }
 }

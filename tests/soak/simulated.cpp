@@ -5,14 +5,17 @@
 #include "tests/soak/client.h"
 #include "tests/soak/lives.h"
 
-static constexpr UINT32 STEPS = 40;
+using namespace xyl;
+using namespace xyl::client;
 
-struct LINE {
+static constexpr UINT32 steps = 40;
+
+struct Line {
   const char *text;
   bool reads; // and changes nothing
 };
 
-static const std::vector<LINE> g_lines = {
+static const std::vector<Line> g_lines = {
     {"get -o a.xml --force", true},
     {"show", true},
     {"show --json", true},
@@ -65,14 +68,14 @@ public:
   }
 
 private:
-  static SAVED begin(World &world, RANDOM &random) {
+  static Saved begin(World &world, Random &random) {
     makeController(world.sim, random, shortAdapter(world.sim->adapter));
     return save(world, random, /* distorted= */ false);
   }
 
   void callModel() {
     saved_ = random_.chance(20) ? save(world_, random_, random_.chance(60)) : saved_;
-    CALL call = randomCall(random_, STATE(world_.sim), saved_);
+    Call call = randomCall(random_, State(world_.sim), saved_);
     tell("calls of Set_Live", optionsText(call) + (call.hasRequest ? requestText(call) : "") +
                                   (call.saved != nullptr ? " with a document" : ""));
     ASSERT_EQ(judge(world_, call), "");
@@ -93,7 +96,7 @@ private:
 
   void restart(const char *what) {
     tell(what, what);
-    KEPT_STATE before(world_.sim);
+    KeptState before(world_.sim);
     EXPECT_EQ(name(world_.unloadDriver()), name(EFI_SUCCESS));
     world_.expectBalanced();
     EXPECT_EQ(name(world_.loadDriver()), name(EFI_SUCCESS));
@@ -111,7 +114,7 @@ private:
 
   void runClient() {
     UINT32 fault = random_.below(10);
-    LINE line = fault < 2 ? pickHindered() : random_.oneOf(g_lines);
+    Line line = fault < 2 ? pickHindered() : random_.oneOf(g_lines);
     // Without memory a document may be left whose owner nobody can tell; the sweeps look at what is sent.
     bool sends = !line.reads || std::string(line.text) == "identify %D";
     if (fault == 0 && !sends) {
@@ -125,27 +128,27 @@ private:
   }
 
   // A list that cannot read a controller asks the driver for its name, which is then handed out for good.
-  LINE pickHindered() {
-    LINE line = random_.oneOf(g_lines);
+  Line pickHindered() {
+    Line line = random_.oneOf(g_lines);
     return std::string(line.text).starts_with("list") ? g_lines[0] : line;
   }
 
-  void runLine(const LINE &line, bool isHindered) {
-    STATE before(world_.sim);
+  void runLine(const Line &line, bool isHindered) {
+    State before(world_.sim);
     std::string text =
         SoakClient::fill(line.text, random_, idsOf(before.disks.items), idsOf(before.virtualDisks.items));
     std::string verb = text.substr(0, text.find(' '));
     tell("xyl " + verb, text + (isHindered ? " (hindered)" : ""));
     uint64_t allocations = world_.firmware.pool().liveAllocations;
-    XYL_OUTCOME outcome = client_.run(text);
+    Outcome outcome = client_.run(text);
     g_story.back() += ": " + std::to_string(outcome);
-    g_figures.counts["changes by xyl that succeeded"] += !line.reads && outcome == XYL_SUCCESS ? 1 : 0;
+    g_figures.counts["changes by xyl that succeeded"] += !line.reads && outcome == outcomeSuccess ? 1 : 0;
     EXPECT_EQ(world_.firmware.pool().liveAllocations, allocations) << "memory was left";
-    EXPECT_TRUE(accountingBalanced(&world_.sim->accounting));
+    EXPECT_TRUE(records::accountingBalanced(&world_.sim->accounting));
     EXPECT_EQ((client_.out + client_.errors).find(PASSPHRASE), std::string::npos);
-    EXPECT_LT(outcome, XYL_OUTCOME_COUNT);
+    EXPECT_LT(outcome, outcomeCount);
     EXPECT_TRUE(!line.reads || before.isIn(world_.sim)) << "a command that only reads changed the controller";
-    if (outcome == XYL_USAGE || outcome == XYL_NOT_FOUND) {
+    if (outcome == outcomeUsage || outcome == outcomeNotFound) {
       EXPECT_TRUE(before.isIn(world_.sim)) << client_.errors;
     }
     if (!isHindered) {
@@ -154,9 +157,9 @@ private:
   }
 
   // What a command that was left in peace says is true.
-  void checkDone(const std::string &verb, const std::string &text, XYL_OUTCOME outcome, const STATE &before) {
+  void checkDone(const std::string &verb, const std::string &text, Outcome outcome, const State &before) {
     const sim::Controller *sim = world_.sim;
-    bool isDone = outcome == XYL_SUCCESS;
+    bool isDone = outcome == outcomeSuccess;
     bool isSingle = verb == "create" ? text.find("--spare") == std::string::npos
                                      : verb == "delete" || verb == "spare" || verb == "key" || verb == "import";
     EXPECT_TRUE(isDone || !isSingle || before.isIn(sim)) << "refused and changed: " << client_.errors;
@@ -168,27 +171,27 @@ private:
     } else if (isDone && verb == "import") {
       EXPECT_EQ(sim->foreignDisks.count, 0U) << client_.errors;
     } else if (isDone && verb == "get") {
-      EXPECT_EQ(client_.run("diff a.xml"), XYL_SUCCESS) << client_.errors;
-      EXPECT_EQ(client_.run("verify a.xml"), XYL_SUCCESS) << client_.errors;
+      EXPECT_EQ(client_.run("diff a.xml"), outcomeSuccess) << client_.errors;
+      EXPECT_EQ(client_.run("verify a.xml"), outcomeSuccess) << client_.errors;
     } else if (isDone && verb == "restore" && text.find("--rebuild") != std::string::npos) {
-      EXPECT_NE(client_.run("diff a.xml"), XYL_FAILED) << client_.errors;
+      EXPECT_NE(client_.run("diff a.xml"), outcomeFailed) << client_.errors;
     }
-    if (text.find("--json") != std::string::npos && outcome <= XYL_DIFFERENT) {
+    if (text.find("--json") != std::string::npos && outcome <= outcomeDifferent) {
       EXPECT_TRUE(nlohmann::json::accept(client_.out)) << client_.out;
     }
   }
 
-  RANDOM random_;
+  Random random_;
   World world_;
   SoakClient client_;
-  SAVED saved_;
+  Saved saved_;
 };
 
 } // namespace
 
 void liveSimulated(unsigned long long seed) {
   Life life(seed);
-  for (UINT32 i = 0; i < STEPS && !testing::Test::HasFailure(); ++i) {
+  for (UINT32 i = 0; i < steps && !testing::Test::HasFailure(); ++i) {
     life.step();
   }
 }

@@ -7,7 +7,7 @@
 
 #include "tests/soak/lives.h"
 
-SOAK_FIGURES g_figures;
+SoakFigures g_figures;
 std::vector<std::string> g_story;
 
 void tell(const std::string &what, const std::string &story) {
@@ -15,7 +15,7 @@ void tell(const std::string &what, const std::string &story) {
   g_story.push_back(story);
 }
 
-static constexpr unsigned long long LIVES = 8;
+static constexpr unsigned long long lives = 8;
 
 static unsigned long long numberOf(const char *variable, unsigned long long usual) {
   const char *text = std::getenv(variable);
@@ -53,7 +53,7 @@ TEST(Soak, LivesOfControllers) {
   bool isOne = minutes == 0 && std::getenv("SOAK_SEED") != nullptr;
   for (unsigned long long seed = first; !HasFailure(); ++seed) {
     unsigned long long seconds = duration_cast<std::chrono::seconds>(steady_clock::now() - begin).count();
-    if (minutes != 0 ? seconds >= minutes * 60 : seed >= first + (isOne ? 1 : LIVES)) {
+    if (minutes != 0 ? seconds >= minutes * 60 : seed >= first + (isOne ? 1 : lives)) {
       break;
     }
     if (seconds / 60 != told) {

@@ -11,7 +11,7 @@
 
 // Calls test with every text of up to longest characters of the alphabet, until one fails. Behind the NUL of each ends
 // its memory.
-template <class TEST> void forAllTexts(std::string_view alphabet, size_t longest, TEST test) {
+template <class Test> void forAllTexts(std::string_view alphabet, size_t longest, Test test) {
   std::vector<char> memory(longest + 1);
   auto extend = [&](auto &self, size_t at) -> void {
     test(std::string_view(&memory[at], longest - at));

@@ -7,30 +7,32 @@
 
 #include "providers/sim_controller/state.h"
 
+using namespace xyl;
+
 // Arrays of a controller only grow, so there is room for what was in them before.
-template <class T> struct KEPT_ARRAY {
+template <class T> struct KeptArray {
   std::vector<T> items;
 
-  explicit KEPT_ARRAY(const POOL_ARRAY<T> &array) : items(array.items, array.items + array.count) {}
-  void putBack(POOL_ARRAY<T> &array) const {
+  explicit KeptArray(const PoolArray<T> &array) : items(array.items, array.items + array.count) {}
+  void putBack(PoolArray<T> &array) const {
     array.count = static_cast<UINT32>(items.size());
     std::copy(items.begin(), items.end(), array.items);
   }
-  bool isIn(const POOL_ARRAY<T> &array) const {
+  bool isIn(const PoolArray<T> &array) const {
     return array.count == items.size() &&
            (items.empty() || std::memcmp(array.items, items.data(), sizeof(T) * items.size()) == 0);
   }
 };
 
-struct KEPT_STATE {
+struct KeptState {
   sim::Adapter adapter;
   sim::Key key;
   UINT32 nextDiskId;
-  KEPT_ARRAY<sim::Enclosure> enclosures;
-  KEPT_ARRAY<sim::Disk> disks, pulledDisks;
-  KEPT_ARRAY<sim::VirtualDisk> virtualDisks, foreignDisks;
+  KeptArray<sim::Enclosure> enclosures;
+  KeptArray<sim::Disk> disks, pulledDisks;
+  KeptArray<sim::VirtualDisk> virtualDisks, foreignDisks;
 
-  explicit KEPT_STATE(const sim::Controller *sim)
+  explicit KeptState(const sim::Controller *sim)
       : adapter(sim->adapter), key(sim->key), nextDiskId(sim->nextDiskId), enclosures(sim->enclosures),
         disks(sim->disks), pulledDisks(sim->pulledDisks), virtualDisks(sim->virtualDisks),
         foreignDisks(sim->foreignDisks) {}

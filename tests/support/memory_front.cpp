@@ -5,11 +5,14 @@
 #include "base/pool.h"
 #include "base/text.h"
 
-static MemoryFront &memoryOf(const XYL_FRONT *front) {
-  return *static_cast<MemoryFront *>(front->Context);
+using namespace xyl;
+using namespace xyl::client;
+
+static MemoryFront &memoryOf(const Front *front) {
+  return *static_cast<MemoryFront *>(front->context);
 }
 
-static EFI_STATUS readFile(const XYL_FRONT *front, const CHAR8 *name, CHAR8 **data, UINTN *size) {
+static EFI_STATUS readFile(const Front *front, const CHAR8 *name, CHAR8 **data, UINTN *size) {
   auto file = memoryOf(front).files.find(name);
   if (file == memoryOf(front).files.end()) {
     return EFI_NOT_FOUND;
@@ -19,7 +22,7 @@ static EFI_STATUS readFile(const XYL_FRONT *front, const CHAR8 *name, CHAR8 **da
   return *data == nullptr ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
 }
 
-static EFI_STATUS openOutput(const XYL_FRONT *front, const CHAR8 *name, UINTN, bool replaces, void **output) {
+static EFI_STATUS openOutput(const Front *front, const CHAR8 *name, UINTN, bool replaces, void **output) {
   if (!replaces && memoryOf(front).files.contains(name)) {
     return EFI_ALREADY_STARTED;
   }
@@ -27,7 +30,7 @@ static EFI_STATUS openOutput(const XYL_FRONT *front, const CHAR8 *name, UINTN, b
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS closeOutput(const XYL_FRONT *front, void *output, const CHAR8 *data, UINTN size) {
+static EFI_STATUS closeOutput(const Front *front, void *output, const CHAR8 *data, UINTN size) {
   auto *name = static_cast<std::string *>(output);
   if (data != nullptr) {
     memoryOf(front).files[*name].assign(data, size);
@@ -36,20 +39,20 @@ static EFI_STATUS closeOutput(const XYL_FRONT *front, void *output, const CHAR8 
   return EFI_SUCCESS;
 }
 
-XYL_FRONT MemoryFront::as(XYL_FRONTS kind, const XYL_COMMANDS &commands) {
+Front MemoryFront::as(Fronts kind, const Commands &commands) {
   out.clear();
   errors.clear();
-  XYL_FRONT front = {};
-  front.Context = this;
-  front.Kind = kind;
-  front.Commands = commands;
-  front.SystemTable = g_systemTable;
-  front.WriteOut = [](auto *to, const CHAR8 *text, UINTN length) { memoryOf(to).out.append(text, length); };
-  front.WriteError = [](auto *to, const CHAR8 *text, UINTN length) { memoryOf(to).errors.append(text, length); };
-  front.ReadFile = readFile;
-  front.OpenOutput = openOutput;
-  front.CloseOutput = closeOutput;
-  front.IsSameFile = [](auto *, const CHAR8 *a, const CHAR8 *b) { return std::strcmp(a, b) == 0; };
-  front.AskYes = [](auto *, const CHAR8 *) { return XYL_ANSWER_NO_TERMINAL; };
+  Front front = {};
+  front.context = this;
+  front.kind = kind;
+  front.commands = commands;
+  front.systemTable = g_systemTable;
+  front.writeOut = [](auto *to, const CHAR8 *text, UINTN length) { memoryOf(to).out.append(text, length); };
+  front.writeError = [](auto *to, const CHAR8 *text, UINTN length) { memoryOf(to).errors.append(text, length); };
+  front.readFile = readFile;
+  front.openOutput = openOutput;
+  front.closeOutput = closeOutput;
+  front.isSameFile = [](auto *, const CHAR8 *a, const CHAR8 *b) { return std::strcmp(a, b) == 0; };
+  front.askYes = [](auto *, const CHAR8 *) { return Answer::noTerminal; };
   return front;
 }

@@ -6,10 +6,12 @@
 
 #include "client/client.h"
 
+using namespace xyl;
+
 class MemoryFront {
 public:
   // The front, with nothing told yet. Nobody is there to be asked. It lasts as long as this.
-  XYL_FRONT as(XYL_FRONTS kind, const XYL_COMMANDS &commands = {});
+  client::Front as(client::Fronts kind, const client::Commands &commands = {});
 
   std::map<std::string, std::string> files; // by name
   std::string out, errors;                  // what was told

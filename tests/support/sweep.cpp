@@ -6,13 +6,16 @@
 #include "driver/xml/xml.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+using namespace xyl::host;
+
 // What fails in a run. 0: nothing of that kind. A second one counts from the first.
-struct FAILURE {
+struct Failure {
   uint64_t allocation = 0;
   uint64_t secondAllocation = 0;
   uint64_t command = 0;
   uint64_t secondCommand = 0;
-  FAIL_MODE mode = FAIL_MODE::once;
+  FailMode mode = FailMode::once;
   const sim::Fault *answer = nullptr; // the shape of the command's answer instead
   uint64_t element = 0;               // of the XML service, whose elements share their memory
 };
@@ -39,13 +42,13 @@ static EFI_STATUS EFIAPI executeUntidily(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOC
 static decltype(XML_PROTOCOL::CreateNode) g_createNode;
 static struct {
   uint64_t nth, made, failed;
-  FAIL_MODE mode;
+  FailMode mode;
 } g_elements;
 
 static EFI_STATUS EFIAPI createNodeOrFail(XML_PROTOCOL *service, const CHAR8 *name, XML_NODE **node) {
   ++g_elements.made;
   if (g_elements.made == g_elements.nth ||
-      (g_elements.made > g_elements.nth && g_elements.mode == FAIL_MODE::fromThenOn)) {
+      (g_elements.made > g_elements.nth && g_elements.mode == FailMode::fromThenOn)) {
     ++g_elements.failed;
     return EFI_OUT_OF_RESOURCES;
   }
@@ -56,20 +59,20 @@ uint64_t failedElements() {
   return g_elements.failed;
 }
 
-static std::string describe(const FAILURE &failure) {
+static std::string describe(const Failure &failure) {
   return "allocations " + std::to_string(failure.allocation) + "+" + std::to_string(failure.secondAllocation) +
          ", element " + std::to_string(failure.element) + ", commands " + std::to_string(failure.command) + "+" +
          std::to_string(failure.secondCommand) +
          (failure.answer == nullptr ? "" : ", shape " + std::to_string(failure.answer - g_shapes)) +
-         (failure.mode == FAIL_MODE::once ? "" : " and all later ones");
+         (failure.mode == FailMode::once ? "" : " and all later ones");
 }
 
-static std::unique_ptr<World> newWorld(const SWEEP &sweep) {
+static std::unique_ptr<World> newWorld(const Sweep &sweep) {
   auto world = std::make_unique<World>(sweep.world);
   if (world->sim != nullptr && world->driver != nullptr) {
     g_execute = world->sim->protocol.Execute;
     world->sim->protocol.Execute = executeUntidily;
-    world->sim->protocol.Revision = RAID_BLOCK_REVISION_KEY; // of no other Get
+    world->sim->protocol.Revision = driver::blockRevisionKey; // of no other Get
   }
   if (sweep.prepare) {
     sweep.prepare(*world);
@@ -79,7 +82,7 @@ static std::unique_ptr<World> newWorld(const SWEEP &sweep) {
 }
 
 // How much has failed; 0 also when the run went wrong.
-static uint64_t run(const SWEEP &sweep, std::unique_ptr<World> &world, const FAILURE &failure) {
+static uint64_t run(const Sweep &sweep, std::unique_ptr<World> &world, const Failure &failure) {
   if (world == nullptr || !sweep.keepsWorld) {
     world.reset(); // before the next: there is one firmware at a time
     world = newWorld(sweep);
@@ -93,18 +96,18 @@ static uint64_t run(const SWEEP &sweep, std::unique_ptr<World> &world, const FAI
       shape.nth = nth;
       sim::addFault(world->sim, shape);
     } else if (nth != 0) {
-      sim::failCommand(world->sim, nth, failure.mode == FAIL_MODE::once, sweep.commandStatus);
+      sim::failCommand(world->sim, nth, failure.mode == FailMode::once, sweep.commandStatus);
     }
   }
   g_elements = {failure.element, 0, 0, failure.mode};
   if (failure.element != 0) {
-    getXMLProto();
-    g_createNode = g_xmlProtocol->CreateNode;
-    g_xmlProtocol->CreateNode = createNodeOrFail;
+    driver::getXMLProto();
+    g_createNode = driver::g_xmlProtocol->CreateNode;
+    driver::g_xmlProtocol->CreateNode = createNodeOrFail;
   }
   EFI_STATUS status = sweep.operation(*world);
   if (failure.element != 0) {
-    g_xmlProtocol->CreateNode = g_createNode;
+    driver::g_xmlProtocol->CreateNode = g_createNode;
   }
   world->firmware.failAllocation(0);
   uint64_t failed = world->firmware.pool().failedAllocations - before + failedElements();
@@ -121,41 +124,41 @@ static uint64_t run(const SWEEP &sweep, std::unique_ptr<World> &world, const FAI
   return testing::Test::HasFailure() ? 0 : failed;
 }
 
-static void sweepBoth(const SWEEP &sweep, uint64_t FAILURE::*what) {
-  for (FAIL_MODE mode : {FAIL_MODE::once, FAIL_MODE::fromThenOn}) {
+static void sweepBoth(const Sweep &sweep, uint64_t Failure::*what) {
+  for (FailMode mode : {FailMode::once, FailMode::fromThenOn}) {
     std::unique_ptr<World> world;
-    FAILURE failure = {.mode = mode};
+    Failure failure = {.mode = mode};
     for (failure.*what = 1; run(sweep, world, failure) != 0;) {
       ++(failure.*what);
     }
-    EXPECT_TRUE(failure.*what > 1 || what == &FAILURE::element) << "nothing was ever failed";
+    EXPECT_TRUE(failure.*what > 1 || what == &Failure::element) << "nothing was ever failed";
   }
 }
 
-void sweepAllocations(const SWEEP &sweep) {
-  sweepBoth(sweep, &FAILURE::allocation);
+void sweepAllocations(const Sweep &sweep) {
+  sweepBoth(sweep, &Failure::allocation);
 }
 
-void sweepElements(const SWEEP &sweep) {
-  sweepBoth(sweep, &FAILURE::element);
+void sweepElements(const Sweep &sweep) {
+  sweepBoth(sweep, &Failure::element);
 }
 
-void sweepCommands(const SWEEP &sweep) {
-  sweepBoth(sweep, &FAILURE::command);
+void sweepCommands(const Sweep &sweep) {
+  sweepBoth(sweep, &Failure::command);
 }
 
-void sweepAnswers(const SWEEP &sweep) {
+void sweepAnswers(const Sweep &sweep) {
   for (const sim::Fault &shape : g_shapes) {
     std::unique_ptr<World> world;
-    for (uint64_t nth = 1; run(sweep, world, {0, 0, nth, 0, FAIL_MODE::once, &shape}) != 0; ++nth) {
+    for (uint64_t nth = 1; run(sweep, world, {0, 0, nth, 0, FailMode::once, &shape}) != 0; ++nth) {
     }
   }
 }
 
-void sweepPairs(const SWEEP &sweep) {
+void sweepPairs(const Sweep &sweep) {
   std::unique_ptr<World> world;
   auto failed = [&](uint64_t allocation, uint64_t secondAllocation, uint64_t command, uint64_t secondCommand) {
-    return run(sweep, world, {allocation, secondAllocation, command, secondCommand, FAIL_MODE::once});
+    return run(sweep, world, {allocation, secondAllocation, command, secondCommand, FailMode::once});
   };
   for (uint64_t n = 1; failed(n, 0, 0, 0) != 0; ++n) {
     for (uint64_t m = 1; failed(n, m, 0, 0) == 2; ++m) {

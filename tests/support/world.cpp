@@ -13,15 +13,17 @@
 #include "providers/sim_controller/sim_controller.h"
 #include "providers/xml_service/xml_service.h"
 
-const char *const RESTORE = "<RunMode><Mode>Restore</Mode><StopOnError>False</StopOnError></RunMode>";
-const char *const RESTORE_REBUILD = "<RunMode><Mode>Restore</Mode><Raid><PreserveVDConfig>False</PreserveVDConfig>"
-                                    "</Raid></RunMode>";
-const char *const NORMAL = "<RunMode><Mode>Normal</Mode></RunMode>";
+using namespace xyl;
+
+const char *const restoreOptions = "<RunMode><Mode>Restore</Mode><StopOnError>False</StopOnError></RunMode>";
+const char *const restoreRebuild = "<RunMode><Mode>Restore</Mode><Raid><PreserveVDConfig>False</PreserveVDConfig>"
+                                   "</Raid></RunMode>";
+const char *const normal = "<RunMode><Mode>Normal</Mode></RunMode>";
 
 static const EFI_GUID g_xylGuid = RAID_XYL_PROTOCOL_GUID;
 static const EFI_GUID g_ringGuid = DEBUG_LOG_RING_PROTOCOL_GUID;
 
-World::World(const WORLD_OPTIONS &options) {
+World::World(const WorldOptions &options) {
   firmware.onFree([this](const void *memory, uint64_t size) {
     // The beginning will do: what is decoded or cut anew is a secret, too.
     bool secret =
@@ -29,10 +31,10 @@ World::World(const WORLD_OPTIONS &options) {
     secretsFreed_ += secret ? 1 : 0;
   });
   if (options.xmlService) {
-    xmlService_ = loadProvider(XmlServiceEntry);
+    xmlService_ = loadProvider(xml_service::XmlServiceEntry);
   }
   if (options.debugLog) {
-    debugLog_ = loadProvider(DebugLogEntry);
+    debugLog_ = loadProvider(debug_log::DebugLogEntry);
   }
   if (options.driver) {
     EXPECT_EQ(name(loadDriver()), name(EFI_SUCCESS));
@@ -68,14 +70,14 @@ World::~World() {
   EXPECT_EQ(firmware.complaints(), std::vector<std::string>{});
 }
 
-EFI_HANDLE World::loadProvider(EFI_IMAGE_ENTRY entry) {
+EFI_HANDLE World::loadProvider(host::ImageEntry entry) {
   EFI_HANDLE image = nullptr;
   EXPECT_EQ(name(firmware.loadImage(entry, &image)), name(EFI_SUCCESS));
   return image;
 }
 
 EFI_STATUS World::loadDriver() {
-  return firmware.loadImage(RaidXylEntry, &driver);
+  return firmware.loadImage(driver::RaidXylEntry, &driver);
 }
 
 EFI_STATUS World::connect() {
@@ -100,7 +102,7 @@ EFI_STATUS World::unloadDriver() {
 }
 
 EFI_STATUS World::removeController() {
-  EXPECT_TRUE(accountingBalanced(&sim->accounting));
+  EXPECT_TRUE(records::accountingBalanced(&sim->accounting));
   EFI_STATUS status = sim::destroy(sim);
   if (!EFI_ERROR(status)) {
     sim = nullptr;
@@ -120,7 +122,7 @@ void *World::interfaceOn(EFI_HANDLE handle, const EFI_GUID &guid) {
   return EFI_ERROR(services->HandleProtocol(handle, &guid, &interface)) ? nullptr : interface;
 }
 
-void World::takeText(ANSWER &answer, const RAID_XYL_BUFFER &buffer) {
+void World::takeText(OperationAnswer &answer, const RAID_XYL_BUFFER &buffer) {
   if (buffer.Data == nullptr) {
     return;
   }
@@ -140,10 +142,10 @@ bool World::freeText(char *text) {
   return freed;
 }
 
-ANSWER World::get() {
+OperationAnswer World::get() {
   RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
   RAID_XYL_BUFFER output = {};
-  ANSWER answer;
+  OperationAnswer answer;
   answer.status = xyl->Get_Live(xyl, &parameter, &output);
   takeText(answer, output);
   return answer;
@@ -153,7 +155,7 @@ static RAID_XYL_BUFFER bufferOf(char *text, const char *from) {
   return {RAID_XYL_REVISION, from == nullptr ? 0 : static_cast<UINT32>(std::string(from).size() + 1), text};
 }
 
-ANSWER World::set(const SET_DOCUMENTS &documents) {
+OperationAnswer World::set(const SetDocuments &documents) {
   auto inPool = [&](const char *text) { return text == nullptr ? nullptr : firmware.poolText(text); };
   char *options = inPool(documents.options);
   char *saved = inPool(documents.saved);
@@ -166,7 +168,7 @@ ANSWER World::set(const SET_DOCUMENTS &documents) {
   if (request != nullptr) {
     output = {RAID_XYL_REVISION, sizeof outputs, outputs};
   }
-  ANSWER answer;
+  OperationAnswer answer;
   answer.status = xyl->Set_Live(xyl, &parameter, &input, &output);
   takeText(answer, request != nullptr ? outputs[0] : output);
   answer.optionsFreed = freeText(options);
@@ -175,13 +177,13 @@ ANSWER World::set(const SET_DOCUMENTS &documents) {
   return answer;
 }
 
-ANSWER World::verify(const std::string &saved) {
+OperationAnswer World::verify(const std::string &saved) {
   char *text = firmware.poolText(saved);
   RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
   RAID_XYL_BUFFER document = bufferOf(text, saved.c_str());
   RAID_XYL_BUFFER input = {RAID_XYL_REVISION, sizeof document, &document};
   RAID_XYL_BUFFER newData = {RAID_XYL_REVISION, 0, nullptr};
-  ANSWER answer;
+  OperationAnswer answer;
   answer.status = xyl->Verify(xyl, &parameter, &input, &newData, &answer.result);
   EXPECT_FALSE(freeText(text)) << "the saved document of Verify stays the caller's";
   return answer;
@@ -211,8 +213,8 @@ void World::clearLog() {
   }
 }
 
-World::BALANCE World::balance() const {
-  const POOL_BOOKS &pool = firmware.pool();
+World::Balance World::balance() const {
+  const host::PoolBooks &pool = firmware.pool();
   return {pool.liveAllocations, pool.liveBytes - (sim == nullptr ? 0 : sim::poolBytes(sim)),
           firmware.openProtocols().size()};
 }
@@ -226,7 +228,7 @@ void World::expectBalanced(const std::string &where) {
   EXPECT_EQ(firmware.complaints(), std::vector<std::string>{}) << where;
   EXPECT_EQ(secretsFreed_, 0) << where << ": the passphrase was given back";
   if (sim != nullptr) {
-    EXPECT_TRUE(accountingBalanced(&sim->accounting)) << where;
+    EXPECT_TRUE(records::accountingBalanced(&sim->accounting)) << where;
   }
 }
 
@@ -251,8 +253,8 @@ static std::string between(const std::string &text, const std::string &before, c
   return end == std::string::npos ? "" : text.substr(begin + before.size(), end - begin - before.size());
 }
 
-std::vector<STEP> stepsOf(const std::string &log) {
-  std::vector<STEP> steps;
+std::vector<Step> stepsOf(const std::string &log) {
+  std::vector<Step> steps;
   for (size_t at = log.find("<Operation"), next; at != std::string::npos; at = next) {
     next = log.find("<Operation", at + 1);
     std::string step = log.substr(at, next - at);
@@ -264,7 +266,7 @@ std::vector<STEP> stepsOf(const std::string &log) {
 
 std::string stepLine(const std::string &log) {
   std::string line;
-  for (const STEP &step : stepsOf(log)) {
+  for (const Step &step : stepsOf(log)) {
     EXPECT_EQ(step.status, step.code == "0" ? "Success" : "Fail") << step.name;
     line += (line.empty() ? "" : ", ") + step.name + (step.code == "0" ? "" : " " + step.code);
   }

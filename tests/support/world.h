@@ -12,7 +12,9 @@
 #include "providers/sim_controller/state.h"
 #include "raid_xyl.h"
 
-struct WORLD_OPTIONS {
+using namespace xyl;
+
+struct WorldOptions {
   const char *preset = "demo"; // null: no controller
   UINT32 simFlags = 0;         // of install
   bool xmlService = true;
@@ -22,7 +24,7 @@ struct WORLD_OPTIONS {
 };
 
 // What Get_Live, Verify and Set_Live gave back. Texts are copies; the pool texts have been freed.
-struct ANSWER {
+struct OperationAnswer {
   EFI_STATUS status = EFI_SUCCESS;
   bool hasText = false;
   std::string text;
@@ -34,16 +36,16 @@ struct ANSWER {
 };
 
 // The documents of a Set_Live; null ones are left out.
-struct SET_DOCUMENTS {
+struct SetDocuments {
   const char *options = nullptr;
   const char *saved = nullptr;
   const char *request = nullptr;
 };
 
 // Run-time options documents.
-extern const char *const RESTORE;         // preserves virtual disks, goes on after errors
-extern const char *const RESTORE_REBUILD; // does not preserve virtual disks
-extern const char *const NORMAL;
+extern const char *const restoreOptions; // preserves virtual disks, goes on after errors
+extern const char *const restoreRebuild; // does not preserve virtual disks
+extern const char *const normal;
 
 // The passphrase of the tests, plain and as documents carry it.
 #define PASSPHRASE "Tarn-Secret-0815"
@@ -53,8 +55,8 @@ extern const char *const NORMAL;
 // back, that no protocol is open and that the firmware has no complaint.
 class World {
 public:
-  explicit World(const WORLD_OPTIONS &options = {});
-  explicit World(const char *preset) : World(WORLD_OPTIONS{.preset = preset}) {}
+  explicit World(const WorldOptions &options = {});
+  explicit World(const char *preset) : World(WorldOptions{.preset = preset}) {}
   ~World();
   World(const World &) = delete;
   World &operator=(const World &) = delete;
@@ -67,9 +69,9 @@ public:
   // Takes down the controller; the driver is stopped on it first.
   EFI_STATUS removeController();
 
-  ANSWER get();
-  ANSWER set(const SET_DOCUMENTS &documents);
-  ANSWER verify(const std::string &saved);
+  OperationAnswer get();
+  OperationAnswer set(const SetDocuments &documents);
+  OperationAnswer verify(const std::string &saved);
 
   // The lines that the log kept ("LEVEL function: text"; failing allocations are switched off for it), and what the
   // console got since the last call.
@@ -87,7 +89,7 @@ public:
   void markBalance();
   void expectBalanced(const std::string &where = {});
 
-  Firmware firmware;
+  host::Firmware firmware;
   EFI_BOOT_SERVICES *services = firmware.bootServices();
   EFI_HANDLE driver = nullptr; // the driver's image
   sim::Controller *sim = nullptr;
@@ -96,28 +98,28 @@ public:
 
 private:
   // Live allocations, their bytes without what the controller keeps for itself, and open protocols.
-  using BALANCE = std::vector<uint64_t>;
+  using Balance = std::vector<uint64_t>;
 
-  EFI_HANDLE loadProvider(EFI_IMAGE_ENTRY entry);
+  EFI_HANDLE loadProvider(host::ImageEntry entry);
   DEBUG_LOG_RING_PROTOCOL *ring();
   void *interfaceOn(EFI_HANDLE handle, const EFI_GUID &guid);
   void findXyl();
   // The text behind a buffer that an operation filled, which is then freed.
-  void takeText(ANSWER &answer, const RAID_XYL_BUFFER &buffer);
+  void takeText(OperationAnswer &answer, const RAID_XYL_BUFFER &buffer);
   bool freeText(char *text);
-  BALANCE balance() const;
+  Balance balance() const;
 
   EFI_HANDLE xmlService_ = nullptr;
   EFI_HANDLE debugLog_ = nullptr;
-  BALANCE mark_;
+  Balance mark_;
   int secretsFreed_ = 0; // blocks
 };
 
 // A run of one operation with the Nth allocation, element or controller command failing, for N = 1, 2, 3 ..., once each
 // with that one failing and with all from it on, until nothing was left to fail. That last run must give the wanted
 // status and not be the first. After every run the world must be balanced.
-struct SWEEP {
-  WORLD_OPTIONS world;
+struct Sweep {
+  WorldOptions world;
   // Runs in a world of its own each time, unless the operation changes nothing, or undoes beforehand what the run
   // before it changed.
   bool keepsWorld = false;
@@ -130,15 +132,15 @@ struct SWEEP {
   EFI_STATUS wanted = EFI_SUCCESS;             // when nothing fails
 };
 
-void sweepAllocations(const SWEEP &sweep);
+void sweepAllocations(const Sweep &sweep);
 // The same with the elements that the driver asks the XML service for, if any, and how many the last run did not get.
-void sweepElements(const SWEEP &sweep);
+void sweepElements(const Sweep &sweep);
 uint64_t failedElements();
-void sweepCommands(const SWEEP &sweep);
+void sweepCommands(const Sweep &sweep);
 // The same with answers that are none, too short or longer than their records.
-void sweepAnswers(const SWEEP &sweep);
+void sweepAnswers(const Sweep &sweep);
 // The same with two that fail, each once: every pair of allocations, of commands, and of a command and an allocation.
-void sweepPairs(const SWEEP &sweep);
+void sweepPairs(const Sweep &sweep);
 
 // What a file of the sources holds.
 std::string sourceFile(const std::string &name);
@@ -148,10 +150,10 @@ std::string sourceFile(const std::string &name);
 void expectGolden(const std::string &name, const std::string &text);
 
 // An operation of a restore or change log; what is missing in a log that ran out of memory is empty.
-struct STEP {
+struct Step {
   std::string name, status, code;
 };
-std::vector<STEP> stepsOf(const std::string &log);
+std::vector<Step> stepsOf(const std::string &log);
 // In one line, codes only of those that are no success: "GetLive, GetLive E, Validate".
 std::string stepLine(const std::string &log);
 

@@ -1,5 +1,7 @@
 #include "tests/sweeps/rules.h"
 
+using namespace xyl;
+
 static bool rereadFailed(const sim::Controller *sim, UINT64 create) {
   const sim::LogEntry *next = sim::command(sim, create + 1);
   return next != nullptr && next->block.Command == RAID_COMMAND_GET &&
@@ -64,7 +66,7 @@ static UINT32 commandOf(const std::string &operation) {
 
 std::vector<UINT32> changesClaimed(const std::string &log) {
   std::vector<UINT32> claimed;
-  for (const STEP &step : stepsOf(log)) {
+  for (const Step &step : stepsOf(log)) {
     UINT32 command = commandOf(step.name);
     if (command != 0 && step.status == "Success") {
       claimed.push_back(command);

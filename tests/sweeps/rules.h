@@ -5,6 +5,8 @@
 #include "tests/support/kept_state.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 // The commands from the given one on that changed the state, as a log counts them: a Clear that found nothing to clear
 // counts, a Create after which the virtual disks could not be read again does not.
 std::vector<UINT32> changesMade(const sim::Controller *sim, UINT64 first);

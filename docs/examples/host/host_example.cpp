@@ -10,7 +10,9 @@
 #include "providers/xml_service/xml_service.h"
 #include "raid_xyl.h"
 
-static RAID_XYL_PROTOCOL *bindDriver(Firmware &firmware, sim::Controller *sim) {
+using namespace xyl;
+
+static RAID_XYL_PROTOCOL *bindDriver(host::Firmware &firmware, sim::Controller *sim) {
   static const EFI_GUID guid = RAID_XYL_PROTOCOL_GUID;
   EFI_HANDLE controller = nullptr;
   void *xyl = nullptr;
@@ -23,7 +25,7 @@ static RAID_XYL_PROTOCOL *bindDriver(Firmware &firmware, sim::Controller *sim) {
   return static_cast<RAID_XYL_PROTOCOL *>(xyl);
 }
 
-static bool printInventory(Firmware &firmware, RAID_XYL_PROTOCOL *xyl) {
+static bool printInventory(host::Firmware &firmware, RAID_XYL_PROTOCOL *xyl) {
   RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
   RAID_XYL_BUFFER document = {};
   if (EFI_ERROR(xyl->Get_Live(xyl, &parameter, &document))) {
@@ -35,13 +37,13 @@ static bool printInventory(Firmware &firmware, RAID_XYL_PROTOCOL *xyl) {
 }
 
 int main() {
-  Firmware firmware;
+  host::Firmware firmware;
   setSystemTable(firmware.systemTable()); // for the simulated controller, which is part of no image here
   sim::Controller *sim = nullptr;
   EFI_HANDLE xmlService = nullptr;
   EFI_HANDLE driver = nullptr;
-  if (EFI_ERROR(firmware.loadImage(XmlServiceEntry, &xmlService)) ||
-      EFI_ERROR(firmware.loadImage(RaidXylEntry, &driver)) || EFI_ERROR(sim::create("demo", &sim))) {
+  if (EFI_ERROR(firmware.loadImage(xml_service::XmlServiceEntry, &xmlService)) ||
+      EFI_ERROR(firmware.loadImage(driver::RaidXylEntry, &driver)) || EFI_ERROR(sim::create("demo", &sim))) {
     return 1;
   }
   sim::failDisk(sim, sim->disks.items[0].record.ObjectID);

@@ -11,7 +11,7 @@
 #include "providers/disk_controller/model/objects.h"
 #include "providers/disk_controller/model/random.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // --- The log ---
 
@@ -189,4 +189,4 @@ EFI_STATUS readyDisks(Change *change, const ddf::Set *set, UINT32 ending, const 
   return change->again ? EFI_NOT_READY : status;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -6,7 +6,7 @@
 #include "providers/disk_controller/commands/service.h"
 #include "providers/disk_controller/model/view.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 struct Change {
   View view;
@@ -40,4 +40,4 @@ EFI_STATUS refuse(const CHAR8 *why, EFI_STATUS status);
 // Logs what a disk has become.
 void tellDisk(const View &view, UINT32 disk, const CHAR8 *what);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -7,7 +7,7 @@
 #include "providers/disk_controller/model/kept_view.h"
 #include "providers/disk_controller/model/records.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 enum class IdsRule : UINT8 { ignored, required };
 enum class DataRule : UINT8 { ignored, record };
@@ -67,7 +67,7 @@ static constexpr CommandRow g_rows[] = {
     {RAID_COMMAND_CLEAR, RAID_OBJECT_ADAPTER, IdsRule::ignored, DataRule::ignored, runClear},
 };
 
-static EFI_STATUS answerGet(DiskController *controller, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
+static EFI_STATUS answerGet(DiskController *controller, const RAID_CMD_BLOCK *block, records::Answer *answer) {
   View own;
   View *view = nullptr;
   EFI_STATUS status = takeView(&own, controller->settings, &view);
@@ -91,7 +91,7 @@ static bool isRecordOf(const void *data, UINT32 objectType) {
   return data != nullptr && type == objectType;
 }
 
-EFI_STATUS runDiskCommand(DiskController *controller, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
+EFI_STATUS runDiskCommand(DiskController *controller, const RAID_CMD_BLOCK *block, records::Answer *answer) {
   if (block->Revision > 3 || (block->ObjectIdCount != 0 && block->ObjectIds == nullptr)) {
     return EFI_INVALID_PARAMETER;
   }
@@ -109,4 +109,4 @@ EFI_STATUS runDiskCommand(DiskController *controller, const RAID_CMD_BLOCK *bloc
   return EFI_UNSUPPORTED;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

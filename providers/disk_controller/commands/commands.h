@@ -3,9 +3,9 @@
 
 #include "providers/disk_controller/commands/service.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Runs a command on the disks as they are. The answer is released after a failure. Statuses as execute says.
-EFI_STATUS runDiskCommand(DiskController *controller, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer);
+EFI_STATUS runDiskCommand(DiskController *controller, const RAID_CMD_BLOCK *block, records::Answer *answer);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

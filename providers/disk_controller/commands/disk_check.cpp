@@ -2,7 +2,7 @@
 
 #include "providers/ddf_change/ddf_change.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 EFI_STATUS checkDisk(const View &view, UINT32 disk) {
   const ddf::Disk &found = view.model->disks[disk];
@@ -39,4 +39,4 @@ const ddf::Set *joinedSet(const View &view, const UINT32 *disks, UINT32 count) {
   return chosen != ddf::noIndex ? &model.sets[chosen] : nullptr;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

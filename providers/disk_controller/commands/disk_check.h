@@ -3,7 +3,7 @@
 
 #include "providers/disk_controller/commands/change.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // EFI_SUCCESS for a disk that can take part in virtual disks; else what stands in the way is logged. EFI_NOT_READY for
 // one that failed or cannot be used, EFI_ACCESS_DENIED for one that holds something else or is another controller's.
@@ -13,4 +13,4 @@ EFI_STATUS checkDisk(const View &view, UINT32 disk);
 // that Linux made, else null, for a new one.
 const ddf::Set *joinedSet(const View &view, const UINT32 *disks, UINT32 count);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

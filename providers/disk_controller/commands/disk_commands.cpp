@@ -5,7 +5,7 @@
 #include "providers/disk_controller/commands/disk_check.h"
 #include "providers/disk_controller/model/objects.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 struct DiskJob {
   const RAID_PD_RECORD *wanted;
@@ -233,4 +233,4 @@ EFI_STATUS changeDisks(DiskController *controller, const RAID_PD_RECORD &wanted,
   return status;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -3,7 +3,7 @@
 
 #include "providers/disk_controller/commands/service.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Makes disks hot spares or takes that from them, as Hotspare says; one that is none and whose State is Failed is
 // marked as failed in its set, which is also how a missing one is given up: ids are then those that virtual disks list
@@ -16,4 +16,4 @@ namespace disk_controller {
 //   EFI_VOLUME_FULL        a spare that is too small
 EFI_STATUS changeDisks(DiskController *controller, const RAID_PD_RECORD &wanted, const UINT32 *ids, UINT32 count);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -2,7 +2,7 @@
 
 #include "providers/disk_controller/commands/commands.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static DiskController *controllerOf(RAID_MGMT_PROTOCOL *protocol) {
   static_assert(offsetof(DiskController, protocol) == 0);
@@ -14,27 +14,27 @@ EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, R
     return EFI_INVALID_PARAMETER;
   }
   DiskController *controller = controllerOf(protocol);
-  RAID_ACCOUNTING *accounting = &controller->accounting;
+  records::Accounting *accounting = &controller->accounting;
   result->Data = nullptr;
   result->DataSize = 0;
-  RAID_ANSWER answer = {};
-  EFI_STATUS status = accountingBegin(accounting);
+  records::Answer answer = {};
+  EFI_STATUS status = records::accountingBegin(accounting);
   if (!EFI_ERROR(status)) {
     status = runDiskCommand(controller, block, &answer);
   }
   if (!EFI_ERROR(status)) {
-    accountingHandOut(accounting, &answer, result);
+    records::accountingHandOut(accounting, &answer, result);
   }
   return status;
 }
 
 EFI_STATUS EFIAPI freeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count) {
   return protocol == nullptr ? EFI_INVALID_PARAMETER
-                             : accountingTakeBack(&controllerOf(protocol)->accounting, data, count);
+                             : records::accountingTakeBack(&controllerOf(protocol)->accounting, data, count);
 }
 
 EFI_STATUS EFIAPI unused(RAID_MGMT_PROTOCOL *) {
   return EFI_UNSUPPORTED;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -4,11 +4,11 @@
 #include "providers/disk_controller/metadata/settings.h"
 #include "records/answers.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 struct DiskController {
   RAID_MGMT_PROTOCOL protocol;
-  RAID_ACCOUNTING accounting;
+  records::Accounting accounting;
   Settings settings; // what the disks keep, or what was set while there was no set to keep it
 };
 
@@ -28,4 +28,4 @@ EFI_STATUS EFIAPI execute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block, R
 EFI_STATUS EFIAPI freeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count);
 EFI_STATUS EFIAPI unused(RAID_MGMT_PROTOCOL *protocol);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

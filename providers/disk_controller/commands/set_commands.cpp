@@ -5,7 +5,7 @@
 #include "providers/disk_controller/commands/change.h"
 #include "providers/disk_controller/model/objects.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Sets that are changed one after the other. They are known by their GUIDs, since each change looks at the disks anew.
 struct Sets {
@@ -141,4 +141,4 @@ EFI_STATUS changeAdapter(DiskController *controller, const RAID_ADAPTER_RECORD &
   return status;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

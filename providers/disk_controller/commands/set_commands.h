@@ -3,7 +3,7 @@
 
 #include "providers/disk_controller/commands/service.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Deletes all virtual disks and sets that are not foreign.
 EFI_STATUS resetSets(DiskController *controller);
@@ -13,4 +13,4 @@ EFI_STATUS clearSets(DiskController *controller);
 // Keeps modes and rates in all sets of ours, or in memory as long as there is none. Statuses also of changeSettings.
 EFI_STATUS changeAdapter(DiskController *controller, const RAID_ADAPTER_RECORD &wanted);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -9,7 +9,7 @@
 #include "providers/disk_controller/model/objects.h"
 #include "providers/disk_controller/model/records.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static void tellVirtualDisk(const CHAR8 (&name)[16], const CHAR8 *what) {
   CHAR8 text[sizeof(name) + 1] = {};
@@ -246,4 +246,4 @@ EFI_STATUS changeVirtualDisks(DiskController *controller, const RAID_VD_RECORD &
   return eachVirtualDisk(controller, ids, count, {changeVirtualDisk, &wanted, {}});
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -3,7 +3,7 @@
 
 #include "providers/disk_controller/commands/service.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Statuses beside those of decodeVolume and of the writer; nothing is written but for EFI_DEVICE_ERROR:
 //   EFI_INVALID_PARAMETER  a disk twice, or one that is not there; a name that is taken
@@ -20,4 +20,4 @@ EFI_STATUS deleteVirtualDisks(DiskController *controller, const UINT32 *ids, UIN
 EFI_STATUS changeVirtualDisks(DiskController *controller, const RAID_VD_RECORD &wanted, const UINT32 *ids,
                               UINT32 count);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

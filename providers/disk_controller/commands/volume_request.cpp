@@ -5,7 +5,7 @@
 #include "base/text.h"
 #include "providers/disk_controller/metadata/levels.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static bool isOneBit(UINT32 value) {
   return value != 0 && (value & (value - 1)) == 0;
@@ -217,4 +217,4 @@ EFI_STATUS decodeVirtualDisk(const RAID_VD_RECORD &wanted, UINT32 count, ddf_cha
   return EFI_SUCCESS;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -4,7 +4,7 @@
 #include "providers/ddf_change/ddf_change.h"
 #include "raid_records.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Turns a record that asks for a virtual disk of count members into what the writer wants; disks and the start stay the
 // caller's to fill in. *why tells what is wrong.
@@ -17,4 +17,4 @@ EFI_STATUS decodeVirtualDisk(const RAID_VD_RECORD &wanted, UINT32 count, ddf_cha
 // What a Change may set, too: those of name, access and cache that the record tells. Statuses likewise.
 EFI_STATUS decodeSettings(const RAID_VD_RECORD &wanted, ddf_change::VirtualDiskSettings *settings, const CHAR8 **why);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -2,7 +2,7 @@
 
 #include "base/pool.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static const EFI_GUID g_diskInfoGuid = EFI_DISK_INFO_PROTOCOL_GUID;
 static const EFI_GUID g_usbInterface = EFI_DISK_INFO_USB_INTERFACE_GUID;
@@ -201,4 +201,4 @@ void identifyDisk(Disk *disk, EFI_HANDLE controller) {
   poolFree(memory);
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -3,7 +3,7 @@
 #include "base/pool.h"
 #include "uefi/protocols.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static const EFI_GUID g_ataPassThruGuid = EFI_ATA_PASS_THRU_PROTOCOL_GUID;
 static const EFI_GUID g_diskInfoGuid = EFI_DISK_INFO_PROTOCOL_GUID;
@@ -116,4 +116,4 @@ EFI_STATUS flushDisk(void *context) {
   return disk.blockIo->FlushBlocks(disk.blockIo);
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

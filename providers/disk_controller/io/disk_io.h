@@ -3,7 +3,7 @@
 
 #include "providers/disk_controller/io/disks.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 constexpr UINTN pageSize = 4096;
 constexpr UINTN bufferSize = 0x100000;
@@ -24,4 +24,4 @@ EFI_STATUS writeDisk(void *context, UINT64 lba, UINTN count, const void *buffer)
 // send it, else the firmware's status.
 EFI_STATUS flushDisk(void *context);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -3,7 +3,7 @@
 #include "base/device_path.h"
 #include "base/pool.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Types of device path nodes, type in the high byte.
 constexpr UINT32 nodePci = 0x0101;
@@ -111,4 +111,4 @@ int comparePlaces(const DiskPlace &a, const DiskPlace &b) {
   return 0;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -3,10 +3,10 @@
 
 #include "providers/disk_controller/io/disks.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // The place that a device path leads to. controller receives the handle of the storage function's PCI protocol, or null
 // when the path has none; where that protocol does not tell the location, the path's own nodes do.
 DiskPlace placeOf(EFI_DEVICE_PATH_PROTOCOL *path, EFI_HANDLE *controller);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -8,7 +8,7 @@
 #include "providers/disk_controller/io/shown_volumes.h"
 #include "uefi/protocols.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
@@ -82,4 +82,4 @@ void freeDisks(DiskList *list) {
   *list = {};
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -4,7 +4,7 @@
 
 #include "uefi/storage.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 enum DiskBus : UINT8 { busSata, busNvme, busScsi, busOther };
 
@@ -54,4 +54,4 @@ struct DiskList {
 EFI_STATUS findDisks(DiskList *list);
 void freeDisks(DiskList *list);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

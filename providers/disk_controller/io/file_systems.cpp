@@ -5,7 +5,7 @@
 #include "base/sort.h"
 #include "uefi/protocols.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static const EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
 static const EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
@@ -133,4 +133,4 @@ bool hasRunningImages(EFI_HANDLE from) {
   return EFI_ERROR(status) || any;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

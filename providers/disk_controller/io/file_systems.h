@@ -3,7 +3,7 @@
 
 #include "providers/disk_controller/io/disks.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Sets the flag of each disk on which, or on whose partitions, firmware has a file system. EFI_OUT_OF_RESOURCES.
 EFI_STATUS markFileSystems(DiskList *list);
@@ -16,4 +16,4 @@ EFI_STATUS closeFileSystems(const Disk &disk, bool *any);
 bool hasRunningImages(const Disk &disk);
 bool hasRunningImages(EFI_HANDLE device); // of any device
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -4,7 +4,7 @@
 #include "providers/disk_controller/io/file_systems.h"
 #include "raid_volumes.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static const EFI_GUID g_volumesGuid = RAID_VOLUMES_PROTOCOL_GUID;
 static const EFI_GUID g_volumePathGuid = RAID_VOLUME_PATH_GUID;
@@ -57,4 +57,4 @@ void refreshVirtualDisks() {
   }
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

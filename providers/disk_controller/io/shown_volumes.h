@@ -4,7 +4,7 @@
 #include "providers/ddf/ddf.h"
 #include "uefi/protocols.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Whether a block device is such a virtual disk.
 bool isShownVolume(EFI_HANDLE handle);
@@ -19,4 +19,4 @@ bool isRunningVirtualDisk(const ddf::VirtualDisk &virtualDisk);
 // Lets the driver look at the disks as they are now.
 void refreshVirtualDisks();
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

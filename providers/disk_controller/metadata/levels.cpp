@@ -1,6 +1,6 @@
 #include "providers/disk_controller/metadata/levels.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 constexpr UINT32 offeredCache = RAID_CACHE_WRITE_THROUGH | RAID_CACHE_WRITE_BACK | RAID_CACHE_READ_NO_AHEAD |
                                 RAID_CACHE_READ_AHEAD | RAID_CACHE_READ_ADAPTIVE | RAID_CACHE_DISK_DEFAULT |
@@ -74,4 +74,4 @@ UINT32 raidLevelOf(ddf::VirtualDiskLevel level) {
   return RAID_LEVEL_VOLUME;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -4,7 +4,7 @@
 #include "providers/ddf/ddf.h"
 #include "raid_records.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 constexpr UINT32 offeredLevels =
     RAID_LEVEL_0 | RAID_LEVEL_1 | RAID_LEVEL_4 | RAID_LEVEL_5 | RAID_LEVEL_6 | RAID_LEVEL_10;
@@ -20,4 +20,4 @@ RAID_LEVEL_PARAMS offeredLevel(UINT32 raidLevel);
 // documents have no other word for it that their readers take.
 UINT32 raidLevelOf(ddf::VirtualDiskLevel level);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

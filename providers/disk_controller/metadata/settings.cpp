@@ -3,7 +3,7 @@
 #include "base/pool.h"
 #include "base/text.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 constexpr UINT8 settingsVersion = 1;
 
@@ -139,4 +139,4 @@ void showSettings(const Settings &settings, RAID_ADAPTER_RECORD *record, RateNam
   }
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

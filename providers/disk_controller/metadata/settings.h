@@ -5,7 +5,7 @@
 #include "providers/ddf/ddf.h"
 #include "raid_records.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 constexpr UINTN settingsModes = 6;
 constexpr UINTN rateNameSize = 31;
@@ -40,4 +40,4 @@ struct RateNames {
 };
 void showSettings(const Settings &settings, RAID_ADAPTER_RECORD *record, RateNames *names);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -2,7 +2,7 @@
 
 #include "base/pool.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 bool timeNow(EFI_TIME *time) {
   *time = {};
@@ -24,4 +24,4 @@ UINT32 secondsSince1980() {
   return ((days * 24 + time.Hour) * 60 + time.Minute) * 60 + time.Second;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -3,7 +3,7 @@
 
 #include "uefi/tables.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // The time by the clock; false without a clock or for a time before 1980, or one that is none.
 bool timeNow(EFI_TIME *time);
@@ -11,4 +11,4 @@ bool timeNow(EFI_TIME *time);
 // The seconds since 1980; 0 without a clock.
 UINT32 secondsSince1980();
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

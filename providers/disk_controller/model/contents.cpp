@@ -5,7 +5,7 @@
 #include "providers/disk_controller/model/kept_view.h"
 #include "providers/disk_controller/model/objects.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static void addArea(RAID_DISK_CONTENTS *contents, UINT64 sectors, UINT64 lba, UINT64 count) {
   if (lba < sectors && count <= sectors - lba) {
@@ -86,4 +86,4 @@ EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *, UINT32 objectId, RAID_DISK
   return status;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

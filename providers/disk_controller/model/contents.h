@@ -3,9 +3,9 @@
 
 #include "raid_disks.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // RAID_DISKS_PROTOCOL's member.
 EFI_STATUS EFIAPI findContents(RAID_DISKS_PROTOCOL *protocol, UINT32 objectId, RAID_DISK_CONTENTS *contents);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

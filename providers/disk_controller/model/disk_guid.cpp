@@ -5,7 +5,7 @@
 #include "base/text.h"
 #include "providers/disk_controller/model/random.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 constexpr UINTN vendorSize = 8;
 constexpr UINTN numberSize = 16;
@@ -142,4 +142,4 @@ EFI_STATUS markMissed(View *view) {
   return EFI_SUCCESS;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

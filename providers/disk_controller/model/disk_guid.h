@@ -3,7 +3,7 @@
 
 #include "providers/disk_controller/model/view.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Makes a GUID for each disk of the view from what it tells of itself, as SCSI's identifiers are made: who vouches for
 // it, then the end of its serial number. Disks that tell nothing, or the same as another one or as an entry of a set,
@@ -14,4 +14,4 @@ EFI_STATUS makeDiskGuids(const View &view, ddf::Guid *guids);
 // EFI_OUT_OF_RESOURCES.
 EFI_STATUS markMissed(View *view);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

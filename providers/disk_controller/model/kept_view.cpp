@@ -1,6 +1,6 @@
 #include "providers/disk_controller/model/kept_view.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static View g_kept;
 static bool g_isOpen;
@@ -39,4 +39,4 @@ EFI_STATUS takeView(View *own, const Settings &settings, View **view) {
   return status;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

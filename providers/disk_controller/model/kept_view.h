@@ -4,7 +4,7 @@
 #include "providers/disk_controller/model/view.h"
 #include "raid_disks.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // The members of RAID_DISKS_PROTOCOL.
 void EFIAPI keepLook(RAID_DISKS_PROTOCOL *protocol);
@@ -19,4 +19,4 @@ View *keptView();
 // when it is not the view, also after a failure. As openView.
 EFI_STATUS takeView(View *own, const Settings &settings, View **view);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

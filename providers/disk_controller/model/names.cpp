@@ -2,7 +2,7 @@
 
 #include "base/format.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static const CHAR8 *busName(DiskBus bus) {
   static constexpr const CHAR8 *names[] = {"SATA", "NVMe", "SCSI", "Block"};
@@ -65,4 +65,4 @@ void virtualDiskFqdd(const ViewVirtualDisk &virtualDisk, CHAR16 *text) {
   format(text, u"Disk.Virtual.%u", virtualDisk.targetId);
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

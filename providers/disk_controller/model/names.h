@@ -4,7 +4,7 @@
 
 #include "providers/disk_controller/model/view.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 constexpr UINTN nameCapacity = 128; // units, with the NUL
 
@@ -17,4 +17,4 @@ void virtualDiskFqdd(const ViewVirtualDisk &virtualDisk, CHAR16 *text);
 void diskName(const View &view, UINT32 disk, CHAR16 *text);
 void enclosureName(const ViewEnclosure &enclosure, CHAR16 *text);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

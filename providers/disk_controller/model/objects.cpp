@@ -3,7 +3,7 @@
 #include "raid_mgmt.h"
 #include "records/ids.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 struct Objects {
   UINT32 count;
@@ -44,15 +44,16 @@ EFI_STATUS findObjects(const View &view, UINT32 objectType, const UINT32 *ids, U
   if (!objectsOf(view, objectType, &objects)) {
     return EFI_UNSUPPORTED;
   }
-  ID_INDEX index = {};
-  EFI_STATUS status = indexIds(&index, objects.ids, objects.count, objects.stride) ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
+  records::IdIndex index = {};
+  EFI_STATUS status =
+      records::indexIds(&index, objects.ids, objects.count, objects.stride) ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
   for (UINT32 i = 0; i < count && !EFI_ERROR(status); ++i) {
-    UINT32 number = findId(index, ids[i]);
-    numbers[i] = number != ID_NONE ? number : 0;
-    status = number != ID_NONE ? EFI_SUCCESS : EFI_NOT_FOUND;
+    UINT32 number = records::findId(index, ids[i]);
+    numbers[i] = number != records::noId ? number : 0;
+    status = number != records::noId ? EFI_SUCCESS : EFI_NOT_FOUND;
   }
-  freeIds(&index);
+  records::freeIds(&index);
   return status;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

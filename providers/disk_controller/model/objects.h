@@ -3,7 +3,7 @@
 
 #include "providers/disk_controller/model/view.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // The text under which the controller logs.
 inline constexpr CHAR8 logName[] = "RaidDisks";
@@ -15,4 +15,4 @@ bool countObjects(const View &view, UINT32 objectType, UINT32 *count);
 // that no object has, EFI_OUT_OF_RESOURCES.
 EFI_STATUS findObjects(const View &view, UINT32 objectType, const UINT32 *ids, UINT32 count, UINT32 *numbers);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -3,7 +3,7 @@
 #include "base/pool.h"
 #include "providers/disk_controller/model/clock.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 static UINT64 g_random;
 
@@ -42,4 +42,4 @@ UINT32 nextRandom() {
   return static_cast<UINT32>(mixed(g_random) >> 32);
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -3,7 +3,7 @@
 
 #include "providers/disk_controller/model/view.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Makes the numbers that follow depend on the time, on the disks and what they hold, and on a count of the firmware
 // that never comes back.
@@ -12,4 +12,4 @@ void stirRandom(const View &view);
 // The next number.
 UINT32 nextRandom();
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -7,7 +7,7 @@
 #include "providers/disk_controller/model/names.h"
 #include "providers/disk_controller/model/objects.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 constexpr UINT64 sectorSize = 512;
 
@@ -36,7 +36,7 @@ static UINT64 ourWwn() {
   return 0x3000000000000000ULL | ddf::checksum(ddf::ourController.bytes, sizeof(ddf::ourController.bytes));
 }
 
-static EFI_STATUS addAdapter(const View &view, RAID_ANSWER *answer) {
+static EFI_STATUS addAdapter(const View &view, records::Answer *answer) {
   static CHAR16 name[] = u"RAID over the machine's disks";
   static CHAR16 fqdd[] = u"RAID.Disks.1";
   static CHAR16 version[] = u"" RAIDXYL_VERSION;
@@ -60,12 +60,12 @@ static EFI_STATUS addAdapter(const View &view, RAID_ANSWER *answer) {
   RateNames rates;
   showSettings(view.settings, &record, &rates);
   record.RAIDLevelParams = const_cast<RAID_LEVEL_PARAMS *>(g_offeredLevels); // copied, not changed
-  return answerAdd(answer, &record);
+  return records::answerAdd(answer, &record);
 }
 
 // --- Enclosures ---
 
-static EFI_STATUS addEnclosure(const View &view, UINT32 index, RAID_ANSWER *answer) {
+static EFI_STATUS addEnclosure(const View &view, UINT32 index, records::Answer *answer) {
   const ViewEnclosure &enclosure = view.enclosures[index];
   CHAR16 name[nameCapacity];
   CHAR16 fqdd[nameCapacity];
@@ -76,7 +76,7 @@ static EFI_STATUS addEnclosure(const View &view, UINT32 index, RAID_ANSWER *answ
   record.DeviceID = enclosure.objectId;
   record.SlotCount = static_cast<UINT8>(enclosure.slotCount > 255 ? 255 : enclosure.slotCount);
   record.Position = static_cast<UINT8>(index);
-  return answerAdd(answer, &record);
+  return records::answerAdd(answer, &record);
 }
 
 // --- Disks ---
@@ -217,7 +217,7 @@ static void logUnusable(const CHAR16 *fqdd, const View &view, UINT32 disk) {
   }
 }
 
-static EFI_STATUS addDisk(const View &view, UINT32 index, const DiskLists &lists, RAID_ANSWER *answer) {
+static EFI_STATUS addDisk(const View &view, UINT32 index, const DiskLists &lists, records::Answer *answer) {
   CHAR16 name[nameCapacity];
   CHAR16 fqdd[nameCapacity];
   diskName(view, index, name);
@@ -246,7 +246,7 @@ static EFI_STATUS addDisk(const View &view, UINT32 index, const DiskLists &lists
   UINT32 count = lists.start[index + 1] - lists.start[index];
   record.VDCount = static_cast<UINT8>(count < 255 ? count : 255);
   record.VDs = count == 0 ? nullptr : lists.ids + lists.start[index];
-  return answerAdd(answer, &record);
+  return records::answerAdd(answer, &record);
 }
 
 // --- Virtual disks ---
@@ -331,7 +331,7 @@ static UINT32 *memberIds(const View &view, const ViewVirtualDisk &virtualDisk) {
   return ids;
 }
 
-static EFI_STATUS addVirtualDisk(const View &view, UINT32 index, RAID_ANSWER *answer) {
+static EFI_STATUS addVirtualDisk(const View &view, UINT32 index, records::Answer *answer) {
   const ViewVirtualDisk &source = view.virtualDisks[index];
   const ddf::VirtualDisk &virtualDisk = *source.virtualDisk;
   CHAR16 fqdd[nameCapacity];
@@ -355,7 +355,7 @@ static EFI_STATUS addVirtualDisk(const View &view, UINT32 index, RAID_ANSWER *an
   }
   record.PDCount = virtualDisk.memberCount;
   record.PDs = ids;
-  EFI_STATUS status = answerAdd(answer, &record);
+  EFI_STATUS status = records::answerAdd(answer, &record);
   poolFree(ids);
   return status;
 }
@@ -363,7 +363,7 @@ static EFI_STATUS addVirtualDisk(const View &view, UINT32 index, RAID_ANSWER *an
 // --- Get ---
 
 static EFI_STATUS addObject(const View &view, UINT32 objectType, UINT32 number, const DiskLists &lists,
-                            RAID_ANSWER *answer) {
+                            records::Answer *answer) {
   switch (objectType) {
   case RAID_OBJECT_ADAPTER:
     return addAdapter(view, answer);
@@ -377,23 +377,24 @@ static EFI_STATUS addObject(const View &view, UINT32 objectType, UINT32 number, 
 }
 
 static EFI_STATUS addObjects(const View &view, UINT32 objectType, const UINT32 *numbers, UINT32 count,
-                             RAID_ANSWER *answer) {
+                             records::Answer *answer) {
   DiskLists lists;
   EFI_STATUS status = makeLists(view, &lists);
   if (!EFI_ERROR(status)) {
-    status = answerStart(answer, objectType, count);
+    status = records::answerStart(answer, objectType, count);
   }
   for (UINT32 i = 0; i < count && !EFI_ERROR(status); ++i) {
     status = addObject(view, objectType, numbers == nullptr ? i : numbers[i], lists, answer);
   }
   if (EFI_ERROR(status)) {
-    answerRelease(answer);
+    records::answerRelease(answer);
   }
   freeLists(&lists);
   return status;
 }
 
-EFI_STATUS answerRecords(const View &view, UINT32 objectType, const UINT32 *ids, UINT32 idCount, RAID_ANSWER *answer) {
+EFI_STATUS answerRecords(const View &view, UINT32 objectType, const UINT32 *ids, UINT32 idCount,
+                         records::Answer *answer) {
   UINT32 count = 0;
   if (!countObjects(view, objectType, &count)) {
     return EFI_UNSUPPORTED;
@@ -410,4 +411,4 @@ EFI_STATUS answerRecords(const View &view, UINT32 objectType, const UINT32 *ids,
   return status;
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -5,7 +5,7 @@
 #include "base/text.h"
 #include "providers/disk_controller/model/disk_guid.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Arrays have room for one item more than they need: a machine may have none, and firmware may refuse no bytes.
 
@@ -273,4 +273,4 @@ void whyUnusable(const View &view, UINT32 disk, CHAR8 *text, UINTN size) {
   }
 }
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -6,7 +6,7 @@
 #include "providers/disk_controller/io/disk_io.h"
 #include "providers/disk_controller/metadata/settings.h"
 
-namespace disk_controller {
+namespace xyl::disk_controller {
 
 // Ids of disks and virtual disks are disjoint, and documents have room for seven digits.
 constexpr UINT32 diskIdFirst = 1000000;
@@ -72,4 +72,4 @@ const ddf::Set *findMissing(const View &view, UINT32 id, UINT32 *pd);
 // the NUL.
 void whyUnusable(const View &view, UINT32 disk, CHAR8 *text, UINTN size);
 
-} // namespace disk_controller
+} // namespace xyl::disk_controller

@@ -5,7 +5,7 @@
 #include "providers/sim_controller/state/objects.h"
 #include "records/levels.h"
 
-namespace sim {
+namespace xyl::sim {
 
 static void changeRates(Adapter *adapter, const RAID_ADAPTER_RECORD *record) {
   for (UINT32 i = 0; i < RAID_RATE_COUNT; ++i) {
@@ -96,7 +96,7 @@ EFI_STATUS changeDisks(Controller *sim, const RAID_CMD_BLOCK *block) {
 static bool virtualDiskChangeIsValid(const VirtualDisk *virtualDisk, const RAID_VD_RECORD *record) {
   bool nameFits = record->Name == nullptr || textLength(record->Name) < textUnits;
   return nameFits && (record->CurrentCachePolicy & ~virtualDisk->record.RAIDLevelDesc.AvailableCachePolicy) == 0 &&
-         levelIsDiskCachePolicy(record->DiskCachePolicy) && levelIsAccessPolicy(record->AccessPolicy);
+         records::levelIsDiskCachePolicy(record->DiskCachePolicy) && records::levelIsAccessPolicy(record->AccessPolicy);
 }
 
 EFI_STATUS changeVirtualDisks(Controller *sim, const RAID_CMD_BLOCK *block) {
@@ -121,4 +121,4 @@ EFI_STATUS changeVirtualDisks(Controller *sim, const RAID_CMD_BLOCK *block) {
   return EFI_SUCCESS;
 }
 
-} // namespace sim
+} // namespace xyl::sim

@@ -3,10 +3,10 @@
 
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 EFI_STATUS changeAdapter(Controller *sim, const RAID_CMD_BLOCK *block);
 EFI_STATUS changeDisks(Controller *sim, const RAID_CMD_BLOCK *block);
 EFI_STATUS changeVirtualDisks(Controller *sim, const RAID_CMD_BLOCK *block);
 
-} // namespace sim
+} // namespace xyl::sim

@@ -1,6 +1,6 @@
 #include "providers/sim_controller/commands/command_log.h"
 
-namespace sim {
+namespace xyl::sim {
 
 static void logIds(UINT32 *to, const UINT32 *ids, UINT32 count) {
   copyBytes(to, ids, sizeof(UINT32) * (count < logIdCapacity ? count : logIdCapacity));
@@ -72,4 +72,4 @@ void clearLog(Controller *sim) {
   zeroBytes(sim->log, sizeof(LogEntry) * logCapacity);
 }
 
-} // namespace sim
+} // namespace xyl::sim

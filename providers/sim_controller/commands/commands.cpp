@@ -8,7 +8,7 @@
 #include "providers/sim_controller/state/objects.h"
 #include "providers/sim_controller/state/records.h"
 
-namespace sim {
+namespace xyl::sim {
 
 enum class IdsRule : UINT8 { optional, required, members };
 enum class DataRule : UINT8 { ignored, record, key };
@@ -18,67 +18,67 @@ struct CommandRow {
   UINT32 objectType;
   IdsRule ids;
   DataRule data;
-  EFI_STATUS (*run)(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer);
+  EFI_STATUS (*run)(Controller *sim, const RAID_CMD_BLOCK *block, records::Answer *answer);
 };
 
-static EFI_STATUS runGet(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
+static EFI_STATUS runGet(Controller *sim, const RAID_CMD_BLOCK *block, records::Answer *answer) {
   return answerRecords(sim, block->ObjectType, block->ObjectIds, block->ObjectIdCount, answer);
 }
 
-static EFI_STATUS runGetKeyId(Controller *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *answer) {
+static EFI_STATUS runGetKeyId(Controller *sim, const RAID_CMD_BLOCK *, records::Answer *answer) {
   return answerKeyId(sim, answer);
 }
 
-static EFI_STATUS runDeleteAdapter(Controller *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
+static EFI_STATUS runDeleteAdapter(Controller *sim, const RAID_CMD_BLOCK *, records::Answer *) {
   resetConfiguration(sim);
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS runDeleteVirtualDisks(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+static EFI_STATUS runDeleteVirtualDisks(Controller *sim, const RAID_CMD_BLOCK *block, records::Answer *) {
   for (UINT32 i = 0; i < block->ObjectIdCount; ++i) {
     deleteVirtualDisk(sim, block->ObjectIds[i]);
   }
   return EFI_SUCCESS;
 }
 
-static EFI_STATUS runClear(Controller *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
+static EFI_STATUS runClear(Controller *sim, const RAID_CMD_BLOCK *, records::Answer *) {
   return clearForeign(sim);
 }
 
-static EFI_STATUS runImport(Controller *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
+static EFI_STATUS runImport(Controller *sim, const RAID_CMD_BLOCK *, records::Answer *) {
   return importForeign(sim);
 }
 
-static EFI_STATUS runCreate(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+static EFI_STATUS runCreate(Controller *sim, const RAID_CMD_BLOCK *block, records::Answer *) {
   return createVirtualDisk(sim, static_cast<const RAID_VD_RECORD *>(block->ObjectData), block->ObjectIds,
                            block->ObjectIdCount, nullptr);
 }
 
-static EFI_STATUS runChangeAdapter(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+static EFI_STATUS runChangeAdapter(Controller *sim, const RAID_CMD_BLOCK *block, records::Answer *) {
   return changeAdapter(sim, block);
 }
 
-static EFI_STATUS runChangeDisks(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+static EFI_STATUS runChangeDisks(Controller *sim, const RAID_CMD_BLOCK *block, records::Answer *) {
   return changeDisks(sim, block);
 }
 
-static EFI_STATUS runChangeVirtualDisks(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+static EFI_STATUS runChangeVirtualDisks(Controller *sim, const RAID_CMD_BLOCK *block, records::Answer *) {
   return changeVirtualDisks(sim, block);
 }
 
-static EFI_STATUS runLock(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+static EFI_STATUS runLock(Controller *sim, const RAID_CMD_BLOCK *block, records::Answer *) {
   return lock(sim, block);
 }
 
-static EFI_STATUS runRekey(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *) {
+static EFI_STATUS runRekey(Controller *sim, const RAID_CMD_BLOCK *block, records::Answer *) {
   return rekey(sim, block);
 }
 
-static EFI_STATUS runSecureErase(Controller *sim, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
+static EFI_STATUS runSecureErase(Controller *sim, const RAID_CMD_BLOCK *, records::Answer *) {
   return secureErase(sim);
 }
 
-static EFI_STATUS runNothing(Controller *, const RAID_CMD_BLOCK *, RAID_ANSWER *) {
+static EFI_STATUS runNothing(Controller *, const RAID_CMD_BLOCK *, records::Answer *) {
   return EFI_SUCCESS;
 }
 
@@ -151,7 +151,7 @@ static EFI_STATUS checkData(const RAID_CMD_BLOCK *block, DataRule rule) {
   return rule == DataRule::record && objectType != block->ObjectType ? EFI_INVALID_PARAMETER : EFI_SUCCESS;
 }
 
-EFI_STATUS runCommand(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer) {
+EFI_STATUS runCommand(Controller *sim, const RAID_CMD_BLOCK *block, records::Answer *answer) {
   if (block->Revision > 3) {
     return EFI_INVALID_PARAMETER;
   }
@@ -169,4 +169,4 @@ EFI_STATUS runCommand(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER 
   return row->run(sim, block, answer);
 }
 
-} // namespace sim
+} // namespace xyl::sim

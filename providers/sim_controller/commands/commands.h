@@ -3,9 +3,9 @@
 
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // Runs a command whose block may hold anything; *answer starts zero and is filled by commands that have data.
-EFI_STATUS runCommand(Controller *sim, const RAID_CMD_BLOCK *block, RAID_ANSWER *answer);
+EFI_STATUS runCommand(Controller *sim, const RAID_CMD_BLOCK *block, records::Answer *answer);
 
-} // namespace sim
+} // namespace xyl::sim

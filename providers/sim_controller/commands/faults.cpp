@@ -1,6 +1,6 @@
 #include "providers/sim_controller/commands/faults.h"
 
-namespace sim {
+namespace xyl::sim {
 
 bool addFault(Controller *sim, const Fault &fault) {
   if (sim->faultCount == faultCapacity) {
@@ -60,22 +60,22 @@ const Fault *nextFault(Controller *sim, const RAID_CMD_BLOCK *block) {
   return striking;
 }
 
-EFI_STATUS shape(RAID_ANSWER *answer, const Fault *fault) {
+EFI_STATUS shape(records::Answer *answer, const Fault *fault) {
   switch (fault->kind) {
   case faultNoData:
-    answerRelease(answer);
+    records::answerRelease(answer);
     return EFI_SUCCESS;
   case faultNullData:
-    answerRelease(answer);
+    records::answerRelease(answer);
     answer->dataSize = fault->bytes;
     return EFI_SUCCESS;
   case faultSize:
-    return answerResize(answer, fault->bytes);
+    return records::answerResize(answer, fault->bytes);
   case faultExtra:
-    return answerResize(answer, static_cast<UINT64>(answer->dataSize) + fault->bytes);
+    return records::answerResize(answer, static_cast<UINT64>(answer->dataSize) + fault->bytes);
   default:
     return EFI_SUCCESS;
   }
 }
 
-} // namespace sim
+} // namespace xyl::sim

@@ -4,11 +4,11 @@
 #include "providers/sim_controller/faults.h"
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // The fault that strikes this command, or null; counts it down.
 const Fault *nextFault(Controller *sim, const RAID_CMD_BLOCK *block);
 // Gives an answer the shape that a fault asks for. EFI_OUT_OF_RESOURCES releases it.
-EFI_STATUS shape(RAID_ANSWER *answer, const Fault *fault);
+EFI_STATUS shape(records::Answer *answer, const Fault *fault);
 
-} // namespace sim
+} // namespace xyl::sim

@@ -3,7 +3,7 @@
 #include "providers/sim_controller/commands/virtual_disks.h"
 #include "providers/sim_controller/state/objects.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // A failed drive stays failed, but it leaves its virtual disks like the others.
 static void diskToForeign(Disk *disk) {
@@ -99,4 +99,4 @@ EFI_STATUS importForeign(Controller *sim) {
   return EFI_SUCCESS;
 }
 
-} // namespace sim
+} // namespace xyl::sim

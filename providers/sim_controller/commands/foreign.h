@@ -3,7 +3,7 @@
 
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // Hands a virtual disk and its members over to the foreign side, which has room for it.
 void virtualDiskToForeign(Controller *sim, UINT32 objectId);
@@ -11,4 +11,4 @@ void virtualDiskToForeign(Controller *sim, UINT32 objectId);
 EFI_STATUS clearForeign(Controller *sim);
 EFI_STATUS importForeign(Controller *sim);
 
-} // namespace sim
+} // namespace xyl::sim

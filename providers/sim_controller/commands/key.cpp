@@ -1,6 +1,6 @@
 #include "providers/sim_controller/commands/key.h"
 
-namespace sim {
+namespace xyl::sim {
 
 void forgetKey(Controller *sim) {
   wipeBytes(&sim->key, sizeof(sim->key));
@@ -75,4 +75,4 @@ EFI_STATUS secureErase(Controller *sim) {
   return EFI_SUCCESS;
 }
 
-} // namespace sim
+} // namespace xyl::sim

@@ -3,11 +3,11 @@
 
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 EFI_STATUS lock(Controller *sim, const RAID_CMD_BLOCK *block);
 EFI_STATUS rekey(Controller *sim, const RAID_CMD_BLOCK *block);
 EFI_STATUS secureErase(Controller *sim);
 void forgetKey(Controller *sim);
 
-} // namespace sim
+} // namespace xyl::sim

@@ -5,14 +5,14 @@
 #include "providers/sim_controller/commands/faults.h"
 #include "providers/sim_controller/sim_controller.h"
 
-namespace sim {
+namespace xyl::sim {
 
 Controller *fromProtocol(RAID_MGMT_PROTOCOL *protocol) {
   return reinterpret_cast<Controller *>(reinterpret_cast<UINTN>(protocol) - offsetof(Controller, protocol));
 }
 
 // Runs the command under a fault or none; the answer is empty on failure.
-static EFI_STATUS runUnder(Controller *sim, const RAID_CMD_BLOCK *block, const Fault *fault, RAID_ANSWER *answer) {
+static EFI_STATUS runUnder(Controller *sim, const RAID_CMD_BLOCK *block, const Fault *fault, records::Answer *answer) {
   if (fault != nullptr && fault->kind == faultStatus) {
     return fault->status;
   }
@@ -31,13 +31,13 @@ EFI_STATUS EFIAPI simExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block
   result->Data = nullptr;
   result->DataSize = 0;
   LogEntry *entry = logCommand(sim, block);
-  RAID_ANSWER answer = {};
-  entry->status = accountingBegin(&sim->accounting);
+  records::Answer answer = {};
+  entry->status = records::accountingBegin(&sim->accounting);
   if (!EFI_ERROR(entry->status)) {
     entry->status = runUnder(sim, block, nextFault(sim, block), &answer);
   }
   if (!EFI_ERROR(entry->status)) {
-    accountingHandOut(&sim->accounting, &answer, result);
+    records::accountingHandOut(&sim->accounting, &answer, result);
   }
   return entry->status;
 }
@@ -46,7 +46,7 @@ EFI_STATUS EFIAPI simFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT3
   if (protocol == nullptr) {
     return EFI_INVALID_PARAMETER;
   }
-  return accountingTakeBack(&fromProtocol(protocol)->accounting, data, count);
+  return records::accountingTakeBack(&fromProtocol(protocol)->accounting, data, count);
 }
 
-} // namespace sim
+} // namespace xyl::sim

@@ -3,7 +3,7 @@
 
 #include "raid_mgmt.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // RAID_MGMT_PROTOCOL.Execute. Revision is 0 to 3. Ids that no object has give EFI_NOT_FOUND (Create:
 // EFI_INVALID_PARAMETER); a missing record or list, or a record of another type, EFI_INVALID_PARAMETER; a command that
@@ -46,4 +46,4 @@ EFI_STATUS EFIAPI simExecute(RAID_MGMT_PROTOCOL *protocol, RAID_CMD_BLOCK *block
 // RAID_MGMT_PROTOCOL.FreeRecords, which goes by the accounting (records/answers.h).
 EFI_STATUS EFIAPI simFreeRecords(RAID_MGMT_PROTOCOL *protocol, void *data, UINT32 count);
 
-} // namespace sim
+} // namespace xyl::sim

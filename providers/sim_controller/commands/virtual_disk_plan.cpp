@@ -3,7 +3,7 @@
 #include "providers/sim_controller/state/objects.h"
 #include "records/levels.h"
 
-namespace sim {
+namespace xyl::sim {
 
 constexpr UINT32 levelHdd = RAID_LEVEL_ATTRIBUTE_HDD;
 constexpr UINT32 levelSsd = RAID_LEVEL_ATTRIBUTE_SSD;
@@ -12,9 +12,9 @@ constexpr UINT32 levelMixesHddProtocols = RAID_LEVEL_ATTRIBUTE_SAS_SATA_HDD | RA
 constexpr UINT32 levelMixesSsdProtocols = RAID_LEVEL_ATTRIBUTE_SAS_SATA_SSD | RAID_LEVEL_ATTRIBUTE_MIX_ALL;
 
 UINT64 memberSize(UINT32 raidLevel, UINT32 spanDepth, UINT32 pdCount, UINT64 size) {
-  const RAID_LEVEL_LAYOUT *layout = levelLayout(raidLevel);
-  UINT64 members = layout == nullptr ? 0 : levelDataMembers(layout, pdCount, spanDepth);
-  return members == 0 ? 0 : levelShare(size, members);
+  const records::LevelLayout *layout = records::levelLayout(raidLevel);
+  UINT64 members = layout == nullptr ? 0 : records::levelDataMembers(layout, pdCount, spanDepth);
+  return members == 0 ? 0 : records::levelShare(size, members);
 }
 
 static bool isSameGroup(Controller *sim, const Disk *disk, const UINT32 *ids, UINT32 count) {
@@ -123,15 +123,15 @@ static EFI_STATUS planSpace(Controller *sim, const RAID_VD_RECORD *wanted, const
     room = left < room ? left : room;
     plan->start = end > plan->start ? end : plan->start;
   }
-  room = roundDown(room, LEVEL_GRAIN);
-  UINT64 members = levelDataMembers(levelLayout(wanted->RAIDLevel), count, plan->spanDepth);
+  room = roundDown(room, records::levelGrain);
+  UINT64 members = records::levelDataMembers(records::levelLayout(wanted->RAIDLevel), count, plan->spanDepth);
   if (members == 0) { // limits of a controller file may allow it
     return EFI_INVALID_PARAMETER;
   }
   if (room == 0 || room > ~0ULL / members || wanted->Size > room * members) {
     return EFI_VOLUME_FULL;
   }
-  plan->memberSize = wanted->Size == 0 ? room : levelShare(wanted->Size, members);
+  plan->memberSize = wanted->Size == 0 ? room : records::levelShare(wanted->Size, members);
   plan->size = wanted->Size == 0 ? room * members : wanted->Size;
   return EFI_SUCCESS;
 }
@@ -142,18 +142,18 @@ EFI_STATUS planVirtualDisk(Controller *sim, const RAID_VD_RECORD *wanted, const 
   if (count == 0 || count > vdPds) {
     return EFI_INVALID_PARAMETER;
   }
-  const RAID_LEVEL_PARAMS *level =
-      levelFind(&sim->adapter.record, sim->adapter.RAIDLevelParams, sim->adapter.levelCount, wanted->RAIDLevel);
-  if (level == nullptr || levelLayout(wanted->RAIDLevel) == nullptr) {
+  const RAID_LEVEL_PARAMS *level = records::levelFind(&sim->adapter.record, sim->adapter.RAIDLevelParams,
+                                                      sim->adapter.levelCount, wanted->RAIDLevel);
+  if (level == nullptr || records::levelLayout(wanted->RAIDLevel) == nullptr) {
     return EFI_UNSUPPORTED;
   }
   plan->level = *level;
-  if (!levelOffers(level, wanted)) {
+  if (!records::levelOffers(level, wanted)) {
     return EFI_INVALID_PARAMETER;
   }
   EFI_STATUS status = checkMembers(sim, ids, count);
   if (!EFI_ERROR(status)) {
-    bool fits = levelSpans(&sim->adapter.record, level, wanted, count, &plan->spanDepth);
+    bool fits = records::levelSpans(&sim->adapter.record, level, wanted, count, &plan->spanDepth);
     status = fits ? EFI_SUCCESS : EFI_INVALID_PARAMETER;
   }
   if (!EFI_ERROR(status)) {
@@ -169,4 +169,4 @@ EFI_STATUS planVirtualDisk(Controller *sim, const RAID_VD_RECORD *wanted, const 
   return planSpace(sim, wanted, ids, count, plan);
 }
 
-} // namespace sim
+} // namespace xyl::sim

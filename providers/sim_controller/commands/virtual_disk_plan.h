@@ -3,7 +3,7 @@
 
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // A virtual disk that may be created.
 struct VirtualDiskPlan {
@@ -20,4 +20,4 @@ struct VirtualDiskPlan {
 EFI_STATUS planVirtualDisk(Controller *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
                            VirtualDiskPlan *plan);
 
-} // namespace sim
+} // namespace xyl::sim

@@ -5,7 +5,7 @@
 #include "providers/sim_controller/state/objects.h"
 #include "records/levels.h"
 
-namespace sim {
+namespace xyl::sim {
 
 static UINT32 freeObjectId(Controller *sim) {
   UINT32 id = sim->firstVirtualDiskId;
@@ -169,7 +169,7 @@ static UINT32 lostMembers(Controller *sim, const UINT32 *ids, UINT32 count) {
 }
 
 void judgeVirtualDisk(Controller *sim, VirtualDisk *virtualDisk) {
-  const RAID_LEVEL_LAYOUT *layout = levelLayout(virtualDisk->record.RAIDLevel);
+  const records::LevelLayout *layout = records::levelLayout(virtualDisk->record.RAIDLevel);
   UINT32 parity = layout == nullptr ? 0 : layout->parity;
   bool mirrored = layout != nullptr && layout->mirrored;
   // What fails together: the pairs of a mirror, else the members of a span.
@@ -196,4 +196,4 @@ void judgeVirtualDisksOf(Controller *sim, UINT32 diskId) {
   }
 }
 
-} // namespace sim
+} // namespace xyl::sim

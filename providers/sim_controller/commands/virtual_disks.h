@@ -3,7 +3,7 @@
 
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // Creates a virtual disk; *objectId may be null.
 EFI_STATUS createVirtualDisk(Controller *sim, const RAID_VD_RECORD *wanted, const UINT32 *ids, UINT32 count,
@@ -19,4 +19,4 @@ void resetConfiguration(Controller *sim);
 void judgeVirtualDisk(Controller *sim, VirtualDisk *virtualDisk);
 void judgeVirtualDisksOf(Controller *sim, UINT32 diskId);
 
-} // namespace sim
+} // namespace xyl::sim

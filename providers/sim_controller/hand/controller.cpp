@@ -4,7 +4,7 @@
 #include "providers/sim_controller/sim_controller.h"
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 static const EFI_GUID g_mgmtGuid = RAID_MGMT_PROTOCOL_GUID;
 static const EFI_GUID g_alternateGuid = RAID_MGMT_ALT_PROTOCOL_GUID;
@@ -18,7 +18,7 @@ static EFI_STATUS EFIAPI unusedMember(RAID_MGMT_PROTOCOL *) {
 }
 
 static void freeController(Controller *sim) {
-  accountingClose(&sim->accounting);
+  records::accountingClose(&sim->accounting);
   poolFree(sim->enclosures.items);
   poolFree(sim->disks.items);
   poolFree(sim->virtualDisks.items);
@@ -41,7 +41,7 @@ EFI_STATUS createEmpty(Controller **sim) {
   made->log = poolNew<LogEntry>(logCapacity);
   bool complete = made->log != nullptr && arrayStart(made->enclosures, 4) && arrayStart(made->disks, 32) &&
                   arrayStart(made->virtualDisks, 8) && arrayStart(made->foreignDisks, 8) &&
-                  arrayStart(made->pulledDisks, 8) && !EFI_ERROR(accountingOpen(&made->accounting));
+                  arrayStart(made->pulledDisks, 8) && !EFI_ERROR(records::accountingOpen(&made->accounting));
   if (!complete) {
     freeController(made);
     return EFI_OUT_OF_RESOURCES;
@@ -65,14 +65,14 @@ EFI_STATUS destroy(Controller *sim) {
   return EFI_SUCCESS;
 }
 
-template <class T> static UINT64 arrayBytes(const POOL_ARRAY<T> &array) {
+template <class T> static UINT64 arrayBytes(const PoolArray<T> &array) {
   return sizeof(T) * array.capacity;
 }
 
 UINT64 poolBytes(const Controller *sim) {
   return sizeof(Controller) + sizeof(LogEntry) * logCapacity + arrayBytes(sim->enclosures) + arrayBytes(sim->disks) +
          arrayBytes(sim->virtualDisks) + arrayBytes(sim->foreignDisks) + arrayBytes(sim->pulledDisks) +
-         accountingPoolBytes(&sim->accounting);
+         records::accountingPoolBytes(&sim->accounting);
 }
 
 static void setDevicePath(DevicePath *path, UINT32 number) {
@@ -140,4 +140,4 @@ EFI_STATUS uninstall(Controller *sim) {
   return status;
 }
 
-} // namespace sim
+} // namespace xyl::sim

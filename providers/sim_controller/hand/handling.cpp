@@ -9,7 +9,7 @@
 #include "providers/sim_controller/state/modes.h"
 #include "providers/sim_controller/state/objects.h"
 
-namespace sim {
+namespace xyl::sim {
 
 constexpr UINT8 defaultRate = 30;
 constexpr UINT64 adapterWwnStep = 0x100;
@@ -242,4 +242,4 @@ EFI_STATUS setRate(Controller *sim, const CHAR16 *name, UINT8 value) {
   return EFI_NOT_FOUND;
 }
 
-} // namespace sim
+} // namespace xyl::sim

@@ -8,7 +8,7 @@
 #include "providers/sim_controller/state/drives.h"
 #include "providers/sim_controller/state/objects.h"
 
-namespace sim {
+namespace xyl::sim {
 
 constexpr UINT32 firstEnclosureId = 301;
 constexpr UINT32 firstEnclosureDevice = 32;
@@ -401,4 +401,4 @@ EFI_STATUS createSized(UINT32 enclosures, UINT32 slots, UINT32 virtualDisks, Con
   return EFI_ERROR(status) ? status : finishCreate(buildSized(*sim, enclosures, slots, virtualDisks), sim);
 }
 
-} // namespace sim
+} // namespace xyl::sim

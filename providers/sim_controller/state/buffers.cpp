@@ -3,7 +3,7 @@
 #include "providers/sim_controller/state.h"
 #include "records/pointers.h"
 
-namespace sim {
+namespace xyl::sim {
 
 template <UINT32 count> struct BufferTable { Buffer rows[count]; };
 
@@ -20,7 +20,7 @@ static consteval BufferTable<4 + RAID_RATE_COUNT> adapterBuffers() {
       LIST_BUFFER(RAID_ADAPTER_RECORD, Adapter, RAIDLevelParams),
   }};
   for (UINT16 i = 0; i < RAID_RATE_COUNT; ++i) {
-    table.rows[4 + i] = {g_adapterPointers.Rows[4 + i].Offset,
+    table.rows[4 + i] = {records::g_adapterPointers.rows[4 + i].offset,
                          static_cast<UINT16>(offsetof(Adapter, Rates) + i * sizeof(RateName)), true};
   }
   return table;
@@ -44,17 +44,18 @@ static constexpr BufferTable<3> g_virtualDiskBuffers = {{
 
 // Every pointer of the record has its buffer.
 template <UINT32 count>
-static consteval bool match(const BufferTable<count> &buffers, const RECORD_POINTER_TABLE<count> &pointers) {
+static consteval bool match(const BufferTable<count> &buffers, const records::RecordPointerTable<count> &pointers) {
   for (UINT32 i = 0; i < count; ++i) {
-    if (buffers.rows[i].pointer != pointers.Rows[i].Offset ||
-        buffers.rows[i].isText != (pointers.Rows[i].Kind == POINTER_TEXT)) {
+    if (buffers.rows[i].pointer != pointers.rows[i].offset ||
+        buffers.rows[i].isText != (pointers.rows[i].kind == records::RecordPointerKind::text)) {
       return false;
     }
   }
   return true;
 }
-static_assert(match(g_adapterBuffers, g_adapterPointers) && match(g_enclosureBuffers, g_enclosurePointers));
-static_assert(match(g_diskBuffers, g_pdPointers) && match(g_virtualDiskBuffers, g_vdPointers));
+static_assert(match(g_adapterBuffers, records::g_adapterPointers) &&
+              match(g_enclosureBuffers, records::g_enclosurePointers));
+static_assert(match(g_diskBuffers, records::g_pdPointers) && match(g_virtualDiskBuffers, records::g_vdPointers));
 
 template <UINT32 count> static Buffers rowsOf(const BufferTable<count> &table) {
   return {table.rows, count};
@@ -85,4 +86,4 @@ void *bufferOf(UINT32 objectType, void *object, UINTN pointer) {
   return nullptr;
 }
 
-} // namespace sim
+} // namespace xyl::sim

@@ -4,7 +4,7 @@
 #include "providers/sim_controller/fixed_text.h"
 #include "providers/sim_controller/state/objects.h"
 
-namespace sim {
+namespace xyl::sim {
 
 constexpr UINT32 ssdFde = RAID_PD_ATTRIBUTE_SSD | RAID_PD_ATTRIBUTE_FDE;
 constexpr UINT32 speedsSas = RAID_SPEED_3_GBS | RAID_SPEED_6_GBS;
@@ -97,4 +97,4 @@ Disk *addDrive(Controller *sim, UINT32 enclosureObjectId, UINT8 slot, const Driv
   return disk;
 }
 
-} // namespace sim
+} // namespace xyl::sim

@@ -4,7 +4,7 @@
 #include "providers/sim_controller/drives.h"
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // Puts a disk of the state into a place: enclosure, port, slot and names.
 void placeDisk(Controller *sim, Disk *disk, UINT32 enclosureObjectId, UINT8 slot);
@@ -12,4 +12,4 @@ void placeDisk(Controller *sim, Disk *disk, UINT32 enclosureObjectId, UINT8 slot
 // number are new.
 Disk *addDrive(Controller *sim, UINT32 enclosureObjectId, UINT8 slot, const Drive &drive);
 
-} // namespace sim
+} // namespace xyl::sim

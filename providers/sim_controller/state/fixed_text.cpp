@@ -3,7 +3,7 @@
 #include "base/pool.h"
 #include "base/text.h"
 
-namespace sim {
+namespace xyl::sim {
 
 bool setFixed(CHAR8 *member, UINTN width, const CHAR8 *text) {
   UINTN length = textLength(text);
@@ -23,4 +23,4 @@ UINTN fixedLength(const CHAR8 *member, UINTN width) {
   return length;
 }
 
-} // namespace sim
+} // namespace xyl::sim

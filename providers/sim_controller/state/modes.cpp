@@ -1,6 +1,6 @@
 #include "providers/sim_controller/state/modes.h"
 
-namespace sim {
+namespace xyl::sim {
 
 #define MODE(member, values, freeBits)                                                                                 \
   { offsetof(RAID_ADAPTER_RECORD, member), values, freeBits }
@@ -34,4 +34,4 @@ UINT8 modeValue(const RAID_ADAPTER_RECORD *adapter, UINT32 mode) {
   return reinterpret_cast<const UINT8 *>(adapter)[g_modes[mode].offset];
 }
 
-} // namespace sim
+} // namespace xyl::sim

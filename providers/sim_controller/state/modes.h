@@ -3,7 +3,7 @@
 
 #include "raid_records.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // Bit n for each value n.
 template <class... T> constexpr UINT16 bitsOf(T... values) {
@@ -24,4 +24,4 @@ bool modeIsNamed(const ModeRow &row, UINT8 value);
 UINT8 *modeByte(RAID_ADAPTER_RECORD *adapter, UINT32 mode);
 UINT8 modeValue(const RAID_ADAPTER_RECORD *adapter, UINT32 mode);
 
-} // namespace sim
+} // namespace xyl::sim

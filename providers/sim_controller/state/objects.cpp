@@ -2,9 +2,9 @@
 
 #include "base/text.h"
 
-namespace sim {
+namespace xyl::sim {
 
-template <class T> static T *findById(POOL_ARRAY<T> &array, UINT32 objectId) {
+template <class T> static T *findById(PoolArray<T> &array, UINT32 objectId) {
   for (UINT32 i = 0; i < array.count; ++i) {
     if (array.items[i].record.ObjectID == objectId) {
       return &array.items[i];
@@ -54,7 +54,7 @@ UINT32 objectCount(Controller *sim, UINT32 objectType) {
   }
 }
 
-template <class T> static bool indexOf(POOL_ARRAY<T> &array, UINT32 objectId, UINT32 *index) {
+template <class T> static bool indexOf(PoolArray<T> &array, UINT32 objectId, UINT32 *index) {
   T *item = findById(array, objectId);
   *index = item == nullptr ? 0 : static_cast<UINT32>(item - array.items);
   return item != nullptr;
@@ -158,4 +158,4 @@ void nameVirtualDisk(Controller *sim, VirtualDisk *virtualDisk) {
   }
 }
 
-} // namespace sim
+} // namespace xyl::sim

@@ -3,7 +3,7 @@
 
 #include "providers/sim_controller/state.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // A text under construction in room for textUnits; what does not fit is cut.
 struct Text {
@@ -28,4 +28,4 @@ bool hasMember(const VirtualDisk *virtualDisk, UINT32 diskId);
 UINT32 objectCount(Controller *sim, UINT32 objectType);
 bool objectIndex(Controller *sim, UINT32 objectType, UINT32 objectId, UINT32 *index);
 
-} // namespace sim
+} // namespace xyl::sim

@@ -3,7 +3,7 @@
 #include "providers/sim_controller/buffers.h"
 #include "providers/sim_controller/state/objects.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // Reserved stretches are not zero on hardware either.
 constexpr UINT8 reservedPattern = 0x5A;
@@ -24,7 +24,7 @@ template <class Record, class Object> static Record recordOf(UINT32 objectType, 
   return record;
 }
 
-static EFI_STATUS addAdapter(const Controller *sim, UINT32, RAID_ANSWER *answer) {
+static EFI_STATUS addAdapter(const Controller *sim, UINT32, records::Answer *answer) {
   RAID_ADAPTER_RECORD record = recordOf<RAID_ADAPTER_RECORD>(RAID_OBJECT_ADAPTER, sim->adapter);
   record.RAIDLevelParams = sim->adapter.levelCount == 0 ? nullptr : record.RAIDLevelParams;
   record.Attributes &= ~RAID_ADAPTER_ATTRIBUTE_HAS_SECURITY_KEY;
@@ -35,29 +35,29 @@ static EFI_STATUS addAdapter(const Controller *sim, UINT32, RAID_ANSWER *answer)
   record.PCIID.Reserved = reservedPattern;
   FILL_RESERVED(record.Reserved1);
   FILL_RESERVED(record.Reserved2);
-  return answerAdd(answer, &record);
+  return records::answerAdd(answer, &record);
 }
 
-static EFI_STATUS addEnclosure(const Controller *sim, UINT32 index, RAID_ANSWER *answer) {
+static EFI_STATUS addEnclosure(const Controller *sim, UINT32 index, records::Answer *answer) {
   RAID_ENCLOSURE_RECORD record = recordOf<RAID_ENCLOSURE_RECORD>(RAID_OBJECT_ENCLOSURE, sim->enclosures.items[index]);
   FILL_RESERVED(record.Reserved);
-  return answerAdd(answer, &record);
+  return records::answerAdd(answer, &record);
 }
 
-static EFI_STATUS addDisk(const Controller *sim, UINT32 index, RAID_ANSWER *answer) {
+static EFI_STATUS addDisk(const Controller *sim, UINT32 index, records::Answer *answer) {
   RAID_PD_RECORD record = recordOf<RAID_PD_RECORD>(RAID_OBJECT_PHYSICAL_DISK, sim->disks.items[index]);
   record.FreeSize = record.Size - record.UsedSize;
   FILL_RESERVED(record.Reserved);
-  return answerAdd(answer, &record);
+  return records::answerAdd(answer, &record);
 }
 
-static EFI_STATUS addVirtualDisk(const Controller *sim, UINT32 index, RAID_ANSWER *answer) {
+static EFI_STATUS addVirtualDisk(const Controller *sim, UINT32 index, records::Answer *answer) {
   RAID_VD_RECORD record = recordOf<RAID_VD_RECORD>(RAID_OBJECT_VIRTUAL_DISK, sim->virtualDisks.items[index]);
   FILL_RESERVED(record.Reserved);
-  return answerAdd(answer, &record);
+  return records::answerAdd(answer, &record);
 }
 
-static EFI_STATUS addRecord(const Controller *sim, UINT32 objectType, UINT32 index, RAID_ANSWER *answer) {
+static EFI_STATUS addRecord(const Controller *sim, UINT32 objectType, UINT32 index, records::Answer *answer) {
   switch (objectType) {
   case RAID_OBJECT_ADAPTER:
     return addAdapter(sim, index, answer);
@@ -70,22 +70,23 @@ static EFI_STATUS addRecord(const Controller *sim, UINT32 objectType, UINT32 ind
   }
 }
 
-EFI_STATUS answerRecords(Controller *sim, UINT32 objectType, const UINT32 *ids, UINT32 idCount, RAID_ANSWER *answer) {
+EFI_STATUS answerRecords(Controller *sim, UINT32 objectType, const UINT32 *ids, UINT32 idCount,
+                         records::Answer *answer) {
   UINT32 count = idCount == 0 ? objectCount(sim, objectType) : idCount;
-  EFI_STATUS status = answerStart(answer, objectType, count);
+  EFI_STATUS status = records::answerStart(answer, objectType, count);
   for (UINT32 i = 0; !EFI_ERROR(status) && i < count; ++i) {
     UINT32 index = i;
     bool found = idCount == 0 || objectIndex(sim, objectType, ids[i], &index);
     status = found ? addRecord(sim, objectType, index, answer) : EFI_NOT_FOUND;
   }
   if (EFI_ERROR(status)) {
-    answerRelease(answer);
+    records::answerRelease(answer);
   }
   return status;
 }
 
-EFI_STATUS answerKeyId(Controller *sim, RAID_ANSWER *answer) {
-  return sim->key.present ? answerText(answer, sim->key.keyId) : EFI_NOT_FOUND;
+EFI_STATUS answerKeyId(Controller *sim, records::Answer *answer) {
+  return sim->key.present ? records::answerText(answer, sim->key.keyId) : EFI_NOT_FOUND;
 }
 
-} // namespace sim
+} // namespace xyl::sim

@@ -5,7 +5,7 @@
 #include "providers/sim_controller/state/objects.h"
 #include "records/levels.h"
 
-namespace sim {
+namespace xyl::sim {
 
 // Bit n: state n has a name; likewise the secure states and the security modes.
 static constexpr UINT32 states = bitsOf(RAID_STATE_UNKNOWN, RAID_STATE_ONLINE, RAID_STATE_READY, RAID_STATE_FAILED,
@@ -141,9 +141,9 @@ static const CHAR8 *virtualDiskFault(Controller *, const VirtualDisk &virtualDis
   CHECK(isNamedNumber(virtualDisk.record.State, states), "a virtual disk state has no name");
   CHECK(isValueOf(virtualDisk.record.StripeSize, RAID_STRIPE_SIZE_ALL), "a stripe size has no name");
   CHECK(isIn(virtualDisk.record.CurrentCachePolicy, RAID_CACHE_ALL), "a cache policy has no name");
-  CHECK(virtualDisk.record.AccessPolicy != 0 && levelIsAccessPolicy(virtualDisk.record.AccessPolicy),
+  CHECK(virtualDisk.record.AccessPolicy != 0 && records::levelIsAccessPolicy(virtualDisk.record.AccessPolicy),
         "an access policy has no name");
-  CHECK(virtualDisk.record.DiskCachePolicy != 0 && levelIsDiskCachePolicy(virtualDisk.record.DiskCachePolicy),
+  CHECK(virtualDisk.record.DiskCachePolicy != 0 && records::levelIsDiskCachePolicy(virtualDisk.record.DiskCachePolicy),
         "a disk cache policy has no name");
   CHECK(isIn(virtualDisk.record.Attributes, RAID_VD_ATTRIBUTE_ALL), "a virtual disk attribute has no name");
   CHECK(virtualDisk.record.PDCount <= vdPds, "a virtual disk has too many members");
@@ -183,7 +183,7 @@ static const CHAR8 *plannedFault(const Controller *sim) {
 }
 
 template <class T>
-static const CHAR8 *firstFault(Controller *sim, const POOL_ARRAY<T> &array,
+static const CHAR8 *firstFault(Controller *sim, const PoolArray<T> &array,
                                const CHAR8 *(*faultOf)(Controller *sim, const T &item)) {
   for (UINT32 i = 0; i < array.count; ++i) {
     const CHAR8 *fault = faultOf(sim, array.items[i]);
@@ -209,4 +209,4 @@ const CHAR8 *stateFault(const Controller *state) {
   return fault != nullptr ? fault : firstFault(sim, sim->virtualDisks, ownVirtualDiskFault);
 }
 
-} // namespace sim
+} // namespace xyl::sim

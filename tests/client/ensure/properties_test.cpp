@@ -6,25 +6,29 @@
 #include "tests/client/ensure/random_layout.h"
 #include "tests/client/ensure/runner.h"
 
-static constexpr UINT32 PARTS = 4, MACHINES = 500;
-static constexpr UINT32 AUDIT_EVERY = 100;
+using namespace xyl;
+using namespace xyl::client;
+
+static constexpr UINT32 parts = 4, machines = 500;
+static constexpr UINT32 auditEvery = 100;
 
 // How often what happened.
-struct TALLY {
+struct Tally {
   UINT32 refused, idle, changed, destroyed, cut;
 };
 
 // What the layout means for the controller as it is.
-struct JUDGED {
-  JUDGED(World &world, const std::string &text) {
-    XYL_FRONT front = memory.as(XYL_FRONT_SHELL);
-    XYL_REQUEST request = {};
-    EXPECT_EQ(ensure::readLayout({&front, &request}, "x", text.c_str(), &layout).Outcome, XYL_SUCCESS) << memory.errors;
+struct Judged {
+  Judged(World &world, const std::string &text) {
+    Front front = memory.as(frontShell);
+    Request request = {};
+    EXPECT_EQ(ensure::readLayout({&front, &request}, "x", text.c_str(), &layout).outcome, outcomeSuccess)
+        << memory.errors;
     UINT32 count = 1;
-    EXPECT_EQ(ParseXMLBlob(world.get().text.c_str(), &config, &count), EFI_SUCCESS);
+    EXPECT_EQ(driver::ParseXMLBlob(world.get().text.c_str(), &config, &count), EFI_SUCCESS);
     EXPECT_EQ(ensure::judge(*config, /* isOnDisks= */ false, layout, &judgement), EFI_SUCCESS);
   }
-  ~JUDGED() { releaseConfig(config); }
+  ~Judged() { driver::releaseConfig(config); }
 
   MemoryFront memory;
   ensure::Layout layout;
@@ -40,20 +44,20 @@ public:
     layout_ = makeLayout(world.sim, random_);
   }
 
-  void tell(TALLY *tally);
+  void tell(Tally *tally);
   const std::string &layout() const { return layout_.text; }
 
 private:
-  XYL_OUTCOME run(std::vector<const CHAR8 *> options) { return runner_.run(layout_.text, options); }
+  Outcome run(std::vector<const CHAR8 *> options) { return runner_.run(layout_.text, options); }
   std::string told() const { return runner_.memory.out + runner_.memory.errors; }
-  void expectPlanned(const JUDGED &judged, const STATE &before, const STATE &after);
-  void expectNothingElse(const STATE &before, const STATE &after);
-  void expectGoesOn(const STATE &before, const STATE &after, UINT64 cutAt);
+  void expectPlanned(const Judged &judged, const State &before, const State &after);
+  void expectNothingElse(const State &before, const State &after);
+  void expectGoesOn(const State &before, const State &after, UINT64 cutAt);
 
   World &world_;
-  RANDOM random_;
+  Random random_;
   UINT64 seed_;
-  RANDOM_LAYOUT layout_;
+  RandomLayout layout_;
   Runner runner_;
 };
 
@@ -64,7 +68,7 @@ static bool isSame(const sim::VirtualDisk &a, sim::VirtualDisk b, bool butForCac
   return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-static const sim::VirtualDisk *named(const STATE &state, const std::string &name) {
+static const sim::VirtualDisk *named(const State &state, const std::string &name) {
   for (const sim::VirtualDisk &virtualDisk : state.virtualDisks.items) {
     if (narrow(virtualDisk.Name) == name) {
       return &virtualDisk;
@@ -73,13 +77,13 @@ static const sim::VirtualDisk *named(const STATE &state, const std::string &name
   return nullptr;
 }
 
-static IDS sorted(IDS ids) {
+static Ids sorted(Ids ids) {
   std::sort(ids.begin(), ids.end());
   return ids;
 }
 
 // What the judgement said is what came of it.
-void Machine::expectPlanned(const JUDGED &judged, const STATE &before, const STATE &after) {
+void Machine::expectPlanned(const Judged &judged, const State &before, const State &after) {
   const ensure::Judgement &plan = judged.judgement;
   size_t total = 0;
   for (UINT32 i = 0; i < plan.virtualDisks.count; ++i) {
@@ -90,7 +94,7 @@ void Machine::expectPlanned(const JUDGED &judged, const STATE &before, const STA
     if (isNew) {
       const sim::VirtualDisk *made = named(after, verdict.wish->name);
       ASSERT_NE(made, nullptr);
-      IDS members;
+      Ids members;
       for (UINT32 j = 0; j < verdict.members.count; ++j) {
         members.push_back(judged.config->physicalDisks[verdict.members.items[j]].ObjectID);
       }
@@ -112,16 +116,16 @@ void Machine::expectPlanned(const JUDGED &judged, const STATE &before, const STA
   for (UINT32 i = 0; i < plan.spares.count; ++i) {
     const ensure::SpareVerdict &spare = plan.spares.items[i];
     const sim::Disk *disk = find(after.disks.items, judged.config->physicalDisks[spare.disk].ObjectID);
-    UINT32 kind = spare.virtualDisk == ID_NONE ? RAID_HOTSPARE_GLOBAL : RAID_HOTSPARE_DEDICATED;
+    UINT32 kind = spare.virtualDisk == records::noId ? RAID_HOTSPARE_GLOBAL : RAID_HOTSPARE_DEDICATED;
     EXPECT_TRUE(disk != nullptr && (spare.frees || disk->record.Hotspare == kind));
   }
-  EXPECT_EQ(std::memcmp(&after.adapter.record.UncertifiedMode, &plan.adapter.Adapter.UncertifiedMode, MODES), 0);
+  EXPECT_EQ(std::memcmp(&after.adapter.record.UncertifiedMode, &plan.adapter.adapter.UncertifiedMode, modeCount), 0);
 }
 
 // Whatever was planned: only the layout's words destroy, and nothing but what it names changes.
-void Machine::expectNothingElse(const STATE &before, const STATE &after) {
+void Machine::expectNothingElse(const State &before, const State &after) {
   for (const sim::VirtualDisk &virtualDisk : before.virtualDisks.items) {
-    auto isNamed = [&](const LAID_OUT &one) { return one.name == narrow(virtualDisk.Name); };
+    auto isNamed = [&](const LaidOut &one) { return one.name == narrow(virtualDisk.Name); };
     auto laidOut = std::find_if(layout_.virtualDisks.begin(), layout_.virtualDisks.end(), isNamed);
     bool isOther = laidOut == layout_.virtualDisks.end();
     if (isOther ? layout_.deletesOthers : laidOut->recreates) {
@@ -139,7 +143,7 @@ void Machine::expectNothingElse(const STATE &before, const STATE &after) {
 }
 
 // A line for each virtual disk, hot spare and setting, without the ids that controllers give.
-static std::vector<std::string> essence(const STATE &state) {
+static std::vector<std::string> essence(const State &state) {
   std::vector<std::string> lines;
   std::map<UINT32, std::string> names;
   for (const sim::VirtualDisk &virtualDisk : state.virtualDisks.items) {
@@ -164,38 +168,38 @@ static std::vector<std::string> essence(const STATE &state) {
     }
     lines.push_back(line);
   }
-  lines.push_back(std::string(reinterpret_cast<const char *>(&state.adapter.record.UncertifiedMode), MODES));
+  lines.push_back(std::string(reinterpret_cast<const char *>(&state.adapter.record.UncertifiedMode), modeCount));
   std::sort(lines.begin(), lines.end());
   return lines;
 }
 
 // Cuts a run off before one of its changes; the next one comes to where a whole one comes to.
-void Machine::expectGoesOn(const STATE &before, const STATE &after, UINT64 cutAt) {
+void Machine::expectGoesOn(const State &before, const State &after, UINT64 cutAt) {
   before.putBack(world_.sim);
   sim::failCommand(world_.sim, cutAt, /* once= */ false, EFI_DEVICE_ERROR);
-  EXPECT_EQ(run({"--yes"}), XYL_FAILED) << cutAt;
+  EXPECT_EQ(run({"--yes"}), outcomeFailed) << cutAt;
   sim::clearFaults(world_.sim);
-  EXPECT_EQ(run({"--yes"}), XYL_SUCCESS) << "cut at " << cutAt << "\n" << told();
-  EXPECT_EQ(essence(STATE(world_.sim)), essence(after)) << "cut at " << cutAt;
+  EXPECT_EQ(run({"--yes"}), outcomeSuccess) << "cut at " << cutAt << "\n" << told();
+  EXPECT_EQ(essence(State(world_.sim)), essence(after)) << "cut at " << cutAt;
 }
 
-void Machine::tell(TALLY *tally) {
-  const STATE before(world_.sim);
-  JUDGED judged(world_, layout_.text);
+void Machine::tell(Tally *tally) {
+  const State before(world_.sim);
+  Judged judged(world_, layout_.text);
   const ensure::Judgement &plan = judged.judgement;
   bool isRefused = plan.isRefused(), isIdle = !isRefused && !plan.changes();
   bool isThorough = seed_ % 4 == 0; // time is short
   if (isThorough) {
-    ASSERT_EQ(run({"--plan"}), isRefused ? XYL_FAILED : isIdle ? XYL_SUCCESS : XYL_DIFFERENT) << told();
+    ASSERT_EQ(run({"--plan"}), isRefused ? outcomeFailed : isIdle ? outcomeSuccess : outcomeDifferent) << told();
     EXPECT_TRUE(before.isIn(world_.sim) && runner_.changes().empty());
   }
   if (isThorough && plan.destroys() && !isRefused) {
-    ASSERT_EQ(run({}), XYL_USAGE);
+    ASSERT_EQ(run({}), outcomeUsage);
     EXPECT_TRUE(before.isIn(world_.sim) && runner_.changes().empty());
   }
-  ASSERT_EQ(run({"--yes"}), isRefused ? XYL_FAILED : XYL_SUCCESS) << told();
+  ASSERT_EQ(run({"--yes"}), isRefused ? outcomeFailed : outcomeSuccess) << told();
   std::vector<UINT64> changes = runner_.changes();
-  const STATE after(world_.sim);
+  const State after(world_.sim);
   if (isIdle || isRefused) {
     EXPECT_TRUE(before.isIn(world_.sim) && changes.empty());
     ++(isIdle ? tally->idle : tally->refused);
@@ -206,7 +210,7 @@ void Machine::tell(TALLY *tally) {
   expectPlanned(judged, before, after);
   expectNothingElse(before, after);
   EXPECT_EQ(sim::stateFault(world_.sim), nullptr);
-  EXPECT_EQ(run({"--yes"}), XYL_SUCCESS);
+  EXPECT_EQ(run({"--yes"}), outcomeSuccess);
   EXPECT_NE(told().find("nothing to do: the controller is as 'x.xml' says"), std::string::npos) << told();
   EXPECT_TRUE(after.isIn(world_.sim) && runner_.changes().empty());
   for (UINT64 cutAt : isThorough ? changes : std::vector<UINT64>{random_.oneOf(changes)}) {
@@ -219,17 +223,17 @@ class Properties : public testing::TestWithParam<UINT32> {};
 
 // ENSURE_SEED in the environment runs one machine only.
 TEST_P(Properties, OfRandomLayouts) {
-  World world(WORLD_OPTIONS{.preset = "empty", .debugLog = false});
+  World world(WorldOptions{.preset = "empty", .debugLog = false});
   sim::Adapter pristine = fewLevels(world.sim->adapter);
   const char *only = std::getenv("ENSURE_SEED");
-  UINT64 first = only == nullptr ? 1 + UINT64{GetParam()} * MACHINES : std::strtoull(only, nullptr, 10);
-  TALLY tally = {};
-  for (UINT64 seed = first; seed < first + (only == nullptr ? MACHINES : 1) && !HasFailure(); ++seed) {
+  UINT64 first = only == nullptr ? 1 + UINT64{GetParam()} * machines : std::strtoull(only, nullptr, 10);
+  Tally tally = {};
+  for (UINT64 seed = first; seed < first + (only == nullptr ? machines : 1) && !HasFailure(); ++seed) {
     Machine machine(world, seed, pristine);
     world.markBalance();
     machine.tell(&tally);
     EXPECT_FALSE(HasFailure()) << "ENSURE_SEED=" << seed << "\n" << machine.layout();
-    if (seed % AUDIT_EVERY == 0) {
+    if (seed % auditEvery == 0) {
       world.expectBalanced();
     }
   }
@@ -239,4 +243,4 @@ TEST_P(Properties, OfRandomLayouts) {
       << tally.refused << " " << tally.idle << " " << tally.changed << " " << tally.destroyed << " " << tally.cut;
 }
 
-INSTANTIATE_TEST_SUITE_P(Parts, Properties, testing::Range(0U, PARTS));
+INSTANTIATE_TEST_SUITE_P(Parts, Properties, testing::Range(0U, parts));

@@ -3,22 +3,24 @@
 
 #include "tests/model/random.h"
 
+using namespace xyl;
+
 // The adapter with the levels that are made here, so that documents are short.
 sim::Adapter fewLevels(sim::Adapter adapter);
 
 // Fills the controller, whose adapter was pristine, anew.
-void makeMachine(sim::Controller *sim, RANDOM &random, const sim::Adapter &pristine);
+void makeMachine(sim::Controller *sim, Random &random, const sim::Adapter &pristine);
 
 // What a layout says of a virtual disk, as far as tests go by it.
-struct LAID_OUT {
+struct LaidOut {
   std::string name;
   bool recreates;
 };
 
-struct RANDOM_LAYOUT {
+struct RandomLayout {
   std::string text;
   bool deletesOthers = false;
-  std::vector<LAID_OUT> virtualDisks;
+  std::vector<LaidOut> virtualDisks;
 };
 
-RANDOM_LAYOUT makeLayout(const sim::Controller *sim, RANDOM &random);
+RandomLayout makeLayout(const sim::Controller *sim, Random &random);

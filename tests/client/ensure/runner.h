@@ -6,20 +6,22 @@
 #include "tests/support/memory_front.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 class Runner {
 public:
   explicit Runner(World &world) : world_(world) {}
 
-  XYL_OUTCOME run(const std::string &layout, std::vector<const CHAR8 *> options) {
+  client::Outcome run(const std::string &layout, std::vector<const CHAR8 *> options) {
     memory.files["x.xml"] = layout;
-    XYL_FRONT front = memory.as(XYL_FRONT_SHELL, g_xylCommands);
-    front.AskYes = ask != nullptr ? ask : front.AskYes;
+    client::Front front = memory.as(client::frontShell, client::g_xylCommands);
+    front.askYes = ask != nullptr ? ask : front.askYes;
     std::vector<const CHAR8 *> words = {"ensure", "x.xml"};
     words.insert(words.end(), options.begin(), options.end());
-    XYL_REQUEST request;
-    EXPECT_EQ(xylParse(&front, words.size(), words.data(), &request).Outcome, XYL_SUCCESS);
+    client::Request request;
+    EXPECT_EQ(client::xylParse(&front, words.size(), words.data(), &request).outcome, client::outcomeSuccess);
     sim::clearLog(world_.sim);
-    return xylRun(&front, request).Outcome;
+    return client::xylRun(&front, request).outcome;
   }
 
   // Which of the commands that came in the last run would change something, counted from 1.
@@ -35,8 +37,8 @@ public:
     return places;
   }
 
-  MemoryFront memory;                                            // what the last run told
-  XYL_ANSWER (*ask)(const XYL_FRONT *, const CHAR8 *) = nullptr; // null: nobody is there
+  MemoryFront memory;                                                    // what the last run told
+  client::Answer (*ask)(const client::Front *, const CHAR8 *) = nullptr; // null: nobody is there
 
 private:
   World &world_;

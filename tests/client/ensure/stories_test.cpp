@@ -7,30 +7,33 @@
 #include "tests/driver/live/request_text.h"
 #include "tests/support/kept_state.h"
 
+using namespace xyl;
+using namespace xyl::client;
+
 static sim::Disk &disk(sim::Controller *sim, UINT32 id) {
   return *std::find_if(sim->disks.items, sim->disks.items + sim->disks.count,
                        [&](const sim::Disk &each) { return each.record.ObjectID == id; });
 }
 
 // What has become of the controller before.
-using PREPARE = void (*)(sim::Controller *sim);
-static constexpr PREPARE NOTHING = [](auto *) {};
-static constexpr PREPARE WITHOUT_SCRATCH = [](auto *sim) { sim::deleteVirtualDisk(sim, 3); };
-static constexpr PREPARE DEGRADED = [](auto *sim) { sim::failDisk(sim, 1001); };
-static constexpr PREPARE OFFLINE = [](auto *sim) { sim::failDisk(sim, 1001), sim::failDisk(sim, 1002); };
-static constexpr PREPARE TWINS = [](auto *sim) {
+using Prepare = void (*)(sim::Controller *sim);
+static constexpr Prepare nothingValue = [](auto *) {};
+static constexpr Prepare withoutScratch = [](auto *sim) { sim::deleteVirtualDisk(sim, 3); };
+static constexpr Prepare degraded = [](auto *sim) { sim::failDisk(sim, 1001); };
+static constexpr Prepare offline = [](auto *sim) { sim::failDisk(sim, 1001), sim::failDisk(sim, 1002); };
+static constexpr Prepare twins = [](auto *sim) {
   sim->virtualDisks.items[4].Name[0] = 0, sim->virtualDisks.items[3].Name[0] = 0,
   std::copy_n(u"System", 7, sim->virtualDisks.items[4].Name);
 };
-static constexpr PREPARE FOREIGN = [](auto *sim) {
+static constexpr Prepare foreignImage = [](auto *sim) {
   sim::makeForeign(sim, RAID_LEVEL_0, std::array{1009U, 1010U}.data(), 2);
 };
-static constexpr PREPARE FOREIGN_ONES = [](auto *sim) {
+static constexpr Prepare foreignOnes = [](auto *sim) {
   sim->virtualDisks.items[2].record.State = sim->virtualDisks.items[4].record.State = RAID_STATE_FOREIGN;
 };
-static constexpr PREPARE LOCKED = [](auto *sim) { disk(sim, 1009).record.SecureState = RAID_SECURE_STATE_LOCKED; };
-static constexpr PREPARE FULL = [](auto *sim) { sim->adapter.record.MaxLDs = 5; };
-static constexpr PREPARE NO_WRITE_BACK = [](auto *sim) {
+static constexpr Prepare locked = [](auto *sim) { disk(sim, 1009).record.SecureState = RAID_SECURE_STATE_LOCKED; };
+static constexpr Prepare full = [](auto *sim) { sim->adapter.record.MaxLDs = 5; };
+static constexpr Prepare noWriteBack = [](auto *sim) {
   for (RAID_LEVEL_PARAMS &level : sim->adapter.RAIDLevelParams) {
     level.AvailableCachePolicy &= ~RAID_CACHE_WRITE_FORCE_BACK;
   }
@@ -46,144 +49,147 @@ static constexpr PREPARE NO_WRITE_BACK = [](auto *sim) {
 
 // What --plan says of what stands inside a layout: parts, one behind the other.
 static const struct {
-  PREPARE prepare;
+  Prepare prepare;
   const char *layout;
-  XYL_OUTCOME outcome;
+  Outcome outcome;
   std::vector<const char *> said;
   const char *others = "leave";
-} PLANS[] = {
-    {NOTHING,
+} plans[] = {
+    {nothingValue,
      "",
-     XYL_SUCCESS,
+     outcomeSuccess,
      {"  leave     virtual disk 1 \"System\", RAID 1, 600.12 GB\n", "\"Fast\"", "nothing to do: "}},
     // What is there is right.
-    {NOTHING,
+    {nothingValue,
      VD("System", "1",
         DISKS(COUNT("2") "<Medium>HDD</Medium><Protocol>SAS</Protocol><Smallest>600GB</Smallest>"
                          "<Enclosure>301</Enclosure>") SIZE("all")),
-     XYL_SUCCESS,
+     outcomeSuccess,
      {"  keep      virtual disk 1 \"System\"", "nothing to do: "}},
-    {NOTHING,
+    {nothingValue,
      VD("Data", "5", SIZE("4 TB")) VD("Scratch", "5", SIZE("all") CACHE("Write Back")),
-     XYL_SUCCESS,
+     outcomeSuccess,
      {"keep", "keep"}},
-    {NOTHING, VD("Data", "5", SIZE("4.03 TB")), XYL_SUCCESS, {"keep"}},
-    {DEGRADED,
+    {nothingValue, VD("Data", "5", SIZE("4.03 TB")), outcomeSuccess, {"keep"}},
+    {degraded,
      VD("System", "1", ""),
-     XYL_SUCCESS,
+     outcomeSuccess,
      {"keep      virtual disk 1 \"System\", RAID 1, 600.12 GB, Degraded\n"}},
     // It differs.
-    {NOTHING,
+    {nothingValue,
      VD("Data", "5", SIZE("4.1 TB")),
-     XYL_FAILED,
+     outcomeFailed,
      {"'Data': it has 4.00 TB, not 4.10 TB\n",
       "xyl: 'x.xml' cannot be: virtual disk 'Data': it has 4.00 TB, not 4.10 TB. Nothing was changed\n"}},
-    {WITHOUT_SCRATCH, VD("Data", "5", SIZE("all")), XYL_FAILED, {"it leaves 667.", " GB of each disk"}},
-    {NOTHING,
+    {withoutScratch, VD("Data", "5", SIZE("all")), outcomeFailed, {"it leaves 667.", " GB of each disk"}},
+    {nothingValue,
      VD("Fast", "0", DISKS(COUNT("1") "<Medium>HDD</Medium>") "<StripeSize>1 Mb</StripeSize>"),
-     XYL_FAILED,
+     outcomeFailed,
      {"it is RAID 1, not RAID 0; it has 2 disks, not 1; its disk 1017 (302:5) is no hard disk; its stripes are 64 Kb, "
       "not 1 Mb\n"}},
-    {NOTHING,
+    {nothingValue,
      VD("Archive", "10", DISKS("<Enclosure>0</Enclosure>")),
-     XYL_FAILED,
+     outcomeFailed,
      {"its disk 1015 (302:3) is in another place"}},
-    {NOTHING,
+    {nothingValue,
      WORD("keep", "Fast", "0", CACHE("Write Through")),
-     XYL_DIFFERENT,
+     outcomeDifferent,
      {"  change    ", "it is RAID 1, not RAID 0; Write Back becomes Write Through\n"}},
-    {NOTHING, WORD("keep", "Fast", "0", ""), XYL_SUCCESS, {"  keep      ", "it is RAID 1, not RAID 0\n"}},
-    {NOTHING,
+    {nothingValue, WORD("keep", "Fast", "0", ""), outcomeSuccess, {"  keep      ", "it is RAID 1, not RAID 0\n"}},
+    {nothingValue,
      WORD("recreate", "Fast", "0", ""),
-     XYL_DIFFERENT,
+     outcomeDifferent,
      {"  recreate  virtual disk 5 \"Fast\", RAID 1, 480.10 GB: it is RAID 1, not RAID 0: DESTROYED, with all data, and "
       "created anew as RAID 0 on "}},
-    {OFFLINE, VD("System", "1", ""), XYL_FAILED, {"virtual disk 'System': it is Offline\n"}},
-    {FOREIGN_ONES,
+    {offline, VD("System", "1", ""), outcomeFailed, {"virtual disk 'System': it is Offline\n"}},
+    {foreignOnes,
      WORD("recreate", "Fast", "1", ""),
-     XYL_FAILED,
+     outcomeFailed,
      {"delete    virtual disk 2", "leave     virtual disk 3", "virtual disk 'Fast': it is Foreign\n"},
      "delete"},
-    {TWINS,
+    {twins,
      VD("System", "1", ""),
-     XYL_FAILED,
+     outcomeFailed,
      {"'System': there are 2 of that name; 'xyl delete' takes them by their ids\n"},
      "delete"},
-    {NO_WRITE_BACK,
+    {noWriteBack,
      VD("Fast", "1", CACHE("Force Write Back")),
-     XYL_FAILED,
+     outcomeFailed,
      {"'Fast': Write Back cannot be Force Write Back\n"}},
     // It cannot be created.
-    {NOTHING,
+    {nothingValue,
      VD("New", "5", DISKS(COUNT("4"))),
-     XYL_FAILED,
+     outcomeFailed,
      {"'New': no 4 of the 6 Ready disks that would do have one medium, protocol and encryption\n"}},
-    {NOTHING,
+    {nothingValue,
      VD("New", "5", DISKS(COUNT("4") "<Protocol>SAS</Protocol>")),
-     XYL_FAILED,
+     outcomeFailed,
      {"'New': it needs 4 Ready disks of its kind, and there are 2; of others that would do 6 Online, 2 hot spares\n"}},
-    {FOREIGN,
+    {foreignImage,
      VD("New", "1", DISKS("<Protocol>SAS</Protocol>")),
-     XYL_FAILED,
+     outcomeFailed,
      {"there are 0; of others that would do 6 Online, 2 Foreign, 2 hot spares"}},
-    {LOCKED,
+    {locked,
      VD("New", "1", DISKS("<Protocol>SAS</Protocol>")),
-     XYL_FAILED,
+     outcomeFailed,
      {"there are 1; of others that would do 6 Online, 2 hot spares, 1 not Ready"}},
-    {NOTHING,
+    {nothingValue,
      VD("New", "0", DISKS(COUNT("2") "<Protocol>SAS</Protocol>") SIZE("2 TB")),
-     XYL_FAILED,
+     outcomeFailed,
      {"there are 0; of others that would do 2 too small, 6 Online"}},
-    {NOTHING,
+    {nothingValue,
      VD("New", "4", ""),
-     XYL_FAILED,
+     outcomeFailed,
      {"'New': there is no RAID 4 for it here; there are RAID 0, RAID 1, RAID 5,"}},
-    {NOTHING,
+    {nothingValue,
      VD("New", "10", DISKS(COUNT("5"))),
-     XYL_FAILED,
+     outcomeFailed,
      {"'New': RAID 10 needs an even number of disks; 5 disks cannot be divided so"}},
-    {NOTHING,
+    {nothingValue,
      VD("New", "1", "<StripeSize>8 Kb</StripeSize>"),
-     XYL_FAILED,
+     outcomeFailed,
      {"there is no stripe of 8 Kb for it here; there are 64 Kb, 128 Kb,"}},
-    {NO_WRITE_BACK,
+    {noWriteBack,
      VD("New", "1", CACHE("Force Write Back")),
-     XYL_FAILED,
+     outcomeFailed,
      {"there is no policy Force Write Back for it here; there are Write Through, Write Back\n"}},
-    {FULL, VD("New", "1", ""), XYL_FAILED, {"'New': the controller holds 5 virtual disks and no more\n"}},
-    {FULL,
+    {full, VD("New", "1", ""), outcomeFailed, {"'New': the controller holds 5 virtual disks and no more\n"}},
+    {full,
      VD("New", "1", ""),
-     XYL_DIFFERENT,
+     outcomeDifferent,
      {"create    virtual disk \"New\", RAID 1 on ",
       "delete    virtual disk 1 \"System\", RAID 1, 600.12 GB: DESTROYED, with all data\n"},
      "delete"},
     // Hot spares.
-    {NOTHING, VD("Data", "5", "<Spares/>") "<Spares/>", XYL_SUCCESS, {"nothing to do"}},
-    {NOTHING,
+    {nothingValue, VD("Data", "5", "<Spares/>") "<Spares/>", outcomeSuccess, {"nothing to do"}},
+    {nothingValue,
      VD("Data", "5", "<Spares>" COUNT("2") "</Spares>"),
-     XYL_FAILED,
+     outcomeFailed,
      {"virtual disk 'Data': 1 more hot spare is needed; Ready disks that fit: 0\n"}},
-    {NOTHING,
+    {nothingValue,
      VD("Fast", "1", "<Spares/>") "<Spares>" COUNT("2") "</Spares>",
-     XYL_DIFFERENT,
+     outcomeDifferent,
      {"  spare     disk 1011 (301:10), for \"Fast\"\n", "  spare     disk 1009 (301:8), for all\n"}},
-    {NOTHING,
+    {nothingValue,
      "<Spares>" COUNT("9") "</Spares>",
-     XYL_FAILED,
+     outcomeFailed,
      {"hot spares for all: 8 more hot spares are needed; Ready disks that fit: 6\n"}},
-    {NOTHING, VD("New", "0", "<Spares/>"), XYL_FAILED, {"virtual disk 'New': RAID 0 has no use for hot spares\n"}},
-    {NOTHING, "", XYL_DIFFERENT, {"delete", "  free      hot spare 1008 (301:7), for all\n"}, "delete"},
+    {nothingValue,
+     VD("New", "0", "<Spares/>"),
+     outcomeFailed,
+     {"virtual disk 'New': RAID 0 has no use for hot spares\n"}},
+    {nothingValue, "", outcomeDifferent, {"delete", "  free      hot spare 1008 (301:7), for all\n"}, "delete"},
     // Modes and rates.
-    {NOTHING,
+    {nothingValue,
      "<Adapter><CopyBackMode>Off</CopyBackMode><CorrectUnconfiguredAreas>False</"
      "CorrectUnconfiguredAreas><Rate><Name>Rebuild</Name><Value>44</Value></Rate></Adapter>",
-     XYL_DIFFERENT,
+     outcomeDifferent,
      {"  set       CopyBackMode: On w/ SMART becomes Off\n",
       "  set       CorrectUnconfiguredAreas: True becomes False\n", "  set       Rate Rebuild: 30 becomes 44\n"}},
-    {NOTHING,
+    {nothingValue,
      "<Adapter><LearnMode>Auto</LearnMode><Rate><Name>Spin Up "
      "Delay</Name><Value>11</Value></Rate><Rate><Name>Warp</Name><Value>9</Value></Rate></Adapter>",
-     XYL_FAILED,
+     outcomeFailed,
      {"LearnMode: the adapter does not have this mode\n", "rate 'Spin Up Delay': it is 12 and fixed on this adapter\n",
       "rate 'Warp': the adapter does not have it\n",
       "LearnMode: the adapter does not have this mode; there is more, 3 in all. Nothing was changed\n"}},
@@ -207,18 +213,18 @@ static bool holds(const std::string &text, const std::vector<const char *> &part
 
 TEST(Ensure, Plans) {
   World world("demo");
-  KEPT_STATE pristine(world.sim);
+  KeptState pristine(world.sim);
   Runner runner(world);
-  for (const auto &row : PLANS) {
+  for (const auto &row : plans) {
     SCOPED_TRACE(row.layout);
     row.prepare(world.sim);
-    KEPT_STATE before(world.sim);
+    KeptState before(world.sim);
     EXPECT_EQ(runner.run(layoutOf(row.layout, row.others), {"--plan"}), row.outcome);
     EXPECT_TRUE(holds(runner.memory.out + runner.memory.errors, row.said)) << runner.memory.out << runner.memory.errors;
-    EXPECT_EQ(countOf(runner.memory.errors, "\n"), row.outcome == XYL_FAILED ? 1u : 0u) << runner.memory.errors;
+    EXPECT_EQ(countOf(runner.memory.errors, "\n"), row.outcome == outcomeFailed ? 1u : 0u) << runner.memory.errors;
     // Nor does a run change what cannot be.
-    if (row.outcome == XYL_FAILED) {
-      EXPECT_EQ(runner.run(layoutOf(row.layout, row.others), {"--yes"}), XYL_FAILED);
+    if (row.outcome == outcomeFailed) {
+      EXPECT_EQ(runner.run(layoutOf(row.layout, row.others), {"--yes"}), outcomeFailed);
     }
     EXPECT_TRUE(before.isIn(world.sim));
     pristine.putBack(world.sim);
@@ -232,7 +238,7 @@ TEST(Ensure, GoesOnAfterAFailure) {
   const std::string layout =
       layoutOf(WORD("recreate", "Fast", "5", "") VD("Builds", "1", DISKS("<Protocol>SAS</Protocol>")));
   sim::failKind(world.sim, RAID_COMMAND_CREATE, sim::anyCode, EFI_DEVICE_ERROR);
-  EXPECT_EQ(runner.run(layout, {"--yes", "--log-file", "log.xml"}), XYL_FAILED);
+  EXPECT_EQ(runner.run(layout, {"--yes", "--log-file", "log.xml"}), outcomeFailed);
   EXPECT_TRUE(
       holds(runner.memory.out, {"DELETE                Success", "CREATE                Fail      Device Error",
                                 "Not as 'x.xml' says:\n  create    virtual disk \"Fast\", RAID 5 on ",
@@ -241,8 +247,8 @@ TEST(Ensure, GoesOnAfterAFailure) {
   EXPECT_EQ(runner.memory.errors.find("xyl: the change to the layout failed on Harrier R6 Integrated"), 0u);
   EXPECT_NE(runner.memory.files["log.xml"].find("<Status>Fail"), std::string::npos);
   sim::clearFaults(world.sim);
-  EXPECT_EQ(runner.run(layout, {}), XYL_SUCCESS) << "nothing is destroyed any more" << runner.memory.errors;
-  EXPECT_EQ(runner.run(layout, {"--show"}), XYL_SUCCESS);
+  EXPECT_EQ(runner.run(layout, {}), outcomeSuccess) << "nothing is destroyed any more" << runner.memory.errors;
+  EXPECT_EQ(runner.run(layout, {"--show"}), outcomeSuccess);
   EXPECT_EQ(runner.memory.out, "<raidData/>\n");
 }
 
@@ -261,7 +267,7 @@ TEST(Ensure, BelievesOnlyWhatItReads) {
   Runner runner(world);
   g_honest = world.sim->protocol.Execute;
   world.sim->protocol.Execute = lie;
-  EXPECT_EQ(runner.run(layoutOf(VD("Fast", "1", CACHE("Write Through"))), {}), XYL_FAILED);
+  EXPECT_EQ(runner.run(layoutOf(VD("Fast", "1", CACHE("Write Through"))), {}), outcomeFailed);
   EXPECT_TRUE(
       holds(runner.memory.out, {"CHANGE                Success", "Not as 'x.xml' says:\n  change    virtual disk 5"}));
   EXPECT_EQ(runner.memory.errors, "xyl: all steps are done, and the controller is not as 'x.xml' says\n");
@@ -270,18 +276,18 @@ TEST(Ensure, BelievesOnlyWhatItReads) {
 
 TEST(Ensure, AsksBeforeDataGoes) {
   World world("demo");
-  KEPT_STATE before(world.sim);
+  KeptState before(world.sim);
   Runner runner(world);
   const std::string layout = layoutOf("", "delete");
   for (const auto &options : {std::vector<const CHAR8 *>{}, {"--json"}, {"--quiet"}}) {
-    EXPECT_EQ(runner.run(layout, options), XYL_USAGE);
+    EXPECT_EQ(runner.run(layout, options), outcomeUsage);
     EXPECT_NE(runner.memory.errors.find("give --yes"), std::string::npos) << runner.memory.errors;
   }
-  EXPECT_EQ(runner.run(layout, {"--plan", "--show"}), XYL_USAGE);
-  EXPECT_EQ(runner.run("<raidData/>", {"--yes"}), XYL_FAILED);
+  EXPECT_EQ(runner.run(layout, {"--plan", "--show"}), outcomeUsage);
+  EXPECT_EQ(runner.run("<raidData/>", {"--yes"}), outcomeFailed);
   // What the controller does not tell might be there.
   sim::failKind(world.sim, RAID_COMMAND_GET, RAID_OBJECT_VIRTUAL_DISK, EFI_NOT_FOUND);
-  EXPECT_EQ(runner.run(layoutOf(VD("System", "1", "")), {"--yes"}), XYL_FAILED);
+  EXPECT_EQ(runner.run(layoutOf(VD("System", "1", "")), {"--yes"}), outcomeFailed);
   EXPECT_NE(runner.memory.errors.find("the controller: disk 1001 belongs to virtual disk 1, which it does not tell of"),
             std::string::npos)
       << runner.memory.errors;
@@ -297,14 +303,14 @@ TEST(Ensure, DestroysOnlyWhatWasShown) {
   changed = world.sim;
   runner.ask = [](auto *, auto *) {
     sim::deleteVirtualDisk(changed, changed->virtualDisks.items[0].record.ObjectID);
-    return XYL_ANSWER_YES;
+    return Answer::yes;
   };
-  EXPECT_EQ(runner.run(layoutOf("", "delete"), {}), XYL_FAILED);
+  EXPECT_EQ(runner.run(layoutOf("", "delete"), {}), outcomeFailed);
   EXPECT_TRUE(runner.memory.errors.starts_with("xyl: the controller changed meanwhile, ")) << runner.memory.errors;
   EXPECT_EQ(runner.changes().size(), 0u);
   EXPECT_EQ(world.sim->virtualDisks.count, 4u);
-  runner.ask = [](auto *, auto *) { return XYL_ANSWER_YES; };
-  EXPECT_EQ(runner.run(layoutOf("", "delete"), {}), XYL_SUCCESS) << runner.memory.errors;
+  runner.ask = [](auto *, auto *) { return Answer::yes; };
+  EXPECT_EQ(runner.run(layoutOf("", "delete"), {}), outcomeSuccess) << runner.memory.errors;
   EXPECT_EQ(world.sim->virtualDisks.count, 0u);
 }
 
@@ -312,24 +318,25 @@ TEST(Ensure, DestroysOnlyWhatWasShown) {
 TEST(Ensure, WithoutMemory) {
   World world("demo");
   MemoryFront memory;
-  XYL_FRONT front = memory.as(XYL_FRONT_SHELL);
-  XYL_REQUEST request = {};
+  Front front = memory.as(frontShell);
+  Request request = {};
   ensure::Layout layout;
   const std::string text =
       layoutOf(WORD("recreate", "Fast", "5", "<Spares/>") VD("Builds", "1", "")
                    VD("No", "4", "") "<Spares><Count>2</Count></Spares>"
                                      "<Adapter><CopyBackMode>Off</CopyBackMode><LearnMode>Auto</LearnMode></Adapter>",
                "delete");
-  ASSERT_EQ(ensure::readLayout({&front, &request}, "x", text.c_str(), &layout).Outcome, XYL_SUCCESS) << memory.errors;
+  ASSERT_EQ(ensure::readLayout({&front, &request}, "x", text.c_str(), &layout).outcome, outcomeSuccess)
+      << memory.errors;
   RAID_CONFIG *config = nullptr;
   UINT32 count = 1;
-  ASSERT_EQ(ParseXMLBlob(world.get().text.c_str(), &config, &count), EFI_SUCCESS);
+  ASSERT_EQ(driver::ParseXMLBlob(world.get().text.c_str(), &config, &count), EFI_SUCCESS);
   std::string whole;
-  for (FAIL_MODE mode : {FAIL_MODE::once, FAIL_MODE::fromThenOn}) {
+  for (host::FailMode mode : {host::FailMode::once, host::FailMode::fromThenOn}) {
     bool failed = true;
     for (UINT32 n = 1; failed; ++n) {
       ensure::Judgement judgement;
-      CHANGE_WRITER writer = {};
+      ChangeWriter writer = {};
       memory.out.clear();
       world.firmware.failAllocation(n, mode);
       EFI_STATUS status = ensure::judge(*config, /* isOnDisks= */ false, layout, &judgement);
@@ -341,12 +348,12 @@ TEST(Ensure, WithoutMemory) {
       }
       failed = world.firmware.allocationFailed();
       world.firmware.failAllocation(0);
-      std::string document = textOf(writer.Text);
+      std::string document = textOf(writer.text);
       whole = failed ? whole : document;
-      EXPECT_TRUE(!isJudged || writer.Text.Failed || whole.empty() || document == whole) << n;
-      freeText(&writer.Text);
+      EXPECT_TRUE(!isJudged || writer.text.failed || whole.empty() || document == whole) << n;
+      freeText(&writer.text);
     }
   }
   EXPECT_NE(whole.find("Builds"), std::string::npos);
-  releaseConfig(config);
+  driver::releaseConfig(config);
 }

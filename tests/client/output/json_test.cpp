@@ -5,11 +5,14 @@
 #include "tests/client/client.h"
 #include "tests/support/paths.h"
 
+using namespace xyl;
+using namespace xyl::client;
+
 using nlohmann::json;
 
 TEST(Json, IsValidWhateverTheTexts) {
   std::string out;
-  XYL_FRONT front = frontInto(out);
+  Front front = frontInto(out);
   const struct {
     const char *text, *read;
   } texts[] = {
@@ -20,8 +23,8 @@ TEST(Json, IsValidWhateverTheTexts) {
       {"\xED\xA0\x80", "\xC3\xAD\xC2\xA0\xC2\x80"},                                     // a surrogate
       {"\xE2\x82", "\xC3\xA2\xC2\x82"},                                                 // cut
   };
-  JSON writer = {};
-  writer.Front = &front;
+  Json writer = {};
+  writer.front = &front;
   jsonObject(&writer, nullptr);
   jsonArray(&writer, "texts");
   for (const auto &row : texts) {
@@ -42,7 +45,7 @@ TEST(Controls, AreShownNotSent) {
   const char *text = "a\x1b\x9b\n\xC3\xA9\xC2\x9B\x7F\xE9";
   const std::string shown = "a\\x1B\\x9B\\x0A\xC3\xA9\\x9B\\x7F\xE9", lines = "a\\x1B\\x9B\n\xC3\xA9\\x9B\\x7F\xE9";
   std::string out;
-  XYL_FRONT front = frontInto(out);
+  Front front = frontInto(out);
   say(&front, "%a|\n", text);
   complain(&front, "%a", text);
   sayText(&front, text);
@@ -51,7 +54,7 @@ TEST(Controls, AreShownNotSent) {
   out.clear();
   sayLines(&front, text);
   sayDocument(&front, text, std::strlen(text));
-  front.Terminal = true;
+  front.terminal = true;
   sayDocument(&front, text, std::strlen(text));
   EXPECT_EQ(out, lines + text + lines);
 

@@ -1,6 +1,8 @@
 #include "client/output/output.h"
 #include "tests/support/bounded.h"
 
+using namespace xyl;
+
 // Decimal digits with at most one point, perhaps a blank, and a unit; whole bytes below 10^18.
 static UINT64 sizeOf(const std::string &text) {
   size_t end = std::min(text.find_first_not_of("0123456789."), text.size()), point = text.find('.');
@@ -18,8 +20,9 @@ static UINT64 sizeOf(const std::string &text) {
 }
 
 TEST(Size, EveryShortTextIsTheBytesThatItSays) {
-  forAllTexts("09. mBTg", 6,
-              [](std::string_view text) { EXPECT_EQ(parseSize(text.data()), sizeOf(std::string(text))) << text; });
+  forAllTexts("09. mBTg", 6, [](std::string_view text) {
+    EXPECT_EQ(client::parseSize(text.data()), sizeOf(std::string(text))) << text;
+  });
 }
 
 TEST(Size, BinaryUnits) {
@@ -32,7 +35,7 @@ TEST(Size, BinaryUnits) {
                                                    {"8Ki", 0},
                                                    {"8KiBB", 0}};
   for (const auto &[text, bytes] : cases) {
-    EXPECT_EQ(parseSize(text), bytes) << text;
+    EXPECT_EQ(client::parseSize(text), bytes) << text;
   }
 }
 
@@ -42,7 +45,7 @@ TEST(Size, EveryNumberOfDigitsIsTheBytesThatItSays) {
       for (const char *unit : {"", "B", "MB", " gB", "Tb", "  TB"}) {
         for (char digit : {'0', '1', '9'}) {
           std::string text = std::string(whole, digit) + (places == 0 ? "" : ".") + std::string(places, digit) + unit;
-          EXPECT_EQ(parseSize(text.c_str()), sizeOf(text)) << text;
+          EXPECT_EQ(client::parseSize(text.c_str()), sizeOf(text)) << text;
         }
       }
     }

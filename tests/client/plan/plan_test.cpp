@@ -10,40 +10,44 @@
 #include "tests/client/client.h"
 #include "tests/driver/live/request_text.h"
 
+using namespace xyl;
+using namespace xyl::client;
+
 static std::string commandText(UINT32 command, UINT32 objectType, const UINT32 *ids, UINT32 count) {
-  std::string text = std::string(GetNameFromValue(command, g_commandTable)) + " " + std::to_string(objectType);
+  std::string text =
+      std::string(driver::GetNameFromValue(command, driver::g_commandTable)) + " " + std::to_string(objectType);
   for (UINT32 i = 0; i < count; ++i) {
     text += " " + std::to_string(ids[i]);
   }
   return text + "\n";
 }
 
-struct PLANNED {
-  PLANNED(World &world, const std::string &saved, const char *options) {
+struct Planned {
+  Planned(World &world, const std::string &saved, const char *options) {
     UINT32 count = 1, mode = 0;
-    EXPECT_EQ(ParseXMLBlob(saved.c_str(), &config, &count), EFI_SUCCESS);
-    EXPECT_EQ(parseRunTimeXML(options, &mode), EFI_SUCCESS);
-    EXPECT_EQ(g_xmlProtocol->Parse(g_xmlProtocol, saved.c_str(), &root), EFI_SUCCESS);
+    EXPECT_EQ(driver::ParseXMLBlob(saved.c_str(), &config, &count), EFI_SUCCESS);
+    EXPECT_EQ(driver::parseRunTimeXML(options, &mode), EFI_SUCCESS);
+    EXPECT_EQ(driver::g_xmlProtocol->Parse(driver::g_xmlProtocol, saved.c_str(), &root), EFI_SUCCESS);
     EXPECT_EQ(planRestore(&world.sim->protocol, {config, root}, mode, &plan), EFI_SUCCESS);
   }
-  ~PLANNED() {
+  ~Planned() {
     freePlan(&plan);
-    FreeXMLNode(root);
-    releaseConfig(config);
+    driver::FreeXMLNode(root);
+    driver::releaseConfig(config);
   }
 
   std::string commands() const {
     std::string text;
-    for (UINT32 i = 0; i < plan.Commands.count; ++i) {
-      const PLAN_COMMAND &command = plan.Commands.items[i];
-      text += commandText(command.Command, command.ObjectType, command.Ids, command.IdCount);
+    for (UINT32 i = 0; i < plan.commands.count; ++i) {
+      const PlanCommand &command = plan.commands.items[i];
+      text += commandText(command.command, command.objectType, command.ids, command.idCount);
     }
     return text;
   }
 
   RAID_CONFIG *config = nullptr;
   XML_NODE *root = nullptr;
-  RESTORE_PLAN plan = {};
+  RestorePlan plan = {};
 };
 
 static std::string executedCommands(const World &world) {
@@ -98,26 +102,26 @@ TEST(Plan, IsWhatTheRestoreDoes) {
       {"another kind of adapter", "demo", becomeOther, false, EFI_UNSUPPORTED},
   };
   for (const auto &row : cases) {
-    for (const char *options : {RESTORE, RESTORE_REBUILD}) {
-      SCOPED_TRACE(std::string(row.name) + (options == RESTORE ? "" : ", rebuild"));
+    for (const char *options : {restoreOptions, restoreRebuild}) {
+      SCOPED_TRACE(std::string(row.name) + (options == restoreOptions ? "" : ", rebuild"));
       World world(row.preset);
       const std::string saved = replaced(world.get().text, row.from, row.to);
       row.change(world.sim);
       std::string before = world.get().text;
       world.clearLog();
-      PLANNED planned(world, saved, options);
+      Planned planned(world, saved, options);
       EXPECT_EQ(world.get().text, before);
       EXPECT_EQ(world.log().find("RaidRestore"), std::string::npos);
       sim::clearLog(world.sim);
-      ANSWER answer = world.set({options, saved.c_str()});
+      OperationAnswer answer = world.set({options, saved.c_str()});
       EXPECT_EQ(executedCommands(world), planned.commands());
-      EXPECT_EQ(name(planned.plan.Status), name(answer.status));
+      EXPECT_EQ(name(planned.plan.status), name(answer.status));
       // The controller's refusals are the only thing that a plan cannot know.
-      CHAR8 *log = XMLNodeToText(planned.plan.Log);
+      CHAR8 *log = driver::XMLNodeToText(planned.plan.log);
       EXPECT_EQ(answer.text, std::strstr(log, "<RaidRestore>"));
       poolFree(log);
-      if (options == RESTORE_REBUILD) {
-        EXPECT_EQ(name(planned.plan.Status), name(row.status));
+      if (options == restoreRebuild) {
+        EXPECT_EQ(name(planned.plan.status), name(row.status));
         EXPECT_EQ(isPlanComplete(planned.plan), row.isComplete);
       }
     }
@@ -125,7 +129,7 @@ TEST(Plan, IsWhatTheRestoreDoes) {
 }
 
 TEST(Plan, CountsWhatFitsAsTheDefinitionSays) {
-  World world(WORLD_OPTIONS{.preset = nullptr});
+  World world(WorldOptions{.preset = nullptr});
   std::mt19937 random(7);
   for (int round = 0; round < 500; ++round) {
     std::vector<RAID_PD_RECORD> disks(random() % 12 + 1);
@@ -138,16 +142,16 @@ TEST(Plan, CountsWhatFitsAsTheDefinitionSays) {
     }
     const RAID_PD_RECORD saved = disks.back();
     disks.pop_back();
-    const auto inPlace = [&](const RAID_PD_RECORD &disk) { return samePlace(saved, disk); };
-    UINT32 wanted[DISK_FIT_COUNT] = {}, counts[DISK_FIT_COUNT];
+    const auto inPlace = [&](const RAID_PD_RECORD &disk) { return driver::samePlace(saved, disk); };
+    UINT32 wanted[diskFitCount] = {}, counts[diskFitCount];
     for (const RAID_PD_RECORD &disk : disks) {
-      wanted[diskFit(saved, disk)] += inPlace(disk) ? 0 : 1;
+      wanted[driver::diskFit(saved, disk)] += inPlace(disk) ? 0 : 1;
     }
-    FIT_INDEX fits;
+    FitIndex fits;
     ASSERT_EQ(makeFitIndex(&fits, disks.data(), static_cast<UINT32>(disks.size())), EFI_SUCCESS);
     EXPECT_EQ(firstInPlace(fits, saved), std::find_if(disks.begin(), disks.end(), inPlace) - disks.begin()) << round;
     countElsewhere(fits, saved, counts);
-    EXPECT_TRUE(std::equal(counts, counts + DISK_FIT_COUNT, wanted)) << round;
+    EXPECT_TRUE(std::equal(counts, counts + diskFitCount, wanted)) << round;
     freeFitIndex(&fits);
   }
 }
@@ -157,29 +161,29 @@ TEST(Plan, KnowsWhoseFaultADifferenceIs) {
   World world("direct"); // a mirror of 1001 and 1002
   std::string saved = world.get().text;
   sim::setRate(world.sim, u"Rebuild", 77); // settings are sent
-  PLANNED planned(world, saved, RESTORE_REBUILD);
+  Planned planned(world, saved, restoreRebuild);
   const std::string online = "<State>Online", member = "<PD>1001", mode = "<CopyBackMode>On w/ SMART</CopyBackMode>";
   const struct {
     size_t place, length;
     const char *now;
-    BLAME blame;
+    Blame blame;
   } cases[] = {
-      {saved.find(member), member.size(), "<PD>1000", BLAME_RESTORE},
-      {saved.find(online), online.size(), "<State>Failed", BLAME_NOBODY},
-      {saved.rfind(online), online.size(), "<State>Degraded", BLAME_RESTORE},
-      {saved.find(mode), mode.size(), "", BLAME_RESTORE},
+      {saved.find(member), member.size(), "<PD>1000", blameRestore},
+      {saved.find(online), online.size(), "<State>Failed", blameNobody},
+      {saved.rfind(online), online.size(), "<State>Degraded", blameRestore},
+      {saved.find(mode), mode.size(), "", blameRestore},
   };
   for (const auto &row : cases) {
     std::string now = saved;
     now.replace(row.place, row.length, row.now);
     XML_NODE *tree = nullptr;
-    VERDICT verdict = {};
-    EXPECT_EQ(g_xmlProtocol->Parse(g_xmlProtocol, now.c_str(), &tree), EFI_SUCCESS);
-    EXPECT_EQ(makeVerdict(planned.plan, planned.root, tree, &planned.plan.Verdict, &verdict), EFI_SUCCESS);
-    for (int blame = 0; blame < BLAME_COUNT; ++blame) {
-      EXPECT_EQ(verdict.Counts[blame], blame == row.blame ? 1U : 0U) << row.now << " " << blame;
+    Verdict verdict = {};
+    EXPECT_EQ(driver::g_xmlProtocol->Parse(driver::g_xmlProtocol, now.c_str(), &tree), EFI_SUCCESS);
+    EXPECT_EQ(makeVerdict(planned.plan, planned.root, tree, &planned.plan.verdict, &verdict), EFI_SUCCESS);
+    for (int blame = 0; blame < blameCount; ++blame) {
+      EXPECT_EQ(verdict.counts[blame], blame == row.blame ? 1U : 0U) << row.now << " " << blame;
     }
     freeVerdict(&verdict);
-    FreeXMLNode(tree);
+    driver::FreeXMLNode(tree);
   }
 }

@@ -4,6 +4,9 @@
 #include "providers/sim_controller/sim_controller.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 static const EFI_GUID g_raidXylGuid = RAID_XYL_PROTOCOL_GUID;
 static const EFI_GUID g_raidMgmtGuid = RAID_MGMT_PROTOCOL_GUID;
 
@@ -74,7 +77,7 @@ TEST(Binding, ExcludedModelsAreHeldButNotServed) {
       continue;
     }
     EXPECT_TRUE(world.console().ends_with(row.declined));
-    EXPECT_TRUE(accountingBalanced(&world.sim->accounting));
+    EXPECT_TRUE(records::accountingBalanced(&world.sim->accounting));
     // Held BY_DRIVER: supported as a new controller, but neither started again nor stopped.
     EXPECT_EQ(supported(world), EFI_SUCCESS);
     EXPECT_EQ(start(world), EFI_ALREADY_STARTED);
@@ -204,7 +207,7 @@ TEST(Names, DriverAndController) {
 }
 
 TEST(Names, OnlyTheAlternateIdentityIsAsked) {
-  World world(WORLD_OPTIONS{.simFlags = sim::installNoAlternate});
+  World world(WorldOptions{.simFlags = sim::installNoAlternate});
   CHAR16 *name = nullptr;
   EXPECT_EQ(nameOf(world.controller, &name), EFI_UNSUPPORTED);
 }

@@ -5,6 +5,9 @@
 #include "driver/xml/xml.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 #pragma GCC diagnostic ignored "-Wmissing-field-initializers" // members that no record names are zero
 
 namespace {
@@ -22,13 +25,13 @@ std::string documentOf(const RAID_CONFIG &config) {
 }
 
 // Reserved bytes are not zero, as with hardware.
-template <class... FIELD> void spoil(FIELD &...fields) {
+template <class... Field> void spoil(Field &...fields) {
   (memset(&fields, 0xEE, sizeof(fields)), ...);
 }
 
 // Fills an identity text, which has no end of its own.
-template <size_t SIZE> void put(CHAR8 (&field)[SIZE], std::string_view text) {
-  text.copy(field, SIZE);
+template <size_t size> void put(CHAR8 (&field)[size], std::string_view text) {
+  text.copy(field, size);
 }
 
 RAID_PD_RECORD makeDisk(UINT32 id, UINT32 enclosure) {
@@ -161,12 +164,12 @@ TEST(Inventory, PlacementFollowsTheEnclosures) {
 // All names of today fit; a longer one must not get past the text's end.
 TEST(Inventory, ANameIsCutAtItsLength) {
   World world({.preset = nullptr, .connect = false});
-  FIELD_ROW row = {};
-  row.Element = "State";
-  row.Place = {offsetof(RAID_RECORD_HEADER, ObjectID), sizeof(UINT32)};
-  row.Names = g_stateTable;
-  row.Format = FORMAT_NAME;
-  row.Length = 4;
+  FieldRow row = {};
+  row.element = "State";
+  row.place = {offsetof(RAID_RECORD_HEADER, ObjectID), sizeof(UINT32)};
+  row.names = g_stateTable;
+  row.format = FieldFormat::name;
+  row.length = 4;
   RAID_PD_RECORD disk = makeDisk(~0U, 8);
   XML_NODE *parent = CreateXMLNode("parent");
   EXPECT_EQ(addFieldsToXML(&disk, {&row, 1}, parent), EFI_SUCCESS);

@@ -1,14 +1,16 @@
 // The run of a request's commands: what reaches the controller, what the log says, and what a failure leaves.
 #include "tests/driver/live/request_text.h"
 
-static IDS sentList(const sim::LogEntry *entry) {
+using namespace xyl;
+
+static Ids sentList(const sim::LogEntry *entry) {
   return {entry->list, entry->list + entry->listCount};
 }
 
-static const std::string KEY =
+static const std::string key =
     "<Key><Mode>LKM</Mode><KeyID>k1</KeyID><Passphrase>" PASSPHRASE_BASE64 "</Passphrase></Key>";
-static const std::string NEW_KEY = "<Key><KeyID>k2</KeyID><NewPassphrase>" PASSPHRASE_BASE64 "</NewPassphrase>"
-                                   "<OldPassphrase>" PASSPHRASE_BASE64 "</OldPassphrase></Key>";
+static const std::string newKey = "<Key><KeyID>k2</KeyID><NewPassphrase>" PASSPHRASE_BASE64 "</NewPassphrase>"
+                                  "<OldPassphrase>" PASSPHRASE_BASE64 "</OldPassphrase></Key>";
 
 static EFI_STATUS(EFIAPI *g_execute)(RAID_MGMT_PROTOCOL *, RAID_CMD_BLOCK *, RAID_CMD_RESULT *);
 
@@ -33,16 +35,16 @@ static EFI_STATUS EFIAPI executeOddly(RAID_MGMT_PROTOCOL *mgmt, RAID_CMD_BLOCK *
 TEST(ChangeRun, MapsNoVirtualDiskThatIsNotNewOrWasNotDescribed) {
   for (bool isDescribed : {true, false}) {
     World world("demo");
-    IDS ready = readyDisks(world);
+    Ids ready = readyDisks(world);
     g_oldSize = isDescribed ? world.sim->virtualDisks.count << RAID_RECORD_SHIFT : ~0U;
     g_execute = world.sim->protocol.Execute;
     world.sim->protocol.Execute = executeOddly;
     std::string create = isDescribed ? createVirtualDisk("RAID 0", reference(0), {ready[0]})
                                      : method("Create", "Virtual Disk", {ready[0]});
-    ANSWER answer = applyRequest(world, create + dedicateSpare(ready[1], {reference(0)}));
+    OperationAnswer answer = applyRequest(world, create + dedicateSpare(ready[1], {reference(0)}));
     EXPECT_EQ(name(answer.status), name(EFI_NOT_FOUND));
     ASSERT_EQ(sentCommands(world).size(), 2u) << answer.text;
-    EXPECT_EQ(sentList(sentCommands(world)[1]), IDS{reference(0)});
+    EXPECT_EQ(sentList(sentCommands(world)[1]), Ids{reference(0)});
     world.expectBalanced();
   }
 }
@@ -50,7 +52,7 @@ TEST(ChangeRun, MapsNoVirtualDiskThatIsNotNewOrWasNotDescribed) {
 TEST(ChangeRun, RemembersTheFirst65CreatedVirtualDisks) {
   World world("large");
   world.sim->adapter.record.MaxLDs = 500;
-  IDS ready = readyDisks(world);
+  Ids ready = readyDisks(world);
   ASSERT_GE(ready.size(), 71u);
   std::string methods;
   for (UINT32 i = 0; i < 70; ++i) {
@@ -60,7 +62,7 @@ TEST(ChangeRun, RemembersTheFirst65CreatedVirtualDisks) {
     methods += dedicateSpare(ready[70], {reference(i)});
   }
   UINT32 virtualDisks = world.sim->virtualDisks.count;
-  ANSWER answer = applyRequest(world, methods);
+  OperationAnswer answer = applyRequest(world, methods);
   EXPECT_EQ(name(answer.status), name(EFI_NOT_FOUND)); // no virtual disk is known by a reference
   EXPECT_EQ(world.sim->virtualDisks.count, virtualDisks + 70);
   EXPECT_EQ(countOf(answer.text, "name=\"CREATE\""), 70u);
@@ -69,7 +71,7 @@ TEST(ChangeRun, RemembersTheFirst65CreatedVirtualDisks) {
   auto sent = sentCommands(world);
   ASSERT_EQ(sent.size(), 70u + 66u);
   for (UINT32 i = 0; i < 66; ++i) {
-    EXPECT_EQ(sentList(sent[70 + i]), (IDS{i < 65 ? sim::findDisk(world.sim, ready[i])->VDs[0] : reference(i)})) << i;
+    EXPECT_EQ(sentList(sent[70 + i]), (Ids{i < 65 ? sim::findDisk(world.sim, ready[i])->VDs[0] : reference(i)})) << i;
   }
   world.expectBalanced();
 }
@@ -86,6 +88,6 @@ TEST(ChangeRun, LeavesNoPassphraseBehindInACommandThatWasRewritten) {
   World world("empty");
   g_execute = world.sim->protocol.Execute;
   world.sim->protocol.Execute = executeAndRewrite;
-  applyRequest(world, method("Rekey", "Adapter", {}, NEW_KEY) + method("Lock", "Adapter", {}, KEY));
+  applyRequest(world, method("Rekey", "Adapter", {}, newKey) + method("Lock", "Adapter", {}, key));
   world.expectBalanced();
 }

@@ -3,6 +3,8 @@
 #include "driver/xml/xml.h"
 #include "tests/driver/live/request_text.h"
 
+using namespace xyl;
+
 TEST(IdentifyLive, AnswersWithoutAskingTheController) {
   World world;
   uint64_t commands = world.sim->commandCount;
@@ -27,7 +29,7 @@ TEST(GetLive, ChecksArgumentsBeforeItAsks) {
   EXPECT_EQ(xyl->Get_Live(nullptr, &good, &output), EFI_INVALID_PARAMETER);
   EXPECT_EQ(xyl->Get_Live(xyl, nullptr, &output), EFI_INVALID_PARAMETER);
   EXPECT_EQ(xyl->Get_Live(xyl, &good, nullptr), EFI_INVALID_PARAMETER);
-  RAID_XYL_DEV unbound = {};
+  driver::RAID_XYL_DEV unbound = {};
   EXPECT_EQ(xyl->Get_Live(&unbound.RaidXylProtocol, &good, &output), EFI_INVALID_PARAMETER);
   EXPECT_EQ(world.sim->commandCount, commands);
   EXPECT_EQ(output.Data, &output);
@@ -45,7 +47,7 @@ TEST(GetLive, WorksWithoutLogAndFailsWithoutXmlService) {
   EXPECT_EQ(World({.debugLog = false}).get().text, whole);
   World world({.xmlService = false});
   EXPECT_EQ(world.get().status, EFI_OUT_OF_RESOURCES);
-  EXPECT_EQ(world.set({RESTORE}).status, EFI_NOT_FOUND);
+  EXPECT_EQ(world.set({restoreOptions}).status, EFI_NOT_FOUND);
   world.expectBalanced();
 }
 
@@ -84,14 +86,14 @@ static EFI_STATUS EFIAPI serializeNothing(XML_PROTOCOL *, XML_NODE *, CHAR8 **) 
 TEST(GetLive, NoTextIsADeviceError) {
   World world;
   ASSERT_TRUE(world.get().hasText);
-  auto serialize = g_xmlProtocol->Serialize;
-  g_xmlProtocol->Serialize = serializeNothing;
+  auto serialize = driver::g_xmlProtocol->Serialize;
+  driver::g_xmlProtocol->Serialize = serializeNothing;
   RAID_XYL_PARAMETER parameter = {1, 0};
   RAID_XYL_BUFFER output = {7, 7, &output};
   EXPECT_EQ(world.xyl->Get_Live(world.xyl, &parameter, &output), EFI_DEVICE_ERROR);
   EXPECT_EQ(output.Revision, 1U);
   EXPECT_EQ(output.Size, 0U);
   EXPECT_EQ(output.Data, nullptr);
-  g_xmlProtocol->Serialize = serialize;
+  driver::g_xmlProtocol->Serialize = serialize;
   world.expectBalanced();
 }

@@ -5,11 +5,13 @@
 #include "providers/sim_controller/state.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 // Run-time options that rebuild and end at the first failure.
-inline const char *const STOPPING = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError>"
+inline const char *const stopping = "<RunMode><Mode>Restore</Mode><StopOnError>True</StopOnError>"
                                     "<Raid><PreserveVDConfig>False</PreserveVDConfig></Raid></RunMode>";
 
-using IDS = std::vector<UINT32>;
+using Ids = std::vector<UINT32>;
 
 // The target id that the nth created virtual disk of a request asks for, so that later methods can refer to it.
 constexpr UINT32 reference(UINT32 n) {
@@ -24,7 +26,7 @@ inline std::string element(const std::string &name, UINT64 number) {
   return element(name, std::to_string(number));
 }
 
-inline std::string method(const std::string &name, const std::string &objectType, const IDS &ids = {},
+inline std::string method(const std::string &name, const std::string &objectType, const Ids &ids = {},
                           const std::string &object = {}) {
   std::string text = "<Method name=\"" + name + "\">" + element("ObjectType", objectType);
   for (UINT32 id : ids) {
@@ -33,12 +35,12 @@ inline std::string method(const std::string &name, const std::string &objectType
   return text + (object.empty() ? "" : element("Object", object)) + "</Method>";
 }
 
-inline std::string createVirtualDisk(const std::string &level, UINT32 targetId, const IDS &disks) {
+inline std::string createVirtualDisk(const std::string &level, UINT32 targetId, const Ids &disks) {
   return method("Create", "Virtual Disk", disks,
                 element("VD", element("TargetID", targetId) + element("RAIDLevel", level)));
 }
 
-inline std::string dedicateSpare(UINT32 disk, const IDS &virtualDisks) {
+inline std::string dedicateSpare(UINT32 disk, const Ids &virtualDisks) {
   std::string record = element("Hotspare", "Dedicated");
   for (UINT32 id : virtualDisks) {
     record += element("VD", id);
@@ -46,15 +48,15 @@ inline std::string dedicateSpare(UINT32 disk, const IDS &virtualDisks) {
   return method("Change", "Physical Disk", {disk}, element("PD", record));
 }
 
-inline ANSWER applyRequest(World &world, const std::string &methods, const std::string &saved = {}) {
+inline OperationAnswer applyRequest(World &world, const std::string &methods, const std::string &saved = {}) {
   sim::clearLog(world.sim);
   std::string request = element("raidData", methods);
-  return world.set({NORMAL, saved.empty() ? nullptr : saved.c_str(), request.c_str()});
+  return world.set({normal, saved.empty() ? nullptr : saved.c_str(), request.c_str()});
 }
 
 // Ids of disks that are ready for use, the lowest first.
-inline IDS readyDisks(const World &world) {
-  IDS ids;
+inline Ids readyDisks(const World &world) {
+  Ids ids;
   for (UINT32 i = 0; i < world.sim->disks.count; ++i) {
     const sim::Disk &disk = world.sim->disks.items[i];
     if (disk.record.State == RAID_STATE_READY && disk.record.Hotspare == 0 &&

@@ -3,18 +3,20 @@
 #include "driver/xml/xml.h"
 #include "tests/driver/live/request_text.h"
 
-// Marks in SET_CASE.
-static const char *const LIVE = "live";     // what Get_Live says at that moment
-static const char *const UNUSED = "unused"; // a text in a buffer of size 0
-static const char *const NO_DATA = "";      // none in a buffer that has a size
-static constexpr UINT32 NO_OUTPUT = ~0U;
+using namespace xyl;
 
-static const char *const NOTHING = "<raidData><Other/></raidData>";
-static const char *const METHOD_ONLY = "<raidData><Method name=\"GetKeyID\"/></raidData>";
-static const char *const CONFIG_LOG = "<RaidConfig>";
-static const char *const RESTORE_LOG = "<RaidRestore>";
+// Marks in SetCase.
+static const char *const liveName = "live";     // what Get_Live says at that moment
+static const char *const unusedName = "unused"; // a text in a buffer of size 0
+static const char *const noData = "";           // none in a buffer that has a size
+static constexpr UINT32 noOutput = ~0U;
 
-static const struct SET_CASE {
+static const char *const nothingName = "<raidData><Other/></raidData>";
+static const char *const methodOnly = "<raidData><Method name=\"GetKeyID\"/></raidData>";
+static const char *const configLog = "<RaidConfig>";
+static const char *const restoreLog = "<RaidRestore>";
+
+static const struct SetCase {
   const char *name;
   const char *options;
   const char *saved;   // null: Size 0 and Data null
@@ -25,44 +27,45 @@ static const struct SET_CASE {
   const char *log;   // how the returned log begins; null: what would receive it is untouched
   bool asks;         // whether the controller got a command
 } g_setCases[] = {
-    {"no options", nullptr, LIVE, nullptr, 0, EFI_INVALID_PARAMETER, "", nullptr, false},
-    {"options do not parse", "<RunMode>", LIVE, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
-    {"no mode", "<RunMode><StopOnError>True</StopOnError></RunMode>", LIVE, METHOD_ONLY, 32, EFI_INVALID_PARAMETER, "o",
-     nullptr, false},
-    {"saved does not parse", NORMAL, "<raidData>", METHOD_ONLY, 32, EFI_INVALID_PARAMETER, "os", nullptr, false},
-    {"saved has no adapter", NORMAL, METHOD_ONLY, METHOD_ONLY, 32, EFI_INVALID_PARAMETER, "os", nullptr, false},
-    {"restore without saved", RESTORE, nullptr, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
-    {"replacement, saved of size 0", NORMAL, UNUSED, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
-    {"replacement, saved without data", NORMAL, NO_DATA, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
-    {"restore without output", RESTORE, LIVE, nullptr, NO_OUTPUT, EFI_SUCCESS, "os", nullptr, true},
-    {"output of 31", NORMAL, LIVE, METHOD_ONLY, 31, EFI_SUCCESS, "os", nullptr, false},
-    {"no request", NORMAL, LIVE, nullptr, 32, EFI_INVALID_PARAMETER, "os", nullptr, false},
-    {"request does not parse", NORMAL, LIVE, "<raidData>", 32, EFI_INVALID_PARAMETER, "osr", nullptr, false},
-    {"request without methods", NORMAL, LIVE, NOTHING, 32, EFI_SUCCESS, "osr", nullptr, false},
-    {"request is an inventory", NORMAL, nullptr, LIVE, 32, EFI_SUCCESS, "or", nullptr, false},
-    {"change", NORMAL, nullptr, METHOD_ONLY, 32, EFI_SUCCESS, "or", CONFIG_LOG, true},
-    {"change in restore mode", RESTORE_REBUILD, LIVE, METHOD_ONLY, 32, EFI_SUCCESS, "osr", CONFIG_LOG, true},
-    {"restore with log", RESTORE, LIVE, nullptr, 0, EFI_SUCCESS, "os", RESTORE_LOG, true},
-    {"replacement", NORMAL, LIVE, nullptr, 0, EFI_SUCCESS, "os", nullptr, true},
+    {"no options", nullptr, liveName, nullptr, 0, EFI_INVALID_PARAMETER, "", nullptr, false},
+    {"options do not parse", "<RunMode>", liveName, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
+    {"no mode", "<RunMode><StopOnError>True</StopOnError></RunMode>", liveName, methodOnly, 32, EFI_INVALID_PARAMETER,
+     "o", nullptr, false},
+    {"saved does not parse", normal, "<raidData>", methodOnly, 32, EFI_INVALID_PARAMETER, "os", nullptr, false},
+    {"saved has no adapter", normal, methodOnly, methodOnly, 32, EFI_INVALID_PARAMETER, "os", nullptr, false},
+    {"restore without saved", restoreOptions, nullptr, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
+    {"replacement, saved of size 0", normal, unusedName, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
+    {"replacement, saved without data", normal, noData, nullptr, 0, EFI_INVALID_PARAMETER, "o", nullptr, false},
+    {"restore without output", restoreOptions, liveName, nullptr, noOutput, EFI_SUCCESS, "os", nullptr, true},
+    {"output of 31", normal, liveName, methodOnly, 31, EFI_SUCCESS, "os", nullptr, false},
+    {"no request", normal, liveName, nullptr, 32, EFI_INVALID_PARAMETER, "os", nullptr, false},
+    {"request does not parse", normal, liveName, "<raidData>", 32, EFI_INVALID_PARAMETER, "osr", nullptr, false},
+    {"request without methods", normal, liveName, nothingName, 32, EFI_SUCCESS, "osr", nullptr, false},
+    {"request is an inventory", normal, nullptr, liveName, 32, EFI_SUCCESS, "or", nullptr, false},
+    {"change", normal, nullptr, methodOnly, 32, EFI_SUCCESS, "or", configLog, true},
+    {"change in restore mode", restoreRebuild, liveName, methodOnly, 32, EFI_SUCCESS, "osr", configLog, true},
+    {"restore with log", restoreOptions, liveName, nullptr, 0, EFI_SUCCESS, "os", restoreLog, true},
+    {"replacement", normal, liveName, nullptr, 0, EFI_SUCCESS, "os", nullptr, true},
 };
 
 static char *document(World &world, const char *text) {
-  return text == nullptr || text == NO_DATA
+  return text == nullptr || text == noData
              ? nullptr
-             : world.firmware.poolText(text == LIVE ? world.get().text : std::string(text));
+             : world.firmware.poolText(text == liveName ? world.get().text : std::string(text));
 }
 
-static void runCase(World &world, const SET_CASE &row) {
+static void runCase(World &world, const SetCase &row) {
   char *texts[] = {document(world, row.options), document(world, row.saved), document(world, row.request)};
   char untouched;
   RAID_XYL_PARAMETER parameter = {RAID_XYL_REVISION, 0};
-  RAID_XYL_BUFFER inputs[] = {{9, row.saved == nullptr || row.saved == UNUSED ? 0U : 1U, texts[1]}, {9, 0, texts[0]}};
+  RAID_XYL_BUFFER inputs[] = {{9, row.saved == nullptr || row.saved == unusedName ? 0U : 1U, texts[1]},
+                              {9, 0, texts[0]}};
   RAID_XYL_BUFFER input = {9, 0, inputs};
   RAID_XYL_BUFFER outputs[] = {{9, 77, &untouched}, {9, 0, texts[2]}};
   RAID_XYL_BUFFER output = {9, row.outputSize, row.outputSize == 0 ? &untouched : static_cast<void *>(outputs)};
   sim::clearLog(world.sim);
   EFI_STATUS status =
-      world.xyl->Set_Live(world.xyl, &parameter, &input, row.outputSize == NO_OUTPUT ? nullptr : &output);
+      world.xyl->Set_Live(world.xyl, &parameter, &input, row.outputSize == noOutput ? nullptr : &output);
   EXPECT_EQ(name(status), name(row.status));
   EXPECT_EQ(sim::commandCount(world.sim) != 0, row.asks);
   RAID_XYL_BUFFER &receiver = row.outputSize == 0 ? output : outputs[0];
@@ -89,7 +92,7 @@ static void runCase(World &world, const SET_CASE &row) {
 }
 
 TEST(SetLive, ArgumentsDecideWhatIsDoneAndWhoseTheTextsAre) {
-  for (const SET_CASE &row : g_setCases) {
+  for (const SetCase &row : g_setCases) {
     SCOPED_TRACE(row.name);
     World world("demo");
     runCase(world, row);
@@ -100,15 +103,15 @@ TEST(SetLive, ArgumentsDecideWhatIsDoneAndWhoseTheTextsAre) {
 TEST(SetLive, ASuccessWithoutATreeIsNoRequest) {
   static decltype(XML_PROTOCOL::Parse) parse;
   World world("demo");
-  getXMLProto();
-  parse = g_xmlProtocol->Parse;
-  g_xmlProtocol->Parse = [](XML_PROTOCOL *service, const CHAR8 *text, XML_NODE **root) EFIAPI -> EFI_STATUS {
+  driver::getXMLProto();
+  parse = driver::g_xmlProtocol->Parse;
+  driver::g_xmlProtocol->Parse = [](XML_PROTOCOL *service, const CHAR8 *text, XML_NODE **root) EFIAPI -> EFI_STATUS {
     bool isRequest = std::string(text).starts_with("<raidData");
     return isRequest ? EFI_SUCCESS : parse(service, text, root);
   };
   sim::clearLog(world.sim);
-  ANSWER answer = world.set({NORMAL, nullptr, "<raidData><Method name='Clear'/></raidData>"});
-  g_xmlProtocol->Parse = parse;
+  OperationAnswer answer = world.set({normal, nullptr, "<raidData><Method name='Clear'/></raidData>"});
+  driver::g_xmlProtocol->Parse = parse;
   EXPECT_FALSE(answer.hasText);
   EXPECT_TRUE(answer.requestFreed);
   EXPECT_EQ(sim::commandCount(world.sim), 0U);
@@ -117,7 +120,7 @@ TEST(SetLive, ASuccessWithoutATreeIsNoRequest) {
 
 TEST(SetLive, RefusesBadArgumentsBeforeAnythingIsTouched) {
   World world("demo");
-  char *options = world.firmware.poolText(RESTORE);
+  char *options = world.firmware.poolText(restoreOptions);
   RAID_XYL_BUFFER inputs[] = {{1, 0, nullptr}, {1, 0, options}};
   RAID_XYL_BUFFER input = {1, 32, inputs}, empty = {1, 32, nullptr};
   RAID_XYL_PARAMETER good = {1, 0}, revision = {2, 1}, instance = {1, 1};
@@ -128,7 +131,7 @@ TEST(SetLive, RefusesBadArgumentsBeforeAnythingIsTouched) {
   EXPECT_EQ(xyl->Set_Live(xyl, &revision, &input, nullptr), EFI_INVALID_PARAMETER);
   EXPECT_EQ(xyl->Set_Live(xyl, &instance, &input, nullptr), EFI_NOT_FOUND);
   EXPECT_EQ(xyl->Set_Live(xyl, &good, &empty, nullptr), EFI_INVALID_PARAMETER);
-  RAID_XYL_DEV unbound = {};
+  driver::RAID_XYL_DEV unbound = {};
   EXPECT_EQ(xyl->Set_Live(&unbound.RaidXylProtocol, &good, &input, nullptr), EFI_INVALID_PARAMETER);
   EXPECT_TRUE(world.firmware.allocated(options));
   // The array that should hold the request and receive the log is missing.
@@ -138,7 +141,7 @@ TEST(SetLive, RefusesBadArgumentsBeforeAnythingIsTouched) {
 
 TEST(SetLive, RefusesOneBlockAsTwoThings) {
   World world("demo");
-  char *text = world.firmware.poolText(METHOD_ONLY), *options = world.firmware.poolText(NORMAL);
+  char *text = world.firmware.poolText(methodOnly), *options = world.firmware.poolText(normal);
   RAID_XYL_PARAMETER parameter = {1, 0};
   RAID_XYL_BUFFER shared[] = {{1, 0, nullptr}, {1, 1, options}};
   struct {
@@ -170,7 +173,7 @@ TEST(SetLive, RefusesOneBlockAsTwoThings) {
 TEST(SetLive, ReleasesTheRequestBeforeItsLog) {
   World world("demo");
   world.clearLog();
-  world.set({NORMAL, nullptr, "<raidData><Method name=\"GetKeyID\"/><Adapter/></raidData>"});
+  world.set({normal, nullptr, "<raidData><Method name=\"GetKeyID\"/><Adapter/></raidData>"});
   std::string log = world.log();
   EXPECT_LT(log.rfind("TarnFree: Exit. Success"), log.find("PrintRestoreLog: <?xml"));
 }

@@ -3,14 +3,16 @@
 #include "providers/sim_controller/hand.h"
 #include "tests/driver/live/request_text.h"
 
-using EDITS = std::vector<std::pair<const char *, const char *>>;
+using namespace xyl;
 
-static const EDITS NONE = {};
-static const EDITS WWN = {{"<FQDD>adapter-0</FQDD>\n        <WWN>", "<WWN>1"}};
-static const EDITS RATE = {{"<Editable>true</Editable>\n          <Value>30", "<Value>99"}};
-static const EDITS OLDER = {{"<FirmwareVersion>2.1", "<FirmwareVersion>2.2"}};
+using Edits = std::vector<std::pair<const char *, const char *>>;
 
-static EDITS both(EDITS edits, const EDITS &more) {
+static const Edits noChange = {};
+static const Edits WWN = {{"<FQDD>adapter-0</FQDD>\n        <WWN>", "<WWN>1"}};
+static const Edits rate = {{"<Editable>true</Editable>\n          <Value>30", "<Value>99"}};
+static const Edits older = {{"<FirmwareVersion>2.1", "<FirmwareVersion>2.2"}};
+
+static Edits both(Edits edits, const Edits &more) {
   edits.insert(edits.end(), more.begin(), more.end());
   return edits;
 }
@@ -19,34 +21,34 @@ static EDITS both(EDITS edits, const EDITS &more) {
 #define PRINTED "RAIDXYLVerify:Config change detected : "
 
 TEST(Verify, DifferencesAreBitsAndMessages) {
-  constexpr sim::Mode CC = sim::modeCheckConsistency;
-  constexpr UINT32 PART = VERIFY_PART_REPLACEMENT, CHANGE = VERIFY_CONFIG_CHANGE, LOWER = VERIFY_FW_LOWER;
+  constexpr sim::Mode cc = sim::modeCheckConsistency;
+  constexpr UINT32 part = VERIFY_PART_REPLACEMENT, changeValue = VERIFY_CONFIG_CHANGE, lower = VERIFY_FW_LOWER;
   struct {
     const char *what;
     sim::Mode mode;
     UINT8 value; // of the mode; all others are 0x80
-    EDITS saved;
+    Edits saved;
     UINT32 result;
     const char *said; // warnings and errors of the log, and the console
   } cases[] = {
-      {"nothing", CC, 0x80, NONE, 0, ""},
-      {"another adapter", CC, 0x80, WWN, PART, "WARN RAIDXYLVerify: Part Replacement detected\n"},
-      {"consistency check", CC, 0x81, NONE, CHANGE, CHANGED "CC Mode changed\n"},
-      {"a mode that is not live", CC, 0x01, NONE, 0, ""},
-      {"a mode that is not saved", CC, 0x81, {{"<CheckConsistencyMode>Normal</CheckConsistencyMode>", ""}}, 0, ""},
-      {"patrol read", sim::modePatrolRead, 0x84, NONE, CHANGE, CHANGED "patrolReadMode changed\n"},
-      {"patrol read areas only", sim::modePatrolRead, 0xF3, NONE, 0, ""},
-      {"uncertified disks", sim::modeUncertified, 0x82, NONE, CHANGE, PRINTED "Uncertified Mode changed \n"},
-      {"load balance", sim::modeLoadBalance, 0x81, NONE, CHANGE, PRINTED "Load Balance Mode changed \n"},
-      {"learn", sim::modeLearn, 0x82, NONE, CHANGE, PRINTED "Learn Mode changed \n"},
-      {"copy back", sim::modeCopyBack, 0x83, NONE, CHANGE, CHANGED "copyBackMode changed\n"},
-      {"a rate", CC, 0x80, RATE, CHANGE, CHANGED "Rebuild changed\n"},
-      {"a rate that may no longer be edited", CC, 0x80, {{"<Editable>true", "<Editable>false"}}, 0, ""},
-      {"a rate in another slot", CC, 0x80, both(RATE, {{"<Rate>", "<Rate/><Rate>"}}), 0, ""},
-      {"replaced, reset and older", CC, 0x80, both(both(WWN, RATE), OLDER), PART | CHANGE | LOWER,
+      {"nothing", cc, 0x80, noChange, 0, ""},
+      {"another adapter", cc, 0x80, WWN, part, "WARN RAIDXYLVerify: Part Replacement detected\n"},
+      {"consistency check", cc, 0x81, noChange, changeValue, CHANGED "CC Mode changed\n"},
+      {"a mode that is not live", cc, 0x01, noChange, 0, ""},
+      {"a mode that is not saved", cc, 0x81, {{"<CheckConsistencyMode>Normal</CheckConsistencyMode>", ""}}, 0, ""},
+      {"patrol read", sim::modePatrolRead, 0x84, noChange, changeValue, CHANGED "patrolReadMode changed\n"},
+      {"patrol read areas only", sim::modePatrolRead, 0xF3, noChange, 0, ""},
+      {"uncertified disks", sim::modeUncertified, 0x82, noChange, changeValue, PRINTED "Uncertified Mode changed \n"},
+      {"load balance", sim::modeLoadBalance, 0x81, noChange, changeValue, PRINTED "Load Balance Mode changed \n"},
+      {"learn", sim::modeLearn, 0x82, noChange, changeValue, PRINTED "Learn Mode changed \n"},
+      {"copy back", sim::modeCopyBack, 0x83, noChange, changeValue, CHANGED "copyBackMode changed\n"},
+      {"a rate", cc, 0x80, rate, changeValue, CHANGED "Rebuild changed\n"},
+      {"a rate that may no longer be edited", cc, 0x80, {{"<Editable>true", "<Editable>false"}}, 0, ""},
+      {"a rate in another slot", cc, 0x80, both(rate, {{"<Rate>", "<Rate/><Rate>"}}), 0, ""},
+      {"replaced, reset and older", cc, 0x80, both(both(WWN, rate), older), part | changeValue | lower,
        "WARN RAIDXYLVerify: Part Replacement detected\n" CHANGED "Rebuild changed\n"},
-      {"of another vendor", CC, 0x80, both(OLDER, {{"4E54</SubvendorID>\n          <", "1</SubvendorID><"}}), 0, ""},
-      {"of another model", CC, 0x80, both(OLDER, {{"0091</DeviceID>\n          <", "1</DeviceID><"}}), LOWER, ""},
+      {"of another vendor", cc, 0x80, both(older, {{"4E54</SubvendorID>\n          <", "1</SubvendorID><"}}), 0, ""},
+      {"of another model", cc, 0x80, both(older, {{"0091</DeviceID>\n          <", "1</DeviceID><"}}), lower, ""},
   };
   for (const auto &row : cases) {
     SCOPED_TRACE(row.what);
@@ -63,7 +65,7 @@ TEST(Verify, DifferencesAreBitsAndMessages) {
     world.clearLog();
     world.console();
     UINT64 calls = world.firmware.consoleCalls();
-    ANSWER answer = world.verify(saved);
+    OperationAnswer answer = world.verify(saved);
     EXPECT_EQ(name(answer.status), name(EFI_SUCCESS));
     EXPECT_EQ(answer.result, row.result);
     std::string said, log = world.log();
@@ -105,7 +107,7 @@ TEST(Verify, FirmwareIsComparedWithinItsMajorVersion) {
   };
   for (const auto &row : cases) {
     sim::setFirmware(world.sim, row.live);
-    ANSWER answer = world.verify(replaced(saved, "21.3.4-0001</F", row.saved + "</F"));
+    OperationAnswer answer = world.verify(replaced(saved, "21.3.4-0001</F", row.saved + "</F"));
     EXPECT_EQ(answer.result, row.result) << row.saved;
   }
 }
@@ -118,15 +120,15 @@ TEST(Verify, ArgumentsAndNewDataAreCheckedBeforeTheController) {
   RAID_XYL_BUFFER input = {1, 0, &documents[1]}, noArray = {1, 0, nullptr}, noText = {1, 0, documents};
   RAID_XYL_BUFFER none = {1, 0, documents}, tiny = {1, 31, nullptr}, given = {1, 32, documents};
   RAID_XYL_BUFFER noNewArray = {1, 32, nullptr}, noNewText = {1, 32, &documents[1]};
-  RAID_XYL_DEV unbound = {};
+  driver::RAID_XYL_DEV unbound = {};
   RAID_XYL_PROTOCOL *xyl = world.xyl;
   UINT32 result = 0x55;
   auto verify = [&](RAID_XYL_PROTOCOL *table, RAID_XYL_BUFFER *saved, RAID_XYL_BUFFER *newData) {
-    return RAIDXYLVerify(table, &parameter, saved, newData, &result);
+    return driver::RAIDXYLVerify(table, &parameter, saved, newData, &result);
   };
   uint64_t commands = world.sim->commandCount;
-  EXPECT_EQ(RAIDXYLVerify(xyl, nullptr, &input, nullptr, &result), EFI_INVALID_PARAMETER);
-  EXPECT_EQ(RAIDXYLVerify(xyl, &parameter, &input, nullptr, nullptr), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(driver::RAIDXYLVerify(xyl, nullptr, &input, nullptr, &result), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(driver::RAIDXYLVerify(xyl, &parameter, &input, nullptr, nullptr), EFI_INVALID_PARAMETER);
   EXPECT_EQ(verify(nullptr, &input, nullptr), EFI_INVALID_PARAMETER);
   EXPECT_EQ(verify(xyl, nullptr, nullptr), EFI_INVALID_PARAMETER);
   EXPECT_EQ(result, 0x55u);
@@ -164,7 +166,7 @@ TEST(Verify, DocumentsAndAnswersThatDoNotServe) {
   for (const auto &row : cases) {
     world.clearLog();
     sim::addFault(world.sim, {row.kind, RAID_COMMAND_GET, RAID_OBJECT_ADAPTER, 1, false, EFI_DEVICE_ERROR, row.bytes});
-    ANSWER answer = world.verify(row.saved);
+    OperationAnswer answer = world.verify(row.saved);
     EXPECT_EQ(name(answer.status), name(row.status)) << row.line;
     EXPECT_EQ(answer.result, 0U);
     EXPECT_NE(world.log().find(row.line), std::string::npos) << world.log();

@@ -4,6 +4,9 @@
 
 #include <cstring>
 
+using namespace xyl;
+using namespace xyl::driver;
+
 // A number that goes into a field leaves all around it alone, and of a larger one than the field only the low bits.
 TEST(Readers, EveryNumberFillsItsFieldAndNothingElse) {
   std::vector<std::string> texts;
@@ -16,22 +19,23 @@ TEST(Readers, EveryNumberFillsItsFieldAndNothingElse) {
     }
   }
   size_t rows = 0;
-  for (const FIELD_TABLE *table : {&g_headerFields, &g_adapterFields, &g_enclosureFields, &g_pdFields, &g_vdFields,
-                                   &g_levelDescFields, &g_pciIdentityFields, &g_pciLocationFields, &g_rateFields}) {
-    for (UINT32 i = 0; i < table->RowCount; ++i) {
-      const FIELD_ROW &row = table->Rows[i];
-      rows += row.Format == FORMAT_DECIMAL || row.Format == FORMAT_HEX ? 1 : 0;
-      for (size_t j = 0; j < texts.size() && (row.Format == FORMAT_DECIMAL || row.Format == FORMAT_HEX); ++j) {
+  for (const FieldTable *table : {&g_headerFields, &g_adapterFields, &g_enclosureFields, &g_pdFields, &g_vdFields,
+                                  &g_levelDescFields, &g_pciIdentityFields, &g_pciLocationFields, &g_rateFields}) {
+    for (UINT32 i = 0; i < table->rowCount; ++i) {
+      const FieldRow &row = table->rows[i];
+      rows += row.format == FieldFormat::decimal || row.format == FieldFormat::hex ? 1 : 0;
+      for (size_t j = 0; j < texts.size() && (row.format == FieldFormat::decimal || row.format == FieldFormat::hex);
+           ++j) {
         UINT8 record[RAID_RECORD_SIZE], wanted[RAID_RECORD_SIZE];
         std::memset(record, 0xA5, sizeof(record));
         std::memset(wanted, 0xA5, sizeof(wanted));
-        UINT64 number = row.Format == FORMAT_HEX ? hexOf(texts[j]) : decimalOf(texts[j]);
-        number = row.Mask == 0 ? number : number * 2 + 1; // above the bit that another element has
-        std::memcpy(wanted + row.Place.Offset, &number, row.Place.Width);
+        UINT64 number = row.format == FieldFormat::hex ? hexOf(texts[j]) : decimalOf(texts[j]);
+        number = row.mask == 0 ? number : number * 2 + 1; // above the bit that another element has
+        std::memcpy(wanted + row.place.offset, &number, row.place.width);
         XML_NODE node = {};
         node.Content = texts[j].data();
         ASSERT_EQ(readField(&node, row, record), EFI_SUCCESS);
-        ASSERT_EQ(std::memcmp(record, wanted, sizeof(record)), 0) << row.Element << " " << texts[j];
+        ASSERT_EQ(std::memcmp(record, wanted, sizeof(record)), 0) << row.element << " " << texts[j];
       }
     }
   }

@@ -3,6 +3,9 @@
 
 #include "tests/driver/request/parsed.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 namespace {
 
 TEST(Documents, MethodsGoToTheAdapterThatFollows) {

@@ -6,10 +6,12 @@
 #include "driver/request/request.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 // Room for one configuration, as the operations give it; released with all it owns.
 struct Parsed {
-  explicit Parsed(const std::string &text) { status = ParseXMLBlob(text.c_str(), &config, &count); }
-  ~Parsed() { releaseConfig(config); }
+  explicit Parsed(const std::string &text) { status = driver::ParseXMLBlob(text.c_str(), &config, &count); }
+  ~Parsed() { driver::releaseConfig(config); }
   Parsed(const Parsed &) = delete;
   Parsed &operator=(const Parsed &) = delete;
 
@@ -26,7 +28,7 @@ struct ReadingWorld : World {
 // The inventory document of a configuration.
 inline std::string written(const RAID_CONFIG &config) {
   CHAR8 *text = nullptr;
-  EXPECT_EQ(name(cacheToXML(&config, &text)), name(EFI_SUCCESS));
+  EXPECT_EQ(name(driver::cacheToXML(&config, &text)), name(EFI_SUCCESS));
   std::string document = text == nullptr ? "" : text;
   poolFree(text);
   return document;

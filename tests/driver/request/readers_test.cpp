@@ -3,6 +3,9 @@
 #include "base/pool.h"
 #include "tests/driver/request/parsed.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 namespace {
 
 // Arrays of nested objects are made once, for as many as there are; others double, from four on.

@@ -4,6 +4,9 @@
 #include "driver/xml/xml.h"
 #include "tests/driver/request/parsed.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 namespace {
 
 std::string expanded(std::string line) {
@@ -35,51 +38,51 @@ std::string readable(const void *bytes, size_t size) {
 }
 
 // The fields of a record that are not zero, by their elements' names.
-std::string fieldsOf(const void *record, const FIELD_TABLE &fields);
+std::string fieldsOf(const void *record, const FieldTable &fields);
 
-std::string fieldText(const void *record, const FIELD_ROW &row) {
-  const UINT8 *at = static_cast<const UINT8 *>(record) + row.Place.Offset;
-  const void *pointer = row.Place.Width == sizeof(void *) ? fieldPointer(record, row.Place) : nullptr;
+std::string fieldText(const void *record, const FieldRow &row) {
+  const UINT8 *at = static_cast<const UINT8 *>(record) + row.place.offset;
+  const void *pointer = row.place.width == sizeof(void *) ? fieldPointer(record, row.place) : nullptr;
   std::string text;
-  switch (row.Format) {
-  case FORMAT_WIDE_TEXT: {
+  switch (row.format) {
+  case FieldFormat::wideText: {
     std::u16string wide = pointer == nullptr ? u"" : static_cast<const CHAR16 *>(pointer);
     return pointer == nullptr ? "" : readable(std::string(wide.begin(), wide.end()).data(), wide.size());
   }
-  case FORMAT_FIXED_TEXT:
-    return std::count(at, at + row.Place.Width, 0) == row.Place.Width ? "" : readable(at, row.Place.Width);
-  case FORMAT_ID_LIST:
-    for (UINT64 i = 0; pointer != nullptr && i < fieldLoad(record, row.Count); ++i) {
+  case FieldFormat::fixedText:
+    return std::count(at, at + row.place.width, 0) == row.place.width ? "" : readable(at, row.place.width);
+  case FieldFormat::idList:
+    for (UINT64 i = 0; pointer != nullptr && i < fieldLoad(record, row.count); ++i) {
       text += (i == 0 ? "" : ",") + std::to_string(static_cast<const UINT32 *>(pointer)[i]);
     }
     return text;
-  case FORMAT_RAID_LEVEL_PARAMS:
+  case FieldFormat::raidLevelParams:
     for (int i = 0; pointer != nullptr &&
                     i < __builtin_popcount(static_cast<const RAID_ADAPTER_RECORD *>(record)->SupportedRAIDLevels);
          ++i) {
       text += "{" + fieldsOf(static_cast<const RAID_LEVEL_PARAMS *>(pointer) + i, g_levelDescFields) + "}";
     }
     return text;
-  case FORMAT_RATES:
+  case FieldFormat::rates:
     for (size_t i = 0; i < RAID_RATE_COUNT; ++i) {
       text += "{" + fieldsOf(at + i * sizeof(RAID_RATE), g_rateFields) + "}";
     }
     return text.size() == 2 * RAID_RATE_COUNT ? "" : text;
-  case FORMAT_PCI_IDENTITY:
+  case FieldFormat::pciIdentity:
     return fieldsOf(at, g_pciIdentityFields) + fieldsOf(at, g_pciLocationFields);
-  case FORMAT_RAID_LEVEL_DESC:
+  case FieldFormat::raidLevelDesc:
     return fieldsOf(at, g_levelDescFields);
   default:
-    return fieldLoad(record, row.Place) == 0 ? "" : hex(fieldLoad(record, row.Place));
+    return fieldLoad(record, row.place) == 0 ? "" : hex(fieldLoad(record, row.place));
   }
 }
 
-std::string fieldsOf(const void *record, const FIELD_TABLE &fields) {
+std::string fieldsOf(const void *record, const FieldTable &fields) {
   std::string text;
-  for (UINT32 i = 0; i < fields.RowCount; ++i) {
-    const FIELD_ROW &row = fields.Rows[i];
-    std::string value = row.Place.Width == 0 || (row.Flags & FIELD_READ_ONLY) != 0 ? "" : fieldText(record, row);
-    text += value.empty() ? "" : std::string(" ") + row.Element + "=" + value;
+  for (UINT32 i = 0; i < fields.rowCount; ++i) {
+    const FieldRow &row = fields.rows[i];
+    std::string value = row.place.width == 0 || (row.flags & fieldReadOnly) != 0 ? "" : fieldText(record, row);
+    text += value.empty() ? "" : std::string(" ") + row.element + "=" + value;
   }
   return text;
 }

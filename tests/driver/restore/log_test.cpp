@@ -4,10 +4,13 @@
 #include "driver/controller/controller.h"
 #include "driver/restore/steps.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 // A log of the operations that add adds.
 template <class T> static std::string logOf(T add) {
   XML_NODE *root = CreateXMLNode("RaidConfig");
-  RESTORE_LOG log = {root, nullptr};
+  RestoreLog log = {root, nullptr};
   add(&log);
   RAID_XYL_BUFFER element = {};
   RAID_XYL_BUFFER output = {1, 32, &element};
@@ -64,13 +67,13 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
       {3, 12, 0, 0, nullptr, &key, 0},
       {3, 14, 0, 0, nullptr, &remote, 0},
   };
-  World world(WORLD_OPTIONS{.preset = nullptr});
+  World world(WorldOptions{.preset = nullptr});
   setCurrentDisks(current, 2);
   world.markBalance();
   std::string all, said;
   for (RAID_CMD_BLOCK &block : blocks) {
     world.clearLog();
-    std::string text = logOf([&](RESTORE_LOG *log) { _RestoreLogAddProgressNode(nullptr, EFI_SUCCESS, &block, log); });
+    std::string text = logOf([&](RestoreLog *log) { _RestoreLogAddProgressNode(nullptr, EFI_SUCCESS, &block, log); });
     EXPECT_EQ(countOf(world.log(), "Failed to create detail XML Node"), countOf(text, "<Detail/>")) << text;
     all += text + "\n";
     said += world.log();
@@ -83,24 +86,24 @@ TEST(RestoreLog, DetailFollowsCommandAndObject) {
 }
 
 TEST(RestoreLog, IsNoneWithoutTheXmlService) {
-  World world(WORLD_OPTIONS{.preset = nullptr, .xmlService = false});
-  RESTORE_LOG log = {};
+  World world(WorldOptions{.preset = nullptr, .xmlService = false});
+  RestoreLog log = {};
   _RestoreLogInit(RUN_MODE_RESTORE, &log);
-  EXPECT_EQ(log.Root, nullptr);
+  EXPECT_EQ(log.root, nullptr);
   EXPECT_EQ(countOf(world.log(), "Error in getXMLProto"), 1u);
 }
 
 TEST(RestoreLog, IsHandedOverFromItsRootOnAndPrintedInPiecesOfAHundred) {
-  World world(WORLD_OPTIONS{.preset = nullptr});
-  RESTORE_LOG log = {CreateXMLNode("Old"), nullptr}, none = {};
+  World world(WorldOptions{.preset = nullptr});
+  RestoreLog log = {CreateXMLNode("Old"), nullptr}, none = {};
   _RestoreLogInit(0, nullptr);
   _RestoreLogAddProgressNode("Lost", EFI_SUCCESS, nullptr, nullptr);
   _RestoreLogAddProgressNode("Lost", EFI_SUCCESS, nullptr, &none);
-  EXPECT_EQ(none.Root, nullptr);
+  EXPECT_EQ(none.root, nullptr);
   _RestoreLogInit(RUN_MODE_RESTORE | RUN_MODE_STOP_ON_ERROR, &log);
   _RestoreLogAddProgressNode("Warned", 4, nullptr, &log);
   _RestoreLogAddProgressNode(nullptr, EFI_ERROR_BIT | 0x1BCDEF0123ULL, nullptr, &log);
-  XML_NODE *root = log.Root;
+  XML_NODE *root = log.root;
   char nothing;
   RAID_XYL_BUFFER output = {5, 6, &nothing};
   world.clearLog();

@@ -4,19 +4,21 @@
 #include "driver/restore/restore.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 TEST(Restore, NeedsAnAdapterOfTheSameKind) {
   World world("empty");
   std::string live = world.get().text;
   for (const char *id : {"VendorID", "DeviceID", "SubvendorID", "SubdeviceID"}) {
     std::string open = "<" + std::string(id) + ">";
     std::string saved = std::regex_replace(live, std::regex(open + "...."), open + "F00D");
-    EXPECT_EQ(name(world.set({RESTORE_REBUILD, saved.c_str()}).status), name(EFI_UNSUPPORTED)) << id;
+    EXPECT_EQ(name(world.set({restoreRebuild, saved.c_str()}).status), name(EFI_UNSUPPORTED)) << id;
   }
 }
 
 // Data of size 0 is no answer, but it goes back.
 TEST(Restore, GivesEmptyAnswersBack) {
-  World world(WORLD_OPTIONS{.preset = nullptr});
+  World world(WorldOptions{.preset = nullptr});
   static char answer;
   static int out;
   RAID_MGMT_PROTOCOL mgmt = {};
@@ -30,6 +32,6 @@ TEST(Restore, GivesEmptyAnswersBack) {
     return EFI_SUCCESS;
   };
   RAID_CONFIG config = {};
-  EXPECT_EQ(name(RaidRestore(&mgmt, &config, 0, nullptr)), name(EFI_NOT_FOUND));
+  EXPECT_EQ(name(driver::RaidRestore(&mgmt, &config, 0, nullptr)), name(EFI_NOT_FOUND));
   EXPECT_EQ(out, 0);
 }

@@ -4,8 +4,11 @@
 #include "driver/restore/restore.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 TEST(RunTime, OptionsSetTheirBits) {
-  World world(WORLD_OPTIONS{.preset = nullptr});
+  World world(WorldOptions{.preset = nullptr});
   std::istringstream documents(sourceFile("tests/driver/restore/options.txt"));
   std::ostringstream readings;
   UINT32 flags = 0;
@@ -34,7 +37,7 @@ static EFI_STATUS EFIAPI parseAndFail(XML_PROTOCOL *service, const CHAR8 *text, 
 
 TEST(RunTime, TheServicesWordCounts) {
   UINT32 flags = 0;
-  World world(WORLD_OPTIONS{.preset = nullptr});
+  World world(WorldOptions{.preset = nullptr});
   getXMLProto();
   g_parse = g_xmlProtocol->Parse;
   g_xmlProtocol->Parse = parseAndFail;

@@ -7,7 +7,9 @@
 #include "tests/driver/live/request_text.h"
 #include "tests/support/kept_state.h"
 
-static constexpr UINT64 GB = 1000000000ULL;
+using namespace xyl;
+
+static constexpr UINT64 gb = 1000000000ULL;
 
 // What the restore and the operation said, repetitions counted; that of the readers before them has its own tests, and
 // the log document stands behind.
@@ -39,9 +41,9 @@ static std::string joined(const std::vector<std::string> &lines) {
   return text;
 }
 
-static const char *const SAVED = "saved"; // what Get_Live said before what happened
+static const char *const savedDocument = "saved"; // what Get_Live said before what happened
 
-struct STORY {
+struct Story {
   const char *name;
   const char *preset;
   void (*happens)(World &world); // or null
@@ -51,11 +53,11 @@ struct STORY {
   const char *from = "", *to = ""; // in the saved document
 };
 
-static std::string tell(World &world, const STORY &story, const std::string &saved) {
+static std::string tell(World &world, const Story &story, const std::string &saved) {
   std::string document = replaced(saved, story.from, story.to);
   world.clearLog();
-  ANSWER answer = world.set({story.options, story.saved == SAVED ? document.c_str() : story.saved,
-                             story.request.empty() ? nullptr : story.request.c_str()});
+  OperationAnswer answer = world.set({story.options, story.saved == savedDocument ? document.c_str() : story.saved,
+                                      story.request.empty() ? nullptr : story.request.c_str()});
   world.expectBalanced(story.name);
   return name(answer.status) + "\n\n" + joined(linesSaid(world)) + "\n" + answer.text;
 }
@@ -64,37 +66,37 @@ static void fault(World &world, sim::FaultKind kind, UINT32 objectType, UINT32 b
   sim::addFault(world.sim, {kind, RAID_COMMAND_GET, objectType, 1, false, EFI_SUCCESS, bytes});
 }
 
-static const std::string GONE = "<raidData>" + method("Identify", "Adapter") + dedicateSpare(1010, {1}) + "</raidData>";
+static const std::string gone = "<raidData>" + method("Identify", "Adapter") + dedicateSpare(1010, {1}) + "</raidData>";
 
 // clang-format off
-static const STORY g_stories[] = {
-    {"preserve", "direct", [](World &world) { sim::setRate(world.sim, u"Rebuild", 77); }, RESTORE, SAVED},
-    {"preserve_mode", "direct", [](World &world) { sim::setMode(world.sim, sim::modeLearn, 0x81); }, RESTORE, SAVED},
-    {"preserve_all", "direct", nullptr, RESTORE, SAVED},
-    {"host_adapter", "sas", nullptr, RESTORE_REBUILD, SAVED, {}, "</RAIDLevelDesc>\n          <Attributes>", "</RAIDLevelDesc><Attributes><Attrib>CacheCade</Attrib>"},
-    {"other_adapter", "empty", [](World &world) { world.sim->adapter.record.PCIID.SubdeviceID ^= 1; }, RESTORE_REBUILD, SAVED},
-    {"unknown_member", "direct", nullptr, RESTORE_REBUILD, SAVED, {}, "<PD>1", "<PD>771"},
-    {"no_disks", "direct", [](World &world) { fault(world, sim::faultNoData, RAID_OBJECT_PHYSICAL_DISK, 0); }, RESTORE_REBUILD, SAVED},
-    {"short_adapter", "direct", [](World &world) { fault(world, sim::faultSize, RAID_OBJECT_ADAPTER, 511); }, RESTORE_REBUILD, SAVED},
-    {"replace", "direct", nullptr, NORMAL, SAVED},
-    {"change", "demo", nullptr, NORMAL, SAVED,
+static const Story g_stories[] = {
+    {"preserve", "direct", [](World &world) { sim::setRate(world.sim, u"Rebuild", 77); }, restoreOptions, savedDocument},
+    {"preserve_mode", "direct", [](World &world) { sim::setMode(world.sim, sim::modeLearn, 0x81); }, restoreOptions, savedDocument},
+    {"preserve_all", "direct", nullptr, restoreOptions, savedDocument},
+    {"host_adapter", "sas", nullptr, restoreRebuild, savedDocument, {}, "</RAIDLevelDesc>\n          <Attributes>", "</RAIDLevelDesc><Attributes><Attrib>CacheCade</Attrib>"},
+    {"other_adapter", "empty", [](World &world) { world.sim->adapter.record.PCIID.SubdeviceID ^= 1; }, restoreRebuild, savedDocument},
+    {"unknown_member", "direct", nullptr, restoreRebuild, savedDocument, {}, "<PD>1", "<PD>771"},
+    {"no_disks", "direct", [](World &world) { fault(world, sim::faultNoData, RAID_OBJECT_PHYSICAL_DISK, 0); }, restoreRebuild, savedDocument},
+    {"short_adapter", "direct", [](World &world) { fault(world, sim::faultSize, RAID_OBJECT_ADAPTER, 511); }, restoreRebuild, savedDocument},
+    {"replace", "direct", nullptr, normal, savedDocument},
+    {"change", "demo", nullptr, normal, savedDocument,
      "<raidData>" + createVirtualDisk("RAID 1", reference(0), {1009, 1010}) + dedicateSpare(1018, {reference(0)}) +
          method("Change", "Adapter", {}, "<Adapter><CopyBackMode>Off</CopyBackMode></Adapter>") +
          method("GetKeyID", "Adapter") + method("SecureErase", "Adapter") +
          method("Lock", "Adapter", {}, "<Key><Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>" PASSPHRASE_BASE64 "</Passphrase></Key>") +
          method("Delete", "Virtual Disk", {77}) + method("Identify", "Adapter") + "</raidData>"},
-    {"gone_disk", "demo", [](World &world) { sim::pullDisk(world.sim, 1010); }, NORMAL, SAVED, GONE},
+    {"gone_disk", "demo", [](World &world) { sim::pullDisk(world.sim, 1010); }, normal, savedDocument, gone},
     // A text above 0x7F is not the same after reading, and where there is none nothing is found.
-    {"odd_fqdd", "demo", [](World &world) { sim::findDisk(world.sim, 1010)->FQDD[0] = 0xE4; }, NORMAL, SAVED, GONE, "<FQDD>disk-09.enclosure-0", "<FQDD>&#228;isk-09.enclosure-0"},
-    {"no_fqdd", "demo", nullptr, NORMAL, SAVED, GONE, "<FQDD>disk-09.enclosure-0.adapter-0</FQDD>", ""},
+    {"odd_fqdd", "demo", [](World &world) { sim::findDisk(world.sim, 1010)->FQDD[0] = 0xE4; }, normal, savedDocument, gone, "<FQDD>disk-09.enclosure-0", "<FQDD>&#228;isk-09.enclosure-0"},
+    {"no_fqdd", "demo", nullptr, normal, savedDocument, gone, "<FQDD>disk-09.enclosure-0.adapter-0</FQDD>", ""},
     {"no_options", "empty", nullptr, "x", nullptr},
     {"no_mode", "empty", nullptr, "<RunMode><StopOnError>True</StopOnError></RunMode>", nullptr},
-    {"no_request", "empty", nullptr, NORMAL, nullptr, "x"},
+    {"no_request", "empty", nullptr, normal, nullptr, "x"},
 };
 // clang-format on
 
 TEST(Stories, AreToldLineForLine) {
-  for (const STORY &story : g_stories) {
+  for (const Story &story : g_stories) {
     World world(story.preset);
     std::string saved = world.get().text;
     if (story.happens != nullptr) {
@@ -112,11 +114,11 @@ static void happen(sim::Controller *sim) {
   sim::setMode(sim, sim::modePatrolRead, 0x84);
   sim::setRate(sim, u"Patrol Read", 99);
   sim::swapDisks(sim, 1001, 1009);       // a plain and an encrypting one: no Secret
-  sim::replaceDisk(sim, 1008, 500 * GB); // too small for a spare
+  sim::replaceDisk(sim, 1008, 500 * gb); // too small for a spare
   UINT32 shelf = sim::findDisk(sim, 1012)->record.EnclosureObjectID;
   sim::pullDisk(sim, 1012); // stood in for by a new one elsewhere
-  sim::insertDisk(sim, shelf, 9, {5000 * GB, 0x10, 1});
-  sim::replaceDisk(sim, 1011, 100 * GB); // too small: no Cache
+  sim::insertDisk(sim, shelf, 9, {5000 * gb, 0x10, 1});
+  sim::replaceDisk(sim, 1011, 100 * gb); // too small: no Cache
   const UINT32 foreign[] = {1018, 1019};
   sim::makeForeign(sim, /* RAID 1 */ 4, foreign, 2);
 }
@@ -127,8 +129,8 @@ static void addVirtualDisks(World &world) {
                              "</Attributes></VD>";
   const char *const cache = "<VD><Name>Cache</Name><RAIDLevel>RAID 0</RAIDLevel><Attributes><Attrib>CacheCade</Attrib>"
                             "</Attributes></VD>";
-  ANSWER answer = applyRequest(world, method("Create", "Virtual Disk", {1009, 1010}, secret) +
-                                          method("Create", "Virtual Disk", {1011}, cache));
+  OperationAnswer answer = applyRequest(world, method("Create", "Virtual Disk", {1009, 1010}, secret) +
+                                                   method("Create", "Virtual Disk", {1011}, cache));
   ASSERT_EQ(name(answer.status), name(EFI_SUCCESS)) << answer.text;
   sim::setRate(world.sim, u"Patrol Read", 7);
 }
@@ -139,7 +141,8 @@ TEST(Stories, ARebuildBringsBackWhatWasSaved) {
   std::string saved = world.get().text;
   happen(world.sim);
   world.markBalance();
-  expectGolden("driver/restore/stories/rebuild.txt", tell(world, {"", "", nullptr, RESTORE_REBUILD, SAVED}, saved));
+  expectGolden("driver/restore/stories/rebuild.txt",
+               tell(world, {"", "", nullptr, restoreRebuild, savedDocument}, saved));
   EXPECT_EQ(world.verify(saved).result, 0u);
   EXPECT_FALSE(world.sim->key.present);
   EXPECT_EQ(sim::stateFault(world.sim), nullptr);
@@ -149,27 +152,27 @@ static void giveKey(World &world) {
   world.sim->key = {true, "k", {'p'}, RAID_KEY_MODE_LKM};
 }
 
-static const STORY g_failing[] = {
-    {"rebuild", "direct", nullptr, RESTORE_REBUILD, SAVED},
-    {"rebuild, stopping", "direct", giveKey, STOPPING, SAVED},
-    {"replace", "direct", nullptr, NORMAL, SAVED},
-    {"change", "direct", nullptr, NORMAL, SAVED,
+static const Story g_failing[] = {
+    {"rebuild", "direct", nullptr, restoreRebuild, savedDocument},
+    {"rebuild, stopping", "direct", giveKey, stopping, savedDocument},
+    {"replace", "direct", nullptr, normal, savedDocument},
+    {"change", "direct", nullptr, normal, savedDocument,
      "<raidData>" + dedicateSpare(1006, {1}) + method("Delete", "Virtual Disk", {1}) +
          createVirtualDisk("RAID 0", reference(0), {1001}) + dedicateSpare(1006, {reference(0)}) + "</raidData>"},
 };
 
 // Runs a story again and again from the same state.
-struct RERUN {
-  const STORY &story;
+struct Rerun {
+  const Story &story;
   World world{story.preset};
   std::string saved = world.get().text;
-  KEPT_STATE start{world.sim};
+  KeptState start{world.sim};
   std::vector<std::string> usual = {};
 
-  explicit RERUN(const STORY &of) : story(of) {
+  explicit Rerun(const Story &of) : story(of) {
     if (story.happens != nullptr) {
       story.happens(world);
-      start = KEPT_STATE(world.sim);
+      start = KeptState(world.sim);
     }
     run();
     usual = linesSaid(world);
@@ -188,8 +191,8 @@ struct RERUN {
 
 TEST(Stories, OfEachFailingCommand) {
   std::string told;
-  for (const STORY &story : g_failing) {
-    RERUN rerun(story);
+  for (const Story &story : g_failing) {
+    Rerun rerun(story);
     for (UINT64 n = 1;; ++n) {
       sim::failCommand(rerun.world.sim, n, /* once= */ true, EFI_DEVICE_ERROR);
       std::string text = rerun.run();
@@ -206,8 +209,8 @@ TEST(Stories, OfEachFailingCommand) {
 
 TEST(Stories, OfMemoryThatRunsOut) {
   std::set<std::string> told;
-  for (const STORY &story : g_failing) {
-    RERUN rerun(story);
+  for (const Story &story : g_failing) {
+    Rerun rerun(story);
     uint64_t failed = 1;
     for (uint64_t n = 1; failed != 0; ++n) {
       failed = rerun.world.firmware.pool().failedAllocations;

@@ -2,7 +2,9 @@
 
 #include "driver/xml/xml.h"
 
-static constexpr std::string_view ALPHABET = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+using namespace xyl;
+
+static constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 static std::string decoded(std::string text) {
   std::string bytes;
@@ -10,8 +12,8 @@ static std::string decoded(std::string text) {
   for (size_t i = 0; i < text.size(); i += 4) {
     size_t value = 0;
     for (size_t j = i; j < i + 4; ++j) {
-      size_t digit = ALPHABET.find(text[j]);
-      value = value * 64 + (digit == ALPHABET.npos ? 0 : digit);
+      size_t digit = alphabet.find(text[j]);
+      value = value * 64 + (digit == alphabet.npos ? 0 : digit);
     }
     for (size_t count = text[i + 2] == '=' ? 1 : text[i + 3] == '=' ? 2 : 3; count != 0; --count) {
       bytes += static_cast<char>(value / 65536);
@@ -22,9 +24,9 @@ static std::string decoded(std::string text) {
 }
 
 static std::string read(const std::string &text) {
-  std::vector<UINT8> bytes(Base64DecodedLength(text.c_str())); // no room behind its end
+  std::vector<UINT8> bytes(driver::Base64DecodedLength(text.c_str())); // no room behind its end
   UINT64 length = 0;
-  Base64Decode(text.c_str(), bytes.data(), &length);
+  driver::Base64Decode(text.c_str(), bytes.data(), &length);
   EXPECT_EQ(length, bytes.size());
   return {bytes.begin(), bytes.end()};
 }

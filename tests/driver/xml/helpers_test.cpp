@@ -2,6 +2,9 @@
 #include "driver/xml/xml.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 // The helpers' own duties: order of children and attributes, and nothing left behind when memory runs out.
 TEST(XmlHelpers, ChildrenAndAttributesKeepTheirOrder) {
   World world;

@@ -3,11 +3,14 @@
 #include "driver/xml/xml.h"
 #include "raid_values.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 TEST(ValueNames, EveryRowReadsBackAndWritesItsNameUnlessAnEarlierRowHasTheValue) {
   for (UINT32 i = 0; i < g_valueTableCount; ++i) {
-    const VALUE_NAME_TABLE *table = g_valueTables[i].Rows;
-    EXPECT_EQ(GetValueFromName(nullptr, table), VALUE_NOT_FOUND);
-    EXPECT_EQ(GetValueFromName(" Unknown", table), VALUE_NOT_FOUND);
+    const VALUE_NAME_TABLE *table = g_valueTables[i].rows;
+    EXPECT_EQ(GetValueFromName(nullptr, table), valueNotFound);
+    EXPECT_EQ(GetValueFromName(" Unknown", table), valueNotFound);
     for (const VALUE_NAME_TABLE *row = table; row->Name != nullptr; ++row) {
       EXPECT_EQ(GetValueFromName(row->Name, table), row->Value) << row->Name;
       if (table != g_objectTypeTable || row->Value != 4) {
@@ -23,7 +26,7 @@ TEST(ValueNames, LookupsAreExact) {
   EXPECT_STREQ(GetNameFromValue(6, g_stateTable), "Unknown");
   EXPECT_STREQ(GetNameFromValue(0x100000001ULL, g_stateTable), "Unknown");
   EXPECT_STREQ(GetNameFromValue(1, nullptr), "Unknown");
-  EXPECT_EQ(GetValueFromName("Online", nullptr), VALUE_NOT_FOUND);
+  EXPECT_EQ(GetValueFromName("Online", nullptr), valueNotFound);
 }
 
 TEST(ValueNames, MasksOfAllBitsHaveThoseWithANameAndNoOthers) {

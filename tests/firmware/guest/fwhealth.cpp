@@ -8,10 +8,12 @@
 #include "uefi/health.h"
 #include "world.h"
 
+using namespace xyl;
+
 static constexpr EFI_GUID g_healthGuid = EFI_DRIVER_HEALTH_PROTOCOL_GUID;
 static constexpr EFI_GUID g_nameGuid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
 static constexpr EFI_GUID g_stringGuid = EFI_HII_STRING_PROTOCOL_GUID;
-static constexpr UINTN CALIBRATION_MICROSECONDS = 100000;
+static constexpr UINTN calibrationMicroseconds = 100000;
 
 static EFI_HANDLE load(EFI_HANDLE parent, const CHAR16 *file, const CHAR16 *options, UINTN size) {
   EFI_HANDLE image = nullptr;
@@ -102,7 +104,7 @@ static void checkAllFailed(UINTN wanted) {
 // The first answer about the largest controller, and one that was kept.
 static void measure() {
   UINT64 start = machineTicks();
-  g_bootServices->Stall(CALIBRATION_MICROSECONDS);
+  g_bootServices->Stall(calibrationMicroseconds);
   UINT64 perCalibration = machineTicks() - start;
   start = machineTicks();
   EFI_DRIVER_HEALTH_STATUS first = healthOfAll();
@@ -115,23 +117,23 @@ static void measure() {
   EFI_DRIVER_HEALTH_PROTOCOL *health = locateHealth();
   health->GetHealthStatus(health, findController(), nullptr, &first, &messages, nullptr);
   check(first == EfiDriverHealthStatusHealthy && messages == nullptr, u"and there is nothing to say");
-  report(u"health of 240 disks: %lu us, kept: %lu us", asked * CALIBRATION_MICROSECONDS / perCalibration,
-         kept * CALIBRATION_MICROSECONDS / perCalibration);
+  report(u"health of 240 disks: %lu us, kept: %lu us", asked * calibrationMicroseconds / perCalibration,
+         kept * calibrationMicroseconds / perCalibration);
 }
 
-static constexpr CHAR16 LARGE[] = u"large";
-static constexpr CHAR16 FAILED[] = u"demo failed";
-static constexpr CHAR16 OTHER[] = u"direct failed";
+static constexpr CHAR16 large[] = u"large";
+static constexpr CHAR16 failedName[] = u"demo failed";
+static constexpr CHAR16 other[] = u"direct failed";
 
 extern "C" EFI_STATUS EFIAPI FwHealthEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *systemTable) {
   setSystemTable(systemTable);
   report(u"begin health");
   EFI_HANDLE health = load(image, u"\\RaidHealth.efi", nullptr, 0);
   check(healthOfAll() == EfiDriverHealthStatusHealthy, u"no controller, nothing wrong");
-  EFI_HANDLE sim = load(image, u"\\RaidSim.efi", LARGE, sizeof(LARGE));
+  EFI_HANDLE sim = load(image, u"\\RaidSim.efi", large, sizeof(large));
   measure();
   unload(sim);
-  sim = load(image, u"\\RaidSim.efi", FAILED, sizeof(FAILED));
+  sim = load(image, u"\\RaidSim.efi", failedName, sizeof(failedName));
   check(healthOfAll() == EfiDriverHealthStatusFailed, u"a new controller is asked at once");
   EFI_HANDLE controller = findController();
   g_bootServices->DisconnectController(controller, nullptr, nullptr);
@@ -141,9 +143,9 @@ extern "C" EFI_STATUS EFIAPI FwHealthEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *s
   check(locateHealth() == nullptr, u"nothing stays of driver health");
   health = load(image, u"\\RaidHealth.efi", nullptr, 0);
   checkNames(health, controller);
-  load(image, u"\\RaidSim.efi", OTHER, sizeof(OTHER));
+  load(image, u"\\RaidSim.efi", other, sizeof(other));
   checkAllFailed(2);
-  load(image, u"\\RaidSim.efi", OTHER, sizeof(OTHER));
+  load(image, u"\\RaidSim.efi", other, sizeof(other));
   checkAllFailed(3);
   EFI_STATUS status = reportEnd(u"health");
   Print(u"health done\n");

@@ -17,25 +17,27 @@
 #include "report.h"
 #include "world.h"
 
+using namespace xyl;
+
 static constexpr EFI_GUID g_parametersGuid = EFI_SHELL_PARAMETERS_PROTOCOL_GUID;
 static constexpr EFI_GUID g_shellGuid = EFI_SHELL_PROTOCOL_GUID;
 
-typedef struct ARGUMENTS {
+typedef struct Arguments {
   EFI_HANDLE application;
   EFI_SHELL_PROTOCOL *shell;
   UINTN count;
   CHAR16 **values; // after the command
-} ARGUMENTS;
+} Arguments;
 
-static void runLifecycle(const ARGUMENTS &arguments) {
+static void runLifecycle(const Arguments &arguments) {
   testLifecycle(arguments.application);
 }
 
-static void runPlatform(const ARGUMENTS &arguments) {
+static void runPlatform(const Arguments &arguments) {
   testPlatform(arguments.application);
 }
 
-static void runAbsent(const ARGUMENTS &) {
+static void runAbsent(const Arguments &) {
   checkNothingOfOurs();
 }
 
@@ -60,7 +62,7 @@ static void findHandleNumber(const CHAR8 *text, UINTN size, const CHAR16 *word, 
   number[digits] = 0;
 }
 
-static void runHandle(const ARGUMENTS &arguments) {
+static void runHandle(const Arguments &arguments) {
   void *content = nullptr;
   UINTN size = 0;
   EFI_STATUS status = arguments.count == 3 ? readFile(arguments.application, arguments.values[1], &content, &size)
@@ -84,14 +86,14 @@ static void keepHandle(EFI_SHELL_PROTOCOL *shell, EFI_HANDLE image) {
   poolFree(wide);
 }
 
-static void runUnload(const ARGUMENTS &arguments) {
+static void runUnload(const Arguments &arguments) {
   CHAR8 digits[17];
   textNarrow(digits, arguments.shell->GetEnv(u"loaded"), 16);
   EFI_STATUS status = g_bootServices->UnloadImage(reinterpret_cast<EFI_HANDLE>(parseHex(digits)));
   check(!EFI_ERROR(status), u"the loaded image unloads: %r", status);
 }
 
-static void runLoad(const ARGUMENTS &arguments) {
+static void runLoad(const Arguments &arguments) {
   EFI_HANDLE image = nullptr;
   EFI_LOADED_IMAGE_PROTOCOL *loaded = nullptr;
   EFI_STATUS status = arguments.count == 0 ? EFI_INVALID_PARAMETER
@@ -113,31 +115,31 @@ static void runLoad(const ARGUMENTS &arguments) {
 
 // Free pages of the memory map.
 static UINT64 countFreePages() {
-  struct DESCRIPTOR {
+  struct Descriptor {
     UINT32 type;
     UINT64 start, virtualStart, pages, attributes;
   };
-  constexpr UINT32 CONVENTIONAL = 7;
+  constexpr UINT32 conventional = 7;
   alignas(8) static UINT8 map[16 * EFI_PAGE_SIZE];
   UINTN size = sizeof(map), key = 0, step = 0;
   UINT32 version = 0;
   EFI_STATUS status = g_bootServices->GetMemoryMap(&size, map, &key, &step, &version);
-  check(!EFI_ERROR(status) && step >= sizeof(DESCRIPTOR), u"the memory map: %r", status);
+  check(!EFI_ERROR(status) && step >= sizeof(Descriptor), u"the memory map: %r", status);
   UINT64 pages = 0;
   for (UINTN at = 0; !EFI_ERROR(status) && at < size; at += step) {
-    const DESCRIPTOR *descriptor = reinterpret_cast<const DESCRIPTOR *>(map + at);
-    pages += descriptor->type == CONVENTIONAL ? descriptor->pages : 0;
+    const Descriptor *descriptor = reinterpret_cast<const Descriptor *>(map + at);
+    pages += descriptor->type == conventional ? descriptor->pages : 0;
   }
   return pages;
 }
 
-static void runCount(const ARGUMENTS &) {
+static void runCount(const Arguments &) {
   UINTN handles = countWith(/* protocol= */ nullptr);
   report(u"count %lu %lu", handles, countFreePages());
 }
 
 // The shell's own connect keeps a little memory each time.
-static void runReconnect(const ARGUMENTS &) {
+static void runReconnect(const Arguments &) {
   EFI_HANDLE controller = findController();
   g_bootServices->DisconnectController(controller, /* DriverImageHandle= */ nullptr, /* ChildHandle= */ nullptr);
   check(interfaceOn(controller, &g_xylGuid) == nullptr, u"disconnected");
@@ -146,19 +148,19 @@ static void runReconnect(const ARGUMENTS &) {
   check(interfaceOn(controller, &g_xylGuid) != nullptr, u"connected again: %r", status);
 }
 
-static void runExit(const ARGUMENTS &arguments) {
+static void runExit(const Arguments &arguments) {
   CHAR8 code[9];
   textNarrow(code, arguments.count == 1 ? arguments.values[0] : u"0", 8);
   report(u"end exit: 0 checks, 0 failed");
   machineExit(static_cast<UINT32>(parseHex(code)));
 }
 
-typedef struct COMMAND {
+typedef struct Command {
   const CHAR16 *name;
-  void (*run)(const ARGUMENTS &arguments);
-} COMMAND;
+  void (*run)(const Arguments &arguments);
+} Command;
 
-static constexpr COMMAND g_commands[] = {
+static constexpr Command g_commands[] = {
     {u"lifecycle", runLifecycle}, {u"platform", runPlatform},   {u"absent", runAbsent},
     {u"handle", runHandle},       {u"load", runLoad},           {u"unload", runUnload},
     {u"count", runCount},         {u"reconnect", runReconnect}, {u"exit", runExit},
@@ -173,11 +175,11 @@ extern "C" EFI_STATUS EFIAPI FwTestEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *sys
     return EFI_INVALID_PARAMETER;
   }
   const CHAR16 *name = parameters->Argv[1];
-  ARGUMENTS arguments = {image, static_cast<EFI_SHELL_PROTOCOL *>(shell), parameters->Argc - 2, parameters->Argv + 2};
+  Arguments arguments = {image, static_cast<EFI_SHELL_PROTOCOL *>(shell), parameters->Argc - 2, parameters->Argv + 2};
   report(u"begin %s", name);
   report(u"guard %lx", static_cast<UINT64>(__security_cookie));
   bool known = false;
-  for (const COMMAND &command : g_commands) {
+  for (const Command &command : g_commands) {
     if (textEqual(command.name, name)) {
       known = true;
       command.run(arguments);

@@ -7,16 +7,18 @@
 #include "machine.h"
 #include "report.h"
 
-static constexpr UINT64 WHILE = 300000000; // 30 s in 100 ns
-static constexpr int TIMER_RELATIVE = 2;
-static constexpr CHAR16 FOREIGN[] = u"direct replaced";
-static constexpr CHAR16 LEAVING[] = u"sas";
+using namespace xyl;
 
-typedef struct KEYWORD_HANDLER KEYWORD_HANDLER;
-struct KEYWORD_HANDLER {
-  EFI_STATUS(EFIAPI *SetData)(KEYWORD_HANDLER *This, const CHAR16 *Text, CHAR16 **Progress, UINT32 *Error);
-  EFI_STATUS(EFIAPI *GetData)
-  (KEYWORD_HANDLER *This, const CHAR16 *Namespace, const CHAR16 *Keyword, CHAR16 **Progress, UINT32 *Error,
+static constexpr UINT64 duration = 300000000; // 30 s in 100 ns
+static constexpr int timerRelative = 2;
+static constexpr CHAR16 foreignImage[] = u"direct replaced";
+static constexpr CHAR16 leaving[] = u"sas";
+
+typedef struct KeywordHandler KeywordHandler;
+struct KeywordHandler {
+  EFI_STATUS(EFIAPI *setData)(KeywordHandler *This, const CHAR16 *Text, CHAR16 **Progress, UINT32 *Error);
+  EFI_STATUS(EFIAPI *getData)
+  (KeywordHandler *This, const CHAR16 *Namespace, const CHAR16 *Keyword, CHAR16 **Progress, UINT32 *Error,
    CHAR16 **Results);
 };
 static constexpr EFI_GUID g_keywordGuid = {
@@ -32,11 +34,11 @@ static void EFIAPI onTime(EFI_EVENT, void *) {
 }
 
 // Whether the rate has that value, two hexadecimal digits, and sets it to another one.
-static void swapRate(KEYWORD_HANDLER *handler, const CHAR16 *from, const CHAR16 *to) {
+static void swapRate(KeywordHandler *handler, const CHAR16 *from, const CHAR16 *to) {
   CHAR16 *progress = nullptr;
   CHAR16 *results = nullptr;
   UINT32 error = 0;
-  EFI_STATUS status = handler->GetData(handler, u"NAMESPACE=x-UEFI-redfish-StorageController.v1_7_0",
+  EFI_STATUS status = handler->getData(handler, u"NAMESPACE=x-UEFI-redfish-StorageController.v1_7_0",
                                        u"KEYWORD=/StorageController/{1}/ControllerRates/RebuildRatePercent", &progress,
                                        &error, &results);
   UINTN length = EFI_ERROR(status) ? 0 : textLength(results);
@@ -46,7 +48,7 @@ static void swapRate(KEYWORD_HANDLER *handler, const CHAR16 *from, const CHAR16 
   }
   results[length - 2] = to[0];
   results[length - 1] = to[1];
-  status = handler->SetData(handler, results, &progress, &error);
+  status = handler->setData(handler, results, &progress, &error);
   check(!EFI_ERROR(status), u"the keyword takes %s: %r, %x", to, status, error);
   poolFree(results);
 }
@@ -55,7 +57,7 @@ static void checkKeyword() {
   void *found = nullptr;
   EFI_STATUS status = g_bootServices->LocateProtocol(&g_keywordGuid, /* Registration= */ nullptr, &found);
   if (check(!EFI_ERROR(status), u"there is a keyword handler: %r", status)) {
-    auto handler = static_cast<KEYWORD_HANDLER *>(found);
+    auto handler = static_cast<KeywordHandler *>(found);
     swapRate(handler, u"1e", u"28");
     swapRate(handler, u"28", u"1e");
   }
@@ -77,13 +79,13 @@ extern "C" EFI_STATUS EFIAPI FwUnloadEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *s
   report(u"begin unload");
   checkKeyword();
   EFI_HANDLE foreign = nullptr;
-  EFI_STATUS status = bring(image, FOREIGN, sizeof(FOREIGN), &foreign);
+  EFI_STATUS status = bring(image, foreignImage, sizeof(foreignImage), &foreign);
   if (!EFI_ERROR(status)) {
-    status = bring(image, LEAVING, sizeof(LEAVING), &g_sim);
+    status = bring(image, leaving, sizeof(leaving), &g_sim);
   }
   if (!EFI_ERROR(status)) {
     status = g_bootServices->CreateEvent(EFI_EVENT_TIMER | EFI_EVENT_NOTIFY_SIGNAL, EFI_TPL_CALLBACK, onTime,
                                          /* NotifyContext= */ nullptr, &g_timer);
   }
-  return EFI_ERROR(status) ? status : g_bootServices->SetTimer(g_timer, TIMER_RELATIVE, WHILE);
+  return EFI_ERROR(status) ? status : g_bootServices->SetTimer(g_timer, timerRelative, duration);
 }

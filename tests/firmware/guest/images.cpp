@@ -3,11 +3,13 @@
 #include "report.h"
 #include "world.h"
 
+using namespace xyl;
+
 static constexpr EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 static constexpr EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
-static constexpr UINTN FILE_LIMIT = 1024 * 1024;
+static constexpr UINTN fileLimit = 1024 * 1024;
 
-TEST_IMAGE g_images[IMAGE_COUNT] = {
+TestImage g_images[imageCount] = {
     {u"\\DebugLog.efi", nullptr, nullptr},
     {u"\\XmlService.efi", nullptr, nullptr},
     {u"\\RaidSim.efi", nullptr, nullptr},
@@ -29,8 +31,8 @@ EFI_STATUS readFile(EFI_HANDLE application, const CHAR16 *name, void **content, 
   if (EFI_ERROR(status)) {
     return status;
   }
-  *content = poolAllocate(FILE_LIMIT);
-  *size = FILE_LIMIT;
+  *content = poolAllocate(fileLimit);
+  *size = fileLimit;
   status = *content == nullptr ? EFI_OUT_OF_RESOURCES : file->Read(file, size, *content);
   file->Close(file);
   if (EFI_ERROR(status)) {
@@ -54,7 +56,7 @@ EFI_STATUS loadFile(EFI_HANDLE parent, const CHAR16 *name, EFI_HANDLE *handle, E
 }
 
 bool loadTestImage(EFI_HANDLE parent, UINTN index) {
-  TEST_IMAGE &image = g_images[index];
+  TestImage &image = g_images[index];
   EFI_STATUS status = loadFile(parent, image.file, &image.handle, &image.loaded);
   if (!check(!EFI_ERROR(status), u"%s loads: %r", image.file, status)) {
     image.handle = nullptr;
@@ -67,12 +69,12 @@ bool loadTestImage(EFI_HANDLE parent, UINTN index) {
     return false;
   }
   auto unload = reinterpret_cast<const void *>(image.loaded->Unload);
-  return check(unset && (sectionFlagsOf(unload) & SECTION_EXECUTABLE) != 0, u"%s set Unload in its entry point",
+  return check(unset && (sectionFlagsOf(unload) & sectionExecutable) != 0, u"%s set Unload in its entry point",
                image.file);
 }
 
 bool loadTestImages(EFI_HANDLE parent) {
-  for (UINTN i = 0; i < IMAGE_COUNT; ++i) {
+  for (UINTN i = 0; i < imageCount; ++i) {
     if (!loadTestImage(parent, i)) {
       return false;
     }
@@ -81,7 +83,7 @@ bool loadTestImages(EFI_HANDLE parent) {
 }
 
 bool unloadTestImage(UINTN index) {
-  TEST_IMAGE &image = g_images[index];
+  TestImage &image = g_images[index];
   if (image.handle == nullptr) {
     return true;
   }
@@ -93,7 +95,7 @@ bool unloadTestImage(UINTN index) {
 }
 
 void unloadTestImages() {
-  for (UINTN i = IMAGE_COUNT; i > 0; --i) {
+  for (UINTN i = imageCount; i > 0; --i) {
     unloadTestImage(i - 1);
   }
 }
@@ -119,7 +121,7 @@ static UINT32 sectionFlagsAt(const UINT8 *base, UINT64 rva) {
 
 UINT32 sectionFlagsOf(const void *address) {
   auto value = static_cast<const UINT8 *>(address);
-  for (const TEST_IMAGE &image : g_images) {
+  for (const TestImage &image : g_images) {
     auto base = image.handle == nullptr ? nullptr : static_cast<const UINT8 *>(image.loaded->ImageBase);
     auto rva = static_cast<UINT64>(value - base);
     if (base != nullptr && rva < image.loaded->ImageSize) {

@@ -3,19 +3,19 @@
 
 #include "uefi/protocols.h"
 
-enum TEST_IMAGE_INDEX { IMAGE_LOG, IMAGE_XML, IMAGE_SIM, IMAGE_DRIVER, IMAGE_COUNT };
+enum TestImageIndex { imageLog, imageXml, imageSim, imageDriver, imageCount };
 
 // A section's flags.
-#define SECTION_EXECUTABLE 0x20000000U
-#define SECTION_WRITABLE 0x80000000U
+inline constexpr UINT32 sectionExecutable = 0x20000000U;
+inline constexpr UINT32 sectionWritable = 0x80000000U;
 
-typedef struct TEST_IMAGE {
+typedef struct TestImage {
   const CHAR16 *file;
   EFI_HANDLE handle; // null: not loaded
   EFI_LOADED_IMAGE_PROTOCOL *loaded;
-} TEST_IMAGE;
+} TestImage;
 
-extern TEST_IMAGE g_images[IMAGE_COUNT];
+extern TestImage g_images[imageCount];
 
 // Reads a whole file of the volume that this application came from into a pool block that the caller frees.
 EFI_STATUS readFile(EFI_HANDLE application, const CHAR16 *name, void **content, UINTN *size);

@@ -6,6 +6,8 @@
 #include "report.h"
 #include "world.h"
 
+using namespace xyl;
+
 // Connects the driver under test to every handle; others that would like to manage it may as well.
 static void connectEverywhere(BOOLEAN recursive) {
   UINTN count = 0;
@@ -63,12 +65,12 @@ static void checkInventory() {
 
 // The controller's driver goes while its controller is served, and comes back.
 static void replaceController(EFI_HANDLE application) {
-  if (!unloadTestImage(IMAGE_SIM)) {
+  if (!unloadTestImage(imageSim)) {
     return;
   }
   UINTN count = countWith(&g_xylGuid);
   check(count == 0, u"the controller went: %lu tables are left", count);
-  if (loadTestImage(application, IMAGE_SIM)) {
+  if (loadTestImage(application, imageSim)) {
     connectEverywhere(/* recursive= */ 0);
     checkInventory();
   }
@@ -80,8 +82,8 @@ void testLifecycle(EFI_HANDLE application) {
     connectEverywhere(/* recursive= */ 0);
     checkInventory();
     checkInstancesWritable();
-    checkReconnect(g_images[IMAGE_DRIVER].handle);
-    checkReconnect(g_images[IMAGE_DRIVER].handle);
+    checkReconnect(g_images[imageDriver].handle);
+    checkReconnect(g_images[imageDriver].handle);
     replaceController(application);
   }
   unloadTestImages();

@@ -2,18 +2,18 @@
 
 #if defined(__x86_64__)
 
-static constexpr UINT16 DEBUG_EXIT_PORT = 0xF4;     // -device isa-debug-exit
-static constexpr UINT16 DEBUG_CONSOLE_PORT = 0x402; // -global isa-debugcon.iobase
+static constexpr UINT16 debugExitPort = 0xF4;     // -device isa-debug-exit
+static constexpr UINT16 debugConsolePort = 0x402; // -global isa-debugcon.iobase
 
 [[noreturn]] void machineExit(UINT32 code) {
   for (;;) {
-    asm volatile("outl %0, %1" : : "a"(code), "d"(DEBUG_EXIT_PORT));
+    asm volatile("outl %0, %1" : : "a"(code), "d"(debugExitPort));
   }
 }
 
 void machineText(const CHAR8 *text) {
   for (; *text != 0; ++text) {
-    asm volatile("outb %0, %1" : : "a"(*text), "d"(DEBUG_CONSOLE_PORT));
+    asm volatile("outb %0, %1" : : "a"(*text), "d"(debugConsolePort));
   }
 }
 

@@ -3,16 +3,18 @@
 #include "base/text.h"
 #include "machine.h"
 
-static constexpr UINTN LINE_UNITS = 256;
+using namespace xyl;
+
+static constexpr UINTN lineUnits = 256;
 
 static UINT32 g_checks;
 static UINT32 g_failures;
 
 static void addLine(const CHAR8 *prefix, const CHAR16 *format, EFI_VA_LIST arguments) {
-  CHAR16 wide[LINE_UNITS];
-  CHAR8 line[LINE_UNITS];
-  formatText(wide, LINE_UNITS, format, arguments);
-  textNarrow(line, wide, LINE_UNITS - 1);
+  CHAR16 wide[lineUnits];
+  CHAR8 line[lineUnits];
+  formatText(wide, lineUnits, format, arguments);
+  textNarrow(line, wide, lineUnits - 1);
   machineText(prefix);
   machineText(line);
   machineText("\n");

@@ -6,7 +6,7 @@
 // Writes a line; conversions as Print has them.
 void EFIAPI report(const CHAR16 *format, ...);
 
-// Writes "pass ..." or "FAIL ..." and counts; returns passed.
+// Writes "pass ..." or "failName ..." and counts; returns passed.
 bool EFIAPI check(bool passed, const CHAR16 *format, ...);
 
 // The closing line "end NAME: N checks, M failed". EFI_ABORTED when a check has failed since the start.

@@ -7,17 +7,19 @@
 #include "report.h"
 #include "xml_protocol.h"
 
+using namespace xyl;
+
 const EFI_GUID g_xylGuid = RAID_XYL_PROTOCOL_GUID;
 const EFI_GUID g_mgmtGuid = RAID_MGMT_PROTOCOL_GUID;
 
-typedef struct INSTANCE {
+typedef struct Instance {
   const CHAR16 *name;
   EFI_GUID guid;
   UINTN pointers; // function pointers at the start of the instance
   bool shared;    // other drivers have the same protocol
-} INSTANCE;
+} Instance;
 
-static constexpr INSTANCE g_instances[] = {
+static constexpr Instance g_instances[] = {
     {u"driver binding", EFI_DRIVER_BINDING_PROTOCOL_GUID, 3, true},
     {u"component name 2", EFI_COMPONENT_NAME2_PROTOCOL_GUID, 2, true},
     {u"RAID_XYL_PROTOCOL", RAID_XYL_PROTOCOL_GUID, 4, false},
@@ -59,15 +61,15 @@ void *interfaceOn(EFI_HANDLE handle, const EFI_GUID *protocol) {
 }
 
 void checkNothingOfOurs() {
-  for (const INSTANCE &row : g_instances) {
+  for (const Instance &row : g_instances) {
     check(row.shared || countWith(&row.guid) == 0, u"no handle carries %s of ours", row.name);
   }
 }
 
 // Tables in the pool are in no section, so only code and constants are refused.
-static bool isWritable(const INSTANCE &row, void *interface) {
+static bool isWritable(const Instance &row, void *interface) {
   UINT32 flags = sectionFlagsOf(interface);
-  bool writable = flags == 0 || (flags & (SECTION_WRITABLE | SECTION_EXECUTABLE)) == SECTION_WRITABLE;
+  bool writable = flags == 0 || (flags & (sectionWritable | sectionExecutable)) == sectionWritable;
   auto pointers = static_cast<void *volatile *>(interface);
   for (UINTN i = 0; writable && i < row.pointers; ++i) {
     void *old = pointers[i];
@@ -79,13 +81,13 @@ static bool isWritable(const INSTANCE &row, void *interface) {
 }
 
 void checkInstancesWritable() {
-  for (const INSTANCE &row : g_instances) {
+  for (const Instance &row : g_instances) {
     UINTN count = 0;
     UINTN found = 0;
     EFI_HANDLE *handles = handlesWith(&row.guid, &count);
     for (UINTN i = 0; i < count; ++i) {
       auto interface = static_cast<void **>(interfaceOn(handles[i], &row.guid));
-      if (interface != nullptr && (sectionFlagsOf(*interface) & SECTION_EXECUTABLE) != 0) {
+      if (interface != nullptr && (sectionFlagsOf(*interface) & sectionExecutable) != 0) {
         found += 1;
         check(isWritable(row, interface), u"%s lies in writable data", row.name);
       }

@@ -9,6 +9,8 @@
 
 #include "tests/client/client.h"
 
+using namespace xyl;
+
 static int g_signal = 0; // comes while a file is made safe, when it has its content but not its name
 
 extern "C" int fsync(int file) {
@@ -23,7 +25,7 @@ TEST(Files, AreWholeWhenASignalEndsTheProgram) {
     if (child == 0) {
       std::signal(signal, SIG_DFL); // a shell may start the tests with it ignored
       g_signal = signal;
-      _exit(writeHostFile(name, "whole") == EFI_SUCCESS ? 1 : 2);
+      _exit(host::writeHostFile(name, "whole") == EFI_SUCCESS ? 1 : 2);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);

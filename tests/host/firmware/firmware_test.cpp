@@ -4,6 +4,9 @@
 
 #include "tests/support/fake_driver.h"
 
+using namespace xyl;
+using namespace xyl::host;
+
 static const EFI_GUID g_fakeGuid = {1, 2, 3, {4}}, g_otherGuid = {2, 2, 3, {4}};
 static const EFI_GUID g_loadedGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 
@@ -70,10 +73,10 @@ TEST(Pool, NoticesMisuseOnce) {
 
 TEST(Pool, CountsAndFailsAllocations) {
   struct {
-    FAIL_MODE mode;
+    FailMode mode;
     uint64_t again;
     const char *wanted; // of five allocations: + granted, - refused
-  } rows[] = {{FAIL_MODE::once, 0, "++-++"}, {FAIL_MODE::once, 2, "++-+-"}, {FAIL_MODE::fromThenOn, 0, "++---"}};
+  } rows[] = {{FailMode::once, 0, "++-++"}, {FailMode::once, 2, "++-+-"}, {FailMode::fromThenOn, 0, "++---"}};
   for (const auto &row : rows) {
     Firmware firmware;
     firmware.failAllocation(3, row.mode, row.again);
@@ -117,23 +120,23 @@ protected:
 };
 
 TEST_F(Protocols, OpensOfTwoAgents) {
-  constexpr UINT32 GET = EFI_OPEN_PROTOCOL_GET_PROTOCOL, CHILD = EFI_OPEN_PROTOCOL_BY_CHILD_CONTROLLER,
-                   DRIVER = EFI_OPEN_PROTOCOL_BY_DRIVER, EXCLUSIVE = EFI_OPEN_PROTOCOL_EXCLUSIVE;
+  constexpr UINT32 getValue = EFI_OPEN_PROTOCOL_GET_PROTOCOL, child = EFI_OPEN_PROTOCOL_BY_CHILD_CONTROLLER,
+                   driverImage = EFI_OPEN_PROTOCOL_BY_DRIVER, exclusive = EFI_OPEN_PROTOCOL_EXCLUSIVE;
   struct {
     UINT32 first, second; // by agent 0, by agent
     int agent;
     EFI_STATUS wanted;
   } rows[] = {
-      {DRIVER, DRIVER, 0, EFI_ALREADY_STARTED},
-      {DRIVER, DRIVER, 1, EFI_ACCESS_DENIED},
-      {DRIVER, DRIVER | EXCLUSIVE, 1, EFI_ACCESS_DENIED}, // the holder has no binding that could let go
-      {DRIVER, GET, 1, EFI_SUCCESS},
-      {EXCLUSIVE, DRIVER, 1, EFI_ACCESS_DENIED},
-      {EXCLUSIVE, EXCLUSIVE, 1, EFI_ACCESS_DENIED},
-      {GET, DRIVER, 1, EFI_SUCCESS},
-      {GET, 0, 0, EFI_INVALID_PARAMETER},
-      {GET, DRIVER | GET, 0, EFI_INVALID_PARAMETER},
-      {GET, CHILD, 1, EFI_INVALID_PARAMETER}, // the controller is no child of itself
+      {driverImage, driverImage, 0, EFI_ALREADY_STARTED},
+      {driverImage, driverImage, 1, EFI_ACCESS_DENIED},
+      {driverImage, driverImage | exclusive, 1, EFI_ACCESS_DENIED}, // the holder has no binding that could let go
+      {driverImage, getValue, 1, EFI_SUCCESS},
+      {exclusive, driverImage, 1, EFI_ACCESS_DENIED},
+      {exclusive, exclusive, 1, EFI_ACCESS_DENIED},
+      {getValue, driverImage, 1, EFI_SUCCESS},
+      {getValue, 0, 0, EFI_INVALID_PARAMETER},
+      {getValue, driverImage | getValue, 0, EFI_INVALID_PARAMETER},
+      {getValue, child, 1, EFI_INVALID_PARAMETER}, // the controller is no child of itself
   };
   EFI_HANDLE agents[] = {addHandle(firmware, g_otherGuid, nullptr), addHandle(firmware, g_otherGuid, nullptr)};
   for (const auto &row : rows) {
@@ -150,13 +153,13 @@ TEST_F(Protocols, OpensOfTwoAgents) {
 }
 
 TEST_F(Protocols, AbsentDeadAndNull) {
-  constexpr UINT32 PROBE = EFI_OPEN_PROTOCOL_TEST_PROTOCOL, DRIVER = EFI_OPEN_PROTOCOL_BY_DRIVER;
+  constexpr UINT32 probe = EFI_OPEN_PROTOCOL_TEST_PROTOCOL, driverImage = EFI_OPEN_PROTOCOL_BY_DRIVER;
   EFI_HANDLE handle = addHandle(firmware, g_fakeGuid, &value), dead = addHandle(firmware, g_otherGuid, &value);
   EFI_HANDLE none = nullptr;
   EXPECT_EQ(services->UninstallProtocolInterface(dead, &g_otherGuid, &value), EFI_SUCCESS);
-  EXPECT_EQ(services->OpenProtocol(handle, &g_otherGuid, nullptr, nullptr, handle, PROBE), EFI_UNSUPPORTED);
-  EXPECT_EQ(services->OpenProtocol(handle, &g_fakeGuid, nullptr, nullptr, handle, PROBE), EFI_SUCCESS);
-  EXPECT_EQ(services->OpenProtocol(handle, &g_fakeGuid, &found, dead, handle, DRIVER), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(services->OpenProtocol(handle, &g_otherGuid, nullptr, nullptr, handle, probe), EFI_UNSUPPORTED);
+  EXPECT_EQ(services->OpenProtocol(handle, &g_fakeGuid, nullptr, nullptr, handle, probe), EFI_SUCCESS);
+  EXPECT_EQ(services->OpenProtocol(handle, &g_fakeGuid, &found, dead, handle, driverImage), EFI_INVALID_PARAMETER);
   EXPECT_EQ(services->HandleProtocol(handle, &g_otherGuid, &found), EFI_UNSUPPORTED);
   EXPECT_EQ(found, nullptr);
   EXPECT_EQ(services->HandleProtocol(dead, &g_fakeGuid, &found), EFI_INVALID_PARAMETER);
@@ -228,12 +231,12 @@ TEST_F(DriverModel, WhatIsHeldStaysUntilItsDriverLetsGo) {
   EXPECT_EQ(services->HandleProtocol(controller, &g_fakeGuid, &found), EFI_INVALID_PARAMETER);
 }
 
-struct IMAGE_LIFE {
+struct ImageLife {
   std::string does; // u: sets Unload, p: leaves a protocol, h: holds a controller
   EFI_STATUS entry, unload;
   size_t complaints;
 };
-static const IMAGE_LIFE *g_life;
+static const ImageLife *g_life;
 static EFI_HANDLE g_controller;
 
 static EFI_STATUS EFIAPI imageUnload(EFI_HANDLE) {
@@ -256,7 +259,7 @@ static EFI_STATUS EFIAPI imageEntry(EFI_HANDLE image, EFI_SYSTEM_TABLE *table) {
 }
 
 TEST_F(DriverModel, ImagesComeAndGo) {
-  const IMAGE_LIFE lives[] = {
+  const ImageLife lives[] = {
       {"u", EFI_SUCCESS, EFI_SUCCESS, 0},
       {"", EFI_SUCCESS, EFI_UNSUPPORTED, 0},
       {"up", EFI_SUCCESS, EFI_SUCCESS, 1},
@@ -264,7 +267,7 @@ TEST_F(DriverModel, ImagesComeAndGo) {
       {"uph", EFI_NOT_FOUND, EFI_INVALID_PARAMETER, 2},
   };
   g_controller = controller;
-  for (const IMAGE_LIFE &life : lives) {
+  for (const ImageLife &life : lives) {
     SCOPED_TRACE(life.does);
     g_life = &life;
     EFI_HANDLE image = nullptr;

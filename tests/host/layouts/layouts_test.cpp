@@ -7,13 +7,15 @@
 #include "tests/support/memory_front.h"
 #include "tests/support/world.h"
 
-static const std::string ALL =
+using namespace xyl;
+
+static const std::string allOfThem =
     R"({"logical_disks":[{"size_gb":100,"raid_level":"1+0","volume_name":"a<&b","number_of_physical_disks":4,)"
     R"("disk_type":"ssd","interface_type":"sas","share_physical_disks":false,"is_root_volume":false},)"
     R"({"size_gb":"MAX","raid_level":"5"}]})";
 
 static std::string mistakesOf(const std::string &text) {
-  layouts::Translation translation = layouts::translateTargetConfig(text);
+  host::layouts::Translation translation = host::layouts::translateTargetConfig(text);
   EXPECT_EQ(translation.document.empty(), !translation.mistakes.empty());
   std::string all;
   for (const std::string &line : translation.mistakes) {
@@ -23,7 +25,7 @@ static std::string mistakesOf(const std::string &text) {
 }
 
 TEST(TargetConfigs, SayWhatALayoutSays) {
-  EXPECT_EQ(layouts::translateTargetConfig(ALL).document, R"(<?xml version="1.0" encoding="UTF-8"?>
+  EXPECT_EQ(host::layouts::translateTargetConfig(allOfThem).document, R"(<?xml version="1.0" encoding="UTF-8"?>
 <RaidLayout>
   <VD>
     <Name>a&lt;&amp;b</Name>
@@ -48,12 +50,12 @@ TEST(TargetConfigs, SayWhatALayoutSays) {
 TEST(TargetConfigs, AreLayouts) {
   World world{"demo"};
   MemoryFront memory;
-  XYL_FRONT front = memory.as(XYL_FRONT_HOST);
-  XYL_REQUEST request = {};
-  auto read = [&](const std::string &fields, ensure::Layout *layout) {
+  client::Front front = memory.as(client::frontHost);
+  client::Request request = {};
+  auto read = [&](const std::string &fields, client::ensure::Layout *layout) {
     std::string text = R"({"logical_disks":[{"size_gb":3,)" + fields + "}]}";
-    std::string document = layouts::translateTargetConfig(text).document;
-    EXPECT_FALSE(isFailure(ensure::readLayout({&front, &request}, "x", document.c_str(), layout)))
+    std::string document = host::layouts::translateTargetConfig(text).document;
+    EXPECT_FALSE(client::isFailure(client::ensure::readLayout({&front, &request}, "x", document.c_str(), layout)))
         << fields << memory.errors;
     EXPECT_EQ(layout->virtualDisks.count, 1u);
     return layout->virtualDisks.items[0];
@@ -62,14 +64,14 @@ TEST(TargetConfigs, AreLayouts) {
       {"0", RAID_LEVEL_0}, {"1", RAID_LEVEL_1},    {"2", RAID_LEVEL_2},    {"5", RAID_LEVEL_5},
       {"6", RAID_LEVEL_6}, {"1+0", RAID_LEVEL_10}, {"5+0", RAID_LEVEL_50}, {"6+0", RAID_LEVEL_60}};
   for (const auto &[word, level] : levels) {
-    ensure::Layout layout;
+    client::ensure::Layout layout;
     EXPECT_EQ(read("\"raid_level\":\"" + word + "\"", &layout).level, level);
     EXPECT_EQ(layout.virtualDisks.items[0].size, 3ULL << 30);
   }
   static const std::vector<std::pair<std::string, UINT32>> buses = {
       {"sata", RAID_PROTOCOL_SATA}, {"sas", RAID_PROTOCOL_SAS}, {"scsi", RAID_PROTOCOL_SCSI}};
   for (const auto &[word, bus] : buses) {
-    ensure::Layout layout;
+    client::ensure::Layout layout;
     EXPECT_EQ(read(R"("raid_level":"1","disk_type":"hdd","interface_type":")" + word + "\"", &layout).disks.protocol,
               bus);
     EXPECT_EQ(layout.virtualDisks.items[0].disks.medium, static_cast<UINT32>(RAID_LEVEL_ATTRIBUTE_HDD));
@@ -124,7 +126,7 @@ TEST(TargetConfigs, LoseNothing) {
        "logical_disks[0].stripe: nobody knows what this means"},
   };
   for (const auto &row : rows) {
-    std::string text = row.from.empty() ? row.to : ALL;
+    std::string text = row.from.empty() ? row.to : allOfThem;
     size_t at = row.from.empty() ? 0 : text.find(row.from);
     ASSERT_NE(at, std::string::npos) << row.from;
     text.replace(at, row.from.size(), row.from.empty() ? "" : row.to);

@@ -2,6 +2,8 @@
 #include "client/transcript/transcript.h"
 #include "tests/client/client.h"
 
+using namespace xyl;
+
 TEST(Jobs, MistakesAreToldWithTheirLine) {
   Client client("empty");
   client.write("jobs.txt",
@@ -76,8 +78,8 @@ TEST(Unpack, BringsBackWhatAMediumSaid) {
     file += std::string(static_cast<size_t>(i % 80), 'x') + static_cast<char>(i) + (i % 3 == 0 ? " \n" : "");
   }
   std::string log;
-  XYL_FRONT front = frontInto(log);
-  sayFile(&front, name.c_str(), file.data(), file.size());
+  client::Front front = frontInto(log);
+  client::sayFile(&front, name.c_str(), file.data(), file.size());
   std::istringstream lines(log);
   for (std::string line; std::getline(lines, line);) {
     EXPECT_TRUE(line.size() <= 76 && (line.empty() || line.back() != ' ')) << line;

@@ -4,12 +4,14 @@
 #include "host/program/busy.h"
 #include "tests/support/paths.h"
 
+using namespace xyl;
+
 TEST(Busy, CountsAndErasesItsLine) {
   std::string text;
   std::mutex mutex;
   std::condition_variable written;
   {
-    Busy busy(
+    host::Busy busy(
         [&](const std::string &part) {
           std::lock_guard<std::mutex> lock(mutex);
           text += part;
@@ -29,7 +31,7 @@ TEST(Busy, CountsAndErasesItsLine) {
   EXPECT_TRUE(text.ends_with("\r\x1b[K"));
   text.clear();
   {
-    Busy busy([&](const std::string &part) { text += part; }, std::chrono::hours(1), 1);
+    host::Busy busy([&](const std::string &part) { text += part; }, std::chrono::hours(1), 1);
     busy.tellStep({"CHANGE", EFI_SUCCESS});
   }
   EXPECT_EQ(text, ""); // short work leaves no trace
@@ -37,7 +39,7 @@ TEST(Busy, CountsAndErasesItsLine) {
 
 // Whoever waits gets the lock as soon as it is free, however long that takes.
 TEST(FileLock, WaitsForTheOtherOne) {
-  FileLock first, second;
+  host::FileLock first, second;
   const std::string file = sourceDir() + "/README.md";
   ASSERT_EQ(first.take(file, std::chrono::milliseconds(0)), EFI_SUCCESS);
   EXPECT_EQ(second.take(file, std::chrono::milliseconds(1)), EFI_NOT_READY);

@@ -13,7 +13,7 @@ TEST(ControllerFile, KeepsEveryPresetWhole) {
   }
 }
 
-struct DAMAGE {
+struct Damage {
   const char *from, *to, *said;
 };
 
@@ -21,7 +21,7 @@ TEST(ControllerFile, IsCheckedBeforeItIsUsed) {
   Client client("demo");
   client.expect({"0 sim pull lab.json 1009", "0 sim fail-next lab.json create"});
   std::string whole = client.read("lab.json");
-  const DAMAGE damages[] = {
+  const Damage damages[] = {
       {"\"format\": 2", "\"format\": 1", "its format is 1, this program knows format 2; make the controller anew"},
       {"\"format\"", "\"form\"", "\"format\" is missing"},
       {"\"adapter\": {", "\"adapter\": [", "it is no JSON: parse error at line"},
@@ -39,7 +39,7 @@ TEST(ControllerFile, IsCheckedBeforeItIsUsed) {
       {"\"ObjectID\": 1009,", "\"ObjectID\": 1010,", "a pulled disk has another one's id"},
       {"\"ObjectID\": 1002,", "\"ObjectID\": 1001,", "two disks have one id"}, // the controller's own check
   };
-  for (const DAMAGE &damage : damages) {
+  for (const Damage &damage : damages) {
     client.writeEdited("lab.json", whole, damage.from, damage.to);
     client.expect({std::string("4 get $LAB => xyl: cannot use 'lab.json': |") + damage.said});
   }
@@ -48,14 +48,14 @@ TEST(ControllerFile, IsCheckedBeforeItIsUsed) {
 TEST(ControllerFile, IsMadeOnlyFromGoodDocuments) {
   Client client("demo");
   std::string whole = client.read("saved.xml");
-  const DAMAGE damages[] = {
+  const Damage damages[] = {
       {"<ObjectID>1002<", "<ObjectID>1001<", "cannot use 'saved.xml': two disks have one id; correct"},
       {"<PD>1002<", "<PD>1009<", "a member does not list its virtual disk"},
       {"<EnclosureObjectID>301<", "<EnclosureObjectID>7<", "a disk is in an unknown enclosure"},
       {"Shelf 0<", "A name that is far too long for anything that sits in a rack or beside one<", "63"},
       {"</Adapter>", "</Adapter><Adapter/>", "more than one adapter"},
   };
-  for (const DAMAGE &damage : damages) {
+  for (const Damage &damage : damages) {
     client.writeEdited("saved.xml", whole, damage.from, damage.to);
     client.expect({std::string("4 sim new --from saved.xml new.json => ") + damage.said});
   }

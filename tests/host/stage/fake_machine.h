@@ -19,6 +19,8 @@
 #include "tests/support/memory_front.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 struct PowerCut {}; // nobody catches it on the way
 
 class FakeMachine {
@@ -94,7 +96,7 @@ public:
   int run(
       const std::vector<std::string> &arguments, std::function<void()> before = [] {}) {
     MemoryFront memory;
-    XYL_FRONT front = memory.as(XYL_FRONT_HOST, g_hostCommands);
+    client::Front front = memory.as(client::frontHost, host::g_hostCommands);
     std::vector<std::string> words = {"stage", "--images", path("images").string()};
     for (std::string word : arguments) {
       word = word.starts_with('@') ? path(word.substr(1)).string() : word;
@@ -104,14 +106,14 @@ public:
     for (const std::string &word : words) {
       texts.push_back(word.c_str());
     }
-    XYL_REQUEST request;
-    stage::Changes changes(std::move(before));
-    XYL_RESULT result = xylParse(&front, texts.size(), texts.data(), &request);
-    if (!isFailure(result)) {
-      result = guarded(front, [&] { return stageOn({&front, &request}, {folder_, processor, room}, &changes); });
+    client::Request request;
+    host::stage::Changes changes(std::move(before));
+    client::Result result = client::xylParse(&front, texts.size(), texts.data(), &request);
+    if (!client::isFailure(result)) {
+      result = host::guarded(front, [&] { return stageOn({&front, &request}, {folder_, processor, room}, &changes); });
     }
     said = memory.out + memory.errors;
-    return result.Outcome;
+    return result.outcome;
   }
   // The firmware follows the order and forgets it; the job's files come onto the partition.
   void boot(const Files &files) {
@@ -150,11 +152,11 @@ public:
     }
     rows.replace(0, 16, std::string(16, '\x55'));
     rows.replace(128, 16, "\x28\x73\x2A\xC1\x1F\xF8\xD2\x11\xBA\x4B\x00\xA0\xC9\x3E\xC9\x3B", 16);
-    rows.replace(128 + 32, 16, stage::littleEndian(uint64_t{4096}) + stage::littleEndian(uint64_t{8191}));
+    rows.replace(128 + 32, 16, host::stage::littleEndian(uint64_t{4096}) + host::stage::littleEndian(uint64_t{8191}));
     std::string header = "EFI PART" + std::string("\0\0\1\0\x5C\0\0\0", 8) + std::string(56, 0) +
-                         stage::littleEndian(uint64_t{2}) + stage::littleEndian(128U) + stage::littleEndian(128U) +
-                         stage::littleEndian(crc32Of(rows.data(), rows.size()));
-    header.replace(16, 4, stage::littleEndian(crc32Of(header.data(), header.size())));
+                         host::stage::littleEndian(uint64_t{2}) + host::stage::littleEndian(128U) +
+                         host::stage::littleEndian(128U) + host::stage::littleEndian(crc32Of(rows.data(), rows.size()));
+    header.replace(16, 4, host::stage::littleEndian(crc32Of(header.data(), header.size())));
     return std::string(512, 0) + header + std::string(512 - header.size(), 0) + rows;
   }
 
@@ -162,7 +164,7 @@ public:
       "25 1 0:22 / /sys/firmware/efi/efivars rw,nosuid shared:1 - efivarfs efivarfs rw\n";
   std::string said;
   std::string processor = "x86_64";
-  stage::Room (*room)(const std::filesystem::path &) = stage::roomOf;
+  host::stage::Room (*room)(const std::filesystem::path &) = host::stage::roomOf;
 
 private:
   // Where it costs nothing to see to it that a disk has what was written.

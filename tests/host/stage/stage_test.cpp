@@ -1,6 +1,8 @@
 // Jobs that are staged on a machine: what is written and refused, and what is left after any cut of the power.
 #include "tests/host/stage/fake_machine.h"
 
+using namespace xyl;
+
 using Files = FakeMachine::Files;
 
 class Stage : public testing::Test {
@@ -124,7 +126,7 @@ TEST_F(Stage, TellsAndTakesWhatAJobLeft) {
     std::filesystem::remove_all(machine.path("out"));
     auto full = [&machine] { // until something is gone, since the job wrote until there was no room
       if (machine.has("boot/efi/EFI/raidxyl/fetched") && machine.has("boot/efi/EFI/raidxyl/RaidBoot.efi")) {
-        throw CLIENT_ERROR(EFI_VOLUME_FULL, "full");
+        throw host::ClientError(EFI_VOLUME_FULL, "full");
       }
     };
     EXPECT_EQ(machine.run({"--result", "@out"}, full), row.code) << machine.said;
@@ -207,7 +209,7 @@ TEST_F(Stage, RefusesBeforeAnythingIsWritten) {
        }},
       {"'/boot/efi' has room for 1.04 MB, and files and results want 1.07 MB",
        [](M &m) { m.room = [](const std::filesystem::path &) {
-                    return stage::Room{1040000, 2048};
+                    return host::stage::Room{1040000, 2048};
                   }; }},
       {"exclude each other", [](M &) {}, 2, {"--result", "--cancel"}},
       {"--cancel takes no folder", [](M &) {}, 2, {"--cancel", "@job"}},
@@ -231,7 +233,7 @@ static bool runCut(FakeMachine &machine, const std::vector<std::string> &argumen
   int count = 0;
   auto before = [&] {
     if (++count == at) {
-      isFault ? throw CLIENT_ERROR(EFI_DEVICE_ERROR, "a fault") : throw PowerCut();
+      isFault ? throw host::ClientError(EFI_DEVICE_ERROR, "a fault") : throw PowerCut();
     }
   };
   try {
@@ -352,8 +354,8 @@ TEST_F(Stage, TheMediumsVariableIsCleanedUp) {
   machine.variable("Boot0002", option.replace(0, 6, std::string("\x09\0\0\0\x72\0", 6)));
   EXPECT_EQ(machine.run({"--result", "@out"}), 4);
   expectSaid(machine, "the job left nothing: the staging was cut off, or the firmware did not start the image");
-  machine.variable("RaidXylJob", stage::littleEndian(crc32Of(jobs.data(), jobs.size())) +
-                                     stage::littleEndian(crc32Of(id.data(), id.size())));
+  machine.variable("RaidXylJob", host::stage::littleEndian(crc32Of(jobs.data(), jobs.size())) +
+                                     host::stage::littleEndian(crc32Of(id.data(), id.size())));
   EXPECT_EQ(machine.run({"--result", "@out"}), 4);
   expectSaid(machine, "shown on the console");
   EXPECT_EQ(machine.run({"--cancel"}), 0) << machine.said;

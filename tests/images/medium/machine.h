@@ -6,6 +6,8 @@
 #include "tests/images/medium/stick.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 static constexpr EFI_GUID g_loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
 static constexpr EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
 
@@ -14,9 +16,9 @@ static constexpr EFI_GUID g_fileSystemGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUI
 class Medium : public testing::Test {
 protected:
   Medium() {
-    STICK::clear();
+    Stick::clear();
     services_->InstallMultipleProtocolInterfaces(&handle_, &g_loadedImageGuid, &loaded_, &g_fileSystemGuid,
-                                                 &STICK::system, static_cast<void *>(nullptr));
+                                                 &Stick::system, static_cast<void *>(nullptr));
     loaded_.DeviceHandle = handle_;
     EFI_SYSTEM_TABLE *table = world_.firmware.systemTable();
     table->NumberOfTableEntries = 1;
@@ -47,7 +49,7 @@ protected:
   }
   ~Medium() override {
     services_->UninstallMultipleProtocolInterfaces(handle_, &g_loadedImageGuid, &loaded_, &g_fileSystemGuid,
-                                                   &STICK::system, static_cast<void *>(nullptr));
+                                                   &Stick::system, static_cast<void *>(nullptr));
   }
 
   // What firmware tells of the machine: the last byte of its UUID, the others being zero.
@@ -66,9 +68,9 @@ protected:
   EFI_STATUS boot() {
     reset_ = -1;
     limits_.clear();
-    EFI_STATUS status = MediumEntry(handle_, world_.firmware.systemTable());
+    EFI_STATUS status = images::MediumEntry(handle_, world_.firmware.systemTable());
     console_ = world_.console();
-    EXPECT_EQ(STICK::opens, 0);
+    EXPECT_EQ(Stick::opens, 0);
     world_.expectBalanced();
     return status;
   }

@@ -7,10 +7,10 @@
 
 #include "uefi/protocols.h"
 
-// Files behave as on FAT: opening with CREATE leaves what is in them, renaming replaces nothing, and the letters' case
-// does not matter. Folders are what names of files have before a backslash.
-struct STICK {
-  struct OPEN : EFI_FILE_PROTOCOL {
+// Files behave as on FAT: opening with CREATE leaves what is in them, renaming replaces nothing, and the letters'
+// case does not matter. Folders are what names of files have before a backslash.
+struct Stick {
+  struct OpenFile : EFI_FILE_PROTOCOL {
     std::u16string name; // as in files
     size_t place;
   };
@@ -37,7 +37,7 @@ struct STICK {
   }
 
 private:
-  static OPEN &of(EFI_FILE_PROTOCOL *file) { return *static_cast<OPEN *>(file); }
+  static OpenFile &of(EFI_FILE_PROTOCOL *file) { return *static_cast<OpenFile *>(file); }
   static std::u16string lower(std::u16string name) {
     std::transform(name.begin(), name.end(), name.begin(),
                    [](CHAR16 unit) { return unit >= u'A' && unit <= u'Z' ? static_cast<CHAR16>(unit | 0x20) : unit; });
@@ -53,7 +53,7 @@ private:
   }
 
   static EFI_FILE_PROTOCOL *make(const std::u16string &name) {
-    OPEN *made = new OPEN{};
+    OpenFile *made = new OpenFile{};
     made->name = name;
     made->Open = open;
     made->Close = close;
@@ -98,7 +98,7 @@ private:
     return isGone ? EFI_SUCCESS : 2; // the warning that it is still there
   }
   static EFI_STATUS EFIAPI read(EFI_FILE_PROTOCOL *file, UINTN *size, void *buffer) {
-    OPEN &open = of(file);
+    OpenFile &open = of(file);
     if (!isFolder(open.name)) {
       *size = files[open.name].copy(static_cast<char *>(buffer), *size, open.place);
       open.place += *size;
@@ -119,7 +119,7 @@ private:
     return info->Size;
   }
   static EFI_STATUS EFIAPI write(EFI_FILE_PROTOCOL *file, UINTN *size, const void *buffer) {
-    OPEN &open = of(file);
+    OpenFile &open = of(file);
     std::string &content = files[open.name];
     content.resize(std::max(content.size(), open.place + *size));
     content.replace(open.place, *size, static_cast<const char *>(buffer), *size);

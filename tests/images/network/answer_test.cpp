@@ -3,12 +3,14 @@
 
 #include "tests/support/world.h"
 
-using network::Body;
-using network::Head;
+using namespace xyl;
+
+using images::network::Body;
+using images::network::Head;
 
 class Answers : public testing::Test {
 protected:
-  World world_{WORLD_OPTIONS{.preset = nullptr, .driver = false}};
+  World world_{WorldOptions{.preset = nullptr, .driver = false}};
 };
 
 TEST_F(Answers, HeadsSayHowLongTheBodyIsOrAreRefused) {
@@ -33,7 +35,7 @@ TEST_F(Answers, HeadsSayHowLongTheBodyIsOrAreRefused) {
               {~0U, {}, "0 unknown 0"}};
   for (const auto &row : rows) {
     Head head;
-    const CHAR8 *fault = network::readHead(row.number, row.fields.data(), row.fields.size(), &head);
+    const CHAR8 *fault = images::network::readHead(row.number, row.fields.data(), row.fields.size(), &head);
     const char *framings[] = {" unknown ", " length ", " chunks "};
     std::string told =
         std::to_string(head.code) + framings[static_cast<int>(head.framing)] + std::to_string(head.length);
@@ -43,7 +45,7 @@ TEST_F(Answers, HeadsSayHowLongTheBodyIsOrAreRefused) {
 
 TEST_F(Answers, BodiesAreWholeOnlyAtTheirEndHoweverTheyCome) {
   constexpr UINTN limit = 40;
-  const Head length = {200, network::Framing::length, 5}, chunks = {200, network::Framing::chunks, 0};
+  const Head length = {200, images::network::Framing::length, 5}, chunks = {200, images::network::Framing::chunks, 0};
   const struct {
     Head head;
     std::string wire;
@@ -52,9 +54,9 @@ TEST_F(Answers, BodiesAreWholeOnlyAtTheirEndHoweverTheyCome) {
   } rows[] = {{length, "12345", EFI_SUCCESS, "12345"},
               {length, "1234567", EFI_SUCCESS, "12345"},
               {length, "1234", EFI_NOT_READY, ""},
-              {{200, network::Framing::length, 0}, "", EFI_SUCCESS, ""},
-              {{200, network::Framing::length, 41}, "", EFI_BAD_BUFFER_SIZE, ""},
-              {{200, network::Framing::unknown, 0}, "1", EFI_PROTOCOL_ERROR, ""},
+              {{200, images::network::Framing::length, 0}, "", EFI_SUCCESS, ""},
+              {{200, images::network::Framing::length, 41}, "", EFI_BAD_BUFFER_SIZE, ""},
+              {{200, images::network::Framing::unknown, 0}, "1", EFI_PROTOCOL_ERROR, ""},
               {chunks, "3\r\nabc\r\n0A;x=\"y\"\r\n0123456789\r\n0\r\n\r\nmore", EFI_SUCCESS, "abc0123456789"},
               {chunks, "0\r\nTrailer: x\r\nOther: y\r\n\r\n", EFI_SUCCESS, ""},
               {chunks, "1\na\n0\n\n", EFI_SUCCESS, "a"},
@@ -79,7 +81,7 @@ TEST_F(Answers, BodiesAreWholeOnlyAtTheirEndHoweverTheyCome) {
       }
       status = !EFI_ERROR(status) && !body.isWhole() ? EFI_NOT_READY : status;
       EXPECT_EQ(name(status), name(row.status)) << row.wire << " in pieces of " << piece;
-      network::Answer answer;
+      images::network::Answer answer;
       if (!EFI_ERROR(status)) {
         body.give(&answer);
         EXPECT_EQ(std::string(answer.data, answer.size + 1), row.body + '\0');
@@ -104,10 +106,10 @@ TEST_F(Answers, LoginsAreForOneServer) {
               {"https://a.c/", ""},
               {"http://end/", ""}};
   for (const auto &row : rows) {
-    jobs::Url url;
-    ASSERT_EQ(jobs::readUrl(row.url, &url), nullptr);
+    client::jobs::Url url;
+    ASSERT_EQ(client::jobs::readUrl(row.url, &url), nullptr);
     UINTN length = 0;
-    const CHAR8 *login = network::loginFor(url, text.data(), text.size(), &length);
+    const CHAR8 *login = images::network::loginFor(url, text.data(), text.size(), &length);
     EXPECT_EQ(login != nullptr ? std::string(login, length) : "", row.login) << row.url;
   }
 }

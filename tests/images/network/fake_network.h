@@ -11,20 +11,20 @@
 #include "uefi/network.h"
 
 // What the server got, and what it says to it.
-struct ASKED {
+struct Asked {
   UINT32 method;
   std::string url, body, login;
 };
-struct REPLY {
+struct Reply {
   UINT32 number = 3; // of the code, as the protocol has it: 200
   std::vector<std::pair<std::string, std::string>> fields;
   std::string body; // as it stands on the wire; behind it the connection ends
 };
 
 // Books on children, events and tokens; every call of a protocol can fail or never end.
-struct NETWORK {
-  static inline std::function<REPLY(const ASKED &)> server;
-  static inline std::vector<ASKED> asked;
+struct Network {
+  static inline std::function<Reply(const Asked &)> server;
+  static inline std::vector<Asked> asked;
   static inline size_t piece; // bytes of the body that come at once
   static inline int calls, failAt, hangAt;
   static inline int children, events;
@@ -36,7 +36,7 @@ struct NETWORK {
 
   static void begin(World &world, size_t cards = 1) {
     world_ = &world;
-    server = [](const ASKED &) { return REPLY{21, {{"Content-Length", "0"}}, ""}; };
+    server = [](const Asked &) { return Reply{21, {{"Content-Length", "0"}}, ""}; };
     asked.clear();
     settings.clear();
     piece = 1 << 20;
@@ -109,7 +109,7 @@ private:
     const EFI_HTTP_MESSAGE &message = *token->Message;
     auto *data = static_cast<EFI_HTTP_REQUEST_DATA *>(message.Data);
     std::u16string url = data->Url;
-    ASKED got = {data->Method, std::string(url.begin(), url.end()),
+    Asked got = {data->Method, std::string(url.begin(), url.end()),
                  std::string(static_cast<const char *>(message.Body), message.BodyLength),
                  fieldOf(message, "Authorization")};
     if (data->Method != EFI_HTTP_GET) {
@@ -182,7 +182,7 @@ private:
   }
 
   static inline World *world_;
-  static inline REPLY reply_;
+  static inline Reply reply_;
   static inline size_t at_;
   static inline EFI_EVENT_NOTIFY notify_;
   static inline void *context_;

@@ -8,16 +8,16 @@
 class Transfers : public Medium {
 protected:
   Transfers() {
-    NETWORK::begin(world_);
+    Network::begin(world_);
     world_.markBalance();
   }
-  ~Transfers() override { NETWORK::end(); }
+  ~Transfers() override { Network::end(); }
 
   // A server of files, of which one is only there at the second time.
-  static REPLY serve(const ASKED &asked) {
+  static Reply serve(const Asked &asked) {
     std::string path = asked.url.substr(asked.url.find('/', 8));
     if (asked.method != EFI_HTTP_GET) {
-      return path == "/refused" ? REPLY{20, {}, ""} : REPLY{4, {}, ""};
+      return path == "/refused" ? Reply{20, {}, ""} : Reply{4, {}, ""};
     }
     auto file = files_.find(path);
     if (file == files_.end()) {
@@ -26,15 +26,15 @@ protected:
     return {3, {{"Content-Length", std::to_string(file->second.size())}}, file->second};
   }
   EFI_STATUS run(const std::string &jobs) {
-    STICK::file(u"jobs.txt") = jobs;
-    NETWORK::server = serve;
-    NETWORK::asked.clear();
+    Stick::file(u"jobs.txt") = jobs;
+    Network::server = serve;
+    Network::asked.clear();
     EFI_STATUS status = boot();
-    NETWORK::expectClosed(jobs);
+    Network::expectClosed(jobs);
     EXPECT_TRUE(trusted_.empty());
     return status;
   }
-  static std::string path(const ASKED &asked) { return asked.url.substr(asked.url.find('/', 8)); }
+  static std::string path(const Asked &asked) { return asked.url.substr(asked.url.find('/', 8)); }
 
   static inline std::map<std::string, std::string> files_;
 };
@@ -83,34 +83,34 @@ TEST_F(Transfers, MistakesInLinesAreToldBeforeAnythingRuns) {
       {repeated(101, "fetch http://a/x x\n"), "at most 100 lines"},
   };
   for (const auto &row : rows) {
-    STICK::clear();
+    Stick::clear();
     files_ = {{"/SN_42/x%20y?q=1", "x"}};
     EFI_STATUS status = run(row.line + "\nlist\n");
     EXPECT_EQ(name(status), name(row.told.empty() ? EFI_ABORTED : EFI_INVALID_PARAMETER)) << console_;
     EXPECT_TRUE(said(row.told)) << row.told << "\n" << console_;
-    EXPECT_EQ(NETWORK::asked.empty() || row.told.empty(), true) << row.line;
+    EXPECT_EQ(Network::asked.empty() || row.told.empty(), true) << row.line;
   }
 }
 
 TEST_F(Transfers, FilesComeAndGoAndTheResultGoesLast) {
   files_ = {{"/a", "new"}};
-  STICK::file(u"a.bin") = "an old one";
-  STICK::file(u"logins.txt") = "http://s me:secret\n";
+  Stick::file(u"a.bin") = "an old one";
+  Stick::file(u"logins.txt") = "http://s me:secret\n";
   run("send result.json http://s:8080/r post\nattempts 2 7\nfetch http://s/a a.bin\nfetch http://s/none none.bin\n"
       "failed: get -o saved.xml\nsend saved.xml http://s/%UUID%.xml\nsend saved.xml http://s/refused\nlist\n");
-  EXPECT_EQ(STICK::file(u"a.bin"), "new");
-  EXPECT_FALSE(STICK::has(u"none.bin"));
-  ASSERT_EQ(NETWORK::asked.size(), 5u) << console_;
-  EXPECT_EQ(NETWORK::asked[0].login, "Basic bWU6c2VjcmV0");
-  EXPECT_EQ(path(NETWORK::asked[2]), "/00000000-0000-0000-0000-000000000001.xml");
-  EXPECT_EQ(NETWORK::asked[2].body, STICK::file(u"saved.xml"));
-  EXPECT_EQ(NETWORK::asked[4].method, EFI_HTTP_POST);
-  EXPECT_EQ(NETWORK::asked[4].login, ""); // another port
-  EXPECT_EQ(NETWORK::asked[4].body, STICK::file(FIRST_RESULT u".json"));
+  EXPECT_EQ(Stick::file(u"a.bin"), "new");
+  EXPECT_FALSE(Stick::has(u"none.bin"));
+  ASSERT_EQ(Network::asked.size(), 5u) << console_;
+  EXPECT_EQ(Network::asked[0].login, "Basic bWU6c2VjcmV0");
+  EXPECT_EQ(path(Network::asked[2]), "/00000000-0000-0000-0000-000000000001.xml");
+  EXPECT_EQ(Network::asked[2].body, Stick::file(u"saved.xml"));
+  EXPECT_EQ(Network::asked[4].method, EFI_HTTP_POST);
+  EXPECT_EQ(Network::asked[4].login, ""); // another port
+  EXPECT_EQ(Network::asked[4].body, Stick::file(FIRST_RESULT u".json"));
   EXPECT_TRUE(said("card 52:54:00:12:34:56 has the address 10.0.2.15") && said("attempt 1 of 2") &&
               said("the server answers 404") && said("the server answers 403"))
       << console_;
-  EXPECT_FALSE(said("attempt 2 of 2") || said("secret") || NETWORK::asked[4].body.find("secret") != std::string::npos);
+  EXPECT_FALSE(said("attempt 2 of 2") || said("secret") || Network::asked[4].body.find("secret") != std::string::npos);
 }
 
 // Each call of the network's protocols fails once, or never ends; then each allocation.
@@ -118,46 +118,46 @@ TEST_F(Transfers, SurvivesEveryFailureOfTheNetwork) {
   files_ = {{"/a", std::string(10, 'x')}};
   const std::string job = "attempts 1\nfetch http://s/a a.bin\nok: send a.bin http://s/b\nsend result.json http://s/r\n"
                           "again\n";
-  enum { FAILS, HANGS, ALLOCATES };
-  for (int how : {FAILS, HANGS, ALLOCATES}) {
+  enum { fails, hangs, allocates };
+  for (int how : {fails, hangs, allocates}) {
     bool failed = true;
     for (int n = 1; failed; ++n) {
-      STICK::clear();
-      STICK::file(u"a.bin") = "old";
-      NETWORK::calls = 0;
-      NETWORK::piece = 4;
-      NETWORK::failAt = how == FAILS ? n : 0;
-      NETWORK::hangAt = how == HANGS ? n : 0;
-      NETWORK::policy = EFI_IP4_CONFIG2_STATIC;
-      world_.firmware.failAllocation(how == ALLOCATES ? static_cast<uint64_t>(n) : 0);
+      Stick::clear();
+      Stick::file(u"a.bin") = "old";
+      Network::calls = 0;
+      Network::piece = 4;
+      Network::failAt = how == fails ? n : 0;
+      Network::hangAt = how == hangs ? n : 0;
+      Network::policy = EFI_IP4_CONFIG2_STATIC;
+      world_.firmware.failAllocation(how == allocates ? static_cast<uint64_t>(n) : 0);
       run(job);
-      failed = how == ALLOCATES ? world_.firmware.allocationFailed() : n <= NETWORK::calls;
+      failed = how == allocates ? world_.firmware.allocationFailed() : n <= Network::calls;
       world_.firmware.failAllocation(0);
-      EXPECT_TRUE(STICK::file(u"a.bin") == "old" || STICK::file(u"a.bin") == files_["/a"]) << n;
+      EXPECT_TRUE(Stick::file(u"a.bin") == "old" || Stick::file(u"a.bin") == files_["/a"]) << n;
       EXPECT_TRUE(failed || (said("==> 2/2 ok") && !said("not sent"))) << console_;
-      EXPECT_TRUE(how != HANGS || !failed || NETWORK::calls == n || !NETWORK::asked.empty()) << n;
+      EXPECT_TRUE(how != hangs || !failed || Network::calls == n || !Network::asked.empty()) << n;
     }
   }
 }
 
 TEST_F(Transfers, JobsComeFromAServer) {
-  STICK::file(u"pass.txt") = "secret";
+  Stick::file(u"pass.txt") = "secret";
   const std::string medium = "job http://s/jobs/%SERIAL%.txt\n";
   files_ = {{"/jobs/SN_42.txt", "get -o saved.xml\nsend saved.xml http://s/x\nsend pass.txt http://s/y\n"}};
   EXPECT_EQ(name(run(medium)), name(EFI_ABORTED));
-  EXPECT_EQ(STICK::file(FIRST_RESULT u".txt"), files_["/jobs/SN_42.txt"]);
-  EXPECT_NE(STICK::file(FIRST_RESULT u".json").find("\"from\": \"http://s/jobs/SN_42.txt\""), std::string::npos);
-  EXPECT_EQ(STICK::file(FIRST_RESULT u".json").find("mistakes"), std::string::npos)
-      << STICK::file(FIRST_RESULT u".json");
+  EXPECT_EQ(Stick::file(FIRST_RESULT u".txt"), files_["/jobs/SN_42.txt"]);
+  EXPECT_NE(Stick::file(FIRST_RESULT u".json").find("\"from\": \"http://s/jobs/SN_42.txt\""), std::string::npos);
+  EXPECT_EQ(Stick::file(FIRST_RESULT u".json").find("mistakes"), std::string::npos)
+      << Stick::file(FIRST_RESULT u".json");
   EXPECT_TRUE(said("==> 2/3 ok") && said("'pass.txt' was not written by this job")) << console_;
-  EXPECT_EQ(NETWORK::asked.size(), 2u);
+  EXPECT_EQ(Network::asked.size(), 2u);
   // It does not run twice, another one does, and where there is none nothing does.
-  const auto after = STICK::files;
+  const auto after = Stick::files;
   EXPECT_EQ(name(run(medium)), name(EFI_ALREADY_STARTED));
   files_.clear();
   EXPECT_EQ(name(run(medium)), name(EFI_NOT_FOUND));
   EXPECT_TRUE(said("the server has no job for this machine"));
-  EXPECT_EQ(STICK::files, after);
+  EXPECT_EQ(Stick::files, after);
   const struct {
     std::string job, told;
   } rows[] = {{"job http://s/other\n", "does not stand in a job that was fetched"},
@@ -173,46 +173,46 @@ TEST_F(Transfers, JobsComeFromAServer) {
   }
   files_["/jobs/SN_42.txt"] = "list\n";
   EXPECT_EQ(name(run("network 10.0.0.9/24 10.0.0.1\nsend result.json http://s/r\n" + medium)), name(EFI_ABORTED));
-  EXPECT_EQ(path(NETWORK::asked.back()), "/r");
+  EXPECT_EQ(path(Network::asked.back()), "/r");
   EXPECT_TRUE(said("has the address 10.0.0.9")) << console_;
 }
 
 // On a CD, what is fetched lies in memory and is not shown; a certificate is trusted as long as the medium runs.
 TEST_F(Transfers, ReadOnlyMediaKeepWhatIsFetchedToThemselves) {
   files_ = {{"/a", "a passphrase"}};
-  STICK::writable = 0;
-  STICK::file(u"ca.pem") = "text\n" CERTIFICATE "more\n" CERTIFICATE;
-  NETWORK::address = std::string(4, 0); // and nobody gives one at first
+  Stick::writable = 0;
+  Stick::file(u"ca.pem") = "text\n" CERTIFICATE "more\n" CERTIFICATE;
+  Network::address = std::string(4, 0); // and nobody gives one at first
   EXPECT_EQ(name(run("attempts 1\nfetch https://s/a a.bin\n")), name(EFI_ABORTED));
   EXPECT_TRUE(said("no network card got an address: No mapping")) << console_;
-  NETWORK::address = std::string("\x0A\0\2\x0F", 4);
+  Network::address = std::string("\x0A\0\2\x0F", 4);
   EXPECT_EQ(name(run("fetch https://s/a a.bin\nsend a.bin https://s/b\n")), name(EFI_ABORTED));
-  EXPECT_EQ(NETWORK::asked.back().body, "a passphrase");
+  EXPECT_EQ(Network::asked.back().body, "a passphrase");
   EXPECT_FALSE(said("file a.bin") || said("a passphrase")) << console_;
   for (const char *damaged : {"", "-----BEGIN CERTIFICATE-----\nMIIAAgUA\n",
                               "-----BEGIN CERTIFICATE-----\nMIIAAwUA\n"
                               "-----END CERTIFICATE-----\n",
                               "-----BEGIN CERTIFICATE-----\n*\n-----END CERTIFICATE-----\n"}) {
-    STICK::file(u"ca.pem") = damaged;
+    Stick::file(u"ca.pem") = damaged;
     EXPECT_EQ(name(run("fetch https://s/a a.bin\n")), name(EFI_INVALID_PARAMETER)) << damaged;
   }
 }
 
 TEST_F(Transfers, CardsTakeTurnsAndAFixedAddressIsForOne) {
-  NETWORK::end();
-  NETWORK::begin(world_, 2);
+  Network::end();
+  Network::begin(world_, 2);
   files_ = {{"/a", "x"}};
   run("network 10.0.0.9/24\nfetch http://s/a a.bin\n");
   EXPECT_TRUE(said("wants the MAC of one") && !said("attempt 2")) << console_;
-  const auto before = STICK::files;
+  const auto before = Stick::files;
   EXPECT_TRUE(EFI_ERROR(run("network 10.0.0.9/24\njob http://s/a\n")));
-  EXPECT_TRUE(said("without a job nothing is run") && STICK::files.size() == before.size()) << console_;
+  EXPECT_TRUE(said("without a job nothing is run") && Stick::files.size() == before.size()) << console_;
   run("network 52:54:00:12:34:57 dhcp\nattempts 1\nfetch http://s/a a.bin\n");
   EXPECT_TRUE(said("no network card for which this firmware speaks HTTP, with that MAC")) << console_;
   run("fetch http://s/a a.bin\n");
   EXPECT_TRUE(said("==> 1/1 ok")) << console_;
   // Firmware of a machine with an address of its own is not told another one.
-  NETWORK::settings[EFI_IP4_CONFIG2_INTERFACE_INFO_TYPE] = std::string("\x0A\0\0\7", 4);
+  Network::settings[EFI_IP4_CONFIG2_INTERFACE_INFO_TYPE] = std::string("\x0A\0\0\7", 4);
   run("fetch http://s/a b.bin\n");
   EXPECT_TRUE(said("has the address 10.0.0.7")) << console_;
 }

@@ -3,6 +3,8 @@
 #include "images/setup/setup.h"
 #include "uefi/protocols.h"
 
+using namespace xyl;
+
 static Browser *g_browser;
 static constexpr EFI_GUID g_databaseGuid = EFI_HII_DATABASE_PROTOCOL_GUID;
 static constexpr EFI_GUID g_stringGuid = EFI_HII_STRING_PROTOCOL_GUID;
@@ -10,16 +12,16 @@ static constexpr EFI_GUID g_routingGuid = EFI_HII_CONFIG_ROUTING_PROTOCOL_GUID;
 static constexpr EFI_GUID g_accessGuid = EFI_HII_CONFIG_ACCESS_PROTOCOL_GUID;
 static constexpr EFI_GUID g_pathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 
-struct Browser::LIST {
+struct Browser::List {
   EFI_HANDLE driver;
   std::string guid;
-  SCREENS screens;
+  Screens screens;
   bool isReplaced = false;
   std::map<EFI_STRING_ID, std::u16string> typed; // texts that the browser adds
 };
 
-static SCREENS read(const EFI_HII_PACKAGE_LIST_HEADER *list) {
-  SCREENS screens = readScreens(reinterpret_cast<const uint8_t *>(list), list->Length, g_browser->checksTexts);
+static Screens read(const EFI_HII_PACKAGE_LIST_HEADER *list) {
+  Screens screens = readScreens(reinterpret_cast<const uint8_t *>(list), list->Length, g_browser->checksTexts);
   EXPECT_EQ(screens.mistakes, std::vector<std::string>{});
   return screens;
 }
@@ -28,7 +30,7 @@ static SCREENS read(const EFI_HII_PACKAGE_LIST_HEADER *list) {
 
 EFI_STATUS EFIAPI Browser::newList(EFI_HII_DATABASE_PROTOCOL *, const EFI_HII_PACKAGE_LIST_HEADER *list,
                                    EFI_HANDLE driver, EFI_HII_HANDLE *handle) {
-  auto made = std::make_unique<LIST>();
+  auto made = std::make_unique<List>();
   made->driver = driver;
   made->screens = read(list);
   *handle = made.get();
@@ -47,7 +49,7 @@ EFI_STATUS EFIAPI Browser::removeList(EFI_HII_DATABASE_PROTOCOL *, EFI_HII_HANDL
 
 EFI_STATUS EFIAPI Browser::updateList(EFI_HII_DATABASE_PROTOCOL *, EFI_HII_HANDLE handle,
                                       const EFI_HII_PACKAGE_LIST_HEADER *list) {
-  auto *updated = static_cast<LIST *>(handle);
+  auto *updated = static_cast<List *>(handle);
   updated->screens = read(list);
   updated->isReplaced = true;
   updated->typed.clear();
@@ -56,7 +58,7 @@ EFI_STATUS EFIAPI Browser::updateList(EFI_HII_DATABASE_PROTOCOL *, EFI_HII_HANDL
 
 EFI_STATUS EFIAPI Browser::getString(EFI_HII_STRING_PROTOCOL *, const CHAR8 *, EFI_HII_HANDLE handle, EFI_STRING_ID id,
                                      CHAR16 *text, UINTN *size, void *) {
-  const std::u16string &found = static_cast<LIST *>(handle)->typed.at(id);
+  const std::u16string &found = static_cast<List *>(handle)->typed.at(id);
   UINTN wanted = (found.size() + 1) * sizeof(CHAR16);
   EFI_STATUS status = *size < wanted ? EFI_BUFFER_TOO_SMALL : EFI_SUCCESS;
   *size = wanted;
@@ -125,7 +127,7 @@ Browser::Browser(World &world)
                                                         &g_stringGuid, static_cast<void *>(&strings_), &g_routingGuid,
                                                         static_cast<void *>(&routing_), static_cast<void *>(nullptr)),
       EFI_SUCCESS);
-  EXPECT_EQ(name(world.firmware.loadImage(RaidSetupEntry, &image_)), name(EFI_SUCCESS));
+  EXPECT_EQ(name(world.firmware.loadImage(images::setup::RaidSetupEntry, &image_)), name(EFI_SUCCESS));
 }
 
 Browser::~Browser() {
@@ -154,16 +156,16 @@ std::vector<std::string> Browser::titles() const {
 
 // --- Calls of the page ---
 
-Browser::LIST &Browser::current() const {
+Browser::List &Browser::current() const {
   EXPECT_NE(current_, nullptr);
   return *current_;
 }
 
-const SCREENS &Browser::screens(size_t page) const {
+const Screens &Browser::screens(size_t page) const {
   return current_ != nullptr ? current_->screens : lists_.at(page)->screens;
 }
 
-EFI_STATUS Browser::call(UINTN action, const SCREEN_LINE &line, void *value, UINTN *request) {
+EFI_STATUS Browser::call(UINTN action, const ScreenLine &line, void *value, UINTN *request) {
   auto *access = world_.protocolOn<EFI_HII_CONFIG_ACCESS_PROTOCOL>(current().driver, g_accessGuid);
   uint64_t none[4] = {};
   return access->Callback(access, action, line.question, 0, value != nullptr ? value : none, request);
@@ -171,8 +173,8 @@ EFI_STATUS Browser::call(UINTN action, const SCREEN_LINE &line, void *value, UIN
 
 // Every question of the form that is shown which wants to be called; the form may be replaced meanwhile.
 void Browser::each(UINTN action) {
-  std::vector<SCREEN_LINE> lines = current().screens.forms[form_].lines;
-  for (const SCREEN_LINE &line : lines) {
+  std::vector<ScreenLine> lines = current().screens.forms[form_].lines;
+  for (const ScreenLine &line : lines) {
     if (current_ != nullptr && (line.flags & 4) != 0) {
       call(action, line);
     }
@@ -182,9 +184,9 @@ void Browser::each(UINTN action) {
 // What firmware does with forms that are new to it.
 void Browser::parse() {
   current().isReplaced = false;
-  std::map<uint16_t, SCREEN_FORM> forms = current().screens.forms;
+  std::map<uint16_t, ScreenForm> forms = current().screens.forms;
   for (auto &[id, form] : forms) {
-    for (const SCREEN_LINE &line : form.lines) {
+    for (const ScreenLine &line : form.lines) {
       uint64_t value[4] = {};
       if ((line.flags & 4) != 0 && EFI_ERROR(call(2, line, value))) {
         call(0x1000, line, value);
@@ -251,10 +253,10 @@ void Browser::open(size_t page) {
   show(1);
 }
 
-const SCREEN_LINE &Browser::find(const std::string &prompt) const {
-  static const SCREEN_LINE none{};
-  const SCREENS &all = current().screens;
-  for (const SCREEN_LINE &line : all.forms.at(form_).lines) {
+const ScreenLine &Browser::find(const std::string &prompt) const {
+  static const ScreenLine none{};
+  const Screens &all = current().screens;
+  for (const ScreenLine &line : all.forms.at(form_).lines) {
     if (line.question != 0 && all.text(line.prompt).compare(0, prompt.size(), prompt) == 0) {
       return line;
     }
@@ -267,7 +269,7 @@ bool Browser::has(const std::string &prompt) const {
 }
 
 void Browser::enter(const std::string &prompt) {
-  SCREEN_LINE line = find(prompt);
+  ScreenLine line = find(prompt);
   ASSERT_EQ(line.code, 0x0F) << prompt << "\n" << shown();
   EFI_STATUS status = call(0, line);
   if (EFI_ERROR(status)) {
@@ -290,7 +292,7 @@ void Browser::back() {
   show(parent);
 }
 
-void Browser::change(const SCREEN_LINE &line, uint64_t value) {
+void Browser::change(const ScreenLine &line, uint64_t value) {
   UINTN request = 0;
   if (EFI_ERROR(call(0, line, &value))) {
     return;
@@ -309,11 +311,11 @@ void Browser::change(const SCREEN_LINE &line, uint64_t value) {
 }
 
 void Browser::press(const std::string &prompt) {
-  SCREEN_LINE line = find(prompt);
+  ScreenLine line = find(prompt);
   ASSERT_EQ(line.code, 0x0C) << prompt << "\n" << shown();
   if (line.grayUnless != 0) {
     uint64_t value[4] = {};
-    SCREEN_LINE asked;
+    ScreenLine asked;
     asked.question = line.grayUnless;
     call(2, asked, value);
     if (value[0] == 0) {
@@ -324,7 +326,7 @@ void Browser::press(const std::string &prompt) {
 }
 
 void Browser::set(const std::string &prompt, uint64_t value) {
-  SCREEN_LINE line = find(prompt);
+  ScreenLine line = find(prompt);
   ASSERT_NE(line.question, 0) << prompt << "\n" << shown();
   if (line.store != 0) {
     std::memcpy(block_ + line.offset, &value, line.size);
@@ -334,7 +336,7 @@ void Browser::set(const std::string &prompt, uint64_t value) {
 }
 
 void Browser::choose(const std::string &prompt, const std::string &option) {
-  SCREEN_LINE line = find(prompt);
+  ScreenLine line = find(prompt);
   for (auto &[text, value] : line.options) {
     if (current().screens.text(text) == option) {
       return set(prompt, value);
@@ -369,9 +371,9 @@ EFI_STATUS Browser::save() {
 }
 
 void Browser::takeDefaults() {
-  std::map<uint16_t, SCREEN_FORM> forms = current().screens.forms;
+  std::map<uint16_t, ScreenForm> forms = current().screens.forms;
   for (auto &[id, form] : forms) {
-    for (const SCREEN_LINE &line : form.lines) {
+    for (const ScreenLine &line : form.lines) {
       uint64_t value[4] = {};
       if ((line.flags & 4) != 0) {
         call(0x1000, line, value);
@@ -383,9 +385,9 @@ void Browser::takeDefaults() {
 }
 
 EFI_STATUS Browser::setKeyword(const std::string &keyword, uint8_t value) {
-  const SCREENS &all = screens();
+  const Screens &all = screens();
   for (auto &[id, form] : all.forms) {
-    for (const SCREEN_LINE &line : form.lines) {
+    for (const ScreenLine &line : form.lines) {
       if (line.store != 0 && all.text(line.prompt, "x-UEFI-redfish-StorageController.v1_7_0") == keyword) {
         auto *access = world_.protocolOn<EFI_HII_CONFIG_ACCESS_PROTOCOL>(lists_.at(0)->driver, g_accessGuid);
         char element[64];
@@ -418,9 +420,9 @@ std::string Browser::path(size_t page) const {
 // --- What is seen ---
 
 std::vector<std::string> Browser::lines() {
-  const SCREENS &all = screens();
+  const Screens &all = screens();
   std::vector<std::string> seen;
-  for (const SCREEN_LINE &line : all.forms.at(form_).lines) {
+  for (const ScreenLine &line : all.forms.at(form_).lines) {
     std::string text = all.text(line.prompt, language);
     std::string value = all.text(line.second, language);
     uint64_t now[4] = {};
@@ -453,6 +455,6 @@ std::string Browser::shown() {
 }
 
 std::string Browser::title() const {
-  const SCREENS &all = screens();
+  const Screens &all = screens();
   return all.text(all.forms.at(form_).title, language);
 }

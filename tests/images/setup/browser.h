@@ -46,12 +46,12 @@ public:
   std::string shown(); // in one text
   std::string title() const;
   uint16_t form() const { return form_; }
-  const SCREENS &screens(size_t page = 0) const;
+  const Screens &screens(size_t page = 0) const;
   std::string language = "en-US";
   bool checksTexts = true;
 
 private:
-  struct LIST;
+  struct List;
 
   static EFI_STATUS EFIAPI newList(EFI_HII_DATABASE_PROTOCOL *, const EFI_HII_PACKAGE_LIST_HEADER *, EFI_HANDLE,
                                    EFI_HII_HANDLE *);
@@ -64,14 +64,14 @@ private:
   static EFI_STATUS EFIAPI configToBlock(EFI_HII_CONFIG_ROUTING_PROTOCOL *, const CHAR16 *, UINT8 *, UINTN *,
                                          const CHAR16 **);
 
-  LIST &current() const;
-  const SCREEN_LINE &find(const std::string &prompt) const;
-  EFI_STATUS call(UINTN action, const SCREEN_LINE &line, void *value = nullptr, UINTN *request = nullptr);
+  List &current() const;
+  const ScreenLine &find(const std::string &prompt) const;
+  EFI_STATUS call(UINTN action, const ScreenLine &line, void *value = nullptr, UINTN *request = nullptr);
   void each(UINTN action);
   void parse();
   void parseAgain();
   void show(uint16_t form);
-  void change(const SCREEN_LINE &line, uint64_t value);
+  void change(const ScreenLine &line, uint64_t value);
   std::u16string header() const;
   void extract();
 
@@ -81,8 +81,8 @@ private:
   EFI_HII_DATABASE_PROTOCOL database_;
   EFI_HII_STRING_PROTOCOL strings_;
   EFI_HII_CONFIG_ROUTING_PROTOCOL routing_;
-  std::vector<std::unique_ptr<LIST>> lists_;
-  LIST *current_ = nullptr;
+  std::vector<std::unique_ptr<List>> lists_;
+  List *current_ = nullptr;
   uint16_t form_ = 0;
   std::vector<uint16_t> parents_;
   uint8_t block_[16] = {};

@@ -3,7 +3,7 @@
 #include "tests/providers/disk_controller/machine.h"
 
 TEST(SetupOfDisks, RecordsAMissingMemberAsFailed) {
-  DISKS disks(3, {TEST_DISK_SECTORS, {}});
+  Disks disks(3, {testDiskSectors, {}});
   Machine machine(disks);
   machine.mayWrite = true;
   Browser browser(machine);

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <set>
 
-std::string SCREENS::text(uint16_t id, const std::string &language) const {
+std::string Screens::text(uint16_t id, const std::string &language) const {
   auto found = texts.find(language);
   bool isThere = id != 0 && found != texts.end() && id <= found->second.size();
   return isThere ? found->second[id - 1U] : "";
@@ -27,7 +27,7 @@ static size_t valueSize(uint8_t type) {
 
 // --- Texts ---
 
-static void readTexts(const uint8_t *package, size_t size, SCREENS &screens) {
+static void readTexts(const uint8_t *package, size_t size, Screens &screens) {
   std::string language = reinterpret_cast<const char *>(package + 46);
   bool isFirst = screens.texts.empty();
   screens.firstLanguage = isFirst ? language : screens.firstLanguage;
@@ -69,7 +69,7 @@ namespace {
 
 class FormReader {
 public:
-  explicit FormReader(SCREENS &screens) : screens_(screens) {}
+  explicit FormReader(Screens &screens) : screens_(screens) {}
 
   void read(const uint8_t *package, size_t size) {
     size_t at = 4;
@@ -152,7 +152,7 @@ private:
   }
 
   void line(uint8_t code, const uint8_t *at) {
-    SCREEN_LINE line;
+    ScreenLine line;
     line.code = code;
     line.prompt = load<uint16_t>(at + 2);
     line.help = load<uint16_t>(at + 4);
@@ -165,7 +165,7 @@ private:
     lines().push_back(line);
   }
 
-  void question(const uint8_t *at, SCREEN_LINE &line) {
+  void question(const uint8_t *at, ScreenLine &line) {
     line.question = load<uint16_t>(at + 6);
     line.store = load<uint16_t>(at + 8);
     line.offset = load<uint16_t>(at + 10);
@@ -190,7 +190,7 @@ private:
   }
 
   void option(const uint8_t *at) {
-    SCREEN_LINE &line = lines().back();
+    ScreenLine &line = lines().back();
     uint64_t value = loadValue(at + 6, valueSize(at[5]));
     line.options.emplace_back(load<uint16_t>(at + 2), value);
     if (valueSize(at[5]) != line.size) {
@@ -207,8 +207,8 @@ private:
     scopes_.pop_back();
   }
 
-  std::vector<SCREEN_LINE> &lines() {
-    static std::vector<SCREEN_LINE> nowhere(1);
+  std::vector<ScreenLine> &lines() {
+    static std::vector<ScreenLine> nowhere(1);
     if (form_ == nullptr) {
       wrong("a line outside forms");
       return nowhere;
@@ -218,7 +218,7 @@ private:
 
   void finish() {
     for (auto &[id, form] : screens_.forms) {
-      for (const SCREEN_LINE &line : form.lines) {
+      for (const ScreenLine &line : form.lines) {
         if (line.form != 0 && screens_.forms.count(line.form) == 0) {
           wrong("a way to form " + std::to_string(line.form));
         }
@@ -232,8 +232,8 @@ private:
     }
   }
 
-  SCREENS &screens_;
-  SCREEN_FORM *form_ = nullptr;
+  Screens &screens_;
+  ScreenForm *form_ = nullptr;
   std::vector<uint8_t> scopes_;
   std::set<uint16_t> questions_;
   uint16_t store_ = 0, storeSize_ = 0, gray_ = 0;
@@ -243,7 +243,7 @@ private:
 
 // --- All of it ---
 
-static void checkTexts(SCREENS &screens) {
+static void checkTexts(Screens &screens) {
   for (const char *language : {"en-US", "de-DE"}) {
     if (screens.texts[language].size() != screens.texts["en-US"].size()) {
       screens.mistakes.push_back(std::string("texts are missing in ") + language);
@@ -256,7 +256,7 @@ static void checkTexts(SCREENS &screens) {
     for (auto &[id, form] : screens.forms) {
       std::string where = "form " + std::to_string(id);
       want(form.title, where, false);
-      for (const SCREEN_LINE &line : form.lines) {
+      for (const ScreenLine &line : form.lines) {
         bool isHeading = line.code == 0x02;
         want(line.prompt, where + ": a line", isHeading);
         want(line.help, where + ": the help of " + screens.text(line.prompt), isHeading);
@@ -268,8 +268,8 @@ static void checkTexts(SCREENS &screens) {
   }
 }
 
-SCREENS readScreens(const uint8_t *list, size_t size, bool checksTexts) {
-  SCREENS screens;
+Screens readScreens(const uint8_t *list, size_t size, bool checksTexts) {
+  Screens screens;
   if (load<uint32_t>(list + 16) != size) {
     screens.mistakes.push_back("the length of the list");
   }

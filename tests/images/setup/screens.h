@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-struct SCREEN_LINE {
+struct ScreenLine {
   uint8_t code = 0; // of the operation
   uint16_t prompt = 0, help = 0, second = 0;
   uint16_t question = 0, store = 0, offset = 0, form = 0;
@@ -19,20 +19,20 @@ struct SCREEN_LINE {
   uint16_t grayUnless = 0;                            // a question that has to be other than 0
 };
 
-struct SCREEN_FORM {
+struct ScreenForm {
   uint16_t title = 0;
-  std::vector<SCREEN_LINE> lines;
+  std::vector<ScreenLine> lines;
 };
 
-struct SCREENS {
+struct Screens {
   std::map<std::string, std::vector<std::string>> texts; // UTF-8, by language; the first of each is number 1
   std::string firstLanguage;
   uint16_t title = 0;
-  std::map<uint16_t, SCREEN_FORM> forms;
+  std::map<uint16_t, ScreenForm> forms;
   std::vector<std::string> mistakes;
 
   std::string text(uint16_t id, const std::string &language = "en-US") const;
 };
 
 // Reads a list; what is against the rules is among the mistakes, of texts only on request.
-SCREENS readScreens(const uint8_t *list, size_t size, bool checksTexts);
+Screens readScreens(const uint8_t *list, size_t size, bool checksTexts);

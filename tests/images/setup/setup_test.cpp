@@ -6,7 +6,9 @@
 #include "tests/images/setup/browser.h"
 #include "tests/images/setup/tap.h"
 
-static WORLD_OPTIONS optionsOf(const char *preset) {
+using namespace xyl;
+
+static WorldOptions optionsOf(const char *preset) {
   return {.preset = preset, .xmlService = false, .debugLog = false, .driver = false};
 }
 

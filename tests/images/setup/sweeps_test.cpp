@@ -5,9 +5,12 @@
 #include "tests/images/setup/tap.h"
 #include "tests/providers/disk_controller/machine.h"
 
+using namespace xyl;
+using namespace xyl::host;
+
 namespace {
 
-struct PAGE_STORY {
+struct PageStory {
   const char *name;
   const char *preset; // null: the machine's disks
   void (*prepare)(World &world);
@@ -18,9 +21,9 @@ struct PAGE_STORY {
   bool (*isDone)(World &world);
 };
 
-struct PAGE_FAILURE {
+struct PageFailure {
   bool isCommand;
-  FAIL_MODE mode;
+  FailMode mode;
 };
 
 } // namespace
@@ -34,8 +37,8 @@ static void makeForeign(World &world) {
   ASSERT_EQ(sim::makeForeign(world.sim, RAID_LEVEL_1, disks, 2), EFI_SUCCESS);
 }
 
-static DISKS makeMirror() {
-  DISKS disks(2, {TEST_DISK_SECTORS, {}});
+static Disks makeMirror() {
+  Disks disks(2, {testDiskSectors, {}});
   Machine machine(disks);
   machine.mayWrite = true;
   RAID_VD_RECORD mirror = {};
@@ -61,11 +64,11 @@ static bool isRateSet(World &world) {
   return world.sim->adapter.record.Rates[0].EditableValue >> RAID_RATE_VALUE_SHIFT == 40;
 }
 
-template <UINT32 COUNT> static bool hasVirtualDisks(World &world) {
-  return world.sim->virtualDisks.count == COUNT;
+template <UINT32 count> static bool hasVirtualDisks(World &world) {
+  return world.sim->virtualDisks.count == count;
 }
 
-static const PAGE_STORY g_stories[] = {
+static const PageStory g_stories[] = {
     {"modes",
      "direct",
      nothing,
@@ -126,7 +129,7 @@ static const PAGE_STORY g_stories[] = {
 
 // --- One run ---
 
-static void fail(World &world, Tap &tap, const PAGE_FAILURE &failure, uint64_t nth) {
+static void fail(World &world, Tap &tap, const PageFailure &failure, uint64_t nth) {
   if (failure.isCommand) {
     tap.fail(nth, failure.mode);
   } else {
@@ -153,7 +156,7 @@ static void take(const std::string &step, World &world, Browser &browser) {
 }
 
 // Whether something failed.
-static bool failsIn(const PAGE_STORY &story, World &world, const PAGE_FAILURE &failure, uint64_t nth) {
+static bool failsIn(const PageStory &story, World &world, const PageFailure &failure, uint64_t nth) {
   story.prepare(world);
   Browser browser(world);
   browser.checksTexts = false;
@@ -177,22 +180,22 @@ static bool failsIn(const PAGE_STORY &story, World &world, const PAGE_FAILURE &f
   return hasFailed;
 }
 
-static bool failsAt(const PAGE_STORY &story, const PAGE_FAILURE &failure, uint64_t nth) {
+static bool failsAt(const PageStory &story, const PageFailure &failure, uint64_t nth) {
   SCOPED_TRACE(std::string(story.name) + (failure.isCommand ? ", command " : ", allocation ") + std::to_string(nth));
   if (story.preset != nullptr) {
     World world({.preset = story.preset, .xmlService = false, .debugLog = false, .driver = false});
     return failsIn(story, world, failure, nth);
   }
-  static const DISKS mirror = makeMirror();
-  DISKS disks = mirror;
+  static const Disks mirror = makeMirror();
+  Disks disks = mirror;
   Machine machine(disks);
   return failsIn(story, machine, failure, nth);
 }
 
 TEST(SetupSweeps, GivesAllBackAndTellsTheTruth) {
-  PAGE_FAILURE failures[] = {{false, FAIL_MODE::once}, {true, FAIL_MODE::once}, {true, FAIL_MODE::fromThenOn}};
-  for (const PAGE_STORY &story : g_stories) {
-    for (const PAGE_FAILURE &failure : failures) {
+  PageFailure failures[] = {{false, FailMode::once}, {true, FailMode::once}, {true, FailMode::fromThenOn}};
+  for (const PageStory &story : g_stories) {
+    for (const PageFailure &failure : failures) {
       // Later allocations are much alike: the steps grow.
       for (uint64_t nth = 1; failsAt(story, failure, nth) && !HasFailure();
            nth += failure.isCommand ? 1 : 1 + nth / 16) {

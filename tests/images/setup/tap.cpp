@@ -2,6 +2,8 @@
 
 #include "raid_values.h"
 
+using namespace xyl;
+
 static Tap *g_tap;
 static constexpr EFI_GUID g_mgmtGuid = RAID_MGMT_PROTOCOL_GUID;
 
@@ -20,7 +22,7 @@ bool Tap::failsNow() {
   if (left_ == 0 || --left_ != 0) {
     return false;
   }
-  left_ = mode_ == FAIL_MODE::once ? 0 : 1;
+  left_ = mode_ == host::FailMode::once ? 0 : 1;
   hasFailed_ = true;
   return true;
 }
@@ -58,7 +60,7 @@ std::map<UINT32, int> Tap::takeGets() {
   return std::exchange(gets_, {});
 }
 
-void Tap::fail(uint64_t nth, FAIL_MODE mode) {
+void Tap::fail(uint64_t nth, host::FailMode mode) {
   left_ = nth;
   mode_ = mode;
   hasFailed_ = false;

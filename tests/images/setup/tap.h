@@ -9,6 +9,8 @@
 #include "raid_mgmt.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 class Tap {
 public:
   explicit Tap(World &world);
@@ -19,7 +21,7 @@ public:
   // How often each kind of object was asked for since the last call.
   std::map<UINT32, int> takeGets();
   // Fails the nth command from now on, or from it on all; 0: none.
-  void fail(uint64_t nth, FAIL_MODE mode);
+  void fail(uint64_t nth, host::FailMode mode);
   bool hasFailed() const { return hasFailed_; }
 
 private:
@@ -35,6 +37,6 @@ private:
   bool lacksAnswer_ = false; // since the adapter was last asked for
   std::map<UINT32, int> gets_;
   uint64_t left_ = 0; // commands until one fails
-  FAIL_MODE mode_ = FAIL_MODE::once;
+  host::FailMode mode_ = host::FailMode::once;
   bool hasFailed_ = false;
 };

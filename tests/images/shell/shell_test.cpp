@@ -14,11 +14,13 @@
 #include "providers/sim_controller/sim_controller.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 static const EFI_GUID g_shellGuid = EFI_SHELL_PROTOCOL_GUID, g_parametersGuid = EFI_SHELL_PARAMETERS_PROTOCOL_GUID;
 
 // A disk whose files behave as on FAT: opening with CREATE leaves what is in them, and renaming replaces nothing.
-struct DISK {
-  struct OPEN {
+struct Disk {
+  struct Open {
     std::u16string name;
     size_t place;
   };
@@ -28,18 +30,18 @@ struct DISK {
   static inline size_t room;     // bytes that all files may have
   static inline int renameFault; // the rename that fails, counted from 1 on; 0: none
 
-  static OPEN &of(EFI_SHELL_FILE_HANDLE file) { return *static_cast<OPEN *>(file); }
+  static Open &of(EFI_SHELL_FILE_HANDLE file) { return *static_cast<Open *>(file); }
   static EFI_STATUS EFIAPI open(const CHAR16 *name, EFI_SHELL_FILE_HANDLE *file, UINT64 mode) {
     if (mode != EFI_FILE_MODE_CREATE && files.count(name) == 0) {
       return EFI_NOT_FOUND;
     }
     files[name];
-    *file = new OPEN{name, 0};
+    *file = new Open{name, 0};
     ++opens;
     return EFI_SUCCESS;
   }
   static EFI_STATUS EFIAPI close(EFI_SHELL_FILE_HANDLE file) {
-    delete static_cast<OPEN *>(file);
+    delete static_cast<Open *>(file);
     return --opens >= 0 ? EFI_SUCCESS : EFI_ABORTED;
   }
   static EFI_STATUS EFIAPI flush(EFI_SHELL_FILE_HANDLE) { return EFI_SUCCESS; }
@@ -98,24 +100,24 @@ struct DISK {
 class XylShell : public testing::Test {
 protected:
   XylShell() {
-    DISK::files.clear();
-    DISK::opens = DISK::breaks = 0;
-    DISK::room = ~0ULL;
-    DISK::renameFault = 0;
-    shell_.OpenFileByName = DISK::open;
-    shell_.CloseFile = DISK::close;
-    shell_.ReadFile = DISK::read;
-    shell_.WriteFile = DISK::write;
-    shell_.DeleteFileByName = DISK::remove;
-    shell_.FlushFile = DISK::flush;
-    shell_.GetFileSize = DISK::getSize;
-    shell_.DeleteFile = DISK::removeOpen;
-    shell_.SetFilePosition = DISK::seek;
-    shell_.GetFileInfo = DISK::getInfo;
-    shell_.SetFileInfo = DISK::setInfo;
-    shell_.GetCurDir = DISK::currentFolder;
-    shell_.EnablePageBreak = []() EFIAPI { DISK::breaks += 1; };
-    shell_.DisablePageBreak = []() EFIAPI { DISK::breaks += 10; };
+    Disk::files.clear();
+    Disk::opens = Disk::breaks = 0;
+    Disk::room = ~0ULL;
+    Disk::renameFault = 0;
+    shell_.OpenFileByName = Disk::open;
+    shell_.CloseFile = Disk::close;
+    shell_.ReadFile = Disk::read;
+    shell_.WriteFile = Disk::write;
+    shell_.DeleteFileByName = Disk::remove;
+    shell_.FlushFile = Disk::flush;
+    shell_.GetFileSize = Disk::getSize;
+    shell_.DeleteFile = Disk::removeOpen;
+    shell_.SetFilePosition = Disk::seek;
+    shell_.GetFileInfo = Disk::getInfo;
+    shell_.SetFileInfo = Disk::setInfo;
+    shell_.GetCurDir = Disk::currentFolder;
+    shell_.EnablePageBreak = []() EFIAPI { Disk::breaks += 1; };
+    shell_.DisablePageBreak = []() EFIAPI { Disk::breaks += 10; };
     world_.services->InstallMultipleProtocolInterfaces(&handle_, &g_shellGuid, &shell_, &g_parametersGuid, &parameters_,
                                                        static_cast<void *>(nullptr));
     world_.console();
@@ -136,9 +138,9 @@ protected:
     std::replace(words.begin(), words.end(), u' ', u'\0');
     parameters_.Argv = argv.data();
     parameters_.Argc = argv.size();
-    EFI_STATUS status = XylEntry(handle_, world_.firmware.systemTable());
+    EFI_STATUS status = images::XylEntry(handle_, world_.firmware.systemTable());
     console_ = world_.console();
-    EXPECT_EQ(DISK::opens, 0);
+    EXPECT_EQ(Disk::opens, 0);
     if (balanced) {
       world_.expectBalanced();
     }
@@ -158,14 +160,14 @@ protected:
 };
 
 TEST_F(XylShell, StatusesAreThoseOfTheShellAndFilesWhole) {
-  DISK::files[u"no.xml"] = "<raidData/>";
+  Disk::files[u"no.xml"] = "<raidData/>";
   sim::setMode(world_.sim, sim::modeCopyBack, RAID_MODE_PRESENT | 0);
   expect(u"get -o fs0:\\saved.xml", EFI_SUCCESS);
   expect(u"", EFI_INVALID_PARAMETER, "no command");
   expect(u"sim presets", EFI_INVALID_PARAMETER, "unknown command");
-  EXPECT_EQ(DISK::breaks, 0);
+  EXPECT_EQ(Disk::breaks, 0);
   expect(u"show -b", EFI_SUCCESS);
-  EXPECT_EQ(DISK::breaks, 11); // pages are for the command alone
+  EXPECT_EQ(Disk::breaks, 11); // pages are for the command alone
   expect(u"get --preset demo", EFI_INVALID_PARAMETER, "unknown option");
   expect(u"get -c 2", EFI_NOT_FOUND, "no controller 2");
   expect(u"show none.xml", EFI_NOT_FOUND, "cannot read 'none.xml': Not Found");
@@ -199,23 +201,23 @@ TEST_F(XylShell, PrintsWholeDocumentsOrFails) {
 
 TEST_F(XylShell, OutputsAreWholeOrUntouched) {
   const std::u16string file = u"fs0:\\é€.xml";
-  DISK::files[file] = std::string(1000000, 'x');
+  Disk::files[file] = std::string(1000000, 'x');
   expect(u"get -o " + file, EFI_ALREADY_STARTED, "'fs0:\\é€.xml' exists; write to another file, or overwrite");
   // A longer file of that name must not show through, and names are more than ASCII.
   expect(u"get --force -o " + file, EFI_SUCCESS);
   const std::string text = world_.get().text;
-  EXPECT_EQ(DISK::files[file], text);
+  EXPECT_EQ(Disk::files[file], text);
   expect(u"show " + file, EFI_SUCCESS, "Adapter      Harrier R6 Integrated\nFirmware");
-  DISK::files[u"fs0:\\folder\\"];
+  Disk::files[u"fs0:\\folder\\"];
   expect(u"get -o fs0:\\folder\\", EFI_INVALID_PARAMETER, "cannot write");
   for (int fault : {0, 1, 2}) {
-    DISK::files = {{file, "old"}, {u"fs0:\\other", std::string(1000, ' ')}};
-    DISK::room = fault == 0 ? text.size() + 100 : ~0ULL;
-    DISK::renameFault = fault;
+    Disk::files = {{file, "old"}, {u"fs0:\\other", std::string(1000, ' ')}};
+    Disk::room = fault == 0 ? text.size() + 100 : ~0ULL;
+    Disk::renameFault = fault;
     expect(u"get --force -o " + file, fault == 0 ? EFI_VOLUME_FULL : EFI_ACCESS_DENIED,
            "cannot write 'fs0:\\é€.xml': ");
-    EXPECT_EQ(DISK::files[file], "old");
-    EXPECT_EQ(DISK::files.size(), 2u);
+    EXPECT_EQ(Disk::files[file], "old");
+    EXPECT_EQ(Disk::files.size(), 2u);
   }
 }
 
@@ -277,25 +279,25 @@ TEST_F(XylShell, KeepsPassphrasesToItself) {
     const char *lock =
         "<raidData><Method name=\"Lock\"><Object><Key><Mode>LKM</Mode><KeyID>k</KeyID><Passphrase>" PASSPHRASE_BASE64
         "</Passphrase></Key></Object></Method>";
-    DISK::files[u"key.xml"] = lock + rest;
+    Disk::files[u"key.xml"] = lock + rest;
     for (const char16_t *verb : {u"apply", u"show", u"diff", u"verify", u"plan"}) {
       EXPECT_EQ(run(verb + std::u16string(u" key.xml")) == EFI_SUCCESS, *verb == u'p' && rest == "</raidData>");
       EXPECT_FALSE(said(PASSPHRASE) || said(PASSPHRASE_BASE64));
     }
   }
   // One that is typed, and one from a file.
-  DISK::files[u"old.txt"] = "Tall-Grass-42\r\n";
+  Disk::files[u"old.txt"] = "Tall-Grass-42\r\n";
   world_.firmware.typeKeys(std::string(PASSPHRASE) + "!\b\r" + PASSPHRASE + "\r");
   expect(u"key rekey --key-id k --old-passphrase-file old.txt", EFI_SUCCESS, "\nThe same again: \n");
   EXPECT_FALSE(said(PASSPHRASE) || said(PASSPHRASE_BASE64));
-  DISK::files[u"old.txt"] = PASSPHRASE;
+  Disk::files[u"old.txt"] = PASSPHRASE;
   expect(u"key rekey --key-id k --old-passphrase-file old.txt --passphrase-file old.txt", EFI_SUCCESS);
   world_.firmware.typeKeys("Tall\x1B");
   expect(u"key rekey --key-id k", EFI_ABORTED, "no passphrase was given");
 }
 
 // The firmware's clock: at every command that the controller gets, that many ticks of a timer go by.
-struct CLOCK {
+struct Clock {
   static inline EFI_EVENT_NOTIFY notify; // null: no timer runs
   static inline void *context;
   static inline unsigned ticks, timers, commands;
@@ -341,27 +343,27 @@ TEST_F(XylShell, TellsStepsAsTheyAreDone) {
   ASSERT_EQ(world_.services->LocateProtocol(&logGuid, nullptr, reinterpret_cast<void **>(&log)), EFI_SUCCESS);
   ASSERT_EQ(run(u"get -o saved.xml"), EFI_SUCCESS);
   run(u"restore saved.xml --rebuild --partial --no-backup --yes"); // the key goes, which later ones need not remove
-  world_.services->CreateEvent = CLOCK::create;
-  world_.services->SetTimer = CLOCK::set;
-  world_.services->CloseEvent = CLOCK::close;
-  CLOCK::execute = world_.sim->protocol.Execute;
-  world_.sim->protocol.Execute = CLOCK::pass;
+  world_.services->CreateEvent = Clock::create;
+  world_.services->SetTimer = Clock::set;
+  world_.services->CloseEvent = Clock::close;
+  Clock::execute = world_.sim->protocol.Execute;
+  world_.sim->protocol.Execute = Clock::pass;
   auto restore = [&](
                      unsigned ticks, const std::u16string &more = {}, std::function<void()> onCommand = [] {}) {
     sim::clearFaults(world_.sim);
     ASSERT_TRUE(sim::addFault(world_.sim, {sim::faultStatus, RAID_COMMAND_CREATE, sim::anyCode, 1, /* once= */ true,
                                            EFI_OUT_OF_RESOURCES, 0}));
-    CLOCK::ticks = ticks;
-    CLOCK::commands = 0;
-    CLOCK::onCommand = std::move(onCommand);
+    Clock::ticks = ticks;
+    Clock::commands = 0;
+    Clock::onCommand = std::move(onCommand);
     run(u"restore saved.xml --rebuild --partial --no-backup --yes" + more);
-    EXPECT_EQ(CLOCK::timers, 0u);
+    EXPECT_EQ(Clock::timers, 0u);
   };
   const std::string third = "step 3 of 13: Validate\n", failure = "step 7 of 13: CreateVD, Out of Resources\n",
                     last = "step 13 of 13: ChangePD\n      Step                  Result";
 
   // A line is there before the next command is sent, and the others that are no steps leave no trace.
-  restore(1, u"", [] { Print(u"%d;\r\n", CLOCK::commands); });
+  restore(1, u"", [] { Print(u"%d;\r\n", Clock::commands); });
   for (const std::string &part :
        {"1;\nstep 1 of 13: GetLive\n2;\nstep 2 of 13: GetLive\n" + third + "3;\n", failure + "7;\n", last}) {
     EXPECT_TRUE(said(part)) << part << console_;
@@ -377,7 +379,7 @@ TEST_F(XylShell, TellsStepsAsTheyAreDone) {
 
   // What the ring has lost cannot be counted; lines that it never gets are no steps.
   restore(1, u"", [&] {
-    for (int i = 0; CLOCK::commands == 5 && i < 5000; ++i) {
+    for (int i = 0; Clock::commands == 5 && i < 5000; ++i) {
       log->LogPrint(LOG_TRACE, "noise", u"%060d", i);
     }
   });
@@ -398,7 +400,7 @@ TEST_F(XylShell, TellsStepsAsTheyAreDone) {
   EXPECT_TRUE(said(failure) && !said("] 7 of")) << console_;
   world_.services->UninstallMultipleProtocolInterfaces(line, &textGuid, &line, &pathGuid, uart, nullptr);
   world_.services->UninstallMultipleProtocolInterfaces(screen, &textGuid, &screen, &graphicsGuid, &screen, nullptr);
-  world_.sim->protocol.Execute = CLOCK::execute;
+  world_.sim->protocol.Execute = Clock::execute;
 }
 
 TEST_F(XylShell, SurvivesEveryFailure) {

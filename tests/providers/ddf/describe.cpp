@@ -4,6 +4,8 @@
 #include <iomanip>
 #include <sstream>
 
+using namespace xyl;
+
 static std::string faultText(const ddf::Fault &fault) {
   CHAR8 text[80];
   ddf::faultText(fault, text, sizeof(text));
@@ -19,9 +21,9 @@ static std::string bits(unsigned value, std::initializer_list<std::pair<unsigned
 }
 
 static const char *stateName(unsigned state) {
-  constexpr const char *NAMES[] = {"optimal", "degraded",          "deleted", "missing",
-                                   "failed",  "partially optimal", "offline", "?"};
-  return NAMES[state & ddf::vdStateBits];
+  constexpr const char *namesName[] = {"optimal", "degraded",          "deleted", "missing",
+                                       "failed",  "partially optimal", "offline", "?"};
+  return namesName[state & ddf::vdStateBits];
 }
 
 static std::string hex(const ddf::Guid &guid) {
@@ -35,8 +37,8 @@ static std::string hex(const ddf::Guid &guid) {
 // --- Disks ---
 
 static void describeDisk(std::ostream &out, const ddf::Disk &disk) {
-  constexpr const char *KINDS[] = {"other", "unreadable", "damaged", "stale", "member"};
-  out << KINDS[static_cast<int>(disk.kind)];
+  constexpr const char *kinds[] = {"other", "unreadable", "damaged", "stale", "member"};
+  out << kinds[static_cast<int>(disk.kind)];
   if (disk.set != ddf::noIndex) {
     out << " of set " << disk.set;
   }
@@ -54,7 +56,7 @@ static void describeDisk(std::ostream &out, const ddf::Disk &disk) {
 }
 
 static void describePd(std::ostream &out, const ddf::Pd &pd) {
-  constexpr const char *SPARES[] = {"", ", global spare", ", spare for volumes"};
+  constexpr const char *spares[] = {"", ", global spare", ", spare for volumes"};
   out << (pd.disk == ddf::noIndex ? "missing" : "disk " + std::to_string(pd.disk)) << ", "
       << bits(pd.entry->state, {{ddf::pdOnline, "online"},
                                 {ddf::pdFailed, "failed"},
@@ -63,7 +65,7 @@ static void describePd(std::ostream &out, const ddf::Pd &pd) {
       << ", type "
       << bits(pd.entry->type,
               {{ddf::pdMember, "member"}, {ddf::pdGlobalSpare, "global spare"}, {ddf::pdSpare, "spare"}})
-      << SPARES[static_cast<int>(pd.spare)];
+      << spares[static_cast<int>(pd.spare)];
   for (UINT32 i = 0; i < pd.spareForCount; ++i) {
     out << ' ' << pd.spareFor[i];
   }
@@ -77,31 +79,31 @@ static void describePd(std::ostream &out, const ddf::Pd &pd) {
 // --- Virtual disks ---
 
 static void describeMembers(std::ostream &out, const ddf::VirtualDisk &virtualDisk) {
-  constexpr const char *STATES[] = {"", " rebuilding", " failed", " missing", " unknown", " outside", " repeated"};
+  constexpr const char *states[] = {"", " rebuilding", " failed", " missing", " unknown", " outside", " repeated"};
   for (UINT32 i = 0; i < virtualDisk.memberCount; ++i) {
     const ddf::Member &member = virtualDisk.members[i];
     out << (i == 0 ? "    members" : "") << (i % virtualDisk.spanMembers == 0 && i != 0 ? " |" : "") << ' ';
     out << (member.pd == ddf::noIndex ? "?" : std::to_string(member.pd));
-    out << '@' << member.start << STATES[static_cast<int>(member.state)]
+    out << '@' << member.start << states[static_cast<int>(member.state)]
         << (i + 1 == virtualDisk.memberCount ? "\n" : ",");
   }
 }
 
 static void describeVirtualDisk(std::ostream &out, const ddf::VirtualDisk &virtualDisk) {
-  constexpr const char *LEVELS[] = {"unknown level", "RAID 0", "RAID 1",  "RAID 4",
+  constexpr const char *levels[] = {"unknown level", "RAID 0", "RAID 1",  "RAID 4",
                                     "RAID 5",        "RAID 6", "RAID 10", "linear"};
-  constexpr const char *INIT[] = {"not initialised", "quickly initialised", "initialised", "?"};
-  constexpr const char *ACCESS[] = {"read/write", "?", "read only", "blocked"};
+  constexpr const char *init[] = {"not initialised", "quickly initialised", "initialised", "?"};
+  constexpr const char *access[] = {"read/write", "?", "read only", "blocked"};
   const ddf::VdEntry &entry = *virtualDisk.entry;
   out << '"' << virtualDisk.name << "\" " << stateName(virtualDisk.state) << " (entry: " << stateName(entry.state)
-      << ((entry.state & ddf::vdInconsistent) != 0 ? ", inconsistent" : "") << ", " << INIT[entry.init & ddf::initBits]
-      << ", " << ACCESS[entry.init >> ddf::accessShift] << ')';
+      << ((entry.state & ddf::vdInconsistent) != 0 ? ", inconsistent" : "") << ", " << init[entry.init & ddf::initBits]
+      << ", " << access[entry.init >> ddf::accessShift] << ')';
   out << (virtualDisk.fault.what != nullptr ? ", " + faultText(virtualDisk.fault) : "") << '\n';
   if (virtualDisk.memberCount == 0) {
     return;
   }
   const ddf::Record &record = *virtualDisk.record;
-  out << "    " << LEVELS[static_cast<int>(virtualDisk.level)] << " (" << unsigned{record.level} << ", "
+  out << "    " << levels[static_cast<int>(virtualDisk.level)] << " (" << unsigned{record.level} << ", "
       << unsigned{record.qualifier} << ", secondary " << unsigned{record.secondaryLevel} << ')'
       << (virtualDisk.assembles ? "" : ", not for Linux") << ", " << virtualDisk.blocks << " blocks, "
       << virtualDisk.memberBlocks << " a member, strip " << virtualDisk.stripBlocks << '\n';

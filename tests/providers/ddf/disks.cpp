@@ -6,26 +6,28 @@
 
 #include "tests/providers/ddf/describe.h"
 
+using namespace xyl;
+
 // --- Sectors ---
 
-void SPARSE_DISK::write(UINT64 lba, const void *bytes, size_t count) {
+void SparseDisk::write(UINT64 lba, const void *bytes, size_t count) {
   for (size_t i = 0; i < count; ++i) {
-    SECTOR_BYTES sector;
+    SectorBytes sector;
     std::memcpy(sector.data(), static_cast<const UINT8 *>(bytes) + i * ddf::sectorSize, ddf::sectorSize);
     bool filler = sector[0] == 0xFF && std::memcmp(sector.data(), sector.data() + 1, ddf::sectorSize - 1) == 0;
     filler ? void(kept.erase(lba + i)) : void(kept[lba + i] = sector);
   }
 }
 
-SECTOR_BYTES SPARSE_DISK::read(UINT64 lba) const {
+SectorBytes SparseDisk::read(UINT64 lba) const {
   auto at = kept.find(lba);
-  SECTOR_BYTES bytes;
+  SectorBytes bytes;
   bytes.fill(0xFF);
   return at == kept.end() ? bytes : at->second;
 }
 
 static EFI_STATUS readSparse(void *context, UINT64 lba, UINTN count, void *buffer) {
-  auto *disk = static_cast<SPARSE_DISK *>(context);
+  auto *disk = static_cast<SparseDisk *>(context);
   if (disk->failAfter-- == 0 || count > disk->sectors || lba > disk->sectors - count) {
     return EFI_DEVICE_ERROR;
   }
@@ -37,22 +39,22 @@ static EFI_STATUS readSparse(void *context, UINT64 lba, UINTN count, void *buffe
   return EFI_SUCCESS;
 }
 
-ddf::Source SPARSE_DISK::source() {
+ddf::Source SparseDisk::source() {
   return {readSparse, this, sectors};
 }
 
 // A file has per disk: its sectors, the number of sectors kept, and for each of these its place and bytes; numbers are
 // little-endian, of eight bytes.
-DISKS loadDisks(const std::string &file) {
+Disks loadDisks(const std::string &file) {
   std::ifstream in(file, std::ios::binary);
-  DISKS disks;
+  Disks disks;
   auto number = [&] {
     uint64_t value = 0;
     in.read(reinterpret_cast<char *>(&value), sizeof(value));
     return value;
   };
   for (uint64_t sectors = number(); in; sectors = number()) {
-    SPARSE_DISK disk;
+    SparseDisk disk;
     disk.sectors = sectors;
     for (uint64_t count = number(); count > 0 && in; --count) {
       uint64_t lba = number();
@@ -65,22 +67,22 @@ DISKS loadDisks(const std::string &file) {
 
 // --- Models ---
 
-OWNED_MODEL readModel(DISKS &disks, const ddf::Guid *ours) {
+OwnedModel readModel(Disks &disks, const ddf::Guid *ours) {
   std::vector<ddf::Source> sources;
-  for (SPARSE_DISK &disk : disks) {
+  for (SparseDisk &disk : disks) {
     sources.push_back(disk.source());
   }
   ddf::Model *model = nullptr;
   ddf::readModel(sources.data(), static_cast<UINT32>(sources.size()), ours, &model);
-  return OWNED_MODEL(model);
+  return OwnedModel(model);
 }
 
-std::string readText(DISKS &disks) {
+std::string readText(Disks &disks) {
   return describe(*readModel(disks));
 }
 
-std::string searchedText(DISKS &disks) {
-  OWNED_MODEL model = readModel(disks);
+std::string searchedText(Disks &disks) {
+  OwnedModel model = readModel(disks);
   for (UINT32 i = 0; i < model->diskCount; ++i) {
     ddf::searchDisk(model.get(), i);
   }
@@ -89,7 +91,7 @@ std::string searchedText(DISKS &disks) {
 
 // --- Changes ---
 
-static void writeHeaders(SPARSE_DISK &disk, const ddf::Copy &copy) {
+static void writeHeaders(SparseDisk &disk, const ddf::Copy &copy) {
   for (ddf::HeaderType type : {ddf::headerPrimary, ddf::headerSecondary, ddf::headerAnchor}) {
     ddf::Header header;
     ddf::makeHeader(copy, type, ddf::openFlagClosed, copy.header.sequence, copy.header.time, &header);
@@ -100,7 +102,7 @@ static void writeHeaders(SPARSE_DISK &disk, const ddf::Copy &copy) {
   }
 }
 
-void storeCopy(SPARSE_DISK &disk, ddf::Copy &copy) {
+void storeCopy(SparseDisk &disk, ddf::Copy &copy) {
   ddf::seal(&copy);
   writeHeaders(disk, copy);
   for (ddf::HeaderType type : {ddf::headerPrimary, ddf::headerSecondary}) {
@@ -112,8 +114,8 @@ void storeCopy(SPARSE_DISK &disk, ddf::Copy &copy) {
   }
 }
 
-void changeDisks(DISKS &disks, const std::function<void(ddf::Copy &copy, size_t disk)> &change) {
-  OWNED_MODEL model = readModel(disks);
+void changeDisks(Disks &disks, const std::function<void(ddf::Copy &copy, size_t disk)> &change) {
+  OwnedModel model = readModel(disks);
   for (UINT32 i = 0; i < model->diskCount; ++i) {
     ddf::Copy copy;
     if (model->disks[i].copy.sections[0] != nullptr && ddf::duplicateCopy(model->disks[i].copy, &copy) == EFI_SUCCESS) {
@@ -139,9 +141,9 @@ void dedicateSpare(ddf::Copy &copy, size_t disk, UINT32 pd) {
   }
 }
 
-static void mend(SPARSE_DISK &disk, UINT64 lba, UINT64 count) {
-  constexpr UINT64 MOST = 1024;
-  if (count == 0 || count > MOST || count > disk.sectors || lba > disk.sectors - count) {
+static void mend(SparseDisk &disk, UINT64 lba, UINT64 count) {
+  constexpr UINT64 most = 1024;
+  if (count == 0 || count > most || count > disk.sectors || lba > disk.sectors - count) {
     return;
   }
   std::vector<UINT8> bytes(count * ddf::sectorSize);
@@ -151,11 +153,11 @@ static void mend(SPARSE_DISK &disk, UINT64 lba, UINT64 count) {
   disk.write(lba, bytes.data(), 1);
 }
 
-static void mendCopy(SPARSE_DISK &disk, UINT64 lba) {
+static void mendCopy(SparseDisk &disk, UINT64 lba) {
   if (lba >= disk.sectors) {
     return;
   }
-  SECTOR_BYTES bytes = disk.read(lba);
+  SectorBytes bytes = disk.read(lba);
   const ddf::Header *header = reinterpret_cast<const ddf::Header *>(bytes.data());
   for (int section = 0; section < ddf::sectionCount; ++section) {
     UINT64 from = lba + header->sections[section].offset, length = header->sections[section].length;
@@ -173,12 +175,12 @@ static void mendCopy(SPARSE_DISK &disk, UINT64 lba) {
   mend(disk, lba, 1);
 }
 
-void mendChecksums(SPARSE_DISK &disk) {
+void mendChecksums(SparseDisk &disk) {
   if (disk.sectors == 0) {
     return;
   }
   disk.failAfter = ~UINT64{0};
-  SECTOR_BYTES bytes = disk.read(disk.sectors - 1);
+  SectorBytes bytes = disk.read(disk.sectors - 1);
   const ddf::Header *anchor = reinterpret_cast<const ddf::Header *>(bytes.data());
   mendCopy(disk, anchor->primaryLba);
   mendCopy(disk, anchor->secondaryLba);
@@ -206,11 +208,11 @@ static void addPds(ddf::Copy &copy, UINT32 count, UINT32 members) {
     entry->reference = testReference(i);
     entry->type = i < members ? ddf::pdMember : ddf::pdGlobalSpare;
     entry->state = ddf::pdOnline;
-    entry->configuredSize = TEST_DISK_SECTORS - ddf::reserveSectors;
+    entry->configuredSize = testDiskSectors - ddf::reserveSectors;
   }
 }
 
-static void addVirtualDisk(ddf::Copy &copy, const TEST_VIRTUAL_DISK &virtualDisk, UINT32 disk) {
+static void addVirtualDisk(ddf::Copy &copy, const TestVirtualDisk &virtualDisk, UINT32 disk) {
   ddf::VdEntry *entry = ddf::vdEntryAt(copy, 0);
   entry->guid = testGuid('V', 0);
   entry->number = 0;
@@ -241,12 +243,12 @@ static void addVirtualDisk(ddf::Copy &copy, const TEST_VIRTUAL_DISK &virtualDisk
   }
 }
 
-DISKS makeDisks(const TEST_VIRTUAL_DISK &virtualDisk, UINT32 extraDisks, const ddf::Limits &limits) {
+Disks makeDisks(const TestVirtualDisk &virtualDisk, UINT32 extraDisks, const ddf::Limits &limits) {
   UINT32 members = virtualDisk.spans * virtualDisk.spanMembers;
-  DISKS disks(members + extraDisks);
+  Disks disks(members + extraDisks);
   for (UINT32 i = 0; i < disks.size(); ++i) {
-    ddf::NewCopy wanted = {TEST_DISK_SECTORS, limits, testGuid('S', 0), testGuid('C', 0),
-                           {1, 2, 3, 4},      {},     testGuid('D', i), testReference(i)};
+    ddf::NewCopy wanted = {testDiskSectors, limits, testGuid('S', 0), testGuid('C', 0),
+                           {1, 2, 3, 4},    {},     testGuid('D', i), testReference(i)};
     ddf::Copy copy;
     if (ddf::makeNewCopy(wanted, &copy) != EFI_SUCCESS) {
       return {};
@@ -255,7 +257,7 @@ DISKS makeDisks(const TEST_VIRTUAL_DISK &virtualDisk, UINT32 extraDisks, const d
     copy.header.time = 0;
     addPds(copy, static_cast<UINT32>(disks.size()), members);
     addVirtualDisk(copy, virtualDisk, i);
-    disks[i].sectors = TEST_DISK_SECTORS;
+    disks[i].sectors = testDiskSectors;
     storeCopy(disks[i], copy);
     ddf::freeCopy(&copy);
   }

@@ -11,58 +11,60 @@
 #include "host/firmware/firmware.h"
 #include "providers/ddf/ddf.h"
 
-using SECTOR_BYTES = std::array<UINT8, ddf::sectorSize>;
+using namespace xyl;
+
+using SectorBytes = std::array<UINT8, ddf::sectorSize>;
 
 // Sectors that are not kept read as FF.
-struct SPARSE_DISK {
+struct SparseDisk {
   UINT64 sectors = 0;
-  std::map<UINT64, SECTOR_BYTES> kept;
+  std::map<UINT64, SectorBytes> kept;
   UINT64 failAfter = ~UINT64{0}; // reads that succeed before one fails
   UINT64 readSectors = 0;
 
   void write(UINT64 lba, const void *bytes, size_t count);
-  SECTOR_BYTES read(UINT64 lba) const;
+  SectorBytes read(UINT64 lba) const;
   ddf::Source source();
 };
-using DISKS = std::vector<SPARSE_DISK>;
+using Disks = std::vector<SparseDisk>;
 
 // The disks of a recording, as tests/linux/snapshots.py packs them.
-DISKS loadDisks(const std::string &file);
+Disks loadDisks(const std::string &file);
 
 // Frees its model.
-struct FREE_MODEL {
+struct FreeModel {
   void operator()(ddf::Model *model) const { ddf::freeModel(model); }
 };
-using OWNED_MODEL = std::unique_ptr<ddf::Model, FREE_MODEL>;
+using OwnedModel = std::unique_ptr<ddf::Model, FreeModel>;
 
 // Without memory null.
-OWNED_MODEL readModel(DISKS &disks, const ddf::Guid *ours = nullptr);
+OwnedModel readModel(Disks &disks, const ddf::Guid *ours = nullptr);
 // The model as a text.
-std::string readText(DISKS &disks);
+std::string readText(Disks &disks);
 // The same after all disks were searched.
-std::string searchedText(DISKS &disks);
+std::string searchedText(Disks &disks);
 
 // Writes both copies, closed, and the anchor.
-void storeCopy(SPARSE_DISK &disk, ddf::Copy &copy);
+void storeCopy(SparseDisk &disk, ddf::Copy &copy);
 
 // Changes the copies of all disks that have a good one, as a writer would.
-void changeDisks(DISKS &disks, const std::function<void(ddf::Copy &copy, size_t disk)> &change);
+void changeDisks(Disks &disks, const std::function<void(ddf::Copy &copy, size_t disk)> &change);
 
 // Makes disk pd a spare for the first virtual disk; its own copy has the record, which claims more entries than it has
 // room for.
 void dedicateSpare(ddf::Copy &copy, size_t disk, UINT32 pd);
 
 // Sets all checksums that the disk's headers lead to, whatever the rest holds.
-void mendChecksums(SPARSE_DISK &disk);
+void mendChecksums(SparseDisk &disk);
 
 // What a set for tests consists of: disks of equal size that all take part in one virtual disk. spans > 1: so many
 // records.
-struct TEST_VIRTUAL_DISK {
+struct TestVirtualDisk {
   UINT8 level, qualifier, secondaryLevel;
   UINT32 spans, spanMembers;
   UINT8 strip;
   UINT64 memberBlocks;
 };
-DISKS makeDisks(const TEST_VIRTUAL_DISK &virtualDisk, UINT32 extraDisks, const ddf::Limits &limits);
+Disks makeDisks(const TestVirtualDisk &virtualDisk, UINT32 extraDisks, const ddf::Limits &limits);
 
-constexpr UINT64 TEST_DISK_SECTORS = ddf::reserveSectors + 4096;
+constexpr UINT64 testDiskSectors = ddf::reserveSectors + 4096;

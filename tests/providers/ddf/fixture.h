@@ -10,13 +10,15 @@
 #include "tests/providers/ddf/disks.h"
 #include "tests/support/paths.h"
 
+using namespace xyl;
+
 // Calls test with the name and the disks of every recording.
-template <class TEST> void forEachRecording(TEST test) {
+template <class Test> void forEachRecording(Test test) {
   size_t count = 0;
   for (const auto &entry : std::filesystem::directory_iterator(goldenDir())) {
     if (entry.path().extension() == ".disks") {
       SCOPED_TRACE(entry.path().stem());
-      DISKS disks = loadDisks(entry.path());
+      Disks disks = loadDisks(entry.path());
       test(entry.path().stem().string(), disks);
       ++count;
     }
@@ -34,8 +36,8 @@ protected:
 
   // Calls act, which leaves nothing and tells whether it did its work, with each allocation failing in turn: once, and
   // from then on.
-  template <class ACT> void sweepMemory(ACT act) {
-    for (FAIL_MODE mode : {FAIL_MODE::once, FAIL_MODE::fromThenOn}) {
+  template <class Act> void sweepMemory(Act act) {
+    for (host::FailMode mode : {host::FailMode::once, host::FailMode::fromThenOn}) {
       bool failed = true;
       for (unsigned nth = 1; failed && !HasFailure(); ++nth) {
         firmware_.failAllocation(nth, mode);
@@ -49,5 +51,5 @@ protected:
     }
   }
 
-  Firmware firmware_;
+  host::Firmware firmware_;
 };

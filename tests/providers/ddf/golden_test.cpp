@@ -9,9 +9,11 @@
 #include "tests/support/paths.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 TEST_F(Ddf, RecordingsReadAsTheirModels) {
-  forEachRecording([&](const std::string &name, DISKS &disks) {
-    OWNED_MODEL model = readModel(disks);
+  forEachRecording([&](const std::string &name, Disks &disks) {
+    OwnedModel model = readModel(disks);
     ASSERT_NE(model, nullptr);
     EXPECT_EQ(modelFault(*model), "");
     expectGolden("providers/ddf/models/" + name + ".txt", describe(*model));
@@ -19,9 +21,9 @@ TEST_F(Ddf, RecordingsReadAsTheirModels) {
 }
 
 static void spoilChecksums(const ddf::Copy &copy) {
-  constexpr size_t CHECKSUM = 4;
+  constexpr size_t checksumValue = 4;
   for (int section = 0; section < ddf::sectionCount; ++section) {
-    copy.sections[section][CHECKSUM] ^= section != ddf::sectionRecords ? 1 : 0;
+    copy.sections[section][checksumValue] ^= section != ddf::sectionRecords ? 1 : 0;
   }
   for (UINT32 i = 0; i < ddf::recordCapacity(copy); ++i) {
     ddf::Record *record = ddf::recordAt(copy, i);
@@ -31,8 +33,8 @@ static void spoilChecksums(const ddf::Copy &copy) {
 
 // What is read, sealed and laid out again is what mdadm wrote, byte for byte.
 TEST_F(Ddf, CopiesAreWrittenAsMdadmWroteThem) {
-  forEachRecording([&](const std::string &, DISKS &disks) {
-    OWNED_MODEL model = readModel(disks);
+  forEachRecording([&](const std::string &, Disks &disks) {
+    OwnedModel model = readModel(disks);
     ASSERT_NE(model, nullptr);
     for (UINT32 i = 0; i < model->diskCount; ++i) {
       ddf::Disk &disk = model->disks[i];
@@ -40,14 +42,14 @@ TEST_F(Ddf, CopiesAreWrittenAsMdadmWroteThem) {
         continue;
       }
       spoilChecksums(disk.copy);
-      SPARSE_DISK written = disks[i];
+      SparseDisk written = disks[i];
       storeCopy(written, disk.copy);
       UINT64 from = disk.used == ddf::headerPrimary ? disk.copy.header.primaryLba : disk.copy.header.secondaryLba;
       const ddf::Extent last = ddf::extentOf(disk.copy, disk.used, ddf::sectionPdData);
       for (UINT64 lba = from; lba < last.lba + last.sectors; ++lba) {
         EXPECT_TRUE(written.read(lba) == disks[i].read(lba)) << "disk " << i << ", sector " << lba - from;
       }
-      SECTOR_BYTES anchor = disks[i].read(disks[i].sectors - 1);
+      SectorBytes anchor = disks[i].read(disks[i].sectors - 1);
       ddf::Header header;
       ddf::makeHeader(disk.copy, ddf::headerAnchor, ddf::openFlagClosed, 7,
                       reinterpret_cast<ddf::Header *>(anchor.data())->time, &header);
@@ -58,8 +60,8 @@ TEST_F(Ddf, CopiesAreWrittenAsMdadmWroteThem) {
 
 // A new set that is given the names of mdadm's own has the same headers, and the same sections but for the entries.
 TEST_F(Ddf, NewCopiesAreLaidOutAsMdadmDoes) {
-  DISKS disks = loadDisks(goldenDir() + "/empty.disks");
-  OWNED_MODEL model = readModel(disks);
+  Disks disks = loadDisks(goldenDir() + "/empty.disks");
+  OwnedModel model = readModel(disks);
   ASSERT_NE(model, nullptr);
   const ddf::Copy &theirs = model->disks[0].copy;
   const ddf::DiskData &identity = *ddf::diskDataOf(theirs);
@@ -103,9 +105,9 @@ TEST_F(Ddf, DisksLeftBehindAreBroughtToWhatMdadmWrote) {
                {"disks-behind", "rebuilt"}, {"secondary-newer", "rebuilt"}};
   for (const auto &row : cases) {
     SCOPED_TRACE(row.from);
-    DISKS from = loadDisks(goldenDir() + "/" + row.from + ".disks");
-    DISKS to = loadDisks(goldenDir() + "/" + row.to + ".disks");
-    OWNED_MODEL model = readModel(from), wanted = readModel(to);
+    Disks from = loadDisks(goldenDir() + "/" + row.from + ".disks");
+    Disks to = loadDisks(goldenDir() + "/" + row.to + ".disks");
+    OwnedModel model = readModel(from), wanted = readModel(to);
     for (UINT32 i = 0; i < model->diskCount; ++i) {
       ddf::Copy copy;
       ASSERT_EQ(ddf::makeCurrentCopy(*model, i, &copy), EFI_SUCCESS);

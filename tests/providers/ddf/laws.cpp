@@ -8,6 +8,8 @@
 #include "providers/ddf/runs.h"
 #include "providers/volume_map/mapping.h"
 
+using namespace xyl;
+
 using namespace ddf;
 
 // --- Space ---

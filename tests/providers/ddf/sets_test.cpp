@@ -4,12 +4,14 @@
 
 #include "tests/providers/ddf/fixture.h"
 
-struct LEVEL_CASE {
-  TEST_VIRTUAL_DISK virtualDisk;
+using namespace xyl;
+
+struct LevelCase {
+  TestVirtualDisk virtualDisk;
   const char *text;
 };
 
-constexpr LEVEL_CASE g_levels[] = {
+constexpr LevelCase g_levels[] = {
     {{0x00, 0, 0xFF, 1, 3, 7, 300}, "RAID 0 (0, 0, secondary 255), 768 blocks"},
     {{0x01, 0, 0xFF, 1, 2, 0xFF, 300}, "RAID 1 (1, 0, secondary 255), 300 blocks"},
     {{0x01, 1, 0xFF, 1, 3, 7, 300}, "RAID 1 (1, 1, secondary 255), 300 blocks"},
@@ -36,8 +38,8 @@ constexpr LEVEL_CASE g_levels[] = {
 
 // What lost disks leave of them is proved in laws.cpp.
 TEST_F(Ddf, LevelsAreWhatTheirRecordsSay) {
-  for (const LEVEL_CASE &row : g_levels) {
-    DISKS disks = makeDisks(row.virtualDisk, /* extraDisks= */ 1, ddf::smallLimits);
+  for (const LevelCase &row : g_levels) {
+    Disks disks = makeDisks(row.virtualDisk, /* extraDisks= */ 1, ddf::smallLimits);
     EXPECT_NE(readText(disks).find(row.text), std::string::npos) << row.text << readText(disks);
   }
 }
@@ -48,12 +50,12 @@ static ddf::Record *record(ddf::Copy &copy) {
   return ddf::recordAt(copy, 0);
 }
 
-typedef void (*SET_CHANGE)(ddf::Copy &copy, size_t disk);
+typedef void (*SetChange)(ddf::Copy &copy, size_t disk);
 
-struct SET_CASE {
+struct SetCase {
   const char *name;
-  SET_CHANGE change; // of two disks of a mirror, 256 blocks from 0 on, and a spare
-  const char *text;  // what the model then has
+  SetChange change; // of two disks of a mirror, 256 blocks from 0 on, and a spare
+  const char *text; // what the model then has
 };
 
 #define CHANGE(...)                                                                                                    \
@@ -62,7 +64,7 @@ struct SET_CASE {
     __VA_ARGS__;                                                                                                       \
   }
 
-static const SET_CASE g_cases[] = {
+static const SetCase g_cases[] = {
     {"nothing changed", CHANGE(), "members 0@0, 1@0\n"},
     // Members.
     {"one disk twice", CHANGE(ddf::referencesOf(record(copy))[1] = ddf::referencesOf(record(copy))[0]),
@@ -103,29 +105,29 @@ static const SET_CASE g_cases[] = {
      "type global spare, used 0"},
     // Headers.
     {"no name", CHANGE(std::memset(&copy.header.guid, 0xFF, 24)), "disk 0: damaged, header of another kind: anchor"},
-    {"copy on the anchor", CHANGE(copy.header.secondaryLba = TEST_DISK_SECTORS - 1),
+    {"copy on the anchor", CHANGE(copy.header.secondaryLba = testDiskSectors - 1),
      "secondary: header outside the disk"},
 };
 
-static void hasText(DISKS &disks, const std::string &wanted) {
-  OWNED_MODEL model = readModel(disks);
+static void hasText(Disks &disks, const std::string &wanted) {
+  OwnedModel model = readModel(disks);
   std::string text = describe(*model);
   EXPECT_EQ(modelFault(*model), "");
   EXPECT_NE(text.find(wanted), std::string::npos) << text;
 }
 
 TEST_F(Ddf, WhatASetSaysIsJudged) {
-  for (const SET_CASE &row : g_cases) {
+  for (const SetCase &row : g_cases) {
     SCOPED_TRACE(row.name);
-    DISKS disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 1, ddf::smallLimits);
+    Disks disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 1, ddf::smallLimits);
     changeDisks(disks, row.change);
     hasText(disks, row.text);
   }
 }
 
 TEST_F(Ddf, ASectionMayBeLonger) {
-  DISKS disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 0, ddf::smallLimits);
-  OWNED_MODEL model = readModel(disks);
+  Disks disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 0, ddf::smallLimits);
+  OwnedModel model = readModel(disks);
   for (UINT32 i = 0; i < 2; ++i) {
     ddf::Copy copy = model->disks[i].copy; // with the same sections, but for the first
     std::vector<UINT8> longer(2 * ddf::sectorSize, 0xFF);
@@ -154,7 +156,7 @@ static void noteOther(ddf::Copy &copy) {
 TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
   const struct {
     const char *name;
-    SET_CHANGE change;
+    SetChange change;
     UINT32 disk;
     EFI_STATUS status;
     bool leftover; // whether the disk is one
@@ -182,9 +184,9 @@ TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
   };
   for (const auto &row : cases) {
     SCOPED_TRACE(row.name);
-    DISKS disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 1, ddf::smallLimits);
+    Disks disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 1, ddf::smallLimits);
     changeDisks(disks, row.change);
-    OWNED_MODEL model = readModel(disks);
+    OwnedModel model = readModel(disks);
     ddf::Copy copy;
     EXPECT_EQ(ddf::makeCurrentCopy(*model, row.disk, &copy), row.status);
     EXPECT_EQ(copy.sections[0] != nullptr, row.status == EFI_SUCCESS);
@@ -200,8 +202,8 @@ TEST_F(Ddf, ACopyIsMadeForMembersThatHaveRoom) {
 
 TEST_F(Ddf, NewCopiesNeedRoom) {
   const std::pair<UINT64, ddf::Limits> cases[] = {{ddf::reserveSectors, ddf::smallLimits},
-                                                  {TEST_DISK_SECTORS, {0, 63, 16, 64}},
-                                                  {TEST_DISK_SECTORS, {63, 63, 1023, 256}}};
+                                                  {testDiskSectors, {0, 63, 16, 64}},
+                                                  {testDiskSectors, {63, 63, 1023, 256}}};
   for (const auto &[sectors, limits] : cases) {
     ddf::Copy copy;
     EXPECT_EQ(ddf::makeNewCopy({sectors, limits, {}, {}, {}, {}, {}, 0}, &copy), EFI_INVALID_PARAMETER);
@@ -211,7 +213,7 @@ TEST_F(Ddf, NewCopiesNeedRoom) {
 
 // Disks of one set that do not agree: nothing of one is read by the measures of another, and nothing is given up.
 TEST_F(Ddf, WhatDoesNotFitTogetherIsNotMixed) {
-  const SET_CHANGE changes[] = {
+  const SetChange changes[] = {
       CHANGE(record(copy)->strip = disk < 2 ? 7 : 8),
       CHANGE(record(copy)->level = disk < 2 ? ddf::levelRaid1 : ddf::levelRaid0),
       CHANGE(record(copy)->qualifier = disk < 2 ? 0 : 1),
@@ -221,7 +223,7 @@ TEST_F(Ddf, WhatDoesNotFitTogetherIsNotMixed) {
       CHANGE(record(copy)->memberBlocks = disk < 2 ? 256 : 0),
       CHANGE(record(copy)->elements = disk < 2 ? 2 : 60),
   };
-  DISKS disks;
+  Disks disks;
   for (auto change : changes) {
     disks = makeDisks({ddf::levelRaid1, 0, ddf::secondarySpanned, 2, 2, 7, 256}, 0, ddf::smallLimits);
     changeDisks(disks, change);
@@ -230,22 +232,22 @@ TEST_F(Ddf, WhatDoesNotFitTogetherIsNotMixed) {
   }
   changeDisks(disks, CHANGE(record(copy)->sequence = disk < 2 ? 2 : 1));
   EXPECT_TRUE(readModel(disks)->sets[0].sound);
-  DISKS others = makeDisks({ddf::levelRaid1, 0, ddf::secondarySpanned, 2, 2, 7, 256}, 0, ddf::linuxLimits);
+  Disks others = makeDisks({ddf::levelRaid1, 0, ddf::secondarySpanned, 2, 2, 7, 256}, 0, ddf::linuxLimits);
   disks[1] = others[1];
   hasText(disks, "members 0@0, 1@0, | ?@0 unknown, ?@0 unknown\n");
-  OWNED_MODEL model = readModel(disks);
+  OwnedModel model = readModel(disks);
   ddf::Copy current;
   EXPECT_EQ(ddf::makeCurrentCopy(*model, 1, &current), EFI_UNSUPPORTED);
   ASSERT_EQ(ddf::makeCurrentCopy(*model, 2, &current), EFI_SUCCESS);
   EXPECT_EQ(std::memcmp(record(current), record(model->disks[2].copy), ddf::sectorSize), 0);
   ddf::freeCopy(&current);
 
-  const DISKS whole = others;
+  const Disks whole = others;
   for (size_t field :
        {offsetof(ddf::Header, guid), offsetof(ddf::Header, revision) + 4, offsetof(ddf::Header, primaryLba) + 7,
         offsetof(ddf::Header, secondaryLba) + 7, offsetof(ddf::Header, workspaceLba)}) {
     others = whole;
-    others[0].kept[TEST_DISK_SECTORS - 32768][field] ^= 2; // of the revision, 01.00.00
+    others[0].kept[testDiskSectors - 32768][field] ^= 2; // of the revision, 01.00.00
     mendChecksums(others[0]);
     hasText(others, "primary: header does not match the anchor\n");
   }
@@ -254,7 +256,7 @@ TEST_F(Ddf, WhatDoesNotFitTogetherIsNotMixed) {
 // --- Reads that fail, memory that runs out ---
 
 TEST_F(Ddf, ReadsThatFailAreReasons) {
-  DISKS disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 0, ddf::smallLimits);
+  Disks disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 0, ddf::smallLimits);
   const char *const wanted[] = {"unreadable, cannot be read",
                                 "primary: header cannot be read",
                                 "primary: cannot be read: controller data",
@@ -269,18 +271,18 @@ TEST_F(Ddf, ReadsThatFailAreReasons) {
     EXPECT_TRUE(wanted[i] == nullptr || text.find(wanted[i]) != std::string::npos) << i << ": " << text;
     EXPECT_NE(text.find(i == 0 ? "\"volume\" degraded" : "\"volume\" optimal"), std::string::npos) << i << ": " << text;
   }
-  DISKS blank = {{TEST_DISK_SECTORS, {}, 1}};
+  Disks blank = {{testDiskSectors, {}, 1}};
   EXPECT_NE(readText(blank).find("unreadable, cannot be read"), std::string::npos); // behind the anchor
-  DISKS none;
+  Disks none;
   EXPECT_EQ(readText(none), "");
 }
 
 TEST_F(Ddf, MemoryThatRunsOutLeavesNothing) {
   ddf::freeModel(nullptr); // as who did not get a model does
-  DISKS disks = makeDisks({ddf::levelRaid1, 0, 3, 2, 2, 7, 256}, 1, ddf::smallLimits);
+  Disks disks = makeDisks({ddf::levelRaid1, 0, 3, 2, 2, 7, 256}, 1, ddf::smallLimits);
   changeDisks(disks, [](ddf::Copy &copy, size_t disk) { dedicateSpare(copy, disk, 4); });
   sweepMemory([&] {
-    OWNED_MODEL model = readModel(disks);
+    OwnedModel model = readModel(disks);
     return model != nullptr;
   });
 }
@@ -288,7 +290,7 @@ TEST_F(Ddf, MemoryThatRunsOutLeavesNothing) {
 // --- What keeps a set from being changed ---
 
 TEST_F(Ddf, ASetThatIsStuckTellsWhy) {
-  const SET_CASE cases[] = {
+  const SetCase cases[] = {
       {"nothing changed", CHANGE(), nullptr},
       {"a volume of its own", CHANGE(if (disk == 1) { addOwnVirtualDisk(copy); }), "changed apart"},
       {"which was deleted",
@@ -316,15 +318,15 @@ TEST_F(Ddf, ASetThatIsStuckTellsWhy) {
       {"the last sequences", CHANGE(copy.header.sequence = 0xFFFFFFF0), "no sequence numbers"},
       {"a gap", CHANGE(copy.header.maxPartitions = 15), "Linux would misplace"},
       {"one copy", CHANGE(copy.header.secondaryLba = ddf::noLba), "no place to write"},
-      {"no room", CHANGE(copy.header.secondaryLba = TEST_DISK_SECTORS - 2), "no place to write"},
+      {"no room", CHANGE(copy.header.secondaryLba = testDiskSectors - 2), "no place to write"},
       {"another layout", CHANGE(copy.header.maxElements = disk == 2 ? 63 : 64), "no place to write"},
       {"all failed", CHANGE(for (UINT32 i = 0; i < 3; ++i) ddf::pdEntryAt(copy, i)->state = 3), "no disk that works"},
   };
-  for (const SET_CASE &row : cases) {
+  for (const SetCase &row : cases) {
     SCOPED_TRACE(row.name);
-    DISKS disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 1, ddf::smallLimits);
+    Disks disks = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256}, 1, ddf::smallLimits);
     changeDisks(disks, row.change);
-    OWNED_MODEL model = readModel(disks);
+    OwnedModel model = readModel(disks);
     const CHAR8 *stuck = model->sets[0].stuck;
     EXPECT_EQ(stuck == nullptr, row.text == nullptr) << (stuck == nullptr ? "" : stuck);
     EXPECT_TRUE(stuck == nullptr || row.text == nullptr || std::strstr(stuck, row.text) != nullptr) << stuck;
@@ -336,7 +338,7 @@ TEST_F(Ddf, DeletedVirtualDisksAreNotedWhereNobodyElseWrites) {
   const ddf::Guid virtualDisk = {{'v'}};
   ddf::Copy copies[2];
   for (ddf::Copy &copy : copies) {
-    ASSERT_EQ(ddf::makeNewCopy({TEST_DISK_SECTORS, ddf::smallLimits, {}, {}, {}, {}, {}, 1}, &copy), EFI_SUCCESS);
+    ASSERT_EQ(ddf::makeNewCopy({testDiskSectors, ddf::smallLimits, {}, {}, {}, {}, {}, 1}, &copy), EFI_SUCCESS);
   }
   UINT8 *scratch = ddf::diskDataOf(copies[0])->scratch;
   EXPECT_FALSE(ddf::isDeleted(copies[0], virtualDisk));

@@ -8,6 +8,8 @@
 #include "tests/providers/ddf/fixture.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 static ddf::Guid guidOf(const char *text, size_t number) {
   ddf::Guid guid;
   std::memset(guid.bytes, '-', sizeof(guid.bytes));
@@ -19,7 +21,7 @@ static ddf::Guid guidOf(const char *text, size_t number) {
 // Disks that are written.
 class Rig {
 public:
-  explicit Rig(size_t count) : disks(count, {TEST_DISK_SECTORS, {}}) {
+  explicit Rig(size_t count) : disks(count, {testDiskSectors, {}}) {
     std::memset(&maker_, 0xFF, sizeof(maker_));
     maker_.guid = guidOf("OurMaker", 0);
     std::memcpy(maker_.vendorData, "made", 4);
@@ -27,10 +29,10 @@ public:
 
   // Reads the disks, and lets a change do its work on them.
   EFI_STATUS run(const std::function<EFI_STATUS(ddf_change::Writer *)> &change) {
-    const DISKS before = disks;
+    const Disks before = disks;
     std::vector<ddf::Source> sources;
     std::vector<ddf_change::Target> targets;
-    for (SPARSE_DISK &disk : disks) {
+    for (SparseDisk &disk : disks) {
       size_t number = sources.size();
       sources.push_back(disk.source());
       targets.push_back({write, flush, &disk, guidOf("Disk", number), number != unusable});
@@ -46,7 +48,7 @@ public:
       }
       ddf::freeModel(model);
     }
-    auto isSame = [](const SPARSE_DISK &a, const SPARSE_DISK &b) { return a.kept == b.kept; };
+    auto isSame = [](const SparseDisk &a, const SparseDisk &b) { return a.kept == b.kept; };
     changed = !std::equal(disks.begin(), disks.end(), before.begin(), isSame);
     return status;
   }
@@ -60,7 +62,7 @@ public:
     return run([&](ddf_change::Writer *writer) { return ddf_change::createVirtualDisk(writer, wanted); });
   }
 
-  DISKS disks;
+  Disks disks;
   std::string trouble;
   bool changed = false; // by the last run
   size_t unusable = ~size_t{0};
@@ -68,7 +70,7 @@ public:
 
 private:
   static EFI_STATUS write(void *context, UINT64 lba, UINTN count, const void *buffer) {
-    auto *disk = static_cast<SPARSE_DISK *>(context);
+    auto *disk = static_cast<SparseDisk *>(context);
     EXPECT_TRUE(lba >= disk->sectors - ddf::reserveSectors && count <= disk->sectors - lba) << lba;
     disk->write(lba, buffer, count);
     return EFI_SUCCESS;
@@ -82,7 +84,7 @@ private:
 // --- What is made ---
 
 TEST_F(Ddf, VirtualDisksAreMadeAsLinuxTakesThem) {
-  struct CASE {
+  struct Case {
     const char *name;
     UINT8 level, qualifier, strip;
     std::vector<UINT32> members;
@@ -112,7 +114,7 @@ TEST_F(Ddf, VirtualDisksAreMadeAsLinuxTakesThem) {
       {"last", 0, 0, 7, {2}, 128, 4096 - 127, EFI_VOLUME_FULL, "2: has no room"},
       {"behind", 0, 0, 7, {2}, 0, UINT64{1} << 60, EFI_VOLUME_FULL, "2: has no room"},
   };
-  for (const CASE &row : cases) {
+  for (const Case &row : cases) {
     SCOPED_TRACE(row.name);
     Rig rig(4);
     EXPECT_EQ(rig.create(row.level, row.qualifier, row.strip, row.name, row.blocks, row.members, row.start),
@@ -125,9 +127,9 @@ TEST_F(Ddf, VirtualDisksAreMadeAsLinuxTakesThem) {
 
 // What a set's lists must be beside their meaning: Linux counts on no gap before the number of entries, which
 // stays when disks leave.
-static std::string listFault(DISKS &disks) {
+static std::string listFault(Disks &disks) {
   std::string faults;
-  OWNED_MODEL model = readModel(disks);
+  OwnedModel model = readModel(disks);
   for (UINT32 i = 0; i < model->setCount; ++i) {
     const ddf::Set &set = model->sets[i];
     const ddf::Copy &copy = model->disks[set.newest].copy;
@@ -147,9 +149,9 @@ static std::string listFault(DISKS &disks) {
 
 // --- A story ---
 
-static std::string referencesOf(DISKS &disks) {
+static std::string referencesOf(Disks &disks) {
   std::string text;
-  OWNED_MODEL model = readModel(disks);
+  OwnedModel model = readModel(disks);
   for (UINT32 i = 0; i < model->diskCount; ++i) {
     const ddf::Copy &copy = model->disks[i].copy;
     text += copy.sections[0] == nullptr ? " -" : " " + std::to_string(UINT32{ddf::diskDataOf(copy)->reference});
@@ -202,14 +204,14 @@ TEST_F(Ddf, ChangesFollowEachOther) {
     const ddf::Set &set = writer->model->sets[0];
     const ddf::Copy &copy = writer->model->disks[5].copy;
     EXPECT_EQ(ddf::recordAt(copy, ddf::recordCapacity(copy) - 1)->signature, ddf::spareSignature);
-    constexpr UINTN ROOM = sizeof(ddf::ControllerData::vendorData);
-    EXPECT_EQ(ddf_change::setVendorData(writer, 0, set.controller, ROOM + 1), EFI_INVALID_PARAMETER);
+    constexpr UINTN roomSize = sizeof(ddf::ControllerData::vendorData);
+    EXPECT_EQ(ddf_change::setVendorData(writer, 0, set.controller, roomSize + 1), EFI_INVALID_PARAMETER);
     EXPECT_EQ(set.virtualDisks[0].record->cache[7], 0x21);
     EXPECT_EQ(set.virtualDisks[0].record->sequence, 2u);
     EXPECT_EQ(std::memcmp(set.controller->vendorData, "made", 4), 0);
     return ddf_change::setVendorData(writer, 0, "kept", 4);
   }));
-  DISKS before = rig.disks;
+  Disks before = rig.disks;
   step("failed", fail(1));
   EXPECT_EQ(rig.disks[1].kept, before[1].kept);
   step("back to work", rig.create(0, 0, 7, "c", 128, {1}));
@@ -218,7 +220,7 @@ TEST_F(Ddf, ChangesFollowEachOther) {
   step("last", remove(0));
   step("three copies", rig.create(1, 1, 0xFF, "a", 128, {0, 1, 2}));
   step("other", rig.create(0, 0, 7, "b", 128, {0}));
-  SPARSE_DISK away = rig.disks[2];
+  SparseDisk away = rig.disks[2];
   rig.disks[2] = rig.disks[5];
   step("lost", fail(2));
   step("one away", remove(0));
@@ -272,19 +274,19 @@ TEST_F(Ddf, RecordsAndListsEnd) {
 
 static const std::string g_fileSystem = std::string(ddf::sectorSize, 'S').replace(56, 2, "\x53\xEF");
 
-static void eraseLists(SPARSE_DISK &disk) {
+static void eraseLists(SparseDisk &disk) {
   for (UINT64 at : {0, 32768}) {
-    disk.kept.erase(TEST_DISK_SECTORS - ddf::reserveSectors + at + 2);
+    disk.kept.erase(testDiskSectors - ddf::reserveSectors + at + 2);
   }
 }
 
-static void moveMember(DISKS &disks) {
+static void moveMember(Disks &disks) {
   changeDisks(disks,
               [](ddf::Copy &copy, size_t disk) { ddf::startsOf(copy, ddf::recordAt(copy, 0))[0] = disk == 1 ? 8 : 0; });
 }
 
 TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
-  struct CASE {
+  struct Case {
     const char *name;
     void (*spoil)(Rig &rig); // disks 0 and 1 are a mirror, 2 and 3 are fresh
     std::vector<UINT32> members;
@@ -306,7 +308,7 @@ TEST_F(Ddf, DisksThatAreNotOursStayAsTheyAre) {
       {"offsets that Linux ignores", SPOIL_COPIES(copy.header.maxPartitions = 63), {0}, "Linux would misplace"},
       {"a list of another length", SPOIL_COPIES(copy.header.maxPds = 255), {2}, "2: cannot have the layout"},
   };
-  for (const CASE &row : cases) {
+  for (const Case &row : cases) {
     SCOPED_TRACE(row.name);
     Rig rig(4);
     ASSERT_EQ(rig.create(1, 0, 0xFF, "mirror", 1024, {0, 1}), EFI_SUCCESS);
@@ -368,7 +370,7 @@ TEST_F(Ddf, DeletedVirtualDisksAreRemembered) {
     for (UINT32 i = 0; i < deleted; ++i) {
       ASSERT_EQ(rig.create(1, 0, 0xFF, std::to_string(i).c_str(), 64, {0, 1}), EFI_SUCCESS);
     }
-    SPARSE_DISK away = rig.disks[1];
+    SparseDisk away = rig.disks[1];
     rig.disks[1].kept.clear();
     for (UINT32 i = 0; i < deleted; ++i) {
       ASSERT_EQ(rig.run([](ddf_change::Writer *writer) { return ddf_change::deleteVirtualDisk(writer, 0, 1); }),
@@ -396,7 +398,7 @@ TEST_F(Ddf, AFullListTakesNoMoreDisks) {
 }
 
 TEST_F(Ddf, WithoutMemoryNothingIsWritten) {
-  DISKS made = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 512}, 0, ddf::smallLimits);
+  Disks made = makeDisks({ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 512}, 0, ddf::smallLimits);
   sweepMemory([&] {
     Rig rig(4);
     std::copy(made.begin(), made.end(), rig.disks.begin());

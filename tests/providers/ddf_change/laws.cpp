@@ -2,6 +2,8 @@
 
 #include "providers/ddf_change/place.h"
 
+using namespace xyl;
+
 using namespace ddf_change;
 
 // The member begins with the gap's first page, and what it has is the rest of the gap.

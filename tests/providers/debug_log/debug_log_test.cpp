@@ -7,6 +7,8 @@
 #include "host/firmware/firmware.h"
 #include "providers/debug_log/debug_log_provider.h"
 
+using namespace xyl;
+
 static const EFI_GUID g_logGuid = DEBUG_LOG_PROTOCOL_GUID;
 static const EFI_GUID g_ringGuid = DEBUG_LOG_RING_PROTOCOL_GUID;
 
@@ -20,7 +22,7 @@ protected:
   }
 
   void load(const std::u16string &options = {}) {
-    EXPECT_EQ(firmware.loadImage(DebugLogEntry, &image, options), EFI_SUCCESS);
+    EXPECT_EQ(firmware.loadImage(debug_log::DebugLogEntry, &image, options), EFI_SUCCESS);
     services->LocateProtocol(&g_logGuid, nullptr, reinterpret_cast<void **>(&log));
     services->HandleProtocol(image, &g_ringGuid, reinterpret_cast<void **>(&ring));
   }
@@ -35,7 +37,7 @@ protected:
     return result;
   }
 
-  Firmware firmware;
+  host::Firmware firmware;
   EFI_BOOT_SERVICES *services = firmware.bootServices();
   EFI_HANDLE image = nullptr;
   DEBUG_LOG_PROTOCOL *log = nullptr;

@@ -7,18 +7,20 @@
 #include "base/pool.h"
 #include "host/firmware/firmware.h"
 
+using namespace xyl;
+
 static EFI_TIME g_now;
 
 // A clock that is wrong tells no time. An hour less than a day at a time, so that all hours and days come.
 TEST(Clock, SecondsAreTheLibrarysFrom1980On) {
-  Firmware firmware;
+  host::Firmware firmware;
   setSystemTable(firmware.systemTable());
   firmware.systemTable()->RuntimeServices->GetTime = [](EFI_TIME *time, void *) EFIAPI -> EFI_STATUS {
     *time = g_now;
     return EFI_SUCCESS;
   };
-  constexpr time_t START = 315532800, END = 4070908800; // the years 1980 and 2099
-  for (time_t at = START; at < END && !HasFailure(); at += 82799) {
+  constexpr time_t startValue = 315532800, endValue = 4070908800; // the years 1980 and 2099
+  for (time_t at = startValue; at < endValue && !HasFailure(); at += 82799) {
     tm date = *gmtime(&at);
     g_now = {};
     g_now.Year = static_cast<UINT16>(date.tm_year + 1900);
@@ -27,7 +29,7 @@ TEST(Clock, SecondsAreTheLibrarysFrom1980On) {
     g_now.Hour = static_cast<UINT8>(date.tm_hour);
     g_now.Minute = static_cast<UINT8>(date.tm_min);
     g_now.Second = static_cast<UINT8>(date.tm_sec);
-    EXPECT_EQ(disk_controller::secondsSince1980(), at - START);
+    EXPECT_EQ(disk_controller::secondsSince1980(), at - startValue);
   }
   for (auto [year, month] : {std::pair{1979, 1}, {2026, 0}, {2026, 13}}) {
     g_now.Year = static_cast<UINT16>(year);

@@ -8,6 +8,8 @@
 #include "tests/providers/disk_controller/machine.h"
 #include "tests/support/paths.h"
 
+using namespace xyl;
+
 namespace {
 
 // A line an object of the document: its element, and its fields with their texts. The limits of levels are left out.
@@ -29,9 +31,9 @@ std::string condensed(std::string document) {
 }
 
 TEST(DiskController, InventoriesOfRecordings) {
-  forEachRecording([&](const std::string &recording, DISKS &disks) {
+  forEachRecording([&](const std::string &recording, Disks &disks) {
     Machine machine(disks);
-    ANSWER first = machine.get();
+    OperationAnswer first = machine.get();
     ASSERT_EQ(name(first.status), name(EFI_SUCCESS));
     EXPECT_EQ(machine.get().text, first.text);
     EXPECT_EQ(name(machine.verify(first.text).status), name(EFI_SUCCESS));
@@ -41,8 +43,8 @@ TEST(DiskController, InventoriesOfRecordings) {
 
 // Places that one number cannot tell apart, and sets that came together.
 TEST(DiskController, IdsAreUnique) {
-  DISKS disks = loadDisks(goldenDir() + "/levels.disks");
-  DISKS more = loadDisks(goldenDir() + "/alone.disks");
+  Disks disks = loadDisks(goldenDir() + "/levels.disks");
+  Disks more = loadDisks(goldenDir() + "/alone.disks");
   size_t first = disks.size();
   disks.insert(disks.end(), more.begin(), more.end());
   disks.resize(102);
@@ -63,7 +65,7 @@ TEST(DiskController, IdsAreUnique) {
 
 // A caller of the protocol: odd blocks, ids, and what is given back.
 TEST(DiskController, Commands) {
-  DISKS disks = loadDisks(goldenDir() + "/levels.disks");
+  Disks disks = loadDisks(goldenDir() + "/levels.disks");
   Machine machine(disks);
   EXPECT_EQ(name(machine.run(RAID_COMMAND_GET, RAID_OBJECT_PHYSICAL_DISK, {1025001, 7})), name(EFI_NOT_FOUND));
   EXPECT_EQ(name(machine.run(RAID_COMMAND_GET, RAID_OBJECT_BATTERY)), name(EFI_UNSUPPORTED));
@@ -85,8 +87,8 @@ TEST(DiskController, Commands) {
 // Questions that belong together cost one look; changes look themselves.
 TEST(DiskController, ALookIsKeptAsLongAsItIsTrue) {
   static const EFI_GUID disksGuid = RAID_DISKS_PROTOCOL_GUID;
-  DISKS disks = loadDisks(goldenDir() + "/alone.disks");
-  disks.resize(disks.size() + 1, {TEST_DISK_SECTORS, {}});
+  Disks disks = loadDisks(goldenDir() + "/alone.disks");
+  disks.resize(disks.size() + 1, {testDiskSectors, {}});
   Machine machine(disks);
   machine.mayWrite = true;
   auto *look = machine.protocolOn<RAID_DISKS_PROTOCOL>(machine.controller, disksGuid);
@@ -101,7 +103,7 @@ TEST(DiskController, ALookIsKeptAsLongAsItIsTrue) {
   look->KeepLook(look);
   EXPECT_EQ(readBy(get), once);
   EXPECT_EQ(readBy(get), 0U);
-  SECTOR_BYTES data{};
+  SectorBytes data{};
   data[7] = 1;
   disks.back().write(3, data.data(), 1);
   EXPECT_NE(machine.get().text.find("<State>Ready"), std::string::npos);

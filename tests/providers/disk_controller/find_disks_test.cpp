@@ -11,18 +11,20 @@
 #include "providers/disk_controller/io/disk_place.h"
 #include "providers/disk_controller/io/disks.h"
 
+using namespace xyl;
+
 namespace {
 
 // What a disk answers, by these and by SCSI's pages.
-enum { INQUIRY = -1, IDENTIFY = -2, NVME_CONTROLLER = -3 };
-using ANSWERS = std::map<int, std::string>;
-using PIECES = std::vector<std::pair<size_t, std::string>>;
+enum { inquiryData = -1, identifyData = -2, nvmeController = -3 };
+using Answers = std::map<int, std::string>;
+using Pieces = std::vector<std::pair<size_t, std::string>>;
 
 std::string chars(std::initializer_list<int> values) {
   return {values.begin(), values.end()};
 }
 
-std::string bytes(size_t size, const PIECES &pieces) {
+std::string bytes(size_t size, const Pieces &pieces) {
   std::string text(size, 0);
   for (const auto &[at, piece] : pieces) {
     text.replace(at, piece.size(), piece);
@@ -54,7 +56,7 @@ std::string node(int type, int subtype, const std::string &data) {
 
 // --- The protocols of a disk and of its controller ---
 
-const ANSWERS *g_answers;
+const Answers *g_answers;
 
 EFI_STATUS answer(int what, void *data, UINT32 *size) {
   std::memset(data, 'x', std::min<UINT32>(*size, 128)); // what a failure leaves
@@ -67,11 +69,11 @@ EFI_STATUS answer(int what, void *data, UINT32 *size) {
 }
 
 EFI_STATUS EFIAPI inquire(EFI_DISK_INFO_PROTOCOL *, void *data, UINT32 *size) {
-  return answer(INQUIRY, data, size);
+  return answer(inquiryData, data, size);
 }
 
 EFI_STATUS EFIAPI identify(EFI_DISK_INFO_PROTOCOL *, void *data, UINT32 *size) {
-  return answer(IDENTIFY, data, size);
+  return answer(identifyData, data, size);
 }
 
 // A page that there is not leaves a check condition and old bytes.
@@ -93,7 +95,7 @@ EFI_STATUS EFIAPI passThru(EFI_NVM_EXPRESS_PASS_THRU_PROTOCOL *, UINT32 space,
   EXPECT_TRUE(space == 0 && command.Nsid == 0 && command.Cdw0 == 6 && command.Cdw10 == 1 && packet->QueueType == 0);
   EXPECT_EQ(command.Flags, EFI_NVM_EXPRESS_CDW10_VALID);
   EXPECT_TRUE(packet->TransferLength == 4096 && reinterpret_cast<UINTN>(packet->TransferBuffer) % 4096 == 0);
-  return answer(NVME_CONTROLLER, packet->TransferBuffer, &packet->TransferLength);
+  return answer(nvmeController, packet->TransferBuffer, &packet->TransferLength);
 }
 
 EFI_STATUS EFIAPI getLocation(EFI_PCI_IO_PROTOCOL *, UINTN *segment, UINTN *bus, UINTN *device, UINTN *function) {
@@ -101,10 +103,10 @@ EFI_STATUS EFIAPI getLocation(EFI_PCI_IO_PROTOCOL *, UINTN *segment, UINTN *bus,
   return EFI_SUCCESS;
 }
 
-struct DISK_CASE {
+struct DiskCase {
   const char *name;
   std::string node; // of its path, behind the controller's
-  ANSWERS answers;
+  Answers answers;
   std::string line; // what is found: place; identity; size
   EFI_BLOCK_IO_MEDIA media = {1, 0, 1, 0, 0, 0, 512, 0, 1999};
   EFI_GUID interface = {};
@@ -144,47 +146,50 @@ TEST(Disks, AreFoundByEveryBus) {
   auto page = [](int number, const std::string &data, size_t told = 0) {
     return chars({0, number, 0, static_cast<int>(told == 0 ? data.size() : told)}) + data;
   };
-  const DISK_CASE cases[] = {
+  const DiskCase cases[] = {
       // ATA: whether there is a name, how fast it is, whether it rotates, how it flushes.
-      {"ata", sata, {{IDENTIFY, ata({{87, 0x4100}, {76, 0x0E}})}}, named + "5000C50012345678|7; 2000"},
-      {"no name", sata, {{IDENTIFY, ata({{87, 0x4000}, {76, 2}, {217, 1}})}}, named + "0|1 solid; 2000"},
-      {"words that are not told", sata, {{IDENTIFY, ata({{87, 0xC100}, {76, 0xFFFF}})}}, named + "0|0; 2000"},
-      {"old flush", sata, {{IDENTIFY, ata({{83, 0x5000}, {217, 7200}})}}, named + "0|0 short; 2000"},
-      {"both flushes", sata, {{IDENTIFY, ata({{83, 0x7000}})}}, named + "0|0; 2000"},
-      {"half an answer", sata, {{IDENTIFY, ata({}).substr(1)}}, "0 102:3.4 103; ||||0|0; 2000"},
+      {"ata", sata, {{identifyData, ata({{87, 0x4100}, {76, 0x0E}})}}, named + "5000C50012345678|7; 2000"},
+      {"no name", sata, {{identifyData, ata({{87, 0x4000}, {76, 2}, {217, 1}})}}, named + "0|1 solid; 2000"},
+      {"words that are not told", sata, {{identifyData, ata({{87, 0xC100}, {76, 0xFFFF}})}}, named + "0|0; 2000"},
+      {"old flush", sata, {{identifyData, ata({{83, 0x5000}, {217, 7200}})}}, named + "0|0 short; 2000"},
+      {"both flushes", sata, {{identifyData, ata({{83, 0x7000}})}}, named + "0|0; 2000"},
+      {"half an answer", sata, {{identifyData, ata({}).substr(1)}}, "0 102:3.4 103; ||||0|0; 2000"},
       {"behind a multiplier", node(3, 18, chars({3, 0, 2, 0, 0, 0})), {}, "0 102:3.4 30003; ||||0|0; 2000"},
       // NVMe.
       {"nvme",
        nvme,
-       {{IDENTIFY, space},
-        {NVME_CONTROLLER, bytes(4096, {{4, "serial of an NVMe--|"}, {24, std::string(40, 'm')}, {64, "firm8888"}})}},
+       {{identifyData, space},
+        {nvmeController, bytes(4096, {{4, "serial of an NVMe--|"}, {24, std::string(40, 'm')}, {64, "firm8888"}})}},
        "1 102:3.4 4030201; |" + std::string(40, 'm') + "|firm8888|serial of an NVMe--||6575696575693634|0 solid; 2000"},
       {"no EUI, no controller",
        nvme,
-       {{IDENTIFY, bytes(128, {{104, "naaaaaag"}})}},
+       {{identifyData, bytes(128, {{104, "naaaaaag"}})}},
        "1 102:3.4 4030201; ||||6E61616161616167|0 solid; 2000"},
       {"no answer", nvme, {}, "1 102:3.4 4030201; ||||0|0 solid; 2000"},
       // SCSI.
       {"scsi",
        scsi,
-       {{INQUIRY, inquiry},
+       {{inquiryData, inquiry},
         {0x80, page(0x80, " serial  ")},
         {0x83, page(0x83, port + longer + unit)},
         {0xB1, page(0xB1, chars({0, 1, 0, 0}))}},
        "2 102:3.4 3020107; MAKER|Disk of SCSI|0001|serial|756E69746E616D65|0 solid; 2000"},
       {"pages that end too soon",
        scsi,
-       {{INQUIRY, inquiry},
+       {{inquiryData, inquiry},
         {0x80, page(0x80, std::string(50, 's'))},
         {0x83, page(0x83, unit.substr(0, 11), 12)},
         {0xB1, page(0xB1, chars({0}))}},
        "2 102:3.4 3020107; MAKER|Disk of SCSI|0001|" + std::string(40, 's') + "|0|0; 2000"},
       {"other pages than asked for",
        scsi,
-       {{INQUIRY, inquiry}, {0x80, page(0x81, "no")}, {0x83, page(0x83, port)}, {0xB1, page(0xB1, chars({28, 32}))}},
+       {{inquiryData, inquiry},
+        {0x80, page(0x81, "no")},
+        {0x83, page(0x83, port)},
+        {0xB1, page(0xB1, chars({28, 32}))}},
        "2 102:3.4 3020107; MAKER|Disk of SCSI|0001||0|0; 2000"},
-      {"no pages", scsi, {{INQUIRY, inquiry}}, "2 102:3.4 3020107; MAKER|Disk of SCSI|0001||0|0; 2000"},
-      {"a short inquiry", scsi, {{INQUIRY, inquiry.substr(1)}}, "2 102:3.4 3020107; ||||0|0; 2000"},
+      {"no pages", scsi, {{inquiryData, inquiry}}, "2 102:3.4 3020107; MAKER|Disk of SCSI|0001||0|0; 2000"},
+      {"a short inquiry", scsi, {{inquiryData, inquiry.substr(1)}}, "2 102:3.4 3020107; ||||0|0; 2000"},
       // Other places.
       {"another bus", node(3, 99, "x"), {}, "3 102:3.4 62C7310A; ||||0|0; 2000"},
       {"nodes that are too short",
@@ -204,13 +209,13 @@ TEST(Disks, AreFoundByEveryBus) {
        "0 102:3.4 103; ||||0|0; 16000, its blocks are not of 512 bytes",
        {1, 0, 1, 0, 0, 0, 4096, 0, 1999}},
   };
-  Firmware firmware;
+  host::Firmware firmware;
   setSystemTable(firmware.systemTable());
   EFI_PCI_IO_PROTOCOL pciIo = {};
   pciIo.GetLocation = getLocation;
   EFI_NVM_EXPRESS_PASS_THRU_PROTOCOL nvmeIo = {nullptr, passThru, {}};
   EFI_SCSI_IO_PROTOCOL scsiIo = {{}, execute, 0};
-  for (const DISK_CASE &row : cases) {
+  for (const DiskCase &row : cases) {
     SCOPED_TRACE(row.name);
     EFI_BLOCK_IO_MEDIA media = row.media;
     EFI_BLOCK_IO_PROTOCOL block = {0x20001, &media, nullptr, nullptr, nullptr, nullptr};

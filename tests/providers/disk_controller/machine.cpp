@@ -2,13 +2,15 @@
 
 #include <cstring>
 
+using namespace xyl;
+
 static const EFI_GUID g_mgmtGuid = RAID_MGMT_PROTOCOL_GUID;
 
 namespace {
 
-class SparseStore : public SectorStore {
+class SparseStore : public host::SectorStore {
 public:
-  SparseStore(SPARSE_DISK &disk, DISK_BOOK &book) : disk_(disk), book_(book) {}
+  SparseStore(SparseDisk &disk, DiskBook &book) : disk_(disk), book_(book) {}
   uint64_t sectors() const override { return disk_.sectors; }
   bool writable() const override { return true; }
   bool read(uint64_t sector, uint64_t count, void *buffer) override {
@@ -27,8 +29,8 @@ public:
   }
 
 private:
-  SPARSE_DISK &disk_;
-  DISK_BOOK &book_;
+  SparseDisk &disk_;
+  DiskBook &book_;
 };
 
 // 512 bytes as ATA's IDENTIFY DEVICE gives them.
@@ -55,15 +57,15 @@ std::vector<uint8_t> ataIdentity(size_t disk) {
 
 } // namespace
 
-Machine::Machine(DISKS &disks)
+Machine::Machine(Disks &disks)
     : Machine(disks.size(), [&](size_t disk) { return std::make_unique<SparseStore>(disks[disk], book); }) {}
 
-Machine::Machine(size_t count, std::function<std::unique_ptr<SectorStore>(size_t disk)> storeOf)
+Machine::Machine(size_t count, std::function<std::unique_ptr<host::SectorStore>(size_t disk)> storeOf)
     : World({.preset = nullptr, .connect = false}), devices(count), storeOf_(std::move(storeOf)) {
   for (size_t i = 0; i < count; ++i) {
     plug(i);
   }
-  EXPECT_EQ(name(firmware.loadImage(RaidDisksEntry, &image_)), name(EFI_SUCCESS));
+  EXPECT_EQ(name(firmware.loadImage(disk_controller::RaidDisksEntry, &image_)), name(EFI_SUCCESS));
   UINTN found = 0;
   EFI_HANDLE *handles = nullptr;
   EXPECT_EQ(name(services->LocateHandleBuffer(ByProtocol, &g_mgmtGuid, nullptr, &found, &handles)), name(EFI_SUCCESS));
@@ -74,7 +76,7 @@ Machine::Machine(size_t count, std::function<std::unique_ptr<SectorStore>(size_t
 }
 
 void Machine::plug(size_t disk) {
-  devices[disk] = std::make_unique<BlockDevice>(storeOf_(disk), static_cast<uint16_t>(disk), ataIdentity(disk));
+  devices[disk] = std::make_unique<host::BlockDevice>(storeOf_(disk), static_cast<uint16_t>(disk), ataIdentity(disk));
 }
 
 EFI_STATUS Machine::run(UINT32 command, UINT32 objectType, std::vector<UINT32> ids, const void *data) {

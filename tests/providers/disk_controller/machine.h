@@ -9,19 +9,21 @@
 #include "tests/providers/ddf/disks.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+
 // What the disks of a machine were asked to do.
-struct DISK_BOOK {
+struct DiskBook {
   size_t writes = 0;
-  std::set<const SPARSE_DISK *> unflushed; // written since their last flush
-  const SPARSE_DISK *stuck = nullptr;      // its flushes fail
+  std::set<const SparseDisk *> unflushed; // written since their last flush
+  const SparseDisk *stuck = nullptr;      // its flushes fail
 };
 
 class Machine : public World {
 public:
   // The disks stay the caller's. They stand in ports 0, 1, 2 ... and tell serial numbers S0, S1, S2 ...
-  explicit Machine(DISKS &disks);
+  explicit Machine(Disks &disks);
   // The same over what storeOf makes of each disk.
-  Machine(size_t count, std::function<std::unique_ptr<SectorStore>(size_t disk)> storeOf);
+  Machine(size_t count, std::function<std::unique_ptr<host::SectorStore>(size_t disk)> storeOf);
   ~Machine();
 
   // Puts a disk that was taken out of devices back into its port.
@@ -35,10 +37,10 @@ public:
 
   RAID_MGMT_PROTOCOL *mgmt = nullptr;
   bool mayWrite = false; // that it did not is expected at the end
-  DISK_BOOK book;
-  std::vector<std::unique_ptr<BlockDevice>> devices;
+  DiskBook book;
+  std::vector<std::unique_ptr<host::BlockDevice>> devices;
 
 private:
-  std::function<std::unique_ptr<SectorStore>(size_t disk)> storeOf_;
+  std::function<std::unique_ptr<host::SectorStore>(size_t disk)> storeOf_;
   EFI_HANDLE image_ = nullptr;
 };

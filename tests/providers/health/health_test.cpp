@@ -9,14 +9,16 @@
 #include "providers/sim_controller/sim_controller.h"
 #include "tests/support/world.h"
 
-using LANGUAGES = std::map<std::string, std::vector<std::string>>; // Latin-1 texts by language, the first its name
+using namespace xyl;
 
-static std::map<EFI_HII_HANDLE, LANGUAGES> g_database;
+using Languages = std::map<std::string, std::vector<std::string>>; // Latin-1 texts by language, the first its name
+
+static std::map<EFI_HII_HANDLE, Languages> g_database;
 static std::map<EFI_HII_HANDLE, std::string> g_guids; // of their lists
 
 // Reads a list of packages as the firmware does, byte for byte to its declared end.
-static LANGUAGES readList(const uint8_t *list) {
-  LANGUAGES languages;
+static Languages readList(const uint8_t *list) {
+  Languages languages;
   uint32_t size = 0;
   std::memcpy(&size, list + 16, sizeof size);
   for (uint32_t at = 20; at < size;) {
@@ -79,7 +81,7 @@ protected:
     return status;
   }
 
-  World world{WORLD_OPTIONS{.xmlService = false, .debugLog = false, .driver = false}};
+  World world{WorldOptions{.xmlService = false, .debugLog = false, .driver = false}};
   EFI_BOOT_SERVICES *services = world.services;
   EFI_GUID guid = EFI_HII_DATABASE_PROTOCOL_GUID;
   EFI_HII_DATABASE_PROTOCOL database = {newList, removeList, nullptr, {}};

@@ -6,13 +6,13 @@
 #include "tests/support/kept_state.h"
 #include "tests/support/world.h"
 
-using IDS = std::vector<UINT32>;
+using Ids = std::vector<UINT32>;
 
-inline WORLD_OPTIONS bare(const char *preset) {
+inline WorldOptions bare(const char *preset) {
   return {.preset = preset, .xmlService = false, .debugLog = false, .driver = false, .connect = false};
 }
 
-inline EFI_STATUS execute(World &world, UINT32 command, UINT32 objectType, IDS ids, void *data,
+inline EFI_STATUS execute(World &world, UINT32 command, UINT32 objectType, Ids ids, void *data,
                           RAID_CMD_RESULT *result) {
   RAID_CMD_BLOCK block = {2, command, objectType, static_cast<UINT32>(ids.size()), nullptr, data, 0};
   block.ObjectIds = ids.empty() ? nullptr : ids.data();
@@ -24,7 +24,7 @@ inline EFI_STATUS giveBack(World &world, const RAID_CMD_RESULT &result) {
 }
 
 // For commands whose answer does not matter.
-inline EFI_STATUS run(World &world, UINT32 command, UINT32 objectType, const IDS &ids = {}, void *data = nullptr) {
+inline EFI_STATUS run(World &world, UINT32 command, UINT32 objectType, const Ids &ids = {}, void *data = nullptr) {
   RAID_CMD_RESULT result = {};
   EFI_STATUS status = execute(world, command, objectType, ids, data, &result);
   EXPECT_TRUE(!EFI_ERROR(status) || result.Data == nullptr);
@@ -34,7 +34,7 @@ inline EFI_STATUS run(World &world, UINT32 command, UINT32 objectType, const IDS
   return status;
 }
 
-inline EFI_STATUS create(World &world, UINT32 level, const IDS &disks, UINT64 size = 0, UINT32 attributes = 0) {
+inline EFI_STATUS create(World &world, UINT32 level, const Ids &disks, UINT64 size = 0, UINT32 attributes = 0) {
   RAID_VD_RECORD wanted = {};
   wanted.ObjectType = RAID_OBJECT_VIRTUAL_DISK;
   wanted.RAIDLevel = level;

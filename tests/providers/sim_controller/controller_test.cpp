@@ -3,6 +3,8 @@
 #include "providers/sim_controller/hand.h"
 #include "tests/providers/sim_controller/commands.h"
 
+using namespace xyl;
+
 // Each misuse of an answer of 21 disks leaves it out, is noted once and changes nothing.
 TEST(Accounting, NoteEachMisuse) {
   World world(bare("demo"));
@@ -42,7 +44,7 @@ TEST(Accounting, NoteEachMisuse) {
   }
   EXPECT_EQ(freeRecords(disks.Data, count), EFI_SUCCESS);
   EXPECT_EQ(freeRecords(keyId.Data, 0), EFI_SUCCESS);
-  EXPECT_FALSE(accountingBalanced(&world.sim->accounting)) << "mistakes are not forgotten";
+  EXPECT_FALSE(records::accountingBalanced(&world.sim->accounting)) << "mistakes are not forgotten";
   world.sim->accounting.mistakeCount = 0;
 
   // What was no copy becomes one.
@@ -186,7 +188,7 @@ TEST(StateFault, FindsWhatAFileMayHoldWrong) {
   for (const auto &row : cases) {
     World world(bare("demo"));
     ASSERT_STREQ(sim::stateFault(world.sim), nullptr);
-    KEPT_STATE kept(world.sim);
+    KeptState kept(world.sim);
     row.make(world.sim, world.sim->disks.items[0], world.sim->virtualDisks.items[0]);
     EXPECT_STREQ(sim::stateFault(world.sim), row.fault) << &row - cases;
     kept.putBack(world.sim);

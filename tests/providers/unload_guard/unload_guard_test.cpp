@@ -9,6 +9,8 @@
 #include "providers/xml_service/xml_service.h"
 #include "xml_protocol.h"
 
+using namespace xyl;
+
 static EFI_STATUS EFIAPI quietEntry(EFI_HANDLE, EFI_SYSTEM_TABLE *) {
   return EFI_SUCCESS;
 }
@@ -16,19 +18,19 @@ static EFI_STATUS EFIAPI quietEntry(EFI_HANDLE, EFI_SYSTEM_TABLE *) {
 TEST(UnloadGuard, ProvidersStayWhileADriverMayHoldThem) {
   static const EFI_GUID loadedImageGuid = EFI_LOADED_IMAGE_PROTOCOL_GUID;
   const struct {
-    EFI_IMAGE_ENTRY entry;
+    host::ImageEntry entry;
     EFI_GUID guid;
     std::string file;
-  } rows[] = {{XmlServiceEntry, XML_PROTOCOL_GUID, "XmlService.efi"},
-              {DebugLogEntry, DEBUG_LOG_PROTOCOL_GUID, "DebugLog.efi"}};
+  } rows[] = {{xml_service::XmlServiceEntry, XML_PROTOCOL_GUID, "XmlService.efi"},
+              {debug_log::DebugLogEntry, DEBUG_LOG_PROTOCOL_GUID, "DebugLog.efi"}};
   for (const auto &row : rows) {
     SCOPED_TRACE(row.file);
-    Firmware firmware;
+    host::Firmware firmware;
     EFI_BOOT_SERVICES *services = firmware.bootServices();
     EFI_HANDLE provider = nullptr, driver = nullptr, other = nullptr;
     void *interface = nullptr;
     ASSERT_EQ(firmware.loadImage(row.entry, &provider), EFI_SUCCESS);
-    ASSERT_EQ(firmware.loadImage(RaidXylEntry, &driver), EFI_SUCCESS); // bound to nothing
+    ASSERT_EQ(firmware.loadImage(driver::RaidXylEntry, &driver), EFI_SUCCESS); // bound to nothing
     EXPECT_EQ(firmware.unloadImage(provider), EFI_ACCESS_DENIED);
     EXPECT_EQ(firmware.takeConsole(), row.file + " stays: unload the driver \"Norvik Tarn RAIDMgmt Driver\" first, "
                                                  "which may hold its protocol\n");

@@ -8,6 +8,8 @@
 #include "base/bits.h"
 #include "providers/volume_map/parity.h"
 
+using namespace xyl;
+
 using namespace volume_map;
 using Level = ddf::VirtualDiskLevel;
 

@@ -11,24 +11,26 @@
 #include "providers/volume_map/volume_map.h"
 #include "tests/providers/ddf/fixture.h"
 
+using namespace xyl;
+
 using volume_map::Judgement;
 using volume_map::Map;
 using volume_map::Readiness;
-using BYTES = std::vector<UINT8>;
+using Bytes = std::vector<UINT8>;
 
 // --- The model ---
 
-struct MODEL {
+struct Model {
   Map map = {};
   UINT64 rows = 0;
-  BYTES volume;
-  std::vector<BYTES> members;                // whole disks up to the volume's end
+  Bytes volume;
+  std::vector<Bytes> members;                // whole disks up to the volume's end
   std::vector<std::vector<bool>> unreadable; // pages of each member's part
   UINTN largest = 0;                         // request
 };
 
 // A block and its copies, and what it adds to parities.
-static void writeBlock(MODEL &model, UINT64 block) {
+static void writeBlock(Model &model, UINT64 block) {
   const Map &map = model.map;
   const UINT8 *from = model.volume.data() + block * ddf::sectorSize;
   for (UINT32 copy = 0; copy < map.layout.copies; ++copy) {
@@ -46,7 +48,7 @@ static void writeBlock(MODEL &model, UINT64 block) {
 }
 
 // Fills volume and members from what the map has: level, qualifier, members, strip.
-static void fill(MODEL &model, std::mt19937 &random) {
+static void fill(Model &model, std::mt19937 &random) {
   Map &map = model.map;
   UINT64 memberBlocks = model.rows * (map.layout.level == ddf::VirtualDiskLevel::raid1 ? 8 : map.layout.stripBlocks);
   map.layout.blocks = volume_map::blocksOf(map.layout, memberBlocks);
@@ -63,8 +65,8 @@ static void fill(MODEL &model, std::mt19937 &random) {
 }
 
 static EFI_STATUS readModel(void *context, UINT32 member, UINT64 block, UINTN count, void *buffer) {
-  auto &model = *static_cast<MODEL *>(context);
-  const BYTES &disk = model.members[member];
+  auto &model = *static_cast<Model *>(context);
+  const Bytes &disk = model.members[member];
   EXPECT_TRUE(model.map.members[member].readable);
   if (count == 0 || (block + count) * ddf::sectorSize > disk.size() || block < model.map.members[member].start) {
     ADD_FAILURE() << "outside of member " << member;
@@ -83,7 +85,7 @@ static EFI_STATUS readModel(void *context, UINT32 member, UINT64 block, UINTN co
 }
 
 // Whether a block can be had at all.
-static bool isHad(const MODEL &model, UINT64 block) {
+static bool isHad(const Model &model, UINT64 block) {
   const Map &map = model.map;
   auto lost = [&](UINT32 member, UINT64 at) {
     return !map.members[member].readable || model.unreadable[member][at / 8];
@@ -101,8 +103,8 @@ static bool isHad(const MODEL &model, UINT64 block) {
   return own || (map.parityHolds && missing <= volume_map::paritiesOf(map.layout.level));
 }
 
-static void checkRead(MODEL &model, UINT64 block, UINTN count) {
-  BYTES scratch(size_t{16} * ddf::sectorSize), buffer(count * ddf::sectorSize + 1, 0x77);
+static void checkRead(Model &model, UINT64 block, UINTN count) {
+  Bytes scratch(size_t{16} * ddf::sectorSize), buffer(count * ddf::sectorSize + 1, 0x77);
   volume_map::Access access = {readModel, &model, scratch.data(), 16};
   EFI_STATUS status = volume_map::read(model.map, access, block, count, buffer.data());
   bool had = true;
@@ -116,12 +118,12 @@ static void checkRead(MODEL &model, UINT64 block, UINTN count) {
   EXPECT_EQ(buffer.back(), 0x77);
 }
 
-struct LAYOUT {
+struct Layout {
   ddf::VirtualDiskLevel level;
   UINT8 qualifier;
   UINT32 copies, fewest, most;
 };
-constexpr LAYOUT g_layouts[] = {
+constexpr Layout g_layouts[] = {
     {ddf::VirtualDiskLevel::raid0, 0, 1, 1, 6},   {ddf::VirtualDiskLevel::raid1, 0, 2, 2, 2},
     {ddf::VirtualDiskLevel::raid1, 1, 3, 3, 3},   {ddf::VirtualDiskLevel::raid4, 1, 1, 3, 6},
     {ddf::VirtualDiskLevel::raid5, 0, 1, 3, 7},   {ddf::VirtualDiskLevel::raid5, 2, 1, 3, 7},
@@ -131,8 +133,8 @@ constexpr LAYOUT g_layouts[] = {
     {ddf::VirtualDiskLevel::raid6, 3, 1, 63, 64},
 };
 
-static MODEL makeModel(const LAYOUT &layout, std::mt19937 &random) {
-  MODEL model;
+static Model makeModel(const Layout &layout, std::mt19937 &random) {
+  Model model;
   model.map.layout.level = layout.level;
   model.map.layout.qualifier = layout.qualifier;
   model.map.parityHolds = random() % 8 != 0;
@@ -148,8 +150,8 @@ static MODEL makeModel(const LAYOUT &layout, std::mt19937 &random) {
 TEST(VolumeMap, BlocksAreReadOrRefusedAsTheModelSays) {
   std::mt19937 random(30);
   for (int turn = 0; turn < 130 && !HasFailure(); ++turn) {
-    const LAYOUT &layout = g_layouts[turn % std::size(g_layouts)];
-    MODEL model = makeModel(layout, random);
+    const Layout &layout = g_layouts[turn % std::size(g_layouts)];
+    Model model = makeModel(layout, random);
     SCOPED_TRACE(std::to_string(turn) + ": level " + std::to_string(static_cast<int>(layout.level)) + ", " +
                  std::to_string(layout.qualifier) + ", members " + std::to_string(model.map.layout.memberCount));
     checkRead(model, 0, model.map.layout.blocks);
@@ -170,8 +172,8 @@ TEST(VolumeMap, BlocksAreReadOrRefusedAsTheModelSays) {
 // A mirror's request goes to the disk as it came: a file that lies in one piece is read with one.
 TEST(VolumeMap, MirrorsDoNotCutRequests) {
   std::mt19937 random(1);
-  for (const LAYOUT &layout : {g_layouts[1], LAYOUT{ddf::VirtualDiskLevel::raid0, 0, 1, 1, 1}}) {
-    MODEL model = makeModel(layout, random);
+  for (const Layout &layout : {g_layouts[1], Layout{ddf::VirtualDiskLevel::raid0, 0, 1, 1, 1}}) {
+    Model model = makeModel(layout, random);
     checkRead(model, 0, model.map.layout.blocks);
     EXPECT_EQ(model.largest, model.map.layout.blocks);
   }
@@ -179,13 +181,13 @@ TEST(VolumeMap, MirrorsDoNotCutRequests) {
 
 // --- Judgement ---
 
-typedef void (*SET_CHANGE)(ddf::Copy &copy, UINT32 disk);
+typedef void (*SetChange)(ddf::Copy &copy, UINT32 disk);
 
-struct JUDGE_CASE {
+struct JudgeCase {
   const char *name;
-  TEST_VIRTUAL_DISK volume;
+  TestVirtualDisk volume;
   unsigned gone; // disks that are not plugged in, bit by bit
-  SET_CHANGE change;
+  SetChange change;
   const char *wanted; // "ready", "degraded" or the reason, then the members that are read
 };
 
@@ -197,18 +199,18 @@ struct JUDGE_CASE {
 #define STATE(pd, bits) ddf::pdEntryAt(copy, pd)->state = (bits)
 
 // One without a secondary level.
-constexpr TEST_VIRTUAL_DISK flat(UINT8 level, UINT8 qualifier, UINT32 members, UINT8 strip = 7, UINT64 blocks = 256) {
+constexpr TestVirtualDisk flat(UINT8 level, UINT8 qualifier, UINT32 members, UINT8 strip = 7, UINT64 blocks = 256) {
   return {level, qualifier, ddf::noSecondary, 1, members, strip, blocks};
 }
-constexpr TEST_VIRTUAL_DISK g_mirror = flat(ddf::levelRaid1, 0, 2, ddf::noStrip, 257);
-constexpr TEST_VIRTUAL_DISK g_triple = flat(ddf::levelRaid1, 1, 3, ddf::noStrip);
-constexpr TEST_VIRTUAL_DISK g_striped = flat(ddf::levelRaid0, 0, 2, 0);
-constexpr TEST_VIRTUAL_DISK g_five = flat(ddf::levelRaid5, 3, 3), g_six = flat(ddf::levelRaid6, 3, 5);
-constexpr TEST_VIRTUAL_DISK g_ten = flat(ddf::levelRaid1e, 0, 3);
-constexpr TEST_VIRTUAL_DISK g_pairs = {ddf::levelRaid1, 0, ddf::secondarySpanned, 2, 2, 7, 256};
-constexpr UINT16 FAILED = ddf::pdOnline | ddf::pdFailed, AWAY = ddf::pdFailed | ddf::pdMissing;
+constexpr TestVirtualDisk g_mirror = flat(ddf::levelRaid1, 0, 2, ddf::noStrip, 257);
+constexpr TestVirtualDisk g_triple = flat(ddf::levelRaid1, 1, 3, ddf::noStrip);
+constexpr TestVirtualDisk g_striped = flat(ddf::levelRaid0, 0, 2, 0);
+constexpr TestVirtualDisk g_five = flat(ddf::levelRaid5, 3, 3), g_six = flat(ddf::levelRaid6, 3, 5);
+constexpr TestVirtualDisk g_ten = flat(ddf::levelRaid1e, 0, 3);
+constexpr TestVirtualDisk g_pairs = {ddf::levelRaid1, 0, ddf::secondarySpanned, 2, 2, 7, 256};
+constexpr UINT16 failedValue = ddf::pdOnline | ddf::pdFailed, away = ddf::pdFailed | ddf::pdMissing;
 
-static const JUDGE_CASE g_cases[] = {
+static const JudgeCase g_cases[] = {
     {"mirror", g_mirror, 0, CHANGE(), "ready 01 256"},
     {"strips", g_striped, 0, CHANGE(), "ready 01 512"},
     {"triple", g_triple, 0, CHANGE(), "ready 012 256"},
@@ -218,17 +220,17 @@ static const JUDGE_CASE g_cases[] = {
     {"pairs", g_pairs, 0, CHANGE(), "ready 0123 512"},
     // Members that are away, and whether anybody said that they are.
     {"one away", g_mirror, 1, CHANGE(), "degraded 1 256"},
-    {"one away for good", g_mirror, 1, CHANGE(STATE(0, AWAY)), "ready 1 256"},
+    {"one away for good", g_mirror, 1, CHANGE(STATE(0, away)), "ready 1 256"},
     {"a disk of strips", g_striped, 1, CHANGE(), "too few of its members are there"},
-    {"two of six", g_six, 3, CHANGE(STATE(0, AWAY)), "degraded 234 768"},
+    {"two of six", g_six, 3, CHANGE(STATE(0, away)), "degraded 234 768"},
     {"three of six", g_six, 7, CHANGE(), "too few of its members are there"},
     {"neighbours of ten", g_ten, 3, CHANGE(), "too few of its members are there"},
     {"a pair, with its record", g_pairs, 3, CHANGE(), "too few of its members are there"},
-    {"one of each pair", g_pairs, 9, CHANGE(STATE(0, AWAY)), "degraded 12 512"},
+    {"one of each pair", g_pairs, 9, CHANGE(STATE(0, away)), "degraded 12 512"},
     {"no disk named", g_five, 0, CHANGE(ddf::referencesOf(ddf::recordAt(copy, 0))[0] = ddf::noReference),
      "ready 12 512"},
     // Members that are there.
-    {"failed", g_mirror, 0, CHANGE(STATE(0, FAILED)), "ready 1 256"},
+    {"failed", g_mirror, 0, CHANGE(STATE(0, failedValue)), "ready 1 256"},
     {"rebuilding", g_mirror, 0,
      CHANGE(STATE(0, ddf::pdOnline | ddf::pdRebuilding); ddf::vdEntryAt(copy, 0)->state = ddf::vdDegraded),
      "ready 1 256"},
@@ -269,23 +271,23 @@ static const JUDGE_CASE g_cases[] = {
     {"no strips", flat(ddf::levelRaid0, 0, 2, ddf::noStrip), 0, CHANGE(), "Linux takes no strips of that size"},
     {"no whole strip", flat(ddf::levelRaid0, 0, 2, 9), 0, CHANGE(), "Linux takes no strips of that size"},
     // Halves that ran apart.
-    {"each without the other", g_mirror, 0, CHANGE(STATE(disk ^ 1, AWAY)),
+    {"each without the other", g_mirror, 0, CHANGE(STATE(disk ^ 1, away)),
      "its halves were used apart, and each calls the other failed"},
-    {"one the longer", g_mirror, 0, CHANGE(STATE(disk ^ 1, AWAY); copy.header.sequence = disk == 1 ? 6 : 5),
+    {"one the longer", g_mirror, 0, CHANGE(STATE(disk ^ 1, away); copy.header.sequence = disk == 1 ? 6 : 5),
      "its halves were used apart, and each calls the other failed"},
     {"one without the other, which went on unasked", g_mirror, 0,
-     CHANGE(if (disk == 0) { STATE(1, AWAY); } copy.header.sequence = disk == 0 ? 5 : 6),
+     CHANGE(if (disk == 0) { STATE(1, away); } copy.header.sequence = disk == 0 ? 5 : 6),
      "its halves were used apart, and each calls the other failed"},
     {"one against two", g_triple, 0,
-     CHANGE(disk == 0 ? void(STATE(0, ddf::pdOnline)) : void(STATE(0, AWAY));
-            if (disk == 0) { STATE(1, AWAY), STATE(2, AWAY); } copy.header.sequence = disk == 0 ? 5 : 6),
+     CHANGE(disk == 0 ? void(STATE(0, ddf::pdOnline)) : void(STATE(0, away));
+            if (disk == 0) { STATE(1, away), STATE(2, away); } copy.header.sequence = disk == 0 ? 5 : 6),
      "its halves were used apart, and each calls the other failed"},
     {"one saw another go that came back since", g_six, 0,
-     CHANGE(disk == 0 ? STATE(1, AWAY) : STATE(0, AWAY); copy.header.sequence = disk == 0 ? 5 : 6), "ready 1234 768"},
+     CHANGE(disk == 0 ? STATE(1, away) : STATE(0, away); copy.header.sequence = disk == 0 ? 5 : 6), "ready 1234 768"},
 };
 
-static std::string judgeAll(DISKS &disks) {
-  OWNED_MODEL model = readModel(disks);
+static std::string judgeAll(Disks &disks) {
+  OwnedModel model = readModel(disks);
   const ddf::Set &set = model->sets[0];
   Map map = {};
   Judgement judgement = volume_map::judge(*model, set, set.virtualDisks[0], &map);
@@ -301,9 +303,9 @@ static std::string judgeAll(DISKS &disks) {
 }
 
 TEST_F(Ddf, VolumesAreJudgedByWhatTheirSetSays) {
-  for (const JUDGE_CASE &row : g_cases) {
+  for (const JudgeCase &row : g_cases) {
     SCOPED_TRACE(row.name);
-    DISKS all = makeDisks(row.volume, /* extraDisks= */ 1, {127, 63, 16, 256}), disks;
+    Disks all = makeDisks(row.volume, /* extraDisks= */ 1, {127, 63, 16, 256}), disks;
     changeDisks(all, [&](ddf::Copy &copy, size_t disk) { row.change(copy, static_cast<UINT32>(disk)); });
     for (size_t i = 0; i < all.size(); ++i) {
       i < 8 && (row.gone >> i & 1) != 0 ? void() : disks.push_back(all[i]);

@@ -10,6 +10,9 @@
 #include "tests/support/fake_driver.h"
 #include "uefi/health.h"
 
+using namespace xyl;
+using namespace xyl::host;
+
 static const EFI_GUID g_blockIoGuid = EFI_BLOCK_IO_PROTOCOL_GUID;
 static const EFI_GUID g_devicePathGuid = EFI_DEVICE_PATH_PROTOCOL_GUID;
 static const EFI_GUID g_namesGuid = EFI_COMPONENT_NAME2_PROTOCOL_GUID;
@@ -17,14 +20,14 @@ static const EFI_GUID g_volumesGuid = RAID_VOLUMES_PROTOCOL_GUID;
 static const EFI_GUID g_pathGuid = RAID_VOLUME_PATH_GUID;
 static const EFI_GUID g_readyToBoot = EFI_EVENT_GROUP_READY_TO_BOOT;
 
-constexpr TEST_VIRTUAL_DISK g_mirror = {ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256};
-constexpr TEST_VIRTUAL_DISK g_striped = {ddf::levelRaid0, 0, ddf::noSecondary, 1, 2, 3, 256};
-constexpr TEST_VIRTUAL_DISK g_five = {ddf::levelRaid5, 3, ddf::noSecondary, 1, 3, 3, 256};
+constexpr TestVirtualDisk g_mirror = {ddf::levelRaid1, 0, ddf::noSecondary, 1, 2, ddf::noStrip, 256};
+constexpr TestVirtualDisk g_striped = {ddf::levelRaid0, 0, ddf::noSecondary, 1, 2, 3, 256};
+constexpr TestVirtualDisk g_five = {ddf::levelRaid5, 3, ddf::noSecondary, 1, 3, 3, 256};
 
 class Box {
 public:
   // The disks are put in, but for those that are gone, and then the driver is loaded.
-  explicit Box(DISKS disksInIt, unsigned gone = 0, bool load = true) : disks(std::move(disksInIt)) {
+  explicit Box(Disks disksInIt, unsigned gone = 0, bool load = true) : disks(std::move(disksInIt)) {
     for (size_t i = 0; i < disks.size(); ++i) {
       i < 32 && (gone >> i & 1) != 0 ? machine.devices[i].reset()
                                      : void(machine.services->ConnectController(disk(i), nullptr, nullptr, 1));
@@ -42,7 +45,7 @@ public:
     EXPECT_EQ(machine.firmware.liveEvents(), 0u);
   }
 
-  EFI_STATUS loadIt() { return machine.firmware.loadImage(RaidVolumesEntry, &image); }
+  EFI_STATUS loadIt() { return machine.firmware.loadImage(volumes::RaidVolumesEntry, &image); }
   EFI_STATUS unload() {
     EFI_STATUS status = machine.firmware.unloadImage(image);
     image = EFI_ERROR(status) ? image : nullptr;
@@ -52,7 +55,7 @@ public:
   // By all since the last call.
   UINT64 readSectors() {
     UINT64 sum = 0;
-    for (SPARSE_DISK &each : disks) {
+    for (SparseDisk &each : disks) {
       sum += std::exchange(each.readSectors, 0);
     }
     return sum;
@@ -107,32 +110,32 @@ public:
   }
   // Of the first volume on the disks.
   ddf::Guid id() {
-    OWNED_MODEL model = readModel(disks);
+    OwnedModel model = readModel(disks);
     ddf::Guid guid = model->sets[0].virtualDisks[0].entry->guid;
     return guid;
   }
 
-  DISKS disks;
+  Disks disks;
   Machine machine{disks};
   FakeDriver user{machine.services, g_blockIoGuid, 0x0A};
   EFI_HANDLE image = nullptr;
 };
 
 // Metadata is made in pool memory.
-static DISKS make(const TEST_VIRTUAL_DISK &volume, UINT32 extraDisks,
+static Disks make(const TestVirtualDisk &volume, UINT32 extraDisks,
                   const std::function<void(ddf::Copy &copy)> &change = {}) {
   Firmware firmware;
   setSystemTable(firmware.systemTable());
-  DISKS disks = makeDisks(volume, extraDisks, ddf::smallLimits);
+  Disks disks = makeDisks(volume, extraDisks, ddf::smallLimits);
   change ? changeDisks(disks, [&](ddf::Copy &copy, size_t) { change(copy); }) : void();
   return disks;
 }
 
 // Disks whose volume reads as A, B, C, in strips of eight blocks, or a copy of them.
-static DISKS disksOf(const TEST_VIRTUAL_DISK &volume) {
-  DISKS disks = make(volume, /* extraDisks= */ 1);
+static Disks disksOf(const TestVirtualDisk &volume) {
+  Disks disks = make(volume, /* extraDisks= */ 1);
   auto fill = [&](size_t disk, UINT64 strip, char letter) {
-    SECTOR_BYTES bytes;
+    SectorBytes bytes;
     bytes.fill(static_cast<UINT8>(letter));
     for (UINT64 i = 0; i < 8; ++i) {
       disks[disk].write(strip * 8 + i, bytes.data(), 1);
@@ -197,7 +200,7 @@ TEST(Volumes, BlockDevicesAnswerAsFirmwareExpects) {
 TEST(Volumes, DisksGoAndCome) {
   const struct {
     const char *name;
-    TEST_VIRTUAL_DISK volume;
+    TestVirtualDisk volume;
     unsigned gone;
     std::vector<std::pair<std::string, std::string>> steps;
   } cases[] = {
@@ -238,7 +241,7 @@ TEST(Volumes, DisksGoAndCome) {
 
 // A volume that ends with a disk's last sector looks like a disk with volumes, and is none.
 TEST(Volumes, VolumesAreNoDisks) {
-  DISKS disks = make({ddf::levelRaid0, 0, ddf::noSecondary, 1, 18, 3, 4096}, 0);
+  Disks disks = make({ddf::levelRaid0, 0, ddf::noSecondary, 1, 18, 3, 4096}, 0);
   disks[17].write(4095, disks[0].read(disks[0].sectors - 1).data(), 1);
   Box box(std::move(disks));
   ASSERT_EQ(box.shown().size(), 1u);
@@ -334,8 +337,8 @@ TEST(Volumes, TheControllerTakesVolumesAwayBeforeTheyEnd) {
 
 // Two sets of 32 disks: each disk's metadata is read once when they are there, and twice when they come one by one.
 TEST(Volumes, ManyDisksAreReadOnce) {
-  constexpr TEST_VIRTUAL_DISK volume = {ddf::levelRaid0, 0, ddf::noSecondary, 1, 32, 3, 256};
-  DISKS disks = make(volume, 0), others = make(volume, 0, [](ddf::Copy &copy) {
+  constexpr TestVirtualDisk volume = {ddf::levelRaid0, 0, ddf::noSecondary, 1, 32, 3, 256};
+  Disks disks = make(volume, 0), others = make(volume, 0, [](ddf::Copy &copy) {
                                    copy.header.guid.bytes[20] = ddf::recordAt(copy, 0)->guid.bytes[20] =
                                        ddf::vdEntryAt(copy, 0)->guid.bytes[20] = 1;
                                  });
@@ -379,7 +382,7 @@ TEST(Volumes, FailuresLeaveNothing) {
     EXPECT_EQ(box.state(), "hidden");
     box.machine.expectBalanced();
   };
-  for (FAIL_MODE mode : {FAIL_MODE::once, FAIL_MODE::fromThenOn}) {
+  for (FailMode mode : {FailMode::once, FailMode::fromThenOn}) {
     bool failed = true;
     for (uint64_t n = 1; failed && !testing::Test::HasFailure(); ++n) {
       SCOPED_TRACE("allocation " + std::to_string(n));

@@ -3,6 +3,8 @@
 #include "fixture.h"
 #include "uefi/protocols.h"
 
+using namespace xyl;
+
 TEST_F(XmlService, NullArgumentsAreRefused) {
   XML_NODE *node = parse("<a/>"), *noNode = node;
   CHAR8 *text = nullptr;
@@ -16,7 +18,7 @@ TEST_F(XmlService, NullArgumentsAreRefused) {
   EXPECT_EQ(noNode, nullptr);
   EXPECT_EQ(xml->Unused0(xml), EFI_UNSUPPORTED);
   EXPECT_EQ(xml->Unused2(xml), EFI_UNSUPPORTED);
-  FreeXMLNode(node);
+  driver::FreeXMLNode(node);
 }
 
 TEST(XmlServiceEntry, ComesAndGoesWhole) {
@@ -27,12 +29,12 @@ TEST(XmlServiceEntry, ComesAndGoesWhole) {
                {"HandleProtocol", EFI_DEVICE_ERROR, EFI_INVALID_PARAMETER},
                {"UninstallMultipleProtocolInterfaces", EFI_SUCCESS, EFI_DEVICE_ERROR}};
   for (const auto &row : cases) {
-    Firmware firmware;
+    host::Firmware firmware;
     EFI_HANDLE image = nullptr;
     void *interface = nullptr;
     auto locate = [&] { return firmware.bootServices()->LocateProtocol(&g_xmlGuid, nullptr, &interface); };
     firmware.failService(row.service, 1, EFI_DEVICE_ERROR);
-    EXPECT_EQ(firmware.loadImage(XmlServiceEntry, &image), row.load) << row.service;
+    EXPECT_EQ(firmware.loadImage(xml_service::XmlServiceEntry, &image), row.load) << row.service;
     EXPECT_EQ(locate(), row.load == EFI_SUCCESS ? EFI_SUCCESS : EFI_NOT_FOUND) << row.service;
     EXPECT_EQ(firmware.unloadImage(image), row.unload) << row.service;
     EXPECT_EQ(locate(), row.load == EFI_SUCCESS ? EFI_SUCCESS : EFI_NOT_FOUND) << row.service;

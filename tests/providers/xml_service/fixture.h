@@ -11,8 +11,10 @@
 #include "providers/xml_service/xml_service.h"
 #include "tests/providers/xml_service/outline.h"
 
+using namespace xyl;
+
 // What Serialize writes in front of the root element.
-inline const std::string PROLOGUE = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+inline const std::string prologue = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
 inline const EFI_GUID g_xmlGuid = XML_PROTOCOL_GUID;
 
@@ -32,7 +34,7 @@ inline std::vector<std::string> split(const std::string &text) {
 class XmlService : public testing::Test {
 protected:
   void SetUp() override {
-    ASSERT_EQ(firmware.loadImage(XmlServiceEntry, &image), EFI_SUCCESS);
+    ASSERT_EQ(firmware.loadImage(xml_service::XmlServiceEntry, &image), EFI_SUCCESS);
     void *interface = nullptr;
     ASSERT_EQ(firmware.bootServices()->LocateProtocol(&g_xmlGuid, nullptr, &interface), EFI_SUCCESS);
     xml = static_cast<XML_PROTOCOL *>(interface);
@@ -60,7 +62,7 @@ protected:
     XML_NODE *root = parse(document);
     std::string text = root == nullptr ? "" : outlineOf(root);
     EXPECT_TRUE(root == nullptr || readAgain(root)) << document;
-    FreeXMLNode(root);
+    driver::FreeXMLNode(root);
     expectBalanced(document);
     return text;
   }
@@ -75,12 +77,12 @@ protected:
 
   // A new child in front of parent's others; no content for null.
   static XML_NODE *push(XML_NODE *parent, const char *name, const char *content = nullptr) {
-    XML_NODE *child = content != nullptr ? CreateXMLTextNode(name, content) : CreateXMLNode(name);
-    PushXMLChild(parent, child);
+    XML_NODE *child = content != nullptr ? driver::CreateXMLTextNode(name, content) : driver::CreateXMLNode(name);
+    driver::PushXMLChild(parent, child);
     return child;
   }
 
-  Firmware firmware;
+  host::Firmware firmware;
   EFI_HANDLE image = nullptr;
   XML_PROTOCOL *xml = nullptr;
 };

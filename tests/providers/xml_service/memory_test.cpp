@@ -7,6 +7,9 @@
 #include "fixture.h"
 #include "tests/support/world.h"
 
+using namespace xyl;
+using namespace xyl::driver;
+
 TEST_F(XmlService, EveryAllocationMayFail) {
   std::string attributes;
   for (size_t i = 0; i < 3000; i++) {
@@ -27,7 +30,7 @@ TEST_F(XmlService, EveryAllocationMayFail) {
     CHAR8 *text = nullptr;
     for (uint64_t nth = 1; text == nullptr; nth++) {
       XML_NODE *root = reinterpret_cast<XML_NODE *>(this), *node = root;
-      firmware.failAllocation(nth, FAIL_MODE::fromThenOn);
+      firmware.failAllocation(nth, host::FailMode::fromThenOn);
       EFI_STATUS parsed = xml->Parse(xml, document.c_str(), &root);
       EFI_STATUS created = xml->CreateNode(xml, "a", &node);
       EFI_STATUS written = root == nullptr ? parsed : xml->Serialize(xml, root, &text);
@@ -152,24 +155,24 @@ static std::string nested(size_t levels) {
 
 // A million of anything costs neither stack nor more than linear time, and few allocations; nor do created nodes.
 TEST_F(XmlService, LargeDocuments) {
-  constexpr size_t MILLION = 1000000;
+  constexpr size_t million = 1000000;
   std::string attributes;
-  for (size_t i = 0; i < MILLION / 5; i++) {
-    attributes += " a" + std::to_string(i * 7919 % MILLION) + "=\"\"";
+  for (size_t i = 0; i < million / 5; i++) {
+    attributes += " a" + std::to_string(i * 7919 % million) + "=\"\"";
   }
   const struct {
     std::string document, serialized; // without prologue
   } cases[] = {
-      {repeated(MILLION, "<a>") + repeated(MILLION, "</a>"), nested(MILLION)},
-      {"<a>" + repeated(MILLION, "<b/>") + "</a>", "<a>\n" + repeated(MILLION, "  <b/>\n") + "</a>\n"},
-      {"<a>" + repeated(MILLION, "\r\n&lt;t") + "</a>", "<a>" + repeated(MILLION, "\n&lt;t") + "</a>\n"},
+      {repeated(million, "<a>") + repeated(million, "</a>"), nested(million)},
+      {"<a>" + repeated(million, "<b/>") + "</a>", "<a>\n" + repeated(million, "  <b/>\n") + "</a>\n"},
+      {"<a>" + repeated(million, "\r\n&lt;t") + "</a>", "<a>" + repeated(million, "\n&lt;t") + "</a>\n"},
       {"<a" + attributes + "/>", "<a" + attributes + "/>\n"},
   };
   for (const auto &test : cases) {
     uint64_t allocations = firmware.pool().totalAllocations;
     XML_NODE *root = parse(test.document);
     EXPECT_LT(firmware.pool().totalAllocations, allocations + 500);
-    EXPECT_TRUE(serialize(root) == PROLOGUE + test.serialized) << test.document.substr(0, 20);
+    EXPECT_TRUE(serialize(root) == prologue + test.serialized) << test.document.substr(0, 20);
     FreeXMLNode(root);
     expectBalanced("large");
   }
@@ -178,6 +181,6 @@ TEST_F(XmlService, LargeDocuments) {
     deepest = push(deepest, "a");
   }
   EXPECT_LT(firmware.pool().liveAllocations, 1000u);
-  EXPECT_TRUE(serialize(created) == PROLOGUE + nested(300000));
+  EXPECT_TRUE(serialize(created) == prologue + nested(300000));
   FreeXMLNode(created);
 }

@@ -12,15 +12,15 @@
 
 // --- libxml2's tree, as an outline like the fixture's ---
 
-struct OUTLINE_NODE {
+struct OutlineNode {
   std::string start; // name and attributes
   std::string text;
   std::string children;
 };
 
 // The elements that are open, behind one that stands for the document.
-static std::vector<OUTLINE_NODE> &openNodes(void *context) {
-  return *static_cast<std::vector<OUTLINE_NODE> *>(static_cast<xmlParserCtxtPtr>(context)->_private);
+static std::vector<OutlineNode> &openNodes(void *context) {
+  return *static_cast<std::vector<OutlineNode> *>(static_cast<xmlParserCtxtPtr>(context)->_private);
 }
 
 // libxml2 is told that every byte is a character, so that all of its characters are bytes again.
@@ -35,7 +35,7 @@ static std::string bytesOf(const xmlChar *text, int length = -1) {
 }
 
 static void onStart(void *context, const xmlChar *name, const xmlChar **attributes) {
-  OUTLINE_NODE node = {bytesOf(name), {}, {}};
+  OutlineNode node = {bytesOf(name), {}, {}};
   for (; attributes != nullptr && *attributes != nullptr; attributes += 2) {
     node.start += "[" + bytesOf(attributes[0]) + "=" + bytesOf(attributes[1]) + "]";
   }
@@ -43,7 +43,7 @@ static void onStart(void *context, const xmlChar *name, const xmlChar **attribut
 }
 
 static void onEnd(void *context, const xmlChar *) {
-  OUTLINE_NODE node = openNodes(context).back();
+  OutlineNode node = openNodes(context).back();
   openNodes(context).pop_back();
   std::string inside = !node.children.empty() ? "{" + node.children + "}" : node.text.empty() ? "" : "=" + node.text;
   std::string &place = openNodes(context).back().children;
@@ -57,7 +57,7 @@ static void onText(void *context, const xmlChar *text, int length) {
 // The outline by libxml2, or empty when it refuses the document.
 static std::string oracleOutline(const std::string &document) {
   xmlParserCtxtPtr parser = xmlNewParserCtxt();
-  std::vector<OUTLINE_NODE> open(1);
+  std::vector<OutlineNode> open(1);
   parser->_private = &open;
   std::memset(parser->sax, 0, sizeof(*parser->sax));
   parser->sax->initialized = 1; // names as they stand, without namespaces
@@ -178,8 +178,8 @@ TEST_F(XmlOracle, ReasonsToDifferHold) {
 }
 
 TEST_F(XmlOracle, GeneratedDocumentsAreTheSameTree) {
-  constexpr unsigned DOCUMENTS = 2000;
-  for (unsigned seed = 0; seed < DOCUMENTS && !HasFailure(); ++seed) {
+  constexpr unsigned documents = 2000;
+  for (unsigned seed = 0; seed < documents && !HasFailure(); ++seed) {
     SCOPED_TRACE(seed);
     random.seed(seed);
     std::string document = expand('D');
@@ -190,6 +190,6 @@ TEST_F(XmlOracle, GeneratedDocumentsAreTheSameTree) {
       compare(damaged(document));
     }
   }
-  EXPECT_GT(bothAccepted, DOCUMENTS);
-  EXPECT_GT(bothRefused, DOCUMENTS);
+  EXPECT_GT(bothAccepted, documents);
+  EXPECT_GT(bothRefused, documents);
 }

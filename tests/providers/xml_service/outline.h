@@ -6,6 +6,8 @@
 #include "base/pool.h"
 #include "driver/xml/xml.h"
 
+using namespace xyl;
+
 // One line: name, [attribute=value] each, "=" and the content if there is any, children in braces. Backward
 // links that lead elsewhere show.
 inline std::string outlineOf(const XML_NODE *node) {
@@ -29,15 +31,15 @@ inline std::string outlineOf(const XML_NODE *node) {
 // Whether the tree serialises to a text that gives the same tree and the same text, content is never empty and stands
 // beside no child.
 inline bool readAgain(XML_NODE *root) {
-  CHAR8 *text = XMLNodeToText(root);
+  CHAR8 *text = driver::XMLNodeToText(root);
   XML_NODE *again = nullptr;
-  g_xmlProtocol->Parse(g_xmlProtocol, text, &again);
-  CHAR8 *textAgain = XMLNodeToText(again);
+  driver::g_xmlProtocol->Parse(driver::g_xmlProtocol, text, &again);
+  CHAR8 *textAgain = driver::XMLNodeToText(again);
   std::string outline = outlineOf(root);
   bool same = again != nullptr && outlineOf(again) == outline && std::string(text) == textAgain &&
               outline.find("(badly linked)") == std::string::npos;
   poolFree(text);
   poolFree(textAgain);
-  FreeXMLNode(again);
+  driver::FreeXMLNode(again);
   return same;
 }
