@@ -32,6 +32,7 @@ HEADERS = {
     "client/change": ["change", "commands", "set_live"],
     "client/verbs": ["verbs", "commands", "layout", "methods", "objects"],
     "client/ensure": ["ensure", "commands", "layout", "judge", "tell"],
+    "host/common": ["common", "json"],  # not every room wants the JSON library in its sources
     "host/report": ["report", "report_model", "report_sections", "commands"],
     "images/firmware": ["files", "firmware"],
     "providers/health": ["health", "findings"],
@@ -56,8 +57,6 @@ KNOWN = {
     "providers/ddf_change": ["providers/ddf"],
     "providers/volume_map": ["providers/ddf"],
     "providers/xml_service": ["providers/unload_guard"],
-    "host/report": ["report", "report_model", "report_sections", "commands"],
-    "images/firmware": ["files", "firmware"],
     "providers/debug_log": ["providers/unload_guard"],
     **stairs(SIMULATOR, ["records", "providers/sim_controller"]),
     "providers/sim_controller": ["records"] + SIMULATOR,
