@@ -2,6 +2,9 @@ need $BUILD_PACKAGES $TEST_PACKAGES $LINT_PACKAGES
 say "clang-format"
 sources | xargs clang-format --dry-run -Werror
 build test-clang
+say "one definition of each name"
+build odr
+find build/odr -name '*.o' | xargs g++ -flto=auto -O0 -Wodr -Werror=odr -Wl,-z,muldefs -r -flinker-output=nolto-rel -o build/odr/all.o
 say "cppcheck"
 sources | grep '\.cpp$' | grep -v -e '^tests/' -e '^fuzz/' |
   cppcheck --quiet --std=c++20 --enable=warning,performance,portability --error-exitcode=1 -j "$(nproc)" \
