@@ -1,4 +1,4 @@
-#include "client/jobs/jobs.h"
+#include "client/jobs/reading.h"
 
 #include "base/text.h"
 #include "client/controllers/controllers.h"
@@ -8,155 +8,27 @@ namespace xyl::client {
 const CHAR8 *const g_jobConditions[] = {"", "ok:", "different:", "failed:"};
 const CHAR8 *const g_jobEnds[] = {"return", "reset", "shutdown"};
 
-constexpr UINT32 jobWordsMax = 100U;
-constexpr UINT32 transfersMax = 100U;
-
-namespace {
-
-// What is known while the file is read.
-struct Reader {
-  const Front *front;
-  const JobNames *names;
-  JobFile *jobs;
-  UINT32 number;   // of the line
-  bool hasMistake; // anywhere
-  bool isOver;     // behind an unconditional end
-  UINT32 limit;    // of the lines from here on
-  jobs::Tries tries;
-  bool isFetched;
-  UINT32 transfers;           // lines with a transfer
-  UINT32 sends[transfersMax]; // those of the job's lines that send a file
-  UINT32 sendCount;
-};
-
-} // namespace
-
-static void mistake(Reader *reader, const CHAR8 *what, const CHAR8 *which = "") {
+void mistake(JobReader *reader, const CHAR8 *what, const CHAR8 *which) {
   complain(reader->front, "job file, line %d: %a%a", reader->number, what, which);
   reader->hasMistake = true;
 }
 
-// --- Words ---
-
-struct Cursor {
-  const CHAR8 *at;
-  const CHAR8 *end; // of the line
-};
-
-static bool isBlank(CHAR8 letter) {
-  return letter == ' ' || letter == '\t' || letter == '\r';
-}
-
-// Takes what stands behind a percent sign, up to the next one.
-static void takeName(Reader *reader, Cursor *cursor, Text *to) {
-  Text name = {};
-  for (; cursor->at != cursor->end && *cursor->at != '%'; ++cursor->at) {
-    putBytes(&name, cursor->at, 1);
-  }
-  bool isClosed = cursor->at != cursor->end;
-  cursor->at += isClosed ? 1 : 0;
-  const JobName *row = nullptr;
-  for (UINTN i = 0; i < reader->names->count; ++i) {
-    row = textEqual(reader->names->rows[i].name, textOf(name)) ? &reader->names->rows[i] : row;
-  }
-  if (!isClosed) {
-    mistake(reader, "a percent sign has no partner; %% stands for one");
-  } else if (name.length == 0) {
-    putText(to, "%");
-  } else if (row == nullptr) {
-    mistake(reader, "there are %SERIAL% and %UUID%, and no %", textOf(name));
-  } else if (row->value != nullptr && *row->value == 0) {
-    mistake(reader, "this machine's firmware does not tell its %", textOf(name));
-  } else {
-    const CHAR8 *mark = row->value != nullptr ? "" : "%";
-    putText(to, mark);
-    putText(to, row->value != nullptr ? row->value : row->name);
-    putText(to, mark);
-  }
-  freeText(&name);
-}
-
-// Takes one word; false at the end of the line.
-static bool takeWord(Reader *reader, Cursor *cursor, Text *word) {
-  while (cursor->at != cursor->end && isBlank(*cursor->at)) {
-    ++cursor->at;
-  }
-  if (cursor->at == cursor->end) {
-    return false;
-  }
-  bool isQuoted = false;
-  while (cursor->at != cursor->end && (isQuoted || !isBlank(*cursor->at))) {
-    CHAR8 letter = *cursor->at++;
-    if (letter == '"') {
-      isQuoted = !isQuoted;
-    } else if (letter == '%') {
-      takeName(reader, cursor, word);
-    } else {
-      putBytes(word, &letter, 1);
-    }
-  }
-  if (isQuoted) {
-    mistake(reader, "a quotation mark has no partner");
-  }
-  return true;
-}
-
-static bool hasBlank(const CHAR8 *text) {
-  while (*text != 0 && !isBlank(*text)) {
-    ++text;
-  }
-  return *text != 0;
-}
-
-static void addWord(JobLine *line, const Text &word) {
-  const CHAR8 *mark = word.length == 0 || hasBlank(textOf(word)) ? "\"" : "";
-  const CHAR8 *parts[] = {line->wordCount != 0 ? " " : "", mark, textOf(word), mark};
-  for (const CHAR8 *part : parts) {
-    putText(&line->text, part);
-  }
-  putBytes(&line->words, textOf(word), word.length + 1);
-  ++line->wordCount;
-}
-
-static void takeWords(Reader *reader, Cursor cursor, JobLine *line) {
-  bool isFirst = true;
-  for (Text word = {}; takeWord(reader, &cursor, &word); freeText(&word), isFirst = false) {
-    UINTN condition = jobFailed;
-    while (isFirst && condition != jobAlways && !textEqual(textOf(word), g_jobConditions[condition])) {
-      --condition;
-    }
-    if (isFirst && condition != jobAlways) {
-      line->condition = static_cast<JobCondition>(condition);
-    } else if (isFirst && word.length != 0 && word.chars[word.length - 1] == ':') {
-      mistake(reader, "conditions are ok:, different: and failed:, not ", textOf(word));
-    } else {
-      addWord(line, word);
-    }
-    if (word.failed) {
-      reader->hasMistake = true;
-    }
-  }
-  if (line->text.failed || line->words.failed) {
-    mistake(reader, "there is not enough memory");
+void mistakeIn(JobReader *reader, const JobLine &line, const CHAR8 *fault) {
+  if (fault != nullptr) {
+    complain(reader->front, "job file, line %d: '%a' %a", reader->number, textOf(line.words), fault);
+    reader->hasMistake = true;
   }
 }
 
 // --- What a line says ---
 
-static const CHAR8 *wordOf(const JobLine &line, UINTN index) {
-  const CHAR8 *word = textOf(line.words);
-  for (; index != 0; --index) {
-    word += textLength(word) + 1;
-  }
-  return word;
-}
-
-static void readEnd(Reader *reader, JobLine *line) {
+static void readEnd(JobReader *reader, JobLine *line) {
+  const CHAR8 *word = line->wordCount == 2 ? wordsOf(*line).items[1] : "";
   UINTN end = jobShutdown;
-  while (line->wordCount == 2 && end != jobReturn && !textEqual(wordOf(*line, 1), g_jobEnds[end])) {
+  while (end != jobReturn && !textEqual(word, g_jobEnds[end])) {
     --end;
   }
-  if (line->wordCount != 2 || !textEqual(wordOf(*line, 1), g_jobEnds[end])) {
+  if (!textEqual(word, g_jobEnds[end])) {
     mistake(reader, "'end' wants one of return, reset and shutdown");
   }
   line->end = static_cast<JobEnd>(end);
@@ -165,8 +37,8 @@ static void readEnd(Reader *reader, JobLine *line) {
 
 constexpr UINT32 limitMax = 1440U; // minutes
 
-static void readLimit(Reader *reader, JobLine *line) {
-  const CHAR8 *text = line->wordCount == 2 ? wordOf(*line, 1) : "";
+static void readLimit(JobReader *reader, JobLine *line) {
+  const CHAR8 *text = line->wordCount == 2 ? wordsOf(*line).items[1] : "";
   bool isNumber = *text != 0;
   for (const CHAR8 *at = text; *at != 0; ++at) {
     isNumber = isNumber && *at >= '0' && *at <= '9';
@@ -179,119 +51,9 @@ static void readLimit(Reader *reader, JobLine *line) {
   reader->limit = static_cast<UINT32>(minutes);
 }
 
-// --- The network ---
-
-namespace {
-
-// What the line's first words say, which is no more than a file or URL and how it is sent.
-struct Words {
-  UINTN count;
-  const CHAR8 *items[jobWordsMax];
-};
-
-} // namespace
-
-static Words wordsOf(const JobLine &line) {
-  Words words = {line.wordCount < jobWordsMax ? line.wordCount : jobWordsMax, {}};
-  const CHAR8 *word = textOf(line.words);
-  for (UINTN i = 0; i < words.count; ++i) {
-    words.items[i] = word;
-    word += textLength(word) + 1;
-  }
-  return words;
-}
-
-static void mistakeIn(Reader *reader, const JobLine &line, const CHAR8 *fault) {
-  if (fault != nullptr) {
-    complain(reader->front, "job file, line %d: '%a' %a", reader->number, textOf(line.words), fault);
-    reader->hasMistake = true;
-  }
-}
-
-static void checkUrl(Reader *reader, const CHAR8 *text) {
-  jobs::Url url;
-  const CHAR8 *fault = jobs::readUrl(text, &url);
-  if (fault == nullptr && *url.path == 0) {
-    fault = "names no file on the server";
-  }
-  if (fault != nullptr) {
-    complain(reader->front, "job file, line %d: the URL %a: '%a'", reader->number, fault, text);
-    reader->hasMistake = true;
-  }
-  reader->jobs->isSecure = reader->jobs->isSecure || url.isSecure;
-}
-
-jobs::TransferLine transferOf(const JobLine &line) {
-  Words words = wordsOf(line);
-  jobs::TransferLine read;
-  jobs::readTransfer(words.count, words.items, &read);
-  return read;
-}
-
-static void readTransferLine(Reader *reader, JobLine *line) {
-  Words words = wordsOf(*line);
-  jobs::TransferLine read;
-  const CHAR8 *fault = jobs::readTransfer(words.count, words.items, &read);
-  mistakeIn(reader, *line, fault);
-  if (fault == nullptr) {
-    checkUrl(reader, read.url);
-  }
-  line->transfer = read.transfer;
-  line->tries = reader->tries;
-  if (++reader->transfers == transfersMax + 1) {
-    mistake(reader, "a job has at most 100 lines with 'fetch' and 'send'");
-  }
-}
-
-// Keeps a line that is done before the first or behind the last of the others.
-static void takeAside(Reader *reader, JobLine *line, JobLine *kept) {
-  if (kept->wordCount != 0) {
-    mistake(reader, "stands here for a second time");
-    return;
-  }
-  line->tries = reader->tries;
-  *kept = *line;
-  line->text = {}; // are the other's
-  line->words = {};
-}
-
-static void readSource(Reader *reader, JobLine *line) {
-  if (line->wordCount != 2) {
-    mistakeIn(reader, *line, "wants the URL from which the job comes");
-  } else if (reader->isFetched) {
-    mistakeIn(reader, *line, "does not stand in a job that was fetched");
-  } else {
-    checkUrl(reader, wordsOf(*line).items[1]);
-    takeAside(reader, line, &reader->jobs->source);
-  }
-}
-
-const CHAR8 *sourceOf(const JobFile &jobs) {
-  return jobs.source.wordCount == 2 ? wordOf(jobs.source, 1) : "";
-}
-
-static void readNetworkLine(Reader *reader, JobLine *line) {
-  Words words = wordsOf(*line);
-  if (reader->isFetched) {
-    mistakeIn(reader, *line, "stands in the medium's own file, by which the job was fetched");
-    return;
-  }
-  mistakeIn(reader, *line, jobs::readNetwork(words.count, words.items, &reader->jobs->network));
-}
-
-static void readTriesLine(Reader *reader, JobLine *line) {
-  Words words = wordsOf(*line);
-  mistakeIn(reader, *line, jobs::readTries(words.count, words.items, &reader->tries));
-}
-
-static void readResult(Reader *reader, JobLine *line) {
-  readTransferLine(reader, line);
-  takeAside(reader, line, &reader->jobs->result);
-}
-
 // --- What says how the job runs ---
 
-static void readAgain(Reader *reader, JobLine *) {
+static void readAgain(JobReader *reader, JobLine *) {
   reader->jobs->again = true;
 }
 
@@ -301,7 +63,7 @@ struct Setting {
   const CHAR8 *word;
   const CHAR8 *second; // null: any
   UINT32 wordsMax;
-  void (*read)(Reader *reader, JobLine *line);
+  void (*read)(JobReader *reader, JobLine *line);
 };
 
 } // namespace
@@ -316,7 +78,7 @@ static constexpr Setting g_settings[] = {
 };
 
 // Takes what is no line of the job, but says how it runs.
-static bool takeSetting(Reader *reader, JobLine *line) {
+static bool takeSetting(JobReader *reader, JobLine *line) {
   const CHAR8 *first = textOf(line->words);
   for (const Setting &setting : g_settings) {
     if (line->wordCount != 0 && line->wordCount <= setting.wordsMax && textEqual(first, setting.word) &&
@@ -334,11 +96,8 @@ static bool takeSetting(Reader *reader, JobLine *line) {
 }
 
 Result parseJob(const Front *front, const JobLine &line, Request *request) {
-  const CHAR8 *words[jobWordsMax];
-  for (UINTN i = 0; i < line.wordCount; ++i) {
-    words[i] = wordOf(line, i);
-  }
-  return xylParse(front, line.wordCount, words, request);
+  JobWords words = wordsOf(line);
+  return xylParse(front, words.count, words.items, request);
 }
 
 // Without the prefix and the line feed that are for a message of its own.
@@ -351,7 +110,7 @@ static const CHAR8 *messageOf(Text *told) {
   return told->chars + prefix;
 }
 
-static void checkCommand(Reader *reader, const JobLine &line) {
+static void checkCommand(JobReader *reader, const JobLine &line) {
   if (line.wordCount > jobWordsMax) {
     mistake(reader, "there are too many words");
     return;
@@ -376,7 +135,7 @@ static void freeLine(JobLine *line) {
   freeText(&line->words);
 }
 
-static void readLine(Reader *reader, Cursor cursor) {
+static void readLine(JobReader *reader, Cursor cursor) {
   JobLine *line = arrayAppend(reader->jobs->lines);
   if (line == nullptr) {
     mistake(reader, "there is not enough memory");
@@ -425,7 +184,7 @@ static bool isText(const CHAR8 *text, UINTN size) {
   return true;
 }
 
-static void readLines(Reader *reader, const CHAR8 *text, UINTN size) {
+static void readLines(JobReader *reader, const CHAR8 *text, UINTN size) {
   bool hasMark = size >= 3 && __builtin_memcmp(text, "\xEF\xBB\xBF", 3) == 0;
   const CHAR8 *end = text + size;
   for (const CHAR8 *at = text + (hasMark ? 3 : 0); at != end;) {
@@ -435,9 +194,7 @@ static void readLines(Reader *reader, const CHAR8 *text, UINTN size) {
     }
     at = cursor.end != end ? cursor.end + 1 : end;
     ++reader->number;
-    while (cursor.at != cursor.end && isBlank(*cursor.at)) {
-      ++cursor.at;
-    }
+    skipBlanks(&cursor);
     if (cursor.at != cursor.end && *cursor.at != '#') {
       readLine(reader, cursor);
     }
@@ -451,7 +208,7 @@ static void readLines(Reader *reader, const CHAR8 *text, UINTN size) {
 }
 
 // No line sends a file that is something for another line. withheld may be null.
-static void checkSends(Reader *reader, const CHAR8 *withheld, const CHAR8 *why) {
+static void checkSends(JobReader *reader, const CHAR8 *withheld, const CHAR8 *why) {
   const Front *front = reader->front;
   for (UINT32 i = 0; withheld != nullptr && i < reader->sendCount; ++i) {
     const JobLine &line = reader->jobs->lines.items[reader->sends[i]];
@@ -465,7 +222,7 @@ static void checkSends(Reader *reader, const CHAR8 *withheld, const CHAR8 *why) 
 }
 
 // Passphrases stay. And who writes a job elsewhere must not get, by a login of the medium's, what another server has.
-static void checkAllSends(Reader *reader) {
+static void checkAllSends(JobReader *reader) {
   static constexpr const CHAR8 *passphrase = "a file with a passphrase is not sent: ";
   for (UINT32 i = 0; reader->sendCount != 0 && i < reader->jobs->lines.count; ++i) {
     const JobLine &line = reader->jobs->lines.items[i];
@@ -487,7 +244,7 @@ static void checkAllSends(Reader *reader) {
 Result readJobs(const Front *front, const CHAR8 *text, UINTN size, const JobNames &names, JobFile *jobs,
                 const JobFile *namedBy) {
   *jobs = {};
-  Reader reader = {};
+  JobReader reader = {};
   reader.front = front;
   reader.names = &names;
   reader.jobs = jobs;

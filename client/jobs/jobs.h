@@ -36,7 +36,7 @@ struct JobLine {
   JobCondition condition;
   JobEnd end; // jobGoesOn: a command line
   Text text;  // for people, without the condition
-  Text words; // WordCount of them, each with its NUL
+  Text words; // wordCount of them, each with its NUL
   UINT32 wordCount;
   UINT32 limit; // minutes that it may take; 0: any time
   // No command of the client's, but a file that comes or goes.
