@@ -38,7 +38,7 @@ inline SecretState typeSecret(SecretLine *line, UINT8 byte) {
   return SecretState::open;
 }
 
-// Ends the line and says what XYL_HOST's AskSecret returns for it; without success nothing is left in the buffer.
+// Ends the line and says what the front's askSecret returns for it; without success nothing is left in the buffer.
 inline EFI_STATUS endSecret(SecretLine *line, SecretState state) {
   bool fits = line->length < line->capacity;
   EFI_STATUS status = fits ? EFI_SUCCESS : EFI_BAD_BUFFER_SIZE;

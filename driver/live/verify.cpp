@@ -15,7 +15,7 @@ struct ModeCheck {
   UINT16 offset;
   UINT8 mask; // the bits that count
   const CHAR8 *logLine;
-  const CHAR8 *consoleLine; // in place of LogLine, behind the operation's name
+  const CHAR8 *consoleLine; // in place of logLine, behind the operation's name
 };
 
 #define MODE(member) offsetof(RAID_ADAPTER_RECORD, member)

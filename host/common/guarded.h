@@ -10,9 +10,9 @@ namespace xyl::host {
 client::Result guarded(const client::Front &front, const std::function<client::Result()> &work);
 
 // A command of the host as the client's core runs it.
-template <client::Result (*Run)(const client::Context &context)>
+template <client::Result (*run)(const client::Context &context)>
 client::Result guardedRun(const client::Context &context) {
-  return guarded(*context.front, [&context] { return Run(context); });
+  return guarded(*context.front, [&context] { return run(context); });
 }
 
 } // namespace xyl::host

@@ -12,7 +12,7 @@ namespace xyl::host::report {
 // The differences of two documents, by the elements of the one that is shown.
 struct Changes {
   const client::Differences *list;
-  std::map<const XML_NODE *, const client::Difference *> first; // by NewNode; the object's weightiest
+  std::map<const XML_NODE *, const client::Difference *> first; // by newNode; the object's weightiest
   std::vector<const client::Difference *> removedDisks;
   std::vector<const client::Difference *> removedVirtualDisks;
 };

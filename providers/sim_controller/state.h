@@ -23,6 +23,9 @@ constexpr UINT32 blockSize = 512;
 
 // --- Objects ---
 
+// What a record points to is named as there: one name in a table of buffers stands for both.
+// NOLINTBEGIN(readability-identifier-naming)
+
 // The buffer of a rate's name.
 struct RateName {
   CHAR16 Name[textUnits]; // empty: an unused slot
@@ -63,6 +66,8 @@ struct VirtualDisk {
   UINT32 PDs[vdPds];
   UINT64 memberSize; // bytes taken from each member
 };
+
+// NOLINTEND(readability-identifier-naming)
 
 // The adapter's modes, in the order of their bytes in its record.
 enum Mode : UINT32 { modeUncertified, modeLoadBalance, modeLearn, modeCheckConsistency, modePatrolRead, modeCopyBack };
