@@ -26,7 +26,7 @@ enum class Reason {
   incomplete // a document lacks what it refers to, or the controller did not tell all
 };
 
-struct Result {
+struct [[nodiscard]] Result {
   Outcome outcome;
   EFI_STATUS status; // what the shell application returns
   Reason reason = Reason::other;

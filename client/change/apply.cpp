@@ -39,7 +39,7 @@ static Result confirm(const Context &context, const Controller &controller, cons
   Result result = planChanges(context, controller, parsed, saved, &plan);
   if (!isFailure(result) && plan.destroys) {
     if (!hasOption(context, optionJson)) {
-      tellChanges(context, controller, plan);
+      static_cast<void>(tellChanges(context, controller, plan)); // what would not be done is told, and no hindrance
     }
     result = askToGoOn(context, controller.identity, request.what);
   }

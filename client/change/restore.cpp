@@ -125,10 +125,10 @@ static Result prepareRestore(const Context &context, RestoreRun *run) {
 
 // Shows what the rebuild means, asks for a yes, and keeps what is there.
 static Result confirmRebuild(const Context &context, RestoreRun *run) {
-  if (!hasOption(context, optionJson)) {
-    showRebuild(context, run->controller, run->plan);
+  Result result = hasOption(context, optionJson) ? succeeded() : showRebuild(context, run->controller, run->plan);
+  if (!isFailure(result)) {
+    result = checkRebuild(context, run->plan);
   }
-  Result result = checkRebuild(context, run->plan);
   if (!isFailure(result)) {
     result = openBackup(context, run);
   }

@@ -203,10 +203,7 @@ Result runHelp(const Context &context) {
 
 bool xylHelp(const Front *front, const Request &request) {
   bool isAsked = request.version || request.help;
-  if (isAsked) {
-    runHelp({front, &request});
-  }
-  return isAsked;
+  return isAsked && !isFailure(runHelp({front, &request}));
 }
 
 } // namespace xyl::client

@@ -243,8 +243,8 @@ static Result showPlan(const Context &context, const Controller &controller, con
     sayNotBroughtBack(context.front, plan);
     sayForeign(context.front, plan);
   } else {
-    showRebuild(context, controller, plan);
-    status = sayDisks(context.front, plan);
+    Result result = showRebuild(context, controller, plan);
+    status = isFailure(result) ? result.status : sayDisks(context.front, plan);
   }
   status = EFI_ERROR(status) ? status : saySettings(context.front, plan);
   if (EFI_ERROR(status)) {

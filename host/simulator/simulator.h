@@ -26,11 +26,11 @@ client::Result runSimAlone(const client::Context &context, Work work);
 client::Result runSimOnFile(const client::Context &context, Work work);
 
 // As commands.
-template <Work Work> client::Result runAlone(const client::Context &context) {
-  return runSimAlone(context, Work);
+template <Work work> client::Result runAlone(const client::Context &context) {
+  return runSimAlone(context, work);
 }
-template <Work Work> client::Result runOnFile(const client::Context &context) {
-  return runSimOnFile(context, Work);
+template <Work work> client::Result runOnFile(const client::Context &context) {
+  return runSimOnFile(context, work);
 }
 
 } // namespace xyl::host::simulator
