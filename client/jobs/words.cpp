@@ -5,6 +5,21 @@
 
 namespace xyl::client {
 
+const CHAR8 *const g_jobConditions[] = {"", "ok:", "different:", "failed:"};
+const CHAR8 *const g_jobEnds[] = {"return", "reset", "shutdown"};
+
+void mistake(JobReader *reader, const CHAR8 *what, const CHAR8 *which) {
+  complain(reader->front, "job file, line %d: %a%a", reader->number, what, which);
+  reader->hasMistake = true;
+}
+
+void mistakeIn(JobReader *reader, const JobLine &line, const CHAR8 *fault) {
+  if (fault != nullptr) {
+    complain(reader->front, "job file, line %d: '%a' %a", reader->number, textOf(line.words), fault);
+    reader->hasMistake = true;
+  }
+}
+
 static bool isBlank(CHAR8 letter) {
   return letter == ' ' || letter == '\t' || letter == '\r';
 }
