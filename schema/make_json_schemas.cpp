@@ -18,39 +18,39 @@
 using namespace xyl;
 using namespace xyl::driver;
 
-using JSON_VALUE = nlohmann::ordered_json;
+using JsonValue = nlohmann::ordered_json;
 
 // A schema in the making: the definitions that it needs so far.
 struct DEFINITIONS {
-  JSON_VALUE ByName = JSON_VALUE::object();
+  JsonValue byName = JsonValue::object();
 };
 
-static JSON_VALUE typeOf(DEFINITIONS &definitions, const std::string &type);
+static JsonValue typeOf(DEFINITIONS &definitions, const std::string &type);
 
-static JSON_VALUE referenceTo(const std::string &name) {
+static JsonValue referenceTo(const std::string &name) {
   return {{"$ref", "#/$defs/" + name}};
 }
 
 // The definition of that name, made once by make().
-template <class MAKE> static JSON_VALUE defined(DEFINITIONS &definitions, const std::string &name, MAKE make) {
-  if (!definitions.ByName.contains(name)) {
-    definitions.ByName[name] = nullptr; // keeps its place, and ends a shape that contains itself
-    JSON_VALUE made = make();
-    definitions.ByName[name] = made;
+template <class MAKE> static JsonValue defined(DEFINITIONS &definitions, const std::string &name, MAKE make) {
+  if (!definitions.byName.contains(name)) {
+    definitions.byName[name] = nullptr; // keeps its place, and ends a shape that contains itself
+    JsonValue made = make();
+    definitions.byName[name] = made;
   }
   return referenceTo(name);
 }
 
-static JSON_VALUE arrayOf(const JSON_VALUE &items) {
+static JsonValue arrayOf(const JsonValue &items) {
   return {{"type", "array"}, {"items", items}};
 }
 
 // An object without members yet.
-static JSON_VALUE emptyObject() {
-  return {{"type", "object"}, {"required", JSON_VALUE::array()}, {"properties", JSON_VALUE::object()}};
+static JsonValue emptyObject() {
+  return {{"type", "object"}, {"required", JsonValue::array()}, {"properties", JsonValue::object()}};
 }
 
-static void addMember(JSON_VALUE &object, const std::string &name, bool isRequired, const JSON_VALUE &type) {
+static void addMember(JsonValue &object, const std::string &name, bool isRequired, const JsonValue &type) {
   object["properties"][name] = type;
   if (isRequired) {
     object["required"].push_back(name);
@@ -59,16 +59,16 @@ static void addMember(JSON_VALUE &object, const std::string &name, bool isRequir
 
 // --- Names ---
 
-static JSON_VALUE namesOf(DEFINITIONS &definitions, const VALUE_NAME_TABLE *table) {
+static JsonValue namesOf(DEFINITIONS &definitions, const VALUE_NAME_TABLE *table) {
   return defined(definitions, valueTypeName(table), [&] {
-    JSON_VALUE names = JSON_VALUE::array();
+    JsonValue names = JsonValue::array();
     for (const VALUE_NAME_TABLE *row = table; row->Name != nullptr; ++row) {
       names.push_back(row->Name);
     }
     if (!namesUnknown(table)) {
       names.push_back("Unknown");
     }
-    return JSON_VALUE{{"enum", names}};
+    return JsonValue{{"enum", names}};
   });
 }
 
@@ -82,8 +82,8 @@ static const VALUE_NAME_TABLE *valueTable(const std::string &name) {
 }
 
 // Words that the client's own tables have.
-static JSON_VALUE clientWords(const std::string &name) {
-  JSON_VALUE words = JSON_VALUE::array();
+static JsonValue clientWords(const std::string &name) {
+  JsonValue words = JsonValue::array();
   for (int i = 0; name == "differenceKind" && i < client::differenceKindCount; ++i) {
     words.push_back(client::differenceKindName(static_cast<client::DifferenceKind>(i)));
   }
@@ -101,18 +101,18 @@ static JSON_VALUE clientWords(const std::string &name) {
 
 // --- Configurations ---
 
-static constexpr UINT32 NO_OBJECT = ~0U; // the kind of what has no header
+static constexpr UINT32 noObject = ~0U; // the kind of what has no header
 
-static JSON_VALUE objectOf(DEFINITIONS &definitions, const FieldTable &fields, UINT32 kind);
+static JsonValue objectOf(DEFINITIONS &definitions, const FieldTable &fields, UINT32 kind);
 
-static JSON_VALUE nestedObject(DEFINITIONS &definitions, const char *name, const FieldTable &fields,
-                               UINT32 kind = NO_OBJECT) {
+static JsonValue nestedObject(DEFINITIONS &definitions, const char *name, const FieldTable &fields,
+                              UINT32 kind = noObject) {
   return defined(definitions, name, [&] { return objectOf(definitions, fields, kind); });
 }
 
-static JSON_VALUE cachePolicy(DEFINITIONS &definitions) {
+static JsonValue cachePolicy(DEFINITIONS &definitions) {
   return defined(definitions, "cachePolicyGroups", [&] {
-    JSON_VALUE policy = emptyObject();
+    JsonValue policy = emptyObject();
     for (UINT32 i = 0; i < g_cachePolicyGroups.rowCount; ++i) {
       const FieldRow &row = g_cachePolicyGroups.rows[i];
       addMember(policy, row.item, /* isRequired= */ true, arrayOf(namesOf(definitions, row.names)));
@@ -121,7 +121,7 @@ static JSON_VALUE cachePolicy(DEFINITIONS &definitions) {
   });
 }
 
-static JSON_VALUE fieldType(DEFINITIONS &definitions, const FieldRow &row) {
+static JsonValue fieldType(DEFINITIONS &definitions, const FieldRow &row) {
   switch (row.format) {
   case FieldFormat::decimal:
     return typeOf(definitions, "number");
@@ -161,9 +161,9 @@ static JSON_VALUE fieldType(DEFINITIONS &definitions, const FieldRow &row) {
 }
 
 // An object with its fields; those of the header and a fixed ObjectType when it has a kind.
-static JSON_VALUE objectOf(DEFINITIONS &definitions, const FieldTable &fields, UINT32 kind) {
-  JSON_VALUE object = emptyObject();
-  for (const FieldTable *table : {kind != NO_OBJECT ? &g_headerFields : nullptr, &fields}) {
+static JsonValue objectOf(DEFINITIONS &definitions, const FieldTable &fields, UINT32 kind) {
+  JsonValue object = emptyObject();
+  for (const FieldTable *table : {kind != noObject ? &g_headerFields : nullptr, &fields}) {
     for (UINT32 i = 0; table != nullptr && i < table->rowCount; ++i) {
       const FieldRow &row = table->rows[i];
       if (row.names == g_objectTypeTable) {
@@ -178,8 +178,8 @@ static JSON_VALUE objectOf(DEFINITIONS &definitions, const FieldTable &fields, U
 
 // --- Types of the shapes ---
 
-static JSON_VALUE shapeOf(DEFINITIONS &definitions, const std::string &shape) {
-  JSON_VALUE object = emptyObject();
+static JsonValue shapeOf(DEFINITIONS &definitions, const std::string &shape) {
+  JsonValue object = emptyObject();
   for (const JSON_MEMBER &member : g_jsonMembers) {
     if (shape == member.Shape) {
       std::string name = member.Name;
@@ -195,7 +195,7 @@ static JSON_VALUE shapeOf(DEFINITIONS &definitions, const std::string &shape) {
   return object;
 }
 
-static JSON_VALUE typeOf(DEFINITIONS &definitions, const std::string &type) {
+static JsonValue typeOf(DEFINITIONS &definitions, const std::string &type) {
   if (type[0] == '[') {
     return arrayOf(typeOf(definitions, type.substr(1, type.size() - 2)));
   }
@@ -203,7 +203,7 @@ static JSON_VALUE typeOf(DEFINITIONS &definitions, const std::string &type) {
     return {{"type", type == "text" ? "string" : "boolean"}};
   }
   if (type == "number" || type == "number|null") {
-    return {{"type", type == "number" ? JSON_VALUE("integer") : JSON_VALUE({"integer", "null"})}, {"minimum", 0}};
+    return {{"type", type == "number" ? JsonValue("integer") : JsonValue({"integer", "null"})}, {"minimum", 0}};
   }
   if (type == "adapter") {
     return nestedObject(definitions, "adapter", g_adapterFields, RAID_OBJECT_ADAPTER);
@@ -219,25 +219,25 @@ static JSON_VALUE typeOf(DEFINITIONS &definitions, const std::string &type) {
   if (valueTable(type) != nullptr) {
     return namesOf(definitions, valueTable(type));
   }
-  return defined(definitions, type, [&]() -> JSON_VALUE {
-    JSON_VALUE words = clientWords(type);
-    return words.empty() ? shapeOf(definitions, type) : JSON_VALUE{{"enum", words}};
+  return defined(definitions, type, [&]() -> JsonValue {
+    JsonValue words = clientWords(type);
+    return words.empty() ? shapeOf(definitions, type) : JsonValue{{"enum", words}};
   });
 }
 
 // --- Files ---
 
-static JSON_VALUE schemaOf(const JSON_DOCUMENT &document) {
+static JsonValue schemaOf(const JSON_DOCUMENT &document) {
   DEFINITIONS definitions;
-  JSON_VALUE schema = {{"$schema", "https://json-schema.org/draft/2020-12/schema"},
-                       {"$comment", "Made by make_json_schemas; build the target \"schemas\" to make it anew."}};
-  JSON_VALUE first = typeOf(definitions, document.Shape);
+  JsonValue schema = {{"$schema", "https://json-schema.org/draft/2020-12/schema"},
+                      {"$comment", "Made by make_json_schemas; build the target \"schemas\" to make it anew."}};
+  JsonValue first = typeOf(definitions, document.Shape);
   if (document.OtherShape == nullptr) {
     schema.update(first);
   } else {
     schema["anyOf"] = {first, typeOf(definitions, document.OtherShape)};
   }
-  schema["$defs"] = definitions.ByName;
+  schema["$defs"] = definitions.byName;
   return schema;
 }
 

@@ -15,35 +15,35 @@
 using namespace xyl;
 using namespace xyl::driver;
 
-enum USE { USE_WRITTEN, USE_REQUESTED };
+enum Use { useWritten, useRequested };
 
 // The parameters of the simple types that the objects use.
-struct SIMPLE_TYPES {
-  std::set<UINT64> Limits;
-  std::set<UINT32> HexDigits;
-  std::set<UINT32> TextLengths;
+struct SimpleTypes {
+  std::set<UINT64> limits;
+  std::set<UINT32> hexDigits;
+  std::set<UINT32> textLengths;
 };
 
 // A schema in the making.
-struct SCHEMA {
-  USE Use;
-  SIMPLE_TYPES *Types;
-  std::string Text;
-  std::vector<std::string> Open; // tags still to be closed
+struct Schema {
+  Use use;
+  SimpleTypes *types;
+  std::string text;
+  std::vector<std::string> open; // tags still to be closed
 };
 
-static void addLine(SCHEMA &schema, const std::string &line) {
-  schema.Text += std::string(2 * schema.Open.size(), ' ') + line + "\n";
+static void addLine(Schema &schema, const std::string &line) {
+  schema.text += std::string(2 * schema.open.size(), ' ') + line + "\n";
 }
 
-static void openTag(SCHEMA &schema, const std::string &tag, const std::string &attributes = {}) {
+static void openTag(Schema &schema, const std::string &tag, const std::string &attributes = {}) {
   addLine(schema, "<xs:" + tag + attributes + ">");
-  schema.Open.push_back(tag);
+  schema.open.push_back(tag);
 }
 
-static void closeTag(SCHEMA &schema) {
-  std::string tag = schema.Open.back();
-  schema.Open.pop_back();
+static void closeTag(Schema &schema) {
+  std::string tag = schema.open.back();
+  schema.open.pop_back();
   addLine(schema, "</xs:" + tag + ">");
 }
 
@@ -55,13 +55,13 @@ static std::string occurs(UINT64 least, const std::string &most) {
   return attribute("minOccurs", std::to_string(least)) + attribute("maxOccurs", most);
 }
 
-static void addElement(SCHEMA &schema, const std::string &name, const std::string &type,
+static void addElement(Schema &schema, const std::string &name, const std::string &type,
                        const std::string &occurrence = {}) {
   addLine(schema, "<xs:element" + attribute("name", name) + attribute("type", type) + occurrence + "/>");
 }
 
-static void openSchema(SCHEMA &schema) {
-  schema.Text =
+static void openSchema(Schema &schema) {
+  schema.text =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
       "<!-- Made by make_schemas from the tables in xml/; build the target \"schemas\" to make it anew. -->\n";
   openTag(schema, "schema", attribute("xmlns:xs", "http://www.w3.org/2001/XMLSchema"));
@@ -70,8 +70,8 @@ static void openSchema(SCHEMA &schema) {
 // --- simple types ---
 
 // A writer says "Unknown" for values without a name; a request has no use for them.
-static std::string namedValueType(const SCHEMA &schema, const VALUE_NAME_TABLE *table) {
-  bool mayBeUnnamed = schema.Use == USE_WRITTEN && !namesUnknown(table);
+static std::string namedValueType(const Schema &schema, const VALUE_NAME_TABLE *table) {
+  bool mayBeUnnamed = schema.use == useWritten && !namesUnknown(table);
   return valueTypeName(table) + std::string(mayBeUnnamed ? "OrUnknown" : "");
 }
 
@@ -80,14 +80,14 @@ static UINT64 ones(UINT32 bits) {
 }
 
 // What the field can hold, and for a writer, what its digits can show.
-static UINT64 largestNumber(const SCHEMA &schema, const FieldRow &row) {
+static UINT64 largestNumber(const Schema &schema, const FieldRow &row) {
   UINT64 largest = ones(row.format == FieldFormat::idList ? 32 : 8U * row.place.width);
   largest = (row.mask == 0 ? largest : largest & row.mask) >> row.shift;
   UINT64 shown = 1;
   for (UINT32 i = 0; i < row.length && i < 19; ++i) {
     shown *= 10;
   }
-  return schema.Use == USE_WRITTEN && row.length < 20 && largest >= shown ? shown - 1 : largest;
+  return schema.use == useWritten && row.length < 20 && largest >= shown ? shown - 1 : largest;
 }
 
 static std::string numbered(const char *prefix, UINT64 number) {
@@ -95,17 +95,17 @@ static std::string numbered(const char *prefix, UINT64 number) {
 }
 
 // The type of an element that holds a text.
-static std::string textType(SCHEMA &schema, const FieldRow &row) {
+static std::string textType(Schema &schema, const FieldRow &row) {
   switch (row.format) {
   case FieldFormat::decimal:
   case FieldFormat::idList:
-    return numbered("upTo", *schema.Types->Limits.insert(largestNumber(schema, row)).first);
+    return numbered("upTo", *schema.types->limits.insert(largestNumber(schema, row)).first);
   case FieldFormat::hex:
-    return numbered("hex", *schema.Types->HexDigits.insert(row.length).first);
+    return numbered("hex", *schema.types->hexDigits.insert(row.length).first);
   case FieldFormat::fixedText:
-    return numbered("text", *schema.Types->TextLengths.insert(row.place.width).first);
+    return numbered("text", *schema.types->textLengths.insert(row.place.width).first);
   case FieldFormat::keyId:
-    return numbered("text", *schema.Types->TextLengths.insert(RAID_KEY_ID_SIZE).first);
+    return numbered("text", *schema.types->textLengths.insert(RAID_KEY_ID_SIZE).first);
   case FieldFormat::boolean:
     return valueTypeName(g_boolTable);
   case FieldFormat::mark:
@@ -117,7 +117,7 @@ static std::string textType(SCHEMA &schema, const FieldRow &row) {
   }
 }
 
-static void addEnumeration(SCHEMA &schema, const std::string &attributes, const std::vector<std::string> &texts) {
+static void addEnumeration(Schema &schema, const std::string &attributes, const std::vector<std::string> &texts) {
   openTag(schema, "simpleType", attributes);
   openTag(schema, "restriction", attribute("base", "xs:string"));
   for (const std::string &text : texts) {
@@ -127,7 +127,7 @@ static void addEnumeration(SCHEMA &schema, const std::string &attributes, const 
   closeTag(schema);
 }
 
-static void addRestriction(SCHEMA &schema, const std::string &name, const std::string &base, const std::string &facet,
+static void addRestriction(Schema &schema, const std::string &name, const std::string &base, const std::string &facet,
                            const std::string &value) {
   openTag(schema, "simpleType", attribute("name", name));
   openTag(schema, "restriction", attribute("base", base));
@@ -136,7 +136,7 @@ static void addRestriction(SCHEMA &schema, const std::string &name, const std::s
   closeTag(schema);
 }
 
-static void addValueType(SCHEMA &schema, const NamedValueTable &type) {
+static void addValueType(Schema &schema, const NamedValueTable &type) {
   std::vector<std::string> texts;
   for (const VALUE_NAME_TABLE *row = type.rows; row->Name != nullptr; ++row) {
     texts.push_back(row->Name);
@@ -149,8 +149,8 @@ static void addValueType(SCHEMA &schema, const NamedValueTable &type) {
   }
 }
 
-static std::string valuesSchema(SIMPLE_TYPES &types) {
-  SCHEMA schema = {USE_WRITTEN, &types, {}, {}};
+static std::string valuesSchema(SimpleTypes &types) {
+  Schema schema = {useWritten, &types, {}, {}};
   openSchema(schema);
   addEnumeration(schema, attribute("name", "unknown"), {"Unknown"});
   addEnumeration(schema, attribute("name", "mark"), {"True"});
@@ -158,23 +158,23 @@ static std::string valuesSchema(SIMPLE_TYPES &types) {
     addValueType(schema, g_valueTables[i]);
   }
   addRestriction(schema, "decimal", "xs:unsignedLong", "pattern", "0|[1-9][0-9]*");
-  for (UINT64 limit : types.Limits) {
+  for (UINT64 limit : types.limits) {
     addRestriction(schema, numbered("upTo", limit), "decimal", "maxInclusive", std::to_string(limit));
   }
-  for (UINT32 digits : types.HexDigits) {
+  for (UINT32 digits : types.hexDigits) {
     addRestriction(schema, numbered("hex", digits), "xs:string", "pattern", "[0-9A-F]{" + std::to_string(digits) + "}");
   }
-  for (UINT32 length : types.TextLengths) {
+  for (UINT32 length : types.textLengths) {
     addRestriction(schema, numbered("text", length), "xs:string", "maxLength", std::to_string(length));
   }
   closeTag(schema);
-  return schema.Text;
+  return schema.text;
 }
 
 // --- objects ---
 
 // Opens a type whose children come as the table has them, or in any order and number where reading allows it.
-static void openMembers(SCHEMA &schema, const std::string &name, bool ordered) {
+static void openMembers(Schema &schema, const std::string &name, bool ordered) {
   openTag(schema, "complexType", attribute("name", name));
   if (ordered) {
     openTag(schema, "sequence");
@@ -183,13 +183,13 @@ static void openMembers(SCHEMA &schema, const std::string &name, bool ordered) {
   }
 }
 
-static void closeMembers(SCHEMA &schema) {
+static void closeMembers(Schema &schema) {
   closeTag(schema);
   closeTag(schema);
 }
 
 // An element that contains at most count elements of one kind.
-static void addContainer(SCHEMA &schema, const FieldRow &row, const std::string &item, const std::string &itemType,
+static void addContainer(Schema &schema, const FieldRow &row, const std::string &item, const std::string &itemType,
                          UINT32 count) {
   openTag(schema, "element", attribute("name", row.element));
   openTag(schema, "complexType");
@@ -200,8 +200,8 @@ static void addContainer(SCHEMA &schema, const FieldRow &row, const std::string 
 }
 
 // How often the row's element comes in an inventory; members of a choice say nothing.
-static std::string occurrence(const SCHEMA &schema, const FieldRow &row) {
-  if (schema.Use == USE_REQUESTED) {
+static std::string occurrence(const Schema &schema, const FieldRow &row) {
+  if (schema.use == useRequested) {
     return {};
   }
   switch (row.format) {
@@ -219,7 +219,7 @@ static std::string occurrence(const SCHEMA &schema, const FieldRow &row) {
   return mayBeAbsent(row) ? attribute("minOccurs", "0") : "";
 }
 
-static void addField(SCHEMA &schema, const FieldRow &row) {
+static void addField(Schema &schema, const FieldRow &row) {
   std::string often = occurrence(schema, row);
   switch (row.format) {
   case FieldFormat::mask:
@@ -254,14 +254,14 @@ static void addField(SCHEMA &schema, const FieldRow &row) {
 }
 
 // A request gives no objects inside an object, and nothing that is only written.
-static bool isMember(const SCHEMA &schema, const FieldRow &row) {
-  if (schema.Use == USE_REQUESTED) {
+static bool isMember(const Schema &schema, const FieldRow &row) {
+  if (schema.use == useRequested) {
     return row.format < FieldFormat::enclosure && (row.flags & (fieldReadOnly | fieldWriteOnly)) == 0;
   }
   return isWritten(row);
 }
 
-static void addFields(SCHEMA &schema, const FieldTable &fields) {
+static void addFields(Schema &schema, const FieldTable &fields) {
   for (UINT32 i = 0; i < fields.rowCount; ++i) {
     if (isMember(schema, fields.rows[i])) {
       addField(schema, fields.rows[i]);
@@ -270,10 +270,10 @@ static void addFields(SCHEMA &schema, const FieldTable &fields) {
 }
 
 // The names that an object of the kind has in its ObjectType; a writer takes the first one.
-static void addObjectType(SCHEMA &schema, const FieldRow &row, UINT32 kind) {
+static void addObjectType(Schema &schema, const FieldRow &row, UINT32 kind) {
   std::vector<std::string> names;
   for (const VALUE_NAME_TABLE *name = row.names; name->Name != nullptr; ++name) {
-    if (name->Value == kind && (names.empty() || schema.Use == USE_REQUESTED)) {
+    if (name->Value == kind && (names.empty() || schema.use == useRequested)) {
       names.push_back(name->Name);
     }
   }
@@ -282,8 +282,8 @@ static void addObjectType(SCHEMA &schema, const FieldRow &row, UINT32 kind) {
   closeTag(schema);
 }
 
-static void addObject(SCHEMA &schema, const std::string &name, UINT32 kind, const FieldTable &fields) {
-  openMembers(schema, name, schema.Use == USE_WRITTEN);
+static void addObject(Schema &schema, const std::string &name, UINT32 kind, const FieldTable &fields) {
+  openMembers(schema, name, schema.use == useWritten);
   for (UINT32 i = 0; i < g_headerFields.rowCount; ++i) {
     const FieldRow &row = g_headerFields.rows[i];
     if (row.names == g_objectTypeTable) {
@@ -296,35 +296,35 @@ static void addObject(SCHEMA &schema, const std::string &name, UINT32 kind, cons
   closeMembers(schema);
 }
 
-static void addCachePolicy(SCHEMA &schema) {
-  openMembers(schema, "cachePolicyGroups", schema.Use == USE_WRITTEN);
+static void addCachePolicy(Schema &schema) {
+  openMembers(schema, "cachePolicyGroups", schema.use == useWritten);
   for (UINT32 i = 0; i < g_cachePolicyGroups.rowCount; ++i) {
     const FieldRow &row = g_cachePolicyGroups.rows[i];
     std::string most = std::to_string(__builtin_popcount(row.mask));
-    addElement(schema, row.item, namedValueType(schema, row.names), schema.Use == USE_WRITTEN ? occurs(0, most) : "");
+    addElement(schema, row.item, namedValueType(schema, row.names), schema.use == useWritten ? occurs(0, most) : "");
   }
   closeMembers(schema);
 }
 
-static std::string objectsSchema(USE use, SIMPLE_TYPES &types) {
-  struct PART {
-    const char *Name;
-    const FieldTable &Fields;
-    bool ByPosition; // also when read
+static std::string objectsSchema(Use use, SimpleTypes &types) {
+  struct Part {
+    const char *name;
+    const FieldTable &fields;
+    bool byPosition; // also when read
   };
-  static const PART parts[] = {
+  static const Part parts[] = {
       {"pciIdentity", g_pciIdentityFields, true},
       {"pciLocation", g_pciLocationFields, true},
       {"rate", g_rateFields, true},
       {"levelDescriptor", g_levelDescFields, false},
   };
-  SCHEMA schema = {use, &types, {}, {}};
+  Schema schema = {use, &types, {}, {}};
   openSchema(schema);
   addLine(schema, "<xs:include" + attribute("schemaLocation", "values.xsd") + "/>");
   addCachePolicy(schema);
-  for (const PART &part : parts) {
-    openMembers(schema, part.Name, part.ByPosition || use == USE_WRITTEN);
-    addFields(schema, part.Fields);
+  for (const Part &part : parts) {
+    openMembers(schema, part.name, part.byPosition || use == useWritten);
+    addFields(schema, part.fields);
     closeMembers(schema);
   }
   addObject(schema, "adapter", RAID_OBJECT_ADAPTER, g_adapterFields);
@@ -332,7 +332,7 @@ static std::string objectsSchema(USE use, SIMPLE_TYPES &types) {
   addObject(schema, "physicalDisk", RAID_OBJECT_PHYSICAL_DISK, g_pdFields);
   addObject(schema, "virtualDisk", RAID_OBJECT_VIRTUAL_DISK, g_vdFields);
   closeTag(schema);
-  return schema.Text;
+  return schema.text;
 }
 
 static void writeFile(const std::string &path, const std::string &text) {
@@ -349,9 +349,9 @@ int main(int count, char **arguments) {
     return 2;
   }
   std::string folder = arguments[1];
-  SIMPLE_TYPES types;
-  writeFile(folder + "/objects.xsd", objectsSchema(USE_WRITTEN, types));
-  writeFile(folder + "/change_objects.xsd", objectsSchema(USE_REQUESTED, types));
+  SimpleTypes types;
+  writeFile(folder + "/objects.xsd", objectsSchema(useWritten, types));
+  writeFile(folder + "/change_objects.xsd", objectsSchema(useRequested, types));
   writeFile(folder + "/values.xsd", valuesSchema(types));
   return 0;
 }

@@ -116,16 +116,16 @@ fs::path imagesFor(const client::Context &context, const std::string &architectu
 
 // No other boot may be ordered, and nothing of anybody be in the way.
 void checkFree(const Site &site, const Look &look) {
-  if (look.state == State::Foreign) {
+  if (look.state == State::foreign) {
     throw ClientError(EFI_ALREADY_STARTED, "'" + onPartition(site, look.foreign).string() +
                                                "' is in the way, and is none that this command made; nothing was "
                                                "changed");
   }
-  if (look.state == State::Waiting) {
+  if (look.state == State::waiting) {
     throw ClientError(EFI_ALREADY_STARTED, "a job is staged already and waits for the next boot; 'xyl stage --cancel' "
                                            "takes it back");
   }
-  if (look.state == State::Ran) {
+  if (look.state == State::ran) {
     throw ClientError(EFI_ALREADY_STARTED, "the job that was staged has begun, at least; fetch what it left with 'xyl "
                                            "stage --result DIR' first");
   }
@@ -212,7 +212,7 @@ client::Result begin(const client::Context &context, const Machine &machine, Sit
   }
   Look look = lookAt(*site);
   checkFree(*site, look);
-  if (look.state != State::Nothing) {
+  if (look.state != State::nothing) {
     client::say(&front, "An earlier run that was cut off, or never booted, is cleaned up first.\n");
     takeBack(site, look);
     checkFree(*site, lookAt(*site)); // others may have put something beside it
@@ -230,11 +230,11 @@ client::Result begin(const client::Context &context, const Machine &machine, Sit
 
 // Without anything to fetch: why.
 client::Result tellNothing(const client::Front &front, const Machine &machine, const Site &site, const Look &look) {
-  if (look.state == State::Nothing || look.state == State::Foreign) {
+  if (look.state == State::nothing || look.state == State::foreign) {
     client::complain(&front, "nothing is staged on '%a'", site.system.name.c_str());
     return client::notFound();
   }
-  if (look.state == State::Waiting) {
+  if (look.state == State::waiting) {
     bool isSame = !bootOf(machine).empty() && bootOf(machine) == look.manifest->boot;
     client::complain(&front, "there is no result yet: %a",
                      isSame ? "the machine was not restarted since"
@@ -267,12 +267,12 @@ client::Result fetch(const client::Context &context, const Machine &machine, Sit
   const client::Front &front = *context.front;
   fs::path folder = context.request->operandCount != 0 ? context.request->operands[0] : ".";
   Look look = lookAt(*site);
-  if (look.state == State::Fetched) {
+  if (look.state == State::fetched) {
     sayStays(front, takeBack(site, look));
     client::complain(&front, "the result was fetched before; now what was left of it is cleaned up, too");
     return client::notFound();
   }
-  if (look.state != State::Ran) {
+  if (look.state != State::ran) {
     return tellNothing(front, machine, *site, look);
   }
   checkTarget(*site, folder);
@@ -288,11 +288,11 @@ client::Result fetch(const client::Context &context, const Machine &machine, Sit
 client::Result cancel(const client::Context &context, Site *site) {
   const client::Front &front = *context.front;
   Look look = lookAt(*site);
-  if (look.state == State::Nothing || look.state == State::Foreign) {
+  if (look.state == State::nothing || look.state == State::foreign) {
     client::complain(&front, "nothing is staged on '%a'", site->system.name.c_str());
     return client::notFound();
   }
-  if (look.state == State::Ran) {
+  if (look.state == State::ran) {
     throw ClientError(EFI_ALREADY_STARTED, "the job has begun, at least; 'xyl stage --result DIR' fetches what it left "
                                            "and cleans up");
   }

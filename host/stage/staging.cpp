@@ -121,7 +121,7 @@ std::optional<std::vector<StagedFile>> fetchedOf(const Site &site, const std::ve
 }
 
 State stateOf(const Site &site, const Look &look) {
-  return !look.left.empty() ? State::Ran : isNext(site, *look.manifest) ? State::Waiting : State::Cut;
+  return !look.left.empty() ? State::ran : isNext(site, *look.manifest) ? State::waiting : State::cut;
 }
 
 // Without a manifest that can be read: the folders have to be empty, but for the beginning of one.
@@ -136,7 +136,7 @@ Look lookWithout(const Site &site, const std::string &text) {
   } else if (!isEmpty && !isBegun) {
     look.foreign = fs::is_regular_file(file) ? manifestName : homeFolder;
   }
-  look.state = !look.foreign.empty() ? State::Foreign : isBegun ? State::Cut : State::Nothing;
+  look.state = !look.foreign.empty() ? State::foreign : isBegun ? State::cut : State::nothing;
   return look;
 }
 
@@ -252,7 +252,7 @@ Look lookAt(const Site &site) {
   look.manifest = manifest;
   look.left = leftBy(site, *manifest);
   std::optional<std::vector<StagedFile>> fetched = fetchedOf(site, look.left);
-  look.state = fetched ? State::Fetched : stateOf(site, look);
+  look.state = fetched ? State::fetched : stateOf(site, look);
   look.left = fetched ? *fetched : look.left;
   return look;
 }
@@ -299,7 +299,7 @@ std::vector<std::string> takeBack(Site *site, const Look &look) {
     takeFiles(site, look);
   }
   fs::path home = onPartition(*site, homeFolder);
-  if (look.state != State::Foreign && fs::is_directory(home)) {
+  if (look.state != State::foreign && fs::is_directory(home)) {
     site->changes.removeFile(onPartition(*site, fetchedName), /* wipes= */ false);
     site->changes.removeFile(onPartition(*site, manifestName), /* wipes= */ false);
     site->changes.removeFolder(home);

@@ -17,16 +17,16 @@ struct Site {
 std::filesystem::path onPartition(const Site &site, const std::string &place);
 
 enum class State {
-  Nothing,
-  Foreign, // something that is not ours is in the way
-  Cut,     // a run was cut off before its end, or the firmware did not start what it was told to
-  Waiting, // for the machine to boot it
-  Ran,     // the job began, at least
-  Fetched, // what it left was taken already, and cleaning up was cut off
+  nothing,
+  foreign, // something that is not ours is in the way
+  cut,     // a run was cut off before its end, or the firmware did not start what it was told to
+  waiting, // for the machine to boot it
+  ran,     // the job began, at least
+  fetched, // what it left was taken already, and cleaning up was cut off
 };
 
 struct Look {
-  State state = State::Nothing;
+  State state = State::nothing;
   std::optional<Manifest> manifest; // none of one that was cut at its birth
   std::string foreign;              // what is in the way
   // Files that the job made or changed; with the state Fetched those of them that are safe elsewhere.

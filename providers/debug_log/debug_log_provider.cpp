@@ -20,9 +20,9 @@ static CHAR16 g_text[lineCapacity];
 static CHAR8 g_line[lineCapacity];
 
 struct LogLevel {
-  UINT32 Mask; // lowest mask of the level, compared without sign
-  const CHAR8 *Name;
-  const CHAR16 *Option;
+  UINT32 mask; // lowest mask of the level, compared without sign
+  const CHAR8 *name;
+  const CHAR16 *option;
 };
 
 static constexpr LogLevel g_levels[] = {
@@ -33,8 +33,8 @@ static constexpr LogLevel g_levels[] = {
 
 static const CHAR8 *levelName(UINT32 mask) {
   for (const LogLevel &level : g_levels) {
-    if (mask >= level.Mask) {
-      return level.Name;
+    if (mask >= level.mask) {
+      return level.name;
     }
   }
   return "TRACE";
@@ -147,7 +147,7 @@ static EFI_STATUS EFIAPI setLevel(DEBUG_LOG_RING_PROTOCOL *This, UINT32 Level) {
     return EFI_INVALID_PARAMETER;
   }
   for (const LogLevel &level : g_levels) {
-    if (level.Mask == Level) {
+    if (level.mask == Level) {
       g_level = Level;
       return EFI_SUCCESS;
     }
@@ -188,8 +188,8 @@ static void applyOption(const CHAR16 *word, UINTN length) {
     g_console = true;
   }
   for (const LogLevel &level : g_levels) {
-    if (wordIs(word, length, level.Option)) {
-      g_level = level.Mask;
+    if (wordIs(word, length, level.option)) {
+      g_level = level.mask;
     }
   }
 }

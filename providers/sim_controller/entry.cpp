@@ -84,8 +84,8 @@ static EFI_STATUS failFirstMember(Controller *sim) {
 
 // What may happen to the controller that came last.
 static constexpr struct {
-  const CHAR8 *Word;
-  EFI_STATUS (*Happen)(Controller *sim);
+  const CHAR8 *word;
+  EFI_STATUS (*happen)(Controller *sim);
 } g_events[] = {
     {"replaced", replaceAdapter},
     {"failed", failFirstMember},
@@ -102,8 +102,8 @@ static EFI_STATUS happenToLast(EFI_STATUS (*happen)(Controller *sim)) {
 
 static EFI_STATUS applyWord(const Options &options, UINT32 start, UINT32 end, bool *any) {
   for (const auto &event : g_events) {
-    if (wordIs(options, start, end, event.Word)) {
-      return happenToLast(event.Happen);
+    if (wordIs(options, start, end, event.word)) {
+      return happenToLast(event.happen);
     }
   }
   for (UINT32 p = 0; presetAt(p) != nullptr; ++p) {
